@@ -1,0 +1,38 @@
+# The few helpers with which every folder declares its target, so that flags and layering stand once.
+
+find_program(ZDR_CCACHE ccache)
+if(ZDR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${ZDR_CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${ZDR_CCACHE})
+endif()
+
+find_package(Threads REQUIRED)
+
+# Flags for all of our own code; third-party headers are included as system headers.
+add_library(zdr_flags INTERFACE)
+target_compile_options(zdr_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+# Headers are named from the root of the tree: "p3gpp/p3gpp.h".
+target_include_directories(zdr_flags INTERFACE ${PROJECT_SOURCE_DIR})
+if(ZDR_SANITIZE)
+  target_compile_options(zdr_flags INTERFACE -fsanitize=${ZDR_SANITIZE} -fno-omit-frame-pointer
+                                             -fno-sanitize-recover=all)
+  target_link_options(zdr_flags INTERFACE -fsanitize=${ZDR_SANITIZE})
+endif()
+
+# zdr_library(NAME SOURCES a.cpp ... [DEPENDS targets ...])
+# A static library of one folder. DEPENDS names exactly the folders that it may include from.
+function(zdr_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC ${ARG_DEPENDS} PRIVATE zdr_flags Threads::Threads)
+endfunction()
+
+# zdr_test(NAME SOURCES a_test.cpp ... [DEPENDS targets ...])
+# One test program; every TEST in it becomes a ctest of its own.
+function(zdr_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE zdr_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
+  target_compile_definitions(${name} PRIVATE ZDR_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()
