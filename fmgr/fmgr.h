@@ -4,11 +4,11 @@
  * It hides where the bytes come from behind numbered device types, lets several independent streams share one
  * opened device, serialises access, and can put a cache buffer in front of every stream.
  *
- * Ownership: streams belong to the context that opened them and are closed with FMGR_FClose; a descriptor belongs
- * to the caller, is compared by address (two opens share a device only when they pass the same record) and must
- * outlive every stream opened on it.
- * Threads: different threads may use different streams of one context at the same time, and may open and close
- * streams meanwhile. One stream is used by one thread at a time.
+ * Ownership: streams belong to the context that opened them and are closed with FMGR_FClose; a descriptor
+ * belongs to the caller, is compared by address (two opens share a device only when they pass the same
+ * record) and must outlive every stream opened on it. Threads: different threads may use different streams of
+ * one context at the same time, and may open and close streams meanwhile. One stream is used by one thread at
+ * a time.
  *
  * Valid as C11 and C++20.
  */
@@ -40,13 +40,13 @@ enum {
 
 /* Device types of a descriptor. */
 enum {
-  FMGR_DEV_FILE = 100,        /* a file named by a narrow path */
-  FMGR_DEV_FILE_W = 101,      /* a file named by a wide path (UTF-16) */
-  FMGR_DEV_CALLBACK = 103,    /* the caller's read and size callbacks */
-  FMGR_DEV_MEMORY = 104,      /* a block of memory */
-  FMGR_DEV_RESERVED = 105,    /* placeholder: never opens */
-  FMGR_DEV_FILE_ALT = 106,    /* second implementation of FMGR_DEV_FILE */
-  FMGR_DEV_CALLBACK_RW = 201  /* has operations, but the dispatcher never opens it */
+  FMGR_DEV_FILE = 100,       /* a file named by a narrow path */
+  FMGR_DEV_FILE_W = 101,     /* a file named by a wide path (UTF-16) */
+  FMGR_DEV_CALLBACK = 103,   /* the caller's read and size callbacks */
+  FMGR_DEV_MEMORY = 104,     /* a block of memory */
+  FMGR_DEV_RESERVED = 105,   /* placeholder: never opens */
+  FMGR_DEV_FILE_ALT = 106,   /* second implementation of FMGR_DEV_FILE */
+  FMGR_DEV_CALLBACK_RW = 201 /* has operations, but the dispatcher never opens it */
 };
 
 /* Seek origins. */
@@ -103,7 +103,8 @@ FMGR_Stream* FMGR_FOpen(const FMGR_Descriptor* descriptor, const char* mode, FMG
 /* Null stream: FMGR_ERR_GENERIC. The stream is gone afterwards also when the device's close failed. */
 int32_t FMGR_FClose(FMGR_Stream* stream);
 
-/* Bytes read (0 at the end) or a negative status. count 0: FMGR_ERR_BAD_ARGUMENT; null stream: FMGR_ERR_GENERIC. */
+/* Bytes read (0 at the end) or a negative status. count 0: FMGR_ERR_BAD_ARGUMENT; null stream:
+ * FMGR_ERR_GENERIC. */
 int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count);
 
 int32_t FMGR_FSeek(FMGR_Stream* stream, int32_t offset, int32_t whence);

@@ -3,14 +3,14 @@
  * 3GPP2 C.S0050). The box tree is read once at open; the sample tables stay in the file and are looked up
  * through small caches, so memory does not grow with the number of samples.
  *
- * Use: FMGR_Init, P3GPP_Open, the queries, P3GPP_OpenTrack for each track to be read, P3GPP_ReadSample and the
- * lookups, P3GPP_CloseTrack, P3GPP_Close, FMGR_Deinit.
+ * Use: FMGR_Init, P3GPP_Open, the queries, P3GPP_OpenTrack for each track to be read, P3GPP_ReadSample and
+ * the lookups, P3GPP_CloseTrack, P3GPP_Close, FMGR_Deinit.
  *
  * Every operation returns 0 or a negative P3GPP_ERR_ code. Sample numbers are 1-based; media times are in the
  * track's own time scale, 32-bit.
- * Threads: the library takes no lock. Different tracks may be used from different threads; calls on one track must
- * not overlap, since the track handle carries cursors and caches. A result of a lookup may depend on the lookups
- * before it (docs/kept-behaviours.md).
+ * Threads: the library takes no lock. Different tracks may be used from different threads; calls on one track
+ * must not overlap, since the track handle carries cursors and caches. A result of a lookup may depend on the
+ * lookups before it (docs/kept-behaviours.md).
  *
  * Valid as C11 and C++20.
  */
@@ -27,17 +27,17 @@ extern "C" {
 
 enum {
   P3GPP_OK = 0,
-  P3GPP_ERR_GENERIC = -6001,       /* null stream; entry without esds; any failure of P3GPP_GetBitrate; udta/meta */
+  P3GPP_ERR_GENERIC = -6001, /* null stream; entry without esds; any failure of P3GPP_GetBitrate; udta/meta */
   P3GPP_ERR_NO_MEMORY = -6002,
   P3GPP_ERR_NO_SYNC_SAMPLE = -6003, /* no sync sample in the asked direction */
-  P3GPP_ERR_RTP_ENTRY = -6005,     /* sample entry of type "rtp " */
-  P3GPP_ERR_OUT_OF_RANGE = -6008,  /* sample number 0 or past the end; a time that overflows 32 bits */
+  P3GPP_ERR_RTP_ENTRY = -6005,      /* sample entry of type "rtp " */
+  P3GPP_ERR_OUT_OF_RANGE = -6008,   /* sample number 0 or past the end; a time that overflows 32 bits */
   P3GPP_ERR_BAD_ARGUMENT = -6009,
   P3GPP_ERR_OPEN = -7011,
-  P3GPP_ERR_READ = -7012,          /* a read returned fewer bytes than asked */
+  P3GPP_ERR_READ = -7012, /* a read returned fewer bytes than asked */
   P3GPP_ERR_SEEK = -7014,
   P3GPP_ERR_BOX_SIZE = -7017,
-  P3GPP_ERR_NO_TRACK = -7018,      /* no track with that ID */
+  P3GPP_ERR_NO_TRACK = -7018, /* no track with that ID */
   P3GPP_ERR_UNKNOWN_HANDLER = -7019,
   P3GPP_ERR_NO_ENTRY_PAYLOAD = -7020,
   P3GPP_ERR_ENTRY_NOT_HANDLED = -7031, /* no decoder description for this entry, or handler mismatch */
@@ -52,7 +52,7 @@ enum {
   P3GPP_ERR_NO_MINF_PAYLOAD = -7044,
   P3GPP_ERR_NO_STBL = -7045,
   P3GPP_ERR_NO_STBL_PAYLOAD = -7046,
-  P3GPP_ERR_NO_TABLE = -7047,      /* a sample table that the operation needs is missing or unusable */
+  P3GPP_ERR_NO_TABLE = -7047,       /* a sample table that the operation needs is missing or unusable */
   P3GPP_ERR_DECODER_CONFIG = -7050, /* decoder configuration missing or malformed */
   P3GPP_ERR_NO_IODS_BYTES = -7055,
   P3GPP_ERR_NO_EMPTY_EDIT = -7056
@@ -60,16 +60,17 @@ enum {
 
 /* Track type codes, from the handler type of the track. */
 enum {
-  P3GPP_TRACK_VIDEO = 0,              /* "vide" */
-  P3GPP_TRACK_AUDIO = 1,              /* "soun" */
-  P3GPP_TRACK_HINT = 2,               /* "hint" */
-  P3GPP_TRACK_SCENE_DESCRIPTION = 3,  /* "sdsm" */
-  P3GPP_TRACK_OBJECT_DESCRIPTOR = 4,  /* "odsm" */
-  P3GPP_TRACK_TEXT = 5,               /* "text" */
-  P3GPP_TRACK_METADATA = 11           /* "meta" */
+  P3GPP_TRACK_VIDEO = 0,             /* "vide" */
+  P3GPP_TRACK_AUDIO = 1,             /* "soun" */
+  P3GPP_TRACK_HINT = 2,              /* "hint" */
+  P3GPP_TRACK_SCENE_DESCRIPTION = 3, /* "sdsm" */
+  P3GPP_TRACK_OBJECT_DESCRIPTOR = 4, /* "odsm" */
+  P3GPP_TRACK_TEXT = 5,              /* "text" */
+  P3GPP_TRACK_METADATA = 11          /* "meta" */
 };
 
-/* Object type codes of P3gppDecoderInfo that identify a codec (the esds value for kind 1, our own otherwise). */
+/* Object type codes of P3gppDecoderInfo that identify a codec (the esds value for kind 1, our own otherwise).
+ */
 enum {
   P3GPP_OTI_MPEG4_VISUAL = 0x20,
   P3GPP_OTI_AAC = 0x40,
@@ -94,8 +95,8 @@ enum {
 /* P3gppDecoderInfo::kind: which member of `u` is filled. */
 enum {
   P3GPP_KIND_NONE = 0,
-  P3GPP_KIND_SYSTEMS = 1,   /* MPEG-4 systems description (esds) */
-  P3GPP_KIND_CODEC = 2,     /* video or speech codec with a configuration of its own */
+  P3GPP_KIND_SYSTEMS = 1, /* MPEG-4 systems description (esds) */
+  P3GPP_KIND_CODEC = 2,   /* video or speech codec with a configuration of its own */
   P3GPP_KIND_SPEECH_3GPP2 = 3,
   P3GPP_KIND_COMPRESSED_AUDIO = 4
 };
@@ -140,8 +141,8 @@ typedef struct P3gppTrackInfo {
 typedef struct P3gppSystemsInfo {
   uint16_t es_id;
   uint8_t stream_type;
-  uint16_t width;  /* mp4v */
-  uint16_t height; /* mp4v */
+  uint16_t width;         /* mp4v */
+  uint16_t height;        /* mp4v */
   uint16_t channel_count; /* mp4a */
   uint16_t sample_rate;   /* mp4a, Hz, 16 bits as in the file */
   uint32_t max_bitrate;
@@ -236,8 +237,8 @@ typedef struct P3gppEac3Info {
   uint16_t channel_count;
   uint16_t sample_size;
   uint16_t sample_rate;
-  uint16_t data_rate; /* kbit/s */
-  uint8_t independent_substreams; /* field as stored: count - 1 */
+  uint16_t data_rate;                   /* kbit/s */
+  uint8_t independent_substreams;       /* field as stored: count - 1 */
   const P3gppEac3Substream* substreams; /* owned by the parser until P3GPP_Close; null without a dec3 */
 } P3gppEac3Info;
 
@@ -267,9 +268,9 @@ typedef struct P3gppDecoderInfo {
 
 /* Caller-owned request and result of P3GPP_ReadSample. */
 typedef struct P3gppSample {
-  uint32_t number;           /* in: 1-based */
-  uint32_t size;             /* out: bytes */
-  uint32_t decoding_time;    /* out: media time scale, edit shift added; left alone when stts does not reach n */
+  uint32_t number;        /* in: 1-based */
+  uint32_t size;          /* out: bytes */
+  uint32_t decoding_time; /* out: media time scale, edit shift added; left alone when stts does not reach n */
   uint32_t composition_time; /* out: media time scale, without the edit shift */
   uint8_t* buffer;           /* in: at least `size` bytes, or null for the location alone */
   uint32_t reserved;
@@ -278,8 +279,8 @@ typedef struct P3gppSample {
 } P3gppSample;
 
 /*
- * `descriptor` and `context` are kept, not copied: both must outlive the file handle, since P3GPP_OpenTrack opens
- * the file again with them. The file is not held open between calls. On failure *file is null.
+ * `descriptor` and `context` are kept, not copied: both must outlive the file handle, since P3GPP_OpenTrack
+ * opens the file again with them. The file is not held open between calls. On failure *file is null.
  */
 int32_t P3GPP_Open(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context);
 int32_t P3GPP_Close(P3gppFile* file);
