@@ -1,0 +1,42 @@
+#!/bin/sh
+# tools/build.sh host|tests PRESET: installs what a build needs and is missing, configures and builds.
+# stdout stays free for whoever calls: everything said here goes to stderr.
+set -eu
+what=$1
+preset=$2
+root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
+exec 1>&2
+
+# "file or command that shows the package is there:package"
+needs="g++:g++ cmake:cmake ninja:ninja-build /usr/include/CLI/CLI.hpp:libcli11-dev
+/usr/include/nlohmann/json.hpp:nlohmann-json3-dev"
+[ "$what" = tests ] && needs="$needs /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev"
+[ "$preset" = fuzz ] && needs="$needs clang++:clang /usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a:libclang-rt-14-dev"
+
+missing=
+for need in $needs; do
+  probe=${need%:*}
+  command -v "$probe" >/dev/null 2>&1 || [ -e "$probe" ] || missing="$missing ${need##*:}"
+done
+if [ -n "$missing" ]; then
+  echo "zdr: installing the missing build packages:$missing"
+  sudo=
+  [ "$(id -u)" = 0 ] || sudo=sudo
+  $sudo apt-get -qq update
+  # shellcheck disable=SC2086
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get -qq install -y --no-install-recommends $missing >/dev/null
+fi
+
+tests=OFF
+[ "$what" = tests ] && tests=ON
+[ "$what" = host ] && grep -qs 'ZDR_TESTS:BOOL=ON' "$root/build/$preset/CMakeCache.txt" && tests=ON
+target=all
+[ "$what" = host ] && target="zdr ZdrMp4Source"
+cd "$root"
+cmake --preset "$preset" -DZDR_TESTS=$tests >"$root/build-configure.log" 2>&1 || {
+  cat "$root/build-configure.log"
+  exit 1
+}
+rm -f "$root/build-configure.log"
+# shellcheck disable=SC2086
+exec cmake --build --preset "$preset" --target $target
