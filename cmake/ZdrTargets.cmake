@@ -19,6 +19,12 @@ if(ZDR_SANITIZE)
   target_link_options(zdr_flags INTERFACE -fsanitize=${ZDR_SANITIZE})
 endif()
 
+if(ZDR_FUZZ)
+  # Coverage in the libraries; the fuzz programs themselves link the engine.
+  target_compile_options(zdr_flags INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(zdr_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # zdr_library(NAME SOURCES a.cpp ... [DEPENDS targets ...])
 # A static library of one folder. DEPENDS names exactly the folders that it may include from.
 function(zdr_library name)
@@ -35,4 +41,19 @@ function(zdr_test name)
   target_link_libraries(${name} PRIVATE zdr_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE ZDR_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()
+
+# zdr_fuzz(NAME SOURCES a.cpp ... [DEPENDS targets ...])
+function(zdr_fuzz name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE zdr_flags ${ARG_DEPENDS})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+endfunction()
+
+# zdr_bench(NAME SOURCES a.cpp ... [DEPENDS targets ...])
+function(zdr_bench name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE zdr_flags ${ARG_DEPENDS} benchmark::benchmark_main)
 endfunction()
