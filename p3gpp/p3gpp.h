@@ -101,6 +101,18 @@ enum {
   P3GPP_KIND_COMPRESSED_AUDIO = 4
 };
 
+/*
+ * Where the first error of an open was met. A file can open in spite of it: a damaged track after a sound one
+ * ends the list of tracks, and `status` then tells what stopped it.
+ */
+typedef struct P3gppOpenError {
+  int32_t status;  /* 0: nothing to report; the other fields are then 0 */
+  char path[160];  /* "moov/trak[2]/mdia/minf/stbl/stsz"; tracks and sample entries are numbered from 1,
+                      unprintable bytes stand as \xNN; empty when no box is to blame */
+  uint64_t offset; /* of the box's first byte in the file */
+  uint64_t size;   /* as its header claims */
+} P3gppOpenError;
+
 typedef struct P3gppFile P3gppFile;
 typedef struct P3gppTrack P3gppTrack; /* a track handle; valid from OpenTrack to CloseTrack */
 
@@ -283,6 +295,9 @@ typedef struct P3gppSample {
  * opens the file again with them. The file is not held open between calls. On failure *file is null.
  */
 int32_t P3GPP_Open(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context);
+/* P3GPP_Open that also tells where it failed. `error` may be null; it is cleared first. */
+int32_t P3GPP_OpenExplained(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
+                            P3gppOpenError* error);
 int32_t P3GPP_Close(P3gppFile* file);
 
 int32_t P3GPP_GetMovieInfo(P3gppFile* file, P3gppMovieInfo* info);
