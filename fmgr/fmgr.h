@@ -20,23 +20,11 @@
 #include <uchar.h>
 #endif
 
+#include "os/status.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-/* Status codes. Functions return 0 or one of these; a device's own code is passed through where told. */
-enum {
-  FMGR_OK = 0,
-  FMGR_ERR_GENERIC = -6001,
-  FMGR_ERR_NO_MEMORY = -6002,
-  FMGR_ERR_TOO_LARGE = -6003,
-  FMGR_ERR_READ = -6006,
-  FMGR_ERR_OPEN = -6007,
-  FMGR_ERR_BAD_ARGUMENT = -6009,
-  FMGR_ERR_WRITE = -6010,
-  FMGR_ERR_SEEK = -6012,
-  FMGR_ERR_NOT_SUPPORTED = -6015
-};
 
 /* Device types of a descriptor. */
 enum {
@@ -93,21 +81,31 @@ typedef struct FMGR_Config {
 typedef struct FMGR_Context FMGR_Context;
 typedef struct FMGR_Stream FMGR_Stream;
 
-/* Makes a manager. Null arguments: FMGR_ERR_BAD_ARGUMENT; FMGR_ERR_NO_MEMORY. */
+/* Functions return 0 or a status of os/status.h; the code of a device is passed through where told. A null
+ * stream is FMGR_ERR_GENERIC, any other null argument FMGR_ERR_BAD_ARGUMENT. Where a lock of the system
+ * fails, its FMGR_ERR_GENERIC is returned and nothing has changed. */
+
+/* Makes a manager, or fails with FMGR_ERR_NO_MEMORY. */
 int32_t FMGR_Init(FMGR_Context** context, const FMGR_Config* config);
-/* Releases a manager; streams still open are closed first. Null: FMGR_ERR_BAD_ARGUMENT. */
+/* Releases a manager and every stream still open in it. */
 int32_t FMGR_Deinit(FMGR_Context* context);
 
-/* Opens a stream on `descriptor` with a C mode string ("rb"); null on any failure. */
+/* Opens a stream on `descriptor` with a C mode string ("rb"); null on any failure. After a failed open of a
+ * file the platform's last error tells why. */
 FMGR_Stream* FMGR_FOpen(const FMGR_Descriptor* descriptor, const char* mode, FMGR_Context* context);
-/* Null stream: FMGR_ERR_GENERIC. The stream is gone afterwards also when the device's close failed. */
+/* The stream is gone afterwards, also when closing the device failed and its status is returned. */
 int32_t FMGR_FClose(FMGR_Stream* stream);
 
-/* Bytes read (0 at the end) or a negative status. count 0: FMGR_ERR_BAD_ARGUMENT; null stream:
- * FMGR_ERR_GENERIC. */
+/* Bytes read (0 at the end) or a negative status: a failed seek of the device as it is, a failed read of the
+ * device as FMGR_ERR_GENERIC. One call reads at most 2^31 - 1 bytes. A count of 0 is FMGR_ERR_BAD_ARGUMENT.
+ * With buffering on, a failing device looks like the end of the data. */
 int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count);
 
+/* Sets the position of the stream; the device itself is not asked before the next read. Without buffering
+ * this always succeeds, an unknown `whence` changes nothing, and FMGR_FSeek from the end works in 32 bits.
+ * With buffering an unknown `whence` is FMGR_ERR_GENERIC. */
 int32_t FMGR_FSeek(FMGR_Stream* stream, int32_t offset, int32_t whence);
+/* The offset is the signed 64-bit number of both words. */
 int32_t FMGR_FSeek64(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high, int32_t whence);
 int32_t FMGR_FTell(FMGR_Stream* stream, uint64_t* position);
 /* FMGR_ERR_TOO_LARGE when the size does not fit a signed 32-bit number. */
