@@ -1,0 +1,167 @@
+// Scalar types, handles, GUID and calling-convention macros of the platform, for 64-bit Linux.
+// The platform is LLP64: LONG and DWORD have 32 bits although `long` has 64 here, so overriding methods must
+// say LONG. WCHAR is a UTF-16 unit; literals are u"..." or WIDE("...").
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#ifndef __cplusplus
+#include <uchar.h>
+#endif
+
+#include "winerror.h"
+
+// Exported from the one shared runtime; everything else in it stays hidden.
+#define ZDR_PLATFORM_API __attribute__((visibility("default")))
+
+#ifdef __cplusplus
+#define ZDR_EXTERN_C extern "C"
+#define ZDR_NOEXCEPT noexcept
+#else
+#define ZDR_EXTERN_C
+#define ZDR_NOEXCEPT
+#endif
+
+// In front of every function of the runtime.
+#define ZDR_WIN32 ZDR_EXTERN_C ZDR_PLATFORM_API
+
+typedef uint8_t BYTE, UCHAR;
+typedef uint16_t WORD, USHORT;
+typedef uint32_t DWORD, ULONG, UINT;
+typedef int16_t SHORT;
+typedef int32_t INT, LONG, BOOL;
+typedef int64_t LONGLONG, LONG64;
+typedef uint64_t ULONGLONG, DWORDLONG, ULONG64;
+typedef LONGLONG REFERENCE_TIME;  // in 100 ns
+typedef double REFTIME;           // in seconds
+typedef float FLOAT;
+typedef intptr_t LONG_PTR, INT_PTR;
+typedef uintptr_t ULONG_PTR, DWORD_PTR, UINT_PTR;
+typedef size_t SIZE_T;
+typedef char CHAR;
+typedef char16_t WCHAR, OLECHAR, TCHAR;
+typedef void VOID, *PVOID, *LPVOID;
+typedef const void* LPCVOID;
+typedef CHAR* LPSTR;
+typedef const CHAR* LPCSTR;
+typedef WCHAR *LPWSTR, *LPOLESTR, *LPTSTR;
+typedef const WCHAR *LPCWSTR, *LPCOLESTR, *LPCTSTR;
+typedef BYTE *PBYTE, *LPBYTE;
+typedef BOOL* LPBOOL;
+typedef DWORD *PDWORD, *LPDWORD;
+typedef LONG *PLONG, *LPLONG;
+typedef void *HANDLE, *HMODULE, *HINSTANCE, *HKEY;
+typedef HANDLE *PHANDLE, *LPHANDLE;
+typedef DWORD_PTR HSEMAPHORE, HEVENT;
+
+typedef struct _FILETIME {
+  DWORD dwLowDateTime;
+  DWORD dwHighDateTime;
+} FILETIME;  // 100 ns since 1601-01-01 UTC
+
+// The unnamed struct and its named twin overlay the two words of the quantity, low word first.
+typedef union _LARGE_INTEGER {
+  __extension__ struct {
+    DWORD LowPart;
+    LONG HighPart;
+  };
+  LONGLONG QuadPart;
+} LARGE_INTEGER, *PLARGE_INTEGER;
+
+typedef union _ULARGE_INTEGER {
+  __extension__ struct {
+    DWORD LowPart;
+    DWORD HighPart;
+  };
+  ULONGLONG QuadPart;
+} ULARGE_INTEGER, *PULARGE_INTEGER;
+
+typedef struct tagRECT {
+  LONG left;
+  LONG top;
+  LONG right;
+  LONG bottom;
+} RECT;
+
+typedef struct _SECURITY_ATTRIBUTES {
+  DWORD nLength;
+  LPVOID lpSecurityDescriptor;
+  BOOL bInheritHandle;
+} SECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
+
+typedef struct _OVERLAPPED {
+  ULONG_PTR Internal;
+  ULONG_PTR InternalHigh;
+  DWORD Offset;
+  DWORD OffsetHigh;
+  HANDLE hEvent;
+} OVERLAPPED, *LPOVERLAPPED;
+
+typedef struct _GUID {
+  uint32_t Data1;
+  uint16_t Data2;
+  uint16_t Data3;
+  uint8_t Data4[8];
+} GUID;
+typedef GUID IID;
+typedef GUID CLSID;
+
+#ifdef __cplusplus
+#define REFGUID const GUID&
+#define REFIID const IID&
+#define REFCLSID const CLSID&
+
+constexpr bool operator==(const GUID& a, const GUID& b) noexcept {
+  if (a.Data1 != b.Data1 || a.Data2 != b.Data2 || a.Data3 != b.Data3) return false;
+  for (int i = 0; i < 8; ++i) {
+    if (a.Data4[i] != b.Data4[i]) return false;
+  }
+  return true;
+}
+constexpr bool operator!=(const GUID& a, const GUID& b) noexcept {
+  return !(a == b);
+}
+constexpr bool IsEqualGUID(REFGUID a, REFGUID b) noexcept {
+  return a == b;
+}
+constexpr bool IsEqualIID(REFIID a, REFIID b) noexcept {
+  return a == b;
+}
+constexpr bool IsEqualCLSID(REFCLSID a, REFCLSID b) noexcept {
+  return a == b;
+}
+
+static_assert(sizeof(WCHAR) == 2 && sizeof(LONG) == 4 && sizeof(HANDLE) == 8);
+static_assert(sizeof(GUID) == 16 && alignof(GUID) == 4);
+static_assert(sizeof(LARGE_INTEGER) == 8 && sizeof(OVERLAPPED) == 32);
+#else
+#define REFGUID const GUID*
+#define REFIID const IID*
+#define REFCLSID const CLSID*
+#endif
+
+#define FALSE 0
+#define TRUE 1
+#define MAX_PATH 260
+#define INFINITE 0xFFFFFFFFu
+#define INVALID_HANDLE_VALUE ((HANDLE)(intptr_t)-1)
+#define MAXDWORD 0xFFFFFFFFu
+
+#define WIDE(literal) u##literal
+#define TEXT(literal) u##literal
+
+// Calling conventions: there is only one on this platform.
+#define WINAPI
+#define CALLBACK
+#define STDMETHODCALLTYPE
+#define __stdcall
+#define STDMETHODIMP HRESULT
+#define STDMETHODIMP_(type) type
+#define STDMETHOD(method) virtual HRESULT method
+#define STDMETHOD_(type, method) virtual type method
+#define STDAPI ZDR_EXTERN_C HRESULT
+#define STDAPI_(type) ZDR_EXTERN_C type
+#define PURE = 0
+
+#define LOWORD(value) ((WORD)((DWORD_PTR)(value)&0xFFFF))
+#define HIWORD(value) ((WORD)(((DWORD_PTR)(value) >> 16) & 0xFFFF))

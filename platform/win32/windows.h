@@ -1,0 +1,13 @@
+// The platform's own header name: everything of the Win32 part of the stand-in that the code above it uses.
+// Valid as C11 and C++20; brings in no POSIX header.
+#pragma once
+
+#include "win32_error.h"
+#include "win32_files.h"
+#include "win32_interlocked.h"
+#include "win32_paths.h"
+#include "win32_sync.h"
+#include "win32_text.h"
+#include "win32_threads.h"
+#include "win32_types.h"
+#include "winerror.h"
