@@ -1,0 +1,118 @@
+// How a filter describes itself to the registry: its pins and their types, its merit, and the mapper that
+// stores the description.
+#pragma once
+
+#include <objbase.h>
+
+#include <cstddef>
+
+// How readily a graph builder tries a filter.
+enum MERIT : DWORD {
+  MERIT_PREFERRED = 0x800000,
+  MERIT_NORMAL = 0x600000,
+  MERIT_UNLIKELY = 0x400000,
+  MERIT_DO_NOT_USE = 0x200000,
+  MERIT_SW_COMPRESSOR = 0x100000,
+  MERIT_HW_COMPRESSOR = 0x100050,
+};
+
+// REGFILTERPINS2::dwFlags.
+enum REG_PINFLAG : DWORD {
+  REG_PINFLAG_B_ZERO = 1,
+  REG_PINFLAG_B_RENDERER = 2,
+  REG_PINFLAG_B_MANY = 4,
+  REG_PINFLAG_B_OUTPUT = 8,
+};
+
+struct REGPINTYPES {
+  const CLSID* clsMajorType;
+  const CLSID* clsMinorType;
+};
+static_assert(sizeof(REGPINTYPES) == 16);
+
+struct REGFILTERPINS {
+  LPWSTR strName;
+  BOOL bRendered;
+  BOOL bOutput;
+  BOOL bZero;
+  BOOL bMany;
+  const CLSID* clsConnectsToFilter;
+  const WCHAR* strConnectsToPin;
+  UINT nMediaTypes;
+  const REGPINTYPES* lpMediaType;
+};
+static_assert(sizeof(REGFILTERPINS) == 56 && offsetof(REGFILTERPINS, lpMediaType) == 48);
+
+struct REGPINMEDIUM {
+  CLSID clsMedium;
+  DWORD dw1;
+  DWORD dw2;
+};
+
+struct REGFILTERPINS2 {
+  DWORD dwFlags;  // REG_PINFLAG_*
+  UINT cInstances;
+  UINT nMediaTypes;
+  const REGPINTYPES* lpMediaType;
+  UINT nMediums;
+  const REGPINMEDIUM* lpMedium;
+  const CLSID* clsPinCategory;
+};
+static_assert(sizeof(REGFILTERPINS2) == 48 && offsetof(REGFILTERPINS2, lpMedium) == 32);
+
+// dwVersion tells which member of each union is meant: 1 cPins and rgPins, 2 cPins2 and rgPins2.
+struct REGFILTER2 {
+  DWORD dwVersion;
+  DWORD dwMerit;
+  union {
+    ULONG cPins;
+    ULONG cPins2;
+  };
+  union {
+    const REGFILTERPINS* rgPins;
+    const REGFILTERPINS2* rgPins2;
+  };
+};
+static_assert(sizeof(REGFILTER2) == 24 && offsetof(REGFILTER2, cPins) == 8 &&
+              offsetof(REGFILTER2, rgPins) == 16);
+
+using AMOVIESETUP_MEDIATYPE = REGPINTYPES;
+using AMOVIESETUP_PIN = REGFILTERPINS;
+
+struct AMOVIESETUP_FILTER {
+  const CLSID* clsID;
+  const WCHAR* strName;
+  DWORD dwMerit;
+  UINT nPins;
+  const AMOVIESETUP_PIN* lpPin;
+};
+static_assert(sizeof(AMOVIESETUP_FILTER) == 32 && offsetof(AMOVIESETUP_FILTER, lpPin) == 24);
+using LPAMOVIESETUP_FILTER = AMOVIESETUP_FILTER*;
+
+// S_FALSE when the filter has no setup data.
+struct IAMovieSetup : IUnknown {
+  virtual HRESULT Register() = 0;
+  virtual HRESULT Unregister() = 0;
+};
+
+struct IFilterMapper2 : IUnknown {
+  virtual HRESULT CreateCategory(REFCLSID clsidCategory, DWORD dwCategoryMerit, LPCWSTR Description) = 0;
+  // HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) for a filter that is not registered.
+  virtual HRESULT UnregisterFilter(const CLSID* pclsidCategory, LPCOLESTR szInstance, REFCLSID Filter) = 0;
+  // A NULL category is the legacy one, a NULL instance the text of the filter's identifier. Does not register
+  // the module that serves the class. VFW_E_BAD_KEY.
+  virtual HRESULT RegisterFilter(REFCLSID clsidFilter, LPCWSTR Name, IMoniker** ppMoniker,
+                                 const CLSID* pclsidCategory, LPCOLESTR szInstance,
+                                 const REGFILTER2* prf2) = 0;
+  // E_NOTIMPL here: graphs are built explicitly.
+  virtual HRESULT EnumMatchingFilters(IEnumMoniker** ppEnum, DWORD dwFlags, BOOL bExactMatch, DWORD dwMerit,
+                                      BOOL bInputNeeded, DWORD cInputTypes, const GUID* pInputTypes,
+                                      const REGPINMEDIUM* pMedIn, const CLSID* pPinCategoryIn, BOOL bRender,
+                                      BOOL bOutputNeeded, DWORD cOutputTypes, const GUID* pOutputTypes,
+                                      const REGPINMEDIUM* pMedOut, const CLSID* pPinCategoryOut) = 0;
+};
+
+inline constexpr IID IID_IAMovieSetup = zdr::com::guid("A3D8CEC0-7E5A-11CF-BBC5-00805F6CEF20");
+inline constexpr IID IID_IFilterMapper2 = zdr::com::guid("B79BB0B0-33C1-11D1-ABE1-00A0C905F375");
+// The older mapper, known by name only: it is asked for when the newer one is missing.
+inline constexpr IID IID_IFilterMapper = zdr::com::guid("56A868A3-0AD4-11CE-B03A-0020AF0BA770");

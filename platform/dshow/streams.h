@@ -1,0 +1,12 @@
+// Entry header of the base classes: everything that a filter module needs.
+#pragma once
+
+#include "amfilter.h"
+#include "combase.h"
+#include "dshow.h"
+#include "mtype.h"
+#include "reftime.h"
+#include "seeking.h"
+#include "source.h"
+#include "wxdebug.h"
+#include "wxutil.h"
