@@ -28,8 +28,7 @@
 extern "C" {
 #endif
 
-/* --- Files, status-returning face ------------------------------------------------------------------------
- */
+/* --- Files, status-returning face --- */
 
 /* Open modes: access, what other handles may do meanwhile, and what happens to a file that exists or not. */
 enum {
@@ -71,8 +70,7 @@ typedef void (*OS_ReleaseFunction)(void* block);
 char* OS_TempName(const char* path, OS_ReleaseFunction* release);
 char16_t* OS_TempNameW(const char16_t* path, OS_ReleaseFunction* release);
 
-/* --- Mutexes and memory ----------------------------------------------------------------------------------
- */
+/* --- Mutexes and memory --- */
 
 /* A recursive mutex: its owner may lock it again. Null on failure. */
 void* OS_MutexCreate(void);
@@ -84,8 +82,7 @@ int32_t OS_MutexDestroy(void* mutex);
 void* OS_Malloc(size_t size);
 void OS_Free(void* block);
 
-/* --- Files, stdio-style face -----------------------------------------------------------------------------
- */
+/* --- Files, stdio-style face --- */
 
 /* `mode` is one of the C mode strings; an empty one means "w". Null on failure. While a file is open, others
  * may read it. Only "a" and "a+" start at the end of the file; "ab", "a+b" and "ab+" start at 0. */
@@ -108,13 +105,12 @@ char16_t* OS_GetTempFilePath(void);
 /* `path` is text of the ANSI code page. Nonzero on success. */
 int32_t OS_DeleteFileMB(const char* path);
 
-/* --- Threads ---------------------------------------------------------------------------------------------
- */
+/* --- Threads --- */
 
 typedef uint32_t (*OS_ThreadRoutine)(void* argument);
 
 /* Makes the start table; at most 32 threads can be on their way between OS_ThreadCreate and their routine. 0
- * or FMGR_ERR_GENERIC. Calls in matching pairs, from one thread. */
+ * or FMGR_ERR_GENERIC; a further call before the shutdown does nothing. */
 int32_t OS_ThreadInit(void);
 /* No thread may be on its way any more. */
 int32_t OS_ThreadShutdown(void);

@@ -1,0 +1,105 @@
+// The public functions: arguments, the lock, and which of buffered and unbuffered access does the work.
+#include "fmgr/fmgr.h"
+
+#include <algorithm>
+#include <new>
+
+#include "fmgr/buffer.h"
+#include "fmgr/manager.h"
+#include "fmgr/stream.h"
+
+using zdr::os::MutexLock;
+namespace fmgr = zdr::fmgr;
+
+namespace {
+
+// Names the version of the manager in every binary that it is linked into.
+[[gnu::used]] constexpr char kVersionMarker[] = "VERSION=FMGR_1_1_2";
+
+// Runs `operation` under the file mutex of `stream`.
+template <class Operation>
+int32_t with_file_locked(FMGR_Stream* stream, Operation operation) {
+  if (!stream) return FMGR_ERR_GENERIC;
+  const MutexLock lock(stream->file->mutex.get());
+  if (lock.status() != FMGR_OK) return lock.status();
+  return operation(*stream);
+}
+
+}  // namespace
+
+int32_t FMGR_Init(FMGR_Context** context, const FMGR_Config* config) {
+  if (!context || !config) return FMGR_ERR_BAD_ARGUMENT;
+  *context = nullptr;
+  std::unique_ptr<FMGR_Context> made(new (std::nothrow) FMGR_Context);
+  if (!made) return FMGR_ERR_NO_MEMORY;
+  made->read_buffer_size = config->read_buffer_size;
+  made->write_buffer_size = config->write_buffer_size;
+  made->mutex.reset(OS_MutexCreate());
+  if (!made->mutex) return FMGR_ERR_NO_MEMORY;
+  *context = made.release();
+  return FMGR_OK;
+}
+
+int32_t FMGR_Deinit(FMGR_Context* context) {
+  if (!context) return FMGR_ERR_BAD_ARGUMENT;
+  const std::unique_ptr<FMGR_Context> owned(context);
+  fmgr::close_all_streams(*context);
+  return FMGR_OK;
+}
+
+FMGR_Stream* FMGR_FOpen(const FMGR_Descriptor* descriptor, const char* mode, FMGR_Context* context) {
+  if (!descriptor || !mode || !context) return nullptr;
+  return fmgr::open_stream(*descriptor, mode, *context);
+}
+
+int32_t FMGR_FClose(FMGR_Stream* stream) {
+  return stream ? fmgr::close_stream(*stream) : FMGR_ERR_GENERIC;
+}
+
+int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count) {
+  if (stream && (!buffer || count == 0)) return FMGR_ERR_BAD_ARGUMENT;
+  // More would read as a negative status.
+  count = std::min<uint32_t>(count, INT32_MAX);
+  return with_file_locked(stream, [&](FMGR_Stream& open) {
+    ++open.counters.stream_reads;
+    if (!open.buffer) return fmgr::read_device(open, buffer, count);
+    return static_cast<int32_t>(fmgr::read_buffer(*open.buffer, static_cast<uint8_t*>(buffer), count));
+  });
+}
+
+int32_t FMGR_FSeek(FMGR_Stream* stream, int32_t offset, int32_t whence) {
+  return with_file_locked(stream, [&](FMGR_Stream& open) -> int32_t {
+    if (open.buffer) return fmgr::seek_buffer(*open.buffer, offset, whence);
+    fmgr::seek_stream32(open, offset, whence);
+    return FMGR_OK;
+  });
+}
+
+int32_t FMGR_FSeek64(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high, int32_t whence) {
+  return with_file_locked(stream, [&](FMGR_Stream& open) -> int32_t {
+    const int64_t offset = fmgr::offset_of(offset_low, offset_high);
+    if (open.buffer) return fmgr::seek_buffer(*open.buffer, offset, whence);
+    fmgr::seek_stream64(open, offset, whence);
+    return FMGR_OK;
+  });
+}
+
+int32_t FMGR_FTell(FMGR_Stream* stream, uint64_t* position) {
+  if (stream && !position) return FMGR_ERR_BAD_ARGUMENT;
+  return with_file_locked(stream, [&](const FMGR_Stream& open) -> int32_t {
+    *position = open.buffer ? fmgr::buffer_position(*open.buffer) : open.position;
+    return FMGR_OK;
+  });
+}
+
+int32_t FMGR_FSize(FMGR_Stream* stream, uint32_t* size) {
+  if (stream && !size) return FMGR_ERR_BAD_ARGUMENT;
+  return with_file_locked(stream,
+                          [&](const FMGR_Stream& open) { return fmgr::device_size32(*open.file, size); });
+}
+
+int32_t FMGR_FSize64(FMGR_Stream* stream, uint64_t* size) {
+  if (stream && !size) return FMGR_ERR_BAD_ARGUMENT;
+  return with_file_locked(stream,
+                          [&](const FMGR_Stream& open) { return fmgr::device_size(*open.file, size); });
+}

@@ -1,0 +1,121 @@
+// Status-returning face, the functions that take a path: one implementation for narrow and wide names.
+#include <iterator>
+#include <string>
+
+#include "os/path_calls.h"
+
+namespace zdr::os {
+namespace {
+
+struct OpenMode {
+  DWORD access;
+  DWORD share;
+  DWORD disposition;
+};
+
+// Indexed by OS_OPEN_...
+constexpr OpenMode kOpenModes[] = {
+    {GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING},
+    {GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS},
+    {GENERIC_WRITE, FILE_SHARE_WRITE, CREATE_ALWAYS},
+    {GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, CREATE_ALWAYS},
+    {GENERIC_READ | GENERIC_WRITE, FILE_SHARE_WRITE, OPEN_ALWAYS},
+};
+
+template <class Calls>
+int32_t open_file(void** handle, const typename Calls::Char* path, uint32_t mode) {
+  if (!handle) return FMGR_ERR_BAD_ARGUMENT;
+  *handle = nullptr;
+  if (!path) return FMGR_ERR_BAD_ARGUMENT;
+  if (mode >= std::size(kOpenModes)) return FMGR_ERR_OPEN;
+  const OpenMode& how = kOpenModes[mode];
+  const HANDLE opened = Calls::kCreateFile(path, how.access, how.share, nullptr, how.disposition,
+                                           FILE_ATTRIBUTE_NORMAL, nullptr);
+  const DWORD error = GetLastError();
+  // Kept: the last error decides, so a handle that comes with any other error is refused and stays open.
+  if (error != ERROR_SUCCESS && error != ERROR_ALREADY_EXISTS) return FMGR_ERR_OPEN;
+  if (opened == INVALID_HANDLE_VALUE) return FMGR_ERR_OPEN;
+  if (mode == OS_OPEN_APPEND) SetFilePointer(opened, 0, nullptr, FILE_END);
+  *handle = opened;
+  return FMGR_OK;
+}
+
+template <class Calls>
+int32_t delete_file(const typename Calls::Char* path) {
+  if (!path) return FMGR_ERR_BAD_ARGUMENT;
+  return Calls::kDeleteFile(path) ? FMGR_OK : FMGR_ERR_GENERIC;
+}
+
+// The platform wants a folder of the volume. A drive root made of the first character of the path would do
+// where drives have letters; the folder of the path itself does everywhere.
+template <class Calls>
+int32_t disk_free_bytes(const typename Calls::Char* path, uint64_t* bytes) {
+  if (!path || !bytes) return FMGR_ERR_BAD_ARGUMENT;
+  typename Calls::Char folder[MAX_PATH] = {};
+  typename Calls::Char* file_name = nullptr;
+  const DWORD length = Calls::kGetFullPathName(path, MAX_PATH, folder, &file_name);
+  if (length == 0 || length >= MAX_PATH) return FMGR_ERR_GENERIC;
+  if (file_name) *file_name = 0;
+  DWORD sectors_per_cluster = 0;
+  DWORD bytes_per_sector = 0;
+  DWORD free_clusters = 0;
+  DWORD total_clusters = 0;
+  if (!Calls::kGetDiskFreeSpace(folder, &sectors_per_cluster, &bytes_per_sector, &free_clusters,
+                                &total_clusters)) {
+    return FMGR_ERR_GENERIC;
+  }
+  const uint32_t cluster_bytes = bytes_per_sector * sectors_per_cluster;
+  *bytes = uint64_t{free_clusters} * cluster_bytes;
+  return FMGR_OK;
+}
+
+template <class Char>
+Char* temp_name(const Char* path, OS_ReleaseFunction* release) {
+  constexpr Char kSuffix[] = {'.', 't', 'm', 'p', 0};
+  if (!path || !release) return nullptr;
+  const size_t length = std::char_traits<Char>::length(path);
+  auto* name = static_cast<Char*>(OS_Malloc((length + std::size(kSuffix)) * sizeof(Char)));
+  if (!name) return nullptr;
+  std::char_traits<Char>::copy(name, path, length);
+  std::char_traits<Char>::copy(name + length, kSuffix, std::size(kSuffix));
+  *release = &OS_Free;
+  return name;
+}
+
+}  // namespace
+}  // namespace zdr::os
+
+using zdr::os::NarrowCalls;
+using zdr::os::WideCalls;
+
+int32_t OS_FileOpen(void** handle, const char* path, uint32_t mode) {
+  return zdr::os::open_file<NarrowCalls>(handle, path, mode);
+}
+
+int32_t OS_FileOpenW(void** handle, const char16_t* path, uint32_t mode) {
+  return zdr::os::open_file<WideCalls>(handle, path, mode);
+}
+
+int32_t OS_FileDelete(const char* path) {
+  return zdr::os::delete_file<NarrowCalls>(path);
+}
+
+int32_t OS_FileDeleteW(const char16_t* path) {
+  return zdr::os::delete_file<WideCalls>(path);
+}
+
+int32_t OS_DiskFreeBytes(const char* path, uint64_t* bytes) {
+  return zdr::os::disk_free_bytes<NarrowCalls>(path, bytes);
+}
+
+int32_t OS_DiskFreeBytesW(const char16_t* path, uint64_t* bytes) {
+  return zdr::os::disk_free_bytes<WideCalls>(path, bytes);
+}
+
+char* OS_TempName(const char* path, OS_ReleaseFunction* release) {
+  return zdr::os::temp_name(path, release);
+}
+
+char16_t* OS_TempNameW(const char16_t* path, OS_ReleaseFunction* release) {
+  return zdr::os::temp_name(path, release);
+}

@@ -1,0 +1,38 @@
+// The less used functions beside the stdio-style face: free space, a temporary name, deletion by ANSI name.
+#include <windows.h>
+
+#include <string_view>
+
+#include "os/os.h"
+
+int32_t OS_GetFreeSpace(uint32_t free_bytes[2], const char16_t* path) {
+  if (!free_bytes || !path) return -1;
+  const std::u16string_view whole = path;
+  // Kept: only a backslash ends the folder part, and without one the current volume answers.
+  const size_t folder_length = whole.rfind(u'\\');
+  char16_t folder[MAX_PATH] = {};
+  const bool has_folder = folder_length != std::u16string_view::npos;
+  if (has_folder) {
+    if (folder_length >= MAX_PATH) return -1;
+    whole.copy(folder, folder_length);
+  }
+  ULARGE_INTEGER available = {};
+  if (!GetDiskFreeSpaceExW(has_folder ? folder : nullptr, &available, nullptr, nullptr)) return -1;
+  free_bytes[0] = static_cast<uint32_t>(available.QuadPart >> 32);
+  free_bytes[1] = static_cast<uint32_t>(available.QuadPart);
+  return 0;
+}
+
+char16_t* OS_GetTempFilePath(void) {
+  static char16_t path[MAX_PATH] = u"\\temp.tmp";
+  char16_t folder[MAX_PATH] = {};
+  // Kept: the folder is asked for and then used only when there is none.
+  if (GetTempPathW(MAX_PATH, folder) == 0) GetTempFileNameW(folder, u"00", 1, path);
+  return path;
+}
+
+int32_t OS_DeleteFileMB(const char* path) {
+  char16_t wide[MAX_PATH] = {};
+  if (MultiByteToWideChar(CP_ACP, 0, path, -1, wide, MAX_PATH) == 0) return FALSE;
+  return DeleteFileW(wide);
+}
