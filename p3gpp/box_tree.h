@@ -86,6 +86,7 @@ struct TrakPayload final : BoxPayload {
   // Open from P3GPP_OpenTrack to P3GPP_CloseTrack, else null.
   StreamHandle data_stream;
   StreamHandle table_stream;
+  uint32_t edit_shift = 0;  // added to every decoding time; set by P3GPP_OpenTrack
   const ContainerRule* container() const override;
 };
 

@@ -1,7 +1,7 @@
 // Random access to the entries of one sample table, which stays in the file.
 //
-// A cursor knows where its entries lie. While its track is open it also owns a small cache of raw entries that
-// is refilled from the track's table stream, so that memory does not grow with the table. What a lookup
+// A cursor knows where its entries lie. While its track is open it also owns a small cache of raw entries
+// that is refilled from the track's table stream, so that memory does not grow with the table. What a lookup
 // answers never depends on the cache.
 #ifndef ZDR_P3GPP_TABLE_CURSOR_H
 #define ZDR_P3GPP_TABLE_CURSOR_H

@@ -1,0 +1,43 @@
+// From a track ID or a track handle to the boxes that a query needs, and opening a track for reading.
+#ifndef ZDR_P3GPP_TRACK_ACCESS_H
+#define ZDR_P3GPP_TRACK_ACCESS_H
+
+#include <cstdint>
+
+#include "p3gpp/box_tree.h"
+#include "p3gpp/sample_tables.h"
+#include "p3gpp/status.h"
+
+namespace zdr::p3gpp {
+
+// The records on the way from a track to its sample tables; none is null once walk_to_tables() succeeded.
+struct TrackPath {
+  TrakPayload* trak = nullptr;
+  TkhdPayload* tkhd = nullptr;
+  MdhdPayload* mdhd = nullptr;
+  HdlrPayload* hdlr = nullptr;
+  StblPayload* stbl = nullptr;
+
+  // The streams and the caches of the tables exist.
+  bool is_open() const { return trak->data_stream != nullptr && trak->table_stream != nullptr; }
+};
+
+// Reports the first link that is missing, P3GPP_ERR_NO_TRAK_PAYLOAD to P3GPP_ERR_NO_STBL_PAYLOAD.
+Status walk_to_tables(const BoxNode* trak, TrackPath& path);
+
+// P3GPP_ERR_NO_MOOV, P3GPP_ERR_NO_MOOV_PAYLOAD.
+Status movie_of(const P3gppFile& file, MoovPayload*& moov);
+// The first track with that ID; P3GPP_ERR_NO_TRACK.
+Status find_track(const P3gppFile& file, uint32_t track_id, BoxNode*& trak);
+// find_track() and walk_to_tables().
+Status find_tables(const P3gppFile& file, uint32_t track_id, TrackPath& path);
+
+// Opens the two streams of the track and gives each table its share of `cache_budget` bytes. A track that is
+// open already is closed first. On failure the track is closed. May throw bad_alloc.
+Status open_track(const P3gppFile& file, uint32_t track_id, uint32_t cache_budget, BoxNode*& trak);
+// Closes the streams and frees the caches; harmless on a closed track.
+void close_track(const TrackPath& path) noexcept;
+
+}  // namespace zdr::p3gpp
+
+#endif
