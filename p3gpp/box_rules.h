@@ -1,7 +1,7 @@
 // What is recognised where: one declared rule per container, with one row per child type in slot order.
 //
-// The child loop (child_loop.cpp) reads by these rules, and for_each_kept_child() walks the finished tree by
-// the same rows. A row names the child's parser and where its node is kept; a box without a row is skipped.
+// The child loop (child_loop.h) reads by these rules, and for_each_kept_child() walks the finished tree by
+// the same rows. A row names the child's parser and where its node is kept; a child without a row is skipped.
 #ifndef ZDR_P3GPP_BOX_RULES_H
 #define ZDR_P3GPP_BOX_RULES_H
 
@@ -18,36 +18,41 @@ namespace zdr::p3gpp {
 
 using BoxParser = Status (*)(BoxReader& reader, BoxNode& node);
 
-// What becomes of a child that was parsed.
+// What becomes of a child once it is parsed.
 enum class Keep : uint8_t {
-  kSlot,             // its node goes into a slot; a later one of the type replaces it
-  kSlotIfPayload,    // the same, but a child whose parser made no payload is dropped
-  kList,             // appended to a list
-  kListWhileItFits,  // the same up to the container's entry count; the surplus is dropped
-  kEndsContainer,    // not kept: the container loses its payload and ends there, with success
+  kSlot,           // its node goes into a slot; a later one of the type replaces it
+  kSlotIfPayload,  // the same, but a child whose parser made no payload is dropped
+  kList,           // its node is appended to the container's list
+  kEndsContainer,  // it is not parsed: the container drops its payload and ends there, with success
+};
+
+// Where a parser leaves the stream.
+enum class Rest : uint8_t {
+  kSkipped,        // the loop skips what the parser did not read
+  kReadAsNextBox,  // the parser stopped where it stopped; what follows is taken for the next box header
 };
 
 struct ChildRule {
   std::string_view type;
-  BoxParser parse;  // null only for kEndsContainer
-  Keep keep;
-  BoxSlot& (*slot)(BoxPayload& payload) = nullptr;
-  BoxList& (*list)(BoxPayload& payload) = nullptr;
-};
-
-// What a container does with a child that runs past its end.
-enum class Overrun : uint8_t {
-  kFail,
-  kSeekToEndAndFail,
+  BoxParser parse = nullptr;  // null only for kEndsContainer
+  Keep keep = Keep::kSlot;
+  BoxSlot& (*slot)(BoxPayload& payload) = nullptr;  // kSlot, kSlotIfPayload
+  Rest rest = Rest::kSkipped;
 };
 
 struct ContainerRule {
   std::string_view type;
-  std::unique_ptr<BoxPayload> (*make_payload)();
   std::span<const ChildRule> children;
-  Overrun overrun = Overrun::kFail;
-  // A failing list child (a track) ends the container with success once the list holds one.
-  bool tolerates_failure_after_first = false;
+  std::unique_ptr<BoxPayload> (*make_payload)() = nullptr;
+  BoxList& (*list)(BoxPayload& payload) = nullptr;  // the members kept by kList; enumerated after the slots
+  // True once no further child is wanted; null: read to the end of the container.
+  bool (*complete)(const BoxPayload& payload) = nullptr;
+  // An unknown child takes an empty place in the list, so that the list keeps the numbering of the file.
+  bool lists_unknown_children = false;
+  // A list member that fails ends the container with success if the list holds one already.
+  bool tolerates_later_failure = false;
+  // A child that runs past the end makes the stream go to the end of the container before it fails.
+  bool seeks_to_end_on_overrun = false;
 };
 
 extern const ContainerRule kMoovRule;
@@ -58,10 +63,31 @@ extern const ContainerRule kMinfRule;
 extern const ContainerRule kDinfRule;
 extern const ContainerRule kDrefRule;
 extern const ContainerRule kStblRule;
-extern const ContainerRule kStsdRule;
+extern const ContainerRule kStsdRule;         // sample_entry_rules.cpp
+extern const ContainerRule kSampleEntryRule;  // the same place: for walking only
 
-// Calls `visit` for every kept child of `node`, in slot order; null entries of lists are passed over.
+// Calls `visit` for every kept child of `node`, in slot order; empty places of lists are passed over.
 void for_each_kept_child(const BoxNode& node, const std::function<void(const BoxNode&)>& visit);
+
+// ---- Building rows --------------------------------------------------------------------------------------
+
+// Access to the member `kMember` of the payload record that declares it, through the base class.
+template <auto kMember>
+struct PayloadMember;
+template <typename Payload, typename Member, Member Payload::*kMember>
+struct PayloadMember<kMember> {
+  static Member& get(BoxPayload& payload) { return static_cast<Payload&>(payload).*kMember; }
+};
+
+template <auto kMember>
+constexpr ChildRule in_slot(std::string_view type, BoxParser parse, Keep keep = Keep::kSlot) {
+  return {type, parse, keep, PayloadMember<kMember>::get, Rest::kSkipped};
+}
+
+template <typename Payload>
+std::unique_ptr<BoxPayload> make_payload() {
+  return std::make_unique<Payload>();
+}
 
 }  // namespace zdr::p3gpp
 

@@ -14,27 +14,41 @@ namespace zdr::p3gpp {
 // One box on the way down to the one being parsed.
 struct PathStep {
   std::array<char, 5> type{};
-  uint32_t ordinal = 0;  // 1-based among the repeated ones ("trak", sample entries); 0: not counted
+  uint32_t ordinal = 0;  // 1-based among the members of a list (tracks, sample entries); 0: not in a list
   uint64_t offset = 0;
   uint64_t size = 0;
 };
 
-// Keeps the path as a stack, and writes the innermost box of the first error into a public record.
+// Keeps the path as a stack, and writes the innermost box of the first error into the public record. Takes no
+// memory, since running out of it is one of the errors.
 class OpenErrorTrail {
  public:
   void enter(const PathStep& step);
-  void leave();
-  // The first call since construction is kept, later ones are consequences of it.
+  void leave() { --depth_; }
+  // Blames the box entered last. Only the first call counts: later errors are consequences of it.
   void record(Status status);
-  // Error of a box whose header was read but which is not entered.
-  void record(Status status, const PathStep& box);
+  // Blames a child of that box, whose header was read but which is not entered.
+  void record(Status status, const PathStep& child);
+
   const P3gppOpenError& first_error() const { return first_; }
 
  private:
-  static constexpr size_t kMaxDepth = 12;  // moov/trak/mdia/minf/stbl/stsd/entry/configuration/bitr is 9
+  static constexpr size_t kMaxDepth = 12;  // the deepest is moov/trak/mdia/minf/stbl/stsd/s263/d263/bitr
   std::array<PathStep, kMaxDepth> steps_{};
-  size_t depth_ = 0;  // may exceed kMaxDepth: deeper steps are counted, not stored
+  size_t depth_ = 0;
   P3gppOpenError first_{};
+};
+
+// Keeps a step on the trail for the life of a scope.
+class TrailScope {
+ public:
+  TrailScope(OpenErrorTrail& trail, const PathStep& step) : trail_(trail) { trail_.enter(step); }
+  ~TrailScope() { trail_.leave(); }
+  TrailScope(const TrailScope&) = delete;
+  TrailScope& operator=(const TrailScope&) = delete;
+
+ private:
+  OpenErrorTrail& trail_;
 };
 
 }  // namespace zdr::p3gpp

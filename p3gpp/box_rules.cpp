@@ -1,0 +1,138 @@
+// The containment table. User data, movie-level metadata and media header boxes have no rows: they are
+// skipped.
+#include "p3gpp/box_rules.h"
+
+#include <array>
+
+#include "p3gpp/child_loop.h"
+#include "p3gpp/leaf_boxes.h"
+#include "p3gpp/sample_entries.h"
+#include "p3gpp/sample_tables.h"
+
+namespace zdr::p3gpp {
+namespace {
+
+constexpr std::array kMoovChildren{
+    in_slot<&MoovPayload::mvhd>("mvhd", parse_mvhd),
+    in_slot<&MoovPayload::iods>("iods", parse_iods, Keep::kSlotIfPayload),
+    ChildRule{"trak", parse_container<kTrakRule>, Keep::kList},
+};
+
+constexpr std::array kTrakChildren{
+    in_slot<&TrakPayload::tkhd>("tkhd", parse_tkhd),
+    in_slot<&TrakPayload::tref>("tref", parse_tref),
+    in_slot<&TrakPayload::edts>("edts", parse_container<kEdtsRule>),
+    in_slot<&TrakPayload::mdia>("mdia", parse_container<kMdiaRule>),
+};
+
+constexpr std::array kEdtsChildren{
+    in_slot<&EdtsPayload::elst>("elst", parse_elst),
+};
+
+constexpr std::array kMdiaChildren{
+    in_slot<&MdiaPayload::mdhd>("mdhd", parse_mdhd),
+    in_slot<&MdiaPayload::hdlr>("hdlr", parse_hdlr),
+    in_slot<&MdiaPayload::minf>("minf", parse_container<kMinfRule>),
+};
+
+constexpr std::array kMinfChildren{
+    in_slot<&MinfPayload::hmhd>("hmhd", parse_hmhd),
+    in_slot<&MinfPayload::dinf>("dinf", parse_container<kDinfRule>),
+    in_slot<&MinfPayload::stbl>("stbl", parse_container<kStblRule>),
+};
+
+constexpr std::array kDinfChildren{
+    in_slot<&DinfPayload::dref>("dref", parse_dref),
+};
+
+constexpr std::array kDrefChildren{
+    ChildRule{"url ", parse_url, Keep::kList},
+    ChildRule{"urn ", parse_urn, Keep::kList},
+};
+
+constexpr std::array kStblChildren{
+    in_slot<&StblPayload::stts>("stts", parse_stts),
+    in_slot<&StblPayload::ctts>("ctts", parse_ctts),
+    in_slot<&StblPayload::stss>("stss", parse_stss, Keep::kSlotIfPayload),
+    in_slot<&StblPayload::stsd>("stsd", parse_stsd),
+    in_slot<&StblPayload::stsz>("stsz", parse_stsz),
+    in_slot<&StblPayload::stsc>("stsc", parse_stsc),
+    in_slot<&StblPayload::stco>("stco", parse_stco),
+    in_slot<&StblPayload::stsh>("stsh", parse_stsh),
+    // Required: a degradation priority table makes the whole sample table unusable.
+    ChildRule{"stdp", nullptr, Keep::kEndsContainer},
+    in_slot<&StblPayload::co64>("co64", parse_co64),
+};
+
+}  // namespace
+
+constinit const ContainerRule kMoovRule{
+    .type = "moov",
+    .children = kMoovChildren,
+    .make_payload = make_payload<MoovPayload>,
+    .list = PayloadMember<&MoovPayload::traks>::get,
+    // Required: what follows the damaged track is not read either.
+    .tolerates_later_failure = true,
+};
+
+constinit const ContainerRule kTrakRule{
+    .type = "trak",
+    .children = kTrakChildren,
+    .make_payload = make_payload<TrakPayload>,
+    .seeks_to_end_on_overrun = true,
+};
+
+constinit const ContainerRule kEdtsRule{
+    .type = "edts", .children = kEdtsChildren, .make_payload = make_payload<EdtsPayload>};
+constinit const ContainerRule kMdiaRule{
+    .type = "mdia", .children = kMdiaChildren, .make_payload = make_payload<MdiaPayload>};
+constinit const ContainerRule kMinfRule{
+    .type = "minf", .children = kMinfChildren, .make_payload = make_payload<MinfPayload>};
+constinit const ContainerRule kDinfRule{
+    .type = "dinf", .children = kDinfChildren, .make_payload = make_payload<DinfPayload>};
+constinit const ContainerRule kDrefRule{.type = "dref",
+                                        .children = kDrefChildren,
+                                        .make_payload = make_payload<DrefPayload>,
+                                        .list = PayloadMember<&DrefPayload::entries>::get};
+constinit const ContainerRule kStblRule{
+    .type = "stbl", .children = kStblChildren, .make_payload = make_payload<StblPayload>};
+
+const ContainerRule* MoovPayload::container() const {
+  return &kMoovRule;
+}
+const ContainerRule* TrakPayload::container() const {
+  return &kTrakRule;
+}
+const ContainerRule* EdtsPayload::container() const {
+  return &kEdtsRule;
+}
+const ContainerRule* MdiaPayload::container() const {
+  return &kMdiaRule;
+}
+const ContainerRule* MinfPayload::container() const {
+  return &kMinfRule;
+}
+const ContainerRule* DinfPayload::container() const {
+  return &kDinfRule;
+}
+const ContainerRule* DrefPayload::container() const {
+  return &kDrefRule;
+}
+const ContainerRule* StblPayload::container() const {
+  return &kStblRule;
+}
+
+void for_each_kept_child(const BoxNode& node, const std::function<void(const BoxNode&)>& visit) {
+  const ContainerRule* rule = node.payload == nullptr ? nullptr : node.payload->container();
+  if (rule == nullptr) return;
+  for (const ChildRule& row : rule->children) {
+    if (row.slot == nullptr) continue;
+    if (const BoxSlot& child = row.slot(*node.payload); child != nullptr) visit(*child);
+  }
+  if (rule->list == nullptr) return;
+  for (const BoxSlot& member : rule->list(*node.payload)) {
+    if (member != nullptr) visit(*member);
+  }
+}
+
+}  // namespace zdr::p3gpp
