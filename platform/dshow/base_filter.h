@@ -12,7 +12,8 @@
 class CBasePin;
 
 // Locking: state changes, the clock and the graph are guarded by the lock given at construction. NotifyEvent,
-// StreamTime, IsStopped and GetState take no lock, so that a streaming thread may call them.
+// StreamTime, IsStopped and GetState take no lock, so that a streaming thread may call them; clock and graph
+// are changed only while no such thread exists.
 class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
  public:
   CBaseFilter(CObjectName name, IUnknown* outer, CCritSec* lock, REFCLSID clsid);
@@ -28,7 +29,9 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   HRESULT GetState(DWORD timeout_ms, FILTER_STATE* state) override;
   HRESULT SetSyncSource(IReferenceClock* clock) override;
   HRESULT GetSyncSource(IReferenceClock** clock) override;
+  // Stops every pin whatever the others answer; the first failure is the result.
   HRESULT Stop() override;
+  // A failure of a pin is returned at once and leaves the state; the pins before it are not undone.
   HRESULT Pause() override;
   HRESULT Run(REFERENCE_TIME start) override;
 
@@ -74,6 +77,6 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   WCHAR* m_pName = nullptr;  // task memory
   // Neither is referenced: the graph owns its filters, not they it.
   IFilterGraph* m_pGraph = nullptr;
-  IMediaEventSink* m_pSink = nullptr;
+  std::atomic<IMediaEventSink*> m_pSink{nullptr};
   std::atomic<LONG> m_PinVersion{1};
 };

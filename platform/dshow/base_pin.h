@@ -69,14 +69,15 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   bool CanReconnectWhenActive() const noexcept { return m_bCanReconnectWhenActive; }
 
  protected:
-  friend class CBaseFilter;
-
+  // Connects with exactly this type, or undoes every step.
   HRESULT AttemptConnection(IPin* receiver, const CMediaType* type);
+  // Attempts each type of the list that matches the partial type, if there is one.
   HRESULT TryMediaTypes(IPin* receiver, const CMediaType* type, IEnumMediaTypes* enumerator);
+  // A full type is attempted alone; else the types of both pins are, those of the receiver first.
   HRESULT AgreeMediaType(IPin* receiver, const CMediaType* type);
   HRESULT DisconnectInternal();
 
-  WCHAR* m_pName;               // task memory
+  WCHAR* m_pName = nullptr;     // task memory
   IPin* m_Connected = nullptr;  // referenced
   PIN_DIRECTION m_dir;
   CCritSec* m_pLock;  // guards the connection; the filter's lock as a rule
@@ -90,6 +91,15 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   REFERENCE_TIME m_tStart = 0;
   REFERENCE_TIME m_tStop = MAX_TIME;
   double m_dRate = 1.0;
+
+ private:
+  // Whether the state of the connection allows a new one.
+  HRESULT check_connectable() const;
+  // CheckMediaType as a connection sees it: S_OK or a failure.
+  HRESULT check_offered_type(const CMediaType* type);
+  HRESULT connect_both_ends(IPin* receiver, const CMediaType* type);
+  void set_peer(IPin* peer);
+  void release_peer();
 };
 
 // Walks the pins of a filter, which it keeps alive. After a change of the pins it starts again by itself,
@@ -112,6 +122,9 @@ class CEnumPins final : public IEnumPins {
 
  private:
   bool out_of_sync() const { return m_pFilter->GetPinVersion() != m_Version; }
+  void restart();
+  // False when memory runs out.
+  bool remember(CBasePin* pin) noexcept;
 
   int m_Position = 0;
   int m_PinCount = 0;
@@ -140,6 +153,7 @@ class CEnumMediaTypes final : public IEnumMediaTypes {
 
  private:
   bool out_of_sync() const { return m_pPin->GetMediaTypeVersion() != m_Version; }
+  void advance(ULONG count) noexcept;
 
   int m_Position = 0;
   CBasePin* m_pPin;

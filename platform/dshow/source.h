@@ -2,6 +2,8 @@
 // and delivers them.
 #pragma once
 
+#include <com_ptr.h>
+
 #include <vector>
 
 #include "amfilter.h"
@@ -28,7 +30,6 @@ class CSource : public CBaseFilter {
   int FindPinNumber(IPin* pin);
 
  protected:
-  int m_iPins = 0;  // always the size of m_paStreams
   std::vector<CSourceStream*> m_paStreams;
   CCritSec m_cStateLock;
 };
@@ -71,6 +72,8 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
   virtual HRESULT OnThreadStartPlay() { return S_OK; }
 
   DWORD ThreadProc() override;
+  // Fills and delivers samples until CMD_STOP comes (S_FALSE, not replied to), the stream ends or the
+  // receiver wants no more (S_OK), or FillBuffer fails (its result).
   virtual HRESULT DoBufferProcessingLoop();
 
   Command GetRequest() noexcept { return static_cast<Command>(CAMThread::GetRequest()); }
@@ -79,5 +82,8 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
   CSource* m_pFilter;
 
  private:
+  void take_commands_until_exit();
+  // False when the loop is to end with *result.
+  bool fill_and_deliver(zdr::com::ComPtr<IMediaSample> sample, HRESULT* result);
   HRESULT call_worker(Command command) { return static_cast<HRESULT>(CallWorker(command)); }
 };

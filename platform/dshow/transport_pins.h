@@ -2,6 +2,8 @@
 // allocator on which they agree.
 #pragma once
 
+#include <memory>
+
 #include "allocator.h"
 #include "base_pin.h"
 
@@ -40,6 +42,10 @@ class CBaseOutputPin : public CBasePin {
   // Both are referenced and exist while connected.
   IMemAllocator* m_pAllocator = nullptr;
   IMemInputPin* m_pInputPin = nullptr;
+
+ private:
+  // Sizes the allocator's buffers and tells the peer.
+  HRESULT settle_allocator(IMemInputPin* input_pin, IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request);
 };
 
 class CBaseInputPin : public CBasePin, public IMemInputPin {
@@ -76,4 +82,16 @@ class CBaseInputPin : public CBasePin, public IMemInputPin {
   BOOL m_bReadOnly = FALSE;
   std::atomic<BOOL> m_bFlushing{FALSE};
   AM_SAMPLE2_PROPERTIES m_SampleProps{};  // of the sample in Receive; its type is not ours
+
+ private:
+  struct MediaTypeDeleter {
+    void operator()(AM_MEDIA_TYPE* type) const noexcept { DeleteMediaType(type); }
+  };
+
+  HRESULT collect_properties(IMediaSample* sample);
+  // For a sample that has no property record.
+  void collect_flags(IMediaSample* sample);
+  static bool downstream_can_block(CBasePin& output_pin);
+
+  std::unique_ptr<AM_MEDIA_TYPE, MediaTypeDeleter> sample_type_;  // copied out of such a sample
 };
