@@ -1,0 +1,80 @@
+#include "host/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
+
+#include "host/time_text.h"
+#include "host/version.h"
+
+namespace zdr::host {
+namespace {
+
+std::vector<std::string> split_words(const std::string& text) {
+  std::istringstream in(text);
+  return {std::istream_iterator<std::string>(in), {}};
+}
+
+void add_option(CLI::App& app, const OptionRow& row, Options& options) {
+  std::string names = row.name;
+  if (*row.short_name != '\0') names = std::string(row.short_name) + "," + names;
+  if (const auto* flag = std::get_if<bool Options::*>(&row.target)) {
+    app.add_flag(names, options.**flag, row.summary);
+    return;
+  }
+  CLI::Option* option =
+      app.add_option(names, options.*std::get<std::string Options::*>(row.target), row.summary);
+  option->option_text(row.argument);
+  if (*row.choices != '\0') option->check(CLI::IsMember(split_words(row.choices)));
+  if (std::string_view(row.argument) == "TIME") {
+    option->check([](const std::string& text) {
+      return parse_time(text) ? std::string() : "'" + text + "' is not a time (12.5 or h:mm:ss.mmm)";
+    });
+  }
+}
+
+void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
+  if (*row.operand == '\0') return;
+  if (row.bit == kCompletion) {
+    app.add_option("shell", options.shell, "bash, zsh or fish")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    return;
+  }
+  CLI::Option* files =
+      app.add_option("file", options.files, "media file")->required()->option_text(row.operand);
+  files->expected(1, row.many_operands ? CLI::detail::expected_max_vector_size : 1);
+  files->check([](const std::string& name) {
+    return name == "-" ? std::string("standard input cannot be sought; name a file") : std::string();
+  });
+}
+
+}  // namespace
+
+ParsedLine parse_command_line(int argc, const char* const* argv) {
+  Options options;
+  CLI::App app("Plays 3GPP/MP4, AMR and AAC files through the ZdrMp4Source filter.", "zdr");
+  app.set_version_flag("--version", std::string("zdr ") + kVersion);
+  app.require_subcommand(1);
+  for (const CommandRow& row : command_rows()) {
+    CLI::App* command = app.add_subcommand(row.name, row.summary);
+    if (!row.listed) command->group("");
+    add_operand(*command, row, options);
+    for (const OptionRow& option : option_rows()) {
+      if ((option.commands & row.bit) != 0) add_option(*command, option, options);
+    }
+    command->callback([&options, &row] { options.command = row.name; });
+  }
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& success) {
+    app.exit(success);
+    return {std::nullopt, ExitCode::kDone};
+  } catch (const CLI::ParseError& error) {
+    std::cerr << "zdr: " << error.what() << " (zdr --help tells the usage)\n";
+    return {std::nullopt, ExitCode::kUsage};
+  }
+  return {options, ExitCode::kDone};
+}
+
+}  // namespace zdr::host

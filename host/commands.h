@@ -1,0 +1,15 @@
+// The commands of `zdr`, one function each.
+#pragma once
+
+#include <iosfwd>
+
+#include "host/exit_code.h"
+#include "host/option_table.h"
+
+namespace zdr::host {
+
+ExitCode run_play(const Options& options, std::ostream& out);
+ExitCode run_info(const Options& options, std::ostream& out);
+ExitCode run_samples(const Options& options, std::ostream& out);
+
+}  // namespace zdr::host

@@ -1,0 +1,171 @@
+// Shell completions and the man page, made from the option table so that they cannot differ from the parser.
+#include <sstream>
+
+#include "host/option_table.h"
+
+namespace zdr::host {
+namespace {
+
+std::string listed_commands() {
+  std::string names;
+  for (const CommandRow& command : command_rows()) {
+    if (command.listed) names += (names.empty() ? "" : " ") + std::string(command.name);
+  }
+  return names;
+}
+
+std::string option_words(unsigned command) {
+  std::string words = "--help";
+  for (const OptionRow& option : option_rows()) {
+    if ((option.commands & command) == 0) continue;
+    words += " " + std::string(option.name);
+    if (*option.short_name != '\0') words += " " + std::string(option.short_name);
+  }
+  return words;
+}
+
+std::string bash_completion() {
+  std::ostringstream out;
+  out << "_zdr() {\n"
+         "  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}\n"
+         "  COMPREPLY=()\n"
+         "  if [ \"$COMP_CWORD\" = 1 ]; then\n"
+         "    COMPREPLY=($(compgen -W \""
+      << listed_commands()
+      << " --help --version\" -- \"$current\"))\n"
+         "    return\n"
+         "  fi\n"
+         "  case $previous in\n"
+         "    -o|--output) COMPREPLY=($(compgen -d -- \"$current\")); return ;;\n";
+  for (const OptionRow& option : option_rows()) {
+    if (*option.choices == '\0') continue;
+    out << "    " << option.name << ") COMPREPLY=($(compgen -W \"" << option.choices
+        << "\" -- \"$current\")); return ;;\n";
+  }
+  out << "  esac\n"
+         "  local words=\n"
+         "  case ${COMP_WORDS[1]} in\n";
+  for (const CommandRow& command : command_rows()) {
+    const bool shells = command.bit == kCompletion;
+    out << "    " << command.name << ") words=\"" << option_words(command.bit)
+        << (shells ? " bash zsh fish" : "") << "\" ;;\n";
+  }
+  out << "  esac\n"
+         "  case $current in\n"
+         "    -*) COMPREPLY=($(compgen -W \"$words\" -- \"$current\")) ;;\n"
+         "    *) COMPREPLY=($(compgen -f -- \"$current\")) ;;\n"
+         "  esac\n"
+         "}\n"
+         "complete -o filenames -F _zdr zdr\n";
+  return out.str();
+}
+
+std::string zsh_option(const OptionRow& option) {
+  std::string text = "'" + std::string(option.name) + "[" + option.summary + "]";
+  if (*option.argument != '\0') {
+    text += ":" + std::string(option.argument) + ":";
+    if (*option.choices != '\0') text += "(" + std::string(option.choices) + ")";
+    if (std::string_view(option.argument) == "DIR") text += "_files -/";
+  }
+  return text + "'";
+}
+
+std::string zsh_completion() {
+  std::ostringstream out;
+  out << "#compdef zdr\n_zdr() {\n  local -a commands\n  commands=(\n";
+  for (const CommandRow& command : command_rows()) {
+    if (command.listed) out << "    '" << command.name << ":" << command.summary << "'\n";
+  }
+  out << "  )\n  if (( CURRENT == 2 )); then _describe command commands; return; fi\n  case ${words[2]} in\n";
+  for (const CommandRow& command : command_rows()) {
+    out << "    " << command.name << ") _arguments";
+    for (const OptionRow& option : option_rows()) {
+      if ((option.commands & command.bit) != 0) out << " " << zsh_option(option);
+    }
+    out << (command.bit == kCompletion ? " '2:shell:(bash zsh fish)'" : " '*:file:_files'") << " ;;\n";
+  }
+  out << "  esac\n}\n_zdr \"$@\"\n";
+  return out.str();
+}
+
+std::string fish_completion() {
+  std::ostringstream out;
+  for (const CommandRow& command : command_rows()) {
+    if (!command.listed) continue;
+    out << "complete -c zdr -n __fish_use_subcommand -a " << command.name << " -d '" << command.summary
+        << "'\n";
+    for (const OptionRow& option : option_rows()) {
+      if ((option.commands & command.bit) == 0) continue;
+      out << "complete -c zdr -n '__fish_seen_subcommand_from " << command.name << "' -l " << option.name + 2;
+      if (*option.short_name != '\0') out << " -s " << option.short_name + 1;
+      if (*option.argument != '\0') out << " -r";
+      if (*option.choices != '\0') out << " -a '" << option.choices << "'";
+      out << " -d '" << option.summary << "'\n";
+    }
+  }
+  out << "complete -c zdr -n '__fish_seen_subcommand_from completion' -a 'bash zsh fish'\n";
+  return out.str();
+}
+
+// In roff a hyphen that is typed as one is written \-.
+std::string roff(std::string_view text) {
+  std::string out;
+  for (char c : text) {
+    if (c == '-') out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+void append_option(std::ostringstream& out, const OptionRow& option) {
+  out << ".TP\n.B " << roff(option.name);
+  if (*option.short_name != '\0') out << ", " << roff(option.short_name);
+  if (*option.argument != '\0') out << " \\fI" << option.argument << "\\fR";
+  out << "\n" << roff(option.summary);
+  if (*option.choices != '\0') out << " (one of: " << option.choices << ")";
+  out << ".\n";
+}
+
+}  // namespace
+
+std::string completion_script(std::string_view shell) {
+  if (shell == "bash") return bash_completion();
+  if (shell == "zsh") return zsh_completion();
+  if (shell == "fish") return fish_completion();
+  return {};
+}
+
+std::string man_page(std::string_view version) {
+  std::ostringstream out;
+  out << ".TH ZDR 1 \"\" \"zdr " << version << "\" \"User Commands\"\n"
+      << ".SH NAME\nzdr \\- play media files through the ZdrMp4Source filter\n.SH SYNOPSIS\n";
+  for (const CommandRow& command : command_rows()) {
+    if (!command.listed) continue;
+    out << ".B zdr " << command.name << "\n[\\fIoptions\\fR] \\fI" << command.operand << "\\fR"
+        << (command.many_operands ? "..." : "") << "\n.br\n";
+  }
+  out << ".SH DESCRIPTION\nLoads the source filter module, connects a writing sink to each of its pins, runs "
+         "the graph\n"
+         "and stores or shows what was delivered. Results go to standard output, messages to standard "
+         "error.\n";
+  out << ".SH COMMANDS\n";
+  for (const CommandRow& command : command_rows()) {
+    if (!command.listed) continue;
+    out << ".SS " << command.name << "\n" << roff(command.summary) << ".\n";
+    for (const OptionRow& option : option_rows()) {
+      if ((option.commands & command.bit) != 0) append_option(out, option);
+    }
+  }
+  out << ".SH FILES\nA written file appears under its name only when it is complete. After a failure or an\n"
+         "interruption what was written so far stays as \\fINAME\\fR.part.\n"
+         ".SH EXIT STATUS\n"
+         ".TP\n0\ndone\n.TP\n1\na file could not be opened or read\n.TP\n2\nbad usage\n"
+         ".TP\n3\nplayed, but something was lost\n.TP\n4\nnot supported\n.TP\n5\nan output could not be "
+         "written\n"
+         ".TP\n130\ninterrupted\n"
+         ".SH ENVIRONMENT\n.TP\n.B NO_COLOR\nno colour on a terminal\n"
+         ".TP\n.B ZDR_MODULE\npath of the filter module, instead of the one beside the program\n";
+  return out.str();
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,60 @@
+// The command-line graph host: plays and examines media files through the source filter module.
+#include <exception>
+#include <iostream>
+
+#include "host/command_line.h"
+#include "host/commands.h"
+#include "host/messages.h"
+#include "host/terminal.h"
+#include "host/version.h"
+#include "platform/win32/session.h"
+
+namespace zdr::host {
+namespace {
+
+// A session of our own unless one is named: two runs side by side must not wake each other's workers.
+bool join_session(const Options& options) {
+  if (options.session.empty()) return platform::set_private_session();
+  return platform::set_session(options.session.c_str());
+}
+
+ExitCode dispatch(const Options& options) {
+  if (options.command == "completion") {
+    std::cout << completion_script(options.shell);
+    return ExitCode::kDone;
+  }
+  if (options.command == "man-page") {
+    std::cout << man_page(kVersion);
+    return ExitCode::kDone;
+  }
+  if (!join_session(options)) {
+    Messages(false).error({"", "", "'" + options.session + "' cannot be used as a session name", ""});
+    return ExitCode::kUsage;
+  }
+  catch_interrupts();
+  if (options.command == "play") return run_play(options, std::cout);
+  if (options.command == "info") return run_info(options, std::cout);
+  return run_samples(options, std::cout);
+}
+
+int run(int argc, const char* const* argv) {
+  const ParsedLine line = parse_command_line(argc, argv);
+  if (!line.options) return static_cast<int>(line.exit_code);
+  const ExitCode code = dispatch(*line.options);
+  std::cout.flush();
+  if (std::cout) return static_cast<int>(code);
+  Messages(false).error({"", "", "standard output cannot be written", ""});
+  return static_cast<int>(ExitCode::kCannotWrite);
+}
+
+}  // namespace
+}  // namespace zdr::host
+
+int main(int argc, char** argv) {
+  try {
+    return zdr::host::run(argc, argv);
+  } catch (const std::exception& error) {
+    std::cerr << "zdr: " << error.what() << "\n";
+    return static_cast<int>(zdr::host::ExitCode::kCannotOpen);
+  }
+}

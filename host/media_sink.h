@@ -1,0 +1,110 @@
+// A rendering sink with one input pin that accepts any media type and hands the samples to a consumer.
+#pragma once
+
+#include <streams.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+namespace zdr::host {
+
+// What is done with a stream. All calls come from the worker thread of the pin that feeds the sink.
+class SampleConsumer {
+ public:
+  virtual ~SampleConsumer() = default;
+  // `sample` is only lent. False: send nothing more.
+  virtual bool receive(IMediaSample& sample) = 0;
+  virtual void new_segment(REFERENCE_TIME start, REFERENCE_TIME stop);
+  virtual void end_of_stream() {}
+};
+
+// Lets the first buffer of one stream out only when another stream has begun (or ended), so that what the
+// first samples of a process are marked with does not depend on which worker is faster.
+class StartGate {
+ public:
+  void open();
+  void reset();
+  // Returns when the gate is open or `give_up` says so; give_up is asked after every wake().
+  template <class GiveUp>
+  void wait(GiveUp give_up) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return open_ || give_up(); });
+  }
+  void wake() {
+    const std::lock_guard lock(mutex_);
+    changed_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool open_ = false;
+};
+
+class MediaSink;
+
+class MediaSinkPin final : public CBaseInputPin {
+ public:
+  MediaSinkPin(MediaSink& sink, CCritSec* lock, HRESULT* phr);
+
+  HRESULT CheckMediaType(const CMediaType* type) override;
+  HRESULT GetAllocator(IMemAllocator** allocator) override;
+  HRESULT Receive(IMediaSample* sample) override;
+  HRESULT EndOfStream() override;
+  HRESULT BeginFlush() override;
+  HRESULT EndFlush() override;
+  HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
+
+  const CMediaType& connection_type() const { return m_mt; }
+
+ private:
+  MediaSink& sink_;
+};
+
+class MediaSink final : public CBaseFilter, public IAMFilterMiscFlags {
+ public:
+  // The consumer outlives the sink. `opens` is opened by the first sample or the end of this stream; this
+  // sink's first buffer waits for `waits_for`. Both may be null.
+  MediaSink(SampleConsumer& consumer, StartGate* opens, StartGate* waits_for, HRESULT* phr);
+  ~MediaSink() override = default;
+
+  DECLARE_IUNKNOWN
+  HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+  int GetPinCount() override { return 1; }
+  CBasePin* GetPin(int index) override { return index == 0 ? &pin_ : nullptr; }
+  HRESULT Pause() override;
+  HRESULT Run(REFERENCE_TIME start) override;
+  HRESULT Stop() override;
+  HRESULT GetState(DWORD timeout_ms, FILTER_STATE* state) override;
+  ULONG GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_RENDERER; }
+
+  MediaSinkPin& pin() { return pin_; }
+
+ private:
+  friend class MediaSinkPin;
+
+  HRESULT render(IMediaSample& sample);
+  void mark_end_of_stream();
+  void begin_flush();
+  void end_flush();
+  void announce_completion();  // EC_COMPLETE, once
+
+  CCritSec filter_lock_;
+  SampleConsumer& consumer_;
+  StartGate* opens_;
+  StartGate* waits_for_;
+
+  // The streaming state: taken by the worker, never held while waiting for the filter lock.
+  std::mutex streaming_mutex_;
+  std::condition_variable changed_;
+  FILTER_STATE streaming_state_ = State_Stopped;
+  bool ready_ = false;  // a sample or the end of the stream has come since Pause
+  bool flushing_ = false;
+  bool end_of_stream_ = false;
+  bool completed_ = false;
+
+  MediaSinkPin pin_;
+};
+
+}  // namespace zdr::host

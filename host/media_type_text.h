@@ -1,0 +1,18 @@
+// Media types in words and as JSON.
+#pragma once
+
+#include <dshow.h>
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+namespace zdr::host {
+
+// "AVC", "AAC" ...; the GUID for a subtype that is not ours.
+std::string codec_name(const AM_MEDIA_TYPE& type);
+bool is_aac_access_units(const AM_MEDIA_TYPE& type);
+// One line: codec, picture size or channels and rate, bit rate, size of the format block.
+std::string media_type_line(const AM_MEDIA_TYPE& type);
+nlohmann::ordered_json media_type_json(const AM_MEDIA_TYPE& type);
+
+}  // namespace zdr::host

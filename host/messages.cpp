@@ -1,0 +1,104 @@
+#include "host/messages.h"
+
+#include <windows.h>
+
+#include <array>
+#include <cstdio>
+#include <utility>
+
+#include "host/terminal.h"
+
+namespace zdr::host {
+namespace {
+
+struct NamedResult {
+  HRESULT value;
+  std::string_view name;
+};
+
+constexpr NamedResult kNames[] = {
+    {E_NOTIMPL, "E_NOTIMPL"},
+    {E_NOINTERFACE, "E_NOINTERFACE"},
+    {E_POINTER, "E_POINTER"},
+    {E_ABORT, "E_ABORT"},
+    {E_FAIL, "E_FAIL"},
+    {E_UNEXPECTED, "E_UNEXPECTED"},
+    {E_OUTOFMEMORY, "E_OUTOFMEMORY"},
+    {E_INVALIDARG, "E_INVALIDARG"},
+    {CLASS_E_CLASSNOTAVAILABLE, "CLASS_E_CLASSNOTAVAILABLE"},
+    {REGDB_E_CLASSNOTREG, "REGDB_E_CLASSNOTREG"},
+    {CO_E_ERRORINDLL, "CO_E_ERRORINDLL"},
+    {VFW_E_NO_TYPES, "VFW_E_NO_TYPES"},
+    {VFW_E_NO_ACCEPTABLE_TYPES, "VFW_E_NO_ACCEPTABLE_TYPES"},
+    {VFW_E_TYPE_NOT_ACCEPTED, "VFW_E_TYPE_NOT_ACCEPTED"},
+    {VFW_E_NO_ALLOCATOR, "VFW_E_NO_ALLOCATOR"},
+    {VFW_E_NOT_FOUND, "VFW_E_NOT_FOUND"},
+    {VFW_E_NOT_CONNECTED, "VFW_E_NOT_CONNECTED"},
+    {VFW_E_INVALID_FILE_FORMAT, "VFW_E_INVALID_FILE_FORMAT"},
+};
+
+}  // namespace
+
+std::string_view hresult_name(int32_t hr) {
+  for (const NamedResult& known : kNames) {
+    if (known.value == hr) return known.name;
+  }
+  return {};
+}
+
+std::string hresult_text(int32_t hr) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(hr));
+  return text.data();
+}
+
+std::string format_message(const Message& message) {
+  std::string line = "zdr: ";
+  if (!message.file.empty()) line += message.file + ": ";
+  if (!message.place.empty()) line += message.place + ": ";
+  line += message.reason;
+  if (!message.status.empty()) line += " [" + message.status + "]";
+  return line;
+}
+
+void Messages::print(const Message& message) {
+  print_line_to_terminal(format_message(message));
+}
+
+void Messages::error(const Message& message) {
+  const std::lock_guard lock(mutex_);
+  print(message);
+}
+
+void Messages::note(const Message& message) {
+  const std::lock_guard lock(mutex_);
+  Message short_form = message;
+  short_form.file.clear();
+  notes_.push_back(format_message(short_form).substr(5));
+  if (!quiet_) print(message);
+}
+
+std::vector<std::string> Messages::take_notes() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(notes_, {});
+}
+
+std::string to_utf8(std::u16string_view text) {
+  if (text.empty()) return {};
+  const auto length = static_cast<int>(text.size());
+  const int bytes = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+  std::string out(static_cast<size_t>(bytes), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, text.data(), length, out.data(), bytes, nullptr, nullptr);
+  return out;
+}
+
+std::u16string to_wide(std::string_view text) {
+  if (text.empty()) return {};
+  const auto length = static_cast<int>(text.size());
+  const int units = MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0);
+  std::u16string out(static_cast<size_t>(units), u'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text.data(), length, out.data(), units);
+  return out;
+}
+
+}  // namespace zdr::host

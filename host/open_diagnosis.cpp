@@ -1,0 +1,118 @@
+#include "host/open_diagnosis.h"
+
+#include <windows.h>
+
+#include <filesystem>
+#include <vector>
+
+#include "host/messages.h"
+#include "host/parsed_file.h"
+
+namespace zdr::host {
+namespace {
+
+struct StatusText {
+  int32_t status;
+  const char* text;
+};
+
+constexpr StatusText kStatusTexts[] = {
+    {P3GPP_ERR_GENERIC, "a box that must be there is missing or damaged"},
+    {P3GPP_ERR_NO_MEMORY, "out of memory"},
+    {P3GPP_ERR_OPEN, "the file cannot be opened"},
+    {P3GPP_ERR_READ, "the file ends inside this box, or the box claims more than it holds"},
+    {P3GPP_ERR_SEEK, "a position in the file cannot be reached"},
+    {P3GPP_ERR_BOX_SIZE, "the box size is wrong"},
+    {P3GPP_ERR_NO_MOOV, "no movie box found: not an ISO media file, or its front part only"},
+    {P3GPP_ERR_NO_TABLE, "a sample table is missing or shorter than its count"},
+    {P3GPP_ERR_NO_STBL_PAYLOAD, "the track has no usable sample tables"},
+    {P3GPP_ERR_NO_STBL, "the track has no sample tables"},
+    {P3GPP_ERR_NO_ENTRY_PAYLOAD, "the sample entry has no decoder configuration"},
+    {P3GPP_ERR_ENTRY_NOT_HANDLED, "no decoder description for this kind of sample entry"},
+    {P3GPP_ERR_DECODER_CONFIG, "the decoder configuration is missing or malformed"},
+};
+
+std::string describe(int32_t status) {
+  for (const StatusText& known : kStatusTexts) {
+    if (known.status == status) return known.text;
+  }
+  return "the parser refuses the file";
+}
+
+int32_t first_track_status(P3gppFile* file, uint32_t id) {
+  P3gppTrackInfo* info = nullptr;
+  int32_t status = P3GPP_GetTrackInfo(file, id, &info);
+  if (info != nullptr) info->release(info);
+  if (status != P3GPP_OK) return status;
+  P3gppDecoderInfo* decoder = nullptr;
+  status = P3GPP_GetDecoderInfo(file, id, &decoder, 1);
+  if (decoder != nullptr) decoder->release(decoder);
+  if (status != P3GPP_OK) return status;
+  P3gppTrack* track = nullptr;
+  status = P3GPP_OpenTrack(file, &track, id, kTrackCacheBytes);
+  if (status == P3GPP_OK) P3GPP_CloseTrack(track);
+  return status;
+}
+
+// Why the first track of a type gives no pin; empty when the file has no such track.
+std::string track_reason(P3gppFile* file, uint32_t type, uint32_t count, const char* name,
+                         std::string& status_text) {
+  if (count == 0) return {};
+  std::vector<uint32_t> ids(count);
+  uint32_t found = 0;
+  P3GPP_GetTrackIds(file, type, ids.data(), &found);
+  const int32_t status = first_track_status(file, ids[0]);
+  status_text = std::to_string(status);
+  const std::string reason = status == P3GPP_ERR_NO_TABLE
+                                 ? "its codec is not supported, or a sample table is missing"
+                                 : describe(status);
+  return std::string(name) + " track: " + reason;
+}
+
+OpenDiagnosis without_pins(P3gppFile* file) {
+  P3gppTrackCounts counts{};
+  P3GPP_GetTrackCounts(file, &counts);
+  OpenDiagnosis diagnosis{ExitCode::kNotSupported, "", "no audio or video track in the file", ""};
+  std::string status;
+  const std::string audio = track_reason(file, P3GPP_TRACK_AUDIO, counts.audio, "audio", status);
+  const std::string video = track_reason(file, P3GPP_TRACK_VIDEO, counts.video, "video", status);
+  if (audio.empty() && video.empty()) return diagnosis;
+  diagnosis.reason = "no usable track: " + audio + (audio.empty() || video.empty() ? "" : "; ") + video;
+  diagnosis.status = status;
+  return diagnosis;
+}
+
+OpenDiagnosis diagnose_iso(const std::string& file, int32_t load_result) {
+  const ParsedFile parsed(file);
+  if (parsed.status() == P3GPP_OK) return without_pins(parsed.file());
+  if (parsed.status() == P3GPP_ERR_OPEN) {
+    return {ExitCode::kCannotOpen, "", "the file cannot be opened", hresult_text(load_result)};
+  }
+  OpenDiagnosis diagnosis;
+  const P3gppOpenError& error = parsed.error();
+  if (error.path[0] != '\0') {
+    diagnosis.place = std::string(error.path) + " at offset " + std::to_string(error.offset) + ", size " +
+                      std::to_string(error.size);
+  }
+  diagnosis.reason = "damaged: " + describe(parsed.status());
+  diagnosis.status = std::to_string(parsed.status());
+  return diagnosis;
+}
+
+}  // namespace
+
+OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
+  const std::string status = hresult_text(load_result);
+  if (load_result == VFW_E_NOT_FOUND) return {ExitCode::kCannotOpen, "", "no such file", status};
+  std::error_code code;
+  const auto path = std::filesystem::path(file);
+  if (!std::filesystem::exists(path, code)) return {ExitCode::kCannotOpen, "", "no such file", status};
+  if (std::filesystem::is_directory(path, code)) return {ExitCode::kCannotOpen, "", "is a folder", status};
+  if (is_iso_media(file)) return diagnose_iso(file, load_result);
+  if (is_elementary_stream(file)) {
+    return {ExitCode::kNotSupported, "", "files of this extension are not read by this version", status};
+  }
+  return {ExitCode::kNotSupported, "", "unknown extension (it decides how a file is read)", status};
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,49 @@
+// An output file that appears under its name only when complete: it is written as NAME.part and renamed at
+// the end.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <span>
+#include <string>
+
+namespace zdr::host {
+
+class OutputFile {
+ public:
+  // Nothing is created yet. With `replace` false, open fails when the final name exists.
+  OutputFile(std::filesystem::path final_path, bool replace);
+  // What was written stays as NAME.part when commit was not reached.
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  bool open();
+  bool write(std::span<const uint8_t> bytes);
+  // Overwrites bytes already written (header fields known only at the end).
+  bool rewrite(uint64_t offset, std::span<const uint8_t> bytes);
+  // Flushes, closes and renames to the final name.
+  bool commit();
+  // Closes without renaming; the partial file stays.
+  void abandon();
+
+  const std::filesystem::path& final_path() const { return final_path_; }
+  const std::filesystem::path& partial_path() const { return partial_path_; }
+  bool is_open() const { return stream_.is_open(); }
+  uint64_t size() const { return size_; }
+  // Why the last call failed, in plain words.
+  const std::string& error() const { return error_; }
+
+ private:
+  bool fail(const char* what);
+
+  std::filesystem::path final_path_;
+  std::filesystem::path partial_path_;
+  bool replace_;
+  std::ofstream stream_;
+  uint64_t size_ = 0;
+  std::string error_;
+};
+
+}  // namespace zdr::host

@@ -1,0 +1,150 @@
+#include "host/parsed_file.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <string_view>
+
+#include "host/messages.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr std::string_view kIsoExtensions[] = {
+    ".3gp", ".3gpp", ".3ga",     ".3g2",     ".mp4",  ".k3g",      ".skm",  ".mpg",     ".m4a",
+    ".m4v", ".rec",  ".mp4-odf", ".k3g-odf", ".3gpa", ".3gpa-drm", ".mp4a", ".mp4a-drm"};
+constexpr std::string_view kElementaryExtensions[] = {".amr", ".awb", ".aac"};
+
+std::string extension_of(const std::string& file) {
+  const size_t dot = file.rfind('.');
+  std::string extension = dot == std::string::npos ? "" : file.substr(dot);
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return extension;
+}
+
+template <size_t N>
+bool contains(const std::string_view (&list)[N], const std::string& text) {
+  return std::find(std::begin(list), std::end(list), text) != std::end(list);
+}
+
+// Kinds of tracks that no pin plays, and where the counts tell them.
+struct OtherTracks {
+  uint32_t P3gppTrackCounts::*count;
+  const char* text;
+};
+
+constexpr OtherTracks kOtherTracks[] = {
+    {&P3gppTrackCounts::hint, "hint"},
+    {&P3gppTrackCounts::metadata, "metadata"},
+    {&P3gppTrackCounts::scene_description, "scene description"},
+    {&P3gppTrackCounts::object_descriptor, "object descriptor"},
+};
+
+uint32_t sample_count(P3gppFile* file, uint32_t id) {
+  P3gppTrackInfo* info = nullptr;
+  if (P3GPP_GetTrackInfo(file, id, &info) != P3GPP_OK) return 0;
+  const uint32_t count = info->sample_count;
+  info->release(info);
+  return count;
+}
+
+void note_tracks(const ParsedFile& parsed, uint32_t type, const char* name, std::vector<std::string>& notes) {
+  const std::vector<uint32_t> ids = parsed.track_ids(type);
+  if (ids.empty()) return;
+  if (ids.size() > 1) {
+    notes.push_back(std::to_string(ids.size() - 1) + " further " + name + " track(s) not used; the first is");
+  }
+  if (sample_count(parsed.file(), ids[0]) == 0) {
+    notes.push_back(std::string("the ") + name +
+                    " track has no samples in its tables (movie fragments are not read)");
+  }
+}
+
+// One walk over the locations of a track's samples.
+Shortfall measure(P3gppTrack* track, uint32_t total, uint64_t payload_bytes, uint64_t file_size) {
+  uint64_t bytes = 0;
+  P3gppSample sample{};
+  for (sample.number = 1; sample.number <= total; ++sample.number) {
+    if (P3GPP_ReadSample(track, &sample) != P3GPP_OK) return {sample.number - 1, total, true};
+    if (bytes + sample.size > payload_bytes) {
+      return {sample.number - 1, total, sample.file_offset + sample.size > file_size};
+    }
+    bytes += sample.size;
+  }
+  return {total, total, false};
+}
+
+}  // namespace
+
+bool is_iso_media(const std::string& file) {
+  return contains(kIsoExtensions, extension_of(file));
+}
+bool is_elementary_stream(const std::string& file) {
+  return contains(kElementaryExtensions, extension_of(file));
+}
+
+ParsedFile::ParsedFile(const std::string& file) : path_(to_wide(file)) {
+  const FMGR_Config unbuffered{0, 0};
+  if (FMGR_Init(&context_, &unbuffered) != FMGR_OK) return;
+  descriptor_.type = FMGR_DEV_FILE_W;
+  descriptor_.source.wide_path = path_.c_str();
+  status_ = P3GPP_OpenExplained(&file_, &descriptor_, context_, &error_);
+}
+
+ParsedFile::~ParsedFile() {
+  if (file_ != nullptr) P3GPP_Close(file_);
+  if (context_ != nullptr) FMGR_Deinit(context_);
+}
+
+P3gppTrackCounts ParsedFile::counts() const {
+  P3gppTrackCounts counts{};
+  if (P3GPP_GetTrackCounts(file_, &counts) != P3GPP_OK) return {};
+  return counts;
+}
+
+std::vector<uint32_t> ParsedFile::track_ids(uint32_t type) const {
+  std::vector<uint32_t> ids(type == P3GPP_TRACK_AUDIO ? counts().audio : counts().video);
+  uint32_t found = 0;
+  if (ids.empty() || P3GPP_GetTrackIds(file_, type, ids.data(), &found) != P3GPP_OK) return {};
+  ids.resize(std::min<size_t>(found, ids.size()));
+  return ids;
+}
+
+std::vector<std::string> left_out_notes(const std::string& file) {
+  std::vector<std::string> notes;
+  if (!is_iso_media(file)) return notes;
+  const ParsedFile parsed(file);
+  if (parsed.status() != P3GPP_OK) return notes;
+  if (parsed.error().status != P3GPP_OK) {
+    notes.push_back(std::string("damaged after the tracks in use: ") + parsed.error().path + " at offset " +
+                    std::to_string(parsed.error().offset) + " [" + std::to_string(parsed.error().status) +
+                    "]");
+  }
+  note_tracks(parsed, P3GPP_TRACK_AUDIO, "audio", notes);
+  note_tracks(parsed, P3GPP_TRACK_VIDEO, "video", notes);
+  const P3gppTrackCounts counts = parsed.counts();
+  for (const OtherTracks& other : kOtherTracks) {
+    const uint32_t count = counts.*other.count;
+    if (count > 0) notes.push_back(std::to_string(count) + " " + other.text + " track(s) not used");
+  }
+  return notes;
+}
+
+std::optional<Shortfall> find_shortfall(const std::string& file, uint32_t track_type,
+                                        uint64_t payload_bytes) {
+  const ParsedFile parsed(file);
+  if (parsed.status() != P3GPP_OK) return std::nullopt;
+  const std::vector<uint32_t> ids = parsed.track_ids(track_type);
+  P3gppTrack* track = nullptr;
+  if (ids.empty() || P3GPP_OpenTrack(parsed.file(), &track, ids[0], kTrackCacheBytes) != P3GPP_OK)
+    return std::nullopt;
+  std::error_code code;
+  const uint64_t file_size = std::filesystem::file_size(file, code);
+  const Shortfall shortfall = measure(track, sample_count(parsed.file(), ids[0]), payload_bytes, file_size);
+  P3GPP_CloseTrack(track);
+  if (shortfall.delivered_units == shortfall.total_units) return std::nullopt;
+  return shortfall;
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,225 @@
+// `zdr play`: every stream of every file into a file of its own.
+#include <filesystem>
+#include <iostream>
+#include <list>
+#include <nlohmann/json.hpp>
+
+#include "host/commands.h"
+#include "host/media_type_text.h"
+#include "host/parsed_file.h"
+#include "host/stream_recorder.h"
+#include "host/terminal.h"
+#include "host/time_text.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr int kSchema = 1;
+
+std::filesystem::path as_path(const std::string& utf8) {
+  return std::filesystem::path(utf8);
+}
+
+// One file being played.
+class Playing {
+ public:
+  Playing(const std::string& file, const Options& options)
+      : file_(file),
+        options_(options),
+        messages_(options.quiet || options.json),
+        guard_(options.allow_overlap ? 0 : size_of(file)),
+        player_(file, messages_) {}
+
+  ExitCode run();
+  nlohmann::ordered_json json(ExitCode code);
+  void print(std::ostream& out) const;
+
+ private:
+  static uint64_t size_of(const std::string& file) {
+    std::error_code code;
+    const uintmax_t size = std::filesystem::file_size(as_path(file), code);
+    return code ? 0 : size;
+  }
+  bool wanted(const PinEntry& pin) const {
+    return options_.only.empty() || (options_.only == "audio") == pin.is_audio();
+  }
+  ExitCode connect();
+  ExitCode seek();
+  ExitCode play();
+  ExitCode finish(StreamRecorder& recorder, bool complete);
+  ExitCode check_complete(const StreamRecorder& recorder);
+  bool on_slice(ProgressLine& progress);
+  void note(const std::string& place, const std::string& reason) {
+    messages_.note({file_, place, reason, ""});
+  }
+
+  std::string file_;
+  const Options& options_;
+  Messages messages_;
+  DeliveryGuard guard_;
+  std::list<StreamRecorder> recorders_;
+  SourcePlayer player_;
+};
+
+ExitCode Playing::run() {
+  if (const ExitCode loaded = player_.load(); loaded != ExitCode::kDone) return loaded;
+  for (const std::string& text : left_out_notes(file_)) note("", text);
+  if (const ExitCode connected = connect(); connected != ExitCode::kDone) return connected;
+  if (const ExitCode sought = seek(); sought != ExitCode::kDone) return sought;
+  return play();
+}
+
+ExitCode Playing::connect() {
+  const std::filesystem::path stem = as_path(options_.output) / as_path(file_).stem();
+  for (const PinEntry& pin : player_.pins()) {
+    if (!wanted(pin)) continue;
+    if (pin.types.empty()) {
+      note(pin.name, "not played: it offers no media type (codec or configuration not supported)");
+      continue;
+    }
+    StreamRecorder& recorder = recorders_.emplace_back(stem, pin.name, options_.force, guard_);
+    const HRESULT hr = player_.connect(pin, recorder, nullptr, nullptr);
+    if (FAILED(hr)) {
+      messages_.error(
+          {file_, pin.name, "cannot be connected: " + std::string(hresult_name(hr)), hresult_text(hr)});
+      recorders_.pop_back();
+      continue;
+    }
+    recorder.set_type(SourcePlayer::connection_type(pin));
+  }
+  if (!recorders_.empty()) return ExitCode::kDone;
+  messages_.error({file_, "", "no stream that can be played", ""});
+  return ExitCode::kNotSupported;
+}
+
+ExitCode Playing::seek() {
+  if (options_.start.empty() && options_.stop.empty()) return ExitCode::kDone;
+  const int64_t start = options_.start.empty() ? 0 : *parse_time(options_.start);
+  const int64_t stop = options_.stop.empty() ? -1 : *parse_time(options_.stop);
+  const HRESULT hr = player_.seek(start, stop);
+  if (SUCCEEDED(hr)) return ExitCode::kDone;
+  messages_.error({file_, "", "cannot be sought: " + std::string(hresult_name(hr)), hresult_text(hr)});
+  return ExitCode::kNotSupported;
+}
+
+bool Playing::on_slice(ProgressLine& progress) {
+  int64_t position = 0;
+  for (const StreamRecorder& recorder : recorders_) position = std::max(position, recorder.position());
+  progress.update(as_path(file_).filename().string(), position, player_.duration());
+  return !interrupted() && !guard_.tripped();
+}
+
+ExitCode Playing::play() {
+  ExitCode result = ExitCode::kDone;
+  {
+    ProgressLine progress(!options_.quiet);
+    result = player_.play([&] { return on_slice(progress); });
+  }
+  if (guard_.tripped()) {
+    messages_.error(
+        {file_, "", "the tables describe more data than the file holds (--allow-overlap plays it)", ""});
+    result = worse_of(result, ExitCode::kLoss);
+  }
+  if (interrupted()) result = ExitCode::kInterrupted;
+  const bool complete = result == ExitCode::kDone;
+  for (StreamRecorder& recorder : recorders_) result = worse_of(result, finish(recorder, complete));
+  if (interrupted()) messages_.error({file_, "", "interrupted", ""});
+  return result;
+}
+
+ExitCode Playing::finish(StreamRecorder& recorder, bool complete) {
+  const bool written = complete && recorder.finish();
+  if (written) {
+    if (recorder.samples() == 0) note(recorder.pin_name(), "delivered no sample");
+    return check_complete(recorder);
+  }
+  recorder.abandon();
+  const OutputFile* output = recorder.output();
+  std::string kept;
+  if (output != nullptr && std::filesystem::exists(output->partial_path())) {
+    kept = "what was written so far is kept as " + output->partial_path().string();
+  }
+  if (!recorder.error().empty()) {
+    const std::string name = output != nullptr ? output->final_path().string() + ": " : "";
+    messages_.error(
+        {file_, recorder.pin_name(), name + recorder.error() + (kept.empty() ? "" : "; " + kept), ""});
+    return ExitCode::kCannotWrite;
+  }
+  if (!kept.empty()) messages_.error({file_, recorder.pin_name(), kept, ""});
+  return ExitCode::kDone;
+}
+
+// A whole play delivers every access unit of a track, but for those that the stop position leaves out.
+ExitCode Playing::check_complete(const StreamRecorder& recorder) {
+  ExitCode result = ExitCode::kDone;
+  const StreamWriter* writer = recorder.writer();
+  if (writer != nullptr && writer->damaged_units() > 0) {
+    note(recorder.pin_name(),
+         std::to_string(writer->damaged_units()) + " damaged unit(s): " + writer->first_damage());
+    result = ExitCode::kLoss;
+  }
+  if (!options_.start.empty() || !options_.stop.empty() || !is_iso_media(file_)) return result;
+  const bool audio = recorder.pin_name().find("Audio") != std::string::npos;
+  const auto shortfall =
+      find_shortfall(file_, audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO, recorder.payload_bytes());
+  if (!shortfall) return result;
+  const std::string counts = std::to_string(shortfall->delivered_units) + " of " +
+                             std::to_string(shortfall->total_units) + " access units";
+  if (!shortfall->cut_off) {
+    note(recorder.pin_name(), counts + " lie before the stop position; the rest was left out");
+    return result;
+  }
+  messages_.error({file_, recorder.pin_name(), "cut off: only " + counts + " are in the file", ""});
+  return ExitCode::kLoss;
+}
+
+nlohmann::ordered_json Playing::json(ExitCode code) {
+  nlohmann::ordered_json json{{"schema", kSchema}, {"file", file_}, {"exit_code", static_cast<int>(code)}};
+  json["streams"] = nlohmann::ordered_json::array();
+  for (const StreamRecorder& recorder : recorders_) {
+    nlohmann::ordered_json stream{{"pin", recorder.pin_name()},
+                                  {"samples", recorder.samples()},
+                                  {"payload_bytes", recorder.payload_bytes()}};
+    if (recorder.output() != nullptr) stream["output"] = recorder.output()->final_path().string();
+    json["streams"].push_back(stream);
+  }
+  json["warnings"] = messages_.take_notes();
+  return json;
+}
+
+void Playing::print(std::ostream& out) const {
+  for (const StreamRecorder& recorder : recorders_) {
+    if (recorder.output() == nullptr || !std::filesystem::exists(recorder.output()->final_path())) continue;
+    out << recorder.output()->final_path().string() << ": " << recorder.samples() << " samples, "
+        << recorder.output()->size() << " bytes\n";
+  }
+}
+
+}  // namespace
+
+ExitCode run_play(const Options& options, std::ostream& out) {
+  if (!options.output.empty()) {
+    std::error_code code;
+    std::filesystem::create_directories(as_path(options.output), code);
+    if (!std::filesystem::is_directory(as_path(options.output))) {
+      Messages(false).error({options.output, "", "is not a folder that can be written to", ""});
+      return ExitCode::kCannotWrite;
+    }
+  }
+  ExitCode worst = ExitCode::kDone;
+  for (const std::string& file : options.files) {
+    Playing playing(file, options);
+    ExitCode code = playing.run();
+    if (code == ExitCode::kLoss && options.strict) code = ExitCode::kCannotOpen;
+    worst = worse_of(worst, code);
+    if (options.json) {
+      out << playing.json(code).dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+    } else {
+      playing.print(out);
+    }
+    if (code == ExitCode::kInterrupted) break;
+  }
+  return worst;
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,149 @@
+#include "host/source_player.h"
+
+#include <set>
+
+#include "host/module_loader.h"
+#include "host/open_diagnosis.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr std::chrono::milliseconds kSlice(100);
+
+std::vector<CMediaType> offered_types(IPin& pin) {
+  std::vector<CMediaType> types;
+  ComPtr<IEnumMediaTypes> enumerator;
+  if (pin.EnumMediaTypes(enumerator.out()) != S_OK) return types;
+  AM_MEDIA_TYPE* type = nullptr;
+  while (enumerator->Next(1, &type, nullptr) == S_OK) {
+    types.emplace_back(*type);
+    DeleteMediaType(type);
+  }
+  return types;
+}
+
+std::string pin_name(IPin& pin) {
+  PIN_INFO info{};
+  if (pin.QueryPinInfo(&info) != S_OK) return "?";
+  if (info.pFilter != nullptr) info.pFilter->Release();
+  return to_utf8(info.achName);
+}
+
+}  // namespace
+
+SourcePlayer::SourcePlayer(std::string file, Messages& messages)
+    : file_(std::move(file)), messages_(messages) {
+  graph_ = ComPtr<FilterGraph>(new FilterGraph);
+}
+
+SourcePlayer::~SourcePlayer() {
+  pins_.clear();
+  graph_->tear_down();
+}
+
+ExitCode SourcePlayer::load() {
+  HRESULT hr = S_OK;
+  source_ = create_source_filter(hr);
+  if (!source_) {
+    messages_.error({file_, "", "the filter module cannot be loaded", hresult_text(hr)});
+    return ExitCode::kCannotOpen;
+  }
+  graph_->AddFilter(source_.get(), WIDE("Source"));
+  ComPtr<IFileSourceFilter> loader;
+  hr = source_->QueryInterface(IID_IFileSourceFilter, loader.out_void());
+  if (SUCCEEDED(hr)) hr = loader->Load(to_wide(file_).c_str(), nullptr);
+  if (FAILED(hr)) {
+    const OpenDiagnosis diagnosis = diagnose_failed_open(file_, hr);
+    messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
+    return diagnosis.exit_code;
+  }
+  collect_pins();
+  return ExitCode::kDone;
+}
+
+void SourcePlayer::collect_pins() {
+  for_each_pin(*source_.get(), [this](IPin& pin) {
+    pins_.push_back({pin_name(pin), ComPtr<IPin>(&pin), offered_types(pin)});
+  });
+}
+
+HRESULT SourcePlayer::connect(const PinEntry& pin, SampleConsumer& consumer, StartGate* opens,
+                              StartGate* waits_for) {
+  HRESULT hr = S_OK;
+  const ComPtr<MediaSink> sink(new MediaSink(consumer, opens, waits_for, &hr));
+  graph_->AddFilter(sink.get(), WIDE("Sink"));
+  if (SUCCEEDED(hr)) hr = graph_->ConnectDirect(pin.pin.get(), &sink->pin(), nullptr);
+  if (FAILED(hr)) {
+    graph_->RemoveFilter(sink.get());
+    return hr;
+  }
+  ++connected_;
+  return S_OK;
+}
+
+CMediaType SourcePlayer::connection_type(const PinEntry& pin) {
+  AM_MEDIA_TYPE record{};
+  if (pin.pin->ConnectionMediaType(&record) != S_OK) return CMediaType();
+  CMediaType type(record);
+  FreeMediaType(record);
+  return type;
+}
+
+int64_t SourcePlayer::duration() const {
+  int64_t longest = 0;
+  for (const PinEntry& entry : pins_) {
+    ComPtr<IMediaSeeking> seeking;
+    LONGLONG duration = 0;
+    if (FAILED(entry.pin->QueryInterface(IID_IMediaSeeking, seeking.out_void()))) continue;
+    if (seeking->GetDuration(&duration) == S_OK && duration > longest) longest = duration;
+  }
+  return longest;
+}
+
+// The filter moves all of its pins in one call; a second call on another pin would repeat the work.
+HRESULT SourcePlayer::seek(int64_t start, int64_t stop) {
+  for (const PinEntry& entry : pins_) {
+    ComPtr<IPin> peer;
+    ComPtr<IMediaSeeking> seeking;
+    if (entry.pin->ConnectedTo(peer.out()) != S_OK) continue;
+    if (FAILED(entry.pin->QueryInterface(IID_IMediaSeeking, seeking.out_void()))) continue;
+    LONGLONG current = std::max<int64_t>(start, 0);
+    LONGLONG end = stop;
+    const DWORD current_flags = start >= 0 ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning;
+    const DWORD stop_flags = stop >= 0 ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning;
+    return seeking->SetPositions(&current, current_flags, &end, stop_flags);
+  }
+  return E_NOINTERFACE;
+}
+
+ExitCode SourcePlayer::play(const std::function<bool()>& on_slice) {
+  HRESULT hr = graph_->pause();
+  if (SUCCEEDED(hr)) hr = graph_->run();
+  if (FAILED(hr)) {
+    graph_->stop();
+    messages_.error(
+        {file_, "", "the graph does not start: " + std::string(hresult_name(hr)), hresult_text(hr)});
+    return ExitCode::kCannotOpen;
+  }
+  const ExitCode result = run_until_complete(on_slice);
+  graph_->stop();
+  return result;
+}
+
+ExitCode SourcePlayer::run_until_complete(const std::function<bool()>& on_slice) {
+  std::set<LONG_PTR> completed;  // by the sink that said so
+  ExitCode result = ExitCode::kDone;
+  while (completed.size() < connected_) {
+    if (!on_slice()) return result;
+    const std::optional<GraphEvent> event = graph_->wait_event(kSlice);
+    if (!event) continue;
+    if (event->code == EC_COMPLETE) completed.insert(event->param2);
+    if (event->code != EC_ERRORABORT) continue;
+    const auto hr = static_cast<HRESULT>(event->param1);
+    messages_.error({file_, "", "a stream was aborted " + std::string(hresult_name(hr)), hresult_text(hr)});
+    return ExitCode::kLoss;
+  }
+  return result;
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,102 @@
+#include "host/terminal.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+#include "host/time_text.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr int64_t kQuietStartMs = 500;
+constexpr int64_t kRedrawMs = 100;
+constexpr const char* kClearLine = "\r\x1b[K";
+
+volatile std::sig_atomic_t interrupt_seen = 0;
+
+void on_interrupt(int signal_number) {
+  interrupt_seen = 1;
+  std::signal(signal_number, SIG_DFL);
+}
+
+std::mutex line_mutex;
+bool line_shown = false;
+
+void clear_line() {
+  if (line_shown) std::fputs(kClearLine, stderr);
+  line_shown = false;
+}
+
+int64_t now_ms() {
+  using namespace std::chrono;
+  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+std::string progress_text(const std::string& label, int64_t done, int64_t total, int64_t elapsed_ms) {
+  const double speed = static_cast<double>(done) / kUnitsPerMillisecond /
+                       static_cast<double>(std::max<int64_t>(elapsed_ms, 1));
+  std::array<char, 160> text{};
+  if (total <= 0 || done <= 0) {
+    std::snprintf(text.data(), text.size(), "%s %.1fx", format_time(done).c_str(), speed);
+  } else {
+    const int64_t shown = std::min(done, total);
+    const double left_ms =
+        static_cast<double>(elapsed_ms) * static_cast<double>(total - shown) / static_cast<double>(shown);
+    std::snprintf(text.data(), text.size(), "%3d%% %s %.1fx, %s left",
+                  static_cast<int>(static_cast<double>(shown) * 100 / static_cast<double>(total)),
+                  format_time(done).c_str(), speed,
+                  format_time(static_cast<int64_t>(left_ms) * kUnitsPerMillisecond).c_str());
+  }
+  return label + ": " + text.data();
+}
+
+}  // namespace
+
+bool stderr_is_terminal() {
+  return isatty(STDERR_FILENO) == 1;
+}
+
+bool use_colour() {
+  return stderr_is_terminal() && std::getenv("NO_COLOR") == nullptr;
+}
+
+void catch_interrupts() {
+  std::signal(SIGINT, on_interrupt);
+  std::signal(SIGTERM, on_interrupt);
+}
+
+bool interrupted() {
+  return interrupt_seen != 0;
+}
+
+void print_line_to_terminal(const std::string& line) {
+  const std::lock_guard lock(line_mutex);
+  clear_line();
+  std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+ProgressLine::ProgressLine(bool enabled) : enabled_(enabled && stderr_is_terminal()), begun_ms_(now_ms()) {}
+
+ProgressLine::~ProgressLine() {
+  const std::lock_guard lock(line_mutex);
+  clear_line();
+}
+
+void ProgressLine::update(const std::string& label, int64_t done, int64_t total) {
+  const int64_t now = now_ms();
+  if (!enabled_ || now - begun_ms_ < kQuietStartMs || now - shown_ms_ < kRedrawMs) return;
+  shown_ms_ = now;
+  const std::lock_guard lock(line_mutex);
+  std::fprintf(stderr, "%s%s", kClearLine, progress_text(label, done, total, now - begun_ms_).c_str());
+  std::fflush(stderr);
+  line_shown = true;
+}
+
+}  // namespace zdr::host

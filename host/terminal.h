@@ -1,0 +1,37 @@
+// The terminal below the host: whether there is one, Ctrl-C, and the line that shows progress.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace zdr::host {
+
+bool stderr_is_terminal();
+bool use_colour();  // on a terminal and NO_COLOR not set
+
+// From now on SIGINT and SIGTERM only set a flag; a second one ends the process as usual.
+void catch_interrupts();
+bool interrupted();
+
+// Prints a line on standard error; a progress line that stands there is cleared first and comes back later.
+void print_line_to_terminal(const std::string& line);
+
+// One line on a terminal's standard error, rewritten in place at most ten times a second, and only for work
+// that takes longer than half a second.
+class ProgressLine {
+ public:
+  explicit ProgressLine(bool enabled);
+  ~ProgressLine();
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+
+  // `done` and `total` are media times in 100 ns units; total 0 means unknown.
+  void update(const std::string& label, int64_t done, int64_t total);
+
+ private:
+  bool enabled_;
+  int64_t begun_ms_;
+  int64_t shown_ms_ = 0;
+};
+
+}  // namespace zdr::host

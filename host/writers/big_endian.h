@@ -1,0 +1,20 @@
+// Numbers in the byte order of a file.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+namespace zdr::host {
+
+constexpr uint32_t read_be(const uint8_t* bytes, unsigned count) {
+  uint32_t value = 0;
+  for (unsigned i = 0; i < count; ++i) value = value << 8 | bytes[i];
+  return value;
+}
+
+constexpr std::array<uint8_t, 4> le32(uint32_t value) {
+  return {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value >> 16),
+          static_cast<uint8_t>(value >> 24)};
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,131 @@
+#include "host/writers/qcp_writer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include "host/writers/big_endian.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr size_t kFormatChunkBytes = 150;
+constexpr size_t kCodecNameBytes = 80;
+constexpr size_t kRateMapEntries = 8;
+constexpr uint32_t kRiffSizeOffset = 4;
+constexpr uint32_t kVariableRateCountOffset = 12 + 8 + kFormatChunkBytes + 8 + 4;
+constexpr uint32_t kDataSizeOffset = kVariableRateCountOffset + 4 + 4;
+constexpr uint32_t kHeaderBytes = kDataSizeOffset + 4;
+constexpr uint16_t kFrameSamples = 160;  // 20 ms at 8000 Hz
+constexpr uint16_t kSampleRate = 8000;
+constexpr uint16_t kSampleBits = 16;
+
+// A RIFF header under construction: little-endian numbers one after the other.
+class HeaderBuilder {
+ public:
+  void text(std::string_view value) { bytes_.insert(bytes_.end(), value.begin(), value.end()); }
+  void u8(uint8_t value) { bytes_.push_back(value); }
+  void u16(uint16_t value) {
+    u8(static_cast<uint8_t>(value));
+    u8(static_cast<uint8_t>(value >> 8));
+  }
+  void u32(uint32_t value) {
+    const auto bytes = le32(value);
+    bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+  }
+  void raw(Bytes value) { bytes_.insert(bytes_.end(), value.begin(), value.end()); }
+  void zeros(size_t count) { bytes_.insert(bytes_.end(), count, 0); }
+  const std::vector<uint8_t>& bytes() const { return bytes_; }
+
+ private:
+  std::vector<uint8_t> bytes_;
+};
+
+void append_format_chunk(HeaderBuilder& header, const QcpCodec& codec) {
+  header.text("fmt ");
+  header.u32(kFormatChunkBytes);
+  header.u8(1);  // major version
+  header.u8(0);
+  header.raw(codec.guid);
+  header.u16(codec.version);
+  header.text(codec.name);
+  header.zeros(kCodecNameBytes - std::strlen(codec.name));
+  header.u16(codec.average_bits_per_second);
+  header.u16(codec.packet_bytes);
+  header.u16(kFrameSamples);
+  header.u16(kSampleRate);
+  header.u16(kSampleBits);
+  header.u32(codec.rate_count);
+  for (size_t i = 0; i < kRateMapEntries; ++i) {
+    const SpeechRate rate = i < codec.rate_count ? codec.rates[i] : SpeechRate{0, 0};
+    header.u8(rate.frame_bytes);
+    header.u8(rate.octet);
+  }
+  header.zeros(20);  // reserved
+}
+
+}  // namespace
+
+const QcpCodec kQcelpCodec = {
+    {0x41, 0x6D, 0x7F, 0x5E, 0x15, 0xB1, 0xD0, 0x11, 0xBA, 0x91, 0x00, 0x80, 0x5F, 0xB4, 0xB9, 0x7E},
+    "Qcelp 13K",
+    2,
+    13000,
+    35,
+    {{{4, 34}, {3, 16}, {2, 7}, {1, 3}, {0, 0}}},
+    5};
+
+const QcpCodec kEvrcCodec = {
+    {0x8D, 0xD4, 0x89, 0xE6, 0x76, 0x90, 0xB5, 0x46, 0x91, 0xEF, 0x73, 0x6A, 0x51, 0x00, 0xCE, 0xB4},
+    "TIA IS-127 Enhanced Variable Rate Codec, Speech Service Option 3",
+    1,
+    9600,
+    23,
+    {{{4, 22}, {3, 10}, {2, 5}, {1, 2}, {0, 0}}},
+    5};
+
+bool QcpWriter::begin(OutputFile& file) {
+  HeaderBuilder header;
+  header.text("RIFF");
+  header.u32(0);
+  header.text("QLCM");
+  append_format_chunk(header, codec_);
+  header.text("vrat");
+  header.u32(8);
+  header.u32(1);  // variable rate
+  header.u32(0);
+  header.text("data");
+  header.u32(0);
+  return file.write(header.bytes());
+}
+
+void QcpWriter::count_frames(Bytes sample) {
+  while (!sample.empty()) {
+    const auto* end = codec_.rates.begin() + codec_.rate_count;
+    const auto* rate =
+        std::find_if(codec_.rates.begin(), end, [&](SpeechRate r) { return r.octet == sample[0]; });
+    if (rate == end || sample.size() < rate->frame_bytes + 1u) {
+      note_damage("speech frame with an unknown rate octet or cut off");
+      return;
+    }
+    sample = sample.subspan(rate->frame_bytes + 1u);
+    ++frames_;
+  }
+}
+
+bool QcpWriter::write(OutputFile& file, Bytes sample) {
+  count_frames(sample);
+  return file.write(sample);
+}
+
+bool QcpWriter::finish(OutputFile& file) {
+  const auto data_bytes = static_cast<uint32_t>(file.size() - kHeaderBytes);
+  const uint8_t padding = 0;
+  if (data_bytes % 2 != 0 && !file.write({&padding, 1})) return false;
+  return file.rewrite(kRiffSizeOffset, le32(static_cast<uint32_t>(file.size() - 8))) &&
+         file.rewrite(kVariableRateCountOffset, le32(frames_)) &&
+         file.rewrite(kDataSizeOffset, le32(data_bytes));
+}
+
+}  // namespace zdr::host

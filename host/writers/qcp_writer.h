@@ -1,0 +1,44 @@
+// QCELP and EVRC frames as a QCP file (RFC 3625).
+#pragma once
+
+#include <array>
+
+#include "host/writers/stream_writer.h"
+
+namespace zdr::host {
+
+// Sizes of a codec's frames by rate octet, the octet itself not counted.
+struct SpeechRate {
+  uint8_t octet;
+  uint8_t frame_bytes;
+};
+
+struct QcpCodec {
+  std::array<uint8_t, 16> guid;  // in file order
+  const char* name;
+  uint16_t version;
+  uint16_t average_bits_per_second;
+  uint16_t packet_bytes;  // largest frame with its octet
+  std::array<SpeechRate, 5> rates;
+  unsigned rate_count;
+};
+
+extern const QcpCodec kQcelpCodec;
+extern const QcpCodec kEvrcCodec;
+
+// Each access unit is one or more frames, each begun by its rate octet, as 3GPP2 files store them.
+class QcpWriter : public StreamWriter {
+ public:
+  explicit QcpWriter(const QcpCodec& codec) : codec_(codec) {}
+  bool begin(OutputFile& file) override;
+  bool write(OutputFile& file, Bytes sample) override;
+  bool finish(OutputFile& file) override;
+
+ private:
+  void count_frames(Bytes sample);
+
+  const QcpCodec& codec_;
+  uint32_t frames_ = 0;
+};
+
+}  // namespace zdr::host

@@ -1,0 +1,66 @@
+#include "host/writers/video_writers.h"
+
+#include "host/writers/big_endian.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr uint8_t kStartCode[] = {0, 0, 0, 1};
+constexpr unsigned kParameterSetLengthSize = 2;
+
+// Start codes that begin coded picture data: group of pictures and picture.
+bool begins_picture(const uint8_t* code) {
+  return code[0] == 0 && code[1] == 0 && code[2] == 1 && (code[3] == 0xB3 || code[3] == 0xB6);
+}
+
+// The configuration ends where the first picture of the sample behind it begins. A sample that repeats the
+// configuration puts a second copy in front, which decoders accept.
+size_t configuration_length(Bytes extra) {
+  for (size_t i = 0; i + 4 <= extra.size(); ++i) {
+    if (begins_picture(extra.data() + i)) return i;
+  }
+  return extra.size();
+}
+
+}  // namespace
+
+AnnexBWriter::AnnexBWriter(Bytes extra) {
+  if (extra.size() < 2) return;
+  length_size_ = (extra[0] & 3u) + 1;
+  if (!convert(extra.subspan(2), kParameterSetLengthSize)) note_damage("parameter sets cut off");
+  parameter_sets_.swap(out_);
+}
+
+bool AnnexBWriter::begin(OutputFile& file) {
+  return file.write(parameter_sets_);
+}
+
+bool AnnexBWriter::convert(Bytes run, unsigned length_size) {
+  out_.clear();
+  while (!run.empty()) {
+    if (run.size() < length_size) return false;
+    const size_t length = read_be(run.data(), length_size);
+    run = run.subspan(length_size);
+    const Bytes unit = run.first(std::min(length, run.size()));
+    out_.insert(out_.end(), std::begin(kStartCode), std::end(kStartCode));
+    out_.insert(out_.end(), unit.begin(), unit.end());
+    if (unit.size() < length) return false;
+    run = run.subspan(length);
+  }
+  return true;
+}
+
+bool AnnexBWriter::write(OutputFile& file, Bytes sample) {
+  if (!convert(sample, length_size_)) note_damage("NAL unit length runs past its access unit");
+  return file.write(out_);
+}
+
+Mpeg4VisualWriter::Mpeg4VisualWriter(Bytes extra)
+    : configuration_(extra.begin(),
+                     extra.begin() + static_cast<std::ptrdiff_t>(configuration_length(extra))) {}
+
+bool Mpeg4VisualWriter::begin(OutputFile& file) {
+  return file.write(configuration_);
+}
+
+}  // namespace zdr::host
