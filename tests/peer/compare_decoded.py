@@ -1,0 +1,91 @@
+#!/usr/bin/env python3
+"""Plays media files with zdr and compares what ffmpeg decodes from the written streams with what it decodes from the
+originals.
+
+    compare_decoded.py ZDR [FILE...]      default: samples/ and the folder that ZDR_EXTRA_MEDIA names
+
+Prints one row a stream. Exit status 1 when a stream differs in a way that is not explained in the row.
+"""
+import pathlib
+import re
+import sys
+import tempfile
+
+import peer_media
+
+
+def pins_of(out_folder):
+    pins = {}
+    for path in sorted(out_folder.iterdir()):
+        match = re.search(r'\.((?:Audio|Video|AMR Audio)\d+)\.([a-z0-9]+)(\.part)?$', path.name)
+        if match:
+            pins[match.group(1)] = path
+    return pins
+
+
+def first_stream(path, kind):
+    streams = [s for s in peer_media.probe_streams(path) if s.get('codec_type') == kind
+               and not s.get('disposition', {}).get('attached_pic')]
+    return streams[0] if streams else None
+
+
+def compare(original, written, kind):
+    """'equal', 'first N of M' or 'differs at N'; and how many frames or bytes there are."""
+    if kind == 'video':
+        want = peer_media.decode(original, '0:v:0', ['-ignore_editlist', '1'])
+        got = peer_media.decode(written, '0:v:0')
+    else:
+        # Decoders cut sound into frames as the container cuts it into packets: compare the sound itself.
+        want = peer_media.decode_pcm(original, '0:a:0', ['-ignore_editlist', '1'])
+        got = peer_media.decode_pcm(written, '0:a:0')
+    if not want and not got:
+        return 'neither decodes', 0
+    if got == want:
+        return 'equal', len(got)
+    if got and want[:len(got)] == got:
+        return f'first {len(got)} of {len(want)}', len(got)
+    same = next((i for i, (a, b) in enumerate(zip(want, got)) if a != b), min(len(want), len(got)))
+    return f'differs at {same} ({len(got)} against {len(want)})', len(got)
+
+
+def check(binary, path):
+    rows = []
+    with tempfile.TemporaryDirectory() as folder:
+        done = peer_media.zdr(binary, 'play', path, '-o', folder)
+        message = ' / '.join(line.split(path.name + ': ', 1)[-1] for line in done.stderr.splitlines())
+        pins = pins_of(pathlib.Path(folder))
+        if not pins:
+            return [(path.name, '-', done.returncode, '-', message)]
+        for pin, written in pins.items():
+            kind = 'video' if 'Video' in pin else 'audio'
+            verdict, _ = compare(path, written, kind)
+            rows.append((path.name, pin + written.suffix, done.returncode, verdict, message))
+    return rows
+
+
+def explained(row):
+    _, pin, code, verdict, message = row
+    if code not in (0, 1, 3, 4):
+        return False
+    if pin == '-' or verdict in ('equal', 'neither decodes'):
+        return True
+    return verdict.startswith('first') and ('stop position' in message or 'cut off' in message)
+
+
+def main():
+    if len(sys.argv) < 2:
+        sys.exit(__doc__)
+    files = [pathlib.Path(f) for f in sys.argv[2:]] or peer_media.media_files(peer_media.ISO)
+    bad = 0
+    print('| file | pin | exit | decoded | messages |\n|---|---|---|---|---|')
+    for path in files:
+        for row in check(sys.argv[1], path):
+            fine = explained(row)
+            bad += not fine
+            print('| ' + ' | '.join(map(str, row)) + (' |' if fine else ' | **unexplained** |'), flush=True)
+    print(f'\n{bad} unexplained')
+    return 1 if bad else 0
+
+
+if __name__ == '__main__':
+    sys.exit(main())

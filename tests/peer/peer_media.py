@@ -1,0 +1,49 @@
+"""What both peer checks share: which files there are, and running zdr and ffmpeg."""
+import json
+import os
+import pathlib
+import subprocess
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+ISO = {'.3gp', '.3gpp', '.3ga', '.3g2', '.mp4', '.k3g', '.skm', '.m4a', '.m4v', '.m4b', '.rec', '.mp4a', '.3gpa'}
+ELEMENTARY = {'.amr', '.awb', '.aac'}
+
+
+def media_files(suffixes):
+    folders = [ROOT / 'samples']
+    if os.environ.get('ZDR_EXTRA_MEDIA'):
+        folders.append(pathlib.Path(os.environ['ZDR_EXTRA_MEDIA']))
+    return [f for folder in folders for f in sorted(folder.iterdir()) if f.suffix.lower() in suffixes]
+
+
+def zdr(binary, *arguments):
+    return subprocess.run([binary, *map(str, arguments)], capture_output=True, text=True, timeout=120)
+
+
+def probe_streams(path):
+    """ffprobe's streams in file order: index, codec_type, codec_name, time_base ..."""
+    done = subprocess.run(['ffprobe', '-v', 'error', '-ignore_editlist', '1', '-show_streams', '-of', 'json', str(path)],
+                          capture_output=True, text=True)
+    return json.loads(done.stdout or '{}').get('streams', [])
+
+
+def probe_packets(path, index):
+    done = subprocess.run(['ffprobe', '-v', 'error', '-ignore_editlist', '1', '-select_streams', str(index),
+                           '-show_entries', 'packet=dts,pts,size,flags,duration', '-of', 'json', str(path)],
+                          capture_output=True, text=True)
+    return json.loads(done.stdout or '{}').get('packets', [])
+
+
+def decode(path, stream, extra=()):
+    """MD5 of each decoded frame, as ffmpeg's framemd5 prints them."""
+    done = subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', *extra, '-i', str(path), '-map', stream,
+                           '-fps_mode', 'passthrough', '-bitexact', '-f', 'framemd5', '-'],
+                          capture_output=True, text=True)
+    return [line.split(',')[-1].strip() for line in done.stdout.splitlines() if line and line[0] != '#']
+
+
+def decode_pcm(path, stream, extra=()):
+    """The decoded sound as one block of bytes."""
+    done = subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', *extra, '-i', str(path), '-map', stream,
+                           '-bitexact', '-f', 's16le', '-'], capture_output=True)
+    return done.stdout
