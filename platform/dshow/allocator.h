@@ -84,6 +84,15 @@ class CMediaSample : public IMediaSample2 {
 
  public:
   std::atomic<LONG> m_cRef{0};
+
+ private:
+  HRESULT has_flag(DWORD flag) const noexcept { return (m_dwFlags & flag) != 0 ? S_OK : S_FALSE; }
+  HRESULT set_flag(DWORD flag, BOOL on) noexcept {
+    m_dwFlags = on ? m_dwFlags | flag : m_dwFlags & ~flag;
+    return S_OK;
+  }
+  HRESULT check_properties(DWORD size, const AM_SAMPLE2_PROPERTIES& record) const noexcept;
+  HRESULT store_properties(DWORD size, const AM_SAMPLE2_PROPERTIES& record) noexcept;
 };
 
 // The rules of an allocator: properties, commit and decommit, the free list, waiting for a buffer. Derived
@@ -126,11 +135,11 @@ class CBaseAllocator : public CUnknown, public IMemAllocatorCallbackTemp, public
   // when nothing has changed since the last time, else S_OK.
   virtual HRESULT Alloc();
 
-  // Whether a request may be taken now: VFW_E_ALREADY_COMMITTED, VFW_E_BUFFERS_OUTSTANDING.
-  HRESULT CheckUnused() const noexcept;
+  // Takes the properties as they are: VFW_E_ALREADY_COMMITTED, VFW_E_BUFFERS_OUTSTANDING.
+  HRESULT take_properties(const ALLOCATOR_PROPERTIES& wanted, ALLOCATOR_PROPERTIES* actual) noexcept;
 
   CSampleList m_lFree;
-  LONG m_lWaiting = 0;    // threads inside GetBuffer
+  LONG m_lWaiting = 0;    // threads that wait in GetBuffer
   LONG m_lCount = 0;      // buffers asked for
   LONG m_lAllocated = 0;  // buffers made
   LONG m_lSize = 0;
@@ -143,8 +152,7 @@ class CBaseAllocator : public CUnknown, public IMemAllocatorCallbackTemp, public
   const BOOL m_fEnableReleaseCallback;
 
  private:
-  void wake_all_waiters() noexcept;
-
+  ULONG m_cDecommits = 0;  // tells a waiter that its commit is over
   std::condition_variable_any sample_freed_;
 };
 
@@ -169,6 +177,8 @@ class CMemAllocator : public CBaseAllocator {
     void operator()(BYTE* block) const noexcept;
   };
 
+  bool allocate_block(std::size_t size) noexcept;
+  bool make_samples(int64_t stride) noexcept;
   void really_free() noexcept;
 
   std::unique_ptr<BYTE[], BlockDeleter> m_pBuffer;

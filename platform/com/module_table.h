@@ -1,0 +1,55 @@
+// The modules that the COM runtime has loaded, by path.
+#pragma once
+
+#include <objbase.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace zdr::com {
+
+// One loaded module; unloaded with its last owner.
+class Module {
+ public:
+  // nullptr when the file cannot be loaded. `path` is absolute, so that the module can be asked for its own
+  // path whatever the current directory is later.
+  static std::shared_ptr<Module> load(const std::string& path);
+
+  Module(void* handle) noexcept : handle_(handle) {}
+  ~Module();
+  Module(const Module&) = delete;
+  Module& operator=(const Module&) = delete;
+
+  // nullptr when the module does not export the name.
+  template <class Function>
+  Function* function(const char* name) const noexcept {
+    return reinterpret_cast<Function*>(symbol(name));
+  }
+
+  // S_OK from DllCanUnloadNow; a module without that function stays.
+  bool can_unload_now() const noexcept;
+
+ private:
+  void* symbol(const char* name) const noexcept;
+
+  void* handle_;
+};
+
+// Whoever gets a module from the table is its part-owner while at work with it, which keeps free_unused from
+// unloading it between the look-up and the first object.
+class ModuleTable {
+ public:
+  static ModuleTable& instance();
+
+  // Loads the module when it is not there yet. nullptr when the file cannot be loaded.
+  std::shared_ptr<Module> get(const std::string& path);
+  void free_unused();
+
+ private:
+  std::mutex mutex_;
+  std::map<std::string, std::shared_ptr<Module>> modules_;  // by canonical path; guarded by mutex_
+};
+
+}  // namespace zdr::com
