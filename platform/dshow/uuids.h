@@ -27,7 +27,8 @@ inline constexpr GUID MEDIATYPE_Text = FOURCCMap(zdr::dshow::fourcc('t', 'x', 't
 inline constexpr GUID MEDIATYPE_Midi = FOURCCMap(zdr::dshow::fourcc('m', 'i', 'd', 's'));
 inline constexpr GUID MEDIATYPE_Interleaved = FOURCCMap(zdr::dshow::fourcc('i', 'a', 'v', 's'));
 inline constexpr GUID MEDIATYPE_File = FOURCCMap(zdr::dshow::fourcc('f', 'i', 'l', 'e'));
-inline constexpr GUID MEDIATYPE_ScriptCommand = FOURCCMap(zdr::dshow::fourcc('s', 'c', 'm', 'd'));
+// The platform's value has the four characters the other way round.
+inline constexpr GUID MEDIATYPE_ScriptCommand = zdr::com::guid("73636D64-0000-0010-8000-00AA00389B71");
 inline constexpr GUID MEDIATYPE_Stream = zdr::com::guid("E436EB83-524F-11CE-9F53-0020AF0BA770");
 inline constexpr GUID MEDIATYPE_MPEG1SystemStream = zdr::com::guid("E436EB82-524F-11CE-9F53-0020AF0BA770");
 inline constexpr GUID MEDIATYPE_Timecode = zdr::com::guid("0482DEE3-7817-11CF-8A03-00AA006ECB65");
