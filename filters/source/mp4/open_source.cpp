@@ -1,0 +1,107 @@
+// Opening a file: the reader by the extension, then a pin for the first track of each kind.
+#include <algorithm>
+#include <new>
+#include <string>
+
+#include "filters/source/mp4/conversions.h"
+#include "filters/source/mp4/mp4_source.h"
+
+namespace zdr::mp4source {
+namespace {
+
+// The ID of the first track of a type; 0, which no track has, when the first track tells none.
+uint32_t first_track_id(P3gppFile* file, uint32_t type, uint32_t track_count) {
+  std::vector<uint32_t> ids(track_count, 0);
+  uint32_t listed = 0;
+  P3GPP_GetTrackIds(file, type, ids.data(), &listed);
+  return ids.front();
+}
+
+// The stream is opened for the question only.
+bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint64_t* size) {
+  FMGR_Stream* const stream = FMGR_FOpen(&descriptor, "rb", manager);
+  if (stream == nullptr) return false;
+  const bool known = FMGR_FSize64(stream, size) == FMGR_OK;
+  FMGR_FClose(stream);
+  return known;
+}
+
+}  // namespace
+
+BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) {
+  try {
+    if (open_file_manager(file_name)) probe();
+    const SourceKind kind = source_kind_of(file_name);
+    if (kind == SOURCE_KIND_NONE) return FALSE;
+    source_kind_ = kind;
+    // For the other kinds this filter has no reader.
+    return kind == SOURCE_KIND_MP4 && open_iso_media() ? TRUE : FALSE;
+  } catch (const std::bad_alloc&) {
+    return FALSE;
+  }
+}
+
+bool CZanMP4SourceFilter::open_file_manager(LPCOLESTR file_name) {
+  const FMGR_Config unbuffered{0, 0};
+  FMGR_Context* manager = nullptr;
+  if (FMGR_Init(&manager, &unbuffered) != FMGR_OK) return false;
+  file_manager_.reset(manager);
+  descriptor_.type = FMGR_DEV_FILE_W;
+  descriptor_.source.wide_path = file_name;
+  return true;
+}
+
+// Whatever the extension, the file is opened once as ISO media. Nothing depends on the outcome but the last
+// error that it leaves: a missing file is told as such even when its extension is unknown.
+void CZanMP4SourceFilter::probe() {
+  P3gppFile* file = nullptr;
+  if (P3GPP_Open(&file, &descriptor_, file_manager_.get()) == P3GPP_OK) P3GPP_Close(file);
+}
+
+bool CZanMP4SourceFilter::open_iso_media() {
+  P3gppFile* file = nullptr;
+  if (P3GPP_Open(&file, &descriptor_, file_manager_.get()) != P3GPP_OK) return false;
+  iso_file_.reset(file);
+  P3gppTrackCounts counts{};
+  if (P3GPP_GetTrackCounts(file, &counts) != P3GPP_OK) return false;
+  if (!size_of_file(descriptor_, file_manager_.get(), &file_size_)) return false;
+
+  // Only the first track of each kind is played, and audio comes first.
+  if (counts.audio > 0) {
+    audio_pin_ = add_track_pin(Stream::kAudio, first_track_id(file, P3GPP_TRACK_AUDIO, counts.audio));
+  }
+  if (counts.video > 0) {
+    video_pin_ = add_track_pin(Stream::kVideo, first_track_id(file, P3GPP_TRACK_VIDEO, counts.video));
+  }
+  if (video_pin_ != nullptr) update_frame_rate();
+  if (pins_.empty()) return false;
+  CZanBaseSourceOutputPin* longest = nullptr;
+  UpdateDuration(&longest);
+  const CAutoLock lock(&position_lock_);
+  longest_pin_ = longest;
+  return true;
+}
+
+// Null when the track cannot be played; nothing is left of the pin then.
+CZanMP4SourceOutputPin* CZanMP4SourceFilter::add_track_pin(Stream stream, uint32_t track_id) {
+  const bool is_audio = stream == Stream::kAudio;
+  HRESULT hr = S_OK;
+  auto pin = std::make_unique<CZanMP4SourceOutputPin>(&hr, this, is_audio ? u"Audio0" : u"Video0");
+  if (FAILED(hr) || pin->SetupTrack(iso_file_.get(), track_id, stream, file_size_) != 0) return nullptr;
+  pins_.push_back(std::move(pin));
+  return pins_.back().get();
+}
+
+// Kept: of a file with audio, the rate is that over the longer of the two tracks.
+void CZanMP4SourceFilter::update_frame_rate() {
+  const auto media_ms = [](const CZanMP4SourceOutputPin* pin) {
+    const P3gppTrackInfo* const info = pin->track_info();
+    return media_time_to_whole_ms(info->media_duration, info->time_scale);
+  };
+  uint32_t duration_ms = media_ms(video_pin_);
+  if (audio_pin_ != nullptr) duration_ms = std::max(duration_ms, media_ms(audio_pin_));
+  const uint32_t frame_count = video_pin_->track_info()->sample_count;
+  if (frame_count != 0 && duration_ms != 0) frame_rate_ = frame_rate_of(frame_count, duration_ms);
+}
+
+}  // namespace zdr::mp4source

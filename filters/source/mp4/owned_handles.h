@@ -1,0 +1,28 @@
+// Owning pointers to what the filter opens.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+
+#include "fmgr/fmgr.h"
+#include "p3gpp/p3gpp.h"
+
+namespace zdr::mp4source {
+
+struct CloseHandleFunction {
+  void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+using UniqueHandle = std::unique_ptr<void, CloseHandleFunction>;
+
+struct DeinitFileManager {
+  void operator()(FMGR_Context* context) const { FMGR_Deinit(context); }
+};
+using FileManagerPointer = std::unique_ptr<FMGR_Context, DeinitFileManager>;
+
+struct CloseIsoFile {
+  void operator()(P3gppFile* file) const { P3GPP_Close(file); }
+};
+using IsoFilePointer = std::unique_ptr<P3gppFile, CloseIsoFile>;
+
+}  // namespace zdr::mp4source
