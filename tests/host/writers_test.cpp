@@ -1,0 +1,158 @@
+// What the writers make of media samples: headers, framing, and what they do with damaged units.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "host/crc32.h"
+#include "host/writers/adts_writer.h"
+#include "host/writers/qcp_writer.h"
+#include "host/writers/video_writers.h"
+#include "tests/support/temp_folder.h"
+
+namespace zdr::host {
+namespace {
+
+using Data = std::vector<uint8_t>;
+
+// Runs a writer over samples and returns the finished file.
+Data written(StreamWriter& writer, const std::vector<Data>& samples) {
+  const tests::TempFolder folder;
+  const std::filesystem::path path = folder.path() / "out";
+  OutputFile file(path, false);
+  EXPECT_TRUE(file.open()) << file.error();
+  EXPECT_TRUE(writer.begin(file));
+  for (const Data& sample : samples) EXPECT_TRUE(writer.write(file, sample));
+  EXPECT_TRUE(writer.finish(file));
+  EXPECT_TRUE(file.commit());
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+Data joined(std::initializer_list<Data> parts) {
+  Data all;
+  for (const Data& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+const Data kStart = {0, 0, 0, 1};
+
+TEST(AnnexBWriter, PutsParameterSetsInFrontAndReplacesLengths) {
+  struct Case {
+    Data extra;
+    Data sample;
+  };
+  // Four-byte and two-byte lengths of the same two units.
+  const Case cases[] = {
+      {{3, 0, 0, 2, 0x67, 1, 0, 1, 0x68}, {0, 0, 0, 2, 0x65, 9, 0, 0, 0, 1, 0x41}},
+      {{1, 0, 0, 2, 0x67, 1, 0, 1, 0x68}, {0, 2, 0x65, 9, 0, 1, 0x41}},
+  };
+  const Data expected = joined({kStart, {0x67, 1}, kStart, {0x68}, kStart, {0x65, 9}, kStart, {0x41}});
+  for (const Case& c : cases) {
+    AnnexBWriter writer(c.extra);
+    EXPECT_EQ(written(writer, {c.sample}), expected);
+    EXPECT_EQ(writer.damaged_units(), 0u);
+  }
+}
+
+TEST(AnnexBWriter, CountsUnitsWhoseLengthRunsPastTheirAccessUnit) {
+  AnnexBWriter writer(Data{3, 0});
+  const Data out = written(writer, {{0, 0, 0, 9, 0x65, 7}, {0, 0}, {0, 0, 0, 1, 0x41}});
+  EXPECT_EQ(out, joined({kStart, {0x65, 7}, kStart, {0x41}}));
+  EXPECT_EQ(writer.damaged_units(), 2u);
+}
+
+TEST(Mpeg4VisualWriter, ConfigurationEndsWhereTheFirstPictureBegins) {
+  const Data configuration = {0, 0, 1, 0xB0, 1, 0, 0, 1, 0x20, 5};
+  const Data picture = {0, 0, 1, 0xB6, 0x10};
+  Mpeg4VisualWriter writer(joined({configuration, picture}));
+  EXPECT_EQ(written(writer, {picture}), joined({configuration, picture}));
+}
+
+TEST(AdtsWriter, SplitsBySizeTableAndSignalsTheCore) {
+  struct Case {
+    Data config;
+    Data header;  // of a 3-byte access unit
+  };
+  const Case cases[] = {
+      {{0x12, 0x10}, {0xFF, 0xF1, 0x50, 0x80, 0x01, 0x5F, 0xFC}},              // LC 44100 Hz stereo
+      {{0x2B, 0x11, 0x88, 0x00}, {0xFF, 0xF1, 0x58, 0x80, 0x01, 0x5F, 0xFC}},  // SBR over LC 24000 Hz stereo
+      {{0x15, 0x88}, {0xFF, 0xF1, 0x6C, 0x40, 0x01, 0x5F, 0xFC}},              // LC 8000 Hz mono
+  };
+  for (const Case& c : cases) {
+    AdtsWriter writer(c.config);
+    Data sample = {1, 2, 3, 4, 5, 6};
+    Data table(kAacSizeTableBytes, 0);
+    table[0] = table[2] = 3;
+    sample.insert(sample.end(), table.begin(), table.end());
+    EXPECT_EQ(written(writer, {sample}), joined({c.header, {1, 2, 3}, c.header, {4, 5, 6}}));
+    EXPECT_EQ(writer.damaged_units(), 0u);
+  }
+}
+
+TEST(AdtsWriter, CountsWhatAdtsCannotExpress) {
+  Data table(kAacSizeTableBytes, 0);
+  table[0] = 200;  // more than the sample holds
+  AdtsWriter mismatched(Data{0x12, 0x10});
+  EXPECT_TRUE(written(mismatched, {table}).empty());
+  EXPECT_EQ(mismatched.damaged_units(), 1u);
+
+  Data oversized(8190 + kAacSizeTableBytes, 0);
+  oversized[8190] = 0xFE;
+  oversized[8191] = 0x1F;
+  AdtsWriter too_long(Data{0x12, 0x10});
+  EXPECT_TRUE(written(too_long, {oversized}).empty());
+  EXPECT_EQ(too_long.damaged_units(), 1u);
+}
+
+TEST(QcpWriter, HeaderTellsFramesAndSizes) {
+  Data full(35, 0x55);
+  full[0] = 4;
+  const Data eighth = {1, 9, 9, 9};
+  QcpWriter writer(kQcelpCodec);
+  const Data out = written(writer, {full, joined({eighth, eighth})});
+  ASSERT_EQ(out.size(), 194u + 35 + 8 + 1);  // odd data is padded
+  const auto u32 = [&](size_t at) { return out[at] | out[at + 1] << 8 | out[at + 2] << 16; };
+  EXPECT_EQ(u32(4), static_cast<int>(out.size()) - 8);
+  EXPECT_EQ(u32(182), 3);       // frames in the vrat chunk
+  EXPECT_EQ(u32(190), 35 + 8);  // bytes in the data chunk
+  EXPECT_EQ(writer.damaged_units(), 0u);
+}
+
+TEST(QcpWriter, CountsUnknownRates) {
+  QcpWriter writer(kEvrcCodec);
+  written(writer, {{7, 1, 2}, {4, 1, 2}});
+  EXPECT_EQ(writer.damaged_units(), 2u);
+}
+
+TEST(OutputFile, KeepsThePartialFileAndRefusesToReplace) {
+  const tests::TempFolder folder;
+  const std::filesystem::path path = folder.path() / "out";
+  {
+    OutputFile file(path, false);
+    ASSERT_TRUE(file.open());
+    ASSERT_TRUE(file.write(Data{1, 2, 3}));
+  }
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_EQ(std::filesystem::file_size(path.string() + ".part"), 3u);
+
+  std::ofstream(path) << "kept";
+  OutputFile refused(path, false);
+  EXPECT_FALSE(refused.open());
+  EXPECT_NE(refused.error().find("--force"), std::string::npos);
+  OutputFile replacing(path, true);
+  ASSERT_TRUE(replacing.open());
+  ASSERT_TRUE(replacing.write(Data{9}));
+  EXPECT_EQ(std::filesystem::file_size(path), 4u);  // the old one until the new one is complete
+  ASSERT_TRUE(replacing.commit());
+  EXPECT_EQ(std::filesystem::file_size(path), 1u);
+}
+
+TEST(Crc32, MatchesTheStandardCheckValue) {
+  const std::string_view text = "123456789";
+  EXPECT_EQ(crc32({reinterpret_cast<const uint8_t*>(text.data()), text.size()}), 0xCBF43926u);
+}
+
+}  // namespace
+}  // namespace zdr::host
