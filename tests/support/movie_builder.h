@@ -1,0 +1,82 @@
+// Whole ISO files from a description of their tracks.
+//
+// A track is told by its sample entry and by its samples; the builder lays out the chunks of all tracks in
+// turn and writes the tables for them. Any box can be replaced or dropped, and any container extended, for
+// the odd cases.
+#ifndef ZDR_TESTS_SUPPORT_MOVIE_BUILDER_H
+#define ZDR_TESTS_SUPPORT_MOVIE_BUILDER_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/support/box_builder.h"
+
+namespace zdr::test {
+
+struct TrackDescription {
+  std::string handler = "vide";
+  std::vector<Bytes> sample_entries = {};
+  uint32_t time_scale = 1000;
+
+  // One entry a sample; the builder joins equal neighbours into runs.
+  std::vector<uint32_t> sizes = {};
+  std::vector<uint32_t> durations = {};            // the last one repeats; empty: 100 each
+  std::vector<uint32_t> composition_offsets = {};  // empty: no table
+  bool constant_size = false;                      // the size of sample 1 alone stands in the table
+
+  std::vector<uint32_t> sync_samples = {};
+  bool has_sync_table = false;  // true also writes an empty one
+
+  std::vector<uint32_t> samples_per_chunk = {};    // one a chunk; the last one repeats; empty: 1
+  std::vector<uint32_t> description_indices = {};  // one a chunk; the last one repeats; empty: 1
+  bool use_co64 = false;
+
+  std::vector<Edit> edits = {};
+  uint32_t edit_version = 0;
+  uint32_t header_version = 0;  // of tkhd and mdhd
+  uint16_t width = 0;           // tkhd
+  uint16_t height = 0;
+
+  // By box type: the bytes to write in place of the box ("" removes it). Known: tkhd edts mdia mdhd hdlr minf
+  // dinf stbl stsd stts ctts stss stsz stsc stco, and `media_header` for vmhd or smhd.
+  std::map<std::string, Bytes> replaced = {};
+  // By container type (trak mdia minf stbl): bytes appended to its children.
+  std::map<std::string, Bytes> appended = {};
+};
+
+struct MovieDescription {
+  std::vector<TrackDescription> tracks = {};  // IDs 1, 2, ... in this order
+  bool moov_first = true;
+  uint32_t movie_time_scale = 1000;
+  Bytes before_moov = {};    // top-level boxes behind ftyp
+  Bytes moov_children = {};  // behind the tracks
+  Bytes moov_start = {};     // behind mvhd
+};
+
+struct BuiltMovie {
+  Bytes bytes;
+  // File offset of each sample, by track and sample, both from 0.
+  std::vector<std::vector<uint64_t>> sample_offsets;
+};
+
+BuiltMovie build_movie(const MovieDescription& movie);
+// A file with one track.
+BuiltMovie build_movie(const TrackDescription& track);
+
+// What the builder writes for a sample: every byte tells track, sample (both from 1) and place.
+Bytes sample_content(uint32_t track, uint32_t sample, uint32_t size);
+
+// The boxes of one track, with the chunks at `chunk_offsets`.
+Bytes build_trak(const TrackDescription& track, uint32_t track_id,
+                 const std::vector<uint64_t>& chunk_offsets);
+
+// Ready-made tracks with plausible configurations; the caller changes what the test is about.
+TrackDescription avc_track(uint32_t sample_count, uint32_t sample_size = 20);
+TrackDescription amr_track(uint32_t sample_count, uint32_t sample_size = 32);
+TrackDescription aac_track(uint32_t sample_count, uint32_t sample_size = 24);
+
+}  // namespace zdr::test
+
+#endif
