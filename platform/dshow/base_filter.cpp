@@ -5,11 +5,11 @@
 
 #include <com_ptr.h>
 
-#include <new>
 #include <string_view>
 
 #include "base_pin.h"
 #include "evcode.h"
+#include "nothrow_new.h"
 #include "wide_text.h"
 
 using zdr::com::ComPtr;
@@ -137,7 +137,7 @@ BOOL CBaseFilter::IsActive() {
 
 HRESULT CBaseFilter::EnumPins(IEnumPins** enumerator) {
   CheckPointer(enumerator, E_POINTER);
-  *enumerator = new (std::nothrow) CEnumPins(this, nullptr);
+  *enumerator = zdr::dshow::new_or_null<CEnumPins>(this, nullptr);
   return *enumerator == nullptr ? E_OUTOFMEMORY : S_OK;
 }
 

@@ -4,9 +4,9 @@
 #include <com_ptr.h>
 
 #include <memory>
-#include <new>
 #include <utility>
 
+#include "nothrow_new.h"
 #include "wide_text.h"
 
 using zdr::com::ComPtr;
@@ -227,7 +227,7 @@ HRESULT CBasePin::QueryAccept(const AM_MEDIA_TYPE* type) {
 
 HRESULT CBasePin::EnumMediaTypes(IEnumMediaTypes** enumerator) {
   CheckPointer(enumerator, E_POINTER);
-  *enumerator = new (std::nothrow) CEnumMediaTypes(this, nullptr);
+  *enumerator = zdr::dshow::new_or_null<CEnumMediaTypes>(this, nullptr);
   return *enumerator == nullptr ? E_OUTOFMEMORY : S_OK;
 }
 

@@ -123,8 +123,6 @@ class CEnumPins final : public IEnumPins {
  private:
   bool out_of_sync() const { return m_pFilter->GetPinVersion() != m_Version; }
   void restart();
-  // False when memory runs out.
-  bool remember(CBasePin* pin) noexcept;
 
   int m_Position = 0;
   int m_PinCount = 0;

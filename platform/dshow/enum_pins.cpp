@@ -5,6 +5,10 @@
 #include <new>
 
 #include "base_pin.h"
+#include "nothrow_new.h"
+
+using zdr::dshow::append_or_fail;
+using zdr::dshow::new_or_null;
 
 // --- CEnumPins ---
 
@@ -47,15 +51,6 @@ ULONG CEnumPins::Release() {
   return static_cast<ULONG>(left);
 }
 
-bool CEnumPins::remember(CBasePin* pin) noexcept {
-  try {
-    m_PinCache.push_back(pin);
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-}
-
 HRESULT CEnumPins::Next(ULONG count, IPin** pins, ULONG* fetched) {
   CheckPointer(pins, E_POINTER);
   if (fetched != nullptr) {
@@ -78,7 +73,7 @@ HRESULT CEnumPins::Next(ULONG count, IPin** pins, ULONG* fetched) {
     CBasePin* const pin = m_pFilter->GetPin(m_Position++);
     if (pin == nullptr) return give_back(VFW_E_ENUM_OUT_OF_SYNC);
     if (std::find(m_PinCache.begin(), m_PinCache.end(), pin) != m_PinCache.end()) continue;
-    if (!remember(pin)) return give_back(E_OUTOFMEMORY);
+    if (!append_or_fail(m_PinCache, pin)) return give_back(E_OUTOFMEMORY);
     pin->AddRef();
     pins[taken++] = pin;
   }
@@ -104,11 +99,11 @@ HRESULT CEnumPins::Clone(IEnumPins** clone) {
   *clone = nullptr;
   if (out_of_sync()) return VFW_E_ENUM_OUT_OF_SYNC;
   try {
-    *clone = new CEnumPins(m_pFilter, this);
-    return S_OK;
+    *clone = new_or_null<CEnumPins>(m_pFilter, this);
   } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
+    *clone = nullptr;  // no room for the memory of returned pins
   }
+  return *clone == nullptr ? E_OUTOFMEMORY : S_OK;
 }
 
 // --- CEnumMediaTypes ---
@@ -190,6 +185,6 @@ HRESULT CEnumMediaTypes::Clone(IEnumMediaTypes** clone) {
   CheckPointer(clone, E_POINTER);
   *clone = nullptr;
   if (out_of_sync()) return VFW_E_ENUM_OUT_OF_SYNC;
-  *clone = new (std::nothrow) CEnumMediaTypes(m_pPin, this);
+  *clone = new_or_null<CEnumMediaTypes>(m_pPin, this);
   return *clone == nullptr ? E_OUTOFMEMORY : S_OK;
 }

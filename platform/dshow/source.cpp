@@ -6,10 +6,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <new>
 #include <utility>
 
 #include "evcode.h"
+#include "nothrow_new.h"
 
 using zdr::com::ComPtr;
 
@@ -39,12 +39,7 @@ CBasePin* CSource::GetPin(int index) {
 
 HRESULT CSource::AddPin(CSourceStream* pin) {
   CAutoLock lock(&m_cStateLock);
-  try {
-    m_paStreams.push_back(pin);
-    return S_OK;
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
+  return zdr::dshow::append_or_fail(m_paStreams, pin) ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT CSource::RemovePin(CSourceStream* pin) {
