@@ -1,0 +1,169 @@
+// Buffered mode: what comes from which buffer, and how unwritten bytes reach the device.
+#include "fmgr/buffer.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/fmgr/device_tap.h"
+#include "tests/fmgr/sources.h"
+
+namespace {
+
+using namespace zdr::tests;
+
+// Puts bytes at the position of a stream as a writer would; nothing in the stream interface does it.
+bool put(const Stream& stream, std::string_view bytes) {
+  FMGR_Buffer& buffer = *stream->buffer;
+  if (!buffer.data || buffer.capacity - buffer.cursor < bytes.size()) return false;
+  bytes.copy(reinterpret_cast<char*>(buffer.data.get()) + buffer.cursor, bytes.size());
+  buffer.cursor += static_cast<uint32_t>(bytes.size());
+  buffer.valid = std::max(buffer.valid, buffer.cursor);
+  buffer.flags |= FMGR_Buffer::kUnwritten;
+  return true;
+}
+
+TEST(Buffers, ServeSmallReadsAndTheirSiblings) {
+  const Source source(FMGR_DEV_FILE, "0123456789abcdefghij");
+  const Context context = make_context(8, 4);
+  const Stream first = open_stream(source, "rb", context);
+  const Stream second = open_stream(source, "rb", context);
+  const DeviceTap tap(first.get());
+  EXPECT_EQ(read_text(first, 3), "012");
+  EXPECT_EQ(read_text(first, 3), "345");
+  EXPECT_EQ(read_text(second, 5), "01234") << "from the buffer of the first";
+  EXPECT_EQ(tap.log(), "sr");
+  EXPECT_EQ(read_text(second, 6), "56789a") << "three from the first, then a block of its own";
+  EXPECT_EQ(FMGR_FSeek(second.get(), -3, FMGR_SEEK_CURRENT), FMGR_OK);
+  EXPECT_EQ(read_text(second, 3), "89a");
+  EXPECT_EQ(tap.log(), "srsr");
+  EXPECT_EQ(read_text(first, 100), "6789abcdefghij");
+  EXPECT_EQ(second->counters.stream_reads, 3u);
+  EXPECT_EQ(second->counters.device_reads, 1u);
+}
+
+TEST(Buffers, HideFailuresOfTheDeviceAsRequired) {
+  const Source source(FMGR_DEV_FILE, "0123456789");
+  const Context context = make_context(4, 4);
+  const Stream stream = open_stream(source, "rb", context);
+  DeviceTap tap(stream.get());
+  EXPECT_EQ(read_text(stream, 2), "01");
+  char buffer[8];
+  for (const char operation : {'s', 'r'}) {
+    tap.answer(operation, -4711);
+    EXPECT_EQ(FMGR_FSeek(stream.get(), 2, FMGR_SEEK_SET), FMGR_OK);
+    EXPECT_EQ(FMGR_FRead(stream.get(), buffer, 8), operation == 's' ? 2 : 0);
+    EXPECT_EQ(FMGR_FRead(stream.get(), buffer, 8), 0);
+  }
+  tap.pass_all();
+  EXPECT_EQ(read_text(stream, 8), "23456789") << "a failure does not stick";
+  EXPECT_EQ(FMGR_FSeek(stream.get(), 0, 3), FMGR_ERR_GENERIC);
+}
+
+TEST(Buffers, StopWhereASiblingEnds) {
+  const Source source(FMGR_DEV_FILE, "0123456789");
+  const Context context = make_context(4, 4);
+  const Stream first = open_stream(source, "rb", context);
+  const Stream second = open_stream(source, "rb", context);
+  EXPECT_EQ(read_text(first, 1), "0");
+  first->buffer->flags |= FMGR_Buffer::kEndOfData;
+  EXPECT_EQ(read_text(second, 8), "0123") << "its data ends where the sibling says so";
+  EXPECT_TRUE(second->buffer->flags & FMGR_Buffer::kEndOfData);
+  EXPECT_EQ(read_text(first, 8), "123");
+  EXPECT_EQ(read_text(second, 8), "456789") << "asked again, the device knows better";
+}
+
+TEST(Buffers, WriteBackWhatWasPutIntoThem) {
+  for (const uint32_t capacity : {1u, 3u, 8u, 50u}) {
+    const Source source(FMGR_DEV_FILE_W, "0123456789abcdefghij");
+    const Context context = make_context(1, capacity);
+    Stream stream = open_stream(source, "r+b", context);
+    std::string model = source.content();
+    std::mt19937 random(capacity);
+    for (int step = 0; step < 3000; ++step) {
+      uint64_t at = tell(stream);
+      switch (random() % 4) {
+        case 0:
+          at = random() % 40;
+          EXPECT_EQ(FMGR_FSeek(stream.get(), static_cast<int32_t>(at), FMGR_SEEK_SET), FMGR_OK);
+          break;
+        case 1:
+          EXPECT_EQ(FMGR_FSeek(stream.get(), -3, FMGR_SEEK_END), FMGR_OK);
+          at = model.size() - 3;
+          break;
+        case 2: {
+          const std::string bytes(1 + random() % 4, static_cast<char>('A' + random() % 26));
+          if (at + bytes.size() > 60 || !put(stream, bytes)) break;
+          model.resize(std::max<size_t>(model.size(), at + bytes.size()));
+          model.replace(at, bytes.size(), bytes);
+          at += bytes.size();
+          break;
+        }
+        default: {
+          const std::string expected = at < model.size() ? model.substr(at, 5) : "";
+          ASSERT_EQ(read_text(stream, 5), expected) << "step " << step << " at " << at;
+          at += expected.size();
+        }
+      }
+      ASSERT_EQ(tell(stream), at) << "step " << step;
+    }
+    EXPECT_EQ(FMGR_FClose(stream.release()), FMGR_OK);
+    EXPECT_EQ(read_file(source.path()), model);
+  }
+}
+
+TEST(Buffers, StayWhereTheyAreWhileTheyCannotBeWritten) {
+  const Source source(FMGR_DEV_FILE, "0123456789");
+  const Context context = make_context(4, 4);
+  const Stream stream = open_stream(source, "r+b", context);
+  DeviceTap tap(stream.get());
+  EXPECT_EQ(read_text(stream, 1), "0");
+  ASSERT_TRUE(put(stream, "xy"));
+  const std::pair<char, int32_t> failures[] = {{'w', 3}, {'w', FMGR_ERR_WRITE}, {'s', FMGR_ERR_SEEK}};
+  for (const auto& [operation, status] : failures) {
+    tap.answer(operation, status);
+    const int32_t reported = operation == 's' ? status : FMGR_ERR_GENERIC;
+    EXPECT_EQ(zdr::fmgr::reanchor(*stream->buffer), reported);
+    EXPECT_EQ(FMGR_FSeek(stream.get(), 8, FMGR_SEEK_SET), FMGR_OK) << "required: the seek tells nothing";
+    EXPECT_EQ(tell(stream), 3u);
+  }
+  EXPECT_EQ(read_text(stream, 4), "3") << "what the buffer holds, no more";
+  tap.pass_all();
+  EXPECT_EQ(FMGR_FSeek(stream.get(), 8, FMGR_SEEK_SET), FMGR_OK);
+  EXPECT_EQ(read_text(stream, 4), "89");
+  EXPECT_EQ(read_file(source.path()), "0xy3456789");
+  EXPECT_EQ(stream->counters.device_writes, 3u);
+}
+
+TEST(Buffers, EndIncludesUnwrittenBytesOfLaterSiblingsAsRequired) {
+  const Source source(FMGR_DEV_FILE, "0123456789");
+  const Context context = make_context(8, 8);
+  const Stream first = open_stream(source, "r+b", context);
+  const Stream second = open_stream(source, "r+b", context);  // behind the first
+  EXPECT_EQ(FMGR_FSeek(second.get(), 8, FMGR_SEEK_SET), FMGR_OK);
+  EXPECT_EQ(read_text(second, 1), "8");
+  ASSERT_TRUE(put(second, "wxyz"));
+  EXPECT_EQ(FMGR_FSeek(first.get(), 0, FMGR_SEEK_END), FMGR_OK);
+  EXPECT_EQ(tell(first), 13u);
+  EXPECT_EQ(FMGR_FSeek(first.get(), 8, FMGR_SEEK_SET), FMGR_OK);
+  EXPECT_EQ(read_text(first, 8), "8wxyz") << "a sibling's unwritten bytes are read too";
+  EXPECT_EQ(FMGR_FSeek(second.get(), 0, FMGR_SEEK_SET), FMGR_OK);  // writes them
+  EXPECT_EQ(FMGR_FSeek(first.get(), 12, FMGR_SEEK_SET), FMGR_OK);
+  EXPECT_EQ(read_text(first, 1), "z");
+  ASSERT_TRUE(put(first, "123"));
+  EXPECT_EQ(FMGR_FSeek(second.get(), 0, FMGR_SEEK_END), FMGR_OK);
+  EXPECT_EQ(tell(second), 13u) << "the first lies before it";
+}
+
+TEST(Buffers, AppendingStreamStartsAtTheEnd) {
+  const Source source(FMGR_DEV_FILE, "0123456789");
+  const Context context = make_context(4, 4);
+  Stream stream = open_stream(source, "a+", context);
+  EXPECT_EQ(tell(stream), 10u);
+  EXPECT_EQ(read_text(stream, 1), "");
+  ASSERT_TRUE(put(stream, "ab"));
+  stream.reset();
+  EXPECT_EQ(read_file(source.path()), "0123456789ab");
+}
+
+}  // namespace

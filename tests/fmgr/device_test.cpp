@@ -1,0 +1,192 @@
+// Devices through their tables of operations, the slots that no stream uses included.
+#include "fmgr/device.h"
+
+#include <gtest/gtest.h>
+
+#include "os/os.h"
+#include "tests/fmgr/sources.h"
+
+namespace {
+
+using namespace zdr::tests;
+using zdr::fmgr::open_device;
+
+struct DeviceCloser {
+  void operator()(FMGR_Device* device) const { EXPECT_EQ(device->ops->close(device), FMGR_OK); }
+};
+using Device = std::unique_ptr<FMGR_Device, DeviceCloser>;
+
+Device open(const Source& source, uint32_t mode = OS_OPEN_READ) {
+  return Device(open_device(source.descriptor(), mode, nullptr));
+}
+
+int32_t seek(const Device& device, int64_t offset, int32_t whence) {
+  const auto words = static_cast<uint64_t>(offset);
+  return device->ops->seek(device.get(), static_cast<uint32_t>(words), static_cast<uint32_t>(words >> 32),
+                           whence);
+}
+
+uint64_t position(const Device& device) {
+  uint64_t told = 77;
+  EXPECT_EQ(device->ops->tell(device.get(), &told), FMGR_OK);
+  return told;
+}
+
+TEST(Devices, OnlyTypesOfTheFirstRegistryOpenAsRequired) {
+  const Context context = make_context(0, 0);
+  for (const uint32_t type : kOpenTypes) {
+    const Source source(type, "x");
+    EXPECT_NE(open_stream(source, "rb", context), nullptr) << type;
+  }
+  Source source(FMGR_DEV_CALLBACK_RW, "x");
+  for (const uint32_t type :
+       {0u, 99u, 102u, uint32_t{FMGR_DEV_RESERVED}, 107u, uint32_t{FMGR_DEV_CALLBACK_RW}, ~0u}) {
+    source.descriptor().type = type;
+    EXPECT_EQ(open_stream(source, "rb", context), nullptr) << type;
+  }
+}
+
+TEST(Devices, PlaceholderSupportsNothing) {
+  const FMGR_DeviceOps& ops = zdr::fmgr::kReservedOps;
+  FMGR_Device device = {&ops, nullptr};
+  char byte = 0;
+  uint64_t number = 0;
+  const FMGR_Descriptor* temporary = nullptr;
+  for (const int32_t answer :
+       {ops.close(&device), ops.read(&device, &byte, 1), ops.write(&device, &byte, 1),
+        ops.seek(&device, 0, 0, 0), ops.tell(&device, &number), ops.flush(&device),
+        ops.size(&device, &number), ops.remove("x"), ops.free_space(&device, &number)}) {
+    EXPECT_EQ(answer, FMGR_ERR_NOT_SUPPORTED);
+  }
+  EXPECT_EQ(ops.create_temporary(nullptr, &temporary, nullptr), nullptr);
+}
+
+class FileDevices : public testing::TestWithParam<uint32_t> {};
+
+INSTANTIATE_TEST_SUITE_P(Types, FileDevices,
+                         testing::Values(FMGR_DEV_FILE, FMGR_DEV_FILE_W, FMGR_DEV_FILE_ALT));
+
+TEST_P(FileDevices, WriteFlushTellAndMeasure) {
+  const Source source(GetParam(), "0123456789");
+  const Device device = open(source, OS_OPEN_READWRITE);
+  EXPECT_EQ(seek(device, -2, FMGR_SEEK_END), FMGR_OK);
+  EXPECT_EQ(device->ops->write(device.get(), "abcd", 4), 4);
+  EXPECT_EQ(position(device), 12u);
+  EXPECT_EQ(device->ops->flush(device.get()), FMGR_OK);
+  EXPECT_EQ(read_file(source.path()), "01234567abcd");
+  EXPECT_EQ(seek(device, -1, FMGR_SEEK_SET), FMGR_ERR_SEEK);
+  EXPECT_EQ(device->ops->write(device.get(), "", 0), FMGR_ERR_BAD_ARGUMENT);
+  const Device reader = open(source, OS_OPEN_READWRITE);
+  uint64_t number = 0;
+  EXPECT_EQ(device->ops->size(device.get(), &number), FMGR_OK);
+  EXPECT_EQ(number, 12u);
+  EXPECT_EQ(device->ops->free_space(device.get(), &number), FMGR_OK);
+  EXPECT_GT(number, 0u);
+}
+
+TEST_P(FileDevices, TemporaryFilesVanishWhenClosed) {
+  const Source source(GetParam(), "0123456789");
+  const Device device = open(source);
+  const FMGR_Descriptor* named = nullptr;
+  Device temporary(device->ops->create_temporary(&source.descriptor(), &named, nullptr));
+  ASSERT_NE(temporary, nullptr);
+  EXPECT_EQ(named->type, source.descriptor().type);
+  const std::filesystem::path path = source.path().string() + ".tmp";
+  EXPECT_EQ(temporary->ops->write(temporary.get(), "abc", 3), 3);
+  EXPECT_EQ(read_file(path), "abc");
+  temporary.reset();
+  EXPECT_FALSE(std::filesystem::exists(path));
+  std::filesystem::create_directory(path);
+  EXPECT_EQ(device->ops->create_temporary(&source.descriptor(), &named, nullptr), nullptr);
+}
+
+TEST(CallbackDevice, TrustsTheSizeButNotTheCounts) {
+  Source source(FMGR_DEV_CALLBACK, "0123456789");
+  Device device = open(source);
+  char buffer[16];
+  struct SeekCase {
+    int64_t offset;
+    int32_t whence;
+    uint64_t position;
+  };
+  for (const auto& [offset, whence, expected] :
+       {SeekCase{4, FMGR_SEEK_SET, 4}, SeekCase{3, FMGR_SEEK_CURRENT, 7}, SeekCase{-1, FMGR_SEEK_END, 9},
+        SeekCase{5, 9, 9}}) {
+    EXPECT_EQ(seek(device, offset, whence), FMGR_OK);
+    EXPECT_EQ(position(device), expected);
+  }
+  EXPECT_EQ(device->ops->write(device.get(), "x", 1), FMGR_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(device->ops->remove("x"), FMGR_OK);
+  EXPECT_EQ(device->ops->read(device.get(), buffer, 16), 1);
+  source.callback_excess = 16;
+  EXPECT_EQ(device->ops->read(device.get(), buffer, 16), 16);
+  source.callback_excess = 17;
+  EXPECT_EQ(device->ops->read(device.get(), buffer, 16), -1) << "more than asked for";
+  source.callback_excess = 0;
+  source.callback_status = 5;
+  EXPECT_EQ(device->ops->read(device.get(), buffer, 16), -1);
+  EXPECT_EQ(position(device), 26u);
+  EXPECT_NE(open(source), nullptr) << "the status of the size callback does not matter";
+  source.descriptor().source.callback.caller = nullptr;
+  EXPECT_EQ(open(source), nullptr);
+}
+
+TEST(CallbackReadWriteDevice, WorksThroughItsTable) {
+  Source source(FMGR_DEV_CALLBACK_RW, "0123456789");
+  const auto& ops = zdr::fmgr::kCallbackReadWriteOps;
+  const Device device(ops.open(&source.descriptor(), OS_OPEN_READWRITE, nullptr));
+  ASSERT_NE(device, nullptr);
+  EXPECT_EQ(seek(device, 8, FMGR_SEEK_SET), FMGR_OK);
+  EXPECT_EQ(ops.write(device.get(), "abcd", 4), 4);
+  EXPECT_EQ(source.content(), "01234567abcd");
+  uint64_t size = 0;
+  EXPECT_EQ(ops.size(device.get(), &size), FMGR_OK);
+  EXPECT_EQ(size, 12u);
+  char buffer[4];
+  EXPECT_EQ(seek(device, -4, FMGR_SEEK_END), FMGR_OK);
+  EXPECT_EQ(ops.read(device.get(), buffer, 4), 4);
+  EXPECT_EQ(std::string(buffer, 4), "abcd");
+  source.callback_status = 1;
+  EXPECT_EQ(ops.write(device.get(), "x", 1), -1);
+}
+
+TEST(MemoryDevice, SeeksWithinAndBeyondAsRequired) {
+  struct SeekCase {
+    uint64_t from;
+    int64_t offset;
+    int32_t whence;
+    int32_t status;
+    uint64_t position;
+  };
+  static constexpr SeekCase kCases[] = {
+      {4, 10, FMGR_SEEK_SET, FMGR_OK, 10},
+      {4, 11, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
+      {4, -1, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
+      {4, 10, FMGR_SEEK_CURRENT, FMGR_OK, 14},
+      {4, 11, FMGR_SEEK_CURRENT, FMGR_ERR_GENERIC, 4},
+      {4, -4, FMGR_SEEK_CURRENT, FMGR_OK, 0},
+      {4, -5, FMGR_SEEK_CURRENT, FMGR_ERR_GENERIC, 4},
+      {4, 0, FMGR_SEEK_END, FMGR_OK, 10},
+      {4, 1, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
+      {4, -10, FMGR_SEEK_END, FMGR_OK, 0},
+      {4, -11, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
+      {4, 3, 9, FMGR_OK, 4},
+      {4, 11, 9, FMGR_ERR_GENERIC, 4},
+      {4, INT64_MIN, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
+  };
+  Source source(FMGR_DEV_MEMORY, "0123456789");
+  const Device device = open(source);
+  char buffer[16];
+  for (const SeekCase& expected : kCases) {
+    SCOPED_TRACE(testing::Message() << expected.offset << " from " << expected.whence);
+    EXPECT_EQ(seek(device, static_cast<int64_t>(expected.from), FMGR_SEEK_SET), FMGR_OK);
+    EXPECT_EQ(seek(device, expected.offset, expected.whence), expected.status);
+    EXPECT_EQ(position(device), expected.position);
+    const int64_t left = 10 - static_cast<int64_t>(expected.position);
+    EXPECT_EQ(device->ops->read(device.get(), buffer, 16), std::max<int64_t>(left, 0));
+  }
+  source.descriptor().source.memory.base = nullptr;
+  EXPECT_EQ(open(source), nullptr);
+}
+
+}  // namespace

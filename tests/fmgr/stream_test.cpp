@@ -1,0 +1,193 @@
+// Streams: sharing, positions, sizes, statuses, and what opening and closing leave behind.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "os/os.h"
+#include "tests/fmgr/device_tap.h"
+#include "tests/fmgr/sources.h"
+
+namespace {
+
+using namespace zdr::tests;
+
+class Streams : public testing::TestWithParam<uint32_t> {
+ protected:
+  Source source_{GetParam(), "0123456789abcdef"};
+  Context context_ = make_context(0, 0);
+};
+
+INSTANTIATE_TEST_SUITE_P(Devices, Streams, testing::ValuesIn(kOpenTypes));
+
+TEST_P(Streams, OfOneDescriptorAndClassShareADevice) {
+  const Stream first = open_stream(source_, "rb", context_);
+  const Stream second = open_stream(source_, "r", context_);
+  const Stream other_class = open_stream(source_, "r+b", context_);
+  const Context other_context = make_context(0, 0);
+  const Stream elsewhere = open_stream(source_, "rb", other_context);
+  for (const Stream* stream : {&first, &second, &other_class, &elsewhere}) {
+    EXPECT_EQ(read_text(*stream, 8), "01234567");
+  }
+  EXPECT_EQ(first->file, second->file);
+  EXPECT_NE(first->file, other_class->file);
+  EXPECT_NE(first->file, elsewhere->file);
+  FMGR_Descriptor twin = source_.descriptor();
+  const Stream same_path(FMGR_FOpen(&twin, "rb", context_.get()));
+  EXPECT_NE(first->file, same_path->file);
+  EXPECT_EQ(read_text(second, 100), "89abcdef");
+  EXPECT_EQ(read_text(second, 100), "");
+}
+
+TEST_P(Streams, SeekTheDeviceBeforeEveryReadAsRequired) {
+  const Stream first = open_stream(source_, "rb", context_);
+  const Stream second = open_stream(source_, "rb", context_);
+  DeviceTap tap(first.get());
+  for (int i = 0; i < 3; ++i) read_text(first, 4);
+  read_text(second, 4);
+  EXPECT_EQ(FMGR_FSeek(first.get(), 1, FMGR_SEEK_SET), FMGR_OK);
+  EXPECT_EQ(FMGR_FSeek(first.get(), -3, FMGR_SEEK_END), FMGR_OK);
+  read_text(first, 4);
+  EXPECT_EQ(tap.log(), "srsrsrsrzsr");
+  EXPECT_EQ(first->counters.stream_reads, 4u);
+  EXPECT_EQ(first->counters.device_reads, 4u);
+  EXPECT_EQ(second->counters.device_reads, 1u);
+}
+
+TEST_P(Streams, PassDeviceFailuresOn) {
+  const Stream stream = open_stream(source_, "rb", context_);
+  DeviceTap tap(stream.get());
+  read_text(stream, 4);
+  char byte = 0;
+  uint32_t size = 77;
+  uint64_t size64 = 0;
+  tap.answer('s', -4711);
+  EXPECT_EQ(FMGR_FRead(stream.get(), &byte, 1), -4711);
+  tap.answer('r', -4711);
+  EXPECT_EQ(FMGR_FRead(stream.get(), &byte, 1), FMGR_ERR_GENERIC);
+  EXPECT_EQ(tell(stream), 4u);
+  tap.answer('z', -4711);
+  EXPECT_EQ(FMGR_FSize64(stream.get(), &size64), -4711);
+  EXPECT_EQ(FMGR_FSize(stream.get(), &size), -4711);
+  EXPECT_EQ(size, 0u);
+  EXPECT_EQ(FMGR_FSeek(stream.get(), 5, FMGR_SEEK_END), FMGR_OK);
+  EXPECT_EQ(tell(stream), 5u) << "an unknown size counts as 0";
+}
+
+TEST_P(Streams, AreGoneAlsoWhenTheDeviceDoesNotCloseCleanly) {
+  Stream stream = open_stream(source_, "rb", context_);
+  DeviceTap tap(stream.get());
+  tap.answer('c', -4711);
+  EXPECT_EQ(FMGR_FClose(stream.release()), -4711);
+  EXPECT_EQ(context_->first_file, nullptr);
+  const Stream again = open_stream(source_, "rb", context_);
+  EXPECT_EQ(read_text(again, 2), "01");
+}
+
+TEST_P(Streams, CloseInAnyOrderAndWithTheContext) {
+  Stream streams[] = {open_stream(source_, "rb", context_), open_stream(source_, "rb", context_),
+                      open_stream(source_, "rb", context_), open_stream(source_, "r+", context_)};
+  streams[0].reset();  // the one that the device was opened for
+  EXPECT_EQ(read_text(streams[2], 2), "01");
+  streams[2].reset();
+  streams[2] = open_stream(source_, "rb", context_);
+  EXPECT_EQ(read_text(streams[1], 2), "01");
+  const DeviceTap tap(streams[1].get());
+  for (Stream& stream : streams) stream.release();
+  EXPECT_EQ(FMGR_Deinit(context_.release()), FMGR_OK);
+  EXPECT_EQ(tap.log(), "c");
+}
+
+TEST_P(Streams, FailWithTheirLock) {
+  Stream stream = open_stream(source_, "rb", context_);
+  OS_MutexDestroy(stream->file->mutex.get());
+  char byte = 0;
+  EXPECT_EQ(FMGR_FRead(stream.get(), &byte, 1), FMGR_ERR_GENERIC);
+  EXPECT_EQ(FMGR_FSeek(stream.get(), 1, FMGR_SEEK_SET), FMGR_ERR_GENERIC);
+  EXPECT_EQ(open_stream(source_, "rb", context_), nullptr);
+  EXPECT_EQ(FMGR_FClose(stream.get()), FMGR_ERR_GENERIC);
+  OS_MutexDestroy(context_->mutex.get());
+  EXPECT_EQ(open_stream(source_, "r+", context_), nullptr);
+  EXPECT_EQ(FMGR_FClose(stream.get()), FMGR_ERR_GENERIC);
+  stream.release();  // the context releases it
+}
+
+TEST(StreamPositions, FromTheEndIn32BitsAndBeyond) {
+  const Source source(FMGR_DEV_FILE, std::string(100, 'x'));
+  const Context context = make_context(0, 0);
+  const Stream stream = open_stream(source, "rb", context);
+  EXPECT_EQ(FMGR_FSeek(stream.get(), -8, FMGR_SEEK_END), FMGR_OK);
+  EXPECT_EQ(tell(stream), 92u);
+  EXPECT_EQ(FMGR_FSeek(stream.get(), -101, FMGR_SEEK_END), FMGR_OK);
+  EXPECT_EQ(tell(stream), 0xFFFFFFFFu) << "required: the high word is 0";
+  EXPECT_EQ(FMGR_FSeek(stream.get(), 2, FMGR_SEEK_CURRENT), FMGR_OK);
+  EXPECT_EQ(tell(stream), 0x100000001u);
+  EXPECT_EQ(seek64(stream, -101, FMGR_SEEK_END), FMGR_OK);
+  EXPECT_EQ(tell(stream), 0xFFFFFFFFFFFFFFFFu);
+  char byte = 0;
+  EXPECT_EQ(FMGR_FRead(stream.get(), &byte, 1), FMGR_ERR_SEEK);
+}
+
+TEST(StreamSizes, AboveTwoGiBNeed64Bits) {
+  const Source source(FMGR_DEV_FILE_W, "");
+  const Context context = make_context(0, 0);
+  struct SizeCase {
+    uint64_t size;
+    int32_t status;
+  };
+  for (const auto& [expected, status] :
+       {SizeCase{0x7FFFFFFF, FMGR_OK}, SizeCase{0x80000000, FMGR_ERR_TOO_LARGE},
+        SizeCase{5ull << 30, FMGR_ERR_TOO_LARGE}}) {
+    write_sparse_file(source.path(), expected);
+    const Stream stream = open_stream(source, "rb", context);
+    uint32_t size = 77;
+    uint64_t size64 = 0;
+    EXPECT_EQ(FMGR_FSize(stream.get(), &size), status);
+    EXPECT_EQ(size, status == FMGR_OK ? expected : 0);
+    EXPECT_EQ(FMGR_FSize64(stream.get(), &size64), FMGR_OK);
+    EXPECT_EQ(size64, expected);
+    EXPECT_EQ(seek64(stream, -2, FMGR_SEEK_END), FMGR_OK);
+    EXPECT_EQ(read_text(stream, 3).size(), 2u);
+    EXPECT_EQ(tell(stream), expected);
+    EXPECT_EQ(FMGR_FSeek(stream.get(), -8, FMGR_SEEK_END), FMGR_OK);
+    EXPECT_EQ(tell(stream), (size - 8) & 0xFFFFFFFF) << "a size that is no 32-bit number counts as 0";
+  }
+}
+
+TEST(StreamOpening, LeavesTheReasonInTheLastError) {
+  const Source source(FMGR_DEV_FILE_W, "x");
+  const Context context = make_context(0, 0);
+  SetLastError(ERROR_GEN_FAILURE);
+  EXPECT_NE(open_stream(source, "rb", context), nullptr);
+  const Stream stream = open_stream(source, "rb", context);
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
+  EXPECT_EQ(open_stream(source, "w+", context), nullptr);
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
+  std::filesystem::remove(source.path());
+  EXPECT_EQ(open_stream(source, "ra", context), nullptr);
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
+  EXPECT_EQ(context->first_file, stream->file) << "a failed open leaves no file behind";
+}
+
+TEST(StreamArguments, AreChecked) {
+  const Source source(FMGR_DEV_MEMORY, "0123");
+  const Context context = make_context(0, 0);
+  const Stream stream = open_stream(source, "rb", context);
+  char byte = 0;
+  uint64_t number = 0;
+  EXPECT_EQ(FMGR_FRead(stream.get(), &byte, 0), FMGR_ERR_BAD_ARGUMENT) << "required, although bytes are left";
+  EXPECT_EQ(FMGR_FTell(stream.get(), nullptr), FMGR_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(FMGR_FRead(nullptr, &byte, 1), FMGR_ERR_GENERIC);
+  EXPECT_EQ(FMGR_FSize64(nullptr, &number), FMGR_ERR_GENERIC);
+  EXPECT_EQ(FMGR_FClose(nullptr), FMGR_ERR_GENERIC);
+  EXPECT_EQ(FMGR_FOpen(&source.descriptor(), "rb", nullptr), nullptr);
+  EXPECT_EQ(FMGR_Deinit(nullptr), FMGR_ERR_BAD_ARGUMENT);
+}
+
+TEST(StreamReads, OfMoreThanASignedCountAreCut) {
+  const Source source(FMGR_DEV_MEMORY, "0123");
+  const Context context = make_context(0, 0);
+  const Stream stream = open_stream(source, "rb", context);
+  char buffer[4];
+  EXPECT_EQ(FMGR_FRead(stream.get(), buffer, 0xFFFFFFFF), 4);
+}
+
+}  // namespace

@@ -1,0 +1,46 @@
+// Sibling streams on several threads, with and without buffering, while others open and close.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "tests/fmgr/sources.h"
+
+namespace {
+
+using namespace zdr::tests;
+
+class Threads : public testing::TestWithParam<std::tuple<uint32_t, uint32_t>> {};
+
+INSTANTIATE_TEST_SUITE_P(DevicesAndBuffers, Threads,
+                         testing::Combine(testing::Values(FMGR_DEV_FILE_W, FMGR_DEV_MEMORY),
+                                          testing::Values(0, 16)));
+
+TEST_P(Threads, KeepTheirOwnPositions) {
+  const auto [type, buffer_size] = GetParam();
+  const Source source(type, make_content(1000));
+  const Context context = make_context(buffer_size, buffer_size);
+  std::atomic<int> wrong = 0;
+  const auto read_at_random = [&](uint32_t seed, bool reopens) {
+    std::minstd_rand random(seed + 1);
+    Stream stream = open_stream(source, "rb", context);
+    for (int i = 0; i < 3000; ++i) {
+      if (reopens) {
+        stream.reset();
+        stream = open_stream(source, "rb", context);
+      }
+      const size_t at = random() % 1000;
+      const auto count = static_cast<uint32_t>(1 + random() % 40);
+      seek64(stream, static_cast<int64_t>(at), FMGR_SEEK_SET);
+      if (read_text(stream, count) != source.content().substr(at, count)) ++wrong;
+    }
+  };
+  std::vector<std::thread> threads;
+  for (uint32_t seed = 0; seed < 4; ++seed) threads.emplace_back(read_at_random, seed, seed >= 2);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+}  // namespace

@@ -1,0 +1,55 @@
+// A folder of its own for each test that writes files; it vanishes with its content.
+#ifndef ZDR_TESTS_SUPPORT_TEMP_FOLDER_H
+#define ZDR_TESTS_SUPPORT_TEMP_FOLDER_H
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <string_view>
+
+namespace zdr::tests {
+
+class TempFolder {
+ public:
+  TempFolder() {
+    std::random_device random;
+    do {
+      path_ = std::filesystem::temp_directory_path() / ("zdr-test-" + std::to_string(random()));
+    } while (!std::filesystem::create_directory(path_));
+  }
+  ~TempFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  std::filesystem::path operator/(const std::filesystem::path& name) const { return path_ / name; }
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+inline void write_file(const std::filesystem::path& path, std::string_view content) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(content.data(), static_cast<std::streamsize>(content.size()));
+}
+
+inline std::string read_file(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Only the last byte takes room where the file system knows sparse files.
+inline void write_sparse_file(const std::filesystem::path& path, uint64_t size) {
+  write_file(path, {});
+  std::filesystem::resize_file(path, size);
+}
+
+}  // namespace zdr::tests
+
+#endif
