@@ -1,0 +1,139 @@
+// The functions of zd_aac_dec.h that need no instance. None of what they call throws.
+#include "aacdec/zd_aac_dec.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <span>
+
+#include "aacdec/audio_specific_config.h"
+#include "aacdec/bit_reader.h"
+#include "aacdec/channel_stream.h"
+#include "aacdec/frame_probe.h"
+#include "aacdec/sampling_rates.h"
+#include "aacdec/stream_header.h"
+
+namespace zdr::aacdec {
+namespace {
+
+using Bytes = std::span<const uint8_t>;
+
+constexpr int32_t kBytesPerChannel = 2 * kFrameLength;
+
+int32_t status(bool succeeded) {
+  return succeeded ? ZD_AAC_DEC_OK : ZD_AAC_DEC_ERR_FAILED;
+}
+
+int32_t bytes_read(const BitReader& reader) {
+  return static_cast<int32_t>(reader.bytes_read());
+}
+
+Bytes bytes(const uint8_t* data, int32_t length) {
+  return data == nullptr || length <= 0 ? Bytes() : Bytes(data, static_cast<size_t>(length));
+}
+
+bool configure_from_adif(BitReader& reader, Zd_AAC_Dec_Config& config) {
+  const auto program = parse_adif_header(reader);
+  if (!program.has_value() || !is_sampling_index(program->sampling_index)) return false;
+  config.profile = program->profile;
+  config.sampleRate = config.outputRate = kSamplingRates[program->sampling_index];
+  config.channels = program->channels;
+  config.outputBytes = program->channels * kBytesPerChannel;
+  return true;
+}
+
+bool configure_from_adts(BitReader& reader, Zd_AAC_Dec_Config& config) {
+  reader.skip(kAdtsSyncBits);
+  const AdtsHeader header = parse_adts_header(reader);
+  if (!header.is_accepted()) return false;
+  config.profile = header.profile;
+  config.sampleRate = config.outputRate = kSamplingRates[header.sampling_index];
+  config.channels = header.channel_configuration;
+  // With 0 channels the size of one is what the probe multiplies.
+  config.outputBytes =
+      (header.channel_configuration == 0 ? 1 : header.channel_configuration) * kBytesPerChannel;
+  return true;
+}
+
+bool configure_from_stream(Bytes data, int32_t& length, Zd_AAC_Dec_Config& config) {
+  length = 0;
+  if (data.size() < kMinHeaderBytes) return false;
+  BitReader reader(data.data(), data.size());
+  bool accepted = false;
+  switch (find_stream_header(reader)) {
+    case StreamHeaderKind::kAdif:
+      accepted = configure_from_adif(reader, config);
+      break;
+    case StreamHeaderKind::kAdts:
+      accepted = configure_from_adts(reader, config);
+      break;
+    case StreamHeaderKind::kNone:
+      break;
+  }
+  length = bytes_read(reader);
+  if (!accepted) return false;
+  if (reader.bytes_read() >= data.size()) return reader.bytes_read() == data.size();
+  int32_t frame_bytes = 0;
+  return probe_frame(data.subspan(static_cast<size_t>(length)), config, frame_bytes);
+}
+
+bool configure_from_record(Bytes data, int32_t& length, Bytes first_frame, Zd_AAC_Dec_Config& config) {
+  BitReader reader(data.data(), data.size());
+  const bool parsed = parse_audio_specific_config(reader, config);
+  length = std::min(bytes_read(reader), static_cast<int32_t>(data.size()));
+  if (!parsed) return false;
+  if (config.extension == ZD_AAC_DEC_EXTENSION_PS || first_frame.empty()) return true;
+  int32_t frame_bytes = 0;
+  return probe_frame(first_frame, config, frame_bytes);
+}
+
+// Bytes of the stream header at the start of `data`, 0 without one, -1 for one that is not accepted.
+int64_t stream_header_bytes(Bytes data) {
+  if (data.size() < kMinHeaderBytes) return -1;
+  BitReader reader(data.data(), data.size());
+  switch (find_stream_header(reader)) {
+    case StreamHeaderKind::kAdif:
+      if (!parse_adif_header(reader).has_value()) return -1;
+      break;
+    case StreamHeaderKind::kAdts:
+      reader.skip(kAdtsSyncBits);
+      if (!parse_adts_header(reader).is_accepted()) return -1;
+      break;
+    case StreamHeaderKind::kNone:
+      break;
+  }
+  return static_cast<int64_t>(reader.bytes_read());
+}
+
+bool measure_frame(Bytes data, bool with_header, Zd_AAC_Dec_Config& config, int32_t& length) {
+  const int64_t header_bytes = with_header ? stream_header_bytes(data) : 0;
+  if (header_bytes < 0 || header_bytes >= static_cast<int64_t>(data.size())) return false;
+  int32_t frame_bytes = 0;
+  if (!probe_frame(data.subspan(static_cast<size_t>(header_bytes)), config, frame_bytes)) return false;
+  length = static_cast<int32_t>(header_bytes) + frame_bytes;
+  return true;
+}
+
+}  // namespace
+}  // namespace zdr::aacdec
+
+using namespace zdr::aacdec;
+
+int32_t Zd_AAC_Dec_GetConfig(const uint8_t* data, int32_t* length_inout, Zd_AAC_Dec_Config* config_out,
+                             int32_t header_mode, const uint8_t* first_frame,
+                             int32_t first_frame_bytes) noexcept {
+  if (data == nullptr || length_inout == nullptr || config_out == nullptr) return ZD_AAC_DEC_ERR_FAILED;
+  const Bytes input = bytes(data, *length_inout);
+  *config_out = {};
+  config_out->frameLength = kFrameLength;
+  if (header_mode != 0) return status(configure_from_stream(input, *length_inout, *config_out));
+  return status(
+      configure_from_record(input, *length_inout, bytes(first_frame, first_frame_bytes), *config_out));
+}
+
+int32_t Zd_AAC_Dec_GetFrameLength(const uint8_t* data, int32_t stream_kind, Zd_AAC_Dec_Config* config_inout,
+                                  int32_t* length_inout, int32_t /*reserved*/) noexcept {
+  if (config_inout == nullptr || length_inout == nullptr) return ZD_AAC_DEC_ERR_FAILED;
+  const Bytes input = bytes(data, *length_inout);
+  if (input.empty()) return ZD_AAC_DEC_OK;
+  return status(measure_frame(input, stream_kind != ZD_AAC_DEC_STREAM_RAW, *config_inout, *length_inout));
+}

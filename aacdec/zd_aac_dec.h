@@ -1,0 +1,87 @@
+/*
+ * Zd_AAC_Dec: decoder for AAC Low Complexity and Long Term Prediction streams of ISO/IEC 14496-3 and 13818-7,
+ * mono or stereo, frames of 1024 samples, with SBR (HE-AAC) and parametric stereo (HE-AAC v2).
+ *
+ * The two functions here need no decoder instance. They parse, keep no state and may be called from any
+ * thread at any time; each takes one block of working memory for the time of the call.
+ *
+ * Valid as C11 and C++20.
+ */
+#ifndef ZDR_AACDEC_ZD_AAC_DEC_H
+#define ZDR_AACDEC_ZD_AAC_DEC_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+#define ZD_AAC_DEC_NOEXCEPT noexcept
+extern "C" {
+#else
+#define ZD_AAC_DEC_NOEXCEPT
+#endif
+
+enum {
+  ZD_AAC_DEC_OK = 0,
+  /* null argument; unsupported object type, rate, frame length, profile, channel count or extension;
+     malformed or incomplete header or frame; frame longer than the bytes given; no memory for the call */
+  ZD_AAC_DEC_ERR_FAILED = -1
+};
+
+/* Values of Zd_AAC_Dec_Config.extension. */
+enum { ZD_AAC_DEC_EXTENSION_NONE = 0, ZD_AAC_DEC_EXTENSION_SBR = 5, ZD_AAC_DEC_EXTENSION_PS = 6 };
+
+/* Values of the stream_kind of Zd_AAC_Dec_GetFrameLength. */
+enum {
+  ZD_AAC_DEC_STREAM_RAW = 0,  /* the data start with a raw_data_block */
+  ZD_AAC_DEC_STREAM_ADIF = 1, /* the data may start with an ADIF or ADTS header */
+  ZD_AAC_DEC_STREAM_ADTS = 2  /* likewise */
+};
+
+/* Configuration of a stream. */
+typedef struct Zd_AAC_Dec_Config {
+  int32_t outputBytes; /* bytes of PCM that one decode call may give: a hint, some signalling counts a
+                          doubling twice */
+  int32_t frameLength; /* samples per channel per core frame: 1024 */
+  int32_t sampleRate;  /* core rate in Hz */
+  int32_t channels;    /* 1 or 2; 0 while unknown; more when a configuration says so that can't be decoded */
+  int32_t profile;     /* audio object type minus one: 1 LC, 3 LTP */
+  int32_t outputRate;  /* rate of the PCM in Hz: the core rate, or that of SBR */
+  int32_t extension;   /* ZD_AAC_DEC_EXTENSION_ */
+  int32_t singleRate;  /* 1 when SBR is signalled at the core rate, else 0 */
+} Zd_AAC_Dec_Config;
+
+/*
+ * Reads the configuration of a stream.
+ *
+ * header_mode 0: `data` is an AudioSpecificConfig (ISO/IEC 14496-3, 1.6.2.1), and `first_frame`, unless null
+ * or empty, the stream's first access unit, which tells of SBR and parametric stereo that the configuration
+ * doesn't signal. Else: `data` is the start of an ADTS or ADIF stream; a frame behind the header serves as
+ * first frame, and `first_frame` is not read.
+ *
+ * length_inout  in: bytes of `data`; out: bytes of configuration or header read
+ * Returns ZD_AAC_DEC_OK or ZD_AAC_DEC_ERR_FAILED; `config_out` must not be used after a failure. An audio
+ * object type that is not supported is named on the standard output.
+ */
+int32_t Zd_AAC_Dec_GetConfig(const uint8_t* data, int32_t* length_inout, Zd_AAC_Dec_Config* config_out,
+                             int32_t header_mode, const uint8_t* first_frame,
+                             int32_t first_frame_bytes) ZD_AAC_DEC_NOEXCEPT;
+
+/*
+ * Measures the frame at the start of `data` by parsing it: a raw_data_block carries no length of its own.
+ *
+ * stream_kind    ZD_AAC_DEC_STREAM_; with 1 or 2 at least 8 bytes are needed, and the length includes a
+ * header config_inout   configuration of the stream. What the frame shows of SBR, parametric stereo and the
+ * channel count is entered, as a change: measuring a frame with parametric stereo doubles `channels` at every
+ * call. To measure frame after frame, pass a fresh copy with extension 0 and the core's channel count (or 0)
+ * each time. length_inout   in: bytes available; out: bytes of the frame reserved       not read
+ *
+ * Returns ZD_AAC_DEC_OK when a whole frame lies in the data; also, without touching anything, when `data` is
+ * null or the length not above 0. ZD_AAC_DEC_ERR_FAILED else; `config_inout` must not be used then.
+ */
+int32_t Zd_AAC_Dec_GetFrameLength(const uint8_t* data, int32_t stream_kind, Zd_AAC_Dec_Config* config_inout,
+                                  int32_t* length_inout, int32_t reserved) ZD_AAC_DEC_NOEXCEPT;
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZDR_AACDEC_ZD_AAC_DEC_H */
