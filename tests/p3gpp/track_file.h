@@ -1,0 +1,100 @@
+// Makes ISO media files from sample tables as they are to stand in the file, sane or not, and opens a track
+// of one from memory.
+#ifndef ZDR_TESTS_P3GPP_TRACK_FILE_H
+#define ZDR_TESTS_P3GPP_TRACK_FILE_H
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "p3gpp/p3gpp.h"
+#include "tests/support/box_builder.h"
+
+namespace zdr::test {
+
+// One track. Boxes named in `omit` are left out.
+struct TrackTables {
+  uint32_t id = 1;
+  std::string handler = "soun";
+  uint32_t time_scale = 1000;
+  uint32_t media_duration = 10000;
+  Runs stts = {{10, 1000}};
+  Runs ctts;
+  bool has_ctts = false;
+  std::vector<uint32_t> stss;
+  bool has_stss = false;
+  std::vector<ChunkRun> stsc = {{1, 10}};
+  std::vector<uint64_t> chunk_offsets = {0};
+  bool co64 = false;
+  bool also_co64 = false;  // a co64 beside the stco, with all offsets one higher
+  uint32_t default_size = 0;
+  uint32_t default_count = 0;  // sample count when default_size is not 0
+  std::vector<uint32_t> sizes = std::vector<uint32_t>(10, 16);
+  std::vector<Edit> edits;
+  std::set<std::string> omit;
+  int64_t claimed_stts_count = -1;  // -1: the true one
+
+  uint32_t sample_count() const {
+    return default_size != 0 ? default_count : static_cast<uint32_t>(sizes.size());
+  }
+  uint32_t size_of(uint32_t number) const { return default_size != 0 ? default_size : sizes[number - 1]; }
+  uint8_t chunk_number_base() const { return static_cast<uint8_t>(stsc.front().first_chunk); }
+};
+
+// The whole file. Media bytes are pseudo-random and fill it up to `file_size`; chunk offsets are taken as
+// they stand and may point anywhere. 0: no media.
+Bytes make_file(const std::vector<TrackTables>& tracks, size_t file_size = 0);
+
+// The device behind a test's file: its bytes, and a read that can be made to fail.
+struct TestDevice {
+  struct Read {
+    uint64_t position;
+    uint32_t count;
+  };
+  Bytes bytes;
+  std::vector<Read> reads;  // while `log` is set
+  bool log = false;
+  uint64_t reads_until_failure = UINT64_MAX;  // that one and all after it fail
+};
+
+// A file in memory, opened. Tests look at status() first where the open may fail.
+class OpenFile {
+ public:
+  explicit OpenFile(Bytes bytes, uint64_t reads_until_failure = UINT64_MAX);
+  ~OpenFile();
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  int32_t status() const { return status_; }
+  P3gppFile* get() const { return file_; }
+  TestDevice& device() { return device_; }
+
+ private:
+  TestDevice device_;
+  FMGR_Descriptor descriptor_{};
+  FMGR_Context* context_ = nullptr;
+  P3gppFile* file_ = nullptr;
+  int32_t status_ = 0;
+};
+
+// A file of one track with that track opened.
+class OpenTrack {
+ public:
+  explicit OpenTrack(const TrackTables& tables, size_t file_size = 0, uint32_t cache_budget = 1024);
+  ~OpenTrack();
+
+  int32_t status() const { return status_; }
+  P3gppTrack* get() const { return track_; }
+  P3gppFile* file() const { return file_.get(); }
+  TestDevice& device() { return file_.device(); }
+
+ private:
+  OpenFile file_;
+  P3gppTrack* track_ = nullptr;
+  int32_t status_ = 0;
+};
+
+}  // namespace zdr::test
+
+#endif
