@@ -8,13 +8,13 @@
 
 namespace zdr::platform {
 
-class MutexObject;
+class OwnedMutex;
 class ThreadObject;
 
 struct ThreadState {
   DWORD last_error;
-  uint32_t thread_id;          // kernel thread id, 0 until asked for
-  MutexObject* owned_mutexes;  // unnamed mutexes that this thread owns, latest first
+  uint32_t thread_id;         // 0 until asked for
+  OwnedMutex* owned_mutexes;  // mutexes that this thread owns, latest first
   ThreadObject* thread;  // set on threads made by CreateThread; a reference is held until the thread's end
   int priority;          // of threads not made by CreateThread
   bool exit_hook_set;
@@ -22,5 +22,13 @@ struct ThreadState {
 
 #define ZDR_STATIC_TLS __attribute__((tls_model("initial-exec")))
 extern thread_local constinit ThreadState this_thread ZDR_STATIC_TLS;
+
+// A number no other living thread of the process has; below 2^31 and never 0.
+uint32_t new_thread_id() noexcept;
+
+inline uint32_t this_thread_id() noexcept {
+  if (this_thread.thread_id == 0) this_thread.thread_id = new_thread_id();
+  return this_thread.thread_id;
+}
 
 }  // namespace zdr::platform

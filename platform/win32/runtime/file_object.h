@@ -1,0 +1,75 @@
+// An open file behind a HANDLE: descriptor, rights, own position, share lease, read-ahead.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "platform/win32/runtime/kernel_object.h"
+#include "platform/win32/runtime/read_ahead.h"
+#include "platform/win32/runtime/share_modes.h"
+#include "platform/win32/win32_files.h"
+
+namespace zdr::platform {
+
+// A descriptor that closes itself.
+class Descriptor {
+ public:
+  Descriptor() noexcept = default;
+  explicit Descriptor(int number) noexcept : number_(number) {}
+  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(number_, other.number_);
+    return *this;
+  }
+  ~Descriptor();
+
+  int get() const noexcept { return number_; }
+  explicit operator bool() const noexcept { return number_ >= 0; }
+
+ private:
+  int number_ = -1;
+};
+
+struct FileRights {
+  bool read = false;
+  bool write = false;
+};
+
+// The members give Win32 error codes, NO_ERROR for success, and serialise themselves.
+class FileObject final : public KernelObject {
+ public:
+  static constexpr ObjectKind kKind = ObjectKind::kFile;
+  FileObject(Descriptor descriptor, FileRights rights, bool seekable, bool read_ahead,
+             ShareLease lease) noexcept;
+
+  // `at`: transfer from there instead of the position. The position ends behind the last byte moved either
+  // way.
+  DWORD read(void* buffer, DWORD count, std::optional<uint64_t> at, DWORD& got) noexcept;
+  DWORD write(const void* buffer, DWORD count, std::optional<uint64_t> at, DWORD& put) noexcept;
+
+  // Moves the position; `limit` is the largest position that the caller can express.
+  DWORD seek(int64_t distance, DWORD method, uint64_t limit, uint64_t& position) noexcept;
+  DWORD size(uint64_t& bytes) noexcept;
+  DWORD cut_at_position() noexcept;
+  DWORD flush() noexcept;
+
+ private:
+  DWORD read_direct(void* buffer, size_t count, uint64_t offset, size_t& got) noexcept;
+  DWORD read_small(void* buffer, size_t count, uint64_t offset, size_t& got) noexcept;
+  DWORD write_direct(const void* buffer, size_t count, uint64_t offset, size_t& put) noexcept;
+
+  // The lease is released after the descriptor is closed: deletion with the last handle comes last.
+  ShareLease lease_;
+  const Descriptor descriptor_;
+  const FileRights rights_;
+  const bool seekable_;
+  const bool uses_read_ahead_;
+
+  std::mutex mutex_;
+  uint64_t position_ = 0;
+  ReadAhead read_ahead_;
+};
+
+}  // namespace zdr::platform

@@ -1,0 +1,101 @@
+// The table behind HANDLE values. A handle is (generation, index) packed into 31 bits and shifted left by 2,
+// so it is never NULL, -1 or -2, fits a 32-bit word, and goes stale when its slot is closed.
+//
+// Looking a handle up takes no lock: slots are never freed, and a slot's one atomic word holds its
+// generation, two flags and a count of pins. A pin keeps the object alive, so a concurrent CloseHandle cannot
+// free it; the last pin of a closed slot retires it.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "platform/win32/runtime/kernel_object.h"
+#include "platform/win32/win32_types.h"
+
+namespace zdr::platform {
+
+// One cache line each, so that two threads working on two handles do not share one.
+struct alignas(64) HandleSlot {
+  std::atomic<uint64_t> state{0};  // generation << 32 | kLive | kOccupied | pins
+  KernelObject* object = nullptr;
+  uint32_t next_free = 0;
+};
+
+namespace handle_bits {
+constexpr uint64_t kLive = 1u << 31;      // the handle is valid
+constexpr uint64_t kOccupied = 1u << 30;  // an object is inside: live, or closed and still pinned
+constexpr uint64_t kPinMask = kOccupied - 1;
+constexpr unsigned kIndexBits = 16;
+constexpr uint64_t kIndexMask = (1u << kIndexBits) - 1;
+constexpr uint64_t kGenerationMask = (1u << 13) - 1;
+}  // namespace handle_bits
+
+constexpr uint32_t kHandleSlots = 1u << handle_bits::kIndexBits;
+extern HandleSlot handle_slots[kHandleSlots];
+
+// Drops one pin; out of line because only the last one of a closed slot has more to do.
+void retire_slot(HandleSlot& slot) noexcept;
+
+inline void unpin(HandleSlot& slot) noexcept {
+  const uint64_t before = slot.state.fetch_sub(1, std::memory_order_acq_rel);
+  if ((before & (handle_bits::kPinMask | handle_bits::kLive)) == 1) retire_slot(slot);
+}
+
+// Null for values that no handle can have.
+inline HandleSlot* slot_of(HANDLE handle) noexcept {
+  const uint64_t value = reinterpret_cast<uintptr_t>(handle);
+  if (value >> 31 != 0 || (value & 3) != 0) return nullptr;
+  return &handle_slots[(value >> 2) & handle_bits::kIndexMask];
+}
+
+// Whether a slot state belongs to the living handle.
+inline bool is_state_of(uint64_t state, HANDLE handle) noexcept {
+  const uint64_t generation = reinterpret_cast<uintptr_t>(handle) >> (2 + handle_bits::kIndexBits);
+  return (state & handle_bits::kLive) != 0 && ((state >> 32) & handle_bits::kGenerationMask) == generation;
+}
+
+// Keeps a handle's object alive for the length of a call. Empty when the handle is unknown, stale or closed.
+class Pin {
+ public:
+  Pin() noexcept = default;
+  explicit Pin(HANDLE handle) noexcept {
+    HandleSlot* slot = slot_of(handle);
+    if (slot == nullptr) return;
+    if (is_state_of(slot->state.fetch_add(1, std::memory_order_acquire), handle)) {
+      slot_ = slot;
+    } else {
+      unpin(*slot);
+    }
+  }
+  Pin(Pin&& other) noexcept : slot_(other.detach()) {}
+  Pin& operator=(Pin&& other) noexcept {
+    std::swap(slot_, other.slot_);
+    return *this;
+  }
+  ~Pin() {
+    if (slot_ != nullptr) unpin(*slot_);
+  }
+
+  KernelObject* object() const noexcept { return slot_ == nullptr ? nullptr : slot_->object; }
+
+  // The object as T if it is of that kind, else null.
+  template <class T>
+  T* as() const noexcept {
+    KernelObject* found = object();
+    return found != nullptr && found->kind() == T::kKind ? static_cast<T*>(found) : nullptr;
+  }
+
+  // Hands the pin to the caller, who must unpin the slot.
+  HandleSlot* detach() noexcept { return std::exchange(slot_, nullptr); }
+
+ private:
+  HandleSlot* slot_ = nullptr;
+};
+
+// A new handle that takes over the reference; NULL when all slots are taken (the reference is then dropped).
+HANDLE open_handle(Ref<KernelObject> object) noexcept;
+
+// False when the handle is not (or no longer) valid.
+bool close_handle(HANDLE handle) noexcept;
+
+}  // namespace zdr::platform
