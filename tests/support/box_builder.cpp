@@ -32,7 +32,7 @@ Fields& Fields::zeros(size_t count) {
 }
 
 Fields& Fields::text(std::string_view text) {
-  bytes.insert(bytes.end(), text.begin(), text.end());
+  for (const char character : text) bytes.push_back(static_cast<uint8_t>(character));
   return *this;
 }
 
