@@ -27,3 +27,19 @@ ff -f lavfi -i testsrc2=s=128x96:r=10:d=3 -f lavfi -i smptebars=s=128x96:r=10:d=
 # moov in front of mdat (the others have it behind).
 ff -f lavfi -i testsrc2=s=176x144:r=15:d=3 -f lavfi -i "sine=440:r=8000:d=3" \
    -c:v h263 -b:v 64k -g 15 -c:a libopencore_amrnb -b:a 5.9k -ac 1 -movflags +faststart moov-first.3gp
+
+# AAC elementary streams. Tones, noise bursts and a common part of both channels make the encoder use long and short
+# windows, TNS, M/S and intensity stereo and noise substitution.
+aac_source="aevalsrc='0.3*sin(2*PI*(300+900*t)*t)+0.2*sin(2*PI*2500*t)+0.5*(random(0)-0.5)*lt(mod(t,0.3),0.02)\
+|0.3*sin(2*PI*(300+900*t)*t)+0.2*sin(2*PI*700*t)+0.5*(random(1)-0.5)*lt(mod(t,0.2),0.02)'"
+ff -f lavfi -i "$aac_source:s=44100:d=1.2" -c:a aac -b:a 128k aac-lc-44k-stereo.aac
+ff -f lavfi -i "$aac_source:s=8000:d=2" -ac 1 -c:a aac -b:a 16k aac-lc-8k-mono.aac
+ff -f lavfi -i "$aac_source:s=96000:d=0.4" -c:a aac -b:a 160k aac-lc-96k-stereo.aac
+# Cut from the project's extra media, when they are there: HE-AAC comes from libfdk_aac, which Debian's ffmpeg lacks, and
+# its own encoder rarely finds a use for long term prediction.
+if [ -n "${ZDR_EXTRA_MEDIA:-}" ]; then
+  ff -ignore_editlist 1 -i "$ZDR_EXTRA_MEDIA/gen-aac-ltp-stereo.m4a" -c copy -frames:a 72 aac-ltp-44k-stereo.aac
+  ff -i "$ZDR_EXTRA_MEDIA/gen-heaac-v1-44k-stereo.aac" -c copy -t 1.8 he-aac-v1-stereo.aac
+  ff -i "$ZDR_EXTRA_MEDIA/gen-heaac-v1-24k-mono.aac" -c copy -t 2.5 he-aac-v1-mono.aac
+  ff -i "$ZDR_EXTRA_MEDIA/gen-heaac-v2-44k.aac" -c copy -t 2.5 he-aac-v2.aac
+fi
