@@ -1,7 +1,10 @@
-// A file in memory, opened by the parser for the life of a test.
+// A file in memory, opened by the parser for the life of a test. Its device counts the reads and can fail
+// one.
 #ifndef ZDR_TESTS_P3GPP_OPENED_MOVIE_H
 #define ZDR_TESTS_P3GPP_OPENED_MOVIE_H
 
+#include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "p3gpp/box_tree.h"
@@ -10,29 +13,79 @@
 
 namespace zdr::test {
 
+// The bytes behind a callback descriptor.
+class MemorySource {
+ public:
+  explicit MemorySource(Bytes bytes, uint64_t failing_read = 0)
+      : bytes_(std::move(bytes)), failing_read_(failing_read) {
+    descriptor.type = FMGR_DEV_CALLBACK;
+    descriptor.source.callback = {this, read, size};
+  }
+  MemorySource(const MemorySource&) = delete;
+  MemorySource& operator=(const MemorySource&) = delete;
+
+  FMGR_Descriptor descriptor{};
+  uint64_t read_count = 0;
+  uint64_t bytes_read = 0;
+
+ private:
+  static int32_t read(void* caller, void* buffer, uint32_t count, uint32_t low, uint32_t high,
+                      uint32_t* done) {
+    auto& self = *static_cast<MemorySource*>(caller);
+    if (++self.read_count == self.failing_read_) return -1;
+    const uint64_t position = uint64_t{high} << 32 | low;
+    const uint64_t left = position < self.bytes_.size() ? self.bytes_.size() - position : 0;
+    *done = static_cast<uint32_t>(std::min<uint64_t>(count, left));
+    if (*done != 0) std::memcpy(buffer, self.bytes_.data() + position, *done);
+    self.bytes_read += *done;
+    return 0;
+  }
+  static int32_t size(void* caller, uint64_t* size) {
+    *size = static_cast<MemorySource*>(caller)->bytes_.size();
+    return 0;
+  }
+
+  Bytes bytes_;
+  uint64_t failing_read_;  // counted from 1; 0: none
+};
+
 class OpenedMovie {
  public:
-  explicit OpenedMovie(Bytes bytes) : bytes_(std::move(bytes)) {
-    descriptor_.type = FMGR_DEV_MEMORY;
-    descriptor_.source.memory = {bytes_.data(), static_cast<uint32_t>(bytes_.size())};
-    FMGR_Config config{0, 0};
-    FMGR_Init(&context_, &config);
-    status = P3GPP_OpenExplained(&file, &descriptor_, context_, &error);
+  explicit OpenedMovie(Bytes bytes, uint64_t failing_read = 0) : source(std::move(bytes), failing_read) {
+    const FMGR_Config config{0, 0};
+    if (FMGR_Init(&context_, &config) == FMGR_OK) {
+      status = P3GPP_OpenExplained(&file, &source.descriptor, context_, &error);
+    }
   }
   ~OpenedMovie() {
     if (file != nullptr) P3GPP_Close(file);
-    FMGR_Deinit(context_);
+    if (context_ != nullptr) FMGR_Deinit(context_);
   }
   OpenedMovie(const OpenedMovie&) = delete;
   OpenedMovie& operator=(const OpenedMovie&) = delete;
 
+  // The payload of the track's box, counted from 0.
+  p3gpp::TrakPayload* trak(size_t index) const {
+    const auto* moov = p3gpp::payload_of<p3gpp::MoovPayload>(file->moov);
+    return p3gpp::payload_of<p3gpp::TrakPayload>(moov->traks.at(index));
+  }
+  p3gpp::MdiaPayload* mdia(size_t index) const {
+    return p3gpp::payload_of<p3gpp::MdiaPayload>(trak(index)->mdia);
+  }
+  p3gpp::MinfPayload* minf(size_t index) const {
+    return p3gpp::payload_of<p3gpp::MinfPayload>(mdia(index)->minf);
+  }
+  p3gpp::StblPayload* stbl(size_t index) const {
+    return p3gpp::payload_of<p3gpp::StblPayload>(minf(index)->stbl);
+  }
+  size_t track_count() const { return p3gpp::payload_of<p3gpp::MoovPayload>(file->moov)->traks.size(); }
+
+  MemorySource source;
   P3gppFile* file = nullptr;  // null when the open failed
-  int32_t status = 0;
+  int32_t status = P3GPP_ERR_NO_MEMORY;
   P3gppOpenError error{};
 
  private:
-  Bytes bytes_;
-  FMGR_Descriptor descriptor_{};
   FMGR_Context* context_ = nullptr;
 };
 

@@ -1,0 +1,323 @@
+// Which files open, which do not and why, and what is kept of those that do.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "opened_movie.h"
+#include "p3gpp/box_rules.h"
+#include "p3gpp/sample_tables.h"
+#include "tests/support/movie_builder.h"
+
+namespace zdr::test {
+namespace {
+
+using p3gpp::payload_of;
+using testing::ElementsAre;
+
+struct OpenCase {
+  const char* name;
+  Bytes file;
+  int32_t status;
+};
+
+void expect_statuses(const std::vector<OpenCase>& cases) {
+  for (const OpenCase& each : cases) {
+    SCOPED_TRACE(each.name);
+    const OpenedMovie movie(each.file);
+    EXPECT_EQ(movie.status, each.status);
+    EXPECT_EQ(movie.file == nullptr, each.status != P3GPP_OK);
+    EXPECT_EQ(movie.error.status, each.status);
+  }
+}
+
+Bytes small_moov() {
+  return box("moov", mvhd());
+}
+
+// A file with one sound track, and one whose boxes a case replaces or extends.
+Bytes with_tracks(const std::vector<TrackDescription>& tracks) {
+  return build_movie(MovieDescription{.tracks = tracks}).bytes;
+}
+TrackDescription replacing(const std::string& type, const Bytes& bytes) {
+  TrackDescription track = amr_track(3);
+  track.replaced[type] = bytes;
+  return track;
+}
+TrackDescription extending(const std::string& container, const Bytes& bytes) {
+  TrackDescription track = amr_track(3);
+  track.appended[container] = bytes;
+  return track;
+}
+
+// ---- Top level --------------------------------------------------------------------------------------------
+
+TEST(TopLevel, OpensOrFailsByTheOrderAndSizesOfItsBoxes) {
+  const Bytes mdat = box("mdat", Bytes(100));
+  const Bytes moov = small_moov();
+  expect_statuses({
+      {"empty file", {}, P3GPP_ERR_NO_MOOV},
+      {"half a header", Bytes(5), P3GPP_ERR_NO_MOOV},
+      {"no moov", concat({ftyp(), mdat}), P3GPP_ERR_NO_MOOV},
+      {"moov first", concat({ftyp(), moov, mdat}), P3GPP_OK},
+      {"moov last", concat({ftyp(), mdat, moov}), P3GPP_OK},
+      {"moov alone", moov, P3GPP_OK},
+      {"empty moov", box("moov"), P3GPP_OK},
+      {"box to the end of the file before moov", concat({with_size(mdat, 0), moov}), P3GPP_ERR_NO_MOOV},
+      {"box to the end of the file behind moov", concat({moov, with_size(mdat, 0)}), P3GPP_OK},
+      {"anything behind moov", concat({moov, header(2, "junk")}), P3GPP_OK},
+      {"size 2", concat({with_size(mdat, 2), moov}), P3GPP_ERR_BOX_SIZE},
+      {"size 7", concat({with_size(mdat, 7), moov}), P3GPP_ERR_BOX_SIZE},
+      {"box longer than the file", concat({with_size(mdat, 0xFFFFFFFF), moov}), P3GPP_ERR_NO_MOOV},
+      {"moov longer than the file", concat({with_size(moov, 500)}), P3GPP_ERR_READ},
+  });
+}
+
+TEST(TopLevel, Measures64BitBoxes) {
+  const Bytes body(100);
+  const Bytes moov = small_moov();
+  const Bytes wide_moov = large_box("moov", mvhd());
+  expect_statuses({
+      {"mdat, moov", concat({ftyp(), large_box("mdat", body), moov}), P3GPP_OK},
+      {"size cut off", concat({header(1, "mdat"), Bytes(7)}), P3GPP_ERR_READ},
+      {"size 0", concat({large_box("mdat", body, 0xFFFFFFFFFFFFFFFF), moov}), P3GPP_ERR_NO_MOOV},
+      {"size past 2^63", concat({large_box("mdat", body, uint64_t{1} << 63), moov}), P3GPP_ERR_NO_MOOV},
+      {"size 15", concat({large_box("mdat", body, 15), moov}), P3GPP_ERR_BOX_SIZE},
+      {"size 1", concat({large_box("mdat", body, 1), moov}), P3GPP_ERR_BOX_SIZE},
+      {"moov in the 64-bit form", wide_moov, P3GPP_ERR_BOX_SIZE},
+      {"empty moov in the 64-bit form", large_box("moov", {}), P3GPP_ERR_READ},
+      {"moov of size 0 behind a 64-bit box", concat({large_box("mdat", body), with_size(moov, 0)}),
+       P3GPP_ERR_BOX_SIZE},
+  });
+}
+
+// Required: after a 64-bit box of 24 bytes the scan takes every box for one of 24 bytes, and steps over it by
+// 8 bytes too few.
+TEST(TopLevel, RequiredStickyLargeSizeMeasuresAllLaterBoxes) {
+  const Bytes wide = large_box("mdat", Bytes(8));
+  const Bytes hidden = box("free", concat({Bytes(8), small_moov()}));
+  const OpenedMovie found(concat({wide, hidden}));
+  ASSERT_EQ(found.status, P3GPP_OK);
+  EXPECT_EQ(found.file->moov->offset, wide.size() + 24) << "the stream is 8 bytes behind";
+
+  EXPECT_EQ(OpenedMovie(concat({wide, box("free", Bytes(4)), small_moov()})).status, P3GPP_ERR_NO_MOOV);
+}
+
+TEST(TopLevel, KeepsFileTypeAndNoticesFragments) {
+  const std::vector<std::string_view> brands(32, "3gp4");
+  const OpenedMovie movie(concat({ftyp("old ", 1), box("moof", Bytes(20)), ftyp("3gp4", 0x00000200, brands),
+                                  small_moov(), box("moof")}));
+  ASSERT_EQ(movie.status, P3GPP_OK);
+  const auto* type = payload_of<p3gpp::FtypPayload>(movie.file->ftyp);
+  EXPECT_EQ(std::string(type->major_brand.data(), 4), "3gp4");
+  EXPECT_THAT(type->minor_version, ElementsAre(0, 0, 2, 0)) << "raw file bytes";
+  EXPECT_EQ(std::string(type->compatible_brands.data(), 8), "3gp43gp4");
+  EXPECT_EQ(type->compatible_brands.size(), 128u);
+  ASSERT_NE(movie.file->moof, nullptr);
+  EXPECT_EQ(movie.file->moof->payload, nullptr);
+  EXPECT_EQ(movie.file->moof->offset, ftyp("old ", 1).size());
+}
+
+TEST(TopLevel, RefusesOddFileTypes) {
+  const std::vector<std::string_view> too_many(33, "3gp4");
+  const Bytes moov = small_moov();
+  expect_statuses({
+      {"8 bytes", concat({header(8, "ftyp"), moov}), P3GPP_OK},
+      {"12 bytes", concat({header(12, "ftyp"), Bytes(4), moov}), P3GPP_ERR_READ},
+      {"16 bytes", concat({ftyp("isom", 0, {}), moov}), P3GPP_OK},
+      {"33 brands", concat({ftyp("isom", 0, too_many), moov}), P3GPP_ERR_READ},
+      {"cut off", Bytes{0, 0, 0, 24, 'f', 't', 'y', 'p', 'i', 's', 'o', 'm'}, P3GPP_ERR_READ},
+  });
+  EXPECT_EQ(OpenedMovie(concat({header(8, "ftyp"), moov})).file->ftyp->payload, nullptr);
+}
+
+TEST(Open, RefusesMissingArgumentsAndSources) {
+  P3gppFile* file = nullptr;
+  MemorySource source(small_moov());
+  FMGR_Context* context = nullptr;
+  const FMGR_Config config{0, 0};
+  ASSERT_EQ(FMGR_Init(&context, &config), FMGR_OK);
+  EXPECT_EQ(P3GPP_Open(nullptr, &source.descriptor, context), P3GPP_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(P3GPP_Open(&file, nullptr, context), P3GPP_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(P3GPP_Open(&file, &source.descriptor, nullptr), P3GPP_ERR_OPEN);
+  source.descriptor.type = FMGR_DEV_RESERVED;
+  P3gppOpenError error{};
+  EXPECT_EQ(P3GPP_OpenExplained(&file, &source.descriptor, context, &error), P3GPP_ERR_OPEN);
+  EXPECT_EQ(error.status, P3GPP_ERR_OPEN);
+  EXPECT_STREQ(error.path, "");
+  EXPECT_EQ(file, nullptr);
+  EXPECT_EQ(P3GPP_Close(nullptr), P3GPP_ERR_BAD_ARGUMENT);
+  FMGR_Deinit(context);
+}
+
+// ---- The child loop ---------------------------------------------------------------------------------------
+
+TEST(ChildLoop, RefusesChildrenThatDoNotFit) {
+  const auto file = [](const Bytes& more) { return concat({box("moov", {mvhd(), more}), Bytes(16)}); };
+  expect_statuses({
+      {"unknown child", file(box("abcd", Bytes(3))), P3GPP_OK},
+      {"size 0", file(header(0, "free")), P3GPP_ERR_BOX_SIZE},
+      {"size 1", file(concat({header(1, "free"), Bytes(8)})), P3GPP_ERR_BOX_SIZE},
+      {"size 7", file(header(7, "free")), P3GPP_ERR_BOX_SIZE},
+      {"one byte too long", file(header(9, "free")), P3GPP_ERR_BOX_SIZE},
+      {"near 4 GiB", file(header(0xFFFFFFFF, "free")), P3GPP_ERR_BOX_SIZE},
+      {"tail of 4 bytes", file(Bytes(4)), P3GPP_ERR_BOX_SIZE},
+      {"tail cut off by the end of the file", with_size(concat({box("moov", mvhd()), Bytes(4)}), 120),
+       P3GPP_ERR_READ},
+      {"header behind the end of the file", with_size(box("moov", mvhd()), 200), P3GPP_ERR_READ},
+  });
+}
+
+TEST(ChildLoop, SkipsUnknownBoxesEverywhere) {
+  TrackDescription track = amr_track(3);
+  for (const char* container : {"trak", "mdia", "minf", "stbl"}) {
+    track.appended[container] = concat({box("abcd", Bytes(11)), box("udta", header(0, "bad "))});
+  }
+  const Bytes user_data = concat({box("udta", header(3, "meta")), box("meta", Bytes(7))});
+  const OpenedMovie movie(build_movie({.tracks = {track}, .moov_children = user_data}).bytes);
+  ASSERT_EQ(movie.status, P3GPP_OK);
+  EXPECT_NE(payload_of<p3gpp::StszPayload>(movie.stbl(0)->stsz), nullptr);
+}
+
+TEST(ChildLoop, KeepsTheLaterOfTwoBoxesOfATypeOnly) {
+  TrackDescription track = amr_track(3);
+  track.appended["trak"] = tkhd({.track_id = 77});
+  track.appended["stbl"] = concat({stsd({}), stsz({1, 2})});
+  const OpenedMovie movie(with_tracks({track}));
+  ASSERT_EQ(movie.status, P3GPP_OK);
+  EXPECT_EQ(payload_of<p3gpp::TkhdPayload>(movie.trak(0)->tkhd)->track_id, 77u);
+  EXPECT_EQ(payload_of<p3gpp::StsdPayload>(movie.stbl(0)->stsd)->entry_count, 0u);
+  EXPECT_EQ(payload_of<p3gpp::StszPayload>(movie.stbl(0)->stsz)->sample_count, 2u);
+}
+
+TEST(ChildLoop, RequiredDamagedLaterTrackEndsTheMovieBoxQuietly) {
+  const Bytes mvhd_behind = mvhd({.time_scale = 4711});
+  const auto open = [&](const std::vector<TrackDescription>& tracks, int32_t status, size_t kept) {
+    const OpenedMovie movie(build_movie({.tracks = tracks, .moov_children = mvhd_behind}).bytes);
+    ASSERT_EQ(movie.status, status);
+    if (status != P3GPP_OK) return;
+    EXPECT_EQ(movie.track_count(), kept);
+    const auto* moov = payload_of<p3gpp::MoovPayload>(movie.file->moov);
+    const bool all_read = kept == tracks.size();
+    EXPECT_EQ(payload_of<p3gpp::MvhdPayload>(moov->mvhd)->time_scale, all_read ? 4711u : 1000u)
+        << "what follows the damaged track is not read";
+    EXPECT_EQ(movie.error.status, all_read ? P3GPP_OK : P3GPP_ERR_BOX_SIZE);
+  };
+  const TrackDescription good = amr_track(3);
+  const TrackDescription bad = extending("mdia", header(4, "free"));
+  open({good, good}, P3GPP_OK, 2);
+  open({good, bad, good}, P3GPP_OK, 1);
+  open({good, good, extending("trak", header(900, "free"))}, P3GPP_OK, 2);
+  open({bad, good}, P3GPP_ERR_BOX_SIZE, 0);
+
+  // The tolerance is for tracks, not for the movie box around them.
+  const Bytes lying = concat({build_trak(good, 1, {0, 0, 0}), header(4000, "trak")});
+  EXPECT_EQ(OpenedMovie(box("moov", lying)).status, P3GPP_ERR_BOX_SIZE);
+}
+
+TEST(ChildLoop, RequiredDegradationPrioritiesMakeTheSampleTablesUnusable) {
+  TrackDescription track = extending("stbl", concat({box("stdp", Bytes(10)), stts({{1, 1}})}));
+  track.appended["minf"] = hmhd(1, 2, 3, 4);  // behind stbl: must still be found
+  const OpenedMovie movie(with_tracks({track, amr_track(2)}));
+  ASSERT_EQ(movie.status, P3GPP_OK);
+  ASSERT_EQ(movie.track_count(), 2u);
+  ASSERT_NE(movie.minf(0)->stbl, nullptr);
+  EXPECT_EQ(movie.minf(0)->stbl->payload, nullptr);
+  EXPECT_NE(movie.minf(0)->hmhd, nullptr);
+
+  P3gppTrackCounts counts{};
+  EXPECT_EQ(P3GPP_GetTrackCounts(movie.file, &counts), P3GPP_OK);
+  EXPECT_EQ(counts.audio, 2u);
+  P3gppTrack* opened = nullptr;
+  EXPECT_EQ(P3GPP_OpenTrack(movie.file, &opened, 1, 8192), P3GPP_ERR_NO_STBL_PAYLOAD);
+  EXPECT_EQ(DecoderInfo(movie.file, 1).status, P3GPP_ERR_NO_STBL_PAYLOAD);
+}
+
+TEST(ChildLoop, RefusesSampleTablesTheirBoxCannotHold) {
+  expect_statuses({
+      {"sizes", with_tracks({replacing("stsz", stsz({1, 2}, 3))}), P3GPP_ERR_NO_TABLE},
+      {"size table header", with_tracks({replacing("stsz", full_box("stsz", 0, 0, Bytes(7)))}),
+       P3GPP_ERR_NO_TABLE},
+      {"times", with_tracks({replacing("stts", stts({{3, 1}}, 0xFFFFFFFF))}), P3GPP_OK},
+      {"time table header", with_tracks({replacing("stts", full_box("stts", 0, 0, Bytes(3)))}),
+       P3GPP_ERR_BOX_SIZE},
+  });
+}
+
+// ---- Walking the tree -------------------------------------------------------------------------------------
+
+// Box types in the order of the walk, each followed by its children in parentheses.
+std::string outline(const p3gpp::BoxNode& node) {
+  std::string text(node.type_name());
+  std::string children;
+  p3gpp::for_each_kept_child(node, [&](const p3gpp::BoxNode& child) {
+    EXPECT_EQ(child.parent, &node);
+    children += (children.empty() ? "" : " ") + outline(child);
+  });
+  return children.empty() ? text : text + "(" + children + ")";
+}
+
+TEST(BoxTree, IsWalkedInSlotOrderWithNamesAndPlacesOfTheFile) {
+  TrackDescription track = avc_track(4);
+  track.edits = {{.segment_duration = 1, .media_time = 0}};
+  track.sync_samples = {1};
+  track.sample_entries.insert(track.sample_entries.begin(), plain_entry("abcd"));
+  track.appended["trak"] = box("tref", Bytes{1, 2, 3});
+  const Bytes moov_start = full_box("iods", 0, 0, Bytes{0x10});
+  const BuiltMovie built = build_movie({.tracks = {track, amr_track(2)}, .moov_start = moov_start});
+  const OpenedMovie movie(built.bytes);
+  ASSERT_EQ(movie.status, P3GPP_OK);
+  EXPECT_EQ(outline(*movie.file->moov),
+            "moov(mvhd iods "
+            "trak(tkhd tref edts(elst) mdia(mdhd hdlr minf(dinf(dref(url )) "
+            "stbl(stts stss stsd(avc1(avcC)) stsz stsc stco)))) "
+            "trak(tkhd mdia(mdhd hdlr minf(dinf(dref(url )) stbl(stts stsd(samr(damr)) stsz stsc stco)))))");
+
+  const p3gpp::BoxNode& url_node =
+      *payload_of<p3gpp::DrefPayload>(payload_of<p3gpp::DinfPayload>(movie.minf(1)->dinf)->dref)->entries[0];
+  EXPECT_EQ(std::string(built.bytes.begin() + static_cast<int64_t>(url_node.offset) + 4,
+                        built.bytes.begin() + static_cast<int64_t>(url_node.offset) + 8),
+            "url ");
+  EXPECT_EQ(url_node.size, 12u);
+  EXPECT_EQ(url_node.flags[2], 1);
+}
+
+// ---- Where an open failed ---------------------------------------------------------------------------------
+
+TEST(OpenError, NamesTheInnermostBoxWithItsPlaceAndSize) {
+  struct Case {
+    const char* path;
+    Bytes file;
+    std::string_view marker;  // the type in the file at which the error must point
+  };
+  TrackDescription bad_configuration = amr_track(1);
+  bad_configuration.sample_entries.push_back(audio_entry("samr", 1, 8000, box("damr", Bytes(3))));
+  const std::vector<Case> cases = {
+      {"moov/trak[2]/mdia/hdlr", with_tracks({amr_track(1), replacing("hdlr", full_box("hdlr", 0, 0))}),
+       "hdlr"},
+      {"moov/trak[1]/mdia/minf/stbl/stsd/samr[2]/damr", with_tracks({bad_configuration}), "damr"},
+      {"moov/trak[1]/\\x01a\\x2F\\xFF",
+       with_tracks({extending("trak", header(5,
+                                             "\x01"
+                                             "a/\xFF"))}),
+       "\x01"
+       "a/\xFF"},
+      {"ftyp", concat({header(12, "ftyp"), Bytes(4)}), "ftyp"},
+      {"mdat", concat({ftyp(), header(3, "mdat")}), "mdat"},
+  };
+  for (const Case& each : cases) {
+    const OpenedMovie movie(each.file);
+    EXPECT_STREQ(movie.error.path, each.path);
+    EXPECT_NE(movie.error.status, P3GPP_OK);
+    const std::string text(each.file.begin(), each.file.end());
+    EXPECT_EQ(movie.error.offset, text.rfind(each.marker) - 4) << each.path;
+    EXPECT_EQ(movie.error.size, load_be32(each.file, movie.error.offset)) << each.path;
+  }
+  const OpenedMovie sound(with_tracks({amr_track(1)}));
+  EXPECT_EQ(sound.error.status, P3GPP_OK);
+  EXPECT_STREQ(sound.error.path, "");
+}
+
+}  // namespace
+}  // namespace zdr::test
