@@ -39,11 +39,12 @@ std::string describe(int32_t status) {
   return "the parser refuses the file";
 }
 
-int32_t first_track_status(P3gppFile* file, uint32_t id) {
+int32_t first_track_status(P3gppFile* file, uint32_t id, bool& empty) {
   P3gppTrackInfo* info = nullptr;
   int32_t status = P3GPP_GetTrackInfo(file, id, &info);
-  if (info != nullptr) info->release(info);
   if (status != P3GPP_OK) return status;
+  empty = info->sample_count == 0;
+  info->release(info);
   P3gppDecoderInfo* decoder = nullptr;
   status = P3GPP_GetDecoderInfo(file, id, &decoder, 1);
   if (decoder != nullptr) decoder->release(decoder);
@@ -61,11 +62,12 @@ std::string track_reason(P3gppFile* file, uint32_t type, uint32_t count, const c
   std::vector<uint32_t> ids(count);
   uint32_t found = 0;
   P3GPP_GetTrackIds(file, type, ids.data(), &found);
-  const int32_t status = first_track_status(file, ids[0]);
+  bool empty = false;
+  const int32_t status = first_track_status(file, ids[0], empty);
   status_text = std::to_string(status);
-  const std::string reason = status == P3GPP_ERR_NO_TABLE
-                                 ? "its codec is not supported, or a sample table is missing"
-                                 : describe(status);
+  std::string reason = describe(status);
+  if (status == P3GPP_ERR_NO_TABLE) reason = "its codec is not supported, or a sample table is missing";
+  if (empty) reason = "no samples in its tables (movie fragments are not read)";
   return std::string(name) + " track: " + reason;
 }
 
