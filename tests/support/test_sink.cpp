@@ -55,6 +55,11 @@ std::vector<SinkSample> TestSinkPin::samples() const {
   return samples_;
 }
 
+std::vector<SinkSample> TestSinkPin::take_samples() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(samples_, {});
+}
+
 std::size_t TestSinkPin::sample_count() const {
   const std::lock_guard lock(mutex_);
   return samples_.size();
@@ -85,6 +90,12 @@ HRESULT TestSinkPin::NotifyAllocator(IMemAllocator* allocator, BOOL read_only) {
     if (const HRESULT hr = options_.notify_allocator(allocator); FAILED(hr)) return hr;
   }
   return CBaseInputPin::NotifyAllocator(allocator, read_only);
+}
+
+HRESULT TestSinkPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) {
+  if (!options_.requirements) return CBaseInputPin::GetAllocatorRequirements(properties);
+  *properties = *options_.requirements;
+  return S_OK;
 }
 
 HRESULT TestSinkPin::Active() {

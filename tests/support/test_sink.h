@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -33,6 +34,7 @@ struct SinkOptions {
   std::vector<CMediaType> offers;  // what EnumMediaTypes gives
   std::function<HRESULT(const CMediaType&)> check_type;
   HRESULT get_allocator = S_OK;
+  std::optional<ALLOCATOR_PROPERTIES> requirements;
   std::function<HRESULT(IMemAllocator*)> notify_allocator;
   std::function<HRESULT(IMediaSample*)> receive;  // the answer to a sample that has been recorded
   CallLog* log = nullptr;
@@ -53,6 +55,8 @@ class TestSinkPin final : public CBaseInputPin {
   bool wait_for_end_of_stream();
 
   std::vector<SinkSample> samples() const;
+  // The same, and forgets them.
+  std::vector<SinkSample> take_samples();
   std::size_t sample_count() const;
   std::vector<std::string> breaches() const { return order_.breaches(); }
 
@@ -60,6 +64,7 @@ class TestSinkPin final : public CBaseInputPin {
   HRESULT GetMediaType(int position, CMediaType* type) override;
   HRESULT GetAllocator(IMemAllocator** allocator) override;
   HRESULT NotifyAllocator(IMemAllocator* allocator, BOOL read_only) override;
+  HRESULT GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) override;
   HRESULT Active() override;
   HRESULT Inactive() override;
 

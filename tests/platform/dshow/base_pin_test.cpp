@@ -1,0 +1,328 @@
+// CBasePin: the steps of a connection in their order, what each failure undoes and answers, and which types
+// are tried in which order.
+#include <com_ptr.h>
+#include <gtest/gtest.h>
+#include <streams.h>
+
+#include <cctype>
+#include <string>
+#include <utility>
+
+namespace zdr::tests {
+namespace {
+
+using com::ComPtr;
+
+// A full type with a letter in its subtype.
+CMediaType type_of(char letter) {
+  CMediaType type(&MEDIATYPE_Stream);
+  type.subtype.Data1 = static_cast<DWORD>(letter);
+  type.formattype = FORMAT_None;
+  return type;
+}
+
+// How both pins answer to a type: capitals are accepted, small letters plainly refused, digits refused for a
+// reason.
+HRESULT answer_to(char letter) {
+  if (letter == '1') return E_OUTOFMEMORY;
+  if (letter == '2') return E_ABORT;
+  return letter >= 'a' && letter <= 'z' ? E_FAIL : S_OK;
+}
+
+char letter_of(const AM_MEDIA_TYPE& type) {
+  return static_cast<char>(type.subtype.Data1);
+}
+
+// The steps of a connection as letters, capital for the output pin: Check connect, Type, Set, Finish, Break.
+class Steps {
+ public:
+  void add(PIN_DIRECTION direction, char step) {
+    steps_ += direction == PINDIR_OUTPUT ? step : static_cast<char>(std::tolower(step));
+  }
+  void attempt(char letter) { attempted_ += letter; }
+  std::string take() { return std::exchange(steps_, {}); }
+  // The letters of the types at which the output pin has looked.
+  const std::string& attempted() const { return attempted_; }
+
+ private:
+  std::string steps_;
+  std::string attempted_;
+};
+
+// What one end of a connection offers and answers.
+struct EndScript {
+  std::string offers{};       // letters of the types; "-" when they cannot be enumerated
+  HRESULT check_type = S_OK;  // instead of the answer by letter
+  HRESULT check_connect = S_OK;
+  HRESULT set_type = S_OK;
+  HRESULT complete = S_OK;
+  HRESULT break_connect = S_OK;
+};
+
+class ScriptedPin final : public CBasePin {
+ public:
+  ScriptedPin(CBaseFilter* filter, CCritSec* lock, PIN_DIRECTION direction, const EndScript& end,
+              Steps* steps)
+      : CBasePin(NAME("ScriptedPin"), filter, lock, nullptr, u"pin", direction), script(end), steps_(steps) {}
+
+  HRESULT CheckConnect(IPin* peer) override {
+    const HRESULT hr = CBasePin::CheckConnect(peer);
+    return FAILED(hr) ? hr : logged('C', script.check_connect);
+  }
+  HRESULT CheckMediaType(const CMediaType* type) override {
+    const char letter = letter_of(*type);
+    if (m_dir == PINDIR_OUTPUT) steps_->attempt(letter);
+    return logged('T', script.check_type == S_OK ? answer_to(letter) : script.check_type);
+  }
+  HRESULT SetMediaType(const CMediaType* type) override {
+    if (FAILED(script.set_type)) return logged('S', script.set_type);
+    return logged('S', CBasePin::SetMediaType(type));
+  }
+  HRESULT CompleteConnect(IPin*) override { return logged('F', script.complete); }
+  HRESULT BreakConnect() override { return logged('B', script.break_connect); }
+  HRESULT GetMediaType(int position, CMediaType* type) override {
+    if (static_cast<std::size_t>(position) >= script.offers.size()) return VFW_S_NO_MORE_ITEMS;
+    return type->Set(type_of(script.offers[static_cast<std::size_t>(position)]));
+  }
+  HRESULT EnumMediaTypes(IEnumMediaTypes** types) override {
+    return script.offers == "-" ? E_NOTIMPL : CBasePin::EnumMediaTypes(types);
+  }
+  HRESULT BeginFlush() override { return S_OK; }
+  HRESULT EndFlush() override { return S_OK; }
+  void try_my_types_first() { m_bTryMyTypesFirst = true; }
+
+  EndScript script;
+
+ private:
+  HRESULT logged(char step, HRESULT result) {
+    steps_->add(m_dir, step);
+    return result;
+  }
+
+  Steps* const steps_;
+};
+
+class OnePinFilter final : public CBaseFilter {
+ public:
+  OnePinFilter(PIN_DIRECTION direction, const EndScript& script, Steps* steps)
+      : CBaseFilter(NAME("OnePinFilter"), nullptr, &lock_, GUID_NULL),
+        pin(this, &lock_, direction, script, steps) {}
+  int GetPinCount() override { return 1; }
+  CBasePin* GetPin(int) override { return &pin; }
+  ULONG references() const { return static_cast<ULONG>(m_cRef.load()); }
+
+ private:
+  CCritSec lock_;
+
+ public:
+  ScriptedPin pin;
+};
+
+// Two filters with a pin each that may be connected.
+struct Pair {
+  explicit Pair(const EndScript& out_script = {}, const EndScript& in_script = {},
+                PIN_DIRECTION in_direction = PINDIR_INPUT)
+      : out_filter(new OnePinFilter(PINDIR_OUTPUT, out_script, &steps)),
+        in_filter(new OnePinFilter(in_direction, in_script, &steps)) {}
+  ~Pair() {
+    for (ScriptedPin* pin : {&out(), &in()}) {
+      pin->script.break_connect = S_OK;
+      pin->Disconnect();
+    }
+  }
+  Pair(const Pair&) = delete;
+  Pair& operator=(const Pair&) = delete;
+
+  ScriptedPin& out() { return out_filter->pin; }
+  ScriptedPin& in() { return in_filter->pin; }
+  HRESULT connect(char letter) {
+    const CMediaType type = type_of(letter);
+    return out().Connect(&in(), &type);
+  }
+
+  Steps steps;
+  ComPtr<OnePinFilter> out_filter;
+  ComPtr<OnePinFilter> in_filter;
+};
+
+TEST(BasePin, ConnectsInOneFixedOrderOfSteps) {
+  Pair pair;
+  ASSERT_EQ(pair.connect('A'), S_OK);
+  EXPECT_EQ(pair.steps.take(), "CTSctsfF");
+  // Each pin holds a reference on the other, which is one on the other's filter.
+  EXPECT_EQ(pair.out_filter->references(), 2u);
+  EXPECT_EQ(pair.in_filter->references(), 2u);
+  ComPtr<IPin> peer;
+  EXPECT_EQ(pair.in().ConnectedTo(peer.out()), S_OK);
+  EXPECT_EQ(peer.get(), static_cast<IPin*>(&pair.out()));
+  peer.reset();
+  CMediaType type;
+  EXPECT_EQ(pair.in().ConnectionMediaType(&type), S_OK);
+  EXPECT_TRUE(type == type_of('A'));
+
+  EXPECT_EQ(pair.out().Disconnect(), S_OK);
+  EXPECT_EQ(pair.steps.take(), "B");
+  EXPECT_EQ(pair.out().Disconnect(), S_FALSE);
+  // One side only.
+  EXPECT_TRUE(pair.in().IsConnected());
+  EXPECT_EQ(pair.in().Disconnect(), S_OK);
+  EXPECT_EQ(pair.out_filter->references(), 1u);
+  EXPECT_EQ(pair.in_filter->references(), 1u);
+  EXPECT_EQ(pair.in().ConnectedTo(peer.out()), VFW_E_NOT_CONNECTED);
+  EXPECT_FALSE(peer);
+  EXPECT_EQ(pair.in().ConnectionMediaType(&type), VFW_E_NOT_CONNECTED);
+  EXPECT_FALSE(type.IsValid());
+}
+
+TEST(BasePin, UndoesEveryFailedStepOnBothEnds) {
+  // The last break is Connect's own.
+  const struct {
+    const char* what;
+    EndScript out;
+    EndScript in;
+    HRESULT result;
+    const char* steps;
+  } cases[] = {
+      {"output refuses peer", {.check_connect = E_NOINTERFACE}, {}, E_NOINTERFACE, "CBB"},
+      {"output refuses type", {.check_type = E_INVALIDARG}, {}, VFW_E_TYPE_NOT_ACCEPTED, "CTBB"},
+      {"output says S_FALSE", {.check_type = S_FALSE}, {}, VFW_E_TYPE_NOT_ACCEPTED, "CTBB"},
+      {"output runs out of memory", {.check_type = E_OUTOFMEMORY}, {}, E_OUTOFMEMORY, "CTBB"},
+      {"output cannot set", {.set_type = E_OUTOFMEMORY}, {}, E_OUTOFMEMORY, "CTSBB"},
+      {"input refuses peer", {}, {.check_connect = E_ACCESSDENIED}, E_ACCESSDENIED, "CTScbBB"},
+      {"input refuses type", {}, {.check_type = E_FAIL}, VFW_E_TYPE_NOT_ACCEPTED, "CTSctbBB"},
+      {"input has a reason", {}, {.check_type = VFW_E_NO_DECOMPRESSOR}, VFW_E_NO_DECOMPRESSOR, "CTSctbBB"},
+      {"input cannot set", {}, {.set_type = E_OUTOFMEMORY}, E_OUTOFMEMORY, "CTSctsbBB"},
+      {"input cannot finish", {}, {.complete = E_ABORT}, E_ABORT, "CTSctsfbBB"},
+      {"output cannot finish", {.complete = E_ABORT}, {}, E_ABORT, "CTSctsfFbBB"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    Pair pair(c.out, c.in);
+    EXPECT_EQ(pair.connect('A'), c.result);
+    EXPECT_EQ(pair.steps.take(), c.steps);
+    EXPECT_FALSE(pair.out().IsConnected());
+    EXPECT_FALSE(pair.in().IsConnected());
+    EXPECT_EQ(pair.out_filter->references(), 1u);
+    EXPECT_EQ(pair.in_filter->references(), 1u);
+  }
+}
+
+TEST(BasePin, TriesTheReceiversTypesThenItsOwn) {
+  constexpr HRESULT kNone = VFW_E_NO_ACCEPTABLE_TYPES;
+  const struct {
+    const char* what;
+    const char* own;
+    const char* receivers;
+    bool own_first;
+    const char* partial;  // "" none, "*" any stream, else that subtype
+    HRESULT result;
+    const char* attempted;
+  } cases[] = {
+      {"first offered", "CD", "AB", false, "", S_OK, "A"},
+      {"second round", "CD", "ab", false, "", S_OK, "abC"},
+      {"own first", "CD", "AB", true, "", S_OK, "C"},
+      {"own first, then the receiver's", "c", "AB", true, "", S_OK, "cA"},
+      {"receiver cannot enumerate", "CD", "-", false, "", S_OK, "C"},
+      {"nobody can enumerate", "-", "-", false, "", kNone, ""},
+      {"nobody offers", "", "", false, "", kNone, ""},
+      {"all plainly refused", "cd", "ab", false, "", kNone, "abcd"},
+      {"a partial type filters", "CA", "BA", false, "A", S_OK, "A"},
+      {"an open partial type lets all through", "cd", "ab", false, "*", kNone, "abcd"},
+      {"none matches the partial type", "CD", "AB", false, "E", kNone, ""},
+      {"the first reason of a round counts", "-", "a12", false, "", E_OUTOFMEMORY, "a12"},
+      {"a reason does not end a round", "-", "1A", false, "", S_OK, "1A"},
+      {"the later round overrides", "2", "1", false, "", E_ABORT, "12"},
+      {"even without a reason", "c", "1", false, "", kNone, "1c"},
+      {"but not when it does not take place", "-", "1", false, "", E_OUTOFMEMORY, "1"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    Pair pair({.offers = c.own}, {.offers = c.receivers});
+    if (c.own_first) pair.out().try_my_types_first();
+    CMediaType partial(&MEDIATYPE_Stream);
+    if (c.partial[0] != '*') partial.subtype.Data1 = static_cast<DWORD>(c.partial[0]);
+    EXPECT_EQ(pair.out().Connect(&pair.in(), c.partial[0] == '\0' ? nullptr : &partial), c.result);
+    EXPECT_EQ(pair.steps.attempted(), c.attempted);
+    EXPECT_EQ(pair.out().IsConnected(), c.result == S_OK);
+  }
+}
+
+TEST(BasePin, AttemptsAFullTypeAloneWithoutAskingForTypes) {
+  Pair pair({.offers = "B"}, {.offers = "C"});
+  EXPECT_EQ(pair.connect('a'), VFW_E_TYPE_NOT_ACCEPTED);
+  EXPECT_EQ(pair.steps.attempted(), "a");
+}
+
+TEST(BasePin, RefusesToConnectBeforeAnyStep) {
+  const CMediaType a = type_of('A');
+  Pair pair;
+  EXPECT_EQ(pair.out().Connect(nullptr, &a), E_POINTER);
+  EXPECT_EQ(pair.in().ReceiveConnection(nullptr, &a), E_POINTER);
+  EXPECT_EQ(pair.in().ReceiveConnection(&pair.out(), nullptr), E_POINTER);
+  pair.out_filter->Pause();
+  pair.in_filter->Pause();
+  EXPECT_EQ(pair.connect('A'), VFW_E_NOT_STOPPED);
+  EXPECT_EQ(pair.in().ReceiveConnection(&pair.out(), &a), VFW_E_NOT_STOPPED);
+  EXPECT_EQ(pair.steps.take(), "");
+  // Only pins that can reconnect while active may.
+  pair.out().SetReconnectWhenActive(true);
+  pair.in().SetReconnectWhenActive(true);
+  EXPECT_EQ(pair.connect('A'), S_OK);
+  pair.steps.take();
+  // Being connected counts before being active.
+  EXPECT_EQ(pair.connect('A'), VFW_E_ALREADY_CONNECTED);
+  EXPECT_EQ(pair.in().ReceiveConnection(&pair.out(), &a), VFW_E_ALREADY_CONNECTED);
+  EXPECT_EQ(pair.out().Disconnect(), VFW_E_NOT_STOPPED);
+  EXPECT_EQ(pair.steps.take(), "");
+  pair.out_filter->Stop();
+  pair.in_filter->Stop();
+
+  Pair same_direction({}, {}, PINDIR_OUTPUT);
+  EXPECT_EQ(same_direction.connect('A'), VFW_E_INVALID_DIRECTION);
+}
+
+TEST(BasePin, StaysConnectedWhenBreakingFails) {
+  Pair pair;
+  ASSERT_EQ(pair.connect('A'), S_OK);
+  pair.out().script.break_connect = E_ACCESSDENIED;
+  EXPECT_EQ(pair.out().Disconnect(), E_ACCESSDENIED);
+  EXPECT_TRUE(pair.out().IsConnected());
+}
+
+TEST(BasePin, AnswersQuestionsAboutItself) {
+  Pair pair;
+  for (const char letter : {'A', 'a', '1'}) {
+    const CMediaType type = type_of(letter);
+    EXPECT_EQ(pair.out().QueryAccept(&type), letter == 'A' ? S_OK : S_FALSE) << letter;
+  }
+
+  PIN_INFO info{};
+  ASSERT_EQ(pair.out().QueryPinInfo(&info), S_OK);
+  EXPECT_EQ(info.pFilter, static_cast<IBaseFilter*>(pair.out_filter.get()));
+  EXPECT_EQ(info.dir, PINDIR_OUTPUT);
+  EXPECT_EQ(std::u16string(info.achName), u"pin");
+  EXPECT_EQ(pair.out_filter->references(), 2u);
+  info.pFilter->Release();
+
+  LPWSTR id = nullptr;
+  ASSERT_EQ(pair.out().QueryId(&id), S_OK);
+  EXPECT_EQ(std::u16string(id), u"pin");
+  CoTaskMemFree(id);
+
+  ULONG count = 0;
+  EXPECT_EQ(pair.out().QueryInternalConnections(nullptr, &count), E_NOTIMPL);
+  EXPECT_EQ(pair.out().Notify(nullptr, Quality{}), E_NOTIMPL);
+  EXPECT_EQ(pair.out().CurrentStopTime(), MAX_TIME);
+  EXPECT_EQ(pair.out().NewSegment(1, 2, 0.5), S_OK);
+  EXPECT_EQ(pair.out().CurrentStartTime(), 1);
+  EXPECT_EQ(pair.out().CurrentStopTime(), 2);
+  EXPECT_EQ(pair.out().CurrentRate(), 0.5);
+
+  // A pin is an object of its own, not a face of its filter.
+  ComPtr<IUnknown> face;
+  EXPECT_EQ(pair.out().QueryInterface(IID_IBaseFilter, face.out_void()), E_NOINTERFACE);
+  EXPECT_EQ(pair.out().QueryInterface(IID_IQualityControl, face.out_void()), S_OK);
+}
+
+}  // namespace
+}  // namespace zdr::tests

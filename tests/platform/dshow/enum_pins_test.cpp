@@ -1,0 +1,204 @@
+// CEnumPins and CEnumMediaTypes: what they do when the list changes under them.
+#include <com_ptr.h>
+#include <gtest/gtest.h>
+#include <streams.h>
+
+#include <string>
+
+namespace zdr::tests {
+namespace {
+
+using com::ComPtr;
+
+// Offers one type for each letter of its list; the letter stands in the subtype.
+class LetterPin final : public CBasePin {
+ public:
+  LetterPin(CBaseFilter* filter, CCritSec* lock)
+      : CBasePin(NAME("LetterPin"), filter, lock, nullptr, u"letters", PINDIR_OUTPUT) {}
+
+  HRESULT GetMediaType(int position, CMediaType* type) override {
+    if (position < 0) return E_INVALIDARG;
+    if (static_cast<std::size_t>(position) >= letters.size()) return VFW_S_NO_MORE_ITEMS;
+    type->majortype = MEDIATYPE_Stream;
+    type->subtype.Data1 = static_cast<DWORD>(letters[static_cast<std::size_t>(position)]);
+    return S_OK;
+  }
+  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+  HRESULT BeginFlush() override { return S_OK; }
+  HRESULT EndFlush() override { return S_OK; }
+
+  std::string letters = "abc";
+};
+
+// A filter whose list of pins is a text: the letters a to e name five pins, '-' a missing one.
+class LetterFilter final : public CBaseFilter {
+ public:
+  LetterFilter() : CBaseFilter(NAME("LetterFilter"), nullptr, &lock_, GUID_NULL) {
+    for (int i = 0; i < 5; ++i) pins_.push_back(std::make_unique<LetterPin>(this, &lock_));
+  }
+  int GetPinCount() override { return static_cast<int>(order.size()); }
+  CBasePin* GetPin(int index) override {
+    const char letter = order[static_cast<std::size_t>(index)];
+    return letter == '-' ? nullptr : &pin(letter);
+  }
+  LetterPin& pin(char letter) { return *pins_[static_cast<std::size_t>(letter - 'a')]; }
+  char letter_of(IPin* wanted) {
+    for (char letter = 'a'; letter <= 'e'; ++letter) {
+      if (static_cast<IPin*>(&pin(letter)) == wanted) return letter;
+    }
+    return '?';
+  }
+  void change(const std::string& new_order) {
+    order = new_order;
+    IncrementPinVersion();
+  }
+
+  std::string order = "abc";
+
+ private:
+  CCritSec lock_;
+  std::vector<std::unique_ptr<LetterPin>> pins_;
+};
+
+class EnumPins : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(filter->EnumPins(pins.out()), S_OK); }
+
+  // The letters that Next gives, then its result when that is not S_OK: '.' for S_FALSE, '!' for out of sync.
+  std::string next(ULONG count, IEnumPins* enumerator = nullptr) {
+    IPin* array[8] = {};
+    ULONG fetched = 99;
+    const HRESULT hr = (enumerator == nullptr ? pins.get() : enumerator)->Next(count, array, &fetched);
+    std::string letters;
+    for (ULONG i = 0; i < fetched; ++i) {
+      letters += filter->letter_of(array[i]);
+      array[i]->Release();
+    }
+    if (hr == S_FALSE) letters += '.';
+    if (hr == VFW_E_ENUM_OUT_OF_SYNC) letters += '!';
+    return letters;
+  }
+
+  ComPtr<LetterFilter> filter{new LetterFilter};
+  ComPtr<IEnumPins> pins;
+};
+
+TEST_F(EnumPins, WalksInOrderAndSaysWhenFewerAreLeft) {
+  EXPECT_EQ(next(2), "ab");
+  EXPECT_EQ(next(2), "c.");
+  EXPECT_EQ(next(1), ".");
+  EXPECT_EQ(pins->Reset(), S_OK);
+  EXPECT_EQ(pins->Skip(2), S_OK);
+  // Beyond the end the position stays.
+  EXPECT_EQ(pins->Skip(2), S_FALSE);
+  ComPtr<IEnumPins> clone;
+  ASSERT_EQ(pins->Clone(clone.out()), S_OK);
+  EXPECT_EQ(next(1), "c");
+  EXPECT_EQ(next(1, clone.get()), "c");
+  EXPECT_EQ(pins->Next(1, nullptr, nullptr), E_POINTER);
+  IPin* array[2] = {};
+  EXPECT_EQ(pins->Next(2, array, nullptr), E_INVALIDARG);
+}
+
+TEST_F(EnumPins, StartsAgainAfterAChangeWithoutRepeatingAPin) {
+  EXPECT_EQ(next(2), "ab");
+  filter->change("cbad");
+  EXPECT_EQ(pins->Skip(1), VFW_E_ENUM_OUT_OF_SYNC);
+  ComPtr<IEnumPins> clone;
+  EXPECT_EQ(pins->Clone(clone.out()), VFW_E_ENUM_OUT_OF_SYNC);
+  EXPECT_EQ(next(1), "c");
+  // In step again, and the clone remembers what the original has returned.
+  ASSERT_EQ(pins->Clone(clone.out()), S_OK);
+  EXPECT_EQ(next(3), "d.");
+  EXPECT_EQ(next(3, clone.get()), "d.");
+  EXPECT_EQ(pins->Reset(), S_OK);
+  EXPECT_EQ(next(4), "cbad");
+}
+
+TEST_F(EnumPins, DoesNotSeeAChangeThatTheFilterDoesNotTell) {
+  EXPECT_EQ(next(1), "a");
+  filter->order = "abcd";
+  EXPECT_EQ(next(4), "bc.");
+}
+
+TEST_F(EnumPins, GivesNothingWhenAPinIsMissingInTheMiddle) {
+  filter->change("ab-c");
+  EXPECT_EQ(next(1), "a");
+  // b is not lost: it was not delivered.
+  EXPECT_EQ(next(3), "!");
+  EXPECT_EQ(next(1), "b");
+}
+
+TEST_F(EnumPins, KeepsTheFilterAlive) {
+  LetterFilter* const raw = filter.get();
+  filter.reset();
+  EXPECT_EQ(pins->Skip(3), S_OK);
+  filter = ComPtr<LetterFilter>(raw);
+}
+
+class EnumMediaTypes : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(pin.EnumMediaTypes(types.out()), S_OK); }
+
+  std::string next(ULONG count) {
+    AM_MEDIA_TYPE* array[8] = {};
+    ULONG fetched = 99;
+    const HRESULT hr = types->Next(count, array, &fetched);
+    if (hr == VFW_E_ENUM_OUT_OF_SYNC) return "!";
+    std::string letters;
+    for (ULONG i = 0; i < fetched; ++i) {
+      letters += static_cast<char>(array[i]->subtype.Data1);
+      DeleteMediaType(array[i]);
+    }
+    if (hr == S_FALSE) letters += '.';
+    return letters;
+  }
+
+  ComPtr<LetterFilter> filter{new LetterFilter};
+  LetterPin& pin = filter->pin('a');
+  ComPtr<IEnumMediaTypes> types;
+};
+
+TEST_F(EnumMediaTypes, WalksTheTypesOfThePin) {
+  EXPECT_EQ(next(2), "ab");
+  ComPtr<IEnumMediaTypes> clone;
+  ASSERT_EQ(types->Clone(clone.out()), S_OK);
+  EXPECT_EQ(next(2), "c.");
+  AM_MEDIA_TYPE* type = nullptr;
+  ASSERT_EQ(clone->Next(1, &type, nullptr), S_OK);
+  EXPECT_EQ(type->subtype.Data1, DWORD{'c'});
+  DeleteMediaType(type);
+  EXPECT_EQ(types->Next(1, nullptr, nullptr), E_POINTER);
+  AM_MEDIA_TYPE* array[2] = {};
+  EXPECT_EQ(types->Next(2, array, nullptr), E_INVALIDARG);
+}
+
+TEST_F(EnumMediaTypes, SkipAnswersWhetherTheLastSkippedTypeExists) {
+  EXPECT_EQ(types->Skip(3), S_OK);
+  EXPECT_EQ(types->Skip(1), S_FALSE);
+  // Unlike with pins the position has moved on.
+  types->Reset();
+  EXPECT_EQ(types->Skip(5), S_FALSE);
+  pin.letters = "abcdefg";
+  EXPECT_EQ(next(1), "f");
+  EXPECT_EQ(types->Skip(0xFFFFFFFF), S_FALSE);
+  EXPECT_EQ(next(1), ".");
+}
+
+TEST_F(EnumMediaTypes, StaysOutOfSyncUntilReset) {
+  EXPECT_EQ(next(1), "a");
+  pin.IncrementTypeVersion();
+  AM_MEDIA_TYPE* array[2] = {};
+  EXPECT_EQ(next(1), "!");
+  // The version is looked at before the count.
+  EXPECT_EQ(types->Next(2, array, nullptr), VFW_E_ENUM_OUT_OF_SYNC);
+  EXPECT_EQ(types->Skip(0), S_OK);
+  EXPECT_EQ(types->Skip(1), VFW_E_ENUM_OUT_OF_SYNC);
+  ComPtr<IEnumMediaTypes> clone;
+  EXPECT_EQ(types->Clone(clone.out()), VFW_E_ENUM_OUT_OF_SYNC);
+  EXPECT_EQ(types->Reset(), S_OK);
+  EXPECT_EQ(next(4), "abc.");
+}
+
+}  // namespace
+}  // namespace zdr::tests

@@ -1,0 +1,203 @@
+// CBaseInputPin: when samples are taken, and what is found in them.
+#include <com_ptr.h>
+#include <gtest/gtest.h>
+#include <streams.h>
+
+#include <utility>
+#include <vector>
+
+#include "any_filter.h"
+#include "tests/support/test_graph.h"
+#include "tests/support/test_sink.h"
+
+namespace zdr::tests {
+namespace {
+
+using com::ComPtr;
+
+ComPtr<IMemAllocator> committed_allocator() {
+  ComPtr<IMemAllocator> allocator;
+  EXPECT_EQ(CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_IMemAllocator,
+                             allocator.out_void()),
+            S_OK);
+  ALLOCATOR_PROPERTIES request{.cBuffers = 2, .cbBuffer = 16, .cbAlign = 1, .cbPrefix = 0};
+  ALLOCATOR_PROPERTIES actual{};
+  EXPECT_EQ(allocator->SetProperties(&request, &actual), S_OK);
+  EXPECT_EQ(allocator->Commit(), S_OK);
+  return allocator;
+}
+
+SinkOptions only_valid_types() {
+  SinkOptions options;
+  options.check_type = [](const CMediaType& type) { return type.IsValid() ? S_OK : E_FAIL; };
+  return options;
+}
+
+class InputPinTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(pin.NotifyAllocator(allocator.get(), FALSE), S_OK);
+    sink->JoinFilterGraph(&graph, nullptr);
+    ASSERT_EQ(allocator->GetBuffer(sample.out(), nullptr, nullptr, 0), S_OK);
+  }
+  void TearDown() override {
+    sample.reset();
+    allocator->Decommit();
+    sink->JoinFilterGraph(nullptr, nullptr);
+  }
+
+  TestGraph graph;
+  ComPtr<TestSink> sink = TestSink::create(only_valid_types());
+  TestSinkPin& pin = sink->pin();
+  ComPtr<IMemAllocator> allocator = committed_allocator();
+  ComPtr<IMediaSample> sample;
+};
+
+TEST_F(InputPinTest, RefusesSamplesForTheFirstOfThreeReasons) {
+  EXPECT_EQ(pin.Receive(nullptr), E_POINTER);
+  EXPECT_EQ(pin.CheckStreaming(), VFW_E_WRONG_STATE);
+  pin.Active();
+  sink->Pause();
+  EXPECT_EQ(pin.Receive(sample.get()), S_OK);
+
+  // A type change that is refused ends the stream: first the end, then the event.
+  CMediaType nothing;
+  sample->SetMediaType(&nothing);
+  EXPECT_EQ(pin.Receive(sample.get()), VFW_E_INVALIDMEDIATYPE);
+  const auto events = graph.events();
+  ASSERT_EQ(events.size(), 2u);
+  EXPECT_EQ(events[0].code, EC_COMPLETE);
+  EXPECT_EQ(events[1], (GraphEvent{EC_ERRORABORT, VFW_E_TYPE_NOT_ACCEPTED, 0}));
+
+  EXPECT_EQ(pin.CheckStreaming(), VFW_E_RUNTIME_ERROR);
+  pin.BeginFlush();
+  EXPECT_EQ(pin.CheckStreaming(), S_FALSE);
+  sink->Stop();
+  EXPECT_EQ(pin.CheckStreaming(), VFW_E_WRONG_STATE);
+  sink->Pause();
+  EXPECT_EQ(pin.CheckStreaming(), S_FALSE);
+  pin.EndFlush();
+  EXPECT_EQ(pin.CheckStreaming(), S_OK);
+
+  // An accepted change is none of the pin's business.
+  CMediaType stream(&MEDIATYPE_Stream);
+  sample->SetMediaType(&stream);
+  EXPECT_EQ(pin.Receive(sample.get()), S_OK);
+  EXPECT_EQ(pin.Inactive(), S_OK);
+}
+
+// The oldest kind of sample, which has no property record.
+class PlainSample final : public IMediaSample {
+ public:
+  explicit PlainSample(IMediaSample* sample) : inner(sample) {}
+  HRESULT QueryInterface(REFIID, void** ppv) override { return *ppv = nullptr, E_NOINTERFACE; }
+  ULONG AddRef() override { return 1; }
+  ULONG Release() override { return 1; }
+  HRESULT GetPointer(BYTE** buffer) override { return inner->GetPointer(buffer); }
+  LONG GetSize() override { return inner->GetSize(); }
+  HRESULT GetTime(REFERENCE_TIME* a, REFERENCE_TIME* b) override { return inner->GetTime(a, b); }
+  HRESULT SetTime(REFERENCE_TIME* a, REFERENCE_TIME* b) override { return inner->SetTime(a, b); }
+  HRESULT IsSyncPoint() override { return inner->IsSyncPoint(); }
+  HRESULT SetSyncPoint(BOOL on) override { return inner->SetSyncPoint(on); }
+  HRESULT IsPreroll() override { return inner->IsPreroll(); }
+  HRESULT SetPreroll(BOOL on) override { return inner->SetPreroll(on); }
+  LONG GetActualDataLength() override { return inner->GetActualDataLength(); }
+  HRESULT SetActualDataLength(LONG length) override { return inner->SetActualDataLength(length); }
+  HRESULT GetMediaType(AM_MEDIA_TYPE** type) override { return inner->GetMediaType(type); }
+  HRESULT SetMediaType(AM_MEDIA_TYPE* type) override { return inner->SetMediaType(type); }
+  HRESULT IsDiscontinuity() override { return inner->IsDiscontinuity(); }
+  HRESULT SetDiscontinuity(BOOL on) override { return inner->SetDiscontinuity(on); }
+  HRESULT GetMediaTime(LONGLONG* a, LONGLONG* b) override { return inner->GetMediaTime(a, b); }
+  HRESULT SetMediaTime(LONGLONG* a, LONGLONG* b) override { return inner->SetMediaTime(a, b); }
+
+  IMediaSample* const inner;
+};
+
+TEST_F(InputPinTest, CollectsTheSamePropertiesFromBothKindsOfSample) {
+  pin.Active();
+  sink->Pause();
+  PlainSample plain(sample.get());
+  CMediaType type(&MEDIATYPE_Stream);
+  REFERENCE_TIME start = 100;
+  REFERENCE_TIME stop = 250;
+  for (int bits = 0; bits < 64; ++bits) {
+    SCOPED_TRACE(bits);
+    sample->SetSyncPoint(bits & 1);
+    sample->SetPreroll(bits & 2);
+    sample->SetDiscontinuity(bits & 4);
+    sample->SetMediaType((bits & 8) != 0 ? &type : nullptr);
+    sample->SetTime((bits & 16) != 0 ? &start : nullptr, (bits & 48) == 48 ? &stop : nullptr);
+    sample->SetActualDataLength(bits % 17);
+    ASSERT_EQ(pin.Receive(sample.get()), S_OK);
+    const AM_SAMPLE2_PROPERTIES expected = *pin.SampleProps();
+    ASSERT_EQ(pin.Receive(&plain), S_OK);
+    const AM_SAMPLE2_PROPERTIES& collected = *pin.SampleProps();
+    EXPECT_EQ(collected.dwSampleFlags, expected.dwSampleFlags);
+    EXPECT_EQ(collected.lActual, expected.lActual);
+    EXPECT_EQ(collected.cbBuffer, expected.cbBuffer);
+    EXPECT_EQ(collected.pbBuffer, expected.pbBuffer);
+    EXPECT_EQ(collected.pMediaType != nullptr, expected.pMediaType != nullptr);
+    if ((bits & 16) == 0) continue;
+    EXPECT_EQ(collected.tStart, 100);
+    EXPECT_EQ(collected.tStop, (bits & 32) == 0 ? 101 : 250);
+  }
+}
+
+TEST_F(InputPinTest, CountsWhatItTakesOfSeveralSamples) {
+  pin.Active();
+  sink->Pause();
+  ComPtr<IMediaSample> bad;
+  ASSERT_EQ(allocator->GetBuffer(bad.out(), nullptr, nullptr, 0), S_OK);
+  CMediaType nothing;
+  bad->SetMediaType(&nothing);
+  IMediaSample* samples[] = {sample.get(), sample.get(), bad.get(), sample.get()};
+  LONG processed = 99;
+  EXPECT_EQ(pin.ReceiveMultiple(samples, 2, &processed), S_OK);
+  EXPECT_EQ(processed, 2);
+  EXPECT_EQ(pin.ReceiveMultiple(samples, 4, &processed), VFW_E_INVALIDMEDIATYPE);
+  EXPECT_EQ(processed, 2);
+}
+
+class PatientPin final : public CBaseInputPin {
+ public:
+  PatientPin(CBaseFilter* filter, CCritSec* lock, HRESULT can_block)
+      : CBaseInputPin(NAME("PatientPin"), filter, lock, nullptr, u"in"), can_block_(can_block) {}
+  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+  HRESULT ReceiveCanBlock() override {
+    return can_block_ == E_NOTIMPL ? CBaseInputPin::ReceiveCanBlock() : can_block_;
+  }
+
+ private:
+  const HRESULT can_block_;
+};
+
+TEST(InputPin, CanBlockUnlessEveryConnectedReceiverDenies) {
+  const struct {
+    std::vector<HRESULT> downstream;
+    int unconnected;
+    HRESULT result;
+  } cases[] = {
+      {{}, 0, S_OK},
+      {{}, 1, S_FALSE},
+      {{S_FALSE}, 0, S_FALSE},
+      {{S_FALSE, S_FALSE}, 1, S_FALSE},
+      {{S_FALSE, S_OK}, 0, S_OK},
+      {{E_FAIL}, 0, S_OK},
+  };
+  for (const auto& c : cases) {
+    const ComPtr<AnyFilter> middle(new AnyFilter);
+    const ComPtr<AnyFilter> end(new AnyFilter);
+    auto& in = middle->add<PatientPin>(E_NOTIMPL);
+    for (int i = 0; i < c.unconnected; ++i) middle->add<OutputPin>();
+    std::vector<std::pair<CBasePin*, CBasePin*>> connections;
+    for (const HRESULT answer : c.downstream) {
+      connections.emplace_back(&middle->add<OutputPin>(), &end->add<PatientPin>(answer));
+      ASSERT_EQ(connections.back().first->Connect(connections.back().second, nullptr), S_OK);
+    }
+    EXPECT_EQ(in.ReceiveCanBlock(), c.result);
+    for (const auto& [from, to] : connections) disconnect(*from, *to);
+  }
+}
+
+}  // namespace
+}  // namespace zdr::tests

@@ -1,0 +1,174 @@
+// CBaseOutputPin: which allocator a connection gets, and what an output pin answers without one.
+#include <com_ptr.h>
+#include <gtest/gtest.h>
+#include <streams.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "any_filter.h"
+#include "tests/support/test_sink.h"
+
+namespace zdr::tests {
+namespace {
+
+using com::ComPtr;
+
+TEST(OutputPin, TakesTheReceiversAllocatorElseItsOwn) {
+  using Log = std::vector<std::string>;
+  const ALLOCATOR_PROPERTIES wishes{.cBuffers = 5, .cbBuffer = 0, .cbAlign = 16, .cbPrefix = 0};
+  const struct {
+    const char* what;
+    HRESULT get_allocator;
+    std::optional<ALLOCATOR_PROPERTIES> requirements;
+    std::vector<HRESULT> decide;  // our answers when asked for the size
+    std::vector<HRESULT> notify;  // the receiver's answers to the choice
+    HRESULT result;
+    Log log;  // whose allocator, with the buffer count and alignment of the request
+  } cases[] = {
+      {"theirs", S_OK, {}, {S_OK}, {S_OK}, S_OK, {"decide theirs 0/1", "notify theirs"}},
+      {"their wishes", S_OK, wishes, {S_OK}, {S_OK}, S_OK, {"decide theirs 5/16", "notify theirs"}},
+      {"none of theirs", E_FAIL, {}, {S_OK}, {S_OK}, S_OK, {"decide own 0/1", "notify own"}},
+      // The second request is what the first attempt has made of it.
+      {"theirs is too small",
+       S_OK,
+       {},
+       {E_FAIL, S_OK},
+       {S_OK},
+       S_OK,
+       {"decide theirs 0/1", "decide own 1/1", "notify own"}},
+      {"they refuse theirs",
+       S_OK,
+       {},
+       {S_OK, S_OK},
+       {E_FAIL, S_OK},
+       S_OK,
+       {"decide theirs 0/1", "notify theirs", "decide own 1/1", "notify own"}},
+      {"they refuse both",
+       S_OK,
+       {},
+       {S_OK, S_OK},
+       {E_FAIL, E_ABORT},
+       E_ABORT,
+       {"decide theirs 0/1", "notify theirs", "decide own 1/1", "notify own"}},
+      {"none suits",
+       S_OK,
+       {},
+       {E_ABORT, VFW_E_SIZENOTSET},
+       {},
+       VFW_E_SIZENOTSET,
+       {"decide theirs 0/1", "decide own 1/1"}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    Log log;
+    std::vector<HRESULT> decide = c.decide;
+    std::vector<HRESULT> notify = c.notify;
+    const auto next = [](std::vector<HRESULT>& answers) {
+      const HRESULT hr = answers.front();
+      answers.erase(answers.begin());
+      return hr;
+    };
+    ComPtr<TestSink> sink;
+    const auto owner = [&](IMemAllocator* a) { return a == sink->pin().Allocator() ? "theirs" : "own"; };
+    SinkOptions options;
+    options.get_allocator = c.get_allocator;
+    options.requirements = c.requirements;
+    options.notify_allocator = [&](IMemAllocator* allocator) {
+      log.push_back(std::string("notify ") + owner(allocator));
+      return next(notify);
+    };
+    sink = TestSink::create(options);
+    const ComPtr<AnyFilter> filter(new AnyFilter);
+    auto& out = filter->add<OutputPin>([&](IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) {
+      log.push_back(std::string("decide ") + owner(allocator) + ' ' + std::to_string(request->cBuffers) +
+                    '/' + std::to_string(request->cbAlign));
+      ++request->cBuffers;
+      return next(decide);
+    });
+
+    EXPECT_EQ(out.Connect(&sink->pin(), nullptr), c.result);
+    EXPECT_EQ(log, c.log);
+    EXPECT_EQ(sink->pin().IsConnected(), c.result == S_OK);
+    EXPECT_EQ(out.allocator() != nullptr, c.result == S_OK);
+    if (c.result != S_OK) continue;
+    EXPECT_EQ(out.allocator(), sink->pin().Allocator());
+    disconnect(out, sink->pin());
+    EXPECT_EQ(out.allocator(), nullptr);
+  }
+}
+
+// An allocator that will not be decommitted.
+class BusyAllocator final : public IMemAllocator {
+ public:
+  HRESULT QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  ULONG AddRef() override { return static_cast<ULONG>(++references); }
+  ULONG Release() override { return static_cast<ULONG>(--references); }
+  HRESULT SetProperties(ALLOCATOR_PROPERTIES*, ALLOCATOR_PROPERTIES*) override { return S_OK; }
+  HRESULT GetProperties(ALLOCATOR_PROPERTIES*) override { return S_OK; }
+  HRESULT Commit() override { return commit; }
+  HRESULT Decommit() override { return decommit; }
+  HRESULT GetBuffer(IMediaSample**, REFERENCE_TIME*, REFERENCE_TIME*, DWORD) override { return E_FAIL; }
+  HRESULT ReleaseBuffer(IMediaSample*) override { return S_OK; }
+
+  LONG references = 0;
+  HRESULT commit = S_OK;
+  HRESULT decommit = E_ACCESSDENIED;
+};
+
+TEST(OutputPin, KeepsItsConnectionWhileTheAllocatorWillNotDecommit) {
+  BusyAllocator busy;
+  {
+    SinkOptions options;
+    options.get_allocator = VFW_E_NO_ALLOCATOR;
+    const auto sink = TestSink::create(options);
+    const ComPtr<AnyFilter> filter(new AnyFilter);
+    auto& out = filter->add<OutputPin>();
+    out.own_allocator = ComPtr<IMemAllocator>(&busy);
+    ASSERT_EQ(out.Connect(&sink->pin(), nullptr), S_OK);
+    busy.commit = E_OUTOFMEMORY;
+    EXPECT_EQ(filter->Pause(), E_OUTOFMEMORY);
+    EXPECT_EQ(out.Inactive(), E_ACCESSDENIED);
+    EXPECT_EQ(out.Disconnect(), E_ACCESSDENIED);
+    EXPECT_EQ(out.allocator(), &busy);
+    EXPECT_TRUE(out.IsConnected());
+    EXPECT_EQ(sink->pin().Disconnect(), E_ACCESSDENIED);
+    EXPECT_TRUE(sink->pin().IsConnected());
+    busy.decommit = S_OK;
+    EXPECT_EQ(out.Disconnect(), S_OK);
+    EXPECT_EQ(sink->pin().Disconnect(), S_OK);
+  }
+  EXPECT_EQ(busy.references, 0);
+}
+
+// An input pin that takes no samples in memory.
+class DeafPin final : public CBasePin {
+ public:
+  DeafPin(CBaseFilter* filter, CCritSec* lock)
+      : CBasePin(NAME("DeafPin"), filter, lock, nullptr, u"deaf", PINDIR_INPUT) {}
+  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+  HRESULT BeginFlush() override { return S_OK; }
+  HRESULT EndFlush() override { return S_OK; }
+};
+
+TEST(OutputPin, HasItsOwnAnswersWhenUnconnectedOrMisused) {
+  const ComPtr<AnyFilter> filter(new AnyFilter);
+  auto& out = filter->add<OutputPin>();
+  EXPECT_EQ(out.Connect(&filter->add<DeafPin>(), nullptr), E_NOINTERFACE);
+  IMediaSample* sample = nullptr;
+  EXPECT_EQ(out.GetDeliveryBuffer(&sample, nullptr, nullptr, 0), E_NOINTERFACE);
+  EXPECT_EQ(out.Active(), VFW_E_NO_ALLOCATOR);
+  EXPECT_EQ(out.Inactive(), VFW_E_NO_ALLOCATOR);
+  EXPECT_EQ(out.Deliver(nullptr), VFW_E_NOT_CONNECTED);
+  EXPECT_EQ(out.DeliverEndOfStream(), VFW_E_NOT_CONNECTED);
+  EXPECT_EQ(out.DeliverBeginFlush(), VFW_E_NOT_CONNECTED);
+  EXPECT_EQ(out.DeliverEndFlush(), VFW_E_NOT_CONNECTED);
+  EXPECT_EQ(out.DeliverNewSegment(0, 1, 1.0), VFW_E_NOT_CONNECTED);
+  EXPECT_EQ(out.EndOfStream(), E_UNEXPECTED);
+  EXPECT_EQ(out.BeginFlush(), E_UNEXPECTED);
+  EXPECT_EQ(out.EndFlush(), E_UNEXPECTED);
+}
+
+}  // namespace
+}  // namespace zdr::tests

@@ -1,0 +1,360 @@
+// CSourceStream's worker: the protocol of its commands, what it sends in which order, and that every way of
+// stopping it comes to an end wherever it stands.
+#include <com_ptr.h>
+#include <gtest/gtest.h>
+#include <streams.h>
+
+#include <future>
+#include <random>
+
+#include "tests/platform/fault_at.h"
+#include "tests/support/test_chain.h"
+
+namespace zdr::tests {
+namespace {
+
+using Log = std::vector<std::string>;
+
+constexpr DWORD kUnknownCommand = 99;
+
+StreamOptions samples_then(uint32_t count, HRESULT end_result) {
+  StreamOptions options;
+  options.sample_count = count;
+  options.end_result = end_result;
+  return options;
+}
+
+HRESULT command(TestStream& stream, DWORD number) {
+  return static_cast<HRESULT>(stream.CallWorker(number));
+}
+
+// Calls from a thread of its own, and returns once the worker can see the request.
+template <class Call>
+std::future<HRESULT> call_pending(TestStream& stream, Call call) {
+  auto result = std::async(std::launch::async, call);
+  EXPECT_EQ(WaitForSingleObject(stream.GetRequestHandle(), 30000), WAIT_OBJECT_0);
+  return result;
+}
+
+// A connected stream whose worker the test drives itself: memory is committed, and the sink takes samples.
+class WorkerProtocol : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(chain.connect(), S_OK);
+    ASSERT_EQ(chain.sink_filter().Pause(), S_OK);
+    ASSERT_EQ(stream.allocator()->Commit(), S_OK);
+    ASSERT_TRUE(stream.Create());
+    chain.log.take();
+  }
+  void TearDown() override {
+    chain.sink_filter().Stop();
+    stream.allocator()->Decommit();
+    if (!stream.ThreadExists()) return;
+    EXPECT_EQ(stream.Stop(), S_OK);
+    EXPECT_EQ(stream.Exit(), S_OK);
+    stream.Close();
+  }
+
+  TestChain chain{{StreamOptions{}}};
+  TestStream& stream = chain.stream();
+  TestSinkPin& sink = chain.sink();
+};
+
+TEST_F(WorkerProtocol, WantsToBeInitialisedFirst) {
+  for (const DWORD number : {1u, 2u, 3u, 4u, kUnknownCommand})
+    EXPECT_EQ(command(stream, number), E_UNEXPECTED);
+  EXPECT_TRUE(chain.log.take().empty());
+  EXPECT_EQ(command(stream, 0), S_OK);
+  EXPECT_EQ(chain.log.take(), Log{"thread create"});
+  // Once only.
+  EXPECT_EQ(command(stream, 0), E_NOTIMPL);
+  EXPECT_EQ(command(stream, kUnknownCommand), E_NOTIMPL);
+  EXPECT_EQ(command(stream, 3), S_OK);
+}
+
+TEST_F(WorkerProtocol, StreamsFromPauseUntilStop) {
+  sink.hold();
+  ASSERT_EQ(stream.Init(), S_OK);
+  ASSERT_EQ(stream.Pause(), S_OK);
+  ASSERT_TRUE(sink.wait_until_held());
+  // Commands while streaming: only the stop ends the loop, and none starts it afresh.
+  const struct {
+    DWORD number;
+    HRESULT result;
+  } commands[] = {
+      {0, E_UNEXPECTED}, {1, S_OK}, {2, S_OK}, {4, E_UNEXPECTED}, {kUnknownCommand, E_UNEXPECTED}};
+  for (const auto& c : commands) {
+    SCOPED_TRACE(c.number);
+    auto result = call_pending(stream, [&] { return command(stream, c.number); });
+    sink.let_pass(1);
+    EXPECT_EQ(result.get(), c.result);
+    ASSERT_TRUE(sink.wait_until_held());
+  }
+  auto stopped = call_pending(stream, [this] { return stream.Stop(); });
+  sink.let_pass(1);
+  EXPECT_EQ(stopped.get(), S_OK);
+  EXPECT_EQ(chain.log.take(),
+            (Log{"thread create", "start play", "new segment 0-9223372036854775807 x1", "sample 0",
+                 "sample 1", "sample 2", "sample 3", "sample 4", "sample 5", "loop: stopped"}));
+  // The run command starts the loop as well.
+  ASSERT_EQ(stream.Run(), S_OK);
+  ASSERT_TRUE(sink.wait_until_held());
+  sink.let_all_pass();
+  EXPECT_EQ(stream.Stop(), S_OK);
+  EXPECT_EQ(stream.Exit(), S_OK);
+  stream.Close();
+  EXPECT_FALSE(stream.ThreadExists());
+  const Log log = chain.log.take();
+  EXPECT_EQ(log.front(), "start play");
+  EXPECT_EQ(log.back(), "thread destroy");
+  EXPECT_EQ(command(stream, 3), E_FAIL);
+}
+
+TEST_F(WorkerProtocol, TriesAgainForABufferUntilACommandComes) {
+  stream.allocator()->Decommit();
+  ASSERT_EQ(stream.Init(), S_OK);
+  ASSERT_EQ(stream.Pause(), S_OK);
+  // Answered from within the loop, which has no buffer to fill.
+  EXPECT_EQ(command(stream, kUnknownCommand), E_UNEXPECTED);
+  EXPECT_EQ(sink.sample_count(), 0u);
+  ASSERT_EQ(stream.allocator()->Commit(), S_OK);
+  EXPECT_TRUE(sink.wait_for_samples(3));
+}
+
+TEST(SourceStream, EndsInTheWayThatFillBufferSays) {
+  const struct {
+    const char* what;
+    StreamOptions stream;
+    HRESULT receive;  // the sink's answer to sample 1
+    Log log;
+    std::vector<LONG> events;
+    HRESULT reason;
+  } cases[] = {
+      {"end of stream",
+       samples_then(2, S_FALSE),
+       S_OK,
+       {"sample 0", "sample 1", "deliver end of stream", "end of stream", "loop: done"},
+       {EC_COMPLETE},
+       S_OK},
+      // The end of the stream comes before the error.
+      {"error",
+       samples_then(2, E_ACCESSDENIED),
+       S_OK,
+       {"sample 0", "sample 1", "deliver end of stream", "end of stream", "loop: failed"},
+       {EC_COMPLETE, EC_ERRORABORT},
+       E_ACCESSDENIED},
+      {"strange success",
+       samples_then(1, VFW_S_NO_MORE_ITEMS),
+       S_OK,
+       {"sample 0", "deliver end of stream", "end of stream", "loop: failed"},
+       {EC_COMPLETE, EC_ERRORABORT},
+       VFW_S_NO_MORE_ITEMS},
+      // A receiver that refuses a sample gets nothing more, not even an end.
+      {"sink wants no more",
+       samples_then(9, S_FALSE),
+       S_FALSE,
+       {"sample 0", "sample 1", "loop: done"},
+       {},
+       S_OK},
+      {"sink fails",
+       samples_then(9, S_FALSE),
+       VFW_E_RUNTIME_ERROR,
+       {"sample 0", "sample 1", "loop: done"},
+       {},
+       S_OK},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    int received = 0;
+    SinkOptions sink;
+    sink.receive = [&](IMediaSample*) { return ++received == 2 ? c.receive : S_OK; };
+    TestChain chain({c.stream}, {sink});
+    ASSERT_EQ(chain.connect(), S_OK);
+    ASSERT_EQ(chain.pause(), S_OK);
+    ASSERT_TRUE(chain.log.wait_for(c.log.back()));
+    Log log = chain.log.take();
+    log.erase(log.begin(), log.end() - static_cast<std::ptrdiff_t>(c.log.size()));
+    EXPECT_EQ(log, c.log);
+    std::vector<LONG> events;
+    for (const GraphEvent& event : chain.graph.events()) {
+      events.push_back(event.code);
+      if (event.code != EC_ERRORABORT) continue;
+      EXPECT_EQ(event.param1, c.reason);
+      EXPECT_EQ(event.param2, 0);
+    }
+    EXPECT_EQ(events, c.events);
+    EXPECT_TRUE(chain.sink().breaches().empty());
+
+    // The worker idles: a pause starts the stream afresh, and stopping works as ever.
+    received = 0;
+    EXPECT_EQ(chain.stream().Pause(), S_OK);
+    EXPECT_TRUE(chain.log.wait_for(c.log.back()));
+    log = chain.log.take();
+    EXPECT_EQ(log[0], "start play");
+    EXPECT_EQ(chain.stop(), S_OK);
+    EXPECT_EQ(chain.log.take(), (Log{"inactive", "thread destroy"}));
+  }
+}
+
+TEST(SourceStream, StartsAndStopsWithItsFilter) {
+  TestChain chain({samples_then(1, S_FALSE)});
+  ASSERT_EQ(chain.connect(), S_OK);
+  for (int run = 0; run < 2; ++run) {
+    // Running sends no command of its own: the worker streams since the pause.
+    ASSERT_EQ(chain.run(), S_OK);
+    ASSERT_TRUE(chain.log.wait_for("loop: done"));
+    ASSERT_EQ(chain.stop(), S_OK);
+    EXPECT_EQ(
+        chain.log.take(),
+        (Log{"active", "thread create", "start play", "new segment 0-9223372036854775807 x1", "sample 0",
+             "deliver end of stream", "end of stream", "loop: done", "inactive", "thread destroy"}));
+  }
+  const auto samples = chain.sink().samples();
+  ASSERT_EQ(samples.size(), 2u);
+  EXPECT_NE(samples[0].thread, std::this_thread::get_id());
+}
+
+TEST(SourceStream, NeedsNoWorkerWithoutAConnection) {
+  TestChain chain({StreamOptions{}, StreamOptions{}});
+  ASSERT_EQ(chain.stream(1).Connect(&chain.sink(1), nullptr), S_OK);
+  ASSERT_EQ(chain.pause(), S_OK);
+  EXPECT_FALSE(chain.stream(0).ThreadExists());
+  EXPECT_TRUE(chain.stream(1).ThreadExists());
+  // Already active.
+  EXPECT_EQ(chain.stream(0).Active(), S_FALSE);
+  EXPECT_EQ(chain.stop(), S_OK);
+  EXPECT_FALSE(chain.stream(1).ThreadExists());
+  EXPECT_EQ(chain.stream(0).Active(), S_OK);
+  EXPECT_FALSE(chain.stream(0).ThreadExists());
+  EXPECT_EQ(chain.stream(0).Inactive(), S_OK);
+}
+
+TEST(SourceStream, ReportsAFailedStart) {
+  StreamOptions options;
+  options.thread_create = E_ACCESSDENIED;
+  TestChain chain({options});
+  ASSERT_EQ(chain.connect(), S_OK);
+  EXPECT_EQ(chain.source().Pause(), E_ACCESSDENIED);
+  EXPECT_EQ(chain.log.take(), (Log{"thread create", "thread destroy"}));
+  // Required: the thread has ended but is not closed, so there is no second start before that.
+  EXPECT_TRUE(chain.stream().ThreadExists());
+  EXPECT_EQ(chain.source().Pause(), E_FAIL);
+  chain.stream().Close();
+  EXPECT_EQ(chain.source().Pause(), E_ACCESSDENIED);
+  chain.stream().Close();
+
+  const FaultAt fault(platform::FaultPoint::kThreadCreate, 1);
+  EXPECT_EQ(chain.source().Pause(), E_FAIL);
+  EXPECT_FALSE(chain.stream().ThreadExists());
+}
+
+TEST(SourceStream, StopsWhileTheWorkerWaitsForABuffer) {
+  // The sink keeps the only buffer.
+  com::ComPtr<IMediaSample> kept;
+  SinkOptions sink;
+  sink.receive = [&](IMediaSample* sample) { return kept = com::ComPtr<IMediaSample>(sample), S_OK; };
+  StreamOptions options;
+  options.buffers = 1;
+  TestChain chain({options}, {sink});
+  ASSERT_EQ(chain.connect(), S_OK);
+  ASSERT_EQ(chain.run(), S_OK);
+  ASSERT_TRUE(chain.sink().wait_for_samples(1));
+  EXPECT_EQ(chain.source().Stop(), S_OK);
+  EXPECT_FALSE(chain.stream().ThreadExists());
+  kept.reset();
+  EXPECT_EQ(chain.stop(), S_OK);
+}
+
+TEST(SourceStream, StopsWhileTheWorkerIsHeldInReceive) {
+  TestChain chain({StreamOptions{}});
+  ASSERT_EQ(chain.connect(), S_OK);
+  chain.sink().hold();
+  ASSERT_EQ(chain.run(), S_OK);
+  ASSERT_TRUE(chain.sink().wait_until_held());
+  // The sink first, as a graph does: that frees the worker.
+  EXPECT_EQ(chain.stop(), S_OK);
+  const Log log = chain.log.take();
+  EXPECT_EQ(Log(log.end() - 3, log.end()), (Log{"inactive", "loop: done", "thread destroy"}));
+  EXPECT_TRUE(chain.sink().breaches().empty());
+}
+
+TEST(SourceStream, SeeksWhileTheWorkerIsHeldInReceive) {
+  TestChain chain({StreamOptions{}});
+  ASSERT_EQ(chain.connect(), S_OK);
+  chain.sink().hold();
+  ASSERT_EQ(chain.run(), S_OK);
+  ASSERT_TRUE(chain.sink().wait_until_held());
+  chain.log.take();
+  EXPECT_EQ(chain.stream().seek(700), S_OK);
+  ASSERT_TRUE(chain.sink().wait_until_held());
+  chain.sink().let_pass(2);
+  ASSERT_TRUE(chain.sink().wait_for_samples(2));
+  ASSERT_TRUE(chain.sink().wait_until_held());
+  EXPECT_EQ(chain.stop(), S_OK);
+  EXPECT_EQ(chain.log.take(), (Log{"begin flush", "loop: done", "end flush", "start play",
+                                   "new segment 700000-9223372036854775807 x1", "sample 700", "sample 701",
+                                   "inactive", "loop: done", "thread destroy"}));
+  const SinkSample first = chain.sink().samples()[0];
+  EXPECT_EQ(first.start, 700000);
+  EXPECT_NE(first.flags & AM_SAMPLE_DATADISCONTINUITY, 0u);
+  EXPECT_TRUE(chain.sink().breaches().empty());
+}
+
+TEST(SourceStream, SeeksAfterTheEndOfTheStream) {
+  TestChain chain({samples_then(3, S_FALSE)});
+  ASSERT_EQ(chain.connect(), S_OK);
+  ASSERT_EQ(chain.run(), S_OK);
+  ASSERT_TRUE(chain.sink().wait_for_end_of_stream());
+  EXPECT_EQ(chain.stream().seek(2), S_OK);
+  ASSERT_TRUE(chain.sink().wait_for_end_of_stream());
+  EXPECT_EQ(chain.stop(), S_OK);
+  const auto samples = chain.sink().samples();
+  ASSERT_EQ(samples.size(), 4u);
+  EXPECT_EQ(samples[3].number(), 2u);
+  EXPECT_TRUE(chain.sink().breaches().empty());
+}
+
+// Every pin delivers a run of consecutive numbers, whatever the state changes between, and nothing hangs.
+TEST(SourceStream, SurvivesRandomChangesOfState) {
+  constexpr int kChanges = 10000;
+  TestChain chain({samples_then(5, S_FALSE), StreamOptions{}});
+  ASSERT_EQ(chain.connect(), S_OK);
+  std::mt19937 random(20240607);
+  for (int i = 0; i < kChanges; ++i) {
+    switch (random() % 4) {
+      case 0:
+        ASSERT_EQ(chain.pause(), S_OK);
+        break;
+      case 1:
+        ASSERT_EQ(chain.run(), S_OK);
+        break;
+      case 2:
+        ASSERT_EQ(chain.stop(), S_OK);
+        break;
+      default:
+        if (!chain.stream(1).ThreadExists()) break;
+        for (int pin = 0; pin < 2; ++pin)
+          ASSERT_EQ(chain.stream(pin).seek(static_cast<uint32_t>(random() % 100)), S_OK);
+        break;
+    }
+    if (i % 64 != 0) continue;
+    // Let the workers get somewhere, and keep the records small.
+    if (chain.stream(1).ThreadExists()) {
+      ASSERT_TRUE(chain.sink(1).wait_for_samples(1));
+    }
+    for (std::size_t pin = 0; pin < 2; ++pin) {
+      const auto samples = chain.sink(pin).take_samples();
+      for (std::size_t n = 1; n < samples.size(); ++n) {
+        if ((samples[n].flags & AM_SAMPLE_DATADISCONTINUITY) != 0) continue;
+        ASSERT_EQ(samples[n].number(), samples[n - 1].number() + 1);
+      }
+    }
+    chain.log.take();
+  }
+  EXPECT_EQ(chain.stop(), S_OK);
+  EXPECT_EQ(chain.sink(0).breaches(), std::vector<std::string>{});
+  EXPECT_EQ(chain.sink(1).breaches(), std::vector<std::string>{});
+}
+
+}  // namespace
+}  // namespace zdr::tests
