@@ -47,3 +47,9 @@ def decode_pcm(path, stream, extra=()):
     done = subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', *extra, '-i', str(path), '-map', stream,
                            '-bitexact', '-f', 's16le', '-'], capture_output=True)
     return done.stdout
+
+
+def copy_audio(path, target):
+    """The first audio stream, not decoded, in the container that the target's name asks for."""
+    subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-y', '-ignore_editlist', '1', '-i', str(path), '-map', '0:a:0',
+                    '-c', 'copy', str(target)], capture_output=True)
