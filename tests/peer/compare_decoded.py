@@ -40,7 +40,7 @@ def compare(original, written, kind):
         if written.suffix in ('.amr', '.awb'):
             # Of a packet with several AMR frames ffmpeg decodes the first alone; remuxed, each frame is a packet.
             source = written.with_suffix('.peer' + written.suffix)
-            peer_media.copy_audio(original, source)
+            peer_media.copy_amr(original, source)
         want = peer_media.decode_pcm(source, '0:a:0', ['-ignore_editlist', '1'] if source is original else [])
         got = peer_media.decode_pcm(written, '0:a:0')
     if not want and not got:

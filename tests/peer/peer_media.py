@@ -49,7 +49,7 @@ def decode_pcm(path, stream, extra=()):
     return done.stdout
 
 
-def copy_audio(path, target):
-    """The first audio stream, not decoded, in the container that the target's name asks for."""
+def copy_amr(path, target):
+    """The first audio stream, not decoded, as an AMR file."""
     subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-y', '-ignore_editlist', '1', '-i', str(path), '-map', '0:a:0',
-                    '-c', 'copy', str(target)], capture_output=True)
+                    '-c', 'copy', '-f', 'amr', str(target)], capture_output=True)
