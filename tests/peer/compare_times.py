@@ -8,6 +8,7 @@ AMR-WB, AC-3 and E-AC-3, one for everything else; a stop time one unit after the
 truncated difference to the next decoding time, at the end the truncated frame interval over the longer stream; nothing
 whose start lies beyond the stream's duration.
 """
+import json
 import pathlib
 import struct
 import sys
@@ -122,7 +123,9 @@ def check(binary, path):
     for kind, handler in handlers.items():
         tracks[kind] = next((t for t in headers if t[0] == handler), None)
         streams[kind] = next((s for s in peer_media.probe_streams(path) if s.get('codec_type') == kind), None)
-    kept = [k for k in handlers if streams[k] and tracks[k] and any(k.capitalize() in pin for pin in rows)]
+    # The frame rate counts every pin, also one that offers no media type and so delivers nothing.
+    pins = [pin['name'] for pin in json.loads(peer_media.zdr(binary, 'info', path, '--json').stdout)['pins']]
+    kept = [k for k in handlers if streams[k] and tracks[k] and any(k.capitalize() in pin for pin in pins)]
     count = len(peer_media.probe_packets(path, streams['video']['index'])) if 'video' in kept else 0
     rate = frame_rate_of(tracks, kept, count)
     result = []
