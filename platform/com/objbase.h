@@ -64,7 +64,8 @@ ZDR_PLATFORM_API HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* s
 ZDR_PLATFORM_API HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID riid,
                                           void** ppv) noexcept;
 
-// Unloads every module whose DllCanUnloadNow says S_OK.
+// Unloads every module whose DllCanUnloadNow says S_OK. No other thread may be about to return from the last
+// Release of an object of such a module: its code would go under it.
 ZDR_PLATFORM_API void CoFreeUnusedLibraries() noexcept;
 
 }  // extern "C"

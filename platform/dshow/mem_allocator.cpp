@@ -21,7 +21,7 @@ constexpr bool alignment_is_refused(LONG alignment) noexcept {
 constexpr int64_t rounded_data_size(const ALLOCATOR_PROPERTIES& wanted) noexcept {
   const int64_t stride = int64_t{wanted.cbBuffer} + wanted.cbPrefix;
   const int64_t excess = stride % wanted.cbAlign;
-  return excess == 0 ? wanted.cbBuffer : wanted.cbBuffer + wanted.cbAlign - excess;
+  return excess == 0 ? wanted.cbBuffer : int64_t{wanted.cbBuffer} + wanted.cbAlign - excess;
 }
 
 }  // namespace

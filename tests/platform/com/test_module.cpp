@@ -1,0 +1,83 @@
+// A module as any filter module is: templates, init routines, DllMain.
+#include "tests/platform/com/test_module.h"
+
+#include <streams.h>
+
+#include <cstdlib>
+#include <iterator>
+#include <string>
+
+namespace {
+
+void note(char event) {
+  const char* before = std::getenv(kModuleDiary);
+  const std::string diary = (before != nullptr ? before : "") + std::string(1, event);
+  setenv(kModuleDiary, diary.c_str(), 1);
+}
+
+class TestObject final : public CUnknown, public ITestModule {
+ public:
+  TestObject(IUnknown* outer, HRESULT* phr) : CUnknown(NAME("TestObject"), outer, phr) {}
+
+  DECLARE_IUNKNOWN
+  HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override {
+    if (riid == IID_ITestModule) return GetInterface(static_cast<ITestModule*>(this), ppv);
+    return CUnknown::NonDelegatingQueryInterface(riid, ppv);
+  }
+
+  HRESULT GetModulePath(WCHAR* buffer, DWORD size) override {
+    return GetModuleFileNameW(g_hInst, buffer, size) != 0 ? S_OK : E_FAIL;
+  }
+
+  HRESULT CountAroundAllocator(LONG* before, LONG* after) override {
+    *before = ObjectsActive();
+    IUnknown* allocator = nullptr;
+    const HRESULT hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER,
+                                        IID_IMemAllocator, reinterpret_cast<void**>(&allocator));
+    *after = ObjectsActive();
+    if (SUCCEEDED(hr)) allocator->Release();
+    return hr;
+  }
+};
+
+CUnknown* create_alone(IUnknown* outer, HRESULT* phr) {
+  if (outer != nullptr) {
+    *phr = CLASS_E_NOAGGREGATION;
+    return nullptr;
+  }
+  return new TestObject(outer, phr);
+}
+
+CUnknown* create_aggregatable(IUnknown* outer, HRESULT* phr) {
+  return new TestObject(outer, phr);
+}
+
+CUnknown* create_failing(IUnknown* outer, HRESULT* phr) {
+  CUnknown* object = new TestObject(outer, phr);
+  *phr = E_ACCESSDENIED;
+  return object;
+}
+
+void init_alone(BOOL loading, const CLSID* clsid) {
+  if (*clsid == CLSID_TestAlone) note(loading ? 'I' : 'i');
+}
+
+}  // namespace
+
+constinit CFactoryTemplate g_Templates[] = {
+    {u"Alone", &CLSID_TestAlone, &create_alone, &init_alone, nullptr},
+    {u"Aggregatable", &CLSID_TestAggregatable, &create_aggregatable, nullptr, nullptr},
+    {u"Failing", &CLSID_TestFailing, &create_failing, nullptr, nullptr},
+};
+constinit int g_cTemplates = static_cast<int>(std::size(g_Templates));
+
+BOOL DllMain(HINSTANCE instance, ULONG reason, void* reserved) {
+  if (reason == DLL_PROCESS_ATTACH) note('A');
+  const BOOL result = DllEntryPoint(instance, reason, reserved);
+  if (reason == DLL_PROCESS_DETACH) note('D');
+  return result;
+}
+
+extern "C" ZDR_MODULE_EXPORT HRESULT DllRegisterServer() {
+  return SELFREG_E_CLASS;
+}

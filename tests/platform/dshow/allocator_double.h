@@ -1,0 +1,56 @@
+// A CMemAllocator that shows how many threads wait in it, so that a test can tell a thread that is blocked
+// from one that has not come yet.
+#pragma once
+
+#include <streams.h>
+
+#include <thread>
+
+#include "tests/platform/com_ref.h"
+
+class WatchedAllocator : public CMemAllocator {
+ public:
+  WatchedAllocator() : CMemAllocator(NAME("WatchedAllocator"), nullptr, nullptr) {}
+
+  void wait_for_waiters(LONG count) {
+    while (waiting() != count) std::this_thread::yield();
+  }
+
+ private:
+  LONG waiting() {
+    const CAutoLock lock(this);
+    return m_lWaiting;
+  }
+};
+
+inline ComRef<WatchedAllocator> make_allocator() {
+  auto* allocator = new WatchedAllocator;
+  allocator->AddRef();
+  return ComRef<WatchedAllocator>(allocator);
+}
+
+inline ALLOCATOR_PROPERTIES properties_of(LONG count, LONG size, LONG alignment = 1, LONG prefix = 0) {
+  return {count, size, alignment, prefix};
+}
+
+// Ready to give out buffers.
+inline ComRef<WatchedAllocator> make_committed(LONG count, LONG size) {
+  ComRef<WatchedAllocator> allocator = make_allocator();
+  ALLOCATOR_PROPERTIES request = properties_of(count, size);
+  ALLOCATOR_PROPERTIES actual;
+  allocator->SetProperties(&request, &actual);
+  allocator->Commit();
+  return allocator;
+}
+
+inline ComRef<IMediaSample> take(WatchedAllocator& allocator, DWORD flags = 0) {
+  ComRef<IMediaSample> sample;
+  allocator.GetBuffer(sample.out(), nullptr, nullptr, flags);
+  return sample;
+}
+
+inline BYTE* pointer_of(IMediaSample& sample) {
+  BYTE* pointer = nullptr;
+  sample.GetPointer(&pointer);
+  return pointer;
+}

@@ -1,0 +1,160 @@
+// CAMThread's command protocol, CAMEvent, and both without the system's means.
+#include <gtest/gtest.h>
+#include <streams.h>
+
+#include <thread>
+#include <vector>
+
+#include "tests/platform/fault_at.h"
+
+using zdr::platform::FaultPoint;
+
+namespace {
+
+constexpr DWORD kExit = 999;
+
+// Answers every request with twice its parameter, after it has looked at it in every way there is.
+class Doubler : public CAMThread {
+ public:
+  explicit Doubler(HRESULT* phr = nullptr) : CAMThread(phr) {}
+  ~Doubler() override { stop(); }
+
+  void stop() {
+    if (!ThreadExists()) return;
+    CallWorker(kExit);
+    Close();
+  }
+
+  HRESULT apartment_again = S_OK;     // of a second initialisation in the worker's own model
+  HRESULT apartment_other = S_OK;     // and in the other one
+  bool pending_until_replied = true;  // a request stays visible however often it is looked at
+  bool nothing_after_reply = true;
+
+ protected:
+  DWORD ThreadProc() override {
+    apartment_again = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    apartment_other = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    CoUninitialize();
+    for (;;) {
+      const DWORD request = GetRequest();
+      DWORD seen = 0;
+      pending_until_replied = pending_until_replied && GetRequest() == request && CheckRequest(&seen) &&
+                              seen == request && CheckRequest(nullptr) && GetRequestParam() == request;
+      if (request == kExit) {
+        // Nobody can send before this reply, so the request is gone once it is given.
+        Reply(0);
+        DWORD untouched = 77;
+        nothing_after_reply = !CheckRequest(&untouched) && untouched == 77;
+        return 5;
+      }
+      Reply(request * 2);
+    }
+  }
+};
+
+TEST(WorkerThread, AnswersEachCallWithItsReply) {
+  Doubler worker;
+  EXPECT_FALSE(worker.ThreadExists());
+  EXPECT_EQ(worker.CallWorker(1), static_cast<DWORD>(E_FAIL));
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_TRUE(worker.Create());
+    EXPECT_FALSE(worker.Create()) << "there is one already";
+    for (DWORD i = 0; i < 200; ++i) ASSERT_EQ(worker.CallWorker(i), i * 2);
+    EXPECT_EQ(worker.CallWorker(kExit), 0U);
+    EXPECT_TRUE(worker.ThreadExists()) << "until it is closed";
+    EXPECT_FALSE(worker.Create());
+    worker.Close();
+    EXPECT_FALSE(worker.ThreadExists());
+    worker.Close();
+    EXPECT_EQ(worker.CallWorker(1), static_cast<DWORD>(E_FAIL));
+  }
+  EXPECT_TRUE(worker.pending_until_replied);
+  EXPECT_TRUE(worker.nothing_after_reply);
+}
+
+TEST(WorkerThread, IsInitialisedForMultithreadedUse) {
+  Doubler worker;
+  ASSERT_TRUE(worker.Create());
+  worker.stop();
+  EXPECT_EQ(worker.apartment_again, S_FALSE);
+  EXPECT_EQ(worker.apartment_other, RPC_E_CHANGED_MODE);
+}
+
+TEST(WorkerThread, ServesCallersOneByOne) {
+  Doubler worker;
+  ASSERT_TRUE(worker.Create());
+  std::vector<std::thread> callers;
+  for (DWORD base = 1000; base <= 4000; base += 1000) {
+    callers.emplace_back([&worker, base] {
+      for (DWORD i = 0; i < 200; ++i) ASSERT_EQ(worker.CallWorker(base + i), (base + i) * 2);
+    });
+  }
+  for (std::thread& caller : callers) caller.join();
+}
+
+// A worker that waits for a request or for a second event, whichever comes first.
+class TwoEventWorker final : public CAMThread {
+ public:
+  CAMEvent other;
+  CAMEvent other_seen;
+
+ protected:
+  DWORD ThreadProc() override {
+    HANDLE const handles[] = {GetRequestHandle(), other};
+    while (WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0 + 1) other_seen.Set();
+    Reply(GetRequest() + 1);
+    return 0;
+  }
+};
+
+TEST(WorkerThread, RequestCanBeWaitedForWithOtherThings) {
+  TwoEventWorker worker;
+  ASSERT_TRUE(worker.Create());
+  for (int i = 0; i < 3; ++i) {
+    worker.other.Set();
+    EXPECT_TRUE(worker.other_seen.Wait());
+  }
+  EXPECT_EQ(worker.CallWorker(6), 7U);
+  worker.Close();
+}
+
+TEST(WorkerThread, TellsWhatTheSystemCannotGive) {
+  {
+    for (const int nth : {1, 2}) {
+      const FaultAt fault(FaultPoint::kEventCreate, nth);
+      HRESULT hr = S_OK;
+      const Doubler worker(&hr);
+      EXPECT_EQ(hr, E_OUTOFMEMORY) << nth;
+    }
+  }
+  {
+    const FaultAt fault(FaultPoint::kEventCreate, 1);
+    HRESULT hr = E_ACCESSDENIED;
+    const Doubler worker(&hr);
+    EXPECT_EQ(hr, E_ACCESSDENIED) << "an earlier failure stays";
+  }
+  {
+    Doubler worker;
+    const FaultAt fault(FaultPoint::kThreadCreate, 1);
+    EXPECT_FALSE(worker.Create());
+    EXPECT_FALSE(worker.ThreadExists());
+    EXPECT_TRUE(worker.Create());
+  }
+}
+
+TEST(Event, IsSignalledUntilConsumedOrReset) {
+  CAMEvent automatic;
+  CAMEvent manual(TRUE);
+  EXPECT_FALSE(automatic.Check());
+  automatic.Set();
+  automatic.Set();
+  EXPECT_TRUE(automatic.Wait());
+  EXPECT_FALSE(automatic.Wait(0));
+  manual.Set();
+  EXPECT_TRUE(manual.Check());
+  EXPECT_TRUE(manual.Wait(0));
+  manual.Reset();
+  EXPECT_FALSE(manual.Check());
+}
+
+}  // namespace
