@@ -1,0 +1,117 @@
+// What a pin asks of an allocator.
+#include <gtest/gtest.h>
+
+#include "tests/filters/codec_tracks.h"
+#include "tests/filters/filter_under_test.h"
+
+namespace zdr::tests {
+namespace {
+
+// Grants what the test says, and keeps what was asked.
+class FakeAllocator final : public IMemAllocator {
+ public:
+  HRESULT answer = S_OK;
+  LONG missing_buffers = 0;
+  LONG missing_bytes = 0;
+  int calls = 0;
+  ALLOCATOR_PROPERTIES asked{};
+
+  HRESULT SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override {
+    ++calls;
+    asked = *actual = *request;
+    actual->cBuffers -= missing_buffers;
+    actual->cbBuffer -= missing_bytes;
+    return answer;
+  }
+  HRESULT QueryInterface(REFIID, void** ppv) override { return *ppv = nullptr, E_NOINTERFACE; }
+  ULONG AddRef() override { return 1; }
+  ULONG Release() override { return 1; }
+  HRESULT GetProperties(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
+  HRESULT Commit() override { return E_NOTIMPL; }
+  HRESULT Decommit() override { return E_NOTIMPL; }
+  HRESULT GetBuffer(IMediaSample**, REFERENCE_TIME*, REFERENCE_TIME*, DWORD) override { return E_NOTIMPL; }
+  HRESULT ReleaseBuffer(IMediaSample*) override { return E_NOTIMPL; }
+};
+
+test::TrackDescription with_sizes(test::TrackDescription track, std::vector<uint32_t> sizes) {
+  track.sizes = std::move(sizes);
+  return track;
+}
+
+TEST(BufferSize, IsTheLargestSampleTenOfThemForAudio) {
+  const struct {
+    std::string name;
+    test::TrackDescription track;
+    LONG bytes;
+  } kCases[] = {
+      {"video", with_sizes(test::avc_track(3), {10, 900, 20}), 900},
+      {"AMR", with_sizes(test::amr_track(3), {13, 32, 6}), 320},
+      {"required: ten also where a sample carries one", with_sizes(qcelp_track(), {35, 20}), 350},
+      {"AAC, with the size table", with_sizes(test::aac_track(3), {100, 200, 50}), 2020},
+  };
+  for (const auto& each : kCases) {
+    FilterUnderTest under_test(each.track);
+    ASSERT_EQ(under_test.load_result(), S_OK) << each.name;
+    FakeAllocator allocator;
+    ALLOCATOR_PROPERTIES properties{.cBuffers = 7, .cbBuffer = 1, .cbAlign = 16, .cbPrefix = 3};
+    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), S_OK) << each.name;
+    EXPECT_EQ(allocator.asked.cBuffers, 4) << each.name;
+    EXPECT_EQ(allocator.asked.cbBuffer, each.bytes) << each.name;
+    EXPECT_EQ(allocator.asked.cbAlign, 16) << each.name;
+    EXPECT_EQ(allocator.asked.cbPrefix, 3) << each.name;
+  }
+}
+
+TEST(BufferSize, TakesNoLessThanItAskedFor) {
+  FilterUnderTest under_test(test::amr_track(3));
+  const struct {
+    HRESULT answer;
+    LONG missing_buffers;
+    LONG missing_bytes;
+    HRESULT expected;
+  } kCases[] = {
+      {VFW_E_ALREADY_COMMITTED, 0, 0, VFW_E_ALREADY_COMMITTED},
+      {S_OK, 1, 0, E_FAIL},
+      {S_OK, 0, 1, E_FAIL},
+      {S_OK, -1, -1, S_OK},
+      {S_FALSE, 0, 0, S_FALSE},
+  };
+  for (const auto& each : kCases) {
+    FakeAllocator allocator;
+    allocator.answer = each.answer;
+    allocator.missing_buffers = each.missing_buffers;
+    allocator.missing_bytes = each.missing_bytes;
+    ALLOCATOR_PROPERTIES properties{};
+    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), each.expected);
+  }
+}
+
+TEST(BufferSize, NeedsASampleSizeThatTheFileCanHold) {
+  test::TrackDescription lying = test::amr_track(2);
+  lying.replaced["stsz"] = test::constant_stsz(0xFFFFFFFF, 2);
+  const test::Bytes bytes = test::build_movie(lying).bytes;
+  FakeAllocator allocator;
+  ALLOCATOR_PROPERTIES properties{};
+  {
+    FilterUnderTest under_test;
+    ASSERT_EQ(under_test.load(bytes), S_OK);
+    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), S_OK);
+    EXPECT_EQ(allocator.asked.cbBuffer, static_cast<LONG>(bytes.size() * 10));
+  }
+  {
+    FilterUnderTest under_test;
+    const auto path = under_test.folder / "large.mp4";
+    write_file(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    std::filesystem::resize_file(path, 300'000'000);  // ten of that size are more than a LONG can tell
+    ASSERT_EQ(under_test.load(path), S_OK);
+    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), E_OUTOFMEMORY);
+  }
+  FilterUnderTest under_test(test::amr_track(3, 0));
+  ASSERT_EQ(under_test.load_result(), S_OK);
+  allocator.calls = 0;
+  EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), HRESULT{-1});
+  EXPECT_EQ(allocator.calls, 0);
+}
+
+}  // namespace
+}  // namespace zdr::tests

@@ -1,0 +1,76 @@
+#include "filters/source/mp4/conversions.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace zdr::mp4source {
+namespace {
+
+constexpr uint32_t kLargest = std::numeric_limits<uint32_t>::max();
+
+TEST(Conversions, DoublesTruncateTowardZeroAndKeepTheLow32Bits) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const struct {
+    double value;
+    uint32_t expected;
+  } kCases[] = {
+      {1668.99, 1668},
+      {0.99, 0},
+      {-0.99, 0},
+      {-1.5, kLargest},
+      {4294967296.0 + 7, 7},
+      {1e300, 0},
+      {kInfinity, 0},
+      {-kInfinity, 0},
+      {std::nan(""), 0},
+      {4294967295.0, kLargest},
+      {9.3e18, 0},
+      {-4294967297.0, kLargest},
+  };
+  for (const auto& each : kCases) EXPECT_EQ(trunc_to_u32(each.value), each.expected) << each.value;
+}
+
+TEST(Conversions, MediaTimesAreWholeMillisecondsInReferenceTime) {
+  EXPECT_EQ(media_time_to_whole_ms(1001, 600), 1668u);
+  EXPECT_EQ(ms_to_reference_time(1668), 16680000);
+  EXPECT_EQ(ms_to_reference_time(kLargest), 42949672950000);
+  EXPECT_EQ(ms_span_to_reference_time(media_time_to_ms(1502, 600) - media_time_to_ms(1001, 600)), 8350000);
+  EXPECT_EQ(ms_span_to_reference_time(-2.5), -20000);
+  EXPECT_EQ(media_time_to_whole_ms(kLargest, 90000), 47721858u);
+  // A track without a time scale has no times.
+  EXPECT_EQ(media_time_to_whole_ms(1001, 0), 0u);
+}
+
+TEST(Conversions, SeekTargetsSaturateInsteadOfWrapping) {
+  const struct {
+    REFERENCE_TIME target;
+    uint32_t time_scale;
+    uint32_t expected;
+  } kCases[] = {
+      {0, 600, 0},
+      {9999, 600, 0},         // below a millisecond
+      {16689999, 600, 1000},  // 1668 ms * 600 / 1000 = 1000.8
+      {10000000, 44100, 44100},
+      {-10000000, 44100, 0},
+      {std::numeric_limits<REFERENCE_TIME>::min(), 1, 0},
+      {std::numeric_limits<REFERENCE_TIME>::max(), 1, kLargest},
+      {std::numeric_limits<REFERENCE_TIME>::max(), kLargest, kLargest},
+      {10000000, 0, 0},
+      {REFERENCE_TIME{kLargest} * 10000000, 1, kLargest},
+  };
+  for (const auto& each : kCases) {
+    EXPECT_EQ(seek_media_time(each.target, each.time_scale), each.expected) << each.target;
+  }
+}
+
+TEST(Conversions, PositionsWrap) {
+  constexpr REFERENCE_TIME kMax = std::numeric_limits<REFERENCE_TIME>::max();
+  constexpr REFERENCE_TIME kMin = std::numeric_limits<REFERENCE_TIME>::min();
+  EXPECT_EQ(wrapping_add(kMax, 1), kMin);
+  EXPECT_EQ(wrapping_sub(kMin, 1), kMax);
+  EXPECT_EQ(wrapping_sub(5, 7), -2);
+}
+
+}  // namespace
+}  // namespace zdr::mp4source

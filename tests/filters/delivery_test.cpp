@@ -1,0 +1,309 @@
+// What the worker's function puts into each sample, against a plain computation from the track's description.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "filters/source/mp4/first_sample.h"
+#include "tests/filters/codec_tracks.h"
+#include "tests/filters/filter_under_test.h"
+
+namespace zdr::tests {
+namespace {
+
+using mp4source::rearm_first_sample_marks;
+using test::Bytes;
+using test::TrackDescription;
+
+struct Delivered {
+  REFERENCE_TIME start = 0;
+  REFERENCE_TIME stop = 0;
+  bool sync = false;
+  Bytes data;
+  bool operator==(const Delivered&) const = default;
+};
+std::ostream& operator<<(std::ostream& out, const Delivered& each) {
+  return out << each.start << '-' << each.stop << (each.sync ? " sync " : " ") << each.data.size()
+             << " bytes";
+}
+
+constexpr LONG kRoom = 100000;
+
+std::vector<Delivered> play(FilterUnderTest& under_test, LONG room = kRoom) {
+  std::vector<Delivered> delivered;
+  FakeSample sample(room);
+  while (under_test.fill(0, sample) == S_OK) {
+    delivered.push_back({sample.start, sample.stop, sample.sync, sample.data()});
+  }
+  return delivered;
+}
+
+std::vector<Delivered> play(const TrackDescription& track, LONG room = kRoom) {
+  FilterUnderTest under_test(track);
+  EXPECT_EQ(under_test.load_result(), S_OK);
+  return play(under_test, room);
+}
+
+// --- The plain computation ---------------------------------------------------------------------------------
+
+int64_t duration_of(const TrackDescription& track, size_t index) {
+  return track.durations.empty() ? 100 : track.durations[std::min(index, track.durations.size() - 1)];
+}
+
+// Milliseconds before truncation of every sample, and of the end.
+std::vector<double> times_ms(const TrackDescription& track) {
+  std::vector<double> times;
+  int64_t time = 0;
+  for (size_t i = 0; i <= track.sizes.size(); ++i) {
+    times.push_back(static_cast<double>(time) * 1000.0 / track.time_scale);
+    time += duration_of(track, i);
+  }
+  return times;
+}
+
+REFERENCE_TIME whole_ms(double ms) {
+  return static_cast<int64_t>(ms) * 10000;
+}
+
+std::vector<Delivered> expected_video(const TrackDescription& track) {
+  const std::vector<double> times = times_ms(track);
+  const size_t count = track.sizes.size();
+  const double end_ms = std::floor(times[count]);
+  std::vector<Delivered> expected;
+  for (size_t i = 0; i < count && whole_ms(times[i]) <= whole_ms(end_ms); ++i) {
+    const REFERENCE_TIME start = whole_ms(times[i]);
+    const auto number = static_cast<uint32_t>(i + 1);
+    REFERENCE_TIME length = whole_ms(times[i + 1] - times[i]);
+    // The last one lasts a period of the frame rate.
+    if (i + 1 == count)
+      length = end_ms == 0 ? 1 : whole_ms(1000.0 / (static_cast<double>(count) / (end_ms / 1000.0)));
+    const bool sync = track.sync_samples.empty() || std::ranges::count(track.sync_samples, number) > 0;
+    expected.push_back({start, start + length, sync, test::sample_content(1, number, track.sizes[i])});
+  }
+  return expected;
+}
+
+std::vector<Delivered> expected_audio(const TrackDescription& track, size_t units_per_sample,
+                                      bool size_table) {
+  const std::vector<double> times = times_ms(track);
+  std::vector<Delivered> expected;
+  for (size_t i = 0; i < track.sizes.size(); i += units_per_sample) {
+    const REFERENCE_TIME start = whole_ms(times[i]);
+    Delivered group{start, start + 1, true, {}};
+    Bytes table(20, 0);
+    for (size_t k = 0; k < units_per_sample && i + k < track.sizes.size(); ++k) {
+      const uint32_t size = track.sizes[i + k];
+      group.data =
+          test::concat({group.data, test::sample_content(1, static_cast<uint32_t>(i + k + 1), size)});
+      table[2 * k] = static_cast<uint8_t>(size);
+      table[2 * k + 1] = static_cast<uint8_t>(size >> 8);
+    }
+    if (size_table) group.data = test::concat({group.data, table});
+    expected.push_back(group);
+  }
+  return expected;
+}
+
+// Tracks of random length and timing; `seed` makes them repeatable.
+TrackDescription randomised(TrackDescription track, uint32_t seed) {
+  std::mt19937 random(seed);
+  const auto pick = [&](uint32_t low, uint32_t high) {
+    return std::uniform_int_distribution<uint32_t>(low, high)(random);
+  };
+  track.time_scale = std::vector<uint32_t>{1, 90, 600, 1000, 8000, 11025, 30000, 90000}[pick(0, 7)];
+  track.sizes.assign(pick(1, 60), 0);
+  track.durations.assign(track.sizes.size(), 0);
+  track.samples_per_chunk = {pick(1, 4), pick(1, 7), pick(1, 3)};
+  for (uint32_t& size : track.sizes) size = pick(1, 700);
+  for (uint32_t& duration : track.durations) duration = pick(0, track.time_scale / 5);
+  for (uint32_t i = 1; i <= track.sizes.size(); i += pick(1, 9)) track.sync_samples.push_back(i);
+  return track;
+}
+
+// --- Whole tracks ------------------------------------------------------------------------------------------
+
+TEST(Delivery, OfVideoIsAFrameASample) {
+  for (uint32_t seed = 0; seed < 60; ++seed) {
+    const TrackDescription track = randomised(seed % 2 == 0 ? test::avc_track(1) : h263_track(1), seed);
+    EXPECT_EQ(play(track), expected_video(track)) << "seed " << seed;
+  }
+}
+
+TEST(Delivery, OfAudioIsTenUnitsASample) {
+  const struct {
+    std::string name;
+    TrackDescription track;
+    size_t units;
+    bool size_table;
+  } kCases[] = {
+      {"AMR", test::amr_track(1), 10, false},
+      {"AMR-WB", amr_wb_track(1), 10, false},
+      {"AC-3", ac3_track(), 10, false},
+      {"E-AC-3", eac3_track(), 10, false},
+      {"AAC", test::aac_track(1), 10, true},
+      {"required: QCELP one by one", qcelp_track(1), 1, false},
+      {"required: EVRC one by one", evrc_track(1), 1, false},
+  };
+  for (const auto& each : kCases) {
+    for (uint32_t seed = 0; seed < 12; ++seed) {
+      TrackDescription track = randomised(each.track, seed);
+      track.sync_samples.clear();
+      EXPECT_EQ(play(track), expected_audio(track, each.units, each.size_table)) << each.name << seed;
+    }
+  }
+}
+
+TEST(Delivery, EndsAnAacGroupWithTheSizesOfItsUnits) {
+  TrackDescription track = test::aac_track(3);
+  track.sizes = {300, 310, 290};
+  const std::vector<Delivered> delivered = play(track);
+  ASSERT_EQ(delivered.size(), 1u);
+  ASSERT_EQ(delivered[0].data.size(), 920u);
+  const Bytes table(delivered[0].data.end() - 20, delivered[0].data.end());
+  EXPECT_EQ(table, test::concat({{0x2C, 1, 0x36, 1, 0x22, 1}, Bytes(14, 0)}));
+}
+
+TEST(Delivery, RequiredSizeTableHas16BitsAnEntry) {
+  TrackDescription track = test::aac_track(1);
+  track.sizes = {65536 + 258};
+  const std::vector<Delivered> delivered = play(track);
+  ASSERT_EQ(delivered.size(), 1u);
+  const Bytes table(delivered[0].data.end() - 20, delivered[0].data.end());
+  EXPECT_EQ(table, test::concat({{2, 1}, Bytes(18, 0)}));
+}
+
+TEST(Delivery, TruncatesTimesToMilliseconds) {
+  TrackDescription track = test::avc_track(4);
+  track.time_scale = 600;
+  track.durations = {1001, 501, 100};
+  const std::vector<Delivered> delivered = play(track);
+  ASSERT_EQ(delivered.size(), 4u);
+  EXPECT_EQ(delivered[1].start, 16680000);
+  EXPECT_EQ(delivered[1].stop, 16680000 + 8350000);
+}
+
+// --- Ends and odd tables -----------------------------------------------------------------------------------
+
+TEST(Delivery, RequiredIsoStreamsStopBehindTheStopPositionNotAtIt) {
+  TrackDescription last_at_end = test::avc_track(3);
+  last_at_end.durations = {100, 100, 0};
+  EXPECT_EQ(play(last_at_end).size(), 3u);
+
+  TrackDescription version_1 = test::avc_track(5);  // plays for 0 ms
+  version_1.header_version = 1;
+  EXPECT_EQ(play(version_1).size(), 1u);
+}
+
+TEST(Delivery, RequiredEditShiftMovesTheTailBeyondTheStopPosition) {
+  TrackDescription shifted = test::avc_track(10);  // 1000 ms
+  shifted.edits = {{.segment_duration = 150, .media_time = -1}, {.segment_duration = 1000, .media_time = 0}};
+  const std::vector<Delivered> delivered = play(shifted);
+  ASSERT_EQ(delivered.size(), 9u);
+  EXPECT_EQ(delivered[0].start, 1500000);
+}
+
+TEST(Delivery, RequiredSampleBehindTheTimeTableGoesByTheOneBefore) {
+  TrackDescription track = test::avc_track(4);
+  track.edits = {{.segment_duration = 7, .media_time = -1}, {.segment_duration = 400, .media_time = 0}};
+  track.replaced["stts"] = test::stts({{2, 100}});
+  const std::vector<Delivered> delivered = play(track);
+  ASSERT_EQ(delivered.size(), 4u);
+  // Samples 1 and 2 by the table; then the shift is added once a sample.
+  EXPECT_EQ(delivered[1].start, 1070000);
+  EXPECT_EQ(delivered[2].start, 1140000);
+  EXPECT_EQ(delivered[3].start, 1210000);
+}
+
+TEST(Delivery, LastFrameWithoutFrameRateLastsOneUnit) {
+  TrackDescription track = test::avc_track(1);
+  track.replaced["mdhd"] = test::mdhd({.duration = 0});
+  track.replaced["tkhd"] = test::tkhd({.duration = 0});
+  const std::vector<Delivered> delivered = play(track);
+  ASSERT_EQ(delivered.size(), 1u);
+  EXPECT_EQ(delivered[0].stop, 1);
+}
+
+TEST(Delivery, ReadsNothingThatDoesNotFit) {
+  TrackDescription video = test::avc_track(3);
+  video.sizes = {20, 21, 20};
+  EXPECT_EQ(play(video, 20).size(), 1u);
+
+  // The units that fit are delivered, without a byte for the next one.
+  TrackDescription amr = test::amr_track(12);
+  EXPECT_EQ(play(amr, 32 * 4 + 31)[0].data.size(), 32u * 4);
+  TrackDescription aac = test::aac_track(12);
+  EXPECT_EQ(play(aac, 24 * 4 + 19)[0].data.size(), 24u * 3 + 20);
+  EXPECT_TRUE(play(aac, 24 + 19).empty());
+  EXPECT_TRUE(play(aac, 10).empty());
+}
+
+TEST(Delivery, RequiredBadUnitEndsItsGroupAndIsSkipped) {
+  TrackDescription track = test::amr_track(30);
+  std::vector<uint64_t> offsets;
+  const test::BuiltMovie good = test::build_movie(track);
+  for (const uint64_t offset : good.sample_offsets[0]) offsets.push_back(offset);
+  offsets[13] = 1u << 30;
+  track.replaced["stco"] = test::stco(offsets);
+  std::vector<size_t> sizes;
+  for (const Delivered& each : play(track)) sizes.push_back(each.data.size() / 32);
+  EXPECT_EQ(sizes, (std::vector<size_t>{10, 3, 10, 6}));
+
+  // As the first of a group it ends the stream.
+  offsets = good.sample_offsets[0];
+  offsets[10] = 1u << 30;
+  track.replaced["stco"] = test::stco(offsets);
+  FilterUnderTest under_test(track);
+  EXPECT_EQ(play(under_test).size(), 1u);
+  // What plays on afterwards begins behind it.
+  const std::vector<Delivered> rest = play(under_test);
+  ASSERT_EQ(rest.size(), 2u);
+  EXPECT_EQ(rest[0].start, 11 * 200000);
+}
+
+TEST(Delivery, OfEmptyUnits) {
+  TrackDescription video = test::avc_track(3);
+  video.sizes = {20, 0, 20};
+  EXPECT_EQ(play(video), expected_video(video));
+  TrackDescription audio = test::amr_track(12);
+  std::fill(audio.sizes.begin() + 10, audio.sizes.end(), 0);
+  EXPECT_EQ(play(audio).size(), 1u);
+}
+
+// --- Marks and failures ------------------------------------------------------------------------------------
+
+TEST(Delivery, RequiredFirstSampleOfTheProcessIsADiscontinuity) {
+  FilterUnderTest first(test::amr_track(30));
+  FilterUnderTest second(test::amr_track(30));
+  rearm_first_sample_marks();
+  std::vector<bool> marks;
+  for (FilterUnderTest* each : {&first, &first, &second}) {
+    FakeSample sample(kRoom);
+    EXPECT_EQ(each->fill(0, sample), S_OK);
+    marks.push_back(sample.discontinuity);
+  }
+  EXPECT_EQ(marks, (std::vector<bool>{true, false, false}));
+}
+
+TEST(Delivery, ARefusedMarkIsKeptForTheNextSample) {
+  for (HRESULT FakeSample::*refuse : {&FakeSample::set_discontinuity, &FakeSample::set_sync_point}) {
+    FilterUnderTest under_test(test::avc_track(3));
+    FakeSample refusing(kRoom);
+    refusing.*refuse = E_ACCESSDENIED;
+    EXPECT_EQ(under_test.fill(0, refusing), E_ACCESSDENIED);
+    FakeSample sample(kRoom);
+    EXPECT_EQ(under_test.fill(0, sample), S_OK);
+    EXPECT_TRUE(sample.discontinuity);
+    EXPECT_EQ(sample.start, 1000000);  // the first frame is passed over
+  }
+}
+
+TEST(Delivery, APointerThatIsRefusedIsAnError) {
+  FilterUnderTest under_test(test::avc_track(3));
+  FakeSample refusing(kRoom);
+  refusing.get_pointer = E_OUTOFMEMORY;
+  EXPECT_EQ(under_test.fill(0, refusing), E_OUTOFMEMORY);
+  EXPECT_EQ(play(under_test).size(), 2u);
+}
+
+}  // namespace
+}  // namespace zdr::tests

@@ -1,0 +1,55 @@
+// FilterUnderTest: the source filter as a host gets it, from the module's class factory, with files that the
+// test describes. Its pins can be asked for single samples, without threads, or played into sinks
+// (sink_graph.h).
+#pragma once
+
+#include <com_ptr.h>
+#include <streams.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "filters/source/mp4/mp4_source.h"
+#include "tests/filters/fake_sample.h"
+#include "tests/support/movie_builder.h"
+#include "tests/support/temp_folder.h"
+
+namespace zdr::tests {
+
+using mp4source::CZanMP4SourceOutputPin;
+
+class FilterUnderTest {
+ public:
+  // Makes the filter; nothing is loaded.
+  FilterUnderTest();
+  // Loads the movie as `file_name`.
+  explicit FilterUnderTest(const test::MovieDescription& movie, std::string_view file_name = "clip.mp4");
+  explicit FilterUnderTest(const test::TrackDescription& track)
+      : FilterUnderTest(test::MovieDescription{.tracks = {track}}) {}
+
+  // Writes the bytes under that name, and loads them.
+  HRESULT load(const test::Bytes& bytes, std::string_view file_name = "clip.mp4");
+  HRESULT load(const std::filesystem::path& path);
+  HRESULT load_result() const { return load_result_; }
+
+  // In the filter's order.
+  std::vector<std::string> pin_names();
+  int pin_count() { return static_cast<int>(pin_names().size()); }
+  CZanMP4SourceOutputPin& pin(int index);
+  com::ComPtr<IMediaSeeking> seeking(int index);
+
+  // One call of the worker's function on that pin; the worker itself does not run.
+  HRESULT fill(int pin_index, IMediaSample& sample);
+
+  com::ComPtr<IBaseFilter> filter;
+  com::ComPtr<IFileSourceFilter> file_source;
+  TempFolder folder;
+
+ private:
+  HRESULT load_result_ = S_OK;
+};
+
+std::u16string wide(std::string_view ascii);
+
+}  // namespace zdr::tests

@@ -1,0 +1,169 @@
+// Loading: which file gives which pins, and how a failure is told.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "tests/filters/filter_under_test.h"
+
+namespace zdr::tests {
+namespace {
+
+using test::aac_track;
+using test::amr_track;
+using test::avc_track;
+using test::Bytes;
+using test::MovieDescription;
+using test::TrackDescription;
+using ::testing::Test;
+
+TrackDescription unknown_video() {
+  TrackDescription track = avc_track(3);
+  track.sample_entries = {test::video_entry("hev1", 176, 144)};
+  return track;
+}
+
+TrackDescription with_time_scale(TrackDescription track, uint32_t time_scale) {
+  track.time_scale = time_scale;
+  return track;
+}
+
+TEST(Load, MakesAPinForTheFirstTrackOfEachKind) {
+  const struct {
+    std::string name;
+    std::vector<TrackDescription> tracks;
+    HRESULT result;
+    std::vector<std::string> pins;
+  } kCases[] = {
+      {"video in front", {avc_track(3), amr_track(3)}, S_OK, {"Audio0", "Video0"}},
+      {"two of each", {amr_track(3), avc_track(3), amr_track(5), avc_track(5)}, S_OK, {"Audio0", "Video0"}},
+      {"audio alone", {amr_track(3)}, S_OK, {"Audio0"}},
+      {"video alone", {avc_track(3)}, S_OK, {"Video0"}},
+      {"no codec for the video", {unknown_video(), amr_track(3)}, S_OK, {"Audio0"}},
+      {"no codec at all", {unknown_video()}, VFW_E_INVALID_FILE_FORMAT, {}},
+      // Only the first track of a kind is ever tried.
+      {"second video playable", {unknown_video(), avc_track(3)}, VFW_E_INVALID_FILE_FORMAT, {}},
+      {"no tracks", {}, VFW_E_INVALID_FILE_FORMAT, {}},
+  };
+  for (const auto& each : kCases) {
+    FilterUnderTest under_test(MovieDescription{.tracks = each.tracks});
+    EXPECT_EQ(under_test.load_result(), each.result) << each.name;
+    EXPECT_EQ(under_test.pin_names(), each.pins) << each.name;
+  }
+}
+
+TEST(Load, TellsMissingFilesFromUnusableOnesWhateverTheExtension) {
+  const Bytes movie = test::build_movie(amr_track(3)).bytes;
+  const Bytes junk(64, 0x55);
+  const struct {
+    std::string name;
+    const Bytes* content;  // null: no such file
+    HRESULT result;
+  } kCases[] = {
+      {"clip.mp4", nullptr, VFW_E_NOT_FOUND},
+      {"clip.aac", nullptr, VFW_E_NOT_FOUND},
+      {"clip.txt", nullptr, VFW_E_NOT_FOUND},
+      {"nowhere/clip.mp4", nullptr, VFW_E_NOT_FOUND},
+      {"clip.MP4", &movie, S_OK},
+      {"clip.3gpa-DRM", &movie, S_OK},
+      // The content is an ISO file, but the name says otherwise.
+      {"clip.mp4.bak", &movie, VFW_E_INVALID_FILE_FORMAT},
+      {"clip", &movie, VFW_E_INVALID_FILE_FORMAT},
+      {"clip.aac", &movie, VFW_E_INVALID_FILE_FORMAT},
+      {"clip.mp4", &junk, VFW_E_INVALID_FILE_FORMAT},
+  };
+  for (const auto& each : kCases) {
+    FilterUnderTest under_test;
+    SetLastError(ERROR_FILE_NOT_FOUND);  // of an earlier call: must not be taken for this one's
+    const HRESULT result = each.content != nullptr ? under_test.load(*each.content, each.name)
+                                                   : under_test.load(under_test.folder / each.name);
+    EXPECT_EQ(result, each.result) << each.name;
+  }
+}
+
+TEST(Load, MayBeTriedAgainUntilItSucceeds) {
+  FilterUnderTest under_test;
+  const Bytes movie = test::build_movie(amr_track(3)).bytes;
+  EXPECT_EQ(under_test.file_source->Load(nullptr, nullptr), E_POINTER);
+  EXPECT_EQ(under_test.load(under_test.folder / "missing.mp4"), VFW_E_NOT_FOUND);
+  EXPECT_EQ(under_test.load(test::build_movie(unknown_video()).bytes), VFW_E_INVALID_FILE_FORMAT);
+  EXPECT_EQ(under_test.load(movie), S_OK);
+  EXPECT_EQ(under_test.load(movie), E_UNEXPECTED);
+  EXPECT_EQ(under_test.pin_names(), std::vector<std::string>{"Audio0"});
+}
+
+TEST(Load, RequiredGetCurFileGivesNoNameBeforeLoadAndTheNameAfterAFailedOne) {
+  FilterUnderTest under_test;
+  AM_MEDIA_TYPE type;
+  std::memset(&type, 0x55, sizeof type);
+  LPOLESTR name = const_cast<LPOLESTR>(u"untouched");
+  EXPECT_EQ(under_test.file_source->GetCurFile(nullptr, &type), E_POINTER);
+  EXPECT_EQ(under_test.file_source->GetCurFile(&name, &type), S_OK);
+  EXPECT_EQ(name, nullptr);
+  EXPECT_EQ(type.majortype, GUID_NULL);
+  EXPECT_EQ(type.pbFormat, nullptr);
+
+  const std::filesystem::path missing = under_test.folder / "missing.mp4";
+  EXPECT_EQ(under_test.load(missing), VFW_E_NOT_FOUND);
+  EXPECT_EQ(under_test.file_source->GetCurFile(&name, nullptr), S_OK);
+  EXPECT_EQ(std::u16string(name), wide(missing.string()));
+  CoTaskMemFree(name);
+}
+
+TEST(Load, DurationIsThatOfTheLongestPin) {
+  const TrackDescription one_second = amr_track(50);
+  const TrackDescription three_frames = avc_track(3);  // 300 ms
+  TrackDescription version_1 = avc_track(3);           // its duration reads as 0; the track header's too
+  version_1.header_version = 1;
+  TrackDescription movie_units = avc_track(3);  // 300 in the movie's scale, divided by the track's
+  movie_units.time_scale = 600;
+  movie_units.replaced["mdhd"] = test::mdhd({.time_scale = 600, .duration = 0});
+  const struct {
+    std::string name;
+    std::vector<TrackDescription> tracks;
+    REFERENCE_TIME expected;
+    REFERENCE_TIME first_pin_stop;
+  } kCases[] = {
+      {"audio longer", {one_second, three_frames}, 10000000, 10000000},
+      {"video longer", {amr_track(5), three_frames}, 3000000, 1000000},
+      {"required: version 1", {version_1}, 0, 0},
+      {"required: track duration in media units", {movie_units}, 5000000, 5000000},
+      {"no time scale", {with_time_scale(avc_track(3), 0)}, 0, 0},
+      {"truncated to milliseconds", {with_time_scale(avc_track(1), 600)}, 1660000, 1660000},
+  };
+  for (const auto& each : kCases) {
+    FilterUnderTest under_test(MovieDescription{.tracks = each.tracks});
+    ASSERT_EQ(under_test.load_result(), S_OK) << each.name;
+    LONGLONG duration = -1;
+    LONGLONG stop = -1;
+    const auto seeking = under_test.seeking(0);
+    EXPECT_EQ(seeking->GetDuration(&duration), S_OK);
+    EXPECT_EQ(duration, each.expected) << each.name;
+    // Each pin stops at its own end.
+    EXPECT_EQ(seeking->GetStopPosition(&stop), S_OK);
+    EXPECT_EQ(stop, each.first_pin_stop) << each.name;
+  }
+}
+
+TEST(Load, FilterAnswersForTheInterfacesOfAFileSource) {
+  FilterUnderTest under_test(amr_track(3));
+  com::ComPtr<IUnknown> found;
+  EXPECT_EQ(under_test.filter->QueryInterface(IID_IMediaSeeking, found.out_void()), E_NOINTERFACE);
+  EXPECT_EQ(under_test.filter->QueryInterface(IID_IFileSourceFilter, found.out_void()), S_OK);
+  CLSID clsid{};
+  EXPECT_EQ(under_test.filter->GetClassID(&clsid), S_OK);
+  EXPECT_EQ(clsid, mp4source::kClsidSourceFilter);
+  EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
+}
+
+TEST(Load, LeavesNothingBehind) {
+  {
+    FilterUnderTest loaded(MovieDescription{.tracks = {amr_track(3), avc_track(3)}});
+    FilterUnderTest failed(unknown_video());
+    FilterUnderTest never_loaded;
+  }
+  EXPECT_EQ(DllCanUnloadNow(), S_OK);
+}
+
+}  // namespace
+}  // namespace zdr::tests

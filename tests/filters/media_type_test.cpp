@@ -1,0 +1,195 @@
+// The media type of every codec, to the byte.
+#include <gtest/gtest.h>
+
+#include <debug_output.h>
+
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "filters/source/mp4/media_type.h"
+#include "tests/filters/codec_tracks.h"
+#include "tests/filters/filter_under_test.h"
+
+namespace zdr::tests {
+namespace {
+
+using namespace mp4source;
+using test::Bytes;
+using test::TrackDescription;
+
+// Little-endian, as a format block lies in memory.
+Bytes little(std::initializer_list<std::pair<int, uint64_t>> fields) {
+  Bytes bytes;
+  for (const auto& [size, value] : fields) {
+    for (int i = 0; i < size; ++i) bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
+  }
+  return bytes;
+}
+
+Bytes video_block(uint32_t bitrate, uint32_t time_per_frame, uint16_t width, uint16_t height,
+                  std::string_view compression, const Bytes& extra, uint32_t told_extra) {
+  Bytes block = little({{8, 0},
+                        {8, 0},
+                        {8, 0},
+                        {8, 0},
+                        {4, bitrate},
+                        {4, 0},
+                        {8, time_per_frame},
+                        {4, 40 + told_extra},
+                        {4, width},
+                        {4, height},
+                        {2, 1},
+                        {2, 0}});
+  block.insert(block.end(), compression.begin(), compression.end());
+  return test::concat({block, Bytes(20, 0), extra});
+}
+
+Bytes video_block(uint32_t bitrate, uint16_t width, uint16_t height, std::string_view compression,
+                  const Bytes& extra) {
+  return video_block(bitrate, 1000000, width, height, compression, extra,
+                     static_cast<uint32_t>(extra.size()));
+}
+
+Bytes wave_block(uint16_t tag, uint16_t channels, uint32_t rate, uint32_t average, uint16_t align,
+                 uint16_t extra_size, const Bytes& extra = {}) {
+  return test::concat(
+      {little({{2, tag}, {2, channels}, {4, rate}, {4, average}, {2, align}, {2, 0}, {2, extra_size}}),
+       extra});
+}
+
+Bytes block_of(const CMediaType& type) {
+  return {type.pbFormat, type.pbFormat + type.cbFormat};
+}
+
+TEST(MediaType, OfEveryCodec) {
+  // Ten frames a second; the bitrate leaves the last of the ten frames of 20 bytes out.
+  constexpr uint32_t kMeasuredBitrate = 9 * 20 * 8;
+  const Bytes first_frame = test::sample_content(1, 1, 20);
+  const Bytes avc_extra = {3, 0, 0, 4, 0x67, 0x42, 0xC0, 0x1E, 0, 2, 0x68, 0xCE};
+  const struct {
+    std::string name;
+    TrackDescription track;
+    GUID subtype;
+    GUID format_type;
+    Bytes block;
+  } kCases[] = {
+      {"MPEG-4 visual", mpeg4_visual_track(), kSubtypeMpeg4Visual, FORMAT_VideoInfo,
+       video_block(123456, 352, 288, "M4S2", test::concat({{0, 0, 1, 0xB0, 3}, first_frame}))},
+      {"H.263", h263_track(), kSubtypeH263, FORMAT_VideoInfo,
+       video_block(kMeasuredBitrate, 176, 144, "H263", first_frame)},
+      // The extra size does not tell the two bytes in front of the lists.
+      {"AVC", test::avc_track(10), kSubtypeAvc, FORMAT_VideoInfo,
+       video_block(kMeasuredBitrate, 1000000, 176, 144, "H264", avc_extra, 10)},
+      {"AMR", test::amr_track(10), kSubtypeAmrNarrowBand, FORMAT_WaveFormatEx,
+       wave_block(0x7A22, 1, 8000, 0, 4, 0)},
+      {"AMR-WB", amr_wb_track(), kSubtypeAmrWideBand, FORMAT_WaveFormatEx,
+       wave_block(0x7A22, 1, 16000, 0, 4, 0)},
+      {"QCELP", qcelp_track(), kSubtypeQcelp, kFormatQcelp, wave_block(0xF7, 1, 8000, 0, 4, 0)},
+      {"QCELP in MPEG-4", mpeg4_qcelp_track(), kSubtypeQcelp, kFormatQcelp,
+       wave_block(0xF7, 1, 8000, 13300, 4, 2, {0x51, 0x4C})},
+      {"EVRC", evrc_track(), kSubtypeEvrc, kFormatEvrc, wave_block(0xF9, 1, 8000, 0, 4, 0)},
+      {"AC-3", ac3_track(), kSubtypeDolbyAc3, FORMAT_WaveFormatEx,
+       wave_block(0x2000, 6, 48000, 48000, 1536, 18)},
+      {"E-AC-3", eac3_track(), kSubtypeDolbyAc3, FORMAT_WaveFormatEx,
+       wave_block(0x2000, 2, 44100, 44100, 1536, 18)},
+  };
+  for (const auto& each : kCases) {
+    SCOPED_TRACE(each.name);
+    FilterUnderTest under_test(each.track);
+    ASSERT_EQ(under_test.load_result(), S_OK);
+    CZanMP4SourceOutputPin& pin = under_test.pin(0);
+    const bool is_video = each.track.handler == "vide";
+    // A block of the same length that is there already must not shine through.
+    CMediaType type;
+    std::memset(type.AllocFormatBuffer(static_cast<ULONG>(each.block.size())), 0x55, each.block.size());
+    ASSERT_EQ(pin.GetMediaType(0, &type), S_OK);
+    EXPECT_EQ(type.majortype, is_video ? MEDIATYPE_Video : MEDIATYPE_Audio);
+    EXPECT_EQ(type.subtype, each.subtype);
+    EXPECT_EQ(type.formattype, each.format_type);
+    EXPECT_EQ(type.bTemporalCompression != FALSE, is_video);
+    EXPECT_EQ(type.bFixedSizeSamples != FALSE, !is_video);
+    EXPECT_EQ(block_of(type), each.block);
+    EXPECT_EQ(pin.CheckMediaType(&type), S_OK);
+    EXPECT_EQ(pin.GetMediaType(1, &type), VFW_S_NO_MORE_ITEMS);
+    EXPECT_EQ(pin.GetMediaType(-1, &type), E_INVALIDARG);
+  }
+}
+
+TEST(MediaType, PinsOfOtherCodecsExistAndOfferNothing) {
+  const struct {
+    std::string name;
+    TrackDescription track;
+  } kCases[] = {
+      {"MP3", audio_track(test::audio_entry(".mp3", 2, 44100))},
+      {"AMR-WB+", speech_track("sawp", test::dawp(0x5A414E44, 1))},
+      {"SMV", speech_track("ssmv", test::speech_configuration("dsmv", 0x5A414E44, 1, 1))},
+      {"MPEG-1 video",
+       video_track(test::video_entry("mp4v", 16, 16, test::esds({.object_type = 0x6A, .stream_type = 4})))},
+  };
+  for (const auto& each : kCases) {
+    FilterUnderTest under_test(each.track);
+    ASSERT_EQ(under_test.load_result(), S_OK) << each.name;
+    CMediaType type;
+    EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), kTypeNotBuilt) << each.name;
+  }
+}
+
+TEST(MediaType, NeedsAReadableFirstSample) {
+  for (TrackDescription track : {mpeg4_visual_track(), h263_track(), ac3_track()}) {
+    track.replaced["stco"] = test::stco(std::vector<uint64_t>(10, 1u << 20));  // far behind the end
+    FilterUnderTest under_test(track);
+    ASSERT_EQ(under_test.load_result(), S_OK);
+    CMediaType type;
+    EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), kTypeNotBuilt);
+  }
+}
+
+TEST(MediaType, RequiredAvcBlockSizeWrapsAt64KiB) {
+  constexpr size_t kUnitLength = 65441;  // with its length field 3 bytes short of the wrap
+  for (const size_t more : {0u, 2u, 3u, 100u}) {
+    TrackDescription track = test::avc_track(2);
+    track.sample_entries = {test::video_entry(
+        "avc1", 176, 144, test::avcc({.sps = {Bytes(kUnitLength, 7)}, .pps = {Bytes(more, 8)}}))};
+    FilterUnderTest under_test(track);
+    ASSERT_EQ(under_test.load_result(), S_OK);
+    CMediaType type;
+    const size_t list_bytes = kUnitLength + more + 4;
+    const size_t block_bytes = (list_bytes + 90) % 65536;
+    const HRESULT hr = under_test.pin(0).GetMediaType(0, &type);
+    if (block_bytes < 90) {
+      EXPECT_EQ(hr, kTypeNotBuilt) << more;
+      continue;
+    }
+    ASSERT_EQ(hr, S_OK) << more;
+    EXPECT_EQ(type.cbFormat, block_bytes) << more;
+    // biSize tells the whole length all the same.
+    EXPECT_EQ(reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader.biSize, 40 + list_bytes);
+  }
+}
+
+TEST(MediaType, FrameRateIsThatOverTheLongerTrack) {
+  const struct {
+    std::string name;
+    std::vector<TrackDescription> tracks;
+    REFERENCE_TIME time_per_frame;
+  } kCases[] = {
+      {"video alone, 10 frames in 1 s", {test::avc_track(10)}, 1000000},
+      {"required: audio of 4 s", {test::avc_track(10), test::amr_track(200)}, 4000000},
+      {"audio of 20 ms", {test::avc_track(10), test::amr_track(1)}, 1000000},
+      {"unknown duration",
+       {[] {
+         TrackDescription track = test::avc_track(10);
+         track.replaced["mdhd"] = test::mdhd({.duration = 0});
+         return track;
+       }()},
+       0},
+  };
+  for (const auto& each : kCases) {
+    FilterUnderTest under_test(test::MovieDescription{.tracks = each.tracks});
+    CMediaType type;
+    ASSERT_EQ(under_test.pin(under_test.pin_count() - 1).GetMediaType(0, &type), S_OK) << each.name;
+    const auto* header = reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat);
+    EXPECT_EQ(header->AvgTimePerFrame, each.time_per_frame) << each.name;
+  }
+}
+
+}  // namespace
+}  // namespace zdr::tests
