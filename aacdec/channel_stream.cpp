@@ -112,29 +112,6 @@ bool parse_spectral_run(BitReader& reader, int book, int start, int count, std::
                                 quantised.subspan(static_cast<size_t>(start), static_cast<size_t>(count)));
 }
 
-bool parse_spectral_data(BitReader& reader, const ScaleFactorBands& bands, ChannelStream& channel,
-                         std::span<int16_t> quantised) {
-  const IcsInfo& ics = channel.ics;
-  std::fill(quantised.begin(), quantised.end(), int16_t{0});
-  int group_start = 0;
-  for (int group = 0; group < ics.group_count; ++group) {
-    const int windows = ics.group_length[group];
-    for (int sfb = 0; sfb < ics.max_sfb;) {
-      const int book = channel.codebook[ics.band(group, sfb)];
-      const int end = run_end(channel, group, sfb);
-      if (book == kNoiseBook) channel.uses_noise = true;
-      if (is_spectral_book(book)) {
-        const int start = group_start + bands.offsets[sfb] * windows;
-        const int count = (bands.offsets[end] - bands.offsets[sfb]) * windows;
-        if (!parse_spectral_run(reader, book, start, count, quantised)) return false;
-      }
-      sfb = end;
-    }
-    group_start += windows * ics.window_length();
-  }
-  return true;
-}
-
 }  // namespace
 
 ScaleFactorBands scale_factor_bands(int sampling_index, bool short_windows) {
@@ -171,19 +148,44 @@ bool parse_ics_info(BitReader& reader, const StreamFormat& format, IcsInfo& ics,
   return true;
 }
 
-bool parse_channel_stream(BitReader& reader, const StreamFormat& format, bool common_window,
-                          ChannelStream& channel, std::span<int16_t> quantised) {
+bool parse_channel_side_info(BitReader& reader, const StreamFormat& format, bool common_window,
+                             ChannelStream& channel) {
   channel.global_gain = static_cast<uint8_t>(reader.read(8));
   if (!common_window && !parse_ics_info(reader, format, channel.ics, channel.ltp, nullptr)) return false;
   if (!parse_section_data(reader, channel)) return false;
   if (!parse_scale_factor_data(reader, channel)) return false;
 
   const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, channel.ics.is_short());
-  if (reader.read_bit() && !parse_pulse_data(reader, bands, channel.ics, channel.pulse)) return false;
-  if (reader.read_bit() && !parse_tns_data(reader, channel.ics, channel.tns)) return false;
+  const bool has_pulses = reader.read_bit();
+  if (has_pulses && !parse_pulse_data(reader, bands, channel.ics, channel.pulse)) return false;
+  const bool has_tns = reader.read_bit();
+  if (has_tns && !parse_tns_data(reader, channel.ics, channel.tns)) return false;
   // gain_control_data belongs to the SSR profile.
-  if (reader.read_bit()) return false;
-  if (!parse_spectral_data(reader, bands, channel, quantised)) return false;
+  const bool has_gain_control = reader.read_bit();
+  return !has_gain_control;
+}
+
+bool parse_spectral_data(BitReader& reader, const StreamFormat& format, ChannelStream& channel,
+                         std::span<int16_t> quantised) {
+  const IcsInfo& ics = channel.ics;
+  const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, ics.is_short());
+  std::fill(quantised.begin(), quantised.end(), int16_t{0});
+  int group_start = 0;
+  for (int group = 0; group < ics.group_count; ++group) {
+    const int windows = ics.group_length[group];
+    for (int sfb = 0; sfb < ics.max_sfb;) {
+      const int book = channel.codebook[ics.band(group, sfb)];
+      const int end = run_end(channel, group, sfb);
+      if (book == kNoiseBook) channel.uses_noise = true;
+      if (is_spectral_book(book)) {
+        const int start = group_start + bands.offsets[sfb] * windows;
+        const int count = (bands.offsets[end] - bands.offsets[sfb]) * windows;
+        if (!parse_spectral_run(reader, book, start, count, quantised)) return false;
+      }
+      sfb = end;
+    }
+    group_start += windows * ics.window_length();
+  }
   if (channel.pulse.present && !quantised.empty()) add_pulses(channel.pulse, bands, quantised);
   return true;
 }

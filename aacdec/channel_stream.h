@@ -131,10 +131,14 @@ struct StreamFormat {
 bool parse_ics_info(BitReader& reader, const StreamFormat& format, IcsInfo& ics, LtpData& ltp,
                     LtpData* second_ltp);
 
-// Reads individual_channel_stream; with `common_window` channel.ics has been read before. `quantised`
-// receives kFrameLength values, zeros included and pulses added; an empty span means that only the syntax is
-// followed.
-bool parse_channel_stream(BitReader& reader, const StreamFormat& format, bool common_window,
-                          ChannelStream& channel, std::span<int16_t> quantised);
+// Reads individual_channel_stream up to its spectral data; with `common_window` channel.ics has been read
+// before.
+bool parse_channel_side_info(BitReader& reader, const StreamFormat& format, bool common_window,
+                             ChannelStream& channel);
+
+// Reads spectral_data, the rest of individual_channel_stream. `quantised` receives kFrameLength values, zeros
+// included and pulses added; an empty span means that only the syntax is followed.
+bool parse_spectral_data(BitReader& reader, const StreamFormat& format, ChannelStream& channel,
+                         std::span<int16_t> quantised);
 
 }  // namespace zdr::aacdec

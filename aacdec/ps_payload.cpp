@@ -116,11 +116,16 @@ void skip_extension(BitReader& reader) {
 }
 
 // One kind of parameter of the whole frame, on 20 bands: as sent, then the last envelope again up to the
-// frame's end.
+// frame's end. The last one may come from before a change of the quantiser.
 void store_parameters(const SentParameters& sent, int envelopes, const int8_t* last, int bands,
-                      PsFrame& frame, int8_t (&stored)[kMaxPsEnvelopes][kPsBands]) {
-  for (int e = 0; e < envelopes; ++e) map_to_20_bands(sent[e], bands, stored[e]);
-  for (int e = envelopes; e < frame.envelope_count; ++e) map_to_20_bands(last, bands, stored[e]);
+                      const ParameterCoding& coding, PsFrame& frame,
+                      int8_t (&stored)[kMaxPsEnvelopes][kPsBands]) {
+  for (int e = 0; e < frame.envelope_count; ++e) {
+    map_to_20_bands(e < envelopes ? sent[e] : last, bands, stored[e]);
+    for (int8_t& value : stored[e]) {
+      value = std::clamp(value, static_cast<int8_t>(coding.lowest), static_cast<int8_t>(coding.highest));
+    }
+  }
 }
 
 // An envelope that holds the last parameters covers what the sent ones leave of the frame.
@@ -148,8 +153,9 @@ PsResult parse_ps_data(BitReader& reader, uint64_t bits, PsState& state, PsFrame
   SentParameters iid = {};
   SentParameters icc = {};
   frame.fine_iid = state.iid_mode >= kFineModes;
+  const ParameterCoding& iid_coding = frame.fine_iid ? kFineIid : kCoarseIid;
   if (state.enable_iid) {
-    parse_parameters(reader, frame.fine_iid ? kFineIid : kCoarseIid, iid_bands, envelopes, next.iid, iid);
+    parse_parameters(reader, iid_coding, iid_bands, envelopes, next.iid, iid);
   } else {
     std::fill(std::begin(next.iid), std::end(next.iid), int8_t{0});
   }
@@ -163,8 +169,8 @@ PsResult parse_ps_data(BitReader& reader, uint64_t bits, PsState& state, PsFrame
 
   state = next;
   complete_borders(frame);
-  store_parameters(iid, envelopes, state.iid, iid_bands, frame, frame.iid);
-  store_parameters(icc, envelopes, state.icc, icc_bands, frame, frame.icc);
+  store_parameters(iid, envelopes, state.iid, iid_bands, iid_coding, frame, frame.iid);
+  store_parameters(icc, envelopes, state.icc, icc_bands, kIcc, frame, frame.icc);
   frame.present = true;
   return PsResult::kParsed;
 }

@@ -80,8 +80,12 @@ class BlockParser {
     return tag == bound ? channels_ : -1;
   }
 
-  std::span<int16_t> quantised(int channel) {
-    return context_.keep_values ? std::span<int16_t>(frame_.quantised[channel]) : std::span<int16_t>();
+  bool parse_channel(int number, bool common_window) {
+    ChannelStream& channel = frame_.channel[number];
+    const auto quantised =
+        context_.keep_values ? std::span<int16_t>(frame_.quantised[number]) : std::span<int16_t>();
+    return parse_channel_side_info(reader_, context_.format, common_window, channel) &&
+           parse_spectral_data(reader_, context_.format, channel, quantised);
   }
 
   bool parse_single_channel() {
@@ -91,7 +95,7 @@ class BlockParser {
     frame_.channel[channel].begin();
     element_ = SbrElement{channel, false};
     ++channels_;
-    return parse_channel_stream(reader_, context_.format, false, frame_.channel[channel], quantised(channel));
+    return parse_channel(channel, false);
   }
 
   bool parse_channel_pair() {
@@ -104,10 +108,7 @@ class BlockParser {
     for (ChannelStream& channel : frame_.channel) channel.begin();
     if (!parse_common_window()) return false;
     for (int c = 0; c < kMaxChannels; ++c) {
-      if (!parse_channel_stream(reader_, context_.format, frame_.pair.common_window, frame_.channel[c],
-                                quantised(c))) {
-        return false;
-      }
+      if (!parse_channel(c, frame_.pair.common_window)) return false;
     }
     return true;
   }

@@ -1,0 +1,83 @@
+#include "tests/aacdec/adts_file.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace zdr::aacdec::test {
+namespace {
+
+constexpr size_t kHeaderBytes = 7;
+
+size_t id3_tag_bytes(const Bytes& data) {
+  if (data.size() < 10 || data[0] != 'I' || data[1] != 'D' || data[2] != '3') return 0;
+  return 10 + (size_t{data[6]} << 21 | size_t{data[7]} << 14 | size_t{data[8]} << 7 | data[9]);
+}
+
+size_t frame_bytes(const Bytes& data, size_t at) {
+  return (size_t{data[at + 3]} & 3) << 11 | size_t{data[at + 4]} << 3 | data[at + 5] >> 5;
+}
+
+bool is_sync(const Bytes& data, size_t at) {
+  return at + kHeaderBytes <= data.size() && data[at] == 0xFF && (data[at + 1] & 0xF6) == 0xF0;
+}
+
+// A frame, and behind it another one, the end of the file or a tag.
+bool is_frame(const Bytes& data, size_t at) {
+  if (!is_sync(data, at)) return false;
+  const size_t next = at + frame_bytes(data, at);
+  if (next < at + kHeaderBytes || next > data.size()) return false;
+  return next == data.size() || is_sync(data, next) || data[next] == 'T' || data[next] == 'I';
+}
+
+}  // namespace
+
+Bytes read_file(const std::filesystem::path& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(stream), {});
+}
+
+AdtsFile read_adts_file(const std::filesystem::path& path) {
+  const Bytes data = read_file(path);
+  AdtsFile file;
+  file.name = path.filename().string();
+  for (size_t at = id3_tag_bytes(data); at < data.size();) {
+    if (!is_frame(data, at)) {
+      ++at;
+      continue;
+    }
+    const auto begin = data.begin() + static_cast<std::ptrdiff_t>(at);
+    const size_t length = frame_bytes(data, at);
+    const std::ptrdiff_t header = (data[at + 1] & 1) != 0 ? 7 : 9;
+    file.profile = data[at + 2] >> 6;
+    file.sampling_index = data[at + 2] >> 2 & 15;
+    file.channel_configuration = (data[at + 2] & 1) << 2 | data[at + 3] >> 6;
+    const bool one_block = (data[at + 6] & 3) == 0;
+    if (one_block) {
+      file.frames.push_back(
+          {Bytes(begin, begin + header), Bytes(begin + header, begin + static_cast<int>(length))});
+    }
+    at += length;
+  }
+  return file;
+}
+
+AdtsFile sample(const std::string& name) {
+  return read_adts_file(std::filesystem::path(ZDR_SAMPLES_DIR) / name);
+}
+
+std::vector<AdtsFile> all_adts_files() {
+  std::vector<std::filesystem::path> folders{ZDR_SAMPLES_DIR};
+  if (const char* extra = std::getenv("ZDR_EXTRA_MEDIA")) folders.emplace_back(extra);
+  std::vector<AdtsFile> files;
+  for (const auto& folder : folders) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      if (entry.path().extension() != ".aac") continue;
+      AdtsFile file = read_adts_file(entry.path());
+      if (!file.frames.empty()) files.push_back(std::move(file));
+    }
+  }
+  return files;
+}
+
+}  // namespace zdr::aacdec::test

@@ -1,0 +1,160 @@
+// Damaged frames through measuring and through the parser that keeps its values: no fault under the
+// sanitizers, and nothing out of range in a record, whether the block was accepted or not.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+
+#include "aacdec/raw_data_block.h"
+#include "aacdec/sampling_rates.h"
+#include "aacdec/zd_aac_dec.h"
+#include "tests/aacdec/adts_file.h"
+
+namespace zdr::aacdec {
+namespace {
+
+using namespace test;
+
+constexpr int kRounds = 12000;
+
+void mutate(Bytes& data, std::mt19937& random) {
+  for (unsigned change = 1 + random() % 4; change > 0 && !data.empty(); --change) {
+    const size_t at = random() % data.size();
+    const auto place = data.begin() + static_cast<std::ptrdiff_t>(at);
+    switch (random() % 6) {
+      case 0:
+        data[at] = static_cast<uint8_t>(random());
+        break;
+      case 1:
+        data[at] = static_cast<uint8_t>(data[at] ^ 1U << random() % 8);
+        break;
+      case 2:
+        data.erase(place);
+        break;
+      case 3:
+        data.insert(place, static_cast<uint8_t>(random()));
+        break;
+      case 4:
+        data.resize(at);
+        break;
+      default:
+        std::fill(place, data.begin() + static_cast<std::ptrdiff_t>(std::min(data.size(), at + 9)),
+                  uint8_t{0xFF});
+    }
+  }
+}
+
+void expect_in_range(const ChannelStream& channel) {
+  const IcsInfo& ics = channel.ics;
+  ASSERT_LE(ics.max_sfb, ics.band_count);
+  ASSERT_LE(ics.group_count * ics.band_count, kMaxBands);
+  int windows = 0;
+  for (int group = 0; group < ics.group_count; ++group) windows += ics.group_length[group];
+  ASSERT_EQ(windows, ics.window_count());
+  ASSERT_TRUE(!channel.ltp.present || !ics.is_short());
+  for (int w = 0; w < ics.window_count() && channel.tns.present; ++w) {
+    const TnsWindow& window = channel.tns.window[w];
+    ASSERT_LE(window.filter_count, kMaxTnsFilters);
+    for (int f = 0; f < window.filter_count; ++f) ASSERT_LE(window.filter[f].order, kMaxTnsOrder);
+  }
+}
+
+void expect_in_range(const SbrChannelFrame& channel) {
+  if (channel.status != SbrStatus::kParsed) return;
+  const SbrGrid& grid = channel.grid;
+  ASSERT_GE(grid.envelope_count, 1);
+  ASSERT_LE(grid.envelope_count, kMaxEnvelopes);
+  for (int e = 0; e < grid.envelope_count; ++e) ASSERT_LT(grid.border[e], grid.border[e + 1]);
+  ASSERT_LE(grid.border[grid.envelope_count], kSbrTimeSlots + 3);
+  ASSERT_LE(grid.transient, grid.envelope_count);
+  const SbrBandTables& bands = channel.bands;
+  ASSERT_LE(bands.kx + bands.m, 64);
+  ASSERT_LE(bands.high_count, kMaxSbrBands);
+  ASSERT_LE(bands.limiter_count, kMaxLimiterBands);
+  if (!channel.ps.present) return;
+  const PsFrame& ps = channel.ps;
+  ASSERT_EQ(ps.border[ps.envelope_count - 1], kPsSlots);
+  for (int e = 0; e < ps.envelope_count; ++e) {
+    for (int band = 0; band < kPsBands; ++band) {
+      ASSERT_LE(std::abs(ps.iid[e][band]), ps.fine_iid ? 15 : 7);
+      ASSERT_TRUE(ps.icc[e][band] >= 0 && ps.icc[e][band] <= 7);
+    }
+  }
+}
+
+class Mutations : public testing::TestWithParam<const char*> {};
+
+TEST_P(Mutations, AreMeasuredWithinTheirBytes) {
+  const AdtsFile file = sample(GetParam());
+  std::mt19937 random(4);
+  int accepted = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    Bytes data = file.frames[random() % file.frames.size()].payload;
+    mutate(data, random);
+    const int32_t rate = kSamplingRates[file.sampling_index];
+    Zd_AAC_Dec_Config config{2048, 1024, rate, 0, file.profile, rate, 0, 0};
+    const auto available = static_cast<int32_t>(data.size());
+    int32_t length = available;
+    if (data.empty() || Zd_AAC_Dec_GetFrameLength(data.data(), 0, &config, &length, 0) != 0) continue;
+    ++accepted;
+    ASSERT_GT(length, 0);
+    ASSERT_LE(length, available);
+    ASSERT_TRUE(config.channels == 1 || config.channels == 2);
+  }
+  // Many changes fall on values; some must break the syntax.
+  EXPECT_GT(accepted, kRounds / 100);
+  EXPECT_LT(accepted, kRounds);
+}
+
+TEST_P(Mutations, LeaveRecordsInRangeAsAStream) {
+  const AdtsFile file = sample(GetParam());
+  std::mt19937 random(5);
+  SbrParser parser(kSamplingRates[file.sampling_index]);
+  BlockContext context;
+  context.format = {file.sampling_index, file.profile};
+  context.keep_values = true;
+  context.sbr = &parser;
+  const auto frame = std::make_unique<Frame>();
+  for (int round = 0; round < kRounds; ++round) {
+    Bytes data = file.frames[static_cast<size_t>(round) % file.frames.size()].payload;
+    if (round % 3 != 0) mutate(data, random);
+    BitReader reader(data.data(), data.size());
+    const auto channels = parse_raw_data_block(reader, context, *frame);
+    ASSERT_TRUE(!channels.has_value() || *channels == frame->channel_count);
+    for (const ChannelStream& channel : frame->channel) expect_in_range(channel);
+    for (const SbrChannelFrame& channel : frame->sbr.channel) expect_in_range(channel);
+    if (HasFatalFailure()) FAIL() << "round " << round;
+  }
+}
+
+TEST_P(Mutations, OfConfigurationsAndStreamHeaders) {
+  const AdtsFile file = sample(GetParam());
+  const Bytes records[] = {
+      {0x12, 0x10}, {0x13, 0x88, 0x56, 0xE5, 0xA5, 0x48, 0x80}, {0xEB, 0x09, 0x88, 0x00}};
+  std::mt19937 random(6);
+  testing::internal::CaptureStdout();
+  for (int round = 0; round < kRounds; ++round) {
+    const AdtsFrame& frame = file.frames[random() % file.frames.size()];
+    const bool stream = random() % 2 != 0;
+    Bytes data = stream ? frame.header : records[random() % 3];
+    if (stream) data.insert(data.end(), frame.payload.begin(), frame.payload.end());
+    mutate(data, random);
+    if (data.empty()) continue;
+    Zd_AAC_Dec_Config config{};
+    auto length = static_cast<int32_t>(data.size());
+    const int32_t status =
+        Zd_AAC_Dec_GetConfig(data.data(), &length, &config, stream ? 1 : 0, frame.payload.data(),
+                             static_cast<int32_t>(frame.payload.size()));
+    if (status == 0) {
+      ASSERT_LE(length, static_cast<int32_t>(data.size()));
+    }
+  }
+  testing::internal::GetCapturedStdout();
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Mutations,
+                         testing::Values("aac-lc-44k-stereo.aac", "aac-ltp-44k-stereo.aac",
+                                         "he-aac-v1-stereo.aac", "he-aac-v2.aac"));
+
+}  // namespace
+}  // namespace zdr::aacdec

@@ -1,0 +1,396 @@
+#include "aacdec/raw_data_block.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "aacdec/tables/spectral_codes.h"
+#include "tests/aacdec/block_writer.h"
+
+namespace zdr::aacdec {
+namespace {
+
+using namespace test;
+
+constexpr int k44100 = 4;
+
+struct Parser {
+  explicit Parser(int profile = kProfileLc) {
+    context.format = {k44100, profile};
+    context.keep_values = true;
+  }
+  // Channels of the block, 0 for an invalid one.
+  int parse(const std::vector<uint8_t>& block) {
+    reader = BitReader(block.data(), block.size());
+    return parse_raw_data_block(reader, context, *frame).value_or(0);
+  }
+
+  BlockContext context;
+  BitReader reader;
+  std::unique_ptr<Frame> frame = std::make_unique<Frame>();
+};
+
+struct BlockCase {
+  const char* name;
+  int channels;  // 0: invalid
+  void (*build)(BitWriter&);
+};
+
+// A single channel element up to its section data, of `max_sfb` long bands.
+BitWriter& open_sce(BitWriter& w, int max_sfb) {
+  w.fields({{kSce, 3}, {0, 4}, {100, 8}});
+  return put_long_ics(w, max_sfb);
+}
+
+// One band of book 1 with zeros, up to the tools' flags.
+BitWriter& open_coded_sce(BitWriter& w, uint64_t book = 1) {
+  open_sce(w, 1).fields({{book, 4}, {1, 5}});
+  return put_scale_factor(w, 0);
+}
+constexpr HuffmanCode kQuadOfZeros = kSpectralBook1[40];
+
+BitWriter& put_program(BitWriter& w, uint64_t rate_index, uint64_t front, uint64_t lfe = 0,
+                       uint64_t coupling = 0) {
+  w.fields(
+      {{0, 4}, {1, 2}, {rate_index, 4}, {front, 4}, {0, 4}, {0, 4}, {lfe, 2}, {0, 3}, {coupling, 4}, {0, 3}});
+  for (uint64_t i = 0; i < front; ++i) w.put(0, 5);
+  return w.align().put(0, 8);
+}
+
+const BlockCase kBlocks[] = {
+    {"EndAlone", 0, [](BitWriter&) {}},
+    {"Mono", 1, [](BitWriter& w) { put_silent_sce(w, 0); }},
+    {"DualMono", 2, [](BitWriter& w) { put_silent_sce(put_silent_sce(w, 3), 5); }},
+    {"DualMonoOfOneTag", 0, [](BitWriter& w) { put_silent_sce(put_silent_sce(w, 3), 3); }},
+    {"ThreeSingleChannels", 0,
+     [](BitWriter& w) { put_silent_sce(put_silent_sce(put_silent_sce(w, 0), 1), 2); }},
+    {"Pair", 2, [](BitWriter& w) { put_silent_cpe(w); }},
+    {"PairAfterSingle", 0, [](BitWriter& w) { put_silent_cpe(put_silent_sce(w, 0)); }},
+    {"SingleAfterPair", 0, [](BitWriter& w) { put_silent_sce(put_silent_cpe(w), 1); }},
+    {"TwoPairs", 0, [](BitWriter& w) { put_silent_cpe(put_silent_cpe(w)); }},
+    {"CouplingChannel", 0,
+     [](BitWriter& w) {
+       put_silent_sce(w, 0).fields({{kCce, 3}, {0, 4}});
+     }},
+    {"LowFrequencyChannel", 0,
+     [](BitWriter& w) {
+       put_silent_sce(w, 0).fields({{kLfe, 3}, {0, 4}});
+       put_silent_channel(w);
+     }},
+    {"DataStreamOf265Bytes", 1,
+     [](BitWriter& w) {
+       w.fields({{kDse, 3}, {9, 4}, {0, 1}, {255, 8}, {10, 8}});
+       for (int i = 0; i < 265; ++i) w.put(0xFF, 8);
+       put_silent_sce(w, 0);
+     }},
+    {"AlignedDataStream", 1,
+     [](BitWriter& w) {
+       w.fields({{kDse, 3}, {9, 4}, {1, 1}, {2, 8}}).align().put(0xFFFF, 16);
+       put_silent_sce(w, 0);
+     }},
+    {"FillOf14BytesByAnEscapeOf0", 1,
+     [](BitWriter& w) {
+       w.fields({{kFil, 3}, {15, 4}, {0, 8}});
+       for (int i = 0; i < 14; ++i) w.put(0x0F, 8);
+       put_silent_sce(w, 0);
+     }},
+    {"EmptyFill", 1,
+     [](BitWriter& w) {
+       put_silent_sce(w.fields({{kFil, 3}, {0, 4}}), 0);
+     }},
+    {"FillData", 1,
+     [](BitWriter& w) {
+       put_silent_sce(w.fields({{kFil, 3}, {3, 4}, {1, 4}, {0, 4}, {0xA5A5, 16}}), 0);
+     }},
+    {"SbrAheadOfTheChannelIsPassedOver", 1,
+     [](BitWriter& w) {
+       put_silent_sce(w.fields({{kFil, 3}, {3, 4}, {13, 4}, {0xFFFFF, 20}}), 0);
+     }},
+    {"Program", 1, [](BitWriter& w) { put_silent_sce(put_program(w.put(kPce, 3), k44100, 1), 0); }},
+    {"ProgramOfAnotherRate", 0, [](BitWriter& w) { put_silent_sce(put_program(w.put(kPce, 3), 3, 1), 0); }},
+    {"ProgramOf3Channels", 0,
+     [](BitWriter& w) { put_silent_sce(put_program(w.put(kPce, 3), k44100, 3), 0); }},
+    {"ProgramWithLfe", 0, [](BitWriter& w) { put_silent_sce(put_program(w.put(kPce, 3), k44100, 1, 1), 0); }},
+    {"ProgramWithCoupling", 0,
+     [](BitWriter& w) { put_silent_sce(put_program(w.put(kPce, 3), k44100, 1, 0, 1), 0); }},
+    {"PredictionOfTheMainProfile", 0,
+     [](BitWriter& w) {
+       w.fields({{kSce, 3}, {0, 4}, {100, 8}, {0, 4}, {0, 6}, {1, 1}});
+       put_no_tools(w);
+     }},
+    {"RequiredThatTheReservedIcsBitIsIgnored", 1,
+     [](BitWriter& w) {
+       w.fields({{kSce, 3}, {0, 4}, {100, 8}, {8, 4}, {0, 6}, {0, 1}});
+       put_no_tools(w);
+     }},
+    {"MoreBandsThanTheWindowHas", 0,
+     [](BitWriter& w) {
+       put_no_tools(open_sce(w, 50).fields({{0, 4}, {31, 5}, {19, 5}}));
+     }},
+    {"AllBandsOfTheWindow", 1,
+     [](BitWriter& w) {
+       put_no_tools(open_sce(w, 49).fields({{0, 4}, {31, 5}, {18, 5}}));
+     }},
+    {"EmptySections", 1,
+     [](BitWriter& w) {
+       put_no_tools(open_sce(w, 2).fields({{0, 4}, {0, 5}, {3, 4}, {0, 5}, {0, 4}, {2, 5}}));
+     }},
+    {"SectionBeyondMaxSfb", 0,
+     [](BitWriter& w) {
+       put_no_tools(open_sce(w, 2).fields({{0, 4}, {3, 5}}));
+     }},
+    {"ReservedBook", 0,
+     [](BitWriter& w) {
+       put_no_tools(open_sce(w, 1).fields({{12, 4}, {1, 5}}));
+     }},
+    {"IntensityInASingleChannel", 1,
+     [](BitWriter& w) {
+       put_no_tools(put_scale_factor(open_sce(w, 1).fields({{15, 4}, {1, 5}}), 3));
+     }},
+    {"GainControl", 0, [](BitWriter& w) { open_coded_sce(w).put(1, 3).put(kQuadOfZeros); }},
+    {"PulsesBehindTheLastBand", 0,
+     [](BitWriter& w) {
+       open_coded_sce(w).fields({{1, 1}, {0, 2}, {49, 6}, {0, 5}, {1, 4}}).put(0, 2).put(kQuadOfZeros);
+     }},
+    {"PulseBehindTheLastLine", 0,
+     [](BitWriter& w) {
+       open_coded_sce(w).fields({{1, 1}, {3, 2}, {48, 6}});
+       for (int i = 0; i < 4; ++i) w.fields({{24, 5}, {1, 4}});
+       w.put(0, 2).put(kQuadOfZeros);
+     }},
+    {"PulsesInAShortBlock", 0,
+     [](BitWriter& w) {
+       w.fields({{kSce, 3}, {0, 4}, {100, 8}, {4, 4}, {0, 4}, {127, 7}});
+       w.fields({{1, 1}, {0, 8}, {0, 9}, {0, 2}});
+     }},
+    {"TnsOrder12", 1,
+     [](BitWriter& w) {
+       open_sce(w, 0).fields({{0, 1}, {1, 1}, {1, 2}, {0, 1}, {9, 6}, {12, 5}, {0, 1}, {0, 1}});
+       for (int i = 0; i < 12; ++i) w.put(5, 3);
+       w.put(0, 1);
+     }},
+    {"TnsOrder13", 0,
+     [](BitWriter& w) {
+       open_sce(w, 0).fields({{0, 1}, {1, 1}, {1, 2}, {0, 1}, {9, 6}, {13, 5}, {0, 1}, {0, 1}});
+       for (int i = 0; i < 13; ++i) w.put(5, 3);
+       w.put(0, 1);
+     }},
+    {"StereoMaskReservedValue", 2,
+     [](BitWriter& w) {
+       put_long_ics(w.fields({{kCpe, 3}, {0, 4}, {1, 1}}), 0).put(3, 2);
+       put_no_tools(w.put(100, 8));
+       put_no_tools(w.put(100, 8));
+     }},
+    {"RequiredThatOnePayloadIsReadOfAFill", 1,
+     [](BitWriter& w) {
+       // Dynamic range data of 16 bits; the two bytes behind them are no second payload but the next element.
+       BitWriter next;
+       put_silent_sce(next, 0);
+       w.fields({{kFil, 3}, {4, 4}, {11, 4}, {0, 4}, {0, 8}}).append(next);
+     }},
+};
+
+class Blocks : public testing::TestWithParam<BlockCase> {};
+
+TEST_P(Blocks, AreAcceptedOrNotAndMeasureAsTheyDecode) {
+  BitWriter writer;
+  GetParam().build(writer);
+  const size_t bits = writer.size() + 3;
+  const auto block = end_block(writer);
+  Parser decoding;
+  EXPECT_EQ(decoding.parse(block), GetParam().channels);
+  Parser measuring;
+  measuring.context.keep_values = false;
+  EXPECT_EQ(measuring.parse(block), GetParam().channels);
+  if (GetParam().channels != 0) {
+    EXPECT_EQ(decoding.reader.position(), bits);
+    EXPECT_EQ(measuring.reader.position(), bits);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Blocks, testing::ValuesIn(kBlocks),
+                         [](const auto& parameter) { return parameter.param.name; });
+
+TEST(RawDataBlock, TagsStayBoundFromBlockToBlock) {
+  BitWriter both;
+  BitWriter second_alone;
+  BitWriter first_alone;
+  put_silent_sce(put_silent_sce(both, 3), 5);
+  put_silent_sce(second_alone, 5);
+  put_silent_sce(first_alone, 3);
+  Parser parser;
+  EXPECT_EQ(parser.parse(end_block(first_alone)), 1);
+  BitWriter again = second_alone;
+  EXPECT_EQ(parser.parse(end_block(again)), 0);
+  EXPECT_EQ(parser.parse(end_block(both)), 2);
+  EXPECT_EQ(parser.parse(end_block(second_alone)), 0);
+}
+
+TEST(RawDataBlock, KeepsEveryFieldOfAShortPair) {
+  BitWriter w;
+  w.fields({{kCpe, 3}, {7, 4}, {1, 1}});
+  // Eight short windows in groups of 3, 1 and 4; two bands.
+  w.fields({{0, 1}, {2, 2}, {1, 1}, {2, 4}, {0b1100111, 7}, {1, 2}, {0b011011, 6}});
+  for (int channel = 0; channel < 2; ++channel) {
+    w.put(120, 8);
+    // Group 0: intensity and noise; group 1: book 2 on both; group 2: book 5 and nothing.
+    w.fields({{channel == 0 ? 0U : 14U, 4},
+              {1, 3},
+              {13, 4},
+              {1, 3},
+              {2, 4},
+              {2, 3},
+              {5, 4},
+              {1, 3},
+              {0, 4},
+              {1, 3}});
+    if (channel == 1) put_scale_factor(w, -7);
+    w.put(300, 9);
+    put_scale_factor(put_scale_factor(put_scale_factor(w, 4), 0), -9);
+    w.put(0, 1).put(1, 1);
+    for (int window = 0; window < 8; ++window) {
+      w.put(window == 6 ? 1 : 0, 1);
+      if (window == 6) w.fields({{1, 1}, {9, 4}, {2, 3}, {1, 1}, {1, 1}, {3, 3}, {4, 3}});
+    }
+    w.put(0, 1);
+    // Lines -1, 0, 1, 1 and 0, 0, 0, -1 of group 1, then four windows of four lines from -4 up.
+    w.put(kSpectralBook2[0 * 27 + 1 * 9 + 2 * 3 + 2]).put(kSpectralBook2[27 + 9 + 3 + 0]);
+    for (int window = 0; window < 4; ++window)
+      w.put(kSpectralBook5[window * 9 + 4]).put(kSpectralBook5[4 * 9 + 8]);
+  }
+  Parser parser;
+  ASSERT_EQ(parser.parse(end_block(w)), 2);
+  const Frame& frame = *parser.frame;
+  EXPECT_TRUE(frame.is_pair && frame.pair.common_window);
+  EXPECT_EQ(frame.pair.ms_mask_present, 1);
+  const ChannelStream& right = frame.channel[1];
+  const IcsInfo& ics = right.ics;
+  ASSERT_EQ(ics.group_count, 3);
+  EXPECT_EQ(std::vector<uint8_t>(ics.group_length, ics.group_length + 3), (std::vector<uint8_t>{3, 1, 4}));
+  EXPECT_EQ(frame.pair.ms_used[ics.band(0, 0)], 0);
+  EXPECT_EQ(frame.pair.ms_used[ics.band(0, 1)], 1);
+  EXPECT_EQ(frame.pair.ms_used[ics.band(1, 0)], 1);
+  EXPECT_EQ(frame.pair.ms_used[ics.band(2, 1)], 1);
+  EXPECT_EQ(frame.pair.ms_used[ics.band(1, 2)], 0);
+  EXPECT_TRUE(right.uses_noise);
+  EXPECT_EQ(right.codebook[ics.band(0, 0)], kIntensityOutOfPhaseBook);
+  EXPECT_EQ(right.codebook[ics.band(0, 2)], kZeroBook);
+  EXPECT_EQ(right.scale[ics.band(0, 0)], -7);
+  EXPECT_EQ(right.scale[ics.band(0, 1)], 120 - 90 - 256 + 300);
+  EXPECT_EQ(right.scale[ics.band(1, 0)], 124);
+  EXPECT_EQ(right.scale[ics.band(1, 1)], 124);
+  EXPECT_EQ(right.scale[ics.band(2, 0)], 115);
+  ASSERT_TRUE(right.tns.present);
+  EXPECT_EQ(right.tns.window[5].filter_count, 0);
+  const TnsWindow& tns = right.tns.window[6];
+  EXPECT_EQ(tns.resolution, 4);
+  EXPECT_EQ(tns.filter[0].length, 9);
+  EXPECT_TRUE(tns.filter[0].downwards);
+  EXPECT_EQ(tns.filter[0].coefficient[0], 3);
+  EXPECT_EQ(tns.filter[0].coefficient[1], -4);
+
+  std::vector<int16_t> expected(kFrameLength);
+  const int group_1 = 3 * kShortLength;
+  const int16_t second_group[8] = {-1, 0, 1, 1, 0, 0, 0, -1};
+  std::copy_n(second_group, 8, expected.begin() + group_1);
+  for (int window = 0; window < 4; ++window) {
+    int16_t* const lines = expected.data() + group_1 + kShortLength + 4 * window;
+    lines[0] = static_cast<int16_t>(window - 4);
+    lines[3] = 4;
+  }
+  for (const auto& quantised : frame.quantised) {
+    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), quantised));
+  }
+}
+
+TEST(RawDataBlock, AddsPulsesAwayFromZeroAndDownFromZero) {
+  BitWriter w;
+  open_coded_sce(w).fields({{1, 1}, {2, 2}, {0, 6}, {0, 5}, {4, 4}, {1, 5}, {5, 4}, {1, 5}, {6, 4}, {0, 2}});
+  w.put(kSpectralBook1[2 * 27 + 0 * 9 + 1 * 3 + 2]);  // 1, -1, 0, 1
+  Parser parser;
+  ASSERT_EQ(parser.parse(end_block(w)), 1);
+  const int16_t* const lines = parser.frame->quantised[0];
+  EXPECT_EQ(std::vector<int16_t>(lines, lines + 4), (std::vector<int16_t>{5, -6, -6, 1}));
+}
+
+TEST(RawDataBlock, ReadsPredictionOfBothChannelsBehindACommonWindow) {
+  BitWriter w;
+  w.fields({{kCpe, 3}, {0, 4}, {1, 1}, {0, 4}, {3, 6}, {1, 1}});
+  w.fields({{1, 1}, {1500, 11}, {5, 3}, {0b101, 3}});
+  w.fields({{1, 1}, {7, 11}, {2, 3}, {0b010, 3}, {0, 2}});
+  for (int channel = 0; channel < 2; ++channel) put_no_tools(w.fields({{100, 8}, {0, 4}, {3, 5}}));
+  const auto block = end_block(w);
+  Parser ltp(kProfileLtp);
+  ASSERT_EQ(ltp.parse(block), 2);
+  const LtpData& left = ltp.frame->channel[0].ltp;
+  const LtpData& right = ltp.frame->channel[1].ltp;
+  EXPECT_TRUE(left.present && right.present);
+  EXPECT_EQ(left.lag, 1500);
+  EXPECT_EQ(right.lag, 7);
+  EXPECT_EQ(right.coefficient, 2);
+  EXPECT_TRUE(left.long_used[0] && !left.long_used[1] && left.long_used[2] && right.long_used[1]);
+  EXPECT_EQ(Parser(kProfileLc).parse(block), 0);
+
+  // The next frame has none; nothing of the last one may stay.
+  BitWriter silent;
+  put_silent_cpe(silent);
+  ASSERT_EQ(ltp.parse(end_block(silent)), 2);
+  EXPECT_FALSE(left.present || right.present);
+}
+
+TEST(RawDataBlock, LeavesASilentRecordWhenItFails) {
+  Parser parser;
+  BitWriter good;
+  put_silent_sce(good, 0);
+  ASSERT_EQ(parser.parse(end_block(good)), 1);
+  std::fill_n(parser.frame->spectrum[0], kSpectrumLines, 1234);
+  BitWriter bad;
+  put_silent_cpe(put_silent_sce(bad, 0));
+  ASSERT_EQ(parser.parse(end_block(bad)), 0);
+  EXPECT_EQ(parser.frame->channel_count, 1);
+  EXPECT_TRUE(std::all_of(parser.frame->spectrum[0], parser.frame->spectrum[0] + kSpectrumLines,
+                          [](int32_t line) { return line == 0; }));
+}
+
+TEST(DynamicRange, KeepsBandsGainsAndTheLastReferenceLevel) {
+  BitWriter payload;
+  payload.fields({{11, 4}, {1, 1}, {0x35, 8}, {1, 1}, {0x7F, 7}, {1, 1}, {0, 7}, {0, 1}});
+  payload.fields({{1, 1}, {0x10, 8}, {9, 8}, {255, 8}, {1, 1}, {0xA1, 8}, {0x85, 8}, {0x7F, 8}});
+  BitWriter w;
+  put_silent_sce(w, 0).fields({{kFil, 3}, {payload.size() / 8 + 1, 4}}).append(payload);
+  Parser parser;
+  ASSERT_EQ(parser.parse(end_block(w)), 1);
+  const DynamicRange& range = parser.frame->dynamic_range;
+  ASSERT_EQ(range.band_count, 2);
+  EXPECT_EQ(range.program_reference_level, 0x50);
+  EXPECT_EQ(range.band_top[0], 9);
+  EXPECT_EQ(range.band_top[1], 255);
+  EXPECT_TRUE(range.negative[0] && !range.negative[1]);
+  EXPECT_EQ(range.control[0], 5);
+  EXPECT_EQ(range.control[1], 127);
+
+  // One band without a level of its own.
+  BitWriter next;
+  put_silent_sce(next, 0).fields({{kFil, 3}, {2, 4}, {11, 4}, {0, 4}, {0x83, 8}});
+  ASSERT_EQ(parser.parse(end_block(next)), 1);
+  EXPECT_EQ(range.band_count, 1);
+  EXPECT_EQ(range.band_top[0], 257);
+  EXPECT_EQ(range.program_reference_level, 0x50);
+
+  BitWriter without;
+  put_silent_sce(without, 0);
+  ASSERT_EQ(parser.parse(end_block(without)), 1);
+  EXPECT_EQ(range.band_count, 0);
+}
+
+TEST(DynamicRange, RequiredThatPaddingOfItsFillElementIsReadAsTheNextElement) {
+  BitWriter w;
+  BitWriter payload;
+  payload.fields({{11, 4}, {0, 4}, {0, 8}, {0, 16}});
+  put_fill(put_silent_sce(w, 0), payload);
+  EXPECT_EQ(Parser().parse(end_block(w)), 0);
+}
+
+}  // namespace
+}  // namespace zdr::aacdec

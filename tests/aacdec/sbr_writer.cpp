@@ -1,0 +1,254 @@
+#include "tests/aacdec/sbr_writer.h"
+
+#include <algorithm>
+
+namespace zdr::aacdec::test {
+namespace {
+
+struct Books {
+  int start_bits;
+  std::span<const HuffmanCode> frequency;
+  std::span<const HuffmanCode> time;
+  int highest;  // values of a sane stream, before balances are doubled
+};
+
+Books envelope_books(bool balance, int amp_res) {
+  if (balance) {
+    return amp_res != 0 ? Books{5, kBalanceFreq30Codes, kBalanceTime30Codes, 24}
+                        : Books{6, kBalanceFreq15Codes, kBalanceTime15Codes, 48};
+  }
+  return amp_res != 0 ? Books{6, kLevelFreq30Codes, kLevelTime30Codes, 63}
+                      : Books{7, kLevelFreq15Codes, kLevelTime15Codes, 127};
+}
+
+Books noise_books(bool balance) {
+  return balance ? Books{5, kBalanceFreq30Codes, kNoiseBalanceTimeCodes, 24}
+                 : Books{5, kLevelFreq30Codes, kNoiseTimeCodes, 30};
+}
+
+int pointer_bits(int envelopes) {
+  int bits = 0;
+  while (1 << bits < envelopes + 1) ++bits;
+  return bits;
+}
+
+}  // namespace
+
+// `count` envelope lengths of 2, 4, 6 or 8 slots that fit `room` and leave some of it.
+std::vector<int> SbrFrameWriter::choose_lengths(int count, int room) {
+  std::vector<int> lengths(static_cast<size_t>(count), 2);
+  int used = 2 * count;
+  for (int& length : lengths) {
+    const int more = 2 * draw(4);
+    if (used + more >= room) continue;
+    length += more;
+    used += more;
+  }
+  return lengths;
+}
+
+void SbrFrameWriter::put_fixed_grid(BitWriter& w, SbrModel& model) {
+  const int exponent = draw(3);
+  const int high = draw(2);
+  w.put(static_cast<uint64_t>(exponent), 2).put(static_cast<uint64_t>(high), 1);
+  SbrGrid& grid = model.grid;
+  grid.envelope_count = static_cast<uint8_t>(1 << exponent);
+  for (int i = 0; i <= grid.envelope_count; ++i)
+    grid.border[i] = static_cast<uint8_t>(16 * i / grid.envelope_count);
+  for (bool& resolution : grid.high_resolution) resolution = high != 0;
+  grid.transient = -1;
+}
+
+void SbrFrameWriter::put_grid(BitWriter& w, SbrModel& model) {
+  SbrGrid& grid = model.grid;
+  grid = {};
+  grid.frame_class = static_cast<FrameClass>(draw(4));
+  w.put(static_cast<uint64_t>(grid.frame_class), 2);
+  int pointer = 0;
+  if (grid.frame_class == FrameClass::kFixFix) {
+    put_fixed_grid(w, model);
+  } else {
+    const bool from_start = grid.frame_class != FrameClass::kFixVar;
+    const bool to_end = grid.frame_class != FrameClass::kVarFix;
+    const int first = from_start ? draw(4) : 0;
+    const int last = to_end ? draw(4) : 0;
+    if (from_start) w.put(static_cast<uint64_t>(first), 2);
+    if (to_end) w.put(static_cast<uint64_t>(last), 2);
+    int at_start = from_start ? draw(4) : 0;
+    const int at_end = to_end ? draw(4) : 0;
+    if (from_start && to_end) at_start = std::min(at_start, 4 - at_end);
+    if (from_start) w.put(static_cast<uint64_t>(at_start), 2);
+    if (to_end) w.put(static_cast<uint64_t>(at_end), 2);
+    const int count = at_start + at_end + 1;
+    const auto lengths = choose_lengths(count - 1, 16 + last - first);
+    grid.envelope_count = static_cast<uint8_t>(count);
+    grid.border[0] = static_cast<uint8_t>(first);
+    grid.border[count] = static_cast<uint8_t>(16 + last);
+    for (int i = 0; i < at_start; ++i) {
+      grid.border[i + 1] = static_cast<uint8_t>(grid.border[i] + lengths[static_cast<size_t>(i)]);
+      w.put(static_cast<uint64_t>(lengths[static_cast<size_t>(i)] / 2 - 1), 2);
+    }
+    for (int i = 0; i < at_end; ++i) {
+      const int length = lengths[static_cast<size_t>(at_start + i)];
+      grid.border[count - 1 - i] = static_cast<uint8_t>(grid.border[count - i] - length);
+      w.put(static_cast<uint64_t>(length / 2 - 1), 2);
+    }
+    pointer = draw(std::min(count + 2, 1 << pointer_bits(count)));
+    w.put(static_cast<uint64_t>(pointer), pointer_bits(count));
+    for (int i = 0; i < count; ++i) {
+      const int high = draw(2);
+      grid.high_resolution[grid.frame_class == FrameClass::kFixVar ? count - 1 - i : i] = high != 0;
+      w.put(static_cast<uint64_t>(high), 1);
+    }
+    const bool counted_from_start = grid.frame_class == FrameClass::kVarFix;
+    if (counted_from_start) grid.transient = static_cast<int8_t>(pointer >= 2 ? pointer - 1 : -1);
+    if (!counted_from_start) grid.transient = static_cast<int8_t>(pointer >= 1 ? count + 1 - pointer : -1);
+  }
+  const int count = grid.envelope_count;
+  grid.noise_count = count > 1 ? 2 : 1;
+  const bool fixed_single = grid.frame_class == FrameClass::kFixFix && count == 1;
+  model.amp_res = fixed_single ? 0 : header_.amp_res;
+  int middle = count / 2;
+  if (grid.frame_class == FrameClass::kVarFix)
+    middle = pointer == 0 ? 1 : pointer == 1 ? count - 1 : pointer - 1;
+  if (grid.frame_class == FrameClass::kFixVar || grid.frame_class == FrameClass::kVarVar) {
+    middle = count - std::max(pointer - 1, 1);
+  }
+  grid.noise_border[0] = grid.border[0];
+  if (count > 1) grid.noise_border[1] = grid.border[middle];
+  grid.noise_border[grid.noise_count] = grid.border[count];
+}
+
+void SbrFrameWriter::put_directions(BitWriter& w, const SbrModel& model, std::vector<int>& envelopes,
+                                    std::vector<int>& floors) {
+  envelopes.resize(model.grid.envelope_count);
+  floors.resize(model.grid.noise_count);
+  for (int& direction : envelopes) w.put(static_cast<uint64_t>(direction = draw(2)), 1);
+  for (int& direction : floors) w.put(static_cast<uint64_t>(direction = draw(2)), 1);
+}
+
+void SbrFrameWriter::put_invf(BitWriter& w, SbrModel& model) {
+  model.invf.resize(bands_.noise_count);
+  for (int& mode : model.invf) w.put(static_cast<uint64_t>(mode = draw(4)), 2);
+}
+
+// A random difference whose sum stays between `low` and `high`; returns the sum.
+int SbrFrameWriter::put_difference(BitWriter& w, std::span<const HuffmanCode> codes, int value, int low,
+                                   int high, int factor) {
+  const int half = static_cast<int>(codes.size()) / 2;
+  const int lowest = std::clamp((low - value) / factor, -half, half);
+  const int highest = std::clamp((high - value) / factor, lowest, half);
+  const int difference = lowest + draw(highest - lowest + 1);
+  w.put(codes[static_cast<size_t>(difference + half)]);
+  return value + factor * difference;
+}
+
+void SbrFrameWriter::put_envelopes(BitWriter& w, SbrModel& model, const std::vector<int>& directions) {
+  const Books books = envelope_books(model.coupled, model.amp_res);
+  const int factor = model.coupled ? 2 : 1;
+  const int highest = factor * books.highest;
+  model.envelope.clear();
+  for (int e = 0; e < model.grid.envelope_count; ++e) {
+    const bool high = model.grid.high_resolution[e];
+    const uint8_t* const borders = bands_.envelope_borders(high);
+    const int count = bands_.envelope_bands(high);
+    std::vector<int> values;
+    for (int band = 0; band < count; ++band) {
+      if (directions[static_cast<size_t>(e)] != 0) {
+        // The reference covers the band's first QMF band, or begins with it.
+        const uint8_t* const before = bands_.envelope_borders(model.high_before);
+        const int bands_before = bands_.envelope_bands(model.high_before);
+        int reference = 0;
+        while (reference + 1 < bands_before && before[reference + 1] <= borders[band]) ++reference;
+        const int value = model.envelope_before[static_cast<size_t>(reference)];
+        values.push_back(put_difference(w, books.time, value, 0, highest, factor));
+      } else if (band == 0) {
+        const int start = draw(std::min(books.highest + 1, 1 << books.start_bits));
+        w.put(static_cast<uint64_t>(start), books.start_bits);
+        values.push_back(factor * start);
+      } else {
+        values.push_back(put_difference(w, books.frequency, values.back(), 0, highest, factor));
+      }
+    }
+    model.high_before = high;
+    std::copy(values.begin(), values.end(), model.envelope_before.begin());
+    model.envelope.push_back(values);
+  }
+}
+
+void SbrFrameWriter::put_noise(BitWriter& w, SbrModel& model, const std::vector<int>& directions) {
+  const Books books = noise_books(model.coupled);
+  const int factor = model.coupled ? 2 : 1;
+  const int highest = factor * books.highest;
+  model.noise.clear();
+  for (int floor = 0; floor < model.grid.noise_count; ++floor) {
+    std::vector<int> values;
+    for (int band = 0; band < bands_.noise_count; ++band) {
+      if (directions[static_cast<size_t>(floor)] != 0) {
+        const int value = model.noise_before[static_cast<size_t>(band)];
+        values.push_back(put_difference(w, books.time, value, 0, highest, factor));
+      } else if (band == 0) {
+        const int start = draw(books.highest + 1);
+        w.put(static_cast<uint64_t>(start), books.start_bits);
+        values.push_back(factor * start);
+      } else {
+        values.push_back(put_difference(w, books.frequency, values.back(), 0, highest, factor));
+      }
+    }
+    std::copy(values.begin(), values.end(), model.noise_before.begin());
+    model.noise.push_back(values);
+  }
+}
+
+void SbrFrameWriter::put_harmonics(BitWriter& w, SbrModel& model) {
+  model.harmonics.assign(bands_.high_count, 0);
+  const int present = draw(2);
+  w.put(static_cast<uint64_t>(present), 1);
+  if (present == 0) return;
+  for (int& harmonic : model.harmonics) w.put(static_cast<uint64_t>(harmonic = draw(2)), 1);
+}
+
+void SbrFrameWriter::put_single(BitWriter& w, SbrModel& model) {
+  std::vector<int> envelopes;
+  std::vector<int> floors;
+  w.fields({{1, 1}, {5, 4}});
+  model.coupled = false;
+  put_grid(w, model);
+  put_directions(w, model, envelopes, floors);
+  put_invf(w, model);
+  put_envelopes(w, model, envelopes);
+  put_noise(w, model, floors);
+  put_harmonics(w, model);
+}
+
+void SbrFrameWriter::put_pair(BitWriter& w, SbrModel& left, SbrModel& right, bool coupled) {
+  std::vector<int> envelopes[2];
+  std::vector<int> floors[2];
+  SbrModel* const models[2] = {&left, &right};
+  w.fields({{1, 1}, {0xA5, 8}, {coupled ? 1U : 0U, 1}});
+  left.coupled = false;
+  right.coupled = coupled;
+  put_grid(w, left);
+  if (coupled) {
+    right.grid = left.grid;
+    right.amp_res = left.amp_res;
+  } else {
+    put_grid(w, right);
+  }
+  for (size_t c = 0; c < 2; ++c) put_directions(w, *models[c], envelopes[c], floors[c]);
+  put_invf(w, left);
+  right.invf = left.invf;
+  if (coupled) {
+    for (size_t c = 0; c < 2; ++c) {
+      put_envelopes(w, *models[c], envelopes[c]);
+      put_noise(w, *models[c], floors[c]);
+    }
+  } else {
+    put_invf(w, right);
+    for (size_t c = 0; c < 2; ++c) put_envelopes(w, *models[c], envelopes[c]);
+    for (size_t c = 0; c < 2; ++c) put_noise(w, *models[c], floors[c]);
+  }
+  for (SbrModel* model : models) put_harmonics(w, *model);
+}
+
+}  // namespace zdr::aacdec::test

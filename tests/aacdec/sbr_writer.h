@@ -1,0 +1,75 @@
+// Builds SBR payloads and keeps what a decoder should read from them: a plain model of the coding.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <random>
+#include <span>
+#include <vector>
+
+#include "aacdec/sbr_payload.h"
+#include "aacdec/tables/sbr_codes.h"
+#include "tests/aacdec/bit_writer.h"
+
+namespace zdr::aacdec::test {
+
+struct SbrHeaderBits {
+  SbrHeader header;
+  bool extra_1 = true;
+  bool extra_2 = true;
+};
+
+inline void put_sbr_header(BitWriter& w, const SbrHeaderBits& bits) {
+  const SbrHeader& h = bits.header;
+  w.fields({{h.amp_res, 1}, {h.start_freq, 4}, {h.stop_freq, 4}, {h.xover_band, 3}, {3, 2}});
+  w.put(bits.extra_1 ? 1 : 0, 1).put(bits.extra_2 ? 1 : 0, 1);
+  if (bits.extra_1) w.fields({{h.freq_scale, 2}, {h.alter_scale, 1}, {h.noise_bands, 2}});
+  if (bits.extra_2)
+    w.fields({{h.limiter_bands, 2}, {h.limiter_gains, 2}, {h.interpol_freq, 1}, {h.smoothing_mode, 1}});
+}
+
+// The model of one channel: values of this frame, and the last ones, which time differences refer to.
+struct SbrModel {
+  SbrGrid grid;
+  int amp_res = 0;
+  bool coupled = false;
+  std::vector<std::vector<int>> envelope;
+  std::vector<std::vector<int>> noise;
+  std::vector<int> invf;
+  std::vector<int> harmonics;
+  // Of the frame before.
+  bool high_before = false;
+  std::vector<int> envelope_before = std::vector<int>(48, 0);
+  std::vector<int> noise_before = std::vector<int>(5, 0);
+};
+
+class SbrFrameWriter {
+ public:
+  SbrFrameWriter(std::mt19937& random, const SbrHeader& header, const SbrBandTables& bands)
+      : random_(random), header_(header), bands_(bands) {}
+
+  // Random sbr_single_channel_element, without extended data.
+  void put_single(BitWriter& w, SbrModel& model);
+  // Random sbr_channel_pair_element.
+  void put_pair(BitWriter& w, SbrModel& left, SbrModel& right, bool coupled);
+
+ private:
+  void put_grid(BitWriter& w, SbrModel& model);
+  void put_fixed_grid(BitWriter& w, SbrModel& model);
+  std::vector<int> choose_lengths(int count, int room);
+  void put_directions(BitWriter& w, const SbrModel& model, std::vector<int>& envelopes,
+                      std::vector<int>& floors);
+  void put_invf(BitWriter& w, SbrModel& model);
+  void put_envelopes(BitWriter& w, SbrModel& model, const std::vector<int>& directions);
+  void put_noise(BitWriter& w, SbrModel& model, const std::vector<int>& directions);
+  void put_harmonics(BitWriter& w, SbrModel& model);
+  int put_difference(BitWriter& w, std::span<const HuffmanCode> codes, int value, int low, int high,
+                     int factor);
+  int draw(int count) { return static_cast<int>(random_() % static_cast<unsigned>(count)); }
+
+  std::mt19937& random_;
+  const SbrHeader& header_;
+  const SbrBandTables& bands_;
+};
+
+}  // namespace zdr::aacdec::test
