@@ -42,7 +42,8 @@ def find(data, span, path):
 
 
 def track_headers(path):
-    """For each audio and video track in order: time scale, duration as the parser reports it, edit shift."""
+    """For each audio and video track in order: handler, time scale, duration as the parser reports it, edit shift and
+    the constant sample size (0 when sizes differ)."""
     data = path.read_bytes()
     moov = find(data, (0, len(data)), [b'moov'])
     tracks = []
@@ -68,21 +69,33 @@ def track_headers(path):
                        if elst[0] + 20 + 12 * i <= elst[1]]
             empty = [length for length, time in entries if time == 0xFFFFFFFF]
             shift = empty[0] if count >= 2 and empty else 0
-        tracks.append((data[handler[0] + 8:handler[0] + 12], scale, duration or track_duration, shift))
+        stsz = find(data, span, [b'mdia', b'minf', b'stbl', b'stsz'])
+        size = struct.unpack_from('>I', data, stsz[0] + 4)[0] if stsz else 0
+        tracks.append((data[handler[0] + 8:handler[0] + 12], scale, duration or track_duration, shift, size))
     return tracks
 
 
+def samples_of(path, stream, constant_size):
+    """(decoding time, size) of each sample. Of a track with one sample size ffprobe makes a packet of each chunk."""
+    samples = []
+    for packet in peer_media.probe_packets(path, stream['index']):
+        time, size = int(packet['dts']), int(packet['size'])
+        parts = size // constant_size if constant_size and size % constant_size == 0 else 1
+        step = int(packet.get('duration', 0)) / parts
+        samples += [(time + round(step * i), size // parts) for i in range(parts)]
+    return samples
+
+
 def expected_rows(path, kind, stream, header, frame_rate):
-    _, scale, duration, shift = header
-    packets = peer_media.probe_packets(path, stream['index'])
-    first = int(packets[0]['dts']) if packets else 0
-    ms = [(int(p['dts']) - first + shift) * 1000.0 / scale for p in packets]
-    sizes = [int(p['size']) for p in packets]
+    _, scale, duration, shift, constant_size = header
+    samples = samples_of(path, stream, constant_size)
+    ms = [(time - samples[0][0] + shift) * 1000.0 / scale for time, _ in samples]
+    sizes = [size for _, size in samples]
     stop_position = int(duration * 1000.0 / scale) * MS
     group = 10 if kind == 'audio' and stream['codec_name'] in PACKED else 1
     table = 20 if stream['codec_name'] == 'aac' and kind == 'audio' else 0
     rows = []
-    for at in range(0, len(packets), group):
+    for at in range(0, len(samples), group):
         start = int(ms[at]) * MS
         if start > stop_position:
             break
