@@ -113,6 +113,63 @@ TEST(MediaType, OfEveryCodec) {
   }
 }
 
+TrackDescription aac_track(const Bytes& configuration, uint32_t first_unit_size) {
+  TrackDescription track = test::aac_track(2, first_unit_size);
+  track.sample_entries = {test::audio_entry(
+      "mp4a", 2, 48000, test::esds({.average_bitrate = 48000, .decoder_specific_info = configuration}))};
+  return track;
+}
+
+// 24 kHz, one channel, parametric stereo at 48 kHz: four bytes, which tell all without a look at a frame.
+const Bytes kParametricStereo = {0xEB, 0x09, 0x88, 0x00};
+
+Bytes aac_block(const Bytes& configuration, const Bytes& unit) {
+  const auto whole = static_cast<uint16_t>(26 + configuration.size() + unit.size());
+  return test::concat({wave_block(0xA106, 2, 24000, 48000, 1, whole),
+                       little({{1, configuration.size() & 0xFF}, {3, 0}, {2, unit.size()}, {2, 0}}),
+                       configuration, unit});
+}
+
+TEST(MediaType, RequiredAacConfigurationIsAfterwardsAsLongAsWhatWasReadOfIt) {
+  const Bytes padded = test::concat({kParametricStereo, {0x99, 0x98}});
+  FilterUnderTest under_test(aac_track(padded, 40));
+  ASSERT_EQ(under_test.load_result(), S_OK);
+  CMediaType type;
+  ASSERT_EQ(under_test.pin(0).GetMediaType(0, &type), S_OK);
+  EXPECT_EQ(type.subtype, kSubtypeAac);
+  EXPECT_EQ(type.bTemporalCompression, FALSE);
+  EXPECT_EQ(block_of(type), aac_block(padded, test::sample_content(1, 1, 40)));
+  ASSERT_EQ(under_test.pin(0).GetMediaType(0, &type), S_OK);
+  EXPECT_EQ(block_of(type), aac_block(kParametricStereo, test::sample_content(1, 1, 40)));
+  EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), S_OK);
+}
+
+TEST(MediaType, RequiredAacBlockSizeWrapsAt64KiB) {
+  for (const uint32_t unit_size : {65505u, 65506u, 65531u, 65532u, 65600u}) {
+    FilterUnderTest under_test(aac_track(kParametricStereo, unit_size));
+    CMediaType type;
+    const HRESULT hr = under_test.pin(0).GetMediaType(0, &type);
+    const uint32_t block_bytes = (26 + 4 + unit_size) % 65536;
+    if (block_bytes < 26) {
+      EXPECT_EQ(hr, kTypeNotBuilt) << unit_size;
+      continue;
+    }
+    ASSERT_EQ(hr, S_OK) << unit_size;
+    Bytes expected = aac_block(kParametricStereo, test::sample_content(1, 1, unit_size));
+    expected.resize(block_bytes);
+    EXPECT_EQ(block_of(type), expected) << unit_size;
+  }
+}
+
+TEST(MediaType, RequiredAacWithoutUsableConfigurationEndsTheListOfTypes) {
+  for (const Bytes& configuration : {Bytes{0x0A, 0x10}, Bytes{}}) {  // object type 1, and none
+    FilterUnderTest under_test(aac_track(configuration, 40));
+    ASSERT_EQ(under_test.load_result(), S_OK);
+    CMediaType type;
+    EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), VFW_S_NO_MORE_ITEMS);
+  }
+}
+
 TEST(MediaType, PinsOfOtherCodecsExistAndOfferNothing) {
   const struct {
     std::string name;

@@ -14,6 +14,8 @@ constexpr TypeRow kTypes[] = {
     {Stream::kVideo, P3GPP_OTI_MPEG4_VISUAL, build_mpeg4_visual_type},
     {Stream::kVideo, P3GPP_OTI_H263, build_h263_type},
     {Stream::kVideo, P3GPP_OTI_AVC, build_avc_type},
+    {Stream::kAudio, P3GPP_OTI_AAC, build_aac_type},
+    {Stream::kAudio, P3GPP_OTI_MPEG2_AAC_LC, build_aac_type},
     {Stream::kAudio, P3GPP_OTI_AMR, build_amr_type},
     {Stream::kAudio, P3GPP_OTI_AMR_WB, build_amr_wb_type},
     {Stream::kAudio, P3GPP_OTI_QCELP, build_qcelp_type},
@@ -40,6 +42,13 @@ BYTE* new_format_block(CMediaType& type, uint32_t size) {
   BYTE* const block = type.AllocFormatBuffer(size);
   if (block != nullptr) std::memset(block, 0, size);
   return block;
+}
+
+void set_audio_type(const GUID& subtype, const GUID& format_type, CMediaType& type) {
+  type.SetType(&MEDIATYPE_Audio);
+  type.SetSubtype(&subtype);
+  type.SetFormatType(&format_type);
+  type.SetTemporalCompression(FALSE);
 }
 
 }  // namespace zdr::mp4source

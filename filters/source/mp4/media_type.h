@@ -28,6 +28,7 @@ HRESULT build_media_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_mpeg4_visual_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_h263_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_avc_type(const TypeRequest& request, CMediaType& type);
+HRESULT build_aac_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_amr_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_amr_wb_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_qcelp_type(const TypeRequest& request, CMediaType& type);
@@ -38,6 +39,8 @@ bool accepts_media_type(const IsoTrack& track, const CMediaType& type);
 
 // A zero-filled format block of its own for the type; null when memory runs out.
 BYTE* new_format_block(CMediaType& type, uint32_t size);
+
+void set_audio_type(const GUID& subtype, const GUID& format_type, CMediaType& type);
 
 // Fills a block front to back. What goes beyond its end is left out: some blocks are smaller than their
 // parts.

@@ -15,13 +15,6 @@ constexpr WORD kSpeechBlockAlign = 4;
 constexpr WORD kAc3BlockAlign = 1536;
 constexpr WORD kAc3ExtraSize = 18;
 
-void set_audio_type(const GUID& subtype, const GUID& format_type, CMediaType& type) {
-  type.SetType(&MEDIATYPE_Audio);
-  type.SetSubtype(&subtype);
-  type.SetFormatType(&format_type);
-  type.SetTemporalCompression(FALSE);
-}
-
 // Speech comes in MPEG-4 sample entries, whose record tells a bitrate, and in entries of its own.
 DWORD average_bitrate_of(const P3gppDecoderInfo& decoder) {
   return decoder.kind == P3GPP_KIND_SYSTEMS ? decoder.u.systems.average_bitrate : 0;
