@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "p3gpp/box_tree.h"
 #include "p3gpp/p3gpp.h"
@@ -16,8 +17,13 @@ namespace zdr::test {
 // The bytes behind a callback descriptor.
 class MemorySource {
  public:
-  explicit MemorySource(Bytes bytes, uint64_t failing_read = 0)
-      : bytes_(std::move(bytes)), failing_read_(failing_read) {
+  struct Read {
+    uint64_t position;
+    uint32_t count;
+  };
+
+  explicit MemorySource(Bytes content, uint64_t failing_read_number = 0)
+      : bytes(std::move(content)), failing_read(failing_read_number) {
     descriptor.type = FMGR_DEV_CALLBACK;
     descriptor.source.callback = {this, read, size};
   }
@@ -25,28 +31,29 @@ class MemorySource {
   MemorySource& operator=(const MemorySource&) = delete;
 
   FMGR_Descriptor descriptor{};
+  const Bytes bytes;
+  uint64_t failing_read;  // counted from 1; 0: none
   uint64_t read_count = 0;
   uint64_t bytes_read = 0;
+  std::vector<Read>* log = nullptr;  // gets every read
 
  private:
   static int32_t read(void* caller, void* buffer, uint32_t count, uint32_t low, uint32_t high,
                       uint32_t* done) {
     auto& self = *static_cast<MemorySource*>(caller);
-    if (++self.read_count == self.failing_read_) return -1;
+    if (++self.read_count == self.failing_read) return -1;
     const uint64_t position = uint64_t{high} << 32 | low;
-    const uint64_t left = position < self.bytes_.size() ? self.bytes_.size() - position : 0;
+    if (self.log != nullptr) self.log->push_back({position, count});
+    const uint64_t left = position < self.bytes.size() ? self.bytes.size() - position : 0;
     *done = static_cast<uint32_t>(std::min<uint64_t>(count, left));
-    if (*done != 0) std::memcpy(buffer, self.bytes_.data() + position, *done);
+    if (*done != 0) std::memcpy(buffer, self.bytes.data() + position, *done);
     self.bytes_read += *done;
     return 0;
   }
   static int32_t size(void* caller, uint64_t* size) {
-    *size = static_cast<MemorySource*>(caller)->bytes_.size();
+    *size = static_cast<MemorySource*>(caller)->bytes.size();
     return 0;
   }
-
-  Bytes bytes_;
-  uint64_t failing_read_;  // counted from 1; 0: none
 };
 
 class OpenedMovie {

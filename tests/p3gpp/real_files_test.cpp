@@ -7,8 +7,8 @@
 #include <string>
 
 #include "gtest/gtest.h"
+#include "opened_movie.h"
 #include "plain_reader.h"
-#include "track_file.h"
 
 namespace zdr::test {
 namespace {
@@ -46,12 +46,12 @@ void expect_sample(P3gppTrack* track, const PlainSample& expected, uint32_t numb
 
 // Number of samples compared. Tracks that the parser refuses are left out; that it refuses the right ones is
 // tested elsewhere.
-size_t compare_tracks(const OpenFile& file, const Bytes& bytes) {
+size_t compare_tracks(P3gppFile* file, const Bytes& bytes) {
   size_t compared = 0;
   for (const PlainTrack& expected : read_plainly(bytes)) {
     SCOPED_TRACE("track " + std::to_string(expected.id));
     P3gppTrack* track = nullptr;
-    if (P3GPP_OpenTrack(file.get(), &track, expected.id, 1024) != P3GPP_OK) continue;
+    if (P3GPP_OpenTrack(file, &track, expected.id, 1024) != P3GPP_OK) continue;
     for (uint32_t n = 1; n <= expected.samples.size() && !::testing::Test::HasFailure(); ++n) {
       expect_sample(track, expected.samples[n - 1], n, bytes);
     }
@@ -64,10 +64,10 @@ size_t compare_tracks(const OpenFile& file, const Bytes& bytes) {
 size_t compare_file(const std::filesystem::path& path, bool must_open) {
   SCOPED_TRACE(path.filename().string());
   const Bytes bytes = content_of(path);
-  const OpenFile file(bytes);
-  const bool opened = file.status() == P3GPP_OK;
+  const OpenedMovie movie(bytes);
+  const bool opened = movie.status == P3GPP_OK;
   EXPECT_TRUE(opened || !must_open);
-  return opened ? compare_tracks(file, bytes) : 0;
+  return opened ? compare_tracks(movie.file, bytes) : 0;
 }
 
 bool is_iso_media(const std::filesystem::path& path) {

@@ -63,16 +63,16 @@ TEST(TrackAccess, AMissingTableFailsTheOperationsThatNeedIt) {
 }
 
 TEST(TrackAccess, BudgetAndArguments) {
-  OpenFile file(make_file({TrackTables{}}));
+  OpenedMovie movie(make_file({TrackTables{}}));
   P3gppTrack* track = nullptr;
-  EXPECT_EQ(P3GPP_OpenTrack(file.get(), &track, 99, 0),
+  EXPECT_EQ(P3GPP_OpenTrack(movie.file, &track, 99, 0),
             P3GPP_ERR_BAD_ARGUMENT);  // before the ID is looked at
-  EXPECT_EQ(P3GPP_OpenTrack(file.get(), &track, 99, 100), P3GPP_ERR_NO_TRACK);
+  EXPECT_EQ(P3GPP_OpenTrack(movie.file, &track, 99, 100), P3GPP_ERR_NO_TRACK);
   EXPECT_EQ(P3GPP_OpenTrack(nullptr, &track, 1, 100), P3GPP_ERR_BAD_ARGUMENT);
-  EXPECT_EQ(P3GPP_OpenTrack(file.get(), nullptr, 1, 100), P3GPP_ERR_BAD_ARGUMENT);
-  ASSERT_EQ(P3GPP_OpenTrack(file.get(), &track, 1, 100), P3GPP_OK);
+  EXPECT_EQ(P3GPP_OpenTrack(movie.file, nullptr, 1, 100), P3GPP_ERR_BAD_ARGUMENT);
+  ASSERT_EQ(P3GPP_OpenTrack(movie.file, &track, 1, 100), P3GPP_OK);
   P3gppTrack* again = nullptr;
-  ASSERT_EQ(P3GPP_OpenTrack(file.get(), &again, 1, 100), P3GPP_OK);  // closes the earlier one
+  ASSERT_EQ(P3GPP_OpenTrack(movie.file, &again, 1, 100), P3GPP_OK);  // closes the earlier one
   EXPECT_EQ(P3GPP_CloseTrack(again), P3GPP_OK);
   uint32_t size = 0;
   EXPECT_EQ(P3GPP_GetMaxSampleSize(again, &size), P3GPP_ERR_GENERIC);  // closed
@@ -91,14 +91,14 @@ TEST(TrackAccess, TheBudgetIsSharedOutTableByTableByRequirement) {
   tables.stsc.clear();
   for (uint32_t n = 1; n <= 5000; ++n) tables.stsc.push_back({n, 1});
   tables.chunk_offsets.assign(5000, 100);
-  OpenFile file(make_file({tables}));
+  OpenedMovie movie(make_file({tables}));
   for (const auto& [asked, budget] : std::initializer_list<std::pair<uint32_t, uint32_t>>{
            {100, 1024}, {1024, 1024}, {8192, 8192}, {24576, 24576}}) {
     SCOPED_TRACE(asked);
-    file.device().reads.clear();
-    file.device().log = true;
+    std::vector<MemorySource::Read> reads;
+    movie.source.log = &reads;
     P3gppTrack* track = nullptr;
-    ASSERT_EQ(P3GPP_OpenTrack(file.get(), &track, 1, asked), P3GPP_OK);
+    ASSERT_EQ(P3GPP_OpenTrack(movie.file, &track, 1, asked), P3GPP_OK);
     uint32_t left = budget;
     const auto share = [&](uint32_t divisor, uint32_t table_bytes, uint32_t entry_size) {
       const uint32_t granted = std::min(left / divisor, table_bytes);
@@ -108,9 +108,10 @@ TEST(TrackAccess, TheBudgetIsSharedOutTableByTableByRequirement) {
     const std::vector<uint32_t> expected = {share(6, 40000, 8), share(5, 8, 8),      share(4, 20000, 4),
                                             share(3, 20000, 4), share(2, 60000, 12), share(1, 20000, 4)};
     std::vector<uint32_t> actual;
-    for (const auto& read : file.device().reads) actual.push_back(read.count);
+    for (const auto& read : reads) actual.push_back(read.count);
     EXPECT_EQ(actual, expected);
     P3GPP_CloseTrack(track);
+    movie.source.log = nullptr;
   }
 }
 
@@ -123,15 +124,14 @@ TEST(TrackAccess, ReadingInOrderRefillsWholeBlocksAndGoingBackHalfOnes) {
   for (uint32_t n = 0; n < 6000; ++n) tables.chunk_offsets.push_back(n * 100);
   OpenTrack track(tables);  // of 1024 bytes, 84 sizes and 166 chunk offsets
   const auto refills = [&](bool forward) {
-    track.device().reads.clear();
-    track.device().log = true;
+    const uint64_t before = track.source().read_count;
     P3gppSample sample{};
     for (uint32_t i = 1; i <= 6000; ++i) {
       sample.number = forward ? i : 6001 - i;
       EXPECT_EQ(P3GPP_ReadSample(track.get(), &sample), P3GPP_OK);
       EXPECT_EQ(sample.file_offset, (sample.number - 1) * 100);
     }
-    return track.device().reads.size();
+    return track.source().read_count - before;
   };
   EXPECT_LE(refills(true), 6000U / 84 + 6000U / 166 + 2);
   EXPECT_LE(refills(false), 6000U / 42 + 6000U / 83 + 6);
@@ -148,9 +148,9 @@ TEST(TrackAccess, CountsLeaveTextTracksOutButTheirIdsAreToldByRequirement) {
   tracks.back().id = 95;
   tracks.push_back(tracks[1]);
   tracks.back().omit = {"hdlr"};
-  const OpenFile file(make_file(tracks));
+  const OpenedMovie movie(make_file(tracks));
   P3gppTrackCounts counts{};
-  ASSERT_EQ(P3GPP_GetTrackCounts(file.get(), &counts), P3GPP_OK);
+  ASSERT_EQ(P3GPP_GetTrackCounts(movie.file, &counts), P3GPP_OK);
   EXPECT_EQ(counts.total, 7U);
   EXPECT_EQ(counts.audio, 2U);
   for (const uint32_t one :
@@ -160,7 +160,7 @@ TEST(TrackAccess, CountsLeaveTextTracksOutButTheirIdsAreToldByRequirement) {
   const auto ids = [&](uint32_t type) {
     std::vector<uint32_t> found(16);
     uint32_t count = 0;
-    EXPECT_EQ(P3GPP_GetTrackIds(file.get(), type, found.data(), &count), P3GPP_OK);
+    EXPECT_EQ(P3GPP_GetTrackIds(movie.file, type, found.data(), &count), P3GPP_OK);
     found.resize(count);
     return found;
   };
@@ -173,14 +173,14 @@ TEST(TrackAccess, CountsLeaveTextTracksOutButTheirIdsAreToldByRequirement) {
 TEST(TrackAccess, TrackInfoNeedsAHandlerWithACode) {
   TrackTables tables;
   tables.handler = "subt";
-  const OpenFile subtitles(make_file({tables}));
+  const OpenedMovie subtitles(make_file({tables}));
   auto* info = reinterpret_cast<P3gppTrackInfo*>(&tables);
-  EXPECT_EQ(P3GPP_GetTrackInfo(subtitles.get(), 1, &info), P3GPP_ERR_UNKNOWN_HANDLER);
+  EXPECT_EQ(P3GPP_GetTrackInfo(subtitles.file, 1, &info), P3GPP_ERR_UNKNOWN_HANDLER);
   EXPECT_EQ(info, nullptr);
 
   tables.handler = "meta";
-  const OpenFile metadata(make_file({tables}));
-  ASSERT_EQ(P3GPP_GetTrackInfo(metadata.get(), 1, &info), P3GPP_OK);
+  const OpenedMovie metadata(make_file({tables}));
+  ASSERT_EQ(P3GPP_GetTrackInfo(metadata.file, 1, &info), P3GPP_OK);
   EXPECT_EQ(
       (std::vector<uint32_t>{info->creation_time, info->modification_time, info->track_duration,
                              info->media_duration, info->time_scale, info->sample_count, info->track_type}),

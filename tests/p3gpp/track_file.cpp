@@ -1,6 +1,5 @@
 #include "track_file.h"
 
-#include <algorithm>
 #include <random>
 
 namespace zdr::test {
@@ -50,24 +49,6 @@ class TrackWriter {
   const TrackTables& tables_;
 };
 
-int32_t read_device(void* caller, void* buffer, uint32_t count, uint32_t low, uint32_t high,
-                    uint32_t* bytes_read) {
-  auto& device = *static_cast<TestDevice*>(caller);
-  if (device.reads_until_failure == 0) return -1;
-  --device.reads_until_failure;
-  const uint64_t position = uint64_t{high} << 32 | low;
-  if (device.log) device.reads.push_back({position, count});
-  const uint64_t left = position < device.bytes.size() ? device.bytes.size() - position : 0;
-  *bytes_read = static_cast<uint32_t>(std::min<uint64_t>(left, count));
-  std::copy_n(device.bytes.data() + (left == 0 ? 0 : position), *bytes_read, static_cast<uint8_t*>(buffer));
-  return 0;
-}
-
-int32_t device_size(void* caller, uint64_t* size) {
-  *size = static_cast<TestDevice*>(caller)->bytes.size();
-  return 0;
-}
-
 }  // namespace
 
 Bytes make_file(const std::vector<TrackTables>& tracks, size_t file_size) {
@@ -82,24 +63,9 @@ Bytes make_file(const std::vector<TrackTables>& tracks, size_t file_size) {
   return concat({file, box("mdat", media)});
 }
 
-OpenFile::OpenFile(Bytes bytes, uint64_t reads_until_failure) {
-  device_.bytes = std::move(bytes);
-  device_.reads_until_failure = reads_until_failure;
-  descriptor_.type = FMGR_DEV_CALLBACK;
-  descriptor_.source.callback = {&device_, read_device, device_size};
-  const FMGR_Config unbuffered{0, 0};
-  status_ = FMGR_Init(&context_, &unbuffered);
-  if (status_ == FMGR_OK) status_ = P3GPP_Open(&file_, &descriptor_, context_);
-}
-
-OpenFile::~OpenFile() {
-  if (file_ != nullptr) P3GPP_Close(file_);
-  if (context_ != nullptr) FMGR_Deinit(context_);
-}
-
 OpenTrack::OpenTrack(const TrackTables& tables, size_t file_size, uint32_t cache_budget)
-    : file_(make_file({tables}, file_size)), status_(file_.status()) {
-  if (status_ == P3GPP_OK) status_ = P3GPP_OpenTrack(file_.get(), &track_, tables.id, cache_budget);
+    : movie_(make_file({tables}, file_size)), status_(movie_.status) {
+  if (status_ == P3GPP_OK) status_ = P3GPP_OpenTrack(movie_.file, &track_, tables.id, cache_budget);
 }
 
 OpenTrack::~OpenTrack() {

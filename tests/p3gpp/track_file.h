@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "opened_movie.h"
 #include "p3gpp/p3gpp.h"
 #include "tests/support/box_builder.h"
 
@@ -46,39 +47,7 @@ struct TrackTables {
 // they stand and may point anywhere. 0: no media.
 Bytes make_file(const std::vector<TrackTables>& tracks, size_t file_size = 0);
 
-// The device behind a test's file: its bytes, and a read that can be made to fail.
-struct TestDevice {
-  struct Read {
-    uint64_t position;
-    uint32_t count;
-  };
-  Bytes bytes;
-  std::vector<Read> reads;  // while `log` is set
-  bool log = false;
-  uint64_t reads_until_failure = UINT64_MAX;  // that one and all after it fail
-};
-
-// A file in memory, opened. Tests look at status() first where the open may fail.
-class OpenFile {
- public:
-  explicit OpenFile(Bytes bytes, uint64_t reads_until_failure = UINT64_MAX);
-  ~OpenFile();
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-
-  int32_t status() const { return status_; }
-  P3gppFile* get() const { return file_; }
-  TestDevice& device() { return device_; }
-
- private:
-  TestDevice device_;
-  FMGR_Descriptor descriptor_{};
-  FMGR_Context* context_ = nullptr;
-  P3gppFile* file_ = nullptr;
-  int32_t status_ = 0;
-};
-
-// A file of one track with that track opened.
+// A file of one track with that track opened. Tests look at status() first where that may fail.
 class OpenTrack {
  public:
   explicit OpenTrack(const TrackTables& tables, size_t file_size = 0, uint32_t cache_budget = 1024);
@@ -86,11 +55,11 @@ class OpenTrack {
 
   int32_t status() const { return status_; }
   P3gppTrack* get() const { return track_; }
-  P3gppFile* file() const { return file_.get(); }
-  TestDevice& device() { return file_.device(); }
+  P3gppFile* file() const { return movie_.file; }
+  MemorySource& source() { return movie_.source; }
 
  private:
-  OpenFile file_;
+  OpenedMovie movie_;
   P3gppTrack* track_ = nullptr;
   int32_t status_ = 0;
 };
