@@ -221,7 +221,7 @@ enum class WithoutRecord : uint8_t {
 
 struct DecoderRule {
   std::string_view entry_type;
-  std::string_view handler_type;  // empty: any
+  std::string_view handler_type;  // empty: any (required for s263 and H263)
   uint8_t kind;
   uint8_t object_type;  // 0: from the ES descriptor
   Status (*fill)(Entry& entry, P3gppDecoderInfo& info);

@@ -57,6 +57,7 @@ class DescriptorCursor {
   // A size and as many bytes, all of which must be there.
   std::span<const uint8_t> sized_bytes() {
     const uint32_t size = descriptor_size();
+    if (size == 0) return {};
     if (position_ > bytes_.size() || size > bytes_.size() - position_) failed_ = true;
     if (failed_) return {};
     position_ += size;
@@ -103,6 +104,7 @@ Status read_es_descriptor(std::span<const uint8_t> bytes, EsDescriptor& result) 
   if (cursor.take_tag(kDecoderSpecificInfoTag)) {
     result.decoder_specific_info = cursor.sized_bytes();
   } else if (result.object_type == P3GPP_OTI_MPEG4_VISUAL && !cursor.failed()) {
+    // Required: what was read so far stays with the caller.
     result.lacks_visual_config = true;
     return P3GPP_ERR_DECODER_CONFIG;
   }

@@ -42,7 +42,7 @@ std::vector<uint8_t> read_versioned_body(BoxReader& reader, BoxNode& node, size_
 Status parse_ftyp(BoxReader& reader, BoxNode& node) {
   if (node.size == kBoxHeaderSize) return P3GPP_OK;
   constexpr uint32_t kFixedSize = 16;
-  // In 32 bits: a size below 16 wraps and is refused like one that is too large.
+  // Required: more brands are an error, and so is a size below 16, which wraps in 32 bits.
   const uint32_t brand_bytes = node.size - kFixedSize;
   if (brand_bytes > kMaxBrandBytes) return reader.fail(P3GPP_ERR_READ);
   auto payload = std::make_unique<FtypPayload>();
@@ -152,6 +152,7 @@ Status parse_hdlr(BoxReader& reader, BoxNode& node) {
 }
 
 Status parse_hmhd(BoxReader& reader, BoxNode& node) {
+  // Required: no other size is taken, not even a longer one.
   if (node.size != kHmhdSize) return reader.fail(P3GPP_ERR_BOX_SIZE);
   reader.read_full_box_header(node);
   const auto fields = reader.read_array<12>();

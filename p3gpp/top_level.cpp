@@ -72,7 +72,7 @@ Status TopLevelScan::read_header(Box& box, Next& next) {
   return box.size == 0 ? P3GPP_OK : blame(P3GPP_ERR_BOX_SIZE, box);
 }
 
-// The children are measured by the 32-bit field alone: a movie box in the 64-bit form has no room for them.
+// Required: the children are measured by the 32-bit field alone, so a movie box in the 64-bit form fails.
 Status TopLevelScan::parse_moov(const Box& box) {
   if (box.size < kBoxHeaderSize) {
     return blame(context_.left_in_file() < kBoxHeaderSize ? P3GPP_ERR_READ : P3GPP_ERR_BOX_SIZE, box);
@@ -94,7 +94,7 @@ Status TopLevelScan::skip(const Box& box, Next& next) {
 
 Status TopLevelScan::handle(const Box& box, Next& next) {
   if (box.is("moov")) {
-    next = Next::kStop;
+    next = Next::kStop;  // required: nothing behind the first one is read
     return parse_moov(box);
   }
   if (box.is("ftyp")) {

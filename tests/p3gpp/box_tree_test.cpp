@@ -53,7 +53,7 @@ TrackDescription extending(const std::string& container, const Bytes& bytes) {
 
 // ---- Top level --------------------------------------------------------------------------------------------
 
-TEST(TopLevel, OpensOrFailsByTheOrderAndSizesOfItsBoxes) {
+TEST(TopLevel, RequiredScanEndsAtMoovAndAtSize0) {
   const Bytes mdat = box("mdat", Bytes(100));
   const Bytes moov = small_moov();
   expect_statuses({
@@ -74,7 +74,7 @@ TEST(TopLevel, OpensOrFailsByTheOrderAndSizesOfItsBoxes) {
   });
 }
 
-TEST(TopLevel, Measures64BitBoxes) {
+TEST(TopLevel, Required64BitFormMeasuresAllBoxesButMoov) {
   const Bytes body(100);
   const Bytes moov = small_moov();
   const Bytes wide_moov = large_box("moov", mvhd());
@@ -104,7 +104,7 @@ TEST(TopLevel, RequiredStickyLargeSizeMeasuresAllLaterBoxes) {
   EXPECT_EQ(OpenedMovie(concat({wide, box("free", Bytes(4)), small_moov()})).status, P3GPP_ERR_NO_MOOV);
 }
 
-TEST(TopLevel, KeepsFileTypeAndNoticesFragments) {
+TEST(TopLevel, KeepsFileTypeWithRequiredRawMinorVersion) {
   const std::vector<std::string_view> brands(32, "3gp4");
   const OpenedMovie movie(concat({ftyp("old ", 1), box("moof", Bytes(20)), ftyp("3gp4", 0x00000200, brands),
                                   small_moov(), box("moof")}));
@@ -119,7 +119,7 @@ TEST(TopLevel, KeepsFileTypeAndNoticesFragments) {
   EXPECT_EQ(movie.file->moof->offset, ftyp("old ", 1).size());
 }
 
-TEST(TopLevel, RefusesOddFileTypes) {
+TEST(TopLevel, RequiredOddFileTypesFailTheOpen) {
   const std::vector<std::string_view> too_many(33, "3gp4");
   const Bytes moov = small_moov();
   expect_statuses({

@@ -158,7 +158,7 @@ TEST(LeafBoxes, RefuseSizesTooSmallForTheirFields) {
   }
 }
 
-TEST(LeafBoxes, HintMediaHeaderHasExactly28Bytes) {
+TEST(LeafBoxes, RequiredHintMediaHeaderHasExactly28Bytes) {
   const ParsedBox box(p3gpp::parse_hmhd, hmhd(1500, 700, 64000, 48000));
   ASSERT_EQ(box.status, P3GPP_OK);
   const auto& fields = box.as<p3gpp::HmhdPayload>();

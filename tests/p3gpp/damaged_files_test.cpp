@@ -1,0 +1,189 @@
+// Damaged files, and files whose reading fails half-way: a documented status, no leak, no outsized memory.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "exercise.h"
+#include "opened_movie.h"
+#include "tests/support/failing_allocator.h"
+#include "tests/support/movie_builder.h"
+#include "tests/support/mutator.h"
+
+namespace zdr::test {
+namespace {
+
+// A small file in which every kind of box occurs.
+Bytes everything() {
+  TrackDescription video = avc_track(6);
+  video.sync_samples = {1, 4};
+  video.composition_offsets = {0, 100, 0, 100, 0, 100};
+  video.edits = {{.segment_duration = 500, .media_time = -1}, {.segment_duration = 600, .media_time = 0}};
+  video.samples_per_chunk = {2, 1};
+  video.sample_entries.push_back(
+      video_entry("mp4v", 16, 16, esds({.object_type = 0x20, .decoder_specific_info = {1}})));
+  video.sample_entries.push_back(video_entry("s263", 16, 16, d263(1, 2, 3, 4, bitr(5, 6))));
+  video.appended["trak"] = box("tref", Bytes(12));
+  TrackDescription audio = amr_track(20);
+  audio.constant_size = true;
+  audio.samples_per_chunk = {5};
+  audio.use_co64 = true;
+  audio.sample_entries.push_back(audio_entry("ac-3", 2, 48000, dac3()));
+  audio.sample_entries.push_back(audio_entry("ec-3", 2, 48000, dec3(1, {{.num_dep_sub = 1}, {}})));
+  audio.sample_entries.push_back(audio_entry("mp4a", 2, 48000, esds({})));
+  TrackDescription hint = amr_track(3);
+  hint.handler = "hint";
+  hint.sample_entries = {plain_entry("rtp "),
+                         audio_entry("sqcp", 1, 8000, speech_configuration("dqcp", 1, 2, 3))};
+  hint.appended["minf"] = hmhd(1, 2, 3, 4);
+  hint.replaced["dinf"] = box("dinf", dref({url(false, {'a'}), urn(true, {'b', 0, 'c'})}));
+  return build_movie({.tracks = {video, audio, hint},
+                      .before_moov = box("moof"),
+                      .moov_start = full_box("iods", 0, 0, Bytes(7))})
+      .bytes;
+}
+
+std::vector<Bytes> seeds() {
+  std::vector<Bytes> files = {everything()};
+  files.push_back(build_movie({.tracks = {aac_track(10), avc_track(5)}, .moov_first = false}).bytes);
+  for (const auto& entry : std::filesystem::directory_iterator(ZDR_SAMPLES_DIR)) {
+    const std::string extension = entry.path().extension();
+    if (extension != ".mp4" && extension != ".3gp") continue;
+    std::ifstream stream(entry.path(), std::ios::binary);
+    files.emplace_back(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+  }
+  return files;
+}
+
+// The whole use of a file, with a manager of its own.
+ExerciseResult use(MemorySource& source, uint32_t sample_limit = 40) {
+  FMGR_Context* context = nullptr;
+  const FMGR_Config config{0, 0};
+  if (FMGR_Init(&context, &config) != FMGR_OK) return {.open_status = P3GPP_ERR_NO_MEMORY};
+  const ExerciseResult result = exercise(source.descriptor, context, sample_limit);
+  FMGR_Deinit(context);
+  return result;
+}
+
+TEST(DamagedFiles, EndWithADocumentedStatusAndTakeNoOutsizedMemory) {
+  const char* rounds_text = std::getenv("ZDR_MUTATIONS");
+  const uint32_t rounds = rounds_text == nullptr ? 3000 : static_cast<uint32_t>(std::atoi(rounds_text));
+  const std::vector<Bytes> originals = seeds();
+  Mutator mutator(20240611);
+  uint32_t opened = 0;
+  for (uint32_t round = 0; round < rounds; ++round) {
+    const Bytes file = mutator.damaged(originals[round % originals.size()]);
+    const size_t file_size = file.size();
+    MemorySource source(file);
+    const FailingAllocator watch(0);
+    const ExerciseResult result = use(source);
+    ASSERT_EQ(result.undocumented_status, 0) << "round " << round;
+    // Blocks of table entries and the test's own buffers are of fixed size.
+    ASSERT_LE(watch.largest(), std::max<size_t>(file_size + 64, 256 * 1024)) << "round " << round;
+    opened += result.open_status == P3GPP_OK;
+  }
+  EXPECT_GT(opened, rounds / 10) << "most files fail at once: the damage is too coarse to test much";
+  EXPECT_LT(opened, rounds - rounds / 10) << "hardly any file fails: the damage is too fine to test much";
+}
+
+TEST(DamagedFiles, EveryTruncationFailsOrOpens) {
+  const Bytes whole = everything();
+  for (size_t size = 0; size <= whole.size(); ++size) {
+    MemorySource source(Bytes(whole.begin(), whole.begin() + static_cast<int64_t>(size)));
+    ASSERT_EQ(use(source, 4).undocumented_status, 0) << size;
+  }
+}
+
+TEST(DamagedFiles, EveryFailingAllocationEndsWithAStatus) {
+  const Bytes file = everything();
+  MemorySource counted(file);
+  uint64_t total = 0;
+  {
+    const FailingAllocator watch(0);
+    EXPECT_EQ(use(counted, 3).tracks, 3u);
+    total = watch.count();
+  }
+  for (uint64_t n = 1; n <= total; ++n) {
+    MemorySource source(file);
+    const FailingAllocator failing(n);
+    try {
+      ASSERT_EQ(use(source, 3).undocumented_status, 0) << n;
+    } catch (const std::bad_alloc&) {  // an allocation of the test itself
+    }
+    ASSERT_TRUE(failing.struck()) << n << " of " << total;
+  }
+}
+
+// Opening alone, where the failing allocation must show, but for those of a track that the file can do
+// without.
+TEST(DamagedFiles, FailingAllocationInTheFirstTrackFailsTheOpen) {
+  const Bytes file = build_movie(amr_track(5)).bytes;
+  for (uint64_t n = 1;; ++n) {
+    MemorySource source(file);
+    FMGR_Context* context = nullptr;
+    const FMGR_Config config{0, 0};
+    ASSERT_EQ(FMGR_Init(&context, &config), FMGR_OK);
+    P3gppFile* opened = nullptr;
+    P3gppOpenError error{};
+    bool struck = false;
+    int32_t status = 0;
+    {
+      const FailingAllocator failing(n);
+      status = P3GPP_OpenExplained(&opened, &source.descriptor, context, &error);
+      struck = failing.struck();
+    }
+    if (struck) {
+      EXPECT_TRUE(status == P3GPP_ERR_NO_MEMORY || status == P3GPP_ERR_OPEN) << n << ": " << status;
+      EXPECT_EQ(error.status, status);
+      EXPECT_EQ(opened, nullptr);
+    } else {
+      EXPECT_EQ(status, P3GPP_OK);
+      P3GPP_Close(opened);
+    }
+    FMGR_Deinit(context);
+    if (!struck) break;
+  }
+}
+
+TEST(DamagedFiles, EveryFailingReadEndsWithAStatus) {
+  const Bytes file = everything();
+  MemorySource counted(file);
+  EXPECT_EQ(use(counted, 3).tracks, 3u);
+  for (uint64_t n = 1; n <= counted.read_count; ++n) {
+    MemorySource source(file, n);
+    ASSERT_EQ(use(source, 3).undocumented_status, 0) << n;
+    ASSERT_GE(source.read_count, n);
+  }
+}
+
+TEST(DamagedFiles, FailingReadOfTheFirstTrackFailsTheOpen) {
+  const Bytes file = build_movie(amr_track(5)).bytes;
+  const uint64_t total = OpenedMovie(file).source.read_count;
+  for (uint64_t n = 1; n <= total; ++n) {
+    const OpenedMovie movie(file, n);
+    // A top-level header that cannot be read ends the scan like the end of the file.
+    const bool at_top_level = movie.error.path[0] == '\0';
+    EXPECT_EQ(movie.status, at_top_level ? P3GPP_ERR_NO_MOOV : P3GPP_ERR_READ) << n;
+  }
+}
+
+// The tables are stepped over, not read: opening costs the same for any number of samples.
+TEST(HugeTables, CostNothingToOpen) {
+  const auto reads = [](uint32_t sample_count) {
+    TrackDescription track = amr_track(1);
+    track.replaced["stsz"] = stsz(std::vector<uint32_t>(sample_count, 1));
+    track.replaced["stts"] = stts(Runs(sample_count, {1, 1}));
+    const OpenedMovie movie(build_movie(track).bytes);
+    EXPECT_EQ(movie.status, P3GPP_OK);
+    return std::make_pair(movie.source.read_count, movie.source.bytes_read);
+  };
+  EXPECT_EQ(reads(10), reads(60000));
+}
+
+}  // namespace
+}  // namespace zdr::test

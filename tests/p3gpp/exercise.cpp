@@ -1,0 +1,158 @@
+#include "exercise.h"
+
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
+namespace zdr::test {
+namespace {
+
+constexpr int32_t kDocumented[] = {P3GPP_OK,
+                                   P3GPP_ERR_GENERIC,
+                                   P3GPP_ERR_NO_MEMORY,
+                                   P3GPP_ERR_NO_SYNC_SAMPLE,
+                                   P3GPP_ERR_RTP_ENTRY,
+                                   P3GPP_ERR_OUT_OF_RANGE,
+                                   P3GPP_ERR_BAD_ARGUMENT,
+                                   P3GPP_ERR_OPEN,
+                                   P3GPP_ERR_READ,
+                                   P3GPP_ERR_SEEK,
+                                   P3GPP_ERR_BOX_SIZE,
+                                   P3GPP_ERR_NO_TRACK,
+                                   P3GPP_ERR_UNKNOWN_HANDLER,
+                                   P3GPP_ERR_NO_ENTRY_PAYLOAD,
+                                   P3GPP_ERR_ENTRY_NOT_HANDLED,
+                                   P3GPP_ERR_NO_MOOV,
+                                   P3GPP_ERR_NO_MOOV_PAYLOAD,
+                                   P3GPP_ERR_NO_TRAK_PAYLOAD,
+                                   P3GPP_ERR_NO_TKHD,
+                                   P3GPP_ERR_NO_MDIA,
+                                   P3GPP_ERR_NO_MDIA_PAYLOAD,
+                                   P3GPP_ERR_NO_MDHD_OR_HDLR,
+                                   P3GPP_ERR_NO_MINF,
+                                   P3GPP_ERR_NO_MINF_PAYLOAD,
+                                   P3GPP_ERR_NO_STBL,
+                                   P3GPP_ERR_NO_STBL_PAYLOAD,
+                                   P3GPP_ERR_NO_TABLE,
+                                   P3GPP_ERR_DECODER_CONFIG,
+                                   P3GPP_ERR_NO_IODS_BYTES};
+
+class Exercise {
+ public:
+  Exercise(const FMGR_Descriptor& descriptor, FMGR_Context* context, uint32_t sample_limit)
+      : sample_limit_(sample_limit) {
+    P3gppOpenError error;
+    result.open_status = note(P3GPP_OpenExplained(&file_, &descriptor, context, &error));
+    note(error.status);
+  }
+  ~Exercise() {
+    if (file_ != nullptr) P3GPP_Close(file_);
+  }
+
+  void run() {
+    if (file_ == nullptr) return;
+    P3gppMovieInfo movie{};
+    if (note(P3GPP_GetMovieInfo(file_, &movie)) == P3GPP_OK) movie.release(&movie);
+    P3gppTrackCounts counts{};
+    note(P3GPP_GetTrackCounts(file_, &counts));
+    for (const uint32_t type : {P3GPP_TRACK_VIDEO, P3GPP_TRACK_AUDIO, P3GPP_TRACK_HINT, P3GPP_TRACK_TEXT}) {
+      // Text tracks are counted nowhere, so there is no number to size the array by; this is enough for any
+      // test.
+      std::vector<uint32_t> ids(4096);
+      if (type != P3GPP_TRACK_TEXT && counts.total > ids.size()) continue;
+      if (type == P3GPP_TRACK_TEXT && counts.total > 64) continue;
+      uint32_t count = 0;
+      note(P3GPP_GetTrackIds(file_, type, ids.data(), &count));
+      for (uint32_t i = 0; i < std::min(count, 16u); ++i) describe(ids[i]);
+    }
+  }
+
+  ExerciseResult result;
+
+ private:
+  int32_t note(int32_t status) {
+    const bool known =
+        std::find(std::begin(kDocumented), std::end(kDocumented), status) != std::end(kDocumented);
+    if (!known && result.undocumented_status == 0) result.undocumented_status = status;
+    return status;
+  }
+
+  void describe(uint32_t id) {
+    ++result.tracks;
+    P3gppTrackInfo* info = nullptr;
+    note(P3GPP_GetTrackInfo(file_, id, &info));
+    const uint32_t sample_count = info == nullptr ? 0 : info->sample_count;
+    if (info != nullptr) info->release(info);
+    for (uint32_t index = 0; index < 4; ++index) {
+      P3gppDecoderInfo* decoder = nullptr;
+      note(P3GPP_GetDecoderInfo(file_, id, &decoder, index));
+      if (decoder != nullptr) touch(*decoder);
+      if (decoder != nullptr) decoder->release(decoder);
+    }
+    P3gppTrack* track = nullptr;
+    if (note(P3GPP_OpenTrack(file_, &track, id, 8192)) != P3GPP_OK) return;
+    play(track, sample_count);
+    note(P3GPP_CloseTrack(track));
+  }
+
+  // Reads what the description points to, so that a bad pointer or length shows.
+  void touch(const P3gppDecoderInfo& info) {
+    if (info.kind == P3GPP_KIND_SYSTEMS) {
+      sum(info.u.systems.decoder_specific_info, info.u.systems.decoder_specific_info_length);
+      sum(info.u.systems.sl_config, info.u.systems.sl_config_length);
+    } else if (info.object_type == P3GPP_OTI_AVC) {
+      sum(info.u.avc.sps_list, info.u.avc.sps_list_length);
+      sum(info.u.avc.pps_list, info.u.avc.pps_list_length);
+    } else if (info.object_type == P3GPP_OTI_EAC3 && info.u.eac3.substreams != nullptr) {
+      result.checksum += info.u.eac3.substreams[info.u.eac3.independent_substreams].bsid;
+    }
+  }
+  void sum(const uint8_t* bytes, size_t length) {
+    for (size_t i = 0; i < length; ++i) result.checksum += bytes[i];
+  }
+
+  void play(P3gppTrack* track, uint32_t sample_count) {
+    uint32_t largest = 0;
+    note(P3GPP_GetMaxSampleSize(track, &largest));
+    float bitrate = 0;
+    note(P3GPP_GetBitrate(track, &bitrate));
+    for (uint32_t n = 0; n < sample_limit_ && n <= sample_count; ++n) sample(track, n);
+    for (const uint32_t n : {sample_count, sample_count + 1, sample_count / 2, 1u, 0xFFFFFFFFu})
+      sample(track, n);
+  }
+
+  void sample(P3gppTrack* track, uint32_t number) {
+    P3gppSample sample{};
+    sample.number = number;
+    // The location first: only what can lie in a test's file is read.
+    if (note(P3GPP_ReadSample(track, &sample)) == P3GPP_OK && sample.size <= buffer_.size()) {
+      sample.buffer = buffer_.data();
+      if (note(P3GPP_ReadSample(track, &sample)) == P3GPP_OK) ++result.samples_read;
+    }
+    uint32_t time = sample.decoding_time;
+    uint32_t composition_time = 0;
+    note(P3GPP_GetSampleTime(track, number, &time, &composition_time));
+    uint32_t found = 0;
+    note(P3GPP_TimeToSample(track, &time, &found));
+    for (const int32_t direction : {0, 1}) {
+      found = number;
+      note(P3GPP_FindSyncSample(track, &found, direction));
+    }
+    int32_t is_sync = 0;
+    note(P3GPP_IsSyncSample(track, number, &is_sync));
+  }
+
+  P3gppFile* file_ = nullptr;
+  uint32_t sample_limit_;
+  std::vector<uint8_t> buffer_ = std::vector<uint8_t>(1 << 16);
+};
+
+}  // namespace
+
+ExerciseResult exercise(const FMGR_Descriptor& descriptor, FMGR_Context* context, uint32_t sample_limit) {
+  Exercise run(descriptor, context, sample_limit);
+  run.run();
+  return run.result;
+}
+
+}  // namespace zdr::test

@@ -1,0 +1,23 @@
+// Opens a file and asks the parser everything about it, whatever state the file is in.
+#ifndef ZDR_TESTS_P3GPP_EXERCISE_H
+#define ZDR_TESTS_P3GPP_EXERCISE_H
+
+#include "p3gpp/p3gpp.h"
+
+namespace zdr::test {
+
+struct ExerciseResult {
+  int32_t open_status = 0;
+  // First status that is no documented one, or 0.
+  int32_t undocumented_status = 0;
+  uint32_t tracks = 0;
+  uint32_t samples_read = 0;
+  uint32_t checksum = 0;  // over the decoder configurations, so that they are really read
+};
+
+// Every track is opened, and up to `sample_limit` of its samples are located, timed and read.
+ExerciseResult exercise(const FMGR_Descriptor& descriptor, FMGR_Context* context, uint32_t sample_limit);
+
+}  // namespace zdr::test
+
+#endif

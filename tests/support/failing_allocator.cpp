@@ -1,0 +1,76 @@
+#include "tests/support/failing_allocator.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
+namespace zdr::test {
+namespace {
+
+struct Watch {
+  bool active = false;
+  uint64_t failing = 0;
+  uint64_t count = 0;
+  size_t largest = 0;
+};
+thread_local Watch watch;
+
+void* allocate(size_t size) {
+  if (watch.active) {
+    watch.largest = std::max(watch.largest, size);
+    if (++watch.count == watch.failing) return nullptr;
+  }
+  return std::malloc(size == 0 ? 1 : size);
+}
+
+}  // namespace
+
+FailingAllocator::FailingAllocator(uint64_t failing_allocation) {
+  watch = {.active = true, .failing = failing_allocation, .count = 0, .largest = 0};
+}
+FailingAllocator::~FailingAllocator() {
+  watch = {};
+}
+uint64_t FailingAllocator::count() const {
+  return watch.count;
+}
+size_t FailingAllocator::largest() const {
+  return watch.largest;
+}
+bool FailingAllocator::struck() const {
+  return watch.failing != 0 && watch.count >= watch.failing;
+}
+
+}  // namespace zdr::test
+
+void* operator new(size_t size) {
+  if (void* memory = zdr::test::allocate(size)) return memory;
+  throw std::bad_alloc();
+}
+void* operator new[](size_t size) {
+  return ::operator new(size);
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+  return zdr::test::allocate(size);
+}
+void* operator new[](size_t size, const std::nothrow_t&) noexcept {
+  return zdr::test::allocate(size);
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, size_t) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+  std::free(memory);
+}
