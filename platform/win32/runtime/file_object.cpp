@@ -90,6 +90,7 @@ DWORD FileObject::read_small(void* buffer, size_t count, uint64_t offset, size_t
 DWORD FileObject::read(void* buffer, DWORD count, std::optional<uint64_t> at, DWORD& got) noexcept {
   if (!rights_.read) return ERROR_ACCESS_DENIED;
   if (count == 0) return NO_ERROR;
+  if (buffer == nullptr) return ERROR_NOACCESS;
   std::lock_guard lock(mutex_);
   const uint64_t offset = at.value_or(position_);
   if (offset > kLargestOffset) return ERROR_INVALID_PARAMETER;
@@ -113,6 +114,7 @@ DWORD FileObject::write_direct(const void* buffer, size_t count, uint64_t offset
 DWORD FileObject::write(const void* buffer, DWORD count, std::optional<uint64_t> at, DWORD& put) noexcept {
   if (!rights_.write) return ERROR_ACCESS_DENIED;
   if (count == 0) return NO_ERROR;
+  if (buffer == nullptr) return ERROR_NOACCESS;
   std::lock_guard lock(mutex_);
   const uint64_t offset = at.value_or(position_);
   if (offset > kLargestOffset) return ERROR_INVALID_PARAMETER;

@@ -31,7 +31,7 @@ std::string temp_folder() {
     if (folder.back() != '/') folder += '/';
     return folder;
   }
-  return "/tmp/";
+  return P_tmpdir "/";
 }
 
 template <class Unit>

@@ -1,0 +1,99 @@
+// What a child process does for the two-process tests. One role, "worker": it holds one handle per letter and
+// answers each command with a number (a wait result, TRUE or FALSE, or the last error of a create call).
+#include <windows.h>
+
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <thread>
+
+#include "child_process.h"
+#include "platform/win32/session.h"
+
+namespace zdr::platform::test {
+
+namespace {
+
+std::u16string wide(const std::string& ascii) {
+  return {ascii.begin(), ascii.end()};
+}
+
+class Worker {
+ public:
+  // The numeric answer to one command line.
+  DWORD answer(const std::string& line) {
+    std::istringstream words(line);
+    std::string verb;
+    std::string key;
+    words >> verb >> key;
+    HANDLE& handle = handles_[key];
+    if (verb == "open-file") return open_file(words, handle);
+    if (verb == "event" || verb == "mutex" || verb == "semaphore") return create(verb, words, handle);
+    if (verb == "open-event") return open_event(words, handle);
+    if (verb == "close") return static_cast<DWORD>(CloseHandle(handle));
+    if (verb == "set") return static_cast<DWORD>(SetEvent(handle));
+    if (verb == "reset") return static_cast<DWORD>(ResetEvent(handle));
+    if (verb == "release") return ReleaseMutex(handle) ? NO_ERROR : GetLastError();
+    if (verb == "post") return ReleaseSemaphore(handle, 1, nullptr) ? NO_ERROR : GetLastError();
+    if (verb == "wait") return wait(words, handle);
+    if (verb == "session") return set_session(key == "null" ? nullptr : key.c_str()) ? TRUE : FALSE;
+    if (verb == "private-session") return set_private_session() ? TRUE : FALSE;
+    if (verb == "wait-on-thread") return wait_on_ended_thread(handle);
+    return 0xBADu;
+  }
+
+ private:
+  DWORD open_file(std::istringstream& words, HANDLE& handle) {
+    DWORD access = 0;
+    DWORD share = 0;
+    std::string path;
+    words >> access >> share >> path;
+    handle = CreateFileA(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr);
+    return GetLastError();
+  }
+
+  DWORD create(const std::string& kind, std::istringstream& words, HANDLE& handle) {
+    std::string name;
+    BOOL flag = FALSE;  // manual reset, or initial owner
+    words >> name >> flag;
+    if (kind == "event") handle = CreateEventW(nullptr, flag, FALSE, wide(name).c_str());
+    if (kind == "mutex") handle = CreateMutexW(nullptr, flag, wide(name).c_str());
+    if (kind == "semaphore") handle = CreateSemaphoreW(nullptr, 0, 10, wide(name).c_str());
+    return GetLastError();
+  }
+
+  DWORD open_event(std::istringstream& words, HANDLE& handle) {
+    std::string name;
+    words >> name;
+    SetLastError(NO_ERROR);
+    handle = OpenEventW(EVENT_ALL_ACCESS, FALSE, wide(name).c_str());
+    return GetLastError();
+  }
+
+  // "!" is printed before the wait, so that the other side knows how far the worker is.
+  DWORD wait(std::istringstream& words, HANDLE handle) {
+    DWORD milliseconds = 0;
+    words >> milliseconds;
+    if (milliseconds != 0) std::cout << "!" << std::endl;
+    return WaitForSingleObject(handle, milliseconds);
+  }
+
+  // A thread takes the mutex and ends without releasing it, while the process lives on.
+  DWORD wait_on_ended_thread(HANDLE handle) {
+    DWORD result = WAIT_FAILED;
+    std::thread([&] { result = WaitForSingleObject(handle, INFINITE); }).join();
+    return result;
+  }
+
+  std::map<std::string, HANDLE> handles_;
+};
+
+}  // namespace
+
+int run_child_role(const std::string&) {
+  Worker worker;
+  for (std::string line; std::getline(std::cin, line);) std::cout << worker.answer(line) << std::endl;
+  return 0;
+}
+
+}  // namespace zdr::platform::test

@@ -1,0 +1,140 @@
+// SetFilePointer, GetFileSize and SetEndOfFile, with their ambiguous results and beyond 4 GiB.
+#include <sys/stat.h>
+
+#include "win32_test_support.h"
+
+namespace zdr::platform::test {
+
+namespace {
+
+using FilePositionTest = Win32Test;
+
+constexpr int64_t kGiB = int64_t{1} << 30;
+constexpr LONG kNoHigh = 0x7EADBEEF;  // in a row: call without a high word
+
+struct SeekRow {
+  LONG low;
+  LONG high;
+  DWORD method;
+  DWORD result;
+  LONG high_after;
+  DWORD error;
+  int64_t position;
+};
+
+int64_t position_of(HANDLE file) {
+  LARGE_INTEGER position;
+  EXPECT_TRUE(SetFilePointerEx(file, {}, &position, FILE_CURRENT));
+  return position.QuadPart;
+}
+
+// The file has 5 GiB + 3 bytes; each row starts at position 100.
+TEST_F(FilePositionTest, SeeksTreatHighWordsAsTold) {
+  zdr::tests::write_sparse_file(path("file"), 5 * kGiB + 3);
+  const ScopedHandle file = open_for(path("file"), GENERIC_READ);
+  constexpr DWORD kFailed = INVALID_SET_FILE_POINTER;
+  const SeekRow rows[] = {
+      // Without a high word: signed 32-bit distance, and the result must fit 32 bits.
+      {7, kNoHigh, FILE_BEGIN, 7, 0, kUntouched, 7},
+      {7, kNoHigh, FILE_CURRENT, 107, 0, kUntouched, 107},
+      {-100, kNoHigh, FILE_CURRENT, 0, 0, kUntouched, 0},
+      {-101, kNoHigh, FILE_CURRENT, kFailed, 0, ERROR_NEGATIVE_SEEK, 100},
+      {-1, kNoHigh, FILE_BEGIN, kFailed, 0, ERROR_NEGATIVE_SEEK, 100},
+      {0, kNoHigh, FILE_END, kFailed, 0, ERROR_INVALID_PARAMETER, 100},
+      {-(1 << 30) - 4, kNoHigh, FILE_END, kFailed, 0, NO_ERROR, 4 * kGiB - 1},
+      {0, kNoHigh, 3, kFailed, 0, ERROR_INVALID_PARAMETER, 100},
+      // With one: 64 bits in and out.
+      {3, 1, FILE_BEGIN, 3, 1, kUntouched, 4 * kGiB + 3},
+      {-1, 0, FILE_BEGIN, kFailed, 0, NO_ERROR, 4 * kGiB - 1},
+      {-1, 1, FILE_BEGIN, kFailed, 1, NO_ERROR, 8 * kGiB - 1},
+      {-100, -1, FILE_CURRENT, 0, 0, kUntouched, 0},
+      {-101, -1, FILE_CURRENT, kFailed, -1, ERROR_NEGATIVE_SEEK, 100},
+      {0, 0, FILE_END, 0x40000003, 1, kUntouched, 5 * kGiB + 3},
+      {-1, 0x7FFFFFFF, FILE_BEGIN, kFailed, 0x7FFFFFFF, NO_ERROR, INT64_MAX},
+      {-1, 0x7FFFFFFF, FILE_CURRENT, kFailed, 0x7FFFFFFF, ERROR_INVALID_PARAMETER, 100},
+      {0, INT32_MIN, FILE_CURRENT, kFailed, INT32_MIN, ERROR_NEGATIVE_SEEK, 100},
+      {0, 0, 7, kFailed, 0, ERROR_INVALID_PARAMETER, 100},
+  };
+  for (const SeekRow& row : rows) {
+    SetFilePointer(file, 100, nullptr, FILE_BEGIN);
+    LONG high = row.high;
+    SetLastError(kUntouched);
+    EXPECT_EQ(SetFilePointer(file, row.low, row.high == kNoHigh ? nullptr : &high, row.method), row.result)
+        << row.low << ' ' << row.high << ' ' << row.method;
+    EXPECT_EQ(GetLastError(), row.error) << row.low << ' ' << row.high << ' ' << row.method;
+    if (row.high != kNoHigh) {
+      EXPECT_EQ(high, row.high_after) << row.low << ' ' << row.high;
+    }
+    EXPECT_EQ(position_of(file), row.position) << row.low << ' ' << row.high << ' ' << row.method;
+  }
+}
+
+TEST_F(FilePositionTest, SizesBeyond4GiBAndTheAmbiguousLowWord) {
+  const struct {
+    int64_t size;
+    DWORD low;
+    DWORD high;
+    DWORD error;
+  } rows[] = {{0, 0, 0, kUntouched},
+              {4 * kGiB - 1, 0xFFFFFFFF, 0, NO_ERROR},
+              {5 * kGiB, 0x40000000, 1, kUntouched},
+              {8 * kGiB - 1, 0xFFFFFFFF, 1, NO_ERROR}};
+  for (const auto& row : rows) {
+    zdr::tests::write_sparse_file(path("file"), static_cast<uint64_t>(row.size));
+    const ScopedHandle file = open_for(path("file"), GENERIC_READ);
+    SetLastError(kUntouched);
+    DWORD high = 77;
+    EXPECT_EQ(GetFileSize(file, &high), row.low);
+    EXPECT_EQ(high, row.high);
+    EXPECT_EQ(GetLastError(), row.error);
+    EXPECT_EQ(GetFileSize(file, nullptr), row.low);
+    LARGE_INTEGER size;
+    EXPECT_TRUE(GetFileSizeEx(file, &size) && size.QuadPart == row.size);
+  }
+}
+
+TEST_F(FilePositionTest, BytesBeyond4GiBAreReachedAndBeyondTheEndNothingGrows) {
+  const ScopedHandle file = open_for(path("file"), GENERIC_READ | GENERIC_WRITE, 0, CREATE_NEW);
+  LARGE_INTEGER far_away;
+  far_away.QuadPart = 6 * kGiB;
+  EXPECT_TRUE(SetFilePointerEx(file, far_away, nullptr, FILE_BEGIN));
+  EXPECT_EQ(GetFileSize(file, nullptr), 0u);
+  DWORD moved = 0;
+  EXPECT_TRUE(WriteFile(file, "end", 3, &moved, nullptr) && moved == 3);
+  EXPECT_EQ(position_of(file), 6 * kGiB + 3);
+  far_away.QuadPart = -5;
+  EXPECT_TRUE(SetFilePointerEx(file, far_away, nullptr, FILE_END));
+  char bytes[8] = "xxxxxxx";
+  EXPECT_TRUE(ReadFile(file, bytes, 8, &moved, nullptr) && moved == 5);
+  EXPECT_EQ(std::string(bytes, 5), std::string("\0\0end", 5)) << "the gap reads as zeros";
+}
+
+TEST_F(FilePositionTest, SetEndOfFileCutsAndExtends) {
+  const std::string name = make_file("file");
+  const ScopedHandle file = open_for(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  SetFilePointer(file, 4, nullptr, FILE_BEGIN);
+  EXPECT_TRUE(SetEndOfFile(file));
+  EXPECT_EQ(zdr::tests::read_file(name), "0123");
+  SetFilePointer(file, 6, nullptr, FILE_BEGIN);
+  EXPECT_TRUE(SetEndOfFile(file));
+  EXPECT_EQ(zdr::tests::read_file(name), std::string("0123\0\0", 6));
+  const ScopedHandle reader = open_for(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  EXPECT_FALSE(SetEndOfFile(reader));
+  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+}
+
+TEST_F(FilePositionTest, APipeHasNoPosition) {
+  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+  // Opened for both directions a pipe waits for nobody.
+  const ScopedHandle pipe = open_for(path("pipe"), GENERIC_READ | GENERIC_WRITE);
+  EXPECT_EQ(SetFilePointer(pipe, 0, nullptr, FILE_CURRENT), INVALID_SET_FILE_POINTER);
+  EXPECT_EQ(GetLastError(), ERROR_SEEK_ON_DEVICE);
+  DWORD moved = 0;
+  EXPECT_TRUE(WriteFile(pipe, "ab", 2, &moved, nullptr));
+  char bytes[2] = {};
+  EXPECT_TRUE(ReadFile(pipe, bytes, 2, &moved, nullptr) && moved == 2 && bytes[1] == 'b');
+}
+
+}  // namespace
+
+}  // namespace zdr::platform::test

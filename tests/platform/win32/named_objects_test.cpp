@@ -1,0 +1,331 @@
+// Named objects between processes: creation, hand-over, abandonment, killed holders, privacy.
+#include <filesystem>
+
+#include "child_process.h"
+#include "win32_test_support.h"
+
+namespace zdr::platform::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using NamedObjectsTest = Win32Test;
+
+DWORD poll(HANDLE handle) {
+  return WaitForSingleObject(handle, 0);
+}
+ScopedHandle event(LPCWSTR name, bool manual = false) {
+  return CreateEventW(nullptr, manual, FALSE, name);
+}
+
+constexpr const char* kServed = "0";
+constexpr const char* kAbandoned = "128";
+constexpr const char* kTimedOut = "258";
+constexpr const char* kAlreadyExists = "183";
+
+// Sends a wait without limit and returns once the child sleeps in it.
+void send_into_wait(ChildProcess& child, const std::string& key) {
+  child.send("wait " + key + " 4294967295");
+  ASSERT_EQ(child.receive(), "!");
+  await_sleep_in_wait(child.pid());
+}
+
+size_t object_files() {
+  const fs::path folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "obj";
+  return fs::exists(folder) ? static_cast<size_t>(std::distance(fs::directory_iterator(folder), {})) : 0;
+}
+
+TEST_F(NamedObjectsTest, ASecondCreationOpensAndIgnoresItsArguments) {
+  const ScopedHandle first = event(u"Twice");
+  EXPECT_EQ(GetLastError(), NO_ERROR);
+  const ScopedHandle second = CreateEventW(nullptr, TRUE, TRUE, u"Twice");
+  EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+  EXPECT_NE(static_cast<HANDLE>(first), static_cast<HANDLE>(second));
+  EXPECT_EQ(poll(first), WAIT_TIMEOUT) << "the initial state was ignored";
+  SetEvent(second);
+  EXPECT_EQ(poll(first), WAIT_OBJECT_0);
+  EXPECT_EQ(poll(second), WAIT_TIMEOUT) << "still an auto-reset event";
+}
+
+TEST_F(NamedObjectsTest, NamesFollowTheirRules) {
+  const ScopedHandle plain = event(u"Name");
+  const struct {
+    std::u16string name;
+    DWORD error;
+  } rows[] = {{u"Global\\Name", ERROR_ALREADY_EXISTS},
+              {u"Local\\Name", ERROR_ALREADY_EXISTS},
+              {u"name", NO_ERROR},
+              {u"", NO_ERROR},
+              {u"Other\\Name", ERROR_PATH_NOT_FOUND},
+              {u"Global\\a\\b", ERROR_PATH_NOT_FOUND},
+              {std::u16string(260, u'x'), NO_ERROR},
+              {std::u16string(261, u'x'), ERROR_FILENAME_EXCED_RANGE}};
+  for (const auto& row : rows) {
+    const bool opens = row.error == NO_ERROR || row.error == ERROR_ALREADY_EXISTS;
+    const ScopedHandle handle = event(row.name.c_str());
+    EXPECT_EQ(GetLastError(), row.error);
+    EXPECT_EQ(handle != nullptr, opens);
+  }
+  const ScopedHandle again = event(u"");
+  EXPECT_EQ(GetLastError(), NO_ERROR) << "an empty name is no name";
+}
+
+TEST_F(NamedObjectsTest, AnotherKindUnderTheNameIs6) {
+  const ScopedHandle here = event(u"KindHere");
+  ChildProcess child("worker");
+  ASSERT_EQ(child.ask("mutex m KindThere"), "0");
+  for (const LPCWSTR name : {u"KindHere", u"KindThere"}) {
+    EXPECT_EQ(CreateSemaphoreW(nullptr, 0, 1, name), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+  }
+  EXPECT_EQ(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, u"KindHere"), nullptr);
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(NamedObjectsTest, OpeningNeedsAnExistingObject) {
+  EXPECT_EQ(OpenEventW(EVENT_ALL_ACCESS, FALSE, u"Absent"), nullptr);
+  EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+  ChildProcess child("worker");
+  ASSERT_EQ(child.ask("event e Present"), "0");
+  SetLastError(kUntouched);
+  const ScopedHandle opened = OpenEventW(EVENT_ALL_ACCESS, FALSE, u"Present");
+  EXPECT_NE(static_cast<HANDLE>(opened), nullptr);
+  EXPECT_EQ(GetLastError(), kUntouched);
+  ASSERT_EQ(child.ask("set e"), "1");
+  EXPECT_EQ(poll(opened), WAIT_OBJECT_0);
+}
+
+TEST_F(NamedObjectsTest, TheObjectEndsWithItsLastHandleInAnyProcess) {
+  const size_t files_before = object_files();
+  ScopedHandle mine = event(u"Life", true);
+  SetEvent(mine);
+  ChildProcess child("worker");
+  ASSERT_EQ(child.ask("event e Life"), kAlreadyExists);
+  mine.close();
+  ASSERT_EQ(child.ask("wait e 0"), kServed) << "lives on in the child";
+  ASSERT_EQ(child.ask("close e"), "1");
+  EXPECT_EQ(object_files(), files_before);
+  const ScopedHandle fresh = event(u"Life", true);
+  EXPECT_EQ(GetLastError(), NO_ERROR);
+  EXPECT_EQ(poll(fresh), WAIT_TIMEOUT);
+}
+
+TEST_F(NamedObjectsTest, ASignalReleasesOneSleeperInTheOrderOfArrival) {
+  const ScopedHandle signal = event(u"Order");
+  ChildProcess first("worker");
+  ChildProcess second("worker");
+  for (ChildProcess* child : {&first, &second}) {
+    ASSERT_EQ(child->ask("event e Order"), kAlreadyExists);
+    send_into_wait(*child, "e");
+  }
+  SetEvent(signal);
+  EXPECT_EQ(first.receive(), kServed);
+  await_sleep_in_wait(second.pid());
+  EXPECT_EQ(poll(signal), WAIT_TIMEOUT);
+  SetEvent(signal);
+  EXPECT_EQ(second.receive(), kServed);
+}
+
+TEST_F(NamedObjectsTest, TwoSignalsReleaseSleepersOfTwoProcesses) {
+  const ScopedHandle signal = event(u"TwoProcesses");
+  ChildProcess first("worker");
+  ChildProcess second("worker");
+  for (int round = 0; round < 5; ++round) {
+    for (ChildProcess* child : {&first, &second}) {
+      ASSERT_EQ(child->ask("event e TwoProcesses"), kAlreadyExists);
+      send_into_wait(*child, "e");
+    }
+    SetEvent(signal);
+    SetEvent(signal);
+    EXPECT_EQ(first.receive(), kServed);
+    EXPECT_EQ(second.receive(), kServed);
+    EXPECT_EQ(poll(signal), WAIT_TIMEOUT);
+    for (ChildProcess* child : {&first, &second}) ASSERT_EQ(child->ask("close e"), "1");
+  }
+}
+
+TEST_F(NamedObjectsTest, AKilledHolderLeavesNothingBehind) {
+  const size_t files_before = object_files();
+  for (const bool set : {false, true}) {
+    ChildProcess child("worker");
+    ASSERT_EQ(child.ask("event e Crash"), "0");
+    if (set) {
+      ASSERT_EQ(child.ask("set e"), "1");
+    }
+    if (!set) send_into_wait(child, "e");
+    child.kill_hard();
+    EXPECT_EQ(object_files(), files_before + 2) << "the stale files";
+    EXPECT_EQ(OpenEventW(EVENT_ALL_ACCESS, FALSE, u"Crash"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    const ScopedHandle fresh = event(u"Crash");
+    EXPECT_EQ(GetLastError(), NO_ERROR) << "created, not opened";
+    EXPECT_EQ(poll(fresh), WAIT_TIMEOUT) << "not signalled";
+    SetEvent(fresh);
+    EXPECT_EQ(poll(fresh), WAIT_OBJECT_0);
+  }
+  EXPECT_EQ(object_files(), files_before);
+}
+
+// The dead sleeper came first in line; the signal must go to the living.
+TEST_F(NamedObjectsTest, ASignalIsNotSpentOnAKilledSleeper) {
+  const ScopedHandle signal = event(u"DeadSleeper");
+  ChildProcess dead("worker");
+  ChildProcess living("worker");
+  for (ChildProcess* child : {&dead, &living}) {
+    ASSERT_EQ(child->ask("event e DeadSleeper"), kAlreadyExists);
+    send_into_wait(*child, "e");
+  }
+  dead.kill_hard();
+  SetEvent(signal);
+  EXPECT_EQ(living.receive(), kServed);
+  EXPECT_EQ(poll(signal), WAIT_TIMEOUT);
+}
+
+TEST_F(NamedObjectsTest, MutexesAreAbandonedByThreadsAndByKilledProcesses) {
+  const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, u"Abandon");
+  ChildProcess child("worker");
+  ASSERT_EQ(child.ask("mutex m Abandon"), kAlreadyExists);
+  ASSERT_EQ(child.ask("wait-on-thread m"), kServed);
+  EXPECT_EQ(WaitForSingleObject(mutex, INFINITE), WAIT_ABANDONED) << "the child's thread ended";
+  EXPECT_EQ(poll(mutex), WAIT_OBJECT_0) << "recursive";
+  EXPECT_EQ(child.ask("wait m 0"), kTimedOut);
+  EXPECT_EQ(child.ask("release m"), std::to_string(ERROR_NOT_OWNER));
+  EXPECT_TRUE(ReleaseMutex(mutex) && ReleaseMutex(mutex));
+  EXPECT_FALSE(ReleaseMutex(mutex));
+  ASSERT_EQ(child.ask("wait m 0"), kServed);
+  EXPECT_EQ(WaitForSingleObject(mutex, 5), WAIT_TIMEOUT);
+  child.kill_hard();
+  EXPECT_EQ(WaitForSingleObject(mutex, INFINITE), WAIT_ABANDONED) << "the child was killed";
+  EXPECT_TRUE(ReleaseMutex(mutex));
+  EXPECT_EQ(poll(mutex), WAIT_OBJECT_0) << "ordinary again";
+  EXPECT_TRUE(ReleaseMutex(mutex));
+}
+
+TEST_F(NamedObjectsTest, AMutexIsReleasedThroughAnyHandleAndOwnedFromItsCreation) {
+  const ScopedHandle first = CreateMutexW(nullptr, TRUE, u"Handles");
+  const ScopedHandle second = CreateMutexW(nullptr, TRUE, u"Handles");
+  EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+  ChildProcess child("worker");
+  ASSERT_EQ(child.ask("mutex m Handles"), kAlreadyExists);
+  EXPECT_EQ(child.ask("wait m 0"), kTimedOut);
+  EXPECT_TRUE(ReleaseMutex(second)) << "owned once: the second creation did not count";
+  EXPECT_EQ(child.ask("wait m 0"), kServed);
+  EXPECT_FALSE(ReleaseMutex(first));
+}
+
+TEST_F(NamedObjectsTest, AnOwnedMutexSurvivesItsHandles) {
+  ScopedHandle first = CreateMutexW(nullptr, TRUE, u"Survivor");
+  ChildProcess child("worker");
+  ASSERT_EQ(child.ask("mutex m Survivor"), kAlreadyExists);
+  first.close();
+  EXPECT_EQ(child.ask("wait m 0"), kTimedOut) << "still owned by this thread";
+}
+
+TEST_F(NamedObjectsTest, SemaphoresCountAcrossProcesses) {
+  const ScopedHandle semaphore = CreateSemaphoreW(nullptr, 1, 2, u"Count");
+  ChildProcess child("worker");
+  ASSERT_EQ(child.ask("semaphore s Count"), kAlreadyExists);
+  ASSERT_EQ(child.ask("post s"), "0");
+  ASSERT_EQ(child.ask("post s"), std::to_string(ERROR_TOO_MANY_POSTS));
+  LONG previous = 0;
+  EXPECT_EQ(poll(semaphore), WAIT_OBJECT_0);
+  EXPECT_TRUE(ReleaseSemaphore(semaphore, 1, &previous) && previous == 1);
+  EXPECT_EQ(child.ask("wait s 0"), kServed);
+  EXPECT_EQ(child.ask("wait s 0"), kServed);
+  EXPECT_EQ(child.ask("wait s 0"), kTimedOut);
+}
+
+TEST_F(NamedObjectsTest, WaitsMixNamedAndUnnamedObjects) {
+  const ScopedHandle local = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  const ScopedHandle named = event(u"Mixed");
+  const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, u"MixedMutex");
+  ChildProcess child("worker");
+  ASSERT_EQ(child.ask("event e Mixed"), kAlreadyExists);
+  ASSERT_EQ(child.ask("mutex m MixedMutex"), kAlreadyExists);
+  const HANDLE all[] = {local, named, mutex};
+  EXPECT_EQ(WaitForMultipleObjects(3, all, FALSE, 0), WAIT_OBJECT_0 + 2);
+  EXPECT_TRUE(ReleaseMutex(mutex));
+  ASSERT_EQ(child.ask("wait m 0"), kServed);
+  EXPECT_EQ(WaitForMultipleObjects(3, all, FALSE, 5), WAIT_TIMEOUT);
+  child.send("set e");
+  EXPECT_EQ(WaitForMultipleObjects(3, all, FALSE, INFINITE), WAIT_OBJECT_0 + 1);
+  EXPECT_EQ(child.receive(), "1");
+  std::thread setter([&] { SetEvent(local); });
+  EXPECT_EQ(WaitForMultipleObjects(3, all, FALSE, INFINITE), WAIT_OBJECT_0);
+  setter.join();
+  // All three: the mutex is abandoned by a kill, which sends no signal of its own.
+  SetEvent(local);
+  SetEvent(named);
+  EXPECT_EQ(WaitForMultipleObjects(3, all, TRUE, 5), WAIT_TIMEOUT);
+  EXPECT_EQ(poll(named), WAIT_OBJECT_0) << "nothing was consumed";
+  SetEvent(named);
+  child.kill_hard();
+  EXPECT_EQ(WaitForMultipleObjects(3, all, TRUE, INFINITE), WAIT_ABANDONED_0);
+  EXPECT_EQ(poll(local), WAIT_TIMEOUT);
+  EXPECT_EQ(poll(named), WAIT_TIMEOUT);
+  EXPECT_TRUE(ReleaseMutex(mutex));
+}
+
+TEST_F(NamedObjectsTest, AFailedWaitForAllKeepsTheAbandonedMark) {
+  const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, u"KeptMark");
+  const ScopedHandle local = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  std::thread([&] { poll(mutex); }).join();
+  const HANDLE both[] = {mutex, local};
+  EXPECT_EQ(WaitForMultipleObjects(2, both, TRUE, 0), WAIT_TIMEOUT);
+  EXPECT_EQ(poll(mutex), WAIT_ABANDONED);
+  EXPECT_TRUE(ReleaseMutex(mutex));
+}
+
+// More sleepers than the shared page has places.
+TEST_F(NamedObjectsTest, AHundredSleepersAreAllReleased) {
+  const ScopedHandle signal = event(u"Crowd");
+  std::atomic<int> released{0};
+  std::vector<std::thread> sleepers;
+  for (int i = 0; i < 100; ++i) {
+    sleepers.emplace_back([&] {
+      EXPECT_EQ(WaitForSingleObject(signal, INFINITE), WAIT_OBJECT_0);
+      ++released;
+      SetEvent(signal);
+    });
+  }
+  SetEvent(signal);
+  for (std::thread& sleeper : sleepers) sleeper.join();
+  EXPECT_EQ(released, 100);
+  EXPECT_EQ(poll(signal), WAIT_OBJECT_0) << "the last one's signal";
+}
+
+TEST_F(NamedObjectsTest, ADamagedStateFileIsRefusedWhileInUseAndReplacedAfterwards) {
+  ScopedHandle holder = event(u"Damaged");
+  for (const auto& entry : fs::directory_iterator(fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "obj")) {
+    EXPECT_EQ(entry.status().permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    if (entry.path().extension() != ".shm") continue;
+    std::fstream file(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
+    file.write("\0\0\0\0", 4);
+  }
+  ChildProcess child("worker");
+  EXPECT_EQ(child.ask("event e Damaged"), std::to_string(ERROR_INVALID_DATA));
+  holder.close();
+  EXPECT_EQ(child.ask("event e Damaged"), "0");
+}
+
+// Processes that create, signal and close one name at random: each open finds a sound object.
+TEST_F(NamedObjectsTest, CreationAndLastCloseMayRace) {
+  const size_t files_before = object_files();
+  ChildProcess children[] = {ChildProcess("worker"), ChildProcess("worker"), ChildProcess("worker")};
+  for (int round = 0; round < 100; ++round) {
+    for (ChildProcess& child : children) child.send("event e Race");
+    for (ChildProcess& child : children) {
+      const std::string answer = child.receive();
+      ASSERT_TRUE(answer == "0" || answer == kAlreadyExists) << answer;
+    }
+    ASSERT_EQ(children[round % 3].ask("set e"), "1");
+    ASSERT_EQ(children[(round + 1) % 3].ask("wait e 0"), kServed) << "all have the same object";
+    for (ChildProcess& child : children) child.send("close e");
+    for (ChildProcess& child : children) ASSERT_EQ(child.receive(), "1");
+    ASSERT_EQ(object_files(), files_before);
+  }
+}
+
+}  // namespace
+
+}  // namespace zdr::platform::test

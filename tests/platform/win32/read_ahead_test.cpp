@@ -1,0 +1,93 @@
+// Read-ahead never shows: reads of a read-only handle match the file's bytes, also when a program outside the
+// rules of sharing makes the file longer or shorter.
+#include <algorithm>
+#include <random>
+
+#include "win32_test_support.h"
+
+namespace zdr::platform::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using ReadAheadTest = Win32Test;
+
+std::string pattern(size_t size) {
+  std::mt19937 random(7);
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(random());
+  return bytes;
+}
+
+std::string read_at(HANDLE file, size_t offset, DWORD count) {
+  std::string bytes(count, '\0');
+  DWORD got = 0;
+  EXPECT_EQ(SetFilePointer(file, static_cast<LONG>(offset), nullptr, FILE_BEGIN), offset);
+  EXPECT_TRUE(ReadFile(file, bytes.data(), count, &got, nullptr));
+  EXPECT_EQ(SetFilePointer(file, 0, nullptr, FILE_CURRENT), offset + got);
+  bytes.resize(got);
+  return bytes;
+}
+
+// Runs of small reads with small skips, jumps, reads around the limits, and the end.
+TEST_F(ReadAheadTest, ReadsMatchTheFile) {
+  const std::string bytes = pattern(300'000);
+  const ScopedHandle file = open_for(make_file("file", bytes), GENERIC_READ);
+  std::mt19937 random(11);
+  const DWORD sizes[] = {1, 4, 8, 16, 300, 1000, 4096, 8191, 8192, 8193, 65536, 70000};
+  size_t offset = 0;
+  for (int step = 0; step < 20'000; ++step) {
+    const auto kind = random() % 100;
+    if (kind < 4) offset = random() % (bytes.size() + 100);
+    if (kind < 30) offset += random() % 5000;
+    if (kind == 30) offset = bytes.size() - std::min<size_t>(bytes.size(), random() % 5000);
+    if (offset > bytes.size() + 6000) offset = 0;
+    const DWORD count = kind < 90 ? sizes[random() % 5] : sizes[random() % std::size(sizes)];
+    const std::string expected = offset < bytes.size() ? bytes.substr(offset, count) : std::string();
+    ASSERT_EQ(read_at(file, offset, count), expected) << "at " << offset << " for " << count;
+    offset += expected.size();
+  }
+}
+
+TEST_F(ReadAheadTest, AGrowingFileIsReadToItsTrueEnd) {
+  std::string bytes = pattern(1000);
+  const std::string name = make_file("file", bytes);
+  const ScopedHandle file = open_for(name, GENERIC_READ);
+  size_t offset = 0;
+  for (int round = 0; round < 50; ++round) {
+    while (offset < bytes.size()) {
+      const std::string got = read_at(file, offset, 64);
+      ASSERT_EQ(got, bytes.substr(offset, 64)) << round;
+      offset += got.size();
+    }
+    ASSERT_EQ(read_at(file, offset, 64), "");
+    bytes += pattern(static_cast<size_t>(100 + round * 37));
+    zdr::tests::write_file(name, bytes);
+  }
+}
+
+TEST_F(ReadAheadTest, ACutFileEndsWhereItWasCut) {
+  const std::string bytes = pattern(200'000);
+  const std::string name = make_file("file", bytes);
+  const ScopedHandle file = open_for(name, GENERIC_READ);
+  for (size_t offset = 0; offset < 20'000; offset += 50) read_at(file, offset, 50);
+  fs::resize_file(name, 150'000);
+  EXPECT_EQ(read_at(file, 149'990, 50), bytes.substr(149'990, 10));
+  EXPECT_EQ(read_at(file, 180'000, 50), "");
+}
+
+// A handle that lets others write sees their bytes at once.
+TEST_F(ReadAheadTest, HandlesThatAllowWritersAreNeverStale) {
+  const std::string name = make_file("file", pattern(50'000));
+  const ScopedHandle reader = open_for(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  const ScopedHandle writer = open_for(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  for (size_t offset = 0; offset < 2000; offset += 10) read_at(reader, offset, 10);
+  SetFilePointer(writer, 2000, nullptr, FILE_BEGIN);
+  DWORD put = 0;
+  EXPECT_TRUE(WriteFile(writer, "fresh", 5, &put, nullptr));
+  EXPECT_EQ(read_at(reader, 2000, 5), "fresh");
+}
+
+}  // namespace
+
+}  // namespace zdr::platform::test

@@ -1,0 +1,116 @@
+// Share modes: every pair of opens, in one process and between two, against the rule itself.
+#include <filesystem>
+
+#include "child_process.h"
+#include "win32_test_support.h"
+
+namespace zdr::platform::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using ShareModesTest = Win32Test;
+
+// Bit 0 read, 1 write, 2 delete: as in FILE_SHARE_*.
+DWORD access_of(DWORD uses) {
+  return ((uses & 1) != 0 ? GENERIC_READ : 0) | ((uses & 2) != 0 ? GENERIC_WRITE : 0) |
+         ((uses & 4) != 0 ? DELETE : 0);
+}
+
+// Two opens go together when each asks only for what the other allows; one that asks for nothing disturbs
+// nobody.
+bool go_together(DWORD uses_a, DWORD share_a, DWORD uses_b, DWORD share_b) {
+  if (uses_a == 0 || uses_b == 0) return true;
+  return (uses_a & ~share_b) == 0 && (uses_b & ~share_a) == 0;
+}
+
+void expect_second_open(const std::string& name, DWORD uses_a, DWORD share_a) {
+  for (DWORD uses = 0; uses < 8; ++uses) {
+    for (DWORD share = 0; share < 8; ++share) {
+      const ScopedHandle second = open_for(name, access_of(uses), share);
+      const bool expected = go_together(uses_a, share_a, uses, share);
+      ASSERT_EQ(second != INVALID_HANDLE_VALUE, expected) << uses_a << share_a << uses << share;
+      ASSERT_EQ(GetLastError(), expected ? NO_ERROR : ERROR_SHARING_VIOLATION);
+    }
+  }
+}
+
+TEST_F(ShareModesTest, EveryPairInOneProcess) {
+  const std::string name = make_file("file");
+  for (DWORD uses = 0; uses < 8; ++uses) {
+    for (DWORD share = 0; share < 8; ++share) {
+      const ScopedHandle first = open_for(name, access_of(uses), share);
+      ASSERT_NE(static_cast<HANDLE>(first), INVALID_HANDLE_VALUE);
+      expect_second_open(name, uses, share);
+    }
+  }
+}
+
+TEST_F(ShareModesTest, EveryPairBetweenTwoProcesses) {
+  const std::string name = make_file("file");
+  ChildProcess child("worker");
+  for (DWORD uses = 0; uses < 8; ++uses) {
+    for (DWORD share = 0; share < 8; ++share) {
+      const std::string arguments =
+          std::to_string(access_of(uses)) + " " + std::to_string(share) + " " + name;
+      ASSERT_EQ(child.ask("open-file f " + arguments), "0");
+      expect_second_open(name, uses, share);
+      ASSERT_EQ(child.ask("close f"), "1");
+    }
+  }
+}
+
+TEST_F(ShareModesTest, ThreeOpensMustAllGoTogether) {
+  const std::string name = make_file("file");
+  ScopedHandle reader = open_for(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  ScopedHandle writer = open_for(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  EXPECT_EQ(open_for(name, GENERIC_READ, FILE_SHARE_READ), INVALID_HANDLE_VALUE) << "denies the writer";
+  reader.close();
+  EXPECT_EQ(open_for(name, GENERIC_READ, FILE_SHARE_READ), INVALID_HANDLE_VALUE) << "whatever was closed";
+  writer.close();
+  EXPECT_NE(static_cast<HANDLE>(ScopedHandle(open_for(name, GENERIC_READ, FILE_SHARE_READ))),
+            INVALID_HANDLE_VALUE);
+}
+
+TEST_F(ShareModesTest, ALinkIsTheSameFile) {
+  const std::string name = make_file("file");
+  fs::create_hard_link(name, path("hard"));
+  fs::create_symlink(name, path("soft"));
+  const ScopedHandle alone = open_for(name, GENERIC_READ, 0);
+  for (const char* link : {"hard", "soft"}) {
+    EXPECT_EQ(open_for(path(link), GENERIC_READ, 7), INVALID_HANDLE_VALUE) << link;
+    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+  }
+}
+
+size_t side_files() {
+  const fs::path folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "share";
+  return fs::exists(folder) ? static_cast<size_t>(std::distance(fs::directory_iterator(folder), {})) : 0;
+}
+
+TEST_F(ShareModesTest, AKilledHolderProtectsNothingAndNoSideFileStays) {
+  const std::string name = make_file("file");
+  ChildProcess child("worker");
+  ASSERT_EQ(child.ask("open-file f " + std::to_string(GENERIC_READ) + " 0 " + name), "0");
+  EXPECT_EQ(open_for(name, GENERIC_READ, 7), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(side_files(), 1u);
+  child.kill_hard();
+  ScopedHandle file = open_for(name, GENERIC_READ, 7);
+  EXPECT_NE(static_cast<HANDLE>(file), INVALID_HANDLE_VALUE);
+  file.close();
+  EXPECT_EQ(side_files(), 0u);
+}
+
+TEST_F(ShareModesTest, SideFilesArePrivate) {
+  const ScopedHandle file = open_for(make_file("file"), GENERIC_READ);
+  const fs::path folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr";
+  EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
+  EXPECT_EQ(fs::status(folder / "share").permissions(), fs::perms::owner_all);
+  for (const auto& entry : fs::directory_iterator(folder / "share")) {
+    EXPECT_EQ(entry.status().permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  }
+}
+
+}  // namespace
+
+}  // namespace zdr::platform::test

@@ -1,0 +1,147 @@
+// Threads, their handles and the last error of each.
+#include <atomic>
+#include <thread>
+
+#include "win32_test_support.h"
+
+namespace zdr::platform::test {
+
+namespace {
+
+using ThreadsTest = Win32Test;
+
+DWORD return_argument(LPVOID argument) {
+  return static_cast<DWORD>(reinterpret_cast<uintptr_t>(argument));
+}
+
+DWORD wait_for_event(LPVOID event) {
+  return WaitForSingleObject(event, INFINITE);
+}
+
+TEST_F(ThreadsTest, AHandleIsSignalledForEverOnceItsThreadEnded) {
+  const ScopedHandle gate = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  DWORD id = 0;
+  const ScopedHandle thread = CreateThread(nullptr, 0, wait_for_event, gate, 0, &id);
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeThread(thread, &code) && code == STILL_ACTIVE);
+  EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_TIMEOUT);
+  SetEvent(gate);
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+  EXPECT_TRUE(GetExitCodeThread(thread, &code) && code == WAIT_OBJECT_0);
+  EXPECT_NE(id, GetCurrentThreadId());
+}
+
+TEST_F(ThreadsTest, ASuspendedThreadStartsWhenResumed) {
+  std::atomic<bool> ran{false};
+  const auto run = [](LPVOID flag) -> DWORD {
+    static_cast<std::atomic<bool>*>(flag)->store(true);
+    return 7;
+  };
+  const ScopedHandle thread = CreateThread(nullptr, 1 << 20, run, &ran, CREATE_SUSPENDED, nullptr);
+  EXPECT_EQ(WaitForSingleObject(thread, 5), WAIT_TIMEOUT);
+  EXPECT_FALSE(ran);
+  EXPECT_EQ(ResumeThread(thread), 1u);
+  EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+  EXPECT_TRUE(ran);
+  EXPECT_EQ(ResumeThread(thread), 0u);
+}
+
+TEST_F(ThreadsTest, AHandleMayBeClosedWhileItsThreadRuns) {
+  const ScopedHandle gate = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  const ScopedHandle done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  HANDLE pair[] = {gate, done};
+  const auto run = [](LPVOID handles) -> DWORD {
+    WaitForSingleObject(static_cast<HANDLE*>(handles)[0], INFINITE);
+    SetEvent(static_cast<HANDLE*>(handles)[1]);
+    return 0;
+  };
+  const HANDLE thread = CreateThread(nullptr, 0, run, pair, 0, nullptr);
+  EXPECT_TRUE(CloseHandle(thread));
+  SetEvent(gate);
+  EXPECT_EQ(WaitForSingleObject(done, INFINITE), WAIT_OBJECT_0);
+}
+
+// A module whose destructors run on the thread may be unloaded once the handle is signalled.
+TEST_F(ThreadsTest, ThreadLocalDestructorsAndAbandonmentComeBeforeTheSignal) {
+  static std::atomic<int> destroyed;
+  static HANDLE mutex;
+  struct SlowToDie {
+    ~SlowToDie() {
+      Sleep(20);
+      ++destroyed;
+    }
+  };
+  destroyed = 0;
+  const ScopedHandle owned = CreateMutexW(nullptr, FALSE, nullptr);
+  mutex = owned;
+  const auto run = [](LPVOID) -> DWORD {
+    thread_local SlowToDie slow;
+    (void)&slow;
+    return WaitForSingleObject(mutex, INFINITE);
+  };
+  const ScopedHandle thread = CreateThread(nullptr, 0, run, nullptr, 0, nullptr);
+  EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+  EXPECT_EQ(destroyed, 1);
+  EXPECT_EQ(WaitForSingleObject(owned, 0), WAIT_ABANDONED);
+  EXPECT_TRUE(ReleaseMutex(owned));
+}
+
+TEST_F(ThreadsTest, BadArgumentsAreRefused) {
+  EXPECT_EQ(CreateThread(nullptr, 0, nullptr, nullptr, 0, nullptr), nullptr);
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(CreateThread(nullptr, 0, return_argument, nullptr, 0x40, nullptr), nullptr);
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(CreateThread(nullptr, SIZE_MAX / 2, return_argument, nullptr, 0, nullptr), nullptr);
+  EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
+}
+
+TEST_F(ThreadsTest, PrioritiesAreKept) {
+  const ScopedHandle thread = CreateThread(nullptr, 0, return_argument, nullptr, 0, nullptr);
+  EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_NORMAL);
+  EXPECT_TRUE(SetThreadPriority(thread, THREAD_PRIORITY_TIME_CRITICAL));
+  EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_TIME_CRITICAL);
+  EXPECT_FALSE(SetThreadPriority(thread, 3));
+  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+  EXPECT_TRUE(SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_LOWEST));
+  EXPECT_EQ(GetThreadPriority(GetCurrentThread()), THREAD_PRIORITY_LOWEST);
+}
+
+TEST_F(ThreadsTest, TheLastErrorBelongsToTheThread) {
+  SetLastError(5);
+  std::thread([] {
+    EXPECT_EQ(GetLastError(), NO_ERROR);
+    SetLastError(7);
+  }).join();
+  EXPECT_EQ(GetLastError(), 5u);
+}
+
+TEST_F(ThreadsTest, ClocksAndSleepAgree) {
+  LARGE_INTEGER frequency;
+  LARGE_INTEGER before;
+  LARGE_INTEGER after;
+  QueryPerformanceFrequency(&frequency);
+  QueryPerformanceCounter(&before);
+  const ULONGLONG ticks_before = GetTickCount64();
+  Sleep(20);
+  QueryPerformanceCounter(&after);
+  EXPECT_GE((after.QuadPart - before.QuadPart) * 1000, 20 * frequency.QuadPart);
+  EXPECT_GE(GetTickCount64() - ticks_before, 19u);
+}
+
+TEST_F(ThreadsTest, InterlockedOperationsGiveNewOrOldValues) {
+  LONG value = 5;
+  EXPECT_EQ(InterlockedIncrement(&value), 6);
+  EXPECT_EQ(InterlockedDecrement(&value), 5);
+  EXPECT_EQ(InterlockedExchange(&value, 9), 5);
+  EXPECT_EQ(InterlockedExchangeAdd(&value, 2), 9);
+  EXPECT_EQ(InterlockedCompareExchange(&value, 1, 8), 11);
+  EXPECT_EQ(InterlockedCompareExchange(&value, 1, 11), 11);
+  EXPECT_EQ(value, 1);
+  PVOID pointer = nullptr;
+  EXPECT_EQ(InterlockedCompareExchangePointer(&pointer, &value, nullptr), nullptr);
+  EXPECT_EQ(InterlockedExchangePointer(&pointer, nullptr), &value);
+}
+
+}  // namespace
+
+}  // namespace zdr::platform::test

@@ -1,0 +1,100 @@
+// What several Win32 tests need.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <windows.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "tests/support/temp_folder.h"
+
+namespace zdr::platform::test {
+
+// A value no function sets: shows whether a call touched the last error.
+constexpr DWORD kUntouched = 0xABCD;
+
+inline std::u16string wide(const std::string& ascii) {
+  return {ascii.begin(), ascii.end()};
+}
+
+// Closes its handle at the end of the scope.
+class ScopedHandle {
+ public:
+  ScopedHandle(HANDLE handle = nullptr) : handle_(handle) {}  // NOLINT: stands in for a HANDLE
+  ScopedHandle(ScopedHandle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  ScopedHandle& operator=(ScopedHandle&& other) noexcept {
+    std::swap(handle_, other.handle_);
+    return *this;
+  }
+  ~ScopedHandle() { close(); }
+  operator HANDLE() const { return handle_; }
+  void close() {
+    if (handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE) CloseHandle(handle_);
+    handle_ = nullptr;
+  }
+
+ private:
+  HANDLE handle_;
+};
+
+inline HANDLE open_for(const std::string& path, DWORD access, DWORD share = FILE_SHARE_READ,
+                       DWORD disposition = OPEN_EXISTING, DWORD flags = FILE_ATTRIBUTE_NORMAL) {
+  return CreateFileA(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
+}
+
+// Sets an environment variable (or removes it, for null) and puts the old value back at the end of the scope.
+class ScopedVariable {
+ public:
+  ScopedVariable(const char* name, const char* value) : name_(name) {
+    if (const char* old = std::getenv(name)) old_ = old;
+    set(value);
+  }
+  ~ScopedVariable() { set(old_ ? old_->c_str() : nullptr); }
+  ScopedVariable(const ScopedVariable&) = delete;
+  ScopedVariable& operator=(const ScopedVariable&) = delete;
+  void set(const char* value) { value == nullptr ? unsetenv(name_) : setenv(name_, value, 1); }
+
+ private:
+  const char* name_;
+  std::optional<std::string> old_;
+};
+
+// Returns once the thread sleeps inside the runtime's wait (a futex wait with an absolute deadline).
+inline void await_sleep_in_wait(pid_t thread) {
+  constexpr unsigned long kWaitBitset = 9;
+  constexpr unsigned long kOperationMask = 0x7F;
+  const std::string state = "/proc/" + std::to_string(thread) + "/syscall";
+  for (;; std::this_thread::yield()) {
+    std::ifstream file(state);
+    std::string number;
+    std::string word;
+    std::string operation;
+    file >> number >> word >> operation;
+    if (number != std::to_string(SYS_futex)) continue;
+    if ((std::stoul(operation, nullptr, 16) & kOperationMask) == kWaitBitset) return;
+  }
+}
+
+// Every test starts with the mark in the last error.
+class Win32Test : public testing::Test {
+ protected:
+  Win32Test() { SetLastError(kUntouched); }
+
+  // A file of the test's own folder.
+  std::string path(const std::string& name) const { return (folder_ / name).string(); }
+  std::string make_file(const std::string& name, const std::string& content = "0123456789") const {
+    zdr::tests::write_file(folder_ / name, content);
+    return path(name);
+  }
+
+  zdr::tests::TempFolder folder_;
+};
+
+}  // namespace zdr::platform::test
