@@ -121,14 +121,14 @@ TEST_F(WaitStressTest, MixedWaitsTakeEachSignalOnce) {
       return;
     }
     const bool wait_all = index == 3;
-    for (LONG i = 0; i < (wait_all ? kEach / 2 : kEach); ++i) {
+    for (LONG i = 0; i < (wait_all ? kEach / 3 : kEach * 2 / 3); ++i) {
       const DWORD result = WaitForMultipleObjects(2, both, wait_all, INFINITE);
       ASSERT_LT(result, wait_all ? 1u : 2u);
       ++taken[result];
       if (wait_all) ++taken[1];
     }
   });
-  // The any-waiter and the all-waiter together take at most all; what is left is still there.
+  // Together the two waiters never want more of one object than there is; what is left is still there.
   LONG left[2] = {0, 0};
   for (int k : {0, 1}) {
     while (WaitForSingleObject(both[k], 0) == WAIT_OBJECT_0) ++left[k];
