@@ -1,4 +1,6 @@
 // Public operations on one track: opening it, its samples and times. Calls on one track must not overlap.
+#include <limits>
+
 #include "p3gpp/sample_lookup.h"
 #include "p3gpp/sample_reading.h"
 #include "p3gpp/track_access.h"
@@ -74,10 +76,14 @@ int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second) {
 }
 
 int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample) {
+  return P3GPP_ReadSampleBounded(track, sample, std::numeric_limits<uint32_t>::max());
+}
+
+int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t capacity) {
   if (track == nullptr || sample == nullptr || to_node(track)->payload == nullptr) {
     return P3GPP_ERR_BAD_ARGUMENT;
   }
-  return on_track(track, [&](const TrackPath& path) { return read_sample(path, *sample); });
+  return on_track(track, [&](const TrackPath& path) { return read_sample(path, *sample, capacity); });
 }
 
 int32_t P3GPP_GetSampleTime(P3gppTrack* track, uint32_t number, uint32_t* decoding_time,

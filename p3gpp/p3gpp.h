@@ -316,6 +316,8 @@ int32_t P3GPP_CloseTrack(P3gppTrack* track);
 int32_t P3GPP_GetMaxSampleSize(P3gppTrack* track, uint32_t* size);
 int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second);
 int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample);
+/* The same for a buffer of `capacity` bytes: a larger sample is located, not read, and P3GPP_ERR_READ. */
+int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t capacity);
 int32_t P3GPP_GetSampleTime(P3gppTrack* track, uint32_t number, uint32_t* decoding_time,
                             uint32_t* composition_time);
 /* In: a media time; out: a sample number and the decoding time of that sample (in *time). */

@@ -34,11 +34,12 @@ Status find_edit_shift(const TrakPayload& trak, uint32_t& shift) {
   return P3GPP_ERR_NO_EMPTY_EDIT;
 }
 
-Status read_sample(const TrackPath& path, P3gppSample& sample) {
+Status read_sample(const TrackPath& path, P3gppSample& sample, uint32_t capacity) {
   const Status status = locate_sample(*path.stbl, sample);
   if (status != P3GPP_OK) return status;
   sample.decoding_time += path.trak->edit_shift;  // modulo 2^32; the composition time stays as it is
-  return sample.buffer == nullptr ? P3GPP_OK : read_bytes(path.trak->data_stream.get(), sample);
+  if (sample.buffer == nullptr) return P3GPP_OK;
+  return sample.size <= capacity ? read_bytes(path.trak->data_stream.get(), sample) : Status{P3GPP_ERR_READ};
 }
 
 }  // namespace zdr::p3gpp

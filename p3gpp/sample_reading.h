@@ -15,8 +15,9 @@ namespace zdr::p3gpp {
 // P3GPP_ERR_NO_EMPTY_EDIT when such a list has no empty edit; `shift` is then 0.
 Status find_edit_shift(const TrakPayload& trak, uint32_t& shift);
 
-// Locates the sample and, when it brings a buffer, reads it: one seek and one read on the data stream.
-Status read_sample(const TrackPath& path, P3gppSample& sample);
+// Locates the sample and, when it brings a buffer, reads it: one seek and one read on the data stream. A
+// sample of more than `capacity` bytes is not read.
+Status read_sample(const TrackPath& path, P3gppSample& sample, uint32_t capacity);
 
 }  // namespace zdr::p3gpp
 

@@ -94,16 +94,11 @@ bool IsoTrack::packs_groups() const {
   }
 }
 
-// The reader does not know how long the buffer is, so the sample is located first: one that does not fit
-// counts as a failed read.
+// A sample that does not fit counts as a failed read.
 bool IsoTrack::read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, uint32_t room) {
-  const uint32_t time_before = sample.decoding_time;
   sample.number = number;
-  sample.buffer = nullptr;
-  if (P3GPP_ReadSample(track_.get(), &sample) != P3GPP_OK || sample.size > room) return false;
-  sample.decoding_time = time_before;  // each call may add the track's edit shift to it
   sample.buffer = buffer;
-  return P3GPP_ReadSample(track_.get(), &sample) == P3GPP_OK && sample.size <= room;
+  return P3GPP_ReadSampleBounded(track_.get(), &sample, room) == P3GPP_OK;
 }
 
 ReadResult IsoTrack::read_first_sample(OwnedSample& sample) {
