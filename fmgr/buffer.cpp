@@ -64,6 +64,7 @@ bool fill(FMGR_Buffer& buffer) {
     buffer.valid = static_cast<uint32_t>(moved);
     return true;
   }
+  // Kept: a failing device looks like the end of the data.
   buffer.flags |= FMGR_Buffer::kEndOfData;
   return false;
 }

@@ -21,7 +21,7 @@ CallbackDevice* self(FMGR_Device* device) {
 
 FMGR_Device* open_with(CallbackDevice device, FMGR_SizeCallback size) {
   if (!device.caller || !device.read || !size) return nullptr;
-  // The status of the size callback does not matter: a source of unknown length still reads.
+  // Kept: the status of the size callback does not matter, so that a source of unknown length still reads.
   size(device.caller, &device.size);
   return new (std::nothrow) CallbackDevice(device);
 }

@@ -57,6 +57,7 @@ int32_t FMGR_FClose(FMGR_Stream* stream) {
 }
 
 int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count) {
+  // Kept: reading nothing is an error, also where bytes are left.
   if (stream && (!buffer || count == 0)) return FMGR_ERR_BAD_ARGUMENT;
   // More would read as a negative status.
   count = std::min<uint32_t>(count, INT32_MAX);

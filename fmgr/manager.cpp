@@ -23,7 +23,7 @@ std::unique_ptr<FMGR_Stream> make_stream(const FMGR_Context& context, AccessClas
   return stream;
 }
 
-// Descriptors are compared by address: two records with the same path are two devices.
+// Kept: descriptors are compared by address, so two records with the same path are two devices.
 FMGR_File* find_file(const FMGR_Context& context, const FMGR_Descriptor& descriptor, AccessClass access) {
   for (FMGR_File* file = context.first_file; file; file = file->next) {
     if (file->descriptor == &descriptor && file->access == access) return file;
@@ -74,6 +74,7 @@ void detach(FMGR_Stream& stream) {
   FMGR_File& file = *stream.file;
   if (stream.buffer) {
     unlink(file.first_buffer, *stream.buffer);
+    // Kept: what cannot be written is lost without a word.
     reanchor(*stream.buffer);
   }
   unlink(file.first_stream, stream);

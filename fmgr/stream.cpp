@@ -19,6 +19,8 @@ int32_t advance(FMGR_Stream& stream, int32_t moved) {
 
 }  // namespace
 
+// Kept: the seek is made even when the device stands there already. It is cheap: a file only notes the
+// position.
 int32_t read_device(FMGR_Stream& stream, void* buffer, uint32_t count) {
   const int32_t status = seek_device(stream);
   if (status != FMGR_OK) return status;

@@ -40,13 +40,14 @@ bool use_manager(const Source& source, uint32_t buffer_size) {
   const Context context(made);
   if (!context) return false;
   const Stream streams[] = {open_stream(source, "rb", context), open_stream(source, "rb", context),
-                            open_stream(source, "a+", context)};
+                            open_stream(source, "ra", context)};
   uint32_t size = 0;
   for (const Stream& stream : streams) {
     if (!stream) return false;
-    all_good = all_good && read_text(stream, 100) == (tell(stream) == 20 ? "" : source.content());
+    const size_t start = tell(stream);
+    all_good = read_text(stream, 100) == source.content().substr(start) && all_good;
     note(FMGR_FSeek(stream.get(), -4, FMGR_SEEK_END));
-    all_good = all_good && tell(stream) == 16 && read_text(stream, 2) == "gh";
+    all_good = tell(stream) == 16 && read_text(stream, 2) == "gh" && all_good;
     note(FMGR_FSize(stream.get(), &size));
   }
   return all_good;
@@ -76,16 +77,19 @@ TEST(Faults, OfTheSystemGiveStatusesAndLeaveNothing) {
 TEST(Faults, OfTheHeapGiveStatusesAndLeaveNothing) {
   const Source source(FMGR_DEV_FILE_W, "0123456789abcdefghij");
   for (const uint32_t buffer_size : {0u, 7u}) {
+    int failures = 0;
     uint64_t nth = 1;
     for (bool struck = true; struck; ++nth) {
       g_allocations_left = nth;
       const bool all_good = use_manager(source, buffer_size);
       struck = g_allocations_left == 0;
       g_allocations_left = 0;
-      EXPECT_EQ(all_good, !struck) << "fault " << nth;
+      // The system copes without some of its memory, the manager needs all of its own.
+      EXPECT_TRUE(all_good || struck);
+      failures += !all_good;
     }
-    // A context; a stream and perhaps a buffer for each open, a file and a device for two of them.
-    EXPECT_GT(nth, buffer_size == 0 ? 8u : 14u);
+    // A context; a stream for each open, a file and a device for two of them; a buffer and its data for each.
+    EXPECT_GE(failures, buffer_size == 0 ? 8 : 14);
   }
 }
 

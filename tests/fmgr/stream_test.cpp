@@ -21,7 +21,7 @@ INSTANTIATE_TEST_SUITE_P(Devices, Streams, testing::ValuesIn(kOpenTypes));
 TEST_P(Streams, OfOneDescriptorAndClassShareADevice) {
   const Stream first = open_stream(source_, "rb", context_);
   const Stream second = open_stream(source_, "r", context_);
-  const Stream other_class = open_stream(source_, "r+b", context_);
+  const Stream other_class = open_stream(source_, "rt+", context_);
   const Context other_context = make_context(0, 0);
   const Stream elsewhere = open_stream(source_, "rb", other_context);
   for (const Stream* stream : {&first, &second, &other_class, &elsewhere}) {
@@ -84,7 +84,7 @@ TEST_P(Streams, AreGoneAlsoWhenTheDeviceDoesNotCloseCleanly) {
 
 TEST_P(Streams, CloseInAnyOrderAndWithTheContext) {
   Stream streams[] = {open_stream(source_, "rb", context_), open_stream(source_, "rb", context_),
-                      open_stream(source_, "rb", context_), open_stream(source_, "r+", context_)};
+                      open_stream(source_, "rb", context_), open_stream(source_, "rt+", context_)};
   streams[0].reset();  // the one that the device was opened for
   EXPECT_EQ(read_text(streams[2], 2), "01");
   streams[2].reset();
