@@ -174,8 +174,8 @@ void parse_extended_data(BitReader& reader, bool pair, SbrParserState& state, Sb
   reader.seek(end);
 }
 
-void parse_single_channel_data(BitReader& reader, const DeltaDirections& directions,
-                               const SbrParserState& state, SbrChannelFrame& channel) {
+void parse_values(BitReader& reader, const DeltaDirections& directions, const SbrParserState& state,
+                  SbrChannelFrame& channel) {
   parse_envelopes(reader, directions, state, channel);
   parse_noise_floors(reader, directions, state, channel);
 }
@@ -187,7 +187,7 @@ bool parse_single_channel_element(BitReader& reader, SbrParserState& state, SbrC
   if (!parse_grid(reader, channel)) return false;
   const DeltaDirections directions = parse_directions(reader, channel.grid);
   parse_inverse_filtering(reader, channel);
-  parse_single_channel_data(reader, directions, state, channel);
+  parse_values(reader, directions, state, channel);
   parse_sinusoids(reader, channel);
   parse_extended_data(reader, false, state, channel, ps_signalled);
   return true;
@@ -204,8 +204,8 @@ bool parse_coupled_pair(BitReader& reader, SbrParserState* states, SbrChannelFra
   const DeltaDirections right_directions = parse_directions(reader, right.grid);
   parse_inverse_filtering(reader, left);
   std::copy(std::begin(left.invf_mode), std::end(left.invf_mode), right.invf_mode);
-  parse_single_channel_data(reader, left_directions, states[0], left);
-  parse_single_channel_data(reader, right_directions, states[1], right);
+  parse_values(reader, left_directions, states[0], left);
+  parse_values(reader, right_directions, states[1], right);
   return true;
 }
 
@@ -268,16 +268,18 @@ bool same_bands(const SbrHeader& a, const SbrHeader& b) {
 
 // Header and tables are taken over together, or not at all: a header that comes again must not meet tables of
 // another.
-bool parse_header(BitReader& reader, int32_t sbr_rate_hz, SbrParserState& state, SbrChannelFrame& channel) {
+bool parse_header(BitReader& reader, int32_t sbr_rate_hz, SbrParserState& state) {
   const SbrHeader header = read_header(reader, state.header);
-  channel.bands_changed = state.header_missing || !same_bands(header, state.header);
-  channel.limiter_changed = channel.bands_changed || header.limiter_bands != state.header.limiter_bands;
-  if (channel.bands_changed) {
+  const bool bands_changed = state.header_missing || !same_bands(header, state.header);
+  if (bands_changed) {
     SbrBandTables tables;
     if (!build_sbr_bands(header, sbr_rate_hz, tables)) return false;
     state.bands = tables;
+    ++state.bands_generation;
   }
-  if (channel.limiter_changed) build_limiter_bands(header, state.bands);
+  if (bands_changed || header.limiter_bands != state.header.limiter_bands) {
+    build_limiter_bands(header, state.bands);
+  }
   state.header = header;
   state.header_missing = false;
   return true;
@@ -304,8 +306,7 @@ SbrResult parse_sbr_payload(BitReader& reader, bool with_crc, SbrElement element
 
   if (with_crc) reader.skip(kCrcBits);
   const bool has_header = reader.read_bit();
-  channels[0].bands_changed = channels[0].limiter_changed = false;
-  if (has_header && !parse_header(reader, parser.sbr_rate_hz, states[0], channels[0])) {
+  if (has_header && !parse_header(reader, parser.sbr_rate_hz, states[0])) {
     return SbrResult::kInvalidBands;
   }
   for (int c = 0; c < count; ++c) channels[c].status = SbrStatus::kNoHeader;
@@ -314,8 +315,7 @@ SbrResult parse_sbr_payload(BitReader& reader, bool with_crc, SbrElement element
   for (int c = 0; c < count; ++c) {
     channels[c].header = states[0].header;
     channels[c].bands = states[0].bands;
-    channels[c].bands_changed = channels[0].bands_changed;
-    channels[c].limiter_changed = channels[0].limiter_changed;
+    channels[c].bands_generation = states[0].bands_generation;
   }
   const bool valid = element.pair
                          ? parse_channel_pair_element(reader, states, channels)

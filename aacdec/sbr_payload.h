@@ -25,8 +25,9 @@ enum class SbrStatus : uint8_t {
 
 struct SbrChannelFrame {
   SbrStatus status = SbrStatus::kNone;  // everything below is valid only with kParsed
-  bool bands_changed = false;           // the band tables were built anew for this frame (a reset)
-  bool limiter_changed = false;         // the limiter table was
+  // Counts the times that the band tables were built anew. A synthesis that meets another number than in the
+  // frame it made before resets, also when frames between them were lost.
+  uint32_t bands_generation = 0;
   SbrHeader header;
   SbrBandTables bands;
 
@@ -55,6 +56,7 @@ struct SbrFrame {
 
 struct SbrParserState {
   bool header_missing = true;
+  uint32_t bands_generation = 0;
   SbrHeader header;
   SbrBandTables bands;
   // Last envelope and noise floor, references of time differences. They change with a parsed frame only.

@@ -227,6 +227,16 @@ TEST(RawDataBlock, TagsStayBoundFromBlockToBlock) {
   EXPECT_EQ(parser.parse(end_block(second_alone)), 0);
 }
 
+TEST(RawDataBlock, RequiredThatThePairsTagMayBeAny) {
+  Parser parser;
+  for (const uint64_t tag : {0, 9, 3}) {
+    BitWriter w;
+    w.fields({{kCpe, 3}, {tag, 4}, {0, 1}});
+    put_silent_channel(put_silent_channel(w));
+    EXPECT_EQ(parser.parse(end_block(w)), 2);
+  }
+}
+
 TEST(RawDataBlock, KeepsEveryFieldOfAShortPair) {
   BitWriter w;
   w.fields({{kCpe, 3}, {7, 4}, {1, 1}});

@@ -111,7 +111,7 @@ TEST(SbrPayload, GivesWhatAPlainWriterCoded) {
       w.put(0, 1);
       ASSERT_EQ(payload.parse(w, {0, pair}), SbrResult::kParsed) << stream << ' ' << frame;
       ASSERT_EQ(payload.read, w.size());
-      ASSERT_EQ(payload.frame.channel[0].bands_changed, frame == 0);
+      ASSERT_EQ(payload.frame.channel[0].bands_generation, 1U);
       expect_channel(payload.frame.channel[0], models[0]);
       if (pair) expect_channel(payload.frame.channel[1], models[1]);
       if (HasFatalFailure()) FAIL() << "stream " << stream << ", frame " << frame;
@@ -164,7 +164,7 @@ TEST(SbrHeaderRules, RequiredThatUnsentGroupsKeepTheirValues) {
   EXPECT_EQ(kept.limiter_gains, 3);
   EXPECT_EQ(kept.interpol_freq, 0);
   EXPECT_EQ(kept.smoothing_mode, 0);
-  EXPECT_TRUE(payload.frame.channel[0].bands_changed);
+  EXPECT_EQ(payload.frame.channel[0].bands_generation, 2U);
 }
 
 TEST(SbrHeaderRules, RebuildOnlyWhatAFieldDependsOn) {
@@ -176,23 +176,23 @@ TEST(SbrHeaderRules, RebuildOnlyWhatAFieldDependsOn) {
   };
   const SbrChannelFrame& channel = payload.frame.channel[0];
   parse(header);
-  EXPECT_TRUE(channel.bands_changed && channel.limiter_changed);
   parse(header);
-  EXPECT_FALSE(channel.bands_changed || channel.limiter_changed);
+  EXPECT_EQ(channel.bands_generation, 1U);
+  EXPECT_GT(channel.bands.limiter_count, 1);
   SbrHeader limiter = header;
   limiter.limiter_bands = 0;
   parse(limiter);
-  EXPECT_TRUE(!channel.bands_changed && channel.limiter_changed);
+  EXPECT_EQ(channel.bands_generation, 1U);
   EXPECT_EQ(channel.bands.limiter_count, 1);
   SbrHeader gains = limiter;
   gains.limiter_gains = 0;
   gains.amp_res = 0;
   parse(gains);
-  EXPECT_FALSE(channel.bands_changed || channel.limiter_changed);
+  EXPECT_EQ(channel.bands_generation, 1U);
   SbrHeader noise = gains;
   noise.noise_bands = 3;
   parse(noise);
-  EXPECT_TRUE(channel.bands_changed && channel.limiter_changed);
+  EXPECT_EQ(channel.bands_generation, 2U);
 }
 
 TEST(SbrHeaderRules, AnInvalidOneIsForgotten) {
@@ -210,7 +210,7 @@ TEST(SbrHeaderRules, AnInvalidOneIsForgotten) {
   EXPECT_EQ(payload.parse(bad), SbrResult::kInvalidBands);
   EXPECT_EQ(payload.parse(bad), SbrResult::kInvalidBands);
   ASSERT_EQ(payload.parse(good), SbrResult::kParsed);
-  EXPECT_FALSE(payload.frame.channel[0].bands_changed);
+  EXPECT_EQ(payload.frame.channel[0].bands_generation, 1U);
 }
 
 TEST(SbrHeaderRules, OneWithoutRoomForSbrGivesNoBands) {
