@@ -41,8 +41,10 @@ def compare(original, written, kind):
             # Of a packet with several AMR frames ffmpeg decodes the first alone; remuxed, each frame is a packet.
             source = written.with_suffix('.peer' + written.suffix)
             peer_media.copy_amr(original, source)
-        want = peer_media.decode_pcm(source, '0:a:0', ['-ignore_editlist', '1'] if source is original else [])
-        got = peer_media.decode_pcm(written, '0:a:0')
+        # No priming is cut off on either side: zdr does not trim.
+        untrimmed = ['-flags2', '+skip_manual']
+        want = peer_media.decode_pcm(source, '0:a:0', (['-ignore_editlist', '1'] if source is original else []) + untrimmed)
+        got = peer_media.decode_pcm(written, '0:a:0', untrimmed)
     if not want and not got:
         return 'neither decodes', 0
     if got == want:
