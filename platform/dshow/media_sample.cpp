@@ -59,6 +59,7 @@ ULONG CMediaSample::Release() {
   const LONG left = --m_cRef;
   if (left == 0) {
     if (m_pMediaType != nullptr) SetMediaType(nullptr);
+    // Length and stored times stay: the next producer finds those of the last one.
     m_dwFlags = 0;
     m_dwTypeSpecificFlags = 0;
     m_dwStreamId = AM_STREAM_MEDIA;
@@ -165,6 +166,7 @@ HRESULT CMediaSample::SetMediaTime(LONGLONG* start, LONGLONG* end) {
   if (start == nullptr) return set_flag(Sample_MediaTimeValid, false);
   CheckPointer(end, E_POINTER);
   m_MediaStart = *start;
+  // The distance has 32 bits: one that is longer comes back short.
   m_MediaEnd = static_cast<LONG>(subtract_wrapping(*end, *start));
   return set_flag(Sample_MediaTimeValid, true);
 }

@@ -82,6 +82,7 @@ void CMediaType::InitMediaType() noexcept {
 }
 
 bool CMediaType::operator==(const CMediaType& other) const noexcept {
+  // Flags, sample size and object are not looked at: filters fill them in as they like.
   return majortype == other.majortype && subtype == other.subtype && formattype == other.formattype &&
          same_format_block(*this, other);
 }
@@ -145,6 +146,7 @@ BOOL CMediaType::MatchesPartial(const CMediaType* partial) const noexcept {
 }
 
 BOOL CMediaType::IsPartiallySpecified() const noexcept {
+  // An open sub type alone counts as full: such a type is offered as it is.
   return majortype == GUID_NULL || formattype == GUID_NULL;
 }
 

@@ -39,6 +39,7 @@ class CMediaType : public AM_MEDIA_TYPE {
   ULONG GetSampleSize() const noexcept { return bFixedSizeSamples ? lSampleSize : 0; }
   // 0 means variable.
   void SetSampleSize(ULONG size) noexcept;
+  // The number stays in the record, out of use.
   void SetVariableSize() noexcept { bFixedSizeSamples = FALSE; }
   void SetTemporalCompression(BOOL compressed) noexcept { bTemporalCompression = compressed; }
 

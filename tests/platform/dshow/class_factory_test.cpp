@@ -119,7 +119,7 @@ TEST(ClassFactory, FirstTemplateOfAClassMakesTheObject) {
   }
 }
 
-TEST(ClassFactory, EveryFailureDestroysWhatWasMade) {
+TEST(ClassFactory, EveryFailureDestroysWhatWasMadeAsRequired) {
   int anything = 0;
   auto* const outer = reinterpret_cast<IUnknown*>(&anything);  // never called: only told from NULL
   struct Case {

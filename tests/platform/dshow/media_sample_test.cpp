@@ -43,7 +43,7 @@ class MediaSample : public testing::Test {
   ComRef<IMediaSample2> sample2_;
 };
 
-TEST_F(MediaSample, ReturnClearsFlagsButNeitherLengthNorStoredTimes) {
+TEST_F(MediaSample, RequiredReturnClearsFlagsButNeitherLengthNorStoredTimes) {
   EXPECT_EQ(sample_->GetActualDataLength(), kSize) << "of a new sample";
   REFERENCE_TIME start = 1000;
   REFERENCE_TIME end = 2000;
@@ -107,7 +107,7 @@ TEST_F(MediaSample, TimesComeInThreeForms) {
   }
 }
 
-TEST_F(MediaSample, MediaTimeKeepsItsEndAsA32BitDistance) {
+TEST_F(MediaSample, RequiredMediaTimeKeepsItsEndAsA32BitDistance) {
   struct Case {
     LONGLONG start;
     LONGLONG end;

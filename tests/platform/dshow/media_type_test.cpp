@@ -88,7 +88,7 @@ TEST(MediaType, CopyWithoutMemoryOwnsNothing) {
   EXPECT_EQ(object.references, 2U);
 }
 
-TEST(MediaType, ComparesTypesAndBlockOnly) {
+TEST(MediaType, ComparesTypesAndBlockOnlyAsRequired) {
   const CMediaType base = audio_type();
   struct Case {
     const char* what;
@@ -117,7 +117,7 @@ TEST(MediaType, ComparesTypesAndBlockOnly) {
   EXPECT_TRUE(CMediaType() == CMediaType());
 }
 
-TEST(MediaType, PartialTypesMatchInWhatTheySay) {
+TEST(MediaType, PartialTypesMatchInWhatTheySayAsRequired) {
   const CMediaType full = audio_type();
   struct Case {
     const char* what;
@@ -145,7 +145,7 @@ TEST(MediaType, PartialTypesMatchInWhatTheySay) {
   }
 }
 
-TEST(MediaType, SampleSizeIsAFlagAndANumber) {
+TEST(MediaType, RequiredSampleSizeOutlivesItsFlag) {
   CMediaType type;
   EXPECT_TRUE(type.IsFixedSize());
   EXPECT_EQ(type.GetSampleSize(), 1U);

@@ -22,7 +22,7 @@ std::ostream& operator<<(std::ostream& out, const ALLOCATOR_PROPERTIES& p) {
 
 namespace {
 
-TEST(MemAllocator, TakesOrRefusesProperties) {
+TEST(MemAllocator, TakesOrRefusesPropertiesAsRequired) {
   struct Case {
     ALLOCATOR_PROPERTIES request;
     HRESULT result;
