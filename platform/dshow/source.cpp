@@ -140,6 +140,7 @@ BOOL CSourceStream::CheckRequest(Command* command) noexcept {
 DWORD CSourceStream::ThreadProc() {
   while (GetRequest() != CMD_INIT) Reply(static_cast<DWORD>(E_UNEXPECTED));
   if (const HRESULT hr = OnThreadCreate(); FAILED(hr)) {
+    // The ended thread still counts as one until Close, and lets no other start before: kept on purpose.
     OnThreadDestroy();
     Reply(static_cast<DWORD>(hr));
     return 1;

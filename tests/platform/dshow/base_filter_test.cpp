@@ -166,8 +166,7 @@ TEST(BaseFilter, WalksItsConnectedPinsAtEachChangeOfState) {
   }
 }
 
-// Required: hosts rely on it that only Stop or Inactive undoes an activation, and the state says Stopped.
-TEST(BaseFilter, KeepsPinsActiveWhenALaterOneFailsToPause) {
+TEST(BaseFilter, RequiredFailedPauseLeavesEarlierPinsActive) {
   const auto filter = make_filter({{}, {.active = E_FAIL}, {}});
   EXPECT_EQ(filter->Pause(), E_FAIL);
   EXPECT_EQ(filter->log.take(), (std::vector<std::string>{"0 active", "1 active"}));

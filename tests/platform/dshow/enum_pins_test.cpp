@@ -173,10 +173,9 @@ TEST_F(EnumMediaTypes, WalksTheTypesOfThePin) {
   EXPECT_EQ(types->Next(2, array, nullptr), E_INVALIDARG);
 }
 
-TEST_F(EnumMediaTypes, SkipAnswersWhetherTheLastSkippedTypeExists) {
+TEST_F(EnumMediaTypes, RequiredSkipMovesPastTheEnd) {
   EXPECT_EQ(types->Skip(3), S_OK);
   EXPECT_EQ(types->Skip(1), S_FALSE);
-  // Unlike with pins the position has moved on.
   types->Reset();
   EXPECT_EQ(types->Skip(5), S_FALSE);
   pin.letters = "abcdefg";

@@ -236,16 +236,24 @@ TEST(SourceStream, ReportsAFailedStart) {
   ASSERT_EQ(chain.connect(), S_OK);
   EXPECT_EQ(chain.source().Pause(), E_ACCESSDENIED);
   EXPECT_EQ(chain.log.take(), (Log{"thread create", "thread destroy"}));
-  // Required: the thread has ended but is not closed, so there is no second start before that.
-  EXPECT_TRUE(chain.stream().ThreadExists());
-  EXPECT_EQ(chain.source().Pause(), E_FAIL);
-  chain.stream().Close();
-  EXPECT_EQ(chain.source().Pause(), E_ACCESSDENIED);
   chain.stream().Close();
 
   const FaultAt fault(platform::FaultPoint::kThreadCreate, 1);
   EXPECT_EQ(chain.source().Pause(), E_FAIL);
   EXPECT_FALSE(chain.stream().ThreadExists());
+}
+
+TEST(SourceStream, RequiredFailedWorkerBlocksTheNextUntilItIsClosed) {
+  StreamOptions options;
+  options.thread_create = E_ACCESSDENIED;
+  TestChain chain({options});
+  ASSERT_EQ(chain.connect(), S_OK);
+  EXPECT_EQ(chain.source().Pause(), E_ACCESSDENIED);
+  EXPECT_TRUE(chain.stream().ThreadExists());
+  EXPECT_EQ(chain.source().Pause(), E_FAIL);
+  chain.stream().Close();
+  EXPECT_EQ(chain.source().Pause(), E_ACCESSDENIED);
+  chain.stream().Close();
 }
 
 TEST(SourceStream, StopsWhileTheWorkerWaitsForABuffer) {
