@@ -75,7 +75,7 @@ DWORD FileObject::read_small(void* buffer, size_t count, uint64_t offset, size_t
   const size_t planned = read_ahead_.plan(offset, count);
   if (planned == 0) return read_direct(buffer, count, offset, got);
   const ssize_t filled = transfer_once(
-      [&] { return pread(descriptor_.get(), read_ahead_.block(), planned, static_cast<off_t>(offset)); });
+      [&] { return pread(descriptor_.get(), read_ahead_.target(), planned, static_cast<off_t>(offset)); });
   got = read_ahead_.fill(offset, filled < 0 ? 0 : static_cast<size_t>(filled), buffer, count);
   if (filled < 0) return error_from_errno(errno);
   if (filled == 0 || got == count) return NO_ERROR;

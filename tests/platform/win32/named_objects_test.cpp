@@ -308,6 +308,22 @@ TEST_F(NamedObjectsTest, ADamagedStateFileIsRefusedWhileInUseAndReplacedAfterwar
   EXPECT_EQ(child.ask("event e Damaged"), "0");
 }
 
+// Whoever can write into the folder could forge objects: such a folder is passed over for the other place.
+TEST_F(NamedObjectsTest, ARuntimeFolderThatIsALinkOrOpenToOthersIsRefused) {
+  fs::create_directory(path("linked"));
+  fs::create_directory(path("target"));
+  fs::create_directory_symlink(path("target"), path("linked/zdr"));
+  fs::create_directories(path("open/zdr"));
+  fs::permissions(path("open/zdr"), fs::perms::owner_all | fs::perms::group_exec);
+  for (const char* base : {"linked", "open"}) {
+    ChildProcess child("worker", {"XDG_RUNTIME_DIR=" + path(base)});
+    ASSERT_EQ(child.ask("private-session"), "1");
+    EXPECT_EQ(child.ask("event e Refused"), "0");
+    EXPECT_EQ(child.ask("close e"), "1");
+    EXPECT_TRUE(fs::is_empty(path(base) + "/zdr")) << base;
+  }
+}
+
 // Processes that create, signal and close one name at random: each open finds a sound object.
 TEST_F(NamedObjectsTest, CreationAndLastCloseMayRace) {
   const size_t files_before = object_files();

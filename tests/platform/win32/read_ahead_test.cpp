@@ -29,24 +29,48 @@ std::string read_at(HANDLE file, size_t offset, DWORD count) {
   return bytes;
 }
 
-// Runs of small reads with small skips, jumps, reads around the limits, and the end.
+// Some runs of reads by turns, with skips, jumps, sizes around the limits, and the end of the file.
 TEST_F(ReadAheadTest, ReadsMatchTheFile) {
   const std::string bytes = pattern(300'000);
   const ScopedHandle file = open_for(make_file("file", bytes), GENERIC_READ);
   std::mt19937 random(11);
-  const DWORD sizes[] = {1, 4, 8, 16, 300, 1000, 4096, 8191, 8192, 8193, 65536, 70000};
-  size_t offset = 0;
-  for (int step = 0; step < 20'000; ++step) {
-    const auto kind = random() % 100;
-    if (kind < 4) offset = random() % (bytes.size() + 100);
-    if (kind < 30) offset += random() % 5000;
-    if (kind == 30) offset = bytes.size() - std::min<size_t>(bytes.size(), random() % 5000);
+  const auto below = [&](size_t bound) { return static_cast<size_t>(random()) % bound; };
+  const DWORD sizes[] = {1, 4, 8, 300, 1000, 4095, 4096, 4097, 16384, 16385, 70000};
+  size_t runs[6] = {};
+  for (int step = 0; step < 30'000; ++step) {
+    size_t& offset = runs[below(std::size(runs))];
+    const size_t kind = below(100);
+    if (kind < 4) offset = below(bytes.size() + 100);
+    if (kind < 20) offset += below(5000);
+    if (kind == 20) offset += below(70'000);
+    if (kind == 21) offset = bytes.size() - below(5000);
     if (offset > bytes.size() + 6000) offset = 0;
-    const DWORD count = kind < 90 ? sizes[random() % 5] : sizes[random() % std::size(sizes)];
+    const DWORD count = kind < 90 ? sizes[below(5)] : sizes[below(std::size(sizes))];
     const std::string expected = offset < bytes.size() ? bytes.substr(offset, count) : std::string();
     ASSERT_EQ(read_at(file, offset, count), expected) << "at " << offset << " for " << count;
     offset += expected.size();
   }
+}
+
+// What read-ahead is for. The kernel counts this process's read calls.
+size_t read_calls() {
+  std::ifstream counters("/proc/self/io");
+  for (std::string name; counters >> name;) {
+    size_t value = 0;
+    counters >> value;
+    if (name == "syscr:") return value;
+  }
+  return 0;
+}
+
+TEST_F(ReadAheadTest, RunsOfSmallReadsCostFewCalls) {
+  const ScopedHandle file = open_for(make_file("file", pattern(400'000)), GENERIC_READ);
+  const size_t before = read_calls();
+  for (size_t i = 0; i < 1000; ++i) {  // two tracks by turns
+    read_at(file, i * 100, 100);
+    read_at(file, 200'000 + i * 150, 150);
+  }
+  EXPECT_LT(read_calls() - before, 60u);
 }
 
 TEST_F(ReadAheadTest, AGrowingFileIsReadToItsTrueEnd) {
