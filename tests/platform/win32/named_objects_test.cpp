@@ -19,7 +19,6 @@ ScopedHandle event(LPCWSTR name, bool manual = false) {
 }
 
 constexpr const char* kServed = "0";
-constexpr const char* kAbandoned = "128";
 constexpr const char* kTimedOut = "258";
 constexpr const char* kAlreadyExists = "183";
 
