@@ -29,22 +29,31 @@ def first_stream(path, kind):
     return streams[0] if streams else None
 
 
+# A container that frames access units as the written file does. Of an MP4 packet with several AMR frames ffmpeg decodes
+# the first alone; and it makes mono HE-AAC stereo when the stream leaves that open, as ADTS always does.
+REMUXED = {'.amr': 'amr', '.awb': 'amr', '.aac': 'adts'}
+
+
+def sound_pair(original, written):
+    """What ffmpeg decodes from both. Decoders cut sound into frames as the container cuts it into packets, so the sound
+    itself is compared; and no priming is cut off, since zdr does not trim."""
+    untrimmed = ['-flags2', '+skip_manual']
+    want = peer_media.decode_pcm(original, '0:a:0', ['-ignore_editlist', '1', *untrimmed])
+    got = peer_media.decode_pcm(written, '0:a:0', untrimmed)
+    if want != got and written.suffix in REMUXED:
+        remuxed = written.with_suffix('.peer' + written.suffix)
+        peer_media.copy_audio(original, remuxed, REMUXED[written.suffix])
+        want = peer_media.decode_pcm(remuxed, '0:a:0', untrimmed)
+    return want, got
+
+
 def compare(original, written, kind):
     """'equal', 'first N of M' or 'differs at N'; and how many frames or bytes there are."""
     if kind == 'video':
         want = peer_media.decode(original, '0:v:0', ['-noautorotate', '-ignore_editlist', '1'])
         got = peer_media.decode(written, '0:v:0')
     else:
-        # Decoders cut sound into frames as the container cuts it into packets: compare the sound itself.
-        source = original
-        if written.suffix in ('.amr', '.awb'):
-            # Of a packet with several AMR frames ffmpeg decodes the first alone; remuxed, each frame is a packet.
-            source = written.with_suffix('.peer' + written.suffix)
-            peer_media.copy_amr(original, source)
-        # No priming is cut off on either side: zdr does not trim.
-        untrimmed = ['-flags2', '+skip_manual']
-        want = peer_media.decode_pcm(source, '0:a:0', (['-ignore_editlist', '1'] if source is original else []) + untrimmed)
-        got = peer_media.decode_pcm(written, '0:a:0', untrimmed)
+        want, got = sound_pair(original, written)
     if not want and not got:
         return 'neither decodes', 0
     if got == want:

@@ -49,7 +49,7 @@ def decode_pcm(path, stream, extra=()):
     return done.stdout
 
 
-def copy_amr(path, target):
-    """The first audio stream, not decoded, as an AMR file."""
+def copy_audio(path, target, container):
+    """The first audio stream, not decoded, in another container."""
     subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-y', '-ignore_editlist', '1', '-i', str(path), '-map', '0:a:0',
-                    '-c', 'copy', '-f', 'amr', str(target)], capture_output=True)
+                    '-c', 'copy', '-f', container, str(target)], capture_output=True)
