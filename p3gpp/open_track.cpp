@@ -40,6 +40,7 @@ Status attach_caches(const StblPayload& stbl, uint32_t cache_budget, FMGR_Stream
   const auto* stsz = payload_of<StszPayload>(stbl.stsz);
   if (stsz != nullptr && stsz->default_size == 0) budget.grant<StszPayload>(stbl.stsz, 3);
   budget.grant<StscPayload>(stbl.stsc, 2);
+  // Kept on purpose: an stco that takes all leaves a co64 beside it none, which fails.
   budget.grant<StcoPayload>(stbl.stco, 1);
   budget.grant<Co64Payload>(stbl.co64, 1);
   return budget.status();

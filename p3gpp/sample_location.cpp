@@ -39,7 +39,7 @@ Status read_run(const PlaceTables& tables, uint32_t index, ChunkRun& run) {
   TableCursor& cursor = tables.stsc->cursor;
   const Status status = read_entry(cursor, index, run.entry);
   if (status != P3GPP_OK) return status;
-  // The last run reaches to the end of the chunks, one further when they are counted from 0.
+  // The last run reaches to the end of the chunks; kept on purpose: one further when they are counted from 0.
   uint64_t next_first_chunk = uint64_t{tables.chunk_count()} + 1;
   if (index + 1 < cursor.entry_count()) {
     StscEntry next;
@@ -51,7 +51,7 @@ Status read_run(const PlaceTables& tables, uint32_t index, ChunkRun& run) {
   return P3GPP_OK;
 }
 
-// From the position on; when the runs end before the sample the position stays at the last one.
+// When the runs end before the sample, the position is left behind the last one.
 Status find_run_forward(const PlaceTables& tables, uint32_t number, StscEntry& found) {
   RunPosition& position = tables.stsc->position;
   while (position.index < tables.stsc->cursor.entry_count()) {
@@ -62,7 +62,6 @@ Status find_run_forward(const PlaceTables& tables, uint32_t number, StscEntry& f
       found = run.entry;
       return P3GPP_OK;
     }
-    if (position.index + 1 == tables.stsc->cursor.entry_count()) break;
     position.samples_before += run.samples;
     ++position.index;
   }
@@ -111,7 +110,7 @@ Status place_in_chunk(StblPayload& stbl, const ChunkLocation& chunk, P3gppSample
   StszPayload& stsz = *payload_of<StszPayload>(stbl.stsz);
   SequentialRead& sequential = stbl.sequential;
   uint64_t offset = sequential.next_offset;
-  // Chunks are told apart by their offset alone: two that start at the same byte are read as one.
+  // Kept on purpose: chunks are told apart by their offset alone, two that start at one byte are read as one.
   const bool in_sequence = sequential.valid && sample.number == sequential.last_sample + 1 &&
                            chunk.offset == sequential.chunk_offset;
   if (!in_sequence) {

@@ -50,7 +50,7 @@ Status decoding_time_of(SttsPayload& stts, uint32_t number, uint32_t& time) {
   const Status status = number > position.samples_before ? find_stts_forward(stts, number, run)
                                                          : find_stts_backward(stts, number, run);
   if (status != P3GPP_OK) return status;
-  if (!run.found) return P3GPP_OK;
+  if (!run.found) return P3GPP_OK;  // kept on purpose: the caller's time stays
   const uint64_t exact =
       position.time + (number - position.samples_before - 1) * uint64_t{run.entry.sample_delta};
   if (exact > kLastTime) return P3GPP_ERR_OUT_OF_RANGE;

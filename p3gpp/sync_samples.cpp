@@ -18,7 +18,8 @@ Status move_to(StssPayload& stss, uint32_t index, uint32_t& number) {
   return P3GPP_OK;
 }
 
-// Steps back until an entry is at or below `number`, or the first entry is reached.
+// Steps back until an entry is at or below `number`, or the first entry is reached, which is then the answer
+// of a backward search even above `number`.
 Status walk_back(StssPayload& stss, uint32_t number, uint32_t& entry) {
   while (entry > number && stss.position > 0) {
     const Status status = move_to(stss, stss.position - 1, entry);
@@ -69,6 +70,7 @@ Status is_sync_sample(StblPayload& stbl, uint32_t number, bool& is_sync) {
   if (stsz == nullptr) return P3GPP_ERR_NO_TABLE;
   if (number == 0) return P3GPP_ERR_BAD_ARGUMENT;
   auto* stss = payload_of<StssPayload>(stbl.stss);
+  // Kept on purpose: beyond the last sample the answer is no, not an error.
   is_sync = stss == nullptr && number <= stsz->sample_count;
   if (stss == nullptr || number > stsz->sample_count) return P3GPP_OK;
 

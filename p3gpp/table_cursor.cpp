@@ -50,7 +50,6 @@ Status TableCursor::fill(uint32_t start) {
 }
 
 Status TableCursor::read_entries(uint32_t first, uint32_t count, uint8_t* out) const {
-  if (uint64_t{first} + count > readable_count_) return P3GPP_ERR_READ;
   const uint64_t position = entries_offset_ + uint64_t{first} * entry_size_;
   const uint32_t bytes = count * entry_size_;
   if (FMGR_FSeek64(stream_, static_cast<uint32_t>(position), static_cast<uint32_t>(position >> 32),

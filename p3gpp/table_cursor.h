@@ -47,6 +47,7 @@ class TableCursor {
 
   Status refill(uint32_t index);
   Status fill(uint32_t start);
+  // All of them lie within the box.
   Status read_entries(uint32_t first, uint32_t count, uint8_t* out) const;
 
   uint64_t entries_offset_ = 0;
@@ -72,6 +73,7 @@ inline Status TableCursor::get(uint32_t index, const uint8_t** entry) {
 
 template <typename Visit>
 Status TableCursor::scan(uint32_t first, uint64_t count, Visit&& visit) const {
+  if (first + count > readable_count_) return P3GPP_ERR_READ;
   const uint64_t block_entries = std::min<uint64_t>(count, kScanBlockBytes / entry_size_);
   const auto block = std::make_unique_for_overwrite<uint8_t[]>(block_entries * entry_size_);
   while (count > 0) {

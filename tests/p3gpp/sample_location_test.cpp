@@ -22,12 +22,12 @@ int64_t offset_of(const OpenTrack& track, uint32_t number) {
   return status == P3GPP_OK ? static_cast<int64_t>(sample.file_offset) : status;
 }
 
-TEST(SampleLocation, ChunksMayBeNumberedFromZero) {
-  const OpenTrack from_zero(chunked({{0, 2}}, {1000, 2000}, 6));
+TEST(SampleLocation, TheLastRunReachesOneChunkTooFarWhenCountingFromZeroByRequirement) {
+  const OpenTrack from_zero(chunked({{0, 2}}, {1000, 2000}, 7));
   EXPECT_EQ(offset_of(from_zero, 2), 1016);
   EXPECT_EQ(offset_of(from_zero, 4), 2016);
-  // The last run reaches one chunk further than there are offsets.
-  EXPECT_EQ(offset_of(from_zero, 5), P3GPP_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(offset_of(from_zero, 5), P3GPP_ERR_BAD_ARGUMENT);  // in chunk 2, which has no offset
+  EXPECT_EQ(offset_of(from_zero, 7), P3GPP_ERR_OUT_OF_RANGE);
 }
 
 TEST(SampleLocation, OnlyTheLowByteOfTheFirstChunkNumberCountsByRequirement) {
@@ -73,6 +73,17 @@ TEST(SampleLocation, WithBothOffsetTablesThe32BitOneCountsAndThe64BitOneGetsTheR
   const OpenTrack roomy(tables, 0, 24576);
   ASSERT_EQ(roomy.status(), P3GPP_OK);
   EXPECT_EQ(offset_of(roomy, 7), 5000);
+}
+
+TEST(SampleLocation, ATableCutOffByTheEndOfTheFileServesTheEntriesBeforeTheCut) {
+  TrackTables tables = chunked({{1, 1}}, {}, 1000);
+  for (uint32_t n = 1; n <= 1000; ++n) tables.chunk_offsets.push_back(n * 100);
+  tables.cut_off = 4;  // the last chunk offset
+  const OpenTrack track(tables);
+  ASSERT_EQ(track.status(), P3GPP_OK);
+  EXPECT_EQ(offset_of(track, 10), 1000);
+  EXPECT_EQ(offset_of(track, 999), P3GPP_ERR_READ);  // its block is not whole
+  EXPECT_EQ(offset_of(track, 10), 1000);             // and has replaced nothing
 }
 
 TEST(SampleLocation, ConstantSizesNeedNoWalk) {

@@ -89,6 +89,19 @@ TEST(SampleReading, ASizeThatASignedCountCannotHoldIsRefusedBeforeReading) {
   EXPECT_TRUE(reads.empty());
 }
 
+TEST(SampleReading, ASampleLargerThanTheBufferIsLocatedAndNotRead) {
+  OpenTrack track(two_chunks(), kFileSize);
+  Bytes bytes(64, 0xEE);
+  P3gppSample sample{};
+  sample.number = 4;
+  sample.buffer = bytes.data();
+  EXPECT_EQ(P3GPP_ReadSampleBounded(track.get(), &sample, 39), P3GPP_ERR_READ);
+  EXPECT_EQ(bytes[0], 0xEE);
+  EXPECT_EQ(sample.size, 40U);
+  EXPECT_EQ(P3GPP_ReadSampleBounded(track.get(), &sample, 40), P3GPP_OK);
+  EXPECT_EQ(bytes[39], track.source().bytes[kMedia + 1039]);
+}
+
 TEST(SampleReading, SampleNumbersOutOfRange) {
   OpenTrack track(two_chunks(), kFileSize);
   EXPECT_EQ(read(track, 0).status, P3GPP_ERR_OUT_OF_RANGE);

@@ -56,7 +56,10 @@ Bytes make_file(const std::vector<TrackTables>& tracks, size_t file_size) {
       mvhd({.creation_time = 21, .modification_time = 22, .time_scale = 600, .duration = 6000})};
   for (const TrackTables& tables : tracks) children.push_back(TrackWriter(tables).trak());
   Bytes file = concat({ftyp(), box("moov", children)});
-  if (file.size() + 8 >= file_size) return file;
+  if (file.size() + 8 >= file_size) {
+    file.resize(file.size() - tracks.back().cut_off);
+    return file;
+  }
   Bytes media(file_size - file.size() - 8);
   std::minstd_rand random(1);
   for (uint8_t& byte : media) byte = static_cast<uint8_t>(random());

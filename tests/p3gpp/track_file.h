@@ -35,6 +35,7 @@ struct TrackTables {
   std::vector<Edit> edits;
   std::set<std::string> omit;
   int64_t claimed_stts_count = -1;  // -1: the true one
+  size_t cut_off = 0;               // bytes missing at the end of a file without media
 
   uint32_t sample_count() const {
     return default_size != 0 ? default_count : static_cast<uint32_t>(sizes.size());
