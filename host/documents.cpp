@@ -9,7 +9,9 @@ namespace {
 std::string listed_commands() {
   std::string names;
   for (const CommandRow& command : command_rows()) {
-    if (command.listed) names += (names.empty() ? "" : " ") + std::string(command.name);
+    if (!command.listed) continue;
+    if (!names.empty()) names += ' ';
+    names += command.name;
   }
   return names;
 }
@@ -18,8 +20,8 @@ std::string option_words(unsigned command) {
   std::string words = "--help";
   for (const OptionRow& option : option_rows()) {
     if ((option.commands & command) == 0) continue;
-    words += " " + std::string(option.name);
-    if (*option.short_name != '\0') words += " " + std::string(option.short_name);
+    words.append(" ").append(option.name);
+    if (*option.short_name != '\0') words.append(" ").append(option.short_name);
   }
   return words;
 }
@@ -61,13 +63,15 @@ std::string bash_completion() {
 }
 
 std::string zsh_option(const OptionRow& option) {
-  std::string text = "'" + std::string(option.name) + "[" + option.summary + "]";
+  std::ostringstream text;
+  text << "'" << option.name << "[" << option.summary << "]";
   if (*option.argument != '\0') {
-    text += ":" + std::string(option.argument) + ":";
-    if (*option.choices != '\0') text += "(" + std::string(option.choices) + ")";
-    if (std::string_view(option.argument) == "DIR") text += "_files -/";
+    text << ":" << option.argument << ":";
+    if (*option.choices != '\0') text << "(" << option.choices << ")";
+    if (std::string_view(option.argument) == "DIR") text << "_files -/";
   }
-  return text + "'";
+  text << "'";
+  return text.str();
 }
 
 std::string zsh_completion() {
