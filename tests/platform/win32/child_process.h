@@ -2,6 +2,7 @@
 // command.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,10 @@ class ChildProcess {
 
 // The environment variable that makes the test program a child.
 constexpr const char* kRoleVariable = "ZDR_TEST_ROLE";
+
+// Creates, closes and deletes `name` a number of times: how often it was refused although it is new each
+// time.
+uint32_t create_and_delete(const std::string& name, int times);
 
 // Runs the role: commands from standard input, answers to standard output. Defined in child_roles.cpp.
 int run_child_role(const std::string& role);

@@ -38,6 +38,7 @@ class Worker {
     if (verb == "wait") return wait(words, handle);
     if (verb == "session") return set_session(key == "null" ? nullptr : key.c_str()) ? TRUE : FALSE;
     if (verb == "private-session") return set_private_session() ? TRUE : FALSE;
+    if (verb == "churn") return create_and_delete(key, 1500);
     if (verb == "wait-on-thread") return wait_on_ended_thread(handle);
     return 0xBADu;
   }
@@ -89,6 +90,17 @@ class Worker {
 };
 
 }  // namespace
+
+uint32_t create_and_delete(const std::string& name, int times) {
+  uint32_t refused = 0;
+  for (int i = 0; i < times; ++i) {
+    const HANDLE file = CreateFileA(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) ++refused;
+    CloseHandle(file);
+    DeleteFileA(name.c_str());
+  }
+  return refused;
+}
 
 int run_child_role(const std::string&) {
   Worker worker;

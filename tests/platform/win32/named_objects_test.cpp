@@ -1,5 +1,6 @@
 // Named objects between processes: creation, hand-over, abandonment, killed holders, privacy.
 #include <filesystem>
+#include <set>
 
 #include "child_process.h"
 #include "win32_test_support.h"
@@ -29,9 +30,14 @@ void send_into_wait(ChildProcess& child, const std::string& key) {
   await_sleep_in_wait(child.pid());
 }
 
+// Made with the first object; made here for a test that comes first.
+fs::path object_folder() {
+  event(u"FolderMaker");
+  return fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "obj";
+}
+
 size_t object_files() {
-  const fs::path folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "obj";
-  return fs::exists(folder) ? static_cast<size_t>(std::distance(fs::directory_iterator(folder), {})) : 0;
+  return static_cast<size_t>(std::distance(fs::directory_iterator(object_folder()), {}));
 }
 
 TEST_F(NamedObjectsTest, ASecondCreationOpensAndIgnoresItsArguments) {
@@ -213,11 +219,14 @@ TEST_F(NamedObjectsTest, AMutexIsReleasedThroughAnyHandleAndOwnedFromItsCreation
 }
 
 TEST_F(NamedObjectsTest, AnOwnedMutexSurvivesItsHandles) {
-  ScopedHandle first = CreateMutexW(nullptr, TRUE, u"Survivor");
   ChildProcess child("worker");
-  ASSERT_EQ(child.ask("mutex m Survivor"), kAlreadyExists);
-  first.close();
-  EXPECT_EQ(child.ask("wait m 0"), kTimedOut) << "still owned by this thread";
+  std::thread([&] {
+    ScopedHandle first = CreateMutexW(nullptr, TRUE, u"Survivor");
+    ASSERT_EQ(child.ask("mutex m Survivor"), kAlreadyExists);
+    first.close();
+    EXPECT_EQ(child.ask("wait m 0"), kTimedOut) << "still owned by this thread";
+  }).join();
+  EXPECT_EQ(child.ask("wait m 0"), "128") << "abandoned by the thread's end";
 }
 
 TEST_F(NamedObjectsTest, SemaphoresCountAcrossProcesses) {
@@ -294,10 +303,12 @@ TEST_F(NamedObjectsTest, AHundredSleepersAreAllReleased) {
 }
 
 TEST_F(NamedObjectsTest, ADamagedStateFileIsRefusedWhileInUseAndReplacedAfterwards) {
+  std::set<fs::path> others;
+  for (const auto& entry : fs::directory_iterator(object_folder())) others.insert(entry.path());
   ScopedHandle holder = event(u"Damaged");
-  for (const auto& entry : fs::directory_iterator(fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "obj")) {
+  for (const auto& entry : fs::directory_iterator(object_folder())) {
     EXPECT_EQ(entry.status().permissions(), fs::perms::owner_read | fs::perms::owner_write);
-    if (entry.path().extension() != ".shm") continue;
+    if (entry.path().extension() != ".shm" || others.count(entry.path()) != 0) continue;
     std::fstream file(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
     file.write("\0\0\0\0", 4);
   }
@@ -305,6 +316,7 @@ TEST_F(NamedObjectsTest, ADamagedStateFileIsRefusedWhileInUseAndReplacedAfterwar
   EXPECT_EQ(child.ask("event e Damaged"), std::to_string(ERROR_INVALID_DATA));
   holder.close();
   EXPECT_EQ(child.ask("event e Damaged"), "0");
+  EXPECT_EQ(child.ask("close e"), "1");
 }
 
 // Whoever can write into the folder could forge objects: such a folder is passed over for the other place.

@@ -101,6 +101,15 @@ TEST_F(ShareModesTest, AKilledHolderProtectsNothingAndNoSideFileStays) {
   EXPECT_EQ(side_files(), 0u);
 }
 
+// The file system gives the number of a deleted file to the next new one, which may be another process's.
+TEST_F(ShareModesTest, NewFilesInheritNoOpensOfDeletedOnes) {
+  const std::string name = make_file("file");
+  ChildProcess child("worker");
+  child.send("churn " + name + ".child");
+  EXPECT_EQ(create_and_delete(name + ".own", 1500), 0u);
+  EXPECT_EQ(child.receive(), "0");
+}
+
 TEST_F(ShareModesTest, SideFilesArePrivate) {
   const ScopedHandle file = open_for(make_file("file"), GENERIC_READ);
   const fs::path folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr";
