@@ -280,14 +280,16 @@ typedef struct P3gppDecoderInfo {
 
 /* Caller-owned request and result of P3GPP_ReadSample. */
 typedef struct P3gppSample {
-  uint32_t number;        /* in: 1-based */
-  uint32_t size;          /* out: bytes */
-  uint32_t decoding_time; /* out: media time scale, edit shift added; left alone when stts does not reach n */
-  uint32_t composition_time; /* out: media time scale, without the edit shift */
+  uint32_t number;           /* in: 1-based */
+  uint32_t size;             /* out: bytes */
+  uint32_t decoding_time;    /* out: media time scale, edit shift added; where stts does not reach the sample,
+                                what    stood here plus the shift */
+  uint32_t composition_time; /* out: media time scale, without the edit shift; where ctts does not reach the
+                                sample, what stood here plus its decoding time */
   uint8_t* buffer;           /* in: at least `size` bytes, or null for the location alone */
-  uint32_t reserved;
-  uint64_t file_offset;
-  uint32_t description_index; /* 1-based into stsd */
+  uint32_t reserved;         /* the caller's */
+  uint64_t file_offset;      /* out: of the sample's first byte */
+  uint32_t description_index; /* out: 1-based into stsd */
 } P3gppSample;
 
 /*
@@ -300,30 +302,60 @@ int32_t P3GPP_OpenExplained(P3gppFile** file, const FMGR_Descriptor* descriptor,
                             P3gppOpenError* error);
 int32_t P3GPP_Close(P3gppFile* file);
 
+/* info->release is set also on failure. P3GPP_ERR_NO_MOOV_PAYLOAD without a movie header. */
 int32_t P3GPP_GetMovieInfo(P3gppFile* file, P3gppMovieInfo* info);
 int32_t P3GPP_GetTrackCounts(P3gppFile* file, P3gppTrackCounts* counts);
-/* `ids` holds as many entries as the counts told for this type; *count is the number written. */
+/*
+ * IDs of the tracks of one type (P3GPP_TRACK_), in file order; *count is the number written. `ids` holds as
+ * many entries as the counts told for this type. Text tracks are not counted: for them, as many as the file
+ * can have.
+ */
 int32_t P3GPP_GetTrackIds(P3gppFile* file, uint32_t type, uint32_t* ids, uint32_t* count);
+/* On failure *info is null. P3GPP_ERR_UNKNOWN_HANDLER for a handler type without a P3GPP_TRACK_ code. */
 int32_t P3GPP_GetTrackInfo(P3gppFile* file, uint32_t track_id, P3gppTrackInfo** info);
 /* `description_index` is 1-based. A record that is not null after a failure still belongs to the caller. */
 int32_t P3GPP_GetDecoderInfo(P3gppFile* file, uint32_t track_id, P3gppDecoderInfo** info,
                              uint32_t description_index);
 
-/* `cache_budget` in bytes for all table caches of the track together; raised to 1024, 0 refused. */
+/*
+ * Opens a track for reading: two streams, and a cache for each sample table. `cache_budget` is in bytes for
+ * all caches together; raised to 1024, 0 refused. On failure *track is null. Opening an open track closes it
+ * first, so that there is one handle a track.
+ */
 int32_t P3GPP_OpenTrack(P3gppFile* file, P3gppTrack** track, uint32_t track_id, uint32_t cache_budget);
 int32_t P3GPP_CloseTrack(P3gppTrack* track);
 
+/*
+ * The operations below need an opened track; on a closed one they answer P3GPP_ERR_GENERIC. Each may read
+ * tables and answer P3GPP_ERR_READ or P3GPP_ERR_SEEK; P3GPP_ERR_NO_TABLE without the tables that it needs;
+ * P3GPP_ERR_OUT_OF_RANGE for a sample number of 0 or above the sample count, where nothing else is told.
+ */
+
+/* In bytes, as the size table tells, which may be more than the file holds. Reads the whole table. */
 int32_t P3GPP_GetMaxSampleSize(P3gppTrack* track, uint32_t* size);
+/* Reads the whole size table. Every failure is P3GPP_ERR_GENERIC with a result of 0; so is less than a
+ * second. */
 int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second);
+/*
+ * Locates sample->number and reads it into sample->buffer: one seek and one read on the track's own stream,
+ * none for a null buffer or an empty sample. P3GPP_ERR_READ when the file ends inside the sample: the out
+ * fields are filled.
+ */
 int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample);
 /* The same for a buffer of `capacity` bytes: a larger sample is located, not read, and P3GPP_ERR_READ. */
 int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t capacity);
+/* Both times as in P3gppSample, in and out. */
 int32_t P3GPP_GetSampleTime(P3gppTrack* track, uint32_t number, uint32_t* decoding_time,
                             uint32_t* composition_time);
-/* In: a media time; out: a sample number and the decoding time of that sample (in *time). */
+/*
+ * In: a media time, without edit shift; out: a sample number and the decoding time of that sample (in *time).
+ * The sample that holds the time, or the one before it: see docs/sample-lookup.md. The number is not checked
+ * against the sample count.
+ */
 int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number);
-/* direction 1 searches forward, anything else backward; the answer replaces *number. */
+/* Direction 1 searches forward, anything else backward; the answer replaces *number. */
 int32_t P3GPP_FindSyncSample(P3gppTrack* track, uint32_t* number, int32_t direction);
+/* *is_sync is 1 or 0; above the sample count 0. Sample number 0: P3GPP_ERR_BAD_ARGUMENT. */
 int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync);
 
 #ifdef __cplusplus
