@@ -53,8 +53,8 @@ Descriptor::~Descriptor() {
 FileObject::FileObject(Descriptor descriptor, FileRights rights, bool seekable, bool read_ahead,
                        ShareLease lease) noexcept
     : KernelObject(kKind),
-      lease_(std::move(lease)),
       descriptor_(std::move(descriptor)),
+      lease_(std::move(lease)),
       rights_(rights),
       seekable_(seekable),
       uses_read_ahead_(read_ahead) {}

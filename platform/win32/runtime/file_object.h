@@ -60,9 +60,10 @@ class FileObject final : public KernelObject {
   DWORD read_small(void* buffer, size_t count, uint64_t offset, size_t& got) noexcept;
   DWORD write_direct(const void* buffer, size_t count, uint64_t offset, size_t& put) noexcept;
 
-  // The lease is released after the descriptor is closed: deletion with the last handle comes last.
-  ShareLease lease_;
+  // The lease is released before the descriptor is closed: while that is open, no new file can get the number
+  // under which the lease is known, here and in other processes.
   const Descriptor descriptor_;
+  ShareLease lease_;
   const FileRights rights_;
   const bool seekable_;
   const bool uses_read_ahead_;

@@ -178,8 +178,10 @@ DWORD open_file(const std::string& path, const OpenRequest& request, Ref<KernelO
 }
 
 DWORD delete_file(const std::string& path) {
+  // Outlives the lease, so that no new file can get the number of this one while the lease is known under it.
+  const Descriptor keeper(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   struct stat info;
-  if (lstat(path.c_str(), &info) != 0) return path_error_from_errno(errno, path.c_str());
+  if (keeper.get() < 0 || fstat(keeper.get(), &info) != 0) return path_error_from_errno(errno, path.c_str());
   if (S_ISDIR(info.st_mode)) return ERROR_ACCESS_DENIED;
   ShareLease lease;
   if (S_ISREG(info.st_mode)) {

@@ -1,5 +1,7 @@
 // What a child process does for the two-process tests. One role, "worker": it holds one handle per letter and
 // answers each command with a number (a wait result, TRUE or FALSE, or the last error of a create call).
+#include <fcntl.h>
+#include <unistd.h>
 #include <windows.h>
 
 #include <iostream>
@@ -9,6 +11,7 @@
 
 #include "child_process.h"
 #include "platform/win32/session.h"
+#include "share_rule.h"
 
 namespace zdr::platform::test {
 
@@ -36,6 +39,8 @@ class Worker {
     if (verb == "release") return ReleaseMutex(handle) ? NO_ERROR : GetLastError();
     if (verb == "post") return ReleaseSemaphore(handle, 1, nullptr) ? NO_ERROR : GetLastError();
     if (verb == "wait") return wait(words, handle);
+    if (verb == "try-pairs") return try_pairs(words);
+    if (verb == "fight") return fight_for_file(words);
     if (verb == "session") return set_session(key == "null" ? nullptr : key.c_str()) ? TRUE : FALSE;
     if (verb == "private-session") return set_private_session() ? TRUE : FALSE;
     if (verb == "churn") return create_and_delete(key, 1500);
@@ -51,6 +56,47 @@ class Worker {
     words >> access >> share >> path;
     handle = CreateFileA(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr);
     return GetLastError();
+  }
+
+  // Opens one file twice in every way; the number of pairs that did not follow the rule.
+  static DWORD try_pairs(std::istringstream& words) {
+    std::string path;
+    words >> path;
+    DWORD broken = 0;
+    for (DWORD pair = 0; pair < 8 * 8 * 8 * 8; ++pair) {
+      const DWORD uses[] = {pair & 7, pair >> 3 & 7};
+      const DWORD shares[] = {pair >> 6 & 7, pair >> 9 & 7};
+      HANDLE files[2];
+      for (int i : {0, 1}) {
+        files[i] =
+            CreateFileA(path.c_str(), access_of(uses[i]), shares[i], nullptr, OPEN_EXISTING, 0, nullptr);
+      }
+      const bool opened = files[1] != INVALID_HANDLE_VALUE;
+      broken += opened != go_together(uses[0], shares[0], uses[1], shares[1]);
+      for (const HANDLE file : files) CloseHandle(file);
+    }
+    return broken;
+  }
+
+  // Opens a file for itself alone, again and again, and counts how often it was not alone: whoever holds the
+  // file also makes a marker that must not be there yet.
+  static DWORD fight_for_file(std::istringstream& words) {
+    int rounds = 0;
+    std::string path;
+    words >> rounds >> path;
+    const std::string marker = path + ".marker";
+    DWORD intruders = 0;
+    for (int won = 0; won < rounds;) {
+      const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+      if (file == INVALID_HANDLE_VALUE) continue;
+      const int made = open(marker.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+      if (made < 0) ++intruders;
+      close(made);
+      unlink(marker.c_str());
+      CloseHandle(file);
+      ++won;
+    }
+    return intruders;
   }
 
   DWORD create(const std::string& kind, std::istringstream& words, HANDLE& handle) {

@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "child_process.h"
+#include "share_rule.h"
 #include "win32_test_support.h"
 
 namespace zdr::platform::test {
@@ -10,19 +11,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using ShareModesTest = Win32Test;
-
-// Bit 0 read, 1 write, 2 delete: as in FILE_SHARE_*.
-DWORD access_of(DWORD uses) {
-  return ((uses & 1) != 0 ? GENERIC_READ : 0) | ((uses & 2) != 0 ? GENERIC_WRITE : 0) |
-         ((uses & 4) != 0 ? DELETE : 0);
-}
-
-// Two opens go together when each asks only for what the other allows; one that asks for nothing disturbs
-// nobody.
-bool go_together(DWORD uses_a, DWORD share_a, DWORD uses_b, DWORD share_b) {
-  if (uses_a == 0 || uses_b == 0) return true;
-  return (uses_a & ~share_b) == 0 && (uses_b & ~share_a) == 0;
-}
 
 void expect_second_open(const std::string& name, DWORD uses_a, DWORD share_a) {
   for (DWORD uses = 0; uses < 8; ++uses) {
@@ -108,6 +96,22 @@ TEST_F(ShareModesTest, NewFilesInheritNoOpensOfDeletedOnes) {
   child.send("churn " + name + ".child");
   EXPECT_EQ(create_and_delete(name + ".own", 1500), 0u);
   EXPECT_EQ(child.receive(), "0");
+}
+
+// The side file comes and goes with its users: nobody may be left with one that has lost its name.
+TEST_F(ShareModesTest, ThreeProcessesNeverHoldAnUnsharedFileTogether) {
+  const std::string name = make_file("file");
+  ChildProcess children[] = {ChildProcess("worker"), ChildProcess("worker"), ChildProcess("worker")};
+  for (ChildProcess& child : children) child.send("fight - 300 " + name);
+  for (ChildProcess& child : children) EXPECT_EQ(child.receive(), "0");
+}
+
+TEST_F(ShareModesTest, WithoutARuntimeFolderTheRuleStillHoldsInOneProcess) {
+  fs::create_directories(path("runtime/zdr"));
+  fs::permissions(path("runtime/zdr"), fs::perms::owner_all);
+  fs::create_directory_symlink(folder_.path(), path("runtime/zdr/share"));
+  ChildProcess child("worker", {"XDG_RUNTIME_DIR=" + path("runtime")});
+  EXPECT_EQ(child.ask("try-pairs - " + make_file("file")), "0") << "pairs that broke the rule";
 }
 
 TEST_F(ShareModesTest, SideFilesArePrivate) {
