@@ -21,7 +21,7 @@ using mp4source::CZanMP4SourceOutputPin;
 
 class FilterUnderTest {
  public:
-  // Makes the filter; nothing is loaded.
+  // Makes the filter; nothing is loaded. bad_alloc when it cannot be made.
   FilterUnderTest();
   // Loads the movie as `file_name`.
   explicit FilterUnderTest(const test::MovieDescription& movie, std::string_view file_name = "clip.mp4");
@@ -35,7 +35,7 @@ class FilterUnderTest {
 
   // In the filter's order.
   std::vector<std::string> pin_names();
-  int pin_count() { return static_cast<int>(pin_names().size()); }
+  int pin_count();
   CZanMP4SourceOutputPin& pin(int index);
   com::ComPtr<IMediaSeeking> seeking(int index);
 

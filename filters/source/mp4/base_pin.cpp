@@ -5,7 +5,11 @@ namespace zdr::mp4source {
 
 CZanBaseSourceOutputPin::CZanBaseSourceOutputPin(CObjectName object_name, HRESULT* phr,
                                                  CZanBaseSourceFilter* owner, LPCWSTR name)
-    : CSourceStream(object_name, phr, owner, name), owner_(owner) {}
+    : CSourceStream(object_name, phr, owner, name), owner_(owner) {
+  // The base class does not tell; without them no command would ever be waited for.
+  const bool has_events = HANDLE{m_EventSend} != nullptr && HANDLE{m_EventComplete} != nullptr;
+  if (SUCCEEDED(*phr) && !has_events) *phr = E_OUTOFMEMORY;
+}
 
 HRESULT CZanBaseSourceOutputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
   CheckPointer(ppv, E_POINTER);

@@ -18,7 +18,7 @@ CUnknown* CZanMP4SourceFilter::CreateInstance(IUnknown* outer, HRESULT* phr) {
 }
 
 CZanMP4SourceFilter::CZanMP4SourceFilter(IUnknown* outer, HRESULT* phr)
-    : CZanBaseSourceFilter(NAME("Zandor source filter"), outer, phr),
+    : CZanBaseSourceFilter(kFilterName, outer, phr),
       seek_sync_(av_data_available_event_.get(), seek_handling_event_.get()) {}
 
 // The pins go while the filter that they refer to is still whole.

@@ -37,6 +37,7 @@ BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) 
     // For the other kinds this filter has no reader.
     return kind == SOURCE_KIND_MP4 && open_iso_media() ? TRUE : FALSE;
   } catch (const std::bad_alloc&) {
+    CloseSource();  // a pin that was made before is of no use without the rest
     return FALSE;
   }
 }

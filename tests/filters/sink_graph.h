@@ -1,0 +1,61 @@
+// SinkGraph: a loaded filter with a recording sink on its pins, started, stopped and sought the way a graph
+// does it: state changes reach the sinks first, a seek goes through one pin.
+#pragma once
+
+#include <memory>
+
+#include "tests/filters/filter_under_test.h"
+#include "tests/support/call_log.h"
+#include "tests/support/test_graph.h"
+#include "tests/support/test_sink.h"
+
+namespace zdr::tests {
+
+class SinkGraph {
+ public:
+  explicit SinkGraph(const test::MovieDescription& movie) : under_test(movie) { build(); }
+  // Nothing is loaded yet.
+  SinkGraph() = default;
+  ~SinkGraph();
+  SinkGraph(const SinkGraph&) = delete;
+  SinkGraph& operator=(const SinkGraph&) = delete;
+
+  // A sink for each pin, all connected. The first result that is not S_OK.
+  HRESULT build();
+  HRESULT connect(size_t index);
+  void disconnect(size_t index);
+
+  HRESULT pause();
+  HRESULT run();
+  HRESULT stop();
+  // To an absolute start, through the first pin.
+  HRESULT seek(REFERENCE_TIME start);
+
+  TestSinkPin& sink(size_t index) { return lines_[index]->sink->pin(); }
+  size_t sink_count() const { return lines_.size(); }
+  // Since the last new segment of that sink.
+  std::vector<SinkSample> segment(size_t index);
+  // False when patience ends.
+  bool wait_for_ends();
+  bool wait_for_end(size_t index) { return sink(index).wait_for_end_of_stream(); }
+  std::vector<std::string> breaches();
+
+  FilterUnderTest under_test;
+  TestGraph graph;
+
+ private:
+  struct Line {
+    CallLog log;
+    com::ComPtr<TestSink> sink;
+    std::mutex mutex;
+    size_t recorded = 0;
+    size_t segment_begin = 0;
+  };
+
+  template <class Change>
+  HRESULT change_state(Change change);
+
+  std::vector<std::unique_ptr<Line>> lines_;
+};
+
+}  // namespace zdr::tests
