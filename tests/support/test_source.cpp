@@ -29,7 +29,13 @@ HRESULT TestStream::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERT
 }
 
 HRESULT TestStream::DeliverEndOfStream() {
-  log("deliver end of stream");
+  // Told with the buffers that are free, for the worker should keep none then.
+  LONG free_buffers = -1;
+  com::ComPtr<IMemAllocatorCallbackTemp> counted;
+  if (SUCCEEDED(m_pAllocator->QueryInterface(IID_IMemAllocatorCallbackTemp, counted.out_void()))) {
+    counted->GetFreeCount(&free_buffers);
+  }
+  log("deliver end of stream, " + std::to_string(free_buffers) + " free");
   return CSourceStream::DeliverEndOfStream();
 }
 

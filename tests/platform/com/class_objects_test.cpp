@@ -1,5 +1,6 @@
 // Creation by class identifier: built-in classes, modules by the resolver's path, their loading and
 // unloading.
+#include <com_ptr.h>
 #include <dshow.h>
 #include <gtest/gtest.h>
 
@@ -11,8 +12,9 @@
 
 #include "platform/com/class_modules.h"
 #include "tests/platform/com/test_module.h"
-#include "tests/platform/com_ref.h"
 #include "tests/platform/fault_at.h"
+
+using zdr::com::ComPtr;
 
 namespace {
 
@@ -51,15 +53,15 @@ class ClassObjects : public testing::Test {
   }
 
   template <class Interface>
-  HRESULT create(REFCLSID clsid, REFIID iid, ComRef<Interface>& object, IUnknown* outer = nullptr) {
+  HRESULT create(REFCLSID clsid, REFIID iid, ComPtr<Interface>& object, IUnknown* outer = nullptr) {
     return CoCreateInstance(clsid, outer, CLSCTX_INPROC_SERVER, iid, object.out_void());
   }
 };
 
 TEST_F(ClassObjects, BuiltInClassesAskNoResolver) {
-  ComRef<IMemAllocator> allocator;
+  ComPtr<IMemAllocator> allocator;
   EXPECT_EQ(create(CLSID_MemoryAllocator, IID_IMemAllocator, allocator), S_OK);
-  ComRef<IUnknown> other;
+  ComPtr<IUnknown> other;
   EXPECT_EQ(create(CLSID_MemoryAllocator, IID_IPin, other), E_NOINTERFACE);
   EXPECT_EQ(CoGetClassObject(CLSID_MemoryAllocator, CLSCTX_ALL, nullptr, IID_IPin, other.out_void()),
             E_NOINTERFACE);
@@ -67,16 +69,16 @@ TEST_F(ClassObjects, BuiltInClassesAskNoResolver) {
 }
 
 TEST_F(ClassObjects, BuiltInAllocatorCanBeAggregated) {
-  ComRef<IMemAllocator> outer;
+  ComPtr<IMemAllocator> outer;
   ASSERT_EQ(create(CLSID_MemoryAllocator, IID_IMemAllocator, outer), S_OK);
-  ComRef<IUnknown> inner;
+  ComPtr<IUnknown> inner;
   EXPECT_EQ(create(CLSID_MemoryAllocator, IID_IMemAllocator, inner, outer.get()), E_NOINTERFACE);
   ASSERT_EQ(create(CLSID_MemoryAllocator, IID_IUnknown, inner, outer.get()), S_OK);
   // The identity that the inner allocator shows outside is the outer object's.
-  ComRef<IMemAllocator> part;
+  ComPtr<IMemAllocator> part;
   ASSERT_EQ(inner->QueryInterface(IID_IMemAllocator, part.out_void()), S_OK);
-  ComRef<IUnknown> identity;
-  ComRef<IUnknown> outer_identity;
+  ComPtr<IUnknown> identity;
+  ComPtr<IUnknown> outer_identity;
   ASSERT_EQ(part->QueryInterface(IID_IUnknown, identity.out_void()), S_OK);
   ASSERT_EQ(outer->QueryInterface(IID_IUnknown, outer_identity.out_void()), S_OK);
   EXPECT_EQ(identity.get(), outer_identity.get());
@@ -124,16 +126,16 @@ TEST_F(ClassObjects, OnlyServersInTheProcessExist) {
 }
 
 TEST_F(ClassObjects, AggregationIsTheClassesOwnChoice) {
-  ComRef<IMemAllocator> outer;
+  ComPtr<IMemAllocator> outer;
   ASSERT_EQ(create(CLSID_MemoryAllocator, IID_IMemAllocator, outer), S_OK);
-  ComRef<IUnknown> inner;
+  ComPtr<IUnknown> inner;
   EXPECT_EQ(create(CLSID_TestAlone, IID_IUnknown, inner, outer.get()), CLASS_E_NOAGGREGATION);
   EXPECT_EQ(create(CLSID_TestAggregatable, IID_IUnknown, inner, outer.get()), S_OK);
   EXPECT_EQ(create(CLSID_TestAggregatable, IID_ITestModule, inner, outer.get()), E_NOINTERFACE);
 }
 
 TEST_F(ClassObjects, ModuleKnowsItsPathAndCountsItsOwnObjectsOnly) {
-  ComRef<ITestModule> object;
+  ComPtr<ITestModule> object;
   ASSERT_EQ(create(CLSID_TestAlone, IID_ITestModule, object), S_OK);
   WCHAR path[MAX_PATH] = {};
   ASSERT_EQ(object->GetModulePath(path, MAX_PATH), S_OK);
@@ -146,14 +148,14 @@ TEST_F(ClassObjects, ModuleKnowsItsPathAndCountsItsOwnObjectsOnly) {
 }
 
 TEST_F(ClassObjects, ModuleStaysWhileAnythingOfItLives) {
-  ComRef<IClassFactory> factory;
+  ComPtr<IClassFactory> factory;
   ASSERT_EQ(CoGetClassObject(CLSID_TestAlone, CLSCTX_ALL, nullptr, IID_IClassFactory, factory.out_void()),
             S_OK);
   EXPECT_EQ(diary(), "AI");
   CoFreeUnusedLibraries();
   EXPECT_EQ(diary(), "AI") << "unloaded under a living factory";
 
-  ComRef<ITestModule> object;
+  ComPtr<ITestModule> object;
   ASSERT_EQ(factory->CreateInstance(nullptr, IID_ITestModule, object.out_void()), S_OK);
   ASSERT_EQ(factory->LockServer(TRUE), S_OK);
   object.reset();
@@ -173,7 +175,7 @@ TEST_F(ClassObjects, ModuleStaysWhileAnythingOfItLives) {
 }
 
 TEST_F(ClassObjects, ModuleCanBeNamedDirectly) {
-  ComRef<IClassFactory> factory;
+  ComPtr<IClassFactory> factory;
   EXPECT_EQ(
       zdr::com::class_object_from_module(kTestModule, CLSID_TestAlone, IID_IClassFactory, factory.out_void()),
       S_OK);
@@ -190,7 +192,7 @@ TEST_F(ClassObjects, ThreadsThatMeetLoadTheModuleOnce) {
   for (int t = 0; t < 3; ++t) {
     threads.emplace_back([this, &made] {
       for (int i = 0; i < kRounds; ++i) {
-        ComRef<ITestModule> object;
+        ComPtr<ITestModule> object;
         if (create(CLSID_TestAlone, IID_ITestModule, object) == S_OK) ++made;
       }
     });

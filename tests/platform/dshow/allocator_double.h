@@ -2,11 +2,10 @@
 // from one that has not come yet.
 #pragma once
 
+#include <com_ptr.h>
 #include <streams.h>
 
 #include <thread>
-
-#include "tests/platform/com_ref.h"
 
 class WatchedAllocator : public CMemAllocator {
  public:
@@ -23,10 +22,8 @@ class WatchedAllocator : public CMemAllocator {
   }
 };
 
-inline ComRef<WatchedAllocator> make_allocator() {
-  auto* allocator = new WatchedAllocator;
-  allocator->AddRef();
-  return ComRef<WatchedAllocator>(allocator);
+inline zdr::com::ComPtr<WatchedAllocator> make_allocator() {
+  return zdr::com::ComPtr<WatchedAllocator>(new WatchedAllocator);
 }
 
 inline ALLOCATOR_PROPERTIES properties_of(LONG count, LONG size, LONG alignment = 1, LONG prefix = 0) {
@@ -34,8 +31,8 @@ inline ALLOCATOR_PROPERTIES properties_of(LONG count, LONG size, LONG alignment 
 }
 
 // Ready to give out buffers.
-inline ComRef<WatchedAllocator> make_committed(LONG count, LONG size) {
-  ComRef<WatchedAllocator> allocator = make_allocator();
+inline zdr::com::ComPtr<WatchedAllocator> make_committed(LONG count, LONG size) {
+  zdr::com::ComPtr<WatchedAllocator> allocator = make_allocator();
   ALLOCATOR_PROPERTIES request = properties_of(count, size);
   ALLOCATOR_PROPERTIES actual;
   allocator->SetProperties(&request, &actual);
@@ -43,8 +40,8 @@ inline ComRef<WatchedAllocator> make_committed(LONG count, LONG size) {
   return allocator;
 }
 
-inline ComRef<IMediaSample> take(WatchedAllocator& allocator, DWORD flags = 0) {
-  ComRef<IMediaSample> sample;
+inline zdr::com::ComPtr<IMediaSample> take(WatchedAllocator& allocator, DWORD flags = 0) {
+  zdr::com::ComPtr<IMediaSample> sample;
   allocator.GetBuffer(sample.out(), nullptr, nullptr, flags);
   return sample;
 }

@@ -9,6 +9,8 @@
 
 #include "tests/platform/dshow/allocator_double.h"
 
+using zdr::com::ComPtr;
+
 namespace {
 
 // Threads that each ask once for a buffer and keep what they get until the end.
@@ -66,9 +68,9 @@ TEST(AllocatorThreads, DecommitSendsEveryWaiterAway) {
 void use_buffers(WatchedAllocator& allocator, BYTE mark, const std::atomic<bool>& stop,
                  std::atomic<int>& uses) {
   std::mt19937 random(mark);
-  std::vector<ComRef<IMediaSample>> held;
+  std::vector<ComPtr<IMediaSample>> held;
   while (!stop) {
-    ComRef<IMediaSample> sample = take(allocator, random() % 3 == 0 ? DWORD{0} : DWORD{AM_GBF_NOWAIT});
+    ComPtr<IMediaSample> sample = take(allocator, random() % 3 == 0 ? DWORD{0} : DWORD{AM_GBF_NOWAIT});
     if (sample) {
       std::memset(pointer_of(*sample.get()), mark, 64);
       sample->SetActualDataLength(static_cast<LONG>(mark));

@@ -1,12 +1,14 @@
 // The class factory and the entry points over the templates of this program, which is a module as any other.
+#include <com_ptr.h>
 #include <gtest/gtest.h>
 #include <streams.h>
 
 #include <iterator>
 #include <string>
 
-#include "tests/platform/com_ref.h"
 #include "tests/platform/fault_at.h"
+
+using zdr::com::ComPtr;
 
 namespace {
 
@@ -51,8 +53,8 @@ constinit int g_cTemplates = static_cast<int>(std::size(g_Templates));
 
 namespace {
 
-ComRef<IClassFactory> factory_of(REFCLSID clsid) {
-  ComRef<IClassFactory> factory;
+ComPtr<IClassFactory> factory_of(REFCLSID clsid) {
+  ComPtr<IClassFactory> factory;
   EXPECT_EQ(DllGetClassObject(clsid, IID_IClassFactory, factory.out_void()), S_OK);
   return factory;
 }
@@ -83,7 +85,7 @@ TEST(ModuleEntry, GivesFactoriesOfItsClassesOnly) {
       {CLSID_MemoryAllocator, IID_IClassFactory, CLASS_E_CLASSNOTAVAILABLE},
   };
   for (const Case& c : cases) {
-    ComRef<IUnknown> object;
+    ComPtr<IUnknown> object;
     EXPECT_EQ(DllGetClassObject(c.clsid, c.iid, object.out_void()), c.result);
     EXPECT_EQ(static_cast<bool>(object), SUCCEEDED(c.result));
   }
@@ -94,7 +96,7 @@ TEST(ModuleEntry, GivesFactoriesOfItsClassesOnly) {
 
 TEST(ModuleEntry, IsBusyWhileAnObjectOrALockExists) {
   EXPECT_EQ(DllCanUnloadNow(), S_OK);
-  ComRef<IClassFactory> factory = factory_of(kFirst);
+  ComPtr<IClassFactory> factory = factory_of(kFirst);
   EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
   EXPECT_EQ(factory->LockServer(TRUE), S_OK);
   EXPECT_EQ(factory->LockServer(TRUE), S_OK);
@@ -103,7 +105,7 @@ TEST(ModuleEntry, IsBusyWhileAnObjectOrALockExists) {
   EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
   factory = factory_of(kSecond);
   EXPECT_EQ(factory->LockServer(FALSE), S_OK);
-  ComRef<IUnknown> object;
+  ComPtr<IUnknown> object;
   EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, object.out_void()), S_OK);
   factory.reset();
   EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
@@ -113,7 +115,7 @@ TEST(ModuleEntry, IsBusyWhileAnObjectOrALockExists) {
 
 TEST(ClassFactory, FirstTemplateOfAClassMakesTheObject) {
   for (const auto& [clsid, number] : {std::pair{kFirst, 1}, std::pair{kSecond, 2}}) {
-    ComRef<IUnknown> object;
+    ComPtr<IUnknown> object;
     EXPECT_EQ(factory_of(clsid)->CreateInstance(nullptr, IID_IUnknown, object.out_void()), S_OK);
     EXPECT_EQ(created_by, number);
   }
@@ -142,7 +144,7 @@ TEST(ClassFactory, EveryFailureDestroysWhatWasMadeAsRequired) {
   for (const Case& c : cases) {
     creator_result = c.creator;
     creator_gives_object = c.gives_object;
-    ComRef<IClassFactory> factory = factory_of(kFirst);
+    ComPtr<IClassFactory> factory = factory_of(kFirst);
     void* object = &anything;
     EXPECT_EQ(factory->CreateInstance(c.aggregated ? outer : nullptr, c.iid, &object), c.result) << c.what;
     EXPECT_EQ(object, nullptr) << c.what;

@@ -1,10 +1,11 @@
 // Reference counting, delegation to an outer object, identity.
+#include <com_ptr.h>
 #include <gtest/gtest.h>
 #include <streams.h>
 
 #include <vector>
 
-#include "tests/platform/com_ref.h"
+using zdr::com::ComPtr;
 
 namespace {
 
@@ -50,7 +51,7 @@ class Whole final : public CUnknown, public ISeekingPassThru {
   HRESULT Init(BOOL, IPin*) override { return S_OK; }
 
  private:
-  ComRef<IUnknown> part_;
+  ComPtr<IUnknown> part_;
 };
 
 TEST(Unknown, CountsFromZeroAndDestroysItselfOnce) {
@@ -70,20 +71,19 @@ TEST(Unknown, CountsFromZeroAndDestroysItselfOnce) {
 
 TEST(Unknown, QueryInterfaceGivesAReferenceOrNothing) {
   int destroyed = 0;
-  ComRef<IAMFilterMiscFlags> part(new Part(nullptr, nullptr, &destroyed));
-  part->AddRef();
+  ComPtr<IAMFilterMiscFlags> part(new Part(nullptr, nullptr, &destroyed));
   EXPECT_EQ(part->QueryInterface(IID_IAMFilterMiscFlags, nullptr), E_POINTER);
   EXPECT_EQ(part->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
   void* none = &destroyed;
   EXPECT_EQ(part->QueryInterface(IID_IPin, &none), E_NOINTERFACE);
   EXPECT_EQ(none, nullptr);
 
-  ComRef<IUnknown> first;
-  ComRef<IUnknown> second;
+  ComPtr<IUnknown> first;
+  ComPtr<IUnknown> second;
   EXPECT_EQ(part->QueryInterface(IID_IUnknown, first.out_void()), S_OK);
   EXPECT_EQ(first->QueryInterface(IID_IUnknown, second.out_void()), S_OK);
   EXPECT_EQ(first.get(), second.get());
-  ComRef<IAMFilterMiscFlags> again;
+  ComPtr<IAMFilterMiscFlags> again;
   EXPECT_EQ(second->QueryInterface(IID_IAMFilterMiscFlags, again.out_void()), S_OK);
   EXPECT_EQ(again.get(), part.get());
 
@@ -99,17 +99,16 @@ TEST(Unknown, QueryInterfaceGivesAReferenceOrNothing) {
 TEST(Unknown, PartSpeaksForTheWhole) {
   int destroyed = 0;
   auto* whole = new Whole(&destroyed);
-  ComRef<ISeekingPassThru> front(whole);
-  front->AddRef();
-  ComRef<IAMFilterMiscFlags> part;
+  ComPtr<ISeekingPassThru> front(whole);
+  ComPtr<IAMFilterMiscFlags> part;
   ASSERT_EQ(front->QueryInterface(IID_IAMFilterMiscFlags, part.out_void()), S_OK);
 
-  ComRef<IUnknown> identity;
-  ComRef<IUnknown> part_identity;
+  ComPtr<IUnknown> identity;
+  ComPtr<IUnknown> part_identity;
   ASSERT_EQ(front->QueryInterface(IID_IUnknown, identity.out_void()), S_OK);
   ASSERT_EQ(part->QueryInterface(IID_IUnknown, part_identity.out_void()), S_OK);
   EXPECT_EQ(identity.get(), part_identity.get());
-  ComRef<ISeekingPassThru> back;
+  ComPtr<ISeekingPassThru> back;
   EXPECT_EQ(part->QueryInterface(IID_ISeekingPassThru, back.out_void()), S_OK);
   EXPECT_EQ(back.get(), front.get());
 
@@ -126,12 +125,10 @@ TEST(Unknown, PartSpeaksForTheWhole) {
 
 TEST(Unknown, EqualityIsIdentity) {
   int destroyed = 0;
-  ComRef<ISeekingPassThru> whole(new Whole(&destroyed));
-  whole->AddRef();
-  ComRef<IAMFilterMiscFlags> its_part;
+  ComPtr<ISeekingPassThru> whole(new Whole(&destroyed));
+  ComPtr<IAMFilterMiscFlags> its_part;
   ASSERT_EQ(whole->QueryInterface(IID_IAMFilterMiscFlags, its_part.out_void()), S_OK);
-  ComRef<IAMFilterMiscFlags> stranger(new Part(nullptr, nullptr, &destroyed));
-  stranger->AddRef();
+  ComPtr<IAMFilterMiscFlags> stranger(new Part(nullptr, nullptr, &destroyed));
   EXPECT_TRUE(IsEqualObject(whole.get(), whole.get()));
   EXPECT_TRUE(IsEqualObject(whole.get(), its_part.get()));
   EXPECT_FALSE(IsEqualObject(whole.get(), stranger.get()));

@@ -8,6 +8,8 @@
 #include "tests/platform/dshow/allocator_double.h"
 #include "tests/platform/fault_at.h"
 
+using zdr::com::ComPtr;
+
 using zdr::platform::FaultPoint;
 
 namespace {
@@ -38,9 +40,9 @@ class MediaSample : public testing::Test {
     return record;
   }
 
-  ComRef<WatchedAllocator> allocator_ = make_committed(1, kSize);
-  ComRef<IMediaSample> sample_;
-  ComRef<IMediaSample2> sample2_;
+  ComPtr<WatchedAllocator> allocator_ = make_committed(1, kSize);
+  ComPtr<IMediaSample> sample_;
+  ComPtr<IMediaSample2> sample2_;
 };
 
 TEST_F(MediaSample, RequiredReturnClearsFlagsButNeitherLengthNorStoredTimes) {

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "tests/platform/com_ref.h"
 #include "tests/platform/fault_at.h"
 
 using zdr::platform::FaultPoint;

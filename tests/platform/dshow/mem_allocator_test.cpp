@@ -10,6 +10,8 @@
 #include "tests/platform/dshow/allocator_double.h"
 #include "tests/platform/fault_at.h"
 
+using zdr::com::ComPtr;
+
 using zdr::platform::FaultPoint;
 
 bool operator==(const ALLOCATOR_PROPERTIES& a, const ALLOCATOR_PROPERTIES& b) {
@@ -110,7 +112,7 @@ TEST(MemAllocator, BuffersLieBehindTheirPrefixesInOneBlock) {
   ASSERT_EQ(allocator->SetProperties(&request, &actual), S_OK);
   ASSERT_EQ(actual.cbBuffer, 104);
   ASSERT_EQ(allocator->Commit(), S_OK);
-  std::vector<ComRef<IMediaSample>> samples;
+  std::vector<ComPtr<IMediaSample>> samples;
   std::vector<BYTE*> starts;
   for (int i = 0; i < 5; ++i) {
     samples.push_back(take(*allocator.get()));
@@ -133,7 +135,7 @@ TEST(MemAllocator, FreeListIsLastInFirstOut) {
   b.reset();
   c.reset();
   a.reset();
-  std::vector<ComRef<IMediaSample>> taken;
+  std::vector<ComPtr<IMediaSample>> taken;
   for (int i = 2; i >= 0; --i) {
     taken.push_back(take(*allocator.get()));
     EXPECT_EQ(taken.back().get(), order[i]);
@@ -163,7 +165,7 @@ TEST(MemAllocator, MemoryStaysUntilThePropertiesChange) {
 
 TEST(MemAllocator, GetBufferDoesNotWaitWhenItNeedNot) {
   const auto allocator = make_committed(1, 10);
-  ComRef<IMediaSample> sample;
+  ComPtr<IMediaSample> sample;
   EXPECT_EQ(allocator->GetBuffer(nullptr, nullptr, nullptr, 0), E_POINTER);
   EXPECT_EQ(allocator->GetBuffer(sample.out(), nullptr, nullptr, AM_GBF_NOWAIT), S_OK);
   EXPECT_EQ(sample->AddRef(), 2U) << "the sample comes with one reference";
@@ -265,8 +267,7 @@ class Listener final : public CUnknown, public IMemAllocatorNotifyCallbackTemp {
 TEST(MemAllocator, ReturnOfABufferIsToldWithoutTheLock) {
   auto allocator = make_committed(2, 10);
   auto* listener = new Listener(*allocator.get());
-  const ComRef<IMemAllocatorNotifyCallbackTemp> keep(listener);
-  listener->AddRef();
+  const ComPtr<IMemAllocatorNotifyCallbackTemp> keep(listener);
   EXPECT_EQ(allocator->SetNotify(listener), S_OK);
   take(*allocator.get()).reset();
   EXPECT_EQ(listener->free_seen, 2);
@@ -280,10 +281,10 @@ TEST(MemAllocator, ReturnOfABufferIsToldWithoutTheLock) {
 TEST(MemAllocator, HasItsInterfaces) {
   const auto allocator = make_allocator();
   for (const IID& iid : {IID_IUnknown, IID_IMemAllocator, IID_IMemAllocatorCallbackTemp}) {
-    ComRef<IUnknown> found;
+    ComPtr<IUnknown> found;
     EXPECT_EQ(allocator->QueryInterface(iid, found.out_void()), S_OK);
   }
-  ComRef<IUnknown> none;
+  ComPtr<IUnknown> none;
   EXPECT_EQ(allocator->QueryInterface(IID_IMediaSample, none.out_void()), E_NOINTERFACE);
 }
 

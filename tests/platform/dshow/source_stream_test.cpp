@@ -133,20 +133,20 @@ TEST(SourceStream, EndsInTheWayThatFillBufferSays) {
       {"end of stream",
        samples_then(2, S_FALSE),
        S_OK,
-       {"sample 0", "sample 1", "deliver end of stream", "end of stream", "loop: done"},
+       {"sample 0", "sample 1", "deliver end of stream, 2 free", "end of stream", "loop: done"},
        {EC_COMPLETE},
        S_OK},
       // The end of the stream comes before the error.
       {"error",
        samples_then(2, E_ACCESSDENIED),
        S_OK,
-       {"sample 0", "sample 1", "deliver end of stream", "end of stream", "loop: failed"},
+       {"sample 0", "sample 1", "deliver end of stream, 2 free", "end of stream", "loop: failed"},
        {EC_COMPLETE, EC_ERRORABORT},
        E_ACCESSDENIED},
       {"strange success",
        samples_then(1, VFW_S_NO_MORE_ITEMS),
        S_OK,
-       {"sample 0", "deliver end of stream", "end of stream", "loop: failed"},
+       {"sample 0", "deliver end of stream, 2 free", "end of stream", "loop: failed"},
        {EC_COMPLETE, EC_ERRORABORT},
        VFW_S_NO_MORE_ITEMS},
       // A receiver that refuses a sample gets nothing more, not even an end.
@@ -207,7 +207,7 @@ TEST(SourceStream, StartsAndStopsWithItsFilter) {
     EXPECT_EQ(
         chain.log.take(),
         (Log{"active", "thread create", "start play", "new segment 0-9223372036854775807 x1", "sample 0",
-             "deliver end of stream", "end of stream", "loop: done", "inactive", "thread destroy"}));
+             "deliver end of stream, 2 free", "end of stream", "loop: done", "inactive", "thread destroy"}));
   }
   const auto samples = chain.sink().samples();
   ASSERT_EQ(samples.size(), 2u);

@@ -1,9 +1,11 @@
 // The platform library's clock: it does not go back, and its alarms neither come early nor stay away.
+#include <com_ptr.h>
 #include <gtest/gtest.h>
 #include <streams.h>
 
-#include "tests/platform/com_ref.h"
 #include "tests/platform/fault_at.h"
+
+using zdr::com::ComPtr;
 
 namespace {
 
@@ -29,7 +31,7 @@ class SystemClock : public testing::Test {
   }
   DWORD_PTR semaphore() const { return reinterpret_cast<DWORD_PTR>(semaphore_); }
 
-  ComRef<IReferenceClock> clock_;
+  ComPtr<IReferenceClock> clock_;
   CAMEvent event_;
   HANDLE semaphore_ = nullptr;
   DWORD_PTR cookie_ = 0;
