@@ -327,7 +327,7 @@ TEST(StreamHeader, OfAdifGivesTheConfiguration) {
     EXPECT_EQ(get_config(adif_stream(fields, frame), 1).status, ZD_AAC_DEC_ERR_FAILED);
   }
   Bytes cut = adif_stream({}, {});
-  cut.resize(cut.size() - 2);
+  cut.erase(cut.end() - 2, cut.end());
   EXPECT_EQ(get_config(cut, 1).status, ZD_AAC_DEC_ERR_FAILED);
   EXPECT_EQ(get_config({'R', 'I', 'F', 'F', 0, 0, 0, 0, 0}, 1).status, ZD_AAC_DEC_ERR_FAILED);
 }

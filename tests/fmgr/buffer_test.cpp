@@ -31,6 +31,8 @@ TEST(Buffers, ServeSmallReadsAndTheirSiblings) {
   const DeviceTap tap(first.get());
   EXPECT_EQ(read_text(first, 3), "012");
   EXPECT_EQ(read_text(first, 3), "345");
+  EXPECT_EQ(read_text(first, 2), "67") << "its last bytes do not empty it";
+  EXPECT_EQ(FMGR_FSeek(first.get(), 6, FMGR_SEEK_SET), FMGR_OK);
   EXPECT_EQ(read_text(second, 5), "01234") << "from the buffer of the first";
   EXPECT_EQ(tap.log(), "sr");
   EXPECT_EQ(read_text(second, 6), "56789a") << "three from the first, then a block of its own";

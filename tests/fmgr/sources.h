@@ -47,11 +47,14 @@ class Source {
   // What the callbacks answer, and how many bytes they claim to have moved beyond the truth.
   int32_t callback_status = 0;
   uint32_t callback_excess = 0;
+  // What the read callback was asked for.
+  uint32_t last_count = 0;
 
  private:
   static int32_t read(void* caller, void* buffer, uint32_t count, uint32_t low, uint32_t high,
                       uint32_t* moved) {
-    const auto& self = *static_cast<Source*>(caller);
+    auto& self = *static_cast<Source*>(caller);
+    self.last_count = count;
     const uint64_t position = uint64_t{high} << 32 | low;
     *moved = position < self.content_.size()
                  ? static_cast<uint32_t>(self.content_.copy(static_cast<char*>(buffer), count, position))

@@ -87,6 +87,7 @@ TEST_P(Streams, CloseInAnyOrderAndWithTheContext) {
                       open_stream(source_, "rb", context_), open_stream(source_, "rt+", context_)};
   streams[0].reset();  // the one that the device was opened for
   EXPECT_EQ(read_text(streams[2], 2), "01");
+  EXPECT_EQ(streams[2]->file->device->owner, streams[2]->file->first_stream);
   streams[2].reset();
   streams[2] = open_stream(source_, "rb", context_);
   EXPECT_EQ(read_text(streams[1], 2), "01");
@@ -183,11 +184,12 @@ TEST(StreamArguments, AreChecked) {
 }
 
 TEST(StreamReads, OfMoreThanASignedCountAreCut) {
-  const Source source(FMGR_DEV_MEMORY, "0123");
+  const Source source(FMGR_DEV_CALLBACK, "0123");
   const Context context = make_context(0, 0);
   const Stream stream = open_stream(source, "rb", context);
   char buffer[4];
   EXPECT_EQ(FMGR_FRead(stream.get(), buffer, 0xFFFFFFFF), 4);
+  EXPECT_EQ(source.last_count, uint32_t{INT32_MAX});
 }
 
 }  // namespace

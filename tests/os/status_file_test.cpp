@@ -70,7 +70,7 @@ TEST_P(StatusFile, OpenModesDecideAccessSharingAndDisposition) {
   for (const ModeCase& expected : kCases) {
     SCOPED_TRACE(expected.mode);
     const auto path = folder_ / std::to_string(expected.mode);
-    EXPECT_EQ(open(path, expected.mode), expected.creates ? FMGR_OK : FMGR_ERR_OPEN);
+    EXPECT_EQ(open(path, expected.mode), expected.creates ? FMGR_OK : FMGR_ERR_OPEN) << GetLastError();
     EXPECT_EQ(file_ != nullptr, expected.creates);
     file_.reset();
     write_file(path, "0123456789");

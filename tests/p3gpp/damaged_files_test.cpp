@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -65,9 +66,9 @@ ExerciseResult use(MemorySource& source, uint32_t sample_limit = 40) {
   FMGR_Context* context = nullptr;
   const FMGR_Config config{0, 0};
   if (FMGR_Init(&context, &config) != FMGR_OK) return {.open_status = P3GPP_ERR_NO_MEMORY};
-  const ExerciseResult result = exercise(source.descriptor, context, sample_limit);
-  FMGR_Deinit(context);
-  return result;
+  // An allocation of the exercise itself may be the one that fails.
+  const std::unique_ptr<FMGR_Context, int32_t (*)(FMGR_Context*)> released(context, FMGR_Deinit);
+  return exercise(source.descriptor, context, sample_limit);
 }
 
 TEST(DamagedFiles, EndWithADocumentedStatusAndTakeNoOutsizedMemory) {
