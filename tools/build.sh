@@ -1,5 +1,5 @@
 #!/bin/sh
-# tools/build.sh host|tests PRESET: installs what a build needs and is missing, configures and builds.
+# tools/build.sh host|tests|fuzz PRESET: installs what a build needs and is missing, configures and builds.
 # stdout stays free for whoever calls: everything said here goes to stderr.
 set -eu
 what=$1
@@ -32,6 +32,7 @@ tests=OFF
 [ "$what" = host ] && grep -qs 'ZDR_TESTS:BOOL=ON' "$root/build/$preset/CMakeCache.txt" && tests=ON
 target=all
 [ "$what" = host ] && target="zdr ZdrMp4Source"
+[ "$what" = fuzz ] && target="aac_frame_fuzz p3gpp_fuzz fmgr_fuzz"
 cd "$root"
 cmake --preset "$preset" -DZDR_TESTS=$tests >"$root/build-configure.log" 2>&1 || {
   cat "$root/build-configure.log"
