@@ -13,6 +13,10 @@ constinit HINSTANCE g_hInst = nullptr;
 
 namespace {
 
+// Identifies the module to GetModuleFileName by lying inside it. Constant, so that its page is one of the
+// file's: the system knows no path for the pages of variables that start as zero.
+constexpr char module_anchor = 0;
+
 std::span<const CFactoryTemplate> templates() noexcept {
   return {g_Templates, static_cast<std::size_t>(g_cTemplates)};
 }
@@ -24,8 +28,7 @@ void call_init_routines(BOOL loading) {
 }
 
 void tell_module(ULONG reason) {
-  // Any address inside the module identifies it to GetModuleFileName.
-  HINSTANCE instance = &g_hInst;
+  HINSTANCE instance = const_cast<char*>(&module_anchor);
   if (&DllMain != nullptr) {
     DllMain(instance, reason, nullptr);
   } else {
