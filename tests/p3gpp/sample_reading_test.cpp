@@ -38,7 +38,7 @@ TEST(SampleReading, BytesComeFromTheSamplesPlace) {
   const Bytes& file = track.source().bytes;
   const std::vector<uint64_t> offsets = {kMedia,        kMedia + 10,   kMedia + 10,
                                          kMedia + 1000, kMedia + 1040, kMedia + 1090};
-  for (const uint32_t number : {1, 2, 3, 4, 5, 6, 3, 1, 6}) {
+  for (const uint32_t number : {1U, 2U, 3U, 4U, 5U, 6U, 3U, 1U, 6U}) {
     const ReadResult result = read(track, number);
     ASSERT_EQ(result.status, P3GPP_OK) << number;
     EXPECT_EQ(result.sample.file_offset, offsets[number - 1]);
