@@ -30,13 +30,6 @@ Status skip_child(const ContainerRule& rule, BoxReader& reader, BoxNode& node, c
   return reader.status();
 }
 
-// The box is of no use to us together with this child: it stays in the tree, empty.
-Status end_container(BoxReader& reader, BoxNode& node) {
-  node.payload.reset();
-  reader.skip_to_end();
-  return reader.status();
-}
-
 Status handle_child(const ContainerRule& rule, const ChildRule& row, BoxReader& reader, BoxNode& node,
                     const PathStep& child) {
   BoxSlot kept;
@@ -110,7 +103,10 @@ Status parse_children(const ContainerRule& rule, BoxReader& reader, BoxNode& nod
       return reader.status() != P3GPP_OK ? reader.status() : status;
     }
     const ChildRule* row = find_child_rule(rule, child);
-    if (row != nullptr && row->keep == Keep::kEndsContainer) return end_container(reader, node);
+    if (row != nullptr && row->keep == Keep::kEndsContainer) {
+      node.payload.reset();  // the box stays in the tree, empty
+      return P3GPP_OK;
+    }
     const size_t listed = rule.list == nullptr ? 0 : rule.list(*node.payload).size();
     if (row != nullptr && row->keep == Keep::kList) child.ordinal = static_cast<uint32_t>(listed + 1);
     const Status status = row == nullptr ? skip_child(rule, reader, node, child)

@@ -104,6 +104,14 @@ TEST(TopLevel, RequiredStickyLargeSizeMeasuresAllLaterBoxes) {
   EXPECT_EQ(OpenedMovie(concat({wide, box("free", Bytes(4)), small_moov()})).status, P3GPP_ERR_NO_MOOV);
 }
 
+// A size that would wrap the position must not lead back to a movie box that was stepped over.
+TEST(TopLevel, NeverGoesBackwards) {
+  const Bytes front = box("free", small_moov());
+  const uint64_t back_to_hidden_moov = uint64_t{0} - (front.size() - 8);
+  EXPECT_EQ(OpenedMovie(concat({front, large_box("mdat", Bytes(8), back_to_hidden_moov)})).status,
+            P3GPP_ERR_NO_MOOV);
+}
+
 TEST(TopLevel, KeepsFileTypeWithRequiredRawMinorVersion) {
   const std::vector<std::string_view> brands(32, "3gp4");
   const OpenedMovie movie(concat({ftyp("old ", 1), box("moof", Bytes(20)), ftyp("3gp4", 0x00000200, brands),

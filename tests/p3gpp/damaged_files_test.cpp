@@ -92,6 +92,26 @@ TEST(DamagedFiles, EndWithADocumentedStatusAndTakeNoOutsizedMemory) {
   EXPECT_LT(opened, rounds - rounds / 10) << "hardly any file fails: the damage is too fine to test much";
 }
 
+// Boxes of a gigabyte in a file of a hundred bytes: the read fails, and no memory was taken for it.
+TEST(DamagedFiles, ClaimsBeyondTheFileTakeNoMemory) {
+  constexpr uint32_t kClaim = 0x40000000;
+  const auto nested = [](const std::vector<std::string>& types) {
+    Fields file;
+    uint32_t size = kClaim;
+    for (const std::string& type : types) file.append(header(size -= 8, type));
+    return file.zeros(64).bytes;
+  };
+  const std::vector<Bytes> files = {nested({"moov", "mvhd"}), nested({"moov", "iods"}),
+                                    nested({"moov", "trak", "tkhd"}), nested({"moov", "trak", "tref"}),
+                                    nested({"moov", "trak", "mdia", "mdhd"})};
+  for (const Bytes& file : files) {
+    MemorySource source(file);
+    const FailingAllocator watch(0);
+    EXPECT_EQ(use(source).open_status, P3GPP_ERR_READ);
+    EXPECT_LE(watch.largest(), 1u << 16);
+  }
+}
+
 TEST(DamagedFiles, EveryTruncationFailsOrOpens) {
   const Bytes whole = everything();
   for (size_t size = 0; size <= whole.size(); ++size) {

@@ -239,7 +239,7 @@ TEST(DecoderInfo, RequiredAc3BitRatesEndAtCode18) {
                             224, 256, 320, 384, 448, 512, 576, 640, 0,   0};
   for (uint8_t code = 0; code < std::size(kRates); ++code) {
     const Bytes configuration =
-        dac3({.fscod = 2, .bsid = 9, .bsmod = 5, .acmod = 7, .lfeon = 1, .bit_rate_code = code});
+        dac3({.fscod = 2, .bsid = 9, .bsmod = 5, .acmod = 6, .lfeon = 1, .bit_rate_code = code});
     const OpenedMovie movie(with_entries("soun", {audio_entry("ac-3", 6, 48000, configuration, 24)}));
     const DecoderInfo info(movie.file, 1);
     const P3gppAc3Info& ac3 = info->u.ac3;
@@ -247,7 +247,7 @@ TEST(DecoderInfo, RequiredAc3BitRatesEndAtCode18) {
     EXPECT_THAT(
         (std::vector<int>{ac3.data_reference_index, ac3.channel_count, ac3.sample_size, ac3.sample_rate,
                           ac3.fscod, ac3.bsid, ac3.bsmod, ac3.acmod, ac3.lfeon, ac3.bit_rate_code}),
-        ElementsAre(1, 6, 24, 48000, 2, 9, 5, 7, 1, code));
+        ElementsAre(1, 6, 24, 48000, 2, 9, 5, 6, 1, code));
   }
 }
 
