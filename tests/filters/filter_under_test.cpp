@@ -1,6 +1,7 @@
 #include "tests/filters/filter_under_test.h"
 
 #include <gtest/gtest.h>
+#include <session.h>
 
 #include <new>
 
@@ -32,6 +33,9 @@ HRESULT create_filter(com::ComPtr<IBaseFilter>& filter) {
 }
 
 FilterUnderTest::FilterUnderTest() {
+  // Tests that run at the same time must not set each other's events.
+  static const bool kAlone = platform::set_private_session();
+  EXPECT_TRUE(kAlone);
   mp4source::rearm_first_sample_marks();
   if (FAILED(create_filter(filter))) throw std::bad_alloc();
   EXPECT_EQ(filter->QueryInterface(IID_IFileSourceFilter, file_source.out_void()), S_OK);

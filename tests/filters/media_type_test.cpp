@@ -1,12 +1,12 @@
 // The media type of every codec, to the byte.
 #include <gtest/gtest.h>
 
-#include <debug_output.h>
-
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "filters/source/mp4/media_type.h"
 #include "tests/filters/codec_tracks.h"
+#include "tests/filters/debugger_texts.h"
 #include "tests/filters/filter_under_test.h"
+#include "tests/support/failing_allocator.h"
 
 namespace zdr::tests {
 namespace {
@@ -186,6 +186,24 @@ TEST(MediaType, PinsOfOtherCodecsExistAndOfferNothing) {
     ASSERT_EQ(under_test.load_result(), S_OK) << each.name;
     CMediaType type;
     EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), kTypeNotBuilt) << each.name;
+  }
+}
+
+TEST(MediaType, WithoutMemoryForTheFirstSampleIsToldToTheDebugger) {
+  const struct {
+    TrackDescription track;
+    std::u16string text;
+  } kCases[] = {{mpeg4_visual_track(), u"Getmedia type Returns outof memory "},
+                {h263_track(), u"Getmedia type Returns outof memory "},
+                {ac3_track(), u""}};
+  for (const auto& each : kCases) {
+    FilterUnderTest under_test(each.track);
+    CZanMP4SourceOutputPin& pin = under_test.pin(0);
+    const DebuggerTexts texts;
+    CMediaType type;
+    const test::FailingAllocator fault(1);
+    EXPECT_EQ(pin.GetMediaType(0, &type), E_OUTOFMEMORY);
+    EXPECT_EQ(texts.all(), each.text);
   }
 }
 

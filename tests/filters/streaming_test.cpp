@@ -4,6 +4,7 @@
 #include <random>
 
 #include "tests/filters/codec_tracks.h"
+#include "tests/filters/debugger_texts.h"
 #include "tests/filters/sink_graph.h"
 #include "tests/platform/fault_at.h"
 #include "tests/support/failing_allocator.h"
@@ -32,6 +33,16 @@ TEST(Streaming, PlaysBothTracksToTheirEnds) {
   // Each pin has a thread of its own, which ends with the stop.
   EXPECT_NE(graph.sink(0).samples()[0].thread, graph.sink(1).samples()[0].thread);
   EXPECT_FALSE(has_worker(graph, 0) || has_worker(graph, 1));
+}
+
+TEST(Streaming, RequiredEveryPauseIsToldToTheDebugger) {
+  SinkGraph graph(audio_and_video());
+  const DebuggerTexts texts;
+  graph.run();  // through a pause
+  graph.run();
+  graph.pause();
+  graph.stop();
+  EXPECT_EQ(texts.all(), u"Pause Called\nPause Called\n");
 }
 
 TEST(Streaming, RequiredStopAndRunGoOnWhereTheTrackWas) {
