@@ -1,22 +1,21 @@
 // The Nth failure of everything the manager asks the system for.
 #include <gtest/gtest.h>
 
-#include <new>
+#include <algorithm>
+#include <string_view>
 
 #include "fault_injection.h"
 #include "tests/fmgr/sources.h"
+#include "tests/support/failing_allocator.h"
 
 namespace {
 
 using namespace zdr::tests;
 using zdr::platform::FaultPoint;
 
-// Counts down to the call that fails; 0 lets all pass.
-uint64_t g_allocations_left = 0;
-
 struct Fault {
   FaultPoint point;
-  uint64_t calls_left;
+  uint64_t calls_left;  // the call that makes it 0 fails
 };
 
 bool strikes(FaultPoint point, void* context) {
@@ -24,31 +23,38 @@ bool strikes(FaultPoint point, void* context) {
   return point == fault.point && fault.calls_left != 0 && --fault.calls_left == 0;
 }
 
-// Opens, reads, seeks and closes as a parser does. Whether everything succeeded; statuses must be documented
-// ones.
+// Opens, reads, seeks and closes as a parser does, and takes no memory of its own. Whether everything
+// succeeded; statuses must be documented ones.
 bool use_manager(const Source& source, uint32_t buffer_size) {
   bool all_good = true;
-  const auto note = [&](int32_t status) {
+  const auto expect = [&](bool good) { all_good = all_good && good; };
+  const auto check = [&](int32_t status) {
     EXPECT_TRUE(status >= 0 || status == FMGR_ERR_GENERIC || status == FMGR_ERR_NO_MEMORY ||
                 status == FMGR_ERR_SEEK)
         << status;
-    all_good = all_good && status >= 0;
+    expect(status >= 0);
+    return status;
+  };
+  char bytes[100];
+  const auto reads = [&](const Stream& stream, uint32_t count, std::string_view expected) {
+    const int32_t moved = check(FMGR_FRead(stream.get(), bytes, count));
+    expect(moved >= 0 && std::string_view(bytes, static_cast<size_t>(moved)) == expected);
   };
   const FMGR_Config config = {buffer_size, buffer_size};
   FMGR_Context* made = nullptr;
-  note(FMGR_Init(&made, &config));
+  check(FMGR_Init(&made, &config));
   const Context context(made);
   if (!context) return false;
   const Stream streams[] = {open_stream(source, "rb", context), open_stream(source, "rb", context),
                             open_stream(source, "ra", context)};
-  uint32_t size = 0;
+  const std::string_view content = source.content();
   for (const Stream& stream : streams) {
     if (!stream) return false;
-    const size_t start = tell(stream);
-    all_good = read_text(stream, 100) == source.content().substr(start) && all_good;
-    note(FMGR_FSeek(stream.get(), -4, FMGR_SEEK_END));
-    all_good = tell(stream) == 16 && read_text(stream, 2) == "gh" && all_good;
-    note(FMGR_FSize(stream.get(), &size));
+    reads(stream, sizeof bytes, content.substr(std::min<size_t>(tell(stream), content.size())));
+    check(FMGR_FSeek(stream.get(), -4, FMGR_SEEK_END));
+    reads(stream, 2, "gh");
+    uint32_t size = 0;
+    check(FMGR_FSize(stream.get(), &size));
   }
   return all_good;
 }
@@ -80,10 +86,12 @@ TEST(Faults, OfTheHeapGiveStatusesAndLeaveNothing) {
     int failures = 0;
     uint64_t nth = 1;
     for (bool struck = true; struck; ++nth) {
-      g_allocations_left = nth;
-      const bool all_good = use_manager(source, buffer_size);
-      struck = g_allocations_left == 0;
-      g_allocations_left = 0;
+      bool all_good = false;
+      {
+        const zdr::test::FailingAllocator failing(nth);
+        all_good = use_manager(source, buffer_size);
+        struck = failing.struck();
+      }
       // The system copes without some of its memory, the manager needs all of its own.
       EXPECT_TRUE(all_good || struck);
       failures += !all_good;
@@ -94,21 +102,3 @@ TEST(Faults, OfTheHeapGiveStatusesAndLeaveNothing) {
 }
 
 }  // namespace
-
-// The manager takes memory through these only.
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  if (g_allocations_left != 0 && --g_allocations_left == 0) return nullptr;
-  try {
-    return ::operator new(size);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
-void* operator new[](size_t size, const std::nothrow_t&) noexcept {
-  if (g_allocations_left != 0 && --g_allocations_left == 0) return nullptr;
-  try {
-    return ::operator new[](size);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}

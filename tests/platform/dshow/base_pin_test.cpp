@@ -281,6 +281,8 @@ TEST(BasePin, RefusesToConnectBeforeAnyStep) {
   EXPECT_EQ(pair.connect('A'), S_OK);
   pair.steps.take();
   // Being connected counts before being active.
+  pair.out().SetReconnectWhenActive(false);
+  pair.in().SetReconnectWhenActive(false);
   EXPECT_EQ(pair.connect('A'), VFW_E_ALREADY_CONNECTED);
   EXPECT_EQ(pair.in().ReceiveConnection(&pair.out(), &a), VFW_E_ALREADY_CONNECTED);
   EXPECT_EQ(pair.out().Disconnect(), VFW_E_NOT_STOPPED);

@@ -83,7 +83,10 @@ TEST_F(InputPinTest, RefusesSamplesForTheFirstOfThreeReasons) {
   CMediaType stream(&MEDIATYPE_Stream);
   sample->SetMediaType(&stream);
   EXPECT_EQ(pin.Receive(sample.get()), S_OK);
+  // Becoming inactive ends a flush that was left open.
+  pin.BeginFlush();
   EXPECT_EQ(pin.Inactive(), S_OK);
+  EXPECT_EQ(pin.CheckStreaming(), S_OK);
 }
 
 // The oldest kind of sample, which has no property record.
@@ -141,6 +144,16 @@ TEST_F(InputPinTest, CollectsTheSamePropertiesFromBothKindsOfSample) {
     EXPECT_EQ(collected.tStart, 100);
     EXPECT_EQ(collected.tStop, (bits & 32) == 0 ? 101 : 250);
   }
+}
+
+TEST_F(InputPinTest, RemembersTheLatestAllocator) {
+  const ComPtr<IMemAllocator> other = committed_allocator();
+  EXPECT_EQ(pin.NotifyAllocator(nullptr, TRUE), E_POINTER);
+  EXPECT_EQ(pin.NotifyAllocator(other.get(), TRUE), S_OK);
+  EXPECT_TRUE(pin.IsReadOnly());
+  ComPtr<IMemAllocator> given;
+  EXPECT_EQ(pin.GetAllocator(given.out()), S_OK);
+  EXPECT_EQ(given.get(), other.get());
 }
 
 TEST_F(InputPinTest, CountsWhatItTakesOfSeveralSamples) {

@@ -156,6 +156,7 @@ TEST(OutputPin, HasItsOwnAnswersWhenUnconnectedOrMisused) {
   const ComPtr<AnyFilter> filter(new AnyFilter);
   auto& out = filter->add<OutputPin>();
   EXPECT_EQ(out.Connect(&filter->add<DeafPin>(), nullptr), E_NOINTERFACE);
+  EXPECT_EQ(out.Connect(&filter->add<OutputPin>(), nullptr), VFW_E_INVALID_DIRECTION);
   IMediaSample* sample = nullptr;
   EXPECT_EQ(out.GetDeliveryBuffer(&sample, nullptr, nullptr, 0), E_NOINTERFACE);
   EXPECT_EQ(out.Active(), VFW_E_NO_ALLOCATOR);
