@@ -1,8 +1,10 @@
 #include "bench/huge_movie.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <map>
 #include <numeric>
 
@@ -24,7 +26,7 @@ Bytes moov(uint32_t samples, uint64_t media_offset) {
   std::vector<uint64_t> offsets(chunks);
   for (uint32_t i = 0; i < chunks; ++i) offsets[i] = media_offset + i % 2 * kChunkBytes;
   const uint32_t duration = samples * kSampleDelta;
-  const Bytes entry = audio_entry("mp4a", 2, kTimeScale, esds({.decoder_specific_info = {0x12, 0x10}}));
+  const Bytes entry = audio_entry("samr", 1, 8000, damr(0, 0, 0x81FF, 0, 1));
   const Bytes stbl = box("stbl", {stsd({entry}), stts({{samples, kSampleDelta}}),
                                   stsc({{1, kSamplesPerChunk}}), stsz(sizes), stco(offsets)});
   const Bytes mdia = box("mdia", {mdhd({.time_scale = kTimeScale, .duration = duration}), hdlr("soun"),
@@ -39,7 +41,62 @@ Bytes whole_file(uint32_t samples) {
   return concat({front, moov(samples, front.size() + moov_size + 8), box("mdat", media)});
 }
 
+// A second of pictures, sync samples among them, 25 a chunk; repeated until the file has its size.
+constexpr uint32_t kPicturesPerChunk = 25;
+constexpr uint32_t picture_size(uint32_t index) {
+  return index % kPicturesPerChunk == 0 ? 120000 : 28000 + index % 7 * 4001;
+}
+
+Bytes pictures_moov(uint32_t pictures, uint64_t media_offset) {
+  std::vector<uint32_t> sizes(pictures);
+  std::vector<uint64_t> offsets;
+  for (uint32_t i = 0; i < pictures; ++i) {
+    sizes[i] = picture_size(i);
+    if (i % kPicturesPerChunk == 0) offsets.push_back(media_offset);
+    media_offset += sizes[i];
+  }
+  const Bytes entry =
+      video_entry("mp4v", 640, 480, esds({.object_type = 0x20, .decoder_specific_info = {0, 0, 1, 0xB0}}));
+  const Bytes stbl = box("stbl", {stsd({entry}), stts({{pictures, 40}}), stsc({{1, kPicturesPerChunk}}),
+                                  stsz(sizes), stco(offsets)});
+  const Bytes mdia = box("mdia", {mdhd({.time_scale = 1000, .duration = pictures * uint64_t{40}}),
+                                  hdlr("vide"), box("minf", {vmhd(), dinf(), stbl})});
+  return box("moov", {mvhd({.duration = 1000}),
+                      box("trak", {tkhd({.duration = 1000, .width = 640, .height = 480}), mdia})});
+}
+
+std::u16string make_large_movie(const std::filesystem::path& path) {
+  uint32_t pictures = 0;
+  uint64_t media = 0;
+  while (media < kLargeMovieBytes || pictures % kPicturesPerChunk != 0) media += picture_size(pictures++);
+  const Bytes front = ftyp();
+  const size_t moov_size = pictures_moov(pictures, 0).size();
+  const Bytes head = concat({front, pictures_moov(pictures, front.size() + moov_size + 8),
+                             header(static_cast<uint32_t>(media + 8), "mdat")});
+  tests::write_file(path, {reinterpret_cast<const char*>(head.data()), head.size()});
+  // Real bytes: a hole would be read at another speed.
+  std::ofstream file(path, std::ios::binary | std::ios::app);
+  const std::string block(1 << 20, 'v');
+  for (uint64_t left = media; left != 0;) {
+    const uint64_t part = std::min<uint64_t>(left, block.size());
+    file.write(block.data(), static_cast<std::streamsize>(part));
+    left -= part;
+  }
+  require(file.good(), "writing the large file");
+  return path.u16string();
+}
+
+const tests::TempFolder& folder() {
+  static const tests::TempFolder made;
+  return made;
+}
+
 }  // namespace
+
+const std::u16string& large_movie() {
+  static const std::u16string path = make_large_movie(folder() / "large.mp4");
+  return path;
+}
 
 void require(bool condition, const char* what) {
   if (condition) return;
@@ -48,11 +105,10 @@ void require(bool condition, const char* what) {
 }
 
 const std::u16string& huge_movie(uint32_t samples) {
-  static const tests::TempFolder folder;
   static std::map<uint32_t, std::u16string> made;
   const auto [place, is_new] = made.try_emplace(samples);
   if (is_new) {
-    const auto path = folder / (std::to_string(samples) + ".m4a");
+    const auto path = folder() / (std::to_string(samples) + ".mp4");
     const Bytes bytes = whole_file(samples);
     tests::write_file(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     place->second = path.u16string();

@@ -20,6 +20,10 @@ inline constexpr uint32_t kSamplesPerChunk = 10;
 // chunk.
 const std::u16string& huge_movie(uint32_t samples);
 
+// Path of a file with one track of pictures of some tens of kilobytes, a gigabyte in all.
+inline constexpr uint64_t kLargeMovieBytes = uint64_t{1} << 30;
+const std::u16string& large_movie();
+
 // A file opened through a manager of its own; failures end the program, since nothing could be measured.
 class OpenMovie {
  public:
