@@ -1,0 +1,138 @@
+// Eight values at a time: the operations of fixed_point.h on vectors of the compiler, so that one source
+// gives the same bits with every instruction set.
+//
+// For kernel files only. Such a file is compiled once for each instruction set (see CMakeLists.txt), holds
+// everything in an unnamed namespace but for the table of its functions, and includes no other header with
+// code in it: a function shared with the rest of the library could be linked in the form that not every
+// processor can run.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace zdr::aacdec {
+namespace {
+
+inline constexpr int kLanes = 8;
+// Unsigned, because sums wrap.
+using Lanes = uint32_t __attribute__((vector_size(4 * kLanes)));
+using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
+
+[[gnu::always_inline]] inline Lanes load(const int32_t* from) {
+  Lanes v;
+  std::memcpy(&v, from, sizeof v);
+  return v;
+}
+
+[[gnu::always_inline]] inline void store(int32_t* to, Lanes v) {
+  std::memcpy(to, &v, sizeof v);
+}
+
+[[gnu::always_inline]] inline Lanes broadcast(int32_t v) {
+  return Lanes{} + static_cast<uint32_t>(v);
+}
+
+// All ones in the lanes that are negative.
+[[gnu::always_inline]] inline Lanes sign_mask(Lanes v) {
+  return reinterpret_cast<Lanes>(reinterpret_cast<SignedLanes>(v) >> 31);
+}
+
+[[gnu::always_inline]] inline Lanes shift_right(Lanes v, int count) {
+  return reinterpret_cast<Lanes>(reinterpret_cast<SignedLanes>(v) >> count);
+}
+
+[[gnu::always_inline]] inline Lanes select(Lanes mask, Lanes yes, Lanes no) {
+  return (mask & yes) | (~mask & no);
+}
+
+[[gnu::always_inline]] inline Lanes mul_q31(Lanes a, Lanes b) {
+  const Lanes a_sign = sign_mask(a);
+  const Lanes b_sign = sign_mask(b);
+  const Lanes a_bits = (a ^ a_sign) - a_sign;
+  const Lanes b_bits = (b ^ b_sign) - b_sign;
+  const Lanes a_high = a_bits >> 16;
+  const Lanes b_high = b_bits >> 16;
+  const Lanes product =
+      ((a_high * b_high) << 1) + (((a_bits & 0xFFFF) * b_high) >> 15) + ((a_high * (b_bits & 0xFFFF)) >> 15);
+  const Lanes sign = a_sign ^ b_sign;
+  return (product ^ sign) - sign;
+}
+
+// mul_q31 by window << 16, window below 2^15: its low half is 0.
+[[gnu::always_inline]] inline Lanes mul_q15(Lanes v, Lanes window) {
+  const Lanes sign = sign_mask(v);
+  const Lanes bits = (v ^ sign) - sign;
+  const Lanes product = (((bits >> 16) * window) << 1) + (((bits & 0xFFFF) * window) >> 15);
+  return (product ^ sign) - sign;
+}
+
+// 0x7FFFFFFF or the least value, by the sign of v.
+[[gnu::always_inline]] inline Lanes saturated(Lanes v) {
+  return sign_mask(v) ^ 0x7FFFFFFFU;
+}
+
+[[gnu::always_inline]] inline Lanes add_saturating(Lanes a, Lanes b) {
+  const Lanes sum = a + b;
+  return select(sign_mask((a ^ sum) & (b ^ sum)), saturated(a), sum);
+}
+
+[[gnu::always_inline]] inline Lanes sub_saturating(Lanes a, Lanes b) {
+  const Lanes difference = a - b;
+  return select(sign_mask((a ^ b) & (a ^ difference)), saturated(a), difference);
+}
+
+struct ComplexLanes {
+  Lanes re, im;
+};
+
+[[gnu::always_inline]] inline ComplexLanes operator+(ComplexLanes a, ComplexLanes b) {
+  return {a.re + b.re, a.im + b.im};
+}
+
+[[gnu::always_inline]] inline ComplexLanes operator-(ComplexLanes a, ComplexLanes b) {
+  return {a.re - b.re, a.im - b.im};
+}
+
+[[gnu::always_inline]] inline ComplexLanes times_minus_i(ComplexLanes a) {
+  return {a.im, Lanes{} - a.re};
+}
+
+// cos - i sin of an angle, prepared for a product of three multiplications. The halves, because the sums
+// reach the square root of 2.
+struct Rotation {
+  Lanes cos;              // Q31
+  Lanes minus_half_sum;   // -(sin + cos) / 2
+  Lanes half_difference;  // (cos - sin) / 2
+};
+
+[[gnu::always_inline]] inline ComplexLanes rotate(ComplexLanes a, const Rotation& w) {
+  const Lanes common = mul_q31(a.re + a.im, w.cos);
+  return {common - (mul_q31(a.im, w.half_difference) << 1), common + (mul_q31(a.re, w.minus_half_sum) << 1)};
+}
+
+// The transpose of an 8 by 8 matrix, row by row.
+[[gnu::always_inline]] inline void transpose(Lanes (&r)[kLanes]) {
+  Lanes pair[8];
+  for (int i = 0; i < 8; i += 2) {
+    pair[i] = __builtin_shufflevector(r[i], r[i + 1], 0, 8, 1, 9, 4, 12, 5, 13);
+    pair[i + 1] = __builtin_shufflevector(r[i], r[i + 1], 2, 10, 3, 11, 6, 14, 7, 15);
+  }
+  Lanes quad[8];
+  for (int i = 0; i < 8; i += 4) {
+    for (int k = 0; k < 2; ++k) {
+      quad[i + 2 * k] = __builtin_shufflevector(pair[i + k], pair[i + 2 + k], 0, 1, 8, 9, 4, 5, 12, 13);
+      quad[i + 2 * k + 1] = __builtin_shufflevector(pair[i + k], pair[i + 2 + k], 2, 3, 10, 11, 6, 7, 14, 15);
+    }
+  }
+  for (int i = 0; i < 4; ++i) {
+    r[i] = __builtin_shufflevector(quad[i], quad[i + 4], 0, 1, 2, 3, 8, 9, 10, 11);
+    r[i + 4] = __builtin_shufflevector(quad[i], quad[i + 4], 4, 5, 6, 7, 12, 13, 14, 15);
+  }
+}
+
+[[gnu::always_inline]] inline Lanes reverse(Lanes v) {
+  return __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0);
+}
+
+}  // namespace
+}  // namespace zdr::aacdec
