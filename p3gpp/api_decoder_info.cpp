@@ -8,9 +8,7 @@ namespace {
 // P3GPP_ERR_NO_TABLE for an index that the box does not have and for an entry of unknown type.
 Status find_sample_entry(const StblPayload& stbl, uint32_t description_index, const BoxNode*& entry) {
   const auto* stsd = payload_of<StsdPayload>(stbl.stsd);
-  if (stsd == nullptr || description_index == 0 || description_index > stsd->entries.size()) {
-    return P3GPP_ERR_NO_TABLE;
-  }
+  if (description_index == 0 || description_index > stsd->entries.size()) return P3GPP_ERR_NO_TABLE;
   entry = stsd->entries[description_index - 1].get();
   return entry == nullptr ? P3GPP_ERR_NO_TABLE : P3GPP_OK;
 }

@@ -19,12 +19,21 @@ Status on_track(P3gppTrack* track, Query&& query) noexcept {
   });
 }
 
+// The same for queries of the whole track.
+template <typename Query>
+Status on_complete_track(P3gppTrack* track, Query&& query) noexcept {
+  return on_track(track, [&](const TrackPath& path) {
+    const Status status = require_descriptions_and_sizes(path);
+    return status == P3GPP_OK ? query(path) : status;
+  });
+}
+
 // Kept on purpose: the last sample is left out of the sum.
 Status average_bitrate(const TrackPath& path, float& bits_per_second) {
   const auto* stsz = payload_of<StszPayload>(path.stbl->stsz);
   const uint32_t duration = path.mdhd->duration.first;
   const uint32_t time_scale = path.mdhd->time_scale;
-  if (stsz == nullptr || time_scale == 0) return P3GPP_ERR_GENERIC;
+  if (time_scale == 0) return P3GPP_ERR_GENERIC;
   if (duration / time_scale == 0) return P3GPP_ERR_GENERIC;  // less than a second tells nothing
   uint64_t bytes = 0;
   const Status status = bytes_without_last(*stsz, bytes);
@@ -60,9 +69,8 @@ int32_t P3GPP_CloseTrack(P3gppTrack* track) {
 
 int32_t P3GPP_GetMaxSampleSize(P3gppTrack* track, uint32_t* size) {
   if (track == nullptr || size == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
-  return on_track(track, [&](const TrackPath& path) -> Status {
-    const auto* stsz = payload_of<StszPayload>(path.stbl->stsz);
-    return stsz == nullptr ? P3GPP_ERR_NO_TABLE : largest_sample_size(*stsz, *size);
+  return on_complete_track(track, [&](const TrackPath& path) {
+    return largest_sample_size(*payload_of<StszPayload>(path.stbl->stsz), *size);
   });
 }
 
@@ -70,8 +78,8 @@ int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second) {
   if (bits_per_second == nullptr) return P3GPP_ERR_GENERIC;
   *bits_per_second = 0;
   if (track == nullptr) return P3GPP_ERR_GENERIC;
-  const Status status =
-      on_track(track, [&](const TrackPath& path) { return average_bitrate(path, *bits_per_second); });
+  const Status status = on_complete_track(
+      track, [&](const TrackPath& path) { return average_bitrate(path, *bits_per_second); });
   return status == P3GPP_OK ? P3GPP_OK : P3GPP_ERR_GENERIC;
 }
 
@@ -100,7 +108,7 @@ int32_t P3GPP_GetSampleTime(P3gppTrack* track, uint32_t number, uint32_t* decodi
 
 int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number) {
   if (track == nullptr || time == nullptr || number == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
-  return on_track(track, [&](const TrackPath& path) {
+  return on_complete_track(track, [&](const TrackPath& path) {
     TimedSample sample;
     const Status status = time_to_sample(*path.stbl, *time, sample);
     if (status != P3GPP_OK) return status;
@@ -113,13 +121,13 @@ int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number) 
 int32_t P3GPP_FindSyncSample(P3gppTrack* track, uint32_t* number, int32_t direction) {
   if (track == nullptr || number == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   const SyncDirection where = direction == 1 ? SyncDirection::kForward : SyncDirection::kBackward;
-  return on_track(
+  return on_complete_track(
       track, [&](const TrackPath& path) { return find_sync_sample(*path.stbl, *number, where, *number); });
 }
 
 int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync) {
   if (track == nullptr || is_sync == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
-  return on_track(track, [&](const TrackPath& path) {
+  return on_complete_track(track, [&](const TrackPath& path) {
     bool answer = false;
     const Status status = is_sync_sample(*path.stbl, number, answer);
     if (status == P3GPP_OK) *is_sync = answer ? 1 : 0;

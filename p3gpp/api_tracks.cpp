@@ -89,9 +89,6 @@ Status get_track_info(const P3gppFile& file, uint32_t track_id, P3gppTrackInfo**
   TrackPath path;
   const Status status = find_tables(file, track_id, path);
   if (status != P3GPP_OK) return status;
-  const auto* stsd = payload_of<StsdPayload>(path.stbl->stsd);
-  const auto* stsz = payload_of<StszPayload>(path.stbl->stsz);
-  if (stsd == nullptr || stsz == nullptr) return P3GPP_ERR_NO_TABLE;
   const TrackKind* kind = kind_of(*path.hdlr);
   if (kind == nullptr) return P3GPP_ERR_UNKNOWN_HANDLER;
   *info = new P3gppTrackInfo{
@@ -101,7 +98,7 @@ Status get_track_info(const P3gppFile& file, uint32_t track_id, P3gppTrackInfo**
       .time_scale = path.mdhd->time_scale,
       .creation_time = path.tkhd->creation_time.first,
       .modification_time = path.tkhd->modification_time.first,
-      .sample_count = stsz->sample_count,
+      .sample_count = payload_of<StszPayload>(path.stbl->stsz)->sample_count,
       .track_type = kind->code,
   };
   return P3GPP_OK;

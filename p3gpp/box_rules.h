@@ -63,7 +63,7 @@ extern const ContainerRule kMinfRule;
 extern const ContainerRule kDinfRule;
 extern const ContainerRule kDrefRule;
 extern const ContainerRule kStblRule;
-extern const ContainerRule kStsdRule;         // sample_entry_rules.cpp
+extern const ContainerRule kStsdRule;         // sample_entries.cpp
 extern const ContainerRule kSampleEntryRule;  // the same place: for walking only
 
 // Calls `visit` for every kept child of `node`, in slot order; empty places of lists are passed over.

@@ -283,7 +283,7 @@ typedef struct P3gppSample {
   uint32_t number;           /* in: 1-based */
   uint32_t size;             /* out: bytes */
   uint32_t decoding_time;    /* out: media time scale, edit shift added; where stts does not reach the sample,
-                                what    stood here plus the shift */
+                                what stood here plus the shift */
   uint32_t composition_time; /* out: media time scale, without the edit shift; where ctts does not reach the
                                 sample, what stood here plus its decoding time */
   uint8_t* buffer;           /* in: at least `size` bytes, or null for the location alone */

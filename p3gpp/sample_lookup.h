@@ -1,8 +1,9 @@
 // From sample numbers to sizes, places and times, and back, over the tables of one track.
 //
 // Every lookup moves the positions inside the tables (sample_tables.h), also when it fails: they then stand
-// where the last entry that could be read put them. Sizes and places do not depend on earlier calls; times,
-// sync searches and time-to-sample may, in ways that players rely on (docs/kept-behaviours.md).
+// where the last entry that could be read put them. Sizes do not depend on earlier calls, and places only
+// where chunks share an offset; times, sync searches and time-to-sample may, in ways that players rely on
+// (docs/kept-behaviours.md).
 //
 // Common statuses: P3GPP_ERR_NO_TABLE for a table that is missing, P3GPP_ERR_OUT_OF_RANGE for a sample number
 // that is 0 or above the sample count (where nothing else is told), P3GPP_ERR_READ and P3GPP_ERR_SEEK from

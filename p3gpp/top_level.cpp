@@ -33,6 +33,11 @@ class TopLevelScan {
   Status blame(Status status, const Box& box);
   // What the scan takes for the size of a box.
   uint64_t measured(const Box& box) const { return is_wide_ ? large_size_ : box.size; }
+  // What it steps over behind the header. Required: behind a 64-bit box the header counts as 16 bytes, also
+  // where it has 8.
+  uint64_t body_size(const Box& box) const {
+    return measured(box) - (is_wide_ ? kWideHeaderSize : kBoxHeaderSize);
+  }
 
   ParseContext& context_;
   P3gppFile& file_;
@@ -83,7 +88,7 @@ Status TopLevelScan::parse_moov(const Box& box) {
 }
 
 Status TopLevelScan::skip(const Box& box, Next& next) {
-  const uint64_t count = measured(box) - (is_wide_ ? kWideHeaderSize : kBoxHeaderSize);
+  const uint64_t count = body_size(box);
   if (count > context_.left_in_file()) {  // nothing can follow
     next = Next::kStop;
     return P3GPP_OK;
@@ -98,9 +103,8 @@ Status TopLevelScan::handle(const Box& box, Next& next) {
     return parse_moov(box);
   }
   if (box.is("ftyp")) {
-    const uint32_t body_size = std::max(box.size, kBoxHeaderSize) - kBoxHeaderSize;
-    return parse_box(BoxReader(context_, body_size), box.size, box.step, nullptr, parse_ftyp, Rest::kSkipped,
-                     file_.ftyp);
+    return parse_box(BoxReader(context_, body_size(box)), box.size, box.step, nullptr, parse_ftyp,
+                     Rest::kSkipped, file_.ftyp);
   }
   if (box.is("moof")) {  // fragments are noticed, not read
     file_.moof = make_node(box.size, box.step, nullptr);

@@ -31,6 +31,12 @@ Status walk_to_tables(const BoxNode* trak, TrackPath& path) {
   return path.stbl == nullptr ? P3GPP_ERR_NO_STBL_PAYLOAD : P3GPP_OK;
 }
 
+Status require_descriptions_and_sizes(const TrackPath& path) {
+  const bool complete = payload_of<StsdPayload>(path.stbl->stsd) != nullptr &&
+                        payload_of<StszPayload>(path.stbl->stsz) != nullptr;
+  return complete ? P3GPP_OK : P3GPP_ERR_NO_TABLE;
+}
+
 Status movie_of(const P3gppFile& file, MoovPayload*& moov) {
   if (file.moov == nullptr) return P3GPP_ERR_NO_MOOV;
   moov = payload_of<MoovPayload>(file.moov);
@@ -53,8 +59,9 @@ Status find_track(const P3gppFile& file, uint32_t track_id, BoxNode*& trak) {
 
 Status find_tables(const P3gppFile& file, uint32_t track_id, TrackPath& path) {
   BoxNode* trak = nullptr;
-  const Status status = find_track(file, track_id, trak);
-  return status == P3GPP_OK ? walk_to_tables(trak, path) : status;
+  Status status = find_track(file, track_id, trak);
+  if (status == P3GPP_OK) status = walk_to_tables(trak, path);
+  return status == P3GPP_OK ? require_descriptions_and_sizes(path) : status;
 }
 
 }  // namespace zdr::p3gpp

@@ -29,7 +29,10 @@ Status walk_to_tables(const BoxNode* trak, TrackPath& path);
 Status movie_of(const P3gppFile& file, MoovPayload*& moov);
 // The first track with that ID; P3GPP_ERR_NO_TRACK.
 Status find_track(const P3gppFile& file, uint32_t track_id, BoxNode*& trak);
-// find_track() and walk_to_tables().
+// P3GPP_ERR_NO_TABLE without the sample descriptions or the sample sizes of the track. All queries want both,
+// but for opening a track and for locating, reading and timing a sample.
+Status require_descriptions_and_sizes(const TrackPath& path);
+// find_track(), walk_to_tables() and require_descriptions_and_sizes().
 Status find_tables(const P3gppFile& file, uint32_t track_id, TrackPath& path);
 
 // Opens the two streams of the track and gives each table its share of `cache_budget` bytes. A track that is

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -102,6 +103,23 @@ TEST(TopLevel, RequiredStickyLargeSizeMeasuresAllLaterBoxes) {
   EXPECT_EQ(found.file->moov->offset, wide.size() + 24) << "the stream is 8 bytes behind";
 
   EXPECT_EQ(OpenedMovie(concat({wide, box("free", Bytes(4)), small_moov()})).status, P3GPP_ERR_NO_MOOV);
+}
+
+// Required: ftyp is no exception, although its own header is right. It is parsed within what the sticky size
+// leaves, so that only a size that happens to fit gets to moov.
+TEST(TopLevel, RequiredStickyLargeSizeMeasuresTheFileTypeToo) {
+  const Bytes type = ftyp("isom", 0, {"isom", "3gp4"});
+  const Bytes rest = concat({type, small_moov()});
+  const auto behind_wide_box_of = [&](size_t size) {
+    return concat({large_box("mdat", Bytes(size - 16)), rest});
+  };
+  expect_statuses({
+      {"twice as long", behind_wide_box_of(2 * type.size()), P3GPP_ERR_NO_MOOV},
+      {"beyond the file", behind_wide_box_of(4000), P3GPP_ERR_NO_MOOV},
+      {"one byte less", behind_wide_box_of(type.size() + 7), P3GPP_ERR_BOX_SIZE},
+      {"too short for the brands", behind_wide_box_of(16), P3GPP_ERR_BOX_SIZE},
+      {"the same body", behind_wide_box_of(type.size() + 8), P3GPP_OK},
+  });
 }
 
 // A size that would wrap the position must not lead back to a movie box that was stepped over.
@@ -239,16 +257,24 @@ TEST(ChildLoop, RequiredDegradationPrioritiesMakeTheSampleTablesUnusable) {
   EXPECT_EQ(counts.audio, 2u);
   P3gppTrack* opened = nullptr;
   EXPECT_EQ(P3GPP_OpenTrack(movie.file, &opened, 1, 8192), P3GPP_ERR_NO_STBL_PAYLOAD);
+  P3gppTrackInfo* info = nullptr;
+  EXPECT_EQ(P3GPP_GetTrackInfo(movie.file, 1, &info), P3GPP_ERR_NO_STBL_PAYLOAD);
+  std::array<uint32_t, 2> ids{};
+  uint32_t count = 0;
+  EXPECT_EQ(P3GPP_GetTrackIds(movie.file, P3GPP_TRACK_AUDIO, ids.data(), &count), P3GPP_OK);
+  EXPECT_THAT(ids, ElementsAre(1, 2));
   EXPECT_EQ(DecoderInfo(movie.file, 1).status, P3GPP_ERR_NO_STBL_PAYLOAD);
 }
 
-TEST(ChildLoop, RefusesSampleTablesTheirBoxCannotHold) {
+TEST(ChildLoop, RefusesBoxesOfATrackThatDoNotHoldTheirFields) {
   expect_statuses({
       {"sizes", with_tracks({replacing("stsz", stsz({1, 2}, 3))}), P3GPP_ERR_NO_TABLE},
       {"size table header", with_tracks({replacing("stsz", full_box("stsz", 0, 0, Bytes(7)))}),
        P3GPP_ERR_NO_TABLE},
       {"times", with_tracks({replacing("stts", stts({{3, 1}}, 0xFFFFFFFF))}), P3GPP_OK},
       {"time table header", with_tracks({replacing("stts", full_box("stts", 0, 0, Bytes(3)))}),
+       P3GPP_ERR_BOX_SIZE},
+      {"hint media header of 32 bytes", with_tracks({extending("minf", full_box("hmhd", 0, 0, Bytes(20)))}),
        P3GPP_ERR_BOX_SIZE},
   });
 }

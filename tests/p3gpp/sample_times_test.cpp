@@ -52,6 +52,24 @@ TEST(SampleTimes, TimeBehindTheLastSampleAnswersTheLastSampleWithTheTimeJustAfte
   EXPECT_EQ(sample_at(track, 0xFFFFFFFF), (Answer{0, 20, 15000}));
 }
 
+// A sample that the runs do not reach leaves the position behind them; a search from there answers as one
+// from before does, and one for an earlier time finds its way back.
+TEST(SampleTimes, TimeSearchFromBehindTheLastRun) {
+  const OpenTrack track(with_stts({{10, 1000}}, 20));
+  EXPECT_EQ(composition_offset(track, 15), 0U);
+  EXPECT_EQ(sample_at(track, 10001), (Answer{0, 10, 10000}));
+  EXPECT_EQ(sample_at(track, 9500), (Answer{0, 10, 9000}));
+}
+
+TEST(SampleTimes, NumbersOutOfRangeHaveNoTime) {
+  const OpenTrack track(with_stts({{10, 1000}}, 10));
+  uint32_t decoding = 0;
+  uint32_t composition = 0;
+  for (const uint32_t number : {0U, 11U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(P3GPP_GetSampleTime(track.get(), number, &decoding, &composition), P3GPP_ERR_OUT_OF_RANGE);
+  }
+}
+
 TEST(SampleTimes, TimeSearchCopesWithRunsOfNoLength) {
   const OpenTrack still(with_stts({{5, 0}, {5, 10}, {5, 0}}, 15));
   EXPECT_EQ(sample_at(still, 25), (Answer{0, 7, 10}));

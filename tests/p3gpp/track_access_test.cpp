@@ -34,6 +34,9 @@ TEST(TrackAccess, EachMissingBoxHasItsStatus) {
     P3gppTrackInfo* info = nullptr;
     EXPECT_EQ(P3GPP_GetTrackInfo(track.file(), 1, &info), each.track_info);
     EXPECT_EQ(info != nullptr, each.track_info == P3GPP_OK);
+    // The tracks of this file have no entry in their sample description.
+    const int32_t decoder_info = each.track_info == P3GPP_OK ? P3GPP_ERR_NO_TABLE : each.track_info;
+    EXPECT_EQ(DecoderInfo(track.file(), 1).status, decoder_info);
     if (info != nullptr) info->release(info);
   }
 }
@@ -57,9 +60,63 @@ TEST(TrackAccess, AMissingTableFailsTheOperationsThatNeedIt) {
   };
   constexpr int32_t kNone = P3GPP_ERR_NO_TABLE;
   EXPECT_EQ(statuses("stsz"),
-            (std::vector<int32_t>{kNone, kNone, 0, kNone, kNone, kNone, P3GPP_ERR_GENERIC}));
+            (std::vector<int32_t>{kNone, kNone, kNone, kNone, kNone, kNone, P3GPP_ERR_GENERIC}));
+  EXPECT_EQ(statuses("stsd"), (std::vector<int32_t>{0, 0, kNone, kNone, kNone, kNone, P3GPP_ERR_GENERIC}));
   EXPECT_EQ(statuses("stts"), (std::vector<int32_t>{kNone, kNone, kNone, 0, 0, 0, 0}));
   EXPECT_EQ(statuses("stco"), (std::vector<int32_t>{kNone, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST(TrackAccess, MissingArgumentsAreRefused) {
+  const OpenTrack opened((TrackTables()));
+  P3gppTrack* const track = opened.get();
+  P3gppFile* const file = opened.file();
+  uint32_t a = 1;
+  uint32_t b = 1;
+  int32_t flag = 0;
+  P3gppSample sample{};
+  P3gppMovieInfo movie{};
+  P3gppTrackCounts counts{};
+  P3gppTrackInfo* info = nullptr;
+  P3gppDecoderInfo* decoder = nullptr;
+  const std::vector<int32_t> statuses = {
+      P3GPP_GetMovieInfo(nullptr, &movie),        P3GPP_GetMovieInfo(file, nullptr),
+      P3GPP_GetTrackCounts(nullptr, &counts),     P3GPP_GetTrackCounts(file, nullptr),
+      P3GPP_GetTrackIds(nullptr, 0, &a, &b),      P3GPP_GetTrackIds(file, 0, nullptr, &b),
+      P3GPP_GetTrackIds(file, 0, &a, nullptr),    P3GPP_GetTrackInfo(nullptr, 1, &info),
+      P3GPP_GetTrackInfo(file, 1, nullptr),       P3GPP_GetDecoderInfo(nullptr, 1, &decoder, 1),
+      P3GPP_GetDecoderInfo(file, 1, nullptr, 1),  P3GPP_CloseTrack(nullptr),
+      P3GPP_GetMaxSampleSize(nullptr, &a),        P3GPP_GetMaxSampleSize(track, nullptr),
+      P3GPP_ReadSample(nullptr, &sample),         P3GPP_ReadSample(track, nullptr),
+      P3GPP_GetSampleTime(nullptr, 1, &a, &b),    P3GPP_GetSampleTime(track, 1, nullptr, &b),
+      P3GPP_GetSampleTime(track, 1, &a, nullptr), P3GPP_TimeToSample(nullptr, &a, &b),
+      P3GPP_TimeToSample(track, nullptr, &b),     P3GPP_TimeToSample(track, &a, nullptr),
+      P3GPP_FindSyncSample(nullptr, &a, 1),       P3GPP_FindSyncSample(track, nullptr, 1),
+      P3GPP_IsSyncSample(nullptr, 1, &flag),      P3GPP_IsSyncSample(track, 1, nullptr)};
+  EXPECT_EQ(statuses, std::vector<int32_t>(statuses.size(), P3GPP_ERR_BAD_ARGUMENT));
+}
+
+TEST(TrackAccess, MovieInfoComesFromTheMovieHeaderWithACopyOfTheObjectDescriptor) {
+  const MovieHeader header{.creation_time = 21, .modification_time = 22, .time_scale = 600, .duration = 6000};
+  const OpenedMovie movie(box("moov", {mvhd(header), full_box("iods", 0, 0, {7, 8, 9})}));
+  P3gppMovieInfo info{};
+  ASSERT_EQ(P3GPP_GetMovieInfo(movie.file, &info), P3GPP_OK);
+  EXPECT_EQ(
+      (std::vector<uint32_t>{info.creation_time, info.modification_time, info.time_scale, info.duration}),
+      (std::vector<uint32_t>{21, 22, 600, 6000}));
+  EXPECT_EQ(Bytes(info.iods, info.iods + info.iods_length), (Bytes{7, 8, 9}));
+  info.release(&info);
+  EXPECT_EQ(info.iods, nullptr);
+  EXPECT_EQ(info.iods_length + info.time_scale, 0U);
+
+  // An object descriptor without bytes does not replace the one before it.
+  const OpenedMovie twice(box("moov", {mvhd(), full_box("iods", 0, 0, {7}), full_box("iods", 0, 0)}));
+  ASSERT_EQ(P3GPP_GetMovieInfo(twice.file, &info), P3GPP_OK);
+  EXPECT_EQ(info.iods_length, 1U);
+  info.release(&info);
+
+  const OpenedMovie bare(box("moov"));
+  EXPECT_EQ(P3GPP_GetMovieInfo(bare.file, &info), P3GPP_ERR_NO_MOOV_PAYLOAD);
+  EXPECT_EQ(info.iods, nullptr);
 }
 
 TEST(TrackAccess, BudgetAndArguments) {
@@ -137,6 +194,33 @@ TEST(TrackAccess, ReadingInOrderRefillsWholeBlocksAndGoingBackHalfOnes) {
   EXPECT_NEAR(static_cast<double>(refills(false)), 6000.0 / 42 + 6000.0 / 83, 6);
 }
 
+// The sizes before a sample in its chunk are not summed again for each sample.
+TEST(TrackAccess, ReadingAChunkInOrderReadsEverySizeOnce) {
+  constexpr uint32_t kSamples = 6000;
+  TrackTables tables;
+  tables.sizes.assign(kSamples, 8);
+  tables.stts = {{kSamples, 10}};
+  tables.stsc = {{1, kSamples}};
+  OpenedMovie movie(make_file({tables}));
+  std::vector<MemorySource::Read> reads;
+  movie.source.log = &reads;
+  P3gppTrack* track = nullptr;
+  ASSERT_EQ(P3GPP_OpenTrack(movie.file, &track, 1, 1024), P3GPP_OK);
+  P3gppSample sample{};
+  for (sample.number = 1; sample.number <= kSamples; ++sample.number) {
+    ASSERT_EQ(P3GPP_ReadSample(track, &sample), P3GPP_OK);
+    ASSERT_EQ(sample.file_offset, uint64_t{sample.number - 1} * 8);
+  }
+  const uint64_t first_size = movie.stbl(0)->stsz->offset + 20;
+  std::vector<int> times_read(kSamples);
+  for (const MemorySource::Read& read : reads) {
+    if (read.position < first_size || read.position >= first_size + kSamples * 4) continue;
+    for (uint32_t i = 0; i < read.count; i += 4) ++times_read[(read.position - first_size + i) / 4];
+  }
+  EXPECT_EQ(times_read, std::vector<int>(kSamples, 1));
+  P3GPP_CloseTrack(track);
+}
+
 TEST(TrackAccess, CountsLeaveTextTracksOutButTheirIdsAreToldByRequirement) {
   std::vector<TrackTables> tracks;
   for (const char* handler : kHandlers) {
@@ -148,11 +232,13 @@ TEST(TrackAccess, CountsLeaveTextTracksOutButTheirIdsAreToldByRequirement) {
   tracks.back().id = 95;
   tracks.push_back(tracks[1]);
   tracks.back().omit = {"hdlr"};
+  tracks.push_back(tracks[1]);
+  tracks.back().omit = {"tkhd"};  // counted, but without an ID to tell
   const OpenedMovie movie(make_file(tracks));
   P3gppTrackCounts counts{};
   ASSERT_EQ(P3GPP_GetTrackCounts(movie.file, &counts), P3GPP_OK);
-  EXPECT_EQ(counts.total, 7U);
-  EXPECT_EQ(counts.audio, 2U);
+  EXPECT_EQ(counts.total, 8U);
+  EXPECT_EQ(counts.audio, 3U);
   for (const uint32_t one :
        {counts.video, counts.metadata, counts.hint, counts.object_descriptor, counts.scene_description}) {
     EXPECT_EQ(one, 1U);
