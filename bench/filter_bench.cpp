@@ -1,115 +1,14 @@
 // The filter as a host plays it: from Load to the first sample, and whole files into a sink that only counts.
 #include <benchmark/benchmark.h>
-#include <com_ptr.h>
-#include <session.h>
-#include <streams.h>
 
 #include <chrono>
-#include <condition_variable>
-#include <cstdlib>
-#include <mutex>
+#include <vector>
 
+#include "bench/counting_playback.h"
 #include "bench/huge_movie.h"
-#include "filters/source/mp4/interfaces/zdr_guids.h"
-
-STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv);
 
 namespace zdr::bench {
 namespace {
-
-class CountingPin final : public CBaseInputPin {
- public:
-  CountingPin(CBaseFilter* filter, CCritSec* lock, HRESULT* phr)
-      : CBaseInputPin(u"counting pin", filter, lock, phr, u"in") {}
-
-  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-  HRESULT Receive(IMediaSample* sample) override {
-    const HRESULT hr = CBaseInputPin::Receive(sample);
-    if (hr != S_OK) return hr;
-    bytes_ += static_cast<uint64_t>(sample->GetActualDataLength());
-    if (samples_++ == 0) note(first_);
-    return S_OK;
-  }
-  HRESULT EndOfStream() override {
-    note(ended_);
-    return S_OK;
-  }
-
-  void wait_for_first() { wait(first_); }
-  void wait_for_end() { wait(ended_); }
-  // Once the stream has ended.
-  uint64_t samples() const { return samples_; }
-  uint64_t bytes() const { return bytes_; }
-
- private:
-  void note(bool& what) {
-    const std::lock_guard lock(mutex_);
-    what = true;
-    changed_.notify_all();
-  }
-  void wait(const bool& what) {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return what; });
-  }
-
-  // Of the worker.
-  uint64_t samples_ = 0;
-  uint64_t bytes_ = 0;
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool first_ = false;
-  bool ended_ = false;
-};
-
-class CountingSink final : public CBaseFilter {
- public:
-  CountingSink() : CBaseFilter(u"counting sink", nullptr, &lock_, GUID_NULL), pin_(this, &lock_, &hr_) {}
-  CountingPin& pin() { return pin_; }
-  int GetPinCount() override { return 1; }
-  CBasePin* GetPin(int) override { return &pin_; }
-
- private:
-  HRESULT hr_ = S_OK;
-  CCritSec lock_;
-  CountingPin pin_;
-};
-
-// A file loaded, its one pin connected and running.
-class Playback {
- public:
-  explicit Playback(const std::u16string& path) : sink_(new CountingSink) {
-    static const bool kAlone = platform::set_private_session();
-    com::ComPtr<IClassFactory> factory;
-    com::ComPtr<IFileSourceFilter> file;
-    com::ComPtr<IEnumPins> pins;
-    com::ComPtr<IPin> out;
-    require(
-        kAlone &&
-            DllGetClassObject(mp4source::kClsidSourceFilter, IID_IClassFactory, factory.out_void()) == S_OK &&
-            factory->CreateInstance(nullptr, IID_IBaseFilter, filter_.out_void()) == S_OK &&
-            filter_->QueryInterface(IID_IFileSourceFilter, file.out_void()) == S_OK &&
-            file->Load(path.c_str(), nullptr) == S_OK && filter_->EnumPins(pins.out()) == S_OK &&
-            pins->Next(1, out.out(), nullptr) == S_OK && out->Connect(&sink_->pin(), nullptr) == S_OK &&
-            sink_->Run(0) == S_OK && filter_->Run(0) == S_OK,
-        "playing a file");
-  }
-  ~Playback() {
-    filter_->Stop();
-    sink_->Stop();
-    com::ComPtr<IPin> out;
-    sink_->pin().ConnectedTo(out.out());
-    out->Disconnect();
-    sink_->pin().Disconnect();
-  }
-  Playback(const Playback&) = delete;
-  Playback& operator=(const Playback&) = delete;
-
-  CountingPin& pin() { return sink_->pin(); }
-
- private:
-  com::ComPtr<CountingSink> sink_;
-  com::ComPtr<IBaseFilter> filter_;
-};
 
 void load_to_first_sample(benchmark::State& state) {
   const auto& path = huge_movie(static_cast<uint32_t>(state.range(0)));

@@ -47,6 +47,11 @@ constexpr uint32_t picture_size(uint32_t index) {
   return index % kPicturesPerChunk == 0 ? 120000 : 28000 + index % 7 * 4001;
 }
 
+// 640 x 480 at 25 a second: other programs look for the dimensions here.
+const Bytes kSps = {0x67, 0x42, 0xC0, 0x1E, 0xD9, 0x00, 0xA0, 0x3D, 0xB0, 0x11, 0x00, 0x00,
+                    0x03, 0x00, 0x01, 0x00, 0x00, 0x03, 0x00, 0x32, 0x0F, 0x16, 0x2E, 0x48};
+const Bytes kPps = {0x68, 0xCB, 0x83, 0xCB, 0x20};
+
 Bytes pictures_moov(uint32_t pictures, uint64_t media_offset) {
   std::vector<uint32_t> sizes(pictures);
   std::vector<uint64_t> offsets;
@@ -55,8 +60,7 @@ Bytes pictures_moov(uint32_t pictures, uint64_t media_offset) {
     if (i % kPicturesPerChunk == 0) offsets.push_back(media_offset);
     media_offset += sizes[i];
   }
-  const Bytes entry =
-      video_entry("mp4v", 640, 480, esds({.object_type = 0x20, .decoder_specific_info = {0, 0, 1, 0xB0}}));
+  const Bytes entry = video_entry("avc1", 640, 480, avcc({.sps = {kSps}, .pps = {kPps}}));
   const Bytes stbl = box("stbl", {stsd({entry}), stts({{pictures, 40}}), stsc({{1, kPicturesPerChunk}}),
                                   stsz(sizes), stco(offsets)});
   const Bytes mdia = box("mdia", {mdhd({.time_scale = 1000, .duration = pictures * uint64_t{40}}),
@@ -65,7 +69,9 @@ Bytes pictures_moov(uint32_t pictures, uint64_t media_offset) {
                       box("trak", {tkhd({.duration = 1000, .width = 640, .height = 480}), mdia})});
 }
 
-std::u16string make_large_movie(const std::filesystem::path& path) {
+}  // namespace
+
+void write_large_movie(const std::filesystem::path& path) {
   uint32_t pictures = 0;
   uint64_t media = 0;
   while (media < kLargeMovieBytes || pictures % kPicturesPerChunk != 0) media += picture_size(pictures++);
@@ -83,8 +89,14 @@ std::u16string make_large_movie(const std::filesystem::path& path) {
     left -= part;
   }
   require(file.good(), "writing the large file");
-  return path.u16string();
 }
+
+void write_huge_movie(const std::filesystem::path& path, uint32_t samples) {
+  const Bytes bytes = whole_file(samples);
+  tests::write_file(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+namespace {
 
 const tests::TempFolder& folder() {
   static const tests::TempFolder made;
@@ -93,8 +105,19 @@ const tests::TempFolder& folder() {
 
 }  // namespace
 
+void print_peak_memory() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("VmHWM:")) std::puts(line.c_str());
+  }
+}
+
 const std::u16string& large_movie() {
-  static const std::u16string path = make_large_movie(folder() / "large.mp4");
+  static const std::u16string path = [] {
+    const auto place = folder() / "large.mp4";
+    write_large_movie(place);
+    return place.u16string();
+  }();
   return path;
 }
 
@@ -109,8 +132,7 @@ const std::u16string& huge_movie(uint32_t samples) {
   const auto [place, is_new] = made.try_emplace(samples);
   if (is_new) {
     const auto path = folder() / (std::to_string(samples) + ".mp4");
-    const Bytes bytes = whole_file(samples);
-    tests::write_file(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    write_huge_movie(path, samples);
     place->second = path.u16string();
   }
   return place->second;

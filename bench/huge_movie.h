@@ -3,6 +3,7 @@
 #define ZDR_BENCH_HUGE_MOVIE_H
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 
 #include "fmgr/fmgr.h"
@@ -14,6 +15,10 @@ namespace zdr::bench {
 inline constexpr uint32_t kTimeScale = 11025;
 inline constexpr uint32_t kSampleDelta = 256;
 inline constexpr uint32_t kSamplesPerChunk = 10;
+
+// Writes what the two functions below promise under a name of the caller's choice.
+void write_huge_movie(const std::filesystem::path& path, uint32_t samples);
+void write_large_movie(const std::filesystem::path& path);
 
 // Path of a file with one audio track of that many samples, ten a chunk; made at the first call, removed at
 // the end of the program. The chunks lie in turn at two places: neighbours at one offset would be read as one
@@ -54,6 +59,10 @@ class OpenTrack {
  private:
   P3gppTrack* track_ = nullptr;
 };
+
+// A line for compare_peers.py: what this process took at its peak, without what stood there before it was
+// loaded.
+void print_peak_memory();
 
 void require(bool condition, const char* what);
 

@@ -1,0 +1,16 @@
+// make_movie SAMPLES FILE: a file with one track of that many small samples, or with SAMPLES 0 a gigabyte of
+// pictures.
+#include <cstdlib>
+
+#include "bench/huge_movie.h"
+
+int main(int argument_count, char** arguments) {
+  using namespace zdr::bench;
+  require(argument_count == 3, "usage: make_movie SAMPLES FILE");
+  const auto samples = static_cast<uint32_t>(std::strtoul(arguments[1], nullptr, 10));
+  if (samples == 0) {
+    write_large_movie(arguments[2]);
+  } else {
+    write_huge_movie(arguments[2], samples);
+  }
+}
