@@ -86,8 +86,9 @@ constexpr std::array<Quad, kQuadCount> kQuads = list_quads();
 
 constexpr int payload_of(const int* values, int dimension) {
   if (dimension == 4) return quad_payload(values);
-  return kPairIndex[static_cast<size_t>((values[0] + kEscapeMagnitude) * (kPlainSide + 2) + values[1] +
-                                        kEscapeMagnitude)];
+  const int row = values[0] + kEscapeMagnitude;
+  const int column = values[1] + kEscapeMagnitude;
+  return kPairIndex[static_cast<size_t>(row) * (kPlainSide + 2) + static_cast<size_t>(column)];
 }
 
 // Values of codeword `index`, and how many of them are followed by a sign bit.
