@@ -238,9 +238,10 @@ bool build_patches(int32_t rate, SbrBandTables& tables) {
 
 // The borders of the patches, both ends included.
 struct PatchBorders {
-  explicit PatchBorders(const SbrBandTables& tables) : count(tables.patch_count + 1) {
+  explicit PatchBorders(const SbrBandTables& tables)
+      : count(std::min<int>(tables.patch_count, kMaxPatches) + 1) {
     border[0] = tables.kx;
-    for (int p = 0; p < tables.patch_count; ++p) {
+    for (int p = 0; p + 1 < count; ++p) {
       border[p + 1] = static_cast<uint8_t>(border[p] + tables.patch_width[p]);
     }
   }
