@@ -14,6 +14,9 @@ namespace zdr::mp4source {
 
 inline constexpr int64_t kUnitsPerMs = 10000;
 
+// Audio units have no duration of their own here: a sample ends one unit of 100 ns after its start.
+inline constexpr REFERENCE_TIME kAudioDuration = 1;
+
 // Truncates toward zero; what has no integer (NaN, infinite, beyond 64 bits) becomes 0.
 inline int64_t trunc_to_i64(double value) {
   constexpr double kLimit = 9223372036854775808.0;  // 2^63
@@ -38,9 +41,14 @@ constexpr REFERENCE_TIME ms_to_reference_time(uint32_t ms) {
   return int64_t{ms} * kUnitsPerMs;
 }
 
+// For a time that a reader computed from the content of a file; what 64 bits cannot hold wraps.
+constexpr REFERENCE_TIME wrapping_ms_to_reference_time(int64_t ms) {
+  return static_cast<REFERENCE_TIME>(static_cast<uint64_t>(ms) * uint64_t{kUnitsPerMs});
+}
+
 // A difference of two times in milliseconds; negative when the second lies before the first.
 inline REFERENCE_TIME ms_span_to_reference_time(double ms) {
-  return static_cast<int64_t>(static_cast<uint64_t>(trunc_to_i64(ms)) * uint64_t{kUnitsPerMs});
+  return wrapping_ms_to_reference_time(trunc_to_i64(ms));
 }
 
 // Frames per second of `count` samples in `duration_ms`; the caller sees to it that neither is 0.

@@ -8,9 +8,6 @@
 namespace zdr::mp4source {
 namespace {
 
-// Audio units have no duration of their own here: a sample ends one unit of 100 ns after its start.
-constexpr REFERENCE_TIME kAudioDuration = 1;
-
 // The product of 32 bits wraps after some 429 s; it decides about the mark only.
 bool next_lies_beyond(const FrameTiming& timing, REFERENCE_TIME stop_position) {
   if (!timing.next_ms) return false;

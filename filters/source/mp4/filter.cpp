@@ -67,6 +67,14 @@ const CZanMP4SourceOutputPin* CZanMP4SourceFilter::longest_pin() {
   return static_cast<const CZanMP4SourceOutputPin*>(longest_pin_);
 }
 
+// The worker has ended by then: before, it would count on from the reset.
+HRESULT CZanMP4SourceFilter::Stop() {
+  const std::lock_guard control(control_mutex_);
+  const HRESULT hr = CZanBaseSourceFilter::Stop();
+  for (const PinPointer& pin : pins_) pin->rewind_file();
+  return hr;
+}
+
 HRESULT CZanMP4SourceFilter::Pause() {
   const std::lock_guard control(control_mutex_);
   if (IsStopped()) {

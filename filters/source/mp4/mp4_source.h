@@ -1,8 +1,8 @@
 // The source filter and its pins.
 //
 // Data goes: open_source.cpp finds the tracks and makes a pin for each; media_type*.cpp describe a stream to
-// a decoder; buffers.cpp sizes the samples; fill_iso.cpp fills them on the pin's worker thread; seeking.cpp
-// moves all pins; seek_sync.h brings audio and video together again afterwards.
+// a decoder; pin.cpp sizes the samples; fill_iso.cpp and fill_file.cpp fill them on the pin's worker thread;
+// seeking.cpp moves all pins; seek_sync.h brings audio and video together again afterwards.
 //
 // Threads. Graph threads (any that call the interfaces) load, connect, change state, seek. Each pin has one
 // worker, which runs FillBuffer. A renderer's thread may call Notify, and a graph thread GetMediaType, while
@@ -33,6 +33,7 @@
 #include <mutex>
 #include <vector>
 
+#include "filters/source/mp4/file_stream.h"
 #include "filters/source/mp4/iso_track.h"
 #include "filters/source/mp4/owned_handles.h"
 #include "filters/source/mp4/seek_sync.h"
@@ -128,6 +129,7 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
   BOOL GetCurFileMediaType(AM_MEDIA_TYPE* media_type) override;
   HRESULT UpdateDuration(CZanBaseSourceOutputPin** longest) override;
 
+  HRESULT Stop() override;
   HRESULT Pause() override;
 
   // For the pins.
@@ -149,6 +151,8 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
   bool open_file_manager(LPCOLESTR file_name);
   void probe();
   bool open_iso_media();
+  bool add_file_pin(std::unique_ptr<FileStream> stream, LPCWSTR name);
+  void find_longest_pin();
   CZanMP4SourceOutputPin* add_track_pin(Stream stream, uint32_t track_id);
   void update_frame_rate();
   bool takes_part_in_seek(CZanMP4SourceOutputPin* pin);
@@ -229,6 +233,11 @@ class CZanMP4SourceOutputPin final : public CZanBaseSourceOutputPin {
 
   // Binds the pin to a track. 0, or 1 when the track cannot be played and is to be skipped.
   int SetupTrack(P3gppFile* file, uint32_t track_id, Stream stream, uint64_t file_size);
+  // Binds the pin to the stream of a speech or AAC file instead.
+  void SetupFile(std::unique_ptr<FileStream> stream);
+  // The next sample of such a file is its first one again.
+  void rewind_file();
+  // Kept: the pin of a speech or AAC file counts as one of video here.
   Stream stream() const { return track_.stream(); }
   const P3gppTrackInfo* track_info() const { return track_.info(); }
   DWORD GetDurationMs() override;
@@ -251,6 +260,14 @@ class CZanMP4SourceOutputPin final : public CZanBaseSourceOutputPin {
   HRESULT DoBufferProcessingLoop() override;
 
  private:
+  bool plays_iso_media() const { return source_->source_kind() == SOURCE_KIND_MP4; }
+  // Null when the filter's kind is not, or not any more, that of the stream.
+  FileStream* file_stream() const;
+  uint64_t sample_bytes() const;
+
+  HRESULT fill_file(IMediaSample* sample);
+  bool start_at_frame(FileStream& stream, IMediaSample* sample, REFERENCE_TIME start);
+
   HRESULT fill_iso(IMediaSample* sample);
   HRESULT fill_iso_sample(IMediaSample* sample, Positions segment);
   bool start_at_sync_sample(IMediaSample* sample, const Positions& segment);
@@ -261,6 +278,7 @@ class CZanMP4SourceOutputPin final : public CZanBaseSourceOutputPin {
   CZanMP4SourceFilter* const source_;
   std::mutex mutex_;  // the pin mutex
   IsoTrack track_;
+  std::unique_ptr<FileStream> file_stream_;  // null for a track
   std::atomic<REFERENCE_TIME> last_delivered_{0};
 };
 

@@ -32,10 +32,16 @@ BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) 
   try {
     if (open_file_manager(file_name)) probe();
     const SourceKind kind = source_kind_of(file_name);
-    if (kind == SOURCE_KIND_NONE) return FALSE;
-    source_kind_ = kind;
-    // For the other kinds this filter has no reader.
-    return kind == SOURCE_KIND_MP4 && open_iso_media() ? TRUE : FALSE;
+    if (kind != SOURCE_KIND_NONE) source_kind_ = kind;
+    switch (kind) {
+      case SOURCE_KIND_MP4:
+        return open_iso_media() ? TRUE : FALSE;
+      case SOURCE_KIND_AMR:
+      case SOURCE_KIND_AAC:
+      case SOURCE_KIND_NONE:
+        break;
+    }
+    return FALSE;
   } catch (const std::bad_alloc&) {
     CloseSource();  // a pin that was made before is of no use without the rest
     return FALSE;
@@ -76,10 +82,25 @@ bool CZanMP4SourceFilter::open_iso_media() {
   }
   if (video_pin_ != nullptr) update_frame_rate();
   if (pins_.empty()) return false;
+  find_longest_pin();
+  return true;
+}
+
+void CZanMP4SourceFilter::find_longest_pin() {
   CZanBaseSourceOutputPin* longest = nullptr;
   UpdateDuration(&longest);
   const CAutoLock lock(&position_lock_);
   longest_pin_ = longest;
+}
+
+// The only pin of a speech or AAC file.
+bool CZanMP4SourceFilter::add_file_pin(std::unique_ptr<FileStream> stream, LPCWSTR name) {
+  HRESULT hr = S_OK;
+  auto pin = std::make_unique<CZanMP4SourceOutputPin>(&hr, this, name);
+  if (FAILED(hr)) return false;
+  pin->SetupFile(std::move(stream));
+  pins_.push_back(std::move(pin));
+  find_longest_pin();
   return true;
 }
 

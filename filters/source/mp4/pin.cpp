@@ -26,8 +26,19 @@ int CZanMP4SourceOutputPin::SetupTrack(P3gppFile* file, uint32_t track_id, Strea
   return track_.open(file, track_id, stream, file_size) ? 0 : 1;
 }
 
+void CZanMP4SourceOutputPin::SetupFile(std::unique_ptr<FileStream> stream) {
+  const std::lock_guard lock(mutex_);
+  file_stream_ = std::move(stream);
+}
+
+void CZanMP4SourceOutputPin::rewind_file() {
+  const std::lock_guard lock(mutex_);
+  if (FileStream* const stream = file_stream()) stream->rewind();
+}
+
 DWORD CZanMP4SourceOutputPin::GetDurationMs() {
-  const DWORD duration_ms = track_.duration_ms();
+  const FileStream* const stream = file_stream();
+  const DWORD duration_ms = stream != nullptr ? stream->duration_ms() : track_.duration_ms();
   set_stop_position(ms_to_reference_time(duration_ms));
   return duration_ms;
 }
@@ -37,22 +48,33 @@ HRESULT CZanMP4SourceOutputPin::GetMediaType(int position, CMediaType* type) {
   if (position < 0) return E_INVALIDARG;
   if (position > 0) return VFW_S_NO_MORE_ITEMS;
   const std::lock_guard lock(mutex_);
-  return build_media_type({track_, source_->frame_rate()}, *type);
+  if (plays_iso_media()) return build_media_type({track_, source_->frame_rate()}, *type);
+  FileStream* const stream = file_stream();
+  return stream != nullptr ? stream->build_media_type(*type) : kTypeNotBuilt;
 }
 
 HRESULT CZanMP4SourceOutputPin::CheckMediaType(const CMediaType* type) {
   CheckPointer(type, E_POINTER);
+  // Kept: the pin of a speech or AAC file accepts whatever it is offered.
+  if (file_stream() != nullptr) return S_OK;
   const std::lock_guard lock(mutex_);
-  return accepts_media_type(track_, *type) ? S_OK : E_FAIL;
+  return plays_iso_media() && accepts_media_type(track_, *type) ? S_OK : E_FAIL;
+}
+
+uint64_t CZanMP4SourceOutputPin::sample_bytes() const {
+  if (const FileStream* const stream = file_stream()) return stream->sample_bytes();
+  uint64_t bytes = track_.largest_sample();
+  if (bytes == 0) return 0;
+  // Kept: room for a group on every audio pin, also where a sample carries one unit.
+  if (track_.stream() == Stream::kAudio) bytes *= kUnitsPerGroup;
+  if (track_.is_aac()) bytes += kSizeTableBytes;
+  return bytes;
 }
 
 HRESULT CZanMP4SourceOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) {
   if (allocator == nullptr || properties == nullptr) return E_POINTER;
-  uint64_t bytes = track_.largest_sample();
+  const uint64_t bytes = sample_bytes();
   if (bytes == 0) return kNoSampleSize;
-  // Kept: room for a group on every audio pin, also where a sample carries one unit.
-  if (track_.stream() == Stream::kAudio) bytes *= kUnitsPerGroup;
-  if (track_.is_aac()) bytes += kSizeTableBytes;
   if (bytes > uint64_t{std::numeric_limits<LONG>::max()}) return E_OUTOFMEMORY;
   properties->cBuffers = kBufferCount;
   properties->cbBuffer = static_cast<LONG>(bytes);

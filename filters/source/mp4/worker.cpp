@@ -26,7 +26,7 @@ HRESULT CZanMP4SourceOutputPin::FillBuffer(IMediaSample* sample) {
       return fill_iso(sample);
     case SOURCE_KIND_AMR:
     case SOURCE_KIND_AAC:
-      return S_FALSE;  // no reader is open
+      return fill_file(sample);
     default:
       return S_OK;
   }
