@@ -35,6 +35,9 @@ HRESULT build_qcelp_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_evrc_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_ac3_type(const TypeRequest& request, CMediaType& type);
 
+// Speech of one band, as a track or a file of its own.
+HRESULT build_amr_type_of_band(bool wide_band, std::span<const uint8_t> configuration, CMediaType& type);
+
 bool accepts_media_type(const IsoTrack& track, const CMediaType& type);
 
 // A zero-filled format block of its own for the type; null when memory runs out.

@@ -47,11 +47,6 @@ HRESULT build_speech_type(const SpeechFormat& speech, std::span<const uint8_t> c
   return S_OK;
 }
 
-HRESULT build_amr_band(const GUID& subtype, DWORD sample_rate, const IsoTrack& track, CMediaType& type) {
-  return build_speech_type({subtype, FORMAT_WaveFormatEx, kTagAmr, sample_rate, 0}, track.configuration(),
-                           type);
-}
-
 WAVEFORMATEX ac3_format(const P3gppDecoderInfo& decoder) {
   const bool enhanced = decoder.object_type == P3GPP_OTI_EAC3;
   const P3gppAc3Info& ac3 = decoder.u.ac3;
@@ -68,12 +63,18 @@ WAVEFORMATEX ac3_format(const P3gppDecoderInfo& decoder) {
 
 }  // namespace
 
+HRESULT build_amr_type_of_band(bool wide_band, std::span<const uint8_t> configuration, CMediaType& type) {
+  const GUID& subtype = wide_band ? kSubtypeAmrWideBand : kSubtypeAmrNarrowBand;
+  const DWORD sample_rate = wide_band ? 16000 : 8000;
+  return build_speech_type({subtype, FORMAT_WaveFormatEx, kTagAmr, sample_rate, 0}, configuration, type);
+}
+
 HRESULT build_amr_type(const TypeRequest& request, CMediaType& type) {
-  return build_amr_band(kSubtypeAmrNarrowBand, 8000, request.track, type);
+  return build_amr_type_of_band(false, request.track.configuration(), type);
 }
 
 HRESULT build_amr_wb_type(const TypeRequest& request, CMediaType& type) {
-  return build_amr_band(kSubtypeAmrWideBand, 16000, request.track, type);
+  return build_amr_type_of_band(true, request.track.configuration(), type);
 }
 
 HRESULT build_qcelp_type(const TypeRequest& request, CMediaType& type) {

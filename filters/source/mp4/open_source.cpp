@@ -3,6 +3,7 @@
 #include <new>
 #include <string>
 
+#include "filters/source/mp4/amr_file.h"
 #include "filters/source/mp4/conversions.h"
 #include "filters/source/mp4/mp4_source.h"
 
@@ -37,6 +38,7 @@ BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) 
       case SOURCE_KIND_MP4:
         return open_iso_media() ? TRUE : FALSE;
       case SOURCE_KIND_AMR:
+        return open_amr_file(file_name) ? TRUE : FALSE;
       case SOURCE_KIND_AAC:
       case SOURCE_KIND_NONE:
         break;
@@ -91,6 +93,12 @@ void CZanMP4SourceFilter::find_longest_pin() {
   UpdateDuration(&longest);
   const CAutoLock lock(&position_lock_);
   longest_pin_ = longest;
+}
+
+bool CZanMP4SourceFilter::open_amr_file(LPCOLESTR file_name) {
+  AMRF_File* reader = nullptr;
+  if (AMRF_Open(&reader, file_name) != AMRF_OK) return false;
+  return add_file_pin(std::make_unique<AmrFile>(AmrFilePointer(reader)), u"AMR Audio1");
 }
 
 // The only pin of a speech or AAC file.

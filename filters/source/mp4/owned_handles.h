@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "esparse/amr/amrf.h"
 #include "fmgr/fmgr.h"
 #include "p3gpp/p3gpp.h"
 
@@ -24,5 +25,10 @@ struct CloseIsoFile {
   void operator()(P3gppFile* file) const { P3GPP_Close(file); }
 };
 using IsoFilePointer = std::unique_ptr<P3gppFile, CloseIsoFile>;
+
+struct CloseAmrFile {
+  void operator()(AMRF_File* reader) const { AMRF_Close(reader); }
+};
+using AmrFilePointer = std::unique_ptr<AMRF_File, CloseAmrFile>;
 
 }  // namespace zdr::mp4source
