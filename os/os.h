@@ -105,6 +105,12 @@ char16_t* OS_GetTempFilePath(void);
 /* `path` is text of the ANSI code page. Nonzero on success. */
 int32_t OS_DeleteFileMB(const char* path);
 
+/* --- Text --- */
+
+/* Text of the ANSI code page (windows-1252) up to its zero byte, as UTF-16. At most `size` units are written;
+ * a longer text is cut there, without terminator. */
+void OS_AnsiToWide(const char* text, char16_t* wide, uint32_t size);
+
 /* --- Threads --- */
 
 typedef uint32_t (*OS_ThreadRoutine)(void* argument);

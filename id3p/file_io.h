@@ -1,0 +1,39 @@
+/*
+ * AACF_FileIo: the six stdio-style functions through which the AAC file reader and the tag parser below it
+ * reach a file. They do no input or output of their own. OS_fopen, OS_fseek, OS_fread, OS_fwrite, OS_fclose
+ * and OS_ftell fit.
+ *
+ * Valid as C11 and C++20.
+ */
+#ifndef ZDR_ID3P_FILE_IO_H
+#define ZDR_ID3P_FILE_IO_H
+
+#include <stdint.h>
+#ifndef __cplusplus
+#include <uchar.h>
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The functions must not throw. */
+typedef struct AACF_FileIo {
+  /* A handle, null on failure. `mode` is a mode string of the C library. */
+  void* (*open)(const char16_t* path, const char* mode);
+  /* 0 on success. `whence`: 0 from the start, 1 from the position, 2 from the end. */
+  int32_t (*seek)(void* handle, int32_t offset, int32_t whence);
+  /* Whole items read, fewer at the end of the file and on failure. */
+  uint32_t (*read)(void* buffer, uint32_t size, uint32_t count, void* handle);
+  /* Never called. */
+  uint32_t (*write)(const void* buffer, uint32_t size, uint32_t count, void* handle);
+  int32_t (*close)(void* handle);
+  /* The position; negative on failure and where it does not fit. */
+  int32_t (*tell)(void* handle);
+} AACF_FileIo;
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

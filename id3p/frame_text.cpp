@@ -1,0 +1,130 @@
+// See frame_text.h.
+#include "id3p/frame_text.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "os/os.h"
+
+namespace zdr::id3p {
+namespace {
+
+constexpr size_t kMarkBytes = 2;
+constexpr size_t kUnitBytes = 2;
+constexpr char16_t kSpace = u' ';
+
+bool is_big_endian_mark(Bytes bytes) {
+  return bytes.size() >= kMarkBytes && bytes[0] == 0xFE && bytes[1] == 0xFF;
+}
+
+bool is_little_endian_mark(Bytes bytes) {
+  return bytes.size() >= kMarkBytes && bytes[0] == 0xFF && bytes[1] == 0xFE;
+}
+
+std::optional<EncodedText> find_utf16_text(Bytes bytes, ByteOrderMark mark) {
+  const bool little_endian = is_little_endian_mark(bytes);
+  const bool has_mark = little_endian || is_big_endian_mark(bytes);
+  if (mark == ByteOrderMark::kOptional && !has_mark) return EncodedText{Encoding::kUtf16, false, bytes};
+  if (bytes.size() <= kMarkBytes) return std::nullopt;
+  bytes = bytes.subspan(kMarkBytes);
+  // Kept: only where the mark is obligatory an odd length makes the frame unfit.
+  if (mark == ByteOrderMark::kTaken && bytes.size() % kUnitBytes != 0) return std::nullopt;
+  return EncodedText{Encoding::kUtf16, little_endian, bytes};
+}
+
+// Kept: both bytes of a big-endian unit are taken as signed, so a low byte from 0x80 on gives 0xFF above it.
+char16_t big_endian_unit(uint8_t high, uint8_t low) {
+  const uint32_t upper = static_cast<uint32_t>(static_cast<int8_t>(high)) << 8;
+  return static_cast<char16_t>(upper | static_cast<uint32_t>(static_cast<int8_t>(low)));
+}
+
+size_t unit_count(const EncodedText& text) {
+  return text.bytes.size() / kUnitBytes;
+}
+
+char16_t unit_at(const EncodedText& text, size_t index) {
+  const uint8_t first = text.bytes[index * kUnitBytes];
+  const uint8_t second = text.bytes[index * kUnitBytes + 1];
+  return text.little_endian ? static_cast<char16_t>(second << 8 | first) : big_endian_unit(first, second);
+}
+
+Units make_units(size_t length) {
+  return Units(new (std::nothrow) char16_t[length + 1]());
+}
+
+// The units from `first` to the next zero unit or the end.
+Units utf16_text(const EncodedText& text, size_t first) {
+  Units units = make_units(unit_count(text));
+  if (units == nullptr) return units;
+  for (size_t i = first; i < unit_count(text); ++i) {
+    units[i - first] = unit_at(text, i);
+    if (units[i - first] == 0) break;
+  }
+  return units;
+}
+
+Units utf16_comment(const EncodedText& text) {
+  for (size_t i = 0; i < unit_count(text); ++i) {
+    // Kept: a space ends the description like a zero.
+    if (unit_at(text, i) == 0 || unit_at(text, i) == kSpace) return utf16_text(text, i + 1);
+  }
+  return utf16_text(text, 0);
+}
+
+using Characters = std::unique_ptr<char[]>;
+
+// Up to the first zero byte; the rest of the room is zero.
+Characters single_byte_text(Bytes bytes) {
+  Characters characters(new (std::nothrow) char[bytes.size() + 1]());
+  if (characters == nullptr || bytes.empty()) return characters;
+  const auto end = std::find(bytes.begin(), bytes.end(), 0);
+  std::copy(bytes.begin(), end, characters.get());
+  return characters;
+}
+
+Units converted(const Characters& characters, size_t length) {
+  Units units = characters == nullptr ? nullptr : make_units(length);
+  if (units != nullptr) OS_AnsiToWide(characters.get(), units.get(), static_cast<uint32_t>(length));
+  return units;
+}
+
+Comment single_byte_comment(Bytes bytes) {
+  const Characters characters = single_byte_text(bytes);
+  if (characters == nullptr) return {nullptr, true};
+  const auto terminator = std::find(bytes.begin(), bytes.end(), 0);
+  if (terminator != bytes.end()) {
+    const Bytes rest(terminator + 1, bytes.end());
+    if (rest.empty()) return {};
+    // Kept: a text without terminator leaves the longer rest of the description behind it.
+    std::strncpy(characters.get(), reinterpret_cast<const char*>(rest.data()), rest.size());
+  }
+  Units units = converted(characters, bytes.size());
+  const bool out_of_memory = units == nullptr;
+  return {std::move(units), out_of_memory};
+}
+
+}  // namespace
+
+std::optional<EncodedText> find_text(Bytes frame_body, uint8_t encoding, ByteOrderMark mark) {
+  Bytes bytes = frame_body.empty() ? frame_body : frame_body.subspan(1);
+  if (encoding == static_cast<uint8_t>(Encoding::kUtf16)) return find_utf16_text(bytes, mark);
+  if (encoding != static_cast<uint8_t>(Encoding::kSingleByte)) return std::nullopt;
+  // Kept: leading blanks and zeros go, in this encoding only.
+  while (!bytes.empty() && (bytes.front() == 0 || bytes.front() == ' ')) bytes = bytes.subspan(1);
+  return EncodedText{Encoding::kSingleByte, false, bytes};
+}
+
+Units text_of(const EncodedText& text) {
+  if (text.encoding == Encoding::kUtf16) return utf16_text(text, 0);
+  return converted(single_byte_text(text.bytes), text.bytes.size());
+}
+
+Comment comment_of(const EncodedText& text) {
+  if (text.encoding == Encoding::kSingleByte) return single_byte_comment(text.bytes);
+  Units units = utf16_comment(text);
+  const bool out_of_memory = units == nullptr;
+  return {std::move(units), out_of_memory};
+}
+
+}  // namespace zdr::id3p

@@ -1,0 +1,19 @@
+// The ID3v1 tag: 128 bytes of fixed fields at the end of a file.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "id3p/id3p.h"
+
+namespace zdr::id3p {
+
+inline constexpr uint32_t kV1TagBytes = 128;
+
+bool is_v1_tag(std::span<const uint8_t, kV1TagBytes> bytes);
+
+// Fills the texts. False when out of memory; the tag keeps what was filled before.
+bool read_v1_tag(std::span<const uint8_t, kV1TagBytes> bytes, ID3P_Text& text);
+
+}  // namespace zdr::id3p

@@ -1,0 +1,15 @@
+// The attached picture of an ID3v2.3 tag (APIC).
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "id3p/id3p.h"
+
+namespace zdr::id3p {
+
+// Replaces the picture of `text` by that of a frame body. After a failure the picture holds what was read
+// before it.
+int32_t read_picture(std::span<const uint8_t> frame_body, uint8_t encoding, ID3P_Text& text);
+
+}  // namespace zdr::id3p

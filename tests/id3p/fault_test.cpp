@@ -1,0 +1,89 @@
+// The Nth failure of the heap and of the file.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "id3p/messages.h"
+#include "tests/id3p/parsed_tags.h"
+#include "tests/support/failing_allocator.h"
+
+namespace {
+
+using namespace zdr::test;
+using namespace std::string_literals;
+
+Bytes tagged_file() {
+  const std::string picture = "\0image/png\0\3\0\x89PNG\r\n\x1A\n"s;
+  const Bytes frames =
+      concat({v23_frame("TIT2", bytes_of("\0Song"s)), v23_frame("COMM", bytes_of("\0eng\0Nice\0"s)),
+              v23_frame("APIC", bytes_of(picture))});
+  return concat({id3v2(3, 0, frames), Bytes(40, 0xFF), id3v1("t", "a", "1999", 1)});
+}
+
+std::string last_message;
+
+TEST(ParseFaults, OfTheHeapGiveStatusesAndLeaveNothing) {
+  zdr::id3p::set_message_sink([](const char* message) { last_message = message; });
+  const Bytes content = tagged_file();
+  std::multiset<int32_t> statuses;
+  std::set<std::string> messages;
+  bool struck = true;
+  for (uint64_t nth = 1; struck; ++nth) {
+    MemoryFile file(content);
+    ID3P_TagSet set{};
+    ID3P_Text copy{};
+    last_message.clear();
+    int32_t status = ID3P_OK;
+    {
+      const FailingAllocator failing(nth);
+      status = ID3P_Parse(file.handle(), &file.io(), &set);
+      if (status == ID3P_OK && set.v23 != nullptr) status = ID3P_CopyText(&copy, set.v23);
+      struck = failing.struck();
+    }
+    statuses.insert(status);
+    if (!last_message.empty()) messages.insert(last_message);
+    if (copy.release != nullptr) copy.release(&copy);
+    ID3P_FreeTags(&set);
+  }
+  zdr::id3p::set_message_sink(nullptr);
+  // Seven for the version 1 tag, the tag, two for each text, the picture record, two copies.
+  EXPECT_EQ(statuses.count(ID3P_ERR_NO_MEMORY), 15u);
+  // Six buffers of the picture.
+  EXPECT_EQ(statuses.count(ID3P_ERR_FAILED), 6u);
+  // The body of the tag, whose lack leaves a tag without texts; and the run without a failure.
+  EXPECT_EQ(statuses.count(ID3P_OK), 2u);
+  EXPECT_EQ(messages, (std::set<std::string>{"\n TextEncoding  malloc Fail", "\n MIMEType  malloc Fail",
+                                             "\n PictureType  malloc Fail", "\n PictureData  malloc Fail",
+                                             "\n Description  malloc Fail"}));
+}
+
+TEST(ParseFaults, OfTheFileGiveStatusesAndLeaveNothing) {
+  const Bytes content = tagged_file();
+  int failures = 0;
+  bool struck = true;
+  for (uint64_t nth = 1; struck; ++nth) {
+    MemoryFile file(content);
+    file.fail_call(nth);
+    ID3P_TagSet set{};
+    const int32_t status = ID3P_Parse(file.handle(), &file.io(), &set);
+    struck = file.has_failed();
+    EXPECT_TRUE(status == ID3P_OK ||
+                (struck && (status == ID3P_ERR_FAILED || status == ID3P_ERR_SHORT_READ)));
+    failures += status != ID3P_OK;
+    ID3P_FreeTags(&set);
+  }
+  EXPECT_GE(failures, 2);
+}
+
+TEST(ParseArguments, AreChecked) {
+  MemoryFile file({});
+  ID3P_TagSet set{};
+  ID3P_Text text{};
+  EXPECT_EQ(ID3P_Parse(nullptr, &file.io(), &set), ID3P_ERR_FAILED);
+  EXPECT_EQ(ID3P_Parse(file.handle(), nullptr, &set), ID3P_ERR_FAILED);
+  EXPECT_EQ(ID3P_Parse(file.handle(), &file.io(), nullptr), ID3P_ERR_FAILED);
+  EXPECT_EQ(ID3P_CopyText(&text, nullptr), ID3P_ERR_FAILED);
+  EXPECT_EQ(ID3P_CopyText(nullptr, nullptr), ID3P_ERR_FAILED);
+}
+
+}  // namespace
