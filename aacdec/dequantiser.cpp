@@ -1,0 +1,120 @@
+// See dequantiser.h.
+#include "aacdec/dequantiser.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+
+#include "aacdec/fixed_point.h"
+#include "aacdec/tables/dequantiser_tables.h"
+
+namespace zdr::aacdec {
+namespace {
+
+constexpr int kTabulatedPowers = 256;
+// Values from 256 on count their shift from this scale factor when it is checked against the word.
+constexpr int kLargeUnityScaleFactor = 108;
+constexpr int kLargestShift = 31;
+
+// q^(4/3) in Q14 for q of 256 and more: 2^s q' to the power is 2^(4s/3) q'^(4/3), and between the entries of
+// the table a straight line. Up to 2^31.4.
+int64_t interpolated_power(int q) {
+  const int shift = std::bit_width(static_cast<unsigned>(q) >> 8);
+  const int index = q >> shift;
+  const int rest = q & ((1 << shift) - 1);
+  const int64_t low = kPowerLaw.value[index];
+  const int64_t step = kPowerLaw.value[index + 1] - low;
+  return (low + (rest * step >> shift)) * kPowerLaw.value[1 << shift] >> 24;
+}
+
+// As scale_by_quarter_steps, of a number that may need a bit more than the word has.
+int32_t scale_large(int64_t v, int exponent) {
+  const int shift = exponent > 0 ? (exponent + 3) / 4 : -exponent / 4;
+  if (shift > kLargestShift) return 0;
+  const int32_t shifted = saturate(exponent > 0 ? v << shift : v >> shift);
+  const int steps = -exponent & 3;
+  return steps == 0 ? shifted : mul_q31(shifted, kQuarterSteps[steps]);
+}
+
+int32_t dequantise_magnitude(int q, int scale_factor) {
+  const int exponent = scale_factor - kUnityScaleFactor;
+  if (q < kTabulatedPowers) return scale_by_quarter_steps(kPowerLaw.value[q] >> kPowerLawShift, exponent);
+  if (scale_factor - kLargeUnityScaleFactor > 4 * kLargestShift) return 0;
+  return scale_large(interpolated_power(q), exponent);
+}
+
+int32_t with_sign(int32_t v, int q) {
+  return q < 0 ? -v : v;
+}
+
+// All bits that the magnitudes of a run have.
+unsigned combined_magnitudes(const int16_t* quantised, int count) {
+  unsigned bits = 0;
+  for (int i = 0; i < count; ++i) bits |= static_cast<unsigned>(std::abs(int{quantised[i]}));
+  return bits;
+}
+
+void dequantise_small(const int16_t* quantised, int count, const int32_t* table, int32_t* lines) {
+  for (int i = 0; i < count; ++i) lines[i] = with_sign(table[std::abs(int{quantised[i]})], quantised[i]);
+}
+
+bool dequantise_any(const int16_t* quantised, int count, int scale_factor, unsigned bits, int32_t* lines) {
+  const bool too_large =
+      std::any_of(quantised, quantised + count, [](int q) { return std::abs(q) > kMaxQuantised; });
+  if (too_large) return false;
+  // A scale that shifts large values out of the word silences the whole band.
+  if (bits >= kTabulatedPowers && scale_factor - kLargeUnityScaleFactor > 4 * kLargestShift) {
+    std::fill_n(lines, count, 0);
+    return true;
+  }
+  for (int i = 0; i < count; ++i) lines[i] = dequantise_value(quantised[i], scale_factor);
+  return true;
+}
+
+// One band of one window.
+bool dequantise_run(const int16_t* quantised, int count, int scale_factor, int32_t* lines) {
+  const unsigned bits = combined_magnitudes(quantised, count);
+  if (bits < kTabulatedValues && scale_factor >= 0 && scale_factor < kTabulatedScaleFactors) {
+    dequantise_small(quantised, count, kSmallValues.value[scale_factor], lines);
+    return true;
+  }
+  return dequantise_any(quantised, count, scale_factor, bits, lines);
+}
+
+}  // namespace
+
+int32_t dequantise_value(int q, int scale_factor) {
+  return with_sign(dequantise_magnitude(std::abs(q), scale_factor), q);
+}
+
+bool dequantise(const ChannelStream& channel, const ScaleFactorBands& bands, const int16_t* quantised,
+                int32_t* spectrum) {
+  const IcsInfo& ics = channel.ics;
+  const int length = ics.window_length();
+  int32_t* window_lines = spectrum;  // of the first window of the group
+  for (int group = 0; group < ics.group_count; ++group) {
+    const int windows = ics.group_length[group];
+    for (int sfb = 0; sfb < ics.max_sfb; ++sfb) {
+      const int start = bands.offsets[sfb];
+      const int width = bands.offsets[sfb + 1] - start;
+      const int band = ics.band(group, sfb);
+      for (int w = 0; w < windows; ++w) {
+        int32_t* const lines = window_lines + w * length + start;
+        if (!is_spectral_book(channel.codebook[band])) {
+          std::fill_n(lines, width, 0);
+        } else if (!dequantise_run(quantised + start * windows + w * width, width, channel.scale[band],
+                                   lines)) {
+          return false;
+        }
+      }
+    }
+    const int end = bands.offsets[ics.max_sfb];
+    for (int w = 0; w < windows; ++w)
+      std::fill(window_lines + w * length + end, window_lines + (w + 1) * length, 0);
+    quantised += windows * length;
+    window_lines += windows * length;
+  }
+  return true;
+}
+
+}  // namespace zdr::aacdec

@@ -1,0 +1,139 @@
+// See noise_shaping.h.
+#include "aacdec/noise_shaping.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "aacdec/fixed_point.h"
+#include "aacdec/tables/tools_tables.h"
+
+namespace zdr::aacdec {
+namespace {
+
+constexpr int kStateLines = 16;  // zeros before the first line; at least kMaxTnsOrder
+static_assert(kStateLines >= kMaxTnsOrder);
+static_assert(kShapingScratch >= 2 * (kFrameLength + kStateLines));
+
+// Each product of the filter is cut by up to two units. Spare bits above the lines are used to push that
+// below the lines' own units; more than this gains nothing.
+constexpr int kMaxHeadroom = 6;
+
+// Predictor a[1..order] as Q31 values that stand for 2^exponent times as much: they reach 2^order.
+struct Predictor {
+  int order;
+  int exponent;
+  int32_t a[kMaxTnsOrder + 1];
+};
+
+int32_t reflection(const TnsWindow& window, int field) {
+  return window.resolution == 4 ? kReflection4.value[field + 8] : kReflection3.value[field + 4];
+}
+
+// One more exponent when a sum with a reflected coefficient could leave the word.
+void keep_room(Predictor& p, int order) {
+  const bool full = std::any_of(p.a + 1, p.a + order, [](int32_t v) { return magnitude(v) >= 1U << 30; });
+  if (!full) return;
+  for (int i = 1; i < order; ++i) p.a[i] >>= 1;
+  ++p.exponent;
+}
+
+Predictor make_predictor(const TnsWindow& window, const TnsFilter& filter) {
+  Predictor p = {};
+  p.order = filter.order;
+  for (int m = 1; m <= filter.order; ++m) {
+    const int32_t k = reflection(window, filter.coefficient[m - 1]);
+    keep_room(p, m);
+    for (int i = 1, j = m - 1; i <= j; ++i, --j) {
+      const int32_t low = p.a[i];
+      const int32_t high = p.a[j];
+      p.a[i] = low + mul_q31(k, high);
+      p.a[j] = high + mul_q31(k, low);
+    }
+    p.a[m] = k >> p.exponent;
+  }
+  return p;
+}
+
+int64_t predict(const Predictor& p, const int32_t* newest) {
+  int64_t sum = 0;
+  for (int i = 1; i <= p.order; ++i) sum += mul_q31(p.a[i], newest[1 - i]);
+  return sum * (int64_t{1} << p.exponent);
+}
+
+int headroom(const int32_t* lines, int count) {
+  uint32_t bits = 0;
+  for (int i = 0; i < count; ++i) bits |= magnitude(lines[i]);
+  return std::clamp(std::countl_zero(bits) - 1, 0, kMaxHeadroom);
+}
+
+// All-pole, of lines times 2^shift. False when the result doesn't fit and there is still a shift to give up.
+bool filter_all_pole(const Predictor& p, const int32_t* in, int count, int shift, int32_t* out) {
+  for (int n = 0; n < count; ++n) {
+    const int64_t sum = int64_t{in[n]} * (1 << shift) - predict(p, out + n - 1);
+    out[n] = saturate(sum);
+    if (out[n] != sum && shift > 0) return false;
+  }
+  return true;
+}
+
+void run_synthesis(const Predictor& p, const int32_t* in, int count, int32_t* out) {
+  int shift = headroom(in, count);
+  while (!filter_all_pole(p, in, count, shift, out)) shift = std::max(shift - 2, 0);
+  if (shift == 0) return;
+  for (int n = 0; n < count; ++n)
+    out[n] = static_cast<int32_t>((int64_t{out[n]} + (1 << (shift - 1))) >> shift);
+}
+
+void run_analysis(const Predictor& p, const int32_t* in, int count, int32_t* out) {
+  for (int n = 0; n < count; ++n) out[n] = saturate(in[n] + predict(p, in + n - 1));
+}
+
+struct LineRange {
+  int start;
+  int end;
+};
+
+// The lines in the order of the filter, with its state before them, and back.
+void run_filter(const TnsWindow& window, const TnsFilter& filter, LineRange range, Shaping direction,
+                int32_t* lines, int32_t* scratch) {
+  const int count = range.end - range.start;
+  int32_t* const in = scratch + kStateLines;
+  int32_t* const out = in + kFrameLength + kStateLines;
+  std::fill_n(in - kStateLines, kStateLines, 0);
+  std::fill_n(out - kStateLines, kStateLines, 0);
+  std::copy(lines + range.start, lines + range.end, in);
+  if (filter.downwards) std::reverse(in, in + count);
+  const Predictor predictor = make_predictor(window, filter);
+  if (direction == Shaping::kSynthesis) {
+    run_synthesis(predictor, in, count, out);
+  } else {
+    run_analysis(predictor, in, count, out);
+  }
+  if (filter.downwards) std::reverse(out, out + count);
+  std::copy(out, out + count, lines + range.start);
+}
+
+}  // namespace
+
+void shape_noise(const ChannelStream& channel, const StreamFormat& format, Shaping direction,
+                 int32_t* spectrum, int32_t* scratch) {
+  if (!channel.tns.present) return;
+  const IcsInfo& ics = channel.ics;
+  const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, ics.is_short());
+  const uint8_t* const max_bands = ics.is_short() ? kTnsMaxBandsShort : kTnsMaxBandsLong;
+  const int limit = std::min<int>(max_bands[format.sampling_index], ics.max_sfb);
+  for (int w = 0; w < ics.window_count(); ++w) {
+    const TnsWindow& window = channel.tns.window[w];
+    int bottom = bands.count;
+    for (int f = 0; f < window.filter_count; ++f) {
+      const TnsFilter& filter = window.filter[f];
+      const int top = bottom;
+      bottom = std::max(top - filter.length, 0);
+      const LineRange range = {bands.offsets[std::min(bottom, limit)], bands.offsets[std::min(top, limit)]};
+      if (filter.order == 0 || range.end <= range.start) continue;
+      run_filter(window, filter, range, direction, spectrum + w * ics.window_length(), scratch);
+    }
+  }
+}
+
+}  // namespace zdr::aacdec

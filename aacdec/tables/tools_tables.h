@@ -1,0 +1,53 @@
+// Small tables of temporal noise shaping, long term prediction and dynamic range control.
+#pragma once
+
+#include "aacdec/tables/constant_math.h"
+
+namespace zdr::aacdec {
+
+// Bands that temporal noise shaping may touch, by sampling frequency index; LC and LTP profiles.
+inline constexpr uint8_t kTnsMaxBandsLong[12] = {31, 31, 34, 40, 42, 51, 46, 46, 42, 42, 42, 39};
+inline constexpr uint8_t kTnsMaxBandsShort[12] = {9, 9, 10, 14, 14, 14, 14, 14, 14, 14, 14, 14};
+
+struct ReflectionTable {
+  int32_t value[16];
+};
+
+// sin of the quantised angle, Q31, for the fields -2^(bits - 1) and up. The steps below and above 0 differ.
+consteval ReflectionTable make_reflection_table(int bits) {
+  ReflectionTable table = {};
+  const int half = 1 << (bits - 1);
+  for (int field = -half; field < half; ++field) {
+    const int denominator = field < 0 ? 4 * half + 2 : 4 * half - 2;
+    table.value[field + half] =
+        constant_math::fixed(constant_math::turns(field, denominator).sin, constant_math::kQ31);
+  }
+  return table;
+}
+
+inline constexpr ReflectionTable kReflection3 = make_reflection_table(3);
+inline constexpr ReflectionTable kReflection4 = make_reflection_table(4);
+
+inline constexpr double kQ30 = 1073741824.0;
+
+// ltp_coef, Q30.
+inline constexpr int32_t kLtpGains[8] = {
+    constant_math::fixed(0.570829, kQ30), constant_math::fixed(0.696616, kQ30),
+    constant_math::fixed(0.813004, kQ30), constant_math::fixed(0.911304, kQ30),
+    constant_math::fixed(0.984900, kQ30), constant_math::fixed(1.067894, kQ30),
+    constant_math::fixed(1.194601, kQ30), constant_math::fixed(1.369533, kQ30),
+};
+
+// 2^(i/6) in Q30. The entry of 1/6 is 3e-8 low, as it has always been.
+inline constexpr int32_t kSixthSteps[6] = {
+    1 << 30, 1205234411, 1352829926, 1518500250, 1704458901, 1913190429,
+};
+
+inline constexpr int kDynamicRangeGains = 74;
+
+// 2^18 * 2^(i/6), i below kDynamicRangeGains.
+constexpr int32_t dynamic_range_gain(int i) {
+  return kSixthSteps[i % 6] >> (12 - i / 6);
+}
+
+}  // namespace zdr::aacdec
