@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "aacdec/channel_stream.h"
+#include "aacdec/console.h"
 #include "aacdec/program_config.h"
 #include "aacdec/sampling_rates.h"
 
@@ -42,6 +43,13 @@ std::optional<int32_t> read_extension_rate(BitReader& reader) {
   return kSamplingRates[index];
 }
 
+void report_object_type(int object_type) {
+  char text[32];
+  std::snprintf(text, sizeof text, "lObjectType = %d =", object_type);
+  write_console(text);
+  write_console("Failed at Zd_AAC_Dec_sParseRawConfigData\n");
+}
+
 bool apply_object_type(int object_type, Zd_AAC_Dec_Config& config) {
   config.profile = object_type == kObjectLtp ? kProfileLtp : kProfileLc;
   switch (object_type) {
@@ -56,8 +64,7 @@ bool apply_object_type(int object_type, Zd_AAC_Dec_Config& config) {
       config.extension = ZD_AAC_DEC_EXTENSION_PS;
       return true;
     default:
-      std::printf("lObjectType = %d =", object_type);
-      std::printf("Failed at Zd_AAC_Dec_sParseRawConfigData\n");
+      report_object_type(object_type);
       return false;
   }
 }

@@ -59,7 +59,7 @@ typedef struct Zd_AAC_Dec_Config {
  *
  * length_inout  in: bytes of `data`; out: bytes of configuration or header read
  * Returns ZD_AAC_DEC_OK or ZD_AAC_DEC_ERR_FAILED; `config_out` must not be used after a failure. An audio
- * object type that is not supported is named on the standard output.
+ * object type that is not supported is named on the console (Zd_AAC_Dec_SetConsole).
  */
 int32_t Zd_AAC_Dec_GetConfig(const uint8_t* data, int32_t* length_inout, Zd_AAC_Dec_Config* config_out,
                              int32_t header_mode, const uint8_t* first_frame,
@@ -79,6 +79,13 @@ int32_t Zd_AAC_Dec_GetConfig(const uint8_t* data, int32_t* length_inout, Zd_AAC_
  */
 int32_t Zd_AAC_Dec_GetFrameLength(const uint8_t* data, int32_t stream_kind, Zd_AAC_Dec_Config* config_inout,
                                   int32_t* length_inout, int32_t reserved) ZD_AAC_DEC_NOEXCEPT;
+
+/*
+ * Takes the few lines of text that the decoder would write to the standard error; null gives them back to it.
+ * For all threads; the writer may be called from any of them.
+ */
+typedef void (*Zd_AAC_Dec_ConsoleWriter)(const char* text);
+void Zd_AAC_Dec_SetConsole(Zd_AAC_Dec_ConsoleWriter writer) ZD_AAC_DEC_NOEXCEPT;
 
 #ifdef __cplusplus
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "aacdec/zd_aac_dec.h"
@@ -177,14 +178,23 @@ TEST(Configuration, CountsTheBytesOfTheRecordAlone) {
   EXPECT_EQ(get_config(writer.bytes(), 0).length, 2);
 }
 
+std::string console_text;
+
 TEST(Configuration, NamesAnObjectTypeThatItDoesNotKnow) {
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(get_config({0x0A, 0x10}, 0).status, ZD_AAC_DEC_ERR_FAILED);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "lObjectType = 1 =Failed at Zd_AAC_Dec_sParseRawConfigData\n");
-  testing::internal::CaptureStdout();
+  const std::string lines = "lObjectType = 1 =Failed at Zd_AAC_Dec_sParseRawConfigData\n";
+  const Bytes main_profile = {0x0A, 0x10};
+  console_text.clear();
+  Zd_AAC_Dec_SetConsole([](const char* text) { console_text += text; });
   EXPECT_EQ(get_config({0x12, 0x10}, 0).status, ZD_AAC_DEC_OK);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(console_text, "");
+  EXPECT_EQ(get_config(main_profile, 0).status, ZD_AAC_DEC_ERR_FAILED);
+  EXPECT_EQ(console_text, lines);
+
+  Zd_AAC_Dec_SetConsole(nullptr);
+  testing::internal::CaptureStderr();
+  get_config(main_profile, 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), lines);
+  EXPECT_EQ(console_text, lines);
 }
 
 // What the first frame adds to a record.
