@@ -35,11 +35,13 @@ aac_source="aevalsrc='0.3*sin(2*PI*(300+900*t)*t)+0.2*sin(2*PI*2500*t)+0.5*(rand
 ff -f lavfi -i "$aac_source:s=44100:d=1.2" -c:a aac -b:a 128k aac-lc-44k-stereo.aac
 ff -f lavfi -i "$aac_source:s=8000:d=2" -ac 1 -c:a aac -b:a 16k aac-lc-8k-mono.aac
 ff -f lavfi -i "$aac_source:s=96000:d=0.4" -c:a aac -b:a 160k aac-lc-96k-stereo.aac
-# Cut from the project's extra media, when they are there: HE-AAC comes from libfdk_aac, which Debian's ffmpeg lacks, and
-# its own encoder rarely finds a use for long term prediction.
-if [ -n "${ZDR_EXTRA_MEDIA:-}" ]; then
-  ff -ignore_editlist 1 -i "$ZDR_EXTRA_MEDIA/gen-aac-ltp-stereo.m4a" -c copy -frames:a 72 aac-ltp-44k-stereo.aac
-  ff -i "$ZDR_EXTRA_MEDIA/gen-heaac-v1-44k-stereo.aac" -c copy -t 1.8 he-aac-v1-stereo.aac
-  ff -i "$ZDR_EXTRA_MEDIA/gen-heaac-v1-24k-mono.aac" -c copy -t 2.5 he-aac-v1-mono.aac
-  ff -i "$ZDR_EXTRA_MEDIA/gen-heaac-v2-44k.aac" -c copy -t 2.5 he-aac-v2.aac
-fi
+# Long term prediction, SBR and parametric stereo, which ffmpeg's encoder has no or little use for: added to its LC
+# streams by a program of the tests (ninja -C BUILD make_aac_streams; ZDR_BUILD names the folder, default ../build/release).
+maker=${ZDR_BUILD:-../build/release}/bin/make_aac_streams
+core=$(mktemp --suffix=.aac)
+add() { ff -f lavfi -i "$aac_source:s=$3:d=$4" -ac "$5" -af volume=0.4 -c:a aac -b:a "$6" "$core" && "$maker" "$1" "$core" "$2"; }
+add ltp aac-ltp-44k-stereo.aac 44100 1.6 2 72k
+add sbr he-aac-v1-stereo.aac 22050 1.8 2 32k
+add sbr he-aac-v1-mono.aac 12000 2.5 1 12k
+add ps he-aac-v2.aac 22050 2.2 1 20k
+rm "$core"

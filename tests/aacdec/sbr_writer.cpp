@@ -146,7 +146,9 @@ int SbrFrameWriter::put_difference(BitWriter& w, std::span<const HuffmanCode> co
 void SbrFrameWriter::put_envelopes(BitWriter& w, SbrModel& model, const std::vector<int>& directions) {
   const Books books = envelope_books(model.coupled, model.amp_res);
   const int factor = model.coupled ? 2 : 1;
-  const int highest = factor * books.highest;
+  const Part& part = model.coupled ? balances : levels;
+  const int lowest = factor * part.lowest(books.highest);
+  const int highest = factor * part.highest(books.highest);
   model.envelope.clear();
   for (int e = 0; e < model.grid.envelope_count; ++e) {
     const bool high = model.grid.high_resolution[e];
@@ -161,13 +163,14 @@ void SbrFrameWriter::put_envelopes(BitWriter& w, SbrModel& model, const std::vec
         int reference = 0;
         while (reference + 1 < bands_before && before[reference + 1] <= borders[band]) ++reference;
         const int value = model.envelope_before[static_cast<size_t>(reference)];
-        values.push_back(put_difference(w, books.time, value, 0, highest, factor));
+        values.push_back(put_difference(w, books.time, value, lowest, highest, factor));
       } else if (band == 0) {
-        const int start = draw(std::min(books.highest + 1, 1 << books.start_bits));
+        const int start =
+            draw_between(lowest / factor, std::min(highest / factor, (1 << books.start_bits) - 1));
         w.put(static_cast<uint64_t>(start), books.start_bits);
         values.push_back(factor * start);
       } else {
-        values.push_back(put_difference(w, books.frequency, values.back(), 0, highest, factor));
+        values.push_back(put_difference(w, books.frequency, values.back(), lowest, highest, factor));
       }
     }
     model.high_before = high;
@@ -179,20 +182,22 @@ void SbrFrameWriter::put_envelopes(BitWriter& w, SbrModel& model, const std::vec
 void SbrFrameWriter::put_noise(BitWriter& w, SbrModel& model, const std::vector<int>& directions) {
   const Books books = noise_books(model.coupled);
   const int factor = model.coupled ? 2 : 1;
-  const int highest = factor * books.highest;
+  const Part& part = model.coupled ? balances : noise_floors;
+  const int lowest = factor * part.lowest(books.highest);
+  const int highest = factor * part.highest(books.highest);
   model.noise.clear();
   for (int floor = 0; floor < model.grid.noise_count; ++floor) {
     std::vector<int> values;
     for (int band = 0; band < bands_.noise_count; ++band) {
       if (directions[static_cast<size_t>(floor)] != 0) {
         const int value = model.noise_before[static_cast<size_t>(band)];
-        values.push_back(put_difference(w, books.time, value, 0, highest, factor));
+        values.push_back(put_difference(w, books.time, value, lowest, highest, factor));
       } else if (band == 0) {
-        const int start = draw(books.highest + 1);
+        const int start = draw_between(lowest / factor, highest / factor);
         w.put(static_cast<uint64_t>(start), books.start_bits);
         values.push_back(factor * start);
       } else {
-        values.push_back(put_difference(w, books.frequency, values.back(), 0, highest, factor));
+        values.push_back(put_difference(w, books.frequency, values.back(), lowest, highest, factor));
       }
     }
     std::copy(values.begin(), values.end(), model.noise_before.begin());

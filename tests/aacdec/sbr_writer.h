@@ -48,6 +48,18 @@ class SbrFrameWriter {
   SbrFrameWriter(std::mt19937& random, const SbrHeader& header, const SbrBandTables& bands)
       : random_(random), header_(header), bands_(bands) {}
 
+  // The part of their range that values are drawn from, in hundredths; narrower for streams that somebody
+  // listens to.
+  struct Part {
+    int low = 0;
+    int high = 100;
+    int lowest(int range) const { return range * low / 100; }
+    int highest(int range) const { return range * high / 100; }
+  };
+  Part levels;
+  Part balances;
+  Part noise_floors;
+
   // Random sbr_single_channel_element, without extended data.
   void put_single(BitWriter& w, SbrModel& model);
   // Random sbr_channel_pair_element.
@@ -65,6 +77,7 @@ class SbrFrameWriter {
   void put_harmonics(BitWriter& w, SbrModel& model);
   int put_difference(BitWriter& w, std::span<const HuffmanCode> codes, int value, int low, int high,
                      int factor);
+  int draw_between(int low, int high) { return low + draw(high - low + 1); }
   int draw(int count) { return static_cast<int>(random_() % static_cast<unsigned>(count)); }
 
   std::mt19937& random_;
