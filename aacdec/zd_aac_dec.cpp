@@ -1,4 +1,4 @@
-// The functions of zd_aac_dec.h that need no instance. None of what they call throws.
+// The functions of zd_aac_dec.h. None of what they call throws.
 #include "aacdec/zd_aac_dec.h"
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 #include "aacdec/audio_specific_config.h"
 #include "aacdec/bit_reader.h"
 #include "aacdec/channel_stream.h"
+#include "aacdec/decoder_instance.h"
 #include "aacdec/frame_probe.h"
 #include "aacdec/sampling_rates.h"
 #include "aacdec/stream_header.h"
@@ -136,4 +137,49 @@ int32_t Zd_AAC_Dec_GetFrameLength(const uint8_t* data, int32_t stream_kind, Zd_A
   const Bytes input = bytes(data, *length_inout);
   if (input.empty()) return ZD_AAC_DEC_OK;
   return status(measure_frame(input, stream_kind != ZD_AAC_DEC_STREAM_RAW, *config_inout, *length_inout));
+}
+
+int32_t Zd_AAC_Dec_Create(Zd_AAC_Dec_Instance** handle_out, int32_t mode) noexcept {
+  if (handle_out == nullptr) return ZD_AAC_DEC_ERR_NO_INSTANCE;
+  *handle_out = nullptr;
+  if (mode < ZD_AAC_DEC_MODE_CORE || mode > ZD_AAC_DEC_MODE_PS) return ZD_AAC_DEC_ERR_NO_INSTANCE;
+  *handle_out = create_instance(mode);
+  return *handle_out != nullptr ? ZD_AAC_DEC_OK : ZD_AAC_DEC_ERR_NO_INSTANCE;
+}
+
+int32_t Zd_AAC_Dec_Open(Zd_AAC_Dec_Instance** handle_out) noexcept {
+  return Zd_AAC_Dec_Create(handle_out, ZD_AAC_DEC_MODE_SBR);
+}
+
+int32_t Zd_AAC_Dec_SetConfig(Zd_AAC_Dec_Instance* instance, Zd_AAC_Dec_Config* config) noexcept {
+  if (instance == nullptr || config == nullptr) return ZD_AAC_DEC_ERR_FAILED;
+  Zd_AAC_Dec_Settings settings{};
+  settings.frame_length = config->frameLength;
+  settings.core_rate_hz = config->sampleRate;
+  settings.channels = config->channels;
+  settings.profile = config->profile;
+  settings.output_rate_hz = config->outputRate;
+  settings.extension = config->extension;
+  settings.single_rate = config->singleRate != 0 ? 1 : 0;
+  const int32_t result = instance->operations.configure(*instance, settings);
+  if (result != ZD_AAC_DEC_OK) return result;
+  config->outputRate = settings.output_rate_hz;
+  config->singleRate = settings.single_rate;
+  config->outputBytes = config->channels * kBytesPerChannel * (settings.single_rate != 0 ? 1 : 2);
+  return result;
+}
+
+int32_t Zd_AAC_Dec_Decode(Zd_AAC_Dec_Instance* instance, const uint8_t* input, int32_t* input_bytes_inout,
+                          int16_t* pcm_out, int32_t* pcm_bytes_inout) noexcept {
+  if (instance == nullptr || input_bytes_inout == nullptr || pcm_out == nullptr ||
+      pcm_bytes_inout == nullptr) {
+    return ZD_AAC_DEC_ERR_FAILED;
+  }
+  return instance->operations.decode(*instance, input, *input_bytes_inout, pcm_out, *pcm_bytes_inout);
+}
+
+int32_t Zd_AAC_Dec_Close(Zd_AAC_Dec_Instance* instance) noexcept {
+  if (instance == nullptr) return ZD_AAC_DEC_ERR_FAILED;
+  instance->operations.release(*instance);
+  return ZD_AAC_DEC_OK;
 }

@@ -2,8 +2,10 @@
  * Zd_AAC_Dec: decoder for AAC Low Complexity and Long Term Prediction streams of ISO/IEC 14496-3 and 13818-7,
  * mono or stereo, frames of 1024 samples, with SBR (HE-AAC) and parametric stereo (HE-AAC v2).
  *
- * The two functions here need no decoder instance. They parse, keep no state and may be called from any
- * thread at any time; each takes one block of working memory for the time of the call.
+ * Two functions, Zd_AAC_Dec_GetConfig and Zd_AAC_Dec_GetFrameLength, need no decoder instance. They parse,
+ * keep no state and may be called from any thread at any time; each takes one block of working memory for the
+ * time of the call. Decoding runs on an instance: Create (or Open), SetConfig, Decode once an access unit,
+ * Close. Instances know nothing of each other; one instance must not be used from two threads at once.
  *
  * Valid as C11 and C++20.
  */
@@ -23,7 +25,16 @@ enum {
   ZD_AAC_DEC_OK = 0,
   /* null argument; unsupported object type, rate, frame length, profile, channel count or extension;
      malformed or incomplete header or frame; frame longer than the bytes given; no memory for the call */
-  ZD_AAC_DEC_ERR_FAILED = -1
+  ZD_AAC_DEC_ERR_FAILED = -1,
+  ZD_AAC_DEC_ERR_NO_INSTANCE = -2,        /* no memory, no such mode, or no place to store the handle at */
+  ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL = -2002 /* the PCM buffer takes less than one output frame */
+};
+
+/* What an instance can do; each mode takes more memory than the one before. */
+enum {
+  ZD_AAC_DEC_MODE_CORE = 0, /* SBR is ignored */
+  ZD_AAC_DEC_MODE_SBR = 1,
+  ZD_AAC_DEC_MODE_PS = 2 /* SBR and parametric stereo */
 };
 
 /* Values of Zd_AAC_Dec_Config.extension. */
@@ -79,6 +90,48 @@ int32_t Zd_AAC_Dec_GetConfig(const uint8_t* data, int32_t* length_inout, Zd_AAC_
  */
 int32_t Zd_AAC_Dec_GetFrameLength(const uint8_t* data, int32_t stream_kind, Zd_AAC_Dec_Config* config_inout,
                                   int32_t* length_inout, int32_t reserved) ZD_AAC_DEC_NOEXCEPT;
+
+typedef struct Zd_AAC_Dec_Instance Zd_AAC_Dec_Instance;
+
+/*
+ * Makes an instance of `mode`, ZD_AAC_DEC_MODE_, in one block of memory; nothing is allocated afterwards.
+ * Returns ZD_AAC_DEC_OK or, with a null handle, ZD_AAC_DEC_ERR_NO_INSTANCE.
+ */
+int32_t Zd_AAC_Dec_Create(Zd_AAC_Dec_Instance** handle_out, int32_t mode) ZD_AAC_DEC_NOEXCEPT;
+
+/* Create with ZD_AAC_DEC_MODE_SBR. */
+int32_t Zd_AAC_Dec_Open(Zd_AAC_Dec_Instance** handle_out) ZD_AAC_DEC_NOEXCEPT;
+
+/*
+ * Begins a stream, also in the middle of another one, and enters into `config` what will come out:
+ * outputRate, singleRate and outputBytes, the size of one output frame. singleRate is 1 whenever the PCM has
+ * the core's rate. With SBR, an outputRate of 8000 or 16000 asks for that rate where a simple ratio leads to
+ * it; the rate entered is then still that of the decoder ahead of this conversion. Returns ZD_AAC_DEC_OK or,
+ * with the instance as it was, ZD_AAC_DEC_ERR_FAILED.
+ */
+int32_t Zd_AAC_Dec_SetConfig(Zd_AAC_Dec_Instance* instance, Zd_AAC_Dec_Config* config) ZD_AAC_DEC_NOEXCEPT;
+
+/*
+ * Decodes an access unit into interleaved 16-bit samples, one frame behind the input: the first call gives
+ * none, each later one the frame of the call before. A stream whose first access unit begins with an ADTS
+ * header has them throughout.
+ *
+ * input              raw_data_block or ADTS frame; null: it was lost. The held frame is given, or, call after
+ *                    call, a fading replacement. To drain a stream, one such call behind the last unit.
+ * input_bytes_inout  in: bytes of input; out: bytes consumed, those of one block where an ADTS frame has
+ * several pcm_out            room for one output frame (Zd_AAC_Dec_Config.outputBytes as entered by
+ * SetConfig), aligned to 16 bits pcm_bytes_inout    in: room in bytes; out: bytes written
+ *
+ * Returns ZD_AAC_DEC_OK; ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL, with nothing consumed; ZD_AAC_DEC_ERR_FAILED: null
+ * argument, no configuration, a first unit that is null, a damaged or unsupported unit, no ADTS header, or a
+ * change of the rate. Neither count is written then, and pcm_out holds nothing of use. Between lost units a
+ * damaged one counts as lost, with success.
+ */
+int32_t Zd_AAC_Dec_Decode(Zd_AAC_Dec_Instance* instance, const uint8_t* input, int32_t* input_bytes_inout,
+                          int16_t* pcm_out, int32_t* pcm_bytes_inout) ZD_AAC_DEC_NOEXCEPT;
+
+/* Frees the instance. ZD_AAC_DEC_ERR_FAILED when it is null. */
+int32_t Zd_AAC_Dec_Close(Zd_AAC_Dec_Instance* instance) ZD_AAC_DEC_NOEXCEPT;
 
 /*
  * Takes the few lines of text that the decoder would write to the standard error; null gives them back to it.

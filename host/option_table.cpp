@@ -21,6 +21,7 @@ const OptionRow kOptions[] = {
     {kPlay | kSamples, "--stop", "", "TIME", "", "end at TIME", &Options::stop},
     {kPlay | kSamples, "--only", "", "KIND", "audio video", "use only the audio or only the video pin",
      &Options::only},
+    {kPlay, "--decode", "", "", "", "decode AAC and write it as .wav", &Options::decode},
     {kPlay, "--force", "", "", "", "replace files that exist", &Options::force},
     {kPlay, "--strict", "", "", "", "exit with 1 instead of 3 when something was lost", &Options::strict},
     {kPlay | kSamples, "--allow-overlap", "", "", "",

@@ -23,6 +23,7 @@ struct Options {
   bool json = false;
   bool quiet = false;
   bool force = false;
+  bool decode = false;
   bool strict = false;
   bool allow_overlap = false;
 };

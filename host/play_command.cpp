@@ -77,7 +77,8 @@ ExitCode Playing::connect() {
       note(pin.name, "not played: it offers no media type (codec or configuration not supported)");
       continue;
     }
-    StreamRecorder& recorder = recorders_.emplace_back(stem, pin.name, options_.force, guard_);
+    StreamRecorder& recorder = recorders_.emplace_back(
+        stem, pin.name, StreamRecorder::Wishes{options_.force, options_.decode}, guard_);
     const HRESULT hr = player_.connect(pin, recorder, nullptr, nullptr);
     if (FAILED(hr)) {
       messages_.error(

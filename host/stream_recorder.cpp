@@ -5,9 +5,9 @@
 
 namespace zdr::host {
 
-StreamRecorder::StreamRecorder(std::filesystem::path stem_path, std::string pin_name, bool replace,
+StreamRecorder::StreamRecorder(std::filesystem::path stem_path, std::string pin_name, Wishes wishes,
                                DeliveryGuard& guard)
-    : stem_path_(std::move(stem_path)), pin_name_(std::move(pin_name)), replace_(replace), guard_(guard) {}
+    : stem_path_(std::move(stem_path)), pin_name_(std::move(pin_name)), wishes_(wishes), guard_(guard) {}
 
 bool StreamRecorder::fail(std::string reason) {
   error_ = std::move(reason);
@@ -15,11 +15,14 @@ bool StreamRecorder::fail(std::string reason) {
 }
 
 bool StreamRecorder::begin(Bytes first_sample) {
-  choice_ = choose_writer(type_, first_sample);
-  if (!choice_.writer) return fail("no file format for " + codec_name(type_));
+  choice_ = choose_writer(type_, first_sample, wishes_.decode);
+  if (!choice_.writer) {
+    return fail(wishes_.decode && is_aac_access_units(type_) ? "the decoder does not support this AAC stream"
+                                                             : "no file format for " + codec_name(type_));
+  }
   std::filesystem::path path = stem_path_;
   path += "." + pin_name_ + "." + choice_.extension;
-  output_ = std::make_unique<OutputFile>(path, replace_);
+  output_ = std::make_unique<OutputFile>(path, wishes_.replace);
   if (!output_->open() || !choice_.writer->begin(*output_)) return fail(output_->error());
   return true;
 }

@@ -17,7 +17,11 @@ namespace zdr::host {
 class StreamRecorder final : public SampleConsumer {
  public:
   // Writes STEM.PIN.EXT; the extension is known with the first sample.
-  StreamRecorder(std::filesystem::path stem_path, std::string pin_name, bool replace, DeliveryGuard& guard);
+  struct Wishes {
+    bool replace = false;  // a file that exists
+    bool decode = false;   // AAC to PCM
+  };
+  StreamRecorder(std::filesystem::path stem_path, std::string pin_name, Wishes wishes, DeliveryGuard& guard);
 
   // After the connection, before the first sample.
   void set_type(const CMediaType& type) { type_ = type; }
@@ -44,7 +48,7 @@ class StreamRecorder final : public SampleConsumer {
 
   std::filesystem::path stem_path_;
   std::string pin_name_;
-  bool replace_;
+  Wishes wishes_;
   DeliveryGuard& guard_;
   CMediaType type_;
   WriterChoice choice_;

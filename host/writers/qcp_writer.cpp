@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/writers/big_endian.h"
+#include "host/writers/riff_header.h"
 
 namespace zdr::host {
 namespace {
@@ -21,28 +22,7 @@ constexpr uint16_t kFrameSamples = 160;  // 20 ms at 8000 Hz
 constexpr uint16_t kSampleRate = 8000;
 constexpr uint16_t kSampleBits = 16;
 
-// A RIFF header under construction: little-endian numbers one after the other.
-class HeaderBuilder {
- public:
-  void text(std::string_view value) { bytes_.insert(bytes_.end(), value.begin(), value.end()); }
-  void u8(uint8_t value) { bytes_.push_back(value); }
-  void u16(uint16_t value) {
-    u8(static_cast<uint8_t>(value));
-    u8(static_cast<uint8_t>(value >> 8));
-  }
-  void u32(uint32_t value) {
-    const auto bytes = le32(value);
-    bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
-  }
-  void raw(Bytes value) { bytes_.insert(bytes_.end(), value.begin(), value.end()); }
-  void zeros(size_t count) { bytes_.insert(bytes_.end(), count, 0); }
-  const std::vector<uint8_t>& bytes() const { return bytes_; }
-
- private:
-  std::vector<uint8_t> bytes_;
-};
-
-void append_format_chunk(HeaderBuilder& header, const QcpCodec& codec) {
+void append_format_chunk(RiffHeader& header, const QcpCodec& codec) {
   header.text("fmt ");
   header.u32(kFormatChunkBytes);
   header.u8(1);  // major version
@@ -86,7 +66,7 @@ const QcpCodec kEvrcCodec = {
     5};
 
 bool QcpWriter::begin(OutputFile& file) {
-  HeaderBuilder header;
+  RiffHeader header;
   header.text("RIFF");
   header.u32(0);
   header.text("QLCM");

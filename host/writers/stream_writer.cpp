@@ -6,6 +6,7 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/writers/adts_writer.h"
+#include "host/writers/decoded_aac_writer.h"
 #include "host/writers/qcp_writer.h"
 #include "host/writers/video_writers.h"
 
@@ -54,9 +55,15 @@ bool is_aac(const GUID& subtype) {
   return std::find(std::begin(known), std::end(known), subtype) != std::end(known);
 }
 
+WriterChoice choose_decoder(Bytes audio_specific_config, Bytes first_sample) {
+  auto writer = std::make_unique<DecodedAacWriter>(audio_specific_config, first_sample);
+  if (!writer->is_usable()) return {};
+  return {"wav", std::move(writer)};
+}
+
 }  // namespace
 
-WriterChoice choose_writer(const AM_MEDIA_TYPE& type, Bytes first_sample) {
+WriterChoice choose_writer(const AM_MEDIA_TYPE& type, Bytes first_sample, bool decode) {
   using namespace mp4source;
   if (type.subtype == kSubtypeAvc) return {"h264", std::make_unique<AnnexBWriter>(video_extra(type))};
   if (type.subtype == kSubtypeMpeg4Visual)
@@ -66,7 +73,10 @@ WriterChoice choose_writer(const AM_MEDIA_TYPE& type, Bytes first_sample) {
   if (type.subtype == kSubtypeAmrWideBand) return {"awb", std::make_unique<MagicWriter>("#!AMR-WB\n")};
   if (type.subtype == kSubtypeQcelp) return {"qcp", std::make_unique<QcpWriter>(kQcelpCodec)};
   if (type.subtype == kSubtypeEvrc) return {"qcp", std::make_unique<QcpWriter>(kEvrcCodec)};
-  if (is_aac(type.subtype)) return {"aac", std::make_unique<AdtsWriter>(audio_specific_config(type))};
+  if (is_aac(type.subtype)) {
+    if (decode) return choose_decoder(audio_specific_config(type), first_sample);
+    return {"aac", std::make_unique<AdtsWriter>(audio_specific_config(type))};
+  }
   if (type.subtype == kSubtypeDolbyAc3) {
     return {is_eac3(first_sample) ? "eac3" : "ac3", std::make_unique<StreamWriter>()};
   }

@@ -46,7 +46,8 @@ struct WriterChoice {
   std::unique_ptr<StreamWriter> writer;  // null: no file format for this media type
 };
 
-// Chooses by media type; the first sample decides between formats that share a type (AC-3 and E-AC-3).
-WriterChoice choose_writer(const AM_MEDIA_TYPE& type, Bytes first_sample);
+// Chooses by media type; the first sample decides between formats that share a type (AC-3 and E-AC-3). With
+// `decode`, AAC becomes PCM; nothing when the decoder doesn't support it.
+WriterChoice choose_writer(const AM_MEDIA_TYPE& type, Bytes first_sample, bool decode);
 
 }  // namespace zdr::host

@@ -1,0 +1,68 @@
+// The decoder instance behind the public functions: one block of memory that begins with the table of what
+// can be done with it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "aacdec/adts_framing.h"
+#include "aacdec/frame_pipeline.h"
+#include "aacdec/zd_aac_dec.h"
+
+// What SetConfig hands to the configure operation.
+struct Zd_AAC_Dec_Settings {
+  int32_t frame_length;
+  int32_t core_rate_hz;
+  int32_t channels;
+  int32_t profile;
+  int32_t reserved;        // 0
+  int32_t output_rate_hz;  // in: asked for; out: actual
+  int32_t extension;
+  int32_t single_rate;  // in: 1 forbids that SBR doubles the rate; out: 1 when the output has the core's rate
+};
+
+// Six slots, of which three are not used.
+struct Zd_AAC_Dec_Operations {
+  int32_t (*decode)(Zd_AAC_Dec_Instance& instance, const uint8_t* input, int32_t& input_bytes, int16_t* pcm,
+                    int32_t& pcm_bytes);
+  void (*unused_1)();
+  void (*unused_2)();
+  void (*release)(Zd_AAC_Dec_Instance& instance);
+  int32_t (*configure)(Zd_AAC_Dec_Instance& instance, Zd_AAC_Dec_Settings& settings);
+  void (*unused_5)();
+};
+
+struct Zd_AAC_Dec_Instance {
+  enum class StartUp { kNotConfigured, kConfigured, kRunning };
+
+  // The parts may be null, see FramePipeline.
+  Zd_AAC_Dec_Instance(zdr::aacdec::SbrPart* sbr, zdr::aacdec::PsSynthesis* ps);
+
+  Zd_AAC_Dec_Operations operations;
+  StartUp start_up = StartUp::kNotConfigured;
+  zdr::aacdec::AdtsFraming framing;
+  zdr::aacdec::FramePipeline pipeline;
+};
+
+namespace zdr::aacdec {
+
+// Every part begins at a multiple of this.
+inline constexpr size_t kPartAlignment = 64;
+constexpr size_t part_bytes(size_t bytes) {
+  return (bytes + kPartAlignment - 1) / kPartAlignment * kPartAlignment;
+}
+inline constexpr size_t kSbrPartBytes = part_bytes(sizeof(SbrPart));
+inline constexpr size_t kPsPartBytes = part_bytes(sizeof(PsSynthesis));
+
+// Bytes of an instance of `mode`: the core decoder, then with SBR its two channels, then parametric stereo.
+constexpr size_t instance_bytes(int32_t mode) {
+  size_t bytes = sizeof(Zd_AAC_Dec_Instance);
+  if (mode >= ZD_AAC_DEC_MODE_SBR) bytes += kSbrPartBytes;
+  if (mode >= ZD_AAC_DEC_MODE_PS) bytes += kPsPartBytes;
+  return bytes;
+}
+
+// Null without memory. Freed by its release operation.
+Zd_AAC_Dec_Instance* create_instance(int32_t mode);
+
+}  // namespace zdr::aacdec

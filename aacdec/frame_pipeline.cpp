@@ -1,0 +1,149 @@
+// See frame_pipeline.h.
+#include "aacdec/frame_pipeline.h"
+
+#include <algorithm>
+
+namespace zdr::aacdec {
+namespace {
+
+constexpr int kDamaged = -1;
+
+// A single channel stands at the even places of a stereo buffer.
+void duplicate_channel(int16_t* pcm, int samples) {
+  for (int i = 0; i < samples; ++i) pcm[2 * i + 1] = pcm[2 * i];
+}
+
+}  // namespace
+
+void FramePipeline::configure(const PipelineSettings& settings, const StreamFormat& format,
+                              int32_t core_rate_hz) {
+  settings_ = settings;
+  context_.keep_values = true;
+  std::fill(std::begin(context_.tags), std::end(context_.tags), kNoTag);
+  losses_.lost = 0;
+  // The fade of an earlier stream goes on in a stream without SBR.
+  if (settings.with_sbr) losses_.level = 0;
+  holds_frame_ = false;
+  stored_ = 0;
+  core_.reset();
+  for (ResamplerState& resampler : resampler_) resampler = {};
+  context_.format = format;
+  core_rate_hz_ = core_rate_hz;
+  begin_sbr(core_rate_hz);
+}
+
+void FramePipeline::set_format(const StreamFormat& format, int32_t core_rate_hz) {
+  context_.format = format;
+  if (core_rate_hz == core_rate_hz_) return;
+  core_rate_hz_ = core_rate_hz;
+  begin_sbr(core_rate_hz);
+}
+
+// Without SBR in the stream's settings, its payloads are passed over.
+void FramePipeline::begin_sbr(int32_t core_rate_hz) {
+  context_.sbr = settings_.with_sbr ? &sbr_->parser : nullptr;
+  if (!settings_.with_sbr) return;
+  sbr_->parser = SbrParser(core_rate_hz);
+}
+
+int FramePipeline::decode(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm) {
+  if (losses_.lost > 0) return decode_after_loss(input, reader, pcm);
+  const int samples = holds_frame_ ? synthesise_held(pcm) : 0;
+  const size_t start = static_cast<size_t>(reader.bytes_read());
+  // A damaged block leaves its silent remains in the held record, for the next call to synthesise; the store
+  // keeps the last good one.
+  if (!parse(reader, held())) return kDamaged;
+  keep(input.subspan(start, static_cast<size_t>(reader.bytes_read()) - start));
+  losses_.recover();
+  holds_frame_ = true;
+  return samples;
+}
+
+int FramePipeline::decode_after_loss(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm) {
+  const BitReader saved = reader;
+  if (!parse(reader, spare())) {
+    reader = saved;
+    return conceal_further(pcm);
+  }
+  const bool long_gap = losses_.is_long_gap();
+  losses_.recover();
+  parse_store_again();
+  const bool bridged = !long_gap && held().channel_count == spare().channel_count;
+  if (bridged) bridge(held(), spare());
+  const int samples = synthesise(held(), bridged ? 0 : losses_.level, pcm);
+  held_index_ = 1 - held_index_;
+  const size_t start = static_cast<size_t>(saved.bytes_read());
+  keep(input.subspan(start, static_cast<size_t>(reader.bytes_read()) - start));
+  return samples;
+}
+
+int FramePipeline::conceal(int16_t* pcm) {
+  if (losses_.lost > 0) return conceal_further(pcm);
+  const int samples = synthesise_held(pcm);
+  losses_.lose();
+  return samples;
+}
+
+int FramePipeline::conceal_further(int16_t* pcm) {
+  losses_.lose();
+  parse_store_again();
+  return synthesise(held(), losses_.level, pcm);
+}
+
+// A frame as it arrived. After a long gap the first ones are still faded.
+int FramePipeline::synthesise_held(int16_t* pcm) {
+  return synthesise(held(), losses_.level > LossCounters::kAudibleLevel ? losses_.level : 0, pcm);
+}
+
+bool FramePipeline::parse(BitReader& reader, Frame& frame) {
+  // A damaged block must not bind the channels to tags that no good one has.
+  uint8_t tags[kMaxChannels];
+  std::copy(std::begin(context_.tags), std::end(context_.tags), tags);
+  if (parse_raw_data_block(reader, context_, frame).has_value() &&
+      reconstruct_spectra(frame, context_.format, core_)) {
+    reader.byte_align();
+    return true;
+  }
+  std::copy(std::begin(tags), std::end(tags), context_.tags);
+  silence(frame);
+  return false;
+}
+
+// Sets the held record up once more; its SBR data stay as they are, since their time differences must not be
+// added twice. A block that the store has cut gives silence.
+void FramePipeline::parse_store_again() {
+  BlockContext context = context_;
+  context.sbr = nullptr;
+  BitReader reader(store_, stored_);
+  if (parse_raw_data_block(reader, context, held()).has_value() &&
+      reconstruct_spectra(held(), context.format, core_)) {
+    return;
+  }
+  silence(held());
+}
+
+void FramePipeline::keep(std::span<const uint8_t> block) {
+  stored_ = std::min(block.size(), kStoreBytes);
+  std::copy_n(block.begin(), stored_, store_);
+}
+
+int FramePipeline::synthesise(Frame& frame, int fade_level, int16_t* pcm) {
+  fade(frame, fade_level);
+  int channels = synthesise_core(frame, core_, context_.format.profile, settings_.channels, pcm);
+  int samples = channels * kFrameLength;
+  if (settings_.output.resampling_class != 0) samples = convert_rate(channels, samples, pcm);
+  if (channels == settings_.channels) return samples;
+  duplicate_channel(pcm, samples);
+  return 2 * samples;
+}
+
+int FramePipeline::convert_rate(int channels, int samples, int16_t* pcm) {
+  int converted = 0;
+  for (int c = 0; c < channels; ++c) {
+    converted += resample(resampler_[c], settings_.output.resampling_class, pcm + c, samples / channels,
+                          settings_.channels);
+  }
+  return converted;
+}
+
+}  // namespace zdr::aacdec

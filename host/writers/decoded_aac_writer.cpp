@@ -1,0 +1,66 @@
+#include "host/writers/decoded_aac_writer.h"
+
+#include <bit>
+
+#include "host/writers/adts_writer.h"
+
+namespace zdr::host {
+
+static_assert(std::endian::native == std::endian::little, "samples are written as they stand in memory");
+
+DecodedAacWriter::DecodedAacWriter(Bytes audio_specific_config, Bytes first_sample) {
+  const std::vector<Bytes> units = split_aac_sample(first_sample);
+  if (!configure(audio_specific_config, units.empty() ? Bytes() : units.front())) decoder_.reset();
+}
+
+bool DecodedAacWriter::configure(Bytes audio_specific_config, Bytes first_unit) {
+  Zd_AAC_Dec_Config config{};
+  auto length = static_cast<int32_t>(audio_specific_config.size());
+  if (Zd_AAC_Dec_GetConfig(audio_specific_config.data(), &length, &config, 0, first_unit.data(),
+                           static_cast<int32_t>(first_unit.size())) != ZD_AAC_DEC_OK) {
+    return false;
+  }
+  Zd_AAC_Dec_Instance* instance = nullptr;
+  if (Zd_AAC_Dec_Create(&instance, ZD_AAC_DEC_MODE_PS) != ZD_AAC_DEC_OK) return false;
+  decoder_.reset(instance);
+  if (Zd_AAC_Dec_SetConfig(instance, &config) != ZD_AAC_DEC_OK) return false;
+  pcm_.resize(static_cast<size_t>(config.outputBytes) / sizeof(int16_t));
+  set_format({static_cast<uint32_t>(config.outputRate), static_cast<uint16_t>(config.channels)});
+  return true;
+}
+
+bool DecodedAacWriter::decode(Bytes unit, int32_t& pcm_bytes) {
+  auto unit_bytes = static_cast<int32_t>(unit.size());
+  pcm_bytes = static_cast<int32_t>(pcm_.size() * sizeof(int16_t));
+  return Zd_AAC_Dec_Decode(decoder_.get(), unit.empty() ? nullptr : unit.data(), &unit_bytes, pcm_.data(),
+                           &pcm_bytes) == ZD_AAC_DEC_OK;
+}
+
+bool DecodedAacWriter::write_pcm(OutputFile& file, int32_t pcm_bytes) {
+  return file.write({reinterpret_cast<const uint8_t*>(pcm_.data()), static_cast<size_t>(pcm_bytes)});
+}
+
+bool DecodedAacWriter::decode_unit(OutputFile& file, Bytes unit) {
+  int32_t pcm_bytes = 0;
+  if (decode(unit, pcm_bytes)) return write_pcm(file, pcm_bytes);
+  note_damage("access unit that cannot be decoded");
+  // The frame in its place keeps the sound in time with the picture. At the start there is none.
+  return !decode({}, pcm_bytes) || write_pcm(file, pcm_bytes);
+}
+
+bool DecodedAacWriter::write(OutputFile& file, Bytes sample) {
+  const std::vector<Bytes> units = split_aac_sample(sample);
+  if (units.empty()) note_damage("size table does not match its sample");
+  for (const Bytes unit : units) {
+    if (!decode_unit(file, unit)) return false;
+  }
+  return true;
+}
+
+bool DecodedAacWriter::finish(OutputFile& file) {
+  int32_t pcm_bytes = 0;
+  if (decode({}, pcm_bytes) && !write_pcm(file, pcm_bytes)) return false;
+  return WavWriter::finish(file);
+}
+
+}  // namespace zdr::host

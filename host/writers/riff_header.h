@@ -1,0 +1,33 @@
+// A RIFF header under construction: little-endian numbers one after the other.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "host/writers/big_endian.h"
+#include "host/writers/stream_writer.h"
+
+namespace zdr::host {
+
+class RiffHeader {
+ public:
+  void text(std::string_view value) { bytes_.insert(bytes_.end(), value.begin(), value.end()); }
+  void u8(uint8_t value) { bytes_.push_back(value); }
+  void u16(uint16_t value) {
+    u8(static_cast<uint8_t>(value));
+    u8(static_cast<uint8_t>(value >> 8));
+  }
+  void u32(uint32_t value) {
+    const auto bytes = le32(value);
+    bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+  }
+  void raw(Bytes value) { bytes_.insert(bytes_.end(), value.begin(), value.end()); }
+  void zeros(size_t count) { bytes_.insert(bytes_.end(), count, 0); }
+  const std::vector<uint8_t>& bytes() const { return bytes_; }
+
+ private:
+  std::vector<uint8_t> bytes_;
+};
+
+}  // namespace zdr::host
