@@ -15,7 +15,8 @@ HRESULT built_in_class_object(REFCLSID clsid, REFIID riid, void** ppv) noexcept;
 // which CoGetClassObject returns. Called from any thread.
 using ClassPathResolver = HRESULT (*)(REFCLSID clsid, std::string& path);
 
-// Replaces the resolver and returns the one before; nullptr brings back the original one.
+// Replaces the resolver and returns the one before; nullptr brings back the original one, which asks the
+// registry.
 ZDR_PLATFORM_API ClassPathResolver set_class_path_resolver(ClassPathResolver resolver) noexcept;
 
 // A class object straight from a module, without asking the resolver. The module is loaded when it is not yet

@@ -5,16 +5,13 @@
 #include <new>
 
 #include "class_modules.h"
+#include "class_paths.h"
 #include "module_table.h"
 
 namespace zdr::com {
 namespace {
 
-HRESULT resolve_nothing(REFCLSID, std::string&) {
-  return REGDB_E_CLASSNOTREG;
-}
-
-std::atomic<ClassPathResolver> class_path_resolver{&resolve_nothing};
+std::atomic<ClassPathResolver> class_path_resolver{&registered_class_path};
 
 // The one place where running out of memory inside the runtime becomes a status.
 template <class Work>
@@ -43,7 +40,7 @@ HRESULT load_module(const std::string& path, std::shared_ptr<Module>& module) {
 }  // namespace
 
 ClassPathResolver set_class_path_resolver(ClassPathResolver resolver) noexcept {
-  return class_path_resolver.exchange(resolver != nullptr ? resolver : &resolve_nothing);
+  return class_path_resolver.exchange(resolver != nullptr ? resolver : &registered_class_path);
 }
 
 HRESULT class_object_from_module(const std::string& path, REFCLSID clsid, REFIID riid, void** ppv) noexcept {

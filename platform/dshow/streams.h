@@ -3,6 +3,7 @@
 
 #include "amfilter.h"
 #include "combase.h"
+#include "dll_setup.h"
 #include "dshow.h"
 #include "mtype.h"
 #include "reftime.h"

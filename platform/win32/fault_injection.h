@@ -20,8 +20,9 @@ enum class FaultPoint : uint32_t {
   kMutexCreate,      // ERROR_NOT_ENOUGH_MEMORY 8
   kSemaphoreCreate,  // ERROR_NOT_ENOUGH_MEMORY 8
   kThreadCreate,     // ERROR_NOT_ENOUGH_MEMORY 8
-  kTaskAllocation,   // CoTaskMemAlloc and CoTaskMemRealloc give NULL; the last error is not touched
-  kHeapAllocation,   // heap of the layers above: their own status
+  kRegistryStep,    // ERROR_IO_DEVICE 1117 (returned, no last error); a step of loading or replacing its file
+  kTaskAllocation,  // CoTaskMemAlloc and CoTaskMemRealloc give NULL; the last error is not touched
+  kHeapAllocation,  // heap of the layers above: their own status
   kCount
 };
 

@@ -6,6 +6,7 @@
 #include "win32_files.h"
 #include "win32_interlocked.h"
 #include "win32_paths.h"
+#include "win32_registry.h"
 #include "win32_sync.h"
 #include "win32_text.h"
 #include "win32_threads.h"

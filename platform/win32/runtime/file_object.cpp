@@ -46,10 +46,6 @@ DWORD error_or_none(int error) noexcept {
 
 }  // namespace
 
-Descriptor::~Descriptor() {
-  if (number_ >= 0) close(number_);
-}
-
 FileObject::FileObject(Descriptor descriptor, FileRights rights, bool seekable, bool read_ahead,
                        ShareLease lease) noexcept
     : KernelObject(kKind),

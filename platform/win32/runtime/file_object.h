@@ -6,31 +6,13 @@
 #include <optional>
 #include <string>
 
+#include "platform/win32/runtime/descriptor.h"
 #include "platform/win32/runtime/kernel_object.h"
 #include "platform/win32/runtime/read_ahead.h"
 #include "platform/win32/runtime/share_modes.h"
 #include "platform/win32/win32_files.h"
 
 namespace zdr::platform {
-
-// A descriptor that closes itself.
-class Descriptor {
- public:
-  Descriptor() noexcept = default;
-  explicit Descriptor(int number) noexcept : number_(number) {}
-  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-  }
-  ~Descriptor();
-
-  int get() const noexcept { return number_; }
-  explicit operator bool() const noexcept { return number_ >= 0; }
-
- private:
-  int number_ = -1;
-};
 
 struct FileRights {
   bool read = false;

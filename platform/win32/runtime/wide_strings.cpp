@@ -4,16 +4,10 @@
 #include <limits>
 #include <string>
 
+#include "platform/win32/runtime/fold_case.h"
 #include "platform/win32/win32_text.h"
 
 namespace {
-
-// ASCII and Latin-1 only: enough for the names and extensions that are compared without case here.
-WCHAR fold_case(WCHAR unit) {
-  const bool ascii_upper = unit >= u'A' && unit <= u'Z';
-  const bool latin_upper = unit >= 0xC0 && unit <= 0xDE && unit != 0xD7;
-  return ascii_upper || latin_upper ? static_cast<WCHAR>(unit + 0x20) : unit;
-}
 
 template <class Fold>
 int compare_units(LPCWSTR a, LPCWSTR b, Fold fold) {
@@ -54,7 +48,7 @@ int lstrcmpW(LPCWSTR a, LPCWSTR b) noexcept {
 }
 
 int lstrcmpiW(LPCWSTR a, LPCWSTR b) noexcept {
-  return compare_units(a, b, fold_case);
+  return compare_units(a, b, zdr::platform::fold_case);
 }
 
 LPWSTR lstrcpynW(LPWSTR target, LPCWSTR source, int size) noexcept {

@@ -4,12 +4,14 @@
 #include <unistd.h>
 #include <windows.h>
 
+#include <csignal>
 #include <iostream>
 #include <map>
 #include <sstream>
 #include <thread>
 
 #include "child_process.h"
+#include "platform/win32/fault_injection.h"
 #include "platform/win32/session.h"
 #include "share_rule.h"
 
@@ -45,6 +47,7 @@ class Worker {
     if (verb == "private-session") return set_private_session() ? TRUE : FALSE;
     if (verb == "churn") return create_and_delete(key, 1500);
     if (verb == "wait-on-thread") return wait_on_ended_thread(handle);
+    if (verb.starts_with("registry-")) return use_registry(verb, key, words);
     return 0xBADu;
   }
 
@@ -130,6 +133,47 @@ class Worker {
     DWORD result = WAIT_FAILED;
     std::thread([&] { result = WaitForSingleObject(handle, INFINITE); }).join();
     return result;
+  }
+
+  // fill PREFIX COUNT makes keys; set KEY TEXT; remove KEY; die STEP makes a key and dies at that step of it.
+  static DWORD use_registry(const std::string& verb, const std::string& key, std::istringstream& words) {
+    std::string rest;
+    words >> rest;
+    if (verb == "registry-fill") return fill_registry(key, std::stoi(rest));
+    if (verb == "registry-remove")
+      return static_cast<DWORD>(RegDeleteKeyW(HKEY_CURRENT_USER, wide(key).c_str()));
+    if (verb == "registry-die") return die_in_registry(std::stoi(key));
+    HKEY opened = nullptr;
+    RegOpenKeyExW(HKEY_CURRENT_USER, wide(key).c_str(), 0, KEY_SET_VALUE, &opened);
+    const LSTATUS status =
+        RegSetValueExW(opened, u"V", 0, REG_SZ, reinterpret_cast<const BYTE*>(wide(rest).c_str()),
+                       static_cast<DWORD>(rest.size() * 2 + 2));
+    RegCloseKey(opened);
+    return static_cast<DWORD>(status);
+  }
+
+  // Goes on behind the keys that are there already.
+  static DWORD fill_registry(const std::string& prefix, int count) {
+    DWORD failures = 0;
+    for (int i = 0; i < count; ++i) {
+      HKEY opened = nullptr;
+      const std::u16string name = wide(prefix + std::to_string(i));
+      if (RegCreateKeyW(HKEY_CURRENT_USER, name.c_str(), &opened) != ERROR_SUCCESS) ++failures;
+      RegCloseKey(opened);
+    }
+    return failures;
+  }
+
+  static DWORD die_in_registry(int step) {
+    static int left;
+    left = step;
+    set_fault_hook(
+        [](FaultPoint point, void*) {
+          if (point == FaultPoint::kRegistryStep && --left == 0) kill(getpid(), SIGKILL);
+          return false;
+        },
+        nullptr);
+    return static_cast<DWORD>(RegSetValueW(HKEY_CURRENT_USER, u"Before", REG_SZ, u"changed", 0));
   }
 
   std::map<std::string, HANDLE> handles_;

@@ -1,0 +1,132 @@
+// The module in the registry: the class and its filter, which the base classes enter, and the file name
+// extensions for which the filter is the source. Registering and unregistering go by two lists that differ;
+// entries of the media player stay for good.
+#include <streams.h>
+
+#include <iterator>
+#include <new>
+#include <span>
+#include <string>
+
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+
+namespace zdr::mp4source {
+namespace {
+
+constexpr WCHAR kSourceExtensions[] = u"Media Type\\Extensions";
+constexpr WCHAR kPlayerExtensions[] = u"SOFTWARE\\Microsoft\\MultiMedia\\WMPlayer\\Extensions";
+constexpr WCHAR kLibraryExtensions[] = u"SOFTWARE\\Microsoft\\MediaPlayer\\MLS\\Extensions";
+
+// The first entry stands for "no extension" and is not registered.
+constexpr WCHAR kRegistered[7][12] = {u"None", u"3gp", u"3gpp", u"3ga", u"3gpa", u"3gpa-drm", u"3g2"};
+
+// More than are registered: earlier versions, and other programs, made the rest.
+constexpr const WCHAR* kUnregistered[] = {u"mp4", u"mp4a", u"mp4a-drm", u"amr",  u"3gp",     u"3gpp",
+                                          u"3g2", u"3ga",  u"rec",      u"3gpa", u"3gpa-drm"};
+
+constexpr DWORD kPlayerRunTime = 7;
+constexpr DWORD kPlayerPermissions = 31;
+constexpr size_t kLongestTail = 11;  // "\.3gpa-drm" with its NUL
+
+class CreatedKey {
+ public:
+  CreatedKey(HKEY root, const WCHAR* path) noexcept
+      : status_(RegCreateKeyExW(root, path, 0, const_cast<LPWSTR>(u""), REG_OPTION_NON_VOLATILE,
+                                KEY_ALL_ACCESS, nullptr, &key_, nullptr)) {}
+  ~CreatedKey() {
+    if (key_ != nullptr) RegCloseKey(key_);
+  }
+  CreatedKey(const CreatedKey&) = delete;
+  CreatedKey& operator=(const CreatedKey&) = delete;
+
+  bool exists() const noexcept { return status_ == ERROR_SUCCESS; }
+
+  // Whether a value could be set changes nothing for the caller; without a key there is none.
+  void set_text(const WCHAR* name, const WCHAR* text) noexcept {
+    const int bytes = (lstrlenW(text) + 1) * static_cast<int>(sizeof(WCHAR));
+    set(name, REG_SZ, text, static_cast<DWORD>(bytes));
+  }
+  void set_number(const WCHAR* name, DWORD number) noexcept { set(name, REG_DWORD, &number, sizeof number); }
+
+ private:
+  void set(const WCHAR* name, DWORD type, const void* data, DWORD bytes) noexcept {
+    if (key_ != nullptr) RegSetValueExW(key_, name, 0, type, static_cast<const BYTE*>(data), bytes);
+  }
+
+  HKEY key_ = nullptr;
+  LSTATUS status_;
+};
+
+// Base key, "\.", extension. `path` has the room.
+const WCHAR* extension_key(std::u16string& path, const WCHAR* base, const WCHAR* extension) {
+  path.assign(base).append(u"\\.").append(extension);
+  return path.c_str();
+}
+
+HRESULT register_extension(std::u16string& path, const WCHAR* extension) {
+  {
+    WCHAR filter[CHARS_IN_GUID];
+    StringFromGUID2(kClsidSourceFilter, filter, CHARS_IN_GUID);
+    CreatedKey source(HKEY_CLASSES_ROOT, extension_key(path, kSourceExtensions, extension));
+    if (!source.exists()) return E_FAIL;
+    source.set_text(u"Source Filter", filter);
+  }
+  {
+    CreatedKey player(HKEY_LOCAL_MACHINE, extension_key(path, kPlayerExtensions, extension));
+    if (!player.exists()) {
+      OutputDebugStringW(u"Failed to create \n");
+      return E_FAIL;
+    }
+    player.set_number(u"RunTime", kPlayerRunTime);
+    player.set_number(u"Permissions", kPlayerPermissions);
+  }
+  // The media library is told when it can be; its key need not exist.
+  CreatedKey(HKEY_LOCAL_MACHINE, kLibraryExtensions).set_text(extension, u"video");
+  return S_OK;
+}
+
+// What was written before a failure stays.
+HRESULT register_extensions() {
+  std::u16string path;
+  path.reserve(std::size(kPlayerExtensions) + kLongestTail);
+  for (const auto& extension : std::span(kRegistered).subspan(1)) {
+    if (const HRESULT hr = register_extension(path, extension); FAILED(hr)) return hr;
+  }
+  return S_OK;
+}
+
+// Keys that are not there, or have sub keys, are passed over. Those of the media player are not touched.
+void unregister_extensions() {
+  std::u16string path;
+  path.reserve(std::size(kSourceExtensions) + kLongestTail);
+  for (const WCHAR* extension : kUnregistered) {
+    RegDeleteKeyW(HKEY_CLASSES_ROOT, extension_key(path, kSourceExtensions, extension));
+  }
+}
+
+}  // namespace
+}  // namespace zdr::mp4source
+
+extern "C" ZDR_MODULE_EXPORT HRESULT DllRegisterServer() {
+  const HRESULT hr = AMovieDllRegisterServer2(TRUE);
+  if (FAILED(hr)) {
+    OutputDebugStringW(u"DllRegister Failed");
+    return hr;
+  }
+  try {
+    return zdr::mp4source::register_extensions();
+  } catch (const std::bad_alloc&) {
+    return E_FAIL;
+  }
+}
+
+extern "C" ZDR_MODULE_EXPORT HRESULT DllUnregisterServer() {
+  const HRESULT hr = AMovieDllRegisterServer2(FALSE);
+  if (FAILED(hr)) return hr;
+  try {
+    zdr::mp4source::unregister_extensions();
+    return hr;
+  } catch (const std::bad_alloc&) {
+    return E_FAIL;
+  }
+}

@@ -1,0 +1,105 @@
+#include "dll_setup.h"
+
+#include <windows.h>
+
+#include <array>
+#include <cstddef>
+#include <new>
+#include <span>
+#include <string>
+
+#include "combase.h"
+#include "filter_setup.h"
+#include "platform/com/com_ptr.h"
+#include "platform/com/registry_key.h"
+#include "uuids.h"
+
+namespace {
+
+using zdr::com::class_key;
+using zdr::com::hresult_of;
+using zdr::com::OpenKey;
+
+std::span<const CFactoryTemplate> templates() noexcept {
+  return {g_Templates, static_cast<std::size_t>(g_cTemplates)};
+}
+
+// A path that is cut off would lead to another file.
+HRESULT module_path(std::u16string& path) {
+  std::array<WCHAR, 4096> buffer;
+  const DWORD length = GetModuleFileNameW(g_hInst, buffer.data(), static_cast<DWORD>(buffer.size()));
+  if (length == 0 || length == buffer.size()) return HRESULT_FROM_WIN32(GetLastError());
+  path.assign(buffer.data(), length);
+  return S_OK;
+}
+
+HRESULT register_class(const CFactoryTemplate& entry, const std::u16string& path) {
+  OpenKey key;
+  LSTATUS status = key.create(class_key(*entry.m_ClsID));
+  if (status == ERROR_SUCCESS) status = key.set_text(nullptr, entry.m_Name);
+  OpenKey server;
+  if (status == ERROR_SUCCESS) status = server.create(class_key(*entry.m_ClsID) + u"\\InprocServer32");
+  if (status == ERROR_SUCCESS) status = server.set_text(nullptr, path);
+  if (status == ERROR_SUCCESS) status = server.set_text(u"ThreadingModel", u"Both");
+  return hresult_of(status);
+}
+
+HRESULT register_classes() {
+  std::u16string path;
+  HRESULT hr = module_path(path);
+  for (const CFactoryTemplate& entry : templates()) {
+    if (SUCCEEDED(hr)) hr = register_class(entry, path);
+  }
+  return hr;
+}
+
+HRESULT unregister_classes() {
+  for (const CFactoryTemplate& entry : templates()) {
+    const LSTATUS status = RegDeleteTreeW(HKEY_CLASSES_ROOT, class_key(*entry.m_ClsID).c_str());
+    if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) return hresult_of(status);
+  }
+  return S_OK;
+}
+
+// The older mapper is asked for when the newer one cannot be had. No class here serves it; one that did would
+// be of no use, because its interface is not known.
+HRESULT create_mapper(zdr::com::ComPtr<IFilterMapper2>& mapper) {
+  const HRESULT hr = CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,
+                                      mapper.out_void());
+  if (SUCCEEDED(hr)) return hr;
+  zdr::com::ComPtr<IUnknown> older;
+  const HRESULT older_hr = CoCreateInstance(CLSID_FilterMapper, nullptr, CLSCTX_INPROC_SERVER,
+                                            IID_IFilterMapper, older.out_void());
+  return FAILED(older_hr) ? older_hr : E_UNEXPECTED;
+}
+
+HRESULT map_filters(BOOL register_server) {
+  zdr::com::ComPtr<IFilterMapper2> mapper;
+  HRESULT hr = create_mapper(mapper);
+  for (const CFactoryTemplate& entry : templates()) {
+    if (FAILED(hr) || entry.m_pAMovieSetup_Filter == nullptr) continue;
+    const auto map = register_server ? zdr::dshow::register_filter : zdr::dshow::unregister_filter;
+    hr = map(*mapper.get(), *entry.m_pAMovieSetup_Filter);
+  }
+  return hr;
+}
+
+HRESULT register_module(BOOL register_server) {
+  HRESULT hr = register_server ? register_classes() : S_OK;
+  if (FAILED(hr)) return hr;
+  const HRESULT apartment = CoInitialize(nullptr);
+  hr = map_filters(register_server);
+  CoFreeUnusedLibraries();
+  if (SUCCEEDED(apartment)) CoUninitialize();
+  return SUCCEEDED(hr) && !register_server ? unregister_classes() : hr;
+}
+
+}  // namespace
+
+HRESULT AMovieDllRegisterServer2(BOOL register_server) {
+  try {
+    return register_module(register_server);
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+}

@@ -1,0 +1,28 @@
+// The registry as text in the form in which registry editors export, for the file and for people.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/win32/runtime/registry/registry_tree.h"
+
+namespace zdr::platform {
+
+// The first place that is not understood.
+struct TextFault {
+  size_t line = 0;  // counted from 1
+  const char* reason = nullptr;
+};
+
+// Adds what the text says to `top`. UTF-8, UTF-16LE behind a byte order mark, or windows-1252 in the form
+// that begins with REGEDIT4. False, with `top` half filled, when a line cannot be read. Text that is blank
+// says nothing. Throws bad_alloc.
+bool read_export(std::string_view bytes, RegistryKey& top, TextFault& fault);
+
+// UTF-8; permanent keys are left out as long as they are empty.
+std::string write_export(const RegistryKey& top);
+
+inline constexpr std::u16string_view kExportHeader = u"Windows Registry Editor Version 5.00";
+inline constexpr std::u16string_view kOldExportHeader = u"REGEDIT4";
+
+}  // namespace zdr::platform

@@ -1,0 +1,187 @@
+// Loading the file when it has changed, and replacing it.
+#include "platform/win32/runtime/registry/registry_store.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <string_view>
+
+#include "platform/win32/fault_injection.h"
+#include "platform/win32/runtime/errno_map.h"
+#include "platform/win32/runtime/registry/store_path.h"
+#include "platform/win32/runtime/utf.h"
+#include "platform/win32/win32_error.h"
+
+namespace zdr::platform {
+
+namespace {
+
+// A key takes some eighty times the memory of the shortest text that makes one.
+constexpr size_t kLargestFile = 4u << 20;
+
+FileMark mark_of(const struct stat& info) noexcept {
+  return {info.st_dev, info.st_ino, info.st_size,
+          int64_t{info.st_mtim.tv_sec} * 1'000'000'000 + info.st_mtim.tv_nsec};
+}
+
+bool is_missing(int error) noexcept {
+  return error == ENOENT || error == ENOTDIR;
+}
+
+// One attempt of a system call that a test may let fail.
+template <class Call>
+ssize_t attempt(Call call) noexcept {
+  ssize_t result;
+  do {
+    if (should_fail(FaultPoint::kRegistryStep)) {
+      errno = EIO;
+      return -1;
+    }
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
+// All of the file from its start; one that grows beyond the limit meanwhile is cut there.
+DWORD read_all(int file, std::string& content) {
+  std::array<char, 16384> block;
+  while (content.size() < kLargestFile) {
+    const ssize_t got = attempt([&] { return read(file, block.data(), block.size()); });
+    if (got < 0) return error_from_errno(errno);
+    if (got == 0) break;
+    content.append(block.data(), static_cast<size_t>(got));
+  }
+  return NO_ERROR;
+}
+
+DWORD write_all(int file, std::string_view content) noexcept {
+  while (!content.empty()) {
+    const ssize_t put = attempt([&] { return write(file, content.data(), content.size()); });
+    if (put < 0) return error_from_errno(errno);
+    content.remove_prefix(static_cast<size_t>(put));
+  }
+  return NO_ERROR;
+}
+
+// A new file of this content, which must be on the disk before the file gets its name: a crash could leave an
+// empty file under it otherwise.
+DWORD write_fresh(const std::string& path, std::string_view content, Descriptor& file, FileMark& mark) {
+  unlink(path.c_str());  // of a process that died at it: whoever writes is alone
+  file = Descriptor(static_cast<int>(
+      attempt([&] { return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600); })));
+  if (!file) return path_error_from_errno(errno, path.c_str());
+  if (const DWORD error = write_all(file.get(), content); error != NO_ERROR) return error;
+  if (attempt([&] { return fchmod(file.get(), 0600); }) != 0) return error_from_errno(errno);
+  if (attempt([&] { return fsync(file.get()); }) != 0) return error_from_errno(errno);
+  struct stat info;
+  if (fstat(file.get(), &info) != 0) return error_from_errno(errno);
+  mark = mark_of(info);
+  return NO_ERROR;
+}
+
+// Makes the new name last. If that fails, a crash brings the old file back, which is whole as well.
+void sync_folder_of(const std::string& path) noexcept {
+  const size_t slash = path.rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened) fsync(opened.get());
+}
+
+void tell_debugger(const std::string& path, const TextFault& fault) {
+  const std::string text =
+      "zdr: " + path + ": line " + std::to_string(fault.line) + ": " + fault.reason + "\n";
+  OutputDebugStringW(utf16_file_name(text).c_str());
+}
+
+}  // namespace
+
+FILETIME RegistryStore::written() const noexcept {
+  constexpr int64_t kFrom1601To1970 = 116'444'736'000'000'000;  // in 100 ns
+  const auto time = static_cast<uint64_t>(mark_.number == 0 ? 0 : mark_.written_ns / 100 + kFrom1601To1970);
+  return {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
+}
+
+void RegistryStore::forget() noexcept {
+  loaded_ = false;
+  top_ = RegistryKey();
+}
+
+DWORD RegistryStore::fail(DWORD error, const char* reason, size_t line) {
+  forget();
+  fault_ = {line, reason};
+  if (error == ERROR_BADDB) tell_debugger(path_, fault_);
+  return error;
+}
+
+DWORD RegistryStore::load() {
+  std::string path;
+  const DWORD error = registry_path(path);
+  if (path != path_) loaded_ = false;
+  path_ = path;
+  if (error != NO_ERROR) return fail(error, "there is no home folder");
+  if (should_fail(FaultPoint::kRegistryStep)) return fail(ERROR_IO_DEVICE, nullptr);
+  struct stat info;
+  if (stat(path_.c_str(), &info) != 0) {
+    if (!is_missing(errno)) return fail(path_error_from_errno(errno, path_.c_str()), nullptr);
+    if (loaded_ && mark_ == FileMark()) return NO_ERROR;
+    forget();
+    add_permanent_keys(top_);
+    file_ = Descriptor();
+    mark_ = FileMark();
+    loaded_ = true;
+    return NO_ERROR;
+  }
+  if (loaded_ && mark_ == mark_of(info)) return NO_ERROR;
+  return read_file();
+}
+
+DWORD RegistryStore::read_file() {
+  // Not blocking: the name may be that of a pipe.
+  Descriptor file(open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  struct stat info;
+  if (!file || fstat(file.get(), &info) != 0)
+    return fail(path_error_from_errno(errno, path_.c_str()), nullptr);
+  if (!S_ISREG(info.st_mode)) return fail(ERROR_BADDB, "not a regular file");
+  if ((info.st_uid != geteuid() && info.st_uid != 0) || (info.st_mode & S_IWOTH) != 0)
+    return fail(ERROR_ACCESS_DENIED, "other users can write to it");
+  if (info.st_size > static_cast<off_t>(kLargestFile)) return fail(ERROR_FILE_TOO_LARGE, "larger than 4 MiB");
+
+  std::string content;
+  if (const DWORD error = read_all(file.get(), content); error != NO_ERROR) return fail(error, nullptr);
+  forget();
+  TextFault fault;
+  if (!read_export(content, top_, fault)) return fail(ERROR_BADDB, fault.reason, fault.line);
+  file_ = std::move(file);
+  mark_ = mark_of(info);
+  loaded_ = true;
+  return NO_ERROR;
+}
+
+DWORD RegistryStore::save() {
+  const std::string text = write_export(top_);
+  const DWORD error = text.size() > kLargestFile ? ERROR_NO_SYSTEM_RESOURCES : replace_file(text);
+  if (error != NO_ERROR) forget();
+  return error;
+}
+
+DWORD RegistryStore::replace_file(const std::string& text) {
+  const std::string path = final_path(path_);
+  const std::string fresh_path = path + ".tmp";
+  Descriptor fresh;
+  FileMark mark;
+  DWORD error = write_fresh(fresh_path, text, fresh, mark);
+  if (error == NO_ERROR && attempt([&] { return rename(fresh_path.c_str(), path.c_str()); }) != 0)
+    error = error_from_errno(errno);
+  if (error != NO_ERROR) {
+    unlink(fresh_path.c_str());
+    return error;
+  }
+  sync_folder_of(path);
+  file_ = std::move(fresh);
+  mark_ = mark;
+  return NO_ERROR;
+}
+
+}  // namespace zdr::platform
