@@ -38,9 +38,11 @@ class MemoryFile {
   void fail_call(uint64_t nth) { calls_left_ = nth; }
   bool has_failed() const { return has_failed_; }
 
+  // What the seek callback does.
+  int32_t seek(int32_t offset, int32_t whence);
+
  private:
   bool fails();
-  int32_t seek(int32_t offset, int32_t whence);
   uint32_t read(uint8_t* buffer, uint64_t count);
 
   std::span<const uint8_t> content_;

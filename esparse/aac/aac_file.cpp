@@ -1,0 +1,105 @@
+// See aac_file.h.
+#include "esparse/aac/aac_file.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include "esparse/aac/scan.h"
+
+namespace {
+
+using namespace zdr::aacf;
+using zdr::id3p::CallbackFile;
+
+// Every stream that can follow a tag begins with this byte.
+constexpr uint8_t kSyncByte = 0xFF;
+constexpr size_t kSearchBlock = 4096;
+
+uint32_t v2_tag_bytes(const ID3P_TagSet& tags) {
+  if (tags.v22 != nullptr) return tags.v22->size;
+  if (tags.v23 != nullptr) return tags.v23->size;
+  return tags.v24 != nullptr ? tags.v24->size : 0;
+}
+
+// From the position on.
+std::optional<uint32_t> find_sync_byte(const CallbackFile& file) {
+  const int32_t start = file.position();
+  if (start < 0) return std::nullopt;
+  std::array<uint8_t, kSearchBlock> block;
+  uint32_t block_start = static_cast<uint32_t>(start);
+  while (const uint32_t count = file.read(block)) {
+    const auto end = block.begin() + count;
+    const auto found = std::find(block.begin(), end, kSyncByte);
+    if (found != end) return block_start + static_cast<uint32_t>(found - block.begin());
+    block_start += count;
+  }
+  return std::nullopt;
+}
+
+uint32_t audio_bytes_of(const CallbackFile& file, const ID3P_TagSet& tags, const StreamDescription& stream) {
+  uint64_t others = ID3P_TotalTagBytes(&tags);
+  if (stream.kind != AACF_KIND_ADTS) others += stream.header_bytes;
+  const uint64_t size = file.size();
+  // Tags may overlap in a short file.
+  return static_cast<uint32_t>(size > others ? size - others : 0);
+}
+
+}  // namespace
+
+AACF_File::~AACF_File() {
+  if (is_open_) file_.close();
+  ID3P_FreeTags(&tags);
+}
+
+int32_t AACF_File::open(const char16_t* path, const AACF_OpenParams& params) {
+  if (!stream_.allocate()) return AACF_ERR_NO_MEMORY;
+  void* const handle = params.io->open(path, "rb");
+  if (handle == nullptr) return AACF_ERR_OPEN;
+  is_open_ = true;
+  file_ = CallbackFile(handle, *params.io);
+
+  const int32_t tag_status = ID3P_Parse(handle, params.io, &tags);
+  if (tag_status != ID3P_OK) return tag_status;
+  FileLayout layout;
+  if (!locate_stream(layout) || !stream_.begin(file_, layout)) return AACF_ERR_FAILED;
+  config = stream_.description().config;
+  if (!decoder.open(config)) return AACF_ERR_FAILED;
+  info = scan_stream(stream_, params.scan_limit, audio_bytes_of(file_, tags, stream_.description()));
+  stream_.keep_bitrate(info);
+  return AACF_OK;
+}
+
+// Kept: also without an ID3v2 tag there must be a byte 0xFF behind offset 10, although the stream begins at
+// 0. Behind a tag the stream begins with that byte, so of an ADIF or raw stream there the header is lost.
+bool AACF_File::locate_stream(FileLayout& layout) const {
+  const auto sync_byte = find_sync_byte(file_);
+  if (!sync_byte) return false;
+  layout.tag_end = v2_tag_bytes(tags);
+  layout.stream_start = layout.tag_end == 0 ? 0 : *sync_byte;
+  layout.trailing_bytes = tags.v1 != nullptr ? tags.v1->size : 0;
+  return true;
+}
+
+int32_t AACF_File::read_frame(AACF_FrameRequest& request) {
+  const int32_t status = go_to(request);
+  if (status != AACF_OK) return status;
+  const Bytes data = stream_.decodable();
+  return data.empty() ? AACF_ERR_END_OF_STREAM : extract_frame(data, request);
+}
+
+int32_t AACF_File::go_to(AACF_FrameRequest& request) {
+  if (info.bytes_scanned < info.audio_bytes && stream_.kind() == AACF_KIND_ADTS) {
+    return stream_.estimate_seek(request.number, info);
+  }
+  if (stream_.skip_to_frame(request.number)) return AACF_OK;
+  request.number = stream_.current_frame();
+  return AACF_ERR_FAILED;
+}
+
+int32_t AACF_File::extract_frame(Bytes data, AACF_FrameRequest& request) {
+  uint32_t consumed = 0;
+  if (!decoder.decode(data, consumed, request.pcm, request.size)) return AACF_ERR_FAILED;
+  stream_.step_over(consumed);
+  return AACF_OK;
+}

@@ -1,0 +1,64 @@
+// The frames of an open file one after the other, and going to the frame of a number.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "esparse/aac/aacf.h"
+#include "esparse/aac/frame_sync.h"
+#include "esparse/aac/stream_buffer.h"
+#include "esparse/aac/stream_kind.h"
+
+namespace zdr::aacf {
+
+// Where the parts of a file are, in bytes from its start.
+struct FileLayout {
+  uint32_t tag_end = 0;         // of the ID3v2 tag
+  uint32_t stream_start = 0;    // behind the tag, the first byte that can begin a header
+  uint32_t trailing_bytes = 0;  // at the end that are no audio
+};
+
+class FrameStream {
+ public:
+  // False when out of memory.
+  bool allocate() { return buffer_.allocate(); }
+
+  // Fills the buffer from the start of the stream and recognises its kind. False when it is none.
+  bool begin(const id3p::CallbackFile& file, const FileLayout& layout);
+
+  int32_t kind() const { return sync_.kind; }
+  const StreamDescription& description() const { return description_; }
+  // The first bytes of the stream.
+  Bytes head() const { return head_; }
+  void keep_bitrate(const AACF_StreamInfo& info);
+
+  // The number of the frame at the read position; 0 when that is unknown.
+  uint32_t current_frame() const { return current_frame_; }
+
+  // The length of the frame at the read position. False at the end, and where no frame is found.
+  bool find_frame(uint32_t& length);
+  void step_over(uint32_t length);
+  // The bytes read.
+  uint32_t refill() { return buffer_.refill(file_); }
+
+  bool skip_to_frame(uint32_t number);
+  // Of ADTS. Returns AACF_OK or a failure.
+  int32_t estimate_seek(uint32_t number, const AACF_StreamInfo& info);
+
+  // What a decoder gets. Nothing at the end of the audio.
+  Bytes decodable();
+
+ private:
+  bool rewind();
+
+  id3p::CallbackFile file_;
+  FileLayout layout_;
+  StreamDescription description_;
+  AACF_SyncState sync_;
+  std::array<uint8_t, 16> head_{};
+  StreamBuffer buffer_;
+  uint32_t current_frame_ = 1;
+};
+
+}  // namespace zdr::aacf

@@ -1,0 +1,38 @@
+// The part of the file that is in memory: read in large blocks, and topped up so that a whole frame and the
+// next header are always there.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "id3p/callback_file.h"
+
+namespace zdr::aacf {
+
+inline constexpr uint32_t AACF_STREAM_BUFFER_SIZE = 24576;
+inline constexpr uint32_t AACF_REFILL_THRESHOLD = 12288;
+
+class StreamBuffer {
+ public:
+  // False when out of memory.
+  bool allocate();
+
+  std::span<const uint8_t> unread() const { return {data_.get() + offset_, valid_}; }
+  uint32_t valid() const { return valid_; }
+  void advance(uint32_t count);
+
+  // Drops the content and reads a new one with one call.
+  void restart(const id3p::CallbackFile& file);
+  // Appends what fits, with one call. The bytes read.
+  uint32_t refill(const id3p::CallbackFile& file);
+  // The same, or 0 while enough is there.
+  uint32_t refill_when_low(const id3p::CallbackFile& file);
+
+ private:
+  std::unique_ptr<uint8_t[]> data_;
+  uint32_t offset_ = 0;
+  uint32_t valid_ = 0;
+};
+
+}  // namespace zdr::aacf

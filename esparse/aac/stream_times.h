@@ -1,0 +1,23 @@
+// Frames, bytes and times of a stream: plain arithmetic in double precision, results truncated.
+#pragma once
+
+#include <cstdint>
+
+#include "aacdec/zd_aac_dec.h"
+#include "esparse/aac/aacf.h"
+
+namespace zdr::aacf {
+
+// Truncates; what does not fit becomes the nearest that does.
+uint32_t truncated(double value);
+uint32_t saturated_sum(uint32_t base, double distance);
+
+// Of the frames scanned at open. 0 when there are none.
+double mean_frame_bytes(const AACF_StreamInfo& info);
+
+double duration_of_frames_ms(uint32_t frames, const Zd_AAC_Dec_Config& config);
+uint32_t stream_duration_ms(uint32_t frames, const Zd_AAC_Dec_Config& config);
+uint32_t frame_at_ms(uint32_t time_ms, const Zd_AAC_Dec_Config& config);
+uint64_t start_of_frame_ms(uint32_t number, const Zd_AAC_Dec_Config& config);
+
+}  // namespace zdr::aacf

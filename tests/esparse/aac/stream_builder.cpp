@@ -1,0 +1,79 @@
+#include "tests/esparse/aac/stream_builder.h"
+
+#include "tests/aacdec/block_writer.h"
+
+namespace zdr::aacf::test {
+namespace {
+
+using aacdec::test::BitWriter;
+namespace writer = aacdec::test;
+
+constexpr size_t kAdtsHeaderBytes = 7;
+constexpr size_t kLargestDataElement = 254;  // without a second count byte
+constexpr size_t kDataElementHeaderBits = 16;
+
+void put_data_element(BitWriter& w, size_t count, uint8_t filler) {
+  w.fields({{writer::kDse, 3}, {0, 4}, {1, 1}, {count, 8}}).align();
+  for (size_t i = 0; i < count; ++i) w.put(filler, 8);
+}
+
+}  // namespace
+
+Bytes silent_block(size_t size, int channels, uint8_t filler) {
+  BitWriter w;
+  if (channels == 1) {
+    writer::put_silent_sce(w, 0);
+  } else {
+    writer::put_silent_cpe(w);
+  }
+  // Bytes between the header of the next data element and the end element.
+  const auto room = [&w, size] { return size - 1 - (w.size() + kDataElementHeaderBits + 7) / 8; };
+  while (room() > kLargestDataElement) put_data_element(w, 200, filler);
+  put_data_element(w, room(), filler);
+  return writer::end_block(w);
+}
+
+Bytes adts_frame(size_t size, const AdtsFields& fields) {
+  BitWriter w;
+  w.fields({{0xFFF, 12},
+            {0, 1},
+            {0, 2},
+            {1, 1},
+            {1, 2},
+            {fields.sampling_index, 4},
+            {0, 1},
+            {fields.channels, 3}});
+  w.fields({{0, 4}, {size, 13}, {0x7FF, 11}, {0, 2}});
+  Bytes frame = w.bytes();
+  const Bytes block = silent_block(size - kAdtsHeaderBytes, static_cast<int>(fields.channels), fields.filler);
+  frame.insert(frame.end(), block.begin(), block.end());
+  return frame;
+}
+
+Bytes repeated(const Bytes& piece, size_t count) {
+  Bytes all;
+  all.reserve(piece.size() * count);
+  for (size_t i = 0; i < count; ++i) all.insert(all.end(), piece.begin(), piece.end());
+  return all;
+}
+
+Bytes adts_file(size_t frame_count, size_t frame_size) {
+  return repeated(adts_frame(frame_size), frame_count);
+}
+
+Bytes adif_header(const AdifFields& fields) {
+  BitWriter w;
+  w.put(0x41444946, 32).put(0, 3).put(fields.variable_rate ? 1 : 0, 1);
+  w.fields({{fields.bitrate, 23}, {0, 4}});
+  if (!fields.variable_rate) w.put(0, 20);
+  // program_config_element: one front element, object type LC.
+  w.fields({{0, 4}, {1, 2}, {fields.sampling_index, 4}, {1, 4}, {0, 4}, {0, 4}, {0, 2}, {0, 3}, {0, 4}});
+  w.put(0, 3).fields({{fields.channels == 2 ? 1u : 0u, 1}, {0, 4}});
+  return w.align().put(0, 8).bytes();
+}
+
+Bytes raw_header() {
+  return {2, 0x12, 0x10};
+}
+
+}  // namespace zdr::aacf::test

@@ -1,0 +1,37 @@
+// Builds AAC files of silent frames of chosen sizes, in each of the three kinds.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace zdr::aacf::test {
+
+using Bytes = std::vector<uint8_t>;
+
+// A raw_data_block of exactly `size` bytes (14 at least for one channel, 20 for two): silence, and data
+// elements full of `filler`.
+Bytes silent_block(size_t size, int channels = 2, uint8_t filler = 0x55);
+
+struct AdtsFields {
+  uint32_t sampling_index = 4;  // 44100 Hz
+  uint32_t channels = 2;
+  uint8_t filler = 0x55;
+};
+// A frame of `size` bytes with its header of seven.
+Bytes adts_frame(size_t size, const AdtsFields& fields = {});
+Bytes adts_file(size_t frame_count, size_t frame_size);
+
+struct AdifFields {
+  bool variable_rate = false;
+  uint32_t bitrate = 128000;
+  uint32_t sampling_index = 4;
+  int channels = 2;
+};
+Bytes adif_header(const AdifFields& fields = {});
+// A length byte and the AudioSpecificConfig of AAC LC, 44100 Hz, two channels.
+Bytes raw_header();
+
+Bytes repeated(const Bytes& piece, size_t count);
+
+}  // namespace zdr::aacf::test
