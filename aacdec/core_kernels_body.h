@@ -230,7 +230,8 @@ void mid_side(int32_t* left, int32_t* right, int count) {
 }
 
 [[gnu::always_inline]] inline Lanes clamp_to_sample(Lanes v) {
-  // 32767 - v and v + 32767 are negative outside the range; v has 27 bits.
+  // -32768 never comes out, as it never has. 32767 - v and v + 32767 are negative outside the range; v has
+  // 27 bits.
   const Lanes limit = broadcast(32767);
   const Lanes cut_above = select(sign_mask(limit - v), limit, v);
   return select(sign_mask(cut_above + limit), Lanes{} - limit, cut_above);

@@ -25,8 +25,8 @@ constexpr int32_t with_sign_of(uint32_t v, int32_t sign) {
 }
 
 // a * b / 2^31 on magnitudes from 16-bit halves; the product of the two low halves is left out, each of the
-// mixed products is cut on its own, and the sign comes last, so the result is cut towards zero and up to two
-// units short. The least value times itself is the least value; 0x7FFFFFFF squared is 0x7FFFFFFC.
+// mixed products is cut on its own, and the sign comes last, so the result is up to four units nearer to zero
+// than the product. The least value times itself is the least value; 0x7FFFFFFF squared is 0x7FFFFFFC.
 constexpr int32_t mul_q31(int32_t a, int32_t b) {
   const uint32_t a_bits = magnitude(a);
   const uint32_t b_bits = magnitude(b);
