@@ -1,17 +1,17 @@
 // `zdr info`: the pins of a file, what they offer and how long they are.
 #include <iostream>
-#include <nlohmann/json.hpp>
 
 #include "host/commands.h"
+#include "host/json_report.h"
 #include "host/media_type_text.h"
 #include "host/parsed_file.h"
 #include "host/source_player.h"
+#include "host/terminal.h"
 #include "host/time_text.h"
 
 namespace zdr::host {
 namespace {
 
-constexpr int kSchema = 1;
 constexpr const char* kNoType = "offers no media type: its codec or configuration is not supported";
 
 void print_text(const std::string& file, const SourcePlayer& player, const std::vector<std::string>& notes,
@@ -23,17 +23,32 @@ void print_text(const std::string& file, const SourcePlayer& player, const std::
   for (const std::string& note : notes) out << "  note: " << note << "\n";
 }
 
-nlohmann::ordered_json file_json(const std::string& file, const SourcePlayer& player,
-                                 const std::vector<std::string>& notes) {
-  nlohmann::ordered_json json{{"schema", kSchema}, {"file", file}, {"duration_100ns", player.duration()}};
+void add_file_json(nlohmann::ordered_json& json, const SourcePlayer& player) {
+  json["duration_100ns"] = player.duration();
   json["pins"] = nlohmann::ordered_json::array();
   for (const PinEntry& pin : player.pins()) {
     nlohmann::ordered_json entry{{"name", pin.name}, {"media_types", nlohmann::ordered_json::array()}};
     for (const CMediaType& type : pin.types) entry["media_types"].push_back(media_type_json(type));
     json["pins"].push_back(entry);
   }
+}
+
+// One file. `report` is null when words are wanted.
+ExitCode show_file(const std::string& file, Messages& messages, JsonReport* report, std::ostream& out) {
+  SourcePlayer player(file, messages);
+  const ExitCode loaded = player.load();
+  const bool open = loaded == ExitCode::kDone;
+  const std::vector<std::string> notes = open ? left_out_notes(file) : std::vector<std::string>();
+  if (report == nullptr) {
+    if (open) print_text(file, player, notes, out);
+    return loaded;
+  }
+  nlohmann::ordered_json json = begin_file_json(file, loaded);
+  if (open) add_file_json(json, player);
+  end_file_json(json, messages);
   json["warnings"] = notes;
-  return json;
+  report->add(std::move(json));
+  return loaded;
 }
 
 }  // namespace
@@ -41,19 +56,15 @@ nlohmann::ordered_json file_json(const std::string& file, const SourcePlayer& pl
 ExitCode run_info(const Options& options, std::ostream& out) {
   ExitCode worst = ExitCode::kDone;
   Messages messages(options.quiet);
+  JsonReport report(options.files.size());
   for (const std::string& file : options.files) {
-    SourcePlayer player(file, messages);
-    const ExitCode loaded = player.load();
-    worst = worse_of(worst, loaded);
-    if (loaded != ExitCode::kDone) continue;
-    const std::vector<std::string> notes = left_out_notes(file);
-    if (options.json) {
-      out << file_json(file, player, notes).dump(2, ' ', false, nlohmann::json::error_handler_t::replace)
-          << "\n";
-    } else {
-      print_text(file, player, notes, out);
+    if (interrupted()) {
+      worst = ExitCode::kInterrupted;
+      break;
     }
+    worst = worse_of(worst, show_file(file, messages, options.json ? &report : nullptr, out));
   }
+  if (options.json) report.print(out);
   return worst;
 }
 

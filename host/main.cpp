@@ -38,12 +38,13 @@ ExitCode dispatch(const Options& options) {
 }
 
 int run(int argc, const char* const* argv) {
+  survive_failed_writes();
   const ParsedLine line = parse_command_line(argc, argv);
-  if (!line.options) return static_cast<int>(line.exit_code);
-  const ExitCode code = dispatch(*line.options);
+  const ExitCode code = line.options ? dispatch(*line.options) : line.exit_code;
   std::cout.flush();
   if (std::cout) return static_cast<int>(code);
-  Messages(false).error({"", "", "standard output cannot be written", ""});
+  // A reader that went away (a pager, `head`) has seen what it wanted; it needs no words.
+  if (!stdout_reader_gone()) Messages(false).error({"", "", "standard output cannot be written", ""});
   return static_cast<int>(ExitCode::kCannotWrite);
 }
 

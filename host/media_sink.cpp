@@ -169,12 +169,19 @@ HRESULT MediaSink::render(IMediaSample& sample) {
     if (flushing_) return S_FALSE;
     if (streaming_state_ == State_Stopped) return VFW_E_WRONG_STATE;
   }
-  return consumer_.receive(sample) ? S_OK : S_FALSE;
+  if (consumer_.receive(sample)) return S_OK;
+  finish_stream();
+  return S_FALSE;
 }
 
 void MediaSink::mark_end_of_stream() {
   if (opens_ != nullptr) opens_->open();
   consumer_.end_of_stream();
+  finish_stream();
+}
+
+// A source sends no end of stream after a sample that was refused, so a refusal ends the stream here.
+void MediaSink::finish_stream() {
   {
     const std::lock_guard streaming(streaming_mutex_);
     end_of_stream_ = ready_ = true;

@@ -86,6 +86,7 @@ class MediaSink final : public CBaseFilter, public IAMFilterMiscFlags {
 
   HRESULT render(IMediaSample& sample);
   void mark_end_of_stream();
+  void finish_stream();
   void begin_flush();
   void end_flush();
   void announce_completion();  // EC_COMPLETE, once

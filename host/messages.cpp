@@ -37,6 +37,14 @@ constexpr NamedResult kNames[] = {
     {VFW_E_INVALID_FILE_FORMAT, "VFW_E_INVALID_FILE_FORMAT"},
 };
 
+std::string without_file(const Message& message) {
+  std::string line;
+  if (!message.place.empty()) line += message.place + ": ";
+  line += message.reason;
+  if (!message.status.empty()) line += " [" + message.status + "]";
+  return line;
+}
+
 }  // namespace
 
 std::string_view hresult_name(int32_t hr) {
@@ -53,12 +61,7 @@ std::string hresult_text(int32_t hr) {
 }
 
 std::string format_message(const Message& message) {
-  std::string line = "zdr: ";
-  if (!message.file.empty()) line += message.file + ": ";
-  if (!message.place.empty()) line += message.place + ": ";
-  line += message.reason;
-  if (!message.status.empty()) line += " [" + message.status + "]";
-  return line;
+  return "zdr: " + (message.file.empty() ? "" : message.file + ": ") + without_file(message);
 }
 
 void Messages::print(const Message& message) {
@@ -67,15 +70,19 @@ void Messages::print(const Message& message) {
 
 void Messages::error(const Message& message) {
   const std::lock_guard lock(mutex_);
+  errors_.push_back(without_file(message));
   print(message);
 }
 
 void Messages::note(const Message& message) {
   const std::lock_guard lock(mutex_);
-  Message short_form = message;
-  short_form.file.clear();
-  notes_.push_back(format_message(short_form).substr(5));
+  notes_.push_back(without_file(message));
   if (!quiet_) print(message);
+}
+
+std::vector<std::string> Messages::take_errors() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(errors_, {});
 }
 
 std::vector<std::string> Messages::take_notes() {

@@ -25,9 +25,10 @@ class Messages {
   explicit Messages(bool quiet) : quiet_(quiet) {}
 
   void error(const Message& message);
-  // Something left out on purpose or lost; kept for `taken_notes` and printed unless quiet.
+  // Something left out on purpose or lost; printed unless quiet.
   void note(const Message& message);
-  // The notes so far, as lines without the "zdr: FILE: " in front; clears them.
+  // What was said so far, as lines without the "zdr: FILE: " in front; clears it.
+  std::vector<std::string> take_errors();
   std::vector<std::string> take_notes();
 
  private:
@@ -35,6 +36,7 @@ class Messages {
 
   bool quiet_;
   std::mutex mutex_;
+  std::vector<std::string> errors_;
   std::vector<std::string> notes_;
 };
 

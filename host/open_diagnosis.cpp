@@ -103,6 +103,21 @@ OpenDiagnosis diagnose_iso(const std::string& file, int32_t load_result) {
 
 }  // namespace
 
+std::optional<OpenDiagnosis> diagnose_before_open(const std::string& file) {
+  if (to_utf8(to_wide(file)) != file) {
+    return OpenDiagnosis{ExitCode::kCannotOpen, "", "the name is not UTF-8 and cannot be passed on", ""};
+  }
+  std::error_code code;
+  switch (std::filesystem::status(file, code).type()) {
+    case std::filesystem::file_type::fifo:
+    case std::filesystem::file_type::character:
+    case std::filesystem::file_type::socket:
+      return OpenDiagnosis{ExitCode::kCannotOpen, "", "is a pipe or a device, which cannot be sought", ""};
+    default:
+      return std::nullopt;
+  }
+}
+
 OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
   const std::string status = hresult_text(load_result);
   if (load_result == VFW_E_NOT_FOUND) return {ExitCode::kCannotOpen, "", "no such file", status};

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "host/exit_code.h"
@@ -16,6 +17,9 @@ struct OpenDiagnosis {
   std::string status;  // numeric
 };
 
+// What the filter cannot be asked for: a pipe, a device or a socket (it cannot be sought, and opening a pipe
+// waits for its writer), and a name that does not survive the way through wide characters.
+std::optional<OpenDiagnosis> diagnose_before_open(const std::string& file);
 // `load_result` is what IFileSourceFilter::Load answered.
 OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result);
 

@@ -19,7 +19,7 @@ const OptionRow kOptions[] = {
     {kPlay | kSamples, "--start", "", "TIME", "", "begin at TIME: seconds (12.5) or h:mm:ss.mmm",
      &Options::start},
     {kPlay | kSamples, "--stop", "", "TIME", "", "end at TIME", &Options::stop},
-    {kPlay | kSamples, "--only", "", "KIND", "audio video", "use only the audio or only the video pin",
+    {kPlay | kSamples, "--only", "", "audio|video", "audio video", "use only the audio or only the video pin",
      &Options::only},
     {kPlay, "--decode", "", "", "", "decode AAC and write it as .wav", &Options::decode},
     {kPlay, "--force", "", "", "", "replace files that exist", &Options::force},

@@ -30,7 +30,8 @@ bool OutputFile::open() {
   }
   errno = 0;
   stream_.open(partial_path_, std::ios::binary | std::ios::trunc);
-  return stream_.is_open() || fail("cannot be created");
+  has_partial_ = stream_.is_open();
+  return has_partial_ || fail("cannot be created");
 }
 
 bool OutputFile::write(std::span<const uint8_t> bytes) {
@@ -59,7 +60,8 @@ bool OutputFile::commit() {
     return fail("was created by somebody else meanwhile");
   }
   std::filesystem::rename(partial_path_, final_path_, code);
-  if (!code) return true;
+  has_partial_ = static_cast<bool>(code);
+  if (!has_partial_) return true;
   errno = code.value();
   return fail("cannot be renamed");
 }

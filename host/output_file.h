@@ -30,7 +30,8 @@ class OutputFile {
 
   const std::filesystem::path& final_path() const { return final_path_; }
   const std::filesystem::path& partial_path() const { return partial_path_; }
-  bool is_open() const { return stream_.is_open(); }
+  // The partial file has been made by this run and is still there.
+  bool has_partial() const { return has_partial_; }
   uint64_t size() const { return size_; }
   // Why the last call failed, in plain words.
   const std::string& error() const { return error_; }
@@ -41,6 +42,7 @@ class OutputFile {
   std::filesystem::path final_path_;
   std::filesystem::path partial_path_;
   bool replace_;
+  bool has_partial_ = false;
   std::ofstream stream_;
   uint64_t size_ = 0;
   std::string error_;

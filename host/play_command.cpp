@@ -2,9 +2,9 @@
 #include <filesystem>
 #include <iostream>
 #include <list>
-#include <nlohmann/json.hpp>
 
 #include "host/commands.h"
+#include "host/json_report.h"
 #include "host/media_type_text.h"
 #include "host/parsed_file.h"
 #include "host/stream_recorder.h"
@@ -13,8 +13,6 @@
 
 namespace zdr::host {
 namespace {
-
-constexpr int kSchema = 1;
 
 std::filesystem::path as_path(const std::string& utf8) {
   return std::filesystem::path(utf8);
@@ -137,7 +135,7 @@ ExitCode Playing::finish(StreamRecorder& recorder, bool complete) {
   recorder.abandon();
   const OutputFile* output = recorder.output();
   std::string kept;
-  if (output != nullptr && std::filesystem::exists(output->partial_path())) {
+  if (output != nullptr && output->has_partial()) {
     kept = "what was written so far is kept as " + output->partial_path().string();
   }
   if (!recorder.error().empty()) {
@@ -175,22 +173,24 @@ ExitCode Playing::check_complete(const StreamRecorder& recorder) {
 }
 
 nlohmann::ordered_json Playing::json(ExitCode code) {
-  nlohmann::ordered_json json{{"schema", kSchema}, {"file", file_}, {"exit_code", static_cast<int>(code)}};
+  nlohmann::ordered_json json = begin_file_json(file_, code);
   json["streams"] = nlohmann::ordered_json::array();
   for (const StreamRecorder& recorder : recorders_) {
     nlohmann::ordered_json stream{{"pin", recorder.pin_name()},
                                   {"samples", recorder.samples()},
                                   {"payload_bytes", recorder.payload_bytes()}};
-    if (recorder.output() != nullptr) stream["output"] = recorder.output()->final_path().string();
+    const OutputFile* output = recorder.output();
+    if (recorder.complete()) stream["output"] = output->final_path().string();
+    if (output != nullptr && output->has_partial()) stream["partial"] = output->partial_path().string();
     json["streams"].push_back(stream);
   }
-  json["warnings"] = messages_.take_notes();
+  end_file_json(json, messages_);
   return json;
 }
 
 void Playing::print(std::ostream& out) const {
   for (const StreamRecorder& recorder : recorders_) {
-    if (recorder.output() == nullptr || !std::filesystem::exists(recorder.output()->final_path())) continue;
+    if (!recorder.complete()) continue;
     out << recorder.output()->final_path().string() << ": " << recorder.samples() << " samples, "
         << recorder.output()->size() << " bytes\n";
   }
@@ -208,18 +208,20 @@ ExitCode run_play(const Options& options, std::ostream& out) {
     }
   }
   ExitCode worst = ExitCode::kDone;
+  JsonReport report(options.files.size());
   for (const std::string& file : options.files) {
     Playing playing(file, options);
     ExitCode code = playing.run();
     if (code == ExitCode::kLoss && options.strict) code = ExitCode::kCannotOpen;
     worst = worse_of(worst, code);
     if (options.json) {
-      out << playing.json(code).dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+      report.add(playing.json(code));
     } else {
       playing.print(out);
     }
     if (code == ExitCode::kInterrupted) break;
   }
+  if (options.json) report.print(out);
   return worst;
 }
 

@@ -3,7 +3,6 @@
 #include <set>
 
 #include "host/module_loader.h"
-#include "host/open_diagnosis.h"
 
 namespace zdr::host {
 namespace {
@@ -42,6 +41,7 @@ SourcePlayer::~SourcePlayer() {
 }
 
 ExitCode SourcePlayer::load() {
+  if (const auto refused = diagnose_before_open(file_)) return explain(*refused);
   HRESULT hr = S_OK;
   source_ = create_source_filter(hr);
   if (!source_) {
@@ -52,13 +52,14 @@ ExitCode SourcePlayer::load() {
   ComPtr<IFileSourceFilter> loader;
   hr = source_->QueryInterface(IID_IFileSourceFilter, loader.out_void());
   if (SUCCEEDED(hr)) hr = loader->Load(to_wide(file_).c_str(), nullptr);
-  if (FAILED(hr)) {
-    const OpenDiagnosis diagnosis = diagnose_failed_open(file_, hr);
-    messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
-    return diagnosis.exit_code;
-  }
+  if (FAILED(hr)) return explain(diagnose_failed_open(file_, hr));
   collect_pins();
   return ExitCode::kDone;
+}
+
+ExitCode SourcePlayer::explain(const OpenDiagnosis& diagnosis) {
+  messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
+  return diagnosis.exit_code;
 }
 
 void SourcePlayer::collect_pins() {

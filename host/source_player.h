@@ -12,6 +12,7 @@
 #include "host/filter_graph.h"
 #include "host/media_sink.h"
 #include "host/messages.h"
+#include "host/open_diagnosis.h"
 #include "platform/com/com_ptr.h"
 
 namespace zdr::host {
@@ -51,6 +52,7 @@ class SourcePlayer {
   ExitCode play(const std::function<bool()>& on_slice);
 
  private:
+  ExitCode explain(const OpenDiagnosis& diagnosis);
   void collect_pins();
   ExitCode run_until_complete(const std::function<bool()>& on_slice);
 

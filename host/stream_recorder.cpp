@@ -50,8 +50,8 @@ void StreamRecorder::new_segment(REFERENCE_TIME start, REFERENCE_TIME) {
 bool StreamRecorder::finish() {
   if (!error_.empty()) return false;
   if (!output_) return true;
-  if (choice_.writer->finish(*output_) && output_->commit()) return true;
-  return fail(output_->error());
+  complete_ = choice_.writer->finish(*output_) && output_->commit();
+  return complete_ || fail(output_->error());
 }
 
 void StreamRecorder::abandon() {

@@ -39,6 +39,7 @@ class StreamRecorder final : public SampleConsumer {
   uint64_t payload_bytes() const { return payload_bytes_; }  // size tables not counted
   int64_t position() const { return position_; }             // 100 ns; any thread
   const std::string& error() const { return error_; }        // of the output; empty while all is well
+  bool complete() const { return complete_; }                // the file stands under its name
   const OutputFile* output() const { return output_.get(); }
   const StreamWriter* writer() const { return choice_.writer.get(); }
 
@@ -53,6 +54,7 @@ class StreamRecorder final : public SampleConsumer {
   CMediaType type_;
   WriterChoice choice_;
   std::unique_ptr<OutputFile> output_;
+  bool complete_ = false;
   uint64_t samples_ = 0;
   uint64_t payload_bytes_ = 0;
   int64_t segment_start_ = 0;

@@ -1,5 +1,6 @@
 #include "host/terminal.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -70,6 +71,16 @@ bool use_colour() {
 void catch_interrupts() {
   std::signal(SIGINT, on_interrupt);
   std::signal(SIGTERM, on_interrupt);
+}
+
+void survive_failed_writes() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
+bool stdout_reader_gone() {
+  pollfd output{STDOUT_FILENO, 0, 0};
+  return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
 }
 
 bool interrupted() {

@@ -13,6 +13,12 @@ bool use_colour();  // on a terminal and NO_COLOR not set
 void catch_interrupts();
 bool interrupted();
 
+// A pipe without a reader and a file at its size limit become failed writes instead of the end of the
+// process, so that partial files and exit codes stay right.
+void survive_failed_writes();
+// The reader of standard output has gone away.
+bool stdout_reader_gone();
+
 // Prints a line on standard error; a progress line that stands there is cleared first and comes back later.
 void print_line_to_terminal(const std::string& line);
 

@@ -1,0 +1,346 @@
+// The built program as its users meet it: files, exit codes, messages, signals, pipes and terminals.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <csignal>
+#include <nlohmann/json.hpp>
+
+#include "tests/host/zdr_process.h"
+#include "tests/support/temp_folder.h"
+
+namespace zdr::host {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+using tests::read_file;
+using tests::TempFolder;
+using tests::write_file;
+
+const std::string kTwoPins = ZDR_SAMPLES_DIR "/h263-amr.3gp";  // movie box behind the media
+const std::string kMovieFirst = ZDR_SAMPLES_DIR "/moov-first.3gp";
+constexpr const char* kAudioName = "h263-amr.Audio0.amr";
+constexpr const char* kVideoName = "h263-amr.Video0.h263";
+constexpr const char* kOldContent = "from an earlier run";
+
+std::vector<std::string> names_in(const std::filesystem::path& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    names.push_back(entry.path().filename());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+size_t lines_of(const std::string& text) {
+  return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// A pipe in the place where the video goes: the program stops in the middle of the play once the pipe is
+// full, which the stream (90 KB) is sure to make it, and goes on when it is read.
+class SlowVideo {
+ public:
+  explicit SlowVideo(const TempFolder& folder) : path_(folder / (std::string(kVideoName) + ".part")) {
+    EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  }
+  // Waits until the program has begun to write. What it wrote comes from `drain`.
+  void wait_for_begin() {
+    reader_ = std::make_unique<OpenFile>(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    char first = 0;
+    EXPECT_EQ(read(reader_->number(), &first, 1), 1);
+  }
+  std::string drain() { return read_until(reader_->number()); }
+
+ private:
+  std::filesystem::path path_;
+  std::unique_ptr<OpenFile> reader_;
+};
+
+TEST(ZdrPlay, WritesEachStreamAndNamesItOnStandardOutputAlone) {
+  const TempFolder folder;
+  const ZdrResult result = run_zdr({"play", kTwoPins, "-o", "new/folder"}, folder.path());
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.err, IsEmpty());
+  EXPECT_EQ(result.out,
+            "new/folder/h263-amr.Audio0.amr: 21 samples, 6438 bytes\n"
+            "new/folder/h263-amr.Video0.h263: 60 samples, 91655 bytes\n");
+  EXPECT_THAT(names_in(folder / "new/folder"), ElementsAre(kAudioName, kVideoName));
+  EXPECT_EQ(read_file(folder / "new/folder/h263-amr.Audio0.amr").substr(0, 6), "#!AMR\n");
+}
+
+struct Failure {
+  std::string name;
+  std::vector<std::string> arguments;
+  int exit_code;
+  std::string message;  // pattern of the one line, without "zdr: " in front
+};
+
+class ZdrFails : public testing::TestWithParam<Failure> {};
+
+// Files that are wrong each in its own way, in the folder where the program runs.
+void make_bad_files(const TempFolder& folder) {
+  const std::string movie_last = read_file(kTwoPins);
+  const std::string movie_first = read_file(kMovieFirst);
+  std::string wrong_size = movie_first;
+  const size_t track_header = wrong_size.find("tkhd");
+  wrong_size.replace(track_header - 4, 4, std::string("\0\0\0\3", 4));
+  write_file(folder / "empty.mp4", "");
+  write_file(folder / "wrong-size.3gp", wrong_size);
+  write_file(folder / "front.3gp", movie_last.substr(0, movie_last.size() / 2));
+  write_file(folder / "cut.3gp", movie_first.substr(0, movie_first.size() / 2));
+  write_file(folder / "notes.txt", "text");
+  std::filesystem::create_directory(folder / "folder.mp4");
+  std::filesystem::create_symlink("gone.mp4", folder / "link.mp4");
+  EXPECT_EQ(mkfifo((folder / "pipe.mp4").c_str(), 0600), 0);
+}
+
+TEST_P(ZdrFails, WithOneLineAndItsExitCode) {
+  const TempFolder folder;
+  make_bad_files(folder);
+  const ZdrResult result = run_zdr(GetParam().arguments, folder.path());
+  EXPECT_EQ(result.exit_code, GetParam().exit_code);
+  EXPECT_THAT(result.err, MatchesRegex("zdr: " + GetParam().message + "\n"));
+  EXPECT_EQ(lines_of(result.err), 1u);
+  EXPECT_TRUE(result.out.empty() || GetParam().message.find("cut off") != std::string::npos) << result.out;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, ZdrFails,
+    testing::Values(
+        Failure{"NotFound", {"play", "gone.mp4"}, 1, "gone.mp4: no such file \\[0x80040216\\]"},
+        Failure{"DanglingLink", {"info", "link.mp4"}, 1, "link.mp4: no such file .*"},
+        Failure{"Folder", {"play", "folder.mp4"}, 1, "folder.mp4: is a folder .*"},
+        Failure{
+            "Pipe", {"samples", "pipe.mp4"}, 1, "pipe.mp4: is a pipe or a device, which cannot be sought"},
+        Failure{"Empty", {"play", "empty.mp4"}, 1, "empty.mp4: damaged: no movie box .* \\[-7033\\]"},
+        Failure{"FrontHalf", {"samples", "front.3gp"}, 1, "front.3gp: damaged: no movie box .*"},
+        Failure{"BoxSize",
+                {"info", "wrong-size.3gp"},
+                1,
+                "wrong-size.3gp: moov/trak.*tkhd.* at offset [0-9]+, size 3: damaged: .* \\[-7017\\]"},
+        Failure{"Extension", {"play", "notes.txt"}, 4, "notes.txt: unknown extension .*"},
+        Failure{"NoSuchPin",
+                {"play", ZDR_SAMPLES_DIR "/avc-bframes.mp4", "--only", "audio"},
+                4,
+                ".*: no stream that can be played"},
+        Failure{"Usage", {"play"}, 2, ".*--help.*"},
+        Failure{"UnknownOption", {"play", "a.mp4", "--slowly"}, 2, ".*--slowly.*"},
+        Failure{"StandardInput", {"play", "-"}, 2, ".*standard input cannot be sought.*"},
+        Failure{"NoFolder", {"play", kTwoPins, "-o", "notes.txt/x"}, 5, "notes.txt/x: is not a folder .*"},
+        Failure{"CutOff",
+                {"play", "cut.3gp", "--only", "video"},
+                3,
+                "cut.3gp: Video0: cut off: only [0-9]+ of [0-9]+ access units are in the file"},
+        Failure{
+            "CutOffStrict", {"play", "cut.3gp", "--only", "video", "--strict", "-o", "o"}, 1, ".*cut off.*"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(ZdrPlay, TellsTheWorstOfSeveralFilesAndPlaysTheRest) {
+  const TempFolder folder;
+  make_bad_files(folder);
+  const ZdrResult result = run_zdr({"play", "gone.mp4", "notes.txt", kTwoPins, "-q"}, folder.path());
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(lines_of(result.err), 2u);
+  EXPECT_TRUE(std::filesystem::exists(folder / kVideoName));
+}
+
+TEST(ZdrPlay, NeedsTheModule) {
+  ZdrSetup setup;
+  setup.arguments = {"info", kTwoPins};
+  setup.environment = {"ZDR_MODULE=/nowhere/module.so"};
+  const ZdrResult result = ZdrProcess(setup).finish();
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, HasSubstr("the filter module cannot be loaded"));
+}
+
+TEST(ZdrPlay, KeepsAnExistingFileAndEndsTheOtherStream) {
+  const TempFolder folder;
+  write_file(folder / kAudioName, kOldContent);
+  const ZdrResult result = run_zdr({"play", kTwoPins}, folder.path());
+  EXPECT_EQ(result.exit_code, 5);
+  EXPECT_THAT(result.err, AllOf(HasSubstr(": Audio0: "), HasSubstr(kAudioName), HasSubstr("exists already")));
+  EXPECT_EQ(lines_of(result.err), 1u);
+  EXPECT_THAT(result.out, AllOf(StartsWith(kVideoName), Not(HasSubstr(kAudioName))));
+  EXPECT_EQ(read_file(folder / kAudioName), kOldContent);
+  EXPECT_THAT(names_in(folder.path()), ElementsAre(kAudioName, kVideoName));
+
+  EXPECT_EQ(run_zdr({"play", kTwoPins, "--force"}, folder.path()).exit_code, 0);
+  EXPECT_EQ(std::filesystem::file_size(folder / kAudioName), 6438u);
+}
+
+TEST(ZdrPlay, FullDiskLeavesTheOldFileAndThePartialOne) {
+  const TempFolder folder;
+  write_file(folder / kVideoName, kOldContent);
+  std::filesystem::create_symlink("/dev/full", folder / (std::string(kVideoName) + ".part"));
+  const ZdrResult result = run_zdr({"play", kTwoPins, "--force"}, folder.path());
+  EXPECT_EQ(result.exit_code, 5);
+  EXPECT_THAT(result.err,
+              AllOf(HasSubstr(": Video0: "), HasSubstr("No space left"), HasSubstr(".h263.part")));
+  EXPECT_EQ(read_file(folder / kVideoName), kOldContent);
+  EXPECT_TRUE(std::filesystem::exists(folder / kAudioName));
+}
+
+TEST(ZdrPlay, FileSizeLimitIsAFailedWriteOfThatPinAlone) {
+  const TempFolder folder;
+  ZdrSetup setup;
+  setup.arguments = {"play", kTwoPins};
+  setup.folder = folder.path();
+  setup.largest_file = 20000;
+  const ZdrResult result = ZdrProcess(setup).finish();
+  EXPECT_EQ(result.exit_code, 5);
+  EXPECT_THAT(result.err, AllOf(HasSubstr("Video0"), HasSubstr("File too large")));
+  EXPECT_THAT(names_in(folder.path()), ElementsAre(kAudioName, std::string(kVideoName) + ".part"));
+}
+
+TEST(ZdrPlay, InterruptKeepsWhatWasWrittenAndStartsNothingMore) {
+  for (const int signal_number : {SIGINT, SIGTERM}) {
+    const TempFolder folder;
+    write_file(folder / kVideoName, kOldContent);
+    SlowVideo video(folder);
+    ZdrSetup setup;
+    setup.arguments = {"play", kTwoPins, kMovieFirst, "--force"};
+    setup.folder = folder.path();
+    ZdrProcess process(setup);
+    video.wait_for_begin();
+    process.send(signal_number);
+    video.drain();
+    const ZdrResult result = process.finish();
+    EXPECT_EQ(result.exit_code, 130);
+    EXPECT_THAT(result.err,
+                AllOf(HasSubstr(": Video0: what was written so far is kept as h263-amr.Video0.h263.part"),
+                      EndsWith(": interrupted\n")));
+    EXPECT_THAT(result.out, IsEmpty());
+    EXPECT_EQ(read_file(folder / kVideoName), kOldContent);
+    EXPECT_THAT(names_in(folder.path()), Not(testing::Contains(StartsWith("moov-first"))));
+  }
+}
+
+TEST(ZdrPlay, ShowsProgressOnATerminalOnly) {
+  const TempFolder quiet_folder;
+  const TempFolder file_folder;
+  const TempFolder folder;
+  SlowVideo quiet_video(quiet_folder);
+  SlowVideo file_video(file_folder);
+  SlowVideo video(folder);
+  int master = -1;
+  int terminal = -1;
+  int quiet_master = -1;
+  int quiet_terminal = -1;
+  ASSERT_EQ(openpty(&master, &terminal, nullptr, nullptr, nullptr), 0);
+  ASSERT_EQ(openpty(&quiet_master, &quiet_terminal, nullptr, nullptr, nullptr), 0);
+  const OpenFile screen(master);
+  const OpenFile quiet_screen(quiet_master);
+  OpenFile line(terminal);
+  OpenFile quiet_line(quiet_terminal);
+  // The two that must stay silent begin first, so that they run longer than the one that is seen to speak.
+  ZdrProcess quiet({{"play", kTwoPins, "-q"}, quiet_folder.path(), {}, -1, quiet_terminal, 0});
+  ZdrProcess to_file({{"play", kTwoPins}, file_folder.path(), {}, -1, -1, 0});
+  quiet_video.wait_for_begin();
+  file_video.wait_for_begin();
+  ZdrProcess shown({{"play", kTwoPins}, folder.path(), {}, -1, terminal, 0});
+  video.wait_for_begin();
+  line.close();
+  quiet_line.close();
+  EXPECT_THAT(read_until(screen.number(), " left"),
+              MatchesRegex("\r\x1b\\[Kh263-amr.3gp: +[0-9]+% 0:00:0[0-9.]+ [0-9.]+x, 0:[0-9:.]+ left"));
+  for (SlowVideo* each : {&video, &quiet_video, &file_video}) each->drain();
+  EXPECT_EQ(shown.finish().exit_code, 0);
+  EXPECT_EQ(quiet.finish().exit_code, 0);
+  EXPECT_THAT(to_file.finish().err, IsEmpty());
+  EXPECT_THAT(read_until(screen.number()), EndsWith("\r\x1b[K"));
+  EXPECT_THAT(read_until(quiet_screen.number()), IsEmpty());
+}
+
+TEST(ZdrOutput, UnwritableStandardOutputIsAFailure) {
+  const OpenFile full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  for (const auto& arguments : std::vector<std::vector<std::string>>{
+           {"info", kTwoPins}, {"samples", kTwoPins}, {"--help"}, {"completion", "bash"}}) {
+    ZdrSetup setup;
+    setup.arguments = arguments;
+    setup.out = full.number();
+    const ZdrResult result = ZdrProcess(setup).finish();
+    EXPECT_EQ(result.exit_code, 5) << arguments[0];
+    EXPECT_EQ(result.err, "zdr: standard output cannot be written\n") << arguments[0];
+  }
+}
+
+TEST(ZdrOutput, ReaderThatLeavesThePipeEndsTheProgramQuietly) {
+  int ends[2] = {-1, -1};
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  OpenFile reader(ends[0]);
+  const OpenFile writer(ends[1]);
+  reader.close();
+  ZdrSetup setup;
+  setup.arguments = {"samples", kTwoPins};
+  setup.out = writer.number();
+  const ZdrResult result = ZdrProcess(setup).finish();
+  EXPECT_EQ(result.exit_code, 5);
+  EXPECT_THAT(result.err, IsEmpty());
+}
+
+nlohmann::ordered_json parsed(const std::string& text) {
+  auto json = nlohmann::ordered_json::parse(text, nullptr, false);
+  EXPECT_FALSE(json.is_discarded()) << text;
+  EXPECT_TRUE(json.is_object() && json.begin().key() == "schema" && json.begin().value() == 1) << text;
+  return json;
+}
+
+TEST(ZdrJson, IsOneObjectWhateverHappens) {
+  const TempFolder folder;
+  make_bad_files(folder);
+  const std::string odd_name = "caf\xe9.mp4";  // not UTF-8
+  write_file(folder / odd_name, "");
+  write_file(folder / kAudioName, kOldContent);
+  for (const std::string command : {"play", "info"}) {
+    const auto one = parsed(run_zdr({command, "cut.3gp", "--json", "-q"}, folder.path()).out);
+    EXPECT_EQ(one.at("file"), "cut.3gp");
+    EXPECT_EQ(one.at("exit_code"), command == "play" ? 3 : 0);
+    EXPECT_TRUE(one.at("warnings").is_array());
+
+    const auto several = parsed(run_zdr({command, odd_name, kTwoPins, "--json"}, folder.path()).out);
+    EXPECT_EQ(several.at("files").at(0).at("file"), "caf\uFFFD.mp4");
+    EXPECT_EQ(several.at("files").at(0).at("exit_code"), 1);
+    EXPECT_THAT(several.at("files").at(0).at("errors").at(0), HasSubstr("not UTF-8"));
+    EXPECT_EQ(several.at("files").at(1).at("exit_code"), command == "play" ? 5 : 0);
+  }
+  const std::string played = run_zdr({"play", kMovieFirst, "--json", "--force"}, folder.path()).out;
+  EXPECT_EQ(played, run_zdr({"play", kMovieFirst, "--json", "--force"}, folder.path()).out);
+  const auto json = parsed(played);
+  EXPECT_EQ(json.at("streams").size(), 2u);
+  for (const auto& stream : json.at("streams")) {
+    EXPECT_TRUE(std::filesystem::exists(folder / stream.at("output").get<std::string>()));
+  }
+}
+
+TEST(ZdrJson, SamplesAreOneObjectALineEqualToTheTable) {
+  std::istringstream objects(run_zdr({"samples", kTwoPins, "--json"}).out);
+  std::istringstream rows(run_zdr({"samples", kTwoPins}).out);
+  std::string header;
+  std::getline(rows, header);
+  size_t count = 0;
+  for (std::string row, object; std::getline(rows, row); ++count) {
+    ASSERT_TRUE(std::getline(objects, object));
+    std::string joined;
+    const auto json = parsed(object);
+    for (const auto& [key, value] : json.items()) {
+      if (key == "schema") continue;
+      joined += (joined.empty() ? "" : ",") + (value.is_string() ? value.get<std::string>() : value.dump());
+    }
+    EXPECT_EQ(row, joined);
+  }
+  EXPECT_EQ(count, 81u);
+  EXPECT_TRUE(objects.peek() == EOF);
+}
+
+}  // namespace
+}  // namespace zdr::host
