@@ -67,8 +67,7 @@ int FramePipeline::decode_after_loss(std::span<const uint8_t> input, BitReader& 
   }
   const bool long_gap = losses_.is_long_gap();
   losses_.recover();
-  parse_store_again();
-  const bool bridged = !long_gap && held().channel_count == spare().channel_count;
+  const bool bridged = parse_store_again() && !long_gap && held().channel_count == spare().channel_count;
   if (bridged) bridge(held(), spare());
   const int samples = synthesise(held(), bridged ? 0 : losses_.level, pcm);
   held_index_ = 1 - held_index_;
@@ -110,16 +109,19 @@ bool FramePipeline::parse(BitReader& reader, Frame& frame) {
 }
 
 // Sets the held record up once more; its SBR data stay as they are, since their time differences must not be
-// added twice. A block that the store has cut gives silence.
-void FramePipeline::parse_store_again() {
+// added twice. A block that the store has cut gives silence, under the windows that it had.
+bool FramePipeline::parse_store_again() {
+  const IcsInfo windows[kMaxChannels] = {held().channel[0].ics, held().channel[1].ics};
   BlockContext context = context_;
   context.sbr = nullptr;
   BitReader reader(store_, stored_);
   if (parse_raw_data_block(reader, context, held()).has_value() &&
       reconstruct_spectra(held(), context.format, core_)) {
-    return;
+    return true;
   }
+  for (int c = 0; c < kMaxChannels; ++c) held().channel[c].ics = windows[c];
   silence(held());
+  return false;
 }
 
 void FramePipeline::keep(std::span<const uint8_t> block) {

@@ -76,7 +76,7 @@ class FramePipeline {
   int decode_after_loss(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm);
   int conceal_further(int16_t* pcm);
   bool parse(BitReader& reader, Frame& frame);
-  void parse_store_again();
+  bool parse_store_again();
   void keep(std::span<const uint8_t> block);
 
   int synthesise_held(int16_t* pcm);

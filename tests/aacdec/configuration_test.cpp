@@ -6,6 +6,7 @@
 
 #include "aacdec/zd_aac_dec.h"
 #include "tests/aacdec/adts_file.h"
+#include "tests/aacdec/adts_writer.h"
 #include "tests/aacdec/block_writer.h"
 
 namespace zdr::aacdec {
@@ -240,23 +241,6 @@ TEST(Configuration, FailsWithAFirstFrameThatIsCutOrHasTooManyChannels) {
   EXPECT_EQ(get_config({0x12, 0x10}, 0, frame).status, ZD_AAC_DEC_ERR_FAILED);
 }
 
-struct AdtsFields {
-  uint64_t layer = 0;
-  uint64_t protection_absent = 1;
-  uint64_t profile = 1;
-  uint64_t rate_index = 7;
-  uint64_t channels = 2;
-};
-
-Bytes adts_stream(const AdtsFields& f, const Bytes& frame) {
-  BitWriter w;
-  w.fields({{0xFFF, 12}, {0, 1}, {f.layer, 2}, {f.protection_absent, 1}, {f.profile, 2}, {f.rate_index, 4}});
-  w.fields({{0, 1}, {f.channels, 3}, {0, 4}, {7 + frame.size(), 13}, {0x7FF, 11}, {0, 2}});
-  if (f.protection_absent == 0) w.put(0xBEEF, 16);
-  for (const uint8_t byte : frame) w.put(byte, 8);
-  return w.bytes();
-}
-
 TEST(StreamHeader, OfAdtsGivesTheConfiguration) {
   const Bytes frame = sample("he-aac-v1-stereo.aac").frames[0].payload;
   struct Case {
@@ -275,7 +259,7 @@ TEST(StreamHeader, OfAdtsGivesTheConfiguration) {
                         {{.profile = 2}, -1, 7, 0},
                         {{.rate_index = 12}, -1, 7, 0}};
   for (const Case& c : cases) {
-    const Bytes stream = adts_stream(c.fields, frame);
+    const Bytes stream = adts_frame(c.fields, frame);
     Result result = get_config(stream, 1);
     EXPECT_EQ(result.status, c.status);
     EXPECT_EQ(result.length, c.length);
@@ -294,12 +278,12 @@ TEST(StreamHeader, OfAdtsGivesTheConfiguration) {
 }
 
 TEST(StreamHeader, AloneIsEnough) {
-  const Bytes header = adts_stream({.channels = 0}, {});
+  const Bytes header = adts_frame({.channels = 0}, {});
   Bytes eight = header;
   eight.push_back(0);
   EXPECT_EQ(get_config(header, 1).status, ZD_AAC_DEC_ERR_FAILED);  // fewer than 8 bytes
   EXPECT_EQ(get_config(eight, 1).status, ZD_AAC_DEC_ERR_FAILED);   // a frame of one byte
-  const Result checked = get_config(adts_stream({.protection_absent = 0, .channels = 0}, {}), 1);
+  const Result checked = get_config(adts_frame({.protection_absent = 0, .channels = 0}, {}), 1);
   EXPECT_EQ(checked.status, ZD_AAC_DEC_OK);
   EXPECT_EQ(checked.config.channels, 0);
   EXPECT_EQ(checked.config.outputBytes, 2048);

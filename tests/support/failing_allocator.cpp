@@ -15,12 +15,19 @@ struct Watch {
 };
 thread_local Watch watch;
 
+bool fails(size_t size) {
+  if (!watch.active) return false;
+  watch.largest = std::max(watch.largest, size);
+  return ++watch.count == watch.failing;
+}
+
 void* allocate(size_t size) {
-  if (watch.active) {
-    watch.largest = std::max(watch.largest, size);
-    if (++watch.count == watch.failing) return nullptr;
-  }
-  return std::malloc(size == 0 ? 1 : size);
+  return fails(size) ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
+void* allocate_aligned(size_t size, std::align_val_t alignment) {
+  const auto unit = static_cast<size_t>(alignment);
+  return fails(size) ? nullptr : std::aligned_alloc(unit, (size + unit - 1) / unit * unit);
 }
 
 }  // namespace
@@ -55,6 +62,12 @@ void* operator new(size_t size, const std::nothrow_t&) noexcept {
 }
 void* operator new[](size_t size, const std::nothrow_t&) noexcept {
   return zdr::test::allocate(size);
+}
+void* operator new(size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  return zdr::test::allocate_aligned(size, alignment);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+  std::free(memory);
 }
 void operator delete(void* memory) noexcept {
   std::free(memory);

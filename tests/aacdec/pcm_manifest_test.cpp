@@ -1,0 +1,74 @@
+// The PCM of every AAC sample, byte for byte: the same from every compiler, at every level of optimisation,
+// on every set of instructions. A change here is a change of what listeners hear and has to be meant.
+//
+// ZDR_PRINT_MANIFEST=1 makes the test print the table as it would have to be.
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "tests/aacdec/test_decoder.h"
+
+namespace zdr::aacdec {
+namespace {
+
+using namespace test;
+
+struct Entry {
+  const char* file;
+  size_t samples;  // over all channels
+  uint64_t hash;
+};
+
+constexpr Entry kManifest[] = {
+    {"aac-lc-44k-stereo.aac", 108544, 0x3B5315DA1F6E1207},
+    {"aac-lc-8k-mono.aac", 17408, 0x0DC6ADAD5D1DDEFF},
+    {"aac-lc-96k-stereo.aac", 79872, 0x53318AF9015AAEC7},
+    {"aac-ltp-44k-stereo.aac", 143360, 0x2DE60602AB0FDC82},
+};
+
+// FNV-1a over the samples as little-endian bytes.
+uint64_t hash_of(const Pcm& pcm) {
+  uint64_t hash = 0xCBF29CE484222325;
+  for (const int16_t sample : pcm) {
+    for (const int shift : {0, 8}) {
+      hash ^= static_cast<uint64_t>(sample >> shift & 0xFF);
+      hash *= 0x100000001B3;
+    }
+  }
+  return hash;
+}
+
+Pcm decode_file(const AdtsFile& file) {
+  const Bytes first = joined(file.frames[0].header, file.frames[0].payload);
+  auto length = static_cast<int32_t>(first.size());
+  Zd_AAC_Dec_Config config{};
+  EXPECT_EQ(Zd_AAC_Dec_GetConfig(first.data(), &length, &config, 1, nullptr, 0), ZD_AAC_DEC_OK);
+  TestDecoder decoder(config, ZD_AAC_DEC_MODE_PS);
+  return decode_all(decoder, payloads(file));
+}
+
+class PcmManifest : public testing::TestWithParam<Entry> {};
+
+TEST_P(PcmManifest, IsWhatItWas) {
+  const Pcm pcm = decode_file(sample(GetParam().file));
+  if (std::getenv("ZDR_PRINT_MANIFEST") != nullptr) {
+    std::printf("{\"%s\", %zu, 0x%016llX},\n", GetParam().file, pcm.size(),
+                static_cast<unsigned long long>(hash_of(pcm)));
+  }
+  EXPECT_EQ(pcm.size(), GetParam().samples);
+  EXPECT_EQ(hash_of(pcm), GetParam().hash);
+}
+
+std::string name_of(const testing::TestParamInfo<Entry>& info) {
+  std::string name = info.param.file;
+  for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) != 0 ? c : '_';
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Samples, PcmManifest, testing::ValuesIn(kManifest), name_of);
+
+}  // namespace
+}  // namespace zdr::aacdec

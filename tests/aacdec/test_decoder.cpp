@@ -1,0 +1,124 @@
+#include "tests/aacdec/test_decoder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "aacdec/raw_data_block.h"
+#include "aacdec/sampling_rates.h"
+#include "tests/aacdec/block_writer.h"
+
+namespace zdr::aacdec::test {
+namespace {
+
+constexpr int32_t kUntouchedBytes = 4;
+
+bool is_steady(const Frame& frame) {
+  return std::all_of(frame.channel, frame.channel + frame.channel_count, [](const ChannelStream& channel) {
+    return channel.ics.window_sequence == WindowSequence::kOnlyLong && !channel.uses_noise &&
+           channel.ics.max_sfb > 20;
+  });
+}
+
+}  // namespace
+
+Zd_AAC_Dec_Config lc_config(int32_t rate_hz, int32_t channels) {
+  return {
+      channels * 2048, kFrameLength, rate_hz, channels, kProfileLc, rate_hz, ZD_AAC_DEC_EXTENSION_NONE, 0};
+}
+
+Zd_AAC_Dec_Config config_of(const AdtsFile& file) {
+  Zd_AAC_Dec_Config config = lc_config(kSamplingRates[file.sampling_index], file.channel_configuration);
+  config.profile = file.profile;
+  return config;
+}
+
+TestDecoder::TestDecoder(int32_t mode) {
+  Zd_AAC_Dec_Instance* instance = nullptr;
+  EXPECT_EQ(Zd_AAC_Dec_Create(&instance, mode), ZD_AAC_DEC_OK);
+  instance_.reset(instance);
+}
+
+TestDecoder::TestDecoder(const Zd_AAC_Dec_Config& config, int32_t mode) : TestDecoder(mode) {
+  EXPECT_EQ(configure(config), ZD_AAC_DEC_OK);
+}
+
+int32_t TestDecoder::configure(Zd_AAC_Dec_Config config) {
+  const int32_t status = Zd_AAC_Dec_SetConfig(instance_.get(), &config);
+  if (status == ZD_AAC_DEC_OK) config_ = config;
+  return status;
+}
+
+Output TestDecoder::call(const uint8_t* data, int32_t size, int32_t room) {
+  const int32_t given = room < 0 ? config_.outputBytes : room;
+  Output output;
+  // Exactly as long as told, so that a write behind it is noticed.
+  output.pcm.resize(static_cast<size_t>(std::max(given, kUntouchedBytes)) / 2);
+  output.consumed = size;
+  int32_t written = given;
+  output.status = Zd_AAC_Dec_Decode(instance_.get(), data, &output.consumed, output.pcm.data(), &written);
+  if (output.status != ZD_AAC_DEC_OK) {
+    EXPECT_EQ(output.consumed, size);
+    EXPECT_EQ(written, given);
+    written = 0;
+  }
+  EXPECT_LE(written, given);
+  output.pcm.resize(static_cast<size_t>(written) / 2);
+  return output;
+}
+
+Output TestDecoder::decode(const Bytes& unit, int32_t room) {
+  return call(unit.data(), static_cast<int32_t>(unit.size()), room);
+}
+
+Pcm decode_all(TestDecoder& decoder, const std::vector<Bytes>& units) {
+  Pcm pcm;
+  for (size_t i = 0; i <= units.size(); ++i) {
+    const Output output = i < units.size() ? decoder.decode(units[i]) : decoder.lose();
+    EXPECT_EQ(output.status, ZD_AAC_DEC_OK) << "unit " << i;
+    pcm.insert(pcm.end(), output.pcm.begin(), output.pcm.end());
+  }
+  return pcm;
+}
+
+std::vector<Bytes> payloads(const AdtsFile& file) {
+  std::vector<Bytes> units;
+  for (const AdtsFrame& frame : file.frames) units.push_back(frame.payload);
+  return units;
+}
+
+Bytes joined(const Bytes& a, const Bytes& b) {
+  Bytes both = a;
+  both.insert(both.end(), b.begin(), b.end());
+  return both;
+}
+
+std::unique_ptr<Frame> parsed(const Bytes& block, const AdtsFile& file) {
+  BlockContext context;
+  context.format = {file.sampling_index, file.profile};
+  context.keep_values = true;
+  BitReader reader(block.data(), block.size());
+  auto frame = std::make_unique<Frame>();
+  EXPECT_TRUE(parse_raw_data_block(reader, context, *frame).has_value());
+  return frame;
+}
+
+Bytes steady_block(const AdtsFile& file) {
+  for (const AdtsFrame& frame : file.frames) {
+    if (is_steady(*parsed(frame.payload, file))) return frame.payload;
+  }
+  ADD_FAILURE() << file.name << " has no steady block";
+  return {};
+}
+
+Bytes silent_block_like(const Frame& model) {
+  BitWriter w;
+  w.fields({{kCpe, 3}, {0, 4}, {0, 1}});
+  for (const ChannelStream& channel : model.channel) {
+    w.put(100, 8);
+    put_no_tools(put_long_ics(w, 0, channel.ics.window_shape));
+  }
+  return end_block(w);
+}
+
+}  // namespace zdr::aacdec::test

@@ -1,0 +1,64 @@
+// A decoder instance as the tests drive it, and streams to feed it with.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "aacdec/frame.h"
+#include "aacdec/zd_aac_dec.h"
+#include "tests/aacdec/adts_file.h"
+
+namespace zdr::aacdec::test {
+
+using Pcm = std::vector<int16_t>;
+
+struct Output {
+  int32_t status = 0;
+  int32_t consumed = 0;
+  Pcm pcm;
+};
+
+Zd_AAC_Dec_Config lc_config(int32_t rate_hz, int32_t channels);
+// What the headers of the file say: the core alone.
+Zd_AAC_Dec_Config config_of(const AdtsFile& file);
+
+class TestDecoder {
+ public:
+  explicit TestDecoder(int32_t mode = ZD_AAC_DEC_MODE_CORE);
+  explicit TestDecoder(const Zd_AAC_Dec_Config& config, int32_t mode = ZD_AAC_DEC_MODE_CORE);
+
+  int32_t configure(Zd_AAC_Dec_Config config);
+  // As SetConfig has changed it.
+  const Zd_AAC_Dec_Config& config() const { return config_; }
+  // Checks that a failure writes neither count. `room`: bytes of the PCM buffer; -1: one output frame.
+  Output decode(const Bytes& unit, int32_t room = -1);
+  Output lose(int32_t room = -1) { return call(nullptr, 0, room); }
+
+  Zd_AAC_Dec_Instance* instance() const { return instance_.get(); }
+
+ private:
+  struct Closer {
+    void operator()(Zd_AAC_Dec_Instance* instance) const { Zd_AAC_Dec_Close(instance); }
+  };
+  Output call(const uint8_t* data, int32_t size, int32_t room);
+
+  std::unique_ptr<Zd_AAC_Dec_Instance, Closer> instance_;
+  Zd_AAC_Dec_Config config_{};
+};
+
+// The PCM of all units, that of the last one included.
+Pcm decode_all(TestDecoder& decoder, const std::vector<Bytes>& units);
+
+std::vector<Bytes> payloads(const AdtsFile& file);
+Bytes joined(const Bytes& a, const Bytes& b);
+
+// The side information of a block; the block must parse.
+std::unique_ptr<Frame> parsed(const Bytes& block, const AdtsFile& file);
+
+// A block that is the same every time it is decoded (long windows, no noise), loud enough to measure.
+Bytes steady_block(const AdtsFile& file);
+// A pair without sound, its windows shaped like those of `model`.
+Bytes silent_block_like(const Frame& model);
+
+}  // namespace zdr::aacdec::test
