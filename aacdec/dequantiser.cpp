@@ -19,7 +19,7 @@ constexpr int kLargestShift = 31;
 // q^(4/3) in Q14 for q of 256 and more: 2^s q' to the power is 2^(4s/3) q'^(4/3), and between the entries of
 // the table a straight line. Up to 2^31.4.
 int64_t interpolated_power(int q) {
-  const int shift = std::bit_width(static_cast<unsigned>(q) >> 8);
+  const auto shift = static_cast<int>(std::bit_width(static_cast<unsigned>(q) >> 8));
   const int index = q >> shift;
   const int rest = q & ((1 << shift) - 1);
   const int64_t low = kPowerLaw.value[index];

@@ -1,5 +1,6 @@
-// Mathematics for tables that are computed while compiling. Everything is consteval: no floating point is
-// left in the program. The results are good to some 1e-15, far below half a unit of any table's format.
+// Mathematics for tables that are computed while compiling. Nothing but constants may be made with it, so
+// that no floating point is left in the program. The results are good to some 1e-15, far below half a unit of
+// any table's format.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +14,7 @@ struct Angle {
 };
 
 // Taylor series, |x| at most pi / 4.
-consteval Angle small_angle(double x) {
+constexpr Angle small_angle(double x) {
   Angle sum = {1, x};
   double cos_term = 1;
   double sin_term = x;
@@ -27,7 +28,7 @@ consteval Angle small_angle(double x) {
 }
 
 // Of numerator / denominator turns.
-consteval Angle turns(int64_t numerator, int64_t denominator) {
+constexpr Angle turns(int64_t numerator, int64_t denominator) {
   numerator %= denominator;
   if (numerator < 0) numerator += denominator;
   // The nearest multiple of a quarter turn, and the rest.
@@ -46,14 +47,14 @@ consteval Angle turns(int64_t numerator, int64_t denominator) {
   }
 }
 
-consteval double square_root(double x) {
+constexpr double square_root(double x) {
   if (x <= 0) return 0;
   double root = x > 1 ? x : 1;
   for (double next = (root + x / root) / 2; next < root; next = (root + x / root) / 2) root = next;
   return root;
 }
 
-consteval double cube_root(double x) {
+constexpr double cube_root(double x) {
   if (x <= 0) return 0;
   double root = x > 1 ? x : 1;
   for (double next = (2 * root + x / (root * root)) / 3; next < root;
@@ -64,7 +65,7 @@ consteval double cube_root(double x) {
 }
 
 // Modified Bessel function of the first kind, order 0.
-consteval double bessel_i0(double x) {
+constexpr double bessel_i0(double x) {
   double term = 1;
   double sum = 1;
   for (int i = 1; term > sum * 1e-17; ++i) {
@@ -75,7 +76,7 @@ consteval double bessel_i0(double x) {
 }
 
 // Nearest integer of v * scale, at most `limit`.
-consteval int32_t fixed(double v, double scale, int32_t limit = 0x7FFFFFFF) {
+constexpr int32_t fixed(double v, double scale, int32_t limit = 0x7FFFFFFF) {
   const double scaled = v * scale;
   if (scaled >= limit) return limit;
   return static_cast<int32_t>(static_cast<int64_t>(scaled + (scaled < 0 ? -0.5 : 0.5)));

@@ -12,7 +12,7 @@ struct PowerLawTable {
   int32_t value[kPowerLawEntries];
 };
 
-consteval PowerLawTable make_power_law_table() {
+constexpr PowerLawTable make_power_law_table() {
   PowerLawTable table = {};
   for (int q = 0; q < kPowerLawEntries; ++q) {
     table.value[q] = constant_math::fixed(q * constant_math::cube_root(q), 1 << 19);
@@ -35,7 +35,7 @@ struct SmallValueTable {
   alignas(64) int32_t value[kTabulatedScaleFactors][kTabulatedValues];
 };
 
-consteval SmallValueTable make_small_value_table() {
+constexpr SmallValueTable make_small_value_table() {
   SmallValueTable table = {};
   for (int sf = 0; sf < kTabulatedScaleFactors; ++sf) {
     for (int q = 0; q < kTabulatedValues; ++q) {

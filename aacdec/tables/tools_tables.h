@@ -14,7 +14,7 @@ struct ReflectionTable {
 };
 
 // sin of the quantised angle, Q31, for the fields -2^(bits - 1) and up. The steps below and above 0 differ.
-consteval ReflectionTable make_reflection_table(int bits) {
+constexpr ReflectionTable make_reflection_table(int bits) {
   ReflectionTable table = {};
   const int half = 1 << (bits - 1);
   for (int field = -half; field < half; ++field) {

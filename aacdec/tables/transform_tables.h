@@ -15,7 +15,7 @@ struct RotationTable {
   alignas(64) int32_t minus_half_sum[kCount];   // -(sin + cos) / 2, Q31
   alignas(64) int32_t half_difference[kCount];  // (cos - sin) / 2, Q31
 
-  consteval void set(int i, constant_math::Angle angle) {
+  constexpr void set(int i, constant_math::Angle angle) {
     cos[i] = constant_math::fixed(angle.cos, constant_math::kQ31);
     minus_half_sum[i] = constant_math::fixed(-(angle.sin + angle.cos) / 2, constant_math::kQ31);
     half_difference[i] = constant_math::fixed((angle.cos - angle.sin) / 2, constant_math::kQ31);
@@ -25,7 +25,7 @@ struct RotationTable {
 // Before and after the Fourier transform of half the length, a DCT-IV of `kLines` lines turns value k by
 // pi (k + 1/8) / kLines.
 template <int kLines>
-consteval RotationTable<kLines / 2> make_dct4_rotations() {
+constexpr RotationTable<kLines / 2> make_dct4_rotations() {
   RotationTable<kLines / 2> table = {};
   for (int k = 0; k < kLines / 2; ++k) table.set(k, constant_math::turns(8 * k + 1, 16 * kLines));
   return table;
@@ -35,7 +35,7 @@ inline constexpr RotationTable<512> kLongRotations = make_dct4_rotations<1024>()
 inline constexpr RotationTable<64> kShortRotations = make_dct4_rotations<128>();
 
 // Entry i is i / 64 turns.
-consteval RotationTable<64> make_fourier_64_rotations() {
+constexpr RotationTable<64> make_fourier_64_rotations() {
   RotationTable<64> table = {};
   for (int i = 0; i < 64; ++i) table.set(i, constant_math::turns(i, 64));
   return table;
@@ -44,7 +44,7 @@ consteval RotationTable<64> make_fourier_64_rotations() {
 inline constexpr RotationTable<64> kFourier64Rotations = make_fourier_64_rotations();
 
 // Between the transforms of 64 and of 8 points: entry 8 k + n is k n / 512 turns.
-consteval RotationTable<512> make_fourier_512_rotations() {
+constexpr RotationTable<512> make_fourier_512_rotations() {
   RotationTable<512> table = {};
   for (int k = 0; k < 64; ++k) {
     for (int n = 0; n < 8; ++n) table.set(8 * k + n, constant_math::turns(k * n, 512));

@@ -15,7 +15,7 @@ inline constexpr double kQ15 = 32768;
 inline constexpr int32_t kMaxQ15 = 32767;
 
 template <int kLength>
-consteval WindowTable<kLength> make_sine_window() {
+constexpr WindowTable<kLength> make_sine_window() {
   WindowTable<kLength> window = {};
   for (int n = 0; n < kLength; ++n) {
     const double value = constant_math::turns(2 * n + 1, 8 * kLength).sin;
@@ -27,7 +27,7 @@ consteval WindowTable<kLength> make_sine_window() {
 // The Kaiser-Bessel derived window: the square root of the running sum of a Kaiser window of kLength + 1
 // values.
 template <int kLength>
-consteval WindowTable<kLength> make_kbd_window(double alpha) {
+constexpr WindowTable<kLength> make_kbd_window(double alpha) {
   double kaiser[kLength + 1] = {};
   double sum = 0;
   for (int n = 0; n <= kLength / 2; ++n) {
