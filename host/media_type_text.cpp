@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/aac_description.h"
 #include "host/messages.h"
 
 namespace zdr::host {
@@ -93,6 +94,9 @@ std::string media_type_line(const AM_MEDIA_TYPE& type) {
       line += rate.data();
     }
     if (video.dwBitRate > 0) line += ", " + std::to_string(video.dwBitRate) + " bit/s";
+  } else if (const auto aac = describe_aac(type)) {
+    line += ", " + std::to_string(aac->channels) + " ch, core " + std::to_string(aac->core_rate) +
+            " Hz, output " + std::to_string(aac->output_rate) + " Hz, extension " + aac->extension;
   } else if (read_format(type, audio)) {
     line += ", " + std::to_string(audio.nChannels) + " ch, " + std::to_string(audio.nSamplesPerSec) + " Hz";
   }
@@ -120,6 +124,12 @@ nlohmann::ordered_json media_type_json(const AM_MEDIA_TYPE& type) {
                      {"sample_rate", audio.nSamplesPerSec}, {"bytes_per_second", audio.nAvgBytesPerSec},
                      {"block_align", audio.nBlockAlign},    {"bits_per_sample", audio.wBitsPerSample},
                      {"extra_size", audio.cbSize}};
+  }
+  if (const auto aac = describe_aac(type)) {
+    json["aac"] = {{"channels", aac->channels},
+                   {"core_rate", aac->core_rate},
+                   {"output_rate", aac->output_rate},
+                   {"extension", aac->extension}};
   }
   json["format_block_size"] = type.cbFormat;
   json["format_block"] = hex_dump(type.pbFormat, type.cbFormat);
