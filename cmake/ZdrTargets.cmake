@@ -30,7 +30,7 @@ endif()
 function(zdr_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
-  target_link_libraries(${name} PUBLIC ${ARG_DEPENDS} PRIVATE zdr_flags Threads::Threads)
+  target_link_libraries(${name} PUBLIC ${ARG_DEPENDS} PRIVATE $<BUILD_INTERFACE:zdr_flags> Threads::Threads)
 endfunction()
 
 # zdr_test(NAME SOURCES a_test.cpp ... [DEPENDS targets ...])

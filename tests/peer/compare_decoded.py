@@ -2,10 +2,11 @@
 """Plays media files with zdr and compares what ffmpeg decodes from the written streams with what it decodes from the
 originals.
 
-    compare_decoded.py ZDR [FILE...]      default: samples/ and the folder that ZDR_EXTRA_MEDIA names
+    compare_decoded.py [--seconds N] ZDR [FILE...]      default: samples/ and the folder that ZDR_EXTRA_MEDIA names
 
-Prints one row a stream. Exit status 1 when a stream differs in a way that is not explained in the row.
+Prints one row a stream. After N seconds no further file is begun, and how many were left is said. Exit status 1 when a stream differs in a way that is not explained in the row.
 """
+import collections
 import pathlib
 import re
 import sys
@@ -88,19 +89,23 @@ def explained(row):
     return verdict.startswith('first') and ('stop position' in message or 'cut off' in message)
 
 
+def print_row(row, counts):
+    fine = explained(row)
+    pin, verdict = row[1], row[3]
+    what = 'unexplained' if not fine else 'equal' if verdict == 'equal' else 'explained'
+    counts[('streams ' if pin != '-' else 'files without a stream ') + what] += 1
+    print('| ' + ' | '.join(map(str, row)) + (' |' if fine else ' | **unexplained** |'), flush=True)
+
+
 def main():
-    if len(sys.argv) < 2:
-        sys.exit(__doc__)
-    files = [pathlib.Path(f) for f in sys.argv[2:]] or peer_media.media_files(peer_media.ISO)
-    bad = 0
+    counts = collections.Counter()
     print('| file | pin | exit | decoded | messages |\n|---|---|---|---|---|')
-    for path in files:
-        for row in check(sys.argv[1], path):
-            fine = explained(row)
-            bad += not fine
-            print('| ' + ' | '.join(map(str, row)) + (' |' if fine else ' | **unexplained** |'), flush=True)
-    print(f'\n{bad} unexplained')
-    return 1 if bad else 0
+    for rows in peer_media.rows_of_each(check, peer_media.options(__doc__)):
+        counts['files checked' if rows else 'files not reached in time'] += 1
+        for row in rows or []:
+            print_row(row, counts)
+    print('\n' + ', '.join(f'{count} {what}' for what, count in sorted(counts.items())))
+    return 1 if counts['streams unexplained'] or counts['files without a stream unexplained'] or not counts['streams equal'] else 0
 
 
 if __name__ == '__main__':

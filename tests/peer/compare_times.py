@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Compares the rows of `zdr samples` with times computed from ffprobe's packets.
 
-    compare_times.py ZDR [FILE...]      default: samples/ and the folder that ZDR_EXTRA_MEDIA names
+    compare_times.py [--seconds N] ZDR [FILE...]      default: samples/ and the folder that ZDR_EXTRA_MEDIA names
 
 The rules computed here: decoding times in whole milliseconds (truncated); ten access units a sample for AAC, AMR,
 AMR-WB, AC-3 and E-AC-3, one for everything else; a stop time one unit after the start for sound, and for pictures the
@@ -9,7 +9,6 @@ truncated difference to the next decoding time, at the end the truncated frame i
 whose start lies beyond the stream's duration.
 """
 import json
-import pathlib
 import struct
 import sys
 
@@ -155,17 +154,16 @@ def check(binary, path):
 
 
 def main():
-    if len(sys.argv) < 2:
-        sys.exit(__doc__)
-    files = [pathlib.Path(f) for f in sys.argv[2:]] or peer_media.media_files(peer_media.ISO)
-    bad = 0
+    bad = equal = late = 0
     print('| file | pin | rows | times |\n|---|---|---|---|')
-    for path in files:
-        for row in check(sys.argv[1], path):
+    for rows in peer_media.rows_of_each(check, peer_media.options(__doc__)):
+        late += rows is None
+        for row in rows or []:
+            equal += row[3] == 'equal'
             bad += row[1] != '-' and row[3] != 'equal'
             print('| ' + ' | '.join(map(str, row)) + ' |', flush=True)
-    print(f'\n{bad} differ')
-    return 1 if bad else 0
+    print(f'\n{equal} streams equal, {bad} differ, {late} files not reached in time')
+    return 1 if bad or not equal else 0
 
 
 if __name__ == '__main__':

@@ -1,8 +1,11 @@
 """What both peer checks share: which files there are, and running zdr and ffmpeg."""
+import argparse
+import concurrent.futures
 import json
 import os
 import pathlib
 import subprocess
+import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 ISO = {'.3gp', '.3gpp', '.3ga', '.3g2', '.mp4', '.k3g', '.skm', '.m4a', '.m4v', '.m4b', '.rec', '.mp4a', '.3gpa'}
@@ -14,6 +17,23 @@ def media_files(suffixes):
     if os.environ.get('ZDR_EXTRA_MEDIA'):
         folders.append(pathlib.Path(os.environ['ZDR_EXTRA_MEDIA']))
     return [f for folder in folders for f in sorted(folder.iterdir()) if f.suffix.lower() in suffixes]
+
+
+def options(doc):
+    """The arguments that both checks take: zdr, files, seconds."""
+    parser = argparse.ArgumentParser(usage=doc)
+    parser.add_argument('--seconds', type=float, default=float('inf'))
+    parser.add_argument('zdr')
+    parser.add_argument('files', nargs='*', type=pathlib.Path)
+    return parser.parse_args()
+
+
+def rows_of_each(check, chosen):
+    """What check(zdr, file) answers for each file, in order; None for those that the time did not suffice for."""
+    end = time.monotonic() + chosen.seconds
+    files = chosen.files or media_files(ISO)
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        yield from pool.map(lambda path: check(chosen.zdr, path) if time.monotonic() < end else None, files)
 
 
 def zdr(binary, *arguments):

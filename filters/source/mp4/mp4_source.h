@@ -10,15 +10,16 @@
 //
 // Locks, outermost first:
 //
-//   lock              guards                                        taken by
-//   control mutex     one state change or seek at a time            graph threads only
-//   state lock        pins, connections, state (base classes)       graph threads only: Stop and Pause hold
-//   it
-//                                                                   while they wait for a worker
-//   pin mutex         a pin's track: cursors, counters, formats     workers, graph and renderer threads
-//   file manager's    its streams                                   whoever reads
-//   position lock     durations and positions of filter and pins    anyone; a leaf, for a few loads and
-//   stores SeekSync's mutex  the state of the resynchronisation            anyone; a leaf likewise
+// clang-format off
+//   lock               guards                                      taken by
+//   control mutex      one state change or seek at a time          graph threads only
+//   state lock         pins, connections, state (base classes)     graph threads only: Stop and Pause hold it
+//                                                                  while they wait for a worker
+//   pin mutex          a pin's track: cursors, counters, formats   workers, graph and renderer threads
+//   file manager's     its streams                                 whoever reads
+//   position lock      durations, positions of filter and pins     anyone; a leaf, for a few loads and stores
+//   SeekSync's mutex   the state of the resynchronisation          anyone; a leaf likewise
+// clang-format on
 //
 // While an event is awaited, a sample delivered, a worker commanded, a sink flushed, or an allocator asked
 // for a buffer, nothing below the state lock is held, and by a worker nothing at all. A worker never asks the

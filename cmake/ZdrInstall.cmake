@@ -1,0 +1,75 @@
+# What `cmake --install` gives: the program with its documents, the filter module, and the libraries, each with its
+# public header, a CMake package (find_package(ZdrMp4Source)) and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(ZDR_MODULE_DIR lib/zdr)  # where the program looks, from its own folder: ../lib/zdr
+set(ZDR_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zdr)
+set(ZDR_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZdrMp4Source)
+
+# zdr_install_library(TARGET "what it is" REQUIRES other targets ... HEADERS public headers, the first one's folder ...)
+# C and C++ programs name the headers as the tree does: #include "p3gpp/p3gpp.h".
+function(zdr_install_library target description)
+  cmake_parse_arguments(ARG "" "" "REQUIRES;HEADERS" ${ARGN})
+  target_include_directories(${target} INTERFACE $<INSTALL_INTERFACE:${ZDR_HEADER_DIR}>)
+  install(TARGETS ${target} EXPORT ZdrMp4SourceTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  foreach(header ${ARG_HEADERS})
+    get_filename_component(folder ${header} DIRECTORY)
+    install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${ZDR_HEADER_DIR}/${folder})
+  endforeach()
+  string(REPLACE "_" "-" name ${target})
+  list(TRANSFORM ARG_REQUIRES REPLACE "_" "-")
+  list(JOIN ARG_REQUIRES " " requires)
+  file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/${name}.pc @ONLY CONTENT
+"prefix=\${pcfiledir}/../..
+Name: ${name}
+Description: ${description}
+Version: ${PROJECT_VERSION}
+Requires: ${requires}
+Cflags: -I\${prefix}/${ZDR_HEADER_DIR}
+Libs: -L\${prefix}/${CMAKE_INSTALL_LIBDIR} -l${target}
+Libs.private: -lstdc++
+")
+  install(FILES ${CMAKE_BINARY_DIR}/generated/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+
+install(TARGETS zdr_win32 EXPORT ZdrMp4SourceTargets)
+zdr_install_library(zdrplatform "platform runtime of the ZdrMp4Source libraries")
+zdr_install_library(zdr_os "file and thread layer" REQUIRES zdrplatform HEADERS os/os.h os/status.h)
+zdr_install_library(zdr_fmgr "file manager" REQUIRES zdr_os HEADERS fmgr/fmgr.h)
+zdr_install_library(zdr_p3gpp "3GPP and MP4 parser" REQUIRES zdr_fmgr HEADERS p3gpp/p3gpp.h)
+zdr_install_library(zdr_aacdec "AAC decoder" HEADERS aacdec/zd_aac_dec.h)
+zdr_install_library(zdr_id3p "ID3 tags" REQUIRES zdr_os HEADERS id3p/id3p.h id3p/file_io.h)
+zdr_install_library(zdr_amrf "AMR file reader" REQUIRES zdr_os HEADERS esparse/amr/amrf.h)
+zdr_install_library(zdr_aacf "AAC file reader" REQUIRES zdr_id3p zdr_aacdec HEADERS esparse/aac/aacf.h)
+
+install(EXPORT ZdrMp4SourceTargets NAMESPACE ZdrMp4Source:: DESTINATION ${ZDR_PACKAGE_DIR})
+file(WRITE ${CMAKE_BINARY_DIR}/generated/ZdrMp4SourceConfig.cmake
+"include(CMakeFindDependencyMacro)
+find_dependency(Threads)
+include(\${CMAKE_CURRENT_LIST_DIR}/ZdrMp4SourceTargets.cmake)
+")
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/generated/ZdrMp4SourceConfigVersion.cmake
+                                 COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/generated/ZdrMp4SourceConfig.cmake
+              ${CMAKE_BINARY_DIR}/generated/ZdrMp4SourceConfigVersion.cmake DESTINATION ${ZDR_PACKAGE_DIR})
+
+set_target_properties(zdr PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+set_target_properties(ZdrMp4Source PROPERTIES INSTALL_RPATH "$ORIGIN/../../${CMAKE_INSTALL_LIBDIR}")
+install(TARGETS zdr RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS ZdrMp4Source LIBRARY DESTINATION ${ZDR_MODULE_DIR})
+
+# The program writes its own documents, so that they tell the options that it has.
+set(documents ${CMAKE_BINARY_DIR}/generated/documents)
+install(CODE "
+  file(MAKE_DIRECTORY ${documents})
+  foreach(document \"zdr.1=man-page\" \"zdr=completion bash\" \"_zdr=completion zsh\" \"zdr.fish=completion fish\")
+    string(REGEX MATCH \"^[^=]+\" name \"\${document}\")
+    string(REGEX REPLACE \"^[^=]+=\" \"\" words \"\${document}\")
+    separate_arguments(words)
+    execute_process(COMMAND $<TARGET_FILE:zdr> \${words} OUTPUT_FILE ${documents}/\${name} COMMAND_ERROR_IS_FATAL ANY)
+  endforeach()")
+install(FILES ${documents}/zdr.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${documents}/zdr DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES ${documents}/_zdr DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+install(FILES ${documents}/zdr.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
