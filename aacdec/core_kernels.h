@@ -8,6 +8,16 @@ namespace zdr::aacdec {
 
 inline constexpr int kTransformWork = 2048;
 
+// out[n] = in[n] 2^shift - 2^exponent sum of mul_q31(a[i], out[n - 1 - i])
+struct AllPoleFilter {
+  static constexpr int kTaps = 18;  // unused ones are 0
+  int32_t a[kTaps];
+  int exponent;
+  int shift;
+  // Of |out[n]|: below it no sum leaves the word.
+  int32_t limit;
+};
+
 struct CoreKernels {
   // out[i] = mul_q31(a[i], b[i])
   void (*multiply)(const int32_t* a, const int32_t* b, int32_t* out, int count);
@@ -22,6 +32,8 @@ struct CoreKernels {
   void (*window_fall)(const int32_t* y, int length, const uint16_t* window, int32_t* out);
   // left, right = left + right, left - right, saturating. `count` is a multiple of 4.
   void (*mid_side)(int32_t* left, int32_t* right, int count);
+  // False when an output exceeds the filter's limit; `out` is incomplete then. Any count.
+  bool (*all_pole)(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out);
   // pcm[i * stride] = overlap[i] + time[i] rounded from 2^5 a step, cut to -32767 .. 32767
   void (*put_samples)(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride);
 };

@@ -7,6 +7,7 @@
 
 #include "aacdec/core_kernels.h"
 #include "aacdec/fixed_lanes.h"
+#include "aacdec/fixed_point.h"
 #include "aacdec/tables/transform_tables.h"
 
 namespace zdr::aacdec {
@@ -229,6 +230,40 @@ void mid_side(int32_t* left, int32_t* right, int count) {
   std::memcpy(right + i, &difference, 4 * sizeof(int32_t));
 }
 
+// The lanes of `low` and `high` as one list of sixteen, the first one dropped.
+[[gnu::always_inline]] inline void drop_first(Lanes& low, Lanes& high) {
+  low = __builtin_shufflevector(low, high, 1, 2, 3, 4, 5, 6, 7, 8);
+  high = __builtin_shufflevector(high, Lanes{}, 1, 2, 3, 4, 5, 6, 7, 8);
+}
+
+// An output reaches the next two lines by single products, and all later ones by lanes that hold what is
+// known of each coming line's sum: so the long way of a vector product is never waited for.
+bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out) {
+  constexpr int kNear = 2;
+  const Lanes low_taps = load(filter.a + kNear);
+  const Lanes high_taps = load(filter.a + kNear + kLanes);
+  Lanes low = {};
+  Lanes high = {};
+  int32_t before[kNear] = {};
+  int32_t next_sums[kNear] = {};
+  for (int n = 0; n < count; ++n) {
+    const int64_t sum = int64_t{next_sums[0]} + aacdec::mul_q31(filter.a[0], before[0]) +
+                        aacdec::mul_q31(filter.a[1], before[1]);
+    const int64_t line = (int64_t{in[n]} << filter.shift) - (sum << filter.exponent);
+    if (line > filter.limit || line < -filter.limit) return false;
+    out[n] = static_cast<int32_t>(line);
+    before[1] = before[0];
+    before[0] = out[n];
+    next_sums[0] = next_sums[1];
+    next_sums[1] = static_cast<int32_t>(low[0]);
+    drop_first(low, high);
+    const Lanes newest = broadcast(out[n]);
+    low += mul_q31(newest, low_taps);
+    high += mul_q31(newest, high_taps);
+  }
+  return true;
+}
+
 [[gnu::always_inline]] inline Lanes clamp_to_sample(Lanes v) {
   // -32768 never comes out, as it never has. 32767 - v and v + 32767 are negative outside the range; v has
   // 27 bits.
@@ -246,12 +281,14 @@ void put_samples(const int32_t* overlap, const int32_t* time, int count, int16_t
       std::memcpy(pcm + i, &samples, sizeof samples);
       continue;
     }
-    for (int lane = 0; lane < kLanes; ++lane) pcm[stride * (i + lane)] = static_cast<int16_t>(samples[lane]);
+    int16_t lanes[kLanes];
+    std::memcpy(lanes, &samples, sizeof samples);
+    for (int lane = 0; lane < kLanes; ++lane) pcm[stride * (i + lane)] = lanes[lane];
   }
 }
 
 constexpr CoreKernels kKernels = {multiply,    dct4_long, dct4_short, window_rise,
-                                  window_fall, mid_side,  put_samples};
+                                  window_fall, mid_side,  all_pole,   put_samples};
 
 }  // namespace
 }  // namespace zdr::aacdec

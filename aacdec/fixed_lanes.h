@@ -2,9 +2,9 @@
 // gives the same bits with every instruction set.
 //
 // For kernel files only. Such a file is compiled once for each instruction set (see CMakeLists.txt), holds
-// everything in an unnamed namespace but for the table of its functions, and includes no other header with
-// code in it: a function shared with the rest of the library could be linked in the form that not every
-// processor can run.
+// everything in an unnamed namespace but for the table of its functions, and uses nothing of other headers
+// but data and functions that are always inlined: a function shared with the rest of the library could be
+// linked in the form that not every processor can run.
 #pragma once
 
 #include <cstdint>

@@ -3,7 +3,8 @@
 // Everything multiplies with mul_q31, whose truncation is part of the decoder's output: every form of it,
 // scalar or vector, gives the same bits. Values that a damaged stream drives out of range saturate in the
 // spectral tools and wrap, as unsigned numbers, inside the transforms; nothing overflows a signed type.
-// The forms for eight values at a time are in fixed_lanes.h.
+// The forms for eight values at a time are in fixed_lanes.h, whose users need some functions from here: those
+// are always inlined.
 #pragma once
 
 #include <cstdint>
@@ -14,20 +15,20 @@ inline constexpr int32_t kInt32Max = 0x7FFFFFFF;
 inline constexpr int32_t kInt32Min = -0x7FFFFFFF - 1;
 
 // |v|; 2^31 for the least value.
-constexpr uint32_t magnitude(int32_t v) {
+[[gnu::always_inline]] constexpr uint32_t magnitude(int32_t v) {
   const auto bits = static_cast<uint32_t>(v);
   return v < 0 ? 0U - bits : bits;
 }
 
 // v with the sign of `sign`. A magnitude of 2^31 comes back as the least value whatever the sign.
-constexpr int32_t with_sign_of(uint32_t v, int32_t sign) {
+[[gnu::always_inline]] constexpr int32_t with_sign_of(uint32_t v, int32_t sign) {
   return static_cast<int32_t>(sign < 0 ? 0U - v : v);
 }
 
 // a * b / 2^31 on magnitudes from 16-bit halves; the product of the two low halves is left out, each of the
 // mixed products is cut on its own, and the sign comes last, so the result is up to four units nearer to zero
 // than the product. The least value times itself is the least value; 0x7FFFFFFF squared is 0x7FFFFFFC.
-constexpr int32_t mul_q31(int32_t a, int32_t b) {
+[[gnu::always_inline]] constexpr int32_t mul_q31(int32_t a, int32_t b) {
   const uint32_t a_bits = magnitude(a);
   const uint32_t b_bits = magnitude(b);
   const uint32_t a_high = a_bits >> 16;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "aacdec/core_kernels.h"
 #include "aacdec/fixed_point.h"
 #include "aacdec/tables/tools_tables.h"
 
@@ -66,22 +67,33 @@ int headroom(const int32_t* lines, int count) {
   return std::clamp(std::countl_zero(bits) - 1, 0, kMaxHeadroom);
 }
 
-// All-pole, of lines times 2^shift. False when the result doesn't fit and there is still a shift to give up.
-bool filter_all_pole(const Predictor& p, const int32_t* in, int count, int shift, int32_t* out) {
-  for (int n = 0; n < count; ++n) {
-    const int64_t sum = int64_t{in[n]} * (1 << shift) - predict(p, out + n - 1);
-    out[n] = saturate(sum);
-    if (out[n] != sum && shift > 0) return false;
-  }
-  return true;
+AllPoleFilter make_filter(const Predictor& p) {
+  AllPoleFilter filter = {};
+  std::copy_n(p.a + 1, p.order, filter.a);
+  filter.exponent = p.exponent;
+  uint64_t sum = 0;
+  for (int i = 1; i <= p.order; ++i) sum += magnitude(p.a[i]);
+  filter.limit = saturate(static_cast<int64_t>((uint64_t{1} << 62) / std::max<uint64_t>(sum, 1U << 31)) - 1);
+  return filter;
+}
+
+void filter_saturating(const Predictor& p, const int32_t* in, int count, int32_t* out) {
+  for (int n = 0; n < count; ++n) out[n] = saturate(in[n] - predict(p, out + n - 1));
 }
 
 void run_synthesis(const Predictor& p, const int32_t* in, int count, int32_t* out) {
-  int shift = headroom(in, count);
-  while (!filter_all_pole(p, in, count, shift, out)) shift = std::max(shift - 2, 0);
-  if (shift == 0) return;
-  for (int n = 0; n < count; ++n)
-    out[n] = static_cast<int32_t>((int64_t{out[n]} + (1 << (shift - 1))) >> shift);
+  AllPoleFilter filter = make_filter(p);
+  filter.shift = headroom(in, count);
+  while (!core_kernels().all_pole(filter, in, count, out)) {
+    if (filter.shift == 0) {
+      filter_saturating(p, in, count, out);
+      return;
+    }
+    filter.shift = std::max(filter.shift - 2, 0);
+  }
+  if (filter.shift == 0) return;
+  const int64_t half = int64_t{1} << (filter.shift - 1);
+  for (int n = 0; n < count; ++n) out[n] = static_cast<int32_t>((out[n] + half) >> filter.shift);
 }
 
 void run_analysis(const Predictor& p, const int32_t* in, int count, int32_t* out) {

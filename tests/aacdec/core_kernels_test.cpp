@@ -118,6 +118,33 @@ TEST(CoreKernels, MidSideSaturates) {
                                          kInt32Min}));
 }
 
+// Taps that fall off, as those of a stable filter do.
+AllPoleFilter decaying_filter(int32_t limit) {
+  AllPoleFilter filter = {};
+  for (int i = 0; i < 12; ++i) filter.a[i] = (i % 3 == 0 ? -1 : 1) * (1'100'000'000 >> i);
+  filter.exponent = 1;
+  filter.shift = 3;
+  filter.limit = limit;
+  return filter;
+}
+
+TEST(CoreKernels, AllPoleFilterIsItsSumUpToItsLimit) {
+  std::mt19937 random(5);
+  const std::vector<int32_t> in = random_lines(random, 1 << 20);
+  const AllPoleFilter filter = decaying_filter(1 << 28);
+  std::vector<int32_t> out(kLines);
+  ASSERT_TRUE(kBaseKernels.all_pole(filter, in.data(), kLines, out.data()));
+  for (size_t n = 0; n < kLines; ++n) {
+    int64_t sum = 0;
+    for (size_t i = 0; i < 12 && i < n; ++i) sum += mul_q31(filter.a[i], out[n - 1 - i]);
+    ASSERT_EQ(out[n], in[n] * 8 - 2 * sum) << n;
+  }
+  const int32_t largest = std::abs(*std::max_element(
+      out.begin(), out.end(), [](int32_t a, int32_t b) { return std::abs(a) < std::abs(b); }));
+  EXPECT_TRUE(kBaseKernels.all_pole(decaying_filter(largest), in.data(), kLines, out.data()));
+  EXPECT_FALSE(kBaseKernels.all_pole(decaying_filter(largest - 1), in.data(), kLines, out.data()));
+}
+
 // Every result of one set of kernels for the same input.
 std::vector<std::vector<int32_t>> all_results(const CoreKernels& kernels, const std::vector<int32_t>& a,
                                               const std::vector<int32_t>& b) {
@@ -137,6 +164,9 @@ std::vector<std::vector<int32_t>> all_results(const CoreKernels& kernels, const 
   std::vector<int16_t> pcm(kLines);
   kernels.put_samples(results[2].data(), results[3].data(), kLines, pcm.data(), 1);
   results.emplace_back(pcm.begin(), pcm.end());
+  std::vector<int32_t> filtered(kLines);
+  results.push_back({kernels.all_pole(decaying_filter(1 << 28), a.data(), kLines, filtered.data())});
+  if (results.back().front() != 0) results.push_back(filtered);
   return results;
 }
 
