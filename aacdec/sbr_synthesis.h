@@ -14,6 +14,8 @@
 
 #include "aacdec/magnitude.h"
 #include "aacdec/ps_synthesis.h"
+#include "aacdec/sbr_hf_adjustment.h"
+#include "aacdec/sbr_hf_generation.h"
 #include "aacdec/sbr_payload.h"
 #include "aacdec/sbr_qmf.h"
 
@@ -24,14 +26,19 @@ struct SbrSettings {
   int resampling_class = 0;  // 1 to 8: of the output resampler that follows, whose band edge is kept; 0: none
 };
 
+// The last slots of the core bands, aside from the rows in which high bands are made.
+struct SbrCoreTail {
+  int32_t re[kCoreBands][kHistorySlots];
+  int32_t im[kCoreBands][kHistorySlots];
+};
+
 // What a channel remembers from frame to frame.
 struct SbrChannelState {
   QmfAnalysisState analysis;
   QmfSynthesisState synthesis;
 
   // Of the frame before: its last slots of the core's bands, and of those that it made beyond its end.
-  int32_t core_re[kCoreBands][kHistorySlots];
-  int32_t core_im[kCoreBands][kHistorySlots];
+  SbrCoreTail core;
   static constexpr int kOverlapSlots = 6;
   int32_t overlap_re[kQmfBands][kOverlapSlots];
   int32_t overlap_im[kQmfBands][kOverlapSlots];
@@ -63,9 +70,13 @@ struct SbrOutput {
 struct SbrSynthesis {
   SbrSettings settings;
   SbrChannelState channel[2];
+
   // Shared by both channels; means nothing between calls.
   QmfMatrix bands;
   QmfScratch scratch;
+  SbrCoreTail core_tail;
+  RowScale scales[kQmfBands];
+  SbrLevels levels;
 
   // Begins a stream: every delay line is cleared.
   void configure(const SbrSettings& new_settings);
@@ -83,7 +94,7 @@ struct SbrSynthesis {
                             int16_t* pcm, int stride);
 };
 
-// For a pair that is mixed to one channel before SBR: channel 0 gets the sinusoids of both and the wider band
+// For two channels that are mixed to one before SBR: channel 0 gets the sinusoids of both and the larger band
 // range; all else stays that of channel 0.
 void merge_sbr_for_mono(SbrFrame& frame);
 

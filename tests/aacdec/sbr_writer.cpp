@@ -59,10 +59,16 @@ void SbrFrameWriter::put_fixed_grid(BitWriter& w, SbrModel& model) {
   grid.transient = -1;
 }
 
+FrameClass SbrFrameWriter::choose_class(const SbrModel& model) {
+  const int any = draw(4);
+  // Only two classes begin elsewhere than with the frame.
+  return static_cast<FrameClass>(continuous && model.border_before > 16 ? any | 2 : any);
+}
+
 void SbrFrameWriter::put_grid(BitWriter& w, SbrModel& model) {
   SbrGrid& grid = model.grid;
   grid = {};
-  grid.frame_class = static_cast<FrameClass>(draw(4));
+  grid.frame_class = choose_class(model);
   w.put(static_cast<uint64_t>(grid.frame_class), 2);
   int pointer = 0;
   if (grid.frame_class == FrameClass::kFixFix) {
@@ -70,7 +76,8 @@ void SbrFrameWriter::put_grid(BitWriter& w, SbrModel& model) {
   } else {
     const bool from_start = grid.frame_class != FrameClass::kFixVar;
     const bool to_end = grid.frame_class != FrameClass::kVarFix;
-    const int first = from_start ? draw(4) : 0;
+    int first = from_start ? draw(4) : 0;
+    if (continuous) first = model.border_before - 16;
     const int last = to_end ? draw(4) : 0;
     if (from_start) w.put(static_cast<uint64_t>(first), 2);
     if (to_end) w.put(static_cast<uint64_t>(last), 2);
@@ -105,6 +112,7 @@ void SbrFrameWriter::put_grid(BitWriter& w, SbrModel& model) {
     if (!counted_from_start) grid.transient = static_cast<int8_t>(pointer >= 1 ? count + 1 - pointer : -1);
   }
   const int count = grid.envelope_count;
+  model.border_before = grid.border[count];
   grid.noise_count = count > 1 ? 2 : 1;
   const bool fixed_single = grid.frame_class == FrameClass::kFixFix && count == 1;
   model.amp_res = fixed_single ? 0 : header_.amp_res;

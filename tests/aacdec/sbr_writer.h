@@ -38,6 +38,7 @@ struct SbrModel {
   std::vector<int> invf;
   std::vector<int> harmonics;
   // Of the frame before.
+  int border_before = 16;
   bool high_before = false;
   std::vector<int> envelope_before = std::vector<int>(48, 0);
   std::vector<int> noise_before = std::vector<int>(5, 0);
@@ -59,6 +60,8 @@ class SbrFrameWriter {
   Part levels;
   Part balances;
   Part noise_floors;
+  // Each frame begins where the one before ended, as in a stream that can be played.
+  bool continuous = false;
 
   // Random sbr_single_channel_element, without extended data.
   void put_single(BitWriter& w, SbrModel& model);
@@ -67,6 +70,7 @@ class SbrFrameWriter {
 
  private:
   void put_grid(BitWriter& w, SbrModel& model);
+  FrameClass choose_class(const SbrModel& model);
   void put_fixed_grid(BitWriter& w, SbrModel& model);
   std::vector<int> choose_lengths(int count, int room);
   void put_directions(BitWriter& w, const SbrModel& model, std::vector<int>& envelopes,

@@ -1,0 +1,110 @@
+#include "aacdec/ps_synthesis.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "aacdec/magnitude.h"
+#include "aacdec/sbr_kernels.h"
+#include "aacdec/tables/ps_constants.h"
+
+namespace zdr::aacdec {
+namespace {
+
+constexpr int32_t kOneQ30 = 1 << 30;
+
+// A memory above the signal's last band would only ring on where a header has lowered it.
+void forget_bands_above(int band_end, PsSynthesis& ps) {
+  const int first = std::max(band_end, kSplitBands) - kSplitBands + kHybridBands;
+  for (int k = std::max(first, kAllPassBands); k < kSubBands; ++k) {
+    std::memset(ps.delay_re[k - kAllPassBands], 0, sizeof ps.delay_re[0]);
+    std::memset(ps.delay_im[k - kAllPassBands], 0, sizeof ps.delay_im[0]);
+  }
+  for (int k = first; k < kAllPassBands; ++k) {
+    for (int i = 0; i < AllPassState::kInputSlots; ++i) {
+      ps.all_pass.input_re[i][k] = ps.all_pass.input_im[i][k] = 0;
+    }
+    for (int i = 0; i < AllPassState::kLinkSlots; ++i) {
+      ps.all_pass.link_re[i][k] = ps.all_pass.link_im[i][k] = 0;
+    }
+  }
+}
+
+// How far the copy is damped after `energy`: the smoothed energy in relation to what the peaks stand out of
+// it, where that is less than 1. Q30.
+int32_t next_damping(TransientDetector& d, uint64_t energy) {
+  constexpr uint64_t kPeakDecayQ32 = 3289637165;  // 0.76592833836465
+  const uint64_t decayed = (d.peak >> 32) * kPeakDecayQ32 + ((d.peak & 0xFFFFFFFF) * kPeakDecayQ32 >> 32);
+  d.peak = std::max(decayed, energy);
+  d.smooth = (3 * d.smooth + energy) / 4;
+  d.difference = (3 * d.difference + (d.peak - energy)) / 4;
+  const uint64_t threshold = d.difference + d.difference / 2;
+  if (threshold <= d.smooth) return kOneQ30;
+  const Magnitude ratio = make_magnitude(d.smooth, 30) / make_magnitude(threshold, 0);
+  // Below 2^30 as it stands.
+  return ratio.exponent < -31 ? 0 : static_cast<int32_t>(ratio.mantissa >> -ratio.exponent);
+}
+
+void damp_transients(PsSynthesis& ps) {
+  for (int band = 0; band < kPsBands; ++band) {
+    for (int slot = 0; slot < kQmfSlots; ++slot) {
+      ps.damping_q30[band][slot] = next_damping(ps.detector[band], ps.energy[band][slot]);
+    }
+  }
+}
+
+const int32_t* mixing_of(const PsFrame& frame, int envelope, int band) {
+  const int icc = std::clamp<int>(frame.icc[envelope][band], 0, 7);
+  const int range = frame.fine_iid ? 15 : 7;
+  const int iid = std::clamp<int>(frame.iid[envelope][band], -range, range) + range;
+  return frame.fine_iid ? kMixingFineQ30[iid][icc] : kMixingCoarseQ30[iid][icc];
+}
+
+// A straight line from `from`, reached before slot `first`, to `to`, reached at slot `end` - 1.
+void draw_line(int32_t* row, int first, int end, int32_t from, int32_t to) {
+  constexpr int kFraction = 20;
+  const int64_t step = (int64_t{to} - from) * (1 << kFraction) / (end - first);
+  int64_t value = int64_t{from} << kFraction;
+  for (int slot = first; slot < end; ++slot) {
+    value += step;
+    row[slot] = static_cast<int32_t>(value >> kFraction);
+  }
+}
+
+void draw_mixing_rows(const PsFrame& frame, int band, PsSynthesis& ps) {
+  int32_t* const reached = ps.mixing_q30[band];
+  int first = 0;
+  for (int envelope = 0; envelope < frame.envelope_count; ++envelope) {
+    const int end = std::min<int>(frame.border[envelope], kQmfSlots);
+    if (end <= first) continue;
+    const int32_t* const wanted = mixing_of(frame, envelope, band);
+    for (int i = 0; i < kMixingEntries; ++i) {
+      draw_line(ps.mixing_rows_q30[band][i], first, end, reached[i], wanted[i]);
+      reached[i] = wanted[i];
+    }
+    first = end;
+  }
+  for (int i = 0; i < kMixingEntries; ++i) {
+    std::fill(ps.mixing_rows_q30[band][i] + first, ps.mixing_rows_q30[band][i] + kQmfSlots, reached[i]);
+  }
+}
+
+}  // namespace
+
+void PsSynthesis::configure() {
+  std::memset(static_cast<void*>(this), 0, sizeof *this);
+  // Both channels are the signal until the first parameters are reached.
+  for (auto& entries : mixing_q30) entries[0] = entries[1] = kOneQ30;
+}
+
+void PsSynthesis::process(const PsFrame& frame, int band_end, QmfMatrix& bands) {
+  const SbrKernels& kernels = sbr_kernels();
+  forget_bands_above(band_end, *this);
+  kernels.split_bands(bands, *this);
+  kernels.measure_energies(bands, *this);
+  damp_transients(*this);
+  kernels.decorrelate(bands, *this);
+  for (int band = 0; band < kPsBands; ++band) draw_mixing_rows(frame, band, *this);
+  kernels.mix_channels(*this, bands);
+}
+
+}  // namespace zdr::aacdec

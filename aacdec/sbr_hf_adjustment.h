@@ -1,0 +1,33 @@
+// High frequency adjustment (ISO/IEC 14496-3, 4.6.18.7): gives the copied bands the energies that the stream
+// tells, and adds noise and sinusoids.
+#pragma once
+
+#include "aacdec/magnitude.h"
+#include "aacdec/sbr_hf_generation.h"
+#include "aacdec/sbr_payload.h"
+#include "aacdec/sbr_qmf.h"
+
+namespace zdr::aacdec {
+
+struct SbrChannelState;
+
+// Squares of what each band of an envelope gets, by band from kx on. Working memory.
+struct SbrLevels {
+  Magnitude wanted[kQmfBands];   // energy that the stream tells
+  Magnitude present[kQmfBands];  // energy of the copied signal
+  Magnitude gain[kQmfBands];
+  Magnitude noise[kQmfBands];
+  Magnitude sine[kQmfBands];
+  bool has_sine[kQmfBands];
+};
+
+// Turns the generated rows into what is put out, in place. `first_slot` is where the frame before ended, in
+// output slots: the first envelope is drawn out to it where a damaged stream leaves a gap. Slots before and
+// behind the frame's envelopes are cleared. `fade` halves the levels so many times; kFadeToSilence and more
+// is silence.
+inline constexpr int kFadeToSilence = 3;
+void adjust_high_bands(const SbrFrame& frame, int channel, int first_slot, int fade,
+                       const RowScale (&scales)[kQmfBands], SbrChannelState& state, SbrLevels& levels,
+                       QmfMatrix& bands);
+
+}  // namespace zdr::aacdec

@@ -1,0 +1,51 @@
+// The inner loops of SBR and parametric stereo, which exist once for every processor and once for those with
+// 256-bit integer vectors. Both forms are made from one source and give the same bits.
+#pragma once
+
+#include <cstdint>
+
+#include "aacdec/ps_synthesis.h"
+#include "aacdec/sbr_qmf.h"
+
+namespace zdr::aacdec {
+
+// A whitening filter of two taps and what it is applied to.
+struct PatchFilter {
+  int source = 0;  // rows
+  int target = 0;
+  // Complex, Q28: of the sample before, and of the one before that.
+  int32_t tap1_re = 0, tap1_im = 0;
+  int32_t tap2_re = 0, tap2_im = 0;
+  int shift = 28;  // right, of the result
+};
+
+struct SbrKernels {
+  // See qmf_analyse and qmf_synthesise.
+  void (*analyse)(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch,
+                  QmfMatrix& bands);
+  void (*synthesise)(const QmfMatrix& bands, int band_count, int scale_bits, QmfSynthesisState& state,
+                     QmfScratch& scratch, int16_t* pcm, int stride);
+  // target[s] = (2^28 source[s] + tap1 source[s - 1] + tap2 source[s - 2]) / 2^shift, for s from kLeadSlots
+  // to the end of the row. Results of 2^31 and more wrap. Returns which bits the absolute values of these
+  // have.
+  uint32_t (*patch)(QmfMatrix& bands, const PatchFilter& filter);
+
+  // Parametric stereo, in this order, see PsSynthesis::process. Splits the lowest bands into ps.hybrid and
+  // limits the samples of all bands.
+  void (*split_bands)(QmfMatrix& bands, PsSynthesis& ps);
+  // Fills ps.energy by parameter band and slot.
+  void (*measure_energies)(const QmfMatrix& bands, PsSynthesis& ps);
+  // Fills ps.decorrelated.
+  void (*decorrelate)(const QmfMatrix& bands, PsSynthesis& ps);
+  // Makes left of `bands` and fills ps.right.
+  void (*mix_channels)(PsSynthesis& ps, QmfMatrix& bands);
+};
+
+// Of this processor.
+const SbrKernels& sbr_kernels();
+
+extern const SbrKernels kBaseSbrKernels;
+// Only where use_wide_vectors() can be true.
+extern const SbrKernels kWideSbrKernels;
+
+}  // namespace zdr::aacdec

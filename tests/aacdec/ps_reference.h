@@ -1,0 +1,42 @@
+// Parametric stereo in plain double precision, as ISO/IEC 14496-3 has it, on 20 parameter bands.
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "aacdec/ps_payload.h"
+#include "tests/aacdec/qmf_reference.h"
+
+namespace zdr::aacdec::test {
+
+class PsReference {
+ public:
+  // 32 slots of two channels from 38 of one; a silent rest from band_end on.
+  void process(const PsFrame& frame, int band_end, const std::vector<Slot>& x, std::vector<Slot>& left,
+               std::vector<Slot>& right);
+
+ private:
+  static constexpr size_t kSlots = 32;
+  static constexpr size_t kBands = 71;
+  using Signal = std::vector<std::array<Complex, kBands>>;
+  struct Mixing {
+    double h11, h12, h21, h22;
+  };
+
+  Signal split(const std::vector<Slot>& x);
+  Signal decorrelate(const Signal& s);
+  std::vector<std::array<double, 20>> transients(const Signal& s);
+  Mixing mixing(const PsFrame& frame, size_t envelope, size_t band) const;
+
+  std::vector<Slot> before_ = std::vector<Slot>(6);
+  Signal s_before_ = Signal(14);
+  std::array<std::array<std::array<Complex, 5>, kBands>, 3> link_{};  // the newest first
+  std::array<double, 20> peak_{}, smooth_{}, difference_{};
+  std::array<Mixing, 20> reached_ = [] {
+    std::array<Mixing, 20> list{};
+    list.fill({1, 1, 0, 0});
+    return list;
+  }();
+};
+
+}  // namespace zdr::aacdec::test

@@ -1,0 +1,79 @@
+// SBR in plain double precision: the formulas of ISO/IEC 14496-3 as they stand, slot by slot and band by
+// band. What the fixed-point tools are held against.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "aacdec/sbr_payload.h"
+#include "tests/aacdec/ps_reference.h"
+#include "tests/aacdec/qmf_reference.h"
+
+namespace zdr::aacdec::test {
+
+class SbrReference {
+ public:
+  // `resampling_cut`: the first silent band, 64 for none.
+  SbrReference(int rate_multiplier, int resampling_cut);
+
+  // One channel of one frame: 1024 core samples in; 1024 or 2048 out of each channel, two of them once
+  // `stereo` and parametric stereo data have come. `level` scales the high bands.
+  std::vector<std::vector<double>> process(int channel, const SbrFrame& frame,
+                                           const std::vector<double>& core, bool stereo, double level = 1);
+
+ private:
+  using Row = std::array<double, 64>;
+  // Of one envelope.
+  struct Gains {
+    Row gain{}, noise{}, sine{};
+    bool is_short = false;
+  };
+
+  void analyse(const std::vector<double>& core);
+  void generate();
+  std::array<Complex, 2> predict(size_t band) const;
+  void set_bandwidths();
+  int first_slot(size_t envelope) const;
+  std::vector<Gains> find_gains();
+  void find_sines(std::vector<std::array<bool, 64>>& sines) const;
+  Row wanted_energies(size_t envelope) const;
+  Row noise_floors(size_t envelope) const;
+  Row present_energies(size_t envelope) const;
+  void limit(Gains& gains, const Row& wanted, const Row& present) const;
+  void assemble(const std::vector<Gains>& gains);
+  void put_together();
+  bool active() const { return data().status == SbrStatus::kParsed && data().bands.m > 0; }
+  const SbrChannelFrame& data() const { return frame_->channel[channel_]; }
+
+  int cut_;
+  bool ps_active_ = false;
+
+  struct State {
+    QmfAnalysisReference analysis;
+    QmfSynthesisReference bank{64};
+    std::vector<Slot> w_before = std::vector<Slot>(32);
+    std::vector<Slot> y_before = std::vector<Slot>(38);
+    int kx = 32, m = 0, end = 16;
+    uint32_t generation = 0;
+    bool has_history = false;
+    bool transient_before = false;
+    std::array<int, 5> invf{};
+    std::array<double, 5> bandwidth{};
+    std::array<bool, 64> sines{};
+    int noise_index = 0, sine_index = 0;
+    std::vector<Row> gains, noises;  // of every slot so far, back to the last reset
+  };
+  std::array<State, 2> states_;
+  std::optional<QmfSynthesisReference> right_bank_;
+  PsReference ps_;
+
+  // Of the call.
+  const SbrFrame* frame_ = nullptr;
+  size_t channel_ = 0;
+  double level_ = 1;
+  State* state_ = nullptr;
+  std::vector<Slot> low_, high_, y_, x_, w_history_;
+};
+
+}  // namespace zdr::aacdec::test
