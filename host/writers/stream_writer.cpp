@@ -1,6 +1,7 @@
 #include "host/writers/stream_writer.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <string_view>
 
@@ -9,6 +10,7 @@
 #include "host/writers/decoded_aac_writer.h"
 #include "host/writers/qcp_writer.h"
 #include "host/writers/video_writers.h"
+#include "host/writers/wav_writer.h"
 
 namespace zdr::host {
 namespace {
@@ -55,6 +57,13 @@ bool is_aac(const GUID& subtype) {
   return std::find(std::begin(known), std::end(known), subtype) != std::end(known);
 }
 
+WriterChoice choose_wav(const AM_MEDIA_TYPE& type) {
+  WAVEFORMATEX wave;
+  if (type.pbFormat == nullptr || type.cbFormat < sizeof wave) return {};
+  std::memcpy(&wave, type.pbFormat, sizeof wave);
+  return {"wav", std::make_unique<WavWriter>(PcmFormat{wave.nSamplesPerSec, wave.nChannels})};
+}
+
 WriterChoice choose_decoder(Bytes audio_specific_config, Bytes first_sample) {
   auto writer = std::make_unique<DecodedAacWriter>(audio_specific_config, first_sample);
   if (!writer->is_usable()) return {};
@@ -77,6 +86,7 @@ WriterChoice choose_writer(const AM_MEDIA_TYPE& type, Bytes first_sample, bool d
     if (decode) return choose_decoder(audio_specific_config(type), first_sample);
     return {"aac", std::make_unique<AdtsWriter>(audio_specific_config(type))};
   }
+  if (type.subtype == MEDIASUBTYPE_PCM) return choose_wav(type);
   if (type.subtype == kSubtypeDolbyAc3) {
     return {is_eac3(first_sample) ? "eac3" : "ac3", std::make_unique<StreamWriter>()};
   }

@@ -153,6 +153,7 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
   void probe();
   bool open_iso_media();
   bool open_amr_file(LPCOLESTR file_name);
+  bool open_aac_file(LPCOLESTR file_name);
   bool add_file_pin(std::unique_ptr<FileStream> stream, LPCWSTR name);
   void find_longest_pin();
   CZanMP4SourceOutputPin* add_track_pin(Stream stream, uint32_t track_id);

@@ -3,6 +3,7 @@
 #include <new>
 #include <string>
 
+#include "filters/source/mp4/aac_file.h"
 #include "filters/source/mp4/amr_file.h"
 #include "filters/source/mp4/conversions.h"
 #include "filters/source/mp4/mp4_source.h"
@@ -40,6 +41,7 @@ BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) 
       case SOURCE_KIND_AMR:
         return open_amr_file(file_name) ? TRUE : FALSE;
       case SOURCE_KIND_AAC:
+        return open_aac_file(file_name) ? TRUE : FALSE;
       case SOURCE_KIND_NONE:
         break;
     }
@@ -99,6 +101,11 @@ bool CZanMP4SourceFilter::open_amr_file(LPCOLESTR file_name) {
   AMRF_File* reader = nullptr;
   if (AMRF_Open(&reader, file_name) != AMRF_OK) return false;
   return add_file_pin(std::make_unique<AmrFile>(AmrFilePointer(reader)), u"AMR Audio1");
+}
+
+bool CZanMP4SourceFilter::open_aac_file(LPCOLESTR file_name) {
+  AacFilePointer reader = open_aac_reader(file_name);
+  return reader != nullptr && add_file_pin(std::make_unique<AacFile>(std::move(reader)), u"Audio1");
 }
 
 // The only pin of a speech or AAC file.

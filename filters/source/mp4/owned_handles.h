@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "esparse/aac/aacf.h"
 #include "esparse/amr/amrf.h"
 #include "fmgr/fmgr.h"
 #include "p3gpp/p3gpp.h"
@@ -30,5 +31,10 @@ struct CloseAmrFile {
   void operator()(AMRF_File* reader) const { AMRF_Close(reader); }
 };
 using AmrFilePointer = std::unique_ptr<AMRF_File, CloseAmrFile>;
+
+struct CloseAacFile {
+  void operator()(AACF_File* reader) const { AACF_Close(reader); }
+};
+using AacFilePointer = std::unique_ptr<AACF_File, CloseAacFile>;
 
 }  // namespace zdr::mp4source
