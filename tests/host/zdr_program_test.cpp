@@ -85,6 +85,16 @@ struct Failure {
   std::string message;  // pattern of the one line, without "zdr: " in front
 };
 
+TEST(ZdrPlay, DecodesAacOnDemand) {
+  const TempFolder folder;
+  const ZdrResult result =
+      run_zdr({"play", "--decode", "--only", "audio", ZDR_SAMPLES_DIR "/avc-aac.mp4"}, folder.path());
+  EXPECT_EQ(result.exit_code, 0);
+  // 174 units of two channels.
+  EXPECT_EQ(result.out, "avc-aac.Audio0.wav: 18 samples, 712748 bytes\n");
+  EXPECT_EQ(read_file(folder / "avc-aac.Audio0.wav").substr(0, 4), "RIFF");
+}
+
 class ZdrFails : public testing::TestWithParam<Failure> {};
 
 // Files that are wrong each in its own way, in the folder where the program runs.
