@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <random>
 #include <string>
 
 #include "aacdec/cpu.h"
@@ -99,18 +100,40 @@ TEST(CoreSynthesis, AgreesWithTheModelOverRandomFrames) {
   }
 }
 
+// Values and scales far beyond any level, where everything saturates and wraps, noise in any band, and any
+// dynamic range data.
+void make_hostile(std::mt19937& random, Frame& frame) {
+  const auto pick = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
+  for (int c = 0; c < 2; ++c) {
+    ChannelStream& channel = frame.channel[c];
+    channel.uses_noise = true;
+    for (int band = 0; band < kMaxBands; ++band) {
+      channel.scale[band] = static_cast<int16_t>(pick(0, 9) == 0 ? pick(-8000, 8000) : pick(100, 270));
+      if (channel.codebook[band] != kZeroBook && pick(0, 9) == 0) channel.codebook[band] = kNoiseBook;
+    }
+    for (int16_t& value : frame.quantised[c]) value = static_cast<int16_t>(pick(-8191, 8191));
+  }
+  frame.dynamic_range.band_count = kMaxDynamicRangeBands;
+  frame.dynamic_range.program_reference_level = static_cast<uint8_t>(pick(0, 127));
+  for (int band = 0; band < kMaxDynamicRangeBands; ++band) {
+    frame.dynamic_range.band_top[band] = static_cast<uint16_t>(pick(0, 257));
+    frame.dynamic_range.negative[band] = pick(0, 1) != 0;
+    frame.dynamic_range.control[band] = static_cast<uint8_t>(pick(0, 127));
+  }
+}
+
 TEST(CoreSynthesis, IsTheSameWithAndWithoutWideVectors) {
   const StreamFormat format = {4, kProfileLtp};
   std::vector<int16_t> pcm[2];
   for (const bool wide : {false, true}) {
     allow_wide_vectors(wide);
     FrameMaker maker(7, format);
+    std::mt19937 random(8);
     Decoder decoder;
     const auto frame = std::make_unique<Frame>();
     for (int i = 0; i < 100; ++i) {
       maker.make(2, *frame);
-      // Also far beyond any level, where everything saturates and wraps.
-      if (i % 10 == 9) std::fill_n(frame->channel[i / 10 % 2].scale, kMaxBands, int16_t{230});
+      if (i % 4 == 3) make_hostile(random, *frame);
       const auto samples = decoder.decode(*frame, format, 2);
       pcm[wide].insert(pcm[wide].end(), samples.begin(), samples.end());
     }
