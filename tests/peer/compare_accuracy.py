@@ -1,0 +1,128 @@
+#!/usr/bin/env python3
+"""Encodes signals with ffmpeg as AAC, decodes them with zdr, and measures the distance to ffmpeg's floating-point
+decode of the same packets.
+
+    compare_accuracy.py [--seconds N] ZDR [FILE...]      default: streams made here; else the AAC tracks of the files
+
+Prints one row a stream: the accuracy level K, where the RMS of the difference is 2^-(K-1)/sqrt(12) of full scale (16.00
+is rounding to 16 bits alone, 15 the floor for AAC-LC of 3GPP TS 26.406), the level that windows of 15 bits allow at
+the signal's own level, and the largest difference in 16-bit steps. Exit status 1 when a stream made here falls short.
+Streams of files are told, not judged: noise substitution is each decoder's own.
+"""
+import array
+import math
+import pathlib
+import random
+import subprocess
+import sys
+import tempfile
+import time
+
+import peer_media
+
+RATES = (96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000)
+VARIANTS = (('-aac_is', '0'), ('-aac_ms', '0'), ('-aac_tns', '0'), ('-aac_coder', 'fast'))
+LARGEST_STEPS = 2.0
+MARGIN = 0.08
+
+
+def signal():
+    """Two channels of 44.1 kHz: a sweep over noise, and a tone that comes and goes with clicks."""
+    rate, noise = 44100, random.Random(1)
+    samples = array.array('h')
+    for i in range(2 * rate):
+        t = i / rate
+        sweep = 0.3 * math.sin(2 * math.pi * (100 * t + 2500 * t * t)) + noise.gauss(0, 0.02)
+        tone = 0.3 * math.sin(2 * math.pi * 440 * t) * (math.sin(6 * math.pi * t) > 0) + 0.6 * (i % 9000 == 0)
+        samples.extend(int(32767 * max(-1.0, min(1.0, v))) for v in (sweep, tone))
+    return samples.tobytes()
+
+
+def made_streams():
+    """(label, arguments of the encoder) for all rates, mono and stereo, low and high bit rates, and tools switched off. None of them uses
+    noise substitution."""
+    cases = []
+    for number, rate in enumerate(RATES):
+        for channels in (1, 2):
+            kbits = ((16, 64) if rate < 24000 else (64, 160) if rate != 44100 else (32, 320))[(number + channels) % 2]
+            cases.append((f'{rate} Hz {channels} ch {kbits} kbit/s',
+                          ['-ar', str(rate), '-ac', str(channels), '-b:a', f'{kbits}k']))
+    return cases + [(' '.join(option), [*option, '-b:a', '96k']) for option in VARIANTS]
+
+
+def encoded(options, folder):
+    source = folder / 'signal.raw'
+    if not source.exists():
+        source.write_bytes(signal())
+    path = folder / 'made.m4a'
+    subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-y', '-f', 's16le', '-ar', '44100', '-ac', '2', '-i', source,
+                    '-c:a', 'aac', '-aac_pns', '0', *options, path], check=True)
+    return path
+
+
+def reference(path):
+    done = subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-ignore_editlist', '1', '-flags2', '+skip_manual', '-i',
+                           path, '-map', '0:a:0', '-c:a', 'pcm_f32le', '-f', 'f32le', '-'], capture_output=True)
+    return array.array('f', done.stdout[:len(done.stdout) // 4 * 4])
+
+
+def decoded(zdr, path, folder):
+    out = folder / 'out'
+    out.mkdir(exist_ok=True)
+    for old in out.iterdir():
+        old.unlink()
+    peer_media.zdr(zdr, 'play', '--decode', '-o', out, path)
+    samples = array.array('h')
+    for wav in sorted(out.glob('*.wav'))[:1]:
+        data = wav.read_bytes()
+        samples.frombytes(data[data.index(b'data') + 8:][:(len(data) - 44) // 2 * 2])
+    return samples
+
+
+def level(root_mean_square):
+    return 1 - math.log2(max(root_mean_square, 1e-9) / 32768 * math.sqrt(12))
+
+
+def measure(want, got):
+    """Accuracy level, the level that the windows allow, largest difference; None without sound on both sides."""
+    count = min(len(want), len(got))
+    if count == 0 or abs(len(want) - len(got)) > 8192:
+        return None
+    squares = signal_squares = largest = 0.0
+    for a, b in zip(want, got):
+        a = max(-32767.0, min(32767.0, a * 32768))
+        squares += (a - b) * (a - b)
+        signal_squares += a * a
+        largest = max(largest, abs(a - b))
+    allowed = math.hypot(0.2887, 1.28e-5 * math.sqrt(signal_squares / count))
+    return level(math.sqrt(squares / count)), level(allowed), largest
+
+
+def main():
+    chosen = peer_media.options(__doc__)
+    end = time.monotonic() + chosen.seconds
+    failed = left = 0
+    with tempfile.TemporaryDirectory(prefix='zdr-accuracy-') as name:
+        folder = pathlib.Path(name)
+        streams = [(f.name, f) for f in chosen.files] or made_streams()
+        for label, stream in streams:
+            if time.monotonic() > end:
+                left += 1
+                continue
+            path = stream if chosen.files else encoded(stream, folder)
+            measured = measure(reference(path), decoded(chosen.zdr, path, folder))
+            if measured is None:
+                failed += not chosen.files
+                print(f'{label:34} nothing to compare')
+                continue
+            k, allowed, largest = measured
+            short = not chosen.files and (k < allowed - MARGIN or largest > LARGEST_STEPS)
+            failed += short
+            print(f'{label:34} K {k:6.2f} of {allowed:5.2f}   largest {largest:8.2f}{"   SHORT" if short else ""}')
+    if left:
+        print(f'{left} streams not reached in {chosen.seconds:.0f} s')
+    sys.exit(1 if failed else 0)
+
+
+if __name__ == '__main__':
+    main()
