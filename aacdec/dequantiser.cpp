@@ -81,6 +81,21 @@ bool dequantise_run(const int16_t* quantised, int count, int scale_factor, int32
   return dequantise_any(quantised, count, scale_factor, bits, lines);
 }
 
+// One band of all windows of a group: runs that follow each other in `quantised` and stand `window_length`
+// apart in `lines`.
+bool dequantise_band(const ChannelStream& channel, int band, const int16_t* quantised, int width, int windows,
+                     int32_t* lines) {
+  const int window_length = channel.ics.window_length();
+  for (int w = 0; w < windows; ++w, quantised += width, lines += window_length) {
+    if (!is_spectral_book(channel.codebook[band])) {
+      std::fill_n(lines, width, 0);
+    } else if (!dequantise_run(quantised, width, channel.scale[band], lines)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 int32_t dequantise_value(int q, int scale_factor) {
@@ -90,29 +105,21 @@ int32_t dequantise_value(int q, int scale_factor) {
 bool dequantise(const ChannelStream& channel, const ScaleFactorBands& bands, const int16_t* quantised,
                 int32_t* spectrum) {
   const IcsInfo& ics = channel.ics;
-  const int length = ics.window_length();
-  int32_t* window_lines = spectrum;  // of the first window of the group
   for (int group = 0; group < ics.group_count; ++group) {
     const int windows = ics.group_length[group];
     for (int sfb = 0; sfb < ics.max_sfb; ++sfb) {
       const int start = bands.offsets[sfb];
       const int width = bands.offsets[sfb + 1] - start;
-      const int band = ics.band(group, sfb);
-      for (int w = 0; w < windows; ++w) {
-        int32_t* const lines = window_lines + w * length + start;
-        if (!is_spectral_book(channel.codebook[band])) {
-          std::fill_n(lines, width, 0);
-        } else if (!dequantise_run(quantised + start * windows + w * width, width, channel.scale[band],
-                                   lines)) {
-          return false;
-        }
+      if (!dequantise_band(channel, ics.band(group, sfb), quantised + start * windows, width, windows,
+                           spectrum + start)) {
+        return false;
       }
     }
-    const int end = bands.offsets[ics.max_sfb];
-    for (int w = 0; w < windows; ++w)
-      std::fill(window_lines + w * length + end, window_lines + (w + 1) * length, 0);
-    quantised += windows * length;
-    window_lines += windows * length;
+    const int coded = bands.offsets[ics.max_sfb];
+    quantised += windows * ics.window_length();
+    for (int w = 0; w < windows; ++w, spectrum += ics.window_length()) {
+      std::fill(spectrum + coded, spectrum + ics.window_length(), 0);
+    }
   }
   return true;
 }
