@@ -23,7 +23,7 @@ import peer_media
 RATES = (96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000)
 VARIANTS = (('-aac_is', '0'), ('-aac_ms', '0'), ('-aac_tns', '0'), ('-aac_coder', 'fast'))
 LARGEST_STEPS = 2.0
-MARGIN = 0.08
+MARGIN = 0.05
 
 
 def signal():
