@@ -18,27 +18,34 @@ constexpr Magnitude kSmoothing[kSmoothed + 1] = {
 
 // Gain, noise and sine each take a quarter of 32 bits at most.
 constexpr int kPartBits = 29;
+constexpr int64_t kPartLimit = int64_t{1} << kPartBits;
 
-// A factor for samples below 2^bits: (sample * mantissa) >> shift.
+// A factor for samples below 2^bits, bits <= 32: (sample * mantissa) >> shift.
 struct Factor {
   int64_t mantissa = 0;
   int shift = 1;
-  int64_t half = 0;
+  bool in_range = true;  // no product can leave the part's range
 
-  int64_t apply(int32_t sample) const { return (sample * mantissa + half) >> shift; }
+  int32_t apply(int32_t sample) const {
+    return static_cast<int32_t>((sample * mantissa + (int64_t{1} << (shift - 1))) >> shift);
+  }
+  int32_t apply_limited(int32_t sample) const {
+    const int64_t product = (sample * mantissa + (int64_t{1} << (shift - 1))) >> shift;
+    return static_cast<int32_t>(std::clamp(product, -kPartLimit, kPartLimit));
+  }
 };
 
+// value * 2^exponent, for samples below 2^bits.
 Factor factor_of(Magnitude value, int exponent, int bits) {
-  // 31 bits of mantissa, so that the result is below 2^(bits + 31 - shift).
-  const int shift = std::max(-(value.exponent + 1 + exponent), bits + 31 - kPartBits);
+  // The mantissa has 31 bits. A factor of 2^30 and more drives every sample out of range anyway.
+  const int shift = std::max(-(value.exponent + 1 + exponent), 1);
   if (value.is_zero() || shift > 62) return {};
-  return {value.mantissa >> 1, shift, int64_t{1} << (shift - 1)};
+  return {value.mantissa >> 1, shift, bits + 31 - shift <= kPartBits};
 }
 
-// Whole units at kSampleScaleBits.
+// In units of kSampleScaleBits.
 int32_t sine_amplitude(Magnitude value) {
-  const Factor factor = factor_of(value, kSampleScaleBits - 28, 29);
-  return static_cast<int32_t>(factor.apply(1 << 28));
+  return factor_of(value, kSampleScaleBits - 28, 29).apply_limited(1 << 28);
 }
 
 // Values of the slots `slot` - 4 to `slot` of the envelope, weighted. Slots before the envelope come from
@@ -69,17 +76,24 @@ class BandMixer {
   void set_noise(Magnitude noise) { noise_ = factor_of(noise, kSampleScaleBits - 31, 31); }
 
   void scale(int first, int end) {
-    for (int s = first; s < end; ++s) {
-      re_[s] = static_cast<int32_t>(gain_.apply(re_[s]));
-      im_[s] = static_cast<int32_t>(gain_.apply(im_[s]));
+    if (gain_.in_range) {
+      for (int s = first; s < end; ++s) {
+        re_[s] = gain_.apply(re_[s]);
+        im_[s] = gain_.apply(im_[s]);
+      }
+    } else {
+      for (int s = first; s < end; ++s) {
+        re_[s] = gain_.apply_limited(re_[s]);
+        im_[s] = gain_.apply_limited(im_[s]);
+      }
     }
   }
   // The index advances by `step` a slot.
   void add_noise(int first, int end, int index, int step) {
     for (int s = first; s < end; ++s, index += step) {
       const int32_t* const value = kSbrNoiseQ31[index & (kNoiseLength - 1)];
-      re_[s] += static_cast<int32_t>(noise_.apply(value[0]));
-      im_[s] += static_cast<int32_t>(noise_.apply(value[1]));
+      re_[s] += noise_.apply_limited(value[0]);
+      im_[s] += noise_.apply_limited(value[1]);
     }
   }
   // A quarter turn a slot, against the clock in even bands.

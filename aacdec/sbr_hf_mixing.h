@@ -14,7 +14,7 @@ struct MixedSlots {
 };
 
 // `levels` holds roots now. Advances noise, sinusoids and the smoothing history in `state`. Results stay
-// below 2^31 whatever the levels: where they can't, the gain is held back.
+// below 2^31 whatever the levels: gain, noise and sinusoids are each cut at 2^29.
 void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const SbrLevels& levels,
                     const RowScale (&scales)[kQmfBands], SbrChannelState& state, QmfMatrix& bands);
 
