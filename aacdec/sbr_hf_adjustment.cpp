@@ -5,6 +5,7 @@
 #include "aacdec/sbr_envelope.h"
 #include "aacdec/sbr_hf_mixing.h"
 #include "aacdec/sbr_synthesis.h"
+#include "aacdec/tables/sbr_noise.h"
 
 namespace zdr::aacdec {
 namespace {
@@ -181,14 +182,27 @@ void clear_slots(QmfMatrix& bands, int row, int first, int end) {
   std::fill(bands.im[row] + kLeadSlots + first, bands.im[row] + kLeadSlots + end, 0);
 }
 
+// Where the first envelope begins. Where a damaged stream leaves a gap behind the frame before, it is drawn
+// out to that; noise and sinusoids are then taken up earlier, so that they are where the encoder expects them
+// after the frame.
+int start_frame(const SbrBandTables& tables, const SbrGrid& grid, SbrChannelState& state) {
+  const int start = 2 * grid.border[0];
+  const int end_before = 2 * (state.end_border - kSbrTimeSlots);
+  if (state.m == 0 || end_before >= start) return start;
+  const int gap = start - end_before;
+  state.noise_index = static_cast<uint16_t>(
+      (state.noise_index + kSbrNoiseLength * kQmfSlots - gap * tables.m) % kSbrNoiseLength);
+  state.sine_phase = static_cast<uint8_t>((state.sine_phase + kQmfSlots - gap) % 4);
+  return end_before;
+}
+
 }  // namespace
 
-void adjust_high_bands(const SbrFrame& frame, int channel, int first_slot, int fade,
-                       const RowScale (&scales)[kQmfBands], SbrChannelState& state, SbrLevels& levels,
-                       QmfMatrix& bands) {
+void adjust_high_bands(const SbrFrame& frame, int channel, int fade, const RowScale (&scales)[kQmfBands],
+                       SbrChannelState& state, SbrLevels& levels, QmfMatrix& bands) {
   const SbrChannelFrame& data = frame.channel[channel];
   const SbrGrid& grid = data.grid;
-  const int frame_start = std::min(2 * grid.border[0], first_slot);
+  const int frame_start = start_frame(data.bands, grid, state);
   for (int index = 0; index < grid.envelope_count; ++index) {
     const int floor = grid.noise_count == 2 && grid.border[index] >= grid.noise_border[1] ? 1 : 0;
     const bool transient = index == grid.transient || (index == 0 && state.transient_at_end);

@@ -21,13 +21,10 @@ struct SbrLevels {
   bool has_sine[kQmfBands];
 };
 
-// Turns the generated rows into what is put out, in place. `first_slot` is where the frame before ended, in
-// output slots: the first envelope is drawn out to it where a damaged stream leaves a gap. Slots before and
-// behind the frame's envelopes are cleared. `fade` halves the levels so many times; kFadeToSilence and more
-// is silence.
+// Turns the generated rows into what is put out, in place. Slots before and behind the frame's envelopes are
+// cleared. `fade` halves the levels so many times; kFadeToSilence and more is silence.
 inline constexpr int kFadeToSilence = 3;
-void adjust_high_bands(const SbrFrame& frame, int channel, int first_slot, int fade,
-                       const RowScale (&scales)[kQmfBands], SbrChannelState& state, SbrLevels& levels,
-                       QmfMatrix& bands);
+void adjust_high_bands(const SbrFrame& frame, int channel, int fade, const RowScale (&scales)[kQmfBands],
+                       SbrChannelState& state, SbrLevels& levels, QmfMatrix& bands);
 
 }  // namespace zdr::aacdec

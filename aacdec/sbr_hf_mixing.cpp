@@ -8,7 +8,6 @@
 namespace zdr::aacdec {
 namespace {
 
-constexpr int kNoiseLength = 512;
 constexpr int kSmoothed = SbrChannelState::kSmoothedSlots;
 
 // Of this slot's value and those of the four before it.
@@ -91,7 +90,7 @@ class BandMixer {
   // The index advances by `step` a slot.
   void add_noise(int first, int end, int index, int step) {
     for (int s = first; s < end; ++s, index += step) {
-      const int32_t* const value = kSbrNoiseQ31[index & (kNoiseLength - 1)];
+      const int32_t* const value = kSbrNoiseQ31[index & (kSbrNoiseLength - 1)];
       re_[s] += noise_.apply_limited(value[0]);
       im_[s] += noise_.apply_limited(value[1]);
     }
@@ -174,7 +173,7 @@ void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const 
   }
   remember(state.gain_history, levels.gain, tables.m, count);
   remember(state.noise_history, levels.noise, tables.m, count);
-  state.noise_index = static_cast<uint16_t>((state.noise_index + count * tables.m) % kNoiseLength);
+  state.noise_index = static_cast<uint16_t>((state.noise_index + count * tables.m) % kSbrNoiseLength);
   state.sine_phase = static_cast<uint8_t>((state.sine_phase + count) % 4);
 }
 

@@ -58,9 +58,8 @@ void make_high_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int 
     state.noise_index = 0;
     state.has_gain_history = false;
   }
-  const int first_slot = 2 * (state.end_border - kSbrTimeSlots);
   generate_high_bands(data, state, sbr.bands, sbr.scales);
-  adjust_high_bands(frame, channel, first_slot, fade, sbr.scales, state, sbr.levels, sbr.bands);
+  adjust_high_bands(frame, channel, fade, sbr.scales, state, sbr.levels, sbr.bands);
 }
 
 // A frame without high bands breaks what goes on from frame to frame.

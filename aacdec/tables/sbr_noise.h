@@ -6,7 +6,8 @@
 
 namespace zdr::aacdec {
 
-inline constexpr int32_t kSbrNoiseQ31[512][2] = {
+inline constexpr int kSbrNoiseLength = 512;
+inline constexpr int32_t kSbrNoiseQ31[kSbrNoiseLength][2] = {
     {-2146370304, -1277396608}, {2085495552, -1450163840},  {303440544, -2042063360},
     {-1009435328, -801882176},  {1733128064, 636807680},    {-837120896, 1923557120},
     {-22614074, -1437934848},   {-1959930368, -247453216},  {1177689088, 1615366528},

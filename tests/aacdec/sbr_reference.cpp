@@ -36,10 +36,10 @@ void SbrReference::analyse(const std::vector<double>& core) {
   state_->w_before = w;
 }
 
-// Behind a lost frame the first envelope is drawn out to where the signal ended.
+// Behind a damaged frame the first envelope is drawn out to where the signal ended.
 int SbrReference::first_slot(size_t envelope) const {
   const int slot = 2 * data().grid.border[envelope];
-  return envelope == 0 ? std::min(slot, 2 * state_->end - 32) : slot;
+  return envelope == 0 && state_->m > 0 ? std::min(slot, 2 * state_->end - 32) : slot;
 }
 
 void SbrReference::set_bandwidths() {
@@ -242,6 +242,10 @@ void SbrReference::assemble(const std::vector<Gains>& list) {
     state_->has_history = true;
   }
   y_.assign(38, {});
+  // Noise and sinusoids are as if there had been no gap.
+  const int gap = 2 * g.border[0] - first_slot(0);
+  state_->noise_index = (state_->noise_index + 512 * 64 - gap * t.m) % 512;
+  state_->sine_index = (state_->sine_index + 64 - gap) % 4;
   size_t l = 0;
   for (auto s = static_cast<size_t>(first_slot(0)); s < 2U * g.border[g.envelope_count]; ++s) {
     if (s == 2U * g.border[l + 1]) ++l;
