@@ -27,11 +27,12 @@ Status open_file(std::unique_ptr<P3gppFile>& result, const FMGR_Descriptor* desc
 }
 
 Status open_explained(P3gppFile** result, const FMGR_Descriptor* descriptor, FMGR_Context* manager,
-                      P3gppOpenError& error) {
+                      const P3gppBoxVisitor* visitor, P3gppOpenError& error) {
   if (result == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   *result = nullptr;
-  if (descriptor == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
+  if (descriptor == nullptr || (visitor != nullptr && visitor->box == nullptr)) return P3GPP_ERR_BAD_ARGUMENT;
   ParseContext context;
+  context.visitor = visitor;
   std::unique_ptr<P3gppFile> file;
   const Status status = guarded([&] { return open_file(file, descriptor, manager, context); });
   *result = file.release();
@@ -44,13 +45,18 @@ Status open_explained(P3gppFile** result, const FMGR_Descriptor* descriptor, FMG
 
 extern "C" {
 
-int32_t P3GPP_OpenExplained(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
-                            P3gppOpenError* error) {
+int32_t P3GPP_OpenTraced(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
+                         P3gppOpenError* error, const P3gppBoxVisitor* visitor) {
   P3gppOpenError found{};
-  const int32_t status = zdr::p3gpp::open_explained(file, descriptor, context, found);
+  const int32_t status = zdr::p3gpp::open_explained(file, descriptor, context, visitor, found);
   if (found.status == P3GPP_OK) found.status = status;
   if (error != nullptr) *error = found;
   return status;
+}
+
+int32_t P3GPP_OpenExplained(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
+                            P3gppOpenError* error) {
+  return P3GPP_OpenTraced(file, descriptor, context, error, nullptr);
 }
 
 int32_t P3GPP_Open(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context) {

@@ -43,13 +43,24 @@ bool BoxReader::read(std::span<uint8_t> out) {
   return true;
 }
 
-std::vector<uint8_t> BoxReader::read_bytes(uint64_t count) {
+bool BoxReader::can_supply(uint64_t count) {
   if (count > remaining_) fail(P3GPP_ERR_BOX_SIZE);
   if (count > available()) fail(P3GPP_ERR_READ);
-  if (status_ != P3GPP_OK) return {};
+  return status_ == P3GPP_OK;
+}
+
+std::vector<uint8_t> BoxReader::read_bytes(uint64_t count) {
+  if (!can_supply(count)) return {};
   std::vector<uint8_t> bytes(static_cast<size_t>(count));
   read(bytes);
   return bytes;
+}
+
+std::string BoxReader::read_text(uint64_t count) {
+  if (!can_supply(count)) return {};
+  std::string text(static_cast<size_t>(count), '\0');
+  read({reinterpret_cast<uint8_t*>(text.data()), text.size()});
+  return text;
 }
 
 void BoxReader::read_full_box_header(BoxNode& node) {

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "p3gpp/box_tree.h"
@@ -41,8 +42,9 @@ inline constexpr uint32_t kFullBoxHeaderSize = 12;  // with version and flags
 struct ParseContext {
   FMGR_Stream* stream = nullptr;
   uint64_t file_size = 0;
-  uint64_t position = 0;  // of the stream; not always that of the box arithmetic
-  OpenErrorTrail trail;   // the boxes being parsed, and the first error
+  uint64_t position = 0;                     // of the stream; not always that of the box arithmetic
+  OpenErrorTrail trail;                      // the boxes being parsed, and the first error
+  const P3gppBoxVisitor* visitor = nullptr;  // is shown every box; null: nobody looks
 
   // Bytes between the stream's position and the end of the file.
   uint64_t left_in_file() const { return position < file_size ? file_size - position : 0; }
@@ -86,6 +88,14 @@ class BoxReader {
   // As read(), into memory that is taken only when box and file can supply `count` bytes.
   std::vector<uint8_t> read_bytes(uint64_t count);
 
+  // The same into a text.
+  std::string read_text(uint64_t count);
+  std::string read_rest_as_text() { return read_text(remaining_); }
+
+  // Counts the last `count` bytes as still to come, although the stream is behind them: it then runs ahead of
+  // the arithmetic, as narrowed() lets it fall behind.
+  void count_again(uint64_t count) { remaining_ += count; }
+
   // Version and flags of a full box, stored in `node`.
   void read_full_box_header(BoxNode& node);
 
@@ -99,6 +109,9 @@ class BoxReader {
   BoxReader narrowed(uint64_t size);
 
  private:
+  // Whether box and file can supply `count` bytes; remembers the error.
+  bool can_supply(uint64_t count);
+
   ParseContext& context_;
   uint64_t remaining_;
   Status status_ = P3GPP_OK;

@@ -1,11 +1,12 @@
-// The containment table. User data, movie-level metadata and media header boxes have no rows: they are
-// skipped.
+// The containment table. Media header boxes, for one, have no rows: they are skipped. The rows of the user
+// data stand in metadata_rules.cpp and hint_boxes.cpp, those of the sample entries in sample_entries.cpp.
 #include "p3gpp/box_rules.h"
 
 #include <array>
 
 #include "p3gpp/child_loop.h"
 #include "p3gpp/leaf_boxes.h"
+#include "p3gpp/metadata_boxes.h"
 #include "p3gpp/sample_entries.h"
 #include "p3gpp/sample_tables.h"
 
@@ -15,6 +16,8 @@ namespace {
 constexpr std::array kMoovChildren{
     in_slot<&MoovPayload::mvhd>("mvhd", parse_mvhd),
     in_slot<&MoovPayload::iods>("iods", parse_iods, Keep::kSlotIfPayload),
+    in_slot<&MoovPayload::udta>("udta", parse_container<kMovieUdtaRule>),
+    in_slot<&MoovPayload::meta>("meta", parse_movie_meta),
     ChildRule{"trak", parse_container<kTrakRule>, Keep::kList},
 };
 
@@ -23,6 +26,7 @@ constexpr std::array kTrakChildren{
     in_slot<&TrakPayload::tref>("tref", parse_tref),
     in_slot<&TrakPayload::edts>("edts", parse_container<kEdtsRule>),
     in_slot<&TrakPayload::mdia>("mdia", parse_container<kMdiaRule>),
+    in_slot<&TrakPayload::udta>("udta", parse_container<kTrackUdtaRule>),
 };
 
 constexpr std::array kEdtsChildren{
@@ -79,7 +83,7 @@ constinit const ContainerRule kTrakRule{
     .type = "trak",
     .children = kTrakChildren,
     .make_payload = make_payload<TrakPayload>,
-    .seeks_to_end_on_overrun = true,
+    .overrun = Overrun::kFailsAtEnd,
 };
 
 constinit const ContainerRule kEdtsRule{
@@ -122,17 +126,39 @@ const ContainerRule* StblPayload::container() const {
   return &kStblRule;
 }
 
-void for_each_kept_child(const BoxNode& node, const std::function<void(const BoxNode&)>& visit) {
+namespace {
+
+void visit_slots(const ContainerRule& rule, BoxPayload& payload, std::string_view inner_path,
+                 const std::function<void(const KeptChild&)>& visit) {
+  for (const ChildRule& row : rule.children) {
+    if (row.slot == nullptr) continue;
+    const BoxSlot& child = row.slot(payload);
+    // Several types may share a slot.
+    if (child != nullptr && (row.type.empty() || child->is(row.type))) visit({*child, 0, inner_path});
+  }
+}
+
+}  // namespace
+
+void for_each_kept_child(const BoxNode& node, const std::function<void(const KeptChild&)>& visit) {
   const ContainerRule* rule = node.payload == nullptr ? nullptr : node.payload->container();
   if (rule == nullptr) return;
-  for (const ChildRule& row : rule->children) {
-    if (row.slot == nullptr) continue;
-    if (const BoxSlot& child = row.slot(*node.payload); child != nullptr) visit(*child);
-  }
+  visit_slots(*rule, *node.payload, {}, visit);
+  if (rule->inner != nullptr) visit_slots(*rule->inner, *node.payload, rule->inner_path, visit);
   if (rule->list == nullptr) return;
+  uint32_t ordinal = 0;
   for (const BoxSlot& member : rule->list(*node.payload)) {
-    if (member != nullptr) visit(*member);
+    ++ordinal;
+    if (member != nullptr) visit({*member, ordinal});
   }
+}
+
+const ChildRule* find_child_rule(const ContainerRule& rule, const PathStep& child) {
+  const std::string_view type(child.type.data(), 4);
+  for (const ChildRule& row : rule.children) {
+    if (row.type == type) return &row;
+  }
+  return nullptr;
 }
 
 }  // namespace zdr::p3gpp

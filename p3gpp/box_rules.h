@@ -13,6 +13,7 @@
 
 #include "p3gpp/box_reader.h"
 #include "p3gpp/box_tree.h"
+#include "p3gpp/open_error.h"
 
 namespace zdr::p3gpp {
 
@@ -23,7 +24,9 @@ enum class Keep : uint8_t {
   kSlot,           // its node goes into a slot; a later one of the type replaces it
   kSlotIfPayload,  // the same, but a child whose parser made no payload is dropped
   kList,           // its node is appended to the container's list
+  kNothing,        // its parser stored what it found in a container around it
   kEndsContainer,  // it is not parsed: the container drops its payload and ends there, with success
+  kOpensInPlace,   // its children are read as if they were the container's own
 };
 
 // Where a parser leaves the stream.
@@ -32,9 +35,16 @@ enum class Rest : uint8_t {
   kReadAsNextBox,  // the parser stopped where it stopped; what follows is taken for the next box header
 };
 
+// What becomes of a child that runs past the end of its container.
+enum class Overrun : uint8_t {
+  kFails,
+  kFailsAtEnd,     // the stream goes to the end of the container first
+  kEndsContainer,  // the container ends there, with success
+};
+
 struct ChildRule {
   std::string_view type;
-  BoxParser parse = nullptr;  // null only for kEndsContainer
+  BoxParser parse = nullptr;  // null for children that are not parsed
   Keep keep = Keep::kSlot;
   BoxSlot& (*slot)(BoxPayload& payload) = nullptr;  // kSlot, kSlotIfPayload
   Rest rest = Rest::kSkipped;
@@ -51,8 +61,12 @@ struct ContainerRule {
   bool lists_unknown_children = false;
   // A list member that fails ends the container with success if the list holds one already.
   bool tolerates_later_failure = false;
-  // A child that runs past the end makes the stream go to the end of the container before it fails.
-  bool seeks_to_end_on_overrun = false;
+  Overrun overrun = Overrun::kFails;
+  // Less than a box header at the end is passed over.
+  bool allows_short_tail = false;
+  // A container further down that keeps its children in this payload too, and the path to it.
+  const ContainerRule* inner = nullptr;
+  std::string_view inner_path = {};
 };
 
 extern const ContainerRule kMoovRule;
@@ -63,11 +77,25 @@ extern const ContainerRule kMinfRule;
 extern const ContainerRule kDinfRule;
 extern const ContainerRule kDrefRule;
 extern const ContainerRule kStblRule;
+extern const ContainerRule kMovieUdtaRule;  // metadata_rules.cpp
+extern const ContainerRule kUserMetaRule;   // the same place, as the next two
+extern const ContainerRule kItemListRule;   // its rows are items, whose parsers read the value alone
+extern const ContainerRule kMovieMetaRule;
+extern const ContainerRule kTrackUdtaRule;    // hint_boxes.cpp
 extern const ContainerRule kStsdRule;         // sample_entries.cpp
 extern const ContainerRule kSampleEntryRule;  // the same place: for walking only
 
+struct KeptChild {
+  const BoxNode& node;
+  uint32_t ordinal = 0;              // place in a list, from 1; 0 for a child in a slot
+  std::string_view inner_path = {};  // containers without a node between the two, "meta/ilst"
+};
+
 // Calls `visit` for every kept child of `node`, in slot order; empty places of lists are passed over.
-void for_each_kept_child(const BoxNode& node, const std::function<void(const BoxNode&)>& visit);
+void for_each_kept_child(const BoxNode& node, const std::function<void(const KeptChild&)>& visit);
+
+// Null for a type without a row.
+const ChildRule* find_child_rule(const ContainerRule& rule, const PathStep& child);
 
 // ---- Building rows --------------------------------------------------------------------------------------
 

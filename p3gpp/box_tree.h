@@ -19,6 +19,8 @@
 namespace zdr::p3gpp {
 
 struct ContainerRule;
+struct BoxNode;
+class BoxFields;
 
 // Base of every record below a node.
 class BoxPayload {
@@ -30,6 +32,8 @@ class BoxPayload {
 
   // The declaration of the children that this payload has slots for; null for a leaf.
   virtual const ContainerRule* container() const { return nullptr; }
+  // Tells the fields of the record, for people and programs that look into a file (box_fields.h).
+  virtual void describe(const BoxNode& /*node*/, BoxFields& /*fields*/) const {}
 };
 
 struct BoxNode {
@@ -71,8 +75,8 @@ struct FileTime {
 struct MoovPayload final : BoxPayload {
   BoxSlot mvhd;
   BoxSlot iods;
-  BoxSlot udta;  // stays empty: user data is skipped
-  BoxSlot meta;  // stays empty: movie-level metadata is skipped
+  BoxSlot udta;
+  BoxSlot meta;
   BoxList traks;
   const ContainerRule* container() const override;
 };
@@ -82,7 +86,7 @@ struct TrakPayload final : BoxPayload {
   BoxSlot tref;
   BoxSlot edts;
   BoxSlot mdia;
-  BoxSlot udta;  // stays empty: user data is skipped
+  BoxSlot udta;
   // Open from P3GPP_OpenTrack to P3GPP_CloseTrack, else null.
   StreamHandle data_stream;
   StreamHandle table_stream;
@@ -118,6 +122,7 @@ struct DrefPayload final : BoxPayload {
   uint32_t entry_count = 0;  // as stored; `entries` holds what was found, never more
   BoxList entries;           // "url " and "urn " nodes
   const ContainerRule* container() const override;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 // Where the next sample of a chunk begins, so that reading in order sums no sizes.
@@ -148,6 +153,7 @@ struct StsdPayload final : BoxPayload {
   uint32_t entry_count = 0;  // as stored; may exceed entries.size() when the box is too short for it
   BoxList entries;           // file order; null where the entry's type is unknown
   const ContainerRule* container() const override;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 // ---- Leaves ---------------------------------------------------------------------------------------------
@@ -156,6 +162,7 @@ struct FtypPayload final : BoxPayload {
   std::array<char, 4> major_brand{};
   std::array<uint8_t, 4> minor_version{};  // required: raw file bytes
   std::vector<char> compatible_brands;     // without terminator; a multiple of 4 only in a sane file
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct MvhdPayload final : BoxPayload {
@@ -165,10 +172,12 @@ struct MvhdPayload final : BoxPayload {
   FileTime duration;
   uint32_t rate = 0;    // 16.16
   uint16_t volume = 0;  // 8.8
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct IodsPayload final : BoxPayload {
   std::vector<uint8_t> bytes;  // the body after version and flags
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct TkhdPayload final : BoxPayload {
@@ -181,10 +190,12 @@ struct TkhdPayload final : BoxPayload {
   uint16_t volume = 0;
   uint16_t width = 0;  // integer half of the 16.16 field
   uint16_t height = 0;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct TrefPayload final : BoxPayload {
   std::vector<uint8_t> bytes;  // the whole body, not interpreted
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct ElstEntry {
@@ -197,6 +208,7 @@ inline constexpr uint32_t kEmptyEdit = 0xFFFFFFFF;
 
 struct ElstPayload final : BoxPayload {
   std::vector<ElstEntry> entries;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct MdhdPayload final : BoxPayload {
@@ -205,6 +217,7 @@ struct MdhdPayload final : BoxPayload {
   uint32_t time_scale = 0;  // units per second
   FileTime duration;        // media time scale
   uint16_t language = 0;    // packed ISO 639-2/T as stored
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct HdlrPayload final : BoxPayload {
@@ -212,6 +225,7 @@ struct HdlrPayload final : BoxPayload {
   bool is(std::string_view four_characters) const {
     return std::string_view(handler_type.data(), 4) == four_characters;
   }
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct HmhdPayload final : BoxPayload {
@@ -219,17 +233,20 @@ struct HmhdPayload final : BoxPayload {
   uint16_t average_pdu_size = 0;
   uint32_t max_bitrate = 0;
   uint32_t average_bitrate = 0;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct UrlPayload final : BoxPayload {
   bool self_contained = false;
   std::vector<uint8_t> location;  // empty when self-contained
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct UrnPayload final : BoxPayload {
   bool self_contained = false;
   std::vector<uint8_t> name;   // the body: the name, its NUL, and the location behind it if there is one
   size_t location_offset = 0;  // into `name`; name.size() when there is no location
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 }  // namespace zdr::p3gpp

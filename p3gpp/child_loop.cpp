@@ -3,24 +3,26 @@
 
 #include <algorithm>
 
+#include "p3gpp/box_view.h"
+
 namespace zdr::p3gpp {
 namespace {
 
-const ChildRule* find_child_rule(const ContainerRule& rule, const PathStep& child) {
-  const std::string_view type(child.type.data(), 4);
-  for (const ChildRule& row : rule.children) {
-    if (row.type == type) return &row;
+// What `row` says to do with a parsed child. Replacing a slot frees the earlier box of the type.
+void keep_child(const ContainerRule& rule, const ChildRule& row, BoxNode& node, BoxSlot child) {
+  if (row.keep == Keep::kNothing) return;
+  if (row.keep == Keep::kList) {
+    rule.list(*node.payload).push_back(std::move(child));
+  } else if (row.keep == Keep::kSlot || child->payload != nullptr) {
+    row.slot(*node.payload) = std::move(child);
   }
-  return nullptr;
 }
 
-// What `row` says to do with a parsed child. Replacing a slot frees the earlier box of the type.
-void keep_child(const ContainerRule& rule, const ChildRule& row, BoxPayload& payload, BoxSlot child) {
-  if (row.keep == Keep::kList) {
-    rule.list(payload).push_back(std::move(child));
-  } else if (row.keep == Keep::kSlot || child->payload != nullptr) {
-    row.slot(payload) = std::move(child);
-  }
+// Required: of the 12 bytes that a full box begins with, the container counts 4.
+Status open_in_place(BoxReader& reader) {
+  reader.skip(kFullBoxHeaderSize - kBoxHeaderSize);
+  reader.count_again(kBoxHeaderSize);
+  return reader.status();
 }
 
 Status skip_child(const ContainerRule& rule, BoxReader& reader, BoxNode& node, const PathStep& child) {
@@ -34,7 +36,7 @@ Status handle_child(const ContainerRule& rule, const ChildRule& row, BoxReader& 
                     const PathStep& child) {
   BoxSlot kept;
   const Status status = parse_child(reader, node, child, row.parse, row.rest, kept);
-  if (status == P3GPP_OK) keep_child(rule, row, *node.payload, std::move(kept));
+  if (status == P3GPP_OK) keep_child(rule, row, node, std::move(kept));
   return status;
 }
 
@@ -59,7 +61,8 @@ Status read_child_header(BoxReader& reader, const BoxNode& parent, PathStep& chi
   const bool runs_past_end = child.size > reader.remaining() + kBoxHeaderSize;
   if (overruns != nullptr) *overruns = runs_past_end;
   if (child.size >= kBoxHeaderSize && !runs_past_end) return P3GPP_OK;
-  context.trail.record(P3GPP_ERR_BOX_SIZE, child);
+  const bool callers_matter = overruns != nullptr && runs_past_end;
+  if (!callers_matter) context.trail.record(P3GPP_ERR_BOX_SIZE, child);
   return P3GPP_ERR_BOX_SIZE;
 }
 
@@ -74,16 +77,18 @@ BoxSlot make_node(uint32_t size, const PathStep& box, const BoxNode* parent) {
 
 Status parse_box(BoxReader body, uint32_t size, const PathStep& box, const BoxNode* parent, BoxParser parse,
                  Rest rest, BoxSlot& result) {
-  OpenErrorTrail& trail = body.context().trail;
-  const TrailScope scope(trail, box);
-  const Status status = guarded([&]() -> Status {
-    BoxSlot node = make_node(size, box, parent);
+  ParseContext& context = body.context();
+  const TrailScope scope(context.trail, box);
+  BoxSlot node;
+  Status status = guarded([&]() -> Status {
+    node = make_node(size, box, parent);
     if (const Status parsed = parse(body, *node); parsed != P3GPP_OK) return parsed;
     if (rest == Rest::kSkipped) body.skip_to_end();
-    if (body.status() == P3GPP_OK) result = std::move(node);
     return body.status();
   });
-  if (status != P3GPP_OK) trail.record(status);
+  if (status != P3GPP_OK) context.trail.record(status);
+  if (node != nullptr) status = show_parsed_box(context, *node, status);
+  if (status == P3GPP_OK) result = std::move(node);
   return status;
 }
 
@@ -93,24 +98,52 @@ Status parse_child(BoxReader& reader, const BoxNode& parent, const PathStep& chi
   return parse_box(body, static_cast<uint32_t>(child.size), child, &parent, parse, rest, result);
 }
 
+namespace {
+
+// A child header could not be read, or its size is wrong: whether the container ends there, or fails.
+Status handle_bad_header(const ContainerRule& rule, BoxReader& reader, const PathStep& child, bool overruns,
+                         Status status) {
+  if (!overruns) return status;
+  if (rule.overrun != Overrun::kEndsContainer) reader.context().trail.record(status, child);
+  if (rule.overrun == Overrun::kFails) return status;
+  reader.skip_to_end();
+  if (reader.status() != P3GPP_OK) return reader.status();
+  return rule.overrun == Overrun::kEndsContainer ? P3GPP_OK : status;
+}
+
+bool is_at_end(const ContainerRule& rule, const BoxReader& reader, const BoxNode& node) {
+  if (reader.remaining() == 0) return true;
+  if (rule.allows_short_tail && reader.remaining() < kBoxHeaderSize) return true;
+  return rule.complete != nullptr && rule.complete(*node.payload);
+}
+
+Status read_child(const ContainerRule& rule, BoxReader& reader, BoxNode& node, PathStep& child) {
+  const ChildRule* row = find_child_rule(rule, child);
+  if (row == nullptr) return skip_child(rule, reader, node, child);
+  if (row->keep == Keep::kOpensInPlace) return open_in_place(reader);
+  const size_t listed = rule.list == nullptr ? 0 : rule.list(*node.payload).size();
+  if (row->keep == Keep::kList) child.ordinal = static_cast<uint32_t>(listed + 1);
+  return handle_child(rule, *row, reader, node, child);
+}
+
+bool ends_container(const ContainerRule& rule, const PathStep& child) {
+  const ChildRule* row = find_child_rule(rule, child);
+  return row != nullptr && row->keep == Keep::kEndsContainer;
+}
+
+}  // namespace
+
 Status parse_children(const ContainerRule& rule, BoxReader& reader, BoxNode& node) {
-  while (reader.remaining() != 0) {
-    if (rule.complete != nullptr && rule.complete(*node.payload)) return P3GPP_OK;
+  while (!is_at_end(rule, reader, node)) {
     PathStep child;
     bool overruns = false;
-    if (const Status status = read_child_header(reader, node, child, &overruns); status != P3GPP_OK) {
-      if (overruns && rule.seeks_to_end_on_overrun) reader.skip_to_end();
-      return reader.status() != P3GPP_OK ? reader.status() : status;
-    }
-    const ChildRule* row = find_child_rule(rule, child);
-    if (row != nullptr && row->keep == Keep::kEndsContainer) {
+    const Status header = read_child_header(reader, node, child, &overruns);
+    if (header != P3GPP_OK) return handle_bad_header(rule, reader, child, overruns, header);
+    if (ends_container(rule, child)) {
       node.payload.reset();  // the box stays in the tree, empty
       return P3GPP_OK;
     }
-    const size_t listed = rule.list == nullptr ? 0 : rule.list(*node.payload).size();
-    if (row != nullptr && row->keep == Keep::kList) child.ordinal = static_cast<uint32_t>(listed + 1);
-    const Status status = row == nullptr ? skip_child(rule, reader, node, child)
-                                         : handle_child(rule, *row, reader, node, child);
+    const Status status = read_child(rule, reader, node, child);
     if (status == P3GPP_OK) continue;
     // A damaged track behind a sound one costs the file only the rest of its tracks.
     const bool tolerated = rule.tolerates_later_failure && child.ordinal > 1;

@@ -14,7 +14,8 @@
 namespace zdr::p3gpp {
 
 // Reads the header of the next child of `parent`, whose reader stands at a child's first byte. A size below 8
-// or beyond the parent gives P3GPP_ERR_BOX_SIZE; `child` is then filled and *overruns tells the second case.
+// or beyond the parent gives P3GPP_ERR_BOX_SIZE; `child` is then filled. With `overruns` the second case is
+// told there, and left to the caller to record as an error or to tolerate.
 Status read_child_header(BoxReader& reader, const BoxNode& parent, PathStep& child, bool* overruns = nullptr);
 
 // A node without payload; `size` is the 32-bit field.

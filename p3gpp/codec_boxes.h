@@ -14,6 +14,7 @@ namespace zdr::p3gpp {
 
 struct EsdsPayload final : BoxPayload {
   std::vector<uint8_t> descriptors;  // from the ES_Descriptor tag to the end of the box
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct AvccPayload final : BoxPayload {
@@ -23,6 +24,7 @@ struct AvccPayload final : BoxPayload {
   uint8_t nal_length_size_minus_one = 0;
   // SPS count, (16-bit length, SPS) pairs, PPS count, (16-bit length, PPS) pairs, and what may follow.
   std::vector<uint8_t> parameter_sets;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct D263Payload final : BoxPayload {
@@ -32,6 +34,7 @@ struct D263Payload final : BoxPayload {
   uint8_t profile = 0;
   uint32_t average_bitrate = 0;  // bit/s, from the optional bitr child
   uint32_t max_bitrate = 0;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 // damr and dvmr.
@@ -41,11 +44,13 @@ struct AmrPayload final : BoxPayload {
   uint16_t mode_set = 0;
   uint8_t mode_change_period = 0;  // dvmr: the media sampling frequency
   uint8_t frames_per_sample = 0;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct AmrWbPlusPayload final : BoxPayload {
   uint32_t vendor = 0;
   uint8_t decoder_version = 0;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 // devc, decb, decw, dqcp and dsmv.
@@ -53,6 +58,7 @@ struct Speech3gpp2Payload final : BoxPayload {
   uint32_t vendor = 0;
   uint8_t decoder_version = 0;
   uint8_t frames_per_sample = 0;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct Ac3Payload final : BoxPayload {
@@ -63,12 +69,14 @@ struct Ac3Payload final : BoxPayload {
   uint8_t lfeon = 0;
   uint8_t bit_rate_code = 0;
   uint16_t bit_rate_kbps = 0;  // 0 for a code that the standard does not define
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct Eac3Payload final : BoxPayload {
   uint16_t data_rate = 0;              // kbit/s
   uint8_t independent_substreams = 0;  // the field as stored: count - 1
   std::vector<P3gppEac3Substream> substreams;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 Status parse_esds(BoxReader& reader, BoxNode& node);

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "p3gpp/p3gpp.h"
 #include "p3gpp/status.h"
@@ -19,6 +20,28 @@ struct PathStep {
   uint64_t size = 0;
 };
 
+// A NUL-terminated text of fixed size, since running out of memory must not stop it from being written; what
+// does not fit is cut off.
+template <size_t kSize>
+class FixedText {
+ public:
+  void append(std::string_view more) {
+    used_ += more.copy(text_.data() + used_, kSize - 1 - used_);
+    text_[used_] = '\0';
+  }
+  bool empty() const { return used_ == 0; }
+  const char* c_str() const { return text_.data(); }
+
+ private:
+  std::array<char, kSize> text_{};
+  size_t used_ = 0;
+};
+
+using PathText = FixedText<sizeof(P3gppOpenError::path)>;
+
+// "trak[2]". Types come from the file: all but printable ASCII, and the characters of a path, is escaped.
+FixedText<40> step_text(const PathStep& step);
+
 // Keeps the path as a stack, and writes the innermost box of the first error into the public record. Takes no
 // memory, since running out of it is one of the errors.
 class OpenErrorTrail {
@@ -31,6 +54,9 @@ class OpenErrorTrail {
   void record(Status status, const PathStep& child);
 
   const P3gppOpenError& first_error() const { return first_; }
+
+  // Of the box entered last.
+  PathText path() const;
 
  private:
   static constexpr size_t kMaxDepth = 12;  // the deepest is moov/trak/mdia/minf/stbl/stsd/s263/d263/bitr

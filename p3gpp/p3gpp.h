@@ -12,6 +12,8 @@
  * must not overlap, since the track handle carries cursors and caches. A result of a lookup may depend on the
  * lookups before it (docs/kept-behaviours.md).
  *
+ * Tags, hint information and the boxes themselves are told by p3gpp_inspect.h, which comes with this header.
+ *
  * Valid as C11 and C++20.
  */
 #ifndef ZDR_P3GPP_P3GPP_H
@@ -55,7 +57,8 @@ enum {
   P3GPP_ERR_NO_TABLE = -7047,       /* a sample table that the operation needs is missing or unusable */
   P3GPP_ERR_DECODER_CONFIG = -7050, /* decoder configuration missing or malformed */
   P3GPP_ERR_NO_IODS_BYTES = -7055,
-  P3GPP_ERR_NO_EMPTY_EDIT = -7056
+  P3GPP_ERR_NO_EMPTY_EDIT = -7056,
+  P3GPP_ERR_NO_TAG = -7060 /* the file has no such tag, or the track no hint information */
 };
 
 /* Track type codes, from the handler type of the track. */
@@ -361,5 +364,7 @@ int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync)
 #ifdef __cplusplus
 }
 #endif
+
+#include "p3gpp/p3gpp_inspect.h"
 
 #endif

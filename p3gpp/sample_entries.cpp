@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "p3gpp/box_fields.h"
 #include "p3gpp/box_rules.h"
 #include "p3gpp/child_loop.h"
 #include "p3gpp/codec_boxes.h"
@@ -217,6 +218,20 @@ constinit const ContainerRule kStsdRule{.type = "stsd",
                                         .lists_unknown_children = true};
 
 constinit const ContainerRule kSampleEntryRule{.type = "", .children = kSampleEntryChildren};
+
+void SampleEntryPayload::describe(const BoxNode& node, BoxFields& fields) const {
+  const Fields kind = rule_of(node).fields;
+  if (kind == Fields::kNone) return;
+  fields.number("data_reference_index", data_reference_index);
+  if (kind == Fields::kVideo) {
+    fields.number("width", width);
+    fields.number("height", height);
+  } else {
+    fields.number("channel_count", channel_count);
+    fields.number("sample_size", sample_size);
+    fields.number("sample_rate", sample_rate);
+  }
+}
 
 const ContainerRule* StsdPayload::container() const {
   return &kStsdRule;

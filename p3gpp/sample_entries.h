@@ -19,6 +19,7 @@ struct SampleEntryPayload final : BoxPayload {
   uint16_t sample_rate = 0;  // audio entries, Hz; required: the integer half alone, so 96 kHz shows as 30464
   BoxSlot configuration;     // codec_boxes.h; null when the entry has none
   const ContainerRule* container() const override;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 // An entry whose type is unknown leaves a null node in its place; one that lacks an optional configuration

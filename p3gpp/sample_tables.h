@@ -67,10 +67,14 @@ Status read_entry(TableCursor& cursor, uint32_t index, Entry& entry) {
 
 // ---- Payloads -------------------------------------------------------------------------------------------
 
-template <typename EntryType>
-struct TablePayload : BoxPayload {
-  using Entry = EntryType;
+struct AnyTablePayload : BoxPayload {
   TableCursor cursor;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+template <typename EntryType>
+struct TablePayload : AnyTablePayload {
+  using Entry = EntryType;
 };
 
 // A run of a run-length coded table: which one, and how many samples the runs before it cover.
@@ -114,6 +118,7 @@ struct StszPayload final : TablePayload<Number32Entry> {
   uint32_t default_size = 0;  // bytes of every sample; 0: each has its entry
   uint32_t sample_count = 0;
   PartialSizeSum partial_sum;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 // ---- Header parsers, called by the sample table box -------------------------------------------------------

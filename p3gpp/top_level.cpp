@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "p3gpp/box_rules.h"
+#include "p3gpp/box_view.h"
 #include "p3gpp/child_loop.h"
 #include "p3gpp/leaf_boxes.h"
 
@@ -30,6 +31,7 @@ class TopLevelScan {
   Status handle(const Box& box, Next& next);
   Status parse_moov(const Box& box);
   Status skip(const Box& box, Next& next);
+  void show(const Box& box);
   Status blame(Status status, const Box& box);
   // What the scan takes for the size of a box.
   uint64_t measured(const Box& box) const { return is_wide_ ? large_size_ : box.size; }
@@ -97,6 +99,11 @@ Status TopLevelScan::skip(const Box& box, Next& next) {
   return status == P3GPP_OK ? P3GPP_OK : blame(status, box);
 }
 
+void TopLevelScan::show(const Box& box) {
+  const TrailScope scope(context_.trail, box.step);
+  (void)show_parsed_box(context_, *make_node(box.size, box.step, nullptr), P3GPP_OK);
+}
+
 Status TopLevelScan::handle(const Box& box, Next& next) {
   if (box.is("moov")) {
     next = Next::kStop;  // required: nothing behind the first one is read
@@ -109,6 +116,7 @@ Status TopLevelScan::handle(const Box& box, Next& next) {
   if (box.is("moof")) {  // fragments are noticed, not read
     file_.moof = make_node(box.size, box.step, nullptr);
   }
+  if (context_.visitor != nullptr) show(box);
   return skip(box, next);
 }
 

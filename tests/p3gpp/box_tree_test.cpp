@@ -198,10 +198,10 @@ TEST(ChildLoop, RefusesChildrenThatDoNotFit) {
 TEST(ChildLoop, SkipsUnknownBoxesEverywhere) {
   TrackDescription track = amr_track(3);
   for (const char* container : {"trak", "mdia", "minf", "stbl"}) {
-    track.appended[container] = concat({box("abcd", Bytes(11)), box("udta", header(0, "bad "))});
+    track.appended[container] = concat({box("abcd", Bytes(11)), box("free", header(0, "bad "))});
   }
-  const Bytes user_data = concat({box("udta", header(3, "meta")), box("meta", Bytes(7))});
-  const OpenedMovie movie(build_movie({.tracks = {track}, .moov_children = user_data}).bytes);
+  const Bytes unknown = concat({box("abcd", header(3, "meta")), box("uuid", Bytes(7))});
+  const OpenedMovie movie(build_movie({.tracks = {track}, .moov_children = unknown}).bytes);
   ASSERT_EQ(movie.status, P3GPP_OK);
   EXPECT_NE(payload_of<p3gpp::StszPayload>(movie.stbl(0)->stsz), nullptr);
 }
@@ -285,9 +285,9 @@ TEST(ChildLoop, RefusesBoxesOfATrackThatDoNotHoldTheirFields) {
 std::string outline(const p3gpp::BoxNode& node) {
   std::string text(node.type_name());
   std::string children;
-  p3gpp::for_each_kept_child(node, [&](const p3gpp::BoxNode& child) {
-    EXPECT_EQ(child.parent, &node);
-    children += (children.empty() ? "" : " ") + outline(child);
+  p3gpp::for_each_kept_child(node, [&](const p3gpp::KeptChild& child) {
+    EXPECT_EQ(child.node.parent, &node);
+    children += (children.empty() ? "" : " ") + outline(child.node);
   });
   return children.empty() ? text : text + "(" + children + ")";
 }

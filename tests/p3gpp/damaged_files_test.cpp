@@ -13,6 +13,7 @@
 #include "exercise.h"
 #include "opened_movie.h"
 #include "tests/support/failing_allocator.h"
+#include "tests/support/metadata_builder.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/mutator.h"
 
@@ -43,8 +44,11 @@ Bytes everything() {
                          audio_entry("sqcp", 1, 8000, speech_configuration("dqcp", 1, 2, 3))};
   hint.appended["minf"] = hmhd(1, 2, 3, 4);
   hint.replaced["dinf"] = box("dinf", dref({url(false, {'a'}), urn(true, {'b', 0, 'c'})}));
+  hint.appended["trak"] = box("udta", concat({full_hinf(), hnti("v=0"), Bytes(4)}));
+  const Bytes meta = full_box("meta", 0, 0, concat({hdlr("ID32"), id32(0x55C4, {'I', 'D', '3'})}));
   return build_movie({.tracks = {video, audio, hint},
                       .before_moov = box("moof"),
+                      .moov_children = concat({box("udta", full_user_data()), meta}),
                       .moov_start = full_box("iods", 0, 0, Bytes(7))})
       .bytes;
 }
@@ -101,9 +105,15 @@ TEST(DamagedFiles, ClaimsBeyondTheFileTakeNoMemory) {
     for (const std::string& type : types) file.append(header(size -= 8, type));
     return file.zeros(64).bytes;
   };
-  const std::vector<Bytes> files = {nested({"moov", "mvhd"}), nested({"moov", "iods"}),
-                                    nested({"moov", "trak", "tkhd"}), nested({"moov", "trak", "tref"}),
-                                    nested({"moov", "trak", "mdia", "mdhd"})};
+  const std::vector<Bytes> files = {nested({"moov", "mvhd"}),
+                                    nested({"moov", "iods"}),
+                                    nested({"moov", "trak", "tkhd"}),
+                                    nested({"moov", "trak", "tref"}),
+                                    nested({"moov", "trak", "mdia", "mdhd"}),
+                                    nested({"moov", "udta", "titl"}),
+                                    nested({"moov", "udta", "loci"}),
+                                    nested({"moov", "trak", "udta", "hnti", "sdp "}),
+                                    nested({"moov", "trak", "udta", "hinf", "payt"})};
   for (const Bytes& file : files) {
     MemorySource source(file);
     const FailingAllocator watch(0);
@@ -126,7 +136,9 @@ TEST(DamagedFiles, EveryFailingAllocationEndsWithAStatus) {
   uint64_t total = 0;
   {
     const FailingAllocator watch(0);
-    EXPECT_EQ(use(counted, 3).tracks, 3u);
+    const ExerciseResult result = use(counted, 3);
+    EXPECT_EQ(result.tracks, 3u);
+    EXPECT_EQ(result.tags, uint32_t{P3GPP_TAG_COUNT});
     total = watch.count();
   }
   for (uint64_t n = 1; n <= total; ++n) {

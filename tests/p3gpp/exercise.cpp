@@ -35,7 +35,8 @@ constexpr int32_t kDocumented[] = {P3GPP_OK,
                                    P3GPP_ERR_NO_STBL_PAYLOAD,
                                    P3GPP_ERR_NO_TABLE,
                                    P3GPP_ERR_DECODER_CONFIG,
-                                   P3GPP_ERR_NO_IODS_BYTES};
+                                   P3GPP_ERR_NO_IODS_BYTES,
+                                   P3GPP_ERR_NO_TAG};
 
 class Exercise {
  public:
@@ -53,6 +54,7 @@ class Exercise {
     if (file_ == nullptr) return;
     P3gppMovieInfo movie{};
     if (note(P3GPP_GetMovieInfo(file_, &movie)) == P3GPP_OK) movie.release(&movie);
+    look_inside();
     P3gppTrackCounts counts{};
     note(P3GPP_GetTrackCounts(file_, &counts));
     for (const uint32_t type : {P3GPP_TRACK_VIDEO, P3GPP_TRACK_AUDIO, P3GPP_TRACK_HINT, P3GPP_TRACK_TEXT}) {
@@ -77,8 +79,42 @@ class Exercise {
     return status;
   }
 
+  void look_inside() {
+    for (uint32_t code = 1; code <= P3GPP_TAG_COUNT; ++code) {
+      P3gppTag tag{};
+      if (note(P3GPP_GetTag(file_, code, &tag)) == P3GPP_OK) touch(tag);
+    }
+    P3gppId3Location location{};
+    note(P3GPP_GetId3Location(file_, &location));
+    const P3gppBoxVisitor visitor{this, touch_box, touch_field};
+    note(P3GPP_WalkBoxes(file_, &visitor));
+  }
+
+  void touch(const P3gppTag& tag) {
+    ++result.tags;
+    sum(tag.text);
+    if (tag.text.length != 0) result.checksum += tag.text.bytes[tag.text.length];
+    if (tag.tag == P3GPP_TAG_LOCATION) sum(tag.u.location.notes);
+    if (tag.tag == P3GPP_TAG_LOCATION) sum(tag.u.location.astronomical_body);
+    if (tag.tag != P3GPP_TAG_KEYWORDS) return;
+    for (uint32_t i = 0; i < tag.u.keywords.count; ++i) sum(tag.u.keywords.list[i]);
+  }
+
+  static void touch_box(void* caller, const P3gppBox* box) {
+    auto& self = *static_cast<Exercise*>(caller);
+    ++self.result.boxes;
+    self.result.checksum += static_cast<unsigned char>(box->path[0]);
+  }
+  static void touch_field(void* caller, const P3gppBoxField* field) {
+    static_cast<Exercise*>(caller)->sum(field->bytes);
+  }
+
   void describe(uint32_t id) {
     ++result.tracks;
+    P3gppHintInfo hint{};
+    note(P3GPP_GetHintInfo(file_, id, &hint));
+    sum(hint.sdp);
+    sum(hint.payload_type);
     P3gppTrackInfo* info = nullptr;
     note(P3GPP_GetTrackInfo(file_, id, &info));
     const uint32_t sample_count = info == nullptr ? 0 : info->sample_count;
@@ -107,6 +143,7 @@ class Exercise {
       result.checksum += info.u.eac3.substreams[info.u.eac3.independent_substreams].bsid;
     }
   }
+  void sum(const P3gppBytes& bytes) { sum(bytes.bytes, bytes.length); }
   void sum(const uint8_t* bytes, size_t length) {
     for (size_t i = 0; i < length; ++i) result.checksum += bytes[i];
   }

@@ -12,7 +12,9 @@ struct ExerciseResult {
   int32_t undocumented_status = 0;
   uint32_t tracks = 0;
   uint32_t samples_read = 0;
-  uint32_t checksum = 0;  // over the decoder configurations, so that they are really read
+  uint32_t tags = 0;
+  uint32_t boxes = 0;     // shown by the walk
+  uint32_t checksum = 0;  // over the decoder configurations, tags and fields, so that they are really read
 };
 
 // Every track is opened, and up to `sample_limit` of its samples are located, timed and read.

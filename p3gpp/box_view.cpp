@@ -1,0 +1,54 @@
+// The walk over the tree, and the records that it hands out.
+#include "p3gpp/box_view.h"
+
+#include <string>
+
+#include "p3gpp/box_fields.h"
+#include "p3gpp/box_rules.h"
+#include "p3gpp/open_error.h"
+
+namespace zdr::p3gpp {
+namespace {
+
+void show(const P3gppBoxVisitor& visitor, const BoxNode& node, const char* path, Status status) {
+  P3gppBox box{.path = path,
+               .type = {},
+               .version = node.version,
+               .flags = uint32_t{node.flags[0]} << 16 | uint32_t{node.flags[1]} << 8 | node.flags[2],
+               .size = node.size,
+               .offset = node.offset,
+               .status = status};
+  node.type_name().copy(box.type, 4);
+  visitor.box(visitor.caller, &box);
+  if (visitor.field == nullptr || status != P3GPP_OK || node.payload == nullptr) return;
+  BoxFields fields(visitor);
+  node.payload->describe(node, fields);
+}
+
+std::string child_path(const std::string& parent, const KeptChild& child) {
+  std::string path = parent + "/";
+  if (!child.inner_path.empty()) path.append(child.inner_path).append("/");
+  return path + step_text({.type = child.node.type, .ordinal = child.ordinal}).c_str();
+}
+
+void walk(const BoxNode& node, const std::string& path, const P3gppBoxVisitor& visitor) {
+  show(visitor, node, path.c_str(), P3GPP_OK);
+  for_each_kept_child(node,
+                      [&](const KeptChild& child) { walk(child.node, child_path(path, child), visitor); });
+}
+
+}  // namespace
+
+Status show_parsed_box(const ParseContext& context, const BoxNode& node, Status status) {
+  if (context.visitor == nullptr) return status;
+  show(*context.visitor, node, context.trail.path().c_str(), status);
+  return status;
+}
+
+void walk_boxes(const P3gppFile& file, const P3gppBoxVisitor& visitor) {
+  for (const BoxSlot* top : {&file.ftyp, &file.moof, &file.moov}) {
+    if (*top != nullptr) walk(**top, std::string((*top)->type_name()), visitor);
+  }
+}
+
+}  // namespace zdr::p3gpp
