@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "host/commands.h"
+#include "host/file_tags.h"
 #include "host/json_report.h"
 #include "host/media_type_text.h"
 #include "host/parsed_file.h"
@@ -20,6 +21,7 @@ void print_text(const std::string& file, const SourcePlayer& player, const std::
   for (const PinEntry& pin : player.pins()) {
     out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types[0])) << "\n";
   }
+  for (const std::string& line : tag_lines(tags_json(file))) out << "  " << line << "\n";
   for (const std::string& note : notes) out << "  note: " << note << "\n";
 }
 
@@ -45,6 +47,7 @@ ExitCode show_file(const std::string& file, Messages& messages, JsonReport* repo
   }
   nlohmann::ordered_json json = begin_file_json(file, loaded);
   if (open) add_file_json(json, player);
+  if (open) json["tags"] = tags_json(file);
   end_file_json(json, messages);
   json["warnings"] = notes;
   report->add(std::move(json));
@@ -54,6 +57,10 @@ ExitCode show_file(const std::string& file, Messages& messages, JsonReport* repo
 }  // namespace
 
 ExitCode run_info(const Options& options, std::ostream& out) {
+  if (!options.cover.empty() && options.files.size() > 1) {
+    Messages(false).error({"", "", "--cover takes the image of one file; name one", ""});
+    return ExitCode::kUsage;
+  }
   ExitCode worst = ExitCode::kDone;
   Messages messages(options.quiet);
   JsonReport report(options.files.size());
@@ -63,6 +70,7 @@ ExitCode run_info(const Options& options, std::ostream& out) {
       break;
     }
     worst = worse_of(worst, show_file(file, messages, options.json ? &report : nullptr, out));
+    worst = worse_of(worst, save_cover(file, options, messages));
   }
   if (options.json) report.print(out);
   return worst;

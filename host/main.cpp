@@ -27,6 +27,7 @@ ExitCode dispatch(const Options& options) {
     std::cout << man_page(kVersion);
     return ExitCode::kDone;
   }
+  if (options.command == "boxes") return run_boxes(options, std::cout);
   if (!join_session(options)) {
     Messages(false).error({"", "", "'" + options.session + "' cannot be used as a session name", ""});
     return ExitCode::kUsage;

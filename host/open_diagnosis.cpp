@@ -87,17 +87,8 @@ OpenDiagnosis without_pins(P3gppFile* file) {
 OpenDiagnosis diagnose_iso(const std::string& file, int32_t load_result) {
   const ParsedFile parsed(file);
   if (parsed.status() == P3GPP_OK) return without_pins(parsed.file());
-  if (parsed.status() == P3GPP_ERR_OPEN) {
-    return {ExitCode::kCannotOpen, "", "the file cannot be opened", hresult_text(load_result)};
-  }
-  OpenDiagnosis diagnosis;
-  const P3gppOpenError& error = parsed.error();
-  if (error.path[0] != '\0') {
-    diagnosis.place = std::string(error.path) + " at offset " + std::to_string(error.offset) + ", size " +
-                      std::to_string(error.size);
-  }
-  diagnosis.reason = "damaged: " + describe(parsed.status());
-  diagnosis.status = std::to_string(parsed.status());
+  OpenDiagnosis diagnosis = diagnose_parse(file, parsed);
+  if (parsed.status() == P3GPP_ERR_OPEN) diagnosis.status = hresult_text(load_result);
   return diagnosis;
 }
 
@@ -116,6 +107,27 @@ std::optional<OpenDiagnosis> diagnose_before_open(const std::string& file) {
     default:
       return std::nullopt;
   }
+}
+
+OpenDiagnosis diagnose_parse(const std::string& file, const ParsedFile& parsed) {
+  OpenDiagnosis diagnosis;
+  diagnosis.status = std::to_string(parsed.status());
+  if (parsed.status() == P3GPP_ERR_OPEN) {
+    std::error_code code;
+    const bool exists = std::filesystem::exists(file, code);
+    diagnosis.reason = !exists                                     ? "no such file"
+                       : std::filesystem::is_directory(file, code) ? "is a folder"
+                                                                   : "the file cannot be opened";
+    return diagnosis;
+  }
+  const P3gppOpenError& error = parsed.error();
+  if (error.path[0] != '\0') {
+    diagnosis.place = std::string(error.path) + " at offset " + std::to_string(error.offset) + ", size " +
+                      std::to_string(error.size);
+  }
+  // What happened in the box tells more than what its container made of it.
+  diagnosis.reason = "damaged: " + describe(error.status);
+  return diagnosis;
 }
 
 OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {

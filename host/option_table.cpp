@@ -5,8 +5,9 @@ namespace {
 
 constexpr CommandRow kCommands[] = {
     {kPlay, "play", "FILE", true, "play files and write each stream to a file of its own", true},
-    {kInfo, "info", "FILE", true, "show the pins of files, their media types and durations", true},
+    {kInfo, "info", "FILE", true, "show the pins of files, their media types, durations and tags", true},
     {kSamples, "samples", "FILE", false, "list every delivered media sample, one row each", true},
+    {kBoxes, "boxes", "FILE", false, "list the boxes of an ISO media file with their fields", true},
     {kCompletion, "completion", "SHELL", false, "print the completion script for bash, zsh or fish", true},
     {kManPage, "man-page", "", false, "print the man page", false},
 };
@@ -22,14 +23,16 @@ const OptionRow kOptions[] = {
     {kPlay | kSamples, "--only", "", "audio|video", "audio video", "use only the audio or only the video pin",
      &Options::only},
     {kPlay, "--decode", "", "", "", "decode AAC and write it as .wav", &Options::decode},
-    {kPlay, "--force", "", "", "", "replace files that exist", &Options::force},
+    {kInfo, "--cover", "", "OUT", "", "write the cover image of the file to OUT", &Options::cover},
+    {kPlay | kInfo, "--force", "", "", "", "replace files that exist", &Options::force},
     {kPlay, "--strict", "", "", "", "exit with 1 instead of 3 when something was lost", &Options::strict},
     {kPlay | kSamples, "--allow-overlap", "", "", "",
      "go on when the tables describe more data than the file holds", &Options::allow_overlap},
     {kAnyFile, "--session", "", "NAME", "", "share named events with other runs of this session name",
      &Options::session},
-    {kAnyFile, "--json", "", "", "", "print JSON for programs", &Options::json},
-    {kAnyFile, "--quiet", "-q", "", "", "no progress line and no notes, errors only", &Options::quiet},
+    {kAnyFile | kBoxes, "--json", "", "", "", "print JSON for programs", &Options::json},
+    {kAnyFile | kBoxes, "--quiet", "-q", "", "", "no progress line and no notes, errors only",
+     &Options::quiet},
 };
 
 }  // namespace

@@ -20,6 +20,7 @@ struct Options {
   std::string only;
   std::string session;
   std::string shell;  // completion
+  std::string cover;  // info: file for the cover image
   bool json = false;
   bool quiet = false;
   bool force = false;
@@ -34,6 +35,7 @@ enum CommandBit : unsigned {
   kSamples = 1u << 2,
   kCompletion = 1u << 3,
   kManPage = 1u << 4,
+  kBoxes = 1u << 9,
 };
 
 struct CommandRow {

@@ -84,12 +84,12 @@ bool is_elementary_stream(const std::string& file) {
   return contains(kElementaryExtensions, extension_of(file));
 }
 
-ParsedFile::ParsedFile(const std::string& file) : path_(to_wide(file)) {
+ParsedFile::ParsedFile(const std::string& file, const P3gppBoxVisitor* visitor) : path_(to_wide(file)) {
   const FMGR_Config unbuffered{0, 0};
   if (FMGR_Init(&context_, &unbuffered) != FMGR_OK) return;
   descriptor_.type = FMGR_DEV_FILE_W;
   descriptor_.source.wide_path = path_.c_str();
-  status_ = P3GPP_OpenExplained(&file_, &descriptor_, context_, &error_);
+  status_ = P3GPP_OpenTraced(&file_, &descriptor_, context_, &error_, visitor);
 }
 
 ParsedFile::~ParsedFile() {

@@ -19,7 +19,8 @@ bool is_elementary_stream(const std::string& file);
 
 class ParsedFile {
  public:
-  explicit ParsedFile(const std::string& file);
+  // `visitor` is shown the boxes while the file is parsed.
+  explicit ParsedFile(const std::string& file, const P3gppBoxVisitor* visitor = nullptr);
   ~ParsedFile();
   ParsedFile(const ParsedFile&) = delete;
   ParsedFile& operator=(const ParsedFile&) = delete;

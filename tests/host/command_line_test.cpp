@@ -40,7 +40,7 @@ TEST(CommandLine, RefusesBadUsage) {
       {"play", "a.mp4", "--start", "soon"},
       {"play", "a.mp4", "--only", "text"},
       {"samples", "a.mp4", "b.mp4"},
-      {"info", "a.mp4", "--force"},
+      {"samples", "a.mp4", "--force"},
       {"completion", "tcsh"},
   };
   for (const auto& words : lines) {

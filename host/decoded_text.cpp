@@ -1,0 +1,160 @@
+#include "host/decoded_text.h"
+
+#include <array>
+#include <nlohmann/json.hpp>
+
+namespace zdr::host {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+void append_utf8(std::string& out, char32_t code) {
+  const auto unit = [](char32_t bits) { return static_cast<char>(bits); };
+  if (code < 0x80) {
+    out += unit(code);
+  } else if (code < 0x800) {
+    out.append({unit(0xC0 | code >> 6), unit(0x80 | (code & 0x3F))});
+  } else if (code < 0x10000) {
+    out.append({unit(0xE0 | code >> 12), unit(0x80 | (code >> 6 & 0x3F)), unit(0x80 | (code & 0x3F))});
+  } else {
+    out.append({unit(0xF0 | code >> 18), unit(0x80 | (code >> 12 & 0x3F)), unit(0x80 | (code >> 6 & 0x3F)),
+                unit(0x80 | (code & 0x3F))});
+  }
+}
+
+bool is_surrogate(char32_t code) {
+  return code >= 0xD800 && code < 0xE000;
+}
+
+DecodedText from_utf16(std::span<const uint8_t> bytes, bool big_endian) {
+  DecodedText text;
+  const auto unit = [&](size_t at) {
+    return static_cast<char32_t>(big_endian ? bytes[at] << 8 | bytes[at + 1]
+                                            : bytes[at + 1] << 8 | bytes[at]);
+  };
+  size_t at = 0;
+  for (; at + 1 < bytes.size(); at += 2) {
+    char32_t code = unit(at);
+    const bool is_high = code >= 0xD800 && code < 0xDC00;
+    if (is_high && at + 3 < bytes.size() && unit(at + 2) >= 0xDC00 && unit(at + 2) < 0xE000) {
+      code = 0x10000 + ((code - 0xD800) << 10) + (unit(at + 2) - 0xDC00);
+      at += 2;
+    }
+    text.is_valid = text.is_valid && !is_surrogate(code);
+    append_utf8(text.utf8, is_surrogate(code) ? kReplacement : code);
+  }
+  if (at < bytes.size()) {  // half a unit
+    text.is_valid = false;
+    append_utf8(text.utf8, kReplacement);
+  }
+  return text;
+}
+
+// Length of the sequence that a first byte begins, 0 for none.
+size_t sequence_length(uint8_t first) {
+  if (first < 0x80) return 1;
+  if (first >= 0xC2 && first < 0xE0) return 2;
+  if (first >= 0xE0 && first < 0xF0) return 3;
+  return first >= 0xF0 && first < 0xF5 ? 4 : 0;
+}
+
+// The code at the front of `bytes`, or kReplacement; `length` is what it takes, 1 for an invalid byte.
+bool decode_one(std::span<const uint8_t> bytes, char32_t& code, size_t& length) {
+  constexpr std::array<char32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
+  length = sequence_length(bytes[0]);
+  code = kReplacement;
+  bool valid = length != 0 && length <= bytes.size();
+  char32_t value = !valid ? 0 : length == 1 ? bytes[0] : bytes[0] & (0x7FU >> length);
+  for (size_t i = 1; valid && i < length; ++i) {
+    valid = (bytes[i] & 0xC0) == 0x80;
+    value = value << 6 | (bytes[i] & 0x3FU);
+  }
+  valid = valid && value >= kSmallest[length] && value < 0x110000 && !is_surrogate(value);
+  if (valid) code = value;
+  if (!valid) length = 1;
+  return valid;
+}
+
+DecodedText from_utf8(std::span<const uint8_t> bytes) {
+  DecodedText text;
+  while (!bytes.empty()) {
+    char32_t code = 0;
+    size_t length = 0;
+    if (!decode_one(bytes, code, length)) text.is_valid = false;
+    append_utf8(text.utf8, code);
+    bytes = bytes.subspan(length);
+  }
+  return text;
+}
+
+bool starts_with(std::span<const uint8_t> bytes, std::initializer_list<uint8_t> mark) {
+  return bytes.size() >= mark.size() && std::equal(mark.begin(), mark.end(), bytes.begin());
+}
+
+}  // namespace
+
+DecodedText decode_text(std::span<const uint8_t> bytes) {
+  const bool is_big_endian = starts_with(bytes, {0xFE, 0xFF});
+  DecodedText text;
+  if (is_big_endian || starts_with(bytes, {0xFF, 0xFE})) {
+    text = from_utf16(bytes.subspan(2), is_big_endian);
+  } else {
+    text = from_utf8(starts_with(bytes, {0xEF, 0xBB, 0xBF}) ? bytes.subspan(3) : bytes);
+  }
+  text.utf8.resize(text.utf8.find_last_not_of('\0') + 1);
+  return text;
+}
+
+std::string printable(std::string_view utf8) {
+  constexpr std::string_view kHex = "0123456789ABCDEF";
+  std::string out;
+  for (size_t i = 0; i < utf8.size(); ++i) {
+    const auto byte = static_cast<uint8_t>(utf8[i]);
+    // U+0080 to U+009F are control characters too.
+    const bool is_c1 = byte == 0xC2 && i + 1 < utf8.size() && static_cast<uint8_t>(utf8[i + 1]) < 0xA0;
+    if (is_c1) continue;
+    const bool follows_c2 = i > 0 && static_cast<uint8_t>(utf8[i - 1]) == 0xC2;
+    if (byte >= 0x20 && byte != 0x7F && !(follows_c2 && byte < 0xA0)) {
+      out += utf8[i];
+    } else {
+      out.append("\\x").append(kHex.substr(byte >> 4, 1)).append(kHex.substr(byte & 15, 1));
+    }
+  }
+  return out;
+}
+
+std::string type_text(std::string_view type) {
+  std::string out;
+  for (const char character : type) append_utf8(out, static_cast<uint8_t>(character));
+  return out;
+}
+
+std::string language_text(uint32_t packed) {
+  std::string text;
+  bool is_language = packed < 0x8000;
+  for (const uint32_t shift : {10U, 5U, 0U}) {
+    const uint32_t letter = packed >> shift & 0x1F;
+    is_language = is_language && letter >= 1 && letter <= 26;
+    text += static_cast<char>('a' + letter - 1);
+  }
+  if (is_language) return text;
+  const std::array<uint8_t, 2> bytes = {static_cast<uint8_t>(packed >> 8), static_cast<uint8_t>(packed)};
+  return "0x" + hex_text(bytes, 2);
+}
+
+std::string hex_text(std::span<const uint8_t> bytes, size_t limit) {
+  constexpr std::string_view kHex = "0123456789abcdef";
+  std::string text;
+  for (const uint8_t byte : bytes.first(std::min(limit, bytes.size()))) {
+    text.append({kHex[byte >> 4], kHex[byte & 15]});
+  }
+  return text;
+}
+
+void add_text(nlohmann::ordered_json& object, const std::string& name, std::span<const uint8_t> bytes) {
+  const DecodedText text = decode_text(bytes);
+  object[name] = text.utf8;
+  if (!text.is_valid) object[name + "_hex"] = hex_text(bytes, bytes.size());
+}
+
+}  // namespace zdr::host

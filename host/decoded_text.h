@@ -1,0 +1,35 @@
+// Bytes of a file as text for people and programs.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace zdr::host {
+
+struct DecodedText {
+  std::string utf8;      // without terminator; U+FFFD for what is invalid
+  bool is_valid = true;  // nothing had to be replaced
+};
+
+// UTF-16 with a byte order mark, else UTF-8. NULs at the end are dropped.
+DecodedText decode_text(std::span<const uint8_t> bytes);
+
+// On a line of a terminal: control characters as \xNN, so that a file cannot move the cursor.
+std::string printable(std::string_view utf8);
+
+// Four characters of a box type, taken as Latin-1, as UTF-8.
+std::string type_text(std::string_view type);
+
+// "eng" from 15 bits of ISO 639-2/T; "0x...." for what is no language.
+std::string language_text(uint32_t packed);
+
+// Lower-case digits of at most `limit` bytes.
+std::string hex_text(std::span<const uint8_t> bytes, size_t limit);
+
+// Adds `name`: the text, and `name`_hex with its bytes when it is not valid.
+void add_text(nlohmann::ordered_json& object, const std::string& name, std::span<const uint8_t> bytes);
+
+}  // namespace zdr::host

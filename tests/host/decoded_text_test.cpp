@@ -1,0 +1,82 @@
+// Texts of files in any encoding, made fit for terminals and JSON.
+#include "host/decoded_text.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+namespace zdr::host {
+namespace {
+
+std::span<const uint8_t> bytes_of(std::string_view text) {
+  return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
+}
+
+TEST(DecodedText, IsUtf8WhateverTheBytesAre) {
+  struct Case {
+    std::string bytes;
+    std::string utf8;
+    bool is_valid;
+  };
+  const std::vector<Case> cases = {
+      {"", "", true},
+      {std::string("plain\0\0", 7), "plain", true},
+      {"\xEF\xBB\xBF"
+       "mark",
+       "mark", true},
+      {"na\xC3\xAFve \xE2\x82\xAC \xF0\x9F\x8E\xB5", "na\u00EFve \u20AC \U0001F3B5", true},
+      {"\xE9t\xE9", "\uFFFDt\uFFFD", false},
+      {"\xC0\x80", "\uFFFD\uFFFD", false},  // overlong
+      {"\xE0\x80\xAF", "\uFFFD\uFFFD\uFFFD", false},
+      {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD", false},  // a surrogate
+      {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD", false},
+      {"cut \xE2\x82", "cut \uFFFD\uFFFD", false},
+      {std::string("\xFE\xFF\0A\x20\xAC\0\0", 8), "A\u20AC", true},
+      {std::string("\xFF\xFE"
+                   "A\0\xAC\x20",
+                   6),
+       "A\u20AC", true},
+      {std::string("\xFE\xFF\xD8\x3C\xDF\xB5", 6), "\U0001F3B5", true},
+      {std::string("\xFE\xFF\xD8\x3C\0A", 6),
+       "\uFFFD"
+       "A",
+       false},
+      {std::string("\xFE\xFF\xDF\xB5", 4), "\uFFFD", false},
+      {std::string("\xFE\xFF\0A\0", 5), "A\uFFFD", false},
+  };
+  for (const Case& each : cases) {
+    const DecodedText text = decode_text(bytes_of(each.bytes));
+    EXPECT_EQ(text.utf8, each.utf8);
+    EXPECT_EQ(text.is_valid, each.is_valid) << each.utf8;
+  }
+}
+
+TEST(DecodedText, CannotMoveACursor) {
+  EXPECT_EQ(printable("a\x1B[2Jb\r\n\x7F"), "a\\x1B[2Jb\\x0D\\x0A\\x7F");
+  EXPECT_EQ(printable("\xC2\x9B"
+                      "1m \u00E9 \u00A0"),
+            "\\x9B1m \u00E9 \u00A0")
+      << "U+009B begins a sequence too";
+}
+
+TEST(DecodedText, LanguagesAndTypes) {
+  EXPECT_EQ(language_text(0x15C7), "eng");
+  EXPECT_EQ(language_text(0x55C4), "und");
+  EXPECT_EQ(language_text(0), "0x0000");
+  EXPECT_EQ(language_text(0x95C7), "0x95c7");
+  EXPECT_EQ(type_text("\xA9"
+                      "nam"),
+            "\u00A9nam");
+}
+
+TEST(DecodedText, InvalidTextKeepsItsBytesInJson) {
+  nlohmann::ordered_json json;
+  add_text(json, "good", bytes_of("yes"));
+  add_text(json, "bad", bytes_of("\xFFno"));
+  EXPECT_EQ(json.dump(), R"({"good":"yes","bad":")"
+                         "\uFFFD"
+                         R"(no","bad_hex":"ff6e6f"})");
+}
+
+}  // namespace
+}  // namespace zdr::host

@@ -1,0 +1,165 @@
+// `zdr boxes`, and the tags and cover of `zdr info`, on files with everything in them and on damaged ones.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/host/zdr_process.h"
+#include "tests/support/metadata_builder.h"
+#include "tests/support/movie_builder.h"
+#include "tests/support/temp_folder.h"
+
+namespace zdr::host {
+namespace {
+
+using test::Bytes;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using tests::read_file;
+using tests::TempFolder;
+
+void write_movie(const TempFolder& folder, const char* name, const Bytes& bytes) {
+  tests::write_file(folder / name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+// One playable sound track, and what else `moov` is to hold.
+Bytes movie_with(const Bytes& moov_children) {
+  test::TrackDescription track = test::amr_track(200);
+  track.appended["trak"] = test::box("udta", test::concat({test::full_hinf(), test::hnti("v=0\r\n")}));
+  return test::build_movie({.tracks = {track}, .moov_children = moov_children}).bytes;
+}
+
+nlohmann::json box_of(const nlohmann::json& report, const std::string& path) {
+  for (const auto& box : report.at("boxes")) {
+    if (box.at("path") == path) return box;
+  }
+  return nullptr;
+}
+
+nlohmann::json tag_of(const nlohmann::json& report, const std::string& type) {
+  for (const auto& tag : report.at("tags")) {
+    if (tag.at("type") == type) return tag;
+  }
+  return nullptr;
+}
+
+TEST(ZdrInfo, TellsAllTagsInWordsAndAsJson) {
+  const TempFolder folder;
+  const Bytes id3 = test::full_box("meta", 0, 0, test::id32(0x55C4, {'I', 'D', '3'}));
+  const Bytes wide = test::asset("dscp", test::utf16("wide"));
+  const Bytes user_data = test::box("udta", test::concat({test::full_user_data(), wide}));
+  write_movie(folder, "all.3gp", movie_with(test::concat({user_data, id3})));
+  const ZdrResult words = run_zdr({"info", "all.3gp"}, folder.path());
+  EXPECT_EQ(words.exit_code, 0);
+  for (const char* line :
+       {"title (titl, eng): titl\n", "description (dscp, eng): wide\n", "keywords (kywd, eng): one, two\n",
+        "album (albm, eng): album, track 7\n", "year (yrrc): year 1999\n", "name (\u00A9nam): name\n",
+        "compilation (cpil): yes\n", "genre (gnre): Reggae\n", "track (trkn): number 3, total 12\n",
+        "cover (covr): image PNG, bytes 4\n", "gracenote id (gnid): id\n", "ID3v2 tag (ID32, und): "}) {
+    EXPECT_THAT(words.out, HasSubstr(line));
+  }
+  const auto report = nlohmann::json::parse(run_zdr({"info", "all.3gp", "--json"}, folder.path()).out);
+  EXPECT_EQ(report.at("tags").size(), 27u);
+  EXPECT_EQ(tag_of(report, "loci").at("latitude"), 3 / 65536.0);
+  EXPECT_EQ(tag_of(report, "rtng").at("entity"), "MPAA");
+  EXPECT_EQ(tag_of(report, "kywd").at("keywords").at(1).at("text"), "two");
+}
+
+TEST(ZdrInfo, TagsCannotMoveTheCursor) {
+  const TempFolder folder;
+  const Bytes title = test::asset("titl", "\x1B[2Jgone");
+  write_movie(folder, "odd.3gp", movie_with(test::box("udta", title)));
+  EXPECT_THAT(run_zdr({"info", "odd.3gp"}, folder.path()).out,
+              AllOf(HasSubstr("\\x1B[2Jgone"), Not(HasSubstr("\x1B"))));
+  EXPECT_THAT(run_zdr({"boxes", "odd.3gp"}, folder.path()).out,
+              AllOf(HasSubstr("\\x1B[2Jgone"), Not(HasSubstr("\x1B"))));
+}
+
+TEST(ZdrInfo, SavesTheCover) {
+  const TempFolder folder;
+  const std::string image = "\xFF\xD8\xFF" + std::string(5000, 'j');
+  write_movie(folder, "cover.mp4",
+              movie_with(test::box("udta", test::item_list_meta({test::item("covr", image)}))));
+  write_movie(folder, "plain.mp4", movie_with({}));
+  EXPECT_EQ(run_zdr({"info", "cover.mp4", "--cover", "c.jpg"}, folder.path()).exit_code, 0);
+  EXPECT_EQ(read_file(folder / "c.jpg"), image);
+  const ZdrResult again = run_zdr({"info", "cover.mp4", "--cover", "c.jpg"}, folder.path());
+  EXPECT_EQ(again.exit_code, 5);
+  EXPECT_THAT(again.err, HasSubstr("c.jpg: exists already"));
+  EXPECT_EQ(run_zdr({"info", "cover.mp4", "--cover", "c.jpg", "--force"}, folder.path()).exit_code, 0);
+  const ZdrResult none = run_zdr({"info", "plain.mp4", "--cover", "d.jpg"}, folder.path());
+  EXPECT_EQ(none.exit_code, 4);
+  EXPECT_THAT(none.err, HasSubstr("plain.mp4: has no cover image"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "d.jpg"));
+  EXPECT_EQ(run_zdr({"info", "cover.mp4", "plain.mp4", "--cover", "e.jpg"}, folder.path()).exit_code, 2);
+}
+
+TEST(ZdrBoxes, ShowsTheTreeInTheOrderOfTheFile) {
+  const TempFolder folder;
+  const Bytes file = movie_with(test::box("udta", test::full_user_data()));
+  write_movie(folder, "all.3gp", file);
+  const ZdrResult words = run_zdr({"boxes", "all.3gp"}, folder.path());
+  EXPECT_EQ(words.exit_code, 0);
+  EXPECT_THAT(words.out, HasSubstr("\n  moov  @"));
+  EXPECT_THAT(words.out, HasSubstr("\n          stbl  @"));
+  EXPECT_THAT(words.out, HasSubstr("\n        ilst\n          \\xA9nam  @")) << "with the containers between";
+  EXPECT_LT(words.out.find("trak[1]"), words.out.find("titl"));
+
+  const auto report = nlohmann::json::parse(run_zdr({"boxes", "all.3gp", "--json"}, folder.path()).out);
+  EXPECT_EQ(report.at("schema"), 1);
+  uint64_t before = 0;
+  for (const auto& box : report.at("boxes")) {
+    const auto offset = box.at("offset").get<uint64_t>();
+    EXPECT_GE(offset, before);
+    before = offset;
+    EXPECT_EQ(test::load_be32(file, offset), box.at("size")) << box.at("path");
+  }
+  const auto stsz = box_of(report, "moov/trak[1]/mdia/minf/stbl/stsz");
+  EXPECT_EQ(stsz.at("fields").at("sample_count"), 200);
+  EXPECT_EQ(box_of(report, "moov/udta/meta/ilst/\\xA9nam").at("type"), "\u00A9nam");
+  EXPECT_EQ(box_of(report, "moov/udta/kywd").at("entries").at(0).at("keyword"), "one");
+  EXPECT_EQ(box_of(report, "moov/trak[1]/udta/hinf/maxr").at("fields").at("bytes"), 700);
+  EXPECT_EQ(box_of(report, "moov/trak[1]/udta/hnti/sdp ").at("fields").at("sdp"), "v=0\r\n");
+}
+
+TEST(ZdrBoxes, ShowsWhatWasReadOfAFileThatDoesNotOpenAndWhy) {
+  const TempFolder folder;
+  write_movie(
+      folder, "bad.mp4",
+      movie_with(test::box("udta", test::concat({test::asset("titl", "kept"), test::header(5, "dscp")}))));
+  const std::string reason = "zdr: bad.mp4: moov/udta/dscp at offset ";
+  const ZdrResult words = run_zdr({"boxes", "bad.mp4"}, folder.path());
+  EXPECT_EQ(words.exit_code, 1);
+  EXPECT_THAT(words.out, AllOf(HasSubstr("text=\"kept\""), HasSubstr("FAILED [-7017]"), HasSubstr("stsz")));
+  EXPECT_THAT(words.err, HasSubstr(reason));
+  EXPECT_THAT(words.err, HasSubstr(", size 5: damaged: the box size is wrong [-7017]\n"));
+  for (const char* command : {"info", "play"}) {
+    EXPECT_EQ(run_zdr({command, "bad.mp4"}, folder.path()).err, words.err) << "one explanation everywhere";
+  }
+  const ZdrResult json = run_zdr({"boxes", "bad.mp4", "--json"}, folder.path());
+  EXPECT_EQ(json.exit_code, 1);
+  const auto report = nlohmann::json::parse(json.out);
+  EXPECT_EQ(report.at("error").at("path"), "moov/udta/dscp");
+  EXPECT_EQ(report.at("error").at("size"), 5);
+  EXPECT_EQ(report.at("error").at("status"), -7017);
+  EXPECT_EQ(box_of(report, "moov").at("status"), -7017);
+  EXPECT_EQ(box_of(report, "moov/udta/titl").at("fields").at("text"), "kept");
+}
+
+TEST(ZdrBoxes, TellsFilesThatAreNoneAtAll) {
+  const TempFolder folder;
+  tests::write_file(folder / "empty.mp4", "");
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"missing.mp4", "no such file"}, {".", "is a folder"}, {"empty.mp4", "no movie box found"}};
+  for (const auto& [name, reason] : cases) {
+    const ZdrResult result = run_zdr({"boxes", name}, folder.path());
+    EXPECT_EQ(result.exit_code, 1) << name;
+    EXPECT_THAT(result.err, HasSubstr(name + ": "));
+    EXPECT_THAT(result.err, HasSubstr(reason));
+  }
+}
+
+}  // namespace
+}  // namespace zdr::host
