@@ -45,6 +45,7 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
       app.add_option("file", options.files, "media file")->required()->option_text(row.operand);
   files->expected(1, row.many_operands ? CLI::detail::expected_max_vector_size : 1);
   files->check([](const std::string& name) {
+    if (name.empty()) return std::string("a file name is empty");
     return name == "-" ? std::string("standard input cannot be sought; name a file") : std::string();
   });
 }

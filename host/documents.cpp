@@ -64,7 +64,14 @@ std::string bash_completion() {
 
 std::string zsh_option(const OptionRow& option) {
   std::ostringstream text;
-  text << "'" << option.name << "[" << option.summary << "]";
+  // A pair of names is given by brace expansion, which quotes would stop.
+  if (*option.short_name != '\0') {
+    text << "'(" << option.short_name << " " << option.name << ")'{" << option.short_name << ","
+         << option.name << "}'";
+  } else {
+    text << "'" << option.name;
+  }
+  text << "[" << option.summary << "]";
   if (*option.argument != '\0') {
     text << ":" << option.argument << ":";
     if (*option.choices != '\0') text << "(" << option.choices << ")";

@@ -37,6 +37,22 @@ constexpr NamedResult kNames[] = {
     {VFW_E_INVALID_FILE_FORMAT, "VFW_E_INVALID_FILE_FORMAT"},
 };
 
+// Names come from outside: a line break or an escape sequence in one must not reach the terminal.
+std::string printable(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    const auto code = static_cast<unsigned char>(c);
+    if (code >= 0x20 && code != 0x7F) {
+      out += c;
+      continue;
+    }
+    std::array<char, 8> escaped{};
+    std::snprintf(escaped.data(), escaped.size(), "\\x%02x", code);
+    out += escaped.data();
+  }
+  return out;
+}
+
 std::string without_file(const Message& message) {
   std::string line;
   if (!message.place.empty()) line += message.place + ": ";
@@ -61,23 +77,22 @@ std::string hresult_text(int32_t hr) {
 }
 
 std::string format_message(const Message& message) {
-  return "zdr: " + (message.file.empty() ? "" : message.file + ": ") + without_file(message);
-}
-
-void Messages::print(const Message& message) {
-  print_line_to_terminal(format_message(message));
+  return printable("zdr: " + (message.file.empty() ? "" : message.file + ": ") + without_file(message));
 }
 
 void Messages::error(const Message& message) {
   const std::lock_guard lock(mutex_);
   errors_.push_back(without_file(message));
-  print(message);
+  constexpr const char* kRed = "\x1b[31m";
+  constexpr const char* kPlain = "\x1b[0m";
+  const std::string line = format_message(message);
+  print_line_to_terminal(use_colour() ? kRed + line + kPlain : line);
 }
 
 void Messages::note(const Message& message) {
   const std::lock_guard lock(mutex_);
   notes_.push_back(without_file(message));
-  if (!quiet_) print(message);
+  if (!quiet_) print_line_to_terminal(format_message(message));
 }
 
 std::vector<std::string> Messages::take_errors() {

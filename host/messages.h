@@ -8,7 +8,7 @@
 
 namespace zdr::host {
 
-// "zdr: FILE: PIN: reason [0x8004022F]"; empty parts are left out.
+// "zdr: FILE: PIN: reason [0x8004022F]"; empty parts are left out, control characters shown as \xNN.
 struct Message {
   std::string file;
   std::string place;  // pin, track or box path
@@ -32,8 +32,6 @@ class Messages {
   std::vector<std::string> take_notes();
 
  private:
-  void print(const Message& message);
-
   bool quiet_;
   std::mutex mutex_;
   std::vector<std::string> errors_;

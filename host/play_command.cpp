@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <iostream>
 #include <list>
+#include <set>
 
 #include "host/commands.h"
 #include "host/json_report.h"
@@ -29,6 +30,8 @@ class Playing {
         player_(file, messages_) {}
 
   ExitCode run();
+  // For a file whose outputs would replace those of an earlier file of the same run.
+  ExitCode refuse_taken_name();
   nlohmann::ordered_json json(ExitCode code);
   void print(std::ostream& out) const;
 
@@ -65,6 +68,12 @@ ExitCode Playing::run() {
   if (const ExitCode connected = connect(); connected != ExitCode::kDone) return connected;
   if (const ExitCode sought = seek(); sought != ExitCode::kDone) return sought;
   return play();
+}
+
+ExitCode Playing::refuse_taken_name() {
+  messages_.error(
+      {file_, "", "not played: its outputs would replace those of the file of this name before it", ""});
+  return ExitCode::kCannotWrite;
 }
 
 ExitCode Playing::connect() {
@@ -153,8 +162,8 @@ ExitCode Playing::check_complete(const StreamRecorder& recorder) {
   ExitCode result = ExitCode::kDone;
   const StreamWriter* writer = recorder.writer();
   if (writer != nullptr && writer->damaged_units() > 0) {
-    note(recorder.pin_name(),
-         std::to_string(writer->damaged_units()) + " damaged unit(s): " + writer->first_damage());
+    const std::string count = std::to_string(writer->damaged_units());
+    messages_.error({file_, recorder.pin_name(), count + " damaged unit(s): " + writer->first_damage(), ""});
     result = ExitCode::kLoss;
   }
   if (!options_.start.empty() || !options_.stop.empty() || !is_iso_media(file_)) return result;
@@ -209,9 +218,12 @@ ExitCode run_play(const Options& options, std::ostream& out) {
   }
   ExitCode worst = ExitCode::kDone;
   JsonReport report(options.files.size());
+  std::set<std::filesystem::path> names;  // of the files so far, as their outputs carry them
   for (const std::string& file : options.files) {
     Playing playing(file, options);
-    ExitCode code = playing.run();
+    // Without --force the file that exists is reason enough.
+    const bool taken = !names.insert(as_path(file).stem()).second && options.force;
+    ExitCode code = taken ? playing.refuse_taken_name() : playing.run();
     if (code == ExitCode::kLoss && options.strict) code = ExitCode::kCannotOpen;
     worst = worse_of(worst, code);
     if (options.json) {

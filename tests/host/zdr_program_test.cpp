@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
 
 #include "tests/host/zdr_process.h"
 #include "tests/support/temp_folder.h"
@@ -143,6 +146,7 @@ INSTANTIATE_TEST_SUITE_P(
                 {"play", ZDR_SAMPLES_DIR "/avc-bframes.mp4", "--only", "audio"},
                 4,
                 ".*: no stream that can be played"},
+        Failure{"EmptyName", {"info", ""}, 2, ".*a file name is empty.*"},
         Failure{"Usage", {"play"}, 2, ".*--help.*"},
         Failure{"UnknownOption", {"play", "a.mp4", "--slowly"}, 2, ".*--slowly.*"},
         Failure{"StandardInput", {"play", "-"}, 2, ".*standard input cannot be sought.*"},
@@ -271,6 +275,40 @@ TEST(ZdrPlay, ShowsProgressOnATerminalOnly) {
   EXPECT_THAT(read_until(quiet_screen.number()), IsEmpty());
 }
 
+TEST(ZdrPlay, FilesOfOneNameDoNotReplaceEachOther) {
+  const TempFolder folder;
+  std::filesystem::create_directory(folder / "other");
+  std::filesystem::copy_file(kMovieFirst, folder / "other/h263-amr.mp4");
+  const ZdrResult result = run_zdr({"play", kTwoPins, "other/h263-amr.mp4", "--force"}, folder.path());
+  EXPECT_EQ(result.exit_code, 5);
+  EXPECT_THAT(result.err, HasSubstr("other/h263-amr.mp4: not played"));
+  EXPECT_EQ(std::filesystem::file_size(folder / kAudioName), 6438u);
+}
+
+TEST(ZdrOutput, ControlCharactersOfANameDoNotReachTheTerminal) {
+  EXPECT_EQ(run_zdr({"info", "a\nb\x1b[2J.mp4"}).err,
+            "zdr: a\\x0ab\\x1b[2J.mp4: no such file [0x80040216]\n");
+}
+
+TEST(ZdrOutput, ErrorsAreRedOnATerminalUnlessUnwanted) {
+  for (const bool wanted : {true, false}) {
+    int master = -1;
+    int terminal = -1;
+    ASSERT_EQ(openpty(&master, &terminal, nullptr, nullptr, nullptr), 0);
+    const OpenFile screen(master);
+    OpenFile line(terminal);
+    ZdrSetup setup;
+    setup.arguments = {"info", "gone.mp4"};
+    if (!wanted) setup.environment = {"NO_COLOR=1"};
+    setup.err = terminal;
+    ZdrProcess process(setup);
+    line.close();
+    const std::string shown = read_until(screen.number());
+    EXPECT_EQ(process.finish().exit_code, 1);
+    EXPECT_EQ(shown.find("\x1b[31m") != std::string::npos, wanted) << shown;
+  }
+}
+
 TEST(ZdrOutput, UnwritableStandardOutputIsAFailure) {
   const OpenFile full(open("/dev/full", O_WRONLY | O_CLOEXEC));
   for (const auto& arguments : std::vector<std::vector<std::string>>{
@@ -350,6 +388,51 @@ TEST(ZdrJson, SamplesAreOneObjectALineEqualToTheTable) {
   }
   EXPECT_EQ(count, 81u);
   EXPECT_TRUE(objects.peek() == EOF);
+}
+
+// The words that begin with two dashes, --help left out: everything has that.
+std::set<std::string> long_options(const std::string& text) {
+  static const std::regex option("--[a-z][a-z-]*");
+  std::set<std::string> found;
+  for (std::sregex_iterator at(text.begin(), text.end(), option), end; at != end; ++at)
+    found.insert(at->str());
+  found.erase("--help");
+  return found;
+}
+
+// The part of the man page about a command; hyphens as they are typed.
+std::string man_section(const std::string& page, const std::string& command) {
+  const size_t begin = page.find(".SS " + command + "\n");
+  if (begin == std::string::npos) return {};
+  const size_t end = std::min(page.find("\n.SS ", begin), page.find("\n.SH ", begin));
+  return std::regex_replace(page.substr(begin, end - begin), std::regex("\\\\-"), "-");
+}
+
+// What a shell offers behind "zdr COMMAND --".
+std::string bash_offers(const std::string& script, const std::string& command) {
+  const TempFolder folder;
+  write_file(folder / "zdr.bash", script);
+  const std::string shell = "bash -c 'source \"$0\"; COMP_WORDS=(zdr " + command +
+                            " --); COMP_CWORD=2; _zdr; echo \"${COMPREPLY[*]}\"' " +
+                            (folder / "zdr.bash").string() + " > " + (folder / "offers").string();
+  EXPECT_EQ(std::system(shell.c_str()), 0);
+  return read_file(folder / "offers");
+}
+
+TEST(ZdrDocuments, HelpManPageAndCompletionTellTheSameOptions) {
+  const std::string help = run_zdr({"--help"}).out;
+  const std::string page = run_zdr({"man-page"}).out;
+  const std::string script = run_zdr({"completion", "bash"}).out;
+  const std::regex row("\n  ([a-z-]+)  +[a-z]");  // of the list of commands
+  size_t commands = 0;
+  for (std::sregex_iterator at(help.begin(), help.end(), row), end; at != end; ++at, ++commands) {
+    const std::string command = (*at)[1];
+    const std::set<std::string> options = long_options(run_zdr({command, "--help"}).out);
+    EXPECT_EQ(long_options(man_section(page, command)), options) << command;
+    EXPECT_EQ(long_options(bash_offers(script, command)), options) << command;
+    EXPECT_TRUE(command != "play" || options.contains("--output"));
+  }
+  EXPECT_GE(commands, 4u);
 }
 
 }  // namespace
