@@ -27,11 +27,14 @@ struct CoreKernels {
   // The same for eight windows of 128 lines, times 8: their sums have an eighth of the terms.
   void (*dct4_short)(const int32_t* in, int32_t* out, int32_t* work);
   // The two halves of a windowed inverse transform whose DCT-IV is `y` of `length` lines: cut by 2^8 and
-  // weighted by the rising half `window`, or its mirror image.
+  // weighted by the rising half `window`, or its mirror image. The windows are Q15 up to 32768, which is 1.
   void (*window_rise)(const int32_t* y, int length, const uint16_t* window, int32_t* out);
   void (*window_fall)(const int32_t* y, int length, const uint16_t* window, int32_t* out);
   // left, right = left + right, left - right, saturating. `count` is a multiple of 4.
   void (*mid_side)(int32_t* left, int32_t* right, int count);
+  // out = in / 2^shift, times `factor` unless that is 0, negated if asked for; cut towards zero. `factor` is
+  // not negative, `shift` 0 to 31, `count` a multiple of 4.
+  void (*attenuate)(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate);
   // False when an output exceeds the filter's limit; `out` is incomplete then. Any count.
   bool (*all_pole)(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out);
   // pcm[i * stride] = overlap[i] + time[i] rounded from 2^5 a step, cut to -32767 .. 32767

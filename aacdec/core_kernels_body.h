@@ -220,14 +220,33 @@ void mid_side(int32_t* left, int32_t* right, int count) {
     store(right + i, sub_saturating(mid, side));
   }
   if (i == count) return;
-  Lanes mid = {};
-  Lanes side = {};
-  std::memcpy(&mid, left + i, 4 * sizeof(int32_t));
-  std::memcpy(&side, right + i, 4 * sizeof(int32_t));
-  const Lanes sum = add_saturating(mid, side);
-  const Lanes difference = sub_saturating(mid, side);
-  std::memcpy(left + i, &sum, 4 * sizeof(int32_t));
-  std::memcpy(right + i, &difference, 4 * sizeof(int32_t));
+  const Lanes mid = load_half(left + i);
+  const Lanes side = load_half(right + i);
+  store_half(left + i, add_saturating(mid, side));
+  store_half(right + i, sub_saturating(mid, side));
+}
+
+struct Attenuation {
+  int shift;
+  int32_t factor;
+  Lanes negation;
+};
+
+[[gnu::always_inline]] inline Lanes attenuated(Lanes v, const Attenuation& by) {
+  const Lanes sign = sign_mask(v);
+  Lanes bits = (v ^ sign) - sign;
+  // The least value has no counterpart.
+  bits = (bits - (bits >> 31)) >> by.shift;
+  if (by.factor != 0) bits = mul_q31(bits, broadcast(by.factor));
+  const Lanes new_sign = sign ^ by.negation;
+  return (bits ^ new_sign) - new_sign;
+}
+
+void attenuate(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate) {
+  const Attenuation by = {shift, factor, broadcast(negate ? -1 : 0)};
+  int i = 0;
+  for (; i + kLanes <= count; i += kLanes) store(out + i, attenuated(load(in + i), by));
+  if (i < count) store_half(out + i, attenuated(load_half(in + i), by));
 }
 
 // The lanes of `low` and `high` as one list of sixteen, the first one dropped.
@@ -287,8 +306,8 @@ void put_samples(const int32_t* overlap, const int32_t* time, int count, int16_t
   }
 }
 
-constexpr CoreKernels kKernels = {multiply,    dct4_long, dct4_short, window_rise,
-                                  window_fall, mid_side,  all_pole,   put_samples};
+constexpr CoreKernels kKernels = {multiply, dct4_long, dct4_short, window_rise, window_fall,
+                                  mid_side, attenuate, all_pole,   put_samples};
 
 }  // namespace
 }  // namespace zdr::aacdec

@@ -54,8 +54,14 @@ unsigned combined_magnitudes(const int16_t* quantised, int count) {
   return bits;
 }
 
+// Nothing but pulses takes the values of the other codebooks further than 12.
+bool is_small(const ChannelStream& channel, int band) {
+  constexpr int kEscapeBook = 11;
+  return channel.codebook[band] != kEscapeBook && !channel.pulse.present;
+}
+
 void dequantise_small(const int16_t* quantised, int count, const int32_t* table, int32_t* lines) {
-  for (int i = 0; i < count; ++i) lines[i] = with_sign(table[std::abs(int{quantised[i]})], quantised[i]);
+  for (int i = 0; i < count; ++i) lines[i] = table[kTabulatedValues + quantised[i]];
 }
 
 bool dequantise_any(const int16_t* quantised, int count, int scale_factor, unsigned bits, int32_t* lines) {
@@ -72,8 +78,10 @@ bool dequantise_any(const int16_t* quantised, int count, int scale_factor, unsig
 }
 
 // One band of one window.
-bool dequantise_run(const int16_t* quantised, int count, int scale_factor, int32_t* lines) {
-  const unsigned bits = combined_magnitudes(quantised, count);
+bool dequantise_run(const ChannelStream& channel, int band, const int16_t* quantised, int count,
+                    int32_t* lines) {
+  const int scale_factor = channel.scale[band];
+  const unsigned bits = is_small(channel, band) ? 0 : combined_magnitudes(quantised, count);
   if (bits < kTabulatedValues && scale_factor >= 0 && scale_factor < kTabulatedScaleFactors) {
     dequantise_small(quantised, count, kSmallValues.value[scale_factor], lines);
     return true;
@@ -89,7 +97,7 @@ bool dequantise_band(const ChannelStream& channel, int band, const int16_t* quan
   for (int w = 0; w < windows; ++w, quantised += width, lines += window_length) {
     if (!is_spectral_book(channel.codebook[band])) {
       std::fill_n(lines, width, 0);
-    } else if (!dequantise_run(quantised, width, channel.scale[band], lines)) {
+    } else if (!dequantise_run(channel, band, quantised, width, lines)) {
       return false;
     }
   }

@@ -28,6 +28,17 @@ using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
   std::memcpy(to, &v, sizeof v);
 }
 
+// The first four lanes; the others are 0.
+[[gnu::always_inline]] inline Lanes load_half(const int32_t* from) {
+  Lanes v = {};
+  std::memcpy(&v, from, sizeof v / 2);
+  return v;
+}
+
+[[gnu::always_inline]] inline void store_half(int32_t* to, Lanes v) {
+  std::memcpy(to, &v, sizeof v / 2);
+}
+
 [[gnu::always_inline]] inline Lanes broadcast(int32_t v) {
   return Lanes{} + static_cast<uint32_t>(v);
 }
@@ -58,7 +69,7 @@ using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
   return (product ^ sign) - sign;
 }
 
-// mul_q31 by window << 16, window below 2^15: its low half is 0.
+// mul_q31 by window << 16, whose low half is 0. A window of 2^15 leaves v as it is.
 [[gnu::always_inline]] inline Lanes mul_q15(Lanes v, Lanes window) {
   const Lanes sign = sign_mask(v);
   const Lanes bits = (v ^ sign) - sign;

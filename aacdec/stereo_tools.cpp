@@ -1,6 +1,8 @@
 // See stereo_tools.h.
 #include "aacdec/stereo_tools.h"
 
+#include <algorithm>
+
 #include "aacdec/core_kernels.h"
 #include "aacdec/fixed_point.h"
 
@@ -25,6 +27,21 @@ void for_each_band(const IcsInfo& ics, const ScaleFactorBands& bands, Visit visi
               bands.offsets[sfb + 1] - bands.offsets[sfb]);
       }
       window_start += ics.window_length();
+    }
+  }
+}
+
+// to = from * 2^(-position/4), negated if asked for.
+void scale_band(const int32_t* from, int32_t* to, int lines, int position, bool negative) {
+  if (position >= 4 * 32) {
+    std::fill_n(to, lines, 0);
+  } else if (position >= 0) {
+    const int steps = position & 3;
+    core_kernels().attenuate(from, to, lines, position / 4, steps == 0 ? 0 : kQuarterSteps[steps], negative);
+  } else {
+    for (int i = 0; i < lines; ++i) {
+      const int32_t v = scale_by_quarter_steps(from[i], -position);
+      to[i] = negative ? sub_saturating(0, v) : v;
     }
   }
 }
@@ -55,10 +72,8 @@ void apply_intensity(Frame& frame, const ScaleFactorBands& bands) {
     if (right.codebook[band] < kIntensityOutOfPhaseBook) return;
     const bool inverted = frame.pair.ms_mask_present == kMsByBand && frame.pair.ms_used[band] != 0;
     const bool negative = (right.codebook[band] == kIntensityOutOfPhaseBook) != inverted;
-    for (int line = first_line; line < first_line + lines; ++line) {
-      const int32_t v = scale_by_quarter_steps(frame.spectrum[0][line], -right.scale[band]);
-      frame.spectrum[1][line] = negative ? sub_saturating(0, v) : v;
-    }
+    scale_band(frame.spectrum[0] + first_line, frame.spectrum[1] + first_line, lines, right.scale[band],
+               negative);
   });
 }
 

@@ -29,24 +29,27 @@ inline constexpr int kUnityScaleFactor = 144;
 inline constexpr int kPowerLawShift = 5;
 
 inline constexpr int kTabulatedScaleFactors = 256;  // all that an undamaged stream uses
-inline constexpr int kTabulatedValues = 16;
+inline constexpr int kTabulatedValues = 16;         // and as many negative ones
 
 struct SmallValueTable {
-  alignas(64) int32_t value[kTabulatedScaleFactors][kTabulatedValues];
+  alignas(64) int32_t value[kTabulatedScaleFactors][2 * kTabulatedValues];
 };
 
 constexpr SmallValueTable make_small_value_table() {
   SmallValueTable table = {};
   for (int sf = 0; sf < kTabulatedScaleFactors; ++sf) {
     for (int q = 0; q < kTabulatedValues; ++q) {
-      table.value[sf][q] =
+      const int32_t value =
           scale_by_quarter_steps(kPowerLaw.value[q] >> kPowerLawShift, sf - kUnityScaleFactor);
+      table.value[sf][kTabulatedValues + q] = value;
+      table.value[sf][kTabulatedValues - q] = -value;
     }
   }
   return table;
 }
 
-// Dequantised magnitudes of the values below 16, by scale factor: nearly all that streams hold.
+// Value q, of a magnitude below 16, dequantised by scale factor, at [scale factor][16 + q]: nearly all that
+// streams hold.
 inline constexpr SmallValueTable kSmallValues = make_small_value_table();
 
 }  // namespace zdr::aacdec

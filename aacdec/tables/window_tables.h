@@ -47,9 +47,21 @@ constexpr WindowTable<kLength> make_kbd_window(double alpha) {
   return window;
 }
 
+// The rising half of a long block after eight short ones: nothing, a short slope, then the signal as it is,
+// for which 32768 stands here alone.
+constexpr WindowTable<1024> make_short_slope(const WindowTable<128>& slope) {
+  constexpr int kStart = (1024 - 128) / 2;
+  WindowTable<1024> window = {};
+  for (int n = 0; n < 128; ++n) window.value[kStart + n] = slope.value[n];
+  for (int n = kStart + 128; n < 1024; ++n) window.value[n] = 32768;
+  return window;
+}
+
 inline constexpr WindowTable<1024> kLongSineWindow = make_sine_window<1024>();
 inline constexpr WindowTable<1024> kLongKbdWindow = make_kbd_window<1024>(4);
 inline constexpr WindowTable<128> kShortSineWindow = make_sine_window<128>();
 inline constexpr WindowTable<128> kShortKbdWindow = make_kbd_window<128>(6);
+inline constexpr WindowTable<1024> kShortSineSlope = make_short_slope(kShortSineWindow);
+inline constexpr WindowTable<1024> kShortKbdSlope = make_short_slope(kShortKbdWindow);
 
 }  // namespace zdr::aacdec

@@ -118,6 +118,23 @@ TEST(CoreKernels, MidSideSaturates) {
                                          kInt32Min}));
 }
 
+TEST(CoreKernels, AttenuateCutsTowardsZero) {
+  const std::vector<int32_t> in = {0, 1, -1, 7, -7, kInt32Max, kInt32Min, 1000, -1000, 3, 4, 5};
+  for (const int steps : {0, 1, 2, 3}) {
+    for (const int shift : {0, 1, 5, 31}) {
+      for (const bool negate : {false, true}) {
+        std::vector<int32_t> out(in.size());
+        kBaseKernels.attenuate(in.data(), out.data(), 12, shift, steps == 0 ? 0 : kQuarterSteps[steps],
+                               negate);
+        for (size_t i = 0; i < in.size(); ++i) {
+          const int32_t v = scale_by_quarter_steps(std::max(in[i], -kInt32Max), -(4 * shift + steps));
+          EXPECT_EQ(out[i], negate ? -v : v) << in[i] << " " << shift << " " << steps;
+        }
+      }
+    }
+  }
+}
+
 // Taps that fall off, as those of a stable filter do.
 AllPoleFilter decaying_filter(int32_t limit) {
   AllPoleFilter filter = {};
@@ -161,6 +178,9 @@ std::vector<std::vector<int32_t>> all_results(const CoreKernels& kernels, const 
   results.push_back(a);
   results.push_back(b);
   kernels.mid_side(results[6].data(), results[7].data(), kLines - 4);
+  std::vector<int32_t> attenuated(kLines);
+  kernels.attenuate(a.data(), attenuated.data(), kLines - 4, 3, kQuarterSteps[1], true);
+  results.push_back(attenuated);
   std::vector<int16_t> pcm(kLines);
   kernels.put_samples(results[2].data(), results[3].data(), kLines, pcm.data(), 1);
   results.emplace_back(pcm.begin(), pcm.end());

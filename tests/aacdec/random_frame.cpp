@@ -26,13 +26,27 @@ void FrameMaker::make_bands(ChannelStream& channel, bool second_of_pair, int16_t
       const int book = intensity ? pick(kIntensityOutOfPhaseBook, kIntensityInPhaseBook)
                                  : (chance(20) ? kZeroBook : pick(1, 11));
       channel.codebook[band] = static_cast<uint8_t>(sfb < ics.max_sfb ? book : kZeroBook);
-      channel.scale[band] = static_cast<int16_t>(intensity ? pick(-8, 20) : pick(90, 142));
+      channel.scale[band] = static_cast<int16_t>(intensity ? pick(-8, 20) : pick(94, 144));
     }
   }
-  // Mostly small values, like in streams; a few with escapes, which the lower bands can bear.
-  for (int i = 0; i < kFrameLength; ++i) {
-    const int limit = chance(2) ? 400 : (chance(20) ? 20 : 3);
-    quantised[i] = static_cast<int16_t>(pick(-limit, limit));
+  fill_values(channel, quantised);
+}
+
+void FrameMaker::fill_values(ChannelStream& channel, int16_t* quantised) {
+  // Mostly small values, like in streams; a few with escapes where the codebook has them.
+  const IcsInfo& ics = channel.ics;
+  const ScaleFactorBands bands = scale_factor_bands(format_.sampling_index, ics.is_short());
+  int16_t* group_start = quantised;
+  for (int g = 0; g < ics.group_count; ++g) {
+    for (int sfb = 0; sfb < ics.band_count; ++sfb) {
+      const int largest = channel.codebook[ics.band(g, sfb)] == 11 ? 400 : 12;
+      for (int k = bands.offsets[sfb] * ics.group_length[g]; k < bands.offsets[sfb + 1] * ics.group_length[g];
+           ++k) {
+        const int limit = std::min(largest, chance(2) ? 400 : (chance(20) ? 20 : 3));
+        group_start[k] = static_cast<int16_t>(pick(-limit, limit));
+      }
+    }
+    group_start += ics.group_length[g] * ics.window_length();
   }
 }
 

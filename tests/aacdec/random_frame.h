@@ -19,6 +19,7 @@ class FrameMaker {
   bool chance(int percent) { return pick(1, 100) <= percent; }
   void make_ics(IcsInfo& ics);
   void make_bands(ChannelStream& channel, bool second_of_pair, int16_t* quantised);
+  void fill_values(ChannelStream& channel, int16_t* quantised);
   void make_tns(ChannelStream& channel);
   void make_ltp(ChannelStream& channel);
   void make_pair(Frame& frame);
