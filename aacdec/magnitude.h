@@ -5,6 +5,7 @@
 // exponents within some 2^28, which chains of sane length never reach.
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstdint>
 
@@ -72,21 +73,31 @@ constexpr Magnitude scaled(Magnitude a, int power_of_two) {
   return {a.mantissa, a.exponent + power_of_two};
 }
 
-// floor(sqrt(value)).
-constexpr uint32_t integer_sqrt(uint64_t value) {
-  uint64_t root = 0;
-  for (uint64_t bit = uint64_t{1} << 31; bit != 0; bit >>= 1) {
-    const uint64_t trial = root | bit;
-    if (trial * trial <= value) root = trial;
+// sqrt((i + 64.5) * 2^56), to seven bits.
+inline constexpr auto kRootSeeds = [] {
+  std::array<uint32_t, 192> seeds{};
+  for (uint64_t i = 0; i < seeds.size(); ++i) {
+    const uint64_t value = (2 * i + 129) << 55;
+    uint64_t root = uint64_t{1} << 31;
+    while (root * root < value && root < uint64_t{255} << 24) root += uint64_t{1} << 24;
+    seeds[i] = static_cast<uint32_t>(root);
   }
-  return static_cast<uint32_t>(root);
+  return seeds;
+}();
+
+// sqrt(value) within a unit or two, for values of 2^62 and more: each step doubles the bits that are right.
+constexpr uint64_t integer_root(uint64_t value) {
+  uint64_t root = kRootSeeds[(value >> 56) - 64];
+  root = (root + value / root) >> 1;
+  root = (root + value / root) >> 1;
+  return (root + value / root) >> 1;
 }
 
 constexpr Magnitude square_root(Magnitude a) {
   if (a.is_zero()) return {};
   const int odd = a.exponent & 1;
   const uint64_t value = uint64_t{a.mantissa} << (32 - odd);
-  return make_magnitude(integer_sqrt(value), (a.exponent + odd - 32) / 2);
+  return make_magnitude(integer_root(value), (a.exponent + odd - 32) / 2);
 }
 
 }  // namespace zdr::aacdec

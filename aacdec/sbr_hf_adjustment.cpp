@@ -4,6 +4,7 @@
 
 #include "aacdec/sbr_envelope.h"
 #include "aacdec/sbr_hf_mixing.h"
+#include "aacdec/sbr_kernels.h"
 #include "aacdec/sbr_synthesis.h"
 #include "aacdec/tables/sbr_noise.h"
 
@@ -75,12 +76,9 @@ void map_sines(const Envelope& e, const SbrChannelState& state, SbrLevels& level
 
 // Sum of |x|^2 over the envelope's slots, in squared steps.
 Magnitude row_energy(const Envelope& e, const QmfMatrix& bands, int row, RowScale scale) {
-  uint64_t sum = 0;
-  for (int s = e.first_slot + kLeadSlots; s < e.end_slot + kLeadSlots; ++s) {
-    const int64_t re = bands.re[row][s];
-    const int64_t im = bands.im[row][s];
-    sum += static_cast<uint64_t>(re * re + im * im);
-  }
+  const int first = kLeadSlots + e.first_slot;
+  const uint64_t sum =
+      sbr_kernels().measure_energy(bands.re[row] + first, bands.im[row] + first, e.end_slot - e.first_slot);
   return make_magnitude(sum, 2 * scale.exponent);
 }
 

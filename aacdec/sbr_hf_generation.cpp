@@ -47,16 +47,6 @@ struct Covariance {
 
 constexpr int kCovarianceSlots = kRowSlots - 2;
 
-// sum of x[n + lag] conj(x[n]), n from `first` on.
-ComplexSum lagged_sum(const int32_t* re, const int32_t* im, int first, int lag) {
-  ComplexSum sum;
-  for (int n = first; n < first + kCovarianceSlots; ++n) {
-    sum.re += int64_t{re[n + lag]} * re[n] + int64_t{im[n + lag]} * im[n];
-    sum.im += int64_t{im[n + lag]} * re[n] - int64_t{re[n + lag]} * im[n];
-  }
-  return sum;
-}
-
 // x[at + lag] conj(x[at])
 ComplexSum lagged_product(const int32_t* re, const int32_t* im, int at, int lag) {
   return {int64_t{re[at + lag]} * re[at] + int64_t{im[at + lag]} * im[at],
@@ -65,15 +55,17 @@ ComplexSum lagged_product(const int32_t* re, const int32_t* im, int at, int lag)
 
 // Samples below 2^28 keep every sum below 2^63.
 Covariance covariance(const int32_t* re, const int32_t* im) {
+  LaggedSums sums;
+  sbr_kernels().correlate(re, im, kCovarianceSlots, sums);
   Covariance c;
-  c.r22 = lagged_sum(re, im, 0, 0).re;
+  c.r22 = sums.energy;
+  c.r12 = {sums.re1, sums.im1};
+  c.r02 = {sums.re2, sums.im2};
   // One slot later: one product comes in, one goes out.
   c.r11 = c.r22 - lagged_product(re, im, 0, 0).re + lagged_product(re, im, kCovarianceSlots, 0).re;
-  c.r12 = lagged_sum(re, im, 0, 1);
   const ComplexSum first = lagged_product(re, im, 0, 1);
   const ComplexSum last = lagged_product(re, im, kCovarianceSlots, 1);
   c.r01 = {c.r12.re - first.re + last.re, c.r12.im - first.im + last.im};
-  c.r02 = lagged_sum(re, im, 0, 2);
   return c;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "aacdec/sbr_kernels.h"
 #include "aacdec/sbr_synthesis.h"
 #include "aacdec/tables/sbr_noise.h"
 
@@ -25,9 +26,6 @@ struct Factor {
   int shift = 1;
   bool in_range = true;  // no product can leave the part's range
 
-  int32_t apply(int32_t sample) const {
-    return static_cast<int32_t>((sample * mantissa + (int64_t{1} << (shift - 1))) >> shift);
-  }
   int32_t apply_limited(int32_t sample) const {
     const int64_t product = (sample * mantissa + (int64_t{1} << (shift - 1))) >> shift;
     return static_cast<int32_t>(std::clamp(product, -kPartLimit, kPartLimit));
@@ -76,15 +74,13 @@ class BandMixer {
 
   void scale(int first, int end) {
     if (gain_.in_range) {
-      for (int s = first; s < end; ++s) {
-        re_[s] = gain_.apply(re_[s]);
-        im_[s] = gain_.apply(im_[s]);
-      }
-    } else {
-      for (int s = first; s < end; ++s) {
-        re_[s] = gain_.apply_limited(re_[s]);
-        im_[s] = gain_.apply_limited(im_[s]);
-      }
+      sbr_kernels().apply_gain(re_ + first, im_ + first, end - first, static_cast<int32_t>(gain_.mantissa),
+                               gain_.shift);
+      return;
+    }
+    for (int s = first; s < end; ++s) {
+      re_[s] = gain_.apply_limited(re_[s]);
+      im_[s] = gain_.apply_limited(im_[s]);
     }
   }
   // The index advances by `step` a slot.

@@ -19,6 +19,13 @@ struct PatchFilter {
   int shift = 28;  // right, of the result
 };
 
+// Sums over a row of |x[n]|^2 and of x[n + lag] conj(x[n]).
+struct LaggedSums {
+  int64_t energy = 0;
+  int64_t re1 = 0, im1 = 0;
+  int64_t re2 = 0, im2 = 0;
+};
+
 struct SbrKernels {
   // See qmf_analyse and qmf_synthesise.
   void (*analyse)(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch,
@@ -29,6 +36,11 @@ struct SbrKernels {
   // to the end of the row. Results of 2^31 and more wrap. Returns which bits the absolute values of these
   // have.
   uint32_t (*patch)(QmfMatrix& bands, const PatchFilter& filter);
+  // Of n from 0 to count - 1. Rows may be read up to 9 values behind the last one that counts.
+  void (*correlate)(const int32_t* re, const int32_t* im, int count, LaggedSums& sums);
+  uint64_t (*measure_energy)(const int32_t* re, const int32_t* im, int count);
+  // Multiplies by mantissa / 2^shift, shift 1 to 62. Results of 2^31 and more wrap.
+  void (*apply_gain)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift);
 
   // Parametric stereo, in this order, see PsSynthesis::process. Splits the lowest bands into ps.hybrid and
   // limits the samples of all bands.

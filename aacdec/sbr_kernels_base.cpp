@@ -1,12 +1,13 @@
 // The kernels for every processor.
 #include "aacdec/ps_lanes.h"
 #include "aacdec/sbr_kernels.h"
-#include "aacdec/sbr_patch_lanes.h"
 #include "aacdec/sbr_qmf_lanes.h"
+#include "aacdec/sbr_row_lanes.h"
 
 namespace zdr::aacdec {
 
-const SbrKernels kBaseSbrKernels = {analyse,          synthesise,  patch,       split_bands,
-                                    measure_energies, decorrelate, mix_channels};
+const SbrKernels kBaseSbrKernels = {analyse,        synthesise,  patch,       correlate,
+                                    measure_energy, apply_gain,  split_bands, measure_energies,
+                                    decorrelate,    mix_channels};
 
 }  // namespace zdr::aacdec
