@@ -163,7 +163,7 @@ int32_t scaled_q31(int32_t value, int32_t factor_q31) {
 int row_bits(const QmfMatrix& bands, int row) {
   uint32_t any = 0;
   for (int s = 0; s < kRowSlots; ++s) any |= magnitude(bands.re[row][s]) | magnitude(bands.im[row][s]);
-  return std::bit_width(any);
+  return static_cast<int>(std::bit_width(any));
 }
 
 struct Source {
