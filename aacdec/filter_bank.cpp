@@ -42,8 +42,8 @@ int32_t weight(int32_t v, uint16_t window) {
   return with_sign_of(static_cast<uint32_t>(uint64_t{magnitude(v)} * window >> 15), v);
 }
 
-// Adds up the eight windows of 2 * kShortLength samples, each kShortLength behind the one before; `sum`
-// starts with the first one.
+// Adds the eight windows of 2 * kShortLength samples, each kShortLength behind the one before, to zeros that
+// start with the first one.
 void overlap_short_windows(const int32_t* y, int previous_shape, int shape, int32_t* sum) {
   const CoreKernels& kernels = core_kernels();
   int32_t half[kShortLength];
@@ -51,11 +51,7 @@ void overlap_short_windows(const int32_t* y, int previous_shape, int shape, int3
     const int32_t* const lines = y + kShortLength * w;
     int32_t* const start = sum + kShortLength * w;
     kernels.window_rise(lines, kShortLength, short_window(w == 0 ? previous_shape : shape), half);
-    if (w == 0) {
-      std::copy_n(half, kShortLength, start);
-    } else {
-      for (int i = 0; i < kShortLength; ++i) start[i] += half[i];
-    }
+    for (int i = 0; i < kShortLength; ++i) start[i] += half[i];
     kernels.window_fall(lines, kShortLength, short_window(shape), start + kShortLength);
   }
 }
