@@ -1,5 +1,5 @@
 #!/bin/sh
-# Makes the ISO media samples of this folder anew with ffmpeg (Debian: ffmpeg libavcodec-extra). Pictures and sound
+# Makes the samples of this folder anew with ffmpeg (Debian: ffmpeg libavcodec-extra). Pictures and sound
 # are ffmpeg's own generators, so the files are the project's own. Run it here; the result depends on the
 # encoders' versions, so the committed files are what the tests use.
 set -eu
@@ -27,6 +27,10 @@ ff -f lavfi -i testsrc2=s=128x96:r=10:d=3 -f lavfi -i smptebars=s=128x96:r=10:d=
 # moov in front of mdat (the others have it behind).
 ff -f lavfi -i testsrc2=s=176x144:r=15:d=3 -f lavfi -i "sine=440:r=8000:d=3" \
    -c:v h263 -b:v 64k -g 15 -c:a libopencore_amrnb -b:a 5.9k -ac 1 -movflags +faststart moov-first.3gp
+
+# AMR and AMR-WB speech files. Of the first, a last group would hold one frame only, which is never delivered.
+ff -f lavfi -i "sine=440:r=8000:d=3" -c:a libopencore_amrnb -b:a 12.2k -ac 1 amr-nb.amr
+ff -f lavfi -i "sine=300:r=16000:d=2.5" -c:a libvo_amrwbenc -b:a 12.65k -ac 1 -f amr amr-wb.awb
 
 # AAC elementary streams. Tones, noise bursts and a common part of both channels make the encoder use long and short
 # windows, TNS, M/S and intensity stereo and noise substitution.

@@ -21,7 +21,7 @@ uint32_t seek_ms(REFERENCE_TIME target) {
 }  // namespace
 
 AmrFile::AmrFile(AmrFilePointer reader) : reader_(std::move(reader)) {
-  counted_ = AMRF_Scan(reader_.get(), &info_) == AMRF_OK;
+  AMRF_Scan(reader_.get(), &info_);
 }
 
 HRESULT AmrFile::build_media_type(CMediaType& type) {
@@ -30,11 +30,6 @@ HRESULT AmrFile::build_media_type(CMediaType& type) {
 
 uint64_t AmrFile::sample_bytes() const {
   return uint64_t{AMRF_MaxFrameSize()} * kFramesPerGroup;
-}
-
-// Kept: a pin whose file could not be counted plays on after a stop.
-void AmrFile::rewind() {
-  if (counted_) FileStream::rewind();
 }
 
 // Kept: a seek to where the last one went, or at first to 0, changes nothing.

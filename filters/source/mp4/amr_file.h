@@ -15,7 +15,6 @@ class AmrFile final : public FileStream {
   DWORD duration_ms() const override { return info_.duration_ms; }
   HRESULT build_media_type(CMediaType& type) override;
   uint64_t sample_bytes() const override;
-  void rewind() override;
 
  protected:
   Found find(REFERENCE_TIME target) override;
@@ -25,7 +24,6 @@ class AmrFile final : public FileStream {
  private:
   AmrFilePointer reader_;
   AMRF_Info info_{};
-  bool counted_ = false;
   REFERENCE_TIME last_target_ = 0;  // of the seek before
 };
 

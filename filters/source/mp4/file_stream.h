@@ -43,7 +43,7 @@ class FileStream {
   // Passes over a frame, as if it had been read.
   void skip_next() { ++counter_; }
   // The filter was stopped: the next group is the first of the file.
-  virtual void rewind() { counter_ = 0; }
+  void rewind() { counter_ = 0; }
 
  protected:
   struct Found {
