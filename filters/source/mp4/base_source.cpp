@@ -27,6 +27,7 @@ CZanBaseSourceFilter::CZanBaseSourceFilter(CObjectName name, IUnknown* outer, HR
 
 HRESULT CZanBaseSourceFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
   CheckPointer(ppv, E_POINTER);
+  if (riid == kIidZandorVideoSource) return GetInterface(static_cast<IAMZandorVideoSource*>(this), ppv);
   if (riid == IID_IFileSourceFilter) return GetInterface(static_cast<IFileSourceFilter*>(this), ppv);
   return CSource::NonDelegatingQueryInterface(riid, ppv);
 }

@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 
+#include "filters/source/mp4/owned_handles.h"
 #include "filters/source/mp4/seek_sync.h"
 #include "p3gpp/p3gpp.h"
 
@@ -88,16 +89,6 @@ class IsoTrack {
   void skip_if_late(REFERENCE_TIME lateness);
 
  private:
-  struct ReleaseRecord {
-    template <class Record>
-    void operator()(Record* record) const {
-      record->release(record);
-    }
-  };
-  struct CloseTrack {
-    void operator()(P3gppTrack* track) const { P3GPP_CloseTrack(track); }
-  };
-
   bool packs_groups() const;
   bool read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, uint32_t room);
   std::optional<AccessUnits> read_group(uint8_t* buffer, uint32_t room);
@@ -106,13 +97,13 @@ class IsoTrack {
   uint32_t next_sync_sample(uint32_t number);
 
   Stream stream_ = Stream::kVideo;
-  std::unique_ptr<P3gppTrackInfo, ReleaseRecord> info_;
-  std::unique_ptr<P3gppDecoderInfo, ReleaseRecord> decoder_;
+  TrackInfoPointer info_;
+  DecoderInfoPointer decoder_;
   bool is_aac_ = false;
   uint32_t largest_sample_ = 0;
   float average_bitrate_ = 0;
 
-  std::unique_ptr<P3gppTrack, CloseTrack> track_;
+  IsoTrackPointer track_;
   uint32_t configuration_length_ = 0;
   uint32_t format_extra_length_ = 0;
   // Kept from read to read: where the time table ends early, a sample goes by the time of the one before.

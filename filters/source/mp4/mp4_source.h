@@ -35,6 +35,7 @@
 #include <vector>
 
 #include "filters/source/mp4/file_stream.h"
+#include "filters/source/mp4/interfaces/zandor_video_source.h"
 #include "filters/source/mp4/iso_track.h"
 #include "filters/source/mp4/owned_handles.h"
 #include "filters/source/mp4/seek_sync.h"
@@ -64,7 +65,7 @@ struct SeekTarget {
 };
 
 // A file as a source: its name, its length, the two events that its pins share.
-class CZanBaseSourceFilter : public CSource, public IFileSourceFilter {
+class CZanBaseSourceFilter : public CSource, public IFileSourceFilter, public IAMZandorVideoSource {
  public:
   CZanBaseSourceFilter(CObjectName name, IUnknown* outer, HRESULT* phr);
 
@@ -133,6 +134,13 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
   HRESULT Stop() override;
   HRESULT Pause() override;
 
+  // IAMZandorVideoSource
+  HRESULT OpenClip(LPCOLESTR file_name, ClipHandle** clip, BYTE** configuration,
+                   DWORD* configuration_length) override;
+  HRESULT GetKeyFrame(ClipHandle* clip, DWORD index, BYTE** buffer, DWORD* size) override;
+  HRESULT GetClipInfo(ClipHandle* clip, ClipInfo* info) override;
+  HRESULT CloseClip(ClipHandle* clip) override;
+
   // For the pins.
   SourceKind source_kind() const { return source_kind_; }
   double frame_rate() const { return frame_rate_; }  // frames per second; 0 when unknown
@@ -149,6 +157,7 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
  private:
   using PinPointer = std::unique_ptr<CZanMP4SourceOutputPin>;
 
+  void describe_clip(LPCOLESTR file_name);
   bool open_file_manager(LPCOLESTR file_name);
   void probe();
   bool open_iso_media();
@@ -167,6 +176,8 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
   // each track, and closing a track needs the file.
   FileManagerPointer file_manager_;
   FMGR_Descriptor descriptor_{};
+  std::mutex clip_mutex_;     // of clips that are opened at the same time
+  std::u16string clip_name_;  // of the last clip, for the descriptor
   IsoFilePointer iso_file_;
   uint64_t file_size_ = 0;
   std::vector<PinPointer> pins_;

@@ -6,30 +6,10 @@
 #include "filters/source/mp4/aac_file.h"
 #include "filters/source/mp4/amr_file.h"
 #include "filters/source/mp4/conversions.h"
+#include "filters/source/mp4/iso_file.h"
 #include "filters/source/mp4/mp4_source.h"
 
 namespace zdr::mp4source {
-namespace {
-
-// The ID of the first track of a type; 0, which no track has, when the first track tells none.
-uint32_t first_track_id(P3gppFile* file, uint32_t type, uint32_t track_count) {
-  std::vector<uint32_t> ids(track_count, 0);
-  uint32_t listed = 0;
-  P3GPP_GetTrackIds(file, type, ids.data(), &listed);
-  return ids.front();
-}
-
-// The stream is opened for the question only.
-bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint64_t* size) {
-  FMGR_Stream* const stream = FMGR_FOpen(&descriptor, "rb", manager);
-  if (stream == nullptr) return false;
-  const bool known = FMGR_FSize64(stream, size) == FMGR_OK;
-  FMGR_FClose(stream);
-  return known;
-}
-
-}  // namespace
-
 BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) {
   try {
     if (open_file_manager(file_name)) probe();
@@ -53,12 +33,9 @@ BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) 
 }
 
 bool CZanMP4SourceFilter::open_file_manager(LPCOLESTR file_name) {
-  const FMGR_Config unbuffered{0, 0};
-  FMGR_Context* manager = nullptr;
-  if (FMGR_Init(&manager, &unbuffered) != FMGR_OK) return false;
-  file_manager_.reset(manager);
-  descriptor_.type = FMGR_DEV_FILE_W;
-  descriptor_.source.wide_path = file_name;
+  file_manager_ = new_file_manager();
+  if (!file_manager_) return false;
+  descriptor_ = wide_file_descriptor(file_name);
   return true;
 }
 

@@ -27,6 +27,21 @@ struct CloseIsoFile {
 };
 using IsoFilePointer = std::unique_ptr<P3gppFile, CloseIsoFile>;
 
+// What the parser hands out is released through itself.
+struct ReleaseRecord {
+  template <class Record>
+  void operator()(Record* record) const {
+    record->release(record);
+  }
+};
+using TrackInfoPointer = std::unique_ptr<P3gppTrackInfo, ReleaseRecord>;
+using DecoderInfoPointer = std::unique_ptr<P3gppDecoderInfo, ReleaseRecord>;
+
+struct CloseIsoTrack {
+  void operator()(P3gppTrack* track) const { P3GPP_CloseTrack(track); }
+};
+using IsoTrackPointer = std::unique_ptr<P3gppTrack, CloseIsoTrack>;
+
 struct CloseAmrFile {
   void operator()(AMRF_File* reader) const { AMRF_Close(reader); }
 };
