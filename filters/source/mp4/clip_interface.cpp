@@ -2,6 +2,7 @@
 #include <new>
 
 #include "filters/source/mp4/clip.h"
+#include "filters/source/mp4/iso_file.h"
 #include "filters/source/mp4/mp4_source.h"
 
 namespace zdr::mp4source {

@@ -10,6 +10,7 @@
 #include "filters/source/mp4/mp4_source.h"
 
 namespace zdr::mp4source {
+
 BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) {
   try {
     if (open_file_manager(file_name)) probe();
