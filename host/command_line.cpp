@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
+#include <limits>
 
 #include "host/time_text.h"
 #include "host/version.h"
@@ -48,6 +49,12 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
     if (name.empty()) return std::string("a file name is empty");
     return name == "-" ? std::string("standard input cannot be sought; name a file") : std::string();
   });
+  if (row.bit != kKeyframe) return;
+  files->option_text("FILE");
+  app.add_option("number", options.index, "which key frame, from 1")
+      ->required()
+      ->option_text("N")
+      ->check(CLI::Range(1u, std::numeric_limits<uint32_t>::max()));
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
-// `zdr info`: the pins of a file, what they offer and how long they are.
+// `zdr info`: what a file is as a clip, its pins, what they offer and how long they are.
 #include <iostream>
+#include <optional>
 
 #include "host/commands.h"
 #include "host/file_tags.h"
 #include "host/json_report.h"
 #include "host/media_type_text.h"
 #include "host/parsed_file.h"
+#include "host/source_clip.h"
 #include "host/source_player.h"
 #include "host/terminal.h"
 #include "host/time_text.h"
@@ -13,11 +15,22 @@
 namespace zdr::host {
 namespace {
 
+constexpr const char* kNoClip = "no clip information: its first video or audio track cannot be described";
 constexpr const char* kNoType = "offers no media type: its codec or configuration is not supported";
 
-void print_text(const std::string& file, const SourcePlayer& player, const std::vector<std::string>& notes,
-                std::ostream& out) {
+using ClipInformation = std::optional<mp4source::ClipInfo>;  // nothing: the clip does not tell
+
+ClipInformation clip_information(const SourcePlayer& player, const std::string& file) {
+  SourceClip clip(player.source(), file);
+  mp4source::ClipInfo info{};
+  if (!clip.usable() || FAILED(clip.info(info))) return std::nullopt;
+  return info;
+}
+
+void print_text(const std::string& file, const SourcePlayer& player, const ClipInformation& clip,
+                const std::vector<std::string>& notes, std::ostream& out) {
   out << file << "\n  duration " << format_time(player.duration()) << "\n";
+  if (clip) out << "  clip: " << clip_line(*clip) << "\n";
   for (const PinEntry& pin : player.pins()) {
     out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types[0])) << "\n";
   }
@@ -25,8 +38,9 @@ void print_text(const std::string& file, const SourcePlayer& player, const std::
   for (const std::string& note : notes) out << "  note: " << note << "\n";
 }
 
-void add_file_json(nlohmann::ordered_json& json, const SourcePlayer& player) {
+void add_file_json(nlohmann::ordered_json& json, const SourcePlayer& player, const ClipInformation& clip) {
   json["duration_100ns"] = player.duration();
+  json["clip"] = clip ? clip_json(*clip) : nlohmann::ordered_json();
   json["pins"] = nlohmann::ordered_json::array();
   for (const PinEntry& pin : player.pins()) {
     nlohmann::ordered_json entry{{"name", pin.name}, {"media_types", nlohmann::ordered_json::array()}};
@@ -40,13 +54,15 @@ ExitCode show_file(const std::string& file, Messages& messages, JsonReport* repo
   SourcePlayer player(file, messages);
   const ExitCode loaded = player.load();
   const bool open = loaded == ExitCode::kDone;
-  const std::vector<std::string> notes = open ? left_out_notes(file) : std::vector<std::string>();
+  std::vector<std::string> notes = open ? left_out_notes(file) : std::vector<std::string>();
+  const ClipInformation clip = open ? clip_information(player, file) : std::nullopt;
+  if (open && !clip) notes.push_back(kNoClip);
   if (report == nullptr) {
-    if (open) print_text(file, player, notes, out);
+    if (open) print_text(file, player, clip, notes, out);
     return loaded;
   }
   nlohmann::ordered_json json = begin_file_json(file, loaded);
-  if (open) add_file_json(json, player);
+  if (open) add_file_json(json, player, clip);
   if (open) json["tags"] = tags_json(file);
   end_file_json(json, messages);
   json["warnings"] = notes;

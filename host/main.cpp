@@ -34,6 +34,7 @@ ExitCode dispatch(const Options& options) {
   }
   catch_interrupts();
   if (options.command == "play") return run_play(options, std::cout);
+  if (options.command == "keyframe") return run_keyframe(options, std::cout);
   if (options.command == "info") return run_info(options, std::cout);
   return run_samples(options, std::cout);
 }

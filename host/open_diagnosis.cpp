@@ -138,6 +138,9 @@ OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result)
   if (!std::filesystem::exists(path, code)) return {ExitCode::kCannotOpen, "", "no such file", status};
   if (std::filesystem::is_directory(path, code)) return {ExitCode::kCannotOpen, "", "is a folder", status};
   if (is_iso_media(file)) return diagnose_iso(file, load_result);
+  if (is_speech_file(file)) {
+    return {ExitCode::kCannotOpen, "", "damaged: the header line does not end", status};
+  }
   if (is_elementary_stream(file)) {
     return {ExitCode::kNotSupported, "", "files of this extension are not read by this version", status};
   }

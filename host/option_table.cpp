@@ -8,14 +8,17 @@ constexpr CommandRow kCommands[] = {
     {kInfo, "info", "FILE", true, "show the pins of files, their media types, durations and tags", true},
     {kSamples, "samples", "FILE", false, "list every delivered media sample, one row each", true},
     {kBoxes, "boxes", "FILE", false, "list the boxes of an ISO media file with their fields", true},
+    {kKeyframe, "keyframe", "FILE N", false, "write the N-th key frame of the video as a picture file", true},
     {kCompletion, "completion", "SHELL", false, "print the completion script for bash, zsh or fish", true},
     {kManPage, "man-page", "", false, "print the man page", false},
 };
 
-constexpr unsigned kAnyFile = kPlay | kInfo | kSamples;
+constexpr unsigned kAnyFile = kPlay | kInfo | kSamples | kKeyframe;
 
 const OptionRow kOptions[] = {
     {kPlay, "--output", "-o", "DIR", "", "folder for the written files (default: the current one)",
+     &Options::output},
+    {kKeyframe, "--output", "-o", "OUT", "", "file to write, or folder (default: FILE.keyframeN.EXT here)",
      &Options::output},
     {kPlay | kSamples, "--start", "", "TIME", "", "begin at TIME: seconds (12.5) or h:mm:ss.mmm",
      &Options::start},
@@ -24,7 +27,7 @@ const OptionRow kOptions[] = {
      &Options::only},
     {kPlay, "--decode", "", "", "", "decode AAC and write it as .wav", &Options::decode},
     {kInfo, "--cover", "", "OUT", "", "write the cover image of the file to OUT", &Options::cover},
-    {kPlay | kInfo, "--force", "", "", "", "replace files that exist", &Options::force},
+    {kPlay | kInfo | kKeyframe, "--force", "", "", "", "replace files that exist", &Options::force},
     {kPlay, "--strict", "", "", "", "exit with 1 instead of 3 when something was lost", &Options::strict},
     {kPlay | kSamples, "--allow-overlap", "", "", "",
      "go on when the tables describe more data than the file holds", &Options::allow_overlap},

@@ -2,6 +2,7 @@
 // page come.
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -14,13 +15,14 @@ namespace zdr::host {
 struct Options {
   std::string command;
   std::vector<std::string> files;
-  std::string output;  // play: folder
+  std::string output;  // play: folder; keyframe: file or folder
   std::string start;
   std::string stop;
   std::string only;
   std::string session;
-  std::string shell;  // completion
-  std::string cover;  // info: file for the cover image
+  std::string shell;   // completion
+  std::string cover;   // info: file for the cover image
+  uint32_t index = 0;  // keyframe: which, from 1
   bool json = false;
   bool quiet = false;
   bool force = false;
@@ -36,6 +38,7 @@ enum CommandBit : unsigned {
   kCompletion = 1u << 3,
   kManPage = 1u << 4,
   kBoxes = 1u << 9,
+  kKeyframe = 1u << 5,
 };
 
 struct CommandRow {

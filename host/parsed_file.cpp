@@ -14,6 +14,7 @@ constexpr std::string_view kIsoExtensions[] = {
     ".3gp", ".3gpp", ".3ga",     ".3g2",     ".mp4",  ".k3g",      ".skm",  ".mpg",     ".m4a",
     ".m4v", ".rec",  ".mp4-odf", ".k3g-odf", ".3gpa", ".3gpa-drm", ".mp4a", ".mp4a-drm"};
 constexpr std::string_view kElementaryExtensions[] = {".amr", ".awb", ".aac"};
+constexpr std::string_view kSpeechExtensions[] = {".amr", ".awb"};
 
 std::string extension_of(const std::string& file) {
   const size_t dot = file.rfind('.');
@@ -80,6 +81,10 @@ Shortfall measure(P3gppTrack* track, uint32_t total, uint64_t payload_bytes, uin
 bool is_iso_media(const std::string& file) {
   return contains(kIsoExtensions, extension_of(file));
 }
+bool is_speech_file(const std::string& file) {
+  return contains(kSpeechExtensions, extension_of(file));
+}
+
 bool is_elementary_stream(const std::string& file) {
   return contains(kElementaryExtensions, extension_of(file));
 }

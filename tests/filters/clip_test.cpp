@@ -1,7 +1,8 @@
 // The private interface: clips by name, their information, their key frames.
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <thread>
 
 #include "filters/source/mp4/interfaces/zandor_video_source.h"
