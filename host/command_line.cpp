@@ -42,15 +42,18 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
         ->check(CLI::IsMember({"bash", "zsh", "fish"}));
     return;
   }
+  // A list would swallow the operand behind it.
   CLI::Option* files =
-      app.add_option("file", options.files, "media file")->required()->option_text(row.operand);
-  files->expected(1, row.many_operands ? CLI::detail::expected_max_vector_size : 1);
+      row.many_operands
+          ? app.add_option("file", options.files, "media file")
+          : app.add_option_function<std::string>(
+                "file", [&options](const std::string& name) { options.files = {name}; }, "media file");
+  files->required()->option_text(row.many_operands ? row.operand : "FILE");
   files->check([](const std::string& name) {
     if (name.empty()) return std::string("a file name is empty");
     return name == "-" ? std::string("standard input cannot be sought; name a file") : std::string();
   });
   if (row.bit != kKeyframe) return;
-  files->option_text("FILE");
   app.add_option("number", options.index, "which key frame, from 1")
       ->required()
       ->option_text("N")
