@@ -1,9 +1,10 @@
 // `zdr keyframe`: one key frame of the video, with what a decoder needs in front of it.
 #include <filesystem>
 #include <iostream>
-#include <nlohmann/json.hpp>
+#include <optional>
 
 #include "host/commands.h"
+#include "host/json_report.h"
 #include "host/messages.h"
 #include "host/module_loader.h"
 #include "host/open_diagnosis.h"
@@ -13,8 +14,6 @@
 
 namespace zdr::host {
 namespace {
-
-constexpr int kSchema = 1;
 
 struct Picture {
   const char* extension;
@@ -48,58 +47,87 @@ bool write_picture(OutputFile& output, StreamWriter& writer, Bytes frame) {
          output.commit();
 }
 
-void print_result(const Options& options, const mp4source::ClipInfo& info, const OutputFile& output,
-                  std::ostream& out) {
-  if (!options.json) {
-    out << output.final_path().string() << ": " << output.size() << " bytes\n";
-    return;
+// One key frame on its way from a file into a file.
+class KeyFrame {
+ public:
+  KeyFrame(const Options& options, Messages& messages)
+      : options_(options), messages_(messages), file_(options.files.front()) {}
+
+  ExitCode extract();
+  nlohmann::ordered_json json(ExitCode code);
+  const OutputFile* output() const { return output_ ? &*output_ : nullptr; }
+
+ private:
+  ExitCode fail(ExitCode code, const std::string& reason, const std::string& status = "") {
+    messages_.error({file_, "", reason, status});
+    return code;
   }
-  const nlohmann::ordered_json json{{"schema", kSchema},
-                                    {"file", options.files.front()},
-                                    {"index", options.index},
-                                    {"codec", clip_codec_name(info.video_codec)},
-                                    {"width", info.width},
-                                    {"height", info.height},
-                                    {"output", output.final_path().string()},
-                                    {"size", output.size()}};
-  out << json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+  ExitCode extract_from(SourceClip& clip);
+
+  const Options& options_;
+  Messages& messages_;
+  const std::string& file_;
+  mp4source::ClipInfo info_{};
+  std::optional<OutputFile> output_;  // once there is a picture to write
+};
+
+ExitCode KeyFrame::extract() {
+  HRESULT hr = S_OK;
+  const com::ComPtr<IBaseFilter> filter = create_source_filter(hr);
+  if (!filter) return fail(ExitCode::kCannotOpen, "the filter module cannot be loaded", hresult_text(hr));
+  SourceClip clip(*filter.get(), file_);
+  if (clip.usable()) return extract_from(clip);
+  const OpenDiagnosis diagnosis = diagnose_failed_open(file_, clip.result());
+  messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
+  return diagnosis.exit_code;
+}
+
+ExitCode KeyFrame::extract_from(SourceClip& clip) {
+  if (clip.has_video()) clip.info(info_);
+  const Picture picture = picture_of(info_.video_codec, clip.configuration());
+  if (!picture.writer) return fail(ExitCode::kNotSupported, "no video of which pictures can be written");
+  ClipBytes frame;
+  const HRESULT hr = clip.key_frame(options_.index, frame);
+  if (FAILED(hr)) {
+    return fail(ExitCode::kCannotOpen, "key frame " + std::to_string(options_.index) + " cannot be read",
+                hresult_text(hr));
+  }
+  output_.emplace(output_path(options_, picture.extension), options_.force);
+  if (!write_picture(*output_, *picture.writer, frame.span())) {
+    return fail(ExitCode::kCannotWrite, output_->final_path().string() + ": " + output_->error());
+  }
+  if (picture.writer->damaged_units() == 0) return ExitCode::kDone;
+  return fail(ExitCode::kLoss, "the picture is damaged: " + picture.writer->first_damage());
+}
+
+nlohmann::ordered_json KeyFrame::json(ExitCode code) {
+  nlohmann::ordered_json json = begin_file_json(file_, code);
+  json["index"] = options_.index;
+  if (code == ExitCode::kDone || code == ExitCode::kLoss) {
+    json["codec"] = clip_codec_name(info_.video_codec);
+    json["width"] = info_.width;
+    json["height"] = info_.height;
+    json["output"] = output_->final_path().string();
+    json["size"] = output_->size();
+  }
+  end_file_json(json, messages_);
+  return json;
 }
 
 }  // namespace
 
 ExitCode run_keyframe(const Options& options, std::ostream& out) {
-  const std::string& file = options.files.front();
   Messages messages(options.quiet);
-  const auto fail = [&](ExitCode code, const std::string& reason, const std::string& status = "") {
-    messages.error({file, "", reason, status});
-    return code;
-  };
-  HRESULT hr = S_OK;
-  const com::ComPtr<IBaseFilter> filter = create_source_filter(hr);
-  if (!filter) return fail(ExitCode::kCannotOpen, "the filter module cannot be loaded", hresult_text(hr));
-  SourceClip clip(*filter.get(), file);
-  if (!clip.usable()) {
-    const OpenDiagnosis diagnosis = diagnose_failed_open(file, clip.result());
-    messages.error({file, diagnosis.place, diagnosis.reason, diagnosis.status});
-    return diagnosis.exit_code;
+  KeyFrame key_frame(options, messages);
+  const ExitCode code = key_frame.extract();
+  if (options.json) {
+    JsonReport report(1);
+    report.add(key_frame.json(code));
+    report.print(out);
+  } else if (code == ExitCode::kDone || code == ExitCode::kLoss) {
+    out << key_frame.output()->final_path().string() << ": " << key_frame.output()->size() << " bytes\n";
   }
-  mp4source::ClipInfo info{};
-  if (clip.has_video()) clip.info(info);
-  const Picture picture = picture_of(info.video_codec, clip.configuration());
-  if (!picture.writer) return fail(ExitCode::kNotSupported, "no video of which pictures can be written");
-  ClipBytes frame;
-  hr = clip.key_frame(options.index, frame);
-  if (FAILED(hr)) {
-    return fail(ExitCode::kCannotOpen, "key frame " + std::to_string(options.index) + " cannot be read",
-                hresult_text(hr));
-  }
-  OutputFile output(output_path(options, picture.extension), options.force);
-  if (!write_picture(output, *picture.writer, frame.span())) {
-    return fail(ExitCode::kCannotWrite, output.final_path().string() + ": " + output.error());
-  }
-  print_result(options, info, output, out);
-  if (picture.writer->damaged_units() == 0) return ExitCode::kDone;
-  return fail(ExitCode::kLoss, "the picture is damaged: " + picture.writer->first_damage());
+  return code;
 }
 
 }  // namespace zdr::host

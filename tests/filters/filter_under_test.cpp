@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <session.h>
 
+#include <cstdlib>
 #include <new>
 
 #include "filters/source/mp4/first_sample.h"
@@ -15,6 +16,12 @@ namespace {
 struct WorkerAccess : CSourceStream {
   using CSourceStream::FillBuffer;
 };
+
+// Tests that run at the same time must not set each other's events, unless they are meant to.
+bool join_session() {
+  const char* const session = std::getenv("ZDR_TEST_SESSION");
+  return session != nullptr ? platform::set_session(session) : platform::set_private_session();
+}
 
 CBaseFilter& base(IBaseFilter* filter) {
   return static_cast<CBaseFilter&>(*filter);
@@ -33,9 +40,8 @@ HRESULT create_filter(com::ComPtr<IBaseFilter>& filter) {
 }
 
 FilterUnderTest::FilterUnderTest() {
-  // Tests that run at the same time must not set each other's events.
-  static const bool kAlone = platform::set_private_session();
-  EXPECT_TRUE(kAlone);
+  static const bool kJoined = join_session();
+  EXPECT_TRUE(kJoined);
   mp4source::rearm_first_sample_marks();
   if (FAILED(create_filter(filter))) throw std::bad_alloc();
   EXPECT_EQ(filter->QueryInterface(IID_IFileSourceFilter, file_source.out_void()), S_OK);
