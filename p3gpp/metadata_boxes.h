@@ -20,7 +20,7 @@ namespace zdr::p3gpp {
 
 struct ContainerRule;
 
-// user data of the movie. The items of meta/ilst stand in it side by side with the asset boxes.
+// User data of the movie. The items of meta/ilst stand in it side by side with the asset boxes.
 struct MovieUdtaPayload final : BoxPayload {
   std::array<BoxSlot, P3GPP_TAG_COUNT> tags;  // by P3GPP_TAG_ code, from 1
   const ContainerRule* container() const override;

@@ -43,7 +43,8 @@ class Exercise {
   Exercise(const FMGR_Descriptor& descriptor, FMGR_Context* context, uint32_t sample_limit)
       : sample_limit_(sample_limit) {
     P3gppOpenError error;
-    result.open_status = note(P3GPP_OpenExplained(&file_, &descriptor, context, &error));
+    const P3gppBoxVisitor visitor{this, touch_box, touch_field};
+    result.open_status = note(P3GPP_OpenTraced(&file_, &descriptor, context, &error, &visitor));
     note(error.status);
   }
   ~Exercise() {

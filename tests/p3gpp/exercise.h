@@ -13,7 +13,7 @@ struct ExerciseResult {
   uint32_t tracks = 0;
   uint32_t samples_read = 0;
   uint32_t tags = 0;
-  uint32_t boxes = 0;     // shown by the walk
+  uint32_t boxes = 0;     // shown during the open and by the walk
   uint32_t checksum = 0;  // over the decoder configurations, tags and fields, so that they are really read
 };
 
