@@ -106,7 +106,6 @@ DecodedText decode_text(std::span<const uint8_t> bytes) {
 }
 
 std::string printable(std::string_view utf8) {
-  constexpr std::string_view kHex = "0123456789ABCDEF";
   std::string out;
   for (size_t i = 0; i < utf8.size(); ++i) {
     const auto byte = static_cast<uint8_t>(utf8[i]);
@@ -117,7 +116,7 @@ std::string printable(std::string_view utf8) {
     if (byte >= 0x20 && byte != 0x7F && !(follows_c2 && byte < 0xA0)) {
       out += utf8[i];
     } else {
-      out.append("\\x").append(kHex.substr(byte >> 4, 1)).append(kHex.substr(byte & 15, 1));
+      out.append("\\x").append(hex_text({&byte, 1}, 1));
     }
   }
   return out;

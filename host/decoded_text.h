@@ -17,7 +17,7 @@ struct DecodedText {
 // UTF-16 with a byte order mark, else UTF-8. NULs at the end are dropped.
 DecodedText decode_text(std::span<const uint8_t> bytes);
 
-// On a line of a terminal: control characters as \xNN, so that a file cannot move the cursor.
+// On a line of a terminal: control characters as \xNN (lower case), so that no name or tag moves the cursor.
 std::string printable(std::string_view utf8);
 
 // Four characters of a box type, taken as Latin-1, as UTF-8.

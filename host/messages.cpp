@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "host/decoded_text.h"
 #include "host/terminal.h"
 
 namespace zdr::host {
@@ -37,22 +38,6 @@ constexpr NamedResult kNames[] = {
     {VFW_E_INVALID_FILE_FORMAT, "VFW_E_INVALID_FILE_FORMAT"},
 };
 
-// Names come from outside: a line break or an escape sequence in one must not reach the terminal.
-std::string printable(const std::string& text) {
-  std::string out;
-  for (const char c : text) {
-    const auto code = static_cast<unsigned char>(c);
-    if (code >= 0x20 && code != 0x7F) {
-      out += c;
-      continue;
-    }
-    std::array<char, 8> escaped{};
-    std::snprintf(escaped.data(), escaped.size(), "\\x%02x", code);
-    out += escaped.data();
-  }
-  return out;
-}
-
 std::string without_file(const Message& message) {
   std::string line;
   if (!message.place.empty()) line += message.place + ": ";
@@ -77,6 +62,7 @@ std::string hresult_text(int32_t hr) {
 }
 
 std::string format_message(const Message& message) {
+  // Names come from outside: a line break or an escape sequence in one must not reach the terminal.
   return printable("zdr: " + (message.file.empty() ? "" : message.file + ": ") + without_file(message));
 }
 

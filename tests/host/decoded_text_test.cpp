@@ -52,10 +52,10 @@ TEST(DecodedText, IsUtf8WhateverTheBytesAre) {
 }
 
 TEST(DecodedText, CannotMoveACursor) {
-  EXPECT_EQ(printable("a\x1B[2Jb\r\n\x7F"), "a\\x1B[2Jb\\x0D\\x0A\\x7F");
+  EXPECT_EQ(printable("a\x1B[2Jb\r\n\x7F"), "a\\x1b[2Jb\\x0d\\x0a\\x7f");
   EXPECT_EQ(printable("\xC2\x9B"
                       "1m \u00E9 \u00A0"),
-            "\\x9B1m \u00E9 \u00A0")
+            "\\x9b1m \u00E9 \u00A0")
       << "U+009B begins a sequence too";
 }
 

@@ -72,9 +72,9 @@ TEST(ZdrInfo, TagsCannotMoveTheCursor) {
   const Bytes title = test::asset("titl", "\x1B[2Jgone");
   write_movie(folder, "odd.3gp", movie_with(test::box("udta", title)));
   EXPECT_THAT(run_zdr({"info", "odd.3gp"}, folder.path()).out,
-              AllOf(HasSubstr("\\x1B[2Jgone"), Not(HasSubstr("\x1B"))));
+              AllOf(HasSubstr("\\x1b[2Jgone"), Not(HasSubstr("\x1B"))));
   EXPECT_THAT(run_zdr({"boxes", "odd.3gp"}, folder.path()).out,
-              AllOf(HasSubstr("\\x1B[2Jgone"), Not(HasSubstr("\x1B"))));
+              AllOf(HasSubstr("\\x1b[2Jgone"), Not(HasSubstr("\x1B"))));
 }
 
 TEST(ZdrInfo, SavesTheCover) {
