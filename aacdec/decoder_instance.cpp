@@ -101,7 +101,11 @@ constexpr Zd_AAC_Dec_Operations kOperations = {decode, nullptr, nullptr, release
 Zd_AAC_Dec_Instance* create_instance(int32_t mode) {
   void* const block = ::operator new(instance_bytes(mode), kAlignment, std::nothrow);
   if (block == nullptr) return nullptr;
-  return new (block) Instance(nullptr, nullptr);
+  auto* const sbr_place = static_cast<std::byte*>(block) + part_bytes(sizeof(Instance));
+  SbrPart* const sbr = mode >= ZD_AAC_DEC_MODE_SBR ? new (sbr_place) SbrPart() : nullptr;
+  PsSynthesis* const ps =
+      mode >= ZD_AAC_DEC_MODE_PS ? new (sbr_place + kSbrPartBytes) PsSynthesis() : nullptr;
+  return new (block) Instance(sbr, ps);
 }
 
 }  // namespace zdr::aacdec

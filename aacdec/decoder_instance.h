@@ -56,7 +56,7 @@ inline constexpr size_t kPsPartBytes = part_bytes(sizeof(PsSynthesis));
 
 // Bytes of an instance of `mode`: the core decoder, then with SBR its two channels, then parametric stereo.
 constexpr size_t instance_bytes(int32_t mode) {
-  size_t bytes = sizeof(Zd_AAC_Dec_Instance);
+  size_t bytes = part_bytes(sizeof(Zd_AAC_Dec_Instance));
   if (mode >= ZD_AAC_DEC_MODE_SBR) bytes += kSbrPartBytes;
   if (mode >= ZD_AAC_DEC_MODE_PS) bytes += kPsPartBytes;
   return bytes;

@@ -44,6 +44,8 @@ void FramePipeline::begin_sbr(int32_t core_rate_hz) {
   context_.sbr = settings_.with_sbr ? &sbr_->parser : nullptr;
   if (!settings_.with_sbr) return;
   sbr_->parser = SbrParser(core_rate_hz);
+  sbr_->synthesis.configure({settings_.output.multiplier, settings_.output.resampling_class});
+  if (ps_ != nullptr) ps_->configure();
 }
 
 int FramePipeline::decode(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm) {
@@ -133,10 +135,27 @@ int FramePipeline::synthesise(Frame& frame, int fade_level, int16_t* pcm) {
   fade(frame, fade_level);
   int channels = synthesise_core(frame, core_, context_.format.profile, settings_.channels, pcm);
   int samples = channels * kFrameLength;
+  if (settings_.with_sbr) samples = replicate_bands(frame, fade_level, channels, pcm);
   if (settings_.output.resampling_class != 0) samples = convert_rate(channels, samples, pcm);
   if (channels == settings_.channels) return samples;
   duplicate_channel(pcm, samples);
   return 2 * samples;
+}
+
+// SBR of the `channels` that the core wrote; parametric stereo makes two of one.
+int FramePipeline::replicate_bands(Frame& frame, int fade_level, int& channels, int16_t* pcm) {
+  if (channels < frame.channel_count) merge_sbr_for_mono(frame.sbr);
+  // A mono output has no room for a second channel.
+  PsSynthesis* const ps = channels < settings_.channels ? ps_ : nullptr;
+  const int core_channels = channels;
+  int samples = 0;
+  for (int c = 0; c < core_channels; ++c) {
+    const SbrOutput output =
+        sbr_->synthesis.process_channel(c, frame.sbr, fade_level, ps, pcm + c, settings_.channels);
+    samples += output.samples * output.channel_count;
+    channels = std::max(channels, output.channel_count);
+  }
+  return samples;
 }
 
 int FramePipeline::convert_rate(int channels, int samples, int16_t* pcm) {

@@ -95,9 +95,9 @@ class FramePipeline {
   int held_index_ = 0;
 
   size_t stored_ = 0;
-  uint8_t store_[kStoreBytes];
+  uint8_t store_[kStoreBytes] = {};
 
-  Frame frames_[2];
+  Frame frames_[2]{};
   CoreState core_;
   ResamplerState resampler_[kMaxChannels];
 };

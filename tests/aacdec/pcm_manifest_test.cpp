@@ -28,6 +28,9 @@ constexpr Entry kManifest[] = {
     {"aac-lc-8k-mono.aac", 17408, 0x0DC6ADAD5D1DDEFF},
     {"aac-lc-96k-stereo.aac", 79872, 0x53318AF9015AAEC7},
     {"aac-ltp-44k-stereo.aac", 143360, 0x2DE60602AB0FDC82},
+    {"he-aac-v1-mono.aac", 63488, 0xDB51639E7E71D8F9},
+    {"he-aac-v1-stereo.aac", 163840, 0x8200224622EFD765},
+    {"he-aac-v2.aac", 200704, 0x0C54773018FCEDE1},
 };
 
 // FNV-1a over the samples as little-endian bytes.
