@@ -13,5 +13,8 @@ ExitCode run_info(const Options& options, std::ostream& out);
 ExitCode run_boxes(const Options& options, std::ostream& out);
 ExitCode run_keyframe(const Options& options, std::ostream& out);
 ExitCode run_samples(const Options& options, std::ostream& out);
+ExitCode run_register(const Options& options);
+ExitCode run_unregister(const Options& options);
+ExitCode run_registry(const Options& options, std::ostream& out);
 
 }  // namespace zdr::host

@@ -93,7 +93,9 @@ std::string zsh_completion() {
     for (const OptionRow& option : option_rows()) {
       if ((option.commands & command.bit) != 0) out << " " << zsh_option(option);
     }
-    out << (command.bit == kCompletion ? " '2:shell:(bash zsh fish)'" : " '*:file:_files'") << " ;;\n";
+    if (command.bit == kCompletion) out << " '2:shell:(bash zsh fish)'";
+    if (std::string_view(command.operand) == "FILE") out << " '*:file:_files'";
+    out << " ;;\n";
   }
   out << "  esac\n}\n_zdr \"$@\"\n";
   return out.str();
@@ -152,8 +154,9 @@ std::string man_page(std::string_view version) {
       << ".SH NAME\nzdr \\- play media files through the ZdrMp4Source filter\n.SH SYNOPSIS\n";
   for (const CommandRow& command : command_rows()) {
     if (!command.listed) continue;
-    out << ".B zdr " << command.name << "\n[\\fIoptions\\fR] \\fI" << command.operand << "\\fR"
-        << (command.many_operands ? "..." : "") << "\n.br\n";
+    out << ".B zdr " << command.name << "\n[\\fIoptions\\fR]";
+    if (*command.operand != '\0') out << " \\fI" << command.operand << "\\fR";
+    out << (command.many_operands ? "..." : "") << "\n.br\n";
   }
   out << ".SH DESCRIPTION\nLoads the source filter module, connects a writing sink to each of its pins, runs "
          "the graph\n"
@@ -169,13 +172,19 @@ std::string man_page(std::string_view version) {
   }
   out << ".SH FILES\nA written file appears under its name only when it is complete. After a failure or an\n"
          "interruption what was written so far stays as \\fINAME\\fR.part.\n"
+         ".PP\nThe registry is the text file \\fIzdr/registry.reg\\fR in $XDG_DATA_HOME or ~/.local/share. "
+         "Files "
+         "are\nopened by the source filter that it names for their extension, else by that of the module "
+         "beside "
+         "the program.\n"
          ".SH EXIT STATUS\n"
          ".TP\n0\ndone\n.TP\n1\na file could not be opened or read\n.TP\n2\nbad usage\n"
          ".TP\n3\nplayed, but something was lost\n.TP\n4\nnot supported\n.TP\n5\nan output could not be "
          "written\n"
          ".TP\n130\ninterrupted\n"
          ".SH ENVIRONMENT\n.TP\n.B NO_COLOR\nno colour on a terminal\n"
-         ".TP\n.B ZDR_MODULE\npath of the filter module, instead of the one beside the program\n";
+         ".TP\n.B ZDR_MODULE\npath of the filter module, whatever the registry says\n"
+         ".TP\n.B ZDR_REGISTRY\nthe registry's file, instead of the one above\n";
   return out.str();
 }
 

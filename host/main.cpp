@@ -28,6 +28,9 @@ ExitCode dispatch(const Options& options) {
     return ExitCode::kDone;
   }
   if (options.command == "boxes") return run_boxes(options, std::cout);
+  if (options.command == "register") return run_register(options);
+  if (options.command == "unregister") return run_unregister(options);
+  if (options.command == "registry") return run_registry(options, std::cout);
   if (!join_session(options)) {
     Messages(false).error({"", "", "'" + options.session + "' cannot be used as a session name", ""});
     return ExitCode::kUsage;

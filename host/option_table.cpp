@@ -9,6 +9,9 @@ constexpr CommandRow kCommands[] = {
     {kSamples, "samples", "FILE", false, "list every delivered media sample, one row each", true},
     {kBoxes, "boxes", "FILE", false, "list the boxes of an ISO media file with their fields", true},
     {kKeyframe, "keyframe", "FILE N", false, "write the N-th key frame of the video as a picture file", true},
+    {kRegister, "register", "", false, "enter the filter module in the registry", true},
+    {kUnregister, "unregister", "", false, "take the filter module out of the registry", true},
+    {kRegistry, "registry", "", false, "print what stands in the registry", true},
     {kCompletion, "completion", "SHELL", false, "print the completion script for bash, zsh or fish", true},
     {kManPage, "man-page", "", false, "print the man page", false},
 };
@@ -33,9 +36,9 @@ const OptionRow kOptions[] = {
      "go on when the tables describe more data than the file holds", &Options::allow_overlap},
     {kAnyFile, "--session", "", "NAME", "", "share named events with other runs of this session name",
      &Options::session},
-    {kAnyFile | kBoxes, "--json", "", "", "", "print JSON for programs", &Options::json},
-    {kAnyFile | kBoxes, "--quiet", "-q", "", "", "no progress line and no notes, errors only",
-     &Options::quiet},
+    {kAnyFile | kBoxes | kRegistry, "--json", "", "", "", "print JSON for programs", &Options::json},
+    {kAnyFile | kBoxes | kRegister | kUnregister | kRegistry, "--quiet", "-q", "", "",
+     "no progress line and no notes, errors only", &Options::quiet},
 };
 
 }  // namespace

@@ -43,7 +43,7 @@ SourcePlayer::~SourcePlayer() {
 ExitCode SourcePlayer::load() {
   if (const auto refused = diagnose_before_open(file_)) return explain(*refused);
   HRESULT hr = S_OK;
-  source_ = create_source_filter(hr);
+  source_ = create_source_filter(file_, messages_, hr);
   if (!source_) {
     messages_.error({file_, "", "the filter module cannot be loaded", hresult_text(hr)});
     return ExitCode::kCannotOpen;

@@ -14,10 +14,10 @@ namespace zdr::tests {
 
 class TempFolder {
  public:
-  TempFolder() {
+  explicit TempFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
     std::random_device random;
     do {
-      path_ = std::filesystem::temp_directory_path() / ("zdr-test-" + std::to_string(random()));
+      path_ = parent / ("zdr-test-" + std::to_string(random()));
     } while (!std::filesystem::create_directory(path_));
   }
   ~TempFolder() {

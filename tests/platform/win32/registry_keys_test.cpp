@@ -149,7 +149,7 @@ TEST_F(RegistryTest, QueriesTellSizesAndRefuseSmallBuffers) {
   EXPECT_EQ(RegQueryValueExW(key, u"V", nullptr, nullptr, nullptr, &bytes), ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(RegistryTest, RightsOfTheHandleDecide) {
+TEST_F(RegistryTest, RequiredRightsOfTheHandleDecideOnValuesAndListsOnly) {
   const ScopedKey all(kUser, u"Key");
   ASSERT_EQ(set_text(all, u"V", u"x"), ERROR_SUCCESS);
   const ScopedKey reader(kUser, u"Key", KEY_READ);

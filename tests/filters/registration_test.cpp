@@ -1,0 +1,163 @@
+// What registering the module writes, what unregistering takes away, and what stays. The class objects of the
+// filter are linked into this program, so that the module in question is the program itself.
+#include <gtest/gtest.h>
+#include <streams.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "tests/filters/debugger_texts.h"
+#include "tests/platform/fault_at.h"
+#include "tests/support/failing_allocator.h"
+#include "tests/support/registry_file.h"
+
+extern "C" HRESULT DllRegisterServer();
+extern "C" HRESULT DllUnregisterServer();
+
+namespace zdr::mp4source {
+namespace {
+
+using tests::RegistryFile;
+
+constexpr const char16_t* kClass = u"{7C0B2D5E-3A94-4E61-9F27-5D8B1A6E40C3}";
+const std::u16string kSources = u"Media Type\\Extensions\\.";
+const std::u16string kPlayer = u"SOFTWARE\\Microsoft\\MultiMedia\\WMPlayer\\Extensions\\.";
+const std::u16string kLibrary = u"SOFTWARE\\Microsoft\\MediaPlayer\\MLS\\Extensions";
+const std::u16string kInstance =
+    std::u16string(u"CLSID\\{083863F1-70DE-11D0-BD40-00A0C911CE86}\\Instance\\") + kClass;
+const std::u16string kRegistered[] = {u"3gp", u"3gpp", u"3ga", u"3gpa", u"3gpa-drm", u"3g2"};
+
+// How the whole file looks after a first registration, the path of the module put in.
+constexpr const char* kExpectedFile =
+#include "tests/filters/registered_file.inc"
+    ;
+
+class Registration : public testing::Test {
+ protected:
+  static void make_key(const std::u16string& path) {
+    ASSERT_EQ(RegSetValueW(HKEY_CLASSES_ROOT, path.c_str(), REG_SZ, u"", 0), ERROR_SUCCESS);
+  }
+
+  RegistryFile registry_;
+};
+
+TEST_F(Registration, WritesTheWholeFileAsExpected) {
+  ASSERT_EQ(DllRegisterServer(), S_OK);
+  std::string expected = kExpectedFile;
+  const std::string program = std::filesystem::canonical("/proc/self/exe").string();
+  expected.replace(expected.find("MODULE"), 6, program);
+  EXPECT_EQ(registry_.content(), expected);
+}
+
+TEST_F(Registration, EntersSixExtensionsInThreePlaces) {
+  ASSERT_EQ(DllRegisterServer(), S_OK);
+  for (const std::u16string& extension : kRegistered) {
+    EXPECT_EQ(registry_.text(kSources + extension, u"Source Filter"), kClass);
+    EXPECT_EQ(registry_.data(kSources + extension, u"Source Filter").size(), 78u);
+    EXPECT_EQ(registry_.data(kPlayer + extension, u"RunTime", HKEY_LOCAL_MACHINE),
+              (std::vector<BYTE>{7, 0, 0, 0}));
+    EXPECT_EQ(registry_.data(kPlayer + extension, u"Permissions", HKEY_LOCAL_MACHINE),
+              (std::vector<BYTE>{31, 0, 0, 0}));
+    EXPECT_EQ(registry_.text(kLibrary, extension.c_str(), HKEY_LOCAL_MACHINE), u"video");
+    EXPECT_EQ(registry_.data(kLibrary, extension.c_str(), HKEY_LOCAL_MACHINE).size(), 12u);
+  }
+}
+
+TEST_F(Registration, RequiredOtherExtensionsAreNotEntered) {
+  ASSERT_EQ(DllRegisterServer(), S_OK);
+  for (const char16_t* extension : {u"None", u"mp4", u"m4a", u"amr", u"awb", u"aac", u"mp4a", u"rec"}) {
+    EXPECT_FALSE(RegistryFile::has_key(kSources + extension));
+    EXPECT_FALSE(RegistryFile::has_key(kPlayer + extension, HKEY_LOCAL_MACHINE));
+  }
+}
+
+TEST_F(Registration, TwiceLeavesTheSameAndCorrectsWhatWasChanged) {
+  ASSERT_EQ(DllRegisterServer(), S_OK);
+  const std::string once = registry_.content();
+  RegSetValueW(HKEY_CLASSES_ROOT, (kSources + u"3gp").c_str(), REG_SZ, u"an addition of somebody", 0);
+  HKEY key = nullptr;
+  ASSERT_EQ(RegCreateKeyW(HKEY_CLASSES_ROOT, (kSources + u"3gp").c_str(), &key), ERROR_SUCCESS);
+  RegDeleteValueW(key, u"Source Filter");
+  ASSERT_EQ(DllRegisterServer(), S_OK);
+  RegDeleteValueW(key, nullptr);
+  RegCloseKey(key);
+  EXPECT_EQ(registry_.content(), once);
+}
+
+TEST_F(Registration, RequiredUnregisteringTakesElevenSourcesAndLeavesThePlayersEntries) {
+  ASSERT_EQ(DllRegisterServer(), S_OK);
+  const char16_t* kTaken[] = {u"mp4", u"mp4a", u"mp4a-drm", u"amr",  u"3gp",     u"3gpp",
+                              u"3g2", u"3ga",  u"rec",      u"3gpa", u"3gpa-drm"};
+  for (const char16_t* extension : kTaken) make_key(kSources + extension);
+  make_key(kSources + u"aac");  // of another program
+  EXPECT_EQ(DllUnregisterServer(), S_OK);
+  for (const char16_t* extension : kTaken) EXPECT_FALSE(RegistryFile::has_key(kSources + extension));
+  EXPECT_TRUE(RegistryFile::has_key(kSources + u"aac"));
+  for (const std::u16string& extension : kRegistered) {
+    EXPECT_EQ(registry_.text(kLibrary, extension.c_str(), HKEY_LOCAL_MACHINE), u"video");
+    EXPECT_EQ(registry_.data(kPlayer + extension, u"RunTime", HKEY_LOCAL_MACHINE).size(), 4u);
+  }
+  EXPECT_FALSE(RegistryFile::has_key(std::u16string(u"CLSID\\") + kClass));
+  EXPECT_FALSE(RegistryFile::has_key(kInstance));
+  EXPECT_EQ(DllUnregisterServer(), S_OK) << "nothing left to take away is no failure";
+}
+
+TEST_F(Registration, AKeyWithSubKeysOutlivesUnregistration) {
+  make_key(kSources + u"mp4\\Sub");
+  EXPECT_EQ(DllUnregisterServer(), S_OK);
+  EXPECT_TRUE(RegistryFile::has_key(kSources + u"mp4\\Sub"));
+}
+
+// Every step of the registry fails once. What counts is whether the class, the filter and the keys of the
+// extensions could be made; whether their values could be set does not.
+TEST_F(Registration, RequiredFailuresCountForKeysAndNotForValues) {
+  std::map<std::pair<HRESULT, std::u16string>, int> answers;
+  for (int step = 1;; ++step) {
+    const RegistryFile fresh;
+    const tests::DebuggerTexts texts;
+    const FaultAt fault(platform::FaultPoint::kRegistryStep, step);
+    const HRESULT hr = DllRegisterServer();
+    if (!fault.struck()) break;
+    ++answers[{hr, texts.all()}];
+    EXPECT_TRUE(hr != E_FAIL || RegistryFile::has_key(kInstance)) << "what was written before must stay";
+  }
+  const std::u16string whole = u"DllRegister Failed";
+  EXPECT_GT((answers[{HRESULT_FROM_WIN32(ERROR_IO_DEVICE), whole}]), 0);
+  EXPECT_GT((answers[{VFW_E_BAD_KEY, whole}]), 0);
+  EXPECT_GT((answers[{E_FAIL, u""}]), 0) << "the key of a source";
+  EXPECT_GT((answers[{E_FAIL, u"Failed to create \n"}]), 0) << "the key of a player";
+  EXPECT_GT((answers[{S_OK, u""}]), 0) << "a value, or the key of the media library";
+  EXPECT_EQ(answers.size(), 5u);
+}
+
+TEST_F(Registration, UnregisteringStopsWhenTheFilterCannotBeTakenAway) {
+  ASSERT_EQ(DllRegisterServer(), S_OK);
+  const std::string before = registry_.content();
+  const FaultAt fault(platform::FaultPoint::kRegistryStep, 1);
+  EXPECT_EQ(DllUnregisterServer(), HRESULT_FROM_WIN32(ERROR_IO_DEVICE));
+  EXPECT_EQ(registry_.content(), before);
+}
+
+TEST_F(Registration, RunningOutOfMemoryIsAnsweredAndNeverThrown) {
+  std::map<HRESULT, int> answers;
+  ASSERT_EQ(DllRegisterServer(), S_OK);  // later ones find their keys, which makes the rounds short
+  for (uint64_t nth = 1;; nth += 7) {
+    HRESULT hr;
+    bool struck;
+    {
+      const test::FailingAllocator allocator(nth);
+      hr = DllRegisterServer();
+      struck = allocator.struck();
+    }
+    if (!struck) break;
+    ++answers[hr];
+  }
+  EXPECT_GT(answers[E_FAIL], 0);
+  EXPECT_GT(answers[E_OUTOFMEMORY] + answers[HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_MEMORY)], 0);
+  EXPECT_EQ(DllRegisterServer(), S_OK);
+}
+
+}  // namespace
+}  // namespace zdr::mp4source
