@@ -44,7 +44,9 @@ function(zdr_test name)
   if(NOT ZDR_CCACHE)
     target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   endif()
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+  # The user's own registry could name another module for the files that tests play.
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT 120 ENVIRONMENT ZDR_REGISTRY=${CMAKE_BINARY_DIR}/no-registry.reg)
 endfunction()
 
 # zdr_fuzz(NAME SOURCES a.cpp ... [DEPENDS targets ...])
