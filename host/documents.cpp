@@ -94,7 +94,7 @@ std::string zsh_completion() {
       if ((option.commands & command.bit) != 0) out << " " << zsh_option(option);
     }
     if (command.bit == kCompletion) out << " '2:shell:(bash zsh fish)'";
-    if (std::string_view(command.operand) == "FILE") out << " '*:file:_files'";
+    if (std::string_view(command.operand).starts_with("FILE")) out << " '*:file:_files'";
     out << " ;;\n";
   }
   out << "  esac\n}\n_zdr \"$@\"\n";

@@ -73,7 +73,7 @@ class KeyFrame {
 
 ExitCode KeyFrame::extract() {
   HRESULT hr = S_OK;
-  const com::ComPtr<IBaseFilter> filter = create_source_filter(hr);
+  const com::ComPtr<IBaseFilter> filter = create_source_filter(file_, messages_, hr);
   if (!filter) return fail(ExitCode::kCannotOpen, "the filter module cannot be loaded", hresult_text(hr));
   SourceClip clip(*filter.get(), file_);
   if (clip.usable()) return extract_from(clip);

@@ -37,11 +37,11 @@ enum CommandBit : unsigned {
   kSamples = 1u << 2,
   kCompletion = 1u << 3,
   kManPage = 1u << 4,
-  kRegister = 1u << 5,
-  kUnregister = 1u << 6,
-  kRegistry = 1u << 7,
   kBoxes = 1u << 9,
   kKeyframe = 1u << 5,
+  kRegister = 1u << 10,
+  kUnregister = 1u << 11,
+  kRegistry = 1u << 12,
 };
 
 struct CommandRow {
