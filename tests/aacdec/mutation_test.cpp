@@ -9,6 +9,7 @@
 #include "aacdec/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"
 #include "tests/aacdec/adts_file.h"
+#include "tests/aacdec/test_decoder.h"
 
 namespace zdr::aacdec {
 namespace {
@@ -124,6 +125,34 @@ TEST_P(Mutations, LeaveRecordsInRangeAsAStream) {
     for (const ChannelStream& channel : frame->channel) expect_in_range(channel);
     for (const SbrChannelFrame& channel : frame->sbr.channel) expect_in_range(channel);
     if (HasFatalFailure()) FAIL() << "round " << round;
+  }
+}
+
+// Damaged, lost and good units in any order, of a stream and of one with another number of channels. The PCM
+// buffer is as long as told: a write behind it is a fault under the address sanitizer.
+TEST_P(Mutations, DecodeToFramesOfTheirLength) {
+  const AdtsFile file = sample(GetParam());
+  const AdtsFile other =
+      sample(file.channel_configuration == 1 ? "aac-lc-44k-stereo.aac" : "aac-lc-8k-mono.aac");
+  std::mt19937 random(8);
+  for (int stream = 0; stream < 24; ++stream) {
+    Zd_AAC_Dec_Config config = config_of(file);
+    config.channels = 1 + stream % 2;
+    config.extension = stream % 3 == 0 ? ZD_AAC_DEC_EXTENSION_NONE : ZD_AAC_DEC_EXTENSION_SBR;
+    config.outputRate = stream % 4 == 0 ? 16000 : 2 * config.sampleRate;
+    TestDecoder decoder(config, stream % 3);
+    const size_t most = static_cast<size_t>(decoder.config().outputBytes) / 2;
+    int decoded = 0;
+    for (int call = 0; call < 40; ++call) {
+      const AdtsFile& source = random() % 8 == 0 ? other : file;
+      Bytes unit = source.frames[random() % source.frames.size()].payload;
+      if (random() % 3 == 0) mutate(unit, random);
+      const Output output = random() % 5 == 0 ? decoder.lose() : decoder.decode(unit);
+      if (output.status == ZD_AAC_DEC_OK) ++decoded;
+      ASSERT_LE(output.pcm.size(), most);
+      ASSERT_EQ(output.pcm.size() % static_cast<size_t>(config.channels), 0U);
+    }
+    EXPECT_GT(decoded, 5);
   }
 }
 
