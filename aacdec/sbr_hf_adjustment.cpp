@@ -194,37 +194,44 @@ int start_frame(const SbrBandTables& tables, const SbrGrid& grid, SbrChannelStat
   return end_before;
 }
 
+// A transient may also have been announced by the frame before.
+Envelope envelope_of(const SbrFrame& frame, int channel, int index, const SbrChannelState& state) {
+  const SbrChannelFrame& data = frame.channel[channel];
+  const SbrGrid& grid = data.grid;
+  const int first = grid.border[index];
+  const bool transient = index == grid.transient || (index == 0 && state.transient_at_end);
+  const int floor = grid.noise_count == 2 && first >= grid.noise_border[1] ? 1 : 0;
+  return {frame, data, channel, index, floor, 2 * first, 2 * grid.border[index + 1], transient, 0};
+}
+
+void adjust_envelope(const Envelope& e, const RowScale (&scales)[kQmfBands], SbrChannelState& state,
+                     SbrLevels& levels, QmfMatrix& bands) {
+  map_wanted_energies(e, levels);
+  map_sines(e, state, levels);
+  if (e.index + 1 == e.data.grid.envelope_count) keep_sines(e, levels, state);
+  measure_present_energies(e, bands, scales, levels);
+  set_gains(e, levels);
+  limit_gains(e, levels);
+  take_roots(e, levels);
+  const MixedSlots slots{e.first_slot, e.end_slot, e.transient, e.data.header.smoothing_mode == 0};
+  mix_high_bands(e.data.bands, slots, levels, scales, state, bands);
+}
+
 }  // namespace
 
 void adjust_high_bands(const SbrFrame& frame, int channel, int fade, const RowScale (&scales)[kQmfBands],
                        SbrChannelState& state, SbrLevels& levels, QmfMatrix& bands) {
-  const SbrChannelFrame& data = frame.channel[channel];
-  const SbrGrid& grid = data.grid;
-  const int frame_start = start_frame(data.bands, grid, state);
+  const SbrBandTables& tables = frame.channel[channel].bands;
+  const SbrGrid& grid = frame.channel[channel].grid;
+  const int frame_start = start_frame(tables, grid, state);
   for (int index = 0; index < grid.envelope_count; ++index) {
-    const int floor = grid.noise_count == 2 && grid.border[index] >= grid.noise_border[1] ? 1 : 0;
-    const bool transient = index == grid.transient || (index == 0 && state.transient_at_end);
-    const Envelope e{frame,
-                     data,
-                     channel,
-                     index,
-                     floor,
-                     index == 0 ? frame_start : 2 * grid.border[index],
-                     2 * grid.border[index + 1],
-                     transient,
-                     fade};
-    map_wanted_energies(e, levels);
-    map_sines(e, state, levels);
-    if (index + 1 == grid.envelope_count) keep_sines(e, levels, state);
-    measure_present_energies(e, bands, scales, levels);
-    set_gains(e, levels);
-    limit_gains(e, levels);
-    take_roots(e, levels);
-    const MixedSlots slots{e.first_slot, e.end_slot, transient, data.header.smoothing_mode == 0};
-    mix_high_bands(data.bands, slots, levels, scales, state, bands);
+    Envelope e = envelope_of(frame, channel, index, state);
+    e.fade = fade;
+    if (index == 0) e.first_slot = frame_start;
+    adjust_envelope(e, scales, state, levels, bands);
   }
   state.transient_at_end = grid.transient == grid.envelope_count;
-  for (int row = data.bands.kx; row < data.bands.kx + data.bands.m; ++row) {
+  for (int row = tables.kx; row < tables.kx + tables.m; ++row) {
     clear_slots(bands, row, -kLeadSlots, frame_start);
     clear_slots(bands, row, 2 * grid.border[grid.envelope_count], kRowSlots - kLeadSlots);
   }

@@ -60,7 +60,7 @@ double analysis_error(const Bank& bank, QmfAnalysisReference& model, const std::
   return worst;
 }
 
-TEST(SbrQmf, AnalysisFollowsTheModel) {
+TEST(SbrQmf, AnalysisFollowsTheReference) {
   std::mt19937 random(5);
   for (const SbrKernels* kernels : all_kernels()) {
     Bank bank(*kernels);
@@ -94,7 +94,7 @@ void fill(QmfMatrix& bands, std::vector<Slot>& slots) {
   }
 }
 
-TEST(SbrQmf, SynthesisFollowsTheModelAtEveryLevelAndClips) {
+TEST(SbrQmf, SynthesisFollowsTheReferenceAtEveryLevelAndClips) {
   for (const SbrKernels* kernels : all_kernels()) {
     for (const int band_count : {64, 32}) {
       std::mt19937 random(7);
