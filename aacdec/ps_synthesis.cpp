@@ -52,6 +52,7 @@ void damp_transients(PsSynthesis& ps) {
   }
 }
 
+// One procedure for all modes of the coherence, also for those that announce another one.
 const int32_t* mixing_of(const PsFrame& frame, int envelope, int band) {
   const int icc = std::clamp<int>(frame.icc[envelope][band], 0, 7);
   const int range = frame.fine_iid ? 15 : 7;

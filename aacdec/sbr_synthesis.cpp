@@ -161,6 +161,7 @@ void merge_sbr_for_mono(SbrFrame& frame) {
   SbrChannelFrame& first = frame.channel[0];
   const SbrChannelFrame& second = frame.channel[1];
   if (first.status != SbrStatus::kParsed || second.status != SbrStatus::kParsed) return;
+  // The levels of the second channel are left out.
   for (int band = 0; band < kMaxSbrBands; ++band) first.add_harmonic[band] |= second.add_harmonic[band];
   first.bands.kx = std::max(first.bands.kx, second.bands.kx);
   first.bands.m = std::max(first.bands.m, second.bands.m);

@@ -92,7 +92,7 @@ double tone(const Pcm& pcm, int band) {
   return std::hypot(re, im) / 1024;
 }
 
-TEST(SbrSynthesisRules, MonoMixHasTheSinusoidsOfBothChannels) {
+TEST(SbrSynthesisRules, RequiredThatAMonoMixHasTheSinusoidsOfBothChannels) {
   SbrHeader header;
   header.start_freq = 5;
   header.stop_freq = 8;
