@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/decoded_text.h"
+#include "host/id3_tags.h"
 #include "host/output_file.h"
 #include "host/parsed_file.h"
 
@@ -157,9 +158,21 @@ std::string tag_line(const Json& tag) {
   return head + "): " + text;
 }
 
+// False when the file does not open. An image that is not there is empty.
+bool read_cover(const std::string& file, std::vector<uint8_t>& image) {
+  const ParsedFile parsed(file);
+  if (parsed.status() != P3GPP_OK) return false;
+  P3gppTag tag{};
+  if (P3GPP_GetTag(parsed.file(), P3GPP_TAG_ITEM_COVER, &tag) != P3GPP_OK) return true;
+  const auto bytes = span_of(tag.text);
+  image.assign(bytes.begin(), bytes.end());
+  return true;
+}
+
 }  // namespace
 
 Json tags_json(const std::string& file) {
+  if (is_aac_file(file)) return Id3Tags(file).json();
   Json tags = Json::array();
   if (!is_iso_media(file)) return tags;
   const ParsedFile parsed(file);
@@ -181,18 +194,18 @@ std::vector<std::string> tag_lines(const Json& tags) {
 
 ExitCode save_cover(const std::string& file, const Options& options, Messages& messages) {
   if (options.cover.empty()) return ExitCode::kDone;
-  const ParsedFile parsed(file);
-  // Why an ISO file does not open has been told.
-  if (is_iso_media(file) && parsed.status() != P3GPP_OK) return ExitCode::kCannotOpen;
-  P3gppTag tag{};
-  const bool has_cover =
-      is_iso_media(file) && P3GPP_GetTag(parsed.file(), P3GPP_TAG_ITEM_COVER, &tag) == P3GPP_OK;
-  if (!has_cover) {
+  std::vector<uint8_t> image;
+  if (is_aac_file(file)) {
+    image = Id3Tags(file).picture();
+  } else if (is_iso_media(file) && !read_cover(file, image)) {
+    return ExitCode::kCannotOpen;  // why has been told
+  }
+  if (image.empty()) {
     messages.error({file, "", "has no cover image", ""});
     return ExitCode::kNotSupported;
   }
   OutputFile output(options.cover, options.force);
-  if (output.open() && output.write(span_of(tag.text)) && output.commit()) return ExitCode::kDone;
+  if (output.open() && output.write(image) && output.commit()) return ExitCode::kDone;
   messages.error({options.cover, "", output.error(), ""});
   return ExitCode::kCannotWrite;
 }

@@ -1,4 +1,4 @@
-// The tags of an ISO media file, as `zdr info` shows them.
+// The tags of an ISO media or AAC file, as `zdr info` shows them.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>

@@ -2,6 +2,7 @@
 #include <iostream>
 #include <optional>
 
+#include "host/aac_file_view.h"
 #include "host/commands.h"
 #include "host/file_tags.h"
 #include "host/json_report.h"
@@ -34,6 +35,7 @@ void print_text(const std::string& file, const SourcePlayer& player, const ClipI
   for (const PinEntry& pin : player.pins()) {
     out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types[0])) << "\n";
   }
+  if (is_aac_file(file)) out << "  stream: " << stream_line(AacFileView(file)) << "\n";
   for (const std::string& line : tag_lines(tags_json(file))) out << "  " << line << "\n";
   for (const std::string& note : notes) out << "  note: " << note << "\n";
 }
@@ -63,6 +65,7 @@ ExitCode show_file(const std::string& file, Messages& messages, JsonReport* repo
   }
   nlohmann::ordered_json json = begin_file_json(file, loaded);
   if (open) add_file_json(json, player, clip);
+  if (open && is_aac_file(file)) json["stream"] = stream_json(AacFileView(file));
   if (open) json["tags"] = tags_json(file);
   end_file_json(json, messages);
   json["warnings"] = notes;

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "host/aac_file_view.h"
 #include "host/messages.h"
 #include "host/parsed_file.h"
 
@@ -141,9 +142,7 @@ OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result)
   if (is_speech_file(file)) {
     return {ExitCode::kCannotOpen, "", "damaged: the header line does not end", status};
   }
-  if (is_elementary_stream(file)) {
-    return {ExitCode::kNotSupported, "", "files of this extension are not read by this version", status};
-  }
+  if (is_aac_file(file)) return diagnose_aac_file(file, load_result);
   return {ExitCode::kNotSupported, "", "unknown extension (it decides how a file is read)", status};
 }
 

@@ -13,7 +13,6 @@ namespace {
 constexpr std::string_view kIsoExtensions[] = {
     ".3gp", ".3gpp", ".3ga",     ".3g2",     ".mp4",  ".k3g",      ".skm",  ".mpg",     ".m4a",
     ".m4v", ".rec",  ".mp4-odf", ".k3g-odf", ".3gpa", ".3gpa-drm", ".mp4a", ".mp4a-drm"};
-constexpr std::string_view kElementaryExtensions[] = {".amr", ".awb", ".aac"};
 constexpr std::string_view kSpeechExtensions[] = {".amr", ".awb"};
 
 std::string extension_of(const std::string& file) {
@@ -85,8 +84,8 @@ bool is_speech_file(const std::string& file) {
   return contains(kSpeechExtensions, extension_of(file));
 }
 
-bool is_elementary_stream(const std::string& file) {
-  return contains(kElementaryExtensions, extension_of(file));
+bool is_aac_file(const std::string& file) {
+  return extension_of(file) == ".aac";
 }
 
 ParsedFile::ParsedFile(const std::string& file, const P3gppBoxVisitor* visitor) : path_(to_wide(file)) {

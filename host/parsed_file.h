@@ -15,8 +15,8 @@ constexpr uint32_t kTrackCacheBytes = 1024;
 
 // By the extension, from the last "." of the whole path, as the filter takes it.
 bool is_iso_media(const std::string& file);
-bool is_elementary_stream(const std::string& file);
 bool is_speech_file(const std::string& file);
+bool is_aac_file(const std::string& file);
 
 class ParsedFile {
  public:

@@ -24,8 +24,9 @@ MAY_SEE = {
     'esparse/amr': ['os'],
     'esparse/aac': ['id3p', 'aacdec'],
     'filters/source/mp4': PLATFORM + ['os', 'fmgr', 'id3p', 'aacdec', 'p3gpp', 'esparse/amr', 'esparse/aac'],
-    # The module's interfaces; the decoder for --decode; the parser for the box view and to explain a failed open.
-    'host': PLATFORM + ['aacdec', 'p3gpp', 'fmgr', 'filters/source/mp4/interfaces'],
+    # The module's interfaces; the decoder for --decode; the parser for the box view; the parser and the AAC reader to
+    # explain a failed open; the tag parser, as the filter keeps the tags of AAC files to itself.
+    'host': PLATFORM + ['aacdec', 'p3gpp', 'fmgr', 'esparse/aac', 'id3p', 'os', 'filters/source/mp4/interfaces'],
 }
 PLATFORM_HEADERS = {
     'windows.h': WIN32, 'winerror.h': WIN32,

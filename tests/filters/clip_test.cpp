@@ -7,6 +7,7 @@
 
 #include "filters/source/mp4/interfaces/zandor_video_source.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "tests/esparse/aac/stream_builder.h"
 #include "tests/filters/codec_tracks.h"
 #include "tests/filters/sink_graph.h"
 
@@ -180,6 +181,23 @@ TEST(Clips, OfSpeechFiles) {
     EXPECT_EQ(key_frame_number(clips, opened.clip, 1), 0u);
     EXPECT_EQ(clips.source->CloseClip(opened.clip), S_OK);
   }
+}
+
+TEST(Clips, OfAacFiles) {
+  Clips clips;
+  const Opened opened = open(clips, clips.write("clip.aac", aacf::test::adts_file(100, 400)));
+  ASSERT_EQ(opened.result, S_OK);
+  EXPECT_FALSE(opened.has_configuration);
+  ClipInfo info = untouched_info();
+  EXPECT_EQ(clips.source->GetClipInfo(opened.clip, &info), S_OK);
+  EXPECT_EQ(info.audio_codec, 4u);
+  EXPECT_EQ(info.sample_rate, 44100u);
+  EXPECT_EQ(info.channels, 2u);
+  EXPECT_EQ(info.duration_ms, 2321u);
+  EXPECT_EQ(info.video_codec, kUntouched);
+  EXPECT_EQ(key_frame_number(clips, opened.clip, 1), 0u);
+  EXPECT_EQ(clips.source->CloseClip(opened.clip), S_OK);
+  EXPECT_EQ(open(clips, clips.write("none.aac", Bytes(1000, 'x'))).result, E_FAIL);
 }
 
 TEST(Clips, RequiredUnknownExtensionOpensToAHandleOfNoUse) {

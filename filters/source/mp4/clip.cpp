@@ -63,7 +63,7 @@ OpenedClip open_clip(SourceKind kind, std::u16string_view file_name, FileManager
     case SOURCE_KIND_AMR:
       return open_amr_clip(file_name);
     case SOURCE_KIND_AAC:
-      return {E_FAIL, nullptr, {}};
+      return open_aac_clip(file_name);
     case SOURCE_KIND_NONE:
       break;
   }

@@ -52,5 +52,6 @@ OpenedClip open_clip(SourceKind kind, std::u16string_view file_name, FileManager
 
 OpenedClip open_iso_clip(std::u16string_view file_name, FileManagerPointer manager);
 OpenedClip open_amr_clip(std::u16string_view file_name);
+OpenedClip open_aac_clip(std::u16string_view file_name);
 
 }  // namespace zdr::mp4source
