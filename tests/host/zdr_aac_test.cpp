@@ -44,7 +44,7 @@ TEST(ZdrAac, InfoTellsStreamTagsAndCover) {
               AllOf(HasSubstr("duration 0:00:02.321"), HasSubstr("Audio1: "),
                     HasSubstr("clip: 0:00:02.321, AAC 44100 Hz 2 channels"),
                     HasSubstr("stream: about 100 frames, 136000 bit/s (estimated), 40000 bytes of audio"),
-                    HasSubstr("title (ID3v2.3): A\\x1B[2Jsong\n"), HasSubstr("title (ID3v1): Old\n"),
+                    HasSubstr("title (ID3v2.3): A\\x1b[2Jsong\n"), HasSubstr("title (ID3v1): Old\n"),
                     HasSubstr("cover (ID3v2.3): image PNG, bytes 10"), Not(HasSubstr("\x1B"))));
   EXPECT_EQ(read_file(folder / "cover.png"), "\x89PNG\r\n\x1A\nxy");
 
