@@ -137,8 +137,11 @@ void expect_fresh_segment(const RecordedSegment& segment, REFERENCE_TIME target)
   }
 }
 
+enum class SoughtWhile { kStopped, kStreaming };
+
 // What both have made of a seek together.
-void expect_met(const RecordedSegment& audio, const RecordedSegment& video, REFERENCE_TIME target) {
+void expect_met(const RecordedSegment& audio, const RecordedSegment& video, REFERENCE_TIME target,
+                SoughtWhile state) {
   ASSERT_FALSE(audio.samples.empty() || video.samples.empty());
   const REFERENCE_TIME audio_first = (audio.samples[0].size - 1) * kUnit;
   const REFERENCE_TIME video_first = (video.samples[0].size - 1) * kFrame;
@@ -150,8 +153,11 @@ void expect_met(const RecordedSegment& audio, const RecordedSegment& video, REFE
   EXPECT_TRUE(video_first == target / kSyncInterval * kSyncInterval || video_first == earliest)
       << video_first;
   const REFERENCE_TIME base = audio_first > video_first ? audio_first : target;
+  // Required: of a filter that was stopped, audio starts first and does not count on video. It may go by its
+  // own time before video has told that it takes part.
+  const bool alone = state == SoughtWhile::kStopped && audio.samples[0].start == 0;
   for (const RecordedSample& sample : audio.samples) {
-    ASSERT_EQ(sample.start, (sample.size - 1) * kUnit - base);
+    ASSERT_EQ(sample.start, (sample.size - 1) * kUnit - (alone ? audio_first : base));
   }
   for (const RecordedSample& sample : video.samples) {
     const REFERENCE_TIME time = (sample.size - 1) * kFrame;
@@ -171,6 +177,7 @@ class Soak {
       const REFERENCE_TIME target = static_cast<REFERENCE_TIME>(random_() % 59000) * kMs;
       timed([&] { EXPECT_EQ(player_.seek(target), S_OK); });
       stopped_since_seek_ = false;
+      sought_while_ = stopped_ ? SoughtWhile::kStopped : SoughtWhile::kStreaming;
       if (one_in(2)) change_state();
       if (one_in(2)) continue;  // the next seek comes into this one
       if (stopped_) start();
@@ -221,7 +228,7 @@ class Soak {
     const RecordedSegment video = player_.sink(kVideo).segment();
     expect_fresh_segment(audio, target);
     expect_fresh_segment(video, target);
-    if (alone_) expect_met(audio, video, target);
+    if (alone_) expect_met(audio, video, target, sought_while_);
   }
 
   std::mt19937 random_;
@@ -230,6 +237,7 @@ class Soak {
   Watchdog watchdog_;
   bool stopped_ = false;
   bool stopped_since_seek_ = false;
+  SoughtWhile sought_while_ = SoughtWhile::kStreaming;
   steady_clock::duration longest_{};
 };
 
@@ -269,7 +277,8 @@ TEST(SeekSoak, AStopEndsTheUnlimitedWaitForThePeer) {
     }
     player.sink(kVideo).give_buffers_back();
     ASSERT_TRUE(player.sink(kAudio).wait_for(5) && player.sink(kVideo).wait_for(30));
-    expect_met(player.sink(kAudio).segment(), player.sink(kVideo).segment(), 30500 * kMs);
+    expect_met(player.sink(kAudio).segment(), player.sink(kVideo).segment(), 30500 * kMs,
+               SoughtWhile::kStreaming);
   }
 }
 
