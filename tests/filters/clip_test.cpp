@@ -10,6 +10,7 @@
 #include "tests/esparse/aac/stream_builder.h"
 #include "tests/filters/codec_tracks.h"
 #include "tests/filters/sink_graph.h"
+#include "tests/support/failing_allocator.h"
 
 namespace zdr::tests {
 namespace {
@@ -298,6 +299,33 @@ TEST(Clips, ReadNoMoreThanTheFileHas) {
   EXPECT_TRUE(take(frame, size).empty());
   EXPECT_EQ(key_frame_number(clips, lying.clip, 3), 0u);
   clips.source->CloseClip(lying.clip);
+}
+
+TEST(Clips, WithoutMemoryOpenNothing) {
+  Clips clips;
+  const std::u16string names[] = {clips.write({.tracks = {mpeg4_visual_track()}}),
+                                  clips.write("clip.amr", {'#', '!', 'A', 'M', 'R', '\n'})};
+  for (const std::u16string& name : names) {
+    for (uint64_t nth = 1;; ++nth) {
+      ASSERT_LT(nth, 1000u);
+      ClipHandle* clip = nullptr;
+      BYTE* configuration = nullptr;
+      DWORD length = 0;
+      HRESULT result = S_OK;
+      bool struck = false;
+      {
+        const test::FailingAllocator fault(nth);
+        result = clips.source->OpenClip(name.c_str(), &clip, &configuration, &length);
+        struck = fault.struck();
+      }
+      // Required: the file manager's own number.
+      EXPECT_TRUE(nth > 1 || result == -6001) << result;
+      EXPECT_EQ(clip != nullptr, result == S_OK) << nth;
+      take(configuration, length);
+      EXPECT_EQ(clips.source->CloseClip(clip), clip != nullptr ? S_OK : E_FAIL);
+      if (!struck) break;
+    }
+  }
 }
 
 // Required: the filter goes by the kind of the last clip. The clips themselves do not.
