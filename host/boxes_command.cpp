@@ -63,7 +63,7 @@ class BoxList {
         object[field.name] = {{"length", bytes.size()}, {"hex", hex_text(bytes, kShownBytes)}};
         return;
       case P3GPP_FIELD_FIXED:
-        object[field.name] = static_cast<int32_t>(static_cast<uint32_t>(field.number)) / 65536.0;
+        object[field.name] = from_fixed(static_cast<uint32_t>(field.number));
         return;
       case P3GPP_FIELD_LANGUAGE:
         object[field.name] = language_text(static_cast<uint32_t>(field.number));

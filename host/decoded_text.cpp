@@ -141,6 +141,10 @@ std::string language_text(uint32_t packed) {
   return "0x" + hex_text(bytes, 2);
 }
 
+double from_fixed(uint32_t value) {
+  return static_cast<int32_t>(value) / 65536.0;
+}
+
 std::string hex_text(std::span<const uint8_t> bytes, size_t limit) {
   constexpr std::string_view kHex = "0123456789abcdef";
   std::string text;

@@ -1,4 +1,4 @@
-// Bytes of a file as text for people and programs.
+// Bytes and numbers of a file as people and programs read them.
 #pragma once
 
 #include <cstdint>
@@ -25,6 +25,9 @@ std::string type_text(std::string_view type);
 
 // "eng" from 15 bits of ISO 639-2/T; "0x...." for what is no language.
 std::string language_text(uint32_t packed);
+
+// A signed number of 16.16 bits.
+double from_fixed(uint32_t value);
 
 // Lower-case digits of at most `limit` bytes.
 std::string hex_text(std::span<const uint8_t> bytes, size_t limit);

@@ -26,10 +26,6 @@ std::span<const uint8_t> span_of(const P3gppBytes& bytes) {
   return {bytes.bytes, bytes.length};
 }
 
-double from_fixed(uint32_t value) {
-  return static_cast<double>(static_cast<int32_t>(value)) / 65536.0;
-}
-
 std::string image_type(std::span<const uint8_t> image) {
   const auto begins = [&](std::string_view magic) {
     return image.size() >= magic.size() &&

@@ -1,15 +1,12 @@
 // Public operations that look into an open file: tags, hint information, boxes. No stream is touched.
 #include "p3gpp/box_view.h"
+#include "p3gpp/handed_out_bytes.h"
 #include "p3gpp/hint_boxes.h"
 #include "p3gpp/metadata_boxes.h"
 #include "p3gpp/track_access.h"
 
 namespace zdr::p3gpp {
 namespace {
-
-P3gppBytes bytes_of(const std::string& text) {
-  return {reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size())};
-}
 
 Status get_tag(const P3gppFile& file, uint32_t code, P3gppTag& tag) {
   MoovPayload* moov = nullptr;

@@ -18,12 +18,6 @@ std::array<char, 5> read_four_characters(BoxReader& reader) {
   return characters;
 }
 
-template <typename Payload>
-Status finish(const BoxReader& reader, BoxNode& node, std::unique_ptr<Payload> payload) {
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
-}
-
 // Splits what follows the count: each keyword is a byte for its length and that many bytes. One that does not
 // fit is left out with all behind it.
 void split_keywords(KywdPayload& payload) {
@@ -83,7 +77,7 @@ Status parse_asset_text(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<AssetTextPayload>();
   payload->language = read_language(reader);
   payload->text = reader.read_rest_as_text();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_rtng(BoxReader& reader, BoxNode& node) {
@@ -93,7 +87,7 @@ Status parse_rtng(BoxReader& reader, BoxNode& node) {
   payload->criteria = read_four_characters(reader);
   payload->language = read_language(reader);
   payload->info = reader.read_rest_as_text();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_clsf(BoxReader& reader, BoxNode& node) {
@@ -103,7 +97,7 @@ Status parse_clsf(BoxReader& reader, BoxNode& node) {
   payload->table_index = reader.u16();
   payload->language = read_language(reader);
   payload->info = reader.read_rest_as_text();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_kywd(BoxReader& reader, BoxNode& node) {
@@ -113,7 +107,7 @@ Status parse_kywd(BoxReader& reader, BoxNode& node) {
   payload->keyword_count = reader.u8();
   payload->bytes = reader.read_rest_as_text();
   split_keywords(*payload);
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_loci(BoxReader& reader, BoxNode& node) {
@@ -130,7 +124,7 @@ Status parse_loci(BoxReader& reader, BoxNode& node) {
   payload->altitude = body.take_u32();
   payload->astronomical_body = body.take_text();
   payload->notes = body.take_text();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_albm(BoxReader& reader, BoxNode& node) {
@@ -141,14 +135,14 @@ Status parse_albm(BoxReader& reader, BoxNode& node) {
   // Required: the last byte is the track number, also where the box has none and it is the title's NUL.
   payload->title = reader.read_text(reader.remaining() - 1);
   payload->track_number = reader.u8();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_yrrc(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   auto payload = std::make_unique<YrrcPayload>();
   payload->year = reader.u16();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 }  // namespace zdr::p3gpp

@@ -14,6 +14,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -116,6 +117,13 @@ class BoxReader {
   uint64_t remaining_;
   Status status_ = P3GPP_OK;
 };
+
+// Ends a parser: hands the record over to the node unless the reader failed.
+template <typename Payload>
+Status keep_payload(const BoxReader& reader, BoxNode& node, std::unique_ptr<Payload> payload) {
+  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
+  return reader.status();
+}
 
 }  // namespace zdr::p3gpp
 

@@ -12,13 +12,6 @@ namespace {
 constexpr std::array<uint16_t, 19> kAc3BitRates = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
                                                    192, 224, 256, 320, 384, 448, 512, 576, 640};
 
-// Ends a parser: hands the record over unless the reader failed.
-template <typename Payload>
-Status finish(const BoxReader& reader, BoxNode& node, std::unique_ptr<Payload> payload) {
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
-}
-
 // A box behind the fixed fields of d263: the bitrates, if it is bitr.
 void read_d263_child(BoxReader& reader, const BoxNode& node, D263Payload& payload) {
   PathStep child;
@@ -60,7 +53,7 @@ Status parse_esds(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   auto payload = std::make_unique<EsdsPayload>();
   payload->descriptors = reader.read_bytes(reader.remaining());
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_avcc(BoxReader& reader, BoxNode& node) {
@@ -71,7 +64,7 @@ Status parse_avcc(BoxReader& reader, BoxNode& node) {
   payload->level = fixed[3];
   payload->nal_length_size_minus_one = fixed[4] & 3;
   payload->parameter_sets = reader.read_bytes(reader.remaining());
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_d263(BoxReader& reader, BoxNode& node) {
@@ -82,7 +75,7 @@ Status parse_d263(BoxReader& reader, BoxNode& node) {
   payload->level = fields[5];
   payload->profile = fields[6];
   while (reader.status() == P3GPP_OK && reader.remaining() != 0) read_d263_child(reader, node, *payload);
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_amr(BoxReader& reader, BoxNode& node) {
@@ -93,7 +86,7 @@ Status parse_amr(BoxReader& reader, BoxNode& node) {
   payload->mode_set = load_be16(fields.data() + 5);
   payload->mode_change_period = fields[7];
   payload->frames_per_sample = fields[8];
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_amr_wb_plus(BoxReader& reader, BoxNode& node) {
@@ -101,7 +94,7 @@ Status parse_amr_wb_plus(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<AmrWbPlusPayload>();
   payload->vendor = load_be32(fields.data());
   payload->decoder_version = fields[4];
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_speech_3gpp2(BoxReader& reader, BoxNode& node) {
@@ -110,7 +103,7 @@ Status parse_speech_3gpp2(BoxReader& reader, BoxNode& node) {
   payload->vendor = load_be32(fields.data());
   payload->decoder_version = fields[4];
   payload->frames_per_sample = fields[5];
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_dac3(BoxReader& reader, BoxNode& node) {
@@ -126,7 +119,7 @@ Status parse_dac3(BoxReader& reader, BoxNode& node) {
   // Required: codes without a rate give 0.
   if (payload->bit_rate_code < kAc3BitRates.size())
     payload->bit_rate_kbps = kAc3BitRates[payload->bit_rate_code];
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_dec3(BoxReader& reader, BoxNode& node) {
@@ -136,7 +129,7 @@ Status parse_dec3(BoxReader& reader, BoxNode& node) {
   payload->independent_substreams = bits & 7;
   const size_t count = payload->independent_substreams + size_t{1};
   while (payload->substreams.size() < count) payload->substreams.push_back(read_eac3_substream(reader));
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 }  // namespace zdr::p3gpp

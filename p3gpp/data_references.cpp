@@ -35,8 +35,7 @@ Status parse_url(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<UrlPayload>();
   payload->self_contained = is_self_contained(node);
   if (!payload->self_contained) payload->location = reader.read_bytes(reader.remaining());
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_urn(BoxReader& reader, BoxNode& node) {
@@ -47,8 +46,7 @@ Status parse_urn(BoxReader& reader, BoxNode& node) {
   const auto terminator = std::find(payload->name.begin(), payload->name.end(), uint8_t{0});
   const auto location = terminator == payload->name.end() ? terminator : terminator + 1;
   payload->location_offset = static_cast<size_t>(location - payload->name.begin());
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
+  return keep_payload(reader, node, std::move(payload));
 }
 
 }  // namespace zdr::p3gpp

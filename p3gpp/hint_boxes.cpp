@@ -8,42 +8,36 @@
 namespace zdr::p3gpp {
 namespace {
 
-template <typename Payload>
-Status finish(const BoxReader& reader, BoxNode& node, std::unique_ptr<Payload> payload) {
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
-}
-
 Status parse_sdp(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<SdpPayload>();
   payload->text = reader.read_rest_as_text();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 // A box longer than its number is no error, a shorter one is.
 Status parse_number32(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<HintNumberPayload>();
   payload->value = reader.u32();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_number64(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<HintNumberPayload>();
   payload->value = reader.u64();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_maxr(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<HintNumberPayload>();
   payload->value = reader.u32();
   payload->max_rate_bytes = reader.u32();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_payt(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<PaytPayload>();
   payload->body = reader.read_rest_as_text();
-  return finish(reader, node, std::move(payload));
+  return keep_payload(reader, node, std::move(payload));
 }
 
 template <uint32_t kStatistic>

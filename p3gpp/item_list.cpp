@@ -120,8 +120,7 @@ Status parse_text_item(BoxReader& reader, BoxNode& node) {
   reader.skip(kDataPrefix);
   auto payload = std::make_unique<ItemValuePayload>();
   payload->value = reader.read_rest_as_text();
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_genre_item(BoxReader& reader, BoxNode& node) {
@@ -143,8 +142,7 @@ Status parse_number_item(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<ItemNumberPayload>();
   payload->number = reader.u16();
   if (reader.remaining() >= 2) payload->total = reader.u16();
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_cover_item(BoxReader& reader, BoxNode& node) {

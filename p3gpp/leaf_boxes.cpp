@@ -51,8 +51,7 @@ Status parse_ftyp(BoxReader& reader, BoxNode& node) {
   std::copy_n(fixed.begin() + 4, 4, payload->minor_version.begin());
   const std::vector<uint8_t> brands = reader.read_bytes(brand_bytes);
   payload->compatible_brands.assign(brands.begin(), brands.end());
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_mvhd(BoxReader& reader, BoxNode& node) {
@@ -105,8 +104,7 @@ Status parse_tkhd(BoxReader& reader, BoxNode& node) {
 Status parse_tref(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<TrefPayload>();
   payload->bytes = reader.read_bytes(reader.remaining());
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_elst(BoxReader& reader, BoxNode& node) {
@@ -147,8 +145,7 @@ Status parse_hdlr(BoxReader& reader, BoxNode& node) {
   const auto fields = reader.read_array<8>();  // pre-defined, handler type
   auto payload = std::make_unique<HdlrPayload>();
   std::copy_n(fields.begin() + 4, 4, payload->handler_type.begin());
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
+  return keep_payload(reader, node, std::move(payload));
 }
 
 Status parse_hmhd(BoxReader& reader, BoxNode& node) {
@@ -161,8 +158,7 @@ Status parse_hmhd(BoxReader& reader, BoxNode& node) {
   payload->average_pdu_size = load_be16(fields.data() + 2);
   payload->max_bitrate = load_be32(fields.data() + 4);
   payload->average_bitrate = load_be32(fields.data() + 8);
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
+  return keep_payload(reader, node, std::move(payload));
 }
 
 }  // namespace zdr::p3gpp

@@ -1,13 +1,10 @@
 // What the tags tell: to the public record of a tag, and to whoever looks at their boxes.
 #include "p3gpp/box_fields.h"
+#include "p3gpp/handed_out_bytes.h"
 #include "p3gpp/metadata_boxes.h"
 
 namespace zdr::p3gpp {
 namespace {
-
-P3gppBytes bytes_of(const std::string& text) {
-  return {reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size())};
-}
 
 void copy_characters(const std::array<char, 5>& from, char (&to)[5]) {
   std::string_view(from.data(), 4).copy(to, 4);

@@ -106,8 +106,7 @@ Status parse_id32(BoxReader& reader, BoxNode& node) {
   payload->language = reader.read_array<2>();
   payload->data_offset = reader.stream_position();
   payload->data_size = reader.remaining();
-  if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
-  return reader.status();
+  return keep_payload(reader, node, std::move(payload));
 }
 
 }  // namespace zdr::p3gpp

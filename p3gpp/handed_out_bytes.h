@@ -1,0 +1,19 @@
+// Texts and bytes of the parser as they are handed out.
+#ifndef ZDR_P3GPP_HANDED_OUT_BYTES_H
+#define ZDR_P3GPP_HANDED_OUT_BYTES_H
+
+#include <cstdint>
+#include <string>
+
+#include "p3gpp/p3gpp.h"
+
+namespace zdr::p3gpp {
+
+// Leads into `text`, whose own NUL stands behind.
+inline P3gppBytes bytes_of(const std::string& text) {
+  return {reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size())};
+}
+
+}  // namespace zdr::p3gpp
+
+#endif
