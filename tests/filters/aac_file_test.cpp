@@ -17,7 +17,8 @@ using test::Bytes;
 using namespace std::string_literals;
 
 constexpr REFERENCE_TIME kMs = 10000;
-constexpr LONG kRoom = 40960;  // ten frames of two channels
+constexpr LONG kRoom = 40960;         // ten frames of two channels
+constexpr LONG kLargestRoom = 81920;  // at the doubled rate of SBR
 
 struct Delivered {
   REFERENCE_TIME start;
@@ -27,7 +28,7 @@ struct Delivered {
 
 std::vector<Delivered> play(FilterUnderTest& under_test) {
   std::vector<Delivered> delivered;
-  FakeSample sample(kRoom);
+  FakeSample sample(kLargestRoom);
   while (under_test.fill(0, sample) == S_OK) delivered.push_back({sample.start, sample.stop, sample.data()});
   return delivered;
 }
@@ -108,7 +109,8 @@ TEST(AacFile, OffersTheRateAndChannelsThatTheDecoderGives) {
     const char* name;
     WORD channels;
     DWORD rate;
-  } kCases[] = {{"aac-lc-8k-mono.aac", 1, 8000}, {"aac-lc-96k-stereo.aac", 2, 96000}};
+  } kCases[] = {
+      {"aac-lc-8k-mono.aac", 1, 8000}, {"he-aac-v1-stereo.aac", 2, 44100}, {"he-aac-v2.aac", 2, 44100}};
   for (const auto& each : kCases) {
     FilterUnderTest under_test;
     ASSERT_EQ(under_test.load(sample_path(each.name)), S_OK);
