@@ -21,7 +21,7 @@ uint32_t seek_ms(REFERENCE_TIME target) {
 }  // namespace
 
 AmrFile::AmrFile(AmrFilePointer reader) : reader_(std::move(reader)) {
-  AMRF_Scan(reader_.get(), &info_);
+  counted_ = AMRF_Scan(reader_.get(), &info_) == AMRF_OK;
 }
 
 HRESULT AmrFile::build_media_type(CMediaType& type) {

@@ -39,32 +39,45 @@ LPAMOVIESETUP_FILTER CZanBaseSourceFilter::GetSetupData() {
 HRESULT CZanBaseSourceFilter::Load(LPCOLESTR file_name, const AM_MEDIA_TYPE* media_type) {
   CheckPointer(file_name, E_POINTER);
   const std::lock_guard control(control_mutex_);
+  // Nobody finds a pin that may yet be given up.
+  const CAutoLock state(pStateLock());
   if (loaded_) return E_UNEXPECTED;
   CloseSource();
-  const size_t bytes = bytes_with_terminator(file_name);
-  file_name_.reset(new (std::nothrow) WCHAR[bytes / sizeof(WCHAR)]);
-  if (!file_name_) return E_OUTOFMEMORY;
-  std::memcpy(file_name_.get(), file_name, bytes);
+  if (!keep_file_name(file_name)) return E_OUTOFMEMORY;
 
   loaded_ = OpenSource(file_name_.get(), media_type) != FALSE;
-  if (loaded_) return S_OK;
+  if (loaded_) {
+    IncrementPinVersion();
+    return S_OK;
+  }
   // What the failing open has left: a file that is there but cannot be used leaves no error.
   const DWORD error = GetLastError();
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? VFW_E_NOT_FOUND
                                                                         : VFW_E_INVALID_FILE_FORMAT;
 }
 
+// Without memory no name is left.
+bool CZanBaseSourceFilter::keep_file_name(LPCOLESTR file_name) {
+  const size_t bytes = bytes_with_terminator(file_name);
+  std::unique_ptr<WCHAR[]> copy(new (std::nothrow) WCHAR[bytes / sizeof(WCHAR)]);
+  if (copy) std::memcpy(copy.get(), file_name, bytes);
+  const CAutoLock lock(&position_lock_);
+  file_name_ = std::move(copy);
+  return file_name_ != nullptr;
+}
+
+// A sink may ask while a stop or a seek waits for its worker, so no lock but a leaf is taken.
 HRESULT CZanBaseSourceFilter::GetCurFile(LPOLESTR* file_name, AM_MEDIA_TYPE* media_type) {
   CheckPointer(file_name, E_POINTER);
-  const std::lock_guard control(control_mutex_);
   *file_name = nullptr;
+  GetCurFileMediaType(media_type);
+  const CAutoLock lock(&position_lock_);
   if (file_name_) {
     const size_t bytes = bytes_with_terminator(file_name_.get());
     *file_name = static_cast<LPOLESTR>(CoTaskMemAlloc(bytes));
     // Without memory there is no name, and no error either.
     if (*file_name != nullptr) std::memcpy(*file_name, file_name_.get(), bytes);
   }
-  GetCurFileMediaType(media_type);
   return S_OK;
 }
 

@@ -19,7 +19,6 @@ HRESULT CZanMP4SourceFilter::OpenClip(LPCOLESTR file_name, ClipHandle** clip, BY
   FileManagerPointer manager = new_file_manager();
   if (!manager) return kNoFileManager;
   try {
-    describe_clip(file_name);
     if (clip == nullptr || configuration == nullptr || configuration_length == nullptr) return E_POINTER;
     *clip = nullptr;
     *configuration = nullptr;
@@ -36,13 +35,6 @@ HRESULT CZanMP4SourceFilter::OpenClip(LPCOLESTR file_name, ClipHandle** clip, BY
   } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
   }
-}
-
-// The filter's description of its file becomes that of the clip, with a name that lasts as long.
-void CZanMP4SourceFilter::describe_clip(LPCOLESTR file_name) {
-  const std::lock_guard lock(clip_mutex_);
-  clip_name_ = file_name;
-  descriptor_ = wide_file_descriptor(clip_name_.c_str());
 }
 
 HRESULT CZanMP4SourceFilter::GetKeyFrame(ClipHandle* clip, DWORD index, BYTE** buffer, DWORD* size) {

@@ -42,8 +42,10 @@ class FileStream {
   FrameGroup read_group(uint8_t* buffer, uint32_t room);
   // Passes over a frame, as if it had been read.
   void skip_next() { ++counter_; }
-  // The filter was stopped: the next group is the first of the file.
-  void rewind() { counter_ = 0; }
+  // The filter was stopped: the next group is the first of the file, if the stream can be rewound.
+  void rewind() {
+    if (can_rewind()) counter_ = 0;
+  }
 
  protected:
   struct Found {
@@ -51,6 +53,7 @@ class FileStream {
     uint32_t frame;  // counted from 1; of kMoved
   };
   virtual Found find(REFERENCE_TIME target) = 0;
+  virtual bool can_rewind() const { return true; }
   // Reads frame `number` into `room` bytes, more than 0, and tells its size. False when it is not there.
   virtual bool read_frame(uint32_t number, uint8_t* buffer, uint32_t room, uint32_t* size) = 0;
   // What a group is stamped with whose first frame is the one before `number`.

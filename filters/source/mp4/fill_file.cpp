@@ -4,6 +4,7 @@
 #include "filters/source/mp4/conversions.h"
 #include "filters/source/mp4/first_sample.h"
 #include "filters/source/mp4/mp4_source.h"
+#include "filters/source/mp4/sample_buffer.h"
 
 namespace zdr::mp4source {
 FileStream* CZanMP4SourceOutputPin::file_stream() const {
@@ -19,7 +20,7 @@ HRESULT CZanMP4SourceOutputPin::fill_file(IMediaSample* sample) {
 
   mark_first_sample(stream->kind(), sample);
   BYTE* buffer = nullptr;
-  const HRESULT hr = sample->GetPointer(&buffer);
+  const HRESULT hr = get_buffer(sample, &buffer);
   const LONG size = sample->GetSize();
   FrameGroup group;
   {

@@ -4,6 +4,7 @@
 #include "filters/source/mp4/conversions.h"
 #include "filters/source/mp4/first_sample.h"
 #include "filters/source/mp4/mp4_source.h"
+#include "filters/source/mp4/sample_buffer.h"
 
 namespace zdr::mp4source {
 namespace {
@@ -30,7 +31,7 @@ HRESULT CZanMP4SourceOutputPin::fill_iso_sample(IMediaSample* sample, Positions 
 
   BYTE* buffer = nullptr;
   HRESULT hr = mark_first_sample(SOURCE_KIND_MP4, sample);
-  if (SUCCEEDED(hr)) hr = sample->GetPointer(&buffer);
+  if (SUCCEEDED(hr)) hr = get_buffer(sample, &buffer);
   std::optional<AccessUnits> units;
   {
     const std::lock_guard lock(mutex_);

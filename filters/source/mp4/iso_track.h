@@ -1,8 +1,8 @@
 // One track of an ISO media file as a pin plays it: its description, its position, and what is read from it.
 //
-// Threads: not thread-safe. The description (stream() to duration_ms()) does not change after open() and may
-// be read by anyone; for everything below the pin's mutex is held, since a track handle carries cursors and
-// caches.
+// Threads: not thread-safe. The description (stream() to average_bitrate()) does not change after open() and
+// may be read by anyone; for everything below the pin's mutex is held, since a track handle carries cursors
+// and caches.
 #pragma once
 
 #include <windows.h>

@@ -22,7 +22,7 @@ struct VideoDescription {
 };
 
 REFERENCE_TIME average_time_per_frame(double frame_rate) {
-  return frame_rate == 0 ? 0 : trunc_to_u32(1e7 / frame_rate);
+  return frame_rate == 0 ? 0 : trunc_to_i64(1e7 / frame_rate);
 }
 
 // Gives the type its block and header; null when memory runs out.

@@ -12,19 +12,21 @@
 //
 // clang-format off
 //   lock               guards                                      taken by
-//   control mutex      one state change or seek at a time          graph threads only
+//   control mutex      one load, state change or seek at a time    graph threads only
 //   state lock         pins, connections, state (base classes)     graph threads only: Stop and Pause hold it
-//                                                                  while they wait for a worker
+//                                                                  while they wait for a worker, Load while
+//                                                                  it makes the pins
 //   pin mutex          a pin's track: cursors, counters, formats   workers, graph and renderer threads
 //   file manager's     its streams                                 whoever reads
-//   position lock      durations, positions of filter and pins     anyone; a leaf, for a few loads and stores
+//   position lock      durations, positions, the file's name       anyone; a leaf, for a few loads and stores
 //   SeekSync's mutex   the state of the resynchronisation          anyone; a leaf likewise
 // clang-format on
 //
 // While an event is awaited, a sample delivered, a worker commanded, a sink flushed, or an allocator asked
 // for a buffer, nothing below the state lock is held, and by a worker nothing at all. A worker never asks the
 // base class for its pins (that takes the state lock); the peers it needs are cached in the filter. Read
-// without a lock, and therefore atomic: the source kind, the frame rate, the last delivered time.
+// without a lock, and therefore atomic: the source kind, the frame rate, the last delivered time. Clips have
+// managers, descriptors and readers of their own; with the filter they share only the first two of these.
 #pragma once
 
 #include <streams.h>
@@ -73,7 +75,8 @@ class CZanBaseSourceFilter : public CSource, public IFileSourceFilter, public IA
   HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
   LPAMOVIESETUP_FILTER GetSetupData() override;
 
-  // Opens the file and makes the pins. TRUE when there is something to play. `file_name` outlives the filter.
+  // Opens the file and makes the pins. TRUE when there is something to play. `file_name` lasts until all that
+  // was opened by it is closed.
   virtual BOOL OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE* media_type) = 0;
   // Clears the record when one is given: files have no media type of their own.
   virtual BOOL GetCurFileMediaType(AM_MEDIA_TYPE* media_type) = 0;
@@ -97,6 +100,7 @@ class CZanBaseSourceFilter : public CSource, public IFileSourceFilter, public IA
   virtual void OnPinSought(const GUID& major_type, bool worker_exists) = 0;
   virtual void OnWorkersStopped() = 0;
 
+  bool keep_file_name(LPCOLESTR file_name);
   CZanBaseSourceOutputPin* pin_at(int index);
   void end_live_workers();
   void seek_pins(const SeekTarget& target);
@@ -108,10 +112,10 @@ class CZanBaseSourceFilter : public CSource, public IFileSourceFilter, public IA
   CCritSec position_lock_;
   UniqueHandle seek_handling_event_;
   UniqueHandle av_data_available_event_;
-  std::unique_ptr<WCHAR[]> file_name_;
   bool loaded_ = false;
 
-  // Guarded by the position lock.
+  // Guarded by the position lock. The name is changed by Load alone, which may read it without.
+  std::unique_ptr<WCHAR[]> file_name_;
   REFERENCE_TIME duration_ = 0;
   REFERENCE_TIME current_position_ = 0;
   REFERENCE_TIME stop_position_ = 0;
@@ -157,7 +161,6 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
  private:
   using PinPointer = std::unique_ptr<CZanMP4SourceOutputPin>;
 
-  void describe_clip(LPCOLESTR file_name);
   bool open_file_manager(LPCOLESTR file_name);
   void probe();
   bool open_iso_media();
@@ -176,8 +179,6 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
   // each track, and closing a track needs the file.
   FileManagerPointer file_manager_;
   FMGR_Descriptor descriptor_{};
-  std::mutex clip_mutex_;     // of clips that are opened at the same time
-  std::u16string clip_name_;  // of the last clip, for the descriptor
   IsoFilePointer iso_file_;
   uint64_t file_size_ = 0;
   std::vector<PinPointer> pins_;

@@ -56,11 +56,16 @@ bool CZanMP4SourceFilter::open_iso_media() {
   if (!size_of_file(descriptor_, file_manager_.get(), &file_size_)) return false;
 
   // Only the first track of each kind is played, and audio comes first.
+  uint32_t audio_id = 0;
   if (counts.audio > 0) {
-    audio_pin_ = add_track_pin(Stream::kAudio, first_track_id(file, P3GPP_TRACK_AUDIO, counts.audio));
+    audio_id = first_track_id(file, P3GPP_TRACK_AUDIO, counts.audio);
+    audio_pin_ = add_track_pin(Stream::kAudio, audio_id);
   }
   if (counts.video > 0) {
-    video_pin_ = add_track_pin(Stream::kVideo, first_track_id(file, P3GPP_TRACK_VIDEO, counts.video));
+    const uint32_t video_id = first_track_id(file, P3GPP_TRACK_VIDEO, counts.video);
+    // Tracks are opened by ID. Under an ID that both have, the pins would share one track and its cursors.
+    const bool is_taken = audio_pin_ != nullptr && video_id == audio_id;
+    if (!is_taken) video_pin_ = add_track_pin(Stream::kVideo, video_id);
   }
   if (video_pin_ != nullptr) update_frame_rate();
   if (pins_.empty()) return false;

@@ -65,10 +65,10 @@ uint64_t CZanMP4SourceOutputPin::sample_bytes() const {
   if (const FileStream* const stream = file_stream()) return stream->sample_bytes();
   uint64_t bytes = track_.largest_sample();
   if (bytes == 0) return 0;
+  if (track_.stream() != Stream::kAudio) return bytes;
   // Kept: room for a group on every audio pin, also where a sample carries one unit.
-  if (track_.stream() == Stream::kAudio) bytes *= kUnitsPerGroup;
-  if (track_.is_aac()) bytes += kSizeTableBytes;
-  return bytes;
+  bytes *= kUnitsPerGroup;
+  return track_.is_aac() ? bytes + kSizeTableBytes : bytes;
 }
 
 HRESULT CZanMP4SourceOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) {
@@ -77,11 +77,12 @@ HRESULT CZanMP4SourceOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOC
   if (bytes == 0) return kNoSampleSize;
   if (bytes > uint64_t{std::numeric_limits<LONG>::max()}) return E_OUTOFMEMORY;
   properties->cBuffers = kBufferCount;
-  properties->cbBuffer = static_cast<LONG>(bytes);
+  const LONG asked = static_cast<LONG>(bytes);
+  properties->cbBuffer = asked;
   ALLOCATOR_PROPERTIES granted{};
   const HRESULT hr = allocator->SetProperties(properties, &granted);
   if (FAILED(hr)) return hr;
-  const bool suffices = granted.cBuffers >= kBufferCount && granted.cbBuffer >= properties->cbBuffer;
+  const bool suffices = granted.cBuffers >= kBufferCount && granted.cbBuffer >= asked;
   return suffices ? hr : E_FAIL;
 }
 

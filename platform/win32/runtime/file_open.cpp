@@ -55,7 +55,8 @@ DWORD check_arguments(const OpenRequest& request) noexcept {
 }
 
 int open_flags(const OpenRequest& request, const WantedRights& wanted) noexcept {
-  int flags = O_CLOEXEC | O_NOCTTY;
+  // Not to wait for whoever may open the other end of a pipe, perhaps never.
+  int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   if ((request.flags & FILE_FLAG_WRITE_THROUGH) != 0) flags |= O_DSYNC;
   const bool writes = wanted.file.write || truncates(request.disposition);
   if (!writes) return flags | O_RDONLY;
@@ -96,13 +97,20 @@ class Opener {
 
  private:
   int attempt(int extra_flags, Descriptor& file) noexcept {
-    int number;
-    do {
-      number = open(path_, flags_ | extra_flags, mode_);
-    } while (number < 0 && errno == EINTR);
-    if (number < 0) return errno;
-    file = Descriptor(number);
-    return 0;
+    int flags = flags_ | extra_flags;
+    for (;;) {
+      const int number = open(path_, flags, mode_);
+      if (number >= 0) {
+        file = Descriptor(number);
+        return 0;
+      }
+      // Only the holder of a lease on a regular file is waited for, which the system limits.
+      if (errno == EWOULDBLOCK && (flags & O_NONBLOCK) != 0) {
+        flags &= ~O_NONBLOCK;
+      } else if (errno != EINTR) {
+        return errno;
+      }
+    }
   }
 
   const char* path_;
@@ -135,6 +143,14 @@ DWORD check_opened(const struct stat& info, const OpenRequest& request, const Sh
   return existed && read_only && (share.uses & kUseWrite) != 0 ? ERROR_ACCESS_DENIED : NO_ERROR;
 }
 
+// Reads and writes wait as ever. For a regular file the flag means nothing.
+DWORD make_blocking(const Descriptor& file, const struct stat& info) noexcept {
+  if (S_ISREG(info.st_mode)) return NO_ERROR;
+  const int flags = fcntl(file.get(), F_GETFL);
+  const bool done = flags >= 0 && fcntl(file.get(), F_SETFL, flags & ~O_NONBLOCK) == 0;
+  return done ? NO_ERROR : error_from_errno(errno);
+}
+
 // Truncation waits until the share test is passed, so that a refused open destroys nothing.
 DWORD truncate_if_asked(const Descriptor& file, const struct stat& info, const OpenRequest& request,
                         bool existed) noexcept {
@@ -161,6 +177,7 @@ DWORD open_file(const std::string& path, const OpenRequest& request, Ref<KernelO
 
   const ShareRequest share = share_request(request, wanted);
   if (const DWORD error = check_opened(info, request, share, existed); error != NO_ERROR) return error;
+  if (const DWORD error = make_blocking(descriptor, info); error != NO_ERROR) return error;
   const bool regular = S_ISREG(info.st_mode);
   ShareLease lease;
   if (regular) {
