@@ -13,12 +13,15 @@ class FakeAllocator final : public IMemAllocator {
   HRESULT answer = S_OK;
   LONG missing_buffers = 0;
   LONG missing_bytes = 0;
+  LONG lowered_request = 0;
   int calls = 0;
   ALLOCATOR_PROPERTIES asked{};
 
   HRESULT SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override {
     ++calls;
     asked = *actual = *request;
+    request->cbBuffer -= lowered_request;
+    actual->cbBuffer -= lowered_request;
     actual->cBuffers -= missing_buffers;
     actual->cbBuffer -= missing_bytes;
     return answer;
@@ -47,6 +50,13 @@ TEST(BufferSize, IsTheLargestSampleTenOfThemForAudio) {
       {"video", with_sizes(test::avc_track(3), {10, 900, 20}), 900},
       {"AMR", with_sizes(test::amr_track(3), {13, 32, 6}), 320},
       {"required: ten also where a sample carries one", with_sizes(qcelp_track(), {35, 20}), 350},
+      {"no size table for video that calls itself AAC",
+       with_sizes(
+           video_track(test::video_entry(
+               "mp4v", 16, 16,
+               test::esds({.object_type = 0x40, .stream_type = 4, .decoder_specific_info = {0x11, 0x90}}))),
+           {10, 900, 20}),
+       900},
       {"AAC, with the size table", with_sizes(test::aac_track(3), {100, 200, 50}), 2020},
   };
   for (const auto& each : kCases) {
@@ -84,6 +94,10 @@ TEST(BufferSize, TakesNoLessThanItAskedFor) {
     ALLOCATOR_PROPERTIES properties{};
     EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), each.expected);
   }
+  FakeAllocator lowering;
+  lowering.lowered_request = 1;
+  ALLOCATOR_PROPERTIES properties{};
+  EXPECT_EQ(under_test.pin(0).DecideBufferSize(&lowering, &properties), E_FAIL);
 }
 
 TEST(BufferSize, NeedsASampleSizeThatTheFileCanHold) {

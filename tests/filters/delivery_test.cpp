@@ -302,7 +302,10 @@ TEST(Delivery, APointerThatIsRefusedIsAnError) {
   FakeSample refusing(kRoom);
   refusing.get_pointer = E_OUTOFMEMORY;
   EXPECT_EQ(under_test.fill(0, refusing), E_OUTOFMEMORY);
-  EXPECT_EQ(play(under_test).size(), 2u);
+  FakeSample null(kRoom);
+  null.null_pointer = true;
+  EXPECT_EQ(under_test.fill(0, null), E_POINTER);
+  EXPECT_EQ(play(under_test).size(), 1u);
 }
 
 }  // namespace

@@ -10,7 +10,9 @@ namespace zdr::tests {
 
 class FakeSample final : public IMediaSample {
  public:
-  explicit FakeSample(LONG size) : buffer(static_cast<size_t>(size)), length(size) {}
+  explicit FakeSample(LONG size) : buffer(static_cast<size_t>(size)), length(size) {
+    buffer.reserve(1);  // also an empty one has an address
+  }
 
   std::vector<BYTE> buffer;
   LONG length;
@@ -21,6 +23,7 @@ class FakeSample final : public IMediaSample {
   bool discontinuity = false;
   // What the calls answer.
   HRESULT get_pointer = S_OK;
+  bool null_pointer = false;
   HRESULT set_sync_point = S_OK;
   HRESULT set_discontinuity = S_OK;
 
@@ -29,7 +32,9 @@ class FakeSample final : public IMediaSample {
   HRESULT QueryInterface(REFIID, void** ppv) override { return *ppv = nullptr, E_NOINTERFACE; }
   ULONG AddRef() override { return 1; }
   ULONG Release() override { return 1; }
-  HRESULT GetPointer(BYTE** pointer) override { return *pointer = buffer.data(), get_pointer; }
+  HRESULT GetPointer(BYTE** pointer) override {
+    return *pointer = null_pointer ? nullptr : buffer.data(), get_pointer;
+  }
   LONG GetSize() override { return static_cast<LONG>(buffer.size()); }
   HRESULT GetTime(REFERENCE_TIME* from, REFERENCE_TIME* to) override {
     return *from = start, *to = stop, S_OK;

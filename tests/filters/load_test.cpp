@@ -52,6 +52,41 @@ TEST(Load, MakesAPinForTheFirstTrackOfEachKind) {
   }
 }
 
+TrackDescription with_id(TrackDescription track, uint32_t id) {
+  track.replaced["tkhd"] = test::tkhd({.track_id = id});
+  return track;
+}
+
+TEST(Load, LeavesOutVideoUnderTheIdOfThePlayedAudio) {
+  TrackDescription without_header = amr_track(3);  // its ID is taken for 0
+  without_header.replaced["tkhd"] = Bytes{};
+  const struct {
+    std::string name;
+    std::vector<TrackDescription> tracks;
+    std::vector<std::string> pins;
+  } kCases[] = {
+      {"both 7", {with_id(amr_track(3), 7), with_id(avc_track(3), 7)}, {"Audio0"}},
+      {"7 and 8", {with_id(amr_track(3), 7), with_id(avc_track(3), 8)}, {"Audio0", "Video0"}},
+      {"no header, and 0", {without_header, with_id(avc_track(3), 0)}, {"Audio0"}},
+  };
+  for (const auto& each : kCases) {
+    FilterUnderTest under_test(MovieDescription{.tracks = each.tracks});
+    EXPECT_EQ(under_test.load_result(), S_OK) << each.name;
+    EXPECT_EQ(under_test.pin_names(), each.pins) << each.name;
+  }
+}
+
+TEST(Load, TellsThoseWhoEnumeratePinsThatThereAreNewOnes) {
+  FilterUnderTest under_test;
+  com::ComPtr<IEnumPins> pins;
+  ASSERT_EQ(under_test.filter->EnumPins(pins.out()), S_OK);
+  com::ComPtr<IPin> pin;
+  EXPECT_EQ(pins->Next(1, pin.out(), nullptr), S_FALSE);
+  ASSERT_EQ(under_test.load(test::build_movie(amr_track(3)).bytes), S_OK);
+  pins->Reset();
+  EXPECT_EQ(pins->Next(1, pin.out(), nullptr), S_OK);
+}
+
 TEST(Load, TellsMissingFilesFromUnusableOnesWhateverTheExtension) {
   const Bytes movie = test::build_movie(amr_track(3)).bytes;
   const Bytes junk(64, 0x55);

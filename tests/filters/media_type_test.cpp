@@ -249,6 +249,14 @@ TEST(MediaType, FrameRateIsThatOverTheLongerTrack) {
       {"video alone, 10 frames in 1 s", {test::avc_track(10)}, 1000000},
       {"required: audio of 4 s", {test::avc_track(10), test::amr_track(200)}, 4000000},
       {"audio of 20 ms", {test::avc_track(10), test::amr_track(1)}, 1000000},
+      {"one picture beside 600 s of audio, more than 32 bits",
+       {test::avc_track(1),
+        [] {
+          TrackDescription track = test::amr_track(1);
+          track.replaced["mdhd"] = test::mdhd({.time_scale = 8000, .duration = 600 * 8000});
+          return track;
+        }()},
+       6000000000},
       {"unknown duration",
        {[] {
          TrackDescription track = test::avc_track(10);

@@ -270,7 +270,7 @@ TEST(SeekSoak, AStopEndsTheUnlimitedWaitForThePeer) {
     if (stop) {
       const auto begin = steady_clock::now();
       EXPECT_EQ(player.stop(), S_OK);
-      EXPECT_LT(steady_clock::now() - begin, std::chrono::milliseconds(900));
+      EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(5));
       EXPECT_TRUE(player.sink(kAudio).segment().samples.empty());
       player.sink(kVideo).give_buffers_back();
       continue;

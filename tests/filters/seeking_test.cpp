@@ -417,7 +417,7 @@ TEST(Seeking, AStopEndsAWaitForThePeer) {
   ASSERT_TRUE(graph.sink(1).wait_until_held());
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(graph.stop(), S_OK);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
 }  // namespace

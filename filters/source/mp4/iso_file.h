@@ -13,8 +13,8 @@ FileManagerPointer new_file_manager();
 // `path` outlives the descriptor.
 FMGR_Descriptor wide_file_descriptor(const WCHAR* path);
 
-// The ID of the first track of a type; 0, which none should have, when that track tells none. `track_count` is
-// what the file's counts tell, above 0. bad_alloc when memory runs out.
+// The ID of the first track of a type; 0, which none should have, when that track tells none. `track_count`
+// is what the file's counts tell, above 0. bad_alloc when memory runs out.
 uint32_t first_track_id(P3gppFile* file, uint32_t type, uint32_t track_count);
 
 // The file is opened for the question only.
