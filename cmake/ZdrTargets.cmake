@@ -42,8 +42,8 @@ function(zdr_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE zdr_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE ZDR_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
-  # Tests are compiled once and run for seconds: optimising them takes longer than it saves.
-  target_compile_options(${name} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O1>)
+  # Under a sanitizer, optimising a test takes longer than it saves.
+  target_compile_options(${name} PRIVATE $<$<BOOL:${ZDR_SANITIZE}>:-O1>)
   # Half of a test's compile time is these headers. ccache does not take precompiled headers as they are.
   if(NOT ZDR_CCACHE)
     target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
