@@ -43,7 +43,9 @@ function(zdr_test name)
   target_link_libraries(${name} PRIVATE zdr_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE ZDR_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
   # Under a sanitizer, optimising a test takes longer than it saves.
-  target_compile_options(${name} PRIVATE $<$<BOOL:${ZDR_SANITIZE}>:-O1>)
+  if(ZDR_SANITIZE)
+    target_compile_options(${name} PRIVATE -O1)
+  endif()
   # Half of a test's compile time is these headers. ccache does not take precompiled headers as they are.
   if(NOT ZDR_CCACHE)
     target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
