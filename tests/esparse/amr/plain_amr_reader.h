@@ -41,7 +41,8 @@ class PlainAmrReader {
   uint32_t size_of(uint8_t toc) const {
     static const uint32_t kNarrow[] = {13, 14, 16, 18, 20, 21, 27, 32, 6, 1, 1, 1, 1, 1, 1, 1};
     static const uint32_t kWide[] = {18, 24, 33, 37, 41, 47, 51, 59, 61, 6, 6, 0, 0, 0, 1, 1};
-    return (wide_ ? kWide : kNarrow)[(toc / 8) % 16];
+    const int type = toc / 8 % 16;
+    return wide_ ? kWide[type] : kNarrow[type];
   }
 
  private:
