@@ -43,7 +43,7 @@ bool AdtsFraming::read_header(BitReader& reader) {
   // A header that cannot be used ends the search: what looks like a syncword in a stream that has lost its
   // place is told to the caller, who has the rest of the input.
   const AdtsHeader header = parse_adts_header(reader);
-  if (!is_decodable(header)) return false;
+  if (reader.bits_left() < 0 || !is_decodable(header)) return false;
   sampling_index = header.sampling_index;
   profile = header.profile;
   blocks_left = header.raw_data_blocks;

@@ -164,6 +164,9 @@ int FramePipeline::convert_rate(int channels, int samples, int16_t* pcm) {
     converted += resample(resampler_[c], settings_.output.resampling_class, pcm + c, samples / channels,
                           settings_.channels);
   }
+  // A second channel that sets in later begins where the first one stands: both give the same count of
+  // samples.
+  if (channels == 1) resampler_[1] = resampler_[0];
   return converted;
 }
 

@@ -163,5 +163,24 @@ TEST_F(AdtsFramingTest, ConsumesTheHeaderAloneOfADamagedFrameInAGap) {
   EXPECT_EQ(decoder.decode(joined({0xE0, 0, 0}, unit(3, {}))).status, ZD_AAC_DEC_OK);
 }
 
+// A stream cut inside a header: nothing is consumed that wasn't given, and the held frame is still there.
+TEST_F(AdtsFramingTest, RefusesAHeaderThatIsCut) {
+  const Bytes whole = unit(3, {});
+  for (const bool in_gap : {false, true}) {
+    for (size_t size = 1; size < 7; ++size) {
+      TestDecoder decoder(config_of(file_));
+      for (size_t i = 0; i < 3; ++i) decoder.decode(unit(i, {}));
+      if (in_gap) decoder.lose();
+      EXPECT_EQ(decoder.decode(Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size))).status,
+                ZD_AAC_DEC_ERR_FAILED);
+      const Pcm all = expected();
+      const Output held = decoder.lose();
+      if (!in_gap) {
+        EXPECT_EQ(held.pcm, Pcm(all.begin() + 2 * 2048, all.begin() + 3 * 2048));
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace zdr::aacdec
