@@ -154,6 +154,7 @@ TEST_F(InputPinTest, RemembersTheLatestAllocator) {
   ComPtr<IMemAllocator> given;
   EXPECT_EQ(pin.GetAllocator(given.out()), S_OK);
   EXPECT_EQ(given.get(), other.get());
+  other->Decommit();
 }
 
 TEST_F(InputPinTest, CountsWhatItTakesOfSeveralSamples) {
