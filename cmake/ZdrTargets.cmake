@@ -42,13 +42,11 @@ function(zdr_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE zdr_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE ZDR_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
-  # Under a sanitizer, optimising a test takes longer than it saves.
-  if(ZDR_SANITIZE)
-    target_compile_options(${name} PRIVATE -O1)
-  endif()
   # Half of a test's compile time is these headers. ccache does not take precompiled headers as they are.
   if(NOT ZDR_CCACHE)
-    target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+    # Not for the C files that some tests have.
+    target_precompile_headers(${name} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gmock/gmock.h$<ANGLE-R>>"
+                                              "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>")
   endif()
   # The user's own registry could name another module for the files that tests play.
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
