@@ -2,7 +2,6 @@
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
-#include <optional>
 #include <string>
 #include <vector>
 

@@ -19,7 +19,9 @@ Status get_tag(const P3gppFile& file, uint32_t code, P3gppTag& tag) {
   node->type_name().copy(tag.type, 4);
   tag.size = node->size;
   tag.offset = node->offset;
-  payload_of<TagPayload>(node)->fill(tag);
+  const auto* payload = payload_of<TagPayload>(node);
+  tag.language = payload->language;
+  payload->fill(tag);
   return P3GPP_OK;
 }
 

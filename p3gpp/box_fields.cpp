@@ -147,12 +147,22 @@ void Speech3gpp2Payload::describe(const BoxNode& /*node*/, BoxFields& fields) co
   fields.number("frames_per_sample", frames_per_sample);
 }
 
+namespace {
+
+// What AC-3 and each substream of E-AC-3 tell alike.
+template <typename Stream>
+void describe_ac3_stream(const Stream& stream, BoxFields& fields) {
+  fields.number("fscod", stream.fscod);
+  fields.number("bsid", stream.bsid);
+  fields.number("bsmod", stream.bsmod);
+  fields.number("acmod", stream.acmod);
+  fields.number("lfeon", stream.lfeon);
+}
+
+}  // namespace
+
 void Ac3Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
-  fields.number("fscod", fscod);
-  fields.number("bsid", bsid);
-  fields.number("bsmod", bsmod);
-  fields.number("acmod", acmod);
-  fields.number("lfeon", lfeon);
+  describe_ac3_stream(*this, fields);
   fields.number("bit_rate_code", bit_rate_code);
   fields.number("bit_rate_kbps", bit_rate_kbps);
 }
@@ -161,11 +171,7 @@ void Eac3Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
   fields.number("data_rate_kbps", data_rate);
   for (const P3gppEac3Substream& substream : substreams) {
     fields.next_entry();
-    fields.number("fscod", substream.fscod);
-    fields.number("bsid", substream.bsid);
-    fields.number("bsmod", substream.bsmod);
-    fields.number("acmod", substream.acmod);
-    fields.number("lfeon", substream.lfeon);
+    describe_ac3_stream(substream, fields);
     fields.number("num_dep_sub", substream.num_dep_sub);
     fields.number("channel_location", substream.channel_location);
   }

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "p3gpp/box_tree.h"
+#include "p3gpp/handed_out_bytes.h"
 #include "p3gpp/p3gpp.h"
 
 namespace zdr::p3gpp {
@@ -39,9 +40,7 @@ class BoxFields {
 
  private:
   void tell(const char* name, int32_t kind, uint64_t number, std::string_view bytes) {
-    const P3gppBytes handed_out{reinterpret_cast<const uint8_t*>(bytes.data()),
-                                static_cast<uint32_t>(bytes.size())};
-    const P3gppBoxField field{name, entry_, kind, number, handed_out};
+    const P3gppBoxField field{name, entry_, kind, number, bytes_of(bytes)};
     visitor_.field(visitor_.caller, &field);
   }
 

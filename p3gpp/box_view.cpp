@@ -39,10 +39,8 @@ void walk(const BoxNode& node, const std::string& path, const P3gppBoxVisitor& v
 
 }  // namespace
 
-Status show_parsed_box(const ParseContext& context, const BoxNode& node, Status status) {
-  if (context.visitor == nullptr) return status;
-  show(*context.visitor, node, context.trail.path().c_str(), status);
-  return status;
+void show_parsed_box(const ParseContext& context, const BoxNode& node, Status status) {
+  if (context.visitor != nullptr) show(*context.visitor, node, context.trail.path().c_str(), status);
 }
 
 void walk_boxes(const P3gppFile& file, const P3gppBoxVisitor& visitor) {

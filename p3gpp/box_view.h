@@ -9,8 +9,7 @@
 namespace zdr::p3gpp {
 
 // Shows `node`, which `context.trail` was entered for last, if there is a visitor. Fields only after success.
-// Returns `status`.
-Status show_parsed_box(const ParseContext& context, const BoxNode& node, Status status);
+void show_parsed_box(const ParseContext& context, const BoxNode& node, Status status);
 
 // Parents first, in slot order. May throw bad_alloc.
 void walk_boxes(const P3gppFile& file, const P3gppBoxVisitor& visitor);

@@ -80,14 +80,14 @@ Status parse_box(BoxReader body, uint32_t size, const PathStep& box, const BoxNo
   ParseContext& context = body.context();
   const TrailScope scope(context.trail, box);
   BoxSlot node;
-  Status status = guarded([&]() -> Status {
+  const Status status = guarded([&]() -> Status {
     node = make_node(size, box, parent);
     if (const Status parsed = parse(body, *node); parsed != P3GPP_OK) return parsed;
     if (rest == Rest::kSkipped) body.skip_to_end();
     return body.status();
   });
   if (status != P3GPP_OK) context.trail.record(status);
-  if (node != nullptr) status = show_parsed_box(context, *node, status);
+  if (node != nullptr) show_parsed_box(context, *node, status);
   if (status == P3GPP_OK) result = std::move(node);
   return status;
 }
@@ -117,18 +117,14 @@ bool is_at_end(const ContainerRule& rule, const BoxReader& reader, const BoxNode
   return rule.complete != nullptr && rule.complete(*node.payload);
 }
 
-Status read_child(const ContainerRule& rule, BoxReader& reader, BoxNode& node, PathStep& child) {
-  const ChildRule* row = find_child_rule(rule, child);
+// `row` is null for a type without one.
+Status read_child(const ContainerRule& rule, const ChildRule* row, BoxReader& reader, BoxNode& node,
+                  PathStep& child) {
   if (row == nullptr) return skip_child(rule, reader, node, child);
   if (row->keep == Keep::kOpensInPlace) return open_in_place(reader);
   const size_t listed = rule.list == nullptr ? 0 : rule.list(*node.payload).size();
   if (row->keep == Keep::kList) child.ordinal = static_cast<uint32_t>(listed + 1);
   return handle_child(rule, *row, reader, node, child);
-}
-
-bool ends_container(const ContainerRule& rule, const PathStep& child) {
-  const ChildRule* row = find_child_rule(rule, child);
-  return row != nullptr && row->keep == Keep::kEndsContainer;
 }
 
 }  // namespace
@@ -139,11 +135,12 @@ Status parse_children(const ContainerRule& rule, BoxReader& reader, BoxNode& nod
     bool overruns = false;
     const Status header = read_child_header(reader, node, child, &overruns);
     if (header != P3GPP_OK) return handle_bad_header(rule, reader, child, overruns, header);
-    if (ends_container(rule, child)) {
+    const ChildRule* row = find_child_rule(rule, child);
+    if (row != nullptr && row->keep == Keep::kEndsContainer) {
       node.payload.reset();  // the box stays in the tree, empty
       return P3GPP_OK;
     }
-    const Status status = read_child(rule, reader, node, child);
+    const Status status = read_child(rule, row, reader, node, child);
     if (status == P3GPP_OK) continue;
     // A damaged track behind a sound one costs the file only the rest of its tracks.
     const bool tolerated = rule.tolerates_later_failure && child.ordinal > 1;

@@ -3,14 +3,14 @@
 #define ZDR_P3GPP_HANDED_OUT_BYTES_H
 
 #include <cstdint>
-#include <string>
+#include <string_view>
 
 #include "p3gpp/p3gpp.h"
 
 namespace zdr::p3gpp {
 
-// Leads into `text`, whose own NUL stands behind.
-inline P3gppBytes bytes_of(const std::string& text) {
+// Leads into `text`. Behind a whole std::string stands its own NUL.
+inline P3gppBytes bytes_of(std::string_view text) {
   return {reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size())};
 }
 

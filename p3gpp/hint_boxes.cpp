@@ -45,7 +45,7 @@ constexpr ChildRule in_statistic_slot(std::string_view type, BoxParser parse) {
   constexpr auto slot = [](BoxPayload& payload) -> BoxSlot& {
     return static_cast<HinfPayload&>(payload).statistics[kStatistic];
   };
-  return {type, parse, Keep::kSlot, slot, Rest::kSkipped};
+  return {type, parse, Keep::kSlot, slot};
 }
 
 constexpr std::array kHinfChildren{

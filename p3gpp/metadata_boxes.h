@@ -18,8 +18,6 @@
 
 namespace zdr::p3gpp {
 
-struct ContainerRule;
-
 // User data of the movie. The items of meta/ilst stand in it side by side with the asset boxes.
 struct MovieUdtaPayload final : BoxPayload {
   std::array<BoxSlot, P3GPP_TAG_COUNT> tags;  // by P3GPP_TAG_ code, from 1
@@ -33,13 +31,14 @@ BoxSlot& tag_slot(BoxPayload& payload) {
 
 // Base of the records in those slots.
 struct TagPayload : BoxPayload {
-  // Fills what the kind of tag has; the rest of `tag` is 0 already. Pointers lead into this record.
+  uint16_t language = 0;  // asset boxes: packed ISO 639-2/T, pad bit cleared; else 0
+  // Fills the text and the union as the kind of tag has them; the rest of `tag` is 0 already. Pointers lead
+  // into this record.
   virtual void fill(P3gppTag& tag) const = 0;
 };
 
 // titl, dscp, cprt, perf, auth, gnre.
 struct AssetTextPayload final : TagPayload {
-  uint16_t language = 0;  // packed ISO 639-2/T, pad bit cleared; so below
   std::string text;
   void fill(P3gppTag& tag) const override;
   void describe(const BoxNode& node, BoxFields& fields) const override;
@@ -48,7 +47,6 @@ struct AssetTextPayload final : TagPayload {
 struct RtngPayload final : TagPayload {
   std::array<char, 5> entity{};
   std::array<char, 5> criteria{};
-  uint16_t language = 0;
   std::string info;
   void fill(P3gppTag& tag) const override;
   void describe(const BoxNode& node, BoxFields& fields) const override;
@@ -57,14 +55,12 @@ struct RtngPayload final : TagPayload {
 struct ClsfPayload final : TagPayload {
   uint32_t entity = 0;
   uint16_t table_index = 0;
-  uint16_t language = 0;
   std::string info;
   void fill(P3gppTag& tag) const override;
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct KywdPayload final : TagPayload {
-  uint16_t language = 0;
   uint8_t keyword_count = 0;         // as stored
   std::string bytes;                 // what follows the count
   std::vector<P3gppBytes> keywords;  // the whole ones, pointing into `bytes`; never more than the count
@@ -73,7 +69,6 @@ struct KywdPayload final : TagPayload {
 };
 
 struct LociPayload final : TagPayload {
-  uint16_t language = 0;
   std::string name;  // without its terminator, as the other two texts
   uint8_t role = 0;
   uint32_t longitude = 0;  // 16.16 as stored, degrees; so latitude; altitude in metres
@@ -86,7 +81,6 @@ struct LociPayload final : TagPayload {
 };
 
 struct AlbmPayload final : TagPayload {
-  uint16_t language = 0;
   std::string title;
   uint8_t track_number = 0;
   void fill(P3gppTag& tag) const override;

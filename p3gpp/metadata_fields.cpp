@@ -13,7 +13,6 @@ void copy_characters(const std::array<char, 5>& from, char (&to)[5]) {
 }  // namespace
 
 void AssetTextPayload::fill(P3gppTag& tag) const {
-  tag.language = language;
   tag.text = bytes_of(text);
 }
 void AssetTextPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -22,7 +21,6 @@ void AssetTextPayload::describe(const BoxNode& /*node*/, BoxFields& fields) cons
 }
 
 void RtngPayload::fill(P3gppTag& tag) const {
-  tag.language = language;
   tag.text = bytes_of(info);
   copy_characters(entity, tag.u.rating.entity);
   copy_characters(criteria, tag.u.rating.criteria);
@@ -35,7 +33,6 @@ void RtngPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
 }
 
 void ClsfPayload::fill(P3gppTag& tag) const {
-  tag.language = language;
   tag.text = bytes_of(info);
   tag.u.classification.entity = entity;
   tag.u.classification.table_index = table_index;
@@ -48,7 +45,6 @@ void ClsfPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
 }
 
 void KywdPayload::fill(P3gppTag& tag) const {
-  tag.language = language;
   tag.u.keywords.claimed_count = keyword_count;
   tag.u.keywords.count = static_cast<uint32_t>(keywords.size());
   tag.u.keywords.list = keywords.data();
@@ -63,7 +59,6 @@ void KywdPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
 }
 
 void LociPayload::fill(P3gppTag& tag) const {
-  tag.language = language;
   tag.text = bytes_of(name);
   tag.u.location.role = role;
   tag.u.location.longitude = longitude;
@@ -84,7 +79,6 @@ void LociPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
 }
 
 void AlbmPayload::fill(P3gppTag& tag) const {
-  tag.language = language;
   tag.text = bytes_of(title);
   tag.u.album_track = track_number;
 }

@@ -8,7 +8,7 @@ namespace {
 
 template <uint32_t kTag>
 constexpr ChildRule in_tag_slot(std::string_view type, BoxParser parse) {
-  return {type, parse, Keep::kSlotIfPayload, tag_slot<kTag>, Rest::kSkipped};
+  return {type, parse, Keep::kSlotIfPayload, tag_slot<kTag>};
 }
 
 constexpr std::array kMovieUdtaChildren{
@@ -32,40 +32,27 @@ constexpr std::array kUserMetaChildren{
     ChildRule{"meta", nullptr, Keep::kOpensInPlace},
 };
 
-// The copyright sign begins the types of the classic text items.
+// The copyright sign, \251, begins the types of the classic text items. In octal, since a hexadecimal escape
+// would go on into the letters.
 constexpr std::array kItems{
-    in_tag_slot<P3GPP_TAG_ITEM_NAME>("\xA9"
-                                     "nam",
-                                     parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_NAME>("\251nam", parse_text_item),
     in_tag_slot<P3GPP_TAG_ITEM_COMPILATION>("cpil", parse_text_item),
-    in_tag_slot<P3GPP_TAG_ITEM_ALBUM>("\xA9"
-                                      "alb",
-                                      parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_ALBUM>("\251alb", parse_text_item),
     // Required: both spellings share a slot, as both forms of the genre do.
-    in_tag_slot<P3GPP_TAG_ITEM_ARTIST>("\xA9"
-                                       "ART",
-                                       parse_text_item),
-    in_tag_slot<P3GPP_TAG_ITEM_ARTIST>("\xA9"
-                                       "art",
-                                       parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_ARTIST>("\251ART", parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_ARTIST>("\251art", parse_text_item),
     in_tag_slot<P3GPP_TAG_ITEM_COPYRIGHT>("cprt", parse_text_item),
-    in_tag_slot<P3GPP_TAG_ITEM_WRITER>("\xA9"
-                                       "wrt",
-                                       parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_WRITER>("\251wrt", parse_text_item),
     in_tag_slot<P3GPP_TAG_ITEM_DESCRIPTION>("desc", parse_text_item),
     in_tag_slot<P3GPP_TAG_ITEM_ALBUM_ARTIST>("aART", parse_text_item),
-    in_tag_slot<P3GPP_TAG_ITEM_GENRE>("\xA9"
-                                      "gen",
-                                      parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_GENRE>("\251gen", parse_text_item),
     in_tag_slot<P3GPP_TAG_ITEM_GENRE>("gnre", parse_genre_item),
     in_tag_slot<P3GPP_TAG_ITEM_TRACK>("trkn", parse_number_item),
     in_tag_slot<P3GPP_TAG_ITEM_DISC>("disk", parse_number_item),
     in_tag_slot<P3GPP_TAG_ITEM_COVER>("covr", parse_cover_item),
     // No item of the file has this type: it is the name of a free-form item.
     in_tag_slot<P3GPP_TAG_ITEM_GRACENOTE>("gnid", nullptr),
-    in_tag_slot<P3GPP_TAG_ITEM_DATE>("\xA9"
-                                     "day",
-                                     parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_DATE>("\251day", parse_text_item),
 };
 
 constexpr std::array kMovieMetaChildren{

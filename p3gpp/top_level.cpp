@@ -101,7 +101,7 @@ Status TopLevelScan::skip(const Box& box, Next& next) {
 
 void TopLevelScan::show(const Box& box) {
   const TrailScope scope(context_.trail, box.step);
-  (void)show_parsed_box(context_, *make_node(box.size, box.step, nullptr), P3GPP_OK);
+  show_parsed_box(context_, *make_node(box.size, box.step, nullptr), P3GPP_OK);
 }
 
 Status TopLevelScan::handle(const Box& box, Next& next) {

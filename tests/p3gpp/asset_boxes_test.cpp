@@ -124,11 +124,9 @@ TEST(AssetBoxes, LocationsKeepWhatIsWhole) {
 }
 
 TEST(AssetBoxes, LaterOnesReplaceEarlierOnesAndUnknownOnesAreSkipped) {
-  const Bytes file = with_user_data(concat({asset("titl", "old"), box("abcd", Bytes(5)),
-                                            box("\xA9"
-                                                "nam",
-                                                Bytes(9)),
-                                            asset("titl", "new"), asset("auth", "me")}));
+  const Bytes file =
+      with_user_data(concat({asset("titl", "old"), box("abcd", Bytes(5)), box("\251nam", Bytes(9)),
+                             asset("titl", "new"), asset("auth", "me")}));
   const OpenedMovie movie(file);
   EXPECT_EQ(tag_text(movie, P3GPP_TAG_TITLE), "new");
   EXPECT_EQ(tag_text(movie, P3GPP_TAG_AUTHOR), "me");

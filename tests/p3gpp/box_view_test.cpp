@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <set>
 
 #include "tagged_movie.h"
 #include "tests/support/movie_builder.h"
@@ -66,6 +67,8 @@ TEST(BoxView, ShowsEveryKeptBoxWhereTheFileHasIt) {
   const P3gppBoxVisitor visitor = shown.visitor();
   ASSERT_EQ(P3GPP_WalkBoxes(movie.file, &visitor), P3GPP_OK);
   EXPECT_GT(shown.boxes.size(), 75u);
+  const std::vector<std::string> paths = shown.paths();
+  EXPECT_EQ(std::set<std::string>(paths.begin(), paths.end()).size(), paths.size()) << "each once";
   for (const Shown::Box& each : shown.boxes) {
     if (each.path.find("gnid") != std::string::npos) continue;  // named by its content
     EXPECT_EQ(load_be32(file, each.header.offset), each.header.size) << each.path;

@@ -8,32 +8,12 @@ namespace {
 
 TEST(ItemList, KeepsEveryKindOfItem) {
   const std::string cover = "\x89PNG" + std::string(300, '\x01');
-  const OpenedMovie movie(with_items({item("\xA9"
-                                           "nam",
-                                           "na\xC3\xAFve"),
-                                      item("cpil", "\x01"),
-                                      item("\xA9"
-                                           "alb",
-                                           "album"),
-                                      item("\xA9"
-                                           "ART",
-                                           "artist"),
-                                      item("cprt", "right"),
-                                      item("\xA9"
-                                           "wrt",
-                                           "writer"),
-                                      item("desc", "about"), item("aART", "band"),
-                                      item("\xA9"
-                                           "gen",
-                                           "genre"),
-                                      number_item("trkn", 3, 12), number_item("disk", 1, 2),
-                                      item("covr", cover), freeform_item("com.apple.iTunes", "gnid", "id"),
-                                      item("\xA9"
-                                           "day",
-                                           "2001"),
-                                      item("\xA9"
-                                           "too",
-                                           "unknown")}));
+  const OpenedMovie movie(with_items(
+      {item("\251nam", "na\xC3\xAFve"), item("cpil", "\x01"), item("\251alb", "album"),
+       item("\251ART", "artist"), item("cprt", "right"), item("\251wrt", "writer"), item("desc", "about"),
+       item("aART", "band"), item("\251gen", "genre"), number_item("trkn", 3, 12), number_item("disk", 1, 2),
+       item("covr", cover), freeform_item("com.apple.iTunes", "gnid", "id"), item("\251day", "2001"),
+       item("\251too", "unknown")}));
   ASSERT_EQ(movie.status, P3GPP_OK);
   const char* const texts[] = {"na\xC3\xAFve", "\x01",  "album", "artist", "right",
                                "writer",       "about", "band",  "genre"};
@@ -51,9 +31,7 @@ TEST(ItemList, KeepsEveryKindOfItem) {
   EXPECT_EQ(id.text(), "id");
   EXPECT_STREQ(id.fields.type, "gnid");
   EXPECT_EQ(tag_text(movie, P3GPP_TAG_ITEM_DATE), "2001");
-  EXPECT_STREQ(Tag(movie, P3GPP_TAG_ITEM_NAME).fields.type,
-               "\xA9"
-               "nam");
+  EXPECT_STREQ(Tag(movie, P3GPP_TAG_ITEM_NAME).fields.type, "\251nam");
 }
 
 TEST(ItemList, RequiredGenreNamesStandOnePlaceEarlyBehindSwing) {
@@ -78,24 +56,14 @@ TEST(ItemList, RequiredGenreNamesStandOnePlaceEarlyBehindSwing) {
       with_items({item("gnre", "\x01"), item("gnre", std::string("\0\1\0", 3)), item("desc", "d")}));
   EXPECT_EQ(tag_text(odd, P3GPP_TAG_ITEM_GENRE), "-") << "not the length of a code";
   EXPECT_EQ(tag_text(odd, P3GPP_TAG_ITEM_DESCRIPTION), "d");
-  const OpenedMovie both(with_items({item("\xA9"
-                                          "gen",
-                                          "text"),
-                                     item("gnre", std::string("\0\2", 2))}));
+  const OpenedMovie both(with_items({item("\251gen", "text"), item("gnre", std::string("\0\2", 2))}));
   EXPECT_EQ(tag_text(both, P3GPP_TAG_ITEM_GENRE), "Classic Rock") << "one slot for both forms";
 }
 
 TEST(ItemList, RequiredBothSpellingsOfTheArtistShareASlot) {
-  const OpenedMovie movie(with_items({item("\xA9"
-                                           "ART",
-                                           "first"),
-                                      item("\xA9"
-                                           "art",
-                                           "second")}));
+  const OpenedMovie movie(with_items({item("\251ART", "first"), item("\251art", "second")}));
   EXPECT_EQ(tag_text(movie, P3GPP_TAG_ITEM_ARTIST), "second");
-  EXPECT_STREQ(Tag(movie, P3GPP_TAG_ITEM_ARTIST).fields.type,
-               "\xA9"
-               "art");
+  EXPECT_STREQ(Tag(movie, P3GPP_TAG_ITEM_ARTIST).fields.type, "\251art");
 }
 
 // The list goes on behind the item's first child.
@@ -106,44 +74,17 @@ TEST(ItemList, RequiredItemsEndWithTheirFirstChild) {
     Bytes items;
     std::string title;
   };
-  const Bytes name_first =
-      box("\xA9"
-          "nam",
-          {full_box("name", 0, 0, {'x'}), data_atom("hidden")});
+  const Bytes name_first = box("\251nam", {full_box("name", 0, 0, {'x'}), data_atom("hidden")});
   const std::vector<Case> cases = {
       {"first child is not data", name_first, "-"},
-      {"second data is an item of unknown type",
-       box("\xA9"
-           "nam",
-           {data_atom("a"), data_atom("b")}),
-       "a"},
+      {"second data is an item of unknown type", box("\251nam", {data_atom("a"), data_atom("b")}), "a"},
       {"unknown item, whatever it holds", box("abcd", header(0xFFFFFF, "data")), "-"},
-      {"data of 16 bytes",
-       item("\xA9"
-            "nam",
-            ""),
-       ""},
-      {"data of 15 bytes",
-       box("\xA9"
-           "nam",
-           box("data", Bytes(7))),
-       "-"},
-      {"data of 8 bytes",
-       box("\xA9"
-           "nam",
-           box("data")),
-       "-"},
-      {"no child: the next item is taken for one",
-       concat({box("\xA9"
-                   "nam"),
-               item("cprt", "lost")}),
-       "-"},
+      {"data of 16 bytes", item("\251nam", ""), ""},
+      {"data of 15 bytes", box("\251nam", box("data", Bytes(7))), "-"},
+      {"data of 8 bytes", box("\251nam", box("data")), "-"},
+      {"no child: the next item is taken for one", concat({box("\251nam"), item("cprt", "lost")}), "-"},
       {"child beyond its item",
-       concat({with_size(box("\xA9"
-                             "nam",
-                             with_size(data_atom("a"), 30)),
-                         25),
-               Bytes(13)}),
+       concat({with_size(box("\251nam", with_size(data_atom("a"), 30)), 25), Bytes(13)}),
        "a" + std::string(13, '\0')},
   };
   for (const Case& each : cases) {
@@ -242,10 +183,7 @@ TEST(ItemList, RequiredDamageInsideFailsTheOpen) {
 // Required: a meta inside meta is opened in place, and only 4 of its first 12 bytes count. It is understood
 // where it and all boxes around it tell 8 bytes less than they have; a well-formed file does not.
 TEST(ItemList, RequiredMetaInsideMetaCountsFourBytes) {
-  const Bytes inner =
-      item_list_meta({item("\xA9"
-                           "nam",
-                           "inner")});
+  const Bytes inner = item_list_meta({item("\251nam", "inner")});
   const Bytes well_formed = with_user_data(full_box("meta", 0, 0, inner));
   EXPECT_EQ(OpenedMovie(well_formed).status, P3GPP_ERR_GENERIC);
 

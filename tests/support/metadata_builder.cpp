@@ -101,27 +101,11 @@ Bytes full_user_data() {
   all.append(albm(utf8("album"), 7)).append(yrrc(1999));
   return all
       .append(item_list_meta(
-          {item("\xA9"
-                "nam",
-                "name"),
-           item("cpil", "\x01"),
-           item("\xA9"
-                "alb",
-                "album"),
-           item("\xA9"
-                "ART",
-                "artist"),
-           item("cprt", "right"),
-           item("\xA9"
-                "wrt",
-                "writer"),
-           item("desc", "about"), item("aART", "band"), item("gnre", std::string("\0\x11", 2)),
-           number_item("trkn", 3, 12), number_item("disk", 1, 2), item("covr", "\x89PNG"),
-           freeform_item("com.example", "other", "x"), freeform_item("com.example", "gnid", "id"),
-           item("\xA9"
-                "day",
-                "2001"),
-           item("xxxx", "unknown")}))
+          {item("\251nam", "name"), item("cpil", "\x01"), item("\251alb", "album"), item("\251ART", "artist"),
+           item("cprt", "right"), item("\251wrt", "writer"), item("desc", "about"), item("aART", "band"),
+           item("gnre", std::string("\0\x11", 2)), number_item("trkn", 3, 12), number_item("disk", 1, 2),
+           item("covr", "\x89PNG"), freeform_item("com.example", "other", "x"),
+           freeform_item("com.example", "gnid", "id"), item("\251day", "2001"), item("xxxx", "unknown")}))
       .bytes;
 }
 

@@ -46,7 +46,7 @@ Bytes yrrc(uint16_t year);
 // A box "data": type, locale, value.
 Bytes data_atom(const Bytes& value, uint32_t data_type = 1);
 Bytes data_atom(std::string_view value, uint32_t data_type = 1);
-// An item with one such value; the type may begin with the byte 0xA9.
+// An item with one such value; the type may begin with the byte \251.
 Bytes item(std::string_view type, std::string_view value);
 Bytes number_item(std::string_view type, uint16_t number, uint16_t total);
 Bytes freeform_item(std::string_view mean, std::string_view name, std::string_view value);
