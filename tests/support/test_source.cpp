@@ -50,7 +50,7 @@ HRESULT TestStream::FillBuffer(IMediaSample* sample) {
   REFERENCE_TIME stop = start + kDuration;
   sample->SetTime(&start, &stop);
   sample->SetSyncPoint(TRUE);
-  sample->SetDiscontinuity(number == first_);
+  sample->SetDiscontinuity(number == played_from_);
   return S_OK;
 }
 
@@ -66,7 +66,7 @@ HRESULT TestStream::OnThreadDestroy() {
 
 HRESULT TestStream::OnThreadStartPlay() {
   log("start play");
-  next_ = first_;
+  next_ = played_from_ = first_;
   return DeliverNewSegment(next_ * kDuration, MAX_TIME, 1.0);
 }
 

@@ -55,7 +55,9 @@ class TestStream final : public CSourceStream {
 
   const StreamOptions options_;
   std::atomic<uint32_t> first_{0};
-  uint32_t next_ = 0;  // the worker's
+  // The worker's. What it plays from is not yet the latest `first_` while a seek waits for it to stop.
+  uint32_t played_from_ = 0;
+  uint32_t next_ = 0;
 };
 
 class TestSource final : public CSource {
