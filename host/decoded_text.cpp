@@ -43,7 +43,7 @@ DecodedText from_utf16(std::span<const uint8_t> bytes, bool big_endian) {
     text.is_valid = text.is_valid && !is_surrogate(code);
     append_utf8(text.utf8, is_surrogate(code) ? kReplacement : code);
   }
-  if (at < bytes.size()) {  // half a unit
+  if (at < bytes.size() && bytes[at] != 0) {  // half a unit
     text.is_valid = false;
     append_utf8(text.utf8, kReplacement);
   }
@@ -91,18 +91,30 @@ bool starts_with(std::span<const uint8_t> bytes, std::initializer_list<uint8_t> 
   return bytes.size() >= mark.size() && std::equal(mark.begin(), mark.end(), bytes.begin());
 }
 
+bool is_utf16(std::span<const uint8_t> bytes) {
+  return starts_with(bytes, {0xFE, 0xFF}) || starts_with(bytes, {0xFF, 0xFE});
+}
+
 }  // namespace
 
 DecodedText decode_text(std::span<const uint8_t> bytes) {
-  const bool is_big_endian = starts_with(bytes, {0xFE, 0xFF});
   DecodedText text;
-  if (is_big_endian || starts_with(bytes, {0xFF, 0xFE})) {
-    text = from_utf16(bytes.subspan(2), is_big_endian);
+  if (is_utf16(bytes)) {
+    text = from_utf16(bytes.subspan(2), bytes[0] == 0xFE);
   } else {
     text = from_utf8(starts_with(bytes, {0xEF, 0xBB, 0xBF}) ? bytes.subspan(3) : bytes);
   }
   text.utf8.resize(text.utf8.find_last_not_of('\0') + 1);
   return text;
+}
+
+size_t front_length(std::span<const uint8_t> text, size_t limit) {
+  if (text.size() <= limit) return text.size();
+  if (is_utf16(text)) return limit - limit % 2;
+  size_t length = limit;
+  constexpr size_t kMostFollowers = 3;
+  while (length > 0 && limit - length < kMostFollowers && (text[length] & 0xC0) == 0x80) --length;
+  return length;
 }
 
 std::string printable(std::string_view utf8) {
@@ -154,10 +166,12 @@ std::string hex_text(std::span<const uint8_t> bytes, size_t limit) {
   return text;
 }
 
-void add_text(nlohmann::ordered_json& object, const std::string& name, std::span<const uint8_t> bytes) {
-  const DecodedText text = decode_text(bytes);
+void add_text(nlohmann::ordered_json& object, const std::string& name, std::span<const uint8_t> bytes,
+              size_t limit, size_t hex_limit) {
+  const DecodedText text = decode_text(bytes.first(front_length(bytes, limit)));
   object[name] = text.utf8;
-  if (!text.is_valid) object[name + "_hex"] = hex_text(bytes, bytes.size());
+  if (bytes.size() > limit) object[name + "_bytes"] = bytes.size();
+  if (!text.is_valid) object[name + "_hex"] = hex_text(bytes, hex_limit);
 }
 
 }  // namespace zdr::host

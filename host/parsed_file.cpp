@@ -41,12 +41,13 @@ constexpr OtherTracks kOtherTracks[] = {
     {&P3gppTrackCounts::object_descriptor, "object descriptor"},
 };
 
-uint32_t sample_count(P3gppFile* file, uint32_t id) {
+int32_t get_sample_count(P3gppFile* file, uint32_t id, uint32_t& count) {
   P3gppTrackInfo* info = nullptr;
-  if (P3GPP_GetTrackInfo(file, id, &info) != P3GPP_OK) return 0;
-  const uint32_t count = info->sample_count;
+  const int32_t status = P3GPP_GetTrackInfo(file, id, &info);
+  if (status != P3GPP_OK) return status;
+  count = info->sample_count;
   info->release(info);
-  return count;
+  return P3GPP_OK;
 }
 
 void note_tracks(const ParsedFile& parsed, uint32_t type, const char* name, std::vector<std::string>& notes) {
@@ -55,7 +56,12 @@ void note_tracks(const ParsedFile& parsed, uint32_t type, const char* name, std:
   if (ids.size() > 1) {
     notes.push_back(std::to_string(ids.size() - 1) + " further " + name + " track(s) not used; the first is");
   }
-  if (sample_count(parsed.file(), ids[0]) == 0) {
+  uint32_t samples = 0;
+  const int32_t status = get_sample_count(parsed.file(), ids[0], samples);
+  if (status != P3GPP_OK) {
+    notes.push_back(std::string("the ") + name + " track has no usable sample tables [" +
+                    std::to_string(status) + "]");
+  } else if (samples == 0) {
     notes.push_back(std::string("the ") + name +
                     " track has no samples in its tables (movie fragments are not read)");
   }
@@ -145,7 +151,9 @@ std::optional<Shortfall> find_shortfall(const std::string& file, uint32_t track_
     return std::nullopt;
   std::error_code code;
   const uint64_t file_size = std::filesystem::file_size(file, code);
-  const Shortfall shortfall = measure(track, sample_count(parsed.file(), ids[0]), payload_bytes, file_size);
+  uint32_t samples = 0;
+  get_sample_count(parsed.file(), ids[0], samples);
+  const Shortfall shortfall = measure(track, samples, payload_bytes, file_size);
   P3GPP_CloseTrack(track);
   if (shortfall.delivered_units == shortfall.total_units) return std::nullopt;
   return shortfall;

@@ -1,4 +1,6 @@
 // Public operations that look into an open file: tags, hint information, boxes. No stream is touched.
+#include <cstring>
+
 #include "p3gpp/box_view.h"
 #include "p3gpp/handed_out_bytes.h"
 #include "p3gpp/hint_boxes.h"
@@ -70,20 +72,23 @@ using namespace zdr::p3gpp;
 
 int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag) {
   if (tag == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
-  *tag = {};
+  // Not by assignment, which need not clear the members of the union behind its first.
+  std::memset(tag, 0, sizeof *tag);
   if (file == nullptr || tag_code == 0 || tag_code > P3GPP_TAG_COUNT) return P3GPP_ERR_BAD_ARGUMENT;
   return get_tag(*file, tag_code, *tag);
 }
 
 int32_t P3GPP_GetId3Location(P3gppFile* file, P3gppId3Location* location) {
-  if (file == nullptr || location == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
+  if (location == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   *location = {};
+  if (file == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return get_id3_location(*file, *location);
 }
 
 int32_t P3GPP_GetHintInfo(P3gppFile* file, uint32_t track_id, P3gppHintInfo* info) {
-  if (file == nullptr || info == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
+  if (info == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   *info = {};
+  if (file == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return get_hint_info(*file, track_id, *info);
 }
 

@@ -50,7 +50,7 @@ void ElstPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
   for (const ElstEntry& entry : entries) {
     fields.next_entry();
     fields.number("segment_duration", entry.segment_duration);
-    fields.number("media_time", entry.media_time);
+    fields.integer("media_time", static_cast<int32_t>(entry.media_time));  // -1: an empty edit
     fields.fixed("media_rate", uint32_t{entry.media_rate_integer} << 16 | entry.media_rate_fraction);
   }
 }

@@ -20,6 +20,9 @@ class BoxFields {
   explicit BoxFields(const P3gppBoxVisitor& visitor) : visitor_(visitor) {}
 
   void number(const char* name, uint64_t value) { tell(name, P3GPP_FIELD_NUMBER, value, {}); }
+  void integer(const char* name, int32_t value) {
+    tell(name, P3GPP_FIELD_SIGNED, static_cast<uint64_t>(int64_t{value}), {});
+  }
   void fixed(const char* name, uint32_t value) { tell(name, P3GPP_FIELD_FIXED, value, {}); }
   void language(uint16_t packed) { tell("language", P3GPP_FIELD_LANGUAGE, packed, {}); }
   // The first four of the characters.
@@ -27,8 +30,9 @@ class BoxFields {
     tell(name, P3GPP_FIELD_TYPE, 0, {value.data(), 4});
   }
   void text(const char* name, std::string_view value) { tell(name, P3GPP_FIELD_TEXT, 0, value); }
+  void bytes(const char* name, std::string_view value) { tell(name, P3GPP_FIELD_BYTES, 0, value); }
   void bytes(const char* name, std::span<const uint8_t> value) {
-    tell(name, P3GPP_FIELD_BYTES, 0, {reinterpret_cast<const char*>(value.data()), value.size()});
+    bytes(name, std::string_view(reinterpret_cast<const char*>(value.data()), value.size()));
   }
   // A time or duration of a full box of `version`.
   void time(const char* name, const FileTime& value, uint8_t version) {

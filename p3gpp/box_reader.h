@@ -95,7 +95,11 @@ class BoxReader {
 
   // Counts the last `count` bytes as still to come, although the stream is behind them: it then runs ahead of
   // the arithmetic, as narrowed() lets it fall behind.
-  void count_again(uint64_t count) { remaining_ += count; }
+  void count_again(uint64_t count) {
+    remaining_ += count;
+    counted_again_ += count;
+  }
+  uint64_t counted_again() const { return counted_again_; }
 
   // Version and flags of a full box, stored in `node`.
   void read_full_box_header(BoxNode& node);
@@ -115,6 +119,7 @@ class BoxReader {
 
   ParseContext& context_;
   uint64_t remaining_;
+  uint64_t counted_again_ = 0;
   Status status_ = P3GPP_OK;
 };
 

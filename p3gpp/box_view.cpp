@@ -17,6 +17,7 @@ void show(const P3gppBoxVisitor& visitor, const BoxNode& node, const char* path,
                .flags = uint32_t{node.flags[0]} << 16 | uint32_t{node.flags[1]} << 8 | node.flags[2],
                .size = node.size,
                .offset = node.offset,
+               .disposition = P3GPP_BOX_READ,
                .status = status};
   node.type_name().copy(box.type, 4);
   visitor.box(visitor.caller, &box);
@@ -41,6 +42,21 @@ void walk(const BoxNode& node, const std::string& path, const P3gppBoxVisitor& v
 
 void show_parsed_box(const ParseContext& context, const BoxNode& node, Status status) {
   if (context.visitor != nullptr) show(*context.visitor, node, context.trail.path().c_str(), status);
+}
+
+void show_unread_box(const ParseContext& context, const PathStep& box, Status status) {
+  if (context.visitor == nullptr) return;
+  const PathText path = context.trail.path_of(box);
+  P3gppBox shown{.path = path.c_str(),
+                 .type = {},
+                 .version = 0,
+                 .flags = 0,
+                 .size = box.size,
+                 .offset = box.offset,
+                 .disposition = status == P3GPP_OK ? P3GPP_BOX_SKIPPED : P3GPP_BOX_REFUSED,
+                 .status = status};
+  std::string_view(box.type.data(), 4).copy(shown.type, 4);
+  context.visitor->box(context.visitor->caller, &shown);
 }
 
 void walk_boxes(const P3gppFile& file, const P3gppBoxVisitor& visitor) {

@@ -25,11 +25,13 @@ Status open_in_place(BoxReader& reader) {
   return reader.status();
 }
 
-Status skip_child(const ContainerRule& rule, BoxReader& reader, BoxNode& node, const PathStep& child) {
-  if (rule.lists_unknown_children) rule.list(*node.payload).emplace_back();
-  reader.skip(child.size - kBoxHeaderSize);
-  if (reader.status() != P3GPP_OK) reader.context().trail.record(reader.status(), child);
-  return reader.status();
+Status skip_unknown_child(const ContainerRule& rule, BoxReader& reader, BoxNode& node, PathStep& child) {
+  if (rule.lists_unknown_children) {
+    BoxList& list = rule.list(*node.payload);
+    list.emplace_back();
+    child.ordinal = static_cast<uint32_t>(list.size());
+  }
+  return skip_child(reader, child);
 }
 
 Status handle_child(const ContainerRule& rule, const ChildRule& row, BoxReader& reader, BoxNode& node,
@@ -44,7 +46,7 @@ Status handle_child(const ContainerRule& rule, const ChildRule& row, BoxReader& 
 
 Status read_child_header(BoxReader& reader, const BoxNode& parent, PathStep& child, bool* overruns) {
   ParseContext& context = reader.context();
-  child.offset = parent.offset + (parent.size - reader.remaining());
+  child.offset = parent.offset + (parent.size - reader.remaining()) + reader.counted_again();
   if (reader.remaining() < kBoxHeaderSize) {
     // Whatever number stands here, a box of that size would not fit.
     const Status status = context.left_in_file() < kBoxHeaderSize ? P3GPP_ERR_READ : P3GPP_ERR_BOX_SIZE;
@@ -62,8 +64,20 @@ Status read_child_header(BoxReader& reader, const BoxNode& parent, PathStep& chi
   if (overruns != nullptr) *overruns = runs_past_end;
   if (child.size >= kBoxHeaderSize && !runs_past_end) return P3GPP_OK;
   const bool callers_matter = overruns != nullptr && runs_past_end;
-  if (!callers_matter) context.trail.record(P3GPP_ERR_BOX_SIZE, child);
-  return P3GPP_ERR_BOX_SIZE;
+  return callers_matter ? P3GPP_ERR_BOX_SIZE : refuse_child(context, child, P3GPP_ERR_BOX_SIZE);
+}
+
+Status refuse_child(ParseContext& context, const PathStep& child, Status status) {
+  context.trail.record(status, child);
+  show_unread_box(context, child, status);
+  return status;
+}
+
+Status skip_child(BoxReader& reader, const PathStep& child) {
+  reader.skip(child.size - kBoxHeaderSize);
+  if (reader.status() != P3GPP_OK) return refuse_child(reader.context(), child, reader.status());
+  show_unread_box(reader.context(), child, P3GPP_OK);
+  return P3GPP_OK;
 }
 
 BoxSlot make_node(uint32_t size, const PathStep& box, const BoxNode* parent) {
@@ -104,7 +118,11 @@ namespace {
 Status handle_bad_header(const ContainerRule& rule, BoxReader& reader, const PathStep& child, bool overruns,
                          Status status) {
   if (!overruns) return status;
-  if (rule.overrun != Overrun::kEndsContainer) reader.context().trail.record(status, child);
+  if (rule.overrun == Overrun::kEndsContainer) {
+    show_unread_box(reader.context(), child, status);  // tolerated, so it is nobody's error
+  } else {
+    refuse_child(reader.context(), child, status);
+  }
   if (rule.overrun == Overrun::kFails) return status;
   reader.skip_to_end();
   if (reader.status() != P3GPP_OK) return reader.status();
@@ -120,7 +138,7 @@ bool is_at_end(const ContainerRule& rule, const BoxReader& reader, const BoxNode
 // `row` is null for a type without one.
 Status read_child(const ContainerRule& rule, const ChildRule* row, BoxReader& reader, BoxNode& node,
                   PathStep& child) {
-  if (row == nullptr) return skip_child(rule, reader, node, child);
+  if (row == nullptr) return skip_unknown_child(rule, reader, node, child);
   if (row->keep == Keep::kOpensInPlace) return open_in_place(reader);
   const size_t listed = rule.list == nullptr ? 0 : rule.list(*node.payload).size();
   if (row->keep == Keep::kList) child.ordinal = static_cast<uint32_t>(listed + 1);
@@ -137,6 +155,7 @@ Status parse_children(const ContainerRule& rule, BoxReader& reader, BoxNode& nod
     if (header != P3GPP_OK) return handle_bad_header(rule, reader, child, overruns, header);
     const ChildRule* row = find_child_rule(rule, child);
     if (row != nullptr && row->keep == Keep::kEndsContainer) {
+      show_unread_box(reader.context(), child, P3GPP_OK);
       node.payload.reset();  // the box stays in the tree, empty
       return P3GPP_OK;
     }

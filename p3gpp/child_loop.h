@@ -18,6 +18,12 @@ namespace zdr::p3gpp {
 // told there, and left to the caller to record as an error or to tolerate.
 Status read_child_header(BoxReader& reader, const BoxNode& parent, PathStep& child, bool* overruns = nullptr);
 
+// Blames and shows `child`, of which only the header was read, for `status`, and returns that.
+Status refuse_child(ParseContext& context, const PathStep& child, Status status);
+
+// Passes over the body of a child whose header was just read.
+Status skip_child(BoxReader& reader, const PathStep& child);
+
 // A node without payload; `size` is the 32-bit field.
 BoxSlot make_node(uint32_t size, const PathStep& box, const BoxNode* parent);
 

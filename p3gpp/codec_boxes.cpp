@@ -19,15 +19,15 @@ void read_d263_child(BoxReader& reader, const BoxNode& node, D263Payload& payloa
     reader.fail(status);
     return;
   }
-  BoxReader body = reader.narrowed(child.size - kBoxHeaderSize);
   if (std::string_view(child.type.data(), 4) != "bitr") {
-    body.skip_to_end();
-  } else {
-    const auto bitrates = body.read_array<8>();
-    payload.average_bitrate = load_be32(bitrates.data());
-    payload.max_bitrate = load_be32(bitrates.data() + 4);
-    body.skip_to_end();
+    reader.fail(skip_child(reader, child));
+    return;
   }
+  BoxReader body = reader.narrowed(child.size - kBoxHeaderSize);
+  const auto bitrates = body.read_array<8>();
+  payload.average_bitrate = load_be32(bitrates.data());
+  payload.max_bitrate = load_be32(bitrates.data() + 4);
+  body.skip_to_end();
   reader.fail(body.status());
 }
 

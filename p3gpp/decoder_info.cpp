@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <span>
 
 #include "p3gpp/box_reader.h"
@@ -274,7 +275,8 @@ void release_decoder_info(P3gppDecoderInfo* info) {
 }  // namespace
 
 OwnedDecoderInfo make_decoder_info() {
-  auto* info = new P3gppDecoderInfo();
+  auto* info = new P3gppDecoderInfo;
+  std::memset(info, 0, sizeof *info);  // all members of the union
   info->release = release_decoder_info;
   return OwnedDecoderInfo(info);
 }

@@ -107,8 +107,13 @@ void HintNumberPayload::describe(const BoxNode& node, BoxFields& fields) const {
   }
 }
 
+// A payload number of RTP, and a counted string.
 void PaytPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
-  fields.text("payload_type", body);
+  constexpr size_t kTextOffset = 5;
+  if (body.size() < kTextOffset) return fields.bytes("payload_type", body);
+  const auto* bytes = reinterpret_cast<const uint8_t*>(body.data());
+  fields.number("payload_number", load_be32(bytes));
+  fields.text("rtpmap", std::string_view(body).substr(kTextOffset, bytes[kTextOffset - 1]));
 }
 
 }  // namespace zdr::p3gpp

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "p3gpp/box_rules.h"
+#include "p3gpp/box_view.h"
 #include "p3gpp/child_loop.h"
 #include "p3gpp/metadata_boxes.h"
 
@@ -40,13 +41,20 @@ Status read_item_child_header(BoxReader& reader, const BoxNode& list, const Path
   return read_child_header(reader, list, child);
 }
 
+// Ends an item of which nothing is kept: shows it, or blames it for the reader's error.
+Status drop_item(BoxReader& reader, const PathStep& item) {
+  if (reader.status() != P3GPP_OK) return refuse_child(reader.context(), item, reader.status());
+  show_unread_box(reader.context(), item, P3GPP_OK);
+  return P3GPP_OK;
+}
+
 Status read_item(const ChildRule& row, BoxReader& reader, const BoxNode& list, const PathStep& item) {
   PathStep child;
   const Status status = read_item_child_header(reader, list, item, child);
-  if (status != P3GPP_OK) return status;
+  if (status != P3GPP_OK) return refuse_child(reader.context(), item, status);
   if (!has_type(child, "data")) {
     reader.skip(child.size - kBoxHeaderSize);
-    return reader.status();
+    return drop_item(reader, item);
   }
   return keep_item(row, reader.narrowed(child.size - kBoxHeaderSize), item, list);
 }
@@ -70,47 +78,50 @@ bool read_is_gracenote(BoxReader& reader) {
   return std::equal(bytes.begin() + 4, bytes.end(), kName.begin());
 }
 
-Status parse_gracenote_item(BoxReader& reader, BoxNode& node) {
-  node.type = {'g', 'n', 'i', 'd'};
-  return parse_text_item(reader, node);
-}
-
-constexpr ChildRule kGracenote{"gnid", parse_gracenote_item, Keep::kSlotIfPayload,
+constexpr ChildRule kGracenote{"gnid", parse_text_item, Keep::kSlotIfPayload,
                                tag_slot<P3GPP_TAG_ITEM_GRACENOTE>};
 
 Status refuse_atom_size(BoxReader& reader, const PathStep& item, const PathStep& atom) {
-  const TrailScope scope(reader.context().trail, item);
-  reader.context().trail.record(P3GPP_ERR_BOX_SIZE, atom);
-  return P3GPP_ERR_BOX_SIZE;
+  {
+    const TrailScope scope(reader.context().trail, item);
+    refuse_child(reader.context(), atom, P3GPP_ERR_BOX_SIZE);
+  }
+  return refuse_child(reader.context(), item, P3GPP_ERR_BOX_SIZE);
+}
+
+// Keeps the value in an item's `data` atom, whose header was just read; the item is known by its name then.
+Status keep_gracenote(BoxReader& reader, const BoxNode& list, const PathStep& item, const PathStep& atom) {
+  PathStep named = item;
+  kGracenote.type.copy(named.type.data(), 4);
+  const Status status = keep_item(kGracenote, reader.narrowed(atom.size - kBoxHeaderSize), named, list);
+  if (status != P3GPP_OK) return status;
+  reader.skip_to_end();
+  return reader.status();
 }
 
 // `mean`, `name` and `data` atoms: whose name space, which name, and the value. One name is known; the rest
 // of an item with another does not matter.
 Status read_freeform_item(BoxReader reader, const BoxNode& list, const PathStep& item) {
   bool is_gracenote = false;
-  while (reader.remaining() >= kBoxHeaderSize) {
+  while (reader.remaining() >= kBoxHeaderSize && reader.status() == P3GPP_OK) {
     const PathStep atom = read_atom_header(reader, item);
-    if (reader.status() != P3GPP_OK) return reader.status();
+    const bool is_name = has_type(atom, "name");
     const bool is_value = is_gracenote && has_type(atom, "data");
     // Required: of an unknown atom only these 8 bytes are passed over, whatever size they tell.
-    if (!is_value && !has_type(atom, "mean") && !has_type(atom, "name")) continue;
+    if (!is_value && !is_name && !has_type(atom, "mean")) continue;
     if (atom.size < kBoxHeaderSize || atom.size - kBoxHeaderSize > reader.remaining()) {
       return refuse_atom_size(reader, item, atom);
     }
-    if (has_type(atom, "mean")) {
-      reader.skip(atom.size - kBoxHeaderSize);
-      continue;
-    }
-    if (is_value) {
-      const Status status = keep_item(kGracenote, reader.narrowed(atom.size - kBoxHeaderSize), item, list);
-      if (status != P3GPP_OK) return status;
-    } else {
+    if (is_value) return keep_gracenote(reader, list, item, atom);
+    if (is_name) {
       is_gracenote = read_is_gracenote(reader);
+      if (!is_gracenote) break;
+    } else {
+      reader.skip(atom.size - kBoxHeaderSize);
     }
-    if (is_value || !is_gracenote) break;
   }
   reader.skip_to_end();
-  return reader.status();
+  return drop_item(reader, item);
 }
 
 }  // namespace
@@ -145,7 +156,7 @@ Status parse_number_item(BoxReader& reader, BoxNode& node) {
   return keep_payload(reader, node, std::move(payload));
 }
 
-Status parse_cover_item(BoxReader& reader, BoxNode& node) {
+Status parse_bytes_item(BoxReader& reader, BoxNode& node) {
   const Status status = parse_text_item(reader, node);
   if (auto* payload = payload_of<ItemValuePayload>(&node)) payload->is_text = false;
   return status;
@@ -162,8 +173,7 @@ Status parse_item_list(BoxReader& reader, BoxNode& node) {
     } else if (row != nullptr && row->parse != nullptr) {
       status = read_item(*row, reader, node, item);
     } else {
-      reader.skip(item.size - kBoxHeaderSize);
-      status = reader.status();
+      status = skip_child(reader, item);
     }
     if (status != P3GPP_OK) return status;
   }

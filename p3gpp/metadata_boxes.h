@@ -93,7 +93,7 @@ struct YrrcPayload final : TagPayload {
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
-// The value of an item: text, a genre name, or an image.
+// The value of an item: text, a genre name, an image, or a flag.
 struct ItemValuePayload final : TagPayload {
   std::string value;
   bool is_text = true;
@@ -139,7 +139,7 @@ Status parse_yrrc(BoxReader& reader, BoxNode& node);
 Status parse_text_item(BoxReader& reader, BoxNode& node);
 Status parse_genre_item(BoxReader& reader, BoxNode& node);
 Status parse_number_item(BoxReader& reader, BoxNode& node);
-Status parse_cover_item(BoxReader& reader, BoxNode& node);
+Status parse_bytes_item(BoxReader& reader, BoxNode& node);
 // ilst; the items go to the user data, two levels above `node`.
 Status parse_item_list(BoxReader& reader, BoxNode& node);
 

@@ -102,7 +102,7 @@ void ItemValuePayload::describe(const BoxNode& /*node*/, BoxFields& fields) cons
   if (is_text) {
     fields.text("value", value);
   } else {
-    fields.bytes("value", {reinterpret_cast<const uint8_t*>(value.data()), value.size()});
+    fields.bytes("value", value);
   }
 }
 

@@ -36,7 +36,7 @@ constexpr std::array kUserMetaChildren{
 // would go on into the letters.
 constexpr std::array kItems{
     in_tag_slot<P3GPP_TAG_ITEM_NAME>("\251nam", parse_text_item),
-    in_tag_slot<P3GPP_TAG_ITEM_COMPILATION>("cpil", parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_COMPILATION>("cpil", parse_bytes_item),
     in_tag_slot<P3GPP_TAG_ITEM_ALBUM>("\251alb", parse_text_item),
     // Required: both spellings share a slot, as both forms of the genre do.
     in_tag_slot<P3GPP_TAG_ITEM_ARTIST>("\251ART", parse_text_item),
@@ -49,7 +49,7 @@ constexpr std::array kItems{
     in_tag_slot<P3GPP_TAG_ITEM_GENRE>("gnre", parse_genre_item),
     in_tag_slot<P3GPP_TAG_ITEM_TRACK>("trkn", parse_number_item),
     in_tag_slot<P3GPP_TAG_ITEM_DISC>("disk", parse_number_item),
-    in_tag_slot<P3GPP_TAG_ITEM_COVER>("covr", parse_cover_item),
+    in_tag_slot<P3GPP_TAG_ITEM_COVER>("covr", parse_bytes_item),
     // No item of the file has this type: it is the name of a free-form item.
     in_tag_slot<P3GPP_TAG_ITEM_GRACENOTE>("gnid", nullptr),
     in_tag_slot<P3GPP_TAG_ITEM_DATE>("\251day", parse_text_item),

@@ -47,6 +47,12 @@ PathText OpenErrorTrail::path() const {
   return path;
 }
 
+PathText OpenErrorTrail::path_of(const PathStep& child) const {
+  PathText whole = path();
+  append_step(whole, child);
+  return whole;
+}
+
 void OpenErrorTrail::enter(const PathStep& step) {
   if (depth_ < kMaxDepth) steps_[depth_] = step;
   ++depth_;
@@ -67,9 +73,7 @@ void OpenErrorTrail::record(Status status, const PathStep& child) {
   first_.status = status;
   first_.offset = child.offset;
   first_.size = child.size;
-  PathText whole = path();
-  append_step(whole, child);
-  std::string_view(whole.c_str()).copy(first_.path, sizeof first_.path - 1);
+  std::string_view(path_of(child).c_str()).copy(first_.path, sizeof first_.path - 1);
 }
 
 }  // namespace zdr::p3gpp

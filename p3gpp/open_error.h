@@ -55,8 +55,9 @@ class OpenErrorTrail {
 
   const P3gppOpenError& first_error() const { return first_; }
 
-  // Of the box entered last.
+  // Of the box entered last, and of a child of it.
   PathText path() const;
+  PathText path_of(const PathStep& child) const;
 
  private:
   static constexpr size_t kMaxDepth = 12;  // the deepest is moov/trak/mdia/minf/stbl/stsd/s263/d263/bitr

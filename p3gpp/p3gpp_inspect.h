@@ -39,7 +39,7 @@ enum {
   P3GPP_TAG_RATING = 7,         /* u.rating, text: the rating itself */
   P3GPP_TAG_CLASSIFICATION = 8, /* u.classification, text: the class */
   P3GPP_TAG_KEYWORDS = 9,       /* u.keywords, no text */
-  P3GPP_TAG_LOCATION = 10,      /* u.location, text: the name of the place */
+  P3GPP_TAG_LOCATION = 10,      /* u.location, text: the name of the place; its texts without their NULs */
   P3GPP_TAG_ALBUM = 11,         /* u.album_track; 0 also where the box has none */
   P3GPP_TAG_YEAR = 12,          /* u.year, no text */
   /* Items of moov/udta/meta/ilst */
@@ -99,8 +99,8 @@ typedef struct P3gppTag {
   } u;
 } P3gppTag;
 
-/* P3GPP_ERR_NO_TAG, and `tag` cleared, when the file has none with this code; P3GPP_ERR_BAD_ARGUMENT for a
- * code that is none. */
+/* P3GPP_ERR_NO_TAG when the file has none with this code; P3GPP_ERR_BAD_ARGUMENT for a code that is none. The
+ * record is cleared first, here and by the next two, also when another argument is bad. */
 int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag);
 
 /* Where an ID3v2 tag stands in the file (moov/meta/ID32). It is not read by the parser. */
@@ -151,11 +151,12 @@ int32_t P3GPP_GetHintInfo(P3gppFile* file, uint32_t track_id, P3gppHintInfo* inf
 
 enum {
   P3GPP_FIELD_NUMBER = 0,
-  P3GPP_FIELD_TYPE = 1,    /* four characters in `bytes` */
-  P3GPP_FIELD_TEXT = 2,    /* in `bytes`, not necessarily valid in any encoding */
-  P3GPP_FIELD_BYTES = 3,   /* in `bytes` */
-  P3GPP_FIELD_FIXED = 4,   /* signed 16.16 in the low 32 bits of `number` */
-  P3GPP_FIELD_LANGUAGE = 5 /* packed in `number`, as in P3gppTag */
+  P3GPP_FIELD_TYPE = 1,     /* four characters in `bytes` */
+  P3GPP_FIELD_TEXT = 2,     /* in `bytes`, not necessarily valid in any encoding */
+  P3GPP_FIELD_BYTES = 3,    /* in `bytes` */
+  P3GPP_FIELD_FIXED = 4,    /* signed 16.16 in the low 32 bits of `number` */
+  P3GPP_FIELD_LANGUAGE = 5, /* packed in `number`, as in P3gppTag */
+  P3GPP_FIELD_SIGNED = 6    /* two's complement in `number` */
 };
 
 typedef struct P3gppBoxField {
@@ -166,30 +167,40 @@ typedef struct P3gppBoxField {
   P3gppBytes bytes; /* without a NUL behind */
 } P3gppBoxField;
 
+/* What became of a box. */
+enum {
+  P3GPP_BOX_READ = 0,    /* by its parser, which may have failed */
+  P3GPP_BOX_SKIPPED = 1, /* not known here, or not wanted */
+  P3GPP_BOX_REFUSED = 2  /* its header cannot be right */
+};
+
 typedef struct P3gppBox {
   const char* path; /* as in P3gppOpenError */
   char type[5];
-  uint8_t version; /* of a full box, else 0; so flags */
+  uint8_t version; /* of a full box that was read, else 0; so flags */
   uint32_t flags;
-  uint32_t size; /* the 32-bit field of its header */
+  uint64_t size; /* as its header tells; 1 for a box in the 64-bit form that was read */
   uint64_t offset;
-  int32_t status; /* of the parser of the box; never a failure in P3GPP_WalkBoxes */
+  int32_t disposition; /* P3GPP_BOX_; in P3GPP_WalkBoxes always P3GPP_BOX_READ with status 0 */
+  int32_t status;
 } P3gppBox;
 
-/* What is handed to both is valid during the call only. `field` may be null. */
+/* What is handed to both is valid during the call only. `field` may be null. Neither may throw, nor use the
+ * file that is shown. */
 typedef struct P3gppBoxVisitor {
   void* caller;
   void (*box)(void* caller, const P3gppBox* box);
   void (*field)(void* caller, const P3gppBoxField* field); /* after the box it belongs to */
 } P3gppBoxVisitor;
 
-/* Every kept box, parents first, in the order of their slots. */
+/* Every kept box, parents first: at the top ftyp, moof, moov, below them in the order of their slots. */
 int32_t P3GPP_WalkBoxes(P3gppFile* file, const P3gppBoxVisitor* visitor);
 
 /*
- * P3GPP_OpenExplained that shows every box as soon as it is parsed, also when the open fails later: children
- * before their parents, boxes inside a failed one included, and the failed ones themselves, without fields.
- * Skipped boxes of the top level are shown too.
+ * P3GPP_OpenExplained that shows every box as soon as its fate is known, whether the open fails or not: those
+ * that were read (children before their parents, those inside a failed one included), skipped and refused.
+ * Only what was read with success has fields. A box that was read need not be kept: a later one may replace
+ * it, and values of an odd shape are dropped. P3GPP_WalkBoxes tells which are.
  */
 int32_t P3GPP_OpenTraced(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
                          P3gppOpenError* error, const P3gppBoxVisitor* visitor);

@@ -136,12 +136,9 @@ Status search_children(const SampleEntryRule& rule, BoxReader& reader, const Box
     PathStep child;
     Status status = read_child_header(reader, node, child);
     if (status != P3GPP_OK) return status;
-    if (is_configuration(rule, child)) {
-      status = parse_child(reader, node, child, rule.parse_configuration, Rest::kSkipped, found);
-    } else {
-      reader.skip(child.size - kBoxHeaderSize);
-      status = reader.status();
-    }
+    status = is_configuration(rule, child)
+                 ? parse_child(reader, node, child, rule.parse_configuration, Rest::kSkipped, found)
+                 : skip_child(reader, child);
     if (status != P3GPP_OK) return status;
   }
   return P3GPP_OK;
@@ -156,6 +153,7 @@ Status search_first_child(const SampleEntryRule& rule, BoxReader& reader, const 
     if (is_configuration(rule, child)) {
       return parse_child(reader, node, child, rule.parse_configuration, rule.rest, found);
     }
+    if (const Status status = skip_child(reader, child); status != P3GPP_OK) return status;
   }
   reader.skip_to_end();
   return reader.status();

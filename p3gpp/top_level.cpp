@@ -30,9 +30,9 @@ class TopLevelScan {
   Status read_large_size(Box& box);
   Status handle(const Box& box, Next& next);
   Status parse_moov(const Box& box);
+  void keep_moof(const Box& box);
   Status skip(const Box& box, Next& next);
-  void show(const Box& box);
-  Status blame(Status status, const Box& box);
+  Status blame(Status status, const Box& box) { return refuse_child(context_, box.step, status); }
   // What the scan takes for the size of a box.
   uint64_t measured(const Box& box) const { return is_wide_ ? large_size_ : box.size; }
   // What it steps over behind the header. Required: behind a 64-bit box the header counts as 16 bytes, also
@@ -48,11 +48,6 @@ class TopLevelScan {
   bool is_wide_ = false;
   uint64_t large_size_ = 0;
 };
-
-Status TopLevelScan::blame(Status status, const Box& box) {
-  context_.trail.record(status, box.step);
-  return status;
-}
 
 Status TopLevelScan::read_large_size(Box& box) {
   std::array<uint8_t, 8> bytes{};
@@ -75,8 +70,9 @@ Status TopLevelScan::read_header(Box& box, Next& next) {
   if (box.size == 1) return read_large_size(box);
   if (box.size >= kBoxHeaderSize || is_wide_) return P3GPP_OK;
   next = Next::kStop;
-  // 0: the box reaches to the end of the file.
-  return box.size == 0 ? P3GPP_OK : blame(P3GPP_ERR_BOX_SIZE, box);
+  if (box.size != 0) return blame(P3GPP_ERR_BOX_SIZE, box);
+  show_unread_box(context_, box.step, P3GPP_OK);  // it reaches to the end of the file
+  return P3GPP_OK;
 }
 
 // Required: the children are measured by the 32-bit field alone, so a movie box in the 64-bit form fails.
@@ -99,9 +95,11 @@ Status TopLevelScan::skip(const Box& box, Next& next) {
   return status == P3GPP_OK ? P3GPP_OK : blame(status, box);
 }
 
-void TopLevelScan::show(const Box& box) {
+// Fragments are noticed, not read.
+void TopLevelScan::keep_moof(const Box& box) {
   const TrailScope scope(context_.trail, box.step);
-  show_parsed_box(context_, *make_node(box.size, box.step, nullptr), P3GPP_OK);
+  file_.moof = make_node(box.size, box.step, nullptr);
+  show_parsed_box(context_, *file_.moof, P3GPP_OK);
 }
 
 Status TopLevelScan::handle(const Box& box, Next& next) {
@@ -113,10 +111,11 @@ Status TopLevelScan::handle(const Box& box, Next& next) {
     return parse_box(BoxReader(context_, body_size(box)), box.size, box.step, nullptr, parse_ftyp,
                      Rest::kSkipped, file_.ftyp);
   }
-  if (box.is("moof")) {  // fragments are noticed, not read
-    file_.moof = make_node(box.size, box.step, nullptr);
+  if (box.is("moof")) {
+    keep_moof(box);
+  } else {
+    show_unread_box(context_, box.step, P3GPP_OK);
   }
-  if (context_.visitor != nullptr) show(box);
   return skip(box, next);
 }
 

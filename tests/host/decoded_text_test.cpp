@@ -42,7 +42,8 @@ TEST(DecodedText, IsUtf8WhateverTheBytesAre) {
        "A",
        false},
       {std::string("\xFE\xFF\xDF\xB5", 4), "\uFFFD", false},
-      {std::string("\xFE\xFF\0A\0", 5), "A\uFFFD", false},
+      {std::string("\xFE\xFF\0A\0", 5), "A", true},  // half a terminator
+      {std::string("\xFE\xFF\0AB", 5), "A\uFFFD", false},
   };
   for (const Case& each : cases) {
     const DecodedText text = decode_text(bytes_of(each.bytes));
@@ -76,6 +77,23 @@ TEST(DecodedText, InvalidTextKeepsItsBytesInJson) {
   EXPECT_EQ(json.dump(), R"({"good":"yes","bad":")"
                          "\uFFFD"
                          R"(no","bad_hex":"ff6e6f"})");
+}
+
+TEST(DecodedText, LongTextIsCutBetweenCharactersAndTellsItsLength) {
+  const std::string euros = "\xE2\x82\xAC\xE2\x82\xAC\xE2\x82\xAC";
+  const std::string wide("\xFE\xFF\0A\0B", 6);
+  for (const size_t limit : {3u, 4u, 5u}) {
+    nlohmann::ordered_json json;
+    add_text(json, "t", bytes_of(euros), limit);
+    EXPECT_EQ(json.dump(), "{\"t\":\"\u20AC\",\"t_bytes\":9}") << limit;
+  }
+  nlohmann::ordered_json json;
+  add_text(json, "wide", bytes_of(wide), 5);
+  add_text(json, "whole", bytes_of(wide), 6);
+  add_text(json, "bad", bytes_of(std::string(9, '\x80')), 5, 2);
+  EXPECT_EQ(json["wide"], "A");
+  EXPECT_EQ(json["whole"], "AB");
+  EXPECT_EQ(json["bad_hex"], "8080");
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // The asset boxes of the movie's user data, and how tolerant the user data is.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "tagged_movie.h"
 
 namespace zdr::test {
@@ -123,6 +125,14 @@ TEST(AssetBoxes, LocationsKeepWhatIsWhole) {
   }
 }
 
+// A name in UTF-16 ends with a NUL of two bytes; one byte leaves the fields behind it to the name.
+TEST(AssetBoxes, WideNameOfALocationTakesAllWithoutItsWholeNul) {
+  const OpenedMovie movie(with_user_data(asset("loci", utf16("A").substr(0, 5) + std::string(12, '\x01'))));
+  const Tag tag(movie, P3GPP_TAG_LOCATION);
+  EXPECT_EQ(tag.text().size(), 17u);
+  EXPECT_EQ(tag.fields.u.location.role, 0);
+}
+
 TEST(AssetBoxes, LaterOnesReplaceEarlierOnesAndUnknownOnesAreSkipped) {
   const Bytes file =
       with_user_data(concat({asset("titl", "old"), box("abcd", Bytes(5)), box("\251nam", Bytes(9)),
@@ -131,6 +141,12 @@ TEST(AssetBoxes, LaterOnesReplaceEarlierOnesAndUnknownOnesAreSkipped) {
   EXPECT_EQ(tag_text(movie, P3GPP_TAG_TITLE), "new");
   EXPECT_EQ(tag_text(movie, P3GPP_TAG_AUTHOR), "me");
   EXPECT_EQ(tag_text(movie, P3GPP_TAG_ITEM_NAME), "-") << "an item outside of the list is none";
+
+  const Bytes first = box("udta", concat({asset("titl", "t"), item_list_meta({item("desc", "d")})}));
+  const OpenedMovie twice(box("moov", {first, box("udta", asset("auth", "me"))}));
+  EXPECT_EQ(tag_text(twice, P3GPP_TAG_AUTHOR), "me");
+  EXPECT_EQ(tag_text(twice, P3GPP_TAG_TITLE), "-") << "a second udta replaces all of the first";
+  EXPECT_EQ(tag_text(twice, P3GPP_TAG_ITEM_DESCRIPTION), "-");
 }
 
 // User data often ends in a terminator of four zero bytes, or in a box that was cut off. Neither ends the
@@ -173,7 +189,12 @@ TEST(Id3Box, IsLocatedAndNotRead) {
 
   EXPECT_EQ(P3GPP_GetId3Location(OpenedMovie(with_meta({})).file, &location), P3GPP_ERR_NO_TAG);
   EXPECT_EQ(location.size, 0u);
-  EXPECT_EQ(OpenedMovie(with_meta(box("ID32", Bytes(5)))).status, P3GPP_ERR_BOX_SIZE);
+  const OpenedMovie twice(with_meta(concat({id32(1, tag), id32(2, Bytes(3))})));
+  EXPECT_EQ(P3GPP_GetId3Location(twice.file, &location), P3GPP_OK);
+  EXPECT_EQ(location.size, 3u);
+  for (const Bytes& bad : {box("ID32", Bytes(5)), header(7, "free"), header(90, "free"), Bytes(4)}) {
+    EXPECT_EQ(OpenedMovie(concat({with_meta(bad), Bytes(64)})).status, P3GPP_ERR_BOX_SIZE);
+  }
   EXPECT_EQ(OpenedMovie(box("moov", box("meta", Bytes(3)))).status, P3GPP_ERR_BOX_SIZE);
 }
 
@@ -186,7 +207,11 @@ TEST(UserData, RequiredQuickTimeFormOfMetaFailsTheOpen) {
 
 TEST(Tags, ArgumentsAreChecked) {
   const OpenedMovie movie(with_user_data(asset("titl", "t")));
-  P3gppTag tag{};
+  P3gppTag tag;
+  std::memset(&tag, 0xAA, sizeof tag);
+  EXPECT_EQ(P3GPP_GetTag(movie.file, P3GPP_TAG_AUTHOR, &tag), P3GPP_ERR_NO_TAG);
+  EXPECT_EQ(tag.u.location.notes.bytes, nullptr) << "cleared to its end";
+  EXPECT_EQ(tag.u.location.notes.length, 0u);
   EXPECT_EQ(P3GPP_GetTag(nullptr, 1, &tag), P3GPP_ERR_BAD_ARGUMENT);
   EXPECT_EQ(P3GPP_GetTag(movie.file, 1, nullptr), P3GPP_ERR_BAD_ARGUMENT);
   EXPECT_EQ(P3GPP_GetTag(movie.file, 0, &tag), P3GPP_ERR_BAD_ARGUMENT);

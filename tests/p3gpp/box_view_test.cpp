@@ -11,6 +11,7 @@
 namespace zdr::test {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 
 // What a visitor was shown, as texts.
@@ -33,9 +34,13 @@ struct Shown {
     const Box* box = find(path);
     return box == nullptr || !box->fields.contains(name) ? "-" : box->fields.at(name);
   }
-  std::vector<std::string> paths() const {
+  // The paths, and what became of boxes that were not read with success.
+  std::vector<std::string> fates() const {
     std::vector<std::string> all;
-    for (const Box& each : boxes) all.push_back(each.path);
+    for (const Box& each : boxes) {
+      const char* const fate[] = {each.header.status == P3GPP_OK ? "" : " failed", " skipped", " refused"};
+      all.push_back(each.path + fate[each.header.disposition]);
+    }
     return all;
   }
 
@@ -67,7 +72,7 @@ TEST(BoxView, ShowsEveryKeptBoxWhereTheFileHasIt) {
   const P3gppBoxVisitor visitor = shown.visitor();
   ASSERT_EQ(P3GPP_WalkBoxes(movie.file, &visitor), P3GPP_OK);
   EXPECT_GT(shown.boxes.size(), 75u);
-  const std::vector<std::string> paths = shown.paths();
+  const std::vector<std::string> paths = shown.fates();
   EXPECT_EQ(std::set<std::string>(paths.begin(), paths.end()).size(), paths.size()) << "each once";
   for (const Shown::Box& each : shown.boxes) {
     if (each.path.find("gnid") != std::string::npos) continue;  // named by its content
@@ -78,6 +83,7 @@ TEST(BoxView, ShowsEveryKeptBoxWhereTheFileHasIt) {
         << each.path;
   }
   EXPECT_EQ(shown.field("moov/trak[1]/edts/elst", "segment_duration[1]"), "500");
+  EXPECT_EQ(shown.field("moov/trak[1]/edts/elst", "media_time[1]"), std::to_string(UINT64_MAX)) << "-1";
   EXPECT_EQ(shown.field("moov/trak[1]/edts/elst", "media_time[2]"), "3");
   EXPECT_EQ(shown.field("moov/trak[1]/mdia/minf/stbl/stsd", "entry_count"), "2");
   EXPECT_NE(shown.find("moov/trak[1]/mdia/minf/stbl/stsd/avc1[2]/avcC"), nullptr)
@@ -85,6 +91,8 @@ TEST(BoxView, ShowsEveryKeptBoxWhereTheFileHasIt) {
   EXPECT_EQ(shown.field("moov/trak[2]/mdia/minf/stbl/stsz", "sample_count"), "2");
   EXPECT_EQ(shown.field("moov/trak[1]/udta/hnti/sdp ", "sdp"), "v=0");
   EXPECT_EQ(shown.field("moov/trak[1]/udta/hinf/maxr", "bytes"), "700");
+  EXPECT_EQ(shown.field("moov/trak[1]/udta/hinf/payt", "payload_number"), "96");
+  EXPECT_EQ(shown.field("moov/trak[1]/udta/hinf/payt", "rtpmap"), "H263/90k");
   EXPECT_EQ(shown.field("moov/udta/titl", "language"), std::to_string(packed_language("eng")));
   EXPECT_EQ(shown.field("moov/udta/kywd", "keyword[2]"), "two");
   EXPECT_EQ(shown.field("moov/udta/meta/ilst/\\xA9nam", "value"), "name");
@@ -131,19 +139,46 @@ TEST(BoxTrace, ShowsWhatWasReadBeforeAnOpenFailed) {
   ASSERT_EQ(open_traced(build_movie({.tracks = {track}, .moov_first = false}).bytes, shown, error),
             P3GPP_ERR_BOX_SIZE);
   EXPECT_STREQ(error.path, "moov/trak[1]/mdia/minf/stbl/junk");
-  EXPECT_THAT(
-      shown.paths(),
-      ElementsAre("ftyp", "mdat", "moov/mvhd", "moov/trak[1]/tkhd", "moov/trak[1]/mdia/mdhd",
-                  "moov/trak[1]/mdia/hdlr", "moov/trak[1]/mdia/minf/dinf/dref/url [1]",
-                  "moov/trak[1]/mdia/minf/dinf/dref", "moov/trak[1]/mdia/minf/dinf",
-                  "moov/trak[1]/mdia/minf/stbl/stsd/samr[1]/damr", "moov/trak[1]/mdia/minf/stbl/stsd/samr[1]",
-                  "moov/trak[1]/mdia/minf/stbl/stsd", "moov/trak[1]/mdia/minf/stbl/stts",
-                  "moov/trak[1]/mdia/minf/stbl/stsc", "moov/trak[1]/mdia/minf/stbl/stsz",
-                  "moov/trak[1]/mdia/minf/stbl/stco", "moov/trak[1]/mdia/minf/stbl", "moov/trak[1]/mdia/minf",
-                  "moov/trak[1]/mdia", "moov/trak[1]", "moov"));
-  EXPECT_EQ(shown.find("moov/trak[1]/mdia/minf/stbl/stsz")->header.status, P3GPP_OK);
+  EXPECT_THAT(shown.fates(),
+              ElementsAre("ftyp", "mdat skipped", "moov/mvhd", "moov/trak[1]/tkhd", "moov/trak[1]/mdia/mdhd",
+                          "moov/trak[1]/mdia/hdlr", "moov/trak[1]/mdia/minf/smhd skipped",
+                          "moov/trak[1]/mdia/minf/dinf/dref/url [1]", "moov/trak[1]/mdia/minf/dinf/dref",
+                          "moov/trak[1]/mdia/minf/dinf", "moov/trak[1]/mdia/minf/stbl/stsd/samr[1]/damr",
+                          "moov/trak[1]/mdia/minf/stbl/stsd/samr[1]", "moov/trak[1]/mdia/minf/stbl/stsd",
+                          "moov/trak[1]/mdia/minf/stbl/stts", "moov/trak[1]/mdia/minf/stbl/stsc",
+                          "moov/trak[1]/mdia/minf/stbl/stsz", "moov/trak[1]/mdia/minf/stbl/stco",
+                          "moov/trak[1]/mdia/minf/stbl/junk refused", "moov/trak[1]/mdia/minf/stbl failed",
+                          "moov/trak[1]/mdia/minf failed", "moov/trak[1]/mdia failed", "moov/trak[1] failed",
+                          "moov failed"));
+  EXPECT_EQ(shown.find("moov/trak[1]/mdia/minf/stbl/junk")->header.size, 5u);
   EXPECT_EQ(shown.field("moov/trak[1]/mdia/minf/stbl/stsz", "sample_count"), "3");
-  EXPECT_EQ(shown.find("moov/trak[1]")->header.status, P3GPP_ERR_BOX_SIZE);
+}
+
+TEST(BoxTrace, ShowsWhatIsPassedOverToo) {
+  TrackDescription video = avc_track(1);
+  video.sample_entries.insert(video.sample_entries.begin(), plain_entry("abcd"));
+  video.appended["stbl"] = box("stdp");
+  const Bytes items = item_list_meta({item("\251too", "x"), box("desc", box("name")), item("gnre", "\x01"),
+                                      freeform_item("a", "other", "v"), freeform_item("a", "gnid", "v"),
+                                      item("cpil", std::string(1, '\0'))});
+  const Bytes file = build_movie({.tracks = {video},
+                                  .before_moov = concat({large_box("mdat", Bytes(4)), box("moof", Bytes(4))}),
+                                  .moov_children = box("udta", concat({items, header(99, "free")}))})
+                         .bytes;
+  Shown shown;
+  P3gppOpenError error{};
+  ASSERT_EQ(open_traced(file, shown, error), P3GPP_OK);
+  const std::vector<std::string> fates = shown.fates();
+  for (const char* expected :
+       {"mdat skipped", "moof", "moov/trak[1]/mdia/minf/stbl/stsd/abcd[1] skipped",
+        "moov/trak[1]/mdia/minf/stbl/stsd/avc1[2]", "moov/trak[1]/mdia/minf/stbl/stdp skipped",
+        "moov/udta/meta/hdlr skipped", "moov/udta/meta/ilst/\\xA9too skipped",
+        "moov/udta/meta/ilst/desc skipped", "moov/udta/meta/ilst/gnre", "moov/udta/meta/ilst/---- skipped",
+        "moov/udta/meta/ilst/gnid", "moov/udta/meta/ilst", "moov/udta/free refused", "moov/udta", "moov"}) {
+    EXPECT_THAT(fates, Contains(expected));
+  }
+  EXPECT_EQ(shown.find("mdat")->header.size, 20u) << "its 64-bit size";
+  EXPECT_EQ(shown.field("moov/udta/meta/ilst/cpil", "value"), std::string(1, '\0')) << "no text";
 }
 
 TEST(BoxTrace, ShowsTagsOnTheirWay) {
@@ -164,7 +199,7 @@ TEST(BoxView, ArgumentsAreChecked) {
   EXPECT_EQ(P3GPP_WalkBoxes(movie.file, nullptr), P3GPP_ERR_BAD_ARGUMENT);
   visitor.field = nullptr;
   EXPECT_EQ(P3GPP_WalkBoxes(movie.file, &visitor), P3GPP_OK);
-  EXPECT_THAT(shown.paths(), ElementsAre("moov"));
+  EXPECT_THAT(shown.fates(), ElementsAre("moov"));
   visitor.box = nullptr;
   EXPECT_EQ(P3GPP_WalkBoxes(movie.file, &visitor), P3GPP_ERR_BAD_ARGUMENT);
 }

@@ -93,10 +93,9 @@ class Exercise {
 
   void touch(const P3gppTag& tag) {
     ++result.tags;
-    sum(tag.text);
-    if (tag.text.length != 0) result.checksum += tag.text.bytes[tag.text.length];
-    if (tag.tag == P3GPP_TAG_LOCATION) sum(tag.u.location.notes);
-    if (tag.tag == P3GPP_TAG_LOCATION) sum(tag.u.location.astronomical_body);
+    sum_with_nul(tag.text);
+    if (tag.tag == P3GPP_TAG_LOCATION) sum_with_nul(tag.u.location.notes);
+    if (tag.tag == P3GPP_TAG_LOCATION) sum_with_nul(tag.u.location.astronomical_body);
     if (tag.tag != P3GPP_TAG_KEYWORDS) return;
     for (uint32_t i = 0; i < tag.u.keywords.count; ++i) sum(tag.u.keywords.list[i]);
   }
@@ -114,8 +113,8 @@ class Exercise {
     ++result.tracks;
     P3gppHintInfo hint{};
     note(P3GPP_GetHintInfo(file_, id, &hint));
-    sum(hint.sdp);
-    sum(hint.payload_type);
+    sum_with_nul(hint.sdp);
+    sum_with_nul(hint.payload_type);
     P3gppTrackInfo* info = nullptr;
     note(P3GPP_GetTrackInfo(file_, id, &info));
     const uint32_t sample_count = info == nullptr ? 0 : info->sample_count;
@@ -143,6 +142,10 @@ class Exercise {
     } else if (info.object_type == P3GPP_OTI_EAC3 && info.u.eac3.substreams != nullptr) {
       result.checksum += info.u.eac3.substreams[info.u.eac3.independent_substreams].bsid;
     }
+  }
+  // Behind the bytes stands a NUL, also where there are none.
+  void sum_with_nul(const P3gppBytes& text) {
+    if (text.bytes != nullptr) sum(text.bytes, size_t{text.length} + 1);
   }
   void sum(const P3gppBytes& bytes) { sum(bytes.bytes, bytes.length); }
   void sum(const uint8_t* bytes, size_t length) {

@@ -74,8 +74,34 @@ TEST(HintBoxes, DamageFailsTheTrack) {
     const Hint hint(with_track_data(each.children));
     EXPECT_EQ(hint.movie.status, each.status) << each.name;
   }
-  const OpenedMovie cut(box("moov", box("trak", header(100, "udta"))));
-  EXPECT_EQ(cut.status, P3GPP_ERR_BOX_SIZE);
+  for (const char* type : {"hnti", "hinf"}) {
+    const Bytes inner = box(type, box(*type == 'h' && type[1] == 'n' ? "sdp " : "totl", Bytes(4)));
+    const Bytes file = box("moov", box("trak", box("udta", inner)));
+    for (size_t cut = 1; cut <= 12; ++cut) {
+      EXPECT_EQ(OpenedMovie(Bytes(file.begin(), file.end() - static_cast<int64_t>(cut))).status,
+                P3GPP_ERR_READ);
+    }
+  }
+}
+
+// A track that fails behind a sound one takes the rest of the movie box with it, not the open.
+TEST(HintBoxes, DamageInALaterTrackLeavesTheEarlierOnes) {
+  TrackDescription bad = amr_track(3);
+  bad.appended["trak"] = box("udta", box("hinf", box("totl", Bytes(3))));
+  const OpenedMovie movie(build_movie({.tracks = {amr_track(2), bad, amr_track(1)},
+                                       .moov_children = box("udta", asset("titl", "t"))})
+                              .bytes);
+  ASSERT_EQ(movie.status, P3GPP_OK);
+  EXPECT_EQ(movie.track_count(), 1u);
+  EXPECT_EQ(tag_text(movie, P3GPP_TAG_TITLE), "-");
+  EXPECT_STREQ(movie.error.path, "moov/trak[2]/udta/hinf/totl");
+}
+
+TEST(HintBoxes, LaterOnesReplaceEarlierOnes) {
+  const Hint hint(
+      with_track_data(concat({full_hinf(), hnti("old"), box("hinf", statistic("totl", 5, 4)), hnti("new")})));
+  EXPECT_EQ(text_of(hint.info.sdp), "new");
+  EXPECT_EQ(hint.info.present, 1u << P3GPP_HINT_TOTL);
 }
 
 TEST(HintBoxes, TracksWithoutThemSaySo) {
