@@ -178,7 +178,9 @@ Json tags_json(const std::string& file) {
     if (P3GPP_GetTag(parsed.file(), code, &tag) == P3GPP_OK) tags.push_back(tag_json(tag));
   }
   P3gppId3Location location{};
-  if (P3GPP_GetId3Location(parsed.file(), &location) == P3GPP_OK) tags.push_back(id3_json(location));
+  if (P3GPP_GetId3Location(parsed.file(), &location) != P3GPP_OK) return tags;
+  tags.push_back(id3_json(location));
+  for (Json& tag : Id3Tags(file, location.offset, location.size).v2_json()) tags.push_back(std::move(tag));
   return tags;
 }
 

@@ -1,5 +1,6 @@
 #include "host/id3_tags.h"
 
+#include <algorithm>
 #include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -19,6 +20,50 @@ constexpr AACF_FileIo kFileIo = {OS_fopen, OS_fseek, OS_fread, OS_fwrite, OS_fcl
 struct CloseFile {
   void operator()(void* handle) const { OS_fclose(handle); }
 };
+using OwnedFile = std::unique_ptr<void, CloseFile>;
+
+OwnedFile open_file(const std::string& file) {
+  return OwnedFile(OS_fopen(to_wide(file).c_str(), "rb"));
+}
+
+// A part of an open file, which the callbacks take for a whole one.
+struct FilePart {
+  void* file;
+  int64_t offset;
+  int64_t size;
+  int64_t position;
+};
+
+int32_t seek_part(void* handle, int32_t offset, int32_t whence) {
+  auto& part = *static_cast<FilePart*>(handle);
+  const int64_t base = whence == 0 ? 0 : whence == 1 ? part.position : part.size;
+  const int64_t target = part.offset + base + offset;
+  if (base + offset < 0 || target > INT32_MAX) return -1;
+  part.position = base + offset;
+  return OS_fseek(part.file, static_cast<int32_t>(target), 0);
+}
+
+uint32_t read_part(void* buffer, uint32_t size, uint32_t count, void* handle) {
+  auto& part = *static_cast<FilePart*>(handle);
+  const int64_t left = std::max<int64_t>(0, part.size - part.position);
+  const auto items = static_cast<uint32_t>(size == 0 ? 0 : std::min<int64_t>(count, left / size));
+  const uint32_t done = items == 0 ? 0 : OS_fread(buffer, size, items, part.file);
+  part.position += int64_t{done} * size;
+  return done;
+}
+
+int32_t tell_part(void* handle) {
+  const int64_t position = static_cast<FilePart*>(handle)->position;
+  return position > INT32_MAX ? -1 : static_cast<int32_t>(position);
+}
+
+// The file is open already, and stays open.
+constexpr AACF_FileIo kPartIo = {[](const char16_t*, const char*) -> void* { return nullptr; },
+                                 seek_part,
+                                 read_part,
+                                 OS_fwrite,
+                                 [](void*) { return 0; },
+                                 tell_part};
 
 struct NamedField {
   const char* name;
@@ -66,8 +111,14 @@ void add_tag(const char* version, const ID3P_Tag* tag, Json& list) {
 }  // namespace
 
 Id3Tags::Id3Tags(const std::string& file) {
-  const std::unique_ptr<void, CloseFile> handle(OS_fopen(to_wide(file).c_str(), "rb"));
-  status_ = ID3P_Parse(handle.get(), &kFileIo, &tags_);
+  status_ = ID3P_Parse(open_file(file).get(), &kFileIo, &tags_);
+}
+
+Id3Tags::Id3Tags(const std::string& file, uint64_t offset, uint64_t size) : status_(ID3P_ERR_FAILED) {
+  const OwnedFile handle = open_file(file);
+  if (handle == nullptr || offset > INT32_MAX || size > INT32_MAX) return;
+  FilePart part{handle.get(), static_cast<int64_t>(offset), static_cast<int64_t>(size), 0};
+  if (seek_part(&part, 0, 0) == 0) status_ = ID3P_Parse(&part, &kPartIo, &tags_);
 }
 
 uint32_t Id3Tags::v2_bytes() const {
@@ -76,10 +127,15 @@ uint32_t Id3Tags::v2_bytes() const {
   return tags_.v24 != nullptr ? tags_.v24->size : 0;
 }
 
-Json Id3Tags::json() const {
+Json Id3Tags::v2_json() const {
   Json list = Json::array();
   add_tag("ID3v2.2", tags_.v22, list);
   add_tag("ID3v2.3", tags_.v23, list);
+  return list;
+}
+
+Json Id3Tags::json() const {
+  Json list = v2_json();
   // The parser measures tags of this version only.
   if (tags_.v24 != nullptr) {
     list.push_back({{"tag", "ID3v2 tag"}, {"type", "ID3v2.4"}, {"offset", 0}, {"bytes", tags_.v24->size}});

@@ -1,4 +1,5 @@
-// The ID3 tags of an AAC file, seen through the tag parser alone: the filter keeps them to itself.
+// ID3 tags, seen through the tag parser alone: those of an AAC file, which the filter keeps to itself, and
+// those that an ISO media file has inside a box.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +14,8 @@ namespace zdr::host {
 class Id3Tags {
  public:
   explicit Id3Tags(const std::string& file);
+  // Those of a part of a file. Beyond 2 GiB, where the file layer does not reach, there are none.
+  Id3Tags(const std::string& file, uint64_t offset, uint64_t size);
   ~Id3Tags() { ID3P_FreeTags(&tags_); }
   Id3Tags(const Id3Tags&) = delete;
   Id3Tags& operator=(const Id3Tags&) = delete;
@@ -21,6 +24,8 @@ class Id3Tags {
   uint32_t v2_bytes() const;                  // of the tag in front, 0 without one
   // As tags_json() tells those of ISO media files.
   nlohmann::ordered_json json() const;
+  // The texts and the picture of the version 2 tag alone.
+  nlohmann::ordered_json v2_json() const;
   // The bytes of the attached picture; empty without one.
   std::vector<uint8_t> picture() const;
 

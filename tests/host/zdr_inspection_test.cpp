@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/host/zdr_process.h"
+#include "tests/support/id3_builder.h"
 #include "tests/support/metadata_builder.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/temp_folder.h"
@@ -47,7 +48,8 @@ nlohmann::json tag_of(const nlohmann::json& report, const std::string& type) {
 
 TEST(ZdrInfo, TellsAllTagsInWordsAndAsJson) {
   const TempFolder folder;
-  const Bytes id3 = test::full_box("meta", 0, 0, test::id32(0x55C4, {'I', 'D', '3'}));
+  const Bytes title = test::v23_frame("TIT2", test::bytes_of(std::string("\0id title", 9)));
+  const Bytes id3 = test::full_box("meta", 0, 0, test::id32(0x55C4, test::id3v2(3, 0, title)));
   const Bytes wide = test::asset("dscp", test::utf16("wide"));
   const Bytes user_data = test::box("udta", test::concat({test::full_user_data(), wide}));
   write_movie(folder, "all.3gp", movie_with(test::concat({user_data, id3})));
@@ -57,11 +59,12 @@ TEST(ZdrInfo, TellsAllTagsInWordsAndAsJson) {
        {"title (titl, eng): titl\n", "description (dscp, eng): wide\n", "keywords (kywd, eng): one, two\n",
         "album (albm, eng): album, track 7\n", "year (yrrc): year 1999\n", "name (\u00A9nam): name\n",
         "compilation (cpil): yes\n", "genre (gnre): Reggae\n", "track (trkn): number 3, total 12\n",
-        "cover (covr): image PNG, bytes 4\n", "gracenote id (gnid): id\n", "ID3v2 tag (ID32, und): "}) {
+        "cover (covr): image PNG, bytes 4\n", "gracenote id (gnid): id\n",
+        "ID3v2 tag (ID32, und): ", "title (ID3v2.3): id title\n"}) {
     EXPECT_THAT(words.out, HasSubstr(line));
   }
   const auto report = nlohmann::json::parse(run_zdr({"info", "all.3gp", "--json"}, folder.path()).out);
-  EXPECT_EQ(report.at("tags").size(), 27u);
+  EXPECT_EQ(report.at("tags").size(), 28u);
   EXPECT_EQ(tag_of(report, "loci").at("latitude"), 3 / 65536.0);
   EXPECT_EQ(tag_of(report, "rtng").at("entity"), "MPAA");
   EXPECT_EQ(tag_of(report, "kywd").at("keywords").at(1).at("text"), "two");
