@@ -58,10 +58,11 @@ class MemorySource {
 
 class OpenedMovie {
  public:
-  explicit OpenedMovie(Bytes bytes, uint64_t failing_read = 0) : source(std::move(bytes), failing_read) {
+  explicit OpenedMovie(Bytes bytes, uint64_t failing_read = 0, const P3gppBoxVisitor* visitor = nullptr)
+      : source(std::move(bytes), failing_read) {
     const FMGR_Config config{0, 0};
     if (FMGR_Init(&context_, &config) == FMGR_OK) {
-      status = P3GPP_OpenExplained(&file, &source.descriptor, context_, &error);
+      status = P3GPP_OpenTraced(&file, &source.descriptor, context_, &error, visitor);
     }
   }
   ~OpenedMovie() {

@@ -1,0 +1,85 @@
+// What the parser shows of the boxes of a file, as texts.
+#ifndef ZDR_TESTS_P3GPP_SHOWN_BOXES_H
+#define ZDR_TESTS_P3GPP_SHOWN_BOXES_H
+
+#include <string>
+#include <vector>
+
+#include "opened_movie.h"
+
+namespace zdr::test {
+
+struct ShownBoxes {
+  struct Box {
+    std::string path;
+    P3gppBox header;
+    std::string
+        fields;  // "name=value name=value", behind each entry's number "[1]"; bytes as hexadecimal digits
+  };
+  std::vector<Box> boxes;
+
+  P3gppBoxVisitor visitor() { return {this, add_box, add_field}; }
+
+  const Box* find(const std::string& path) const {
+    const auto found =
+        std::find_if(boxes.begin(), boxes.end(), [&](const Box& box) { return box.path == path; });
+    return found == boxes.end() ? nullptr : &*found;
+  }
+  // "-" for a box that was not shown.
+  std::string fields(const std::string& path) const {
+    return find(path) == nullptr ? "-" : find(path)->fields;
+  }
+
+  // The paths, and what became of boxes that were not read with success.
+  std::vector<std::string> fates() const {
+    std::vector<std::string> all;
+    for (const Box& each : boxes) {
+      const char* const fate[] = {each.header.status == P3GPP_OK ? "" : " failed", " skipped", " refused"};
+      all.push_back(each.path + fate[each.header.disposition]);
+    }
+    return all;
+  }
+
+ private:
+  static void add_box(void* caller, const P3gppBox* box) {
+    auto& self = *static_cast<ShownBoxes*>(caller);
+    self.entry_ = 0;
+    self.boxes.push_back({box->path, *box, ""});
+  }
+
+  static std::string value_of(const P3gppBoxField& field) {
+    std::string text(reinterpret_cast<const char*>(field.bytes.bytes), field.bytes.length);
+    if (field.kind == P3GPP_FIELD_TYPE || field.kind == P3GPP_FIELD_TEXT) return text;
+    if (field.kind == P3GPP_FIELD_SIGNED) return std::to_string(static_cast<int64_t>(field.number));
+    if (field.kind != P3GPP_FIELD_BYTES) return std::to_string(field.number);
+    std::string digits;
+    for (const char byte : text) {
+      digits += "0123456789abcdef"[static_cast<uint8_t>(byte) >> 4];
+      digits += "0123456789abcdef"[byte & 15];
+    }
+    return digits;
+  }
+
+  static void add_field(void* caller, const P3gppBoxField* field) {
+    auto& self = *static_cast<ShownBoxes*>(caller);
+    std::string& fields = self.boxes.back().fields;
+    if (!fields.empty()) fields += " ";
+    if (field->entry != self.entry_) fields += "[" + std::to_string(field->entry) + "] ";
+    self.entry_ = field->entry;
+    fields += field->name + std::string("=") + value_of(*field);
+  }
+
+  uint32_t entry_ = 0;
+};
+
+// Those that an open file keeps.
+inline ShownBoxes boxes_of(const OpenedMovie& movie) {
+  ShownBoxes shown;
+  const P3gppBoxVisitor visitor = shown.visitor();
+  P3GPP_WalkBoxes(movie.file, &visitor);
+  return shown;
+}
+
+}  // namespace zdr::test
+
+#endif
