@@ -45,7 +45,7 @@ TEST(AssetBoxes, KeepTheirTextsAsTheFileHasThem) {
   }
 }
 
-TEST(AssetBoxes, OddOnesKeepWhatIsWholeAndLaterOnesCount) {
+TEST(AssetBoxes, OddOnesKeepWhatIsWholeAsRequired) {
   struct Case {
     const char* name;
     Bytes children;

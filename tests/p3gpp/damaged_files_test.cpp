@@ -12,10 +12,12 @@
 
 #include "exercise.h"
 #include "opened_movie.h"
+#include "tests/platform/fault_at.h"
 #include "tests/support/failing_allocator.h"
 #include "tests/support/metadata_builder.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/mutator.h"
+#include "tests/support/temp_folder.h"
 
 namespace zdr::test {
 namespace {
@@ -66,13 +68,16 @@ std::vector<Bytes> seeds() {
 }
 
 // The whole use of a file, with a manager of its own.
-ExerciseResult use(MemorySource& source, uint32_t sample_limit = 40) {
+ExerciseResult use(const FMGR_Descriptor& descriptor, uint32_t sample_limit = 40) {
   FMGR_Context* context = nullptr;
   const FMGR_Config config{0, 0};
-  if (FMGR_Init(&context, &config) != FMGR_OK) return {.open_status = P3GPP_ERR_NO_MEMORY};
+  if (FMGR_Init(&context, &config) != FMGR_OK) return {.statuses = {P3GPP_ERR_NO_MEMORY}};
   // An allocation of the exercise itself may be the one that fails.
   const std::unique_ptr<FMGR_Context, int32_t (*)(FMGR_Context*)> released(context, FMGR_Deinit);
-  return exercise(source.descriptor, context, sample_limit);
+  return exercise(descriptor, context, sample_limit);
+}
+ExerciseResult use(MemorySource& source, uint32_t sample_limit = 40) {
+  return use(source.descriptor, sample_limit);
 }
 
 TEST(DamagedFiles, EndWithADocumentedStatusAndTakeNoOutsizedMemory) {
@@ -130,78 +135,79 @@ TEST(DamagedFiles, EveryTruncationFailsOrOpens) {
   }
 }
 
-TEST(DamagedFiles, EveryFailingAllocationEndsWithAStatus) {
+// A single fault shows in the first status that it changes, or changes nothing at all.
+void expect_told(const ExerciseResult& faulty, const ExerciseResult& sound, const std::string& fault) {
+  constexpr int32_t kTelling[] = {P3GPP_ERR_GENERIC, P3GPP_ERR_NO_MEMORY, P3GPP_ERR_OPEN, P3GPP_ERR_READ,
+                                  P3GPP_ERR_NO_MOOV};
+  ASSERT_EQ(faulty.undocumented_status, 0) << fault;
+  const auto [told, expected] = std::mismatch(faulty.statuses.begin(), faulty.statuses.end(),
+                                              sound.statuses.begin(), sound.statuses.end());
+  if (told == faulty.statuses.end()) {
+    ASSERT_EQ(expected, sound.statuses.end()) << fault;
+    ASSERT_EQ(faulty.checksum, sound.checksum) << fault;
+  } else {
+    ASSERT_NE(std::find(std::begin(kTelling), std::end(kTelling), *told), std::end(kTelling))
+        << fault << ' ' << *told;
+  }
+}
+
+TEST(DamagedFiles, EveryFailingAllocationIsTold) {
   const Bytes file = everything();
   MemorySource counted(file);
   uint64_t total = 0;
+  ExerciseResult sound;
   {
     const FailingAllocator watch(0);
-    const ExerciseResult result = use(counted, 3);
-    EXPECT_EQ(result.tracks, 3u);
-    EXPECT_EQ(result.tags, uint32_t{P3GPP_TAG_COUNT});
+    sound = use(counted, 3);
     total = watch.count();
   }
+  EXPECT_EQ(sound.tracks, 3u);
+  EXPECT_EQ(sound.tags, uint32_t{P3GPP_TAG_COUNT});
   for (uint64_t n = 1; n <= total; ++n) {
     MemorySource source(file);
     const FailingAllocator failing(n);
     try {
-      ASSERT_EQ(use(source, 3).undocumented_status, 0) << n;
+      expect_told(use(source, 3), sound, "allocation " + std::to_string(n));
     } catch (const std::bad_alloc&) {  // an allocation of the test itself
     }
     ASSERT_TRUE(failing.struck()) << n << " of " << total;
   }
 }
 
-// Opening alone, where the failing allocation must show, but for those of a track that the file can do
-// without.
-TEST(DamagedFiles, FailingAllocationInTheFirstTrackFailsTheOpen) {
-  const Bytes file = build_movie(amr_track(5)).bytes;
-  for (uint64_t n = 1;; ++n) {
-    MemorySource source(file);
-    FMGR_Context* context = nullptr;
-    const FMGR_Config config{0, 0};
-    ASSERT_EQ(FMGR_Init(&context, &config), FMGR_OK);
-    P3gppFile* opened = nullptr;
-    P3gppOpenError error{};
-    bool struck = false;
-    int32_t status = 0;
-    {
-      const FailingAllocator failing(n);
-      status = P3GPP_OpenExplained(&opened, &source.descriptor, context, &error);
-      struck = failing.struck();
-    }
-    if (struck) {
-      EXPECT_TRUE(status == P3GPP_ERR_NO_MEMORY || status == P3GPP_ERR_OPEN) << n << ": " << status;
-      EXPECT_EQ(error.status, status);
-      EXPECT_EQ(opened, nullptr);
-    } else {
-      EXPECT_EQ(status, P3GPP_OK);
-      P3GPP_Close(opened);
-    }
-    FMGR_Deinit(context);
-    if (!struck) break;
-  }
-}
-
-TEST(DamagedFiles, EveryFailingReadEndsWithAStatus) {
+TEST(DamagedFiles, EveryFailingReadIsTold) {
   const Bytes file = everything();
   MemorySource counted(file);
-  EXPECT_EQ(use(counted, 3).tracks, 3u);
+  const ExerciseResult sound = use(counted, 3);
   for (uint64_t n = 1; n <= counted.read_count; ++n) {
     MemorySource source(file, n);
-    ASSERT_EQ(use(source, 3).undocumented_status, 0) << n;
+    expect_told(use(source, 3), sound, "read " + std::to_string(n));
     ASSERT_GE(source.read_count, n);
   }
 }
 
-TEST(DamagedFiles, FailingReadOfTheFirstTrackFailsTheOpen) {
-  const Bytes file = build_movie(amr_track(5)).bytes;
-  const uint64_t total = OpenedMovie(file).source.read_count;
-  for (uint64_t n = 1; n <= total; ++n) {
-    const OpenedMovie movie(file, n);
-    // A top-level header that cannot be read ends the scan like the end of the file.
-    const bool at_top_level = movie.error.path[0] == '\0';
-    EXPECT_EQ(movie.status, at_top_level ? P3GPP_ERR_NO_MOOV : P3GPP_ERR_READ) << n;
+// The same on the device of the filter, a file with a wide path, and at every point where its layers can
+// fail.
+TEST(DamagedFiles, EveryFaultOfTheFileLayerIsTold) {
+  using platform::FaultPoint;
+  const Bytes bytes = everything();
+  const tests::TempFolder folder;
+  tests::write_file(folder / "f.mp4", {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  const std::u16string path = (folder / "f.mp4").u16string();
+  FMGR_Descriptor descriptor{};
+  descriptor.type = FMGR_DEV_FILE_W;
+  descriptor.source.wide_path = path.c_str();
+  const ExerciseResult sound = use(descriptor, 3);
+  EXPECT_EQ(sound.tracks, 3u);
+  for (const FaultPoint point :
+       {FaultPoint::kFileOpen, FaultPoint::kFileRead, FaultPoint::kFileSeek, FaultPoint::kMutexCreate}) {
+    int strikes = 0;
+    for (bool struck = true; struck; ++strikes) {
+      const FaultAt fault(point, strikes + 1);
+      expect_told(use(descriptor, 3), sound,
+                  std::to_string(static_cast<int>(point)) + ' ' + std::to_string(strikes));
+      struck = fault.struck();
+    }
+    EXPECT_GT(strikes, 3) << static_cast<int>(point);
   }
 }
 

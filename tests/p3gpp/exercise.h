@@ -2,6 +2,8 @@
 #ifndef ZDR_TESTS_P3GPP_EXERCISE_H
 #define ZDR_TESTS_P3GPP_EXERCISE_H
 
+#include <vector>
+
 #include "p3gpp/p3gpp.h"
 
 namespace zdr::test {
@@ -10,11 +12,10 @@ struct ExerciseResult {
   int32_t open_status = 0;
   // First status that is no documented one, or 0.
   int32_t undocumented_status = 0;
+  std::vector<int32_t> statuses = {};  // of all calls, in order
   uint32_t tracks = 0;
-  uint32_t samples_read = 0;
   uint32_t tags = 0;
-  uint32_t boxes = 0;     // shown during the open and by the walk
-  uint32_t checksum = 0;  // over the decoder configurations, tags and fields, so that they are really read
+  uint64_t checksum = 0;  // over all that was told, so that it is really read
 };
 
 // Every track is opened, and up to `sample_limit` of its samples are located, timed and read.

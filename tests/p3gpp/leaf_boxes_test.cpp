@@ -28,7 +28,7 @@ const Containers kMinf = {"moov", "trak", "mdia", "minf"};
 const Containers kEdts = {"moov", "trak", "edts"};
 const Containers kDref = {"moov", "trak", "mdia", "minf", "dinf"};
 
-TEST(LeafBoxes, TellTheirFields) {
+TEST(LeafBoxes, TellTheirFieldsAsRequired) {
   const uint64_t wide = 0x0000000511112222;  // 21761172002
   const std::vector<Edit> edits = {{.segment_duration = 1000, .media_time = -1},
                                    {.segment_duration = 9000, .media_time = 5}};
@@ -115,14 +115,10 @@ TEST(LeafBoxes, RefuseSizesTooSmallForTheirFields) {
   };
   const Containers moov = {"moov"};
   const std::vector<Case> cases = {
-      {"mvhd", moov, mvhd(), 34},
-      {"mvhd v1", moov, mvhd({.version = 1}), 46},
-      {"tkhd", kTrak, tkhd(), 90},
-      {"tkhd v1", kTrak, tkhd({.version = 1}), 94},
-      {"mdhd", kMdia, mdhd(), 30},
-      {"mdhd v1", kMdia, mdhd({.version = 1}), 42},
-      {"hdlr", kMdia, hdlr("vide"), 20},
-      {"iods", moov, full_box("iods", 0, 0, {1}), 12},
+      {"mvhd", moov, mvhd(), 34},          {"mvhd v1", moov, mvhd({.version = 1}), 46},
+      {"tkhd", kTrak, tkhd(), 90},         {"tkhd v1", kTrak, tkhd({.version = 1}), 94},
+      {"mdhd", kMdia, mdhd(), 30},         {"mdhd v1", kMdia, mdhd({.version = 1}), 42},
+      {"hdlr", kMdia, hdlr("vide"), 20},   {"iods", moov, full_box("iods", 0, 0, {1}), 12},
       {"elst", kEdts, elst({{}, {}}), 40},
   };
   const std::string refused = std::to_string(P3GPP_ERR_BOX_SIZE);

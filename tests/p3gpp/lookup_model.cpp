@@ -29,6 +29,11 @@ LookupModel::LookupModel(const TrackTables& tables)
     stts_time_.push_back(stts_time_.back() + uint64_t{count} * delta);
   }
   expand_chunks();
+  const auto is_empty = [](const Edit& edit) { return edit.media_time == -1; };
+  const auto delay = std::find_if(tables_.edits.begin(), tables_.edits.end(), is_empty);
+  if (tables_.edits.size() > 1 && delay != tables_.edits.end()) {
+    shift_ = static_cast<uint32_t>(delay->segment_duration);
+  }
 }
 
 void LookupModel::expand_chunks() {
@@ -78,13 +83,11 @@ int32_t LookupModel::sample_times(uint32_t number, uint32_t& decoding, uint32_t&
   if (number == 0 || number > tables_.sample_count()) return P3GPP_ERR_OUT_OF_RANGE;
   const int32_t status = decoding_time(number, decoding);
   if (status != P3GPP_OK) return status;
-  if (!tables_.has_ctts) {
-    composition = decoding;
-    return P3GPP_OK;
-  }
+  uint32_t offset = 0;
   uint32_t run = 0;
-  const uint32_t offset = composition_run(number, run) ? tables_.ctts[run].second : composition;
+  if (tables_.has_ctts) offset = composition_run(number, run) ? tables_.ctts[run].second : composition;
   composition = decoding + offset;
+  decoding += shift_;
   return P3GPP_OK;
 }
 

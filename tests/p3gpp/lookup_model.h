@@ -24,11 +24,12 @@ class LookupModel {
  public:
   explicit LookupModel(const TrackTables& tables);
 
-  int32_t sample_times(uint32_t number, uint32_t& decoding_time, uint32_t& composition_time);
+  // As the operations of an opened track; sync searches for tables in ascending order.
   int32_t locate(P3gppSample& sample);
+  int32_t sample_times(uint32_t number, uint32_t& decoding_time, uint32_t& composition_time);
   int32_t time_to_sample(uint32_t& time, uint32_t& number);
   int32_t is_sync(uint32_t number, int32_t& flag);
-  int32_t find_sync(uint32_t& number, int32_t direction);  // for tables in ascending order
+  int32_t find_sync(uint32_t& number, int32_t direction);
 
  private:
   struct Chunk {
@@ -42,6 +43,7 @@ class LookupModel {
   void expand_chunks();
 
   const TrackTables tables_;
+  uint32_t shift_ = 0;  // of decoding times
   ExpandedRuns stts_;
   ExpandedRuns ctts_;
   std::vector<uint64_t> stts_time_;  // before run i, and behind the last one

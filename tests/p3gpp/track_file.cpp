@@ -2,59 +2,46 @@
 
 #include <random>
 
+#include "lookup_answers.h"
+#include "tests/support/movie_builder.h"
+
 namespace zdr::test {
 namespace {
 
-class TrackWriter {
- public:
-  explicit TrackWriter(const TrackTables& tables) : tables_(tables) {}
-
-  Bytes trak() const {
-    const Bytes edts = tables_.edits.empty() ? Bytes() : box("edts", elst(tables_.edits));
-    const TrackHeader header{
-        .creation_time = 11, .modification_time = 12, .track_id = tables_.id, .duration = 5000};
-    return box("trak", {keep("tkhd", tkhd(header)), edts, keep("mdia", mdia())});
-  }
-
- private:
-  Bytes keep(const std::string& type, const Bytes& bytes) const {
-    return tables_.omit.contains(type) ? Bytes() : bytes;
-  }
-
-  Bytes mdia() const {
-    const MediaHeader header{.time_scale = tables_.time_scale, .duration = tables_.media_duration};
-    return box("mdia", {keep("mdhd", mdhd(header)), keep("hdlr", hdlr(tables_.handler)),
-                        keep("minf", box("minf", {keep("stbl", stbl())}))});
-  }
-
-  Bytes sizes() const {
-    return tables_.default_size == 0 ? stsz(tables_.sizes)
-                                     : constant_stsz(tables_.default_size, tables_.default_count);
-  }
-
-  Bytes wide_offsets() const {
-    std::vector<uint64_t> offsets = tables_.chunk_offsets;
-    for (uint64_t& offset : offsets) offset += tables_.also_co64 ? 1 : 0;
-    return tables_.co64 || tables_.also_co64 ? co64(offsets) : Bytes();
-  }
-
-  Bytes stbl() const {
-    return box("stbl", {keep("stsd", stsd({})), keep("stts", stts(tables_.stts, tables_.claimed_stts_count)),
-                        tables_.has_ctts ? ctts(tables_.ctts) : Bytes(),
-                        tables_.has_stss ? stss(tables_.stss) : Bytes(), keep("stsc", stsc(tables_.stsc)),
-                        keep("stsz", sizes()),
-                        tables_.co64 ? Bytes() : keep("stco", stco(tables_.chunk_offsets)), wide_offsets()});
-  }
-
-  const TrackTables& tables_;
-};
+Bytes trak_of(const TrackTables& tables) {
+  const TrackHeader header{
+      .creation_time = 11, .modification_time = 12, .track_id = tables.id, .duration = 5000};
+  std::vector<uint64_t> wide_offsets = tables.chunk_offsets;
+  for (uint64_t& offset : wide_offsets) offset += tables.also_co64 ? 1 : 0;
+  const bool constant = tables.default_size != 0;
+  const Bytes wide = tables.co64 || tables.also_co64 ? co64(wide_offsets) : Bytes();
+  TrackDescription track{.handler = tables.handler, .edits = tables.edits};
+  track.replaced = {
+      {"tkhd", tkhd(header)},
+      {"mdhd", mdhd({.time_scale = tables.time_scale, .duration = tables.media_duration})},
+      {"stts", stts(tables.stts, tables.claimed_stts_count)},
+      {"ctts", tables.has_ctts ? ctts(tables.ctts) : Bytes()},
+      {"stss", tables.has_stss ? stss(tables.stss) : Bytes()},
+      {"stsc", stsc(tables.stsc)},
+      {"stsz", constant ? constant_stsz(tables.default_size, tables.default_count) : stsz(tables.sizes)},
+      {"stco", concat({tables.co64 ? Bytes() : stco(tables.chunk_offsets), wide})}};
+  for (const std::string& type : tables.omit) track.replaced[type] = {};
+  return build_trak(track, tables.id, {});
+}
 
 }  // namespace
 
+TrackTables plain_tables(uint32_t samples, uint32_t size) {
+  TrackTables tables;
+  tables.stts = {{samples, 1}};
+  tables.sizes.assign(samples, size);
+  tables.stsc = {{1, samples}};
+  return tables;
+}
+
 Bytes make_file(const std::vector<TrackTables>& tracks, size_t file_size) {
-  std::vector<Bytes> children = {
-      mvhd({.creation_time = 21, .modification_time = 22, .time_scale = 600, .duration = 6000})};
-  for (const TrackTables& tables : tracks) children.push_back(TrackWriter(tables).trak());
+  std::vector<Bytes> children = {mvhd()};
+  for (const TrackTables& tables : tracks) children.push_back(trak_of(tables));
   Bytes file = concat({ftyp(), box("moov", children)});
   if (file.size() + 8 >= file_size) {
     file.resize(file.size() - tracks.back().cut_off);
@@ -73,6 +60,18 @@ OpenTrack::OpenTrack(const TrackTables& tables, size_t file_size, uint32_t cache
 
 OpenTrack::~OpenTrack() {
   if (track_ != nullptr) P3GPP_CloseTrack(track_);
+}
+
+int64_t OpenTrack::offset_of(uint32_t number) {
+  P3gppSample sample{};
+  sample.number = number;
+  const int32_t status = locate(sample);
+  return status == P3GPP_OK ? static_cast<int64_t>(sample.file_offset) : status;
+}
+
+std::string replayed(const TrackTables& tables, const std::string& script) {
+  OpenTrack track(tables);
+  return track.status() == P3GPP_OK ? LookupAnswers(track).replay(script) : std::to_string(track.status());
 }
 
 }  // namespace zdr::test

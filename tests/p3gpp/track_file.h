@@ -44,6 +44,9 @@ struct TrackTables {
   uint8_t chunk_number_base() const { return static_cast<uint8_t>(stsc.front().first_chunk); }
 };
 
+// `samples` samples of 1 time unit and `size` bytes in one chunk.
+TrackTables plain_tables(uint32_t samples, uint32_t size = 16);
+
 // The whole file. Media bytes are pseudo-random and fill it up to `file_size`; chunk offsets are taken as
 // they stand and may point anywhere. 0: no media.
 Bytes make_file(const std::vector<TrackTables>& tracks, size_t file_size = 0);
@@ -59,11 +62,28 @@ class OpenTrack {
   P3gppFile* file() const { return movie_.file; }
   MemorySource& source() { return movie_.source; }
 
+  int32_t locate(P3gppSample& sample) { return P3GPP_ReadSample(track_, &sample); }
+  int32_t sample_times(uint32_t number, uint32_t& decoding_time, uint32_t& composition_time) {
+    return P3GPP_GetSampleTime(track_, number, &decoding_time, &composition_time);
+  }
+  int32_t time_to_sample(uint32_t& time, uint32_t& number) {
+    return P3GPP_TimeToSample(track_, &time, &number);
+  }
+  int32_t is_sync(uint32_t number, int32_t& flag) { return P3GPP_IsSyncSample(track_, number, &flag); }
+  int32_t find_sync(uint32_t& number, int32_t direction) {
+    return P3GPP_FindSyncSample(track_, &number, direction);
+  }
+  // The offset alone, or the negative status.
+  int64_t offset_of(uint32_t number);
+
  private:
   OpenedMovie movie_;
   P3gppTrack* track_ = nullptr;
   int32_t status_ = 0;
 };
+
+// Replays calls and their answers (lookup_answers.h) on a fresh track.
+std::string replayed(const TrackTables& tables, const std::string& script);
 
 }  // namespace zdr::test
 
