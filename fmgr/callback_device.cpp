@@ -61,7 +61,7 @@ int32_t read(FMGR_Device* device, void* buffer, uint32_t count) {
 int32_t write(FMGR_Device* device, const void* buffer, uint32_t count) {
   CallbackDevice& callback = *self(device);
   const int32_t moved = transfer(callback, callback.write, buffer, count);
-  callback.size = std::max(callback.size, callback.position);
+  if (moved > 0) callback.size = std::max(callback.size, callback.position);
   return moved;
 }
 

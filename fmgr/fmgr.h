@@ -72,7 +72,7 @@ typedef struct FMGR_Descriptor {
   } source;
 } FMGR_Descriptor;
 
-/* Buffer sizes in bytes. Buffering is on only when both are nonzero. */
+/* Buffer sizes in bytes. Buffering is on only when both are nonzero. Sizes above 2^31 - 1 count as that. */
 typedef struct FMGR_Config {
   uint32_t read_buffer_size;
   uint32_t write_buffer_size;

@@ -1,6 +1,7 @@
 // Opening and closing streams.
 #include "fmgr/manager.h"
 
+#include <algorithm>
 #include <new>
 
 #include "fmgr/buffer.h"
@@ -17,7 +18,9 @@ std::unique_ptr<FMGR_Stream> make_stream(const FMGR_Context& context, AccessClas
   stream->buffer.reset(new (std::nothrow) FMGR_Buffer);
   if (!stream->buffer) return nullptr;
   const bool reads = access == AccessClass::kRead;
-  stream->buffer->capacity = reads ? context.read_buffer_size : context.write_buffer_size;
+  // A device tells more than INT32_MAX bytes as a negative number, which is an error.
+  const uint32_t size = reads ? context.read_buffer_size : context.write_buffer_size;
+  stream->buffer->capacity = std::min<uint32_t>(size, INT32_MAX);
   stream->buffer->flags = reads ? FMGR_Buffer::kReadMode : FMGR_Buffer::kWriteMode;
   stream->buffer->owner = stream.get();
   return stream;

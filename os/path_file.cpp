@@ -1,44 +1,11 @@
 // Status-returning face, the functions that take a path: one implementation for narrow and wide names.
-#include <iterator>
 #include <string>
 
+#include "os/open_file.h"
 #include "os/path_calls.h"
 
 namespace zdr::os {
 namespace {
-
-struct OpenMode {
-  DWORD access;
-  DWORD share;
-  DWORD disposition;
-};
-
-// Indexed by OS_OPEN_...
-constexpr OpenMode kOpenModes[] = {
-    {GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING},
-    {GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS},
-    {GENERIC_WRITE, FILE_SHARE_WRITE, CREATE_ALWAYS},
-    {GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, CREATE_ALWAYS},
-    {GENERIC_READ | GENERIC_WRITE, FILE_SHARE_WRITE, OPEN_ALWAYS},
-};
-
-template <class Calls>
-int32_t open_file(void** handle, const typename Calls::Char* path, uint32_t mode) {
-  if (!handle) return FMGR_ERR_BAD_ARGUMENT;
-  *handle = nullptr;
-  if (!path) return FMGR_ERR_BAD_ARGUMENT;
-  if (mode >= std::size(kOpenModes)) return FMGR_ERR_OPEN;
-  const OpenMode& how = kOpenModes[mode];
-  const HANDLE opened = Calls::kCreateFile(path, how.access, how.share, nullptr, how.disposition,
-                                           FILE_ATTRIBUTE_NORMAL, nullptr);
-  const DWORD error = GetLastError();
-  // Kept: the last error decides, so a handle that comes with any other error is refused and stays open.
-  if (error != ERROR_SUCCESS && error != ERROR_ALREADY_EXISTS) return FMGR_ERR_OPEN;
-  if (opened == INVALID_HANDLE_VALUE) return FMGR_ERR_OPEN;
-  if (mode == OS_OPEN_APPEND) SetFilePointer(opened, 0, nullptr, FILE_END);
-  *handle = opened;
-  return FMGR_OK;
-}
 
 template <class Calls>
 int32_t delete_file(const typename Calls::Char* path) {

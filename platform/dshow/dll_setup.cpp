@@ -13,6 +13,7 @@
 #include "platform/com/com_ptr.h"
 #include "platform/com/registry_key.h"
 #include "uuids.h"
+#include "wxutil.h"
 
 namespace {
 
@@ -28,7 +29,7 @@ std::span<const CFactoryTemplate> templates() noexcept {
 HRESULT module_path(std::u16string& path) {
   std::array<WCHAR, 4096> buffer;
   const DWORD length = GetModuleFileNameW(g_hInst, buffer.data(), static_cast<DWORD>(buffer.size()));
-  if (length == 0 || length == buffer.size()) return HRESULT_FROM_WIN32(GetLastError());
+  if (length == 0 || length == buffer.size()) return AmHresultFromWin32(GetLastError());
   path.assign(buffer.data(), length);
   return S_OK;
 }

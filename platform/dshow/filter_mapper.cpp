@@ -87,7 +87,11 @@ HRESULT CFilterMapper2::RegisterFilter(REFCLSID filter, LPCWSTR name, IMoniker**
                                        const CLSID* category, LPCOLESTR instance, const REGFILTER2* record) {
   CheckPointer(name, E_POINTER);
   CheckPointer(record, E_POINTER);
-  if (moniker != nullptr) *moniker = nullptr;
+  // There are no monikers here: whoever asks for one would go on to use it.
+  if (moniker != nullptr) {
+    *moniker = nullptr;
+    return E_NOTIMPL;
+  }
   if (!has_usable_pins(*record)) return E_INVALIDARG;
   if (!is_key_name(instance)) return VFW_E_BAD_KEY;
   return guarded(

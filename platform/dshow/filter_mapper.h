@@ -18,7 +18,7 @@ class CFilterMapper2 final : public CUnknown, public IFilterMapper2 {
   HRESULT CreateCategory(REFCLSID category, DWORD merit, LPCWSTR description) override;
   HRESULT UnregisterFilter(const CLSID* category, LPCOLESTR instance, REFCLSID filter) override;
   // VFW_E_BAD_KEY for an instance name that is no name of a key, and when the registry cannot be written.
-  // There are no monikers: *moniker becomes NULL.
+  // There are no monikers: with `moniker` not null nothing is registered, and E_NOTIMPL answered.
   HRESULT RegisterFilter(REFCLSID filter, LPCWSTR name, IMoniker** moniker, const CLSID* category,
                          LPCOLESTR instance, const REGFILTER2* record) override;
   HRESULT EnumMatchingFilters(IEnumMoniker** enumerator, DWORD flags, BOOL exact, DWORD merit,

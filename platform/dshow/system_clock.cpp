@@ -23,6 +23,18 @@ DWORD milliseconds_until(REFERENCE_TIME due, REFERENCE_TIME now) noexcept {
   return static_cast<DWORD>(std::min(due - now + kPerMillisecond - 1, UNITS) / kPerMillisecond);
 }
 
+// Beats that the semaphore has no room for are lost, but never those that it has room for.
+void release_beats(HANDLE semaphore, REFERENCE_TIME beats) noexcept {
+  auto left = static_cast<LONG>(std::min<REFERENCE_TIME>(beats, INT32_MAX));
+  for (LONG step = left; step > 0; step = std::min(step, left)) {
+    if (ReleaseSemaphore(semaphore, step, nullptr)) {
+      left -= step;
+    } else {
+      step /= 2;
+    }
+  }
+}
+
 }  // namespace
 
 CSystemClock::CSystemClock(CObjectName name, IUnknown* outer, HRESULT* phr) noexcept
@@ -110,7 +122,7 @@ DWORD CSystemClock::set_off_alarms() {
     }
     // All beats since the last visit at once: a short period may have many.
     const REFERENCE_TIME beats = (now - node.key()) / alarm.period + 1;
-    ReleaseSemaphore(alarm.object, static_cast<LONG>(std::min<REFERENCE_TIME>(beats, INT32_MAX)), nullptr);
+    release_beats(alarm.object, beats);
     const REFERENCE_TIME last_beat = node.key() + (beats - 1) * alarm.period;
     if (!__builtin_add_overflow(last_beat, alarm.period, &node.key())) alarms_.insert(std::move(node));
   }

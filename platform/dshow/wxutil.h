@@ -5,6 +5,16 @@
 
 #include <atomic>
 
+// A failure whatever the code is, 0 included.
+constexpr HRESULT AmHresultFromWin32(DWORD error) noexcept {
+  return static_cast<HRESULT>(0x80070000u | (error & 0xFFFFu));
+}
+// The reason of a call that failed; E_FAIL when it left none.
+inline HRESULT AmGetLastErrorToHResult() noexcept {
+  const DWORD error = GetLastError();
+  return error == NO_ERROR ? E_FAIL : HRESULT_FROM_WIN32(error);
+}
+
 // A recursive lock of this process. One Unlock for each Lock, by the same thread.
 class CCritSec {
  public:

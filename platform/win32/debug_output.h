@@ -6,8 +6,8 @@
 #ifdef __cplusplus
 namespace zdr::platform {
 
-// Called on the thread that prints; `text` is never null. Must not throw. The last error is kept around the
-// call.
+// Called on the thread that prints, with no lock of this layer held; `text` is never null. Must not throw.
+// The last error is kept around the call.
 using DebugOutputHook = void (*)(const WCHAR* text, void* context);
 
 // Returns once the hook is installed; a call of the previous hook may still be running. nullptr removes it.

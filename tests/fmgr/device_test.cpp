@@ -147,7 +147,12 @@ TEST(CallbackReadWriteDevice, WorksThroughItsTable) {
   EXPECT_EQ(ops.read(device.get(), buffer, 4), 4);
   EXPECT_EQ(std::string(buffer, 4), "abcd");
   source.callback_status = 1;
-  EXPECT_EQ(ops.write(device.get(), "x", 1), -1);
+  for (const int64_t place : {4, 30}) {
+    EXPECT_EQ(seek(device, place, FMGR_SEEK_SET), FMGR_OK);
+    EXPECT_EQ(ops.write(device.get(), "x", 1), -1);
+    EXPECT_EQ(ops.size(device.get(), &size), FMGR_OK);
+    EXPECT_EQ(size, 12u) << "a write that failed made the data longer";
+  }
 }
 
 TEST(MemoryDevice, SeeksWithinAndBeyondAsRequired) {

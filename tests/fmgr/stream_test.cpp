@@ -175,7 +175,16 @@ TEST(StreamArguments, AreChecked) {
   char byte = 0;
   uint64_t number = 0;
   EXPECT_EQ(FMGR_FRead(stream.get(), &byte, 0), FMGR_ERR_BAD_ARGUMENT) << "required, although bytes are left";
+  EXPECT_EQ(FMGR_FRead(stream.get(), nullptr, 1), FMGR_ERR_BAD_ARGUMENT);
   EXPECT_EQ(FMGR_FTell(stream.get(), nullptr), FMGR_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(FMGR_FSize(stream.get(), nullptr), FMGR_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(FMGR_FSize64(stream.get(), nullptr), FMGR_ERR_BAD_ARGUMENT);
+  const FMGR_Config config = {};
+  FMGR_Context* made = nullptr;
+  EXPECT_EQ(FMGR_Init(nullptr, &config), FMGR_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(FMGR_Init(&made, nullptr), FMGR_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(FMGR_FOpen(nullptr, "rb", context.get()), nullptr);
+  EXPECT_EQ(FMGR_FOpen(&source.descriptor(), nullptr, context.get()), nullptr);
   EXPECT_EQ(FMGR_FRead(nullptr, &byte, 1), FMGR_ERR_GENERIC);
   EXPECT_EQ(FMGR_FSize64(nullptr, &number), FMGR_ERR_GENERIC);
   EXPECT_EQ(FMGR_FClose(nullptr), FMGR_ERR_GENERIC);
@@ -183,13 +192,21 @@ TEST(StreamArguments, AreChecked) {
   EXPECT_EQ(FMGR_Deinit(nullptr), FMGR_ERR_BAD_ARGUMENT);
 }
 
+// A device tells more bytes than that as a negative number.
 TEST(StreamReads, OfMoreThanASignedCountAreCut) {
   const Source source(FMGR_DEV_CALLBACK, "0123");
-  const Context context = make_context(0, 0);
-  const Stream stream = open_stream(source, "rb", context);
-  char buffer[4];
-  EXPECT_EQ(FMGR_FRead(stream.get(), buffer, 0xFFFFFFFF), 4);
-  EXPECT_EQ(source.last_count, uint32_t{INT32_MAX});
+  for (const uint32_t buffer_size : {0u, 0xFFFFFFFFu}) {
+    const Context context = make_context(buffer_size, buffer_size);
+    const Stream stream = open_stream(source, "rb", context);
+    char buffer[4];
+    // A buffer gets its memory at the first read; until then only its size tells.
+    if (stream->buffer) {
+      EXPECT_EQ(stream->buffer->capacity, uint32_t{INT32_MAX});
+      continue;
+    }
+    EXPECT_EQ(FMGR_FRead(stream.get(), buffer, 0xFFFFFFFF), 4);
+    EXPECT_EQ(source.last_count, uint32_t{INT32_MAX});
+  }
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <limits>
 
+#include "platform/win32/runtime/broken_pipe.h"
 #include "platform/win32/runtime/errno_map.h"
 
 namespace zdr::platform {
@@ -38,6 +39,11 @@ int transfer_all(size_t count, size_t& done, Transfer transfer) noexcept {
     done += static_cast<size_t>(moved);
   }
   return 0;
+}
+
+ssize_t write_stream(int file, const std::byte* source, size_t count) noexcept {
+  const BrokenPipeGuard guard;
+  return ::write(file, source, count);
 }
 
 DWORD error_or_none(int error) noexcept {
@@ -103,7 +109,7 @@ DWORD FileObject::write_direct(const void* buffer, size_t count, uint64_t offset
   return error_or_none(transfer_all(count, put, [&](size_t done) {
     const std::byte* source = static_cast<const std::byte*>(buffer) + done;
     return seekable_ ? pwrite(descriptor_.get(), source, count - done, static_cast<off_t>(offset + done))
-                     : ::write(descriptor_.get(), source, count - done);
+                     : write_stream(descriptor_.get(), source, count - done);
   }));
 }
 

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <optional>
+#include <filesystem>
 
 #include "platform/win32/runtime/errno_map.h"
 
@@ -158,9 +158,16 @@ DWORD truncate_if_asked(const Descriptor& file, const struct stat& info, const O
   return ftruncate(file.get(), 0) == 0 ? NO_ERROR : error_from_errno(errno);
 }
 
-// Read-ahead only where the rules of sharing keep the bytes as they are.
-bool may_read_ahead(const struct stat& info, const ShareRequest& share) noexcept {
-  return S_ISREG(info.st_mode) && share.uses == kUseRead && (share.allowed & kUseWrite) == 0;
+// Read-ahead only where the rules of sharing keep the bytes as they are, in all processes.
+bool may_read_ahead(const ShareRequest& share, const ShareLease& lease) noexcept {
+  return lease.holds_between_processes() && share.uses == kUseRead && (share.allowed & kUseWrite) == 0;
+}
+
+// The current folder may be another one when the last handle is closed.
+std::string path_for_later(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+  return error ? path : absolute.string();
 }
 
 }  // namespace
@@ -186,11 +193,12 @@ DWORD open_file(const std::string& path, const OpenRequest& request, Ref<KernelO
   }
   if (const DWORD error = truncate_if_asked(descriptor, info, request, existed); error != NO_ERROR)
     return error;
-  if ((request.flags & FILE_FLAG_DELETE_ON_CLOSE) != 0) lease.delete_at_last_release(path);
+  if ((request.flags & FILE_FLAG_DELETE_ON_CLOSE) != 0) lease.delete_at_last_release(path_for_later(path));
 
   const bool seekable = regular || S_ISBLK(info.st_mode);
-  file = Ref<KernelObject>(new FileObject(std::move(descriptor), wanted.file, seekable,
-                                          may_read_ahead(info, share), std::move(lease)));
+  const bool read_ahead = may_read_ahead(share, lease);
+  file = Ref<KernelObject>(
+      new FileObject(std::move(descriptor), wanted.file, seekable, read_ahead, std::move(lease)));
   return NO_ERROR;
 }
 

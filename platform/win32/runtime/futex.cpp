@@ -13,8 +13,8 @@ namespace zdr::platform {
 namespace {
 
 constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
-// Kernels before 5.16 cannot wait on several words: there one word is watched and the others are polled at
-// this step.
+// Kernels before 5.16 cannot wait on several words, and some containers forbid it: there one word is watched
+// and the others are polled at this step.
 constexpr DWORD kPollMilliseconds = 5;
 
 timespec now() noexcept {
@@ -75,8 +75,8 @@ bool futex_wait_any(std::span<const FutexExpectation> words, const Deadline& dea
   }
   const long result =
       syscall(SYS_futex_waitv, waiters.data(), words.size(), 0u, deadline.when(), CLOCK_MONOTONIC);
-  if (result >= 0) return true;
-  if (errno != ENOSYS) return errno != ETIMEDOUT;
+  if (result >= 0 || errno == EAGAIN || errno == EINTR) return true;
+  if (errno == ETIMEDOUT) return false;
   futex_wait(*words[0].word, words[0].expected, deadline.earlier_of(kPollMilliseconds), words[0].scope);
   return !deadline.passed();
 }

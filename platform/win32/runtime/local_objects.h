@@ -91,7 +91,7 @@ void dequeue(Waiter& waiter) noexcept;
 // enqueued.
 bool try_serve(Waiter& waiter) noexcept;
 
-// Blocks until the waiter is served or the deadline passes. `zero` polls only.
+// Blocks until the waiter is served or the deadline passes. Zero only looks.
 DWORD wait_for_local(Waiter& waiter, DWORD milliseconds) noexcept;
 
 class EventObject final : public KernelObject, public LocalObject {
@@ -139,7 +139,7 @@ class MutexObject final : public OwnedMutex, public LocalObject {
   static constexpr ObjectKind kKind = ObjectKind::kMutex;
   MutexObject() noexcept : OwnedMutex(kKind) {}
 
-  // Without the lock. On kFree the caller owns the mutex now (for the first time: see `depth`).
+  // Without the lock. When true the caller owns the mutex now, for the first time when `depth` is 1.
   bool try_lock_fast(uint32_t thread) noexcept {
     uint32_t owner = 0;
     if (word_.compare_exchange_strong(owner, thread, std::memory_order_acquire, std::memory_order_relaxed)) {

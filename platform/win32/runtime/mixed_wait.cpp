@@ -14,7 +14,8 @@ namespace zdr::platform {
 
 namespace {
 
-// The death of a mutex's owner sends no pulse: a bounded sleep finds it.
+// The death of a mutex's owner sends no pulse, nor does a mutex that was only tried: a bounded sleep finds
+// them.
 constexpr DWORD kMixedSleepMilliseconds = 50;
 
 template <class T>
@@ -38,6 +39,8 @@ class MixedWait {
       if (item.local == nullptr) page_of(item).pulse_watchers.fetch_add(1, std::memory_order_seq_cst);
     }
     waiter_.nodes = std::span(nodes_).first(local_count);
+    mutexes_ = collect(mutex_room_);
+    signals_ = collect(signal_room_);
     std::lock_guard lock(dispatcher_lock);
     enqueue(waiter_);
   }
@@ -73,6 +76,19 @@ class MixedWait {
     return count;
   }
 
+  // The shared objects of one kind, in one order for all processes, so that two waits for all objects cannot
+  // keep each other from going on.
+  template <class T>
+  std::span<T*> collect(std::array<T*, MAXIMUM_WAIT_OBJECTS>& room) noexcept {
+    size_t count = 0;
+    for (const WaitItem& item : items_) {
+      if (T* object = shared_as<T>(item)) room[count++] = object;
+    }
+    const std::span<T*> found = std::span(room).first(count);
+    std::sort(found.begin(), found.end(), [](T* a, T* b) { return a->key() < b->key(); });
+    return found;
+  }
+
   bool take_first(DWORD& result) noexcept {
     for (size_t i = 0; i < items_.size(); ++i) {
       bool abandoned = false;
@@ -95,53 +111,49 @@ class MixedWait {
   static bool take_mutex(SharedMutex& mutex, bool& abandoned) noexcept {
     const DWORD result = mutex.wait(0);
     abandoned |= result == WAIT_ABANDONED;
-    return result != WAIT_TIMEOUT;
+    return result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
   }
 
-  // Shared mutexes first, since trying them disturbs nothing; what is left then holds still under its locks.
+  // A shared mutex can only be looked at by taking it, which others could notice: that comes when all else is
+  // ready. The rest then holds still under its locks.
   bool take_all(DWORD& result) noexcept {
+    if (!all_but_mutexes_ready()) return false;
     std::bitset<MAXIMUM_WAIT_OBJECTS> abandoned;
     size_t taken = 0;
-    for (; taken < items_.size(); ++taken) {
+    for (; taken < mutexes_.size(); ++taken) {
       bool was_abandoned = false;
-      auto* mutex = shared_as<SharedMutex>(items_[taken]);
-      if (mutex != nullptr && !take_mutex(*mutex, was_abandoned)) break;
+      if (!take_mutex(*mutexes_[taken], was_abandoned)) break;
       abandoned[taken] = was_abandoned;
     }
     bool any_abandoned = abandoned.any();
-    if (taken == items_.size() && take_all_signals(any_abandoned)) {
+    if (taken == mutexes_.size() && take_signals_and_local(any_abandoned)) {
       result = any_abandoned ? WAIT_ABANDONED_0 : WAIT_OBJECT_0;
       return true;
     }
     while (taken > 0) {
       --taken;
-      if (auto* mutex = shared_as<SharedMutex>(items_[taken])) give_back(*mutex, abandoned[taken]);
+      // One found abandoned keeps that mark for whoever takes it in the end.
+      if (mutexes_[taken]->release_one()) mutexes_[taken]->put_back(abandoned[taken]);
     }
     return false;
   }
 
-  // A mutex found abandoned keeps that mark for whoever takes it in the end.
-  static void give_back(SharedMutex& mutex, bool was_abandoned) noexcept {
-    if (!mutex.release_one()) return;
-    if (was_abandoned) {
-      mutex.abandon();
-    } else {
-      mutex.unlock();
-    }
+  bool all_but_mutexes_ready() noexcept {
+    const auto is_ready = [](const SharedSignal* signal) { return signal->ready(); };
+    if (!std::all_of(signals_.begin(), signals_.end(), is_ready)) return false;
+    std::lock_guard lock(dispatcher_lock);
+    return all_local_ready();
   }
 
-  bool take_all_signals(bool& abandoned) noexcept {
+  // Needs the dispatcher lock.
+  bool all_local_ready() const noexcept {
+    return std::all_of(waiter_.nodes.begin(), waiter_.nodes.end(),
+                       [this](const WaitNode& node) { return node.object->ready_for(waiter_.thread); });
+  }
+
+  bool take_signals_and_local(bool& abandoned) noexcept {
     std::lock_guard lock(dispatcher_lock);
-    std::array<SharedSignal*, MAXIMUM_WAIT_OBJECTS> signals;
-    size_t signal_count = 0;
-    for (const WaitItem& item : items_) {
-      if (auto* signal = shared_as<SharedSignal>(item)) signals[signal_count++] = signal;
-    }
-    // One order for all processes, so that two such waits cannot block each other.
-    const auto first = signals.begin();
-    const auto last = first + static_cast<std::ptrdiff_t>(signal_count);
-    std::sort(first, last, [](SharedSignal* a, SharedSignal* b) { return a->key() < b->key(); });
-    return lock_and_take(std::span(signals).first(signal_count), abandoned);
+    return lock_and_take(signals_, abandoned);
   }
 
   bool lock_and_take(std::span<SharedSignal* const> signals, bool& abandoned) noexcept {
@@ -151,8 +163,7 @@ class MixedWait {
       signals.front()->consume();
       return true;
     }
-    const auto ready = [this](const WaitNode& node) { return node.object->ready_for(waiter_.thread); };
-    if (!std::all_of(waiter_.nodes.begin(), waiter_.nodes.end(), ready)) return false;
+    if (!all_local_ready()) return false;
     for (const WaitNode& node : waiter_.nodes) abandoned |= node.object->consume(waiter_.thread);
     return true;
   }
@@ -161,6 +172,10 @@ class MixedWait {
   bool wait_all_;
   Waiter waiter_;
   std::array<WaitNode, MAXIMUM_WAIT_OBJECTS> nodes_;
+  std::array<SharedMutex*, MAXIMUM_WAIT_OBJECTS> mutex_room_;
+  std::array<SharedSignal*, MAXIMUM_WAIT_OBJECTS> signal_room_;
+  std::span<SharedMutex*> mutexes_;
+  std::span<SharedSignal*> signals_;
   std::array<FutexExpectation, MAXIMUM_WAIT_OBJECTS + 1> words_;
 };
 

@@ -1,9 +1,9 @@
 // A small cache for runs of tiny reads, such as box headers, table entries and short media samples: one
 // system call brings the bytes of many reads.
 //
-// Only files opened for reading that deny writers use it, so by the rules of sharing the bytes cannot change
-// under it. A program outside those rules may still append or cut: a read that goes past what a lane holds
-// asks the file anew, so the true end is always found.
+// Only files opened for reading that deny writers, in all processes, use it, so by the rules of sharing the
+// bytes cannot change under it. A program outside those rules may still append or cut: a read that goes past
+// what a lane holds asks the file anew, so the true end is always found.
 //
 // There are a few lanes, because the tracks of one file are read by turns, each in a run of its own.
 // Scattered reads fetch nothing extra: a lane is filled only when a read continues its run, and more at a

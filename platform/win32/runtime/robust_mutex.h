@@ -18,18 +18,20 @@ inline bool is_locked(pthread_mutex_t& mutex, int result) noexcept {
 }
 
 // Holds the mutex for a scope. What it guards must be consistent after every single store, because the
-// previous owner may have died anywhere.
+// previous owner may have died anywhere; a mutex that was damaged from outside thus guards no worse.
 class RobustLock {
  public:
-  explicit RobustLock(pthread_mutex_t& mutex) noexcept : mutex_(mutex) {
-    is_locked(mutex_, pthread_mutex_lock(&mutex_));
+  explicit RobustLock(pthread_mutex_t& mutex) noexcept
+      : mutex_(mutex), locked_(is_locked(mutex_, pthread_mutex_lock(&mutex_))) {}
+  ~RobustLock() {
+    if (locked_) pthread_mutex_unlock(&mutex_);
   }
-  ~RobustLock() { pthread_mutex_unlock(&mutex_); }
   RobustLock(const RobustLock&) = delete;
   RobustLock& operator=(const RobustLock&) = delete;
 
  private:
   pthread_mutex_t& mutex_;
+  const bool locked_;
 };
 
 }  // namespace zdr::platform

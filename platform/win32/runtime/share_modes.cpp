@@ -53,6 +53,13 @@ DWORD add_open(const FileIdentity& file, const ShareRequest& request) {
   return NO_ERROR;
 }
 
+bool is_waiting_to_be_deleted(const FileIdentity& file) noexcept {
+  OpenTable& table = open_table();
+  std::lock_guard lock(table.mutex);
+  const auto found = table.files.find(file);
+  return found != table.files.end() && !found->second.delete_path.empty();
+}
+
 // The path still names the same file, not one that took its place.
 void remove_if_same(const std::string& path, const FileIdentity& file) noexcept {
   struct stat info;
@@ -91,7 +98,7 @@ ShareLease& ShareLease::operator=(ShareLease&& other) noexcept {
 }
 
 DWORD ShareLease::acquire(const FileIdentity& file, const ShareRequest& request, ShareLease& lease) {
-  if (request.uses == 0) return NO_ERROR;
+  if (request.uses == 0) return is_waiting_to_be_deleted(file) ? ERROR_ACCESS_DENIED : NO_ERROR;
   if (const DWORD error = add_open(file, request); error != NO_ERROR) return error;
   lease.file_ = file;
   lease.request_ = request;

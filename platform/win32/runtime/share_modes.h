@@ -4,7 +4,7 @@
 // when each asks only for what the other allows. Opens are matched by device and inode, so links do not
 // matter. Between processes the state lives in record locks on a side file of the runtime folder: they vanish
 // with their descriptor, so a crash leaves nothing behind, and the data file itself is never locked. Without
-// a runtime folder only this process is looked at.
+// a runtime folder, or where the system gives no record locks, only this process is looked at.
 #pragma once
 
 #include <sys/stat.h>
@@ -45,11 +45,14 @@ class ShareLease {
   ~ShareLease() { release(); }
 
   // NO_ERROR, ERROR_SHARING_VIOLATION, or ERROR_ACCESS_DENIED when the file is waiting to be deleted. A
-  // request for no use always succeeds and holds nothing. May throw bad_alloc.
+  // request for no use conflicts with no other and holds nothing. May throw bad_alloc.
   static DWORD acquire(const FileIdentity& file, const ShareRequest& request, ShareLease& lease);
 
-  // The file goes with the last handle of this process: `path` is removed then, and new opens are refused
-  // until then.
+  // Whether other processes know of this open, too.
+  bool holds_between_processes() const noexcept { return side_file_ >= 0; }
+
+  // The file goes with the last handle of this process: `path`, which is absolute, is removed then, and new
+  // opens are refused until then.
   void delete_at_last_release(std::string path);
 
   void release() noexcept;

@@ -67,12 +67,15 @@ bool conflicts(int file, const ShareRequest& request) noexcept {
   return false;
 }
 
-void take_locks(int file, const ShareRequest& request) noexcept {
+// False when the system has no room for more locks; those taken go with the descriptor.
+bool take_locks(int file, const ShareRequest& request) noexcept {
+  bool taken = true;
   for (int i = 0; i < kClasses; ++i) {
     const UseSet use = static_cast<UseSet>(1u << i);
-    if ((request.uses & use) != 0) set_lock(file, F_OFD_SETLK, F_RDLCK, kUseBytes + i, 1);
-    if ((request.allowed & use) == 0) set_lock(file, F_OFD_SETLK, F_RDLCK, kDenyBytes + i, 1);
+    if ((request.uses & use) != 0) taken &= set_lock(file, F_OFD_SETLK, F_RDLCK, kUseBytes + i, 1);
+    if ((request.allowed & use) == 0) taken &= set_lock(file, F_OFD_SETLK, F_RDLCK, kDenyBytes + i, 1);
   }
+  return taken;
 }
 
 bool has_no_name(int file) noexcept {
@@ -99,7 +102,8 @@ void remove_if_unused(int folder, const char* name, int file) noexcept {
 void tell_once_that_sharing_is_local() noexcept {
   static constinit std::atomic<bool> told{false};
   if (!told.exchange(true)) {
-    OutputDebugStringW(u"zdr: no private runtime folder; share modes hold within this process only\n");
+    OutputDebugStringW(
+        u"zdr: no private runtime folder or no locks; share modes hold within this process only\n");
   }
 }
 
@@ -118,7 +122,11 @@ DWORD lock_side_file(const FileIdentity& file, const ShareRequest& request, int&
     close(opened);
     return ERROR_SHARING_VIOLATION;
   }
-  take_locks(opened, request);
+  if (!take_locks(opened, request)) {
+    close(opened);
+    tell_once_that_sharing_is_local();
+    return NO_ERROR;
+  }
   set_lock(opened, F_OFD_SETLK, F_UNLCK, kGateByte, 1);
   side_file = opened;
   return NO_ERROR;

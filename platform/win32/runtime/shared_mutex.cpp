@@ -3,6 +3,7 @@
 
 #include "platform/win32/runtime/robust_mutex.h"
 #include "platform/win32/runtime/shared_signal.h"
+#include "platform/win32/win32_error.h"
 #include "platform/win32/win32_sync.h"
 
 namespace zdr::platform {
@@ -32,7 +33,11 @@ DWORD SharedMutex::wait(DWORD milliseconds) noexcept {
     return WAIT_OBJECT_0;
   }
   const int result = lock_within(page().guard, milliseconds);
-  if (!is_locked(page().guard, result)) return WAIT_TIMEOUT;
+  if (result == EBUSY || result == ETIMEDOUT) return WAIT_TIMEOUT;
+  if (!is_locked(page().guard, result)) {
+    SetLastError(ERROR_GEN_FAILURE);  // a page that was damaged from outside
+    return WAIT_FAILED;
+  }
   owner_.store(thread, std::memory_order_relaxed);
   depth_ = 1;
   const bool abandoned = std::exchange(page().abandoned, 0u) != 0;
@@ -48,15 +53,20 @@ bool SharedMutex::release_one() noexcept {
 }
 
 void SharedMutex::unlock() noexcept {
-  depth_ = 0;
-  owner_.store(0, std::memory_order_relaxed);
-  pthread_mutex_unlock(&page().guard);
+  put_back(false);
   send_pulse(page());
 }
 
 void SharedMutex::abandon() noexcept {
-  page().abandoned = 1;
-  unlock();
+  put_back(true);
+  send_pulse(page());
+}
+
+void SharedMutex::put_back(bool abandoned) noexcept {
+  if (abandoned) page().abandoned = 1;
+  depth_ = 0;
+  owner_.store(0, std::memory_order_relaxed);
+  pthread_mutex_unlock(&page().guard);
 }
 
 }  // namespace zdr::platform

@@ -18,15 +18,19 @@ class SharedMutex final : public OwnedMutex {
 
   SharedState& state() noexcept { return state_; }
   SharedPage& page() const noexcept { return state_.page(); }
+  const std::string& key() const noexcept { return key_; }
 
-  // WAIT_OBJECT_0, WAIT_ABANDONED or WAIT_TIMEOUT. After the first two the caller owns the mutex, for the
-  // first time when `depth` is 1.
+  // As WaitForSingleObject. After WAIT_OBJECT_0 and WAIT_ABANDONED the caller owns the mutex, for the first
+  // time when `depth` is 1.
   DWORD wait(DWORD milliseconds) noexcept;
   uint32_t depth() const noexcept { return depth_; }
 
   bool release_one() noexcept override;
   void unlock() noexcept override;
   void abandon() noexcept override;
+  // Undoes the only wait without a word to waits on several objects: theirs would be one that tried the
+  // mutex, and telling it of its own return would wake it for ever. `abandoned`: as it was found.
+  void put_back(bool abandoned) noexcept;
 
  private:
   SharedState state_;

@@ -75,6 +75,25 @@ TEST_F(SystemClock, PeriodicAlarmMissesNoBeat) {
   EXPECT_EQ(WaitForSingleObject(semaphore_, 5), WAIT_TIMEOUT) << "still beating";
 }
 
+// Late beats find room for some of them only: those must not be lost with the others.
+TEST_F(SystemClock, LateBeatsFillASmallSemaphore) {
+  for (const LONG room : {1, 6, 9, 10}) {
+    const HANDLE small = CreateSemaphoreW(nullptr, 0, room, nullptr);
+    // Ten beats are due, and the next one comes when the machine has been up a tenth longer.
+    const REFERENCE_TIME period = now() / 10;
+    const REFERENCE_TIME start = now() - 9 * period - 1;
+    ASSERT_EQ(clock_->AdvisePeriodic(start, period, reinterpret_cast<DWORD_PTR>(small), &cookie_), S_OK);
+    DWORD_PTR later = 0;
+    ASSERT_EQ(clock_->AdviseTime(start, 1, handle_of(event_), &later), S_OK);
+    EXPECT_TRUE(event_.Wait()) << "alarms are set off in order";
+    EXPECT_EQ(clock_->Unadvise(cookie_), S_OK);
+    LONG beats = 0;
+    while (WaitForSingleObject(small, 0) == WAIT_OBJECT_0) ++beats;
+    EXPECT_EQ(beats, room);
+    CloseHandle(small);
+  }
+}
+
 TEST_F(SystemClock, RefusesTimesThatCannotCome) {
   const DWORD_PTR event = handle_of(event_);
   EXPECT_EQ(clock_->AdviseTime(0, 0, event, &cookie_), E_INVALIDARG);

@@ -1,6 +1,10 @@
 // What a child process does for the two-process tests. One role, "worker": it holds one handle per letter and
 // answers each command with a number (a wait result, TRUE or FALSE, or the last error of a create call).
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <windows.h>
 
@@ -14,14 +18,11 @@
 #include "platform/win32/fault_injection.h"
 #include "platform/win32/session.h"
 #include "share_rule.h"
+#include "win32_test_support.h"
 
 namespace zdr::platform::test {
 
 namespace {
-
-std::u16string wide(const std::string& ascii) {
-  return {ascii.begin(), ascii.end()};
-}
 
 class Worker {
  public:
@@ -46,6 +47,8 @@ class Worker {
     if (verb == "session") return set_session(key == "null" ? nullptr : key.c_str()) ? TRUE : FALSE;
     if (verb == "private-session") return set_private_session() ? TRUE : FALSE;
     if (verb == "churn") return create_and_delete(key, 1500);
+    if (verb == "wait-without-waitv") return wait_without_waitv(static_cast<uint32_t>(std::stoi(key)));
+    if (verb == "read") return read_bytes(words, handle);
     if (verb == "wait-on-thread") return wait_on_ended_thread(handle);
     if (verb.starts_with("registry-")) return use_registry(verb, key, words);
     return 0xBADu;
@@ -126,6 +129,32 @@ class Worker {
     words >> milliseconds;
     if (milliseconds != 0) std::cout << "!" << std::endl;
     return WaitForSingleObject(handle, milliseconds);
+  }
+
+  // From now on the kernel answers waits on several words with `error`; how busy a wait is then, in percent.
+  static DWORD wait_without_waitv(uint32_t error) {
+    sock_filter steps[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_futex_waitv, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program = {std::size(steps), steps};
+    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+    prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
+    const ScopedHandle named = CreateEventW(nullptr, FALSE, FALSE, u"WithoutWaitv");
+    const ScopedHandle local = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    return static_cast<DWORD>(busy_percent_of_wait({named, local}));
+  }
+
+  // Reads so many bytes one at a time and answers the last one.
+  static DWORD read_bytes(std::istringstream& words, HANDLE file) {
+    int count = 0;
+    words >> count;
+    unsigned char byte = 0;
+    DWORD got = 0;
+    for (int i = 0; i < count; ++i) ReadFile(file, &byte, 1, &got, nullptr);
+    return byte;
   }
 
   // A thread takes the mutex and ends without releasing it, while the process lives on.

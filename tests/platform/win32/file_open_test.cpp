@@ -222,9 +222,19 @@ TEST_F(FileOpenTest, DeleteOnCloseRemovesWithTheLastHandle) {
   ScopedHandle deleter = open_for(name, GENERIC_READ, 7, OPEN_EXISTING, FILE_FLAG_DELETE_ON_CLOSE);
   deleter.close();
   EXPECT_TRUE(fs::exists(name));
-  EXPECT_EQ(open_for(name, GENERIC_READ, 7), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED) << "waiting to be deleted";
+  for (const DWORD access : {GENERIC_READ, DWORD{0}}) {
+    EXPECT_EQ(open_for(name, access, 7), INVALID_HANDLE_VALUE) << access;
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED) << "waiting to be deleted";
+  }
   other.close();
+  EXPECT_FALSE(fs::exists(name));
+  // The folder that a relative name starts from may have changed by then.
+  make_file("file");
+  const fs::path before = fs::current_path();
+  fs::current_path(folder_.path());
+  deleter = open_for("file", GENERIC_READ, 7, OPEN_EXISTING, FILE_FLAG_DELETE_ON_CLOSE);
+  fs::current_path(before);
+  deleter.close();
   EXPECT_FALSE(fs::exists(name));
 }
 

@@ -1,6 +1,8 @@
 // SetFilePointer, GetFileSize and SetEndOfFile, with their ambiguous results and beyond 4 GiB.
 #include <sys/stat.h>
 
+#include <csignal>
+
 #include "win32_test_support.h"
 
 namespace zdr::platform::test {
@@ -133,6 +135,22 @@ TEST_F(FilePositionTest, APipeHasNoPosition) {
   EXPECT_TRUE(WriteFile(pipe, "ab", 2, &moved, nullptr));
   char bytes[2] = {};
   EXPECT_TRUE(ReadFile(pipe, bytes, 2, &moved, nullptr) && moved == 2 && bytes[1] == 'b');
+}
+
+TEST_F(FilePositionTest, APipeWithoutReaderFailsTheWriteAndNotTheProcess) {
+  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+  ScopedHandle reader = open_for(path("pipe"), GENERIC_READ, 7);
+  const ScopedHandle writer = open_for(path("pipe"), GENERIC_WRITE, 7);
+  reader.close();
+  DWORD moved = 77;
+  EXPECT_FALSE(WriteFile(writer, "ab", 2, &moved, nullptr));
+  EXPECT_EQ(GetLastError(), ERROR_BROKEN_PIPE);
+  EXPECT_EQ(moved, 0u);
+  sigset_t pending;
+  sigset_t blocked;
+  sigpending(&pending);
+  pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+  EXPECT_FALSE(sigismember(&pending, SIGPIPE) || sigismember(&blocked, SIGPIPE));
 }
 
 }  // namespace

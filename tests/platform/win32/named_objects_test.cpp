@@ -274,6 +274,32 @@ TEST_F(NamedObjectsTest, WaitsMixNamedAndUnnamedObjects) {
   EXPECT_TRUE(ReleaseMutex(mutex));
 }
 
+TEST_F(NamedObjectsTest, AWaitForAllSleepsAndLeavesFreeMutexesToOthers) {
+  const ScopedHandle free_mutex = CreateMutexW(nullptr, FALSE, u"FreeMutex");
+  const ScopedHandle owned = CreateMutexW(nullptr, TRUE, u"OwnedMutex");
+  const ScopedHandle unset = event(u"NeverSet");
+  std::atomic<bool> done{false};
+  std::thread waiter([&] {
+    EXPECT_LT(busy_percent_of_wait({free_mutex, unset}), 50);
+    done = true;
+    EXPECT_LT(busy_percent_of_wait({free_mutex, owned}), 50) << "gives back what it took";
+  });
+  while (!done) {
+    ASSERT_EQ(poll(free_mutex), WAIT_OBJECT_0) << "nobody owns it";
+    ReleaseMutex(free_mutex);
+  }
+  waiter.join();
+  ReleaseMutex(owned);
+}
+
+// Old kernels and some containers know no sleep on several words: then the wait polls, at ease.
+TEST_F(NamedObjectsTest, WaitsSleepAlsoWhereSeveralWordsCannotBeWatched) {
+  for (const char* error : {"38", "1"}) {  // ENOSYS, EPERM
+    ChildProcess child("worker");
+    EXPECT_LT(std::stoi(child.ask(std::string("wait-without-waitv ") + error)), 50) << error;
+  }
+}
+
 TEST_F(NamedObjectsTest, AFailedWaitForAllKeepsTheAbandonedMark) {
   const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, u"KeptMark");
   const ScopedHandle local = CreateEventW(nullptr, FALSE, FALSE, nullptr);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <random>
 
+#include "child_process.h"
 #include "win32_test_support.h"
 
 namespace zdr::platform::test {
@@ -110,6 +111,22 @@ TEST_F(ReadAheadTest, HandlesThatAllowWritersAreNeverStale) {
   DWORD put = 0;
   EXPECT_TRUE(WriteFile(writer, "fresh", 5, &put, nullptr));
   EXPECT_EQ(read_at(reader, 2000, 5), "fresh");
+}
+
+// Without a runtime folder another process may open for writing what this one reads.
+TEST_F(ReadAheadTest, IsOffWhereWritersOfOtherProcessesAreNotKeptOut) {
+  const std::string name = make_file("file", std::string(50'000, 'a'));
+  fs::create_directories(path("runtime/zdr"));
+  fs::permissions(path("runtime/zdr"), fs::perms::owner_all);
+  fs::create_directory_symlink(folder_.path(), path("runtime/zdr/share"));
+  ChildProcess child("worker", {"XDG_RUNTIME_DIR=" + path("runtime")});
+  ASSERT_EQ(child.ask("open-file f " + std::to_string(GENERIC_READ) + " 0 " + name), "0");
+  ASSERT_EQ(child.ask("read f 100"), std::to_string(int{'a'}));
+  const ScopedHandle writer = open_for(name, GENERIC_WRITE, FILE_SHARE_READ);
+  const std::string fresh(200, 'b');
+  DWORD put = 0;
+  EXPECT_TRUE(WriteFile(writer, fresh.data(), 200, &put, nullptr));
+  EXPECT_EQ(child.ask("read f 1"), std::to_string(int{'b'}));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The registry's file: its form, what editors write, and files that somebody damaged or meant ill with.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <regex>
@@ -189,9 +190,12 @@ TEST_F(RegistryTest, WhatIsNoFileOfOursIsRefused) {
   variable_.set(file.c_str());
 
   write_file_text(kHeader);
-  ASSERT_EQ(chmod(file.c_str(), 0602), 0);
-  EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_ACCESS_DENIED) << "others could name a module to be loaded";
-  EXPECT_FALSE(report_registry().reason.empty());
+  for (const mode_t mode : {0602u, 0620u}) {
+    ASSERT_EQ(chmod(file.c_str(), mode), 0);
+    EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_ACCESS_DENIED)
+        << "others could name a module to be loaded";
+    EXPECT_FALSE(report_registry().reason.empty());
+  }
   ASSERT_EQ(chmod(file.c_str(), 0600), 0);
   EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_SUCCESS);
 
@@ -201,6 +205,37 @@ TEST_F(RegistryTest, WhatIsNoFileOfOursIsRefused) {
   const ScopedKey key(kUser, u"K");
   EXPECT_EQ(set_bytes(key, u"V", REG_BINARY, std::string(2u << 20, 'x')), ERROR_NO_SYSTEM_RESOURCES);
   EXPECT_EQ(stored(key, u"V").status, ERROR_FILE_NOT_FOUND);
+}
+
+long peak_memory_in_kilobytes() {
+  rusage usage;
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+// Written out, each key repeats the names of those above it: 1.3 MB would become 256 MB.
+TEST_F(RegistryTest, ATextThatWouldBeTooLargeIsNotMade) {
+  std::string deep;
+  for (int i = 0; i < 400; ++i) deep += "\\" + std::string(200, 'k');
+  std::string text(kHeader);
+  for (int i = 0; i < 16; ++i) text += "[HKEY_CURRENT_USER\\" + std::to_string(i) + deep + "]\n";
+  write_file_text(text);
+  const long before = peak_memory_in_kilobytes();
+  EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_NO_SYSTEM_RESOURCES);
+  EXPECT_LT(peak_memory_in_kilobytes() - before, 128 << 10);
+  EXPECT_EQ(file_text(), text);
+}
+
+TEST_F(RegistryTest, TheListenerOfTheDebugOutputMayUseTheRegistry) {
+  write_file_text("nonsense");
+  LSTATUS heard = ERROR_SUCCESS;
+  const auto listen = [](const WCHAR*, void* status) {
+    set_debug_output_hook(nullptr, nullptr);
+    *static_cast<LSTATUS*>(status) = open_status(kUser, u"K");
+  };
+  set_debug_output_hook(listen, &heard);
+  EXPECT_EQ(open_status(kUser, u"K"), ERROR_BADDB);
+  EXPECT_EQ(heard, ERROR_BADDB);
 }
 
 TEST_F(RegistryTest, LinksLeadToTheFileThatIsReplaced) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <windows.h>
@@ -9,6 +10,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <fstream>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <thread>
@@ -80,6 +82,22 @@ inline void await_sleep_in_wait(pid_t thread) {
     if (number != std::to_string(SYS_futex)) continue;
     if ((std::stoul(operation, nullptr, 16) & kOperationMask) == kWaitBitset) return;
   }
+}
+
+// Waits in vain for all of the handles: how much of the time the waiting thread was busy, in percent, or 1000
+// when the wait did not time out.
+inline int64_t busy_percent_of_wait(std::initializer_list<HANDLE> handles) {
+  constexpr DWORD kMilliseconds = 300;
+  const auto busy_microseconds = [] {
+    rusage usage;
+    getrusage(RUSAGE_THREAD, &usage);
+    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1'000'000 + usage.ru_utime.tv_usec +
+           usage.ru_stime.tv_usec;
+  };
+  const int64_t before = busy_microseconds();
+  const DWORD result =
+      WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.begin(), TRUE, kMilliseconds);
+  return result == WAIT_TIMEOUT ? (busy_microseconds() - before) / (kMilliseconds * 10) : 1000;
 }
 
 // Every test starts with the mark in the last error.

@@ -19,8 +19,10 @@ struct TextFault {
 // says nothing. Throws bad_alloc.
 bool read_export(std::string_view bytes, RegistryKey& top, TextFault& fault);
 
-// UTF-8; permanent keys are left out as long as they are empty.
-std::string write_export(const RegistryKey& top);
+// UTF-8; permanent keys are left out as long as they are empty. False, with the text cut short, once it has
+// more than `most` bytes: each key repeats the names of those above it, so a tree that came from a file of
+// that size may need hundreds of times as much. Throws bad_alloc.
+bool write_export(const RegistryKey& top, size_t most, std::string& text);
 
 inline constexpr std::u16string_view kExportHeader = u"Windows Registry Editor Version 5.00";
 inline constexpr std::u16string_view kOldExportHeader = u"REGEDIT4";

@@ -86,32 +86,36 @@ void append_value(std::string& out, const std::u16string& name, const RegistryVa
   out += '\n';
 }
 
-// Deep at most kDeepestPath levels.
-void append_key(std::string& out, KeyPath& path, std::string& written_path, const RegistryKey& key) {
+// Deep at most kDeepestPath levels. False once there are more than `most` bytes.
+bool append_key(std::string& out, size_t most, KeyPath& path, std::string& written_path,
+                const RegistryKey& key) {
   if (!key.values.empty() || !is_permanent(path)) {
     out += "\n[" + written_path + "]\n";
     for (const auto& [name, value] : key.values) append_value(out, name, value);
   }
+  bool fits = out.size() <= most;
   for (const auto& [name, child] : key.children) {
+    if (!fits) break;
     const size_t length = written_path.size();
     path.push_back(name);
     written_path += "\\" + utf8_file_name(name);
-    append_key(out, path, written_path, *child);
+    fits = append_key(out, most, path, written_path, *child);
     written_path.resize(length);
     path.pop_back();
   }
+  return fits;
 }
 
 }  // namespace
 
-std::string write_export(const RegistryKey& top) {
-  std::string out = utf8_file_name(kExportHeader) + "\n";
+bool write_export(const RegistryKey& top, size_t most, std::string& text) {
+  text = utf8_file_name(kExportHeader) + "\n";
   for (const auto& [name, root] : top.children) {
     KeyPath path{name};
     std::string written_path = utf8_file_name(name);
-    append_key(out, path, written_path, *root);
+    if (!append_key(text, most, path, written_path, *root)) return false;
   }
-  return out;
+  return text.size() <= most;
 }
 
 }  // namespace zdr::platform

@@ -1,11 +1,29 @@
 #include "platform/win32/runtime/registry/registry_access.h"
 
+#include <cstdint>
+#include <mutex>
+
 #include "platform/win32/registry_file.h"
 #include "platform/win32/runtime/registry/store_path.h"
+#include "platform/win32/win32_error.h"
 
 namespace zdr::platform {
 
-constinit std::mutex registry_mutex;
+namespace {
+
+constinit std::mutex registry_mutex;  // guards the instance
+
+}  // namespace
+
+RegistryTurn::RegistryTurn() noexcept {
+  registry_mutex.lock();
+}
+
+RegistryTurn::~RegistryTurn() {
+  const std::u16string complaint = Registry::instance().store.take_complaint();
+  registry_mutex.unlock();
+  if (!complaint.empty()) OutputDebugStringW(complaint.c_str());
+}
 
 Registry& Registry::instance() {
   static Registry& registry = *new Registry;
@@ -19,13 +37,13 @@ DWORD lock_store(StoreLock& lock) {
 }
 
 RegistryReport report_registry() {
-  const std::lock_guard lock(registry_mutex);
+  const RegistryTurn turn;
   RegistryStore& store = Registry::instance().store;
   RegistryReport report;
   report.error = store.load();
   report.path = store.path();
   if (report.error == NO_ERROR) {
-    report.text = write_export(store.tree());
+    write_export(store.tree(), SIZE_MAX, report.text);
   } else if (store.fault().reason != nullptr) {
     report.line = store.fault().line;
     report.reason = store.fault().reason;

@@ -2,7 +2,6 @@
 // them, no exception out.
 #pragma once
 
-#include <mutex>
 #include <utility>
 
 #include "platform/win32/runtime/api_boundary.h"
@@ -20,7 +19,15 @@ struct Registry {
   static Registry& instance();
 };
 
-extern std::mutex registry_mutex;  // guards the instance
+// Holds the registry for a scope. What it has to say to a debugger is said when it is free again, because the
+// listener may use the registry.
+class RegistryTurn {
+ public:
+  RegistryTurn() noexcept;
+  ~RegistryTurn();
+  RegistryTurn(const RegistryTurn&) = delete;
+  RegistryTurn& operator=(const RegistryTurn&) = delete;
+};
 
 // The lock beside the file that the environment names.
 DWORD lock_store(StoreLock& lock);
@@ -28,7 +35,7 @@ DWORD lock_store(StoreLock& lock);
 // `body(registry)` gives an error code and changes no key.
 template <class Body>
 LSTATUS read_registry(Body&& body) noexcept {
-  const std::lock_guard lock(registry_mutex);
+  const RegistryTurn turn;
   return static_cast<LSTATUS>(guarded([&]() -> DWORD {
     Registry& registry = Registry::instance();
     const DWORD error = registry.store.load();
@@ -39,7 +46,7 @@ LSTATUS read_registry(Body&& body) noexcept {
 // `body(registry, changed)` says in `changed` whether it touched the tree, which is then saved.
 template <class Body>
 LSTATUS change_registry(Body&& body) noexcept {
-  const std::lock_guard lock(registry_mutex);
+  const RegistryTurn turn;
   bool changed = false;
   const DWORD error = guarded([&]() -> DWORD {
     Registry& registry = Registry::instance();

@@ -12,8 +12,8 @@ std::u16string_view text_or_empty(LPCWSTR text) noexcept {
   return text != nullptr ? std::u16string_view(text) : std::u16string_view();
 }
 
-// The path of a sub key of an open key. Whether sub keys may be made or removed is a matter of the key itself:
-// a handle opened for reading will do.
+// The path of a sub key of an open key. Whether sub keys may be made or removed is a matter of the key
+// itself: a handle opened for reading will do.
 DWORD resolve_sub_key(Registry& registry, HKEY key, LPCWSTR sub_key, KeyPath& path) {
   const DWORD error = registry.handles.resolve(key, 0, registry.store.tree(), path);
   return error == NO_ERROR ? append_names(path, text_or_empty(sub_key)) : error;
@@ -126,7 +126,7 @@ LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR sub_key, DWORD, REGSAM access, HKEY* res
 }
 
 LSTATUS RegCloseKey(HKEY key) noexcept {
-  const std::lock_guard lock(registry_mutex);
+  const RegistryTurn turn;
   return static_cast<LSTATUS>(guarded([&] { return Registry::instance().handles.close(key); }));
 }
 

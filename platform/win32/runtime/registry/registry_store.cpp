@@ -12,7 +12,6 @@
 #include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/registry/store_path.h"
 #include "platform/win32/runtime/utf.h"
-#include "platform/win32/win32_error.h"
 
 namespace zdr::platform {
 
@@ -89,12 +88,6 @@ void sync_folder_of(const std::string& path) noexcept {
   if (opened) fsync(opened.get());
 }
 
-void tell_debugger(const std::string& path, const TextFault& fault) {
-  const std::string text =
-      "zdr: " + path + ": line " + std::to_string(fault.line) + ": " + fault.reason + "\n";
-  OutputDebugStringW(utf16_file_name(text).c_str());
-}
-
 }  // namespace
 
 FILETIME RegistryStore::written() const noexcept {
@@ -111,7 +104,9 @@ void RegistryStore::forget() noexcept {
 DWORD RegistryStore::fail(DWORD error, const char* reason, size_t line) {
   forget();
   fault_ = {line, reason};
-  if (error == ERROR_BADDB) tell_debugger(path_, fault_);
+  if (error == ERROR_BADDB) {
+    complaint_ = utf16_file_name("zdr: " + path_ + ": line " + std::to_string(line) + ": " + reason + "\n");
+  }
   return error;
 }
 
@@ -144,7 +139,7 @@ DWORD RegistryStore::read_file() {
   if (!file || fstat(file.get(), &info) != 0)
     return fail(path_error_from_errno(errno, path_.c_str()), nullptr);
   if (!S_ISREG(info.st_mode)) return fail(ERROR_BADDB, "not a regular file");
-  if ((info.st_uid != geteuid() && info.st_uid != 0) || (info.st_mode & S_IWOTH) != 0)
+  if ((info.st_uid != geteuid() && info.st_uid != 0) || (info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
     return fail(ERROR_ACCESS_DENIED, "other users can write to it");
   if (info.st_size > static_cast<off_t>(kLargestFile)) return fail(ERROR_FILE_TOO_LARGE, "larger than 4 MiB");
 
@@ -160,8 +155,8 @@ DWORD RegistryStore::read_file() {
 }
 
 DWORD RegistryStore::save() {
-  const std::string text = write_export(top_);
-  const DWORD error = text.size() > kLargestFile ? ERROR_NO_SYSTEM_RESOURCES : replace_file(text);
+  std::string text;
+  const DWORD error = write_export(top_, kLargestFile, text) ? replace_file(text) : ERROR_NO_SYSTEM_RESOURCES;
   if (error != NO_ERROR) forget();
   return error;
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "platform/win32/runtime/descriptor.h"
 #include "platform/win32/runtime/registry/export_text.h"
@@ -38,6 +39,8 @@ class RegistryStore {
   const std::string& path() const noexcept { return path_; }
   // What the last failed load stumbled over. Null and 0 when the system's error says it all.
   const TextFault& fault() const noexcept { return fault_; }
+  // What a failed load has to say to a debugger, once; empty for nothing.
+  std::u16string take_complaint() noexcept { return std::exchange(complaint_, {}); }
 
  private:
   DWORD read_file();
@@ -50,6 +53,7 @@ class RegistryStore {
   bool loaded_ = false;
   RegistryKey top_;
   TextFault fault_;
+  std::u16string complaint_;
 };
 
 }  // namespace zdr::platform
