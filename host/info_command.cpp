@@ -16,16 +16,26 @@
 namespace zdr::host {
 namespace {
 
-constexpr const char* kNoClip = "no clip information: its first video or audio track cannot be described";
 constexpr const char* kNoType = "offers no media type: its codec or configuration is not supported";
 
 using ClipInformation = std::optional<mp4source::ClipInfo>;  // nothing: the clip does not tell
 
-ClipInformation clip_information(const SourcePlayer& player, const std::string& file) {
+std::string why_no_clip(const std::string& file, HRESULT result) {
+  if (result == E_NOINTERFACE) return "the registered filter has none to tell";
+  if (result == E_OUTOFMEMORY) return "out of memory";
+  return is_iso_media(file) ? "its first video or audio track cannot be described"
+                            : "its stream cannot be measured";
+}
+
+// Adds a note when there is none.
+ClipInformation clip_information(const SourcePlayer& player, const std::string& file,
+                                 std::vector<std::string>& notes) {
   SourceClip clip(player.source(), file);
   mp4source::ClipInfo info{};
-  if (!clip.usable() || FAILED(clip.info(info))) return std::nullopt;
-  return info;
+  const HRESULT result = clip.usable() ? clip.info(info) : clip.result();
+  if (clip.usable() && SUCCEEDED(result)) return info;
+  notes.push_back("no clip information: " + why_no_clip(file, result) + " [" + hresult_text(result) + "]");
+  return std::nullopt;
 }
 
 void print_text(const std::string& file, const SourcePlayer& player, const ClipInformation& clip,
@@ -57,8 +67,7 @@ ExitCode show_file(const std::string& file, Messages& messages, JsonReport* repo
   const ExitCode loaded = player.load();
   const bool open = loaded == ExitCode::kDone;
   std::vector<std::string> notes = open ? left_out_notes(file) : std::vector<std::string>();
-  const ClipInformation clip = open ? clip_information(player, file) : std::nullopt;
-  if (open && !clip) notes.push_back(kNoClip);
+  const ClipInformation clip = open ? clip_information(player, file, notes) : std::nullopt;
   if (report == nullptr) {
     if (open) print_text(file, player, clip, notes, out);
     return loaded;
@@ -68,7 +77,7 @@ ExitCode show_file(const std::string& file, Messages& messages, JsonReport* repo
   if (open && is_aac_file(file)) json["stream"] = stream_json(AacFileView(file));
   if (open) json["tags"] = tags_json(file);
   end_file_json(json, messages);
-  json["warnings"] = notes;
+  for (const std::string& note : notes) json["warnings"].push_back(note);
   report->add(std::move(json));
   return loaded;
 }

@@ -62,6 +62,10 @@ class KeyFrame {
     messages_.error({file_, "", reason, status});
     return code;
   }
+  ExitCode explain(const OpenDiagnosis& diagnosis) {
+    messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
+    return diagnosis.exit_code;
+  }
   ExitCode extract_from(SourceClip& clip);
 
   const Options& options_;
@@ -72,14 +76,12 @@ class KeyFrame {
 };
 
 ExitCode KeyFrame::extract() {
+  if (const auto refused = diagnose_before_open(file_)) return explain(*refused);
   HRESULT hr = S_OK;
   const com::ComPtr<IBaseFilter> filter = create_source_filter(file_, messages_, hr);
   if (!filter) return fail(ExitCode::kCannotOpen, "the filter module cannot be loaded", hresult_text(hr));
   SourceClip clip(*filter.get(), file_);
-  if (clip.usable()) return extract_from(clip);
-  const OpenDiagnosis diagnosis = diagnose_failed_open(file_, clip.result());
-  messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
-  return diagnosis.exit_code;
+  return clip.usable() ? extract_from(clip) : explain(diagnose_failed_open(file_, clip.result()));
 }
 
 ExitCode KeyFrame::extract_from(SourceClip& clip) {

@@ -134,3 +134,12 @@ int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync)
     return status;
   });
 }
+
+int32_t P3GPP_GetAllSyncCount(P3gppTrack* track, uint32_t* count) {
+  if (track == nullptr || count == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
+  return on_complete_track(track, [&](const TrackPath& path) {
+    const bool has_table = payload_of<StssPayload>(path.stbl->stss) != nullptr;
+    *count = has_table ? 0 : payload_of<StszPayload>(path.stbl->stsz)->sample_count;
+    return Status{P3GPP_OK};
+  });
+}

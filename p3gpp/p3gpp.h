@@ -360,6 +360,8 @@ int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number);
 int32_t P3GPP_FindSyncSample(P3gppTrack* track, uint32_t* number, int32_t direction);
 /* *is_sync is 1 or 0; above the sample count 0. Sample number 0: P3GPP_ERR_BAD_ARGUMENT. */
 int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync);
+/* *count is the sample count of a track without a table of sync samples, whose samples are all ones, else 0. */
+int32_t P3GPP_GetAllSyncCount(P3gppTrack* track, uint32_t* count);
 
 #ifdef __cplusplus
 }

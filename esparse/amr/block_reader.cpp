@@ -7,6 +7,8 @@ namespace zdr::amrf {
 namespace {
 
 constexpr uint32_t kBlockBytes = 64 * 1024;
+// A device may give bytes for ever. What begins behind 32 bits of position is taken for the end.
+constexpr uint64_t kLongestSource = 0xFFFFFFFF;
 
 }  // namespace
 
@@ -24,7 +26,7 @@ bool BlockReader::read_block() {
 std::span<const uint8_t> BlockReader::available() {
   // A position beyond the block is reached by reading: a frame is far smaller than a block.
   while (position_ >= block_begin_ + block_size_) {
-    if (!read_block()) return {};
+    if (block_begin_ + block_size_ > kLongestSource || !read_block()) return {};
   }
   const auto used = static_cast<uint32_t>(position_ - block_begin_);
   return {block_.get() + used, block_size_ - used};

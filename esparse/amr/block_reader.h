@@ -15,7 +15,8 @@ class BlockReader {
   explicit BlockReader(std::unique_ptr<ByteSource> source);
 
   uint64_t position() const { return position_; }
-  // The unread rest of the block around the position, reading on when it is used up; empty at the end.
+  // The unread rest of the block around the position, reading on when it is used up; empty at the end,
+  // and from 4 GiB on.
   std::span<const uint8_t> available();
   // Moves the position, also beyond the end, and back at most to the beginning of the block.
   void move(int32_t distance) { position_ += static_cast<uint64_t>(int64_t{distance}); }

@@ -9,23 +9,21 @@ namespace {
 
 constexpr uint32_t kNarrowBandHeaderBytes = 6;  // "#!AMR\n"
 constexpr uint32_t kFrameMs = 20;
+// Behind it, nothing could be sought back to.
+constexpr uint64_t kLastDataStart = std::numeric_limits<int32_t>::max();
 
 }  // namespace
 
 bool FrameReader::skip_header() {
-  for (;;) {
+  for (bool has_ended = false; !has_ended;) {
     const auto line = bytes_.available();
     if (line.empty()) return false;
     const void* const end = std::memchr(line.data(), '\n', line.size());
-    if (end == nullptr) {
-      bytes_.move(static_cast<int32_t>(line.size()));
-      continue;
-    }
-    bytes_.move(static_cast<int32_t>(static_cast<const uint8_t*>(end) - line.data() + 1));
-    break;
+    has_ended = end != nullptr;
+    const auto length = has_ended ? static_cast<const uint8_t*>(end) - line.data() + 1 : std::ssize(line);
+    bytes_.move(static_cast<int32_t>(length));
+    if (bytes_.position() > kLastDataStart) return false;
   }
-  // Beyond, nothing could be sought back to.
-  if (bytes_.position() > uint64_t{std::numeric_limits<int32_t>::max()}) return false;
   data_start_ = static_cast<uint32_t>(bytes_.position());
   // Kept: any other line means wide-band, also that of several channels, or one that ends with CR LF.
   if (data_start_ != kNarrowBandHeaderBytes) {

@@ -15,7 +15,7 @@ class FrameReader {
   // bad_alloc when memory runs out.
   explicit FrameReader(std::unique_ptr<ByteSource> source) : bytes_(std::move(source)) {}
 
-  // Once, before all else. False when the file has no end of line.
+  // Once, before all else. False when the file has no end of line within 2 GiB.
   bool skip_header();
 
   // False when the beginning of the frames cannot be sought.

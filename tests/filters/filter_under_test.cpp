@@ -92,4 +92,30 @@ HRESULT FilterUnderTest::fill(int pin_index, IMediaSample& sample) {
   return (stream.*&WorkerAccess::FillBuffer)(&sample);
 }
 
+std::ostream& operator<<(std::ostream& out, const Filled& each) {
+  return out << each.start << '-' << each.stop << (each.sync ? " sync" : "")
+             << (each.preroll ? " preroll" : "") << (each.discontinuity ? " discontinuity " : " ")
+             << each.data.size() << " bytes";
+}
+
+Filled FilterUnderTest::fill(LONG room) {
+  FakeSample sample(room);
+  EXPECT_EQ(fill(0, sample), S_OK);
+  return {sample.start, sample.stop, sample.sync, sample.preroll, sample.discontinuity, sample.data()};
+}
+
+std::vector<Filled> FilterUnderTest::play(LONG room) {
+  std::vector<Filled> all;
+  FakeSample sample(room);
+  for (; fill(0, sample) == S_OK; sample = FakeSample(room)) {
+    all.push_back(
+        {sample.start, sample.stop, sample.sync, sample.preroll, sample.discontinuity, sample.data()});
+  }
+  return all;
+}
+
+HRESULT FilterUnderTest::seek(REFERENCE_TIME start) {
+  return seeking(0)->SetPositions(&start, AM_SEEKING_AbsolutePositioning, nullptr, 0);
+}
+
 }  // namespace zdr::tests

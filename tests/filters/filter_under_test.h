@@ -19,6 +19,18 @@ namespace zdr::tests {
 
 using mp4source::CZanMP4SourceOutputPin;
 
+// What the worker's function made of one sample.
+struct Filled {
+  REFERENCE_TIME start = 0;
+  REFERENCE_TIME stop = 0;
+  bool sync = false;
+  bool preroll = false;
+  bool discontinuity = false;
+  std::vector<BYTE> data;
+  bool operator==(const Filled&) const = default;
+};
+std::ostream& operator<<(std::ostream& out, const Filled& each);
+
 class FilterUnderTest {
  public:
   // Makes the filter; nothing is loaded. bad_alloc when it cannot be made.
@@ -41,7 +53,14 @@ class FilterUnderTest {
 
   // One call of the worker's function on that pin; the worker itself does not run.
   HRESULT fill(int pin_index, IMediaSample& sample);
+  // The same with a sample of that size, which must be filled.
+  Filled fill(LONG room = kRoom);
+  // Of the first pin, until one is not filled.
+  std::vector<Filled> play(LONG room = kRoom);
+  // Of all pins, through the first.
+  HRESULT seek(REFERENCE_TIME start);
 
+  static constexpr LONG kRoom = 100000;
   com::ComPtr<IBaseFilter> filter;
   com::ComPtr<IFileSourceFilter> file_source;
   TempFolder folder;

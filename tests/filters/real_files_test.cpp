@@ -1,8 +1,11 @@
 // Real files through the pins: played to the end and sought, in every case with streams that keep the rules.
-// ZDR_EXTRA_MEDIA may name a folder of more of them, ZDR_SEEKS_PER_FILE a number of seeks.
+// ZDR_EXTRA_MEDIA may name a folder of more of them, ZDR_SEEKS_PER_FILE a number of seeks; the figures are
+// then printed.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <random>
 
@@ -65,10 +68,22 @@ void expect_video(const Segment& video, const Segment* audio, REFERENCE_TIME tar
   }
 }
 
-void seek_and_check(SinkGraph& graph, REFERENCE_TIME target) {
+struct Figures {
+  int files = 0;
+  int files_of_both = 0;  // sound and pictures
+  int seeks = 0;
+  std::chrono::steady_clock::duration longest_seek{};
+  std::chrono::steady_clock::duration longest_to_the_end{};  // from a seek until all of the rest has come
+};
+
+void seek_and_check(SinkGraph& graph, REFERENCE_TIME target, Figures& figures) {
   SCOPED_TRACE(target);
+  const auto begin = std::chrono::steady_clock::now();
   ASSERT_EQ(graph.seek(target), S_OK);
+  figures.longest_seek = std::max(figures.longest_seek, std::chrono::steady_clock::now() - begin);
   ASSERT_TRUE(graph.wait_for_ends());
+  figures.longest_to_the_end = std::max(figures.longest_to_the_end, std::chrono::steady_clock::now() - begin);
+  ++figures.seeks;
   Segment audio;
   Segment video;
   for (size_t i = 0; i < graph.sink_count(); ++i) {
@@ -85,25 +100,31 @@ TEST(RealFiles, PlayAndSeek) {
   std::mt19937 random(17);
   const char* const asked = std::getenv("ZDR_SEEKS_PER_FILE");
   const int seeks = asked != nullptr ? std::atoi(asked) : 6;
-  int files_played = 0;
+  Figures figures;
   for (const auto& path : media_files()) {
     SCOPED_TRACE(path.filename());
     SinkGraph graph;
     // What cannot be loaded or connected is told apart by the tests of the parts.
     if (graph.under_test.load(path) != S_OK || graph.build() != S_OK) continue;
     if (graph.under_test.pin(0).track_info() == nullptr) continue;  // speech files go by other rules
-    ++files_played;
+    ++figures.files;
+    if (graph.sink_count() == 2) ++figures.files_of_both;
     ASSERT_EQ(graph.run(), S_OK);
     LONGLONG duration = 0;
     graph.under_test.seeking(0)->GetDuration(&duration);
     for (int i = 0; i < seeks; ++i) {
       const auto target = static_cast<REFERENCE_TIME>(random() % 1000) * duration / 1000;
-      ASSERT_NO_FATAL_FAILURE(seek_and_check(graph, target));
+      ASSERT_NO_FATAL_FAILURE(seek_and_check(graph, target, figures));
     }
     graph.stop();
     EXPECT_EQ(graph.breaches(), std::vector<std::string>{});
   }
-  EXPECT_GE(files_played, 8);
+  EXPECT_GE(figures.files, 8);
+  if (asked == nullptr) return;
+  const auto ms = [](auto time) { return static_cast<long>(time / std::chrono::milliseconds(1)); };
+  std::printf("%d files, %d of them of both kinds; %d seeks, the longest %ld ms, to the end %ld ms\n",
+              figures.files, figures.files_of_both, figures.seeks, ms(figures.longest_seek),
+              ms(figures.longest_to_the_end));
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // IMediaSeeking, and what a seek makes of the streams.
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "tests/filters/codec_tracks.h"
 #include "tests/filters/sink_graph.h"
 
@@ -24,12 +22,11 @@ constexpr uint32_t kSizeOfNone = 10;
 void number_by_size(TrackDescription& track) {
   for (size_t i = 0; i < track.sizes.size(); ++i) track.sizes[i] = kSizeOfNone + static_cast<uint32_t>(i + 1);
 }
-uint32_t number_of(const SinkSample& sample) {
+uint32_t number_of(const Filled& sample) {
   return static_cast<uint32_t>(sample.data.size()) - kSizeOfNone;
 }
 
 constexpr REFERENCE_TIME kFrame = 40 * kMs;
-constexpr REFERENCE_TIME kUnit = 20 * kMs;
 constexpr uint32_t kSyncEvery = 25;
 
 // 25 frames a second with a sync sample each second, and speech of 20 ms a unit; both for 8 s.
@@ -42,6 +39,11 @@ MovieDescription numbered_movie(uint32_t frames = 200, uint32_t units = 400) {
   number_by_size(audio);
   return {.tracks = {audio, video}};
 }
+
+// The video of it alone.
+struct Video : FilterUnderTest {
+  Video() : FilterUnderTest(numbered_movie().tracks[1]) {}
+};
 
 // --- The interface -----------------------------------------------------------------------------------------
 
@@ -65,16 +67,12 @@ TEST(Seeking, AnswersOfTheInterface) {
   EXPECT_EQ(seeking->IsFormatSupported(&TIME_FORMAT_MEDIA_TIME), S_OK);
   EXPECT_EQ(seeking->IsFormatSupported(&TIME_FORMAT_FRAME), S_FALSE);
   EXPECT_EQ(seeking->IsUsingTimeFormat(&TIME_FORMAT_NONE), S_FALSE);
-  GUID format{};
-  EXPECT_EQ(seeking->QueryPreferredFormat(&format), S_OK);
-  EXPECT_EQ(format, TIME_FORMAT_MEDIA_TIME);
-  format = {};
-  EXPECT_EQ(seeking->GetTimeFormat(&format), S_OK);
-  EXPECT_EQ(format, TIME_FORMAT_MEDIA_TIME);
+  GUID formats[2]{};
+  EXPECT_EQ(seeking->QueryPreferredFormat(&formats[0]), S_OK);
+  EXPECT_EQ(seeking->GetTimeFormat(&formats[1]), S_OK);
+  for (const GUID& format : formats) EXPECT_EQ(format, TIME_FORMAT_MEDIA_TIME);
   LONGLONG earliest = -1;
   LONGLONG latest = -1;
-  EXPECT_EQ(seeking->GetDuration(&latest), S_OK);
-  EXPECT_EQ(latest, 8000 * kMs);
   EXPECT_EQ(seeking->GetAvailable(&earliest, nullptr), S_OK);
   EXPECT_EQ(seeking->GetAvailable(nullptr, &latest), S_OK);
   EXPECT_EQ(earliest, 0);
@@ -151,13 +149,18 @@ TEST(Seeking, SetPositionsMovesAllPins) {
       EXPECT_EQ(stop, each.expected_stop) << each.name;
     }
   }
+  // The stop is looked at first, its pointer before its flags.
   FilterUnderTest under_test(numbered_movie());
-  EXPECT_EQ(under_test.seeking(0)->SetPositions(nullptr, kAbsolute, nullptr, 0), E_POINTER);
-  EXPECT_EQ(under_test.seeking(0)->SetPositions(nullptr, 0, nullptr, kAbsolute), E_POINTER);
-  EXPECT_EQ(under_test.seeking(0)->SetPositions(nullptr, 0, nullptr, 0), S_OK);
+  LONGLONG there = 0;
+  const auto seeking = under_test.seeking(0);
+  EXPECT_EQ(seeking->SetPositions(nullptr, kAbsolute, nullptr, 0), E_POINTER);
+  EXPECT_EQ(seeking->SetPositions(&there, kIncremental, nullptr, kKeyFrame), E_POINTER);
+  EXPECT_EQ(seeking->SetPositions(nullptr, kAbsolute, &there, kKeyFrame), E_INVALIDARG);
+  EXPECT_EQ(seeking->SetPositions(nullptr, kIncremental, nullptr, 0), E_POINTER);
+  EXPECT_EQ(seeking->SetPositions(nullptr, 0, nullptr, 0), S_OK);
 }
 
-// --- One stream, without threads ---------------------------------------------------------------------------
+// --- What the worker's function makes of it ----------------------------------------------------------------
 
 TEST(Seeking, StartsAtTheSyncSampleBefore) {
   const struct {
@@ -174,88 +177,102 @@ TEST(Seeking, StartsAtTheSyncSampleBefore) {
       {7990 * kMs, 176, true},
   };
   for (const auto& each : kCases) {
-    FilterUnderTest under_test({.tracks = {numbered_movie().tracks[1]}});
-    LONGLONG start = each.target;
-    under_test.seeking(0)->SetPositions(&start, kAbsolute, nullptr, 0);
-    FakeSample sample(1000);
-    ASSERT_EQ(under_test.fill(0, sample), S_OK) << each.target;
-    EXPECT_EQ(static_cast<uint32_t>(sample.length) - kSizeOfNone, each.number) << each.target;
+    Video video;
+    video.seek(each.target);
+    const Filled sample = video.fill();
+    EXPECT_EQ(number_of(sample), each.number) << each.target;
     EXPECT_TRUE(sample.discontinuity && sample.sync);
     EXPECT_EQ(sample.preroll, each.preroll) << each.target;
     // Stamps count from the target.
     EXPECT_EQ(sample.start, (each.number - 1) * kFrame - each.target);
-    FakeSample next(1000);
-    ASSERT_EQ(under_test.fill(0, next), S_OK);
-    EXPECT_FALSE(next.discontinuity);
+    EXPECT_FALSE(video.fill().discontinuity);
   }
 }
 
 TEST(Seeking, AudioAloneStartsItsStampsAtItsFirstUnit) {
-  FilterUnderTest under_test({.tracks = {numbered_movie().tracks[0]}});
-  LONGLONG start = 1010 * kMs;
-  under_test.seeking(0)->SetPositions(&start, kAbsolute, nullptr, 0);
-  FakeSample sample(1000);
-  ASSERT_EQ(under_test.fill(0, sample), S_OK);
-  EXPECT_EQ(sample.start, 0);
-  EXPECT_EQ(under_test.fill(0, sample), S_OK);
-  EXPECT_EQ(sample.start, kUnit);
+  FilterUnderTest under_test(numbered_movie().tracks[0]);
+  under_test.seek(1010 * kMs);
+  EXPECT_EQ(under_test.fill().start, 0);
+  EXPECT_EQ(under_test.fill().start, 20 * kMs);
 }
 
 TEST(Seeking, EndsAtOnceBehindTheStopPosition) {
   for (const REFERENCE_TIME target : {8001 * kMs, REFERENCE_TIME{INT64_MAX}}) {
-    FilterUnderTest under_test({.tracks = {numbered_movie().tracks[1]}});
-    LONGLONG start = target;
-    under_test.seeking(0)->SetPositions(&start, kAbsolute, nullptr, 0);
-    FakeSample sample(1000);
-    EXPECT_EQ(under_test.fill(0, sample), S_FALSE);
+    Video video;
+    video.seek(target);
+    FakeSample none(1000);
+    EXPECT_EQ(video.fill(0, none), S_FALSE);
     // Required: the seek is over with that; what is filled next goes on where the track was, before the
     // start.
-    ASSERT_EQ(under_test.fill(0, sample), S_OK);
-    EXPECT_EQ(static_cast<uint32_t>(sample.length) - kSizeOfNone, 1u);
-    EXPECT_EQ(sample.start, -target);
+    const Filled next = video.fill();
+    EXPECT_EQ(number_of(next), 1u);
+    EXPECT_EQ(next.start, -target);
+  }
+}
+
+TEST(Seeking, AnErrorLeavesItToTheNextRun) {
+  for (HRESULT FakeSample::*refuse : {&FakeSample::get_pointer, &FakeSample::set_discontinuity}) {
+    Video video;
+    video.seek(3000 * kMs);
+    FakeSample refusing(1000);
+    refusing.*refuse = E_ACCESSDENIED;
+    EXPECT_EQ(video.fill(0, refusing), E_ACCESSDENIED);
+    const Filled sample = video.fill();
+    EXPECT_EQ(number_of(sample), 51u);
+    EXPECT_TRUE(sample.discontinuity && sample.preroll);
   }
 }
 
 // A frame before the start is shown after all when the next one lies behind the stop. The comparison is made
 // in 32 bits, which last for 429 s.
 TEST(Seeking, RequiredLastFrameBeforeTheStopIsShownInTheFirst429Seconds) {
-  for (const bool late : {false, true}) {
+  const struct {
+    uint32_t first_frame_ms;
+    REFERENCE_TIME stop_ms;  // from the start, which lies half-way between the second and the third frame
+    bool preroll;
+  } kCases[] = {{1000, 1, false}, {430000, 1, true}, {1000, 1500, true}};
+  for (const auto& each : kCases) {
     TrackDescription track = test::avc_track(4);
-    track.durations = {late ? 430000u : 1000u, 1000};
+    track.durations = {each.first_frame_ms, 1000};
     track.sync_samples = {1, 2, 3, 4};
     FilterUnderTest under_test(track);
-    LONGLONG start = (track.durations[0] + 500) * kMs;  // half-way between the second and the third frame
-    LONGLONG stop = start + kMs;
+    LONGLONG start = (each.first_frame_ms + 500) * kMs;
+    LONGLONG stop = start + each.stop_ms * kMs;
     under_test.seeking(0)->SetPositions(&start, kAbsolute, &stop, kAbsolute);
-    FakeSample sample(1000);
-    ASSERT_EQ(under_test.fill(0, sample), S_OK);
-    while (sample.start < -1000 * kMs && under_test.fill(0, sample) == S_OK) {  // the look-up lands early
-    }
+    Filled sample = under_test.fill();
+    while (sample.start < -1000 * kMs) sample = under_test.fill();  // the look-up lands early
     EXPECT_EQ(sample.start, -500 * kMs);
-    EXPECT_EQ(sample.preroll, late);
+    EXPECT_EQ(sample.preroll, each.preroll) << each.first_frame_ms;
   }
 }
 
 TEST(Seeking, RequiredStopAloneGoesBackToTheSegmentStart) {
-  FilterUnderTest under_test({.tracks = {numbered_movie().tracks[1]}});
-  FakeSample sample(1000);
-  for (int i = 0; i < 5; ++i) under_test.fill(0, sample);
+  Video video;
+  for (int i = 0; i < 5; ++i) video.fill();
   LONGLONG stop = 3000 * kMs;
-  under_test.seeking(0)->SetPositions(nullptr, 0, &stop, kAbsolute);
-  ASSERT_EQ(under_test.fill(0, sample), S_OK);
-  EXPECT_EQ(static_cast<uint32_t>(sample.length) - kSizeOfNone, 1u);
+  video.seeking(0)->SetPositions(nullptr, 0, &stop, kAbsolute);
+  const Filled sample = video.fill();
+  EXPECT_EQ(number_of(sample), 1u);
   EXPECT_TRUE(sample.discontinuity);
 }
 
+// Of several pins the longest one tells it, and of equal ones the first.
 TEST(Seeking, RequiredCurrentPositionCountsFromTheSegmentStart) {
-  FilterUnderTest under_test({.tracks = {numbered_movie().tracks[1]}});
-  LONGLONG position = 1040 * kMs;
-  under_test.seeking(0)->SetPositions(&position, kAbsolute, nullptr, 0);
-  FakeSample sample(1000);
+  Video video;
+  video.seek(1040 * kMs);
+  LONGLONG position = 0;
   for (const REFERENCE_TIME expected : {-40 * kMs, REFERENCE_TIME{0}, 40 * kMs}) {
-    ASSERT_EQ(under_test.fill(0, sample), S_OK);
-    EXPECT_EQ(under_test.seeking(0)->GetCurrentPosition(&position), S_OK);
+    video.fill();
+    EXPECT_EQ(video.seeking(0)->GetCurrentPosition(&position), S_OK);
     EXPECT_EQ(position, expected);
+  }
+  const std::pair<uint32_t, REFERENCE_TIME> kFrames[] = {{199, 60 * kMs}, {200, 60 * kMs}, {201, 40 * kMs}};
+  for (const auto& [frames, expected] : kFrames) {
+    FilterUnderTest both(numbered_movie(frames));
+    FakeSample sample(1000);
+    for (const int pin : {0, 0, 0, 0, 1, 1}) EXPECT_EQ(both.fill(pin, sample), S_OK);
+    EXPECT_EQ(both.seeking(1)->GetCurrentPosition(&position), S_OK);
+    EXPECT_EQ(position, expected) << frames;
   }
 }
 
@@ -277,102 +294,14 @@ TEST(Seeking, LatenessSkipsToTheNextSyncSample) {
       {190, 0, 191},
   };
   for (const auto& each : kCases) {
-    FilterUnderTest under_test({.tracks = {numbered_movie().tracks[1]}});
-    FakeSample sample(1000);
-    for (int i = 0; i < each.frames_played; ++i) ASSERT_EQ(under_test.fill(0, sample), S_OK);
-    EXPECT_EQ(under_test.pin(0).Notify(nullptr, {Famine, 500, each.late, 0}), S_OK);
-    ASSERT_EQ(under_test.fill(0, sample), S_OK);
-    EXPECT_EQ(static_cast<uint32_t>(sample.length) - kSizeOfNone, each.next) << each.frames_played;
+    Video video;
+    for (int i = 0; i < each.frames_played; ++i) video.fill();
+    EXPECT_EQ(video.pin(0).Notify(nullptr, {Famine, 500, each.late, 0}), S_OK);
+    EXPECT_EQ(number_of(video.fill()), each.next) << each.frames_played;
   }
 }
 
 // --- Both streams, with their workers ----------------------------------------------------------------------
-
-// What a seek to `target` must have made of the two streams.
-void expect_sought(SinkGraph& graph, REFERENCE_TIME target) {
-  SCOPED_TRACE(target);
-  const std::vector<SinkSample> audio = graph.segment(0);
-  const std::vector<SinkSample> video = graph.segment(1);
-  ASSERT_FALSE(audio.empty());
-  ASSERT_FALSE(video.empty());
-  const REFERENCE_TIME audio_first = (number_of(audio[0]) - 1) * kUnit;
-  const uint32_t first_frame = number_of(video[0]);
-  // The look-up of the time lands at most one early, that of the sync sample of audio at most another one.
-  EXPECT_LT(target - audio_first, 3 * kUnit);
-  EXPECT_LE(audio_first, target);
-  EXPECT_EQ(first_frame % kSyncEvery, 1u);
-  const auto frame_of_target = static_cast<uint32_t>(target / kFrame + 1);
-  EXPECT_TRUE(frame_of_target - first_frame < kSyncEvery + 1) << first_frame << ' ' << frame_of_target;
-  const bool rebased = audio_first > (first_frame - 1) * kFrame;
-  const REFERENCE_TIME base = rebased ? audio_first : target;
-  for (size_t i = 0; i < audio.size(); ++i) {
-    EXPECT_EQ((audio[i].flags & AM_SAMPLE_DATADISCONTINUITY) != 0, i == 0);
-    EXPECT_EQ(number_of(audio[i]), number_of(audio[0]) + i);
-    EXPECT_EQ(audio[i].start, (number_of(audio[i]) - 1) * kUnit - base);
-  }
-  for (size_t i = 0; i < video.size(); ++i) {
-    const REFERENCE_TIME time = (first_frame + i - 1) * static_cast<uint64_t>(kFrame);
-    EXPECT_EQ((video[i].flags & AM_SAMPLE_DATADISCONTINUITY) != 0, i == 0);
-    EXPECT_EQ(number_of(video[i]), first_frame + i);
-    EXPECT_EQ(video[i].start, time - base);
-    EXPECT_EQ((video[i].flags & AM_SAMPLE_PREROLL) != 0, rebased && time < audio_first) << i;
-  }
-}
-
-TEST(Seeking, InEveryStateMovesBothStreams) {
-  std::mt19937 random(3);
-  SinkGraph graph(numbered_movie());
-  for (int i = 0; i < 40; ++i) {
-    SCOPED_TRACE(i);
-    const REFERENCE_TIME target = static_cast<REFERENCE_TIME>(random() % 7900) * kMs;
-    if (random() % 4 == 0) graph.stop();
-    if (random() % 4 == 0) graph.pause();
-    ASSERT_EQ(graph.seek(target), S_OK);
-    ASSERT_EQ(graph.run(), S_OK);
-    ASSERT_TRUE(graph.wait_for_ends());
-    expect_sought(graph, target);
-  }
-  EXPECT_EQ(graph.breaches(), std::vector<std::string>{});
-}
-
-TEST(Seeking, InMidStreamManyTimes) {
-  std::mt19937 random(5);
-  SinkGraph graph(numbered_movie());
-  graph.run();
-  REFERENCE_TIME target = 0;
-  for (int i = 0; i < 300; ++i) {
-    target = static_cast<REFERENCE_TIME>(random() % 7900) * kMs;
-    ASSERT_EQ(graph.seek(target), S_OK);
-    if (random() % 3 == 0) std::this_thread::yield();
-    if (random() % 20 == 0) graph.stop();
-    if (random() % 20 == 0) graph.pause();
-    graph.run();
-  }
-  ASSERT_EQ(graph.seek(target), S_OK);
-  ASSERT_TRUE(graph.wait_for_ends());
-  expect_sought(graph, target);
-  EXPECT_EQ(graph.breaches(), std::vector<std::string>{});
-}
-
-// The events are shared by name, so each filter takes signals of the other.
-TEST(Seeking, TwoFiltersAtATime) {
-  SinkGraph graphs[2] = {SinkGraph(numbered_movie()), SinkGraph(numbered_movie())};
-  const auto play = [](SinkGraph& graph, uint32_t seed) {
-    std::mt19937 random(seed);
-    graph.run();
-    for (int i = 0; i < 60; ++i) {
-      EXPECT_EQ(graph.seek(static_cast<REFERENCE_TIME>(random() % 7900) * kMs), S_OK);
-      if (random() % 8 == 0) graph.stop();
-      EXPECT_EQ(graph.run(), S_OK);
-      EXPECT_TRUE(random() % 4 != 0 || graph.wait_for_ends());
-    }
-    EXPECT_TRUE(graph.wait_for_ends());
-  };
-  std::thread other(play, std::ref(graphs[1]), 11);
-  play(graphs[0], 12);
-  other.join();
-  for (SinkGraph& graph : graphs) EXPECT_EQ(graph.breaches(), std::vector<std::string>{});
-}
 
 TEST(Seeking, AStreamThatIsNotPlayedIsNotWaitedFor) {
   SinkGraph graph(numbered_movie());
@@ -394,30 +323,23 @@ TEST(Seeking, AStreamThatIsNotPlayedIsNotWaitedFor) {
   EXPECT_EQ(graph.breaches(), std::vector<std::string>{});
 }
 
+// Video that has no sample after a seek: it has ended, or its tables do not tell where to begin.
 TEST(Seeking, AStreamThatHasEndedIsNotWaitedFor) {
-  SinkGraph graph(numbered_movie(50));  // video ends after 2 s
-  graph.run();
-  for (int i = 0; i < 2; ++i) {
-    LONGLONG start = 7000 * kMs;
-    LONGLONG stop = 8000 * kMs;
-    ASSERT_EQ(graph.under_test.seeking(0)->SetPositions(&start, kAbsolute, &stop, kAbsolute), S_OK);
-    ASSERT_TRUE(graph.wait_for_end(0));
-    // Video lies within its stop position now: it plays its last frames, all before audio's first.
-    ASSERT_TRUE(graph.wait_for_end(1));
+  MovieDescription no_times = numbered_movie();
+  no_times.tracks[1].replaced["stts"] = test::Bytes{};
+  MovieDescription one_frame = numbered_movie(1);
+  one_frame.tracks[1].sync_samples.clear();  // a search from the last sample fails
+  for (const MovieDescription& movie : {numbered_movie(50), no_times, one_frame}) {
+    SinkGraph graph(movie);
+    graph.run();
+    for (int i = 0; i < 2; ++i) {
+      LONGLONG start = 7000 * kMs;
+      LONGLONG stop = 8000 * kMs;
+      ASSERT_EQ(graph.under_test.seeking(0)->SetPositions(&start, kAbsolute, &stop, kAbsolute), S_OK);
+      ASSERT_TRUE(graph.wait_for_ends());
+      EXPECT_GE(graph.segment(0).size(), 50u);
+    }
   }
-}
-
-// The sink keeps the first frame, so audio has seconds to wait for video; a stop does not wait with it.
-TEST(Seeking, AStopEndsAWaitForThePeer) {
-  SinkGraph graph(numbered_movie());
-  graph.sink(1).hold();
-  graph.pause();
-  ASSERT_TRUE(graph.sink(1).wait_until_held());
-  graph.seek(7960 * kMs);  // from a sync sample 7000 ms
-  ASSERT_TRUE(graph.sink(1).wait_until_held());
-  const auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(graph.stop(), S_OK);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
 }  // namespace

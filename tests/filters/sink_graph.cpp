@@ -58,17 +58,37 @@ HRESULT SinkGraph::seek(REFERENCE_TIME start) {
                                              AM_SEEKING_NoPositioning);
 }
 
-std::vector<SinkSample> SinkGraph::segment(size_t index) {
+// The log tells where segments begin, and that what came before a flush or a stop is void. It may be ahead of
+// the samples by one.
+SinkGraph::Line& SinkGraph::updated(size_t index) {
   Line& line = *lines_[index];
-  const std::lock_guard lock(line.mutex);
   for (const std::string& entry : line.log.take()) {
-    if (entry.starts_with("new segment")) line.segment_begin = line.recorded;
-    if (entry.starts_with("sample")) ++line.recorded;
+    const bool begins = entry.starts_with("new segment ");
+    if (begins || entry == "begin flush" || entry == "active") line.segment.clear();
+    if (begins) line.segment_start = std::stoll(entry.substr(12));
+    if (!entry.starts_with("sample")) continue;
+    while (line.taken.empty() && sink(index).wait_for_samples(1)) {
+      for (SinkSample& sample : sink(index).take_samples()) line.taken.push_back(std::move(sample));
+    }
+    line.segment.push_back(std::move(line.taken.front()));
+    line.taken.pop_front();
   }
-  std::vector<SinkSample> samples = sink(index).samples();
-  samples.resize(line.recorded);
-  samples.erase(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(line.segment_begin));
-  return samples;
+  return line;
+}
+
+std::vector<SinkSample> SinkGraph::segment(size_t index) {
+  return updated(index).segment;
+}
+
+REFERENCE_TIME SinkGraph::segment_start(size_t index) {
+  return updated(index).segment_start;
+}
+
+bool SinkGraph::wait_for_segment(size_t index, size_t samples) {
+  while (updated(index).segment.size() < samples) {
+    if (lines_[index]->taken.empty() && !sink(index).wait_for_samples(1)) return false;
+  }
+  return true;
 }
 
 bool SinkGraph::wait_for_ends() {

@@ -2,6 +2,7 @@
 // does it: state changes reach the sinks first, a seek goes through one pin.
 #pragma once
 
+#include <deque>
 #include <memory>
 
 #include "tests/filters/filter_under_test.h"
@@ -33,8 +34,12 @@ class SinkGraph {
 
   TestSinkPin& sink(size_t index) { return lines_[index]->sink->pin(); }
   size_t sink_count() const { return lines_.size(); }
-  // Since the last new segment of that sink.
+  // What has come since the last new segment, flush or start of that sink. Takes the samples away from the
+  // sink.
   std::vector<SinkSample> segment(size_t index);
+  REFERENCE_TIME segment_start(size_t index);
+  // Until so many samples of a segment are here.
+  bool wait_for_segment(size_t index, size_t samples);
   // False when patience ends.
   bool wait_for_ends();
   bool wait_for_end(size_t index) { return sink(index).wait_for_end_of_stream(); }
@@ -47,10 +52,12 @@ class SinkGraph {
   struct Line {
     CallLog log;
     com::ComPtr<TestSink> sink;
-    std::mutex mutex;
-    size_t recorded = 0;
-    size_t segment_begin = 0;
+    std::deque<SinkSample> taken;  // not yet known to be of the present segment
+    std::vector<SinkSample> segment;
+    REFERENCE_TIME segment_start = -1;
   };
+
+  Line& updated(size_t index);
 
   template <class Change>
   HRESULT change_state(Change change);

@@ -21,7 +21,7 @@ bool next_lies_beyond(const FrameTiming& timing, REFERENCE_TIME stop_position) {
 HRESULT CZanMP4SourceOutputPin::fill_iso(IMediaSample* sample) {
   const Positions segment = positions();
   const HRESULT hr = fill_iso_sample(sample, segment);
-  if (hr != S_OK && segment.seek_pending) abandon_seek();
+  if (hr != S_OK && segment.seek_pending) abandon_seek(hr);
   return hr;
 }
 
@@ -94,9 +94,10 @@ void CZanMP4SourceOutputPin::join_peer(REFERENCE_TIME absolute_start) {
   }
 }
 
-// No sample follows this seek; the peer must not wait for one.
-void CZanMP4SourceOutputPin::abandon_seek() {
-  clear_seek_pending();
+// No sample follows this seek; the peer must not wait for one. A stream that has ended is done with the seek,
+// one that failed makes it in its next run.
+void CZanMP4SourceOutputPin::abandon_seek(HRESULT hr) {
+  if (SUCCEEDED(hr)) clear_seek_pending();
   source_->seek_sync().stream_ended(stream());
 }
 

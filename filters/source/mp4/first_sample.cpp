@@ -24,7 +24,8 @@ HRESULT mark_first_sample(SourceKind kind, IMediaSample* sample) {
     // The plain load keeps the common case free of a locked exchange.
     if (mark.kind != kind || !mark.due.load(std::memory_order_relaxed) || !mark.due.exchange(false)) continue;
     const HRESULT hr = apply_mark(sample);
-    if (FAILED(hr)) mark.due = true;
+    // Kept: only ISO media keeps the mark for the next sample.
+    if (FAILED(hr) && kind == SOURCE_KIND_MP4) mark.due = true;
     return hr;
   }
   return S_OK;

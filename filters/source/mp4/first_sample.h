@@ -8,8 +8,8 @@
 
 namespace zdr::mp4source {
 
-// Marks the sample if it is the first of its kind. Two workers may ask at once: one of them gets the mark. A
-// sample that refuses the mark leaves it to the next; its failure is returned.
+// Marks the sample if it is the first of its kind. Two workers may ask at once: one of them gets the mark.
+// The failure of a sample that refuses the mark is returned; of ISO media the next sample then gets it.
 HRESULT mark_first_sample(SourceKind kind, IMediaSample* sample);
 
 // As if the process had delivered nothing yet.

@@ -113,6 +113,12 @@ HRESULT IsoClip::read_sample(uint32_t number, ClientBytes& sample) {
 // Kept: where many samples in a row are sync samples, the answer of a search depends on the searches before,
 // and so does the frame that an index gives.
 uint32_t IsoClip::number_of_key_frame(DWORD index) {
+  // Where every sample is a sync sample, the search would come to the index itself, one by one through as
+  // many samples as the file claims.
+  uint32_t all_sync = 0;
+  if (P3GPP_GetAllSyncCount(video_.get(), &all_sync) == P3GPP_OK && all_sync != 0) {
+    return std::clamp(index, kFirstSample, all_sync);
+  }
   uint32_t number = kFirstSample;
   for (DWORD counted = 1; counted < index;) {
     uint32_t found = number;

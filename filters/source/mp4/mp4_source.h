@@ -26,7 +26,7 @@
 // for a buffer, nothing below the state lock is held, and by a worker nothing at all. A worker never asks the
 // base class for its pins (that takes the state lock); the peers it needs are cached in the filter. Read
 // without a lock, and therefore atomic: the source kind, the frame rate, the last delivered time. Clips have
-// managers, descriptors and readers of their own; with the filter they share only the first two of these.
+// readers of their own, and what those need; with the filter they share only the first two of these.
 #pragma once
 
 #include <streams.h>
@@ -287,7 +287,7 @@ class CZanMP4SourceOutputPin final : public CZanBaseSourceOutputPin {
   HRESULT fill_iso_sample(IMediaSample* sample, Positions segment);
   bool start_at_sync_sample(IMediaSample* sample, const Positions& segment);
   void join_peer(REFERENCE_TIME absolute_start);
-  void abandon_seek();
+  void abandon_seek(HRESULT hr);
   REFERENCE_TIME stamp_frame(IMediaSample* sample, const AccessUnits& frame, REFERENCE_TIME stop_position);
 
   CZanMP4SourceFilter* const source_;

@@ -55,10 +55,9 @@ HRESULT CZanBaseSourceOutputPin::SetPositions(LONGLONG* current, DWORD current_f
 
 void CZanBaseSourceFilter::seek_pins(const SeekTarget& target) {
   const int pin_count = GetPinCount();
-  for (int i = 0; i < pin_count; ++i) {
-    pin_at(i)->stop_for_seek();
-    pin_at(i)->take_target(target);
-  }
+  for (int i = 0; i < pin_count; ++i) pin_at(i)->stop_for_seek();
+  // Only when all workers stand: until then, one may yet move the segment starts of both.
+  for (int i = 0; i < pin_count; ++i) pin_at(i)->take_target(target);
   OnWorkersStopped();
   if (IsStopped()) return;
   for (int i = 0; i < pin_count; ++i) {

@@ -1,15 +1,13 @@
-// The reader of speech files: against a plain reading of the same bytes, and in the cases that decide.
+// The reader of speech files: against the frames that a file was made of, and in the cases that decide.
 #include "esparse/amr/amrf.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <random>
+#include <cstring>
 
 #include "esparse/amr/frame_reader.h"
 #include "os/os.h"
 #include "tests/esparse/amr/memory_source.h"
-#include "tests/esparse/amr/plain_amr_reader.h"
 #include "tests/esparse/amr/speech_file.h"
 
 namespace zdr::tests {
@@ -17,142 +15,121 @@ namespace {
 
 constexpr int32_t kTooSmall = static_cast<int32_t>(0x80004005);
 
-// A read as all that it answers.
 struct Answer {
   int32_t status;
-  uint32_t size;
-  std::array<uint8_t, 100> frame{};
+  Bytes frame;  // when the status is 0
   bool operator==(const Answer&) const = default;
 };
 std::ostream& operator<<(std::ostream& out, const Answer& answer) {
-  return out << "status " << answer.status << ", size " << answer.size << ", first " << int{answer.frame[0]};
+  return out << "status " << answer.status << ", " << answer.frame.size() << " bytes";
 }
 
 template <class Read>
 Answer ask(uint32_t number, uint32_t capacity, Read read) {
-  Answer answer{};
-  AMRF_FrameRequest request{number, capacity, answer.frame.data()};
-  answer.status = read(request);
-  answer.size = request.size;
-  return answer;
+  Bytes buffer(100);
+  AMRF_FrameRequest request{number, capacity, buffer.data()};
+  const int32_t status = read(request);
+  buffer.resize(status == 0 ? request.size : 0);
+  return {status, buffer};
 }
 Answer ask(AMRF_File* reader, uint32_t number, uint32_t capacity = 100) {
   return ask(number, capacity, [&](AMRF_FrameRequest& request) { return AMRF_ReadFrame(reader, &request); });
 }
 
-// Frames of random types, whole but for a cut at the end.
-Bytes random_frames(std::mt19937& random, bool wide, size_t count) {
-  const PlainAmrReader sizes(with_line(wide ? kWideLine : kNarrowLine, {}));
-  // Without the types that have no size, half of the time: they stop every walk.
-  const bool all_types = random() % 2 == 0;
-  Bytes frames;
-  for (size_t i = 0; i < count; ++i) {
-    const auto toc = static_cast<uint8_t>(random());
-    const uint32_t size = sizes.size_of(toc);
-    if (size == 0 && (!all_types || random() % 20 != 0)) continue;
-    frames.push_back(toc);
-    for (uint32_t k = 1; k < size; ++k) frames.push_back(static_cast<uint8_t>(random()));
-  }
-  if (random() % 2 == 0 && !frames.empty())
-    frames.resize(frames.size() - random() % std::min<size_t>(frames.size(), 70));
-  return frames;
+// What is to be answered.
+Answer expected(const Speech& speech, uint32_t number, uint32_t capacity = 100) {
+  if (number == 0 || number > speech.frames.size()) return {-1, {}};
+  const Bytes& frame = speech.frames[number - 1];
+  return capacity != 0 && capacity < frame.size() ? Answer{kTooSmall, {}} : Answer{0, frame};
 }
 
-TEST(Amrf, ReadsWhatAPlainReadingGives) {
+void expect_count(AMRF_File* reader, const Speech& speech) {
+  AMRF_Info info{};
+  EXPECT_EQ(AMRF_Scan(reader, &info), 0);
+  EXPECT_EQ(info.frame_count, speech.frames.size());
+  EXPECT_EQ(info.duration_ms, 20 * speech.frames.size());
+  EXPECT_EQ(info.codec, speech.wide ? 80u : 64u);
+}
+
+TEST(Amrf, GivesTheFramesThatAFileIsMadeOf) {
   std::mt19937 random(41);
   for (int round = 0; round < 60; ++round) {
-    const bool wide = round % 2 == 0;
     // Files of a few frames, and files of some blocks.
     const size_t count = round % 5 == 0 ? 4000 + random() % 2000 : random() % 40;
-    const Bytes bytes = with_line(wide ? kWideLine : kNarrowLine, random_frames(random, wide, count));
-    const OnDisk file(bytes);
+    const Speech speech = random_speech(random, round % 2 == 0, count);
+    const OnDisk file(speech);
     const Reader reader = file.open();
-    PlainAmrReader plain(bytes);
     uint32_t number = 0;
     for (int step = 0; step < 200; ++step) {
       if (random() % 16 == 0) {
-        AMRF_Info info{};
-        ASSERT_EQ(AMRF_Scan(reader.get(), &info), 0);
-        const AMRF_Info expected = plain.scan();
-        EXPECT_EQ(info.frame_count, expected.frame_count);
-        EXPECT_EQ(info.duration_ms, expected.duration_ms);
-        EXPECT_EQ(info.codec, expected.codec);
-        number = info.frame_count;
+        expect_count(reader.get(), speech);
+        number = static_cast<uint32_t>(count);
       }
       if (random() % 8 == 0) number = static_cast<uint32_t>(random() % (count + 5));
       number += random() % 16 != 0 ? 1 : 0;
-      const auto capacity = static_cast<uint32_t>(random() % 4 == 0 ? random() % 40 : 100);
-      const Answer expected =
-          ask(number, capacity, [&](AMRF_FrameRequest& request) { return plain.read_frame(request); });
-      ASSERT_EQ(ask(reader.get(), number, capacity), expected) << "round " << round << ", frame " << number;
+      // Of the frame that is cut off only its size counts as long as that is too large.
+      const bool is_cut = number == count + 1;
+      const uint32_t capacity = random() % 4 == 0 && !is_cut ? static_cast<uint32_t>(random() % 40) : 100;
+      ASSERT_EQ(ask(reader.get(), number, capacity), expected(speech, number, capacity))
+          << "round " << round << ", frame " << number << " of " << count;
     }
   }
 }
 
-TEST(Amrf, CountsWholeFramesOfEveryType) {
-  const struct {
-    std::string name;
-    std::string line;
-    Bytes frames;
-    uint32_t codec;
-    uint32_t count;
-  } kCases[] = {
-      {"no frame", kNarrowLine, {}, 64, 0},
-      {"12.2 kbit/s", kNarrowLine, Bytes(64, 0x3C), 64, 2},
-      {"cut off", kNarrowLine, Bytes(63, 0x3C), 64, 1},
-      {"no data", kNarrowLine, Bytes(5, 0x7C), 64, 5},
-      {"the top bit says nothing", kNarrowLine, Bytes(32, 0xBC), 64, 1},
-      {"6.60 kbit/s", kWideLine, Bytes(36, 0x04), 80, 2},
-      {"23.85 kbit/s", kWideLine, Bytes(122, 0x44), 80, 2},
-      {"top bit of wide-band", kWideLine, Bytes(61, 0xC4), 80, 1},
-      {"required: reserved type 10 is as large as SID", kWideLine, Bytes(12, 0x54), 80, 2},
-      {"required: types without a size take a byte", kWideLine, {0x5C, 0x64, 0x6C}, 80, 3},
-      {"required: any other line is wide-band", "#!AMR_MC1.0\n", Bytes(36, 0x04), 80, 2},
-      {"required: CR LF is another line", "#!AMR\r\n", Bytes(36, 0x04), 80, 2},
-      {"required: any line of six is narrow-band", "hello\n", Bytes(13, 0), 64, 1},
-  };
-  for (const auto& each : kCases) {
-    SCOPED_TRACE(each.name);
-    const OnDisk file(with_line(each.line, each.frames));
-    const Reader reader = file.open();
-    AMRF_Info info{};
-    EXPECT_EQ(AMRF_Scan(reader.get(), &info), 0);
-    EXPECT_EQ(info.codec, each.codec);
-    EXPECT_EQ(info.frame_count, each.count);
-    EXPECT_EQ(info.duration_ms, each.count * 20);
-    EXPECT_EQ(ask(reader.get(), each.count + 1).status, -1);
+// Also the reserved types: 10 of wide-band is as large as SID, 11 to 13 have no size and take a byte.
+TEST(Amrf, RequiredSizesOfEveryType) {
+  for (int toc = 0; toc < 256; ++toc) {
+    for (const bool wide : {false, true}) {
+      const auto byte = static_cast<uint8_t>(toc);
+      const int type = toc / 8 % 16;
+      const bool has_no_size = wide && type >= 11 && type <= 13;
+      const uint32_t size = wide ? AMRF_FrameSizeWB(byte) : AMRF_FrameSizeNB(byte);
+      EXPECT_EQ(size, has_no_size ? 0 : frame_bytes(wide, byte)) << toc;
+      if (toc % 8 != 4) continue;
+      const Speech three = speech(wide, 3, byte);
+      const OnDisk file(three);
+      const Reader reader = file.open();
+      expect_count(reader.get(), three);
+      for (const uint32_t number : {1u, 2u, 3u, 4u}) {
+        EXPECT_EQ(ask(reader.get(), number), expected(three, number)) << toc;
+      }
+    }
   }
+  EXPECT_EQ(AMRF_MaxFrameSize(), 100u);
 }
 
-TEST(Amrf, RefusesAFrameThatDoesNotFitAndReadsItAfterwards) {
-  const OnDisk file(with_line(kNarrowLine, Bytes(96, 0x3C)));
-  const Reader reader = file.open();
-  for (const uint32_t number : {1u, 2u, 3u}) {
-    EXPECT_EQ(ask(reader.get(), number, 20).status, kTooSmall);
-    EXPECT_EQ(ask(reader.get(), number, 32).size, 32u);  // not from where the refused one stopped
-    EXPECT_EQ(ask(reader.get(), number, 0).size, 32u);   // required: 0 is no limit
+TEST(Amrf, RequiredLineOfSixBytesIsNarrowBandAndAnyOtherWideBand) {
+  const std::pair<std::string, uint32_t> kLines[] = {{"#!AMR\n", 64},    {"hello\n", 64},
+                                                     {"#!AMR-WB\n", 80}, {"#!AMR_MC1.0\n", 80},
+                                                     {"#!AMR\r\n", 80},  {"\n", 80}};
+  for (const auto& [line, codec] : kLines) {
+    const OnDisk file(Bytes(line.begin(), line.end()));
+    const Reader reader = file.open();
+    AMRF_Info info{1, 1, 1};
+    EXPECT_EQ(AMRF_Scan(reader.get(), &info), 0);
+    EXPECT_EQ(info.codec, codec) << line;
+    EXPECT_EQ(info.frame_count + info.duration_ms, 0u);
+    EXPECT_EQ(ask(reader.get(), 1).status, -1);
   }
 }
 
 TEST(Amrf, RequiredStepOverATypeWithoutASizeStaysOnIt) {
   // Two whole frames, one without a size, and one more.
-  Bytes frames(36, 0x04);
-  frames.push_back(0x5C);
-  frames.resize(frames.size() + 18, 0x04);
-  const OnDisk file(with_line(kWideLine, frames));
+  Speech made = speech(true, 2, 0x04);
+  made.add(0x5C);
+  made.add(0x04);
+  const OnDisk file(made);
   const Reader reader = file.open();
-  EXPECT_EQ(ask(reader.get(), 2).size, 18u);
-  EXPECT_EQ(ask(reader.get(), 3).size, 1u);
-  EXPECT_EQ(ask(reader.get(), 4).size, 18u);  // in order, it is read over
+  for (const uint32_t number : {2u, 3u, 4u}) {  // in order, it is read over
+    EXPECT_EQ(ask(reader.get(), number), expected(made, number));
+  }
   for (const uint32_t number : {6u, 4u, 1000u, 0xFFFFFFFFu}) {
-    const Answer answer = ask(reader.get(), number);
-    EXPECT_EQ(answer.size, 1u);
-    EXPECT_EQ(answer.frame[0], 0x5C);
+    EXPECT_EQ(ask(reader.get(), number), (Answer{0, {0x5C}})) << number;
   }
 }
 
 TEST(Amrf, FindsTheFrameThatIsHeardAtTheEndOfATime) {
-  const OnDisk file(with_line(kNarrowLine, {}));
+  const OnDisk file(speech(false, 0, 0));
   const Reader reader = file.open();
   const std::pair<uint32_t, uint32_t> kCases[] = {
       {0, 1}, {1, 1}, {19, 1}, {20, 1}, {21, 2}, {40, 2}, {41, 3}, {0xFFFFFFFF, 0xFFFFFFFF / 20 + 1}};
@@ -164,13 +141,13 @@ TEST(Amrf, FindsTheFrameThatIsHeardAtTheEndOfATime) {
 }
 
 TEST(Amrf, AFailedOpenLeavesNothingBehind) {
-  AMRF_File* reader = reinterpret_cast<AMRF_File*>(1);
-  EXPECT_EQ(AMRF_Open(&reader, u"no/such/file.amr"), -1);
-  EXPECT_EQ(reader, nullptr);
   const OnDisk no_line(Bytes(200000, 'x'));
-  reader = reinterpret_cast<AMRF_File*>(1);
-  EXPECT_EQ(AMRF_Open(&reader, no_line.wide_path.c_str()), -1);
-  EXPECT_EQ(reader, nullptr);
+  for (const char16_t* path :
+       {u"no/such/file.amr", no_line.wide_path.c_str(), static_cast<const char16_t*>(nullptr)}) {
+    AMRF_File* reader = reinterpret_cast<AMRF_File*>(1);
+    EXPECT_EQ(AMRF_Open(&reader, path), -1);
+    EXPECT_EQ(reader, nullptr);
+  }
   // Nobody holds the file any more, so it may be written.
   void* const writer = OS_fopen(no_line.wide_path.c_str(), "r+");
   EXPECT_NE(writer, nullptr);
@@ -178,83 +155,96 @@ TEST(Amrf, AFailedOpenLeavesNothingBehind) {
 }
 
 TEST(Amrf, RefusesNullArguments) {
-  const OnDisk file(with_line(kNarrowLine, Bytes(13, 0)));
+  const OnDisk file(speech(false, 1, 0));
   const Reader reader = file.open();
-  AMRF_File* opened = nullptr;
   AMRF_Info info{};
   AMRF_FrameRequest request{1, 100, nullptr};
   uint32_t number = 0;
-  EXPECT_EQ(AMRF_Open(nullptr, file.wide_path.c_str()), -1);
-  EXPECT_EQ(AMRF_Open(&opened, nullptr), -1);
-  EXPECT_EQ(AMRF_Close(nullptr), -1);
-  EXPECT_EQ(AMRF_Scan(nullptr, &info), -1);
-  EXPECT_EQ(AMRF_Scan(reader.get(), nullptr), -1);
-  EXPECT_EQ(AMRF_ReadFrame(nullptr, &request), -1);
-  EXPECT_EQ(AMRF_ReadFrame(reader.get(), nullptr), -1);
-  EXPECT_EQ(AMRF_ReadFrame(reader.get(), &request), -1);
-  EXPECT_EQ(AMRF_TimeToFrame(nullptr, 1, &number), -1);
-  EXPECT_EQ(AMRF_TimeToFrame(reader.get(), 1, nullptr), -1);
+  for (const int32_t status :
+       {AMRF_Open(nullptr, file.wide_path.c_str()), AMRF_Close(nullptr), AMRF_Scan(nullptr, &info),
+        AMRF_Scan(reader.get(), nullptr), AMRF_ReadFrame(nullptr, &request),
+        AMRF_ReadFrame(reader.get(), nullptr), AMRF_ReadFrame(reader.get(), &request),
+        AMRF_TimeToFrame(nullptr, 1, &number), AMRF_TimeToFrame(reader.get(), 1, nullptr)}) {
+    EXPECT_EQ(status, -1);
+  }
 }
 
-// --- Faults of the file and of memory
-// -----------------------------------------------------------------------
+// --- Sources that fail, or do not end ----------------------------------------------------------------------
 
 // Reads all frames in order, then some far apart. What a failing call of the source costs is one answer: the
 // same question, asked again, is answered as if nothing had been.
-void exercise(const Bytes& bytes, SourceCalls& calls) {
+void exercise(const Speech& speech, SourceCalls& calls) {
+  const Bytes bytes = speech.bytes();
+  const auto has_struck = [&] { return calls.fail_at != 0 && calls.calls >= calls.fail_at; };
   amrf::FrameReader frames(std::make_unique<MemorySource>(bytes, calls));
   if (!frames.skip_header()) {
-    EXPECT_LE(calls.fail_at, calls.calls);
+    EXPECT_TRUE(has_struck());
     return;
   }
-  PlainAmrReader plain(bytes);
-  const uint32_t count = plain.scan().frame_count;
   AMRF_Info info{};
-  const bool scanned = frames.scan(info);
-  EXPECT_TRUE(info.frame_count == count || calls.calls >= calls.fail_at);
-  EXPECT_TRUE(scanned || calls.calls >= calls.fail_at);
-  for (uint32_t number = 1; number <= count; number += number % 900 == 0 ? 37 : 1) {
-    const auto read = [&](AMRF_FrameRequest& request) { return frames.read(request); };
-    const Answer expected =
-        ask(number, 100, [&](AMRF_FrameRequest& request) { return plain.read_frame(request); });
+  EXPECT_TRUE(frames.scan(info) || has_struck());
+  EXPECT_TRUE(info.frame_count == speech.frames.size() || has_struck());
+  const auto read = [&](AMRF_FrameRequest& request) { return frames.read(request); };
+  for (uint32_t number = 1; number <= speech.frames.size(); number += number % 900 == 0 ? 37 : 1) {
     const uint32_t calls_before = calls.calls;
     Answer answer = ask(number, 100, read);
     if (answer.status != 0) {
       ASSERT_TRUE(calls_before < calls.fail_at && calls.fail_at <= calls.calls) << number;
       answer = ask(number, 100, read);
     }
-    ASSERT_EQ(answer, expected) << number << ", call " << calls.fail_at;
+    ASSERT_EQ(answer, expected(speech, number)) << number << ", call " << calls.fail_at;
   }
 }
 
 TEST(AmrfFaults, EveryFailingReadAndSeekCostsOneAnswer) {
   std::mt19937 random(7);
-  Bytes frames;
-  while (frames.size() < 200000) {
-    frames.push_back(static_cast<uint8_t>(random() % 8 * 8 + 4));
-    frames.resize(frames.size() + AMRF_FrameSizeWB(frames.back()) - 1, 0xA5);
-  }
-  const Bytes bytes = with_line(kWideLine, frames);
+  Speech speech = random_speech(random, true, 8000);
   SourceCalls whole;
-  exercise(bytes, whole);
+  exercise(speech, whole);
   ASSERT_GT(whole.calls, 10u);
   for (uint32_t fail_at = 1; fail_at <= whole.calls; ++fail_at) {
     SourceCalls calls{.fail_at = fail_at};
-    exercise(bytes, calls);
+    exercise(speech, calls);
   }
 }
 
-TEST(AmrfFaults, ReadingInOrderSeeksOnce) {
-  const Bytes bytes = with_line(kNarrowLine, Bytes(32 * 10000, 0x3C));
+TEST(AmrfFaults, ReadingInOrderNeverSeeks) {
+  const Bytes bytes = speech(false, 10000, 0x3C).bytes();
   SourceCalls calls;
   amrf::FrameReader frames(std::make_unique<MemorySource>(bytes, calls));
   ASSERT_TRUE(frames.skip_header());
   for (uint32_t number = 1; number <= 10000; ++number) {
-    Answer answer = ask(number, 100, [&](AMRF_FrameRequest& request) { return frames.read(request); });
-    ASSERT_EQ(answer.status, 0);
+    ASSERT_EQ(ask(number, 100, [&](AMRF_FrameRequest& request) { return frames.read(request); }).status, 0);
   }
   EXPECT_EQ(calls.seeks, 0u);
   EXPECT_LE(calls.calls, 6u);
+}
+
+// As a device may be.
+class EndlessSource final : public amrf::ByteSource {
+ public:
+  EndlessSource(std::string_view begin, uint8_t filling) : begin_(begin), filling_(filling) {}
+  uint32_t read(void* buffer, uint32_t count) override {
+    std::memset(buffer, filling_, count);
+    std::memcpy(buffer, begin_.data(), begin_.size());
+    begin_ = {};
+    return count;
+  }
+  bool seek(int32_t) override { return true; }
+
+ private:
+  std::string_view begin_;
+  const uint8_t filling_;
+};
+
+TEST(AmrfFaults, ASourceWithoutAnEndIsGivenUp) {
+  amrf::FrameReader no_line(std::make_unique<EndlessSource>("", 'x'));
+  EXPECT_FALSE(no_line.skip_header());
+  amrf::FrameReader frames(std::make_unique<EndlessSource>("#!AMR-WB\n", 0x44));
+  ASSERT_TRUE(frames.skip_header());
+  AMRF_Info info{};
+  EXPECT_TRUE(frames.scan(info));
+  EXPECT_EQ(info.frame_count, 0xFFFFFFF7u / 61);  // of 4 GiB behind the line
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace zdr::tests {
 namespace {
 
 TEST(AmrfFaults, WithoutMemoryNothingIsOpened) {
-  const OnDisk file(with_line(kNarrowLine, Bytes(32, 0x3C)));
+  const OnDisk file(speech(false, 1, 0x3C));
   for (uint64_t nth = 1;; ++nth) {
     AMRF_File* opened = nullptr;
     int32_t status = 0;
