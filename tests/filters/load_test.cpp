@@ -5,6 +5,7 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "tests/filters/filter_under_test.h"
+#include "tests/platform/fault_at.h"
 
 namespace zdr::tests {
 namespace {
@@ -83,7 +84,6 @@ TEST(Load, TellsThoseWhoEnumeratePinsThatThereAreNewOnes) {
   com::ComPtr<IPin> pin;
   EXPECT_EQ(pins->Next(1, pin.out(), nullptr), S_FALSE);
   ASSERT_EQ(under_test.load(test::build_movie(amr_track(3)).bytes), S_OK);
-  pins->Reset();
   EXPECT_EQ(pins->Next(1, pin.out(), nullptr), S_OK);
 }
 
@@ -143,6 +143,9 @@ TEST(Load, RequiredGetCurFileGivesNoNameBeforeLoadAndTheNameAfterAFailedOne) {
   EXPECT_EQ(under_test.file_source->GetCurFile(&name, nullptr), S_OK);
   EXPECT_EQ(std::u16string(name), wide(missing.string()));
   CoTaskMemFree(name);
+  const FaultAt fault(platform::FaultPoint::kTaskAllocation, 1);  // without memory no name, and no error
+  EXPECT_EQ(under_test.file_source->GetCurFile(&name, nullptr), S_OK);
+  EXPECT_EQ(name, nullptr);
 }
 
 TEST(Load, DurationIsThatOfTheLongestPin) {

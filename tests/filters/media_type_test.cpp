@@ -6,6 +6,7 @@
 #include "tests/filters/codec_tracks.h"
 #include "tests/filters/debugger_texts.h"
 #include "tests/filters/filter_under_test.h"
+#include "tests/platform/fault_at.h"
 #include "tests/support/failing_allocator.h"
 
 namespace zdr::tests {
@@ -189,31 +190,46 @@ TEST(MediaType, PinsOfOtherCodecsExistAndOfferNothing) {
   }
 }
 
-TEST(MediaType, WithoutMemoryForTheFirstSampleIsToldToTheDebugger) {
+// Without memory for the first sample, or for the block; and with a first sample far behind the end.
+TEST(MediaType, EveryFailureHasItsStatus) {
   const struct {
+    std::string name;
     TrackDescription track;
-    std::u16string text;
-  } kCases[] = {{mpeg4_visual_track(), u"Getmedia type Returns outof memory "},
-                {h263_track(), u"Getmedia type Returns outof memory "},
-                {ac3_track(), u""}};
+    bool reads_a_sample;
+    HRESULT no_memory;
+    std::u16string text;  // told to the debugger without memory for the sample
+  } kCases[] = {
+      {"MPEG-4 visual", mpeg4_visual_track(), true, E_OUTOFMEMORY, u"Getmedia type Returns outof memory "},
+      {"H.263", h263_track(), true, E_OUTOFMEMORY, u"Getmedia type Returns outof memory "},
+      {"AC-3", ac3_track(), true, E_OUTOFMEMORY, u""},
+      {"AAC", aac_track(kParametricStereo, 40), true, E_OUTOFMEMORY, u""},
+      {"AVC", test::avc_track(10), false, E_OUTOFMEMORY, u""},
+      {"AMR", test::amr_track(10), false, -2, u""},
+      {"AMR-WB", amr_wb_track(), false, -2, u""},
+      {"QCELP", qcelp_track(), false, -2, u""},
+      {"EVRC", evrc_track(), false, -2, u""},
+  };
   for (const auto& each : kCases) {
+    SCOPED_TRACE(each.name);
     FilterUnderTest under_test(each.track);
     CZanMP4SourceOutputPin& pin = under_test.pin(0);
-    const DebuggerTexts texts;
     CMediaType type;
-    const test::FailingAllocator fault(1);
-    EXPECT_EQ(pin.GetMediaType(0, &type), E_OUTOFMEMORY);
-    EXPECT_EQ(texts.all(), each.text);
-  }
-}
-
-TEST(MediaType, NeedsAReadableFirstSample) {
-  for (TrackDescription track : {mpeg4_visual_track(), h263_track(), ac3_track()}) {
-    track.replaced["stco"] = test::stco(std::vector<uint64_t>(10, 1u << 20));  // far behind the end
-    FilterUnderTest under_test(track);
-    ASSERT_EQ(under_test.load_result(), S_OK);
-    CMediaType type;
-    EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), kTypeNotBuilt);
+    {
+      const FaultAt fault(platform::FaultPoint::kTaskAllocation, 1);
+      EXPECT_EQ(pin.GetMediaType(0, &type), each.no_memory);
+    }
+    if (!each.reads_a_sample) continue;
+    {
+      const DebuggerTexts texts;
+      const test::FailingAllocator fault(1);
+      EXPECT_EQ(pin.GetMediaType(0, &type), E_OUTOFMEMORY);
+      EXPECT_EQ(texts.all(), each.text);
+    }
+    TrackDescription unreadable = each.track;
+    unreadable.replaced["stco"] = test::stco(std::vector<uint64_t>(10, 1u << 20));
+    FilterUnderTest without_sample(unreadable);
+    ASSERT_EQ(without_sample.load_result(), S_OK);
+    EXPECT_EQ(without_sample.pin(0).GetMediaType(0, &type), kTypeNotBuilt);
   }
 }
 

@@ -4,22 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <thread>
 
 #include "filters/source/mp4/owned_handles.h"
 
 namespace zdr::mp4source {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::seconds;
 using Rebase = SeekSync::Rebase;
 
 constexpr REFERENCE_TIME kSecond = 10000000;
 constexpr REFERENCE_TIME kBlink = kSecond / 50;
 constexpr REFERENCE_TIME kHour = 3600 * kSecond;
-constexpr seconds kPatience{20};
-// How long something that must not happen is given to happen.
-constexpr milliseconds kCalm{60};
 
 class SeekSyncTest : public ::testing::Test {
  protected:
@@ -31,25 +27,21 @@ class SeekSyncTest : public ::testing::Test {
     sync.loop_entered(Stream::kAudio);
     sync.loop_entered(Stream::kVideo);
   }
-
   Pending start(Stream stream, REFERENCE_TIME first_time) {
     return std::async(std::launch::async,
                       [=, this] { return sync.resynchronise(stream, first_time, request.get()); });
   }
-  SeekSync::Outcome finish(Pending& pending) {
-    EXPECT_EQ(pending.wait_for(kPatience), std::future_status::ready);
+  // Does it again until the wait has ended: what comes before the wait has begun may count for nothing.
+  template <class Action>
+  static SeekSync::Outcome end_by(Pending& pending, Action action) {
+    do {
+      action();
+    } while (pending.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready);
     return pending.get();
   }
-  // Signals until the wait has ended: one that comes before the wait has begun is discarded.
-  SeekSync::Outcome release(Pending& pending) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    do {
-      SetEvent(av_data.get());
-    } while (pending.wait_for(milliseconds(1)) != std::future_status::ready &&
-             std::chrono::steady_clock::now() < end);
-    return finish(pending);
+  static bool has_ended(Pending& pending) {
+    return pending.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   }
-  static bool waits(Pending& pending) { return pending.wait_for(kCalm) == std::future_status::timeout; }
   static bool signalled(const UniqueHandle& event) {
     return WaitForSingleObject(event.get(), 0) == WAIT_OBJECT_0;
   }
@@ -62,35 +54,44 @@ class SeekSyncTest : public ::testing::Test {
 
 TEST_F(SeekSyncTest, VideoStartsEarlierAndAudioWaitsUntilVideoHasCaughtUp) {
   both_play();
-  Pending audio = start(Stream::kAudio, kHour);
-  Pending video = start(Stream::kVideo, kHour - 2 * kSecond);
-  const SeekSync::Outcome video_outcome = finish(video);
-  EXPECT_EQ(video_outcome.rebase, Rebase::kBothPins);
-  EXPECT_EQ(video_outcome.start, kHour);
-  EXPECT_TRUE(sync.is_preroll(kHour - 2 * kSecond, 0));
-  EXPECT_TRUE(sync.is_preroll(kHour - 1, 0));
-  EXPECT_TRUE(waits(audio));
-  EXPECT_FALSE(sync.is_preroll(kHour, 0));
-  const SeekSync::Outcome audio_outcome = finish(audio);
-  EXPECT_EQ(audio_outcome.rebase, Rebase::kBothPins);
-  EXPECT_EQ(audio_outcome.start, kHour);
+  Pending audio = start(Stream::kAudio, 2 * kHour);
+  const SeekSync::Outcome video = sync.resynchronise(Stream::kVideo, kHour, request.get());
+  EXPECT_EQ(video.rebase, Rebase::kBothPins);
+  EXPECT_EQ(video.start, 2 * kHour);
+  EXPECT_TRUE(sync.is_preroll(kHour, 0));
+  EXPECT_TRUE(sync.is_preroll(2 * kHour - 1, 0));
+  EXPECT_FALSE(has_ended(audio));  // it has an hour
+  EXPECT_FALSE(sync.is_preroll(2 * kHour, 0));
+  const SeekSync::Outcome outcome = audio.get();
+  EXPECT_EQ(outcome.rebase, Rebase::kBothPins);
+  EXPECT_EQ(outcome.start, 2 * kHour);
+}
+
+// Whichever comes first, and whatever is left over from an earlier seek.
+TEST_F(SeekSyncTest, VideoWaitsForAudio) {
+  for (int round = 0; round < 20; ++round) {
+    both_play();
+    SetEvent(av_data.get());
+    Pending video = start(Stream::kVideo, kSecond);
+    video.wait_for(std::chrono::milliseconds(round % 3));  // nothing depends on it
+    EXPECT_EQ(sync.resynchronise(Stream::kAudio, kSecond + 10000, request.get()).rebase, Rebase::kBothPins);
+    EXPECT_EQ(video.get().start, kSecond + 10000);
+  }
 }
 
 TEST_F(SeekSyncTest, WaitsAtMostForTheDifferenceOfTheTimes) {
   both_play();
   Pending video = start(Stream::kVideo, 0);
-  Pending audio = start(Stream::kAudio, kBlink);
-  EXPECT_EQ(finish(audio).rebase, Rebase::kBothPins);
-  EXPECT_EQ(finish(video).rebase, Rebase::kBothPins);
+  EXPECT_EQ(sync.resynchronise(Stream::kAudio, kBlink, request.get()).rebase, Rebase::kBothPins);
+  EXPECT_EQ(video.get().rebase, Rebase::kBothPins);
 }
 
 TEST_F(SeekSyncTest, NothingMovesWhenAudioStartsNoLater) {
   for (const REFERENCE_TIME audio_first : {kSecond, 2 * kSecond}) {
     both_play();
     Pending audio = start(Stream::kAudio, audio_first);
-    Pending video = start(Stream::kVideo, 2 * kSecond);
-    EXPECT_EQ(finish(audio).rebase, Rebase::kNone);
-    EXPECT_EQ(finish(video).rebase, Rebase::kNone);
+    EXPECT_EQ(sync.resynchronise(Stream::kVideo, 2 * kSecond, request.get()).rebase, Rebase::kNone);
+    EXPECT_EQ(audio.get().rebase, Rebase::kNone);
     EXPECT_FALSE(sync.is_preroll(0, kHour));
   }
 }
@@ -109,132 +110,92 @@ TEST_F(SeekSyncTest, AStreamAloneGoesByItsOwnTime) {
   EXPECT_EQ(audio.start, kSecond);
 }
 
-TEST_F(SeekSyncTest, AStreamThatEndsReleasesItsPeer) {
-  both_play();
-  Pending video = start(Stream::kVideo, kSecond);
-  EXPECT_TRUE(waits(video));
-  sync.stream_ended(Stream::kAudio);
-  EXPECT_EQ(finish(video).rebase, Rebase::kNone);
-  EXPECT_TRUE(sync.is_preroll(kSecond, 2 * kSecond));  // as video alone
+TEST_F(SeekSyncTest, WhatEndsAWaitForThePeer) {
+  const struct {
+    std::string name;
+    Stream waiting;
+    std::function<void()> end;
+    Rebase rebase;
+  } kCases[] = {
+      {"the peer has no sample", Stream::kVideo, [&] { sync.stream_ended(Stream::kAudio); }, Rebase::kNone},
+      {"the peer has ended", Stream::kAudio, [&] { sync.worker_ended(Stream::kVideo); }, Rebase::kBothPins},
+      {"a stranger's signal", Stream::kVideo, [&] { SetEvent(av_data.get()); }, Rebase::kNone},
+      // Audio without a time of video has nothing to catch up with, however far in the file it is.
+      {"the same for audio", Stream::kAudio, [&] { SetEvent(av_data.get()); }, Rebase::kBothPins},
+      {"a request", Stream::kVideo, [&] { SetEvent(request.get()); }, Rebase::kNone},
+  };
+  for (const auto& each : kCases) {
+    both_play();
+    Pending pending = start(each.waiting, kHour);
+    EXPECT_EQ(end_by(pending, each.end).rebase, each.rebase) << each.name;
+  }
 }
 
-TEST_F(SeekSyncTest, ASignalLeftOverFromAnEarlierSeekDoesNotCount) {
-  both_play();
-  SetEvent(av_data.get());
-  Pending video = start(Stream::kVideo, kSecond);
-  EXPECT_TRUE(waits(video));
-  Pending audio = start(Stream::kAudio, 2 * kSecond);
-  EXPECT_EQ(finish(video).rebase, Rebase::kBothPins);
-  EXPECT_FALSE(sync.is_preroll(2 * kSecond, 0));
-  finish(audio);
-}
-
-TEST_F(SeekSyncTest, AStrangersSignalReleasesTheWait) {
-  both_play();
-  Pending video = start(Stream::kVideo, kSecond);
-  EXPECT_TRUE(waits(video));
-  EXPECT_EQ(release(video).rebase, Rebase::kNone);
-  // Audio without a time of video has nothing to wait for, however far in the file it is.
-  sync.workers_stopped(true, true);
-  Pending audio = start(Stream::kAudio, kHour);
-  EXPECT_TRUE(waits(audio));
-  EXPECT_EQ(release(audio).rebase, Rebase::kBothPins);
+TEST_F(SeekSyncTest, WhatEndsTheWaitForVideoToCatchUp) {
+  const std::function<void()> kEnds[] = {[&] { SetEvent(request.get()); },
+                                         [&] { sync.loop_left(Stream::kVideo); },
+                                         [&] { SetEvent(seek_handling.get()); }};
+  for (const std::function<void()>& end : kEnds) {
+    both_play();
+    ResetEvent(request.get());
+    Pending audio = start(Stream::kAudio, kHour);
+    EXPECT_EQ(sync.resynchronise(Stream::kVideo, 0, request.get()).rebase, Rebase::kBothPins);
+    EXPECT_FALSE(has_ended(audio));
+    EXPECT_EQ(end_by(audio, end).start, kHour);
+  }
 }
 
 TEST_F(SeekSyncTest, NoWaitDependsOnASignalThatAStrangerTakes) {
   both_play();
-  // The longest waiting takes a signal, so the thief goes first.
-  auto thief = std::async(std::launch::async, [this] { return WaitForSingleObject(av_data.get(), 20000); });
-  EXPECT_EQ(thief.wait_for(kCalm), std::future_status::timeout);
+  std::atomic<bool> done{false};
+  std::thread thief([&] {
+    while (!done) WaitForSingleObject(av_data.get(), 1);
+  });
   Pending video = start(Stream::kVideo, 2 * kSecond);
-  EXPECT_TRUE(waits(video));
-  Pending audio = start(Stream::kAudio, kSecond);
-  EXPECT_EQ(finish(video).rebase, Rebase::kNone);
-  EXPECT_EQ(finish(audio).rebase, Rebase::kNone);
-  EXPECT_EQ(thief.get(), WAIT_OBJECT_0);
-}
-
-TEST_F(SeekSyncTest, EveryWaitEndsByARequestToTheWorker) {
-  both_play();
-  Pending video = start(Stream::kVideo, kSecond);
-  EXPECT_TRUE(waits(video));
-  SetEvent(request.get());
-  finish(video);
-
-  ResetEvent(request.get());
-  both_play();
-  Pending early_video = start(Stream::kVideo, 0);
-  Pending audio = start(Stream::kAudio, kHour);
-  finish(early_video);
-  EXPECT_TRUE(waits(audio));
-  SetEvent(request.get());
-  finish(audio);
-}
-
-TEST_F(SeekSyncTest, AudioDoesNotWaitForVideoThatHasLeftItsLoop) {
-  both_play();
-  Pending video = start(Stream::kVideo, 0);
-  Pending audio = start(Stream::kAudio, kHour);
-  finish(video);
-  EXPECT_TRUE(waits(audio));
-  sync.loop_left(Stream::kVideo);
-  EXPECT_EQ(finish(audio).rebase, Rebase::kBothPins);
-}
-
-TEST_F(SeekSyncTest, APeerWhoseWorkerHasEndedIsNotAwaited) {
-  both_play();
-  Pending audio = start(Stream::kAudio, kSecond);
-  EXPECT_TRUE(waits(audio));
-  sync.worker_ended(Stream::kVideo);
-  finish(audio);
+  EXPECT_EQ(sync.resynchronise(Stream::kAudio, kSecond, request.get()).rebase, Rebase::kNone);
+  EXPECT_EQ(video.get().rebase, Rebase::kNone);
+  done = true;
+  thief.join();
 }
 
 TEST_F(SeekSyncTest, AnOldGateStaysForTheFramesBeforeATimeNotYetKnown) {
   both_play();
   Pending video = start(Stream::kVideo, 0);
-  Pending audio = start(Stream::kAudio, kBlink);
-  finish(video);
-  finish(audio);
+  sync.resynchronise(Stream::kAudio, kBlink, request.get());
+  video.get();
   EXPECT_TRUE(sync.is_preroll(0, 0));
 
   both_play();  // the next seek, while the gate is set; audio is not there yet
   EXPECT_TRUE(sync.is_preroll(4 * kSecond, 5 * kSecond));
   EXPECT_FALSE(sync.is_preroll(5 * kSecond, 5 * kSecond));
-  audio = start(Stream::kAudio, 5 * kSecond + kBlink);
   video = start(Stream::kVideo, 5 * kSecond);
-  finish(video);
+  sync.resynchronise(Stream::kAudio, 5 * kSecond + kBlink, request.get());
+  video.get();
   EXPECT_TRUE(sync.is_preroll(5 * kSecond, 5 * kSecond));
   EXPECT_FALSE(sync.is_preroll(5 * kSecond + kBlink, 5 * kSecond));
-  finish(audio);
 }
 
 // After a seek of a stopped filter the worker that starts first does not count on the other stream.
 TEST_F(SeekSyncTest, RequiredFirstWorkerToStartDisarmsTheOtherStream) {
-  sync.pin_sought(Stream::kAudio, false);
-  sync.pin_sought(Stream::kVideo, false);
-  sync.workers_stopped(true, true);
-  sync.worker_created(Stream::kAudio);
-  sync.worker_created(Stream::kVideo);
-  sync.arm(Stream::kAudio);
-  EXPECT_EQ(sync.resynchronise(Stream::kAudio, kSecond, request.get()).rebase, Rebase::kThisPin);
-  // Video comes later, finds audio, and moves both.
-  sync.arm(Stream::kVideo);
-  const SeekSync::Outcome video = sync.resynchronise(Stream::kVideo, 0, request.get());
-  EXPECT_EQ(video.rebase, Rebase::kBothPins);
-  EXPECT_EQ(video.start, kSecond);
-}
-
-TEST_F(SeekSyncTest, RunningWorkersDisarmNobody) {
-  sync.pin_sought(Stream::kAudio, false);
-  sync.pin_sought(Stream::kVideo, false);
-  sync.pin_sought(Stream::kAudio, true);
-  sync.pin_sought(Stream::kVideo, true);
-  both_play();
-  sync.worker_created(Stream::kAudio);
-  Pending audio = start(Stream::kAudio, kSecond);
-  EXPECT_TRUE(waits(audio));
-  sync.stream_ended(Stream::kVideo);
-  finish(audio);
+  for (const bool running : {false, true}) {
+    for (const Stream stream : {Stream::kAudio, Stream::kVideo}) sync.pin_sought(stream, false);
+    // A seek that finds workers sets this right.
+    for (const Stream stream : {Stream::kAudio, Stream::kVideo}) {
+      if (running) sync.pin_sought(stream, true);
+    }
+    both_play();
+    sync.worker_created(Stream::kAudio);
+    sync.worker_created(Stream::kVideo);
+    sync.arm(Stream::kAudio);
+    Pending audio = start(Stream::kAudio, kSecond);
+    EXPECT_TRUE(running || audio.get().rebase == Rebase::kThisPin);
+    // Video comes later, finds audio, and moves both.
+    sync.arm(Stream::kVideo);
+    const SeekSync::Outcome video = sync.resynchronise(Stream::kVideo, kSecond - kBlink, request.get());
+    EXPECT_EQ(video.rebase, Rebase::kBothPins);
+    EXPECT_EQ(video.start, kSecond);
+    EXPECT_TRUE(!running || audio.get().rebase == Rebase::kBothPins);
+  }
 }
 
 }  // namespace
