@@ -64,7 +64,7 @@ SinkGraph::Line& SinkGraph::updated(size_t index) {
   Line& line = *lines_[index];
   for (const std::string& entry : line.log.take()) {
     const bool begins = entry.starts_with("new segment ");
-    if (begins || entry == "begin flush" || entry == "active") line.segment.clear();
+    if (begins || entry == "end flush" || entry == "active") line.segment.clear();
     if (begins) line.segment_start = std::stoll(entry.substr(12));
     if (!entry.starts_with("sample")) continue;
     while (line.taken.empty() && sink(index).wait_for_samples(1)) {
