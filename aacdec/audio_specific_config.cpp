@@ -44,10 +44,10 @@ std::optional<int32_t> read_extension_rate(BitReader& reader) {
 }
 
 void report_object_type(int object_type) {
-  char text[32];
-  std::snprintf(text, sizeof text, "lObjectType = %d =", object_type);
+  char text[80];
+  // In one piece, so that the lines of two threads stay apart.
+  std::snprintf(text, sizeof text, "lObjectType = %d =Failed at Zd_AAC_Dec_sParseRawConfigData\n", object_type);
   write_console(text);
-  write_console("Failed at Zd_AAC_Dec_sParseRawConfigData\n");
 }
 
 bool apply_object_type(int object_type, Zd_AAC_Dec_Config& config) {

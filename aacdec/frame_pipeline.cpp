@@ -13,6 +13,18 @@ void duplicate_channel(int16_t* pcm, int samples) {
   for (int i = 0; i < samples; ++i) pcm[2 * i + 1] = pcm[2 * i];
 }
 
+// Spectra, and the data that would put sound above them.
+void silence_all_bands(Frame& frame) {
+  silence(frame);
+  for (SbrChannelFrame& channel : frame.sbr.channel) channel.status = SbrStatus::kNone;
+}
+
+std::span<const uint8_t> bytes_between(std::span<const uint8_t> input, const BitReader& start,
+                                       const BitReader& end) {
+  const auto first = static_cast<size_t>(start.bytes_read());
+  return input.subspan(first, static_cast<size_t>(end.bytes_read()) - first);
+}
+
 }  // namespace
 
 void FramePipeline::configure(const PipelineSettings& settings, const StreamFormat& format,
@@ -24,6 +36,7 @@ void FramePipeline::configure(const PipelineSettings& settings, const StreamForm
   // The fade of an earlier stream goes on in a stream without SBR.
   if (settings.with_sbr) losses_.level = 0;
   holds_frame_ = false;
+  remains_are_due_ = false;
   stored_ = 0;
   core_.reset();
   for (ResamplerState& resampler : resampler_) resampler = {};
@@ -50,37 +63,37 @@ void FramePipeline::begin_sbr(int32_t core_rate_hz) {
 
 int FramePipeline::decode(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm) {
   if (losses_.lost > 0) return decode_after_loss(input, reader, pcm);
-  const int samples = holds_frame_ ? synthesise_held(pcm) : 0;
-  const size_t start = static_cast<size_t>(reader.bytes_read());
-  // A damaged block leaves its silent remains in the held record, for the next call to synthesise; the store
-  // keeps the last good one.
-  if (!parse(reader, held())) return kDamaged;
-  keep(input.subspan(start, static_cast<size_t>(reader.bytes_read()) - start));
+  const int samples = holds_frame_ ? synthesise_due(pcm) : 0;
+  const BitReader start = reader;
+  if (!parse(reader, spare())) {
+    // No gap begins here: the next call makes the remains sound, the store keeps the last good block.
+    remains_are_due_ = holds_frame_;
+    return kDamaged;
+  }
   losses_.recover();
-  holds_frame_ = true;
+  hold_spare(bytes_between(input, start, reader));
   return samples;
 }
 
 int FramePipeline::decode_after_loss(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm) {
-  const BitReader saved = reader;
+  const BitReader start = reader;
   if (!parse(reader, spare())) {
-    reader = saved;
+    reader = start;
     return conceal_further(pcm);
   }
   const bool long_gap = losses_.is_long_gap();
   losses_.recover();
+  // Frames with different numbers of channels have no mean: such a gap is faded like a long one.
   const bool bridged = parse_store_again() && !long_gap && held().channel_count == spare().channel_count;
   if (bridged) bridge(held(), spare());
   const int samples = synthesise(held(), bridged ? 0 : losses_.level, pcm);
-  held_index_ = 1 - held_index_;
-  const size_t start = static_cast<size_t>(saved.bytes_read());
-  keep(input.subspan(start, static_cast<size_t>(reader.bytes_read()) - start));
+  hold_spare(bytes_between(input, start, reader));
   return samples;
 }
 
 int FramePipeline::conceal(int16_t* pcm) {
   if (losses_.lost > 0) return conceal_further(pcm);
-  const int samples = synthesise_held(pcm);
+  const int samples = synthesise_due(pcm);
   losses_.lose();
   return samples;
 }
@@ -92,21 +105,24 @@ int FramePipeline::conceal_further(int16_t* pcm) {
 }
 
 // A frame as it arrived. After a long gap the first ones are still faded.
-int FramePipeline::synthesise_held(int16_t* pcm) {
-  return synthesise(held(), losses_.level > LossCounters::kAudibleLevel ? losses_.level : 0, pcm);
+int FramePipeline::synthesise_due(int16_t* pcm) {
+  return synthesise(due(), losses_.level > LossCounters::kAudibleLevel ? losses_.level : 0, pcm);
 }
 
+// A damaged block leaves silence in `frame`, and nothing in what the parser knows of the stream: tags that no
+// good block has, or SBR differences of half a block, would spoil the good ones behind it.
 bool FramePipeline::parse(BitReader& reader, Frame& frame) {
-  // A damaged block must not bind the channels to tags that no good one has.
-  uint8_t tags[kMaxChannels];
-  std::copy(std::begin(context_.tags), std::end(context_.tags), tags);
+  const BlockContext context_before = context_;
+  if (context_.sbr != nullptr) sbr_->parser_before = sbr_->parser;
   if (parse_raw_data_block(reader, context_, frame).has_value() &&
       reconstruct_spectra(frame, context_.format, core_)) {
     reader.byte_align();
     return true;
   }
-  std::copy(std::begin(tags), std::end(tags), context_.tags);
-  silence(frame);
+  context_ = context_before;
+  if (context_.sbr != nullptr) sbr_->parser = sbr_->parser_before;
+  frame.channel_count = held().channel_count;
+  silence_all_bands(frame);
   return false;
 }
 
@@ -122,11 +138,15 @@ bool FramePipeline::parse_store_again() {
     return true;
   }
   for (int c = 0; c < kMaxChannels; ++c) held().channel[c].ics = windows[c];
-  silence(held());
+  silence_all_bands(held());
   return false;
 }
 
-void FramePipeline::keep(std::span<const uint8_t> block) {
+// The frame just parsed is the last good one from here on.
+void FramePipeline::hold_spare(std::span<const uint8_t> block) {
+  held_index_ = 1 - held_index_;
+  holds_frame_ = true;
+  remains_are_due_ = false;
   stored_ = std::min(block.size(), kStoreBytes);
   std::copy_n(block.begin(), stored_, store_);
 }

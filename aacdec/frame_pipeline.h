@@ -1,10 +1,11 @@
 // From access units to PCM, one frame behind: a frame is parsed and held, and only the next call makes it
 // sound. The delay lets a lost frame be bridged from the frames on both of its sides.
 //
-//   input ---> parse + spectral tools ---> held frame ---> core synthesis ---> SBR, PS ---> resampler --->
-//   PCM
-//                    |                          ^
-//                    +--> bytes in the store ---+  parsed again when the frame after it is lost
+// clang-format off
+//   input --> parse, spectral tools --> held frame --> core synthesis --> SBR, PS --> resampler --> PCM
+//                    |                       ^
+//                    +-> bytes in the store -+  parsed again when the frame after it is lost
+// clang-format on
 //
 // Part of the instance's one block, as are the SBR parts that it points to.
 #pragma once
@@ -43,6 +44,7 @@ struct PipelineSettings {
 // What SBR adds to a decoder that has it.
 struct SbrPart {
   SbrParser parser{0};
+  SbrParser parser_before{0};  // as it was ahead of the block at hand, should that be damaged
   SbrSynthesis synthesis;
 };
 
@@ -63,8 +65,9 @@ class FramePipeline {
   // Both write at most one output frame to `pcm` and return the samples written, over all channels.
   //
   // Parses the block at the reader, which ends behind it, aligned, and synthesises the one before. -1: the
-  // block is damaged; its predecessor has been synthesised all the same. While frames are being concealed a
-  // damaged block is a lost one: the reader stays where it was and a replacement is written.
+  // block is damaged; its predecessor has been synthesised all the same, and the next call makes silence.
+  // While frames are being concealed a damaged block is a lost one: the reader stays where it was and a
+  // replacement is written.
   int decode(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm);
   // A block was lost. Only while a frame is held.
   int conceal(int16_t* pcm);
@@ -72,14 +75,16 @@ class FramePipeline {
  private:
   Frame& held() { return frames_[held_index_]; }
   Frame& spare() { return frames_[1 - held_index_]; }
+  // What the next call makes sound.
+  Frame& due() { return remains_are_due_ ? spare() : held(); }
 
   int decode_after_loss(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm);
   int conceal_further(int16_t* pcm);
   bool parse(BitReader& reader, Frame& frame);
   bool parse_store_again();
-  void keep(std::span<const uint8_t> block);
+  void hold_spare(std::span<const uint8_t> block);
 
-  int synthesise_held(int16_t* pcm);
+  int synthesise_due(int16_t* pcm);
   int synthesise(Frame& frame, int fade_level, int16_t* pcm);
   int replicate_bands(Frame& frame, int fade_level, int& channels, int16_t* pcm);
   int convert_rate(int channels, int samples, int16_t* pcm);
@@ -91,7 +96,10 @@ class FramePipeline {
   int32_t core_rate_hz_ = 0;
   BlockContext context_;
   LossCounters losses_;
+  // Of the two records one is the last good frame. The other takes the next block; when that is damaged, the
+  // silence that remains of it is due while the good frame stays.
   bool holds_frame_ = false;
+  bool remains_are_due_ = false;
   int held_index_ = 0;
 
   size_t stored_ = 0;

@@ -24,8 +24,9 @@ int32_t status(bool succeeded) {
   return succeeded ? ZD_AAC_DEC_OK : ZD_AAC_DEC_ERR_FAILED;
 }
 
-int32_t bytes_read(const BitReader& reader) {
-  return static_cast<int32_t>(reader.bytes_read());
+// Of `data`: what reads as zeros behind its end is not counted.
+int32_t bytes_read(const BitReader& reader, Bytes data) {
+  return static_cast<int32_t>(std::min<uint64_t>(reader.bytes_read(), data.size()));
 }
 
 Bytes bytes(const uint8_t* data, int32_t length) {
@@ -70,7 +71,7 @@ bool configure_from_stream(Bytes data, int32_t& length, Zd_AAC_Dec_Config& confi
     case StreamHeaderKind::kNone:
       break;
   }
-  length = bytes_read(reader);
+  length = bytes_read(reader, data);
   if (!accepted) return false;
   if (reader.bytes_read() >= data.size()) return reader.bytes_read() == data.size();
   int32_t frame_bytes = 0;
@@ -80,7 +81,7 @@ bool configure_from_stream(Bytes data, int32_t& length, Zd_AAC_Dec_Config& confi
 bool configure_from_record(Bytes data, int32_t& length, Bytes first_frame, Zd_AAC_Dec_Config& config) {
   BitReader reader(data.data(), data.size());
   const bool parsed = parse_audio_specific_config(reader, config);
-  length = std::min(bytes_read(reader), static_cast<int32_t>(data.size()));
+  length = bytes_read(reader, data);
   if (!parsed) return false;
   if (config.extension == ZD_AAC_DEC_EXTENSION_PS || first_frame.empty()) return true;
   int32_t frame_bytes = 0;

@@ -68,7 +68,8 @@ typedef struct Zd_AAC_Dec_Config {
  * doesn't signal. Else: `data` is the start of an ADTS or ADIF stream; a frame behind the header serves as
  * first frame, and `first_frame` is not read.
  *
- * length_inout  in: bytes of `data`; out: bytes of configuration or header read
+ * - length_inout: in: bytes of `data`; out: bytes of configuration or header read.
+ *
  * Returns ZD_AAC_DEC_OK or ZD_AAC_DEC_ERR_FAILED; `config_out` must not be used after a failure. An audio
  * object type that is not supported is named on the console (Zd_AAC_Dec_SetConsole).
  */
@@ -79,11 +80,14 @@ int32_t Zd_AAC_Dec_GetConfig(const uint8_t* data, int32_t* length_inout, Zd_AAC_
 /*
  * Measures the frame at the start of `data` by parsing it: a raw_data_block carries no length of its own.
  *
- * stream_kind    ZD_AAC_DEC_STREAM_; with 1 or 2 at least 8 bytes are needed, and the length includes a
- * header config_inout   configuration of the stream. What the frame shows of SBR, parametric stereo and the
- * channel count is entered, as a change: measuring a frame with parametric stereo doubles `channels` at every
- * call. To measure frame after frame, pass a fresh copy with extension 0 and the core's channel count (or 0)
- * each time. length_inout   in: bytes available; out: bytes of the frame reserved       not read
+ * - stream_kind: ZD_AAC_DEC_STREAM_. With 1 or 2 at least 8 bytes are needed, and the length includes
+ *   a header.
+ * - config_inout: configuration of the stream. What the frame shows of SBR, parametric stereo and the
+ *   channel count is entered, as a change: measuring a frame with parametric stereo doubles `channels` at
+ *   every call. To measure frame after frame, pass a fresh copy with extension 0 and the core's channel
+ *   count (or 0) each time.
+ * - length_inout: in: bytes available; out: bytes of the frame.
+ * - reserved: not read.
  *
  * Returns ZD_AAC_DEC_OK when a whole frame lies in the data; also, without touching anything, when `data` is
  * null or the length not above 0. ZD_AAC_DEC_ERR_FAILED else; `config_inout` must not be used then.
@@ -116,16 +120,21 @@ int32_t Zd_AAC_Dec_SetConfig(Zd_AAC_Dec_Instance* instance, Zd_AAC_Dec_Config* c
  * none, each later one the frame of the call before. A stream whose first access unit begins with an ADTS
  * header has them throughout.
  *
- * input              raw_data_block or ADTS frame; null: it was lost. The held frame is given, or, call after
- *                    call, a fading replacement. To drain a stream, one such call behind the last unit.
- * input_bytes_inout  in: bytes of input; out: bytes consumed, those of one block where an ADTS frame has
- * several pcm_out            room for one output frame (Zd_AAC_Dec_Config.outputBytes as entered by
- * SetConfig), aligned to 16 bits pcm_bytes_inout    in: room in bytes; out: bytes written
+ * - input: a raw_data_block, or an ADTS frame; null: it was lost. The held frame is given, or, call after
+ *   call, a fading replacement. To drain a stream, one such call behind the last unit.
+ * - input_bytes_inout: in: bytes of input; out: bytes consumed, those of one block where an ADTS frame has
+ *   several.
+ * - pcm_out: room for one output frame (Zd_AAC_Dec_Config.outputBytes as entered by SetConfig), aligned to
+ *   16 bits.
+ * - pcm_bytes_inout: in: room in bytes; out: bytes written.
  *
  * Returns ZD_AAC_DEC_OK; ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL, with nothing consumed; ZD_AAC_DEC_ERR_FAILED: null
  * argument, no configuration, a first unit that is null, a damaged or unsupported unit, no ADTS header, or a
- * change of the rate. Neither count is written then, and pcm_out holds nothing of use. Between lost units a
- * damaged one counts as lost, with success.
+ * change of the rate. Neither count is written then, and pcm_out holds nothing of use.
+ *
+ * Between lost units a damaged one counts as lost, with success. Of such a unit only the ADTS header is
+ * consumed, and of a raw_data_block nothing: whoever advances by the bytes consumed must pass over it
+ * himself. Data without a usable ADTS header are no unit and fail there too.
  */
 int32_t Zd_AAC_Dec_Decode(Zd_AAC_Dec_Instance* instance, const uint8_t* input, int32_t* input_bytes_inout,
                           int16_t* pcm_out, int32_t* pcm_bytes_inout) ZD_AAC_DEC_NOEXCEPT;
@@ -134,8 +143,8 @@ int32_t Zd_AAC_Dec_Decode(Zd_AAC_Dec_Instance* instance, const uint8_t* input, i
 int32_t Zd_AAC_Dec_Close(Zd_AAC_Dec_Instance* instance) ZD_AAC_DEC_NOEXCEPT;
 
 /*
- * Takes the few lines of text that the decoder would write to the standard error; null gives them back to it.
- * For all threads; the writer may be called from any of them.
+ * Takes the few lines of text that this copy of the library would write to the standard error; null gives
+ * them back to it. For all threads; the writer may be called from any of them, and must not throw.
  */
 typedef void (*Zd_AAC_Dec_ConsoleWriter)(const char* text);
 void Zd_AAC_Dec_SetConsole(Zd_AAC_Dec_ConsoleWriter writer) ZD_AAC_DEC_NOEXCEPT;

@@ -53,6 +53,7 @@ class Decoder {
   explicit Decoder(Choice& choice) {
     require(Zd_AAC_Dec_Create(&instance_, choice.mode) == ZD_AAC_DEC_OK);
     require(Zd_AAC_Dec_SetConfig(instance_, &choice.config) == ZD_AAC_DEC_OK);
+    channels_ = choice.config.channels;
     pcm_.resize(static_cast<size_t>(choice.config.outputBytes) / 2);
   }
   ~Decoder() { Zd_AAC_Dec_Close(instance_); }
@@ -65,13 +66,14 @@ class Decoder {
     auto written = static_cast<int32_t>(2 * pcm_.size());
     const int32_t room = written;
     if (Zd_AAC_Dec_Decode(instance_, unit, &consumed, pcm_.data(), &written) != ZD_AAC_DEC_OK) return -1;
-    require(written >= 0 && written <= room && written % 2 == 0);
+    require(written >= 0 && written <= room && written % (2 * channels_) == 0);
     require(consumed >= 0 && consumed <= static_cast<int32_t>(size));
     return consumed;
   }
 
  private:
   Zd_AAC_Dec_Instance* instance_ = nullptr;
+  int32_t channels_ = 1;
   std::vector<int16_t> pcm_;
 };
 

@@ -21,9 +21,9 @@ constexpr int32_t kPlainConfiguration = 0;
 
 const char* extension_name(const Zd_AAC_Dec_Config& config) {
   if (config.extension == ZD_AAC_DEC_EXTENSION_PS) return "SBR+PS";
-  // A configuration that signals SBR in its compatible form shows it in the rate alone.
-  const bool doubled = config.outputRate != config.sampleRate;
-  return doubled || config.extension == ZD_AAC_DEC_EXTENSION_SBR ? "SBR" : "none";
+  if (config.extension == ZD_AAC_DEC_EXTENSION_SBR) return "SBR";
+  // A configuration that signals SBR in its compatible form shows it in the rates alone.
+  return config.outputRate != config.sampleRate || config.singleRate != 0 ? "SBR" : "none";
 }
 
 }  // namespace

@@ -45,9 +45,10 @@ inline constexpr int32_t kSixthSteps[6] = {
 
 inline constexpr int kDynamicRangeGains = 74;
 
-// 2^18 * 2^(i/6), i below kDynamicRangeGains.
+// 2^18 * 2^(i/6), rounded, i below kDynamicRangeGains.
 constexpr int32_t dynamic_range_gain(int i) {
-  return kSixthSteps[i % 6] >> (12 - i / 6);
+  const int shift = 12 - i / 6;
+  return (kSixthSteps[i % 6] + (1 << shift >> 1)) >> shift;
 }
 
 }  // namespace zdr::aacdec

@@ -1,43 +1,14 @@
 #include "host/writers/adts_writer.h"
 
+#include "aacdec/sampling_rates.h"
+#include "aacdec/zd_aac_dec.h"
+
 namespace zdr::host {
 namespace {
 
 constexpr size_t kAdtsHeaderBytes = 7;
 constexpr size_t kLargestAdtsFrame = (1u << 13) - 1;  // 13-bit frame length
-constexpr unsigned kEscapeRateIndex = 15;
-constexpr unsigned kObjectTypeSbr = 5;
-constexpr unsigned kObjectTypePs = 29;
-
-// Bits from the front of an AudioSpecificConfig; zeros past its end.
-class ConfigBits {
- public:
-  explicit ConfigBits(Bytes bytes) : bytes_(bytes) {}
-  unsigned read(unsigned count) {
-    unsigned value = 0;
-    while (count-- > 0) {
-      const unsigned bit = at_ / 8 < bytes_.size() ? bytes_[at_ / 8] >> (7 - at_ % 8) & 1u : 0u;
-      value = value << 1 | bit;
-      ++at_;
-    }
-    return value;
-  }
-
- private:
-  Bytes bytes_;
-  size_t at_ = 0;
-};
-
-unsigned read_object_type(ConfigBits& bits) {
-  const unsigned type = bits.read(5);
-  return type == 31 ? 32 + bits.read(6) : type;
-}
-
-unsigned read_rate_index(ConfigBits& bits) {
-  const unsigned index = bits.read(4);
-  if (index == kEscapeRateIndex) bits.read(24);
-  return index;
-}
+constexpr int32_t kPlainConfiguration = 0;
 
 }  // namespace
 
@@ -57,16 +28,19 @@ std::vector<Bytes> split_aac_sample(Bytes sample) {
 }
 
 AdtsWriter::AdtsWriter(Bytes audio_specific_config) {
-  ConfigBits bits(audio_specific_config);
-  unsigned object_type = read_object_type(bits);
-  rate_index_ = read_rate_index(bits);
-  channel_configuration_ = bits.read(4);
-  if (object_type == kObjectTypeSbr || object_type == kObjectTypePs) {
-    read_rate_index(bits);  // of the extension
-    object_type = read_object_type(bits);
+  Zd_AAC_Dec_Config config{};
+  auto length = static_cast<int32_t>(audio_specific_config.size());
+  if (Zd_AAC_Dec_GetConfig(audio_specific_config.data(), &length, &config, kPlainConfiguration, nullptr, 0) !=
+      ZD_AAC_DEC_OK) {
+    return;
   }
-  profile_ = object_type - 1;
-  usable_ = object_type >= 1 && object_type <= 4 && rate_index_ < 13 && channel_configuration_ < 8;
+  profile_ = static_cast<unsigned>(config.profile);
+  rate_index_ = static_cast<unsigned>(aacdec::sampling_index_of(config.sampleRate));
+  // The count where a record spells its channels out: a header has no room for that. Parametric stereo makes
+  // its two channels of one.
+  channel_configuration_ =
+      config.extension == ZD_AAC_DEC_EXTENSION_PS ? 1 : static_cast<unsigned>(config.channels);
+  usable_ = channel_configuration_ < 8;
 }
 
 bool AdtsWriter::write(OutputFile& file, Bytes sample) {

@@ -29,11 +29,14 @@ bool DecodedAacWriter::configure(Bytes audio_specific_config, Bytes first_unit) 
   return true;
 }
 
-bool DecodedAacWriter::decode(Bytes unit, int32_t& pcm_bytes) {
+DecodedAacWriter::Outcome DecodedAacWriter::decode(Bytes unit, int32_t& pcm_bytes) {
   auto unit_bytes = static_cast<int32_t>(unit.size());
   pcm_bytes = static_cast<int32_t>(pcm_.size() * sizeof(int16_t));
-  return Zd_AAC_Dec_Decode(decoder_.get(), unit.empty() ? nullptr : unit.data(), &unit_bytes, pcm_.data(),
-                           &pcm_bytes) == ZD_AAC_DEC_OK;
+  if (Zd_AAC_Dec_Decode(decoder_.get(), unit.empty() ? nullptr : unit.data(), &unit_bytes, pcm_.data(),
+                        &pcm_bytes) != ZD_AAC_DEC_OK) {
+    return Outcome::kFailed;
+  }
+  return unit_bytes == 0 && !unit.empty() ? Outcome::kConcealed : Outcome::kDecoded;
 }
 
 bool DecodedAacWriter::write_pcm(OutputFile& file, int32_t pcm_bytes) {
@@ -42,10 +45,11 @@ bool DecodedAacWriter::write_pcm(OutputFile& file, int32_t pcm_bytes) {
 
 bool DecodedAacWriter::decode_unit(OutputFile& file, Bytes unit) {
   int32_t pcm_bytes = 0;
-  if (decode(unit, pcm_bytes)) return write_pcm(file, pcm_bytes);
-  note_damage("access unit that cannot be decoded");
+  const Outcome outcome = decode(unit, pcm_bytes);
+  if (outcome != Outcome::kDecoded) note_damage("access unit that cannot be decoded");
   // The frame in its place keeps the sound in time with the picture. At the start there is none.
-  return !decode({}, pcm_bytes) || write_pcm(file, pcm_bytes);
+  if (outcome == Outcome::kFailed && decode({}, pcm_bytes) == Outcome::kFailed) return true;
+  return write_pcm(file, pcm_bytes);
 }
 
 bool DecodedAacWriter::write(OutputFile& file, Bytes sample) {
@@ -59,7 +63,7 @@ bool DecodedAacWriter::write(OutputFile& file, Bytes sample) {
 
 bool DecodedAacWriter::finish(OutputFile& file) {
   int32_t pcm_bytes = 0;
-  if (decode({}, pcm_bytes) && !write_pcm(file, pcm_bytes)) return false;
+  if (decode({}, pcm_bytes) != Outcome::kFailed && !write_pcm(file, pcm_bytes)) return false;
   return WavWriter::finish(file);
 }
 

@@ -27,10 +27,13 @@ class DecodedAacWriter : public WavWriter {
     void operator()(Zd_AAC_Dec_Instance* instance) const { Zd_AAC_Dec_Close(instance); }
   };
 
+  // Concealed: the decoder has put something in the place of a damaged unit.
+  enum class Outcome { kDecoded, kConcealed, kFailed };
+
   bool configure(Bytes audio_specific_config, Bytes first_unit);
   bool decode_unit(OutputFile& file, Bytes unit);
-  // False: the unit could not be decoded. An empty unit stands for a lost one.
-  bool decode(Bytes unit, int32_t& pcm_bytes);
+  // An empty unit stands for a lost one. There is PCM unless it failed.
+  Outcome decode(Bytes unit, int32_t& pcm_bytes);
   bool write_pcm(OutputFile& file, int32_t pcm_bytes);
 
   std::unique_ptr<Zd_AAC_Dec_Instance, Closer> decoder_;
