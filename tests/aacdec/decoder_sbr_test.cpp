@@ -3,12 +3,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <utility>
 
-#include "aacdec/raw_data_block.h"
-#include "aacdec/sampling_rates.h"
+#include "aacdec/tables/spectral_codes.h"
 #include "tests/aacdec/adts_writer.h"
+#include "tests/aacdec/block_writer.h"
 #include "tests/aacdec/test_decoder.h"
 
 namespace zdr::aacdec {
@@ -80,52 +79,49 @@ TEST(DecoderSbr, ConfigurationTellsWhatComesOut) {
   }
 }
 
-// Samples a channel of each frame, call by call.
-std::vector<size_t> frame_lengths(const Zd_AAC_Dec_Config& config, const std::vector<Bytes>& units) {
-  TestDecoder decoder(config, ZD_AAC_DEC_MODE_SBR);
-  std::vector<size_t> lengths;
-  for (const Bytes& unit : units) {
-    const Output output = decoder.decode(unit);
-    EXPECT_EQ(output.status, ZD_AAC_DEC_OK);
-    if (!output.pcm.empty()) lengths.push_back(output.pcm.size() / static_cast<size_t>(config.channels));
+// Three lines at the bottom of the spectrum.
+BitWriter& put_sound(BitWriter& w, uint64_t gain) {
+  put_long_ics(w.put(gain, 8), 1).fields({{1, 4}, {1, 5}});
+  return put_no_tools(put_scale_factor(w, 0)).put(kSpectralBook1[2 * 27 + 0 * 9 + 1 * 3 + 2]);
+}
+
+// A single channel with sound, or a pair in which one channel has it.
+std::vector<Bytes> sounding_units(bool pair, int sounding_channel) {
+  std::vector<Bytes> units;
+  for (uint64_t i = 0; i < 7; ++i) {
+    BitWriter w;
+    w.fields({{pair ? kCpe : kSce, 3}, {0, 4}});
+    if (pair) w.put(0, 1);
+    for (int c = 0; c < (pair ? 2 : 1); ++c) {
+      if (c == sounding_channel) {
+        put_sound(w, 180 + i * i % 5);
+      } else {
+        put_silent_channel(w);
+      }
+    }
+    units.push_back(end_block(w));
   }
-  return lengths;
+  return units;
 }
 
-TEST(DecoderSbr, FramesHaveTheLengthOfTheirRate) {
-  const std::vector<Bytes> units = payloads(sample("he-aac-v1-stereo.aac"));
-  const auto all = [&](int32_t core_hz, int32_t requested_hz) {
-    return frame_lengths(sbr_config(core_hz, 2, requested_hz), units);
-  };
-  // The rate that the blocks are told to have matters to tables alone; they parse as well at 24 kHz.
-  EXPECT_EQ(all(22050, 44100), std::vector<size_t>(units.size() - 1, 2048));
-  EXPECT_EQ(all(22050, 22050), std::vector<size_t>(units.size() - 1, 1024));
-  const auto first = [&](int32_t requested_hz) {
-    auto lengths = all(22050, requested_hz);
-    lengths.resize(3);
-    return lengths;
-  };
-  EXPECT_EQ(first(16000), (std::vector<size_t>{744, 743, 743}));
-  EXPECT_EQ(first(8000), (std::vector<size_t>{372, 372, 371}));
-}
-
-// A blank mono stream at any rate: the counts of every conversion.
-TEST(DecoderSbr, RequiredThatEveryConversionKeepsItsCounts) {
-  struct Case {
-    int32_t core_hz;
-    int32_t requested_hz;
-    std::vector<size_t> lengths;
-  };
-  const Case cases[] = {
-      {32000, 16000, {512, 512, 512}},   {64000, 16000, {256, 256, 256}},  {24000, 16000, {683, 683, 682}},
-      {48000, 16000, {342, 341, 341}},   {96000, 16000, {171, 171, 170}},  {44100, 16000, {372, 372, 371}},
-      {88200, 16000, {186, 186, 186}},   {12000, 8000, {683, 683, 682}},   {48000, 8000, {171, 171, 170}},
-      {64000, 8000, {1024, 1024, 1024}}, {8000, 16000, {2048, 2048, 2048}}};
-  const Bytes silence = {0x01, 0x40, 0x20, 0x07};
-  for (const Case& c : cases) {
-    const auto lengths =
-        frame_lengths(sbr_config(c.core_hz, 1, c.requested_hz), std::vector<Bytes>(4, silence));
-    EXPECT_EQ(lengths, c.lengths) << c.core_hz << " to " << c.requested_hz;
+TEST(DecoderSbr, ConvertsEveryChannelForItself) {
+  const std::pair<int32_t, size_t> cases[] = {
+      {44100, 7 * 2048}, {22050, 7 * 1024}, {16000, 5202}, {8000, 2601}};
+  for (const auto& [requested_hz, length] : cases) {
+    SCOPED_TRACE(requested_hz);
+    TestDecoder mono(sbr_config(22050, 1, requested_hz), ZD_AAC_DEC_MODE_SBR);
+    const Pcm alone = decode_all(mono, sounding_units(false, 0));
+    ASSERT_GT(level(alone), 100);
+    EXPECT_EQ(alone.size(), length);
+    for (const size_t c : {0U, 1U}) {
+      TestDecoder stereo(sbr_config(22050, 2, requested_hz), ZD_AAC_DEC_MODE_SBR);
+      const Pcm both = decode_all(stereo, sounding_units(true, static_cast<int>(c)));
+      ASSERT_EQ(both.size(), 2 * alone.size());
+      for (size_t i = 0; i < alone.size(); ++i) {
+        ASSERT_EQ(both[2 * i + c], alone[i]) << i;
+        ASSERT_EQ(both[2 * i + 1 - c], 0) << i;
+      }
+    }
   }
 }
 
@@ -153,7 +149,7 @@ TEST(DecoderSbr, ParametricStereoNeedsItsModeAndTwoChannels) {
   for (size_t i = 0; i < mono.size(); ++i) ASSERT_EQ(mono[i], doubled[2 * i]);
 }
 
-TEST(DecoderSbr, BeginsAnewWithEveryConfigurationAndWithTheRateOfTheFirstHeader) {
+TEST(DecoderSbr, BeginsAnewWithEveryConfigurationAndRequiredWithTheRateOfTheFirstHeader) {
   const AdtsFile file = sample("he-aac-v1-stereo.aac");
   TestDecoder decoder(sbr_config(22050, 2, 44100), ZD_AAC_DEC_MODE_SBR);
   const Pcm pcm = decode_all(decoder, payloads(file));
@@ -164,55 +160,58 @@ TEST(DecoderSbr, BeginsAnewWithEveryConfigurationAndWithTheRateOfTheFirstHeader)
   for (const AdtsFrame& frame : file.frames) framed.push_back(joined(frame.header, frame.payload));
   TestDecoder surprised(sbr_config(24000, 2, 48000), ZD_AAC_DEC_MODE_SBR);
   EXPECT_EQ(decode_all(surprised, framed), pcm);
-}
 
-// How much the envelopes of a block rise each time that it is parsed: their differences are against the block
-// before.
-int rise_when_repeated(const Bytes& header_block, const Bytes& block, const AdtsFile& file) {
-  SbrParser parser(kSamplingRates[file.sampling_index]);
-  BlockContext context;
-  context.format = {file.sampling_index, file.profile};
-  context.keep_values = true;
-  context.sbr = &parser;
-  const auto frame = std::make_unique<Frame>();
-  int sums[6] = {};
-  for (int i = 0; i < 6; ++i) {
-    const Bytes& data = i == 0 ? header_block : block;
-    BitReader reader(data.data(), data.size());
-    EXPECT_TRUE(parse_raw_data_block(reader, context, *frame).has_value());
-    const SbrChannelFrame& channel = frame->sbr.channel[0];
-    for (int band = 0; band < channel.bands.high_count; ++band) sums[i] += channel.envelope[0][band];
-  }
-  return sums[5] - sums[4];
+  // What was chosen for the configured rate stays: at 48 kHz nothing would be doubled.
+  for (Bytes& unit : framed) unit = adts_frame({.rate_index = 3, .channels = 1}, {0x01, 0x40, 0x20, 0x07});
+  TestDecoder doubled(sbr_config(24000, 2, 48000), ZD_AAC_DEC_MODE_SBR);
+  EXPECT_EQ(decode_all(doubled, framed).size(), pcm.size());
 }
 
 // A block that is parsed again in a gap must not add its time differences to the envelopes once more: behind
-// the gap the high bands would be louder for as long as differences go on.
-TEST(DecoderSbr, GapsDoNotRaiseTheHighBands) {
-  const AdtsFile file = sample("he-aac-v1-mono.aac");
-  const std::vector<Bytes> units = payloads(file);
-  // The slowest that rises at all, so that nothing reaches the end of its range.
-  const Bytes* rising = nullptr;
-  int slowest = 1000;
-  for (const Bytes& unit : units) {
-    const int rise = rise_when_repeated(units[0], unit, file);
-    if (rise < 8 || rise >= slowest) continue;
-    slowest = rise;
-    rising = &unit;
+// the gap the high bands would be louder, or softer, for as long as differences go on.
+TEST(DecoderSbr, GapsDoNotMoveTheHighBands) {
+  const std::vector<Bytes> units = payloads(sample("he-aac-v1-mono.aac"));
+  for (size_t gap = 1; gap + 4 < units.size(); ++gap) {
+    TestDecoder whole(sbr_config(12000, 1, 24000), ZD_AAC_DEC_MODE_SBR);
+    TestDecoder broken(sbr_config(12000, 1, 24000), ZD_AAC_DEC_MODE_SBR);
+    double expected = 0;
+    double heard = 0;
+    for (size_t i = 0; i < gap + 4; ++i) {
+      expected = high_level(whole.decode(units[i]).pcm);
+      heard = high_level(broken.decode(units[i]).pcm);
+      for (int call = 0; call < 2 && i + 1 == gap; ++call) EXPECT_EQ(broken.lose().pcm.size(), 2048U);
+    }
+    EXPECT_NEAR(heard, expected, 0.1 * expected) << gap;
   }
-  ASSERT_NE(rising, nullptr);
-  TestDecoder whole(sbr_config(12000, 1, 24000), ZD_AAC_DEC_MODE_SBR);
-  TestDecoder broken(sbr_config(12000, 1, 24000), ZD_AAC_DEC_MODE_SBR);
-  const auto feed = [&](const Bytes& unit) {
-    return std::pair(whole.decode(unit).pcm, broken.decode(unit).pcm);
-  };
-  feed(units[0]);
-  feed(*rising);
-  for (int call = 0; call < 3; ++call) EXPECT_EQ(broken.lose().pcm.size(), 2048U);
-  for (int call = 0; call < 2; ++call) feed(*rising);
-  const auto [expected, pcm] = feed(*rising);
-  ASSERT_GT(high_level(expected), 100);
-  EXPECT_NEAR(high_level(pcm), high_level(expected), 0.05 * high_level(expected));
+}
+
+// Whatever of a block was parsed before the damage showed: no band sounds of it, and the parser takes it for
+// a block that was never there.
+TEST(DecoderSbr, RequiredThatADamagedBlockIsSilentAndForgotten) {
+  const std::vector<Bytes> units = payloads(sample("he-aac-v2.aac"));
+  const Zd_AAC_Dec_Config config = sbr_config(22050, 2, 44100);
+  for (size_t damaged = 1; damaged + 6 < units.size(); ++damaged) {
+    SCOPED_TRACE(damaged);
+    TestDecoder behind_sbr(config, ZD_AAC_DEC_MODE_PS);
+    TestDecoder before_sbr(config, ZD_AAC_DEC_MODE_PS);
+    const auto same = [&](const Bytes* unit) {
+      const Output output = unit != nullptr ? behind_sbr.decode(*unit) : behind_sbr.lose();
+      EXPECT_EQ(output.pcm, (unit != nullptr ? before_sbr.decode(*unit) : before_sbr.lose()).pcm);
+      return output;
+    };
+    for (size_t i = 0; i < damaged; ++i) same(&units[i]);
+    const auto start = units[damaged].begin();
+    const auto size = static_cast<std::ptrdiff_t>(units[damaged].size());
+    EXPECT_EQ(behind_sbr.decode(Bytes(start, start + size - 1)).status, ZD_AAC_DEC_ERR_FAILED);
+    EXPECT_EQ(before_sbr.decode(Bytes(start, start + size / 4)).status, ZD_AAC_DEC_ERR_FAILED);
+    // Now and then a gap follows, in which the good block returns with its high bands.
+    const bool with_gap = damaged % 2 == 0;
+    if (with_gap) {
+      same(nullptr);
+      EXPECT_GT(high_level(same(nullptr).pcm), 1);
+    }
+    for (size_t i = damaged + 1; i < damaged + 6; ++i) same(&units[i]);
+  }
 }
 
 TEST(DecoderSbr, FadesToSilenceAndReturns) {

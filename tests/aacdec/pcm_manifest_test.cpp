@@ -21,6 +21,7 @@ struct Entry {
   const char* file;
   size_t samples;  // over all channels
   uint64_t hash;
+  int32_t requested_hz = 0;  // 0: the rate of the stream
 };
 
 constexpr Entry kManifest[] = {
@@ -31,6 +32,9 @@ constexpr Entry kManifest[] = {
     {"he-aac-v1-mono.aac", 63488, 0xDB51639E7E71D8F9},
     {"he-aac-v1-stereo.aac", 163840, 0x8200224622EFD765},
     {"he-aac-v2.aac", 200704, 0x0C54773018FCEDE1},
+    {"he-aac-v1-stereo.aac", 59444, 0x7AA61AC6A7072EF2, 16000},
+    {"he-aac-v2.aac", 72818, 0x9A5A24DCBACC210A, 16000},
+    {"he-aac-v2.aac", 100352, 0x48777F8AA4F11F2D, 22050},
 };
 
 // FNV-1a over the samples as little-endian bytes.
@@ -45,11 +49,12 @@ uint64_t hash_of(const Pcm& pcm) {
   return hash;
 }
 
-Pcm decode_file(const AdtsFile& file) {
+Pcm decode_file(const AdtsFile& file, int32_t requested_hz) {
   const Bytes first = joined(file.frames[0].header, file.frames[0].payload);
   auto length = static_cast<int32_t>(first.size());
   Zd_AAC_Dec_Config config{};
   EXPECT_EQ(Zd_AAC_Dec_GetConfig(first.data(), &length, &config, 1, nullptr, 0), ZD_AAC_DEC_OK);
+  if (requested_hz != 0) config.outputRate = requested_hz;
   TestDecoder decoder(config, ZD_AAC_DEC_MODE_PS);
   return decode_all(decoder, payloads(file));
 }
@@ -58,13 +63,13 @@ class PcmManifest : public testing::TestWithParam<Entry> {};
 
 TEST_P(PcmManifest, IsWhatItWas) {
   allow_wide_vectors(false);
-  const Pcm plain = decode_file(sample(GetParam().file));
+  const Pcm plain = decode_file(sample(GetParam().file), GetParam().requested_hz);
   allow_wide_vectors(true);
-  const Pcm pcm = decode_file(sample(GetParam().file));
+  const Pcm pcm = decode_file(sample(GetParam().file), GetParam().requested_hz);
   EXPECT_EQ(plain, pcm);
   if (std::getenv("ZDR_PRINT_MANIFEST") != nullptr) {
-    std::printf("{\"%s\", %zu, 0x%016llX},\n", GetParam().file, pcm.size(),
-                static_cast<unsigned long long>(hash_of(pcm)));
+    std::printf("{\"%s\", %zu, 0x%016llX, %d},\n", GetParam().file, pcm.size(),
+                static_cast<unsigned long long>(hash_of(pcm)), GetParam().requested_hz);
   }
   EXPECT_EQ(pcm.size(), GetParam().samples);
   EXPECT_EQ(hash_of(pcm), GetParam().hash);
@@ -72,6 +77,7 @@ TEST_P(PcmManifest, IsWhatItWas) {
 
 std::string name_of(const testing::TestParamInfo<Entry>& info) {
   std::string name = info.param.file;
+  if (info.param.requested_hz != 0) name += " at " + std::to_string(info.param.requested_hz);
   for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) != 0 ? c : '_';
   return name;
 }
