@@ -166,16 +166,11 @@ int FramePipeline::synthesise(Frame& frame, int fade_level, int16_t* pcm) {
 int FramePipeline::replicate_bands(Frame& frame, int fade_level, int& channels, int16_t* pcm) {
   if (channels < frame.channel_count) merge_sbr_for_mono(frame.sbr);
   // A mono output has no room for a second channel.
-  PsSynthesis* const ps = channels < settings_.channels ? ps_ : nullptr;
-  const int core_channels = channels;
-  int samples = 0;
-  for (int c = 0; c < core_channels; ++c) {
-    const SbrOutput output =
-        sbr_->synthesis.process_channel(c, frame.sbr, fade_level, ps, pcm + c, settings_.channels);
-    samples += output.samples * output.channel_count;
-    channels = std::max(channels, output.channel_count);
-  }
-  return samples;
+  PsSynthesis* const ps = settings_.channels == kMaxChannels ? ps_ : nullptr;
+  const SbrOutput output =
+      sbr_->synthesis.process_frame(frame.sbr, channels, fade_level, ps, pcm, settings_.channels);
+  channels = output.channel_count;
+  return output.samples * output.channel_count;
 }
 
 int FramePipeline::convert_rate(int channels, int samples, int16_t* pcm) {

@@ -41,12 +41,12 @@ inline void lay_out_hybrid(const QmfMatrix& bands, int band, PsSynthesis& ps, Hy
   constexpr int kFirst = kHybridColumn - kHybridDelay;
   constexpr int kHistoryBytes = kHybridDelay * 4;
   constexpr int kNewBytes = (kQmfSlots + kHybridDelay) * 4;
-  std::memcpy(in.re + kFirst, ps.hybrid_re[band], kHistoryBytes);
-  std::memcpy(in.im + kFirst, ps.hybrid_im[band], kHistoryBytes);
+  std::memcpy(in.re + kFirst, ps.memory.hybrid_re[band], kHistoryBytes);
+  std::memcpy(in.im + kFirst, ps.memory.hybrid_im[band], kHistoryBytes);
   std::memcpy(in.re + kHybridColumn, bands.re[band] + kLeadSlots, kNewBytes);
   std::memcpy(in.im + kHybridColumn, bands.im[band] + kLeadSlots, kNewBytes);
-  std::memcpy(ps.hybrid_re[band], in.re + kHybridColumn + kQmfSlots - kHybridDelay, kHistoryBytes);
-  std::memcpy(ps.hybrid_im[band], in.im + kHybridColumn + kQmfSlots - kHybridDelay, kHistoryBytes);
+  std::memcpy(ps.memory.hybrid_re[band], in.re + kHybridColumn + kQmfSlots - kHybridDelay, kHistoryBytes);
+  std::memcpy(ps.memory.hybrid_im[band], in.im + kHybridColumn + kQmfSlots - kHybridDelay, kHistoryBytes);
 }
 
 [[gnu::always_inline]] inline void store_row(ComplexRow& row, int slot, ComplexLanes v) {
@@ -71,8 +71,8 @@ inline void split_in_eight(const HybridInput& in, int slot, int q, WideComplex& 
   for (int t = 1; t <= kHybridDelay; ++t) {
     const ComplexLanes sum = in.at(slot - t) + in.at(slot + t);
     const ComplexLanes difference = in.at(slot - t) - in.at(slot + t);
-    const Lanes tap_re = broadcast(kHybridTaps[q][t - 1].re);
-    const Lanes tap_im = broadcast(kHybridTaps[q][t - 1].im);
+    const Lanes tap_re = broadcast(kHybridTaps.tap[q][t - 1].re);
+    const Lanes tap_im = broadcast(kHybridTaps.tap[q][t - 1].im);
     even.re = even.re + wide_product(sum.re, tap_re);
     even.im = even.im + wide_product(sum.im, tap_re);
     odd.re = odd.re - wide_product(difference.im, tap_im);
@@ -232,7 +232,7 @@ inline AllPassFactors all_pass_factors(int lane) {
   f.delay = {load(kDelayPhases.re_q30 + lane), load(kDelayPhases.im_q30 + lane)};
   for (int m = 0; m < kAllPassLinks; ++m) {
     f.link[m] = {load(kLinkPhases[m].re_q30 + lane), load(kLinkPhases[m].im_q30 + lane)};
-    f.gain[m] = load(kLinkGainsQ30[m] + lane);
+    f.gain[m] = load(kLinkGains[m].q30 + lane);
   }
   return f;
 }
@@ -243,7 +243,7 @@ void decorrelate(const QmfMatrix& bands, PsSynthesis& ps) {
   for (int lane = 0; lane < kAllPassLanes; lane += kLanes) {
     const AllPassFactors factors = all_pass_factors(lane);
     AllPassRings rings;
-    rings.load_from(ps.all_pass, lane);
+    rings.load_from(ps.memory.all_pass, lane);
     for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
       Lanes re[kLanes];
       Lanes im[kLanes];
@@ -262,7 +262,7 @@ void decorrelate(const QmfMatrix& bands, PsSynthesis& ps) {
         store_row(ps.decorrelated[lane + i], slot, {re[i], im[i]});
       }
     }
-    rings.store_to(ps.all_pass, lane);
+    rings.store_to(ps.memory.all_pass, lane);
   }
 }
 
@@ -335,8 +335,8 @@ inline void mix_delayed_band(int k, PsSynthesis& ps, QmfMatrix& bands) {
   const SubBandRow signal = sub_band_row(bands, ps, k);
   int32_t re[kRowStride];
   int32_t im[kRowStride];
-  int32_t* const history_re = ps.delay_re[k - kAllPassBands];
-  int32_t* const history_im = ps.delay_im[k - kAllPassBands];
+  int32_t* const history_re = ps.memory.delay_re[k - kAllPassBands];
+  int32_t* const history_im = ps.memory.delay_im[k - kAllPassBands];
   std::memcpy(re + kDelayColumn - kLongDelay, history_re, kLongDelay * 4);
   std::memcpy(im + kDelayColumn - kLongDelay, history_im, kLongDelay * 4);
   std::memcpy(re + kDelayColumn, signal.re, kQmfSlots * 4);

@@ -95,7 +95,7 @@ void parse_header(BitReader& reader, PsState& state) {
   state.enable_extension = reader.read_bit();
 }
 
-// Number of sent envelopes and their borders. False for borders that don't rise.
+// Number of sent envelopes and their borders. False for borders that fall.
 bool parse_borders(BitReader& reader, PsFrame& frame) {
   static constexpr uint8_t kCounts[2][4] = {{0, 1, 2, 4}, {1, 2, 3, 4}};
   const bool variable = reader.read_bit();
@@ -104,28 +104,18 @@ bool parse_borders(BitReader& reader, PsFrame& frame) {
     const int border =
         variable ? static_cast<int>(reader.read(5)) + 1 : kPsSlots * (e + 1) / frame.envelope_count;
     frame.border[e] = static_cast<uint8_t>(border);
-    if (e > 0 && frame.border[e] <= frame.border[e - 1]) return false;
+    if (e > 0 && frame.border[e] < frame.border[e - 1]) return false;
   }
   return true;
 }
 
-void skip_extension(BitReader& reader) {
-  uint64_t size = reader.read(4);
-  if (size == 15) size += reader.read(8);
-  reader.skip(8 * size);
-}
-
-// One kind of parameter of the whole frame, on 20 bands: as sent, then the last envelope again up to the
-// frame's end. The last one may come from before a change of the quantiser.
-void store_parameters(const SentParameters& sent, int envelopes, const int8_t* last, int bands,
-                      const ParameterCoding& coding, PsFrame& frame,
+// One kind of parameter of the frame, on 20 bands: as sent, and at the end the last envelope, which goes on
+// up to the frame's end.
+void store_parameters(const SentParameters& sent, int envelopes, int bands, int8_t (&held)[kPsBands],
                       int8_t (&stored)[kMaxPsEnvelopes][kPsBands]) {
-  for (int e = 0; e < frame.envelope_count; ++e) {
-    map_to_20_bands(e < envelopes ? sent[e] : last, bands, stored[e]);
-    for (int8_t& value : stored[e]) {
-      value = std::clamp(value, static_cast<int8_t>(coding.lowest), static_cast<int8_t>(coding.highest));
-    }
-  }
+  for (int e = 0; e < envelopes; ++e) map_to_20_bands(sent[e], bands, stored[e]);
+  if (envelopes > 0) std::copy_n(stored[envelopes - 1], kPsBands, held);
+  std::copy_n(held, kPsBands, stored[envelopes]);
 }
 
 // An envelope that holds the last parameters covers what the sent ones leave of the frame.
@@ -134,44 +124,55 @@ void complete_borders(PsFrame& frame) {
   frame.border[frame.envelope_count++] = kPsSlots;
 }
 
+// One kind of parameter as the header has it. One that is not enabled is 0 in this frame and for the
+// differences of the next.
+struct ParameterHeader {
+  bool enabled;
+  int bands;
+  const ParameterCoding& coding;
+};
+
+void read_parameters(BitReader& reader, const ParameterHeader& header, int envelopes,
+                     int8_t (&last)[kMaxPsSentBands], int8_t (&held)[kPsBands], SentParameters& sent) {
+  if (header.enabled) {
+    parse_parameters(reader, header.coding, header.bands, envelopes, last, sent);
+    return;
+  }
+  std::fill(std::begin(last), std::end(last), int8_t{0});
+  std::fill(std::begin(held), std::end(held), int8_t{0});
+}
+
 }  // namespace
 
 PsResult parse_ps_data(BitReader& reader, uint64_t bits, PsState& state, PsFrame& frame) {
   const uint64_t end = reader.position() + bits;
   frame.present = false;
-  if (reader.read_bit()) parse_header(reader, state);
-  if (!state.header_seen) return PsResult::kNoHeader;
-  const bool reserved = (state.enable_iid && state.iid_mode >= kReservedMode) ||
-                        (state.enable_icc && state.icc_mode >= kReservedMode);
+  PsState next = state;
+  if (reader.read_bit()) parse_header(reader, next);
+  if (!next.header_seen) return PsResult::kNoHeader;
+  const bool reserved = (next.enable_iid && next.iid_mode >= kReservedMode) ||
+                        (next.enable_icc && next.icc_mode >= kReservedMode);
   if (reserved || !parse_borders(reader, frame)) return PsResult::kUnusable;
 
-  // A parameter that is not enabled is 0 in this frame and for the differences of the next.
   const int envelopes = frame.envelope_count;
-  const int iid_bands = kSentBands[state.iid_mode % 3];
-  const int icc_bands = kSentBands[state.icc_mode % 3];
-  PsState next = state;
+  const bool fine_iid = next.iid_mode >= kFineModes;
+  const ParameterHeader iid_header{next.enable_iid, kSentBands[next.iid_mode % 3],
+                                   fine_iid ? kFineIid : kCoarseIid};
+  const ParameterHeader icc_header{next.enable_icc, kSentBands[next.icc_mode % 3], kIcc};
   SentParameters iid = {};
   SentParameters icc = {};
-  frame.fine_iid = state.iid_mode >= kFineModes;
-  const ParameterCoding& iid_coding = frame.fine_iid ? kFineIid : kCoarseIid;
-  if (state.enable_iid) {
-    parse_parameters(reader, iid_coding, iid_bands, envelopes, next.iid, iid);
-  } else {
-    std::fill(std::begin(next.iid), std::end(next.iid), int8_t{0});
-  }
-  if (state.enable_icc) {
-    parse_parameters(reader, kIcc, icc_bands, envelopes, next.icc, icc);
-  } else {
-    std::fill(std::begin(next.icc), std::end(next.icc), int8_t{0});
-  }
-  if (state.enable_extension) skip_extension(reader);
+  read_parameters(reader, iid_header, envelopes, next.iid, next.held_iid, iid);
+  read_parameters(reader, icc_header, envelopes, next.icc, next.held_icc, icc);
+  if (next.enable_extension) reader.skip(8 * read_extension_bytes(reader));
   if (reader.position() > end) return PsResult::kUnusable;
 
-  state = next;
+  if (envelopes > 0) next.held_fine_iid = fine_iid;
+  store_parameters(iid, envelopes, iid_header.bands, next.held_iid, frame.iid);
+  store_parameters(icc, envelopes, icc_header.bands, next.held_icc, frame.icc);
   complete_borders(frame);
-  store_parameters(iid, envelopes, state.iid, iid_bands, iid_coding, frame, frame.iid);
-  store_parameters(icc, envelopes, state.icc, icc_bands, kIcc, frame, frame.icc);
+  frame.fine_iid = next.held_fine_iid;
   frame.present = true;
+  state = next;
   return PsResult::kParsed;
 }
 

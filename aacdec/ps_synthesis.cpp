@@ -1,6 +1,8 @@
 #include "aacdec/ps_synthesis.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <cstring>
 
 #include "aacdec/magnitude.h"
@@ -16,15 +18,15 @@ constexpr int32_t kOneQ30 = 1 << 30;
 void forget_bands_above(int band_end, PsSynthesis& ps) {
   const int first = std::max(band_end, kSplitBands) - kSplitBands + kHybridBands;
   for (int k = std::max(first, kAllPassBands); k < kSubBands; ++k) {
-    std::memset(ps.delay_re[k - kAllPassBands], 0, sizeof ps.delay_re[0]);
-    std::memset(ps.delay_im[k - kAllPassBands], 0, sizeof ps.delay_im[0]);
+    std::memset(ps.memory.delay_re[k - kAllPassBands], 0, sizeof ps.memory.delay_re[0]);
+    std::memset(ps.memory.delay_im[k - kAllPassBands], 0, sizeof ps.memory.delay_im[0]);
   }
   for (int k = first; k < kAllPassBands; ++k) {
     for (int i = 0; i < AllPassState::kInputSlots; ++i) {
-      ps.all_pass.input_re[i][k] = ps.all_pass.input_im[i][k] = 0;
+      ps.memory.all_pass.input_re[i][k] = ps.memory.all_pass.input_im[i][k] = 0;
     }
     for (int i = 0; i < AllPassState::kLinkSlots; ++i) {
-      ps.all_pass.link_re[i][k] = ps.all_pass.link_im[i][k] = 0;
+      ps.memory.all_pass.link_re[i][k] = ps.memory.all_pass.link_im[i][k] = 0;
     }
   }
 }
@@ -47,17 +49,20 @@ int32_t next_damping(TransientDetector& d, uint64_t energy) {
 void damp_transients(PsSynthesis& ps) {
   for (int band = 0; band < kPsBands; ++band) {
     for (int slot = 0; slot < kQmfSlots; ++slot) {
-      ps.damping_q30[band][slot] = next_damping(ps.detector[band], ps.energy[band][slot]);
+      ps.damping_q30[band][slot] = next_damping(ps.memory.detector[band], ps.energy[band][slot]);
     }
   }
 }
 
 // One procedure for all modes of the coherence, also for those that announce another one.
-const int32_t* mixing_of(const PsFrame& frame, int envelope, int band) {
+std::array<int32_t, kMixingEntries> mixing_of(const PsFrame& frame, int envelope, int band) {
   const int icc = std::clamp<int>(frame.icc[envelope][band], 0, 7);
-  const int range = frame.fine_iid ? 15 : 7;
-  const int iid = std::clamp<int>(frame.iid[envelope][band], -range, range) + range;
-  return frame.fine_iid ? kMixingFineQ30[iid][icc] : kMixingCoarseQ30[iid][icc];
+  const int iid = frame.iid[envelope][band];
+  const int row = frame.fine_iid ? kMixingRowFine[std::min(std::abs(iid), 15)]
+                                 : kMixingRowCoarse[std::min(std::abs(iid), 7)];
+  const int32_t(&m)[kMixingEntries] = kMixingQ30[row][icc];
+  if (iid < 0) return {m[1], m[0], -m[3], -m[2]};
+  return {m[0], m[1], m[2], m[3]};
 }
 
 // A straight line from `from`, reached before slot `first`, to `to`, reached at slot `end` - 1.
@@ -76,13 +81,13 @@ void draw_mixing_rows(const PsFrame& frame, int band, PsSynthesis& ps) {
   int first = 0;
   for (int envelope = 0; envelope < frame.envelope_count; ++envelope) {
     const int end = std::min<int>(frame.border[envelope], kQmfSlots);
-    if (end <= first) continue;
-    const int32_t* const wanted = mixing_of(frame, envelope, band);
+    const auto wanted = mixing_of(frame, envelope, band);
     for (int i = 0; i < kMixingEntries; ++i) {
-      draw_line(ps.mixing_rows_q30[band][i], first, end, reached[i], wanted[i]);
-      reached[i] = wanted[i];
+      const int32_t target = wanted[static_cast<size_t>(i)];
+      if (end > first) draw_line(ps.mixing_rows_q30[band][i], first, end, reached[i], target);
+      reached[i] = target;
     }
-    first = end;
+    first = std::max(first, end);
   }
   for (int i = 0; i < kMixingEntries; ++i) {
     std::fill(ps.mixing_rows_q30[band][i] + first, ps.mixing_rows_q30[band][i] + kQmfSlots, reached[i]);
@@ -95,6 +100,10 @@ void PsSynthesis::configure() {
   std::memset(static_cast<void*>(this), 0, sizeof *this);
   // Both channels are the signal until the first parameters are reached.
   for (auto& entries : mixing_q30) entries[0] = entries[1] = kOneQ30;
+}
+
+void PsSynthesis::forget_signal() {
+  std::memset(&memory, 0, sizeof memory);
 }
 
 void PsSynthesis::process(const PsFrame& frame, int band_end, QmfMatrix& bands) {

@@ -25,8 +25,9 @@ inline constexpr int kLongDelay = 14;   // slots, of sub-bands from kAllPassBand
 inline constexpr int kShortDelay = 1;   // of those from kShortDelayBand on
 inline constexpr int kShortDelayBand = 42;
 
-// Samples inside are at 2^5 a step, held below 2^27, so that nothing overflows on the way; left and right
-// come out at 2^4 a step.
+// Samples inside are at 2^5 a step, held below 2^27, twice full scale. Nothing overflows on the way then: the
+// all-pass chain makes at most 5.2 times the largest complex sample, 2^29.9, and the six sub-bands of QMF
+// band 0, signal and copy, add up to 2^30.6 in a channel. Left and right come out at 2^4 a step.
 inline constexpr int kPsScaleBits = 5;
 inline constexpr int kPsOutputScaleBits = 4;
 
@@ -57,15 +58,16 @@ struct TransientDetector {
 inline constexpr int kMixingEntries = 4;
 
 struct PsSynthesis {
-  bool active;                   // parametric stereo data have come
-  QmfSynthesisState right_bank;  // the left channel has that of its SBR channel
-  int32_t hybrid_re[kSplitBands][kHybridDelay];
-  int32_t hybrid_im[kSplitBands][kHybridDelay];
-  AllPassState all_pass;
-  // The last slots of sub-bands from kAllPassBands on.
-  int32_t delay_re[kSubBands - kAllPassBands][kLongDelay];
-  int32_t delay_im[kSubBands - kAllPassBands][kLongDelay];
-  TransientDetector detector[kPsBands];
+  bool active;  // parametric stereo data have come
+  struct Memory {
+    int32_t hybrid_re[kSplitBands][kHybridDelay];
+    int32_t hybrid_im[kSplitBands][kHybridDelay];
+    AllPassState all_pass;
+    // The last slots of sub-bands from kAllPassBands on.
+    int32_t delay_re[kSubBands - kAllPassBands][kLongDelay];
+    int32_t delay_im[kSubBands - kAllPassBands][kLongDelay];
+    TransientDetector detector[kPsBands];
+  } memory;                                      // of the signal
   int32_t mixing_q30[kPsBands][kMixingEntries];  // reached at the end of the frame before
 
   // The rest is working memory.
@@ -78,6 +80,10 @@ struct PsSynthesis {
 
   // Begins a stream.
   void configure();
+
+  // The signal that comes now is another one: delay lines and detectors are cleared. The parameters reached
+  // stay.
+  void forget_signal();
 
   // Makes the left channel, in place, and `right` of the slots of `bands`, of which the lowest bands have
   // kHybridDelay more. Bands from `band_end` on are silent. A frame without data goes on with the parameters

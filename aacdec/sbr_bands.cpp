@@ -89,8 +89,7 @@ int last_master_band(int stop_freq, int32_t rate, int k0) {
   return std::min(kTopBand, band);
 }
 
-// Bands that SBR may span. The middle limit is tighter than the standard's 45; nothing that encoders make
-// exceeds it.
+// Bands that SBR may span. The middle limit is tighter than the standard's 45; required.
 int max_span(int32_t rate) {
   if (rate >= 48000) return 32;
   return rate > 32000 ? 35 : 48;
@@ -195,8 +194,8 @@ int patch_end(const SbrBandTables& tables, int index, int source_end, int& odd) 
   }
 }
 
-// Five patches are kept; what a sixth would fill stays silent. A narrow last patch is dropped unless it is
-// the only one.
+// Five patches are kept; what a sixth would fill stays silent. Of those kept a narrow last one is dropped
+// unless it is the only one.
 bool build_patches(int32_t rate, SbrBandTables& tables) {
   const int target_end = tables.kx + tables.m;
   const int goal = static_cast<int>(round_quotient(2048000, rate));
@@ -209,15 +208,11 @@ bool build_patches(int32_t rate, SbrBandTables& tables) {
   int done = tables.kx;
   int count = 0;
   int in_vain = 0;
-  for (int end = 0; end != target_end;) {
+  for (int end = 0; end != target_end && count < kMaxPatches;) {
     int odd = 0;
     end = patch_end(tables, index, source_end, odd);
     const int width = end - done;
     if (width > 0) {
-      if (count == kMaxPatches) {
-        tables.patch_count = kMaxPatches;
-        return true;
-      }
       if (tables.k0 - odd - width < 0) return false;
       tables.patch_start[count] = static_cast<uint8_t>(tables.k0 - odd - width);
       tables.patch_width[count] = static_cast<uint8_t>(width);

@@ -175,11 +175,6 @@ void keep_sines(const Envelope& e, const SbrLevels& levels, SbrChannelState& sta
   for (int i = 0; i < e.m(); ++i) state.sine[e.kx() + i] = !levels.sine[i].is_zero();
 }
 
-void clear_slots(QmfMatrix& bands, int row, int first, int end) {
-  std::fill(bands.re[row] + kLeadSlots + first, bands.re[row] + kLeadSlots + end, 0);
-  std::fill(bands.im[row] + kLeadSlots + first, bands.im[row] + kLeadSlots + end, 0);
-}
-
 // Where the first envelope begins. Where a damaged stream leaves a gap behind the frame before, it is drawn
 // out to that; noise and sinusoids are then taken up earlier, so that they are where the encoder expects them
 // after the frame.
@@ -232,8 +227,8 @@ void adjust_high_bands(const SbrFrame& frame, int channel, int fade, const RowSc
   }
   state.transient_at_end = grid.transient == grid.envelope_count;
   for (int row = tables.kx; row < tables.kx + tables.m; ++row) {
-    clear_slots(bands, row, -kLeadSlots, frame_start);
-    clear_slots(bands, row, 2 * grid.border[grid.envelope_count], kRowSlots - kLeadSlots);
+    clear_columns(bands, row, 0, kLeadSlots + frame_start);
+    clear_columns(bands, row, kLeadSlots + 2 * grid.border[grid.envelope_count], kRowSlots);
   }
 }
 

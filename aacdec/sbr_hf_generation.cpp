@@ -200,11 +200,6 @@ RowScale patch_row(QmfMatrix& bands, const Source& source, int source_row, int t
           static_cast<uint8_t>(std::bit_width(used))};
 }
 
-void clear_row(QmfMatrix& bands, int row) {
-  std::fill_n(bands.re[row], kRowSlots, 0);
-  std::fill_n(bands.im[row], kRowSlots, 0);
-}
-
 }  // namespace
 
 void generate_high_bands(const SbrChannelFrame& frame, SbrChannelState& state, QmfMatrix& bands,
@@ -224,7 +219,7 @@ void generate_high_bands(const SbrChannelFrame& frame, SbrChannelState& state, Q
     }
   }
   for (; target < end; ++target) {
-    clear_row(bands, target);
+    clear_columns(bands, target, 0, kRowSlots);
     scales[target] = {};
   }
 }

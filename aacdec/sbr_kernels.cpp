@@ -1,13 +1,21 @@
 #include "aacdec/sbr_kernels.h"
 
+#include <algorithm>
+
 #include "aacdec/cpu.h"
 
 namespace zdr::aacdec {
+
 const SbrKernels& sbr_kernels() {
 #if defined(__x86_64__)
   if (use_wide_vectors()) return kWideSbrKernels;
 #endif
   return kBaseSbrKernels;
+}
+
+void clear_columns(QmfMatrix& bands, int row, int first, int end) {
+  std::fill(bands.re[row] + first, bands.re[row] + end, 0);
+  std::fill(bands.im[row] + first, bands.im[row] + end, 0);
 }
 
 void qmf_analyse(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch,

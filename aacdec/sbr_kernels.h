@@ -33,8 +33,8 @@ struct SbrKernels {
   void (*synthesise)(const QmfMatrix& bands, int band_count, int scale_bits, QmfSynthesisState& state,
                      QmfScratch& scratch, int16_t* pcm, int stride);
   // target[s] = (2^28 source[s] + tap1 source[s - 1] + tap2 source[s - 2]) / 2^shift, for s from kLeadSlots
-  // to the end of the row. Results of 2^31 and more wrap. Returns which bits the absolute values of these
-  // have.
+  // to the end of the row; what stands behind it is overwritten. Results of 2^31 and more wrap. Returns which
+  // bits the absolute values of the row have.
   uint32_t (*patch)(QmfMatrix& bands, const PatchFilter& filter);
   // Of n from 0 to count - 1. Rows may be read up to 9 values behind the last one that counts.
   void (*correlate)(const int32_t* re, const int32_t* im, int count, LaggedSums& sums);

@@ -154,22 +154,18 @@ bool parse_grid(BitReader& reader, SbrChannelFrame& channel) {
   return true;
 }
 
-// bs_extended_data: a byte-counted container of parametric stereo data and of things to come.
+// bs_extended_data: a byte-counted container of one extension. Whatever follows it is padding, also if it
+// looks like another one.
 void parse_extended_data(BitReader& reader, bool pair, SbrParserState& state, SbrChannelFrame& channel,
                          bool& ps_signalled) {
   constexpr uint32_t kParametricStereo = 2;
   channel.ps.present = false;
   if (!reader.read_bit()) return;
-  uint64_t size = reader.read(4);
-  if (size == 15) size += reader.read(8);
-  const uint64_t end = reader.position() + 8 * size;
-  while (reader.position() + 7 < end) {
-    const uint32_t id = reader.read(2);
-    if (id != kParametricStereo || pair) break;
+  const uint64_t bits = 8 * read_extension_bytes(reader);
+  const uint64_t end = reader.position() + bits;
+  if (bits > 0 && reader.read(2) == kParametricStereo && !pair) {
     const PsResult result = parse_ps_data(reader, end - reader.position(), state.ps, channel.ps);
-    if (result == PsResult::kUnusable) break;
-    ps_signalled = true;
-    if (result == PsResult::kNoHeader) break;
+    if (result != PsResult::kUnusable) ps_signalled = true;
   }
   reader.seek(end);
 }
@@ -267,13 +263,14 @@ bool same_bands(const SbrHeader& a, const SbrHeader& b) {
 }
 
 // Header and tables are taken over together, or not at all: a header that comes again must not meet tables of
-// another.
-bool parse_header(BitReader& reader, int32_t sbr_rate_hz, SbrParserState& state) {
+// another. One that the payload's end cuts off is none.
+SbrResult parse_header(BitReader& reader, uint64_t end, int32_t sbr_rate_hz, SbrParserState& state) {
   const SbrHeader header = read_header(reader, state.header);
+  if (reader.position() > end) return SbrResult::kInvalid;
   const bool bands_changed = state.header_missing || !same_bands(header, state.header);
   if (bands_changed) {
     SbrBandTables tables;
-    if (!build_sbr_bands(header, sbr_rate_hz, tables)) return false;
+    if (!build_sbr_bands(header, sbr_rate_hz, tables)) return SbrResult::kInvalidBands;
     state.bands = tables;
     ++state.bands_generation;
   }
@@ -282,7 +279,7 @@ bool parse_header(BitReader& reader, int32_t sbr_rate_hz, SbrParserState& state)
   }
   state.header = header;
   state.header_missing = false;
-  return true;
+  return SbrResult::kParsed;
 }
 
 // What the next frame's time differences start from.
@@ -297,19 +294,21 @@ void remember_last_values(const SbrChannelFrame& channel, SbrParserState& state)
 
 }  // namespace
 
-SbrResult parse_sbr_payload(BitReader& reader, bool with_crc, SbrElement element, SbrParser& parser,
+SbrResult parse_sbr_payload(BitReader& reader, SbrPayloadLimits limits, SbrElement element, SbrParser& parser,
                             SbrFrame& frame, bool& ps_signalled) {
   constexpr int kCrcBits = 10;
+  const uint64_t end = reader.position() + limits.bits;
   SbrParserState* const states = parser.channel + element.first_channel;
   SbrChannelFrame* const channels = frame.channel + element.first_channel;
   const int count = element.pair ? 2 : 1;
 
-  if (with_crc) reader.skip(kCrcBits);
-  const bool has_header = reader.read_bit();
-  if (has_header && !parse_header(reader, parser.sbr_rate_hz, states[0])) {
-    return SbrResult::kInvalidBands;
-  }
   for (int c = 0; c < count; ++c) channels[c].status = SbrStatus::kNoHeader;
+  if (limits.with_crc) reader.skip(kCrcBits);
+  if (reader.read_bit()) {
+    const SbrResult header = parse_header(reader, end, parser.sbr_rate_hz, states[0]);
+    if (header != SbrResult::kParsed) return header;
+  }
+  if (reader.position() > end) return SbrResult::kInvalid;
   if (states[0].header_missing) return SbrResult::kNoHeader;
 
   for (int c = 0; c < count; ++c) {
@@ -317,10 +316,14 @@ SbrResult parse_sbr_payload(BitReader& reader, bool with_crc, SbrElement element
     channels[c].bands = states[0].bands;
     channels[c].bands_generation = states[0].bands_generation;
   }
+  const PsState ps_before = states[0].ps;
   const bool valid = element.pair
                          ? parse_channel_pair_element(reader, states, channels)
                          : parse_single_channel_element(reader, states[0], channels[0], ps_signalled);
-  if (!valid) return SbrResult::kInvalid;
+  if (!valid || reader.position() > end) {
+    states[0].ps = ps_before;
+    return SbrResult::kInvalid;
+  }
   for (int c = 0; c < count; ++c) {
     channels[c].status = SbrStatus::kParsed;
     remember_last_values(channels[c], states[c]);

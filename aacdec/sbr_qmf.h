@@ -40,6 +40,9 @@ struct QmfScratch {
   alignas(64) int32_t rows[2 * kQmfBands][kRowStride];
 };
 
+// Columns [first, end) of a row.
+void clear_columns(QmfMatrix& bands, int row, int first, int end);
+
 // Reads 1024 samples at pcm[i * stride]; writes slots kHistorySlots and up of rows 0 to 31.
 void qmf_analyse(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch,
                  QmfMatrix& bands);

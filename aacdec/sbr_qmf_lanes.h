@@ -32,7 +32,7 @@ inline void transform16(ComplexLanes* x) {
   for (int n = 0; n < 4; ++n) {
     butterfly4(x + n, 4);
     if (n == 0) continue;
-    for (int p = 1; p < 4; ++p) x[n + 4 * p] = product(x[n + 4 * p], kFft16Twiddles[n][p - 1]);
+    for (int p = 1; p < 4; ++p) x[n + 4 * p] = product(x[n + 4 * p], kFft16Twiddles[n].entry[p]);
   }
   for (int p = 0; p < 4; ++p) butterfly4(x + 4 * p, 1);
 }
@@ -47,7 +47,7 @@ inline void transform(ComplexLanes* x) {
     for (int n = 0; n < 16; ++n) {
       const ComplexLanes difference = x[n] - x[n + 16];
       x[n] = x[n] + x[n + 16];
-      x[n + 16] = product(difference, kFft32Twiddles[n]);
+      x[n + 16] = product(difference, kFft32Twiddles.entry[n]);
     }
     transform16(x);
     transform16(x + 16);
@@ -85,7 +85,7 @@ inline Lanes analysis_window(const QmfScratch& scratch, int n, int column) {
   const int32_t* const row = scratch.rows[kCoreBands - 1 - n % kCoreBands] + column - n / kCoreBands;
   WideLanes sum{};
   for (int j = 0; j < 5; ++j) {
-    sum = sum + wide_product(load(row - 2 * j), broadcast(kQmfPrototypeQ31[2 * (n + 64 * j)]));
+    sum = sum + wide_product(load(row - 2 * j), broadcast(kQmfPrototype.q31[2 * (n + 64 * j)]));
   }
   return narrowed(sum, 22);
 }
@@ -98,14 +98,14 @@ inline void analyse_slots(const QmfScratch& scratch, int slot, QmfMatrix& bands)
   for (int n = 0; n < kCoreBands; ++n) {
     const ComplexLanes pair{analysis_window(scratch, n, column),
                             Lanes{} - analysis_window(scratch, n + kCoreBands, column)};
-    x[n] = product(pair, kOddFrequencyTwiddles[n]);
+    x[n] = product(pair, kOddFrequencyTwiddles.entry[n]);
   }
   transform<kCoreBands>(x);
   for (int band = 0; band < kCoreBands; ++band) {
     const bool even = band % 2 == 0;
     const ComplexLanes bin = x[bin_position<kCoreBands>(even ? band / 2 : (63 - band) / 2)];
     const ComplexLanes value = even ? conjugate(bin) : bin;
-    const ComplexQ30 w = kQuarterSampleTwiddles[band];
+    const ComplexQ30 w = kQuarterSampleTwiddles.entry[band];
     const Lanes re = broadcast(w.re);
     const Lanes im = broadcast(w.im);
     // From 2^8 a step to kSampleScaleBits.
@@ -149,7 +149,7 @@ struct Scaling {
 
 template <int kBands>
 [[gnu::always_inline]] inline ComplexLanes dct_twiddled(ComplexLanes value, int n) {
-  return product(value, kBands == 64 ? kDct64Twiddles[n] : kDct32Twiddles[n]);
+  return product(value, kBands == 64 ? kDct64Twiddles.entry[n] : kDct32Twiddles.entry[n]);
 }
 
 template <int kBands>
@@ -157,7 +157,7 @@ template <int kBands>
                                                        Scaling scaling) {
   const ComplexLanes sample{shift_right_rounded(load(bands.re[band] + column), scaling.right),
                             shift_right_rounded(load(bands.im[band] + column), scaling.right)};
-  return kBands == 64 ? sample : product(sample, kQuarterSampleTwiddles[band]);
+  return kBands == 64 ? sample : product(sample, kQuarterSampleTwiddles.entry[band]);
 }
 
 // A DCT-IV of the real parts and a DST-IV (as a DCT-IV of the reversed order) of the imaginary ones, whose
@@ -195,8 +195,8 @@ inline Lanes synthesis_window(const QmfScratch& scratch, int n, int slot) {
   WideLanes sum{};
   for (int j = 0; j < 5; ++j) {
     const int at = kStep * (2 * j * kBands + n);
-    sum = sum + wide_product(load(now - 2 * j), broadcast(kQmfPrototypeQ31[at]));
-    sum = sum + wide_product(load(before - 2 * j), broadcast(kQmfPrototypeQ31[at + kStep * kBands]));
+    sum = sum + wide_product(load(now - 2 * j), broadcast(kQmfPrototype.q31[at]));
+    sum = sum + wide_product(load(before - 2 * j), broadcast(kQmfPrototype.q31[at + kStep * kBands]));
   }
   // From Q31 of samples at 2^12 a step.
   return clamped(shift_right_rounded(narrowed(sum, 32), 11), -32768, 32767);

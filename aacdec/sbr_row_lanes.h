@@ -29,6 +29,11 @@ inline int64_t total(const WideLanes& v) {
   im = im + wide_product(late.im, now.re) - wide_product(late.re, now.im);
 }
 
+// Adds |x[n]|^2.
+[[gnu::always_inline]] inline void add_energy(const ComplexLanes& now, WideLanes& energy) {
+  energy = energy + wide_product(now.re, now.re) + wide_product(now.im, now.im);
+}
+
 void correlate(const int32_t* re, const int32_t* im, int count, LaggedSums& sums) {
   WideLanes energy{};
   WideLanes re1{};
@@ -38,7 +43,7 @@ void correlate(const int32_t* re, const int32_t* im, int count, LaggedSums& sums
   for (int n = 0; n < count; n += kLanes) {
     const Lanes mask = first_lanes(count - n);
     const ComplexLanes now{load(re + n) & mask, load(im + n) & mask};
-    energy = energy + wide_product(now.re, now.re) + wide_product(now.im, now.im);
+    add_energy(now, energy);
     add_lagged({load(re + n + 1), load(im + n + 1)}, now, re1, im1);
     add_lagged({load(re + n + 2), load(im + n + 2)}, now, re2, im2);
   }
@@ -50,7 +55,7 @@ uint64_t measure_energy(const int32_t* re, const int32_t* im, int count) {
   for (int n = 0; n < count; n += kLanes) {
     const Lanes mask = first_lanes(count - n);
     const ComplexLanes now{load(re + n) & mask, load(im + n) & mask};
-    energy = energy + wide_product(now.re, now.re) + wide_product(now.im, now.im);
+    add_energy(now, energy);
   }
   return static_cast<uint64_t>(total(energy));
 }
@@ -79,6 +84,7 @@ uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
   const Lanes tap2_re = broadcast(filter.tap2_re);
   const Lanes tap2_im = broadcast(filter.tap2_im);
   Lanes used{};
+  // Behind the row's end its leftovers are filtered as well; they count for nothing.
   for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {
     const ComplexLanes one{load(re + s - 1), load(im + s - 1)};
     const ComplexLanes two{load(re + s - 2), load(im + s - 2)};
@@ -91,7 +97,7 @@ uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
     const ComplexLanes out{narrowed(sum_re, filter.shift), narrowed(sum_im, filter.shift)};
     store(bands.re[filter.target] + s, out.re);
     store(bands.im[filter.target] + s, out.im);
-    used |= (out.re ^ sign_mask(out.re)) | (out.im ^ sign_mask(out.im));
+    used |= ((out.re ^ sign_mask(out.re)) | (out.im ^ sign_mask(out.im))) & first_lanes(kRowSlots - s);
   }
   return any_bits(used);
 }

@@ -26,11 +26,6 @@ Range range_of(const SbrChannelFrame& data) {
   return {data.bands.kx, data.bands.m};
 }
 
-void clear_row(QmfMatrix& bands, int row, int first, int end) {
-  std::fill(bands.re[row] + first, bands.re[row] + end, 0);
-  std::fill(bands.im[row] + first, bands.im[row] + end, 0);
-}
-
 // In front of the analysed slots come the last ones of the frame before, as far as they were core bands then.
 void lay_core_history(const SbrChannelState& state, QmfMatrix& bands) {
   for (int row = 0; row < kCoreBands; ++row) {
@@ -38,7 +33,7 @@ void lay_core_history(const SbrChannelState& state, QmfMatrix& bands) {
       std::copy_n(state.core.re[row], kHistorySlots, bands.re[row]);
       std::copy_n(state.core.im[row], kHistorySlots, bands.im[row]);
     } else {
-      clear_row(bands, row, 0, kHistorySlots);
+      clear_columns(bands, row, 0, kHistorySlots);
     }
   }
 }
@@ -62,13 +57,6 @@ void make_high_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int 
   adjust_high_bands(frame, channel, fade, sbr.scales, state, sbr.levels, sbr.bands);
 }
 
-// A frame without high bands breaks what goes on from frame to frame.
-void skip_high_bands(SbrChannelState& state) {
-  state.has_gain_history = false;
-  state.transient_at_end = false;
-  std::fill_n(state.sine, kQmfBands, false);
-}
-
 // The first slots belong to the frame before, with its borders between core and high bands.
 void lay_overlap(const SbrChannelState& state, int slots, QmfMatrix& bands) {
   const int end = state.kx + state.m;
@@ -80,7 +68,7 @@ void lay_overlap(const SbrChannelState& state, int slots, QmfMatrix& bands) {
       std::copy_n(state.overlap_re[row], slots, bands.re[row] + kLeadSlots);
       std::copy_n(state.overlap_im[row], slots, bands.im[row] + kLeadSlots);
     } else {
-      clear_row(bands, row, kLeadSlots, kLeadSlots + slots);
+      clear_columns(bands, row, kLeadSlots, kLeadSlots + slots);
     }
   }
 }
@@ -95,7 +83,8 @@ void keep_overlap(const QmfMatrix& bands, Range range, SbrChannelState& state) {
 
 // The hybrid filters look ahead in the lowest bands, as far as they are core bands.
 void clear_slots_ahead(Range range, QmfMatrix& bands) {
-  for (int row = range.kx; row < kSplitBands; ++row) clear_row(bands, row, kLeadSlots + kQmfSlots, kRowSlots);
+  for (int row = range.kx; row < kSplitBands; ++row)
+    clear_columns(bands, row, kLeadSlots + kQmfSlots, kRowSlots);
 }
 
 // From analysed core bands to all bands of the output's slots.
@@ -105,12 +94,8 @@ Range extend_channel(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int 
   const Range range = range_of(data);
   lay_core_history(state, sbr.bands);
   copy_core_tail(sbr.bands, sbr.core_tail);
-  if (range.m > 0) {
-    make_high_bands(sbr, channel, frame, fade);
-  } else {
-    skip_high_bands(state);
-  }
-  for (int row = range.end(); row < kQmfBands; ++row) clear_row(sbr.bands, row, 0, kRowSlots);
+  if (range.m > 0) make_high_bands(sbr, channel, frame, fade);
+  for (int row = range.end(); row < kQmfBands; ++row) clear_columns(sbr.bands, row, 0, kRowSlots);
   lay_overlap(state, 2 * (state.end_border - kSbrTimeSlots), sbr.bands);
   keep_overlap(sbr.bands, range, state);
   clear_slots_ahead(range, sbr.bands);
@@ -118,6 +103,31 @@ Range extend_channel(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int 
   state.kx = static_cast<uint8_t>(range.kx);
   state.m = static_cast<uint8_t>(range.m);
   state.end_border = range.m > 0 ? data.grid.border[data.grid.envelope_count] : kSbrTimeSlots;
+  return range;
+}
+
+// Takes up the number of channels where it changes. A channel that comes in goes on from the one that was
+// heard in its place.
+void set_core_channels(SbrSynthesis& sbr, int channels, PsSynthesis* ps) {
+  if (sbr.core_channels == 1 && channels == 2) sbr.channel[1] = sbr.channel[0];
+  if (sbr.core_channels == 2 && channels == 1 && ps != nullptr) ps->forget_signal();
+  sbr.core_channels = channels;
+}
+
+void set_banks(SbrSynthesis& sbr, int banks) {
+  if (sbr.banks == 1 && banks == 2) sbr.bank[1] = sbr.bank[0];
+  sbr.banks = banks;
+}
+
+// From core samples to all bands of the output, in sbr.bands.
+Range make_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade, const int16_t* pcm,
+                 int stride) {
+  qmf_analyse(pcm, stride, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
+  const Range range = extend_channel(sbr, channel, frame, fade);
+  const int cut = kResamplingCut[sbr.settings.resampling_class] * sbr.settings.rate_multiplier / 2;
+  for (int row = cut; row < kQmfBands; ++row) {
+    clear_columns(sbr.bands, row, kLeadSlots, kLeadSlots + kQmfSlots);
+  }
   return range;
 }
 
@@ -132,29 +142,30 @@ void SbrSynthesis::configure(const SbrSettings& new_settings) {
   }
 }
 
-SbrOutput SbrSynthesis::process_channel(int channel_index, const SbrFrame& frame, int fade_counter,
-                                        PsSynthesis* ps, int16_t* pcm, int stride) {
-  SbrChannelState& state = channel[channel_index];
-  const SbrChannelFrame& data = frame.channel[channel_index];
-  qmf_analyse(pcm, stride, state.analysis, scratch, bands);
-  const Range range = extend_channel(*this, channel_index, frame, fade_of_counter(fade_counter));
-  const int cut = kResamplingCut[settings.resampling_class] * settings.rate_multiplier / 2;
-  for (int row = cut; row < kQmfBands; ++row) clear_row(bands, row, kLeadSlots, kLeadSlots + kQmfSlots);
-
+SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int fade_counter, PsSynthesis* ps,
+                                      int16_t* pcm, int stride) {
+  const int fade = fade_of_counter(fade_counter);
   const int band_count = settings.rate_multiplier * kCoreBands;
-  const bool has_ps_data = data.status == SbrStatus::kParsed && data.ps.present;
-  if (ps == nullptr || !(ps->active || has_ps_data)) {
-    qmf_synthesise(bands, band_count, kSampleScaleBits, state.synthesis, scratch, pcm, stride);
-    return {kQmfSlots * band_count, 1};
+  const SbrChannelFrame& first = frame.channel[0];
+  const bool has_ps_data = first.status == SbrStatus::kParsed && first.ps.present;
+  const bool mixes = channels == 1 && ps != nullptr && (ps->active || has_ps_data);
+  const SbrOutput output{kQmfSlots * band_count, mixes ? 2 : channels};
+  set_core_channels(*this, channels, ps);
+  set_banks(*this, output.channel_count);
+  if (mixes) {
+    ps->active = true;
+    static constexpr PsFrame kNoData{};
+    const Range range = make_bands(*this, 0, frame, fade, pcm, stride);
+    ps->process(has_ps_data ? first.ps : kNoData, range.end(), bands);
+    qmf_synthesise(bands, band_count, kPsOutputScaleBits, bank[0], scratch, pcm, stride);
+    qmf_synthesise(ps->right, band_count, kPsOutputScaleBits, bank[1], scratch, pcm + 1, stride);
+    return output;
   }
-  // Until now the right channel was a copy of the left one.
-  if (!ps->active) ps->right_bank = state.synthesis;
-  ps->active = true;
-  static constexpr PsFrame kNoData{};
-  ps->process(has_ps_data ? data.ps : kNoData, range.end(), bands);
-  qmf_synthesise(bands, band_count, kPsOutputScaleBits, state.synthesis, scratch, pcm, stride);
-  qmf_synthesise(ps->right, band_count, kPsOutputScaleBits, ps->right_bank, scratch, pcm + 1, stride);
-  return {kQmfSlots * band_count, 2};
+  for (int c = 0; c < channels; ++c) {
+    make_bands(*this, c, frame, fade, pcm + c, stride);
+    qmf_synthesise(bands, band_count, kSampleScaleBits, bank[c], scratch, pcm + c, stride);
+  }
+  return output;
 }
 
 void merge_sbr_for_mono(SbrFrame& frame) {

@@ -6,8 +6,7 @@
 // sinusoids) -> [PsSynthesis] -> qmf_synthesise. Integer arithmetic only; the same PCM on every machine.
 //
 // How the decoder uses it: SbrSynthesis and, where it wants parametric stereo, PsSynthesis are plain memory
-// in its own block. configure() both when a stream begins; then, for each frame put out, process_channel()
-// for each channel that the core made. Channels are independent of each other.
+// in its own block. configure() both when a stream begins; then process_frame() for each frame put out.
 #pragma once
 
 #include <cstdint>
@@ -35,7 +34,6 @@ struct SbrCoreTail {
 // What a channel remembers from frame to frame.
 struct SbrChannelState {
   QmfAnalysisState analysis;
-  QmfSynthesisState synthesis;
 
   // Of the frame before: its last slots of the core's bands, and of those that it made beyond its end.
   SbrCoreTail core;
@@ -61,15 +59,20 @@ struct SbrChannelState {
   Magnitude noise_history[kSmoothedSlots][kMaxSbrBands + 1];
 };
 
-// What process_channel() wrote.
+// What process_frame() wrote.
 struct SbrOutput {
   int samples = 0;        // of each channel: 2048 or 1024
-  int channel_count = 1;  // 2 when parametric stereo made two channels of the one
+  int channel_count = 1;  // 2 also when parametric stereo made two channels of one
 };
 
 struct SbrSynthesis {
   SbrSettings settings;
   SbrChannelState channel[2];
+  QmfSynthesisState bank[2];  // of the left and the right output
+  // Of the frame before: the channels that the core made, and the banks that put them out. What a single one
+  // puts out is heard from both sides.
+  int core_channels;
+  int banks;
 
   // Shared by both channels; means nothing between calls.
   QmfMatrix bands;
@@ -81,17 +84,18 @@ struct SbrSynthesis {
   // Begins a stream: every delay line is cleared.
   void configure(const SbrSettings& new_settings);
 
-  // Puts out `channel_index` of a frame. Its 1024 core samples stand at pcm[i * stride] and are replaced by
-  // rate_multiplier times as many. A frame without SBR data only passes through the banks.
+  // Puts out a frame of one or two core channels. The 1024 core samples of each stand at
+  // pcm[i * stride + channel] and are replaced by rate_multiplier times as many. A frame without SBR data
+  // only passes through the banks. The channels of a pair are independent of each other.
   //
   // `fade_counter`: the concealment counter when the frame's spectrum was attenuated by it (2: to half, 3: to
   // a quarter, 4 and 5: silence), else 0: the high bands' own levels fade in step.
   //
-  // `ps`: null, or the parametric stereo state of a decoder whose output has two channels and whose frame has
-  // one; then stride is 2 or more, and pcm[i * stride + 1] is written as well from the first frame with
+  // `ps`: null, or the parametric stereo state of a decoder whose output has two channels; then stride is 2
+  // or more, and of a frame with one channel pcm[i * stride + 1] is written as well from the first frame with
   // parametric stereo data on (channel_count says so). Without such data the caller copies the one channel.
-  SbrOutput process_channel(int channel_index, const SbrFrame& frame, int fade_counter, PsSynthesis* ps,
-                            int16_t* pcm, int stride);
+  SbrOutput process_frame(const SbrFrame& frame, int channels, int fade_counter, PsSynthesis* ps,
+                          int16_t* pcm, int stride);
 };
 
 // For two channels that are mixed to one before SBR: channel 0 gets the sinusoids of both and the larger band

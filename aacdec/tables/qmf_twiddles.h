@@ -1,62 +1,51 @@
-// Roots of unity of the QMF banks' transforms, in Q30 so that 1 is exact. All turn clockwise: exp(-i x).
+// Roots of unity of the QMF banks' transforms, in Q30 so that 1 is exact; computed while compiling. All turn
+// clockwise: exp(-i x).
 #pragma once
 
 #include <cstdint>
 
+#include "aacdec/tables/constant_math.h"
+
 namespace zdr::aacdec {
+
+inline constexpr double kQ30 = 1073741824.0;
 
 struct ComplexQ30 {
   int32_t re, im;
 };
 
-// exp(-i 2 pi n / 32) and, for the rows of the 16-point transform, exp(-i 2 pi n p / 16), p = 1 to 3.
-inline constexpr ComplexQ30 kFft32Twiddles[16] = {
-    {1073741824, 0},          {1053110176, -209476638},  {992008094, -410903207},  {892783698, -596538995},
-    {759250125, -759250125},  {596538995, -892783698},   {410903207, -992008094},  {209476638, -1053110176},
-    {0, -1073741824},         {-209476638, -1053110176}, {-410903207, -992008094}, {-596538995, -892783698},
-    {-759250125, -759250125}, {-892783698, -596538995},  {-992008094, -410903207}, {-1053110176, -209476638}};
-inline constexpr ComplexQ30 kFft16Twiddles[4][3] = {
-    {{1073741824, 0}, {1073741824, 0}, {1073741824, 0}},
-    {{992008094, -410903207}, {759250125, -759250125}, {410903207, -992008094}},
-    {{759250125, -759250125}, {0, -1073741824}, {-759250125, -759250125}},
-    {{410903207, -992008094}, {-759250125, -759250125}, {-992008094, 410903207}}};
+// `length` at an angle of numerator / denominator turns.
+constexpr ComplexQ30 turned_q30(int64_t numerator, int64_t denominator, double length = 1) {
+  const constant_math::Angle angle = constant_math::turns(numerator, denominator);
+  return {constant_math::fixed(length * angle.cos, kQ30), constant_math::fixed(length * angle.sin, kQ30)};
+}
+
+template <int kCount>
+struct TwiddleTable {
+  ComplexQ30 entry[kCount];
+};
+
+// Entry n is exp(-i 2 pi (step n + first) / denominator).
+template <int kCount>
+constexpr TwiddleTable<kCount> make_twiddles(int step, int first, int denominator) {
+  TwiddleTable<kCount> table = {};
+  for (int n = 0; n < kCount; ++n) table.entry[n] = turned_q30(-(step * n + first), denominator);
+  return table;
+}
+
+// exp(-i 2 pi n / 32) and, for the rows of the 16-point transform, exp(-i 2 pi n p / 16), p = 0 to 3.
+inline constexpr TwiddleTable<16> kFft32Twiddles = make_twiddles<16>(1, 0, 32);
+inline constexpr TwiddleTable<4> kFft16Twiddles[4] = {make_twiddles<4>(0, 0, 16), make_twiddles<4>(1, 0, 16),
+                                                      make_twiddles<4>(2, 0, 16), make_twiddles<4>(3, 0, 16)};
 
 // exp(-i pi (n + 1/8) / N): before and behind the transform that makes a DCT-IV of N points.
-inline constexpr ComplexQ30 kDct64Twiddles[32] = {
-    {1073721611, -6588356},   {1072104991, -59265442},  {1067905576, -111799753}, {1061133483, -164064728},
-    {1051805027, -215934457}, {1039942680, -267283981}, {1025575020, -317989595}, {1008736660, -367929144},
-    {989468165, -416982319},  {967815955, -465030947},  {943832191, -511959275},  {917574653, -557654248},
-    {889106597, -602005783},  {858496606, -644907034},  {825818421, -686254647},  {791150767, -725949013},
-    {754577161, -763894504},  {716185713, -799999706},  {676068911, -834177638},  {634323400, -866345964},
-    {591049748, -896427186},  {546352205, -924348837},  {500338453, -950043650},  {453119340, -973449725},
-    {404808624, -994510675},  {355522689, -1013175761}, {305380268, -1029400018}, {254502159, -1043144360},
-    {203010932, -1054375676}, {151030634, -1063066909}, {98686491, -1069197120},  {46104602, -1072751542}};
-inline constexpr ComplexQ30 kDct32Twiddles[16] = {
-    {1073660973, -13176464}, {1067199483, -118350194}, {1050460278, -222384147}, {1023604567, -324276419},
-    {986890984, -423045732}, {940673101, -517740883},  {885396022, -607449906},  {821592095, -691308855},
-    {749875788, -768510122}, {670937767, -838310216},  {585538248, -900036924},  {494499676, -953095785},
-    {398698801, -996975812}, {299058239, -1031254418}, {196537583, -1055601479}, {92124163, -1069782521}};
+inline constexpr TwiddleTable<32> kDct64Twiddles = make_twiddles<32>(8, 1, 1024);
+inline constexpr TwiddleTable<16> kDct32Twiddles = make_twiddles<16>(8, 1, 512);
 
 // exp(-i pi n / 64): moves the analysis from even to odd frequencies.
-inline constexpr ComplexQ30 kOddFrequencyTwiddles[32] = {
-    {1073741824, 0},          {1072448455, -52686014},  {1068571464, -105245103}, {1062120190, -157550647},
-    {1053110176, -209476638}, {1041563127, -260897982}, {1027506862, -311690799}, {1010975242, -361732726},
-    {992008094, -410903207},  {970651112, -459083786},  {946955747, -506158392},  {920979082, -552013618},
-    {892783698, -596538995},  {862437520, -639627258},  {830013654, -681174602},  {795590213, -721080937},
-    {759250125, -759250125},  {721080937, -795590213},  {681174602, -830013654},  {639627258, -862437520},
-    {596538995, -892783698},  {552013618, -920979082},  {506158392, -946955747},  {459083786, -970651112},
-    {410903207, -992008094},  {361732726, -1010975242}, {311690799, -1027506862}, {260897982, -1041563127},
-    {209476638, -1053110176}, {157550647, -1062120190}, {105245103, -1068571464}, {52686014, -1072448455}};
+inline constexpr TwiddleTable<32> kOddFrequencyTwiddles = make_twiddles<32>(1, 0, 128);
 
 // exp(-i pi (k + 1/2) / 128): the quarter sample by which the 32-band banks are off the grid, by band.
-inline constexpr ComplexQ30 kQuarterSampleTwiddles[32] = {
-    {1073660973, -13176464},  {1073014240, -39521455},  {1071721163, -65842639},  {1069782521, -92124163},
-    {1067199483, -118350194}, {1063973603, -144504935}, {1060106826, -170572633}, {1055601479, -196537583},
-    {1050460278, -222384147}, {1044686319, -248096755}, {1038283080, -273659918}, {1031254418, -299058239},
-    {1023604567, -324276419}, {1015338134, -349299266}, {1006460100, -374111709}, {996975812, -398698801},
-    {986890984, -423045732},  {976211688, -447137835},  {964944360, -470960600},  {953095785, -494499676},
-    {940673101, -517740883},  {927683790, -540670223},  {914135678, -563273883},  {900036924, -585538248},
-    {885396022, -607449906},  {870221790, -628995660},  {854523370, -650162530},  {838310216, -670937767},
-    {821592095, -691308855},  {804379079, -711263525},  {786681534, -730789757},  {768510122, -749875788}};
+inline constexpr TwiddleTable<32> kQuarterSampleTwiddles = make_twiddles<32>(2, 1, 512);
 
 }  // namespace zdr::aacdec

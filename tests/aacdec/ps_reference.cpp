@@ -40,7 +40,7 @@ constexpr double kCoherence[8] = {1, 0.937, 0.84118, 0.60092, 0.36764, 0, -0.589
 
 PsReference::Signal PsReference::split(const std::vector<Slot>& x) {
   const auto at = [&](size_t slot_plus_6, size_t band) {
-    return slot_plus_6 < 6 ? before_[slot_plus_6][band] : x[slot_plus_6 - 6][band];
+    return slot_plus_6 < 6 ? memory_.x[slot_plus_6][band] : x[slot_plus_6 - 6][band];
   };
   Signal s(kSlots);
   for (size_t l = 0; l < kSlots; ++l) {
@@ -63,7 +63,7 @@ PsReference::Signal PsReference::split(const std::vector<Slot>& x) {
     std::copy_n(split_bands, 10, s[l].begin());
     for (size_t k = 10; k < kBands; ++k) s[l][k] = x[l][k - 7];
   }
-  std::copy(x.begin() + 26, x.begin() + 32, before_.begin());
+  std::copy(x.begin() + 26, x.begin() + 32, memory_.x.begin());
   return s;
 }
 
@@ -73,11 +73,11 @@ std::vector<std::array<double, 20>> PsReference::transients(const Signal& s) {
     std::array<double, 20> power{};
     for (size_t k = 0; k < kBands; ++k) power[parameter_band(k)] += std::norm(s[l][k]);
     for (size_t b = 0; b < 20; ++b) {
-      peak_[b] = std::max(0.76592833836465 * peak_[b], power[b]);
-      smooth_[b] += 0.25 * (power[b] - smooth_[b]);
-      difference_[b] += 0.25 * (peak_[b] - power[b] - difference_[b]);
-      const double threshold = 1.5 * difference_[b];
-      gain[l][b] = threshold > smooth_[b] ? smooth_[b] / threshold : 1;
+      memory_.peak[b] = std::max(0.76592833836465 * memory_.peak[b], power[b]);
+      memory_.smooth[b] += 0.25 * (power[b] - memory_.smooth[b]);
+      memory_.difference[b] += 0.25 * (memory_.peak[b] - power[b] - memory_.difference[b]);
+      const double threshold = 1.5 * memory_.difference[b];
+      gain[l][b] = threshold > memory_.smooth[b] ? memory_.smooth[b] / threshold : 1;
     }
   }
   return gain;
@@ -87,7 +87,7 @@ PsReference::Signal PsReference::decorrelate(const Signal& s) {
   constexpr size_t kDelays[3] = {3, 4, 5};
   constexpr double kGains[3] = {0.65143905753106, 0.56471812200776, 0.48954165955695};
   constexpr double kFractions[3] = {0.43, 0.75, 0.347};
-  Signal all = s_before_;
+  Signal all = memory_.s;
   all.insert(all.end(), s.begin(), s.end());
   Signal d(kSlots);
   for (size_t l = 0; l < kSlots; ++l) {
@@ -95,7 +95,7 @@ PsReference::Signal PsReference::decorrelate(const Signal& s) {
       const double slope = std::clamp(1 - 0.05 * (static_cast<double>(k) - 10), 0.0, 1.0);
       Complex x = turn(-0.39 * centre(k)) * all[l + 14 - 2][k];
       for (size_t m = 0; m < 3; ++m) {
-        auto& w = link_[m][k];
+        auto& w = memory_.link[m][k];
         const Complex y = turn(-kFractions[m] * centre(k)) * w[kDelays[m] - 1] - slope * kGains[m] * x;
         std::copy_backward(w.begin(), w.end() - 1, w.end());
         w[0] = x + slope * kGains[m] * y;
@@ -105,7 +105,7 @@ PsReference::Signal PsReference::decorrelate(const Signal& s) {
     }
     for (size_t k = 30; k < kBands; ++k) d[l][k] = all[l + 14 - (k < 42 ? 14 : 1)][k];
   }
-  s_before_.assign(all.end() - 14, all.end());
+  memory_.s.assign(all.end() - 14, all.end());
   return d;
 }
 
@@ -124,8 +124,8 @@ PsReference::Mixing PsReference::mixing(const PsFrame& frame, size_t envelope, s
 void PsReference::process(const PsFrame& frame, int band_end, const std::vector<Slot>& x,
                           std::vector<Slot>& left, std::vector<Slot>& right) {
   for (size_t k = static_cast<size_t>(std::max(band_end, 3)) + 7; k < kBands; ++k) {
-    for (auto& slot : s_before_) slot[k] = 0;
-    for (auto& link : link_) link[k] = {};
+    for (auto& slot : memory_.s) slot[k] = 0;
+    for (auto& link : memory_.link) link[k] = {};
   }
   const Signal s = split(x);
   const auto damping = transients(s);
@@ -141,7 +141,7 @@ void PsReference::process(const PsFrame& frame, int band_end, const std::vector<
     size_t envelope = 0;
     const size_t count = frame.present ? frame.envelope_count : 0;
     double start = -1;
-    while (l < kSlots) {
+    while (l < kSlots || envelope < count) {
       const Mixing to = envelope < count ? mixing(frame, envelope, b) : from;
       const size_t end = envelope < count ? frame.border[envelope] : kSlots;
       for (; l < end; ++l) {

@@ -14,6 +14,7 @@ class PsReference {
   // 32 slots of two channels from 38 of one; a silent rest from band_end on.
   void process(const PsFrame& frame, int band_end, const std::vector<Slot>& x, std::vector<Slot>& left,
                std::vector<Slot>& right);
+  void forget_signal() { memory_ = {}; }
 
  private:
   static constexpr size_t kSlots = 32;
@@ -28,10 +29,12 @@ class PsReference {
   std::vector<std::array<double, 20>> transients(const Signal& s);
   Mixing mixing(const PsFrame& frame, size_t envelope, size_t band) const;
 
-  std::vector<Slot> before_ = std::vector<Slot>(6);
-  Signal s_before_ = Signal(14);
-  std::array<std::array<std::array<Complex, 5>, kBands>, 3> link_{};  // the newest first
-  std::array<double, 20> peak_{}, smooth_{}, difference_{};
+  struct Memory {
+    std::vector<Slot> x = std::vector<Slot>(6);
+    Signal s = Signal(14);
+    std::array<std::array<std::array<Complex, 5>, kBands>, 3> link{};  // the newest first
+    std::array<double, 20> peak{}, smooth{}, difference{};
+  } memory_;
   std::array<Mixing, 20> reached_ = [] {
     std::array<Mixing, 20> list{};
     list.fill({1, 1, 0, 0});

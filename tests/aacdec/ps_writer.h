@@ -25,11 +25,13 @@ struct PsParameter {
   std::span<const HuffmanCode> time;
   std::vector<int> last = std::vector<int>(34, 0);
   std::vector<std::vector<int>> envelopes;
+  std::vector<int> held = std::vector<int>(20, 0);  // the last envelope on 20 bands
 
   void put(BitWriter& w, std::mt19937& random, int count) {
     envelopes.clear();
     if (!enabled) {
       last.assign(34, 0);
+      held.assign(20, 0);
       return;
     }
     for (int e = 0; e < count; ++e) {
@@ -49,12 +51,15 @@ struct PsParameter {
       std::copy(values.begin(), values.end(), last.begin());
       envelopes.push_back(values);
     }
+    if (count > 0) held = on_20_bands(envelopes.back());
   }
 
-  // On 20 bands; of an envelope that wasn't sent, the last one.
+  // Of an envelope that wasn't sent, the last one as it was meant when it was.
   std::vector<int> mapped(size_t envelope) const {
-    std::vector<int> sent = envelope < envelopes.size() ? envelopes[envelope] : last;
-    if (!enabled) sent.assign(34, 0);
+    return envelope < envelopes.size() ? on_20_bands(envelopes[envelope]) : held;
+  }
+
+  std::vector<int> on_20_bands(const std::vector<int>& sent) const {
     std::vector<int> bands(20);
     for (size_t b = 0; b < 20; ++b) {
       if (kPsSentBands[mode % 3] == 10) bands[b] = sent[b / 2];
@@ -106,9 +111,6 @@ struct PsWriter {
     icc.frequency = kIccFreqCodes;
     icc.time = kIccTimeCodes;
     extension = random() % 2 != 0;
-    // What was sent at another scale is no reference.
-    iid.last.assign(34, 0);
-    icc.last.assign(34, 0);
   }
 
   void put_header(BitWriter& w) {
@@ -131,11 +133,13 @@ struct PsWriter {
     const int count = counts[variable ? 1 : 0][choice];
     borders.clear();
     for (int e = 0; e < count; ++e) {
-      const int border = variable ? 8 * e + 1 + static_cast<int>(random() % 8) : 32 * (e + 1) / count;
+      int border = variable ? 8 * e + 1 + static_cast<int>(random() % 8) : 32 * (e + 1) / count;
+      if (variable && touching && e > 0 && border % 4 == 0) border = borders.back();
       borders.push_back(border);
       if (variable) w.put(static_cast<uint64_t>(border - 1), 5);
     }
     if (borders.empty() || borders.back() != 32) borders.push_back(32);
+    if (count > 0) held_fine = iid.mode >= 3;
     iid.put(w, random, count);
     icc.put(w, random, count);
     if (extension) w.fields({{15, 4}, {2, 8}}).put(0, 64).put(0xFFFFFFFFFFFFFFFF, 64).put(1, 8);
@@ -149,7 +153,9 @@ struct PsWriter {
   int widest_iid = 15;
   PsParameter iid;
   PsParameter icc;
+  bool touching = false;  // some envelopes end where they begin
   bool extension = false;
+  bool held_fine = false;
   std::vector<int> borders;
 };
 

@@ -12,7 +12,7 @@ namespace {
 constexpr double kPi = std::numbers::pi;
 
 double prototype(size_t n) {
-  return kQmfPrototypeQ31[n] * 0x1p-31;
+  return kQmfPrototype.q31[n] * 0x1p-31;
 }
 
 // exp(i pi / (2 bands) (k + 1/2) (2 n - offset)), by n and k.

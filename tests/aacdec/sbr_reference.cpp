@@ -23,7 +23,7 @@ int band_of(const uint8_t* borders, int count, int k) {
 
 }  // namespace
 
-void SbrReference::analyse(const std::vector<double>& core) {
+void SbrReference::analyse(const Signal& core) {
   std::vector<Slot> w(32);
   for (size_t l = 0; l < 32; ++l) w[l] = state_->analysis.slot(core.data() + 32 * l);
   low_.assign(40, {});
@@ -298,13 +298,9 @@ void SbrReference::put_together() {
   state_->y_before = y_;
 }
 
-std::vector<std::vector<double>> SbrReference::process(int channel, const SbrFrame& frame,
-                                                       const std::vector<double>& core, bool stereo,
-                                                       double level) {
-  frame_ = &frame;
-  channel_ = static_cast<size_t>(channel);
-  state_ = &states_[channel_];
-  level_ = level;
+void SbrReference::make_bands(size_t channel, const Signal& core) {
+  channel_ = channel;
+  state_ = &states_[channel];
   w_history_.assign(state_->w_before.begin() + 24, state_->w_before.end());
   analyse(core);
   y_.assign(38, {});
@@ -316,37 +312,50 @@ std::vector<std::vector<double>> SbrReference::process(int channel, const SbrFra
     state_->generation = data().bands_generation;
     generate();
     assemble(find_gains());
-  } else {
-    state_->has_history = false;
-    state_->transient_before = false;
-    state_->sines = {};
   }
   put_together();
   for (Slot& slot : x_) std::fill(slot.begin() + cut_, slot.end(), 0);
+}
 
-  const bool has_ps = data().status == SbrStatus::kParsed && data().ps.present;
-  std::vector<std::vector<Slot>> channels{x_};
-  if (stereo && has_ps && !ps_active_) {
-    ps_active_ = true;
-    right_bank_ = state_->bank;
-  }
-  if (stereo && ps_active_) {
-    channels.resize(2);
-    ps_.process(has_ps ? data().ps : PsFrame{}, state_->kx + state_->m, x_, channels[0], channels[1]);
-  }
-  std::vector<std::vector<double>> out(channels.size());
-  for (size_t c = 0; c < channels.size(); ++c) {
-    auto& bank = c == 0 ? state_->bank : *right_bank_;
-    for (size_t l = 0; l < 32; ++l) {
-      const auto samples = bank.slot(channels[c][l]);
-      out[c].insert(out[c].end(), samples.begin(), samples.end());
-    }
+SbrReference::Signal SbrReference::synthesise(size_t side, const std::vector<Slot>& slots) {
+  Signal out;
+  for (size_t l = 0; l < 32; ++l) {
+    const auto samples = banks_[side].slot(slots[l]);
+    out.insert(out.end(), samples.begin(), samples.end());
   }
   return out;
 }
 
-SbrReference::SbrReference(int rate_multiplier, int resampling_cut) : cut_(resampling_cut) {
-  for (State& state : states_) state.bank = QmfSynthesisReference(32 * rate_multiplier);
+std::vector<SbrReference::Signal> SbrReference::process(const SbrFrame& frame,
+                                                        const std::vector<Signal>& cores, bool stereo,
+                                                        double level) {
+  frame_ = &frame;
+  level_ = level;
+  const SbrChannelFrame& first = frame.channel[0];
+  const bool has_ps = first.status == SbrStatus::kParsed && first.ps.present;
+  const bool mixes = stereo && cores.size() == 1 && (ps_active_ || has_ps);
+  // A channel or side that comes in was the same as the one that was there.
+  if (cores_before_ < cores.size()) states_[1] = states_[0];
+  if (cores_before_ > cores.size()) ps_.forget_signal();
+  const size_t sides = mixes ? 2 : cores.size();
+  if (sides_before_ < sides) banks_[1] = banks_[0];
+  cores_before_ = cores.size();
+  sides_before_ = sides;
+
+  std::vector<Signal> out;
+  for (size_t c = 0; c < cores.size(); ++c) {
+    make_bands(c, cores[c]);
+    if (!mixes) out.push_back(synthesise(c, x_));
+  }
+  if (!mixes) return out;
+  ps_active_ = true;
+  std::vector<Slot> left, right;
+  ps_.process(has_ps ? first.ps : PsFrame{}, state_->kx + state_->m, x_, left, right);
+  return {synthesise(0, left), synthesise(1, right)};
 }
+
+SbrReference::SbrReference(int rate_multiplier, int resampling_cut)
+    : cut_(resampling_cut),
+      banks_{QmfSynthesisReference(32 * rate_multiplier), QmfSynthesisReference(32 * rate_multiplier)} {}
 
 }  // namespace zdr::aacdec::test

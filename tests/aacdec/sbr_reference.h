@@ -3,7 +3,6 @@
 #pragma once
 
 #include <array>
-#include <optional>
 #include <vector>
 
 #include "aacdec/sbr_payload.h"
@@ -17,10 +16,12 @@ class SbrReference {
   // `resampling_cut`: the first silent band, 64 for none.
   SbrReference(int rate_multiplier, int resampling_cut);
 
-  // One channel of one frame: 1024 core samples in; 1024 or 2048 out of each channel, two of them once
-  // `stereo` and parametric stereo data have come. `level` scales the high bands.
-  std::vector<std::vector<double>> process(int channel, const SbrFrame& frame,
-                                           const std::vector<double>& core, bool stereo, double level = 1);
+  using Signal = std::vector<double>;
+
+  // One frame: 1024 core samples of one or two channels in; 1024 or 2048 out of each channel, two of them
+  // also of one once `stereo` and parametric stereo data have come. `level` scales the high bands.
+  std::vector<Signal> process(const SbrFrame& frame, const std::vector<Signal>& cores, bool stereo,
+                              double level);
 
  private:
   using Row = std::array<double, 64>;
@@ -30,7 +31,9 @@ class SbrReference {
     bool is_short = false;
   };
 
-  void analyse(const std::vector<double>& core);
+  void make_bands(size_t channel, const Signal& core);
+  Signal synthesise(size_t side, const std::vector<Slot>& slots);
+  void analyse(const Signal& core);
   void generate();
   std::array<Complex, 2> predict(size_t band) const;
   void set_bandwidths();
@@ -51,7 +54,6 @@ class SbrReference {
 
   struct State {
     QmfAnalysisReference analysis;
-    QmfSynthesisReference bank{64};
     std::vector<Slot> w_before = std::vector<Slot>(32);
     std::vector<Slot> y_before = std::vector<Slot>(38);
     int kx = 32, m = 0, end = 16;
@@ -65,7 +67,8 @@ class SbrReference {
     std::vector<Row> gains, noises;  // of every slot so far, back to the last reset
   };
   std::array<State, 2> states_;
-  std::optional<QmfSynthesisReference> right_bank_;
+  std::array<QmfSynthesisReference, 2> banks_;
+  size_t cores_before_ = 0, sides_before_ = 0;
   PsReference ps_;
 
   // Of the call.

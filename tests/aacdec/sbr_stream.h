@@ -60,6 +60,7 @@ class Stream {
  public:
   Stream(uint32_t seed, int32_t core_rate_hz, bool with_ps)
       : random_(seed), rate_hz_(core_rate_hz), with_ps_(with_ps), ps_(seed), parser_(core_rate_hz) {
+    ps_.touching = true;
     change_header();
   }
 
@@ -84,6 +85,7 @@ class Stream {
     header_due_ = header_due_ && !header;
     SbrFrameWriter writer(random_, header_, tables_);
     writer.continuous = true;
+    writer.begins_anew = header;
     writer.levels.high = 28;    // as loud as music
     writer.balances.high = 50;  // the rest is beyond what is either channel alone
     pair ? writer.put_pair(w, models_[0], models_[1], coupled) : writer.put_single(w, models_[0]);
@@ -94,7 +96,7 @@ class Stream {
     BitReader reader(bytes.data(), bytes.size());
     bool ps_seen = false;
     for (SbrChannelFrame& channel : frame_.channel) channel.status = SbrStatus::kNone;
-    result_ = parse_sbr_payload(reader, false, {0, pair}, parser_, frame_, ps_seen);
+    result_ = parse_sbr_payload(reader, {w.size()}, {0, pair}, parser_, frame_, ps_seen);
     return frame_;
   }
   SbrResult result() const { return result_; }

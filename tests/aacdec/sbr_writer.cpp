@@ -131,8 +131,11 @@ void SbrFrameWriter::put_directions(BitWriter& w, const SbrModel& model, std::ve
                                     std::vector<int>& floors) {
   envelopes.resize(model.grid.envelope_count);
   floors.resize(model.grid.noise_count);
-  for (int& direction : envelopes) w.put(static_cast<uint64_t>(direction = draw(2)), 1);
-  for (int& direction : floors) w.put(static_cast<uint64_t>(direction = draw(2)), 1);
+  for (std::vector<int>* const list : {&envelopes, &floors}) {
+    for (int& direction : *list) direction = draw(2);
+    if (begins_anew) list->front() = 0;
+    for (const int direction : *list) w.put(static_cast<uint64_t>(direction), 1);
+  }
 }
 
 void SbrFrameWriter::put_invf(BitWriter& w, SbrModel& model) {

@@ -19,13 +19,14 @@ struct SbrHeaderBits {
   bool extra_2 = true;
 };
 
-inline void put_sbr_header(BitWriter& w, const SbrHeaderBits& bits) {
+inline BitWriter& put_sbr_header(BitWriter& w, const SbrHeaderBits& bits) {
   const SbrHeader& h = bits.header;
   w.fields({{h.amp_res, 1}, {h.start_freq, 4}, {h.stop_freq, 4}, {h.xover_band, 3}, {3, 2}});
   w.put(bits.extra_1 ? 1 : 0, 1).put(bits.extra_2 ? 1 : 0, 1);
   if (bits.extra_1) w.fields({{h.freq_scale, 2}, {h.alter_scale, 1}, {h.noise_bands, 2}});
   if (bits.extra_2)
     w.fields({{h.limiter_bands, 2}, {h.limiter_gains, 2}, {h.interpol_freq, 1}, {h.smoothing_mode, 1}});
+  return w;
 }
 
 // The model of one channel: values of this frame, and the last ones, which time differences refer to.
@@ -62,6 +63,8 @@ class SbrFrameWriter {
   Part noise_floors;
   // Each frame begins where the one before ended, as in a stream that can be played.
   bool continuous = false;
+  // Nothing is coded against the frame before, as behind a header that changes the bands.
+  bool begins_anew = false;
 
   // Random sbr_single_channel_element, without extended data.
   void put_single(BitWriter& w, SbrModel& model);
