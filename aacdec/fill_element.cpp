@@ -28,10 +28,11 @@ bool parse_sbr_extension(BitReader& reader, int type, uint64_t payload_bits, Sbr
   if (!context.keep_values && context.sbr == nullptr) make_sbr_parser(context);
   const uint64_t start = reader.position();
   if (context.sbr != nullptr) {
-    const SbrResult result = parse_sbr_payload(reader, {payload_bits, type == kSbrDataCrc}, element,
-                                               *context.sbr, frame.sbr, context.ps_signalled);
+    const SbrResult result = parse_sbr_payload(reader, type == kSbrDataCrc, element, *context.sbr, frame.sbr,
+                                               context.ps_signalled);
     if (result != SbrResult::kParsed && result != SbrResult::kNoHeader) return false;
   }
+  if (reader.position() - start > payload_bits) return false;
   reader.seek(start + payload_bits);
   return true;
 }

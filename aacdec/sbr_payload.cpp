@@ -263,14 +263,13 @@ bool same_bands(const SbrHeader& a, const SbrHeader& b) {
 }
 
 // Header and tables are taken over together, or not at all: a header that comes again must not meet tables of
-// another. One that the payload's end cuts off is none.
-SbrResult parse_header(BitReader& reader, uint64_t end, int32_t sbr_rate_hz, SbrParserState& state) {
+// another.
+bool parse_header(BitReader& reader, int32_t sbr_rate_hz, SbrParserState& state) {
   const SbrHeader header = read_header(reader, state.header);
-  if (reader.position() > end) return SbrResult::kInvalid;
   const bool bands_changed = state.header_missing || !same_bands(header, state.header);
   if (bands_changed) {
     SbrBandTables tables;
-    if (!build_sbr_bands(header, sbr_rate_hz, tables)) return SbrResult::kInvalidBands;
+    if (!build_sbr_bands(header, sbr_rate_hz, tables)) return false;
     state.bands = tables;
     ++state.bands_generation;
   }
@@ -279,7 +278,7 @@ SbrResult parse_header(BitReader& reader, uint64_t end, int32_t sbr_rate_hz, Sbr
   }
   state.header = header;
   state.header_missing = false;
-  return SbrResult::kParsed;
+  return true;
 }
 
 // What the next frame's time differences start from.
@@ -294,21 +293,17 @@ void remember_last_values(const SbrChannelFrame& channel, SbrParserState& state)
 
 }  // namespace
 
-SbrResult parse_sbr_payload(BitReader& reader, SbrPayloadLimits limits, SbrElement element, SbrParser& parser,
+SbrResult parse_sbr_payload(BitReader& reader, bool with_crc, SbrElement element, SbrParser& parser,
                             SbrFrame& frame, bool& ps_signalled) {
   constexpr int kCrcBits = 10;
-  const uint64_t end = reader.position() + limits.bits;
   SbrParserState* const states = parser.channel + element.first_channel;
   SbrChannelFrame* const channels = frame.channel + element.first_channel;
   const int count = element.pair ? 2 : 1;
 
   for (int c = 0; c < count; ++c) channels[c].status = SbrStatus::kNoHeader;
-  if (limits.with_crc) reader.skip(kCrcBits);
-  if (reader.read_bit()) {
-    const SbrResult header = parse_header(reader, end, parser.sbr_rate_hz, states[0]);
-    if (header != SbrResult::kParsed) return header;
-  }
-  if (reader.position() > end) return SbrResult::kInvalid;
+  if (with_crc) reader.skip(kCrcBits);
+  const bool has_header = reader.read_bit();
+  if (has_header && !parse_header(reader, parser.sbr_rate_hz, states[0])) return SbrResult::kInvalidBands;
   if (states[0].header_missing) return SbrResult::kNoHeader;
 
   for (int c = 0; c < count; ++c) {
@@ -316,14 +311,10 @@ SbrResult parse_sbr_payload(BitReader& reader, SbrPayloadLimits limits, SbrEleme
     channels[c].bands = states[0].bands;
     channels[c].bands_generation = states[0].bands_generation;
   }
-  const PsState ps_before = states[0].ps;
   const bool valid = element.pair
                          ? parse_channel_pair_element(reader, states, channels)
                          : parse_single_channel_element(reader, states[0], channels[0], ps_signalled);
-  if (!valid || reader.position() > end) {
-    states[0].ps = ps_before;
-    return SbrResult::kInvalid;
-  }
+  if (!valid) return SbrResult::kInvalid;
   for (int c = 0; c < count; ++c) {
     channels[c].status = SbrStatus::kParsed;
     remember_last_values(channels[c], states[c]);

@@ -81,11 +81,6 @@ enum class SbrResult {
   kNoHeader = 12       // no error: the frame is decoded without SBR
 };
 
-struct SbrPayloadLimits {
-  uint64_t bits = 0;      // behind the extension type, up to the end of the fill element
-  bool with_crc = false;  // begins with a check word, which is passed over
-};
-
 // What carries the payload: a single channel element decoded into channel 0 or 1, or a pair.
 struct SbrElement {
   int first_channel = 0;
@@ -93,12 +88,11 @@ struct SbrElement {
 };
 
 // Reads the payload behind its 4-bit extension type, up to the end of sbr_extension_data's own fields; the
-// caller skips what is left of the fill element. One that goes on behind its end is invalid.
-// `frame.channel[..]` of the element is written. A whole header counts also where the data behind it are
-// invalid; what differences along time refer to and the stereo header change with good data only.
-// `ps_signalled` becomes true when a single channel element carries parametric stereo data that this decoder
-// knows, also ahead of their header.
-SbrResult parse_sbr_payload(BitReader& reader, SbrPayloadLimits limits, SbrElement element, SbrParser& parser,
+// caller skips what is left of the fill element. `frame.channel[..]` of the element is written. A payload
+// that is invalid, or goes on behind the element's end, is damaged and may have changed what the parser
+// remembers: the caller then restores it. `ps_signalled` becomes true when a single channel element carries
+// parametric stereo data that this decoder knows, also ahead of their header.
+SbrResult parse_sbr_payload(BitReader& reader, bool with_crc, SbrElement element, SbrParser& parser,
                             SbrFrame& frame, bool& ps_signalled);
 
 }  // namespace zdr::aacdec

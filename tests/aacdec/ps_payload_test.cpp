@@ -137,7 +137,7 @@ Extended parse_extended(BitWriter w, bool pair) {
   SbrParser parser(22050);
   SbrFrame frame;
   bool signalled = false;
-  EXPECT_EQ(parse_sbr_payload(reader, {w.size()}, {0, pair}, parser, frame, signalled), SbrResult::kParsed);
+  EXPECT_EQ(parse_sbr_payload(reader, false, {0, pair}, parser, frame, signalled), SbrResult::kParsed);
   return {frame.channel[0].ps.present, signalled, reader.position()};
 }
 

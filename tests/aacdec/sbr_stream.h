@@ -96,7 +96,7 @@ class Stream {
     BitReader reader(bytes.data(), bytes.size());
     bool ps_seen = false;
     for (SbrChannelFrame& channel : frame_.channel) channel.status = SbrStatus::kNone;
-    result_ = parse_sbr_payload(reader, {w.size()}, {0, pair}, parser_, frame_, ps_seen);
+    result_ = parse_sbr_payload(reader, false, {0, pair}, parser_, frame_, ps_seen);
     return frame_;
   }
   SbrResult result() const { return result_; }
