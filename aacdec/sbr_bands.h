@@ -30,6 +30,8 @@ struct SbrHeader {
   uint8_t limiter_gains = 2;
   uint8_t interpol_freq = 1;
   uint8_t smoothing_mode = 1;  // 0: smoothing on
+
+  bool operator==(const SbrHeader&) const = default;
 };
 
 struct SbrBandTables {

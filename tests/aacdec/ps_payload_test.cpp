@@ -5,11 +5,9 @@
 #include <random>
 #include <vector>
 
-#include "aacdec/sbr_payload.h"
 #include "aacdec/tables/ps_codes.h"
 #include "tests/aacdec/bit_writer.h"
 #include "tests/aacdec/ps_writer.h"
-#include "tests/aacdec/sbr_writer.h"
 
 namespace zdr::aacdec {
 namespace {
@@ -101,76 +99,6 @@ TEST(PsPayload, ThatIsUnusableChangesNothing) {
     Reading fresh;
     EXPECT_EQ(fresh.parse(c.bits, c.length), PsResult::kUnusable) << c.name;
     EXPECT_EQ(fresh.parse(coherence_up(10, false)), PsResult::kNoHeader) << c.name;
-  }
-}
-
-// sbr_extension_data of a usual header up to bs_extended_data.
-BitWriter sbr_frame(bool pair) {
-  std::mt19937 random(9);
-  SbrHeader header;
-  header.start_freq = 8;
-  header.stop_freq = 9;
-  header.alter_scale = 1;
-  SbrBandTables bands;
-  EXPECT_TRUE(build_sbr_bands(header, 44100, bands));
-  SbrFrameWriter writer(random, header, bands);
-  SbrModel models[2];
-  BitWriter w;
-  put_sbr_header(w.put(1, 1), {header});
-  if (pair) {
-    writer.put_pair(w, models[0], models[1], false);
-  } else {
-    writer.put_single(w, models[0]);
-  }
-  return w;
-}
-
-struct Extended {
-  bool present;
-  bool signalled;
-  uint64_t read;
-};
-
-Extended parse_extended(BitWriter w, bool pair) {
-  const auto bytes = w.bytes();
-  BitReader reader(bytes.data(), bytes.size());
-  SbrParser parser(22050);
-  SbrFrame frame;
-  bool signalled = false;
-  EXPECT_EQ(parse_sbr_payload(reader, false, {0, pair}, parser, frame, signalled), SbrResult::kParsed);
-  return {frame.channel[0].ps.present, signalled, reader.position()};
-}
-
-TEST(PsInExtendedData, RequiredInASingleChannelOnlyAndOnceInItsContainer) {
-  // Header without parameters, one fixed envelope; behind it padding that looks like data of a reserved mode.
-  BitWriter ps;
-  ps.fields({{2, 2}, {1, 1}, {0, 3}, {0, 1}, {1, 2}, {2, 2}, {1, 1}, {1, 1}, {7, 3}});
-  for (const bool pair : {false, true}) {
-    BitWriter w = sbr_frame(pair);
-    w.fields({{1, 1}, {15, 4}, {1, 8}}).append(ps);
-    for (size_t bit = ps.size(); bit < 16 * 8; ++bit) w.put(bit % 3 == 0 ? 1 : 0, 1);
-    const Extended found = parse_extended(w, pair);
-    EXPECT_EQ(found.present, !pair);
-    EXPECT_EQ(found.signalled, !pair);
-    EXPECT_EQ(found.read, w.size());
-  }
-}
-
-TEST(PsInExtendedData, IsSignalledAheadOfItsHeaderButNotByOtherExtensions) {
-  struct Case {
-    const char* name;
-    uint64_t id;
-    uint64_t data;
-    bool signalled;
-  };
-  for (const Case& c : {Case{"another extension", 1, 0x3FFF, false}, Case{"no header", 2, 0, true},
-                        Case{"reserved mode", 2, 0x3E00, false}}) {
-    BitWriter w = sbr_frame(false);
-    w.fields({{1, 1}, {2, 4}, {c.id, 2}, {c.data, 14}});
-    const Extended found = parse_extended(w, false);
-    EXPECT_EQ(found.read, w.size()) << c.name;
-    EXPECT_EQ(found.signalled, c.signalled) << c.name;
-    EXPECT_FALSE(found.present) << c.name;
   }
 }
 

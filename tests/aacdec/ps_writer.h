@@ -60,37 +60,20 @@ struct PsParameter {
   }
 
   std::vector<int> on_20_bands(const std::vector<int>& sent) const {
+    if (sent.size() == 20) return sent;
+    // The bands that each of the 20 is the mean of, one that counts twice named twice.
+    static const std::vector<size_t> kParts[20] = {
+        {0, 0, 1},        {1, 2, 2}, {3, 3, 4}, {4, 5, 5}, {6, 7}, {8, 9},   {10},     {11},     {12, 13},
+        {14, 15},         {16},      {17},      {18},      {19},   {20, 21}, {22, 23}, {24, 25}, {26, 27},
+        {28, 29, 30, 31}, {32, 33}};
     std::vector<int> bands(20);
     for (size_t b = 0; b < 20; ++b) {
-      if (kPsSentBands[mode % 3] == 10) bands[b] = sent[b / 2];
-      if (kPsSentBands[mode % 3] == 20) bands[b] = sent[b];
-      if (kPsSentBands[mode % 3] == 34) bands[b] = folded(sent, b);
+      if (sent.size() == 10) bands[b] = sent[b / 2];
+      if (sent.size() == 10) continue;
+      for (const size_t part : kParts[b]) bands[b] += sent[part];
+      bands[b] /= static_cast<int>(kParts[b].size());
     }
     return bands;
-  }
-
-  static int folded(const std::vector<int>& p, size_t band) {
-    const int sums[20] = {(2 * p[0] + p[1]) / 3,
-                          (p[1] + 2 * p[2]) / 3,
-                          (2 * p[3] + p[4]) / 3,
-                          (p[4] + 2 * p[5]) / 3,
-                          (p[6] + p[7]) / 2,
-                          (p[8] + p[9]) / 2,
-                          p[10],
-                          p[11],
-                          (p[12] + p[13]) / 2,
-                          (p[14] + p[15]) / 2,
-                          p[16],
-                          p[17],
-                          p[18],
-                          p[19],
-                          (p[20] + p[21]) / 2,
-                          (p[22] + p[23]) / 2,
-                          (p[24] + p[25]) / 2,
-                          (p[26] + p[27]) / 2,
-                          (p[28] + p[29] + p[30] + p[31]) / 4,
-                          (p[32] + p[33]) / 2};
-    return sums[band];
   }
 };
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <vector>
 
 #include "aacdec/raw_data_block.h"
 #include "aacdec/sampling_rates.h"
@@ -56,33 +57,31 @@ SbrBandTables bands_of(const SbrHeader& header) {
   return bands;
 }
 
+template <typename T>
+std::vector<int> list(const T* values, size_t count) {
+  return std::vector<int>(values, values + count);
+}
+
 void expect_channel(const SbrChannelFrame& channel, const SbrModel& model) {
   ASSERT_EQ(channel.status, SbrStatus::kParsed);
   const SbrGrid& grid = channel.grid;
-  ASSERT_EQ(grid.envelope_count, model.grid.envelope_count);
-  ASSERT_EQ(grid.noise_count, model.grid.noise_count);
+  const size_t envelopes = model.grid.envelope_count;
+  const size_t floors = model.grid.noise_count;
+  ASSERT_EQ(grid.envelope_count, envelopes);
+  ASSERT_EQ(grid.noise_count, floors);
   ASSERT_EQ(grid.transient, model.grid.transient);
   ASSERT_EQ(channel.amp_res, model.amp_res);
   ASSERT_EQ(channel.coupled, model.coupled);
-  ASSERT_TRUE(std::equal(grid.border, grid.border + grid.envelope_count + 1, model.grid.border));
-  ASSERT_TRUE(
-      std::equal(grid.noise_border, grid.noise_border + grid.noise_count + 1, model.grid.noise_border));
-  for (size_t e = 0; e < grid.envelope_count; ++e) {
-    ASSERT_EQ(grid.high_resolution[e], model.grid.high_resolution[e]);
-    for (size_t band = 0; band < model.envelope[e].size(); ++band) {
-      ASSERT_EQ(channel.envelope[e][band], model.envelope[e][band]);
-    }
+  ASSERT_EQ(list(grid.border, envelopes + 1), list(model.grid.border, envelopes + 1));
+  ASSERT_EQ(list(grid.noise_border, floors + 1), list(model.grid.noise_border, floors + 1));
+  ASSERT_EQ(list(grid.high_resolution, envelopes), list(model.grid.high_resolution, envelopes));
+  for (size_t e = 0; e < envelopes; ++e) {
+    ASSERT_EQ(list(channel.envelope[e], model.envelope[e].size()), model.envelope[e]);
   }
-  for (size_t floor = 0; floor < grid.noise_count; ++floor) {
-    for (size_t band = 0; band < model.noise[floor].size(); ++band) {
-      ASSERT_EQ(channel.noise[floor][band], model.noise[floor][band]);
-    }
-  }
-  for (size_t band = 0; band < model.invf.size(); ++band)
-    ASSERT_EQ(channel.invf_mode[band], model.invf[band]);
-  for (size_t band = 0; band < model.harmonics.size(); ++band) {
-    ASSERT_EQ(channel.add_harmonic[band], model.harmonics[band]);
-  }
+  for (size_t f = 0; f < floors; ++f)
+    ASSERT_EQ(list(channel.noise[f], model.noise[f].size()), model.noise[f]);
+  ASSERT_EQ(list(channel.invf_mode, model.invf.size()), model.invf);
+  ASSERT_EQ(list(channel.add_harmonic, model.harmonics.size()), model.harmonics);
 }
 
 // Streams of random frames: every grid class, both resolutions and directions, coupling, both amplitude
@@ -136,63 +135,43 @@ TEST(SbrPayload, SkipsItsCheckWord) {
   EXPECT_EQ(payload.read, w.size());
 }
 
+// Headers one after the other, and what is in force behind each. Only fields that the tables depend on build
+// them anew.
 TEST(SbrHeaderRules, RequiredThatUnsentGroupsKeepTheirValues) {
-  Payload payload;
-  SbrHeader first = usual_header();
-  first.freq_scale = 1;
-  first.alter_scale = 0;
-  first.noise_bands = 3;
-  first.limiter_bands = 1;
-  first.limiter_gains = 3;
-  first.interpol_freq = 0;
-  first.smoothing_mode = 0;
-  BitWriter w;
-  ASSERT_EQ(payload.parse(put_frame(w, {first}, bands_of(first))), SbrResult::kParsed);
-
-  SbrHeader second = usual_header();
-  second.stop_freq = 8;
-  SbrHeader expected = first;
-  expected.stop_freq = 8;
-  BitWriter again;
-  ASSERT_EQ(payload.parse(put_frame(again, {second, false, false}, bands_of(expected))), SbrResult::kParsed);
-  const SbrHeader& kept = payload.frame.channel[0].header;
-  EXPECT_EQ(kept.stop_freq, 8);
-  EXPECT_EQ(kept.freq_scale, 1);
-  EXPECT_EQ(kept.alter_scale, 0);
-  EXPECT_EQ(kept.noise_bands, 3);
-  EXPECT_EQ(kept.limiter_bands, 1);
-  EXPECT_EQ(kept.limiter_gains, 3);
-  EXPECT_EQ(kept.interpol_freq, 0);
-  EXPECT_EQ(kept.smoothing_mode, 0);
-  EXPECT_EQ(payload.frame.channel[0].bands_generation, 2U);
-}
-
-TEST(SbrHeaderRules, RebuildOnlyWhatAFieldDependsOn) {
-  Payload payload;
-  const SbrHeader header = usual_header();
-  const auto parse = [&payload](const SbrHeader& h) {
-    BitWriter w;
-    EXPECT_EQ(payload.parse(put_frame(w, {h}, bands_of(h))), SbrResult::kParsed);
+  //                  amp, start, stop, xover, scale, alter, noise, limiter bands, gains, interpol, smoothing
+  const SbrHeader usual{1, 8, 9, 0, 2, 1, 2, 2, 2, 1, 1};
+  const SbrHeader first{1, 8, 9, 0, 1, 0, 3, 1, 3, 0, 0};
+  struct Step {
+    const char* name;
+    SbrHeaderBits sent;
+    SbrHeader kept;
+    uint32_t generation;
   };
+  const Step steps[] = {
+      {"first", {first}, first, 1},
+      {"again", {first}, first, 1},
+      {"groups unsent",
+       {{1, 8, 8, 0, 2, 1, 2, 2, 2, 1, 1}, false, false},
+       {1, 8, 8, 0, 1, 0, 3, 1, 3, 0, 0},
+       2},
+      {"second group unsent", {usual, true, false}, {1, 8, 9, 0, 2, 1, 2, 1, 3, 0, 0}, 3},
+      {"limiter bands", {{1, 8, 9, 0, 2, 1, 2, 0, 3, 0, 0}}, {1, 8, 9, 0, 2, 1, 2, 0, 3, 0, 0}, 3},
+      {"none of the bands", {{0, 8, 9, 0, 2, 1, 2, 0, 0, 1, 1}}, {0, 8, 9, 0, 2, 1, 2, 0, 0, 1, 1}, 3},
+      {"noise bands", {{0, 8, 9, 0, 2, 1, 3, 0, 0, 1, 1}}, {0, 8, 9, 0, 2, 1, 3, 0, 0, 1, 1}, 4},
+      {"alter scale", {{0, 8, 9, 0, 2, 0, 3, 0, 0, 1, 1}}, {0, 8, 9, 0, 2, 0, 3, 0, 0, 1, 1}, 5},
+      {"crossover", {{0, 8, 9, 1, 2, 0, 3, 0, 0, 1, 1}}, {0, 8, 9, 1, 2, 0, 3, 0, 0, 1, 1}, 6},
+      {"start", {{0, 9, 9, 1, 2, 0, 3, 0, 0, 1, 1}}, {0, 9, 9, 1, 2, 0, 3, 0, 0, 1, 1}, 7},
+      {"scale", {{0, 9, 9, 1, 1, 0, 3, 0, 0, 1, 1}}, {0, 9, 9, 1, 1, 0, 3, 0, 0, 1, 1}, 8},
+  };
+  Payload payload;
   const SbrChannelFrame& channel = payload.frame.channel[0];
-  parse(header);
-  parse(header);
-  EXPECT_EQ(channel.bands_generation, 1U);
-  EXPECT_GT(channel.bands.limiter_count, 1);
-  SbrHeader limiter = header;
-  limiter.limiter_bands = 0;
-  parse(limiter);
-  EXPECT_EQ(channel.bands_generation, 1U);
-  EXPECT_EQ(channel.bands.limiter_count, 1);
-  SbrHeader gains = limiter;
-  gains.limiter_gains = 0;
-  gains.amp_res = 0;
-  parse(gains);
-  EXPECT_EQ(channel.bands_generation, 1U);
-  SbrHeader noise = gains;
-  noise.noise_bands = 3;
-  parse(noise);
-  EXPECT_EQ(channel.bands_generation, 2U);
+  for (const Step& step : steps) {
+    BitWriter w;
+    ASSERT_EQ(payload.parse(put_frame(w, step.sent, bands_of(step.kept))), SbrResult::kParsed) << step.name;
+    EXPECT_EQ(channel.header, step.kept) << step.name;
+    EXPECT_EQ(channel.bands_generation, step.generation) << step.name;
+    EXPECT_EQ(channel.bands.limiter_count == 1, step.kept.limiter_bands == 0) << step.name;
+  }
 }
 
 TEST(SbrHeaderRules, AnInvalidOneIsForgotten) {
@@ -265,12 +244,58 @@ TEST(SbrGridRules, APayloadWithoutAGridIsInvalid) {
   EXPECT_EQ(payload.frame.channel[0].status, SbrStatus::kNoHeader);
 }
 
+// Extended data with parametric stereo, of a header without parameters and one fixed envelope.
+TEST(PsInExtendedData, RequiredInASingleChannelOnlyAndOnceInItsContainer) {
+  struct Case {
+    const char* name;
+    bool pair;
+    std::initializer_list<std::pair<uint64_t, int>> data;  // id, then what it stands for; padded with ones
+    bool signalled, present;
+  };
+  const Case cases[] = {
+      {"single channel", false, {{2, 2}, {1, 1}, {0, 3}, {0, 1}, {1, 2}}, true, true},
+      {"pair", true, {{2, 2}, {1, 1}, {0, 3}, {0, 1}, {1, 2}}, false, false},
+      {"padding like data of a reserved mode",
+       false,
+       {{2, 2}, {1, 1}, {0, 3}, {0, 1}, {1, 2}, {2, 2}, {1, 1}, {1, 1}, {7, 3}},
+       true,
+       true},
+      {"another extension", false, {{1, 2}, {1, 1}, {0, 3}, {0, 1}, {1, 2}}, false, false},
+      {"ahead of a header", false, {{2, 2}, {0, 1}}, true, false},
+      {"reserved mode", false, {{2, 2}, {1, 1}, {1, 1}, {7, 3}}, false, false},
+  };
+  for (const Case& c : cases) {
+    for (const size_t size : {3U, 16U}) {
+      std::mt19937 random(9);
+      SbrModel models[2];
+      const SbrHeader header = usual_header();
+      const SbrBandTables bands = bands_of(header);
+      SbrFrameWriter writer(random, header, bands);
+      BitWriter w;
+      put_sbr_header(w.put(1, 1), {header});
+      c.pair ? writer.put_pair(w, models[0], models[1], false) : writer.put_single(w, models[0]);
+      w.put(1, 1);
+      if (size < 15) w.put(size, 4);
+      if (size >= 15) w.fields({{15, 4}, {size - 15, 8}});
+      const size_t end = w.size() + 8 * size;
+      w.fields(c.data);
+      while (w.size() < end) w.put(1, 1);
+      Payload payload;
+      EXPECT_EQ(payload.parse(w, {0, c.pair}), SbrResult::kParsed) << c.name;
+      EXPECT_EQ(payload.read, end) << c.name;
+      EXPECT_EQ(payload.ps_signalled, c.signalled) << c.name;
+      EXPECT_EQ(payload.frame.channel[0].ps.present, c.present) << c.name;
+    }
+  }
+}
+
 // A whole block with the payload in its fill element.
 TEST(SbrInABlock, MustEndInsideItsFillElement) {
   const SbrHeader header = usual_header();
   BitWriter payload;
   put_frame(payload.put(13, 4), {header}, bands_of(header));
   const size_t bytes = (payload.size() + 7) / 8;
+  // Cut to so many bytes, or padded.
   const auto parse = [&](size_t count, BlockContext& context) {
     BitWriter w;
     put_silent_sce(w, 0).put(kFil, 3);
@@ -282,9 +307,7 @@ TEST(SbrInABlock, MustEndInsideItsFillElement) {
     BitReader reader(block.data(), block.size());
     const auto frame = std::make_unique<Frame>();
     const bool valid = parse_raw_data_block(reader, context, *frame).has_value();
-    if (valid) {
-      EXPECT_EQ(reader.bytes_read(), block.size());
-    }
+    EXPECT_TRUE(!valid || reader.bytes_read() == block.size());
     return valid;
   };
   SbrParser parser(kCoreRate);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <memory>
 #include <random>
 
@@ -39,40 +38,26 @@ std::vector<const SbrKernels*> all_kernels() {
   return list;
 }
 
-std::vector<int16_t> random_pcm(std::mt19937& random, int amplitude) {
-  std::uniform_int_distribution<int> draw(-amplitude, amplitude);
-  std::vector<int16_t> pcm(1024);
-  for (int16_t& sample : pcm) sample = static_cast<int16_t>(draw(random));
-  return pcm;
-}
-
-// The largest difference between analysed slots and the model's, in steps of 16-bit PCM.
-double analysis_error(const Bank& bank, QmfAnalysisReference& model, const std::vector<int16_t>& pcm) {
-  const std::vector<double> samples(pcm.begin(), pcm.end());
-  double worst = 0;
-  for (size_t t = 0; t < kQmfSlots; ++t) {
-    const Slot slot = model.slot(samples.data() + 32 * t);
-    for (size_t k = 0; k < kCoreBands; ++k) {
-      const Complex value(bank.bands.re[k][kHistorySlots + t], bank.bands.im[k][kHistorySlots + t]);
-      worst = std::max(worst, std::abs(value / 64.0 - slot[k]));
-    }
-  }
-  return worst;
-}
-
+// In steps of 16-bit PCM. A square wave of its frequency, full scale, is the loudest that a band can be.
 TEST(SbrQmf, AnalysisFollowsTheReference) {
   std::mt19937 random(5);
   for (const SbrKernels* kernels : all_kernels()) {
     Bank bank(*kernels);
     QmfAnalysisReference model;
-    for (const int amplitude : {32767, 300, 32767}) {
-      std::vector<int16_t> pcm = random_pcm(random, amplitude);
-      // The loudest that a band can be: a square wave of its frequency, full scale.
-      if (amplitude == 32767) {
-        for (size_t i = 0; i < 1024; ++i) pcm[i] = i / 8 % 2 != 0 ? int16_t{32767} : int16_t{-32768};
+    for (const bool loud : {true, false, true}) {
+      std::vector<int16_t> pcm(1024);
+      for (size_t i = 0; i < pcm.size(); ++i) {
+        pcm[i] = static_cast<int16_t>(loud ? i / 8 % 2 * 65535 - 32768 : random() % 600 - 300);
       }
       bank.analyse(pcm);
-      EXPECT_LT(analysis_error(bank, model, pcm), 0.06) << amplitude;
+      const std::vector<double> samples(pcm.begin(), pcm.end());
+      for (size_t t = 0; t < kQmfSlots; ++t) {
+        const Slot slot = model.slot(samples.data() + 32 * t);
+        for (size_t k = 0; k < kCoreBands; ++k) {
+          const Complex value(bank.bands.re[k][kHistorySlots + t], bank.bands.im[k][kHistorySlots + t]);
+          ASSERT_LT(std::abs(value / 64.0 - slot[k]), 0.06) << loud << ' ' << t << ' ' << k;
+        }
+      }
     }
   }
 }
@@ -119,31 +104,6 @@ TEST(SbrQmf, SynthesisFollowsTheReferenceAtEveryLevelAndClips) {
         before = level;
       }
     }
-  }
-}
-
-TEST(SbrQmf, FormsOfTheKernelsGiveTheSameBits) {
-  std::mt19937 random(9);
-  Bank base(kBaseSbrKernels);
-  Bank wide(*all_kernels().back());
-  for (int frame = 0; frame < 20; ++frame) {
-    const std::vector<int16_t> pcm = random_pcm(random, 1 << (frame % 16));
-    base.analyse(pcm);
-    wide.analyse(pcm);
-    ASSERT_EQ(std::memcmp(&base.bands, &wide.bands, sizeof base.bands), 0);
-    PatchFilter filter{frame,
-                       40 + frame % 20,
-                       static_cast<int32_t>(random()),
-                       static_cast<int32_t>(random()),
-                       static_cast<int32_t>(random()),
-                       static_cast<int32_t>(random()),
-                       8 + frame};
-    base.kernels->patch(base.bands, filter);
-    wide.kernels->patch(wide.bands, filter);
-    ASSERT_EQ(std::memcmp(&base.bands, &wide.bands, sizeof base.bands), 0);
-    const int bands = frame % 2 != 0 ? 64 : 32;
-    ASSERT_EQ(base.synthesise(bands, 4 + frame % 3), wide.synthesise(bands, 4 + frame % 3));
-    ASSERT_EQ(std::memcmp(&base.synthesis, &wide.synthesis, sizeof base.synthesis), 0);
   }
 }
 

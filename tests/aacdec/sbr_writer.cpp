@@ -5,25 +5,20 @@
 namespace zdr::aacdec::test {
 namespace {
 
-struct Books {
-  int start_bits;
-  std::span<const HuffmanCode> frequency;
-  std::span<const HuffmanCode> time;
-  int highest;  // values of a sane stream, before balances are doubled
-};
+using Coding = SbrFrameWriter::Coding;
 
-Books envelope_books(bool balance, int amp_res) {
+Coding envelope_coding(bool balance, int amp_res) {
   if (balance) {
-    return amp_res != 0 ? Books{5, kBalanceFreq30Codes, kBalanceTime30Codes, 24}
-                        : Books{6, kBalanceFreq15Codes, kBalanceTime15Codes, 48};
+    return amp_res != 0 ? Coding{5, kBalanceFreq30Codes, kBalanceTime30Codes, 24}
+                        : Coding{6, kBalanceFreq15Codes, kBalanceTime15Codes, 48};
   }
-  return amp_res != 0 ? Books{6, kLevelFreq30Codes, kLevelTime30Codes, 63}
-                      : Books{7, kLevelFreq15Codes, kLevelTime15Codes, 127};
+  return amp_res != 0 ? Coding{6, kLevelFreq30Codes, kLevelTime30Codes, 63}
+                      : Coding{7, kLevelFreq15Codes, kLevelTime15Codes, 127};
 }
 
-Books noise_books(bool balance) {
-  return balance ? Books{5, kBalanceFreq30Codes, kNoiseBalanceTimeCodes, 24}
-                 : Books{5, kLevelFreq30Codes, kNoiseTimeCodes, 30};
+Coding noise_coding(bool balance) {
+  return balance ? Coding{5, kBalanceFreq30Codes, kNoiseBalanceTimeCodes, 24}
+                 : Coding{5, kLevelFreq30Codes, kNoiseTimeCodes, 30};
 }
 
 int pointer_bits(int envelopes) {
@@ -154,65 +149,65 @@ int SbrFrameWriter::put_difference(BitWriter& w, std::span<const HuffmanCode> co
   return value + factor * difference;
 }
 
+// One envelope or noise floor, against `references` or, without them, along frequency.
+std::vector<int> SbrFrameWriter::put_values(BitWriter& w, const Coding& coding, int count,
+                                            const std::vector<int>* references) {
+  const int factor = coding.factor;
+  std::vector<int> values;
+  for (int band = 0; band < count; ++band) {
+    if (references == nullptr && band == 0) {
+      const int highest = std::min(coding.highest / factor, (1 << coding.start_bits) - 1);
+      const int start = draw_between(coding.lowest / factor, highest);
+      w.put(static_cast<uint64_t>(start), coding.start_bits);
+      values.push_back(factor * start);
+      continue;
+    }
+    const int value = references == nullptr ? values.back() : (*references)[static_cast<size_t>(band)];
+    values.push_back(put_difference(w, references == nullptr ? coding.frequency : coding.time, value,
+                                    coding.lowest, coding.highest, factor));
+  }
+  return values;
+}
+
+SbrFrameWriter::Coding SbrFrameWriter::scaled(Coding coding, bool balance, const Part& part) const {
+  coding.factor = balance ? 2 : 1;
+  coding.lowest = coding.factor * part.lowest(coding.highest);
+  coding.highest = coding.factor * part.highest(coding.highest);
+  return coding;
+}
+
 void SbrFrameWriter::put_envelopes(BitWriter& w, SbrModel& model, const std::vector<int>& directions) {
-  const Books books = envelope_books(model.coupled, model.amp_res);
-  const int factor = model.coupled ? 2 : 1;
-  const Part& part = model.coupled ? balances : levels;
-  const int lowest = factor * part.lowest(books.highest);
-  const int highest = factor * part.highest(books.highest);
+  const Coding coding =
+      scaled(envelope_coding(model.coupled, model.amp_res), model.coupled, model.coupled ? balances : levels);
   model.envelope.clear();
   for (int e = 0; e < model.grid.envelope_count; ++e) {
     const bool high = model.grid.high_resolution[e];
-    const uint8_t* const borders = bands_.envelope_borders(high);
     const int count = bands_.envelope_bands(high);
-    std::vector<int> values;
-    for (int band = 0; band < count; ++band) {
-      if (directions[static_cast<size_t>(e)] != 0) {
-        // The reference covers the band's first QMF band, or begins with it.
-        const uint8_t* const before = bands_.envelope_borders(model.high_before);
-        const int bands_before = bands_.envelope_bands(model.high_before);
-        int reference = 0;
-        while (reference + 1 < bands_before && before[reference + 1] <= borders[band]) ++reference;
-        const int value = model.envelope_before[static_cast<size_t>(reference)];
-        values.push_back(put_difference(w, books.time, value, lowest, highest, factor));
-      } else if (band == 0) {
-        const int start =
-            draw_between(lowest / factor, std::min(highest / factor, (1 << books.start_bits) - 1));
-        w.put(static_cast<uint64_t>(start), books.start_bits);
-        values.push_back(factor * start);
-      } else {
-        values.push_back(put_difference(w, books.frequency, values.back(), lowest, highest, factor));
+    // The reference covers the band's first QMF band, or begins with it.
+    const uint8_t* const before = bands_.envelope_borders(model.high_before);
+    std::vector<int> references;
+    for (int band = 0, reference = 0; band < count; ++band) {
+      while (reference + 1 < bands_.envelope_bands(model.high_before) &&
+             before[reference + 1] <= bands_.envelope_borders(high)[band]) {
+        ++reference;
       }
+      references.push_back(model.envelope_before[static_cast<size_t>(reference)]);
     }
+    const bool along_time = directions[static_cast<size_t>(e)] != 0;
+    model.envelope.push_back(put_values(w, coding, count, along_time ? &references : nullptr));
+    std::copy(model.envelope.back().begin(), model.envelope.back().end(), model.envelope_before.begin());
     model.high_before = high;
-    std::copy(values.begin(), values.end(), model.envelope_before.begin());
-    model.envelope.push_back(values);
   }
 }
 
 void SbrFrameWriter::put_noise(BitWriter& w, SbrModel& model, const std::vector<int>& directions) {
-  const Books books = noise_books(model.coupled);
-  const int factor = model.coupled ? 2 : 1;
-  const Part& part = model.coupled ? balances : noise_floors;
-  const int lowest = factor * part.lowest(books.highest);
-  const int highest = factor * part.highest(books.highest);
+  const Coding coding =
+      scaled(noise_coding(model.coupled), model.coupled, model.coupled ? balances : noise_floors);
   model.noise.clear();
-  for (int floor = 0; floor < model.grid.noise_count; ++floor) {
-    std::vector<int> values;
-    for (int band = 0; band < bands_.noise_count; ++band) {
-      if (directions[static_cast<size_t>(floor)] != 0) {
-        const int value = model.noise_before[static_cast<size_t>(band)];
-        values.push_back(put_difference(w, books.time, value, lowest, highest, factor));
-      } else if (band == 0) {
-        const int start = draw_between(lowest / factor, highest / factor);
-        w.put(static_cast<uint64_t>(start), books.start_bits);
-        values.push_back(factor * start);
-      } else {
-        values.push_back(put_difference(w, books.frequency, values.back(), lowest, highest, factor));
-      }
-    }
-    std::copy(values.begin(), values.end(), model.noise_before.begin());
-    model.noise.push_back(values);
+  for (const int along_time : directions) {
+    model.noise.push_back(
+        put_values(w, coding, bands_.noise_count, along_time != 0 ? &model.noise_before : nullptr));
+    std::copy(model.noise.back().begin(), model.noise.back().end(), model.noise_before.begin());
   }
 }
 

@@ -66,6 +66,16 @@ class SbrFrameWriter {
   // Nothing is coded against the frame before, as behind a header that changes the bands.
   bool begins_anew = false;
 
+  // How one kind of value is coded, and its range in a sane stream.
+  struct Coding {
+    int start_bits;
+    std::span<const HuffmanCode> frequency;
+    std::span<const HuffmanCode> time;
+    int highest;
+    int lowest = 0;
+    int factor = 1;  // of balances, which are doubled
+  };
+
   // Random sbr_single_channel_element, without extended data.
   void put_single(BitWriter& w, SbrModel& model);
   // Random sbr_channel_pair_element.
@@ -81,6 +91,9 @@ class SbrFrameWriter {
   void put_invf(BitWriter& w, SbrModel& model);
   void put_envelopes(BitWriter& w, SbrModel& model, const std::vector<int>& directions);
   void put_noise(BitWriter& w, SbrModel& model, const std::vector<int>& directions);
+  Coding scaled(Coding coding, bool balance, const Part& part) const;
+  std::vector<int> put_values(BitWriter& w, const Coding& coding, int count,
+                              const std::vector<int>* references);
   void put_harmonics(BitWriter& w, SbrModel& model);
   int put_difference(BitWriter& w, std::span<const HuffmanCode> codes, int value, int low, int high,
                      int factor);
