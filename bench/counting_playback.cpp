@@ -21,9 +21,12 @@ Playback::Playback(const std::u16string& path) : sink_(new CountingSink) {
           factory->CreateInstance(nullptr, IID_IBaseFilter, filter_.out_void()) == S_OK &&
           filter_->QueryInterface(IID_IFileSourceFilter, file.out_void()) == S_OK &&
           file->Load(path.c_str(), nullptr) == S_OK && filter_->EnumPins(pins.out()) == S_OK &&
-          pins->Next(1, out.out(), nullptr) == S_OK && out->Connect(&sink_->pin(), nullptr) == S_OK &&
-          sink_->Run(0) == S_OK && filter_->Run(0) == S_OK,
-      "playing a file");
+          pins->Next(1, out.out(), nullptr) == S_OK && out->Connect(&sink_->pin(), nullptr) == S_OK,
+      "loading a file");
+}
+
+void Playback::run() {
+  require(sink_->Run(0) == S_OK && filter_->Run(0) == S_OK, "playing a file");
 }
 
 Playback::~Playback() {

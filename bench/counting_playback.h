@@ -68,7 +68,7 @@ class CountingSink final : public CBaseFilter {
   CountingPin pin_;
 };
 
-// A file loaded, its one pin connected and running. Failures end the program.
+// A file loaded and its one pin connected. Failures end the program.
 class Playback {
  public:
   explicit Playback(const std::u16string& path);
@@ -76,6 +76,7 @@ class Playback {
   Playback(const Playback&) = delete;
   Playback& operator=(const Playback&) = delete;
 
+  void run();
   CountingPin& pin() { return sink_->pin(); }
 
  private:

@@ -15,6 +15,7 @@ void load_to_first_sample(benchmark::State& state) {
   for (auto _ : state) {
     const auto begin = std::chrono::steady_clock::now();
     Playback playback(path);
+    playback.run();
     playback.pin().wait_for_first();
     state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
   }
@@ -26,12 +27,16 @@ BENCHMARK(load_to_first_sample)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
+// Timed from running to the end of the stream; what comes before, the benchmark above tells.
 void play(benchmark::State& state, const std::u16string& path, uint64_t access_units_per_sample) {
   uint64_t samples = 0;
   uint64_t bytes = 0;
   for (auto _ : state) {
     Playback playback(path);
+    const auto begin = std::chrono::steady_clock::now();
+    playback.run();
     playback.pin().wait_for_end();
+    state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
     samples += playback.pin().samples();
     bytes += playback.pin().bytes();
   }
@@ -42,12 +47,12 @@ void play(benchmark::State& state, const std::u16string& path, uint64_t access_u
 void play_small_samples(benchmark::State& state) {
   play(state, huge_movie(1500000), 10);
 }
-BENCHMARK(play_small_samples)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(play_small_samples)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 void play_a_gigabyte(benchmark::State& state) {
   play(state, large_movie(), 1);
 }
-BENCHMARK(play_a_gigabyte)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(play_a_gigabyte)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 // The same pieces in the same order by nothing but reads: the ceiling of the one above.
 void read_a_gigabyte_plainly(benchmark::State& state) {

@@ -10,6 +10,7 @@ int main(int argument_count, char** arguments) {
   using namespace zdr::bench;
   require(argument_count == 2, "usage: play_to_nothing FILE");
   Playback playback(std::filesystem::path(arguments[1]).u16string());
+  playback.run();
   playback.pin().wait_for_end();
   std::printf("%llu samples, %llu bytes\n", static_cast<unsigned long long>(playback.pin().samples()),
               static_cast<unsigned long long>(playback.pin().bytes()));
