@@ -46,7 +46,8 @@ std::optional<int32_t> read_extension_rate(BitReader& reader) {
 void report_object_type(int object_type) {
   char text[80];
   // In one piece, so that the lines of two threads stay apart.
-  std::snprintf(text, sizeof text, "lObjectType = %d =Failed at Zd_AAC_Dec_sParseRawConfigData\n", object_type);
+  std::snprintf(text, sizeof text, "lObjectType = %d =Failed at Zd_AAC_Dec_sParseRawConfigData\n",
+                object_type);
   write_console(text);
 }
 

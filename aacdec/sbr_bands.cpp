@@ -89,7 +89,7 @@ int last_master_band(int stop_freq, int32_t rate, int k0) {
   return std::min(kTopBand, band);
 }
 
-// Bands that SBR may span. The middle limit is tighter than the standard's 45; required.
+// Bands that SBR may span. The middle limit is tighter than the standard's 45, and kept.
 int max_span(int32_t rate) {
   if (rate >= 48000) return 32;
   return rate > 32000 ? 35 : 48;

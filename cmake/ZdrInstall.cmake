@@ -1,16 +1,23 @@
-# What `cmake --install` gives: the program with its documents, the filter module, and the libraries, each with its
-# public header, a CMake package (find_package(ZdrMp4Source)) and a pkg-config file.
+# What `cmake --install` gives: the program with its documents, the filter module with the headers that a host needs,
+# and the libraries, each with its public header, a CMake package (find_package(ZdrMp4Source)) and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(ZDR_MODULE_DIR lib/zdr)  # where the program looks, from its own folder: ../lib/zdr
 set(ZDR_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zdr)
 set(ZDR_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZdrMp4Source)
+# From the folder of the pkg-config files back to the prefix, however deep the library folder lies.
+file(RELATIVE_PATH ZDR_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 
-# zdr_install_library(TARGET "what it is" REQUIRES other targets ... HEADERS public headers, the first one's folder ...)
-# C and C++ programs name the headers as the tree does: #include "p3gpp/p3gpp.h".
+# zdr_install_library(TARGET "what it is" REQUIRES other targets ... HEADERS public headers ... FOLDERS ...)
+# C and C++ programs name the headers as the tree does: #include "p3gpp/p3gpp.h"; those of FOLDERS also by name alone.
 function(zdr_install_library target description)
-  cmake_parse_arguments(ARG "" "" "REQUIRES;HEADERS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "REQUIRES;HEADERS;FOLDERS" ${ARGN})
+  set(flags "-I\${prefix}/${ZDR_HEADER_DIR}")
   target_include_directories(${target} INTERFACE $<INSTALL_INTERFACE:${ZDR_HEADER_DIR}>)
+  foreach(folder ${ARG_FOLDERS})
+    string(APPEND flags " -I\${prefix}/${ZDR_HEADER_DIR}/${folder}")
+    target_include_directories(${target} INTERFACE $<INSTALL_INTERFACE:${ZDR_HEADER_DIR}/${folder}>)
+  endforeach()
   install(TARGETS ${target} EXPORT ZdrMp4SourceTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   foreach(header ${ARG_HEADERS})
@@ -21,20 +28,23 @@ function(zdr_install_library target description)
   list(TRANSFORM ARG_REQUIRES REPLACE "_" "-")
   list(JOIN ARG_REQUIRES " " requires)
   file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/${name}.pc @ONLY CONTENT
-"prefix=\${pcfiledir}/../..
+"prefix=\${pcfiledir}/${ZDR_PREFIX_FROM_PC}
 Name: ${name}
 Description: ${description}
 Version: ${PROJECT_VERSION}
 Requires: ${requires}
-Cflags: -I\${prefix}/${ZDR_HEADER_DIR}
-Libs: -L\${prefix}/${CMAKE_INSTALL_LIBDIR} -l${target}
-Libs.private: -lstdc++
+Cflags: ${flags}
+Libs: -L\${prefix}/${CMAKE_INSTALL_LIBDIR} -l${target} -lstdc++
 ")
   install(FILES ${CMAKE_BINARY_DIR}/generated/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()
 
 install(TARGETS zdr_win32 EXPORT ZdrMp4SourceTargets)
-zdr_install_library(zdrplatform "platform runtime of the ZdrMp4Source libraries")
+# With it a host comes to the filter: interfaces of the platform and of the module, and the runtime that loads modules.
+file(GLOB interfaces RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS filters/source/mp4/interfaces/*.h
+     platform/win32/*.h platform/com/*.h platform/dshow/*.h)
+zdr_install_library(zdrplatform "platform runtime of the ZdrMp4Source module and libraries" HEADERS ${interfaces}
+                    FOLDERS platform/win32 platform/com platform/dshow)
 zdr_install_library(zdr_os "file and thread layer" REQUIRES zdrplatform HEADERS os/os.h os/status.h)
 zdr_install_library(zdr_fmgr "file manager" REQUIRES zdr_os HEADERS fmgr/fmgr.h)
 zdr_install_library(zdr_p3gpp "3GPP and MP4 parser" REQUIRES zdr_fmgr HEADERS p3gpp/p3gpp.h p3gpp/p3gpp_inspect.h)

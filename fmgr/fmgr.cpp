@@ -27,7 +27,7 @@ int32_t with_file_locked(FMGR_Stream* stream, Operation operation) {
 
 }  // namespace
 
-int32_t FMGR_Init(FMGR_Context** context, const FMGR_Config* config) {
+int32_t FMGR_Init(FMGR_Context** context, const FMGR_Config* config) noexcept {
   if (!context || !config) return FMGR_ERR_BAD_ARGUMENT;
   *context = nullptr;
   std::unique_ptr<FMGR_Context> made(new (std::nothrow) FMGR_Context);
@@ -40,23 +40,23 @@ int32_t FMGR_Init(FMGR_Context** context, const FMGR_Config* config) {
   return FMGR_OK;
 }
 
-int32_t FMGR_Deinit(FMGR_Context* context) {
+int32_t FMGR_Deinit(FMGR_Context* context) noexcept {
   if (!context) return FMGR_ERR_BAD_ARGUMENT;
   const std::unique_ptr<FMGR_Context> owned(context);
   fmgr::close_all_streams(*context);
   return FMGR_OK;
 }
 
-FMGR_Stream* FMGR_FOpen(const FMGR_Descriptor* descriptor, const char* mode, FMGR_Context* context) {
+FMGR_Stream* FMGR_FOpen(const FMGR_Descriptor* descriptor, const char* mode, FMGR_Context* context) noexcept {
   if (!descriptor || !mode || !context) return nullptr;
   return fmgr::open_stream(*descriptor, mode, *context);
 }
 
-int32_t FMGR_FClose(FMGR_Stream* stream) {
+int32_t FMGR_FClose(FMGR_Stream* stream) noexcept {
   return stream ? fmgr::close_stream(*stream) : FMGR_ERR_GENERIC;
 }
 
-int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count) {
+int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count) noexcept {
   // Kept: reading nothing is an error, also where bytes are left.
   if (stream && (!buffer || count == 0)) return FMGR_ERR_BAD_ARGUMENT;
   // More would read as a negative status.
@@ -68,7 +68,7 @@ int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count) {
   });
 }
 
-int32_t FMGR_FSeek(FMGR_Stream* stream, int32_t offset, int32_t whence) {
+int32_t FMGR_FSeek(FMGR_Stream* stream, int32_t offset, int32_t whence) noexcept {
   return with_file_locked(stream, [&](FMGR_Stream& open) -> int32_t {
     if (open.buffer) return fmgr::seek_buffer(*open.buffer, offset, whence);
     fmgr::seek_stream32(open, offset, whence);
@@ -76,7 +76,8 @@ int32_t FMGR_FSeek(FMGR_Stream* stream, int32_t offset, int32_t whence) {
   });
 }
 
-int32_t FMGR_FSeek64(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high, int32_t whence) {
+int32_t FMGR_FSeek64(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high,
+                     int32_t whence) noexcept {
   return with_file_locked(stream, [&](FMGR_Stream& open) -> int32_t {
     const int64_t offset = fmgr::offset_of(offset_low, offset_high);
     if (open.buffer) return fmgr::seek_buffer(*open.buffer, offset, whence);
@@ -85,7 +86,7 @@ int32_t FMGR_FSeek64(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_h
   });
 }
 
-int32_t FMGR_FTell(FMGR_Stream* stream, uint64_t* position) {
+int32_t FMGR_FTell(FMGR_Stream* stream, uint64_t* position) noexcept {
   if (stream && !position) return FMGR_ERR_BAD_ARGUMENT;
   return with_file_locked(stream, [&](const FMGR_Stream& open) -> int32_t {
     *position = open.buffer ? fmgr::buffer_position(*open.buffer) : open.position;
@@ -93,13 +94,13 @@ int32_t FMGR_FTell(FMGR_Stream* stream, uint64_t* position) {
   });
 }
 
-int32_t FMGR_FSize(FMGR_Stream* stream, uint32_t* size) {
+int32_t FMGR_FSize(FMGR_Stream* stream, uint32_t* size) noexcept {
   if (stream && !size) return FMGR_ERR_BAD_ARGUMENT;
   return with_file_locked(stream,
                           [&](const FMGR_Stream& open) { return fmgr::device_size32(*open.file, size); });
 }
 
-int32_t FMGR_FSize64(FMGR_Stream* stream, uint64_t* size) {
+int32_t FMGR_FSize64(FMGR_Stream* stream, uint64_t* size) noexcept {
   if (stream && !size) return FMGR_ERR_BAD_ARGUMENT;
   return with_file_locked(stream,
                           [&](const FMGR_Stream& open) { return fmgr::device_size(*open.file, size); });

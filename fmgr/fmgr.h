@@ -23,7 +23,10 @@
 #include "os/status.h"
 
 #ifdef __cplusplus
+#define FMGR_NOEXCEPT noexcept
 extern "C" {
+#else
+#define FMGR_NOEXCEPT
 #endif
 
 /* Device types of a descriptor. */
@@ -40,7 +43,8 @@ enum {
 /* Seek origins. */
 enum { FMGR_SEEK_SET = 0, FMGR_SEEK_CURRENT = 1, FMGR_SEEK_END = 2 };
 
-/* Returns 0 and the number of bytes put into `buffer`; anything but 0 fails the read. */
+/* Returns 0 and the number of bytes put into `buffer`; anything but 0 fails the read. Callbacks run on the
+ * thread that reads or writes, under the lock of the file: they must not use a stream of the same file. */
 typedef int32_t (*FMGR_ReadCallback)(void* caller, void* buffer, uint32_t count, uint32_t position_low,
                                      uint32_t position_high, uint32_t* bytes_read);
 typedef int32_t (*FMGR_WriteCallback)(void* caller, const void* buffer, uint32_t count, uint32_t position_low,
@@ -60,7 +64,7 @@ typedef struct FMGR_Descriptor {
       FMGR_SizeCallback size;
     } callback; /* FMGR_DEV_CALLBACK */
     struct {
-      const void* base;
+      const void* base; /* not copied: it outlives the streams */
       uint32_t size;
     } memory; /* FMGR_DEV_MEMORY */
     struct {
@@ -86,31 +90,33 @@ typedef struct FMGR_Stream FMGR_Stream;
  * fails, its FMGR_ERR_GENERIC is returned and nothing has changed. */
 
 /* Makes a manager, or fails with FMGR_ERR_NO_MEMORY. */
-int32_t FMGR_Init(FMGR_Context** context, const FMGR_Config* config);
-/* Releases a manager and every stream still open in it. */
-int32_t FMGR_Deinit(FMGR_Context* context);
+int32_t FMGR_Init(FMGR_Context** context, const FMGR_Config* config) FMGR_NOEXCEPT;
+/* Releases a manager and every stream still open in it; no other thread may use either any more. */
+int32_t FMGR_Deinit(FMGR_Context* context) FMGR_NOEXCEPT;
 
 /* Opens a stream on `descriptor` with a C mode string ("rb"); null on any failure. After a failed open of a
  * file the platform's last error tells why. */
-FMGR_Stream* FMGR_FOpen(const FMGR_Descriptor* descriptor, const char* mode, FMGR_Context* context);
+FMGR_Stream* FMGR_FOpen(const FMGR_Descriptor* descriptor, const char* mode,
+                        FMGR_Context* context) FMGR_NOEXCEPT;
 /* The stream is gone afterwards, also when closing the device failed and its status is returned. */
-int32_t FMGR_FClose(FMGR_Stream* stream);
+int32_t FMGR_FClose(FMGR_Stream* stream) FMGR_NOEXCEPT;
 
 /* Bytes read (0 at the end) or a negative status: a failed seek of the device as it is, a failed read of the
  * device as FMGR_ERR_GENERIC. One call reads at most 2^31 - 1 bytes. A count of 0 is FMGR_ERR_BAD_ARGUMENT.
  * With buffering on, a failing device looks like the end of the data. */
-int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count);
+int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count) FMGR_NOEXCEPT;
 
 /* Sets the position of the stream; the device itself is not asked before the next read. Without buffering
  * this always succeeds, an unknown `whence` changes nothing, and FMGR_FSeek from the end works in 32 bits.
  * With buffering an unknown `whence` is FMGR_ERR_GENERIC. */
-int32_t FMGR_FSeek(FMGR_Stream* stream, int32_t offset, int32_t whence);
+int32_t FMGR_FSeek(FMGR_Stream* stream, int32_t offset, int32_t whence) FMGR_NOEXCEPT;
 /* The offset is the signed 64-bit number of both words. */
-int32_t FMGR_FSeek64(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high, int32_t whence);
-int32_t FMGR_FTell(FMGR_Stream* stream, uint64_t* position);
+int32_t FMGR_FSeek64(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high,
+                     int32_t whence) FMGR_NOEXCEPT;
+int32_t FMGR_FTell(FMGR_Stream* stream, uint64_t* position) FMGR_NOEXCEPT;
 /* FMGR_ERR_TOO_LARGE when the size does not fit a signed 32-bit number. */
-int32_t FMGR_FSize(FMGR_Stream* stream, uint32_t* size);
-int32_t FMGR_FSize64(FMGR_Stream* stream, uint64_t* size);
+int32_t FMGR_FSize(FMGR_Stream* stream, uint32_t* size) FMGR_NOEXCEPT;
+int32_t FMGR_FSize64(FMGR_Stream* stream, uint64_t* size) FMGR_NOEXCEPT;
 
 #ifdef __cplusplus
 }

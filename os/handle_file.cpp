@@ -28,28 +28,28 @@ DWORD seek_method(int32_t whence) {
 
 }  // namespace
 
-int32_t OS_FileRead(void* handle, void* buffer, uint32_t count, uint32_t* bytes_read) {
+int32_t OS_FileRead(void* handle, void* buffer, uint32_t count, uint32_t* bytes_read) noexcept {
   if (!handle || !bytes_read) return FMGR_ERR_BAD_ARGUMENT;
   *bytes_read = 0;
   if (count == 0) return FMGR_OK;
   return ReadFile(handle, buffer, count, bytes_read, nullptr) ? FMGR_OK : FMGR_ERR_READ;
 }
 
-int32_t OS_FileWrite(void* handle, const void* buffer, uint32_t count, uint32_t* bytes_written) {
+int32_t OS_FileWrite(void* handle, const void* buffer, uint32_t count, uint32_t* bytes_written) noexcept {
   // Kept: writing nothing is an error although reading nothing is not.
   if (!handle || !bytes_written || count == 0) return FMGR_ERR_BAD_ARGUMENT;
   *bytes_written = 0;
   return WriteFile(handle, buffer, count, bytes_written, nullptr) ? FMGR_OK : FMGR_ERR_WRITE;
 }
 
-int32_t OS_FileSeek(void* handle, uint32_t offset_low, uint32_t offset_high, int32_t whence) {
+int32_t OS_FileSeek(void* handle, uint32_t offset_low, uint32_t offset_high, int32_t whence) noexcept {
   if (!handle) return FMGR_ERR_BAD_ARGUMENT;
   auto high = static_cast<LONG>(offset_high);
   const DWORD low = SetFilePointer(handle, static_cast<LONG>(offset_low), &high, seek_method(whence));
   return failed(low) ? FMGR_ERR_SEEK : FMGR_OK;
 }
 
-int32_t OS_FileTell(void* handle, uint64_t* position) {
+int32_t OS_FileTell(void* handle, uint64_t* position) noexcept {
   if (!handle || !position) return FMGR_ERR_BAD_ARGUMENT;
   LONG high = 0;
   const DWORD low = SetFilePointer(handle, 0, &high, FILE_CURRENT);
@@ -59,7 +59,7 @@ int32_t OS_FileTell(void* handle, uint64_t* position) {
   return FMGR_OK;
 }
 
-int32_t OS_FileSize(void* handle, uint64_t* size) {
+int32_t OS_FileSize(void* handle, uint64_t* size) noexcept {
   if (size) *size = 0;
   if (!handle || !size) return FMGR_ERR_BAD_ARGUMENT;
   DWORD high = 0;
@@ -69,12 +69,12 @@ int32_t OS_FileSize(void* handle, uint64_t* size) {
   return FMGR_OK;
 }
 
-int32_t OS_FileFlush(void* handle) {
+int32_t OS_FileFlush(void* handle) noexcept {
   if (!handle) return FMGR_ERR_BAD_ARGUMENT;
   return FlushFileBuffers(handle) ? FMGR_OK : FMGR_ERR_GENERIC;
 }
 
-int32_t OS_FileClose(void* handle) {
+int32_t OS_FileClose(void* handle) noexcept {
   if (!handle) return FMGR_ERR_BAD_ARGUMENT;
   return CloseHandle(handle) ? FMGR_OK : FMGR_ERR_GENERIC;
 }

@@ -3,10 +3,10 @@
 
 #include "os/os.h"
 
-void* OS_Malloc(size_t size) {
+void* OS_Malloc(size_t size) noexcept {
   return std::malloc(size);
 }
 
-void OS_Free(void* block) {
+void OS_Free(void* block) noexcept {
   std::free(block);
 }

@@ -55,34 +55,34 @@ Char* temp_name(const Char* path, OS_ReleaseFunction* release) {
 using zdr::os::NarrowCalls;
 using zdr::os::WideCalls;
 
-int32_t OS_FileOpen(void** handle, const char* path, uint32_t mode) {
+int32_t OS_FileOpen(void** handle, const char* path, uint32_t mode) noexcept {
   return zdr::os::open_file<NarrowCalls>(handle, path, mode);
 }
 
-int32_t OS_FileOpenW(void** handle, const char16_t* path, uint32_t mode) {
+int32_t OS_FileOpenW(void** handle, const char16_t* path, uint32_t mode) noexcept {
   return zdr::os::open_file<WideCalls>(handle, path, mode);
 }
 
-int32_t OS_FileDelete(const char* path) {
+int32_t OS_FileDelete(const char* path) noexcept {
   return zdr::os::delete_file<NarrowCalls>(path);
 }
 
-int32_t OS_FileDeleteW(const char16_t* path) {
+int32_t OS_FileDeleteW(const char16_t* path) noexcept {
   return zdr::os::delete_file<WideCalls>(path);
 }
 
-int32_t OS_DiskFreeBytes(const char* path, uint64_t* bytes) {
+int32_t OS_DiskFreeBytes(const char* path, uint64_t* bytes) noexcept {
   return zdr::os::disk_free_bytes<NarrowCalls>(path, bytes);
 }
 
-int32_t OS_DiskFreeBytesW(const char16_t* path, uint64_t* bytes) {
+int32_t OS_DiskFreeBytesW(const char16_t* path, uint64_t* bytes) noexcept {
   return zdr::os::disk_free_bytes<WideCalls>(path, bytes);
 }
 
-char* OS_TempName(const char* path, OS_ReleaseFunction* release) {
+char* OS_TempName(const char* path, OS_ReleaseFunction* release) noexcept {
   return zdr::os::temp_name(path, release);
 }
 
-char16_t* OS_TempNameW(const char16_t* path, OS_ReleaseFunction* release) {
+char16_t* OS_TempNameW(const char16_t* path, OS_ReleaseFunction* release) noexcept {
   return zdr::os::temp_name(path, release);
 }

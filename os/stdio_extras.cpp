@@ -5,7 +5,7 @@
 
 #include "os/os.h"
 
-int32_t OS_GetFreeSpace(uint32_t free_bytes[2], const char16_t* path) {
+int32_t OS_GetFreeSpace(uint32_t free_bytes[2], const char16_t* path) noexcept {
   if (!free_bytes || !path) return -1;
   const std::u16string_view whole = path;
   // Kept: only a backslash ends the folder part, and without one the current volume answers.
@@ -23,7 +23,7 @@ int32_t OS_GetFreeSpace(uint32_t free_bytes[2], const char16_t* path) {
   return 0;
 }
 
-char16_t* OS_GetTempFilePath(void) {
+char16_t* OS_GetTempFilePath(void) noexcept {
   static char16_t path[MAX_PATH] = u"\\temp.tmp";
   char16_t folder[MAX_PATH] = {};
   // Kept: the folder is asked for and then used only when there is none.
@@ -31,7 +31,7 @@ char16_t* OS_GetTempFilePath(void) {
   return path;
 }
 
-int32_t OS_DeleteFileMB(const char* path) {
+int32_t OS_DeleteFileMB(const char* path) noexcept {
   char16_t wide[MAX_PATH] = {};
   if (MultiByteToWideChar(CP_ACP, 0, path, -1, wide, MAX_PATH) == 0) return FALSE;
   return DeleteFileW(wide);

@@ -39,7 +39,7 @@ DWORD transfer_bytes(uint32_t size, uint32_t count) {
 
 }  // namespace
 
-void* OS_fopen(const char16_t* path, const char* mode) {
+void* OS_fopen(const char16_t* path, const char* mode) noexcept {
   if (!path || !mode) return nullptr;
   const std::string_view mode_string = mode;
   const FileMode* row = find_mode(mode_string);
@@ -52,30 +52,30 @@ void* OS_fopen(const char16_t* path, const char* mode) {
   return file;
 }
 
-uint32_t OS_fread(void* buffer, uint32_t size, uint32_t count, void* handle) {
+uint32_t OS_fread(void* buffer, uint32_t size, uint32_t count, void* handle) noexcept {
   if (size == 0 || count == 0) return 0;
   DWORD moved = 0;
   return ReadFile(handle, buffer, transfer_bytes(size, count), &moved, nullptr) ? moved / size : 0;
 }
 
-uint32_t OS_fwrite(const void* buffer, uint32_t size, uint32_t count, void* handle) {
+uint32_t OS_fwrite(const void* buffer, uint32_t size, uint32_t count, void* handle) noexcept {
   if (size == 0 || count == 0) return 0;
   DWORD moved = 0;
   return WriteFile(handle, buffer, transfer_bytes(size, count), &moved, nullptr) ? moved / size : 0;
 }
 
-int32_t OS_fseek(void* handle, int32_t offset, int32_t whence) {
+int32_t OS_fseek(void* handle, int32_t offset, int32_t whence) noexcept {
   const DWORD position = SetFilePointer(handle, offset, nullptr, static_cast<DWORD>(whence));
   if (position < INVALID_SET_FILE_POINTER) return 0;
   return GetLastError() != ERROR_SUCCESS ? 1 : 0;
 }
 
-int32_t OS_ftell(void* handle) {
+int32_t OS_ftell(void* handle) noexcept {
   const DWORD position = SetFilePointer(handle, 0, nullptr, FILE_CURRENT);
   // Above 2 GiB the position would read as a negative offset.
   return position > INT32_MAX ? -1 : static_cast<int32_t>(position);
 }
 
-int32_t OS_fclose(void* handle) {
+int32_t OS_fclose(void* handle) noexcept {
   return CloseHandle(handle) ? 0 : -1;
 }

@@ -57,7 +57,7 @@ void release_mutexes() {
 
 using namespace zdr::os;
 
-int32_t OS_ThreadInit(void) {
+int32_t OS_ThreadInit(void) noexcept {
   if (g_start_table.slot_mutex) return FMGR_OK;
   g_start_table.creation_mutex = OS_MutexCreate();
   g_start_table.slot_mutex = OS_MutexCreate();
@@ -66,12 +66,13 @@ int32_t OS_ThreadInit(void) {
   return FMGR_ERR_GENERIC;
 }
 
-int32_t OS_ThreadShutdown(void) {
+int32_t OS_ThreadShutdown(void) noexcept {
   release_mutexes();
   return FMGR_OK;
 }
 
-void* OS_ThreadCreate(OS_ThreadRoutine routine, void* argument, uint32_t stack_size, uint32_t flags) {
+void* OS_ThreadCreate(OS_ThreadRoutine routine, void* argument, uint32_t stack_size,
+                      uint32_t flags) noexcept {
   if (!routine) return nullptr;
   const MutexLock lock(g_start_table.creation_mutex);
   if (lock.status() != FMGR_OK) return nullptr;
@@ -83,7 +84,7 @@ void* OS_ThreadCreate(OS_ThreadRoutine routine, void* argument, uint32_t stack_s
   return thread;
 }
 
-int32_t OS_ThreadSetPriority(void* thread, int32_t priority) {
+int32_t OS_ThreadSetPriority(void* thread, int32_t priority) noexcept {
   // Kept: the answer is the wrong way round.
   return SetThreadPriority(thread, priority) ? -1 : 0;
 }

@@ -32,7 +32,7 @@ Status get_decoder_info(const P3gppFile& file, uint32_t track_id, uint32_t descr
 }  // namespace zdr::p3gpp
 
 extern "C" int32_t P3GPP_GetDecoderInfo(P3gppFile* file, uint32_t track_id, P3gppDecoderInfo** info,
-                                        uint32_t description_index) {
+                                        uint32_t description_index) noexcept {
   namespace p3gpp = zdr::p3gpp;
   if (info != nullptr) *info = nullptr;
   if (file == nullptr || info == nullptr) return P3GPP_ERR_BAD_ARGUMENT;

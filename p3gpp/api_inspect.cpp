@@ -70,7 +70,7 @@ Status get_hint_info(const P3gppFile& file, uint32_t track_id, P3gppHintInfo& in
 
 using namespace zdr::p3gpp;
 
-int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag) {
+int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag) noexcept {
   if (tag == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   // Not by assignment, which need not clear the members of the union behind its first.
   std::memset(tag, 0, sizeof *tag);
@@ -78,21 +78,21 @@ int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag) {
   return get_tag(*file, tag_code, *tag);
 }
 
-int32_t P3GPP_GetId3Location(P3gppFile* file, P3gppId3Location* location) {
+int32_t P3GPP_GetId3Location(P3gppFile* file, P3gppId3Location* location) noexcept {
   if (location == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   *location = {};
   if (file == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return get_id3_location(*file, *location);
 }
 
-int32_t P3GPP_GetHintInfo(P3gppFile* file, uint32_t track_id, P3gppHintInfo* info) {
+int32_t P3GPP_GetHintInfo(P3gppFile* file, uint32_t track_id, P3gppHintInfo* info) noexcept {
   if (info == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   *info = {};
   if (file == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return get_hint_info(*file, track_id, *info);
 }
 
-int32_t P3GPP_WalkBoxes(P3gppFile* file, const P3gppBoxVisitor* visitor) {
+int32_t P3GPP_WalkBoxes(P3gppFile* file, const P3gppBoxVisitor* visitor) noexcept {
   if (file == nullptr || visitor == nullptr || visitor->box == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return guarded([&] {
     walk_boxes(*file, *visitor);

@@ -46,7 +46,7 @@ Status open_explained(P3gppFile** result, const FMGR_Descriptor* descriptor, FMG
 extern "C" {
 
 int32_t P3GPP_OpenTraced(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
-                         P3gppOpenError* error, const P3gppBoxVisitor* visitor) {
+                         P3gppOpenError* error, const P3gppBoxVisitor* visitor) noexcept {
   P3gppOpenError found{};
   const int32_t status = zdr::p3gpp::open_explained(file, descriptor, context, visitor, found);
   if (found.status == P3GPP_OK) found.status = status;
@@ -55,15 +55,15 @@ int32_t P3GPP_OpenTraced(P3gppFile** file, const FMGR_Descriptor* descriptor, FM
 }
 
 int32_t P3GPP_OpenExplained(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
-                            P3gppOpenError* error) {
+                            P3gppOpenError* error) noexcept {
   return P3GPP_OpenTraced(file, descriptor, context, error, nullptr);
 }
 
-int32_t P3GPP_Open(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context) {
+int32_t P3GPP_Open(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context) noexcept {
   return P3GPP_OpenExplained(file, descriptor, context, nullptr);
 }
 
-int32_t P3GPP_Close(P3gppFile* file) {
+int32_t P3GPP_Close(P3gppFile* file) noexcept {
   if (file == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   delete file;
   return P3GPP_OK;

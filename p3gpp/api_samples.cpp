@@ -48,7 +48,8 @@ Status average_bitrate(const TrackPath& path, float& bits_per_second) {
 
 using namespace zdr::p3gpp;
 
-int32_t P3GPP_OpenTrack(P3gppFile* file, P3gppTrack** track, uint32_t track_id, uint32_t cache_budget) {
+int32_t P3GPP_OpenTrack(P3gppFile* file, P3gppTrack** track, uint32_t track_id,
+                        uint32_t cache_budget) noexcept {
   if (file == nullptr || track == nullptr || cache_budget == 0) return P3GPP_ERR_BAD_ARGUMENT;
   *track = nullptr;
   return guarded([&] {
@@ -59,7 +60,7 @@ int32_t P3GPP_OpenTrack(P3gppFile* file, P3gppTrack** track, uint32_t track_id, 
   });
 }
 
-int32_t P3GPP_CloseTrack(P3gppTrack* track) {
+int32_t P3GPP_CloseTrack(P3gppTrack* track) noexcept {
   if (track == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return on_track(track, [](const TrackPath& path) {
     close_track(path);
@@ -67,14 +68,14 @@ int32_t P3GPP_CloseTrack(P3gppTrack* track) {
   });
 }
 
-int32_t P3GPP_GetMaxSampleSize(P3gppTrack* track, uint32_t* size) {
+int32_t P3GPP_GetMaxSampleSize(P3gppTrack* track, uint32_t* size) noexcept {
   if (track == nullptr || size == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return on_complete_track(track, [&](const TrackPath& path) {
     return largest_sample_size(*payload_of<StszPayload>(path.stbl->stsz), *size);
   });
 }
 
-int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second) {
+int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second) noexcept {
   if (bits_per_second == nullptr) return P3GPP_ERR_GENERIC;
   *bits_per_second = 0;
   if (track == nullptr) return P3GPP_ERR_GENERIC;
@@ -83,11 +84,11 @@ int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second) {
   return status == P3GPP_OK ? P3GPP_OK : P3GPP_ERR_GENERIC;
 }
 
-int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample) {
+int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample) noexcept {
   return P3GPP_ReadSampleBounded(track, sample, std::numeric_limits<uint32_t>::max());
 }
 
-int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t capacity) {
+int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t capacity) noexcept {
   if (track == nullptr || sample == nullptr || to_node(track)->payload == nullptr) {
     return P3GPP_ERR_BAD_ARGUMENT;
   }
@@ -95,7 +96,7 @@ int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t
 }
 
 int32_t P3GPP_GetSampleTime(P3gppTrack* track, uint32_t number, uint32_t* decoding_time,
-                            uint32_t* composition_time) {
+                            uint32_t* composition_time) noexcept {
   if (track == nullptr || decoding_time == nullptr || composition_time == nullptr) {
     return P3GPP_ERR_BAD_ARGUMENT;
   }
@@ -106,7 +107,7 @@ int32_t P3GPP_GetSampleTime(P3gppTrack* track, uint32_t number, uint32_t* decodi
   });
 }
 
-int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number) {
+int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number) noexcept {
   if (track == nullptr || time == nullptr || number == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return on_complete_track(track, [&](const TrackPath& path) {
     TimedSample sample;
@@ -118,14 +119,14 @@ int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number) 
   });
 }
 
-int32_t P3GPP_FindSyncSample(P3gppTrack* track, uint32_t* number, int32_t direction) {
+int32_t P3GPP_FindSyncSample(P3gppTrack* track, uint32_t* number, int32_t direction) noexcept {
   if (track == nullptr || number == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   const SyncDirection where = direction == 1 ? SyncDirection::kForward : SyncDirection::kBackward;
   return on_complete_track(
       track, [&](const TrackPath& path) { return find_sync_sample(*path.stbl, *number, where, *number); });
 }
 
-int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync) {
+int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync) noexcept {
   if (track == nullptr || is_sync == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return on_complete_track(track, [&](const TrackPath& path) {
     bool answer = false;
@@ -135,7 +136,7 @@ int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync)
   });
 }
 
-int32_t P3GPP_GetAllSyncCount(P3gppTrack* track, uint32_t* count) {
+int32_t P3GPP_GetAllSyncCount(P3gppTrack* track, uint32_t* count) noexcept {
   if (track == nullptr || count == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return on_complete_track(track, [&](const TrackPath& path) {
     const bool has_table = payload_of<StssPayload>(path.stbl->stss) != nullptr;

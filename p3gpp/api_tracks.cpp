@@ -109,14 +109,14 @@ Status get_track_info(const P3gppFile& file, uint32_t track_id, P3gppTrackInfo**
 
 using namespace zdr::p3gpp;
 
-int32_t P3GPP_GetMovieInfo(P3gppFile* file, P3gppMovieInfo* info) {
+int32_t P3GPP_GetMovieInfo(P3gppFile* file, P3gppMovieInfo* info) noexcept {
   if (file == nullptr || info == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   *info = {};
   info->release = release_movie_info;
   return guarded([&] { return get_movie_info(*file, *info); });
 }
 
-int32_t P3GPP_GetTrackCounts(P3gppFile* file, P3gppTrackCounts* counts) {
+int32_t P3GPP_GetTrackCounts(P3gppFile* file, P3gppTrackCounts* counts) noexcept {
   if (file == nullptr || counts == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   *counts = {};
   return for_each_track(*file, [&](const TrakPayload&, const TrackKind& kind) {
@@ -126,7 +126,7 @@ int32_t P3GPP_GetTrackCounts(P3gppFile* file, P3gppTrackCounts* counts) {
   });
 }
 
-int32_t P3GPP_GetTrackIds(P3gppFile* file, uint32_t type, uint32_t* ids, uint32_t* count) {
+int32_t P3GPP_GetTrackIds(P3gppFile* file, uint32_t type, uint32_t* ids, uint32_t* count) noexcept {
   if (file == nullptr || ids == nullptr || count == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   *count = 0;
   return for_each_track(*file, [&](const TrakPayload& trak, const TrackKind& kind) {
@@ -135,7 +135,7 @@ int32_t P3GPP_GetTrackIds(P3gppFile* file, uint32_t type, uint32_t* ids, uint32_
   });
 }
 
-int32_t P3GPP_GetTrackInfo(P3gppFile* file, uint32_t track_id, P3gppTrackInfo** info) {
+int32_t P3GPP_GetTrackInfo(P3gppFile* file, uint32_t track_id, P3gppTrackInfo** info) noexcept {
   if (file == nullptr || info == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   *info = nullptr;
   return guarded([&] { return get_track_info(*file, track_id, info); });

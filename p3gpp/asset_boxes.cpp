@@ -114,7 +114,8 @@ Status parse_loci(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   auto payload = std::make_unique<LociPayload>();
   payload->language = read_language(reader);
-  if (reader.remaining() == 0) return reader.fail(P3GPP_ERR_BOX_SIZE);  // required: not even an empty name
+  if (reader.remaining() == 0)
+    return reader.fail(P3GPP_ERR_BOX_SIZE);  // kept on purpose: not even an empty name
   const std::string bytes = reader.read_rest_as_text();
   LocationBody body(bytes);
   payload->name = body.take_text();
@@ -132,7 +133,8 @@ Status parse_albm(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<AlbmPayload>();
   payload->language = read_language(reader);
   if (reader.remaining() == 0) return reader.fail(P3GPP_ERR_BOX_SIZE);
-  // Required: the last byte is the track number, also where the box has none and it is the title's NUL.
+  // Kept on purpose: the last byte is the track number, also where the box has none and it is the title's
+  // NUL.
   payload->title = reader.read_text(reader.remaining() - 1);
   payload->track_number = reader.u8();
   return keep_payload(reader, node, std::move(payload));

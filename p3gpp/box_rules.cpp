@@ -63,7 +63,7 @@ constexpr std::array kStblChildren{
     in_slot<&StblPayload::stsc>("stsc", parse_stsc),
     in_slot<&StblPayload::stco>("stco", parse_stco),
     in_slot<&StblPayload::stsh>("stsh", parse_stsh),
-    // Required: a degradation priority table makes the whole sample table unusable.
+    // Kept on purpose: a degradation priority table makes the whole sample table unusable.
     ChildRule{"stdp", nullptr, Keep::kEndsContainer},
     in_slot<&StblPayload::co64>("co64", parse_co64),
 };
@@ -75,7 +75,7 @@ constinit const ContainerRule kMoovRule{
     .children = kMoovChildren,
     .make_payload = make_payload<MoovPayload>,
     .list = PayloadMember<&MoovPayload::traks>::get,
-    // Required: what follows the damaged track is not read either.
+    // Kept on purpose: what follows the damaged track is not read either.
     .tolerates_later_failure = true,
 };
 

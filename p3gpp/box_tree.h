@@ -64,7 +64,8 @@ Payload* payload_of(const BoxSlot& slot) {
 }
 
 // A file time or duration as it is kept: for a 64-bit field `first` is the high half and `second` the low
-// one, for a 32-bit field `first` is the value and `second` 0. Required: readers take `first` in both cases.
+// one, for a 32-bit field `first` is the value and `second` 0. Kept on purpose: readers take `first` in both
+// cases.
 struct FileTime {
   uint32_t first = 0;
   uint32_t second = 0;
@@ -160,7 +161,7 @@ struct StsdPayload final : BoxPayload {
 
 struct FtypPayload final : BoxPayload {
   std::array<char, 4> major_brand{};
-  std::array<uint8_t, 4> minor_version{};  // required: raw file bytes
+  std::array<uint8_t, 4> minor_version{};  // kept on purpose: raw file bytes
   std::vector<char> compatible_brands;     // without terminator; a multiple of 4 only in a sane file
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };

@@ -18,7 +18,7 @@ void keep_child(const ContainerRule& rule, const ChildRule& row, BoxNode& node, 
   }
 }
 
-// Required: of the 12 bytes that a full box begins with, the container counts 4.
+// Kept on purpose: of the 12 bytes that a full box begins with, the container counts 4.
 Status open_in_place(BoxReader& reader) {
   reader.skip(kFullBoxHeaderSize - kBoxHeaderSize);
   reader.count_again(kBoxHeaderSize);

@@ -116,7 +116,7 @@ Status parse_dac3(BoxReader& reader, BoxNode& node) {
   payload->acmod = bits >> 11 & 7;
   payload->lfeon = bits >> 10 & 1;
   payload->bit_rate_code = bits >> 5 & 0x1F;
-  // Required: codes without a rate give 0.
+  // Kept on purpose: codes without a rate give 0.
   if (payload->bit_rate_code < kAc3BitRates.size())
     payload->bit_rate_kbps = kAc3BitRates[payload->bit_rate_code];
   return keep_payload(reader, node, std::move(payload));

@@ -57,7 +57,7 @@ Status fill_mp4v(Entry& entry, P3gppDecoderInfo& info) {
   systems.width = entry.record.width;
   systems.height = entry.record.height;
   if (systems.width == 0 || systems.height == 0) {
-    // Required: the track's dimensions come in crosswise.
+    // Kept on purpose: the track's dimensions come in crosswise.
     systems.width = entry.tkhd.height;
     systems.height = entry.tkhd.width;
   }
@@ -70,7 +70,7 @@ Status fill_mp4a(Entry& entry, P3gppDecoderInfo& info) {
   return fill_systems(entry, info);
 }
 
-// Required: the caller gets the empty description together with the error.
+// Kept on purpose: the caller gets the empty description together with the error.
 Status fill_text(Entry& entry, P3gppDecoderInfo&) {
   entry.keep_record = true;
   return P3GPP_ERR_NO_ENTRY_PAYLOAD;
@@ -107,7 +107,7 @@ Status fill_vmr(Entry& entry, P3gppDecoderInfo& info) {
   return P3GPP_OK;
 }
 
-// Required: H263 and h263 report the dimensions alone, also when their configuration was read.
+// Kept on purpose: H263 and h263 report the dimensions alone, also when their configuration was read.
 Status fill_h263_dimensions(Entry& entry, P3gppDecoderInfo& info) {
   info.u.h263.width = entry.record.width;
   info.u.h263.height = entry.record.height;
@@ -216,13 +216,13 @@ Status fill_mp3(Entry& entry, P3gppDecoderInfo& info) {
 // What an entry without a record amounts to.
 enum class WithoutRecord : uint8_t {
   kError,
-  kBareDescription,  // required: kind and object type alone, and no error
+  kBareDescription,  // kept on purpose: kind and object type alone, and no error
   kNeverHasOne,
 };
 
 struct DecoderRule {
   std::string_view entry_type;
-  std::string_view handler_type;  // empty: any (required for s263 and H263)
+  std::string_view handler_type;  // empty: any (kept so for s263 and H263)
   uint8_t kind;
   uint8_t object_type;  // 0: from the ES descriptor
   Status (*fill)(Entry& entry, P3gppDecoderInfo& info);

@@ -77,7 +77,8 @@ void read_es_header(DescriptorCursor& cursor, EsDescriptor& result) {
   const uint8_t flags = cursor.u8();
   if ((flags & 0x80) != 0) cursor.skip(2);  // depends-on ES_ID
   if ((flags & 0x40) != 0) {
-    // Required: the skip starts at the length byte, not behind it, so it ends one byte before the URL does.
+    // Kept on purpose: the skip starts at the length byte, not behind it, so it ends one byte before the URL
+    // does.
     cursor.skip(cursor.peek());
   }
   if ((flags & 0x20) != 0) cursor.skip(2);  // OCR ES_ID
@@ -104,7 +105,7 @@ Status read_es_descriptor(std::span<const uint8_t> bytes, EsDescriptor& result) 
   if (cursor.take_tag(kDecoderSpecificInfoTag)) {
     result.decoder_specific_info = cursor.sized_bytes();
   } else if (result.object_type == P3GPP_OTI_MPEG4_VISUAL && !cursor.failed()) {
-    // Required: what was read so far stays with the caller.
+    // Kept on purpose: what was read so far stays with the caller.
     result.lacks_visual_config = true;
     return P3GPP_ERR_DECODER_CONFIG;
   }

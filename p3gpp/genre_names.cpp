@@ -1,5 +1,6 @@
-// Names of the numeric genres of an item list. Required: this list of 125 names with its own spellings; it
-// lacks one name of the common list behind "Swing", so that every later genre stands one place early.
+// Names of the numeric genres of an item list. Kept on purpose: this list of 125 names with its own
+// spellings; it lacks one name of the common list behind "Swing", so that every later genre stands one place
+// early.
 #include <array>
 
 #include "p3gpp/metadata_boxes.h"
@@ -30,7 +31,7 @@ constexpr std::array<std::string_view, 125> kGenreNames = {
 }  // namespace
 
 std::string_view genre_name(uint16_t code) {
-  // Required: the last name cannot be reached, and codes 0 and 1 share the first.
+  // Kept on purpose: the last name cannot be reached, and codes 0 and 1 share the first.
   if (code >= kGenreNames.size()) return {};
   return kGenreNames[code == 0 ? 0 : code - 1U];
 }

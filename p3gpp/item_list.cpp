@@ -35,7 +35,7 @@ Status keep_item(const ChildRule& row, BoxReader value, const PathStep& item, co
   return status;
 }
 
-// Required: the child is bounded by the list, not by its item.
+// Kept on purpose: the child is bounded by the list, not by its item.
 Status read_item_child_header(BoxReader& reader, const BoxNode& list, const PathStep& item, PathStep& child) {
   const TrailScope scope(reader.context().trail, item);
   return read_child_header(reader, list, child);
@@ -70,7 +70,8 @@ PathStep read_atom_header(BoxReader& reader, const PathStep& item) {
   return atom;
 }
 
-// Behind the header of a `name` atom. Required: its first four characters decide, whatever it holds beside.
+// Behind the header of a `name` atom. Kept on purpose: its first four characters decide, whatever it holds
+// beside.
 bool read_is_gracenote(BoxReader& reader) {
   constexpr std::string_view kName = "gnid";
   if (reader.remaining() < 8) return false;
@@ -107,7 +108,7 @@ Status read_freeform_item(BoxReader reader, const BoxNode& list, const PathStep&
     const PathStep atom = read_atom_header(reader, item);
     const bool is_name = has_type(atom, "name");
     const bool is_value = is_gracenote && has_type(atom, "data");
-    // Required: of an unknown atom only these 8 bytes are passed over, whatever size they tell.
+    // Kept on purpose: of an unknown atom only these 8 bytes are passed over, whatever size they tell.
     if (!is_value && !is_name && !has_type(atom, "mean")) continue;
     if (atom.size < kBoxHeaderSize || atom.size - kBoxHeaderSize > reader.remaining()) {
       return refuse_atom_size(reader, item, atom);
@@ -135,7 +136,7 @@ Status parse_text_item(BoxReader& reader, BoxNode& node) {
 }
 
 Status parse_genre_item(BoxReader& reader, BoxNode& node) {
-  // Required: a value of any other length than that of a code is dropped.
+  // Kept on purpose: a value of any other length than that of a code is dropped.
   if (reader.remaining() != kDataPrefix + 2) return P3GPP_OK;
   reader.skip(kDataPrefix);
   const std::string_view name = genre_name(reader.u16());
@@ -180,7 +181,7 @@ Status parse_item_list(BoxReader& reader, BoxNode& node) {
   return P3GPP_OK;
 }
 
-// Required: whatever goes wrong in here has one status, which fails the open.
+// Kept on purpose: whatever goes wrong in here has one status, which fails the open.
 Status parse_user_meta(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   Status status = reader.status();

@@ -42,7 +42,7 @@ std::vector<uint8_t> read_versioned_body(BoxReader& reader, BoxNode& node, size_
 Status parse_ftyp(BoxReader& reader, BoxNode& node) {
   if (node.size == kBoxHeaderSize) return P3GPP_OK;
   constexpr uint32_t kFixedSize = 16;
-  // Required: more brands are an error, and so is a size below 16, which wraps in 32 bits.
+  // Kept on purpose: more brands are an error, and so is a size below 16, which wraps in 32 bits.
   const uint32_t brand_bytes = node.size - kFixedSize;
   if (brand_bytes > kMaxBrandBytes) return reader.fail(P3GPP_ERR_READ);
   auto payload = std::make_unique<FtypPayload>();
@@ -90,7 +90,7 @@ Status parse_tkhd(BoxReader& reader, BoxNode& node) {
   payload->modification_time = body.time(wide ? 12 : 8, wide);
   payload->track_id = body.u32(wide ? 20 : 12);
   payload->duration = body.time(wide ? 28 : 20, wide);
-  // Required: version 1 takes these 4 bytes later, although its times make the box 12 bytes longer.
+  // Kept on purpose: version 1 takes these 4 bytes later, although its times make the box 12 bytes longer.
   const size_t shift = wide ? 4 : 0;
   payload->layer = body.u16(32 + shift);
   payload->alternate_group = body.u16(34 + shift);
@@ -111,7 +111,8 @@ Status parse_elst(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   const uint32_t count = reader.u32();
   if (reader.status() != P3GPP_OK) return reader.status();
-  // Required: entries are 12 bytes also in version 1 boxes, whose entries are longer; the rest is skipped.
+  // Kept on purpose: entries are 12 bytes also in version 1 boxes, whose entries are longer; the rest is
+  // skipped.
   const uint64_t entry_bytes = uint64_t{count} * kElstEntrySize;
   if (entry_bytes > reader.remaining()) return reader.fail(P3GPP_ERR_READ);
   const std::vector<uint8_t> bytes = reader.read_bytes(entry_bytes);
@@ -149,7 +150,7 @@ Status parse_hdlr(BoxReader& reader, BoxNode& node) {
 }
 
 Status parse_hmhd(BoxReader& reader, BoxNode& node) {
-  // Required: no other size is taken, not even a longer one.
+  // Kept on purpose: no other size is taken, not even a longer one.
   if (node.size != kHmhdSize) return reader.fail(P3GPP_ERR_BOX_SIZE);
   reader.read_full_box_header(node);
   const auto fields = reader.read_array<12>();

@@ -116,7 +116,7 @@ struct MovieMetaPayload final : BoxPayload {
 };
 
 struct Id32Payload final : BoxPayload {
-  std::array<uint8_t, 2> language{};  // required: raw, with its pad bit
+  std::array<uint8_t, 2> language{};  // kept on purpose: raw, with its pad bit
   uint64_t data_offset = 0;           // of the ID3v2 tag in the file
   uint64_t data_size = 0;             // to the end of the box
   void describe(const BoxNode& node, BoxFields& fields) const override;

@@ -38,7 +38,7 @@ constexpr std::array kItems{
     in_tag_slot<P3GPP_TAG_ITEM_NAME>("\251nam", parse_text_item),
     in_tag_slot<P3GPP_TAG_ITEM_COMPILATION>("cpil", parse_bytes_item),
     in_tag_slot<P3GPP_TAG_ITEM_ALBUM>("\251alb", parse_text_item),
-    // Required: both spellings share a slot, as both forms of the genre do.
+    // Kept on purpose: both spellings share a slot, as both forms of the genre do.
     in_tag_slot<P3GPP_TAG_ITEM_ARTIST>("\251ART", parse_text_item),
     in_tag_slot<P3GPP_TAG_ITEM_ARTIST>("\251art", parse_text_item),
     in_tag_slot<P3GPP_TAG_ITEM_COPYRIGHT>("cprt", parse_text_item),
@@ -81,7 +81,7 @@ const ContainerRule* MovieMetaPayload::container() const {
 }
 
 Status parse_movie_meta(BoxReader& reader, BoxNode& node) {
-  // Required: always a full box. The QuickTime form without version and flags is misread and fails.
+  // Kept on purpose: always a full box. The QuickTime form without version and flags is misread and fails.
   reader.read_full_box_header(node);
   if (reader.status() != P3GPP_OK) return reader.status();
   return parse_container<kMovieMetaRule>(reader, node);

@@ -24,7 +24,10 @@
 #include "fmgr/fmgr.h"
 
 #ifdef __cplusplus
+#define P3GPP_NOEXCEPT noexcept
 extern "C" {
+#else
+#define P3GPP_NOEXCEPT
 #endif
 
 enum {
@@ -119,7 +122,8 @@ typedef struct P3gppOpenError {
 typedef struct P3gppFile P3gppFile;
 typedef struct P3gppTrack P3gppTrack; /* a track handle; valid from OpenTrack to CloseTrack */
 
-/* Caller-owned. 64-bit file times are reported by their first (high) word; see docs/kept-behaviours.md. */
+/* Caller-owned. Creation and modification times count seconds since 1904-01-01 00:00 UTC. 64-bit file times
+ * are reported by their first (high) word; see docs/kept-behaviours.md. */
 typedef struct P3gppMovieInfo {
   uint32_t creation_time;
   uint32_t modification_time;
@@ -141,7 +145,7 @@ typedef struct P3gppTrackCounts {
   uint32_t scene_description;
 } P3gppTrackCounts;
 
-/* Allocated by the parser; released through its own first field. */
+/* Allocated by the parser; released through its own first field. Times as in P3gppMovieInfo. */
 typedef struct P3gppTrackInfo {
   void (*release)(struct P3gppTrackInfo* info);
   uint32_t track_duration; /* movie time scale */
@@ -153,9 +157,10 @@ typedef struct P3gppTrackInfo {
   uint32_t track_type; /* P3GPP_TRACK_ */
 } P3gppTrackInfo;
 
+/* Descriptors of ISO/IEC 14496-1: ES, DecoderConfig, DecoderSpecificInfo, SLConfig. Bitrates in bit/s. */
 typedef struct P3gppSystemsInfo {
   uint16_t es_id;
-  uint8_t stream_type;
+  uint8_t stream_type;    /* 4 visual, 5 audio */
   uint16_t width;         /* mp4v */
   uint16_t height;        /* mp4v */
   uint16_t channel_count; /* mp4a */
@@ -168,6 +173,8 @@ typedef struct P3gppSystemsInfo {
   uint8_t* sl_config; /* owned by the record */
 } P3gppSystemsInfo;
 
+/* The codec boxes of 3GPP TS 26.244, clause 6 (damr, dawp, d263), and of 3GPP2 C.S0050 (dvmr, dqcp, devc):
+ * `vendor` is four characters, the first in the high byte; bit n of a mode set is mode n. */
 typedef struct P3gppAmrInfo {
   uint32_t vendor;
   uint8_t decoder_version;
@@ -177,7 +184,7 @@ typedef struct P3gppAmrInfo {
 } P3gppAmrInfo;
 
 typedef struct P3gppAmrWbPlusInfo {
-  uint16_t sample_rate;
+  uint16_t sample_rate; /* Hz, of the sample entry */
   uint32_t vendor;
   uint8_t decoder_version;
 } P3gppAmrWbPlusInfo;
@@ -195,13 +202,14 @@ typedef struct P3gppH263Info {
   uint8_t decoder_version;
   uint8_t level;
   uint8_t profile;
-  uint16_t width;
+  uint16_t width; /* pixels */
   uint16_t height;
-  uint32_t average_bitrate;
+  uint32_t average_bitrate; /* bit/s; 0 without a bitr box */
   uint32_t max_bitrate;
 } P3gppH263Info;
 
-/* The lists are runs of (16-bit big-endian length, NAL unit) and point into the parser until P3GPP_Close. */
+/* The configuration record of ISO/IEC 14496-15 (avcC). The lists are runs of (16-bit big-endian length, NAL
+ * unit) and point into the parser until P3GPP_Close. */
 typedef struct P3gppAvcInfo {
   uint8_t profile;
   uint8_t profile_compatibility;
@@ -223,11 +231,12 @@ typedef struct P3gppSpeech3gpp2Info {
   uint8_t frames_per_sample;
 } P3gppSpeech3gpp2Info;
 
+/* Sample entry, and the dac3 box of ETSI TS 102 366, annex F, field by field. */
 typedef struct P3gppAc3Info {
   uint16_t data_reference_index;
   uint16_t channel_count;
-  uint16_t sample_size;
-  uint16_t sample_rate;
+  uint16_t sample_size; /* bits */
+  uint16_t sample_rate; /* Hz */
   uint16_t bit_rate_kbps;
   uint8_t fscod;
   uint8_t bsid;
@@ -247,11 +256,12 @@ typedef struct P3gppEac3Substream {
   uint16_t channel_location; /* 9 bits */
 } P3gppEac3Substream;
 
+/* The same for dec3. */
 typedef struct P3gppEac3Info {
   uint16_t data_reference_index;
   uint16_t channel_count;
-  uint16_t sample_size;
-  uint16_t sample_rate;
+  uint16_t sample_size;                 /* bits */
+  uint16_t sample_rate;                 /* Hz */
   uint16_t data_rate;                   /* kbit/s */
   uint8_t independent_substreams;       /* field as stored: count - 1 */
   const P3gppEac3Substream* substreams; /* owned by the parser until P3GPP_Close; null without a dec3 */
@@ -299,34 +309,39 @@ typedef struct P3gppSample {
  * `descriptor` and `context` are kept, not copied: both must outlive the file handle, since P3GPP_OpenTrack
  * opens the file again with them. The file is not held open between calls. On failure *file is null.
  */
-int32_t P3GPP_Open(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context);
+int32_t P3GPP_Open(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context) P3GPP_NOEXCEPT;
 /* P3GPP_Open that also tells where it failed. `error` may be null; it is cleared first. */
 int32_t P3GPP_OpenExplained(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
-                            P3gppOpenError* error);
-int32_t P3GPP_Close(P3gppFile* file);
+                            P3gppOpenError* error) P3GPP_NOEXCEPT;
+/* Closes tracks that are still open too; every handle and every pointer into the parser ends with it. A null
+ * file is P3GPP_ERR_BAD_ARGUMENT. */
+int32_t P3GPP_Close(P3gppFile* file) P3GPP_NOEXCEPT;
 
 /* info->release is set also on failure. P3GPP_ERR_NO_MOOV_PAYLOAD without a movie header. */
-int32_t P3GPP_GetMovieInfo(P3gppFile* file, P3gppMovieInfo* info);
-int32_t P3GPP_GetTrackCounts(P3gppFile* file, P3gppTrackCounts* counts);
+int32_t P3GPP_GetMovieInfo(P3gppFile* file, P3gppMovieInfo* info) P3GPP_NOEXCEPT;
+/* By handler type. *counts is cleared first. */
+int32_t P3GPP_GetTrackCounts(P3gppFile* file, P3gppTrackCounts* counts) P3GPP_NOEXCEPT;
 /*
  * IDs of the tracks of one type (P3GPP_TRACK_), in file order; *count is the number written. `ids` holds as
  * many entries as the counts told for this type. Text tracks are not counted: for them, as many as the file
  * can have.
  */
-int32_t P3GPP_GetTrackIds(P3gppFile* file, uint32_t type, uint32_t* ids, uint32_t* count);
+int32_t P3GPP_GetTrackIds(P3gppFile* file, uint32_t type, uint32_t* ids, uint32_t* count) P3GPP_NOEXCEPT;
 /* On failure *info is null. P3GPP_ERR_UNKNOWN_HANDLER for a handler type without a P3GPP_TRACK_ code. */
-int32_t P3GPP_GetTrackInfo(P3gppFile* file, uint32_t track_id, P3gppTrackInfo** info);
+int32_t P3GPP_GetTrackInfo(P3gppFile* file, uint32_t track_id, P3gppTrackInfo** info) P3GPP_NOEXCEPT;
 /* `description_index` is 1-based. A record that is not null after a failure still belongs to the caller. */
 int32_t P3GPP_GetDecoderInfo(P3gppFile* file, uint32_t track_id, P3gppDecoderInfo** info,
-                             uint32_t description_index);
+                             uint32_t description_index) P3GPP_NOEXCEPT;
 
 /*
  * Opens a track for reading: two streams, and a cache for each sample table. `cache_budget` is in bytes for
  * all caches together; raised to 1024, 0 refused. On failure *track is null. Opening an open track closes it
  * first, so that there is one handle a track.
  */
-int32_t P3GPP_OpenTrack(P3gppFile* file, P3gppTrack** track, uint32_t track_id, uint32_t cache_budget);
-int32_t P3GPP_CloseTrack(P3gppTrack* track);
+int32_t P3GPP_OpenTrack(P3gppFile* file, P3gppTrack** track, uint32_t track_id,
+                        uint32_t cache_budget) P3GPP_NOEXCEPT;
+/* The handle may be opened again by its track ID; until then the queries below answer P3GPP_ERR_GENERIC. */
+int32_t P3GPP_CloseTrack(P3gppTrack* track) P3GPP_NOEXCEPT;
 
 /*
  * The operations below need an opened track; on a closed one they answer P3GPP_ERR_GENERIC. Each may read
@@ -335,33 +350,34 @@ int32_t P3GPP_CloseTrack(P3gppTrack* track);
  */
 
 /* In bytes, as the size table tells, which may be more than the file holds. Reads the whole table. */
-int32_t P3GPP_GetMaxSampleSize(P3gppTrack* track, uint32_t* size);
+int32_t P3GPP_GetMaxSampleSize(P3gppTrack* track, uint32_t* size) P3GPP_NOEXCEPT;
 /* Reads the whole size table. Every failure is P3GPP_ERR_GENERIC with a result of 0; so is less than a
  * second. */
-int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second);
+int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second) P3GPP_NOEXCEPT;
 /*
  * Locates sample->number and reads it into sample->buffer: one seek and one read on the track's own stream,
  * none for a null buffer or an empty sample. P3GPP_ERR_READ when the file ends inside the sample: the out
  * fields are filled.
  */
-int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample);
+int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample) P3GPP_NOEXCEPT;
 /* The same for a buffer of `capacity` bytes: a larger sample is located, not read, and P3GPP_ERR_READ. */
-int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t capacity);
+int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t capacity) P3GPP_NOEXCEPT;
 /* Both times as in P3gppSample, in and out. */
 int32_t P3GPP_GetSampleTime(P3gppTrack* track, uint32_t number, uint32_t* decoding_time,
-                            uint32_t* composition_time);
+                            uint32_t* composition_time) P3GPP_NOEXCEPT;
 /*
  * In: a media time, without edit shift; out: a sample number and the decoding time of that sample (in *time).
  * The sample that holds the time, or the one before it: see docs/sample-lookup.md. The number is not checked
  * against the sample count.
  */
-int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number);
+int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number) P3GPP_NOEXCEPT;
 /* Direction 1 searches forward, anything else backward; the answer replaces *number. */
-int32_t P3GPP_FindSyncSample(P3gppTrack* track, uint32_t* number, int32_t direction);
+int32_t P3GPP_FindSyncSample(P3gppTrack* track, uint32_t* number, int32_t direction) P3GPP_NOEXCEPT;
 /* *is_sync is 1 or 0; above the sample count 0. Sample number 0: P3GPP_ERR_BAD_ARGUMENT. */
-int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync);
-/* *count is the sample count of a track without a table of sync samples, whose samples are all ones, else 0. */
-int32_t P3GPP_GetAllSyncCount(P3gppTrack* track, uint32_t* count);
+int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync) P3GPP_NOEXCEPT;
+/* *count is the sample count of a track without a table of sync samples, whose samples are all ones, else 0.
+ */
+int32_t P3GPP_GetAllSyncCount(P3gppTrack* track, uint32_t* count) P3GPP_NOEXCEPT;
 
 #ifdef __cplusplus
 }

@@ -24,8 +24,7 @@ typedef struct P3gppBytes {
   uint32_t length;
 } P3gppBytes;
 
-/* ---- Tags of the movie ----------------------------------------------------------------------------------
- */
+/* ---- Tags of the movie ------------------------------------------------------------------------------ */
 
 /* One record a code: a later box of a kind has replaced the earlier. */
 enum {
@@ -101,7 +100,7 @@ typedef struct P3gppTag {
 
 /* P3GPP_ERR_NO_TAG when the file has none with this code; P3GPP_ERR_BAD_ARGUMENT for a code that is none. The
  * record is cleared first, here and by the next two, also when another argument is bad. */
-int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag);
+int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag) P3GPP_NOEXCEPT;
 
 /* Where an ID3v2 tag stands in the file (moov/meta/ID32). It is not read by the parser. */
 typedef struct P3gppId3Location {
@@ -110,10 +109,9 @@ typedef struct P3gppId3Location {
   uint64_t size; /* bytes to the end of the box */
 } P3gppId3Location;
 /* P3GPP_ERR_NO_TAG when there is none. */
-int32_t P3GPP_GetId3Location(P3gppFile* file, P3gppId3Location* location);
+int32_t P3GPP_GetId3Location(P3gppFile* file, P3gppId3Location* location) P3GPP_NOEXCEPT;
 
-/* ---- Hint tracks ----------------------------------------------------------------------------------------
- */
+/* ---- Hint tracks ------------------------------------------------------------------------------------ */
 
 /* Indices into P3gppHintInfo::value. */
 enum {
@@ -144,10 +142,9 @@ typedef struct P3gppHintInfo {
   P3gppBytes payload_type;          /* body of payt: payload number, count, rtpmap string */
 } P3gppHintInfo;
 /* From the user data of any track. P3GPP_ERR_NO_TAG when it has neither SDP nor statistics. */
-int32_t P3GPP_GetHintInfo(P3gppFile* file, uint32_t track_id, P3gppHintInfo* info);
+int32_t P3GPP_GetHintInfo(P3gppFile* file, uint32_t track_id, P3gppHintInfo* info) P3GPP_NOEXCEPT;
 
-/* ---- Boxes ----------------------------------------------------------------------------------------------
- */
+/* ---- Boxes ------------------------------------------------------------------------------------------ */
 
 enum {
   P3GPP_FIELD_NUMBER = 0,
@@ -194,7 +191,7 @@ typedef struct P3gppBoxVisitor {
 } P3gppBoxVisitor;
 
 /* Every kept box, parents first: at the top ftyp, moof, moov, below them in the order of their slots. */
-int32_t P3GPP_WalkBoxes(P3gppFile* file, const P3gppBoxVisitor* visitor);
+int32_t P3GPP_WalkBoxes(P3gppFile* file, const P3gppBoxVisitor* visitor) P3GPP_NOEXCEPT;
 
 /*
  * P3GPP_OpenExplained that shows every box as soon as its fate is known, whether the open fails or not: those
@@ -203,7 +200,7 @@ int32_t P3GPP_WalkBoxes(P3gppFile* file, const P3gppBoxVisitor* visitor);
  * it, and values of an odd shape are dropped. P3GPP_WalkBoxes tells which are.
  */
 int32_t P3GPP_OpenTraced(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
-                         P3gppOpenError* error, const P3gppBoxVisitor* visitor);
+                         P3gppOpenError* error, const P3gppBoxVisitor* visitor) P3GPP_NOEXCEPT;
 
 #ifdef __cplusplus
 }

@@ -29,8 +29,8 @@ struct SampleEntryRule {
   std::array<std::string_view, 3> configuration_types;
   BoxParser parse_configuration;
   bool requires_configuration = false;
-  // Required for these speech entries: the stream stays behind the fields of the configuration, so that the
-  // entry must end there. Anything after it is read as the next box header.
+  // Kept on purpose for these speech entries: the stream stays behind the fields of the configuration, so
+  // that the entry must end there. Anything after it is read as the next box header.
   Rest rest = Rest::kSkipped;
 };
 

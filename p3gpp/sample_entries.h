@@ -16,8 +16,9 @@ struct SampleEntryPayload final : BoxPayload {
   uint16_t height = 0;         // video entries
   uint16_t channel_count = 0;  // audio entries
   uint16_t sample_size = 0;    // audio entries, bits
-  uint16_t sample_rate = 0;  // audio entries, Hz; required: the integer half alone, so 96 kHz shows as 30464
-  BoxSlot configuration;     // codec_boxes.h; null when the entry has none
+  uint16_t sample_rate =
+      0;  // audio entries, Hz; kept on purpose: the integer half alone, so 96 kHz shows as 30464
+  BoxSlot configuration;  // codec_boxes.h; null when the entry has none
   const ContainerRule* container() const override;
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };

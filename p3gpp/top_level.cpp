@@ -35,8 +35,8 @@ class TopLevelScan {
   Status blame(Status status, const Box& box) { return refuse_child(context_, box.step, status); }
   // What the scan takes for the size of a box.
   uint64_t measured(const Box& box) const { return is_wide_ ? large_size_ : box.size; }
-  // What it steps over behind the header. Required: behind a 64-bit box the header counts as 16 bytes, also
-  // where it has 8.
+  // What it steps over behind the header. Kept on purpose: behind a 64-bit box the header counts as 16 bytes,
+  // also where it has 8.
   uint64_t body_size(const Box& box) const {
     return measured(box) - (is_wide_ ? kWideHeaderSize : kBoxHeaderSize);
   }
@@ -44,7 +44,7 @@ class TopLevelScan {
   ParseContext& context_;
   P3gppFile& file_;
   uint64_t position_ = 0;  // sum of the measured sizes; the stream is not always there
-  // Required: once a box has used the 64-bit form, every later one is measured by the size read last.
+  // Kept on purpose: once a box has used the 64-bit form, every later one is measured by the size read last.
   bool is_wide_ = false;
   uint64_t large_size_ = 0;
 };
@@ -75,7 +75,8 @@ Status TopLevelScan::read_header(Box& box, Next& next) {
   return P3GPP_OK;
 }
 
-// Required: the children are measured by the 32-bit field alone, so a movie box in the 64-bit form fails.
+// Kept on purpose: the children are measured by the 32-bit field alone, so a movie box in the 64-bit form
+// fails.
 Status TopLevelScan::parse_moov(const Box& box) {
   if (box.size < kBoxHeaderSize) {
     return blame(context_.left_in_file() < kBoxHeaderSize ? P3GPP_ERR_READ : P3GPP_ERR_BOX_SIZE, box);
@@ -104,7 +105,7 @@ void TopLevelScan::keep_moof(const Box& box) {
 
 Status TopLevelScan::handle(const Box& box, Next& next) {
   if (box.is("moov")) {
-    next = Next::kStop;  // required: nothing behind the first one is read
+    next = Next::kStop;  // kept on purpose: nothing behind the first one is read
     return parse_moov(box);
   }
   if (box.is("ftyp")) {

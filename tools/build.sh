@@ -10,8 +10,11 @@ exec 1>&2
 # "file or command that shows the package is there:package"
 needs="g++:g++ cmake:cmake ninja:ninja-build /usr/include/CLI/CLI.hpp:libcli11-dev
 /usr/include/nlohmann/json.hpp:nlohmann-json3-dev"
-[ "$what" = tests ] && needs="$needs /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev"
-[ "$preset" = fuzz ] && needs="$needs clang++:clang /usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a:libclang-rt-14-dev"
+[ "$what" = tests ] && needs="$needs /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev
+python3:python3"
+# The runtime of the sanitizers comes with the clang package only as a recommendation.
+[ "$preset" = fuzz ] && needs="$needs clang++:clang $(echo /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a |
+  cut -d' ' -f1):libclang-rt-dev"
 
 missing=
 for need in $needs; do

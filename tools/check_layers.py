@@ -14,7 +14,7 @@ WIN32, COM, DSHOW = 'platform/win32', 'platform/com', 'platform/dshow'
 PLATFORM = [WIN32, COM, DSHOW]
 MAY_SEE = {
     WIN32: [],
-    COM: [WIN32, DSHOW],  # the class table of the COM runtime makes the allocator of platform/dshow
+    COM: [WIN32],
     DSHOW: [WIN32, COM],
     'os': [WIN32],
     'fmgr': ['os'],

@@ -1,6 +1,7 @@
 #!/bin/sh
 # tests/install/check_install.sh BUILD_FOLDER: installs a build into a temporary folder and uses what stands there: the
-# program on a sample, its man page and completions, the libraries through CMake and through pkg-config.
+# program on a sample, its man page and completions, the libraries through CMake and through pkg-config, the module from
+# a host of its own.
 set -eu
 build=$1
 here=$(CDPATH='' cd -- "$(dirname -- "$0")" && pwd)
@@ -34,8 +35,14 @@ cmake -S "$here" -B "$temporary/consumer" -DCMAKE_PREFIX_PATH="$prefix" >"$tempo
 if command -v pkg-config >/dev/null; then
   export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
   # shellcheck disable=SC2046
-  cc -std=c11 "$here/consumer.c" -o "$temporary/by-pkg-config" $(pkg-config --static --cflags --libs zdr-p3gpp)
+  cc -std=c11 "$here/consumer.c" -o "$temporary/by-pkg-config" $(pkg-config --cflags --libs zdr-p3gpp)
   tracks=$(LD_LIBRARY_PATH=$prefix/lib "$temporary/by-pkg-config" "$sample")
   [ "$tracks" = "2 audio, 2 video" ] || fail "the consumer built with pkg-config reads the sample wrongly"
+  # shellcheck disable=SC2046
+  c++ -std=c++20 "$here/host.cpp" -o "$temporary/host" $(pkg-config --cflags --libs zdrplatform)
+  export ZDR_REGISTRY="$temporary/registry.reg"
+  "$prefix/bin/zdr" register >/dev/null
+  pins=$(LD_LIBRARY_PATH=$prefix/lib "$temporary/host" "$sample")
+  [ "$pins" = "Audio0 Video0" ] || fail "a host finds the pins '$pins'"
 fi
 echo "install: program, module, documents and libraries work from where they were put"
