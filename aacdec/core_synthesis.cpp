@@ -34,10 +34,6 @@ bool reconstruct_lines(Frame& frame, const StreamFormat& format, CoreState& stat
   return true;
 }
 
-void silence(Frame& frame) {
-  for (auto& spectrum : frame.spectrum) std::fill(std::begin(spectrum), std::end(spectrum), 0);
-}
-
 // In the spectrum, and so with the first channel's windows whatever the second channel has.
 void mix_to_mono(Frame& frame) {
   for (int i = 0; i < kFrameLength; ++i) {
@@ -53,10 +49,7 @@ void CoreState::reset() {
 }
 
 bool reconstruct_spectra(Frame& frame, const StreamFormat& format, CoreState& state) {
-  if (!reconstruct_lines(frame, format, state)) {
-    silence(frame);
-    return false;
-  }
+  if (!reconstruct_lines(frame, format, state)) return false;
   if (frame.channel_count == 2 && frame.is_pair) {
     apply_mid_side(frame, bands_of(frame, 0, format));
     apply_intensity(frame, bands_of(frame, 1, format));

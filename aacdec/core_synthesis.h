@@ -36,7 +36,7 @@ struct CoreState {
 // Fills frame.spectrum of all channels from what the parser left: dequantisation, noise substitution, stereo
 // tools, long term prediction, temporal noise shaping. Advances the noise generators and reads the overlap
 // and history of `state`, so the frame before has to be synthesised first. False when a quantised value is
-// out of range (8192 or more): the frame is damaged, and its spectra are silent then.
+// out of range (8192 or more): the frame is damaged, and its spectra mean nothing.
 bool reconstruct_spectra(Frame& frame, const StreamFormat& format, CoreState& state);
 
 // Turns frame.spectrum into kFrameLength samples a channel: dynamic range control (which changes the

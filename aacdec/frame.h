@@ -26,8 +26,8 @@ struct PairData {
 };
 
 struct Frame {
-  int channel_count =
-      0;  // 1 or 2 of the last block that parsed; 2 single channel elements are 2 without a pair
+  // 1 or 2 of the last block that parsed; two single channel elements are 2 without a pair.
+  int channel_count = 0;
   bool is_pair = false;  // the channels come from a channel_pair_element
   PairData pair;         // valid when is_pair
   ChannelStream channel[kMaxChannels];

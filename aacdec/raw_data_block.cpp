@@ -149,11 +149,7 @@ class BlockParser {
 }  // namespace
 
 std::optional<int> parse_raw_data_block(BitReader& reader, BlockContext& context, Frame& frame) {
-  const std::optional<int> channels = BlockParser(reader, context, frame).parse();
-  if (!channels.has_value() && context.keep_values) {
-    for (auto& spectrum : frame.spectrum) std::fill(std::begin(spectrum), std::end(spectrum), 0);
-  }
-  return channels;
+  return BlockParser(reader, context, frame).parse();
 }
 
 }  // namespace zdr::aacdec

@@ -43,8 +43,8 @@ struct BlockContext {
 inline constexpr size_t kSbrScratchBytes = 4096;
 
 // Reads one block. Returns its number of channels, 1 or 2 (also kept in frame.channel_count), or nothing when
-// it is damaged, cut or not supported. After a failure frame.channel_count is that of the frame before, every
-// field is in range, and with `keep_values` both spectra are silent: the record may be synthesised as it is.
+// it is damaged, cut or not supported. After a failure frame.channel_count is that of the frame before and
+// every field is in range: with silence for spectra the record may be synthesised as it is.
 std::optional<int> parse_raw_data_block(BitReader& reader, BlockContext& context, Frame& frame);
 
 }  // namespace zdr::aacdec

@@ -3,11 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "aacdec/core_kernels.h"
@@ -66,10 +64,7 @@ TEST(MulQ31, IsWhatItIsDefinedToBe) {
   EXPECT_EQ(mul_q31(16384, kInt32Max), 16383);
 }
 
-// More pairs by the environment variable ZDR_MULTIPLY_PAIRS.
 TEST(MulQ31, IsTheSameInEveryForm) {
-  const char* const wanted = std::getenv("ZDR_MULTIPLY_PAIRS");
-  const long long pairs = wanted != nullptr ? std::atoll(wanted) : 1'000'000;
   std::mt19937_64 random(31);
   for (const CoreKernels* kernels : all_kernels()) {
     const auto check = [&](const std::vector<int32_t>& a, const std::vector<int32_t>& b) {
@@ -83,7 +78,7 @@ TEST(MulQ31, IsTheSameInEveryForm) {
     for (const int32_t b : edges) check(edges, std::vector<int32_t>(edges.size(), b));
     std::vector<int32_t> a(4096);
     std::vector<int32_t> b(4096);
-    for (long long done = 0; done < pairs; done += 4096) {
+    for (int round = 0; round < 250; ++round) {
       for (size_t i = 0; i < a.size(); ++i) {
         const uint64_t bits = random();
         a[i] = static_cast<int32_t>(bits);
@@ -92,33 +87,6 @@ TEST(MulQ31, IsTheSameInEveryForm) {
       check(a, b);
     }
   }
-}
-
-TEST(FixedPoint, SaturatesAndWrapsAtTheEdges) {
-  EXPECT_EQ(add_saturating(kInt32Max, 1), kInt32Max);
-  EXPECT_EQ(add_saturating(kInt32Min, -1), kInt32Min);
-  EXPECT_EQ(sub_saturating(kInt32Min, 1), kInt32Min);
-  EXPECT_EQ(sub_saturating(0, kInt32Min), kInt32Max);
-  EXPECT_EQ(shift_left_saturating(1, 31), kInt32Max);
-  EXPECT_EQ(shift_left_saturating(-1, 31), kInt32Min);
-  EXPECT_EQ(shift_left_saturating(-2, 31), kInt32Min);
-  EXPECT_EQ(add_wrapping(kInt32Max, 1), kInt32Min);
-  EXPECT_EQ(sub_wrapping(kInt32Min, 1), kInt32Max);
-  EXPECT_EQ(shift_left_wrapping(3, 31), kInt32Min);
-}
-
-TEST(FixedPoint, ScalesByQuarterStepsAndSilencesSenselessScales) {
-  for (const int32_t v : {1 << 20, -(1 << 20), 1, -1, 0, kInt32Max, kInt32Min}) {
-    for (int exponent = -140; exponent <= 140; ++exponent) {
-      const int shift = exponent > 0 ? (exponent + 3) / 4 : -exponent / 4;
-      double expected = shift >= 32 ? 0 : v * std::exp2(exponent / 4.0);
-      // What saturates does so before the quarter steps.
-      const double limit = 2147483648.0 * std::exp2(-((-exponent) & 3) / 4.0);
-      expected = std::clamp(expected, -limit, limit);
-      ASSERT_NEAR(scale_by_quarter_steps(v, exponent), expected, 5) << v << " " << exponent;
-    }
-  }
-  for (const int exponent : {-7000, 7000, -128, 125}) EXPECT_EQ(scale_by_quarter_steps(99, exponent), 0);
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
-// Damaged frames through measuring and through the parser that keeps its values: no fault under the
-// sanitizers, and nothing out of range in a record, whether the block was accepted or not.
+// Damaged frames through measuring, configuring and decoding: no fault under the sanitizers, and no byte of
+// PCM too many.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <random>
 
-#include "aacdec/raw_data_block.h"
 #include "aacdec/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"
 #include "tests/aacdec/adts_file.h"
@@ -45,44 +43,6 @@ void mutate(Bytes& data, std::mt19937& random) {
   }
 }
 
-void expect_in_range(const ChannelStream& channel) {
-  const IcsInfo& ics = channel.ics;
-  ASSERT_LE(ics.max_sfb, ics.band_count);
-  ASSERT_LE(ics.group_count * ics.band_count, kMaxBands);
-  int windows = 0;
-  for (int group = 0; group < ics.group_count; ++group) windows += ics.group_length[group];
-  ASSERT_EQ(windows, ics.window_count());
-  ASSERT_TRUE(!channel.ltp.present || !ics.is_short());
-  for (int w = 0; w < ics.window_count() && channel.tns.present; ++w) {
-    const TnsWindow& window = channel.tns.window[w];
-    ASSERT_LE(window.filter_count, kMaxTnsFilters);
-    for (int f = 0; f < window.filter_count; ++f) ASSERT_LE(window.filter[f].order, kMaxTnsOrder);
-  }
-}
-
-void expect_in_range(const SbrChannelFrame& channel) {
-  if (channel.status != SbrStatus::kParsed) return;
-  const SbrGrid& grid = channel.grid;
-  ASSERT_GE(grid.envelope_count, 1);
-  ASSERT_LE(grid.envelope_count, kMaxEnvelopes);
-  for (int e = 0; e < grid.envelope_count; ++e) ASSERT_LT(grid.border[e], grid.border[e + 1]);
-  ASSERT_LE(grid.border[grid.envelope_count], kSbrTimeSlots + 3);
-  ASSERT_LE(grid.transient, grid.envelope_count);
-  const SbrBandTables& bands = channel.bands;
-  ASSERT_LE(bands.kx + bands.m, 64);
-  ASSERT_LE(bands.high_count, kMaxSbrBands);
-  ASSERT_LE(bands.limiter_count, kMaxLimiterBands);
-  if (!channel.ps.present) return;
-  const PsFrame& ps = channel.ps;
-  ASSERT_EQ(ps.border[ps.envelope_count - 1], kPsSlots);
-  for (int e = 0; e < ps.envelope_count; ++e) {
-    for (int band = 0; band < kPsBands; ++band) {
-      ASSERT_LE(std::abs(ps.iid[e][band]), ps.fine_iid ? 15 : 7);
-      ASSERT_TRUE(ps.icc[e][band] >= 0 && ps.icc[e][band] <= 7);
-    }
-  }
-}
-
 class Mutations : public testing::TestWithParam<const char*> {};
 
 TEST_P(Mutations, AreMeasuredWithinTheirBytes) {
@@ -107,27 +67,6 @@ TEST_P(Mutations, AreMeasuredWithinTheirBytes) {
   EXPECT_LT(accepted, kRounds);
 }
 
-TEST_P(Mutations, LeaveRecordsInRangeAsAStream) {
-  const AdtsFile file = sample(GetParam());
-  std::mt19937 random(5);
-  SbrParser parser(kSamplingRates[file.sampling_index]);
-  BlockContext context;
-  context.format = {file.sampling_index, file.profile};
-  context.keep_values = true;
-  context.sbr = &parser;
-  const auto frame = std::make_unique<Frame>();
-  for (int round = 0; round < kRounds; ++round) {
-    Bytes data = file.frames[static_cast<size_t>(round) % file.frames.size()].payload;
-    if (round % 3 != 0) mutate(data, random);
-    BitReader reader(data.data(), data.size());
-    const auto channels = parse_raw_data_block(reader, context, *frame);
-    ASSERT_TRUE(!channels.has_value() || *channels == frame->channel_count);
-    for (const ChannelStream& channel : frame->channel) expect_in_range(channel);
-    for (const SbrChannelFrame& channel : frame->sbr.channel) expect_in_range(channel);
-    if (HasFatalFailure()) FAIL() << "round " << round;
-  }
-}
-
 // Damaged, lost and good units in any order, of a stream and of one with another number of channels. The PCM
 // buffer is as long as told: a write behind it is a fault under the address sanitizer.
 TEST_P(Mutations, DecodeToFramesOfTheirLength) {
@@ -135,7 +74,7 @@ TEST_P(Mutations, DecodeToFramesOfTheirLength) {
   const AdtsFile other =
       sample(file.channel_configuration == 1 ? "aac-lc-44k-stereo.aac" : "aac-lc-8k-mono.aac");
   std::mt19937 random(8);
-  for (int stream = 0; stream < 24; ++stream) {
+  for (int stream = 0; stream < 96; ++stream) {
     Zd_AAC_Dec_Config config = config_of(file);
     config.channels = 1 + stream % 2;
     config.extension = stream % 3 == 0 ? ZD_AAC_DEC_EXTENSION_NONE : ZD_AAC_DEC_EXTENSION_SBR;

@@ -146,7 +146,8 @@ TEST(NoiseSubstitution, TakesTheBandFromPrediction) {
 struct StereoCase {
   const char* name;
   int first_book, second_book, ms_mask_present, ms_used;
-  int32_t left, right;  // from 1000 and 200, intensity at position 4
+  int32_t left, right;  // from 1000 and 200
+  int position = 4;     // of intensity
 };
 
 TEST(StereoTools, DecideByBandAndMask) {
@@ -164,6 +165,11 @@ TEST(StereoTools, DecideByBandAndMask) {
       {"IntensityInverted", 11, 15, 1, 1, 1000, -500},
       {"IntensityInvertedTwice", 11, 14, 1, 1, 1000, 500},
       {"MaskOfAllBandsInvertsNothing", 11, 15, 2, 0, 1000, 500},
+      {"IntensityFarToTheRight", 11, 15, 0, 0, 1000, 0x7FFFFFFF, -124},
+      {"IntensityFurtherThanAWord", 11, 15, 0, 0, 1000, 0, -125},
+      {"IntensityFarToTheLeft", 11, 14, 0, 0, 1000, -2, 33},
+      {"IntensityWithoutLevel", 11, 15, 0, 0, 1000, 0, 128},
+      {"IntensityWithoutAnySense", 11, 15, 0, 0, 1000, 0, 32767},
       {"IntensityBookInTheFirstChannelSaysNothing", 15, 11, 0, 0, 1000, 200},
   };
   const ScaleFactorBands bands = scale_factor_bands(4, false);
@@ -176,7 +182,7 @@ TEST(StereoTools, DecideByBandAndMask) {
     for (int i = 0; i < 2; ++i) {
       frame->channel[i].ics.max_sfb = 1;
       frame->channel[i].codebook[0] = static_cast<uint8_t>(i == 0 ? c.first_book : c.second_book);
-      frame->channel[i].scale[0] = 4;
+      frame->channel[i].scale[0] = static_cast<int16_t>(c.position);
       std::fill_n(frame->spectrum[i], 4, i == 0 ? 1000 : 200);
     }
     apply_mid_side(*frame, bands);

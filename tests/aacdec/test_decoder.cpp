@@ -6,19 +6,11 @@
 
 #include "aacdec/raw_data_block.h"
 #include "aacdec/sampling_rates.h"
-#include "tests/aacdec/block_writer.h"
 
 namespace zdr::aacdec::test {
 namespace {
 
 constexpr int32_t kUntouchedBytes = 4;
-
-bool is_steady(const Frame& frame) {
-  return std::all_of(frame.channel, frame.channel + frame.channel_count, [](const ChannelStream& channel) {
-    return channel.ics.window_sequence == WindowSequence::kOnlyLong && !channel.uses_noise &&
-           channel.ics.max_sfb > 20;
-  });
-}
 
 }  // namespace
 
@@ -101,24 +93,6 @@ std::unique_ptr<Frame> parsed(const Bytes& block, const AdtsFile& file) {
   auto frame = std::make_unique<Frame>();
   EXPECT_TRUE(parse_raw_data_block(reader, context, *frame).has_value());
   return frame;
-}
-
-Bytes steady_block(const AdtsFile& file) {
-  for (const AdtsFrame& frame : file.frames) {
-    if (is_steady(*parsed(frame.payload, file))) return frame.payload;
-  }
-  ADD_FAILURE() << file.name << " has no steady block";
-  return {};
-}
-
-Bytes silent_block_like(const Frame& model) {
-  BitWriter w;
-  w.fields({{kCpe, 3}, {0, 4}, {0, 1}});
-  for (const ChannelStream& channel : model.channel) {
-    w.put(100, 8);
-    put_no_tools(put_long_ics(w, 0, channel.ics.window_shape));
-  }
-  return end_block(w);
 }
 
 }  // namespace zdr::aacdec::test

@@ -56,9 +56,4 @@ Bytes joined(const Bytes& a, const Bytes& b);
 // The side information of a block; the block must parse.
 std::unique_ptr<Frame> parsed(const Bytes& block, const AdtsFile& file);
 
-// A block that is the same every time it is decoded (long windows, no noise), loud enough to measure.
-Bytes steady_block(const AdtsFile& file);
-// A pair without sound, its windows shaped like those of `model`.
-Bytes silent_block_like(const Frame& model);
-
 }  // namespace zdr::aacdec::test
