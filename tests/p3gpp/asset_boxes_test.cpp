@@ -84,22 +84,6 @@ TEST(AssetBoxes, OddOnesKeepWhatIsWholeAsRequired) {
       << "a second udta replaces all of the first";
 }
 
-TEST(AssetBoxes, SizesDecideWhatFitsAndWhatFailsTheOpen) {
-  struct Case {
-    const char* type;
-    uint32_t needed;
-  };
-  for (const Case& each : {Case{"titl", 14}, Case{"rtng", 22}, Case{"clsf", 20}, Case{"kywd", 15},
-                           Case{"loci", 15}, Case{"albm", 15}, Case{"yrrc", 14}}) {
-    for (uint32_t size = 8; size < each.needed + 3; ++size) {
-      const OpenedMovie movie(concat({with_user_data(box(each.type, Bytes(size - 8))), Bytes(64)}));
-      EXPECT_EQ(movie.status, size < each.needed ? P3GPP_ERR_BOX_SIZE : P3GPP_OK) << each.type << ' ' << size;
-    }
-    const Bytes whole = with_user_data(box(each.type, Bytes(100)));
-    EXPECT_EQ(OpenedMovie(Bytes(whole.begin(), whole.end() - 99)).status, P3GPP_ERR_READ) << each.type;
-  }
-}
-
 // User data often ends in a terminator of four zero bytes, or in a box that was cut off. Neither ends the
 // movie.
 TEST(UserData, EndsQuietlyWhereNoBoxFits) {

@@ -103,26 +103,17 @@ TEST(DamagedFiles, EndWithADocumentedStatusAndTakeNoOutsizedMemory) {
 
 // Boxes of a gigabyte in a file of a hundred bytes: the read fails, and no memory was taken for it.
 TEST(DamagedFiles, ClaimsBeyondTheFileTakeNoMemory) {
-  constexpr uint32_t kClaim = 0x40000000;
-  const auto nested = [](const std::vector<std::string>& types) {
-    Fields file;
-    uint32_t size = kClaim;
-    for (const std::string& type : types) file.append(header(size -= 8, type));
-    return file.zeros(64).bytes;
-  };
-  const std::vector<Bytes> files = {nested({"moov", "mvhd"}),
-                                    nested({"moov", "iods"}),
-                                    nested({"moov", "trak", "tkhd"}),
-                                    nested({"moov", "trak", "tref"}),
-                                    nested({"moov", "trak", "mdia", "mdhd"}),
-                                    nested({"moov", "udta", "titl"}),
-                                    nested({"moov", "udta", "loci"}),
-                                    nested({"moov", "trak", "udta", "hnti", "sdp "}),
-                                    nested({"moov", "trak", "udta", "hinf", "payt"})};
-  for (const Bytes& file : files) {
-    MemorySource source(file);
+  const std::vector<std::string> paths = {"moovmvhd",         "moovudtatitl",         "moovtraktkhd",
+                                          "moovtrakmdiamdhd", "moovtrakudtahntisdp ", "moovtrakudtahinfpayt",
+                                          "moovudtaloci",     "moovtraktref",         "mooviods"};
+  for (const std::string& path : paths) {
+    Fields nested;
+    for (size_t at = 0; at < path.size(); at += 4) {
+      nested.append(header(0x40000000 - static_cast<uint32_t>(2 * at), path.substr(at, 4)));
+    }
+    MemorySource source(nested.zeros(64).bytes);
     const FailingAllocator watch(0);
-    EXPECT_EQ(use(source).open_status, P3GPP_ERR_READ);
+    EXPECT_EQ(use(source).open_status, P3GPP_ERR_READ) << path;
     EXPECT_LE(watch.largest(), 1u << 16);
   }
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "shown_boxes.h"
+#include "tests/support/metadata_builder.h"
 #include "tests/support/movie_builder.h"
 
 namespace zdr::test {
@@ -25,6 +26,8 @@ std::string fields_of(const Containers& containers, const Bytes& leaf) {
 const Containers kTrak = {"moov", "trak"};
 const Containers kMdia = {"moov", "trak", "mdia"};
 const Containers kMinf = {"moov", "trak", "mdia", "minf"};
+const Containers kUdta = {"moov", "udta"};
+const Containers kHinf = {"moov", "trak", "udta", "hinf"};
 const Containers kEdts = {"moov", "trak", "edts"};
 const Containers kDref = {"moov", "trak", "mdia", "minf", "dinf"};
 
@@ -114,13 +117,32 @@ TEST(LeafBoxes, RefuseSizesTooSmallForTheirFields) {
     uint32_t needed;  // smallest size that does
   };
   const Containers moov = {"moov"};
-  const std::vector<Case> cases = {
-      {"mvhd", moov, mvhd(), 34},          {"mvhd v1", moov, mvhd({.version = 1}), 46},
-      {"tkhd", kTrak, tkhd(), 90},         {"tkhd v1", kTrak, tkhd({.version = 1}), 94},
-      {"mdhd", kMdia, mdhd(), 30},         {"mdhd v1", kMdia, mdhd({.version = 1}), 42},
-      {"hdlr", kMdia, hdlr("vide"), 20},   {"iods", moov, full_box("iods", 0, 0, {1}), 12},
+  std::vector<Case> cases = {
+      {"mvhd", moov, mvhd(), 34},
+      {"mvhd v1", moov, mvhd({.version = 1}), 46},
+      {"tkhd", kTrak, tkhd(), 90},
+      {"tkhd v1", kTrak, tkhd({.version = 1}), 94},
+      {"mdhd", kMdia, mdhd(), 30},
+      {"mdhd v1", kMdia, mdhd({.version = 1}), 42},
+      {"hdlr", kMdia, hdlr("vide"), 20},
+      {"iods", moov, full_box("iods", 0, 0, {1}), 12},
       {"elst", kEdts, elst({{}, {}}), 40},
+      {"titl", kUdta, asset("titl", "text"), 14},
+      {"rtng", kUdta, rtng("ABCD", "EFGH", "text"), 22},
+      {"clsf", kUdta, clsf(1, 2, "text"), 20},
+      {"kywd", kUdta, kywd({"one"}), 15},
+      {"loci", kUdta, asset("loci", "name"), 15},
+      {"albm", kUdta, albm("title", 1), 15},
+      {"yrrc", kUdta, yrrc(1999), 14},
+      {"sdp ", {"moov", "trak", "udta", "hnti"}, box("sdp ", Bytes(4)), 8},
+      {"maxr", kHinf, box("maxr", Bytes(8)), 16},
   };
+  for (const char* type : {"totl", "npck", "tpay", "tmin", "tmax", "pmax", "dmax"}) {
+    cases.push_back({type, kHinf, box(type, Bytes(4)), 12});
+  }
+  for (const char* type : {"trpy", "nump", "tpyl", "dmed", "dimm", "drep"}) {
+    cases.push_back({type, kHinf, box(type, Bytes(8)), 16});
+  }
   const std::string refused = std::to_string(P3GPP_ERR_BOX_SIZE);
   const std::string cut_off = std::to_string(P3GPP_ERR_READ);
   for (const Case& each : cases) {
@@ -132,7 +154,7 @@ TEST(LeafBoxes, RefuseSizesTooSmallForTheirFields) {
       // The same claims, but the file ends one byte early.
       Bytes short_file = inside(each.containers, cut);
       short_file.pop_back();
-      if (size <= each.needed || each.whole[4] == 'h') continue;
+      if (size < each.needed || each.whole[4] == 'h') continue;
       EXPECT_EQ(OpenedMovie(short_file).status, P3GPP_ERR_READ) << each.name << ' ' << size;
     }
   }

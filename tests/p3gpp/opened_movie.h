@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "p3gpp/box_tree.h"
 #include "p3gpp/p3gpp.h"
 #include "tests/support/box_builder.h"
 
@@ -71,22 +70,6 @@ class OpenedMovie {
   }
   OpenedMovie(const OpenedMovie&) = delete;
   OpenedMovie& operator=(const OpenedMovie&) = delete;
-
-  // The payload of the track's box, counted from 0.
-  p3gpp::TrakPayload* trak(size_t index) const {
-    const auto* moov = p3gpp::payload_of<p3gpp::MoovPayload>(file->moov);
-    return p3gpp::payload_of<p3gpp::TrakPayload>(moov->traks.at(index));
-  }
-  p3gpp::MdiaPayload* mdia(size_t index) const {
-    return p3gpp::payload_of<p3gpp::MdiaPayload>(trak(index)->mdia);
-  }
-  p3gpp::MinfPayload* minf(size_t index) const {
-    return p3gpp::payload_of<p3gpp::MinfPayload>(mdia(index)->minf);
-  }
-  p3gpp::StblPayload* stbl(size_t index) const {
-    return p3gpp::payload_of<p3gpp::StblPayload>(minf(index)->stbl);
-  }
-  size_t track_count() const { return p3gpp::payload_of<p3gpp::MoovPayload>(file->moov)->traks.size(); }
 
   MemorySource source;
   P3gppFile* file = nullptr;  // null when the open failed

@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "opened_movie.h"
-#include "p3gpp/sample_tables.h"
+#include "shown_boxes.h"
 #include "tests/support/movie_builder.h"
 
 namespace zdr::test {
@@ -81,13 +80,12 @@ TEST(SampleEntries, AreCountedByTheBoxAndByItsCount) {
   for (const Case& each : {Case{0, 0}, Case{1, 1}, Case{2, 2}, Case{3, 2}, Case{0xFFFFFFFF, 2}}) {
     const OpenedMovie movie(with_stsd(stsd({entry, entry}, each.claimed_count)));
     ASSERT_EQ(movie.status, P3GPP_OK);
-    const auto* kept = p3gpp::payload_of<p3gpp::StsdPayload>(movie.stbl(0)->stsd);
-    EXPECT_EQ(kept->entry_count, static_cast<uint32_t>(each.claimed_count));
-    EXPECT_EQ(kept->entries.size(), each.kept);
+    EXPECT_EQ(boxes_of(movie).fields("moov/trak[1]/mdia/minf/stbl/stsd"),
+              "entry_count=" + std::to_string(static_cast<uint32_t>(each.claimed_count)));
     EXPECT_EQ(DecoderInfo(movie.file, 1, static_cast<uint32_t>(each.kept)).status,
               each.kept == 0 ? P3GPP_ERR_NO_TABLE : P3GPP_OK);
     EXPECT_EQ(DecoderInfo(movie.file, 1, static_cast<uint32_t>(each.kept + 1)).status, P3GPP_ERR_NO_TABLE);
-    EXPECT_NE(movie.stbl(0)->stsz, nullptr) << "the stream stands behind stsd";
+    EXPECT_NE(boxes_of(movie).find("moov/trak[1]/mdia/minf/stbl/stsz"), nullptr) << "behind stsd";
   }
   // Bytes behind the last entry are no entry.
   EXPECT_EQ(OpenedMovie(with_stsd(full_box("stsd", 0, 0, concat({{0, 0, 0, 1}, entry, Bytes(4)})))).status,
@@ -121,7 +119,7 @@ TEST(SampleEntries, RequiredSpeechEntriesMustEndWithTheirConfiguration) {
     const OpenedMovie misread(file);
     ASSERT_EQ(misread.status, P3GPP_OK);
     const size_t stts_at = std::string(file.begin(), file.end()).find("stts") - 4;
-    EXPECT_EQ(misread.stbl(0)->stts->offset, stts_at + 20);
+    EXPECT_EQ(boxes_of(misread).find("moov/trak[1]/mdia/minf/stbl/stts")->header.offset, stts_at + 20);
 
     EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(concat({each.configuration, Bytes(8)}))}))).status,
               P3GPP_ERR_BOX_SIZE);

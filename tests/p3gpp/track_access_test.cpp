@@ -66,7 +66,7 @@ TEST(TrackAccess, AMissingTableFailsTheOperationsThatNeedIt) {
 }
 
 TEST(TrackAccess, MissingArgumentsAreRefused) {
-  const OpenTrack opened((TrackTables()));
+  OpenTrack opened((TrackTables()));
   P3gppTrack* const track = opened.get();
   P3gppFile* const file = opened.file();
   uint32_t a = 1;
@@ -78,6 +78,9 @@ TEST(TrackAccess, MissingArgumentsAreRefused) {
   P3gppTrackCounts counts{};
   P3gppTrackInfo* info = nullptr;
   P3gppDecoderInfo* decoder = nullptr;
+  P3gppFile* another = nullptr;
+  FMGR_Descriptor& descriptor = opened.source().descriptor;
+  // A budget of 0 is refused before the ID is looked at.
   const Statuses statuses = {P3GPP_GetMovieInfo(nullptr, &movie),
                              P3GPP_GetMovieInfo(file, nullptr),
                              P3GPP_GetTrackCounts(nullptr, &counts),
@@ -91,7 +94,7 @@ TEST(TrackAccess, MissingArgumentsAreRefused) {
                              P3GPP_GetDecoderInfo(file, 1, nullptr, 1),
                              P3GPP_OpenTrack(nullptr, &handle, 1, 100),
                              P3GPP_OpenTrack(file, nullptr, 1, 100),
-                             P3GPP_OpenTrack(file, &handle, 99, 0),  // before the ID
+                             P3GPP_OpenTrack(file, &handle, 99, 0),
                              P3GPP_CloseTrack(nullptr),
                              P3GPP_GetMaxSampleSize(nullptr, &a),
                              P3GPP_GetMaxSampleSize(track, nullptr),
@@ -108,6 +111,13 @@ TEST(TrackAccess, MissingArgumentsAreRefused) {
                              P3GPP_IsSyncSample(nullptr, 1, &flag),
                              P3GPP_IsSyncSample(track, 1, nullptr)};
   EXPECT_EQ(statuses, Statuses(statuses.size(), P3GPP_ERR_BAD_ARGUMENT));
+  EXPECT_EQ(P3GPP_Open(nullptr, &descriptor, nullptr), P3GPP_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(P3GPP_Open(&another, nullptr, nullptr), P3GPP_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(P3GPP_Close(nullptr), P3GPP_ERR_BAD_ARGUMENT);
+  P3gppOpenError error{};
+  EXPECT_EQ(P3GPP_OpenExplained(&another, &descriptor, nullptr, &error), P3GPP_ERR_OPEN) << "no file manager";
+  EXPECT_EQ(error.status, P3GPP_ERR_OPEN);
+  EXPECT_EQ(another, nullptr);
 }
 
 TEST(TrackAccess, MovieInfoComesFromTheMovieHeaderWithACopyOfTheObjectDescriptor) {
