@@ -17,25 +17,7 @@ using test::Bytes;
 using namespace std::string_literals;
 
 constexpr REFERENCE_TIME kMs = 10000;
-constexpr LONG kRoom = 40960;         // ten frames of two channels
-constexpr LONG kLargestRoom = 81920;  // at the doubled rate of SBR
-
-struct Delivered {
-  REFERENCE_TIME start;
-  REFERENCE_TIME stop;
-  Bytes data;
-};
-
-std::vector<Delivered> play(FilterUnderTest& under_test) {
-  std::vector<Delivered> delivered;
-  FakeSample sample(kLargestRoom);
-  while (under_test.fill(0, sample) == S_OK) delivered.push_back({sample.start, sample.stop, sample.data()});
-  return delivered;
-}
-
-HRESULT seek(FilterUnderTest& under_test, REFERENCE_TIME start) {
-  return under_test.seeking(0)->SetPositions(&start, AM_SEEKING_AbsolutePositioning, nullptr, 0);
-}
+constexpr LONG kRoom = 40960;  // ten frames of two channels
 
 // The same file through the reader alone.
 class Reader {
@@ -65,15 +47,20 @@ class Reader {
   AACF_File* reader_ = nullptr;
 };
 
-Bytes joined(const std::vector<Delivered>& delivered) {
-  Bytes all;
-  for (const Delivered& each : delivered) all.insert(all.end(), each.data.begin(), each.data.end());
-  return all;
-}
-
 std::filesystem::path sample_path(const char* name) {
   return std::filesystem::path(ZDR_SAMPLES_DIR) / name;
 }
+
+WAVEFORMATEX format_of(const CMediaType& type) {
+  WAVEFORMATEX wave;
+  std::memcpy(&wave, type.pbFormat, sizeof wave);
+  return wave;
+}
+
+// A loaded file of two channels of 44.1 kHz.
+struct Adts : FilterUnderTest {
+  explicit Adts(size_t frames = 100) { EXPECT_EQ(load(adts_file(frames, 400), "clip.AAC"), S_OK); }
+};
 
 TEST(AacFile, OffersPcmOnOnePin) {
   SinkGraph graph;
@@ -86,8 +73,7 @@ TEST(AacFile, OffersPcmOnOnePin) {
   EXPECT_EQ(type.subtype, MEDIASUBTYPE_PCM);
   EXPECT_EQ(type.formattype, FORMAT_WaveFormatEx);
   ASSERT_EQ(type.cbFormat, sizeof(WAVEFORMATEX));
-  WAVEFORMATEX wave;
-  std::memcpy(&wave, type.pbFormat, sizeof wave);
+  const WAVEFORMATEX wave = format_of(type);
   EXPECT_EQ(wave.wFormatTag, WAVE_FORMAT_PCM);
   EXPECT_EQ(wave.nChannels, 2);
   EXPECT_EQ(wave.nSamplesPerSec, 44100u);
@@ -104,28 +90,8 @@ TEST(AacFile, OffersPcmOnOnePin) {
   EXPECT_EQ(duration, 2321 * kMs);
 }
 
-TEST(AacFile, OffersTheRateAndChannelsThatTheDecoderGives) {
-  const struct {
-    const char* name;
-    WORD channels;
-    DWORD rate;
-  } kCases[] = {
-      {"aac-lc-8k-mono.aac", 1, 8000}, {"he-aac-v1-stereo.aac", 2, 44100}, {"he-aac-v2.aac", 2, 44100}};
-  for (const auto& each : kCases) {
-    FilterUnderTest under_test;
-    ASSERT_EQ(under_test.load(sample_path(each.name)), S_OK);
-    CMediaType type;
-    ASSERT_EQ(under_test.pin(0).GetMediaType(0, &type), S_OK);
-    WAVEFORMATEX wave;
-    std::memcpy(&wave, type.pbFormat, sizeof wave);
-    EXPECT_EQ(wave.nChannels, each.channels) << each.name;
-    EXPECT_EQ(wave.nSamplesPerSec, each.rate) << each.name;
-  }
-}
-
 TEST(AacFile, RequiredBufferSizeIsUnknownBeforeATypeWasAskedFor) {
-  FilterUnderTest under_test;
-  ASSERT_EQ(under_test.load(adts_file(100, 400), "clip.aac"), S_OK);
+  Adts under_test;
   HRESULT hr = S_OK;
   const com::ComPtr<IMemAllocator> allocator(new CMemAllocator(NAME("allocator of a test"), nullptr, &hr));
   ALLOCATOR_PROPERTIES properties{.cBuffers = 0, .cbBuffer = 0, .cbAlign = 1, .cbPrefix = 0};
@@ -150,39 +116,48 @@ TEST(AacFile, WhatCannotBeReadIsRefused) {
 }
 
 TEST(AacFile, RequiredGroupsCarryTheTimeOfTheirSecondFrame) {
-  FilterUnderTest under_test;
-  ASSERT_EQ(under_test.load(adts_file(100, 400), "clip.aac"), S_OK);
-  const std::vector<Delivered> delivered = play(under_test);
+  const std::vector<Filled> delivered = Adts().play();
   // A hundred frames are read; the first read gives nothing.
   ASSERT_EQ(delivered.size(), 10u);
-  EXPECT_EQ(delivered[0].start, 23 * kMs);
-  EXPECT_EQ(delivered[0].stop, 23 * kMs + 1);
-  EXPECT_EQ(delivered[0].data.size(), 9u * 4096);
-  EXPECT_EQ(delivered[1].start, 255 * kMs);
-  EXPECT_EQ(delivered[1].data.size(), 10u * 4096);
+  const std::pair<REFERENCE_TIME, size_t> kFirst[] = {{23, 9}, {255, 10}, {487, 10}};
+  for (size_t i = 0; i < std::size(kFirst); ++i) {
+    EXPECT_EQ(delivered[i].start, kFirst[i].first * kMs);
+    EXPECT_EQ(delivered[i].stop, delivered[i].start + 1);
+    EXPECT_EQ(delivered[i].data.size(), kFirst[i].second * 4096);
+  }
   EXPECT_EQ(delivered[9].start, 2113 * kMs);
 }
 
 // Of 10k + 1 frames the last group's time is that of the stop, or just before it.
 TEST(AacFile, RequiredLastGroupOfOneFrameMayBeLeftOut) {
   const std::pair<size_t, size_t> kCases[] = {{2, 1}, {10, 1}, {11, 1}, {12, 2}, {21, 2}};
-  for (const auto& [frames, samples] : kCases) {
-    FilterUnderTest under_test;
-    ASSERT_EQ(under_test.load(adts_file(frames, 400), "clip.aac"), S_OK);
-    EXPECT_EQ(play(under_test).size(), samples) << frames;
-  }
+  for (const auto& [frames, samples] : kCases) EXPECT_EQ(Adts(frames).play().size(), samples) << frames;
 }
 
-TEST(AacFile, PlaysWhatItsReaderGives) {
-  for (const char* name :
-       {"aac-lc-44k-stereo.aac", "aac-lc-8k-mono.aac", "he-aac-v1-stereo.aac", "he-aac-v2.aac"}) {
+TEST(AacFile, PlaysWhatItsReaderGivesAtTheRateOfTheDecoder) {
+  const struct {
+    const char* name;
+    WORD channels;
+    DWORD rate;
+  } kFiles[] = {{"aac-lc-44k-stereo.aac", 2, 44100},
+                {"aac-lc-8k-mono.aac", 1, 8000},
+                {"he-aac-v1-stereo.aac", 2, 44100},
+                {"he-aac-v2.aac", 2, 44100}};
+  for (const auto& each : kFiles) {
     FilterUnderTest under_test;
-    ASSERT_EQ(under_test.load(sample_path(name)), S_OK);
-    const Bytes delivered = joined(play(under_test));
-    const Bytes expected = Reader(sample_path(name)).pcm(1);
-    ASSERT_GE(expected.size(), delivered.size()) << name;
-    EXPECT_LE(expected.size() - delivered.size(), 4096u * 4) << name;
-    EXPECT_TRUE(std::equal(delivered.begin(), delivered.end(), expected.begin())) << name;
+    ASSERT_EQ(under_test.load(sample_path(each.name)), S_OK);
+    CMediaType type;
+    ASSERT_EQ(under_test.pin(0).GetMediaType(0, &type), S_OK);
+    EXPECT_EQ(format_of(type).nChannels, each.channels) << each.name;
+    EXPECT_EQ(format_of(type).nSamplesPerSec, each.rate) << each.name;
+    Bytes delivered;
+    for (const Filled& sample : under_test.play()) {
+      delivered.insert(delivered.end(), sample.data.begin(), sample.data.end());
+    }
+    const Bytes expected = Reader(sample_path(each.name)).pcm(1);
+    ASSERT_GE(expected.size(), delivered.size()) << each.name;
+    EXPECT_LE(expected.size() - delivered.size(), 4096u * 4) << each.name;
+    EXPECT_TRUE(std::equal(delivered.begin(), delivered.end(), expected.begin())) << each.name;
   }
 }
 
@@ -199,16 +174,14 @@ TEST(AacFile, EverySeekDecodesAnew) {
               AACF_OK);
     uint64_t second_ms = 0;
     AACF_FrameToTime(reader.get(), frame + 1, &second_ms);
-    ASSERT_EQ(seek(under_test, target), S_OK);
-    FakeSample sample(kRoom);
-    ASSERT_EQ(under_test.fill(0, sample), S_OK) << target;
+    ASSERT_EQ(under_test.seek(target), S_OK);
+    const Filled sample = under_test.fill(kRoom);
     EXPECT_TRUE(sample.discontinuity && sample.sync) << target;
     EXPECT_EQ(sample.start, static_cast<REFERENCE_TIME>(second_ms) * kMs - target);
-    EXPECT_EQ(sample.data(), reader.pcm(frame, 10)) << target;
+    EXPECT_EQ(sample.data, reader.pcm(frame, 10)) << target;
   }
-  ASSERT_EQ(seek(under_test, 1000000 * kMs), S_OK);
-  FakeSample sample(kRoom);
-  EXPECT_EQ(under_test.fill(0, sample), S_FALSE);
+  ASSERT_EQ(under_test.seek(1000000 * kMs), S_OK);
+  EXPECT_TRUE(under_test.play().empty());
 }
 
 TEST(AacFile, RequiredStopStartsItAnewWithTheFrameThatWasHeld) {
@@ -233,11 +206,10 @@ TEST(AacFile, RequiredStopStartsItAnewWithTheFrameThatWasHeld) {
 
 TEST(AacFile, AFrameThatCannotBeDecodedEndsItsGroup) {
   Bytes content = adts_file(60, 400);
-  // No block begins with the element that these bits announce.
-  content[14 * 400 + 7] = 0x60;
+  content[14 * 400 + 7] = 0x60;  // no block begins with the element that these bits announce
   FilterUnderTest under_test;
   ASSERT_EQ(under_test.load(content, "clip.aac"), S_OK);
-  const std::vector<Delivered> delivered = play(under_test);
+  const std::vector<Filled> delivered = under_test.play();
   ASSERT_GE(delivered.size(), 4u);
   // Frames 11 to 14; the next group begins behind the damage.
   EXPECT_EQ(delivered[1].data.size(), 4u * 4096);

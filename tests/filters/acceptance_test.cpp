@@ -4,7 +4,6 @@
 #include <functional>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "filters/source/mp4/media_type.h"
 #include "tests/filters/codec_tracks.h"
 #include "tests/filters/filter_under_test.h"
 
@@ -143,32 +142,6 @@ TEST(Acceptance, RequiredAudioRulesDoNotLookAtTheCodecOfTheTrack) {
                        false});
   }
   expect_answers(test::amr_track(10), changes);
-}
-
-// A record of the general kind has neither the sizes nor the lists of the codecs whose object type it tells.
-TEST(Acceptance, NothingIsTakenFromARecordOfAnotherKind) {
-  const struct {
-    std::string name;
-    test::TrackDescription track;
-    GUID subtype;
-  } kCases[] = {
-      {"H.263",
-       video_track(test::video_entry("mp4v", 16, 16, test::esds({.object_type = 0xC2, .stream_type = 4}))),
-       kSubtypeH263},
-      {"AVC",
-       video_track(test::video_entry("mp4v", 16, 16, test::esds({.object_type = 0x7F, .stream_type = 4}))),
-       kSubtypeAvc},
-      {"AC-3", audio_track(test::audio_entry("mp4a", 2, 8000, test::esds({.object_type = 0xFC}))), GUID_NULL},
-  };
-  for (const auto& each : kCases) {
-    FilterUnderTest under_test(each.track);
-    ASSERT_EQ(under_test.load_result(), S_OK) << each.name;
-    CMediaType type;
-    EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), kTypeNotBuilt) << each.name;
-    FilterUnderTest offering(each.subtype == kSubtypeAvc ? test::avc_track(10) : h263_track());
-    ASSERT_EQ(offering.pin(0).GetMediaType(0, &type), S_OK);
-    EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), E_FAIL) << each.name;
-  }
 }
 
 TEST(Acceptance, OfQcelpComparesTheConfiguration) {

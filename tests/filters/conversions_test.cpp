@@ -31,17 +31,6 @@ TEST(Conversions, DoublesTruncateTowardZeroAndKeepTheLow32Bits) {
   for (const auto& each : kCases) EXPECT_EQ(trunc_to_u32(each.value), each.expected) << each.value;
 }
 
-TEST(Conversions, MediaTimesAreWholeMillisecondsInReferenceTime) {
-  EXPECT_EQ(media_time_to_whole_ms(1001, 600), 1668u);
-  EXPECT_EQ(ms_to_reference_time(1668), 16680000);
-  EXPECT_EQ(ms_to_reference_time(kLargest), 42949672950000);
-  EXPECT_EQ(ms_span_to_reference_time(media_time_to_ms(1502, 600) - media_time_to_ms(1001, 600)), 8350000);
-  EXPECT_EQ(ms_span_to_reference_time(-2.5), -20000);
-  EXPECT_EQ(media_time_to_whole_ms(kLargest, 90000), 47721858u);
-  // A track without a time scale has no times.
-  EXPECT_EQ(media_time_to_whole_ms(1001, 0), 0u);
-}
-
 TEST(Conversions, SeekTargetsSaturateInsteadOfWrapping) {
   const struct {
     REFERENCE_TIME target;
@@ -62,14 +51,6 @@ TEST(Conversions, SeekTargetsSaturateInsteadOfWrapping) {
   for (const auto& each : kCases) {
     EXPECT_EQ(seek_media_time(each.target, each.time_scale), each.expected) << each.target;
   }
-}
-
-TEST(Conversions, PositionsWrap) {
-  constexpr REFERENCE_TIME kMax = std::numeric_limits<REFERENCE_TIME>::max();
-  constexpr REFERENCE_TIME kMin = std::numeric_limits<REFERENCE_TIME>::min();
-  EXPECT_EQ(wrapping_add(kMax, 1), kMin);
-  EXPECT_EQ(wrapping_sub(kMin, 1), kMax);
-  EXPECT_EQ(wrapping_sub(5, 7), -2);
 }
 
 }  // namespace

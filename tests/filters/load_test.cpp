@@ -3,7 +3,6 @@
 
 #include <cstring>
 
-#include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "tests/filters/filter_under_test.h"
 #include "tests/platform/fault_at.h"
 
@@ -29,7 +28,14 @@ TrackDescription with_time_scale(TrackDescription track, uint32_t time_scale) {
   return track;
 }
 
+TrackDescription with_id(TrackDescription track, uint32_t id) {
+  track.replaced["tkhd"] = test::tkhd({.track_id = id});
+  return track;
+}
+
 TEST(Load, MakesAPinForTheFirstTrackOfEachKind) {
+  TrackDescription without_header = amr_track(3);  // its ID is taken for 0
+  without_header.replaced["tkhd"] = Bytes{};
   const struct {
     std::string name;
     std::vector<TrackDescription> tracks;
@@ -45,34 +51,14 @@ TEST(Load, MakesAPinForTheFirstTrackOfEachKind) {
       // Only the first track of a kind is ever tried.
       {"second video playable", {unknown_video(), avc_track(3)}, VFW_E_INVALID_FILE_FORMAT, {}},
       {"no tracks", {}, VFW_E_INVALID_FILE_FORMAT, {}},
+      // Tracks are opened by ID, and two pins must not share one.
+      {"both 7", {with_id(amr_track(3), 7), with_id(avc_track(3), 7)}, S_OK, {"Audio0"}},
+      {"7 and 8", {with_id(amr_track(3), 7), with_id(avc_track(3), 8)}, S_OK, {"Audio0", "Video0"}},
+      {"no header, and 0", {without_header, with_id(avc_track(3), 0)}, S_OK, {"Audio0"}},
   };
   for (const auto& each : kCases) {
     FilterUnderTest under_test(MovieDescription{.tracks = each.tracks});
     EXPECT_EQ(under_test.load_result(), each.result) << each.name;
-    EXPECT_EQ(under_test.pin_names(), each.pins) << each.name;
-  }
-}
-
-TrackDescription with_id(TrackDescription track, uint32_t id) {
-  track.replaced["tkhd"] = test::tkhd({.track_id = id});
-  return track;
-}
-
-TEST(Load, LeavesOutVideoUnderTheIdOfThePlayedAudio) {
-  TrackDescription without_header = amr_track(3);  // its ID is taken for 0
-  without_header.replaced["tkhd"] = Bytes{};
-  const struct {
-    std::string name;
-    std::vector<TrackDescription> tracks;
-    std::vector<std::string> pins;
-  } kCases[] = {
-      {"both 7", {with_id(amr_track(3), 7), with_id(avc_track(3), 7)}, {"Audio0"}},
-      {"7 and 8", {with_id(amr_track(3), 7), with_id(avc_track(3), 8)}, {"Audio0", "Video0"}},
-      {"no header, and 0", {without_header, with_id(avc_track(3), 0)}, {"Audio0"}},
-  };
-  for (const auto& each : kCases) {
-    FilterUnderTest under_test(MovieDescription{.tracks = each.tracks});
-    EXPECT_EQ(under_test.load_result(), S_OK) << each.name;
     EXPECT_EQ(under_test.pin_names(), each.pins) << each.name;
   }
 }
@@ -181,26 +167,6 @@ TEST(Load, DurationIsThatOfTheLongestPin) {
     EXPECT_EQ(seeking->GetStopPosition(&stop), S_OK);
     EXPECT_EQ(stop, each.first_pin_stop) << each.name;
   }
-}
-
-TEST(Load, FilterAnswersForTheInterfacesOfAFileSource) {
-  FilterUnderTest under_test(amr_track(3));
-  com::ComPtr<IUnknown> found;
-  EXPECT_EQ(under_test.filter->QueryInterface(IID_IMediaSeeking, found.out_void()), E_NOINTERFACE);
-  EXPECT_EQ(under_test.filter->QueryInterface(IID_IFileSourceFilter, found.out_void()), S_OK);
-  CLSID clsid{};
-  EXPECT_EQ(under_test.filter->GetClassID(&clsid), S_OK);
-  EXPECT_EQ(clsid, mp4source::kClsidSourceFilter);
-  EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
-}
-
-TEST(Load, LeavesNothingBehind) {
-  {
-    FilterUnderTest loaded(MovieDescription{.tracks = {amr_track(3), avc_track(3)}});
-    FilterUnderTest failed(unknown_video());
-    FilterUnderTest never_loaded;
-  }
-  EXPECT_EQ(DllCanUnloadNow(), S_OK);
 }
 
 }  // namespace

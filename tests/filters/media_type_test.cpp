@@ -171,22 +171,34 @@ TEST(MediaType, RequiredAacWithoutUsableConfigurationEndsTheListOfTypes) {
   }
 }
 
+// Also those whose record is of the general kind, which has neither the sizes nor the lists of the codecs
+// whose object type it tells.
 TEST(MediaType, PinsOfOtherCodecsExistAndOfferNothing) {
+  const auto video_of_type = [](uint8_t object_type) {
+    return video_track(
+        test::video_entry("mp4v", 16, 16, test::esds({.object_type = object_type, .stream_type = 4})));
+  };
   const struct {
     std::string name;
     TrackDescription track;
+    TrackDescription accepted_elsewhere;
   } kCases[] = {
-      {"MP3", audio_track(test::audio_entry(".mp3", 2, 44100))},
-      {"AMR-WB+", speech_track("sawp", test::dawp(0x5A414E44, 1))},
-      {"SMV", speech_track("ssmv", test::speech_configuration("dsmv", 0x5A414E44, 1, 1))},
-      {"MPEG-1 video",
-       video_track(test::video_entry("mp4v", 16, 16, test::esds({.object_type = 0x6A, .stream_type = 4})))},
+      {"MP3", audio_track(test::audio_entry(".mp3", 2, 44100)), h263_track()},
+      {"AMR-WB+", speech_track("sawp", test::dawp(0x5A414E44, 1)), h263_track()},
+      {"MPEG-1 video", video_of_type(0x6A), mpeg4_visual_track()},
+      {"H.263 by its object type alone", video_of_type(0xC2), h263_track()},
+      {"AVC by its object type alone", video_of_type(0x7F), test::avc_track(10)},
+      {"AC-3 by its object type alone",
+       audio_track(test::audio_entry("mp4a", 2, 8000, test::esds({.object_type = 0xFC}))), h263_track()},
   };
   for (const auto& each : kCases) {
     FilterUnderTest under_test(each.track);
     ASSERT_EQ(under_test.load_result(), S_OK) << each.name;
     CMediaType type;
     EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), kTypeNotBuilt) << each.name;
+    FilterUnderTest offering(each.accepted_elsewhere);
+    ASSERT_EQ(offering.pin(0).GetMediaType(0, &type), S_OK);
+    EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), E_FAIL) << each.name;
   }
 }
 
@@ -257,6 +269,10 @@ TEST(MediaType, RequiredAvcBlockSizeWrapsAt64KiB) {
 }
 
 TEST(MediaType, FrameRateIsThatOverTheLongerTrack) {
+  TrackDescription ten_minutes = test::amr_track(1);
+  ten_minutes.replaced["mdhd"] = test::mdhd({.time_scale = 8000, .duration = 600 * 8000});
+  TrackDescription unknown = test::avc_track(10);
+  unknown.replaced["mdhd"] = test::mdhd({.duration = 0});
   const struct {
     std::string name;
     std::vector<TrackDescription> tracks;
@@ -265,21 +281,8 @@ TEST(MediaType, FrameRateIsThatOverTheLongerTrack) {
       {"video alone, 10 frames in 1 s", {test::avc_track(10)}, 1000000},
       {"required: audio of 4 s", {test::avc_track(10), test::amr_track(200)}, 4000000},
       {"audio of 20 ms", {test::avc_track(10), test::amr_track(1)}, 1000000},
-      {"one picture beside 600 s of audio, more than 32 bits",
-       {test::avc_track(1),
-        [] {
-          TrackDescription track = test::amr_track(1);
-          track.replaced["mdhd"] = test::mdhd({.time_scale = 8000, .duration = 600 * 8000});
-          return track;
-        }()},
-       6000000000},
-      {"unknown duration",
-       {[] {
-         TrackDescription track = test::avc_track(10);
-         track.replaced["mdhd"] = test::mdhd({.duration = 0});
-         return track;
-       }()},
-       0},
+      {"one picture, more than 32 bits", {test::avc_track(1), ten_minutes}, 6000000000},
+      {"unknown duration", {unknown}, 0},
   };
   for (const auto& each : kCases) {
     FilterUnderTest under_test(test::MovieDescription{.tracks = each.tracks});

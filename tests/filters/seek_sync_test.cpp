@@ -42,10 +42,6 @@ class SeekSyncTest : public ::testing::Test {
   static bool has_ended(Pending& pending) {
     return pending.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   }
-  static bool signalled(const UniqueHandle& event) {
-    return WaitForSingleObject(event.get(), 0) == WAIT_OBJECT_0;
-  }
-
   UniqueHandle av_data{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
   UniqueHandle seek_handling{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
   UniqueHandle request{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
@@ -84,30 +80,6 @@ TEST_F(SeekSyncTest, WaitsAtMostForTheDifferenceOfTheTimes) {
   Pending video = start(Stream::kVideo, 0);
   EXPECT_EQ(sync.resynchronise(Stream::kAudio, kBlink, request.get()).rebase, Rebase::kBothPins);
   EXPECT_EQ(video.get().rebase, Rebase::kBothPins);
-}
-
-TEST_F(SeekSyncTest, NothingMovesWhenAudioStartsNoLater) {
-  for (const REFERENCE_TIME audio_first : {kSecond, 2 * kSecond}) {
-    both_play();
-    Pending audio = start(Stream::kAudio, audio_first);
-    EXPECT_EQ(sync.resynchronise(Stream::kVideo, 2 * kSecond, request.get()).rebase, Rebase::kNone);
-    EXPECT_EQ(audio.get().rebase, Rebase::kNone);
-    EXPECT_FALSE(sync.is_preroll(0, kHour));
-  }
-}
-
-TEST_F(SeekSyncTest, AStreamAloneGoesByItsOwnTime) {
-  sync.workers_stopped(false, true);
-  EXPECT_EQ(sync.resynchronise(Stream::kVideo, kSecond, request.get()).rebase, Rebase::kNone);
-  EXPECT_TRUE(sync.is_preroll(kSecond, 2 * kSecond));
-  EXPECT_FALSE(sync.is_preroll(2 * kSecond, 2 * kSecond));
-  EXPECT_FALSE(sync.is_preroll(kSecond, 2 * kSecond));  // once only
-  EXPECT_FALSE(signalled(seek_handling));
-
-  sync.workers_stopped(true, false);
-  const SeekSync::Outcome audio = sync.resynchronise(Stream::kAudio, kSecond, request.get());
-  EXPECT_EQ(audio.rebase, Rebase::kThisPin);
-  EXPECT_EQ(audio.start, kSecond);
 }
 
 TEST_F(SeekSyncTest, WhatEndsAWaitForThePeer) {

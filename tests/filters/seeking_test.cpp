@@ -91,20 +91,22 @@ TEST(Seeking, AnswersOfTheInterface) {
 TEST(Seeking, RefusesNullPointers) {
   FilterUnderTest under_test(numbered_movie());
   const auto seeking = under_test.seeking(1);
-  LONGLONG position = 0;
-  EXPECT_EQ(seeking->GetCapabilities(nullptr), E_POINTER);
-  EXPECT_EQ(seeking->CheckCapabilities(nullptr), E_POINTER);
-  EXPECT_EQ(seeking->IsFormatSupported(nullptr), E_POINTER);
-  EXPECT_EQ(seeking->QueryPreferredFormat(nullptr), E_POINTER);
-  EXPECT_EQ(seeking->GetTimeFormat(nullptr), E_POINTER);
-  EXPECT_EQ(seeking->IsUsingTimeFormat(nullptr), E_POINTER);
-  EXPECT_EQ(seeking->GetDuration(nullptr), E_POINTER);
-  EXPECT_EQ(seeking->GetStopPosition(nullptr), E_POINTER);
-  EXPECT_EQ(seeking->GetCurrentPosition(nullptr), E_POINTER);
-  EXPECT_EQ(seeking->GetRate(nullptr), E_POINTER);
-  // Required: both or none.
-  EXPECT_EQ(seeking->GetPositions(&position, nullptr), E_POINTER);
-  EXPECT_EQ(seeking->GetPositions(nullptr, &position), E_POINTER);
+  LONGLONG there = 0;
+  for (const HRESULT hr :
+       {seeking->GetCapabilities(nullptr), seeking->CheckCapabilities(nullptr),
+        seeking->IsFormatSupported(nullptr), seeking->QueryPreferredFormat(nullptr),
+        seeking->GetTimeFormat(nullptr), seeking->IsUsingTimeFormat(nullptr), seeking->GetDuration(nullptr),
+        seeking->GetStopPosition(nullptr), seeking->GetCurrentPosition(nullptr), seeking->GetRate(nullptr),
+        // Required: both or none.
+        seeking->GetPositions(&there, nullptr), seeking->GetPositions(nullptr, &there),
+        // The stop is looked at first, its pointer before its flags.
+        seeking->SetPositions(nullptr, kAbsolute, nullptr, 0),
+        seeking->SetPositions(&there, kIncremental, nullptr, kKeyFrame),
+        seeking->SetPositions(nullptr, kIncremental, nullptr, 0)}) {
+    EXPECT_EQ(hr, E_POINTER);
+  }
+  EXPECT_EQ(seeking->SetPositions(nullptr, kAbsolute, &there, kKeyFrame), E_INVALIDARG);
+  EXPECT_EQ(seeking->SetPositions(nullptr, 0, nullptr, 0), S_OK);
 }
 
 TEST(Seeking, SetPositionsMovesAllPins) {
@@ -149,15 +151,6 @@ TEST(Seeking, SetPositionsMovesAllPins) {
       EXPECT_EQ(stop, each.expected_stop) << each.name;
     }
   }
-  // The stop is looked at first, its pointer before its flags.
-  FilterUnderTest under_test(numbered_movie());
-  LONGLONG there = 0;
-  const auto seeking = under_test.seeking(0);
-  EXPECT_EQ(seeking->SetPositions(nullptr, kAbsolute, nullptr, 0), E_POINTER);
-  EXPECT_EQ(seeking->SetPositions(&there, kIncremental, nullptr, kKeyFrame), E_POINTER);
-  EXPECT_EQ(seeking->SetPositions(nullptr, kAbsolute, &there, kKeyFrame), E_INVALIDARG);
-  EXPECT_EQ(seeking->SetPositions(nullptr, kIncremental, nullptr, 0), E_POINTER);
-  EXPECT_EQ(seeking->SetPositions(nullptr, 0, nullptr, 0), S_OK);
 }
 
 // --- What the worker's function makes of it ----------------------------------------------------------------
