@@ -65,34 +65,5 @@ TEST(BitReader, AgreesWithAPlainReaderInsideAndBehindTheData) {
   }
 }
 
-TEST(BitCache, AgreesWithAPlainReaderFromAnyPosition) {
-  std::mt19937 random(2);
-  for (int round = 0; round < 2000; ++round) {
-    const auto data = random_bytes(random, random() % 60);
-    BitReader reader(data.data(), data.size());
-    PlainReader plain(data);
-    const size_t start = random() % 100;
-    reader.skip(start);
-    plain.skip(start);
-    BitCache cache(reader);
-    for (int step = 0; step < 60; ++step) {
-      if (random() % 8 == 0) {
-        const size_t skipped = random() % 200;
-        cache.skip(skipped);
-        plain.skip(skipped);
-      }
-      cache.refill();
-      for (int left = BitCache::kRefilled; left > 0;) {
-        const int bits = 1 + static_cast<int>(random() % 32);
-        if (bits > left) break;
-        ASSERT_EQ(cache.take(bits), plain.read(bits));
-        left -= bits;
-      }
-      ASSERT_EQ(cache.position(), plain.position());
-      ASSERT_EQ(cache.past_end(), plain.position() / 8 > data.size());
-    }
-  }
-}
-
 }  // namespace
 }  // namespace zdr::aacdec

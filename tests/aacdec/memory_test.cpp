@@ -55,6 +55,15 @@ TEST(Memory, LackOfItIsToldByEveryCallThatTakesSome) {
     EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(block.data(), 0, &config, &length, 0), ZD_AAC_DEC_ERR_FAILED);
     EXPECT_TRUE(failing.struck());
   }
+  const Bytes record = {0x15, 0x88};
+  auto record_bytes = static_cast<int32_t>(record.size());
+  {
+    // The record alone takes none.
+    const FailingAllocator failing(1);
+    EXPECT_EQ(Zd_AAC_Dec_GetConfig(record.data(), &record_bytes, &config, 0, nullptr, 0), ZD_AAC_DEC_OK);
+    EXPECT_EQ(Zd_AAC_Dec_GetConfig(record.data(), &record_bytes, &config, 0, block.data(), length),
+              ZD_AAC_DEC_ERR_FAILED);
+  }
   EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(block.data(), 0, &config, &length, 0), ZD_AAC_DEC_OK);
 }
 

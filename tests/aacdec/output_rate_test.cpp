@@ -38,21 +38,13 @@ TEST(OutputRate, IsDoubledUpTo24KilohertzUnlessTheCoresOwnIsAsked) {
     bool single_rate;
     int multiplier;
   };
-  constexpr Case kCases[] = {{24000, 48000, false, 2},
-                             {24000, 96000, false, 2},
-                             {24000, 24000, false, 1},
-                             {24000, 32000, false, 2},
-                             {24000, 48000, true, 1},
-                             {32000, 64000, false, 1},
-                             {44100, 88200, false, 1},
-                             {22050, 44100, false, 2},
-                             {12000, 24000, false, 2},
-                             {16000, 0x7FFFFFFF, false, 2},
-                             {22050, 0, false, 2},
-                             {22050, -5, false, 2},
-                             // Twice 8000 is the 16000 that would be converted; the doubling is all it takes.
-                             {8000, 44100, false, 2},
-                             {8000, 44100, true, 2}};
+  // Twice 8000 is the 16000 that would be converted; the doubling is all it takes.
+  constexpr Case kCases[] = {
+      {24000, 48000, false, 2},      {24000, 96000, false, 2}, {24000, 24000, false, 1},
+      {24000, 32000, false, 2},      {24000, 48000, true, 1},  {32000, 64000, false, 1},
+      {44100, 88200, false, 1},      {22050, 44100, false, 2}, {12000, 24000, false, 2},
+      {16000, 0x7FFFFFFF, false, 2}, {22050, 0, false, 2},     {22050, -5, false, 2},
+      {8000, 44100, false, 2},       {8000, 44100, true, 2}};
   for (const Case& c : kCases) {
     const OutputRate rate = choose_output_rate(c.core_hz, c.requested_hz, c.single_rate);
     EXPECT_EQ(rate.multiplier, c.multiplier) << c.core_hz << ' ' << c.requested_hz;
