@@ -95,22 +95,23 @@ void SbrReference::generate() {
   }
 }
 
+// The channel's part of what a coupled pair has together, by their ratio; or all of what one channel has.
+double SbrReference::part_of(double energy, double ratio) const {
+  if (!coupled()) return energy;
+  return 2 * energy / (1 + ratio) * (channel_ == 0 ? 1 : ratio);
+}
+
 SbrReference::Row SbrReference::wanted_energies(size_t envelope) const {
   const SbrBandTables& t = data().bands;
   const bool high = data().grid.high_resolution[envelope];
-  const bool coupled = frame_->channel[1].status == SbrStatus::kParsed && frame_->channel[1].coupled;
-  const SbrChannelFrame& levels = frame_->channel[coupled ? 0 : channel_];
+  const SbrChannelFrame& levels = frame_->channel[coupled() ? 0 : channel_];
   const double a = levels.amp_res != 0 ? 1 : 0.5;
+  const double even = levels.amp_res != 0 ? 12 : 24;
   Row row{};
   for (int k = t.kx; k < t.kx + t.m; ++k) {
     const int j = band_of(t.envelope_borders(high), t.envelope_bands(high), k);
-    const int e = levels.envelope[envelope][j];
-    double energy = std::exp2(a * e + 6);
-    if (coupled) {
-      const double pan = levels.amp_res != 0 ? 12 : 24;
-      const double r = std::exp2((pan - frame_->channel[1].envelope[envelope][j]) * a);
-      energy = 2 * energy / (1 + r) * (channel_ == 0 ? 1 : r);
-    }
+    const double ratio = std::exp2((even - frame_->channel[1].envelope[envelope][j]) * a);
+    const double energy = part_of(std::exp2(a * levels.envelope[envelope][j] + 6), ratio);
     row[static_cast<size_t>(k)] = energy * level_ * level_;
   }
   return row;
@@ -119,18 +120,13 @@ SbrReference::Row SbrReference::wanted_energies(size_t envelope) const {
 SbrReference::Row SbrReference::noise_floors(size_t envelope) const {
   const SbrBandTables& t = data().bands;
   const SbrGrid& g = data().grid;
-  const bool coupled = frame_->channel[1].status == SbrStatus::kParsed && frame_->channel[1].coupled;
-  const SbrChannelFrame& levels = frame_->channel[coupled ? 0 : channel_];
+  const SbrChannelFrame& levels = frame_->channel[coupled() ? 0 : channel_];
   const size_t q = g.noise_count == 2 && g.border[envelope] >= g.noise_border[1] ? 1 : 0;
   Row row{};
   for (int k = t.kx; k < t.kx + t.m; ++k) {
     const int j = band_of(t.noise, t.noise_count, k);
-    double ratio = std::exp2(6 - levels.noise[q][j]);
-    if (coupled) {
-      const double r = std::exp2(12 - frame_->channel[1].noise[q][j]);
-      ratio = 2 * ratio / (1 + r) * (channel_ == 0 ? 1 : r);
-    }
-    row[static_cast<size_t>(k)] = ratio;
+    row[static_cast<size_t>(k)] =
+        part_of(std::exp2(6 - levels.noise[q][j]), std::exp2(12 - frame_->channel[1].noise[q][j]));
   }
   return row;
 }

@@ -47,6 +47,10 @@ class SbrReference {
   void assemble(const std::vector<Gains>& gains);
   void put_together();
   bool active() const { return data().status == SbrStatus::kParsed && data().bands.m > 0; }
+  bool coupled() const {
+    return frame_->channel[1].status == SbrStatus::kParsed && frame_->channel[1].coupled;
+  }
+  double part_of(double energy, double ratio) const;
   const SbrChannelFrame& data() const { return frame_->channel[channel_]; }
 
   int cut_;
