@@ -2,60 +2,44 @@
 #include <gtest/gtest.h>
 #include <objbase.h>
 
+#include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
-enum class Call { kApartment, kMultithreaded, kMultithreadedNoDde, kDefault, kUninitialize };
-
-struct Step {
-  Call call;
-  HRESULT result;
-};
-
-HRESULT make(Call call) {
-  switch (call) {
-    case Call::kApartment:
-      return CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    case Call::kMultithreaded:
-      return CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    case Call::kMultithreadedNoDde:
-      return CoInitializeEx(nullptr, COINIT_DISABLE_OLE1DDE);
-    case Call::kDefault:
-      return CoInitialize(nullptr);
-    case Call::kUninitialize:
-      CoUninitialize();
-      break;
-  }
+// a apartment, m multithreaded, n multithreaded without the old data exchange, d default, u uninitialise.
+HRESULT make(char call) {
+  if (call == 'a') return CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  if (call == 'm') return CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  if (call == 'n') return CoInitializeEx(nullptr, COINIT_DISABLE_OLE1DDE);
+  if (call == 'd') return CoInitialize(nullptr);
+  CoUninitialize();
   return S_OK;
 }
 
+// + first, = once more, ! refused because of the other model.
+char sign_of(HRESULT result) {
+  if (result == RPC_E_CHANGED_MODE) return '!';
+  return result == S_OK ? '+' : result == S_FALSE ? '=' : '?';
+}
+
 TEST(Apartment, FirstInitialisationDecidesUntilAllAreUndone) {
-  const std::vector<Step> runs[] = {
-      {{Call::kDefault, S_OK}, {Call::kApartment, S_FALSE}, {Call::kMultithreaded, RPC_E_CHANGED_MODE}},
-      {{Call::kMultithreadedNoDde, S_OK},
-       {Call::kMultithreaded, S_FALSE},
-       {Call::kDefault, RPC_E_CHANGED_MODE}},
-      // Two successes need two ends before the model can change; a refusal needs none.
-      {{Call::kApartment, S_OK},
-       {Call::kApartment, S_FALSE},
-       {Call::kMultithreaded, RPC_E_CHANGED_MODE},
-       {Call::kUninitialize, S_OK},
-       {Call::kMultithreaded, RPC_E_CHANGED_MODE},
-       {Call::kUninitialize, S_OK},
-       {Call::kMultithreaded, S_OK}},
-      // One end too many does not count against the next beginning.
-      {{Call::kUninitialize, S_OK},
-       {Call::kApartment, S_OK},
-       {Call::kUninitialize, S_OK},
-       {Call::kMultithreaded, S_OK}},
+  const struct {
+    const char* what;
+    std::string calls;
+    std::string results;
+  } runs[] = {
+      {"the default is an apartment", "dam", "+=!"},
+      {"a flag beside the model", "nmd", "+=!"},
+      {"two successes need two ends, a refusal needs none", "aamumum", "+=!+!++"},
+      {"one end too many does not count", "uaum", "++++"},
   };
   for (const auto& run : runs) {
-    std::thread([&run] {
-      for (std::size_t i = 0; i < run.size(); ++i)
-        EXPECT_EQ(make(run[i].call), run[i].result) << "step " << i;
+    std::string results;
+    std::thread([&] {
+      for (const char call : run.calls) results += sign_of(make(call));
     }).join();
+    EXPECT_EQ(results, run.results) << run.what;
   }
 }
 

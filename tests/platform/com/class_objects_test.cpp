@@ -113,15 +113,17 @@ TEST_F(ClassObjects, FailuresTellTheirReasonAndLeaveNoPointer) {
     EXPECT_EQ(CoCreateInstance(c.clsid, nullptr, CLSCTX_INPROC_SERVER, c.iid, &object), c.expected) << c.what;
     EXPECT_EQ(object, nullptr) << c.what;
   }
-  EXPECT_EQ(CoCreateInstance(CLSID_TestAlone, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, nullptr),
-            E_POINTER);
-  EXPECT_EQ(CoGetClassObject(CLSID_TestAlone, CLSCTX_ALL, nullptr, IID_IUnknown, nullptr), E_POINTER);
-}
-
-TEST_F(ClassObjects, OnlyServersInTheProcessExist) {
   void* object = this;
   EXPECT_EQ(CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_LOCAL_SERVER, IID_IUnknown, &object),
             REGDB_E_CLASSNOTREG);
+  EXPECT_EQ(object, nullptr) << "only servers in the process exist";
+  EXPECT_EQ(CoCreateInstance(CLSID_TestAlone, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, nullptr),
+            E_POINTER);
+  EXPECT_EQ(CoGetClassObject(CLSID_TestAlone, CLSCTX_ALL, nullptr, IID_IUnknown, nullptr), E_POINTER);
+  const FaultAt fault(zdr::platform::FaultPoint::kHeapAllocation, 1);
+  object = this;
+  EXPECT_EQ(CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_ALL, IID_IUnknown, &object),
+            E_OUTOFMEMORY);
   EXPECT_EQ(object, nullptr);
 }
 
@@ -200,14 +202,6 @@ TEST_F(ClassObjects, ThreadsThatMeetLoadTheModuleOnce) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(made, 3 * kRounds);
   EXPECT_EQ(diary(), "AI");
-}
-
-TEST_F(ClassObjects, RunningOutOfMemoryIsAStatus) {
-  const FaultAt fault(zdr::platform::FaultPoint::kHeapAllocation, 1);
-  void* object = this;
-  EXPECT_EQ(CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_ALL, IID_IUnknown, &object),
-            E_OUTOFMEMORY);
-  EXPECT_EQ(object, nullptr);
 }
 
 }  // namespace

@@ -81,24 +81,24 @@ FILTER_STATE state_of(CBaseFilter& filter) {
 }
 
 HRESULT apply(CBaseFilter& filter, char operation) {
-  switch (operation) {
-    case 's':
-      return filter.Stop();
-    case 'p':
-      return filter.Pause();
-    default:
-      return filter.Run(7);
-  }
+  if (operation == 's') return filter.Stop();
+  return operation == 'p' ? filter.Pause() : filter.Run(7);
+}
+
+std::string joined(const std::vector<std::string>& entries) {
+  std::string text;
+  for (const std::string& entry : entries) text += (text.empty() ? "" : ", ") + entry;
+  return text;
 }
 
 TEST(BaseFilter, WalksItsConnectedPinsAtEachChangeOfState) {
   const PinScript ok;
   const PinScript unconnected{.connected = false};
+  const PinScript active_says_no{.active = S_FALSE};
   const PinScript active_fails{.active = E_OUTOFMEMORY};
   const PinScript run_fails{.run = E_ACCESSDENIED};
   const PinScript inactive_fails{.inactive = E_ABORT};
   const PinScript inactive_fails_too{.inactive = E_HANDLE};
-  using Log = std::vector<std::string>;
   const struct {
     const char* what;
     std::vector<PinScript> pins;
@@ -106,51 +106,33 @@ TEST(BaseFilter, WalksItsConnectedPinsAtEachChangeOfState) {
     const char* operations;  // s stop, p pause, r run; the last one's result is checked
     HRESULT result;
     FILTER_STATE state;
-    Log log;  // of the last operation
+    const char* log;  // of the last operation
   } cases[] = {
-      {"pause activates", {ok, unconnected, ok}, -1, "p", S_OK, State_Paused, {"0 active", "2 active"}},
-      {"pause again does nothing", {ok}, -1, "pp", S_OK, State_Paused, {}},
-      {"pause from running calls no pin", {ok}, -1, "rp", S_OK, State_Paused, {}},
-      {"a missing pin ends the walk", {ok, ok, ok}, 1, "p", S_OK, State_Paused, {"0 active"}},
-      {"S_FALSE is no failure",
-       {{.active = S_FALSE}, ok},
-       -1,
-       "p",
-       S_OK,
-       State_Paused,
-       {"0 active", "1 active"}},
-      {"run pauses first",
-       {ok, ok},
-       -1,
-       "r",
-       S_OK,
-       State_Running,
-       {"0 active", "1 active", "0 run 7", "1 run 7"}},
-      {"run from paused", {ok}, -1, "pr", S_OK, State_Running, {"0 run 7"}},
-      {"run again does nothing", {ok}, -1, "rr", S_OK, State_Running, {}},
-      {"run ends at a failing pause", {active_fails}, -1, "r", E_OUTOFMEMORY, State_Stopped, {"0 active"}},
-      {"stop deactivates",
-       {ok, unconnected, ok},
-       -1,
-       "rs",
-       S_OK,
-       State_Stopped,
-       {"0 inactive", "2 inactive"}},
-      {"stop when stopped calls no pin", {inactive_fails}, -1, "s", S_OK, State_Stopped, {}},
+      {"pause activates", {ok, unconnected, ok}, -1, "p", S_OK, State_Paused, "0 active, 2 active"},
+      {"pause again does nothing", {ok}, -1, "pp", S_OK, State_Paused, ""},
+      {"pause from running calls no pin", {ok}, -1, "rp", S_OK, State_Paused, ""},
+      {"a missing pin ends the walk", {ok, ok, ok}, 1, "p", S_OK, State_Paused, "0 active"},
+      {"S_FALSE is no failure", {active_says_no, ok}, -1, "p", S_OK, State_Paused, "0 active, 1 active"},
+      {"run pauses first", {ok, ok}, -1, "r", S_OK, State_Running, "0 active, 1 active, 0 run 7, 1 run 7"},
+      {"run from paused", {ok}, -1, "pr", S_OK, State_Running, "0 run 7"},
+      {"run again does nothing", {ok}, -1, "rr", S_OK, State_Running, ""},
+      {"run ends at a failing pause", {active_fails}, -1, "r", E_OUTOFMEMORY, State_Stopped, "0 active"},
+      {"stop deactivates", {ok, unconnected, ok}, -1, "rs", S_OK, State_Stopped, "0 inactive, 2 inactive"},
+      {"stop when stopped calls no pin", {inactive_fails}, -1, "s", S_OK, State_Stopped, ""},
       {"stop goes on and keeps the first failure",
        {ok, inactive_fails, inactive_fails_too, ok},
        -1,
        "ps",
        E_ABORT,
        State_Stopped,
-       {"0 inactive", "1 inactive", "2 inactive", "3 inactive"}},
+       "0 inactive, 1 inactive, 2 inactive, 3 inactive"},
       {"a failing run leaves it paused",
        {ok, run_fails, ok},
        -1,
        "r",
        E_ACCESSDENIED,
        State_Paused,
-       {"0 active", "1 active", "2 active", "0 run 7", "1 run 7"}},
+       "0 active, 1 active, 2 active, 0 run 7, 1 run 7"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -162,14 +144,14 @@ TEST(BaseFilter, WalksItsConnectedPinsAtEachChangeOfState) {
     }
     EXPECT_EQ(result, c.result);
     EXPECT_EQ(state_of(*filter.get()), c.state);
-    EXPECT_EQ(filter->log.take(), c.log);
+    EXPECT_EQ(joined(filter->log.take()), c.log);
   }
 }
 
 TEST(BaseFilter, RequiredFailedPauseLeavesEarlierPinsActive) {
   const auto filter = make_filter({{}, {.active = E_FAIL}, {}});
   EXPECT_EQ(filter->Pause(), E_FAIL);
-  EXPECT_EQ(filter->log.take(), (std::vector<std::string>{"0 active", "1 active"}));
+  EXPECT_EQ(joined(filter->log.take()), "0 active, 1 active");
   EXPECT_EQ(state_of(*filter.get()), State_Stopped);
   EXPECT_EQ(filter->Stop(), S_OK);
   EXPECT_TRUE(filter->log.take().empty());
@@ -262,23 +244,6 @@ TEST(BaseFilter, FindsPinsByTheirExactNames) {
     EXPECT_FALSE(pin);
   }
   EXPECT_EQ(filter->FindPin(u"video", nullptr), E_POINTER);
-}
-
-TEST(BaseFilter, HasItsInterfacesAndNoSetupData) {
-  const auto filter = make_filter({});
-  ComPtr<IUnknown> identity;
-  ASSERT_EQ(filter->QueryInterface(IID_IUnknown, identity.out_void()), S_OK);
-  for (const IID* iid : {&IID_IBaseFilter, &IID_IMediaFilter, &IID_IPersist, &IID_IAMovieSetup}) {
-    ComPtr<IUnknown> face;
-    ComPtr<IUnknown> same;
-    ASSERT_EQ(filter->QueryInterface(*iid, face.out_void()), S_OK);
-    ASSERT_EQ(face->QueryInterface(IID_IUnknown, same.out_void()), S_OK);
-    EXPECT_EQ(same.get(), identity.get());
-  }
-  ComPtr<IUnknown> none;
-  EXPECT_EQ(filter->QueryInterface(IID_IPin, none.out_void()), E_NOINTERFACE);
-  EXPECT_EQ(filter->Register(), S_FALSE);
-  EXPECT_EQ(filter->Unregister(), S_FALSE);
 }
 
 }  // namespace

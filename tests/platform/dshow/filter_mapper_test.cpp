@@ -151,6 +151,9 @@ TEST_F(FilterMapper, RefusesWhatCannotBeKept) {
   EXPECT_EQ(mapper_->UnregisterFilter(nullptr, u"", kFilter), VFW_E_BAD_KEY);
   EXPECT_EQ(mapper_->RegisterFilter(kFilter, nullptr, nullptr, nullptr, nullptr, &good), E_POINTER);
   EXPECT_EQ(mapper_->RegisterFilter(kFilter, u"Name", nullptr, nullptr, nullptr, nullptr), E_POINTER);
+  IMoniker* moniker = reinterpret_cast<IMoniker*>(this);
+  EXPECT_EQ(mapper_->RegisterFilter(kFilter, u"Name", &moniker, nullptr, nullptr, &good), E_NOTIMPL);
+  EXPECT_EQ(moniker, nullptr);
   EXPECT_EQ(mapper_->CreateCategory(kCategory, 0, nullptr), E_POINTER);
   EXPECT_EQ(mapper_->EnumMatchingFilters(nullptr, 0, FALSE, 0, FALSE, 0, nullptr, nullptr, nullptr, FALSE,
                                          FALSE, 0, nullptr, nullptr, nullptr),

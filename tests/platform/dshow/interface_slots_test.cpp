@@ -20,148 +20,82 @@ std::ptrdiff_t slot_of(Method method) {
          static_cast<std::ptrdiff_t>(sizeof(void*));
 }
 
-struct SlotCase {
-  const char* method;
-  std::ptrdiff_t slot;
-  std::ptrdiff_t expected;
-};
+// The methods have consecutive slots from `first` on.
+template <class... Methods>
+void expect_slots(const char* interface, std::ptrdiff_t first, Methods... methods) {
+  std::ptrdiff_t expected = first;
+  (
+      [&](auto method) {
+        EXPECT_EQ(slot_of(method), expected) << interface << ", method " << expected;
+        ++expected;
+      }(methods),
+      ...);
+}
 
-#define SLOT(interface, method, expected)                          \
-  SlotCase {                                                       \
-#interface "::" #method, slot_of(&interface::method), expected \
-  }
+TEST(InterfaceSlots, OfFiltersPinsAndTheirListsAreThoseOfThePlatform) {
+  expect_slots("IUnknown", 0, &IUnknown::QueryInterface, &IUnknown::AddRef, &IUnknown::Release);
+  expect_slots("IClassFactory", 3, &IClassFactory::CreateInstance, &IClassFactory::LockServer);
+  expect_slots("IPersist", 3, &IPersist::GetClassID);
+  expect_slots("IMediaFilter", 4, &IMediaFilter::Stop, &IMediaFilter::Pause, &IMediaFilter::Run,
+               &IMediaFilter::GetState, &IMediaFilter::SetSyncSource, &IMediaFilter::GetSyncSource);
+  expect_slots("IBaseFilter", 10, &IBaseFilter::EnumPins, &IBaseFilter::FindPin,
+               &IBaseFilter::QueryFilterInfo, &IBaseFilter::JoinFilterGraph, &IBaseFilter::QueryVendorInfo);
+  expect_slots("IPin", 3, &IPin::Connect, &IPin::ReceiveConnection, &IPin::Disconnect, &IPin::ConnectedTo,
+               &IPin::ConnectionMediaType, &IPin::QueryPinInfo, &IPin::QueryDirection, &IPin::QueryId,
+               &IPin::QueryAccept, &IPin::EnumMediaTypes, &IPin::QueryInternalConnections, &IPin::EndOfStream,
+               &IPin::BeginFlush, &IPin::EndFlush, &IPin::NewSegment);
+  expect_slots("IEnumPins", 3, &IEnumPins::Next, &IEnumPins::Skip, &IEnumPins::Reset, &IEnumPins::Clone);
+  expect_slots("IEnumMediaTypes", 3, &IEnumMediaTypes::Next, &IEnumMediaTypes::Skip, &IEnumMediaTypes::Reset,
+               &IEnumMediaTypes::Clone);
+  expect_slots("IEnumFilters", 3, &IEnumFilters::Next, &IEnumFilters::Skip, &IEnumFilters::Reset,
+               &IEnumFilters::Clone);
+  expect_slots("IAMovieSetup", 3, &IAMovieSetup::Register, &IAMovieSetup::Unregister);
+  expect_slots("IAMFilterMiscFlags", 3, &IAMFilterMiscFlags::GetMiscFlags);
+  expect_slots("IFileSourceFilter", 3, &IFileSourceFilter::Load, &IFileSourceFilter::GetCurFile);
+}
 
-TEST(InterfaceSlots, AreThoseOfThePlatform) {
-  const SlotCase cases[] = {
-      SLOT(IUnknown, QueryInterface, 0),
-      SLOT(IUnknown, AddRef, 1),
-      SLOT(IUnknown, Release, 2),
-      SLOT(IClassFactory, CreateInstance, 3),
-      SLOT(IClassFactory, LockServer, 4),
-      SLOT(IPersist, GetClassID, 3),
-      SLOT(IMediaFilter, Stop, 4),
-      SLOT(IMediaFilter, Pause, 5),
-      SLOT(IMediaFilter, Run, 6),
-      SLOT(IMediaFilter, GetState, 7),
-      SLOT(IMediaFilter, SetSyncSource, 8),
-      SLOT(IMediaFilter, GetSyncSource, 9),
-      SLOT(IBaseFilter, EnumPins, 10),
-      SLOT(IBaseFilter, FindPin, 11),
-      SLOT(IBaseFilter, QueryFilterInfo, 12),
-      SLOT(IBaseFilter, JoinFilterGraph, 13),
-      SLOT(IBaseFilter, QueryVendorInfo, 14),
-      SLOT(IPin, Connect, 3),
-      SLOT(IPin, ReceiveConnection, 4),
-      SLOT(IPin, Disconnect, 5),
-      SLOT(IPin, ConnectedTo, 6),
-      SLOT(IPin, ConnectionMediaType, 7),
-      SLOT(IPin, QueryPinInfo, 8),
-      SLOT(IPin, QueryDirection, 9),
-      SLOT(IPin, QueryId, 10),
-      SLOT(IPin, QueryAccept, 11),
-      SLOT(IPin, EnumMediaTypes, 12),
-      SLOT(IPin, QueryInternalConnections, 13),
-      SLOT(IPin, EndOfStream, 14),
-      SLOT(IPin, BeginFlush, 15),
-      SLOT(IPin, EndFlush, 16),
-      SLOT(IPin, NewSegment, 17),
-      SLOT(IEnumPins, Next, 3),
-      SLOT(IEnumPins, Skip, 4),
-      SLOT(IEnumPins, Reset, 5),
-      SLOT(IEnumPins, Clone, 6),
-      SLOT(IEnumMediaTypes, Next, 3),
-      SLOT(IEnumMediaTypes, Skip, 4),
-      SLOT(IEnumMediaTypes, Reset, 5),
-      SLOT(IEnumMediaTypes, Clone, 6),
-      SLOT(IEnumFilters, Next, 3),
-      SLOT(IEnumFilters, Clone, 6),
-      SLOT(IMemAllocator, SetProperties, 3),
-      SLOT(IMemAllocator, GetProperties, 4),
-      SLOT(IMemAllocator, Commit, 5),
-      SLOT(IMemAllocator, Decommit, 6),
-      SLOT(IMemAllocator, GetBuffer, 7),
-      SLOT(IMemAllocator, ReleaseBuffer, 8),
-      SLOT(IMemAllocatorCallbackTemp, SetNotify, 9),
-      SLOT(IMemAllocatorCallbackTemp, GetFreeCount, 10),
-      SLOT(IMemAllocatorNotifyCallbackTemp, NotifyRelease, 3),
-      SLOT(IMemInputPin, GetAllocator, 3),
-      SLOT(IMemInputPin, NotifyAllocator, 4),
-      SLOT(IMemInputPin, GetAllocatorRequirements, 5),
-      SLOT(IMemInputPin, Receive, 6),
-      SLOT(IMemInputPin, ReceiveMultiple, 7),
-      SLOT(IMemInputPin, ReceiveCanBlock, 8),
-      SLOT(IMediaSample, GetPointer, 3),
-      SLOT(IMediaSample, GetSize, 4),
-      SLOT(IMediaSample, GetTime, 5),
-      SLOT(IMediaSample, SetTime, 6),
-      SLOT(IMediaSample, IsSyncPoint, 7),
-      SLOT(IMediaSample, SetSyncPoint, 8),
-      SLOT(IMediaSample, IsPreroll, 9),
-      SLOT(IMediaSample, SetPreroll, 10),
-      SLOT(IMediaSample, GetActualDataLength, 11),
-      SLOT(IMediaSample, SetActualDataLength, 12),
-      SLOT(IMediaSample, GetMediaType, 13),
-      SLOT(IMediaSample, SetMediaType, 14),
-      SLOT(IMediaSample, IsDiscontinuity, 15),
-      SLOT(IMediaSample, SetDiscontinuity, 16),
-      SLOT(IMediaSample, GetMediaTime, 17),
-      SLOT(IMediaSample, SetMediaTime, 18),
-      SLOT(IMediaSample2, GetProperties, 19),
-      SLOT(IMediaSample2, SetProperties, 20),
-      SLOT(IMediaSeeking, GetCapabilities, 3),
-      SLOT(IMediaSeeking, CheckCapabilities, 4),
-      SLOT(IMediaSeeking, IsFormatSupported, 5),
-      SLOT(IMediaSeeking, QueryPreferredFormat, 6),
-      SLOT(IMediaSeeking, GetTimeFormat, 7),
-      SLOT(IMediaSeeking, IsUsingTimeFormat, 8),
-      SLOT(IMediaSeeking, SetTimeFormat, 9),
-      SLOT(IMediaSeeking, GetDuration, 10),
-      SLOT(IMediaSeeking, GetStopPosition, 11),
-      SLOT(IMediaSeeking, GetCurrentPosition, 12),
-      SLOT(IMediaSeeking, ConvertTimeFormat, 13),
-      SLOT(IMediaSeeking, SetPositions, 14),
-      SLOT(IMediaSeeking, GetPositions, 15),
-      SLOT(IMediaSeeking, GetAvailable, 16),
-      SLOT(IMediaSeeking, SetRate, 17),
-      SLOT(IMediaSeeking, GetRate, 18),
-      SLOT(IMediaSeeking, GetPreroll, 19),
-      SLOT(IQualityControl, Notify, 3),
-      SLOT(IQualityControl, SetSink, 4),
-      SLOT(IFileSourceFilter, Load, 3),
-      SLOT(IFileSourceFilter, GetCurFile, 4),
-      SLOT(IMediaEventSink, Notify, 3),
-      SLOT(IAMovieSetup, Register, 3),
-      SLOT(IAMovieSetup, Unregister, 4),
-      SLOT(IReferenceClock, GetTime, 3),
-      SLOT(IReferenceClock, AdviseTime, 4),
-      SLOT(IReferenceClock, AdvisePeriodic, 5),
-      SLOT(IReferenceClock, Unadvise, 6),
-      SLOT(IAMFilterMiscFlags, GetMiscFlags, 3),
-      SLOT(ISeekingPassThru, Init, 3),
-      SLOT(IFilterGraph, AddFilter, 3),
-      SLOT(IFilterGraph, RemoveFilter, 4),
-      SLOT(IFilterGraph, EnumFilters, 5),
-      SLOT(IFilterGraph, FindFilterByName, 6),
-      SLOT(IFilterGraph, ConnectDirect, 7),
-      SLOT(IFilterGraph, Reconnect, 8),
-      SLOT(IFilterGraph, Disconnect, 9),
-      SLOT(IFilterGraph, SetDefaultSyncSource, 10),
-      SLOT(IGraphBuilder, Connect, 11),
-      SLOT(IGraphBuilder, Render, 12),
-      SLOT(IGraphBuilder, RenderFile, 13),
-      SLOT(IGraphBuilder, AddSourceFilter, 14),
-      SLOT(IGraphBuilder, SetLogFile, 15),
-      SLOT(IGraphBuilder, Abort, 16),
-      SLOT(IGraphBuilder, ShouldOperationContinue, 17),
-      SLOT(IFilterGraph2, AddSourceFilterForMoniker, 18),
-      SLOT(IFilterGraph2, ReconnectEx, 19),
-      SLOT(IFilterGraph2, RenderEx, 20),
-      SLOT(IFilterMapper2, CreateCategory, 3),
-      SLOT(IFilterMapper2, UnregisterFilter, 4),
-      SLOT(IFilterMapper2, RegisterFilter, 5),
-      SLOT(IFilterMapper2, EnumMatchingFilters, 6),
-  };
-  for (const SlotCase& c : cases) EXPECT_EQ(c.slot, c.expected) << c.method;
+TEST(InterfaceSlots, OfSamplesAndTransportAreThoseOfThePlatform) {
+  expect_slots("IMemAllocator", 3, &IMemAllocator::SetProperties, &IMemAllocator::GetProperties,
+               &IMemAllocator::Commit, &IMemAllocator::Decommit, &IMemAllocator::GetBuffer,
+               &IMemAllocator::ReleaseBuffer);
+  expect_slots("IMemAllocatorCallbackTemp", 9, &IMemAllocatorCallbackTemp::SetNotify,
+               &IMemAllocatorCallbackTemp::GetFreeCount);
+  expect_slots("IMemAllocatorNotifyCallbackTemp", 3, &IMemAllocatorNotifyCallbackTemp::NotifyRelease);
+  expect_slots("IMemInputPin", 3, &IMemInputPin::GetAllocator, &IMemInputPin::NotifyAllocator,
+               &IMemInputPin::GetAllocatorRequirements, &IMemInputPin::Receive,
+               &IMemInputPin::ReceiveMultiple, &IMemInputPin::ReceiveCanBlock);
+  expect_slots("IMediaSample", 3, &IMediaSample::GetPointer, &IMediaSample::GetSize, &IMediaSample::GetTime,
+               &IMediaSample::SetTime, &IMediaSample::IsSyncPoint, &IMediaSample::SetSyncPoint,
+               &IMediaSample::IsPreroll, &IMediaSample::SetPreroll, &IMediaSample::GetActualDataLength,
+               &IMediaSample::SetActualDataLength, &IMediaSample::GetMediaType, &IMediaSample::SetMediaType,
+               &IMediaSample::IsDiscontinuity, &IMediaSample::SetDiscontinuity, &IMediaSample::GetMediaTime,
+               &IMediaSample::SetMediaTime);
+  expect_slots("IMediaSample2", 19, &IMediaSample2::GetProperties, &IMediaSample2::SetProperties);
+  expect_slots("IMediaSeeking", 3, &IMediaSeeking::GetCapabilities, &IMediaSeeking::CheckCapabilities,
+               &IMediaSeeking::IsFormatSupported, &IMediaSeeking::QueryPreferredFormat,
+               &IMediaSeeking::GetTimeFormat, &IMediaSeeking::IsUsingTimeFormat,
+               &IMediaSeeking::SetTimeFormat, &IMediaSeeking::GetDuration, &IMediaSeeking::GetStopPosition,
+               &IMediaSeeking::GetCurrentPosition, &IMediaSeeking::ConvertTimeFormat,
+               &IMediaSeeking::SetPositions, &IMediaSeeking::GetPositions, &IMediaSeeking::GetAvailable,
+               &IMediaSeeking::SetRate, &IMediaSeeking::GetRate, &IMediaSeeking::GetPreroll);
+  expect_slots("IQualityControl", 3, &IQualityControl::Notify, &IQualityControl::SetSink);
+  expect_slots("ISeekingPassThru", 3, &ISeekingPassThru::Init);
+}
+
+TEST(InterfaceSlots, OfGraphsClocksAndMappersAreThoseOfThePlatform) {
+  expect_slots("IMediaEventSink", 3, &IMediaEventSink::Notify);
+  expect_slots("IReferenceClock", 3, &IReferenceClock::GetTime, &IReferenceClock::AdviseTime,
+               &IReferenceClock::AdvisePeriodic, &IReferenceClock::Unadvise);
+  expect_slots("IFilterGraph", 3, &IFilterGraph::AddFilter, &IFilterGraph::RemoveFilter,
+               &IFilterGraph::EnumFilters, &IFilterGraph::FindFilterByName, &IFilterGraph::ConnectDirect,
+               &IFilterGraph::Reconnect, &IFilterGraph::Disconnect, &IFilterGraph::SetDefaultSyncSource);
+  expect_slots("IGraphBuilder", 11, &IGraphBuilder::Connect, &IGraphBuilder::Render,
+               &IGraphBuilder::RenderFile, &IGraphBuilder::AddSourceFilter, &IGraphBuilder::SetLogFile,
+               &IGraphBuilder::Abort, &IGraphBuilder::ShouldOperationContinue);
+  expect_slots("IFilterGraph2", 18, &IFilterGraph2::AddSourceFilterForMoniker, &IFilterGraph2::ReconnectEx,
+               &IFilterGraph2::RenderEx);
+  expect_slots("IFilterMapper2", 3, &IFilterMapper2::CreateCategory, &IFilterMapper2::UnregisterFilter,
+               &IFilterMapper2::RegisterFilter, &IFilterMapper2::EnumMatchingFilters);
 }
 
 }  // namespace

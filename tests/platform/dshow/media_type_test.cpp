@@ -164,6 +164,15 @@ TEST(MediaType, BlockIsReplacedOrKept) {
   EXPECT_EQ(type.AllocFormatBuffer(5), block) << "the length is the same";
   EXPECT_EQ(block_of(type), "block");
 
+  using Resize = BYTE* (CMediaType::*)(ULONG) noexcept;
+  for (const Resize resize : {&CMediaType::AllocFormatBuffer, &CMediaType::ReallocFormatBuffer}) {
+    for (const ULONG length : {3U, 9U}) {
+      const FaultAt fault(FaultPoint::kTaskAllocation, 1);
+      EXPECT_EQ((type.*resize)(length), length < 5 ? type.Format() : nullptr) << "a shorter block is there";
+      EXPECT_TRUE(fault.struck());
+      EXPECT_EQ(block_of(type), "block") << "survives want of memory";
+    }
+  }
   ASSERT_NE(type.ReallocFormatBuffer(9), nullptr);
   EXPECT_EQ(block_of(type).substr(0, 5), "block");
   EXPECT_EQ(type.FormatLength(), 9U);
@@ -172,20 +181,6 @@ TEST(MediaType, BlockIsReplacedOrKept) {
   EXPECT_EQ(type.AllocFormatBuffer(0), nullptr);
   EXPECT_EQ(type.FormatLength(), 0U);
   EXPECT_TRUE(type.SetFormat(nullptr, 0));
-}
-
-TEST(MediaType, BlockSurvivesWantOfMemory) {
-  using Resize = BYTE* (CMediaType::*)(ULONG) noexcept;
-  for (const Resize resize : {&CMediaType::AllocFormatBuffer, &CMediaType::ReallocFormatBuffer}) {
-    for (const ULONG length : {3U, 9U}) {
-      CMediaType type = audio_type();
-      const FaultAt fault(FaultPoint::kTaskAllocation, 1);
-      // A shorter block is already there; a longer one is not.
-      EXPECT_EQ((type.*resize)(length), length < 5 ? type.Format() : nullptr);
-      EXPECT_TRUE(fault.struck());
-      EXPECT_EQ(block_of(type), "block");
-    }
-  }
 }
 
 TEST(MediaType, DescribesWaveAudio) {

@@ -24,6 +24,17 @@ std::ostream& operator<<(std::ostream& out, const ALLOCATOR_PROPERTIES& p) {
 
 namespace {
 
+HRESULT set_properties(CMemAllocator& allocator, ALLOCATOR_PROPERTIES request) {
+  ALLOCATOR_PROPERTIES actual;
+  return allocator.SetProperties(&request, &actual);
+}
+
+LONG free_count(CMemAllocator& allocator) {
+  LONG count = -1;
+  EXPECT_EQ(allocator.GetFreeCount(&count), S_OK);
+  return count;
+}
+
 TEST(MemAllocator, TakesOrRefusesPropertiesAsRequired) {
   struct Case {
     ALLOCATOR_PROPERTIES request;
@@ -82,9 +93,7 @@ TEST(MemAllocator, CommitWantsUsableProperties) {
   };
   for (const Case& c : cases) {
     const auto allocator = make_allocator();
-    ALLOCATOR_PROPERTIES request = c.request;
-    ALLOCATOR_PROPERTIES actual;
-    ASSERT_EQ(allocator->SetProperties(&request, &actual), S_OK) << c.request;
+    ASSERT_EQ(set_properties(*allocator.get(), c.request), S_OK) << c.request;
     EXPECT_EQ(allocator->Commit(), c.result) << c.request;
     EXPECT_EQ(take(*allocator.get()).get() != nullptr, c.result == S_OK) << c.request;
     allocator->Decommit();
@@ -93,24 +102,22 @@ TEST(MemAllocator, CommitWantsUsableProperties) {
 
 TEST(MemAllocator, PropertiesStandWhileBuffersAreInUse) {
   const auto allocator = make_committed(2, 10);
-  ALLOCATOR_PROPERTIES request = properties_of(3, 20);
-  ALLOCATOR_PROPERTIES actual;
+  const ALLOCATOR_PROPERTIES request = properties_of(3, 20);
   EXPECT_EQ(allocator->Commit(), S_OK) << "again";
-  EXPECT_EQ(allocator->SetProperties(&request, &actual), VFW_E_ALREADY_COMMITTED);
+  EXPECT_EQ(set_properties(*allocator.get(), request), VFW_E_ALREADY_COMMITTED);
   auto sample = take(*allocator.get());
+  EXPECT_EQ(free_count(*allocator.get()), 1);
   EXPECT_EQ(allocator->Decommit(), S_OK);
   EXPECT_EQ(allocator->Decommit(), S_OK) << "again";
-  EXPECT_EQ(allocator->SetProperties(&request, &actual), VFW_E_BUFFERS_OUTSTANDING);
+  EXPECT_EQ(set_properties(*allocator.get(), request), VFW_E_BUFFERS_OUTSTANDING);
   sample.reset();
-  EXPECT_EQ(allocator->SetProperties(&request, &actual), S_OK);
+  EXPECT_EQ(set_properties(*allocator.get(), request), S_OK);
+  EXPECT_EQ(free_count(*allocator.get()), 3) << "before any buffer is made";
 }
 
 TEST(MemAllocator, BuffersLieBehindTheirPrefixesInOneBlock) {
   const auto allocator = make_allocator();
-  ALLOCATOR_PROPERTIES request = properties_of(5, 100, 64, 24);
-  ALLOCATOR_PROPERTIES actual;
-  ASSERT_EQ(allocator->SetProperties(&request, &actual), S_OK);
-  ASSERT_EQ(actual.cbBuffer, 104);
+  ASSERT_EQ(set_properties(*allocator.get(), properties_of(5, 100, 64, 24)), S_OK);
   ASSERT_EQ(allocator->Commit(), S_OK);
   std::vector<ComPtr<IMediaSample>> samples;
   std::vector<BYTE*> starts;
@@ -148,14 +155,11 @@ TEST(MemAllocator, MemoryStaysUntilThePropertiesChange) {
   const auto allocator = make_committed(1, 1000);
   const BYTE* const first = pointer_of(*take(*allocator.get()).get());
   allocator->Decommit();
-  ALLOCATOR_PROPERTIES request = properties_of(1, 1000);
-  ALLOCATOR_PROPERTIES actual;
-  ASSERT_EQ(allocator->SetProperties(&request, &actual), S_OK);
+  ASSERT_EQ(set_properties(*allocator.get(), properties_of(1, 1000)), S_OK);
   ASSERT_EQ(allocator->Commit(), S_OK);
   EXPECT_EQ(pointer_of(*take(*allocator.get()).get()), first);
   allocator->Decommit();
-  request = properties_of(2, 200000);
-  ASSERT_EQ(allocator->SetProperties(&request, &actual), S_OK);
+  ASSERT_EQ(set_properties(*allocator.get(), properties_of(2, 200000)), S_OK);
   ASSERT_EQ(allocator->Commit(), S_OK);
   const auto sample = take(*allocator.get());
   EXPECT_EQ(sample->GetSize(), 200000);
@@ -177,26 +181,6 @@ TEST(MemAllocator, GetBufferDoesNotWaitWhenItNeedNot) {
   none = sample.get();
   EXPECT_EQ(allocator->GetBuffer(&none, nullptr, nullptr, 0), VFW_E_NOT_COMMITTED);
   EXPECT_EQ(none, nullptr);
-}
-
-TEST(MemAllocator, FreeCountFollowsTheBuffers) {
-  const auto allocator = make_allocator();
-  const auto free_count = [&allocator] {
-    LONG count = -1;
-    EXPECT_EQ(allocator->GetFreeCount(&count), S_OK);
-    return count;
-  };
-  EXPECT_EQ(free_count(), 0);
-  ALLOCATOR_PROPERTIES request = properties_of(3, 10);
-  ALLOCATOR_PROPERTIES actual;
-  allocator->SetProperties(&request, &actual);
-  EXPECT_EQ(free_count(), 3) << "before any buffer is made";
-  allocator->Commit();
-  auto sample = take(*allocator.get());
-  EXPECT_EQ(free_count(), 2);
-  sample.reset();
-  EXPECT_EQ(free_count(), 3);
-  allocator->Decommit();
 }
 
 TEST(MemAllocator, LivesUntilTheLastSampleIsBack) {
@@ -231,9 +215,7 @@ TEST(MemAllocator, WantOfMemoryLeavesItAsItWas) {
   // Three samples: the block and each of them may fail.
   for (int nth = 1; nth <= 4; ++nth) {
     auto allocator = make_allocator();
-    ALLOCATOR_PROPERTIES request = properties_of(3, 10);
-    ALLOCATOR_PROPERTIES actual;
-    allocator->SetProperties(&request, &actual);
+    set_properties(*allocator.get(), properties_of(3, 10));
     {
       const FaultAt fault(FaultPoint::kHeapAllocation, nth);
       EXPECT_EQ(allocator->Commit(), E_OUTOFMEMORY) << nth;
@@ -276,35 +258,6 @@ TEST(MemAllocator, ReturnOfABufferIsToldWithoutTheLock) {
   take(*allocator.get()).reset();
   EXPECT_EQ(listener->free_seen, -1);
   allocator->Decommit();
-}
-
-TEST(MemAllocator, HasItsInterfaces) {
-  const auto allocator = make_allocator();
-  for (const IID& iid : {IID_IUnknown, IID_IMemAllocator, IID_IMemAllocatorCallbackTemp}) {
-    ComPtr<IUnknown> found;
-    EXPECT_EQ(allocator->QueryInterface(iid, found.out_void()), S_OK);
-  }
-  ComPtr<IUnknown> none;
-  EXPECT_EQ(allocator->QueryInterface(IID_IMediaSample, none.out_void()), E_NOINTERFACE);
-}
-
-// An allocator with memory that it knows nothing about.
-class PlainAllocator final : public CBaseAllocator {
- public:
-  PlainAllocator() : CBaseAllocator(NAME("Plain"), nullptr, nullptr) {}
-
- private:
-  void Free() override {}
-};
-
-TEST(BaseAllocator, CannotPromiseAnAlignment) {
-  PlainAllocator allocator;
-  for (const auto& [alignment, result] :
-       {std::pair{1, S_OK}, std::pair{2, VFW_E_BADALIGN}, std::pair{0, VFW_E_BADALIGN}}) {
-    ALLOCATOR_PROPERTIES request = properties_of(1, 10, alignment);
-    ALLOCATOR_PROPERTIES actual;
-    EXPECT_EQ(allocator.SetProperties(&request, &actual), result) << alignment;
-  }
 }
 
 }  // namespace

@@ -15,77 +15,82 @@ namespace {
 
 using com::ComPtr;
 
+struct ChoiceCase {
+  const char* what;
+  HRESULT get_allocator;
+  std::optional<ALLOCATOR_PROPERTIES> requirements;
+  std::vector<HRESULT> decide;  // our answers when asked for the size
+  std::vector<HRESULT> notify;  // the receiver's answers to the choice
+  HRESULT result;
+  const char* log;  // whose allocator, with the buffer count and alignment of the request
+};
+
+constexpr ALLOCATOR_PROPERTIES kWishes{.cBuffers = 5, .cbBuffer = 0, .cbAlign = 16, .cbPrefix = 0};
+
+const ChoiceCase kChoices[] = {
+    {"theirs", S_OK, {}, {S_OK}, {S_OK}, S_OK, "decide theirs 0/1, notify theirs"},
+    {"their wishes", S_OK, kWishes, {S_OK}, {S_OK}, S_OK, "decide theirs 5/16, notify theirs"},
+    {"none of theirs", E_FAIL, {}, {S_OK}, {S_OK}, S_OK, "decide own 0/1, notify own"},
+    // The second request is what the first attempt has made of it.
+    {"theirs is too small",
+     S_OK,
+     {},
+     {E_FAIL, S_OK},
+     {S_OK},
+     S_OK,
+     "decide theirs 0/1, decide own 1/1, notify own"},
+    {"they refuse theirs",
+     S_OK,
+     {},
+     {S_OK, S_OK},
+     {E_FAIL, S_OK},
+     S_OK,
+     "decide theirs 0/1, notify theirs, decide own 1/1, notify own"},
+    {"they refuse both",
+     S_OK,
+     {},
+     {S_OK, S_OK},
+     {E_FAIL, E_ABORT},
+     E_ABORT,
+     "decide theirs 0/1, notify theirs, decide own 1/1, notify own"},
+    {"none suits",
+     S_OK,
+     {},
+     {E_ABORT, VFW_E_SIZENOTSET},
+     {},
+     VFW_E_SIZENOTSET,
+     "decide theirs 0/1, decide own 1/1"},
+};
+
+HRESULT next_of(std::vector<HRESULT>& answers) {
+  const HRESULT hr = answers.front();
+  answers.erase(answers.begin());
+  return hr;
+}
+
 TEST(OutputPin, TakesTheReceiversAllocatorElseItsOwn) {
-  using Log = std::vector<std::string>;
-  const ALLOCATOR_PROPERTIES wishes{.cBuffers = 5, .cbBuffer = 0, .cbAlign = 16, .cbPrefix = 0};
-  const struct {
-    const char* what;
-    HRESULT get_allocator;
-    std::optional<ALLOCATOR_PROPERTIES> requirements;
-    std::vector<HRESULT> decide;  // our answers when asked for the size
-    std::vector<HRESULT> notify;  // the receiver's answers to the choice
-    HRESULT result;
-    Log log;  // whose allocator, with the buffer count and alignment of the request
-  } cases[] = {
-      {"theirs", S_OK, {}, {S_OK}, {S_OK}, S_OK, {"decide theirs 0/1", "notify theirs"}},
-      {"their wishes", S_OK, wishes, {S_OK}, {S_OK}, S_OK, {"decide theirs 5/16", "notify theirs"}},
-      {"none of theirs", E_FAIL, {}, {S_OK}, {S_OK}, S_OK, {"decide own 0/1", "notify own"}},
-      // The second request is what the first attempt has made of it.
-      {"theirs is too small",
-       S_OK,
-       {},
-       {E_FAIL, S_OK},
-       {S_OK},
-       S_OK,
-       {"decide theirs 0/1", "decide own 1/1", "notify own"}},
-      {"they refuse theirs",
-       S_OK,
-       {},
-       {S_OK, S_OK},
-       {E_FAIL, S_OK},
-       S_OK,
-       {"decide theirs 0/1", "notify theirs", "decide own 1/1", "notify own"}},
-      {"they refuse both",
-       S_OK,
-       {},
-       {S_OK, S_OK},
-       {E_FAIL, E_ABORT},
-       E_ABORT,
-       {"decide theirs 0/1", "notify theirs", "decide own 1/1", "notify own"}},
-      {"none suits",
-       S_OK,
-       {},
-       {E_ABORT, VFW_E_SIZENOTSET},
-       {},
-       VFW_E_SIZENOTSET,
-       {"decide theirs 0/1", "decide own 1/1"}},
-  };
-  for (const auto& c : cases) {
+  for (ChoiceCase c : kChoices) {
     SCOPED_TRACE(c.what);
-    Log log;
-    std::vector<HRESULT> decide = c.decide;
-    std::vector<HRESULT> notify = c.notify;
-    const auto next = [](std::vector<HRESULT>& answers) {
-      const HRESULT hr = answers.front();
-      answers.erase(answers.begin());
-      return hr;
-    };
+    std::string log;
     ComPtr<TestSink> sink;
-    const auto owner = [&](IMemAllocator* a) { return a == sink->pin().Allocator() ? "theirs" : "own"; };
+    const auto note = [&](const char* what, IMemAllocator* allocator, const std::string& more) {
+      const char* owner = allocator == sink->pin().Allocator() ? " theirs" : " own";
+      log += (log.empty() ? "" : ", ") + std::string(what) + owner + more;
+    };
     SinkOptions options;
     options.get_allocator = c.get_allocator;
     options.requirements = c.requirements;
     options.notify_allocator = [&](IMemAllocator* allocator) {
-      log.push_back(std::string("notify ") + owner(allocator));
-      return next(notify);
+      note("notify", allocator, "");
+      return next_of(c.notify);
     };
     sink = TestSink::create(options);
     const ComPtr<AnyFilter> filter(new AnyFilter);
     auto& out = filter->add<OutputPin>([&](IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) {
-      log.push_back(std::string("decide ") + owner(allocator) + ' ' + std::to_string(request->cBuffers) +
-                    '/' + std::to_string(request->cbAlign));
+      note("decide", allocator,
+           ' ' + std::to_string(request->cBuffers) + '/' + std::to_string(request->cbAlign));
       ++request->cBuffers;
-      return next(decide);
+      return next_of(c.decide);
     });
 
     EXPECT_EQ(out.Connect(&sink->pin(), nullptr), c.result);

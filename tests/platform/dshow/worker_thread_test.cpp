@@ -1,4 +1,4 @@
-// CAMThread's command protocol, CAMEvent, and both without the system's means.
+// CAMThread's command protocol, and the thread and its events without the system's means.
 #include <gtest/gtest.h>
 #include <streams.h>
 
@@ -140,21 +140,6 @@ TEST(WorkerThread, TellsWhatTheSystemCannotGive) {
     EXPECT_FALSE(worker.ThreadExists());
     EXPECT_TRUE(worker.Create());
   }
-}
-
-TEST(Event, IsSignalledUntilConsumedOrReset) {
-  CAMEvent automatic;
-  CAMEvent manual(TRUE);
-  EXPECT_FALSE(automatic.Check());
-  automatic.Set();
-  automatic.Set();
-  EXPECT_TRUE(automatic.Wait());
-  EXPECT_FALSE(automatic.Wait(0));
-  manual.Set();
-  EXPECT_TRUE(manual.Check());
-  EXPECT_TRUE(manual.Wait(0));
-  manual.Reset();
-  EXPECT_FALSE(manual.Check());
 }
 
 }  // namespace

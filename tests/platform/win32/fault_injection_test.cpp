@@ -4,27 +4,14 @@
 #include <functional>
 
 #include "platform/win32/debug_output.h"
+#include "tests/platform/fault_at.h"
 #include "win32_test_support.h"
 
 namespace zdr::platform::test {
 
 namespace {
 
-// Fails call number `nth` of one point; later calls pass.
-struct NthFault {
-  FaultPoint point;
-  int nth;
-
-  static bool hook(FaultPoint point, void* context) {
-    auto* fault = static_cast<NthFault*>(context);
-    return point == fault->point && --fault->nth == 0;
-  }
-};
-
-class FaultInjectionTest : public Win32Test {
- protected:
-  ~FaultInjectionTest() override { set_fault_hook(nullptr, nullptr); }
-};
+using FaultInjectionTest = Win32Test;
 
 struct FaultRow {
   FaultPoint point;
@@ -62,8 +49,7 @@ TEST_F(FaultInjectionTest, EachPointFailsOnceWithItsError) {
        [&] { return valid(CreateThread(nullptr, 0, routine, nullptr, 0, nullptr)); }},
   };
   for (const FaultRow& row : rows) {
-    NthFault second{row.point, 2};
-    set_fault_hook(NthFault::hook, &second);
+    const FaultAt second(row.point, 2);
     const int number = static_cast<int>(row.point);
     EXPECT_TRUE(row.succeeds()) << number;
     SetLastError(kUntouched);
@@ -72,16 +58,8 @@ TEST_F(FaultInjectionTest, EachPointFailsOnceWithItsError) {
     EXPECT_TRUE(row.succeeds()) << number;
     EXPECT_EQ(fault_calls(row.point), 3u) << number;
   }
-}
-
-TEST_F(FaultInjectionTest, CountsStartWithTheHook) {
-  NthFault never{FaultPoint::kFileSize, 0};
-  set_fault_hook(NthFault::hook, &never);
-  EXPECT_FALSE(should_fail(FaultPoint::kHeapAllocation));
-  EXPECT_EQ(fault_calls(FaultPoint::kHeapAllocation), 1u);
-  set_fault_hook(nullptr, nullptr);
-  EXPECT_FALSE(should_fail(FaultPoint::kHeapAllocation));
-  EXPECT_EQ(fault_calls(FaultPoint::kHeapAllocation), 0u);
+  EXPECT_FALSE(should_fail(FaultPoint::kFileOpen));
+  EXPECT_EQ(fault_calls(FaultPoint::kFileOpen), 0u) << "counted without a hook";
 }
 
 TEST_F(FaultInjectionTest, DebugOutputGoesToItsHookAndKeepsTheLastError) {

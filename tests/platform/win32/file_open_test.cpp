@@ -90,24 +90,22 @@ TEST_F(FileOpenTest, FailuresGiveTheirCodeAndInvalidHandleValue) {
   for (const FailureRow& row : rows) {
     SetLastError(kUntouched);
     const std::string name = path(row.name);
-    EXPECT_EQ(CreateFileW(wide(name).c_str(), row.access, 0, nullptr, row.disposition, row.flags, nullptr),
-              INVALID_HANDLE_VALUE)
-        << row.name;
-    EXPECT_EQ(GetLastError(), row.error) << row.name << ' ' << row.disposition;
+    EXPECT_EQ(failed_open(CreateFileW(wide(name).c_str(), row.access, 0, nullptr, row.disposition, row.flags,
+                                      nullptr)),
+              row.error)
+        << row.name << ' ' << row.disposition;
   }
   EXPECT_EQ(zdr::tests::read_file(path("file")), "0123456789");
 }
 
 TEST_F(FileOpenTest, BadNamesFail) {
-  EXPECT_EQ(open_for("", GENERIC_READ), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-  EXPECT_EQ(CreateFileW(nullptr, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(failed_open(open_for("", GENERIC_READ)), ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(failed_open(CreateFileW(nullptr, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr)),
+            ERROR_PATH_NOT_FOUND);
   // Narrow names end at MAX_PATH; wide ones do not.
   std::string deep = folder_.path().string();
   while (deep.size() < MAX_PATH) deep += "/././.";
-  EXPECT_EQ(open_for(deep + "/file", GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_FILENAME_EXCED_RANGE);
+  EXPECT_EQ(failed_open(open_for(deep + "/file", GENERIC_WRITE, 0, CREATE_NEW)), ERROR_FILENAME_EXCED_RANGE);
   const ScopedHandle file =
       CreateFileW(wide(deep + "/file").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
   EXPECT_NE(static_cast<HANDLE>(file), INVALID_HANDLE_VALUE);
@@ -122,8 +120,7 @@ TEST_F(FileOpenTest, NamesAreMappedAtTheEdge) {
     const ScopedHandle file = open_for(name, GENERIC_READ);
     EXPECT_NE(static_cast<HANDLE>(file), INVALID_HANDLE_VALUE) << name;
   }
-  EXPECT_EQ(open_for("Q:\\plain", GENERIC_READ), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(failed_open(open_for("Q:\\plain", GENERIC_READ)), ERROR_PATH_NOT_FOUND);
   const ScopedVariable drive("ZDR_DRIVE_Q", folder.c_str());
   const ScopedHandle on_drive = open_for("q:\\plain", GENERIC_READ);
   EXPECT_NE(static_cast<HANDLE>(on_drive), INVALID_HANDLE_VALUE);
@@ -137,8 +134,8 @@ TEST_F(FileOpenTest, ARefusedTruncationDestroysNothing) {
   const std::string name = make_file("file");
   const ScopedHandle reader = open_for(name, GENERIC_READ, FILE_SHARE_READ);
   for (const DWORD disposition : {CREATE_ALWAYS, TRUNCATE_EXISTING}) {
-    EXPECT_EQ(open_for(name, GENERIC_READ | GENERIC_WRITE, 7, disposition), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(failed_open(open_for(name, GENERIC_READ | GENERIC_WRITE, 7, disposition)),
+              ERROR_SHARING_VIOLATION);
   }
   EXPECT_EQ(fs::file_size(name), 10u);
 }
@@ -206,8 +203,7 @@ TEST_F(FileOpenTest, AnOpenFileCanBeDeletedOnlyWhereItIsShared) {
   const std::string name = make_file("file");
   {
     const ScopedHandle guarded = open_for(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
-    EXPECT_FALSE(DeleteFileA(name.c_str()));
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(failure(DeleteFileA(name.c_str())), ERROR_SHARING_VIOLATION);
   }
   const ScopedHandle open = open_for(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE);
   EXPECT_TRUE(DeleteFileA(name.c_str()));
@@ -223,8 +219,7 @@ TEST_F(FileOpenTest, DeleteOnCloseRemovesWithTheLastHandle) {
   deleter.close();
   EXPECT_TRUE(fs::exists(name));
   for (const DWORD access : {GENERIC_READ, DWORD{0}}) {
-    EXPECT_EQ(open_for(name, access, 7), INVALID_HANDLE_VALUE) << access;
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED) << "waiting to be deleted";
+    EXPECT_EQ(failed_open(open_for(name, access, 7)), ERROR_ACCESS_DENIED) << "waiting to be deleted";
   }
   other.close();
   EXPECT_FALSE(fs::exists(name));

@@ -121,8 +121,7 @@ TEST_F(FilePositionTest, SetEndOfFileCutsAndExtends) {
   EXPECT_TRUE(SetEndOfFile(file));
   EXPECT_EQ(zdr::tests::read_file(name), std::string("0123\0\0", 6));
   const ScopedHandle reader = open_for(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
-  EXPECT_FALSE(SetEndOfFile(reader));
-  EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(failure(SetEndOfFile(reader)), ERROR_ACCESS_DENIED);
 }
 
 TEST_F(FilePositionTest, APipeHasNoPosition) {
@@ -143,8 +142,7 @@ TEST_F(FilePositionTest, APipeWithoutReaderFailsTheWriteAndNotTheProcess) {
   const ScopedHandle writer = open_for(path("pipe"), GENERIC_WRITE, 7);
   reader.close();
   DWORD moved = 77;
-  EXPECT_FALSE(WriteFile(writer, "ab", 2, &moved, nullptr));
-  EXPECT_EQ(GetLastError(), ERROR_BROKEN_PIPE);
+  EXPECT_EQ(failure(WriteFile(writer, "ab", 2, &moved, nullptr)), ERROR_BROKEN_PIPE);
   EXPECT_EQ(moved, 0u);
   sigset_t pending;
   sigset_t blocked;

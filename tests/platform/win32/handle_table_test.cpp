@@ -126,8 +126,7 @@ TEST_F(HandleTest, TheTableFillsUpAndRecovers) {
   }
   EXPECT_EQ(GetLastError(), ERROR_NO_SYSTEM_RESOURCES);
   EXPECT_GT(handles.size(), 60000u);
-  EXPECT_EQ(open_for(make_file("a"), GENERIC_READ), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), ERROR_TOO_MANY_OPEN_FILES);
+  EXPECT_EQ(failed_open(open_for(make_file("a"), GENERIC_READ)), ERROR_TOO_MANY_OPEN_FILES);
   for (const HANDLE handle : handles) ASSERT_TRUE(CloseHandle(handle));
   const ScopedHandle after = CreateEventW(nullptr, TRUE, TRUE, nullptr);
   EXPECT_NE(static_cast<HANDLE>(after), nullptr);

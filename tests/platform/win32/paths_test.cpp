@@ -109,10 +109,10 @@ TEST_F(PathsTest, DiskSpaceIsTheVolumes) {
   EXPECT_EQ(clusters, std::min<uint64_t>(volume.f_blocks, 0xFFFFFFFF));
   EXPECT_TRUE(GetDiskFreeSpaceA(nullptr, &sectors, nullptr, nullptr, nullptr)) << "the current folder";
   EXPECT_EQ(GetLastError(), kUntouched);
-  EXPECT_FALSE(GetDiskFreeSpaceA((folder_.path() / "none").c_str(), &sectors, nullptr, nullptr, nullptr));
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-  EXPECT_FALSE(GetDiskFreeSpaceA("C:\\", &sectors, nullptr, nullptr, nullptr));
-  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(
+      failure(GetDiskFreeSpaceA((folder_.path() / "none").c_str(), &sectors, nullptr, nullptr, nullptr)),
+      ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(failure(GetDiskFreeSpaceA("C:\\", &sectors, nullptr, nullptr, nullptr)), ERROR_PATH_NOT_FOUND);
 }
 
 TEST_F(PathsTest, ModulesKnowTheirFile) {

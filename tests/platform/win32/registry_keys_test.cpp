@@ -85,8 +85,7 @@ TEST_F(RegistryTest, DepthIsLimitedTo512Levels) {
 TEST_F(RegistryTest, HandlesEndWithCloseAndAreNoFileHandles) {
   HKEY key = nullptr;
   ASSERT_EQ(RegCreateKeyW(kUser, u"Key", &key), ERROR_SUCCESS);
-  EXPECT_FALSE(CloseHandle(key));
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+  EXPECT_EQ(failure(CloseHandle(key)), ERROR_INVALID_HANDLE);
   SetLastError(kUntouched);
   EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
   EXPECT_EQ(RegCloseKey(key), ERROR_INVALID_HANDLE);

@@ -90,12 +90,11 @@ TEST_F(ThreadsTest, ThreadLocalDestructorsAndAbandonmentComeBeforeTheSignal) {
 }
 
 TEST_F(ThreadsTest, BadArgumentsAreRefused) {
-  EXPECT_EQ(CreateThread(nullptr, 0, nullptr, nullptr, 0, nullptr), nullptr);
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(CreateThread(nullptr, 0, return_argument, nullptr, 0x40, nullptr), nullptr);
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(CreateThread(nullptr, SIZE_MAX / 2, return_argument, nullptr, 0, nullptr), nullptr);
-  EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_EQ(failure(CreateThread(nullptr, 0, nullptr, nullptr, 0, nullptr)), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(failure(CreateThread(nullptr, 0, return_argument, nullptr, 0x40, nullptr)),
+            ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(failure(CreateThread(nullptr, SIZE_MAX / 2, return_argument, nullptr, 0, nullptr)),
+            ERROR_NOT_ENOUGH_MEMORY);
 }
 
 TEST_F(ThreadsTest, PrioritiesAreKept) {
@@ -103,8 +102,7 @@ TEST_F(ThreadsTest, PrioritiesAreKept) {
   EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_NORMAL);
   EXPECT_TRUE(SetThreadPriority(thread, THREAD_PRIORITY_TIME_CRITICAL));
   EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_TIME_CRITICAL);
-  EXPECT_FALSE(SetThreadPriority(thread, 3));
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(failure(SetThreadPriority(thread, 3)), ERROR_INVALID_PARAMETER);
   EXPECT_TRUE(SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_LOWEST));
   EXPECT_EQ(GetThreadPriority(GetCurrentThread()), THREAD_PRIORITY_LOWEST);
 }

@@ -26,6 +26,20 @@ inline std::u16string wide(const std::string& ascii) {
   return {ascii.begin(), ascii.end()};
 }
 
+constexpr DWORD kNoFailure = 0xDCBA;
+
+// The last error of a call that failed, to be used around the call itself.
+inline DWORD failure(BOOL succeeded) {
+  return succeeded ? kNoFailure : GetLastError();
+}
+inline DWORD failure(HANDLE made) {
+  return made != nullptr ? kNoFailure : GetLastError();
+}
+// CreateFile fails with another value.
+inline DWORD failed_open(HANDLE file) {
+  return file != INVALID_HANDLE_VALUE ? kNoFailure : GetLastError();
+}
+
 // Closes its handle at the end of the scope.
 class ScopedHandle {
  public:
