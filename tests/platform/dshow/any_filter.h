@@ -1,4 +1,5 @@
-// AnyFilter: a filter of whatever pins a test adds, and an output pin that leaves its choices to the test.
+// AnyFilter: a filter of whatever pins a test adds; a pin that agrees to everything, and an output pin that
+// leaves its choices to the test.
 #pragma once
 
 #include <com_ptr.h>
@@ -12,11 +13,12 @@
 namespace zdr::tests {
 
 // A filter of any pins.
-class AnyFilter final : public CBaseFilter {
+class AnyFilter : public CBaseFilter {
  public:
   AnyFilter() : CBaseFilter(NAME("AnyFilter"), nullptr, &lock, GUID_NULL) {}
   int GetPinCount() override { return static_cast<int>(pins.size()); }
   CBasePin* GetPin(int index) override { return pins[static_cast<std::size_t>(index)].get(); }
+  ULONG references() const { return static_cast<ULONG>(m_cRef.load()); }
 
   template <class Pin, class... Arguments>
   Pin& add(Arguments&&... arguments) {
@@ -28,6 +30,16 @@ class AnyFilter final : public CBaseFilter {
 
   CCritSec lock;
   std::vector<std::unique_ptr<CBasePin>> pins;
+};
+
+// To be derived from. Agrees to every type and flush.
+class AgreeingPin : public CBasePin {
+ public:
+  AgreeingPin(CBaseFilter* filter, CCritSec* lock, const WCHAR* name, PIN_DIRECTION direction)
+      : CBasePin(NAME("AgreeingPin"), filter, lock, nullptr, name, direction) {}
+  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+  HRESULT BeginFlush() override { return S_OK; }
+  HRESULT EndFlush() override { return S_OK; }
 };
 
 class OutputPin final : public CBaseOutputPin {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <streams.h>
 
+#include "any_filter.h"
 #include "tests/support/call_log.h"
 #include "tests/support/test_graph.h"
 
@@ -20,10 +21,10 @@ struct PinScript {
 };
 
 // A pin that claims to be connected and answers its filter by script.
-class ScriptedPin final : public CBasePin {
+class ScriptedPin final : public AgreeingPin {
  public:
   ScriptedPin(CBaseFilter* filter, CCritSec* lock, const PinScript& script, CallLog* log, std::string label)
-      : CBasePin(NAME("ScriptedPin"), filter, lock, nullptr, script.name, PINDIR_OUTPUT),
+      : AgreeingPin(filter, lock, script.name, PINDIR_OUTPUT),
         script_(script),
         log_(log),
         label_(std::move(label)) {
@@ -33,9 +34,6 @@ class ScriptedPin final : public CBasePin {
   HRESULT Active() override { return logged("active", script_.active); }
   HRESULT Run(REFERENCE_TIME start) override { return logged("run " + std::to_string(start), script_.run); }
   HRESULT Inactive() override { return logged("inactive", script_.inactive); }
-  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-  HRESULT BeginFlush() override { return S_OK; }
-  HRESULT EndFlush() override { return S_OK; }
 
  private:
   HRESULT logged(const std::string& what, HRESULT result) {
@@ -48,26 +46,18 @@ class ScriptedPin final : public CBasePin {
   const std::string label_;
 };
 
-class ScriptedFilter final : public CBaseFilter {
+class ScriptedFilter final : public AnyFilter {
  public:
-  explicit ScriptedFilter(const std::vector<PinScript>& scripts, int missing_pin = -1)
-      : CBaseFilter(NAME("ScriptedFilter"), nullptr, &lock_, GUID_NULL), missing_pin_(missing_pin) {
-    for (const PinScript& script : scripts) {
-      const std::string label = std::to_string(pins_.size());
-      pins_.push_back(std::make_unique<ScriptedPin>(this, &lock_, script, &log, label));
-    }
+  explicit ScriptedFilter(const std::vector<PinScript>& scripts, int missing_pin)
+      : missing_pin_(missing_pin) {
+    for (const PinScript& script : scripts) add<ScriptedPin>(script, &log, std::to_string(pins.size()));
   }
-  int GetPinCount() override { return static_cast<int>(pins_.size()); }
-  CBasePin* GetPin(int index) override {
-    return index == missing_pin_ ? nullptr : pins_[static_cast<std::size_t>(index)].get();
-  }
+  CBasePin* GetPin(int index) override { return index == missing_pin_ ? nullptr : AnyFilter::GetPin(index); }
 
   CallLog log;
 
  private:
-  CCritSec lock_;
   const int missing_pin_;
-  std::vector<std::unique_ptr<ScriptedPin>> pins_;
 };
 
 ComPtr<ScriptedFilter> make_filter(const std::vector<PinScript>& scripts, int missing_pin = -1) {

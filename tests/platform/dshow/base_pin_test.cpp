@@ -1,12 +1,12 @@
 // CBasePin: the steps of a connection in their order, what each failure undoes and answers, and which types
 // are tried in which order.
-#include <com_ptr.h>
 #include <gtest/gtest.h>
-#include <streams.h>
 
 #include <cctype>
 #include <string>
 #include <utility>
+
+#include "any_filter.h"
 
 namespace zdr::tests {
 namespace {
@@ -59,11 +59,11 @@ struct EndScript {
   HRESULT break_connect = S_OK;
 };
 
-class ScriptedPin final : public CBasePin {
+class ScriptedPin final : public AgreeingPin {
  public:
   ScriptedPin(CBaseFilter* filter, CCritSec* lock, PIN_DIRECTION direction, const EndScript& end,
               Steps* steps)
-      : CBasePin(NAME("ScriptedPin"), filter, lock, nullptr, u"pin", direction), script(end), steps_(steps) {}
+      : AgreeingPin(filter, lock, u"pin", direction), script(end), steps_(steps) {}
 
   HRESULT CheckConnect(IPin* peer) override {
     const HRESULT hr = CBasePin::CheckConnect(peer);
@@ -87,8 +87,6 @@ class ScriptedPin final : public CBasePin {
   HRESULT EnumMediaTypes(IEnumMediaTypes** types) override {
     return script.offers == "-" ? E_NOTIMPL : CBasePin::EnumMediaTypes(types);
   }
-  HRESULT BeginFlush() override { return S_OK; }
-  HRESULT EndFlush() override { return S_OK; }
   void try_my_types_first() { m_bTryMyTypesFirst = true; }
 
   EndScript script;
@@ -102,28 +100,13 @@ class ScriptedPin final : public CBasePin {
   Steps* const steps_;
 };
 
-class OnePinFilter final : public CBaseFilter {
- public:
-  OnePinFilter(PIN_DIRECTION direction, const EndScript& script, Steps* steps)
-      : CBaseFilter(NAME("OnePinFilter"), nullptr, &lock_, GUID_NULL),
-        pin(this, &lock_, direction, script, steps) {}
-  int GetPinCount() override { return 1; }
-  CBasePin* GetPin(int) override { return &pin; }
-  ULONG references() const { return static_cast<ULONG>(m_cRef.load()); }
-
- private:
-  CCritSec lock_;
-
- public:
-  ScriptedPin pin;
-};
-
 // Two filters with a pin each that may be connected.
 struct Pair {
   explicit Pair(const EndScript& out_script = {}, const EndScript& in_script = {},
-                PIN_DIRECTION in_direction = PINDIR_INPUT)
-      : out_filter(new OnePinFilter(PINDIR_OUTPUT, out_script, &steps)),
-        in_filter(new OnePinFilter(in_direction, in_script, &steps)) {}
+                PIN_DIRECTION in_direction = PINDIR_INPUT) {
+    out_filter->add<ScriptedPin>(PINDIR_OUTPUT, out_script, &steps);
+    in_filter->add<ScriptedPin>(in_direction, in_script, &steps);
+  }
   ~Pair() {
     for (ScriptedPin* pin : {&out(), &in()}) {
       pin->script.break_connect = S_OK;
@@ -133,16 +116,16 @@ struct Pair {
   Pair(const Pair&) = delete;
   Pair& operator=(const Pair&) = delete;
 
-  ScriptedPin& out() { return out_filter->pin; }
-  ScriptedPin& in() { return in_filter->pin; }
+  ScriptedPin& out() { return static_cast<ScriptedPin&>(*out_filter->GetPin(0)); }
+  ScriptedPin& in() { return static_cast<ScriptedPin&>(*in_filter->GetPin(0)); }
   HRESULT connect(char letter) {
     const CMediaType type = type_of(letter);
     return out().Connect(&in(), &type);
   }
 
   Steps steps;
-  ComPtr<OnePinFilter> out_filter;
-  ComPtr<OnePinFilter> in_filter;
+  ComPtr<AnyFilter> out_filter{new AnyFilter};
+  ComPtr<AnyFilter> in_filter{new AnyFilter};
 };
 
 TEST(BasePin, ConnectsInOneFixedOrderOfSteps) {

@@ -1,9 +1,9 @@
 // CEnumPins and CEnumMediaTypes: what they do when the list changes under them.
-#include <com_ptr.h>
 #include <gtest/gtest.h>
-#include <streams.h>
 
 #include <string>
+
+#include "any_filter.h"
 
 namespace zdr::tests {
 namespace {
@@ -11,10 +11,9 @@ namespace {
 using com::ComPtr;
 
 // Offers one type for each letter of its list; the letter stands in the subtype.
-class LetterPin final : public CBasePin {
+class LetterPin final : public AgreeingPin {
  public:
-  LetterPin(CBaseFilter* filter, CCritSec* lock)
-      : CBasePin(NAME("LetterPin"), filter, lock, nullptr, u"letters", PINDIR_OUTPUT) {}
+  LetterPin(CBaseFilter* filter, CCritSec* lock) : AgreeingPin(filter, lock, u"letters", PINDIR_OUTPUT) {}
 
   HRESULT GetMediaType(int position, CMediaType* type) override {
     if (position < 0) return E_INVALIDARG;
@@ -23,25 +22,22 @@ class LetterPin final : public CBasePin {
     type->subtype.Data1 = static_cast<DWORD>(letters[static_cast<std::size_t>(position)]);
     return S_OK;
   }
-  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-  HRESULT BeginFlush() override { return S_OK; }
-  HRESULT EndFlush() override { return S_OK; }
 
   std::string letters = "abc";
 };
 
 // A filter whose list of pins is a text: the letters a to e name five pins, '-' a missing one.
-class LetterFilter final : public CBaseFilter {
+class LetterFilter final : public AnyFilter {
  public:
-  LetterFilter() : CBaseFilter(NAME("LetterFilter"), nullptr, &lock_, GUID_NULL) {
-    for (int i = 0; i < 5; ++i) pins_.push_back(std::make_unique<LetterPin>(this, &lock_));
+  LetterFilter() {
+    for (int i = 0; i < 5; ++i) add<LetterPin>();
   }
   int GetPinCount() override { return static_cast<int>(order.size()); }
   CBasePin* GetPin(int index) override {
     const char letter = order[static_cast<std::size_t>(index)];
     return letter == '-' ? nullptr : &pin(letter);
   }
-  LetterPin& pin(char letter) { return *pins_[static_cast<std::size_t>(letter - 'a')]; }
+  LetterPin& pin(char letter) { return static_cast<LetterPin&>(*AnyFilter::GetPin(letter - 'a')); }
   char letter_of(IPin* wanted) {
     for (char letter = 'a'; letter <= 'e'; ++letter) {
       if (static_cast<IPin*>(&pin(letter)) == wanted) return letter;
@@ -54,10 +50,6 @@ class LetterFilter final : public CBaseFilter {
   }
 
   std::string order = "abc";
-
- private:
-  CCritSec lock_;
-  std::vector<std::unique_ptr<LetterPin>> pins_;
 };
 
 class EnumPins : public ::testing::Test {

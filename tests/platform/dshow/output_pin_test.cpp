@@ -147,20 +147,11 @@ TEST(OutputPin, KeepsItsConnectionWhileTheAllocatorWillNotDecommit) {
   EXPECT_EQ(busy.references, 0);
 }
 
-// An input pin that takes no samples in memory.
-class DeafPin final : public CBasePin {
- public:
-  DeafPin(CBaseFilter* filter, CCritSec* lock)
-      : CBasePin(NAME("DeafPin"), filter, lock, nullptr, u"deaf", PINDIR_INPUT) {}
-  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-  HRESULT BeginFlush() override { return S_OK; }
-  HRESULT EndFlush() override { return S_OK; }
-};
-
 TEST(OutputPin, HasItsOwnAnswersWhenUnconnectedOrMisused) {
   const ComPtr<AnyFilter> filter(new AnyFilter);
   auto& out = filter->add<OutputPin>();
-  EXPECT_EQ(out.Connect(&filter->add<DeafPin>(), nullptr), E_NOINTERFACE);
+  // An input pin that takes no samples in memory.
+  EXPECT_EQ(out.Connect(&filter->add<AgreeingPin>(u"deaf", PINDIR_INPUT), nullptr), E_NOINTERFACE);
   EXPECT_EQ(out.Connect(&filter->add<OutputPin>(), nullptr), VFW_E_INVALID_DIRECTION);
   IMediaSample* sample = nullptr;
   EXPECT_EQ(out.GetDeliveryBuffer(&sample, nullptr, nullptr, 0), E_NOINTERFACE);

@@ -42,7 +42,7 @@ class Worker {
     if (verb == "release") return ReleaseMutex(handle) ? NO_ERROR : GetLastError();
     if (verb == "post") return ReleaseSemaphore(handle, 1, nullptr) ? NO_ERROR : GetLastError();
     if (verb == "wait") return wait(words, handle);
-    if (verb == "try-pairs") return try_pairs(words);
+    if (verb == "try-pairs") return broken_pairs(key);
     if (verb == "fight") return fight_for_file(words);
     if (verb == "session") return set_session(key == "null" ? nullptr : key.c_str()) ? TRUE : FALSE;
     if (verb == "private-session") return set_private_session() ? TRUE : FALSE;
@@ -62,26 +62,6 @@ class Worker {
     words >> access >> share >> path;
     handle = CreateFileA(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr);
     return GetLastError();
-  }
-
-  // Opens one file twice in every way; the number of pairs that did not follow the rule.
-  static DWORD try_pairs(std::istringstream& words) {
-    std::string path;
-    words >> path;
-    DWORD broken = 0;
-    for (DWORD pair = 0; pair < 8 * 8 * 8 * 8; ++pair) {
-      const DWORD uses[] = {pair & 7, pair >> 3 & 7};
-      const DWORD shares[] = {pair >> 6 & 7, pair >> 9 & 7};
-      HANDLE files[2];
-      for (int i : {0, 1}) {
-        files[i] =
-            CreateFileA(path.c_str(), access_of(uses[i]), shares[i], nullptr, OPEN_EXISTING, 0, nullptr);
-      }
-      const bool opened = files[1] != INVALID_HANDLE_VALUE;
-      broken += opened != go_together(uses[0], shares[0], uses[1], shares[1]);
-      for (const HANDLE file : files) CloseHandle(file);
-    }
-    return broken;
   }
 
   // Opens a file for itself alone, again and again, and counts how often it was not alone: whoever holds the
