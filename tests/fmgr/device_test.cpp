@@ -163,22 +163,20 @@ TEST(MemoryDevice, SeeksWithinAndBeyondAsRequired) {
     int32_t status;
     uint64_t position;
   };
-  static constexpr SeekCase kCases[] = {
-      {4, 10, FMGR_SEEK_SET, FMGR_OK, 10},
-      {4, 11, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
-      {4, -1, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
-      {4, 10, FMGR_SEEK_CURRENT, FMGR_OK, 14},
-      {4, 11, FMGR_SEEK_CURRENT, FMGR_ERR_GENERIC, 4},
-      {4, -4, FMGR_SEEK_CURRENT, FMGR_OK, 0},
-      {4, -5, FMGR_SEEK_CURRENT, FMGR_ERR_GENERIC, 4},
-      {4, 0, FMGR_SEEK_END, FMGR_OK, 10},
-      {4, 1, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
-      {4, -10, FMGR_SEEK_END, FMGR_OK, 0},
-      {4, -11, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
-      {4, 3, 9, FMGR_OK, 4},
-      {4, 11, 9, FMGR_ERR_GENERIC, 4},
-      {4, INT64_MIN, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
-  };
+  static constexpr SeekCase kCases[] = {{4, 10, FMGR_SEEK_SET, FMGR_OK, 10},
+                                        {4, 11, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
+                                        {4, -1, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
+                                        {4, 10, FMGR_SEEK_CURRENT, FMGR_OK, 14},
+                                        {4, 11, FMGR_SEEK_CURRENT, FMGR_ERR_GENERIC, 4},
+                                        {4, -4, FMGR_SEEK_CURRENT, FMGR_OK, 0},
+                                        {4, -5, FMGR_SEEK_CURRENT, FMGR_ERR_GENERIC, 4},
+                                        {4, 0, FMGR_SEEK_END, FMGR_OK, 10},
+                                        {4, 1, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
+                                        {4, -10, FMGR_SEEK_END, FMGR_OK, 0},
+                                        {4, -11, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
+                                        {4, 3, 9, FMGR_OK, 4},
+                                        {4, 11, 9, FMGR_ERR_GENERIC, 4},
+                                        {4, INT64_MIN, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4}};
   Source source(FMGR_DEV_MEMORY, "0123456789");
   const Device device = open(source);
   char buffer[16];

@@ -4,24 +4,14 @@
 #include <algorithm>
 #include <string_view>
 
-#include "fault_injection.h"
 #include "tests/fmgr/sources.h"
+#include "tests/platform/fault_at.h"
 #include "tests/support/failing_allocator.h"
 
 namespace {
 
 using namespace zdr::tests;
 using zdr::platform::FaultPoint;
-
-struct Fault {
-  FaultPoint point;
-  uint64_t calls_left;  // the call that makes it 0 fails
-};
-
-bool strikes(FaultPoint point, void* context) {
-  auto& fault = *static_cast<Fault*>(context);
-  return point == fault.point && fault.calls_left != 0 && --fault.calls_left == 0;
-}
 
 // Opens, reads, seeks and closes as a parser does, and takes no memory of its own. Whether everything
 // succeeded; statuses must be documented ones.
@@ -66,16 +56,16 @@ TEST(Faults, OfTheSystemGiveStatusesAndLeaveNothing) {
   const Source source(FMGR_DEV_FILE_W, "0123456789abcdefghij");
   for (const uint32_t buffer_size : {0u, 7u}) {
     for (const FaultPoint point : kPoints) {
-      uint64_t nth = 1;
+      int nth = 1;
       for (bool struck = true; struck; ++nth) {
-        Fault fault = {point, nth};
-        zdr::platform::set_fault_hook(&strikes, &fault);
-        use_manager(source, buffer_size);
-        zdr::platform::set_fault_hook(nullptr, nullptr);
-        struck = fault.calls_left == 0;
+        {
+          const FaultAt fault(point, nth);
+          use_manager(source, buffer_size);
+          struck = fault.struck();
+        }
         EXPECT_TRUE(use_manager(source, buffer_size)) << "after fault " << nth;
       }
-      EXPECT_GT(nth, 2u) << "the point was never reached: " << static_cast<uint32_t>(point);
+      EXPECT_GT(nth, 2) << "the point was never reached: " << static_cast<uint32_t>(point);
     }
   }
 }

@@ -20,30 +20,28 @@ struct ModeCase {
 };
 
 TEST(OpenMode, StringsDecideDeviceModeAndClassAsRequired) {
-  static constexpr ModeCase kCases[] = {
-      {"r", OS_OPEN_READ, AccessClass::kRead},
-      {"rb", OS_OPEN_READ, AccessClass::kRead},
-      {"r+", OS_OPEN_READWRITE, AccessClass::kUpdate},
-      {"r+b", OS_OPEN_READWRITE, AccessClass::kUpdate},
-      {"rb+", OS_OPEN_READWRITE, AccessClass::kUpdate},
-      {"rt+", OS_OPEN_READ, AccessClass::kUpdate},
-      {"w", OS_OPEN_WRITE, AccessClass::kWrite},
-      {"wb", OS_OPEN_WRITE, AccessClass::kWrite},
-      {"wt", OS_OPEN_WRITE, std::nullopt},
-      {"wr", OS_OPEN_WRITE, AccessClass::kRead},
-      {"w+", OS_OPEN_CREATE_READWRITE, AccessClass::kUpdate},
-      {"w+b", OS_OPEN_CREATE_READWRITE, AccessClass::kUpdate},
-      {"wb+", OS_OPEN_CREATE_READWRITE, AccessClass::kUpdate},
-      {"a", kNone, AccessClass::kAppend},
-      {"at+", kNone, AccessClass::kAppend},
-      {"ab", OS_OPEN_APPEND, AccessClass::kAppend},
-      {"a+", OS_OPEN_APPEND, AccessClass::kAppend},
-      {"ra", OS_OPEN_READ, AccessClass::kAppend},
-      {"br", OS_OPEN_READWRITE, AccessClass::kRead},
-      {"+", OS_OPEN_READWRITE, AccessClass::kUpdate},
-      {"x", OS_OPEN_READWRITE, std::nullopt},
-      {"", OS_OPEN_READWRITE, std::nullopt},
-  };
+  static constexpr ModeCase kCases[] = {{"r", OS_OPEN_READ, AccessClass::kRead},
+                                        {"rb", OS_OPEN_READ, AccessClass::kRead},
+                                        {"r+", OS_OPEN_READWRITE, AccessClass::kUpdate},
+                                        {"r+b", OS_OPEN_READWRITE, AccessClass::kUpdate},
+                                        {"rb+", OS_OPEN_READWRITE, AccessClass::kUpdate},
+                                        {"rt+", OS_OPEN_READ, AccessClass::kUpdate},
+                                        {"w", OS_OPEN_WRITE, AccessClass::kWrite},
+                                        {"wb", OS_OPEN_WRITE, AccessClass::kWrite},
+                                        {"wt", OS_OPEN_WRITE, std::nullopt},
+                                        {"wr", OS_OPEN_WRITE, AccessClass::kRead},
+                                        {"w+", OS_OPEN_CREATE_READWRITE, AccessClass::kUpdate},
+                                        {"w+b", OS_OPEN_CREATE_READWRITE, AccessClass::kUpdate},
+                                        {"wb+", OS_OPEN_CREATE_READWRITE, AccessClass::kUpdate},
+                                        {"a", kNone, AccessClass::kAppend},
+                                        {"at+", kNone, AccessClass::kAppend},
+                                        {"ab", OS_OPEN_APPEND, AccessClass::kAppend},
+                                        {"a+", OS_OPEN_APPEND, AccessClass::kAppend},
+                                        {"ra", OS_OPEN_READ, AccessClass::kAppend},
+                                        {"br", OS_OPEN_READWRITE, AccessClass::kRead},
+                                        {"+", OS_OPEN_READWRITE, AccessClass::kUpdate},
+                                        {"x", OS_OPEN_READWRITE, std::nullopt},
+                                        {"", OS_OPEN_READWRITE, std::nullopt}};
   const Source source(FMGR_DEV_FILE, "0123456789");
   const Context context = make_context(0, 0);
   for (const ModeCase& expected : kCases) {

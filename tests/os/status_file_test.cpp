@@ -207,29 +207,27 @@ TEST(NullArguments, AreRefusedBeforeAnythingElse) {
   const struct {
     const char* call;
     int32_t status;
-  } rows[] = {
-      {"OS_FileOpen, handle", OS_FileOpen(nullptr, "x", OS_OPEN_READ)},
-      {"OS_FileOpen, path", OS_FileOpen(&handle, nullptr, OS_OPEN_READ)},
-      {"OS_FileOpenW, path", OS_FileOpenW(&handle, nullptr, OS_OPEN_READ)},
-      {"OS_FileRead", OS_FileRead(nullptr, &byte, 1, &moved)},
-      {"OS_FileRead, count", OS_FileRead(&byte, &byte, 0, nullptr)},
-      {"OS_FileWrite", OS_FileWrite(nullptr, &byte, 1, &moved)},
-      {"OS_FileWrite, count", OS_FileWrite(&byte, &byte, 1, nullptr)},
-      {"OS_FileSeek", OS_FileSeek(nullptr, 0, 0, OS_SEEK_BEGIN)},
-      {"OS_FileTell", OS_FileTell(nullptr, &number)},
-      {"OS_FileTell, position", OS_FileTell(&byte, nullptr)},
-      {"OS_FileSize", OS_FileSize(nullptr, &number)},
-      {"OS_FileSize, size", OS_FileSize(&byte, nullptr)},
-      {"OS_FileFlush", OS_FileFlush(nullptr)},
-      {"OS_FileClose", OS_FileClose(nullptr)},
-      {"OS_FileDelete", OS_FileDelete(nullptr)},
-      {"OS_FileDeleteW", OS_FileDeleteW(nullptr)},
-      {"OS_DiskFreeBytes", OS_DiskFreeBytes(nullptr, &number)},
-      {"OS_DiskFreeBytesW, bytes", OS_DiskFreeBytesW(u"/", nullptr)},
-      {"OS_MutexLock", OS_MutexLock(nullptr)},
-      {"OS_MutexUnlock", OS_MutexUnlock(nullptr)},
-      {"OS_MutexDestroy", OS_MutexDestroy(nullptr)},
-  };
+  } rows[] = {{"OS_FileOpen, handle", OS_FileOpen(nullptr, "x", OS_OPEN_READ)},
+              {"OS_FileOpen, path", OS_FileOpen(&handle, nullptr, OS_OPEN_READ)},
+              {"OS_FileOpenW, path", OS_FileOpenW(&handle, nullptr, OS_OPEN_READ)},
+              {"OS_FileRead", OS_FileRead(nullptr, &byte, 1, &moved)},
+              {"OS_FileRead, count", OS_FileRead(&byte, &byte, 0, nullptr)},
+              {"OS_FileWrite", OS_FileWrite(nullptr, &byte, 1, &moved)},
+              {"OS_FileWrite, count", OS_FileWrite(&byte, &byte, 1, nullptr)},
+              {"OS_FileSeek", OS_FileSeek(nullptr, 0, 0, OS_SEEK_BEGIN)},
+              {"OS_FileTell", OS_FileTell(nullptr, &number)},
+              {"OS_FileTell, position", OS_FileTell(&byte, nullptr)},
+              {"OS_FileSize", OS_FileSize(nullptr, &number)},
+              {"OS_FileSize, size", OS_FileSize(&byte, nullptr)},
+              {"OS_FileFlush", OS_FileFlush(nullptr)},
+              {"OS_FileClose", OS_FileClose(nullptr)},
+              {"OS_FileDelete", OS_FileDelete(nullptr)},
+              {"OS_FileDeleteW", OS_FileDeleteW(nullptr)},
+              {"OS_DiskFreeBytes", OS_DiskFreeBytes(nullptr, &number)},
+              {"OS_DiskFreeBytesW, bytes", OS_DiskFreeBytesW(u"/", nullptr)},
+              {"OS_MutexLock", OS_MutexLock(nullptr)},
+              {"OS_MutexUnlock", OS_MutexUnlock(nullptr)},
+              {"OS_MutexDestroy", OS_MutexDestroy(nullptr)}};
   for (const auto& row : rows) EXPECT_EQ(row.status, FMGR_ERR_BAD_ARGUMENT) << row.call;
   EXPECT_EQ(handle, nullptr) << "cleared first";
   EXPECT_EQ(OS_TempName(nullptr, &release), nullptr);

@@ -36,16 +36,6 @@ class Askers {
   std::vector<std::thread> threads_;
 };
 
-TEST(AllocatorThreads, WaiterGetsTheBufferThatComesBack) {
-  auto allocator = make_committed(1, 10);
-  auto held = take(*allocator.get());
-  Askers askers(*allocator.get(), 3);
-  allocator->wait_for_waiters(3);
-  held.reset();  // one after the other takes and returns it
-  EXPECT_EQ(askers.results(), std::vector<HRESULT>(3, S_OK));
-  allocator->Decommit();
-}
-
 TEST(AllocatorThreads, DecommitSendsEveryWaiterAway) {
   for (const bool commit_again : {false, true}) {
     auto allocator = make_committed(1, 10);

@@ -63,14 +63,6 @@ TEST(ModuleEntry, InitRoutinesRanInOrderWhenTheModuleWasLoaded) {
   EXPECT_STREQ(init_order, "12");
 }
 
-TEST(ModuleEntry, InstanceLeadsToThePathOfTheModule) {
-  WCHAR own[MAX_PATH] = {};
-  WCHAR executable[MAX_PATH] = {};
-  ASSERT_NE(GetModuleFileNameW(g_hInst, own, MAX_PATH), 0U);
-  ASSERT_NE(GetModuleFileNameW(nullptr, executable, MAX_PATH), 0U);
-  EXPECT_EQ(std::u16string(own), std::u16string(executable));
-}
-
 TEST(ModuleEntry, GivesFactoriesOfItsClassesOnly) {
   struct Case {
     CLSID clsid;

@@ -89,51 +89,44 @@ TEST_F(InputPinTest, RefusesSamplesForTheFirstOfThreeReasons) {
   EXPECT_EQ(pin.CheckStreaming(), S_OK);
 }
 
-// The oldest kind of sample, which has no property record.
-class PlainSample final : public IMediaSample {
+// A sample in memory of its own, which may hide its property record as the oldest kind of sample does.
+class ChangingSample final : public CMediaSample {
  public:
-  explicit PlainSample(IMediaSample* sample) : inner(sample) {}
-  HRESULT QueryInterface(REFIID, void** ppv) override { return *ppv = nullptr, E_NOINTERFACE; }
-  ULONG AddRef() override { return 1; }
-  ULONG Release() override { return 1; }
-  HRESULT GetPointer(BYTE** buffer) override { return inner->GetPointer(buffer); }
-  LONG GetSize() override { return inner->GetSize(); }
-  HRESULT GetTime(REFERENCE_TIME* a, REFERENCE_TIME* b) override { return inner->GetTime(a, b); }
-  HRESULT SetTime(REFERENCE_TIME* a, REFERENCE_TIME* b) override { return inner->SetTime(a, b); }
-  HRESULT IsSyncPoint() override { return inner->IsSyncPoint(); }
-  HRESULT SetSyncPoint(BOOL on) override { return inner->SetSyncPoint(on); }
-  HRESULT IsPreroll() override { return inner->IsPreroll(); }
-  HRESULT SetPreroll(BOOL on) override { return inner->SetPreroll(on); }
-  LONG GetActualDataLength() override { return inner->GetActualDataLength(); }
-  HRESULT SetActualDataLength(LONG length) override { return inner->SetActualDataLength(length); }
-  HRESULT GetMediaType(AM_MEDIA_TYPE** type) override { return inner->GetMediaType(type); }
-  HRESULT SetMediaType(AM_MEDIA_TYPE* type) override { return inner->SetMediaType(type); }
-  HRESULT IsDiscontinuity() override { return inner->IsDiscontinuity(); }
-  HRESULT SetDiscontinuity(BOOL on) override { return inner->SetDiscontinuity(on); }
-  HRESULT GetMediaTime(LONGLONG* a, LONGLONG* b) override { return inner->GetMediaTime(a, b); }
-  HRESULT SetMediaTime(LONGLONG* a, LONGLONG* b) override { return inner->SetMediaTime(a, b); }
+  // Its own reference, which is never given back, keeps it away from an allocator.
+  ChangingSample() : CMediaSample(NAME("ChangingSample"), nullptr, nullptr, bytes_, sizeof bytes_) {
+    AddRef();
+  }
+  HRESULT QueryInterface(REFIID riid, void** ppv) override {
+    if (!hides_properties || riid != IID_IMediaSample2) return CMediaSample::QueryInterface(riid, ppv);
+    return *ppv = nullptr, E_NOINTERFACE;
+  }
 
-  IMediaSample* const inner;
+  bool hides_properties = false;
+
+ private:
+  BYTE bytes_[16] = {};
 };
 
 TEST_F(InputPinTest, CollectsTheSamePropertiesFromBothKindsOfSample) {
   pin.Active();
   sink->Pause();
-  PlainSample plain(sample.get());
+  ChangingSample both;
   CMediaType type(&MEDIATYPE_Stream);
   REFERENCE_TIME start = 100;
   REFERENCE_TIME stop = 250;
   for (int bits = 0; bits < 64; ++bits) {
     SCOPED_TRACE(bits);
-    sample->SetSyncPoint(bits & 1);
-    sample->SetPreroll(bits & 2);
-    sample->SetDiscontinuity(bits & 4);
-    sample->SetMediaType((bits & 8) != 0 ? &type : nullptr);
-    sample->SetTime((bits & 16) != 0 ? &start : nullptr, (bits & 48) == 48 ? &stop : nullptr);
-    sample->SetActualDataLength(bits % 17);
-    ASSERT_EQ(pin.Receive(sample.get()), S_OK);
+    both.SetSyncPoint(bits & 1);
+    both.SetPreroll(bits & 2);
+    both.SetDiscontinuity(bits & 4);
+    both.SetMediaType((bits & 8) != 0 ? &type : nullptr);
+    both.SetTime((bits & 16) != 0 ? &start : nullptr, (bits & 48) == 48 ? &stop : nullptr);
+    both.SetActualDataLength(bits % 17);
+    both.hides_properties = false;
+    ASSERT_EQ(pin.Receive(&both), S_OK);
     const AM_SAMPLE2_PROPERTIES expected = *pin.SampleProps();
-    ASSERT_EQ(pin.Receive(&plain), S_OK);
+    both.hides_properties = true;
+    ASSERT_EQ(pin.Receive(&both), S_OK);
     const AM_SAMPLE2_PROPERTIES& collected = *pin.SampleProps();
     EXPECT_EQ(collected.dwSampleFlags, expected.dwSampleFlags);
     EXPECT_EQ(collected.lActual, expected.lActual);

@@ -92,32 +92,6 @@ TEST(WorkerThread, ServesCallersOneByOne) {
   for (std::thread& caller : callers) caller.join();
 }
 
-// A worker that waits for a request or for a second event, whichever comes first.
-class TwoEventWorker final : public CAMThread {
- public:
-  CAMEvent other;
-  CAMEvent other_seen;
-
- protected:
-  DWORD ThreadProc() override {
-    HANDLE const handles[] = {GetRequestHandle(), other};
-    while (WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0 + 1) other_seen.Set();
-    Reply(GetRequest() + 1);
-    return 0;
-  }
-};
-
-TEST(WorkerThread, RequestCanBeWaitedForWithOtherThings) {
-  TwoEventWorker worker;
-  ASSERT_TRUE(worker.Create());
-  for (int i = 0; i < 3; ++i) {
-    worker.other.Set();
-    EXPECT_TRUE(worker.other_seen.Wait());
-  }
-  EXPECT_EQ(worker.CallWorker(6), 7U);
-  worker.Close();
-}
-
 TEST(WorkerThread, TellsWhatTheSystemCannotGive) {
   {
     for (const int nth : {1, 2}) {

@@ -19,28 +19,19 @@ struct HandleCall {
   std::function<bool(HANDLE)> fails;
 };
 
+// Where the calls below put what they would give.
+char byte;
+DWORD number;
+LARGE_INTEGER large;
+
 const HandleCall kCalls[] = {
     {"CloseHandle", [](HANDLE h) { return !CloseHandle(h); }},
-    {"ReadFile",
-     [](HANDLE h) {
-       DWORD n = 0;
-       char c = 0;
-       return !ReadFile(h, &c, 1, &n, nullptr);
-     }},
-    {"WriteFile",
-     [](HANDLE h) {
-       DWORD n = 0;
-       return !WriteFile(h, "x", 1, &n, nullptr);
-     }},
-    {"SetFilePointer",
-     [](HANDLE h) { return SetFilePointer(h, 0, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER; }},
+    {"ReadFile", [](HANDLE h) { return !ReadFile(h, &byte, 1, &number, nullptr); }},
+    {"WriteFile", [](HANDLE h) { return !WriteFile(h, "x", 1, &number, nullptr); }},
+    {"SetFilePointer", [](HANDLE h) { return SetFilePointer(h, 0, nullptr, FILE_BEGIN) == ~DWORD{0}; }},
     {"SetFilePointerEx", [](HANDLE h) { return !SetFilePointerEx(h, {}, nullptr, FILE_BEGIN); }},
     {"GetFileSize", [](HANDLE h) { return GetFileSize(h, nullptr) == INVALID_FILE_SIZE; }},
-    {"GetFileSizeEx",
-     [](HANDLE h) {
-       LARGE_INTEGER size;
-       return !GetFileSizeEx(h, &size);
-     }},
+    {"GetFileSizeEx", [](HANDLE h) { return !GetFileSizeEx(h, &large); }},
     {"SetEndOfFile", [](HANDLE h) { return !SetEndOfFile(h); }},
     {"FlushFileBuffers", [](HANDLE h) { return !FlushFileBuffers(h); }},
     {"SetEvent", [](HANDLE h) { return !SetEvent(h); }},
@@ -48,14 +39,9 @@ const HandleCall kCalls[] = {
     {"ReleaseMutex", [](HANDLE h) { return !ReleaseMutex(h); }},
     {"ReleaseSemaphore", [](HANDLE h) { return !ReleaseSemaphore(h, 1, nullptr); }},
     {"WaitForSingleObject", [](HANDLE h) { return WaitForSingleObject(h, 0) == WAIT_FAILED; }},
-    {"WaitForMultipleObjects",
-     [](HANDLE h) { return WaitForMultipleObjects(1, &h, FALSE, 0) == WAIT_FAILED; }},
-    {"ResumeThread", [](HANDLE h) { return ResumeThread(h) == 0xFFFFFFFFu; }},
-    {"GetExitCodeThread",
-     [](HANDLE h) {
-       DWORD code = 0;
-       return !GetExitCodeThread(h, &code);
-     }},
+    {"WaitForMultipleObjects", [](HANDLE h) { return WaitForMultipleObjects(1, &h, FALSE, 0) == ~DWORD{0}; }},
+    {"ResumeThread", [](HANDLE h) { return ResumeThread(h) == ~DWORD{0}; }},
+    {"GetExitCodeThread", [](HANDLE h) { return !GetExitCodeThread(h, &number); }},
     {"SetThreadPriority", [](HANDLE h) { return !SetThreadPriority(h, 0); }},
     {"GetThreadPriority", [](HANDLE h) { return GetThreadPriority(h) == THREAD_PRIORITY_ERROR_RETURN; }},
 };

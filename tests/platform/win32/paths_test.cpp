@@ -1,6 +1,5 @@
-// Full paths, temporary names, disk space, module names.
+// Full paths, temporary names, module names.
 #include <dlfcn.h>
-#include <sys/statvfs.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -92,27 +91,6 @@ TEST_F(PathsTest, TempFileNamesAreBuiltOrMade) {
   EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
   EXPECT_EQ(GetTempFileNameW(u"", u"00", 1, wide_name), 1u);
   EXPECT_EQ(std::u16string(wide_name), u"/001.TMP");
-}
-
-TEST_F(PathsTest, DiskSpaceIsTheVolumes) {
-  struct statvfs volume;
-  ASSERT_EQ(statvfs(folder_.path().c_str(), &volume), 0);
-  const std::u16string folder = wide(folder_.path().string());
-  ULARGE_INTEGER total;
-  EXPECT_TRUE(GetDiskFreeSpaceExW(folder.c_str(), nullptr, &total, nullptr));
-  EXPECT_EQ(total.QuadPart, uint64_t{volume.f_blocks} * volume.f_frsize);
-  DWORD sectors = 0;
-  DWORD sector_bytes = 0;
-  DWORD clusters = 0;
-  EXPECT_TRUE(GetDiskFreeSpaceW(folder.c_str(), &sectors, &sector_bytes, nullptr, &clusters));
-  EXPECT_EQ(uint64_t{sectors} * sector_bytes, volume.f_frsize);
-  EXPECT_EQ(clusters, std::min<uint64_t>(volume.f_blocks, 0xFFFFFFFF));
-  EXPECT_TRUE(GetDiskFreeSpaceA(nullptr, &sectors, nullptr, nullptr, nullptr)) << "the current folder";
-  EXPECT_EQ(GetLastError(), kUntouched);
-  EXPECT_EQ(
-      failure(GetDiskFreeSpaceA((folder_.path() / "none").c_str(), &sectors, nullptr, nullptr, nullptr)),
-      ERROR_PATH_NOT_FOUND);
-  EXPECT_EQ(failure(GetDiskFreeSpaceA("C:\\", &sectors, nullptr, nullptr, nullptr)), ERROR_PATH_NOT_FOUND);
 }
 
 TEST_F(PathsTest, ModulesKnowTheirFile) {

@@ -153,13 +153,11 @@ TEST_F(RegistryTest, RequiredRightsOfTheHandleDecideOnValuesAndListsOnly) {
   ASSERT_EQ(set_text(all, u"V", u"x"), ERROR_SUCCESS);
   const ScopedKey reader(kUser, u"Key", KEY_READ);
   const ScopedKey writer(kUser, u"Key", KEY_WRITE);
-  WCHAR name[8];
-  DWORD length = 8;
   EXPECT_EQ(set_text(reader, u"V", u"y"), ERROR_ACCESS_DENIED);
   EXPECT_EQ(RegDeleteValueW(reader, u"V"), ERROR_ACCESS_DENIED);
   EXPECT_EQ(stored(writer, u"V").status, ERROR_ACCESS_DENIED);
-  EXPECT_EQ(RegEnumKeyExW(writer, 0, name, &length, nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(RegEnumValueW(writer, 0, name, &length, nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(listed(RegEnumKeyExW, writer, 0, 8).status, ERROR_ACCESS_DENIED);
+  EXPECT_EQ(listed(RegEnumValueW, writer, 0, 8).status, ERROR_ACCESS_DENIED);
   EXPECT_EQ(text_of(reader, u"V"), u"x");
   // Whether sub keys may be made and removed is a matter of the key, not of the handle.
   EXPECT_EQ(ScopedKey(reader, u"Sub").status, ERROR_SUCCESS);
@@ -197,37 +195,27 @@ TEST_F(RegistryTest, ListsAreInOrderOfNamesAndTellLengths) {
   for (const char16_t* name : {u"beta", u"Alpha", u"gamma"}) ScopedKey(key, name);
   set_bytes(key, u"size", REG_BINARY, "123");
   set_bytes(key, nullptr, REG_BINARY, "1234567");
+  EXPECT_EQ(listed(RegEnumKeyExW, key, 0, 8), (Listed{ERROR_SUCCESS, u"Alpha"}));
+  EXPECT_EQ(listed(RegEnumKeyExW, key, 1, 4), (Listed{ERROR_MORE_DATA, u""})) << "no room for the NUL";
+  EXPECT_EQ(listed(RegEnumKeyExW, key, 1, 5), (Listed{ERROR_SUCCESS, u"beta"}));
+  EXPECT_EQ(listed(RegEnumKeyExW, key, 3, 8), (Listed{ERROR_NO_MORE_ITEMS, u""}));
+  EXPECT_EQ(listed(RegEnumValueW, key, 1, 8), (Listed{ERROR_SUCCESS, u"size"}));
+  EXPECT_EQ(listed(RegEnumValueW, key, 2, 8), (Listed{ERROR_NO_MORE_ITEMS, u""}));
+  EXPECT_EQ(counts_of(key), (std::array<DWORD, 6>{3, 5, 2, 4, 7, 0}));
+
   WCHAR name[8];
   DWORD length = 8;
   FILETIME written{};
-  EXPECT_EQ(RegEnumKeyExW(key, 0, name, &length, nullptr, nullptr, nullptr, &written), ERROR_SUCCESS);
-  EXPECT_EQ(std::u16string(name, length), u"Alpha");
-  EXPECT_GT(written.dwHighDateTime, 0x01D00000u) << "a time before 2014";
-  length = 4;
-  EXPECT_EQ(RegEnumKeyExW(key, 1, name, &length, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
-  length = 5;
-  EXPECT_EQ(RegEnumKeyExW(key, 1, name, &length, nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-  EXPECT_EQ(std::u16string(name), u"beta");
-  EXPECT_EQ(RegEnumKeyExW(key, 3, name, &length, nullptr, nullptr, nullptr, nullptr), ERROR_NO_MORE_ITEMS);
   EXPECT_EQ(RegEnumKeyExW(key, 0, nullptr, &length, nullptr, nullptr, nullptr, nullptr),
             ERROR_INVALID_PARAMETER);
-
+  EXPECT_EQ(RegEnumKeyExW(key, 0, name, &length, nullptr, nullptr, nullptr, &written), ERROR_SUCCESS);
+  EXPECT_GT(written.dwHighDateTime, 0x01D00000u) << "a time before 2014";
   std::array<BYTE, 8> data{};
   DWORD bytes = 8;
   length = 8;
   EXPECT_EQ(RegEnumValueW(key, 0, name, &length, nullptr, nullptr, data.data(), &bytes), ERROR_SUCCESS);
   EXPECT_EQ(length, 0u);
   EXPECT_EQ(bytes, 7u);
-  length = 8;
-  EXPECT_EQ(RegEnumValueW(key, 1, name, &length, nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-  EXPECT_EQ(std::u16string(name), u"size");
-  EXPECT_EQ(RegEnumValueW(key, 2, name, &length, nullptr, nullptr, nullptr, nullptr), ERROR_NO_MORE_ITEMS);
-
-  std::array<DWORD, 6> told{};
-  EXPECT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &told[0], &told[1], nullptr, &told[2], &told[3],
-                             &told[4], &told[5], nullptr),
-            ERROR_SUCCESS);
-  EXPECT_EQ(told, (std::array<DWORD, 6>{3, 5, 2, 4, 7, 0}));
 }
 
 TEST_F(RegistryTest, ClassesRootShowsTheUsersClassesOverThoseOfTheMachine) {
@@ -247,12 +235,8 @@ TEST_F(RegistryTest, ClassesRootShowsTheUsersClassesOverThoseOfTheMachine) {
   ScopedKey(kUser, u"Software\\Classes\\Common\\FromUser");
   ScopedKey(view, u"FromMachine");
   EXPECT_EQ(open_status(HKEY_LOCAL_MACHINE, u"Software\\Classes\\Common\\FromMachine"), ERROR_SUCCESS);
-  DWORD sub_keys = 0;
-  DWORD values = 0;
-  RegQueryInfoKeyW(view, nullptr, nullptr, nullptr, &sub_keys, nullptr, nullptr, &values, nullptr, nullptr,
-                   nullptr, nullptr);
-  EXPECT_EQ(sub_keys, 2u);
-  EXPECT_EQ(values, 3u);
+  EXPECT_EQ(counts_of(view)[0], 2u);
+  EXPECT_EQ(counts_of(view)[2], 3u);
 
   EXPECT_EQ(RegDeleteKeyW(view, u"FromUser"), ERROR_SUCCESS);
   EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, u"Common"), ERROR_SUCCESS);
@@ -309,10 +293,7 @@ class RegistryModelTest : public RegistryTest {
     for (const auto& [path, values] : model_) {
       const ScopedKey key(root_, path.c_str());
       ASSERT_EQ(key.disposition, REG_OPENED_EXISTING_KEY);
-      DWORD count = 0;
-      RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count, nullptr, nullptr,
-                       nullptr, nullptr);
-      EXPECT_EQ(count, values.size());
+      EXPECT_EQ(counts_of(key)[2], values.size());
       for (const auto& [name, bytes] : values) EXPECT_EQ(stored(key, name.c_str()).bytes, bytes);
     }
   }

@@ -1,6 +1,7 @@
 // What the tests of the registry share: a registry file of the test's own, and short forms of the calls.
 #pragma once
 
+#include <array>
 #include <cstring>
 
 #include "win32_test_support.h"
@@ -75,6 +76,31 @@ inline std::u16string text_of(HKEY key, const char16_t* name) {
   std::u16string text(bytes.size() / sizeof(char16_t), u'\0');
   if (!text.empty()) std::memcpy(text.data(), bytes.data(), bytes.size());
   return text;
+}
+
+// What a list gives for an index, in a buffer for so many characters.
+struct Listed {
+  LSTATUS status = 0;
+  std::u16string name;
+
+  bool operator==(const Listed&) const = default;
+};
+
+template <class Enumerate>
+Listed listed(Enumerate enumerate, HKEY key, DWORD index, DWORD room) {
+  WCHAR name[8];
+  DWORD length = room;
+  const LSTATUS status = enumerate(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
+  return {status, status == ERROR_SUCCESS ? std::u16string(name, length) : u""};
+}
+
+// Number of sub keys and length of the longest name, number of values, longest name and most data, 0.
+inline std::array<DWORD, 6> counts_of(HKEY key) {
+  std::array<DWORD, 6> told{};
+  EXPECT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &told[0], &told[1], nullptr, &told[2], &told[3],
+                             &told[4], &told[5], nullptr),
+            ERROR_SUCCESS);
+  return told;
 }
 
 inline LSTATUS open_status(HKEY root, const char16_t* path) {

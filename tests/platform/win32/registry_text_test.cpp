@@ -127,8 +127,7 @@ TEST_F(RegistryTest, DamagedTextIsReportedByLineAndLeftAlone) {
       {"[HKEY_CURRENT_USER" + std::regex_replace(std::string(512, 'k'), std::regex("k"), "\\k") + "]\n", 3},
       {"[-HKEY_CURRENT_USER]\n", 3},
       {key + std::string("\"a\0b\"=-\n", 9), 4},
-      {key + "\"\xC3\"=-\n", 4},
-  };
+      {key + "\"\xC3\"=-\n", 4}};
   std::u16string told;
   set_debug_output_hook([](const WCHAR* text, void* all) { *static_cast<std::u16string*>(all) += text; },
                         &told);

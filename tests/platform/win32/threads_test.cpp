@@ -31,21 +31,6 @@ TEST_F(ThreadsTest, AHandleIsSignalledForEverOnceItsThreadEnded) {
   EXPECT_NE(id, GetCurrentThreadId());
 }
 
-TEST_F(ThreadsTest, ASuspendedThreadStartsWhenResumed) {
-  std::atomic<bool> ran{false};
-  const auto run = [](LPVOID flag) -> DWORD {
-    static_cast<std::atomic<bool>*>(flag)->store(true);
-    return 7;
-  };
-  const ScopedHandle thread = CreateThread(nullptr, 1 << 20, run, &ran, CREATE_SUSPENDED, nullptr);
-  EXPECT_EQ(WaitForSingleObject(thread, 5), WAIT_TIMEOUT);
-  EXPECT_FALSE(ran);
-  EXPECT_EQ(ResumeThread(thread), 1u);
-  EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
-  EXPECT_TRUE(ran);
-  EXPECT_EQ(ResumeThread(thread), 0u);
-}
-
 TEST_F(ThreadsTest, AHandleMayBeClosedWhileItsThreadRuns) {
   const ScopedHandle gate = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   const ScopedHandle done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
