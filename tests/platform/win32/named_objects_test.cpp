@@ -258,14 +258,13 @@ TEST_F(NamedObjectsTest, AWaitForAllSleepsAndLeavesFreeMutexesToOthers) {
   const ScopedHandle unset = event(u"NeverSet");
   std::atomic<bool> done{false};
   std::thread waiter([&] {
-    EXPECT_LT(busy_percent_of_wait({free_mutex, unset}), 50);
+    EXPECT_LT(busy_percent_of_wait({free_mutex, unset}), 5);
     done = true;
-    EXPECT_LT(busy_percent_of_wait({free_mutex, owned}), 50) << "gives back what it took";
+    EXPECT_LT(busy_percent_of_wait({free_mutex, owned}), 5) << "gives back what it took";
   });
-  while (!done) {
-    ASSERT_EQ(poll(free_mutex), WAIT_OBJECT_0) << "nobody owns it";
-    ReleaseMutex(free_mutex);
-  }
+  int refused = 0;
+  while (!done) refused += poll(free_mutex) != WAIT_OBJECT_0 || !ReleaseMutex(free_mutex);
+  EXPECT_EQ(refused, 0) << "nobody owned it";
   waiter.join();
   ReleaseMutex(owned);
 }
@@ -274,7 +273,7 @@ TEST_F(NamedObjectsTest, AWaitForAllSleepsAndLeavesFreeMutexesToOthers) {
 TEST_F(NamedObjectsTest, WaitsSleepAlsoWhereSeveralWordsCannotBeWatched) {
   for (const char* error : {"38", "1"}) {  // ENOSYS, EPERM
     ChildProcess child("worker");
-    EXPECT_LT(std::stoi(child.ask(std::string("wait-without-waitv ") + error)), 50) << error;
+    EXPECT_LT(std::stoi(child.ask(std::string("wait-without-waitv ") + error)), 5) << error;
   }
 }
 
