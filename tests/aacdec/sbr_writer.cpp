@@ -42,16 +42,52 @@ std::vector<int> SbrFrameWriter::choose_lengths(int count, int room) {
   return lengths;
 }
 
-void SbrFrameWriter::put_fixed_grid(BitWriter& w, SbrModel& model) {
-  const int exponent = draw(3);
-  const int high = draw(2);
-  w.put(static_cast<uint64_t>(exponent), 2).put(static_cast<uint64_t>(high), 1);
-  SbrGrid& grid = model.grid;
-  grid.envelope_count = static_cast<uint8_t>(1 << exponent);
-  for (int i = 0; i <= grid.envelope_count; ++i)
+int SbrFrameWriter::put_drawn(BitWriter& w, int count, int bits) {
+  const int value = draw(count);
+  w.put(static_cast<uint64_t>(value), bits);
+  return value;
+}
+
+void SbrFrameWriter::put_fixed_grid(BitWriter& w, SbrGrid& grid) {
+  grid.envelope_count = static_cast<uint8_t>(1 << put_drawn(w, 3, 2));
+  for (int i = 0; i <= grid.envelope_count; ++i) {
     grid.border[i] = static_cast<uint8_t>(16 * i / grid.envelope_count);
-  for (bool& resolution : grid.high_resolution) resolution = high != 0;
+  }
+  std::fill(std::begin(grid.high_resolution), std::end(grid.high_resolution), put_drawn(w, 2, 1) != 0);
   grid.transient = -1;
+}
+
+// `first` is the border to begin with where the class leaves a choice, -1 for any. Returns the pointer.
+int SbrFrameWriter::put_variable_grid(BitWriter& w, int first, SbrGrid& grid) {
+  const bool from_start = grid.frame_class != FrameClass::kFixVar;
+  const bool to_end = grid.frame_class != FrameClass::kVarFix;
+  const int any = from_start ? draw(4) : 0;
+  if (first < 0) first = any;
+  if (from_start) w.put(static_cast<uint64_t>(first), 2);
+  const int last = 16 + (to_end ? put_drawn(w, 4, 2) : 0);
+  int at_start = from_start ? draw(4) : 0;
+  const int at_end = to_end ? draw(4) : 0;
+  if (from_start && to_end) at_start = std::min(at_start, 4 - at_end);
+  if (from_start) w.put(static_cast<uint64_t>(at_start), 2);
+  if (to_end) w.put(static_cast<uint64_t>(at_end), 2);
+  const int count = at_start + at_end + 1;
+  grid.envelope_count = static_cast<uint8_t>(count);
+  grid.border[0] = static_cast<uint8_t>(first);
+  grid.border[count] = static_cast<uint8_t>(last);
+  int coded = 0;
+  for (const int length : choose_lengths(count - 1, last - first)) {
+    w.put(static_cast<uint64_t>(length / 2 - 1), 2);
+    const int at = coded < at_start ? coded + 1 : count - 1 - (coded - at_start);
+    const int border = coded < at_start ? grid.border[at - 1] + length : grid.border[at + 1] - length;
+    grid.border[at] = static_cast<uint8_t>(border);
+    ++coded;
+  }
+  const int pointer = put_drawn(w, std::min(count + 2, 1 << pointer_bits(count)), pointer_bits(count));
+  for (int i = 0; i < count; ++i)
+    grid.high_resolution[to_end && !from_start ? count - 1 - i : i] = put_drawn(w, 2, 1) != 0;
+  grid.transient = static_cast<int8_t>(to_end ? (pointer >= 1 ? count + 1 - pointer : -1)
+                                              : (pointer >= 2 ? pointer - 1 : -1));
+  return pointer;
 }
 
 FrameClass SbrFrameWriter::choose_class(const SbrModel& model) {
@@ -67,55 +103,19 @@ void SbrFrameWriter::put_grid(BitWriter& w, SbrModel& model) {
   w.put(static_cast<uint64_t>(grid.frame_class), 2);
   int pointer = 0;
   if (grid.frame_class == FrameClass::kFixFix) {
-    put_fixed_grid(w, model);
+    put_fixed_grid(w, grid);
   } else {
-    const bool from_start = grid.frame_class != FrameClass::kFixVar;
-    const bool to_end = grid.frame_class != FrameClass::kVarFix;
-    int first = from_start ? draw(4) : 0;
-    if (continuous) first = model.border_before - 16;
-    const int last = to_end ? draw(4) : 0;
-    if (from_start) w.put(static_cast<uint64_t>(first), 2);
-    if (to_end) w.put(static_cast<uint64_t>(last), 2);
-    int at_start = from_start ? draw(4) : 0;
-    const int at_end = to_end ? draw(4) : 0;
-    if (from_start && to_end) at_start = std::min(at_start, 4 - at_end);
-    if (from_start) w.put(static_cast<uint64_t>(at_start), 2);
-    if (to_end) w.put(static_cast<uint64_t>(at_end), 2);
-    const int count = at_start + at_end + 1;
-    const auto lengths = choose_lengths(count - 1, 16 + last - first);
-    grid.envelope_count = static_cast<uint8_t>(count);
-    grid.border[0] = static_cast<uint8_t>(first);
-    grid.border[count] = static_cast<uint8_t>(16 + last);
-    for (int i = 0; i < at_start; ++i) {
-      grid.border[i + 1] = static_cast<uint8_t>(grid.border[i] + lengths[static_cast<size_t>(i)]);
-      w.put(static_cast<uint64_t>(lengths[static_cast<size_t>(i)] / 2 - 1), 2);
-    }
-    for (int i = 0; i < at_end; ++i) {
-      const int length = lengths[static_cast<size_t>(at_start + i)];
-      grid.border[count - 1 - i] = static_cast<uint8_t>(grid.border[count - i] - length);
-      w.put(static_cast<uint64_t>(length / 2 - 1), 2);
-    }
-    pointer = draw(std::min(count + 2, 1 << pointer_bits(count)));
-    w.put(static_cast<uint64_t>(pointer), pointer_bits(count));
-    for (int i = 0; i < count; ++i) {
-      const int high = draw(2);
-      grid.high_resolution[grid.frame_class == FrameClass::kFixVar ? count - 1 - i : i] = high != 0;
-      w.put(static_cast<uint64_t>(high), 1);
-    }
-    const bool counted_from_start = grid.frame_class == FrameClass::kVarFix;
-    if (counted_from_start) grid.transient = static_cast<int8_t>(pointer >= 2 ? pointer - 1 : -1);
-    if (!counted_from_start) grid.transient = static_cast<int8_t>(pointer >= 1 ? count + 1 - pointer : -1);
+    pointer = put_variable_grid(w, continuous ? model.border_before - 16 : -1, grid);
   }
   const int count = grid.envelope_count;
   model.border_before = grid.border[count];
   grid.noise_count = count > 1 ? 2 : 1;
   const bool fixed_single = grid.frame_class == FrameClass::kFixFix && count == 1;
   model.amp_res = fixed_single ? 0 : header_.amp_res;
-  int middle = count / 2;
-  if (grid.frame_class == FrameClass::kVarFix)
+  int middle = count - std::max(pointer - 1, 1);
+  if (grid.frame_class == FrameClass::kFixFix) middle = count / 2;
+  if (grid.frame_class == FrameClass::kVarFix) {
     middle = pointer == 0 ? 1 : pointer == 1 ? count - 1 : pointer - 1;
-  if (grid.frame_class == FrameClass::kFixVar || grid.frame_class == FrameClass::kVarVar) {
-    middle = count - std::max(pointer - 1, 1);
   }
   grid.noise_border[0] = grid.border[0];
   if (count > 1) grid.noise_border[1] = grid.border[middle];
@@ -135,7 +135,7 @@ void SbrFrameWriter::put_directions(BitWriter& w, const SbrModel& model, std::ve
 
 void SbrFrameWriter::put_invf(BitWriter& w, SbrModel& model) {
   model.invf.resize(bands_.noise_count);
-  for (int& mode : model.invf) w.put(static_cast<uint64_t>(mode = draw(4)), 2);
+  for (int& mode : model.invf) mode = put_drawn(w, 4, 2);
 }
 
 // A random difference whose sum stays between `low` and `high`; returns the sum.
@@ -213,10 +213,8 @@ void SbrFrameWriter::put_noise(BitWriter& w, SbrModel& model, const std::vector<
 
 void SbrFrameWriter::put_harmonics(BitWriter& w, SbrModel& model) {
   model.harmonics.assign(bands_.high_count, 0);
-  const int present = draw(2);
-  w.put(static_cast<uint64_t>(present), 1);
-  if (present == 0) return;
-  for (int& harmonic : model.harmonics) w.put(static_cast<uint64_t>(harmonic = draw(2)), 1);
+  if (put_drawn(w, 2, 1) == 0) return;
+  for (int& harmonic : model.harmonics) harmonic = put_drawn(w, 2, 1);
 }
 
 void SbrFrameWriter::put_single(BitWriter& w, SbrModel& model) {

@@ -84,7 +84,8 @@ class SbrFrameWriter {
  private:
   void put_grid(BitWriter& w, SbrModel& model);
   FrameClass choose_class(const SbrModel& model);
-  void put_fixed_grid(BitWriter& w, SbrModel& model);
+  void put_fixed_grid(BitWriter& w, SbrGrid& grid);
+  int put_variable_grid(BitWriter& w, int first, SbrGrid& grid);
   std::vector<int> choose_lengths(int count, int room);
   void put_directions(BitWriter& w, const SbrModel& model, std::vector<int>& envelopes,
                       std::vector<int>& floors);
@@ -97,6 +98,7 @@ class SbrFrameWriter {
   void put_harmonics(BitWriter& w, SbrModel& model);
   int put_difference(BitWriter& w, std::span<const HuffmanCode> codes, int value, int low, int high,
                      int factor);
+  int put_drawn(BitWriter& w, int count, int bits);
   int draw_between(int low, int high) { return low + draw(high - low + 1); }
   int draw(int count) { return static_cast<int>(random_() % static_cast<unsigned>(count)); }
 
