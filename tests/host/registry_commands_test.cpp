@@ -89,7 +89,7 @@ TEST_F(RegistryCommands, FaultyEntriesAreNotedAndPassedOver) {
   }
   RegCloseKey(key);
 
-  tests::write_file(registry_.path(), "REGEDIT4\nwhat is this\n");
+  registry_.write("REGEDIT4\nwhat is this\n");
   EXPECT_TRUE(comes_from(ZDR_MODULE_FILE, "clip.3gp"));
   notes = messages_.take_notes();
   ASSERT_EQ(notes.size(), 1u);
@@ -99,7 +99,7 @@ TEST_F(RegistryCommands, FaultyEntriesAreNotedAndPassedOver) {
 TEST_F(RegistryCommands, FailuresTellWhatAndWhere) {
   std::ostringstream out;
   const std::string damaged = "REGEDIT4\nwhat is this\n";
-  tests::write_file(registry_.path(), damaged);
+  registry_.write(damaged);
   EXPECT_EQ(run_register(options_), ExitCode::kCannotOpen);
   EXPECT_EQ(run_unregister(options_), ExitCode::kCannotOpen);
   EXPECT_EQ(run_registry(options_, out), ExitCode::kCannotOpen);

@@ -120,6 +120,7 @@ TEST(ZdrInfo, WarnsOfAClipThatTellsNothingBesideTheNotesOfTheRun) {
       folder / "registry.reg",
       "Windows Registry Editor Version 5.00\r\n\r\n"
       "[HKEY_CLASSES_ROOT\\Media Type\\Extensions\\.mp4]\r\n\"Source Filter\"=\"{no class}\"\r\n");
+  std::filesystem::permissions(folder / "registry.reg", std::filesystem::perms(0600));
   ZdrSetup setup;
   setup.arguments = {"info", "half.mp4", "--json"};
   setup.folder = folder.path();

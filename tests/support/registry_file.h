@@ -26,6 +26,11 @@ class RegistryFile {
 
   std::filesystem::path path() const { return folder_ / "registry.reg"; }
   std::string content() const { return read_file(path()); }
+  // Without rights of the group, whatever the umask is: such a file is refused.
+  void write(std::string_view text) const {
+    write_file(path(), text);
+    std::filesystem::permissions(path(), std::filesystem::perms(0600));
+  }
 
   // Of a key of HKEY_CLASSES_ROOT unless another root is given; empty for a value that is not there.
   std::vector<BYTE> data(const std::u16string& key, const char16_t* name,
