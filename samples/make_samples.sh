@@ -40,7 +40,7 @@ ff -f lavfi -i "$aac_source:s=44100:d=1.2" -c:a aac -b:a 128k aac-lc-44k-stereo.
 ff -f lavfi -i "$aac_source:s=8000:d=2" -ac 1 -c:a aac -b:a 16k aac-lc-8k-mono.aac
 ff -f lavfi -i "$aac_source:s=96000:d=0.4" -c:a aac -b:a 160k aac-lc-96k-stereo.aac
 # Long term prediction, SBR and parametric stereo, which ffmpeg's encoder has no or little use for: added to its LC
-# streams by a program of the tests (ninja -C BUILD make_aac_streams; ZDR_BUILD names the folder, default ../build/release).
+# streams by make_aac_streams.cpp (ninja -C BUILD make_aac_streams; ZDR_BUILD names the folder, default ../build/release).
 maker=${ZDR_BUILD:-../build/release}/bin/make_aac_streams
 core=$(mktemp --suffix=.aac)
 add() { ff -f lavfi -i "$aac_source:s=$3:d=$4" -ac "$5" -af volume=0.4 -c:a aac -b:a "$6" "$core" && "$maker" "$1" "$core" "$2"; }

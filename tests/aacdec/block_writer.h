@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "aacdec/tables/scale_factor_codes.h"
+#include "aacdec/tables/spectral_codes.h"
 #include "tests/aacdec/bit_writer.h"
 
 namespace zdr::aacdec::test {
@@ -23,6 +24,11 @@ inline BitWriter& put_no_tools(BitWriter& w) {
   return w.put(0, 3);
 }
 
+// Four values of -1 to 1, by book 1.
+inline const HuffmanCode& quad(int a, int b, int c, int d) {
+  return kSpectralBook1[27 * a + 9 * b + 3 * c + d + 40];
+}
+
 // individual_channel_stream with nothing in it.
 inline BitWriter& put_silent_channel(BitWriter& w) {
   w.put(100, 8);
@@ -31,6 +37,12 @@ inline BitWriter& put_silent_channel(BitWriter& w) {
 
 inline BitWriter& put_scale_factor(BitWriter& w, int difference) {
   return w.put(kScaleFactorCodes[difference + 60]);
+}
+
+// individual_channel_stream of one long band of `book`, up to the band's values.
+inline BitWriter& put_band(BitWriter& w, uint64_t gain, uint64_t book, int shape = 0) {
+  put_long_ics(w.put(gain, 8), 1, shape).fields({{book, 4}, {1, 5}});
+  return put_no_tools(put_scale_factor(w, 0));
 }
 
 inline BitWriter& put_silent_sce(BitWriter& w, uint64_t tag) {

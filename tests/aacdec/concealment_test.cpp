@@ -56,16 +56,10 @@ Bytes halved(const Bytes& block) {
   return behind(w, block);
 }
 
-BitWriter& put_band(BitWriter& w, uint64_t book) {
-  w.put(180, 8);
-  put_long_ics(w, 1, 1).fields({{book, 4}, {1, 5}});
-  return put_no_tools(put_scale_factor(w, 0));
-}
-
 Bytes single_channel() {
   BitWriter w;
   w.fields({{kSce, 3}, {0, 4}});
-  put_band(w, 1).put(kSpectralBook1[2 * 27 + 0 * 9 + 1 * 3 + 2]);
+  put_band(w, 180, 1, 1).put(quad(1, -1, 0, 1));
   return end_block(w);
 }
 
@@ -73,7 +67,7 @@ Bytes pair_with_8192() {
   BitWriter w;
   w.fields({{kCpe, 3}, {0, 4}, {0, 1}});
   for (int channel = 0; channel < 2; ++channel) {
-    put_band(w, 11).put(kSpectralBook11[16 * 17]).fields({{0, 1}, {0x1FF, 9}, {0, 1}, {0, 13}});
+    put_band(w, 180, 11, 1).put(kSpectralBook11[16 * 17]).fields({{0, 1}, {0x1FF, 9}, {0, 1}, {0, 13}});
     w.put(kSpectralBook11[0]);
   }
   return end_block(w);

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <utility>
 
-#include "aacdec/tables/spectral_codes.h"
 #include "tests/aacdec/adts_writer.h"
 #include "tests/aacdec/block_writer.h"
 #include "tests/aacdec/test_decoder.h"
@@ -79,12 +78,6 @@ TEST(DecoderSbr, ConfigurationTellsWhatComesOut) {
   }
 }
 
-// Three lines at the bottom of the spectrum.
-BitWriter& put_sound(BitWriter& w, uint64_t gain) {
-  put_long_ics(w.put(gain, 8), 1).fields({{1, 4}, {1, 5}});
-  return put_no_tools(put_scale_factor(w, 0)).put(kSpectralBook1[2 * 27 + 0 * 9 + 1 * 3 + 2]);
-}
-
 // A single channel with sound, or a pair in which one channel has it.
 std::vector<Bytes> sounding_units(bool pair, int sounding_channel) {
   std::vector<Bytes> units;
@@ -94,7 +87,7 @@ std::vector<Bytes> sounding_units(bool pair, int sounding_channel) {
     if (pair) w.put(0, 1);
     for (int c = 0; c < (pair ? 2 : 1); ++c) {
       if (c == sounding_channel) {
-        put_sound(w, 180 + i * i % 5);
+        put_band(w, 180 + i * i % 5, 1).put(quad(1, -1, 0, 1));
       } else {
         put_silent_channel(w);
       }

@@ -58,8 +58,8 @@ BitWriter open_coded_sce() {
   return put_scale_factor(w, 0);
 }
 
-BitWriter quad(int a, int b, int c, int d) {
-  return BitWriter().put(kSpectralBook1[27 * a + 9 * b + 3 * c + d + 40]);
+BitWriter four(int a, int b, int c, int d) {
+  return BitWriter().put(quad(a, b, c, d));
 }
 
 BitWriter tns_of_order(int order) {
@@ -126,12 +126,12 @@ const BlockCase kBlocks[] = {
     {"SectionBeyondMaxSfb", 0, open_sce(2) + bits({{0, 4}, {3, 5}}) + kNoTools},
     {"ReservedBook", 0, open_sce(1) + bits({{12, 4}, {1, 5}}) + kNoTools},
     {"IntensityInASingleChannel", 1, open_sce(1) + bits({{15, 4}, {1, 5}, {0, 1}}) + kNoTools},
-    {"GainControl", 0, open_coded_sce() + bits({{1, 3}}) + quad(0, 0, 0, 0)},
+    {"GainControl", 0, open_coded_sce() + bits({{1, 3}}) + four(0, 0, 0, 0)},
     {"PulsesBehindTheLastBand", 0,
-     open_coded_sce() + bits({{1, 1}, {0, 2}, {49, 6}, {0, 5}, {1, 4}, {0, 2}}) + quad(0, 0, 0, 0)},
+     open_coded_sce() + bits({{1, 1}, {0, 2}, {49, 6}, {0, 5}, {1, 4}, {0, 2}}) + four(0, 0, 0, 0)},
     {"PulseBehindTheLastLine", 0,
      open_coded_sce() + bits({{1, 1}, {3, 2}, {48, 6}, {24, 5}, {1, 4}, {24, 5}, {1, 4}, {24, 5}, {1, 4}}) +
-         bits({{24, 5}, {1, 4}, {0, 2}}) + quad(0, 0, 0, 0)},
+         bits({{24, 5}, {1, 4}, {0, 2}}) + four(0, 0, 0, 0)},
     {"PulsesInAShortBlock", 0,
      bits({{kSce, 3}, {0, 4}, {100, 8}, {4, 4}, {0, 4}, {127, 7}, {1, 1}, {0, 8}, {0, 9}, {0, 2}})},
     {"TnsOrder12", 1, tns_of_order(12)},
@@ -261,7 +261,7 @@ TEST(RawDataBlock, AddsPulsesAwayFromZeroAndDownFromZero) {
   BitWriter w;
   w = open_coded_sce() +
       bits({{1, 1}, {2, 2}, {0, 6}, {0, 5}, {4, 4}, {1, 5}, {5, 4}, {1, 5}, {6, 4}, {0, 2}}) +
-      quad(1, -1, 0, 1);
+      four(1, -1, 0, 1);
   Parser parser;
   ASSERT_EQ(parser.parse(end_block(w)), 1);
   const int16_t* const lines = parser.frame->quantised[0];

@@ -163,7 +163,8 @@ TEST(MediaType, RequiredAacBlockSizeWrapsAt64KiB) {
 }
 
 TEST(MediaType, RequiredAacWithoutUsableConfigurationEndsTheListOfTypes) {
-  for (const Bytes& configuration : {Bytes{0x0A, 0x10}, Bytes{}}) {  // object type 1, and none
+  // Object type 1, none, and one whose first unit, which may tell of parametric stereo, cannot be parsed.
+  for (const Bytes& configuration : {Bytes{0x0A, 0x10}, Bytes{}, Bytes{0x12, 0x10}}) {
     FilterUnderTest under_test(aac_track(configuration, 40));
     ASSERT_EQ(under_test.load_result(), S_OK);
     CMediaType type;
