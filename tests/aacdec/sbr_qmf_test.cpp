@@ -17,13 +17,11 @@ using namespace test;
 
 struct Bank {
   const SbrKernels* kernels;
-  QmfAnalysisState analysis{};
   QmfSynthesisState synthesis{};
   QmfScratch scratch{};
   QmfMatrix bands{};
 
   explicit Bank(const SbrKernels& k) : kernels(&k) {}
-  void analyse(const std::vector<int16_t>& pcm) { kernels->analyse(pcm.data(), 1, analysis, scratch, bands); }
   std::vector<int16_t> synthesise(int band_count, int scale_bits) {
     std::vector<int16_t> pcm(static_cast<size_t>(32 * band_count));
     kernels->synthesise(bands, band_count, scale_bits, synthesis, scratch, pcm.data(), 1);
@@ -36,30 +34,6 @@ std::vector<const SbrKernels*> all_kernels() {
   std::vector<const SbrKernels*> list{&kBaseSbrKernels};
   if (use_wide_vectors()) list.push_back(&sbr_kernels());
   return list;
-}
-
-// In steps of 16-bit PCM. A square wave of its frequency, full scale, is the loudest that a band can be.
-TEST(SbrQmf, AnalysisFollowsTheReference) {
-  std::mt19937 random(5);
-  for (const SbrKernels* kernels : all_kernels()) {
-    Bank bank(*kernels);
-    QmfAnalysisReference model;
-    for (const bool loud : {true, false, true}) {
-      std::vector<int16_t> pcm(1024);
-      for (size_t i = 0; i < pcm.size(); ++i) {
-        pcm[i] = static_cast<int16_t>(loud ? i / 8 % 2 * 65535 - 32768 : random() % 600 - 300);
-      }
-      bank.analyse(pcm);
-      const std::vector<double> samples(pcm.begin(), pcm.end());
-      for (size_t t = 0; t < kQmfSlots; ++t) {
-        const Slot slot = model.slot(samples.data() + 32 * t);
-        for (size_t k = 0; k < kCoreBands; ++k) {
-          const Complex value(bank.bands.re[k][kHistorySlots + t], bank.bands.im[k][kHistorySlots + t]);
-          ASSERT_LT(std::abs(value / 64.0 - slot[k]), 0.06) << loud << ' ' << t << ' ' << k;
-        }
-      }
-    }
-  }
 }
 
 Slot random_slot(std::mt19937& random, double deviation) {
