@@ -1,7 +1,9 @@
 #include "host/box_list.h"
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
+#include <map>
 #include <string>
 #include <unordered_set>
 #include <utility>
@@ -140,6 +142,30 @@ void BoxList::mark_kept(P3gppFile* file) {
     const bool is_kept = holds_kept || kept.contains((*box)["offset"].get<uint64_t>(), path);
     state = is_kept ? "kept" : "dropped";
     if (is_kept) parents.insert(path.substr(0, path.rfind('/')));
+  }
+}
+
+void BoxList::add_time_scales() {
+  std::map<std::string, Json> scales;  // by the path of the container whose times they are
+  const auto scale_of = [&](const std::string& container) {
+    const auto found = scales.find(container);
+    return found == scales.end() ? Json() : found->second;
+  };
+  for (const Json& box : boxes_) {
+    if (box["type"] != "mvhd" && box["type"] != "mdhd") continue;
+    const auto path = box["path"].get<std::string>();
+    const size_t header_length =
+        path.ends_with("/mdia/mdhd") ? std::strlen("/mdia/mdhd") : std::strlen("/mvhd");
+    if (box["fields"].contains("time_scale")) {
+      scales[path.substr(0, path.size() - header_length)] = box["fields"]["time_scale"];
+    }
+  }
+  for (Json& box : boxes_) {
+    const bool is_edits = box["type"] == "elst";
+    if (!is_edits && box["type"] != "tkhd") continue;
+    const auto path = box["path"].get<std::string>();
+    box["movie_time_scale"] = scale_of(path.substr(0, path.find('/')));
+    if (is_edits) box["media_time_scale"] = scale_of(path.substr(0, path.find('/', path.find('/') + 1)));
   }
 }
 

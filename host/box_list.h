@@ -10,7 +10,8 @@
 namespace zdr::host {
 
 // "path", "type", "offset", "size", "version", "flags", "state", "fields", where a box has a list "entries",
-// where it failed "status".
+// where it failed "status", where it tells times in units of another box "movie_time_scale" and
+// "media_time_scale".
 class BoxList {
  public:
   using Json = nlohmann::ordered_json;
@@ -30,6 +31,9 @@ class BoxList {
   void sort_by_place();
   // Of a sorted list: makes "read" "kept" or "dropped", by what the open file has.
   void mark_kept(P3gppFile* file);
+
+  // Of a sorted list: puts the units beside the times of boxes that do not tell them themselves.
+  void add_time_scales();
 
   std::vector<Json>& boxes() { return boxes_; }
   size_t boxes_left_out() const { return boxes_left_out_; }

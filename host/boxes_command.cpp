@@ -9,6 +9,8 @@
 #include "host/commands.h"
 #include "host/decoded_text.h"
 #include "host/json_report.h"
+#include "host/left_out.h"
+#include "host/messages.h"
 #include "host/open_diagnosis.h"
 #include "host/parsed_file.h"
 
@@ -94,9 +96,10 @@ void print_text(const std::string& file, const std::vector<Json>& boxes, std::os
 
 // ---- As JSON ----------------------------------------------------------------------------------------------
 
-Json error_json(const ParsedFile& parsed, const OpenDiagnosis& diagnosis) {
+// The box that ended the open, where there is one.
+Json failure_json(const ParsedFile& parsed) {
   const P3gppOpenError& error = parsed.error();
-  Json json{{"status", parsed.status()}, {"reason", diagnosis.reason}};
+  Json json{{"status", parsed.status()}};
   if (error.path[0] == '\0') return json;
   json["box_status"] = error.status;
   json["path"] = error.path;
@@ -105,43 +108,44 @@ Json error_json(const ParsedFile& parsed, const OpenDiagnosis& diagnosis) {
   return json;
 }
 
-std::vector<std::string> notes_of(const std::string& file, bool opened, const BoxList& list) {
-  std::vector<std::string> notes;
-  if (opened) notes = left_out_notes(file);
-  if (list.boxes_left_out() != 0) {
-    notes.push_back(std::to_string(list.boxes_left_out()) + " more boxes are not shown");
-  }
-  if (list.entries_left_out() != 0) {
-    notes.push_back(std::to_string(list.entries_left_out()) + " more list entries are not shown");
-  }
-  return notes;
+Json boxes_json(const std::string& file, ExitCode code, const ParsedFile& parsed, BoxList& list,
+                Messages& messages) {
+  Json json = begin_file_json(file, code);
+  list.add_time_scales();
+  json["boxes"] = std::move(list.boxes());
+  if (parsed.status() != P3GPP_OK) json["failure"] = failure_json(parsed);
+  end_json(json, messages);
+  return json;
+}
+
+ExitCode tell(const std::string& file, const ParsedFile& parsed, const BoxList& list, Messages& messages) {
+  const auto note = [&](size_t count, const char* what) {
+    if (count != 0) messages.note({file, "", std::to_string(count) + " more " + what + " are not shown", ""});
+  };
+  const bool opened = parsed.status() == P3GPP_OK;
+  if (opened) tell_left_out(file, messages);
+  note(list.boxes_left_out(), "boxes");
+  note(list.entries_left_out(), "list entries");
+  if (opened) return ExitCode::kDone;
+  const OpenDiagnosis diagnosis = diagnose_parse(file, parsed);
+  messages.error({file, diagnosis.place, diagnosis.reason, diagnosis.status});
+  return diagnosis.exit_code;
 }
 
 }  // namespace
 
 ExitCode run_boxes(const Options& options, std::ostream& out) {
   const std::string& file = options.files.front();
+  Messages messages(options.quiet || options.json);
   BoxList list;
   const ParsedFile parsed(file, &list.visitor());
-  const bool opened = parsed.status() == P3GPP_OK;
   list.sort_by_place();
-  if (opened) list.mark_kept(parsed.file());
-  const OpenDiagnosis diagnosis =
-      opened ? OpenDiagnosis{ExitCode::kDone, "", "", ""} : diagnose_parse(file, parsed);
-  const std::vector<std::string> notes = notes_of(file, opened, list);
-  if (options.json) {
-    Json json = begin_file_json(file, diagnosis.exit_code);
-    json["boxes"] = std::move(list.boxes());
-    if (!opened) json["error"] = error_json(parsed, diagnosis);
-    json["warnings"] = notes;
-    out << json.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
-  } else {
-    print_text(file, list.boxes(), out);
-    for (const std::string& note : notes) out << "  note: " << note << "\n";
-  }
+  if (parsed.status() == P3GPP_OK) list.mark_kept(parsed.file());
+  if (!options.json) print_text(file, list.boxes(), out);
   out.flush();
-  if (!opened) Messages(options.quiet).error({file, diagnosis.place, diagnosis.reason, diagnosis.status});
-  return diagnosis.exit_code;
+  const ExitCode code = tell(file, parsed, list, messages);
+  if (options.json) out << json_text(boxes_json(file, code, parsed, list, messages)) << "\n";
+  return code;
 }
 
 }  // namespace zdr::host

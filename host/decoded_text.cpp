@@ -128,7 +128,7 @@ std::string printable(std::string_view utf8) {
     if (byte >= 0x20 && byte != 0x7F && !(follows_c2 && byte < 0xA0)) {
       out += utf8[i];
     } else {
-      out.append("\\x").append(hex_text({&byte, 1}, 1));
+      out.append("\\x").append(hex_text({&byte, 1}));
     }
   }
   return out;
@@ -150,7 +150,7 @@ std::string language_text(uint32_t packed) {
   }
   if (is_language) return text;
   const std::array<uint8_t, 2> bytes = {static_cast<uint8_t>(packed >> 8), static_cast<uint8_t>(packed)};
-  return "0x" + hex_text(bytes, 2);
+  return "0x" + hex_text(bytes);
 }
 
 double from_fixed(uint32_t value) {
@@ -172,6 +172,13 @@ void add_text(nlohmann::ordered_json& object, const std::string& name, std::span
   object[name] = text.utf8;
   if (bytes.size() > limit) object[name + "_bytes"] = bytes.size();
   if (!text.is_valid) object[name + "_hex"] = hex_text(bytes, hex_limit);
+}
+
+void add_name(nlohmann::ordered_json& object, const std::string& name, std::string_view file) {
+  const std::span<const uint8_t> bytes(reinterpret_cast<const uint8_t*>(file.data()), file.size());
+  const DecodedText text = from_utf8(bytes);
+  object[name] = text.utf8;
+  if (!text.is_valid) object[name + "_hex"] = hex_text(bytes);
 }
 
 }  // namespace zdr::host

@@ -34,11 +34,14 @@ std::string language_text(uint32_t packed);
 double from_fixed(uint32_t value);
 
 // Lower-case digits of at most `limit` bytes.
-std::string hex_text(std::span<const uint8_t> bytes, size_t limit);
+std::string hex_text(std::span<const uint8_t> bytes, size_t limit = SIZE_MAX);
 
 // Adds `name`: the text, and `name`_hex with its bytes when it is not valid. Of a text above `limit` bytes
 // only the front, and `name`_bytes with its length; of its bytes at most `hex_limit`.
 void add_text(nlohmann::ordered_json& object, const std::string& name, std::span<const uint8_t> bytes,
               size_t limit = SIZE_MAX, size_t hex_limit = SIZE_MAX);
+
+// The same for the name of a file, which is UTF-8 whatever it begins with.
+void add_name(nlohmann::ordered_json& object, const std::string& name, std::string_view file);
 
 }  // namespace zdr::host

@@ -6,11 +6,11 @@
 #include "host/commands.h"
 #include "host/file_tags.h"
 #include "host/json_report.h"
+#include "host/left_out.h"
 #include "host/media_type_text.h"
 #include "host/parsed_file.h"
 #include "host/source_clip.h"
 #include "host/source_player.h"
-#include "host/terminal.h"
 #include "host/time_text.h"
 
 namespace zdr::host {
@@ -27,19 +27,18 @@ std::string why_no_clip(const std::string& file, HRESULT result) {
                             : "its stream cannot be measured";
 }
 
-// Adds a note when there is none.
-ClipInformation clip_information(const SourcePlayer& player, const std::string& file,
-                                 std::vector<std::string>& notes) {
+// A note says why when there is none.
+ClipInformation clip_information(const SourcePlayer& player, const std::string& file, Messages& messages) {
   SourceClip clip(player.source(), file);
   mp4source::ClipInfo info{};
   const HRESULT result = clip.usable() ? clip.info(info) : clip.result();
   if (clip.usable() && SUCCEEDED(result)) return info;
-  notes.push_back("no clip information: " + why_no_clip(file, result) + " [" + hresult_text(result) + "]");
+  messages.note({file, "", "no clip information: " + why_no_clip(file, result), hresult_text(result)});
   return std::nullopt;
 }
 
 void print_text(const std::string& file, const SourcePlayer& player, const ClipInformation& clip,
-                const std::vector<std::string>& notes, std::ostream& out) {
+                std::ostream& out) {
   out << file << "\n  duration " << format_time(player.duration()) << "\n";
   if (clip) out << "  clip: " << clip_line(*clip) << "\n";
   for (const PinEntry& pin : player.pins()) {
@@ -47,7 +46,6 @@ void print_text(const std::string& file, const SourcePlayer& player, const ClipI
   }
   if (is_aac_file(file)) out << "  stream: " << stream_line(AacFileView(file)) << "\n";
   for (const std::string& line : tag_lines(tags_json(file))) out << "  " << line << "\n";
-  for (const std::string& note : notes) out << "  note: " << note << "\n";
 }
 
 void add_file_json(nlohmann::ordered_json& json, const SourcePlayer& player, const ClipInformation& clip) {
@@ -62,24 +60,25 @@ void add_file_json(nlohmann::ordered_json& json, const SourcePlayer& player, con
 }
 
 // One file. `report` is null when words are wanted.
-ExitCode show_file(const std::string& file, Messages& messages, JsonReport* report, std::ostream& out) {
+ExitCode show_file(const std::string& file, const Options& options, Messages& messages, JsonReport* report,
+                   std::ostream& out) {
   SourcePlayer player(file, messages);
   const ExitCode loaded = player.load();
   const bool open = loaded == ExitCode::kDone;
-  std::vector<std::string> notes = open ? left_out_notes(file) : std::vector<std::string>();
-  const ClipInformation clip = open ? clip_information(player, file, notes) : std::nullopt;
-  if (report == nullptr) {
-    if (open) print_text(file, player, clip, notes, out);
-    return loaded;
-  }
-  nlohmann::ordered_json json = begin_file_json(file, loaded);
+  if (open) tell_left_out(file, messages);
+  const ClipInformation clip = open ? clip_information(player, file, messages) : std::nullopt;
+  if (open && report == nullptr) print_text(file, player, clip, out);
+  // A file without a pin may have a cover all the same.
+  const bool readable = loaded != ExitCode::kCannotOpen;
+  const ExitCode code = readable ? worse_of(loaded, save_cover(file, options, messages)) : loaded;
+  if (report == nullptr) return code;
+  nlohmann::ordered_json json = begin_file_json(file, code);
   if (open) add_file_json(json, player, clip);
   if (open && is_aac_file(file)) json["stream"] = stream_json(AacFileView(file));
   if (open) json["tags"] = tags_json(file);
-  end_file_json(json, messages);
-  for (const std::string& note : notes) json["warnings"].push_back(note);
+  end_json(json, messages);
   report->add(std::move(json));
-  return loaded;
+  return code;
 }
 
 }  // namespace
@@ -90,15 +89,10 @@ ExitCode run_info(const Options& options, std::ostream& out) {
     return ExitCode::kUsage;
   }
   ExitCode worst = ExitCode::kDone;
-  Messages messages(options.quiet);
+  Messages messages(options.quiet || options.json);
   JsonReport report(options.files.size());
   for (const std::string& file : options.files) {
-    if (interrupted()) {
-      worst = ExitCode::kInterrupted;
-      break;
-    }
-    worst = worse_of(worst, show_file(file, messages, options.json ? &report : nullptr, out));
-    worst = worse_of(worst, save_cover(file, options, messages));
+    worst = worse_of(worst, show_file(file, options, messages, options.json ? &report : nullptr, out));
   }
   if (options.json) report.print(out);
   return worst;

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "host/commands.h"
+#include "host/decoded_text.h"
 #include "host/json_report.h"
 #include "host/messages.h"
 #include "host/module_loader.h"
@@ -109,10 +110,10 @@ nlohmann::ordered_json KeyFrame::json(ExitCode code) {
     json["codec"] = clip_codec_name(info_.video_codec);
     json["width"] = info_.width;
     json["height"] = info_.height;
-    json["output"] = output_->final_path().string();
+    add_name(json, "output", output_->final_path().string());
     json["size"] = output_->size();
   }
-  end_file_json(json, messages_);
+  end_json(json, messages_);
   return json;
 }
 

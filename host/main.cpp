@@ -35,7 +35,6 @@ ExitCode dispatch(const Options& options) {
     Messages(false).error({"", "", "'" + options.session + "' cannot be used as a session name", ""});
     return ExitCode::kUsage;
   }
-  catch_interrupts();
   if (options.command == "play") return run_play(options, std::cout);
   if (options.command == "keyframe") return run_keyframe(options, std::cout);
   if (options.command == "info") return run_info(options, std::cout);

@@ -8,6 +8,7 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/aac_description.h"
+#include "host/decoded_text.h"
 #include "host/messages.h"
 
 namespace zdr::host {
@@ -48,23 +49,11 @@ bool is_video(const AM_MEDIA_TYPE& type) {
   return type.majortype == MEDIATYPE_Video;
 }
 
+// The first character stands in the lowest byte.
 std::string fourcc_text(DWORD code) {
   std::string text;
-  for (unsigned shift = 0; shift < 32; shift += 8) {
-    const auto c = static_cast<char>(code >> shift & 0xFF);
-    text += c >= ' ' && c <= '~' ? c : '?';
-  }
-  return text;
-}
-
-std::string hex_dump(const BYTE* bytes, size_t count) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (size_t i = 0; i < count; ++i) {
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 15];
-  }
-  return text;
+  for (unsigned shift = 0; shift < 32; shift += 8) text += static_cast<char>(code >> shift & 0xFF);
+  return type_text(text);
 }
 
 }  // namespace
@@ -132,7 +121,7 @@ nlohmann::ordered_json media_type_json(const AM_MEDIA_TYPE& type) {
                    {"extension", aac->extension}};
   }
   json["format_block_size"] = type.cbFormat;
-  json["format_block"] = hex_dump(type.pbFormat, type.cbFormat);
+  json["format_block"] = hex_text({type.pbFormat, type.cbFormat});
   return json;
 }
 

@@ -28,57 +28,21 @@ bool contains(const std::string_view (&list)[N], const std::string& text) {
   return std::find(std::begin(list), std::end(list), text) != std::end(list);
 }
 
-// Kinds of tracks that no pin plays, and where the counts tell them.
-struct OtherTracks {
-  uint32_t P3gppTrackCounts::*count;
-  const char* text;
-};
-
-constexpr OtherTracks kOtherTracks[] = {
-    {&P3gppTrackCounts::hint, "hint"},
-    {&P3gppTrackCounts::metadata, "metadata"},
-    {&P3gppTrackCounts::scene_description, "scene description"},
-    {&P3gppTrackCounts::object_descriptor, "object descriptor"},
-};
-
-int32_t get_sample_count(P3gppFile* file, uint32_t id, uint32_t& count) {
-  P3gppTrackInfo* info = nullptr;
-  const int32_t status = P3GPP_GetTrackInfo(file, id, &info);
-  if (status != P3GPP_OK) return status;
-  count = info->sample_count;
-  info->release(info);
-  return P3GPP_OK;
-}
-
-void note_tracks(const ParsedFile& parsed, uint32_t type, const char* name, std::vector<std::string>& notes) {
-  const std::vector<uint32_t> ids = parsed.track_ids(type);
-  if (ids.empty()) return;
-  if (ids.size() > 1) {
-    notes.push_back(std::to_string(ids.size() - 1) + " further " + name + " track(s) not used; the first is");
-  }
-  uint32_t samples = 0;
-  const int32_t status = get_sample_count(parsed.file(), ids[0], samples);
-  if (status != P3GPP_OK) {
-    notes.push_back(std::string("the ") + name + " track has no usable sample tables [" +
-                    std::to_string(status) + "]");
-  } else if (samples == 0) {
-    notes.push_back(std::string("the ") + name +
-                    " track has no samples in its tables (movie fragments are not read)");
-  }
-}
-
-// One walk over the locations of a track's samples.
-Shortfall measure(P3gppTrack* track, uint32_t total, uint64_t payload_bytes, uint64_t file_size) {
+// One walk over the locations of a track's samples; nothing when it is told to stop.
+std::optional<Shortfall> measure(P3gppTrack* track, uint32_t total, uint64_t payload_bytes,
+                                 uint64_t file_size, const WalkWatcher& watch) {
+  constexpr uint32_t kUnitsPerLook = 1024;
   uint64_t bytes = 0;
   P3gppSample sample{};
   for (sample.number = 1; sample.number <= total; ++sample.number) {
-    if (P3GPP_ReadSample(track, &sample) != P3GPP_OK) return {sample.number - 1, total, true};
+    if (sample.number % kUnitsPerLook == 0 && !watch(sample.number, total)) return std::nullopt;
+    if (P3GPP_ReadSample(track, &sample) != P3GPP_OK) return Shortfall{sample.number - 1, total, true};
     if (bytes + sample.size > payload_bytes) {
-      return {sample.number - 1, total, sample.file_offset + sample.size > file_size};
+      return Shortfall{sample.number - 1, total, sample.file_offset + sample.size > file_size};
     }
     bytes += sample.size;
   }
-  return {total, total, false};
+  return std::nullopt;
 }
 
 }  // namespace
@@ -121,28 +85,17 @@ std::vector<uint32_t> ParsedFile::track_ids(uint32_t type) const {
   return ids;
 }
 
-std::vector<std::string> left_out_notes(const std::string& file) {
-  std::vector<std::string> notes;
-  if (!is_iso_media(file)) return notes;
-  const ParsedFile parsed(file);
-  if (parsed.status() != P3GPP_OK) return notes;
-  if (parsed.error().status != P3GPP_OK) {
-    notes.push_back(std::string("damaged after the tracks in use: ") + parsed.error().path + " at offset " +
-                    std::to_string(parsed.error().offset) + " [" + std::to_string(parsed.error().status) +
-                    "]");
-  }
-  note_tracks(parsed, P3GPP_TRACK_AUDIO, "audio", notes);
-  note_tracks(parsed, P3GPP_TRACK_VIDEO, "video", notes);
-  const P3gppTrackCounts counts = parsed.counts();
-  for (const OtherTracks& other : kOtherTracks) {
-    const uint32_t count = counts.*other.count;
-    if (count > 0) notes.push_back(std::to_string(count) + " " + other.text + " track(s) not used");
-  }
-  return notes;
+int32_t ParsedFile::get_sample_count(uint32_t id, uint32_t& count) const {
+  P3gppTrackInfo* info = nullptr;
+  const int32_t status = P3GPP_GetTrackInfo(file_, id, &info);
+  if (status != P3GPP_OK) return status;
+  count = info->sample_count;
+  info->release(info);
+  return P3GPP_OK;
 }
 
-std::optional<Shortfall> find_shortfall(const std::string& file, uint32_t track_type,
-                                        uint64_t payload_bytes) {
+std::optional<Shortfall> find_shortfall(const std::string& file, uint32_t track_type, uint64_t payload_bytes,
+                                        const WalkWatcher& watch) {
   const ParsedFile parsed(file);
   if (parsed.status() != P3GPP_OK) return std::nullopt;
   const std::vector<uint32_t> ids = parsed.track_ids(track_type);
@@ -152,10 +105,9 @@ std::optional<Shortfall> find_shortfall(const std::string& file, uint32_t track_
   std::error_code code;
   const uint64_t file_size = std::filesystem::file_size(file, code);
   uint32_t samples = 0;
-  get_sample_count(parsed.file(), ids[0], samples);
-  const Shortfall shortfall = measure(track, samples, payload_bytes, file_size);
+  parsed.get_sample_count(ids[0], samples);
+  const std::optional<Shortfall> shortfall = measure(track, samples, payload_bytes, file_size, watch);
   P3GPP_CloseTrack(track);
-  if (shortfall.delivered_units == shortfall.total_units) return std::nullopt;
   return shortfall;
 }
 

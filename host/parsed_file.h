@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +33,7 @@ class ParsedFile {
   P3gppTrackCounts counts() const;
   // IDs of the audio or the video tracks (P3GPP_TRACK_), in file order.
   std::vector<uint32_t> track_ids(uint32_t type) const;
+  int32_t get_sample_count(uint32_t id, uint32_t& count) const;
 
  private:
   std::u16string path_;
@@ -42,16 +44,18 @@ class ParsedFile {
   int32_t status_ = P3GPP_ERR_NO_MEMORY;
 };
 
-// What of the file is left out on purpose: further tracks, tracks of other kinds, fragments, a damaged tail.
-std::vector<std::string> left_out_notes(const std::string& file);
-
 struct Shortfall {
   uint64_t delivered_units;
   uint32_t total_units;
   bool cut_off;  // the next access unit lies past the end of the file
 };
 
-// How far `payload_bytes` reach into the first track of a type; nothing when they are all of it.
-std::optional<Shortfall> find_shortfall(const std::string& file, uint32_t track_type, uint64_t payload_bytes);
+// Asked now and then during a long walk over samples: false ends it.
+using WalkWatcher = std::function<bool(uint32_t done, uint32_t total)>;
+
+// How far `payload_bytes` reach into the first track of a type; nothing when they are all of it, and when
+// `watch` has ended the walk.
+std::optional<Shortfall> find_shortfall(const std::string& file, uint32_t track_type, uint64_t payload_bytes,
+                                        const WalkWatcher& watch);
 
 }  // namespace zdr::host

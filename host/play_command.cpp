@@ -5,12 +5,13 @@
 #include <set>
 
 #include "host/commands.h"
+#include "host/decoded_text.h"
 #include "host/json_report.h"
-#include "host/media_type_text.h"
+#include "host/left_out.h"
 #include "host/parsed_file.h"
+#include "host/play_range.h"
 #include "host/stream_recorder.h"
 #include "host/terminal.h"
-#include "host/time_text.h"
 
 namespace zdr::host {
 namespace {
@@ -25,6 +26,7 @@ class Playing {
   Playing(const std::string& file, const Options& options)
       : file_(file),
         options_(options),
+        range_(play_range(options)),
         messages_(options.quiet || options.json),
         guard_(options.allow_overlap ? 0 : size_of(file)),
         player_(file, messages_) {}
@@ -45,7 +47,6 @@ class Playing {
     return options_.only.empty() || (options_.only == "audio") == pin.is_audio();
   }
   ExitCode connect();
-  ExitCode seek();
   ExitCode play();
   ExitCode finish(StreamRecorder& recorder, bool complete);
   ExitCode check_complete(const StreamRecorder& recorder);
@@ -56,6 +57,7 @@ class Playing {
 
   std::string file_;
   const Options& options_;
+  const PlayRange range_;
   Messages messages_;
   DeliveryGuard guard_;
   std::list<StreamRecorder> recorders_;
@@ -64,9 +66,9 @@ class Playing {
 
 ExitCode Playing::run() {
   if (const ExitCode loaded = player_.load(); loaded != ExitCode::kDone) return loaded;
-  for (const std::string& text : left_out_notes(file_)) note("", text);
+  tell_left_out(file_, messages_);
   if (const ExitCode connected = connect(); connected != ExitCode::kDone) return connected;
-  if (const ExitCode sought = seek(); sought != ExitCode::kDone) return sought;
+  if (const ExitCode sought = player_.seek(range_); sought != ExitCode::kDone) return sought;
   return play();
 }
 
@@ -100,20 +102,10 @@ ExitCode Playing::connect() {
   return ExitCode::kNotSupported;
 }
 
-ExitCode Playing::seek() {
-  if (options_.start.empty() && options_.stop.empty()) return ExitCode::kDone;
-  const int64_t start = options_.start.empty() ? 0 : *parse_time(options_.start);
-  const int64_t stop = options_.stop.empty() ? -1 : *parse_time(options_.stop);
-  const HRESULT hr = player_.seek(start, stop);
-  if (SUCCEEDED(hr)) return ExitCode::kDone;
-  messages_.error({file_, "", "cannot be sought: " + std::string(hresult_name(hr)), hresult_text(hr)});
-  return ExitCode::kNotSupported;
-}
-
 bool Playing::on_slice(ProgressLine& progress) {
   int64_t position = 0;
   for (const StreamRecorder& recorder : recorders_) position = std::max(position, recorder.position());
-  progress.update(as_path(file_).filename().string(), position, player_.duration());
+  show_progress(progress, file_, range_, position, player_.duration());
   return !interrupted() && !guard_.tripped();
 }
 
@@ -131,8 +123,9 @@ ExitCode Playing::play() {
   if (interrupted()) result = ExitCode::kInterrupted;
   const bool complete = result == ExitCode::kDone;
   for (StreamRecorder& recorder : recorders_) result = worse_of(result, finish(recorder, complete));
-  if (interrupted()) messages_.error({file_, "", "interrupted", ""});
-  return result;
+  if (!interrupted()) return result;
+  messages_.error({file_, "", "interrupted", ""});
+  return ExitCode::kInterrupted;
 }
 
 ExitCode Playing::finish(StreamRecorder& recorder, bool complete) {
@@ -166,10 +159,15 @@ ExitCode Playing::check_complete(const StreamRecorder& recorder) {
     messages_.error({file_, recorder.pin_name(), count + " damaged unit(s): " + writer->first_damage(), ""});
     result = ExitCode::kLoss;
   }
-  if (!options_.start.empty() || !options_.stop.empty() || !is_iso_media(file_)) return result;
+  if (!range_.is_whole || !is_iso_media(file_)) return result;
   const bool audio = recorder.pin_name().find("Audio") != std::string::npos;
-  const auto shortfall =
-      find_shortfall(file_, audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO, recorder.payload_bytes());
+  ProgressLine progress(!options_.quiet);
+  const std::string label = as_path(file_).filename().string() + ": checking " + recorder.pin_name();
+  const auto shortfall = find_shortfall(file_, audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO,
+                                        recorder.payload_bytes(), [&](uint32_t done, uint32_t total) {
+                                          progress.update(label, done, total);
+                                          return !interrupted();
+                                        });
   if (!shortfall) return result;
   const std::string counts = std::to_string(shortfall->delivered_units) + " of " +
                              std::to_string(shortfall->total_units) + " access units";
@@ -189,11 +187,13 @@ nlohmann::ordered_json Playing::json(ExitCode code) {
                                   {"samples", recorder.samples()},
                                   {"payload_bytes", recorder.payload_bytes()}};
     const OutputFile* output = recorder.output();
-    if (recorder.complete()) stream["output"] = output->final_path().string();
-    if (output != nullptr && output->has_partial()) stream["partial"] = output->partial_path().string();
+    if (recorder.complete()) add_name(stream, "output", output->final_path().string());
+    if (output != nullptr && output->has_partial()) {
+      add_name(stream, "partial", output->partial_path().string());
+    }
     json["streams"].push_back(stream);
   }
-  end_file_json(json, messages_);
+  end_json(json, messages_);
   return json;
 }
 
@@ -205,19 +205,29 @@ void Playing::print(std::ostream& out) const {
   }
 }
 
-}  // namespace
+// Empty when the outputs' folder is there or could be made.
+std::string why_no_folder(const Options& options) {
+  if (options.output.empty()) return {};
+  std::error_code code;
+  std::filesystem::create_directories(as_path(options.output), code);
+  const bool usable = std::filesystem::is_directory(as_path(options.output), code);
+  return usable ? "" : "is not a folder that can be written to";
+}
 
-ExitCode run_play(const Options& options, std::ostream& out) {
-  if (!options.output.empty()) {
-    std::error_code code;
-    std::filesystem::create_directories(as_path(options.output), code);
-    if (!std::filesystem::is_directory(as_path(options.output))) {
-      Messages(false).error({options.output, "", "is not a folder that can be written to", ""});
-      return ExitCode::kCannotWrite;
-    }
+ExitCode refuse_folder(const Options& options, const std::string& reason, JsonReport& report) {
+  Messages(options.quiet).error({options.output, "", reason, ""});
+  for (const std::string& file : options.files) {
+    nlohmann::ordered_json json = begin_file_json(file, ExitCode::kCannotWrite);
+    json["streams"] = nlohmann::ordered_json::array();
+    json["errors"] = {options.output + ": " + reason};
+    json["warnings"] = nlohmann::ordered_json::array();
+    report.add(std::move(json));
   }
+  return ExitCode::kCannotWrite;
+}
+
+ExitCode play_files(const Options& options, JsonReport& report, std::ostream& out) {
   ExitCode worst = ExitCode::kDone;
-  JsonReport report(options.files.size());
   std::set<std::filesystem::path> names;  // of the files so far, as their outputs carry them
   for (const std::string& file : options.files) {
     Playing playing(file, options);
@@ -233,6 +243,17 @@ ExitCode run_play(const Options& options, std::ostream& out) {
     }
     if (code == ExitCode::kInterrupted) break;
   }
+  return worst;
+}
+
+}  // namespace
+
+ExitCode run_play(const Options& options, std::ostream& out) {
+  catch_interrupts();
+  JsonReport report(options.files.size());
+  const std::string no_folder = why_no_folder(options);
+  const ExitCode worst =
+      no_folder.empty() ? play_files(options, report, out) : refuse_folder(options, no_folder, report);
   if (options.json) report.print(out);
   return worst;
 }

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "host/commands.h"
+#include "host/decoded_text.h"
+#include "host/json_report.h"
 #include "host/messages.h"
 #include "host/module_loader.h"
 #include "platform/com/class_modules.h"
@@ -16,7 +18,6 @@ namespace {
 
 using platform::RegistryReport;
 
-constexpr int kSchema = 1;
 constexpr DWORD kNameRoom = 16384;  // of the longest name of a value, with its NUL
 
 Message unreadable(const RegistryReport& report) {
@@ -49,16 +50,6 @@ ExitCode call_module(const Options& options, const char* entry, const char* done
   return ExitCode::kDone;
 }
 
-std::string hexadecimal(const std::vector<BYTE>& bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (const BYTE byte : bytes) {
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 0xF];
-  }
-  return text;
-}
-
 std::string type_name(DWORD type) {
   constexpr const char* kNames[] = {"REG_NONE",   "REG_SZ",      "REG_EXPAND_SZ",
                                     "REG_BINARY", "REG_DWORD",   "REG_DWORD_BIG_ENDIAN",
@@ -80,7 +71,7 @@ nlohmann::ordered_json value_json(const std::string& name, DWORD type, const std
     if (!text.empty() && text.back() == u'\0') text.pop_back();
     json["text"] = to_utf8(text);
   }
-  json["hex"] = hexadecimal(data);
+  json["hex"] = hex_text(data);
   return json;
 }
 
@@ -122,14 +113,13 @@ void append_keys(HKEY key, const std::string& path, nlohmann::ordered_json& keys
   }
 }
 
-nlohmann::ordered_json registry_json() {
-  nlohmann::ordered_json json{{"schema", kSchema}, {"keys", nlohmann::ordered_json::array()}};
-  append_keys(HKEY_CURRENT_CONFIG, "HKEY_CURRENT_CONFIG", json["keys"]);
-  append_keys(HKEY_CURRENT_USER, "HKEY_CURRENT_USER", json["keys"]);
-  append_keys(HKEY_LOCAL_MACHINE, "HKEY_LOCAL_MACHINE", json["keys"]);
-  append_keys(HKEY_USERS, "HKEY_USERS", json["keys"]);
-  json["warnings"] = nlohmann::ordered_json::array();
-  return json;
+nlohmann::ordered_json keys_json() {
+  nlohmann::ordered_json keys = nlohmann::ordered_json::array();
+  append_keys(HKEY_CURRENT_CONFIG, "HKEY_CURRENT_CONFIG", keys);
+  append_keys(HKEY_CURRENT_USER, "HKEY_CURRENT_USER", keys);
+  append_keys(HKEY_LOCAL_MACHINE, "HKEY_LOCAL_MACHINE", keys);
+  append_keys(HKEY_USERS, "HKEY_USERS", keys);
+  return keys;
 }
 
 }  // namespace
@@ -143,17 +133,20 @@ ExitCode run_unregister(const Options& options) {
 }
 
 ExitCode run_registry(const Options& options, std::ostream& out) {
+  Messages messages(options.quiet);
   const RegistryReport report = platform::report_registry();
-  if (report.error != NO_ERROR) {
-    Messages(options.quiet).error(unreadable(report));
-    return ExitCode::kCannotOpen;
-  }
+  const bool readable = report.error == NO_ERROR;
+  const ExitCode code = readable ? ExitCode::kDone : ExitCode::kCannotOpen;
+  if (!readable) messages.error(unreadable(report));
   if (options.json) {
-    out << registry_json().dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
-  } else {
+    nlohmann::ordered_json json = begin_json(code);
+    json["keys"] = readable ? keys_json() : nlohmann::ordered_json::array();
+    end_json(json, messages);
+    out << json_text(json) << "\n";
+  } else if (readable) {
     out << report.text;
   }
-  return ExitCode::kDone;
+  return code;
 }
 
 }  // namespace zdr::host

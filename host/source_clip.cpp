@@ -76,7 +76,8 @@ std::string clip_line(const ClipInfo& info) {
 }
 
 nlohmann::ordered_json clip_json(const ClipInfo& info) {
-  nlohmann::ordered_json json{{"duration_ms", info.duration_ms}, {"video", nullptr}, {"audio", nullptr}};
+  nlohmann::ordered_json json{
+      {"duration_100ns", info.duration_ms * kUnitsPerMillisecond}, {"video", nullptr}, {"audio", nullptr}};
   if (info.video_codec != 0) {
     json["video"] = {{"codec", clip_codec_name(info.video_codec)},
                      {"width", info.width},

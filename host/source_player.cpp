@@ -101,18 +101,25 @@ int64_t SourcePlayer::duration() const {
   return longest;
 }
 
+ExitCode SourcePlayer::seek(const PlayRange& range) {
+  if (range.is_whole) return ExitCode::kDone;
+  const HRESULT hr = set_positions(range);
+  if (SUCCEEDED(hr)) return ExitCode::kDone;
+  messages_.error({file_, "", "cannot be sought: " + std::string(hresult_name(hr)), hresult_text(hr)});
+  return ExitCode::kNotSupported;
+}
+
 // The filter moves all of its pins in one call; a second call on another pin would repeat the work.
-HRESULT SourcePlayer::seek(int64_t start, int64_t stop) {
+HRESULT SourcePlayer::set_positions(const PlayRange& range) {
   for (const PinEntry& entry : pins_) {
     ComPtr<IPin> peer;
     ComPtr<IMediaSeeking> seeking;
     if (entry.pin->ConnectedTo(peer.out()) != S_OK) continue;
     if (FAILED(entry.pin->QueryInterface(IID_IMediaSeeking, seeking.out_void()))) continue;
-    LONGLONG current = std::max<int64_t>(start, 0);
-    LONGLONG end = stop;
-    const DWORD current_flags = start >= 0 ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning;
-    const DWORD stop_flags = stop >= 0 ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning;
-    return seeking->SetPositions(&current, current_flags, &end, stop_flags);
+    LONGLONG current = range.start;
+    LONGLONG end = range.stop;
+    const DWORD stop_flags = end >= 0 ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning;
+    return seeking->SetPositions(&current, AM_SEEKING_AbsolutePositioning, &end, stop_flags);
   }
   return E_NOINTERFACE;
 }

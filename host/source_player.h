@@ -13,6 +13,7 @@
 #include "host/media_sink.h"
 #include "host/messages.h"
 #include "host/open_diagnosis.h"
+#include "host/play_range.h"
 #include "platform/com/com_ptr.h"
 
 namespace zdr::host {
@@ -44,8 +45,8 @@ class SourcePlayer {
 
   // The longest stream; 0 when it is not told.
   int64_t duration() const;
-  // Positions in 100 ns; a negative one is left as it is. Before play.
-  HRESULT seek(int64_t start, int64_t stop);
+  // Before play. Says why when it fails.
+  ExitCode seek(const PlayRange& range);
 
   // Runs until every connected stream has ended. `on_slice` is called about ten times a second and ends the
   // run by answering false. Reports a pin that aborts.
@@ -54,6 +55,7 @@ class SourcePlayer {
  private:
   ExitCode explain(const OpenDiagnosis& diagnosis);
   void collect_pins();
+  HRESULT set_positions(const PlayRange& range);
   ExitCode run_until_complete(const std::function<bool()>& on_slice);
 
   std::string file_;

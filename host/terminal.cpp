@@ -1,3 +1,5 @@
+// The only place above platform/ that talks to a POSIX terminal: signals, isatty, and lines that replace each
+// other.
 #include "host/terminal.h"
 
 #include <poll.h>
@@ -11,6 +13,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "host/decoded_text.h"
 #include "host/time_text.h"
 
 namespace zdr::host {
@@ -40,22 +43,34 @@ int64_t now_ms() {
   return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-std::string progress_text(const std::string& label, int64_t done, int64_t total, int64_t elapsed_ms) {
+struct Share {
+  int percent;
+  std::string left;
+};
+
+Share share_of(double done, double total, int64_t elapsed_ms) {
+  const double shown = std::min(done, total);
+  const double left_ms = static_cast<double>(elapsed_ms) * (total - shown) / shown;
+  constexpr double kLongestMs = 1e12;  // a first small part of something huge must not overflow
+  return {static_cast<int>(shown * 100 / total),
+          format_time(static_cast<int64_t>(std::min(left_ms, kLongestMs)) * kUnitsPerMillisecond)};
+}
+
+std::string progress_text(const MediaProgress& progress, int64_t elapsed_ms) {
+  const int64_t done = progress.position - progress.begin;
+  const int64_t total = progress.end - progress.begin;
   const double speed = static_cast<double>(done) / kUnitsPerMillisecond /
                        static_cast<double>(std::max<int64_t>(elapsed_ms, 1));
+  const std::string position = format_time(progress.position);
   std::array<char, 160> text{};
   if (total <= 0 || done <= 0) {
-    std::snprintf(text.data(), text.size(), "%s %.1fx", format_time(done).c_str(), speed);
-  } else {
-    const int64_t shown = std::min(done, total);
-    const double left_ms =
-        static_cast<double>(elapsed_ms) * static_cast<double>(total - shown) / static_cast<double>(shown);
-    std::snprintf(text.data(), text.size(), "%3d%% %s %.1fx, %s left",
-                  static_cast<int>(static_cast<double>(shown) * 100 / static_cast<double>(total)),
-                  format_time(done).c_str(), speed,
-                  format_time(static_cast<int64_t>(left_ms) * kUnitsPerMillisecond).c_str());
+    std::snprintf(text.data(), text.size(), "%s %.1fx", position.c_str(), speed);
+    return text.data();
   }
-  return label + ": " + text.data();
+  const Share share = share_of(static_cast<double>(done), static_cast<double>(total), elapsed_ms);
+  std::snprintf(text.data(), text.size(), "%3d%% %s %.1fx, %s left", share.percent, position.c_str(), speed,
+                share.left.c_str());
+  return text.data();
 }
 
 }  // namespace
@@ -100,14 +115,29 @@ ProgressLine::~ProgressLine() {
   clear_line();
 }
 
-void ProgressLine::update(const std::string& label, int64_t done, int64_t total) {
+std::optional<int64_t> ProgressLine::due_ms() {
   const int64_t now = now_ms();
-  if (!enabled_ || now - begun_ms_ < kQuietStartMs || now - shown_ms_ < kRedrawMs) return;
+  if (!enabled_ || now - begun_ms_ < kQuietStartMs || now - shown_ms_ < kRedrawMs) return std::nullopt;
   shown_ms_ = now;
+  return now - begun_ms_;
+}
+
+void ProgressLine::show(const std::string& text) {
   const std::lock_guard lock(line_mutex);
-  std::fprintf(stderr, "%s%s", kClearLine, progress_text(label, done, total, now - begun_ms_).c_str());
+  std::fprintf(stderr, "%s%s", kClearLine, printable(text).c_str());
   std::fflush(stderr);
   line_shown = true;
+}
+
+void ProgressLine::update(const std::string& label, const MediaProgress& progress) {
+  if (const auto elapsed = due_ms()) show(label + ": " + progress_text(progress, *elapsed));
+}
+
+void ProgressLine::update(const std::string& label, uint64_t done, uint64_t total) {
+  const auto elapsed = due_ms();
+  if (!elapsed || done == 0 || total == 0) return;
+  const Share share = share_of(static_cast<double>(done), static_cast<double>(total), *elapsed);
+  show(label + ": " + std::to_string(share.percent) + "%, " + share.left + " left");
 }
 
 }  // namespace zdr::host

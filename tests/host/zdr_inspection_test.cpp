@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tests/host/zdr_process.h"
 #include "tests/support/id3_builder.h"
@@ -72,12 +73,16 @@ TEST(ZdrInfo, TellsAllTagsInWordsAndAsJson) {
 
 TEST(ZdrInfo, TagsCannotMoveTheCursor) {
   const TempFolder folder;
-  const Bytes title = test::asset("titl", "\x1B[2Jgone");
+  const Bytes title = test::asset("titl", "\x1B[2Jgone\x7F\xC2\x85");
   write_movie(folder, "odd.3gp", movie_with(test::box("udta", title)));
   EXPECT_THAT(run_zdr({"info", "odd.3gp"}, folder.path()).out,
               AllOf(HasSubstr("\\x1b[2Jgone"), Not(HasSubstr("\x1B"))));
   EXPECT_THAT(run_zdr({"boxes", "odd.3gp"}, folder.path()).out,
               AllOf(HasSubstr("\\x1b[2Jgone"), Not(HasSubstr("\x1B"))));
+  for (const char* command : {"boxes", "info"}) {
+    EXPECT_THAT(run_zdr({command, "odd.3gp", "--json"}, folder.path()).out,
+                HasSubstr("\\u001b[2Jgone\\u007f\\u0085"));
+  }
 }
 
 TEST(ZdrInfo, SavesTheCover) {
@@ -96,6 +101,10 @@ TEST(ZdrInfo, SavesTheCover) {
   EXPECT_EQ(none.exit_code, 4);
   EXPECT_THAT(none.err, HasSubstr("plain.mp4: has no cover image"));
   EXPECT_FALSE(std::filesystem::exists(folder / "d.jpg"));
+  const ZdrResult json = run_zdr({"info", "plain.mp4", "--cover", "d.jpg", "--json"}, folder.path());
+  EXPECT_EQ(json.exit_code, 4);
+  EXPECT_EQ(nlohmann::json::parse(json.out).at("exit_code"), 4);
+  EXPECT_EQ(nlohmann::json::parse(json.out).at("errors").at(0), "has no cover image");
   EXPECT_EQ(run_zdr({"info", "cover.mp4", "plain.mp4", "--cover", "e.jpg"}, folder.path()).exit_code, 2);
 }
 
@@ -148,9 +157,11 @@ TEST(ZdrBoxes, ShowsWhatWasReadOfAFileThatDoesNotOpenAndWhy) {
   const ZdrResult json = run_zdr({"boxes", "bad.mp4", "--json"}, folder.path());
   EXPECT_EQ(json.exit_code, 1);
   const auto report = nlohmann::json::parse(json.out);
-  EXPECT_EQ(report.at("error").at("path"), "moov/udta/dscp");
-  EXPECT_EQ(report.at("error").at("size"), 5);
-  EXPECT_EQ(report.at("error").at("status"), -7017);
+  EXPECT_EQ(report.at("exit_code"), 1);
+  EXPECT_THAT(report.at("errors").at(0), HasSubstr("moov/udta/dscp at offset "));
+  EXPECT_EQ(report.at("failure").at("path"), "moov/udta/dscp");
+  EXPECT_EQ(report.at("failure").at("size"), 5);
+  EXPECT_EQ(report.at("failure").at("status"), -7017);
   EXPECT_EQ(box_of(report, "moov").at("status"), -7017);
   EXPECT_EQ(box_of(report, "moov/udta/titl").at("fields").at("text"), "kept");
 }
@@ -168,10 +179,11 @@ TEST(ZdrBoxes, TellsWhatIsDroppedAndWhatATrackLost) {
   EXPECT_EQ(words.exit_code, 0);
   for (const char* line :
        {"  (not kept)  language=\"eng\"  text=\"old\"\n", "version 0  language=\"eng\"  text=\"new\"\n",
-        "album_title=\"no track\"  track_number=0\n", "  (not kept)  entry_count=1\n", "value=01 (1 bytes)",
-        "note: the audio track has no usable sample tables [-7046]"}) {
+        "album_title=\"no track\"  track_number=0\n", "  (not kept)  entry_count=1\n",
+        "value=01 (1 bytes)"}) {
     EXPECT_THAT(words.out, HasSubstr(line));
   }
+  EXPECT_EQ(words.err, "zdr: odd.mp4: the audio track has no usable sample tables [-7046]\n");
   EXPECT_THAT(run_zdr({"info", "odd.mp4"}, folder.path()).err, HasSubstr("[-7046]"));
 }
 
@@ -183,17 +195,89 @@ TEST(ZdrBoxes, ShowsSoMuchAndTellsHowMuchItLeavesOut) {
   write_movie(folder, "boxes.mp4", test::concat({many, test::box("moov")}));
   const ZdrResult boxes = run_zdr({"boxes", "boxes.mp4"}, folder.path());
   EXPECT_EQ(boxes.exit_code, 0);
-  EXPECT_THAT(boxes.out, HasSubstr("note: 6 more boxes are not shown"));
+  EXPECT_EQ(boxes.err, "zdr: boxes.mp4: 6 more boxes are not shown\n");
   test::TrackDescription track = test::amr_track(1);
   track.edits.assign(100003, {});
   write_movie(folder, "edits.mp4", test::build_movie(track).bytes);
   const ZdrResult edits = run_zdr({"boxes", "edits.mp4"}, folder.path());
-  EXPECT_THAT(edits.out, AllOf(HasSubstr("    [100000]  segment_duration=0"), Not(HasSubstr("[100001]")),
-                               HasSubstr("note: 3 more list entries are not shown")));
+  EXPECT_THAT(edits.out, AllOf(HasSubstr("    [100000]  segment_duration=0"), Not(HasSubstr("[100001]"))));
+  EXPECT_THAT(edits.err, HasSubstr("edits.mp4: 3 more list entries are not shown\n"));
   write_movie(folder, "text.mp4",
               movie_with(test::box("udta", test::asset("titl", std::string(1000000, '\xE9')))));
   EXPECT_LT(run_zdr({"boxes", "text.mp4"}, folder.path()).out.size(), 20000u);
   EXPECT_THAT(run_zdr({"boxes", "text.mp4", "--json"}, folder.path()).out.size(), testing::Lt(60000u));
+}
+
+TEST(ZdrBoxes, TimesHaveTheirScalesBesideThem) {
+  const TempFolder folder;
+  test::TrackDescription track = test::amr_track(2);
+  track.time_scale = 8000;
+  track.edits = {{.segment_duration = 1, .media_time = 80}};
+  write_movie(folder, "a.mp4", test::build_movie({.tracks = {track}, .movie_time_scale = 600}).bytes);
+  const auto report = nlohmann::json::parse(run_zdr({"boxes", "a.mp4", "--json"}, folder.path()).out);
+  const auto edits = box_of(report, "moov/trak[1]/edts/elst");
+  EXPECT_EQ(edits.at("movie_time_scale"), 600);
+  EXPECT_EQ(edits.at("media_time_scale"), 8000);
+  EXPECT_EQ(box_of(report, "moov/trak[1]/tkhd").at("movie_time_scale"), 600);
+}
+
+TEST(ZdrNotes, TellWhatIsLeftOutOnStandardErrorUnlessQuiet) {
+  const auto of_kind = [](const char* handler) {
+    test::TrackDescription track = test::amr_track(1);
+    track.handler = handler;
+    return track;
+  };
+  const auto with_edits = [](test::TrackDescription track, std::vector<test::Edit> edits,
+                             uint32_t version = 0) {
+    track.time_scale = 8000;
+    track.durations = {160};
+    track.edits = std::move(edits);
+    track.edit_version = version;
+    return track;
+  };
+  const test::TrackDescription sound = test::amr_track(10);
+  const std::string kAudioEdits = "the audio track's edit list is not applied: ";
+  const struct {
+    test::MovieDescription movie;
+    std::string notes;
+  } kCases[] = {
+      {{.tracks = {sound}}, ""},
+      {{.tracks = {sound, of_kind("text"), of_kind("text"), of_kind("ab\x1B/")}},
+       "2 text track(s) not used|1 track(s) with the handler 'ab\\x1b/' not used|"},
+      {{.tracks = {sound, of_kind("soun")}}, "1 further audio track(s) not used; the first is|"},
+      {{.tracks = {sound}, .moov_children = test::box("mvex")}, "movie fragments are not read|"},
+      {{.tracks = {sound}, .before_moov = test::box("moof")}, "movie fragments are not read|"},
+      {{.tracks = {with_edits(sound, {{.segment_duration = 200, .media_time = 0}})}}, ""},
+      {{.tracks = {with_edits(sound, {{.segment_duration = 190, .media_time = 80}})}},
+       kAudioEdits + "priming of 80/8000 s is not trimmed|"},
+      {{.tracks = {with_edits(sound, {{.segment_duration = 150, .media_time = 0}})}},
+       kAudioEdits + "the last 400/8000 s are not trimmed|"},
+      {{.tracks = {with_edits(sound, {{.segment_duration = 100, .media_time = 0},
+                                      {.segment_duration = 100, .media_time = 0}})}},
+       kAudioEdits + "its 2 parts are played as they are stored|"},
+      {{.tracks = {with_edits(test::avc_track(10), {{.segment_duration = 190, .media_time = 80}})}},
+       "the video track's edit list is not applied: it begins 80/8000 s into the media|"},
+  };
+  const TempFolder folder;
+  for (const auto& c : kCases) {
+    write_movie(folder, "a.mp4", test::build_movie(c.movie).bytes);
+    std::string lines;
+    nlohmann::json warnings = nlohmann::json::array();
+    std::istringstream notes(c.notes);
+    for (std::string note; std::getline(notes, note, '|');) {
+      lines += "zdr: a.mp4: " + note + "\n";
+      warnings.push_back(note);
+    }
+    for (const char* command : {"info", "boxes", "samples"}) {
+      const ZdrResult result = run_zdr({command, "a.mp4"}, folder.path());
+      EXPECT_EQ(result.err, lines) << command;
+      EXPECT_THAT(result.out, Not(HasSubstr("not used"))) << command;
+      EXPECT_THAT(run_zdr({command, "a.mp4", "-q"}, folder.path()).err, IsEmpty()) << command;
+    }
+    const ZdrResult json = run_zdr({"info", "a.mp4", "--json"}, folder.path());
+    EXPECT_THAT(json.err, IsEmpty());
+    EXPECT_EQ(nlohmann::json::parse(json.out).at("warnings").size(), warnings.size()) << c.notes;
+  }
 }
 
 TEST(ZdrBoxes, TellsFilesThatAreNoneAtAll) {
