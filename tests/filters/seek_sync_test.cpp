@@ -2,6 +2,7 @@
 #include "filters/source/mp4/seek_sync.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <future>
 #include <thread>
@@ -19,6 +20,10 @@ constexpr REFERENCE_TIME kHour = 3600 * kSecond;
 
 class SeekSyncTest : public ::testing::Test {
  protected:
+  // A wait that does not end would hold the program for an hour.
+  SeekSyncTest() { alarm(60); }
+  ~SeekSyncTest() override { alarm(0); }
+
   using Pending = std::future<SeekSync::Outcome>;
 
   // As after a seek in which both streams take part and both workers play.
@@ -101,6 +106,15 @@ TEST_F(SeekSyncTest, WhatEndsAWaitForThePeer) {
     Pending pending = start(each.waiting, kHour);
     EXPECT_EQ(end_by(pending, each.end).rebase, each.rebase) << each.name;
   }
+}
+
+TEST_F(SeekSyncTest, WhoComesSecondSignals) {
+  both_play();
+  Pending audio = start(Stream::kAudio, 0);
+  end_by(audio, [&] { SetEvent(av_data.get()); });
+  ResetEvent(av_data.get());
+  sync.resynchronise(Stream::kVideo, kSecond, request.get());
+  EXPECT_EQ(WaitForSingleObject(av_data.get(), 0), WAIT_OBJECT_0);
 }
 
 TEST_F(SeekSyncTest, WhatEndsTheWaitForVideoToCatchUp) {
