@@ -259,8 +259,8 @@ TEST(StreamHeader, OfAdifGivesTheConfigurationAndTheLength) {
     EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(stream.data(), ZD_AAC_DEC_STREAM_ADIF, &config, &length, 0), 0);
     EXPECT_EQ(length, static_cast<int32_t>(stream.size()));
   }
-  Bytes cut = adif_stream({}, {});
-  cut.resize(cut.size() - 2);
+  const Bytes whole = adif_stream({}, {});
+  const Bytes cut(whole.begin(), whole.end() - 2);
   for (const Bytes& refused :
        {adif_stream({.further_programs = 1}, frame), adif_stream({.rate_index = 12}, frame), cut,
         Bytes{'R', 'I', 'F', 'F', 0, 0, 0, 0, 0}}) {
