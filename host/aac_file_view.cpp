@@ -1,3 +1,4 @@
+// Opens AAC files with the filter's parameters, so that what is told is what the filter has met.
 #include "host/aac_file_view.h"
 
 #include <array>
@@ -6,20 +7,16 @@
 
 #include "host/id3_tags.h"
 #include "host/messages.h"
-#include "os/os.h"
+#include "host/os_file.h"
 
 namespace zdr::host {
 namespace {
 
-constexpr AACF_FileIo kFileIo = {OS_fopen, OS_fseek, OS_fread, OS_fwrite, OS_fclose, OS_ftell};
 // What the filter passes.
 constexpr uint32_t kScanLimit = 0x80000;
 
 struct CloseReader {
   void operator()(AACF_File* reader) const { AACF_Close(reader); }
-};
-struct CloseFile {
-  void operator()(void* handle) const { OS_fclose(handle); }
 };
 
 const char* bitrate_kind(uint32_t mode) {
@@ -38,7 +35,7 @@ const char* bitrate_kind(uint32_t mode) {
 // What stands where the reader looks for the stream, but for bytes between a tag and it.
 std::array<uint8_t, 4> stream_start(const std::string& file, uint32_t offset) {
   std::array<uint8_t, 4> bytes{};
-  const std::unique_ptr<void, CloseFile> handle(OS_fopen(to_wide(file).c_str(), "rb"));
+  const OwnedFile handle = open_file(file);
   if (handle && OS_fseek(handle.get(), static_cast<int32_t>(offset), OS_SEEK_BEGIN) == 0) {
     OS_fread(bytes.data(), 1, static_cast<uint32_t>(bytes.size()), handle.get());
   }

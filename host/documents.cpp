@@ -26,6 +26,28 @@ std::string option_words(unsigned command) {
   return words;
 }
 
+// What bash offers behind options that take a value. File names come a line each, so that blanks do not split
+// them.
+std::string bash_values() {
+  std::ostringstream out;
+  for (const OptionRow& option : option_rows()) {
+    const std::string_view argument = option.argument;
+    if (argument.empty()) continue;
+    std::string offer = "return ;;\n";  // nothing that the shell could know
+    if (argument == "DIR") offer = "mapfile -t COMPREPLY < <(compgen -d -- \"$current\"); " + offer;
+    if (argument == "OUT") offer = "mapfile -t COMPREPLY < <(compgen -f -- \"$current\"); " + offer;
+    if (*option.choices != '\0') {
+      offer = std::string("COMPREPLY=($(compgen -W \"") + option.choices + "\" -- \"$current\")); " + offer;
+    }
+    for (const CommandRow& command : command_rows()) {
+      if ((option.commands & command.bit) == 0) continue;
+      out << "    " << command.name << option.name << ") " << offer;
+      if (*option.short_name != '\0') out << "    " << command.name << option.short_name << ") " << offer;
+    }
+  }
+  return out.str();
+}
+
 std::string bash_completion() {
   std::ostringstream out;
   out << "_zdr() {\n"
@@ -37,25 +59,19 @@ std::string bash_completion() {
       << " --help --version\" -- \"$current\"))\n"
          "    return\n"
          "  fi\n"
-         "  case $previous in\n"
-         "    -o|--output) COMPREPLY=($(compgen -d -- \"$current\")); return ;;\n";
-  for (const OptionRow& option : option_rows()) {
-    if (*option.choices == '\0') continue;
-    out << "    " << option.name << ") COMPREPLY=($(compgen -W \"" << option.choices
-        << "\" -- \"$current\")); return ;;\n";
-  }
-  out << "  esac\n"
+         "  case ${COMP_WORDS[1]}$previous in\n"
+      << bash_values()
+      << "  esac\n"
          "  local words=\n"
          "  case ${COMP_WORDS[1]} in\n";
   for (const CommandRow& command : command_rows()) {
-    const bool shells = command.bit == kCompletion;
-    out << "    " << command.name << ") words=\"" << option_words(command.bit)
-        << (shells ? " bash zsh fish" : "") << "\" ;;\n";
+    out << "    " << command.name << ") words=\"" << option_words(command.bit) << "\" ;;\n";
   }
   out << "  esac\n"
-         "  case $current in\n"
-         "    -*) COMPREPLY=($(compgen -W \"$words\" -- \"$current\")) ;;\n"
-         "    *) COMPREPLY=($(compgen -f -- \"$current\")) ;;\n"
+         "  case ${COMP_WORDS[1]}:$current in\n"
+         "    *:-*) COMPREPLY=($(compgen -W \"$words\" -- \"$current\")) ;;\n"
+         "    completion:*) COMPREPLY=($(compgen -W \"bash zsh fish\" -- \"$current\")) ;;\n"
+         "    *) mapfile -t COMPREPLY < <(compgen -f -- \"$current\") ;;\n"
          "  esac\n"
          "}\n"
          "complete -o filenames -F _zdr zdr\n";
@@ -76,6 +92,7 @@ std::string zsh_option(const OptionRow& option) {
     text << ":" << option.argument << ":";
     if (*option.choices != '\0') text << "(" << option.choices << ")";
     if (std::string_view(option.argument) == "DIR") text << "_files -/";
+    if (std::string_view(option.argument) == "OUT") text << "_files";
   }
   text << "'";
   return text.str();
@@ -158,10 +175,16 @@ std::string man_page(std::string_view version) {
     if (*command.operand != '\0') out << " \\fI" << command.operand << "\\fR";
     out << (command.many_operands ? "..." : "") << "\n.br\n";
   }
-  out << ".SH DESCRIPTION\nLoads the source filter module, connects a writing sink to each of its pins, runs "
-         "the graph\n"
-         "and stores or shows what was delivered. Results go to standard output, messages to standard "
-         "error.\n";
+  out << ".SH DESCRIPTION\n"
+         ".B play\nand\n.B samples\nload the source filter module, connect a sink to each of its pins,\n"
+         "run the graph and store or list what was delivered;\n"
+         ".B info\nand\n.B keyframe\nask the module without running it.\n"
+         ".B boxes\nreads the file with the parser alone.\n"
+         "The others look after the module's registration and this program's own documents.\n"
+         ".PP\nResults go to standard output. Messages go to standard error, also what of a file is\n"
+         "left out on purpose.\n"
+         ".SH OPTIONS\n.TP\n.B \\-\\-help\nprint the usage, of a command behind its name.\n"
+         ".TP\n.B \\-\\-version\nprint the version.\n";
   out << ".SH COMMANDS\n";
   for (const CommandRow& command : command_rows()) {
     if (!command.listed) continue;
@@ -184,7 +207,10 @@ std::string man_page(std::string_view version) {
          ".TP\n130\ninterrupted\n"
          ".SH ENVIRONMENT\n.TP\n.B NO_COLOR\nno colour on a terminal\n"
          ".TP\n.B ZDR_MODULE\npath of the filter module, whatever the registry says\n"
-         ".TP\n.B ZDR_REGISTRY\nthe registry's file, instead of the one above\n";
+         ".TP\n.B ZDR_REGISTRY\nthe registry's file, instead of the one above\n"
+         ".TP\n.B XDG_DATA_HOME\nthe folder above the registry's file\n"
+         ".TP\n.B XDG_RUNTIME_DIR\nthe folder above that of the named objects which runs of one session "
+         "share\n";
   return out.str();
 }
 

@@ -1,3 +1,4 @@
+// Runs the tag parser over a whole file, or over the part of one that a box holds.
 #include "host/id3_tags.h"
 
 #include <algorithm>
@@ -7,24 +8,12 @@
 #include <string_view>
 
 #include "host/decoded_text.h"
-#include "host/messages.h"
-#include "os/os.h"
+#include "host/os_file.h"
 
 namespace zdr::host {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr AACF_FileIo kFileIo = {OS_fopen, OS_fseek, OS_fread, OS_fwrite, OS_fclose, OS_ftell};
-
-struct CloseFile {
-  void operator()(void* handle) const { OS_fclose(handle); }
-};
-using OwnedFile = std::unique_ptr<void, CloseFile>;
-
-OwnedFile open_file(const std::string& file) {
-  return OwnedFile(OS_fopen(to_wide(file).c_str(), "rb"));
-}
 
 // A part of an open file, which the callbacks take for a whole one.
 struct FilePart {

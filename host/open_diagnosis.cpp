@@ -1,3 +1,4 @@
+// Statuses of the parser in words, and the questions that find the one that stopped the filter.
 #include "host/open_diagnosis.h"
 
 #include <windows.h>
@@ -122,6 +123,10 @@ OpenDiagnosis diagnose_parse(const std::string& file, const ParsedFile& parsed) 
     return diagnosis;
   }
   const P3gppOpenError& error = parsed.error();
+  const bool has_movie = std::string(error.path).starts_with("moov");
+  if (!is_iso_media(file) && !has_movie && parsed.status() != P3GPP_ERR_NO_MEMORY) {
+    return {ExitCode::kNotSupported, "", "not an ISO media file", diagnosis.status};
+  }
   if (error.path[0] != '\0') {
     diagnosis.place = std::string(error.path) + " at offset " + std::to_string(error.offset) + ", size " +
                       std::to_string(error.size);

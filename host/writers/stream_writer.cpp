@@ -1,11 +1,12 @@
+// The table of media types and their file formats.
 #include "host/writers/stream_writer.h"
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <string_view>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/media_type_text.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
 #include "host/writers/qcp_writer.h"
@@ -52,12 +53,7 @@ bool is_eac3(Bytes sample) {
   return sample.size() > 5 && sample[5] >> 3 > 10;
 }
 
-bool is_aac(const GUID& subtype) {
-  const auto& known = mp4source::kSubtypeAacAccepted;
-  return std::find(std::begin(known), std::end(known), subtype) != std::end(known);
-}
-
-WriterChoice choose_wav(const AM_MEDIA_TYPE& type) {
+WriterChoice choose_wav(const AM_MEDIA_TYPE& type, Bytes /*first_sample*/) {
   WAVEFORMATEX wave;
   if (type.pbFormat == nullptr || type.cbFormat < sizeof wave) return {};
   std::memcpy(&wave, type.pbFormat, sizeof wave);
@@ -70,25 +66,49 @@ WriterChoice choose_decoder(Bytes audio_specific_config, Bytes first_sample) {
   return {"wav", std::move(writer)};
 }
 
+template <class Writer, class... Arguments>
+WriterChoice choice(const char* extension, Arguments... arguments) {
+  return {extension, std::make_unique<Writer>(arguments...)};
+}
+
+using Choose = WriterChoice (*)(const AM_MEDIA_TYPE& type, Bytes first_sample);
+
+struct WriterRow {
+  GUID subtype;
+  Choose choose;
+};
+
+// All but AAC, which has several subtypes and two forms.
+const WriterRow kWriters[] = {
+    {mp4source::kSubtypeAvc,
+     [](const AM_MEDIA_TYPE& type, Bytes) { return choice<AnnexBWriter>("h264", video_extra(type)); }},
+    {mp4source::kSubtypeMpeg4Visual,
+     [](const AM_MEDIA_TYPE& type, Bytes) { return choice<Mpeg4VisualWriter>("m4v", video_extra(type)); }},
+    {mp4source::kSubtypeH263, [](const AM_MEDIA_TYPE&, Bytes) { return choice<StreamWriter>("h263"); }},
+    {mp4source::kSubtypeAmrNarrowBand,
+     [](const AM_MEDIA_TYPE&, Bytes) { return choice<MagicWriter>("amr", "#!AMR\n"); }},
+    {mp4source::kSubtypeAmrWideBand,
+     [](const AM_MEDIA_TYPE&, Bytes) { return choice<MagicWriter>("awb", "#!AMR-WB\n"); }},
+    {mp4source::kSubtypeQcelp,
+     [](const AM_MEDIA_TYPE&, Bytes) { return choice<QcpWriter>("qcp", kQcelpCodec); }},
+    {mp4source::kSubtypeEvrc,
+     [](const AM_MEDIA_TYPE&, Bytes) { return choice<QcpWriter>("qcp", kEvrcCodec); }},
+    {mp4source::kSubtypeDolbyAc3,
+     [](const AM_MEDIA_TYPE&, Bytes sample) {
+       return choice<StreamWriter>(is_eac3(sample) ? "eac3" : "ac3");
+     }},
+    {MEDIASUBTYPE_PCM, choose_wav},
+};
+
 }  // namespace
 
 WriterChoice choose_writer(const AM_MEDIA_TYPE& type, Bytes first_sample, bool decode) {
-  using namespace mp4source;
-  if (type.subtype == kSubtypeAvc) return {"h264", std::make_unique<AnnexBWriter>(video_extra(type))};
-  if (type.subtype == kSubtypeMpeg4Visual)
-    return {"m4v", std::make_unique<Mpeg4VisualWriter>(video_extra(type))};
-  if (type.subtype == kSubtypeH263) return {"h263", std::make_unique<StreamWriter>()};
-  if (type.subtype == kSubtypeAmrNarrowBand) return {"amr", std::make_unique<MagicWriter>("#!AMR\n")};
-  if (type.subtype == kSubtypeAmrWideBand) return {"awb", std::make_unique<MagicWriter>("#!AMR-WB\n")};
-  if (type.subtype == kSubtypeQcelp) return {"qcp", std::make_unique<QcpWriter>(kQcelpCodec)};
-  if (type.subtype == kSubtypeEvrc) return {"qcp", std::make_unique<QcpWriter>(kEvrcCodec)};
-  if (is_aac(type.subtype)) {
-    if (decode) return choose_decoder(audio_specific_config(type), first_sample);
-    return {"aac", std::make_unique<AdtsWriter>(audio_specific_config(type))};
+  if (is_aac_access_units(type)) {
+    const Bytes config = audio_specific_config(type);
+    return decode ? choose_decoder(config, first_sample) : choice<AdtsWriter>("aac", config);
   }
-  if (type.subtype == MEDIASUBTYPE_PCM) return choose_wav(type);
-  if (type.subtype == kSubtypeDolbyAc3) {
-    return {is_eac3(first_sample) ? "eac3" : "ac3", std::make_unique<StreamWriter>()};
+  for (const WriterRow& row : kWriters) {
+    if (row.subtype == type.subtype) return row.choose(type, first_sample);
   }
   return {};
 }

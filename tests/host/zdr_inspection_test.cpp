@@ -283,11 +283,16 @@ TEST(ZdrNotes, TellWhatIsLeftOutOnStandardErrorUnlessQuiet) {
 TEST(ZdrBoxes, TellsFilesThatAreNoneAtAll) {
   const TempFolder folder;
   tests::write_file(folder / "empty.mp4", "");
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {"missing.mp4", "no such file"}, {".", "is a folder"}, {"empty.mp4", "no movie box found"}};
-  for (const auto& [name, reason] : cases) {
+  tests::write_file(folder / "a.aac", "\xFF\xF1\x50\x80\x01\x1F\xFC\x01");
+  const std::vector<std::tuple<std::string, std::string, int>> cases = {
+      {"missing.mp4", "no such file", 1},
+      {".", "is a folder", 1},
+      {"empty.mp4", "no movie box found", 1},
+      {"a.aac", "not an ISO media file", 4},
+  };
+  for (const auto& [name, reason, exit_code] : cases) {
     const ZdrResult result = run_zdr({"boxes", name}, folder.path());
-    EXPECT_EQ(result.exit_code, 1) << name;
+    EXPECT_EQ(result.exit_code, exit_code) << name;
     EXPECT_THAT(result.err, HasSubstr(name + ": "));
     EXPECT_THAT(result.err, HasSubstr(reason));
   }

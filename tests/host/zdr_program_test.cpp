@@ -443,5 +443,31 @@ TEST(ZdrDocuments, HelpManPageAndCompletionTellTheSameOptions) {
   EXPECT_GE(commands, 4u);
 }
 
+TEST(ZdrDocuments, BashCompletesShellsAndNamesWithBlanks) {
+  const TempFolder folder;
+  write_file(folder / "a clip.mp4", "");
+  std::filesystem::create_directory(folder / "a folder");
+  write_file(folder / "zdr.bash", run_zdr({"completion", "bash"}).out);
+  const std::pair<std::string, std::string> kCases[] = {
+      {"completion ba", "<bash>"},
+      {"completion x", ""},
+      {"info a", "<a clip.mp4><a folder>"},
+      {"keyframe x.mp4 1 -o a", "<a clip.mp4><a folder>"},
+      {"play -o a", "<a folder>"},
+      {"play --only v", "<video>"},
+      {"play --start a", ""},
+  };
+  for (const auto& [words, offers] : kCases) {
+    const std::string shell = "cd '" + folder.path().string() +
+                              "' && bash -c 'source ./zdr.bash; COMP_WORDS=(zdr " + words +
+                              "); COMP_CWORD=$((${#COMP_WORDS[@]}-1)); _zdr; "
+                              "for offer in \"${COMPREPLY[@]}\"; do echo \"<$offer>\"; done | sort' > offers";
+    EXPECT_EQ(std::system(shell.c_str()), 0);
+    std::string got = read_file(folder / "offers");
+    std::erase(got, '\n');
+    EXPECT_EQ(got, offers) << words;
+  }
+}
+
 }  // namespace
 }  // namespace zdr::host

@@ -1,0 +1,25 @@
+// The file layer below the AAC reader and the tag parser, for the host's own looks at files.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/messages.h"
+#include "id3p/id3p.h"
+#include "os/os.h"
+
+namespace zdr::host {
+
+inline constexpr AACF_FileIo kFileIo = {OS_fopen, OS_fseek, OS_fread, OS_fwrite, OS_fclose, OS_ftell};
+
+struct CloseFile {
+  void operator()(void* handle) const { OS_fclose(handle); }
+};
+using OwnedFile = std::unique_ptr<void, CloseFile>;
+
+// Null when it cannot be opened.
+inline OwnedFile open_file(const std::string& file) {
+  return OwnedFile(OS_fopen(to_wide(file).c_str(), "rb"));
+}
+
+}  // namespace zdr::host
