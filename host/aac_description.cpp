@@ -1,3 +1,5 @@
+// Reads the filter's AAC format block and asks the decoder about it, so that the words agree with what is
+// heard.
 #include "host/aac_description.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Makes JSON of boxes and fields while the parser shows them; text and JSON output both come from that.
 #include "host/box_list.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Builds the parser of the command line from the option table.
 #include "host/command_line.h"
 
 #include <CLI/CLI.hpp>

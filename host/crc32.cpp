@@ -1,3 +1,4 @@
+// The usual table of 256 entries, made at compile time.
 #include "host/crc32.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// Everything that makes foreign bytes safe to print stands here, once.
 #include "host/decoded_text.h"
 
 #include <array>

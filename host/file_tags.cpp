@@ -1,3 +1,4 @@
+// Makes JSON of the tags; the lines for people come from the JSON, so that both tell the same.
 #include "host/file_tags.h"
 
 #include <array>

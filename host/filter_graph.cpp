@@ -1,3 +1,4 @@
+// The part of a filter graph manager that a source and its sinks need.
 #include "host/filter_graph.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// States, flushing and end of stream of a renderer: what a source may expect of any host.
 #include "host/media_sink.h"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// Names of subtypes and the fields of format blocks.
 #include "host/media_type_text.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// One form for all messages, which nothing that a file holds can break.
 #include "host/messages.h"
 
 #include <windows.h>

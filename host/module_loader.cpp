@@ -1,3 +1,4 @@
+// The search for the filter: environment, registry, beside the program.
 #include "host/module_loader.h"
 
 #include <array>

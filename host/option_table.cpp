@@ -1,3 +1,4 @@
+// The rows: adding a command or an option begins here.
 #include "host/option_table.h"
 
 namespace zdr::host {

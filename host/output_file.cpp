@@ -1,3 +1,4 @@
+// Keeps the promise that a file under its final name is whole.
 #include "host/output_file.h"
 
 #include <cerrno>

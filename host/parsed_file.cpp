@@ -1,3 +1,4 @@
+// Opens the parser as the filter does, and measures what a track holds.
 #include "host/parsed_file.h"
 
 #include <algorithm>

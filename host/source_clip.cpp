@@ -1,3 +1,4 @@
+// Calls of the module's private interface, and its codes as names.
 #include "host/source_clip.h"
 
 #include <cstdio>

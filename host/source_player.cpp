@@ -1,3 +1,4 @@
+// Load, connect, seek, run, in the order in which any host of a source filter does it.
 #include "host/source_player.h"
 
 #include <set>

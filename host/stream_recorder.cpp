@@ -1,3 +1,4 @@
+// Joins a pin's samples, the writer for their type and the output file.
 #include "host/stream_recorder.h"
 
 #include "host/media_type_text.h"

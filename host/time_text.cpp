@@ -1,3 +1,4 @@
+// Times are integers throughout: no digit of what was typed is rounded.
 #include "host/time_text.h"
 
 #include <array>

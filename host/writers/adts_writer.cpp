@@ -1,3 +1,4 @@
+// A header of seven bytes for each access unit, made from the configuration.
 #include "host/writers/adts_writer.h"
 
 #include "aacdec/sampling_rates.h"

@@ -1,3 +1,4 @@
+// Feeds access units to the in-house decoder, which holds one frame back.
 #include "host/writers/decoded_aac_writer.h"
 
 #include <bit>

@@ -1,3 +1,4 @@
+// A RIFF file. The counts in its header are known at the end and written then.
 #include "host/writers/qcp_writer.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Start codes for AVC, and configurations in front of the pictures.
 #include "host/writers/video_writers.h"
 
 #include "host/writers/big_endian.h"

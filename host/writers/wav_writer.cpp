@@ -1,3 +1,4 @@
+// The sizes in the header are known at the end and written then.
 #include "host/writers/wav_writer.h"
 
 #include <algorithm>
