@@ -6,7 +6,6 @@
 #include <cstdlib>
 
 #include "esparse/aac/aacf.h"
-#include "id3p/messages.h"
 #include "tests/support/memory_file.h"
 
 namespace {
@@ -42,7 +41,7 @@ void use(AACF_File* reader, uint32_t jump) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
-  zdr::id3p::set_message_sink([](const char*) {});
+  ID3P_SetConsole([](const char*) {});
   Zd_AAC_Dec_SetConsole([](const char*) {});
   zdr::test::MemoryFile file({data, size - 1});
   const AACF_OpenParams params{&file.io(), 4096};

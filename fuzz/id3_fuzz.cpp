@@ -4,11 +4,10 @@
 #include <cstdlib>
 
 #include "id3p/id3p.h"
-#include "id3p/messages.h"
 #include "tests/support/memory_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  zdr::id3p::set_message_sink([](const char*) {});
+  ID3P_SetConsole([](const char*) {});
   zdr::test::MemoryFile file({data, size});
   ID3P_TagSet tags{};
   const int32_t status = ID3P_Parse(file.handle(), &file.io(), &tags);

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <limits>
 
+#include "host/decoded_text.h"
 #include "host/time_text.h"
 #include "host/version.h"
 
@@ -15,6 +16,10 @@ namespace {
 std::vector<std::string> split_words(const std::string& text) {
   std::istringstream in(text);
   return {std::istream_iterator<std::string>(in), {}};
+}
+
+std::string refuse_empty(const std::string& value) {
+  return value.empty() ? "its value is empty" : "";
 }
 
 void add_option(CLI::App& app, const OptionRow& row, Options& options) {
@@ -27,6 +32,7 @@ void add_option(CLI::App& app, const OptionRow& row, Options& options) {
   CLI::Option* option =
       app.add_option(names, options.*std::get<std::string Options::*>(row.target), row.summary);
   option->option_text(row.argument);
+  option->check(refuse_empty);
   if (*row.choices != '\0') option->check(CLI::IsMember(split_words(row.choices)));
   if (std::string_view(row.argument) == "TIME") {
     option->check([](const std::string& text) {
@@ -61,9 +67,22 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
       ->check(CLI::Range(1u, std::numeric_limits<uint32_t>::max()));
 }
 
+bool is_command(std::string_view word) {
+  return std::ranges::any_of(command_rows(), [word](const CommandRow& row) { return row.name == word; });
+}
+
+ParsedLine refuse(const std::string& reason) {
+  std::cerr << "zdr: " << printable(reason) << " (zdr --help tells the usage)\n";
+  return {std::nullopt, ExitCode::kUsage};
+}
+
 }  // namespace
 
 ParsedLine parse_command_line(int argc, const char* const* argv) {
+  // The parser would only miss a command.
+  if (argc > 1 && *argv[1] != '-' && !is_command(argv[1])) {
+    return refuse("'" + std::string(argv[1]) + "' is no command");
+  }
   Options options;
   CLI::App app("Plays 3GPP/MP4, AMR and AAC files through the ZdrMp4Source filter.", "zdr");
   app.set_version_flag("--version", std::string("zdr ") + kVersion);
@@ -83,8 +102,7 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
     app.exit(success);
     return {std::nullopt, ExitCode::kDone};
   } catch (const CLI::ParseError& error) {
-    std::cerr << "zdr: " << error.what() << " (zdr --help tells the usage)\n";
-    return {std::nullopt, ExitCode::kUsage};
+    return refuse(error.what());
   }
   return {options, ExitCode::kDone};
 }

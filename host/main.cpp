@@ -2,11 +2,13 @@
 #include <exception>
 #include <iostream>
 
+#include "aacdec/zd_aac_dec.h"
 #include "host/command_line.h"
 #include "host/commands.h"
 #include "host/messages.h"
 #include "host/terminal.h"
 #include "host/version.h"
+#include "id3p/id3p.h"
 #include "platform/win32/session.h"
 
 namespace zdr::host {
@@ -41,8 +43,16 @@ ExitCode dispatch(const Options& options) {
   return run_samples(options, std::cout);
 }
 
+// What the libraries say of a stream comes again as a message of ours, with the file's name.
+void silence_libraries() {
+  Zd_AAC_Dec_SetConsole([](const char*) {});
+  ID3P_SetConsole([](const char*) {});
+}
+
 int run(int argc, const char* const* argv) {
+  keep_standard_streams();
   survive_failed_writes();
+  silence_libraries();
   const ParsedLine line = parse_command_line(argc, argv);
   const ExitCode code = line.options ? dispatch(*line.options) : line.exit_code;
   std::cout.flush();

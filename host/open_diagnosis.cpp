@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include "host/aac_file_view.h"
@@ -112,6 +113,7 @@ std::optional<OpenDiagnosis> diagnose_before_open(const std::string& file) {
 }
 
 OpenDiagnosis diagnose_parse(const std::string& file, const ParsedFile& parsed) {
+  if (const auto refused = diagnose_before_open(file)) return *refused;
   OpenDiagnosis diagnosis;
   diagnosis.status = std::to_string(parsed.status());
   if (parsed.status() == P3GPP_ERR_OPEN) {
@@ -137,12 +139,14 @@ OpenDiagnosis diagnose_parse(const std::string& file, const ParsedFile& parsed) 
 }
 
 OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
+  if (const auto refused = diagnose_before_open(file)) return *refused;
   const std::string status = hresult_text(load_result);
   if (load_result == VFW_E_NOT_FOUND) return {ExitCode::kCannotOpen, "", "no such file", status};
   std::error_code code;
   const auto path = std::filesystem::path(file);
   if (!std::filesystem::exists(path, code)) return {ExitCode::kCannotOpen, "", "no such file", status};
   if (std::filesystem::is_directory(path, code)) return {ExitCode::kCannotOpen, "", "is a folder", status};
+  if (!std::ifstream(path)) return {ExitCode::kCannotOpen, "", "the file cannot be opened", status};
   if (is_iso_media(file)) return diagnose_iso(file, load_result);
   if (is_speech_file(file)) {
     return {ExitCode::kCannotOpen, "", "damaged: the header line does not end", status};

@@ -20,6 +20,7 @@ struct OpenDiagnosis {
 // What the filter cannot be asked for: a pipe, a device or a socket (it cannot be sought, and opening a pipe
 // waits for its writer), and a name that does not survive the way through wide characters.
 std::optional<OpenDiagnosis> diagnose_before_open(const std::string& file);
+
 class ParsedFile;
 
 // Why the parser did not open a file.

@@ -25,9 +25,13 @@ bool OutputFile::fail(const char* what) {
 
 bool OutputFile::open() {
   std::error_code code;
-  if (!replace_ && std::filesystem::exists(final_path_, code)) {
-    errno = 0;
-    return fail("exists already (use --force to replace it)");
+  const std::filesystem::file_status status = std::filesystem::status(final_path_, code);
+  errno = 0;
+  if (std::filesystem::exists(status)) {
+    if (std::filesystem::is_directory(status)) return fail("is a folder");
+    // A device would be gone from its folder.
+    if (!std::filesystem::is_regular_file(status)) return fail("is no regular file, so it is not replaced");
+    if (!replace_) return fail("exists already (use --force to replace it)");
   }
   errno = 0;
   stream_.open(partial_path_, std::ios::binary | std::ios::trunc);

@@ -2,6 +2,7 @@
 // other.
 #include "host/terminal.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -86,6 +87,14 @@ bool use_colour() {
 void catch_interrupts() {
   std::signal(SIGINT, on_interrupt);
   std::signal(SIGTERM, on_interrupt);
+}
+
+void keep_standard_streams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) >= 0) continue;
+    // The lowest free number is this one. What cannot be written fails as a closed stream does.
+    if (open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream) return;
+  }
 }
 
 void survive_failed_writes() {

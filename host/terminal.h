@@ -15,6 +15,9 @@ bool use_colour();  // on a terminal and NO_COLOR not set
 void catch_interrupts();
 bool interrupted();
 
+// Standard streams that the caller has closed fail from now on, instead of being some file opened later.
+void keep_standard_streams();
+
 // A pipe without a reader and a file at its size limit become failed writes instead of the end of the
 // process, so that partial files and exit codes stay right.
 void survive_failed_writes();

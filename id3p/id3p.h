@@ -109,6 +109,13 @@ uint32_t ID3P_TotalTagBytes(const ID3P_TagSet* tags) ID3P_NOEXCEPT;
  */
 int32_t ID3P_CopyText(ID3P_Text* destination, const ID3P_Tag* tag) ID3P_NOEXCEPT;
 
+/*
+ * Takes the few lines of text about pictures that parsing would write to the standard error; null gives them
+ * back to it. For all threads; the writer may be called from any of them.
+ */
+typedef void (*ID3P_ConsoleWriter)(const char* text);
+void ID3P_SetConsole(ID3P_ConsoleWriter writer) ID3P_NOEXCEPT;
+
 #ifdef __cplusplus
 }
 #endif

@@ -4,24 +4,26 @@
 #include <atomic>
 #include <cstdio>
 
+#include "id3p/id3p.h"
+
 namespace zdr::id3p {
 namespace {
 
-// Not the standard output: that carries the results of the program that uses the library.
-void print(const char* message) {
-  std::fputs(message, stderr);
-}
-
-std::atomic<MessageSink> message_sink{&print};
+std::atomic<ID3P_ConsoleWriter> console_writer{nullptr};
 
 }  // namespace
 
-void set_message_sink(MessageSink sink) {
-  message_sink = sink != nullptr ? sink : &print;
-}
-
 void say(const char* message) {
-  message_sink.load()(message);
+  if (const ID3P_ConsoleWriter writer = console_writer.load()) {
+    writer(message);
+    return;
+  }
+  // Not the standard output: that carries the results of the program that uses the library.
+  std::fputs(message, stderr);
 }
 
 }  // namespace zdr::id3p
+
+void ID3P_SetConsole(ID3P_ConsoleWriter writer) noexcept {
+  zdr::id3p::console_writer.store(writer);
+}

@@ -3,10 +3,7 @@
 
 namespace zdr::id3p {
 
-using MessageSink = void (*)(const char* message);
-
-// Where messages go; null restores the default, the standard error output.
-void set_message_sink(MessageSink sink);
+// To the standard error, or wherever the application wants it (ID3P_SetConsole).
 void say(const char* message);
 
 }  // namespace zdr::id3p

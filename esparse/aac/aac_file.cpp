@@ -14,7 +14,7 @@ using zdr::id3p::CallbackFile;
 
 // Every stream that can follow a tag begins with this byte.
 constexpr uint8_t kSyncByte = 0xFF;
-constexpr size_t kSearchBlock = 4096;
+constexpr size_t kSearchBlock = 32768;
 
 uint32_t v2_tag_bytes(const ID3P_TagSet& tags) {
   if (tags.v22 != nullptr) return tags.v22->size;
@@ -22,13 +22,15 @@ uint32_t v2_tag_bytes(const ID3P_TagSet& tags) {
   return tags.v24 != nullptr ? tags.v24->size : 0;
 }
 
-// From the position on.
+// From the position on, as far as the callbacks can seek: a sparse file may go on for terabytes.
 std::optional<uint32_t> find_sync_byte(const CallbackFile& file) {
   const int32_t start = file.position();
   if (start < 0) return std::nullopt;
   std::array<uint8_t, kSearchBlock> block;
   uint32_t block_start = static_cast<uint32_t>(start);
-  while (const uint32_t count = file.read(block)) {
+  while (block_start <= INT32_MAX) {
+    const uint32_t count = file.read(block);
+    if (count == 0) break;
     const auto end = block.begin() + count;
     const auto found = std::find(block.begin(), end, kSyncByte);
     if (found != end) return block_start + static_cast<uint32_t>(found - block.begin());
@@ -82,10 +84,16 @@ bool AACF_File::locate_stream(FileLayout& layout) const {
 }
 
 int32_t AACF_File::read_frame(AACF_FrameRequest& request) {
+  const bool is_in_sequence = request.number == stream_.current_frame();
   const int32_t status = go_to(request);
   if (status != AACF_OK) return status;
   const Bytes data = stream_.decodable();
-  return data.empty() ? AACF_ERR_END_OF_STREAM : extract_frame(data, request);
+  if (data.empty()) return AACF_ERR_END_OF_STREAM;
+  if (extract_frame(data, request)) return AACF_OK;
+  // A decoder that was left inside of an ADTS frame of several blocks takes the header for a block.
+  const bool may_be_inside_frame = !is_in_sequence && stream_.has_frames_of_several_blocks();
+  if (!may_be_inside_frame || decoder.configure(config) != ZD_AAC_DEC_OK) return AACF_ERR_FAILED;
+  return extract_frame(data, request) ? AACF_OK : AACF_ERR_FAILED;
 }
 
 int32_t AACF_File::go_to(AACF_FrameRequest& request) {
@@ -97,9 +105,11 @@ int32_t AACF_File::go_to(AACF_FrameRequest& request) {
   return AACF_ERR_FAILED;
 }
 
-int32_t AACF_File::extract_frame(Bytes data, AACF_FrameRequest& request) {
+bool AACF_File::extract_frame(Bytes data, AACF_FrameRequest& request) {
+  // No block begins like this. A decoder that meets it first expects ADTS headers ever after, in all blocks.
+  if (stream_.kind() != AACF_KIND_ADTS && begins_with_syncword(data)) return false;
   uint32_t consumed = 0;
-  if (!decoder.decode(data, consumed, request.pcm, request.size)) return AACF_ERR_FAILED;
+  if (!decoder.decode(data, consumed, request.pcm, request.size)) return false;
   stream_.step_over(consumed);
-  return AACF_OK;
+  return true;
 }

@@ -23,7 +23,8 @@ struct AACF_File {
  private:
   bool locate_stream(zdr::aacf::FileLayout& layout) const;
   int32_t go_to(AACF_FrameRequest& request);
-  int32_t extract_frame(zdr::aacf::Bytes data, AACF_FrameRequest& request);
+  // False when the data cannot be decoded; nothing is consumed then.
+  bool extract_frame(zdr::aacf::Bytes data, AACF_FrameRequest& request);
 
   zdr::id3p::CallbackFile file_;
   bool is_open_ = false;

@@ -31,6 +31,8 @@ class FrameStream {
   const StreamDescription& description() const { return description_; }
   // The first bytes of the stream.
   Bytes head() const { return head_; }
+  // ADTS whose headers stand for more than one raw_data_block each.
+  bool has_frames_of_several_blocks() const { return kind() == AACF_KIND_ADTS && (head_[6] & 3) != 0; }
   void keep_bitrate(const AACF_StreamInfo& info);
 
   // The number of the frame at the read position; 0 when that is unknown.

@@ -1,5 +1,5 @@
-// The part of the file that is in memory: read in large blocks, and topped up so that a whole frame and the
-// next header are always there.
+// The part of the file that is in memory: read in large blocks, and topped up so that of ADTS a whole frame
+// and the next header are always there. (A block of the other kinds may be larger than what is topped up to.)
 #pragma once
 
 #include <cstdint>

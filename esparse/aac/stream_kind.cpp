@@ -12,10 +12,6 @@ using Bytes = std::span<const uint8_t>;
 
 constexpr std::string_view kAdifId = "ADIF";
 
-bool is_adts(Bytes data) {
-  return data.size() >= 2 && data[0] == 0xFF && data[1] >> 4 == 0xF;
-}
-
 bool is_adif(Bytes data) {
   return data.size() >= kAdifId.size() &&
          std::string_view(reinterpret_cast<const char*>(data.data()), kAdifId.size()) == kAdifId;
@@ -49,8 +45,12 @@ std::optional<StreamDescription> describe_raw(Bytes data) {
 
 }  // namespace
 
+bool begins_with_syncword(Bytes data) {
+  return data.size() >= 2 && data[0] == 0xFF && data[1] >> 4 == 0xF;
+}
+
 std::optional<StreamDescription> describe_stream(Bytes data) {
-  if (is_adts(data)) return describe_with_header(data, AACF_KIND_ADTS);
+  if (begins_with_syncword(data)) return describe_with_header(data, AACF_KIND_ADTS);
   if (is_adif(data)) return describe_with_header(data, AACF_KIND_ADIF);
   return describe_raw(data);
 }

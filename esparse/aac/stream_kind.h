@@ -9,6 +9,9 @@
 
 namespace zdr::aacf {
 
+// An ADTS header, or what looks like one.
+bool begins_with_syncword(std::span<const uint8_t> data);
+
 struct StreamDescription {
   int32_t kind = 0;  // AACF_KIND_
   Zd_AAC_Dec_Config config{};

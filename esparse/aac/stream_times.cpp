@@ -29,7 +29,7 @@ uint32_t stream_duration_ms(uint32_t frames, const Zd_AAC_Dec_Config& config) {
 }
 
 uint32_t frame_at_ms(uint32_t time_ms, const Zd_AAC_Dec_Config& config) {
-  return truncated(time_ms * (config.sampleRate / 1000.0) / config.frameLength) + 1;
+  return saturated_sum(1, time_ms * (config.sampleRate / 1000.0) / config.frameLength);
 }
 
 // Kept: samples are counted in 32 bits.

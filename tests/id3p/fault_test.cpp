@@ -3,7 +3,6 @@
 
 #include <set>
 
-#include "id3p/messages.h"
 #include "tests/id3p/parsed_tags.h"
 #include "tests/support/failing_allocator.h"
 
@@ -23,7 +22,7 @@ Bytes tagged_file() {
 std::string last_message;
 
 TEST(ParseFaults, OfTheHeapGiveStatusesAndLeaveNothing) {
-  zdr::id3p::set_message_sink([](const char* message) { last_message = message; });
+  ID3P_SetConsole([](const char* message) { last_message = message; });
   const Bytes content = tagged_file();
   std::multiset<int32_t> statuses;
   std::set<std::string> messages;
@@ -45,7 +44,7 @@ TEST(ParseFaults, OfTheHeapGiveStatusesAndLeaveNothing) {
     if (copy.release != nullptr) copy.release(&copy);
     ID3P_FreeTags(&set);
   }
-  zdr::id3p::set_message_sink(nullptr);
+  ID3P_SetConsole(nullptr);
   // Seven for the version 1 tag, the tag, two for each text, the picture record, two copies.
   EXPECT_EQ(statuses.count(ID3P_ERR_NO_MEMORY), 15u);
   // Six buffers of the picture.

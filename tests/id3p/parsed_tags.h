@@ -28,9 +28,26 @@ class ParsedTags {
   int32_t status_;
 };
 
-// "<null>" without a text.
-inline std::u16string shown(const char16_t* text) {
-  return text == nullptr ? u"<null>" : text;
+// The texts that are there, as "title=Song year=1999"; what is not ASCII as \XXXX.
+inline std::string texts(const ID3P_Text& text) {
+  const std::pair<const char*, const char16_t*> fields[] = {
+      {"title", text.title},       {"artist", text.artist},
+      {"album", text.album},       {"year", text.year},
+      {"comment", text.comment},   {"genre", text.genre},
+      {"track", text.track},       {"length", text.length},
+      {"composer", text.composer}, {"original", text.original_artist},
+      {"url", text.user_url}};
+  std::string all;
+  for (const auto& [name, units] : fields) {
+    if (units == nullptr) continue;
+    all += (all.empty() ? "" : " ") + std::string(name) + "=";
+    for (const char16_t unit : std::u16string_view(units)) {
+      char shown[8];
+      std::snprintf(shown, sizeof shown, unit >= 0x20 && unit < 0x7F ? "%c" : "\\%04X", unsigned{unit});
+      all += shown;
+    }
+  }
+  return all;
 }
 
 }  // namespace zdr::test

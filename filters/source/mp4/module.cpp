@@ -1,10 +1,15 @@
 // The module: its one class, and how the registry knows it.
 #include <streams.h>
 
+#include <algorithm>
+#include <array>
+#include <cstring>
 #include <iterator>
 
+#include "aacdec/zd_aac_dec.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "filters/source/mp4/mp4_source.h"
+#include "id3p/id3p.h"
 
 namespace zdr::mp4source {
 namespace {
@@ -39,6 +44,16 @@ constinit const AMOVIESETUP_FILTER kFilterSetup = {
     .lpPin = &kPinSetup,
 };
 
+namespace {
+
+// What a library says about a stream: a short line of plain ASCII.
+void tell_debugger(const char* text) noexcept {
+  std::array<WCHAR, 128> wide{};
+  std::copy_n(text, std::min(std::strlen(text), wide.size() - 1), wide.begin());
+  OutputDebugStringW(wide.data());
+}
+
+}  // namespace
 }  // namespace zdr::mp4source
 
 // Read by the base classes while the module is being loaded.
@@ -49,5 +64,10 @@ constinit CFactoryTemplate g_Templates[] = {
 constinit int g_cTemplates = static_cast<int>(std::size(g_Templates));
 
 extern "C" BOOL DllMain(HINSTANCE instance, ULONG reason, void* reserved) {
+  if (reason == DLL_PROCESS_ATTACH) {
+    // The console is that of whoever loads the module; it has other uses for its lines.
+    Zd_AAC_Dec_SetConsole(&zdr::mp4source::tell_debugger);
+    ID3P_SetConsole(&zdr::mp4source::tell_debugger);
+  }
   return DllEntryPoint(instance, reason, reserved);
 }

@@ -9,21 +9,13 @@ namespace zdr::aacf::test {
 
 inline constexpr uint32_t kScanLimit = 0x80000;
 
-inline Bytes concat(std::initializer_list<Bytes> parts) {
-  Bytes all;
-  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
 class OpenedFile {
  public:
   // The content must live as long.
-  explicit OpenedFile(const Bytes& content, uint32_t scan_limit = kScanLimit, uint64_t repetitions = 1)
-      : file_(content, repetitions) {
-    const AACF_OpenParams params{&file_.io(), scan_limit};
+  explicit OpenedFile(const Bytes& content, uint64_t repetitions = 1) : file_(content, repetitions) {
+    const AACF_OpenParams params{&file_.io(), kScanLimit};
     status_ = AACF_Open(&reader_, u"file.aac", &params);
     AACF_GetStreamInfo(reader_, &info_);
-    AACF_GetDuration(reader_, &duration_);
   }
   ~OpenedFile() { AACF_Close(reader_); }
   OpenedFile(const OpenedFile&) = delete;
@@ -32,7 +24,6 @@ class OpenedFile {
   int32_t status() const { return status_; }
   AACF_File* reader() { return reader_; }
   const AACF_StreamInfo& info() const { return info_; }
-  const AACF_Duration& duration() const { return duration_; }
   zdr::test::MemoryFile& file() { return file_; }
 
   struct Read {
@@ -40,9 +31,9 @@ class OpenedFile {
     uint32_t number;
     std::vector<int16_t> pcm;
   };
-  Read read(uint32_t number) {
-    Read result{0, number, std::vector<int16_t>(8192)};
-    AACF_FrameRequest request{number, 16384, result.pcm.data()};
+  Read read(uint32_t number, uint32_t room = 16384) {
+    Read result{0, number, std::vector<int16_t>(room / 2)};
+    AACF_FrameRequest request{number, room, result.pcm.data()};
     result.status = AACF_ReadFrame(reader_, &request);
     result.number = request.number;
     result.pcm.resize(result.status == AACF_OK ? request.size / 2 : 0);
@@ -53,7 +44,6 @@ class OpenedFile {
   zdr::test::MemoryFile file_;
   AACF_File* reader_ = nullptr;
   AACF_StreamInfo info_{};
-  AACF_Duration duration_{};
   int32_t status_;
 };
 

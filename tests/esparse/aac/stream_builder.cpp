@@ -1,5 +1,6 @@
 #include "tests/esparse/aac/stream_builder.h"
 
+#include "tests/aacdec/adts_writer.h"
 #include "tests/aacdec/block_writer.h"
 
 namespace zdr::aacf::test {
@@ -33,21 +34,12 @@ Bytes silent_block(size_t size, int channels, uint8_t filler) {
   return writer::end_block(w);
 }
 
-Bytes adts_frame(size_t size, const AdtsFields& fields) {
-  BitWriter w;
-  w.fields({{0xFFF, 12},
-            {0, 1},
-            {0, 2},
-            {1, 1},
-            {1, 2},
-            {fields.sampling_index, 4},
-            {0, 1},
-            {fields.channels, 3}});
-  w.fields({{0, 4}, {size, 13}, {0x7FF, 11}, {0, 2}});
-  Bytes frame = w.bytes();
-  const Bytes block = silent_block(size - kAdtsHeaderBytes, static_cast<int>(fields.channels), fields.filler);
-  frame.insert(frame.end(), block.begin(), block.end());
-  return frame;
+Bytes adts_frame(size_t size, const FrameFields& fields) {
+  const Bytes block = silent_block((size - kAdtsHeaderBytes) / fields.blocks,
+                                   static_cast<int>(fields.channels), fields.filler);
+  return writer::adts_frame(
+      {.rate_index = 4, .channels = fields.channels, .further_blocks = fields.blocks - 1},
+      repeated(block, fields.blocks));
 }
 
 Bytes repeated(const Bytes& piece, size_t count) {
@@ -63,8 +55,9 @@ Bytes adts_file(size_t frame_count, size_t frame_size) {
 
 Bytes adif_header(const AdifFields& fields) {
   BitWriter w;
-  w.put(0x41444946, 32).put(0, 3).put(fields.variable_rate ? 1 : 0, 1);
-  w.fields({{fields.bitrate, 23}, {0, 4}});
+  w.fields({{0x41444946, 32}, {fields.copyright ? 1u : 0u, 1}});
+  for (int i = 0; fields.copyright && i < 9; ++i) w.put(0xA7, 8);
+  w.fields({{0, 2}, {fields.variable_rate ? 1u : 0u, 1}, {128000, 23}, {0, 4}});
   if (!fields.variable_rate) w.put(0, 20);
   // program_config_element: one front element, object type LC.
   w.fields({{0, 4}, {1, 2}, {fields.sampling_index, 4}, {1, 4}, {0, 4}, {0, 4}, {0, 2}, {0, 3}, {0, 4}});

@@ -13,20 +13,20 @@ using Bytes = std::vector<uint8_t>;
 // elements full of `filler`.
 Bytes silent_block(size_t size, int channels = 2, uint8_t filler = 0x55);
 
-struct AdtsFields {
-  uint32_t sampling_index = 4;  // 44100 Hz
-  uint32_t channels = 2;
+struct FrameFields {
+  uint64_t channels = 2;
   uint8_t filler = 0x55;
+  size_t blocks = 1;
 };
-// A frame of `size` bytes with its header of seven.
-Bytes adts_frame(size_t size, const AdtsFields& fields = {});
+// A frame of `size` bytes with its header of seven, at 44100 Hz.
+Bytes adts_frame(size_t size, const FrameFields& fields = {});
 Bytes adts_file(size_t frame_count, size_t frame_size);
 
 struct AdifFields {
+  bool copyright = false;  // with an identification of bytes 0xA7
   bool variable_rate = false;
-  uint32_t bitrate = 128000;
-  uint32_t sampling_index = 4;
-  int channels = 2;
+  uint64_t sampling_index = 4;
+  uint64_t channels = 2;
 };
 Bytes adif_header(const AdifFields& fields = {});
 // A length byte and the AudioSpecificConfig of AAC LC, 44100 Hz, two channels.

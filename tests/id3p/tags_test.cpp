@@ -1,0 +1,294 @@
+// Which tags a file has, where they end, what their frames say, and what wrong sizes and flags do.
+#include <gtest/gtest.h>
+
+#include "tests/id3p/parsed_tags.h"
+
+namespace {
+
+using namespace zdr::test;
+using namespace std::string_literals;
+
+struct Case {
+  const char* what;
+  Bytes content;  // a file, or the frames of a tag
+  std::string expected;
+};
+
+Bytes title(const std::string& body, uint8_t flags = 0) {
+  return v23_frame("TIT2", bytes_of(body), flags);
+}
+Bytes comment(const std::string& body) {
+  return v23_frame("COMM", bytes_of(body));
+}
+Bytes v22_title(const std::string& body) {
+  return v22_frame("TT2", bytes_of(body));
+}
+Bytes song(uint8_t version) {
+  return version == 2 ? v22_title("\0Song"s) : title("\0Song"s);
+}
+
+// The status when it is a failure, the position, and each tag with its size and texts.
+std::string told(const Bytes& content) {
+  const ParsedTags tags(content);
+  const ID3P_TagSet& set = tags.set();
+  std::string all = tags.status() == ID3P_OK ? "" : std::to_string(tags.status()) + " ";
+  all += "@" + std::to_string(tags.position());
+  const std::pair<const char*, const ID3P_Tag*> list[] = {{"1", set.v1}, {"2.2", set.v22}, {"2.3", set.v23}};
+  uint32_t total = set.v24 != nullptr ? set.v24->size : 0;
+  for (const auto& [version, tag] : list) {
+    if (tag == nullptr) continue;
+    all += " v"s + version + " of " + std::to_string(tag->size) + ": " + texts(tag->text);
+    total += tag->size;
+  }
+  if (set.v24 != nullptr) {
+    all += " v2.4 of " + std::to_string(set.v24->size) + ", footer " + std::to_string(set.v24->footer);
+  }
+  EXPECT_EQ(ID3P_TotalTagBytes(&set), total);
+  return all;
+}
+
+Bytes full_v1_tag() {
+  Bytes tag = id3v1(std::string(30, 't'), std::string(60, 'a'), "20245", 'g');
+  std::fill(tag.begin() + 97, tag.begin() + 127, uint8_t{'c'});
+  return tag;
+}
+
+TEST(Tags, AndWhereTheyEnd) {
+  const Bytes audio(100, 0xFF);
+  const std::string letters(30, 't');
+  Bytes wide_size = id3v2(4, 0, Bytes(255, 0));
+  wide_size[8] = 0;
+  wide_size[9] = 255;
+  const Case cases[] = {
+      {"1", concat({audio, id3v1("A title", "An artist", "1999", 17)}),
+       "@10 v1 of 128: title=A title artist=An artist album= year=1999 comment= genre=\\0011"},
+      {"1, required: genre as a character", id3v1("", "", "", 0x80),
+       "@10 v1 of 128: title= artist= album= year= comment= genre=\\20AC"},
+      {"1, no genre", id3v1("", "", "", 0xFF), "@10 v1 of 128: title= artist= album= year= comment="},
+      {"1, full fields end where the next begins", full_v1_tag(),
+       "@10 v1 of 128: title=" + std::string(30, 't') + " artist=" + std::string(30, 'a') +
+           " album=" + std::string(30, 'a') + " year=2024 comment=" + std::string(30, 'c') + " genre=g"},
+      {"2.3", concat({id3v2(3, 0, song(3)), audio}), "@25 v2.3 of 25: title=Song"},
+      {"2.2", concat({id3v2(2, 0, song(2)), audio}), "@21 v2.2 of 21: title=Song"},
+      {"2.3, required: unsynchronised zeros stay", id3v2(3, 0x80, title("\0A\xFF\0B"s)),
+       "@25 v2.3 of 25: title=A\\00FF"},
+      {"required: 2.4 is measured, without its footer", concat({id3v2(4, 0xFF, Bytes(1000, 0)), audio}),
+       "@1010 v2.4 of 1010, footer 16"},
+      {"required: top bits of size bytes count", wide_size, "@265 v2.4 of 265, footer 0"},
+      {"padding", concat({id3v2(3, 0, concat({song(3), Bytes(40, 0)})), audio}),
+       "@65 v2.3 of 65: title=Song"},
+      {"2.5", concat({id3v2(5, 0, song(3)), audio}), "@10"},
+      {"nothing", {}, "@0"},
+      {"cut header", bytes_of("ID3\3\0\0\0"s), "@7"},
+      {"no body", concat({id3v2(3, 0, {}), audio}), "@10 v2.3 of 10: "},
+      {"2.3 one byte short", id3v2(3, 0, song(3), 16), "-1007 @10 v2.3 of 26: "},
+      {"2.2 one byte short", id3v2(2, 0, song(2), 12), "-1007 @10 v2.2 of 22: "},
+      {"2.4 one byte short", id3v2(4, 0, song(3), 16), "-1007 @10 v2.4 of 26, footer 0"},
+      {"2.3 of 537 MB", id3v2(3, 0, song(3), 0x1FFFFFFF), "-1007 @10 v2.3 of 536870921: "},
+      {"frame beyond the body",
+       id3v2(3, 0, concat({song(3), Fields().text("TIT2").u32(0xFFFFFFFF).zeros(9).bytes})),
+       "@42 v2.3 of 42: title=Song"},
+      {"2.2 frame beyond the body",
+       id3v2(2, 0, concat({song(2), Fields().text("TT2").u24(0xFFFFFF).u8(0).bytes})),
+       "@28 v2.2 of 28: title=Song"},
+      {"ten bytes behind a frame", id3v2(3, 0, concat({song(3), bytes_of("TIT2\0\0\0\0\0\0"s)})),
+       "@35 v2.3 of 35: title=Song"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(told(c.content), c.expected) << c.what;
+}
+
+// The texts of a tag that parses.
+std::string read_back(uint8_t version, uint8_t flags, const Bytes& frames) {
+  const ParsedTags tags(id3v2(version, flags, frames));
+  EXPECT_EQ(tags.status(), ID3P_OK);
+  const ID3P_Tag* const tag = version == 2 ? tags.set().v22 : tags.set().v23;
+  return tag == nullptr ? "no tag" : texts(tag->text);
+}
+
+TEST(Tags, RequiredFlagErrorsOfV23FailAndOfV22DoNot) {
+  for (int flags = 0; flags < 256; ++flags) {
+    const auto flag_byte = static_cast<uint8_t>(flags);
+    const ParsedTags v23(id3v2(3, flag_byte, concat({Bytes(4, 0), song(3)})));
+    EXPECT_EQ(v23.status(), (flags & 0x3F) != 0 ? ID3P_ERR_FAILED : ID3P_OK) << flags;
+    EXPECT_EQ(read_back(2, flag_byte, song(2)), (flags & 0x5F) != 0 ? "" : "title=Song") << flags;
+  }
+}
+
+TEST(Tags, RequiredExtendedHeaderSizeTakesItsLastBytesAsSigned) {
+  const Case cases[] = {
+      {"of six bytes", concat({bytes_of("\0\0\0\6"s), Bytes(6, 0), song(3)}), "title=Song"},
+      {"of 200 bytes: 196 read as -60", concat({Fields().u32(196).bytes, Bytes(196, 0), song(3)}), ""},
+      {"0x1FF - 0x100", concat({Fields().u32(0x1FF).bytes, Bytes(0xFF, 0), song(3)}), "title=Song"},
+      {"negative", concat({Fields().u32(0x00FFFFFF).bytes, song(3)}), ""},
+      {"beyond the body", concat({Fields().u32(0x7F000000).bytes, song(3)}), ""},
+      {"cut", Bytes(3, 0), ""},
+  };
+  for (const Case& c : cases) EXPECT_EQ(read_back(3, 0x40, c.content), c.expected) << c.what;
+}
+
+TEST(Texts, OfV23Frames) {
+  const Case cases[] = {
+      {"up to a zero", title("\0So\0ng"s), "title=So"},
+      {"leading blanks and zeros go", title("\0  \0 Song "s), "title=Song "},
+      {"blanks alone", title("\0   "s), "title="},
+      {"windows-1252", title("\0\x80\xE9\x93"s), "title=\\20AC\\00E9\\201C"},
+      {"little-endian, blanks stay", title("\1\xFF\xFE \0\xE9\0"s), "title= \\00E9"},
+      {"up to a zero unit", title("\1\xFF\xFES\0\0\0T\0"s), "title=S"},
+      {"big-endian", title("\1\xFE\xFF\x4E\x7F"s), "title=\\4E7F"},
+      {"required: a low byte from 0x80 on", title("\1\xFE\xFF\0\xE9\x4E\x80"s), "title=\\FFE9\\FF80"},
+      {"any other mark is big-endian", title("\1ab\0S"s), "title=S"},
+      {"no unit behind the mark", title("\1\xFF\xFE"s), ""},
+      {"odd length", title("\1\xFF\xFES\0T"s), ""},
+      {"UTF-16 without mark", title("\2\0S"s), ""},
+      {"UTF-8", title("\3S"s), ""},
+      // The encoding byte that is looked at belongs to the next frame, whose ID then starts with zero.
+      {"empty, and replaces", concat({title("\0One"s), title(""), Bytes(12, 0)}), "title="},
+      {"the second replaces the first", concat({title("\0One"s), title("\0Two"s)}), "title=Two"},
+      {"a skipped one does not", concat({title("\0One"s), title("\3Two"s)}), "title=One"},
+      {"grouped", title("\0Song"s, 0x20), "title=Song"},
+      {"compressed", title("\0Song"s, 0x80), ""},
+      {"encrypted", title("\0Song"s, 0x40), ""},
+      {"undefined flags", concat({title("\0a"s, 0x10), title("\0a"s, 0x08), title("\0a"s, 0x01)}), ""},
+      {"behind an unknown frame", concat({v23_frame("PRIV", bytes_of("\0x"s)), song(3)}), "title=Song"},
+      {"comment", comment("\0engdescription\0Nice\0"s), "comment=Nice"},
+      {"required: unterminated, letters of the description stay", comment("\0engdescr\0Nice"s),
+       "comment=Niceescr"},
+      {"longer than the first part", comment("\0engd\0Nicer text"s), "comment=Nicer text"},
+      {"nothing behind the terminator drops an earlier one",
+       concat({comment("\0eng\0A\0"s), comment("\0eng\0"s)}), ""},
+      {"an empty text behind it", comment("\0engdescription\0\0"s), "comment="},
+      {"no terminator", comment("\0engNice"s), "comment=engNice"},
+      {"unknown encoding: an earlier one stays", concat({comment("\0eng\0A\0"s), comment("\2eng\0B"s)}),
+       "comment=A"},
+      {"comment of units",
+       comment("\1\xFF\xFE"
+               "d\0\0\0T\0u\0"s),
+       "comment=Tu"},
+      {"required: up to a space",
+       comment("\1\xFF\xFE"
+               "d\0 \0T\0 \0u\0\0\0v\0"s),
+       "comment=T u"},
+      {"units without either",
+       comment("\1\xFF\xFE"
+               "d\0e\0"s),
+       "comment=de"},
+      {"nothing behind the zero",
+       comment("\1\xFF\xFE"
+               "d\0\0\0"s),
+       "comment="},
+  };
+  for (const Case& c : cases) EXPECT_EQ(read_back(3, 0, c.content), c.expected) << c.what;
+}
+
+TEST(Texts, OfV22Frames) {
+  const Case cases[] = {
+      {"blanks go", v22_title("\0 Song"s), "title=Song"},
+      {"marked little-endian", v22_title("\1\xFF\xFES\0"s), "title=S"},
+      {"marked big-endian", v22_title("\1\xFE\xFF\0S"s), "title=S"},
+      {"unmarked is big-endian from the first byte", v22_title("\1\0S\0T"s), "title=ST"},
+      {"odd length loses the half unit", v22_title("\1\xFF\xFES\0T"s), "title=S"},
+      {"mark alone", v22_title("\1\xFF\xFE"s), ""},
+      {"empty frame is passed over", concat({v22_title(""), song(2)}), "title=Song"},
+      {"comment", v22_frame("COM", bytes_of("\0engd\0Nice\0"s)), "comment=Nice"},
+      {"comment of unmarked units", v22_frame("COM", bytes_of("\1\0d\0\0\0T\0u"s)), "comment=Tu"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(read_back(2, 0, c.content), c.expected) << c.what;
+}
+
+TEST(Texts, EveryFieldHasItsFrameAndIsCopied) {
+  const auto frames = [](std::initializer_list<const char*> ids, auto frame) {
+    Bytes all;
+    for (const char* id : ids) all = concat({all, frame(id, bytes_of("\0"s + id + "\0"s + id + "\0"s))});
+    return all;
+  };
+  EXPECT_EQ(read_back(2, 0, frames({"TT2", "TP1", "TAL", "TYE", "COM", "TCO", "TRK", "TLE"}, v22_frame)),
+            "title=TT2 artist=TP1 album=TAL year=TYE comment=COM genre=TCO track=TRK length=TLE");
+  const ParsedTags tags(
+      id3v2(3, 0,
+            frames({"TIT2", "TPE1", "TALB", "TYER", "COMM", "TCON", "TRCK", "TLEN", "TCOM", "TOPE", "WXXX"},
+                   [](auto id, const Bytes& body) { return v23_frame(id, body); })));
+  ASSERT_NE(tags.set().v23, nullptr);
+  EXPECT_EQ(texts(tags.set().v23->text),
+            "title=TIT2 artist=TPE1 album=TALB year=TYER comment=COMM genre=TCON track=TRCK length=TLEN "
+            "composer=TCOM original=TOPE url=WXXX");
+  ID3P_Text copy{};
+  ASSERT_EQ(ID3P_CopyText(&copy, tags.set().v23), ID3P_OK);
+  EXPECT_EQ(texts(copy), texts(tags.set().v23->text));
+  copy.release(&copy);
+  EXPECT_EQ(texts(copy), "");
+}
+
+const std::string kPng = "\x89PNG\r\n\x1A\nrest"s;
+const std::string kJpeg = "\xFF\xD8\xFFrest"s;
+
+struct PictureCase {
+  const char* what;
+  std::string body;
+  std::string mime_type;
+  int picture_type;
+  uint32_t format;
+  std::string description;
+  std::string data;
+};
+
+std::string text_of(const uint8_t* bytes, size_t size) {
+  return bytes == nullptr ? "" : std::string(reinterpret_cast<const char*>(bytes), size);
+}
+
+void expect_picture(const PictureCase& c) {
+  // The second replaces the first.
+  const Bytes first = v23_frame("APIC", bytes_of("\0image/png\0\3\0"s + kPng));
+  const ParsedTags tags(id3v2(3, 0, concat({first, v23_frame("APIC", bytes_of(c.body))})));
+  ASSERT_EQ(tags.status(), ID3P_OK) << c.what;
+  const ID3P_Picture* const picture = tags.set().v23->text.picture;
+  ASSERT_NE(picture, nullptr) << c.what;
+  std::string head = c.body;
+  head.resize(5, '\0');
+  EXPECT_EQ(text_of(picture->head, 4) + text_of(picture->text_encoding, 1), head) << c.what;
+  EXPECT_EQ(std::string(picture->mime_type), c.mime_type) << c.what;
+  EXPECT_EQ(*picture->picture_type, c.picture_type) << c.what;
+  EXPECT_EQ(picture->format, c.format) << c.what;
+  EXPECT_EQ(text_of(picture->data, picture->data_length), c.data) << c.what;
+  EXPECT_EQ(picture->description != nullptr, !c.description.empty()) << c.what;
+  EXPECT_EQ(text_of(picture->description, c.description.size()), c.description) << c.what;
+}
+
+TEST(Picture, FieldsAreFoundBySearchingAsRequired) {
+  const PictureCase cases[] = {
+      {"PNG", "\0image/png\0\3\0"s + kPng, "image/png", 3, ID3P_PICTURE_PNG, "\3\0"s, kPng},
+      {"the type of a JPEG is the terminator", "\0image/jpeg\0\3\0"s + kJpeg, "image/jpeg", 0,
+       ID3P_PICTURE_JPEG, "\0\3\0"s, kJpeg},
+      {"GIF keeps what was copied last, up to its zero", "\0image/gif\0\3\0GIF89a"s, "if", 0,
+       ID3P_PICTURE_GIF, "\0\3\0"s, "GIF89a"},
+      {"an earlier i is passed over", "\0ii/image/png\0\3\0"s + kPng, "image/png", 3, ID3P_PICTURE_PNG,
+       "\3\0"s, kPng},
+      {"no image", "\0image/png\0\3\0nothing"s, "image/png", 3, ID3P_PICTURE_JPEG, "", ""},
+      {"image before the type", "\0"s + kJpeg + "image/png\0\3\0"s, "image/png", 3, ID3P_PICTURE_JPEG, "",
+       kJpeg + "image/png\0\3\0"s},
+      {"no MIME type", "\0abc"s, "", 0, ID3P_PICTURE_JPEG, "", ""},
+      {"cut in the MIME type", "\0imag"s, "imag", 0, ID3P_PICTURE_JPEG, "", ""},
+      {"cut before the type", "\0image/png"s, "image/png", 0, ID3P_PICTURE_JPEG, "", ""},
+      {"one byte", "\0"s, "", 0, ID3P_PICTURE_JPEG, "", ""},
+  };
+  for (const PictureCase& c : cases) expect_picture(c);
+}
+
+std::string said;
+
+TEST(Picture, OtherEncodingsAreToldAndSkipped) {
+  ID3P_SetConsole([](const char* message) { said += message; });
+  const auto picture = [](char encoding, uint8_t flags) {
+    return v23_frame("APIC", bytes_of(encoding + "image/png\0\3\0"s + kPng), flags);
+  };
+  const Bytes frames = concat({picture('\1', 0), picture('\2', 0), picture('\3', 0), song(3)});
+  const ParsedTags tags(id3v2(3, 0, frames));
+  EXPECT_EQ(said, "\n Unicode not supported now\n Unicode not supported now\n Unicode not supported now");
+  EXPECT_EQ(tags.set().v23->text.picture, nullptr);
+  EXPECT_EQ(texts(tags.set().v23->text), "title=Song");
+  said.clear();
+  EXPECT_EQ(read_back(3, 0, picture('\1', 0x80)), "");
+  EXPECT_EQ(said, "") << "a compressed one is not looked into";
+  ID3P_SetConsole(nullptr);
+}
+
+}  // namespace
