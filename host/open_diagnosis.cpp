@@ -139,7 +139,6 @@ OpenDiagnosis diagnose_parse(const std::string& file, const ParsedFile& parsed) 
 }
 
 OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
-  if (const auto refused = diagnose_before_open(file)) return *refused;
   const std::string status = hresult_text(load_result);
   if (load_result == VFW_E_NOT_FOUND) return {ExitCode::kCannotOpen, "", "no such file", status};
   std::error_code code;

@@ -1,9 +1,11 @@
-// Texts of files in any encoding, made fit for terminals and JSON.
+// Texts of files in any encoding, made fit for terminals and JSON; times as they are typed.
 #include "host/decoded_text.h"
 
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+
+#include "host/time_text.h"
 
 namespace zdr::host {
 namespace {
@@ -94,6 +96,28 @@ TEST(DecodedText, LongTextIsCutBetweenCharactersAndTellsItsLength) {
   EXPECT_EQ(json["wide"], "A");
   EXPECT_EQ(json["whole"], "AB");
   EXPECT_EQ(json["bad_hex"], "8080");
+}
+
+TEST(TimeText, ReadsSecondsAndClockTimes) {
+  const std::pair<const char*, int64_t> kTimes[] = {
+      {"0", 0},
+      {"12.5", 125'000'000},
+      {".25", 2'500'000},
+      {"7.", 70'000'000},
+      {"1.00000019", 10'000'001},  // digits below 100 ns are cut off
+      {"0:00:01.5", 15'000'000},
+      {"1:02:03.004", 37'230'040'000},
+      {"100:00:00", 3'600'000'000'000},
+  };
+  for (const auto& [text, units] : kTimes) EXPECT_EQ(parse_time(text), units) << text;
+  for (const char* text : {"", ".", "-1", "1e3", " 1", "1:02", "1:2:3:4", "0:60:00", "0:00:60", "0:000:01",
+                           "::", "99999999999999999999"}) {
+    EXPECT_EQ(parse_time(text), std::nullopt) << text;
+  }
+  for (int64_t ms : {0LL, 1LL, 59'999LL, 60'000LL, 3'599'999LL, 3'600'000LL, 450'000'000LL}) {
+    EXPECT_EQ(parse_time(format_time(ms * kUnitsPerMillisecond)), ms * kUnitsPerMillisecond);
+  }
+  EXPECT_EQ(format_time(-15'000'000), "-0:00:01.500");
 }
 
 }  // namespace

@@ -87,12 +87,15 @@ TEST(ZdrAac, TellsWhyAFileIsRefused) {
       {"the first frame of its ADTS stream", Bytes(adts.begin(), adts.begin() + 100), 1},
       {"behind an ID3v2 tag only ADTS", test::concat({test::id3v2(4, 0, Bytes(20, 0)), Bytes(50, 'x')}), 4},
       {"none of ADTS, ADIF and an AAC configuration", Bytes(100, 'x'), 1},
+      // An object type that the decoder names on the console.
+      {"none of ADTS, ADIF and an AAC configuration", test::concat({{2, 0x0A, 0x10}, Bytes(20, 0xFF)}), 1},
   };
   const TempFolder folder;
   for (const auto& c : kCases) {
     write(folder, "bad.aac", c.content);
     const ZdrResult result = run_zdr({"info", "bad.aac"}, folder.path());
     EXPECT_EQ(result.exit_code, c.exit_code) << c.what;
+    EXPECT_THAT(result.err, testing::MatchesRegex("zdr: [^\n]*\n"));
     EXPECT_THAT(result.err, HasSubstr(c.what));
   }
 }
