@@ -194,7 +194,8 @@ std::string man_page(std::string_view version) {
     }
   }
   out << ".SH FILES\nA written file appears under its name only when it is complete. After a failure or an\n"
-         "interruption what was written so far stays as \\fINAME\\fR.part.\n"
+         "interruption what was written so far stays as \\fINAME\\fR.part. A file that exists is replaced\n"
+         "only with \\-\\-force; folders, pipes and devices never are.\n"
          ".PP\nThe registry is the text file \\fIzdr/registry.reg\\fR in $XDG_DATA_HOME or ~/.local/share. "
          "Files "
          "are\nopened by the source filter that it names for their extension, else by that of the module "
@@ -205,6 +206,9 @@ std::string man_page(std::string_view version) {
          ".TP\n3\nplayed, but something was lost\n.TP\n4\nnot supported\n.TP\n5\nan output could not be "
          "written\n"
          ".TP\n130\ninterrupted\n"
+         ".SH SIGNALS\nSIGINT and SIGTERM end the run and keep what was written; a second one ends the "
+         "program at "
+         "once.\n"
          ".SH ENVIRONMENT\n.TP\n.B NO_COLOR\nno colour on a terminal\n"
          ".TP\n.B ZDR_MODULE\npath of the filter module, whatever the registry says\n"
          ".TP\n.B ZDR_REGISTRY\nthe registry's file, instead of the one above\n"
