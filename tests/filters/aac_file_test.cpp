@@ -161,48 +161,6 @@ TEST(AacFile, PlaysWhatItsReaderGivesAtTheRateOfTheDecoder) {
   }
 }
 
-TEST(AacFile, RequiredHeAacV2IsTwoEqualChannels) {
-  FilterUnderTest under_test;
-  ASSERT_EQ(under_test.load(sample_path("he-aac-v2.aac")), S_OK);
-  const Bytes delivered = joined(play(under_test));
-  std::vector<int16_t> pcm(delivered.size() / 2);
-  std::memcpy(pcm.data(), delivered.data(), 2 * pcm.size());
-  int loudest = 0;
-  for (size_t i = 0; i + 1 < pcm.size(); i += 2) {
-    ASSERT_EQ(pcm[i], pcm[i + 1]) << i;
-    loudest = std::max<int>(loudest, pcm[i]);
-  }
-  EXPECT_GT(loudest, 1000);
-}
-
-TEST(AacFile, PlaysRawBlocksAndFindsThemByCounting) {
-  for (const Bytes& header : {aacf::test::raw_header(), aacf::test::adif_header()}) {
-    FilterUnderTest under_test;
-    const Bytes blocks = aacf::test::repeated(aacf::test::silent_block(400, 2, 0xFF), 45);
-    const Bytes tag = test::id3v1("t", "a", "1999", 1);
-    ASSERT_EQ(under_test.load(test::concat({header, blocks, tag}), "clip.aac"), S_OK);
-    EXPECT_EQ(joined(play(under_test)).size(), 44u * 4096);
-    ASSERT_EQ(seek(under_test, 500 * kMs), S_OK);
-    const std::vector<Delivered> rest = play(under_test);
-    ASSERT_FALSE(rest.empty());
-    EXPECT_EQ(rest[0].start, 10 * kMs) << "frame 23 begins at 510 ms";
-    EXPECT_EQ(joined(rest).size(), (45u - 22) * 4096);
-  }
-}
-
-TEST(AacFile, AFrameThatDoesNotFitEndsItsGroup) {
-  FilterUnderTest under_test;
-  ASSERT_EQ(under_test.load(adts_file(60, 400), "clip.aac"), S_OK);
-  for (const LONG room : {3 * 4096 + 100, 2 * 4096}) {
-    FakeSample sample(room);
-    EXPECT_EQ(under_test.fill(0, sample), S_OK);
-    EXPECT_EQ(sample.length, room / 4096 * 4096);
-  }
-  FakeSample broken(kRoom);
-  broken.get_pointer = E_UNEXPECTED;
-  EXPECT_EQ(under_test.fill(0, broken), E_UNEXPECTED);
-}
-
 TEST(AacFile, EverySeekDecodesAnew) {
   const auto path = sample_path("aac-lc-44k-stereo.aac");
   FilterUnderTest under_test;

@@ -8,6 +8,7 @@
 #include "esparse/aac/aacf.h"
 #include "esparse/aac/frame_sync.h"
 #include "tests/esparse/aac/stream_builder.h"
+#include "tests/support/box_builder.h"
 
 namespace {
 
@@ -105,9 +106,7 @@ TEST(FrameSync, OfRawBlocksMeasuresThem) {
   EXPECT_EQ(sync(state, block), (Found{AACF_OK, 200}));
   EXPECT_EQ(sync(state, zdr::aacf::test::repeated(block, 2)), (Found{AACF_OK, 200}));
   EXPECT_EQ(sync(state, Data(block.begin(), block.end() - 1)), (Found{AACF_ERR_NEED_MORE_DATA, kUntouched}));
-  Data behind_junk(3, 0x60);
-  behind_junk.insert(behind_junk.end(), block.begin(), block.end());
-  EXPECT_EQ(find_again(state, behind_junk), (Found{AACF_OK, 3}));
+  EXPECT_EQ(find_again(state, zdr::test::concat({{0x60, 0x60, 0x60}, block})), (Found{AACF_OK, 3}));
   EXPECT_EQ(find_again(state, {}), (Found{AACF_ERR_NEED_MORE_DATA, 0}));
 }
 
