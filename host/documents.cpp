@@ -104,9 +104,10 @@ std::string zsh_completion() {
   for (const CommandRow& command : command_rows()) {
     if (command.listed) out << "    '" << command.name << ":" << command.summary << "'\n";
   }
-  out << "  )\n  if (( CURRENT == 2 )); then _describe command commands; return; fi\n  case ${words[2]} in\n";
+  out << "  )\n  if (( CURRENT == 2 )); then _describe command commands; compadd -- --help --version; "
+         "return; fi\n  case ${words[2]} in\n";
   for (const CommandRow& command : command_rows()) {
-    out << "    " << command.name << ") _arguments";
+    out << "    " << command.name << ") _arguments '(-h --help)'{-h,--help}'[show the options]'";
     for (const OptionRow& option : option_rows()) {
       if ((option.commands & command.bit) != 0) out << " " << zsh_option(option);
     }
@@ -133,7 +134,9 @@ std::string fish_completion() {
       out << " -d '" << option.summary << "'\n";
     }
   }
-  out << "complete -c zdr -n '__fish_seen_subcommand_from completion' -a 'bash zsh fish'\n";
+  out << "complete -c zdr -s h -l help -d 'show the options'\n"
+         "complete -c zdr -n __fish_use_subcommand -l version -d 'show the version'\n"
+         "complete -c zdr -n '__fish_seen_subcommand_from completion' -a 'bash zsh fish'\n";
   return out.str();
 }
 
