@@ -122,6 +122,21 @@ TEST(RealStreams, AreEnteredWhereAFrameIsExpected) {
   }
 }
 
+TEST(RealStreams, RequiredHeAacV2GivesTwoEqualChannels) {
+  const Bytes content = zdr::aacdec::test::read_file(ZDR_SAMPLES_DIR "/he-aac-v2.aac");
+  OpenedFile file(content);
+  EXPECT_EQ(config_of(file).channels, 2);
+  int loudest = 0;
+  for (uint32_t number = 1; number <= 30; ++number) {
+    const Pcm pcm = file.read(number).pcm;
+    for (size_t i = 0; i + 1 < pcm.size(); i += 2) {
+      ASSERT_EQ(pcm[i], pcm[i + 1]) << "frame " << number;
+      loudest = std::max<int>(loudest, pcm[i]);
+    }
+  }
+  EXPECT_GT(loudest, 1000);
+}
+
 TEST(RealStreams, InRawBlocksAreFoundByCounting) {
   for (const char* name : {"aac-lc-8k-mono.aac", "he-aac-v2.aac"}) {
     const AdtsFile adts = zdr::aacdec::test::sample(name);
