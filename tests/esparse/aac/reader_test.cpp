@@ -233,7 +233,7 @@ TEST(Reads, LandEndAndGoOn) {
       {"a damaged frame", damaged, {1, 2, 3, 4, 5, 6, 7}, "0 1024 1024 1024 -1 1024 1024"},
       {"a place without headers", concat({adts_file(30, 400), Bytes(20000, 0)}), {60, 1, 2}, "-10101 0 1024"},
       {"what looks like a header behind raw blocks",
-       concat({raw, {0xFF, 0xFF}, Bytes(20, 0)}),
+       concat({raw, {0xFF, 0xF1, 0x50, 0x80, 0x03, 0x9F, 0xFC}, Bytes(20, 0x60)}),
        {6, 1, 2, 6, 3},
        "-1 0 1024 -1 1024"},
       {"back from inside of a frame of two blocks",
