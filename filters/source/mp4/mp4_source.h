@@ -14,8 +14,8 @@
 //   lock               guards                                      taken by
 //   control mutex      one load, state change or seek at a time    graph threads only
 //   state lock         pins, connections, state (base classes)     graph threads only: Stop and Pause hold it
-//                                                                  while they wait for a worker, Load while
-//                                                                  it makes the pins
+//                                                                  while they wait for a worker, Load for the
+//                                                                  whole open
 //   pin mutex          a pin's track: cursors, counters, formats   workers, graph and renderer threads
 //   file manager's     its streams                                 whoever reads
 //   position lock      durations, positions, the file's name       anyone; a leaf, for a few loads and stores
