@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "esparse/amr/frame_reader.h"
@@ -226,7 +227,7 @@ class EndlessSource final : public amrf::ByteSource {
   EndlessSource(std::string_view begin, uint8_t filling) : begin_(begin), filling_(filling) {}
   uint32_t read(void* buffer, uint32_t count) override {
     std::memset(buffer, filling_, count);
-    std::memcpy(buffer, begin_.data(), begin_.size());
+    std::copy(begin_.begin(), begin_.end(), static_cast<char*>(buffer));
     begin_ = {};
     return count;
   }
