@@ -59,6 +59,7 @@ inline constexpr int kMixingEntries = 4;
 
 struct PsSynthesis {
   bool active;  // parametric stereo data have come
+  // Of the signal, from frame to frame.
   struct Memory {
     int32_t hybrid_re[kSplitBands][kHybridDelay];
     int32_t hybrid_im[kSplitBands][kHybridDelay];
@@ -67,7 +68,7 @@ struct PsSynthesis {
     int32_t delay_re[kSubBands - kAllPassBands][kLongDelay];
     int32_t delay_im[kSubBands - kAllPassBands][kLongDelay];
     TransientDetector detector[kPsBands];
-  } memory;                                      // of the signal
+  } memory;
   int32_t mixing_q30[kPsBands][kMixingEntries];  // reached at the end of the frame before
 
   // The rest is working memory.

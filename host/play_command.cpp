@@ -28,7 +28,7 @@ class Playing {
         options_(options),
         range_(play_range(options)),
         messages_(options.quiet || options.json),
-        guard_(options.allow_overlap ? 0 : size_of(file)),
+        guard_(delivery_limit(options, file)),
         player_(file, messages_) {}
 
   ExitCode run();
@@ -38,11 +38,6 @@ class Playing {
   void print(std::ostream& out) const;
 
  private:
-  static uint64_t size_of(const std::string& file) {
-    std::error_code code;
-    const uintmax_t size = std::filesystem::file_size(as_path(file), code);
-    return code ? 0 : size;
-  }
   bool wanted(const PinEntry& pin) const {
     return options_.only.empty() || (options_.only == "audio") == pin.is_audio();
   }
@@ -162,7 +157,7 @@ ExitCode Playing::check_complete(const StreamRecorder& recorder) {
   if (!range_.is_whole || !is_iso_media(file_)) return result;
   const bool audio = recorder.pin_name().find("Audio") != std::string::npos;
   ProgressLine progress(!options_.quiet);
-  const std::string label = as_path(file_).filename().string() + ": checking " + recorder.pin_name();
+  const std::string label = progress_label(file_) + ": checking " + recorder.pin_name();
   const auto shortfall = find_shortfall(file_, audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO,
                                         recorder.payload_bytes(), [&](uint32_t done, uint32_t total) {
                                           progress.update(label, done, total);

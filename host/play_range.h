@@ -18,6 +18,12 @@ struct PlayRange {
 
 PlayRange play_range(const Options& options);
 
+// For DeliveryGuard: the bytes of the file, 0 where none can or need be told.
+uint64_t delivery_limit(const Options& options, const std::string& file);
+
+// What a progress line calls a file.
+std::string progress_label(const std::string& file);
+
 // One line for a file of which the streams have come to `position`; `duration` 0 is unknown.
 void show_progress(ProgressLine& line, const std::string& file, const PlayRange& range, int64_t position,
                    int64_t duration);

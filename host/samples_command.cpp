@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
-#include <filesystem>
 #include <iostream>
 #include <list>
 #include <memory>
@@ -159,18 +158,13 @@ class Listing {
         messages_(messages),
         file_(options.files.front()),
         range_(play_range(options)),
-        guard_(options.allow_overlap ? 0 : size_of(file_)),
+        guard_(delivery_limit(options, file_)),
         player_(file_, messages) {}
 
   ExitCode run();
   ExitCode print(std::ostream& out);
 
  private:
-  static uint64_t size_of(const std::string& file) {
-    std::error_code code;
-    const uintmax_t size = std::filesystem::file_size(std::filesystem::path(file), code);
-    return code ? 0 : size;
-  }
   ExitCode connect();
   ExitCode play();
   bool on_slice(ProgressLine& progress);
