@@ -29,7 +29,9 @@ extern const QcpCodec kEvrcCodec;
 // Each access unit is one or more frames, each begun by its rate octet, as 3GPP2 files store them.
 class QcpWriter : public StreamWriter {
  public:
+  // `codec` is one of the two above: it must outlive the writer.
   explicit QcpWriter(const QcpCodec& codec) : codec_(codec) {}
+  explicit QcpWriter(const QcpCodec&& codec) = delete;
   bool begin(OutputFile& file) override;
   bool write(OutputFile& file, Bytes sample) override;
   bool finish(OutputFile& file) override;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/media_type_text.h"
@@ -67,8 +68,8 @@ WriterChoice choose_decoder(Bytes audio_specific_config, Bytes first_sample) {
 }
 
 template <class Writer, class... Arguments>
-WriterChoice choice(const char* extension, Arguments... arguments) {
-  return {extension, std::make_unique<Writer>(arguments...)};
+WriterChoice choice(const char* extension, Arguments&&... arguments) {
+  return {extension, std::make_unique<Writer>(std::forward<Arguments>(arguments)...)};
 }
 
 using Choose = WriterChoice (*)(const AM_MEDIA_TYPE& type, Bytes first_sample);

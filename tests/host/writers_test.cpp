@@ -6,10 +6,10 @@
 #include <cstring>
 #include <vector>
 
+#include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/crc32.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
-#include "host/writers/qcp_writer.h"
 #include "host/writers/video_writers.h"
 #include "tests/aacdec/test_decoder.h"
 #include "tests/support/temp_folder.h"
@@ -119,24 +119,36 @@ TEST(AdtsWriter, CountsWhatAdtsCannotExpress) {
   EXPECT_EQ(at_44000.damaged_units(), 1u);
 }
 
+// The writer that a play chooses for the subtype.
+std::unique_ptr<StreamWriter> qcp_writer(const GUID& subtype) {
+  AM_MEDIA_TYPE type{};
+  type.majortype = MEDIATYPE_Audio;
+  type.subtype = subtype;
+  WriterChoice choice = choose_writer(type, {}, false);
+  EXPECT_EQ(choice.extension, "qcp");
+  return std::move(choice.writer);
+}
+
 TEST(QcpWriter, HeaderTellsFramesAndSizes) {
   Data full(35, 0x55);
   full[0] = 4;
   const Data eighth = {1, 9, 9, 9};
-  QcpWriter writer(kQcelpCodec);
+  const auto chosen = qcp_writer(mp4source::kSubtypeQcelp);
+  StreamWriter& writer = *chosen;
   const Data out = written(writer, {full, joined({eighth, eighth})});
   ASSERT_EQ(out.size(), 194u + 35 + 8 + 1);  // odd data is padded
   const auto u32 = [&](size_t at) { return out[at] | out[at + 1] << 8 | out[at + 2] << 16; };
   EXPECT_EQ(u32(4), static_cast<int>(out.size()) - 8);
+  EXPECT_EQ(std::string(out.begin() + 40, out.begin() + 50), std::string("Qcelp 13K\0", 10));
   EXPECT_EQ(u32(182), 3);       // frames in the vrat chunk
   EXPECT_EQ(u32(190), 35 + 8);  // bytes in the data chunk
   EXPECT_EQ(writer.damaged_units(), 0u);
 }
 
 TEST(QcpWriter, CountsUnknownRates) {
-  QcpWriter writer(kEvrcCodec);
-  written(writer, {{7, 1, 2}, {4, 1, 2}});
-  EXPECT_EQ(writer.damaged_units(), 2u);
+  const auto writer = qcp_writer(mp4source::kSubtypeEvrc);
+  written(*writer, {{7, 1, 2}, {4, 1, 2}});
+  EXPECT_EQ(writer->damaged_units(), 2u);
 }
 
 // Ten units a sample, their sizes behind them.
