@@ -1,9 +1,11 @@
 # The few helpers with which every folder declares its target, so that flags and layering stand once.
 
+# ccache takes precompiled headers only when told that their defines and times don't matter.
 find_program(ZDR_CCACHE ccache)
 if(ZDR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${ZDR_CCACHE})
-  set(CMAKE_C_COMPILER_LAUNCHER ${ZDR_CCACHE})
+  set(launcher ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime ${ZDR_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
+  set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
 endif()
 
 find_package(Threads REQUIRED)
@@ -27,12 +29,46 @@ if(ZDR_FUZZ)
   target_link_options(zdr_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# zdr_library(NAME SOURCES a.cpp ... [DEPENDS targets ...])
-# A static library of one folder. DEPENDS names exactly the folders that it may include from.
+# Half of a compilation are the headers of others: they are precompiled once for all targets of the same flags. Not in
+# the builds with sanitizers, which so show an include that is missing.
+# zdr_precompile(TARGET GROUP headers ...)
+function(zdr_precompile target group)
+  if(ZDR_SANITIZE)
+    return()
+  endif()
+  get_property(owner GLOBAL PROPERTY zdr_precompiled_${group})
+  if(owner)
+    target_precompile_headers(${target} REUSE_FROM ${owner})
+  else()
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+    set_property(GLOBAL PROPERTY zdr_precompiled_${group} ${target})
+  endif()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fpch-preprocess>)
+  endif()
+  # The C files that some targets have don't take them.
+  get_target_property(sources ${target} SOURCES)
+  list(FILTER sources INCLUDE REGEX "[.]c$")
+  if(sources)
+    set_source_files_properties(${sources} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+  endif()
+endfunction()
+
+set(ZDR_STANDARD_HEADERS <algorithm> <array> <atomic> <cstring> <memory> <mutex> <optional> <span> <string>
+                         <string_view> <vector>)
+
+# zdr_library(NAME SOURCES a.cpp ... [DEPENDS targets ...] [HEADERS <of others> ...])
+# A static library of one folder. DEPENDS names exactly the folders that it may include from; HEADERS are precompiled
+# with those of the standard library.
 function(zdr_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;HEADERS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_link_libraries(${name} PUBLIC ${ARG_DEPENDS} PRIVATE $<BUILD_INTERFACE:zdr_flags> Threads::Threads)
+  if(ARG_HEADERS)
+    zdr_precompile(${name} ${name} ${ZDR_STANDARD_HEADERS} ${ARG_HEADERS})
+  else()
+    zdr_precompile(${name} library ${ZDR_STANDARD_HEADERS})
+  endif()
 endfunction()
 
 # zdr_test(NAME SOURCES a_test.cpp ... [DEPENDS targets ...])
@@ -46,17 +82,7 @@ function(zdr_test name)
   target_compile_options(${name} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O1>)
   # At -O1 gcc sees overruns in the standard library's own strings.
   target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds>)
-  # Half of the rest are these headers, precompiled once for all tests. ccache does not take such headers as they are.
-  get_property(owner GLOBAL PROPERTY zdr_test_headers)
-  if(owner)
-    target_precompile_headers(${name} REUSE_FROM ${owner})
-  elseif(NOT ZDR_CCACHE)
-    target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
-    set_property(GLOBAL PROPERTY zdr_test_headers ${name})
-  endif()
-  # The C files that some tests have don't take them.
-  list(FILTER ARG_SOURCES INCLUDE REGEX "[.]c$")
-  set_source_files_properties(${ARG_SOURCES} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+  zdr_precompile(${name} test <gmock/gmock.h> <gtest/gtest.h>)
   # The user's own registry could name another module for the files that tests play.
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT 120 ENVIRONMENT ZDR_REGISTRY=${CMAKE_BINARY_DIR}/no-registry.reg)

@@ -5,6 +5,7 @@
 
 #include "esparse/aac/aacf.h"
 #include "os/os.h"
+#include "tests/aacdec/adts_file.h"
 #include "tests/esparse/aac/stream_builder.h"
 #include "tests/filters/sink_graph.h"
 #include "tests/support/id3_builder.h"
@@ -30,12 +31,13 @@ class Reader {
   ~Reader() { AACF_Close(reader_); }
 
   AACF_File* get() { return reader_; }
-  // PCM of `count` reads from frame `first` on, or of all.
-  Bytes pcm(uint32_t first, uint32_t count = UINT32_MAX) {
+  // PCM of `count` reads from frame `first` on, or of all, as far as it fits `room`.
+  Bytes pcm(uint32_t first, uint32_t count = UINT32_MAX, size_t room = SIZE_MAX) {
     Bytes all;
     std::vector<int16_t> frame(8192);
     for (uint32_t i = 0; i < count; ++i) {
-      AACF_FrameRequest request{first + i, 16384, frame.data()};
+      const size_t left = std::min<size_t>(room - all.size(), 16384);
+      AACF_FrameRequest request{first + i, static_cast<uint32_t>(left), frame.data()};
       if (AACF_ReadFrame(reader_, &request) != AACF_OK) break;
       const auto* const bytes = reinterpret_cast<const uint8_t*>(frame.data());
       all.insert(all.end(), bytes, bytes + request.size);
@@ -161,27 +163,89 @@ TEST(AacFile, PlaysWhatItsReaderGivesAtTheRateOfTheDecoder) {
   }
 }
 
-TEST(AacFile, EverySeekDecodesAnew) {
-  const auto path = sample_path("aac-lc-44k-stereo.aac");
-  FilterUnderTest under_test;
-  ASSERT_EQ(under_test.load(path), S_OK);
-  // Required: to 0 means to 1 ms, and to the same place means again.
-  for (const REFERENCE_TIME target : {0 * kMs, 0 * kMs, 500 * kMs, 500 * kMs, 123 * kMs, -5 * kMs}) {
-    Reader reader(path);
-    uint32_t frame = 0;
-    ASSERT_EQ(AACF_TimeToFrame(reader.get(), static_cast<uint32_t>(std::max(target / kMs, REFERENCE_TIME{1})),
-                               &frame),
-              AACF_OK);
-    uint64_t second_ms = 0;
-    AACF_FrameToTime(reader.get(), frame + 1, &second_ms);
-    ASSERT_EQ(under_test.seek(target), S_OK);
-    const Filled sample = under_test.fill(kRoom);
-    EXPECT_TRUE(sample.discontinuity && sample.sync) << target;
-    EXPECT_EQ(sample.start, static_cast<REFERENCE_TIME>(second_ms) * kMs - target);
-    EXPECT_EQ(sample.data, reader.pcm(frame, 10)) << target;
+// The blocks of a real file behind the header of each kind.
+struct Kind {
+  const char* name;
+  Bytes header;
+  bool adts = false;
+};
+const Kind kKinds[] = {
+    {"ADTS", {}, true}, {"ADIF", aacf::test::adif_header()}, {"raw", aacf::test::raw_header()}};
+
+Bytes same_stream_as(const Kind& kind) {
+  Bytes content = kind.header;
+  for (const auto& frame : aacdec::test::read_adts_file(sample_path("aac-lc-44k-stereo.aac")).frames) {
+    if (kind.adts) content.insert(content.end(), frame.header.begin(), frame.header.end());
+    content.insert(content.end(), frame.payload.begin(), frame.payload.end());
   }
-  ASSERT_EQ(under_test.seek(1000000 * kMs), S_OK);
-  EXPECT_TRUE(under_test.play().empty());
+  return content;
+}
+
+TEST(AacFile, OfEveryKindPlaysTheSame) {
+  std::vector<std::vector<Filled>> played;
+  for (const Kind& kind : kKinds) {
+    FilterUnderTest under_test;
+    ASSERT_EQ(under_test.load(same_stream_as(kind), "clip.aac"), S_OK) << kind.name;
+    played.push_back(under_test.play());
+    ASSERT_GT(played.back().size(), 3u) << kind.name;
+  }
+  EXPECT_EQ(played[1], played[2]);
+  // Frames of ADTS are estimated, and the last one is never counted.
+  ASSERT_LE(played[0].size(), played[1].size());
+  played[0].pop_back();
+  EXPECT_TRUE(
+      std::equal(played[0].begin(), played[0].end(), played[1].begin(),
+                 [](const Filled& a, const Filled& b) { return a.start == b.start && a.data == b.data; }));
+}
+
+TEST(AacFile, RequiredFrameThatDoesNotFitIsPassedOver) {
+  constexpr LONG kThreeFramesAndAHalf = 3 * 4096 + 2048;
+  for (const Kind& kind : kKinds) {
+    FilterUnderTest under_test;
+    ASSERT_EQ(under_test.load(same_stream_as(kind), "clip.aac"), S_OK) << kind.name;
+    Reader reader(under_test.folder / "clip.aac");
+    // Frames 1 to 4 and the one of which nothing comes; 6 to 9, and so on.
+    for (const uint32_t first : {1u, 6u, 10u}) {
+      const Bytes expected = reader.pcm(first, 10, kThreeFramesAndAHalf);
+      EXPECT_EQ(under_test.fill(kThreeFramesAndAHalf).data, expected) << kind.name << ' ' << first;
+    }
+  }
+}
+
+TEST(AacFile, RefusedBufferLosesItsFirstFrame) {
+  FilterUnderTest under_test;
+  const auto path = sample_path("aac-lc-44k-stereo.aac");
+  ASSERT_EQ(under_test.load(path), S_OK);
+  FakeSample none(kRoom);
+  none.get_pointer = E_OUTOFMEMORY;
+  EXPECT_EQ(under_test.fill(0, none), E_OUTOFMEMORY);
+  EXPECT_EQ(under_test.fill(kRoom).data, Reader(path).pcm(2, 10));
+}
+
+TEST(AacFile, EverySeekDecodesAnew) {
+  for (const Kind& kind : kKinds) {
+    SCOPED_TRACE(kind.name);
+    FilterUnderTest under_test;
+    ASSERT_EQ(under_test.load(same_stream_as(kind), "clip.aac"), S_OK);
+    const auto path = under_test.folder / "clip.aac";
+    // Required: to 0 means to 1 ms, and to the same place means again.
+    for (const REFERENCE_TIME target : {0 * kMs, 0 * kMs, 500 * kMs, 500 * kMs, 123 * kMs, -5 * kMs}) {
+      Reader reader(path);
+      uint32_t frame = 0;
+      ASSERT_EQ(AACF_TimeToFrame(reader.get(),
+                                 static_cast<uint32_t>(std::max(target / kMs, REFERENCE_TIME{1})), &frame),
+                AACF_OK);
+      uint64_t second_ms = 0;
+      AACF_FrameToTime(reader.get(), frame + 1, &second_ms);
+      ASSERT_EQ(under_test.seek(target), S_OK);
+      const Filled sample = under_test.fill(kRoom);
+      EXPECT_TRUE(sample.discontinuity && sample.sync) << target;
+      EXPECT_EQ(sample.start, static_cast<REFERENCE_TIME>(second_ms) * kMs - target);
+      EXPECT_EQ(sample.data, reader.pcm(frame, 10)) << target;
+    }
+    ASSERT_EQ(under_test.seek(1000000 * kMs), S_OK);
+    EXPECT_TRUE(under_test.play().empty());
+  }
 }
 
 TEST(AacFile, RequiredStopStartsItAnewWithTheFrameThatWasHeld) {
