@@ -150,78 +150,43 @@ TEST(CoreSynthesis, IsTheSameWithAndWithoutWideVectors) {
   EXPECT_TRUE(pcm[0] == pcm[1]);
 }
 
-// A long block of one band, all of whose lines have the same value.
-void make_plain_frame(int channels, int value, int scale, Frame& frame) {
-  frame.channel_count = channels;
-  frame.is_pair = channels == 2;
-  frame.pair = PairData();
-  frame.dynamic_range = DynamicRange();
-  for (int c = 0; c < channels; ++c) {
-    ChannelStream& channel = frame.channel[c];
-    channel = ChannelStream();
-    channel.ics.band_count = static_cast<uint8_t>(scale_factor_bands(4, false).count);
-    channel.ics.max_sfb = channel.ics.band_count;
-    std::fill_n(channel.codebook, channel.ics.max_sfb, uint8_t{11});
-    std::fill_n(channel.scale, channel.ics.max_sfb, static_cast<int16_t>(scale));
-    std::fill_n(frame.quantised[c], kFrameLength, static_cast<int16_t>(value));
-  }
-}
-
-constexpr StreamFormat k44100Lc = {4, kProfileLc};
-
-TEST(CoreSynthesis, RefusesValuesFrom8192On) {
-  const auto frame = std::make_unique<Frame>();
-  Decoder decoder;
-  for (const int value : {8191, -8191, 8192, -8192, 32767, -32768}) {
-    make_plain_frame(2, 1, 120, *frame);
-    frame->quantised[1][1000] = static_cast<int16_t>(value);
-    EXPECT_EQ(reconstruct_spectra(*frame, k44100Lc, *decoder.state), std::abs(value) <= 8191) << value;
-  }
-}
-
-struct GainBand {
-  bool negative;
-  uint8_t control;
-  uint16_t top;
-  double steps;  // of the factor 2^(1/6)
-  int end;       // line behind its last one
-};
-
-struct DynamicRangeCase {
-  const char* name;
-  uint8_t level;
-  std::vector<GainBand> bands;
-};
-
 TEST(CoreSynthesis, RequiredDynamicRangeHasCoarseStepsAndALowReference) {
+  struct Band {
+    bool negative;
+    uint8_t control;
+    uint16_t top;
+    double steps;  // of the factor 2^(1/6)
+    int end;       // line behind its last one
+  };
+  struct Case {
+    const char* name;
+    uint8_t level;
+    std::vector<Band> bands;
+  };
   constexpr uint16_t kWhole = kFrameLength / 4 + 1;
-  const DynamicRangeCase cases[] = {
+  const Case cases[] = {
       {"WithoutReferenceLevelControl0Is42dBDown", 0, {{false, 0, kWhole, 42 - 84, 1032}}},
       {"FourUnitsAreAStepRoundedDown", 0, {{false, 7, kWhole, 43 - 84, 1032}}},
       {"NegativeControlRoundsDownToo", 0, {{true, 1, kWhole, 41 - 84, 1032}}},
-      {"ReferenceLevel", 99, {{false, 72, kWhole, 60 + 24 - 84, 1032}}},
       {"OneStepOfLevel", 7, {{false, 72, kWhole, 60 + 1 - 84, 1032}}},
       {"Louder", 127, {{false, 127, kWhole, 73 + 31 - 84, 1032}}},
       {"Quietest", 0, {{true, 127, kWhole, 10 - 84, 1032}}},
-      {"UpToItsTop", 48, {{false, 72, 9, 60 + 12 - 84, 40}}},
-      {"BandsBeginWhereTheOneBeforeEnds",
+      {"BandsGoOnWhereTheOneBeforeEnds",
        48,
-       {{false, 72, 9, -12, 40}, {true, 24, 50, -36, 204}, {false, 96, 255, -6, 1024}}},
-      {"ABandThatEndsBeforeItBeginsIsNone",
-       48,
-       {{false, 72, 50, -12, 204}, {true, 24, 9, 0, 204}, {false, 96, 60, -6, 244}}},
+       {{false, 72, 9, -12, 40}, {true, 24, 50, -36, 204}, {true, 0, 9, 0, 204}, {false, 96, 255, -6, 1024}}},
   };
   constexpr int32_t kLevel = 200'000'000;
   const auto frame = std::make_unique<Frame>();
-  for (const DynamicRangeCase& c : cases) {
+  frame->channel_count = 2;
+  // The lines of short windows count through, like those of long ones.
+  frame->channel[0].ics.window_sequence = WindowSequence::kEightShort;
+  for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    make_plain_frame(2, 0, 0, *frame);
-    // The lines of short windows count through, like those of long ones.
-    if (c.bands.size() > 1) frame->channel[0].ics.window_sequence = WindowSequence::kEightShort;
     for (auto& spectrum : frame->spectrum) std::fill_n(spectrum, kSpectrumLines, kLevel);
     DynamicRange& range = frame->dynamic_range;
     range.program_reference_level = c.level;
-    for (const GainBand& band : c.bands) {
+    range.band_count = 0;
+    for (const Band& band : c.bands) {
       range.band_top[range.band_count] = band.top;
       range.negative[range.band_count] = band.negative;
       range.control[range.band_count++] = band.control;
@@ -230,8 +195,8 @@ TEST(CoreSynthesis, RequiredDynamicRangeHasCoarseStepsAndALowReference) {
     synthesise_core(*frame, *Decoder().state, kProfileLc, 2, pcm.data());
     for (const auto& spectrum : frame->spectrum) {
       int line = 0;
-      for (const GainBand& band : c.bands) {
-        const double expected = std::min(kLevel * std::exp2(band.steps / 6), 2147483647.0);
+      for (const Band& band : c.bands) {
+        const double expected = kLevel * std::exp2(band.steps / 6);
         for (; line < band.end; ++line) ASSERT_NEAR(spectrum[line], expected, 8 + expected * 1.2e-6) << line;
       }
       for (; line < kSpectrumLines; ++line) ASSERT_EQ(spectrum[line], kLevel) << line;
