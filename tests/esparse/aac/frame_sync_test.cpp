@@ -18,24 +18,13 @@ using Data = std::vector<uint8_t>;
 
 constexpr uint32_t kUntouched = 777;
 
-struct Found {
-  int32_t status;
-  uint32_t length;
-  bool operator==(const Found&) const = default;
-};
-std::ostream& operator<<(std::ostream& out, const Found& found) {
-  return out << found.status << " (" << found.length << ")";
-}
+// Status and length.
+using Found = std::pair<int32_t, uint32_t>;
 
-Found sync(const AACF_SyncState& state, const Data& data) {
+Found find(int32_t (*how)(const AACF_SyncState&, Bytes, uint32_t&), const AACF_SyncState& state,
+           const Data& data) {
   Found found{0, kUntouched};
-  found.status = frame_sync(state, data, found.length);
-  return found;
-}
-
-Found find_again(const AACF_SyncState& state, const Data& data) {
-  Found found{0, kUntouched};
-  found.status = resync(state, data, found.length);
+  found.first = how(state, data, found.second);
   return found;
 }
 
@@ -91,9 +80,9 @@ TEST(FrameSync, RequiredRulesOfAdtsAreFollowed) {
     }
     data.resize(size);
     const Found expected = plain_sync(data);
-    ASSERT_EQ(sync(state, data), expected) << "round " << round;
-    ASSERT_EQ(find_again(state, data), plain_resync(data)) << "round " << round;
-    ++seen[expected.status];
+    ASSERT_EQ(find(frame_sync, state, data), expected) << "round " << round;
+    ASSERT_EQ(find(resync, state, data), plain_resync(data)) << "round " << round;
+    ++seen[expected.first];
   }
   for (const int32_t status : {0, -1, 55435, -10101}) EXPECT_GT(seen[status], 300) << status;
 }
@@ -103,11 +92,12 @@ TEST(FrameSync, OfRawBlocksMeasuresThem) {
   state.kind = AACF_KIND_RAW;
   state.config = {4096, 1024, 44100, 2, 1, 44100, 0, 0};
   const Data block = silent_block(200);
-  EXPECT_EQ(sync(state, block), (Found{AACF_OK, 200}));
-  EXPECT_EQ(sync(state, zdr::aacf::test::repeated(block, 2)), (Found{AACF_OK, 200}));
-  EXPECT_EQ(sync(state, Data(block.begin(), block.end() - 1)), (Found{AACF_ERR_NEED_MORE_DATA, kUntouched}));
-  EXPECT_EQ(find_again(state, zdr::test::concat({{0x60, 0x60, 0x60}, block})), (Found{AACF_OK, 3}));
-  EXPECT_EQ(find_again(state, {}), (Found{AACF_ERR_NEED_MORE_DATA, 0}));
+  EXPECT_EQ(find(frame_sync, state, block), (Found{AACF_OK, 200}));
+  EXPECT_EQ(find(frame_sync, state, zdr::aacf::test::repeated(block, 2)), (Found{AACF_OK, 200}));
+  EXPECT_EQ(find(frame_sync, state, Data(block.begin(), block.end() - 1)),
+            (Found{AACF_ERR_NEED_MORE_DATA, kUntouched}));
+  EXPECT_EQ(find(resync, state, zdr::test::concat({{0x60, 0x60, 0x60}, block})), (Found{AACF_OK, 3}));
+  EXPECT_EQ(find(resync, state, {}), (Found{AACF_ERR_NEED_MORE_DATA, 0}));
 }
 
 }  // namespace

@@ -74,7 +74,12 @@ TEST(Open, CountsFramesAndEstimatesTheRest) {
       {"a tag behind", concat({hundred, tag}), "3 136000 100 40000 99 39600 2321"},
       {"raw: all are counted", concat({raw_header(), blocks_of(100)}), "3 136000 100 40000 100 40000 2321"},
       {"raw, a tag behind", concat({raw_header(), blocks_of(100), tag}), "3 136000 100 40000 100 40000 2321"},
-      {"ADIF: likewise", concat({adif_header(), blocks_of(20)}), "2 655360 20 8000 20 8000 464"},
+      {"ADIF: likewise, required: 24 bits of the header are the bitrate",
+       concat({adif_header(), blocks_of(20)}), "2 655360 20 8000 20 8000 464"},
+      {"ADIF, also where they are those of the copyright",
+       concat({adif_header({.copyright = true}), blocks_of(20)}), "1 4013373 20 8000 20 8000 464"},
+      {"ADIF, estimated where they are 0", concat({adif_header({.variable_rate = true}), blocks_of(20)}),
+       "3 136000 20 8000 20 8000 464"},
       {"one frame cannot be counted", adts_frame(400, {.filler = 0xFF}), "3 0 0 400 0 0 0"},
       {"junk counts to the frame before it", concat({adts_file(10, 400), Bytes(50, 0), adts_file(90, 400)}),
        "3 136000 99 40050 99 39650 2298"},
@@ -109,17 +114,6 @@ TEST(Open, RefusesByTheFirstBytes) {
   });
 }
 
-// 24 bits of what follows; in a header with a copyright identification that is what they are taken from.
-TEST(Open, RequiredAdifBitrateIsReadFromFixedPlaces) {
-  expect_told({
-      {"constant", concat({adif_header(), blocks_of(20)}), "2 655360 20 8000 20 8000 464"},
-      {"nothing there: estimated", concat({adif_header({.variable_rate = true}), blocks_of(20)}),
-       "3 136000 20 8000 20 8000 464"},
-      {"copyright", concat({adif_header({.copyright = true}), blocks_of(20)}),
-       "1 4013373 20 8000 20 8000 464"},
-  });
-}
-
 // Where a file is cut decides whether its last header is complete (five bytes are needed), or looks like a
 // frame of its own without length (five or six bytes are left of it).
 TEST(Open, RequiredCutOffHeaderCountsOnce) {
@@ -146,16 +140,16 @@ TEST(Open, ChecksItsArguments) {
   const Bytes content = adts_file(3, 100);
   zdr::test::MemoryFile file(content);
   AACF_File* reader = nullptr;
-  const AACF_OpenParams good{&file.io(), kScanLimit};
+  AACF_FileIo io = file.io();
+  const AACF_OpenParams params{&io, kScanLimit};
   const AACF_OpenParams none{nullptr, kScanLimit};
-  EXPECT_EQ(AACF_Open(nullptr, u"a", &good), AACF_ERR_FAILED);
-  EXPECT_EQ(AACF_Open(&reader, nullptr, &good), AACF_ERR_FAILED);
+  EXPECT_EQ(AACF_Open(nullptr, u"a", &params), AACF_ERR_FAILED);
+  EXPECT_EQ(AACF_Open(&reader, nullptr, &params), AACF_ERR_FAILED);
   EXPECT_EQ(AACF_Open(&reader, u"a", nullptr), AACF_ERR_FAILED);
   EXPECT_EQ(AACF_Open(&reader, u"a", &none), AACF_ERR_FAILED);
   for (size_t missing = 0; missing < 6; ++missing) {
-    AACF_FileIo io = file.io();
+    io = file.io();
     std::memset(reinterpret_cast<char*>(&io) + missing * sizeof(void*), 0, sizeof(void*));
-    const AACF_OpenParams params{&io, kScanLimit};
     EXPECT_EQ(AACF_Open(&reader, u"a", &params), AACF_ERR_FAILED) << missing;
   }
   EXPECT_EQ(file.counts().opens, 0u);

@@ -5,7 +5,7 @@
 #include <optional>
 #include <random>
 
-#include "tests/aacdec/adts_file.h"
+#include "tests/aacdec/test_decoder.h"
 #include "tests/esparse/aac/opened_file.h"
 #include "tests/support/box_builder.h"
 
@@ -18,21 +18,19 @@ using Pcm = std::vector<int16_t>;
 
 struct RealFile {
   AdtsFile adts;
-  Bytes content;                // the frames and nothing else
-  std::vector<size_t> offsets;  // of the frames
+  Bytes content = {};                // the frames and nothing else
+  std::vector<size_t> offsets = {};  // of the frames
 };
 
 std::vector<RealFile> real_files() {
   std::vector<RealFile> files;
-  for (const AdtsFile& adts : zdr::aacdec::test::all_adts_files()) {
-    RealFile file{adts, {}, {}};
-    for (const auto& frame : adts.frames) {
+  for (AdtsFile& adts : zdr::aacdec::test::all_adts_files()) {
+    if (adts.frames.size() < 4) continue;
+    RealFile& file = files.emplace_back(std::move(adts));
+    for (const auto& frame : file.adts.frames) {
       file.offsets.push_back(file.content.size());
-      for (const Bytes* part : {&frame.header, &frame.payload}) {
-        file.content.insert(file.content.end(), part->begin(), part->end());
-      }
+      file.content = concat({file.content, frame.header, frame.payload});
     }
-    if (adts.frames.size() >= 4) files.push_back(std::move(file));
   }
   return files;
 }
@@ -45,21 +43,15 @@ Zd_AAC_Dec_Config config_of(OpenedFile& file) {
 
 // Of `count` frames from frame `first` on, counted from 0, what each read gives: nothing, then the frame
 // before.
-std::vector<Pcm> decode_from(const AdtsFile& file, Zd_AAC_Dec_Config config, size_t first, size_t count) {
-  Zd_AAC_Dec_Instance* decoder = nullptr;
-  EXPECT_EQ(Zd_AAC_Dec_Open(&decoder), ZD_AAC_DEC_OK);
-  EXPECT_EQ(Zd_AAC_Dec_SetConfig(decoder, &config), ZD_AAC_DEC_OK);
+std::vector<Pcm> decode_from(const AdtsFile& file, const Zd_AAC_Dec_Config& config, size_t first,
+                             size_t count) {
+  zdr::aacdec::test::TestDecoder decoder(config, ZD_AAC_DEC_MODE_SBR);
   std::vector<Pcm> reads;
   for (size_t i = first; i < file.frames.size() && reads.size() < count; ++i) {
-    const Bytes frame = concat({file.frames[i].header, file.frames[i].payload});
-    auto length = static_cast<int32_t>(frame.size());
-    Pcm pcm(8192);
-    int32_t bytes = 16384;
-    if (Zd_AAC_Dec_Decode(decoder, frame.data(), &length, pcm.data(), &bytes) != ZD_AAC_DEC_OK) break;
-    pcm.resize(static_cast<size_t>(bytes) / 2);
-    reads.push_back(std::move(pcm));
+    const auto output = decoder.decode(concat({file.frames[i].header, file.frames[i].payload}));
+    if (output.status != ZD_AAC_DEC_OK) break;
+    reads.push_back(output.pcm);
   }
-  Zd_AAC_Dec_Close(decoder);
   return reads;
 }
 
@@ -142,8 +134,7 @@ TEST(RealStreams, InRawBlocksAreFoundByCounting) {
     const AdtsFile adts = zdr::aacdec::test::sample(name);
     Bytes content =
         adif_header({.sampling_index = static_cast<uint64_t>(adts.sampling_index), .channels = 1});
-    for (const auto& frame : adts.frames)
-      content.insert(content.end(), frame.payload.begin(), frame.payload.end());
+    for (const auto& frame : adts.frames) content = concat({content, frame.payload});
     OpenedFile file(content);
     ASSERT_EQ(file.status(), AACF_OK) << name;
     EXPECT_EQ(file.info().frames_scanned, adts.frames.size()) << name;
