@@ -1,4 +1,4 @@
-// The instance as its callers meet it: creation, configuration, statuses, counts.
+// The instance as its callers meet it: creation, configuration, statuses, counts, memory.
 #include "aacdec/decoder_instance.h"
 
 #include <gtest/gtest.h>
@@ -6,11 +6,13 @@
 #include <cstring>
 
 #include "tests/aacdec/test_decoder.h"
+#include "tests/support/failing_allocator.h"
 
 namespace zdr::aacdec {
 namespace {
 
 using namespace test;
+using zdr::test::FailingAllocator;
 
 TEST(DecoderInstance, IsUsedThroughItsTableAlone) {
   TestDecoder decoder(lc_config(44100, 2));
@@ -27,13 +29,8 @@ TEST(DecoderInstance, IsUsedThroughItsTableAlone) {
     return ZD_AAC_DEC_OK;
   };
   operations.configure = [](Zd_AAC_Dec_Instance&, Zd_AAC_Dec_Settings& settings) -> int32_t {
-    EXPECT_EQ(settings.frame_length, 1024);
-    EXPECT_EQ(settings.core_rate_hz, 48000);
-    EXPECT_EQ(settings.channels, 1);
-    EXPECT_EQ(settings.profile, 1);
-    EXPECT_EQ(settings.reserved, 0);
-    EXPECT_EQ(settings.extension, 0);
-    EXPECT_EQ(settings.single_rate, 1);
+    const Zd_AAC_Dec_Settings given{1024, 48000, 1, 1, 0, 48000, 0, 1};
+    EXPECT_EQ(std::memcmp(&settings, &given, sizeof given), 0);
     settings.output_rate_hz = 4711;
     settings.single_rate = 0;
     return ZD_AAC_DEC_OK;
@@ -48,31 +45,29 @@ TEST(DecoderInstance, IsUsedThroughItsTableAlone) {
 
 TEST(DecoderInstance, RefusesMissingArgumentsAndUnknownModes) {
   Zd_AAC_Dec_Instance* instance = nullptr;
-  EXPECT_EQ(Zd_AAC_Dec_Create(nullptr, 0), ZD_AAC_DEC_ERR_NO_INSTANCE);
-  EXPECT_EQ(Zd_AAC_Dec_Open(nullptr), ZD_AAC_DEC_ERR_NO_INSTANCE);
-  EXPECT_EQ(Zd_AAC_Dec_Create(&instance, 3), ZD_AAC_DEC_ERR_NO_INSTANCE);
-  EXPECT_EQ(Zd_AAC_Dec_Create(&instance, -1), ZD_AAC_DEC_ERR_NO_INSTANCE);
+  for (const int32_t status : {Zd_AAC_Dec_Create(nullptr, 0), Zd_AAC_Dec_Open(nullptr),
+                               Zd_AAC_Dec_Create(&instance, 3), Zd_AAC_Dec_Create(&instance, -1)}) {
+    EXPECT_EQ(status, ZD_AAC_DEC_ERR_NO_INSTANCE);
+  }
   EXPECT_EQ(instance, nullptr);
-  EXPECT_EQ(Zd_AAC_Dec_Close(nullptr), ZD_AAC_DEC_ERR_FAILED);
-
-  ASSERT_EQ(Zd_AAC_Dec_Open(&instance), ZD_AAC_DEC_OK);
+  const TestDecoder decoder(lc_config(44100, 2));
+  instance = decoder.instance();
   Zd_AAC_Dec_Config config = lc_config(44100, 2);
-  EXPECT_EQ(Zd_AAC_Dec_SetConfig(nullptr, &config), ZD_AAC_DEC_ERR_FAILED);
-  EXPECT_EQ(Zd_AAC_Dec_SetConfig(instance, nullptr), ZD_AAC_DEC_ERR_FAILED);
-  ASSERT_EQ(Zd_AAC_Dec_SetConfig(instance, &config), ZD_AAC_DEC_OK);
   const uint8_t input[4] = {};
   int16_t pcm[2048];
-  int32_t in = 4;
+  int32_t in[] = {4, 0, -1, -0x7FFFFFFF - 1};
   int32_t out = 4096;
-  EXPECT_EQ(Zd_AAC_Dec_Decode(nullptr, input, &in, pcm, &out), ZD_AAC_DEC_ERR_FAILED);
-  EXPECT_EQ(Zd_AAC_Dec_Decode(instance, input, nullptr, pcm, &out), ZD_AAC_DEC_ERR_FAILED);
-  EXPECT_EQ(Zd_AAC_Dec_Decode(instance, input, &in, nullptr, &out), ZD_AAC_DEC_ERR_FAILED);
-  EXPECT_EQ(Zd_AAC_Dec_Decode(instance, input, &in, pcm, nullptr), ZD_AAC_DEC_ERR_FAILED);
-  for (const int32_t bytes : {0, -1, -0x7FFFFFFF - 1}) {
-    in = bytes;
-    EXPECT_EQ(Zd_AAC_Dec_Decode(instance, input, &in, pcm, &out), ZD_AAC_DEC_ERR_FAILED);
+  for (const int32_t status :
+       {Zd_AAC_Dec_Close(nullptr), Zd_AAC_Dec_SetConfig(nullptr, &config),
+        Zd_AAC_Dec_SetConfig(instance, nullptr), Zd_AAC_Dec_Decode(nullptr, input, in, pcm, &out),
+        Zd_AAC_Dec_Decode(instance, input, nullptr, pcm, &out),
+        Zd_AAC_Dec_Decode(instance, input, in, nullptr, &out),
+        Zd_AAC_Dec_Decode(instance, input, in, pcm, nullptr),
+        Zd_AAC_Dec_Decode(instance, input, in + 1, pcm, &out),
+        Zd_AAC_Dec_Decode(instance, input, in + 2, pcm, &out),
+        Zd_AAC_Dec_Decode(instance, input, in + 3, pcm, &out)}) {
+    EXPECT_EQ(status, ZD_AAC_DEC_ERR_FAILED);
   }
-  EXPECT_EQ(Zd_AAC_Dec_Close(instance), ZD_AAC_DEC_OK);
 }
 
 TEST(DecoderInstance, RefusesConfigurationsAndKeepsTheOneItHas) {
@@ -80,9 +75,8 @@ TEST(DecoderInstance, RefusesConfigurationsAndKeepsTheOneItHas) {
   const Change changes[] = {
       [](Zd_AAC_Dec_Config& c) { c.channels = 0; },       [](Zd_AAC_Dec_Config& c) { c.channels = 3; },
       [](Zd_AAC_Dec_Config& c) { c.sampleRate = 44000; }, [](Zd_AAC_Dec_Config& c) { c.sampleRate = 7350; },
-      [](Zd_AAC_Dec_Config& c) { c.frameLength = 960; },  [](Zd_AAC_Dec_Config& c) { c.profile = 0; },
-      [](Zd_AAC_Dec_Config& c) { c.profile = 2; },        [](Zd_AAC_Dec_Config& c) { c.extension = 29; },
-      [](Zd_AAC_Dec_Config& c) { c.extension = -1; }};
+      [](Zd_AAC_Dec_Config& c) { c.frameLength = 960; },  [](Zd_AAC_Dec_Config& c) { c.profile = 2; },
+      [](Zd_AAC_Dec_Config& c) { c.extension = 29; },     [](Zd_AAC_Dec_Config& c) { c.extension = -1; }};
   const AdtsFile file = sample("aac-lc-44k-stereo.aac");
   TestDecoder decoder(config_of(file), ZD_AAC_DEC_MODE_PS);
   decoder.decode(file.frames[0].payload);
@@ -133,6 +127,55 @@ TEST(DecoderInstance, GivesAsManyFramesAsUnitsOneCallLaterAndConsumesNothingForW
       whole = TestDecoder(config_of(file));
     }
   }
+}
+
+TEST(Memory, OfAnInstanceIsOneBlockAndNoneAFrame) {
+  const AdtsFile file = sample("he-aac-v2.aac");
+  Zd_AAC_Dec_Config config = config_of(file);
+  config.channels = 2;
+  config.extension = ZD_AAC_DEC_EXTENSION_PS;
+  config.outputRate = 2 * config.sampleRate;
+  std::vector<int16_t> pcm(8192);
+  for (const int32_t mode : {ZD_AAC_DEC_MODE_CORE, ZD_AAC_DEC_MODE_SBR, ZD_AAC_DEC_MODE_PS}) {
+    const FailingAllocator counting(0);
+    Zd_AAC_Dec_Instance* instance = nullptr;
+    ASSERT_EQ(Zd_AAC_Dec_Create(&instance, mode), ZD_AAC_DEC_OK);
+    EXPECT_EQ(counting.largest(), instance_bytes(mode));
+    Zd_AAC_Dec_SetConfig(instance, &config);
+    for (size_t i = 0; i < file.frames.size(); ++i) {
+      const Bytes& unit = file.frames[i].payload;
+      auto consumed = static_cast<int32_t>(unit.size());
+      auto written = static_cast<int32_t>(2 * pcm.size());
+      const uint8_t* const input = i % 8 == 7 ? nullptr : unit.data();
+      EXPECT_EQ(Zd_AAC_Dec_Decode(instance, input, &consumed, pcm.data(), &written), ZD_AAC_DEC_OK);
+    }
+    Zd_AAC_Dec_Close(instance);
+    EXPECT_EQ(counting.count(), 1U);
+  }
+}
+
+TEST(Memory, LackOfItIsToldByEveryCallThatTakesSome) {
+  const AdtsFile file = sample("aac-lc-8k-mono.aac");
+  const Bytes& block = file.frames[0].payload;
+  const Bytes record = {0x15, 0x88};
+  Zd_AAC_Dec_Config config = config_of(file);
+  auto length = static_cast<int32_t>(block.size());
+  auto record_bytes = static_cast<int32_t>(record.size());
+  auto* instance = reinterpret_cast<Zd_AAC_Dec_Instance*>(&config);
+  {
+    const FailingAllocator failing(1);
+    EXPECT_EQ(Zd_AAC_Dec_Open(&instance), ZD_AAC_DEC_ERR_NO_INSTANCE);
+  }
+  EXPECT_EQ(instance, nullptr);
+  {
+    const FailingAllocator failing(1);
+    EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(block.data(), 0, &config, &length, 0), ZD_AAC_DEC_ERR_FAILED);
+  }
+  // The record alone takes none.
+  const FailingAllocator failing(1);
+  EXPECT_EQ(Zd_AAC_Dec_GetConfig(record.data(), &record_bytes, &config, 0, nullptr, 0), ZD_AAC_DEC_OK);
+  EXPECT_EQ(Zd_AAC_Dec_GetConfig(record.data(), &record_bytes, &config, 0, block.data(), length),
+            ZD_AAC_DEC_ERR_FAILED);
 }
 
 }  // namespace

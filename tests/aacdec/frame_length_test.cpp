@@ -58,61 +58,53 @@ TEST(FrameLength, IsExactForEveryFrameOfEveryFileAndNoneOfACutOne) {
 
 TEST(FrameLength, EntersWhatTheFrameShows) {
   const AdtsFile file = sample("he-aac-v1-mono.aac");
-  const Bytes& frame = file.frames[0].payload;
   Zd_AAC_Dec_Config config = core_config(file, 0);
   config.outputBytes = 2048;
-  auto length = static_cast<int32_t>(frame.size());
+  const auto measure_into = [&config](const AdtsFile& of) {
+    auto length = static_cast<int32_t>(of.frames[0].payload.size());
+    return Zd_AAC_Dec_GetFrameLength(of.frames[0].payload.data(), 0, &config, &length, 0);
+  };
   // A second frame finds it known.
   for (int call = 0; call < 2; ++call) {
-    ASSERT_EQ(Zd_AAC_Dec_GetFrameLength(frame.data(), 0, &config, &length, 0), 0);
+    ASSERT_EQ(measure_into(file), 0);
     EXPECT_EQ(config.channels, 1);
     EXPECT_EQ(config.extension, ZD_AAC_DEC_EXTENSION_SBR);
     EXPECT_EQ(config.outputRate, 2 * config.sampleRate);
     EXPECT_EQ(config.outputBytes, 4096);
   }
   // Frames without SBR take the rate back, and nothing else.
-  const AdtsFile plain = sample("aac-lc-8k-mono.aac");
   config.sampleRate = 8000;
-  length = static_cast<int32_t>(plain.frames[0].payload.size());
-  ASSERT_EQ(Zd_AAC_Dec_GetFrameLength(plain.frames[0].payload.data(), 0, &config, &length, 0), 0);
+  ASSERT_EQ(measure_into(sample("aac-lc-8k-mono.aac")), 0);
   EXPECT_EQ(config.outputRate, 8000);
   EXPECT_EQ(config.extension, ZD_AAC_DEC_EXTENSION_SBR);
-}
-
-TEST(FrameLength, RequiredThatParametricStereoDoublesTheChannelsAtEveryCall) {
-  const AdtsFile file = sample("he-aac-v2.aac");
-  const Bytes& frame = file.frames[0].payload;
-  Zd_AAC_Dec_Config config = core_config(file, 1);
-  auto length = static_cast<int32_t>(frame.size());
-  ASSERT_EQ(Zd_AAC_Dec_GetFrameLength(frame.data(), 0, &config, &length, 0), 0);
+  // Required: parametric stereo doubles the channels at every call.
+  const AdtsFile stereo = sample("he-aac-v2.aac");
+  config = core_config(stereo, 1);
+  ASSERT_EQ(measure_into(stereo), 0);
   EXPECT_EQ(config.channels, 2);
   EXPECT_EQ(config.extension, ZD_AAC_DEC_EXTENSION_PS);
   EXPECT_EQ(config.outputBytes, 8192);
-  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(frame.data(), 0, &config, &length, 0), -1);
+  EXPECT_EQ(measure_into(stereo), -1);
   EXPECT_EQ(config.channels, 4);
-  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(frame.data(), 0, &config, &length, 0), -1);
 }
 
 TEST(FrameLength, HandlesMissingDataAndArgumentsAndWhatCannotBeMeasured) {
   const AdtsFile file = sample("aac-lc-8k-mono.aac");
-  const AdtsFrame& frame = file.frames[0];
   Zd_AAC_Dec_Config config = core_config(file, 1);
-  int32_t length = 5;
-  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(nullptr, 0, &config, &length, 0), 0);
-  EXPECT_EQ(length, 5);
-  length = 0;
-  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(frame.payload.data(), 0, &config, &length, 0), 0);
+  const uint8_t* const block = file.frames[0].payload.data();
+  int32_t length = 0;
+  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(block, 0, &config, &length, 0), 0);
   EXPECT_EQ(length, 0);
-  length = 7;
-  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(frame.header.data(), 1, &config, &length, 0), -1);
-  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(frame.payload.data(), 0, nullptr, &length, 0), -1);
-  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(frame.payload.data(), 0, &config, nullptr, 0), -1);
+  length = 5;
+  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(nullptr, 0, &config, &length, 0), 0);
+  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(block, 0, nullptr, &length, 0), -1);
+  EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(block, 0, &config, nullptr, 0), -1);
+  EXPECT_EQ(length, 5);
+  EXPECT_EQ(measure(file.frames[0].header, ZD_AAC_DEC_STREAM_ADIF, config), -1);
 
   // The smallest frame: silence of a few bytes.
   const Bytes silence = {0x01, 0x40, 0x20, 0x07};
   EXPECT_EQ(measure(silence, ZD_AAC_DEC_STREAM_RAW, config), 4);
-  EXPECT_EQ(measure(silence, ZD_AAC_DEC_STREAM_ADIF, config), -1);
-
   using Change = void (*)(Zd_AAC_Dec_Config&);
   const Change changes[] = {
       [](Zd_AAC_Dec_Config& c) { c.channels = 3; }, [](Zd_AAC_Dec_Config& c) { c.channels = -1; },

@@ -1,12 +1,8 @@
 // The PCM of every AAC sample, byte for byte: the same from every compiler, at every level of optimisation,
 // on every set of instructions. A change here is a change of what listeners hear and has to be meant.
-//
-// ZDR_PRINT_MANIFEST=1 makes the test print the table as it would have to be.
 #include <gtest/gtest.h>
 
 #include <cctype>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "aacdec/cpu.h"
@@ -33,6 +29,7 @@ constexpr Entry kManifest[] = {
     {"he-aac-v1-stereo.aac", 163840, 0x8200224622EFD765},
     {"he-aac-v2.aac", 200704, 0x0C54773018FCEDE1},
     {"he-aac-v1-stereo.aac", 59444, 0x7AA61AC6A7072EF2, 16000},
+    {"he-aac-v1-stereo.aac", 29722, 0x9274132D852FD628, 8000},
     {"he-aac-v2.aac", 72818, 0x9A5A24DCBACC210A, 16000},
     {"he-aac-v2.aac", 100352, 0x48777F8AA4F11F2D, 22050},
 };
@@ -67,12 +64,8 @@ TEST_P(PcmManifest, IsWhatItWas) {
   allow_wide_vectors(true);
   const Pcm pcm = decode_file(sample(GetParam().file), GetParam().requested_hz);
   EXPECT_EQ(plain, pcm);
-  if (std::getenv("ZDR_PRINT_MANIFEST") != nullptr) {
-    std::printf("{\"%s\", %zu, 0x%016llX, %d},\n", GetParam().file, pcm.size(),
-                static_cast<unsigned long long>(hash_of(pcm)), GetParam().requested_hz);
-  }
   EXPECT_EQ(pcm.size(), GetParam().samples);
-  EXPECT_EQ(hash_of(pcm), GetParam().hash);
+  EXPECT_EQ(hash_of(pcm), GetParam().hash) << std::hex << hash_of(pcm);
 }
 
 std::string name_of(const testing::TestParamInfo<Entry>& info) {

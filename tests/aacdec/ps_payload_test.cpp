@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
+#include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "aacdec/tables/ps_codes.h"
@@ -63,16 +64,13 @@ BitWriter coherence_up(int bands, bool header) {
   return w;
 }
 
-TEST(PsPayload, IsUnusableWithoutItsHeaderOrItsBits) {
+TEST(PsPayload, KeepsItsHeaderAndItsRange) {
   Reading r;
   EXPECT_EQ(r.parse(coherence_up(10, false)), PsResult::kNoHeader);
-  ASSERT_EQ(r.parse(coherence_up(10, true)), PsResult::kParsed);
-  EXPECT_EQ(r.frame.icc[0][19], 1);
-  ASSERT_EQ(r.parse(coherence_up(10, false)), PsResult::kParsed);
-  EXPECT_EQ(r.frame.icc[0][19], 2);
-  // Beyond its range an index stays at the end of it.
-  for (int again = 0; again < 10; ++again) r.parse(coherence_up(10, false));
-  EXPECT_EQ(r.frame.icc[0][0], 7);
+  for (int step = 1; step < 12; ++step) {
+    ASSERT_EQ(r.parse(coherence_up(10, step == 1)), PsResult::kParsed);
+    EXPECT_EQ(r.frame.icc[0][19], std::min(step, 7));
+  }
 }
 
 // A header counts together with its data: one that is not followed by usable ones leaves the data of the next
@@ -82,23 +80,19 @@ TEST(PsPayload, ThatIsUnusableChangesNothing) {
   reserved.fields({{1, 1}, {1, 1}, {6, 3}, {0, 1}, {0, 1}, {0, 1}, {1, 2}});
   BitWriter falling;
   falling.fields({{1, 1}, {0, 1}, {0, 1}, {0, 1}, {1, 1}, {1, 2}, {9, 5}, {8, 5}});
-  struct Case {
-    const char* name;
-    BitWriter bits;
-    size_t length;
-  };
   const BitWriter other = coherence_up(20, true);
-  for (const Case& c : {Case{"reserved mode", reserved, 1000}, Case{"falling borders", falling, 1000},
-                        Case{"cut data", other, other.size() - 1}, Case{"cut header", other, 5}}) {
-    Reading r;
-    ASSERT_EQ(r.parse(coherence_up(10, true)), PsResult::kParsed);
-    EXPECT_EQ(r.parse(c.bits, c.length), PsResult::kUnusable) << c.name;
-    EXPECT_FALSE(r.frame.present) << c.name;
-    ASSERT_EQ(r.parse(coherence_up(10, false)), PsResult::kParsed) << c.name;
-    EXPECT_EQ(r.frame.icc[0][19], 2) << c.name;
-    Reading fresh;
-    EXPECT_EQ(fresh.parse(c.bits, c.length), PsResult::kUnusable) << c.name;
-    EXPECT_EQ(fresh.parse(coherence_up(10, false)), PsResult::kNoHeader) << c.name;
+  const std::pair<BitWriter, size_t> cases[] = {
+      {reserved, 1000}, {falling, 1000}, {other, other.size() - 1}, {other, 5}};
+  for (const auto& [bits, length] : cases) {
+    SCOPED_TRACE(testing::Message() << bits.size() << " bits, of which " << length);
+    for (const bool has_header : {true, false}) {
+      Reading r;
+      if (has_header) r.parse(coherence_up(10, true));
+      EXPECT_EQ(r.parse(bits, length), PsResult::kUnusable);
+      EXPECT_FALSE(r.frame.present);
+      ASSERT_EQ(r.parse(coherence_up(10, false)), has_header ? PsResult::kParsed : PsResult::kNoHeader);
+      EXPECT_TRUE(!has_header || r.frame.icc[0][19] == 2);
+    }
   }
 }
 

@@ -127,19 +127,17 @@ int16_t decode_escape(int prefix, uint64_t word, bool negative) {
 }
 
 TEST(SpectralEscape, RequiredOfAnyPrefixLength) {
-  EXPECT_EQ(decode_escape(8, 4095, false), 8191);
-  EXPECT_EQ(decode_escape(9, 0, false), 8192);
-  EXPECT_EQ(decode_escape(9, 8191, true), -16383);
-  // Longer ones keep 16 bits of what they stand for.
-  EXPECT_EQ(decode_escape(11, 0, false), -32768);
-  EXPECT_EQ(decode_escape(12, 5, false), 5);
-  EXPECT_EQ(decode_escape(12, 5, true), -5);
-  EXPECT_EQ(decode_escape(55, 0x1234567, false), 0x4567);
-  EXPECT_EQ(decode_escape(56, 77, false), 77);
-  EXPECT_EQ(decode_escape(300, 78, true), -78);
-}
-
-TEST(SpectralEscape, OnesUpToTheEndOfTheDataFail) {
+  struct Case {
+    int prefix;
+    uint64_t word;
+    bool negative;
+    int expected;  // 16 bits of what a longer one stands for
+  };
+  const Case cases[] = {{8, 4095, false, 8191}, {9, 0, false, 8192},  {9, 8191, true, -16383},
+                        {11, 0, false, -32768}, {12, 5, false, 5},    {12, 5, true, -5},
+                        {56, 77, false, 77},    {300, 78, true, -78}, {55, 0x1234567, false, 0x4567}};
+  for (const Case& c : cases) EXPECT_EQ(decode_escape(c.prefix, c.word, c.negative), c.expected) << c.prefix;
+  // Ones up to the end of the data.
   const std::vector<uint8_t> ones(500, 0xFF);
   BitReader reader(ones.data(), ones.size());
   int16_t values[1024];
