@@ -25,6 +25,22 @@ int32_t with_file_locked(FMGR_Stream* stream, Operation operation) {
   return operation(*stream);
 }
 
+int32_t seek_open(FMGR_Stream& open, int64_t offset, int32_t whence) {
+  if (open.buffer) return fmgr::seek_buffer(*open.buffer, offset, whence);
+  fmgr::seek_stream64(open, offset, whence);
+  return FMGR_OK;
+}
+
+int32_t read_open(FMGR_Stream& open, void* buffer, uint32_t count) {
+  // Kept: reading nothing is an error, also where bytes are left.
+  if (!buffer || count == 0) return FMGR_ERR_BAD_ARGUMENT;
+  // More would read as a negative status.
+  count = std::min<uint32_t>(count, INT32_MAX);
+  ++open.counters.stream_reads;
+  if (!open.buffer) return fmgr::read_device(open, buffer, count);
+  return static_cast<int32_t>(fmgr::read_buffer(*open.buffer, static_cast<uint8_t*>(buffer), count));
+}
+
 }  // namespace
 
 int32_t FMGR_Init(FMGR_Context** context, const FMGR_Config* config) noexcept {
@@ -57,14 +73,16 @@ int32_t FMGR_FClose(FMGR_Stream* stream) noexcept {
 }
 
 int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count) noexcept {
-  // Kept: reading nothing is an error, also where bytes are left.
-  if (stream && (!buffer || count == 0)) return FMGR_ERR_BAD_ARGUMENT;
-  // More would read as a negative status.
-  count = std::min<uint32_t>(count, INT32_MAX);
+  return with_file_locked(stream, [&](FMGR_Stream& open) { return read_open(open, buffer, count); });
+}
+
+int32_t FMGR_FReadAt(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high, void* buffer,
+                     uint32_t count, int32_t* moved) noexcept {
+  if (stream && !moved) return FMGR_ERR_BAD_ARGUMENT;
   return with_file_locked(stream, [&](FMGR_Stream& open) {
-    ++open.counters.stream_reads;
-    if (!open.buffer) return fmgr::read_device(open, buffer, count);
-    return static_cast<int32_t>(fmgr::read_buffer(*open.buffer, static_cast<uint8_t*>(buffer), count));
+    const int32_t status = seek_open(open, fmgr::offset_of(offset_low, offset_high), FMGR_SEEK_SET);
+    if (status == FMGR_OK) *moved = read_open(open, buffer, count);
+    return status;
   });
 }
 
@@ -78,11 +96,8 @@ int32_t FMGR_FSeek(FMGR_Stream* stream, int32_t offset, int32_t whence) noexcept
 
 int32_t FMGR_FSeek64(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high,
                      int32_t whence) noexcept {
-  return with_file_locked(stream, [&](FMGR_Stream& open) -> int32_t {
-    const int64_t offset = fmgr::offset_of(offset_low, offset_high);
-    if (open.buffer) return fmgr::seek_buffer(*open.buffer, offset, whence);
-    fmgr::seek_stream64(open, offset, whence);
-    return FMGR_OK;
+  return with_file_locked(stream, [&](FMGR_Stream& open) {
+    return seek_open(open, fmgr::offset_of(offset_low, offset_high), whence);
   });
 }
 

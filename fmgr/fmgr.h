@@ -113,6 +113,10 @@ int32_t FMGR_FSeek(FMGR_Stream* stream, int32_t offset, int32_t whence) FMGR_NOE
 /* The offset is the signed 64-bit number of both words. */
 int32_t FMGR_FSeek64(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high,
                      int32_t whence) FMGR_NOEXCEPT;
+/* FMGR_FSeek64 from the start, whose status it returns, and then FMGR_FRead into `*moved`, with no other user
+ * of the file in between. */
+int32_t FMGR_FReadAt(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high, void* buffer,
+                     uint32_t count, int32_t* moved) FMGR_NOEXCEPT;
 int32_t FMGR_FTell(FMGR_Stream* stream, uint64_t* position) FMGR_NOEXCEPT;
 /* FMGR_ERR_TOO_LARGE when the size does not fit a signed 32-bit number. */
 int32_t FMGR_FSize(FMGR_Stream* stream, uint32_t* size) FMGR_NOEXCEPT;

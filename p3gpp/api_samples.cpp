@@ -11,11 +11,12 @@ namespace {
 // Runs `query(path)` on a track handle, which may have been closed since.
 template <typename Query>
 Status on_track(P3gppTrack* track, Query&& query) noexcept {
-  return guarded([&] {
+  return guarded([&]() -> Status {
+    const auto* trak = payload_of<TrakPayload>(to_node(track));
+    if (trak != nullptr && trak->open_path.stbl != nullptr) return query(trak->open_path);
     TrackPath path;
     const Status status = walk_to_tables(to_node(track), path);
-    if (status != P3GPP_OK) return status;
-    return path.is_open() ? query(path) : Status{P3GPP_ERR_GENERIC};
+    return status != P3GPP_OK ? status : Status{P3GPP_ERR_GENERIC};
   });
 }
 

@@ -20,6 +20,11 @@ namespace zdr::p3gpp {
 
 struct ContainerRule;
 struct BoxNode;
+struct HdlrPayload;
+struct MdhdPayload;
+struct StblPayload;
+struct TkhdPayload;
+struct TrakPayload;
 class BoxFields;
 
 // Base of every record below a node.
@@ -82,6 +87,15 @@ struct MoovPayload final : BoxPayload {
   const ContainerRule* container() const override;
 };
 
+// The records on the way from a track to its sample tables; none is null once walk_to_tables() succeeded.
+struct TrackPath {
+  TrakPayload* trak = nullptr;
+  TkhdPayload* tkhd = nullptr;
+  MdhdPayload* mdhd = nullptr;
+  HdlrPayload* hdlr = nullptr;
+  StblPayload* stbl = nullptr;
+};
+
 struct TrakPayload final : BoxPayload {
   BoxSlot tkhd;
   BoxSlot tref;
@@ -92,6 +106,7 @@ struct TrakPayload final : BoxPayload {
   StreamHandle data_stream;
   StreamHandle table_stream;
   uint32_t edit_shift = 0;  // added to every decoding time; set by P3GPP_OpenTrack
+  TrackPath open_path;      // of the open track, so that a query need not walk; else empty
   const ContainerRule* container() const override;
 };
 

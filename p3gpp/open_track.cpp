@@ -117,13 +117,15 @@ Status open_track(const P3gppFile& file, uint32_t track_id, uint32_t cache_budge
     close_track(path);
     return status;
   }
+  path.trak->open_path = path;
   trak = node;
   return P3GPP_OK;
 }
 
-void close_track(const TrackPath& path) noexcept {
+void close_track(TrackPath path) noexcept {
   path.trak->data_stream.reset();
   path.trak->table_stream.reset();
+  path.trak->open_path = {};
   detach_caches(*path.stbl);
 }
 

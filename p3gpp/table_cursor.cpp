@@ -1,6 +1,8 @@
 // The cache of a sample table: where a refill starts, and how much it may read.
 #include "p3gpp/table_cursor.h"
 
+#include "p3gpp/stream_read.h"
+
 namespace zdr::p3gpp {
 
 TableCursor::TableCursor(uint64_t entries_offset, uint32_t entry_count, uint16_t entry_size,
@@ -51,12 +53,7 @@ Status TableCursor::fill(uint32_t start) {
 
 Status TableCursor::read_entries(uint32_t first, uint32_t count, uint8_t* out) const {
   const uint64_t position = entries_offset_ + uint64_t{first} * entry_size_;
-  const uint32_t bytes = count * entry_size_;
-  if (FMGR_FSeek64(stream_, static_cast<uint32_t>(position), static_cast<uint32_t>(position >> 32),
-                   FMGR_SEEK_SET) != FMGR_OK) {
-    return P3GPP_ERR_SEEK;
-  }
-  return FMGR_FRead(stream_, out, bytes) == static_cast<int32_t>(bytes) ? P3GPP_OK : P3GPP_ERR_READ;
+  return read_at(stream_, position, out, count * entry_size_);
 }
 
 }  // namespace zdr::p3gpp

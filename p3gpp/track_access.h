@@ -10,18 +10,6 @@
 
 namespace zdr::p3gpp {
 
-// The records on the way from a track to its sample tables; none is null once walk_to_tables() succeeded.
-struct TrackPath {
-  TrakPayload* trak = nullptr;
-  TkhdPayload* tkhd = nullptr;
-  MdhdPayload* mdhd = nullptr;
-  HdlrPayload* hdlr = nullptr;
-  StblPayload* stbl = nullptr;
-
-  // The streams and the caches of the tables exist.
-  bool is_open() const { return trak->data_stream != nullptr && trak->table_stream != nullptr; }
-};
-
 // Reports the first link that is missing, P3GPP_ERR_NO_TRAK_PAYLOAD to P3GPP_ERR_NO_STBL_PAYLOAD.
 Status walk_to_tables(const BoxNode* trak, TrackPath& path);
 
@@ -39,7 +27,7 @@ Status find_tables(const P3gppFile& file, uint32_t track_id, TrackPath& path);
 // open already is closed first. On failure the track is closed. May throw bad_alloc.
 Status open_track(const P3gppFile& file, uint32_t track_id, uint32_t cache_budget, BoxNode*& trak);
 // Closes the streams and frees the caches; harmless on a closed track.
-void close_track(const TrackPath& path) noexcept;
+void close_track(TrackPath path) noexcept;
 
 }  // namespace zdr::p3gpp
 

@@ -106,6 +106,8 @@ class ScriptedStreams {
                      models_[index].seek(far, whence, true)) &&
                at_same_position(index);
       }
+      case 3:
+        return read(index, 1u + op[1] % 64, offset);
       default:
         return read(index, 1u + op[1] % 64);
     }
@@ -123,10 +125,13 @@ class ScriptedStreams {
                  static_cast<int64_t>(models_[index].position()));
   }
 
-  bool read(size_t index, uint32_t count) {
+  // From there, or from where the stream is.
+  bool read(size_t index, uint32_t count, std::optional<int64_t> from = std::nullopt) {
+    if (from) models_[index].seek(*from, FMGR_SEEK_SET, true);
     const uint64_t before = models_[index].position();
     std::string bytes(count, '\0');
-    const int32_t moved = FMGR_FRead(streams_[index].get(), bytes.data(), count);
+    FMGR_Stream* const stream = streams_[index].get();
+    const int32_t moved = from ? read_at(stream, *from, bytes) : FMGR_FRead(stream, bytes.data(), count);
     if (!agree("read", count, moved, models_[index].read(count))) return false;
     if (moved > 0 && source_.content().compare(before, static_cast<size_t>(moved), bytes, 0,
                                                static_cast<size_t>(moved)) != 0) {
@@ -134,6 +139,15 @@ class ScriptedStreams {
       return false;
     }
     return at_same_position(index);
+  }
+
+  static int32_t read_at(FMGR_Stream* stream, int64_t offset, std::string& bytes) {
+    const auto words = static_cast<uint64_t>(offset);
+    int32_t moved = 0;
+    const int32_t status =
+        FMGR_FReadAt(stream, static_cast<uint32_t>(words), static_cast<uint32_t>(words >> 32), bytes.data(),
+                     static_cast<uint32_t>(bytes.size()), &moved);
+    return status == FMGR_OK ? moved : status;
   }
 
   Source source_;

@@ -32,37 +32,42 @@ HRESULT CZanMP4SourceOutputPin::fill_iso_sample(IMediaSample* sample, Positions 
   BYTE* buffer = nullptr;
   HRESULT hr = mark_first_sample(SOURCE_KIND_MP4, sample);
   if (SUCCEEDED(hr)) hr = get_buffer(sample, &buffer);
-  std::optional<AccessUnits> units;
-  {
+  if (FAILED(hr)) {
     const std::lock_guard lock(mutex_);
-    if (FAILED(hr)) {
-      track_.skip_next();
-      return hr;
-    }
-    units = track_.read_next(buffer, static_cast<uint32_t>(std::max<LONG>(size, 0)));
+    track_.skip_next();
+    return hr;
   }
-  if (!units) return S_FALSE;
-  sample->SetActualDataLength(static_cast<LONG>(units->size));
-
-  const uint32_t start_ms = media_time_to_whole_ms(units->decoding_time, track_.time_scale());
-  const REFERENCE_TIME absolute_start = ms_to_reference_time(start_ms);
-  if (absolute_start > segment.stop) return S_FALSE;
+  const auto read = read_up_to(segment.stop, {buffer, static_cast<size_t>(std::max<LONG>(size, 0))});
+  if (!read) return S_FALSE;
+  sample->SetActualDataLength(static_cast<LONG>(read->size));
   if (segment.seek_pending) {
-    join_peer(absolute_start);
+    join_peer(read->start);
     segment = positions();
   }
-  REFERENCE_TIME duration = kAudioDuration;
-  if (track_.stream() == Stream::kVideo) {
-    if (source_->seek_sync().is_preroll(absolute_start, segment.start)) sample->SetPreroll(TRUE);
-    duration = stamp_frame(sample, *units, segment.stop);
-  } else {
-    sample->SetSyncPoint(TRUE);
-  }
-  REFERENCE_TIME start = wrapping_sub(absolute_start, segment.start);
-  REFERENCE_TIME stop = wrapping_add(start, duration);
+  const bool is_video = track_.stream() == Stream::kVideo;
+  if (is_video && source_->seek_sync().is_preroll(read->start, segment.start)) sample->SetPreroll(TRUE);
+  sample->SetSyncPoint(read->timing.is_sync ? TRUE : FALSE);
+  if (next_lies_beyond(read->timing, segment.stop)) sample->SetPreroll(FALSE);
+  REFERENCE_TIME start = wrapping_sub(read->start, segment.start);
+  REFERENCE_TIME stop = wrapping_add(start, read->timing.duration);
   sample->SetTime(&start, &stop);
   last_delivered_ = start;
   return S_OK;
+}
+
+// Everything that the parser is asked for a sample, under one hold of the pin mutex. Nothing when there is no
+// unit or it begins behind `stop_position`.
+std::optional<CZanMP4SourceOutputPin::ReadUnits> CZanMP4SourceOutputPin::read_up_to(
+    REFERENCE_TIME stop_position, std::span<BYTE> buffer) {
+  const std::lock_guard lock(mutex_);
+  const auto units = track_.read_next(buffer.data(), static_cast<uint32_t>(buffer.size()));
+  if (!units) return std::nullopt;
+  const uint32_t start_ms = media_time_to_whole_ms(units->decoding_time, track_.time_scale());
+  ReadUnits read{units->size, ms_to_reference_time(start_ms), {}};
+  if (read.start > stop_position) return std::nullopt;
+  read.timing = track_.stream() == Stream::kVideo ? track_.describe_frame(*units, source_->frame_rate())
+                                                  : FrameTiming{true, kAudioDuration, std::nullopt};
+  return read;
 }
 
 bool CZanMP4SourceOutputPin::start_at_sync_sample(IMediaSample* sample, const Positions& segment) {
@@ -99,19 +104,6 @@ void CZanMP4SourceOutputPin::join_peer(REFERENCE_TIME absolute_start) {
 void CZanMP4SourceOutputPin::abandon_seek(HRESULT hr) {
   if (SUCCEEDED(hr)) clear_seek_pending();
   source_->seek_sync().stream_ended(stream());
-}
-
-// Sync point and end of a frame; returns its duration.
-REFERENCE_TIME CZanMP4SourceOutputPin::stamp_frame(IMediaSample* sample, const AccessUnits& frame,
-                                                   REFERENCE_TIME stop_position) {
-  FrameTiming timing;
-  {
-    const std::lock_guard lock(mutex_);
-    timing = track_.describe_frame(frame, source_->frame_rate());
-  }
-  sample->SetSyncPoint(timing.is_sync ? TRUE : FALSE);
-  if (next_lies_beyond(timing, stop_position)) sample->SetPreroll(FALSE);
-  return timing.duration;
 }
 
 }  // namespace zdr::mp4source

@@ -34,6 +34,8 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <span>
 #include <vector>
 
 #include "filters/source/mp4/file_stream.h"
@@ -288,7 +290,12 @@ class CZanMP4SourceOutputPin final : public CZanBaseSourceOutputPin {
   bool start_at_sync_sample(IMediaSample* sample, const Positions& segment);
   void join_peer(REFERENCE_TIME absolute_start);
   void abandon_seek(HRESULT hr);
-  REFERENCE_TIME stamp_frame(IMediaSample* sample, const AccessUnits& frame, REFERENCE_TIME stop_position);
+  struct ReadUnits {
+    uint32_t size;         // bytes
+    REFERENCE_TIME start;  // from the start of the media
+    FrameTiming timing;
+  };
+  std::optional<ReadUnits> read_up_to(REFERENCE_TIME stop_position, std::span<BYTE> buffer);
 
   CZanMP4SourceFilter* const source_;
   std::mutex mutex_;  // the pin mutex

@@ -70,6 +70,7 @@ DWORD FileObject::read_direct(void* buffer, size_t count, uint64_t offset, size_
 }
 
 DWORD FileObject::read_small(void* buffer, size_t count, uint64_t offset, size_t& got) noexcept {
+  if (count > ReadAhead::kLargestFill) return read_direct(buffer, count, offset, got);
   if (read_ahead_.serve(offset, buffer, count)) {
     got = count;
     return NO_ERROR;
