@@ -8,7 +8,6 @@
 
 #include "aacdec/zd_aac_dec.h"
 #include "tests/aacdec/adts_file.h"
-#include "tests/aacdec/adts_writer.h"
 #include "tests/aacdec/block_writer.h"
 
 namespace zdr::aacdec {

@@ -134,9 +134,9 @@ TEST(Tags, AndWhereTheyEnd) {
       {"frame beyond the body",
        id3v2(3, 0, concat({song(3), Fields().text("TIT2").u32(0xFFFFFFFF).zeros(9).bytes})),
        "@42 v2.3 of 42: title=Song"},
-      {"2.2 frame beyond the body",
-       id3v2(2, 0, concat({song(2), Fields().text("TT2").u24(0xFFFFFF).u8(0).bytes})),
-       "@28 v2.2 of 28: title=Song"},
+      {"2.2 frame a byte beyond the body",
+       id3v2(2, 0, concat({song(2), Fields().text("TT2").u24(4).append(bytes_of("\0ab"s)).bytes})),
+       "@30 v2.2 of 30: title=Song"},
       {"ten bytes behind a frame", id3v2(3, 0, concat({song(3), bytes_of("TIT2\0\0\0\0\0\0"s)})),
        "@35 v2.3 of 35: title=Song"},
   };

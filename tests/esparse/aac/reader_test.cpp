@@ -77,7 +77,7 @@ TEST(Open, CountsFramesAndEstimatesTheRest) {
       {"ADIF: likewise, required: 24 bits of the header are the bitrate",
        concat({adif_header(), blocks_of(20)}), "2 655360 20 8000 20 8000 464"},
       {"ADIF, also where they are those of the copyright",
-       concat({adif_header({.copyright = true}), blocks_of(20)}), "1 4013373 20 8000 20 8000 464"},
+       concat({adif_header({.copyright = true}), blocks_of(20)}), "1 2958621 20 8000 20 8000 464"},
       {"ADIF, estimated where they are 0", concat({adif_header({.variable_rate = true}), blocks_of(20)}),
        "3 136000 20 8000 20 8000 464"},
       {"one frame cannot be counted", adts_frame(400, {.filler = 0xFF}), "3 0 0 400 0 0 0"},
@@ -255,10 +255,10 @@ TEST(Reads, WithoutRoomConsumeNothing) {
 // Two buffers, one from the start and one from the place; nothing in between, whatever the size of the file.
 TEST(Reads, JumpToWhereAFrameOfAdtsIsExpected) {
   const Bytes megabyte = adts_file(2048, 512);
-  OpenedFile file(megabyte, 200);
-  EXPECT_EQ(told(file), "3 176000 409600 209715200 1025 524800 9510893");
+  OpenedFile file(megabyte, 201);
+  EXPECT_EQ(told(file), "3 176000 411648 210763776 1025 524800 9558448");
   EXPECT_LE(file.file().counts().bytes_read, kScanLimit + 140 + 32768 + 24576);
-  for (const uint32_t number : {409600u, 2u, 200000u, 1u}) {
+  for (const uint32_t number : {411648u, 2u, 200000u, 1u}) {
     file.file().reset_counts();
     EXPECT_EQ(file.read(number).status, AACF_OK) << number;
     EXPECT_LE(file.file().counts().reads, 3u) << "one may meet the end of the file";

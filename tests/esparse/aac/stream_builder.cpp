@@ -1,6 +1,5 @@
 #include "tests/esparse/aac/stream_builder.h"
 
-#include "tests/aacdec/adts_writer.h"
 #include "tests/aacdec/block_writer.h"
 
 namespace zdr::aacf::test {
@@ -56,7 +55,7 @@ Bytes adts_file(size_t frame_count, size_t frame_size) {
 Bytes adif_header(const AdifFields& fields) {
   BitWriter w;
   w.fields({{0x41444946, 32}, {fields.copyright ? 1u : 0u, 1}});
-  for (int i = 0; fields.copyright && i < 9; ++i) w.put(0xA7, 8);
+  for (uint64_t i = 0; fields.copyright && i < 9; ++i) w.put(0x9D + i, 8);
   w.fields({{0, 2}, {fields.variable_rate ? 1u : 0u, 1}, {128000, 23}, {0, 4}});
   if (!fields.variable_rate) w.put(0, 20);
   // program_config_element: one front element, object type LC.

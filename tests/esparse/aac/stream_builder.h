@@ -23,7 +23,7 @@ Bytes adts_frame(size_t size, const FrameFields& fields = {});
 Bytes adts_file(size_t frame_count, size_t frame_size);
 
 struct AdifFields {
-  bool copyright = false;  // with an identification of bytes 0xA7
+  bool copyright = false;  // with an identification of bytes 0x9D to 0xA5
   bool variable_rate = false;
   uint64_t sampling_index = 4;
   uint64_t channels = 2;
