@@ -32,6 +32,11 @@ bool is_valid(const char* name) noexcept {
   return length > 0 && length <= kNameBytes && std::strchr(name, '\n') == nullptr;
 }
 
+// `name` is valid.
+void choose(const char* name) noexcept {
+  std::memcpy(session.name, name, std::strlen(name) + 1);
+}
+
 const char* default_name() noexcept {
   const char* from_environment = std::getenv("ZDR_SESSION");
   return is_valid(from_environment) ? from_environment : kSharedSession;
@@ -43,7 +48,7 @@ bool set_session(const char* name) noexcept {
   if (!is_valid(name)) return false;
   std::lock_guard lock(session.mutex);
   if (session.fixed) return std::strcmp(session.name, name) == 0;
-  std::strcpy(session.name, name);
+  choose(name);
   return true;
 }
 
@@ -59,7 +64,7 @@ bool set_private_session() noexcept {
 
 std::string fixed_session_name() {
   std::lock_guard lock(session.mutex);
-  if (session.name[0] == '\0') std::strcpy(session.name, default_name());
+  if (session.name[0] == '\0') choose(default_name());
   session.fixed = true;
   return session.name;
 }

@@ -93,16 +93,16 @@ DWORD create_thread(SIZE_T stack_size, LPTHREAD_START_ROUTINE routine, LPVOID ar
 
   Ref<ThreadObject> thread(new (std::nothrow) ThreadObject((flags & CREATE_SUSPENDED) != 0));
   if (!thread) return ERROR_NOT_ENOUGH_MEMORY;
-  std::unique_ptr<ThreadStart> start(
-      new (std::nothrow) ThreadStart{Ref<ThreadObject>::share(thread.get()), id, routine, argument});
+  std::unique_ptr<ThreadStart> start(new (std::nothrow) ThreadStart{{}, id, routine, argument});
   if (start == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+  start->thread = Ref<ThreadObject>::share(thread.get());
   handle = open_handle(Ref<KernelObject>(thread.detach()));
   if (handle == nullptr) return ERROR_NO_SYSTEM_RESOURCES;
   if (start_pthread(stack_size, start.get()) != 0) {
     close_handle(handle);
     return ERROR_NOT_ENOUGH_MEMORY;
   }
-  start.release();  // the thread has it now
+  static_cast<void>(start.release());  // the thread has it now
   return NO_ERROR;
 }
 
