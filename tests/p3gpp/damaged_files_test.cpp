@@ -118,14 +118,6 @@ TEST(DamagedFiles, ClaimsBeyondTheFileTakeNoMemory) {
   }
 }
 
-TEST(DamagedFiles, EveryTruncationFailsOrOpens) {
-  const Bytes whole = everything();
-  for (size_t size = 0; size <= whole.size(); ++size) {
-    MemorySource source(Bytes(whole.begin(), whole.begin() + static_cast<int64_t>(size)));
-    ASSERT_EQ(use(source, 4).undocumented_status, 0) << size;
-  }
-}
-
 // A single fault shows in the first status that it changes, or changes nothing at all.
 void expect_told(const ExerciseResult& faulty, const ExerciseResult& sound, const std::string& fault) {
   constexpr int32_t kTelling[] = {P3GPP_ERR_GENERIC, P3GPP_ERR_NO_MEMORY, P3GPP_ERR_OPEN, P3GPP_ERR_READ,
@@ -165,19 +157,7 @@ TEST(DamagedFiles, EveryFailingAllocationIsTold) {
   }
 }
 
-TEST(DamagedFiles, EveryFailingReadIsTold) {
-  const Bytes file = everything();
-  MemorySource counted(file);
-  const ExerciseResult sound = use(counted, 3);
-  for (uint64_t n = 1; n <= counted.read_count; ++n) {
-    MemorySource source(file, n);
-    expect_told(use(source, 3), sound, "read " + std::to_string(n));
-    ASSERT_GE(source.read_count, n);
-  }
-}
-
-// The same on the device of the filter, a file with a wide path, and at every point where its layers can
-// fail.
+// On the device of the filter, a file with a wide path, and at every point where its layers can fail.
 TEST(DamagedFiles, EveryFaultOfTheFileLayerIsTold) {
   using platform::FaultPoint;
   const Bytes bytes = everything();

@@ -117,12 +117,6 @@ std::string describe(const Bytes& entry, const std::string& handler = "soun") {
 // ---- Which entries are handled, and what is told of them --------------------------------------------------
 
 TEST(DecoderInfo, RequiredDescriptionsFollowEntryAndHandlerTypes) {
-  struct Case {
-    const char* name;
-    Bytes entry;
-    const char* handler;  // the one that the type requires; "" for any
-    std::string description;
-  };
   const auto video = [](const char* type, const Bytes& child) { return video_entry(type, 352, 288, child); };
   const auto speech = [&](const char* type, const char* child) {
     return audio(type, speech_configuration(child, 1, 2, 3));
@@ -132,7 +126,8 @@ TEST(DecoderInfo, RequiredDescriptionsFollowEntryAndHandlerTypes) {
   high.insert(high.end(), {0xFD, 0xF8, 0xF8, 0});  // the chroma fields of the high profiles
   const Bytes d263_box = d263(0x55667788, 1, 10, 3, concat({box("abcd"), bitr(64000, 128000)}));
   const std::vector<Eac3Substream> substreams = {{1, 17, 0x13, 6, 1, 3, 0x1A5}, {2, 16, 4, 1}};
-  const std::vector<Case> cases = {
+  // Name, entry, the handler that its type requires ("" for any), description.
+  const std::vector<std::tuple<const char*, Bytes, std::string, std::string>> cases = {
       {"mp4v", video("mp4v", visual_esds(kDsi)), "vide", "0: 1 32 1 5 352 288 0 0 77 0 1210 02"},
       {"mp4a", audio("mp4a", esds({.object_type = 0x67})), "soun", "0: 1 103 1 5 0 0 2 8000 0 0  02"},
       {"mp4s", plain_entry("mp4s", esds({.object_type = 1})), "soun", "0: 1 1 1 5 0 0 0 0 0 0  02"},
@@ -171,11 +166,10 @@ TEST(DecoderInfo, RequiredDescriptionsFollowEntryAndHandlerTypes) {
       {"avc1 without a child", video("avc1", {}), "vide", "-7050"},
       {"text", plain_entry("text", Bytes(30)), "text", "-7020: 1 231 0 0 0 0 0 0 0 0  "},
   };
-  for (const Case& each : cases) {
+  for (const auto& [name, entry, required, told] : cases) {
     for (const std::string handler : {"vide", "soun", "text", "hint"}) {
-      const bool accepted = each.handler[0] == '\0' || handler == each.handler;
-      EXPECT_EQ(describe(each.entry, handler), accepted ? each.description : "-7031")
-          << each.name << " in " << handler;
+      const bool accepted = required.empty() || handler == required;
+      EXPECT_EQ(describe(entry, handler), accepted ? told : "-7031") << name << " in " << handler;
     }
   }
 }

@@ -136,11 +136,8 @@ TEST(ItemList, FreeFormItemsAreKeptByOneNameAlone) {
 
 // All of these fail the open with one status, and are explained by another.
 TEST(ItemList, RequiredDamageInsideFailsTheOpen) {
-  struct Case {
-    const char* path;  // below moov/udta/meta
-    Bytes meta;
-  };
-  const std::vector<Case> cases = {
+  // Paths below moov/udta/meta.
+  const std::vector<std::pair<std::string, Bytes>> cases = {
       {"", box("meta", Bytes(2))},
       {"", item_meta(Bytes(5))},
       {"/ilst", item_meta(header(4, "ilst"))},
@@ -154,13 +151,13 @@ TEST(ItemList, RequiredDamageInsideFailsTheOpen) {
       {"/ilst/----/mean", item_list_meta({box("----", header(9, "mean"))})},
       {"/ilst/----/name", item_list_meta({box("----", header(0, "name"))})},
   };
-  for (const Case& each : cases) {
-    const Bytes file = concat({with_user_data(each.meta), Bytes(64)});
+  for (const auto& [path, meta] : cases) {
+    const Bytes file = concat({with_user_data(meta), Bytes(64)});
     const OpenedMovie movie(file);
-    EXPECT_EQ(movie.status, P3GPP_ERR_GENERIC) << each.path;
-    EXPECT_EQ(movie.error.status, P3GPP_ERR_BOX_SIZE) << each.path;
-    EXPECT_EQ(movie.error.path, std::string("moov/udta/meta") + each.path);
-    EXPECT_EQ(movie.error.size, load_be32(file, movie.error.offset)) << each.path;
+    EXPECT_EQ(movie.status, P3GPP_ERR_GENERIC) << path;
+    EXPECT_EQ(movie.error.status, P3GPP_ERR_BOX_SIZE) << path;
+    EXPECT_EQ(movie.error.path, "moov/udta/meta" + path);
+    EXPECT_EQ(movie.error.size, load_be32(file, movie.error.offset)) << path;
   }
 }
 

@@ -35,15 +35,9 @@ TEST(LeafBoxes, TellTheirFieldsAsRequired) {
   const uint64_t wide = 0x0000000511112222;  // 21761172002
   const std::vector<Edit> edits = {{.segment_duration = 1000, .media_time = -1},
                                    {.segment_duration = 9000, .media_time = 5}};
-  struct Case {
-    const char* name;
-    Containers containers;
-    Bytes leaf;
-    std::string fields;
-  };
   const Containers moov = {"moov"};
   const std::string wide_times = "creation_time=21761172002 modification_time=21761172003 ";
-  const std::vector<Case> cases = {
+  const std::vector<std::tuple<const char*, Containers, Bytes, std::string>> cases = {
       {"mvhd", moov, mvhd({0, 1, 2, 600, 3, 0x8000, 0x80}),
        "creation_time=1 modification_time=2 time_scale=600 duration=3 rate=32768 volume=32768"},
       {"mvhd of version 1", moov, mvhd({1, wide, wide + 1, 600, wide + 2, 0x8000, 0x80}),
@@ -84,7 +78,8 @@ TEST(LeafBoxes, TellTheirFieldsAsRequired) {
       {"dref of 12 bytes", kDref, box("dref", Bytes(4)), "-7017"},
       {"urn  without a location", kDref, dref({urn(true, {'x'})}), "self_contained=1 name=78 location="},
   };
-  for (const Case& each : cases) EXPECT_EQ(fields_of(each.containers, each.leaf), each.fields) << each.name;
+  for (const auto& [name, containers, leaf, fields] : cases)
+    EXPECT_EQ(fields_of(containers, leaf), fields) << name;
 }
 
 // Readers take the first word of a time: of 64 bits that is the high half.

@@ -32,18 +32,13 @@ TrackTables chunked(const std::vector<ChunkRun>& stsc, const std::vector<uint64_
 }
 
 TEST(LookupRules, AnswersAreAsRequired) {
-  struct Case {
-    const char* name;
-    TrackTables tables;
-    std::string calls;
-  };
   const Runs two_rates = {{10, 1000}, {10, 500}};
   const Runs above_32_bits = {{4, 0x50000000}, {4, 1}};
   const std::vector<Edit> delay = {{1000, -1}, {400, 0}};
   TrackTables without_stss = synced({});
   without_stss.has_stss = false;
   const std::string neighbours = "f5=6 b5=4 b1=1 f100=-6008 b100=-6008 s77=1 s101=0";
-  const std::vector<Case> cases = {
+  const std::vector<std::tuple<const char*, TrackTables, std::string>> cases = {
       // Forward, a search for a time answers the sample before; backward, the one that holds it.
       {"time, forward", timed({{100, 1000}}, 100), "t0=1@0 t1500=1@0 t2000=2@1000"},
       {"time, back", timed(two_rates, 20), "t12000=14@11500 t9500=10@9000"},
@@ -87,7 +82,7 @@ TEST(LookupRules, AnswersAreAsRequired) {
       {"chunks at one offset", chunked({{1, 2}}, {1000, 1000}, 4),
        "o2=1016:16:1:0:0 o3=1032:16:1:0:0 o3=1000:16:1:0:0 o4=1016:16:1:0:0"},
   };
-  for (const Case& each : cases) EXPECT_EQ(replayed(each.tables, each.calls), each.calls) << each.name;
+  for (const auto& [name, tables, calls] : cases) EXPECT_EQ(replayed(tables, calls), calls) << name;
 }
 
 TEST(SampleLocation, WithBothOffsetTablesThe32BitOneCountsAndThe64BitOneGetsTheRestOfTheBudgetByRequirement) {

@@ -21,8 +21,7 @@ class MemorySource {
     uint32_t count;
   };
 
-  explicit MemorySource(Bytes content, uint64_t failing_read_number = 0)
-      : bytes(std::move(content)), failing_read(failing_read_number) {
+  explicit MemorySource(Bytes content) : bytes(std::move(content)) {
     descriptor.type = FMGR_DEV_CALLBACK;
     descriptor.source.callback = {this, read, size};
   }
@@ -31,7 +30,7 @@ class MemorySource {
 
   FMGR_Descriptor descriptor{};
   const Bytes bytes;
-  uint64_t failing_read;  // counted from 1; 0: none
+  uint64_t failing_read = 0;  // counted from 1; 0: none
   uint64_t read_count = 0;
   uint64_t bytes_read = 0;
   std::vector<Read>* log = nullptr;  // gets every read
@@ -57,8 +56,7 @@ class MemorySource {
 
 class OpenedMovie {
  public:
-  explicit OpenedMovie(Bytes bytes, uint64_t failing_read = 0, const P3gppBoxVisitor* visitor = nullptr)
-      : source(std::move(bytes), failing_read) {
+  explicit OpenedMovie(Bytes bytes, const P3gppBoxVisitor* visitor = nullptr) : source(std::move(bytes)) {
     const FMGR_Config config{0, 0};
     if (FMGR_Init(&context_, &config) == FMGR_OK) {
       status = P3GPP_OpenTraced(&file, &source.descriptor, context_, &error, visitor);

@@ -19,11 +19,6 @@ Bytes with_stsd(const Bytes& stsd_box) {
 const Bytes kDamr = damr(1, 2, 3, 4, 5);
 
 TEST(SampleEntries, FailTheTrackWhenTheyDoNotFit) {
-  struct Case {
-    const char* name;
-    Bytes entry;
-    int32_t status;
-  };
   const Bytes overrun = header(60, "free");
   const Bytes tiny = header(7, "free");
   const auto video = [](const char* type, const Bytes& children) {
@@ -32,7 +27,7 @@ TEST(SampleEntries, FailTheTrackWhenTheyDoNotFit) {
   const auto audio = [](const char* type, const Bytes& children) {
     return audio_entry(type, 1, 8000, children);
   };
-  const std::vector<Case> cases = {
+  const std::vector<std::tuple<const char*, Bytes, int32_t>> cases = {
       {"mp4v without esds", video("mp4v", box("pasp", Bytes(8))), P3GPP_ERR_GENERIC},
       {"mp4v without children", video("mp4v", {}), P3GPP_ERR_GENERIC},
       {"mp4v of 50 bytes", box("mp4v", Bytes(42)), P3GPP_ERR_GENERIC},
@@ -65,26 +60,22 @@ TEST(SampleEntries, FailTheTrackWhenTheyDoNotFit) {
       {"entry of 7 bytes", header(7, "mp4a"), P3GPP_ERR_BOX_SIZE},
       {"entry past the end", header(500, "mp4a"), P3GPP_ERR_BOX_SIZE},
   };
-  for (const Case& each : cases) {
-    EXPECT_EQ(OpenedMovie(with_stsd(stsd({each.entry}))).status, each.status) << each.name;
+  for (const auto& [name, entry, status] : cases) {
+    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry}))).status, status) << name;
   }
   EXPECT_EQ(OpenedMovie(with_stsd(full_box("stsd", 0, 0, Bytes(3)))).status, P3GPP_ERR_BOX_SIZE);
 }
 
 TEST(SampleEntries, AreCountedByTheBoxAndByItsCount) {
-  struct Case {
-    int64_t claimed_count;
-    size_t kept;
-  };
+  const std::pair<uint32_t, uint32_t> kCounts[] = {{0, 0}, {1, 1}, {2, 2}, {3, 2}, {0xFFFFFFFF, 2}};
   const Bytes entry = audio_entry("samr", 1, 8000, kDamr);
-  for (const Case& each : {Case{0, 0}, Case{1, 1}, Case{2, 2}, Case{3, 2}, Case{0xFFFFFFFF, 2}}) {
-    const OpenedMovie movie(with_stsd(stsd({entry, entry}, each.claimed_count)));
+  for (const auto& [claimed, kept] : kCounts) {
+    const OpenedMovie movie(with_stsd(stsd({entry, entry}, claimed)));
     ASSERT_EQ(movie.status, P3GPP_OK);
     EXPECT_EQ(boxes_of(movie).fields("moov/trak[1]/mdia/minf/stbl/stsd"),
-              "entry_count=" + std::to_string(static_cast<uint32_t>(each.claimed_count)));
-    EXPECT_EQ(DecoderInfo(movie.file, 1, static_cast<uint32_t>(each.kept)).status,
-              each.kept == 0 ? P3GPP_ERR_NO_TABLE : P3GPP_OK);
-    EXPECT_EQ(DecoderInfo(movie.file, 1, static_cast<uint32_t>(each.kept + 1)).status, P3GPP_ERR_NO_TABLE);
+              "entry_count=" + std::to_string(claimed));
+    EXPECT_EQ(DecoderInfo(movie.file, 1, kept).status, kept == 0 ? P3GPP_ERR_NO_TABLE : P3GPP_OK);
+    EXPECT_EQ(DecoderInfo(movie.file, 1, kept + 1).status, P3GPP_ERR_NO_TABLE);
     EXPECT_NE(boxes_of(movie).find("moov/trak[1]/mdia/minf/stbl/stsz"), nullptr) << "behind stsd";
   }
   // Bytes behind the last entry are no entry.
@@ -95,25 +86,21 @@ TEST(SampleEntries, AreCountedByTheBoxAndByItsCount) {
 // Required: these entries leave the stream behind the fields they read, so whatever else the entry holds is
 // read as the next box header.
 TEST(SampleEntries, RequiredSpeechEntriesMustEndWithTheirConfiguration) {
-  struct Case {
-    const char* type;
-    Bytes configuration;
-  };
-  const std::vector<Case> cases = {{"sawp", dawp(1, 2)},
-                                   {"sevc", speech_configuration("devc", 1, 2, 3)},
-                                   {"secb", speech_configuration("decb", 1, 2, 3)},
-                                   {"secw", speech_configuration("decw", 1, 2, 3)},
-                                   {"sqcp", speech_configuration("dqcp", 1, 2, 3)},
-                                   {"ssmv", speech_configuration("dsmv", 1, 2, 3)}};
-  for (const Case& each : cases) {
-    SCOPED_TRACE(each.type);
-    const auto entry = [&](const Bytes& children) { return audio_entry(each.type, 1, 8000, children); };
-    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(each.configuration)}))).status, P3GPP_OK);
+  const std::vector<std::pair<const char*, Bytes>> cases = {{"sawp", dawp(1, 2)},
+                                                            {"sevc", speech_configuration("devc", 1, 2, 3)},
+                                                            {"secb", speech_configuration("decb", 1, 2, 3)},
+                                                            {"secw", speech_configuration("decw", 1, 2, 3)},
+                                                            {"sqcp", speech_configuration("dqcp", 1, 2, 3)},
+                                                            {"ssmv", speech_configuration("dsmv", 1, 2, 3)}};
+  for (const auto& [type, configuration] : cases) {
+    SCOPED_TRACE(type);
+    const auto entry = [&](const Bytes& children) { return audio_entry(type, 1, 8000, children); };
+    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(configuration)}))).status, P3GPP_OK);
 
     // 20 more bytes, laid out as a box: they pass for the next child of stbl, and all tables behind them are
     // taken to lie 20 bytes further on than they do.
     TrackDescription track = amr_track(2);
-    track.replaced["stsd"] = stsd({entry(concat({each.configuration, box("free", Bytes(12))}))});
+    track.replaced["stsd"] = stsd({entry(concat({configuration, box("free", Bytes(12))}))});
     track.appended["stbl"] = box("free", Bytes(12));
     const Bytes file = build_movie(track).bytes;
     const OpenedMovie misread(file);
@@ -121,13 +108,12 @@ TEST(SampleEntries, RequiredSpeechEntriesMustEndWithTheirConfiguration) {
     const size_t stts_at = std::string(file.begin(), file.end()).find("stts") - 4;
     EXPECT_EQ(boxes_of(misread).find("moov/trak[1]/mdia/minf/stbl/stts")->header.offset, stts_at + 20);
 
-    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(concat({each.configuration, Bytes(8)}))}))).status,
+    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(concat({configuration, Bytes(8)}))}))).status,
               P3GPP_ERR_BOX_SIZE);
 
     // A first child of another type is stepped over to the end of the entry.
-    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(concat({box("abcd"), each.configuration}))}))).status,
-              P3GPP_OK);
-    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry({}), entry(each.configuration)}))).status, P3GPP_OK);
+    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(concat({box("abcd"), configuration}))}))).status, P3GPP_OK);
+    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry({}), entry(configuration)}))).status, P3GPP_OK);
   }
 }
 

@@ -82,12 +82,7 @@ TEST(SampleReading, ASampleLargerThanTheBufferIsLocatedAndNotRead) {
 }
 
 TEST(SampleReading, OnlyAnEmptyEditInALongerListShiftsAndOnlyTheDecodingTimeByRequirement) {
-  struct Case {
-    const char* name;
-    std::vector<Edit> edits;
-    uint32_t shift;
-  };
-  const std::vector<Case> cases = {
+  const std::vector<std::tuple<const char*, std::vector<Edit>, uint32_t>> cases = {
       {"no list", {}, 0},
       {"a single empty edit", {{1000, -1}}, 0},
       {"delay, then media", {{1000, -1}, {500, 0}}, 1000},  // movie units, as they stand
@@ -95,15 +90,15 @@ TEST(SampleReading, OnlyAnEmptyEditInALongerListShiftsAndOnlyTheDecodingTimeByRe
       {"the first of two", {{5, 0}, {70, -1}, {900, -1}}, 70},
       {"wraps", {{0xFFFFFF00, -1}, {5, 0}}, 0xFFFFFF00},
   };
-  for (const Case& each : cases) {
-    SCOPED_TRACE(each.name);
+  for (const auto& [name, edits, shift] : cases) {
+    SCOPED_TRACE(name);
     TrackTables tables = two_chunks();
-    tables.edits = each.edits;
+    tables.edits = edits;
     OpenTrack track(tables, kFileSize);
     const Read result(track, 4);
-    EXPECT_EQ(result.sample.decoding_time, 300 + each.shift);
+    EXPECT_EQ(result.sample.decoding_time, 300 + shift);
     EXPECT_EQ(result.sample.composition_time, 300u);
-    EXPECT_EQ(LookupAnswers(track)('d', 4), std::to_string(300 + each.shift) + ":300");
+    EXPECT_EQ(LookupAnswers(track)('d', 4), std::to_string(300 + shift) + ":300");
     EXPECT_EQ(LookupAnswers(track)('t', 250), "2@100") << "a search for a time knows no shift";
   }
 }
