@@ -104,14 +104,9 @@ TEST(CallbackDevice, TrustsTheSizeButNotTheCounts) {
   Source source(FMGR_DEV_CALLBACK, "0123456789");
   Device device = open(source);
   char buffer[16];
-  struct SeekCase {
-    int64_t offset;
-    int32_t whence;
-    uint64_t position;
-  };
-  for (const auto& [offset, whence, expected] :
-       {SeekCase{4, FMGR_SEEK_SET, 4}, SeekCase{3, FMGR_SEEK_CURRENT, 7}, SeekCase{-1, FMGR_SEEK_END, 9},
-        SeekCase{5, 9, 9}}) {
+  const std::tuple<int64_t, int32_t, uint64_t> kSeeks[] = {
+      {4, FMGR_SEEK_SET, 4}, {3, FMGR_SEEK_CURRENT, 7}, {-1, FMGR_SEEK_END, 9}, {5, 9, 9}};
+  for (const auto& [offset, whence, expected] : kSeeks) {
     EXPECT_EQ(seek(device, offset, whence), FMGR_OK);
     EXPECT_EQ(position(device), expected);
   }
@@ -156,36 +151,30 @@ TEST(CallbackReadWriteDevice, WorksThroughItsTable) {
 }
 
 TEST(MemoryDevice, SeeksWithinAndBeyondAsRequired) {
-  struct SeekCase {
-    uint64_t from;
-    int64_t offset;
-    int32_t whence;
-    int32_t status;
-    uint64_t position;
-  };
-  static constexpr SeekCase kCases[] = {{4, 10, FMGR_SEEK_SET, FMGR_OK, 10},
-                                        {4, 11, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
-                                        {4, -1, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
-                                        {4, 10, FMGR_SEEK_CURRENT, FMGR_OK, 14},
-                                        {4, 11, FMGR_SEEK_CURRENT, FMGR_ERR_GENERIC, 4},
-                                        {4, -4, FMGR_SEEK_CURRENT, FMGR_OK, 0},
-                                        {4, -5, FMGR_SEEK_CURRENT, FMGR_ERR_GENERIC, 4},
-                                        {4, 0, FMGR_SEEK_END, FMGR_OK, 10},
-                                        {4, 1, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
-                                        {4, -10, FMGR_SEEK_END, FMGR_OK, 0},
-                                        {4, -11, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
-                                        {4, 3, 9, FMGR_OK, 4},
-                                        {4, 11, 9, FMGR_ERR_GENERIC, 4},
-                                        {4, INT64_MIN, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4}};
+  static constexpr std::tuple<int64_t, int32_t, int32_t, uint64_t> kCases[] = {
+      {10, FMGR_SEEK_SET, FMGR_OK, 10},
+      {11, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
+      {-1, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
+      {10, FMGR_SEEK_CURRENT, FMGR_OK, 14},
+      {11, FMGR_SEEK_CURRENT, FMGR_ERR_GENERIC, 4},
+      {-4, FMGR_SEEK_CURRENT, FMGR_OK, 0},
+      {-5, FMGR_SEEK_CURRENT, FMGR_ERR_GENERIC, 4},
+      {0, FMGR_SEEK_END, FMGR_OK, 10},
+      {1, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
+      {-10, FMGR_SEEK_END, FMGR_OK, 0},
+      {-11, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4},
+      {3, 9, FMGR_OK, 4},
+      {11, 9, FMGR_ERR_GENERIC, 4},
+      {INT64_MIN, FMGR_SEEK_END, FMGR_ERR_GENERIC, 4}};
   Source source(FMGR_DEV_MEMORY, "0123456789");
   const Device device = open(source);
   char buffer[16];
-  for (const SeekCase& expected : kCases) {
-    SCOPED_TRACE(testing::Message() << expected.offset << " from " << expected.whence);
-    EXPECT_EQ(seek(device, static_cast<int64_t>(expected.from), FMGR_SEEK_SET), FMGR_OK);
-    EXPECT_EQ(seek(device, expected.offset, expected.whence), expected.status);
-    EXPECT_EQ(position(device), expected.position);
-    const int64_t left = 10 - static_cast<int64_t>(expected.position);
+  for (const auto& [offset, whence, status, expected] : kCases) {
+    SCOPED_TRACE(testing::Message() << offset << " from " << whence);
+    EXPECT_EQ(seek(device, 4, FMGR_SEEK_SET), FMGR_OK);
+    EXPECT_EQ(seek(device, offset, whence), status);
+    EXPECT_EQ(position(device), expected);
+    const int64_t left = 10 - static_cast<int64_t>(expected);
     EXPECT_EQ(device->ops->read(device.get(), buffer, 16), std::max<int64_t>(left, 0));
   }
   source.descriptor().source.memory.base = nullptr;

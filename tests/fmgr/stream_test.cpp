@@ -130,13 +130,9 @@ TEST(StreamPositions, FromTheEndIn32BitsAndBeyond) {
 TEST(StreamSizes, AboveTwoGiBNeed64Bits) {
   const Source source(FMGR_DEV_FILE_W, "");
   const Context context = make_context(0, 0);
-  struct SizeCase {
-    uint64_t size;
-    int32_t status;
-  };
-  for (const auto& [expected, status] :
-       {SizeCase{0x7FFFFFFF, FMGR_OK}, SizeCase{0x80000000, FMGR_ERR_TOO_LARGE},
-        SizeCase{5ull << 30, FMGR_ERR_TOO_LARGE}}) {
+  const std::pair<uint64_t, int32_t> kSizes[] = {
+      {0x7FFFFFFF, FMGR_OK}, {0x80000000, FMGR_ERR_TOO_LARGE}, {5ull << 30, FMGR_ERR_TOO_LARGE}};
+  for (const auto& [expected, status] : kSizes) {
     write_sparse_file(source.path(), expected);
     const Stream stream = open_stream(source, "rb", context);
     uint32_t size = 77;

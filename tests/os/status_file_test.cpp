@@ -102,16 +102,11 @@ TEST_P(StatusFile, FailedOpensStoreNoHandleAndTheReason) {
 TEST_P(StatusFile, SeeksFromEveryOrigin) {
   write_file(folder_ / "file", "0123456789");
   ASSERT_EQ(open(folder_ / "file", OS_OPEN_READ), FMGR_OK);
-  struct SeekCase {
-    int64_t offset;
-    int32_t whence;
-    int32_t status;
-    uint64_t position;
-  };
-  for (const auto& [offset, whence, status, position] :
-       {SeekCase{3, OS_SEEK_BEGIN, FMGR_OK, 3}, SeekCase{-1, OS_SEEK_CURRENT, FMGR_OK, 2},
-        SeekCase{-4, OS_SEEK_END, FMGR_OK, 6}, SeekCase{1, 9, FMGR_OK, 1},  // required: 9 is the beginning
-        SeekCase{-1, OS_SEEK_BEGIN, FMGR_ERR_SEEK, 1}, SeekCase{50, OS_SEEK_END, FMGR_OK, 60}}) {
+  const std::tuple<int64_t, int32_t, int32_t, uint64_t> kSeeks[] = {
+      {3, OS_SEEK_BEGIN, FMGR_OK, 3},        {-1, OS_SEEK_CURRENT, FMGR_OK, 2},
+      {-4, OS_SEEK_END, FMGR_OK, 6},         {1, 9, FMGR_OK, 1},  // required: 9 is the beginning
+      {-1, OS_SEEK_BEGIN, FMGR_ERR_SEEK, 1}, {50, OS_SEEK_END, FMGR_OK, 60}};
+  for (const auto& [offset, whence, status, position] : kSeeks) {
     const auto words = static_cast<uint64_t>(offset);
     EXPECT_EQ(
         OS_FileSeek(file_.get(), static_cast<uint32_t>(words), static_cast<uint32_t>(words >> 32), whence),
@@ -204,34 +199,30 @@ TEST(NullArguments, AreRefusedBeforeAnythingElse) {
   uint64_t number = 0;
   void* handle = &byte;
   OS_ReleaseFunction release = nullptr;
-  const struct {
-    const char* call;
-    int32_t status;
-  } rows[] = {{"OS_FileOpen, handle", OS_FileOpen(nullptr, "x", OS_OPEN_READ)},
-              {"OS_FileOpen, path", OS_FileOpen(&handle, nullptr, OS_OPEN_READ)},
-              {"OS_FileOpenW, path", OS_FileOpenW(&handle, nullptr, OS_OPEN_READ)},
-              {"OS_FileRead", OS_FileRead(nullptr, &byte, 1, &moved)},
-              {"OS_FileRead, count", OS_FileRead(&byte, &byte, 0, nullptr)},
-              {"OS_FileWrite", OS_FileWrite(nullptr, &byte, 1, &moved)},
-              {"OS_FileWrite, count", OS_FileWrite(&byte, &byte, 1, nullptr)},
-              {"OS_FileSeek", OS_FileSeek(nullptr, 0, 0, OS_SEEK_BEGIN)},
-              {"OS_FileTell", OS_FileTell(nullptr, &number)},
-              {"OS_FileTell, position", OS_FileTell(&byte, nullptr)},
-              {"OS_FileSize", OS_FileSize(nullptr, &number)},
-              {"OS_FileSize, size", OS_FileSize(&byte, nullptr)},
-              {"OS_FileFlush", OS_FileFlush(nullptr)},
-              {"OS_FileClose", OS_FileClose(nullptr)},
-              {"OS_FileDelete", OS_FileDelete(nullptr)},
-              {"OS_FileDeleteW", OS_FileDeleteW(nullptr)},
-              {"OS_DiskFreeBytes", OS_DiskFreeBytes(nullptr, &number)},
-              {"OS_DiskFreeBytesW, bytes", OS_DiskFreeBytesW(u"/", nullptr)},
-              {"OS_MutexLock", OS_MutexLock(nullptr)},
-              {"OS_MutexUnlock", OS_MutexUnlock(nullptr)},
-              {"OS_MutexDestroy", OS_MutexDestroy(nullptr)}};
-  for (const auto& row : rows) EXPECT_EQ(row.status, FMGR_ERR_BAD_ARGUMENT) << row.call;
+  const std::vector<int32_t> statuses = {OS_FileOpen(nullptr, "x", OS_OPEN_READ),
+                                         OS_FileOpen(&handle, nullptr, OS_OPEN_READ),
+                                         OS_FileOpenW(&handle, nullptr, OS_OPEN_READ),
+                                         OS_FileRead(nullptr, &byte, 1, &moved),
+                                         OS_FileRead(&byte, &byte, 0, nullptr),
+                                         OS_FileWrite(nullptr, &byte, 1, &moved),
+                                         OS_FileWrite(&byte, &byte, 1, nullptr),
+                                         OS_FileSeek(nullptr, 0, 0, OS_SEEK_BEGIN),
+                                         OS_FileTell(nullptr, &number),
+                                         OS_FileTell(&byte, nullptr),
+                                         OS_FileSize(nullptr, &number),
+                                         OS_FileSize(&byte, nullptr),
+                                         OS_FileFlush(nullptr),
+                                         OS_FileClose(nullptr),
+                                         OS_FileDelete(nullptr),
+                                         OS_DiskFreeBytes(nullptr, &number),
+                                         OS_DiskFreeBytes("/", nullptr),
+                                         OS_MutexLock(nullptr),
+                                         OS_MutexUnlock(nullptr),
+                                         OS_MutexDestroy(nullptr)};
+  EXPECT_EQ(statuses, std::vector<int32_t>(statuses.size(), FMGR_ERR_BAD_ARGUMENT));
   EXPECT_EQ(handle, nullptr) << "cleared first";
   EXPECT_EQ(OS_TempName(nullptr, &release), nullptr);
-  EXPECT_EQ(OS_TempNameW(u"x", nullptr), nullptr);
+  EXPECT_EQ(OS_TempName("x", nullptr), nullptr);
 }
 
 TEST(StatusFileFaults, EveryFailureOfTheSystemHasItsStatus) {
