@@ -21,32 +21,23 @@ struct NarrowBand : FilterUnderTest {
 };
 
 TEST(AmrFile, OffersItsBandOnOnePin) {
-  const struct {
-    std::string name;
-    bool wide;
-    GUID subtype;
-    DWORD rate;
-  } kCases[] = {{"clip.amr", false, mp4source::kSubtypeAmrNarrowBand, 8000},
-                {"clip.AWB", true, mp4source::kSubtypeAmrWideBand, 16000},
-                {"required: the line decides.awb", false, mp4source::kSubtypeAmrNarrowBand, 8000}};
-  for (const auto& each : kCases) {
-    SCOPED_TRACE(each.name);
+  const std::tuple<std::string, bool, GUID, DWORD> kCases[] = {
+      {"clip.amr", false, mp4source::kSubtypeAmrNarrowBand, 8000},
+      {"clip.AWB", true, mp4source::kSubtypeAmrWideBand, 16000},
+      {"required: the line decides.awb", false, mp4source::kSubtypeAmrNarrowBand, 8000}};
+  for (const auto& [name, is_wide, subtype, rate] : kCases) {
+    SCOPED_TRACE(name);
     SinkGraph graph;
-    ASSERT_EQ(graph.under_test.load(speech(each.wide, 2, 0x3C).bytes(), each.name), S_OK);
+    ASSERT_EQ(graph.under_test.load(speech(is_wide, 2, 0x3C).bytes(), name), S_OK);
     EXPECT_EQ(graph.under_test.pin_names(), std::vector<std::string>{"AMR Audio1"});
     CMediaType type;
     ASSERT_EQ(graph.under_test.pin(0).GetMediaType(0, &type), S_OK);
     EXPECT_EQ(type.majortype, MEDIATYPE_Audio);
-    EXPECT_EQ(type.subtype, each.subtype);
+    EXPECT_EQ(type.subtype, subtype);
     EXPECT_EQ(type.formattype, FORMAT_WaveFormatEx);
-    ASSERT_EQ(type.cbFormat, sizeof(WAVEFORMATEX));
-    WAVEFORMATEX wave;
-    std::memcpy(&wave, type.pbFormat, sizeof wave);
-    EXPECT_EQ(wave.wFormatTag, 0x7A22);
-    EXPECT_EQ(wave.nChannels, 1);
-    EXPECT_EQ(wave.nSamplesPerSec, each.rate);
-    EXPECT_EQ(wave.nAvgBytesPerSec + wave.wBitsPerSample + wave.cbSize, 0u);
-    EXPECT_EQ(wave.nBlockAlign, 4);
+    const WAVEFORMATEX expected{0x7A22, 1, rate, 0, 4, 0, 0};
+    ASSERT_EQ(type.cbFormat, sizeof expected);
+    EXPECT_EQ(std::memcmp(type.pbFormat, &expected, sizeof expected), 0);
     EXPECT_EQ(graph.under_test.pin(0).GetMediaType(1, &type), VFW_S_NO_MORE_ITEMS);
     // Required: whatever is proposed.
     EXPECT_EQ(graph.under_test.pin(0).CheckMediaType(&type), S_OK);
@@ -56,13 +47,6 @@ TEST(AmrFile, OffersItsBandOnOnePin) {
     EXPECT_EQ(graph.under_test.seeking(0)->GetDuration(&duration), S_OK);
     EXPECT_EQ(duration, 40 * kMs);
   }
-}
-
-TEST(AmrFile, RefusesAFileWithoutALine) {
-  FilterUnderTest under_test;
-  EXPECT_EQ(under_test.load(under_test.folder / "missing.amr"), VFW_E_NOT_FOUND);
-  EXPECT_EQ(under_test.load(Bytes(100, 'x'), "clip.amr"), VFW_E_INVALID_FILE_FORMAT);
-  EXPECT_EQ(under_test.pin_count(), 0);
 }
 
 // Ten frames a sample, stamped with the end of the first; what is stamped with the end of the file is left

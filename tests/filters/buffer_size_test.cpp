@@ -40,29 +40,23 @@ TEST(BufferSize, IsTheLargestSampleTenOfThemForAudio) {
   const test::Bytes aac_video = test::video_entry(
       "mp4v", 16, 16,
       test::esds({.object_type = 0x40, .stream_type = 4, .decoder_specific_info = {0x11, 0x90}}));
-  const struct {
-    std::string name;
-    test::TrackDescription track;
-    LONG bytes;
-  } kCases[] = {
+  const std::tuple<std::string, test::TrackDescription, LONG> kCases[] = {
       {"video", test::avc_track(3), 900},
       {"AMR", test::amr_track(3), 9000},
       {"required: ten also where a sample carries one", qcelp_track(3), 9000},
       {"no size table for video that calls itself AAC", video_track(aac_video, 3), 900},
       {"AAC, with the size table", test::aac_track(3), 9020},
   };
-  for (const auto& each : kCases) {
-    test::TrackDescription track = each.track;
+  for (auto [name, track, bytes] : kCases) {
     track.sizes = {10, 900, 20};
     FilterUnderTest under_test(track);
-    ASSERT_EQ(under_test.load_result(), S_OK) << each.name;
     FakeAllocator allocator;
     ALLOCATOR_PROPERTIES properties{.cBuffers = 7, .cbBuffer = 1, .cbAlign = 16, .cbPrefix = 3};
-    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), S_OK) << each.name;
-    EXPECT_EQ(allocator.asked.cBuffers, 4) << each.name;
-    EXPECT_EQ(allocator.asked.cbBuffer, each.bytes) << each.name;
-    EXPECT_EQ(allocator.asked.cbAlign, 16) << each.name;
-    EXPECT_EQ(allocator.asked.cbPrefix, 3) << each.name;
+    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), S_OK) << name;
+    EXPECT_EQ(allocator.asked.cBuffers, 4) << name;
+    EXPECT_EQ(allocator.asked.cbBuffer, bytes) << name;
+    EXPECT_EQ(allocator.asked.cbAlign, 16) << name;
+    EXPECT_EQ(allocator.asked.cbPrefix, 3) << name;
   }
 }
 
@@ -112,7 +106,6 @@ TEST(BufferSize, NeedsASampleSizeThatTheFileCanHold) {
     EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), E_OUTOFMEMORY);
   }
   FilterUnderTest under_test(test::amr_track(3, 0));
-  ASSERT_EQ(under_test.load_result(), S_OK);
   allocator.calls = 0;
   EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), HRESULT{-1});
   EXPECT_EQ(allocator.calls, 0);

@@ -205,27 +205,22 @@ TEST(Clips, RefuseWhatCannotBeOpened) {
 TEST(Clips, RequiredKeyFramesByTheirIndex) {
   std::vector<uint32_t> every;
   for (uint32_t number = 1; number <= 30; ++number) every.push_back(number);
-  const struct {
-    std::string name;
-    std::vector<uint32_t> sync_samples;
-    std::vector<DWORD> indexes;
-    std::vector<uint32_t> numbers;
-  } kCases[] = {
+  const std::tuple<std::string, std::vector<uint32_t>, std::vector<DWORD>, std::vector<uint32_t>> kCases[] = {
       {"sparse", {1, 11, 21}, {1, 2, 3, 2, 1, 0}, {1, 11, 21, 11, 1, 1}},
       {"the first sample is the first, key frame or not", {5, 15}, {1, 2, 3}, {1, 5, 15}},
       {"beyond the last one, the last", {1, 11}, {3, 1000}, {11, 11}},
       {"a dense table depends on the questions before", every, {3, 2, 2, 5}, {3, 3, 3, 6}},
       {"without a table every sample is one", {}, {1, 2, 7, 30, 31, 0xFFFFFFFF, 0}, {1, 2, 7, 30, 30, 30, 1}},
   };
-  for (const auto& each : kCases) {
-    SCOPED_TRACE(each.name);
+  for (const auto& [name, sync_samples, indexes, numbers] : kCases) {
+    SCOPED_TRACE(name);
     TrackDescription track = test::avc_track(30);
-    track.sync_samples = each.sync_samples;
+    track.sync_samples = sync_samples;
     Clips clips;
     const Opened opened = clips.open("x.mp4", movie({track}));
     ASSERT_EQ(opened.result, S_OK);
-    for (size_t i = 0; i < each.indexes.size(); ++i) {
-      EXPECT_EQ(clips.key_frame(opened, each.indexes[i]), each.numbers[i]) << each.indexes[i];
+    for (size_t i = 0; i < indexes.size(); ++i) {
+      EXPECT_EQ(clips.key_frame(opened, indexes[i]), numbers[i]) << indexes[i];
     }
   }
 }

@@ -11,10 +11,7 @@ constexpr uint32_t kLargest = std::numeric_limits<uint32_t>::max();
 
 TEST(Conversions, DoublesTruncateTowardZeroAndKeepTheLow32Bits) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  const struct {
-    double value;
-    uint32_t expected;
-  } kCases[] = {
+  const std::pair<double, uint32_t> kCases[] = {
       {1668.99, 1668},
       {0.99, 0},
       {-0.99, 0},
@@ -28,15 +25,11 @@ TEST(Conversions, DoublesTruncateTowardZeroAndKeepTheLow32Bits) {
       {9.3e18, 0},
       {-4294967297.0, kLargest},
   };
-  for (const auto& each : kCases) EXPECT_EQ(trunc_to_u32(each.value), each.expected) << each.value;
+  for (const auto& [value, expected] : kCases) EXPECT_EQ(trunc_to_u32(value), expected) << value;
 }
 
 TEST(Conversions, SeekTargetsSaturateInsteadOfWrapping) {
-  const struct {
-    REFERENCE_TIME target;
-    uint32_t time_scale;
-    uint32_t expected;
-  } kCases[] = {
+  const std::tuple<REFERENCE_TIME, uint32_t, uint32_t> kCases[] = {
       {0, 600, 0},
       {9999, 600, 0},         // below a millisecond
       {16689999, 600, 1000},  // 1668 ms * 600 / 1000 = 1000.8
@@ -48,8 +41,8 @@ TEST(Conversions, SeekTargetsSaturateInsteadOfWrapping) {
       {10000000, 0, 0},
       {REFERENCE_TIME{kLargest} * 10000000, 1, kLargest},
   };
-  for (const auto& each : kCases) {
-    EXPECT_EQ(seek_media_time(each.target, each.time_scale), each.expected) << each.target;
+  for (const auto& [target, time_scale, expected] : kCases) {
+    EXPECT_EQ(seek_media_time(target, time_scale), expected) << target;
   }
 }
 

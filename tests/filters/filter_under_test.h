@@ -7,6 +7,7 @@
 #include <streams.h>
 
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -37,8 +38,11 @@ class FilterUnderTest {
   FilterUnderTest();
   // Loads the movie as `file_name`.
   explicit FilterUnderTest(const test::MovieDescription& movie, std::string_view file_name = "clip.mp4");
+  // Loads a movie of that track. runtime_error when that fails.
   explicit FilterUnderTest(const test::TrackDescription& track)
-      : FilterUnderTest(test::MovieDescription{.tracks = {track}}) {}
+      : FilterUnderTest(test::MovieDescription{.tracks = {track}}) {
+    if (load_result_ != S_OK) throw std::runtime_error("the track cannot be loaded");
+  }
 
   // Writes the bytes under that name, and loads them.
   HRESULT load(const test::Bytes& bytes, std::string_view file_name = "clip.mp4");

@@ -36,12 +36,7 @@ TrackDescription with_id(TrackDescription track, uint32_t id) {
 TEST(Load, MakesAPinForTheFirstTrackOfEachKind) {
   TrackDescription without_header = amr_track(3);  // its ID is taken for 0
   without_header.replaced["tkhd"] = Bytes{};
-  const struct {
-    std::string name;
-    std::vector<TrackDescription> tracks;
-    HRESULT result;
-    std::vector<std::string> pins;
-  } kCases[] = {
+  const std::tuple<std::string, std::vector<TrackDescription>, HRESULT, std::vector<std::string>> kCases[] = {
       {"video in front", {avc_track(3), amr_track(3)}, S_OK, {"Audio0", "Video0"}},
       {"two of each", {amr_track(3), avc_track(3), amr_track(5), avc_track(5)}, S_OK, {"Audio0", "Video0"}},
       {"audio alone", {amr_track(3)}, S_OK, {"Audio0"}},
@@ -56,10 +51,10 @@ TEST(Load, MakesAPinForTheFirstTrackOfEachKind) {
       {"7 and 8", {with_id(amr_track(3), 7), with_id(avc_track(3), 8)}, S_OK, {"Audio0", "Video0"}},
       {"no header, and 0", {without_header, with_id(avc_track(3), 0)}, S_OK, {"Audio0"}},
   };
-  for (const auto& each : kCases) {
-    FilterUnderTest under_test(MovieDescription{.tracks = each.tracks});
-    EXPECT_EQ(under_test.load_result(), each.result) << each.name;
-    EXPECT_EQ(under_test.pin_names(), each.pins) << each.name;
+  for (const auto& [name, tracks, result, pins] : kCases) {
+    FilterUnderTest under_test(MovieDescription{.tracks = tracks});
+    EXPECT_EQ(under_test.load_result(), result) << name;
+    EXPECT_EQ(under_test.pin_names(), pins) << name;
   }
 }
 
@@ -76,13 +71,11 @@ TEST(Load, TellsThoseWhoEnumeratePinsThatThereAreNewOnes) {
 TEST(Load, TellsMissingFilesFromUnusableOnesWhateverTheExtension) {
   const Bytes movie = test::build_movie(amr_track(3)).bytes;
   const Bytes junk(64, 0x55);
-  const struct {
-    std::string name;
-    const Bytes* content;  // null: no such file
-    HRESULT result;
-  } kCases[] = {
+  // Without content there is no such file.
+  const std::tuple<std::string, const Bytes*, HRESULT> kCases[] = {
       {"clip.mp4", nullptr, VFW_E_NOT_FOUND},
       {"clip.aac", nullptr, VFW_E_NOT_FOUND},
+      {"clip.amr", nullptr, VFW_E_NOT_FOUND},
       {"clip.txt", nullptr, VFW_E_NOT_FOUND},
       {"nowhere/clip.mp4", nullptr, VFW_E_NOT_FOUND},
       {"clip.MP4", &movie, S_OK},
@@ -92,13 +85,14 @@ TEST(Load, TellsMissingFilesFromUnusableOnesWhateverTheExtension) {
       {"clip", &movie, VFW_E_INVALID_FILE_FORMAT},
       {"clip.aac", &movie, VFW_E_INVALID_FILE_FORMAT},
       {"clip.mp4", &junk, VFW_E_INVALID_FILE_FORMAT},
+      {"clip.amr", &junk, VFW_E_INVALID_FILE_FORMAT},
   };
-  for (const auto& each : kCases) {
+  for (const auto& [name, content, expected] : kCases) {
     FilterUnderTest under_test;
     SetLastError(ERROR_FILE_NOT_FOUND);  // of an earlier call: must not be taken for this one's
-    const HRESULT result = each.content != nullptr ? under_test.load(*each.content, each.name)
-                                                   : under_test.load(under_test.folder / each.name);
-    EXPECT_EQ(result, each.result) << each.name;
+    const HRESULT result =
+        content != nullptr ? under_test.load(*content, name) : under_test.load(under_test.folder / name);
+    EXPECT_EQ(result, expected) << name;
   }
 }
 
@@ -142,12 +136,7 @@ TEST(Load, DurationIsThatOfTheLongestPin) {
   TrackDescription movie_units = avc_track(3);  // 300 in the movie's scale, divided by the track's
   movie_units.time_scale = 600;
   movie_units.replaced["mdhd"] = test::mdhd({.time_scale = 600, .duration = 0});
-  const struct {
-    std::string name;
-    std::vector<TrackDescription> tracks;
-    REFERENCE_TIME expected;
-    REFERENCE_TIME first_pin_stop;
-  } kCases[] = {
+  const std::tuple<std::string, std::vector<TrackDescription>, REFERENCE_TIME, REFERENCE_TIME> kCases[] = {
       {"audio longer", {one_second, three_frames}, 10000000, 10000000},
       {"video longer", {amr_track(5), three_frames}, 3000000, 1000000},
       {"required: version 1", {version_1}, 0, 0},
@@ -155,17 +144,17 @@ TEST(Load, DurationIsThatOfTheLongestPin) {
       {"no time scale", {with_time_scale(avc_track(3), 0)}, 0, 0},
       {"truncated to milliseconds", {with_time_scale(avc_track(1), 600)}, 1660000, 1660000},
   };
-  for (const auto& each : kCases) {
-    FilterUnderTest under_test(MovieDescription{.tracks = each.tracks});
-    ASSERT_EQ(under_test.load_result(), S_OK) << each.name;
+  for (const auto& [name, tracks, expected, first_pin_stop] : kCases) {
+    FilterUnderTest under_test(MovieDescription{.tracks = tracks});
+    ASSERT_EQ(under_test.load_result(), S_OK) << name;
     LONGLONG duration = -1;
     LONGLONG stop = -1;
     const auto seeking = under_test.seeking(0);
     EXPECT_EQ(seeking->GetDuration(&duration), S_OK);
-    EXPECT_EQ(duration, each.expected) << each.name;
+    EXPECT_EQ(duration, expected) << name;
     // Each pin stops at its own end.
     EXPECT_EQ(seeking->GetStopPosition(&stop), S_OK);
-    EXPECT_EQ(stop, each.first_pin_stop) << each.name;
+    EXPECT_EQ(stop, first_pin_stop) << name;
   }
 }
 

@@ -95,7 +95,6 @@ TEST(MediaType, OfEveryCodec) {
   for (const auto& each : kCases) {
     SCOPED_TRACE(each.name);
     FilterUnderTest under_test(each.track);
-    ASSERT_EQ(under_test.load_result(), S_OK);
     CZanMP4SourceOutputPin& pin = under_test.pin(0);
     const bool is_video = each.track.handler == "vide";
     // A block of the same length that is there already must not shine through.
@@ -134,7 +133,6 @@ Bytes aac_block(const Bytes& configuration, const Bytes& unit) {
 TEST(MediaType, RequiredAacConfigurationIsAfterwardsAsLongAsWhatWasReadOfIt) {
   const Bytes padded = test::concat({kParametricStereo, {0x99, 0x98}});
   FilterUnderTest under_test(aac_track(padded, 40));
-  ASSERT_EQ(under_test.load_result(), S_OK);
   CMediaType type;
   ASSERT_EQ(under_test.pin(0).GetMediaType(0, &type), S_OK);
   EXPECT_EQ(type.subtype, kSubtypeAac);
@@ -166,7 +164,6 @@ TEST(MediaType, RequiredAacWithoutUsableConfigurationEndsTheListOfTypes) {
   // Object type 1, none, and one whose first unit, which may tell of parametric stereo, cannot be parsed.
   for (const Bytes& configuration : {Bytes{0x0A, 0x10}, Bytes{}, Bytes{0x12, 0x10}}) {
     FilterUnderTest under_test(aac_track(configuration, 40));
-    ASSERT_EQ(under_test.load_result(), S_OK);
     CMediaType type;
     EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), VFW_S_NO_MORE_ITEMS);
   }
@@ -179,11 +176,7 @@ TEST(MediaType, PinsOfOtherCodecsExistAndOfferNothing) {
     return video_track(
         test::video_entry("mp4v", 16, 16, test::esds({.object_type = object_type, .stream_type = 4})));
   };
-  const struct {
-    std::string name;
-    TrackDescription track;
-    TrackDescription accepted_elsewhere;
-  } kCases[] = {
+  const std::tuple<std::string, TrackDescription, TrackDescription> kCases[] = {
       {"MP3", audio_track(test::audio_entry(".mp3", 2, 44100)), h263_track()},
       {"AMR-WB+", speech_track("sawp", test::dawp(0x5A414E44, 1)), h263_track()},
       {"MPEG-1 video", video_of_type(0x6A), mpeg4_visual_track()},
@@ -192,14 +185,13 @@ TEST(MediaType, PinsOfOtherCodecsExistAndOfferNothing) {
       {"AC-3 by its object type alone",
        audio_track(test::audio_entry("mp4a", 2, 8000, test::esds({.object_type = 0xFC}))), h263_track()},
   };
-  for (const auto& each : kCases) {
-    FilterUnderTest under_test(each.track);
-    ASSERT_EQ(under_test.load_result(), S_OK) << each.name;
+  for (const auto& [name, track, accepted_elsewhere] : kCases) {
+    FilterUnderTest under_test(track);
     CMediaType type;
-    EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), kTypeNotBuilt) << each.name;
-    FilterUnderTest offering(each.accepted_elsewhere);
+    EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), kTypeNotBuilt) << name;
+    FilterUnderTest offering(accepted_elsewhere);
     ASSERT_EQ(offering.pin(0).GetMediaType(0, &type), S_OK);
-    EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), E_FAIL) << each.name;
+    EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), E_FAIL) << name;
   }
 }
 
@@ -241,7 +233,6 @@ TEST(MediaType, EveryFailureHasItsStatus) {
     TrackDescription unreadable = each.track;
     unreadable.replaced["stco"] = test::stco(std::vector<uint64_t>(10, 1u << 20));
     FilterUnderTest without_sample(unreadable);
-    ASSERT_EQ(without_sample.load_result(), S_OK);
     EXPECT_EQ(without_sample.pin(0).GetMediaType(0, &type), kTypeNotBuilt);
   }
 }
@@ -253,7 +244,6 @@ TEST(MediaType, RequiredAvcBlockSizeWrapsAt64KiB) {
     track.sample_entries = {test::video_entry(
         "avc1", 176, 144, test::avcc({.sps = {Bytes(kUnitLength, 7)}, .pps = {Bytes(more, 8)}}))};
     FilterUnderTest under_test(track);
-    ASSERT_EQ(under_test.load_result(), S_OK);
     CMediaType type;
     const size_t list_bytes = kUnitLength + more + 4;
     const size_t block_bytes = (list_bytes + 90) % 65536;
@@ -274,23 +264,19 @@ TEST(MediaType, FrameRateIsThatOverTheLongerTrack) {
   ten_minutes.replaced["mdhd"] = test::mdhd({.time_scale = 8000, .duration = 600 * 8000});
   TrackDescription unknown = test::avc_track(10);
   unknown.replaced["mdhd"] = test::mdhd({.duration = 0});
-  const struct {
-    std::string name;
-    std::vector<TrackDescription> tracks;
-    REFERENCE_TIME time_per_frame;
-  } kCases[] = {
+  const std::tuple<std::string, std::vector<TrackDescription>, REFERENCE_TIME> kCases[] = {
       {"video alone, 10 frames in 1 s", {test::avc_track(10)}, 1000000},
       {"required: audio of 4 s", {test::avc_track(10), test::amr_track(200)}, 4000000},
       {"audio of 20 ms", {test::avc_track(10), test::amr_track(1)}, 1000000},
       {"one picture, more than 32 bits", {test::avc_track(1), ten_minutes}, 6000000000},
       {"unknown duration", {unknown}, 0},
   };
-  for (const auto& each : kCases) {
-    FilterUnderTest under_test(test::MovieDescription{.tracks = each.tracks});
+  for (const auto& [name, tracks, time_per_frame] : kCases) {
+    FilterUnderTest under_test(test::MovieDescription{.tracks = tracks});
     CMediaType type;
-    ASSERT_EQ(under_test.pin(under_test.pin_count() - 1).GetMediaType(0, &type), S_OK) << each.name;
+    ASSERT_EQ(under_test.pin(under_test.pin_count() - 1).GetMediaType(0, &type), S_OK) << name;
     const auto* header = reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat);
-    EXPECT_EQ(header->AvgTimePerFrame, each.time_per_frame) << each.name;
+    EXPECT_EQ(header->AvgTimePerFrame, time_per_frame) << name;
   }
 }
 

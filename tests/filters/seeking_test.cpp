@@ -92,17 +92,16 @@ TEST(Seeking, RefusesNullPointers) {
   FilterUnderTest under_test(numbered_movie());
   const auto seeking = under_test.seeking(1);
   LONGLONG there = 0;
-  for (const HRESULT hr :
-       {seeking->GetCapabilities(nullptr), seeking->CheckCapabilities(nullptr),
-        seeking->IsFormatSupported(nullptr), seeking->QueryPreferredFormat(nullptr),
-        seeking->GetTimeFormat(nullptr), seeking->IsUsingTimeFormat(nullptr), seeking->GetDuration(nullptr),
-        seeking->GetStopPosition(nullptr), seeking->GetCurrentPosition(nullptr), seeking->GetRate(nullptr),
-        // Required: both or none.
-        seeking->GetPositions(&there, nullptr), seeking->GetPositions(nullptr, &there),
-        // The stop is looked at first, its pointer before its flags.
-        seeking->SetPositions(nullptr, kAbsolute, nullptr, 0),
-        seeking->SetPositions(&there, kIncremental, nullptr, kKeyFrame),
-        seeking->SetPositions(nullptr, kIncremental, nullptr, 0)}) {
+  for (const HRESULT hr : {seeking->GetCapabilities(nullptr), seeking->CheckCapabilities(nullptr),
+                           seeking->IsFormatSupported(nullptr), seeking->QueryPreferredFormat(nullptr),
+                           seeking->GetDuration(nullptr), seeking->GetStopPosition(nullptr),
+                           seeking->GetCurrentPosition(nullptr), seeking->GetRate(nullptr),
+                           // Required: both or none.
+                           seeking->GetPositions(&there, nullptr), seeking->GetPositions(nullptr, &there),
+                           // The stop is looked at first, its pointer before its flags.
+                           seeking->SetPositions(nullptr, kAbsolute, nullptr, 0),
+                           seeking->SetPositions(&there, kIncremental, nullptr, kKeyFrame),
+                           seeking->SetPositions(nullptr, kIncremental, nullptr, 0)}) {
     EXPECT_EQ(hr, E_POINTER);
   }
   EXPECT_EQ(seeking->SetPositions(nullptr, kAbsolute, &there, kKeyFrame), E_INVALIDARG);
@@ -156,11 +155,7 @@ TEST(Seeking, SetPositionsMovesAllPins) {
 // --- What the worker's function makes of it ----------------------------------------------------------------
 
 TEST(Seeking, StartsAtTheSyncSampleBefore) {
-  const struct {
-    REFERENCE_TIME target;
-    uint32_t number;
-    bool preroll;
-  } kCases[] = {
+  const std::tuple<REFERENCE_TIME, uint32_t, bool> kCases[] = {
       {0, 1, false},
       {500 * kMs, 1, true},
       {1040 * kMs, 26, true},
@@ -169,15 +164,15 @@ TEST(Seeking, StartsAtTheSyncSampleBefore) {
       {-3000 * kMs, 1, false},
       {7990 * kMs, 176, true},
   };
-  for (const auto& each : kCases) {
+  for (const auto& [target, number, preroll] : kCases) {
     Video video;
-    video.seek(each.target);
+    video.seek(target);
     const Filled sample = video.fill();
-    EXPECT_EQ(number_of(sample), each.number) << each.target;
+    EXPECT_EQ(number_of(sample), number) << target;
     EXPECT_TRUE(sample.discontinuity && sample.sync);
-    EXPECT_EQ(sample.preroll, each.preroll) << each.target;
+    EXPECT_EQ(sample.preroll, preroll) << target;
     // Stamps count from the target.
-    EXPECT_EQ(sample.start, (each.number - 1) * kFrame - each.target);
+    EXPECT_EQ(sample.start, (number - 1) * kFrame - target);
     EXPECT_FALSE(video.fill().discontinuity);
   }
 }
@@ -271,11 +266,7 @@ TEST(Seeking, RequiredCurrentPositionCountsFromTheSegmentStart) {
 
 // A late renderer makes the pin skip to the next sync sample, if that is nearer than the delay.
 TEST(Seeking, LatenessSkipsToTheNextSyncSample) {
-  const struct {
-    int frames_played;
-    REFERENCE_TIME late;
-    uint32_t next;
-  } kCases[] = {
+  const std::tuple<int, REFERENCE_TIME, uint32_t> kCases[] = {
       {1, 949 * kMs, 2},  // 960 ms to the next one, less 10 ms
       {1, 951 * kMs, 26},
       {10, 589 * kMs, 11},
@@ -286,11 +277,11 @@ TEST(Seeking, LatenessSkipsToTheNextSyncSample) {
       // Required: behind the last sync sample the time runs below 0, and there is nothing to skip to.
       {190, 0, 191},
   };
-  for (const auto& each : kCases) {
+  for (const auto& [frames_played, late, next] : kCases) {
     Video video;
-    for (int i = 0; i < each.frames_played; ++i) video.fill();
-    EXPECT_EQ(video.pin(0).Notify(nullptr, {Famine, 500, each.late, 0}), S_OK);
-    EXPECT_EQ(number_of(video.fill()), each.next) << each.frames_played;
+    for (int i = 0; i < frames_played; ++i) video.fill();
+    EXPECT_EQ(video.pin(0).Notify(nullptr, {Famine, 500, late, 0}), S_OK);
+    EXPECT_EQ(number_of(video.fill()), next) << frames_played;
   }
 }
 

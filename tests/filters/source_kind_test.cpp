@@ -6,10 +6,7 @@ namespace zdr::mp4source {
 namespace {
 
 TEST(SourceKind, FollowsTheExtensionAlone) {
-  const struct {
-    std::u16string_view name;
-    SourceKind kind;
-  } kCases[] = {
+  const std::pair<std::u16string_view, SourceKind> kCases[] = {
       {u"clip.MP4", SOURCE_KIND_MP4},
       {u"/media/a.b/clip.3gPA-Drm", SOURCE_KIND_MP4},
       {u"clip.aac.m4a", SOURCE_KIND_MP4},
@@ -34,8 +31,8 @@ TEST(SourceKind, FollowsTheExtensionAlone) {
         u".mp4-odf", u".k3g-odf", u".3gpa", u".3gpa-drm", u".mp4a", u".mp4a-drm"}) {
     EXPECT_EQ(source_kind_of(extension), SOURCE_KIND_MP4) << std::string(extension.begin(), extension.end());
   }
-  for (const auto& each : kCases) {
-    EXPECT_EQ(source_kind_of(each.name), each.kind) << std::string(each.name.begin(), each.name.end());
+  for (const auto& [name, kind] : kCases) {
+    EXPECT_EQ(source_kind_of(name), kind) << std::string(name.begin(), name.end());
   }
 }
 
