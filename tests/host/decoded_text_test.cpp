@@ -15,12 +15,7 @@ std::span<const uint8_t> bytes_of(std::string_view text) {
 }
 
 TEST(DecodedText, IsUtf8WhateverTheBytesAre) {
-  struct Case {
-    std::string bytes;
-    std::string utf8;
-    bool is_valid;
-  };
-  const std::vector<Case> cases = {
+  const std::vector<std::tuple<std::string, std::string, bool>> cases = {
       {"", "", true},
       {std::string("plain\0\0", 7), "plain", true},
       {"\xEF\xBB\xBF"
@@ -47,10 +42,10 @@ TEST(DecodedText, IsUtf8WhateverTheBytesAre) {
       {std::string("\xFE\xFF\0A\0", 5), "A", true},  // half a terminator
       {std::string("\xFE\xFF\0AB", 5), "A\uFFFD", false},
   };
-  for (const Case& each : cases) {
-    const DecodedText text = decode_text(bytes_of(each.bytes));
-    EXPECT_EQ(text.utf8, each.utf8);
-    EXPECT_EQ(text.is_valid, each.is_valid) << each.utf8;
+  for (const auto& [bytes, utf8, is_valid] : cases) {
+    const DecodedText text = decode_text(bytes_of(bytes));
+    EXPECT_EQ(text.utf8, utf8);
+    EXPECT_EQ(text.is_valid, is_valid) << utf8;
   }
 }
 

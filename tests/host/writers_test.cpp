@@ -42,19 +42,15 @@ Data joined(std::initializer_list<Data> parts) {
 const Data kStart = {0, 0, 0, 1};
 
 TEST(AnnexBWriter, PutsParameterSetsInFrontAndReplacesLengths) {
-  struct Case {
-    Data extra;
-    Data sample;
-  };
   // Four-byte and two-byte lengths of the same two units.
-  const Case cases[] = {
+  const std::pair<Data, Data> cases[] = {
       {{3, 0, 0, 2, 0x67, 1, 0, 1, 0x68}, {0, 0, 0, 2, 0x65, 9, 0, 0, 0, 1, 0x41}},
       {{1, 0, 0, 2, 0x67, 1, 0, 1, 0x68}, {0, 2, 0x65, 9, 0, 1, 0x41}},
   };
   const Data expected = joined({kStart, {0x67, 1}, kStart, {0x68}, kStart, {0x65, 9}, kStart, {0x41}});
-  for (const Case& c : cases) {
-    AnnexBWriter writer(c.extra);
-    EXPECT_EQ(written(writer, {c.sample}), expected);
+  for (const auto& [extra, sample] : cases) {
+    AnnexBWriter writer(extra);
+    EXPECT_EQ(written(writer, {sample}), expected);
     EXPECT_EQ(writer.damaged_units(), 0u);
   }
 }
@@ -228,31 +224,6 @@ TEST_F(DecodedAac, NeedsAConfigurationThatTheDecoderSupports) {
   EXPECT_FALSE(DecodedAacWriter({}, first).is_usable());
   // Without a first unit the configuration alone decides.
   EXPECT_TRUE(DecodedAacWriter(record_, {}).is_usable());
-}
-
-TEST(OutputFile, KeepsThePartialFileAndReplacesFilesOnlyWhenAsked) {
-  const tests::TempFolder folder;
-  const std::filesystem::path path = folder / "out";
-  {
-    OutputFile file(path, false);
-    ASSERT_TRUE(file.open() && file.write(Data{1, 2, 3}));
-  }
-  EXPECT_FALSE(std::filesystem::exists(path));
-  EXPECT_EQ(tests::read_file(path.string() + ".part").size(), 3u);
-
-  tests::write_file(path, "kept");
-  OutputFile refused(path, false);
-  EXPECT_FALSE(refused.open());
-  EXPECT_NE(refused.error().find("--force"), std::string::npos);
-  OutputFile replacing(path, true);
-  ASSERT_TRUE(replacing.open() && replacing.write(Data{9}));
-  EXPECT_EQ(tests::read_file(path), "kept") << "until the new one is complete";
-  ASSERT_TRUE(replacing.commit());
-  EXPECT_EQ(tests::read_file(path), "\t");
-
-  EXPECT_FALSE(OutputFile(folder.path(), true).open()) << "a folder";
-  std::filesystem::create_symlink("/dev/null", folder / "device");
-  EXPECT_FALSE(OutputFile(folder / "device", true).open());
 }
 
 TEST(Crc32, MatchesTheStandardCheckValue) {

@@ -75,11 +75,7 @@ TEST(ZdrAac, TellsWhyAFileIsRefused) {
   main_profile[2] = static_cast<uint8_t>(main_profile[2] & 0x3F);
   Bytes six_channels = adts;
   six_channels[2] = static_cast<uint8_t>(six_channels[2] | 1);
-  const struct {
-    const char* what;
-    Bytes content;
-    int exit_code;
-  } kCases[] = {
+  const std::tuple<const char*, Bytes, int> kCases[] = {
       {"ends inside its ID3v2 tag [-1007]", test::id3v2(3, 0, adts, 100000), 1},
       {"flags that are not defined [-1]", test::concat({test::id3v2(3, 0x10, Bytes(20, 0)), adts}), 1},
       {"the Main profile, which is not supported [-1]", main_profile, 4},
@@ -91,12 +87,12 @@ TEST(ZdrAac, TellsWhyAFileIsRefused) {
       {"none of ADTS, ADIF and an AAC configuration", test::concat({{2, 0x0A, 0x10}, Bytes(20, 0xFF)}), 1},
   };
   const TempFolder folder;
-  for (const auto& c : kCases) {
-    write(folder, "bad.aac", c.content);
+  for (const auto& [what, content, exit_code] : kCases) {
+    write(folder, "bad.aac", content);
     const ZdrResult result = run_zdr({"info", "bad.aac"}, folder.path());
-    EXPECT_EQ(result.exit_code, c.exit_code) << c.what;
+    EXPECT_EQ(result.exit_code, exit_code) << what;
     EXPECT_THAT(result.err, testing::MatchesRegex("zdr: [^\n]*\n"));
-    EXPECT_THAT(result.err, HasSubstr(c.what));
+    EXPECT_THAT(result.err, HasSubstr(what));
   }
 }
 

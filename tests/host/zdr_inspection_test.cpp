@@ -1,4 +1,5 @@
-// `zdr boxes`, and the tags and cover of `zdr info`, on files with everything in them and on damaged ones.
+// `zdr boxes`, and the tags and cover of `zdr info`, on files with everything in them and on damaged ones;
+// and what all commands tell as JSON.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -21,6 +22,9 @@ using testing::IsEmpty;
 using testing::Not;
 using tests::read_file;
 using tests::TempFolder;
+
+const std::string kTwoPins = ZDR_SAMPLES_DIR "/h263-amr.3gp";
+const std::string kMovieFirst = ZDR_SAMPLES_DIR "/moov-first.3gp";
 
 void write_movie(const TempFolder& folder, const char* name, const Bytes& bytes) {
   tests::write_file(folder / name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
@@ -97,6 +101,8 @@ TEST(ZdrInfo, SavesTheCover) {
   EXPECT_EQ(again.exit_code, 5);
   EXPECT_THAT(again.err, HasSubstr("c.jpg: exists already"));
   EXPECT_EQ(run_zdr({"info", "cover.mp4", "--cover", "c.jpg", "--force"}, folder.path()).exit_code, 0);
+  EXPECT_THAT(run_zdr({"info", "cover.mp4", "--cover", ".", "--force"}, folder.path()).err,
+              HasSubstr(".: is a folder"));
   const ZdrResult none = run_zdr({"info", "plain.mp4", "--cover", "d.jpg"}, folder.path());
   EXPECT_EQ(none.exit_code, 4);
   EXPECT_THAT(none.err, HasSubstr("plain.mp4: has no cover image"));
@@ -227,20 +233,15 @@ TEST(ZdrNotes, TellWhatIsLeftOutOnStandardErrorUnlessQuiet) {
     track.handler = handler;
     return track;
   };
-  const auto with_edits = [](test::TrackDescription track, std::vector<test::Edit> edits,
-                             uint32_t version = 0) {
+  const auto with_edits = [](test::TrackDescription track, std::vector<test::Edit> edits) {
     track.time_scale = 8000;
     track.durations = {160};
     track.edits = std::move(edits);
-    track.edit_version = version;
     return track;
   };
   const test::TrackDescription sound = test::amr_track(10);
   const std::string kAudioEdits = "the audio track's edit list is not applied: ";
-  const struct {
-    test::MovieDescription movie;
-    std::string notes;
-  } kCases[] = {
+  const std::pair<test::MovieDescription, std::string> kCases[] = {
       {{.tracks = {sound}}, ""},
       {{.tracks = {sound, of_kind("text"), of_kind("text"), of_kind("ab\x1B/")}},
        "2 text track(s) not used|1 track(s) with the handler 'ab\\x1b/' not used|"},
@@ -259,11 +260,11 @@ TEST(ZdrNotes, TellWhatIsLeftOutOnStandardErrorUnlessQuiet) {
        "the video track's edit list is not applied: it begins 80/8000 s into the media|"},
   };
   const TempFolder folder;
-  for (const auto& c : kCases) {
-    write_movie(folder, "a.mp4", test::build_movie(c.movie).bytes);
+  for (const auto& [movie, expected] : kCases) {
+    write_movie(folder, "a.mp4", test::build_movie(movie).bytes);
     std::string lines;
     nlohmann::json warnings = nlohmann::json::array();
-    std::istringstream notes(c.notes);
+    std::istringstream notes(expected);
     for (std::string note; std::getline(notes, note, '|');) {
       lines += "zdr: a.mp4: " + note + "\n";
       warnings.push_back(note);
@@ -276,26 +277,68 @@ TEST(ZdrNotes, TellWhatIsLeftOutOnStandardErrorUnlessQuiet) {
     }
     const ZdrResult json = run_zdr({"info", "a.mp4", "--json"}, folder.path());
     EXPECT_THAT(json.err, IsEmpty());
-    EXPECT_EQ(nlohmann::json::parse(json.out).at("warnings").size(), warnings.size()) << c.notes;
+    EXPECT_EQ(nlohmann::json::parse(json.out).at("warnings").size(), warnings.size()) << expected;
   }
 }
 
-TEST(ZdrBoxes, TellsFilesThatAreNoneAtAll) {
+nlohmann::ordered_json parsed(const std::string& text) {
+  auto json = nlohmann::ordered_json::parse(text, nullptr, false);
+  EXPECT_FALSE(json.is_discarded()) << text;
+  EXPECT_TRUE(json.is_object() && json.begin().key() == "schema" && json.begin().value() == 1) << text;
+  return json;
+}
+
+TEST(ZdrJson, IsOneObjectWhateverHappens) {
   const TempFolder folder;
-  tests::write_file(folder / "empty.mp4", "");
-  tests::write_file(folder / "a.aac", "\xFF\xF1\x50\x80\x01\x1F\xFC\x01");
-  const std::vector<std::tuple<std::string, std::string, int>> cases = {
-      {"missing.mp4", "no such file", 1},
-      {".", "is a folder", 1},
-      {"empty.mp4", "no movie box found", 1},
-      {"a.aac", "not an ISO media file", 4},
-  };
-  for (const auto& [name, reason, exit_code] : cases) {
-    const ZdrResult result = run_zdr({"boxes", name}, folder.path());
-    EXPECT_EQ(result.exit_code, exit_code) << name;
-    EXPECT_THAT(result.err, HasSubstr(name + ": "));
-    EXPECT_THAT(result.err, HasSubstr(reason));
+  const std::string movie_first = read_file(kMovieFirst);
+  const std::string odd_name = "caf\xe9.mp4";  // not UTF-8
+  tests::write_file(folder / "cut.3gp", movie_first.substr(0, movie_first.size() / 2));
+  tests::write_file(folder / odd_name, "");
+  tests::write_file(folder / "notes.txt", "text");
+  tests::write_file(folder / "h263-amr.Audio0.amr", "from an earlier run");
+  for (const std::string command : {"play", "info"}) {
+    const auto one = parsed(run_zdr({command, "cut.3gp", "--json", "-q"}, folder.path()).out);
+    EXPECT_EQ(one.at("file"), "cut.3gp");
+    EXPECT_EQ(one.at("exit_code"), command == "play" ? 3 : 0);
+    EXPECT_TRUE(one.at("warnings").is_array());
+
+    const auto several = parsed(run_zdr({command, odd_name, kTwoPins, "--json"}, folder.path()).out);
+    EXPECT_EQ(several.at("files").at(0).at("file"), "caf\uFFFD.mp4");
+    EXPECT_EQ(several.at("files").at(0).at("file_hex"), "636166e92e6d7034");
+    EXPECT_EQ(several.at("files").at(0).at("exit_code"), 1);
+    EXPECT_THAT(several.at("files").at(0).at("errors").at(0), HasSubstr("not UTF-8"));
+    EXPECT_EQ(several.at("files").at(1).at("exit_code"), command == "play" ? 5 : 0);
   }
+  const auto nowhere = parsed(run_zdr({"play", kTwoPins, "--json", "-o", "notes.txt"}, folder.path()).out);
+  EXPECT_EQ(nowhere.at("exit_code"), 5);
+  EXPECT_THAT(nowhere.at("errors").at(0), HasSubstr("notes.txt: is not a folder"));
+  const std::string played = run_zdr({"play", kMovieFirst, "--json", "--force"}, folder.path()).out;
+  EXPECT_EQ(played, run_zdr({"play", kMovieFirst, "--json", "--force"}, folder.path()).out);
+  const auto json = parsed(played);
+  EXPECT_EQ(json.at("streams").size(), 2u);
+  for (const auto& stream : json.at("streams")) {
+    EXPECT_TRUE(std::filesystem::exists(folder / stream.at("output").get<std::string>()));
+  }
+}
+
+TEST(ZdrJson, SamplesAreOneObjectALineEqualToTheTable) {
+  std::istringstream objects(run_zdr({"samples", kTwoPins, "--json"}).out);
+  std::istringstream rows(run_zdr({"samples", kTwoPins}).out);
+  std::string header;
+  std::getline(rows, header);
+  size_t count = 0;
+  for (std::string row, object; std::getline(rows, row); ++count) {
+    ASSERT_TRUE(std::getline(objects, object));
+    std::string joined;
+    const auto json = parsed(object);
+    for (const auto& [key, value] : json.items()) {
+      if (key == "schema") continue;
+      joined += (joined.empty() ? "" : ",") + (value.is_string() ? value.get<std::string>() : value.dump());
+    }
+    EXPECT_EQ(row, joined);
+  }
+  EXPECT_EQ(count, 81u);
+  EXPECT_TRUE(objects.peek() == EOF);
 }
 
 }  // namespace
