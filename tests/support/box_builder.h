@@ -22,32 +22,84 @@ struct Fields {
   Fields& u24(uint64_t value) { return number(value, 3); }
   Fields& u32(uint64_t value) { return number(value, 4); }
   Fields& u64(uint64_t value) { return number(value, 8); }
-  Fields& zeros(size_t count);
-  Fields& text(std::string_view text);  // without terminator
-  Fields& append(const Bytes& more);
-  Fields& number(uint64_t value, int byte_count);
+  Fields& zeros(size_t count) { return append(Bytes(count)); }
+  Fields& text(std::string_view text) { return append({text.begin(), text.end()}); }  // without terminator
+  Fields& append(const Bytes& more) {
+    bytes.insert(bytes.end(), more.begin(), more.end());
+    return *this;
+  }
+  Fields& number(uint64_t value, int byte_count) {
+    for (int i = byte_count - 1; i >= 0; --i) bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
+    return *this;
+  }
 };
 
-Bytes concat(const std::vector<Bytes>& parts);
-void store_be32(Bytes& bytes, size_t at, uint32_t value);
-uint32_t load_be32(const Bytes& bytes, size_t at);
+inline Bytes concat(const std::vector<Bytes>& parts) {
+  Fields all;
+  for (const Bytes& part : parts) all.append(part);
+  return all.bytes;
+}
+
+inline void store_be32(Bytes& bytes, size_t at, uint32_t value) {
+  for (size_t i = 0; i < 4; ++i) bytes.at(at + i) = static_cast<uint8_t>(value >> (24 - 8 * i));
+}
+
+inline uint32_t load_be32(const Bytes& bytes, size_t at) {
+  uint32_t value = 0;
+  for (size_t i = 0; i < 4; ++i) value = value << 8 | bytes.at(at + i);
+  return value;
+}
 
 // ---- Raw boxes --------------------------------------------------------------------------------------------
 
-Bytes box(std::string_view type, const Bytes& body = {});
-Bytes box(std::string_view type, const std::vector<Bytes>& children);
-Bytes full_box(std::string_view type, uint32_t version, uint32_t flags, const Bytes& body = {});
+inline Bytes box(std::string_view type, const Bytes& body = {}) {
+  return Fields().u32(body.size() + 8).text(type).append(body).bytes;
+}
+
+inline Bytes box(std::string_view type, const std::vector<Bytes>& children) {
+  return box(type, concat(children));
+}
+
+inline Bytes full_box(std::string_view type, uint32_t version, uint32_t flags, const Bytes& body = {}) {
+  return box(type, Fields().u8(version).u24(flags).append(body).bytes);
+}
+
 // The 64-bit size form; `claimed_size` 0: the true one.
-Bytes large_box(std::string_view type, const Bytes& body, uint64_t claimed_size = 0);
+inline Bytes large_box(std::string_view type, const Bytes& body, uint64_t claimed_size = 0) {
+  const uint64_t size = claimed_size == 0 ? body.size() + 16 : claimed_size;
+  return Fields().u32(1).text(type).u64(size).append(body).bytes;
+}
+
 // The same bytes with another size in the header.
-Bytes with_size(Bytes box, uint32_t claimed_size);
+inline Bytes with_size(Bytes box, uint32_t claimed_size) {
+  store_be32(box, 0, claimed_size);
+  return box;
+}
+
 // A box header alone.
-Bytes header(uint32_t size, std::string_view type);
+inline Bytes header(uint32_t size, std::string_view type) {
+  return Fields().u32(size).text(type).bytes;
+}
 
 // ---- File, movie and track level --------------------------------------------------------------------------
 
-Bytes ftyp(std::string_view brand = "isom", uint32_t minor_version = 512,
-           const std::vector<std::string_view>& compatible = {"isom"});
+inline Bytes ftyp(std::string_view brand = "isom", uint32_t minor_version = 512,
+                  const std::vector<std::string_view>& compatible = {"isom"}) {
+  Fields body;
+  body.text(brand).u32(minor_version);
+  for (const std::string_view each : compatible) body.text(each);
+  return box("ftyp", body.bytes);
+}
+
+inline Bytes unity_matrix() {
+  return Fields().u32(0x10000).zeros(12).u32(0x10000).zeros(12).u32(0x40000000).bytes;
+}
+
+// Creation and modification time, and what stands between them and the duration.
+inline Fields header_times(uint32_t version, uint64_t creation, uint64_t modification) {
+  const int width = version == 1 ? 8 : 4;
+  return Fields().number(creation, width).number(modification, width);
+}
 
 // Headers of version 1 write their times and durations as 64 bits.
 struct MovieHeader {
@@ -59,7 +111,12 @@ struct MovieHeader {
   uint32_t rate = 0x10000;
   uint16_t volume = 0x100;
 };
-Bytes mvhd(const MovieHeader& fields = {});
+inline Bytes mvhd(const MovieHeader& fields = {}) {
+  Fields body = header_times(fields.version, fields.creation_time, fields.modification_time);
+  body.u32(fields.time_scale).number(fields.duration, fields.version == 1 ? 8 : 4);
+  body.u32(fields.rate).u16(fields.volume).zeros(10).append(unity_matrix()).zeros(24).u32(2);
+  return full_box("mvhd", fields.version, 0, body.bytes);
+}
 
 struct TrackHeader {
   uint32_t version = 0;
@@ -73,7 +130,13 @@ struct TrackHeader {
   uint16_t width = 0;
   uint16_t height = 0;
 };
-Bytes tkhd(const TrackHeader& fields = {});
+inline Bytes tkhd(const TrackHeader& fields = {}) {
+  Fields body = header_times(fields.version, fields.creation_time, fields.modification_time);
+  body.u32(fields.track_id).zeros(4).number(fields.duration, fields.version == 1 ? 8 : 4).zeros(8);
+  body.u16(fields.layer).u16(fields.alternate_group).u16(fields.volume).zeros(2).append(unity_matrix());
+  body.u16(fields.width).zeros(2).u16(fields.height).zeros(2);
+  return full_box("tkhd", fields.version, 3, body.bytes);
+}
 
 struct MediaHeader {
   uint32_t version = 0;
@@ -83,24 +146,68 @@ struct MediaHeader {
   uint64_t duration = 0;
   uint16_t language = 0x55C4;  // "und"
 };
-Bytes mdhd(const MediaHeader& fields = {});
-Bytes hdlr(std::string_view handler_type, std::string_view name = "");
+inline Bytes mdhd(const MediaHeader& fields = {}) {
+  Fields body = header_times(fields.version, fields.creation_time, fields.modification_time);
+  body.u32(fields.time_scale).number(fields.duration, fields.version == 1 ? 8 : 4);
+  return full_box("mdhd", fields.version, 0, body.u16(fields.language).zeros(2).bytes);
+}
+
+inline Bytes hdlr(std::string_view handler_type, std::string_view name = "") {
+  return full_box("hdlr", 0, 0, Fields().zeros(4).text(handler_type).zeros(12).text(name).u8(0).bytes);
+}
 
 struct Edit {
   uint64_t segment_duration = 0;
   int64_t media_time = 0;  // -1: an empty edit
-  uint16_t rate_integer = 1;
-  uint16_t rate_fraction = 0;
 };
-Bytes elst(const std::vector<Edit>& edits, uint32_t version = 0);
+inline Bytes elst(const std::vector<Edit>& edits, uint32_t version = 0) {
+  Fields body;
+  body.u32(edits.size());
+  const int width = version == 1 ? 8 : 4;
+  for (const Edit& edit : edits) {
+    body.number(edit.segment_duration, width).number(static_cast<uint64_t>(edit.media_time), width);
+    body.u32(0x10000);  // the rate
+  }
+  return full_box("elst", version, 0, body.bytes);
+}
 
-Bytes vmhd();
-Bytes smhd();
-Bytes hmhd(uint16_t max_pdu_size, uint16_t average_pdu_size, uint32_t max_bitrate, uint32_t average_bitrate);
-Bytes url(bool self_contained, const Bytes& location = {});
-Bytes urn(bool self_contained, const Bytes& name_and_location);
-Bytes dref(const std::vector<Bytes>& entries, int64_t claimed_count = -1);
-Bytes dinf();  // with one self-contained reference
+inline Bytes vmhd() {
+  return full_box("vmhd", 0, 1, Fields().zeros(8).bytes);
+}
+
+inline Bytes smhd() {
+  return full_box("smhd", 0, 0, Fields().zeros(4).bytes);
+}
+
+inline Bytes hmhd(uint16_t max_pdu_size, uint16_t average_pdu_size, uint32_t max_bitrate,
+                  uint32_t average_bitrate) {
+  Fields body;
+  body.u16(max_pdu_size).u16(average_pdu_size).u32(max_bitrate).u32(average_bitrate).zeros(4);
+  return full_box("hmhd", 0, 0, body.bytes);
+}
+
+inline Bytes url(bool self_contained, const Bytes& location = {}) {
+  return full_box("url ", 0, self_contained ? 1 : 0, location);
+}
+
+inline Bytes urn(bool self_contained, const Bytes& name_and_location) {
+  return full_box("urn ", 0, self_contained ? 1 : 0, name_and_location);
+}
+
+inline Bytes counted_table(std::string_view type, size_t true_count, const Bytes& entries,
+                           int64_t claimed_count = -1) {
+  const uint64_t count = claimed_count < 0 ? true_count : static_cast<uint64_t>(claimed_count);
+  return full_box(type, 0, 0, Fields().u32(count).append(entries).bytes);
+}
+
+inline Bytes dref(const std::vector<Bytes>& entries, int64_t claimed_count = -1) {
+  return counted_table("dref", entries.size(), concat(entries), claimed_count);
+}
+
+// With one self-contained reference.
+inline Bytes dinf() {
+  return box("dinf", dref({url(true)}));
+}
 
 // ---- Sample tables. A claimed count of -1 is the true one. ------------------------------------------------
 
@@ -110,26 +217,91 @@ struct ChunkRun {
   uint32_t samples_per_chunk;
   uint32_t description_index = 1;
 };
-Bytes stts(const Runs& runs, int64_t claimed_count = -1);
-Bytes ctts(const Runs& runs, int64_t claimed_count = -1);
-Bytes stss(const std::vector<uint32_t>& samples, int64_t claimed_count = -1);
-Bytes stsc(const std::vector<ChunkRun>& runs, int64_t claimed_count = -1);
-Bytes stsz(const std::vector<uint32_t>& sizes, int64_t claimed_count = -1);
-Bytes constant_stsz(uint32_t size, uint32_t sample_count);
-Bytes stco(const std::vector<uint64_t>& offsets, int64_t claimed_count = -1);
-Bytes co64(const std::vector<uint64_t>& offsets, int64_t claimed_count = -1);
-Bytes stsd(const std::vector<Bytes>& entries, int64_t claimed_count = -1);
+inline Bytes runs_table(std::string_view type, const Runs& runs, int64_t claimed_count) {
+  Fields entries;
+  for (const auto& [count, value] : runs) entries.u32(count).u32(value);
+  return counted_table(type, runs.size(), entries.bytes, claimed_count);
+}
+
+inline Bytes stts(const Runs& runs, int64_t claimed_count = -1) {
+  return runs_table("stts", runs, claimed_count);
+}
+
+inline Bytes ctts(const Runs& runs) {
+  return runs_table("ctts", runs, -1);
+}
+
+inline Bytes stss(const std::vector<uint32_t>& samples) {
+  Fields entries;
+  for (const uint32_t sample : samples) entries.u32(sample);
+  return counted_table("stss", samples.size(), entries.bytes);
+}
+
+inline Bytes stsc(const std::vector<ChunkRun>& runs) {
+  Fields entries;
+  for (const ChunkRun& run : runs)
+    entries.u32(run.first_chunk).u32(run.samples_per_chunk).u32(run.description_index);
+  return counted_table("stsc", runs.size(), entries.bytes);
+}
+
+inline Bytes stsz(const std::vector<uint32_t>& sizes, int64_t claimed_count = -1) {
+  const uint64_t count = claimed_count < 0 ? sizes.size() : static_cast<uint64_t>(claimed_count);
+  Fields body;
+  body.u32(0).u32(count);
+  for (const uint32_t size : sizes) body.u32(size);
+  return full_box("stsz", 0, 0, body.bytes);
+}
+
+inline Bytes constant_stsz(uint32_t size, uint32_t sample_count) {
+  return full_box("stsz", 0, 0, Fields().u32(size).u32(sample_count).bytes);
+}
+
+inline Bytes stco(const std::vector<uint64_t>& offsets) {
+  Fields entries;
+  for (const uint64_t offset : offsets) entries.u32(offset);
+  return counted_table("stco", offsets.size(), entries.bytes);
+}
+
+inline Bytes co64(const std::vector<uint64_t>& offsets) {
+  Fields entries;
+  for (const uint64_t offset : offsets) entries.u64(offset);
+  return counted_table("co64", offsets.size(), entries.bytes);
+}
+
+inline Bytes stsd(const std::vector<Bytes>& entries, int64_t claimed_count = -1) {
+  return counted_table("stsd", entries.size(), concat(entries), claimed_count);
+}
 
 // ---- Sample entries and codec configurations --------------------------------------------------------------
 
-Bytes video_entry(std::string_view type, uint16_t width, uint16_t height, const Bytes& children = {});
+inline Bytes video_entry(std::string_view type, uint16_t width, uint16_t height, const Bytes& children = {}) {
+  Fields body;
+  body.zeros(6).u16(1).zeros(16).u16(width).u16(height);
+  body.u32(0x480000).u32(0x480000).zeros(4).u16(1).zeros(32).u16(24).u16(0xFFFF);
+  return box(type, body.append(children).bytes);
+}
+
 // `sample_rate` in Hz; its upper half is lost in the 16.16 field, as in real files.
-Bytes audio_entry(std::string_view type, uint16_t channels, uint32_t sample_rate, const Bytes& children = {},
-                  uint16_t sample_size = 16);
-Bytes plain_entry(std::string_view type, const Bytes& children = {});  // mp4s, text, rtp
+inline Bytes audio_entry(std::string_view type, uint16_t channels, uint32_t sample_rate,
+                         const Bytes& children = {}, uint16_t sample_size = 16) {
+  Fields body;
+  body.zeros(6).u16(1).zeros(8).u16(channels).u16(sample_size).zeros(4).u16(sample_rate).u16(0);
+  return box(type, body.append(children).bytes);
+}
+
+// mp4s, text, rtp.
+inline Bytes plain_entry(std::string_view type, const Bytes& children = {}) {
+  return box(type, Fields().zeros(6).u16(1).append(children).bytes);
+}
 
 // Descriptor tag and size in one byte (or `size_bytes` of them), then the body.
-Bytes descriptor(uint8_t tag, const Bytes& body, int size_bytes = 1);
+inline Bytes descriptor(uint8_t tag, const Bytes& body, int size_bytes = 1) {
+  Fields fields;
+  fields.u8(tag);
+  for (int i = size_bytes - 1; i >= 0; --i) fields.u8((body.size() >> (7 * i) & 0x7F) | (i > 0 ? 0x80u : 0u));
+  return fields.append(body).bytes;
+}
+
 struct ElementaryStream {
   uint16_t es_id = 1;
   uint8_t flags = 0;
@@ -141,9 +313,24 @@ struct ElementaryStream {
   Bytes decoder_specific_info = {};  // empty: no such descriptor
   Bytes sl_config = {2};             // empty: no such descriptor
 };
-Bytes es_descriptor(const ElementaryStream& stream = {});
-Bytes esds_of(const Bytes& descriptor_bytes);
-Bytes esds(const ElementaryStream& stream = {});
+inline Bytes es_descriptor(const ElementaryStream& stream = {}) {
+  Fields config;
+  config.u8(stream.object_type).u8(stream.stream_type * 4u + 1).u24(0);
+  config.u32(stream.max_bitrate).u32(stream.average_bitrate);
+  if (!stream.decoder_specific_info.empty()) config.append(descriptor(5, stream.decoder_specific_info));
+  Fields body;
+  body.u16(stream.es_id).u8(stream.flags).append(stream.optional_fields).append(descriptor(4, config.bytes));
+  if (!stream.sl_config.empty()) body.append(descriptor(6, stream.sl_config));
+  return descriptor(3, body.bytes);
+}
+
+inline Bytes esds_of(const Bytes& descriptor_bytes) {
+  return full_box("esds", 0, 0, descriptor_bytes);
+}
+
+inline Bytes esds(const ElementaryStream& stream = {}) {
+  return esds_of(es_descriptor(stream));
+}
 
 struct AvcConfiguration {
   uint8_t profile = 66;
@@ -153,17 +340,42 @@ struct AvcConfiguration {
   std::vector<Bytes> sps = {};
   std::vector<Bytes> pps = {};
 };
-Bytes avcc(const AvcConfiguration& configuration);
-Bytes d263(uint32_t vendor, uint8_t decoder_version, uint8_t level, uint8_t profile,
-           const Bytes& children = {});
-Bytes bitr(uint32_t average_bitrate, uint32_t max_bitrate);
+inline Bytes avcc(const AvcConfiguration& configuration) {
+  Fields body;
+  body.u8(1).u8(configuration.profile).u8(configuration.profile_compatibility).u8(configuration.level);
+  body.u8(0xFCu | configuration.nal_length_size_minus_one).u8(0xE0 | configuration.sps.size());
+  for (const Bytes& unit : configuration.sps) body.u16(unit.size()).append(unit);
+  body.u8(configuration.pps.size());
+  for (const Bytes& unit : configuration.pps) body.u16(unit.size()).append(unit);
+  return box("avcC", body.bytes);
+}
+
+inline Bytes d263(uint32_t vendor, uint8_t decoder_version, uint8_t level, uint8_t profile,
+                  const Bytes& children = {}) {
+  return box("d263", Fields().u32(vendor).u8(decoder_version).u8(level).u8(profile).append(children).bytes);
+}
+
+inline Bytes bitr(uint32_t average_bitrate, uint32_t max_bitrate) {
+  return box("bitr", Fields().u32(average_bitrate).u32(max_bitrate).bytes);
+}
+
 // damr; dvmr with its sampling frequency in place of the mode change period.
-Bytes damr(uint32_t vendor, uint8_t decoder_version, uint16_t mode_set, uint8_t mode_change_period,
-           uint8_t frames_per_sample, std::string_view type = "damr");
-Bytes dawp(uint32_t vendor, uint8_t decoder_version);
+inline Bytes damr(uint32_t vendor, uint8_t decoder_version, uint16_t mode_set, uint8_t mode_change_period,
+                  uint8_t frames_per_sample, std::string_view type = "damr") {
+  Fields body;
+  body.u32(vendor).u8(decoder_version).u16(mode_set).u8(mode_change_period).u8(frames_per_sample);
+  return box(type, body.bytes);
+}
+
+inline Bytes dawp(uint32_t vendor, uint8_t decoder_version) {
+  return box("dawp", Fields().u32(vendor).u8(decoder_version).bytes);
+}
+
 // devc, decb, decw, dqcp, dsmv.
-Bytes speech_configuration(std::string_view type, uint32_t vendor, uint8_t decoder_version,
-                           uint8_t frames_per_sample);
+inline Bytes speech_configuration(std::string_view type, uint32_t vendor, uint8_t decoder_version,
+                                  uint8_t frames_per_sample) {
+  return box(type, Fields().u32(vendor).u8(decoder_version).u8(frames_per_sample).bytes);
+}
 
 struct Ac3Configuration {
   uint8_t fscod = 0;
@@ -173,7 +385,16 @@ struct Ac3Configuration {
   uint8_t lfeon = 0;
   uint8_t bit_rate_code = 10;
 };
-Bytes dac3(const Ac3Configuration& configuration = {});
+inline Bytes dac3(const Ac3Configuration& configuration = {}) {
+  uint32_t bits = configuration.fscod;
+  bits = bits << 5 | configuration.bsid;
+  bits = bits << 3 | configuration.bsmod;
+  bits = bits << 3 | configuration.acmod;
+  bits = bits << 1 | configuration.lfeon;
+  bits = bits << 5 | configuration.bit_rate_code;
+  return box("dac3", Fields().u24(bits << 5).bytes);
+}
+
 struct Eac3Substream {
   uint8_t fscod = 0;
   uint8_t bsid = 16;
@@ -184,7 +405,22 @@ struct Eac3Substream {
   uint16_t channel_location = 0;  // nine bits
 };
 // `claimed_field` -1: the number of substreams minus 1.
-Bytes dec3(uint16_t data_rate, const std::vector<Eac3Substream>& substreams, int claimed_field = -1);
+inline Bytes dec3(uint16_t data_rate, const std::vector<Eac3Substream>& substreams, int claimed_field = -1) {
+  const size_t field = claimed_field < 0 ? substreams.size() - 1 : static_cast<size_t>(claimed_field);
+  Fields body;
+  body.u16(static_cast<size_t>(data_rate) << 3 | field);
+  for (const Eac3Substream& each : substreams) {
+    uint32_t bits = each.fscod;
+    bits = bits << 5 | each.bsid;
+    bits = bits << 5 | each.bsmod;
+    bits = bits << 3 | each.acmod;
+    body.u16(bits << 1 | each.lfeon);
+    const uint32_t location_top_bit = each.num_dep_sub != 0 ? each.channel_location >> 8 & 1u : 0u;
+    body.u8(uint32_t{each.num_dep_sub} << 1 | location_top_bit);
+    if (each.num_dep_sub != 0) body.u8(each.channel_location & 0xFF);
+  }
+  return box("dec3", body.bytes);
+}
 
 }  // namespace zdr::test
 

@@ -13,21 +13,51 @@
 namespace zdr::test {
 
 // Three lower-case letters in 15 bits.
-uint16_t packed_language(std::string_view letters);
+inline uint16_t packed_language(std::string_view letters) {
+  uint32_t packed = 0;
+  for (const char letter : letters) packed = packed << 5 | static_cast<uint32_t>(letter - 0x60);
+  return static_cast<uint16_t>(packed);
+}
 
 // ASCII as big-endian UTF-16 with its byte order mark and a NUL of two bytes.
-std::string utf16(std::string_view ascii);
+inline std::string utf16(std::string_view ascii) {
+  std::string text = "\xFE\xFF";
+  for (const char character : ascii) text.append({'\0', character});
+  return text.append(2, '\0');
+}
+
 // The same as UTF-8, with its NUL.
-std::string utf8(std::string_view text);
+inline std::string utf8(std::string_view text) {
+  return std::string(text) + '\0';
+}
 
 // ---- Asset boxes: texts are written as they are, terminators included -------------------------------------
 
 // Version and flags, language, body.
-Bytes asset(std::string_view type, std::string_view body, uint16_t language = packed_language("eng"));
-Bytes rtng(std::string_view entity, std::string_view criteria, std::string_view info);
-Bytes clsf(uint32_t entity, uint16_t table_index, std::string_view info);
+inline Bytes asset(std::string_view type, std::string_view body, uint16_t language = packed_language("eng")) {
+  return full_box(type, 0, 0, Fields().u16(language).text(body).bytes);
+}
+
+inline Bytes rtng(std::string_view entity, std::string_view criteria, std::string_view info) {
+  const uint16_t language = packed_language("eng");
+  return full_box("rtng", 0, 0, Fields().text(entity).text(criteria).u16(language).text(info).bytes);
+}
+
+inline Bytes clsf(uint32_t entity, uint16_t table_index, std::string_view info) {
+  const uint16_t language = packed_language("eng");
+  return full_box("clsf", 0, 0, Fields().u32(entity).u16(table_index).u16(language).text(info).bytes);
+}
+
 // `claimed_count` -1: the true one.
-Bytes kywd(const std::vector<std::string>& keywords, int claimed_count = -1);
+inline Bytes kywd(const std::vector<std::string>& keywords, int claimed_count = -1) {
+  const auto count =
+      static_cast<uint64_t>(claimed_count < 0 ? static_cast<int>(keywords.size()) : claimed_count);
+  Fields body;
+  body.u16(packed_language("eng")).u8(count);
+  for (const std::string& keyword : keywords) body.u8(keyword.size()).text(keyword);
+  return full_box("kywd", 0, 0, body.bytes);
+}
+
 struct Location {
   std::string name;
   uint8_t role = 0;
@@ -37,35 +67,104 @@ struct Location {
   std::string body;
   std::string notes;
 };
-Bytes loci(const Location& location);
-Bytes albm(std::string_view title, uint8_t track_number);
-Bytes yrrc(uint16_t year);
+inline Bytes loci(const Location& location) {
+  Fields body;
+  body.u16(packed_language("eng")).text(location.name).u8(location.role);
+  body.u32(location.longitude).u32(location.latitude).u32(location.altitude);
+  return full_box("loci", 0, 0, body.text(location.body).text(location.notes).bytes);
+}
+
+inline Bytes albm(std::string_view title, uint8_t track_number) {
+  return asset("albm", std::string(title) + static_cast<char>(track_number));
+}
+
+inline Bytes yrrc(uint16_t year) {
+  return full_box("yrrc", 0, 0, Fields().u16(year).bytes);
+}
 
 // ---- Item lists -------------------------------------------------------------------------------------------
 
 // A box "data": type, locale, value.
-Bytes data_atom(const Bytes& value, uint32_t data_type = 1);
-Bytes data_atom(std::string_view value, uint32_t data_type = 1);
-// An item with one such value; the type may begin with the byte \251.
-Bytes item(std::string_view type, std::string_view value);
-Bytes number_item(std::string_view type, uint16_t number, uint16_t total);
-Bytes freeform_item(std::string_view mean, std::string_view name, std::string_view value);
-// meta with its handler and what else it holds.
-Bytes item_meta(const Bytes& children);
-Bytes item_list_meta(const std::vector<Bytes>& items);
+inline Bytes data_atom(const Bytes& value, uint32_t data_type = 1) {
+  return box("data", Fields().u32(data_type).u32(0).append(value).bytes);
+}
 
-Bytes id32(uint16_t language, const Bytes& id3v2);
+inline Bytes data_atom(std::string_view value, uint32_t data_type = 1) {
+  return data_atom(Fields().text(value).bytes, data_type);
+}
+
+// An item with one such value; the type may begin with the byte \251.
+inline Bytes item(std::string_view type, std::string_view value) {
+  return box(type, data_atom(value));
+}
+
+inline Bytes number_item(std::string_view type, uint16_t number, uint16_t total) {
+  Fields value;
+  value.u16(0).u16(number).u16(total);
+  if (type == "trkn") value.u16(0);
+  return box(type, data_atom(value.bytes, 0));
+}
+
+inline Bytes freeform_item(std::string_view mean, std::string_view name, std::string_view value) {
+  return box("----", {full_box("mean", 0, 0, Fields().text(mean).bytes),
+                      full_box("name", 0, 0, Fields().text(name).bytes), data_atom(value)});
+}
+
+// meta with its handler and what else it holds.
+inline Bytes item_meta(const Bytes& children) {
+  return full_box("meta", 0, 0, concat({hdlr("mdir"), children}));
+}
+
+inline Bytes item_list_meta(const std::vector<Bytes>& items) {
+  return item_meta(box("ilst", items));
+}
+
+inline Bytes id32(uint16_t language, const Bytes& id3v2) {
+  return full_box("ID32", 0, 0, Fields().u16(language).append(id3v2).bytes);
+}
 
 // All twelve asset boxes and all kinds of items.
-Bytes full_user_data();
+inline Bytes full_user_data() {
+  Fields all;
+  for (const char* type : {"titl", "dscp", "cprt", "perf", "auth", "gnre"})
+    all.append(asset(type, utf8(type)));
+  all.append(rtng("MPAA", "PG13", utf8("rated"))).append(clsf(0x12345678, 9, utf8("class")));
+  all.append(kywd({"one", "two"})).append(loci({utf8("home"), 1, 2, 3, 4, utf8("earth"), utf8("notes")}));
+  all.append(albm(utf8("album"), 7)).append(yrrc(1999));
+  return all
+      .append(item_list_meta(
+          {item("\251nam", "name"), item("cpil", "\x01"), item("\251alb", "album"), item("\251ART", "artist"),
+           item("cprt", "right"), item("\251wrt", "writer"), item("desc", "about"), item("aART", "band"),
+           item("gnre", std::string("\0\x11", 2)), number_item("trkn", 3, 12), number_item("disk", 1, 2),
+           item("covr", "\x89PNG"), freeform_item("com.example", "other", "x"),
+           freeform_item("com.example", "gnid", "id"), item("\251day", "2001"), item("xxxx", "unknown")}))
+      .bytes;
+}
 
 // ---- Hint tracks ------------------------------------------------------------------------------------------
 
-Bytes hnti(std::string_view sdp);
+inline Bytes hnti(std::string_view sdp) {
+  return box("hnti", box("sdp ", Fields().text(sdp).bytes));
+}
+
 // A statistic of 4 or 8 bytes.
-Bytes statistic(std::string_view type, uint64_t value, int byte_count);
+inline Bytes statistic(std::string_view type, uint64_t value, int byte_count) {
+  return box(type, Fields().number(value, byte_count).bytes);
+}
+
 // All fifteen; the values are 1 to 14, in the order of their codes.
-Bytes full_hinf();
+inline Bytes full_hinf() {
+  constexpr std::string_view kTypes = "trpytotlnumpnpcktpyltpaymaxrdmeddimmdreptmintmaxpmaxdmax";
+  constexpr std::string_view kWidths = "84848448884444";  // maxr: the first of its two numbers
+  Fields all;
+  for (size_t i = 0; i < kWidths.size(); ++i) {
+    const std::string_view type = kTypes.substr(4 * i, 4);
+    Bytes body = Fields().number(i + 1, kWidths[i] - '0').bytes;
+    if (type == "maxr") body = Fields().append(body).u32(700).bytes;
+    all.append(box(type, body));
+  }
+  return box("hinf", all.append(box("payt", Fields().u32(96).u8(8).text("H263/90k").bytes)).bytes);
+}
 
 }  // namespace zdr::test
 

@@ -43,10 +43,8 @@ std::vector<ChunkRun> chunk_runs(const TrackDescription& track) {
   std::vector<ChunkRun> runs;
   const std::vector<uint32_t> lengths = chunk_lengths(track);
   for (size_t i = 0; i < lengths.size(); ++i) {
-    const ChunkRun run{static_cast<uint32_t>(i + 1), lengths[i], repeated(track.description_indices, i, 1u)};
-    const bool same = !runs.empty() && runs.back().samples_per_chunk == run.samples_per_chunk &&
-                      runs.back().description_index == run.description_index;
-    if (!same) runs.push_back(run);
+    const bool same = !runs.empty() && runs.back().samples_per_chunk == lengths[i];
+    if (!same) runs.push_back({static_cast<uint32_t>(i + 1), lengths[i]});
   }
   return runs;
 }
@@ -70,7 +68,7 @@ Bytes container(const TrackDescription& track, const std::string& type, std::vec
 
 Bytes build_stbl(const TrackDescription& track, const std::vector<uint64_t>& chunk_offsets) {
   const bool has_ctts = !track.composition_offsets.empty();
-  const bool has_stss = track.has_sync_table || !track.sync_samples.empty();
+  const bool has_stss = !track.sync_samples.empty();
   const Bytes sizes = track.constant_size
                           ? constant_stsz(track.sizes.at(0), static_cast<uint32_t>(track.sizes.size()))
                           : stsz(track.sizes);
@@ -139,7 +137,7 @@ Bytes build_trak(const TrackDescription& track, uint32_t track_id,
                            .height = track.height};
   const MediaHeader media{
       .version = track.header_version, .time_scale = track.time_scale, .duration = duration};
-  const Bytes edts = track.edits.empty() ? Bytes() : box("edts", elst(track.edits, track.edit_version));
+  const Bytes edts = track.edits.empty() ? Bytes() : box("edts", elst(track.edits));
   const Bytes media_header = track.handler == "vide" ? vmhd() : smhd();
   const Bytes minf = container(track, "minf",
                                {pick(track, "media_header", media_header), pick(track, "dinf", dinf()),

@@ -27,14 +27,11 @@ struct TrackDescription {
   bool constant_size = false;                      // the size of sample 1 alone stands in the table
 
   std::vector<uint32_t> sync_samples = {};
-  bool has_sync_table = false;  // true also writes an empty one
 
-  std::vector<uint32_t> samples_per_chunk = {};    // one a chunk; the last one repeats; empty: 1
-  std::vector<uint32_t> description_indices = {};  // one a chunk; the last one repeats; empty: 1
+  std::vector<uint32_t> samples_per_chunk = {};  // one a chunk; the last one repeats; empty: 1
   bool use_co64 = false;
 
   std::vector<Edit> edits = {};
-  uint32_t edit_version = 0;
   uint32_t header_version = 0;  // of tkhd and mdhd
   uint16_t width = 0;           // tkhd
   uint16_t height = 0;

@@ -26,20 +26,58 @@ class StreamOrder {
   };
 
   // The receiver has answered a sample with something else than S_OK.
-  void sample_refused();
-  void begin_flush();
-  void end_flush();
+  void sample_refused() {
+    const std::lock_guard lock(mutex_);
+    phase_ = Phase::kRefused;
+  }
+  void begin_flush() {
+    const std::lock_guard lock(mutex_);
+    if (flushing_) breaches_.push_back("flush within a flush");
+    flushing_ = true;
+  }
+  void end_flush() {
+    const std::lock_guard lock(mutex_);
+    if (!flushing_) breaches_.push_back("end of a flush that has not begun");
+    begin_anew();
+  }
   // The pin becomes active or inactive: a stream begins anew.
-  void restart();
+  void restart() {
+    const std::lock_guard lock(mutex_);
+    begin_anew();
+  }
 
-  std::vector<std::string> breaches() const;
+  std::vector<std::string> breaches() const {
+    const std::lock_guard lock(mutex_);
+    return breaches_;
+  }
 
  private:
   enum class Phase { kStart, kStreaming, kEnded, kRefused };
 
-  void enter(Call call);
-  void leave();
-  void note(const std::string& breach) { breaches_.push_back(breach); }
+  void begin_anew() {
+    flushing_ = false;
+    phase_ = Phase::kStart;
+  }
+  void enter(Call call) {
+    const std::lock_guard lock(mutex_);
+    if (streaming_call_) breaches_.push_back("overlapping streaming calls");
+    streaming_call_ = true;
+    // What still comes during a flush is refused by the receiver and changes nothing.
+    if (flushing_) return;
+    if (call == Call::kNewSegment) {
+      phase_ = Phase::kStreaming;
+      return;
+    }
+    const std::string name = call == Call::kSample ? "sample" : "end of stream";
+    if (phase_ == Phase::kStart) breaches_.push_back(name + " before a new segment");
+    if (phase_ == Phase::kEnded) breaches_.push_back(name + " after the end of the stream");
+    if (phase_ == Phase::kRefused) breaches_.push_back(name + " after a refused sample");
+    if (call == Call::kEndOfStream) phase_ = Phase::kEnded;
+  }
+  void leave() {
+    const std::lock_guard lock(mutex_);
+    streaming_call_ = false;
+  }
 
   mutable std::mutex mutex_;
   Phase phase_ = Phase::kStart;

@@ -6,9 +6,11 @@
 #include <streams.h>
 
 #include <condition_variable>
+#include <cstring>
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -26,7 +28,11 @@ struct SinkSample {
   std::thread::id thread;
 
   // The first four bytes, as TestSource writes them.
-  uint32_t number() const;
+  uint32_t number() const {
+    uint32_t value = 0;
+    if (data.size() >= sizeof value) std::memcpy(&value, data.data(), sizeof value);
+    return value;
+  }
 };
 
 // Fixed at construction. Without functions everything is accepted.
@@ -42,44 +48,178 @@ struct SinkOptions {
 
 class TestSinkPin final : public CBaseInputPin {
  public:
-  TestSinkPin(CBaseFilter* filter, CCritSec* lock, SinkOptions options, HRESULT* phr);
+  TestSinkPin(CBaseFilter* filter, CCritSec* lock, SinkOptions options, HRESULT* phr)
+      : CBaseInputPin(NAME("TestSinkPin"), filter, lock, phr, u"In"), options_(std::move(options)) {}
 
   // From now on Receive waits before it records a sample, until it is let go, flushed or stopped.
-  void hold();
+  void hold() {
+    const std::lock_guard lock(mutex_);
+    holding_ = true;
+    passes_ = 0;
+  }
   // Lets so many samples pass a hold.
-  void let_pass(int samples);
-  void let_all_pass();
+  void let_pass(int samples) {
+    const std::lock_guard lock(mutex_);
+    passes_ += samples;
+    changed_.notify_all();
+  }
+  void let_all_pass() {
+    const std::lock_guard lock(mutex_);
+    holding_ = false;
+    changed_.notify_all();
+  }
   // The functions that wait are false when patience ends.
-  bool wait_until_held();
-  bool wait_for_samples(std::size_t count);
-  bool wait_for_end_of_stream();
+  bool wait_until_held() {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kPatience, [this] { return held_; });
+  }
+  bool wait_for_samples(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kPatience, [&] { return samples_.size() >= count; });
+  }
+  bool wait_for_end_of_stream() {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kPatience, [this] { return ended_; });
+  }
 
-  std::vector<SinkSample> samples() const;
+  std::vector<SinkSample> samples() const {
+    const std::lock_guard lock(mutex_);
+    return samples_;
+  }
   // The same, and forgets them.
-  std::vector<SinkSample> take_samples();
-  std::size_t sample_count() const;
+  std::vector<SinkSample> take_samples() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(samples_, {});
+  }
+  std::size_t sample_count() const {
+    const std::lock_guard lock(mutex_);
+    return samples_.size();
+  }
   std::vector<std::string> breaches() const { return order_.breaches(); }
 
-  HRESULT CheckMediaType(const CMediaType* type) override;
-  HRESULT GetMediaType(int position, CMediaType* type) override;
-  HRESULT GetAllocator(IMemAllocator** allocator) override;
-  HRESULT NotifyAllocator(IMemAllocator* allocator, BOOL read_only) override;
-  HRESULT GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) override;
-  HRESULT Active() override;
-  HRESULT Inactive() override;
+  HRESULT CheckMediaType(const CMediaType* type) override {
+    return options_.check_type ? options_.check_type(*type) : S_OK;
+  }
+  HRESULT GetMediaType(int position, CMediaType* type) override {
+    if (position < 0) return E_INVALIDARG;
+    const auto index = static_cast<std::size_t>(position);
+    return index < options_.offers.size() ? type->Set(options_.offers[index]) : VFW_S_NO_MORE_ITEMS;
+  }
+  HRESULT GetAllocator(IMemAllocator** allocator) override {
+    return FAILED(options_.get_allocator) ? options_.get_allocator : CBaseInputPin::GetAllocator(allocator);
+  }
+  HRESULT NotifyAllocator(IMemAllocator* allocator, BOOL read_only) override {
+    if (options_.notify_allocator) {
+      if (const HRESULT hr = options_.notify_allocator(allocator); FAILED(hr)) return hr;
+    }
+    return CBaseInputPin::NotifyAllocator(allocator, read_only);
+  }
+  HRESULT GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) override {
+    if (!options_.requirements) return CBaseInputPin::GetAllocatorRequirements(properties);
+    *properties = *options_.requirements;
+    return S_OK;
+  }
+  HRESULT Active() override {
+    log("active");
+    order_.restart();
+    const std::lock_guard lock(mutex_);
+    active_ = true;
+    ended_ = false;
+    return CBaseInputPin::Active();
+  }
+  HRESULT Inactive() override {
+    log("inactive");
+    {
+      const std::lock_guard lock(mutex_);
+      active_ = false;
+      flushing_ = false;
+      changed_.notify_all();
+    }
+    return CBaseInputPin::Inactive();
+  }
 
-  HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
-  HRESULT Receive(IMediaSample* sample) override;
-  HRESULT EndOfStream() override;
-  HRESULT BeginFlush() override;
-  HRESULT EndFlush() override;
+  HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override {
+    const StreamOrder::Streaming call(order_, StreamOrder::Call::kNewSegment);
+    std::ostringstream entry;
+    entry << "new segment " << start << '-' << stop << " x" << rate;
+    log(entry.str());
+    return CBaseInputPin::NewSegment(start, stop, rate);
+  }
+  HRESULT Receive(IMediaSample* sample) override {
+    const StreamOrder::Streaming call(order_, StreamOrder::Call::kSample);
+    const HRESULT hr = receive_in_order(sample);
+    if (hr != S_OK) order_.sample_refused();
+    return hr;
+  }
+  HRESULT EndOfStream() override {
+    const StreamOrder::Streaming call(order_, StreamOrder::Call::kEndOfStream);
+    log("end of stream");
+    {
+      const std::lock_guard lock(mutex_);
+      ended_ = true;
+      changed_.notify_all();
+    }
+    m_pFilter->NotifyEvent(EC_COMPLETE, S_OK, 0);
+    return S_OK;
+  }
+  HRESULT BeginFlush() override {
+    log("begin flush");
+    order_.begin_flush();
+    const HRESULT hr = CBaseInputPin::BeginFlush();
+    const std::lock_guard lock(mutex_);
+    flushing_ = true;
+    changed_.notify_all();
+    return hr;
+  }
+  HRESULT EndFlush() override {
+    log("end flush");
+    order_.end_flush();
+    {
+      const std::lock_guard lock(mutex_);
+      flushing_ = false;
+      ended_ = false;
+    }
+    return CBaseInputPin::EndFlush();
+  }
 
  private:
-  HRESULT receive_in_order(IMediaSample* sample);
+  HRESULT receive_in_order(IMediaSample* sample) {
+    if (const HRESULT hr = CBaseInputPin::Receive(sample); hr != S_OK) return hr;
+    if (const HRESULT hr = wait_to_pass(); hr != S_OK) return hr;
+    SinkSample copy = copy_of(sample);
+    log("sample " + std::to_string(copy.number()));
+    {
+      const std::lock_guard lock(mutex_);
+      samples_.push_back(std::move(copy));
+      changed_.notify_all();
+    }
+    return options_.receive ? options_.receive(sample) : S_OK;
+  }
   // S_OK when the sample may be recorded.
-  HRESULT wait_to_pass();
-  SinkSample copy_of(IMediaSample* sample) const;
-  void log(const std::string& entry);
+  HRESULT wait_to_pass() {
+    std::unique_lock lock(mutex_);
+    held_ = true;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return !holding_ || passes_ > 0 || flushing_ || !active_; });
+    held_ = false;
+    if (!active_) return VFW_E_WRONG_STATE;
+    if (flushing_) return S_FALSE;
+    if (holding_) --passes_;
+    return S_OK;
+  }
+  SinkSample copy_of(IMediaSample* sample) const {
+    SinkSample copy;
+    BYTE* bytes = nullptr;
+    if (SUCCEEDED(sample->GetPointer(&bytes))) copy.data.assign(bytes, bytes + sample->GetActualDataLength());
+    copy.flags = m_SampleProps.dwSampleFlags;
+    copy.start = m_SampleProps.tStart;
+    copy.stop = m_SampleProps.tStop;
+    copy.thread = std::this_thread::get_id();
+    return copy;
+  }
+  void log(const std::string& entry) {
+    if (options_.log != nullptr) options_.log->add(entry);
+  }
 
   const SinkOptions options_;
   StreamOrder order_;
@@ -98,14 +238,19 @@ class TestSinkPin final : public CBaseInputPin {
 
 class TestSink final : public CBaseFilter {
  public:
-  static com::ComPtr<TestSink> create(SinkOptions options = {});
+  static com::ComPtr<TestSink> create(SinkOptions options = {}) {
+    return com::ComPtr<TestSink>(new TestSink(std::move(options)));
+  }
 
   TestSinkPin& pin() { return *pin_; }
   int GetPinCount() override { return 1; }
   CBasePin* GetPin(int index) override { return index == 0 ? pin_.get() : nullptr; }
 
  private:
-  explicit TestSink(SinkOptions options);
+  explicit TestSink(SinkOptions options) : CBaseFilter(NAME("TestSink"), nullptr, &lock_, GUID_NULL) {
+    HRESULT hr = S_OK;
+    pin_ = std::make_unique<TestSinkPin>(this, &lock_, std::move(options), &hr);
+  }
 
   CCritSec lock_;
   std::unique_ptr<TestSinkPin> pin_;
