@@ -98,6 +98,8 @@ const BlockCase kBlocks[] = {
     {"TwoPairs", 0, silent_cpe() + silent_cpe()},
     {"CouplingChannel", 0, silent_sce(0) + bits({{kCce, 3}, {0, 4}})},
     {"LowFrequencyChannel", 0, silent_sce(0) + bits({{kLfe, 3}, {0, 4}, {100, 8}, {0, 11}, {0, 3}})},
+    {"DataStreamOf254Bytes", 1,
+     bits({{kDse, 3}, {9, 4}, {0, 1}, {254, 8}}) + filler(0xFF, 254) + silent_sce(0)},
     {"DataStreamOf265Bytes", 1,
      bits({{kDse, 3}, {9, 4}, {0, 1}, {255, 8}, {10, 8}}) + filler(0xFF, 265) + silent_sce(0)},
     // The field behind the alignment starts on another bit than the element's own end.

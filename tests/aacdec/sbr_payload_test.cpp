@@ -215,11 +215,15 @@ TEST(SbrGridRules, RejectWhatIsNoGrid) {
       {"pointer to the end", {{1, 2}, {0, 2}, {3, 2}, {0, 6}, {5, 3}, {0, 4}}, true},
   };
   for (const Case& c : cases) {
-    Payload payload;
-    BitWriter w;
-    put_sbr_header(w.put(1, 1), {usual_header()}).put(0, 1).fields(c.fields);
-    EXPECT_EQ(payload.parse(w), c.valid ? SbrResult::kParsed : SbrResult::kInvalid) << c.name;
-    EXPECT_EQ(payload.frame.channel[0].status, c.valid ? SbrStatus::kParsed : SbrStatus::kNoHeader) << c.name;
+    for (const bool coupled_pair : {false, true}) {
+      Payload payload;
+      BitWriter w;
+      put_sbr_header(w.put(1, 1), {usual_header()}).put(coupled_pair ? 1 : 0, coupled_pair ? 2 : 1);
+      const SbrResult result = payload.parse(w.fields(c.fields), {0, coupled_pair});
+      EXPECT_EQ(result, c.valid ? SbrResult::kParsed : SbrResult::kInvalid) << c.name;
+      EXPECT_EQ(payload.frame.channel[0].status, c.valid ? SbrStatus::kParsed : SbrStatus::kNoHeader)
+          << c.name;
+    }
   }
 }
 
