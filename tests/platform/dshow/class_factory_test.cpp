@@ -1,116 +1,39 @@
-// The class factory and the entry points over the templates of this program, which is a module as any other.
+// The class factory over the template of this program, which is a module as any other.
 #include <com_ptr.h>
 #include <gtest/gtest.h>
 #include <streams.h>
-
-#include <iterator>
-#include <string>
-
-#include "tests/platform/fault_at.h"
 
 using zdr::com::ComPtr;
 
 namespace {
 
-constexpr CLSID kFirst = zdr::com::guid("A0000000-0000-0000-0000-000000000001");
-constexpr CLSID kSecond = zdr::com::guid("A0000000-0000-0000-0000-000000000002");
-constexpr CLSID kUnknown = zdr::com::guid("A0000000-0000-0000-0000-0000000000FF");
+constexpr CLSID kThing = zdr::com::guid("A0000000-0000-0000-0000-000000000001");
 
-// The order of the init routines, and what the creators are told to do.
-constinit char init_order[8] = "";
-constinit int init_count = 0;
+// What the creator is told to do.
 HRESULT creator_result = S_OK;
 bool creator_gives_object = true;
-int created_by = 0;
 
 class Thing final : public CUnknown {
  public:
   Thing(IUnknown* outer, HRESULT* phr) : CUnknown(NAME("Thing"), outer, phr) {}
 };
 
-template <int kNumber>
 CUnknown* create(IUnknown* outer, HRESULT* phr) {
-  created_by = kNumber;
   *phr = creator_result;
   return creator_gives_object ? new Thing(outer, phr) : nullptr;
 }
 
-template <char kLetter>
-void init(BOOL loading, const CLSID* clsid) {
-  const bool own = *clsid == (kLetter == '1' ? kFirst : kSecond);
-  if (init_count < 7) init_order[init_count++] = loading && own ? kLetter : '?';
-}
-
 }  // namespace
 
-constinit CFactoryTemplate g_Templates[] = {
-    {u"First", &kFirst, &create<1>, &init<'1'>, nullptr},
-    {u"No routine", &kUnknown, &create<0>, nullptr, nullptr},
-    {u"Second", &kSecond, &create<2>, &init<'2'>, nullptr},
-    {u"Second again", &kSecond, &create<3>, nullptr, nullptr},
-};
-constinit int g_cTemplates = static_cast<int>(std::size(g_Templates));
+constinit CFactoryTemplate g_Templates[] = {{u"Thing", &kThing, &create, nullptr, nullptr}};
+constinit int g_cTemplates = 1;
 
 namespace {
 
-ComPtr<IClassFactory> factory_of(REFCLSID clsid) {
+ComPtr<IClassFactory> thing_factory() {
   ComPtr<IClassFactory> factory;
-  EXPECT_EQ(DllGetClassObject(clsid, IID_IClassFactory, factory.out_void()), S_OK);
+  EXPECT_EQ(DllGetClassObject(kThing, IID_IClassFactory, factory.out_void()), S_OK);
   return factory;
-}
-
-TEST(ModuleEntry, InitRoutinesRanInOrderWhenTheModuleWasLoaded) {
-  EXPECT_STREQ(init_order, "12");
-}
-
-TEST(ModuleEntry, GivesFactoriesOfItsClassesOnly) {
-  struct Case {
-    CLSID clsid;
-    IID iid;
-    HRESULT result;
-  };
-  const Case cases[] = {
-      {kFirst, IID_IClassFactory, S_OK},
-      {kFirst, IID_IUnknown, S_OK},
-      {kFirst, IID_IPin, E_NOINTERFACE},
-      {CLSID_MemoryAllocator, IID_IPin, E_NOINTERFACE},
-      {CLSID_MemoryAllocator, IID_IClassFactory, CLASS_E_CLASSNOTAVAILABLE},
-  };
-  for (const Case& c : cases) {
-    ComPtr<IUnknown> object;
-    EXPECT_EQ(DllGetClassObject(c.clsid, c.iid, object.out_void()), c.result);
-    EXPECT_EQ(static_cast<bool>(object), SUCCEEDED(c.result));
-  }
-  const FaultAt fault(zdr::platform::FaultPoint::kHeapAllocation, 1);
-  void* object = nullptr;
-  EXPECT_EQ(DllGetClassObject(kFirst, IID_IClassFactory, &object), E_OUTOFMEMORY);
-}
-
-TEST(ModuleEntry, IsBusyWhileAnObjectOrALockExists) {
-  EXPECT_EQ(DllCanUnloadNow(), S_OK);
-  ComPtr<IClassFactory> factory = factory_of(kFirst);
-  EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
-  EXPECT_EQ(factory->LockServer(TRUE), S_OK);
-  EXPECT_EQ(factory->LockServer(TRUE), S_OK);
-  EXPECT_EQ(factory->LockServer(FALSE), S_OK);
-  factory.reset();
-  EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
-  factory = factory_of(kSecond);
-  EXPECT_EQ(factory->LockServer(FALSE), S_OK);
-  ComPtr<IUnknown> object;
-  EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, object.out_void()), S_OK);
-  factory.reset();
-  EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
-  object.reset();
-  EXPECT_EQ(DllCanUnloadNow(), S_OK);
-}
-
-TEST(ClassFactory, FirstTemplateOfAClassMakesTheObject) {
-  for (const auto& [clsid, number] : {std::pair{kFirst, 1}, std::pair{kSecond, 2}}) {
-    ComPtr<IUnknown> object;
-    EXPECT_EQ(factory_of(clsid)->CreateInstance(nullptr, IID_IUnknown, object.out_void()), S_OK);
-    EXPECT_EQ(created_by, number);
-  }
 }
 
 TEST(ClassFactory, EveryFailureDestroysWhatWasMadeAsRequired) {
@@ -136,7 +59,7 @@ TEST(ClassFactory, EveryFailureDestroysWhatWasMadeAsRequired) {
   for (const Case& c : cases) {
     creator_result = c.creator;
     creator_gives_object = c.gives_object;
-    ComPtr<IClassFactory> factory = factory_of(kFirst);
+    ComPtr<IClassFactory> factory = thing_factory();
     void* object = &anything;
     EXPECT_EQ(factory->CreateInstance(c.aggregated ? outer : nullptr, c.iid, &object), c.result) << c.what;
     EXPECT_EQ(object, nullptr) << c.what;
@@ -144,7 +67,7 @@ TEST(ClassFactory, EveryFailureDestroysWhatWasMadeAsRequired) {
   }
   creator_result = S_OK;
   creator_gives_object = true;
-  EXPECT_EQ(factory_of(kFirst)->CreateInstance(nullptr, IID_IUnknown, nullptr), E_POINTER);
+  EXPECT_EQ(thing_factory()->CreateInstance(nullptr, IID_IUnknown, nullptr), E_POINTER);
 }
 
 }  // namespace

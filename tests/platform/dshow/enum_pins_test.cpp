@@ -87,7 +87,6 @@ TEST_F(EnumPins, WalksInOrderAndSaysWhenFewerAreLeft) {
   ASSERT_EQ(pins->Clone(clone.out()), S_OK);
   EXPECT_EQ(next(1), "c");
   EXPECT_EQ(next(1, clone.get()), "c");
-  EXPECT_EQ(pins->Next(1, nullptr, nullptr), E_POINTER);
   IPin* array[2] = {};
   EXPECT_EQ(pins->Next(2, array, nullptr), E_INVALIDARG);
 }
@@ -107,25 +106,12 @@ TEST_F(EnumPins, StartsAgainAfterAChangeWithoutRepeatingAPin) {
   EXPECT_EQ(next(4), "cbad");
 }
 
-TEST_F(EnumPins, DoesNotSeeAChangeThatTheFilterDoesNotTell) {
-  EXPECT_EQ(next(1), "a");
-  filter->order = "abcd";
-  EXPECT_EQ(next(4), "bc.");
-}
-
 TEST_F(EnumPins, GivesNothingWhenAPinIsMissingInTheMiddle) {
   filter->change("ab-c");
   EXPECT_EQ(next(1), "a");
   // b is not lost: it was not delivered.
   EXPECT_EQ(next(3), "!");
   EXPECT_EQ(next(1), "b");
-}
-
-TEST_F(EnumPins, KeepsTheFilterAlive) {
-  LetterFilter* const raw = filter.get();
-  filter.reset();
-  EXPECT_EQ(pins->Skip(3), S_OK);
-  filter = ComPtr<LetterFilter>(raw);
 }
 
 class EnumMediaTypes : public ::testing::Test {
@@ -160,7 +146,6 @@ TEST_F(EnumMediaTypes, WalksTheTypesOfThePin) {
   ASSERT_EQ(clone->Next(1, &type, nullptr), S_OK);
   EXPECT_EQ(type->subtype.Data1, DWORD{'c'});
   DeleteMediaType(type);
-  EXPECT_EQ(types->Next(1, nullptr, nullptr), E_POINTER);
   AM_MEDIA_TYPE* array[2] = {};
   EXPECT_EQ(types->Next(2, array, nullptr), E_INVALIDARG);
 }

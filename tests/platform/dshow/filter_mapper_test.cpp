@@ -19,8 +19,6 @@ namespace {
 constexpr CLSID kFilter = zdr::com::guid("11111111-2222-3333-4444-AAAAAAAAAAAA");
 constexpr CLSID kCategory = zdr::com::guid("11111111-2222-3333-4444-CCCCCCCCCCCC");
 
-constexpr const char16_t* kLegacyInstances = u"CLSID\\{083863F1-70DE-11D0-BD40-00A0C911CE86}\\Instance\\";
-
 class FilterMapper : public testing::Test {
  protected:
   void SetUp() override {
@@ -38,12 +36,10 @@ class FilterMapper : public testing::Test {
   ComPtr<IFilterMapper2> mapper_;
 };
 
-REGFILTER2 record_of(const REGFILTERPINS* pins, ULONG count) {
+REGFILTER2 record_without_pins() {
   REGFILTER2 record{};
   record.dwVersion = 1;
   record.dwMerit = MERIT_NORMAL;
-  record.cPins = count;
-  record.rgPins = pins;
   return record;
 }
 
@@ -57,45 +53,6 @@ std::vector<BYTE> bytes(std::initializer_list<unsigned> words, std::initializer_
     out.insert(out.end(), first, first + sizeof guid);
   }
   return out;
-}
-
-// The tag of the pin or type of this index.
-constexpr unsigned pin_tag(unsigned index) {
-  return 0x33697030u + index;  // "0pi3"
-}
-constexpr unsigned type_tag(unsigned index) {
-  return 0x33797430u + index;  // "0ty3"
-}
-
-TEST_F(FilterMapper, KeepsVersion1PinsAsPackedData) {
-  const REGPINTYPES types[] = {{&MEDIATYPE_Audio, &MEDIASUBTYPE_NULL},
-                               {&MEDIATYPE_Video, &MEDIASUBTYPE_NULL}};
-  WCHAR name[] = u"Output";
-  const REGFILTERPINS pins[] = {
-      {name, FALSE, TRUE, FALSE, TRUE, &GUID_NULL, nullptr, 2, types},
-      {name, TRUE, FALSE, TRUE, FALSE, &GUID_NULL, nullptr, 1, types + 1},
-  };
-  EXPECT_EQ(register_filter(record_of(pins, 2)), S_OK);
-  const std::u16string key = kLegacyInstances + zdr::com::braced_text(kFilter);
-  EXPECT_EQ(registry_.text(key, u"CLSID"), zdr::com::braced_text(kFilter));
-  EXPECT_EQ(registry_.text(key, u"FriendlyName"), u"Test filter");
-  const unsigned pool = 16 + 2 * 24 + 3 * 16;
-  EXPECT_EQ(registry_.data(key, u"FilterData"),
-            bytes({2,           MERIT_NORMAL,
-                   2,           0,  //
-                   pin_tag(0),  REG_PINFLAG_B_OUTPUT | REG_PINFLAG_B_MANY,
-                   0,           2,
-                   0,           0,  //
-                   type_tag(0), 0,
-                   pool,        pool + 16,  //
-                   type_tag(1), 0,
-                   pool + 32,   pool + 16,  //
-                   pin_tag(1),  REG_PINFLAG_B_RENDERER | REG_PINFLAG_B_ZERO,
-                   0,           1,
-                   0,           0,  //
-                   type_tag(0), 0,
-                   pool + 32,   pool + 16},
-                  {MEDIATYPE_Audio, MEDIASUBTYPE_NULL, MEDIATYPE_Video}));
 }
 
 TEST_F(FilterMapper, KeepsVersion2PinsWithCategoryAndMediums) {
@@ -114,9 +71,10 @@ TEST_F(FilterMapper, KeepsVersion2PinsWithCategoryAndMediums) {
   record.cPins2 = 1;
   record.rgPins2 = &pin;
   EXPECT_EQ(register_filter(record, &kCategory, u"named"), S_OK);
+  // The tags of the pin and of its type are "0pi3" and "0ty3".
   const unsigned pool = 16 + 24 + 16 + 2 * 4;
-  std::vector<BYTE> expected = bytes({2, 0, 1, 0, pin_tag(0), REG_PINFLAG_B_OUTPUT, 3, 1, 2, pool,  //
-                                      type_tag(0), 0, pool + 16, pool + 32, pool + 48, pool + 48},
+  std::vector<BYTE> expected = bytes({2, 0, 1, 0, 0x33697030u, REG_PINFLAG_B_OUTPUT, 3, 1, 2, pool,  //
+                                      0x33797430u, 0, pool + 16, pool + 32, pool + 48, pool + 48},
                                      {kCategory, MEDIATYPE_Stream, GUID_NULL, kFilter});
   for (const BYTE byte : std::initializer_list<BYTE>{1, 0, 0, 0, 2, 0, 0, 0}) expected.push_back(byte);
   EXPECT_EQ(registry_.data(zdr::com::class_key(kCategory) + u"\\Instance\\named", u"FilterData"), expected);
@@ -125,8 +83,8 @@ TEST_F(FilterMapper, KeepsVersion2PinsWithCategoryAndMediums) {
 TEST_F(FilterMapper, UnregistersWhatIsThereAndTellsWhatIsNot) {
   constexpr HRESULT kMissing = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(mapper_->UnregisterFilter(nullptr, nullptr, kFilter), kMissing);
-  ASSERT_EQ(register_filter(record_of(nullptr, 0)), S_OK);
-  ASSERT_EQ(register_filter(record_of(nullptr, 0), &kCategory, u"named"), S_OK);
+  ASSERT_EQ(register_filter(record_without_pins()), S_OK);
+  ASSERT_EQ(register_filter(record_without_pins(), &kCategory, u"named"), S_OK);
   EXPECT_EQ(mapper_->UnregisterFilter(nullptr, nullptr, kFilter), S_OK);
   EXPECT_EQ(mapper_->UnregisterFilter(nullptr, nullptr, kFilter), kMissing);
   EXPECT_EQ(mapper_->UnregisterFilter(&kCategory, u"named", kFilter), S_OK);
@@ -139,7 +97,7 @@ TEST_F(FilterMapper, UnregistersWhatIsThereAndTellsWhatIsNot) {
 }
 
 TEST_F(FilterMapper, RefusesWhatCannotBeKept) {
-  const REGFILTER2 good = record_of(nullptr, 0);
+  const REGFILTER2 good = record_without_pins();
   REGFILTER2 bad = good;
   bad.cPins = 1;
   EXPECT_EQ(register_filter(bad), E_INVALIDARG);

@@ -63,14 +63,8 @@ TEST_F(MediaSample, RequiredReturnClearsFlagsButNeitherLengthNorStoredTimes) {
   ASSERT_EQ(sample2_->SetProperties(sizeof record, reinterpret_cast<const BYTE*>(&record)), S_OK);
 
   take_again();
-  EXPECT_EQ(sample_->IsSyncPoint(), S_FALSE);
-  EXPECT_EQ(sample_->IsPreroll(), S_FALSE);
-  EXPECT_EQ(sample_->IsDiscontinuity(), S_FALSE);
   EXPECT_EQ(sample_->GetTime(&start, &end), VFW_E_SAMPLE_TIME_NOT_SET);
   EXPECT_EQ(sample_->GetMediaTime(&start, &end), VFW_E_MEDIA_TIME_NOT_SET);
-  AM_MEDIA_TYPE* none = &type;
-  EXPECT_EQ(sample_->GetMediaType(&none), S_FALSE);
-  EXPECT_EQ(none, nullptr);
   EXPECT_EQ(sample_->GetActualDataLength(), 7);
   record = properties();
   EXPECT_EQ(record.dwSampleFlags, 0U);
@@ -91,7 +85,6 @@ TEST_F(MediaSample, TimesComeInThreeForms) {
   const Case cases[] = {
       {100, 200, S_OK, 200},
       {100, std::nullopt, VFW_S_NO_STOP_TIME, 101},
-      {-50, -20, S_OK, -20},
       {200, 100, S_OK, 100},  // kept as it is: only debug builds object
       {INT64_MAX, std::nullopt, VFW_S_NO_STOP_TIME, INT64_MIN},
       {std::nullopt, std::nullopt, VFW_E_SAMPLE_TIME_NOT_SET, 0},
@@ -132,7 +125,6 @@ TEST_F(MediaSample, RequiredMediaTimeKeepsItsEndAsA32BitDistance) {
     EXPECT_EQ(properties().dwSampleFlags, 0U) << "an inner flag shows";
   }
   LONGLONG time = 0;
-  EXPECT_EQ(sample_->SetMediaTime(&time, nullptr), E_POINTER);
   EXPECT_EQ(sample_->SetMediaTime(nullptr, nullptr), S_OK);
   EXPECT_EQ(sample_->GetMediaTime(&time, &time), VFW_E_MEDIA_TIME_NOT_SET);
 }
@@ -204,10 +196,7 @@ TEST_F(MediaSample, PropertiesAreTakenWholeOrNotAtAll) {
   };
   const Case cases[] = {
       {"as read", [](AM_SAMPLE2_PROPERTIES&, BYTE*) {}, S_OK},
-      {"highest known flag", [](AM_SAMPLE2_PROPERTIES& p, BYTE*) { p.dwSampleFlags = AM_SAMPLE_STOPVALID; },
-       S_OK},
       {"unknown flag", [](AM_SAMPLE2_PROPERTIES& p, BYTE*) { p.dwSampleFlags = 0x200; }, E_INVALIDARG},
-      {"all flags", [](AM_SAMPLE2_PROPERTIES& p, BYTE*) { p.dwSampleFlags = ~0U; }, E_INVALIDARG},
       {"other buffer", [](AM_SAMPLE2_PROPERTIES& p, BYTE* b) { p.pbBuffer = b; }, E_INVALIDARG},
       {"no buffer", [](AM_SAMPLE2_PROPERTIES& p, BYTE*) { p.pbBuffer = nullptr, p.cbBuffer = 0; }, S_OK},
       {"other size", [](AM_SAMPLE2_PROPERTIES& p, BYTE*) { p.cbBuffer = kSize - 1; }, E_INVALIDARG},
@@ -230,47 +219,46 @@ TEST_F(MediaSample, PropertiesAreTakenWholeOrNotAtAll) {
     EXPECT_EQ(properties().dwSampleFlags,
               c.result == S_OK ? record.dwSampleFlags : DWORD{AM_SAMPLE_TIMEVALID});
   }
-  EXPECT_EQ(sample2_->SetProperties(8, nullptr), E_POINTER);
-  EXPECT_EQ(sample2_->SetProperties(0, nullptr), S_OK);
 }
 
 TEST_F(MediaSample, PropertiesThatAreNotReachedStay) {
   REFERENCE_TIME start = 5;
   REFERENCE_TIME end = 6;
   sample_->SetTime(&start, &end);
-  sample_->SetActualDataLength(50);
   AM_SAMPLE2_PROPERTIES record{};
   record.dwTypeSpecificFlags = 3;
   record.dwSampleFlags = AM_SAMPLE_PREROLL;
   record.lActual = 20;
   record.tStart = 88;
   record.tStop = 99;
-  ASSERT_EQ(
-      sample2_->SetProperties(offsetof(AM_SAMPLE2_PROPERTIES, tStop), reinterpret_cast<const BYTE*>(&record)),
-      S_OK);
+  constexpr DWORD kSizeSet = offsetof(AM_SAMPLE2_PROPERTIES, tStop);
+  ASSERT_EQ(sample2_->SetProperties(kSizeSet, reinterpret_cast<const BYTE*>(&record)), S_OK);
+  AM_SAMPLE2_PROPERTIES expected = record;
+  expected.tStop = 6;
   const AM_SAMPLE2_PROPERTIES now = properties();
-  EXPECT_EQ(now.dwTypeSpecificFlags, 3U);
-  EXPECT_EQ(now.dwSampleFlags, AM_SAMPLE_PREROLL);
-  EXPECT_EQ(now.lActual, 20);
-  EXPECT_EQ(now.tStart, 88);
-  EXPECT_EQ(now.tStop, 6);
+  expected.cbData = now.cbData;
+  expected.pbBuffer = now.pbBuffer;
+  expected.cbBuffer = now.cbBuffer;
+  EXPECT_EQ(std::memcmp(&now, &expected, sizeof now), 0);
 }
 
 TEST_F(MediaSample, TypeMayComeWithTheProperties) {
   CMediaType type(&MEDIATYPE_Video);
   AM_SAMPLE2_PROPERTIES record = properties();
+  const auto set = [&] {
+    return sample2_->SetProperties(sizeof record, reinterpret_cast<const BYTE*>(&record));
+  };
   record.dwSampleFlags = AM_SAMPLE_TYPECHANGED;
   record.pMediaType = &type;
-  EXPECT_EQ(sample2_->SetProperties(sizeof record, reinterpret_cast<const BYTE*>(&record)), S_OK);
-  EXPECT_EQ(properties().dwSampleFlags, AM_SAMPLE_TYPECHANGED);
+  EXPECT_EQ(set(), S_OK);
   EXPECT_EQ(properties().pMediaType->majortype, MEDIATYPE_Video);
   EXPECT_NE(properties().pMediaType, &type);
   {
     const FaultAt fault(FaultPoint::kTaskAllocation, 1);
-    EXPECT_EQ(sample2_->SetProperties(sizeof record, reinterpret_cast<const BYTE*>(&record)), E_OUTOFMEMORY);
+    EXPECT_EQ(set(), E_OUTOFMEMORY);
   }
   record.dwSampleFlags = 0;
-  EXPECT_EQ(sample2_->SetProperties(sizeof record, reinterpret_cast<const BYTE*>(&record)), S_OK);
+  EXPECT_EQ(set(), S_OK);
   EXPECT_EQ(properties().pMediaType, nullptr);
 }
 

@@ -73,9 +73,6 @@ TEST(MemAllocator, TakesOrRefusesPropertiesAsRequired) {
   ALLOCATOR_PROPERTIES same = properties_of(2, 10, 16);
   EXPECT_EQ(allocator->SetProperties(&same, &same), S_OK) << "one record for both";
   EXPECT_EQ(same.cbBuffer, 16);
-  EXPECT_EQ(allocator->SetProperties(nullptr, &same), E_POINTER);
-  EXPECT_EQ(allocator->SetProperties(&same, nullptr), E_POINTER);
-  EXPECT_EQ(allocator->GetProperties(nullptr), E_POINTER);
 }
 
 TEST(MemAllocator, CommitWantsUsableProperties) {
@@ -133,82 +130,18 @@ TEST(MemAllocator, BuffersLieBehindTheirPrefixesInOneBlock) {
   allocator->Decommit();
 }
 
-TEST(MemAllocator, FreeListIsLastInFirstOut) {
-  const auto allocator = make_committed(3, 10);
-  auto a = take(*allocator.get());
-  auto b = take(*allocator.get());
-  auto c = take(*allocator.get());
-  IMediaSample* const order[] = {b.get(), c.get(), a.get()};
-  b.reset();
-  c.reset();
-  a.reset();
-  std::vector<ComPtr<IMediaSample>> taken;
-  for (int i = 2; i >= 0; --i) {
-    taken.push_back(take(*allocator.get()));
-    EXPECT_EQ(taken.back().get(), order[i]);
-  }
-  taken.clear();
-  allocator->Decommit();
-}
-
-TEST(MemAllocator, MemoryStaysUntilThePropertiesChange) {
-  const auto allocator = make_committed(1, 1000);
-  const BYTE* const first = pointer_of(*take(*allocator.get()).get());
-  allocator->Decommit();
-  ASSERT_EQ(set_properties(*allocator.get(), properties_of(1, 1000)), S_OK);
-  ASSERT_EQ(allocator->Commit(), S_OK);
-  EXPECT_EQ(pointer_of(*take(*allocator.get()).get()), first);
-  allocator->Decommit();
-  ASSERT_EQ(set_properties(*allocator.get(), properties_of(2, 200000)), S_OK);
-  ASSERT_EQ(allocator->Commit(), S_OK);
-  const auto sample = take(*allocator.get());
-  EXPECT_EQ(sample->GetSize(), 200000);
-  std::memset(pointer_of(*sample.get()), 1, 200000);
-  allocator->Decommit();
-}
-
 TEST(MemAllocator, GetBufferDoesNotWaitWhenItNeedNot) {
   const auto allocator = make_committed(1, 10);
   ComPtr<IMediaSample> sample;
-  EXPECT_EQ(allocator->GetBuffer(nullptr, nullptr, nullptr, 0), E_POINTER);
   EXPECT_EQ(allocator->GetBuffer(sample.out(), nullptr, nullptr, AM_GBF_NOWAIT), S_OK);
   EXPECT_EQ(sample->AddRef(), 2U) << "the sample comes with one reference";
   sample->Release();
-  IMediaSample* none = sample.get();
-  EXPECT_EQ(allocator->GetBuffer(&none, nullptr, nullptr, AM_GBF_NOWAIT), VFW_E_TIMEOUT);
-  EXPECT_EQ(none, nullptr);
-  allocator->Decommit();
-  none = sample.get();
-  EXPECT_EQ(allocator->GetBuffer(&none, nullptr, nullptr, 0), VFW_E_NOT_COMMITTED);
-  EXPECT_EQ(none, nullptr);
-}
-
-TEST(MemAllocator, LivesUntilTheLastSampleIsBack) {
-  auto allocator = make_committed(2, 10);
-  auto first = take(*allocator.get());
-  auto second = take(*allocator.get());
-  allocator->Decommit();
-  allocator.reset();
-  EXPECT_EQ(CBaseObject::ObjectsActive(), 1);
-  first.reset();
-  EXPECT_EQ(CBaseObject::ObjectsActive(), 1);
-  EXPECT_EQ(second->SetActualDataLength(10), S_OK);
-  second.reset();
-  EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
-}
-
-TEST(MemAllocator, CommitCancelsAPendingDecommit) {
-  auto allocator = make_committed(2, 10);
-  auto held = take(*allocator.get());
-  allocator->Decommit();
-  EXPECT_EQ(allocator->Commit(), S_OK);
-  auto other = take(*allocator.get());
-  EXPECT_TRUE(other);
-  held.reset();
-  other.reset();
-  allocator->Decommit();
-  allocator.reset();
-  EXPECT_EQ(CBaseObject::ObjectsActive(), 0) << "a reference on itself is left over";
+  for (const HRESULT result : {VFW_E_TIMEOUT, VFW_E_NOT_COMMITTED}) {
+    IMediaSample* none = sample.get();
+    EXPECT_EQ(allocator->GetBuffer(&none, nullptr, nullptr, AM_GBF_NOWAIT), result);
+    EXPECT_EQ(none, nullptr);
+    allocator->Decommit();
+  }
 }
 
 TEST(MemAllocator, WantOfMemoryLeavesItAsItWas) {

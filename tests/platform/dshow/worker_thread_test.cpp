@@ -52,14 +52,20 @@ class Doubler : public CAMThread {
   }
 };
 
-TEST(WorkerThread, AnswersEachCallWithItsReply) {
+TEST(WorkerThread, AnswersEachCallerWithItsReply) {
   Doubler worker;
   EXPECT_FALSE(worker.ThreadExists());
   EXPECT_EQ(worker.CallWorker(1), static_cast<DWORD>(E_FAIL));
   for (int round = 0; round < 2; ++round) {
     ASSERT_TRUE(worker.Create());
     EXPECT_FALSE(worker.Create()) << "there is one already";
-    for (DWORD i = 0; i < 200; ++i) ASSERT_EQ(worker.CallWorker(i), i * 2);
+    std::vector<std::thread> callers;
+    for (DWORD base = 1000; base <= 4000; base += 1000) {
+      callers.emplace_back([&worker, base] {
+        for (DWORD i = 0; i < 200; ++i) ASSERT_EQ(worker.CallWorker(base + i), (base + i) * 2);
+      });
+    }
+    for (std::thread& caller : callers) caller.join();
     EXPECT_EQ(worker.CallWorker(kExit), 0U);
     EXPECT_TRUE(worker.ThreadExists()) << "until it is closed";
     EXPECT_FALSE(worker.Create());
@@ -70,50 +76,24 @@ TEST(WorkerThread, AnswersEachCallWithItsReply) {
   }
   EXPECT_TRUE(worker.pending_until_replied);
   EXPECT_TRUE(worker.nothing_after_reply);
-}
-
-TEST(WorkerThread, IsInitialisedForMultithreadedUse) {
-  Doubler worker;
-  ASSERT_TRUE(worker.Create());
-  worker.stop();
   EXPECT_EQ(worker.apartment_again, S_FALSE);
   EXPECT_EQ(worker.apartment_other, RPC_E_CHANGED_MODE);
 }
 
-TEST(WorkerThread, ServesCallersOneByOne) {
-  Doubler worker;
-  ASSERT_TRUE(worker.Create());
-  std::vector<std::thread> callers;
-  for (DWORD base = 1000; base <= 4000; base += 1000) {
-    callers.emplace_back([&worker, base] {
-      for (DWORD i = 0; i < 200; ++i) ASSERT_EQ(worker.CallWorker(base + i), (base + i) * 2);
-    });
-  }
-  for (std::thread& caller : callers) caller.join();
-}
-
 TEST(WorkerThread, TellsWhatTheSystemCannotGive) {
-  {
-    for (const int nth : {1, 2}) {
-      const FaultAt fault(FaultPoint::kEventCreate, nth);
-      HRESULT hr = S_OK;
+  for (const int nth : {1, 2}) {
+    for (const HRESULT before : {S_OK, E_ACCESSDENIED}) {
+      const FaultAt fault_of_event(FaultPoint::kEventCreate, nth);
+      HRESULT hr = before;
       const Doubler worker(&hr);
-      EXPECT_EQ(hr, E_OUTOFMEMORY) << nth;
+      EXPECT_EQ(hr, before == S_OK ? E_OUTOFMEMORY : before) << "an earlier failure stays";
     }
   }
-  {
-    const FaultAt fault(FaultPoint::kEventCreate, 1);
-    HRESULT hr = E_ACCESSDENIED;
-    const Doubler worker(&hr);
-    EXPECT_EQ(hr, E_ACCESSDENIED) << "an earlier failure stays";
-  }
-  {
-    Doubler worker;
-    const FaultAt fault(FaultPoint::kThreadCreate, 1);
-    EXPECT_FALSE(worker.Create());
-    EXPECT_FALSE(worker.ThreadExists());
-    EXPECT_TRUE(worker.Create());
-  }
+  Doubler worker;
+  const FaultAt fault(FaultPoint::kThreadCreate, 1);
+  EXPECT_FALSE(worker.Create());
+  EXPECT_FALSE(worker.ThreadExists());
+  EXPECT_TRUE(worker.Create());
 }
 
 }  // namespace

@@ -35,10 +35,8 @@ class Worker {
     HANDLE& handle = handles_[key];
     if (verb == "open-file") return open_file(words, handle);
     if (verb == "event" || verb == "mutex" || verb == "semaphore") return create(verb, words, handle);
-    if (verb == "open-event") return open_event(words, handle);
     if (verb == "close") return static_cast<DWORD>(CloseHandle(handle));
     if (verb == "set") return static_cast<DWORD>(SetEvent(handle));
-    if (verb == "reset") return static_cast<DWORD>(ResetEvent(handle));
     if (verb == "release") return ReleaseMutex(handle) ? NO_ERROR : GetLastError();
     if (verb == "post") return ReleaseSemaphore(handle, 1, nullptr) ? NO_ERROR : GetLastError();
     if (verb == "wait") return wait(words, handle);
@@ -92,14 +90,6 @@ class Worker {
     if (kind == "event") handle = CreateEventW(nullptr, flag, FALSE, wide(name).c_str());
     if (kind == "mutex") handle = CreateMutexW(nullptr, flag, wide(name).c_str());
     if (kind == "semaphore") handle = CreateSemaphoreW(nullptr, 0, 10, wide(name).c_str());
-    return GetLastError();
-  }
-
-  DWORD open_event(std::istringstream& words, HANDLE& handle) {
-    std::string name;
-    words >> name;
-    SetLastError(NO_ERROR);
-    handle = OpenEventW(EVENT_ALL_ACCESS, FALSE, wide(name).c_str());
     return GetLastError();
   }
 

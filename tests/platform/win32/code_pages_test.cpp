@@ -32,31 +32,24 @@ bool peer_convert(const char* from, const char* to, std::basic_string<In> input,
 
 // Converts after asking for the size, with one unit too few first.
 std::u16string to_wide(UINT page, DWORD flags, const std::string& bytes) {
-  const int size = MultiByteToWideChar(page, flags, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
+  const int count = static_cast<int>(bytes.size());
+  const int size = MultiByteToWideChar(page, flags, bytes.data(), count, nullptr, 0);
   std::u16string wide_text(static_cast<size_t>(size), u'\xFFFF');
-  if (size == 0) return wide_text;
   if (size > 1) {
-    EXPECT_EQ(MultiByteToWideChar(page, flags, bytes.data(), static_cast<int>(bytes.size()), wide_text.data(),
-                                  size - 1),
-              0);
+    EXPECT_EQ(MultiByteToWideChar(page, flags, bytes.data(), count, wide_text.data(), size - 1), 0);
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(wide_text.back(), u'\xFFFF') << "nothing beyond the room given";
   }
-  EXPECT_EQ(
-      MultiByteToWideChar(page, flags, bytes.data(), static_cast<int>(bytes.size()), wide_text.data(), size),
-      size);
+  if (size == 0) return wide_text;
+  EXPECT_EQ(MultiByteToWideChar(page, flags, bytes.data(), count, wide_text.data(), size), size);
   return wide_text;
 }
 
 std::string to_bytes(UINT page, DWORD flags, const std::u16string& text) {
-  const int size = WideCharToMultiByte(page, flags, text.data(), static_cast<int>(text.size()), nullptr, 0,
-                                       nullptr, nullptr);
+  const int count = static_cast<int>(text.size());
+  const int size = WideCharToMultiByte(page, flags, text.data(), count, nullptr, 0, nullptr, nullptr);
   std::string bytes(static_cast<size_t>(size), '\0');
-  if (size > 0) {
-    EXPECT_EQ(WideCharToMultiByte(page, flags, text.data(), static_cast<int>(text.size()), bytes.data(), size,
-                                  nullptr, nullptr),
-              size);
-  }
+  EXPECT_EQ(WideCharToMultiByte(page, flags, text.data(), count, bytes.data(), size, nullptr, nullptr), size);
   return bytes;
 }
 
@@ -131,15 +124,22 @@ TEST_F(CodePagesTest, Windows1252MatchesThePeer) {
 }
 
 TEST_F(CodePagesTest, WhatThePageLacksBecomesTheDefault) {
-  BOOL used = FALSE;
-  char bytes[8] = {};
-  EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, u"a\u0416\U0001F3B5", -1, bytes, 8, "#", &used), 4);
-  EXPECT_STREQ(bytes, "a##");
-  EXPECT_TRUE(used);
-  EXPECT_EQ(WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, u"a\u0416", -1, bytes, 8, nullptr, &used), 3);
-  EXPECT_STREQ(bytes, "a?");
-  EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, u"a", -1, bytes, 8, nullptr, &used), 2);
-  EXPECT_FALSE(used);
+  const struct {
+    const char16_t* text;
+    LPCSTR fallback;
+    const char* bytes;
+    BOOL used;
+  } rows[] = {{u"a\u0416\U0001F3B5", "#", "a##", TRUE},
+              {u"a\u0416", nullptr, "a?", TRUE},
+              {u"a", nullptr, "a", FALSE}};
+  for (const auto& row : rows) {
+    BOOL used = !row.used;
+    char bytes[8] = {};
+    EXPECT_NE(WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, row.text, -1, bytes, 8, row.fallback, &used),
+              0);
+    EXPECT_STREQ(bytes, row.bytes);
+    EXPECT_EQ(used, row.used);
+  }
 }
 
 TEST_F(CodePagesTest, TheTerminatorIsCountedOnlyWhenItIsSearched) {
@@ -159,30 +159,41 @@ TEST_F(CodePagesTest, TheTerminatorIsCountedOnlyWhenItIsSearched) {
 TEST_F(CodePagesTest, BadArgumentsAreRefused) {
   WCHAR wide_text[8];
   char bytes[8];
-  const auto widen = [&](UINT page, DWORD flags, LPCSTR source, int count, LPWSTR target, int size) {
-    SetLastError(kUntouched);
-    EXPECT_EQ(MultiByteToWideChar(page, flags, source, count, target, size), 0);
-    return GetLastError();
-  };
-  const auto narrow = [&](UINT page, DWORD flags, int count, LPCSTR fallback, LPBOOL used) {
-    SetLastError(kUntouched);
-    EXPECT_EQ(WideCharToMultiByte(page, flags, u"ab", count, bytes, 8, fallback, used), 0);
-    return GetLastError();
-  };
-  EXPECT_EQ(widen(CP_UTF8, 0, "a", 0, wide_text, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_UTF8, 0, "a", -2, wide_text, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_UTF8, 0, nullptr, -1, wide_text, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_UTF8, 0, "a", -1, nullptr, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_UTF8, 0, "a", -1, wide_text, -1), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(437, 0, "a", -1, wide_text, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_UTF8, MB_PRECOMPOSED, "a", -1, wide_text, 8), ERROR_INVALID_FLAGS);
-  EXPECT_EQ(widen(CP_UTF8, 0, reinterpret_cast<char*>(wide_text), 2, wide_text, 8), ERROR_INVALID_PARAMETER);
+  const struct {
+    UINT page;
+    DWORD flags;
+    LPCSTR source;
+    int count;
+    LPWSTR target;
+    int size;
+    DWORD error;
+  } widen[] = {{CP_UTF8, 0, "a", 0, wide_text, 8, ERROR_INVALID_PARAMETER},
+               {CP_UTF8, 0, "a", -2, wide_text, 8, ERROR_INVALID_PARAMETER},
+               {CP_UTF8, 0, nullptr, -1, wide_text, 8, ERROR_INVALID_PARAMETER},
+               {CP_UTF8, 0, "a", -1, nullptr, 8, ERROR_INVALID_PARAMETER},
+               {CP_UTF8, 0, "a", -1, wide_text, -1, ERROR_INVALID_PARAMETER},
+               {437, 0, "a", -1, wide_text, 8, ERROR_INVALID_PARAMETER},
+               {CP_UTF8, 0, reinterpret_cast<char*>(wide_text), 2, wide_text, 8, ERROR_INVALID_PARAMETER},
+               {CP_UTF8, MB_PRECOMPOSED, "a", -1, wide_text, 8, ERROR_INVALID_FLAGS}};
+  for (const auto& row : widen) {
+    EXPECT_EQ(MultiByteToWideChar(row.page, row.flags, row.source, row.count, row.target, row.size), 0);
+    EXPECT_EQ(GetLastError(), row.error) << &row - widen;
+  }
   BOOL used = FALSE;
-  EXPECT_EQ(narrow(CP_UTF8, 0, -1, "?", nullptr), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(narrow(CP_UTF8, 0, -1, nullptr, &used), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(narrow(CP_UTF8, WC_NO_BEST_FIT_CHARS, -1, nullptr, nullptr), ERROR_INVALID_FLAGS);
-  EXPECT_EQ(narrow(437, 0, -1, nullptr, nullptr), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(narrow(CP_ACP, 0, 0, nullptr, nullptr), ERROR_INVALID_PARAMETER);
+  const struct {
+    UINT page;
+    DWORD flags;
+    LPCSTR fallback;
+    LPBOOL used;
+    DWORD error;
+  } narrow[] = {{CP_UTF8, 0, "?", nullptr, ERROR_INVALID_PARAMETER},
+                {CP_UTF8, 0, nullptr, &used, ERROR_INVALID_PARAMETER},
+                {437, 0, nullptr, nullptr, ERROR_INVALID_PARAMETER},
+                {CP_UTF8, WC_NO_BEST_FIT_CHARS, nullptr, nullptr, ERROR_INVALID_FLAGS}};
+  for (const auto& row : narrow) {
+    EXPECT_EQ(WideCharToMultiByte(row.page, row.flags, u"ab", -1, bytes, 8, row.fallback, row.used), 0);
+    EXPECT_EQ(GetLastError(), row.error) << &row - narrow;
+  }
 }
 
 }  // namespace

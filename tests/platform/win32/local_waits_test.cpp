@@ -36,23 +36,19 @@ DWORD poll_elsewhere(HANDLE handle) {
 }
 
 TEST_F(LocalWaitsTest, EventsAreConsumedByTheirKind) {
-  const ScopedHandle automatic = event(false, true);
-  EXPECT_EQ(GetLastError(), NO_ERROR) << "created";
-  const ScopedHandle manual = event(true, false);
-  SetLastError(kUntouched);
-  EXPECT_EQ(poll(automatic), WAIT_OBJECT_0);
-  EXPECT_EQ(poll(automatic), WAIT_TIMEOUT);
-  EXPECT_TRUE(SetEvent(automatic) && SetEvent(automatic));
-  EXPECT_EQ(poll(automatic), WAIT_OBJECT_0);
-  EXPECT_EQ(poll(automatic), WAIT_TIMEOUT) << "setting twice is not counted";
-  EXPECT_EQ(poll(manual), WAIT_TIMEOUT);
-  SetEvent(manual);
-  EXPECT_EQ(poll(manual), WAIT_OBJECT_0);
-  EXPECT_EQ(poll(manual), WAIT_OBJECT_0);
-  ResetEvent(manual);
-  EXPECT_EQ(poll(manual), WAIT_TIMEOUT);
-  EXPECT_EQ(WaitForSingleObject(manual, 5), WAIT_TIMEOUT);
-  EXPECT_EQ(GetLastError(), kUntouched);
+  for (const bool manual : {false, true}) {
+    const ScopedHandle e = event(manual, true);
+    EXPECT_EQ(GetLastError(), NO_ERROR) << "created";
+    SetLastError(kUntouched);
+    EXPECT_EQ(poll(e), WAIT_OBJECT_0) << "initially set";
+    EXPECT_TRUE(SetEvent(e) && SetEvent(e));
+    EXPECT_EQ(poll(e), WAIT_OBJECT_0);
+    EXPECT_EQ(poll(e), manual ? WAIT_OBJECT_0 : DWORD{WAIT_TIMEOUT}) << "setting twice is not counted";
+    SetEvent(e);
+    EXPECT_TRUE(ResetEvent(e));
+    EXPECT_EQ(WaitForSingleObject(e, 5), WAIT_TIMEOUT);
+    EXPECT_EQ(GetLastError(), kUntouched);
+  }
 }
 
 // A thread that waits for the handle without limit; `sleeping` is true of it once it does.
@@ -78,35 +74,20 @@ class WaitingThread {
   std::thread thread_;
 };
 
-TEST_F(LocalWaitsTest, TwoSignalsReleaseTwoSleepersEvenBackToBack) {
-  for (const LPCWSTR name : {LPCWSTR{nullptr}, LPCWSTR{u"TwoSignals"}}) {
-    const ScopedHandle signal = CreateEventW(nullptr, FALSE, FALSE, name);
-    for (int round = 0; round < 20; ++round) {
-      WaitingThread first(signal);
-      WaitingThread second(signal);
-      first.await_sleep();
-      second.await_sleep();
-      SetEvent(signal);
-      SetEvent(signal);
-      EXPECT_EQ(first.join(), WAIT_OBJECT_0);
-      EXPECT_EQ(second.join(), WAIT_OBJECT_0);
-      EXPECT_EQ(poll(signal), WAIT_TIMEOUT) << "nothing is left over";
-    }
-  }
-}
-
-TEST_F(LocalWaitsTest, APulseOfAManualEventReleasesWhoSleptThen) {
-  for (const LPCWSTR name : {LPCWSTR{nullptr}, LPCWSTR{u"ManualPulse"}}) {
-    const ScopedHandle signal = CreateEventW(nullptr, TRUE, FALSE, name);
+// Two signals of an automatic event, or a pulse of a manual one, release the two who slept then.
+TEST_F(LocalWaitsTest, SignalsBackToBackReleaseWhoSleptThen) {
+  for (int round = 0; round < 40; ++round) {
+    const bool manual = round % 2 != 0;
+    const ScopedHandle signal = CreateEventW(nullptr, manual, FALSE, round < 20 ? nullptr : u"BackToBack");
     WaitingThread first(signal);
     WaitingThread second(signal);
     first.await_sleep();
     second.await_sleep();
     SetEvent(signal);
-    ResetEvent(signal);
+    manual ? ResetEvent(signal) : SetEvent(signal);
     EXPECT_EQ(first.join(), WAIT_OBJECT_0);
     EXPECT_EQ(second.join(), WAIT_OBJECT_0);
-    EXPECT_EQ(poll(signal), WAIT_TIMEOUT);
+    EXPECT_EQ(poll(signal), WAIT_TIMEOUT) << "nothing is left over";
   }
 }
 

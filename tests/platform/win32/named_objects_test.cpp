@@ -15,8 +15,8 @@ using NamedObjectsTest = Win32Test;
 DWORD poll(HANDLE handle) {
   return WaitForSingleObject(handle, 0);
 }
-ScopedHandle event(LPCWSTR name, bool manual = false) {
-  return CreateEventW(nullptr, manual, FALSE, name);
+ScopedHandle event(LPCWSTR name) {
+  return CreateEventW(nullptr, FALSE, FALSE, name);
 }
 
 constexpr const char* kServed = "0";
@@ -38,18 +38,6 @@ fs::path object_folder() {
 
 size_t object_files() {
   return static_cast<size_t>(std::distance(fs::directory_iterator(object_folder()), {}));
-}
-
-TEST_F(NamedObjectsTest, ASecondCreationOpensAndIgnoresItsArguments) {
-  const ScopedHandle first = event(u"Twice");
-  EXPECT_EQ(GetLastError(), NO_ERROR);
-  const ScopedHandle second = CreateEventW(nullptr, TRUE, TRUE, u"Twice");
-  EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-  EXPECT_NE(static_cast<HANDLE>(first), static_cast<HANDLE>(second));
-  EXPECT_EQ(poll(first), WAIT_TIMEOUT) << "the initial state was ignored";
-  SetEvent(second);
-  EXPECT_EQ(poll(first), WAIT_OBJECT_0);
-  EXPECT_EQ(poll(second), WAIT_TIMEOUT) << "still an auto-reset event";
 }
 
 TEST_F(NamedObjectsTest, NamesFollowTheirRules) {
@@ -85,41 +73,38 @@ TEST_F(NamedObjectsTest, AnotherKindUnderTheNameIs6) {
   EXPECT_EQ(failure(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, u"KindHere")), ERROR_INVALID_HANDLE);
 }
 
-TEST_F(NamedObjectsTest, OpeningNeedsAnExistingObject) {
-  EXPECT_EQ(failure(OpenEventW(EVENT_ALL_ACCESS, FALSE, u"Absent")), ERROR_FILE_NOT_FOUND);
-  ChildProcess child("worker");
-  ASSERT_EQ(child.ask("event e Present"), "0");
-  SetLastError(kUntouched);
-  const ScopedHandle opened = OpenEventW(EVENT_ALL_ACCESS, FALSE, u"Present");
-  EXPECT_NE(static_cast<HANDLE>(opened), nullptr);
-  EXPECT_EQ(GetLastError(), kUntouched);
-  ASSERT_EQ(child.ask("set e"), "1");
-  EXPECT_EQ(poll(opened), WAIT_OBJECT_0);
-}
-
 TEST_F(NamedObjectsTest, TheObjectEndsWithItsLastHandleInAnyProcess) {
   const size_t files_before = object_files();
-  ScopedHandle mine = event(u"Life", true);
-  SetEvent(mine);
+  ScopedHandle mine = event(u"Life");
+  EXPECT_EQ(GetLastError(), NO_ERROR);
   ChildProcess child("worker");
-  ASSERT_EQ(child.ask("event e Life"), kAlreadyExists);
+  ASSERT_EQ(child.ask("event e Life 1"), kAlreadyExists);
+  SetLastError(kUntouched);
+  ScopedHandle opened = OpenEventW(EVENT_ALL_ACCESS, FALSE, u"Life");
+  EXPECT_EQ(GetLastError(), kUntouched);
+  SetEvent(opened);
   mine.close();
+  opened.close();
   ASSERT_EQ(child.ask("wait e 0"), kServed) << "lives on in the child";
+  ASSERT_EQ(child.ask("wait e 0"), kTimedOut) << "still an auto-reset event";
+  ASSERT_EQ(child.ask("set e"), "1");
   ASSERT_EQ(child.ask("close e"), "1");
   EXPECT_EQ(object_files(), files_before);
-  const ScopedHandle fresh = event(u"Life", true);
+  const ScopedHandle fresh = event(u"Life");
   EXPECT_EQ(GetLastError(), NO_ERROR);
   EXPECT_EQ(poll(fresh), WAIT_TIMEOUT);
 }
 
-TEST_F(NamedObjectsTest, ASignalReleasesOneSleeperInTheOrderOfArrival) {
+TEST_F(NamedObjectsTest, ASignalReleasesOneSleeperInTheOrderOfArrivalAndNoDeadOne) {
   const ScopedHandle signal = event(u"Order");
+  ChildProcess dead("worker");
   ChildProcess first("worker");
   ChildProcess second("worker");
-  for (ChildProcess* child : {&first, &second}) {
+  for (ChildProcess* child : {&dead, &first, &second}) {
     ASSERT_EQ(child->ask("event e Order"), kAlreadyExists);
     send_into_wait(*child, "e");
   }
+  dead.kill_hard();
   SetEvent(signal);
   EXPECT_EQ(first.receive(), kServed);
   await_sleep_in_wait(second.pid());
@@ -130,38 +115,18 @@ TEST_F(NamedObjectsTest, ASignalReleasesOneSleeperInTheOrderOfArrival) {
 
 TEST_F(NamedObjectsTest, AKilledHolderLeavesNothingBehind) {
   const size_t files_before = object_files();
-  for (const bool set : {false, true}) {
+  {
     ChildProcess child("worker");
     ASSERT_EQ(child.ask("event e Crash"), "0");
-    if (set) {
-      ASSERT_EQ(child.ask("set e"), "1");
-    }
-    if (!set) send_into_wait(child, "e");
+    ASSERT_EQ(child.ask("set e"), "1");
     child.kill_hard();
     EXPECT_EQ(object_files(), files_before + 2) << "the stale files";
     EXPECT_EQ(failure(OpenEventW(EVENT_ALL_ACCESS, FALSE, u"Crash")), ERROR_FILE_NOT_FOUND);
     const ScopedHandle fresh = event(u"Crash");
     EXPECT_EQ(GetLastError(), NO_ERROR) << "created, not opened";
     EXPECT_EQ(poll(fresh), WAIT_TIMEOUT) << "not signalled";
-    SetEvent(fresh);
-    EXPECT_EQ(poll(fresh), WAIT_OBJECT_0);
   }
   EXPECT_EQ(object_files(), files_before);
-}
-
-// The dead sleeper came first in line; the signal must go to the living.
-TEST_F(NamedObjectsTest, ASignalIsNotSpentOnAKilledSleeper) {
-  const ScopedHandle signal = event(u"DeadSleeper");
-  ChildProcess dead("worker");
-  ChildProcess living("worker");
-  for (ChildProcess* child : {&dead, &living}) {
-    ASSERT_EQ(child->ask("event e DeadSleeper"), kAlreadyExists);
-    send_into_wait(*child, "e");
-  }
-  dead.kill_hard();
-  SetEvent(signal);
-  EXPECT_EQ(living.receive(), kServed);
-  EXPECT_EQ(poll(signal), WAIT_TIMEOUT);
 }
 
 TEST_F(NamedObjectsTest, MutexesAreAbandonedByThreadsAndByKilledProcesses) {
@@ -213,10 +178,7 @@ TEST_F(NamedObjectsTest, SemaphoresCountAcrossProcesses) {
   ASSERT_EQ(child.ask("semaphore s Count"), kAlreadyExists);
   ASSERT_EQ(child.ask("post s"), "0");
   ASSERT_EQ(child.ask("post s"), std::to_string(ERROR_TOO_MANY_POSTS));
-  LONG previous = 0;
   EXPECT_EQ(poll(semaphore), WAIT_OBJECT_0);
-  EXPECT_TRUE(ReleaseSemaphore(semaphore, 1, &previous) && previous == 1);
-  EXPECT_EQ(child.ask("wait s 0"), kServed);
   EXPECT_EQ(child.ask("wait s 0"), kServed);
   EXPECT_EQ(child.ask("wait s 0"), kTimedOut);
 }
@@ -359,6 +321,37 @@ TEST_F(NamedObjectsTest, CreationAndLastCloseMayRace) {
   }
   for (ChildProcess& child : children) ASSERT_EQ(child.ask("close e"), "1");
   EXPECT_EQ(object_files(), files_before);
+}
+
+// In children: a process can choose its session only once.
+TEST(SessionTest, AFunctionChoosesItBeforeTheFirstNamedObject) {
+  ChildProcess mine("worker");
+  EXPECT_EQ(mine.ask("session null"), "0");
+  EXPECT_EQ(mine.ask("session " + std::string(201, 'x')), "0") << "too long";
+  EXPECT_EQ(mine.ask("private-session"), "1");
+  EXPECT_EQ(mine.ask("session elsewhere"), "1") << "may still change";
+  ChildProcess other("worker", {"ZDR_SESSION=elsewhere"});
+  ASSERT_EQ(other.ask("event e SessionEvent"), "0");
+  EXPECT_EQ(mine.ask("event e SessionEvent"), "183");
+  EXPECT_EQ(mine.ask("session default"), "0") << "fixed by the first named object";
+  EXPECT_EQ(mine.ask("private-session"), "0");
+  EXPECT_EQ(mine.ask("session elsewhere"), "1");
+}
+
+TEST(SessionTest, PrivateSessionsMeetNobody) {
+  ChildProcess first("worker");
+  ChildProcess second("worker");
+  ChildProcess shared("worker");
+  ChildProcess other("worker", {"ZDR_SESSION=elsewhere"});
+  ChildProcess other_too("worker", {"ZDR_SESSION=elsewhere"});
+  for (ChildProcess* child : {&first, &second}) ASSERT_EQ(child->ask("private-session"), "1");
+  for (ChildProcess* child : {&first, &second, &shared, &other}) {
+    EXPECT_EQ(child->ask("event e SessionEvent"), "0");
+  }
+  EXPECT_EQ(other_too.ask("event e SessionEvent"), "183");
+  EXPECT_EQ(other.ask("set e"), "1");
+  EXPECT_EQ(shared.ask("wait e 0"), "258");
+  EXPECT_EQ(other_too.ask("wait e 0"), "0");
 }
 
 }  // namespace

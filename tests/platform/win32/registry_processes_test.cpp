@@ -75,21 +75,6 @@ TEST_F(RegistryTest, AProcessThatDiesAtAnyStepLeavesTheOldFileOrTheNewOne) {
   EXPECT_NE(file_text(), old_text);
 }
 
-TEST_F(RegistryTest, AProcessKilledInTheMiddleOfManyChangesLeavesAWholeFile) {
-  ASSERT_EQ(ScopedKey(kUser, u"Root").status, ERROR_SUCCESS);
-  int seen = 0;
-  for (int round = 0; round < 5; ++round) {
-    ChildProcess child("worker");
-    child.send("registry-fill A 100000");
-    while (keys_of(u'A') < seen + 3) std::this_thread::yield();
-    child.kill_hard();
-    const int kept = keys_of(u'A');
-    EXPECT_GE(kept, seen + 3);
-    seen = kept;
-    EXPECT_EQ(ScopedKey(kUser, u"Root").disposition, REG_OPENED_EXISTING_KEY);
-  }
-}
-
 TEST_F(RegistryTest, AFailedStepChangesNothing) {
   const ScopedKey key(kUser, u"Key");
   ASSERT_EQ(set_text(key, u"V", u"old"), ERROR_SUCCESS);

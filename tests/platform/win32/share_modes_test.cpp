@@ -12,10 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 using ShareModesTest = Win32Test;
 
-TEST_F(ShareModesTest, EveryPairInOneProcess) {
-  EXPECT_EQ(broken_pairs(make_file("file")), 0u);
-}
-
 TEST_F(ShareModesTest, EveryPairBetweenTwoProcesses) {
   const std::string name = make_file("file");
   ChildProcess child("worker");

@@ -10,10 +10,6 @@ namespace {
 
 using ThreadsTest = Win32Test;
 
-DWORD return_argument(LPVOID argument) {
-  return static_cast<DWORD>(reinterpret_cast<uintptr_t>(argument));
-}
-
 DWORD wait_for_event(LPVOID event) {
   return WaitForSingleObject(event, INFINITE);
 }
@@ -29,21 +25,6 @@ TEST_F(ThreadsTest, AHandleIsSignalledForEverOnceItsThreadEnded) {
   for (int i = 0; i < 2; ++i) EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
   EXPECT_TRUE(GetExitCodeThread(thread, &code) && code == WAIT_OBJECT_0);
   EXPECT_NE(id, GetCurrentThreadId());
-}
-
-TEST_F(ThreadsTest, AHandleMayBeClosedWhileItsThreadRuns) {
-  const ScopedHandle gate = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  const ScopedHandle done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  HANDLE pair[] = {gate, done};
-  const auto run = [](LPVOID handles) -> DWORD {
-    WaitForSingleObject(static_cast<HANDLE*>(handles)[0], INFINITE);
-    SetEvent(static_cast<HANDLE*>(handles)[1]);
-    return 0;
-  };
-  const HANDLE thread = CreateThread(nullptr, 0, run, pair, 0, nullptr);
-  EXPECT_TRUE(CloseHandle(thread));
-  SetEvent(gate);
-  EXPECT_EQ(WaitForSingleObject(done, INFINITE), WAIT_OBJECT_0);
 }
 
 // A module whose destructors run on the thread may be unloaded once the handle is signalled. The destructor
@@ -75,21 +56,18 @@ TEST_F(ThreadsTest, ThreadLocalDestructorsAndAbandonmentComeBeforeTheSignal) {
 }
 
 TEST_F(ThreadsTest, BadArgumentsAreRefused) {
-  EXPECT_EQ(failure(CreateThread(nullptr, 0, nullptr, nullptr, 0, nullptr)), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(failure(CreateThread(nullptr, 0, return_argument, nullptr, 0x40, nullptr)),
-            ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(failure(CreateThread(nullptr, SIZE_MAX / 2, return_argument, nullptr, 0, nullptr)),
-            ERROR_NOT_ENOUGH_MEMORY);
-}
-
-TEST_F(ThreadsTest, PrioritiesAreKept) {
-  const ScopedHandle thread = CreateThread(nullptr, 0, return_argument, nullptr, 0, nullptr);
-  EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_NORMAL);
-  EXPECT_TRUE(SetThreadPriority(thread, THREAD_PRIORITY_TIME_CRITICAL));
-  EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_TIME_CRITICAL);
-  EXPECT_EQ(failure(SetThreadPriority(thread, 3)), ERROR_INVALID_PARAMETER);
-  EXPECT_TRUE(SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_LOWEST));
-  EXPECT_EQ(GetThreadPriority(GetCurrentThread()), THREAD_PRIORITY_LOWEST);
+  const struct {
+    SIZE_T stack;
+    LPTHREAD_START_ROUTINE routine;
+    DWORD flags;
+    DWORD error;
+  } rows[] = {{0, nullptr, 0, ERROR_INVALID_PARAMETER},
+              {0, wait_for_event, 0x40, ERROR_INVALID_PARAMETER},
+              {SIZE_MAX / 2, wait_for_event, 0, ERROR_NOT_ENOUGH_MEMORY}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(failure(CreateThread(nullptr, row.stack, row.routine, nullptr, row.flags, nullptr)), row.error);
+  }
+  EXPECT_EQ(failure(SetThreadPriority(GetCurrentThread(), 3)), ERROR_INVALID_PARAMETER);
 }
 
 TEST_F(ThreadsTest, TheLastErrorBelongsToTheThread) {
@@ -99,33 +77,6 @@ TEST_F(ThreadsTest, TheLastErrorBelongsToTheThread) {
     SetLastError(7);
   }).join();
   EXPECT_EQ(GetLastError(), 5u);
-}
-
-TEST_F(ThreadsTest, ClocksAndSleepAgree) {
-  LARGE_INTEGER frequency;
-  LARGE_INTEGER before;
-  LARGE_INTEGER after;
-  QueryPerformanceFrequency(&frequency);
-  QueryPerformanceCounter(&before);
-  const ULONGLONG ticks_before = GetTickCount64();
-  Sleep(2);  // what is tested: it may take longer, never less
-  QueryPerformanceCounter(&after);
-  EXPECT_GE((after.QuadPart - before.QuadPart) * 1000, 2 * frequency.QuadPart);
-  EXPECT_GE(GetTickCount64() - ticks_before, 1u);
-}
-
-TEST_F(ThreadsTest, InterlockedOperationsGiveNewOrOldValues) {
-  LONG value = 5;
-  EXPECT_EQ(InterlockedIncrement(&value), 6);
-  EXPECT_EQ(InterlockedDecrement(&value), 5);
-  EXPECT_EQ(InterlockedExchange(&value, 9), 5);
-  EXPECT_EQ(InterlockedExchangeAdd(&value, 2), 9);
-  EXPECT_EQ(InterlockedCompareExchange(&value, 1, 8), 11);
-  EXPECT_EQ(InterlockedCompareExchange(&value, 1, 11), 11);
-  EXPECT_EQ(value, 1);
-  PVOID pointer = nullptr;
-  EXPECT_EQ(InterlockedCompareExchangePointer(&pointer, &value, nullptr), nullptr);
-  EXPECT_EQ(InterlockedExchangePointer(&pointer, nullptr), &value);
 }
 
 }  // namespace

@@ -21,26 +21,21 @@ void run_threads(int count, const std::function<void(int)>& body) {
 }
 
 // A token goes round: whoever takes it from the event alone may touch the plain counter.
-void hand_over_token(LPCWSTR name, int rounds) {
-  constexpr int kThreads = 4;
-  const ScopedHandle token = CreateEventW(nullptr, FALSE, TRUE, name);
-  int counter = 0;
-  run_threads(kThreads, [&](int) {
-    for (int i = 0; i < rounds; ++i) {
-      ASSERT_EQ(WaitForSingleObject(token, INFINITE), WAIT_OBJECT_0);
-      ++counter;
-      ASSERT_TRUE(SetEvent(token));
-    }
-  });
-  EXPECT_EQ(counter, kThreads * rounds);
-}
-
 TEST_F(WaitStressTest, AnAutoResetEventHandsItsSignalToOneWaiter) {
-  hand_over_token(nullptr, 20'000);
-}
-
-TEST_F(WaitStressTest, SoDoesANamedOne) {
-  hand_over_token(u"WaitStressToken", 5'000);
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 5'000;
+  for (const LPCWSTR name : {LPCWSTR{nullptr}, LPCWSTR{u"WaitStressToken"}}) {
+    const ScopedHandle token = CreateEventW(nullptr, FALSE, TRUE, name);
+    int counter = 0;
+    run_threads(kThreads, [&](int) {
+      for (int i = 0; i < kRounds; ++i) {
+        ASSERT_EQ(WaitForSingleObject(token, INFINITE), WAIT_OBJECT_0);
+        ++counter;
+        ASSERT_TRUE(SetEvent(token));
+      }
+    });
+    EXPECT_EQ(counter, kThreads * kRounds);
+  }
 }
 
 TEST_F(WaitStressTest, SemaphoreCountsAreNeitherLostNorDoubled) {

