@@ -54,6 +54,16 @@ TEST(AllocatorThreads, DecommitSendsEveryWaiterAway) {
   }
 }
 
+TEST(AllocatorThreads, AReturnedBufferGoesToTheOneWhoWaits) {
+  auto allocator = make_committed(1, 10);
+  auto held = take(*allocator.get());
+  Askers asker(*allocator.get(), 1);
+  allocator->wait_for_waiters(1);
+  held.reset();
+  EXPECT_EQ(asker.results(), std::vector<HRESULT>{S_OK});
+  allocator->Decommit();
+}
+
 // Takes, marks, checks and returns buffers until told to stop; a buffer in two hands would show two marks.
 void use_buffers(WatchedAllocator& allocator, BYTE mark, const std::atomic<bool>& stop,
                  std::atomic<int>& uses) {

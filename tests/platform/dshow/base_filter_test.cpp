@@ -190,6 +190,10 @@ TEST(BaseFilter, CountsStreamTimeFromTheStartOfTheRun) {
   EXPECT_GE(time.GetUnits(), 700);
   EXPECT_LE(time.GetUnits(), after - before + 700);
   filter->Stop();
+  ComPtr<IReferenceClock> source;
+  EXPECT_EQ(filter->GetSyncSource(source.out()), S_OK);
+  EXPECT_EQ(source.get(), clock.get());
+  source.reset();
   EXPECT_EQ(filter->SetSyncSource(nullptr), S_OK);
   EXPECT_EQ(clock->AddRef(), 2u) << "nobody else holds it any more";
   clock->Release();
@@ -204,6 +208,7 @@ TEST(BaseFilter, FindsPinsByTheirExactNames) {
     EXPECT_EQ(filter->FindPin(unknown, pin.out()), VFW_E_NOT_FOUND);
     EXPECT_FALSE(pin);
   }
+  EXPECT_EQ(filter->FindPin(u"ok", nullptr), E_POINTER);
 }
 
 }  // namespace

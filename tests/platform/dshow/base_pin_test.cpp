@@ -241,6 +241,7 @@ TEST(BasePin, RefusesToConnectBeforeAnyStep) {
   const CMediaType a = type_of('A');
   Pair pair;
   EXPECT_EQ(pair.out().Connect(nullptr, &a), E_POINTER);
+  EXPECT_EQ(pair.in().ReceiveConnection(nullptr, &a), E_POINTER);
   EXPECT_EQ(pair.in().ReceiveConnection(&pair.out(), nullptr), E_POINTER);
   pair.out_filter->Pause();
   pair.in_filter->Pause();
@@ -277,6 +278,9 @@ TEST(BasePin, AnswersQuestionsAboutItself) {
   EXPECT_EQ(std::u16string(info.achName), u"pin");
   info.pFilter->Release();
   EXPECT_EQ(pair.out_filter->references(), 1u);
+  ULONG count = 0;
+  EXPECT_EQ(pair.out().QueryInternalConnections(nullptr, &count), E_NOTIMPL);
+  EXPECT_EQ(pair.out().Notify(nullptr, Quality{}), E_NOTIMPL);
 }
 
 }  // namespace

@@ -143,6 +143,8 @@ TEST_F(InputPinTest, CountsWhatItTakesOfSeveralSamples) {
   bad->SetMediaType(&nothing);
   IMediaSample* samples[] = {sample.get(), sample.get(), bad.get(), sample.get()};
   LONG processed = 99;
+  EXPECT_EQ(pin.ReceiveMultiple(samples, 1, &processed), S_OK);
+  EXPECT_EQ(processed, 1);
   EXPECT_EQ(pin.ReceiveMultiple(samples, 4, &processed), VFW_E_INVALIDMEDIATYPE);
   EXPECT_EQ(processed, 2);
 }

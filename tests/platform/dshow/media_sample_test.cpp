@@ -262,4 +262,16 @@ TEST_F(MediaSample, TypeMayComeWithTheProperties) {
   EXPECT_EQ(properties().pMediaType, nullptr);
 }
 
+TEST_F(MediaSample, NullPointersAreRefusedByItAndItsAllocator) {
+  LONGLONG time = 0;
+  ALLOCATOR_PROPERTIES record{};
+  for (const HRESULT hr :
+       {sample_->SetMediaTime(&time, nullptr), sample2_->SetProperties(8, nullptr),
+        allocator_->SetProperties(nullptr, &record), allocator_->SetProperties(&record, nullptr),
+        allocator_->GetProperties(nullptr), allocator_->GetBuffer(nullptr, nullptr, nullptr, 0)}) {
+    EXPECT_EQ(hr, E_POINTER);
+  }
+  EXPECT_EQ(sample2_->SetProperties(0, nullptr), S_OK) << "of no size";
+}
+
 }  // namespace

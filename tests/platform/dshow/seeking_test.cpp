@@ -127,6 +127,10 @@ TEST_F(SourceSeeking, AnswersWhatItCanAndWhatIsAvailable) {
   EXPECT_EQ(latest, kUnknown);
   EXPECT_EQ(seeker->SetRate(-3.0), S_OK);
   EXPECT_EQ(seeker->take_changes(), "rate ");
+  double rate = 0;
+  EXPECT_EQ(seeker->GetRate(&rate), S_OK);
+  EXPECT_EQ(rate, -3.0);
+  EXPECT_EQ(seeker->GetCurrentPosition(&latest), E_NOTIMPL);
 }
 
 }  // namespace

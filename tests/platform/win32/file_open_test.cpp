@@ -126,6 +126,13 @@ TEST_F(FileOpenTest, ARefusedTruncationDestroysNothing) {
   EXPECT_EQ(fs::file_size(name), 10u);
 }
 
+TEST_F(FileOpenTest, OpenAlwaysFollowsALinkToNowhere) {
+  fs::create_symlink("target", path("link"));
+  const ScopedHandle file = open_for(path("link"), GENERIC_WRITE, 0, OPEN_ALWAYS);
+  EXPECT_EQ(GetLastError(), NO_ERROR);
+  EXPECT_TRUE(fs::exists(path("target")));
+}
+
 TEST_F(FileOpenTest, FilesAreNotInheritedByOtherPrograms) {
   const ScopedHandle file = open_for(make_file("file"), GENERIC_READ);
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {

@@ -79,6 +79,29 @@ TEST_F(ThreadsTest, TheLastErrorBelongsToTheThread) {
   EXPECT_EQ(GetLastError(), 5u);
 }
 
+TEST_F(ThreadsTest, PrioritiesAreKept) {
+  const ScopedHandle gate = CreateEventW(nullptr, TRUE, TRUE, nullptr);
+  const ScopedHandle other = CreateThread(nullptr, 0, wait_for_event, gate, 0, nullptr);
+  for (const HANDLE thread : {static_cast<HANDLE>(other), GetCurrentThread()}) {
+    EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_NORMAL);
+    EXPECT_TRUE(SetThreadPriority(thread, THREAD_PRIORITY_TIME_CRITICAL));
+    EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_TIME_CRITICAL);
+  }
+}
+
+TEST_F(ThreadsTest, ClocksAndSleepAgree) {
+  LARGE_INTEGER frequency;
+  LARGE_INTEGER before;
+  LARGE_INTEGER after;
+  QueryPerformanceFrequency(&frequency);
+  QueryPerformanceCounter(&before);
+  const ULONGLONG ticks_before = GetTickCount64();
+  Sleep(2);  // what is tested: it may take longer, never less
+  QueryPerformanceCounter(&after);
+  EXPECT_GE((after.QuadPart - before.QuadPart) * 1000, 2 * frequency.QuadPart);
+  EXPECT_GE(GetTickCount64() - ticks_before, 1u);
+}
+
 }  // namespace
 
 }  // namespace zdr::platform::test
