@@ -177,10 +177,11 @@ TEST_F(LocalWaitsTest, WaitingForAllTakesAllOrNothing) {
   EXPECT_EQ(poll(a), WAIT_OBJECT_0) << "was not consumed";
   EXPECT_EQ(poll_elsewhere(m), WAIT_OBJECT_0) << "was not taken";
   std::thread setter([&] {
+    EXPECT_EQ(poll(m), WAIT_OBJECT_0);
     SetEvent(b);
     SetEvent(a);
   });
-  EXPECT_EQ(WaitForMultipleObjects(3, all, TRUE, INFINITE), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForMultipleObjects(3, all, TRUE, INFINITE), WAIT_ABANDONED_0) << "by the end of the setter";
   setter.join();
   EXPECT_EQ(poll(a), WAIT_TIMEOUT);
   EXPECT_EQ(poll(b), WAIT_TIMEOUT);

@@ -132,7 +132,9 @@ TEST_F(NamedObjectsTest, AKilledHolderLeavesNothingBehind) {
 TEST_F(NamedObjectsTest, MutexesAreAbandonedByThreadsAndByKilledProcesses) {
   const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, u"Abandon");
   ChildProcess child("worker");
-  ASSERT_EQ(child.ask("mutex m Abandon"), kAlreadyExists);
+  ASSERT_EQ(child.ask("mutex m Abandon 1"), kAlreadyExists);
+  EXPECT_EQ(poll(mutex), WAIT_OBJECT_0) << "only the first creation makes an owner";
+  EXPECT_TRUE(ReleaseMutex(mutex));
   ASSERT_EQ(child.ask("wait-on-thread m"), kServed);
   EXPECT_EQ(WaitForSingleObject(mutex, INFINITE), WAIT_ABANDONED) << "the child's thread ended";
   EXPECT_EQ(poll(mutex), WAIT_OBJECT_0) << "recursive";

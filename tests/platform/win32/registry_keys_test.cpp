@@ -57,6 +57,22 @@ TEST_F(RegistryTest, CreateAndOpenRefuseWhatCannotBe) {
   EXPECT_EQ(allowed.status, ERROR_SUCCESS);
 }
 
+TEST_F(RegistryTest, DepthIsLimitedTo512Levels) {
+  std::u16string levels;
+  for (int i = 0; i < 32; ++i) levels += u"d\\";
+  HKEY key = kUser;
+  LSTATUS status = ERROR_SUCCESS;
+  int created = 0;
+  for (; status == ERROR_SUCCESS; ++created) {
+    HKEY next = nullptr;
+    status = RegCreateKeyW(key, levels.c_str(), &next);
+    RegCloseKey(key);
+    key = next;
+  }
+  EXPECT_EQ(status, ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(created, 16);  // 15 * 32 levels below the root fit, 16 * 32 do not
+}
+
 TEST_F(RegistryTest, HandlesEndWithCloseAndAreNoFileHandles) {
   HKEY key = nullptr;
   ASSERT_EQ(RegCreateKeyW(kUser, u"Key", &key), ERROR_SUCCESS);
