@@ -111,6 +111,9 @@ TEST_F(NamedObjectsTest, ASignalReleasesOneSleeperInTheOrderOfArrivalAndNoDeadOn
   EXPECT_EQ(poll(signal), WAIT_TIMEOUT);
   SetEvent(signal);
   EXPECT_EQ(second.receive(), kServed);
+  EXPECT_EQ(WaitForSingleObject(signal, 5), WAIT_TIMEOUT);
+  SetEvent(signal);
+  EXPECT_EQ(poll(signal), WAIT_OBJECT_0) << "not spent on a waiter that has left";
 }
 
 TEST_F(NamedObjectsTest, AKilledHolderLeavesNothingBehind) {
