@@ -124,8 +124,8 @@ int32_t close_stream(FMGR_Stream& stream) {
 void close_all_streams(FMGR_Context& context) {
   while (context.first_file) {
     FMGR_Stream* stream = context.first_file->first_stream;
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): released streams were unlinked, which it doesn't
-    // follow
+    // The analyzer does not follow that released streams were unlinked.
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
     detach(*stream);
     release_detached(stream);
   }

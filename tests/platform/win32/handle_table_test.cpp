@@ -6,6 +6,8 @@
 
 #include "win32_test_support.h"
 
+extern "C" BOOL c_opens_and_closes_an_event(void);
+
 namespace zdr::platform::test {
 
 namespace {
@@ -142,6 +144,10 @@ TEST_F(HandleTest, ClosingBesideUsersIsSafe) {
   done = true;
   first.join();
   second.join();
+}
+
+TEST_F(HandleTest, TheHeaderServesC) {
+  EXPECT_TRUE(c_opens_and_closes_an_event());
 }
 
 }  // namespace
