@@ -224,8 +224,8 @@ TEST_F(NamedObjectsTest, AWaitForAllSleepsAndLeavesFreeMutexesToOthers) {
   const ScopedHandle owned = CreateMutexW(nullptr, TRUE, u"OwnedMutex");
   const ScopedHandle unset = event(u"NeverSet");
   std::thread([&] {
-    EXPECT_LT(busy_percent_of_wait({free_mutex, unset}), 5);
-    EXPECT_LT(busy_percent_of_wait({free_mutex, owned}), 5) << "gives back what it took";
+    EXPECT_LT(busy_percent_of_wait({free_mutex, unset}), kIdlePercent);
+    EXPECT_LT(busy_percent_of_wait({free_mutex, owned}), kIdlePercent) << "gives back what it took";
   }).join();
   std::atomic<bool> done{false};
   std::thread waiter([&] {
@@ -243,7 +243,7 @@ TEST_F(NamedObjectsTest, AWaitForAllSleepsAndLeavesFreeMutexesToOthers) {
 TEST_F(NamedObjectsTest, WaitsSleepAlsoWhereSeveralWordsCannotBeWatched) {
   for (const char* error : {"38", "1"}) {  // ENOSYS, EPERM
     ChildProcess child("worker");
-    EXPECT_LT(std::stoi(child.ask(std::string("wait-without-waitv ") + error)), 5) << error;
+    EXPECT_LT(std::stoi(child.ask(std::string("wait-without-waitv ") + error)), kIdlePercent) << error;
   }
 }
 

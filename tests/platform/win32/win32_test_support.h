@@ -98,6 +98,9 @@ inline void await_sleep_in_wait(pid_t thread) {
   }
 }
 
+// What a wait that sleeps stays below, also on a machine with much else to do; one that spins comes near 100.
+constexpr int64_t kIdlePercent = 25;
+
 // Waits in vain for all of the handles: how much of the time the waiting thread was busy, in percent, or 1000
 // when the wait did not time out.
 inline int64_t busy_percent_of_wait(std::initializer_list<HANDLE> handles) {
