@@ -39,7 +39,10 @@ class MemorySource {
   static int32_t read(void* caller, void* buffer, uint32_t count, uint32_t low, uint32_t high,
                       uint32_t* done) {
     auto& self = *static_cast<MemorySource*>(caller);
-    if (++self.read_count == self.failing_read) return -1;
+    if (++self.read_count == self.failing_read) {
+      std::memset(buffer, 0xEE, count);  // what a read has brought before it failed
+      return -1;
+    }
     const uint64_t position = uint64_t{high} << 32 | low;
     if (self.log != nullptr) self.log->push_back({position, count});
     const uint64_t left = position < self.bytes.size() ? self.bytes.size() - position : 0;
