@@ -84,9 +84,14 @@ function(zdr_test name)
   # At -O1 gcc sees overruns in the standard library's own strings.
   target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds>)
   zdr_precompile(${name} test <gmock/gmock.h> <gtest/gtest.h>)
+  # The longest test takes seconds, but a minute under a sanitizer, where a folder of extra media may be decoded.
+  set(timeout 120)
+  if(ZDR_SANITIZE)
+    set(timeout 900)
+  endif()
   # The user's own registry could name another module for the files that tests play.
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-                       PROPERTIES TIMEOUT 120 ENVIRONMENT ZDR_REGISTRY=${CMAKE_BINARY_DIR}/no-registry.reg)
+                       PROPERTIES TIMEOUT ${timeout} ENVIRONMENT ZDR_REGISTRY=${CMAKE_BINARY_DIR}/no-registry.reg)
 endfunction()
 
 # zdr_fuzz(NAME SOURCES a.cpp ... [DEPENDS targets ...])
