@@ -1,8 +1,8 @@
 #!/bin/sh
-# tools/tidy.sh [FOLDER...]: clang-tidy over the sources of these folders; without any, over all but the tests. Fails at
-# the first kind of finding that .clang-tidy names.
+# tools/tidy.sh [FOLDER...]: clang-tidy over the sources of these folders; without any, over all but the tests. Goes
+# through all of them and fails when anything was found.
 set -eu
-root=$(CDPATH='' cd -- "$(dirname -- "$0")" && cd .. && pwd)
+root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 cd "$root"
 [ $# -gt 0 ] || set -- platform os fmgr id3p aacdec p3gpp esparse filters host
 # clang's own command lines: it doesn't know all options of gcc.

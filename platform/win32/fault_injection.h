@@ -23,18 +23,13 @@ enum class FaultPoint : uint32_t {
   kRegistryStep,    // ERROR_IO_DEVICE 1117 (returned, no last error); a step of loading or replacing its file
   kTaskAllocation,  // CoTaskMemAlloc and CoTaskMemRealloc give NULL; the last error is not touched
   kHeapAllocation,  // heap of the layers above: their own status
-  kCount
 };
 
 // True lets this call fail. Runs on the calling thread, from any thread, possibly at once from several.
 using FaultHook = bool (*)(FaultPoint point, void* context);
 
-// Installs a hook (nullptr removes it) and sets all call counts to 0. Only while no other thread is inside
-// the platform.
+// Installs a hook (nullptr removes it). Only while no other thread is inside the platform.
 ZDR_PLATFORM_API void set_fault_hook(FaultHook hook, void* context) noexcept;
-
-// Calls that reached `point` since a hook was installed.
-ZDR_PLATFORM_API uint64_t fault_calls(FaultPoint point) noexcept;
 
 namespace detail {
 ZDR_PLATFORM_API extern std::atomic<bool> fault_hook_installed;
