@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "aacdec/fixed_point.h"
+#include "aacdec/fixed/fixed_point.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "aacdec/frame.h"
+#include "aacdec/syntax/frame.h"
 
 namespace zdr::aacdec {
 

@@ -7,7 +7,7 @@
 #include <type_traits>
 
 #include "aacdec/output_rate.h"
-#include "aacdec/sampling_rates.h"
+#include "aacdec/syntax/sampling_rates.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "aacdec/adts_framing.h"
 #include "aacdec/frame_pipeline.h"
+#include "aacdec/syntax/adts_framing.h"
 #include "aacdec/zd_aac_dec.h"
 
 // What SetConfig hands to the configure operation.

@@ -14,15 +14,15 @@
 #include <cstdint>
 #include <span>
 
-#include "aacdec/bit_reader.h"
 #include "aacdec/concealment.h"
-#include "aacdec/core_synthesis.h"
-#include "aacdec/frame.h"
+#include "aacdec/core/core_synthesis.h"
 #include "aacdec/output_rate.h"
-#include "aacdec/raw_data_block.h"
 #include "aacdec/resampler.h"
-#include "aacdec/sbr_payload.h"
-#include "aacdec/sbr_synthesis.h"
+#include "aacdec/sbr/sbr_synthesis.h"
+#include "aacdec/syntax/bit_reader.h"
+#include "aacdec/syntax/frame.h"
+#include "aacdec/syntax/raw_data_block.h"
+#include "aacdec/syntax/sbr_payload.h"
 
 namespace zdr::aacdec {
 

@@ -1,7 +1,7 @@
 // See resampler.h.
 #include "aacdec/resampler.h"
 
-#include "aacdec/fixed_point.h"
+#include "aacdec/fixed/fixed_point.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -5,13 +5,13 @@
 #include <cstddef>
 #include <span>
 
-#include "aacdec/audio_specific_config.h"
-#include "aacdec/bit_reader.h"
-#include "aacdec/channel_stream.h"
 #include "aacdec/decoder_instance.h"
-#include "aacdec/frame_probe.h"
-#include "aacdec/sampling_rates.h"
-#include "aacdec/stream_header.h"
+#include "aacdec/syntax/audio_specific_config.h"
+#include "aacdec/syntax/bit_reader.h"
+#include "aacdec/syntax/channel_stream.h"
+#include "aacdec/syntax/frame_probe.h"
+#include "aacdec/syntax/sampling_rates.h"
+#include "aacdec/syntax/stream_header.h"
 
 namespace zdr::aacdec {
 namespace {

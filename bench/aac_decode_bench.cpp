@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "aacdec/cpu.h"
+#include "aacdec/fixed/cpu.h"
 #include "aacdec/zd_aac_dec.h"
 #include "tests/aacdec/adts_file.h"
 

@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "aacdec/raw_data_block.h"
-#include "aacdec/sampling_rates.h"
+#include "aacdec/syntax/raw_data_block.h"
+#include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"
 #include "tests/aacdec/adts_file.h"
 

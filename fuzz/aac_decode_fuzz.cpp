@@ -11,7 +11,7 @@
 #include <span>
 #include <vector>
 
-#include "aacdec/sampling_rates.h"
+#include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "aacdec/raw_data_block.h"
-#include "aacdec/sampling_rates.h"
+#include "aacdec/syntax/raw_data_block.h"
+#include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"
 
 namespace {

@@ -13,8 +13,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "aacdec/raw_data_block.h"
-#include "aacdec/sampling_rates.h"
+#include "aacdec/syntax/raw_data_block.h"
+#include "aacdec/syntax/sampling_rates.h"
 #include "tests/aacdec/adts_file.h"
 #include "tests/aacdec/block_writer.h"
 #include "tests/aacdec/ps_writer.h"

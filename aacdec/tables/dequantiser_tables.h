@@ -1,7 +1,7 @@
 // The power law and the scale of quantised values, computed while compiling.
 #pragma once
 
-#include "aacdec/fixed_point.h"
+#include "aacdec/fixed/fixed_point.h"
 #include "aacdec/tables/constant_math.h"
 
 namespace zdr::aacdec {

@@ -2,7 +2,7 @@
 // book codes differences; the middle entry is difference 0.
 #pragma once
 
-#include "aacdec/huffman.h"
+#include "aacdec/syntax/huffman.h"
 
 namespace zdr::aacdec {
 

@@ -3,7 +3,7 @@
 // or 3.0 dB.
 #pragma once
 
-#include "aacdec/huffman.h"
+#include "aacdec/syntax/huffman.h"
 
 namespace zdr::aacdec {
 

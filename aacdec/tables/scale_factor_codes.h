@@ -2,7 +2,7 @@
 // coded difference is index - 60.
 #pragma once
 
-#include "aacdec/huffman.h"
+#include "aacdec/syntax/huffman.h"
 
 namespace zdr::aacdec {
 

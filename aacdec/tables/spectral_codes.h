@@ -2,7 +2,7 @@
 // index. The index packs the two or four values of a word in mixed radix, the first value most significant.
 #pragma once
 
-#include "aacdec/huffman.h"
+#include "aacdec/syntax/huffman.h"
 
 namespace zdr::aacdec {
 

@@ -1,7 +1,7 @@
 // A header of seven bytes for each access unit, made from the configuration.
 #include "host/writers/adts_writer.h"
 
-#include "aacdec/sampling_rates.h"
+#include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"
 
 namespace zdr::host {

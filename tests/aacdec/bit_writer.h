@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "aacdec/huffman.h"
+#include "aacdec/syntax/huffman.h"
 
 namespace zdr::aacdec::test {
 

@@ -11,10 +11,10 @@
 #include <sstream>
 #include <string>
 
-#include "aacdec/fixed_point.h"
+#include "aacdec/fixed/fixed_point.h"
 #include "aacdec/tables/spectral_codes.h"
 #include "tests/aacdec/block_writer.h"
-#include "tests/aacdec/reference_core.h"
+#include "tests/aacdec/core/reference_core.h"
 #include "tests/aacdec/test_decoder.h"
 
 namespace zdr::aacdec {

@@ -5,7 +5,7 @@
 #include <cctype>
 #include <string>
 
-#include "aacdec/cpu.h"
+#include "aacdec/fixed/cpu.h"
 #include "tests/aacdec/test_decoder.h"
 
 namespace zdr::aacdec {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "aacdec/output_rate.h"
-#include "aacdec/sampling_rates.h"
+#include "aacdec/syntax/sampling_rates.h"
 
 namespace zdr::aacdec {
 namespace {

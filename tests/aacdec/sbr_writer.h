@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "aacdec/sbr_payload.h"
+#include "aacdec/syntax/sbr_payload.h"
 #include "aacdec/tables/sbr_codes.h"
 #include "tests/aacdec/bit_writer.h"
 

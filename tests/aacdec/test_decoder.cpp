@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "aacdec/raw_data_block.h"
-#include "aacdec/sampling_rates.h"
+#include "aacdec/syntax/raw_data_block.h"
+#include "aacdec/syntax/sampling_rates.h"
 
 namespace zdr::aacdec::test {
 namespace {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "aacdec/frame.h"
+#include "aacdec/syntax/frame.h"
 #include "aacdec/zd_aac_dec.h"
 #include "tests/aacdec/adts_file.h"
 

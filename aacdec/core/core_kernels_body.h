@@ -1,0 +1,313 @@
+// The kernels of core_kernels.h, compiled once for each instruction set; see fixed_lanes.h for the rules.
+//
+// The Fourier transform of 512 points is 8 transforms of 64 points, one in each lane, and then 64 of 8
+// points; the one of 64 points is 8 by 8. Eight short windows are eight lanes of the transform of 64 points.
+// Truncation makes the order of the operations part of the output: it must not change.
+#pragma once
+
+#include "aacdec/core/core_kernels.h"
+#include "aacdec/fixed/fixed_lanes.h"
+#include "aacdec/fixed/fixed_point.h"
+#include "aacdec/tables/transform_tables.h"
+
+namespace zdr::aacdec {
+namespace {
+
+// Complex rows are eight real parts, then eight imaginary ones.
+inline constexpr int kRow = 2 * kLanes;
+
+[[gnu::always_inline]] inline ComplexLanes load_row(const int32_t* rows, int row) {
+  return {load(rows + kRow * row), load(rows + kRow * row + kLanes)};
+}
+
+[[gnu::always_inline]] inline void store_row(int32_t* rows, int row, ComplexLanes v) {
+  store(rows + kRow * row, v.re);
+  store(rows + kRow * row + kLanes, v.im);
+}
+
+template <int kCount>
+[[gnu::always_inline]] inline Rotation one_rotation(const RotationTable<kCount>& table, int i) {
+  return {broadcast(table.cos[i]), broadcast(table.minus_half_sum[i]), broadcast(table.half_difference[i])};
+}
+
+template <int kCount>
+[[gnu::always_inline]] inline Rotation eight_rotations(const RotationTable<kCount>& table, int i) {
+  return {load(table.cos + i), load(table.minus_half_sum + i), load(table.half_difference + i)};
+}
+
+// Times 1 - i and times -1 - i, over the square root of 2.
+[[gnu::always_inline]] inline ComplexLanes rotate_eighth(ComplexLanes a) {
+  const Lanes root = broadcast(kSquareRootHalf);
+  return {mul_q31(a.re + a.im, root), mul_q31(a.im - a.re, root)};
+}
+
+[[gnu::always_inline]] inline ComplexLanes rotate_three_eighths(ComplexLanes a) {
+  const Lanes root = broadcast(kSquareRootHalf);
+  return {mul_q31(a.im - a.re, root), Lanes{} - mul_q31(a.re + a.im, root)};
+}
+
+// Fourier transform of 4 points, results to out[0], out[2], out[4] and out[6].
+[[gnu::always_inline]] inline void fourier_4(ComplexLanes a, ComplexLanes b, ComplexLanes c, ComplexLanes d,
+                                             ComplexLanes* out) {
+  const ComplexLanes even_sum = a + c;
+  const ComplexLanes even_difference = a - c;
+  const ComplexLanes odd_sum = b + d;
+  const ComplexLanes odd_difference = times_minus_i(b - d);
+  out[0] = even_sum + odd_sum;
+  out[2] = even_difference + odd_difference;
+  out[4] = even_sum - odd_sum;
+  out[6] = even_difference - odd_difference;
+}
+
+[[gnu::always_inline]] inline void fourier_8(ComplexLanes (&v)[8]) {
+  const ComplexLanes difference[4] = {v[0] - v[4], v[1] - v[5], v[2] - v[6], v[3] - v[7]};
+  fourier_4(v[0] + v[4], v[1] + v[5], v[2] + v[6], v[3] + v[7], v);
+  fourier_4(difference[0], rotate_eighth(difference[1]), times_minus_i(difference[2]),
+            rotate_three_eighths(difference[3]), v + 1);
+}
+
+// Fourier transforms of 64 points in each lane of the rows `in`, which are overwritten. `put` receives the
+// results with their row numbers.
+template <typename Put>
+[[gnu::always_inline]] inline void fourier_64(int32_t* in, Put put) {
+  ComplexLanes v[8];
+  for (int n = 0; n < 8; ++n) {
+    for (int i = 0; i < 8; ++i) v[i] = load_row(in, 8 * i + n);
+    fourier_8(v);
+    store_row(in, n, v[0]);
+    for (int k = 1; k < 8; ++k) {
+      store_row(in, 8 * k + n, n == 0 ? v[k] : rotate(v[k], one_rotation(kFourier64Rotations, n * k)));
+    }
+  }
+  for (int k = 0; k < 8; ++k) {
+    for (int i = 0; i < 8; ++i) v[i] = load_row(in, 8 * k + i);
+    fourier_8(v);
+    for (int i = 0; i < 8; ++i) put(k + 8 * i, v[i]);
+  }
+}
+
+// Row k of `out` receives values 8 k to 8 k + 7 of the transform.
+[[gnu::always_inline]] inline void fourier_512(int32_t* in, int32_t* out) {
+  fourier_64(in, [=](int row, ComplexLanes v) {
+    store_row(out, row, rotate(v, eight_rotations(kFourier512Rotations, 8 * row)));
+  });
+  for (int block = 0; block < 8; ++block) {
+    Lanes re[8];
+    Lanes im[8];
+    for (int i = 0; i < 8; ++i) {
+      re[i] = load(out + kRow * (8 * block + i));
+      im[i] = load(out + kRow * (8 * block + i) + kLanes);
+    }
+    transpose(re);
+    transpose(im);
+    ComplexLanes v[8];
+    for (int i = 0; i < 8; ++i) v[i] = {re[i], im[i]};
+    fourier_8(v);
+    for (int i = 0; i < 8; ++i) store_row(in, 8 * i + block, v[i]);
+  }
+}
+
+[[gnu::always_inline]] inline Lanes even_lanes(Lanes a, Lanes b) {
+  return __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14);
+}
+
+[[gnu::always_inline]] inline Lanes odd_lanes_from_the_end(Lanes a, Lanes b) {
+  return __builtin_shufflevector(a, b, 15, 13, 11, 9, 7, 5, 3, 1);
+}
+
+// Values a[0], b[7], a[1], b[6] and so on to `to`.
+[[gnu::always_inline]] inline void store_woven(int32_t* to, Lanes a, Lanes b) {
+  const Lanes back = reverse(b);
+  store(to, __builtin_shufflevector(a, back, 0, 8, 1, 9, 2, 10, 3, 11));
+  store(to + kLanes, __builtin_shufflevector(a, back, 4, 12, 5, 13, 6, 14, 7, 15));
+}
+
+void multiply(const int32_t* a, const int32_t* b, int32_t* out, int count) {
+  for (int i = 0; i < count; i += kLanes) store(out + i, mul_q31(load(a + i), load(b + i)));
+}
+
+void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
+  int32_t* const rows = work;
+  int32_t* const other_rows = work + kTransformWork / 2;
+  // Even lines are real parts, odd lines from the end imaginary ones.
+  for (int row = 0; row < 64; ++row) {
+    const int32_t* const low = in + 16 * row;
+    const int32_t* const high = in + 1024 - 16 - 16 * row;
+    const ComplexLanes v = {even_lanes(load(low), load(low + kLanes)),
+                            odd_lanes_from_the_end(load(high), load(high + kLanes))};
+    store_row(rows, row, rotate(v, eight_rotations(kLongRotations, 8 * row)));
+  }
+  fourier_512(rows, other_rows);
+  for (int low = 0; low < 32; ++low) {
+    const int high = 63 - low;
+    const ComplexLanes a = rotate(load_row(rows, low), eight_rotations(kLongRotations, 8 * low));
+    const ComplexLanes b = rotate(load_row(rows, high), eight_rotations(kLongRotations, 8 * high));
+    store_woven(out + 16 * low, a.re, Lanes{} - b.im);
+    store_woven(out + 16 * high, b.re, Lanes{} - a.im);
+  }
+}
+
+// From eight lists of 128 lines to 128 rows of eight, times 8, and back.
+[[gnu::always_inline]] inline void gather_windows(const int32_t* in, int32_t* rows) {
+  for (int line = 0; line < 128; line += kLanes) {
+    Lanes block[8];
+    for (int w = 0; w < 8; ++w) block[w] = load(in + 128 * w + line) << 3;
+    transpose(block);
+    for (int i = 0; i < 8; ++i) store(rows + kLanes * (line + i), block[i]);
+  }
+}
+
+[[gnu::always_inline]] inline void scatter_windows(const int32_t* rows, int32_t* out) {
+  for (int line = 0; line < 128; line += kLanes) {
+    Lanes block[8];
+    for (int i = 0; i < 8; ++i) block[i] = load(rows + kLanes * (line + i));
+    transpose(block);
+    for (int w = 0; w < 8; ++w) store(out + 128 * w + line, block[w]);
+  }
+}
+
+void dct4_short(const int32_t* in, int32_t* out, int32_t* work) {
+  int32_t* const rows = work;
+  int32_t* const lines = work + kTransformWork / 2;
+  gather_windows(in, lines);
+  for (int n = 0; n < 64; ++n) {
+    const ComplexLanes v = {load(lines + kLanes * 2 * n), load(lines + kLanes * (127 - 2 * n))};
+    store_row(rows, n, rotate(v, one_rotation(kShortRotations, n)));
+  }
+  fourier_64(rows, [=](int k, ComplexLanes v) {
+    const ComplexLanes turned = rotate(v, one_rotation(kShortRotations, k));
+    store(lines + kLanes * 2 * k, turned.re);
+    store(lines + kLanes * (127 - 2 * k), Lanes{} - turned.im);
+  });
+  scatter_windows(lines, out);
+}
+
+[[gnu::always_inline]] inline Lanes load_window(const uint16_t* from) {
+  using Half = uint16_t __attribute__((vector_size(2 * kLanes)));
+  Half half;
+  std::memcpy(&half, from, sizeof half);
+  return __builtin_convertvector(half, Lanes);
+}
+
+// The inverse transform is the second half of y, then that half negated and backwards, ...
+void window_rise(const int32_t* y, int length, const uint16_t* window, int32_t* out) {
+  for (int i = 0; i < length / 2; i += kLanes) {
+    const int mirrored = length - kLanes - i;
+    const Lanes v = load(y + length / 2 + i);
+    const Lanes back = reverse(Lanes{} - v);
+    store(out + i, mul_q15(shift_right(v, 8), load_window(window + i)));
+    store(out + mirrored, mul_q15(shift_right(back, 8), load_window(window + mirrored)));
+  }
+}
+
+// ... then the first half negated and backwards, and negated.
+void window_fall(const int32_t* y, int length, const uint16_t* window, int32_t* out) {
+  for (int i = 0; i < length / 2; i += kLanes) {
+    const int late = length / 2 + i;
+    const int early = length / 2 - kLanes - i;
+    const Lanes v = shift_right(Lanes{} - load(y + i), 8);
+    store(out + late, mul_q15(v, reverse(load_window(window + early))));
+    store(out + early, mul_q15(reverse(v), reverse(load_window(window + late))));
+  }
+}
+
+void mid_side(int32_t* left, int32_t* right, int count) {
+  int i = 0;
+  for (; i + kLanes <= count; i += kLanes) {
+    const Lanes mid = load(left + i);
+    const Lanes side = load(right + i);
+    store(left + i, add_saturating(mid, side));
+    store(right + i, sub_saturating(mid, side));
+  }
+  if (i == count) return;
+  const Lanes mid = load_half(left + i);
+  const Lanes side = load_half(right + i);
+  store_half(left + i, add_saturating(mid, side));
+  store_half(right + i, sub_saturating(mid, side));
+}
+
+struct Attenuation {
+  int shift;
+  int32_t factor;
+  Lanes negation;
+};
+
+[[gnu::always_inline]] inline Lanes attenuated(Lanes v, const Attenuation& by) {
+  const Lanes sign = sign_mask(v);
+  Lanes bits = (v ^ sign) - sign;
+  // The least value has no counterpart.
+  bits = (bits - (bits >> 31)) >> by.shift;
+  if (by.factor != 0) bits = mul_q31(bits, broadcast(by.factor));
+  const Lanes new_sign = sign ^ by.negation;
+  return (bits ^ new_sign) - new_sign;
+}
+
+void attenuate(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate) {
+  const Attenuation by = {shift, factor, broadcast(negate ? -1 : 0)};
+  int i = 0;
+  for (; i + kLanes <= count; i += kLanes) store(out + i, attenuated(load(in + i), by));
+  if (i < count) store_half(out + i, attenuated(load_half(in + i), by));
+}
+
+// The lanes of `low` and `high` as one list of sixteen, the first one dropped.
+[[gnu::always_inline]] inline void drop_first(Lanes& low, Lanes& high) {
+  low = __builtin_shufflevector(low, high, 1, 2, 3, 4, 5, 6, 7, 8);
+  high = __builtin_shufflevector(high, Lanes{}, 1, 2, 3, 4, 5, 6, 7, 8);
+}
+
+// An output reaches the next two lines by single products, and all later ones by lanes that hold what is
+// known of each coming line's sum: so the long way of a vector product is never waited for.
+bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out) {
+  constexpr int kNear = 2;
+  const Lanes low_taps = load(filter.a + kNear);
+  const Lanes high_taps = load(filter.a + kNear + kLanes);
+  Lanes low = {};
+  Lanes high = {};
+  int32_t before[kNear] = {};
+  int32_t next_sums[kNear] = {};
+  for (int n = 0; n < count; ++n) {
+    const int64_t sum = int64_t{next_sums[0]} + aacdec::mul_q31(filter.a[0], before[0]) +
+                        aacdec::mul_q31(filter.a[1], before[1]);
+    const int64_t line = (int64_t{in[n]} << filter.shift) - (sum << filter.exponent);
+    if (line > filter.limit || line < -filter.limit) return false;
+    out[n] = static_cast<int32_t>(line);
+    before[1] = before[0];
+    before[0] = out[n];
+    next_sums[0] = next_sums[1];
+    next_sums[1] = static_cast<int32_t>(low[0]);
+    drop_first(low, high);
+    const Lanes newest = broadcast(out[n]);
+    low += mul_q31(newest, low_taps);
+    high += mul_q31(newest, high_taps);
+  }
+  return true;
+}
+
+[[gnu::always_inline]] inline Lanes clamp_to_sample(Lanes v) {
+  // -32768 never comes out, as it never has. 32767 - v and v + 32767 are negative outside the range; v has
+  // 27 bits.
+  const Lanes limit = broadcast(32767);
+  const Lanes cut_above = select(sign_mask(limit - v), limit, v);
+  return select(sign_mask(cut_above + limit), Lanes{} - limit, cut_above);
+}
+
+void put_samples(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride) {
+  using Samples = uint16_t __attribute__((vector_size(2 * kLanes)));
+  for (int i = 0; i < count; i += kLanes) {
+    const Lanes sum = load(overlap + i) + load(time + i) + 16;
+    const auto samples = __builtin_convertvector(clamp_to_sample(shift_right(sum, 5)), Samples);
+    if (stride == 1) {
+      std::memcpy(pcm + i, &samples, sizeof samples);
+      continue;
+    }
+    int16_t lanes[kLanes];
+    std::memcpy(lanes, &samples, sizeof samples);
+    for (int lane = 0; lane < kLanes; ++lane) pcm[stride * (i + lane)] = lanes[lane];
+  }
+}
+
+constexpr CoreKernels kKernels = {multiply, dct4_long, dct4_short, window_rise, window_fall,
+                                  mid_side, attenuate, all_pole,   put_samples};
+
+}  // namespace
+}  // namespace zdr::aacdec

@@ -1,0 +1,135 @@
+// See dequantiser.h.
+#include "aacdec/core/dequantiser.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+
+#include "aacdec/fixed/fixed_point.h"
+#include "aacdec/tables/dequantiser_tables.h"
+
+namespace zdr::aacdec {
+namespace {
+
+constexpr int kTabulatedPowers = 256;
+// Values from 256 on count their shift from this scale factor when it is checked against the word.
+constexpr int kLargeUnityScaleFactor = 108;
+constexpr int kLargestShift = 31;
+
+// q^(4/3) in Q14 for q of 256 and more: 2^s q' to the power is 2^(4s/3) q'^(4/3), and between the entries of
+// the table a straight line. Up to 2^31.4.
+int64_t interpolated_power(int q) {
+  const auto shift = static_cast<int>(std::bit_width(static_cast<unsigned>(q) >> 8));
+  const int index = q >> shift;
+  const int rest = q & ((1 << shift) - 1);
+  const int64_t low = kPowerLaw.value[index];
+  const int64_t step = kPowerLaw.value[index + 1] - low;
+  return (low + (rest * step >> shift)) * kPowerLaw.value[1 << shift] >> 24;
+}
+
+// As scale_by_quarter_steps, of a number that may need a bit more than the word has.
+int32_t scale_large(int64_t v, int exponent) {
+  const int shift = exponent > 0 ? (exponent + 3) / 4 : -exponent / 4;
+  if (shift > kLargestShift) return 0;
+  const int32_t shifted = saturate(exponent > 0 ? v << shift : v >> shift);
+  const int steps = -exponent & 3;
+  return steps == 0 ? shifted : mul_q31(shifted, kQuarterSteps[steps]);
+}
+
+int32_t dequantise_magnitude(int q, int scale_factor) {
+  const int exponent = scale_factor - kUnityScaleFactor;
+  if (q < kTabulatedPowers) return scale_by_quarter_steps(kPowerLaw.value[q] >> kPowerLawShift, exponent);
+  if (scale_factor - kLargeUnityScaleFactor > 4 * kLargestShift) return 0;
+  return scale_large(interpolated_power(q), exponent);
+}
+
+int32_t with_sign(int32_t v, int q) {
+  return q < 0 ? -v : v;
+}
+
+// All bits that the magnitudes of a run have.
+unsigned combined_magnitudes(const int16_t* quantised, int count) {
+  unsigned bits = 0;
+  for (int i = 0; i < count; ++i) bits |= static_cast<unsigned>(std::abs(int{quantised[i]}));
+  return bits;
+}
+
+// Nothing but pulses takes the values of the other codebooks further than 12.
+bool is_small(const ChannelStream& channel, int band) {
+  constexpr int kEscapeBook = 11;
+  return channel.codebook[band] != kEscapeBook && !channel.pulse.present;
+}
+
+void dequantise_small(const int16_t* quantised, int count, const int32_t* table, int32_t* lines) {
+  for (int i = 0; i < count; ++i) lines[i] = table[kTabulatedValues + quantised[i]];
+}
+
+bool dequantise_any(const int16_t* quantised, int count, int scale_factor, unsigned bits, int32_t* lines) {
+  const bool too_large =
+      std::any_of(quantised, quantised + count, [](int q) { return std::abs(q) > kMaxQuantised; });
+  if (too_large) return false;
+  // A scale that shifts large values out of the word silences the whole band.
+  if (bits >= kTabulatedPowers && scale_factor - kLargeUnityScaleFactor > 4 * kLargestShift) {
+    std::fill_n(lines, count, 0);
+    return true;
+  }
+  for (int i = 0; i < count; ++i) lines[i] = dequantise_value(quantised[i], scale_factor);
+  return true;
+}
+
+// One band of one window.
+bool dequantise_run(const ChannelStream& channel, int band, const int16_t* quantised, int count,
+                    int32_t* lines) {
+  const int scale_factor = channel.scale[band];
+  const unsigned bits = is_small(channel, band) ? 0 : combined_magnitudes(quantised, count);
+  if (bits < kTabulatedValues && scale_factor >= 0 && scale_factor < kTabulatedScaleFactors) {
+    dequantise_small(quantised, count, kSmallValues.value[scale_factor], lines);
+    return true;
+  }
+  return dequantise_any(quantised, count, scale_factor, bits, lines);
+}
+
+// One band of all windows of a group: runs that follow each other in `quantised` and stand `window_length`
+// apart in `lines`.
+bool dequantise_band(const ChannelStream& channel, int band, const int16_t* quantised, int width, int windows,
+                     int32_t* lines) {
+  const int window_length = channel.ics.window_length();
+  for (int w = 0; w < windows; ++w, quantised += width, lines += window_length) {
+    if (!is_spectral_book(channel.codebook[band])) {
+      std::fill_n(lines, width, 0);
+    } else if (!dequantise_run(channel, band, quantised, width, lines)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+int32_t dequantise_value(int q, int scale_factor) {
+  return with_sign(dequantise_magnitude(std::abs(q), scale_factor), q);
+}
+
+bool dequantise(const ChannelStream& channel, const ScaleFactorBands& bands, const int16_t* quantised,
+                int32_t* spectrum) {
+  const IcsInfo& ics = channel.ics;
+  for (int group = 0; group < ics.group_count; ++group) {
+    const int windows = ics.group_length[group];
+    for (int sfb = 0; sfb < ics.max_sfb; ++sfb) {
+      const int start = bands.offsets[sfb];
+      const int width = bands.offsets[sfb + 1] - start;
+      if (!dequantise_band(channel, ics.band(group, sfb), quantised + start * windows, width, windows,
+                           spectrum + start)) {
+        return false;
+      }
+    }
+    const int coded = bands.offsets[ics.max_sfb];
+    quantised += windows * ics.window_length();
+    for (int w = 0; w < windows; ++w, spectrum += ics.window_length()) {
+      std::fill(spectrum + coded, spectrum + ics.window_length(), 0);
+    }
+  }
+  return true;
+}
+
+}  // namespace zdr::aacdec

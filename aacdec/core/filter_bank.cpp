@@ -1,0 +1,112 @@
+// See filter_bank.h.
+#include "aacdec/core/filter_bank.h"
+
+#include <algorithm>
+
+#include "aacdec/core/core_kernels.h"
+#include "aacdec/core/core_synthesis.h"
+#include "aacdec/fixed/fixed_point.h"
+#include "aacdec/tables/window_tables.h"
+
+namespace zdr::aacdec {
+namespace {
+
+// The first of eight short windows.
+constexpr int kShortWindowsStart = (kFrameLength - kShortLength) / 2;
+
+const uint16_t* long_window(int shape) {
+  return shape == 0 ? kLongSineWindow.value : kLongKbdWindow.value;
+}
+
+const uint16_t* short_slope(int shape) {
+  return shape == 0 ? kShortSineSlope.value : kShortKbdSlope.value;
+}
+
+const uint16_t* short_window(int shape) {
+  return shape == 0 ? kShortSineWindow.value : kShortKbdWindow.value;
+}
+
+// The halves of a long block's window, both as rising ones.
+const uint16_t* first_window(const IcsInfo& ics, int previous_shape) {
+  return ics.window_sequence == WindowSequence::kLongStop ? short_slope(previous_shape)
+                                                          : long_window(previous_shape);
+}
+
+const uint16_t* second_window(const IcsInfo& ics) {
+  return ics.window_sequence == WindowSequence::kLongStart ? short_slope(ics.window_shape)
+                                                           : long_window(ics.window_shape);
+}
+
+// mul_q31 by the window as Q31; 32768 leaves v as it is.
+int32_t weight(int32_t v, uint16_t window) {
+  return with_sign_of(static_cast<uint32_t>(uint64_t{magnitude(v)} * window >> 15), v);
+}
+
+// Adds the eight windows of 2 * kShortLength samples, each kShortLength behind the one before, to zeros that
+// start with the first one.
+void overlap_short_windows(const int32_t* y, int previous_shape, int shape, int32_t* sum) {
+  const CoreKernels& kernels = core_kernels();
+  int32_t half[kShortLength];
+  for (int w = 0; w < kMaxWindows; ++w) {
+    const int32_t* const lines = y + kShortLength * w;
+    int32_t* const start = sum + kShortLength * w;
+    kernels.window_rise(lines, kShortLength, short_window(w == 0 ? previous_shape : shape), half);
+    for (int i = 0; i < kShortLength; ++i) start[i] += half[i];
+    kernels.window_fall(lines, kShortLength, short_window(shape), start + kShortLength);
+  }
+}
+
+void synthesise_long(const int32_t* spectrum, const IcsInfo& ics, CoreChannelState& state, int32_t* scratch,
+                     int16_t* pcm, int stride) {
+  int32_t* const time = scratch + kTransformWork;
+  int32_t* const y = time + kFrameLength;
+  core_kernels().dct4_long(spectrum, y, scratch);
+  core_kernels().window_rise(y, kFrameLength, first_window(ics, state.previous_window_shape), time);
+  core_kernels().put_samples(state.overlap, time, kFrameLength, pcm, stride);
+  core_kernels().window_fall(y, kFrameLength, second_window(ics), state.overlap);
+}
+
+void synthesise_short(const int32_t* spectrum, const IcsInfo& ics, CoreChannelState& state, int32_t* scratch,
+                      int16_t* pcm, int stride) {
+  int32_t* const time = scratch;
+  int32_t* const y = scratch + kTransformWork;
+  core_kernels().dct4_short(spectrum, y, scratch);
+  // The windows reach from kShortWindowsStart over kShortLength * 9 samples into the next frame.
+  std::fill_n(time, 2 * kFrameLength, 0);
+  overlap_short_windows(y, state.previous_window_shape, ics.window_shape, time + kShortWindowsStart);
+  core_kernels().put_samples(state.overlap, time, kFrameLength, pcm, stride);
+  std::copy_n(time + kFrameLength, kFrameLength, state.overlap);
+}
+
+}  // namespace
+
+void synthesise_channel(const int32_t* spectrum, const IcsInfo& ics, CoreChannelState& state,
+                        int32_t* scratch, int16_t* pcm, int stride) {
+  if (ics.is_short()) {
+    synthesise_short(spectrum, ics, state, scratch, pcm, stride);
+  } else {
+    synthesise_long(spectrum, ics, state, scratch, pcm, stride);
+  }
+  state.previous_window_shape = ics.window_shape;
+}
+
+void analyse_long(int32_t* signal, const IcsInfo& ics, int previous_shape, int32_t* lines) {
+  const uint16_t* const rise = first_window(ics, previous_shape);
+  const uint16_t* const fall = second_window(ics);
+  for (int i = 0; i < kFrameLength; ++i) {
+    int32_t& early = signal[i];
+    int32_t& late = signal[2 * kFrameLength - 1 - i];
+    early = weight(early, rise[i]);
+    late = weight(late, fall[i]);
+  }
+  // The folded signal is cut to 2^4 a step: the sum over a frame would not fit otherwise, and that is the
+  // spectrum's scale.
+  constexpr int kHalf = kFrameLength / 2;
+  for (int i = 0; i < kHalf; ++i) {
+    lines[i] = sub_wrapping(sub_wrapping(0, signal[3 * kHalf - 1 - i]), signal[3 * kHalf + i]) >> 3;
+    lines[kHalf + i] = sub_wrapping(signal[i], signal[kFrameLength - 1 - i]) >> 3;
+  }
+  core_kernels().dct4_long(lines, lines, signal);
+}
+
+}  // namespace zdr::aacdec

@@ -1,0 +1,55 @@
+// See long_term_prediction.h.
+#include "aacdec/core/long_term_prediction.h"
+
+#include <algorithm>
+
+#include "aacdec/core/filter_bank.h"
+#include "aacdec/core/noise_shaping.h"
+#include "aacdec/fixed/fixed_point.h"
+#include "aacdec/tables/tools_tables.h"
+
+namespace zdr::aacdec {
+namespace {
+
+// The past in 2^7 a step: samples put out, then the half that the next frame completes, then nothing.
+int32_t past_sample(const CoreChannelState& state, int i) {
+  if (i < kLtpHistory) return state.history[i] * 128;
+  if (i < kLtpHistory + kFrameLength) return shift_left_wrapping(state.overlap[i - kLtpHistory], 2);
+  return 0;
+}
+
+void make_prediction(const LtpData& ltp, const CoreChannelState& state, int32_t* signal) {
+  const int32_t gain = kLtpGains[ltp.coefficient];
+  for (int i = 0; i < 2 * kFrameLength; ++i) {
+    // Gains exceed 1, so that they are in Q30.
+    signal[i] = shift_left_wrapping(mul_q31(past_sample(state, kLtpHistory - ltp.lag + i), gain), 1);
+  }
+}
+
+}  // namespace
+
+void predict_long_term(const ChannelStream& channel, const StreamFormat& format,
+                       const CoreChannelState& state, int32_t* spectrum, int32_t* scratch) {
+  const IcsInfo& ics = channel.ics;
+  if (!channel.ltp.present || ics.is_short()) return;
+  // The work of the shaping ends below the predicted lines.
+  int32_t* const predicted = scratch + 3 * kFrameLength;
+  static_assert(kShapingScratch <= 3 * kFrameLength);
+  make_prediction(channel.ltp, state, scratch);
+  analyse_long(scratch, ics, state.previous_window_shape, predicted);
+  shape_noise(channel, format, Shaping::kAnalysis, predicted, scratch);
+  const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, false);
+  for (int sfb = 0; sfb < std::min<int>(ics.max_sfb, kMaxLtpBands); ++sfb) {
+    if (!channel.ltp.long_used[sfb]) continue;
+    for (int line = bands.offsets[sfb]; line < bands.offsets[sfb + 1]; ++line) {
+      spectrum[line] = add_saturating(spectrum[line], predicted[line]);
+    }
+  }
+}
+
+void remember_output(CoreChannelState& state, const int16_t* pcm, int stride) {
+  std::copy_n(state.history + kFrameLength, kFrameLength, state.history);
+  for (int i = 0; i < kFrameLength; ++i) state.history[kFrameLength + i] = pcm[i * stride];
+}
+
+}  // namespace zdr::aacdec

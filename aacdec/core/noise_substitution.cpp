@@ -1,0 +1,75 @@
+// See noise_substitution.h.
+#include "aacdec/core/noise_substitution.h"
+
+#include <bit>
+
+#include "aacdec/fixed/fixed_point.h"
+
+namespace zdr::aacdec {
+namespace {
+
+constexpr int kSpectrumScale = 3;  // 2^3 for one step of PCM
+
+// The low bits of a linear congruential generator have short periods, so that only the high half is drawn.
+int32_t draw(uint32_t& state) {
+  state = state * 1664525U + 1013904223U;
+  return static_cast<int32_t>(state) >> 16;
+}
+
+uint32_t square_root(uint64_t v) {
+  uint64_t root = 0;
+  for (uint64_t bit = uint64_t{1} << 31; bit != 0; bit >>= 1) {
+    const uint64_t trial = root | bit;
+    if (trial * trial <= v) root = trial;
+  }
+  return static_cast<uint32_t>(root);
+}
+
+// 1 / sqrt(v) = value * 2^(shift - 62), value from 2^30 to 0x7FFFFFFF.
+struct InverseRoot {
+  int32_t value;
+  int shift;
+};
+
+InverseRoot inverse_square_root(uint64_t v) {
+  if (v == 0) return {kInt32Max, 0};
+  const int shift = std::countl_zero(v) / 2;
+  const uint64_t inverse = (uint64_t{1} << 62) / square_root(v << (2 * shift));
+  return {saturate(static_cast<int64_t>(inverse)), shift};
+}
+
+}  // namespace
+
+void substitute_noise(uint32_t& state, int noise_energy, int32_t* lines, int count) {
+  uint64_t energy = 0;
+  for (int i = 0; i < count; ++i) {
+    lines[i] = draw(state);
+    energy += static_cast<uint64_t>(int64_t{lines[i]} * lines[i]);
+  }
+  const InverseRoot root = inverse_square_root(energy);
+  // The products are 2^(62 - shift + 16 - 31) times a vector of length 1.
+  const int exponent = noise_energy + 4 * kSpectrumScale - 4 * (62 - root.shift + 16 - 31);
+  for (int i = 0; i < count; ++i) {
+    lines[i] = scale_by_quarter_steps(mul_q31(shift_left_wrapping(lines[i], 16), root.value), exponent);
+  }
+}
+
+void substitute_noise_bands(ChannelStream& channel, const ScaleFactorBands& bands, uint32_t& state,
+                            int32_t* spectrum) {
+  const IcsInfo& ics = channel.ics;
+  for (int group = 0; group < ics.group_count; ++group) {
+    for (int sfb = 0; sfb < ics.max_sfb; ++sfb) {
+      const int band = ics.band(group, sfb);
+      if (channel.codebook[band] != kNoiseBook) continue;
+      if (!ics.is_short() && sfb < kMaxLtpBands) channel.ltp.long_used[sfb] = false;
+      const int width = bands.offsets[sfb + 1] - bands.offsets[sfb];
+      for (int w = 0; w < ics.group_length[group]; ++w) {
+        substitute_noise(state, channel.scale[band], spectrum + w * ics.window_length() + bands.offsets[sfb],
+                         width);
+      }
+    }
+    spectrum += ics.group_length[group] * ics.window_length();
+  }
+}
+
+}  // namespace zdr::aacdec

@@ -1,0 +1,120 @@
+#include "aacdec/sbr/ps_synthesis.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+
+#include "aacdec/fixed/magnitude.h"
+#include "aacdec/sbr/sbr_kernels.h"
+#include "aacdec/tables/ps_constants.h"
+
+namespace zdr::aacdec {
+namespace {
+
+constexpr int32_t kOneQ30 = 1 << 30;
+
+// A memory above the signal's last band would only ring on where a header has lowered it.
+void forget_bands_above(int band_end, PsSynthesis& ps) {
+  const int first = std::max(band_end, kSplitBands) - kSplitBands + kHybridBands;
+  for (int k = std::max(first, kAllPassBands); k < kSubBands; ++k) {
+    std::memset(ps.memory.delay_re[k - kAllPassBands], 0, sizeof ps.memory.delay_re[0]);
+    std::memset(ps.memory.delay_im[k - kAllPassBands], 0, sizeof ps.memory.delay_im[0]);
+  }
+  for (int k = first; k < kAllPassBands; ++k) {
+    for (int i = 0; i < AllPassState::kInputSlots; ++i) {
+      ps.memory.all_pass.input_re[i][k] = ps.memory.all_pass.input_im[i][k] = 0;
+    }
+    for (int i = 0; i < AllPassState::kLinkSlots; ++i) {
+      ps.memory.all_pass.link_re[i][k] = ps.memory.all_pass.link_im[i][k] = 0;
+    }
+  }
+}
+
+// How far the copy is damped after `energy`: the smoothed energy in relation to what the peaks stand out of
+// it, where that is less than 1. Q30.
+int32_t next_damping(TransientDetector& d, uint64_t energy) {
+  constexpr uint64_t kPeakDecayQ32 = 3289637165;  // 0.76592833836465
+  const uint64_t decayed = (d.peak >> 32) * kPeakDecayQ32 + ((d.peak & 0xFFFFFFFF) * kPeakDecayQ32 >> 32);
+  d.peak = std::max(decayed, energy);
+  d.smooth = (3 * d.smooth + energy) / 4;
+  d.difference = (3 * d.difference + (d.peak - energy)) / 4;
+  const uint64_t threshold = d.difference + d.difference / 2;
+  if (threshold <= d.smooth) return kOneQ30;
+  const Magnitude ratio = make_magnitude(d.smooth, 30) / make_magnitude(threshold, 0);
+  // Below 2^30 as it stands.
+  return ratio.exponent < -31 ? 0 : static_cast<int32_t>(ratio.mantissa >> -ratio.exponent);
+}
+
+void damp_transients(PsSynthesis& ps) {
+  for (int band = 0; band < kPsBands; ++band) {
+    for (int slot = 0; slot < kQmfSlots; ++slot) {
+      ps.damping_q30[band][slot] = next_damping(ps.memory.detector[band], ps.energy[band][slot]);
+    }
+  }
+}
+
+// One procedure for all modes of the coherence, also for those that announce another one.
+std::array<int32_t, kMixingEntries> mixing_of(const PsFrame& frame, int envelope, int band) {
+  const int icc = std::clamp<int>(frame.icc[envelope][band], 0, 7);
+  const int iid = frame.iid[envelope][band];
+  const int row = frame.fine_iid ? kMixingRowFine[std::min(std::abs(iid), 15)]
+                                 : kMixingRowCoarse[std::min(std::abs(iid), 7)];
+  const int32_t(&m)[kMixingEntries] = kMixingQ30[row][icc];
+  if (iid < 0) return {m[1], m[0], -m[3], -m[2]};
+  return {m[0], m[1], m[2], m[3]};
+}
+
+// A straight line from `from`, reached before slot `first`, to `to`, reached at slot `end` - 1.
+void draw_line(int32_t* row, int first, int end, int32_t from, int32_t to) {
+  constexpr int kFraction = 20;
+  const int64_t step = (int64_t{to} - from) * (1 << kFraction) / (end - first);
+  int64_t value = int64_t{from} << kFraction;
+  for (int slot = first; slot < end; ++slot) {
+    value += step;
+    row[slot] = static_cast<int32_t>(value >> kFraction);
+  }
+}
+
+void draw_mixing_rows(const PsFrame& frame, int band, PsSynthesis& ps) {
+  int32_t* const reached = ps.mixing_q30[band];
+  int first = 0;
+  for (int envelope = 0; envelope < frame.envelope_count; ++envelope) {
+    const int end = std::min<int>(frame.border[envelope], kQmfSlots);
+    const auto wanted = mixing_of(frame, envelope, band);
+    for (int i = 0; i < kMixingEntries; ++i) {
+      const int32_t target = wanted[static_cast<size_t>(i)];
+      if (end > first) draw_line(ps.mixing_rows_q30[band][i], first, end, reached[i], target);
+      reached[i] = target;
+    }
+    first = std::max(first, end);
+  }
+  for (int i = 0; i < kMixingEntries; ++i) {
+    std::fill(ps.mixing_rows_q30[band][i] + first, ps.mixing_rows_q30[band][i] + kQmfSlots, reached[i]);
+  }
+}
+
+}  // namespace
+
+void PsSynthesis::configure() {
+  std::memset(static_cast<void*>(this), 0, sizeof *this);
+  // Both channels are the signal until the first parameters are reached.
+  for (auto& entries : mixing_q30) entries[0] = entries[1] = kOneQ30;
+}
+
+void PsSynthesis::forget_signal() {
+  std::memset(&memory, 0, sizeof memory);
+}
+
+void PsSynthesis::process(const PsFrame& frame, int band_end, QmfMatrix& bands) {
+  const SbrKernels& kernels = sbr_kernels();
+  forget_bands_above(band_end, *this);
+  kernels.split_bands(bands, *this);
+  kernels.measure_energies(bands, *this);
+  damp_transients(*this);
+  kernels.decorrelate(bands, *this);
+  for (int band = 0; band < kPsBands; ++band) draw_mixing_rows(frame, band, *this);
+  kernels.mix_channels(*this, bands);
+}
+
+}  // namespace zdr::aacdec

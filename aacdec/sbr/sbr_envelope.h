@@ -1,0 +1,18 @@
+// Dequantisation of SBR envelopes and noise floors (ISO/IEC 14496-3, 4.6.18.3.5), for single channels, pairs
+// and coupled pairs, whose channels share levels and part by balances.
+#pragma once
+
+#include <cstdint>
+
+#include "aacdec/fixed/magnitude.h"
+#include "aacdec/syntax/sbr_payload.h"
+
+namespace zdr::aacdec {
+
+// Mean energy of a QMF sample in band `band` of envelope `envelope`, in squared steps of 16-bit PCM.
+Magnitude envelope_energy(const SbrFrame& frame, int channel, int envelope, int band);
+
+// Energy of the noise floor in relation to that of the patched signal.
+Magnitude noise_ratio(const SbrFrame& frame, int channel, int floor, int band);
+
+}  // namespace zdr::aacdec

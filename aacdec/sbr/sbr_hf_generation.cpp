@@ -1,0 +1,227 @@
+#include "aacdec/sbr/sbr_hf_generation.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "aacdec/fixed/fixed_point.h"
+#include "aacdec/fixed/magnitude.h"
+#include "aacdec/sbr/sbr_kernels.h"
+#include "aacdec/sbr/sbr_synthesis.h"
+
+namespace zdr::aacdec {
+namespace {
+
+// Two's complement in unsigned form: products of two 64-bit sums never lose a bit, and nothing overflows.
+__extension__ typedef unsigned __int128 Wide;
+
+Wide wide(int64_t v) {
+  return static_cast<Wide>(v);
+}
+
+Wide wide_product(int64_t a, int64_t b) {
+  return wide(a) * wide(b);
+}
+
+bool is_negative(Wide v) {
+  return (v >> 127) != 0;
+}
+
+// |v| * 2^exponent.
+Magnitude magnitude_of_wide(Wide v, int exponent) {
+  const Wide absolute = is_negative(v) ? Wide{0} - v : v;
+  const auto high = static_cast<uint64_t>(absolute >> 64);
+  if (high == 0) return make_magnitude(static_cast<uint64_t>(absolute), exponent);
+  const int shift = 64 - std::countl_zero(high);
+  return make_magnitude(static_cast<uint64_t>(absolute >> shift), exponent + shift);
+}
+
+struct ComplexSum {
+  int64_t re = 0, im = 0;
+};
+
+// Covariances of a row with itself one and two slots earlier; the names say how late each factor is.
+struct Covariance {
+  int64_t r11 = 0, r22 = 0;
+  ComplexSum r01, r12, r02;
+};
+
+constexpr int kCovarianceSlots = kRowSlots - 2;
+
+// x[at + lag] conj(x[at])
+ComplexSum lagged_product(const int32_t* re, const int32_t* im, int at, int lag) {
+  return {int64_t{re[at + lag]} * re[at] + int64_t{im[at + lag]} * im[at],
+          int64_t{im[at + lag]} * re[at] - int64_t{re[at + lag]} * im[at]};
+}
+
+// Samples below 2^28 keep every sum below 2^63.
+Covariance covariance(const int32_t* re, const int32_t* im) {
+  LaggedSums sums;
+  sbr_kernels().correlate(re, im, kCovarianceSlots, sums);
+  Covariance c;
+  c.r22 = sums.energy;
+  c.r12 = {sums.re1, sums.im1};
+  c.r02 = {sums.re2, sums.im2};
+  // One slot later: one product comes in, one goes out.
+  c.r11 = c.r22 - lagged_product(re, im, 0, 0).re + lagged_product(re, im, kCovarianceSlots, 0).re;
+  const ComplexSum first = lagged_product(re, im, 0, 1);
+  const ComplexSum last = lagged_product(re, im, kCovarianceSlots, 1);
+  c.r01 = {c.r12.re - first.re + last.re, c.r12.im - first.im + last.im};
+  return c;
+}
+
+// v / (1 + 1e-6), v >= 0.
+Wide relaxed(Wide v) {
+  constexpr uint64_t kRelaxation = 4503595123;  // 1e-6 / (1 + 1e-6) in Q52
+  const bool fits = (v >> 80) == 0;
+  return v - (fits ? v * kRelaxation >> 52 : (v >> 32) * kRelaxation >> 20);
+}
+
+struct Predictor {
+  // Complex, Q28.
+  int32_t tap1_re = 0, tap1_im = 0;
+  int32_t tap2_re = 0, tap2_im = 0;
+};
+
+// numerator / denominator * 2^exponent in Q28, saturated.
+int32_t ratio_q28(Wide numerator, Magnitude denominator, int exponent) {
+  const Magnitude ratio = magnitude_of_wide(numerator, exponent + 28) / denominator;
+  if (ratio.is_zero() || ratio.exponent < -32) return 0;
+  if (ratio.exponent >= 0) return is_negative(numerator) ? -kInt32Max : kInt32Max;
+  const uint64_t value =
+      (uint64_t{ratio.mantissa} + (uint64_t{1} << (-ratio.exponent - 1))) >> -ratio.exponent;
+  const auto limited = static_cast<int32_t>(std::min<uint64_t>(value, kInt32Max));
+  return is_negative(numerator) ? -limited : limited;
+}
+
+bool reaches_four(int32_t re_q28, int32_t im_q28) {
+  return int64_t{re_q28} * re_q28 + int64_t{im_q28} * im_q28 >= int64_t{16} << 56;
+}
+
+// The linear predictor of second order. A solution that is out of all proportion means that there is none.
+Predictor predict(const Covariance& c) {
+  Predictor p;
+  const Wide cross = wide_product(c.r12.re, c.r12.re) + wide_product(c.r12.im, c.r12.im);
+  const Wide determinant = wide_product(c.r11, c.r22) - relaxed(cross);
+  if (determinant != 0) {
+    const Magnitude d = magnitude_of_wide(determinant, 0);
+    const Wide re =
+        wide_product(c.r01.re, c.r12.re) - wide_product(c.r01.im, c.r12.im) - wide_product(c.r02.re, c.r11);
+    const Wide im =
+        wide_product(c.r01.re, c.r12.im) + wide_product(c.r01.im, c.r12.re) - wide_product(c.r02.im, c.r11);
+    p.tap2_re = ratio_q28(re, d, 0);
+    p.tap2_im = ratio_q28(im, d, 0);
+    if (reaches_four(p.tap2_re, p.tap2_im)) return {};
+  }
+  if (c.r11 != 0) {
+    const Magnitude d = make_magnitude(static_cast<uint64_t>(c.r11), 0);
+    const Wide re =
+        (wide(c.r01.re) << 28) + wide_product(p.tap2_re, c.r12.re) + wide_product(p.tap2_im, c.r12.im);
+    const Wide im =
+        (wide(c.r01.im) << 28) + wide_product(p.tap2_im, c.r12.re) - wide_product(p.tap2_re, c.r12.im);
+    p.tap1_re = ratio_q28(Wide{0} - re, d, -28);
+    p.tap1_im = ratio_q28(Wide{0} - im, d, -28);
+    if (reaches_four(p.tap1_re, p.tap1_im)) return {};
+  }
+  return p;
+}
+
+// How much of the tonality goes, by the mode of the frame before and of this one. Q31.
+int32_t bandwidth_of_modes(int before, int now) {
+  constexpr int32_t kWeak = 1288490189;    // 0.6: entering or leaving whitening
+  constexpr int32_t kLow = 1610612736;     // 0.75
+  constexpr int32_t kMiddle = 1932735283;  // 0.9
+  constexpr int32_t kHigh = 2104533975;    // 0.98
+  switch (now) {
+    case 0:
+      return before == 1 ? kWeak : 0;
+    case 1:
+      return before == 0 ? kWeak : kLow;
+    case 2:
+      return kMiddle;
+    default:
+      return kHigh;
+  }
+}
+
+// Entries beyond this frame's noise bands keep their values for a header that has more of them again.
+void update_bandwidths(const SbrChannelFrame& frame, SbrChannelState& state) {
+  constexpr int32_t kLeast = 1 << 25;         // 1/64
+  constexpr int32_t kMost = 255 * (1 << 23);  // 255/256
+  for (int band = 0; band < frame.bands.noise_count; ++band) {
+    const int64_t wanted = bandwidth_of_modes(state.invf_mode[band], frame.invf_mode[band]);
+    const int64_t before = state.bandwidth_q31[band];
+    const int64_t value = wanted < before ? (3 * wanted + before) >> 2 : (29 * wanted + 3 * before) >> 5;
+    state.bandwidth_q31[band] = value < kLeast ? 0 : static_cast<int32_t>(std::min<int64_t>(value, kMost));
+    state.invf_mode[band] = frame.invf_mode[band];
+  }
+}
+
+int32_t scaled_q31(int32_t value, int32_t factor_q31) {
+  return static_cast<int32_t>((int64_t{value} * factor_q31 + (1 << 30)) >> 31);
+}
+
+int row_bits(const QmfMatrix& bands, int row) {
+  uint32_t any = 0;
+  for (int s = 0; s < kRowSlots; ++s) any |= magnitude(bands.re[row][s]) | magnitude(bands.im[row][s]);
+  return static_cast<int>(std::bit_width(any));
+}
+
+struct Source {
+  Predictor predictor;
+  int bits = 0;
+};
+
+Source analyse_source(const QmfMatrix& bands, int row) {
+  return {predict(covariance(bands.re[row], bands.im[row])), row_bits(bands, row)};
+}
+
+// Target bands rise through the noise bands, which tell the bandwidth.
+int32_t bandwidth_of_band(const SbrChannelFrame& frame, const SbrChannelState& state, int band) {
+  int noise_band = 0;
+  while (noise_band + 1 < frame.bands.noise_count && frame.bands.noise[noise_band + 1] <= band) ++noise_band;
+  return state.bandwidth_q31[noise_band];
+}
+
+// The result of a filter whose taps stay below 4 is below 2^4 times its input.
+RowScale patch_row(QmfMatrix& bands, const Source& source, int source_row, int target_row,
+                   int32_t bandwidth_q31) {
+  const int32_t squared = scaled_q31(bandwidth_q31, bandwidth_q31);
+  const Predictor& p = source.predictor;
+  PatchFilter filter;
+  filter.source = source_row;
+  filter.target = target_row;
+  filter.tap1_re = scaled_q31(p.tap1_re, bandwidth_q31);
+  filter.tap1_im = scaled_q31(p.tap1_im, bandwidth_q31);
+  filter.tap2_re = scaled_q31(p.tap2_re, squared);
+  filter.tap2_im = scaled_q31(p.tap2_im, squared);
+  filter.shift = source.bits + 4;
+  const uint32_t used = sbr_kernels().patch(bands, filter);
+  return {static_cast<int8_t>(filter.shift - 28 - kSampleScaleBits),
+          static_cast<uint8_t>(std::bit_width(used))};
+}
+
+}  // namespace
+
+void generate_high_bands(const SbrChannelFrame& frame, SbrChannelState& state, QmfMatrix& bands,
+                         RowScale (&scales)[kQmfBands]) {
+  update_bandwidths(frame, state);
+  const SbrBandTables& tables = frame.bands;
+  Source sources[kCoreBands];
+  bool known[kCoreBands] = {};
+  const int end = tables.kx + tables.m;
+  int target = tables.kx;
+  for (int patch = 0; patch < tables.patch_count; ++patch) {
+    for (int i = 0; i < tables.patch_width[patch] && target < end; ++i, ++target) {
+      const int row = tables.patch_start[patch] + i;
+      if (!known[row]) sources[row] = analyse_source(bands, row);
+      known[row] = true;
+      scales[target] = patch_row(bands, sources[row], row, target, bandwidth_of_band(frame, state, target));
+    }
+  }
+  for (; target < end; ++target) {
+    clear_columns(bands, target, 0, kRowSlots);
+    scales[target] = {};
+  }
+}
+
+}  // namespace zdr::aacdec

@@ -1,0 +1,176 @@
+#include "aacdec/sbr/sbr_hf_mixing.h"
+
+#include <algorithm>
+
+#include "aacdec/sbr/sbr_kernels.h"
+#include "aacdec/sbr/sbr_synthesis.h"
+#include "aacdec/tables/sbr_noise.h"
+
+namespace zdr::aacdec {
+namespace {
+
+constexpr int kSmoothed = SbrChannelState::kSmoothedSlots;
+
+// Of this slot's value and those of the four before it.
+constexpr Magnitude kSmoothing[kSmoothed + 1] = {
+    magnitude_of(0.33333333333333), magnitude_of(0.30150283239582), magnitude_of(0.21816949906249),
+    magnitude_of(0.11516383427084), magnitude_of(0.03183050093751)};
+
+// Gain, noise and sine each take a quarter of 32 bits at most.
+constexpr int kPartBits = 29;
+constexpr int64_t kPartLimit = int64_t{1} << kPartBits;
+
+// A factor for samples below 2^bits, bits <= 32: (sample * mantissa) >> shift.
+struct Factor {
+  int64_t mantissa = 0;
+  int shift = 1;
+  bool in_range = true;  // no product can leave the part's range
+
+  int32_t apply_limited(int32_t sample) const {
+    const int64_t product = (sample * mantissa + (int64_t{1} << (shift - 1))) >> shift;
+    return static_cast<int32_t>(std::clamp(product, -kPartLimit, kPartLimit));
+  }
+};
+
+// value * 2^exponent, for samples below 2^bits.
+Factor factor_of(Magnitude value, int exponent, int bits) {
+  // The mantissa has 31 bits. A factor of 2^30 and more drives every sample out of range anyway.
+  const int shift = std::max(-(value.exponent + 1 + exponent), 1);
+  if (value.is_zero() || shift > 62) return {};
+  return {value.mantissa >> 1, shift, bits + 31 - shift <= kPartBits};
+}
+
+// In units of kSampleScaleBits.
+int32_t sine_amplitude(Magnitude value) {
+  return factor_of(value, kSampleScaleBits - 28, 29).apply_limited(1 << 28);
+}
+
+// Values of the slots `slot` - 4 to `slot` of the envelope, weighted. Slots before the envelope come from
+// `history`.
+Magnitude smoothed(const Magnitude (&history)[kSmoothed][kMaxSbrBands + 1], int band, Magnitude now,
+                   int slot) {
+  Magnitude sum;
+  for (int age = 0; age <= kSmoothed; ++age) {
+    const Magnitude value = age <= slot ? now : history[kSmoothed + slot - age][band];
+    sum = sum + value * kSmoothing[age];
+  }
+  return sum;
+}
+
+void remember(Magnitude (&history)[kSmoothed][kMaxSbrBands + 1], const Magnitude* now, int m, int slots) {
+  const int moved = std::min(slots, kSmoothed);
+  for (int i = 0; i < kSmoothed - moved; ++i) std::copy_n(history[i + moved], m, history[i]);
+  for (int i = kSmoothed - moved; i < kSmoothed; ++i) std::copy_n(now, m, history[i]);
+}
+
+// What one band adds in each slot. All samples at kSampleScaleBits.
+class BandMixer {
+ public:
+  BandMixer(QmfMatrix& bands, int row, RowScale scale)
+      : re_(bands.re[row] + kLeadSlots), im_(bands.im[row] + kLeadSlots), scale_(scale) {}
+
+  void set_gain(Magnitude gain) { gain_ = factor_of(gain, scale_.exponent + kSampleScaleBits, scale_.bits); }
+  void set_noise(Magnitude noise) { noise_ = factor_of(noise, kSampleScaleBits - 31, 31); }
+
+  void scale(int first, int end) {
+    if (gain_.in_range) {
+      sbr_kernels().apply_gain(re_ + first, im_ + first, end - first, static_cast<int32_t>(gain_.mantissa),
+                               gain_.shift);
+      return;
+    }
+    for (int s = first; s < end; ++s) {
+      re_[s] = gain_.apply_limited(re_[s]);
+      im_[s] = gain_.apply_limited(im_[s]);
+    }
+  }
+  // The index advances by `step` a slot.
+  void add_noise(int first, int end, int index, int step) {
+    for (int s = first; s < end; ++s, index += step) {
+      const int32_t* const value = kSbrNoiseQ31[index & (kSbrNoiseLength - 1)];
+      re_[s] += noise_.apply_limited(value[0]);
+      im_[s] += noise_.apply_limited(value[1]);
+    }
+  }
+  // A quarter turn a slot, against the clock in even bands.
+  void add_sine(int first, int end, int32_t amplitude, int phase, bool odd_band) {
+    for (int s = first; s < end; ++s, ++phase) {
+      const int32_t value = (phase & 2) != 0 ? -amplitude : amplitude;
+      if ((phase & 1) == 0) {
+        re_[s] += value;
+      } else {
+        im_[s] += odd_band ? -value : value;
+      }
+    }
+  }
+
+ private:
+  int32_t* re_;
+  int32_t* im_;
+  RowScale scale_;
+  Factor gain_;
+  Factor noise_;
+};
+
+struct Mix {
+  const SbrBandTables& tables;
+  const MixedSlots& slots;
+  const SbrLevels& levels;
+  const SbrChannelState& state;
+};
+
+// Gain and noise of slots [first, end) of a band are `gain` and `noise`.
+void mix_part(const Mix& mix, BandMixer& mixer, int band, int first, int end, Magnitude gain,
+              Magnitude noise) {
+  mixer.set_gain(gain);
+  mixer.scale(first, end);
+  if (mix.slots.transient || !mix.levels.sine[band].is_zero() || noise.is_zero()) return;
+  mixer.set_noise(noise);
+  const int index = mix.state.noise_index + (first - mix.slots.first) * mix.tables.m + band + 1;
+  mixer.add_noise(first, end, index, mix.tables.m);
+}
+
+// While the history reaches into the envelope each slot has values of its own, then they are steady.
+void mix_band(const Mix& mix, BandMixer& mixer, int band) {
+  const MixedSlots& slots = mix.slots;
+  const Magnitude gain = mix.levels.gain[band];
+  const Magnitude noise = mix.levels.noise[band];
+  if (!slots.smooth || slots.transient) {
+    mix_part(mix, mixer, band, slots.first, slots.end, gain, noise);
+    return;
+  }
+  const int steady = std::min(slots.first + kSmoothed, slots.end);
+  for (int s = slots.first; s < steady; ++s) {
+    const int slot = s - slots.first;
+    mix_part(mix, mixer, band, s, s + 1, smoothed(mix.state.gain_history, band, gain, slot),
+             smoothed(mix.state.noise_history, band, noise, slot));
+  }
+  if (steady == slots.end) return;
+  mix_part(mix, mixer, band, steady, slots.end, smoothed(mix.state.gain_history, band, gain, kSmoothed),
+           smoothed(mix.state.noise_history, band, noise, kSmoothed));
+}
+
+}  // namespace
+
+void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const SbrLevels& levels,
+                    const RowScale (&scales)[kQmfBands], SbrChannelState& state, QmfMatrix& bands) {
+  const int count = slots.end - slots.first;
+  if (!state.has_gain_history) {
+    remember(state.gain_history, levels.gain, tables.m, kSmoothed);
+    remember(state.noise_history, levels.noise, tables.m, kSmoothed);
+    state.has_gain_history = true;
+  }
+  const Mix mix{tables, slots, levels, state};
+  for (int band = 0; band < tables.m; ++band) {
+    const int row = tables.kx + band;
+    BandMixer mixer(bands, row, scales[row]);
+    mix_band(mix, mixer, band);
+    if (levels.sine[band].is_zero()) continue;
+    mixer.add_sine(slots.first, slots.end, sine_amplitude(levels.sine[band]), state.sine_phase, row % 2 != 0);
+  }
+  remember(state.gain_history, levels.gain, tables.m, count);
+  remember(state.noise_history, levels.noise, tables.m, count);
+  state.noise_index = static_cast<uint16_t>((state.noise_index + count * tables.m) % kSbrNoiseLength);
+  state.sine_phase = static_cast<uint8_t>((state.sine_phase + count) % 4);
+}
+
+}  // namespace zdr::aacdec

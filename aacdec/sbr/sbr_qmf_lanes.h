@@ -1,0 +1,247 @@
+// The QMF banks, eight slots at a time: each lane is a slot. The window comes down to products of rows
+// shifted against each other by whole slots, the modulation to complex transforms of 32 or 16 points.
+//
+// For kernel files only, see fixed_lanes.h.
+#pragma once
+
+#include "aacdec/fixed/wide_lanes.h"
+#include "aacdec/sbr/sbr_qmf.h"
+#include "aacdec/tables/qmf_prototype.h"
+
+namespace zdr::aacdec {
+namespace {
+
+// Rows of scratch: the slots of the frame begin here, those of the frames before stand in front.
+inline constexpr int kFrameColumn = 16;
+inline constexpr int kSynthesisHistory = 10;
+inline constexpr int kAnalysisHistory = 9;
+
+// exp(-i 2 pi p / 4) butterflies of four values in `step`s.
+[[gnu::always_inline]] inline void butterfly4(ComplexLanes* x, int step) {
+  const ComplexLanes even_sum = x[0] + x[2 * step];
+  const ComplexLanes even_difference = x[0] - x[2 * step];
+  const ComplexLanes odd_sum = x[step] + x[3 * step];
+  const ComplexLanes odd_difference = times_minus_i(x[step] - x[3 * step]);
+  x[0] = even_sum + odd_sum;
+  x[step] = even_difference + odd_difference;
+  x[2 * step] = even_sum - odd_sum;
+  x[3 * step] = even_difference - odd_difference;
+}
+
+inline void transform16(ComplexLanes* x) {
+  for (int n = 0; n < 4; ++n) {
+    butterfly4(x + n, 4);
+    if (n == 0) continue;
+    for (int p = 1; p < 4; ++p) x[n + 4 * p] = product(x[n + 4 * p], kFft16Twiddles[n].entry[p]);
+  }
+  for (int p = 0; p < 4; ++p) butterfly4(x + 4 * p, 1);
+}
+
+// Discrete Fourier transform of kPoints (16 or 32) values in place, not scaled. Frequency f comes out at
+// bin_position<kPoints>(f).
+template <int kPoints>
+inline void transform(ComplexLanes* x) {
+  if constexpr (kPoints == 16) {
+    transform16(x);
+  } else {
+    for (int n = 0; n < 16; ++n) {
+      const ComplexLanes difference = x[n] - x[n + 16];
+      x[n] = x[n] + x[n + 16];
+      x[n + 16] = product(difference, kFft32Twiddles.entry[n]);
+    }
+    transform16(x);
+    transform16(x + 16);
+  }
+}
+
+template <int kPoints>
+constexpr int bin_position(int f) {
+  if constexpr (kPoints == 16) {
+    return f % 4 * 4 + f / 4;
+  } else {
+    return f % 2 * 16 + bin_position<16>(f / 2);
+  }
+}
+
+// ---- Analysis ----
+
+// Sample i of slot t stands in rows[i][kFrameColumn + t].
+inline void lay_out_samples(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch) {
+  constexpr int kFirst = kFrameColumn - kAnalysisHistory;
+  for (int t = 0; t < kAnalysisHistory; ++t) {
+    for (int i = 0; i < kCoreBands; ++i) scratch.rows[i][kFirst + t] = state.history[t * kCoreBands + i];
+  }
+  for (int t = 0; t < kQmfSlots; ++t) {
+    for (int i = 0; i < kCoreBands; ++i) {
+      scratch.rows[i][kFrameColumn + t] = pcm[(t * kCoreBands + i) * stride];
+    }
+  }
+  const int16_t* const last = pcm + (kQmfSlots - kAnalysisHistory) * kCoreBands * stride;
+  for (int i = 0; i < kAnalysisHistory * kCoreBands; ++i) state.history[i] = last[i * stride];
+}
+
+// Windowed sample n (0 to 63, the newest first) of the slots from column on, at 2^9 a step.
+inline Lanes analysis_window(const QmfScratch& scratch, int n, int column) {
+  const int32_t* const row = scratch.rows[kCoreBands - 1 - n % kCoreBands] + column - n / kCoreBands;
+  WideLanes sum{};
+  for (int j = 0; j < 5; ++j) {
+    sum = sum + wide_product(load(row - 2 * j), broadcast(kQmfPrototype.q31[2 * (n + 64 * j)]));
+  }
+  return narrowed(sum, 22);
+}
+
+// The two halves of the 64 windowed samples are one complex signal of 32; its spectrum at odd frequencies has
+// the even bands, and, conjugated, the odd ones.
+inline void analyse_slots(const QmfScratch& scratch, int slot, QmfMatrix& bands) {
+  ComplexLanes x[kCoreBands];
+  const int column = kFrameColumn + slot;
+  for (int n = 0; n < kCoreBands; ++n) {
+    const ComplexLanes pair{analysis_window(scratch, n, column),
+                            Lanes{} - analysis_window(scratch, n + kCoreBands, column)};
+    x[n] = product(pair, kOddFrequencyTwiddles.entry[n]);
+  }
+  transform<kCoreBands>(x);
+  for (int band = 0; band < kCoreBands; ++band) {
+    const bool even = band % 2 == 0;
+    const ComplexLanes bin = x[bin_position<kCoreBands>(even ? band / 2 : (63 - band) / 2)];
+    const ComplexLanes value = even ? conjugate(bin) : bin;
+    const ComplexQ30 w = kQuarterSampleTwiddles.entry[band];
+    const Lanes re = broadcast(w.re);
+    const Lanes im = broadcast(w.im);
+    // From 2^8 a step to kSampleScaleBits.
+    store(bands.re[band] + kHistorySlots + slot,
+          narrowed(wide_product(value.re, re) - wide_product(value.im, im), 32));
+    store(bands.im[band] + kHistorySlots + slot,
+          narrowed(wide_product(value.re, im) + wide_product(value.im, re), 32));
+  }
+}
+
+void analyse(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch, QmfMatrix& bands) {
+  lay_out_samples(pcm, stride, state, scratch);
+  for (int slot = 0; slot < kQmfSlots; slot += kLanes) analyse_slots(scratch, slot, bands);
+}
+
+// ---- Synthesis ----
+
+// How far the samples must go right so that no sum over all bands can overflow: below 2^24 each.
+inline int headroom_shift(const QmfMatrix& bands, int band_count) {
+  Lanes all{};
+  for (int band = 0; band < band_count; ++band) {
+    for (int slot = kLeadSlots; slot < kLeadSlots + kQmfSlots; slot += kLanes) {
+      const Lanes re = load(bands.re[band] + slot);
+      const Lanes im = load(bands.im[band] + slot);
+      all |= (re ^ sign_mask(re)) | (im ^ sign_mask(im));
+    }
+  }
+  const uint32_t any = any_bits(all);
+  return any < 1U << 24 ? 0 : 8 - __builtin_clz(any);
+}
+
+struct Scaling {
+  int right;  // before the transforms
+  int left;   // behind them, saturating
+};
+
+[[gnu::always_inline]] inline Lanes scaled_back(Lanes v, Scaling scaling) {
+  const int32_t limit = 0x7FFFFFFF >> scaling.left;
+  return clamped(v, -limit, limit) << scaling.left;
+}
+
+template <int kBands>
+[[gnu::always_inline]] inline ComplexLanes dct_twiddled(ComplexLanes value, int n) {
+  return product(value, kBands == 64 ? kDct64Twiddles.entry[n] : kDct32Twiddles.entry[n]);
+}
+
+template <int kBands>
+[[gnu::always_inline]] inline ComplexLanes band_sample(const QmfMatrix& bands, int band, int column,
+                                                       Scaling scaling) {
+  const ComplexLanes sample{shift_right_rounded(load(bands.re[band] + column), scaling.right),
+                            shift_right_rounded(load(bands.im[band] + column), scaling.right)};
+  return kBands == 64 ? sample : product(sample, kQuarterSampleTwiddles.entry[band]);
+}
+
+// A DCT-IV of the real parts and a DST-IV (as a DCT-IV of the reversed order) of the imaginary ones, whose
+// sum and difference are the two halves of the time signal.
+template <int kBands>
+inline void modulate_slots(const QmfMatrix& bands, int slot, Scaling scaling, QmfScratch& scratch) {
+  constexpr int kPoints = kBands / 2;
+  ComplexLanes cosines[kPoints];
+  ComplexLanes sines[kPoints];
+  for (int n = 0; n < kPoints; ++n) {
+    const ComplexLanes low = band_sample<kBands>(bands, 2 * n, kLeadSlots + slot, scaling);
+    const ComplexLanes high = band_sample<kBands>(bands, kBands - 1 - 2 * n, kLeadSlots + slot, scaling);
+    cosines[n] = dct_twiddled<kBands>({low.re, high.re}, n);
+    sines[n] = dct_twiddled<kBands>({high.im, low.im}, n);
+  }
+  transform<kPoints>(cosines);
+  transform<kPoints>(sines);
+  const int column = kFrameColumn + slot;
+  for (int k = 0; k < kPoints; ++k) {
+    const ComplexLanes c = dct_twiddled<kBands>(cosines[bin_position<kPoints>(k)], k);
+    const ComplexLanes s = dct_twiddled<kBands>(sines[bin_position<kPoints>(k)], k);
+    store(scratch.rows[2 * k] + column, scaled_back(s.re - c.re, scaling));
+    store(scratch.rows[2 * kBands - 1 - 2 * k] + column, scaled_back(s.re + c.re, scaling));
+    store(scratch.rows[kBands - 1 - 2 * k] + column, scaled_back(s.im + c.im, scaling));
+    store(scratch.rows[kBands + 2 * k] + column, scaled_back(s.im - c.im, scaling));
+  }
+}
+
+// Output n of the slots from `slot` on, 0 to kBands - 1.
+template <int kBands>
+inline Lanes synthesis_window(const QmfScratch& scratch, int n, int slot) {
+  constexpr int kStep = kQmfBands / kBands;
+  const int32_t* const now = scratch.rows[n] + kFrameColumn + slot;
+  const int32_t* const before = scratch.rows[kBands + n] + kFrameColumn + slot - 1;
+  WideLanes sum{};
+  for (int j = 0; j < 5; ++j) {
+    const int at = kStep * (2 * j * kBands + n);
+    sum = sum + wide_product(load(now - 2 * j), broadcast(kQmfPrototype.q31[at]));
+    sum = sum + wide_product(load(before - 2 * j), broadcast(kQmfPrototype.q31[at + kStep * kBands]));
+  }
+  // From Q31 of samples at 2^12 a step.
+  return clamped(shift_right_rounded(narrowed(sum, 32), 11), -32768, 32767);
+}
+
+template <int kBands>
+inline void put_out_slots(const QmfScratch& scratch, int slot, int16_t* pcm, int stride) {
+  for (int n = 0; n < kBands; n += kLanes) {
+    Lanes block[kLanes];
+    for (int i = 0; i < kLanes; ++i) block[i] = synthesis_window<kBands>(scratch, n + i, slot);
+    transpose(block);
+    for (int t = 0; t < kLanes; ++t) {
+      int16_t* const out = pcm + ((slot + t) * kBands + n) * stride;
+      for (int i = 0; i < kLanes; ++i) out[i * stride] = static_cast<int16_t>(block[t][i]);
+    }
+  }
+}
+
+template <int kBands>
+inline void synthesise_bands(const QmfMatrix& bands, int scale_bits, QmfSynthesisState& state,
+                             QmfScratch& scratch, int16_t* pcm, int stride) {
+  const int right = headroom_shift(bands, kBands);
+  const Scaling scaling{right, right + kSampleScaleBits - scale_bits};
+  for (int n = 0; n < 2 * kBands; ++n) {
+    std::memcpy(scratch.rows[n] + kFrameColumn - kSynthesisHistory, state.history[n],
+                sizeof state.history[n]);
+  }
+  for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
+    modulate_slots<kBands>(bands, slot, scaling, scratch);
+  }
+  for (int slot = 0; slot < kQmfSlots; slot += kLanes) put_out_slots<kBands>(scratch, slot, pcm, stride);
+  for (int n = 0; n < 2 * kBands; ++n) {
+    std::memcpy(state.history[n], scratch.rows[n] + kFrameColumn + kQmfSlots - kSynthesisHistory,
+                sizeof state.history[n]);
+  }
+}
+
+void synthesise(const QmfMatrix& bands, int band_count, int scale_bits, QmfSynthesisState& state,
+                QmfScratch& scratch, int16_t* pcm, int stride) {
+  if (band_count == kQmfBands) {
+    synthesise_bands<kQmfBands>(bands, scale_bits, state, scratch, pcm, stride);
+  } else {
+    synthesise_bands<kCoreBands>(bands, scale_bits, state, scratch, pcm, stride);
+  }
+}
+
+}  // namespace
+}  // namespace zdr::aacdec

@@ -1,0 +1,106 @@
+// What high frequency generation and adjustment do along a row of slots, eight slots at a time: covariances,
+// copying up through the whitening filter, energies, gains.
+//
+// For kernel files only, see fixed_lanes.h.
+#pragma once
+
+#include "aacdec/fixed/wide_lanes.h"
+#include "aacdec/sbr/sbr_kernels.h"
+
+namespace zdr::aacdec {
+namespace {
+
+inline constexpr int32_t kTailMasks[2 * kLanes] = {-1, -1, -1, -1, -1, -1, -1, -1};
+
+// All ones in the first `count` lanes, 8 at most.
+[[gnu::always_inline]] inline Lanes first_lanes(int count) {
+  return load(kTailMasks + kLanes - (count < kLanes ? count : kLanes));
+}
+
+inline int64_t total(const WideLanes& v) {
+  const WideHalf sum = v.even + v.odd;
+  return static_cast<int64_t>(sum[0] + sum[1] + sum[2] + sum[3]);
+}
+
+// Adds x[n + lag] conj(x[n]), by the lanes in `now`.
+[[gnu::always_inline]] inline void add_lagged(const ComplexLanes& late, const ComplexLanes& now,
+                                              WideLanes& re, WideLanes& im) {
+  re = re + wide_product(late.re, now.re) + wide_product(late.im, now.im);
+  im = im + wide_product(late.im, now.re) - wide_product(late.re, now.im);
+}
+
+// Adds |x[n]|^2.
+[[gnu::always_inline]] inline void add_energy(const ComplexLanes& now, WideLanes& energy) {
+  energy = energy + wide_product(now.re, now.re) + wide_product(now.im, now.im);
+}
+
+void correlate(const int32_t* re, const int32_t* im, int count, LaggedSums& sums) {
+  WideLanes energy{};
+  WideLanes re1{};
+  WideLanes im1{};
+  WideLanes re2{};
+  WideLanes im2{};
+  for (int n = 0; n < count; n += kLanes) {
+    const Lanes mask = first_lanes(count - n);
+    const ComplexLanes now{load(re + n) & mask, load(im + n) & mask};
+    add_energy(now, energy);
+    add_lagged({load(re + n + 1), load(im + n + 1)}, now, re1, im1);
+    add_lagged({load(re + n + 2), load(im + n + 2)}, now, re2, im2);
+  }
+  sums = {total(energy), total(re1), total(im1), total(re2), total(im2)};
+}
+
+uint64_t measure_energy(const int32_t* re, const int32_t* im, int count) {
+  WideLanes energy{};
+  for (int n = 0; n < count; n += kLanes) {
+    const Lanes mask = first_lanes(count - n);
+    const ComplexLanes now{load(re + n) & mask, load(im + n) & mask};
+    add_energy(now, energy);
+  }
+  return static_cast<uint64_t>(total(energy));
+}
+
+[[gnu::always_inline]] inline Lanes scaled(Lanes v, Lanes mantissa, int shift) {
+  const WideLanes wide = wide_product(v, mantissa);
+  return shift <= 32 ? narrowed(wide, shift) : shift_right_rounded(narrowed(wide, 32), shift - 32);
+}
+
+void apply_gain(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift) {
+  const Lanes factor = broadcast(mantissa);
+  for (int n = 0; n < count; n += kLanes) {
+    const Lanes mask = first_lanes(count - n);
+    for (int32_t* row : {re + n, im + n}) {
+      const Lanes v = load(row);
+      store(row, select(mask, scaled(v, factor, shift), v));
+    }
+  }
+}
+
+uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
+  const int32_t* const re = bands.re[filter.source];
+  const int32_t* const im = bands.im[filter.source];
+  const Lanes tap1_re = broadcast(filter.tap1_re);
+  const Lanes tap1_im = broadcast(filter.tap1_im);
+  const Lanes tap2_re = broadcast(filter.tap2_re);
+  const Lanes tap2_im = broadcast(filter.tap2_im);
+  Lanes used{};
+  // Behind the row's end its leftovers are filtered as well; they count for nothing.
+  for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {
+    const ComplexLanes one{load(re + s - 1), load(im + s - 1)};
+    const ComplexLanes two{load(re + s - 2), load(im + s - 2)};
+    const WideLanes sum_re = widened(load(re + s), 28) + wide_product(one.re, tap1_re) -
+                             wide_product(one.im, tap1_im) + wide_product(two.re, tap2_re) -
+                             wide_product(two.im, tap2_im);
+    const WideLanes sum_im = widened(load(im + s), 28) + wide_product(one.re, tap1_im) +
+                             wide_product(one.im, tap1_re) + wide_product(two.re, tap2_im) +
+                             wide_product(two.im, tap2_re);
+    const ComplexLanes out{narrowed(sum_re, filter.shift), narrowed(sum_im, filter.shift)};
+    store(bands.re[filter.target] + s, out.re);
+    store(bands.im[filter.target] + s, out.im);
+    used |= ((out.re ^ sign_mask(out.re)) | (out.im ^ sign_mask(out.im))) & first_lanes(kRowSlots - s);
+  }
+  return any_bits(used);
+}
+
+}  // namespace
+}  // namespace zdr::aacdec

@@ -1,0 +1,182 @@
+#include "aacdec/sbr/sbr_synthesis.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace zdr::aacdec {
+namespace {
+
+// First QMF band at the output's half rate after resampling, by class, of 64.
+constexpr uint8_t kResamplingCut[9] = {64, 32, 16, 46, 23, 11, 42, 21, 10};
+
+// The concealment counter's attenuations, as halvings.
+int fade_of_counter(int counter) {
+  return std::clamp(counter - 1, 0, kFadeToSilence);
+}
+
+// The bands that a frame has: kx core bands, then m made ones.
+struct Range {
+  int kx = kCoreBands;
+  int m = 0;
+  int end() const { return kx + m; }
+};
+
+Range range_of(const SbrChannelFrame& data) {
+  if (data.status != SbrStatus::kParsed || data.bands.m == 0) return {};
+  return {data.bands.kx, data.bands.m};
+}
+
+// In front of the analysed slots come the last ones of the frame before, as far as they were core bands then.
+void lay_core_history(const SbrChannelState& state, QmfMatrix& bands) {
+  for (int row = 0; row < kCoreBands; ++row) {
+    if (row < state.kx) {
+      std::copy_n(state.core.re[row], kHistorySlots, bands.re[row]);
+      std::copy_n(state.core.im[row], kHistorySlots, bands.im[row]);
+    } else {
+      clear_columns(bands, row, 0, kHistorySlots);
+    }
+  }
+}
+
+void copy_core_tail(const QmfMatrix& bands, SbrCoreTail& tail) {
+  for (int row = 0; row < kCoreBands; ++row) {
+    std::copy_n(bands.re[row] + kQmfSlots, kHistorySlots, tail.re[row]);
+    std::copy_n(bands.im[row] + kQmfSlots, kHistorySlots, tail.im[row]);
+  }
+}
+
+void make_high_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade) {
+  SbrChannelState& state = sbr.channel[channel];
+  const SbrChannelFrame& data = frame.channel[channel];
+  if (state.bands_generation != data.bands_generation) {
+    state.bands_generation = data.bands_generation;
+    state.noise_index = 0;
+    state.has_gain_history = false;
+  }
+  generate_high_bands(data, state, sbr.bands, sbr.scales);
+  adjust_high_bands(frame, channel, fade, sbr.scales, state, sbr.levels, sbr.bands);
+}
+
+// The first slots belong to the frame before, with its borders between core and high bands.
+void lay_overlap(const SbrChannelState& state, int slots, QmfMatrix& bands) {
+  const int end = state.kx + state.m;
+  for (int row = 0; row < kQmfBands; ++row) {
+    if (row < state.kx) {
+      std::copy_n(state.core.re[row] + kLeadSlots, slots, bands.re[row] + kLeadSlots);
+      std::copy_n(state.core.im[row] + kLeadSlots, slots, bands.im[row] + kLeadSlots);
+    } else if (row < end) {
+      std::copy_n(state.overlap_re[row], slots, bands.re[row] + kLeadSlots);
+      std::copy_n(state.overlap_im[row], slots, bands.im[row] + kLeadSlots);
+    } else {
+      clear_columns(bands, row, kLeadSlots, kLeadSlots + slots);
+    }
+  }
+}
+
+void keep_overlap(const QmfMatrix& bands, Range range, SbrChannelState& state) {
+  constexpr int kFirst = kLeadSlots + kQmfSlots;
+  for (int row = range.kx; row < range.end(); ++row) {
+    std::copy_n(bands.re[row] + kFirst, SbrChannelState::kOverlapSlots, state.overlap_re[row]);
+    std::copy_n(bands.im[row] + kFirst, SbrChannelState::kOverlapSlots, state.overlap_im[row]);
+  }
+}
+
+// The hybrid filters look ahead in the lowest bands, as far as they are core bands.
+void clear_slots_ahead(Range range, QmfMatrix& bands) {
+  for (int row = range.kx; row < kSplitBands; ++row)
+    clear_columns(bands, row, kLeadSlots + kQmfSlots, kRowSlots);
+}
+
+// From analysed core bands to all bands of the output's slots.
+Range extend_channel(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade) {
+  SbrChannelState& state = sbr.channel[channel];
+  const SbrChannelFrame& data = frame.channel[channel];
+  const Range range = range_of(data);
+  lay_core_history(state, sbr.bands);
+  copy_core_tail(sbr.bands, sbr.core_tail);
+  if (range.m > 0) make_high_bands(sbr, channel, frame, fade);
+  for (int row = range.end(); row < kQmfBands; ++row) clear_columns(sbr.bands, row, 0, kRowSlots);
+  lay_overlap(state, 2 * (state.end_border - kSbrTimeSlots), sbr.bands);
+  keep_overlap(sbr.bands, range, state);
+  clear_slots_ahead(range, sbr.bands);
+  state.core = sbr.core_tail;
+  state.kx = static_cast<uint8_t>(range.kx);
+  state.m = static_cast<uint8_t>(range.m);
+  state.end_border = range.m > 0 ? data.grid.border[data.grid.envelope_count] : kSbrTimeSlots;
+  return range;
+}
+
+// Takes up the number of channels where it changes. A channel that comes in goes on from the one that was
+// heard in its place.
+void set_core_channels(SbrSynthesis& sbr, int channels, PsSynthesis* ps) {
+  if (sbr.core_channels == 1 && channels == 2) sbr.channel[1] = sbr.channel[0];
+  if (sbr.core_channels == 2 && channels == 1 && ps != nullptr) ps->forget_signal();
+  sbr.core_channels = channels;
+}
+
+void set_banks(SbrSynthesis& sbr, int banks) {
+  if (sbr.banks == 1 && banks == 2) sbr.bank[1] = sbr.bank[0];
+  sbr.banks = banks;
+}
+
+// From core samples to all bands of the output, in sbr.bands.
+Range make_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade, const int16_t* pcm,
+                 int stride) {
+  qmf_analyse(pcm, stride, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
+  const Range range = extend_channel(sbr, channel, frame, fade);
+  const int cut = kResamplingCut[sbr.settings.resampling_class] * sbr.settings.rate_multiplier / 2;
+  for (int row = cut; row < kQmfBands; ++row) {
+    clear_columns(sbr.bands, row, kLeadSlots, kLeadSlots + kQmfSlots);
+  }
+  return range;
+}
+
+}  // namespace
+
+void SbrSynthesis::configure(const SbrSettings& new_settings) {
+  std::memset(static_cast<void*>(this), 0, sizeof *this);
+  settings = new_settings;
+  for (SbrChannelState& state : channel) {
+    state.kx = kCoreBands;
+    state.end_border = kSbrTimeSlots;
+  }
+}
+
+SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int fade_counter, PsSynthesis* ps,
+                                      int16_t* pcm, int stride) {
+  const int fade = fade_of_counter(fade_counter);
+  const int band_count = settings.rate_multiplier * kCoreBands;
+  const SbrChannelFrame& first = frame.channel[0];
+  const bool has_ps_data = first.status == SbrStatus::kParsed && first.ps.present;
+  const bool mixes = channels == 1 && ps != nullptr && (ps->active || has_ps_data);
+  const SbrOutput output{kQmfSlots * band_count, mixes ? 2 : channels};
+  set_core_channels(*this, channels, ps);
+  set_banks(*this, output.channel_count);
+  if (mixes) {
+    ps->active = true;
+    static constexpr PsFrame kNoData{};
+    const Range range = make_bands(*this, 0, frame, fade, pcm, stride);
+    ps->process(has_ps_data ? first.ps : kNoData, range.end(), bands);
+    qmf_synthesise(bands, band_count, kPsOutputScaleBits, bank[0], scratch, pcm, stride);
+    qmf_synthesise(ps->right, band_count, kPsOutputScaleBits, bank[1], scratch, pcm + 1, stride);
+    return output;
+  }
+  for (int c = 0; c < channels; ++c) {
+    make_bands(*this, c, frame, fade, pcm + c, stride);
+    qmf_synthesise(bands, band_count, kSampleScaleBits, bank[c], scratch, pcm + c, stride);
+  }
+  return output;
+}
+
+void merge_sbr_for_mono(SbrFrame& frame) {
+  SbrChannelFrame& first = frame.channel[0];
+  const SbrChannelFrame& second = frame.channel[1];
+  if (first.status != SbrStatus::kParsed || second.status != SbrStatus::kParsed) return;
+  // The levels of the second channel are left out.
+  for (int band = 0; band < kMaxSbrBands; ++band) first.add_harmonic[band] |= second.add_harmonic[band];
+  first.bands.kx = std::max(first.bands.kx, second.bands.kx);
+  first.bands.m = std::max(first.bands.m, second.bands.m);
+  first.bands.m = static_cast<uint8_t>(std::min<int>(first.bands.m, kQmfBands - first.bands.kx));
+}
+
+}  // namespace zdr::aacdec

@@ -1,0 +1,27 @@
+// See console.h.
+#include "aacdec/syntax/console.h"
+
+#include <atomic>
+#include <cstdio>
+
+namespace zdr::aacdec {
+namespace {
+
+// The only thing that instances and threads share; set once at the start of a program as a rule.
+std::atomic<Zd_AAC_Dec_ConsoleWriter> console_writer{nullptr};
+
+}  // namespace
+
+void write_console(const char* text) {
+  if (const Zd_AAC_Dec_ConsoleWriter writer = console_writer.load()) {
+    writer(text);
+    return;
+  }
+  std::fputs(text, stderr);
+}
+
+}  // namespace zdr::aacdec
+
+void Zd_AAC_Dec_SetConsole(Zd_AAC_Dec_ConsoleWriter writer) noexcept {
+  zdr::aacdec::console_writer.store(writer);
+}

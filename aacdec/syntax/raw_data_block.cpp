@@ -1,0 +1,155 @@
+// See raw_data_block.h.
+#include "aacdec/syntax/raw_data_block.h"
+
+#include <algorithm>
+
+#include "aacdec/syntax/fill_element.h"
+#include "aacdec/syntax/program_config.h"
+
+namespace zdr::aacdec {
+namespace {
+
+enum ElementId {
+  kSingleChannel = 0,
+  kChannelPair = 1,
+  kCouplingChannel = 2,
+  kLowFrequency = 3,
+  kDataStream = 4,
+  kProgramConfig = 5,
+  kFill = 6,
+  kEnd = 7
+};
+
+void skip_data_stream(BitReader& reader) {
+  reader.skip(4);
+  const bool align = reader.read_bit();
+  uint64_t count = reader.read(8);
+  if (count == 255) count += reader.read(8);
+  if (align) reader.byte_align();
+  reader.skip(8 * count);
+}
+
+class BlockParser {
+ public:
+  BlockParser(BitReader& reader, BlockContext& context, Frame& frame)
+      : reader_(reader), context_(context), frame_(frame) {}
+
+  std::optional<int> parse() {
+    frame_.dynamic_range.band_count = 0;
+    if (context_.sbr != nullptr) {
+      for (SbrChannelFrame& channel : frame_.sbr.channel) channel.status = SbrStatus::kNone;
+    }
+    // Every element but a failing one consumes bits, and zeros behind the data are single channel elements,
+    // of which the third one fails.
+    for (int id = next_id(); id != kEnd; id = next_id()) {
+      if (!parse_element(id)) return std::nullopt;
+    }
+    if (channels_ == 0) return std::nullopt;
+    frame_.channel_count = channels_;
+    return channels_;
+  }
+
+ private:
+  int next_id() { return static_cast<int>(reader_.read(3)); }
+
+  bool parse_element(int id) {
+    switch (id) {
+      case kSingleChannel:
+        return parse_single_channel();
+      case kChannelPair:
+        return parse_channel_pair();
+      case kDataStream:
+        skip_data_stream(reader_);
+        return true;
+      case kProgramConfig:
+        return parse_program();
+      case kFill:
+        return parse_fill_element(reader_, element_, context_, frame_);
+      default:
+        return false;  // coupling and low frequency channels are not supported
+    }
+  }
+
+  // The output channel of a single channel element, by its tag; -1 when there is none for it. Channel 1 is
+  // given out only behind channel 0, so that a stream of one element keeps its channel.
+  int assign_channel(uint8_t tag) {
+    if (channels_ >= kMaxChannels) return -1;
+    uint8_t& bound = context_.tags[channels_];
+    if (channels_ == 1 && tag == context_.tags[0]) return -1;
+    if (bound == kNoTag) bound = tag;
+    return tag == bound ? channels_ : -1;
+  }
+
+  bool parse_channel(int number, bool common_window) {
+    ChannelStream& channel = frame_.channel[number];
+    const auto quantised =
+        context_.keep_values ? std::span<int16_t>(frame_.quantised[number]) : std::span<int16_t>();
+    return parse_channel_side_info(reader_, context_.format, common_window, channel) &&
+           parse_spectral_data(reader_, context_.format, channel, quantised);
+  }
+
+  bool parse_single_channel() {
+    const int channel = assign_channel(static_cast<uint8_t>(reader_.read(4)));
+    if (channel < 0) return false;
+    frame_.is_pair = false;
+    frame_.channel[channel].begin();
+    element_ = SbrElement{channel, false};
+    ++channels_;
+    return parse_channel(channel, false);
+  }
+
+  bool parse_channel_pair() {
+    // The tag says nothing: a pair is always the only channel element.
+    reader_.skip(4);
+    if (channels_ != 0) return false;
+    frame_.is_pair = true;
+    element_ = SbrElement{0, true};
+    channels_ = 2;
+    for (ChannelStream& channel : frame_.channel) channel.begin();
+    if (!parse_common_window()) return false;
+    for (int c = 0; c < kMaxChannels; ++c) {
+      if (!parse_channel(c, frame_.pair.common_window)) return false;
+    }
+    return true;
+  }
+
+  bool parse_common_window() {
+    PairData& pair = frame_.pair;
+    pair.ms_mask_present = 0;
+    std::fill(std::begin(pair.ms_used), std::end(pair.ms_used), uint8_t{0});
+    pair.common_window = reader_.read_bit();
+    if (!pair.common_window) return true;
+    IcsInfo& ics = frame_.channel[0].ics;
+    if (!parse_ics_info(reader_, context_.format, ics, frame_.channel[0].ltp, &frame_.channel[1].ltp)) {
+      return false;
+    }
+    frame_.channel[1].ics = ics;
+    pair.ms_mask_present = static_cast<uint8_t>(reader_.read(2));
+    if (pair.ms_mask_present != 1) return true;
+    for (int group = 0; group < ics.group_count; ++group) {
+      for (int sfb = 0; sfb < ics.max_sfb; ++sfb) {
+        pair.ms_used[ics.band(group, sfb)] = static_cast<uint8_t>(reader_.read(1));
+      }
+    }
+    return true;
+  }
+
+  bool parse_program() {
+    const auto program = parse_program_config(reader_);
+    return program.has_value() && program->sampling_index == context_.format.sampling_index;
+  }
+
+  BitReader& reader_;
+  BlockContext& context_;
+  Frame& frame_;
+  int channels_ = 0;
+  std::optional<SbrElement> element_;
+};
+
+}  // namespace
+
+std::optional<int> parse_raw_data_block(BitReader& reader, BlockContext& context, Frame& frame) {
+  return BlockParser(reader, context, frame).parse();
+}
+
+}  // namespace zdr::aacdec

@@ -1,0 +1,37 @@
+// The time grid of an SBR frame (ISO/IEC 14496-3, sbr_grid): how the frame is cut into envelopes and noise
+// floors.
+//
+// Borders are in time slots of two QMF slots, from the start of the frame; a frame is 16 of them, and its
+// last border may lie up to 3 slots in the next frame.
+#pragma once
+
+#include <cstdint>
+
+#include "aacdec/syntax/bit_reader.h"
+
+namespace zdr::aacdec {
+
+inline constexpr int kSbrTimeSlots = 16;
+inline constexpr int kMaxEnvelopes = 5;
+inline constexpr int kMaxNoiseFloors = 2;
+
+enum class FrameClass : uint8_t { kFixFix = 0, kFixVar = 1, kVarFix = 2, kVarVar = 3 };
+
+struct SbrGrid {
+  FrameClass frame_class = FrameClass::kFixFix;
+  uint8_t envelope_count = 0;  // 1 to 5
+  uint8_t noise_count = 0;     // 1 with a single envelope, else 2
+  // Strictly rising. The first one need not continue the frame before when frames were lost.
+  uint8_t border[kMaxEnvelopes + 1] = {};
+  // Borders of the noise floors, a subset of the above; the two floors' common border may be an outer one.
+  uint8_t noise_border[kMaxNoiseFloors + 1] = {};
+  bool high_resolution[kMaxEnvelopes] = {};
+  // The envelope that starts with a transient; -1: none; envelope_count: the first one of the next frame.
+  int8_t transient = -1;
+};
+
+// Reads sbr_grid of one channel. False for more than five envelopes, borders that don't rise and a transient
+// pointer behind the envelopes.
+bool parse_sbr_grid(BitReader& reader, SbrGrid& grid);
+
+}  // namespace zdr::aacdec

@@ -1,0 +1,325 @@
+// See sbr_payload.h. The functions follow the syntax of sbr_extension_data from the outside in, last ones
+// first.
+#include "aacdec/syntax/sbr_payload.h"
+
+#include <algorithm>
+
+#include "aacdec/syntax/huffman.h"
+#include "aacdec/tables/sbr_codes.h"
+
+namespace zdr::aacdec {
+namespace {
+
+// A book of differences: the middle index is 0.
+struct DifferenceBook {
+  HuffmanTable table;
+  int offset;
+};
+
+template <const auto& kCodes>
+constexpr DifferenceBook difference_book() {
+  return {HuffmanBook<kCodes, 9>::kTable, static_cast<int>(std::size(kCodes)) / 2};
+}
+
+// How one kind of value is coded: the width of a start value, the books along frequency and time.
+struct DeltaCoding {
+  int start_bits;
+  DifferenceBook frequency;
+  DifferenceBook time;
+};
+
+// By [balance][amp_res].
+constexpr DeltaCoding kEnvelopeCoding[2][2] = {
+    {{7, difference_book<kLevelFreq15Codes>(), difference_book<kLevelTime15Codes>()},
+     {6, difference_book<kLevelFreq30Codes>(), difference_book<kLevelTime30Codes>()}},
+    {{6, difference_book<kBalanceFreq15Codes>(), difference_book<kBalanceTime15Codes>()},
+     {5, difference_book<kBalanceFreq30Codes>(), difference_book<kBalanceTime30Codes>()}}};
+
+// By [balance]; along frequency noise shares the books of the 3 dB envelopes.
+constexpr DeltaCoding kNoiseCoding[2] = {
+    {5, difference_book<kLevelFreq30Codes>(), difference_book<kNoiseTimeCodes>()},
+    {5, difference_book<kBalanceFreq30Codes>(), difference_book<kNoiseBalanceTimeCodes>()}};
+
+int read_difference(BitReader& reader, const DifferenceBook& book) {
+  return book.table.read(reader) - book.offset;
+}
+
+// Sums of differences that a damaged stream adds up frame after frame must not leave their type.
+int16_t limited(int value) {
+  return static_cast<int16_t>(std::clamp(value, -32768, 32767));
+}
+
+// Values along frequency: a start value and differences to the band below. The start value is sent even when
+// the tables are empty.
+void read_along_frequency(BitReader& reader, const DeltaCoding& coding, int factor, int count,
+                          int16_t* values) {
+  int value = factor * static_cast<int>(reader.read(coding.start_bits));
+  for (int band = 0; band < count; ++band) {
+    if (band > 0) value += factor * read_difference(reader, coding.frequency);
+    values[band] = limited(value);
+  }
+}
+
+void parse_time_frequency_flags(BitReader& reader, int count, bool* flags) {
+  for (int i = 0; i < count; ++i) flags[i] = reader.read_bit();
+}
+
+// Which kind of differences each envelope and noise floor has: true along time.
+struct DeltaDirections {
+  bool envelope[kMaxEnvelopes] = {};
+  bool noise[kMaxNoiseFloors] = {};
+};
+
+DeltaDirections parse_directions(BitReader& reader, const SbrGrid& grid) {
+  DeltaDirections directions;
+  parse_time_frequency_flags(reader, grid.envelope_count, directions.envelope);
+  parse_time_frequency_flags(reader, grid.noise_count, directions.noise);
+  return directions;
+}
+
+void parse_inverse_filtering(BitReader& reader, SbrChannelFrame& channel) {
+  for (int band = 0; band < channel.bands.noise_count; ++band) {
+    channel.invf_mode[band] = static_cast<uint8_t>(reader.read(2));
+  }
+}
+
+// The band of the reference envelope that a time difference of band `band` adds to, when the resolutions
+// differ: the low band that covers a high one, or the high band that begins with a low one.
+int reference_band(int band, bool high_now, bool high_before, int high_count) {
+  const int odd = high_count % 2;
+  if (high_now == high_before) return band;
+  if (high_now) return (band + odd) / 2;
+  return band == 0 ? 0 : 2 * band - odd;
+}
+
+void parse_envelopes(BitReader& reader, const DeltaDirections& directions, const SbrParserState& state,
+                     SbrChannelFrame& channel) {
+  const DeltaCoding& coding = kEnvelopeCoding[channel.coupled ? 1 : 0][channel.amp_res];
+  const int factor = channel.coupled ? 2 : 1;
+  const int16_t* before = state.envelope;
+  bool high_before = state.high_resolution;
+  for (int e = 0; e < channel.grid.envelope_count; ++e) {
+    const bool high = channel.grid.high_resolution[e];
+    const int count = channel.bands.envelope_bands(high);
+    int16_t* const values = channel.envelope[e];
+    if (!directions.envelope[e]) {
+      read_along_frequency(reader, coding, factor, count, values);
+    } else {
+      for (int band = 0; band < count; ++band) {
+        const int reference = before[reference_band(band, high, high_before, channel.bands.high_count)];
+        values[band] = limited(reference + factor * read_difference(reader, coding.time));
+      }
+    }
+    before = values;
+    high_before = high;
+  }
+}
+
+void parse_noise_floors(BitReader& reader, const DeltaDirections& directions, const SbrParserState& state,
+                        SbrChannelFrame& channel) {
+  const DeltaCoding& coding = kNoiseCoding[channel.coupled ? 1 : 0];
+  const int factor = channel.coupled ? 2 : 1;
+  const int16_t* before = state.noise;
+  for (int floor = 0; floor < channel.grid.noise_count; ++floor) {
+    int16_t* const values = channel.noise[floor];
+    if (!directions.noise[floor]) {
+      read_along_frequency(reader, coding, factor, channel.bands.noise_count, values);
+    } else {
+      for (int band = 0; band < channel.bands.noise_count; ++band) {
+        values[band] = limited(before[band] + factor * read_difference(reader, coding.time));
+      }
+    }
+    before = values;
+  }
+}
+
+void parse_sinusoids(BitReader& reader, SbrChannelFrame& channel) {
+  const bool present = reader.read_bit();
+  std::fill(std::begin(channel.add_harmonic), std::end(channel.add_harmonic), uint8_t{0});
+  if (!present) return;
+  for (int band = 0; band < channel.bands.high_count; ++band) {
+    channel.add_harmonic[band] = static_cast<uint8_t>(reader.read(1));
+  }
+}
+
+// A frame of a single envelope on the fixed grid is always coded in fine steps.
+uint8_t effective_amp_res(const SbrChannelFrame& channel) {
+  const bool single = channel.grid.frame_class == FrameClass::kFixFix && channel.grid.envelope_count == 1;
+  return single ? uint8_t{0} : channel.header.amp_res;
+}
+
+bool parse_grid(BitReader& reader, SbrChannelFrame& channel) {
+  if (!parse_sbr_grid(reader, channel.grid)) return false;
+  channel.amp_res = effective_amp_res(channel);
+  return true;
+}
+
+// bs_extended_data: a byte-counted container of one extension. Whatever follows it is padding, also if it
+// looks like another one.
+void parse_extended_data(BitReader& reader, bool pair, SbrParserState& state, SbrChannelFrame& channel,
+                         bool& ps_signalled) {
+  constexpr uint32_t kParametricStereo = 2;
+  channel.ps.present = false;
+  if (!reader.read_bit()) return;
+  const uint64_t bits = 8 * read_extension_bytes(reader);
+  const uint64_t end = reader.position() + bits;
+  if (bits > 0 && reader.read(2) == kParametricStereo && !pair) {
+    const PsResult result = parse_ps_data(reader, end - reader.position(), state.ps, channel.ps);
+    if (result != PsResult::kUnusable) ps_signalled = true;
+  }
+  reader.seek(end);
+}
+
+void parse_values(BitReader& reader, const DeltaDirections& directions, const SbrParserState& state,
+                  SbrChannelFrame& channel) {
+  parse_envelopes(reader, directions, state, channel);
+  parse_noise_floors(reader, directions, state, channel);
+}
+
+bool parse_single_channel_element(BitReader& reader, SbrParserState& state, SbrChannelFrame& channel,
+                                  bool& ps_signalled) {
+  if (reader.read_bit()) reader.skip(4);
+  channel.coupled = false;
+  if (!parse_grid(reader, channel)) return false;
+  const DeltaDirections directions = parse_directions(reader, channel.grid);
+  parse_inverse_filtering(reader, channel);
+  parse_values(reader, directions, state, channel);
+  parse_sinusoids(reader, channel);
+  parse_extended_data(reader, false, state, channel, ps_signalled);
+  return true;
+}
+
+// The second channel of a coupled pair runs on the first one's grid and filters.
+bool parse_coupled_pair(BitReader& reader, SbrParserState* states, SbrChannelFrame* channels) {
+  SbrChannelFrame& left = channels[0];
+  SbrChannelFrame& right = channels[1];
+  if (!parse_grid(reader, left)) return false;
+  right.grid = left.grid;
+  right.amp_res = left.amp_res;
+  const DeltaDirections left_directions = parse_directions(reader, left.grid);
+  const DeltaDirections right_directions = parse_directions(reader, right.grid);
+  parse_inverse_filtering(reader, left);
+  std::copy(std::begin(left.invf_mode), std::end(left.invf_mode), right.invf_mode);
+  parse_values(reader, left_directions, states[0], left);
+  parse_values(reader, right_directions, states[1], right);
+  return true;
+}
+
+bool parse_uncoupled_pair(BitReader& reader, SbrParserState* states, SbrChannelFrame* channels) {
+  DeltaDirections directions[2];
+  for (int c = 0; c < 2; ++c) {
+    if (!parse_grid(reader, channels[c])) return false;
+  }
+  for (int c = 0; c < 2; ++c) directions[c] = parse_directions(reader, channels[c].grid);
+  for (int c = 0; c < 2; ++c) parse_inverse_filtering(reader, channels[c]);
+  for (int c = 0; c < 2; ++c) parse_envelopes(reader, directions[c], states[c], channels[c]);
+  for (int c = 0; c < 2; ++c) parse_noise_floors(reader, directions[c], states[c], channels[c]);
+  return true;
+}
+
+bool parse_channel_pair_element(BitReader& reader, SbrParserState* states, SbrChannelFrame* channels) {
+  if (reader.read_bit()) reader.skip(8);
+  const bool coupled = reader.read_bit();
+  channels[0].coupled = false;
+  channels[1].coupled = coupled;
+  const bool valid =
+      coupled ? parse_coupled_pair(reader, states, channels) : parse_uncoupled_pair(reader, states, channels);
+  if (!valid) return false;
+  parse_sinusoids(reader, channels[0]);
+  parse_sinusoids(reader, channels[1]);
+  bool ignored = false;
+  parse_extended_data(reader, true, states[0], channels[0], ignored);
+  channels[1].ps.present = false;
+  return true;
+}
+
+SbrHeader read_header(BitReader& reader, SbrHeader header) {
+  const auto field = [&reader](int bits) { return static_cast<uint8_t>(reader.read(bits)); };
+  header.amp_res = field(1);
+  header.start_freq = field(4);
+  header.stop_freq = field(4);
+  header.xover_band = field(3);
+  reader.skip(2);
+  const bool extra_1 = reader.read_bit();
+  const bool extra_2 = reader.read_bit();
+  // Without its flag a group keeps the values of the header before; it does not fall back to defaults.
+  if (extra_1) {
+    header.freq_scale = field(2);
+    header.alter_scale = field(1);
+    header.noise_bands = field(2);
+  }
+  if (extra_2) {
+    header.limiter_bands = field(2);
+    header.limiter_gains = field(2);
+    header.interpol_freq = field(1);
+    header.smoothing_mode = field(1);
+  }
+  return header;
+}
+
+bool same_bands(const SbrHeader& a, const SbrHeader& b) {
+  return a.start_freq == b.start_freq && a.stop_freq == b.stop_freq && a.xover_band == b.xover_band &&
+         a.freq_scale == b.freq_scale && a.alter_scale == b.alter_scale && a.noise_bands == b.noise_bands;
+}
+
+// Header and tables are taken over together, or not at all: a header that comes again must not meet tables of
+// another.
+bool parse_header(BitReader& reader, int32_t sbr_rate_hz, SbrParserState& state) {
+  const SbrHeader header = read_header(reader, state.header);
+  const bool bands_changed = state.header_missing || !same_bands(header, state.header);
+  if (bands_changed) {
+    SbrBandTables tables;
+    if (!build_sbr_bands(header, sbr_rate_hz, tables)) return false;
+    state.bands = tables;
+    ++state.bands_generation;
+  }
+  if (bands_changed || header.limiter_bands != state.header.limiter_bands) {
+    build_limiter_bands(header, state.bands);
+  }
+  state.header = header;
+  state.header_missing = false;
+  return true;
+}
+
+// What the next frame's time differences start from.
+void remember_last_values(const SbrChannelFrame& channel, SbrParserState& state) {
+  const int last_envelope = channel.grid.envelope_count - 1;
+  const int last_floor = channel.grid.noise_count - 1;
+  state.high_resolution = channel.grid.high_resolution[last_envelope];
+  std::copy_n(channel.envelope[last_envelope], channel.bands.envelope_bands(state.high_resolution),
+              state.envelope);
+  std::copy_n(channel.noise[last_floor], channel.bands.noise_count, state.noise);
+}
+
+}  // namespace
+
+SbrResult parse_sbr_payload(BitReader& reader, bool with_crc, SbrElement element, SbrParser& parser,
+                            SbrFrame& frame, bool& ps_signalled) {
+  constexpr int kCrcBits = 10;
+  SbrParserState* const states = parser.channel + element.first_channel;
+  SbrChannelFrame* const channels = frame.channel + element.first_channel;
+  const int count = element.pair ? 2 : 1;
+
+  for (int c = 0; c < count; ++c) channels[c].status = SbrStatus::kNoHeader;
+  if (with_crc) reader.skip(kCrcBits);
+  const bool has_header = reader.read_bit();
+  if (has_header && !parse_header(reader, parser.sbr_rate_hz, states[0])) return SbrResult::kInvalidBands;
+  if (states[0].header_missing) return SbrResult::kNoHeader;
+
+  for (int c = 0; c < count; ++c) {
+    channels[c].header = states[0].header;
+    channels[c].bands = states[0].bands;
+    channels[c].bands_generation = states[0].bands_generation;
+  }
+  const bool valid = element.pair
+                         ? parse_channel_pair_element(reader, states, channels)
+                         : parse_single_channel_element(reader, states[0], channels[0], ps_signalled);
+  if (!valid) return SbrResult::kInvalid;
+  for (int c = 0; c < count; ++c) {
+    channels[c].status = SbrStatus::kParsed;
+    remember_last_values(channels[c], states[c]);
+  }
+  return SbrResult::kParsed;
+}
+
+}  // namespace zdr::aacdec

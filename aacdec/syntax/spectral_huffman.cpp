@@ -1,0 +1,258 @@
+// See spectral_huffman.h. Two shapes of loop: books 1 to 4 code four values a word, 5 to 11 two.
+#include "aacdec/syntax/spectral_huffman.h"
+
+#include <array>
+#include <bit>
+#include <cstring>
+
+#include "aacdec/syntax/huffman.h"
+#include "aacdec/tables/spectral_codes.h"
+
+namespace zdr::aacdec {
+namespace {
+
+// Index bits of the first table; the books need at most 9 more.
+constexpr int kFirstBits = 10;
+
+// How the index of a codeword is split into values (ISO/IEC 14496-3, subpart 4, spectral books).
+struct BookShape {
+  int dimension;
+  int modulus;
+  int offset;           // subtracted from each value
+  bool separate_signs;  // one sign bit follows for each value that is not 0
+};
+
+constexpr BookShape kShapes[12] = {{},
+                                   {4, 3, 1, false},
+                                   {4, 3, 1, false},
+                                   {4, 3, 0, true},
+                                   {4, 3, 0, true},
+                                   {2, 9, 4, false},
+                                   {2, 9, 4, false},
+                                   {2, 8, 0, true},
+                                   {2, 8, 0, true},
+                                   {2, 13, 0, true},
+                                   {2, 13, 0, true},
+                                   {2, 17, 0, true}};
+
+// Payloads of the tables: the place of the signed values in kQuads or kPairs.
+using Quad = std::array<int16_t, 4>;
+using Pair = std::array<int16_t, 2>;
+constexpr int kQuadCount = 5 * 5 * 5 * 5;
+constexpr int kEscapeMagnitude = 16;
+constexpr int kPlainSide = 2 * kEscapeMagnitude - 1;
+// Pairs with an escape stand behind all the others, so that one comparison finds them.
+constexpr int kFirstEscapePair = kPlainSide * kPlainSide;
+constexpr int kPairCount = (kPlainSide + 2) * (kPlainSide + 2);
+
+constexpr int quad_payload(const int* v) {
+  return ((v[0] + 2) * 5 + v[1] + 2) * 25 + (v[2] + 2) * 5 + v[3] + 2;
+}
+
+constexpr std::array<Pair, kPairCount> list_pairs() {
+  std::array<Pair, kPairCount> pairs{};
+  size_t plain = 0;
+  size_t escaped = kFirstEscapePair;
+  for (int a = -kEscapeMagnitude; a <= kEscapeMagnitude; ++a) {
+    for (int b = -kEscapeMagnitude; b <= kEscapeMagnitude; ++b) {
+      const bool escape =
+          a == -kEscapeMagnitude || a == kEscapeMagnitude || b == -kEscapeMagnitude || b == kEscapeMagnitude;
+      pairs[escape ? escaped++ : plain++] = {static_cast<int16_t>(a), static_cast<int16_t>(b)};
+    }
+  }
+  return pairs;
+}
+constexpr std::array<Pair, kPairCount> kPairs = list_pairs();
+
+constexpr std::array<uint16_t, kPairCount> index_pairs() {
+  std::array<uint16_t, kPairCount> index{};
+  for (size_t i = 0; i < kPairs.size(); ++i) {
+    const int place = (kPairs[i][0] + kEscapeMagnitude) * (kPlainSide + 2) + kPairs[i][1] + kEscapeMagnitude;
+    index[static_cast<size_t>(place)] = static_cast<uint16_t>(i);
+  }
+  return index;
+}
+constexpr std::array<uint16_t, kPairCount> kPairIndex = index_pairs();
+
+constexpr std::array<Quad, kQuadCount> list_quads() {
+  std::array<Quad, kQuadCount> quads{};
+  for (int i = 0; i < kQuadCount; ++i) {
+    quads[static_cast<size_t>(i)] = {static_cast<int16_t>(i / 125 - 2), static_cast<int16_t>(i / 25 % 5 - 2),
+                                     static_cast<int16_t>(i / 5 % 5 - 2), static_cast<int16_t>(i % 5 - 2)};
+  }
+  return quads;
+}
+constexpr std::array<Quad, kQuadCount> kQuads = list_quads();
+
+constexpr int payload_of(const int* values, int dimension) {
+  if (dimension == 4) return quad_payload(values);
+  const int row = values[0] + kEscapeMagnitude;
+  const int column = values[1] + kEscapeMagnitude;
+  return kPairIndex[static_cast<size_t>(row) * (kPlainSide + 2) + static_cast<size_t>(column)];
+}
+
+// Values of codeword `index`, and how many of them are followed by a sign bit.
+constexpr int split_index(const BookShape& shape, int index, int* values) {
+  int signs = 0;
+  for (int k = shape.dimension - 1; k >= 0; --k, index /= shape.modulus) {
+    values[k] = index % shape.modulus - shape.offset;
+    if (shape.separate_signs && values[k] != 0) ++signs;
+  }
+  return signs;
+}
+
+constexpr size_t signed_code_count(const BookShape& shape, size_t codes) {
+  size_t count = 0;
+  int values[4] = {};
+  for (size_t i = 0; i < codes; ++i) count += size_t{1} << split_index(shape, static_cast<int>(i), values);
+  return count;
+}
+
+template <size_t kCount>
+struct SignedCodes {
+  std::array<HuffmanCode, kCount> codes{};
+  std::array<uint16_t, kCount> payloads{};
+};
+
+// Every codeword with every pattern of its sign bits, as one list of longer words.
+template <size_t kCount>
+constexpr SignedCodes<kCount> merge_signs(std::span<const HuffmanCode> codes, const BookShape& shape) {
+  SignedCodes<kCount> merged;
+  size_t next = 0;
+  for (size_t i = 0; i < codes.size(); ++i) {
+    int magnitudes[4] = {};
+    const int signs = split_index(shape, static_cast<int>(i), magnitudes);
+    for (uint32_t pattern = 0; pattern < uint32_t{1} << signs; ++pattern, ++next) {
+      int values[4] = {};
+      int unread = signs;
+      for (int k = 0; k < shape.dimension; ++k) {
+        const bool negative = shape.separate_signs && magnitudes[k] != 0 && (pattern >> --unread & 1) != 0;
+        values[k] = negative ? -magnitudes[k] : magnitudes[k];
+      }
+      merged.codes[next] = {static_cast<uint8_t>(codes[i].length + signs), codes[i].word << signs | pattern};
+      merged.payloads[next] = static_cast<uint16_t>(payload_of(values, shape.dimension));
+    }
+  }
+  return merged;
+}
+
+template <int kBook, const auto& kCodes>
+struct SpectralBook {
+  static_assert(is_complete(kCodes));
+  static constexpr auto kMerged =
+      merge_signs<signed_code_count(kShapes[kBook], std::size(kCodes))>(kCodes, kShapes[kBook]);
+  static constexpr auto kEntries =
+      build_huffman_table<kFirstBits, huffman_table_size<kFirstBits>(kMerged.codes)>(kMerged.codes,
+                                                                                     kMerged.payloads);
+  static constexpr HuffmanTable kTable{kEntries.data(), kFirstBits};
+  static_assert(decodes(kTable, kMerged.codes, kMerged.payloads));
+};
+
+constexpr HuffmanTable kTables[12] = {{},
+                                      SpectralBook<1, kSpectralBook1>::kTable,
+                                      SpectralBook<2, kSpectralBook2>::kTable,
+                                      SpectralBook<3, kSpectralBook3>::kTable,
+                                      SpectralBook<4, kSpectralBook4>::kTable,
+                                      SpectralBook<5, kSpectralBook5>::kTable,
+                                      SpectralBook<6, kSpectralBook6>::kTable,
+                                      SpectralBook<7, kSpectralBook7>::kTable,
+                                      SpectralBook<8, kSpectralBook8>::kTable,
+                                      SpectralBook<9, kSpectralBook9>::kTable,
+                                      SpectralBook<10, kSpectralBook10>::kTable,
+                                      SpectralBook<11, kSpectralBook11>::kTable};
+
+// Two words of up to 20 bits fit a refill.
+static_assert(2 * HuffmanEntry::kMaxCodeLength <= BitCache::kRefilled);
+
+template <bool kKeep>
+void decode_quads(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
+  for (int i = 0; i < count; i += 4) {
+    bits.refill();
+    const int payload = table.take(bits);
+    if constexpr (kKeep) std::memcpy(out + i, kQuads[static_cast<size_t>(payload)].data(), sizeof(Quad));
+  }
+}
+
+template <bool kKeep>
+void decode_pairs(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
+  for (int i = 0; i < count; i += 4) {
+    bits.refill();
+    const int first = table.take(bits);
+    const int second = table.take(bits);
+    if constexpr (kKeep) {
+      std::memcpy(out + i, kPairs[static_cast<size_t>(first)].data(), sizeof(Pair));
+      std::memcpy(out + i + 2, kPairs[static_cast<size_t>(second)].data(), sizeof(Pair));
+    }
+  }
+}
+
+// N ones, a zero and N + 4 bits w stand for 2^(N+4) + w. Streams keep N to 8; more is read all the same, and
+// of the value only 16 bits are kept.
+uint16_t read_escape(BitCache& bits) {
+  uint64_t prefix = 0;
+  bits.refill();
+  int run = std::countl_one(bits.window());
+  while (run >= BitCache::kRefilled) {
+    bits.consume(BitCache::kRefilled);
+    prefix += BitCache::kRefilled;
+    bits.refill();
+    run = std::countl_one(bits.window());
+  }
+  prefix += static_cast<uint64_t>(run);
+  bits.consume(run);
+  bits.consume(1);
+  const uint64_t width = prefix + 4;
+  if (width >= 16) {
+    bits.skip(width - 16);
+    return static_cast<uint16_t>(bits.take(16));
+  }
+  bits.refill();
+  return static_cast<uint16_t>((1U << width) + bits.take(static_cast<int>(width)));
+}
+
+int16_t escaped_value(BitCache& bits, int16_t value) {
+  if (value != kEscapeMagnitude && value != -kEscapeMagnitude) return value;
+  const uint16_t magnitude = read_escape(bits);
+  return static_cast<int16_t>(value < 0 ? static_cast<uint16_t>(-magnitude) : magnitude);
+}
+
+template <bool kKeep>
+void decode_escaped_pairs(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
+  for (int i = 0; i < count; i += 2) {
+    bits.refill();
+    const auto payload = static_cast<size_t>(table.take(bits));
+    Pair pair = kPairs[payload];
+    if (payload >= kFirstEscapePair) [[unlikely]] {
+      pair[0] = escaped_value(bits, pair[0]);
+      pair[1] = escaped_value(bits, pair[1]);
+    }
+    if constexpr (kKeep) std::memcpy(out + i, pair.data(), sizeof(Pair));
+  }
+}
+
+template <bool kKeep>
+bool decode(BitReader& reader, int book, int count, int16_t* out) {
+  const HuffmanTable table = kTables[book];
+  BitCache bits(reader);
+  if (kShapes[book].dimension == 4) {
+    decode_quads<kKeep>(bits, table, count, out);
+  } else if (book == kLastSpectralBook) {
+    decode_escaped_pairs<kKeep>(bits, table, count, out);
+  } else {
+    decode_pairs<kKeep>(bits, table, count, out);
+  }
+  reader.seek(bits.position());
+  return !reader.past_end();
+}
+
+}  // namespace
+
+bool decode_spectral_values(BitReader& reader, int book, std::span<int16_t> values) {
+  return decode<true>(reader, book, static_cast<int>(values.size()), values.data());
+}
+
+bool skip_spectral_values(BitReader& reader, int book, int count) {
+  return decode<false>(reader, book, count, nullptr);
+}
+
+}  // namespace zdr::aacdec

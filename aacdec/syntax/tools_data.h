@@ -1,0 +1,25 @@
+// The side data of three tools inside a channel stream: pulses, temporal noise shaping, long term prediction.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "aacdec/syntax/bit_reader.h"
+#include "aacdec/syntax/channel_stream.h"
+
+namespace zdr::aacdec {
+
+// Reads pulse_data. False in a short block, for a start band that the window doesn't have, and for a pulse
+// behind the last line.
+bool parse_pulse_data(BitReader& reader, const ScaleFactorBands& bands, const IcsInfo& ics, PulseData& pulse);
+
+// Pulses enlarge the values they fall on; a zero becomes negative.
+void add_pulses(const PulseData& pulse, const ScaleFactorBands& bands, std::span<int16_t> quantised);
+
+// Reads tns_data. False for an order that the profile doesn't allow.
+bool parse_tns_data(BitReader& reader, const IcsInfo& ics, TnsData& tns);
+
+// Reads ltp_data_present and ltp_data of a long window.
+void parse_ltp_data(BitReader& reader, int max_sfb, LtpData& ltp);
+
+}  // namespace zdr::aacdec

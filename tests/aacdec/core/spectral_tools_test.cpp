@@ -1,0 +1,179 @@
+// The edges of the spectral tools that random frames don't reach, and noise substitution.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <vector>
+
+#include "aacdec/core/core_synthesis.h"
+#include "aacdec/core/dequantiser.h"
+#include "aacdec/core/noise_shaping.h"
+#include "aacdec/core/noise_substitution.h"
+#include "aacdec/core/stereo_tools.h"
+#include "aacdec/fixed/fixed_point.h"
+
+namespace zdr::aacdec {
+namespace {
+
+TEST(Dequantiser, FollowsThePowerLawUntilTheShiftLeavesTheWord) {
+  for (int q = 1; q <= kMaxQuantised; ++q) {
+    for (const int sf : {60, 93, 94, 95, 100, 101, 120}) {
+      const double exact = std::pow(q, 4.0 / 3) * 8 * std::exp2((sf - 100) / 4.0);
+      // Cut and multiplied, and 4e-6 of the value off where the power is interpolated.
+      ASSERT_NEAR(dequantise_value(q, sf), exact, 5 + exact * 4e-6) << q << " " << sf;
+      ASSERT_EQ(dequantise_value(-q, sf), -dequantise_value(q, sf));
+    }
+  }
+  struct Case {
+    int q, scale_factor;
+    int32_t expected;
+  };
+  const Case cases[] = {{1, 144, 16384},     {1, 16, 0},    {1, 15, 0},       {255, -7000, 0},
+                        {1, 268, kInt32Max}, {1, 269, 0},   {1, 7000, 0},     {8191, 232, kInt32Max},
+                        {8191, 233, 0},      {256, 300, 0}, {8191, -7000, 0}, {0, 200, 0}};
+  for (const Case& c : cases) {
+    EXPECT_EQ(dequantise_value(c.q, c.scale_factor), c.expected) << c.q << " " << c.scale_factor;
+  }
+}
+
+TEST(Dequantiser, RefusesValuesFrom8192OnAndSilencesBandsWithAScaleTooLarge) {
+  ChannelStream channel;
+  const ScaleFactorBands bands = scale_factor_bands(4, false);
+  channel.ics.band_count = static_cast<uint8_t>(bands.count);
+  channel.ics.max_sfb = 2;
+  channel.codebook[0] = channel.codebook[1] = 11;
+  channel.scale[0] = channel.scale[1] = 236;
+  std::vector<int16_t> quantised(kFrameLength, 1);
+  std::vector<int32_t> lines(kFrameLength, 77);
+  for (const int value : {8191, -8191, 8192, -8192, 32767, -32768, 256}) {
+    quantised[2] = static_cast<int16_t>(value);
+    EXPECT_EQ(dequantise(channel, bands, quantised.data(), lines.data()), std::abs(value) <= 8191) << value;
+  }
+  for (size_t k = 0; k < kFrameLength; ++k) EXPECT_EQ(lines[k], k / 4 == 1 ? kInt32Max : 0) << k;
+}
+
+double level(const int32_t* lines, int count) {
+  double sum = 0;
+  for (int i = 0; i < count; ++i) sum += static_cast<double>(lines[i]) * lines[i];
+  return std::sqrt(sum);
+}
+
+TEST(NoiseSubstitution, HasTheEnergyOfTheBand) {
+  uint32_t state = 0;
+  std::vector<int32_t> lines(96);
+  for (const int width : {4, 8, 12, 28, 32, 96}) {
+    for (int noise_energy = 40; noise_energy <= 90; ++noise_energy) {
+      substitute_noise(state, noise_energy, lines.data(), width);
+      const double expected = 8 * std::exp2(noise_energy / 4.0);
+      EXPECT_NEAR(level(lines.data(), width) / expected, 1, 2e-3) << width << " " << noise_energy;
+    }
+  }
+  // Senseless energies saturate or vanish.
+  for (const int noise_energy : {-7000, -300, 150, 300, 7000}) {
+    substitute_noise(state, noise_energy, lines.data(), 96);
+    EXPECT_EQ(level(lines.data(), 96) > 0, noise_energy == 150) << noise_energy;
+  }
+}
+
+// A pair of nothing but noise that mid/side and prediction are announced for, too.
+TEST(NoiseSubstitution, RequiredChannelsDrawApartFromEqualStates) {
+  constexpr int kBands = 20;
+  const auto frame = std::make_unique<Frame>();
+  const auto state = std::make_unique<CoreState>();
+  state->reset();
+  frame->channel_count = 2;
+  frame->is_pair = frame->pair.common_window = true;
+  frame->pair.ms_mask_present = 2;
+  for (ChannelStream& channel : frame->channel) {
+    channel.ics.band_count = static_cast<uint8_t>(scale_factor_bands(4, false).count);
+    channel.ics.max_sfb = kBands;
+    channel.uses_noise = true;
+    std::fill_n(channel.codebook, kBands, kNoiseBook);
+    std::fill_n(channel.scale, kBands, int16_t{60});
+  }
+  const auto& spectrum = frame->spectrum;
+  ASSERT_TRUE(reconstruct_spectra(*frame, {4, kProfileLc}, *state));
+  // Both generators start from 0, so that the first frame's noise is the same in both channels.
+  EXPECT_TRUE(std::equal(spectrum[0], spectrum[0] + kFrameLength, spectrum[1]));
+  // Once one of them has drawn more they differ for good, also where the pair says that noise is common.
+  ChannelStream& second = frame->channel[1];
+  second.codebook[3] = kZeroBook;
+  second.ltp.present = true;
+  std::fill_n(second.ltp.long_used, kMaxLtpBands, true);
+  ASSERT_TRUE(reconstruct_spectra(*frame, {4, kProfileLtp}, *state));
+  EXPECT_TRUE(std::equal(spectrum[0], spectrum[0] + 8, spectrum[1]));
+  EXPECT_FALSE(std::equal(spectrum[0] + 20, spectrum[0] + 24, spectrum[1] + 20));
+  // Mid/side leaves noise alone: the level is the band's. So does prediction.
+  EXPECT_NEAR(level(spectrum[0] + 4, 4), 8 * 32768, 500);
+  for (int sfb = 0; sfb < kBands; ++sfb) EXPECT_EQ(second.ltp.long_used[sfb], sfb == 3) << sfb;
+}
+
+TEST(StereoTools, DecideByBandAndSaturate) {
+  struct Case {
+    const char* name;
+    int first_book, second_book, ms_mask_present;
+    int32_t left, right;  // what comes out
+    int position = 4;     // of intensity
+    int32_t left_in = 1000, right_in = 200;
+  };
+  const Case cases[] = {
+      {"SilentSide", 11, 0, 2, 1200, 800},
+      {"AtTheTop", 11, 11, 2, kInt32Max, kInt32Max - 3, 0, kInt32Max, 3},
+      {"AtTheBottom", 11, 11, 2, kInt32Min + 3, kInt32Min, 0, kInt32Min, 3},
+      {"NoiseInTheFirst", 13, 11, 2, 1000, 200},
+      {"NoiseInTheSecond", 11, 13, 2, 1000, 200},
+      {"IntensityBookInTheFirstSaysNothing", 15, 11, 0, 1000, 200},
+      {"IntensityFarToTheRight", 11, 15, 0, 1000, kInt32Max, -124},
+      {"IntensityFurtherThanAWord", 11, 15, 0, 1000, 0, -125},
+      {"IntensityFarToTheLeft", 11, 14, 0, 1000, -2, 33},
+      {"IntensityWithoutLevel", 11, 15, 0, 1000, 0, 128},
+      {"IntensityWithoutAnySense", 11, 15, 0, 1000, 0, 32767},
+  };
+  // Twelve lines: a vector of eight and a rest of four.
+  constexpr int kBands = 3;
+  constexpr int kLines = 12;
+  const auto frame = std::make_unique<Frame>();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    frame->pair.ms_mask_present = static_cast<uint8_t>(c.ms_mask_present);
+    for (int i = 0; i < 2; ++i) {
+      ChannelStream& channel = frame->channel[i];
+      channel.ics.max_sfb = kBands;
+      std::fill_n(channel.codebook, kBands, static_cast<uint8_t>(i == 0 ? c.first_book : c.second_book));
+      std::fill_n(channel.scale, kBands, static_cast<int16_t>(c.position));
+      std::fill_n(frame->spectrum[i], kLines, i == 0 ? c.left_in : c.right_in);
+    }
+    apply_mid_side(*frame, scale_factor_bands(4, false));
+    apply_intensity(*frame, scale_factor_bands(4, false));
+    for (int k = 0; k < kLines; ++k) {
+      EXPECT_EQ(frame->spectrum[0][k], c.left);
+      EXPECT_EQ(frame->spectrum[1][k], c.right);
+    }
+  }
+}
+
+TEST(NoiseShaping, SaturatesWhereAFilterRunsAway) {
+  // The steepest predictor there is, over full-scale lines.
+  ChannelStream channel;
+  channel.ics.band_count = channel.ics.max_sfb = 49;
+  channel.tns.present = true;
+  TnsWindow& window = channel.tns.window[0];
+  window.filter_count = 1;
+  window.resolution = 4;
+  window.filter[0].length = 49;
+  window.filter[0].order = kMaxTnsOrder;
+  std::fill_n(window.filter[0].coefficient, kMaxTnsOrder, int8_t{-8});
+  std::vector<int32_t> scratch(kShapingScratch);
+  for (const Shaping direction : {Shaping::kSynthesis, Shaping::kAnalysis}) {
+    std::vector<int32_t> lines(kFrameLength, kInt32Max);
+    shape_noise(channel, {4, kProfileLc}, direction, lines.data(), scratch.data());
+    EXPECT_EQ(*std::max_element(lines.begin(), lines.end()), kInt32Max);
+    // Lines above the bands that may be shaped stay as they are.
+    EXPECT_EQ(lines[1023], kInt32Max);
+    EXPECT_NE(lines[1], lines[100]);
+  }
+}
+
+}  // namespace
+}  // namespace zdr::aacdec
