@@ -17,7 +17,7 @@
 #include "child_process.h"
 #include "platform/win32/fault_injection.h"
 #include "platform/win32/session.h"
-#include "share_rule.h"
+#include "tests/platform/win32/files/share_rule.h"
 #include "win32_test_support.h"
 
 namespace zdr::platform::test {

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "platform/win32/runtime/registry/export_text.h"
-#include "platform/win32/runtime/utf.h"
+#include "platform/win32/runtime/text/utf.h"
 #include "platform/win32/win32_registry.h"
 
 namespace zdr::platform {

@@ -11,7 +11,7 @@
 #include "platform/win32/fault_injection.h"
 #include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/registry/store_path.h"
-#include "platform/win32/runtime/utf.h"
+#include "platform/win32/runtime/text/utf.h"
 
 namespace zdr::platform {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/win32/runtime/fold_case.h"
+#include "platform/win32/runtime/text/fold_case.h"
 #include "platform/win32/win32_types.h"
 
 namespace zdr::platform {

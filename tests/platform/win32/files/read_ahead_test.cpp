@@ -1,0 +1,126 @@
+// Read-ahead never shows: reads of a read-only handle match the file's bytes, also when a program outside the
+// rules of sharing makes the file longer or shorter.
+#include <algorithm>
+#include <random>
+
+#include "tests/platform/win32/child_process.h"
+#include "tests/platform/win32/win32_test_support.h"
+
+namespace zdr::platform::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using ReadAheadTest = Win32Test;
+
+std::string pattern(size_t size) {
+  std::mt19937 random(7);
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(random());
+  return bytes;
+}
+
+std::string read_at(HANDLE file, size_t offset, DWORD count) {
+  std::string bytes(count, '\0');
+  DWORD got = 0;
+  EXPECT_EQ(SetFilePointer(file, static_cast<LONG>(offset), nullptr, FILE_BEGIN), offset);
+  EXPECT_TRUE(ReadFile(file, bytes.data(), count, &got, nullptr));
+  EXPECT_EQ(SetFilePointer(file, 0, nullptr, FILE_CURRENT), offset + got);
+  bytes.resize(got);
+  return bytes;
+}
+
+// Some runs of reads by turns, with skips, jumps, sizes around the limits, and the end of the file.
+TEST_F(ReadAheadTest, ReadsMatchTheFile) {
+  const std::string bytes = pattern(300'000);
+  const ScopedHandle file = open_for(make_file("file", bytes), GENERIC_READ);
+  std::mt19937 random(11);
+  const auto below = [&](size_t bound) { return static_cast<size_t>(random()) % bound; };
+  const DWORD sizes[] = {1, 4, 8, 300, 1000, 4095, 4096, 4097, 16384, 16385, 70000};
+  size_t runs[6] = {};
+  for (int step = 0; step < 30'000; ++step) {
+    size_t& offset = runs[below(std::size(runs))];
+    const size_t kind = below(100);
+    if (kind < 4) offset = below(bytes.size() + 100);
+    if (kind < 20) offset += below(5000);
+    if (kind == 20) offset += below(70'000);
+    if (kind == 21) offset = bytes.size() - below(5000);
+    if (offset > bytes.size() + 6000) offset = 0;
+    const DWORD count = kind < 90 ? sizes[below(5)] : sizes[below(std::size(sizes))];
+    const std::string expected = offset < bytes.size() ? bytes.substr(offset, count) : std::string();
+    ASSERT_EQ(read_at(file, offset, count), expected) << "at " << offset << " for " << count;
+    offset += expected.size();
+  }
+}
+
+// What read-ahead is for. The kernel counts this process's read calls.
+size_t read_calls() {
+  std::ifstream counters("/proc/self/io");
+  for (std::string name; counters >> name;) {
+    size_t value = 0;
+    counters >> value;
+    if (name == "syscr:") return value;
+  }
+  return 0;
+}
+
+TEST_F(ReadAheadTest, RunsOfSmallReadsCostFewCalls) {
+  const ScopedHandle file = open_for(make_file("file", pattern(400'000)), GENERIC_READ);
+  const size_t before = read_calls();
+  for (size_t i = 0; i < 1000; ++i) {  // two tracks by turns
+    read_at(file, i * 100, 100);
+    read_at(file, 200'000 + i * 150, 150);
+  }
+  EXPECT_LT(read_calls() - before, 60u);
+}
+
+TEST_F(ReadAheadTest, AFileOfAnotherLengthIsReadToItsTrueEnd) {
+  std::string bytes = pattern(1000);
+  const std::string name = make_file("file", bytes);
+  const ScopedHandle file = open_for(name, GENERIC_READ);
+  size_t offset = 0;
+  for (int round = 0; round < 50; ++round) {
+    while (offset < bytes.size()) {
+      const std::string got = read_at(file, offset, 64);
+      ASSERT_EQ(got, bytes.substr(offset, 64)) << round;
+      offset += got.size();
+    }
+    ASSERT_EQ(read_at(file, offset, 64), "");
+    bytes += pattern(static_cast<size_t>(100 + round * 37));
+    zdr::tests::write_file(name, bytes);
+  }
+  fs::resize_file(name, offset - 10);
+  EXPECT_EQ(read_at(file, offset - 20, 50), bytes.substr(offset - 20, 10)) << "nor beyond it";
+}
+
+// A handle that lets others write sees their bytes at once.
+TEST_F(ReadAheadTest, HandlesThatAllowWritersAreNeverStale) {
+  const std::string name = make_file("file", pattern(50'000));
+  const ScopedHandle reader = open_for(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  const ScopedHandle writer = open_for(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  for (size_t offset = 0; offset < 2000; offset += 10) read_at(reader, offset, 10);
+  SetFilePointer(writer, 2000, nullptr, FILE_BEGIN);
+  DWORD put = 0;
+  EXPECT_TRUE(WriteFile(writer, "fresh", 5, &put, nullptr));
+  EXPECT_EQ(read_at(reader, 2000, 5), "fresh");
+}
+
+// Without a runtime folder another process may open for writing what this one reads.
+TEST_F(ReadAheadTest, IsOffWhereWritersOfOtherProcessesAreNotKeptOut) {
+  const std::string name = make_file("file", std::string(50'000, 'a'));
+  fs::create_directories(path("runtime/zdr"));
+  fs::permissions(path("runtime/zdr"), fs::perms::owner_all);
+  fs::create_directory_symlink(folder_.path(), path("runtime/zdr/share"));
+  ChildProcess child("worker", {"XDG_RUNTIME_DIR=" + path("runtime")});
+  ASSERT_EQ(child.ask("open-file f " + std::to_string(GENERIC_READ) + " 0 " + name), "0");
+  ASSERT_EQ(child.ask("read f 100"), std::to_string(int{'a'}));
+  const ScopedHandle writer = open_for(name, GENERIC_WRITE, FILE_SHARE_READ);
+  const std::string fresh(200, 'b');
+  DWORD put = 0;
+  EXPECT_TRUE(WriteFile(writer, fresh.data(), 200, &put, nullptr));
+  EXPECT_EQ(child.ask("read f 1"), std::to_string(int{'b'}));
+}
+
+}  // namespace
+
+}  // namespace zdr::platform::test
