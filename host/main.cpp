@@ -4,7 +4,7 @@
 
 #include "aacdec/zd_aac_dec.h"
 #include "host/command_line.h"
-#include "host/commands.h"
+#include "host/commands/commands.h"
 #include "host/messages.h"
 #include "host/terminal.h"
 #include "host/version.h"

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "host/media_type_text.h"
+#include "host/inspect/media_type_text.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
 #include "host/writers/qcp_writer.h"

@@ -8,7 +8,7 @@
 #include <span>
 #include <string>
 
-#include "host/output_file.h"
+#include "host/writers/output_file.h"
 
 namespace zdr::host {
 

@@ -1,0 +1,136 @@
+// `zdr keyframe`: one key frame of the video, with what a decoder needs in front of it.
+#include <filesystem>
+#include <iostream>
+#include <optional>
+
+#include "host/commands/commands.h"
+#include "host/decoded_text.h"
+#include "host/graph/module_loader.h"
+#include "host/graph/source_clip.h"
+#include "host/inspect/open_diagnosis.h"
+#include "host/json_report.h"
+#include "host/messages.h"
+#include "host/writers/output_file.h"
+#include "host/writers/video_writers.h"
+
+namespace zdr::host {
+namespace {
+
+struct Picture {
+  const char* extension;
+  std::unique_ptr<StreamWriter> writer;
+};
+
+// H.263 needs nothing in front; its "configuration" is the first picture.
+Picture picture_of(DWORD video_codec, Bytes configuration) {
+  switch (video_codec) {
+    case mp4source::kClipAvcVideo:
+      return {".h264", std::make_unique<AnnexBWriter>(configuration)};
+    case mp4source::kClipMpeg4Video:
+      return {".m4v", std::make_unique<Mpeg4VisualWriter>(configuration)};
+    case mp4source::kClipH263Video:
+      return {".h263", std::make_unique<StreamWriter>()};
+    default:
+      return {"", nullptr};
+  }
+}
+
+std::filesystem::path output_path(const Options& options, const std::string& extension) {
+  const std::filesystem::path asked(options.output);
+  std::error_code code;
+  if (!asked.empty() && !std::filesystem::is_directory(asked, code)) return asked;
+  const std::string stem = std::filesystem::path(options.files.front()).stem().string();
+  return asked / (stem + ".keyframe" + std::to_string(options.index) + extension);
+}
+
+bool write_picture(OutputFile& output, StreamWriter& writer, Bytes frame) {
+  return output.open() && writer.begin(output) && writer.write(output, frame) && writer.finish(output) &&
+         output.commit();
+}
+
+// One key frame on its way from a file into a file.
+class KeyFrame {
+ public:
+  KeyFrame(const Options& options, Messages& messages)
+      : options_(options), messages_(messages), file_(options.files.front()) {}
+
+  ExitCode extract();
+  nlohmann::ordered_json json(ExitCode code);
+  const OutputFile* output() const { return output_ ? &*output_ : nullptr; }
+
+ private:
+  ExitCode fail(ExitCode code, const std::string& reason, const std::string& status = "") {
+    messages_.error({file_, "", reason, status});
+    return code;
+  }
+  ExitCode explain(const OpenDiagnosis& diagnosis) {
+    messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
+    return diagnosis.exit_code;
+  }
+  ExitCode extract_from(SourceClip& clip);
+
+  const Options& options_;
+  Messages& messages_;
+  const std::string& file_;
+  mp4source::ClipInfo info_{};
+  std::optional<OutputFile> output_;  // once there is a picture to write
+};
+
+ExitCode KeyFrame::extract() {
+  if (const auto refused = diagnose_before_open(file_)) return explain(*refused);
+  HRESULT hr = S_OK;
+  const com::ComPtr<IBaseFilter> filter = create_source_filter(file_, messages_, hr);
+  if (!filter) return fail(ExitCode::kCannotOpen, "the filter module cannot be loaded", hresult_text(hr));
+  SourceClip clip(*filter.get(), file_);
+  return clip.usable() ? extract_from(clip) : explain(diagnose_failed_open(file_, clip.result()));
+}
+
+ExitCode KeyFrame::extract_from(SourceClip& clip) {
+  if (clip.has_video()) clip.info(info_);
+  const Picture picture = picture_of(info_.video_codec, clip.configuration());
+  if (!picture.writer) return fail(ExitCode::kNotSupported, "no video of which pictures can be written");
+  ClipBytes frame;
+  const HRESULT hr = clip.key_frame(options_.index, frame);
+  if (FAILED(hr)) {
+    return fail(ExitCode::kCannotOpen, "key frame " + std::to_string(options_.index) + " cannot be read",
+                hresult_text(hr));
+  }
+  output_.emplace(output_path(options_, picture.extension), options_.force);
+  if (!write_picture(*output_, *picture.writer, frame.span())) {
+    return fail(ExitCode::kCannotWrite, output_->final_path().string() + ": " + output_->error());
+  }
+  if (picture.writer->damaged_units() == 0) return ExitCode::kDone;
+  return fail(ExitCode::kLoss, "the picture is damaged: " + picture.writer->first_damage());
+}
+
+nlohmann::ordered_json KeyFrame::json(ExitCode code) {
+  nlohmann::ordered_json json = begin_file_json(file_, code);
+  json["index"] = options_.index;
+  if (code == ExitCode::kDone || code == ExitCode::kLoss) {
+    json["codec"] = clip_codec_name(info_.video_codec);
+    json["width"] = info_.width;
+    json["height"] = info_.height;
+    add_name(json, "output", output_->final_path().string());
+    json["size"] = output_->size();
+  }
+  end_json(json, messages_);
+  return json;
+}
+
+}  // namespace
+
+ExitCode run_keyframe(const Options& options, std::ostream& out) {
+  Messages messages(options.quiet);
+  KeyFrame key_frame(options, messages);
+  const ExitCode code = key_frame.extract();
+  if (options.json) {
+    JsonReport report(1);
+    report.add(key_frame.json(code));
+    report.print(out);
+  } else if (code == ExitCode::kDone || code == ExitCode::kLoss) {
+    out << key_frame.output()->final_path().string() << ": " << key_frame.output()->size() << " bytes\n";
+  }
+  return code;
+}
+
+}  // namespace zdr::host

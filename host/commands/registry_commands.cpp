@@ -1,0 +1,152 @@
+// `zdr register`, `unregister` and `registry`: the module's entries, and what stands in the registry.
+#include <array>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <vector>
+
+#include "host/commands/commands.h"
+#include "host/decoded_text.h"
+#include "host/graph/module_loader.h"
+#include "host/json_report.h"
+#include "host/messages.h"
+#include "platform/com/class_modules.h"
+#include "platform/win32/registry_file.h"
+
+namespace zdr::host {
+namespace {
+
+using platform::RegistryReport;
+
+constexpr DWORD kNameRoom = 16384;  // of the longest name of a value, with its NUL
+
+Message unreadable(const RegistryReport& report) {
+  const std::string place = report.line == 0 ? "" : "line " + std::to_string(report.line);
+  const std::string reason = report.reason.empty() ? "" : ": " + report.reason;
+  return {report.path, place, "the registry cannot be read" + reason,
+          hresult_text(HRESULT_FROM_WIN32(report.error))};
+}
+
+ExitCode tell_failure(const std::string& module, HRESULT hr, Messages& messages) {
+  if (hr == HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND) || hr == CO_E_ERRORINDLL) {
+    messages.error({module, "", "this is no module that can be registered", hresult_text(hr)});
+    return ExitCode::kCannotOpen;
+  }
+  const RegistryReport report = platform::report_registry();
+  if (report.error != NO_ERROR) {
+    messages.error(unreadable(report));
+    return ExitCode::kCannotOpen;
+  }
+  messages.error({report.path, "", "the registry cannot be written", hresult_text(hr)});
+  return ExitCode::kCannotWrite;
+}
+
+ExitCode call_module(const Options& options, const char* entry, const char* done) {
+  Messages messages(options.quiet);
+  const std::string module = own_module_path();
+  const HRESULT hr = com::call_module_entry(module, entry);
+  if (FAILED(hr)) return tell_failure(module, hr, messages);
+  messages.note({module, "", done + platform::report_registry().path, ""});
+  return ExitCode::kDone;
+}
+
+std::string type_name(DWORD type) {
+  constexpr const char* kNames[] = {"REG_NONE",   "REG_SZ",      "REG_EXPAND_SZ",
+                                    "REG_BINARY", "REG_DWORD",   "REG_DWORD_BIG_ENDIAN",
+                                    "REG_LINK",   "REG_MULTI_SZ"};
+  if (type < std::size(kNames)) return kNames[type];
+  return type == REG_QWORD ? "REG_QWORD" : std::to_string(type);
+}
+
+// Text and numbers as such, beside the bytes that they are made of.
+nlohmann::ordered_json value_json(const std::string& name, DWORD type, const std::vector<BYTE>& data) {
+  nlohmann::ordered_json json{{"name", name}, {"type", type_name(type)}};
+  if (type == REG_DWORD && data.size() == sizeof(uint32_t)) {
+    uint32_t number = 0;
+    std::memcpy(&number, data.data(), sizeof number);
+    json["number"] = number;
+  } else if (type == REG_SZ || type == REG_EXPAND_SZ) {
+    std::u16string text(data.size() / sizeof(WCHAR), u'\0');
+    if (!text.empty()) std::memcpy(text.data(), data.data(), text.size() * sizeof(WCHAR));
+    if (!text.empty() && text.back() == u'\0') text.pop_back();
+    json["text"] = to_utf8(text);
+  }
+  json["hex"] = hex_text(data);
+  return json;
+}
+
+// Another process may change the key meanwhile, so that sizes are asked for value by value.
+nlohmann::ordered_json values_json(HKEY key) {
+  nlohmann::ordered_json values = nlohmann::ordered_json::array();
+  std::vector<WCHAR> name(kNameRoom);
+  std::vector<BYTE> data(256);  // a null buffer would ask for the size alone
+  for (DWORD index = 0;;) {
+    DWORD length = kNameRoom;
+    DWORD type = REG_NONE;
+    auto bytes = static_cast<DWORD>(data.size());
+    const LSTATUS status =
+        RegEnumValueW(key, index, name.data(), &length, nullptr, &type, data.data(), &bytes);
+    if (status == ERROR_MORE_DATA && bytes > data.size()) {
+      data.resize(bytes);
+      continue;
+    }
+    if (status != ERROR_SUCCESS) return values;
+    values.push_back(value_json(to_utf8({name.data(), length}), type, {data.begin(), data.begin() + bytes}));
+    ++index;
+  }
+}
+
+// Keys without values are shown by the keys below them.
+void append_keys(HKEY key, const std::string& path, nlohmann::ordered_json& keys) {
+  if (nlohmann::ordered_json values = values_json(key); !values.empty()) {
+    keys.push_back({{"key", path}, {"values", std::move(values)}});
+  }
+  std::array<WCHAR, 256> name{};
+  for (DWORD index = 0;; ++index) {
+    DWORD length = static_cast<DWORD>(name.size());
+    if (RegEnumKeyExW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+      return;
+    HKEY child = nullptr;
+    if (RegOpenKeyExW(key, name.data(), 0, KEY_READ, &child) != ERROR_SUCCESS) continue;
+    append_keys(child, path + "\\" + to_utf8({name.data(), length}), keys);
+    RegCloseKey(child);
+  }
+}
+
+nlohmann::ordered_json keys_json() {
+  nlohmann::ordered_json keys = nlohmann::ordered_json::array();
+  append_keys(HKEY_CURRENT_CONFIG, "HKEY_CURRENT_CONFIG", keys);
+  append_keys(HKEY_CURRENT_USER, "HKEY_CURRENT_USER", keys);
+  append_keys(HKEY_LOCAL_MACHINE, "HKEY_LOCAL_MACHINE", keys);
+  append_keys(HKEY_USERS, "HKEY_USERS", keys);
+  return keys;
+}
+
+}  // namespace
+
+ExitCode run_register(const Options& options) {
+  return call_module(options, "DllRegisterServer", "registered in ");
+}
+
+ExitCode run_unregister(const Options& options) {
+  return call_module(options, "DllUnregisterServer", "unregistered in ");
+}
+
+ExitCode run_registry(const Options& options, std::ostream& out) {
+  Messages messages(options.quiet);
+  const RegistryReport report = platform::report_registry();
+  const bool readable = report.error == NO_ERROR;
+  const ExitCode code = readable ? ExitCode::kDone : ExitCode::kCannotOpen;
+  if (!readable) messages.error(unreadable(report));
+  if (options.json) {
+    nlohmann::ordered_json json = begin_json(code);
+    json["keys"] = readable ? keys_json() : nlohmann::ordered_json::array();
+    end_json(json, messages);
+    out << json_text(json) << "\n";
+  } else if (readable) {
+    out << report.text;
+  }
+  return code;
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,193 @@
+// The part of a filter graph manager that a source and its sinks need.
+#include "host/graph/filter_graph.h"
+
+#include <algorithm>
+
+namespace zdr::host {
+namespace {
+
+// A snapshot of the filters that were in the graph when it was made.
+class FilterEnumerator final : public CUnknown, public IEnumFilters {
+ public:
+  FilterEnumerator(std::vector<ComPtr<IBaseFilter>> filters, size_t at)
+      : CUnknown(NAME("filter enumerator"), nullptr), filters_(std::move(filters)), at_(at) {}
+
+  DECLARE_IUNKNOWN
+  HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override {
+    if (riid == IID_IEnumFilters) return GetInterface(static_cast<IEnumFilters*>(this), ppv);
+    return CUnknown::NonDelegatingQueryInterface(riid, ppv);
+  }
+
+  HRESULT Next(ULONG count, IBaseFilter** filters, ULONG* fetched) override {
+    if (filters == nullptr) return E_POINTER;
+    if (fetched == nullptr && count > 1) return E_INVALIDARG;
+    ULONG given = 0;
+    for (; given < count && at_ < filters_.size(); ++given, ++at_) {
+      filters[given] = filters_[at_].get();
+      filters[given]->AddRef();
+    }
+    if (fetched != nullptr) *fetched = given;
+    return given == count ? S_OK : S_FALSE;
+  }
+  HRESULT Skip(ULONG count) override {
+    const size_t left = filters_.size() - at_;
+    at_ += std::min<size_t>(count, left);
+    return count <= left ? S_OK : S_FALSE;
+  }
+  HRESULT Reset() override {
+    at_ = 0;
+    return S_OK;
+  }
+  HRESULT Clone(IEnumFilters** enumerator) override {
+    if (enumerator == nullptr) return E_POINTER;
+    *enumerator = new FilterEnumerator(filters_, at_);
+    (*enumerator)->AddRef();
+    return S_OK;
+  }
+
+ private:
+  std::vector<ComPtr<IBaseFilter>> filters_;
+  size_t at_;
+};
+
+}  // namespace
+
+FilterGraph::FilterGraph() : CUnknown(NAME("filter graph"), nullptr) {}
+
+FilterGraph::~FilterGraph() {
+  tear_down();
+}
+
+HRESULT FilterGraph::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+  if (riid == IID_IFilterGraph) return GetInterface(static_cast<IFilterGraph*>(this), ppv);
+  if (riid == IID_IMediaEventSink) return GetInterface(static_cast<IMediaEventSink*>(this), ppv);
+  return CUnknown::NonDelegatingQueryInterface(riid, ppv);
+}
+
+HRESULT FilterGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
+  if (filter == nullptr) return E_POINTER;
+  std::u16string wanted = name != nullptr ? name : u"";
+  std::u16string unique = wanted;
+  const auto taken = [&](const Entry& entry) { return entry.name == unique; };
+  for (int number = 1; std::any_of(entries_.begin(), entries_.end(), taken); ++number) {
+    const std::string digits = std::to_string(number);
+    unique = wanted + u" " + std::u16string(digits.begin(), digits.end());
+  }
+  const HRESULT hr = filter->JoinFilterGraph(this, unique.c_str());
+  if (FAILED(hr)) return hr;
+  const bool renamed = unique != wanted;
+  entries_.push_back({ComPtr<IBaseFilter>(filter), std::move(unique)});
+  return renamed ? VFW_S_DUPLICATE_NAME : S_OK;
+}
+
+HRESULT FilterGraph::RemoveFilter(IBaseFilter* filter) {
+  const auto entry = std::find_if(entries_.begin(), entries_.end(),
+                                  [&](const Entry& candidate) { return candidate.filter.get() == filter; });
+  if (entry == entries_.end()) return VFW_E_NOT_FOUND;
+  disconnect_pins(*filter);
+  filter->JoinFilterGraph(nullptr, nullptr);
+  entries_.erase(entry);
+  return S_OK;
+}
+
+HRESULT FilterGraph::EnumFilters(IEnumFilters** enumerator) {
+  if (enumerator == nullptr) return E_POINTER;
+  std::vector<ComPtr<IBaseFilter>> filters;
+  for (const Entry& entry : entries_) filters.push_back(entry.filter);
+  *enumerator = new FilterEnumerator(std::move(filters), 0);
+  (*enumerator)->AddRef();
+  return S_OK;
+}
+
+HRESULT FilterGraph::FindFilterByName(LPCWSTR name, IBaseFilter** filter) {
+  if (name == nullptr || filter == nullptr) return E_POINTER;
+  *filter = nullptr;
+  for (const Entry& entry : entries_) {
+    if (entry.name != name) continue;
+    *filter = entry.filter.get();
+    (*filter)->AddRef();
+    return S_OK;
+  }
+  return VFW_E_NOT_FOUND;
+}
+
+HRESULT FilterGraph::ConnectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) {
+  if (out == nullptr || in == nullptr) return E_POINTER;
+  return out->Connect(in, type);
+}
+
+HRESULT FilterGraph::Reconnect(IPin* pin) {
+  if (pin == nullptr) return E_POINTER;
+  ComPtr<IPin> peer;
+  if (pin->ConnectedTo(peer.out()) != S_OK) return VFW_E_NOT_CONNECTED;
+  PIN_DIRECTION direction = PINDIR_INPUT;
+  pin->QueryDirection(&direction);
+  peer->Disconnect();
+  pin->Disconnect();
+  return direction == PINDIR_OUTPUT ? pin->Connect(peer.get(), nullptr) : peer->Connect(pin, nullptr);
+}
+
+HRESULT FilterGraph::Disconnect(IPin* pin) {
+  return pin != nullptr ? pin->Disconnect() : E_POINTER;
+}
+
+HRESULT FilterGraph::SetDefaultSyncSource() {
+  for (const Entry& entry : entries_) entry.filter->SetSyncSource(nullptr);
+  return S_OK;
+}
+
+HRESULT FilterGraph::Notify(LONG code, LONG_PTR param1, LONG_PTR param2) {
+  const std::lock_guard lock(event_mutex_);
+  events_.push_back({code, param1, param2});
+  event_added_.notify_one();
+  return S_OK;
+}
+
+template <class Change>
+HRESULT FilterGraph::change_all(Change change) {
+  HRESULT first_failure = S_OK;
+  for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) {
+    const HRESULT hr = change(*entry->filter.get());
+    if (FAILED(hr) && SUCCEEDED(first_failure)) first_failure = hr;
+  }
+  return first_failure;
+}
+
+HRESULT FilterGraph::pause() {
+  return change_all([](IBaseFilter& filter) { return filter.Pause(); });
+}
+
+HRESULT FilterGraph::run() {
+  return change_all([](IBaseFilter& filter) { return filter.Run(0); });
+}
+
+HRESULT FilterGraph::stop() {
+  return change_all([](IBaseFilter& filter) { return filter.Stop(); });
+}
+
+void FilterGraph::disconnect_pins(IBaseFilter& filter) {
+  for_each_pin(filter, [](IPin& pin) {
+    ComPtr<IPin> peer;
+    if (pin.ConnectedTo(peer.out()) != S_OK) return;
+    peer->Disconnect();
+    pin.Disconnect();
+  });
+}
+
+void FilterGraph::tear_down() {
+  stop();
+  while (!entries_.empty()) {
+    const ComPtr<IBaseFilter> last = entries_.back().filter;
+    RemoveFilter(last.get());
+  }
+}
+
+std::optional<GraphEvent> FilterGraph::wait_event(std::chrono::milliseconds timeout) {
+  std::unique_lock lock(event_mutex_);
+  if (!event_added_.wait_for(lock, timeout, [this] { return !events_.empty(); })) return std::nullopt;
+  const GraphEvent event = events_.front();
+  events_.pop_front();
+  return event;
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,105 @@
+// The search for the filter: environment, registry, beside the program.
+#include "host/graph/module_loader.h"
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "platform/com/class_modules.h"
+
+namespace zdr::host {
+namespace {
+
+using com::ComPtr;
+
+constexpr const char* kModuleName = "ZdrMp4Source.so";
+constexpr const char* kFallback = "; the filter beside this program is used";
+
+const char* named_module() {
+  const char* named = std::getenv("ZDR_MODULE");
+  return named != nullptr && *named != '\0' ? named : nullptr;
+}
+
+std::filesystem::path program_folder() {
+  std::array<WCHAR, 4096> path{};
+  const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+  return std::filesystem::path(to_utf8({path.data(), length})).parent_path();
+}
+
+ComPtr<IBaseFilter> create_from_module(const std::string& module, HRESULT& hr) {
+  ComPtr<IClassFactory> factory;
+  ComPtr<IBaseFilter> filter;
+  hr = com::class_object_from_module(module, mp4source::kClsidSourceFilter, IID_IClassFactory,
+                                     factory.out_void());
+  if (SUCCEEDED(hr)) hr = factory->CreateInstance(nullptr, IID_IBaseFilter, filter.out_void());
+  return filter;
+}
+
+ComPtr<IBaseFilter> create_registered(REFCLSID clsid, HRESULT& hr) {
+  ComPtr<IBaseFilter> filter;
+  hr = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, filter.out_void());
+  return filter;
+}
+
+// The value "Source Filter" of the extension. ERROR_FILE_NOT_FOUND without one.
+LSTATUS source_filter_of(const std::u16string& extension, std::array<WCHAR, CHARS_IN_GUID>& text) {
+  const std::u16string path = u"Media Type\\Extensions\\" + extension;
+  HKEY key = nullptr;
+  LSTATUS status = RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_QUERY_VALUE, &key);
+  if (status != ERROR_SUCCESS) return status;
+  DWORD bytes = sizeof text;
+  status =
+      RegQueryValueExW(key, u"Source Filter", nullptr, nullptr, reinterpret_cast<BYTE*>(text.data()), &bytes);
+  RegCloseKey(key);
+  text.back() = u'\0';
+  return status;
+}
+
+// The class that the registry has for files of this name; says what is wrong with the entry or the registry.
+std::optional<CLSID> registered_class(const std::string& file, Messages& messages) {
+  const std::u16string extension = to_wide(std::filesystem::path(file).extension().string());
+  if (extension.empty() || extension.find(u'\\') != std::u16string::npos) return std::nullopt;
+  std::array<WCHAR, CHARS_IN_GUID> text{};
+  const LSTATUS status = source_filter_of(extension, text);
+  if (status == ERROR_FILE_NOT_FOUND) return std::nullopt;
+  CLSID clsid{};
+  if (status == ERROR_SUCCESS && SUCCEEDED(CLSIDFromString(text.data(), &clsid))) return clsid;
+  const HRESULT hr = status == ERROR_SUCCESS || status == ERROR_MORE_DATA
+                         ? CO_E_CLASSSTRING
+                         : HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+  messages.note({file, "",
+                 "the registry does not tell the source filter of " + to_utf8(extension) + kFallback,
+                 hresult_text(hr)});
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string own_module_path() {
+  if (const char* named = named_module()) return named;
+  const std::filesystem::path folder = program_folder();
+  std::error_code code;
+  const std::filesystem::path installed = folder / "../lib/zdr" / kModuleName;
+  const std::filesystem::path beside = folder / kModuleName;
+  return (std::filesystem::exists(beside, code) || !std::filesystem::exists(installed, code) ? beside
+                                                                                             : installed)
+      .string();
+}
+
+com::ComPtr<IBaseFilter> create_source_filter(const std::string& file, Messages& messages, HRESULT& hr) {
+  if (named_module() != nullptr) return create_from_module(own_module_path(), hr);
+  if (const std::optional<CLSID> clsid = registered_class(file, messages)) {
+    if (ComPtr<IBaseFilter> filter = create_registered(*clsid, hr)) return filter;
+    messages.note(
+        {file, "", "the registered source filter cannot be made" + std::string(kFallback), hresult_text(hr)});
+  }
+  std::error_code code;
+  const std::string own = own_module_path();
+  if (std::filesystem::exists(own, code)) return create_from_module(own, hr);
+  return create_registered(mp4source::kClsidSourceFilter, hr);
+}
+
+}  // namespace zdr::host

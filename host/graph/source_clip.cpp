@@ -1,0 +1,96 @@
+// Calls of the module's private interface, and its codes as names.
+#include "host/graph/source_clip.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/messages.h"
+#include "host/time_text.h"
+
+namespace zdr::host {
+namespace {
+
+using mp4source::ClipInfo;
+
+struct CodecName {
+  DWORD codec;
+  const char* name;
+};
+constexpr CodecName kCodecNames[] = {
+    {mp4source::kClipMpeg4Video, "MPEG-4 visual"},
+    {mp4source::kClipH263Video, "H.263"},
+    {mp4source::kClipAvcVideo, "AVC"},
+    {mp4source::kClipAmrAudio, "AMR"},
+    {mp4source::kClipAmrWbAudio, "AMR-WB"},
+    {mp4source::kClipAacAudio, "AAC"},
+    {mp4source::kClipQcelpAudio, "QCELP"},
+};
+
+std::string frame_rate_text(double frame_rate) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.3f", frame_rate);
+  return text;
+}
+
+}  // namespace
+
+SourceClip::SourceClip(IBaseFilter& filter, const std::string& file) {
+  result_ = filter.QueryInterface(mp4source::kIidZandorVideoSource, source_.out_void());
+  if (FAILED(result_)) return;
+  result_ =
+      source_->OpenClip(to_wide(file).c_str(), &clip_, configuration_.out_bytes(), configuration_.out_size());
+}
+
+SourceClip::~SourceClip() {
+  if (clip_ != nullptr) source_->CloseClip(clip_);
+}
+
+HRESULT SourceClip::info(ClipInfo& info) {
+  info = {};
+  return clip_ != nullptr ? source_->GetClipInfo(clip_, &info) : E_HANDLE;
+}
+
+HRESULT SourceClip::key_frame(uint32_t index, ClipBytes& frame) {
+  if (clip_ == nullptr) return E_HANDLE;
+  return source_->GetKeyFrame(clip_, index, frame.out_bytes(), frame.out_size());
+}
+
+std::string clip_codec_name(DWORD codec) {
+  for (const CodecName& known : kCodecNames) {
+    if (known.codec == codec) return known.name;
+  }
+  return {};
+}
+
+std::string clip_line(const ClipInfo& info) {
+  std::string line = format_time(info.duration_ms * kUnitsPerMillisecond);
+  if (info.video_codec != 0) {
+    line += ", " + clip_codec_name(info.video_codec) + " " + std::to_string(info.width) + "x" +
+            std::to_string(info.height) + " " + frame_rate_text(info.frame_rate) + " fps";
+  }
+  if (info.audio_codec != 0) {
+    line += ", " + clip_codec_name(info.audio_codec) + " " + std::to_string(info.sample_rate) + " Hz " +
+            std::to_string(info.channels) + (info.channels == 1 ? " channel" : " channels");
+  }
+  return line;
+}
+
+nlohmann::ordered_json clip_json(const ClipInfo& info) {
+  nlohmann::ordered_json json{
+      {"duration_100ns", info.duration_ms * kUnitsPerMillisecond}, {"video", nullptr}, {"audio", nullptr}};
+  if (info.video_codec != 0) {
+    json["video"] = {{"codec", clip_codec_name(info.video_codec)},
+                     {"width", info.width},
+                     {"height", info.height},
+                     {"frame_rate", info.frame_rate}};
+  }
+  if (info.audio_codec != 0) {
+    json["audio"] = {{"codec", clip_codec_name(info.audio_codec)},
+                     {"sample_rate", info.sample_rate},
+                     {"channels", info.channels}};
+  }
+  return json;
+}
+
+}  // namespace zdr::host

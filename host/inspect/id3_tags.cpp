@@ -1,0 +1,142 @@
+// Runs the tag parser over a whole file, or over the part of one that a box holds.
+#include "host/inspect/id3_tags.h"
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string_view>
+
+#include "host/decoded_text.h"
+#include "host/inspect/os_file.h"
+
+namespace zdr::host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// A part of an open file, which the callbacks take for a whole one.
+struct FilePart {
+  void* file;
+  int64_t offset;
+  int64_t size;
+  int64_t position;
+};
+
+int32_t seek_part(void* handle, int32_t offset, int32_t whence) {
+  auto& part = *static_cast<FilePart*>(handle);
+  const int64_t base = whence == 0 ? 0 : whence == 1 ? part.position : part.size;
+  const int64_t target = part.offset + base + offset;
+  if (base + offset < 0 || target > INT32_MAX) return -1;
+  part.position = base + offset;
+  return OS_fseek(part.file, static_cast<int32_t>(target), 0);
+}
+
+uint32_t read_part(void* buffer, uint32_t size, uint32_t count, void* handle) {
+  auto& part = *static_cast<FilePart*>(handle);
+  const int64_t left = std::max<int64_t>(0, part.size - part.position);
+  const auto items = static_cast<uint32_t>(size == 0 ? 0 : std::min<int64_t>(count, left / size));
+  const uint32_t done = items == 0 ? 0 : OS_fread(buffer, size, items, part.file);
+  part.position += int64_t{done} * size;
+  return done;
+}
+
+int32_t tell_part(void* handle) {
+  const int64_t position = static_cast<FilePart*>(handle)->position;
+  return position > INT32_MAX ? -1 : static_cast<int32_t>(position);
+}
+
+// The file is open already, and stays open.
+constexpr AACF_FileIo kPartIo = {[](const char16_t*, const char*) -> void* { return nullptr; },
+                                 seek_part,
+                                 read_part,
+                                 OS_fwrite,
+                                 [](void*) { return 0; },
+                                 tell_part};
+
+struct NamedField {
+  const char* name;
+  char16_t* ID3P_Text::*field;
+};
+
+constexpr NamedField kFields[] = {
+    {"title", &ID3P_Text::title},       {"artist", &ID3P_Text::artist},
+    {"album", &ID3P_Text::album},       {"year", &ID3P_Text::year},
+    {"comment", &ID3P_Text::comment},   {"genre", &ID3P_Text::genre},
+    {"track", &ID3P_Text::track},       {"length", &ID3P_Text::length},
+    {"composer", &ID3P_Text::composer}, {"original artist", &ID3P_Text::original_artist},
+    {"user url", &ID3P_Text::user_url},
+};
+
+constexpr const char* kImageNames[] = {"JPEG", "GIF", "PNG"};
+
+// Little-endian with a mark in front.
+std::vector<uint8_t> marked_bytes(std::u16string_view text) {
+  std::vector<uint8_t> bytes{0xFF, 0xFE};
+  for (const char16_t unit : text) {
+    bytes.push_back(static_cast<uint8_t>(unit & 0xFF));
+    bytes.push_back(static_cast<uint8_t>(unit >> 8));
+  }
+  return bytes;
+}
+
+void add_tag(const char* version, const ID3P_Tag* tag, Json& list) {
+  if (tag == nullptr) return;
+  for (const NamedField& named : kFields) {
+    const char16_t* const text = tag->text.*named.field;
+    if (text == nullptr || *text == 0) continue;
+    Json entry{{"tag", named.name}, {"type", version}};
+    add_text(entry, "text", marked_bytes(text));
+    list.push_back(entry);
+  }
+  const ID3P_Picture* const picture = tag->text.picture;
+  if (picture == nullptr || picture->data_length == 0) return;
+  list.push_back({{"tag", "cover"},
+                  {"type", version},
+                  {"image", kImageNames[picture->format]},
+                  {"bytes", picture->data_length}});
+}
+
+}  // namespace
+
+Id3Tags::Id3Tags(const std::string& file) {
+  status_ = ID3P_Parse(open_file(file).get(), &kFileIo, &tags_);
+}
+
+Id3Tags::Id3Tags(const std::string& file, uint64_t offset, uint64_t size) : status_(ID3P_ERR_FAILED) {
+  const OwnedFile handle = open_file(file);
+  if (handle == nullptr || offset > INT32_MAX || size > INT32_MAX) return;
+  FilePart part{handle.get(), static_cast<int64_t>(offset), static_cast<int64_t>(size), 0};
+  if (seek_part(&part, 0, 0) == 0) status_ = ID3P_Parse(&part, &kPartIo, &tags_);
+}
+
+uint32_t Id3Tags::v2_bytes() const {
+  if (tags_.v22 != nullptr) return tags_.v22->size;
+  if (tags_.v23 != nullptr) return tags_.v23->size;
+  return tags_.v24 != nullptr ? tags_.v24->size : 0;
+}
+
+Json Id3Tags::v2_json() const {
+  Json list = Json::array();
+  add_tag("ID3v2.2", tags_.v22, list);
+  add_tag("ID3v2.3", tags_.v23, list);
+  return list;
+}
+
+Json Id3Tags::json() const {
+  Json list = v2_json();
+  // The parser measures tags of this version only.
+  if (tags_.v24 != nullptr) {
+    list.push_back({{"tag", "ID3v2 tag"}, {"type", "ID3v2.4"}, {"offset", 0}, {"bytes", tags_.v24->size}});
+  }
+  add_tag("ID3v1", tags_.v1, list);
+  return list;
+}
+
+std::vector<uint8_t> Id3Tags::picture() const {
+  const ID3P_Picture* const picture = tags_.v23 != nullptr ? tags_.v23->text.picture : nullptr;
+  if (picture == nullptr) return {};
+  return {picture->data, picture->data + picture->data_length};
+}
+
+}  // namespace zdr::host

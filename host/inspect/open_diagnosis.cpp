@@ -1,0 +1,157 @@
+// Statuses of the parser in words, and the questions that find the one that stopped the filter.
+#include "host/inspect/open_diagnosis.h"
+
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+#include "host/inspect/aac_file_view.h"
+#include "host/inspect/parsed_file.h"
+#include "host/messages.h"
+
+namespace zdr::host {
+namespace {
+
+struct StatusText {
+  int32_t status;
+  const char* text;
+};
+
+constexpr StatusText kStatusTexts[] = {
+    {P3GPP_ERR_GENERIC, "a box that must be there is missing or damaged"},
+    {P3GPP_ERR_NO_MEMORY, "out of memory"},
+    {P3GPP_ERR_OPEN, "the file cannot be opened"},
+    {P3GPP_ERR_READ, "the file ends inside this box, or the box claims more than it holds"},
+    {P3GPP_ERR_SEEK, "a position in the file cannot be reached"},
+    {P3GPP_ERR_BOX_SIZE, "the box size is wrong"},
+    {P3GPP_ERR_NO_MOOV, "no movie box found: not an ISO media file, or its front part only"},
+    {P3GPP_ERR_NO_TABLE, "a sample table is missing or shorter than its count"},
+    {P3GPP_ERR_NO_STBL_PAYLOAD, "the track has no usable sample tables"},
+    {P3GPP_ERR_NO_STBL, "the track has no sample tables"},
+    {P3GPP_ERR_NO_ENTRY_PAYLOAD, "the sample entry has no decoder configuration"},
+    {P3GPP_ERR_ENTRY_NOT_HANDLED, "no decoder description for this kind of sample entry"},
+    {P3GPP_ERR_DECODER_CONFIG, "the decoder configuration is missing or malformed"},
+};
+
+std::string describe(int32_t status) {
+  for (const StatusText& known : kStatusTexts) {
+    if (known.status == status) return known.text;
+  }
+  return "the parser refuses the file";
+}
+
+int32_t first_track_status(P3gppFile* file, uint32_t id, bool& empty) {
+  P3gppTrackInfo* info = nullptr;
+  int32_t status = P3GPP_GetTrackInfo(file, id, &info);
+  if (status != P3GPP_OK) return status;
+  empty = info->sample_count == 0;
+  info->release(info);
+  P3gppDecoderInfo* decoder = nullptr;
+  status = P3GPP_GetDecoderInfo(file, id, &decoder, 1);
+  if (decoder != nullptr) decoder->release(decoder);
+  if (status != P3GPP_OK) return status;
+  P3gppTrack* track = nullptr;
+  status = P3GPP_OpenTrack(file, &track, id, kTrackCacheBytes);
+  if (status == P3GPP_OK) P3GPP_CloseTrack(track);
+  return status;
+}
+
+// Why the first track of a type gives no pin; empty when the file has no such track.
+std::string track_reason(P3gppFile* file, uint32_t type, uint32_t count, const char* name,
+                         std::string& status_text) {
+  if (count == 0) return {};
+  std::vector<uint32_t> ids(count);
+  uint32_t found = 0;
+  P3GPP_GetTrackIds(file, type, ids.data(), &found);
+  bool empty = false;
+  const int32_t status = first_track_status(file, ids[0], empty);
+  status_text = std::to_string(status);
+  std::string reason = describe(status);
+  if (status == P3GPP_ERR_NO_TABLE) reason = "its codec is not supported, or a sample table is missing";
+  if (empty) reason = "no samples in its tables (movie fragments are not read)";
+  return std::string(name) + " track: " + reason;
+}
+
+OpenDiagnosis without_pins(P3gppFile* file) {
+  P3gppTrackCounts counts{};
+  P3GPP_GetTrackCounts(file, &counts);
+  OpenDiagnosis diagnosis{ExitCode::kNotSupported, "", "no audio or video track in the file", ""};
+  std::string status;
+  const std::string audio = track_reason(file, P3GPP_TRACK_AUDIO, counts.audio, "audio", status);
+  const std::string video = track_reason(file, P3GPP_TRACK_VIDEO, counts.video, "video", status);
+  if (audio.empty() && video.empty()) return diagnosis;
+  diagnosis.reason = "no usable track: " + audio + (audio.empty() || video.empty() ? "" : "; ") + video;
+  diagnosis.status = status;
+  return diagnosis;
+}
+
+OpenDiagnosis diagnose_iso(const std::string& file, int32_t load_result) {
+  const ParsedFile parsed(file);
+  if (parsed.status() == P3GPP_OK) return without_pins(parsed.file());
+  OpenDiagnosis diagnosis = diagnose_parse(file, parsed);
+  if (parsed.status() == P3GPP_ERR_OPEN) diagnosis.status = hresult_text(load_result);
+  return diagnosis;
+}
+
+}  // namespace
+
+std::optional<OpenDiagnosis> diagnose_before_open(const std::string& file) {
+  if (to_utf8(to_wide(file)) != file) {
+    return OpenDiagnosis{ExitCode::kCannotOpen, "", "the name is not UTF-8 and cannot be passed on", ""};
+  }
+  std::error_code code;
+  switch (std::filesystem::status(file, code).type()) {
+    case std::filesystem::file_type::fifo:
+    case std::filesystem::file_type::character:
+    case std::filesystem::file_type::socket:
+      return OpenDiagnosis{ExitCode::kCannotOpen, "", "is a pipe or a device, which cannot be sought", ""};
+    default:
+      return std::nullopt;
+  }
+}
+
+OpenDiagnosis diagnose_parse(const std::string& file, const ParsedFile& parsed) {
+  if (const auto refused = diagnose_before_open(file)) return *refused;
+  OpenDiagnosis diagnosis;
+  diagnosis.status = std::to_string(parsed.status());
+  if (parsed.status() == P3GPP_ERR_OPEN) {
+    std::error_code code;
+    const bool exists = std::filesystem::exists(file, code);
+    diagnosis.reason = !exists                                     ? "no such file"
+                       : std::filesystem::is_directory(file, code) ? "is a folder"
+                                                                   : "the file cannot be opened";
+    return diagnosis;
+  }
+  const P3gppOpenError& error = parsed.error();
+  const bool has_movie = std::string(error.path).starts_with("moov");
+  if (!is_iso_media(file) && !has_movie && parsed.status() != P3GPP_ERR_NO_MEMORY) {
+    return {ExitCode::kNotSupported, "", "not an ISO media file", diagnosis.status};
+  }
+  if (error.path[0] != '\0') {
+    diagnosis.place = std::string(error.path) + " at offset " + std::to_string(error.offset) + ", size " +
+                      std::to_string(error.size);
+  }
+  // What happened in the box tells more than what its container made of it.
+  diagnosis.reason = "damaged: " + describe(error.status);
+  return diagnosis;
+}
+
+OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
+  const std::string status = hresult_text(load_result);
+  if (load_result == VFW_E_NOT_FOUND) return {ExitCode::kCannotOpen, "", "no such file", status};
+  std::error_code code;
+  const auto path = std::filesystem::path(file);
+  if (!std::filesystem::exists(path, code)) return {ExitCode::kCannotOpen, "", "no such file", status};
+  if (std::filesystem::is_directory(path, code)) return {ExitCode::kCannotOpen, "", "is a folder", status};
+  if (!std::ifstream(path)) return {ExitCode::kCannotOpen, "", "the file cannot be opened", status};
+  if (is_iso_media(file)) return diagnose_iso(file, load_result);
+  if (is_speech_file(file)) {
+    return {ExitCode::kCannotOpen, "", "damaged: the header line does not end", status};
+  }
+  if (is_aac_file(file)) return diagnose_aac_file(file, load_result);
+  return {ExitCode::kNotSupported, "", "unknown extension (it decides how a file is read)", status};
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,146 @@
+// Damaged files through the whole system: commands, graph, filter, parser. Whatever a file claims, a run ends
+// soon, with the exit code of its kind, a line that says why, and outputs that agree with both.
+//
+// ZDR_HOSTILE_RUNS sets how many files are tried and ZDR_HOSTILE_SEED the damage.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <sstream>
+
+#include "host/commands/commands.h"
+#include "platform/win32/session.h"
+#include "tests/support/mutator.h"
+#include "tests/support/temp_folder.h"
+
+namespace zdr::host {
+namespace {
+
+using test::Bytes;
+
+constexpr size_t kSmallBytes = 65536;
+
+// Sanitizers slow a run down, by factors that are theirs; elsewhere a small file has a tenth of a second.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(NDEBUG)
+constexpr double kLimitMs = 5000;
+#else
+constexpr double kLimitMs = 100;
+#endif
+
+uint32_t setting(const char* name, uint32_t fallback) {
+  const char* text = std::getenv(name);
+  return text != nullptr ? static_cast<uint32_t>(std::strtoul(text, nullptr, 10)) : fallback;
+}
+
+struct Seed {
+  std::string name;
+  Bytes bytes;
+};
+
+// The samples, and their fronts of up to 64 KiB where the tables come first.
+std::vector<Seed> seeds() {
+  std::vector<Seed> list;
+  for (const auto& entry : std::filesystem::directory_iterator(ZDR_SAMPLES_DIR)) {
+    const std::string extension = entry.path().extension();
+    if (extension == ".sh") continue;
+    const std::string content = tests::read_file(entry.path());
+    Bytes bytes(content.begin(), content.end());
+    list.push_back({entry.path().filename(), bytes});
+    if (bytes.size() > kSmallBytes && content.find("moov") < content.find("mdat")) {
+      bytes.resize(kSmallBytes);
+      list.push_back({entry.path().filename(), bytes});
+    }
+  }
+  std::sort(list.begin(), list.end(), [](const Seed& a, const Seed& b) { return a.name < b.name; });
+  return list;
+}
+
+// Of all threads: a busy machine must not fail the test, an endless loop must.
+double cpu_ms() {
+  timespec now{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+}
+
+struct Outcome {
+  ExitCode code;
+  std::string out;
+  std::string err;
+  double ms;
+};
+
+Outcome run_command(const std::string& command, const std::filesystem::path& file,
+                    const std::filesystem::path& output) {
+  Options options;
+  options.command = command;
+  options.files = {file.string()};
+  options.output = output.string();
+  std::ostringstream out;
+  testing::internal::CaptureStderr();
+  const double begun = cpu_ms();
+  Outcome run{};
+  if (command == "play") run.code = run_play(options, out);
+  if (command == "info") run.code = run_info(options, out);
+  if (command == "samples") run.code = run_samples(options, out);
+  run.ms = cpu_ms() - begun;
+  run.out = out.str();
+  run.err = testing::internal::GetCapturedStderr();
+  return run;
+}
+
+// What is wrong with a run; empty when nothing is.
+std::string objection(const std::string& command, const Outcome& run, const std::filesystem::path& output) {
+  const bool opened = run.code == ExitCode::kDone || run.code == ExitCode::kLoss;
+  const bool refused = run.code == ExitCode::kCannotOpen || run.code == ExitCode::kNotSupported;
+  if (!opened && !refused) return "exit code " + std::to_string(static_cast<int>(run.code));
+  if (run.code != ExitCode::kDone && run.err.empty()) return "no word about the failure";
+  if (command == "info") return {};
+  std::istringstream lines(run.err);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("zdr: ", 0) != 0) return "a line that is no message: " + line;
+  }
+  if (command != "play") return {};
+  bool partial = false;
+  bool whole = false;
+  for (const auto& entry : std::filesystem::directory_iterator(output)) {
+    (entry.path().extension() == ".part" ? partial : whole) = true;
+  }
+  if (refused && (partial || whole)) return "an output of a file that was refused";
+  if (run.code == ExitCode::kDone && partial) return "a partial output after success";
+  return {};
+}
+
+TEST(HostileFiles, EndSoonWithTheRightCodeAndAWord) {
+  ASSERT_TRUE(platform::set_private_session());
+  const std::vector<Seed> originals = seeds();
+  test::Mutator mutator(setting("ZDR_HOSTILE_SEED", 1));
+  const tests::TempFolder folder;
+  const char* const commands[] = {"play", "samples", "info"};
+  size_t counts[256] = {};  // by exit code
+  for (uint32_t i = setting("ZDR_HOSTILE_RUNS", 400); i > 0; --i) {
+    const Seed& seed = originals[mutator.below(originals.size())];
+    const Bytes bytes = mutator.damaged(seed.bytes);
+    const std::string command = commands[mutator.below(3)];
+    const std::filesystem::path file = folder / seed.name;
+    const std::filesystem::path output = folder / "out";
+    tests::write_file(file, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    std::filesystem::create_directory(output);
+    const Outcome run = run_command(command, file, output);
+    ++counts[static_cast<uint8_t>(run.code)];
+    std::string reason = objection(command, run, output);
+    if (bytes.size() <= kSmallBytes && run.ms > kLimitMs) reason = "took " + std::to_string(run.ms) + " ms";
+    std::filesystem::remove_all(output);
+    if (reason.empty()) continue;
+    ADD_FAILURE() << command << " " << seed.name << ", " << i << " runs before the end: " << reason << "\n"
+                  << run.err;
+  }
+  for (const ExitCode code :
+       {ExitCode::kDone, ExitCode::kCannotOpen, ExitCode::kLoss, ExitCode::kNotSupported}) {
+    const auto number = static_cast<int>(code);
+    EXPECT_GT(counts[number], 0u) << "the damage never led to exit code " << number;
+  }
+}
+
+}  // namespace
+}  // namespace zdr::host

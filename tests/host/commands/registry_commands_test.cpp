@@ -1,0 +1,161 @@
+// Registering the module, showing the registry, and finding the filter through it.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+
+#include "host/commands/commands.h"
+#include "host/graph/module_loader.h"
+#include "tests/support/registry_file.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr const char16_t* kSource3gp = u"Media Type\\Extensions\\.3gp";
+
+bool is_mapped(const std::filesystem::path& module) {
+  return tests::read_file("/proc/self/maps").find(module.string()) != std::string::npos;
+}
+
+class RegistryCommands : public testing::Test {
+ protected:
+  RegistryCommands() {
+    options_.quiet = true;
+    unsetenv("ZDR_MODULE");
+    testing::internal::CaptureStderr();
+  }
+  ~RegistryCommands() override { testing::internal::GetCapturedStderr(); }
+
+  // Registers a copy of the module, which is then the registered one and not that beside the program.
+  std::filesystem::path register_copy() {
+    const std::filesystem::path copy = folder_ / "Registered.so";
+    std::filesystem::copy_file(ZDR_MODULE_FILE, copy);
+    setenv("ZDR_MODULE", copy.c_str(), 1);
+    EXPECT_EQ(run_register(options_), ExitCode::kDone);
+    unsetenv("ZDR_MODULE");
+    CoFreeUnusedLibraries();
+    EXPECT_FALSE(is_mapped(copy));
+    return copy;
+  }
+
+  // Whether a filter for the file can be made, and from the module.
+  bool comes_from(const std::filesystem::path& module, const char* file) {
+    HRESULT hr = S_OK;
+    const com::ComPtr<IBaseFilter> filter = create_source_filter(file, messages_, hr);
+    EXPECT_EQ(hr, S_OK) << file;
+    return filter && is_mapped(module);
+  }
+
+  tests::RegistryFile registry_;
+  tests::TempFolder folder_;
+  Options options_;
+  Messages messages_{true};
+};
+
+TEST_F(RegistryCommands, FiltersComeFromTheRegisteredModule) {
+  EXPECT_TRUE(comes_from(ZDR_MODULE_FILE, "clip.3gp"));
+  const std::filesystem::path copy = register_copy();
+  EXPECT_FALSE(comes_from(copy, "clip.mp4")) << "an extension that is not registered";
+  EXPECT_TRUE(comes_from(copy, "a.b/clip.3GP"));
+  EXPECT_TRUE(messages_.take_notes().empty());
+
+  setenv("ZDR_MODULE", copy.c_str(), 1);
+  EXPECT_EQ(run_unregister(options_), ExitCode::kDone);
+  unsetenv("ZDR_MODULE");
+  EXPECT_FALSE(tests::RegistryFile::has_key(kSource3gp));
+  CoFreeUnusedLibraries();
+  EXPECT_FALSE(comes_from(copy, "clip.3gp"));
+}
+
+TEST_F(RegistryCommands, FaultyEntriesAreNotedAndPassedOver) {
+  const std::filesystem::path copy = register_copy();
+  std::filesystem::remove(copy);
+  EXPECT_TRUE(comes_from(ZDR_MODULE_FILE, "clip.3gp"));
+  std::vector<std::string> notes = messages_.take_notes();
+  ASSERT_EQ(notes.size(), 1u);
+  EXPECT_NE(notes[0].find("[0x8007007E]"), std::string::npos) << notes[0];
+
+  HKEY key = nullptr;
+  ASSERT_EQ(RegCreateKeyW(HKEY_CLASSES_ROOT, kSource3gp, &key), ERROR_SUCCESS);
+  for (const std::u16string text : {u"{no class}", u"{7C0B2D5E-3A94-4E61-9F27-5D8B1A6E40C3} and more", u""}) {
+    RegSetValueExW(key, u"Source Filter", 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                   static_cast<DWORD>(2 * text.size()));
+    EXPECT_TRUE(comes_from(ZDR_MODULE_FILE, "clip.3gp"));
+    EXPECT_EQ(messages_.take_notes().size(), 1u);
+  }
+  RegCloseKey(key);
+
+  registry_.write("REGEDIT4\nwhat is this\n");
+  EXPECT_TRUE(comes_from(ZDR_MODULE_FILE, "clip.3gp"));
+  notes = messages_.take_notes();
+  ASSERT_EQ(notes.size(), 1u);
+  EXPECT_NE(notes[0].find("[0x800703F1]"), std::string::npos) << notes[0];
+}
+
+TEST_F(RegistryCommands, FailuresTellWhatAndWhere) {
+  std::ostringstream out;
+  const std::string damaged = "REGEDIT4\nwhat is this\n";
+  registry_.write(damaged);
+  EXPECT_EQ(run_register(options_), ExitCode::kCannotOpen);
+  EXPECT_EQ(run_unregister(options_), ExitCode::kCannotOpen);
+  EXPECT_EQ(run_registry(options_, out), ExitCode::kCannotOpen);
+  EXPECT_EQ(registry_.content(), damaged);
+  const std::string told = testing::internal::GetCapturedStderr();
+  EXPECT_NE(told.find("line 2: the registry cannot be read: neither a key nor a value [0x800703F1]"),
+            std::string::npos)
+      << told;
+  testing::internal::CaptureStderr();
+  EXPECT_TRUE(out.str().empty());
+
+  std::filesystem::remove(registry_.path());
+  setenv("ZDR_REGISTRY", "/proc/no-such-folder/registry.reg", 1);
+  EXPECT_EQ(run_register(options_), ExitCode::kCannotWrite);
+  setenv("ZDR_MODULE", "/etc/passwd", 1);
+  EXPECT_EQ(run_register(options_), ExitCode::kCannotOpen);
+}
+
+TEST_F(RegistryCommands, ShowTheRegistryAsItsTextAndAsJson) {
+  ASSERT_EQ(run_register(options_), ExitCode::kDone);
+  std::ostringstream text;
+  EXPECT_EQ(run_registry(options_, text), ExitCode::kDone);
+  EXPECT_EQ(text.str(), registry_.content());
+
+  options_.json = true;
+  std::ostringstream out;
+  EXPECT_EQ(run_registry(options_, out), ExitCode::kDone);
+  const auto json = nlohmann::json::parse(out.str());
+  EXPECT_EQ(json["schema"], 1);
+  size_t values = 0;
+  nlohmann::json player;
+  for (const auto& key : json["keys"]) {
+    values += key["values"].size();
+    if (key["key"] == "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\MultiMedia\\WMPlayer\\Extensions\\.3ga")
+      player = key["values"];
+  }
+  EXPECT_EQ(values, 6u * 4 + 3 + 3);  // extensions, class with its server, filter
+  ASSERT_EQ(player.size(), 2u);
+  EXPECT_EQ(
+      player[0],
+      (nlohmann::json{{"name", "Permissions"}, {"type", "REG_DWORD"}, {"number", 31}, {"hex", "1f000000"}}));
+}
+
+// The program alone in a folder has nothing but the registry to go by.
+TEST_F(RegistryCommands, AProgramWithoutAModuleBesideItUsesTheRegisteredOne) {
+  std::filesystem::copy_file(ZDR_PROGRAM_FILE, folder_ / "zdr");
+  const auto exit_code = [&](const char* sample) {
+    const std::string command =
+        (folder_ / "zdr").string() + " info " + ZDR_SAMPLES_DIR "/" + sample + " > /dev/null 2>&1";
+    return WEXITSTATUS(std::system(command.c_str()));
+  };
+  EXPECT_EQ(exit_code("h263-amr.3gp"), 1);
+  register_copy();
+  EXPECT_EQ(exit_code("h263-amr.3gp"), 0);
+  EXPECT_EQ(exit_code("avc-aac.mp4"), 0);
+}
+
+}  // namespace
+}  // namespace zdr::host

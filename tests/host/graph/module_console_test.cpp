@@ -1,0 +1,36 @@
+// What the libraries inside of the filter module would print.
+#include <gtest/gtest.h>
+
+#include "host/graph/module_loader.h"
+#include "tests/filters/debugger_texts.h"
+#include "tests/support/id3_builder.h"
+#include "tests/support/temp_folder.h"
+
+namespace zdr::host {
+namespace {
+
+TEST(Console, OfTheModuleIsTheDebugger) {
+  const test::Bytes picture = test::bytes_of(std::string("\1image/png\0\3\0", 13));
+  // A raw stream of AAC Main behind its length byte, with the byte 0xFF that must follow.
+  const test::Bytes contents[] = {test::id3v2(3, 0, test::v23_frame("APIC", picture)),
+                                  test::concat({{2, 0x0A, 0x10}, test::Bytes(20, 0xFF)})};
+  const tests::TempFolder folder;
+  const std::string file = (folder / "clip.aac").string();
+  const tests::DebuggerTexts debugger;
+  testing::internal::CaptureStderr();
+  for (const test::Bytes& content : contents) {
+    tests::write_file(file, {reinterpret_cast<const char*>(content.data()), content.size()});
+    Messages messages(true);
+    HRESULT hr = S_OK;
+    const com::ComPtr<IBaseFilter> filter = create_source_filter(file, messages, hr);
+    com::ComPtr<IFileSourceFilter> loader;
+    ASSERT_EQ(filter->QueryInterface(IID_IFileSourceFilter, loader.out_void()), S_OK);
+    EXPECT_EQ(loader->Load(to_wide(file).c_str(), nullptr), VFW_E_INVALID_FILE_FORMAT);
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(debugger.all(),
+            u"\n Unicode not supported nowlObjectType = 1 =Failed at Zd_AAC_Dec_sParseRawConfigData\n");
+}
+
+}  // namespace
+}  // namespace zdr::host
