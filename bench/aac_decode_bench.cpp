@@ -9,7 +9,7 @@
 
 #include "aacdec/fixed/cpu.h"
 #include "aacdec/zd_aac_dec.h"
-#include "tests/aacdec/adts_file.h"
+#include "mediakit/aac/adts_file.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -11,7 +11,7 @@
 #include "aacdec/syntax/raw_data_block.h"
 #include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"
-#include "tests/aacdec/adts_file.h"
+#include "mediakit/aac/adts_file.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "esparse/amr/amrf.h"
+#include "mediakit/files/temp_folder.h"
 #include "os/os.h"
-#include "tests/support/temp_folder.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
+#include "mediakit/files/sources.h"
 #include "os/os.h"
-#include "tests/fmgr/sources.h"
 
 namespace {
 

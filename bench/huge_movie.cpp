@@ -8,8 +8,8 @@
 #include <map>
 #include <numeric>
 
-#include "tests/support/box_builder.h"
-#include "tests/support/temp_folder.h"
+#include "mediakit/boxes/box_builder.h"
+#include "mediakit/files/temp_folder.h"
 
 namespace zdr::bench {
 namespace {

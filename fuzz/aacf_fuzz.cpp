@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "esparse/aac/aacf.h"
-#include "tests/support/memory_file.h"
+#include "mediakit/files/memory_file.h"
 
 namespace {
 

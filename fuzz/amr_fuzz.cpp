@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "esparse/amr/frame_reader.h"
-#include "tests/esparse/amr/memory_source.h"
+#include "mediakit/files/memory_source.h"
 
 namespace {
 

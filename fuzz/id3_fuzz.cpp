@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "id3p/id3p.h"
-#include "tests/support/memory_file.h"
+#include "mediakit/files/memory_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ID3P_SetConsole([](const char*) {});

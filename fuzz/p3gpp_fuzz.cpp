@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "tests/p3gpp/exercise.h"
+#include "mediakit/drivers/exercise.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FMGR_Descriptor descriptor{};

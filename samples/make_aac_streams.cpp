@@ -15,10 +15,10 @@
 
 #include "aacdec/syntax/raw_data_block.h"
 #include "aacdec/syntax/sampling_rates.h"
-#include "tests/aacdec/adts_file.h"
-#include "tests/aacdec/block_writer.h"
-#include "tests/aacdec/ps_writer.h"
-#include "tests/aacdec/sbr_writer.h"
+#include "mediakit/aac/adts_file.h"
+#include "mediakit/aac/block_writer.h"
+#include "mediakit/aac/ps_writer.h"
+#include "mediakit/aac/sbr_writer.h"
 
 namespace zdr::aacdec::test {
 namespace {

@@ -13,7 +13,7 @@
 
 #include "aacdec/fixed/fixed_point.h"
 #include "aacdec/tables/spectral_codes.h"
-#include "tests/aacdec/block_writer.h"
+#include "mediakit/aac/block_writer.h"
 #include "tests/aacdec/core/reference_core.h"
 #include "tests/aacdec/test_decoder.h"
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "tests/aacdec/block_writer.h"
+#include "mediakit/aac/block_writer.h"
 #include "tests/aacdec/test_decoder.h"
 
 namespace zdr::aacdec {

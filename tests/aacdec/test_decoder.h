@@ -7,7 +7,7 @@
 
 #include "aacdec/syntax/frame.h"
 #include "aacdec/zd_aac_dec.h"
-#include "tests/aacdec/adts_file.h"
+#include "mediakit/aac/adts_file.h"
 
 namespace zdr::aacdec::test {
 

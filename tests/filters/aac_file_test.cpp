@@ -4,11 +4,11 @@
 #include <cstring>
 
 #include "esparse/aac/aacf.h"
+#include "mediakit/aac/adts_file.h"
+#include "mediakit/aac/stream_builder.h"
+#include "mediakit/files/id3_builder.h"
 #include "os/os.h"
-#include "tests/aacdec/adts_file.h"
-#include "tests/esparse/aac/stream_builder.h"
 #include "tests/filters/sink_graph.h"
-#include "tests/support/id3_builder.h"
 
 namespace zdr::tests {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "tests/esparse/amr/speech_file.h"
+#include "mediakit/files/speech_file.h"
 #include "tests/filters/sink_graph.h"
 
 namespace zdr::tests {

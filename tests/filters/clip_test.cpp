@@ -8,9 +8,9 @@
 
 #include "filters/source/mp4/interfaces/zandor_video_source.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "mediakit/aac/stream_builder.h"
+#include "mediakit/files/speech_file.h"
 #include "os/os.h"
-#include "tests/esparse/aac/stream_builder.h"
-#include "tests/esparse/amr/speech_file.h"
 #include "tests/filters/codec_tracks.h"
 #include "tests/filters/sink_graph.h"
 #include "tests/support/failing_allocator.h"

@@ -1,7 +1,7 @@
 // Tracks of every codec that the filter knows, with configurations whose bytes can be told apart.
 #pragma once
 
-#include "tests/support/movie_builder.h"
+#include "mediakit/boxes/movie_builder.h"
 
 namespace zdr::tests {
 

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "filters/source/mp4/mp4_source.h"
+#include "mediakit/boxes/movie_builder.h"
+#include "mediakit/files/temp_folder.h"
 #include "tests/filters/fake_sample.h"
-#include "tests/support/movie_builder.h"
-#include "tests/support/temp_folder.h"
 
 namespace zdr::tests {
 

@@ -5,8 +5,8 @@
 
 #include <random>
 
+#include "mediakit/files/sources.h"
 #include "tests/fmgr/device_tap.h"
-#include "tests/fmgr/sources.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "mediakit/files/sources.h"
 #include "os/os.h"
-#include "tests/fmgr/sources.h"
 
 namespace {
 

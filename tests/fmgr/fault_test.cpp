@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "tests/fmgr/sources.h"
+#include "mediakit/files/sources.h"
 #include "tests/platform/fault_at.h"
 #include "tests/support/failing_allocator.h"
 

@@ -1,5 +1,5 @@
 // Random operations on sibling streams against the model, over devices and buffer sizes.
-#include "tests/fmgr/stream_model.h"
+#include "mediakit/drivers/stream_model.h"
 
 #include <gtest/gtest.h>
 

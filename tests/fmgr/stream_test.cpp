@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "mediakit/files/sources.h"
 #include "os/os.h"
 #include "tests/fmgr/device_tap.h"
-#include "tests/fmgr/sources.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/fmgr/sources.h"
+#include "mediakit/files/sources.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <set>
 
 #include "id3p/id3p.h"
+#include "mediakit/files/id3_builder.h"
+#include "mediakit/files/memory_file.h"
 #include "tests/support/failing_allocator.h"
-#include "tests/support/id3_builder.h"
-#include "tests/support/memory_file.h"
 
 namespace {
 

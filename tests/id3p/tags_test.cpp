@@ -4,8 +4,8 @@
 #include <string>
 
 #include "id3p/id3p.h"
-#include "tests/support/id3_builder.h"
-#include "tests/support/memory_file.h"
+#include "mediakit/files/id3_builder.h"
+#include "mediakit/files/memory_file.h"
 
 namespace {
 

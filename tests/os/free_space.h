@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "tests/support/temp_folder.h"
+#include "mediakit/files/temp_folder.h"
 
 namespace zdr::tests {
 

@@ -5,10 +5,10 @@
 #include <memory>
 
 #include "fault_injection.h"
+#include "mediakit/files/temp_folder.h"
 #include "os/open_file.h"
 #include "os/path_calls.h"
 #include "tests/os/free_space.h"
-#include "tests/support/temp_folder.h"
 
 namespace {
 

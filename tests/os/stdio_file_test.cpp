@@ -5,9 +5,9 @@
 #include <memory>
 
 #include "fault_injection.h"
+#include "mediakit/files/temp_folder.h"
 #include "os/os.h"
 #include "tests/os/free_space.h"
-#include "tests/support/temp_folder.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "mediakit/boxes/movie_builder.h"
 #include "p3gpp/box_tree.h"
 #include "shown_boxes.h"
-#include "tests/support/movie_builder.h"
 
 namespace zdr::test {
 namespace {

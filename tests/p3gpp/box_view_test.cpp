@@ -4,9 +4,9 @@
 
 #include <set>
 
+#include "mediakit/boxes/movie_builder.h"
 #include "shown_boxes.h"
 #include "tagged_movie.h"
-#include "tests/support/movie_builder.h"
 
 namespace zdr::test {
 namespace {

@@ -10,14 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "exercise.h"
+#include "mediakit/boxes/metadata_builder.h"
+#include "mediakit/boxes/movie_builder.h"
+#include "mediakit/drivers/exercise.h"
+#include "mediakit/files/mutator.h"
+#include "mediakit/files/temp_folder.h"
 #include "opened_movie.h"
 #include "tests/platform/fault_at.h"
 #include "tests/support/failing_allocator.h"
-#include "tests/support/metadata_builder.h"
-#include "tests/support/movie_builder.h"
-#include "tests/support/mutator.h"
-#include "tests/support/temp_folder.h"
 
 namespace zdr::test {
 namespace {

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "mediakit/boxes/movie_builder.h"
 #include "tagged_movie.h"
-#include "tests/support/movie_builder.h"
 
 namespace zdr::test {
 namespace {

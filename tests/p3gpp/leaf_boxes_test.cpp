@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "mediakit/boxes/metadata_builder.h"
+#include "mediakit/boxes/movie_builder.h"
 #include "shown_boxes.h"
-#include "tests/support/metadata_builder.h"
-#include "tests/support/movie_builder.h"
 
 namespace zdr::test {
 namespace {

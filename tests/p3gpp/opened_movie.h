@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "mediakit/boxes/box_builder.h"
 #include "p3gpp/p3gpp.h"
-#include "tests/support/box_builder.h"
 
 namespace zdr::test {
 

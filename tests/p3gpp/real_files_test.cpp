@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "exercise.h"
 #include "lookup_answers.h"
+#include "mediakit/drivers/exercise.h"
 #include "shown_boxes.h"
 #include "tests/support/failing_allocator.h"
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "mediakit/boxes/movie_builder.h"
 #include "shown_boxes.h"
-#include "tests/support/movie_builder.h"
 
 namespace zdr::test {
 namespace {

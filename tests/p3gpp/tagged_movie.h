@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "mediakit/boxes/metadata_builder.h"
 #include "opened_movie.h"
-#include "tests/support/metadata_builder.h"
 
 namespace zdr::test {
 

@@ -3,7 +3,7 @@
 #include <random>
 
 #include "lookup_answers.h"
-#include "tests/support/movie_builder.h"
+#include "mediakit/boxes/movie_builder.h"
 
 namespace zdr::test {
 namespace {

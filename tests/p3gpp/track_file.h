@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "mediakit/boxes/box_builder.h"
 #include "opened_movie.h"
 #include "p3gpp/p3gpp.h"
-#include "tests/support/box_builder.h"
 
 namespace zdr::test {
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/temp_folder.h"
+#include "mediakit/files/temp_folder.h"
 
 namespace zdr::tests {
 

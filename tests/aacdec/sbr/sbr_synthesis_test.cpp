@@ -11,8 +11,8 @@
 
 #include "aacdec/fixed/cpu.h"
 #include "aacdec/sbr/sbr_kernels.h"
+#include "mediakit/aac/sbr_stream.h"
 #include "tests/aacdec/sbr/sbr_reference.h"
-#include "tests/aacdec/sbr_stream.h"
 
 namespace zdr::aacdec {
 namespace {

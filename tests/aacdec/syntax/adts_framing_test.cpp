@@ -1,7 +1,7 @@
 // Where the decoder finds the blocks of a stream with ADTS headers.
 #include <gtest/gtest.h>
 
-#include "tests/aacdec/block_writer.h"
+#include "mediakit/aac/block_writer.h"
 #include "tests/aacdec/test_decoder.h"
 
 namespace zdr::aacdec {

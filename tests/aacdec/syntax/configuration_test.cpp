@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "aacdec/zd_aac_dec.h"
-#include "tests/aacdec/adts_file.h"
-#include "tests/aacdec/block_writer.h"
+#include "mediakit/aac/adts_file.h"
+#include "mediakit/aac/block_writer.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"
-#include "tests/aacdec/adts_file.h"
+#include "mediakit/aac/adts_file.h"
 #include "tests/aacdec/test_decoder.h"
 
 namespace zdr::aacdec {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "aacdec/tables/ps_codes.h"
-#include "tests/aacdec/bit_writer.h"
-#include "tests/aacdec/ps_writer.h"
+#include "mediakit/aac/bit_writer.h"
+#include "mediakit/aac/ps_writer.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "aacdec/tables/spectral_codes.h"
-#include "tests/aacdec/block_writer.h"
+#include "mediakit/aac/block_writer.h"
 
 namespace zdr::aacdec {
 namespace {

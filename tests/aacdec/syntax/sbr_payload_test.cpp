@@ -7,8 +7,8 @@
 
 #include "aacdec/syntax/raw_data_block.h"
 #include "aacdec/syntax/sampling_rates.h"
-#include "tests/aacdec/block_writer.h"
-#include "tests/aacdec/sbr_writer.h"
+#include "mediakit/aac/block_writer.h"
+#include "mediakit/aac/sbr_writer.h"
 
 namespace zdr::aacdec {
 namespace {

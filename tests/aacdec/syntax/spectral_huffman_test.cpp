@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "aacdec/tables/spectral_codes.h"
-#include "tests/aacdec/bit_writer.h"
+#include "mediakit/aac/bit_writer.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
+#include "mediakit/files/id3_builder.h"
 #include "tests/esparse/aac/opened_file.h"
 #include "tests/support/failing_allocator.h"
-#include "tests/support/id3_builder.h"
 
 namespace {
 

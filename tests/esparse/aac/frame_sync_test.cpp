@@ -7,8 +7,8 @@
 
 #include "esparse/aac/aacf.h"
 #include "esparse/aac/frame_sync.h"
-#include "tests/esparse/aac/stream_builder.h"
-#include "tests/support/box_builder.h"
+#include "mediakit/aac/stream_builder.h"
+#include "mediakit/boxes/box_builder.h"
 
 namespace {
 

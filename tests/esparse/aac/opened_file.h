@@ -2,8 +2,8 @@
 #pragma once
 
 #include "esparse/aac/aacf.h"
-#include "tests/esparse/aac/stream_builder.h"
-#include "tests/support/memory_file.h"
+#include "mediakit/aac/stream_builder.h"
+#include "mediakit/files/memory_file.h"
 
 namespace zdr::aacf::test {
 

@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "esparse/aac/stream_times.h"
+#include "mediakit/files/id3_builder.h"
 #include "tests/esparse/aac/opened_file.h"
-#include "tests/support/id3_builder.h"
 
 namespace {
 

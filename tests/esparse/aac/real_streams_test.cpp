@@ -5,9 +5,9 @@
 #include <optional>
 #include <random>
 
+#include "mediakit/boxes/box_builder.h"
 #include "tests/aacdec/test_decoder.h"
 #include "tests/esparse/aac/opened_file.h"
-#include "tests/support/box_builder.h"
 
 namespace {
 

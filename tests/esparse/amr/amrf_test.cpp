@@ -7,9 +7,9 @@
 #include <cstring>
 
 #include "esparse/amr/frame_reader.h"
+#include "mediakit/files/memory_source.h"
+#include "mediakit/files/speech_file.h"
 #include "os/os.h"
-#include "tests/esparse/amr/memory_source.h"
-#include "tests/esparse/amr/speech_file.h"
 
 namespace zdr::tests {
 namespace {

@@ -10,9 +10,9 @@
 #include <sstream>
 
 #include "host/commands/commands.h"
+#include "mediakit/files/mutator.h"
+#include "mediakit/files/temp_folder.h"
 #include "platform/win32/session.h"
-#include "tests/support/mutator.h"
-#include "tests/support/temp_folder.h"
 
 namespace zdr::host {
 namespace {

@@ -5,10 +5,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tests/esparse/aac/stream_builder.h"
+#include "mediakit/aac/stream_builder.h"
+#include "mediakit/files/id3_builder.h"
+#include "mediakit/files/temp_folder.h"
 #include "tests/host/commands/zdr_process.h"
-#include "tests/support/id3_builder.h"
-#include "tests/support/temp_folder.h"
 
 namespace zdr::host {
 namespace {

@@ -6,11 +6,11 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "mediakit/boxes/metadata_builder.h"
+#include "mediakit/boxes/movie_builder.h"
+#include "mediakit/files/id3_builder.h"
+#include "mediakit/files/temp_folder.h"
 #include "tests/host/commands/zdr_process.h"
-#include "tests/support/id3_builder.h"
-#include "tests/support/metadata_builder.h"
-#include "tests/support/movie_builder.h"
-#include "tests/support/temp_folder.h"
 
 namespace zdr::host {
 namespace {

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "mediakit/boxes/movie_builder.h"
+#include "mediakit/files/temp_folder.h"
 #include "tests/host/commands/zdr_process.h"
-#include "tests/support/movie_builder.h"
-#include "tests/support/temp_folder.h"
 
 namespace zdr::host {
 namespace {

@@ -11,8 +11,8 @@
 #include <set>
 #include <sstream>
 
+#include "mediakit/files/temp_folder.h"
 #include "tests/host/commands/zdr_process.h"
-#include "tests/support/temp_folder.h"
 
 namespace zdr::host {
 namespace {

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "host/graph/module_loader.h"
+#include "mediakit/files/id3_builder.h"
+#include "mediakit/files/temp_folder.h"
 #include "tests/filters/debugger_texts.h"
-#include "tests/support/id3_builder.h"
-#include "tests/support/temp_folder.h"
 
 namespace zdr::host {
 namespace {

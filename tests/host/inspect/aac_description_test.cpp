@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "tests/aacdec/adts_file.h"
+#include "mediakit/aac/adts_file.h"
 
 namespace zdr::host {
 namespace {

@@ -11,8 +11,8 @@
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
 #include "host/writers/video_writers.h"
+#include "mediakit/files/temp_folder.h"
 #include "tests/aacdec/test_decoder.h"
-#include "tests/support/temp_folder.h"
 
 namespace zdr::host {
 namespace {

@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "child_process.h"
-#include "tests/support/temp_folder.h"
+#include "mediakit/files/temp_folder.h"
 
 int main(int count, char** arguments) {
   if (const char* role = std::getenv(zdr::platform::test::kRoleVariable)) {

@@ -15,7 +15,7 @@
 #include <string>
 #include <thread>
 
-#include "tests/support/temp_folder.h"
+#include "mediakit/files/temp_folder.h"
 
 namespace zdr::platform::test {
 

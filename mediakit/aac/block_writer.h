@@ -6,8 +6,8 @@
 
 #include "aacdec/tables/scale_factor_codes.h"
 #include "aacdec/tables/spectral_codes.h"
-#include "tests/aacdec/adts_file.h"
-#include "tests/aacdec/bit_writer.h"
+#include "mediakit/aac/adts_file.h"
+#include "mediakit/aac/bit_writer.h"
 
 namespace zdr::aacdec::test {
 

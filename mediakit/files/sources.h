@@ -7,7 +7,7 @@
 #include <string>
 
 #include "fmgr/fmgr.h"
-#include "tests/support/temp_folder.h"
+#include "mediakit/files/temp_folder.h"
 
 namespace zdr::tests {
 

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <vector>
 
-#include "tests/fmgr/sources.h"
+#include "mediakit/files/sources.h"
 
 namespace zdr::tests {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "esparse/amr/amrf.h"
-#include "tests/support/temp_folder.h"
+#include "mediakit/files/temp_folder.h"
 
 namespace zdr::tests {
 

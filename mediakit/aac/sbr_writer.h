@@ -9,7 +9,7 @@
 
 #include "aacdec/syntax/sbr_payload.h"
 #include "aacdec/tables/sbr_codes.h"
-#include "tests/aacdec/bit_writer.h"
+#include "mediakit/aac/bit_writer.h"
 
 namespace zdr::aacdec::test {
 

@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "tests/support/box_builder.h"
+#include "mediakit/boxes/box_builder.h"
 
 namespace zdr::test {
 

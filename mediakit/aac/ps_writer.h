@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "aacdec/tables/ps_codes.h"
-#include "tests/aacdec/bit_writer.h"
+#include "mediakit/aac/bit_writer.h"
 
 namespace zdr::aacdec::test {
 

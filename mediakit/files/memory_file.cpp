@@ -1,4 +1,4 @@
-#include "tests/support/memory_file.h"
+#include "mediakit/files/memory_file.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "tests/support/mutator.h"
+#include "mediakit/files/mutator.h"
 
 #include <algorithm>
 #include <array>

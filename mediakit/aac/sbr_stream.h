@@ -7,8 +7,8 @@
 #include <random>
 #include <vector>
 
-#include "tests/aacdec/ps_writer.h"
-#include "tests/aacdec/sbr_writer.h"
+#include "mediakit/aac/ps_writer.h"
+#include "mediakit/aac/sbr_writer.h"
 
 namespace zdr::aacdec::test {
 

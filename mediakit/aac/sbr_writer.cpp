@@ -1,4 +1,4 @@
-#include "tests/aacdec/sbr_writer.h"
+#include "mediakit/aac/sbr_writer.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "tests/support/movie_builder.h"
+#include "mediakit/boxes/movie_builder.h"
 
 #include <algorithm>
 #include <numeric>

@@ -1,6 +1,6 @@
-#include "tests/esparse/aac/stream_builder.h"
+#include "mediakit/aac/stream_builder.h"
 
-#include "tests/aacdec/block_writer.h"
+#include "mediakit/aac/block_writer.h"
 
 namespace zdr::aacf::test {
 namespace {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/box_builder.h"
+#include "mediakit/boxes/box_builder.h"
 
 namespace zdr::test {
 

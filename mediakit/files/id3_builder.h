@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/support/box_builder.h"
+#include "mediakit/boxes/box_builder.h"
 
 namespace zdr::test {
 

@@ -1,4 +1,4 @@
-#include "tests/aacdec/adts_file.h"
+#include "mediakit/aac/adts_file.h"
 
 #include <cstdlib>
 #include <fstream>
