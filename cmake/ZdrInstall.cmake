@@ -8,21 +8,25 @@ set(ZDR_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZdrMp4Source)
 # From the folder of the pkg-config files back to the prefix, however deep the library folder lies.
 file(RELATIVE_PATH ZDR_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 
-# zdr_install_library(TARGET "what it is" REQUIRES other targets ... HEADERS public headers ... FOLDERS ...)
-# C and C++ programs name the headers as the tree does: #include "p3gpp/p3gpp.h"; those of FOLDERS also by name alone.
+# zdr_install_library(TARGET "what it is" REQUIRES other targets ... OF folders ... BY_NAME folders ...)
+# Installs the library with the headers that the folders OF declare as INSTALLED. C and C++ programs name them as the
+# tree does: #include "p3gpp/p3gpp.h"; those of the folders BY_NAME also by name alone.
 function(zdr_install_library target description)
-  cmake_parse_arguments(ARG "" "" "REQUIRES;HEADERS;FOLDERS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "REQUIRES;OF;BY_NAME" ${ARGN})
   set(flags "-I\${prefix}/${ZDR_HEADER_DIR}")
   target_include_directories(${target} INTERFACE $<INSTALL_INTERFACE:${ZDR_HEADER_DIR}>)
-  foreach(folder ${ARG_FOLDERS})
+  foreach(folder ${ARG_BY_NAME})
     string(APPEND flags " -I\${prefix}/${ZDR_HEADER_DIR}/${folder}")
     target_include_directories(${target} INTERFACE $<INSTALL_INTERFACE:${ZDR_HEADER_DIR}/${folder}>)
   endforeach()
   install(TARGETS ${target} EXPORT ZdrMp4SourceTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  foreach(header ${ARG_HEADERS})
-    get_filename_component(folder ${header} DIRECTORY)
-    install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${ZDR_HEADER_DIR}/${folder})
+  foreach(folder ${ARG_OF})
+    get_property(headers GLOBAL PROPERTY zdr_installed_headers_of_${folder})
+    foreach(header ${headers})
+      get_filename_component(room ${header} DIRECTORY)
+      install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${ZDR_HEADER_DIR}/${room})
+    endforeach()
   endforeach()
   string(REPLACE "_" "-" name ${target})
   list(TRANSFORM ARG_REQUIRES REPLACE "_" "-")
@@ -40,18 +44,17 @@ Libs: -L\${prefix}/${CMAKE_INSTALL_LIBDIR} -l${target} -lstdc++
 endfunction()
 
 install(TARGETS zdr_win32 EXPORT ZdrMp4SourceTargets)
-# With it a host comes to the filter: interfaces of the platform and of the module, and the runtime that loads modules.
-file(GLOB interfaces RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS filters/source/mp4/interfaces/*.h
-     platform/win32/*.h platform/com/*.h platform/dshow/*.h)
-zdr_install_library(zdrplatform "platform runtime of the ZdrMp4Source module and libraries" HEADERS ${interfaces}
-                    FOLDERS platform/win32 platform/com platform/dshow)
-zdr_install_library(zdr_os "file and thread layer" REQUIRES zdrplatform HEADERS os/os.h os/status.h)
-zdr_install_library(zdr_fmgr "file manager" REQUIRES zdr_os HEADERS fmgr/fmgr.h)
-zdr_install_library(zdr_p3gpp "3GPP and MP4 parser" REQUIRES zdr_fmgr HEADERS p3gpp/p3gpp.h p3gpp/p3gpp_inspect.h)
-zdr_install_library(zdr_aacdec "AAC decoder" HEADERS aacdec/zd_aac_dec.h)
-zdr_install_library(zdr_id3p "ID3 tags" REQUIRES zdr_os HEADERS id3p/id3p.h id3p/file_io.h)
-zdr_install_library(zdr_amrf "AMR file reader" REQUIRES zdr_os HEADERS esparse/amr/amrf.h)
-zdr_install_library(zdr_aacf "AAC file reader" REQUIRES zdr_id3p zdr_aacdec HEADERS esparse/aac/aacf.h)
+# The interfaces of the platform and of the module, and the runtime that loads modules: what a host needs.
+zdr_install_library(zdrplatform "platform runtime of the ZdrMp4Source module and libraries"
+                    OF platform/win32 platform/com platform/dshow filters/source/mp4
+                    BY_NAME platform/win32 platform/com platform/dshow)
+zdr_install_library(zdr_os "file and thread layer" REQUIRES zdrplatform OF os)
+zdr_install_library(zdr_fmgr "file manager" REQUIRES zdr_os OF fmgr)
+zdr_install_library(zdr_p3gpp "3GPP and MP4 parser" REQUIRES zdr_fmgr OF p3gpp)
+zdr_install_library(zdr_aacdec "AAC decoder" OF aacdec)
+zdr_install_library(zdr_id3p "ID3 tags" REQUIRES zdr_os OF id3p)
+zdr_install_library(zdr_amrf "AMR file reader" REQUIRES zdr_os OF esparse/amr)
+zdr_install_library(zdr_aacf "AAC file reader" REQUIRES zdr_id3p zdr_aacdec OF esparse/aac)
 
 install(EXPORT ZdrMp4SourceTargets NAMESPACE ZdrMp4Source:: DESTINATION ${ZDR_PACKAGE_DIR})
 file(WRITE ${CMAKE_BINARY_DIR}/generated/ZdrMp4SourceConfig.cmake

@@ -58,6 +58,16 @@ endfunction()
 set(ZDR_STANDARD_HEADERS <algorithm> <array> <atomic> <cstring> <memory> <mutex> <optional> <span> <string>
                          <string_view> <vector>)
 
+# zdr_public_headers(INSTALLED a.h ... TREE b.h ...)
+# What other folders may include of the calling one; tools/check_layers.py reads these declarations and refuses every
+# other include across folders. INSTALLED headers are given to users of the libraries too, TREE ones stay in this tree.
+function(zdr_public_headers)
+  cmake_parse_arguments(ARG "" "" "INSTALLED;TREE" ${ARGN})
+  file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  list(TRANSFORM ARG_INSTALLED PREPEND ${folder}/)
+  set_property(GLOBAL PROPERTY zdr_installed_headers_of_${folder} ${ARG_INSTALLED})
+endfunction()
+
 # zdr_library(NAME SOURCES a.cpp ... [DEPENDS targets ...] [HEADERS <of others> ...])
 # A static library of one folder. DEPENDS names exactly the folders that it may include from; HEADERS are precompiled
 # with those of the standard library.

@@ -1,14 +1,25 @@
 #!/usr/bin/env python3
-"""Fails on an include that goes upward or sideways in the layering of the tree.
+"""Fails on an include that the layout of the tree forbids.
 
-Each folder may include from itself and from the folders named here, and from the standard library. The platform's own
-header names (<windows.h> ...) stand for the folder that provides them. Only platform/ may name POSIX headers.
+Five rules, in the order in which a reader meets them:
+
+1. A folder includes only from the folders that MAY_SEE names for it: downwards, never sideways.
+2. Of another folder it includes only the headers that this folder's CMakeLists.txt declares with zdr_public_headers.
+   Tests, benchmarks, fuzz targets and the media kit may look inside.
+3. Within a folder the rooms have an order (ROOMS): a room includes from itself and from those before it.
+4. No two files include each other, directly or through others. A header and the source of its name are one file here,
+   so that a part never includes its own caller; public headers alone are apart from the source that implements them.
+5. Nothing outside of tests/ includes from tests/, and only platform/ names POSIX headers.
+
+The platform's own header names (<windows.h> ...) stand for the file that provides them.
 """
+import collections
 import pathlib
 import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+SOURCES = ('.h', '.hpp', '.cpp', '.c', '.inc')
 
 WIN32, COM, DSHOW = 'platform/win32', 'platform/com', 'platform/dshow'
 PLATFORM = [WIN32, COM, DSHOW]
@@ -25,55 +36,155 @@ MAY_SEE = {
     'esparse/aac': ['id3p', 'aacdec'],
     'filters/source/mp4': PLATFORM + ['os', 'fmgr', 'id3p', 'aacdec', 'p3gpp', 'esparse/amr', 'esparse/aac'],
     # The module's interfaces; the decoder for --decode; the parser for the box view; the parser and the AAC reader to
-    # explain a failed open; the tag parser, as the filter keeps the tags of AAC files to itself.
-    'host': PLATFORM + ['aacdec', 'p3gpp', 'fmgr', 'esparse/aac', 'id3p', 'os', 'filters/source/mp4/interfaces'],
+    # explain a failed open; the tag parser, because the filter does not publish the tags of AAC files.
+    'host': PLATFORM + ['aacdec', 'p3gpp', 'fmgr', 'esparse/aac', 'id3p', 'os', 'filters/source/mp4'],
 }
-PLATFORM_HEADERS = {
-    'windows.h': WIN32, 'winerror.h': WIN32,
-    'objbase.h': COM, 'dshow.h': DSHOW, 'streams.h': DSHOW,
+LOOK_INSIDE = ['mediakit', 'tests', 'bench', 'fuzz', 'samples']
+
+# From the bottom up; rooms on one line don't see each other. '.' is the folder itself. A file's name without its ending
+# counts as a room of its own.
+ROOMS = {
+    'aacdec': [['tables'], ['fixed'], ['syntax'], ['core', 'sbr'], ['.']],
+    'platform/win32/runtime': [['.'], ['text'], ['files', 'named'], ['waits'], ['registry']],
+    'host': [['.'], ['writers', 'inspect'], ['graph'], ['commands'], ['command_line', 'documents', 'main']],
 }
+# Headers that any room of their folder may include: the folder's own public face.
+FACES = {'aacdec/zd_aac_dec.h'}
+
 POSIX = re.compile(r'^(unistd|fcntl|pthread|dlfcn|dirent|poll|semaphore|signal|sys/.*|linux/.*)\.h$')
 # The host is a terminal program: it asks the terminal and catches Ctrl-C in this one file.
 POSIX_ALLOWED = {'host/terminal.cpp'}
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
+DECLARATION = re.compile(r'^zdr_public_headers\(([^)]*)\)', re.M)
 
 
-def folder_of(path):
-    text = str(path)
-    return max((f for f in MAY_SEE if text.startswith(f + '/')), key=len, default=None)
+def longest_prefix(path, folders):
+    return max((f for f in folders if path.startswith(f + '/')), key=len, default=None)
 
 
-def target_of(source, quote, name):
-    """The folder that an include names, or None for the standard library and third parties."""
-    if quote == '<':
-        return PLATFORM_HEADERS.get(name)
-    beside = source.parent / name
-    path = beside if (ROOT / beside).exists() else pathlib.Path(name)
-    return folder_of(path)
+def public_headers():
+    """Folder -> the headers that it declares, as paths from the root of the tree."""
+    declared = {}
+    for folder in MAY_SEE:
+        text = (ROOT / folder / 'CMakeLists.txt').read_text(encoding='utf-8')
+        names = ' '.join(DECLARATION.findall(text)).split()
+        declared[folder] = {f'{folder}/{name}' for name in names if name not in ('INSTALLED', 'TREE')}
+    return declared
 
 
-def faults(source, home):
-    allowed = [home] + MAY_SEE[home]
+def file_of(source, quote, name):
+    """The file of the tree that an include names, or None for the standard library and third parties."""
+    candidates = [f'{folder}/{name}' for folder in PLATFORM] if quote == '<' else [
+        (pathlib.PurePosixPath(source).parent / name).as_posix(), name]
+    return next((c for c in candidates if (ROOT / c).is_file()), None)
+
+
+def includes_of(source):
+    """Yields (line number, quote, name as written, file of the tree or None)."""
     for number, line in enumerate((ROOT / source).read_text(encoding='utf-8').splitlines(), 1):
         match = INCLUDE.match(line)
-        if not match:
-            continue
-        quote, name = match.groups()
-        if POSIX.match(name) and home not in PLATFORM and str(source) not in POSIX_ALLOWED:
-            yield f'{source}:{number}: {name} belongs below platform/'
-        target = target_of(source, quote, name)
-        if target and not any(target == a or name.startswith(a + '/') for a in allowed):
-            yield f'{source}:{number}: {home} must not include {name} ({target})'
+        if match:
+            yield number, match[1], match[2], file_of(source, *match.groups())
+
+
+def room_of(path, home):
+    """The level of a file within its folder, and the room's name."""
+    inside = path[len(home) + 1:]
+    names = (pathlib.PurePosixPath(inside).stem if '/' not in inside else None,
+             inside.split('/')[0] if '/' in inside else '.')
+    for name in names:
+        for level, rooms in enumerate(ROOMS[home]):
+            if name in rooms:
+                return level, name
+    return None, names[1]
+
+
+def room_fault(source, target):
+    home = longest_prefix(source, ROOMS)
+    if not home or longest_prefix(target, ROOMS) != home or target in FACES:
+        return None
+    (from_level, from_room), (to_level, to_room) = room_of(source, home), room_of(target, home)
+    if from_level is None or to_level is None:
+        return f'{home}: no place in the order of rooms for {from_room if from_level is None else to_room}/'
+    if from_room == to_room or to_level < from_level:
+        return None
+    return f'{home}: {from_room} must not include from {to_room} ({target})'
+
+
+def layer_fault(source, home, target, public):
+    folder = longest_prefix(target, MAY_SEE)
+    if not folder or folder == home:
+        return None
+    if folder not in MAY_SEE[home]:
+        return f'{home} must not include from {folder} ({target})'
+    if target not in public[folder]:
+        return f'{target} is internal to {folder}'
+    return None
+
+
+def circles(edges):
+    """Yields the groups of files that include each other (Tarjan's strongly connected components)."""
+    index, low, stack, on_stack = {}, {}, [], set()
+
+    def visit(node):
+        index[node] = low[node] = len(index)
+        stack.append(node)
+        on_stack.add(node)
+        for following in sorted(edges.get(node, ())):
+            if following not in index:
+                yield from visit(following)
+                low[node] = min(low[node], low[following])
+            elif following in on_stack:
+                low[node] = min(low[node], index[following])
+        if low[node] == index[node]:
+            group = []
+            while not group or group[-1] != node:
+                group.append(stack.pop())
+                on_stack.discard(group[-1])
+            if len(group) > 1:
+                yield sorted(group)
+
+    for node in sorted(edges):
+        if node not in index:
+            yield from visit(node)
+
+
+def faults():
+    public = public_headers()
+    faces = set().union(*public.values())
+
+    def part(path):
+        return path if path in faces else path.rsplit('.', 1)[0]
+
+    edges = collections.defaultdict(set)
+    for folder in list(MAY_SEE) + LOOK_INSIDE:
+        for path in sorted((ROOT / folder).rglob('*')):
+            source = path.relative_to(ROOT).as_posix()
+            home = longest_prefix(source, MAY_SEE)
+            if path.suffix not in SOURCES or (home or folder) != folder:
+                continue
+            edges[part(source)]
+            for number, _, name, target in includes_of(source):
+                where = f'{source}:{number}: '
+                if POSIX.match(name) and home and home not in PLATFORM and source not in POSIX_ALLOWED:
+                    yield where + f'{name} belongs below platform/'
+                if not target:
+                    continue
+                if part(target) != part(source):
+                    edges[part(source)].add(part(target))
+                if target.startswith('tests/') and folder != 'tests':
+                    yield where + f'{target}: nothing outside of tests/ includes from tests/'
+                fault = home and (layer_fault(source, home, target, public) or room_fault(source, target))
+                if fault:
+                    yield where + fault
+    for group in circles(dict(edges)):
+        yield 'these files include each other: ' + ', '.join(group)
 
 
 def main():
-    found = []
-    for home in MAY_SEE:
-        for path in sorted((ROOT / home).rglob('*')):
-            source = path.relative_to(ROOT)
-            if path.suffix in ('.h', '.hpp', '.cpp', '.c', '.inc') and folder_of(source) == home:
-                found += faults(source, home)
-    print('\n'.join(found) if found else 'layers: no include goes upward')
+    sys.setrecursionlimit(10000)
+    found = list(faults())
+    print('\n'.join(found) if found else 'layers: every include goes downward, to a public header')
     return 1 if found else 0
 
 
