@@ -1,6 +1,6 @@
-# The few helpers with which every folder declares its target, so that flags and layering stand once.
+# The functions with which every folder declares its target, so that flags and layering are written once.
 
-# ccache takes precompiled headers only when told that their defines and times don't matter.
+# ccache handles precompiled headers only when told to ignore their defines and times.
 find_program(ZDR_CCACHE ccache)
 if(ZDR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(launcher ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime ${ZDR_CCACHE})
@@ -19,19 +19,19 @@ if(ZDR_SANITIZE)
   target_compile_options(zdr_flags INTERFACE -fsanitize=${ZDR_SANITIZE} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all)
   target_link_options(zdr_flags INTERFACE -fsanitize=${ZDR_SANITIZE})
-  # gcc sees uninitialised values and overruns in the standard library's own code once the sanitizers have rewritten it.
+  # gcc reports uninitialised values and overruns inside the standard library once the sanitizers have instrumented it.
   target_compile_options(zdr_flags INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized;-Wno-stringop-overflow;-Wno-array-bounds>)
 endif()
 
 if(ZDR_FUZZ)
-  # Coverage in the libraries; the fuzz programs themselves link the engine.
+  # The libraries are instrumented for coverage; only the fuzz programs link the engine.
   target_compile_options(zdr_flags INTERFACE -fsanitize=fuzzer-no-link)
   target_link_options(zdr_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# Half of a compilation are the headers of others: they are precompiled once for all targets of the same flags. Not in
-# the builds with sanitizers, which so show an include that is missing.
+# Headers of the standard library and of third parties take half of a compilation, so they are precompiled once for all
+# targets with the same flags. Sanitizer builds go without, and so find missing includes.
 # zdr_precompile(TARGET GROUP headers ...)
 function(zdr_precompile target group)
   if(ZDR_SANITIZE)
@@ -47,7 +47,7 @@ function(zdr_precompile target group)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fpch-preprocess>)
   endif()
-  # The C files that some targets have don't take them.
+  # C files cannot use a precompiled C++ header.
   get_target_property(sources ${target} SOURCES)
   list(FILTER sources INCLUDE REGEX "[.]c$")
   if(sources)
@@ -69,7 +69,7 @@ function(zdr_public_headers)
 endfunction()
 
 # zdr_library(NAME SOURCES a.cpp ... [DEPENDS targets ...] [HEADERS <of others> ...])
-# A static library of one folder. DEPENDS names exactly the folders that it may include from; HEADERS are precompiled
+# A static library of one folder. DEPENDS names exactly the folders it may include from; HEADERS are precompiled together
 # with those of the standard library.
 function(zdr_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;HEADERS" ${ARGN})
@@ -83,23 +83,23 @@ function(zdr_library name)
 endfunction()
 
 # zdr_test(NAME SOURCES a_test.cpp ... [DEPENDS targets ...])
-# One test program; every TEST in it becomes a ctest of its own.
+# One test program; each TEST in it becomes a ctest of its own.
 function(zdr_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE zdr_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE ZDR_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
-  # What the optimiser takes for a test is longer than the test runs.
+  # Optimising a test takes longer than running it.
   target_compile_options(${name} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O1>)
-  # At -O1 gcc sees overruns in the standard library's own strings.
+  # At -O1 gcc reports overruns inside the standard library's own strings.
   target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds>)
   zdr_precompile(${name} test <gmock/gmock.h> <gtest/gtest.h>)
-  # The longest test takes seconds, but a minute under a sanitizer, where a folder of extra media may be decoded.
+  # The longest test takes seconds, but minutes under a sanitizer when it decodes a folder of extra media.
   set(timeout 120)
   if(ZDR_SANITIZE)
     set(timeout 900)
   endif()
-  # The user's own registry could name another module for the files that tests play.
+  # Tests must not use the user's own registry, which may name another module.
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT ${timeout} ENVIRONMENT ZDR_REGISTRY=${CMAKE_BINARY_DIR}/no-registry.reg)
 endfunction()

@@ -1,25 +1,29 @@
 #!/bin/sh
 # tools/build.sh host|tests|fuzz PRESET: installs what a build needs and is missing, configures and builds.
-# stdout stays free for whoever calls: everything said here goes to stderr.
+# Everything is printed to stderr, so that stdout stays free for the caller.
 set -eu
 what=$1
 preset=$2
 root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 exec 1>&2
 
-# "file or command that shows the package is there:package"
+# A probe that shows that the package is installed, and the package: a command, or a file by its absolute path.
 needs="g++:g++ cmake:cmake ninja:ninja-build /usr/include/CLI/CLI.hpp:libcli11-dev
 /usr/include/nlohmann/json.hpp:nlohmann-json3-dev"
 [ "$what" = tests ] && needs="$needs /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev
 python3:python3"
-# The runtime of the sanitizers comes with the clang package only as a recommendation.
+# The clang package only recommends the package with the runtime of the sanitizers.
 [ "$preset" = fuzz ] && needs="$needs clang++:clang $(echo /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a |
   cut -d' ' -f1):libclang-rt-dev"
 
 missing=
 for need in $needs; do
   probe=${need%:*}
-  command -v "$probe" >/dev/null 2>&1 || [ -e "$probe" ] || missing="$missing ${need##*:}"
+  case $probe in
+    /*) [ -e "$probe" ] && continue ;;
+    *) command -v "$probe" >/dev/null 2>&1 && continue ;;
+  esac
+  missing="$missing ${need##*:}"
 done
 if [ -n "$missing" ]; then
   echo "zdr: installing the missing build packages:$missing"
