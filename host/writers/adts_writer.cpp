@@ -1,7 +1,9 @@
 // A header of seven bytes for each access unit, made from the configuration.
 #include "host/writers/adts_writer.h"
 
-#include "aacdec/syntax/sampling_rates.h"
+#include <algorithm>
+#include <iterator>
+
 #include "aacdec/zd_aac_dec.h"
 
 namespace zdr::host {
@@ -10,6 +12,14 @@ namespace {
 constexpr size_t kAdtsHeaderBytes = 7;
 constexpr size_t kLargestAdtsFrame = (1u << 13) - 1;  // 13-bit frame length
 constexpr int32_t kPlainConfiguration = 0;
+
+// In Hz, by sampling_frequency_index: every core rate that the decoder accepts.
+constexpr int32_t kAdtsRates[] = {96000, 88200, 64000, 48000, 44100, 32000,
+                                  24000, 22050, 16000, 12000, 11025, 8000};
+
+unsigned rate_index(int32_t rate_hz) {
+  return static_cast<unsigned>(std::find(std::begin(kAdtsRates), std::end(kAdtsRates), rate_hz) - kAdtsRates);
+}
 
 }  // namespace
 
@@ -36,7 +46,7 @@ AdtsWriter::AdtsWriter(Bytes audio_specific_config) {
     return;
   }
   profile_ = static_cast<unsigned>(config.profile);
-  rate_index_ = static_cast<unsigned>(aacdec::sampling_index_of(config.sampleRate));
+  rate_index_ = rate_index(config.sampleRate);
   // The count where a record spells its channels out: a header has no room for that. Parametric stereo makes
   // its two channels of one.
   channel_configuration_ =
