@@ -11,7 +11,7 @@
 
 #include "mediakit/files/sources.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 
 class StreamModel {
  public:
@@ -157,6 +157,6 @@ class ScriptedStreams {
   std::ostringstream what_;
 };
 
-}  // namespace zdr::tests
+}  // namespace zdr::test
 
 #endif

@@ -7,7 +7,7 @@
 
 #include "esparse/amr/byte_source.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 
 // Counts the calls of a source, and names the one that fails.
 struct SourceCalls {
@@ -42,4 +42,4 @@ class MemorySource final : public amrf::ByteSource {
   size_t position_ = 0;
 };
 
-}  // namespace zdr::tests
+}  // namespace zdr::test

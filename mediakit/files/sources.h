@@ -9,7 +9,7 @@
 #include "fmgr/fmgr.h"
 #include "mediakit/files/temp_folder.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 
 inline constexpr uint32_t kOpenTypes[] = {FMGR_DEV_FILE, FMGR_DEV_FILE_W, FMGR_DEV_CALLBACK, FMGR_DEV_MEMORY,
                                           FMGR_DEV_FILE_ALT};
@@ -127,6 +127,6 @@ inline std::string make_content(size_t size) {
   return content;
 }
 
-}  // namespace zdr::tests
+}  // namespace zdr::test
 
 #endif

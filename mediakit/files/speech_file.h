@@ -12,7 +12,7 @@
 #include "esparse/amr/amrf.h"
 #include "mediakit/files/temp_folder.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 
 using Bytes = std::vector<uint8_t>;
 
@@ -85,4 +85,4 @@ struct OnDisk {
   }
 };
 
-}  // namespace zdr::tests
+}  // namespace zdr::test

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace zdr::tests {
+namespace zdr::test {
 
 class TempFolder {
  public:
@@ -50,6 +50,11 @@ inline void write_sparse_file(const std::filesystem::path& path, uint64_t size) 
   std::filesystem::resize_file(path, size);
 }
 
-}  // namespace zdr::tests
+}  // namespace zdr::test
+
+// Until every test is in the one namespace.
+namespace zdr::tests {
+using namespace zdr::test;
+}
 
 #endif
