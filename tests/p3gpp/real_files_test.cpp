@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "lookup_answers.h"
 #include "mediakit/drivers/exercise.h"
 #include "shown_boxes.h"
+#include "tests/p3gpp/samples/lookup_answers.h"
 #include "tests/support/failing_allocator.h"
 
 namespace zdr::test {

@@ -1,0 +1,32 @@
+// Reads the ES_Descriptor of an esds box (ISO/IEC 14496-1, 7.2.6.5).
+#ifndef ZDR_P3GPP_ES_DESCRIPTOR_H
+#define ZDR_P3GPP_ES_DESCRIPTOR_H
+
+#include <cstdint>
+#include <span>
+
+#include "p3gpp/parse/status.h"
+
+namespace zdr::p3gpp {
+
+struct EsDescriptor {
+  uint16_t es_id = 0;
+  uint8_t object_type = 0;
+  uint8_t stream_type = 0;
+  uint32_t max_bitrate = 0;
+  uint32_t average_bitrate = 0;
+  // Point into the descriptor bytes; empty when the descriptor has none.
+  std::span<const uint8_t> decoder_specific_info;
+  std::span<const uint8_t> sl_config;
+  // The reading ended because MPEG-4 visual came without a decoder specific info.
+  bool lacks_visual_config = false;
+};
+
+// P3GPP_ERR_DECODER_CONFIG for a missing ES or decoder configuration descriptor, for MPEG-4 visual without
+// decoder specific info, and for anything that runs out of the bytes. `result` then holds what was read
+// before.
+Status read_es_descriptor(std::span<const uint8_t> bytes, EsDescriptor& result);
+
+}  // namespace zdr::p3gpp
+
+#endif

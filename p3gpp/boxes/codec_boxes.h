@@ -1,0 +1,93 @@
+// The configuration boxes of the codecs, children of the sample entries.
+// Layouts: ISO/IEC 14496-14 (esds), 14496-15 (avcC), 3GPP TS 26.244 (d263, damr, dawp), 3GPP2 C.S0050 (devc,
+// decb, decw, dqcp, dsmv, dvmr), ETSI TS 102 366 annex F (dac3, dec3). Parser contract: box_reader.h.
+#ifndef ZDR_P3GPP_CODEC_BOXES_H
+#define ZDR_P3GPP_CODEC_BOXES_H
+
+#include <cstdint>
+#include <vector>
+
+#include "p3gpp/boxes/box_tree.h"
+#include "p3gpp/parse/box_reader.h"
+
+namespace zdr::p3gpp {
+
+struct EsdsPayload final : BoxPayload {
+  std::vector<uint8_t> descriptors;  // from the ES_Descriptor tag to the end of the box
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct AvccPayload final : BoxPayload {
+  uint8_t profile = 0;
+  uint8_t profile_compatibility = 0;
+  uint8_t level = 0;
+  uint8_t nal_length_size_minus_one = 0;
+  // SPS count, (16-bit length, SPS) pairs, PPS count, (16-bit length, PPS) pairs, and what may follow.
+  std::vector<uint8_t> parameter_sets;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct D263Payload final : BoxPayload {
+  uint32_t vendor = 0;
+  uint8_t decoder_version = 0;
+  uint8_t level = 0;
+  uint8_t profile = 0;
+  uint32_t average_bitrate = 0;  // bit/s, from the optional bitr child
+  uint32_t max_bitrate = 0;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+// damr and dvmr.
+struct AmrPayload final : BoxPayload {
+  uint32_t vendor = 0;
+  uint8_t decoder_version = 0;
+  uint16_t mode_set = 0;
+  uint8_t mode_change_period = 0;  // dvmr: the media sampling frequency
+  uint8_t frames_per_sample = 0;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct AmrWbPlusPayload final : BoxPayload {
+  uint32_t vendor = 0;
+  uint8_t decoder_version = 0;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+// devc, decb, decw, dqcp and dsmv.
+struct Speech3gpp2Payload final : BoxPayload {
+  uint32_t vendor = 0;
+  uint8_t decoder_version = 0;
+  uint8_t frames_per_sample = 0;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct Ac3Payload final : BoxPayload {
+  uint8_t fscod = 0;
+  uint8_t bsid = 0;
+  uint8_t bsmod = 0;
+  uint8_t acmod = 0;
+  uint8_t lfeon = 0;
+  uint8_t bit_rate_code = 0;
+  uint16_t bit_rate_kbps = 0;  // 0 for a code that the standard does not define
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct Eac3Payload final : BoxPayload {
+  uint16_t data_rate = 0;              // kbit/s
+  uint8_t independent_substreams = 0;  // the field as stored: count - 1
+  std::vector<P3gppEac3Substream> substreams;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+Status parse_esds(BoxReader& reader, BoxNode& node);
+Status parse_avcc(BoxReader& reader, BoxNode& node);
+Status parse_d263(BoxReader& reader, BoxNode& node);
+Status parse_amr(BoxReader& reader, BoxNode& node);
+Status parse_amr_wb_plus(BoxReader& reader, BoxNode& node);
+Status parse_speech_3gpp2(BoxReader& reader, BoxNode& node);
+Status parse_dac3(BoxReader& reader, BoxNode& node);
+Status parse_dec3(BoxReader& reader, BoxNode& node);
+
+}  // namespace zdr::p3gpp
+
+#endif

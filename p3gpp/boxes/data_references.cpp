@@ -1,0 +1,52 @@
+// Where the media data lies: dref and its entries. Kept for inspection; samples are always read from the
+// file.
+#include <algorithm>
+
+#include "p3gpp/boxes/leaf_boxes.h"
+#include "p3gpp/parse/child_loop.h"
+
+namespace zdr::p3gpp {
+namespace {
+
+bool is_self_contained(const BoxNode& node) {
+  return (node.flags[2] & 1) != 0;
+}
+
+}  // namespace
+
+Status parse_dref(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  const uint32_t entry_count = reader.u32();
+  if (reader.status() != P3GPP_OK) return reader.status();
+  node.payload = kDrefRule.make_payload();
+  auto* payload = payload_of<DrefPayload>(&node);
+  payload->entry_count = entry_count;
+  const Status status = parse_children(kDrefRule, reader, node);
+  if (status != P3GPP_OK) {
+    node.payload.reset();
+  } else if (payload->entries.size() > entry_count) {
+    payload->entries.resize(entry_count);
+  }
+  return status;
+}
+
+Status parse_url(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  auto payload = std::make_unique<UrlPayload>();
+  payload->self_contained = is_self_contained(node);
+  if (!payload->self_contained) payload->location = reader.read_bytes(reader.remaining());
+  return keep_payload(reader, node, std::move(payload));
+}
+
+Status parse_urn(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  auto payload = std::make_unique<UrnPayload>();
+  payload->self_contained = is_self_contained(node);
+  payload->name = reader.read_bytes(reader.remaining());
+  const auto terminator = std::find(payload->name.begin(), payload->name.end(), uint8_t{0});
+  const auto location = terminator == payload->name.end() ? terminator : terminator + 1;
+  payload->location_offset = static_cast<size_t>(location - payload->name.begin());
+  return keep_payload(reader, node, std::move(payload));
+}
+
+}  // namespace zdr::p3gpp

@@ -1,0 +1,150 @@
+// The asset boxes: descriptive texts of the movie in its user data, each with a language (3GPP TS 26.244, 8).
+#include <algorithm>
+
+#include "p3gpp/metadata/metadata_boxes.h"
+
+namespace zdr::p3gpp {
+namespace {
+
+uint16_t read_language(BoxReader& reader) {
+  constexpr uint16_t kPadBit = 0x8000;
+  return static_cast<uint16_t>(reader.u16() & ~kPadBit);
+}
+
+std::array<char, 5> read_four_characters(BoxReader& reader) {
+  std::array<char, 5> characters{};
+  const auto bytes = reader.read_array<4>();
+  std::copy(bytes.begin(), bytes.end(), characters.begin());
+  return characters;
+}
+
+// Splits what follows the count: each keyword is a byte for its length and that many bytes. One that does not
+// fit is left out with all behind it.
+void split_keywords(KywdPayload& payload) {
+  const auto* bytes = reinterpret_cast<const uint8_t*>(payload.bytes.data());
+  const size_t size = payload.bytes.size();
+  size_t at = 0;
+  while (at < size && payload.keywords.size() < payload.keyword_count) {
+    const uint8_t length = bytes[at++];
+    if (length > size - at) return;
+    payload.keywords.push_back({bytes + at, length});
+    at += length;
+  }
+}
+
+// Takes the fields of a location from its body, in order; what lies behind the end is 0 or empty.
+class LocationBody {
+ public:
+  explicit LocationBody(std::string_view body) : body_(body) {}
+
+  // Up to its NUL, which is dropped. A UTF-16 text ends with a NUL of two bytes.
+  std::string take_text() {
+    const bool is_wide = body_.starts_with("\xFE\xFF") || body_.starts_with("\xFF\xFE");
+    const size_t unit = is_wide ? 2 : 1;
+    size_t length = 0;
+    while (length + unit <= body_.size() && !is_nul(length, unit)) length += unit;
+    const bool has_nul = length + unit <= body_.size();
+    if (!has_nul) length = body_.size();
+    std::string text(body_.substr(0, length));
+    body_.remove_prefix(length + (has_nul ? unit : 0));
+    return text;
+  }
+  uint8_t take_u8() { return take_bytes<1>()[0]; }
+  uint32_t take_u32() { return load_be32(take_bytes<4>().data()); }
+
+ private:
+  bool is_nul(size_t at, size_t unit) const { return body_[at] == 0 && body_[at + unit - 1] == 0; }
+
+  template <size_t kCount>
+  std::array<uint8_t, kCount> take_bytes() {
+    std::array<uint8_t, kCount> bytes{};
+    if (body_.size() < kCount) {
+      body_ = {};
+      return bytes;
+    }
+    std::copy_n(body_.begin(), kCount, bytes.begin());
+    body_.remove_prefix(kCount);
+    return bytes;
+  }
+
+  std::string_view body_;
+};
+
+}  // namespace
+
+Status parse_asset_text(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  auto payload = std::make_unique<AssetTextPayload>();
+  payload->language = read_language(reader);
+  payload->text = reader.read_rest_as_text();
+  return keep_payload(reader, node, std::move(payload));
+}
+
+Status parse_rtng(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  auto payload = std::make_unique<RtngPayload>();
+  payload->entity = read_four_characters(reader);
+  payload->criteria = read_four_characters(reader);
+  payload->language = read_language(reader);
+  payload->info = reader.read_rest_as_text();
+  return keep_payload(reader, node, std::move(payload));
+}
+
+Status parse_clsf(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  auto payload = std::make_unique<ClsfPayload>();
+  payload->entity = reader.u32();
+  payload->table_index = reader.u16();
+  payload->language = read_language(reader);
+  payload->info = reader.read_rest_as_text();
+  return keep_payload(reader, node, std::move(payload));
+}
+
+Status parse_kywd(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  auto payload = std::make_unique<KywdPayload>();
+  payload->language = read_language(reader);
+  payload->keyword_count = reader.u8();
+  payload->bytes = reader.read_rest_as_text();
+  split_keywords(*payload);
+  return keep_payload(reader, node, std::move(payload));
+}
+
+Status parse_loci(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  auto payload = std::make_unique<LociPayload>();
+  payload->language = read_language(reader);
+  if (reader.remaining() == 0)
+    return reader.fail(P3GPP_ERR_BOX_SIZE);  // kept on purpose: not even an empty name
+  const std::string bytes = reader.read_rest_as_text();
+  LocationBody body(bytes);
+  payload->name = body.take_text();
+  payload->role = body.take_u8();
+  payload->longitude = body.take_u32();
+  payload->latitude = body.take_u32();
+  payload->altitude = body.take_u32();
+  payload->astronomical_body = body.take_text();
+  payload->notes = body.take_text();
+  return keep_payload(reader, node, std::move(payload));
+}
+
+Status parse_albm(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  auto payload = std::make_unique<AlbmPayload>();
+  payload->language = read_language(reader);
+  if (reader.remaining() == 0) return reader.fail(P3GPP_ERR_BOX_SIZE);
+  // Kept on purpose: the last byte is the track number, also where the box has none and it is the title's
+  // NUL.
+  payload->title = reader.read_text(reader.remaining() - 1);
+  payload->track_number = reader.u8();
+  return keep_payload(reader, node, std::move(payload));
+}
+
+Status parse_yrrc(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  auto payload = std::make_unique<YrrcPayload>();
+  payload->year = reader.u16();
+  return keep_payload(reader, node, std::move(payload));
+}
+
+}  // namespace zdr::p3gpp

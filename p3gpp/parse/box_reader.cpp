@@ -1,0 +1,84 @@
+// The stream calls of an open, and the bounds of one box around them.
+#include "p3gpp/parse/box_reader.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace zdr::p3gpp {
+
+Status ParseContext::read(std::span<uint8_t> out) {
+  // The stream answers with a signed 32-bit count, so a longer read could not be told from a failed one.
+  if (out.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max())) return P3GPP_ERR_READ;
+  const int32_t count = FMGR_FRead(stream, out.data(), static_cast<uint32_t>(out.size()));
+  if (count > 0) position += static_cast<uint32_t>(count);
+  return count >= 0 && static_cast<size_t>(count) == out.size() ? P3GPP_OK : P3GPP_ERR_READ;
+}
+
+Status ParseContext::skip(uint64_t count) {
+  const auto low = static_cast<uint32_t>(count);
+  const auto high = static_cast<uint32_t>(count >> 32);
+  if (FMGR_FSeek64(stream, low, high, FMGR_SEEK_CURRENT) != FMGR_OK) return P3GPP_ERR_SEEK;
+  position += count;
+  return P3GPP_OK;
+}
+
+Status BoxReader::fail(Status status) {
+  if (status_ == P3GPP_OK) status_ = status;
+  return status_;
+}
+
+uint64_t BoxReader::available() const {
+  return std::min(remaining_, context_.left_in_file());
+}
+
+bool BoxReader::read(std::span<uint8_t> out) {
+  if (out.empty()) return status_ == P3GPP_OK;  // the stream refuses to read nothing
+  if (status_ == P3GPP_OK && out.size() > remaining_) fail(P3GPP_ERR_BOX_SIZE);
+  if (status_ == P3GPP_OK) fail(context_.read(out));
+  if (status_ != P3GPP_OK) {
+    std::fill(out.begin(), out.end(), uint8_t{0});
+    return false;
+  }
+  remaining_ -= out.size();
+  return true;
+}
+
+bool BoxReader::can_supply(uint64_t count) {
+  if (count > remaining_) fail(P3GPP_ERR_BOX_SIZE);
+  if (count > available()) fail(P3GPP_ERR_READ);
+  return status_ == P3GPP_OK;
+}
+
+std::vector<uint8_t> BoxReader::read_bytes(uint64_t count) {
+  if (!can_supply(count)) return {};
+  std::vector<uint8_t> bytes(static_cast<size_t>(count));
+  read(bytes);
+  return bytes;
+}
+
+std::string BoxReader::read_text(uint64_t count) {
+  if (!can_supply(count)) return {};
+  std::string text(static_cast<size_t>(count), '\0');
+  read({reinterpret_cast<uint8_t*>(text.data()), text.size()});
+  return text;
+}
+
+void BoxReader::read_full_box_header(BoxNode& node) {
+  const auto bytes = read_array<4>();
+  node.version = bytes[0];
+  std::copy(bytes.begin() + 1, bytes.end(), node.flags.begin());
+}
+
+void BoxReader::skip(uint64_t count) {
+  if (count > remaining_) fail(P3GPP_ERR_BOX_SIZE);
+  if (count == 0 || status_ != P3GPP_OK) return;
+  if (fail(context_.skip(count)) == P3GPP_OK) remaining_ -= count;
+}
+
+BoxReader BoxReader::narrowed(uint64_t size) {
+  const uint64_t granted = std::min(size, remaining_);
+  remaining_ -= granted;
+  return BoxReader(context_, granted);
+}
+
+}  // namespace zdr::p3gpp

@@ -1,0 +1,122 @@
+// What is recognised where: one declared rule per container, with one row per child type in slot order.
+//
+// The child loop (child_loop.h) reads by these rules, and for_each_kept_child() walks the finished tree by
+// the same rows. A row names the child's parser and where its node is kept; a child without a row is skipped.
+#ifndef ZDR_P3GPP_BOX_RULES_H
+#define ZDR_P3GPP_BOX_RULES_H
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "p3gpp/boxes/box_tree.h"
+#include "p3gpp/parse/box_reader.h"
+#include "p3gpp/parse/open_error.h"
+
+namespace zdr::p3gpp {
+
+using BoxParser = Status (*)(BoxReader& reader, BoxNode& node);
+
+// What becomes of a child once it is parsed.
+enum class Keep : uint8_t {
+  kSlot,           // its node goes into a slot; a later one of the type replaces it
+  kSlotIfPayload,  // the same, but a child whose parser made no payload is dropped
+  kList,           // its node is appended to the container's list
+  kNothing,        // its parser stored what it found in a container around it
+  kEndsContainer,  // it is not parsed: the container drops its payload and ends there, with success
+  kOpensInPlace,   // its children are read as if they were the container's own
+};
+
+// Where a parser leaves the stream.
+enum class Rest : uint8_t {
+  kSkipped,        // the loop skips what the parser did not read
+  kReadAsNextBox,  // the parser stopped where it stopped; what follows is taken for the next box header
+};
+
+// What becomes of a child that runs past the end of its container.
+enum class Overrun : uint8_t {
+  kFails,
+  kFailsAtEnd,     // the stream goes to the end of the container first
+  kEndsContainer,  // the container ends there, with success
+};
+
+struct ChildRule {
+  std::string_view type;
+  BoxParser parse = nullptr;  // null for children that are not parsed
+  Keep keep = Keep::kSlot;
+  BoxSlot& (*slot)(BoxPayload& payload) = nullptr;  // kSlot, kSlotIfPayload
+  Rest rest = Rest::kSkipped;
+};
+
+struct ContainerRule {
+  std::string_view type;
+  std::span<const ChildRule> children;
+  std::unique_ptr<BoxPayload> (*make_payload)() = nullptr;
+  BoxList& (*list)(BoxPayload& payload) = nullptr;  // the members kept by kList; enumerated after the slots
+  // True once no further child is wanted; null: read to the end of the container.
+  bool (*complete)(const BoxPayload& payload) = nullptr;
+  // An unknown child takes an empty place in the list, so that the list keeps the numbering of the file.
+  bool lists_unknown_children = false;
+  // A list member that fails ends the container with success if the list holds one already.
+  bool tolerates_later_failure = false;
+  Overrun overrun = Overrun::kFails;
+  // Less than a box header at the end is passed over.
+  bool allows_short_tail = false;
+  // A container further down that keeps its children in this payload too, and the path to it.
+  const ContainerRule* inner = nullptr;
+  std::string_view inner_path = {};
+};
+
+extern const ContainerRule kMoovRule;
+extern const ContainerRule kTrakRule;
+extern const ContainerRule kEdtsRule;
+extern const ContainerRule kMdiaRule;
+extern const ContainerRule kMinfRule;
+extern const ContainerRule kDinfRule;
+extern const ContainerRule kDrefRule;
+extern const ContainerRule kStblRule;
+extern const ContainerRule kMovieUdtaRule;  // metadata_rules.cpp
+extern const ContainerRule kUserMetaRule;   // the same place, as the next two
+extern const ContainerRule kItemListRule;   // its rows are items, whose parsers read the value alone
+extern const ContainerRule kMovieMetaRule;
+extern const ContainerRule kTrackUdtaRule;    // hint_boxes.cpp
+extern const ContainerRule kStsdRule;         // sample_entries.cpp
+extern const ContainerRule kSampleEntryRule;  // the same place: for walking only
+
+struct KeptChild {
+  const BoxNode& node;
+  uint32_t ordinal = 0;              // place in a list, from 1; 0 for a child in a slot
+  std::string_view inner_path = {};  // containers without a node between the two, "meta/ilst"
+};
+
+// Calls `visit` for every kept child of `node`, in slot order; empty places of lists are passed over.
+void for_each_kept_child(const BoxNode& node, const std::function<void(const KeptChild&)>& visit);
+
+// Null for a type without a row.
+const ChildRule* find_child_rule(const ContainerRule& rule, const PathStep& child);
+
+// ---- Building rows --------------------------------------------------------------------------------------
+
+// Access to the member `kMember` of the payload record that declares it, through the base class.
+template <auto kMember>
+struct PayloadMember;
+template <typename Payload, typename Member, Member Payload::*kMember>
+struct PayloadMember<kMember> {
+  static Member& get(BoxPayload& payload) { return static_cast<Payload&>(payload).*kMember; }
+};
+
+template <auto kMember>
+constexpr ChildRule in_slot(std::string_view type, BoxParser parse, Keep keep = Keep::kSlot) {
+  return {type, parse, keep, PayloadMember<kMember>::get, Rest::kSkipped};
+}
+
+template <typename Payload>
+std::unique_ptr<BoxPayload> make_payload() {
+  return std::make_unique<Payload>();
+}
+
+}  // namespace zdr::p3gpp
+
+#endif

@@ -1,0 +1,83 @@
+// Where an open failed: the path of boxes being parsed, and the first error met there.
+#ifndef ZDR_P3GPP_OPEN_ERROR_H
+#define ZDR_P3GPP_OPEN_ERROR_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "p3gpp/p3gpp.h"
+#include "p3gpp/parse/status.h"
+
+namespace zdr::p3gpp {
+
+// One box on the way down to the one being parsed.
+struct PathStep {
+  std::array<char, 5> type{};
+  uint32_t ordinal = 0;  // 1-based among the members of a list (tracks, sample entries); 0: not in a list
+  uint64_t offset = 0;
+  uint64_t size = 0;
+};
+
+// A NUL-terminated text of fixed size, since running out of memory must not stop it from being written; what
+// does not fit is cut off.
+template <size_t kSize>
+class FixedText {
+ public:
+  void append(std::string_view more) {
+    used_ += more.copy(text_.data() + used_, kSize - 1 - used_);
+    text_[used_] = '\0';
+  }
+  bool empty() const { return used_ == 0; }
+  const char* c_str() const { return text_.data(); }
+
+ private:
+  std::array<char, kSize> text_{};
+  size_t used_ = 0;
+};
+
+using PathText = FixedText<sizeof(P3gppOpenError::path)>;
+
+// "trak[2]". Types come from the file: all but printable ASCII, and the characters of a path, is escaped.
+FixedText<40> step_text(const PathStep& step);
+
+// Keeps the path as a stack, and writes the innermost box of the first error into the public record. Takes no
+// memory, since running out of it is one of the errors.
+class OpenErrorTrail {
+ public:
+  void enter(const PathStep& step);
+  void leave() { --depth_; }
+  // Blames the box entered last. Only the first call counts: later errors are consequences of it.
+  void record(Status status);
+  // Blames a child of that box, whose header was read but which is not entered.
+  void record(Status status, const PathStep& child);
+
+  const P3gppOpenError& first_error() const { return first_; }
+
+  // Of the box entered last, and of a child of it.
+  PathText path() const;
+  PathText path_of(const PathStep& child) const;
+
+ private:
+  static constexpr size_t kMaxDepth = 12;  // the deepest is moov/trak/mdia/minf/stbl/stsd/s263/d263/bitr
+  std::array<PathStep, kMaxDepth> steps_{};
+  size_t depth_ = 0;
+  P3gppOpenError first_{};
+};
+
+// Keeps a step on the trail for the life of a scope.
+class TrailScope {
+ public:
+  TrailScope(OpenErrorTrail& trail, const PathStep& step) : trail_(trail) { trail_.enter(step); }
+  ~TrailScope() { trail_.leave(); }
+  TrailScope(const TrailScope&) = delete;
+  TrailScope& operator=(const TrailScope&) = delete;
+
+ private:
+  OpenErrorTrail& trail_;
+};
+
+}  // namespace zdr::p3gpp
+
+#endif

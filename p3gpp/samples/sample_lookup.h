@@ -1,0 +1,72 @@
+// From sample numbers to sizes, places and times, and back, over the tables of one track.
+//
+// Every lookup moves the positions inside the tables (sample_tables.h), also when it fails: they then stand
+// where the last entry that could be read put them. Sizes do not depend on earlier calls, and places only
+// where chunks share an offset; times, sync searches and time-to-sample may, in ways that players rely on
+// (docs/kept-behaviours.md).
+//
+// Common statuses: P3GPP_ERR_NO_TABLE for a table that is missing, P3GPP_ERR_OUT_OF_RANGE for a sample number
+// that is 0 or above the sample count (where nothing else is told), P3GPP_ERR_READ and P3GPP_ERR_SEEK from
+// the file. Sample numbers are 1-based, times in the media time scale.
+#ifndef ZDR_P3GPP_SAMPLE_LOOKUP_H
+#define ZDR_P3GPP_SAMPLE_LOOKUP_H
+
+#include <cstdint>
+
+#include "p3gpp/boxes/box_tree.h"
+#include "p3gpp/boxes/sample_tables.h"
+#include "p3gpp/parse/status.h"
+
+namespace zdr::p3gpp {
+
+// ---- Sizes (sample_size.cpp) ----------------------------------------------------------------------------
+
+// Sample number 0: P3GPP_ERR_BAD_ARGUMENT.
+Status sample_size(StszPayload& stsz, uint32_t number, uint32_t& size);
+// Bytes of the samples [first, next); both numbers have been checked, first <= next.
+Status bytes_between(StszPayload& stsz, uint32_t first, uint32_t next, uint64_t& bytes);
+Status largest_sample_size(const StszPayload& stsz, uint32_t& size);
+// Bytes of all samples but the last one.
+Status bytes_without_last(const StszPayload& stsz, uint64_t& bytes);
+
+// ---- Places (sample_location.cpp) -----------------------------------------------------------------------
+
+struct ChunkLocation {
+  uint32_t number = 0;
+  uint32_t samples_per_chunk = 0;
+  uint32_t description_index = 0;
+  uint32_t samples_before = 0;  // samples of all chunks before this one
+  uint64_t offset = 0;          // file offset
+};
+Status chunk_of_sample(StblPayload& stbl, uint32_t number, ChunkLocation& chunk);
+
+// Fills the out fields of `sample` for sample.number; the decoding time without edit shift.
+Status locate_sample(StblPayload& stbl, P3gppSample& sample);
+
+// ---- Times (sample_times.cpp, time_to_sample.cpp) -------------------------------------------------------
+
+// Both times are in and out: where a table does not reach the sample, what stood there stays (decoding) or
+// enters the sum (composition). P3GPP_ERR_OUT_OF_RANGE also for a decoding time above 32 bits.
+Status sample_times(StblPayload& stbl, uint32_t number, uint32_t& decoding_time, uint32_t& composition_time);
+
+struct TimedSample {
+  uint32_t number = 0;
+  uint32_t time = 0;  // decoding time of that sample
+};
+Status time_to_sample(StblPayload& stbl, uint32_t time, TimedSample& sample);
+
+// Steps `position` back over the run before it; there must be one.
+Status step_back(SttsPayload& stts, SttsEntry& entry);
+
+// ---- Sync samples (sync_samples.cpp) --------------------------------------------------------------------
+
+// Sample number 0: P3GPP_ERR_BAD_ARGUMENT; above the sample count: no sync sample, and no error.
+Status is_sync_sample(StblPayload& stbl, uint32_t number, bool& is_sync);
+
+enum class SyncDirection : uint8_t { kForward, kBackward };
+// P3GPP_ERR_NO_SYNC_SAMPLE when there is none in that direction.
+Status find_sync_sample(StblPayload& stbl, uint32_t number, SyncDirection direction, uint32_t& found);
+
+}  // namespace zdr::p3gpp
+
+#endif

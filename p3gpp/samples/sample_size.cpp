@@ -1,0 +1,97 @@
+// Sample sizes, and sums and maxima over many of them.
+#include <algorithm>
+
+#include "p3gpp/samples/sample_lookup.h"
+
+namespace zdr::p3gpp {
+namespace {
+
+// Ranges up to this many entries are summed through the cache, longer ones in blocks past it.
+constexpr uint32_t kCachedRangeEntries = 256;
+
+uint64_t sum_of(const uint8_t* sizes, uint32_t count) {
+  uint64_t sum = 0;
+  for (uint32_t i = 0; i < count; ++i) sum += load_be32(sizes + size_t{i} * Number32Entry::kSize);
+  return sum;
+}
+
+uint32_t largest_of(const uint8_t* sizes, uint32_t count) {
+  uint32_t largest = 0;
+  for (uint32_t i = 0; i < count; ++i) {
+    largest = std::max(largest, load_be32(sizes + size_t{i} * Number32Entry::kSize));
+  }
+  return largest;
+}
+
+Status sum_through_cache(TableCursor& cursor, uint32_t first_index, uint32_t count, uint64_t& sum) {
+  for (uint32_t i = 0; i < count; ++i) {
+    Number32Entry entry;
+    const Status status = read_entry(cursor, first_index + i, entry);
+    if (status != P3GPP_OK) return status;
+    sum += entry.value;
+  }
+  return P3GPP_OK;
+}
+
+Status sum_past_cache(const TableCursor& cursor, uint32_t first_index, uint32_t count, uint64_t& sum) {
+  return cursor.scan(first_index, count,
+                     [&](const uint8_t* sizes, uint32_t batch) { sum += sum_of(sizes, batch); });
+}
+
+}  // namespace
+
+Status sample_size(StszPayload& stsz, uint32_t number, uint32_t& size) {
+  if (number == 0) return P3GPP_ERR_BAD_ARGUMENT;
+  if (number > stsz.sample_count) return P3GPP_ERR_OUT_OF_RANGE;
+  if (stsz.default_size != 0) {
+    size = stsz.default_size;
+    return P3GPP_OK;
+  }
+  Number32Entry entry;
+  const Status status = read_entry(stsz.cursor, number - 1, entry);
+  if (status == P3GPP_OK) size = entry.value;
+  return status;
+}
+
+Status bytes_between(StszPayload& stsz, uint32_t first, uint32_t next, uint64_t& bytes) {
+  if (stsz.default_size != 0) {
+    bytes = uint64_t{next - first} * stsz.default_size;
+    return P3GPP_OK;
+  }
+  PartialSizeSum sum = stsz.partial_sum;
+  if (sum.first != first || sum.next > next) sum = {first, first, 0};
+  const uint32_t missing = next - sum.next;
+  const Status status = missing <= kCachedRangeEntries
+                            ? sum_through_cache(stsz.cursor, sum.next - 1, missing, sum.bytes)
+                            : sum_past_cache(stsz.cursor, sum.next - 1, missing, sum.bytes);
+  if (status != P3GPP_OK) return status;
+  sum.next = next;
+  stsz.partial_sum = sum;
+  bytes = sum.bytes;
+  return P3GPP_OK;
+}
+
+Status largest_sample_size(const StszPayload& stsz, uint32_t& size) {
+  uint32_t largest = stsz.default_size;
+  if (largest == 0) {
+    const Status status = stsz.cursor.scan(0, stsz.sample_count, [&](const uint8_t* sizes, uint32_t batch) {
+      largest = std::max(largest, largest_of(sizes, batch));
+    });
+    if (status != P3GPP_OK) return status;
+  }
+  size = largest;
+  return P3GPP_OK;
+}
+
+Status bytes_without_last(const StszPayload& stsz, uint64_t& bytes) {
+  bytes = 0;
+  if (stsz.sample_count == 0) return P3GPP_OK;
+  const uint32_t count = stsz.sample_count - 1;
+  if (stsz.default_size != 0) {
+    bytes = uint64_t{count} * stsz.default_size;
+    return P3GPP_OK;
+  }
+  return sum_past_cache(stsz.cursor, 0, count, bytes);
+}
+
+}  // namespace zdr::p3gpp

@@ -1,0 +1,278 @@
+// From sample entries to the public description of their codecs.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "mediakit/boxes/movie_builder.h"
+#include "tests/p3gpp/opened_movie.h"
+
+namespace zdr::test {
+namespace {
+
+// A movie with one track of that handler and these sample entries.
+Bytes with_entries(const std::string& handler, const std::vector<Bytes>& entries) {
+  TrackDescription track = amr_track(1);
+  track.handler = handler;
+  track.sample_entries = entries;
+  track.width = 176;
+  track.height = 144;
+  return build_movie(track).bytes;
+}
+
+const Bytes kDamr = damr(0x5A414E44, 3, 0x81FF, 4, 5);
+const Bytes kDsi = {0x12, 0x10};
+
+Bytes visual_esds(const Bytes& decoder_specific_info) {
+  return esds({.object_type = 0x20, .max_bitrate = 77, .decoder_specific_info = decoder_specific_info});
+}
+Bytes audio(const char* type, const Bytes& child, uint32_t rate = 8000) {
+  return audio_entry(type, 2, rate, child);
+}
+
+// ---- The fields as text -----------------------------------------------------------------------------------
+
+std::string joined(const std::vector<uint32_t>& numbers) {
+  std::string text;
+  for (const uint32_t number : numbers) text += " " + std::to_string(number);
+  return text;
+}
+
+std::string hex(const uint8_t* bytes, size_t length) {
+  std::string text = " ";
+  for (size_t i = 0; i < length; ++i)
+    text.append({"0123456789ABCDEF"[bytes[i] >> 4], "0123456789ABCDEF"[bytes[i] & 15]});
+  return text;
+}
+
+std::string systems_text(const P3gppSystemsInfo& info) {
+  return joined({info.es_id, info.stream_type, info.width, info.height, info.channel_count, info.sample_rate,
+                 info.max_bitrate, info.average_bitrate}) +
+         hex(info.decoder_specific_info, info.decoder_specific_info_length) +
+         hex(info.sl_config, info.sl_config_length);
+}
+
+std::string ac3_text(const P3gppAc3Info& info) {
+  return joined({info.data_reference_index, info.channel_count, info.sample_size, info.sample_rate,
+                 info.bit_rate_kbps, info.fscod, info.bsid, info.bsmod, info.acmod, info.lfeon,
+                 info.bit_rate_code});
+}
+
+std::string eac3_text(const P3gppEac3Info& info) {
+  std::string text = joined({info.data_reference_index, info.channel_count, info.sample_size,
+                             info.sample_rate, info.data_rate, info.independent_substreams});
+  for (uint32_t i = 0; info.substreams != nullptr && i <= info.independent_substreams; ++i) {
+    const P3gppEac3Substream& each = info.substreams[i];
+    text += " |" + joined({each.fscod, each.bsid, each.bsmod, each.acmod, each.lfeon, each.num_dep_sub,
+                           each.channel_location});
+  }
+  return text;
+}
+
+std::string codec_text(const P3gppDecoderInfo& info) {
+  const auto& u = info.u;
+  switch (info.object_type) {
+    case P3GPP_OTI_AMR:
+    case P3GPP_OTI_AMR_WB:
+      return joined({u.amr.vendor, u.amr.decoder_version, u.amr.mode_set, u.amr.mode_change_period,
+                     u.amr.frames_per_sample});
+    case P3GPP_OTI_AMR_WB_PLUS:
+      return joined({u.amr_wb_plus.sample_rate, u.amr_wb_plus.vendor, u.amr_wb_plus.decoder_version});
+    case P3GPP_OTI_VMR:
+      return joined(
+          {u.vmr.vendor, u.vmr.decoder_version, u.vmr.mode_set, u.vmr.sample_rate, u.vmr.frames_per_sample});
+    case P3GPP_OTI_H263:
+      return joined({u.h263.vendor, u.h263.decoder_version, u.h263.level, u.h263.profile, u.h263.width,
+                     u.h263.height, u.h263.average_bitrate, u.h263.max_bitrate});
+    case P3GPP_OTI_AVC:
+      return joined({u.avc.profile, u.avc.profile_compatibility, u.avc.level, u.avc.nal_length_size_minus_one,
+                     u.avc.width, u.avc.height, u.avc.sps_count}) +
+             hex(u.avc.sps_list, u.avc.sps_list_length) + joined({u.avc.pps_count}) +
+             hex(u.avc.pps_list, u.avc.pps_list_length);
+    case P3GPP_OTI_AC3:
+      return ac3_text(u.ac3);
+    case P3GPP_OTI_EAC3:
+      return eac3_text(u.eac3);
+    case P3GPP_OTI_MP3:
+      return joined({u.mp3.channel_count, u.mp3.sample_rate});
+    default:
+      return info.kind == P3GPP_KIND_SYSTEMS
+                 ? systems_text(u.systems)
+                 : joined({u.speech.vendor, u.speech.decoder_version, u.speech.frames_per_sample});
+  }
+}
+
+// "status", and of a record "kind object_type fields".
+std::string description(const DecoderInfo& info) {
+  std::string text = std::to_string(info.status);
+  if (info.get() == nullptr) return text;
+  return text + ":" + joined({info->kind, info->object_type}) + codec_text(*info.get());
+}
+
+std::string describe(const Bytes& entry, const std::string& handler = "soun") {
+  const OpenedMovie movie(with_entries(handler, {entry}));
+  return movie.status == P3GPP_OK ? description(DecoderInfo(movie.file, 1)) : "not open";
+}
+
+// ---- Which entries are handled, and what is told of them --------------------------------------------------
+
+TEST(DecoderInfo, RequiredDescriptionsFollowEntryAndHandlerTypes) {
+  const auto video = [](const char* type, const Bytes& child) { return video_entry(type, 352, 288, child); };
+  const auto speech = [&](const char* type, const char* child) {
+    return audio(type, speech_configuration(child, 1, 2, 3));
+  };
+  const AvcConfiguration avc{100, 0x10, 31, 1, {{0x67, 1, 2}, {0x67}}, {{0x68, 9}}};
+  Bytes high = avcc(avc);
+  high.insert(high.end(), {0xFD, 0xF8, 0xF8, 0});  // the chroma fields of the high profiles
+  const Bytes d263_box = d263(0x55667788, 1, 10, 3, concat({box("abcd"), bitr(64000, 128000)}));
+  const std::vector<Eac3Substream> substreams = {{1, 17, 0x13, 6, 1, 3, 0x1A5}, {2, 16, 4, 1}};
+  // Name, entry, the handler that its type requires ("" for any), description.
+  const std::vector<std::tuple<const char*, Bytes, std::string, std::string>> cases = {
+      {"mp4v", video("mp4v", visual_esds(kDsi)), "vide", "0: 1 32 1 5 352 288 0 0 77 0 1210 02"},
+      {"mp4a", audio("mp4a", esds({.object_type = 0x67})), "soun", "0: 1 103 1 5 0 0 2 8000 0 0  02"},
+      {"mp4s", plain_entry("mp4s", esds({.object_type = 1})), "soun", "0: 1 1 1 5 0 0 0 0 0 0  02"},
+      {"samr", audio("samr", kDamr), "soun", "0: 2 192 1514229316 3 33279 4 5"},
+      {"sawb", audio("sawb", kDamr), "soun", "0: 2 193 1514229316 3 33279 4 5"},
+      {"sawp", audio("sawp", dawp(9, 7), 32000), "soun", "0: 2 227 32000 9 7"},
+      {"svmr", audio("svmr", damr(1, 2, 0x102, 255, 9, "dvmr")), "soun", "0: 2 230 1 2 258 8000 9"},
+      {"svmr of 16 kHz", audio("svmr", damr(1, 2, 0x102, 254, 9, "dvmr")), "soun",
+       "0: 2 230 1 2 258 16000 9"},
+      {"s263", video("s263", d263_box), "", "0: 2 194 1432778632 1 10 3 352 288 64000 128000"},
+      {"s263 without bitr", video("s263", d263(1, 2, 3, 4)), "", "0: 2 194 1 2 3 4 352 288 0 0"},
+      {"H263", video("H263", d263_box), "", "0: 2 194 0 0 0 0 352 288 0 0"},
+      {"h263", video("h263", d263_box), "vide", "0: 2 194 0 0 0 0 352 288 0 0"},
+      {"avc1",
+       video("avc1", concat({box("btrt", Bytes(12)), with_size(high, static_cast<uint32_t>(high.size()))})),
+       "vide", "0: 2 127 100 16 31 1 352 288 2 0003670102000167 1 00026809"},
+      {"avc1 without sets", video("avc1", avcc({})), "vide", "0: 2 127 66 192 30 3 352 288 0  0 "},
+      {"sevc", speech("sevc", "devc"), "soun", "0: 3 224 1 2 3"},
+      {"sqcp", speech("sqcp", "dqcp"), "soun", "0: 3 225 1 2 3"},
+      {"ssmv", speech("ssmv", "dsmv"), "soun", "0: 3 226 1 2 3"},
+      {"secb", speech("secb", "decb"), "soun", "0: 3 228 1 2 3"},
+      {"secw", speech("secw", "decw"), "soun", "0: 3 229 1 2 3"},
+      {"secw with devc", speech("secw", "devc"), "soun", "0: 3 229 1 2 3"},
+      {"ec-3", audio("ec-3", dec3(0x1ABC, substreams)), "soun",
+       "0: 4 252 1 2 16 8000 6844 1 | 1 17 19 6 1 3 421 | 2 16 4 1 0 0 0"},
+      {".mp3 of 96 kHz", audio(".mp3", {}, 96000), "soun", "0: 4 254 2 30464"},
+      {"mp4a of 96 kHz", audio("mp4a", esds({}), 96000), "soun", "0: 1 64 1 5 0 0 2 30464 0 0  02"},
+      // Required: these are described by kind and object type alone.
+      {"samr without damr", audio("samr", box("abcd")), "soun", "0: 2 192 0 0 0 0 0"},
+      {"sawb without a child", audio("sawb", Bytes(7)), "soun", "0: 2 193 0 0 0 0 0"},
+      {"ac-3 without dac3", audio("ac-3", {}), "soun", "0: 4 253 0 0 0 0 0 0 0 0 0 0 0"},
+      {"ec-3 without dec3", audio("ec-3", box("abcd")), "soun", "0: 4 252 0 0 0 0 0 0"},
+      {"sqcp without dqcp", audio("sqcp", box("abcd")), "soun", "-7020"},
+      {"s263 without d263", video("s263", box("abcd", Bytes(3))), "", "-7050"},
+      {"avc1 without avcC", video("avc1", box("btrt", Bytes(12))), "vide", "-7050"},
+      {"avc1 without a child", video("avc1", {}), "vide", "-7050"},
+      {"text", plain_entry("text", Bytes(30)), "text", "-7020: 1 231 0 0 0 0 0 0 0 0  "},
+  };
+  for (const auto& [name, entry, required, told] : cases) {
+    for (const std::string handler : {"vide", "soun", "text", "hint"}) {
+      const bool accepted = required.empty() || handler == required;
+      EXPECT_EQ(describe(entry, handler), accepted ? told : "-7031") << name << " in " << handler;
+    }
+  }
+}
+
+TEST(DecoderInfo, TellsMissingEntriesFromUnknownAndUnreadableOnes) {
+  const OpenedMovie movie(
+      with_entries("soun", {plain_entry("encv"), audio("samr", kDamr), plain_entry("rtp ")}));
+  EXPECT_EQ(DecoderInfo(movie.file, 1, 0).status, P3GPP_ERR_NO_TABLE);
+  EXPECT_EQ(DecoderInfo(movie.file, 1, 1).status, P3GPP_ERR_NO_TABLE) << "unknown type";
+  EXPECT_EQ(DecoderInfo(movie.file, 1, 2).status, P3GPP_OK);
+  EXPECT_EQ(DecoderInfo(movie.file, 1, 3).status, P3GPP_ERR_RTP_ENTRY);
+  EXPECT_EQ(DecoderInfo(movie.file, 1, 4).status, P3GPP_ERR_NO_TABLE);
+  EXPECT_EQ(DecoderInfo(movie.file, 2, 1).status, P3GPP_ERR_NO_TRACK);
+}
+
+TEST(DecoderInfo, AvcParameterSetsThatRunOutAreAnError) {
+  const Bytes whole = avcc({.sps = {{0x67, 1, 2}}, .pps = {{0x68, 9}}});
+  for (size_t size = 13; size < whole.size(); ++size) {
+    const Bytes cut(whole.begin(), whole.begin() + static_cast<int64_t>(size));
+    EXPECT_EQ(describe(video_entry("avc1", 16, 16, with_size(cut, static_cast<uint32_t>(size))), "vide"),
+              "-7050")
+        << size;
+  }
+}
+
+TEST(DecoderInfo, RequiredAc3BitRatesEndAtCode18) {
+  constexpr uint32_t kRates[] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160, 192,
+                                 224, 256, 320, 384, 448, 512, 576, 640, 0,   0};
+  for (uint8_t code = 0; code < std::size(kRates); ++code) {
+    EXPECT_EQ(describe(audio_entry("ac-3", 6, 48000, dac3({2, 9, 5, 6, 1, code}), 24)),
+              "0: 4 253 1 6 24 48000" + joined({kRates[code], 2, 9, 5, 6, 1, code}));
+  }
+}
+
+TEST(DecoderInfo, RequiredMissingVideoDimensionsComeCrosswiseFromTheTrack) {
+  const auto dimensions = [](uint16_t width, uint16_t height) {
+    return describe(video_entry("mp4v", width, height, visual_esds(kDsi)), "vide").substr(12, 7);
+  };
+  EXPECT_EQ(dimensions(320, 240), "320 240");
+  EXPECT_EQ(dimensions(320, 0), "144 176");
+  EXPECT_EQ(dimensions(0, 240), "144 176");
+}
+
+// ---- ES descriptors ---------------------------------------------------------------------------------------
+
+std::string describe_esds(const Bytes& descriptors) {
+  return describe(audio("mp4a", esds_of(descriptors)));
+}
+
+TEST(EsDescriptor, AllFieldsAndOptionalParts) {
+  ElementaryStream stream{.es_id = 0x1234,
+                          .max_bitrate = 128000,
+                          .average_bitrate = 96000,
+                          .decoder_specific_info = {1, 2, 3},
+                          .sl_config = {2, 7}};
+  for (const uint8_t flags : std::initializer_list<uint8_t>{0x00, 0x80, 0x20, 0xA0, 0x1F}) {
+    stream.flags = flags;
+    stream.optional_fields = Bytes(((flags & 0x80) != 0 ? 2 : 0) + ((flags & 0x20) != 0 ? 2 : 0), 0xEE);
+    EXPECT_EQ(describe_esds(es_descriptor(stream)), "0: 1 64 4660 5 0 0 2 8000 128000 96000 010203 0207")
+        << int{flags};
+  }
+  // Sizes of up to four bytes.
+  Fields config;
+  config.u8(0x40).u8(0x15).u24(0).u32(1).u32(2).append(descriptor(5, kDsi, 4));
+  Fields body;
+  body.u16(1).u8(0).append(descriptor(4, config.bytes, 3)).append(descriptor(6, {2}, 2));
+  EXPECT_EQ(describe_esds(descriptor(3, body.bytes, 4)), "0: 1 64 1 5 0 0 2 8000 1 2 1210 02");
+}
+
+// Required: the step over the URL starts at its length byte and so ends one byte early.
+TEST(EsDescriptor, RequiredUrlIsSkippedOneByteEarly) {
+  const auto status = [](const Bytes& url_field) {
+    return describe_esds(es_descriptor({.flags = 0x40, .optional_fields = url_field})).substr(0, 5);
+  };
+  EXPECT_EQ(status({5, 'u', 'r', 'l', '4'}), "0: 1 ") << "5 bytes from the length byte on: in step";
+  EXPECT_EQ(status({5, 'u', 'r', 'l', '4', '5'}), "-7050") << "well-formed, and misread";
+  EXPECT_EQ(status({255}), "-7050") << "past the end";
+  EXPECT_EQ(status({0}), "-7050") << "the length byte itself stands where the next tag should";
+}
+
+// Every truncation of a full descriptor: up to 4 bytes may be missing behind the decoder configuration, where
+// zeros are read for them; nothing else may.
+TEST(EsDescriptor, RunsOutQuietlyOnlyBehindTheDecoderConfiguration) {
+  const Bytes whole = es_descriptor({.decoder_specific_info = {1, 2, 3}, .sl_config = {2}});
+  const size_t config_end = whole.size() - 5 - 3;  // tag 3 to the average bitrate
+  for (size_t size = 0; size <= whole.size(); ++size) {
+    const Bytes cut(whole.begin(), whole.begin() + static_cast<int64_t>(size));
+    // The bitrates may lie in the 4 zeros, if one byte is left to show that no further tag follows.
+    const bool readable = size + 3 >= config_end && size <= config_end;
+    const bool no_sl_config = size == config_end + 5;
+    const bool size_from_zeros = size == config_end + 1 || size == config_end + 6;  // the last byte is a tag
+    const bool succeeds = readable || no_sl_config || size_from_zeros || size == whole.size();
+    EXPECT_EQ(describe_esds(cut) == "-7050", !succeeds) << size << " of " << whole.size();
+  }
+}
+
+TEST(EsDescriptor, RequiredVisualWithoutDecoderSpecificInfoLeavesTheRecord) {
+  EXPECT_EQ(describe(video_entry("mp4v", 320, 240, visual_esds({})), "vide"),
+            "-7050: 1 32 1 5 320 240 0 0 77 0  ");
+  EXPECT_EQ(describe_esds(es_descriptor({.object_type = 0x6B})).substr(0, 2), "0:")
+      << "others may do without";
+  EXPECT_EQ(describe_esds({4, 2, 0, 0}), "-7050");
+}
+
+}  // namespace
+}  // namespace zdr::test
