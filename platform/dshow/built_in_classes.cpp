@@ -4,13 +4,11 @@
 #include "class_factory.h"
 #include "filter_mapper.h"
 #include "platform/com/class_modules.h"
-#include "system_clock.h"
 #include "uuids.h"
 
 constinit CFactoryTemplate g_Templates[] = {
     {u"Memory Allocator", &CLSID_MemoryAllocator, &CMemAllocator::CreateInstance, nullptr, nullptr},
     {u"Filter Mapper", &CLSID_FilterMapper2, &CFilterMapper2::CreateInstance, nullptr, nullptr},
-    {u"System Clock", &CLSID_SystemClock, &CSystemClock::CreateInstance, nullptr, nullptr},
 };
 constinit int g_cTemplates = static_cast<int>(std::size(g_Templates));
 

@@ -7,7 +7,6 @@
 #include "dshow.h"
 #include "mtype.h"
 #include "reftime.h"
-#include "seeking.h"
 #include "source.h"
 #include "wxdebug.h"
 #include "wxutil.h"

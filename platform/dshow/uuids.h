@@ -12,7 +12,6 @@ inline constexpr CLSID CLSID_FilterMapper2 = zdr::com::guid("CDA42200-BD88-11D0-
 inline constexpr CLSID CLSID_FilterMapper = zdr::com::guid("E436EBB2-524F-11CE-9F53-0020AF0BA770");
 inline constexpr CLSID CLSID_FilterGraph = zdr::com::guid("E436EBB3-524F-11CE-9F53-0020AF0BA770");
 inline constexpr CLSID CLSID_FilterGraphNoThread = zdr::com::guid("E436EBB8-524F-11CE-9F53-0020AF0BA770");
-inline constexpr CLSID CLSID_SystemClock = zdr::com::guid("E436EBB1-524F-11CE-9F53-0020AF0BA770");
 inline constexpr CLSID CLSID_AsyncReader = zdr::com::guid("E436EBB5-524F-11CE-9F53-0020AF0BA770");
 inline constexpr CLSID CLSID_SeekingPassThru = zdr::com::guid("060AF76C-68DD-11D0-8FC1-00C04FD9189D");
 // The default category of filters, and the category that lists the categories.

@@ -172,33 +172,6 @@ TEST(BaseFilter, JoinsAndLeavesAGraphWithoutReferencingIt) {
   EXPECT_EQ(graph.references(), 0);
 }
 
-TEST(BaseFilter, CountsStreamTimeFromTheStartOfTheRun) {
-  const auto filter = make_filter("");
-  CRefTime time;
-  EXPECT_EQ(filter->StreamTime(time), VFW_E_NO_CLOCK);
-  ComPtr<IReferenceClock> clock;
-  ASSERT_EQ(CoCreateInstance(CLSID_SystemClock, nullptr, CLSCTX_ALL, IID_IReferenceClock, clock.out_void()),
-            S_OK);
-  EXPECT_EQ(filter->SetSyncSource(clock.get()), S_OK);
-  EXPECT_EQ(filter->SetSyncSource(clock.get()), S_OK);
-  REFERENCE_TIME before = 0;
-  clock->GetTime(&before);
-  ASSERT_EQ(filter->Run(before - 700), S_OK);
-  EXPECT_TRUE(SUCCEEDED(filter->StreamTime(time)));
-  REFERENCE_TIME after = 0;
-  clock->GetTime(&after);
-  EXPECT_GE(time.GetUnits(), 700);
-  EXPECT_LE(time.GetUnits(), after - before + 700);
-  filter->Stop();
-  ComPtr<IReferenceClock> source;
-  EXPECT_EQ(filter->GetSyncSource(source.out()), S_OK);
-  EXPECT_EQ(source.get(), clock.get());
-  source.reset();
-  EXPECT_EQ(filter->SetSyncSource(nullptr), S_OK);
-  EXPECT_EQ(clock->AddRef(), 2u) << "nobody else holds it any more";
-  clock->Release();
-}
-
 TEST(BaseFilter, FindsPinsByTheirExactNames) {
   const auto filter = make_filter("uoo");
   ComPtr<IPin> pin;
