@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "aacdec/syntax/raw_data_block.h"
+
 namespace zdr::aacdec {
 namespace {
 

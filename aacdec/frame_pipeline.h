@@ -20,9 +20,9 @@
 #include "aacdec/resampler.h"
 #include "aacdec/sbr/sbr_synthesis.h"
 #include "aacdec/syntax/bit_reader.h"
+#include "aacdec/syntax/block_context.h"
 #include "aacdec/syntax/frame.h"
-#include "aacdec/syntax/raw_data_block.h"
-#include "aacdec/syntax/sbr_payload.h"
+#include "aacdec/syntax/sbr_parser.h"
 
 namespace zdr::aacdec {
 

@@ -8,9 +8,9 @@
 #include "aacdec/decoder_instance.h"
 #include "aacdec/syntax/audio_specific_config.h"
 #include "aacdec/syntax/bit_reader.h"
-#include "aacdec/syntax/channel_stream.h"
 #include "aacdec/syntax/frame_probe.h"
 #include "aacdec/syntax/sampling_rates.h"
+#include "aacdec/syntax/stream_format.h"
 #include "aacdec/syntax/stream_header.h"
 
 namespace zdr::aacdec {

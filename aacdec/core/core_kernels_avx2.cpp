@@ -1,8 +1,8 @@
-// The kernels compiled for AVX2; see core_kernels.h.
-#include "aacdec/core/core_kernels_body.h"
+// The core's kernels compiled for AVX2.
+#include "aacdec/core/core_kernels_lanes.h"
 
 namespace zdr::aacdec {
 
-const CoreKernels kWideKernels = kKernels;
+const CoreKernels kAvx2CoreKernels = kCompiledCoreKernels;
 
 }  // namespace zdr::aacdec

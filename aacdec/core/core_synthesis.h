@@ -8,21 +8,10 @@
 
 #include <cstdint>
 
+#include "aacdec/core/core_channel_state.h"
 #include "aacdec/syntax/frame.h"
 
 namespace zdr::aacdec {
-
-inline constexpr int kLtpHistory = 2 * kFrameLength;
-
-// What one channel keeps from frame to frame.
-struct CoreChannelState {
-  // Windowed second half of the frame before.
-  alignas(64) int32_t overlap[kFrameLength];
-  // The last samples put out, newest last; kept by the LTP profile alone.
-  alignas(64) int16_t history[kLtpHistory];
-  uint32_t noise_state;
-  uint8_t previous_window_shape;
-};
 
 // Plain memory without pointers. Start with reset(); one thread at a time.
 struct CoreState {

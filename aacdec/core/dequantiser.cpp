@@ -1,4 +1,5 @@
-// See dequantiser.h.
+// Dequantisation in three ranges: small values from a table of finished lines, values below 256 from the
+// table of powers, larger ones by interpolation between its entries.
 #include "aacdec/core/dequantiser.h"
 
 #include <algorithm>
@@ -6,15 +7,41 @@
 #include <cstdlib>
 
 #include "aacdec/fixed/fixed_point.h"
-#include "aacdec/tables/dequantiser_tables.h"
+#include "aacdec/tables/power_law_table.h"
 
 namespace zdr::aacdec {
 namespace {
 
-constexpr int kTabulatedPowers = 256;
+constexpr int kTabulatedPowers = kPowerLawEntries - 1;
+// The scale factor at which a value of 1 becomes 2^14: the Q19 power shifted right by 5.
+constexpr int kUnityScaleFactor = 144;
+constexpr int kPowerLawShift = 5;
 // Values from 256 on count their shift from this scale factor when it is checked against the word.
 constexpr int kLargeUnityScaleFactor = 108;
 constexpr int kLargestShift = 31;
+
+constexpr int kTabulatedScaleFactors = 256;  // all that an undamaged stream uses
+constexpr int kTabulatedValues = 16;         // 0 to 15 and their negatives
+
+struct SmallValueTable {
+  alignas(64) int32_t value[kTabulatedScaleFactors][2 * kTabulatedValues];
+};
+
+constexpr SmallValueTable make_small_value_table() {
+  SmallValueTable table = {};
+  for (int sf = 0; sf < kTabulatedScaleFactors; ++sf) {
+    for (int q = 0; q < kTabulatedValues; ++q) {
+      const int32_t value =
+          scale_by_quarter_steps(kPowerLaw.value[q] >> kPowerLawShift, sf - kUnityScaleFactor);
+      table.value[sf][kTabulatedValues + q] = value;
+      table.value[sf][kTabulatedValues - q] = -value;
+    }
+  }
+  return table;
+}
+
+// Dequantised q at [scale factor][kTabulatedValues + q]; covers nearly every value of a stream.
+constexpr SmallValueTable kSmallValues = make_small_value_table();
 
 // q^(4/3) in Q14 for q of 256 and more: 2^s q' to the power is 2^(4s/3) q'^(4/3), and between the entries of
 // the table a straight line. Up to 2^31.4.

@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "aacdec/core/core_kernels.h"
-#include "aacdec/core/core_synthesis.h"
 #include "aacdec/fixed/fixed_point.h"
 #include "aacdec/tables/window_tables.h"
 

@@ -4,11 +4,10 @@
 
 #include <cstdint>
 
-#include "aacdec/syntax/channel_stream.h"
+#include "aacdec/core/core_channel_state.h"
+#include "aacdec/syntax/channel_data.h"
 
 namespace zdr::aacdec {
-
-struct CoreChannelState;
 
 inline constexpr int kFilterBankScratch = 4 * kFrameLength;
 

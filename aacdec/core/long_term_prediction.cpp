@@ -6,6 +6,7 @@
 #include "aacdec/core/filter_bank.h"
 #include "aacdec/core/noise_shaping.h"
 #include "aacdec/fixed/fixed_point.h"
+#include "aacdec/syntax/scale_factor_bands.h"
 #include "aacdec/tables/tools_tables.h"
 
 namespace zdr::aacdec {

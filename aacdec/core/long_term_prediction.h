@@ -3,7 +3,8 @@
 
 #include <cstdint>
 
-#include "aacdec/core/core_synthesis.h"
+#include "aacdec/core/core_channel_state.h"
+#include "aacdec/syntax/channel_data.h"
 
 namespace zdr::aacdec {
 

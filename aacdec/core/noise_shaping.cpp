@@ -6,6 +6,7 @@
 
 #include "aacdec/core/core_kernels.h"
 #include "aacdec/fixed/fixed_point.h"
+#include "aacdec/syntax/scale_factor_bands.h"
 #include "aacdec/tables/tools_tables.h"
 
 namespace zdr::aacdec {

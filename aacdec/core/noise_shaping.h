@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "aacdec/syntax/channel_stream.h"
+#include "aacdec/syntax/channel_data.h"
 
 namespace zdr::aacdec {
 

@@ -3,7 +3,8 @@
 
 #include <cstdint>
 
-#include "aacdec/syntax/channel_stream.h"
+#include "aacdec/syntax/channel_data.h"
+#include "aacdec/syntax/scale_factor_bands.h"
 
 namespace zdr::aacdec {
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "aacdec/syntax/frame.h"
+#include "aacdec/syntax/scale_factor_bands.h"
 
 namespace zdr::aacdec {
 

@@ -8,7 +8,7 @@
 #endif
 
 #include "aacdec/fixed/fixed_lanes.h"
-#include "aacdec/tables/qmf_twiddles.h"
+#include "aacdec/tables/complex_q30.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -15,7 +15,7 @@ namespace {
 constexpr int32_t kOneQ30 = 1 << 30;
 
 // A memory above the signal's last band would only ring on where a header has lowered it.
-void forget_bands_above(int band_end, PsSynthesis& ps) {
+void forget_bands_above(int band_end, PsSynthesisState& ps) {
   const int first = std::max(band_end, kSplitBands) - kSplitBands + kHybridBands;
   for (int k = std::max(first, kAllPassBands); k < kSubBands; ++k) {
     std::memset(ps.memory.delay_re[k - kAllPassBands], 0, sizeof ps.memory.delay_re[0]);
@@ -46,7 +46,7 @@ int32_t next_damping(TransientDetector& d, uint64_t energy) {
   return ratio.exponent < -31 ? 0 : static_cast<int32_t>(ratio.mantissa >> -ratio.exponent);
 }
 
-void damp_transients(PsSynthesis& ps) {
+void damp_transients(PsSynthesisState& ps) {
   for (int band = 0; band < kPsBands; ++band) {
     for (int slot = 0; slot < kQmfSlots; ++slot) {
       ps.damping_q30[band][slot] = next_damping(ps.memory.detector[band], ps.energy[band][slot]);
@@ -76,7 +76,7 @@ void draw_line(int32_t* row, int first, int end, int32_t from, int32_t to) {
   }
 }
 
-void draw_mixing_rows(const PsFrame& frame, int band, PsSynthesis& ps) {
+void draw_mixing_rows(const PsFrame& frame, int band, PsSynthesisState& ps) {
   int32_t* const reached = ps.mixing_q30[band];
   int first = 0;
   for (int envelope = 0; envelope < frame.envelope_count; ++envelope) {
@@ -99,22 +99,22 @@ void draw_mixing_rows(const PsFrame& frame, int band, PsSynthesis& ps) {
 void PsSynthesis::configure() {
   std::memset(static_cast<void*>(this), 0, sizeof *this);
   // Both channels are the signal until the first parameters are reached.
-  for (auto& entries : mixing_q30) entries[0] = entries[1] = kOneQ30;
+  for (auto& entries : state.mixing_q30) entries[0] = entries[1] = kOneQ30;
 }
 
 void PsSynthesis::forget_signal() {
-  std::memset(&memory, 0, sizeof memory);
+  std::memset(&state.memory, 0, sizeof state.memory);
 }
 
 void PsSynthesis::process(const PsFrame& frame, int band_end, QmfMatrix& bands) {
   const SbrKernels& kernels = sbr_kernels();
-  forget_bands_above(band_end, *this);
-  kernels.split_bands(bands, *this);
-  kernels.measure_energies(bands, *this);
-  damp_transients(*this);
-  kernels.decorrelate(bands, *this);
-  for (int band = 0; band < kPsBands; ++band) draw_mixing_rows(frame, band, *this);
-  kernels.mix_channels(*this, bands);
+  forget_bands_above(band_end, state);
+  kernels.split_bands(bands, state);
+  kernels.measure_energies(bands, state);
+  damp_transients(state);
+  kernels.decorrelate(bands, state);
+  for (int band = 0; band < kPsBands; ++band) draw_mixing_rows(frame, band, state);
+  kernels.mix_channels(state, bands);
 }
 
 }  // namespace zdr::aacdec

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "aacdec/fixed/magnitude.h"
-#include "aacdec/syntax/sbr_payload.h"
+#include "aacdec/syntax/sbr_frame.h"
 
 namespace zdr::aacdec {
 

@@ -5,7 +5,6 @@
 #include "aacdec/sbr/sbr_envelope.h"
 #include "aacdec/sbr/sbr_hf_mixing.h"
 #include "aacdec/sbr/sbr_kernels.h"
-#include "aacdec/sbr/sbr_synthesis.h"
 #include "aacdec/tables/sbr_noise.h"
 
 namespace zdr::aacdec {

@@ -2,24 +2,12 @@
 // tells, and adds noise and sinusoids.
 #pragma once
 
-#include "aacdec/fixed/magnitude.h"
-#include "aacdec/sbr/sbr_hf_generation.h"
-#include "aacdec/sbr/sbr_qmf.h"
-#include "aacdec/syntax/sbr_payload.h"
+#include "aacdec/sbr/qmf_data.h"
+#include "aacdec/sbr/sbr_channel_state.h"
+#include "aacdec/sbr/sbr_levels.h"
+#include "aacdec/syntax/sbr_frame.h"
 
 namespace zdr::aacdec {
-
-struct SbrChannelState;
-
-// Squares of what each band of an envelope gets, by band from kx on. Working memory.
-struct SbrLevels {
-  Magnitude wanted[kQmfBands];   // energy that the stream tells
-  Magnitude present[kQmfBands];  // energy of the copied signal
-  Magnitude gain[kQmfBands];
-  Magnitude noise[kQmfBands];
-  Magnitude sine[kQmfBands];
-  bool has_sine[kQmfBands];
-};
 
 // Turns the generated rows into what is put out, in place. Slots before and behind the frame's envelopes are
 // cleared. `fade` halves the levels so many times; kFadeToSilence and more is silence.

@@ -6,7 +6,6 @@
 #include "aacdec/fixed/fixed_point.h"
 #include "aacdec/fixed/magnitude.h"
 #include "aacdec/sbr/sbr_kernels.h"
-#include "aacdec/sbr/sbr_synthesis.h"
 
 namespace zdr::aacdec {
 namespace {

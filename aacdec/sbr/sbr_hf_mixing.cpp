@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "aacdec/sbr/sbr_kernels.h"
-#include "aacdec/sbr/sbr_synthesis.h"
 #include "aacdec/tables/sbr_noise.h"
 
 namespace zdr::aacdec {

@@ -1,7 +1,10 @@
 // The last step of high frequency adjustment: copied signal times gain, plus noise, plus sinusoids.
 #pragma once
 
-#include "aacdec/sbr/sbr_hf_adjustment.h"
+#include "aacdec/sbr/qmf_data.h"
+#include "aacdec/sbr/sbr_channel_state.h"
+#include "aacdec/sbr/sbr_levels.h"
+#include "aacdec/syntax/sbr_bands.h"
 
 namespace zdr::aacdec {
 

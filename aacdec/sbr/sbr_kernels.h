@@ -1,25 +1,25 @@
-// The inner loops of SBR and parametric stereo, which exist once for every processor and once for those with
-// 256-bit integer vectors. Both forms are made from one source and give the same bits.
+// The inner loops of SBR and parametric stereo, compiled for several instruction sets; every form gives the
+// same bits.
 #pragma once
 
 #include <cstdint>
 
-#include "aacdec/sbr/ps_synthesis.h"
-#include "aacdec/sbr/sbr_qmf.h"
+#include "aacdec/sbr/ps_state.h"
+#include "aacdec/sbr/qmf_data.h"
 
 namespace zdr::aacdec {
 
-// A whitening filter of two taps and what it is applied to.
+// A whitening filter of two complex taps, and the rows that it reads and writes.
 struct PatchFilter {
-  int source = 0;  // rows
-  int target = 0;
-  // Complex, Q28: of the sample before, and of the one before that.
+  int source = 0;  // row
+  int target = 0;  // row
+  // Q28: of the sample before, and of the one before that.
   int32_t tap1_re = 0, tap1_im = 0;
   int32_t tap2_re = 0, tap2_im = 0;
-  int shift = 28;  // right, of the result
+  int shift = 28;  // right shift of the result
 };
 
-// Sums over a row of |x[n]|^2 and of x[n + lag] conj(x[n]).
+// Sums over a row of |x[n]|^2 and of x[n + lag] conj(x[n]) for lags 1 and 2.
 struct LaggedSums {
   int64_t energy = 0;
   int64_t re1 = 0, im1 = 0;
@@ -27,37 +27,40 @@ struct LaggedSums {
 };
 
 struct SbrKernels {
-  // See qmf_analyse and qmf_synthesise.
+  // QMF analysis: reads 1024 samples at pcm[i * stride], writes slots from kHistorySlots on of rows 0 to 31.
   void (*analyse)(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch,
                   QmfMatrix& bands);
+  // QMF synthesis: writes the 32 slots as 32 * `band_count` samples at pcm[i * stride], rounded and clamped
+  // to 16 bits. `band_count` is 64 or 32; 32 uses the lower bands alone. Samples in `bands` are at
+  // 2^scale_bits per step, of any size below 2^31.
   void (*synthesise)(const QmfMatrix& bands, int band_count, int scale_bits, QmfSynthesisState& state,
                      QmfScratch& scratch, int16_t* pcm, int stride);
   // target[s] = (2^28 source[s] + tap1 source[s - 1] + tap2 source[s - 2]) / 2^shift, for s from kLeadSlots
-  // to the end of the row; what stands behind it is overwritten. Results of 2^31 and more wrap. Returns which
-  // bits the absolute values of the row have.
+  // to the end of the row; the padding after the row is overwritten. Results of 2^31 and more wrap. Returns
+  // the OR of the absolute values of the row.
   uint32_t (*patch)(QmfMatrix& bands, const PatchFilter& filter);
-  // Of n from 0 to count - 1. Rows may be read up to 9 values behind the last one that counts.
+  // For n from 0 to count - 1. Rows may be read up to 9 values past the last one used.
   void (*correlate)(const int32_t* re, const int32_t* im, int count, LaggedSums& sums);
   uint64_t (*measure_energy)(const int32_t* re, const int32_t* im, int count);
   // Multiplies by mantissa / 2^shift, shift 1 to 62. Results of 2^31 and more wrap.
   void (*apply_gain)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift);
 
-  // Parametric stereo, in this order, see PsSynthesis::process. Splits the lowest bands into ps.hybrid and
-  // limits the samples of all bands.
-  void (*split_bands)(QmfMatrix& bands, PsSynthesis& ps);
+  // The steps of parametric stereo, in this order.
+  // Splits the lowest bands into ps.hybrid and limits the samples of all bands.
+  void (*split_bands)(QmfMatrix& bands, PsSynthesisState& ps);
   // Fills ps.energy by parameter band and slot.
-  void (*measure_energies)(const QmfMatrix& bands, PsSynthesis& ps);
+  void (*measure_energies)(const QmfMatrix& bands, PsSynthesisState& ps);
   // Fills ps.decorrelated.
-  void (*decorrelate)(const QmfMatrix& bands, PsSynthesis& ps);
-  // Makes left of `bands` and fills ps.right.
-  void (*mix_channels)(PsSynthesis& ps, QmfMatrix& bands);
+  void (*decorrelate)(const QmfMatrix& bands, PsSynthesisState& ps);
+  // Makes the left channel in `bands` and the right one in ps.right.
+  void (*mix_channels)(PsSynthesisState& ps, QmfMatrix& bands);
 };
 
-// Of this processor.
-const SbrKernels& sbr_kernels();
-
+// One table per instruction set, defined in sbr_kernels_FORM.cpp.
 extern const SbrKernels kBaseSbrKernels;
-// Only where use_wide_vectors() can be true.
-extern const SbrKernels kWideSbrKernels;
+extern const SbrKernels kAvx2SbrKernels;  // exists on x86-64 only
+
+// The table for this processor.
+const SbrKernels& sbr_kernels();
 
 }  // namespace zdr::aacdec

@@ -1,13 +1,8 @@
-// The kernels compiled for AVX2; see sbr_kernels.h.
-#include "aacdec/sbr/ps_lanes.h"
-#include "aacdec/sbr/sbr_kernels.h"
-#include "aacdec/sbr/sbr_qmf_lanes.h"
-#include "aacdec/sbr/sbr_row_lanes.h"
+// The SBR kernels compiled for AVX2.
+#include "aacdec/sbr/sbr_kernels_lanes.h"
 
 namespace zdr::aacdec {
 
-const SbrKernels kWideSbrKernels = {analyse,        synthesise,  patch,       correlate,
-                                    measure_energy, apply_gain,  split_bands, measure_energies,
-                                    decorrelate,    mix_channels};
+const SbrKernels kAvx2SbrKernels = kCompiledSbrKernels;
 
 }  // namespace zdr::aacdec

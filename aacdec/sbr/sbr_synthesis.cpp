@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "aacdec/sbr/sbr_hf_adjustment.h"
+#include "aacdec/sbr/sbr_hf_generation.h"
+#include "aacdec/sbr/sbr_kernels.h"
+
 namespace zdr::aacdec {
 namespace {
 
@@ -122,7 +126,7 @@ void set_banks(SbrSynthesis& sbr, int banks) {
 // From core samples to all bands of the output, in sbr.bands.
 Range make_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade, const int16_t* pcm,
                  int stride) {
-  qmf_analyse(pcm, stride, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
+  sbr_kernels().analyse(pcm, stride, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
   const Range range = extend_channel(sbr, channel, frame, fade);
   const int cut = kResamplingCut[sbr.settings.resampling_class] * sbr.settings.rate_multiplier / 2;
   for (int row = cut; row < kQmfBands; ++row) {
@@ -157,13 +161,14 @@ SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int f
     static constexpr PsFrame kNoData{};
     const Range range = make_bands(*this, 0, frame, fade, pcm, stride);
     ps->process(has_ps_data ? first.ps : kNoData, range.end(), bands);
-    qmf_synthesise(bands, band_count, kPsOutputScaleBits, bank[0], scratch, pcm, stride);
-    qmf_synthesise(ps->right, band_count, kPsOutputScaleBits, bank[1], scratch, pcm + 1, stride);
+    sbr_kernels().synthesise(bands, band_count, kPsOutputScaleBits, bank[0], scratch, pcm, stride);
+    sbr_kernels().synthesise(ps->state.right, band_count, kPsOutputScaleBits, bank[1], scratch, pcm + 1,
+                             stride);
     return output;
   }
   for (int c = 0; c < channels; ++c) {
     make_bands(*this, c, frame, fade, pcm + c, stride);
-    qmf_synthesise(bands, band_count, kSampleScaleBits, bank[c], scratch, pcm + c, stride);
+    sbr_kernels().synthesise(bands, band_count, kSampleScaleBits, bank[c], scratch, pcm + c, stride);
   }
   return output;
 }

@@ -11,52 +11,17 @@
 
 #include <cstdint>
 
-#include "aacdec/fixed/magnitude.h"
 #include "aacdec/sbr/ps_synthesis.h"
-#include "aacdec/sbr/sbr_hf_adjustment.h"
-#include "aacdec/sbr/sbr_hf_generation.h"
-#include "aacdec/sbr/sbr_qmf.h"
-#include "aacdec/syntax/sbr_payload.h"
+#include "aacdec/sbr/qmf_data.h"
+#include "aacdec/sbr/sbr_channel_state.h"
+#include "aacdec/sbr/sbr_levels.h"
+#include "aacdec/syntax/sbr_frame.h"
 
 namespace zdr::aacdec {
 
 struct SbrSettings {
   int rate_multiplier = 2;   // 2: output at twice the core rate, 1: at the core rate
   int resampling_class = 0;  // 1 to 8: of the output resampler that follows, whose band edge is kept; 0: none
-};
-
-// The last slots of the core bands, aside from the rows in which high bands are made.
-struct SbrCoreTail {
-  int32_t re[kCoreBands][kHistorySlots];
-  int32_t im[kCoreBands][kHistorySlots];
-};
-
-// What a channel remembers from frame to frame.
-struct SbrChannelState {
-  QmfAnalysisState analysis;
-
-  // Of the frame before: its last slots of the core's bands, and of those that it made beyond its end.
-  SbrCoreTail core;
-  static constexpr int kOverlapSlots = 6;
-  int32_t overlap_re[kQmfBands][kOverlapSlots];
-  int32_t overlap_im[kQmfBands][kOverlapSlots];
-  uint8_t kx;          // its first high band
-  uint8_t m;           // its number of high bands
-  uint8_t end_border;  // its last border, in time slots: 16 to 19
-
-  // Counts of bands_generation begin with 1 for a stream's first header; 0: none yet.
-  uint32_t bands_generation;
-  bool has_gain_history;
-  bool transient_at_end;  // the frame before announced a transient for the first envelope of the next one
-  uint8_t invf_mode[kMaxNoiseBands];
-  int32_t bandwidth_q31[kMaxNoiseBands];
-  bool sine[kQmfBands];  // sinusoids of the last envelope, by QMF band
-  uint16_t noise_index;
-  uint8_t sine_phase;
-  // Gains and noise levels of the last four slots, the oldest first, by band from kx on.
-  static constexpr int kSmoothedSlots = 4;
-  Magnitude gain_history[kSmoothedSlots][kMaxSbrBands + 1];
-  Magnitude noise_history[kSmoothedSlots][kMaxSbrBands + 1];
 };
 
 // What process_frame() wrote.

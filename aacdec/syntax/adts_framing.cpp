@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "aacdec/syntax/frame.h"
 #include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/syntax/stream_header.h"
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "aacdec/syntax/bit_reader.h"
-#include "aacdec/syntax/channel_stream.h"
+#include "aacdec/syntax/stream_format.h"
 
 namespace zdr::aacdec {
 

@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <optional>
 
-#include "aacdec/syntax/channel_stream.h"
 #include "aacdec/syntax/console.h"
 #include "aacdec/syntax/program_config.h"
 #include "aacdec/syntax/sampling_rates.h"
+#include "aacdec/syntax/stream_format.h"
 
 namespace zdr::aacdec {
 namespace {

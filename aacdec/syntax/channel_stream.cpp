@@ -3,12 +3,11 @@
 #include "aacdec/syntax/channel_stream.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "aacdec/syntax/huffman.h"
+#include "aacdec/syntax/scale_factor_bands.h"
 #include "aacdec/syntax/spectral_huffman.h"
 #include "aacdec/syntax/tools_data.h"
-#include "aacdec/tables/band_offsets.h"
 #include "aacdec/tables/scale_factor_codes.h"
 
 namespace zdr::aacdec {
@@ -113,18 +112,6 @@ bool parse_spectral_run(BitReader& reader, int book, int start, int count, std::
 }
 
 }  // namespace
-
-ScaleFactorBands scale_factor_bands(int sampling_index, bool short_windows) {
-  if (short_windows) return {kShortOffsets[sampling_index], kShortBandCounts[sampling_index]};
-  return {kLongOffsets[sampling_index], kLongBandCounts[sampling_index]};
-}
-
-void ChannelStream::begin() {
-  uses_noise = false;
-  pulse.present = false;
-  tns.present = false;
-  ltp.present = false;
-}
 
 bool parse_ics_info(BitReader& reader, const StreamFormat& format, IcsInfo& ics, LtpData& ltp,
                     LtpData* second_ltp) {

@@ -1,7 +1,7 @@
 // See dynamic_range.h.
 #include "aacdec/syntax/dynamic_range.h"
 
-#include "aacdec/syntax/channel_stream.h"
+#include "aacdec/syntax/stream_format.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -4,8 +4,9 @@
 #include <optional>
 
 #include "aacdec/syntax/bit_reader.h"
+#include "aacdec/syntax/block_context.h"
 #include "aacdec/syntax/frame.h"
-#include "aacdec/syntax/raw_data_block.h"
+#include "aacdec/syntax/sbr_payload.h"
 
 namespace zdr::aacdec {
 

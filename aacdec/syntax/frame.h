@@ -8,13 +8,12 @@
 
 #include <cstdint>
 
-#include "aacdec/syntax/channel_stream.h"
+#include "aacdec/syntax/channel_data.h"
 #include "aacdec/syntax/dynamic_range.h"
-#include "aacdec/syntax/sbr_payload.h"
+#include "aacdec/syntax/sbr_frame.h"
 
 namespace zdr::aacdec {
 
-inline constexpr int kMaxChannels = 2;
 // The default range of dynamic range control ends at line 1031; the lines behind 1023 only take its products.
 inline constexpr int kSpectrumLines = kFrameLength + 8;
 

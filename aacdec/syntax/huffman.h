@@ -12,13 +12,9 @@
 #include <span>
 
 #include "aacdec/syntax/bit_reader.h"
+#include "aacdec/tables/huffman_code.h"
 
 namespace zdr::aacdec {
-
-struct HuffmanCode {
-  uint8_t length;
-  uint32_t word;  // `length` bits, right-aligned
-};
 
 // A table entry: payload (11 bits) and length (5 bits). Up to kMaxCodeLength the length is that of the code
 // and the payload the decoded index; above, the entry is a link, the payload the start of the second table

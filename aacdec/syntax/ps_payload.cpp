@@ -86,7 +86,7 @@ void map_to_20_bands(const int8_t* sent, int sent_bands, int8_t* mapped) {
   }
 }
 
-void parse_header(BitReader& reader, PsState& state) {
+void parse_header(BitReader& reader, PsParserState& state) {
   state.header_seen = true;
   state.enable_iid = reader.read_bit();
   if (state.enable_iid) state.iid_mode = static_cast<uint8_t>(reader.read(3));
@@ -144,10 +144,10 @@ void read_parameters(BitReader& reader, const ParameterHeader& header, int envel
 
 }  // namespace
 
-PsResult parse_ps_data(BitReader& reader, uint64_t bits, PsState& state, PsFrame& frame) {
+PsResult parse_ps_data(BitReader& reader, uint64_t bits, PsParserState& state, PsFrame& frame) {
   const uint64_t end = reader.position() + bits;
   frame.present = false;
-  PsState next = state;
+  PsParserState next = state;
   if (reader.read_bit()) parse_header(reader, next);
   if (!next.header_seen) return PsResult::kNoHeader;
   const bool reserved = (next.enable_iid && next.iid_mode >= kReservedMode) ||

@@ -26,7 +26,7 @@ struct PsFrame {
 };
 
 // What the parser remembers between frames.
-struct PsState {
+struct PsParserState {
   bool header_seen = false;
   bool enable_iid = false;
   bool enable_icc = false;
@@ -57,6 +57,6 @@ inline uint64_t read_extension_bytes(BitReader& reader) {
 // Reads ps_data of at most `bits` bits. Where it ends doesn't matter to the caller, whose container has a
 // length of its own. `state` changes with kParsed only: a header counts together with its data or not at all.
 // `frame.present` says the same as kParsed.
-PsResult parse_ps_data(BitReader& reader, uint64_t bits, PsState& state, PsFrame& frame);
+PsResult parse_ps_data(BitReader& reader, uint64_t bits, PsParserState& state, PsFrame& frame);
 
 }  // namespace zdr::aacdec

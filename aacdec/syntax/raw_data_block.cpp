@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "aacdec/syntax/channel_stream.h"
 #include "aacdec/syntax/fill_element.h"
 #include "aacdec/syntax/program_config.h"
 
@@ -92,7 +93,7 @@ class BlockParser {
     const int channel = assign_channel(static_cast<uint8_t>(reader_.read(4)));
     if (channel < 0) return false;
     frame_.is_pair = false;
-    frame_.channel[channel].begin();
+    frame_.channel[channel].clear_tools();
     element_ = SbrElement{channel, false};
     ++channels_;
     return parse_channel(channel, false);
@@ -105,7 +106,7 @@ class BlockParser {
     frame_.is_pair = true;
     element_ = SbrElement{0, true};
     channels_ = 2;
-    for (ChannelStream& channel : frame_.channel) channel.begin();
+    for (ChannelStream& channel : frame_.channel) channel.clear_tools();
     if (!parse_common_window()) return false;
     for (int c = 0; c < kMaxChannels; ++c) {
       if (!parse_channel(c, frame_.pair.common_window)) return false;

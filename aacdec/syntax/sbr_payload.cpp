@@ -4,132 +4,14 @@
 
 #include <algorithm>
 
-#include "aacdec/syntax/huffman.h"
-#include "aacdec/tables/sbr_codes.h"
+#include "aacdec/syntax/sbr_deltas.h"
 
 namespace zdr::aacdec {
 namespace {
 
-// A book of differences: the middle index is 0.
-struct DifferenceBook {
-  HuffmanTable table;
-  int offset;
-};
-
-template <const auto& kCodes>
-constexpr DifferenceBook difference_book() {
-  return {HuffmanBook<kCodes, 9>::kTable, static_cast<int>(std::size(kCodes)) / 2};
-}
-
-// How one kind of value is coded: the width of a start value, the books along frequency and time.
-struct DeltaCoding {
-  int start_bits;
-  DifferenceBook frequency;
-  DifferenceBook time;
-};
-
-// By [balance][amp_res].
-constexpr DeltaCoding kEnvelopeCoding[2][2] = {
-    {{7, difference_book<kLevelFreq15Codes>(), difference_book<kLevelTime15Codes>()},
-     {6, difference_book<kLevelFreq30Codes>(), difference_book<kLevelTime30Codes>()}},
-    {{6, difference_book<kBalanceFreq15Codes>(), difference_book<kBalanceTime15Codes>()},
-     {5, difference_book<kBalanceFreq30Codes>(), difference_book<kBalanceTime30Codes>()}}};
-
-// By [balance]; along frequency noise shares the books of the 3 dB envelopes.
-constexpr DeltaCoding kNoiseCoding[2] = {
-    {5, difference_book<kLevelFreq30Codes>(), difference_book<kNoiseTimeCodes>()},
-    {5, difference_book<kBalanceFreq30Codes>(), difference_book<kNoiseBalanceTimeCodes>()}};
-
-int read_difference(BitReader& reader, const DifferenceBook& book) {
-  return book.table.read(reader) - book.offset;
-}
-
-// Sums of differences that a damaged stream adds up frame after frame must not leave their type.
-int16_t limited(int value) {
-  return static_cast<int16_t>(std::clamp(value, -32768, 32767));
-}
-
-// Values along frequency: a start value and differences to the band below. The start value is sent even when
-// the tables are empty.
-void read_along_frequency(BitReader& reader, const DeltaCoding& coding, int factor, int count,
-                          int16_t* values) {
-  int value = factor * static_cast<int>(reader.read(coding.start_bits));
-  for (int band = 0; band < count; ++band) {
-    if (band > 0) value += factor * read_difference(reader, coding.frequency);
-    values[band] = limited(value);
-  }
-}
-
-void parse_time_frequency_flags(BitReader& reader, int count, bool* flags) {
-  for (int i = 0; i < count; ++i) flags[i] = reader.read_bit();
-}
-
-// Which kind of differences each envelope and noise floor has: true along time.
-struct DeltaDirections {
-  bool envelope[kMaxEnvelopes] = {};
-  bool noise[kMaxNoiseFloors] = {};
-};
-
-DeltaDirections parse_directions(BitReader& reader, const SbrGrid& grid) {
-  DeltaDirections directions;
-  parse_time_frequency_flags(reader, grid.envelope_count, directions.envelope);
-  parse_time_frequency_flags(reader, grid.noise_count, directions.noise);
-  return directions;
-}
-
 void parse_inverse_filtering(BitReader& reader, SbrChannelFrame& channel) {
   for (int band = 0; band < channel.bands.noise_count; ++band) {
     channel.invf_mode[band] = static_cast<uint8_t>(reader.read(2));
-  }
-}
-
-// The band of the reference envelope that a time difference of band `band` adds to, when the resolutions
-// differ: the low band that covers a high one, or the high band that begins with a low one.
-int reference_band(int band, bool high_now, bool high_before, int high_count) {
-  const int odd = high_count % 2;
-  if (high_now == high_before) return band;
-  if (high_now) return (band + odd) / 2;
-  return band == 0 ? 0 : 2 * band - odd;
-}
-
-void parse_envelopes(BitReader& reader, const DeltaDirections& directions, const SbrParserState& state,
-                     SbrChannelFrame& channel) {
-  const DeltaCoding& coding = kEnvelopeCoding[channel.coupled ? 1 : 0][channel.amp_res];
-  const int factor = channel.coupled ? 2 : 1;
-  const int16_t* before = state.envelope;
-  bool high_before = state.high_resolution;
-  for (int e = 0; e < channel.grid.envelope_count; ++e) {
-    const bool high = channel.grid.high_resolution[e];
-    const int count = channel.bands.envelope_bands(high);
-    int16_t* const values = channel.envelope[e];
-    if (!directions.envelope[e]) {
-      read_along_frequency(reader, coding, factor, count, values);
-    } else {
-      for (int band = 0; band < count; ++band) {
-        const int reference = before[reference_band(band, high, high_before, channel.bands.high_count)];
-        values[band] = limited(reference + factor * read_difference(reader, coding.time));
-      }
-    }
-    before = values;
-    high_before = high;
-  }
-}
-
-void parse_noise_floors(BitReader& reader, const DeltaDirections& directions, const SbrParserState& state,
-                        SbrChannelFrame& channel) {
-  const DeltaCoding& coding = kNoiseCoding[channel.coupled ? 1 : 0];
-  const int factor = channel.coupled ? 2 : 1;
-  const int16_t* before = state.noise;
-  for (int floor = 0; floor < channel.grid.noise_count; ++floor) {
-    int16_t* const values = channel.noise[floor];
-    if (!directions.noise[floor]) {
-      read_along_frequency(reader, coding, factor, channel.bands.noise_count, values);
-    } else {
-      for (int band = 0; band < channel.bands.noise_count; ++band) {
-        values[band] = limited(before[band] + factor * read_difference(reader, coding.time));
-      }
-    }
-    before = values;
   }
 }
 
@@ -181,7 +63,7 @@ bool parse_single_channel_element(BitReader& reader, SbrParserState& state, SbrC
   if (reader.read_bit()) reader.skip(4);
   channel.coupled = false;
   if (!parse_grid(reader, channel)) return false;
-  const DeltaDirections directions = parse_directions(reader, channel.grid);
+  const DeltaDirections directions = parse_delta_directions(reader, channel.grid);
   parse_inverse_filtering(reader, channel);
   parse_values(reader, directions, state, channel);
   parse_sinusoids(reader, channel);
@@ -196,8 +78,8 @@ bool parse_coupled_pair(BitReader& reader, SbrParserState* states, SbrChannelFra
   if (!parse_grid(reader, left)) return false;
   right.grid = left.grid;
   right.amp_res = left.amp_res;
-  const DeltaDirections left_directions = parse_directions(reader, left.grid);
-  const DeltaDirections right_directions = parse_directions(reader, right.grid);
+  const DeltaDirections left_directions = parse_delta_directions(reader, left.grid);
+  const DeltaDirections right_directions = parse_delta_directions(reader, right.grid);
   parse_inverse_filtering(reader, left);
   std::copy(std::begin(left.invf_mode), std::end(left.invf_mode), right.invf_mode);
   parse_values(reader, left_directions, states[0], left);
@@ -210,7 +92,7 @@ bool parse_uncoupled_pair(BitReader& reader, SbrParserState* states, SbrChannelF
   for (int c = 0; c < 2; ++c) {
     if (!parse_grid(reader, channels[c])) return false;
   }
-  for (int c = 0; c < 2; ++c) directions[c] = parse_directions(reader, channels[c].grid);
+  for (int c = 0; c < 2; ++c) directions[c] = parse_delta_directions(reader, channels[c].grid);
   for (int c = 0; c < 2; ++c) parse_inverse_filtering(reader, channels[c]);
   for (int c = 0; c < 2; ++c) parse_envelopes(reader, directions[c], states[c], channels[c]);
   for (int c = 0; c < 2; ++c) parse_noise_floors(reader, directions[c], states[c], channels[c]);

@@ -1,8 +1,8 @@
 // See stream_header.h.
 #include "aacdec/syntax/stream_header.h"
 
-#include "aacdec/syntax/channel_stream.h"
 #include "aacdec/syntax/sampling_rates.h"
+#include "aacdec/syntax/stream_format.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -5,7 +5,8 @@
 #include <span>
 
 #include "aacdec/syntax/bit_reader.h"
-#include "aacdec/syntax/channel_stream.h"
+#include "aacdec/syntax/channel_data.h"
+#include "aacdec/syntax/scale_factor_bands.h"
 
 namespace zdr::aacdec {
 

@@ -82,6 +82,7 @@ constexpr int32_t fixed(double v, double scale, int32_t limit = 0x7FFFFFFF) {
   return static_cast<int32_t>(static_cast<int64_t>(scaled + (scaled < 0 ? -0.5 : 0.5)));
 }
 
+inline constexpr double kQ30 = 1073741824.0;
 inline constexpr double kQ31 = 2147483648.0;
 
 }  // namespace zdr::aacdec::constant_math

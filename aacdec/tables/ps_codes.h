@@ -2,7 +2,7 @@
 // book codes differences; the middle entry is difference 0.
 #pragma once
 
-#include "aacdec/syntax/huffman.h"
+#include "aacdec/tables/huffman_code.h"
 
 namespace zdr::aacdec {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "aacdec/tables/qmf_twiddles.h"
+#include "aacdec/tables/complex_q30.h"
 
 namespace zdr::aacdec {
 
@@ -20,7 +20,7 @@ constexpr HybridTaps make_hybrid_taps() {
   HybridTaps taps = {};
   for (int q = 0; q < 4; ++q) {
     for (int n = 1; n <= 6; ++n) {
-      taps.tap[q][n - 1] = turned_q30((2 * q + 1) * n, 16, kEightBandPrototype[n - 1]);
+      taps.tap[q][n - 1] = polar_q30((2 * q + 1) * n, 16, kEightBandPrototype[n - 1]);
     }
   }
   return taps;
@@ -55,7 +55,7 @@ constexpr int centre_of_sub_band(int k) {
 constexpr AllPassPhases make_phases(int thousandths) {
   AllPassPhases phases = {};
   for (int k = 0; k < kAllPassSubBands; ++k) {
-    const ComplexQ30 phase = turned_q30(-thousandths * centre_of_sub_band(k), 16000);
+    const ComplexQ30 phase = polar_q30(-thousandths * centre_of_sub_band(k), 16000);
     phases.re_q30[k] = phase.re;
     phases.im_q30[k] = phase.im;
   }
@@ -74,7 +74,7 @@ struct AllPassGains {
 constexpr AllPassGains make_link_gains(double gain) {
   AllPassGains gains = {};
   for (int k = 0; k < kAllPassSubBands; ++k) {
-    gains.q30[k] = constant_math::fixed(gain * std::clamp(30 - k, 0, 20) / 20, kQ30);
+    gains.q30[k] = constant_math::fixed(gain * std::clamp(30 - k, 0, 20) / 20, constant_math::kQ30);
   }
   return gains;
 }

@@ -2,23 +2,9 @@
 // clockwise: exp(-i x).
 #pragma once
 
-#include <cstdint>
-
-#include "aacdec/tables/constant_math.h"
+#include "aacdec/tables/complex_q30.h"
 
 namespace zdr::aacdec {
-
-inline constexpr double kQ30 = 1073741824.0;
-
-struct ComplexQ30 {
-  int32_t re, im;
-};
-
-// `length` at an angle of numerator / denominator turns.
-constexpr ComplexQ30 turned_q30(int64_t numerator, int64_t denominator, double length = 1) {
-  const constant_math::Angle angle = constant_math::turns(numerator, denominator);
-  return {constant_math::fixed(length * angle.cos, kQ30), constant_math::fixed(length * angle.sin, kQ30)};
-}
 
 template <int kCount>
 struct TwiddleTable {
@@ -29,7 +15,7 @@ struct TwiddleTable {
 template <int kCount>
 constexpr TwiddleTable<kCount> make_twiddles(int step, int first, int denominator) {
   TwiddleTable<kCount> table = {};
-  for (int n = 0; n < kCount; ++n) table.entry[n] = turned_q30(-(step * n + first), denominator);
+  for (int n = 0; n < kCount; ++n) table.entry[n] = polar_q30(-(step * n + first), denominator);
   return table;
 }
 

@@ -3,7 +3,7 @@
 // or 3.0 dB.
 #pragma once
 
-#include "aacdec/syntax/huffman.h"
+#include "aacdec/tables/huffman_code.h"
 
 namespace zdr::aacdec {
 

@@ -2,7 +2,7 @@
 // coded difference is index - 60.
 #pragma once
 
-#include "aacdec/syntax/huffman.h"
+#include "aacdec/tables/huffman_code.h"
 
 namespace zdr::aacdec {
 

@@ -2,7 +2,7 @@
 // index. The index packs the two or four values of a word in mixed radix, the first value most significant.
 #pragma once
 
-#include "aacdec/syntax/huffman.h"
+#include "aacdec/tables/huffman_code.h"
 
 namespace zdr::aacdec {
 

@@ -28,14 +28,12 @@ constexpr ReflectionTable make_reflection_table(int bits) {
 inline constexpr ReflectionTable kReflection3 = make_reflection_table(3);
 inline constexpr ReflectionTable kReflection4 = make_reflection_table(4);
 
-inline constexpr double kQ30 = 1073741824.0;
-
 // ltp_coef, Q30.
 inline constexpr int32_t kLtpGains[8] = {
-    constant_math::fixed(0.570829, kQ30), constant_math::fixed(0.696616, kQ30),
-    constant_math::fixed(0.813004, kQ30), constant_math::fixed(0.911304, kQ30),
-    constant_math::fixed(0.984900, kQ30), constant_math::fixed(1.067894, kQ30),
-    constant_math::fixed(1.194601, kQ30), constant_math::fixed(1.369533, kQ30),
+    constant_math::fixed(0.570829, constant_math::kQ30), constant_math::fixed(0.696616, constant_math::kQ30),
+    constant_math::fixed(0.813004, constant_math::kQ30), constant_math::fixed(0.911304, constant_math::kQ30),
+    constant_math::fixed(0.984900, constant_math::kQ30), constant_math::fixed(1.067894, constant_math::kQ30),
+    constant_math::fixed(1.194601, constant_math::kQ30), constant_math::fixed(1.369533, constant_math::kQ30),
 };
 
 // 2^(i/6) in Q30. The entry of 1/6 is 3e-8 low, as it has always been.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "aacdec/fixed/cpu.h"
+#include "aacdec/fixed/fixed_lanes.h"
 #include "aacdec/fixed/fixed_point.h"
 
 namespace zdr::aacdec {
@@ -17,9 +18,9 @@ namespace {
 using Values = std::vector<int32_t>;
 
 std::vector<const CoreKernels*> all_kernels() {
-  std::vector<const CoreKernels*> kernels = {&kBaseKernels};
+  std::vector<const CoreKernels*> kernels = {&kBaseCoreKernels};
 #if defined(__x86_64__)
-  if (use_wide_vectors()) kernels.push_back(&kWideKernels);
+  if (use_wide_vectors()) kernels.push_back(&kAvx2CoreKernels);
 #endif
   return kernels;
 }
@@ -62,12 +63,14 @@ TEST(CoreKernels, MultiplyAsDefined) {
     a.push_back(static_cast<int32_t>(bits));
     b.push_back(static_cast<int32_t>(bits >> 32) >> (a.size() % 31));
   }
-  for (const CoreKernels* kernels : all_kernels()) {
-    Values product(a.size());
-    kernels->multiply(a.data(), b.data(), product.data(), static_cast<int>(a.size()));
-    for (size_t i = 0; i < a.size(); ++i) {
-      ASSERT_EQ(product[i], defined_product(a[i], b[i])) << a[i] << " " << b[i];
-      ASSERT_EQ(mul_q31(a[i], b[i]), product[i]) << a[i] << " " << b[i];
+  for (size_t i = 0; i < a.size(); i += kLanes) {
+    Values product(kLanes);
+    store(product.data(), mul_q31(load(a.data() + i), load(b.data() + i)));
+    for (size_t lane = 0; lane < kLanes; ++lane) {
+      const int32_t left = a[i + lane];
+      const int32_t right = b[i + lane];
+      ASSERT_EQ(product[lane], defined_product(left, right)) << left << " " << right;
+      ASSERT_EQ(aacdec::mul_q31(left, right), product[lane]) << left << " " << right;
     }
   }
 }

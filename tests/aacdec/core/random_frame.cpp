@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "aacdec/syntax/scale_factor_bands.h"
+
 namespace zdr::aacdec::test {
 
 void FrameMaker::make_ics(IcsInfo& ics) {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "aacdec/syntax/scale_factor_bands.h"
 #include "aacdec/tables/tools_tables.h"
 
 namespace zdr::aacdec::test {

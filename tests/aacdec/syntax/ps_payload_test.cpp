@@ -19,7 +19,7 @@ TEST(PsPayload, GivesWhatAPlainWriterCodedOn20Bands) {
   for (unsigned stream = 0; stream < 300; ++stream) {
     PsWriter writer(stream);
     writer.touching = true;
-    PsState state;
+    PsParserState state;
     for (int number = 0; number < 20; ++number) {
       BitWriter w;
       writer.put_frame(w, number % 4 == 0);
@@ -44,7 +44,7 @@ TEST(PsPayload, GivesWhatAPlainWriterCodedOn20Bands) {
 
 // One kind of bit string after the other, each a ps_data of its own.
 struct Reading {
-  PsState state;
+  PsParserState state;
   PsFrame frame;
 
   PsResult parse(const BitWriter& w, uint64_t bits = 1000) {

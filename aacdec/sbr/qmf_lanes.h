@@ -5,8 +5,9 @@
 #pragma once
 
 #include "aacdec/fixed/wide_lanes.h"
-#include "aacdec/sbr/sbr_qmf.h"
+#include "aacdec/sbr/qmf_data.h"
 #include "aacdec/tables/qmf_prototype.h"
+#include "aacdec/tables/qmf_twiddles.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -1,13 +1,16 @@
-// The kernels of core_kernels.h, compiled once for each instruction set; see fixed_lanes.h for the rules.
+// The transforms of the filter bank (IMDCT and MDCT as DCT-IV; ISO/IEC 14496-3, 4.6.11), eight lanes at a
+// time. For kernel files only.
 //
-// The Fourier transform of 512 points is 8 transforms of 64 points, one in each lane, and then 64 of 8
+// The Fourier transform of 512 points is 8 transforms of 64 points, one in each lane, followed by 64 of 8
 // points; the one of 64 points is 8 by 8. Eight short windows are eight lanes of the transform of 64 points.
-// Truncation makes the order of the operations part of the output: it must not change.
+//
+// Truncation makes the order of the operations part of the output: do not change it.
 #pragma once
+
+#include <cstdint>
 
 #include "aacdec/core/core_kernels.h"
 #include "aacdec/fixed/fixed_lanes.h"
-#include "aacdec/fixed/fixed_point.h"
 #include "aacdec/tables/transform_tables.h"
 
 namespace zdr::aacdec {
@@ -122,10 +125,6 @@ template <typename Put>
   store(to + kLanes, __builtin_shufflevector(a, back, 4, 12, 5, 13, 6, 14, 7, 15));
 }
 
-void multiply(const int32_t* a, const int32_t* b, int32_t* out, int count) {
-  for (int i = 0; i < count; i += kLanes) store(out + i, mul_q31(load(a + i), load(b + i)));
-}
-
 void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
   int32_t* const rows = work;
   int32_t* const other_rows = work + kTransformWork / 2;
@@ -181,133 +180,6 @@ void dct4_short(const int32_t* in, int32_t* out, int32_t* work) {
   });
   scatter_windows(lines, out);
 }
-
-[[gnu::always_inline]] inline Lanes load_window(const uint16_t* from) {
-  using Half = uint16_t __attribute__((vector_size(2 * kLanes)));
-  Half half;
-  std::memcpy(&half, from, sizeof half);
-  return __builtin_convertvector(half, Lanes);
-}
-
-// The inverse transform is the second half of y, then that half negated and backwards, ...
-void window_rise(const int32_t* y, int length, const uint16_t* window, int32_t* out) {
-  for (int i = 0; i < length / 2; i += kLanes) {
-    const int mirrored = length - kLanes - i;
-    const Lanes v = load(y + length / 2 + i);
-    const Lanes back = reverse(Lanes{} - v);
-    store(out + i, mul_q15(shift_right(v, 8), load_window(window + i)));
-    store(out + mirrored, mul_q15(shift_right(back, 8), load_window(window + mirrored)));
-  }
-}
-
-// ... then the first half negated and backwards, and negated.
-void window_fall(const int32_t* y, int length, const uint16_t* window, int32_t* out) {
-  for (int i = 0; i < length / 2; i += kLanes) {
-    const int late = length / 2 + i;
-    const int early = length / 2 - kLanes - i;
-    const Lanes v = shift_right(Lanes{} - load(y + i), 8);
-    store(out + late, mul_q15(v, reverse(load_window(window + early))));
-    store(out + early, mul_q15(reverse(v), reverse(load_window(window + late))));
-  }
-}
-
-void mid_side(int32_t* left, int32_t* right, int count) {
-  int i = 0;
-  for (; i + kLanes <= count; i += kLanes) {
-    const Lanes mid = load(left + i);
-    const Lanes side = load(right + i);
-    store(left + i, add_saturating(mid, side));
-    store(right + i, sub_saturating(mid, side));
-  }
-  if (i == count) return;
-  const Lanes mid = load_half(left + i);
-  const Lanes side = load_half(right + i);
-  store_half(left + i, add_saturating(mid, side));
-  store_half(right + i, sub_saturating(mid, side));
-}
-
-struct Attenuation {
-  int shift;
-  int32_t factor;
-  Lanes negation;
-};
-
-[[gnu::always_inline]] inline Lanes attenuated(Lanes v, const Attenuation& by) {
-  const Lanes sign = sign_mask(v);
-  Lanes bits = (v ^ sign) - sign;
-  // The least value has no counterpart.
-  bits = (bits - (bits >> 31)) >> by.shift;
-  if (by.factor != 0) bits = mul_q31(bits, broadcast(by.factor));
-  const Lanes new_sign = sign ^ by.negation;
-  return (bits ^ new_sign) - new_sign;
-}
-
-void attenuate(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate) {
-  const Attenuation by = {shift, factor, broadcast(negate ? -1 : 0)};
-  int i = 0;
-  for (; i + kLanes <= count; i += kLanes) store(out + i, attenuated(load(in + i), by));
-  if (i < count) store_half(out + i, attenuated(load_half(in + i), by));
-}
-
-// The lanes of `low` and `high` as one list of sixteen, the first one dropped.
-[[gnu::always_inline]] inline void drop_first(Lanes& low, Lanes& high) {
-  low = __builtin_shufflevector(low, high, 1, 2, 3, 4, 5, 6, 7, 8);
-  high = __builtin_shufflevector(high, Lanes{}, 1, 2, 3, 4, 5, 6, 7, 8);
-}
-
-// An output reaches the next two lines by single products, and all later ones by lanes that hold what is
-// known of each coming line's sum: so the long way of a vector product is never waited for.
-bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out) {
-  constexpr int kNear = 2;
-  const Lanes low_taps = load(filter.a + kNear);
-  const Lanes high_taps = load(filter.a + kNear + kLanes);
-  Lanes low = {};
-  Lanes high = {};
-  int32_t before[kNear] = {};
-  int32_t next_sums[kNear] = {};
-  for (int n = 0; n < count; ++n) {
-    const int64_t sum = int64_t{next_sums[0]} + aacdec::mul_q31(filter.a[0], before[0]) +
-                        aacdec::mul_q31(filter.a[1], before[1]);
-    const int64_t line = (int64_t{in[n]} << filter.shift) - (sum << filter.exponent);
-    if (line > filter.limit || line < -filter.limit) return false;
-    out[n] = static_cast<int32_t>(line);
-    before[1] = before[0];
-    before[0] = out[n];
-    next_sums[0] = next_sums[1];
-    next_sums[1] = static_cast<int32_t>(low[0]);
-    drop_first(low, high);
-    const Lanes newest = broadcast(out[n]);
-    low += mul_q31(newest, low_taps);
-    high += mul_q31(newest, high_taps);
-  }
-  return true;
-}
-
-[[gnu::always_inline]] inline Lanes clamp_to_sample(Lanes v) {
-  // -32768 never comes out, as it never has. 32767 - v and v + 32767 are negative outside the range; v has
-  // 27 bits.
-  const Lanes limit = broadcast(32767);
-  const Lanes cut_above = select(sign_mask(limit - v), limit, v);
-  return select(sign_mask(cut_above + limit), Lanes{} - limit, cut_above);
-}
-
-void put_samples(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride) {
-  using Samples = uint16_t __attribute__((vector_size(2 * kLanes)));
-  for (int i = 0; i < count; i += kLanes) {
-    const Lanes sum = load(overlap + i) + load(time + i) + 16;
-    const auto samples = __builtin_convertvector(clamp_to_sample(shift_right(sum, 5)), Samples);
-    if (stride == 1) {
-      std::memcpy(pcm + i, &samples, sizeof samples);
-      continue;
-    }
-    int16_t lanes[kLanes];
-    std::memcpy(lanes, &samples, sizeof samples);
-    for (int lane = 0; lane < kLanes; ++lane) pcm[stride * (i + lane)] = lanes[lane];
-  }
-}
-
-constexpr CoreKernels kKernels = {multiply, dct4_long, dct4_short, window_rise, window_fall,
-                                  mid_side, attenuate, all_pole,   put_samples};
 
 }  // namespace
 }  // namespace zdr::aacdec

@@ -1,0 +1,16 @@
+// The table of the core's kernels in the form of the including file's instruction set. For kernel files only.
+#pragma once
+
+#include "aacdec/core/core_kernels.h"
+#include "aacdec/core/spectrum_lanes.h"
+#include "aacdec/core/transform_lanes.h"
+#include "aacdec/core/window_lanes.h"
+
+namespace zdr::aacdec {
+namespace {
+
+constexpr CoreKernels kCompiledCoreKernels = {dct4_long, dct4_short, window_rise, window_fall,
+                                              mid_side,  attenuate,  all_pole,    put_samples};
+
+}  // namespace
+}  // namespace zdr::aacdec

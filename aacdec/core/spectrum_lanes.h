@@ -1,0 +1,87 @@
+// The inner loops of the spectral tools, eight lanes at a time: M/S and intensity stereo, and the all-pole
+// filter of TNS. For kernel files only.
+#pragma once
+
+#include <cstdint>
+
+#include "aacdec/core/core_kernels.h"
+#include "aacdec/fixed/fixed_lanes.h"
+#include "aacdec/fixed/fixed_point.h"
+
+namespace zdr::aacdec {
+namespace {
+
+void mid_side(int32_t* left, int32_t* right, int count) {
+  int i = 0;
+  for (; i + kLanes <= count; i += kLanes) {
+    const Lanes mid = load(left + i);
+    const Lanes side = load(right + i);
+    store(left + i, add_saturating(mid, side));
+    store(right + i, sub_saturating(mid, side));
+  }
+  if (i == count) return;
+  const Lanes mid = load_half(left + i);
+  const Lanes side = load_half(right + i);
+  store_half(left + i, add_saturating(mid, side));
+  store_half(right + i, sub_saturating(mid, side));
+}
+
+struct Attenuation {
+  int shift;
+  int32_t factor;
+  Lanes negation;
+};
+
+[[gnu::always_inline]] inline Lanes attenuated(Lanes v, const Attenuation& by) {
+  const Lanes sign = sign_mask(v);
+  Lanes bits = (v ^ sign) - sign;
+  // The least value has no counterpart.
+  bits = (bits - (bits >> 31)) >> by.shift;
+  if (by.factor != 0) bits = mul_q31(bits, broadcast(by.factor));
+  const Lanes new_sign = sign ^ by.negation;
+  return (bits ^ new_sign) - new_sign;
+}
+
+void attenuate(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate) {
+  const Attenuation by = {shift, factor, broadcast(negate ? -1 : 0)};
+  int i = 0;
+  for (; i + kLanes <= count; i += kLanes) store(out + i, attenuated(load(in + i), by));
+  if (i < count) store_half(out + i, attenuated(load_half(in + i), by));
+}
+
+// The lanes of `low` and `high` as one list of sixteen, the first one dropped.
+[[gnu::always_inline]] inline void drop_first(Lanes& low, Lanes& high) {
+  low = __builtin_shufflevector(low, high, 1, 2, 3, 4, 5, 6, 7, 8);
+  high = __builtin_shufflevector(high, Lanes{}, 1, 2, 3, 4, 5, 6, 7, 8);
+}
+
+// An output reaches the next two lines by single products, and all later ones by lanes that hold what is
+// known of each coming line's sum: so the long way of a vector product is never waited for.
+bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out) {
+  constexpr int kNear = 2;
+  const Lanes low_taps = load(filter.a + kNear);
+  const Lanes high_taps = load(filter.a + kNear + kLanes);
+  Lanes low = {};
+  Lanes high = {};
+  int32_t before[kNear] = {};
+  int32_t next_sums[kNear] = {};
+  for (int n = 0; n < count; ++n) {
+    const int64_t sum = int64_t{next_sums[0]} + aacdec::mul_q31(filter.a[0], before[0]) +
+                        aacdec::mul_q31(filter.a[1], before[1]);
+    const int64_t line = (int64_t{in[n]} << filter.shift) - (sum << filter.exponent);
+    if (line > filter.limit || line < -filter.limit) return false;
+    out[n] = static_cast<int32_t>(line);
+    before[1] = before[0];
+    before[0] = out[n];
+    next_sums[0] = next_sums[1];
+    next_sums[1] = static_cast<int32_t>(low[0]);
+    drop_first(low, high);
+    const Lanes newest = broadcast(out[n]);
+    low += mul_q31(newest, low_taps);
+    high += mul_q31(newest, high_taps);
+  }
+  return true;
+}
+
+}  // namespace
+}  // namespace zdr::aacdec

@@ -1,0 +1,109 @@
+// Stereo mixing of parametric stereo (ISO/IEC 14496-3, 8.6.4.6), eight slots at a time: left and right from
+// the signal and its decorrelated copy. For kernel files only.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "aacdec/fixed/wide_lanes.h"
+#include "aacdec/sbr/ps_hybrid_lanes.h"
+#include "aacdec/sbr/ps_state.h"
+#include "aacdec/tables/ps_constants.h"
+
+namespace zdr::aacdec {
+namespace {
+
+struct StereoLanes {
+  ComplexLanes left, right;
+};
+
+// From 2^5 a step to 2^4.
+[[gnu::always_inline]] inline Lanes mixed(Lanes signal, Lanes signal_gain, Lanes copy, Lanes copy_gain) {
+  return narrowed(wide_product(signal, signal_gain) + wide_product(copy, copy_gain), 31);
+}
+
+inline StereoLanes mix(const PsSynthesisState& ps, int parameter_band, int slot, ComplexLanes signal,
+                       ComplexLanes undamped) {
+  const Lanes damping = load(ps.damping_q30[parameter_band] + slot);
+  const ComplexLanes copy{narrowed(wide_product(undamped.re, damping), 30),
+                          narrowed(wide_product(undamped.im, damping), 30)};
+  const auto& rows = ps.mixing_rows_q30[parameter_band];
+  const Lanes left_signal = load(rows[0] + slot);
+  const Lanes right_signal = load(rows[1] + slot);
+  const Lanes left_copy = load(rows[2] + slot);
+  const Lanes right_copy = load(rows[3] + slot);
+  return {
+      {mixed(signal.re, left_signal, copy.re, left_copy), mixed(signal.im, left_signal, copy.im, left_copy)},
+      {mixed(signal.re, right_signal, copy.re, right_copy),
+       mixed(signal.im, right_signal, copy.im, right_copy)}};
+}
+
+[[gnu::always_inline]] inline void store_stereo(QmfMatrix& left, QmfMatrix& right, int band, int slot,
+                                                const StereoLanes& v) {
+  store(left.re[band] + kLeadSlots + slot, v.left.re);
+  store(left.im[band] + kLeadSlots + slot, v.left.im);
+  store(right.re[band] + kLeadSlots + slot, v.right.re);
+  store(right.im[band] + kLeadSlots + slot, v.right.im);
+}
+
+// The sub-bands [first, end) together make QMF band `band`.
+inline void mix_split_band(int first, int end, int band, PsSynthesisState& ps, QmfMatrix& bands) {
+  for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
+    StereoLanes sum{};
+    for (int k = first; k < end; ++k) {
+      const ComplexRow& signal = ps.hybrid[k];
+      const ComplexRow& copy = ps.decorrelated[k];
+      const StereoLanes v =
+          mix(ps, kPsBandOfSubBand[k], slot, {load(signal.re + slot), load(signal.im + slot)},
+              {load(copy.re + slot), load(copy.im + slot)});
+      sum = {sum.left + v.left, sum.right + v.right};
+    }
+    store_stereo(bands, ps.right, band, slot, sum);
+  }
+}
+
+inline void mix_all_pass_band(int k, PsSynthesisState& ps, QmfMatrix& bands) {
+  const int band = k - kHybridBands + kSplitBands;
+  const SubBandRow signal = sub_band_row(bands, ps, k);
+  const ComplexRow& copy = ps.decorrelated[k];
+  for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
+    const StereoLanes v =
+        mix(ps, kPsBandOfSubBand[k], slot, signal.at(slot), {load(copy.re + slot), load(copy.im + slot)});
+    store_stereo(bands, ps.right, band, slot, v);
+  }
+}
+
+inline constexpr int kDelayColumn = 16;
+
+inline void mix_delayed_band(int k, PsSynthesisState& ps, QmfMatrix& bands) {
+  const int band = k - kHybridBands + kSplitBands;
+  const SubBandRow signal = sub_band_row(bands, ps, k);
+  int32_t re[kRowStride];
+  int32_t im[kRowStride];
+  int32_t* const history_re = ps.memory.delay_re[k - kAllPassBands];
+  int32_t* const history_im = ps.memory.delay_im[k - kAllPassBands];
+  std::memcpy(re + kDelayColumn - kLongDelay, history_re, kLongDelay * 4);
+  std::memcpy(im + kDelayColumn - kLongDelay, history_im, kLongDelay * 4);
+  std::memcpy(re + kDelayColumn, signal.re, kQmfSlots * 4);
+  std::memcpy(im + kDelayColumn, signal.im, kQmfSlots * 4);
+  std::memcpy(history_re, re + kDelayColumn + kQmfSlots - kLongDelay, kLongDelay * 4);
+  std::memcpy(history_im, im + kDelayColumn + kQmfSlots - kLongDelay, kLongDelay * 4);
+  const int first = kDelayColumn - (k < kShortDelayBand ? kLongDelay : kShortDelay);
+  for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
+    const ComplexLanes now{load(re + kDelayColumn + slot), load(im + kDelayColumn + slot)};
+    const ComplexLanes copy{load(re + first + slot), load(im + first + slot)};
+    store_stereo(bands, ps.right, band, slot, mix(ps, kPsBandOfSubBand[k], slot, now, copy));
+  }
+}
+
+// Makes left of `bands`, and ps.right.
+void mix_channels(PsSynthesisState& ps, QmfMatrix& bands) {
+  mix_split_band(0, 6, 0, ps, bands);
+  mix_split_band(6, 8, 1, ps, bands);
+  mix_split_band(8, kHybridBands, 2, ps, bands);
+  for (int k = kHybridBands; k < kAllPassBands; ++k) mix_all_pass_band(k, ps, bands);
+  for (int k = kAllPassBands; k < kSubBands; ++k) mix_delayed_band(k, ps, bands);
+}
+
+}  // namespace
+}  // namespace zdr::aacdec

@@ -1,0 +1,77 @@
+// The state and the working memory of parametric stereo synthesis, which its kernels read and write.
+#pragma once
+
+#include <cstdint>
+
+#include "aacdec/sbr/qmf_data.h"
+#include "aacdec/syntax/ps_payload.h"
+
+namespace zdr::aacdec {
+
+inline constexpr int kSplitBands = 3;    // QMF bands that are split
+inline constexpr int kHybridBands = 10;  // sub-bands that result
+inline constexpr int kSubBands = kHybridBands + kQmfBands - kSplitBands;
+inline constexpr int kAllPassBands = 30;  // sub-bands with the all-pass chain; those above are only delayed
+inline constexpr int kAllPassLanes = 32;
+inline constexpr int kAllPassLinks = 3;
+inline constexpr int kHybridDelay = 6;  // slots that the hybrid filters reach back, and ahead
+inline constexpr int kLongDelay = 14;   // slots, of sub-bands from kAllPassBands on
+inline constexpr int kShortDelay = 1;   // slots, of sub-bands from kShortDelayBand on
+inline constexpr int kShortDelayBand = 42;
+
+// Samples inside are at 2^5 per step of PCM and limited to 2^27, twice full scale, so that nothing overflows:
+// the all-pass chain makes at most 5.2 times the largest complex sample, 2^29.9, and the six sub-bands of QMF
+// band 0, signal and copy, add up to 2^30.6 in a channel. Left and right come out at 2^4 per step.
+inline constexpr int kPsScaleBits = 5;
+inline constexpr int kPsOutputScaleBits = 4;
+
+struct ComplexRow {
+  alignas(64) int32_t re[kQmfSlots];
+  alignas(64) int32_t im[kQmfSlots];
+};
+
+// Delay lines, one lane per sub-band: slot by slot, oldest first.
+struct AllPassState {
+  static constexpr int kInputSlots = 2;
+  alignas(64) int32_t input_re[kInputSlots][kAllPassLanes];
+  alignas(64) int32_t input_im[kInputSlots][kAllPassLanes];
+  // The links' delays of 3, 4 and 5 slots, one after the other.
+  static constexpr int kLinkSlots = 3 + 4 + 5;
+  alignas(64) int32_t link_re[kLinkSlots][kAllPassLanes];
+  alignas(64) int32_t link_im[kLinkSlots][kAllPassLanes];
+};
+
+// Follows the energy of one parameter band to find transients, in squared units of samples.
+struct TransientDetector {
+  uint64_t peak;
+  uint64_t smooth;
+  uint64_t difference;
+};
+
+// The mixing matrix of one parameter band, Q30: left and right from the signal, then left and right from its
+// copy.
+inline constexpr int kMixingEntries = 4;
+
+struct PsSynthesisState {
+  // Of the signal, from frame to frame.
+  struct Memory {
+    int32_t hybrid_re[kSplitBands][kHybridDelay];
+    int32_t hybrid_im[kSplitBands][kHybridDelay];
+    AllPassState all_pass;
+    // The last slots of sub-bands from kAllPassBands on.
+    int32_t delay_re[kSubBands - kAllPassBands][kLongDelay];
+    int32_t delay_im[kSubBands - kAllPassBands][kLongDelay];
+    TransientDetector detector[kPsBands];
+  } memory;
+  int32_t mixing_q30[kPsBands][kMixingEntries];  // reached at the end of the frame before
+
+  // Working memory of a frame.
+  QmfMatrix right;
+  ComplexRow hybrid[kHybridBands];
+  ComplexRow decorrelated[kAllPassBands];
+  alignas(64) int32_t mixing_rows_q30[kPsBands][kMixingEntries][kQmfSlots];
+  alignas(64) int32_t damping_q30[kPsBands][kQmfSlots];
+  alignas(64) uint64_t energy[kPsBands][kQmfSlots];
+};
+
+}  // namespace zdr::aacdec

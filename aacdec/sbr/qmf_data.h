@@ -1,0 +1,50 @@
+// The samples of the complex QMF banks of SBR (ISO/IEC 14496-3, 4.6.18.4) and the delay lines of the banks:
+// 32-band analysis of the core signal, 64-band synthesis at twice its rate, 32-band synthesis at its own.
+//
+// Sub-band samples are stored band by band, one row of slots for each, because everything after the analysis
+// runs along rows. They are 32-bit integers at 2^6 per step of 16-bit PCM; full scale is about 2^27.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+namespace zdr::aacdec {
+
+inline constexpr int kQmfBands = 64;
+inline constexpr int kCoreBands = 32;  // of the analysis
+inline constexpr int kQmfSlots = 32;   // of a frame
+// Slots of a row before the first output slot: the delay of the HF adjustment.
+inline constexpr int kLeadSlots = 2;
+// Slots of a row with samples of the frame before; the analysis writes the slots after them.
+inline constexpr int kHistorySlots = 8;
+inline constexpr int kRowSlots = kHistorySlots + kQmfSlots;
+inline constexpr int kRowStride = 48;
+inline constexpr int kSampleScaleBits = 6;
+
+// Output slot l is re[band][kLeadSlots + l].
+struct QmfMatrix {
+  alignas(64) int32_t re[kQmfBands][kRowStride];
+  alignas(64) int32_t im[kQmfBands][kRowStride];
+};
+
+struct QmfAnalysisState {
+  int16_t history[9 * kCoreBands];  // the last samples, oldest first
+};
+
+// Time signals before the window: by position in the slot, then by slot, oldest first.
+struct QmfSynthesisState {
+  int32_t history[2 * kQmfBands][10];
+};
+
+// Working memory; its contents mean nothing between calls.
+struct QmfScratch {
+  alignas(64) int32_t rows[2 * kQmfBands][kRowStride];
+};
+
+// Clears columns [first, end) of a row.
+inline void clear_columns(QmfMatrix& bands, int row, int first, int end) {
+  std::fill(bands.re[row] + first, bands.re[row] + end, 0);
+  std::fill(bands.im[row] + first, bands.im[row] + end, 0);
+}
+
+}  // namespace zdr::aacdec

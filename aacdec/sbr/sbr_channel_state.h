@@ -1,0 +1,46 @@
+// What SBR synthesis of one channel remembers from frame to frame.
+#pragma once
+
+#include <cstdint>
+
+#include "aacdec/fixed/magnitude.h"
+#include "aacdec/sbr/qmf_data.h"
+#include "aacdec/syntax/sbr_bands.h"
+
+namespace zdr::aacdec {
+
+// The last slots of the core bands, saved before high bands overwrite their rows.
+struct SbrCoreTail {
+  int32_t re[kCoreBands][kHistorySlots];
+  int32_t im[kCoreBands][kHistorySlots];
+};
+
+struct SbrChannelState {
+  QmfAnalysisState analysis;
+
+  // Of the frame before: the last slots of its core bands, and the slots of its high bands beyond its end.
+  SbrCoreTail core;
+  static constexpr int kOverlapSlots = 6;
+  int32_t overlap_re[kQmfBands][kOverlapSlots];
+  int32_t overlap_im[kQmfBands][kOverlapSlots];
+  uint8_t kx;          // its first high band
+  uint8_t m;           // its number of high bands
+  uint8_t end_border;  // its last border, in time slots: 16 to 19
+
+  // SbrChannelFrame::bands_generation of the last frame with SBR data; 0: none yet (a stream's first header
+  // has 1).
+  uint32_t bands_generation;
+  bool has_gain_history;
+  bool transient_at_end;  // the frame before announced a transient for the first envelope of the next one
+  uint8_t invf_mode[kMaxNoiseBands];
+  int32_t bandwidth_q31[kMaxNoiseBands];
+  bool sine[kQmfBands];  // sinusoids of the last envelope, by QMF band
+  uint16_t noise_index;
+  uint8_t sine_phase;  // quarter turns
+  // Gains and noise levels of the last four slots, oldest first, by band from kx on.
+  static constexpr int kSmoothedSlots = 4;
+  Magnitude gain_history[kSmoothedSlots][kMaxSbrBands + 1];
+  Magnitude noise_history[kSmoothedSlots][kMaxSbrBands + 1];
+};
+
+}  // namespace zdr::aacdec

@@ -1,0 +1,19 @@
+// The table of the SBR kernels in the form of the including file's instruction set. For kernel files only.
+#pragma once
+
+#include "aacdec/sbr/high_band_lanes.h"
+#include "aacdec/sbr/ps_decorrelation_lanes.h"
+#include "aacdec/sbr/ps_hybrid_lanes.h"
+#include "aacdec/sbr/ps_mixing_lanes.h"
+#include "aacdec/sbr/qmf_lanes.h"
+#include "aacdec/sbr/sbr_kernels.h"
+
+namespace zdr::aacdec {
+namespace {
+
+constexpr SbrKernels kCompiledSbrKernels = {analyse,        synthesise,  patch,       correlate,
+                                            measure_energy, apply_gain,  split_bands, measure_energies,
+                                            decorrelate,    mix_channels};
+
+}  // namespace
+}  // namespace zdr::aacdec

@@ -1,0 +1,33 @@
+// What the SBR parser remembers from frame to frame: headers, band tables, and the values that delta coding
+// along time refers to. The synthesis has state of its own and reads none of this.
+#pragma once
+
+#include <cstdint>
+
+#include "aacdec/syntax/ps_payload.h"
+#include "aacdec/syntax/sbr_bands.h"
+
+namespace zdr::aacdec {
+
+struct SbrParserState {
+  bool header_missing = true;
+  uint32_t bands_generation = 0;
+  SbrHeader header;
+  SbrBandTables bands;
+  // The last envelope and noise floor, which time differences refer to. Only a frame that parsed changes
+  // them.
+  bool high_resolution = false;
+  int16_t envelope[kMaxSbrBands] = {};
+  int16_t noise[kMaxNoiseBands] = {};
+  PsParserState ps;
+};
+
+// Both channels; the header of a pair is in channel[0].
+struct SbrParser {
+  explicit SbrParser(int32_t core_rate_hz) : sbr_rate_hz(2 * core_rate_hz) {}
+
+  int32_t sbr_rate_hz;
+  SbrParserState channel[2];
+};
+
+}  // namespace zdr::aacdec

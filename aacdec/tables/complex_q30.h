@@ -1,0 +1,21 @@
+// Complex constants in Q30, a format in which 1 is exact, computed at compile time.
+#pragma once
+
+#include <cstdint>
+
+#include "aacdec/tables/constant_math.h"
+
+namespace zdr::aacdec {
+
+struct ComplexQ30 {
+  int32_t re, im;
+};
+
+// length * exp(i 2 pi numerator / denominator).
+constexpr ComplexQ30 polar_q30(int64_t numerator, int64_t denominator, double length = 1) {
+  const constant_math::Angle angle = constant_math::turns(numerator, denominator);
+  return {constant_math::fixed(length * angle.cos, constant_math::kQ30),
+          constant_math::fixed(length * angle.sin, constant_math::kQ30)};
+}
+
+}  // namespace zdr::aacdec
