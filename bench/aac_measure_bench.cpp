@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "aacdec/syntax/channel_stream.h"
 #include "aacdec/syntax/raw_data_block.h"
 #include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"

@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "aacdec/syntax/channel_stream.h"
 #include "aacdec/syntax/raw_data_block.h"
 #include "aacdec/syntax/sampling_rates.h"
 #include "mediakit/aac/adts_file.h"
