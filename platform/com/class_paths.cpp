@@ -1,6 +1,6 @@
 #include "class_paths.h"
 
-#include "platform/win32/runtime/text/utf.h"
+#include "platform/win32/file_names.h"
 #include "registry_key.h"
 
 namespace zdr::com {

@@ -1,12 +1,11 @@
-// UTF-8 and UTF-16, one code point at a time, and the conversions of file names built on them.
+// UTF-8 and UTF-16, one code point at a time.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
-#include "platform/win32/win32_types.h"
+#include "platform/win32/file_names.h"
 
 namespace zdr::platform {
 
@@ -29,10 +28,5 @@ DecodedPoint decode_utf16(std::u16string_view units) noexcept;
 // Both write the encoding of `point` (any value below 0x110000, surrogates included) and give its length.
 size_t encode_utf8(char32_t point, char (&out)[4]) noexcept;
 size_t encode_utf16(char32_t point, char16_t (&out)[2]) noexcept;
-
-// File names: lone surrogates travel as 3 bytes, so that any UTF-16 name survives the round trip; ill-formed
-// bytes become U+FFFD.
-std::string utf8_file_name(std::u16string_view name);
-std::u16string utf16_file_name(std::string_view name);
 
 }  // namespace zdr::platform
