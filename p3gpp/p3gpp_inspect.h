@@ -1,24 +1,28 @@
 /*
- * The part of P3GPP that playing does not need: what an open file keeps of its tags (3GPP TS 26.244 asset
- * boxes, iTunes-style items, ID3v2), of its hint tracks (ISO/IEC 14496-12, 9.1), and of its boxes at large.
- * Included by p3gpp.h; statuses and rules are told there.
+ * The part of P3GPP that playing does not need: what an open file holds of its tags (3GPP TS 26.244 asset
+ * boxes, iTunes-style items, ID3v2), of its hint tracks (ISO/IEC 14496-12, 9.1), and of its boxes in general.
+ * Included by p3gpp.h, which opens files; statuses are in p3gpp_common.h.
  *
- * All of it is read-only and touches no stream, so it may be asked from several threads at once. Pointers
- * handed out lead into the parser and are valid until P3GPP_Close. Texts are the bytes of the file: UTF-8, or
- * UTF-16 with a byte order mark. Valid as C11 and C++20.
+ * All queries here are read-only and touch no stream, so several threads may call them at once, until
+ * P3GPP_Close. Records are filled in place; pointers in them point into the parser and are valid until
+ * P3GPP_Close. Texts are the bytes of the file: UTF-8, or UTF-16 with a byte order mark.
+ *
+ * Valid as C11 and C++20.
  */
 #ifndef ZDR_P3GPP_P3GPP_INSPECT_H
 #define ZDR_P3GPP_P3GPP_INSPECT_H
 
 #include <stdint.h>
 
-#include "p3gpp/p3gpp.h"
+#include "fmgr/fmgr.h"
+#include "p3gpp/p3gpp_common.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* Behind the last byte stands a NUL that does not count, except where told. Null when there are none. */
+/* A byte string, followed by a NUL that `length` does not count, unless stated otherwise. `bytes` is null
+ * when there is none. */
 typedef struct P3gppBytes {
   const uint8_t* bytes;
   uint32_t length;
@@ -26,7 +30,7 @@ typedef struct P3gppBytes {
 
 /* ---- Tags of the movie ------------------------------------------------------------------------------ */
 
-/* One record a code: a later box of a kind has replaced the earlier. */
+/* One record per code: of several boxes of a kind the last one counts. */
 enum {
   /* Asset boxes, directly in moov/udta */
   P3GPP_TAG_TITLE = 1,
@@ -39,7 +43,7 @@ enum {
   P3GPP_TAG_CLASSIFICATION = 8, /* u.classification, text: the class */
   P3GPP_TAG_KEYWORDS = 9,       /* u.keywords, no text */
   P3GPP_TAG_LOCATION = 10,      /* u.location, text: the name of the place; its texts without their NULs */
-  P3GPP_TAG_ALBUM = 11,         /* u.album_track; 0 also where the box has none */
+  P3GPP_TAG_ALBUM = 11,         /* u.album_track; 0 also if the box has none */
   P3GPP_TAG_YEAR = 12,          /* u.year, no text */
   /* Items of moov/udta/meta/ilst */
   P3GPP_TAG_ITEM_NAME = 13,
@@ -59,7 +63,7 @@ enum {
   P3GPP_TAG_COUNT = 26
 };
 
-/* Caller-owned. Members of `u` that the tag does not have are 0. */
+/* Owned by the caller. Members of `u` that the tag does not have are 0. */
 typedef struct P3gppTag {
   uint32_t tag;      /* P3GPP_TAG_ */
   char type[5];      /* of the box or item, NUL-terminated; "gnid" for the free-form item */
@@ -77,9 +81,9 @@ typedef struct P3gppTag {
       uint16_t table_index;
     } classification;
     struct {
-      uint8_t claimed_count;  /* as the box has it */
-      uint32_t count;         /* keywords that the box really holds */
-      const P3gppBytes* list; /* without NULs behind */
+      uint8_t claimed_count;  /* as stored in the box */
+      uint32_t count;         /* keywords that the box actually holds */
+      const P3gppBytes* list; /* not followed by NULs */
     } keywords;
     struct {
       uint8_t role;
@@ -98,17 +102,17 @@ typedef struct P3gppTag {
   } u;
 } P3gppTag;
 
-/* P3GPP_ERR_NO_TAG when the file has none with this code; P3GPP_ERR_BAD_ARGUMENT for a code that is none. The
- * record is cleared first, here and by the next two, also when another argument is bad. */
+/* Fills *tag. P3GPP_ERR_NO_TAG if the file has no such tag, P3GPP_ERR_BAD_ARGUMENT for an unknown code. The
+ * record is cleared first, here and by the next two queries, even if another argument is invalid. */
 int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag) P3GPP_NOEXCEPT;
 
-/* Where an ID3v2 tag stands in the file (moov/meta/ID32). It is not read by the parser. */
+/* Where the file has an ID3v2 tag (moov/meta/ID32). The parser does not read it. Owned by the caller. */
 typedef struct P3gppId3Location {
   uint8_t language[2]; /* raw */
   uint64_t offset;
   uint64_t size; /* bytes to the end of the box */
 } P3gppId3Location;
-/* P3GPP_ERR_NO_TAG when there is none. */
+/* Fills *location. P3GPP_ERR_NO_TAG if there is none. */
 int32_t P3GPP_GetId3Location(P3gppFile* file, P3gppId3Location* location) P3GPP_NOEXCEPT;
 
 /* ---- Hint tracks ------------------------------------------------------------------------------------ */
@@ -129,19 +133,20 @@ enum {
   P3GPP_HINT_TMAX = 11, /* largest relative transmission time, ms */
   P3GPP_HINT_PMAX = 12, /* largest packet, bytes, RTP header included */
   P3GPP_HINT_DMAX = 13, /* longest packet, ms */
-  P3GPP_HINT_PAYT = 14, /* no number: payload_type */
+  P3GPP_HINT_PAYT = 14, /* not a number: payload_type */
   P3GPP_HINT_COUNT = 15
 };
 
-/* Caller-owned. */
+/* Owned by the caller. */
 typedef struct P3gppHintInfo {
-  P3gppBytes sdp;                   /* SDP fragment of the track, null when it has none */
-  uint32_t present;                 /* bit 1 << P3GPP_HINT_: the box is there */
-  uint64_t value[P3GPP_HINT_COUNT]; /* 0 where the box is missing */
+  P3gppBytes sdp;                   /* SDP fragment of the track, null if it has none */
+  uint32_t present;                 /* bit 1 << P3GPP_HINT_: the box exists */
+  uint64_t value[P3GPP_HINT_COUNT]; /* 0 if the box is missing */
   uint32_t max_rate_bytes;          /* of maxr */
   P3gppBytes payload_type;          /* body of payt: payload number, count, rtpmap string */
 } P3gppHintInfo;
-/* From the user data of any track. P3GPP_ERR_NO_TAG when it has neither SDP nor statistics. */
+/* Fills *info from the user data of a track of any type. P3GPP_ERR_NO_TRACK for an unknown ID,
+ * P3GPP_ERR_NO_TAG if the track has neither SDP nor statistics. */
 int32_t P3GPP_GetHintInfo(P3gppFile* file, uint32_t track_id, P3gppHintInfo* info) P3GPP_NOEXCEPT;
 
 /* ---- Boxes ------------------------------------------------------------------------------------------ */
@@ -158,46 +163,47 @@ enum {
 
 typedef struct P3gppBoxField {
   const char* name; /* lower case with underscores */
-  uint32_t entry;   /* of a list of entries in the box the 1-based number; 0: a field of the box itself */
+  uint32_t entry;   /* 1-based number of the list entry that has the field; 0: a field of the box itself */
   int32_t kind;     /* P3GPP_FIELD_ */
   uint64_t number;
-  P3gppBytes bytes; /* without a NUL behind */
+  P3gppBytes bytes; /* not followed by a NUL */
 } P3gppBoxField;
 
 /* What became of a box. */
 enum {
   P3GPP_BOX_READ = 0,    /* by its parser, which may have failed */
-  P3GPP_BOX_SKIPPED = 1, /* not known here, or not wanted */
-  P3GPP_BOX_REFUSED = 2  /* its header cannot be right */
+  P3GPP_BOX_SKIPPED = 1, /* unknown in its place, or not needed */
+  P3GPP_BOX_REFUSED = 2  /* its header is invalid */
 };
 
 typedef struct P3gppBox {
   const char* path; /* as in P3gppOpenError */
   char type[5];
-  uint8_t version; /* of a full box that was read, else 0; so flags */
+  uint8_t version; /* of a full box that was read, else 0; the same for flags */
   uint32_t flags;
-  uint64_t size; /* as its header tells; 1 for a box in the 64-bit form that was read */
+  uint64_t size; /* as in its header; 1 for a box in the 64-bit form that was read */
   uint64_t offset;
   int32_t disposition; /* P3GPP_BOX_; in P3GPP_WalkBoxes always P3GPP_BOX_READ with status 0 */
   int32_t status;
 } P3gppBox;
 
-/* What is handed to both is valid during the call only. `field` may be null. Neither may throw, nor use the
- * file that is shown. */
+/* The arguments of both functions are valid during the call only. `field` may be null. Neither may throw, nor
+ * use the file that is shown. */
 typedef struct P3gppBoxVisitor {
   void* caller;
   void (*box)(void* caller, const P3gppBox* box);
   void (*field)(void* caller, const P3gppBoxField* field); /* after the box it belongs to */
 } P3gppBoxVisitor;
 
-/* Every kept box, parents first: at the top ftyp, moof, moov, below them in the order of their slots. */
+/* Shows every stored box, parents first: at the top ftyp, moof, moov, below them in the order of their slots.
+ */
 int32_t P3GPP_WalkBoxes(P3gppFile* file, const P3gppBoxVisitor* visitor) P3GPP_NOEXCEPT;
 
 /*
- * P3GPP_OpenExplained that shows every box as soon as its fate is known, whether the open fails or not: those
- * that were read (children before their parents, those inside a failed one included), skipped and refused.
- * Only what was read with success has fields. A box that was read need not be kept: a later one may replace
- * it, and values of an odd shape are dropped. P3GPP_WalkBoxes tells which are.
+ * P3GPP_OpenExplained that shows every box as soon as it was read, skipped or refused, whether the open fails
+ * or not. Children are shown before their parents, and those inside a failed box too. Only boxes that were
+ * read successfully have fields. A box that was read is not necessarily stored: a later one may replace it,
+ * and values of an unexpected shape are dropped. P3GPP_WalkBoxes shows what was stored.
  */
 int32_t P3GPP_OpenTraced(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
                          P3gppOpenError* error, const P3gppBoxVisitor* visitor) P3GPP_NOEXCEPT;

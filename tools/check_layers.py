@@ -46,6 +46,7 @@ LOOK_INSIDE = ['mediakit', 'tests', 'bench', 'fuzz', 'samples']
 ROOMS = {
     'aacdec': [['tables'], ['fixed'], ['syntax'], ['core', 'sbr'], ['.']],
     'platform/win32/runtime': [['.'], ['text'], ['files', 'named'], ['waits'], ['registry']],
+    'p3gpp': [['.'], ['parse'], ['metadata'], ['boxes'], ['samples'], ['api']],
     'host': [['.'], ['writers', 'inspect'], ['graph'], ['commands'], ['command_line', 'documents', 'main']],
 }
 # Headers that any room of their folder may include: the folder's own public face.

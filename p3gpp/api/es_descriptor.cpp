@@ -1,7 +1,7 @@
-// The descriptor is read as one fixed sequence, not by the nesting that its sizes claim.
+// Reads the descriptor as one fixed sequence, not by the nesting that its sizes claim.
 #include "p3gpp/api/es_descriptor.h"
 
-#include "p3gpp/parse/box_reader.h"
+#include "p3gpp/p3gpp.h"
 
 namespace zdr::p3gpp {
 namespace {
@@ -11,8 +11,8 @@ constexpr uint8_t kDecoderConfigTag = 4;
 constexpr uint8_t kDecoderSpecificInfoTag = 5;
 constexpr uint8_t kSlConfigTag = 6;
 
-// Reads forward through the bytes and 4 zeros behind them, so that a descriptor that ends early shows "no
-// further tag" rather than an error. Remembers when it ran out.
+// Reads forward through the bytes and 4 zeros after them, so that a descriptor that ends early reads as "no
+// further tag", not as an error. Remembers when the bytes ran out.
 class DescriptorCursor {
  public:
   explicit DescriptorCursor(std::span<const uint8_t> bytes) : bytes_(bytes) {}
@@ -38,13 +38,13 @@ class DescriptorCursor {
     if (!failed_) position_ += count;
   }
 
-  // Steps over the tag if it comes next.
+  // Skips the tag if it comes next.
   bool take_tag(uint8_t tag) {
     if (peek() != tag || failed_) return false;
     skip(1);
     return true;
   }
-  // Up to four groups of 7 bits, the most significant first; the top bit says that another follows.
+  // Up to four groups of 7 bits, the most significant first; the top bit announces another.
   uint32_t descriptor_size() {
     uint32_t size = 0;
     for (int i = 0; i < 4; ++i) {
@@ -54,7 +54,7 @@ class DescriptorCursor {
     }
     return size;
   }
-  // A size and as many bytes, all of which must be there.
+  // A size and as many bytes, which must all be present.
   std::span<const uint8_t> sized_bytes() {
     const uint32_t size = descriptor_size();
     if (size == 0) return {};
@@ -77,8 +77,7 @@ void read_es_header(DescriptorCursor& cursor, EsDescriptor& result) {
   const uint8_t flags = cursor.u8();
   if ((flags & 0x80) != 0) cursor.skip(2);  // depends-on ES_ID
   if ((flags & 0x40) != 0) {
-    // Kept on purpose: the skip starts at the length byte, not behind it, so it ends one byte before the URL
-    // does.
+    // Kept: the skip starts at the length byte, not after it, so it ends one byte before the URL does.
     cursor.skip(cursor.peek());
   }
   if ((flags & 0x20) != 0) cursor.skip(2);  // OCR ES_ID
@@ -105,7 +104,7 @@ Status read_es_descriptor(std::span<const uint8_t> bytes, EsDescriptor& result) 
   if (cursor.take_tag(kDecoderSpecificInfoTag)) {
     result.decoder_specific_info = cursor.sized_bytes();
   } else if (result.object_type == P3GPP_OTI_MPEG4_VISUAL && !cursor.failed()) {
-    // Kept on purpose: what was read so far stays with the caller.
+    // Kept: the caller gets the fields read so far.
     result.lacks_visual_config = true;
     return P3GPP_ERR_DECODER_CONFIG;
   }

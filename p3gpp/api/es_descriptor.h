@@ -1,6 +1,5 @@
 // Reads the ES_Descriptor of an esds box (ISO/IEC 14496-1, 7.2.6.5).
-#ifndef ZDR_P3GPP_ES_DESCRIPTOR_H
-#define ZDR_P3GPP_ES_DESCRIPTOR_H
+#pragma once
 
 #include <cstdint>
 #include <span>
@@ -18,15 +17,12 @@ struct EsDescriptor {
   // Point into the descriptor bytes; empty when the descriptor has none.
   std::span<const uint8_t> decoder_specific_info;
   std::span<const uint8_t> sl_config;
-  // The reading ended because MPEG-4 visual came without a decoder specific info.
+  // Reading stopped because MPEG-4 visual has no decoder specific info.
   bool lacks_visual_config = false;
 };
 
 // P3GPP_ERR_DECODER_CONFIG for a missing ES or decoder configuration descriptor, for MPEG-4 visual without
-// decoder specific info, and for anything that runs out of the bytes. `result` then holds what was read
-// before.
+// decoder specific info, and when the bytes run out. `result` then holds the fields read so far.
 Status read_es_descriptor(std::span<const uint8_t> bytes, EsDescriptor& result);
 
 }  // namespace zdr::p3gpp
-
-#endif

@@ -1,10 +1,11 @@
-// Public operations that look into an open file: tags, hint information, boxes. No stream is touched.
+// The public operations that inspect an open file: tags, hint information, boxes. No stream is touched.
 #include <cstring>
 
 #include "p3gpp/metadata/hint_boxes.h"
-#include "p3gpp/metadata/metadata_boxes.h"
+#include "p3gpp/metadata/movie_meta.h"
+#include "p3gpp/metadata/tag_slots.h"
+#include "p3gpp/parse/box_fields.h"
 #include "p3gpp/parse/box_view.h"
-#include "p3gpp/parse/handed_out_bytes.h"
 #include "p3gpp/samples/track_access.h"
 
 namespace zdr::p3gpp {
@@ -72,7 +73,7 @@ using namespace zdr::p3gpp;
 
 int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag) noexcept {
   if (tag == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
-  // Not by assignment, which need not clear the members of the union behind its first.
+  // An assignment need not clear more of the union than its first member.
   std::memset(tag, 0, sizeof *tag);
   if (file == nullptr || tag_code == 0 || tag_code > P3GPP_TAG_COUNT) return P3GPP_ERR_BAD_ARGUMENT;
   return get_tag(*file, tag_code, *tag);
@@ -95,7 +96,9 @@ int32_t P3GPP_GetHintInfo(P3gppFile* file, uint32_t track_id, P3gppHintInfo* inf
 int32_t P3GPP_WalkBoxes(P3gppFile* file, const P3gppBoxVisitor* visitor) noexcept {
   if (file == nullptr || visitor == nullptr || visitor->box == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return guarded([&] {
-    walk_boxes(*file, *visitor);
+    for (const BoxSlot* top : {&file->ftyp, &file->moof, &file->moov}) {
+      if (*top != nullptr) walk_boxes(**top, *visitor);
+    }
     return Status{P3GPP_OK};
   });
 }

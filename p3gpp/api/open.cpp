@@ -1,16 +1,16 @@
-// P3GPP_Open and P3GPP_Close.
-#include <algorithm>
+// P3GPP_Open, its variants that explain and trace, and P3GPP_Close.
+#include <memory>
 
-#include "p3gpp/boxes/box_tree.h"
+#include "p3gpp/boxes/file_record.h"
 #include "p3gpp/boxes/top_level.h"
-#include "p3gpp/parse/box_reader.h"
+#include "p3gpp/parse/file_stream.h"
+#include "p3gpp/parse/parse_context.h"
 #include "p3gpp/parse/status.h"
-#include "p3gpp/parse/stream_handle.h"
 
 namespace zdr::p3gpp {
 namespace {
 
-// Stays in every program that opens files, so that the version can be told from the binary.
+// Linked into every program that opens files, so that the version can be read from the binary.
 [[gnu::used]] constexpr char kVersionMarker[] = "VERSION=P3GPP_3_4_4";
 
 Status open_file(std::unique_ptr<P3gppFile>& result, const FMGR_Descriptor* descriptor, FMGR_Context* manager,

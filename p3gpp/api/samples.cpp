@@ -1,6 +1,9 @@
-// Public operations on one track: opening it, its samples and times. Calls on one track must not overlap.
+// The public operations on one track: opening it, its samples and times.
 #include <limits>
 
+#include "p3gpp/boxes/header_boxes.h"
+#include "p3gpp/boxes/sample_tables.h"
+#include "p3gpp/samples/open_track.h"
 #include "p3gpp/samples/sample_lookup.h"
 #include "p3gpp/samples/sample_reading.h"
 #include "p3gpp/samples/track_access.h"
@@ -20,7 +23,7 @@ Status on_track(P3gppTrack* track, Query&& query) noexcept {
   });
 }
 
-// The same for queries of the whole track.
+// The same for the queries that need sample descriptions and sizes.
 template <typename Query>
 Status on_complete_track(P3gppTrack* track, Query&& query) noexcept {
   return on_track(track, [&](const TrackPath& path) {
@@ -29,13 +32,13 @@ Status on_complete_track(P3gppTrack* track, Query&& query) noexcept {
   });
 }
 
-// Kept on purpose: the last sample is left out of the sum.
+// Kept: the last sample is left out, and below one second there is no bitrate.
 Status average_bitrate(const TrackPath& path, float& bits_per_second) {
   const auto* stsz = payload_of<StszPayload>(path.stbl->stsz);
   const uint32_t duration = path.mdhd->duration.first;
   const uint32_t time_scale = path.mdhd->time_scale;
   if (time_scale == 0) return P3GPP_ERR_GENERIC;
-  if (duration / time_scale == 0) return P3GPP_ERR_GENERIC;  // less than a second tells nothing
+  if (duration / time_scale == 0) return P3GPP_ERR_GENERIC;
   uint64_t bytes = 0;
   const Status status = bytes_without_last(*stsz, bytes);
   if (status != P3GPP_OK) return status;
@@ -122,9 +125,10 @@ int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number) 
 
 int32_t P3GPP_FindSyncSample(P3gppTrack* track, uint32_t* number, int32_t direction) noexcept {
   if (track == nullptr || number == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
-  const SyncDirection where = direction == 1 ? SyncDirection::kForward : SyncDirection::kBackward;
+  const SyncDirection towards =
+      direction == P3GPP_SYNC_FORWARD ? SyncDirection::kForward : SyncDirection::kBackward;
   return on_complete_track(
-      track, [&](const TrackPath& path) { return find_sync_sample(*path.stbl, *number, where, *number); });
+      track, [&](const TrackPath& path) { return find_sync_sample(*path.stbl, *number, towards, *number); });
 }
 
 int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync) noexcept {

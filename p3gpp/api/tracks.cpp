@@ -1,15 +1,18 @@
-// Public operations that describe the movie and its tracks: no stream is touched.
+// The public operations that describe the movie and its tracks. No stream is touched.
 #include <algorithm>
 #include <array>
 #include <string_view>
 
+#include "p3gpp/boxes/header_boxes.h"
+#include "p3gpp/boxes/leaf_boxes.h"
+#include "p3gpp/boxes/sample_tables.h"
 #include "p3gpp/samples/track_access.h"
 
 namespace zdr::p3gpp {
 namespace {
 
-// A kind of track: its handler type (ISO/IEC 14496-12, 8.4.3), the public code, and its counter. Text tracks
-// have a code but, kept on purpose, no counter and no part in the total.
+// A kind of track: its handler type (ISO/IEC 14496-12, 8.4.3), the public code, and its counter.
+// Kept: text tracks have a code, but no counter and no part in the total.
 struct TrackKind {
   std::string_view handler_type;
   uint32_t code;
@@ -73,7 +76,7 @@ Status get_movie_info(const P3gppFile& file, P3gppMovieInfo& info) {
     std::copy(iods->bytes.begin(), iods->bytes.end(), info.iods);
     info.iods_length = static_cast<uint32_t>(iods->bytes.size());
   }
-  // Kept on purpose: of 64-bit times the high word is reported.
+  // Kept: of 64-bit times the high half is reported, here and for tracks.
   info.creation_time = mvhd->creation_time.first;
   info.modification_time = mvhd->modification_time.first;
   info.time_scale = mvhd->time_scale;

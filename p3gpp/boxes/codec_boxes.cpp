@@ -1,8 +1,9 @@
-// Parsers of the codec configuration boxes.
+// Parsers of the codec configuration boxes, and the fields that they report.
 #include "p3gpp/boxes/codec_boxes.h"
 
 #include <array>
 
+#include "p3gpp/parse/box_fields.h"
 #include "p3gpp/parse/child_loop.h"
 
 namespace zdr::p3gpp {
@@ -12,14 +13,14 @@ namespace {
 constexpr std::array<uint16_t, 19> kAc3BitRates = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
                                                    192, 224, 256, 320, 384, 448, 512, 576, 640};
 
-// A box behind the fixed fields of d263: the bitrates, if it is bitr.
+// Reads a box that follows the fixed fields of d263: the bitrates, if it is bitr.
 void read_d263_child(BoxReader& reader, const BoxNode& node, D263Payload& payload) {
   PathStep child;
   if (const Status status = read_child_header(reader, node, child); status != P3GPP_OK) {
     reader.fail(status);
     return;
   }
-  if (std::string_view(child.type.data(), 4) != "bitr") {
+  if (!child.is("bitr")) {
     reader.fail(skip_child(reader, child));
     return;
   }
@@ -47,6 +48,16 @@ P3gppEac3Substream read_eac3_substream(BoxReader& reader) {
   return substream;
 }
 
+// The fields that AC-3 and a substream of E-AC-3 share.
+template <typename Stream>
+void describe_ac3_stream(const Stream& stream, BoxFields& fields) {
+  fields.number("fscod", stream.fscod);
+  fields.number("bsid", stream.bsid);
+  fields.number("bsmod", stream.bsmod);
+  fields.number("acmod", stream.acmod);
+  fields.number("lfeon", stream.lfeon);
+}
+
 }  // namespace
 
 Status parse_esds(BoxReader& reader, BoxNode& node) {
@@ -54,6 +65,10 @@ Status parse_esds(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<EsdsPayload>();
   payload->descriptors = reader.read_bytes(reader.remaining());
   return keep_payload(reader, node, std::move(payload));
+}
+
+void EsdsPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.bytes("descriptors", descriptors);
 }
 
 Status parse_avcc(BoxReader& reader, BoxNode& node) {
@@ -67,6 +82,14 @@ Status parse_avcc(BoxReader& reader, BoxNode& node) {
   return keep_payload(reader, node, std::move(payload));
 }
 
+void AvccPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("profile", profile);
+  fields.number("profile_compatibility", profile_compatibility);
+  fields.number("level", level);
+  fields.number("nal_length_size", nal_length_size_minus_one + 1U);
+  fields.bytes("parameter_sets", parameter_sets);
+}
+
 Status parse_d263(BoxReader& reader, BoxNode& node) {
   const auto fields = reader.read_array<7>();
   auto payload = std::make_unique<D263Payload>();
@@ -76,6 +99,15 @@ Status parse_d263(BoxReader& reader, BoxNode& node) {
   payload->profile = fields[6];
   while (reader.status() == P3GPP_OK && reader.remaining() != 0) read_d263_child(reader, node, *payload);
   return keep_payload(reader, node, std::move(payload));
+}
+
+void D263Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("vendor", vendor);
+  fields.number("decoder_version", decoder_version);
+  fields.number("level", level);
+  fields.number("profile", profile);
+  fields.number("average_bitrate", average_bitrate);
+  fields.number("max_bitrate", max_bitrate);
 }
 
 Status parse_amr(BoxReader& reader, BoxNode& node) {
@@ -89,12 +121,25 @@ Status parse_amr(BoxReader& reader, BoxNode& node) {
   return keep_payload(reader, node, std::move(payload));
 }
 
+void AmrPayload::describe(const BoxNode& node, BoxFields& fields) const {
+  fields.number("vendor", vendor);
+  fields.number("decoder_version", decoder_version);
+  fields.number("mode_set", mode_set);
+  fields.number(node.is("dvmr") ? "media_sampling_frequency" : "mode_change_period", mode_change_period);
+  fields.number("frames_per_sample", frames_per_sample);
+}
+
 Status parse_amr_wb_plus(BoxReader& reader, BoxNode& node) {
   const auto fields = reader.read_array<5>();
   auto payload = std::make_unique<AmrWbPlusPayload>();
   payload->vendor = load_be32(fields.data());
   payload->decoder_version = fields[4];
   return keep_payload(reader, node, std::move(payload));
+}
+
+void AmrWbPlusPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("vendor", vendor);
+  fields.number("decoder_version", decoder_version);
 }
 
 Status parse_speech_3gpp2(BoxReader& reader, BoxNode& node) {
@@ -104,6 +149,12 @@ Status parse_speech_3gpp2(BoxReader& reader, BoxNode& node) {
   payload->decoder_version = fields[4];
   payload->frames_per_sample = fields[5];
   return keep_payload(reader, node, std::move(payload));
+}
+
+void Speech3gpp2Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("vendor", vendor);
+  fields.number("decoder_version", decoder_version);
+  fields.number("frames_per_sample", frames_per_sample);
 }
 
 Status parse_dac3(BoxReader& reader, BoxNode& node) {
@@ -116,10 +167,16 @@ Status parse_dac3(BoxReader& reader, BoxNode& node) {
   payload->acmod = bits >> 11 & 7;
   payload->lfeon = bits >> 10 & 1;
   payload->bit_rate_code = bits >> 5 & 0x1F;
-  // Kept on purpose: codes without a rate give 0.
+  // Kept: codes without a rate give 0.
   if (payload->bit_rate_code < kAc3BitRates.size())
     payload->bit_rate_kbps = kAc3BitRates[payload->bit_rate_code];
   return keep_payload(reader, node, std::move(payload));
+}
+
+void Ac3Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  describe_ac3_stream(*this, fields);
+  fields.number("bit_rate_code", bit_rate_code);
+  fields.number("bit_rate_kbps", bit_rate_kbps);
 }
 
 Status parse_dec3(BoxReader& reader, BoxNode& node) {
@@ -130,6 +187,16 @@ Status parse_dec3(BoxReader& reader, BoxNode& node) {
   const size_t count = payload->independent_substreams + size_t{1};
   while (payload->substreams.size() < count) payload->substreams.push_back(read_eac3_substream(reader));
   return keep_payload(reader, node, std::move(payload));
+}
+
+void Eac3Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("data_rate_kbps", data_rate);
+  for (const P3gppEac3Substream& substream : substreams) {
+    fields.next_entry();
+    describe_ac3_stream(substream, fields);
+    fields.number("num_dep_sub", substream.num_dep_sub);
+    fields.number("channel_location", substream.channel_location);
+  }
 }
 
 }  // namespace zdr::p3gpp

@@ -1,13 +1,13 @@
-// The configuration boxes of the codecs, children of the sample entries.
-// Layouts: ISO/IEC 14496-14 (esds), 14496-15 (avcC), 3GPP TS 26.244 (d263, damr, dawp), 3GPP2 C.S0050 (devc,
-// decb, decw, dqcp, dsmv, dvmr), ETSI TS 102 366 annex F (dac3, dec3). Parser contract: box_reader.h.
-#ifndef ZDR_P3GPP_CODEC_BOXES_H
-#define ZDR_P3GPP_CODEC_BOXES_H
+// The configuration boxes of the codecs, children of the sample entries: esds (ISO/IEC 14496-14, 5.6), avcC
+// (ISO/IEC 14496-15, 5.3.4), d263, damr, dawp (3GPP TS 26.244, 6), devc, decb, decw, dqcp, dsmv, dvmr
+// (3GPP2 C.S0050), dac3, dec3 (ETSI TS 102 366, annex F).
+#pragma once
 
 #include <cstdint>
 #include <vector>
 
-#include "p3gpp/boxes/box_tree.h"
+#include "p3gpp/p3gpp.h"
+#include "p3gpp/parse/box_node.h"
 #include "p3gpp/parse/box_reader.h"
 
 namespace zdr::p3gpp {
@@ -22,7 +22,7 @@ struct AvccPayload final : BoxPayload {
   uint8_t profile_compatibility = 0;
   uint8_t level = 0;
   uint8_t nal_length_size_minus_one = 0;
-  // SPS count, (16-bit length, SPS) pairs, PPS count, (16-bit length, PPS) pairs, and what may follow.
+  // SPS count, (16-bit length, SPS) pairs, PPS count, (16-bit length, PPS) pairs, and any bytes that follow.
   std::vector<uint8_t> parameter_sets;
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
@@ -89,5 +89,3 @@ Status parse_dac3(BoxReader& reader, BoxNode& node);
 Status parse_dec3(BoxReader& reader, BoxNode& node);
 
 }  // namespace zdr::p3gpp
-
-#endif

@@ -1,8 +1,9 @@
-// Where the media data lies: dref and its entries. Kept for inspection; samples are always read from the
-// file.
+// Parsers of dref, url and urn, and the fields that they report.
+#include "p3gpp/boxes/data_references.h"
+
 #include <algorithm>
 
-#include "p3gpp/boxes/leaf_boxes.h"
+#include "p3gpp/parse/box_fields.h"
 #include "p3gpp/parse/child_loop.h"
 
 namespace zdr::p3gpp {
@@ -10,24 +11,6 @@ namespace {
 
 bool is_self_contained(const BoxNode& node) {
   return (node.flags[2] & 1) != 0;
-}
-
-}  // namespace
-
-Status parse_dref(BoxReader& reader, BoxNode& node) {
-  reader.read_full_box_header(node);
-  const uint32_t entry_count = reader.u32();
-  if (reader.status() != P3GPP_OK) return reader.status();
-  node.payload = kDrefRule.make_payload();
-  auto* payload = payload_of<DrefPayload>(&node);
-  payload->entry_count = entry_count;
-  const Status status = parse_children(kDrefRule, reader, node);
-  if (status != P3GPP_OK) {
-    node.payload.reset();
-  } else if (payload->entries.size() > entry_count) {
-    payload->entries.resize(entry_count);
-  }
-  return status;
 }
 
 Status parse_url(BoxReader& reader, BoxNode& node) {
@@ -47,6 +30,45 @@ Status parse_urn(BoxReader& reader, BoxNode& node) {
   const auto location = terminator == payload->name.end() ? terminator : terminator + 1;
   payload->location_offset = static_cast<size_t>(location - payload->name.begin());
   return keep_payload(reader, node, std::move(payload));
+}
+
+constexpr std::array kDrefChildren{
+    ChildRule{"url ", parse_url, Keep::kList},
+    ChildRule{"urn ", parse_urn, Keep::kList},
+};
+constinit const ContainerRule kDrefRule{.type = "dref",
+                                        .children = kDrefChildren,
+                                        .make_payload = make_payload<DrefPayload>,
+                                        .list = PayloadMember<&DrefPayload::entries>::get};
+
+}  // namespace
+
+Status parse_dref(BoxReader& reader, BoxNode& node) {
+  reader.read_full_box_header(node);
+  const uint32_t entry_count = reader.u32();
+  if (reader.status() != P3GPP_OK) return reader.status();
+  node.payload = kDrefRule.make_payload();
+  auto* payload = payload_of<DrefPayload>(&node);
+  payload->entry_count = entry_count;
+  const Status status = parse_children(kDrefRule, reader, node);
+  if (status == P3GPP_OK && payload->entries.size() > entry_count) payload->entries.resize(entry_count);
+  return status;
+}
+
+void DrefPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("entry_count", entry_count);
+}
+
+void UrlPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("self_contained", self_contained);
+  if (!self_contained) fields.bytes("location", location);
+}
+
+void UrnPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("self_contained", self_contained);
+  const std::span<const uint8_t> whole(name);
+  fields.bytes("name", whole.first(location_offset));
+  fields.bytes("location", whole.subspan(location_offset));
 }
 
 }  // namespace zdr::p3gpp

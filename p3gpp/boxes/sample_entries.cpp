@@ -1,4 +1,6 @@
-// The sample entry table: per entry type its fields, and where its codec configuration is looked for.
+// The table of sample entries, by entry type: mp4v, mp4a, mp4s, avc1, s263, H263, h263, samr, sawb, sawp,
+// svmr, sevc, secb, secw, sqcp, ssmv, ac-3, ec-3, .mp3, text, rtp. A row says which fields an entry has, and
+// which of its children is the codec configuration.
 #include "p3gpp/boxes/sample_entries.h"
 
 #include <algorithm>
@@ -6,7 +8,6 @@
 
 #include "p3gpp/boxes/codec_boxes.h"
 #include "p3gpp/parse/box_fields.h"
-#include "p3gpp/parse/box_rules.h"
 #include "p3gpp/parse/child_loop.h"
 
 namespace zdr::p3gpp {
@@ -21,85 +22,66 @@ enum class Search : uint8_t {
   kFirstChild,   // only the first child may be one; without it the entry has no payload at all
 };
 
-struct SampleEntryRule {
-  std::string_view type;
-  Fields fields;
-  Search search;
-  uint32_t children_offset;  // from the entry's first byte
-  std::array<std::string_view, 3> configuration_types;
-  BoxParser parse_configuration;
-  bool requires_configuration = false;
-  // Kept on purpose for these speech entries: the stream stays behind the fields of the configuration, so
-  // that the entry must end there. Anything after it is read as the next box header.
-  Rest rest = Rest::kSkipped;
-};
-
+// Offset of the first child from the entry's first byte.
 constexpr uint32_t kVideoEntrySize = 86;
 constexpr uint32_t kAudioEntrySize = 36;
 constexpr uint32_t kPlainEntrySize = 16;
 
+using ConfigurationTypes = std::array<std::string_view, 3>;
+
+struct SampleEntryRule {
+  std::string_view type;
+  Fields fields;
+  Search search;
+  ConfigurationTypes configuration_types;
+  BoxParser parse_configuration;
+  bool requires_configuration = false;
+  Rest rest = Rest::kSkipped;
+
+  constexpr uint32_t children_offset() const {
+    if (fields == Fields::kNone) return kPlainEntrySize;
+    return fields == Fields::kVideo ? kVideoEntrySize : kAudioEntrySize;
+  }
+};
+
+constexpr SampleEntryRule systems_entry(std::string_view type, Fields fields) {
+  return {type, fields, Search::kUntilFound, {"esds"}, parse_esds, true};
+}
+constexpr SampleEntryRule h263_entry(std::string_view type) {
+  return {type, Fields::kVideo, Search::kUntilFound, {"d263"}, parse_d263};
+}
+constexpr SampleEntryRule audio_entry(std::string_view type, std::string_view configuration,
+                                      BoxParser parse) {
+  return {type, Fields::kAudio, Search::kFirstChild, {configuration}, parse};
+}
+// Kept: the stream stays just past the fields of the configuration, so the entry must end there. Any bytes
+// after it are read as the next box header.
+constexpr SampleEntryRule unskipped_entry(std::string_view type, const ConfigurationTypes& configuration,
+                                          BoxParser parse) {
+  return {type, Fields::kAudio, Search::kFirstChild, configuration, parse, false, Rest::kReadAsNextBox};
+}
+constexpr ConfigurationTypes kEvrcTypes = {"devc", "decb", "decw"};
+
 constexpr std::array kSampleEntryRules{
-    SampleEntryRule{"mp4v", Fields::kVideo, Search::kUntilFound, kVideoEntrySize, {"esds"}, parse_esds, true},
-    SampleEntryRule{"mp4a", Fields::kAudio, Search::kUntilFound, kAudioEntrySize, {"esds"}, parse_esds, true},
-    SampleEntryRule{"mp4s", Fields::kNone, Search::kUntilFound, kPlainEntrySize, {"esds"}, parse_esds, true},
-    SampleEntryRule{"avc1", Fields::kVideo, Search::kAllChildren, kVideoEntrySize, {"avcC"}, parse_avcc},
-    SampleEntryRule{"s263", Fields::kVideo, Search::kUntilFound, kVideoEntrySize, {"d263"}, parse_d263},
-    SampleEntryRule{"H263", Fields::kVideo, Search::kUntilFound, kVideoEntrySize, {"d263"}, parse_d263},
-    SampleEntryRule{"h263", Fields::kVideo, Search::kUntilFound, kVideoEntrySize, {"d263"}, parse_d263},
-    SampleEntryRule{"samr", Fields::kAudio, Search::kFirstChild, kAudioEntrySize, {"damr"}, parse_amr},
-    SampleEntryRule{"sawb", Fields::kAudio, Search::kFirstChild, kAudioEntrySize, {"damr"}, parse_amr},
-    SampleEntryRule{"svmr", Fields::kAudio, Search::kFirstChild, kAudioEntrySize, {"dvmr"}, parse_amr},
-    SampleEntryRule{"ac-3", Fields::kAudio, Search::kFirstChild, kAudioEntrySize, {"dac3"}, parse_dac3},
-    SampleEntryRule{"ec-3", Fields::kAudio, Search::kFirstChild, kAudioEntrySize, {"dec3"}, parse_dec3},
-    SampleEntryRule{".mp3", Fields::kAudio, Search::kNowhere, kAudioEntrySize, {}, nullptr},
-    SampleEntryRule{"sawp",
-                    Fields::kAudio,
-                    Search::kFirstChild,
-                    kAudioEntrySize,
-                    {"dawp"},
-                    parse_amr_wb_plus,
-                    false,
-                    Rest::kReadAsNextBox},
-    SampleEntryRule{"sevc",
-                    Fields::kAudio,
-                    Search::kFirstChild,
-                    kAudioEntrySize,
-                    {"devc", "decb", "decw"},
-                    parse_speech_3gpp2,
-                    false,
-                    Rest::kReadAsNextBox},
-    SampleEntryRule{"secb",
-                    Fields::kAudio,
-                    Search::kFirstChild,
-                    kAudioEntrySize,
-                    {"devc", "decb", "decw"},
-                    parse_speech_3gpp2,
-                    false,
-                    Rest::kReadAsNextBox},
-    SampleEntryRule{"secw",
-                    Fields::kAudio,
-                    Search::kFirstChild,
-                    kAudioEntrySize,
-                    {"devc", "decb", "decw"},
-                    parse_speech_3gpp2,
-                    false,
-                    Rest::kReadAsNextBox},
-    SampleEntryRule{"sqcp",
-                    Fields::kAudio,
-                    Search::kFirstChild,
-                    kAudioEntrySize,
-                    {"dqcp"},
-                    parse_speech_3gpp2,
-                    false,
-                    Rest::kReadAsNextBox},
-    SampleEntryRule{"ssmv",
-                    Fields::kAudio,
-                    Search::kFirstChild,
-                    kAudioEntrySize,
-                    {"dsmv"},
-                    parse_speech_3gpp2,
-                    false,
-                    Rest::kReadAsNextBox},
+    systems_entry("mp4v", Fields::kVideo),
+    systems_entry("mp4a", Fields::kAudio),
+    systems_entry("mp4s", Fields::kNone),
+    SampleEntryRule{"avc1", Fields::kVideo, Search::kAllChildren, {"avcC"}, parse_avcc},
+    h263_entry("s263"),
+    h263_entry("H263"),
+    h263_entry("h263"),
+    audio_entry("samr", "damr", parse_amr),
+    audio_entry("sawb", "damr", parse_amr),
+    audio_entry("svmr", "dvmr", parse_amr),
+    audio_entry("ac-3", "dac3", parse_dac3),
+    audio_entry("ec-3", "dec3", parse_dec3),
+    SampleEntryRule{".mp3", Fields::kAudio, Search::kNowhere, {}, nullptr},
+    unskipped_entry("sawp", {"dawp"}, parse_amr_wb_plus),
+    unskipped_entry("sevc", kEvrcTypes, parse_speech_3gpp2),
+    unskipped_entry("secb", kEvrcTypes, parse_speech_3gpp2),
+    unskipped_entry("secw", kEvrcTypes, parse_speech_3gpp2),
+    unskipped_entry("sqcp", {"dqcp"}, parse_speech_3gpp2),
+    unskipped_entry("ssmv", {"dsmv"}, parse_speech_3gpp2),
 };
 
 const SampleEntryRule& rule_of(const BoxNode& entry) {
@@ -108,14 +90,13 @@ const SampleEntryRule& rule_of(const BoxNode& entry) {
 }
 
 bool is_configuration(const SampleEntryRule& rule, const PathStep& child) {
-  const std::string_view type(child.type.data(), 4);
-  return std::find(rule.configuration_types.begin(), rule.configuration_types.end(), type) !=
-         rule.configuration_types.end();
+  return std::any_of(rule.configuration_types.begin(), rule.configuration_types.end(),
+                     [&](std::string_view type) { return child.is(type); });
 }
 
 // Leaves the reader at the first child.
 void read_fields(const SampleEntryRule& rule, BoxReader& reader, SampleEntryPayload& payload) {
-  const uint32_t body_offset = rule.children_offset - kBoxHeaderSize;
+  const uint32_t body_offset = rule.children_offset() - kBoxHeaderSize;
   if (rule.fields == Fields::kNone) return reader.skip(body_offset);
   const auto body = reader.read_array<28>();
   payload.data_reference_index = load_be16(body.data() + 6);
@@ -125,12 +106,13 @@ void read_fields(const SampleEntryRule& rule, BoxReader& reader, SampleEntryPayl
   } else {
     payload.channel_count = load_be16(body.data() + 16);
     payload.sample_size = load_be16(body.data() + 18);
+    // Kept: the integer half of the 16.16 field alone, so 96 kHz reads 30464.
     payload.sample_rate = load_be16(body.data() + 24);
   }
   reader.skip(body_offset - body.size());
 }
 
-// Walks the children of mp4v, mp4a, mp4s, avc1 and the H.263 entries.
+// For mp4v, mp4a, mp4s, avc1 and the H.263 entries.
 Status search_children(const SampleEntryRule& rule, BoxReader& reader, const BoxNode& node, BoxSlot& found) {
   while (reader.remaining() != 0 && (found == nullptr || rule.search == Search::kAllChildren)) {
     PathStep child;
@@ -144,7 +126,7 @@ Status search_children(const SampleEntryRule& rule, BoxReader& reader, const Box
   return P3GPP_OK;
 }
 
-// Looks at the first child alone, and leaves the reader at the entry's end unless that is a configuration.
+// Looks at the first child alone. Unless that is a configuration, the reader ends at the entry's end.
 Status search_first_child(const SampleEntryRule& rule, BoxReader& reader, const BoxNode& node,
                           BoxSlot& found) {
   if (reader.remaining() >= kBoxHeaderSize) {
@@ -159,9 +141,15 @@ Status search_first_child(const SampleEntryRule& rule, BoxReader& reader, const 
   return reader.status();
 }
 
+constexpr std::array kSampleEntryChildren{
+    in_slot<&SampleEntryPayload::configuration>("", nullptr),
+};
+constinit const ContainerRule kSampleEntryRule{.type = "", .children = kSampleEntryChildren};
+
 Status parse_sample_entry(BoxReader& reader, BoxNode& node) {
   const SampleEntryRule& rule = rule_of(node);
-  if (rule.requires_configuration && node.size <= rule.children_offset) return reader.fail(P3GPP_ERR_GENERIC);
+  if (rule.requires_configuration && node.size <= rule.children_offset())
+    return reader.fail(P3GPP_ERR_GENERIC);
   auto payload = std::make_unique<SampleEntryPayload>();
   read_fields(rule, reader, *payload);
   if (reader.status() != P3GPP_OK) return reader.status();
@@ -174,12 +162,15 @@ Status parse_sample_entry(BoxReader& reader, BoxNode& node) {
   if (status != P3GPP_OK) return status;
   const bool configured = payload->configuration != nullptr;
   if (!configured && rule.requires_configuration) return reader.fail(P3GPP_ERR_GENERIC);
-  if (configured || !first_only) node.payload = std::move(payload);
+  if (configured || !first_only) {
+    node.payload = std::move(payload);
+    node.container = &kSampleEntryRule;
+  }
   return P3GPP_OK;
 }
 
-// Timed text is told by its type alone; hint entries are kept so that asking for their codec can say what
-// they are.
+// Timed text is described by its type alone. Hint entries are stored so that P3GPP_GetDecoderInfo can report
+// what they are.
 Status parse_bare_entry(BoxReader&, BoxNode&) {
   return P3GPP_OK;
 }
@@ -202,12 +193,6 @@ bool has_all_entries(const BoxPayload& payload) {
   return stsd.entries.size() == stsd.entry_count;
 }
 
-constexpr std::array kSampleEntryChildren{
-    in_slot<&SampleEntryPayload::configuration>("", nullptr),
-};
-
-}  // namespace
-
 constinit const ContainerRule kStsdRule{.type = "stsd",
                                         .children = kStsdChildren,
                                         .make_payload = make_payload<StsdPayload>,
@@ -215,7 +200,11 @@ constinit const ContainerRule kStsdRule{.type = "stsd",
                                         .complete = has_all_entries,
                                         .lists_unknown_children = true};
 
-constinit const ContainerRule kSampleEntryRule{.type = "", .children = kSampleEntryChildren};
+}  // namespace
+
+void StsdPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("entry_count", entry_count);
+}
 
 void SampleEntryPayload::describe(const BoxNode& node, BoxFields& fields) const {
   const Fields kind = rule_of(node).fields;
@@ -231,22 +220,13 @@ void SampleEntryPayload::describe(const BoxNode& node, BoxFields& fields) const 
   }
 }
 
-const ContainerRule* StsdPayload::container() const {
-  return &kStsdRule;
-}
-const ContainerRule* SampleEntryPayload::container() const {
-  return &kSampleEntryRule;
-}
-
 Status parse_stsd(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   const uint32_t entry_count = reader.u32();
   if (reader.status() != P3GPP_OK) return reader.status();
   node.payload = kStsdRule.make_payload();
   payload_of<StsdPayload>(&node)->entry_count = entry_count;
-  const Status status = parse_children(kStsdRule, reader, node);
-  if (status != P3GPP_OK) node.payload.reset();
-  return status;
+  return parse_children(kStsdRule, reader, node);
 }
 
 }  // namespace zdr::p3gpp

@@ -1,16 +1,18 @@
-// Parsers of the table headers. The entries stay in the file.
+// Parsers of the table headers, and the fields that they report. The entries stay in the file.
 #include "p3gpp/boxes/sample_tables.h"
+
+#include "p3gpp/parse/box_fields.h"
 
 namespace zdr::p3gpp {
 namespace {
 
 // Box header, version and flags, entry count.
 constexpr uint32_t kTableHeaderSize = 16;
-// The same, with the default size in front of the count.
+// The same, with the default size before the count.
 constexpr uint32_t kStszHeaderSize = 20;
 
-// A count that the box cannot hold is accepted here: it still bounds the sample numbers, and reading an entry
-// that is not there fails later.
+// A count larger than the box is accepted here: it still bounds the sample numbers, and reading a missing
+// entry fails later.
 template <typename Payload>
 Status parse_table(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
@@ -72,6 +74,15 @@ Status parse_stsz(BoxReader& reader, BoxNode& node) {
   }
   node.payload = std::move(payload);
   return P3GPP_OK;
+}
+
+void AnyTablePayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("entry_count", cursor.entry_count());
+}
+
+void StszPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("default_size", default_size);
+  fields.number("sample_count", sample_count);
 }
 
 }  // namespace zdr::p3gpp

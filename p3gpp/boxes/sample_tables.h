@@ -1,15 +1,17 @@
-// The sample tables of a track (ISO/IEC 14496-12, 8.6 and 8.7) as they are kept: a cursor into the file for
-// each, and the position that the lookups (sample_lookup.h) carry from one call to the next.
+// The sample tables of a track (ISO/IEC 14496-12, 8.6 and 8.7): stts, ctts, stss, stsh, stsc, stco, co64,
+// stsz. Each is stored as a cursor into the file, with the position that the lookups carry from one call to
+// the next.
 //
-// The tables are run-length coded, so a lookup walks runs. Its position names a run and what precedes it;
-// reading in order then costs one step at most per sample.
-#ifndef ZDR_P3GPP_SAMPLE_TABLES_H
-#define ZDR_P3GPP_SAMPLE_TABLES_H
+// stts, ctts and stsc are run-length coded, so a lookup walks runs from its position; reading in order takes
+// at most one step per sample.
+#pragma once
 
 #include <cstdint>
 
-#include "p3gpp/boxes/box_tree.h"
+#include "p3gpp/boxes/lookup_state.h"
 #include "p3gpp/boxes/table_cursor.h"
+#include "p3gpp/parse/big_endian.h"
+#include "p3gpp/parse/box_node.h"
 #include "p3gpp/parse/box_reader.h"
 #include "p3gpp/parse/status.h"
 
@@ -27,7 +29,7 @@ struct SttsEntry {
 struct CttsEntry {
   static constexpr uint16_t kSize = 8;
   uint32_t sample_count;
-  uint32_t sample_offset;  // a negative one wraps, and so does the sum that it enters
+  uint32_t sample_offset;  // a negative one wraps, and so does a sum with it
   static CttsEntry decode(const uint8_t* raw) { return {load_be32(raw), load_be32(raw + 4)}; }
 };
 
@@ -77,23 +79,15 @@ struct TablePayload : AnyTablePayload {
   using Entry = EntryType;
 };
 
-// A run of a run-length coded table: which one, and how many samples the runs before it cover.
-struct RunPosition {
-  uint32_t index = 0;           // equals the entry count behind the last run
-  uint64_t samples_before = 0;  // 64 bits: the counts of a file need not stay within 32
-};
-
 struct SttsPayload final : TablePayload<SttsEntry> {
-  struct Position : RunPosition {
-    uint32_t time = 0;  // decoding time of the run's first sample, media time scale
-  } position;
+  TimedRunPosition position;
 };
 
 struct CttsPayload final : TablePayload<CttsEntry> {
   RunPosition position;
 };
 
-// Never empty: a table without entries is not kept, and then every sample is a sync sample.
+// Never empty: a table without entries is dropped, and then every sample is a sync sample.
 struct StssPayload final : TablePayload<Number32Entry> {
   uint32_t position = 0;  // entry index
 };
@@ -106,14 +100,6 @@ struct StcoPayload final : TablePayload<Number32Entry> {};
 struct Co64Payload final : TablePayload<Number64Entry> {};
 struct StshPayload final : TablePayload<StshEntry> {};  // no lookup uses it
 
-// Sum of the sizes of the samples [first, next), so that a sample located again, or one further on in its
-// chunk, does not sum the chunk's sizes from the start.
-struct PartialSizeSum {
-  uint32_t first = 0;  // 1-based; 0: nothing summed
-  uint32_t next = 0;
-  uint64_t bytes = 0;
-};
-
 struct StszPayload final : TablePayload<Number32Entry> {
   uint32_t default_size = 0;  // bytes of every sample; 0: each has its entry
   uint32_t sample_count = 0;
@@ -121,7 +107,7 @@ struct StszPayload final : TablePayload<Number32Entry> {
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
-// ---- Header parsers, called by the sample table box -------------------------------------------------------
+// ---- Parsers of the table headers ------------------------------------------------------------------------
 
 Status parse_stts(BoxReader& reader, BoxNode& node);
 Status parse_ctts(BoxReader& reader, BoxNode& node);
@@ -131,9 +117,7 @@ Status parse_stsc(BoxReader& reader, BoxNode& node);
 Status parse_stco(BoxReader& reader, BoxNode& node);
 Status parse_co64(BoxReader& reader, BoxNode& node);
 Status parse_stsh(BoxReader& reader, BoxNode& node);
-// P3GPP_ERR_NO_TABLE when the box cannot hold its entries.
+// P3GPP_ERR_NO_TABLE when the box is too short for its entries.
 Status parse_stsz(BoxReader& reader, BoxNode& node);
 
 }  // namespace zdr::p3gpp
-
-#endif

@@ -1,8 +1,6 @@
 // The cache of a sample table: where a refill starts, and how much it may read.
 #include "p3gpp/boxes/table_cursor.h"
 
-#include "p3gpp/parse/stream_read.h"
-
 namespace zdr::p3gpp {
 
 TableCursor::TableCursor(uint64_t entries_offset, uint32_t entry_count, uint16_t entry_size,
@@ -34,16 +32,16 @@ void TableCursor::detach() noexcept {
 Status TableCursor::refill(uint32_t index) {
   if (index >= entry_count_) return P3GPP_ERR_BAD_ARGUMENT;
   if (cached_count_ == 0 || index > first_cached_) return fill(index);
-  // Whoever reads backwards gets a block around the entry, so that the next steps back hit the cache.
+  // Kept: reading backwards, the block is centred on the entry, so that the next steps back hit the cache.
   const uint32_t half = (cached_count_ - 1) / 2;
   return fill(index < half ? 0 : index - half);
 }
 
 Status TableCursor::fill(uint32_t start) {
-  // The header may claim more than its box holds; what lies behind the box is not this table's.
+  // The header may claim more than its box holds; bytes past the box do not belong to this table.
   if (start >= readable_count_) return P3GPP_ERR_READ;
   const uint32_t count = std::min(capacity_ / entry_size_, readable_count_ - start);
-  cached_count_ = 0;  // a failed read may leave half a block behind
+  cached_count_ = 0;  // a failed read may leave a partial block
   const Status status = read_entries(start, count, cache_.get());
   if (status != P3GPP_OK) return status;
   first_cached_ = start;

@@ -1,17 +1,15 @@
 // Random access to the entries of one sample table, which stays in the file.
 //
-// A cursor knows where its entries lie. While its track is open it also owns a small cache of raw entries
-// that is refilled from the track's table stream, so that memory does not grow with the table. What a lookup
-// answers never depends on the cache.
-#ifndef ZDR_P3GPP_TABLE_CURSOR_H
-#define ZDR_P3GPP_TABLE_CURSOR_H
+// While its track is open, a cursor owns a small cache of raw entries that it refills from the track's table
+// stream, so that memory does not grow with the table. The result of a lookup never depends on the cache.
+#pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
-#include "fmgr/fmgr.h"
+#include "p3gpp/parse/file_stream.h"
 #include "p3gpp/parse/status.h"
 
 namespace zdr::p3gpp {
@@ -19,11 +17,11 @@ namespace zdr::p3gpp {
 class TableCursor {
  public:
   TableCursor() = default;
-  // `entry_count` is the header's claim and bounds the indices; `bytes_in_box` bounds what is read, since a
+  // `entry_count` is the header's claim and bounds the indices; `bytes_in_box` bounds the reads, since a
   // header may claim more entries than its box holds.
   TableCursor(uint64_t entries_offset, uint32_t entry_count, uint16_t entry_size, uint64_t bytes_in_box);
 
-  // Takes a cache of at most `cache_bytes` and fills it from entry 0. `stream` is not owned.
+  // Allocates a cache of at most `cache_bytes` and fills it from entry 0. `stream` is not owned.
   // P3GPP_ERR_BAD_ARGUMENT when not even one entry fits, or the status of the fill. May throw bad_alloc.
   Status attach(uint32_t cache_bytes, FMGR_Stream* stream);
   void detach() noexcept;
@@ -32,9 +30,9 @@ class TableCursor {
   // P3GPP_ERR_READ, P3GPP_ERR_SEEK: the refill failed, or the entry lies beyond the box.
   Status get(uint32_t index, const uint8_t** entry);
 
-  // Reads entries [first, first + count) past the cache, in blocks of its own, and calls
-  // `visit(const uint8_t* entries, uint32_t count)` for each. For walks over much of a table. The block is
-  // released afterwards. May throw bad_alloc.
+  // Reads entries [first, first + count) in blocks of its own, bypassing the cache, and calls
+  // `visit(const uint8_t* entries, uint32_t count)` for each block. For walks over much of a table. The block
+  // is freed afterwards. May throw bad_alloc.
   template <typename Visit>
   Status scan(uint32_t first, uint64_t count, Visit&& visit) const;
 
@@ -47,7 +45,7 @@ class TableCursor {
 
   Status refill(uint32_t index);
   Status fill(uint32_t start);
-  // All of them lie within the box.
+  // The entries must lie within the box.
   Status read_entries(uint32_t first, uint32_t count, uint8_t* out) const;
 
   uint64_t entries_offset_ = 0;
@@ -88,5 +86,3 @@ Status TableCursor::scan(uint32_t first, uint64_t count, Visit&& visit) const {
 }
 
 }  // namespace zdr::p3gpp
-
-#endif

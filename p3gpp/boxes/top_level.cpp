@@ -1,10 +1,11 @@
-// Top-level boxes may be larger than 4 GiB, or reach to the end of the file; boxes inside others never do.
+// Reads the top-level boxes (ISO/IEC 14496-12, 4.2): ftyp, moov, moof. They alone may be larger than 4 GiB or
+// reach to the end of the file.
 #include "p3gpp/boxes/top_level.h"
 
 #include <algorithm>
 
 #include "p3gpp/boxes/leaf_boxes.h"
-#include "p3gpp/parse/box_rules.h"
+#include "p3gpp/boxes/movie_boxes.h"
 #include "p3gpp/parse/box_view.h"
 #include "p3gpp/parse/child_loop.h"
 
@@ -22,21 +23,20 @@ class TopLevelScan {
   struct Box {
     uint32_t size = 0;  // the 32-bit field
     PathStep step;
-    bool is(std::string_view type) const { return std::string_view(step.type.data(), 4) == type; }
+    bool is(std::string_view type) const { return step.is(type); }
   };
   enum class Next : uint8_t { kBox, kStop };
 
   Status read_header(Box& box, Next& next);
   Status read_large_size(Box& box);
   Status handle(const Box& box, Next& next);
-  Status parse_moov(const Box& box);
-  void keep_moof(const Box& box);
+  Status read_moov(const Box& box);
+  void store_moof(const Box& box);
   Status skip(const Box& box, Next& next);
-  Status blame(Status status, const Box& box) { return refuse_child(context_, box.step, status); }
-  // What the scan takes for the size of a box.
+  Status refuse(Status status, const Box& box) { return refuse_child(context_, box.step, status); }
+  // The size by which the scan moves on.
   uint64_t measured(const Box& box) const { return is_wide_ ? large_size_ : box.size; }
-  // What it steps over behind the header. Kept on purpose: behind a 64-bit box the header counts as 16 bytes,
-  // also where it has 8.
+  // The bytes to skip after the header, which counts as 16 bytes after any 64-bit box, even where it has 8.
   uint64_t body_size(const Box& box) const {
     return measured(box) - (is_wide_ ? kWideHeaderSize : kBoxHeaderSize);
   }
@@ -44,17 +44,17 @@ class TopLevelScan {
   ParseContext& context_;
   P3gppFile& file_;
   uint64_t position_ = 0;  // sum of the measured sizes; the stream is not always there
-  // Kept on purpose: once a box has used the 64-bit form, every later one is measured by the size read last.
+  // Kept: once a box has used the 64-bit form, every later one is measured by the 64-bit size read last.
   bool is_wide_ = false;
   uint64_t large_size_ = 0;
 };
 
 Status TopLevelScan::read_large_size(Box& box) {
   std::array<uint8_t, 8> bytes{};
-  if (const Status status = context_.read(bytes); status != P3GPP_OK) return blame(status, box);
+  if (const Status status = context_.read(bytes); status != P3GPP_OK) return refuse(status, box);
   is_wide_ = true;
   large_size_ = box.step.size = load_be64(bytes.data());
-  return large_size_ < kWideHeaderSize ? blame(P3GPP_ERR_BOX_SIZE, box) : P3GPP_OK;
+  return large_size_ < kWideHeaderSize ? refuse(P3GPP_ERR_BOX_SIZE, box) : P3GPP_OK;
 }
 
 Status TopLevelScan::read_header(Box& box, Next& next) {
@@ -70,34 +70,32 @@ Status TopLevelScan::read_header(Box& box, Next& next) {
   if (box.size == 1) return read_large_size(box);
   if (box.size >= kBoxHeaderSize || is_wide_) return P3GPP_OK;
   next = Next::kStop;
-  if (box.size != 0) return blame(P3GPP_ERR_BOX_SIZE, box);
-  show_unread_box(context_, box.step, P3GPP_OK);  // it reaches to the end of the file
+  if (box.size != 0) return refuse(P3GPP_ERR_BOX_SIZE, box);
+  show_unread_box(context_, box.step, P3GPP_OK);  // size 0: it reaches to the end of the file
   return P3GPP_OK;
 }
 
-// Kept on purpose: the children are measured by the 32-bit field alone, so a movie box in the 64-bit form
-// fails.
-Status TopLevelScan::parse_moov(const Box& box) {
+// Kept: the children are measured by the 32-bit field alone, so a moov in the 64-bit form fails.
+Status TopLevelScan::read_moov(const Box& box) {
   if (box.size < kBoxHeaderSize) {
-    return blame(context_.left_in_file() < kBoxHeaderSize ? P3GPP_ERR_READ : P3GPP_ERR_BOX_SIZE, box);
+    return refuse(context_.left_in_file() < kBoxHeaderSize ? P3GPP_ERR_READ : P3GPP_ERR_BOX_SIZE, box);
   }
   const BoxReader body(context_, box.size - kBoxHeaderSize);
-  return parse_box(body, box.size, box.step, nullptr, parse_container<kMoovRule>, Rest::kReadAsNextBox,
-                   file_.moov);
+  return parse_box(body, box.size, box.step, nullptr, parse_moov, Rest::kReadAsNextBox, file_.moov);
 }
 
 Status TopLevelScan::skip(const Box& box, Next& next) {
   const uint64_t count = body_size(box);
-  if (count > context_.left_in_file()) {  // nothing can follow
+  if (count > context_.left_in_file()) {  // no box can follow
     next = Next::kStop;
     return P3GPP_OK;
   }
   const Status status = count == 0 ? P3GPP_OK : context_.skip(count);
-  return status == P3GPP_OK ? P3GPP_OK : blame(status, box);
+  return status == P3GPP_OK ? P3GPP_OK : refuse(status, box);
 }
 
-// Fragments are noticed, not read.
-void TopLevelScan::keep_moof(const Box& box) {
+// Kept: a moof is stored without payload; fragments are not read.
+void TopLevelScan::store_moof(const Box& box) {
   const TrailScope scope(context_.trail, box.step);
   file_.moof = make_node(box.size, box.step, nullptr);
   show_parsed_box(context_, *file_.moof, P3GPP_OK);
@@ -105,15 +103,15 @@ void TopLevelScan::keep_moof(const Box& box) {
 
 Status TopLevelScan::handle(const Box& box, Next& next) {
   if (box.is("moov")) {
-    next = Next::kStop;  // kept on purpose: nothing behind the first one is read
-    return parse_moov(box);
+    next = Next::kStop;  // Kept: nothing after the first one is read.
+    return read_moov(box);
   }
   if (box.is("ftyp")) {
     return parse_box(BoxReader(context_, body_size(box)), box.size, box.step, nullptr, parse_ftyp,
                      Rest::kSkipped, file_.ftyp);
   }
   if (box.is("moof")) {
-    keep_moof(box);
+    store_moof(box);
   } else {
     show_unread_box(context_, box.step, P3GPP_OK);
   }

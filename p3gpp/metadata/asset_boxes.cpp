@@ -1,7 +1,10 @@
-// The asset boxes: descriptive texts of the movie in its user data, each with a language (3GPP TS 26.244, 8).
+// Parsers of the asset boxes (3GPP TS 26.244, clause 8), and what each reports: titl, dscp, cprt, perf, auth,
+// gnre, rtng, clsf, kywd, loci, albm, yrrc.
+#include "p3gpp/metadata/asset_boxes.h"
+
 #include <algorithm>
 
-#include "p3gpp/metadata/metadata_boxes.h"
+#include "p3gpp/parse/box_fields.h"
 
 namespace zdr::p3gpp {
 namespace {
@@ -18,8 +21,8 @@ std::array<char, 5> read_four_characters(BoxReader& reader) {
   return characters;
 }
 
-// Splits what follows the count: each keyword is a byte for its length and that many bytes. One that does not
-// fit is left out with all behind it.
+// Splits the bytes after the count: each keyword is a byte for its length and that many bytes. One that does
+// not fit is left out, and so are all that follow.
 void split_keywords(KywdPayload& payload) {
   const auto* bytes = reinterpret_cast<const uint8_t*>(payload.bytes.data());
   const size_t size = payload.bytes.size();
@@ -32,7 +35,7 @@ void split_keywords(KywdPayload& payload) {
   }
 }
 
-// Takes the fields of a location from its body, in order; what lies behind the end is 0 or empty.
+// Takes the fields of a location from its body, in order; fields past the end are 0 or empty.
 class LocationBody {
  public:
   explicit LocationBody(std::string_view body) : body_(body) {}
@@ -70,6 +73,10 @@ class LocationBody {
   std::string_view body_;
 };
 
+void copy_characters(const std::array<char, 5>& from, char (&to)[5]) {
+  std::string_view(from.data(), 4).copy(to, 4);
+}
+
 }  // namespace
 
 Status parse_asset_text(BoxReader& reader, BoxNode& node) {
@@ -78,6 +85,15 @@ Status parse_asset_text(BoxReader& reader, BoxNode& node) {
   payload->language = read_language(reader);
   payload->text = reader.read_rest_as_text();
   return keep_payload(reader, node, std::move(payload));
+}
+
+void AssetTextPayload::fill(P3gppTag& tag) const {
+  tag.text = bytes_of(text);
+}
+
+void AssetTextPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.language(language);
+  fields.text("text", text);
 }
 
 Status parse_rtng(BoxReader& reader, BoxNode& node) {
@@ -90,6 +106,19 @@ Status parse_rtng(BoxReader& reader, BoxNode& node) {
   return keep_payload(reader, node, std::move(payload));
 }
 
+void RtngPayload::fill(P3gppTag& tag) const {
+  tag.text = bytes_of(info);
+  copy_characters(entity, tag.u.rating.entity);
+  copy_characters(criteria, tag.u.rating.criteria);
+}
+
+void RtngPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.type("rating_entity", entity);
+  fields.type("rating_criteria", criteria);
+  fields.language(language);
+  fields.text("rating_info", info);
+}
+
 Status parse_clsf(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   auto payload = std::make_unique<ClsfPayload>();
@@ -98,6 +127,19 @@ Status parse_clsf(BoxReader& reader, BoxNode& node) {
   payload->language = read_language(reader);
   payload->info = reader.read_rest_as_text();
   return keep_payload(reader, node, std::move(payload));
+}
+
+void ClsfPayload::fill(P3gppTag& tag) const {
+  tag.text = bytes_of(info);
+  tag.u.classification.entity = entity;
+  tag.u.classification.table_index = table_index;
+}
+
+void ClsfPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("classification_entity", entity);
+  fields.number("classification_table", table_index);
+  fields.language(language);
+  fields.text("classification_info", info);
 }
 
 Status parse_kywd(BoxReader& reader, BoxNode& node) {
@@ -110,12 +152,26 @@ Status parse_kywd(BoxReader& reader, BoxNode& node) {
   return keep_payload(reader, node, std::move(payload));
 }
 
+void KywdPayload::fill(P3gppTag& tag) const {
+  tag.u.keywords.claimed_count = keyword_count;
+  tag.u.keywords.count = static_cast<uint32_t>(keywords.size());
+  tag.u.keywords.list = keywords.data();
+}
+
+void KywdPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.language(language);
+  fields.number("keyword_count", keyword_count);
+  for (const P3gppBytes& keyword : keywords) {
+    fields.next_entry();
+    fields.text("keyword", {reinterpret_cast<const char*>(keyword.bytes), keyword.length});
+  }
+}
+
 Status parse_loci(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   auto payload = std::make_unique<LociPayload>();
   payload->language = read_language(reader);
-  if (reader.remaining() == 0)
-    return reader.fail(P3GPP_ERR_BOX_SIZE);  // kept on purpose: not even an empty name
+  if (reader.remaining() == 0) return reader.fail(P3GPP_ERR_BOX_SIZE);  // not even an empty name
   const std::string bytes = reader.read_rest_as_text();
   LocationBody body(bytes);
   payload->name = body.take_text();
@@ -128,16 +184,47 @@ Status parse_loci(BoxReader& reader, BoxNode& node) {
   return keep_payload(reader, node, std::move(payload));
 }
 
+void LociPayload::fill(P3gppTag& tag) const {
+  tag.text = bytes_of(name);
+  tag.u.location.role = role;
+  tag.u.location.longitude = longitude;
+  tag.u.location.latitude = latitude;
+  tag.u.location.altitude = altitude;
+  tag.u.location.astronomical_body = bytes_of(astronomical_body);
+  tag.u.location.notes = bytes_of(notes);
+}
+
+void LociPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.language(language);
+  fields.text("name", name);
+  fields.number("role", role);
+  fields.fixed("longitude", longitude);
+  fields.fixed("latitude", latitude);
+  fields.fixed("altitude", altitude);
+  fields.text("astronomical_body", astronomical_body);
+  fields.text("additional_notes", notes);
+}
+
 Status parse_albm(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   auto payload = std::make_unique<AlbmPayload>();
   payload->language = read_language(reader);
   if (reader.remaining() == 0) return reader.fail(P3GPP_ERR_BOX_SIZE);
-  // Kept on purpose: the last byte is the track number, also where the box has none and it is the title's
-  // NUL.
+  // Kept: the last byte is the track number, even in a box without one, where it is the NUL of the title.
   payload->title = reader.read_text(reader.remaining() - 1);
   payload->track_number = reader.u8();
   return keep_payload(reader, node, std::move(payload));
+}
+
+void AlbmPayload::fill(P3gppTag& tag) const {
+  tag.text = bytes_of(title);
+  tag.u.album_track = track_number;
+}
+
+void AlbmPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.language(language);
+  fields.text("album_title", title);
+  fields.number("track_number", track_number);
 }
 
 Status parse_yrrc(BoxReader& reader, BoxNode& node) {
@@ -145,6 +232,14 @@ Status parse_yrrc(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<YrrcPayload>();
   payload->year = reader.u16();
   return keep_payload(reader, node, std::move(payload));
+}
+
+void YrrcPayload::fill(P3gppTag& tag) const {
+  tag.u.year = year;
+}
+
+void YrrcPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
+  fields.number("year", year);
 }
 
 }  // namespace zdr::p3gpp

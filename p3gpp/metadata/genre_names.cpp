@@ -1,13 +1,13 @@
-// Names of the numeric genres of an item list. Kept on purpose: this list of 125 names with its own
-// spellings; it lacks one name of the common list behind "Swing", so that every later genre stands one place
-// early.
-#include <array>
+// The table of genre names, in code order.
+#include "p3gpp/metadata/genre_names.h"
 
-#include "p3gpp/metadata/metadata_boxes.h"
+#include <array>
 
 namespace zdr::p3gpp {
 namespace {
 
+// Kept: this list of 125 names with its own spellings. It lacks one name of the common list after "Swing", so
+// that every later genre has the name of the next one.
 // clang-format off
 constexpr std::array<std::string_view, 125> kGenreNames = {
     "Blues", "Classic Rock", "Country", "Dance", "Disco", "Funk", "Grunge", "Hip-Hop", "Jazz", "Metal",
@@ -31,7 +31,7 @@ constexpr std::array<std::string_view, 125> kGenreNames = {
 }  // namespace
 
 std::string_view genre_name(uint16_t code) {
-  // Kept on purpose: the last name cannot be reached, and codes 0 and 1 share the first.
+  // The last name cannot be reached, and codes 0 and 1 share the first.
   if (code >= kGenreNames.size()) return {};
   return kGenreNames[code == 0 ? 0 : code - 1U];
 }

@@ -1,8 +1,8 @@
-// The user data of a track: its rules and parsers.
+// Parsers of the user data of a track (ISO/IEC 14496-12, 9.1): sdp in hnti; trpy, totl, nump, npck, tpyl,
+// tpay, maxr, dmed, dimm, drep, tmin, tmax, pmax, dmax and payt in hinf.
 #include "p3gpp/metadata/hint_boxes.h"
 
 #include "p3gpp/parse/box_fields.h"
-#include "p3gpp/parse/box_rules.h"
 #include "p3gpp/parse/child_loop.h"
 
 namespace zdr::p3gpp {
@@ -14,7 +14,7 @@ Status parse_sdp(BoxReader& reader, BoxNode& node) {
   return keep_payload(reader, node, std::move(payload));
 }
 
-// A box longer than its number is no error, a shorter one is.
+// A box longer than its number is accepted; a shorter one is P3GPP_ERR_BOX_SIZE.
 Status parse_number32(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<HintNumberPayload>();
   payload->value = reader.u32();
@@ -77,21 +77,16 @@ constexpr std::array kTrackUdtaChildren{
     in_slot<&TrackUdtaPayload::hnti>("hnti", parse_container<kHntiRule>),
 };
 
-}  // namespace
-
+// Kept: an error in here fails the track, and with the first track the open. Only a short tail is skipped.
 constinit const ContainerRule kTrackUdtaRule{.type = "udta",
                                              .children = kTrackUdtaChildren,
                                              .make_payload = make_payload<TrackUdtaPayload>,
                                              .allows_short_tail = true};
 
-const ContainerRule* TrackUdtaPayload::container() const {
-  return &kTrackUdtaRule;
-}
-const ContainerRule* HinfPayload::container() const {
-  return &kHinfRule;
-}
-const ContainerRule* HntiPayload::container() const {
-  return &kHntiRule;
+}  // namespace
+
+Status parse_track_udta(BoxReader& reader, BoxNode& node) {
+  return parse_container<kTrackUdtaRule>(reader, node);
 }
 
 void SdpPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -107,7 +102,7 @@ void HintNumberPayload::describe(const BoxNode& node, BoxFields& fields) const {
   }
 }
 
-// A payload number of RTP, and a counted string.
+// An RTP payload number, and a counted string.
 void PaytPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
   constexpr size_t kTextOffset = 5;
   if (body.size() < kTextOffset) return fields.bytes("payload_type", body);

@@ -1,13 +1,13 @@
-// What a hint track tells of its RTP session in its user data (ISO/IEC 14496-12, 9.1): an SDP fragment (hnti)
-// and statistics (hinf). Parser contract: box_reader.h.
-#ifndef ZDR_P3GPP_HINT_BOXES_H
-#define ZDR_P3GPP_HINT_BOXES_H
+// The user data of a hint track, trak/udta (ISO/IEC 14496-12, 9.1): an SDP fragment (hnti, sdp) and
+// statistics of the RTP session (hinf).
+#pragma once
 
 #include <array>
 #include <cstdint>
 #include <string>
 
-#include "p3gpp/boxes/box_tree.h"
+#include "p3gpp/p3gpp.h"
+#include "p3gpp/parse/box_node.h"
 #include "p3gpp/parse/box_reader.h"
 
 namespace zdr::p3gpp {
@@ -15,12 +15,10 @@ namespace zdr::p3gpp {
 struct TrackUdtaPayload final : BoxPayload {
   BoxSlot hinf;
   BoxSlot hnti;
-  const ContainerRule* container() const override;
 };
 
 struct HntiPayload final : BoxPayload {
   BoxSlot sdp;
-  const ContainerRule* container() const override;
 };
 
 struct SdpPayload final : BoxPayload {
@@ -30,7 +28,6 @@ struct SdpPayload final : BoxPayload {
 
 struct HinfPayload final : BoxPayload {
   std::array<BoxSlot, P3GPP_HINT_COUNT> statistics;  // by P3GPP_HINT_ code
-  const ContainerRule* container() const override;
 };
 
 // Any statistic but payt.
@@ -45,6 +42,6 @@ struct PaytPayload final : BoxPayload {
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
-}  // namespace zdr::p3gpp
+Status parse_track_udta(BoxReader& reader, BoxNode& node);
 
-#endif
+}  // namespace zdr::p3gpp

@@ -1,47 +1,65 @@
-// The item list under moov/udta/meta: name and value pairs as iTunes writes them.
+// Parses the item list (ilst in meta): name and value pairs as iTunes writes them.
 //
-// An item is a box whose first child is a `data` atom: data type and locale (8 bytes), then the value. The
-// list goes on behind the item's header and that first child, not behind the item: a further child is then
-// taken for an item, of a type that is not known.
+// An item is a box whose first child is a `data` atom: data type and locale (8 bytes), then the value.
+#include "p3gpp/metadata/item_list.h"
+
 #include <algorithm>
 
-#include "p3gpp/metadata/metadata_boxes.h"
-#include "p3gpp/parse/box_rules.h"
+#include "p3gpp/metadata/item_values.h"
+#include "p3gpp/metadata/tag_slots.h"
 #include "p3gpp/parse/box_view.h"
 #include "p3gpp/parse/child_loop.h"
 
 namespace zdr::p3gpp {
 namespace {
 
-constexpr uint32_t kDataPrefix = 8;  // data type and locale
+// The types of the classic text items begin with the copyright sign, \251: in octal, since a hexadecimal
+// escape would extend into the letters.
+constexpr std::array kItems{
+    in_tag_slot<P3GPP_TAG_ITEM_NAME>("\251nam", parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_COMPILATION>("cpil", parse_bytes_item),
+    in_tag_slot<P3GPP_TAG_ITEM_ALBUM>("\251alb", parse_text_item),
+    // Kept: both spellings share a slot, as both forms of the genre do.
+    in_tag_slot<P3GPP_TAG_ITEM_ARTIST>("\251ART", parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_ARTIST>("\251art", parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_COPYRIGHT>("cprt", parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_WRITER>("\251wrt", parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_DESCRIPTION>("desc", parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_ALBUM_ARTIST>("aART", parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_GENRE>("\251gen", parse_text_item),
+    in_tag_slot<P3GPP_TAG_ITEM_GENRE>("gnre", parse_genre_item),
+    in_tag_slot<P3GPP_TAG_ITEM_TRACK>("trkn", parse_number_item),
+    in_tag_slot<P3GPP_TAG_ITEM_DISC>("disk", parse_number_item),
+    in_tag_slot<P3GPP_TAG_ITEM_COVER>("covr", parse_bytes_item),
+    // The name of a free-form item, not a type: an item of this type is skipped.
+    in_tag_slot<P3GPP_TAG_ITEM_GRACENOTE>("gnid", nullptr),
+    in_tag_slot<P3GPP_TAG_ITEM_DATE>("\251day", parse_text_item),
+};
 
-bool has_type(const PathStep& box, std::string_view type) {
-  return std::string_view(box.type.data(), 4) == type;
-}
-
-// The node of the user data, from that of the list or of anything between the two.
+// The node of the user data that holds `list`, two levels above it.
 const BoxNode& user_data_of(const BoxNode& list) {
   return *list.parent->parent;
 }
 
-// Parses the value of an item, whose `data` header was just read, and keeps it in the slot of `row`.
-Status keep_item(const ChildRule& row, BoxReader value, const PathStep& item, const BoxNode& list) {
+// Parses the value of an item, whose `data` header was just read, and stores it in the slot of `row`.
+Status store_item(const ChildRule& row, BoxReader value, const PathStep& item, const BoxNode& list) {
   const BoxNode& udta = user_data_of(list);
   BoxSlot node;
   const Status status =
       parse_box(value, static_cast<uint32_t>(item.size), item, &udta, row.parse, Rest::kSkipped, node);
-  // Values of another shape than expected have no payload: they are dropped.
+  // A value of an unexpected shape has no payload and is dropped.
   if (status == P3GPP_OK && node->payload != nullptr) row.slot(*udta.payload) = std::move(node);
   return status;
 }
 
-// Kept on purpose: the child is bounded by the list, not by its item.
+// Kept: the child is bounded by the list, not by its item, and the list continues after that child. A further
+// child is read as an item of unknown type.
 Status read_item_child_header(BoxReader& reader, const BoxNode& list, const PathStep& item, PathStep& child) {
   const TrailScope scope(reader.context().trail, item);
   return read_child_header(reader, list, child);
 }
 
-// Ends an item of which nothing is kept: shows it, or blames it for the reader's error.
+// Ends an item of which nothing is stored: shows it, or records the reader's error for it.
 Status drop_item(BoxReader& reader, const PathStep& item) {
   if (reader.status() != P3GPP_OK) return refuse_child(reader.context(), item, reader.status());
   show_unread_box(reader.context(), item, P3GPP_OK);
@@ -52,11 +70,11 @@ Status read_item(const ChildRule& row, BoxReader& reader, const BoxNode& list, c
   PathStep child;
   const Status status = read_item_child_header(reader, list, item, child);
   if (status != P3GPP_OK) return refuse_child(reader.context(), item, status);
-  if (!has_type(child, "data")) {
+  if (!child.is("data")) {
     reader.skip(child.size - kBoxHeaderSize);
     return drop_item(reader, item);
   }
-  return keep_item(row, reader.narrowed(child.size - kBoxHeaderSize), item, list);
+  return store_item(row, reader.narrowed(child.size - kBoxHeaderSize), item, list);
 }
 
 // ---- Free-form items --------------------------------------------------------------------------------------
@@ -70,8 +88,7 @@ PathStep read_atom_header(BoxReader& reader, const PathStep& item) {
   return atom;
 }
 
-// Behind the header of a `name` atom. Kept on purpose: its first four characters decide, whatever it holds
-// beside.
+// The reader is past the header of a `name` atom. The first four characters of the name decide.
 bool read_is_gracenote(BoxReader& reader) {
   constexpr std::string_view kName = "gnid";
   if (reader.remaining() < 8) return false;
@@ -79,8 +96,7 @@ bool read_is_gracenote(BoxReader& reader) {
   return std::equal(bytes.begin() + 4, bytes.end(), kName.begin());
 }
 
-constexpr ChildRule kGracenote{"gnid", parse_text_item, Keep::kSlotIfPayload,
-                               tag_slot<P3GPP_TAG_ITEM_GRACENOTE>};
+constexpr ChildRule kGracenote = in_tag_slot<P3GPP_TAG_ITEM_GRACENOTE>("gnid", parse_text_item);
 
 Status refuse_atom_size(BoxReader& reader, const PathStep& item, const PathStep& atom) {
   {
@@ -90,30 +106,30 @@ Status refuse_atom_size(BoxReader& reader, const PathStep& item, const PathStep&
   return refuse_child(reader.context(), item, P3GPP_ERR_BOX_SIZE);
 }
 
-// Keeps the value in an item's `data` atom, whose header was just read; the item is known by its name then.
-Status keep_gracenote(BoxReader& reader, const BoxNode& list, const PathStep& item, const PathStep& atom) {
+// Stores the value in a free-form item's `data` atom, whose header was just read. Its node is named "gnid".
+Status store_gracenote(BoxReader& reader, const BoxNode& list, const PathStep& item, const PathStep& atom) {
   PathStep named = item;
   kGracenote.type.copy(named.type.data(), 4);
-  const Status status = keep_item(kGracenote, reader.narrowed(atom.size - kBoxHeaderSize), named, list);
+  const Status status = store_item(kGracenote, reader.narrowed(atom.size - kBoxHeaderSize), named, list);
   if (status != P3GPP_OK) return status;
   reader.skip_to_end();
   return reader.status();
 }
 
-// `mean`, `name` and `data` atoms: whose name space, which name, and the value. One name is known; the rest
-// of an item with another does not matter.
+// Reads `mean`, `name` and `data` atoms: name space, name and value. One name is known; the rest of an item
+// with another name is skipped.
 Status read_freeform_item(BoxReader reader, const BoxNode& list, const PathStep& item) {
   bool is_gracenote = false;
   while (reader.remaining() >= kBoxHeaderSize && reader.status() == P3GPP_OK) {
     const PathStep atom = read_atom_header(reader, item);
-    const bool is_name = has_type(atom, "name");
-    const bool is_value = is_gracenote && has_type(atom, "data");
-    // Kept on purpose: of an unknown atom only these 8 bytes are passed over, whatever size they tell.
-    if (!is_value && !is_name && !has_type(atom, "mean")) continue;
+    const bool is_name = atom.is("name");
+    const bool is_value = is_gracenote && atom.is("data");
+    // Kept: of an unknown atom only its 8 header bytes are skipped, whatever its size.
+    if (!is_value && !is_name && !atom.is("mean")) continue;
     if (atom.size < kBoxHeaderSize || atom.size - kBoxHeaderSize > reader.remaining()) {
       return refuse_atom_size(reader, item, atom);
     }
-    if (is_value) return keep_gracenote(reader, list, item, atom);
+    if (is_value) return store_gracenote(reader, list, item, atom);
     if (is_name) {
       is_gracenote = read_is_gracenote(reader);
       if (!is_gracenote) break;
@@ -127,41 +143,9 @@ Status read_freeform_item(BoxReader reader, const BoxNode& list, const PathStep&
 
 }  // namespace
 
-Status parse_text_item(BoxReader& reader, BoxNode& node) {
-  if (reader.remaining() < kDataPrefix) return P3GPP_OK;
-  reader.skip(kDataPrefix);
-  auto payload = std::make_unique<ItemValuePayload>();
-  payload->value = reader.read_rest_as_text();
-  return keep_payload(reader, node, std::move(payload));
-}
+constinit const ContainerRule kItemListRule{.type = "ilst", .children = kItems};
 
-Status parse_genre_item(BoxReader& reader, BoxNode& node) {
-  // Kept on purpose: a value of any other length than that of a code is dropped.
-  if (reader.remaining() != kDataPrefix + 2) return P3GPP_OK;
-  reader.skip(kDataPrefix);
-  const std::string_view name = genre_name(reader.u16());
-  if (reader.status() != P3GPP_OK || name.empty()) return reader.status();
-  auto payload = std::make_unique<ItemValuePayload>();
-  payload->value = name;
-  node.payload = std::move(payload);
-  return P3GPP_OK;
-}
-
-Status parse_number_item(BoxReader& reader, BoxNode& node) {
-  constexpr uint32_t kReserved = 2;
-  if (reader.remaining() < kDataPrefix + kReserved + 2) return P3GPP_OK;
-  reader.skip(kDataPrefix + kReserved);
-  auto payload = std::make_unique<ItemNumberPayload>();
-  payload->number = reader.u16();
-  if (reader.remaining() >= 2) payload->total = reader.u16();
-  return keep_payload(reader, node, std::move(payload));
-}
-
-Status parse_bytes_item(BoxReader& reader, BoxNode& node) {
-  const Status status = parse_text_item(reader, node);
-  if (auto* payload = payload_of<ItemValuePayload>(&node)) payload->is_text = false;
-  return status;
-}
+namespace {
 
 Status parse_item_list(BoxReader& reader, BoxNode& node) {
   while (reader.remaining() != 0) {
@@ -169,7 +153,7 @@ Status parse_item_list(BoxReader& reader, BoxNode& node) {
     Status status = read_child_header(reader, node, item);
     if (status != P3GPP_OK) return status;
     const ChildRule* row = find_child_rule(kItemListRule, item);
-    if (has_type(item, "----")) {
+    if (item.is("----")) {
       status = read_freeform_item(reader.narrowed(item.size - kBoxHeaderSize), node, item);
     } else if (row != nullptr && row->parse != nullptr) {
       status = read_item(*row, reader, node, item);
@@ -181,8 +165,18 @@ Status parse_item_list(BoxReader& reader, BoxNode& node) {
   return P3GPP_OK;
 }
 
-// Kept on purpose: whatever goes wrong in here has one status, which fails the open.
+constexpr std::array kUserMetaChildren{
+    ChildRule{"ilst", parse_item_list, Keep::kNothing},
+    ChildRule{"meta", nullptr, Keep::kOpensInPlace},
+};
+
+constinit const ContainerRule kUserMetaRule{.type = "meta", .children = kUserMetaChildren};
+
+}  // namespace
+
+// Kept: every failure in here has this one status, and it fails the open.
 Status parse_user_meta(BoxReader& reader, BoxNode& node) {
+  // Kept: always a full box. The QuickTime form without version and flags is misread and fails.
   reader.read_full_box_header(node);
   Status status = reader.status();
   if (status == P3GPP_OK) status = parse_children(kUserMetaRule, reader, node);

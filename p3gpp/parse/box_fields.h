@@ -1,36 +1,39 @@
-// How a record tells its fields to whoever looks into a file: BoxPayload::describe() calls these, one after
-// the other. Nothing is stored, so a box with many entries costs no memory.
-#ifndef ZDR_P3GPP_BOX_FIELDS_H
-#define ZDR_P3GPP_BOX_FIELDS_H
+// Passes the fields of a record to a visitor, one after the other: BoxPayload::describe() calls these
+// functions. Nothing is stored, so a box with many entries costs no memory.
+#pragma once
 
 #include <array>
 #include <cstdint>
 #include <span>
 #include <string_view>
 
-#include "p3gpp/boxes/box_tree.h"
 #include "p3gpp/p3gpp.h"
-#include "p3gpp/parse/handed_out_bytes.h"
+#include "p3gpp/parse/box_node.h"
 
 namespace zdr::p3gpp {
 
+// Points into `text`, not a copy. The bytes of a whole std::string are followed by its own NUL.
+inline P3gppBytes bytes_of(std::string_view text) {
+  return {reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size())};
+}
+
 class BoxFields {
  public:
-  // `visitor` has a `field` function.
+  // `visitor` must have a `field` function.
   explicit BoxFields(const P3gppBoxVisitor& visitor) : visitor_(visitor) {}
 
-  void number(const char* name, uint64_t value) { tell(name, P3GPP_FIELD_NUMBER, value, {}); }
+  void number(const char* name, uint64_t value) { emit(name, P3GPP_FIELD_NUMBER, value, {}); }
   void integer(const char* name, int32_t value) {
-    tell(name, P3GPP_FIELD_SIGNED, static_cast<uint64_t>(int64_t{value}), {});
+    emit(name, P3GPP_FIELD_SIGNED, static_cast<uint64_t>(int64_t{value}), {});
   }
-  void fixed(const char* name, uint32_t value) { tell(name, P3GPP_FIELD_FIXED, value, {}); }
-  void language(uint16_t packed) { tell("language", P3GPP_FIELD_LANGUAGE, packed, {}); }
+  void fixed(const char* name, uint32_t value) { emit(name, P3GPP_FIELD_FIXED, value, {}); }
+  void language(uint16_t packed) { emit("language", P3GPP_FIELD_LANGUAGE, packed, {}); }
   // The first four of the characters.
   void type(const char* name, const std::array<char, 5>& value) {
-    tell(name, P3GPP_FIELD_TYPE, 0, {value.data(), 4});
+    emit(name, P3GPP_FIELD_TYPE, 0, {value.data(), 4});
   }
-  void text(const char* name, std::string_view value) { tell(name, P3GPP_FIELD_TEXT, 0, value); }
-  void bytes(const char* name, std::string_view value) { tell(name, P3GPP_FIELD_BYTES, 0, value); }
+  void text(const char* name, std::string_view value) { emit(name, P3GPP_FIELD_TEXT, 0, value); }
+  void bytes(const char* name, std::string_view value) { emit(name, P3GPP_FIELD_BYTES, 0, value); }
   void bytes(const char* name, std::span<const uint8_t> value) {
     bytes(name, std::string_view(reinterpret_cast<const char*>(value.data()), value.size()));
   }
@@ -39,11 +42,11 @@ class BoxFields {
     number(name, version == 1 ? uint64_t{value.first} << 32 | value.second : value.first);
   }
 
-  // The fields that follow are those of the next entry of a list.
+  // Starts the next entry of a list: the fields that follow belong to it.
   void next_entry() { ++entry_; }
 
  private:
-  void tell(const char* name, int32_t kind, uint64_t number, std::string_view bytes) {
+  void emit(const char* name, int32_t kind, uint64_t number, std::string_view bytes) {
     const P3gppBoxField field{name, entry_, kind, number, bytes_of(bytes)};
     visitor_.field(visitor_.caller, &field);
   }
@@ -53,5 +56,3 @@ class BoxFields {
 };
 
 }  // namespace zdr::p3gpp
-
-#endif

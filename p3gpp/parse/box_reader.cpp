@@ -1,26 +1,9 @@
-// The stream calls of an open, and the bounds of one box around them.
+// Bounds every read and skip by the box and by the file.
 #include "p3gpp/parse/box_reader.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace zdr::p3gpp {
-
-Status ParseContext::read(std::span<uint8_t> out) {
-  // The stream answers with a signed 32-bit count, so a longer read could not be told from a failed one.
-  if (out.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max())) return P3GPP_ERR_READ;
-  const int32_t count = FMGR_FRead(stream, out.data(), static_cast<uint32_t>(out.size()));
-  if (count > 0) position += static_cast<uint32_t>(count);
-  return count >= 0 && static_cast<size_t>(count) == out.size() ? P3GPP_OK : P3GPP_ERR_READ;
-}
-
-Status ParseContext::skip(uint64_t count) {
-  const auto low = static_cast<uint32_t>(count);
-  const auto high = static_cast<uint32_t>(count >> 32);
-  if (FMGR_FSeek64(stream, low, high, FMGR_SEEK_CURRENT) != FMGR_OK) return P3GPP_ERR_SEEK;
-  position += count;
-  return P3GPP_OK;
-}
 
 Status BoxReader::fail(Status status) {
   if (status_ == P3GPP_OK) status_ = status;
@@ -32,7 +15,7 @@ uint64_t BoxReader::available() const {
 }
 
 bool BoxReader::read(std::span<uint8_t> out) {
-  if (out.empty()) return status_ == P3GPP_OK;  // the stream refuses to read nothing
+  if (out.empty()) return status_ == P3GPP_OK;  // FMGR refuses to read 0 bytes
   if (status_ == P3GPP_OK && out.size() > remaining_) fail(P3GPP_ERR_BOX_SIZE);
   if (status_ == P3GPP_OK) fail(context_.read(out));
   if (status_ != P3GPP_OK) {

@@ -1,15 +1,13 @@
 // Reads the body of one box from the file's sequential stream.
 //
-// A reader is narrowed to its box: it never hands out a byte beyond it, remembers its first error, and
-// answers zeros from then on, so that a parser can read field after field and look at status() once at its
-// end. Readers of nested boxes share one ParseContext: the stream, its position, and where the first error
-// was.
+// A reader is narrowed to its box: it never returns a byte beyond it, remembers its first error, and returns
+// zeros from then on, so that a parser can read field after field and check status() once at its end. Readers
+// of nested boxes share one ParseContext.
 //
 // Every box parser has the signature `Status parse_x(BoxReader& reader, BoxNode& node)`: `node` has size,
-// type and offset, the reader stands behind the 8-byte header. A parser need not consume the rest of its
+// type and offset, and the reader is just past the 8-byte header. A parser need not consume the rest of its
 // body: the loop over the children skips it. On failure it returns the status and leaves node.payload null.
-#ifndef ZDR_P3GPP_BOX_READER_H
-#define ZDR_P3GPP_BOX_READER_H
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -19,41 +17,15 @@
 #include <string>
 #include <vector>
 
-#include "p3gpp/boxes/box_tree.h"
-#include "p3gpp/parse/open_error.h"
+#include "p3gpp/parse/big_endian.h"
+#include "p3gpp/parse/box_node.h"
+#include "p3gpp/parse/parse_context.h"
 #include "p3gpp/parse/status.h"
 
 namespace zdr::p3gpp {
 
-// Big-endian numbers from at least 2, 4 or 8 bytes.
-inline uint16_t load_be16(const uint8_t* bytes) {
-  return static_cast<uint16_t>(bytes[0] << 8 | bytes[1]);
-}
-inline uint32_t load_be32(const uint8_t* bytes) {
-  return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
-}
-inline uint64_t load_be64(const uint8_t* bytes) {
-  return uint64_t{load_be32(bytes)} << 32 | load_be32(bytes + 4);
-}
-
 inline constexpr uint32_t kBoxHeaderSize = 8;
 inline constexpr uint32_t kFullBoxHeaderSize = 12;  // with version and flags
-
-// What all readers of one open share.
-struct ParseContext {
-  FMGR_Stream* stream = nullptr;
-  uint64_t file_size = 0;
-  uint64_t position = 0;                     // of the stream; not always that of the box arithmetic
-  OpenErrorTrail trail;                      // the boxes being parsed, and the first error
-  const P3gppBoxVisitor* visitor = nullptr;  // is shown every box; null: nobody looks
-
-  // Bytes between the stream's position and the end of the file.
-  uint64_t left_in_file() const { return position < file_size ? file_size - position : 0; }
-  // Reads exactly out.size() bytes or fails with P3GPP_ERR_READ.
-  Status read(std::span<uint8_t> out);
-  // Moves the stream forward; P3GPP_ERR_SEEK. Going past the end of the file is found by the next read.
-  Status skip(uint64_t count);
-};
 
 class BoxReader {
  public:
@@ -61,7 +33,7 @@ class BoxReader {
   BoxReader(ParseContext& context, uint64_t body_size) : context_(context), remaining_(body_size) {}
 
   Status status() const { return status_; }
-  // Remembers `status` unless an earlier error stands; returns the one that stands.
+  // Remembers `status` unless there is an earlier error; returns the first one.
   Status fail(Status status);
 
   // Bytes of this box not yet read, and how many of them the file can still supply.
@@ -86,15 +58,13 @@ class BoxReader {
   uint32_t u32() { return load_be32(read_array<4>().data()); }
   uint64_t u64() { return load_be64(read_array<8>().data()); }
 
-  // As read(), into memory that is taken only when box and file can supply `count` bytes.
+  // As read(), into memory that is allocated only when box and file can supply `count` bytes.
   std::vector<uint8_t> read_bytes(uint64_t count);
-
-  // The same into a text.
   std::string read_text(uint64_t count);
   std::string read_rest_as_text() { return read_text(remaining_); }
 
-  // Counts the last `count` bytes as still to come, although the stream is behind them: it then runs ahead of
-  // the arithmetic, as narrowed() lets it fall behind.
+  // Counts the last `count` bytes as still to come although the stream has passed them. The stream is then
+  // ahead of the arithmetic, as it falls behind after a child of narrowed() that stops early.
   void count_again(uint64_t count) {
     remaining_ += count;
     counted_again_ += count;
@@ -108,13 +78,13 @@ class BoxReader {
   void skip(uint64_t count);
   void skip_to_end() { skip(remaining_); }
 
-  // A reader for the next `size` bytes, which count as consumed here whatever the child makes of them: a
-  // child that stops early leaves the stream behind the arithmetic of its parent, and on purpose nothing
-  // resyncs it.
+  // A reader for the next `size` bytes, which count as consumed here however many of them the child reads. A
+  // child that stops early leaves the stream short of its parent's arithmetic; deliberately, nothing resyncs
+  // the two.
   BoxReader narrowed(uint64_t size);
 
  private:
-  // Whether box and file can supply `count` bytes; remembers the error.
+  // True if box and file can supply `count` bytes; else remembers the error.
   bool can_supply(uint64_t count);
 
   ParseContext& context_;
@@ -123,7 +93,7 @@ class BoxReader {
   Status status_ = P3GPP_OK;
 };
 
-// Ends a parser: hands the record over to the node unless the reader failed.
+// Ends a parser: moves the record into the node unless the reader failed.
 template <typename Payload>
 Status keep_payload(const BoxReader& reader, BoxNode& node, std::unique_ptr<Payload> payload) {
   if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
@@ -131,5 +101,3 @@ Status keep_payload(const BoxReader& reader, BoxNode& node, std::unique_ptr<Payl
 }
 
 }  // namespace zdr::p3gpp
-
-#endif

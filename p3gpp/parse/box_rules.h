@@ -1,9 +1,9 @@
-// What is recognised where: one declared rule per container, with one row per child type in slot order.
+// What a container recognises: one declared rule per container, with one row per child type in slot order.
 //
 // The child loop (child_loop.h) reads by these rules, and for_each_kept_child() walks the finished tree by
-// the same rows. A row names the child's parser and where its node is kept; a child without a row is skipped.
-#ifndef ZDR_P3GPP_BOX_RULES_H
-#define ZDR_P3GPP_BOX_RULES_H
+// the same rows. A row names the child's parser and where its node is stored; a child without a row is
+// skipped.
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -11,7 +11,7 @@
 #include <span>
 #include <string_view>
 
-#include "p3gpp/boxes/box_tree.h"
+#include "p3gpp/parse/box_node.h"
 #include "p3gpp/parse/box_reader.h"
 #include "p3gpp/parse/open_error.h"
 
@@ -24,7 +24,7 @@ enum class Keep : uint8_t {
   kSlot,           // its node goes into a slot; a later one of the type replaces it
   kSlotIfPayload,  // the same, but a child whose parser made no payload is dropped
   kList,           // its node is appended to the container's list
-  kNothing,        // its parser stored what it found in a container around it
+  kNothing,        // its parser has stored the contents in an outer container
   kEndsContainer,  // it is not parsed: the container drops its payload and ends there, with success
   kOpensInPlace,   // its children are read as if they were the container's own
 };
@@ -32,13 +32,13 @@ enum class Keep : uint8_t {
 // Where a parser leaves the stream.
 enum class Rest : uint8_t {
   kSkipped,        // the loop skips what the parser did not read
-  kReadAsNextBox,  // the parser stopped where it stopped; what follows is taken for the next box header
+  kReadAsNextBox,  // the stream stays there, and what follows is read as the next box header
 };
 
 // What becomes of a child that runs past the end of its container.
 enum class Overrun : uint8_t {
   kFails,
-  kFailsAtEnd,     // the stream goes to the end of the container first
+  kFailsAtEnd,     // fails after the stream has moved to the end of the container
   kEndsContainer,  // the container ends there, with success
 };
 
@@ -62,28 +62,12 @@ struct ContainerRule {
   // A list member that fails ends the container with success if the list holds one already.
   bool tolerates_later_failure = false;
   Overrun overrun = Overrun::kFails;
-  // Less than a box header at the end is passed over.
+  // Fewer bytes at the end than a box header has are skipped.
   bool allows_short_tail = false;
-  // A container further down that keeps its children in this payload too, and the path to it.
+  // A nested container whose children are stored in this payload too, and the path to it.
   const ContainerRule* inner = nullptr;
   std::string_view inner_path = {};
 };
-
-extern const ContainerRule kMoovRule;
-extern const ContainerRule kTrakRule;
-extern const ContainerRule kEdtsRule;
-extern const ContainerRule kMdiaRule;
-extern const ContainerRule kMinfRule;
-extern const ContainerRule kDinfRule;
-extern const ContainerRule kDrefRule;
-extern const ContainerRule kStblRule;
-extern const ContainerRule kMovieUdtaRule;  // metadata_rules.cpp
-extern const ContainerRule kUserMetaRule;   // the same place, as the next two
-extern const ContainerRule kItemListRule;   // its rows are items, whose parsers read the value alone
-extern const ContainerRule kMovieMetaRule;
-extern const ContainerRule kTrackUdtaRule;    // hint_boxes.cpp
-extern const ContainerRule kStsdRule;         // sample_entries.cpp
-extern const ContainerRule kSampleEntryRule;  // the same place: for walking only
 
 struct KeptChild {
   const BoxNode& node;
@@ -91,7 +75,7 @@ struct KeptChild {
   std::string_view inner_path = {};  // containers without a node between the two, "meta/ilst"
 };
 
-// Calls `visit` for every kept child of `node`, in slot order; empty places of lists are passed over.
+// Calls `visit` for every stored child of `node`, in slot order; empty places of lists are skipped.
 void for_each_kept_child(const BoxNode& node, const std::function<void(const KeptChild&)>& visit);
 
 // Null for a type without a row.
@@ -118,5 +102,3 @@ std::unique_ptr<BoxPayload> make_payload() {
 }
 
 }  // namespace zdr::p3gpp
-
-#endif

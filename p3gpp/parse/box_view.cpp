@@ -1,4 +1,4 @@
-// The walk over the tree, and the records that it hands out.
+// The walk over the tree, and the public record of a box.
 #include "p3gpp/parse/box_view.h"
 
 #include <string>
@@ -55,14 +55,12 @@ void show_unread_box(const ParseContext& context, const PathStep& box, Status st
                  .offset = box.offset,
                  .disposition = status == P3GPP_OK ? P3GPP_BOX_SKIPPED : P3GPP_BOX_REFUSED,
                  .status = status};
-  std::string_view(box.type.data(), 4).copy(shown.type, 4);
+  box.type_name().copy(shown.type, 4);
   context.visitor->box(context.visitor->caller, &shown);
 }
 
-void walk_boxes(const P3gppFile& file, const P3gppBoxVisitor& visitor) {
-  for (const BoxSlot* top : {&file.ftyp, &file.moof, &file.moov}) {
-    if (*top != nullptr) walk(**top, std::string((*top)->type_name()), visitor);
-  }
+void walk_boxes(const BoxNode& top, const P3gppBoxVisitor& visitor) {
+  walk(top, std::string(top.type_name()), visitor);
 }
 
 }  // namespace zdr::p3gpp

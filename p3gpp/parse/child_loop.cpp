@@ -8,8 +8,8 @@
 namespace zdr::p3gpp {
 namespace {
 
-// What `row` says to do with a parsed child. Replacing a slot frees the earlier box of the type.
-void keep_child(const ContainerRule& rule, const ChildRule& row, BoxNode& node, BoxSlot child) {
+// Stores a parsed child where `row` says. Replacing a slot frees the earlier box of the type.
+void store_child(const ContainerRule& rule, const ChildRule& row, BoxNode& node, BoxSlot child) {
   if (row.keep == Keep::kNothing) return;
   if (row.keep == Keep::kList) {
     rule.list(*node.payload).push_back(std::move(child));
@@ -18,7 +18,7 @@ void keep_child(const ContainerRule& rule, const ChildRule& row, BoxNode& node, 
   }
 }
 
-// Kept on purpose: of the 12 bytes that a full box begins with, the container counts 4.
+// Kept: of the 12 bytes that a full box begins with, the container counts 4.
 Status open_in_place(BoxReader& reader) {
   reader.skip(kFullBoxHeaderSize - kBoxHeaderSize);
   reader.count_again(kBoxHeaderSize);
@@ -27,6 +27,7 @@ Status open_in_place(BoxReader& reader) {
 
 Status skip_unknown_child(const ContainerRule& rule, BoxReader& reader, BoxNode& node, PathStep& child) {
   if (rule.lists_unknown_children) {
+    // Kept: a sample entry of unknown type has an empty place, so that the others keep their numbers.
     BoxList& list = rule.list(*node.payload);
     list.emplace_back();
     child.ordinal = static_cast<uint32_t>(list.size());
@@ -36,9 +37,9 @@ Status skip_unknown_child(const ContainerRule& rule, BoxReader& reader, BoxNode&
 
 Status handle_child(const ContainerRule& rule, const ChildRule& row, BoxReader& reader, BoxNode& node,
                     const PathStep& child) {
-  BoxSlot kept;
-  const Status status = parse_child(reader, node, child, row.parse, row.rest, kept);
-  if (status == P3GPP_OK) keep_child(rule, row, node, std::move(kept));
+  BoxSlot parsed;
+  const Status status = parse_child(reader, node, child, row.parse, row.rest, parsed);
+  if (status == P3GPP_OK) store_child(rule, row, node, std::move(parsed));
   return status;
 }
 
@@ -48,7 +49,7 @@ Status read_child_header(BoxReader& reader, const BoxNode& parent, PathStep& chi
   ParseContext& context = reader.context();
   child.offset = parent.offset + (parent.size - reader.remaining()) + reader.counted_again();
   if (reader.remaining() < kBoxHeaderSize) {
-    // Whatever number stands here, a box of that size would not fit.
+    // A box of any size would not fit.
     const Status status = context.left_in_file() < kBoxHeaderSize ? P3GPP_ERR_READ : P3GPP_ERR_BOX_SIZE;
     context.trail.record(status);
     return status;
@@ -63,8 +64,8 @@ Status read_child_header(BoxReader& reader, const BoxNode& parent, PathStep& chi
   const bool runs_past_end = child.size > reader.remaining() + kBoxHeaderSize;
   if (overruns != nullptr) *overruns = runs_past_end;
   if (child.size >= kBoxHeaderSize && !runs_past_end) return P3GPP_OK;
-  const bool callers_matter = overruns != nullptr && runs_past_end;
-  return callers_matter ? P3GPP_ERR_BOX_SIZE : refuse_child(context, child, P3GPP_ERR_BOX_SIZE);
+  const bool caller_decides = overruns != nullptr && runs_past_end;
+  return caller_decides ? P3GPP_ERR_BOX_SIZE : refuse_child(context, child, P3GPP_ERR_BOX_SIZE);
 }
 
 Status refuse_child(ParseContext& context, const PathStep& child, Status status) {
@@ -114,12 +115,12 @@ Status parse_child(BoxReader& reader, const BoxNode& parent, const PathStep& chi
 
 namespace {
 
-// A child header could not be read, or its size is wrong: whether the container ends there, or fails.
+// After a child header that could not be read or has a wrong size: ends the container or fails it.
 Status handle_bad_header(const ContainerRule& rule, BoxReader& reader, const PathStep& child, bool overruns,
                          Status status) {
   if (!overruns) return status;
   if (rule.overrun == Overrun::kEndsContainer) {
-    show_unread_box(reader.context(), child, status);  // tolerated, so it is nobody's error
+    show_unread_box(reader.context(), child, status);  // tolerated: not recorded as an error
   } else {
     refuse_child(reader.context(), child, status);
   }
@@ -145,9 +146,7 @@ Status read_child(const ContainerRule& rule, const ChildRule* row, BoxReader& re
   return handle_child(rule, *row, reader, node, child);
 }
 
-}  // namespace
-
-Status parse_children(const ContainerRule& rule, BoxReader& reader, BoxNode& node) {
+Status read_children(const ContainerRule& rule, BoxReader& reader, BoxNode& node) {
   while (!is_at_end(rule, reader, node)) {
     PathStep child;
     bool overruns = false;
@@ -161,11 +160,20 @@ Status parse_children(const ContainerRule& rule, BoxReader& reader, BoxNode& nod
     }
     const Status status = read_child(rule, row, reader, node, child);
     if (status == P3GPP_OK) continue;
-    // A damaged track behind a sound one costs the file only the rest of its tracks.
+    // Kept: a damaged track after a sound one costs the file only the rest of its tracks.
     const bool tolerated = rule.tolerates_later_failure && child.ordinal > 1;
     return tolerated ? P3GPP_OK : status;
   }
   return P3GPP_OK;
+}
+
+}  // namespace
+
+Status parse_children(const ContainerRule& rule, BoxReader& reader, BoxNode& node) {
+  node.container = &rule;
+  const Status status = read_children(rule, reader, node);
+  if (status != P3GPP_OK) node.payload.reset();
+  return status;
 }
 
 }  // namespace zdr::p3gpp

@@ -1,4 +1,4 @@
-// Turns the stack of boxes into a path that can be printed as it is.
+// Turns the stack of boxes into a printable path.
 #include "p3gpp/parse/open_error.h"
 
 #include <algorithm>

@@ -1,6 +1,5 @@
-// Where an open failed: the path of boxes being parsed, and the first error met there.
-#ifndef ZDR_P3GPP_OPEN_ERROR_H
-#define ZDR_P3GPP_OPEN_ERROR_H
+// Where an open failed: the path of the boxes being parsed, and the first error among them.
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -18,10 +17,13 @@ struct PathStep {
   uint32_t ordinal = 0;  // 1-based among the members of a list (tracks, sample entries); 0: not in a list
   uint64_t offset = 0;
   uint64_t size = 0;
+
+  std::string_view type_name() const { return {type.data(), 4}; }
+  bool is(std::string_view four_characters) const { return type_name() == four_characters; }
 };
 
-// A NUL-terminated text of fixed size, since running out of memory must not stop it from being written; what
-// does not fit is cut off.
+// A NUL-terminated text of fixed size, so that it can be written after an allocation failed; longer text is
+// truncated.
 template <size_t kSize>
 class FixedText {
  public:
@@ -39,23 +41,23 @@ class FixedText {
 
 using PathText = FixedText<sizeof(P3gppOpenError::path)>;
 
-// "trak[2]". Types come from the file: all but printable ASCII, and the characters of a path, is escaped.
+// "trak[2]". Types come from the file: everything but printable ASCII is escaped, and so are '/' and '\'.
 FixedText<40> step_text(const PathStep& step);
 
-// Keeps the path as a stack, and writes the innermost box of the first error into the public record. Takes no
-// memory, since running out of it is one of the errors.
+// The path as a stack; record() copies it into the public record at the first error. Allocates nothing, since
+// running out of memory is one of the errors.
 class OpenErrorTrail {
  public:
   void enter(const PathStep& step);
   void leave() { --depth_; }
-  // Blames the box entered last. Only the first call counts: later errors are consequences of it.
+  // Records `status` for the box entered last. Only the first call counts: later errors follow from it.
   void record(Status status);
-  // Blames a child of that box, whose header was read but which is not entered.
+  // The same for a child of that box whose header was read but which was not entered.
   void record(Status status, const PathStep& child);
 
   const P3gppOpenError& first_error() const { return first_; }
 
-  // Of the box entered last, and of a child of it.
+  // Path of the box entered last, and of a child of it.
   PathText path() const;
   PathText path_of(const PathStep& child) const;
 
@@ -66,7 +68,7 @@ class OpenErrorTrail {
   P3gppOpenError first_{};
 };
 
-// Keeps a step on the trail for the life of a scope.
+// Enters a step for the lifetime of a scope.
 class TrailScope {
  public:
   TrailScope(OpenErrorTrail& trail, const PathStep& step) : trail_(trail) { trail_.enter(step); }
@@ -79,5 +81,3 @@ class TrailScope {
 };
 
 }  // namespace zdr::p3gpp
-
-#endif

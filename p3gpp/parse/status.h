@@ -1,6 +1,5 @@
-// Status of the parser's own functions, and the one place where "out of memory" becomes a status.
-#ifndef ZDR_P3GPP_STATUS_H
-#define ZDR_P3GPP_STATUS_H
+// The status type of the parser, and the one place that turns "out of memory" into a status.
+#pragma once
 
 #include <cstdint>
 #include <new>
@@ -13,15 +12,15 @@ namespace zdr::p3gpp {
 
 using Status = int32_t;  // 0 or a negative P3GPP_ERR_ code
 
-// Runs `call`, which returns a Status; an allocation that fails inside becomes P3GPP_ERR_NO_MEMORY. Used by
-// every public function, and by the box loop, whose tolerance of a damaged track includes this failure.
+// Runs `call`, which returns a Status; a failed allocation inside it becomes P3GPP_ERR_NO_MEMORY. Used by
+// every public function, and by the box loop, which tolerates a later track that fails this way too.
 template <typename Call>
 Status guarded(Call&& call) noexcept {
   try {
     return std::forward<Call>(call)();
   } catch (const std::bad_alloc&) {
     return P3GPP_ERR_NO_MEMORY;
-  } catch (const std::length_error&) {  // a container asked for more than it can ever hold
+  } catch (const std::length_error&) {  // more elements than the container can ever hold
     return P3GPP_ERR_NO_MEMORY;
   } catch (...) {
     return P3GPP_ERR_GENERIC;
@@ -29,5 +28,3 @@ Status guarded(Call&& call) noexcept {
 }
 
 }  // namespace zdr::p3gpp
-
-#endif

@@ -1,7 +1,10 @@
-// Opening a track for reading: two streams, and a cache for each sample table out of one budget.
+// Opens a track for reading: two streams, and a cache for each sample table out of one budget.
+#include "p3gpp/samples/open_track.h"
+
 #include <algorithm>
 
-#include "p3gpp/samples/sample_reading.h"
+#include "p3gpp/boxes/leaf_boxes.h"
+#include "p3gpp/boxes/sample_tables.h"
 #include "p3gpp/samples/track_access.h"
 
 namespace zdr::p3gpp {
@@ -9,8 +12,8 @@ namespace {
 
 constexpr uint32_t kMinCacheBudget = 1024;
 
-// Hands out the budget table by table. What a small table does not need stays for those after it, so the
-// order of the shares matters.
+// Kept: shares the budget out table by table. What a small table does not need remains for those after it, so
+// the order matters; budgets below the minimum are raised to it.
 class CacheBudget {
  public:
   CacheBudget(uint32_t bytes, FMGR_Stream* stream) : left_(bytes), stream_(stream) {}
@@ -18,9 +21,8 @@ class CacheBudget {
   Status status() const { return status_; }
 
   // Gives the table in `slot`, if there is one, 1/divisor of what is left.
-  template <typename Payload>
   void grant(const BoxSlot& slot, uint32_t divisor) {
-    auto* table = payload_of<Payload>(slot);
+    auto* table = payload_of<AnyTablePayload>(slot);
     if (table == nullptr || status_ != P3GPP_OK) return;
     status_ = table->cursor.attach(std::min(left_ / divisor, slot->size), stream_);
     left_ -= table->cursor.cache_capacity();
@@ -34,29 +36,23 @@ class CacheBudget {
 
 Status attach_caches(const StblPayload& stbl, uint32_t cache_budget, FMGR_Stream* stream) {
   CacheBudget budget(std::max(cache_budget, kMinCacheBudget), stream);
-  budget.grant<SttsPayload>(stbl.stts, 6);
-  budget.grant<CttsPayload>(stbl.ctts, 5);
-  budget.grant<StssPayload>(stbl.stss, 4);
+  budget.grant(stbl.stts, 6);
+  budget.grant(stbl.ctts, 5);
+  budget.grant(stbl.stss, 4);
   const auto* stsz = payload_of<StszPayload>(stbl.stsz);
-  if (stsz != nullptr && stsz->default_size == 0) budget.grant<StszPayload>(stbl.stsz, 3);
-  budget.grant<StscPayload>(stbl.stsc, 2);
-  // Kept on purpose: an stco that takes all leaves a co64 beside it none, which fails.
-  budget.grant<StcoPayload>(stbl.stco, 1);
-  budget.grant<Co64Payload>(stbl.co64, 1);
+  if (stsz != nullptr && stsz->default_size == 0) budget.grant(stbl.stsz, 3);
+  budget.grant(stbl.stsc, 2);
+  // Kept: an stco that takes everything leaves nothing for a co64 in the same track, which then fails.
+  budget.grant(stbl.stco, 1);
+  budget.grant(stbl.co64, 1);
   return budget.status();
 }
 
 void detach_caches(const StblPayload& stbl) noexcept {
-  const auto detach = [](auto* table) {
-    if (table != nullptr) table->cursor.detach();
-  };
-  detach(payload_of<SttsPayload>(stbl.stts));
-  detach(payload_of<CttsPayload>(stbl.ctts));
-  detach(payload_of<StssPayload>(stbl.stss));
-  detach(payload_of<StszPayload>(stbl.stsz));
-  detach(payload_of<StscPayload>(stbl.stsc));
-  detach(payload_of<StcoPayload>(stbl.stco));
-  detach(payload_of<Co64Payload>(stbl.co64));
+  for (const BoxSlot* slot :
+       {&stbl.stts, &stbl.ctts, &stbl.stss, &stbl.stsz, &stbl.stsc, &stbl.stco, &stbl.co64}) {
+    if (auto* table = payload_of<AnyTablePayload>(*slot)) table->cursor.detach();
+  }
 }
 
 void reset_positions(StblPayload& stbl) {
@@ -68,18 +64,29 @@ void reset_positions(StblPayload& stbl) {
   stbl.sequential = {};
 }
 
-// Writers number the chunks from 1, as the standard has it, or from 0.
+// Chunks are numbered from 1; some writers number them from 0.
 Status read_chunk_number_base(StblPayload& stbl) {
   auto* stsc = payload_of<StscPayload>(stbl.stsc);
   if (stsc == nullptr) return P3GPP_ERR_NO_TABLE;
   StscEntry entry{};
   const Status status = read_entry(stsc->cursor, 0, entry);
   if (status != P3GPP_OK) return status;
-  // Kept on purpose: only the low byte counts, so that 256 is taken for 0.
+  // Kept: only the low byte counts, so 256 is read as 0.
   const auto base = static_cast<uint8_t>(entry.first_chunk);
   if (base > 1) return P3GPP_ERR_NO_TABLE;
   stbl.chunk_number_base = base;
   return P3GPP_OK;
+}
+
+// The initial delay of the edit list: the duration of the first empty edit in a list of two or more.
+// Kept: it is in the movie time scale and is added unconverted to times in the media time scale.
+uint32_t edit_shift_of(const TrakPayload& trak) {
+  const auto* edts = payload_of<EdtsPayload>(trak.edts);
+  const auto* elst = edts == nullptr ? nullptr : payload_of<ElstPayload>(edts->elst);
+  if (elst == nullptr || elst->entries.size() < 2) return 0;
+  const auto empty = std::find_if(elst->entries.begin(), elst->entries.end(),
+                                  [](const ElstEntry& entry) { return entry.media_time == kEmptyEdit; });
+  return empty == elst->entries.end() ? 0 : empty->segment_duration;
 }
 
 Status open_streams(const P3gppFile& file, TrakPayload& trak) {
@@ -97,8 +104,7 @@ Status prepare(const P3gppFile& file, const TrackPath& path, uint32_t cache_budg
   if (status != P3GPP_OK) return status;
   status = read_chunk_number_base(*path.stbl);
   if (status != P3GPP_OK) return status;
-  // A list without an empty edit shifts nothing; that is no reason not to play the track.
-  (void)find_edit_shift(*path.trak, path.trak->edit_shift);
+  path.trak->edit_shift = edit_shift_of(*path.trak);
   return P3GPP_OK;
 }
 

@@ -1,17 +1,18 @@
-// Where a sample lies in the file: its chunk (stsc), the chunk's offset (stco or co64), the sizes before it.
+// Locates a sample in the file: its chunk (stsc), the offset of the chunk (stco or co64), and the sizes
+// (stsz) of the samples before it in the chunk.
 #include "p3gpp/samples/sample_lookup.h"
 
 namespace zdr::p3gpp {
 namespace {
 
-// The tables that place a sample. Of the two offset tables, stco wins when a track has both.
-struct PlaceTables {
+// The tables that locate a sample. When a track has both offset tables, stco counts.
+struct LocationTables {
   StscPayload* stsc;
   StcoPayload* stco;
   Co64Payload* co64;
   StszPayload* stsz;
 
-  explicit PlaceTables(const StblPayload& stbl)
+  explicit LocationTables(const StblPayload& stbl)
       : stsc(payload_of<StscPayload>(stbl.stsc)),
         stco(payload_of<StcoPayload>(stbl.stco)),
         co64(payload_of<Co64Payload>(stbl.co64)),
@@ -20,6 +21,13 @@ struct PlaceTables {
   uint32_t chunk_count() const {
     return stco != nullptr ? stco->cursor.entry_count() : co64->cursor.entry_count();
   }
+};
+
+// Where a chunk begins, and which samples it holds.
+struct ChunkLocation {
+  uint32_t description_index = 0;
+  uint32_t samples_before = 0;  // samples of all chunks before this one
+  uint64_t offset = 0;          // file offset
 };
 
 // Chunks of the same shape: one stsc entry, and how many samples it covers.
@@ -35,11 +43,11 @@ uint64_t samples_of_run(const StscEntry& entry, uint64_t next_first_chunk) {
   return (next_first_chunk - entry.first_chunk) * entry.samples_per_chunk;
 }
 
-Status read_run(const PlaceTables& tables, uint32_t index, ChunkRun& run) {
+Status read_run(const LocationTables& tables, uint32_t index, ChunkRun& run) {
   TableCursor& cursor = tables.stsc->cursor;
   const Status status = read_entry(cursor, index, run.entry);
   if (status != P3GPP_OK) return status;
-  // The last run reaches to the end of the chunks; kept on purpose: one further when they are counted from 0.
+  // The last run extends to the end of the chunks. Kept: to one chunk further when they are numbered from 0.
   uint64_t next_first_chunk = uint64_t{tables.chunk_count()} + 1;
   if (index + 1 < cursor.entry_count()) {
     StscEntry next;
@@ -51,8 +59,8 @@ Status read_run(const PlaceTables& tables, uint32_t index, ChunkRun& run) {
   return P3GPP_OK;
 }
 
-// When the runs end before the sample, the position is left behind the last one.
-Status find_run_forward(const PlaceTables& tables, uint32_t number, StscEntry& found) {
+// When the runs end before the sample, the position stays past the last one.
+Status find_run_forward(const LocationTables& tables, uint32_t number, StscEntry& found) {
   RunPosition& position = tables.stsc->position;
   while (position.index < tables.stsc->cursor.entry_count()) {
     ChunkRun run;
@@ -68,7 +76,7 @@ Status find_run_forward(const PlaceTables& tables, uint32_t number, StscEntry& f
   return P3GPP_ERR_OUT_OF_RANGE;
 }
 
-Status find_run_backward(const PlaceTables& tables, uint32_t number, StscEntry& found) {
+Status find_run_backward(const LocationTables& tables, uint32_t number, StscEntry& found) {
   RunPosition& position = tables.stsc->position;
   while (position.index > 0) {
     ChunkRun run;
@@ -84,7 +92,7 @@ Status find_run_backward(const PlaceTables& tables, uint32_t number, StscEntry& 
   return P3GPP_ERR_OUT_OF_RANGE;
 }
 
-Status find_run(const PlaceTables& tables, uint32_t number, StscEntry& found) {
+Status find_run(const LocationTables& tables, uint32_t number, StscEntry& found) {
   RunPosition& position = tables.stsc->position;
   if (number < position.samples_before / 2) position = {};
   return number > position.samples_before ? find_run_forward(tables, number, found)
@@ -92,7 +100,7 @@ Status find_run(const PlaceTables& tables, uint32_t number, StscEntry& found) {
 }
 
 // `index` may have wrapped below 0; the cursor then refuses it.
-Status chunk_offset(const PlaceTables& tables, uint32_t index, uint64_t& offset) {
+Status chunk_offset(const LocationTables& tables, uint32_t index, uint64_t& offset) {
   if (tables.stco == nullptr) {
     Number64Entry entry;
     const Status status = read_entry(tables.co64->cursor, index, entry);
@@ -105,12 +113,12 @@ Status chunk_offset(const PlaceTables& tables, uint32_t index, uint64_t& offset)
   return status;
 }
 
-// Offset and size of the sample, in a chunk that is known.
-Status place_in_chunk(StblPayload& stbl, const ChunkLocation& chunk, P3gppSample& sample) {
+// Finds offset and size of the sample within its chunk.
+Status locate_in_chunk(StblPayload& stbl, const ChunkLocation& chunk, P3gppSample& sample) {
   StszPayload& stsz = *payload_of<StszPayload>(stbl.stsz);
   SequentialRead& sequential = stbl.sequential;
   uint64_t offset = sequential.next_offset;
-  // Kept on purpose: chunks are told apart by their offset alone, two that start at one byte are read as one.
+  // Kept: chunks are distinguished by their offset alone, so two at the same offset are read as one.
   const bool in_sequence = sequential.valid && sample.number == sequential.last_sample + 1 &&
                            chunk.offset == sequential.chunk_offset;
   if (!in_sequence) {
@@ -133,10 +141,8 @@ Status place_in_chunk(StblPayload& stbl, const ChunkLocation& chunk, P3gppSample
   return P3GPP_OK;
 }
 
-}  // namespace
-
 Status chunk_of_sample(StblPayload& stbl, uint32_t number, ChunkLocation& chunk) {
-  const PlaceTables tables(stbl);
+  const LocationTables tables(stbl);
   if (!tables.complete()) return P3GPP_ERR_NO_TABLE;
   if (number == 0 || number > tables.stsz->sample_count) return P3GPP_ERR_OUT_OF_RANGE;
   StscEntry entry;
@@ -145,23 +151,23 @@ Status chunk_of_sample(StblPayload& stbl, uint32_t number, ChunkLocation& chunk)
   // The run covers the sample, so it has samples in its chunks and starts before it.
   const auto run_start = static_cast<uint32_t>(tables.stsc->position.samples_before);
   const uint32_t chunks_before = (number - run_start - 1) / entry.samples_per_chunk;
-  chunk.number = entry.first_chunk + chunks_before;
-  chunk.samples_per_chunk = entry.samples_per_chunk;
   chunk.description_index = entry.description_index;
   chunk.samples_before = run_start + chunks_before * entry.samples_per_chunk;
-  return chunk_offset(tables, chunk.number - stbl.chunk_number_base, chunk.offset);
+  return chunk_offset(tables, entry.first_chunk + chunks_before - stbl.chunk_number_base, chunk.offset);
 }
+
+}  // namespace
 
 Status locate_sample(StblPayload& stbl, P3gppSample& sample) {
   ChunkLocation chunk;
   Status status = chunk_of_sample(stbl, sample.number, chunk);
   if (status != P3GPP_OK) return status;
   sample.description_index = chunk.description_index;
-  status = place_in_chunk(stbl, chunk, sample);
+  status = locate_in_chunk(stbl, chunk, sample);
   if (status != P3GPP_OK) return status;
   status = sample_times(stbl, sample.number, sample.decoding_time, sample.composition_time);
   if (status != P3GPP_OK) {
-    // The offset has moved past this sample already; a second try must not start there.
+    // The offset is already past this sample; a second attempt must not start there.
     stbl.sequential.valid = false;
     return status;
   }

@@ -1,19 +1,18 @@
-// From sample numbers to sizes, places and times, and back, over the tables of one track.
+// From sample numbers to sizes, file offsets and times, and back, over the tables of one track.
 //
-// Every lookup moves the positions inside the tables (sample_tables.h), also when it fails: they then stand
-// where the last entry that could be read put them. Sizes do not depend on earlier calls, and places only
-// where chunks share an offset; times, sync searches and time-to-sample may, in ways that players rely on
-// (docs/kept-behaviours.md).
+// Every lookup moves the positions inside the tables (lookup_state.h). A failed one leaves them at the last
+// entry that could be read. Sizes do not depend on earlier calls, and offsets only where chunks share one;
+// times, sync searches and time-to-sample may, in ways that players rely on (docs/kept-behaviours.md).
 //
-// Common statuses: P3GPP_ERR_NO_TABLE for a table that is missing, P3GPP_ERR_OUT_OF_RANGE for a sample number
-// that is 0 or above the sample count (where nothing else is told), P3GPP_ERR_READ and P3GPP_ERR_SEEK from
-// the file. Sample numbers are 1-based, times in the media time scale.
-#ifndef ZDR_P3GPP_SAMPLE_LOOKUP_H
-#define ZDR_P3GPP_SAMPLE_LOOKUP_H
+// Common statuses: P3GPP_ERR_NO_TABLE for a missing table, P3GPP_ERR_OUT_OF_RANGE for a sample number that is
+// 0 or above the sample count (unless stated otherwise), P3GPP_ERR_READ and P3GPP_ERR_SEEK from the file.
+// Sample numbers are 1-based, times in the media time scale.
+#pragma once
 
 #include <cstdint>
+#include <limits>
 
-#include "p3gpp/boxes/box_tree.h"
+#include "p3gpp/boxes/movie_boxes.h"
 #include "p3gpp/boxes/sample_tables.h"
 #include "p3gpp/parse/status.h"
 
@@ -29,24 +28,17 @@ Status largest_sample_size(const StszPayload& stsz, uint32_t& size);
 // Bytes of all samples but the last one.
 Status bytes_without_last(const StszPayload& stsz, uint64_t& bytes);
 
-// ---- Places (sample_location.cpp) -----------------------------------------------------------------------
+// ---- Locations (sample_location.cpp) --------------------------------------------------------------------
 
-struct ChunkLocation {
-  uint32_t number = 0;
-  uint32_t samples_per_chunk = 0;
-  uint32_t description_index = 0;
-  uint32_t samples_before = 0;  // samples of all chunks before this one
-  uint64_t offset = 0;          // file offset
-};
-Status chunk_of_sample(StblPayload& stbl, uint32_t number, ChunkLocation& chunk);
-
-// Fills the out fields of `sample` for sample.number; the decoding time without edit shift.
+// Fills the output fields of `sample` for sample.number; the decoding time without edit shift.
 Status locate_sample(StblPayload& stbl, P3gppSample& sample);
 
 // ---- Times (sample_times.cpp, time_to_sample.cpp) -------------------------------------------------------
 
-// Both times are in and out: where a table does not reach the sample, what stood there stays (decoding) or
-// enters the sum (composition). P3GPP_ERR_OUT_OF_RANGE also for a decoding time above 32 bits.
+inline constexpr uint64_t kLastTime = std::numeric_limits<uint32_t>::max();
+
+// Both times are input and output: for a sample that a table does not reach, the earlier value remains
+// (decoding) or is added (composition). P3GPP_ERR_OUT_OF_RANGE also for a decoding time above 32 bits.
 Status sample_times(StblPayload& stbl, uint32_t number, uint32_t& decoding_time, uint32_t& composition_time);
 
 struct TimedSample {
@@ -55,12 +47,12 @@ struct TimedSample {
 };
 Status time_to_sample(StblPayload& stbl, uint32_t time, TimedSample& sample);
 
-// Steps `position` back over the run before it; there must be one.
+// Moves the position back over the run before it, which must exist, and reads that run into `entry`.
 Status step_back(SttsPayload& stts, SttsEntry& entry);
 
 // ---- Sync samples (sync_samples.cpp) --------------------------------------------------------------------
 
-// Sample number 0: P3GPP_ERR_BAD_ARGUMENT; above the sample count: no sync sample, and no error.
+// Sample number 0: P3GPP_ERR_BAD_ARGUMENT; above the sample count: false, without an error.
 Status is_sync_sample(StblPayload& stbl, uint32_t number, bool& is_sync);
 
 enum class SyncDirection : uint8_t { kForward, kBackward };
@@ -68,5 +60,3 @@ enum class SyncDirection : uint8_t { kForward, kBackward };
 Status find_sync_sample(StblPayload& stbl, uint32_t number, SyncDirection direction, uint32_t& found);
 
 }  // namespace zdr::p3gpp
-
-#endif

@@ -1,4 +1,4 @@
-// Sample sizes, and sums and maxima over many of them.
+// Sample sizes (stsz), and sums and maxima over many of them.
 #include <algorithm>
 
 #include "p3gpp/samples/sample_lookup.h"
@@ -6,7 +6,7 @@
 namespace zdr::p3gpp {
 namespace {
 
-// Ranges up to this many entries are summed through the cache, longer ones in blocks past it.
+// Ranges up to this many entries are summed through the cache, longer ones in blocks that bypass it.
 constexpr uint32_t kCachedRangeEntries = 256;
 
 uint64_t sum_of(const uint8_t* sizes, uint32_t count) {
@@ -33,7 +33,7 @@ Status sum_through_cache(TableCursor& cursor, uint32_t first_index, uint32_t cou
   return P3GPP_OK;
 }
 
-Status sum_past_cache(const TableCursor& cursor, uint32_t first_index, uint32_t count, uint64_t& sum) {
+Status sum_in_blocks(const TableCursor& cursor, uint32_t first_index, uint32_t count, uint64_t& sum) {
   return cursor.scan(first_index, count,
                      [&](const uint8_t* sizes, uint32_t batch) { sum += sum_of(sizes, batch); });
 }
@@ -63,7 +63,7 @@ Status bytes_between(StszPayload& stsz, uint32_t first, uint32_t next, uint64_t&
   const uint32_t missing = next - sum.next;
   const Status status = missing <= kCachedRangeEntries
                             ? sum_through_cache(stsz.cursor, sum.next - 1, missing, sum.bytes)
-                            : sum_past_cache(stsz.cursor, sum.next - 1, missing, sum.bytes);
+                            : sum_in_blocks(stsz.cursor, sum.next - 1, missing, sum.bytes);
   if (status != P3GPP_OK) return status;
   sum.next = next;
   stsz.partial_sum = sum;
@@ -83,6 +83,7 @@ Status largest_sample_size(const StszPayload& stsz, uint32_t& size) {
   return P3GPP_OK;
 }
 
+// Kept: the bitrate is computed without the last sample.
 Status bytes_without_last(const StszPayload& stsz, uint64_t& bytes) {
   bytes = 0;
   if (stsz.sample_count == 0) return P3GPP_OK;
@@ -91,7 +92,7 @@ Status bytes_without_last(const StszPayload& stsz, uint64_t& bytes) {
     bytes = uint64_t{count} * stsz.default_size;
     return P3GPP_OK;
   }
-  return sum_past_cache(stsz.cursor, 0, count, bytes);
+  return sum_in_blocks(stsz.cursor, 0, count, bytes);
 }
 
 }  // namespace zdr::p3gpp

@@ -1,12 +1,8 @@
 // Decoding and composition times of a sample, from the runs of stts and ctts.
-#include <limits>
-
 #include "p3gpp/samples/sample_lookup.h"
 
 namespace zdr::p3gpp {
 namespace {
-
-constexpr uint64_t kLastTime = std::numeric_limits<uint32_t>::max();
 
 // The run that covers a sample, if there is one.
 template <typename Entry>
@@ -15,23 +11,34 @@ struct FoundRun {
   Entry entry{};
 };
 
-Status find_stts_forward(SttsPayload& stts, uint32_t number, FoundRun<SttsEntry>& run) {
-  SttsPayload::Position& position = stts.position;
-  while (position.index < stts.cursor.entry_count()) {
-    const Status status = read_entry(stts.cursor, position.index, run.entry);
+// Advances the position to the run that covers the sample. `advance(entry)` is called with each run before
+// the position moves past it. Without a covering run the position ends past the last one.
+template <typename Table, typename Entry, typename Advance>
+Status find_run_forward(Table& table, uint32_t number, FoundRun<Entry>& run, Advance&& advance) {
+  RunPosition& position = table.position;
+  while (position.index < table.cursor.entry_count()) {
+    Status status = read_entry(table.cursor, position.index, run.entry);
     if (status != P3GPP_OK) return status;
     const uint64_t samples_after = position.samples_before + run.entry.sample_count;
     if (number <= samples_after) {
       run.found = true;
       return P3GPP_OK;
     }
-    const uint64_t time_after = position.time + uint64_t{run.entry.sample_count} * run.entry.sample_delta;
-    if (time_after > kLastTime) return P3GPP_ERR_OUT_OF_RANGE;
+    status = advance(run.entry);
+    if (status != P3GPP_OK) return status;
     position.samples_before = samples_after;
-    position.time = static_cast<uint32_t>(time_after);
     ++position.index;
   }
   return P3GPP_OK;
+}
+
+Status find_stts_forward(SttsPayload& stts, uint32_t number, FoundRun<SttsEntry>& run) {
+  return find_run_forward(stts, number, run, [&](const SttsEntry& entry) -> Status {
+    const uint64_t time_after = stts.position.time + uint64_t{entry.sample_count} * entry.sample_delta;
+    if (time_after > kLastTime) return P3GPP_ERR_OUT_OF_RANGE;
+    stts.position.time = static_cast<uint32_t>(time_after);
+    return P3GPP_OK;
+  });
 }
 
 Status find_stts_backward(SttsPayload& stts, uint32_t number, FoundRun<SttsEntry>& run) {
@@ -44,13 +51,13 @@ Status find_stts_backward(SttsPayload& stts, uint32_t number, FoundRun<SttsEntry
 }
 
 Status decoding_time_of(SttsPayload& stts, uint32_t number, uint32_t& time) {
-  SttsPayload::Position& position = stts.position;
+  TimedRunPosition& position = stts.position;
   if (number < position.samples_before / 2) position = {};
   FoundRun<SttsEntry> run;
   const Status status = number > position.samples_before ? find_stts_forward(stts, number, run)
                                                          : find_stts_backward(stts, number, run);
   if (status != P3GPP_OK) return status;
-  if (!run.found) return P3GPP_OK;  // kept on purpose: the caller's time stays
+  if (!run.found) return P3GPP_OK;  // Kept: the caller's time remains.
   const uint64_t exact =
       position.time + (number - position.samples_before - 1) * uint64_t{run.entry.sample_delta};
   if (exact > kLastTime) return P3GPP_ERR_OUT_OF_RANGE;
@@ -58,25 +65,8 @@ Status decoding_time_of(SttsPayload& stts, uint32_t number, uint32_t& time) {
   return P3GPP_OK;
 }
 
-Status find_ctts_forward(CttsPayload& ctts, uint32_t number, FoundRun<CttsEntry>& run) {
-  RunPosition& position = ctts.position;
-  while (position.index < ctts.cursor.entry_count()) {
-    const Status status = read_entry(ctts.cursor, position.index, run.entry);
-    if (status != P3GPP_OK) return status;
-    const uint64_t samples_after = position.samples_before + run.entry.sample_count;
-    if (number <= samples_after) {
-      run.found = true;
-      return P3GPP_OK;
-    }
-    position.samples_before = samples_after;
-    ++position.index;
-  }
-  return P3GPP_OK;
-}
-
-// Kept on purpose: a run is taken once the sample lies at or behind its last sample, not its first. Going
-// back therefore lands one run early, except on the last sample of a run, and finds nothing inside the first
-// run.
+// Kept: a run is taken once the sample is at or past its last sample, not its first. A backward search
+// therefore lands one run early, except on the last sample of a run, and finds nothing inside the first run.
 Status find_ctts_backward(CttsPayload& ctts, uint32_t number, FoundRun<CttsEntry>& run) {
   RunPosition& position = ctts.position;
   while (!run.found && position.index > 0) {
@@ -89,16 +79,18 @@ Status find_ctts_backward(CttsPayload& ctts, uint32_t number, FoundRun<CttsEntry
   return P3GPP_OK;
 }
 
-// No reset near the start here, unlike the other tables: where a search lands depends on the way to it.
+// Kept: unlike the other tables, this one is never searched from the front again, however far back the
+// sample.
 Status find_ctts_run(CttsPayload& ctts, uint32_t number, FoundRun<CttsEntry>& run) {
-  return number > ctts.position.samples_before ? find_ctts_forward(ctts, number, run)
-                                               : find_ctts_backward(ctts, number, run);
+  return number > ctts.position.samples_before
+             ? find_run_forward(ctts, number, run, [](const CttsEntry&) -> Status { return P3GPP_OK; })
+             : find_ctts_backward(ctts, number, run);
 }
 
 }  // namespace
 
 Status step_back(SttsPayload& stts, SttsEntry& entry) {
-  SttsPayload::Position& position = stts.position;
+  TimedRunPosition& position = stts.position;
   const Status status = read_entry(stts.cursor, position.index - 1, entry);
   if (status != P3GPP_OK) return status;
   position.samples_before -= entry.sample_count;

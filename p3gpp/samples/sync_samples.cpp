@@ -1,8 +1,7 @@
-// Sync samples (stss): is a sample one, and which is the next or the previous one.
+// Sync samples (stss): whether a sample is one, and which is the next or the previous one.
 //
-// The table is walked from where the last query left it, entry by entry, and the position follows every entry
-// read. A forward search therefore answers the sample itself when it comes from behind, and the next sync
-// sample when it comes from before: players rely on it.
+// The table is walked entry by entry from where the last query left it, and the position follows every entry
+// read.
 #include "p3gpp/samples/sample_lookup.h"
 
 namespace zdr::p3gpp {
@@ -18,8 +17,8 @@ Status move_to(StssPayload& stss, uint32_t index, uint32_t& number) {
   return P3GPP_OK;
 }
 
-// Steps back until an entry is at or below `number`, or the first entry is reached, which is then the answer
-// of a backward search even above `number`.
+// Steps back until an entry is at or below `number`, or to the first entry. Kept: that one is the result of a
+// backward search even when it is above `number`.
 Status walk_back(StssPayload& stss, uint32_t number, uint32_t& entry) {
   while (entry > number && stss.position > 0) {
     const Status status = move_to(stss, stss.position - 1, entry);
@@ -37,13 +36,15 @@ Status walk_forward(StssPayload& stss, uint32_t number, uint32_t& entry) {
   return P3GPP_OK;
 }
 
-Status find_from_behind(StssPayload& stss, uint32_t number, SyncDirection direction, uint32_t& entry) {
+// Kept: coming from an entry above `number`, a forward search may return `number` itself; coming from an
+// entry at or below it, it returns the next sync sample.
+Status find_from_above(StssPayload& stss, uint32_t number, SyncDirection direction, uint32_t& entry) {
   const Status status = walk_back(stss, number, entry);
   if (status != P3GPP_OK || direction == SyncDirection::kBackward) return status;
   return walk_forward(stss, number, entry);
 }
 
-Status find_from_before(StssPayload& stss, uint32_t number, SyncDirection direction, uint32_t& entry) {
+Status find_from_below(StssPayload& stss, uint32_t number, SyncDirection direction, uint32_t& entry) {
   while (entry <= number && stss.position + 1 < stss.cursor.entry_count()) {
     const Status status = move_to(stss, stss.position + 1, entry);
     if (status != P3GPP_OK) return status;
@@ -52,7 +53,8 @@ Status find_from_before(StssPayload& stss, uint32_t number, SyncDirection direct
   return entry > number ? P3GPP_OK : P3GPP_ERR_NO_SYNC_SAMPLE;
 }
 
-// Without a table every sample is a sync sample, and the answer is the neighbour, never the sample itself.
+// Without a table every sample is a sync sample. Kept: the result is the neighbour, never the sample itself,
+// and from the last sample both directions fail.
 Status neighbour(uint32_t number, uint32_t sample_count, SyncDirection direction, uint32_t& found) {
   if (number == sample_count) return P3GPP_ERR_OUT_OF_RANGE;
   if (direction == SyncDirection::kForward) {
@@ -70,7 +72,7 @@ Status is_sync_sample(StblPayload& stbl, uint32_t number, bool& is_sync) {
   if (stsz == nullptr) return P3GPP_ERR_NO_TABLE;
   if (number == 0) return P3GPP_ERR_BAD_ARGUMENT;
   auto* stss = payload_of<StssPayload>(stbl.stss);
-  // Kept on purpose: beyond the last sample the answer is no, not an error.
+  // Kept: past the last sample the result is false, not an error.
   is_sync = stss == nullptr && number <= stsz->sample_count;
   if (stss == nullptr || number > stsz->sample_count) return P3GPP_OK;
 
@@ -100,8 +102,8 @@ Status find_sync_sample(StblPayload& stbl, uint32_t number, SyncDirection direct
   uint32_t entry = 0;
   Status status = move_to(*stss, stss->position, entry);
   if (status != P3GPP_OK) return status;
-  status = entry > number ? find_from_behind(*stss, number, direction, entry)
-                          : find_from_before(*stss, number, direction, entry);
+  status = entry > number ? find_from_above(*stss, number, direction, entry)
+                          : find_from_below(*stss, number, direction, entry);
   if (status == P3GPP_OK) found = entry;
   return status;
 }

@@ -1,32 +1,26 @@
-// From a decoding time to a sample, over the runs of stts.
+// Finds the sample at a decoding time, over the runs of stts.
 //
-// Kept on purpose: the two directions of the walk answer differently. Backward it is the sample whose
-// interval holds the time; forward it is the one before that (a time at the very start of a sample counts to
-// the sample before).
-#include <limits>
-
+// Kept: the two directions of the walk give different results. Backward it is the sample whose interval holds
+// the time; forward it is the one before (a time at the very start of a sample belongs to the previous one).
 #include "p3gpp/samples/sample_lookup.h"
 
 namespace zdr::p3gpp {
 namespace {
 
-constexpr uint64_t kLastTime = std::numeric_limits<uint32_t>::max();
-
-// A sample of the run at `position`; counts that add up past 32 bits have no sample number.
-Status sample_in_run(const SttsPayload::Position& position, uint32_t delta, uint64_t number,
-                     TimedSample& sample) {
+// Reports a sample of the run at `position`. Counts that add up to more than 32 bits give no sample number.
+Status sample_in_run(const TimedRunPosition& position, uint32_t delta, uint64_t number, TimedSample& sample) {
   if (number == 0) number = 1;
   if (number > std::numeric_limits<uint32_t>::max()) return P3GPP_ERR_OUT_OF_RANGE;
   sample.number = static_cast<uint32_t>(number);
   sample.time = position.time;
   if (number > position.samples_before) {
-    // The time asked for lies at or behind this, so it fits.
+    // The requested time is not before this one, so the sum fits.
     sample.time += static_cast<uint32_t>((number - position.samples_before - 1) * delta);
   }
   return P3GPP_OK;
 }
 
-// Behind the last run: the sample number is that of the last sample, the time the one just after it.
+// Past the last run: reports the number of the last sample, with the time just after it.
 Status end_of_runs(uint64_t samples, uint64_t end, TimedSample& sample) {
   if (samples > std::numeric_limits<uint32_t>::max()) return P3GPP_ERR_OUT_OF_RANGE;
   sample.number = static_cast<uint32_t>(samples);
@@ -35,10 +29,10 @@ Status end_of_runs(uint64_t samples, uint64_t end, TimedSample& sample) {
 }
 
 Status find_forward(SttsPayload& stts, uint32_t time, TimedSample& sample) {
-  SttsPayload::Position& position = stts.position;
+  TimedRunPosition& position = stts.position;
   const uint32_t entry_count = stts.cursor.entry_count();
   if (entry_count == 0) return P3GPP_ERR_BAD_ARGUMENT;
-  // An earlier lookup of a sample that the runs do not reach has left the position behind them.
+  // An earlier lookup of a sample that the runs do not reach has left the position past them.
   if (position.index >= entry_count) return end_of_runs(position.samples_before, position.time, sample);
   while (true) {
     SttsEntry entry;
@@ -46,7 +40,7 @@ Status find_forward(SttsPayload& stts, uint32_t time, TimedSample& sample) {
     if (status != P3GPP_OK) return status;
     const uint64_t end = position.time + uint64_t{entry.sample_count} * entry.sample_delta;
     if (end > kLastTime || time <= end) {
-      // The time lies behind the start of the run and not behind its end: the delta is not 0.
+      // The time is after the start of the run and not after its end, so the delta is not 0.
       const uint64_t number = (time - position.time) / entry.sample_delta + position.samples_before;
       return sample_in_run(position, entry.sample_delta, number, sample);
     }
@@ -59,7 +53,7 @@ Status find_forward(SttsPayload& stts, uint32_t time, TimedSample& sample) {
 }
 
 Status find_backward(SttsPayload& stts, uint32_t time, TimedSample& sample) {
-  SttsPayload::Position& position = stts.position;
+  TimedRunPosition& position = stts.position;
   if (position.index == 0) {
     sample = {1, position.time};
     return P3GPP_OK;

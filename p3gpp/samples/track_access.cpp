@@ -1,5 +1,10 @@
-// The way from the file or a track handle down to the sample tables, one status for each missing link.
+// Walks from the file or a track handle down to the sample tables, with a status for each missing link.
 #include "p3gpp/samples/track_access.h"
+
+#include "p3gpp/boxes/header_boxes.h"
+#include "p3gpp/boxes/leaf_boxes.h"
+#include "p3gpp/boxes/sample_entries.h"
+#include "p3gpp/boxes/sample_tables.h"
 
 namespace zdr::p3gpp {
 namespace {

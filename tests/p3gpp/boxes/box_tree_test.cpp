@@ -5,7 +5,8 @@
 #include <vector>
 
 #include "mediakit/boxes/movie_builder.h"
-#include "p3gpp/boxes/box_tree.h"
+#include "p3gpp/boxes/file_record.h"
+#include "p3gpp/boxes/leaf_boxes.h"
 #include "tests/p3gpp/shown_boxes.h"
 
 namespace zdr::test {

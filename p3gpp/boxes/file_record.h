@@ -1,0 +1,26 @@
+// The records behind the public handles of a file and of a track.
+#pragma once
+
+#include "fmgr/fmgr.h"
+#include "p3gpp/p3gpp.h"
+#include "p3gpp/parse/box_node.h"
+
+struct P3gppFile {
+  zdr::p3gpp::BoxSlot ftyp;
+  zdr::p3gpp::BoxSlot moov;
+  zdr::p3gpp::BoxSlot moof;
+  const FMGR_Descriptor* descriptor = nullptr;  // the caller's; P3GPP_OpenTrack opens the file with it again
+  FMGR_Context* context = nullptr;              // the caller's
+};
+
+namespace zdr::p3gpp {
+
+// A track handle is the track's node; only these two functions know that.
+inline P3gppTrack* to_handle(BoxNode* trak) {
+  return reinterpret_cast<P3gppTrack*>(trak);
+}
+inline BoxNode* to_node(P3gppTrack* track) {
+  return reinterpret_cast<BoxNode*>(track);
+}
+
+}  // namespace zdr::p3gpp

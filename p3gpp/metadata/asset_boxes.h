@@ -1,0 +1,82 @@
+// The asset boxes (3GPP TS 26.244, clause 8): descriptive texts in the user data of the movie, each with a
+// language: titl, dscp, cprt, perf, auth, gnre, rtng, clsf, kywd, loci, albm, yrrc.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "p3gpp/metadata/tag_slots.h"
+#include "p3gpp/parse/box_reader.h"
+
+namespace zdr::p3gpp {
+
+// titl, dscp, cprt, perf, auth, gnre.
+struct AssetTextPayload final : TagPayload {
+  std::string text;
+  void fill(P3gppTag& tag) const override;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct RtngPayload final : TagPayload {
+  std::array<char, 5> entity{};
+  std::array<char, 5> criteria{};
+  std::string info;
+  void fill(P3gppTag& tag) const override;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct ClsfPayload final : TagPayload {
+  uint32_t entity = 0;
+  uint16_t table_index = 0;
+  std::string info;
+  void fill(P3gppTag& tag) const override;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct KywdPayload final : TagPayload {
+  uint8_t keyword_count = 0;         // as stored
+  std::string bytes;                 // what follows the count
+  std::vector<P3gppBytes> keywords;  // the whole ones, pointing into `bytes`; never more than the count
+  void fill(P3gppTag& tag) const override;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct LociPayload final : TagPayload {
+  std::string name;  // without its terminator, as the other two texts
+  uint8_t role = 0;
+  uint32_t longitude = 0;  // 16.16 as stored, degrees; so latitude; altitude in metres
+  uint32_t latitude = 0;
+  uint32_t altitude = 0;
+  std::string astronomical_body;
+  std::string notes;
+  void fill(P3gppTag& tag) const override;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct AlbmPayload final : TagPayload {
+  std::string title;
+  uint8_t track_number = 0;
+  void fill(P3gppTag& tag) const override;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+struct YrrcPayload final : TagPayload {
+  uint16_t year = 0;
+  void fill(P3gppTag& tag) const override;
+  void describe(const BoxNode& node, BoxFields& fields) const override;
+};
+
+// Of titl, dscp, cprt, perf, auth and gnre.
+Status parse_asset_text(BoxReader& reader, BoxNode& node);
+Status parse_rtng(BoxReader& reader, BoxNode& node);
+Status parse_clsf(BoxReader& reader, BoxNode& node);
+// A keyword that runs past the box ends the list.
+Status parse_kywd(BoxReader& reader, BoxNode& node);
+// Fields and texts past the end of the box are left 0 and empty.
+Status parse_loci(BoxReader& reader, BoxNode& node);
+Status parse_albm(BoxReader& reader, BoxNode& node);
+Status parse_yrrc(BoxReader& reader, BoxNode& node);
+
+}  // namespace zdr::p3gpp

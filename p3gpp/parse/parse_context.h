@@ -1,0 +1,29 @@
+// What all readers of one open share: the sequential stream with its position, the trail of boxes being
+// parsed, and the visitor of a traced open.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "fmgr/fmgr.h"
+#include "p3gpp/parse/open_error.h"
+#include "p3gpp/parse/status.h"
+
+namespace zdr::p3gpp {
+
+struct ParseContext {
+  FMGR_Stream* stream = nullptr;
+  uint64_t file_size = 0;
+  uint64_t position = 0;                     // of the stream; not always that of the box arithmetic
+  OpenErrorTrail trail;                      // the boxes being parsed, and the first error
+  const P3gppBoxVisitor* visitor = nullptr;  // is shown every box; null in an open without trace
+
+  // Bytes between the stream's position and the end of the file.
+  uint64_t left_in_file() const { return position < file_size ? file_size - position : 0; }
+  // Reads exactly out.size() bytes or fails with P3GPP_ERR_READ.
+  Status read(std::span<uint8_t> out);
+  // Moves the stream forward; P3GPP_ERR_SEEK. A position past the end of the file shows at the next read.
+  Status skip(uint64_t count);
+};
+
+}  // namespace zdr::p3gpp
