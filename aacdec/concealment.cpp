@@ -1,4 +1,4 @@
-// See concealment.h.
+// Fading and bridging of spectra.
 #include "aacdec/concealment.h"
 
 #include <algorithm>
@@ -8,12 +8,12 @@
 namespace zdr::aacdec {
 namespace {
 
-constexpr int kFirstFadedLevel = 2;  // a half
-constexpr int kLastHeardLevel = 3;   // a quarter
+constexpr int kFirstFadedLevel = 2;   // a half
+constexpr int kLastAudibleLevel = 3;  // a quarter
 constexpr int32_t kHalfQ31 = 0x40000000;
 constexpr int32_t kQuarterQ31 = 0x20000000;
-// Two frames of one kind are added at this weight each: 3.55 dB below either when they are equal, as the two
-// of a steady noise add up to less than their sum.
+// Kept: the weight of each of two frames with windows of the same kind. It puts the mean of two equal frames
+// 3.55 dB below their level.
 constexpr int32_t kSameKindQ31 = 713193881;    // 0.3321
 constexpr int32_t kMixedKindQ31 = 1518500249;  // 1/sqrt(2)
 
@@ -23,7 +23,7 @@ void mix_same_kind(Lines& held, const Lines& next) {
   for (int i = 0; i < kFrameLength; ++i) held[i] = mul_q31(add_saturating(held[i], next[i]), kSameKindQ31);
 }
 
-// One of the two has short windows: their mean stands at the place of its lines in the long spectrum.
+// Adds the mean of eight short windows to a long spectrum: each short line covers eight long ones.
 void mix_long_and_short(Lines& result, const Lines& long_lines, const Lines& short_lines) {
   int32_t average[kShortLength];
   for (int line = 0; line < kShortLength; ++line) {
@@ -44,19 +44,19 @@ WindowSequence bridging_sequence(bool held_is_short, bool next_is_short) {
 
 }  // namespace
 
-void LossCounters::lose() {
+void LossCounters::count_lost() {
   ++lost;
   level = std::min(level + 1, kMaxLevel);
 }
 
-void LossCounters::recover() {
+void LossCounters::count_received() {
   lost = 0;
   if (level > 1) --level;
 }
 
 void fade(Frame& frame, int level) {
   if (level < kFirstFadedLevel) return;
-  if (level > kLastHeardLevel) return silence(frame);
+  if (level > kLastAudibleLevel) return silence(frame);
   const int32_t factor_q31 = level == kFirstFadedLevel ? kHalfQ31 : kQuarterQ31;
   for (auto& lines : frame.spectrum) {
     for (int32_t& line : lines) line = mul_q31(line, factor_q31);

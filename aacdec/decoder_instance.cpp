@@ -1,4 +1,4 @@
-// See decoder_instance.h.
+// Creates instances and implements their operations: configure, decode, release.
 #include "aacdec/decoder_instance.h"
 
 #include <algorithm>
@@ -39,7 +39,8 @@ int32_t configure(Instance& instance, Zd_AAC_Dec_Settings& settings) {
     pipeline.output =
         choose_output_rate(settings.core_rate_hz, settings.output_rate_hz, settings.single_rate != 0);
   }
-  // With a conversion to 8 or 16 kHz this is the rate ahead of it: what callers have always been told.
+  // Kept: with a conversion to 8 or 16 kHz, the rate before the conversion is reported; without SBR there is
+  // never a conversion.
   settings.output_rate_hz = settings.core_rate_hz * pipeline.output.multiplier;
   settings.single_rate = pipeline.output.multiplier == 1 ? 1 : 0;
   instance.framing.begin_stream(sampling_index_of(settings.core_rate_hz), settings.profile);
@@ -71,16 +72,18 @@ int32_t decode(Instance& instance, const uint8_t* input, int32_t& input_bytes, i
   const std::span<const uint8_t> data(input, static_cast<size_t>(std::max(input_bytes, 0)));
   BitReader reader(data.data(), data.size());
 
-  // The header is read on a copy: a call that ends for want of room must find it again.
+  // The header is read on a copy of the framing, so that a call that fails for lack of room can be repeated.
   const bool is_first = instance.start_up == StartUp::kConfigured;
   AdtsFraming framing = instance.framing;
   if (!framing.find_block(reader, is_first)) return ZD_AAC_DEC_ERR_FAILED;
-  // The first header overrules the configured rate, later ones must agree.
+  // The first header overrides the configured rate; later ones must agree with it.
   if (!is_first && framing.rate_hz() != instance.framing.rate_hz()) return ZD_AAC_DEC_ERR_FAILED;
   if (!has_room(instance, pcm_bytes)) return ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL;
   instance.framing = framing;
   instance.pipeline.set_format(framing.format(), framing.rate_hz());
 
+  // Kept: during a gap a damaged block succeeds here without moving the reader, so that only its ADTS header,
+  // if any, is consumed.
   const int samples = instance.pipeline.decode(data, reader, pcm);
   if (samples < 0) return ZD_AAC_DEC_ERR_FAILED;
   pcm_bytes = byte_count(samples);
@@ -93,7 +96,7 @@ void release(Instance& instance) {
   ::operator delete(&instance, kAlignment);
 }
 
-// The table is the first thing in the block; it is copied there.
+// Copied to the start of every instance.
 constexpr Zd_AAC_Dec_Operations kOperations = {decode, nullptr, nullptr, release, configure, nullptr};
 
 }  // namespace

@@ -1,4 +1,4 @@
-// See output_rate.h.
+// Chooses whether SBR doubles the rate and which conversion follows.
 #include "aacdec/output_rate.h"
 
 namespace zdr::aacdec {
@@ -6,10 +6,10 @@ namespace {
 
 constexpr int32_t kNarrowbandHz = 8000;
 constexpr int32_t kWidebandHz = 16000;
-// Above this core rate SBR doubles nothing: it only fills what the core has left out.
+// Above this core rate SBR works at the core's rate and only fills the bands that the core leaves empty.
 constexpr int32_t kHighestDoubledHz = 24000;
 
-// The conversions that the resampler has, as input to output.
+// The conversions that the resampler supports, by class.
 struct Ratio {
   int32_t input;
   int32_t output;

@@ -1,5 +1,5 @@
-// The rate at which a stream with SBR comes out: whether SBR doubles the core's rate, and whether the result
-// is converted to 8 or 16 kHz.
+// The output rate of a stream with SBR: whether SBR doubles the core's rate, and whether the result is
+// converted to 8 or 16 kHz.
 #pragma once
 
 #include <cstdint>
@@ -7,11 +7,12 @@
 namespace zdr::aacdec {
 
 struct OutputRate {
-  int multiplier = 1;        // 2: SBR doubles the core's rate
-  int resampling_class = 0;  // of the resampler, 1 to 8; 0: no conversion
+  int multiplier = 1;        // 1, or 2 where SBR doubles the core's rate
+  int resampling_class = 0;  // 1 to kResamplerClasses; 0: no conversion
 };
 
-// `core_rate_hz` is a rate of the table. `single_rate` forbids doubling but where 16 kHz is asked for.
+// `core_rate_hz` is one of kSamplingRates. `single_rate` forbids doubling, except on the way to a requested
+// 16 kHz.
 OutputRate choose_output_rate(int32_t core_rate_hz, int32_t requested_hz, bool single_rate);
 
 }  // namespace zdr::aacdec

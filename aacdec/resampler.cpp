@@ -1,4 +1,4 @@
-// See resampler.h.
+// Interpolation and emphasis in 32-bit integers; Q15 coefficients.
 #include "aacdec/resampler.h"
 
 #include "aacdec/fixed/fixed_point.h"
@@ -25,14 +25,14 @@ constexpr int32_t mul_q15(int32_t a, int32_t b) {
   return a * b >> 15;
 }
 
-// The four samples around an output and its place between the middle two.
+// Interpolates between the middle two of four samples.
 int32_t interpolate(const int32_t (&x)[4], uint32_t fraction) {
   const auto t = static_cast<int32_t>(fraction >> 17);  // Q15
   const int32_t t2 = mul_q15(t, t);
   const int32_t t3 = mul_q15(t2, t);
   const int32_t half_cube = t3 >> 1;
-  // (1 - t)^3 / 6, (3 t^3 - 6 t^2 + 4) / 6 and t^3 / 6; the third weight is what they leave of 1, so that a
-  // constant comes out as it is.
+  // The weights are (1 - t)^3 / 6, (3 t^3 - 6 t^2 + 4) / 6, the remainder to 1, and t^3 / 6. The remainder
+  // makes a constant pass unchanged.
   const int32_t sixth_cube = mul_q15(half_cube, kThird);
   const int32_t weight0 = ((kSixthQ16 - t + t2) >> 1) - sixth_cube;
   const int32_t weight1 = (kTwoThirdsQ16 >> 1) - t2 + half_cube;
@@ -42,12 +42,12 @@ int32_t interpolate(const int32_t (&x)[4], uint32_t fraction) {
 }
 
 int16_t emphasise(ResamplerState& state, int32_t sample, int32_t emphasis) {
-  // The full range, unlike the output of the filter bank: -32768 does come out here.
+  // Kept: the full range, -32768 included, unlike the output of the filter bank.
   state.last_output = saturate_to_16(sample + ((sample - state.last_output) * emphasis >> 15));
   return state.last_output;
 }
 
-// The last four input samples. They are kept apart because the output overtakes them in the buffer.
+// The last four input samples, copied because the output overwrites them in the buffer.
 struct Window {
   int32_t x[4];
 

@@ -1,4 +1,4 @@
-// The functions of zd_aac_dec.h. None of what they call throws.
+// The public functions. Nothing that they call throws.
 #include "aacdec/zd_aac_dec.h"
 
 #include <algorithm>
@@ -24,7 +24,7 @@ int32_t status(bool succeeded) {
   return succeeded ? ZD_AAC_DEC_OK : ZD_AAC_DEC_ERR_FAILED;
 }
 
-// Of `data`: what reads as zeros behind its end is not counted.
+// Bytes of `data` read so far. The zeros that the reader delivers past the end don't count.
 int32_t bytes_read(const BitReader& reader, Bytes data) {
   return static_cast<int32_t>(std::min<uint64_t>(reader.bytes_read(), data.size()));
 }
@@ -50,7 +50,7 @@ bool configure_from_adts(BitReader& reader, Zd_AAC_Dec_Config& config) {
   config.profile = header.profile;
   config.sampleRate = config.outputRate = kSamplingRates[header.sampling_index];
   config.channels = header.channel_configuration;
-  // With 0 channels the size of one is what the probe multiplies.
+  // For 0 channels, the size of one: the probe multiplies it by the number that it finds.
   config.outputBytes =
       (header.channel_configuration == 0 ? 1 : header.channel_configuration) * kBytesPerChannel;
   return true;
@@ -88,7 +88,7 @@ bool configure_from_record(Bytes data, int32_t& length, Bytes first_frame, Zd_AA
   return probe_frame(first_frame, config, frame_bytes);
 }
 
-// Bytes of the stream header at the start of `data`, 0 without one, -1 for one that is not accepted.
+// The length of the stream header at the start of `data`: 0 if there is none, -1 if it is not accepted.
 int64_t stream_header_bytes(Bytes data) {
   if (data.size() < kMinHeaderBytes) return -1;
   BitReader reader(data.data(), data.size());
@@ -136,6 +136,7 @@ int32_t Zd_AAC_Dec_GetFrameLength(const uint8_t* data, int32_t stream_kind, Zd_A
                                   int32_t* length_inout, int32_t /*reserved*/) noexcept {
   if (config_inout == nullptr || length_inout == nullptr) return ZD_AAC_DEC_ERR_FAILED;
   const Bytes input = bytes(data, *length_inout);
+  // Kept: measuring no data succeeds and leaves the length as it is.
   if (input.empty()) return ZD_AAC_DEC_OK;
   return status(measure_frame(input, stream_kind != ZD_AAC_DEC_STREAM_RAW, *config_inout, *length_inout));
 }

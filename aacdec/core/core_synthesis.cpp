@@ -1,4 +1,4 @@
-// The order of the tools; see core_synthesis.h.
+// Runs the spectral tools and the filter bank in their order.
 #include "aacdec/core/core_synthesis.h"
 
 #include <algorithm>
@@ -34,7 +34,8 @@ bool reconstruct_lines(Frame& frame, const StreamFormat& format, CoreState& stat
   return true;
 }
 
-// In the spectrum, and so with the first channel's windows whatever the second channel has.
+// Kept: the spectra are mixed, and synthesised with the first channel's windows, even where the second
+// channel has others.
 void mix_to_mono(Frame& frame) {
   for (int i = 0; i < kFrameLength; ++i) {
     const int64_t sum = int64_t{frame.spectrum[0][i]} + frame.spectrum[1][i];

@@ -16,7 +16,8 @@ constexpr int kTabulatedPowers = kPowerLawEntries - 1;
 // The scale factor at which a value of 1 becomes 2^14: the Q19 power shifted right by 5.
 constexpr int kUnityScaleFactor = 144;
 constexpr int kPowerLawShift = 5;
-// Values from 256 on count their shift from this scale factor when it is checked against the word.
+// For values from 256 on, the scale factor from which the shift is counted when it is checked against the
+// word.
 constexpr int kLargeUnityScaleFactor = 108;
 constexpr int kLargestShift = 31;
 
@@ -43,8 +44,8 @@ constexpr SmallValueTable make_small_value_table() {
 // Dequantised q at [scale factor][kTabulatedValues + q]; covers nearly every value of a stream.
 constexpr SmallValueTable kSmallValues = make_small_value_table();
 
-// q^(4/3) in Q14 for q of 256 and more: 2^s q' to the power is 2^(4s/3) q'^(4/3), and between the entries of
-// the table a straight line. Up to 2^31.4.
+// q^(4/3) in Q14 for q of 256 and more, up to 2^31.4: (2^s q')^(4/3) is 2^(4s/3) q'^(4/3), with linear
+// interpolation between the entries of the table.
 int64_t interpolated_power(int q) {
   const auto shift = static_cast<int>(std::bit_width(static_cast<unsigned>(q) >> 8));
   const int index = q >> shift;
@@ -54,7 +55,7 @@ int64_t interpolated_power(int q) {
   return (low + (rest * step >> shift)) * kPowerLaw.value[1 << shift] >> 24;
 }
 
-// As scale_by_quarter_steps, of a number that may need a bit more than the word has.
+// As scale_by_quarter_steps, for a number that may need one bit more than the word has.
 int32_t scale_large(int64_t v, int exponent) {
   const int shift = exponent > 0 ? (exponent + 3) / 4 : -exponent / 4;
   if (shift > kLargestShift) return 0;
@@ -74,14 +75,15 @@ int32_t with_sign(int32_t v, int q) {
   return q < 0 ? -v : v;
 }
 
-// All bits that the magnitudes of a run have.
+// The OR of the magnitudes of a run.
 unsigned combined_magnitudes(const int16_t* quantised, int count) {
   unsigned bits = 0;
   for (int i = 0; i < count; ++i) bits |= static_cast<unsigned>(std::abs(int{quantised[i]}));
   return bits;
 }
 
-// Nothing but pulses takes the values of the other codebooks further than 12.
+// True if all values of the band are below kTabulatedValues: without pulses, the other codebooks reach at
+// most 12.
 bool is_small(const ChannelStream& channel, int band) {
   constexpr int kEscapeBook = 11;
   return channel.codebook[band] != kEscapeBook && !channel.pulse.present;
@@ -95,7 +97,7 @@ bool dequantise_any(const int16_t* quantised, int count, int scale_factor, unsig
   const bool too_large =
       std::any_of(quantised, quantised + count, [](int q) { return std::abs(q) > kMaxQuantised; });
   if (too_large) return false;
-  // A scale that shifts large values out of the word silences the whole band.
+  // A scale factor that shifts large values out of the word silences the whole band.
   if (bits >= kTabulatedPowers && scale_factor - kLargeUnityScaleFactor > 4 * kLargestShift) {
     std::fill_n(lines, count, 0);
     return true;
@@ -116,7 +118,7 @@ bool dequantise_run(const ChannelStream& channel, int band, const int16_t* quant
   return dequantise_any(quantised, count, scale_factor, bits, lines);
 }
 
-// One band of all windows of a group: runs that follow each other in `quantised` and stand `window_length`
+// One band of all windows of a group: runs that follow each other in `quantised` and are `window_length`
 // apart in `lines`.
 bool dequantise_band(const ChannelStream& channel, int band, const int16_t* quantised, int width, int windows,
                      int32_t* lines) {

@@ -1,5 +1,5 @@
-// Dequantisation and scaling of one channel's values, and their order: from the order of the stream to that
-// of the lines, window after window.
+// Dequantisation and scaling of one channel (ISO/IEC 14496-3, 4.6.1 and 4.6.2), and reordering from the order
+// of the stream to that of the lines, window after window (4.6.3).
 #pragma once
 
 #include <cstdint>
@@ -11,12 +11,12 @@ namespace zdr::aacdec {
 
 inline constexpr int kMaxQuantised = 8191;
 
-// sign(q) |q|^(4/3) 2^14 2^((scale_factor - 144) / 4), cut towards zero, saturating. |q| is at most
-// kMaxQuantised.
+// Returns sign(q) |q|^(4/3) 2^14 2^((scale_factor - 144) / 4), truncated towards zero, saturating. |q| is at
+// most kMaxQuantised.
 int32_t dequantise_value(int q, int scale_factor);
 
-// Fills `spectrum` (kFrameLength lines): bands without a spectral codebook are 0. False when a value is
-// beyond kMaxQuantised; `spectrum` is incomplete then.
+// Fills `spectrum`, kFrameLength lines; bands without a spectral codebook are 0. False if a magnitude exceeds
+// kMaxQuantised; `spectrum` is incomplete then.
 bool dequantise(const ChannelStream& channel, const ScaleFactorBands& bands, const int16_t* quantised,
                 int32_t* spectrum);
 

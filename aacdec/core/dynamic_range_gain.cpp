@@ -1,4 +1,4 @@
-// See dynamic_range_gain.h.
+// Gains from the control values of the bands and the program reference level.
 #include "aacdec/core/dynamic_range_gain.h"
 
 #include <algorithm>
@@ -22,15 +22,17 @@ struct Gain {
   int shift;
 };
 
-// 2^((c + p) / 6 - 14). The steps are coarse, and without a reference level a control of 0 gives -42 dB
-// instead of unity: streams have always been played so.
+// 2^((c + p) / 6 - 14).
+//
+// Kept: gains move in steps of four control units, and without a reference level a control of 0 gives -42 dB
+// instead of unity.
 Gain band_gain(const DynamicRange& range, int band) {
   const int control = range.negative[band] ? -range.control[band] : range.control[band];
   const int32_t c = dynamic_range_gain((kReferenceControl + control) / kUnitsPerStep);
   const int32_t p = dynamic_range_gain(range.program_reference_level / kUnitsPerStep);
   constexpr int kScale = 6;
   const int32_t product = mul_q31(c, p << kScale);
-  // The product times 2^6 is the factor in Q31, but for gains of 1 and more it doesn't fit there.
+  // The product times 2^6 is the factor in Q31, in which gains of 1 and more do not fit.
   const int fitting = std::min(kScale, std::countl_zero(static_cast<uint32_t>(product)) - 1);
   return {product << fitting, kScale - fitting};
 }

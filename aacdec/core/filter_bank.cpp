@@ -1,4 +1,4 @@
-// See filter_bank.h.
+// The choice of windows and the overlap of long and short blocks; the transforms are kernels.
 #include "aacdec/core/filter_bank.h"
 
 #include <algorithm>
@@ -25,7 +25,7 @@ const uint16_t* short_window(int shape) {
   return shape == 0 ? kShortSineWindow.value : kShortKbdWindow.value;
 }
 
-// The halves of a long block's window, both as rising ones.
+// The two halves of a long block's window, both in rising order.
 const uint16_t* first_window(const IcsInfo& ics, int previous_shape) {
   return ics.window_sequence == WindowSequence::kLongStop ? short_slope(previous_shape)
                                                           : long_window(previous_shape);
@@ -36,13 +36,13 @@ const uint16_t* second_window(const IcsInfo& ics) {
                                                            : long_window(ics.window_shape);
 }
 
-// mul_q31 by the window as Q31; 32768 leaves v as it is.
+// mul_q31 by a Q15 window; 32768 leaves v unchanged.
 int32_t weight(int32_t v, uint16_t window) {
   return with_sign_of(static_cast<uint32_t>(uint64_t{magnitude(v)} * window >> 15), v);
 }
 
-// Adds the eight windows of 2 * kShortLength samples, each kShortLength behind the one before, to zeros that
-// start with the first one.
+// Overlaps eight windows of 2 * kShortLength samples, each kShortLength after the one before. `sum` begins
+// with the first one and must be zero.
 void overlap_short_windows(const int32_t* y, int previous_shape, int shape, int32_t* sum) {
   const CoreKernels& kernels = core_kernels();
   int32_t half[kShortLength];
@@ -70,7 +70,7 @@ void synthesise_short(const int32_t* spectrum, const IcsInfo& ics, CoreChannelSt
   int32_t* const time = scratch;
   int32_t* const y = scratch + kTransformWork;
   core_kernels().dct4_short(spectrum, y, scratch);
-  // The windows reach from kShortWindowsStart over kShortLength * 9 samples into the next frame.
+  // The windows cover kShortLength * 9 samples from kShortWindowsStart on, into the next frame.
   std::fill_n(time, 2 * kFrameLength, 0);
   overlap_short_windows(y, state.previous_window_shape, ics.window_shape, time + kShortWindowsStart);
   core_kernels().put_samples(state.overlap, time, kFrameLength, pcm, stride);
@@ -98,8 +98,8 @@ void analyse_long(int32_t* signal, const IcsInfo& ics, int previous_shape, int32
     early = weight(early, rise[i]);
     late = weight(late, fall[i]);
   }
-  // The folded signal is cut to 2^4 a step: the sum over a frame would not fit otherwise, and that is the
-  // spectrum's scale.
+  // The folded signal is reduced to 2^4 per step: otherwise the sum over a frame would overflow, and this
+  // gives the scale of the spectrum.
   constexpr int kHalf = kFrameLength / 2;
   for (int i = 0; i < kHalf; ++i) {
     lines[i] = sub_wrapping(sub_wrapping(0, signal[3 * kHalf - 1 - i]), signal[3 * kHalf + i]) >> 3;

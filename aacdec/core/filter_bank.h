@@ -1,5 +1,5 @@
-// The filter bank of the core (ISO/IEC 14496-3, 4.6.11): windows, inverse transform and overlap, and the
-// forward transform that long term prediction needs.
+// The filter bank of the core (ISO/IEC 14496-3, 4.6.11): IMDCT, windows and overlap-add, and the forward MDCT
+// that LTP needs.
 #pragma once
 
 #include <cstdint>
@@ -11,14 +11,14 @@ namespace zdr::aacdec {
 
 inline constexpr int kFilterBankScratch = 4 * kFrameLength;
 
-// One frame of one channel: kFrameLength lines to as many samples at pcm[i * stride], rounded and cut to
-// -32767 .. 32767. Updates the overlap and the window shape of `state`.
+// Transforms kFrameLength lines to as many samples at pcm[i * stride], rounded and clamped to -32767 ..
+// 32767. Updates the overlap and the window shape of `state`. `scratch` holds kFilterBankScratch values.
 void synthesise_channel(const int32_t* spectrum, const IcsInfo& ics, CoreChannelState& state,
                         int32_t* scratch, int16_t* pcm, int stride);
 
-// Windows 2 * kFrameLength samples of scale 2^7 in place as the frame `ics` after a frame of
-// `previous_shape` does, and transforms them to kFrameLength lines in the scale of the spectrum. Long windows
-// only. `signal` is used up; `lines` must not overlap it.
+// Forward transform, for long windows only: 2 * kFrameLength samples at 2^7 per step of PCM to kFrameLength
+// lines in the scale of the spectrum, with the windows of `ics` after a frame of `previous_shape`. Overwrites
+// `signal`, which `lines` must not overlap.
 void analyse_long(int32_t* signal, const IcsInfo& ics, int previous_shape, int32_t* lines);
 
 }  // namespace zdr::aacdec

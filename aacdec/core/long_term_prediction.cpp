@@ -1,4 +1,5 @@
-// See long_term_prediction.h.
+// The past signal is transformed with the windows of the frame and shaped by the inverse TNS filters before
+// it is added.
 #include "aacdec/core/long_term_prediction.h"
 
 #include <algorithm>
@@ -12,7 +13,8 @@
 namespace zdr::aacdec {
 namespace {
 
-// The past in 2^7 a step: samples put out, then the half that the next frame completes, then nothing.
+// Sample i of the past at 2^7 per step: output samples, then the half that this frame will complete, then
+// zeros.
 int32_t past_sample(const CoreChannelState& state, int i) {
   if (i < kLtpHistory) return state.history[i] * 128;
   if (i < kLtpHistory + kFrameLength) return shift_left_wrapping(state.overlap[i - kLtpHistory], 2);
@@ -22,7 +24,7 @@ int32_t past_sample(const CoreChannelState& state, int i) {
 void make_prediction(const LtpData& ltp, const CoreChannelState& state, int32_t* signal) {
   const int32_t gain = kLtpGains[ltp.coefficient];
   for (int i = 0; i < 2 * kFrameLength; ++i) {
-    // Gains exceed 1, so that they are in Q30.
+    // Gains exceed 1 and are therefore in Q30.
     signal[i] = shift_left_wrapping(mul_q31(past_sample(state, kLtpHistory - ltp.lag + i), gain), 1);
   }
 }
@@ -33,7 +35,7 @@ void predict_long_term(const ChannelStream& channel, const StreamFormat& format,
                        const CoreChannelState& state, int32_t* spectrum, int32_t* scratch) {
   const IcsInfo& ics = channel.ics;
   if (!channel.ltp.present || ics.is_short()) return;
-  // The work of the shaping ends below the predicted lines.
+  // The working memory of the shaping ends before the predicted lines.
   int32_t* const predicted = scratch + 3 * kFrameLength;
   static_assert(kShapingScratch <= 3 * kFrameLength);
   make_prediction(channel.ltp, state, scratch);

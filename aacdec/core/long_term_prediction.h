@@ -1,4 +1,4 @@
-// Long term prediction (ISO/IEC 14496-3, 4.6.7): a spectrum predicted from the channel's own past output.
+// Long term prediction (LTP; ISO/IEC 14496-3, 4.6.7): predicts a spectrum from the channel's own past output.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@ namespace zdr::aacdec {
 void predict_long_term(const ChannelStream& channel, const StreamFormat& format,
                        const CoreChannelState& state, int32_t* spectrum, int32_t* scratch);
 
-// Moves the history on by the frame at pcm[i * stride].
+// Appends the frame at pcm[i * stride] to the history.
 void remember_output(CoreChannelState& state, const int16_t* pcm, int stride);
 
 }  // namespace zdr::aacdec

@@ -1,4 +1,5 @@
-// See noise_shaping.h.
+// The all-pole filter runs with as much headroom as the lines allow; if an output exceeds its limit, it runs
+// again with less, at last saturating.
 #include "aacdec/core/noise_shaping.h"
 
 #include <algorithm>
@@ -16,11 +17,11 @@ constexpr int kStateLines = 16;  // zeros before the first line; at least kMaxTn
 static_assert(kStateLines >= kMaxTnsOrder);
 static_assert(kShapingScratch >= 2 * (kFrameLength + kStateLines));
 
-// Each product of the filter is cut by up to two units. Spare bits above the lines are used to push that
-// below the lines' own units; more than this gains nothing.
+// Each product of the filter loses up to two units by truncation. Spare bits above the lines move that error
+// below the units of the lines; more bits than this gain nothing.
 constexpr int kMaxHeadroom = 6;
 
-// Predictor a[1..order] as Q31 values that stand for 2^exponent times as much: they reach 2^order.
+// Predictor a[1..order], Q31 times 2^exponent; the coefficients reach 2^order.
 struct Predictor {
   int order;
   int exponent;
@@ -31,8 +32,8 @@ int32_t reflection(const TnsWindow& window, int field) {
   return window.resolution == 4 ? kReflection4.value[field + 8] : kReflection3.value[field + 4];
 }
 
-// One more exponent when a sum with a reflected coefficient could leave the word.
-void keep_room(Predictor& p, int order) {
+// Increments the exponent if a sum with a reflected coefficient could overflow.
+void make_headroom(Predictor& p, int order) {
   const bool full = std::any_of(p.a + 1, p.a + order, [](int32_t v) { return magnitude(v) >= 1U << 30; });
   if (!full) return;
   for (int i = 1; i < order; ++i) p.a[i] >>= 1;
@@ -44,7 +45,7 @@ Predictor make_predictor(const TnsWindow& window, const TnsFilter& filter) {
   p.order = filter.order;
   for (int m = 1; m <= filter.order; ++m) {
     const int32_t k = reflection(window, filter.coefficient[m - 1]);
-    keep_room(p, m);
+    make_headroom(p, m);
     for (int i = 1, j = m - 1; i <= j; ++i, --j) {
       const int32_t low = p.a[i];
       const int32_t high = p.a[j];
@@ -106,7 +107,8 @@ struct LineRange {
   int end;
 };
 
-// The lines in the order of the filter, with its state before them, and back.
+// Copies the lines in the order of the filter, after the zeros of its initial state, filters them, and copies
+// them back.
 void run_filter(const TnsWindow& window, const TnsFilter& filter, LineRange range, Shaping direction,
                 int32_t* lines, int32_t* scratch) {
   const int count = range.end - range.start;

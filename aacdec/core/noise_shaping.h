@@ -1,4 +1,4 @@
-// Temporal noise shaping (ISO/IEC 14496-3, 4.6.9): linear prediction along the lines of a spectrum.
+// Temporal noise shaping (TNS; ISO/IEC 14496-3, 4.6.9): linear prediction along the lines of a spectrum.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@ namespace zdr::aacdec {
 
 inline constexpr int kShapingScratch = 2 * (kFrameLength + 16);
 
-// The decoder's filters shape a spectrum; the inverse ones take a shape away, which a predicted spectrum
-// needs before it is added to one that is still to be shaped.
+// kSynthesis shapes a spectrum, as the decoder does. kAnalysis is the inverse, which LTP applies to a
+// predicted spectrum before it is added to one that is still to be shaped.
 enum class Shaping { kSynthesis, kAnalysis };
 
 // Runs the channel's filters over `spectrum`, saturating. `scratch` holds kShapingScratch values.

@@ -1,4 +1,4 @@
-// See noise_substitution.h.
+// The noise generator and the scaling of its output to the transmitted energy.
 #include "aacdec/core/noise_substitution.h"
 
 #include <bit>
@@ -10,7 +10,10 @@ namespace {
 
 constexpr int kSpectrumScale = 3;  // 2^3 for one step of PCM
 
-// The low bits of a linear congruential generator have short periods, so that only the high half is drawn.
+// Kept: each channel has a generator of its own, which starts at 0 like that of the other channel. Both give
+// the same noise until one has drawn more, and noise that a pair declares common is not shared.
+//
+// The low bits of a linear congruential generator have short periods, so only the high half is used.
 int32_t draw(uint32_t& state) {
   state = state * 1664525U + 1013904223U;
   return static_cast<int32_t>(state) >> 16;
@@ -47,7 +50,7 @@ void substitute_noise(uint32_t& state, int noise_energy, int32_t* lines, int cou
     energy += static_cast<uint64_t>(int64_t{lines[i]} * lines[i]);
   }
   const InverseRoot root = inverse_square_root(energy);
-  // The products are 2^(62 - shift + 16 - 31) times a vector of length 1.
+  // The products are 2^(62 - shift + 16 - 31) times a vector of norm 1.
   const int exponent = noise_energy + 4 * kSpectrumScale - 4 * (62 - root.shift + 16 - 31);
   for (int i = 0; i < count; ++i) {
     lines[i] = scale_by_quarter_steps(mul_q31(shift_left_wrapping(lines[i], 16), root.value), exponent);

@@ -35,7 +35,7 @@ struct Attenuation {
 [[gnu::always_inline]] inline Lanes attenuated(Lanes v, const Attenuation& by) {
   const Lanes sign = sign_mask(v);
   Lanes bits = (v ^ sign) - sign;
-  // The least value has no counterpart.
+  // The magnitude of the least value is one too large for a signed word.
   bits = (bits - (bits >> 31)) >> by.shift;
   if (by.factor != 0) bits = mul_q31(bits, broadcast(by.factor));
   const Lanes new_sign = sign ^ by.negation;
@@ -49,14 +49,14 @@ void attenuate(const int32_t* in, int32_t* out, int count, int shift, int32_t fa
   if (i < count) store_half(out + i, attenuated(load_half(in + i), by));
 }
 
-// The lanes of `low` and `high` as one list of sixteen, the first one dropped.
+// Shifts the sixteen lanes of `low` and `high` down by one.
 [[gnu::always_inline]] inline void drop_first(Lanes& low, Lanes& high) {
   low = __builtin_shufflevector(low, high, 1, 2, 3, 4, 5, 6, 7, 8);
   high = __builtin_shufflevector(high, Lanes{}, 1, 2, 3, 4, 5, 6, 7, 8);
 }
 
-// An output reaches the next two lines by single products, and all later ones by lanes that hold what is
-// known of each coming line's sum: so the long way of a vector product is never waited for.
+// An output contributes to the next two lines by scalar products, and to later lines through lanes that
+// accumulate the sum of each line to come. The latency of a vector product is thus never waited for.
 bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out) {
   constexpr int kNear = 2;
   const Lanes low_taps = load(filter.a + kNear);

@@ -1,4 +1,4 @@
-// See stereo_tools.h.
+// Neighbouring M/S bands are joined into runs for the kernel.
 #include "aacdec/core/stereo_tools.h"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ void for_each_band(const IcsInfo& ics, const ScaleFactorBands& bands, Visit visi
   }
 }
 
-// to = from * 2^(-position/4), negated if asked for.
+// to = from * 2^(-position/4), negated on request.
 void scale_band(const int32_t* from, int32_t* to, int lines, int position, bool negative) {
   if (position >= 4 * 32) {
     std::fill_n(to, lines, 0);
@@ -52,7 +52,6 @@ void apply_mid_side(Frame& frame, const ScaleFactorBands& bands) {
   const int mask = frame.pair.ms_mask_present;
   if (mask != kMsByBand && mask != kMsAllBands) return;
   const auto mid_side = core_kernels().mid_side;
-  // Neighbouring bands make one run.
   int start = 0;
   int end = 0;
   for_each_band(frame.channel[0].ics, bands, [&](int band, int first_line, int lines) {

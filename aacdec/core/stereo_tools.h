@@ -1,4 +1,4 @@
-// The stereo tools of a channel pair: mid/side and intensity (ISO/IEC 14496-3, 4.6.8).
+// Stereo tools of a channel pair (ISO/IEC 14496-3, 4.6.8): mid/side (M/S) and intensity stereo.
 #pragma once
 
 #include "aacdec/syntax/frame.h"
@@ -6,10 +6,11 @@
 
 namespace zdr::aacdec {
 
-// Both work on frame.spectrum of a pair, whose lines are dequantised and whose noise bands are filled.
-// Mid/side leaves noise and intensity bands alone. Intensity makes the second channel's bands with its two
-// codebooks from the first channel.
+// Both work on frame.spectrum of a pair, with dequantised lines and noise bands filled.
+
+// Decodes left and right from mid and side, except in noise and intensity bands.
 void apply_mid_side(Frame& frame, const ScaleFactorBands& bands);
+// Computes the intensity bands of the second channel from the first one.
 void apply_intensity(Frame& frame, const ScaleFactorBands& bands);
 
 }  // namespace zdr::aacdec

@@ -16,7 +16,7 @@
 namespace zdr::aacdec {
 namespace {
 
-// Complex rows are eight real parts, then eight imaginary ones.
+// A complex row is eight real parts, then eight imaginary ones.
 inline constexpr int kRow = 2 * kLanes;
 
 [[gnu::always_inline]] inline ComplexLanes load_row(const int32_t* rows, int row) {
@@ -49,7 +49,7 @@ template <int kCount>
   return {mul_q31(a.im - a.re, root), Lanes{} - mul_q31(a.re + a.im, root)};
 }
 
-// Fourier transform of 4 points, results to out[0], out[2], out[4] and out[6].
+// Fourier transform of 4 points; writes out[0], out[2], out[4] and out[6].
 [[gnu::always_inline]] inline void fourier_4(ComplexLanes a, ComplexLanes b, ComplexLanes c, ComplexLanes d,
                                              ComplexLanes* out) {
   const ComplexLanes even_sum = a + c;
@@ -69,8 +69,8 @@ template <int kCount>
             rotate_three_eighths(difference[3]), v + 1);
 }
 
-// Fourier transforms of 64 points in each lane of the rows `in`, which are overwritten. `put` receives the
-// results with their row numbers.
+// Fourier transforms of 64 points, one in each lane of the rows `in`, which are overwritten. Calls put(row,
+// result).
 template <typename Put>
 [[gnu::always_inline]] inline void fourier_64(int32_t* in, Put put) {
   ComplexLanes v[8];
@@ -89,24 +89,25 @@ template <typename Put>
   }
 }
 
-// Row k of `out` receives values 8 k to 8 k + 7 of the transform.
-[[gnu::always_inline]] inline void fourier_512(int32_t* in, int32_t* out) {
-  fourier_64(in, [=](int row, ComplexLanes v) {
-    store_row(out, row, rotate(v, eight_rotations(kFourier512Rotations, 8 * row)));
+// Fourier transform of 512 points in place: row k receives values 8 k to 8 k + 7. `work` has the size of
+// `rows`.
+[[gnu::always_inline]] inline void fourier_512(int32_t* rows, int32_t* work) {
+  fourier_64(rows, [=](int row, ComplexLanes v) {
+    store_row(work, row, rotate(v, eight_rotations(kFourier512Rotations, 8 * row)));
   });
   for (int block = 0; block < 8; ++block) {
     Lanes re[8];
     Lanes im[8];
     for (int i = 0; i < 8; ++i) {
-      re[i] = load(out + kRow * (8 * block + i));
-      im[i] = load(out + kRow * (8 * block + i) + kLanes);
+      re[i] = load(work + kRow * (8 * block + i));
+      im[i] = load(work + kRow * (8 * block + i) + kLanes);
     }
     transpose(re);
     transpose(im);
     ComplexLanes v[8];
     for (int i = 0; i < 8; ++i) v[i] = {re[i], im[i]};
     fourier_8(v);
-    for (int i = 0; i < 8; ++i) store_row(in, 8 * i + block, v[i]);
+    for (int i = 0; i < 8; ++i) store_row(rows, 8 * i + block, v[i]);
   }
 }
 
@@ -118,7 +119,7 @@ template <typename Put>
   return __builtin_shufflevector(a, b, 15, 13, 11, 9, 7, 5, 3, 1);
 }
 
-// Values a[0], b[7], a[1], b[6] and so on to `to`.
+// Stores a[0], b[7], a[1], b[6] and so on.
 [[gnu::always_inline]] inline void store_woven(int32_t* to, Lanes a, Lanes b) {
   const Lanes back = reverse(b);
   store(to, __builtin_shufflevector(a, back, 0, 8, 1, 9, 2, 10, 3, 11));
@@ -128,7 +129,7 @@ template <typename Put>
 void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
   int32_t* const rows = work;
   int32_t* const other_rows = work + kTransformWork / 2;
-  // Even lines are real parts, odd lines from the end imaginary ones.
+  // Even lines are real parts; odd lines, from the end, are imaginary ones.
   for (int row = 0; row < 64; ++row) {
     const int32_t* const low = in + 16 * row;
     const int32_t* const high = in + 1024 - 16 - 16 * row;
@@ -146,7 +147,7 @@ void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
   }
 }
 
-// From eight lists of 128 lines to 128 rows of eight, times 8, and back.
+// Transposes eight windows of 128 lines to 128 rows of eight values, times 8.
 [[gnu::always_inline]] inline void gather_windows(const int32_t* in, int32_t* rows) {
   for (int line = 0; line < 128; line += kLanes) {
     Lanes block[8];
@@ -156,6 +157,7 @@ void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
   }
 }
 
+// Transposes 128 rows of eight values to eight windows of 128 lines.
 [[gnu::always_inline]] inline void scatter_windows(const int32_t* rows, int32_t* out) {
   for (int line = 0; line < 128; line += kLanes) {
     Lanes block[8];

@@ -1,4 +1,4 @@
-// See cpu.h.
+// Detects the instruction sets of the processor once, when the library is loaded.
 #include "aacdec/fixed/cpu.h"
 
 namespace zdr::aacdec {
@@ -6,7 +6,7 @@ namespace {
 
 bool has_wide_vectors() {
 #if defined(__x86_64__)
-  // May run before the constructor that does this by itself.
+  // Required here: this may run before the constructor of the compiler's runtime that does the same.
   __builtin_cpu_init();
   return __builtin_cpu_supports("avx2") != 0;
 #else

@@ -1,12 +1,12 @@
-// Which of the bit-equal forms of the kernels runs.
+// Selects the form of the kernels that runs. All forms give the same bits.
 #pragma once
 
 namespace zdr::aacdec {
 
-// True where the processor has AVX2 and it has not been forbidden.
+// True if the processor has AVX2 and allow_wide_vectors() does not exclude it.
 bool use_wide_vectors();
 
-// For tests that compare the forms. Not while another thread decodes.
+// Lets tests and benchmarks compare the forms. Must not be called while another thread decodes.
 void allow_wide_vectors(bool allowed);
 
 }  // namespace zdr::aacdec

@@ -1,10 +1,10 @@
-// Eight values at a time: the operations of fixed_point.h on vectors of the compiler, so that one source
+// The operations of fixed_point.h on eight values at a time, with the compiler's vector types: one source
 // gives the same bits with every instruction set.
 //
-// For kernel files only. Such a file is compiled once for each instruction set (see CMakeLists.txt), holds
-// everything in an unnamed namespace but for the table of its functions, and uses nothing of other headers
-// but data and functions that are always inlined: a function shared with the rest of the library could be
-// linked in the form that not every processor can run.
+// For kernel files only. Kernel files are compiled once per instruction set. Everything in them is in an
+// unnamed namespace, except the table of their functions, and of other headers they use only data and
+// functions that are always inlined: the linker might otherwise pick the form of a shared function that not
+// every processor can run.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +28,7 @@ using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
   std::memcpy(to, &v, sizeof v);
 }
 
-// The first four lanes; the others are 0.
+// Loads the first four lanes and clears the others.
 [[gnu::always_inline]] inline Lanes load_half(const int32_t* from) {
   Lanes v = {};
   std::memcpy(&v, from, sizeof v / 2);
@@ -43,7 +43,7 @@ using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
   return Lanes{} + static_cast<uint32_t>(v);
 }
 
-// All ones in the lanes that are negative.
+// All ones in negative lanes, else 0.
 [[gnu::always_inline]] inline Lanes sign_mask(Lanes v) {
   return reinterpret_cast<Lanes>(reinterpret_cast<SignedLanes>(v) >> 31);
 }
@@ -69,7 +69,7 @@ using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
   return (product ^ sign) - sign;
 }
 
-// mul_q31 by window << 16, whose low half is 0. A window of 2^15 leaves v as it is.
+// mul_q31 by window << 16, whose low half is 0. A window of 2^15 leaves v unchanged.
 [[gnu::always_inline]] inline Lanes mul_q15(Lanes v, Lanes window) {
   const Lanes sign = sign_mask(v);
   const Lanes bits = (v ^ sign) - sign;
@@ -77,7 +77,7 @@ using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
   return (product ^ sign) - sign;
 }
 
-// 0x7FFFFFFF or the least value, by the sign of v.
+// The largest value, or the least one in negative lanes.
 [[gnu::always_inline]] inline Lanes saturated(Lanes v) {
   return sign_mask(v) ^ 0x7FFFFFFFU;
 }
@@ -108,8 +108,8 @@ struct ComplexLanes {
   return {a.im, Lanes{} - a.re};
 }
 
-// cos - i sin of an angle, prepared for a product of three multiplications. The halves, because the sums
-// reach the square root of 2.
+// cos - i sin of an angle, in the form for a complex product with three multiplications. The sums are halved
+// because they reach the square root of 2.
 struct Rotation {
   Lanes cos;              // Q31
   Lanes minus_half_sum;   // -(sin + cos) / 2
@@ -121,7 +121,7 @@ struct Rotation {
   return {common - (mul_q31(a.im, w.half_difference) << 1), common + (mul_q31(a.re, w.minus_half_sum) << 1)};
 }
 
-// The transpose of an 8 by 8 matrix, row by row.
+// Transposes an 8 by 8 matrix of rows.
 [[gnu::always_inline]] inline void transpose(Lanes (&r)[kLanes]) {
   Lanes pair[8];
   for (int i = 0; i < 8; i += 2) {

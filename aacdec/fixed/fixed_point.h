@@ -2,9 +2,9 @@
 //
 // Everything multiplies with mul_q31, whose truncation is part of the decoder's output: every form of it,
 // scalar or vector, gives the same bits. Values that a damaged stream drives out of range saturate in the
-// spectral tools and wrap, as unsigned numbers, inside the transforms; nothing overflows a signed type.
-// The forms for eight values at a time are in fixed_lanes.h, whose users need some functions from here: those
-// are always inlined.
+// spectral tools and wrap, as unsigned numbers, inside the transforms; no signed type overflows.
+//
+// Functions that kernel files use are always inlined (see fixed_lanes.h).
 #pragma once
 
 #include <cstdint>
@@ -20,14 +20,15 @@ inline constexpr int32_t kInt32Min = -0x7FFFFFFF - 1;
   return v < 0 ? 0U - bits : bits;
 }
 
-// v with the sign of `sign`. A magnitude of 2^31 comes back as the least value whatever the sign.
+// v with the sign of `sign`. A magnitude of 2^31 gives the least value with either sign.
 [[gnu::always_inline]] constexpr int32_t with_sign_of(uint32_t v, int32_t sign) {
   return static_cast<int32_t>(sign < 0 ? 0U - v : v);
 }
 
-// a * b / 2^31 on magnitudes from 16-bit halves; the product of the two low halves is left out, each of the
-// mixed products is cut on its own, and the sign comes last, so the result is up to four units nearer to zero
-// than the product. The least value times itself is the least value; 0x7FFFFFFF squared is 0x7FFFFFFC.
+// a * b / 2^31, computed from the 16-bit halves of the magnitudes: the product of the low halves is omitted,
+// each mixed product is truncated separately, and the sign is applied last. The result is up to four units
+// nearer to zero than the product. The least value times itself is the least value; 0x7FFFFFFF squared is
+// 0x7FFFFFFC.
 [[gnu::always_inline]] constexpr int32_t mul_q31(int32_t a, int32_t b) {
   const uint32_t a_bits = magnitude(a);
   const uint32_t b_bits = magnitude(b);
@@ -72,7 +73,7 @@ constexpr int32_t sub_wrapping(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
 }
 
-// v * 2^count, count 0 to 31, bits above the word lost.
+// v * 2^count, count 0 to 31; bits above the word are lost.
 constexpr int32_t shift_left_wrapping(int32_t v, int count) {
   return static_cast<int32_t>(static_cast<uint32_t>(v) << count);
 }
@@ -80,14 +81,14 @@ constexpr int32_t shift_left_wrapping(int32_t v, int count) {
 // 2^(-k/4) in Q31.
 inline constexpr int32_t kQuarterSteps[4] = {kInt32Max, 1805811301, 1518500250, 1276901417};
 
-// v * 2^(exponent/4), cut towards zero; saturates upwards. An exponent that needs a shift of 32 or more gives
-// 0 in both directions: that silences bands with a senseless scale.
+// v * 2^(exponent/4), truncated towards zero; saturates upwards. An exponent that needs a shift of 32 or more
+// gives 0 in both directions, which silences bands with an invalid scale.
 constexpr int32_t scale_by_quarter_steps(int32_t v, int exponent) {
   const int shift = exponent > 0 ? (exponent + 3) / 4 : -exponent / 4;
   if (shift >= 32) return 0;
   const int32_t shifted =
       exponent > 0 ? shift_left_saturating(v, shift) : with_sign_of(magnitude(v) >> shift, v);
-  // 0 quarter steps are no multiplication, which would cost a unit.
+  // Without quarter steps there is no multiplication, which would lose a unit.
   const int steps = -exponent & 3;
   return steps == 0 ? shifted : mul_q31(shifted, kQuarterSteps[steps]);
 }

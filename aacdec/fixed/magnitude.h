@@ -1,8 +1,8 @@
-// Non-negative numbers of any size in integer arithmetic: energies, gains and their ratios, which run from
-// 1e-12 to 2^69 and further.
+// Non-negative floating-point numbers in integer arithmetic, for energies, gains and their ratios, which
+// range from 1e-12 to 2^69 and beyond.
 //
-// Each operation is exact to its last mantissa bit or so (2^-31 of the value). No operation overflows for
-// exponents within some 2^28, which chains of sane length never reach.
+// Each operation is exact to about the last bit of the mantissa (2^-31 of the value). Operations do not
+// overflow while exponents stay within 2^28, far more than any chain of them reaches.
 #pragma once
 
 #include <array>
@@ -26,7 +26,7 @@ constexpr Magnitude make_magnitude(uint64_t value, int exponent) {
   return {static_cast<uint32_t>((value << shift) >> 32), exponent + 32 - shift};
 }
 
-// For constants: evaluated by the compiler alone.
+// For constants; evaluated at compile time only.
 consteval Magnitude magnitude_of(double value) {
   int exponent = 0;
   while (value < 0x1p31) {
@@ -85,7 +85,8 @@ inline constexpr auto kRootSeeds = [] {
   return seeds;
 }();
 
-// sqrt(value) within a unit or two, for values of 2^62 and more: each step doubles the bits that are right.
+// sqrt(value) within a unit or two, for values of 2^62 and more: each Newton step doubles the number of
+// correct bits.
 constexpr uint64_t integer_root(uint64_t value) {
   uint64_t root = kRootSeeds[(value >> 56) - 64];
   root = (root + value / root) >> 1;

@@ -1,6 +1,5 @@
-// Products of eight values at a time in 64 bits: sums of several products are rounded once.
-//
-// For kernel files only, see fixed_lanes.h.
+// 64-bit products of eight values at a time, so that sums of products are rounded only once. For kernel files
+// only.
 #pragma once
 
 #ifdef __AVX2__
@@ -15,7 +14,7 @@ namespace {
 
 using WideHalf = uint64_t __attribute__((vector_size(8 * kLanes / 2)));
 
-// 64-bit values of the even and of the odd lanes. Sums wrap.
+// 64-bit values of the even and the odd lanes. Sums wrap.
 struct WideLanes {
   WideHalf even, odd;
 };
@@ -28,7 +27,7 @@ struct WideLanes {
   return {a.even - b.even, a.odd - b.odd};
 }
 
-// The whole signed product.
+// The full signed product.
 [[gnu::always_inline]] inline WideLanes wide_product(Lanes a, Lanes b) {
 #ifdef __AVX2__
   const auto x = reinterpret_cast<__m256i>(a);
@@ -52,7 +51,7 @@ struct WideLanes {
   return wide_product(a, broadcast(int32_t{1} << shift));
 }
 
-// The low words of sum / 2^shift, rounded half up; shift 1 to 32.
+// The low words of sum / 2^shift, rounded half up; shift is 1 to 32.
 [[gnu::always_inline]] inline Lanes narrowed(WideLanes sum, int shift) {
   const uint64_t half = uint64_t{1} << (shift - 1);
   const WideHalf even = (sum.even + half) >> shift;
@@ -86,7 +85,7 @@ struct WideLanes {
           narrowed(wide_product(a.re, im) + wide_product(a.im, re), 30)};
 }
 
-// The union of the lanes.
+// The OR of the lanes.
 inline uint32_t any_bits(Lanes v) {
   uint32_t any = 0;
   for (int i = 0; i < kLanes; ++i) any |= v[i];

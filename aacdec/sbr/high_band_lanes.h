@@ -1,7 +1,6 @@
-// What high frequency generation and adjustment do along a row of slots, eight slots at a time: covariances,
-// copying up through the whitening filter, energies, gains.
-//
-// For kernel files only, see fixed_lanes.h.
+// The inner loops of HF generation and HF adjustment (ISO/IEC 14496-3, 4.6.18.6 and 4.6.18.7), eight slots of
+// a row at a time: covariances, patching through the whitening filter, energies, gains. For kernel files
+// only.
 #pragma once
 
 #include "aacdec/fixed/wide_lanes.h"
@@ -12,7 +11,7 @@ namespace {
 
 inline constexpr int32_t kTailMasks[2 * kLanes] = {-1, -1, -1, -1, -1, -1, -1, -1};
 
-// All ones in the first `count` lanes, 8 at most.
+// All ones in the first min(count, 8) lanes.
 [[gnu::always_inline]] inline Lanes first_lanes(int count) {
   return load(kTailMasks + kLanes - (count < kLanes ? count : kLanes));
 }
@@ -22,7 +21,7 @@ inline int64_t total(const WideLanes& v) {
   return static_cast<int64_t>(sum[0] + sum[1] + sum[2] + sum[3]);
 }
 
-// Adds x[n + lag] conj(x[n]), by the lanes in `now`.
+// Adds x[n + lag] conj(x[n]); `late` is x[n + lag], `now` is x[n].
 [[gnu::always_inline]] inline void add_lagged(const ComplexLanes& late, const ComplexLanes& now,
                                               WideLanes& re, WideLanes& im) {
   re = re + wide_product(late.re, now.re) + wide_product(late.im, now.im);
@@ -84,7 +83,7 @@ uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
   const Lanes tap2_re = broadcast(filter.tap2_re);
   const Lanes tap2_im = broadcast(filter.tap2_im);
   Lanes used{};
-  // Behind the row's end its leftovers are filtered as well; they count for nothing.
+  // The padding after the row is filtered as well and has no effect on the result.
   for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {
     const ComplexLanes one{load(re + s - 1), load(im + s - 1)};
     const ComplexLanes two{load(re + s - 2), load(im + s - 2)};

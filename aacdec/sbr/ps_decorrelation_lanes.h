@@ -1,5 +1,5 @@
-// Decorrelation of parametric stereo (ISO/IEC 14496-3, 8.6.4.5), eight sub-bands at a time: a chain of three
-// all-pass links for each of the lower sub-bands. For kernel files only.
+// Decorrelation of parametric stereo (ISO/IEC 14496-3, subpart 8), eight sub-bands at a time: a chain of
+// three all-pass links for each of the lower sub-bands. For kernel files only.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ namespace {
 inline constexpr int kLinkDelay[kAllPassLinks] = {3, 4, 5};
 inline constexpr int kLinkStart[kAllPassLinks] = {0, 3, 7};
 
-// What eight sub-bands multiply with.
+// The factors of eight sub-bands.
 struct AllPassFactors {
   ComplexLanes delay;
   ComplexLanes link[kAllPassLinks];
@@ -27,7 +27,7 @@ struct AllPassFactors {
           narrowed(wide_product(a.re, w_q30.im) + wide_product(a.im, w_q30.re), 30)};
 }
 
-// One link: y = w[-d] turned - gain x, w[0] = x + gain y.
+// One link: y = rotated w[-d] - gain x, w[0] = x + gain y.
 [[gnu::always_inline]] inline ComplexLanes all_pass_link(ComplexLanes x, ComplexLanes& delayed,
                                                          ComplexLanes phase, Lanes gain) {
   const ComplexLanes turned = rotated(delayed, phase);
@@ -37,8 +37,7 @@ struct AllPassFactors {
   return y;
 }
 
-// Eight sub-bands through the frame. Rings of delayed values begin at slot 0 of the frame; the state keeps
-// them so that the next frame's do again.
+// Delayed values of eight sub-bands, as rings whose first entry belongs to slot 0 of the frame.
 struct AllPassRings {
   ComplexLanes input[AllPassState::kInputSlots];
   ComplexLanes link[AllPassState::kLinkSlots];
@@ -51,6 +50,7 @@ struct AllPassRings {
       link[i] = {load(state.link_re[i] + lane), load(state.link_im[i] + lane)};
     }
   }
+  // Rotates the rings so that the first entries belong to slot 0 of the next frame.
   void store_to(AllPassState& state, int lane) const {
     for (int i = 0; i < AllPassState::kInputSlots; ++i) {
       store(state.input_re[i] + lane, input[i].re);
@@ -66,7 +66,7 @@ struct AllPassRings {
   }
 };
 
-// Eight slots of eight sub-bands; rows are slots on entry and sub-bands on return.
+// Processes eight slots of eight sub-bands in place; re[t] and im[t] are slots, one lane per sub-band.
 inline void all_pass_block(const AllPassFactors& factors, int first_slot, AllPassRings& rings,
                            Lanes (&re)[kLanes], Lanes (&im)[kLanes]) {
   for (int t = 0; t < kLanes; ++t) {
@@ -104,7 +104,7 @@ void decorrelate(const QmfMatrix& bands, PsSynthesisState& ps) {
       Lanes re[kLanes];
       Lanes im[kLanes];
       for (int i = 0; i < kLanes; ++i) {
-        // The last two lanes carry sub-bands that are delayed only; nothing is taken from them.
+        // The last two lanes hold sub-bands without an all-pass chain; their results are discarded.
         const ComplexLanes v = sub_band_row(bands, ps, lane + i).at(slot);
         re[i] = v.re;
         im[i] = v.im;

@@ -1,4 +1,4 @@
-// Hybrid analysis of parametric stereo (ISO/IEC 14496-3, 8.6.4.3) and the energies of its sub-bands, eight
+// Hybrid analysis of parametric stereo (ISO/IEC 14496-3, subpart 8) and the energies of its sub-bands, eight
 // slots at a time. For kernel files only.
 #pragma once
 
@@ -12,11 +12,11 @@
 namespace zdr::aacdec {
 namespace {
 
-// Brings the slots of all bands to kPsScaleBits.
+// Scales the slots of all bands to kPsScaleBits and limits them to 2^27.
 inline void limit_samples(QmfMatrix& bands) {
   constexpr int32_t kLimit = 1 << 27;
   for (int band = 0; band < kQmfBands; ++band) {
-    // The slots ahead as well.
+    // Includes the slots ahead of the frame.
     for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {
       for (int32_t* row : {bands.re[band] + s, bands.im[band] + s}) {
         store(row, clamped(shift_right_rounded(load(row), kSampleScaleBits - kPsScaleBits), -kLimit, kLimit));
@@ -27,7 +27,7 @@ inline void limit_samples(QmfMatrix& bands) {
 
 inline constexpr int kHybridColumn = 8;
 
-// One split band: the last slots of the frame before, those of this one, and those ahead.
+// One split band: the last slots of the frame before, the slots of this frame, and the slots ahead.
 struct HybridInput {
   int32_t re[kRowStride];
   int32_t im[kRowStride];
@@ -62,8 +62,8 @@ struct WideComplex {
   return {narrowed(v.re, 30), narrowed(v.im, 30)};
 }
 
-// Channels q and 7 - q of the eight that band 0 is split in have conjugate filters: they differ in the sign
-// of `odd`.
+// Channels q and 7 - q of the eight into which band 0 is split have conjugate filters: they differ in the
+// sign of `odd`.
 inline void split_in_eight(const HybridInput& in, int slot, int q, WideComplex& even, WideComplex& odd) {
   const ComplexLanes centre = in.at(slot);
   even = WideComplex{widened(centre.re, 27), widened(centre.im, 27)};
@@ -89,13 +89,13 @@ inline void split_band_0(const HybridInput& in, ComplexRow* out) {
     store_row(out[1], slot, narrowed30({even[0].re - odd[0].re, even[0].im - odd[0].im}));
     store_row(out[2], slot, narrowed30({even[0].re + odd[0].re, even[0].im + odd[0].im}));
     store_row(out[3], slot, narrowed30({even[1].re + odd[1].re, even[1].im + odd[1].im}));
-    // Both channels of a pair together.
+    // The sum of both channels.
     store_row(out[4], slot, narrowed30({even[2].re + even[2].re, even[2].im + even[2].im}));
     store_row(out[5], slot, narrowed30({even[3].re + even[3].re, even[3].im + even[3].im}));
   }
 }
 
-// The lower channel is the sum in band 2, the difference in band 1, whose frequencies run downwards.
+// The lower channel is the sum in band 2, and the difference in band 1, whose frequencies run downwards.
 inline void split_in_two(const HybridInput& in, ComplexRow& sum_row, ComplexRow& difference_row) {
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
     const ComplexLanes centre = in.at(slot);

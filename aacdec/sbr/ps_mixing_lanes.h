@@ -1,4 +1,4 @@
-// Stereo mixing of parametric stereo (ISO/IEC 14496-3, 8.6.4.6), eight slots at a time: left and right from
+// Stereo mixing of parametric stereo (ISO/IEC 14496-3, subpart 8), eight slots at a time: left and right from
 // the signal and its decorrelated copy. For kernel files only.
 #pragma once
 
@@ -17,7 +17,7 @@ struct StereoLanes {
   ComplexLanes left, right;
 };
 
-// From 2^5 a step to 2^4.
+// Mixes at 2^5 per step of PCM to 2^4.
 [[gnu::always_inline]] inline Lanes mixed(Lanes signal, Lanes signal_gain, Lanes copy, Lanes copy_gain) {
   return narrowed(wide_product(signal, signal_gain) + wide_product(copy, copy_gain), 31);
 }
@@ -46,7 +46,7 @@ inline StereoLanes mix(const PsSynthesisState& ps, int parameter_band, int slot,
   store(right.im[band] + kLeadSlots + slot, v.right.im);
 }
 
-// The sub-bands [first, end) together make QMF band `band`.
+// Mixes the sub-bands [first, end) and joins them to QMF band `band`.
 inline void mix_split_band(int first, int end, int band, PsSynthesisState& ps, QmfMatrix& bands) {
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
     StereoLanes sum{};
@@ -96,7 +96,7 @@ inline void mix_delayed_band(int k, PsSynthesisState& ps, QmfMatrix& bands) {
   }
 }
 
-// Makes left of `bands`, and ps.right.
+// Makes the left channel in `bands` and the right one in ps.right.
 void mix_channels(PsSynthesisState& ps, QmfMatrix& bands) {
   mix_split_band(0, 6, 0, ps, bands);
   mix_split_band(6, 8, 1, ps, bands);

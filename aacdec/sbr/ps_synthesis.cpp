@@ -1,3 +1,5 @@
+// The steps of a frame, transient damping and the mixing coefficients over time; the loops over samples are
+// kernels.
 #include "aacdec/sbr/ps_synthesis.h"
 
 #include <algorithm>
@@ -14,8 +16,9 @@ namespace {
 
 constexpr int32_t kOneQ30 = 1 << 30;
 
-// A memory above the signal's last band would only ring on where a header has lowered it.
-void forget_bands_above(int band_end, PsSynthesisState& ps) {
+// Clears the delay lines above the signal's last band, which would keep ringing after a header has lowered
+// it.
+void clear_bands_above(int band_end, PsSynthesisState& ps) {
   const int first = std::max(band_end, kSplitBands) - kSplitBands + kHybridBands;
   for (int k = std::max(first, kAllPassBands); k < kSubBands; ++k) {
     std::memset(ps.memory.delay_re[k - kAllPassBands], 0, sizeof ps.memory.delay_re[0]);
@@ -31,8 +34,8 @@ void forget_bands_above(int band_end, PsSynthesisState& ps) {
   }
 }
 
-// How far the copy is damped after `energy`: the smoothed energy in relation to what the peaks stand out of
-// it, where that is less than 1. Q30.
+// Updates the detector with the energy of a slot. Returns the damping of the copy, Q30: the ratio of the
+// smoothed energy to 1.5 times the smoothed excess of the peaks, at most 1.
 int32_t next_damping(TransientDetector& d, uint64_t energy) {
   constexpr uint64_t kPeakDecayQ32 = 3289637165;  // 0.76592833836465
   const uint64_t decayed = (d.peak >> 32) * kPeakDecayQ32 + ((d.peak & 0xFFFFFFFF) * kPeakDecayQ32 >> 32);
@@ -42,7 +45,7 @@ int32_t next_damping(TransientDetector& d, uint64_t energy) {
   const uint64_t threshold = d.difference + d.difference / 2;
   if (threshold <= d.smooth) return kOneQ30;
   const Magnitude ratio = make_magnitude(d.smooth, 30) / make_magnitude(threshold, 0);
-  // Below 2^30 as it stands.
+  // The ratio is below 2^30.
   return ratio.exponent < -31 ? 0 : static_cast<int32_t>(ratio.mantissa >> -ratio.exponent);
 }
 
@@ -54,7 +57,7 @@ void damp_transients(PsSynthesisState& ps) {
   }
 }
 
-// One procedure for all modes of the coherence, also for those that announce another one.
+// Kept: all modes of the coherence are mixed by the procedure of modes 0 to 2, on 20 parameter bands.
 std::array<int32_t, kMixingEntries> mixing_of(const PsFrame& frame, int envelope, int band) {
   const int icc = std::clamp<int>(frame.icc[envelope][band], 0, 7);
   const int iid = frame.iid[envelope][band];
@@ -65,7 +68,7 @@ std::array<int32_t, kMixingEntries> mixing_of(const PsFrame& frame, int envelope
   return {m[0], m[1], m[2], m[3]};
 }
 
-// A straight line from `from`, reached before slot `first`, to `to`, reached at slot `end` - 1.
+// Interpolates linearly from `from`, reached before slot `first`, to `to`, reached at slot `end` - 1.
 void draw_line(int32_t* row, int first, int end, int32_t from, int32_t to) {
   constexpr int kFraction = 20;
   const int64_t step = (int64_t{to} - from) * (1 << kFraction) / (end - first);
@@ -98,7 +101,7 @@ void draw_mixing_rows(const PsFrame& frame, int band, PsSynthesisState& ps) {
 
 void PsSynthesis::configure() {
   std::memset(static_cast<void*>(this), 0, sizeof *this);
-  // Both channels are the signal until the first parameters are reached.
+  // Until the first parameters are reached, both channels are the signal.
   for (auto& entries : state.mixing_q30) entries[0] = entries[1] = kOneQ30;
 }
 
@@ -108,7 +111,7 @@ void PsSynthesis::forget_signal() {
 
 void PsSynthesis::process(const PsFrame& frame, int band_end, QmfMatrix& bands) {
   const SbrKernels& kernels = sbr_kernels();
-  forget_bands_above(band_end, state);
+  clear_bands_above(band_end, state);
   kernels.split_bands(bands, state);
   kernels.measure_energies(bands, state);
   damp_transients(state);

@@ -1,5 +1,5 @@
-// Parametric stereo (PS; ISO/IEC 14496-3, 8.6.4) in the 20-band configuration: two channels of QMF samples
-// from one.
+// Parametric stereo (PS; ISO/IEC 14496-3, subpart 8) in the 20-band configuration: two channels of QMF
+// samples from one.
 //
 // How a frame flows: the lowest three QMF bands are split further (hybrid analysis), which gives 71 sub-bands
 // with the others. Each gets a decorrelated copy, by a chain of all-passes or a delay, damped where the

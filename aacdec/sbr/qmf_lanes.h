@@ -1,7 +1,6 @@
-// The QMF banks, eight slots at a time: each lane is a slot. The window comes down to products of rows
-// shifted against each other by whole slots, the modulation to complex transforms of 32 or 16 points.
-//
-// For kernel files only, see fixed_lanes.h.
+// The QMF banks of SBR (ISO/IEC 14496-3, 4.6.18.4), eight slots at a time, one per lane. The window becomes
+// products of rows that are shifted by whole slots, the modulation complex transforms of 32 or 16 points. For
+// kernel files only.
 #pragma once
 
 #include "aacdec/fixed/wide_lanes.h"
@@ -12,12 +11,12 @@
 namespace zdr::aacdec {
 namespace {
 
-// Rows of scratch: the slots of the frame begin here, those of the frames before stand in front.
+// Columns of the scratch rows: the slots of the frame begin here, preceded by those of the frames before.
 inline constexpr int kFrameColumn = 16;
 inline constexpr int kSynthesisHistory = 10;
 inline constexpr int kAnalysisHistory = 9;
 
-// exp(-i 2 pi p / 4) butterflies of four values in `step`s.
+// A butterfly of four values that are `step` apart.
 [[gnu::always_inline]] inline void butterfly4(ComplexLanes* x, int step) {
   const ComplexLanes even_sum = x[0] + x[2 * step];
   const ComplexLanes even_difference = x[0] - x[2 * step];
@@ -38,7 +37,7 @@ inline void transform16(ComplexLanes* x) {
   for (int p = 0; p < 4; ++p) butterfly4(x + 4 * p, 1);
 }
 
-// Discrete Fourier transform of kPoints (16 or 32) values in place, not scaled. Frequency f comes out at
+// Unscaled discrete Fourier transform of kPoints (16 or 32) values in place. Frequency f is stored at
 // bin_position<kPoints>(f).
 template <int kPoints>
 inline void transform(ComplexLanes* x) {
@@ -66,7 +65,7 @@ constexpr int bin_position(int f) {
 
 // ---- Analysis ----
 
-// Sample i of slot t stands in rows[i][kFrameColumn + t].
+// Stores sample i of slot t in rows[i][kFrameColumn + t].
 inline void lay_out_samples(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch) {
   constexpr int kFirst = kFrameColumn - kAnalysisHistory;
   for (int t = 0; t < kAnalysisHistory; ++t) {
@@ -81,7 +80,7 @@ inline void lay_out_samples(const int16_t* pcm, int stride, QmfAnalysisState& st
   for (int i = 0; i < kAnalysisHistory * kCoreBands; ++i) state.history[i] = last[i * stride];
 }
 
-// Windowed sample n (0 to 63, the newest first) of the slots from column on, at 2^9 a step.
+// Windowed sample n (0 to 63, newest first) of the slots from `column` on, at 2^9 per step of PCM.
 inline Lanes analysis_window(const QmfScratch& scratch, int n, int column) {
   const int32_t* const row = scratch.rows[kCoreBands - 1 - n % kCoreBands] + column - n / kCoreBands;
   WideLanes sum{};
@@ -91,8 +90,8 @@ inline Lanes analysis_window(const QmfScratch& scratch, int n, int column) {
   return narrowed(sum, 22);
 }
 
-// The two halves of the 64 windowed samples are one complex signal of 32; its spectrum at odd frequencies has
-// the even bands, and, conjugated, the odd ones.
+// The two halves of the 64 windowed samples form one complex signal of 32. Its spectrum at odd frequencies
+// contains the even bands and, conjugated, the odd ones.
 inline void analyse_slots(const QmfScratch& scratch, int slot, QmfMatrix& bands) {
   ComplexLanes x[kCoreBands];
   const int column = kFrameColumn + slot;
@@ -109,7 +108,7 @@ inline void analyse_slots(const QmfScratch& scratch, int slot, QmfMatrix& bands)
     const ComplexQ30 w = kQuarterSampleTwiddles.entry[band];
     const Lanes re = broadcast(w.re);
     const Lanes im = broadcast(w.im);
-    // From 2^8 a step to kSampleScaleBits.
+    // From 2^8 per step to kSampleScaleBits.
     store(bands.re[band] + kHistorySlots + slot,
           narrowed(wide_product(value.re, re) - wide_product(value.im, im), 32));
     store(bands.im[band] + kHistorySlots + slot,
@@ -124,7 +123,7 @@ void analyse(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch
 
 // ---- Synthesis ----
 
-// How far the samples must go right so that no sum over all bands can overflow: below 2^24 each.
+// The right shift that brings all samples below 2^24, so that no sum over all bands overflows.
 inline int headroom_shift(const QmfMatrix& bands, int band_count) {
   Lanes all{};
   for (int band = 0; band < band_count; ++band) {
@@ -140,7 +139,7 @@ inline int headroom_shift(const QmfMatrix& bands, int band_count) {
 
 struct Scaling {
   int right;  // before the transforms
-  int left;   // behind them, saturating
+  int left;   // after them, saturating
 };
 
 [[gnu::always_inline]] inline Lanes scaled_back(Lanes v, Scaling scaling) {
@@ -161,8 +160,8 @@ template <int kBands>
   return kBands == 64 ? sample : product(sample, kQuarterSampleTwiddles.entry[band]);
 }
 
-// A DCT-IV of the real parts and a DST-IV (as a DCT-IV of the reversed order) of the imaginary ones, whose
-// sum and difference are the two halves of the time signal.
+// A DCT-IV of the real parts and a DST-IV (as a DCT-IV in reversed order) of the imaginary ones; their sum
+// and difference are the two halves of the time signal.
 template <int kBands>
 inline void modulate_slots(const QmfMatrix& bands, int slot, Scaling scaling, QmfScratch& scratch) {
   constexpr int kPoints = kBands / 2;
@@ -187,7 +186,7 @@ inline void modulate_slots(const QmfMatrix& bands, int slot, Scaling scaling, Qm
   }
 }
 
-// Output n of the slots from `slot` on, 0 to kBands - 1.
+// Output sample n (0 to kBands - 1) of the slots from `slot` on.
 template <int kBands>
 inline Lanes synthesis_window(const QmfScratch& scratch, int n, int slot) {
   constexpr int kStep = kQmfBands / kBands;
@@ -199,7 +198,7 @@ inline Lanes synthesis_window(const QmfScratch& scratch, int n, int slot) {
     sum = sum + wide_product(load(now - 2 * j), broadcast(kQmfPrototype.q31[at]));
     sum = sum + wide_product(load(before - 2 * j), broadcast(kQmfPrototype.q31[at + kStep * kBands]));
   }
-  // From Q31 of samples at 2^12 a step.
+  // From Q31 of samples at 2^12 per step.
   return clamped(shift_right_rounded(narrowed(sum, 32), 11), -32768, 32767);
 }
 

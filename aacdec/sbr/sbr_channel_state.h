@@ -5,7 +5,7 @@
 
 #include "aacdec/fixed/magnitude.h"
 #include "aacdec/sbr/qmf_data.h"
-#include "aacdec/syntax/sbr_bands.h"
+#include "aacdec/syntax/sbr_band_tables.h"
 
 namespace zdr::aacdec {
 

@@ -1,3 +1,4 @@
+// Powers of two in half steps, and their division between coupled channels.
 #include "aacdec/sbr/sbr_envelope.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ constexpr Magnitude kRootOfTwo = magnitude_of(1.4142135623730951);
 constexpr int kLargestLevel = 127;
 constexpr int kLargestBalance = 48;
 constexpr int kLargestNoise = 30;
-// A balance that favours neither channel, in steps of 1.5 dB, of 3 dB and of noise.
+// The balance of equal channels: by amp_res for envelopes (steps of 1.5 and 3 dB), and for noise floors.
 constexpr int kEvenBalance[2] = {24, 12};
 constexpr int kEvenNoiseBalance = 12;
 
@@ -27,7 +28,7 @@ bool is_coupled(const SbrFrame& frame) {
          frame.channel[0].status == SbrStatus::kParsed;
 }
 
-// The part of `both` that belongs to a channel; the right one has `ratio` times as much as the left.
+// The part of `both` that belongs to a channel; the right one has `ratio` times the left one.
 Magnitude part_of(Magnitude both, Magnitude ratio, int channel) {
   const Magnitude left = both / (kOne + ratio);
   return channel == 0 ? left : left * ratio;

@@ -1,3 +1,5 @@
+// The gains of an envelope, step by step: mapping of transmitted levels to bands, energies of the generated
+// signal, gains, limiter; mixing follows.
 #include "aacdec/sbr/sbr_hf_adjustment.h"
 
 #include <algorithm>
@@ -17,7 +19,7 @@ constexpr Magnitude kLargestBoost = magnitude_of(2.511886431);
 constexpr Magnitude kLimiterGains[4] = {magnitude_of(0.5011931993), magnitude_of(1),
                                         magnitude_of(1.9952692517), magnitude_of(1e20)};
 
-// One envelope of a frame as the steps below see it.
+// One envelope of a frame.
 struct Envelope {
   const SbrFrame& frame;
   const SbrChannelFrame& data;
@@ -48,21 +50,21 @@ void map_wanted_energies(const Envelope& e, SbrLevels& levels) {
   }
 }
 
-// A sinusoid stands in the middle of its band. It begins with the transient, unless the frame before ended
-// with it.
-bool starts_sine(const Envelope& e, const SbrChannelState& state, int high_band, int& centre) {
+// True if the envelope has a sinusoid in the high resolution band; it lies in the centre of the band. A new
+// sinusoid begins with the transient; one of the frame before continues.
+bool has_sinusoid(const Envelope& e, const SbrChannelState& state, int high_band, int& centre) {
   const uint8_t* const high = e.data.bands.high;
   centre = (high[high_band] + high[high_band + 1]) / 2;
   return e.data.add_harmonic[high_band] != 0 && (e.index >= e.data.grid.transient || state.sine[centre]);
 }
 
-// Sets wanted sine energies to 1 where a sinusoid is, and marks the envelope bands that have one.
+// Sets the sine energy to 1 in bands with a sinusoid, and marks the envelope bands that have one.
 void map_sines(const Envelope& e, const SbrChannelState& state, SbrLevels& levels) {
   std::fill_n(levels.sine, e.m(), Magnitude{});
   std::fill_n(levels.has_sine, e.m(), false);
   for (int band = 0; band < e.data.bands.high_count; ++band) {
     int centre = 0;
-    if (!starts_sine(e, state, band, centre)) continue;
+    if (!has_sinusoid(e, state, band, centre)) continue;
     const int at = e.offset(centre);
     if (at >= e.m()) continue;
     levels.sine[at] = kOne;
@@ -118,7 +120,7 @@ void set_gains(const Envelope& e, SbrLevels& levels) {
   }
 }
 
-// Bands of one limiter band are held together, then raised to the energy that they lost.
+// Limits the gains within one limiter band, then compensates the energy lost.
 void limit_band(const Envelope& e, int first, int end, SbrLevels& levels) {
   Magnitude wanted = kTiny;
   Magnitude present = kTiny;
@@ -149,7 +151,7 @@ void limit_band(const Envelope& e, int first, int end, SbrLevels& levels) {
   }
 }
 
-// Bands above the last limiter border have no signal to go by and stay silent.
+// Bands above the last limiter border have no signal and stay silent.
 void limit_gains(const Envelope& e, SbrLevels& levels) {
   const SbrBandTables& tables = e.data.bands;
   for (int band = 0; band < tables.limiter_count; ++band) {
@@ -168,15 +170,15 @@ void take_roots(const Envelope& e, SbrLevels& levels) {
   }
 }
 
-// Of an envelope whose sinusoids are mapped and not yet weighted.
-void keep_sines(const Envelope& e, const SbrLevels& levels, SbrChannelState& state) {
+// Remembers the sinusoids of the last envelope, which are mapped but not yet weighted.
+void store_sines(const Envelope& e, const SbrLevels& levels, SbrChannelState& state) {
   std::fill_n(state.sine, kQmfBands, false);
   for (int i = 0; i < e.m(); ++i) state.sine[e.kx() + i] = !levels.sine[i].is_zero();
 }
 
-// Where the first envelope begins. Where a damaged stream leaves a gap behind the frame before, it is drawn
-// out to that; noise and sinusoids are then taken up earlier, so that they are where the encoder expects them
-// after the frame.
+// Returns the first slot of the first envelope. If a damaged stream leaves a gap after the frame before, the
+// envelope is extended over the gap; noise and sinusoids then start earlier, so that they are in the expected
+// phase after the frame.
 int start_frame(const SbrBandTables& tables, const SbrGrid& grid, SbrChannelState& state) {
   const int start = 2 * grid.border[0];
   const int end_before = 2 * (state.end_border - kSbrTimeSlots);
@@ -188,7 +190,7 @@ int start_frame(const SbrBandTables& tables, const SbrGrid& grid, SbrChannelStat
   return end_before;
 }
 
-// A transient may also have been announced by the frame before.
+// The frame before may have announced a transient for the first envelope.
 Envelope envelope_of(const SbrFrame& frame, int channel, int index, const SbrChannelState& state) {
   const SbrChannelFrame& data = frame.channel[channel];
   const SbrGrid& grid = data.grid;
@@ -202,7 +204,7 @@ void adjust_envelope(const Envelope& e, const RowScale (&scales)[kQmfBands], Sbr
                      SbrLevels& levels, QmfMatrix& bands) {
   map_wanted_energies(e, levels);
   map_sines(e, state, levels);
-  if (e.index + 1 == e.data.grid.envelope_count) keep_sines(e, levels, state);
+  if (e.index + 1 == e.data.grid.envelope_count) store_sines(e, levels, state);
   measure_present_energies(e, bands, scales, levels);
   set_gains(e, levels);
   limit_gains(e, levels);

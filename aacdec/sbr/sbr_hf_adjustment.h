@@ -1,5 +1,5 @@
-// High frequency adjustment (ISO/IEC 14496-3, 4.6.18.7): gives the copied bands the energies that the stream
-// tells, and adds noise and sinusoids.
+// SBR envelope adjustment (HF adjustment; ISO/IEC 14496-3, 4.6.18.7): gives the generated bands the energies
+// that the stream transmits, and adds noise and sinusoids.
 #pragma once
 
 #include "aacdec/sbr/qmf_data.h"
@@ -9,9 +9,11 @@
 
 namespace zdr::aacdec {
 
-// Turns the generated rows into what is put out, in place. Slots before and behind the frame's envelopes are
-// cleared. `fade` halves the levels so many times; kFadeToSilence and more is silence.
+// A fade of this depth and more is silence.
 inline constexpr int kFadeToSilence = 3;
+
+// Adjusts the generated rows in place. Slots before and after the frame's envelopes are cleared. `fade` is
+// the number of times that the levels are halved. `levels` is working memory.
 void adjust_high_bands(const SbrFrame& frame, int channel, int fade, const RowScale (&scales)[kQmfBands],
                        SbrChannelState& state, SbrLevels& levels, QmfMatrix& bands);
 

@@ -1,3 +1,4 @@
+// Covariances and linear prediction of each source row, in 128-bit integers, and the patches.
 #include "aacdec/sbr/sbr_hf_generation.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 namespace zdr::aacdec {
 namespace {
 
-// Two's complement in unsigned form: products of two 64-bit sums never lose a bit, and nothing overflows.
+// Two's complement in an unsigned type: products of two 64-bit sums are exact, and no signed type overflows.
 __extension__ typedef unsigned __int128 Wide;
 
 Wide wide(int64_t v) {
@@ -38,7 +39,7 @@ struct ComplexSum {
   int64_t re = 0, im = 0;
 };
 
-// Covariances of a row with itself one and two slots earlier; the names say how late each factor is.
+// Covariances of a row; rij is the sum of x[n - i] conj(x[n - j]).
 struct Covariance {
   int64_t r11 = 0, r22 = 0;
   ComplexSum r01, r12, r02;
@@ -60,7 +61,7 @@ Covariance covariance(const int32_t* re, const int32_t* im) {
   c.r22 = sums.energy;
   c.r12 = {sums.re1, sums.im1};
   c.r02 = {sums.re2, sums.im2};
-  // One slot later: one product comes in, one goes out.
+  // Shifted by one slot: one product is added, one removed.
   c.r11 = c.r22 - lagged_product(re, im, 0, 0).re + lagged_product(re, im, kCovarianceSlots, 0).re;
   const ComplexSum first = lagged_product(re, im, 0, 1);
   const ComplexSum last = lagged_product(re, im, kCovarianceSlots, 1);
@@ -96,7 +97,7 @@ bool reaches_four(int32_t re_q28, int32_t im_q28) {
   return int64_t{re_q28} * re_q28 + int64_t{im_q28} * im_q28 >= int64_t{16} << 56;
 }
 
-// The linear predictor of second order. A solution that is out of all proportion means that there is none.
+// The second-order linear predictor; zero if a coefficient reaches a magnitude of 4.
 Predictor predict(const Covariance& c) {
   Predictor p;
   const Wide cross = wide_product(c.r12.re, c.r12.re) + wide_product(c.r12.im, c.r12.im);
@@ -124,7 +125,8 @@ Predictor predict(const Covariance& c) {
   return p;
 }
 
-// How much of the tonality goes, by the mode of the frame before and of this one. Q31.
+// The strength of the inverse filter (bandwidth expansion), from the modes of the frame before and of this
+// one. Q31.
 int32_t bandwidth_of_modes(int before, int now) {
   constexpr int32_t kWeak = 1288490189;    // 0.6: entering or leaving whitening
   constexpr int32_t kLow = 1610612736;     // 0.75
@@ -142,7 +144,7 @@ int32_t bandwidth_of_modes(int before, int now) {
   }
 }
 
-// Entries beyond this frame's noise bands keep their values for a header that has more of them again.
+// Entries beyond this frame's noise bands retain their values for a later header with more bands.
 void update_bandwidths(const SbrChannelFrame& frame, SbrChannelState& state) {
   constexpr int32_t kLeast = 1 << 25;         // 1/64
   constexpr int32_t kMost = 255 * (1 << 23);  // 255/256
@@ -174,14 +176,14 @@ Source analyse_source(const QmfMatrix& bands, int row) {
   return {predict(covariance(bands.re[row], bands.im[row])), row_bits(bands, row)};
 }
 
-// Target bands rise through the noise bands, which tell the bandwidth.
+// The bandwidth of a target band is that of the noise band that contains it.
 int32_t bandwidth_of_band(const SbrChannelFrame& frame, const SbrChannelState& state, int band) {
   int noise_band = 0;
   while (noise_band + 1 < frame.bands.noise_count && frame.bands.noise[noise_band + 1] <= band) ++noise_band;
   return state.bandwidth_q31[noise_band];
 }
 
-// The result of a filter whose taps stay below 4 is below 2^4 times its input.
+// With taps below 4, the result of the filter is below 2^4 times its input.
 RowScale patch_row(QmfMatrix& bands, const Source& source, int source_row, int target_row,
                    int32_t bandwidth_q31) {
   const int32_t squared = scaled_q31(bandwidth_q31, bandwidth_q31);

@@ -1,5 +1,5 @@
-// High frequency generation (ISO/IEC 14496-3, 4.6.18.6): the low bands are copied up, patch by patch, through
-// a filter that takes out as much of their tonality as the stream asks for.
+// HF generation of SBR (ISO/IEC 14496-3, 4.6.18.6): copies the low bands up, patch by patch, through an
+// inverse filter that removes as much of their tonality as the stream requests.
 #pragma once
 
 #include "aacdec/sbr/qmf_data.h"
@@ -9,8 +9,8 @@
 
 namespace zdr::aacdec {
 
-// Fills rows bands.kx to bands.kx + bands.m - 1, from slot kLeadSlots on, from the rows below bands.k0.
-// `scales` is written at the same indices. Advances the whitening state.
+// Fills rows frame.bands.kx to kx + m - 1, from slot kLeadSlots on, from the rows below frame.bands.k0, and
+// `scales` at the same indices. Advances the inverse filtering state.
 void generate_high_bands(const SbrChannelFrame& frame, SbrChannelState& state, QmfMatrix& bands,
                          RowScale (&scales)[kQmfBands]);
 

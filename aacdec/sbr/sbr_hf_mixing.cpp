@@ -1,3 +1,4 @@
+// Smoothing of the gains over time, and the mixing of one band after the other.
 #include "aacdec/sbr/sbr_hf_mixing.h"
 
 #include <algorithm>
@@ -10,12 +11,12 @@ namespace {
 
 constexpr int kSmoothed = SbrChannelState::kSmoothedSlots;
 
-// Of this slot's value and those of the four before it.
+// Weights of this slot's value and of the four before it.
 constexpr Magnitude kSmoothing[kSmoothed + 1] = {
     magnitude_of(0.33333333333333), magnitude_of(0.30150283239582), magnitude_of(0.21816949906249),
     magnitude_of(0.11516383427084), magnitude_of(0.03183050093751)};
 
-// Gain, noise and sine each take a quarter of 32 bits at most.
+// Scaled signal, noise and sine are each limited to 2^29.
 constexpr int kPartBits = 29;
 constexpr int64_t kPartLimit = int64_t{1} << kPartBits;
 
@@ -23,7 +24,7 @@ constexpr int64_t kPartLimit = int64_t{1} << kPartBits;
 struct Factor {
   int64_t mantissa = 0;
   int shift = 1;
-  bool in_range = true;  // no product can leave the part's range
+  bool in_range = true;  // no product exceeds kPartLimit
 
   int32_t apply_limited(int32_t sample) const {
     const int64_t product = (sample * mantissa + (int64_t{1} << (shift - 1))) >> shift;
@@ -33,7 +34,7 @@ struct Factor {
 
 // value * 2^exponent, for samples below 2^bits.
 Factor factor_of(Magnitude value, int exponent, int bits) {
-  // The mantissa has 31 bits. A factor of 2^30 and more drives every sample out of range anyway.
+  // The mantissa has 31 bits. A factor of 2^30 and more exceeds the limit with any sample.
   const int shift = std::max(-(value.exponent + 1 + exponent), 1);
   if (value.is_zero() || shift > 62) return {};
   return {value.mantissa >> 1, shift, bits + 31 - shift <= kPartBits};
@@ -44,8 +45,8 @@ int32_t sine_amplitude(Magnitude value) {
   return factor_of(value, kSampleScaleBits - 28, 29).apply_limited(1 << 28);
 }
 
-// Values of the slots `slot` - 4 to `slot` of the envelope, weighted. Slots before the envelope come from
-// `history`.
+// The weighted sum of the values of slots `slot` - 4 to `slot` of the envelope. Slots before the envelope
+// come from `history`.
 Magnitude smoothed(const Magnitude (&history)[kSmoothed][kMaxSbrBands + 1], int band, Magnitude now,
                    int slot) {
   Magnitude sum;
@@ -62,7 +63,7 @@ void remember(Magnitude (&history)[kSmoothed][kMaxSbrBands + 1], const Magnitude
   for (int i = kSmoothed - moved; i < kSmoothed; ++i) std::copy_n(now, m, history[i]);
 }
 
-// What one band adds in each slot. All samples at kSampleScaleBits.
+// Mixes one band. Samples are at kSampleScaleBits.
 class BandMixer {
  public:
   BandMixer(QmfMatrix& bands, int row, RowScale scale)
@@ -82,7 +83,7 @@ class BandMixer {
       im_[s] = gain_.apply_limited(im_[s]);
     }
   }
-  // The index advances by `step` a slot.
+  // The index advances by `step` per slot.
   void add_noise(int first, int end, int index, int step) {
     for (int s = first; s < end; ++s, index += step) {
       const int32_t* const value = kSbrNoiseQ31[index & (kSbrNoiseLength - 1)];
@@ -90,7 +91,7 @@ class BandMixer {
       im_[s] += noise_.apply_limited(value[1]);
     }
   }
-  // A quarter turn a slot, against the clock in even bands.
+  // The phase advances a quarter turn per slot, counterclockwise in even bands.
   void add_sine(int first, int end, int32_t amplitude, int phase, bool odd_band) {
     for (int s = first; s < end; ++s, ++phase) {
       const int32_t value = (phase & 2) != 0 ? -amplitude : amplitude;
@@ -117,7 +118,7 @@ struct Mix {
   const SbrChannelState& state;
 };
 
-// Gain and noise of slots [first, end) of a band are `gain` and `noise`.
+// Mixes slots [first, end) of a band with constant gain and noise.
 void mix_part(const Mix& mix, BandMixer& mixer, int band, int first, int end, Magnitude gain,
               Magnitude noise) {
   mixer.set_gain(gain);
@@ -128,7 +129,8 @@ void mix_part(const Mix& mix, BandMixer& mixer, int band, int first, int end, Ma
   mixer.add_noise(first, end, index, mix.tables.m);
 }
 
-// While the history reaches into the envelope each slot has values of its own, then they are steady.
+// With smoothing, each slot within reach of the history has values of its own; those of later slots are
+// constant.
 void mix_band(const Mix& mix, BandMixer& mixer, int band) {
   const MixedSlots& slots = mix.slots;
   const Magnitude gain = mix.levels.gain[band];

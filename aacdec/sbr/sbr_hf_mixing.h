@@ -1,10 +1,11 @@
-// The last step of high frequency adjustment: copied signal times gain, plus noise, plus sinusoids.
+// The last step of HF adjustment (ISO/IEC 14496-3, 4.6.18.7.6): generated signal times gain, plus noise, plus
+// sinusoids.
 #pragma once
 
 #include "aacdec/sbr/qmf_data.h"
 #include "aacdec/sbr/sbr_channel_state.h"
 #include "aacdec/sbr/sbr_levels.h"
-#include "aacdec/syntax/sbr_bands.h"
+#include "aacdec/syntax/sbr_band_tables.h"
 
 namespace zdr::aacdec {
 
@@ -16,8 +17,9 @@ struct MixedSlots {
   bool smooth;     // the frame's gains are smoothed over time
 };
 
-// `levels` holds roots now. Advances noise, sinusoids and the smoothing history in `state`. Results stay
-// below 2^31 whatever the levels: gain, noise and sinusoids are each cut at 2^29.
+// Mixes in place. `levels` holds amplitudes (square roots of energies). Advances noise, sinusoids and the
+// smoothing history in `state`. Results stay below 2^31 for any levels, because gain, noise and sinusoids are
+// each limited to 2^29.
 void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const SbrLevels& levels,
                     const RowScale (&scales)[kQmfBands], SbrChannelState& state, QmfMatrix& bands);
 

@@ -45,8 +45,8 @@ struct SbrKernels {
   // Multiplies by mantissa / 2^shift, shift 1 to 62. Results of 2^31 and more wrap.
   void (*apply_gain)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift);
 
-  // The steps of parametric stereo, in this order.
-  // Splits the lowest bands into ps.hybrid and limits the samples of all bands.
+  // The steps of parametric stereo, in this order. Splits the lowest bands into ps.hybrid and limits the
+  // samples of all bands.
   void (*split_bands)(QmfMatrix& bands, PsSynthesisState& ps);
   // Fills ps.energy by parameter band and slot.
   void (*measure_energies)(const QmfMatrix& bands, PsSynthesisState& ps);

@@ -1,3 +1,4 @@
+// From the core's samples to QMF bands with high bands and back; what continues from frame to frame.
 #include "aacdec/sbr/sbr_synthesis.h"
 
 #include <algorithm>
@@ -10,15 +11,15 @@
 namespace zdr::aacdec {
 namespace {
 
-// First QMF band at the output's half rate after resampling, by class, of 64.
+// The first of 64 QMF bands above half the rate after resampling, by class.
 constexpr uint8_t kResamplingCut[9] = {64, 32, 16, 46, 23, 11, 42, 21, 10};
 
-// The concealment counter's attenuations, as halvings.
+// The number of times that the concealment counter halves the levels.
 int fade_of_counter(int counter) {
   return std::clamp(counter - 1, 0, kFadeToSilence);
 }
 
-// The bands that a frame has: kx core bands, then m made ones.
+// The bands of a frame: kx core bands, then m generated ones.
 struct Range {
   int kx = kCoreBands;
   int m = 0;
@@ -30,8 +31,9 @@ Range range_of(const SbrChannelFrame& data) {
   return {data.bands.kx, data.bands.m};
 }
 
-// In front of the analysed slots come the last ones of the frame before, as far as they were core bands then.
-void lay_core_history(const SbrChannelState& state, QmfMatrix& bands) {
+// Copies the last slots of the frame before in front of the analysed ones, in bands that were core bands
+// then.
+void load_core_history(const SbrChannelState& state, QmfMatrix& bands) {
   for (int row = 0; row < kCoreBands; ++row) {
     if (row < state.kx) {
       std::copy_n(state.core.re[row], kHistorySlots, bands.re[row]);
@@ -42,14 +44,14 @@ void lay_core_history(const SbrChannelState& state, QmfMatrix& bands) {
   }
 }
 
-void copy_core_tail(const QmfMatrix& bands, SbrCoreTail& tail) {
+void save_core_tail(const QmfMatrix& bands, SbrCoreTail& tail) {
   for (int row = 0; row < kCoreBands; ++row) {
     std::copy_n(bands.re[row] + kQmfSlots, kHistorySlots, tail.re[row]);
     std::copy_n(bands.im[row] + kQmfSlots, kHistorySlots, tail.im[row]);
   }
 }
 
-void make_high_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade) {
+void extend_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade) {
   SbrChannelState& state = sbr.channel[channel];
   const SbrChannelFrame& data = frame.channel[channel];
   if (state.bands_generation != data.bands_generation) {
@@ -61,8 +63,8 @@ void make_high_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int 
   adjust_high_bands(frame, channel, fade, sbr.scales, state, sbr.levels, sbr.bands);
 }
 
-// The first slots belong to the frame before, with its borders between core and high bands.
-void lay_overlap(const SbrChannelState& state, int slots, QmfMatrix& bands) {
+// Copies the first slots, which belong to the frame before and its borders between core and high bands.
+void load_overlap(const SbrChannelState& state, int slots, QmfMatrix& bands) {
   const int end = state.kx + state.m;
   for (int row = 0; row < kQmfBands; ++row) {
     if (row < state.kx) {
@@ -77,7 +79,7 @@ void lay_overlap(const SbrChannelState& state, int slots, QmfMatrix& bands) {
   }
 }
 
-void keep_overlap(const QmfMatrix& bands, Range range, SbrChannelState& state) {
+void save_overlap(const QmfMatrix& bands, Range range, SbrChannelState& state) {
   constexpr int kFirst = kLeadSlots + kQmfSlots;
   for (int row = range.kx; row < range.end(); ++row) {
     std::copy_n(bands.re[row] + kFirst, SbrChannelState::kOverlapSlots, state.overlap_re[row]);
@@ -85,23 +87,25 @@ void keep_overlap(const QmfMatrix& bands, Range range, SbrChannelState& state) {
   }
 }
 
-// The hybrid filters look ahead in the lowest bands, as far as they are core bands.
+// Clears the slots ahead, which the hybrid filters read, in bands that are not core bands.
 void clear_slots_ahead(Range range, QmfMatrix& bands) {
   for (int row = range.kx; row < kSplitBands; ++row)
     clear_columns(bands, row, kLeadSlots + kQmfSlots, kRowSlots);
 }
 
-// From analysed core bands to all bands of the output's slots.
+// Computes all bands of the output slots from the analysed core bands.
 Range extend_channel(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade) {
   SbrChannelState& state = sbr.channel[channel];
   const SbrChannelFrame& data = frame.channel[channel];
   const Range range = range_of(data);
-  lay_core_history(state, sbr.bands);
-  copy_core_tail(sbr.bands, sbr.core_tail);
-  if (range.m > 0) make_high_bands(sbr, channel, frame, fade);
+  load_core_history(state, sbr.bands);
+  save_core_tail(sbr.bands, sbr.core_tail);
+  // Kept: a frame without SBR data leaves the SBR state (smoothing, sinusoids, announced transient, noise
+  // index) as it is.
+  if (range.m > 0) extend_bands(sbr, channel, frame, fade);
   for (int row = range.end(); row < kQmfBands; ++row) clear_columns(sbr.bands, row, 0, kRowSlots);
-  lay_overlap(state, 2 * (state.end_border - kSbrTimeSlots), sbr.bands);
-  keep_overlap(sbr.bands, range, state);
+  load_overlap(state, 2 * (state.end_border - kSbrTimeSlots), sbr.bands);
+  save_overlap(sbr.bands, range, state);
   clear_slots_ahead(range, sbr.bands);
   state.core = sbr.core_tail;
   state.kx = static_cast<uint8_t>(range.kx);
@@ -110,8 +114,8 @@ Range extend_channel(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int 
   return range;
 }
 
-// Takes up the number of channels where it changes. A channel that comes in goes on from the one that was
-// heard in its place.
+// Follows a change of the number of channels. A new channel continues from the one that was output in its
+// place.
 void set_core_channels(SbrSynthesis& sbr, int channels, PsSynthesis* ps) {
   if (sbr.core_channels == 1 && channels == 2) sbr.channel[1] = sbr.channel[0];
   if (sbr.core_channels == 2 && channels == 1 && ps != nullptr) ps->forget_signal();
@@ -123,7 +127,7 @@ void set_banks(SbrSynthesis& sbr, int banks) {
   sbr.banks = banks;
 }
 
-// From core samples to all bands of the output, in sbr.bands.
+// Computes all bands of the output, in sbr.bands, from core samples.
 Range make_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade, const int16_t* pcm,
                  int stride) {
   sbr_kernels().analyse(pcm, stride, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
@@ -177,7 +181,8 @@ void merge_sbr_for_mono(SbrFrame& frame) {
   SbrChannelFrame& first = frame.channel[0];
   const SbrChannelFrame& second = frame.channel[1];
   if (first.status != SbrStatus::kParsed || second.status != SbrStatus::kParsed) return;
-  // The levels of the second channel are left out.
+  // Kept: the result has the levels of the first channel alone, with the sinusoids of both over the larger
+  // range.
   for (int band = 0; band < kMaxSbrBands; ++band) first.add_harmonic[band] |= second.add_harmonic[band];
   first.bands.kx = std::max(first.bands.kx, second.bands.kx);
   first.bands.m = std::max(first.bands.m, second.bands.m);

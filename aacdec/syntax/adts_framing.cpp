@@ -1,4 +1,4 @@
-// See adts_framing.h.
+// The search for ADTS headers (ISO/IEC 14496-3, 1.A) and the checks that they must pass.
 #include "aacdec/syntax/adts_framing.h"
 
 #include <algorithm>
@@ -9,11 +9,11 @@
 namespace zdr::aacdec {
 namespace {
 
-// The thirteenth rate of the standard. Only a header can name it.
+// The thirteenth rate of the standard, which only a header can select.
 constexpr int kSlowestIndex = kSamplingRateCount;
 constexpr int32_t kSlowestRateHz = 7350;
 
-// Steps to the next syncword, byte by byte; a frame that follows damage is found again this way.
+// Skips to the next syncword, byte by byte, which resynchronises after damage.
 bool find_syncword(BitReader& reader) {
   while (reader.bits_left() >= kAdtsSyncBits) {
     if (reader.peek(kAdtsSyncBits) == kAdtsSyncword) return true;
@@ -23,7 +23,7 @@ bool find_syncword(BitReader& reader) {
 }
 
 bool is_decodable(const AdtsHeader& header) {
-  // The channel configuration only bounds what may come: what the blocks hold decides.
+  // The channel configuration is only an upper bound; the elements of the blocks decide.
   return header.layer == 0 && header.channel_configuration <= kMaxChannels &&
          header.sampling_index <= kSlowestIndex && is_supported_profile(header.profile);
 }
@@ -39,8 +39,8 @@ void AdtsFraming::begin_stream(int stream_sampling_index, int stream_profile) {
 bool AdtsFraming::read_header(BitReader& reader) {
   if (!find_syncword(reader)) return false;
   reader.skip(kAdtsSyncBits);
-  // A header that cannot be used ends the search: what looks like a syncword in a stream that has lost its
-  // place is told to the caller, who has the rest of the input.
+  // Kept: the first syncword ends the search, usable header or not. The caller, who has the rest of the
+  // input, decides how to go on.
   const AdtsHeader header = parse_adts_header(reader);
   if (reader.bits_left() < 0 || !is_decodable(header)) return false;
   sampling_index = header.sampling_index;

@@ -1,5 +1,5 @@
-// Where the raw_data_blocks of a stream begin: at the input's first byte, or behind ADTS headers once a
-// stream has shown that it has them.
+// Finds the raw_data_blocks of a stream: at the first byte of the input, or after ADTS headers once a stream
+// has shown that it has them.
 #pragma once
 
 #include <cstdint>
@@ -9,28 +9,29 @@
 
 namespace zdr::aacdec {
 
-// What decoding knows of the framing: a small value, so that a call can try a header on a copy and forget it
-// when the call comes to nothing.
+// The state of the framing: a small value, so that a call can read a header on a copy and discard the copy if
+// the call fails.
 struct AdtsFraming {
   static constexpr int kHeaderDue = -1;
 
-  // Set by the first access unit of a stream. It outlives the stream: an instance that has once had ADTS
-  // takes nothing else any more.
+  // Kept: set when the first access unit of a stream begins with a syncword, and never cleared. From then on
+  // the instance requires ADTS headers, also in later streams.
   bool latched = false;
-  int blocks_left = kHeaderDue;  // of the ADTS frame at hand
-  // sampling_frequency_index, up to 12 (7350 Hz), and profile in force.
+  int blocks_left = kHeaderDue;  // of the current ADTS frame
+  // Kept: sampling_frequency_index 12 (7350 Hz) is accepted in a header and uses the tables of 8000 Hz, but
+  // counts as a rate of its own.
   int sampling_index = 0;
   int profile = kProfileLc;
 
-  // A new stream of the given format.
+  // Begins a stream of the given format.
   void begin_stream(int stream_sampling_index, int stream_profile);
 
-  // Moves the reader to the block that it should read next and counts it. `is_first`: no block of the stream
-  // has been decoded yet. False: no header, or one of a stream that is not supported.
+  // Moves the reader to the next block and counts it. `is_first`: no block of the stream has been decoded
+  // yet. False if the header is missing or its stream is not supported.
   bool find_block(BitReader& reader, bool is_first);
 
   int32_t rate_hz() const;
-  // The format of the blocks; a rate without tables of its own has those of the next one.
+  // The format of the blocks, whose sampling index is that of the tables to use.
   StreamFormat format() const;
 
  private:

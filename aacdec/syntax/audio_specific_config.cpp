@@ -1,4 +1,4 @@
-// See audio_specific_config.h. One function for each part of the record, in its order.
+// One function per part of the record, in the order of the bits.
 #include "aacdec/syntax/audio_specific_config.h"
 
 #include <cstdio>
@@ -19,13 +19,13 @@ constexpr int kRateBits = 24;
 constexpr uint32_t kSbrSyncExtension = 0x2B7;
 constexpr int kSyncExtensionBits = 11;
 
-// What is known of SBR when the record has been read.
+// The SBR signalling of the record.
 struct SbrSignalling {
   bool present = false;
   int32_t rate_hz = 0;
 };
 
-// The core's rate must be one of the table, also when it is spelled out. 0 when it isn't.
+// Returns 0 unless the rate is one of kSamplingRates, also where it is given explicitly.
 int32_t read_core_rate(BitReader& reader) {
   const uint32_t index = reader.read(4);
   if (index == kExplicitRate) {
@@ -35,7 +35,7 @@ int32_t read_core_rate(BitReader& reader) {
   return is_sampling_index(static_cast<int>(index)) ? kSamplingRates[index] : 0;
 }
 
-// The rate of SBR, as it stands when it is spelled out.
+// The rate of SBR; any rate is accepted where it is given explicitly.
 std::optional<int32_t> read_extension_rate(BitReader& reader) {
   const uint32_t index = reader.read(4);
   if (index == kExplicitRate) return static_cast<int32_t>(reader.read(kRateBits));
@@ -45,7 +45,7 @@ std::optional<int32_t> read_extension_rate(BitReader& reader) {
 
 void report_object_type(int object_type) {
   char text[80];
-  // In one piece, so that the lines of two threads stay apart.
+  // Printed by one call, so that the lines of two threads don't mix.
   std::snprintf(text, sizeof text, "lObjectType = %d =Failed at Zd_AAC_Dec_sParseRawConfigData\n",
                 object_type);
   write_console(text);
@@ -70,7 +70,7 @@ bool apply_object_type(int object_type, Zd_AAC_Dec_Config& config) {
   }
 }
 
-// The rate of SBR and the core's object type, which follow in front of the core's own configuration.
+// Hierarchical signalling: the rate of SBR and the core's object type precede the core's own configuration.
 bool parse_hierarchical_sbr(BitReader& reader, SbrSignalling& sbr) {
   const auto rate = read_extension_rate(reader);
   if (!rate.has_value()) return false;
@@ -83,7 +83,7 @@ bool parse_general_audio_config(BitReader& reader, bool hierarchical, Zd_AAC_Dec
   if (short_frames) return false;
   config.frameLength = kFrameLength;
   const bool depends_on_core_coder = reader.read_bit();
-  // Records exist that set the flag and end here; what is missing reads as zeros.
+  // Kept: records exist that set the flag and end here; the missing bits read as zeros.
   if (depends_on_core_coder) reader.skip(14);
   const bool extension_flag = reader.read_bit();
   if (extension_flag && !hierarchical) return false;
@@ -96,7 +96,8 @@ bool parse_general_audio_config(BitReader& reader, bool hierarchical, Zd_AAC_Dec
   return true;
 }
 
-// SBR announced behind the configuration, where decoders without SBR don't look.
+// Backward compatible signalling: SBR is announced after the configuration, where decoders without SBR don't
+// look.
 bool parse_compatible_sbr(BitReader& reader, SbrSignalling& sbr) {
   if (reader.bits_left() < 16 || reader.peek(kSyncExtensionBits) != kSbrSyncExtension) return true;
   reader.skip(kSyncExtensionBits);
@@ -111,7 +112,7 @@ bool parse_compatible_sbr(BitReader& reader, SbrSignalling& sbr) {
   return true;
 }
 
-// The extension stays as the object type said: compatible signalling sets rates and sizes only.
+// Kept: compatible signalling sets rates and sizes only; the extension remains that of the object type.
 bool apply_sbr(const SbrSignalling& sbr, Zd_AAC_Dec_Config& config) {
   const bool doubled = sbr.present && sbr.rate_hz != config.sampleRate;
   if (doubled && sbr.rate_hz != 2 * config.sampleRate) return false;

@@ -6,8 +6,8 @@
 
 namespace zdr::aacdec {
 
-// Reads the configuration into `config`. False when it is malformed or not supported; bits behind the data
-// read as zeros.
+// Reads the configuration into `config`. False if it is malformed or not supported. Bits past the end of the
+// data read as zeros.
 bool parse_audio_specific_config(BitReader& reader, Zd_AAC_Dec_Config& config);
 
 }  // namespace zdr::aacdec

@@ -1,8 +1,8 @@
-// Bits of a frame, most significant first, from a block of memory whose end is never passed.
+// Reads the bits of a frame, most significant first, without ever reading memory past its end.
 //
-// Two views of the same position: `BitReader` reads single fields of the syntax; `BitCache` keeps the next 56
-// to 63 bits in a register and is what the Huffman loops run on. Past the end both deliver zeros and go on
-// counting, so that a loop over a damaged frame stays cheap and safe; `past_end` tells that it happened.
+// Two readers: `BitReader` reads single fields of the syntax; `BitCache` holds the next 56 to 63 bits in a
+// register, for Huffman loops. Past the end both deliver zeros and keep counting, so that a loop over a
+// damaged frame stays cheap and safe; `past_end` reports it. Both borrow the data.
 #pragma once
 
 #include <algorithm>
@@ -16,7 +16,7 @@ class BitReader {
   BitReader() = default;
   BitReader(const uint8_t* data, size_t length) : data_(data), length_(length) {}
 
-  // The next `count` bits (0 to 32), right-aligned.
+  // Returns the next `count` bits (0 to 32), right-aligned.
   uint32_t read(int count) {
     const uint32_t value = peek(count);
     position_ += static_cast<uint64_t>(count);
@@ -24,28 +24,28 @@ class BitReader {
   }
   bool read_bit() { return read(1) != 0; }
   uint32_t peek(int count) const {
-    // Two shifts, so that a count of 0 gives 0.
+    // Two shifts, because a shift by 64 for a count of 0 is undefined.
     return static_cast<uint32_t>(window() >> 1 >> (63 - count));
   }
   void skip(uint64_t count) { position_ += count; }
   // The next bits, left-aligned; at least 57 are valid.
   uint64_t window() const { return load(position_ / 8) << (position_ % 8); }
-  // To the next multiple of eight bits from the start of the data.
+  // Skips to the next multiple of eight bits from the start of the data.
   void byte_align() { position_ = (position_ + 7) & ~uint64_t{7}; }
 
-  // Bits read, skipped or aligned over since the start of the data.
+  // Bits since the start of the data.
   uint64_t position() const { return position_; }
   void seek(uint64_t position) { position_ = position; }
   // Whole bytes up to the position, a partly read one included.
   uint64_t bytes_read() const { return (position_ + 7) / 8; }
   size_t length() const { return length_; }
-  // Negative once reads have gone past the end.
+  // Negative past the end.
   int64_t bits_left() const { return static_cast<int64_t>(length_ * 8) - static_cast<int64_t>(position_); }
-  // The byte that holds the next bit lies behind the data. A frame that ends exactly is not past the end, and
-  // up to seven bits more go unnoticed here; who needs the exact length compares `bytes_read`.
+  // True once at least eight bits past the end of the data have been read. Fewer go unnoticed here; for the
+  // exact length compare `bytes_read`.
   bool past_end() const { return position_ / 8 > length_; }
 
-  // Eight bytes from `byte` on, big endian, zeros behind the data.
+  // Returns eight bytes from `byte` on, big endian, with zeros past the end of the data.
   uint64_t load(uint64_t byte) const {
     if (length_ >= 8 && byte <= length_ - 8) [[likely]]
       return load_whole(data_ + byte);
@@ -72,13 +72,13 @@ class BitReader {
 
 class BitCache {
  public:
-  // Bits that `refill` guarantees.
+  // The number of bits that are valid after refill().
   static constexpr int kRefilled = 56;
 
   explicit BitCache(const BitReader& reader) : reader_(reader) { seek(reader.position()); }
 
-  // After it the window holds at least `kRefilled` bits. The bits that a load brings beyond those counted are
-  // ORed in again, equal, by the next one.
+  // Makes at least kRefilled bits of the window valid. A load also sets bits beyond those counted; the next
+  // one ORs the same bits in again.
   void refill() {
     window_ |= reader_.load(next_byte_) >> valid_;
     next_byte_ += static_cast<uint64_t>(63 - valid_) >> 3;
@@ -86,18 +86,18 @@ class BitCache {
   }
   // The next bits, left-aligned.
   uint64_t window() const { return window_; }
-  // `count` is at most what has been refilled and not consumed.
+  // Removes `count` bits, which must be valid.
   void consume(int count) {
     window_ <<= count;
     valid_ -= count;
   }
-  // 1 to 32 bits that are in the window.
+  // Reads 1 to 32 bits, which must be valid.
   uint32_t take(int count) {
     const auto value = static_cast<uint32_t>(window_ >> (64 - count));
     consume(count);
     return value;
   }
-  // Any number of bits; refills.
+  // Skips any number of bits and refills.
   void skip(uint64_t count) { seek(position() + count); }
 
   uint64_t position() const { return next_byte_ * 8 - static_cast<uint64_t>(valid_); }

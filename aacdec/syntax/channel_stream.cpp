@@ -1,5 +1,4 @@
-// individual_channel_stream but for the tools' side data, which tools_data.cpp reads. The order of the
-// functions is that of the bits.
+// The functions are in the order of the bits: ics_info, section_data, scale_factor_data, spectral_data.
 #include "aacdec/syntax/channel_stream.h"
 
 #include <algorithm>
@@ -15,7 +14,7 @@ namespace {
 
 using ScaleFactorBook = HuffmanBook<kScaleFactorCodes, 9>;
 constexpr int kScaleFactorOffset = 60;
-// noise_nrg starts 90 below global_gain, and its first value is sent as 9 bits offset by 256.
+// noise_nrg starts 90 below global_gain, and its first value is coded in 9 bits with an offset of 256.
 constexpr int kNoiseOffset = 90 + 256;
 
 void group_windows(uint32_t grouping, IcsInfo& ics) {
@@ -36,7 +35,7 @@ bool parse_section_data(BitReader& reader, ChannelStream& channel) {
     uint8_t* const books = channel.codebook + ics.band(group, 0);
     int sfb = 0;
     while (sfb < ics.max_sfb) {
-      // A section may be empty: without this check the zeros behind the data would loop here for ever.
+      // A section may be empty: without this check the zeros past the end of the data would loop forever.
       if (reader.past_end()) return false;
       const auto book = static_cast<uint8_t>(reader.read(4));
       if (book == kReservedBook) return false;
@@ -55,7 +54,7 @@ bool parse_section_data(BitReader& reader, ChannelStream& channel) {
   return true;
 }
 
-// The three running values of scale_factor_data.
+// The three running values of scale_factor_data: scale factor, noise energy (PNS) and intensity position.
 class ScaleFactorDecoder {
  public:
   explicit ScaleFactorDecoder(int global_gain)
@@ -97,7 +96,7 @@ bool parse_scale_factor_data(BitReader& reader, ChannelStream& channel) {
   return true;
 }
 
-// Bands of one book that follow each other are one run of words.
+// The end of the run of bands from `sfb` on that share a codebook.
 int run_end(const ChannelStream& channel, int group, int sfb) {
   const uint8_t* const books = channel.codebook + channel.ics.band(group, 0);
   int end = sfb + 1;
@@ -116,8 +115,8 @@ bool parse_spectral_run(BitReader& reader, int book, int start, int count, std::
 bool parse_ics_info(BitReader& reader, const StreamFormat& format, IcsInfo& ics, LtpData& ltp,
                     LtpData* second_ltp) {
   IcsInfo read;
-  // ics_reserved_bit, window_sequence and window_shape; encoders exist that set the reserved bit, so it says
-  // nothing.
+  // ics_reserved_bit, window_sequence and window_shape.
+  // Kept: the reserved bit is ignored, because encoders exist that set it.
   const uint32_t head = reader.read(4);
   read.window_sequence = static_cast<WindowSequence>(head >> 1 & 3);
   read.window_shape = static_cast<uint8_t>(head & 1);
@@ -126,7 +125,7 @@ bool parse_ics_info(BitReader& reader, const StreamFormat& format, IcsInfo& ics,
   if (read.is_short()) group_windows(reader.read(kMaxWindows - 1), read);
   if (read.max_sfb > read.band_count) return false;
   if (!read.is_short() && reader.read_bit()) {
-    // Prediction of the Main profile uses the same bit and is not supported.
+    // The Main profile uses the same bit for its prediction, which is not supported.
     if (format.profile != kProfileLtp) return false;
     parse_ltp_data(reader, read.max_sfb, ltp);
     if (second_ltp != nullptr) parse_ltp_data(reader, read.max_sfb, *second_ltp);

@@ -1,4 +1,4 @@
-// See console.h.
+// The console writer, which all instances and threads share.
 #include "aacdec/syntax/console.h"
 
 #include <atomic>
@@ -7,7 +7,7 @@
 namespace zdr::aacdec {
 namespace {
 
-// The only thing that instances and threads share; set once at the start of a program as a rule.
+// The only state shared by instances and threads.
 std::atomic<Zd_AAC_Dec_ConsoleWriter> console_writer{nullptr};
 
 }  // namespace

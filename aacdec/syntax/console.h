@@ -1,11 +1,11 @@
-// Where the decoder's few fixed lines of text go: the standard error, or wherever the application wants them.
+// Prints the decoder's few fixed lines of text: to the standard error, or to the writer of the application.
 #pragma once
 
 #include "aacdec/zd_aac_dec.h"
 
 namespace zdr::aacdec {
 
-// Writes `text`, which carries its own line ends.
+// Writes `text`, which includes its line ends.
 void write_console(const char* text);
 
 }  // namespace zdr::aacdec

@@ -1,4 +1,4 @@
-// See dynamic_range.h.
+// Reads dynamic_range_info field by field.
 #include "aacdec/syntax/dynamic_range.h"
 
 #include "aacdec/syntax/stream_format.h"
@@ -22,8 +22,7 @@ void parse_dynamic_range(BitReader& reader, DynamicRange& range) {
   const bool channels_excluded = reader.read_bit();
   if (channels_excluded) skip_excluded_channels(reader);
   range.band_count = 1;
-  // One band over the whole frame; that it ends eight lines behind the frame is how streams have always been
-  // played.
+  // Kept: one band over the whole frame, which ends at line 1031, eight lines past the frame.
   range.band_top[0] = kFrameLength / 4 + 1;
   const bool bands_present = reader.read_bit();
   if (bands_present) {

@@ -1,4 +1,4 @@
-// See fill_element.h.
+// Reads the length of the element, then its extension payload according to the type.
 #include "aacdec/syntax/fill_element.h"
 
 #include <new>
@@ -15,13 +15,13 @@ constexpr int kTypeBits = 4;
 static_assert(sizeof(SbrParser) <= kSbrScratchBytes);
 static_assert(std::is_trivially_destructible_v<SbrParser>);
 
-// Measuring has no SBR state of its own until the stream turns out to need it.
+// Constructs the SBR parser for measuring, at the first SBR payload.
 void make_sbr_parser(BlockContext& context) {
   if (context.scratch.size() < sizeof(SbrParser)) return;
   context.sbr = new (context.scratch.data()) SbrParser(kSamplingRates[context.format.sampling_index]);
 }
 
-// `payload_bits` are those behind the extension type.
+// `payload_bits` counts from the end of the extension type.
 bool parse_sbr_extension(BitReader& reader, int type, uint64_t payload_bits, SbrElement element,
                          BlockContext& context, Frame& frame) {
   context.sbr_signalled = true;
@@ -46,7 +46,7 @@ bool parse_extension_payload(BitReader& reader, uint64_t count, std::optional<Sb
       frame.dynamic_range.program_reference_level = context.program_reference_level;
       parse_dynamic_range(reader, frame.dynamic_range);
       context.program_reference_level = frame.dynamic_range.program_reference_level;
-      // What is left of the element is not skipped: a padded payload has always broken the block here.
+      // Kept: the rest of the element is not skipped, so that padding is read as the next element.
       return true;
     case kFillData:
       reader.skip(4 + 8 * (count - 1));
@@ -69,7 +69,7 @@ bool parse_fill_element(BitReader& reader, std::optional<SbrElement> element, Bl
                         Frame& frame) {
   uint64_t count = reader.read(4);
   if (count == 15) count += reader.read(8) - uint64_t{1};
-  // One payload, even if bytes are left behind it.
+  // Kept: one payload is read, even if bytes of the element remain.
   return count == 0 || parse_extension_payload(reader, count, element, context, frame);
 }
 

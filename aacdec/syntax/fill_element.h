@@ -1,4 +1,4 @@
-// fill_element of ISO/IEC 14496-3 with its one extension payload.
+// Parses a fill_element and its extension payload (ISO/IEC 14496-3, 4.4.2.1 and 4.4.2.7): DRC or SBR data.
 #pragma once
 
 #include <optional>
@@ -10,8 +10,8 @@
 
 namespace zdr::aacdec {
 
-// Reads the element behind its id. `element` is the channel element that SBR data belong to, nothing ahead of
-// the first. False makes the block invalid.
+// Reads the element from the bits after its id. `element` is the preceding channel element, to which SBR data
+// belong; nothing before the first one. False makes the block invalid.
 bool parse_fill_element(BitReader& reader, std::optional<SbrElement> element, BlockContext& context,
                         Frame& frame);
 

@@ -1,4 +1,4 @@
-// See frame_probe.h.
+// A parse that stores no values, and the update of the configuration.
 #include "aacdec/syntax/frame_probe.h"
 
 #include <memory>
@@ -17,19 +17,22 @@ bool is_probeable(const Zd_AAC_Dec_Config& config) {
          is_supported_profile(config.profile);
 }
 
-// The size is the caller's and may be anything; it wraps.
+// The size comes from the caller and may be anything; the product wraps.
 void multiply(int32_t& size, int32_t factor) {
   size = static_cast<int32_t>(static_cast<uint32_t>(size) * static_cast<uint32_t>(factor));
 }
 
-// Enters what the frame's fill elements showed. The sizes are scaled from what they were, and the channels
-// doubled, as if no frame had been probed before: a second probe of a stream with parametric stereo therefore
-// fails.
+// Updates the configuration with the extensions of the frame.
+//
+// Kept: with parametric stereo `channels` doubles at every call, so that a second probe with the same
+// configuration fails.
 bool apply_extension(const BlockContext& context, Zd_AAC_Dec_Config& config) {
   if (!context.sbr_signalled) {
     config.outputRate = config.sampleRate;
     return true;
   }
+  // Kept: compatible signalling has left `extension` 0 and doubled the sizes already; they double once more
+  // here.
   const int32_t before = config.extension;
   if (before == ZD_AAC_DEC_EXTENSION_NONE) config.outputRate = 2 * config.sampleRate;
   if (context.ps_signalled) {

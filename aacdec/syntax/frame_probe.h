@@ -1,5 +1,4 @@
-// Measuring a frame and learning from it what the configuration doesn't tell: channel count, SBR, parametric
-// stereo.
+// Measures a frame and finds out what the configuration may not say: channel count, SBR, parametric stereo.
 #pragma once
 
 #include <cstdint>
@@ -9,9 +8,9 @@
 
 namespace zdr::aacdec {
 
-// Parses the raw_data_block at the start of `data` without producing sound. True: it is whole, `frame_bytes`
-// is its length, and `config` tells what it showed. False: `frame_bytes` is unchanged, `config` may be
-// changed in part.
+// Parses the raw_data_block at the start of `data` without decoding it. True if it is complete: `frame_bytes`
+// is its length, and `config` is updated. On false `frame_bytes` is unchanged, but `config` may be partly
+// updated.
 bool probe_frame(std::span<const uint8_t> data, Zd_AAC_Dec_Config& config, int32_t& frame_bytes);
 
 }  // namespace zdr::aacdec

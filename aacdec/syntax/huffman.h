@@ -1,8 +1,8 @@
 // Huffman books as two-level look-up tables, built at compile time from {length, codeword} lists.
 //
-// The first `first_bits` bits of a word pick an entry. It is either the decoded word or, for longer codes, a
-// link to a second table that the following bits index. One or two loads decode any word, whatever its
-// length.
+// The first `first_bits` bits of a word select an entry: the decoded word, or for longer codes a link to a
+// second table that the following bits index. One or two loads decode any word. Static assertions prove that
+// each table decodes its list.
 #pragma once
 
 #include <algorithm>
@@ -16,9 +16,9 @@
 
 namespace zdr::aacdec {
 
-// A table entry: payload (11 bits) and length (5 bits). Up to kMaxCodeLength the length is that of the code
-// and the payload the decoded index; above, the entry is a link, the payload the start of the second table
-// and the rest of the length the number of bits that index it.
+// A table entry: payload (11 bits) and length (5 bits). With a length up to kMaxCodeLength, the payload is
+// the decoded index. With a greater length the entry is a link: the payload is the start of the second table,
+// and the excess of the length is the number of bits that index it.
 class HuffmanEntry {
  public:
   static constexpr int kMaxCodeLength = 20;
@@ -39,7 +39,7 @@ struct HuffmanTable {
   const HuffmanEntry* entries;
   int first_bits;
 
-  // The word at the left of `window`, which holds at least kMaxCodeLength bits.
+  // Decodes the word at the left of `window`, which holds at least kMaxCodeLength bits.
   constexpr HuffmanEntry find(uint64_t window) const {
     HuffmanEntry entry = entries[window >> (64 - first_bits)];
     if (entry.is_link()) [[unlikely]] {
@@ -48,7 +48,7 @@ struct HuffmanTable {
     }
     return entry;
   }
-  // Decodes one word from bits that are in the cache.
+  // Decodes one word, whose bits must be valid in the cache.
   int take(BitCache& bits) const {
     const HuffmanEntry entry = find(bits.window());
     bits.consume(entry.length());
@@ -61,7 +61,8 @@ struct HuffmanTable {
   }
 };
 
-// Bits that index the second table behind each value of the first `kFirstBits` bits; 0 where there is none.
+// For each value of the first `kFirstBits` bits, the number of bits that index its second table; 0 without
+// one.
 template <int kFirstBits>
 constexpr std::array<uint8_t, size_t{1} << kFirstBits> link_widths(std::span<const HuffmanCode> codes) {
   std::array<uint8_t, size_t{1} << kFirstBits> widths{};
@@ -81,14 +82,14 @@ constexpr size_t huffman_table_size(std::span<const HuffmanCode> codes) {
   return size;
 }
 
-// Every bit pattern is the start of exactly one word: the codes fill the code space with nothing left over.
+// True if the codes fill the code space: every bit pattern begins with exactly one word.
 constexpr bool is_complete(std::span<const HuffmanCode> codes) {
   uint64_t filled = 0;
   for (const HuffmanCode& code : codes) filled += uint64_t{1} << (32 - code.length);
   return filled == uint64_t{1} << 32;
 }
 
-// The table of `codes`; the decoded index of codes[i] is payloads[i], or i when there are no payloads.
+// Builds the table of `codes`; codes[i] decodes to payloads[i], or to i without payloads.
 template <int kFirstBits, size_t kSize>
 constexpr std::array<HuffmanEntry, kSize> build_huffman_table(std::span<const HuffmanCode> codes,
                                                               std::span<const uint16_t> payloads = {}) {
@@ -119,8 +120,7 @@ constexpr std::array<HuffmanEntry, kSize> build_huffman_table(std::span<const Hu
   return table;
 }
 
-// Every word of the list is found again in the table made of it; a link that did not fit its entry would show
-// here.
+// True if the table decodes every word of its list; catches links that do not fit their entries.
 constexpr bool decodes(const HuffmanTable& table, std::span<const HuffmanCode> codes,
                        std::span<const uint16_t> payloads = {}) {
   for (size_t i = 0; i < codes.size(); ++i) {
@@ -131,7 +131,7 @@ constexpr bool decodes(const HuffmanTable& table, std::span<const HuffmanCode> c
   return true;
 }
 
-// The table of a book whose decoded index is the place in its list.
+// A book whose words decode to their index in the list.
 template <const auto& kCodes, int kFirstBits>
 struct HuffmanBook {
   static_assert(is_complete(kCodes));

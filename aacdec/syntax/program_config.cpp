@@ -1,10 +1,10 @@
-// See program_config.h.
+// Reads program_config_element field by field.
 #include "aacdec/syntax/program_config.h"
 
 namespace zdr::aacdec {
 namespace {
 
-// Channels of `count` front, side or back elements.
+// The number of channels in `count` front, side or back elements.
 int count_channels(BitReader& reader, int count) {
   int channels = 0;
   for (int i = 0; i < count; ++i) {

@@ -1,4 +1,4 @@
-// The program_config_element of ISO/IEC 14496-3, as far as the decoder supports what it announces.
+// Parses a program_config_element (ISO/IEC 14496-3, 4.4.1.1) of a mono or stereo layout.
 #pragma once
 
 #include <optional>
@@ -13,9 +13,9 @@ struct ProgramConfig {
   int channels = 0;        // 1 or 2
 };
 
-// Reads the element behind its id. Nothing for a layout other than mono or stereo of at most two front, two
-// side and one back elements, for LFE and for coupling elements. Its byte alignment counts from the start of
-// the reader's data.
+// Reads the element from the bits after its id. Returns nothing unless the layout is mono or stereo, with at
+// most two front, two side and one back elements and no LFE or coupling elements. Byte alignment counts from
+// the start of the reader's data.
 std::optional<ProgramConfig> parse_program_config(BitReader& reader);
 
 }  // namespace zdr::aacdec

@@ -1,4 +1,5 @@
-// See ps_payload.h.
+// The header, the borders of the envelopes, and the two kinds of parameters: inter-channel intensity
+// differences (IID) and inter-channel coherence (ICC).
 #include "aacdec/syntax/ps_payload.h"
 
 #include <algorithm>
@@ -11,13 +12,14 @@ namespace {
 
 constexpr int kReservedMode = 6;
 constexpr int kSentBands[3] = {10, 20, kMaxPsSentBands};
-constexpr int kFineModes = 3;  // the first mode of the second kind
+constexpr int kFineModes = 3;  // the first mode with the fine quantiser
 constexpr int kMaxSentEnvelopes = 4;
 
 template <const auto& kCodes>
 using Book = HuffmanBook<kCodes, 9>;
 
-// One kind of parameter: its books along frequency and time, the index that is difference 0, and its range.
+// How one kind of parameter is coded: its books along frequency and time, the index of difference 0, the
+// valid range.
 struct ParameterCoding {
   HuffmanTable frequency;
   HuffmanTable time;
@@ -33,8 +35,8 @@ constexpr ParameterCoding kIcc{Book<kIccFreqCodes>::kTable, Book<kIccTimeCodes>:
 
 using SentParameters = int8_t[kMaxSentEnvelopes][kMaxPsSentBands];
 
-// Index differences of one envelope, along frequency or against the envelope before. Indices of a damaged
-// stream are held in their range.
+// Reads the indices of one envelope, coded as differences to the band below or to the envelope before. Clamps
+// them to their range, which damaged streams exceed.
 void parse_envelope(BitReader& reader, const ParameterCoding& coding, int bands, const int8_t* before,
                     int8_t* values) {
   const bool along_time = reader.read_bit();
@@ -48,7 +50,7 @@ void parse_envelope(BitReader& reader, const ParameterCoding& coding, int bands,
   }
 }
 
-// All envelopes of one kind; `last` is the last one of the frame before and becomes that of this frame.
+// Reads all envelopes of one kind. `last` is the last envelope of the frame before and is updated.
 void parse_parameters(BitReader& reader, const ParameterCoding& coding, int bands, int envelopes,
                       int8_t* last, SentParameters& sent) {
   const int8_t* before = last;
@@ -59,7 +61,7 @@ void parse_parameters(BitReader& reader, const ParameterCoding& coding, int band
   if (envelopes > 0) std::copy_n(before, bands, last);
 }
 
-// 34 bands fold into 20 by weighted means of neighbours: {first band, its weight, second band, its weight}.
+// 34 bands map to 20 by weighted means of neighbours: {first band, its weight, second band, its weight}.
 struct Fold {
   uint8_t first, first_weight, second, second_weight;
 };
@@ -95,7 +97,7 @@ void parse_header(BitReader& reader, PsParserState& state) {
   state.enable_extension = reader.read_bit();
 }
 
-// Number of sent envelopes and their borders. False for borders that fall.
+// Reads the number of envelopes and their borders. False if the borders are not in ascending order.
 bool parse_borders(BitReader& reader, PsFrame& frame) {
   static constexpr uint8_t kCounts[2][4] = {{0, 1, 2, 4}, {1, 2, 3, 4}};
   const bool variable = reader.read_bit();
@@ -109,8 +111,8 @@ bool parse_borders(BitReader& reader, PsFrame& frame) {
   return true;
 }
 
-// One kind of parameter of the frame, on 20 bands: as sent, and at the end the last envelope, which goes on
-// up to the frame's end.
+// Stores one kind of parameter on 20 bands: the transmitted envelopes, then the last one again, which
+// continues to the end of the frame.
 void store_parameters(const SentParameters& sent, int envelopes, int bands, int8_t (&held)[kPsBands],
                       int8_t (&stored)[kMaxPsEnvelopes][kPsBands]) {
   for (int e = 0; e < envelopes; ++e) map_to_20_bands(sent[e], bands, stored[e]);
@@ -118,14 +120,14 @@ void store_parameters(const SentParameters& sent, int envelopes, int bands, int8
   std::copy_n(held, kPsBands, stored[envelopes]);
 }
 
-// An envelope that holds the last parameters covers what the sent ones leave of the frame.
+// Adds an envelope with the last parameters if the transmitted ones end before the frame.
 void complete_borders(PsFrame& frame) {
   if (frame.envelope_count > 0 && frame.border[frame.envelope_count - 1] == kPsSlots) return;
   frame.border[frame.envelope_count++] = kPsSlots;
 }
 
-// One kind of parameter as the header has it. One that is not enabled is 0 in this frame and for the
-// differences of the next.
+// The settings of one kind of parameter. A kind that is not enabled is 0 in this frame and as the reference
+// of the next.
 struct ParameterHeader {
   bool enabled;
   int bands;

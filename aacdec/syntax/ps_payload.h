@@ -1,5 +1,6 @@
-// The parametric stereo data of an SBR payload (ISO/IEC 14496-3, subpart 8), decoded to what the stereo tool
-// applies: index arrays on 20 parameter bands and borders in QMF slots, whatever resolution was sent.
+// Parses the parametric stereo (PS) data of an SBR payload, ps_data (ISO/IEC 14496-3, subpart 8), into what
+// the stereo tool applies: indices on 20 parameter bands and borders in QMF slots, whatever resolution was
+// transmitted.
 #pragma once
 
 #include <cstdint>
@@ -10,22 +11,22 @@ namespace zdr::aacdec {
 
 inline constexpr int kPsBands = 20;
 inline constexpr int kMaxPsSentBands = 34;
-inline constexpr int kMaxPsEnvelopes = 5;  // four sent and one that fills the frame
+inline constexpr int kMaxPsEnvelopes = 5;  // four transmitted, and one that fills the frame
 inline constexpr int kPsSlots = 32;
 
-// The parameters of one frame, complete: the last envelope always ends with the frame.
+// The parameters of one frame. The last envelope always ends with the frame.
 struct PsFrame {
-  bool present = false;   // false: no usable data in this frame, the parameters of the frame before go on
+  bool present = false;   // false: no usable data in this frame; the parameters of the frame before continue
   bool fine_iid = false;  // indices of the fine quantiser, -15 to 15, else of the coarse one, -7 to 7
   uint8_t envelope_count = 0;
-  // End of each envelope in slots, 1 to 32, never falling: the parameters of envelope e are reached at slot
-  // border[e] - 1. One that ends where it begins is reached at once.
+  // End of each envelope in slots, 1 to 32, in ascending order: the parameters of envelope e are reached at
+  // slot border[e] - 1, those of an empty envelope at once.
   uint8_t border[kMaxPsEnvelopes] = {};
   int8_t iid[kMaxPsEnvelopes][kPsBands] = {};
   int8_t icc[kMaxPsEnvelopes][kPsBands] = {};  // 0 to 7
 };
 
-// What the parser remembers between frames.
+// What the parser remembers from frame to frame.
 struct PsParserState {
   bool header_seen = false;
   bool enable_iid = false;
@@ -33,10 +34,11 @@ struct PsParserState {
   bool enable_extension = false;
   uint8_t iid_mode = 0;  // 0 to 2 coarse, 3 to 5 fine, with 10, 20 and 34 bands; 6 and 7 reserved
   uint8_t icc_mode = 0;  // bands likewise
-  // The last envelope, at the resolution it was sent in: what differences along time add to.
+  // The last envelope at its transmitted resolution, to which differences along time refer.
   int8_t iid[kMaxPsSentBands] = {};
   int8_t icc[kMaxPsSentBands] = {};
-  // The same as it was applied: what a frame without envelopes repeats, whatever its header says by then.
+  // The last envelope as applied, which a frame without envelopes repeats, also after a header with other
+  // settings.
   bool held_fine_iid = false;
   int8_t held_iid[kPsBands] = {};
   int8_t held_icc[kPsBands] = {};
@@ -44,19 +46,19 @@ struct PsParserState {
 
 enum class PsResult {
   kParsed,
-  kNoHeader,  // data before the first header: they can't be read
-  kUnusable   // reserved modes, borders out of order, data behind the end of their container
+  kNoHeader,  // the first header has not arrived yet
+  kUnusable   // reserved mode, borders out of order, or data longer than their container
 };
 
-// The length of an extension, of SBR or of parametric stereo.
+// Reads the length of an extension of SBR or PS.
 inline uint64_t read_extension_bytes(BitReader& reader) {
   const uint64_t bytes = reader.read(4);
   return bytes == 15 ? bytes + reader.read(8) : bytes;
 }
 
-// Reads ps_data of at most `bits` bits. Where it ends doesn't matter to the caller, whose container has a
-// length of its own. `state` changes with kParsed only: a header counts together with its data or not at all.
-// `frame.present` says the same as kParsed.
+// Reads ps_data of at most `bits` bits. The reader's position afterwards is unspecified: the caller's
+// container has a length of its own. Only kParsed changes `state` (a header counts together with its data or
+// not at all) and sets `frame.present`.
 PsResult parse_ps_data(BitReader& reader, uint64_t bits, PsParserState& state, PsFrame& frame);
 
 }  // namespace zdr::aacdec

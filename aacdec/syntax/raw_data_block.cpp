@@ -1,4 +1,4 @@
-// See raw_data_block.h.
+// Reads the elements of a block in a loop up to ID_END.
 #include "aacdec/syntax/raw_data_block.h"
 
 #include <algorithm>
@@ -40,8 +40,8 @@ class BlockParser {
     if (context_.sbr != nullptr) {
       for (SbrChannelFrame& channel : frame_.sbr.channel) channel.status = SbrStatus::kNone;
     }
-    // Every element but a failing one consumes bits, and zeros behind the data are single channel elements,
-    // of which the third one fails.
+    // The loop ends: every element consumes bits or fails, and the zeros past the end of the data read as
+    // single channel elements, of which the third one fails.
     for (int id = next_id(); id != kEnd; id = next_id()) {
       if (!parse_element(id)) return std::nullopt;
     }
@@ -71,8 +71,8 @@ class BlockParser {
     }
   }
 
-  // The output channel of a single channel element, by its tag; -1 when there is none for it. Channel 1 is
-  // given out only behind channel 0, so that a stream of one element keeps its channel.
+  // Returns the output channel of the single channel element with `tag`, or -1 if there is none. Channel 1 is
+  // assigned only after channel 0, so that a stream of one element keeps its channel.
   int assign_channel(uint8_t tag) {
     if (channels_ >= kMaxChannels) return -1;
     uint8_t& bound = context_.tags[channels_];
@@ -100,7 +100,7 @@ class BlockParser {
   }
 
   bool parse_channel_pair() {
-    // The tag says nothing: a pair is always the only channel element.
+    // Kept: the tag of a pair is not checked; a pair is always the only channel element.
     reader_.skip(4);
     if (channels_ != 0) return false;
     frame_.is_pair = true;

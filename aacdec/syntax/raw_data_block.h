@@ -1,11 +1,10 @@
-// raw_data_block of ISO/IEC 14496-3: the elements of one frame. Measuring a frame and decoding it run the
-// same parser; measuring only leaves the values out.
+// Parses a raw_data_block (ISO/IEC 14496-3, 4.4.2.1), the elements of one frame. Decoding and measuring use
+// the same parser; measuring stores no values.
 //
-// How a decoder uses it: keep one BlockContext for the stream with `keep_values` set and `sbr` pointing at
-// its own SbrParser (null while SBR is off), one or two Frame records, and a BitReader on the access unit.
-// After a successful parse the reader stands behind END; align it to the next byte. To parse a frame a second
-// time for concealment, set `sbr` to null for that call: the payloads are then passed over and frame.sbr
-// keeps what it holds.
+// A decoder keeps one BlockContext per stream, with `keep_values` set and `sbr` pointing to its own SbrParser
+// (null while SBR is off), one or two Frame records, and a BitReader on the access unit. After a successful
+// parse the reader is just after ID_END; align it to the next byte. To parse a frame again for concealment,
+// set `sbr` to null for that call: SBR payloads are then skipped and frame.sbr is unchanged.
 #pragma once
 
 #include <optional>
@@ -16,9 +15,9 @@
 
 namespace zdr::aacdec {
 
-// Reads one block. Returns its number of channels, 1 or 2 (also kept in frame.channel_count), or nothing when
-// it is damaged, cut or not supported. After a failure frame.channel_count is that of the frame before and
-// every field is in range: with silence for spectra the record may be synthesised as it is.
+// Reads one block. Returns its number of channels, 1 or 2 (also stored in frame.channel_count), or nothing if
+// it is damaged, truncated or not supported. After a failure frame.channel_count is unchanged and every field
+// is in range: with silent spectra the frame can be synthesised.
 std::optional<int> parse_raw_data_block(BitReader& reader, BlockContext& context, Frame& frame);
 
 }  // namespace zdr::aacdec

@@ -1,4 +1,5 @@
-// The sampling rates of the sampling_frequency_index of ISO/IEC 14496-3 that the decoder supports.
+// The sampling rates that the decoder supports, in Hz, by sampling_frequency_index (ISO/IEC 14496-3,
+// 1.6.3.4).
 #pragma once
 
 #include <cstdint>
@@ -13,7 +14,7 @@ constexpr bool is_sampling_index(int index) {
   return index >= 0 && index < kSamplingRateCount;
 }
 
-// The index of `rate_hz`, or -1 when it is not a rate of the table.
+// Returns the index of `rate_hz`, or -1 if the table does not have it.
 constexpr int sampling_index_of(int32_t rate_hz) {
   for (int i = 0; i < kSamplingRateCount; ++i) {
     if (kSamplingRates[i] == rate_hz) return i;

@@ -1,159 +1,13 @@
-// See sbr_bands.h. The standard spaces the bands of the master table evenly on a logarithmic axis; here that
-// axis is log2 with 24 fraction bits. No rounding of the standard falls so close to a half that those bits
-// could miss it.
+// Derives the other band tables from the master table.
 #include "aacdec/syntax/sbr_bands.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
-#include <iterator>
+
+#include "aacdec/syntax/sbr_master_bands.h"
+#include "aacdec/syntax/sbr_octaves.h"
 
 namespace zdr::aacdec {
 namespace {
-
-constexpr int kTopBand = 64;
-constexpr int kFractionBits = 24;
-constexpr int64_t kOne = int64_t{1} << kFractionBits;
-
-constexpr int64_t log2_q24(uint32_t n) {
-  const int exponent = static_cast<int>(std::bit_width(n)) - 1;
-  uint64_t mantissa = uint64_t{n} << (31 - exponent);  // 1 to 2, 31 fraction bits
-  int64_t result = exponent;
-  for (int i = 0; i < kFractionBits; ++i) {
-    mantissa = mantissa * mantissa >> 31;
-    const bool carry = mantissa >> 32 != 0;
-    if (carry) mantissa >>= 1;
-    result = result * 2 + (carry ? 1 : 0);
-  }
-  return result;
-}
-
-constexpr auto kLog2 = [] {
-  std::array<int64_t, 2 * kTopBand + 2> table{};
-  for (uint32_t n = 1; n < table.size(); ++n) table[n] = log2_q24(n);
-  return table;
-}();
-
-constexpr int64_t log2_of(int n) {
-  return kLog2[static_cast<size_t>(n)];
-}
-
-constexpr int64_t round_quotient(int64_t numerator, int64_t denominator) {
-  return (2 * numerator + denominator) / (2 * denominator);
-}
-
-// round(2^x), at most kTopBand: the largest n with n - 1/2 not above 2^x.
-int round_exp2(int64_t x_q24) {
-  int n = 1;
-  while (n < kTopBand && log2_of(2 * n + 1) - kOne <= x_q24) ++n;
-  return n;
-}
-
-// Differences of the borders round(first * (last / first)^(j / count)), smallest first.
-void geometric_widths(int first, int last, int count, int* widths) {
-  const int64_t start = log2_of(first);
-  const int64_t span = log2_of(last) - start;
-  int previous = first;
-  for (int j = 1; j <= count; ++j) {
-    const int border = j == count ? last : round_exp2(start + span * j / count);
-    widths[j - 1] = border - previous;
-    previous = border;
-  }
-  std::sort(widths, widths + count);
-}
-
-// start_freq moves the first band around a fixed frequency; the offsets depend on the SBR rate.
-int first_master_band(int start_freq, int32_t rate) {
-  static constexpr int8_t kOffsets[6][16] = {{-8, -7, -6, -5, -4, -3, -2, -1, 0, 1, 2, 3, 4, 5, 6, 7},
-                                             {-5, -4, -3, -2, -1, 0, 1, 2, 3, 4, 5, 6, 7, 9, 11, 13},
-                                             {-5, -3, -2, -1, 0, 1, 2, 3, 4, 5, 6, 7, 9, 11, 13, 16},
-                                             {-6, -4, -2, -1, 0, 1, 2, 3, 4, 5, 6, 7, 9, 11, 13, 16},
-                                             {-4, -2, -1, 0, 1, 2, 3, 4, 5, 6, 7, 9, 11, 13, 16, 20},
-                                             {-2, -1, 0, 1, 2, 3, 4, 5, 6, 7, 9, 11, 13, 16, 20, 24}};
-  // Highest rate of each row; 64000 and below share the fifth, all above the sixth.
-  static constexpr int32_t kRowLimits[5] = {16000, 22050, 24000, 32000, 64000};
-  const auto row = std::lower_bound(std::begin(kRowLimits), std::end(kRowLimits), rate) - kRowLimits;
-  const int64_t start_hz = rate < 32000 ? 3000 : rate < 64000 ? 4000 : 5000;
-  return static_cast<int>(round_quotient(start_hz * 128, rate)) + kOffsets[row][start_freq];
-}
-
-int last_master_band(int stop_freq, int32_t rate, int k0) {
-  if (stop_freq == 14) return std::min(kTopBand, 2 * k0);
-  if (stop_freq == 15) return std::min(kTopBand, 3 * k0);
-  const int64_t stop_hz = rate < 32000 ? 6000 : rate < 64000 ? 8000 : 10000;
-  const int stop_min = static_cast<int>(round_quotient(stop_hz * 128, rate));
-  int widths[13];
-  geometric_widths(stop_min, kTopBand, 13, widths);
-  int band = stop_min;
-  for (int i = 0; i < stop_freq; ++i) band += widths[i];
-  return std::min(kTopBand, band);
-}
-
-// Bands that SBR may span. The middle limit is tighter than the standard's 45, and kept.
-int max_span(int32_t rate) {
-  if (rate >= 48000) return 32;
-  return rate > 32000 ? 35 : 48;
-}
-
-void store_running_sums(int first, const int* widths, int count, uint8_t* borders) {
-  borders[0] = static_cast<uint8_t>(first);
-  for (int i = 0; i < count; ++i) borders[i + 1] = static_cast<uint8_t>(borders[i] + widths[i]);
-}
-
-// freq_scale 0: bands of equal width, the remainder spread over the first or last ones.
-void build_linear_master(bool wide, SbrBandTables& tables) {
-  const int span = tables.k2 - tables.k0;
-  const int width = wide ? 2 : 1;
-  const int count = wide ? 2 * ((span + 2) / 4) : 2 * (span / 2);
-  int widths[kMaxSbrBands] = {};
-  std::fill(widths, widths + count, width);
-  int rest = span - count * width;
-  for (int i = 0; rest < 0 && i < count; ++i, ++rest) --widths[i];
-  for (int i = count - 1; rest > 0 && i >= 0; --i, --rest) ++widths[i];
-  tables.master_count = static_cast<uint8_t>(count);
-  store_running_sums(tables.k0, widths, count, tables.master);
-}
-
-// The upper region must not begin with bands narrower than the last ones of the lower region.
-void widen_first_band(int least, int* widths, int count) {
-  if (widths[0] >= least) return;
-  const int change = std::min(least - widths[0], (widths[count - 1] - widths[0]) / 2);
-  widths[0] += change;
-  widths[count - 1] -= change;
-  std::sort(widths, widths + count);
-}
-
-// freq_scale 1 to 3: a number of bands an octave; above one octave a second region, which alter_scale makes
-// coarser.
-bool build_logarithmic_master(const SbrHeader& header, SbrBandTables& tables) {
-  static constexpr int kBandsPerOctave[4] = {0, 12, 10, 8};
-  const int64_t per_octave = kBandsPerOctave[header.freq_scale];
-  const bool two_regions = 49 * tables.k2 > 110 * tables.k0;
-  const int k1 = two_regions ? 2 * tables.k0 : tables.k2;
-
-  const auto lower_octaves = log2_of(k1) - log2_of(tables.k0);
-  const int lower = 2 * static_cast<int>(round_quotient(per_octave * lower_octaves, 2 * kOne));
-  int upper = 0;
-  if (two_regions) {
-    const int64_t warp_tenths = header.alter_scale != 0 ? 13 : 10;
-    const auto upper_octaves = log2_of(tables.k2) - log2_of(k1);
-    upper = 2 * static_cast<int>(round_quotient(per_octave * upper_octaves * 10, 2 * warp_tenths * kOne));
-  }
-  // More bands than there is room for would need widths of 0.
-  if (lower < 1 || lower + upper > kMaxSbrBands) return false;
-
-  int widths[kMaxSbrBands];
-  geometric_widths(tables.k0, k1, lower, widths);
-  if (widths[0] < 1) return false;
-  if (upper > 0) {
-    geometric_widths(k1, tables.k2, upper, widths + lower);
-    widen_first_band(widths[lower - 1], widths + lower, upper);
-    if (widths[lower] < 1) return false;
-  }
-  tables.master_count = static_cast<uint8_t>(lower + upper);
-  store_running_sums(tables.k0, widths, lower + upper, tables.master);
-  return true;
-}
 
 bool derive_tables(const SbrHeader& header, SbrBandTables& tables) {
   if (header.xover_band >= tables.master_count) return false;
@@ -172,7 +26,7 @@ bool derive_tables(const SbrHeader& header, SbrBandTables& tables) {
 
 bool build_noise_bands(const SbrHeader& header, SbrBandTables& tables) {
   const int64_t octaves = log2_of(tables.k2) - log2_of(tables.kx);
-  const int count = std::max(1, static_cast<int>(round_quotient(header.noise_bands * octaves, kOne)));
+  const int count = std::max(1, static_cast<int>(round_quotient(header.noise_bands * octaves, kOctave)));
   if (count > kMaxNoiseBands) return false;
   tables.noise_count = static_cast<uint8_t>(count);
   tables.noise[0] = tables.low[0];
@@ -184,8 +38,8 @@ bool build_noise_bands(const SbrHeader& header, SbrBandTables& tables) {
   return true;
 }
 
-// Where the next patch ends: the highest border, from `index` down, that source bands below the core's end
-// can reach.
+// Returns the end of the next patch: the highest border, from `index` down, that source bands below
+// `source_end` can reach.
 int patch_end(const SbrBandTables& tables, int index, int source_end, int& odd) {
   for (;; --index) {
     const int end = tables.master[index];
@@ -194,8 +48,8 @@ int patch_end(const SbrBandTables& tables, int index, int source_end, int& odd) 
   }
 }
 
-// Five patches are kept; what a sixth would fill stays silent. Of those kept a narrow last one is dropped
-// unless it is the only one.
+// Kept: at most five patches, so that the bands of a sixth stay silent; a last patch of one or two bands is
+// dropped unless it is the only one.
 bool build_patches(int32_t rate, SbrBandTables& tables) {
   const int target_end = tables.kx + tables.m;
   const int goal = static_cast<int>(round_quotient(2048000, rate));
@@ -207,7 +61,7 @@ bool build_patches(int32_t rate, SbrBandTables& tables) {
   int source_end = tables.k0;
   int done = tables.kx;
   int count = 0;
-  int in_vain = 0;
+  int empty_rounds = 0;
   for (int end = 0; end != target_end && count < kMaxPatches;) {
     int odd = 0;
     end = patch_end(tables, index, source_end, odd);
@@ -218,11 +72,12 @@ bool build_patches(int32_t rate, SbrBandTables& tables) {
       tables.patch_width[count] = static_cast<uint8_t>(width);
       ++count;
       done = source_end = end;
-      in_vain = 0;
+      empty_rounds = 0;
     } else {
-      // Again from the core's end, then with the last index; a third time would go on for ever.
+      // Retry from the core's end, then with the last index; after a third empty round the search would not
+      // end.
       source_end = tables.kx;
-      if (++in_vain == 3) return false;
+      if (++empty_rounds == 3) return false;
     }
     if (tables.master[index] - end < 3) index = last;
   }
@@ -231,7 +86,7 @@ bool build_patches(int32_t rate, SbrBandTables& tables) {
   return true;
 }
 
-// The borders of the patches, both ends included.
+// The borders of the patches, including both ends.
 struct PatchBorders {
   explicit PatchBorders(const SbrBandTables& tables)
       : count(std::min<int>(tables.patch_count, kMaxPatches) + 1) {
@@ -246,14 +101,14 @@ struct PatchBorders {
   uint8_t border[kMaxPatches + 1];
 };
 
-// Joins neighbours that are closer than 0.49 of a limiter band, keeping patch borders where possible. Returns
-// the new end of the sorted borders.
+// Removes borders that are closer than 0.49 limiter bands to their neighbour, patch borders last. Returns the
+// new end of the sorted borders.
 uint8_t* join_close_borders(int64_t bands_per_octave_tenths, const PatchBorders& patches, uint8_t* borders,
                             uint8_t* end) {
   const auto remove = [&end](uint8_t* border) { end = std::copy(border + 1, end, border); };
   for (uint8_t* border = borders + 1; border < end;) {
     const int64_t octaves = log2_of(*border) - log2_of(*(border - 1));
-    if (octaves * bands_per_octave_tenths * 10 >= kOne * 49) {
+    if (octaves * bands_per_octave_tenths * 10 >= kOctave * 49) {
       ++border;
     } else if (*border == *(border - 1) || !patches.contains(*border)) {
       remove(border);
@@ -270,20 +125,9 @@ uint8_t* join_close_borders(int64_t bands_per_octave_tenths, const PatchBorders&
 
 bool build_sbr_bands(const SbrHeader& header, int32_t sbr_rate_hz, SbrBandTables& tables) {
   tables = {};
-  const int k0 = first_master_band(header.start_freq, sbr_rate_hz);
-  const int k2 = last_master_band(header.stop_freq, sbr_rate_hz, k0);
-  if (k2 - k0 > max_span(sbr_rate_hz)) return false;
-  tables.k0 = static_cast<uint8_t>(k0);
-  tables.k2 = static_cast<uint8_t>(k2);
-  tables.kx = static_cast<uint8_t>(k0);
-  // No room above the core is no error: the payload is then read with no bands at all.
-  if (k2 - k0 < 1) return true;
-
-  if (header.freq_scale == 0) {
-    build_linear_master(header.alter_scale != 0, tables);
-  } else if (!build_logarithmic_master(header, tables)) {
-    return false;
-  }
+  if (!build_master_bands(header, sbr_rate_hz, tables)) return false;
+  // Kept: no room above the core is not an error; the payload is then read without any bands.
+  if (tables.k2 <= tables.k0) return true;
   return derive_tables(header, tables) && build_noise_bands(header, tables) &&
          build_patches(sbr_rate_hz, tables);
 }
@@ -302,7 +146,7 @@ void build_limiter_bands(const SbrHeader& header, SbrBandTables& tables) {
   uint8_t* end = std::copy_n(tables.low, tables.low_count + 1, borders);
   if (patches.count > 2) end = std::copy(patches.border + 1, patches.border + patches.count - 1, end);
   std::sort(borders, end);
-  // 1.2, 2 or 3 bands an octave.
+  // 1.2, 2 or 3 bands per octave.
   static constexpr int64_t kBandsPerOctaveTenths[4] = {0, 12, 20, 30};
   end = join_close_borders(kBandsPerOctaveTenths[header.limiter_bands], patches, borders, end);
   tables.limiter_count = static_cast<uint8_t>(end - borders - 1);

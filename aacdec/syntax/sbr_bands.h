@@ -1,68 +1,17 @@
-// The frequency band tables of SBR (ISO/IEC 14496-3, 4.6.18.3): which QMF bands the master, high, low, noise
-// and limiter tables border, and from where the patches are copied. Built from a header when a field they
-// depend on changes.
+// Builds the frequency band tables of SBR (ISO/IEC 14496-3, 4.6.18.3.2): master, high, low, noise and limiter
+// bands, and the source of each patch. Rebuilt when a header changes a field that they depend on.
 //
-// All borders are QMF bands 0 to 64 at the 64-band resolution of the SBR rate (twice the core rate). Integer
-// arithmetic only, so that every machine gets the same tables.
+// Integer arithmetic only, so that every machine computes the same tables.
 #pragma once
 
 #include <cstdint>
 
+#include "aacdec/syntax/sbr_band_tables.h"
+
 namespace zdr::aacdec {
 
-inline constexpr int kMaxSbrBands = 48;  // of the master table, and so of the high resolution table
-inline constexpr int kMaxLowBands = 24;
-inline constexpr int kMaxNoiseBands = 5;
-inline constexpr int kMaxPatches = 5;
-inline constexpr int kMaxLimiterBands = kMaxLowBands + kMaxPatches - 1;
-
-// The fields of sbr_header. The values here are those in force before the first header, and fields of an
-// extra part that a header leaves out keep their value.
-struct SbrHeader {
-  uint8_t amp_res = 1;  // 0: steps of 1.5 dB, 1: of 3 dB
-  uint8_t start_freq = 5;
-  uint8_t stop_freq = 0;
-  uint8_t xover_band = 0;
-  uint8_t freq_scale = 2;
-  uint8_t alter_scale = 2;  // 0 or not 0: a stream can only say 0 or 1
-  uint8_t noise_bands = 2;
-  uint8_t limiter_bands = 2;
-  uint8_t limiter_gains = 2;
-  uint8_t interpol_freq = 1;
-  uint8_t smoothing_mode = 1;  // 0: smoothing on
-
-  bool operator==(const SbrHeader&) const = default;
-};
-
-struct SbrBandTables {
-  uint8_t k0 = 0;  // first band of the master table
-  uint8_t k2 = 0;  // its end
-  uint8_t kx = 0;  // first band that SBR makes
-  uint8_t m = 0;   // number of bands that SBR makes: kx to kx + m - 1
-  // Numbers of bands; each border array has one entry more. All 0 when the header leaves no room for SBR.
-  uint8_t master_count = 0;
-  uint8_t high_count = 0;
-  uint8_t low_count = 0;
-  uint8_t noise_count = 0;
-  uint8_t limiter_count = 0;
-  uint8_t patch_count = 0;
-  uint8_t master[kMaxSbrBands + 1] = {};
-  uint8_t high[kMaxSbrBands + 1] = {};
-  uint8_t low[kMaxLowBands + 1] = {};
-  uint8_t noise[kMaxNoiseBands + 1] = {};
-  uint8_t limiter[kMaxLimiterBands + 1] = {};
-  // Patch p copies bands patch_start[p] .. patch_start[p] + patch_width[p] - 1 to the bands that follow those
-  // of patch p - 1, from kx on. The last patch may end before kx + m; bands above it stay silent.
-  uint8_t patch_start[kMaxPatches] = {};
-  uint8_t patch_width[kMaxPatches] = {};
-
-  // Borders of resolution `high_resolution`, as the envelopes use them.
-  const uint8_t* envelope_borders(bool high_resolution) const { return high_resolution ? high : low; }
-  int envelope_bands(bool high_resolution) const { return high_resolution ? high_count : low_count; }
-};
-
-// Builds everything but the limiter table. False when the header doesn't describe valid tables; `tables` is
-// then unspecified. `sbr_rate_hz` is twice the core rate.
+// Builds everything except the limiter table. `sbr_rate_hz` is twice the core rate. False if the header does
+// not describe valid tables; `tables` is unspecified then.
 bool build_sbr_bands(const SbrHeader& header, int32_t sbr_rate_hz, SbrBandTables& tables);
 
 // Builds the limiter table from the low table and the patches.

@@ -1,4 +1,4 @@
-// The Huffman books of the differences and the sums over them.
+// The Huffman books of the differences, and the sums over them.
 #include "aacdec/syntax/sbr_deltas.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 namespace zdr::aacdec {
 namespace {
 
-// A book of differences: the middle index is 0.
+// A book of differences; its middle index is difference 0.
 struct DifferenceBook {
   HuffmanTable table;
   int offset;
@@ -21,7 +21,7 @@ constexpr DifferenceBook difference_book() {
   return {HuffmanBook<kCodes, 9>::kTable, static_cast<int>(std::size(kCodes)) / 2};
 }
 
-// How one kind of value is coded: the width of a start value, the books along frequency and time.
+// How one kind of value is coded: the width of a start value in bits, the books along frequency and time.
 struct DeltaCoding {
   int start_bits;
   DifferenceBook frequency;
@@ -35,7 +35,7 @@ constexpr DeltaCoding kEnvelopeCoding[2][2] = {
     {{6, difference_book<kBalanceFreq15Codes>(), difference_book<kBalanceTime15Codes>()},
      {5, difference_book<kBalanceFreq30Codes>(), difference_book<kBalanceTime30Codes>()}}};
 
-// By [balance]; along frequency noise shares the books of the 3 dB envelopes.
+// By [balance]. Along frequency, noise floors share the books of the 3 dB envelopes.
 constexpr DeltaCoding kNoiseCoding[2] = {
     {5, difference_book<kLevelFreq30Codes>(), difference_book<kNoiseTimeCodes>()},
     {5, difference_book<kBalanceFreq30Codes>(), difference_book<kNoiseBalanceTimeCodes>()}};
@@ -44,13 +44,13 @@ int read_difference(BitReader& reader, const DifferenceBook& book) {
   return book.table.read(reader) - book.offset;
 }
 
-// Sums of differences that a damaged stream adds up frame after frame must not leave their type.
+// Clamps a sum of differences, which damaged streams let grow from frame to frame, to the range of its type.
 int16_t limited(int value) {
   return static_cast<int16_t>(std::clamp(value, -32768, 32767));
 }
 
-// Values along frequency: a start value and differences to the band below. The start value is sent even when
-// the tables are empty.
+// Reads values along frequency: a start value, then differences to the band below. The start value is
+// transmitted even if the tables are empty.
 void read_along_frequency(BitReader& reader, const DeltaCoding& coding, int factor, int count,
                           int16_t* values) {
   int value = factor * static_cast<int>(reader.read(coding.start_bits));
@@ -64,8 +64,8 @@ void parse_direction_flags(BitReader& reader, int count, bool* flags) {
   for (int i = 0; i < count; ++i) flags[i] = reader.read_bit();
 }
 
-// The band of the reference envelope that a time difference of band `band` adds to, when the resolutions
-// differ: the low band that covers a high one, or the high band that begins with a low one.
+// The band of the envelope before to which a time difference of `band` refers. With different resolutions
+// this is the low band that covers a high one, or the high band that begins with a low one.
 int reference_band(int band, bool high_now, bool high_before, int high_count) {
   const int odd = high_count % 2;
   if (high_now == high_before) return band;

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "aacdec/syntax/ps_payload.h"
-#include "aacdec/syntax/sbr_bands.h"
+#include "aacdec/syntax/sbr_band_tables.h"
 #include "aacdec/syntax/sbr_grid.h"
 
 namespace zdr::aacdec {

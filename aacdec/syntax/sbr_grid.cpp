@@ -1,4 +1,4 @@
-// See sbr_grid.h.
+// The four frame classes: both borders fixed (FIXFIX), one variable (FIXVAR, VARFIX), both variable (VARVAR).
 #include "aacdec/syntax/sbr_grid.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@ int read_length(BitReader& reader) {
   return 2 * static_cast<int>(reader.read(2)) + 2;
 }
 
-// The borders of a class with variable ends, before they are known to be in order.
+// The borders of a class with variable ends, before their order has been checked.
 struct Borders {
   int envelopes = 0;
   int border[kMaxEnvelopes + 1] = {};
@@ -54,7 +54,7 @@ bool read_borders(BitReader& reader, FrameClass frame_class, Borders& borders) {
 
 bool store_borders(const Borders& borders, SbrGrid& grid) {
   grid.envelope_count = static_cast<uint8_t>(borders.envelopes);
-  // Lengths counted from both ends may cross; the outer borders are in range by their coding.
+  // Lengths counted from both ends may cross; the coding limits the outer borders.
   for (int i = 0; i < borders.envelopes; ++i) {
     if (borders.border[i] >= borders.border[i + 1]) return false;
   }
@@ -68,7 +68,7 @@ int pointer_bits(int envelopes) {
   return envelopes < 4 ? 2 : 3;
 }
 
-// The border that parts the two noise floors, as an envelope index.
+// The border between the two noise floors, as an envelope index.
 int middle_noise_border(FrameClass frame_class, int envelopes, int pointer) {
   switch (frame_class) {
     case FrameClass::kFixFix:
@@ -119,7 +119,7 @@ bool parse_sbr_grid(BitReader& reader, SbrGrid& grid) {
   const int envelopes = borders.envelopes;
   const int pointer = static_cast<int>(reader.read(pointer_bits(envelopes)));
   if (pointer > envelopes + 1) return false;
-  // FIXVAR names its envelopes from the end.
+  // FIXVAR lists its envelopes from the end.
   const bool backwards = grid.frame_class == FrameClass::kFixVar;
   for (int i = 0; i < envelopes; ++i) {
     grid.high_resolution[backwards ? envelopes - 1 - i : i] = reader.read_bit();

@@ -1,8 +1,8 @@
-// The time grid of an SBR frame (ISO/IEC 14496-3, sbr_grid): how the frame is cut into envelopes and noise
-// floors.
+// The time grid of an SBR frame, sbr_grid (ISO/IEC 14496-3, 4.6.18.3.3): its division into envelopes and
+// noise floors.
 //
-// Borders are in time slots of two QMF slots, from the start of the frame; a frame is 16 of them, and its
-// last border may lie up to 3 slots in the next frame.
+// Borders are in time slots of two QMF slots, from the start of the frame. A frame has 16 of them, and its
+// last border may be up to 3 slots into the next frame.
 #pragma once
 
 #include <cstdint>
@@ -21,17 +21,17 @@ struct SbrGrid {
   FrameClass frame_class = FrameClass::kFixFix;
   uint8_t envelope_count = 0;  // 1 to 5
   uint8_t noise_count = 0;     // 1 with a single envelope, else 2
-  // Strictly rising. The first one need not continue the frame before when frames were lost.
+  // Strictly ascending. After lost frames, border[0] need not continue the frame before.
   uint8_t border[kMaxEnvelopes + 1] = {};
-  // Borders of the noise floors, a subset of the above; the two floors' common border may be an outer one.
+  // Borders of the noise floors, a subset of `border`; the common border of two floors may be an outer one.
   uint8_t noise_border[kMaxNoiseFloors + 1] = {};
   bool high_resolution[kMaxEnvelopes] = {};
-  // The envelope that starts with a transient; -1: none; envelope_count: the first one of the next frame.
+  // The envelope that begins with a transient; -1: none; envelope_count: the first one of the next frame.
   int8_t transient = -1;
 };
 
-// Reads sbr_grid of one channel. False for more than five envelopes, borders that don't rise and a transient
-// pointer behind the envelopes.
+// Reads sbr_grid of one channel. False for more than five envelopes, borders that are not ascending, or a
+// transient pointer past the envelopes.
 bool parse_sbr_grid(BitReader& reader, SbrGrid& grid);
 
 }  // namespace zdr::aacdec

@@ -1,9 +1,9 @@
-// See sbr_payload.h. The functions follow the syntax of sbr_extension_data from the outside in, last ones
-// first.
+// The functions follow the syntax of sbr_extension_data from the inside out.
 #include "aacdec/syntax/sbr_payload.h"
 
 #include <algorithm>
 
+#include "aacdec/syntax/sbr_bands.h"
 #include "aacdec/syntax/sbr_deltas.h"
 
 namespace zdr::aacdec {
@@ -24,7 +24,7 @@ void parse_sinusoids(BitReader& reader, SbrChannelFrame& channel) {
   }
 }
 
-// A frame of a single envelope on the fixed grid is always coded in fine steps.
+// A FIXFIX frame with a single envelope is always coded in steps of 1.5 dB.
 uint8_t effective_amp_res(const SbrChannelFrame& channel) {
   const bool single = channel.grid.frame_class == FrameClass::kFixFix && channel.grid.envelope_count == 1;
   return single ? uint8_t{0} : channel.header.amp_res;
@@ -36,8 +36,9 @@ bool parse_grid(BitReader& reader, SbrChannelFrame& channel) {
   return true;
 }
 
-// bs_extended_data: a byte-counted container of one extension. Whatever follows it is padding, also if it
-// looks like another one.
+// Reads bs_extended_data, a container with a length in bytes.
+//
+// Kept: one extension is read and everything after it is padding; PS data in a channel pair are skipped.
 void parse_extended_data(BitReader& reader, bool pair, SbrParserState& state, SbrChannelFrame& channel,
                          bool& ps_signalled) {
   constexpr uint32_t kParametricStereo = 2;
@@ -71,7 +72,7 @@ bool parse_single_channel_element(BitReader& reader, SbrParserState& state, SbrC
   return true;
 }
 
-// The second channel of a coupled pair runs on the first one's grid and filters.
+// The second channel of a coupled pair shares the grid and the inverse filtering modes of the first.
 bool parse_coupled_pair(BitReader& reader, SbrParserState* states, SbrChannelFrame* channels) {
   SbrChannelFrame& left = channels[0];
   SbrChannelFrame& right = channels[1];
@@ -124,7 +125,8 @@ SbrHeader read_header(BitReader& reader, SbrHeader header) {
   reader.skip(2);
   const bool extra_1 = reader.read_bit();
   const bool extra_2 = reader.read_bit();
-  // Without its flag a group keeps the values of the header before; it does not fall back to defaults.
+  // Kept: without its flag a group retains the values of the header before instead of returning to the
+  // defaults.
   if (extra_1) {
     header.freq_scale = field(2);
     header.alter_scale = field(1);
@@ -144,8 +146,8 @@ bool same_bands(const SbrHeader& a, const SbrHeader& b) {
          a.freq_scale == b.freq_scale && a.alter_scale == b.alter_scale && a.noise_bands == b.noise_bands;
 }
 
-// Header and tables are taken over together, or not at all: a header that comes again must not meet tables of
-// another.
+// Header and tables are stored together or not at all, because a repeated header relies on the tables stored
+// with it.
 bool parse_header(BitReader& reader, int32_t sbr_rate_hz, SbrParserState& state) {
   const SbrHeader header = read_header(reader, state.header);
   const bool bands_changed = state.header_missing || !same_bands(header, state.header);
@@ -163,7 +165,7 @@ bool parse_header(BitReader& reader, int32_t sbr_rate_hz, SbrParserState& state)
   return true;
 }
 
-// What the next frame's time differences start from.
+// Stores the values to which the time differences of the next frame refer.
 void remember_last_values(const SbrChannelFrame& channel, SbrParserState& state) {
   const int last_envelope = channel.grid.envelope_count - 1;
   const int last_floor = channel.grid.noise_count - 1;
@@ -183,9 +185,11 @@ SbrResult parse_sbr_payload(BitReader& reader, bool with_crc, SbrElement element
   const int count = element.pair ? 2 : 1;
 
   for (int c = 0; c < count; ++c) channels[c].status = SbrStatus::kNoHeader;
+  // Kept: the check word is not verified.
   if (with_crc) reader.skip(kCrcBits);
   const bool has_header = reader.read_bit();
   if (has_header && !parse_header(reader, parser.sbr_rate_hz, states[0])) return SbrResult::kInvalidBands;
+  // Kept: SBR data before the first header are not an error; the frame is decoded without them.
   if (states[0].header_missing) return SbrResult::kNoHeader;
 
   for (int c = 0; c < count; ++c) {

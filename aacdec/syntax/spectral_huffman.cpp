@@ -1,4 +1,4 @@
-// See spectral_huffman.h. Two shapes of loop: books 1 to 4 code four values a word, 5 to 11 two.
+// Books 1 to 4 code four values per word, 5 to 11 two; book 11 has escapes.
 #include "aacdec/syntax/spectral_huffman.h"
 
 #include <array>
@@ -14,7 +14,7 @@ namespace {
 // Index bits of the first table; the books need at most 9 more.
 constexpr int kFirstBits = 10;
 
-// How the index of a codeword is split into values (ISO/IEC 14496-3, subpart 4, spectral books).
+// How the index of a codeword is split into values (ISO/IEC 14496-3, 4.6.3.3).
 struct BookShape {
   int dimension;
   int modulus;
@@ -35,13 +35,13 @@ constexpr BookShape kShapes[12] = {{},
                                    {2, 13, 0, true},
                                    {2, 17, 0, true}};
 
-// Payloads of the tables: the place of the signed values in kQuads or kPairs.
+// The payloads of the tables are indices of kQuads or kPairs.
 using Quad = std::array<int16_t, 4>;
 using Pair = std::array<int16_t, 2>;
 constexpr int kQuadCount = 5 * 5 * 5 * 5;
 constexpr int kEscapeMagnitude = 16;
 constexpr int kPlainSide = 2 * kEscapeMagnitude - 1;
-// Pairs with an escape stand behind all the others, so that one comparison finds them.
+// Pairs with an escape come after all others, so that one comparison finds them.
 constexpr int kFirstEscapePair = kPlainSide * kPlainSide;
 constexpr int kPairCount = (kPlainSide + 2) * (kPlainSide + 2);
 
@@ -91,7 +91,7 @@ constexpr int payload_of(const int* values, int dimension) {
   return kPairIndex[static_cast<size_t>(row) * (kPlainSide + 2) + static_cast<size_t>(column)];
 }
 
-// Values of codeword `index`, and how many of them are followed by a sign bit.
+// Splits a codeword's index into values. Returns the number of sign bits that follow the codeword.
 constexpr int split_index(const BookShape& shape, int index, int* values) {
   int signs = 0;
   for (int k = shape.dimension - 1; k >= 0; --k, index /= shape.modulus) {
@@ -114,7 +114,7 @@ struct SignedCodes {
   std::array<uint16_t, kCount> payloads{};
 };
 
-// Every codeword with every pattern of its sign bits, as one list of longer words.
+// Lists every codeword with every pattern of its sign bits.
 template <size_t kCount>
 constexpr SignedCodes<kCount> merge_signs(std::span<const HuffmanCode> codes, const BookShape& shape) {
   SignedCodes<kCount> merged;
@@ -186,8 +186,9 @@ void decode_pairs(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
   }
 }
 
-// N ones, a zero and N + 4 bits w stand for 2^(N+4) + w. Streams keep N to 8; more is read all the same, and
-// of the value only 16 bits are kept.
+// Reads an escape: N ones, a zero, and N + 4 bits w code 2^(N+4) + w.
+//
+// Kept: valid streams have N up to 8, but any N is accepted; the result is truncated to 16 bits.
 uint16_t read_escape(BitCache& bits) {
   uint64_t prefix = 0;
   bits.refill();

@@ -1,9 +1,8 @@
-// Decoding of runs of quantised spectral values (ISO/IEC 14496-3, spectral_data), the hottest loop of the
-// parser.
+// Decodes runs of quantised spectral values (ISO/IEC 14496-3, 4.6.3), the hottest loop of the parser.
 //
-// The books that keep the sign bits apart from the codeword are merged with them at compile time: a codeword
-// and its sign bits are one longer word of a signed book, so that every word is one look-up and the values
-// come from a table. Only the escapes of book 11 are read from the stream behind the word.
+// Where a book transmits sign bits after the codeword, codeword and sign bits are merged at compile time into
+// one longer word of a signed book: every word is one look-up, and the values come from a table. Only the
+// escapes of book 11 are read separately.
 #pragma once
 
 #include <cstdint>
@@ -16,13 +15,12 @@ namespace zdr::aacdec {
 inline constexpr int kFirstSpectralBook = 1;
 inline constexpr int kLastSpectralBook = 11;
 
-// Decodes values.size() values (a multiple of 4) of book `book` (1 to 11) from the reader's position and
-// moves it. False when a word ended behind the data; the values are then meaningless. An escape prefix may
-// have any length: the value keeps its low 16 bits, and a magnitude of 8192 and more is for the dequantiser
-// to reject.
+// Reads values.size() values (a multiple of 4) of book `book` (1 to 11). False if a word extends past the end
+// of the data; the values are unspecified then. Magnitudes of 8192 and more, which are invalid, are left to
+// the dequantiser to reject.
 bool decode_spectral_values(BitReader& reader, int book, std::span<int16_t> values);
 
-// The same without keeping the values, for measuring a frame.
+// The same without storing the values, for measuring a frame.
 bool skip_spectral_values(BitReader& reader, int book, int count);
 
 }  // namespace zdr::aacdec

@@ -1,4 +1,4 @@
-// See stream_header.h.
+// Reads ADTS and ADIF headers field by field.
 #include "aacdec/syntax/stream_header.h"
 
 #include "aacdec/syntax/sampling_rates.h"
@@ -28,8 +28,8 @@ AdtsHeader parse_adts_header(BitReader& reader) {
   header.frame_length = static_cast<int>(reader.read(13));
   reader.skip(11);  // adts_buffer_fullness
   header.raw_data_blocks = static_cast<int>(reader.read(2));
-  // Only the check word itself is passed over, also where several blocks would have a table of positions
-  // before it.
+  // Kept: the check word is not verified. Only its 16 bits are skipped, even where a frame of several blocks
+  // has a table of positions before it.
   if (!protection_absent) reader.skip(16);
   return header;
 }

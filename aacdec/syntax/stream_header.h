@@ -1,5 +1,5 @@
-// The headers of AAC elementary streams: adts_fixed_header and adts_variable_header, and adif_header, of
-// ISO/IEC 14496-3.
+// Parses the headers of AAC elementary streams (ISO/IEC 14496-3, 1.A): ADTS (adts_fixed_header,
+// adts_variable_header) and ADIF (adif_header).
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace zdr::aacdec {
 
-// Bytes that must be there before a header is looked for.
+// The least number of bytes in which a header is looked for.
 inline constexpr int kMinHeaderBytes = 8;
 
 inline constexpr int kAdtsSyncBits = 12;
@@ -24,19 +24,19 @@ struct AdtsHeader {
   int frame_length = 0;           // bytes, header included
   int raw_data_blocks = 0;        // number_of_raw_data_blocks_in_frame: blocks of the frame minus one
 
-  // A stream that the decoder can be configured for, the channels aside.
+  // True if the decoder supports the stream, apart from the channel configuration.
   bool is_accepted() const;
 };
 
-// Reads the header behind its syncword. The check word is passed over.
+// Reads the header from the bits after its syncword. The check word is skipped.
 AdtsHeader parse_adts_header(BitReader& reader);
 
-// Reads adif_header from its id on. Nothing unless it holds exactly one program_config_element that is
-// supported.
+// Reads adif_header from its id on. Returns nothing unless it has exactly one program_config_element, which
+// is supported.
 std::optional<ProgramConfig> parse_adif_header(BitReader& reader);
 
 enum class StreamHeaderKind { kNone, kAdts, kAdif };
-// What the bits at the reader's position begin with.
+// The kind of header at the reader's position.
 StreamHeaderKind find_stream_header(const BitReader& reader);
 
 }  // namespace zdr::aacdec

@@ -1,4 +1,4 @@
-// See tools_data.h.
+// Reads pulse_data, tns_data and ltp_data field by field, and adds the pulses.
 #include "aacdec/syntax/tools_data.h"
 
 #include <algorithm>
@@ -50,7 +50,7 @@ void add_pulses(const PulseData& pulse, const ScaleFactorBands& bands, std::span
     line += pulse.offset[i];
     const int value = quantised[line];
     const int raised = value > 0 ? value + pulse.amplitude[i] : value - pulse.amplitude[i];
-    // Only an escape far beyond the largest legal value can get here; it stays too large to be dequantised.
+    // Only an invalid escape reaches the limits; it remains too large for the dequantiser.
     quantised[line] = static_cast<int16_t>(std::clamp(raised, -32768, 32767));
   }
 }

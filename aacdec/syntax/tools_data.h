@@ -1,4 +1,5 @@
-// The side data of three tools inside a channel stream: pulses, temporal noise shaping, long term prediction.
+// Parses the side data of three tools in a channel stream (ISO/IEC 14496-3, 4.4.2.7): pulse_data, tns_data
+// (temporal noise shaping, TNS) and ltp_data (long term prediction, LTP).
 #pragma once
 
 #include <cstdint>
@@ -10,14 +11,14 @@
 
 namespace zdr::aacdec {
 
-// Reads pulse_data. False in a short block, for a start band that the window doesn't have, and for a pulse
-// behind the last line.
+// Reads pulse_data. False in a short block, for a start band that the window does not have, or for a pulse
+// past the last line.
 bool parse_pulse_data(BitReader& reader, const ScaleFactorBands& bands, const IcsInfo& ics, PulseData& pulse);
 
-// Pulses enlarge the values they fall on; a zero becomes negative.
+// Adds the pulses to the magnitudes of the values at their lines; a zero becomes negative.
 void add_pulses(const PulseData& pulse, const ScaleFactorBands& bands, std::span<int16_t> quantised);
 
-// Reads tns_data. False for an order that the profile doesn't allow.
+// Reads tns_data. False for an order that the profile does not allow.
 bool parse_tns_data(BitReader& reader, const IcsInfo& ics, TnsData& tns);
 
 // Reads ltp_data_present and ltp_data of a long window.

@@ -1,5 +1,8 @@
-// Scale factor band offsets of ISO/IEC 14496-3 (subpart 4) for 1024-line and 128-line windows, by sampling
-// frequency index 0 to 11. Every list ends with the window length.
+// Scale factor band offsets for windows of 1024 and 128 lines, in lines, by sampling_frequency_index 0 to 11.
+// Every list ends with the window length. From ISO/IEC 14496-3, 4.5.4 (tables of swb_offset_long_window and
+// swb_offset_short_window).
+//
+// Lists are named after the lowest of the rates that share them.
 #pragma once
 
 #include <cstdint>

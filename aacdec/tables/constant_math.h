@@ -1,6 +1,6 @@
-// Mathematics for tables that are computed while compiling. Nothing but constants may be made with it, so
-// that no floating point is left in the program. The results are good to some 1e-15, far below half a unit of
-// any table's format.
+// Mathematics for tables that are computed at compile time. Use it for constants only, so that the program
+// contains no floating point. Results are accurate to about 1e-15, far below half a unit of any table's
+// format.
 #pragma once
 
 #include <cstdint>
@@ -27,11 +27,11 @@ constexpr Angle small_angle(double x) {
   return sum;
 }
 
-// Of numerator / denominator turns.
+// Cosine and sine of numerator / denominator turns.
 constexpr Angle turns(int64_t numerator, int64_t denominator) {
   numerator %= denominator;
   if (numerator < 0) numerator += denominator;
-  // The nearest multiple of a quarter turn, and the rest.
+  // The nearest multiple of a quarter turn, and the remainder.
   const int64_t quarter = (8 * numerator + denominator) / (2 * denominator);
   const int64_t rest = 4 * numerator - quarter * denominator;
   const Angle a = small_angle(kPi / 2 * static_cast<double>(rest) / static_cast<double>(denominator));
@@ -75,7 +75,7 @@ constexpr double bessel_i0(double x) {
   return sum;
 }
 
-// Nearest integer of v * scale, at most `limit`.
+// Rounds v * scale to the nearest integer, at most `limit`.
 constexpr int32_t fixed(double v, double scale, int32_t limit = 0x7FFFFFFF) {
   const double scaled = v * scale;
   if (scaled >= limit) return limit;

@@ -1,5 +1,6 @@
-// The parametric stereo Huffman books of ISO/IEC 14496-3 (subpart 8): {length, codeword} by index. Every
-// book codes differences; the middle entry is difference 0.
+// The Huffman books of parametric stereo, for intensity differences (IID) and coherence (ICC) along frequency
+// and time: {length, codeword} by index. Every book codes differences; the middle entry is difference 0. From
+// ISO/IEC 14496-3, subpart 8.
 #pragma once
 
 #include "aacdec/tables/huffman_code.h"

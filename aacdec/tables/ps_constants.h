@@ -1,4 +1,6 @@
-// Constants of parametric stereo (ISO/IEC 14496-3, subpart 8) in the 20-band configuration.
+// Constants of parametric stereo in the 20-band configuration, in Q30 unless a comment says otherwise:
+// filters of the hybrid analysis, all-pass links of the decorrelation, mixing coefficients. From ISO/IEC
+// 14496-3, subpart 8; computed at compile time where the standard has a formula.
 #pragma once
 
 #include <algorithm>
@@ -8,8 +10,8 @@
 
 namespace zdr::aacdec {
 
-// The prototype of the filters that split QMF band 0 in eight: taps 1 to 6 behind the centre, which is 1/8;
-// it is symmetric.
+// The prototype of the filters that split QMF band 0 into eight channels: taps 1 to 6 after the centre, which
+// is 1/8. It is symmetric.
 inline constexpr double kEightBandPrototype[6] = {0.11793710567217, 0.09885108575264, 0.07266113929591,
                                                   0.04546865930473, 0.02270420949825, 0.00746082949812};
 
@@ -25,27 +27,27 @@ constexpr HybridTaps make_hybrid_taps() {
   }
   return taps;
 }
-// It turned to channel q = 0 to 3; the taps before the centre are conjugates of those behind it, and so are
-// those of channels 7 to 4.
+// The prototype modulated to channels q = 0 to 3. Taps before the centre are the conjugates of those after
+// it; channels 7 to 4 are the conjugates of 0 to 3.
 inline constexpr HybridTaps kHybridTaps = make_hybrid_taps();
 
-// Taps 1, 3 and 5 behind the centre (1/2) of the filters that split QMF bands 1 and 2 in two.
+// Taps 1, 3 and 5 after the centre (1/2) of the filters that split QMF bands 1 and 2 into two channels.
 inline constexpr int32_t kHalfBandTapsQ30[3] = {328528819, -78309486, 20395592};
 
-// By sub-band: the parameter band that rules it.
+// The parameter band of each sub-band.
 inline constexpr uint8_t kPsBandOfSubBand[71] = {
     1,  0,  0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 14, 15, 15, 15, 16, 16, 16,
     16, 17, 17, 17, 17, 17, 18, 18, 18, 18, 18, 18, 18, 18, 18, 18, 18, 18, 19, 19, 19, 19, 19, 19,
     19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19, 19};
 
-// Values of the sub-bands with an all-pass, by sub-band; 30 and two zeros.
+// Values by sub-band with an all-pass chain: 30, padded with two zeros.
 inline constexpr int kAllPassSubBands = 30;
 struct AllPassPhases {
   int32_t re_q30[32];
   int32_t im_q30[32];
 };
 
-// Centre of a sub-band in QMF bands, times 8.
+// The centre of a sub-band in units of 1/8 QMF band.
 constexpr int centre_of_sub_band(int k) {
   constexpr int kSplit[10] = {-3, -1, 1, 3, 5, 7, 10, 14, 18, 22};
   return k < 10 ? kSplit[k] : 8 * k - 52;
@@ -62,7 +64,7 @@ constexpr AllPassPhases make_phases(int thousandths) {
   return phases;
 }
 
-// Of the delay in front, and of each link's.
+// Phases of the delay before the chain, and of the delay of each link.
 inline constexpr AllPassPhases kDelayPhases = make_phases(390);
 inline constexpr AllPassPhases kLinkPhases[3] = {make_phases(430), make_phases(750), make_phases(347)};
 
@@ -70,7 +72,7 @@ struct AllPassGains {
   int32_t q30[32];
 };
 
-// What a link feeds back; from sub-band 10 on less by a twentieth from one to the next.
+// The feedback of a link, which from sub-band 10 on decreases by a twentieth per sub-band.
 constexpr AllPassGains make_link_gains(double gain) {
   AllPassGains gains = {};
   for (int k = 0; k < kAllPassSubBands; ++k) {
@@ -79,13 +81,13 @@ constexpr AllPassGains make_link_gains(double gain) {
   return gains;
 }
 
-// exp(-d / 7) of the links' delays of d = 3, 4 and 5 slots.
+// exp(-d / 7) for the links' delays of d = 3, 4 and 5 slots.
 inline constexpr AllPassGains kLinkGains[3] = {
     make_link_gains(0.65143905753106), make_link_gains(0.56471812200776), make_link_gains(0.48954165955695)};
 
-// Mixing coefficients by level difference, of which the left channel has more, and coherence (0 to 7): left
-// and right from the signal, left and right from its decorrelated copy. Q30. For a difference in favour of
-// the right channel the sides change places, and the copy its sign.
+// Mixing coefficients, Q30, by level difference (left louder) and coherence (0 to 7): left and right from the
+// signal, left and right from its decorrelated copy. If the right channel is louder, left and right are
+// exchanged and the coefficients of the copy negated.
 inline constexpr int32_t kMixingQ30[19][8][4] = {
     // 0, 2, 4, 6, 7, 8, 10, 13, 14, 16, 18, 19, 22, 25, 30, 35, 40, 45, 50 dB
     {{1073741824, 1073741824, 0, 0},
@@ -241,7 +243,7 @@ inline constexpr int32_t kMixingQ30[19][8][4] = {
      {1518483437, -2814776, 5291884, -3890403},
      {1518473865, -4801836, 7554657, -23890}}};
 
-// Rows of kMixingQ30 by index of a level difference, of the coarse and of the fine quantiser.
+// The row of kMixingQ30 by index of a level difference, for the coarse and the fine quantiser.
 inline constexpr uint8_t kMixingRowCoarse[8] = {0, 1, 2, 4, 6, 8, 10, 13};
 inline constexpr uint8_t kMixingRowFine[16] = {0, 1, 2, 3, 5, 6, 7, 9, 11, 12, 13, 14, 15, 16, 17, 18};
 

@@ -1,12 +1,12 @@
-// The prototype filter of the QMF banks of SBR (ISO/IEC 14496-3, table 4.A.89), in Q31. The banks with 32
-// bands use every second coefficient.
+// The prototype filter of the QMF banks of SBR: 640 coefficients in Q31. Banks with 32 bands use every second
+// one. From ISO/IEC 14496-3, table 4.A.89.
 #pragma once
 
 #include <cstdint>
 
 namespace zdr::aacdec {
 
-// Up to the middle, without the signs that alternate from one 128 coefficients to the next; it is symmetric.
+// The first half; the filter is symmetric. Signs, which alternate every 128 coefficients, are added below.
 inline constexpr int32_t kQmfPrototypeHalfQ31[321] = {
     0,          -1186546,   -1206390,   -1062471,   -1046947,   -1050934,   -1082485,   -1122396,
     -1173936,   -1219299,   -1260773,   -1316997,   -1355598,   -1404526,   -1455498,   -1490700,

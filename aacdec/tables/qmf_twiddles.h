@@ -1,5 +1,5 @@
-// Roots of unity of the QMF banks' transforms, in Q30 so that 1 is exact; computed while compiling. All turn
-// clockwise: exp(-i x).
+// Roots of unity for the transforms of the QMF banks, in Q30; computed at compile time. All have the form
+// exp(-i x). The banks are those of ISO/IEC 14496-3, 4.6.18.4.
 #pragma once
 
 #include "aacdec/tables/complex_q30.h"
@@ -24,14 +24,14 @@ inline constexpr TwiddleTable<16> kFft32Twiddles = make_twiddles<16>(1, 0, 32);
 inline constexpr TwiddleTable<4> kFft16Twiddles[4] = {make_twiddles<4>(0, 0, 16), make_twiddles<4>(1, 0, 16),
                                                       make_twiddles<4>(2, 0, 16), make_twiddles<4>(3, 0, 16)};
 
-// exp(-i pi (n + 1/8) / N): before and behind the transform that makes a DCT-IV of N points.
+// exp(-i pi (n + 1/8) / N): applied before and after the transform, for a DCT-IV of N points.
 inline constexpr TwiddleTable<32> kDct64Twiddles = make_twiddles<32>(8, 1, 1024);
 inline constexpr TwiddleTable<16> kDct32Twiddles = make_twiddles<16>(8, 1, 512);
 
-// exp(-i pi n / 64): moves the analysis from even to odd frequencies.
+// exp(-i pi n / 64): shifts the analysis from even to odd frequencies.
 inline constexpr TwiddleTable<32> kOddFrequencyTwiddles = make_twiddles<32>(1, 0, 128);
 
-// exp(-i pi (k + 1/2) / 128): the quarter sample by which the 32-band banks are off the grid, by band.
+// exp(-i pi (k + 1/2) / 128): the offset of the 32-band banks by a quarter of a sample, by band.
 inline constexpr TwiddleTable<32> kQuarterSampleTwiddles = make_twiddles<32>(2, 1, 512);
 
 }  // namespace zdr::aacdec

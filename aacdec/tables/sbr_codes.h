@@ -1,6 +1,6 @@
-// The SBR Huffman books of ISO/IEC 14496-3 (subpart 4, annex A): {length, codeword} by index. Every book
-// codes differences; the middle entry is difference 0. 15 and 30 in a name are the step of the values, 1.5
-// or 3.0 dB.
+// The Huffman books of SBR envelopes and noise floors: {length, codeword} by index. Every book codes
+// differences; the middle entry is difference 0. 15 and 30 in a name are the step of the values, 1.5 or 3.0
+// dB. From ISO/IEC 14496-3, annex 4.A.
 #pragma once
 
 #include "aacdec/tables/huffman_code.h"

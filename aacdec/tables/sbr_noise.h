@@ -1,5 +1,5 @@
-// The pseudo-random sequence that SBR's noise is made of (ISO/IEC 14496-3, table 4.A.91): complex values of
-// mean power 1, in Q31.
+// The pseudo-random sequence of SBR's noise: complex values {re, im} of mean power 1, in Q31. From ISO/IEC
+// 14496-3, table 4.A.91.
 #pragma once
 
 #include <cstdint>

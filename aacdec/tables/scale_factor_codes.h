@@ -1,5 +1,5 @@
-// The scale factor Huffman book of ISO/IEC 14496-3 (subpart 4, annex A): {length, codeword} by index; the
-// coded difference is index - 60.
+// The Huffman book of scale factors: {length, codeword} by index; the coded difference is index - 60. From
+// ISO/IEC 14496-3, annex 4.A.
 #pragma once
 
 #include "aacdec/tables/huffman_code.h"

@@ -1,5 +1,6 @@
-// The spectral Huffman books 1 to 11 of ISO/IEC 14496-3 (subpart 4, annex A): {length, codeword} by codeword
-// index. The index packs the two or four values of a word in mixed radix, the first value most significant.
+// The spectral Huffman books 1 to 11: {length, codeword} by codeword index. The index combines the two or
+// four values of a word as digits of a number, the first value most significant. From ISO/IEC 14496-3, annex
+// 4.A.
 #pragma once
 
 #include "aacdec/tables/huffman_code.h"

@@ -1,14 +1,14 @@
-// Rotations of the transforms, computed while compiling.
+// Rotations of the core's transforms (ISO/IEC 14496-3, 4.6.11), in Q31; computed at compile time.
 //
-// A rotation is cos - i sin of an angle, in the form of the product of three multiplications: the two sums
-// are halved, as they reach the square root of 2.
+// A rotation is cos - i sin of an angle, in the form for a complex product with three multiplications. The
+// two sums are halved because they reach the square root of 2.
 #pragma once
 
 #include "aacdec/tables/constant_math.h"
 
 namespace zdr::aacdec {
 
-// One list for each part, so that neighbours load as a vector.
+// One list per part, so that neighbours load as a vector.
 template <int kCount>
 struct RotationTable {
   alignas(64) int32_t cos[kCount];              // Q31
@@ -22,8 +22,8 @@ struct RotationTable {
   }
 };
 
-// Before and after the Fourier transform of half the length, a DCT-IV of `kLines` lines turns value k by
-// pi (k + 1/8) / kLines.
+// A DCT-IV of `kLines` lines rotates value k by pi (k + 1/8) / kLines, before and after a Fourier transform
+// of half the length.
 template <int kLines>
 constexpr RotationTable<kLines / 2> make_dct4_rotations() {
   RotationTable<kLines / 2> table = {};

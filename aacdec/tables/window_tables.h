@@ -1,5 +1,6 @@
-// Rising window halves of the filter bank (ISO/IEC 14496-3, 4.6.11.3.2) in Q15, computed while compiling.
-// The falling half is the mirror image. Values that would reach 1 are 32767.
+// Rising window halves of the filter bank (sine and Kaiser-Bessel derived, KBD), in Q15; the falling half is
+// the mirror image. Values that round to 1 are 32767. From ISO/IEC 14496-3, 4.6.11.3.2; computed at compile
+// time.
 #pragma once
 
 #include "aacdec/tables/constant_math.h"
@@ -47,8 +48,8 @@ constexpr WindowTable<kLength> make_kbd_window(double alpha) {
   return window;
 }
 
-// The rising half of a long block after eight short ones: nothing, a short slope, then the signal as it is,
-// for which 32768 stands here alone.
+// The rising half of a long block after eight short ones: zeros, a short slope, then 1, which is 32768 in
+// this table only.
 constexpr WindowTable<1024> make_short_slope(const WindowTable<128>& slope) {
   constexpr int kStart = (1024 - 128) / 2;
   WindowTable<1024> window = {};

@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "aacdec/syntax/sbr_bands.h"
 #include "mediakit/aac/ps_writer.h"
 #include "mediakit/aac/sbr_writer.h"
 

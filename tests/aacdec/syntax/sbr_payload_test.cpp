@@ -7,6 +7,7 @@
 
 #include "aacdec/syntax/raw_data_block.h"
 #include "aacdec/syntax/sampling_rates.h"
+#include "aacdec/syntax/sbr_bands.h"
 #include "mediakit/aac/block_writer.h"
 #include "mediakit/aac/sbr_writer.h"
 
