@@ -1,4 +1,4 @@
-// The C heap, for blocks that cross library boundaries.
+// Memory from the C heap, so that a block may be released by another library than the one that took it.
 #include <cstdlib>
 
 #include "os/os.h"

@@ -1,4 +1,4 @@
-// Recursive mutexes of the platform.
+// Recursive mutexes, made of the mutexes of the platform.
 #include <windows.h>
 
 #include "os/os.h"
@@ -8,18 +8,18 @@ void* OS_MutexCreate(void) noexcept {
 }
 
 int32_t OS_MutexLock(void* mutex) noexcept {
-  if (!mutex) return FMGR_ERR_BAD_ARGUMENT;
+  if (mutex == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   const DWORD result = WaitForSingleObject(mutex, INFINITE);
-  // Kept: an abandoned mutex counts as locked without further ado.
+  // Kept: an abandoned mutex counts as locked, like any other.
   return result == WAIT_FAILED || result == WAIT_TIMEOUT ? FMGR_ERR_GENERIC : FMGR_OK;
 }
 
 int32_t OS_MutexUnlock(void* mutex) noexcept {
-  if (!mutex) return FMGR_ERR_BAD_ARGUMENT;
+  if (mutex == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   return ReleaseMutex(mutex) ? FMGR_OK : FMGR_ERR_GENERIC;
 }
 
 int32_t OS_MutexDestroy(void* mutex) noexcept {
-  if (!mutex) return FMGR_ERR_BAD_ARGUMENT;
+  if (mutex == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   return CloseHandle(mutex) ? FMGR_OK : FMGR_ERR_GENERIC;
 }

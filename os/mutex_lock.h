@@ -1,7 +1,5 @@
-// Holds a mutex of the OS layer for the length of a scope; for the C++ code of this layer and the file
-// manager.
-#ifndef ZDR_OS_MUTEX_LOCK_H
-#define ZDR_OS_MUTEX_LOCK_H
+// Owning and scoped locking of a mutex of the OS layer, for the tree's C++ code.
+#pragma once
 
 #include <memory>
 
@@ -14,7 +12,7 @@ struct MutexDestroyer {
 };
 using OwnedMutex = std::unique_ptr<void, MutexDestroyer>;
 
-// Holds a mutex for the length of a scope.
+// Holds a mutex until the end of its scope. Callers check status() before they touch what the mutex guards.
 class MutexLock {
  public:
   explicit MutexLock(void* mutex) noexcept : mutex_(mutex), status_(OS_MutexLock(mutex)) {}
@@ -24,7 +22,7 @@ class MutexLock {
   MutexLock(const MutexLock&) = delete;
   MutexLock& operator=(const MutexLock&) = delete;
 
-  // 0, or why the mutex is not held.
+  // FMGR_OK, or the reason why the mutex is not held.
   int32_t status() const noexcept { return status_; }
 
  private:
@@ -33,5 +31,3 @@ class MutexLock {
 };
 
 }  // namespace zdr::os
-
-#endif

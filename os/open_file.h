@@ -1,6 +1,5 @@
-// Opening a file in one of the modes of the status-returning face, for narrow and for wide names.
-#ifndef ZDR_OS_OPEN_FILE_H
-#define ZDR_OS_OPEN_FILE_H
+// Opens a file in one of the OS_OPEN_ modes, for narrow and for wide paths.
+#pragma once
 
 #include <windows.h>
 
@@ -25,18 +24,18 @@ inline constexpr OpenMode kOpenModes[] = {
     {GENERIC_READ | GENERIC_WRITE, FILE_SHARE_WRITE, OPEN_ALWAYS},
 };
 
-// `Calls` as in os/path_calls.h; only the call that creates files is used.
+// `Calls` supplies Char and kCreateFile, as NarrowCalls and WideCalls of os/path_calls.h do.
 template <class Calls>
 int32_t open_file(void** handle, const typename Calls::Char* path, uint32_t mode) {
-  if (!handle) return FMGR_ERR_BAD_ARGUMENT;
+  if (handle == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   *handle = nullptr;
-  if (!path) return FMGR_ERR_BAD_ARGUMENT;
+  if (path == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   if (mode >= std::size(kOpenModes)) return FMGR_ERR_OPEN;
   const OpenMode& how = kOpenModes[mode];
   const HANDLE opened = Calls::kCreateFile(path, how.access, how.share, nullptr, how.disposition,
                                            FILE_ATTRIBUTE_NORMAL, nullptr);
   const DWORD error = GetLastError();
-  // Kept: the last error decides, so a handle that comes with any other error is refused and stays open.
+  // Kept: the last error decides: with any other error a valid handle is refused, and stays open.
   if (error != ERROR_SUCCESS && error != ERROR_ALREADY_EXISTS) return FMGR_ERR_OPEN;
   if (opened == INVALID_HANDLE_VALUE) return FMGR_ERR_OPEN;
   if (mode == OS_OPEN_APPEND) SetFilePointer(opened, 0, nullptr, FILE_END);
@@ -45,5 +44,3 @@ int32_t open_file(void** handle, const typename Calls::Char* path, uint32_t mode
 }
 
 }  // namespace zdr::os
-
-#endif

@@ -1,10 +1,8 @@
-// The platform's path-taking calls for narrow and for wide names, so that what is built on them stands once.
-#ifndef ZDR_OS_PATH_CALLS_H
-#define ZDR_OS_PATH_CALLS_H
+// The platform's functions that take a path, for narrow and for wide paths, so that code over them is written
+// once.
+#pragma once
 
 #include <windows.h>
-
-#include "os/os.h"
 
 namespace zdr::os {
 
@@ -25,5 +23,3 @@ struct WideCalls {
 };
 
 }  // namespace zdr::os
-
-#endif

@@ -1,4 +1,4 @@
-// Status-returning face, the functions that take a path: one implementation for narrow and wide names.
+// The functions of the status-returning face that take a path, one template for narrow and wide paths.
 #include <string>
 
 #include "os/open_file.h"
@@ -9,20 +9,20 @@ namespace {
 
 template <class Calls>
 int32_t delete_file(const typename Calls::Char* path) {
-  if (!path) return FMGR_ERR_BAD_ARGUMENT;
+  if (path == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   return Calls::kDeleteFile(path) ? FMGR_OK : FMGR_ERR_GENERIC;
 }
 
-// The platform wants a folder of the volume. A drive root made of the first character of the path would do
-// where drives have letters; the folder of the path itself does everywhere.
+// The platform takes any folder of the volume. The folder of the path is used rather than a drive root, as
+// not every system has drive letters.
 template <class Calls>
 int32_t disk_free_bytes(const typename Calls::Char* path, uint64_t* bytes) {
-  if (!path || !bytes) return FMGR_ERR_BAD_ARGUMENT;
+  if (path == nullptr || bytes == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   typename Calls::Char folder[MAX_PATH] = {};
   typename Calls::Char* file_name = nullptr;
   const DWORD length = Calls::kGetFullPathName(path, MAX_PATH, folder, &file_name);
   if (length == 0 || length >= MAX_PATH) return FMGR_ERR_GENERIC;
-  if (file_name) *file_name = 0;
+  if (file_name != nullptr) *file_name = 0;
   DWORD sectors_per_cluster = 0;
   DWORD bytes_per_sector = 0;
   DWORD free_clusters = 0;
@@ -39,10 +39,10 @@ int32_t disk_free_bytes(const typename Calls::Char* path, uint64_t* bytes) {
 template <class Char>
 Char* temp_name(const Char* path, OS_ReleaseFunction* release) {
   constexpr Char kSuffix[] = {'.', 't', 'm', 'p', 0};
-  if (!path || !release) return nullptr;
+  if (path == nullptr || release == nullptr) return nullptr;
   const size_t length = std::char_traits<Char>::length(path);
   auto* name = static_cast<Char*>(OS_Malloc((length + std::size(kSuffix)) * sizeof(Char)));
-  if (!name) return nullptr;
+  if (name == nullptr) return nullptr;
   std::char_traits<Char>::copy(name, path, length);
   std::char_traits<Char>::copy(name + length, kSuffix, std::size(kSuffix));
   *release = &OS_Free;

@@ -1,4 +1,4 @@
-// The less used functions beside the stdio-style face: free space, a temporary name, deletion by ANSI name.
+// Additions to the stdio-style face: free space, the path for a temporary file, deletion by an ANSI path.
 #include <windows.h>
 
 #include <string_view>
@@ -6,9 +6,9 @@
 #include "os/os.h"
 
 int32_t OS_GetFreeSpace(uint32_t free_bytes[2], const char16_t* path) noexcept {
-  if (!free_bytes || !path) return -1;
+  if (free_bytes == nullptr || path == nullptr) return -1;
   const std::u16string_view whole = path;
-  // Kept: only a backslash ends the folder part, and without one the current volume answers.
+  // Kept: only a backslash ends the folder part; without one the current volume is measured.
   const size_t folder_length = whole.rfind(u'\\');
   char16_t folder[MAX_PATH] = {};
   const bool has_folder = folder_length != std::u16string_view::npos;
@@ -26,7 +26,7 @@ int32_t OS_GetFreeSpace(uint32_t free_bytes[2], const char16_t* path) noexcept {
 char16_t* OS_GetTempFilePath(void) noexcept {
   static char16_t path[MAX_PATH] = u"\\temp.tmp";
   char16_t folder[MAX_PATH] = {};
-  // Kept: the folder is asked for and then used only when there is none.
+  // Kept: the folder for temporary files is used only when the system does not name one.
   if (GetTempPathW(MAX_PATH, folder) == 0) GetTempFileNameW(folder, u"00", 1, path);
   return path;
 }

@@ -1,4 +1,4 @@
-// Stdio-style face: answers as the C library does, on handles of the platform.
+// The stdio-style face: results as those of the C library, over file handles of the platform.
 #include <windows.h>
 
 #include <algorithm>
@@ -14,8 +14,8 @@ struct FileMode {
   DWORD disposition;
 };
 
-// Searched from the top. Kept: the empty third string of the first row accepts an empty mode, which therefore
-// empties the file.
+// Searched from the top.
+// Kept: the empty third string of the first row matches an empty mode, which therefore empties the file.
 constexpr FileMode OS_FileModeTable[] = {
     {{"w", "wb", ""}, GENERIC_WRITE, CREATE_ALWAYS},
     {{"r", "rb", ""}, GENERIC_READ, OPEN_EXISTING},
@@ -32,7 +32,7 @@ const FileMode* find_mode(std::string_view mode) {
   return nullptr;
 }
 
-// What one call of the platform can move; sizes times counts beyond it are cut.
+// One call of the platform moves at most 2^32 - 1 bytes.
 DWORD transfer_bytes(uint32_t size, uint32_t count) {
   return static_cast<DWORD>(std::min<uint64_t>(uint64_t{size} * count, 0xFFFFFFFF));
 }
@@ -40,14 +40,14 @@ DWORD transfer_bytes(uint32_t size, uint32_t count) {
 }  // namespace
 
 void* OS_fopen(const char16_t* path, const char* mode) noexcept {
-  if (!path || !mode) return nullptr;
+  if (path == nullptr || mode == nullptr) return nullptr;
   const std::string_view mode_string = mode;
   const FileMode* row = find_mode(mode_string);
-  if (!row) return nullptr;
+  if (row == nullptr) return nullptr;
   const HANDLE file = CreateFileW(path, row->access, FILE_SHARE_READ, nullptr, row->disposition,
                                   FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return nullptr;
-  // Kept: the other spellings of the append modes start at 0.
+  // Kept: only these spellings of the append modes start at the end of the file.
   if (mode_string == "a" || mode_string == "a+") SetFilePointer(file, 0, nullptr, FILE_END);
   return file;
 }
@@ -72,7 +72,7 @@ int32_t OS_fseek(void* handle, int32_t offset, int32_t whence) noexcept {
 
 int32_t OS_ftell(void* handle) noexcept {
   const DWORD position = SetFilePointer(handle, 0, nullptr, FILE_CURRENT);
-  // Above 2 GiB the position would read as a negative offset.
+  // A position of 2 GiB or more does not fit the result.
   return position > INT32_MAX ? -1 : static_cast<int32_t>(position);
 }
 

@@ -1,4 +1,4 @@
-// Thread facility: a small table carries routine and argument from the creator to the new thread.
+// The thread facility. A table of slots carries routine and argument from the creator to the new thread.
 #include <windows.h>
 
 #include <algorithm>
@@ -16,7 +16,7 @@ struct StartSlot {
 };
 
 struct StartTable {
-  void* creation_mutex;  // one creator at a time, so that a slot whose thread failed is its creator's to free
+  void* creation_mutex;  // one creator at a time, so that after a failure it frees its own slot
   void* slot_mutex;      // guards the slots
   StartSlot slots[32];
 };
@@ -31,24 +31,25 @@ StartSlot take_slot(uintptr_t index) {
   return taken;
 }
 
-// The slot's number, or that of no slot when none is free.
+// Returns the index of the slot, or the number of slots when none is free.
 uintptr_t fill_slot(const StartSlot& content) {
   StartSlot* end = std::end(g_start_table.slots);
   const MutexLock lock(g_start_table.slot_mutex);
   if (lock.status() != FMGR_OK) return std::size(g_start_table.slots);
-  StartSlot* slot = std::find_if(g_start_table.slots, end, [](const StartSlot& s) { return !s.routine; });
+  StartSlot* slot =
+      std::find_if(g_start_table.slots, end, [](const StartSlot& s) { return s.routine == nullptr; });
   if (slot != end) *slot = content;
   return static_cast<uintptr_t>(slot - g_start_table.slots);
 }
 
 DWORD WINAPI run_slot(void* index) {
   const StartSlot slot = take_slot(reinterpret_cast<uintptr_t>(index));
-  return slot.routine ? slot.routine(slot.argument) : 0;
+  return slot.routine != nullptr ? slot.routine(slot.argument) : 0;
 }
 
 void release_mutexes() {
-  if (g_start_table.creation_mutex) OS_MutexDestroy(g_start_table.creation_mutex);
-  if (g_start_table.slot_mutex) OS_MutexDestroy(g_start_table.slot_mutex);
+  if (g_start_table.creation_mutex != nullptr) OS_MutexDestroy(g_start_table.creation_mutex);
+  if (g_start_table.slot_mutex != nullptr) OS_MutexDestroy(g_start_table.slot_mutex);
   g_start_table = {};
 }
 
@@ -58,10 +59,10 @@ void release_mutexes() {
 using namespace zdr::os;
 
 int32_t OS_ThreadInit(void) noexcept {
-  if (g_start_table.slot_mutex) return FMGR_OK;
+  if (g_start_table.slot_mutex != nullptr) return FMGR_OK;
   g_start_table.creation_mutex = OS_MutexCreate();
   g_start_table.slot_mutex = OS_MutexCreate();
-  if (g_start_table.creation_mutex && g_start_table.slot_mutex) return FMGR_OK;
+  if (g_start_table.creation_mutex != nullptr && g_start_table.slot_mutex != nullptr) return FMGR_OK;
   release_mutexes();
   return FMGR_ERR_GENERIC;
 }
@@ -73,18 +74,18 @@ int32_t OS_ThreadShutdown(void) noexcept {
 
 void* OS_ThreadCreate(OS_ThreadRoutine routine, void* argument, uint32_t stack_size,
                       uint32_t flags) noexcept {
-  if (!routine) return nullptr;
+  if (routine == nullptr) return nullptr;
   const MutexLock lock(g_start_table.creation_mutex);
   if (lock.status() != FMGR_OK) return nullptr;
   const uintptr_t index = fill_slot({routine, argument});
   if (index == std::size(g_start_table.slots)) return nullptr;
   const HANDLE thread =
       CreateThread(nullptr, stack_size, &run_slot, reinterpret_cast<void*>(index), flags, nullptr);
-  if (!thread) take_slot(index);
+  if (thread == nullptr) take_slot(index);
   return thread;
 }
 
 int32_t OS_ThreadSetPriority(void* thread, int32_t priority) noexcept {
-  // Kept: the answer is the wrong way round.
+  // Kept: success is -1 and failure 0.
   return SetThreadPriority(thread, priority) ? -1 : 0;
 }

@@ -1,4 +1,4 @@
-// Mutexes, and the thread facility with its table of starts.
+// Mutexes, and the thread facility with its table of slots.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -9,10 +9,11 @@
 #include "fault_injection.h"
 #include "os/mutex_lock.h"
 
+namespace zdr::test {
 namespace {
 
 TEST(Mutex, IsRecursiveAndOwned) {
-  const zdr::os::OwnedMutex mutex(OS_MutexCreate());
+  const os::OwnedMutex mutex(OS_MutexCreate());
   EXPECT_EQ(OS_MutexUnlock(mutex.get()), FMGR_ERR_GENERIC);
   EXPECT_EQ(OS_MutexLock(mutex.get()), FMGR_OK);
   EXPECT_EQ(OS_MutexLock(mutex.get()), FMGR_OK);
@@ -21,8 +22,8 @@ TEST(Mutex, IsRecursiveAndOwned) {
   EXPECT_EQ(OS_MutexUnlock(mutex.get()), FMGR_OK);
 }
 
-TEST(Mutex, AbandonedOneIsHandedOverAsRequired) {
-  const zdr::os::OwnedMutex mutex(OS_MutexCreate());
+TEST(Mutex, KeptAnAbandonedOneIsLockedLikeAnyOther) {
+  const os::OwnedMutex mutex(OS_MutexCreate());
   std::thread([&] { EXPECT_EQ(OS_MutexLock(mutex.get()), FMGR_OK); }).join();
   EXPECT_EQ(OS_MutexLock(mutex.get()), FMGR_OK);
   EXPECT_EQ(OS_MutexUnlock(mutex.get()), FMGR_OK);
@@ -30,7 +31,7 @@ TEST(Mutex, AbandonedOneIsHandedOverAsRequired) {
 
 constexpr size_t kSlots = 32;
 
-uint32_t add_and_tell(void* sum) {
+uint32_t count_call(void* sum) {
   return 100 + static_cast<std::atomic<uint32_t>*>(sum)->fetch_add(1);
 }
 
@@ -39,7 +40,7 @@ class Threads : public testing::Test {
   void SetUp() override { ASSERT_EQ(OS_ThreadInit(), FMGR_OK); }
   void TearDown() override {
     EXPECT_EQ(OS_ThreadShutdown(), FMGR_OK);
-    EXPECT_EQ(OS_ThreadCreate(&add_and_tell, &sum_, 0, 0), nullptr);
+    EXPECT_EQ(OS_ThreadCreate(&count_call, &sum_, 0, 0), nullptr);
   }
 
   static DWORD finish(HANDLE thread) {
@@ -53,27 +54,27 @@ class Threads : public testing::Test {
   std::atomic<uint32_t> sum_ = 0;
 };
 
-TEST_F(Threads, SlotIsTakenUntilItsThreadRuns) {
+TEST_F(Threads, KeptPriorityStatusIsReversedAndASlotIsTakenUntilItsThreadRuns) {
   std::vector<HANDLE> waiting;
   for (size_t i = 0; i < kSlots; ++i) {
-    waiting.push_back(OS_ThreadCreate(&add_and_tell, &sum_, 0, CREATE_SUSPENDED));
-    // Required: the priority setter answers the wrong way round.
+    waiting.push_back(OS_ThreadCreate(&count_call, &sum_, 0, CREATE_SUSPENDED));
     EXPECT_EQ(OS_ThreadSetPriority(waiting.back(), THREAD_PRIORITY_HIGHEST), -1);
   }
   EXPECT_EQ(OS_ThreadSetPriority(nullptr, THREAD_PRIORITY_HIGHEST), 0);
-  EXPECT_EQ(OS_ThreadCreate(&add_and_tell, &sum_, 0, 0), nullptr) << "no slot is free";
+  EXPECT_EQ(OS_ThreadCreate(&count_call, &sum_, 0, 0), nullptr) << "no slot is free";
   for (const HANDLE thread : waiting) ResumeThread(thread);
-  std::vector<bool> told(kSlots);
-  for (const HANDLE thread : waiting) told.at(finish(thread) - 100) = true;
-  EXPECT_EQ(told, std::vector<bool>(kSlots, true));
-  EXPECT_EQ(finish(OS_ThreadCreate(&add_and_tell, &sum_, 0, 0)), 100 + kSlots);
+  std::vector<bool> returned(kSlots);
+  for (const HANDLE thread : waiting) returned.at(finish(thread) - 100) = true;
+  EXPECT_EQ(returned, std::vector<bool>(kSlots, true));
+  EXPECT_EQ(finish(OS_ThreadCreate(&count_call, &sum_, 0, 0)), 100 + kSlots);
 }
 
-TEST_F(Threads, FailedCreationGivesItsSlotBack) {
-  zdr::platform::set_fault_hook([](zdr::platform::FaultPoint, void*) { return true; }, nullptr);
-  for (size_t i = 0; i < 2 * kSlots; ++i) EXPECT_EQ(OS_ThreadCreate(&add_and_tell, &sum_, 0, 0), nullptr);
-  zdr::platform::set_fault_hook(nullptr, nullptr);
-  EXPECT_EQ(finish(OS_ThreadCreate(&add_and_tell, &sum_, 0, 0)), 100u);
+TEST_F(Threads, AFailedCreationFreesItsSlot) {
+  platform::set_fault_hook([](platform::FaultPoint, void*) { return true; }, nullptr);
+  for (size_t i = 0; i < 2 * kSlots; ++i) EXPECT_EQ(OS_ThreadCreate(&count_call, &sum_, 0, 0), nullptr);
+  platform::set_fault_hook(nullptr, nullptr);
+  EXPECT_EQ(finish(OS_ThreadCreate(&count_call, &sum_, 0, 0)), 100u);
 }
 
 }  // namespace
+}  // namespace zdr::test

@@ -1,0 +1,353 @@
+// Files through both faces of the OS layer: the status-returning one, on narrow and wide paths, and the
+// stdio-style one.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "fault_injection.h"
+#include "mediakit/files/temp_folder.h"
+#include "os/open_file.h"
+#include "os/path_calls.h"
+
+namespace zdr::test {
+namespace {
+
+struct Closer {
+  void operator()(void* handle) const { EXPECT_EQ(OS_FileClose(handle), FMGR_OK); }
+};
+using File = std::unique_ptr<void, Closer>;
+
+// Null on failure. `wide` chooses the kind of path.
+File open(const std::filesystem::path& path, uint32_t mode, bool wide = false) {
+  void* handle = &handle;
+  const int32_t status =
+      wide ? OS_FileOpenW(&handle, path.u16string().c_str(), mode) : OS_FileOpen(&handle, path.c_str(), mode);
+  EXPECT_EQ(status, handle != nullptr ? FMGR_OK : FMGR_ERR_OPEN);
+  return File(handle);
+}
+File open(const std::filesystem::path& path, const char* mode) {
+  return File(OS_fopen(path.u16string().c_str(), mode));
+}
+
+int32_t seek(const File& file, int64_t offset, int32_t whence) {
+  const auto words = static_cast<uint64_t>(offset);
+  return OS_FileSeek(file.get(), static_cast<uint32_t>(words), static_cast<uint32_t>(words >> 32), whence);
+}
+
+uint64_t position(const File& file) {
+  uint64_t bytes = 77;
+  EXPECT_EQ(OS_FileTell(file.get(), &bytes), FMGR_OK);
+  return bytes;
+}
+
+// Whether a handle with this access that shares everything can be opened beside the open ones.
+bool can_open(const std::filesystem::path& path, DWORD access) {
+  const HANDLE other = CreateFileA(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return other != INVALID_HANDLE_VALUE && CloseHandle(other);
+}
+
+struct ModeCase {
+  const char* string;  // a mode of the stdio-style face, or null
+  uint32_t mode;       // of the status-returning face
+  bool creates;
+  bool empties;
+  uint64_t start;  // on a file of 10 bytes
+  bool reads;
+  bool writes;
+  bool others_read = true;
+  bool others_write = false;
+};
+
+constexpr ModeCase kModes[] = {
+    {nullptr, OS_OPEN_READ, false, false, 0, true, false},
+    {nullptr, OS_OPEN_READWRITE, true, false, 0, true, true, true, true},
+    {nullptr, OS_OPEN_WRITE, true, true, 0, false, true, false, true},
+    {nullptr, OS_OPEN_CREATE_READWRITE, true, true, 0, true, true, true, true},
+    {nullptr, OS_OPEN_APPEND, true, false, 10, true, true, false, true},
+    {"w", 0, true, true, 0, false, true},
+    {"wb", 0, true, true, 0, false, true},
+    {"", 0, true, true, 0, false, true},
+    {"r", 0, false, false, 0, true, false},
+    {"rb", 0, false, false, 0, true, false},
+    {"a", 0, true, false, 10, false, true},
+    {"ab", 0, true, false, 0, false, true},
+    {"r+", 0, false, false, 0, true, true},
+    {"r+b", 0, false, false, 0, true, true},
+    {"rb+", 0, false, false, 0, true, true},
+    {"w+", 0, true, true, 0, true, true},
+    {"w+b", 0, true, true, 0, true, true},
+    {"wb+", 0, true, true, 0, true, true},
+    {"a+", 0, true, false, 10, true, true},
+    {"a+b", 0, true, false, 0, true, true},
+    {"ab+", 0, true, false, 0, true, true},
+};
+
+void expect_mode(const ModeCase& c, bool wide) {
+  const TempFolder folder;
+  const auto path = folder / u"f\u00efle";
+  const auto open_it = [&] { return c.string != nullptr ? open(path, c.string) : open(path, c.mode, wide); };
+  EXPECT_EQ(open_it() != nullptr, c.creates);
+  write_file(path, "0123456789");
+  SetLastError(ERROR_ACCESS_DENIED);  // must not leak into the verdict on the open
+  const File file = open_it();
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(position(file), c.start);
+  EXPECT_EQ(can_open(path, GENERIC_READ), c.others_read);
+  EXPECT_EQ(can_open(path, GENERIC_WRITE), c.others_write);
+  char byte = 0;
+  uint32_t moved = 77;
+  EXPECT_EQ(OS_FileRead(file.get(), &byte, 0, &moved), FMGR_OK) << "even where reading is not allowed";
+  EXPECT_EQ(moved, 0u);
+  EXPECT_EQ(OS_FileWrite(file.get(), "w", 0, &moved), FMGR_ERR_BAD_ARGUMENT);
+  EXPECT_EQ(OS_FileWrite(file.get(), "w", 1, &moved), c.writes ? FMGR_OK : FMGR_ERR_WRITE);
+  EXPECT_EQ(OS_FileFlush(file.get()), c.writes ? FMGR_OK : FMGR_ERR_GENERIC);
+  EXPECT_EQ(seek(file, 0, OS_SEEK_BEGIN), FMGR_OK);
+  EXPECT_EQ(OS_FileRead(file.get(), &byte, 1, &moved), c.reads ? FMGR_OK : FMGR_ERR_READ);
+  EXPECT_EQ(std::filesystem::file_size(path), c.empties ? 1 : std::max<uint64_t>(10, c.start + c.writes));
+}
+
+TEST(Files, KeptModesDecideAccessSharingDispositionAndStart) {
+  for (const ModeCase& c : kModes) {
+    for (const bool wide : {false, true}) {
+      SCOPED_TRACE(c.string != nullptr ? c.string : std::to_string(c.mode));
+      if (c.string == nullptr || wide) expect_mode(c, wide);
+    }
+  }
+  const TempFolder folder;
+  write_file(folder / "file", "");
+  for (const char* mode : {"x", "rw", "br", "r ", "R", "wb++", "+"}) {
+    EXPECT_EQ(open(folder / "file", mode), nullptr) << mode;
+  }
+}
+
+TEST(Files, AFailedOpenLeavesTheReasonInTheLastError) {
+  const TempFolder folder;
+  EXPECT_EQ(open(folder / "missing", OS_OPEN_READ), nullptr);
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
+}
+
+// Opens the file and sets a last error that no real call leaves beside a valid handle.
+struct CallsWithError : os::NarrowCalls {
+  static inline DWORD error;
+  static inline HANDLE opened;
+  template <class... Arguments>
+  static HANDLE kCreateFile(Arguments... arguments) {
+    opened = CreateFileA(arguments...);
+    SetLastError(error);
+    return opened;
+  }
+};
+
+TEST(Files, KeptALastErrorBesideAValidHandleRefusesItAndLeavesItOpen) {
+  const TempFolder folder;
+  for (const DWORD error : {ERROR_SUCCESS, ERROR_ALREADY_EXISTS, ERROR_FILE_NOT_FOUND, ERROR_FILE_EXISTS}) {
+    const bool opens = error == ERROR_SUCCESS || error == ERROR_ALREADY_EXISTS;
+    CallsWithError::error = error;
+    void* handle = nullptr;
+    EXPECT_EQ(os::open_file<CallsWithError>(&handle, (folder / "file").c_str(), OS_OPEN_READWRITE),
+              opens ? FMGR_OK : FMGR_ERR_OPEN)
+        << error;
+    EXPECT_EQ(handle, opens ? CallsWithError::opened : nullptr) << error;
+    EXPECT_TRUE(CloseHandle(CallsWithError::opened)) << "closed by the open that failed with " << error;
+  }
+  CallsWithError::opened = nullptr;
+  void* handle = nullptr;
+  EXPECT_EQ(os::open_file<CallsWithError>(&handle, "x", OS_OPEN_APPEND + 1), FMGR_ERR_OPEN);
+  EXPECT_EQ(CallsWithError::opened, nullptr) << "an unknown mode reaches the system";
+}
+
+TEST(Files, KeptAnUnknownOriginIsTheBeginning) {
+  const TempFolder folder;
+  write_file(folder / "file", "0123456789");
+  const File file = open(folder / "file", OS_OPEN_READ);
+  const std::tuple<int64_t, int32_t, int32_t, uint64_t> kSeeks[] = {
+      {3, OS_SEEK_BEGIN, FMGR_OK, 3},        {-1, OS_SEEK_CURRENT, FMGR_OK, 2},
+      {-4, OS_SEEK_END, FMGR_OK, 6},         {1, 9, FMGR_OK, 1},
+      {-1, OS_SEEK_BEGIN, FMGR_ERR_SEEK, 1}, {50, OS_SEEK_END, FMGR_OK, 60}};
+  for (const auto& [offset, whence, status, expected] : kSeeks) {
+    EXPECT_EQ(seek(file, offset, whence), status);
+    EXPECT_EQ(position(file), expected);
+  }
+}
+
+TEST(Files, KeptPositionsFrom4GiBAreReportedAs0) {
+  constexpr uint64_t kSize = 0x1FFFFFFFF;  // its low word looks like a failure
+  const TempFolder folder;
+  write_sparse_file(folder / "file", kSize);
+  const File file = open(folder / "file", OS_OPEN_READ);
+  SetLastError(ERROR_SEEK);
+  uint64_t size = 0;
+  EXPECT_EQ(OS_FileSize(file.get(), &size), FMGR_OK);
+  EXPECT_EQ(size, kSize);
+  for (const int64_t place : {0xFFFFFFFFll, 0x100000000ll, 0x140000000ll, 0x1FFFFFFFFll}) {
+    SetLastError(ERROR_SEEK);
+    EXPECT_EQ(seek(file, place, OS_SEEK_BEGIN), FMGR_OK);
+    SetLastError(ERROR_SEEK);
+    EXPECT_EQ(position(file), place >> 32 != 0 ? 0u : static_cast<uint64_t>(place));
+  }
+}
+
+TEST(StdioFiles, PositionsHave32Bits) {
+  const TempFolder folder;
+  write_sparse_file(folder / "file", 3u << 30);
+  const File file = open(folder / "file", "rb");
+  EXPECT_EQ(OS_fseek(file.get(), INT32_MAX, OS_SEEK_BEGIN), 0);
+  EXPECT_EQ(OS_ftell(file.get()), INT32_MAX);
+  EXPECT_EQ(OS_fseek(file.get(), 0, OS_SEEK_END), 0);
+  EXPECT_EQ(OS_ftell(file.get()), -1) << "3 GiB does not fit";
+  EXPECT_EQ(OS_fseek(file.get(), 0x3FFFFFFF, OS_SEEK_CURRENT), 0) << "4 GiB - 1 is a position, not a failure";
+  EXPECT_EQ(OS_fseek(file.get(), 1, OS_SEEK_CURRENT), 1);
+  EXPECT_EQ(OS_fseek(file.get(), -1, OS_SEEK_BEGIN), 1);
+  EXPECT_EQ(OS_fseek(file.get(), 0, 3), 1);
+}
+
+TEST(StdioFiles, TransfersCountWholeItems) {
+  const TempFolder folder;
+  write_file(folder / "file", "0123456789");
+  const File file = open(folder / "file", "r+");
+  // On the heap: the size claimed below reaches beyond the address space from a stack.
+  std::string buffer(16, '\0');
+  EXPECT_EQ(OS_fread(buffer.data(), 4, 3, file.get()), 2u);
+  EXPECT_EQ(buffer.substr(0, 11), std::string("0123456789\0", 11));
+  EXPECT_EQ(OS_ftell(file.get()), 10);
+  EXPECT_EQ(OS_fread(buffer.data(), 4, 3, file.get()), 0u);
+  EXPECT_EQ(OS_fread(buffer.data(), 0, 3, file.get()), 0u);
+  EXPECT_EQ(OS_fseek(file.get(), -8, OS_SEEK_END), 0);
+  // 2^32 bytes do not wrap to 0: everything up to the end is read.
+  EXPECT_EQ(OS_fread(buffer.data(), 0x10000, 0x10000, file.get()), 0u);
+  EXPECT_EQ(OS_ftell(file.get()), 10);
+  EXPECT_EQ(OS_fwrite("abcdef", 3, 2, file.get()), 2u);
+  EXPECT_EQ(OS_fwrite("abcdef", 3, 0, file.get()), 0u);
+  EXPECT_EQ(read_file(folder / "file"), "0123456789abcdef");
+}
+
+// `measure()` returns the free bytes of the disk that holds `folder`, which others use meanwhile.
+template <class Measure>
+void expect_free_space(const TempFolder& folder, Measure measure) {
+  constexpr uint64_t kSlack = 256u << 20;
+  const uint64_t before = std::filesystem::space(folder.path()).available;
+  const uint64_t measured = measure();
+  const uint64_t after = std::filesystem::space(folder.path()).available;
+  EXPECT_LE(measured, std::max(before, after) + kSlack);
+  EXPECT_GE(measured + kSlack, std::min(before, after));
+  EXPECT_GT(measured, 0u);
+}
+
+// The functions that take a path, for one kind of path.
+template <class Path, class Char>
+void use_paths(const Path& path, int32_t (*remove)(const Char*),
+               Char* (*temp_name)(const Char*, OS_ReleaseFunction*),
+               int32_t (*disk_free)(const Char*, uint64_t*), const TempFolder& folder) {
+  OS_ReleaseFunction release = nullptr;
+  Char* name = temp_name(path.c_str(), &release);
+  const Path expected = path + Path{'.', 't', 'm', 'p'};
+  EXPECT_EQ(name, expected);
+  write_file(name, "x");
+  EXPECT_EQ(remove(name), FMGR_OK);
+  EXPECT_EQ(remove(name), FMGR_ERR_GENERIC);
+  release(name);
+  uint64_t bytes = 0;
+  expect_free_space(folder, [&] {
+    EXPECT_EQ(disk_free(path.c_str(), &bytes), FMGR_OK);
+    return bytes;
+  });
+  const Path below_missing = path + Path{'/', 'x'};
+  EXPECT_EQ(disk_free(below_missing.c_str(), &bytes), FMGR_ERR_GENERIC);
+  EXPECT_EQ(disk_free(Path(300, 'x').c_str(), &bytes), FMGR_ERR_GENERIC) << "too long";
+}
+
+TEST(Paths, NamesDeletionAndFreeSpace) {
+  const TempFolder folder;
+  const auto path = folder / u"n\u00e4me";
+  use_paths(path.string(), &OS_FileDelete, &OS_TempName, &OS_DiskFreeBytes, folder);
+  use_paths(path.u16string(), &OS_FileDeleteW, &OS_TempNameW, &OS_DiskFreeBytesW, folder);
+}
+
+TEST(Paths, KeptFreeSpaceOfTheFolderBeforeABackslashAndOneTemporaryPath) {
+  const TempFolder folder;
+  uint32_t words[2] = {};
+  expect_free_space(folder, [&] {
+    EXPECT_EQ(OS_GetFreeSpace(words, (folder.path().u16string() + u"\\file").c_str()), 0);
+    return uint64_t{words[0]} << 32 | words[1];
+  });
+  EXPECT_EQ(OS_GetFreeSpace(words, u"/no-such-folder/file"), 0);
+  EXPECT_EQ(OS_GetFreeSpace(words, u"/no-such-folder\\file"), -1);
+  EXPECT_EQ(std::u16string(OS_GetTempFilePath()), u"\\temp.tmp");
+}
+
+TEST(Paths, AnsiNamesAreDeleted) {
+  const TempFolder folder;
+  write_file(folder / u"\u20ac", "x");
+  const std::string name = folder.path().string() + "/\x80";  // the euro sign in windows-1252
+  EXPECT_NE(OS_DeleteFileMB(name.c_str()), 0);
+  EXPECT_FALSE(std::filesystem::exists(folder / u"\u20ac"));
+  EXPECT_EQ(OS_DeleteFileMB(name.c_str()), 0);
+  EXPECT_EQ(OS_DeleteFileMB(std::string(300, 'x').c_str()), 0);
+}
+
+TEST(Files, NullArgumentsAreRefused) {
+  char byte = 0;
+  uint32_t moved = 0;
+  uint64_t number = 0;
+  void* handle = &byte;
+  OS_ReleaseFunction release = nullptr;
+  for (const int32_t status : {OS_FileOpen(nullptr, "x", OS_OPEN_READ),
+                               OS_FileOpen(&handle, nullptr, OS_OPEN_READ),
+                               OS_FileOpenW(&handle, nullptr, OS_OPEN_READ),
+                               OS_FileRead(nullptr, &byte, 1, &moved),
+                               OS_FileRead(&byte, &byte, 0, nullptr),
+                               OS_FileWrite(nullptr, &byte, 1, &moved),
+                               OS_FileWrite(&byte, &byte, 1, nullptr),
+                               OS_FileSeek(nullptr, 0, 0, OS_SEEK_BEGIN),
+                               OS_FileTell(nullptr, &number),
+                               OS_FileTell(&byte, nullptr),
+                               OS_FileSize(nullptr, &number),
+                               OS_FileSize(&byte, nullptr),
+                               OS_FileFlush(nullptr),
+                               OS_FileClose(nullptr),
+                               OS_FileDelete(nullptr),
+                               OS_DiskFreeBytes(nullptr, &number),
+                               OS_DiskFreeBytes("/", nullptr),
+                               OS_MutexLock(nullptr),
+                               OS_MutexUnlock(nullptr),
+                               OS_MutexDestroy(nullptr)}) {
+    EXPECT_EQ(status, FMGR_ERR_BAD_ARGUMENT);
+  }
+  EXPECT_EQ(handle, nullptr) << "cleared first";
+  EXPECT_EQ(OS_TempName(nullptr, &release), nullptr);
+  EXPECT_EQ(OS_TempName("x", nullptr), nullptr);
+  EXPECT_EQ(OS_fopen(nullptr, "r"), nullptr);
+  EXPECT_EQ(OS_fopen(u"x", nullptr), nullptr);
+}
+
+TEST(Files, EveryFailureOfTheSystemHasItsStatus) {
+  const TempFolder folder;
+  const auto path = folder / "file";
+  void* const handle = open(path, OS_OPEN_READWRITE).release();
+  char byte = 0;
+  uint32_t moved = 0;
+  uint64_t number = 77;
+  platform::set_fault_hook([](platform::FaultPoint, void*) { return true; }, nullptr);
+  EXPECT_EQ(OS_FileRead(handle, &byte, 1, &moved), FMGR_ERR_READ);
+  EXPECT_EQ(OS_FileWrite(handle, &byte, 1, &moved), FMGR_ERR_WRITE);
+  EXPECT_EQ(OS_FileSeek(handle, 1, 0, OS_SEEK_BEGIN), FMGR_ERR_SEEK);
+  EXPECT_EQ(OS_FileTell(handle, &number), FMGR_ERR_SEEK);
+  EXPECT_EQ(OS_FileSize(handle, &number), FMGR_ERR_GENERIC);
+  EXPECT_EQ(number, 0u) << "cleared first";
+  EXPECT_EQ(open(path, OS_OPEN_READWRITE), nullptr);
+  EXPECT_EQ(OS_MutexCreate(), nullptr);
+  EXPECT_EQ(OS_fread(&byte, 1, 1, handle), 0u);
+  EXPECT_EQ(OS_fwrite(&byte, 1, 1, handle), 0u);
+  EXPECT_EQ(OS_fseek(handle, 1, OS_SEEK_BEGIN), 1);
+  EXPECT_EQ(OS_ftell(handle), -1);
+  platform::set_fault_hook(nullptr, nullptr);
+  EXPECT_EQ(OS_fclose(handle), 0);
+  EXPECT_EQ(OS_fclose(handle), -1);
+  EXPECT_EQ(OS_FileClose(handle), FMGR_ERR_GENERIC);
+}
+
+}  // namespace
+}  // namespace zdr::test
