@@ -1,5 +1,5 @@
-// Buffered access. A read takes from the stream's own buffer while that holds data, then from a sibling that
-// holds the bytes, and asks the device only when neither does.
+// Buffered access. A read copies from the stream's own buffer while that holds data, then from a sibling that
+// holds the bytes, and reads from the device only when neither does.
 #include "fmgr/buffer.h"
 
 #include <algorithm>
@@ -20,8 +20,8 @@ uint64_t end_of(const FMGR_Buffer& buffer) {
 }
 
 int32_t flush(FMGR_Buffer& buffer) {
-  const bool unwritten = (buffer.flags & FMGR_Buffer::kWriteMode) && (buffer.flags & FMGR_Buffer::kUnwritten);
-  if (!unwritten) return FMGR_OK;
+  constexpr uint32_t kToWrite = FMGR_Buffer::kWriteMode | FMGR_Buffer::kUnwritten;
+  if ((buffer.flags & kToWrite) != kToWrite) return FMGR_OK;
   if (buffer.valid != 0) {
     buffer.owner->position = buffer.position;
     const int32_t written = write_device(*buffer.owner, buffer.data.get(), buffer.valid);
@@ -37,26 +37,26 @@ void move_to(FMGR_Buffer& buffer, uint64_t target) {
     buffer.cursor = static_cast<uint32_t>(target - buffer.position);
     return;
   }
-  // Kept: what cannot be written holds the buffer where it is, and the seek succeeds all the same.
+  // Kept: bytes that cannot be written keep the buffer where it is, and the seek still succeeds.
   if (reanchor(buffer) != FMGR_OK) return;
   buffer.owner->position = target;
   reanchor(buffer);
 }
 
-bool take_data_block(FMGR_Buffer& buffer) {
+bool allocate_data(FMGR_Buffer& buffer) {
   if (buffer.data) return true;
   buffer.data.reset(new (std::nothrow) uint8_t[buffer.capacity]);
   return buffer.data && reanchor(buffer) == FMGR_OK;
 }
 
 const FMGR_Buffer* sibling_with(const FMGR_File& file, uint64_t position) {
-  for (const FMGR_Buffer* sibling = file.first_buffer; sibling; sibling = sibling->next) {
+  for (const FMGR_Buffer* sibling = file.first_buffer; sibling != nullptr; sibling = sibling->next) {
     if (covers(*sibling, position)) return sibling;
   }
   return nullptr;
 }
 
-// Reads a block from the device; false at the end of the data or on a failure.
+// Reads a block from the device. False at the end of the data and on failure.
 bool fill(FMGR_Buffer& buffer) {
   if (reanchor(buffer) != FMGR_OK) return false;
   const int32_t moved = read_device(*buffer.owner, buffer.data.get(), buffer.capacity);
@@ -71,38 +71,39 @@ bool fill(FMGR_Buffer& buffer) {
 
 struct Progress {
   uint32_t moved;
-  bool ended;  // nothing more will come
+  bool ended;  // no further step can deliver more
 };
 
-Progress take_own(FMGR_Buffer& buffer, uint8_t* out, uint32_t count) {
+Progress read_own(FMGR_Buffer& buffer, uint8_t* out, uint32_t count) {
   const uint32_t available = buffer.valid - buffer.cursor;
   const uint32_t moved = std::min(count, available);
   std::memcpy(out, buffer.data.get() + buffer.cursor, moved);
   buffer.cursor += moved;
   if (count <= available) return {moved, false};
-  if (buffer.flags & FMGR_Buffer::kEndOfData) return {moved, true};
+  if ((buffer.flags & FMGR_Buffer::kEndOfData) != 0) return {moved, true};
   const uint64_t target = buffer.position + buffer.cursor;
   if (moved == 0 && reanchor(buffer) != FMGR_OK) return {0, true};
   move_to(buffer, target);
   return {moved, false};
 }
 
-Progress take_from(const FMGR_Buffer& sibling, FMGR_Buffer& buffer, uint8_t* out, uint32_t count) {
+Progress read_sibling(const FMGR_Buffer& sibling, FMGR_Buffer& buffer, uint8_t* out, uint32_t count) {
   const uint64_t position = buffer_position(buffer);
   const auto skipped = static_cast<uint32_t>(position - sibling.position);
   const uint32_t moved = std::min(count, sibling.valid - skipped);
   std::memcpy(out, sibling.data.get() + skipped, moved);
   move_to(buffer, position + moved);
-  if (!(sibling.flags & FMGR_Buffer::kEndOfData)) return {moved, false};
+  if ((sibling.flags & FMGR_Buffer::kEndOfData) == 0) return {moved, false};
   buffer.flags |= FMGR_Buffer::kEndOfData;
   return {moved, true};
 }
 
-// Takes what the nearest source has; only a step that filled the buffer moves nothing and goes on.
+// Reads from the nearest source that has bytes. A step that fills the buffer moves none, and is followed by
+// another.
 Progress read_step(FMGR_Buffer& buffer, uint8_t* out, uint32_t count) {
-  if (buffer.valid != 0) return take_own(buffer, out, count);
+  if (buffer.valid != 0) return read_own(buffer, out, count);
   const FMGR_Buffer* sibling = sibling_with(*buffer.owner->file, buffer_position(buffer));
-  if (sibling) return take_from(*sibling, buffer, out, count);
+  if (sibling != nullptr) return read_sibling(*sibling, buffer, out, count);
   return {0, !fill(buffer)};
 }
 
@@ -123,7 +124,7 @@ uint64_t buffer_position(const FMGR_Buffer& buffer) {
 }
 
 uint32_t read_buffer(FMGR_Buffer& buffer, uint8_t* out, uint32_t count) {
-  if (!take_data_block(buffer)) return 0;
+  if (!allocate_data(buffer)) return 0;
   uint32_t total = 0;
   while (total < count) {
     const Progress step = read_step(buffer, out + total, count - total);
@@ -144,8 +145,8 @@ int32_t seek_buffer(FMGR_Buffer& buffer, int64_t offset, int32_t whence) {
       return FMGR_OK;
     case FMGR_SEEK_END: {
       uint64_t end = device_size_or_zero(*buffer.owner->file);
-      // Kept: only the siblings behind this one are asked for bytes that the device does not have yet.
-      for (const FMGR_Buffer* held = &buffer; held; held = held->next) {
+      // Kept: bytes that are not on the device yet count only in this buffer and in the siblings after it.
+      for (const FMGR_Buffer* held = &buffer; held != nullptr; held = held->next) {
         if (held->valid != 0) end = std::max(end, end_of(*held));
       }
       move_to(buffer, end + distance);

@@ -1,4 +1,4 @@
-// Devices over the caller's own functions: one that only reads, one that also writes.
+// Devices over the callbacks of the caller: one for reading, one for reading and writing.
 #include <algorithm>
 #include <new>
 
@@ -20,8 +20,8 @@ CallbackDevice* self(FMGR_Device* device) {
 }
 
 FMGR_Device* open_with(CallbackDevice device, FMGR_SizeCallback size) {
-  if (!device.caller || !device.read || !size) return nullptr;
-  // Kept: the status of the size callback does not matter, so that a source of unknown length still reads.
+  if (device.caller == nullptr || device.read == nullptr || size == nullptr) return nullptr;
+  // Kept: the status of the size callback is ignored, so that a source of unknown length can be read.
   size(device.caller, &device.size);
   return new (std::nothrow) CallbackDevice(device);
 }
@@ -33,7 +33,7 @@ FMGR_Device* open(const FMGR_Descriptor* descriptor, uint32_t, FMGR_Stream* owne
 
 FMGR_Device* open_read_write(const FMGR_Descriptor* descriptor, uint32_t, FMGR_Stream* owner) {
   const auto& source = descriptor->source.callback_rw;
-  if (!source.write) return nullptr;
+  if (source.write == nullptr) return nullptr;
   return open_with({{&kCallbackReadWriteOps, owner}, source.caller, source.read, source.write, 0, 0},
                    source.size);
 }
@@ -43,7 +43,7 @@ int32_t close(FMGR_Device* device) {
   return FMGR_OK;
 }
 
-// The caller's transfer at the position of the device, which then moves on.
+// Calls the caller's callback at the position of the device, and advances that.
 template <class Callback, class Bytes>
 int32_t transfer(CallbackDevice& device, Callback callback, Bytes* bytes, uint32_t count) {
   uint32_t moved = 0;

@@ -1,4 +1,4 @@
-// Which device types exist and which of them can be opened.
+// The device types, and which of them can be opened.
 #include <cstddef>
 
 #include "fmgr/device.h"
@@ -37,7 +37,7 @@ const FMGR_DeviceOps* find(const DeviceType (&devices)[kCount], uint32_t type) {
 const FMGR_DeviceOps* find_ops(uint32_t type) {
   if (type < kFirstType) return nullptr;
   if (type <= kLastType) return find(kDevices, type);
-  // Kept: the range of the first list is asked for once more, so nothing in the extended list is ever found.
+  // Kept: this tests the range of the first list again, so the extended list is never searched.
   if (type >= kFirstType && type <= kLastType) return find(kExtendedDevices, type);
   return nullptr;
 }
@@ -46,7 +46,7 @@ const FMGR_DeviceOps* find_ops(uint32_t type) {
 
 FMGR_Device* open_device(const FMGR_Descriptor& descriptor, uint32_t os_mode, FMGR_Stream* owner) {
   const FMGR_DeviceOps* ops = find_ops(descriptor.type);
-  return ops ? ops->open(&descriptor, os_mode, owner) : nullptr;
+  return ops != nullptr ? ops->open(&descriptor, os_mode, owner) : nullptr;
 }
 
 }  // namespace zdr::fmgr

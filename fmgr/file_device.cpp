@@ -1,4 +1,4 @@
-// Device over a file of the platform, named by a narrow or a wide path.
+// Devices over a file of the platform with a narrow or a wide path.
 #include <memory>
 #include <new>
 
@@ -12,7 +12,7 @@ struct FileDevice : FMGR_Device {
   void* handle = nullptr;
   const FMGR_Descriptor* descriptor = nullptr;
   uint32_t os_mode = 0;
-  OS_ReleaseFunction release_name = nullptr;  // given for temporary files, which own descriptor and name
+  OS_ReleaseFunction release_name = nullptr;  // set for temporary files, which own descriptor and path
 };
 
 FileDevice* self(FMGR_Device* device) {
@@ -60,7 +60,7 @@ template <class Path>
 int32_t close(FMGR_Device* device) {
   const std::unique_ptr<FileDevice> file(self(device));
   OS_FileClose(file->handle);
-  if (file->release_name) {
+  if (file->release_name != nullptr) {
     const std::unique_ptr<const FMGR_Descriptor> descriptor(file->descriptor);
     const typename Path::Char* name = path_of<Path>(descriptor.get());
     Path::kDelete(name);
@@ -107,11 +107,11 @@ FMGR_Device* create_temporary(const FMGR_Descriptor* descriptor, const FMGR_Desc
                               FMGR_Stream* owner) {
   OS_ReleaseFunction release = nullptr;
   typename Path::Char* name = Path::kTempName(path_of<Path>(descriptor), &release);
-  if (!name) return nullptr;
+  if (name == nullptr) return nullptr;
   std::unique_ptr<FMGR_Descriptor> named(new (std::nothrow) FMGR_Descriptor(*descriptor));
   if (named) named->source.*Path::kPath = name;
   FMGR_Device* device = named ? open<Path>(named.get(), OS_OPEN_READWRITE, owner) : nullptr;
-  if (!device) {
+  if (device == nullptr) {
     release(name);
     return nullptr;
   }

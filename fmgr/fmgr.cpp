@@ -1,4 +1,4 @@
-// The public functions: arguments, the lock, and which of buffered and unbuffered access does the work.
+// The public functions: they check arguments, lock the file, and call buffered or unbuffered access.
 #include "fmgr/fmgr.h"
 
 #include <algorithm>
@@ -13,13 +13,13 @@ namespace fmgr = zdr::fmgr;
 
 namespace {
 
-// Names the version of the manager in every binary that it is linked into.
+// Lets the version of the manager be read from every binary that contains it.
 [[gnu::used]] constexpr char kVersionMarker[] = "VERSION=FMGR_1_1_2";
 
-// Runs `operation` under the file mutex of `stream`.
+// Calls `operation` under the file mutex of `stream`.
 template <class Operation>
 int32_t with_file_locked(FMGR_Stream* stream, Operation operation) {
-  if (!stream) return FMGR_ERR_GENERIC;
+  if (stream == nullptr) return FMGR_ERR_GENERIC;
   const MutexLock lock(stream->file->mutex.get());
   if (lock.status() != FMGR_OK) return lock.status();
   return operation(*stream);
@@ -32,9 +32,9 @@ int32_t seek_open(FMGR_Stream& open, int64_t offset, int32_t whence) {
 }
 
 int32_t read_open(FMGR_Stream& open, void* buffer, uint32_t count) {
-  // Kept: reading nothing is an error, also where bytes are left.
-  if (!buffer || count == 0) return FMGR_ERR_BAD_ARGUMENT;
-  // More would read as a negative status.
+  // Kept: reading 0 bytes is an error.
+  if (buffer == nullptr || count == 0) return FMGR_ERR_BAD_ARGUMENT;
+  // A larger count would be returned as a negative number.
   count = std::min<uint32_t>(count, INT32_MAX);
   ++open.counters.stream_reads;
   if (!open.buffer) return fmgr::read_device(open, buffer, count);
@@ -44,7 +44,7 @@ int32_t read_open(FMGR_Stream& open, void* buffer, uint32_t count) {
 }  // namespace
 
 int32_t FMGR_Init(FMGR_Context** context, const FMGR_Config* config) noexcept {
-  if (!context || !config) return FMGR_ERR_BAD_ARGUMENT;
+  if (context == nullptr || config == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   *context = nullptr;
   std::unique_ptr<FMGR_Context> made(new (std::nothrow) FMGR_Context);
   if (!made) return FMGR_ERR_NO_MEMORY;
@@ -57,19 +57,19 @@ int32_t FMGR_Init(FMGR_Context** context, const FMGR_Config* config) noexcept {
 }
 
 int32_t FMGR_Deinit(FMGR_Context* context) noexcept {
-  if (!context) return FMGR_ERR_BAD_ARGUMENT;
+  if (context == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   const std::unique_ptr<FMGR_Context> owned(context);
   fmgr::close_all_streams(*context);
   return FMGR_OK;
 }
 
 FMGR_Stream* FMGR_FOpen(const FMGR_Descriptor* descriptor, const char* mode, FMGR_Context* context) noexcept {
-  if (!descriptor || !mode || !context) return nullptr;
+  if (descriptor == nullptr || mode == nullptr || context == nullptr) return nullptr;
   return fmgr::open_stream(*descriptor, mode, *context);
 }
 
 int32_t FMGR_FClose(FMGR_Stream* stream) noexcept {
-  return stream ? fmgr::close_stream(*stream) : FMGR_ERR_GENERIC;
+  return stream != nullptr ? fmgr::close_stream(*stream) : FMGR_ERR_GENERIC;
 }
 
 int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count) noexcept {
@@ -78,7 +78,7 @@ int32_t FMGR_FRead(FMGR_Stream* stream, void* buffer, uint32_t count) noexcept {
 
 int32_t FMGR_FReadAt(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_high, void* buffer,
                      uint32_t count, int32_t* moved) noexcept {
-  if (stream && !moved) return FMGR_ERR_BAD_ARGUMENT;
+  if (stream != nullptr && moved == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   return with_file_locked(stream, [&](FMGR_Stream& open) {
     const int32_t status = seek_open(open, fmgr::offset_of(offset_low, offset_high), FMGR_SEEK_SET);
     if (status == FMGR_OK) *moved = read_open(open, buffer, count);
@@ -102,7 +102,7 @@ int32_t FMGR_FSeek64(FMGR_Stream* stream, uint32_t offset_low, uint32_t offset_h
 }
 
 int32_t FMGR_FTell(FMGR_Stream* stream, uint64_t* position) noexcept {
-  if (stream && !position) return FMGR_ERR_BAD_ARGUMENT;
+  if (stream != nullptr && position == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   return with_file_locked(stream, [&](const FMGR_Stream& open) -> int32_t {
     *position = open.buffer ? fmgr::buffer_position(*open.buffer) : open.position;
     return FMGR_OK;
@@ -110,13 +110,13 @@ int32_t FMGR_FTell(FMGR_Stream* stream, uint64_t* position) noexcept {
 }
 
 int32_t FMGR_FSize(FMGR_Stream* stream, uint32_t* size) noexcept {
-  if (stream && !size) return FMGR_ERR_BAD_ARGUMENT;
+  if (stream != nullptr && size == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   return with_file_locked(stream,
                           [&](const FMGR_Stream& open) { return fmgr::device_size32(*open.file, size); });
 }
 
 int32_t FMGR_FSize64(FMGR_Stream* stream, uint64_t* size) noexcept {
-  if (stream && !size) return FMGR_ERR_BAD_ARGUMENT;
+  if (stream != nullptr && size == nullptr) return FMGR_ERR_BAD_ARGUMENT;
   return with_file_locked(stream,
                           [&](const FMGR_Stream& open) { return fmgr::device_size(*open.file, size); });
 }

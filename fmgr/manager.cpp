@@ -1,4 +1,4 @@
-// Opening and closing streams.
+// Opens and closes streams, and the devices that they share.
 #include "fmgr/manager.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ std::unique_ptr<FMGR_Stream> make_stream(const FMGR_Context& context, AccessClas
   stream->buffer.reset(new (std::nothrow) FMGR_Buffer);
   if (!stream->buffer) return nullptr;
   const bool reads = access == AccessClass::kRead;
-  // A device tells more than INT32_MAX bytes as a negative number, which is an error.
+  // A device reports more than INT32_MAX bytes as a negative number, which is an error.
   const uint32_t size = reads ? context.read_buffer_size : context.write_buffer_size;
   stream->buffer->capacity = std::min<uint32_t>(size, INT32_MAX);
   stream->buffer->flags = reads ? FMGR_Buffer::kReadMode : FMGR_Buffer::kWriteMode;
@@ -26,16 +26,16 @@ std::unique_ptr<FMGR_Stream> make_stream(const FMGR_Context& context, AccessClas
   return stream;
 }
 
-// Kept: descriptors are compared by address, so two records with the same path are two devices.
+// Kept: descriptors are compared by address, so two records with the same path open two devices.
 FMGR_File* find_file(const FMGR_Context& context, const FMGR_Descriptor& descriptor, AccessClass access) {
-  for (FMGR_File* file = context.first_file; file; file = file->next) {
+  for (FMGR_File* file = context.first_file; file != nullptr; file = file->next) {
     if (file->descriptor == &descriptor && file->access == access) return file;
   }
   return nullptr;
 }
 
-// The mutex comes before the device, because nothing may touch the platform's last error after a device that
-// could not be opened: callers read the reason there.
+// Makes the mutex before it opens the device: after a failed open nothing may change the platform's last
+// error, where callers find the reason.
 FMGR_File* add_file(FMGR_Context& context, const FMGR_Descriptor& descriptor, AccessClass access,
                     uint32_t os_mode, FMGR_Stream& owner) {
   std::unique_ptr<FMGR_File> file(new (std::nothrow) FMGR_File);
@@ -46,8 +46,8 @@ FMGR_File* add_file(FMGR_Context& context, const FMGR_Descriptor& descriptor, Ac
   file->mutex.reset(OS_MutexCreate());
   if (!file->mutex) return nullptr;
   file->device = open_device(descriptor, os_mode, &owner);
-  if (!file->device) return nullptr;
-  insert_behind_first(context.first_file, *file);
+  if (file->device == nullptr) return nullptr;
+  insert_after_first(context.first_file, *file);
   return file.release();
 }
 
@@ -65,19 +65,19 @@ int32_t attach(FMGR_File& file, FMGR_Stream& stream) {
   if (file.access == AccessClass::kAppend) stream.position = device_size_or_zero(file);
   if (stream.buffer) {
     stream.buffer->position = stream.position;
-    insert_behind_first(file.first_buffer, *stream.buffer);
+    insert_after_first(file.first_buffer, *stream.buffer);
   }
-  insert_behind_first(file.first_stream, stream);
+  insert_after_first(file.first_stream, stream);
   ++file.open_count;
   return FMGR_OK;
 }
 
-// Needs both mutexes.
+// The caller holds both mutexes.
 void detach(FMGR_Stream& stream) {
   FMGR_File& file = *stream.file;
   if (stream.buffer) {
     unlink(file.first_buffer, *stream.buffer);
-    // Kept: what cannot be written is lost without a word.
+    // Kept: bytes that cannot be written are lost without an error.
     reanchor(*stream.buffer);
   }
   unlink(file.first_stream, stream);
@@ -100,8 +100,8 @@ FMGR_Stream* open_stream(const FMGR_Descriptor& descriptor, const char* mode, FM
   std::unique_ptr<FMGR_Stream> stream = make_stream(context, *access);
   if (!stream) return nullptr;
   FMGR_File* file = find_file(context, descriptor, *access);
-  if (!file) file = add_file(context, descriptor, *access, os_open_mode(mode), *stream);
-  if (!file) return nullptr;
+  if (file == nullptr) file = add_file(context, descriptor, *access, os_open_mode(mode), *stream);
+  if (file == nullptr) return nullptr;
   if (attach(*file, *stream) != FMGR_OK) {
     close_file_if_unused(file);
     return nullptr;
@@ -110,7 +110,7 @@ FMGR_Stream* open_stream(const FMGR_Descriptor& descriptor, const char* mode, FM
 }
 
 int32_t close_stream(FMGR_Stream& stream) {
-  if (!stream.file || !stream.file->context) return FMGR_ERR_GENERIC;
+  if (stream.file == nullptr || stream.file->context == nullptr) return FMGR_ERR_GENERIC;
   const MutexLock manager_lock(stream.file->context->mutex.get());
   if (manager_lock.status() != FMGR_OK) return manager_lock.status();
   {
@@ -122,9 +122,9 @@ int32_t close_stream(FMGR_Stream& stream) {
 }
 
 void close_all_streams(FMGR_Context& context) {
-  while (context.first_file) {
+  while (context.first_file != nullptr) {
     FMGR_Stream* stream = context.first_file->first_stream;
-    // The analyzer does not follow that released streams were unlinked.
+    // The analyzer does not see that released streams were unlinked.
     // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
     detach(*stream);
     release_detached(stream);

@@ -1,18 +1,18 @@
-// Opening and closing streams: which of them share a device, and when that is opened and closed.
-#ifndef ZDR_FMGR_MANAGER_H
-#define ZDR_FMGR_MANAGER_H
+// Opens and closes streams: decides which streams share a device, and when a device is opened and closed.
+#pragma once
 
 #include "fmgr/records.h"
 
 namespace zdr::fmgr {
 
+// Null when the mode names no access, the device does not open or memory runs out.
 FMGR_Stream* open_stream(const FMGR_Descriptor& descriptor, const char* mode, FMGR_Context& context);
 
+// Writes back, detaches and releases the stream. Returns the status of closing the device, if that was its
+// last stream.
 int32_t close_stream(FMGR_Stream& stream);
 
-// Closes whatever is open; nobody may use the context meanwhile.
+// Takes no locks: no other thread may use the context.
 void close_all_streams(FMGR_Context& context);
 
 }  // namespace zdr::fmgr
-
-#endif

@@ -1,4 +1,4 @@
-// Device over a block of the caller's memory.
+// Device over a block of the caller's memory, for reading.
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -20,7 +20,7 @@ MemoryDevice* self(FMGR_Device* device) {
 
 FMGR_Device* open(const FMGR_Descriptor* descriptor, uint32_t, FMGR_Stream* owner) {
   const auto& memory = descriptor->source.memory;
-  if (!memory.base && memory.size != 0) return nullptr;
+  if (memory.base == nullptr && memory.size != 0) return nullptr;
   return new (std::nothrow)
       MemoryDevice{{&kMemoryOps, owner}, static_cast<const uint8_t*>(memory.base), memory.size, 0};
 }
@@ -42,7 +42,7 @@ int32_t read(FMGR_Device* device, void* buffer, uint32_t count) {
 int32_t seek(FMGR_Device* device, uint32_t offset_low, uint32_t offset_high, int32_t whence) {
   MemoryDevice& memory = *self(device);
   const int64_t offset = offset_of(offset_low, offset_high);
-  // Kept: an offset above the size is refused from every origin, yet a smaller one may lead beyond the end.
+  // Kept: an offset above the size is refused from every origin; a smaller one may lead beyond the end.
   if (offset > memory.size) return FMGR_ERR_GENERIC;
   int64_t origin = 0;
   if (whence == FMGR_SEEK_CURRENT) {

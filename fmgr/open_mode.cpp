@@ -1,4 +1,6 @@
-// Mode strings. The two readings of a string are independent of each other and may disagree on odd strings.
+// Parses mode strings, once for the access class and once for the mode of the device.
+//
+// Kept: the two parsers are independent and disagree on unusual strings, such as "rt+".
 #include "fmgr/open_mode.h"
 
 #include "os/os.h"
@@ -28,7 +30,7 @@ uint32_t os_open_mode(std::string_view mode) {
     case 'r':
       return update ? OS_OPEN_READWRITE : OS_OPEN_READ;
     case 'a':
-      // Kept: a plain "a" opens nothing, it takes "ab" or "a+".
+      // Kept: "a" alone opens nothing; "ab" and "a+" do.
       return at(1) == 'b' || at(1) == '+' ? uint32_t{OS_OPEN_APPEND} : kNoSuchMode;
     default:
       return OS_OPEN_READWRITE;

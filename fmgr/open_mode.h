@@ -1,6 +1,5 @@
-// What a C mode string means to the manager.
-#ifndef ZDR_FMGR_OPEN_MODE_H
-#define ZDR_FMGR_OPEN_MODE_H
+// The meaning of a C mode string to the manager.
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -8,15 +7,13 @@
 
 namespace zdr::fmgr {
 
-// Together with the descriptor the key under which streams share a device.
+// Streams share a device when their descriptors and their access classes are the same.
 enum class AccessClass : uint32_t { kRead = 0, kUpdate = 1, kWrite = 2, kAppend = 3 };
 
-// Nothing when the string names no access.
+// Empty when the string names no access.
 std::optional<AccessClass> access_class(std::string_view mode);
 
-// The mode in which the device is opened (OS_OPEN_...), which may be one that no device accepts.
+// The OS_OPEN_ mode in which the device is opened, or OS_OPEN_APPEND + 1, which no device accepts.
 uint32_t os_open_mode(std::string_view mode);
 
 }  // namespace zdr::fmgr
-
-#endif

@@ -1,11 +1,15 @@
-// The manager's records: a context holds files, a file is one opened device with the streams that share it,
-// and in buffered mode every stream has a buffer, which is the sibling of the buffers of the other streams.
+// The records of the manager.
 //
-// Locks: the manager mutex guards the list of files and their open counts; the file mutex guards the device
-// and everything in the streams and buffers of a file. Their lists change under both, taken in this order,
-// and are read under either.
-#ifndef ZDR_FMGR_RECORDS_H
-#define ZDR_FMGR_RECORDS_H
+//   FMGR_Context --files--> FMGR_File --streams--> FMGR_Stream --> FMGR_Buffer (buffered mode)
+//                               |----- device --> FMGR_Device
+//
+// A file is an opened device with the streams that share it. The buffers of these streams are siblings,
+// linked in a list of their own.
+//
+// Locks: the manager mutex (of the context) guards the list of files and their open counts. The file mutex
+// guards the device and the content of streams and buffers. The lists of streams and buffers change under
+// both, locked in this order, and may be read under either.
+#pragma once
 
 #include <memory>
 
@@ -19,11 +23,11 @@ struct FMGR_Buffer {
   static constexpr uint32_t kEndOfData = 4;
   static constexpr uint32_t kUnwritten = 8;
 
-  uint64_t position = 0;  // of its first byte in the file
-  uint32_t cursor = 0;    // index of the next byte to hand out
+  uint64_t position = 0;  // in the file, of the first byte
+  uint32_t cursor = 0;    // index of the next byte to read
   uint32_t capacity = 0;
-  uint32_t valid = 0;                 // bytes held; 0 means empty
-  std::unique_ptr<uint8_t[]> data{};  // taken at the first read
+  uint32_t valid = 0;                 // bytes in `data`; 0 when empty
+  std::unique_ptr<uint8_t[]> data{};  // allocated at the first read
   FMGR_Stream* owner = nullptr;
   FMGR_Buffer* previous = nullptr;
   FMGR_Buffer* next = nullptr;
@@ -44,7 +48,7 @@ struct FMGR_File {
   FMGR_Device* device = nullptr;
 };
 
-// Calls counted for statistics; tests and benchmarks read them.
+// Numbers of calls, for statistics.
 struct FMGR_StreamCounters {
   uint32_t stream_reads = 0;
   uint32_t device_reads = 0;
@@ -72,27 +76,25 @@ struct FMGR_Context {
 
 namespace zdr::fmgr {
 
-// The three lists grow behind their first node, which stays where it is.
+// The first node of each list keeps its place; new nodes follow it.
 template <class Node>
-void insert_behind_first(Node*& first, Node& node) {
-  if (!first) {
+void insert_after_first(Node*& first, Node& node) {
+  if (first == nullptr) {
     first = &node;
     return;
   }
   node.previous = first;
   node.next = first->next;
-  if (node.next) node.next->previous = &node;
+  if (node.next != nullptr) node.next->previous = &node;
   first->next = &node;
 }
 
 template <class Node>
 void unlink(Node*& first, Node& node) {
-  (node.previous ? node.previous->next : first) = node.next;
-  if (node.next) node.next->previous = node.previous;
+  (node.previous != nullptr ? node.previous->next : first) = node.next;
+  if (node.next != nullptr) node.next->previous = node.previous;
   node.previous = nullptr;
   node.next = nullptr;
 }
 
 }  // namespace zdr::fmgr
-
-#endif

@@ -10,7 +10,7 @@ int32_t seek_device(const FMGR_Stream& stream) {
                            static_cast<uint32_t>(stream.position >> 32), FMGR_SEEK_SET);
 }
 
-// What a device's transfer means to the stream.
+// Advances the stream by the result of a transfer.
 int32_t advance(FMGR_Stream& stream, int32_t moved) {
   if (moved < 0) return FMGR_ERR_GENERIC;
   stream.position += static_cast<uint32_t>(moved);
@@ -19,7 +19,7 @@ int32_t advance(FMGR_Stream& stream, int32_t moved) {
 
 }  // namespace
 
-// Kept: the seek is made even when the device stands there already. It is cheap: a file only notes the
+// Kept: seeks even when the device is at the position already. That is cheap: a file only stores the
 // position.
 int32_t read_device(FMGR_Stream& stream, void* buffer, uint32_t count) {
   const int32_t status = seek_device(stream);
@@ -60,7 +60,7 @@ void seek_stream32(FMGR_Stream& stream, int32_t offset, int32_t whence) {
   if (whence != FMGR_SEEK_END) return seek_stream64(stream, offset, whence);
   uint32_t size = 0;
   device_size32(*stream.file, &size);
-  // Kept: from the end the sum is one of 32 bits, so going back behind the start lands below 4 GiB.
+  // Kept: the sum wraps at 32 bits, so an offset before the start leads to a position just below 4 GiB.
   stream.position = size + static_cast<uint32_t>(offset);
 }
 

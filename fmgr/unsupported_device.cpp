@@ -1,4 +1,5 @@
-// The placeholder device, and the answers of slots that other device types have no use for.
+// The placeholder device FMGR_DEV_RESERVED, and the functions for operations that a device type does not
+// have.
 #include "fmgr/device.h"
 
 namespace zdr::fmgr {

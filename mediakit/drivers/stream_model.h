@@ -1,7 +1,6 @@
-// A plain model of streams, the whole content and one position each, and a run of scripted operations in
-// which the manager has to agree with it.
-#ifndef ZDR_TESTS_FMGR_STREAM_MODEL_H
-#define ZDR_TESTS_FMGR_STREAM_MODEL_H
+// A plain model of streams, which is the content and a position, and a driver that runs scripted operations
+// on the manager and on the model.
+#pragma once
 
 #include <algorithm>
 #include <optional>
@@ -19,7 +18,7 @@ class StreamModel {
 
   uint64_t position() const { return position_; }
 
-  // Status or count; the bytes are those of the content at the position before.
+  // Returns a status or the count; the bytes are those of the content at the previous position.
   int32_t read(uint32_t count) {
     const uint64_t size = source_.content().size();
     const int32_t status = seek_status(size);
@@ -37,13 +36,13 @@ class StreamModel {
     if (whence == FMGR_SEEK_SET) position_ = distance;
     if (whence == FMGR_SEEK_CURRENT) position_ += distance;
     if (whence == FMGR_SEEK_END) position_ = size + distance;
-    // Without buffering the short form keeps only the low word.
+    // Without buffering, FMGR_FSeek from the end works in 32 bits.
     if (whence == FMGR_SEEK_END && !wide && !buffered_) position_ &= 0xFFFFFFFF;
     return FMGR_OK;
   }
 
  private:
-  // What the device says about a seek to the position.
+  // The status of the device for a seek to the position.
   int32_t seek_status(uint64_t size) const {
     const bool negative = position_ >> 63 != 0;
     switch (source_.descriptor().type) {
@@ -61,7 +60,7 @@ class StreamModel {
   uint64_t position_ = 0;
 };
 
-// Three sibling streams driven by a script of four bytes an operation. Tells the first disagreement.
+// Three sibling streams, driven by a script of four bytes for each operation.
 class ScriptedStreams {
  public:
   ScriptedStreams(uint32_t type, size_t content_size, uint32_t buffer_size)
@@ -71,6 +70,7 @@ class ScriptedStreams {
     for (int i = 0; i < 3; ++i) streams_.push_back(open_stream(source_, "rb", context_));
   }
 
+  // Returns a description of the first disagreement.
   std::optional<std::string> run(std::span<const uint8_t> script) {
     for (size_t at = 0; at + 4 <= script.size(); at += 4) {
       if (!step(script.subspan(at, 4))) {
@@ -84,14 +84,15 @@ class ScriptedStreams {
 
  private:
   bool agree(const char* call, int64_t argument, int64_t got, int64_t expected) {
-    if (got != expected) what_ << call << "(" << argument << ") gave " << got << ", expected " << expected;
+    if (got != expected)
+      what_ << call << "(" << argument << ") returned " << got << ", expected " << expected;
     return got == expected;
   }
 
   bool step(std::span<const uint8_t> op) {
     const size_t index = op[0] % 3;
     const int32_t whence = op[1] % 4 == 3 ? static_cast<int8_t>(op[1]) / 4 : op[1] % 4;
-    // Mostly near the content, sometimes far before or behind it.
+    // Mostly near the content, sometimes far before or after it.
     const int32_t offset = static_cast<int8_t>(op[2]) * (op[3] % 16 == 0 ? 0x1000000 : 1 + op[3] % 4);
     switch (op[0] / 3 % 8) {
       case 0:
@@ -125,7 +126,7 @@ class ScriptedStreams {
                  static_cast<int64_t>(models_[index].position()));
   }
 
-  // From there, or from where the stream is.
+  // Reads at `from`, or at the position of the stream.
   bool read(size_t index, uint32_t count, std::optional<int64_t> from = std::nullopt) {
     if (from) models_[index].seek(*from, FMGR_SEEK_SET, true);
     const uint64_t before = models_[index].position();
@@ -135,7 +136,7 @@ class ScriptedStreams {
     if (!agree("read", count, moved, models_[index].read(count))) return false;
     if (moved > 0 && source_.content().compare(before, static_cast<size_t>(moved), bytes, 0,
                                                static_cast<size_t>(moved)) != 0) {
-      what_ << "read(" << count << ") at " << before << " gave other bytes";
+      what_ << "read(" << count << ") at " << before << " returned other bytes";
       return false;
     }
     return at_same_position(index);
@@ -158,5 +159,3 @@ class ScriptedStreams {
 };
 
 }  // namespace zdr::test
-
-#endif

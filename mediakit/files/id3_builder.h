@@ -1,6 +1,5 @@
-// Writes ID3 tags for tests, the wrong ones too: every field is what the caller says.
-#ifndef ZDR_TESTS_SUPPORT_ID3_BUILDER_H
-#define ZDR_TESTS_SUPPORT_ID3_BUILDER_H
+// Builds ID3 tags, also invalid ones: every field has the value that the caller passes.
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -15,7 +14,7 @@ inline Bytes bytes_of(std::string_view text) {
   return Bytes(text.begin(), text.end());
 }
 
-// A claimed size of -1 is the true one.
+// A `claimed_size` of -1 means the true size.
 inline Bytes id3v2(uint8_t version, uint8_t flags, const Bytes& body, int64_t claimed_size = -1) {
   const uint64_t size = claimed_size < 0 ? body.size() : static_cast<uint64_t>(claimed_size);
   Fields tag;
@@ -32,7 +31,7 @@ inline Bytes v22_frame(std::string_view id, const Bytes& body) {
   return Fields().text(id).u24(body.size()).append(body).bytes;
 }
 
-// 128 bytes; fields are padded with zeros.
+// Returns 128 bytes; short fields are padded with zeros.
 inline Bytes id3v1(std::string_view title, std::string_view artist, std::string_view year, uint8_t genre) {
   Bytes tag(128, 0);
   const auto put = [&tag](size_t at, std::string_view text) {
@@ -47,5 +46,3 @@ inline Bytes id3v1(std::string_view title, std::string_view artist, std::string_
 }
 
 }  // namespace zdr::test
-
-#endif

@@ -1,3 +1,4 @@
+// The six callbacks over the bytes in memory.
 #include "mediakit/files/memory_file.h"
 
 #include <algorithm>
@@ -32,8 +33,8 @@ MemoryFile::MemoryFile(std::span<const uint8_t> content, uint64_t repetitions)
   };
   io_.tell = [](void* handle) {
     auto& file = *static_cast<MemoryFile*>(handle);
-    const bool is_told = !file.fails() && file.position_ <= INT32_MAX;
-    return is_told ? static_cast<int32_t>(file.position_) : -1;
+    const bool fits = !file.fails() && file.position_ <= INT32_MAX;
+    return fits ? static_cast<int32_t>(file.position_) : -1;
   };
 }
 

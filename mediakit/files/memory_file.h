@@ -1,6 +1,5 @@
-// A file in memory behind the six callbacks, which counts what is asked of it and lets chosen calls fail.
-#ifndef ZDR_TESTS_SUPPORT_MEMORY_FILE_H
-#define ZDR_TESTS_SUPPORT_MEMORY_FILE_H
+// A file in memory with the callbacks of AACF_FileIo. It counts calls, and makes the Nth call fail.
+#pragma once
 
 #include <cstdint>
 #include <span>
@@ -10,10 +9,10 @@
 
 namespace zdr::test {
 
-// The callbacks know no object, so the object made last on a thread is the one that a path opens there.
+// The open callback has no context: it opens the latest object of the calling thread.
 class MemoryFile {
  public:
-  // The content repeated; it is not copied and must live as long. A size from 2 GiB on is told as a failure.
+  // The file is the content, repeated. It borrows the content. The tell callback fails at 2 GiB and beyond.
   explicit MemoryFile(std::span<const uint8_t> content, uint64_t repetitions = 1);
   ~MemoryFile();
   MemoryFile(const MemoryFile&) = delete;
@@ -34,11 +33,11 @@ class MemoryFile {
   void reset_counts() { counts_ = {}; }
   uint64_t position() const { return position_; }
 
-  // The nth of all calls from now on, counted from 1, fails; 0: none. A failing read gives a part.
+  // Makes the Nth call from now on fail, counted from 1; 0 for none. A failing read delivers half.
   void fail_call(uint64_t nth) { calls_left_ = nth; }
   bool has_failed() const { return has_failed_; }
 
-  // What the seek callback does.
+  // The seek callback, for callers that replace it.
   int32_t seek(int32_t offset, int32_t whence);
 
  private:
@@ -55,5 +54,3 @@ class MemoryFile {
 };
 
 }  // namespace zdr::test
-
-#endif

@@ -1,3 +1,4 @@
+// The kinds of damage.
 #include "mediakit/files/mutator.h"
 
 #include <algorithm>
@@ -7,7 +8,7 @@
 namespace zdr::test {
 namespace {
 
-// Numbers at which size arithmetic goes wrong.
+// Numbers at which size arithmetic may fail.
 constexpr std::array<uint32_t, 14> kOddNumbers = {
     0, 1, 7, 8, 9, 16, 20, 0xFF, 0xFFFF, 0x7FFFFFFF, 0x80000000, 0xFFFFFFF0, 0xFFFFFFFE, 0xFFFFFFFF};
 
@@ -15,7 +16,7 @@ constexpr std::array<std::string_view, 24> kTypes = {
     "moov", "trak", "mdia", "minf", "stbl", "stsd", "mdhd", "hdlr", "stts", "stsz", "stsc", "stco",
     "elst", "edts", "tkhd", "mvhd", "esds", "avcC", "dinf", "dref", "ctts", "stss", "stdp", "iods"};
 
-// Offset of some occurrence of a box type, so that damage meets headers and not only media data.
+// Returns the offset of a box type, so that headers are damaged and not only media data.
 size_t find_header(const Bytes& bytes, std::string_view type, size_t from) {
   const auto found =
       std::search(bytes.begin() + static_cast<int64_t>(from), bytes.end(), type.begin(), type.end());
@@ -36,10 +37,10 @@ void Mutator::damage_once(Bytes& bytes) {
     case 1:
       store_be32(bytes, anywhere, kOddNumbers[below(kOddNumbers.size())]);
       break;
-    case 2:  // size of a box
+    case 2:  // the size of a box
       if (found) store_be32(bytes, type_at - 4, kOddNumbers[below(kOddNumbers.size())]);
       break;
-    case 3:  // size of a box, slightly wrong
+    case 3:  // the size of a box, by a few bytes
       if (found) store_be32(bytes, type_at - 4, load_be32(bytes, type_at - 4) + below(17) - 8);
       break;
     case 4:  // one of the first fields of a box
@@ -48,12 +49,12 @@ void Mutator::damage_once(Bytes& bytes) {
     case 5:
       bytes.resize(anywhere);
       break;
-    case 6: {  // one box type for another
+    case 6: {  // a box type
       const std::string_view type = kTypes[below(kTypes.size())];
       if (found) std::copy(type.begin(), type.end(), bytes.begin() + static_cast<int64_t>(type_at));
       break;
     }
-    default: {  // a piece repeated in place
+    default: {  // a repeated piece
       const auto start = bytes.begin() + static_cast<int64_t>(anywhere);
       const Bytes piece(start, start + std::min<int64_t>(below(64), bytes.end() - start));
       bytes.insert(start, piece.begin(), piece.end());

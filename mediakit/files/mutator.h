@@ -1,7 +1,6 @@
-// Damages files: flipped bits, cuts, lying sizes and counts, moved and repeated pieces. The same seed gives
-// the same damage everywhere.
-#ifndef ZDR_TESTS_SUPPORT_MUTATOR_H
-#define ZDR_TESTS_SUPPORT_MUTATOR_H
+// Damages files: flips bits, truncates, and changes sizes, counts and box types. A seed gives the same damage
+// on every platform.
+#pragma once
 
 #include <random>
 
@@ -13,10 +12,10 @@ class Mutator {
  public:
   explicit Mutator(uint32_t seed) : random_(seed) {}
 
-  // A copy with one to four kinds of damage.
+  // Returns a copy with one to four damages.
   Bytes damaged(const Bytes& original);
 
-  // 0 to limit - 1, the same on every platform.
+  // Returns a number below `limit`.
   uint32_t below(size_t limit) { return limit == 0 ? 0 : static_cast<uint32_t>(random_() % limit); }
 
  private:
@@ -26,5 +25,3 @@ class Mutator {
 };
 
 }  // namespace zdr::test
-
-#endif

@@ -1,6 +1,5 @@
-// The same bytes behind each type of device, and owners for contexts and streams.
-#ifndef ZDR_TESTS_FMGR_SOURCES_H
-#define ZDR_TESTS_FMGR_SOURCES_H
+// The same bytes as a device of each type, and owning handles for contexts and streams.
+#pragma once
 
 #include <cstring>
 #include <memory>
@@ -26,13 +25,13 @@ class Source {
       descriptor_.source.callback_rw = {this, &read, &write, &size};
     } else {
       folder_ = std::make_unique<TempFolder>();
-      write_file(path(), content_);
-      narrow_ = path().string();
-      wide_ = path().u16string();
+      path_ = *folder_ / u"s\u00f6urce";
+      write_file(path_, content_);
+      wide_ = path_.u16string();
       if (type == FMGR_DEV_FILE_W) {
         descriptor_.source.wide_path = wide_.c_str();
       } else {
-        descriptor_.source.path = narrow_.c_str();
+        descriptor_.source.path = path_.c_str();
       }
     }
   }
@@ -42,12 +41,12 @@ class Source {
   FMGR_Descriptor& descriptor() { return descriptor_; }
   const FMGR_Descriptor& descriptor() const { return descriptor_; }
   const std::string& content() const { return content_; }
-  std::filesystem::path path() const { return *folder_ / u"s\u00f6urce"; }
+  const std::filesystem::path& path() const { return path_; }
 
-  // What the callbacks answer, and how many bytes they claim to have moved beyond the truth.
+  // The status of the callbacks, and the bytes by which they overstate what they moved.
   int32_t callback_status = 0;
   uint32_t callback_excess = 0;
-  // What the read callback was asked for.
+  // The count of the last call of the read callback.
   uint32_t last_count = 0;
 
  private:
@@ -77,7 +76,7 @@ class Source {
 
   std::string content_;
   std::unique_ptr<TempFolder> folder_;
-  std::string narrow_;
+  std::filesystem::path path_;
   std::u16string wide_;
   FMGR_Descriptor descriptor_{};
 };
@@ -100,7 +99,7 @@ inline Stream open_stream(const Source& source, const char* mode, const Context&
   return Stream(FMGR_FOpen(&source.descriptor(), mode, context.get()));
 }
 
-// Up to `count` bytes, or nothing after a failure.
+// Returns up to `count` bytes, nothing after a failure.
 inline std::string read_text(const Stream& stream, uint32_t count) {
   std::string text(count, '\0');
   const int32_t moved = FMGR_FRead(stream.get(), text.data(), count);
@@ -119,7 +118,7 @@ inline int32_t seek64(const Stream& stream, int64_t offset, int32_t whence) {
   return FMGR_FSeek64(stream.get(), static_cast<uint32_t>(words), static_cast<uint32_t>(words >> 32), whence);
 }
 
-// Bytes of which no two short stretches are alike.
+// Returns bytes in which no short stretch occurs twice.
 inline std::string make_content(size_t size) {
   std::string content(size, '\0');
   uint32_t state = 1;
@@ -128,5 +127,3 @@ inline std::string make_content(size_t size) {
 }
 
 }  // namespace zdr::test
-
-#endif

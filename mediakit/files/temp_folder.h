@@ -1,6 +1,5 @@
-// A folder of its own for each test that writes files; it vanishes with its content.
-#ifndef ZDR_TESTS_SUPPORT_TEMP_FOLDER_H
-#define ZDR_TESTS_SUPPORT_TEMP_FOLDER_H
+// Temporary folders and files for tests.
+#pragma once
 
 #include <cstdint>
 #include <filesystem>
@@ -12,6 +11,7 @@
 
 namespace zdr::test {
 
+// A new folder, deleted with its content at the end of its life.
 class TempFolder {
  public:
   explicit TempFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
@@ -44,7 +44,7 @@ inline std::string read_file(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Only the last byte takes room where the file system knows sparse files.
+// Makes a file of zeros that takes no space where the file system supports sparse files.
 inline void write_sparse_file(const std::filesystem::path& path, uint64_t size) {
   write_file(path, {});
   std::filesystem::resize_file(path, size);
@@ -56,5 +56,3 @@ inline void write_sparse_file(const std::filesystem::path& path, uint64_t size) 
 namespace zdr::tests {
 using namespace zdr::test;
 }
-
-#endif

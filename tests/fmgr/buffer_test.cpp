@@ -1,4 +1,4 @@
-// Buffered mode: what comes from which buffer, and how unwritten bytes reach the device.
+// Buffered mode: which buffer serves a read, and how unwritten bytes reach the device.
 #include "fmgr/buffer.h"
 
 #include <gtest/gtest.h>
@@ -8,11 +8,10 @@
 #include "mediakit/files/sources.h"
 #include "tests/fmgr/device_tap.h"
 
+namespace zdr::test {
 namespace {
 
-using namespace zdr::tests;
-
-// Puts bytes at the position of a stream as a writer would; nothing in the stream interface does it.
+// Stores bytes at the position of a stream as a writer would; the stream interface has no function for it.
 bool put(const Stream& stream, std::string_view bytes) {
   FMGR_Buffer& buffer = *stream->buffer;
   if (!buffer.data || buffer.capacity - buffer.cursor < bytes.size()) return false;
@@ -31,11 +30,11 @@ TEST(Buffers, ServeSmallReadsAndTheirSiblings) {
   const DeviceTap tap(first.get());
   EXPECT_EQ(read_text(first, 3), "012");
   EXPECT_EQ(read_text(first, 3), "345");
-  EXPECT_EQ(read_text(first, 2), "67") << "its last bytes do not empty it";
+  EXPECT_EQ(read_text(first, 2), "67") << "reading its last bytes does not empty the buffer";
   EXPECT_EQ(FMGR_FSeek(first.get(), 6, FMGR_SEEK_SET), FMGR_OK);
   EXPECT_EQ(read_text(second, 5), "01234") << "from the buffer of the first";
   EXPECT_EQ(tap.log(), "sr");
-  EXPECT_EQ(read_text(second, 6), "56789a") << "three from the first, then a block of its own";
+  EXPECT_EQ(read_text(second, 6), "56789a") << "three bytes from the first, then its own block";
   EXPECT_EQ(FMGR_FSeek(second.get(), -3, FMGR_SEEK_CURRENT), FMGR_OK);
   EXPECT_EQ(read_text(second, 3), "89a");
   EXPECT_EQ(tap.log(), "srsr");
@@ -44,7 +43,7 @@ TEST(Buffers, ServeSmallReadsAndTheirSiblings) {
   EXPECT_EQ(second->counters.device_reads, 1u);
 }
 
-TEST(Buffers, HideFailuresOfTheDeviceAsRequired) {
+TEST(Buffers, KeptFailuresOfTheDeviceLookLikeTheEnd) {
   const Source source(FMGR_DEV_FILE, "0123456789");
   const Context context = make_context(4, 4);
   const Stream stream = open_stream(source, "rb", context);
@@ -52,13 +51,13 @@ TEST(Buffers, HideFailuresOfTheDeviceAsRequired) {
   EXPECT_EQ(read_text(stream, 2), "01");
   char buffer[8];
   for (const char operation : {'s', 'r'}) {
-    tap.answer(operation, -4711);
+    tap.fail(operation, -4711);
     EXPECT_EQ(FMGR_FSeek(stream.get(), 2, FMGR_SEEK_SET), FMGR_OK);
     EXPECT_EQ(FMGR_FRead(stream.get(), buffer, 8), operation == 's' ? 2 : 0);
     EXPECT_EQ(FMGR_FRead(stream.get(), buffer, 8), 0);
   }
   tap.pass_all();
-  EXPECT_EQ(read_text(stream, 8), "23456789") << "a failure does not stick";
+  EXPECT_EQ(read_text(stream, 8), "23456789") << "the next read succeeds";
   EXPECT_EQ(FMGR_FSeek(stream.get(), 0, 3), FMGR_ERR_GENERIC);
 }
 
@@ -69,13 +68,13 @@ TEST(Buffers, StopWhereASiblingEnds) {
   const Stream second = open_stream(source, "rb", context);
   EXPECT_EQ(read_text(first, 1), "0");
   first->buffer->flags |= FMGR_Buffer::kEndOfData;
-  EXPECT_EQ(read_text(second, 8), "0123") << "its data ends where the sibling says so";
+  EXPECT_EQ(read_text(second, 8), "0123") << "the data ends where it ends for the sibling";
   EXPECT_TRUE(second->buffer->flags & FMGR_Buffer::kEndOfData);
   EXPECT_EQ(read_text(first, 8), "123");
-  EXPECT_EQ(read_text(second, 8), "456789") << "asked again, the device knows better";
+  EXPECT_EQ(read_text(second, 8), "456789") << "the next read asks the device";
 }
 
-TEST(Buffers, WriteBackWhatWasPutIntoThem) {
+TEST(Buffers, WriteBackUnwrittenBytes) {
   for (const uint32_t capacity : {1u, 3u, 8u, 50u}) {
     const Source source(FMGR_DEV_FILE_W, "0123456789abcdefghij");
     const Context context = make_context(1, capacity);
@@ -114,7 +113,7 @@ TEST(Buffers, WriteBackWhatWasPutIntoThem) {
   }
 }
 
-TEST(Buffers, StayWhereTheyAreWhileTheyCannotBeWritten) {
+TEST(Buffers, KeptSeeksAndClosesSucceedWhenBytesCannotBeWritten) {
   const Source source(FMGR_DEV_FILE, "0123456789");
   const Context context = make_context(4, 4);
   Stream stream = open_stream(source, "r+b", context);
@@ -123,29 +122,29 @@ TEST(Buffers, StayWhereTheyAreWhileTheyCannotBeWritten) {
   ASSERT_TRUE(put(stream, "xy"));
   const std::pair<char, int32_t> failures[] = {{'w', 3}, {'w', FMGR_ERR_WRITE}, {'s', FMGR_ERR_SEEK}};
   for (const auto& [operation, status] : failures) {
-    tap.answer(operation, status);
+    tap.fail(operation, status);
     const int32_t reported = operation == 's' ? status : FMGR_ERR_GENERIC;
-    EXPECT_EQ(zdr::fmgr::reanchor(*stream->buffer), reported);
-    EXPECT_EQ(FMGR_FSeek(stream.get(), 8, FMGR_SEEK_SET), FMGR_OK) << "required: the seek tells nothing";
+    EXPECT_EQ(fmgr::reanchor(*stream->buffer), reported);
+    EXPECT_EQ(FMGR_FSeek(stream.get(), 8, FMGR_SEEK_SET), FMGR_OK);
     EXPECT_EQ(tell(stream), 3u);
   }
-  EXPECT_EQ(read_text(stream, 4), "3") << "what the buffer holds, no more";
+  EXPECT_EQ(read_text(stream, 4), "3") << "only what the buffer holds";
   tap.pass_all();
   EXPECT_EQ(FMGR_FSeek(stream.get(), 8, FMGR_SEEK_SET), FMGR_OK);
   EXPECT_EQ(read_text(stream, 4), "89");
   EXPECT_EQ(read_file(source.path()), "0xy3456789");
   EXPECT_EQ(stream->counters.device_writes, 5u);
-  tap.answer('w', FMGR_ERR_WRITE);
+  tap.fail('w', FMGR_ERR_WRITE);
   EXPECT_EQ(FMGR_FSeek(stream.get(), 8, FMGR_SEEK_SET), FMGR_OK);
   ASSERT_TRUE(put(stream, "z"));
-  EXPECT_EQ(FMGR_FClose(stream.release()), FMGR_OK) << "required: the close tells nothing either";
+  EXPECT_EQ(FMGR_FClose(stream.release()), FMGR_OK);
 }
 
-TEST(Buffers, EndIncludesUnwrittenBytesOfLaterSiblingsAsRequired) {
+TEST(Buffers, KeptEndIncludesUnwrittenBytesOfLaterSiblingsOnly) {
   const Source source(FMGR_DEV_FILE, "0123456789");
   const Context context = make_context(8, 8);
   const Stream first = open_stream(source, "r+b", context);
-  const Stream second = open_stream(source, "r+b", context);  // behind the first
+  const Stream second = open_stream(source, "r+b", context);
   EXPECT_EQ(FMGR_FSeek(second.get(), 8, FMGR_SEEK_SET), FMGR_OK);
   EXPECT_EQ(read_text(second, 1), "8");
   ASSERT_TRUE(put(second, "wxyz"));
@@ -158,7 +157,7 @@ TEST(Buffers, EndIncludesUnwrittenBytesOfLaterSiblingsAsRequired) {
   EXPECT_EQ(read_text(first, 1), "z");
   ASSERT_TRUE(put(first, "123"));
   EXPECT_EQ(FMGR_FSeek(second.get(), 0, FMGR_SEEK_END), FMGR_OK);
-  EXPECT_EQ(tell(second), 13u) << "the first lies before it";
+  EXPECT_EQ(tell(second), 13u) << "the first precedes it in the list";
 }
 
 TEST(Buffers, AppendingStreamStartsAtTheEnd) {
@@ -173,3 +172,4 @@ TEST(Buffers, AppendingStreamStartsAtTheEnd) {
 }
 
 }  // namespace
+}  // namespace zdr::test

@@ -1,16 +1,11 @@
-// Sits between the manager and an opened device: records the operations in order and lets chosen ones fail.
-//
-// All streams of one descriptor, access class and context share a device. So to watch or disturb a library
-// that opens its streams itself, open a stream on the same descriptor with the same mode first and tap that
-// one.
-#ifndef ZDR_TESTS_FMGR_DEVICE_TAP_H
-#define ZDR_TESTS_FMGR_DEVICE_TAP_H
+// Intercepts the operations of an opened device: records them in order, and makes chosen ones fail.
+#pragma once
 
 #include <string>
 
 #include "fmgr/records.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 
 class DeviceTap {
  public:
@@ -37,8 +32,8 @@ class DeviceTap {
   DeviceTap(const DeviceTap&) = delete;
   DeviceTap& operator=(const DeviceTap&) = delete;
 
-  // From now on every operation of this letter answers `status` without reaching the device.
-  void answer(char operation, int32_t status) {
+  // From now on every operation with this letter returns `status` without reaching the device.
+  void fail(char operation, int32_t status) {
     failing_ = operation;
     status_ = status;
   }
@@ -60,7 +55,7 @@ class DeviceTap {
     return letter == failing_ ? status_ : operation(original_);
   }
 
-  // A device is gone after its close, whatever that answers.
+  // The device is released by its close, whatever that returns.
   int32_t close() {
     log_ += 'c';
     const int32_t status = original_->close(device_);
@@ -76,6 +71,4 @@ class DeviceTap {
   int32_t status_ = 0;
 };
 
-}  // namespace zdr::tests
-
-#endif
+}  // namespace zdr::test

@@ -1,4 +1,4 @@
-// Devices through their tables of operations, the slots that no stream uses included.
+// Devices through their tables of operations, including the operations that no stream uses.
 #include "fmgr/device.h"
 
 #include <gtest/gtest.h>
@@ -6,10 +6,10 @@
 #include "mediakit/files/sources.h"
 #include "os/os.h"
 
+namespace zdr::test {
 namespace {
 
-using namespace zdr::tests;
-using zdr::fmgr::open_device;
+using fmgr::open_device;
 
 struct DeviceCloser {
   void operator()(FMGR_Device* device) const { EXPECT_EQ(device->ops->close(device), FMGR_OK); }
@@ -27,12 +27,18 @@ int32_t seek(const Device& device, int64_t offset, int32_t whence) {
 }
 
 uint64_t position(const Device& device) {
-  uint64_t told = 77;
-  EXPECT_EQ(device->ops->tell(device.get(), &told), FMGR_OK);
-  return told;
+  uint64_t bytes = 77;
+  EXPECT_EQ(device->ops->tell(device.get(), &bytes), FMGR_OK);
+  return bytes;
 }
 
-TEST(Devices, OnlyTypesOfTheFirstRegistryOpenAsRequired) {
+uint64_t size(const Device& device) {
+  uint64_t bytes = 77;
+  EXPECT_EQ(device->ops->size(device.get(), &bytes), FMGR_OK);
+  return bytes;
+}
+
+TEST(Devices, KeptOnlyTypesOfTheFirstListOpen) {
   const Context context = make_context(0, 0);
   for (const uint32_t type : kOpenTypes) {
     const Source source(type, "x");
@@ -46,63 +52,59 @@ TEST(Devices, OnlyTypesOfTheFirstRegistryOpenAsRequired) {
   }
 }
 
-TEST(Devices, PlaceholderSupportsNothing) {
-  const FMGR_DeviceOps& ops = zdr::fmgr::kReservedOps;
-  FMGR_Device device = {&ops, nullptr};
+TEST(Devices, RefuseOperationsThatTheyDoNotHave) {
   char byte = 0;
   uint64_t number = 0;
   const FMGR_Descriptor* temporary = nullptr;
-  for (const int32_t answer :
-       {ops.close(&device), ops.read(&device, &byte, 1), ops.write(&device, &byte, 1),
-        ops.seek(&device, 0, 0, 0), ops.tell(&device, &number), ops.flush(&device),
-        ops.size(&device, &number), ops.remove("x"), ops.free_space(&device, &number)}) {
-    EXPECT_EQ(answer, FMGR_ERR_NOT_SUPPORTED);
+  for (const FMGR_DeviceOps* ops : {&fmgr::kReservedOps, &fmgr::kMemoryOps, &fmgr::kCallbackOps}) {
+    FMGR_Device device = {ops, nullptr};
+    EXPECT_EQ(ops->write(&device, &byte, 1), FMGR_ERR_NOT_SUPPORTED);
+    EXPECT_EQ(ops->flush(&device), FMGR_ERR_NOT_SUPPORTED);
+    EXPECT_EQ(ops->free_space(&device, &number), FMGR_ERR_NOT_SUPPORTED);
+    EXPECT_EQ(ops->remove("x"), ops == &fmgr::kCallbackOps ? FMGR_OK : FMGR_ERR_NOT_SUPPORTED);
+    EXPECT_EQ(ops->create_temporary(nullptr, &temporary, nullptr), nullptr);
+    if (ops != &fmgr::kReservedOps) continue;
+    for (const int32_t status :
+         {ops->close(&device), ops->read(&device, &byte, 1), ops->seek(&device, 0, 0, 0),
+          ops->tell(&device, &number), ops->size(&device, &number)}) {
+      EXPECT_EQ(status, FMGR_ERR_NOT_SUPPORTED);
+    }
   }
-  EXPECT_EQ(ops.create_temporary(nullptr, &temporary, nullptr), nullptr);
 }
 
-class FileDevices : public testing::TestWithParam<uint32_t> {};
+TEST(Devices, OverFilesWriteAndMakeTemporaryFilesThatVanish) {
+  for (const uint32_t type : {FMGR_DEV_FILE, FMGR_DEV_FILE_W, FMGR_DEV_FILE_ALT}) {
+    const Source source(type, "0123456789");
+    const Device device = open(source, OS_OPEN_READWRITE);
+    EXPECT_EQ(seek(device, -2, FMGR_SEEK_END), FMGR_OK);
+    EXPECT_EQ(device->ops->write(device.get(), "abcd", 4), 4);
+    EXPECT_EQ(position(device), 12u);
+    EXPECT_EQ(device->ops->flush(device.get()), FMGR_OK);
+    EXPECT_EQ(read_file(source.path()), "01234567abcd");
+    EXPECT_EQ(seek(device, -1, FMGR_SEEK_SET), FMGR_ERR_SEEK);
+    EXPECT_EQ(device->ops->write(device.get(), "", 0), FMGR_ERR_BAD_ARGUMENT);
+    EXPECT_EQ(size(device), 12u);
+    uint64_t free_bytes = 0;
+    EXPECT_EQ(device->ops->free_space(device.get(), &free_bytes), FMGR_OK);
+    EXPECT_GT(free_bytes, 0u);
 
-INSTANTIATE_TEST_SUITE_P(Types, FileDevices,
-                         testing::Values(FMGR_DEV_FILE, FMGR_DEV_FILE_W, FMGR_DEV_FILE_ALT));
-
-TEST_P(FileDevices, WriteFlushTellAndMeasure) {
-  const Source source(GetParam(), "0123456789");
-  const Device device = open(source, OS_OPEN_READWRITE);
-  EXPECT_EQ(seek(device, -2, FMGR_SEEK_END), FMGR_OK);
-  EXPECT_EQ(device->ops->write(device.get(), "abcd", 4), 4);
-  EXPECT_EQ(position(device), 12u);
-  EXPECT_EQ(device->ops->flush(device.get()), FMGR_OK);
-  EXPECT_EQ(read_file(source.path()), "01234567abcd");
-  EXPECT_EQ(seek(device, -1, FMGR_SEEK_SET), FMGR_ERR_SEEK);
-  EXPECT_EQ(device->ops->write(device.get(), "", 0), FMGR_ERR_BAD_ARGUMENT);
-  const Device reader = open(source, OS_OPEN_READWRITE);
-  uint64_t number = 0;
-  EXPECT_EQ(device->ops->size(device.get(), &number), FMGR_OK);
-  EXPECT_EQ(number, 12u);
-  EXPECT_EQ(device->ops->free_space(device.get(), &number), FMGR_OK);
-  EXPECT_GT(number, 0u);
+    const FMGR_Descriptor* named = nullptr;
+    Device temporary(device->ops->create_temporary(&source.descriptor(), &named, nullptr));
+    ASSERT_NE(temporary, nullptr);
+    EXPECT_EQ(named->type, type);
+    const std::filesystem::path path = source.path().string() + ".tmp";
+    EXPECT_EQ(temporary->ops->write(temporary.get(), "abc", 3), 3);
+    EXPECT_EQ(read_file(path), "abc");
+    temporary.reset();
+    EXPECT_FALSE(std::filesystem::exists(path));
+    std::filesystem::create_directory(path);
+    EXPECT_EQ(device->ops->create_temporary(&source.descriptor(), &named, nullptr), nullptr);
+  }
 }
 
-TEST_P(FileDevices, TemporaryFilesVanishWhenClosed) {
-  const Source source(GetParam(), "0123456789");
-  const Device device = open(source);
-  const FMGR_Descriptor* named = nullptr;
-  Device temporary(device->ops->create_temporary(&source.descriptor(), &named, nullptr));
-  ASSERT_NE(temporary, nullptr);
-  EXPECT_EQ(named->type, source.descriptor().type);
-  const std::filesystem::path path = source.path().string() + ".tmp";
-  EXPECT_EQ(temporary->ops->write(temporary.get(), "abc", 3), 3);
-  EXPECT_EQ(read_file(path), "abc");
-  temporary.reset();
-  EXPECT_FALSE(std::filesystem::exists(path));
-  std::filesystem::create_directory(path);
-  EXPECT_EQ(device->ops->create_temporary(&source.descriptor(), &named, nullptr), nullptr);
-}
-
-TEST(CallbackDevice, TrustsTheSizeButNotTheCounts) {
+TEST(Devices, KeptOverCallbacksIgnoreTheStatusOfTheSizeButCheckCounts) {
   Source source(FMGR_DEV_CALLBACK, "0123456789");
-  Device device = open(source);
+  const Device device = open(source);
   char buffer[16];
   const std::tuple<int64_t, int32_t, uint64_t> kSeeks[] = {
       {4, FMGR_SEEK_SET, 4}, {3, FMGR_SEEK_CURRENT, 7}, {-1, FMGR_SEEK_END, 9}, {5, 9, 9}};
@@ -110,47 +112,38 @@ TEST(CallbackDevice, TrustsTheSizeButNotTheCounts) {
     EXPECT_EQ(seek(device, offset, whence), FMGR_OK);
     EXPECT_EQ(position(device), expected);
   }
-  EXPECT_EQ(device->ops->write(device.get(), "x", 1), FMGR_ERR_NOT_SUPPORTED);
-  EXPECT_EQ(device->ops->remove("x"), FMGR_OK);
   EXPECT_EQ(device->ops->read(device.get(), buffer, 16), 1);
   source.callback_excess = 16;
   EXPECT_EQ(device->ops->read(device.get(), buffer, 16), 16);
   source.callback_excess = 17;
-  EXPECT_EQ(device->ops->read(device.get(), buffer, 16), -1) << "more than asked for";
+  EXPECT_EQ(device->ops->read(device.get(), buffer, 16), -1) << "more than requested";
   source.callback_excess = 0;
   source.callback_status = 5;
   EXPECT_EQ(device->ops->read(device.get(), buffer, 16), -1);
   EXPECT_EQ(position(device), 26u);
-  EXPECT_NE(open(source), nullptr) << "the status of the size callback does not matter";
+  EXPECT_NE(open(source), nullptr);
   source.descriptor().source.callback.caller = nullptr;
   EXPECT_EQ(open(source), nullptr);
 }
 
-TEST(CallbackReadWriteDevice, WorksThroughItsTable) {
+TEST(Devices, OverCallbacksWriteThroughTheirTable) {
   Source source(FMGR_DEV_CALLBACK_RW, "0123456789");
-  const auto& ops = zdr::fmgr::kCallbackReadWriteOps;
+  const auto& ops = fmgr::kCallbackReadWriteOps;
   const Device device(ops.open(&source.descriptor(), OS_OPEN_READWRITE, nullptr));
   ASSERT_NE(device, nullptr);
   EXPECT_EQ(seek(device, 8, FMGR_SEEK_SET), FMGR_OK);
   EXPECT_EQ(ops.write(device.get(), "abcd", 4), 4);
   EXPECT_EQ(source.content(), "01234567abcd");
-  uint64_t size = 0;
-  EXPECT_EQ(ops.size(device.get(), &size), FMGR_OK);
-  EXPECT_EQ(size, 12u);
-  char buffer[4];
-  EXPECT_EQ(seek(device, -4, FMGR_SEEK_END), FMGR_OK);
-  EXPECT_EQ(ops.read(device.get(), buffer, 4), 4);
-  EXPECT_EQ(std::string(buffer, 4), "abcd");
+  EXPECT_EQ(size(device), 12u);
   source.callback_status = 1;
   for (const int64_t place : {4, 30}) {
     EXPECT_EQ(seek(device, place, FMGR_SEEK_SET), FMGR_OK);
     EXPECT_EQ(ops.write(device.get(), "x", 1), -1);
-    EXPECT_EQ(ops.size(device.get(), &size), FMGR_OK);
-    EXPECT_EQ(size, 12u) << "a write that failed made the data longer";
+    EXPECT_EQ(size(device), 12u) << "a failed write extends nothing";
   }
 }
 
-TEST(MemoryDevice, SeeksWithinAndBeyondAsRequired) {
+TEST(Devices, KeptOverMemoryRefuseOffsetsAboveTheSizeAndStillPassTheEnd) {
   static constexpr std::tuple<int64_t, int32_t, int32_t, uint64_t> kCases[] = {
       {10, FMGR_SEEK_SET, FMGR_OK, 10},
       {11, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},
@@ -182,3 +175,4 @@ TEST(MemoryDevice, SeeksWithinAndBeyondAsRequired) {
 }
 
 }  // namespace
+}  // namespace zdr::test

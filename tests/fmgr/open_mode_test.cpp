@@ -1,4 +1,4 @@
-// What a mode string means, and what comes of it when a file is opened.
+// Mode strings, by themselves and when a file is opened.
 #include "fmgr/open_mode.h"
 
 #include <gtest/gtest.h>
@@ -6,14 +6,14 @@
 #include "mediakit/files/sources.h"
 #include "os/os.h"
 
+namespace zdr::test {
 namespace {
 
-using namespace zdr::tests;
-using zdr::fmgr::AccessClass;
+using fmgr::AccessClass;
 
 constexpr uint32_t kNone = OS_OPEN_APPEND + 1;
 
-TEST(OpenMode, StringsDecideDeviceModeAndClassAsRequired) {
+TEST(OpenMode, KeptModeOfTheDeviceAndAccessClassAreParsedApart) {
   static constexpr std::tuple<const char*, uint32_t, std::optional<AccessClass>> kCases[] = {
       {"r", OS_OPEN_READ, AccessClass::kRead},
       {"rb", OS_OPEN_READ, AccessClass::kRead},
@@ -41,8 +41,8 @@ TEST(OpenMode, StringsDecideDeviceModeAndClassAsRequired) {
   const Context context = make_context(0, 0);
   for (const auto& [mode, os_mode, access] : kCases) {
     SCOPED_TRACE(mode);
-    EXPECT_EQ(zdr::fmgr::os_open_mode(mode), os_mode);
-    EXPECT_EQ(zdr::fmgr::access_class(mode), access);
+    EXPECT_EQ(fmgr::os_open_mode(mode), os_mode);
+    EXPECT_EQ(fmgr::access_class(mode), access);
     write_file(source.path(), "0123456789");
     const Stream stream = open_stream(source, mode, context);
     EXPECT_EQ(stream != nullptr, access && os_mode != kNone);
@@ -52,3 +52,4 @@ TEST(OpenMode, StringsDecideDeviceModeAndClassAsRequired) {
 }
 
 }  // namespace
+}  // namespace zdr::test

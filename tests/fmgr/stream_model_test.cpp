@@ -1,19 +1,18 @@
-// Random operations on sibling streams against the model, over devices and buffer sizes.
+// Random operations on the streams of a descriptor against the model, for all devices and buffer sizes.
 #include "mediakit/drivers/stream_model.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 
+namespace zdr::test {
 namespace {
-
-using namespace zdr::tests;
 
 class StreamModels : public testing::TestWithParam<uint32_t> {};
 
 INSTANTIATE_TEST_SUITE_P(Devices, StreamModels, testing::ValuesIn(kOpenTypes));
 
-TEST_P(StreamModels, AgreeWithTheManager) {
+TEST_P(StreamModels, KeptRulesOfPositionsHoldAfterAnyCalls) {
   for (const size_t content_size : {0u, 1u, 97u, 200u}) {
     for (const uint32_t buffer_size : {0u, 1u, 2u, 7u, 64u, 500u}) {
       std::mt19937 random(static_cast<uint32_t>(content_size * 1000 + buffer_size));
@@ -27,3 +26,4 @@ TEST_P(StreamModels, AgreeWithTheManager) {
 }
 
 }  // namespace
+}  // namespace zdr::test

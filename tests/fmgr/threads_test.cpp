@@ -1,4 +1,4 @@
-// Sibling streams on several threads, with and without buffering, while others open and close.
+// Streams of one descriptor on several threads, while other threads open and close streams on it.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,9 +8,8 @@
 
 #include "mediakit/files/sources.h"
 
+namespace zdr::test {
 namespace {
-
-using namespace zdr::tests;
 
 class Threads : public testing::TestWithParam<std::tuple<uint32_t, uint32_t>> {};
 
@@ -44,3 +43,4 @@ TEST_P(Threads, KeepTheirOwnPositions) {
 }
 
 }  // namespace
+}  // namespace zdr::test
