@@ -1,4 +1,4 @@
-// A file behind the six callbacks, with the few questions that its readers ask.
+// Reads a file through the callbacks of AACF_FileIo. For the tag parser and the AAC reader.
 #pragma once
 
 #include <cstdint>
@@ -8,21 +8,22 @@
 
 namespace zdr::id3p {
 
-// Neither owns the handle nor keeps a position of its own.
+// Borrows the handle; the position is that of the file.
 class CallbackFile {
  public:
   CallbackFile() = default;
   CallbackFile(void* handle, const AACF_FileIo& io) : handle_(handle), io_(io) {}
 
+  // False on failure, and for offsets of 2 GiB and more.
   bool seek_to(uint32_t offset) const;
   bool seek_from_end(int32_t offset) const;
-  // Bytes read.
+  // Returns the number of bytes read.
   uint32_t read(std::span<uint8_t> bytes) const;
   bool read_whole(std::span<uint8_t> bytes) const { return read(bytes) == bytes.size(); }
   // Negative when unknown.
   int32_t position() const { return io_.tell(handle_); }
-  // Size of the file. The position stays, unless the callbacks fail. A file whose size does not fit a signed
-  // 32-bit number counts as the largest that does: more of it cannot be reached.
+  // Returns the size of the file, 0 on failure, and INT32_MAX where it does not fit a signed 32-bit number:
+  // no callback reaches further. The position stays, unless the callbacks fail.
   uint32_t size() const;
   void close() const { io_.close(handle_); }
 

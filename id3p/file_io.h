@@ -1,7 +1,6 @@
 /*
- * AACF_FileIo: the six stdio-style functions through which the AAC file reader and the tag parser below it
- * reach a file. They do no input or output of their own. OS_fopen, OS_fseek, OS_fread, OS_fwrite, OS_fclose
- * and OS_ftell fit.
+ * AACF_FileIo: six stdio-style callbacks through which the AAC file reader and the tag parser reach a file.
+ * OS_fopen, OS_fseek, OS_fread, OS_fwrite, OS_fclose and OS_ftell of the OS layer have these types.
  *
  * Valid as C11 and C++20.
  */
@@ -17,18 +16,18 @@
 extern "C" {
 #endif
 
-/* The functions must not throw. */
+/* None may be null, and none may throw. They are called on the thread that calls the reader. */
 typedef struct AACF_FileIo {
-  /* A handle, null on failure. `mode` is a mode string of the C library. */
+  /* Returns a handle, null on failure. `mode` is a mode string of the C library. */
   void* (*open)(const char16_t* path, const char* mode);
-  /* 0 on success. `whence`: 0 from the start, 1 from the position, 2 from the end. */
+  /* 0 on success. `offset` is in bytes; `whence` is 0 from the start, 1 from the position, 2 from the end. */
   int32_t (*seek)(void* handle, int32_t offset, int32_t whence);
-  /* Whole items read, fewer at the end of the file and on failure. */
+  /* Returns the number of whole items read, fewer at the end of the file and on failure. */
   uint32_t (*read)(void* buffer, uint32_t size, uint32_t count, void* handle);
   /* Never called. */
   uint32_t (*write)(const void* buffer, uint32_t size, uint32_t count, void* handle);
   int32_t (*close)(void* handle);
-  /* The position; negative on failure and where it does not fit. */
+  /* Returns the position in bytes, negative on failure and where it does not fit. */
   int32_t (*tell)(void* handle);
 } AACF_FileIo;
 

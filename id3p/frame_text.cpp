@@ -1,4 +1,5 @@
-// See frame_text.h.
+// The text encodings of ID3v2 frames: single bytes of the ANSI code page, and UTF-16 with its byte order
+// mark.
 #include "id3p/frame_text.h"
 
 #include <algorithm>
@@ -28,12 +29,12 @@ std::optional<EncodedText> find_utf16_text(Bytes bytes, ByteOrderMark mark) {
   if (mark == ByteOrderMark::kOptional && !has_mark) return EncodedText{Encoding::kUtf16, false, bytes};
   if (bytes.size() <= kMarkBytes) return std::nullopt;
   bytes = bytes.subspan(kMarkBytes);
-  // Kept: only where the mark is obligatory an odd length makes the frame unfit.
+  // Kept: an odd length skips the frame only where a mark is mandatory.
   if (mark == ByteOrderMark::kTaken && bytes.size() % kUnitBytes != 0) return std::nullopt;
   return EncodedText{Encoding::kUtf16, little_endian, bytes};
 }
 
-// Kept: both bytes of a big-endian unit are taken as signed, so a low byte from 0x80 on gives 0xFF above it.
+// Kept: both bytes of a big-endian unit are signed, so a low byte of 0x80 or more sets the high byte to 0xFF.
 char16_t big_endian_unit(uint8_t high, uint8_t low) {
   const uint32_t upper = static_cast<uint32_t>(static_cast<int8_t>(high)) << 8;
   return static_cast<char16_t>(upper | static_cast<uint32_t>(static_cast<int8_t>(low)));
@@ -53,10 +54,10 @@ Units make_units(size_t length) {
   return Units(new (std::nothrow) char16_t[length + 1]());
 }
 
-// The units from `first` to the next zero unit or the end.
+// Returns the units from `first` to the next zero unit or the end.
 Units utf16_text(const EncodedText& text, size_t first) {
   Units units = make_units(unit_count(text));
-  if (units == nullptr) return units;
+  if (!units) return units;
   for (size_t i = first; i < unit_count(text); ++i) {
     units[i - first] = unit_at(text, i);
     if (units[i - first] == 0) break;
@@ -66,7 +67,7 @@ Units utf16_text(const EncodedText& text, size_t first) {
 
 Units utf16_comment(const EncodedText& text) {
   for (size_t i = 0; i < unit_count(text); ++i) {
-    // Kept: a space ends the description like a zero.
+    // Kept: a space ends the description, like a zero unit.
     if (unit_at(text, i) == 0 || unit_at(text, i) == kSpace) return utf16_text(text, i + 1);
   }
   return utf16_text(text, 0);
@@ -74,33 +75,33 @@ Units utf16_comment(const EncodedText& text) {
 
 using Characters = std::unique_ptr<char[]>;
 
-// Up to the first zero byte; the rest of the room is zero.
+// Copies up to the first zero byte; the rest is zero.
 Characters single_byte_text(Bytes bytes) {
   Characters characters(new (std::nothrow) char[bytes.size() + 1]());
-  if (characters == nullptr || bytes.empty()) return characters;
+  if (!characters || bytes.empty()) return characters;
   const auto end = std::find(bytes.begin(), bytes.end(), 0);
   std::copy(bytes.begin(), end, characters.get());
   return characters;
 }
 
 Units converted(const Characters& characters, size_t length) {
-  Units units = characters == nullptr ? nullptr : make_units(length);
-  if (units != nullptr) OS_AnsiToWide(characters.get(), units.get(), static_cast<uint32_t>(length));
+  Units units = characters ? make_units(length) : nullptr;
+  if (units) OS_AnsiToWide(characters.get(), units.get(), static_cast<uint32_t>(length));
   return units;
 }
 
 Comment single_byte_comment(Bytes bytes) {
   const Characters characters = single_byte_text(bytes);
-  if (characters == nullptr) return {nullptr, true};
+  if (!characters) return {nullptr, true};
   const auto terminator = std::find(bytes.begin(), bytes.end(), 0);
   if (terminator != bytes.end()) {
     const Bytes rest(terminator + 1, bytes.end());
     if (rest.empty()) return {};
-    // Kept: a text without terminator leaves the longer rest of the description behind it.
+    // Kept: a text without a terminator is followed by what is left of a longer description.
     std::strncpy(characters.get(), reinterpret_cast<const char*>(rest.data()), rest.size());
   }
   Units units = converted(characters, bytes.size());
-  const bool out_of_memory = units == nullptr;
+  const bool out_of_memory = !units;
   return {std::move(units), out_of_memory};
 }
 
@@ -110,7 +111,7 @@ std::optional<EncodedText> find_text(Bytes frame_body, uint8_t encoding, ByteOrd
   Bytes bytes = frame_body.empty() ? frame_body : frame_body.subspan(1);
   if (encoding == static_cast<uint8_t>(Encoding::kUtf16)) return find_utf16_text(bytes, mark);
   if (encoding != static_cast<uint8_t>(Encoding::kSingleByte)) return std::nullopt;
-  // Kept: leading blanks and zeros go, in this encoding only.
+  // Kept: leading spaces and zeros are removed, in this encoding only.
   while (!bytes.empty() && (bytes.front() == 0 || bytes.front() == ' ')) bytes = bytes.subspan(1);
   return EncodedText{Encoding::kSingleByte, false, bytes};
 }
@@ -123,7 +124,7 @@ Units text_of(const EncodedText& text) {
 Comment comment_of(const EncodedText& text) {
   if (text.encoding == Encoding::kSingleByte) return single_byte_comment(text.bytes);
   Units units = utf16_comment(text);
-  const bool out_of_memory = units == nullptr;
+  const bool out_of_memory = !units;
   return {std::move(units), out_of_memory};
 }
 

@@ -1,4 +1,4 @@
-// The text of an ID3v2 frame: where it starts, how it is encoded, what is kept of it.
+// Extracts the text of an ID3v2 frame: finds its encoding and its bytes, and converts them to UTF-16.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@ using Units = std::unique_ptr<char16_t[]>;  // UTF-16, zero-terminated
 enum class Encoding : uint8_t { kSingleByte = 0, kUtf16 = 1 };
 
 enum class ByteOrderMark {
-  kTaken,    // two bytes are taken for the mark, whatever they are
-  kOptional  // bytes that are no mark are text
+  kTaken,    // the first two bytes are skipped as the mark, whatever they are
+  kOptional  // without a mark the text begins with the first byte
 };
 
 struct EncodedText {
@@ -24,15 +24,15 @@ struct EncodedText {
   Bytes bytes;
 };
 
-// The text of a frame body that starts with its encoding byte. None when the frame is to be skipped.
+// Finds the text in a frame body, which begins with the encoding byte. Empty when the frame is to be skipped.
 std::optional<EncodedText> find_text(Bytes frame_body, uint8_t encoding, ByteOrderMark mark);
 
-// Null when out of memory.
+// Converts up to the first zero. Null when out of memory.
 Units text_of(const EncodedText& text);
 
-// The text behind the language code and the short description of a comment.
+// The text of a comment, which follows a language code and a short description.
 struct Comment {
-  Units units;  // null without a text or out of memory
+  Units units;  // null when there is no text, or when out of memory
   bool out_of_memory = false;
 };
 Comment comment_of(const EncodedText& text);

@@ -1,6 +1,6 @@
-// See frame_walker.h. Both versions are walked alike; what they differ in stands in a layout.
+// One walk for both versions; a FrameLayout describes their differences.
 //
-// Kept: the unsynchronisation flag changes nothing; inserted zero bytes stay in the body.
+// Kept: the unsynchronisation flag has no effect; inserted zero bytes stay in the body.
 #include "id3p/frame_walker.h"
 
 #include <algorithm>
@@ -23,6 +23,7 @@ constexpr FieldRow kV22Fields[] = {
     {"TYE", &ID3P_Text::year},  {"COM", &ID3P_Text::comment}, {"TCO", &ID3P_Text::genre},
     {"TRK", &ID3P_Text::track}, {"TLE", &ID3P_Text::length},
 };
+// Kept: a user URL frame (WXXX) is read like a text frame, which gives its description.
 constexpr FieldRow kV23Fields[] = {
     {"TIT2", &ID3P_Text::title},    {"TPE1", &ID3P_Text::artist},
     {"TALB", &ID3P_Text::album},    {"TYER", &ID3P_Text::year},
@@ -37,29 +38,31 @@ struct FrameLayout {
   size_t size_bytes;
   size_t flag_bytes;
   std::span<const FieldRow> fields;
-  std::string_view picture_id;  // empty: no pictures
+  std::string_view picture_id;  // empty when pictures are not read
   ByteOrderMark mark;
   bool skips_empty_frames;
 
   size_t header_bytes() const { return id_bytes + size_bytes + flag_bytes; }
 };
 
+// Kept: an empty frame of version 2.3 is an empty text, one of version 2.2 is skipped.
 constexpr FrameLayout kV22{3, 3, 0, kV22Fields, "", ByteOrderMark::kOptional, true};
 constexpr FrameLayout kV23{4, 4, 2, kV23Fields, "APIC", ByteOrderMark::kTaken, false};
 
 // Header flags that a tag must not have.
+// Kept: in version 2.3 they fail the parse, in version 2.2 they leave the tag without texts.
 constexpr uint8_t kV22Refused = 0x40 | 0x1F;  // compression, undefined
 constexpr uint8_t kV23Refused = 0x20 | 0x1F;  // experimental, undefined
 constexpr uint8_t kV23ExtendedHeader = 0x40;
 constexpr size_t kExtendedSizeBytes = 4;
-// Flags of a v2.3 frame: compression, encryption, undefined. Kept: a grouped frame is read, its group byte
-// too.
+// Flags of an ID3v2.3 frame: compression, encryption, undefined.
+// Kept: a frame with a group identity is read, and its group byte is taken for the encoding.
 constexpr uint8_t kUnreadableFrame = 0xC0 | 0x1F;
 
 struct Frame {
   std::string_view id;
-  uint8_t flags;     // the second flag byte, 0 where there are none
-  uint8_t encoding;  // the byte behind the header, which of an empty frame belongs to the next one
+  uint8_t flags;     // the second flag byte; 0 in version 2.2
+  uint8_t encoding;  // the byte after the header; for an empty frame the first of the next one
   Bytes body;
 };
 
@@ -78,9 +81,9 @@ int32_t store_text(const FrameLayout& layout, const Frame& frame, TextField fiel
     stored = comment_of(*encoded);
   } else {
     stored.units = text_of(*encoded);
-    stored.out_of_memory = stored.units == nullptr;
+    stored.out_of_memory = !stored.units;
   }
-  // A frame replaces an earlier one of its ID.
+  // A frame replaces an earlier one with the same ID.
   delete[](text.*field);
   text.*field = stored.units.release();
   return stored.out_of_memory ? ID3P_ERR_NO_MEMORY : ID3P_OK;
@@ -109,8 +112,8 @@ int32_t walk_frames(const FrameLayout& layout, Bytes body, ID3P_Text& text) {
   return ID3P_OK;
 }
 
-// Kept: the last three bytes of the size are taken as signed, so larger extended headers give a wrong place.
-int64_t first_frame_behind_extended_header(Bytes body) {
+// Kept: the last three bytes of the size are signed, so a larger extended header leads to a wrong place.
+int64_t first_frame_after_extended_header(Bytes body) {
   int64_t size = int64_t{body[0]} << 24;
   for (size_t i = 1; i < kExtendedSizeBytes; ++i) {
     size += int64_t{static_cast<int8_t>(body[i])} * (int64_t{1} << (8 * (kExtendedSizeBytes - 1 - i)));
@@ -129,7 +132,7 @@ int32_t walk_v23_frames(uint8_t flags, Bytes body, ID3P_Text& text) {
   if ((flags & kV23Refused) != 0) return ID3P_ERR_FAILED;
   if ((flags & kV23ExtendedHeader) != 0) {
     if (body.size() < kExtendedSizeBytes) return ID3P_OK;
-    const int64_t start = first_frame_behind_extended_header(body);
+    const int64_t start = first_frame_after_extended_header(body);
     if (start < 0 || start > static_cast<int64_t>(body.size())) return ID3P_OK;
     body = body.subspan(static_cast<size_t>(start));
   }

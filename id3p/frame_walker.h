@@ -1,4 +1,4 @@
-// Walking over the frames of an ID3v2.2 or ID3v2.3 tag.
+// Walks over the frames of an ID3v2.2 or ID3v2.3 tag (id3.org: "ID3 tag version 2.3.0", 3.3).
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,8 @@
 
 namespace zdr::id3p {
 
-// `flags` is the flag byte of the tag header. Fills the texts, and of version 2.3 the picture.
+// Read the texts, and for version 2.3 the picture, from the body of a tag. `flags` is the flag byte of its
+// header. Return ID3P_OK or a failure; `text` then holds what was read before it.
 int32_t walk_v22_frames(uint8_t flags, std::span<const uint8_t> body, ID3P_Text& text);
 int32_t walk_v23_frames(uint8_t flags, std::span<const uint8_t> body, ID3P_Text& text);
 

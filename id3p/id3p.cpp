@@ -1,4 +1,4 @@
-// ID3P_Parse: which tags a file has, and where they end.
+// ID3P_Parse: finds the tags of a file and reads them.
 #include "id3p/id3p.h"
 
 #include <array>
@@ -13,7 +13,7 @@
 namespace zdr::id3p {
 namespace {
 
-// Stays in every program that reads tags, so that the version can be told from the binary.
+// Lets the version of the parser be read from every binary that contains it.
 [[gnu::used]] constexpr char kVersionMarker[] = "VERSION=ID3P_3_2_0";
 
 constexpr uint32_t kHeaderBytes = 10;
@@ -28,7 +28,7 @@ struct V2Header {
 
 using FrameWalker = int32_t (*)(uint8_t flags, std::span<const uint8_t> body, ID3P_Text& text);
 
-// Kept: the top bit of each size byte counts, though a syncsafe number has none.
+// Kept: the top bit of each byte counts, although a syncsafe number has 7 bits a byte.
 uint32_t syncsafe(const uint8_t* bytes) {
   return bytes[0] * 0x200000u + bytes[1] * 0x4000u + bytes[2] * 0x80u + bytes[3];
 }
@@ -50,7 +50,8 @@ int32_t parse_v1(const CallbackFile& file, ID3P_TagSet& tags) {
   return read_v1_tag(bytes, tags.v1->text) ? ID3P_OK : ID3P_ERR_NO_MEMORY;
 }
 
-// A size beyond the file is answered like the read that would come back short, without taking memory for it.
+// Kept: a tag that claims more than the file holds fails like the short read it would lead to, before memory
+// is taken for it.
 bool is_in_file(const CallbackFile& file, const V2Header& header) {
   return header.tag_size() <= file.size();
 }
@@ -60,8 +61,8 @@ int32_t parse_frames(const CallbackFile& file, const V2Header& header, FrameWalk
   if (tag == nullptr) return ID3P_ERR_NO_MEMORY;
   if (!is_in_file(file, header)) return ID3P_ERR_SHORT_READ;
   const std::unique_ptr<uint8_t[]> body(new (std::nothrow) uint8_t[header.body_size]);
-  // Kept: a tag without room for its body is one without texts.
-  if (body == nullptr) return ID3P_OK;
+  // Kept: when out of memory for the body, the tag has no texts.
+  if (!body) return ID3P_OK;
   const std::span<uint8_t> bytes(body.get(), header.body_size);
   if (!file.read_whole(bytes)) return ID3P_ERR_SHORT_READ;
   return walk(header.flags, bytes, tag->text);
@@ -70,7 +71,7 @@ int32_t parse_frames(const CallbackFile& file, const V2Header& header, FrameWalk
 int32_t parse_v24(const CallbackFile& file, const V2Header& header, ID3P_TagSet& tags) {
   tags.v24 = new (std::nothrow) ID3P_V24Info{};
   if (tags.v24 == nullptr) return ID3P_ERR_NO_MEMORY;
-  // Kept: the footer is told, but its ten bytes are not counted.
+  // Kept: the tag is measured, not read, and a footer does not count in its size.
   *tags.v24 = {header.tag_size(), static_cast<uint8_t>(header.flags & kFooterFlag)};
   if (!is_in_file(file, header)) return ID3P_ERR_SHORT_READ;
   return file.seek_to(header.tag_size()) ? ID3P_OK : ID3P_ERR_SHORT_READ;
@@ -85,7 +86,7 @@ int32_t parse_v2(const CallbackFile& file, ID3P_TagSet& tags) {
   switch (header.version) {
     case 2: {
       const int32_t status = parse_frames(file, header, &walk_v22_frames, tags.v22);
-      // Kept: faults inside of a tag of this version don't matter.
+      // Kept: failures within the frames of this version are ignored.
       const bool is_readable = status != ID3P_ERR_SHORT_READ && tags.v22 != nullptr;
       return is_readable ? ID3P_OK : status;
     }

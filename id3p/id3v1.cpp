@@ -1,4 +1,4 @@
-// See id3v1.h.
+// The fields of the ID3v1 tag.
 #include "id3p/id3v1.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ struct V1Field {
   char16_t* ID3P_Text::*destination;
 };
 
-// Kept: the genre is the byte as a character, not the name that the number stands for.
+// Kept: the genre is the byte as a character, not the name for that number.
 constexpr V1Field kGenre{127, 1, &ID3P_Text::genre};
 constexpr uint8_t kNoGenre = 0xFF;
 
@@ -32,7 +32,7 @@ bool is_v1_tag(std::span<const uint8_t, kV1TagBytes> bytes) {
 }
 
 bool read_v1_tag(std::span<const uint8_t, kV1TagBytes> bytes, ID3P_Text& text) {
-  // A field that is full has no zero byte of its own; the last one finds this.
+  // A full field has no terminator; the appended one ends the last field.
   char terminated[kV1TagBytes + 1] = {};
   std::copy(bytes.begin(), bytes.end(), terminated);
   for (const V1Field& field : kFields) {

@@ -1,4 +1,4 @@
-// See messages.h.
+// The writer of messages, which ID3P_SetConsole replaces.
 #include "id3p/messages.h"
 
 #include <atomic>
@@ -13,12 +13,13 @@ std::atomic<ID3P_ConsoleWriter> console_writer{nullptr};
 
 }  // namespace
 
-void say(const char* message) {
-  if (const ID3P_ConsoleWriter writer = console_writer.load()) {
+void print(const char* message) {
+  if (const ID3P_ConsoleWriter writer = console_writer.load(); writer != nullptr) {
     writer(message);
     return;
   }
-  // Not the standard output: that carries the results of the program that uses the library.
+  // Kept: narrow text on the standard error. Wide text would turn the whole stream wide, and the standard
+  // output carries the results of the program.
   std::fputs(message, stderr);
 }
 

@@ -1,9 +1,9 @@
-// The few fixed texts that the parser says about pictures.
+// Prints the few fixed messages of the parser.
 #pragma once
 
 namespace zdr::id3p {
 
-// To the standard error, or wherever the application wants it (ID3P_SetConsole).
-void say(const char* message);
+// Writes to the writer set with ID3P_SetConsole, else to the standard error.
+void print(const char* message);
 
 }  // namespace zdr::id3p

@@ -1,5 +1,7 @@
-// See picture.h. A frame body is: encoding, MIME type, zero, picture type, description, zero, image. What is
-// read here is found by searching instead, and all that lies outside of the body reads as zero.
+// The body of a picture frame: encoding, MIME type, zero, picture type, description, zero, image.
+//
+// Kept: the fields are found by searching for "image/" and for the signature of an image instead. Bytes
+// outside of the body read as zero.
 #include "id3p/picture.h"
 
 #include <algorithm>
@@ -19,8 +21,8 @@ using Bytes = std::span<const uint8_t>;
 constexpr size_t kHeadBytes = 4;
 constexpr size_t kEncodingOffset = 4;
 constexpr size_t kMimeStartBytes = 7;    // "image/p" and "image/j"
-constexpr size_t kMimeBufferBytes = 12;  // "image/jpeg" and a terminator fit
-// Kept: from the "i" of "image/png" to the picture type; for "image/jpeg" this meets the terminator.
+constexpr size_t kMimeBufferBytes = 12;  // room for "image/jpeg" and a terminator
+// Kept: from the "i" of "image/png" to the picture type; for "image/jpeg" this is the terminator.
 constexpr size_t kTypeDistance = 10;
 
 uint8_t byte_at(Bytes body, size_t offset) {
@@ -51,11 +53,11 @@ std::optional<ImageStart> find_image(Bytes body) {
   return std::nullopt;
 }
 
-// Bytes of the picture, zeroed; a failure is told and ends the walk over the frames.
+// Allocates zeroed memory for a field. Prints `failure` when out of memory, unless that is null.
 template <typename Byte>
 bool make(Byte*& buffer, size_t size, const char* failure) {
   buffer = new (std::nothrow) Byte[size]();
-  if (buffer == nullptr && failure != nullptr) say(failure);
+  if (buffer == nullptr && failure != nullptr) print(failure);
   return buffer != nullptr;
 }
 
@@ -66,7 +68,7 @@ bool make_fixed_buffers(ID3P_Picture& picture) {
          make(picture.picture_type, 1, "\n PictureType  malloc Fail");
 }
 
-// The position of the MIME type, found by its first letter; 0 when it is no image type.
+// Returns the offset of the MIME type, found by its first letter; 0 when there is no "image/p" or "image/j".
 size_t read_mime_type(Bytes body, ID3P_Picture& picture) {
   for (size_t at = 0; at < body.size(); ++at) {
     if (body[at] != 'i') continue;
@@ -109,8 +111,9 @@ int32_t fill_picture(Bytes body, ID3P_Picture& picture) {
 }  // namespace
 
 int32_t read_picture(Bytes frame_body, uint8_t encoding, ID3P_Text& text) {
+  // Kept: pictures with text in another encoding are reported and skipped.
   if (encoding != 0) {
-    say("\n Unicode not supported now");
+    print("\n Unicode not supported now");
     return ID3P_OK;
   }
   release_picture(text);

@@ -1,4 +1,4 @@
-// The attached picture of an ID3v2.3 tag (APIC).
+// Reads the attached picture of an ID3v2.3 tag (id3.org: "ID3 tag version 2.3.0", 4.15: APIC).
 #pragma once
 
 #include <cstdint>
@@ -8,8 +8,8 @@
 
 namespace zdr::id3p {
 
-// Replaces the picture of `text` by that of a frame body. After a failure the picture holds what was read
-// before it.
+// Replaces the picture of `text` with that of a frame body. Returns ID3P_OK or a failure; the picture then
+// holds what was read before it.
 int32_t read_picture(std::span<const uint8_t> frame_body, uint8_t encoding, ID3P_Text& text);
 
 }  // namespace zdr::id3p

@@ -1,4 +1,4 @@
-// See release.h and the releasing functions of id3p.h.
+// Releases, measures and copies what the records of id3p.h hold.
 #include "id3p/release.h"
 
 #include <algorithm>

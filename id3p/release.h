@@ -1,4 +1,4 @@
-// Releasing what the records hold.
+// The text fields of a record, and the release of its picture.
 #pragma once
 
 #include <span>
@@ -9,7 +9,7 @@ namespace zdr::id3p {
 
 using TextField = char16_t* ID3P_Text::*;
 
-// All texts of a record.
+// Returns the members that hold texts.
 std::span<const TextField> text_fields();
 
 void release_picture(ID3P_Text& text);

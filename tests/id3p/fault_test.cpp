@@ -1,4 +1,4 @@
-// The Nth failure of the heap. (Those of the file are tried with the reader above.)
+// The parser while the Nth allocation fails. (The tests of the AAC reader fail the Nth call of the file.)
 #include <gtest/gtest.h>
 
 #include <set>
@@ -8,9 +8,9 @@
 #include "mediakit/files/memory_file.h"
 #include "tests/support/failing_allocator.h"
 
+namespace zdr::test {
 namespace {
 
-using namespace zdr::test;
 using namespace std::string_literals;
 
 Bytes tagged_file() {
@@ -23,7 +23,7 @@ Bytes tagged_file() {
 
 std::string last_message;
 
-TEST(ParseFaults, OfTheHeapGiveStatusesAndLeaveNothing) {
+TEST(ParseFaults, KeptNoMemoryForTheBodyIsATagWithoutTexts) {
   ID3P_SetConsole([](const char* message) { last_message = message; });
   const Bytes content = tagged_file();
   std::multiset<int32_t> statuses;
@@ -47,18 +47,18 @@ TEST(ParseFaults, OfTheHeapGiveStatusesAndLeaveNothing) {
     ID3P_FreeTags(&set);
   }
   ID3P_SetConsole(nullptr);
-  // Seven for the version 1 tag, the tag, two for each text, the picture record, two copies.
+  // Seven for the ID3v1 tag, one for the ID3v2 tag, two for each text, the picture record, two copies.
   EXPECT_EQ(statuses.count(ID3P_ERR_NO_MEMORY), 15u);
-  // Six buffers of the picture.
+  // The six buffers of the picture.
   EXPECT_EQ(statuses.count(ID3P_ERR_FAILED), 6u);
-  // The body of the tag, whose lack leaves a tag without texts; and the run without a failure.
+  // The body of the tag, and the run without a failure.
   EXPECT_EQ(statuses.count(ID3P_OK), 2u);
   EXPECT_EQ(messages, (std::set<std::string>{"\n TextEncoding  malloc Fail", "\n MIMEType  malloc Fail",
                                              "\n PictureType  malloc Fail", "\n PictureData  malloc Fail",
                                              "\n Description  malloc Fail"}));
 }
 
-TEST(ParseArguments, AreChecked) {
+TEST(ParseArguments, ThatAreNullAreRefused) {
   MemoryFile file({});
   ID3P_TagSet set{};
   ID3P_Text text{};
@@ -70,3 +70,4 @@ TEST(ParseArguments, AreChecked) {
 }
 
 }  // namespace
+}  // namespace zdr::test
