@@ -1,4 +1,4 @@
-// See aac_file.h.
+// Opening, reading and seeking, over the parts of the reader.
 #include "esparse/aac/aac_file.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace {
 using namespace zdr::aacf;
 using zdr::id3p::CallbackFile;
 
-// Every stream that can follow a tag begins with this byte.
+// A stream that follows a tag begins with this byte.
 constexpr uint8_t kSyncByte = 0xFF;
 constexpr size_t kSearchBlock = 32768;
 
@@ -22,7 +22,8 @@ uint32_t v2_tag_bytes(const ID3P_TagSet& tags) {
   return tags.v24 != nullptr ? tags.v24->size : 0;
 }
 
-// From the position on, as far as the callbacks can seek: a sparse file may go on for terabytes.
+// Returns the offset of the first sync byte from the file position on. Ends where the callbacks cannot seek
+// to: a sparse file may go on for terabytes.
 std::optional<uint32_t> find_sync_byte(const CallbackFile& file) {
   const int32_t start = file.position();
   if (start < 0) return std::nullopt;
@@ -43,7 +44,7 @@ uint32_t audio_bytes_of(const CallbackFile& file, const ID3P_TagSet& tags, const
   uint64_t others = ID3P_TotalTagBytes(&tags);
   if (stream.kind != AACF_KIND_ADTS) others += stream.header_bytes;
   const uint64_t size = file.size();
-  // Tags may overlap in a short file.
+  // Kept: the tags of a short file may overlap; the audio is never below 0 bytes.
   return static_cast<uint32_t>(size > others ? size - others : 0);
 }
 
@@ -68,12 +69,12 @@ int32_t AACF_File::open(const char16_t* path, const AACF_OpenParams& params) {
   config = stream_.description().config;
   if (!decoder.open(config)) return AACF_ERR_FAILED;
   info = scan_stream(stream_, params.scan_limit, audio_bytes_of(file_, tags, stream_.description()));
-  stream_.keep_bitrate(info);
+  stream_.set_bitrate(info);
   return AACF_OK;
 }
 
-// Kept: also without an ID3v2 tag there must be a byte 0xFF behind offset 10, although the stream begins at
-// 0. Behind a tag the stream begins with that byte, so of an ADIF or raw stream there the header is lost.
+// Kept: a byte 0xFF must follow offset 10 even without an ID3v2 tag, where the stream begins at 0. After a
+// tag the stream begins with that byte, so an ADIF or raw stream there loses its header.
 bool AACF_File::locate_stream(FileLayout& layout) const {
   const auto sync_byte = find_sync_byte(file_);
   if (!sync_byte) return false;
@@ -85,18 +86,19 @@ bool AACF_File::locate_stream(FileLayout& layout) const {
 
 int32_t AACF_File::read_frame(AACF_FrameRequest& request) {
   const bool is_in_sequence = request.number == stream_.current_frame();
-  const int32_t status = go_to(request);
+  const int32_t status = seek_to_frame(request);
   if (status != AACF_OK) return status;
   const Bytes data = stream_.decodable();
   if (data.empty()) return AACF_ERR_END_OF_STREAM;
-  if (extract_frame(data, request)) return AACF_OK;
-  // A decoder that was left inside of an ADTS frame of several blocks takes the header for a block.
-  const bool may_be_inside_frame = !is_in_sequence && stream_.has_frames_of_several_blocks();
-  if (!may_be_inside_frame || decoder.configure(config) != ZD_AAC_DEC_OK) return AACF_ERR_FAILED;
-  return extract_frame(data, request) ? AACF_OK : AACF_ERR_FAILED;
+  if (decode_frame(data, request)) return AACF_OK;
+  // Kept: after a jump out of an ADTS frame of several blocks the decoder starts anew: it would take the
+  // header for the next block.
+  const bool may_be_inside_a_frame = !is_in_sequence && stream_.has_frames_of_several_blocks();
+  if (!may_be_inside_a_frame || decoder.configure(config) != ZD_AAC_DEC_OK) return AACF_ERR_FAILED;
+  return decode_frame(data, request) ? AACF_OK : AACF_ERR_FAILED;
 }
 
-int32_t AACF_File::go_to(AACF_FrameRequest& request) {
+int32_t AACF_File::seek_to_frame(AACF_FrameRequest& request) {
   if (info.bytes_scanned < info.audio_bytes && stream_.kind() == AACF_KIND_ADTS) {
     return stream_.estimate_seek(request.number, info);
   }
@@ -105,8 +107,9 @@ int32_t AACF_File::go_to(AACF_FrameRequest& request) {
   return AACF_ERR_FAILED;
 }
 
-bool AACF_File::extract_frame(Bytes data, AACF_FrameRequest& request) {
-  // No block begins like this. A decoder that meets it first expects ADTS headers ever after, in all blocks.
+bool AACF_File::decode_frame(Bytes data, AACF_FrameRequest& request) {
+  // Kept: a header between raw blocks is refused without the decoder, which would expect headers from then
+  // on.
   if (stream_.kind() != AACF_KIND_ADTS && begins_with_syncword(data)) return false;
   uint32_t consumed = 0;
   if (!decoder.decode(data, consumed, request.pcm, request.size)) return false;

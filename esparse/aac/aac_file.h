@@ -1,4 +1,4 @@
-// The reader behind AACF_File: an open file, its tags, its frames, its decoder.
+// The reader: an open file with its tags, its stream of frames and its decoder.
 #pragma once
 
 #include "esparse/aac/aacf.h"
@@ -7,7 +7,6 @@
 
 struct AACF_File {
   AACF_File() = default;
-  // Closes the file first.
   ~AACF_File();
   AACF_File(const AACF_File&) = delete;
   AACF_File& operator=(const AACF_File&) = delete;
@@ -21,10 +20,12 @@ struct AACF_File {
   zdr::aacf::Decoder decoder;
 
  private:
+  // Runs after the tags are read. False when no stream follows them.
   bool locate_stream(zdr::aacf::FileLayout& layout) const;
-  int32_t go_to(AACF_FrameRequest& request);
-  // False when the data cannot be decoded; nothing is consumed then.
-  bool extract_frame(zdr::aacf::Bytes data, AACF_FrameRequest& request);
+  // Moves the stream to the requested frame. AACF_OK or a failure.
+  int32_t seek_to_frame(AACF_FrameRequest& request);
+  // False when the data cannot be decoded; then it consumes nothing.
+  bool decode_frame(zdr::aacf::Bytes data, AACF_FrameRequest& request);
 
   zdr::id3p::CallbackFile file_;
   bool is_open_ = false;

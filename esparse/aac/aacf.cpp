@@ -1,4 +1,4 @@
-// The functions of aacf.h. None of what they call throws.
+// The public functions: they check arguments and call the reader. Nothing that they call throws.
 #include "esparse/aac/aacf.h"
 
 #include <memory>
@@ -23,7 +23,7 @@ bool is_complete(const AACF_OpenParams* params) {
 int32_t AACF_Open(AACF_File** reader, const char16_t* path, const AACF_OpenParams* params) noexcept {
   if (reader == nullptr || path == nullptr || !is_complete(params)) return AACF_ERR_FAILED;
   std::unique_ptr<AACF_File> file(new (std::nothrow) AACF_File);
-  if (file == nullptr) return AACF_ERR_NO_MEMORY;
+  if (!file) return AACF_ERR_NO_MEMORY;
   const int32_t status = file->open(path, *params);
   if (status == AACF_OK) *reader = file.release();
   return status;
@@ -59,6 +59,7 @@ int32_t AACF_RefreshConfig(AACF_File* reader) noexcept {
 }
 
 int32_t AACF_TimeToFrame(const AACF_File* reader, uint32_t time_ms, uint32_t* number) noexcept {
+  // Kept: time 0 has no frame.
   if (reader == nullptr || number == nullptr || time_ms == 0) return AACF_ERR_FAILED;
   *number = frame_at_ms(time_ms, reader->config);
   return AACF_OK;
@@ -78,6 +79,7 @@ int32_t AACF_ReadFrame(AACF_File* reader, AACF_FrameRequest* request) noexcept {
 int32_t AACF_GetTagText(const AACF_File* reader, ID3P_Text* text) noexcept {
   if (reader == nullptr || text == nullptr) return AACF_ERR_FAILED;
   *text = {};
+  // Kept: the texts of an ID3v1 tag are not offered.
   const ID3P_Tag* const tag = reader->tags.v23 != nullptr ? reader->tags.v23 : reader->tags.v22;
   return tag == nullptr ? AACF_OK : ID3P_CopyText(text, tag);
 }

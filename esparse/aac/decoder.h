@@ -1,4 +1,4 @@
-// The decoder instance of a reader.
+// Owns the decoder instance of a reader.
 #pragma once
 
 #include <cstdint>
@@ -11,12 +11,12 @@ namespace zdr::aacf {
 
 class Decoder {
  public:
-  // False when there is no memory for an instance, or `config` cannot be decoded.
+  // False when out of memory, or when `config` cannot be decoded.
   bool open(Zd_AAC_Dec_Config& config);
-  // Starts anew, and updates the derived fields of `config`. A status of the decoder.
+  // Restarts the decoder and updates the derived fields of `config`. Returns a status of the decoder.
   int32_t configure(Zd_AAC_Dec_Config& config);
-  // False for data that cannot be decoded; nothing is consumed then. `pcm_bytes`, in: room; out: bytes
-  // written.
+  // Decodes the frame at the start of `data`. False when that fails; then it consumes nothing. `pcm_bytes` is
+  // the capacity of `pcm`, and on success the bytes written.
   bool decode(std::span<const uint8_t> data, uint32_t& consumed, int16_t* pcm, uint32_t& pcm_bytes);
 
  private:

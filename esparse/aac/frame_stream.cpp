@@ -1,4 +1,4 @@
-// See frame_stream.h.
+// Walking over frames, and seeking by their mean size.
 #include "esparse/aac/frame_stream.h"
 
 #include <algorithm>
@@ -24,7 +24,7 @@ bool FrameStream::begin(const id3p::CallbackFile& file, const FileLayout& layout
   return true;
 }
 
-void FrameStream::keep_bitrate(const AACF_StreamInfo& info) {
+void FrameStream::set_bitrate(const AACF_StreamInfo& info) {
   sync_.bitrate_mode = info.bitrate_mode;
   sync_.bitrate = info.bitrate;
 }
@@ -36,10 +36,11 @@ bool FrameStream::find_frame(uint32_t& length) {
     length = buffer_.refill(file_);
     status = frame_sync(sync_, buffer_.unread(), length);
   }
-  // Kept: a header that is cut off counts as a frame, as long as what the last refill brought.
+  // Kept: a truncated header counts as a frame, whose length is what the last refill read.
   return buffer_.valid() > layout_.trailing_bytes && status >= AACF_OK;
 }
 
+// Kept: in ADTS with several blocks a frame, walking counts frames and reading counts blocks.
 void FrameStream::step_over(uint32_t length) {
   buffer_.advance(length);
   ++current_frame_;
@@ -59,7 +60,7 @@ bool FrameStream::skip_to_frame(uint32_t number) {
     uint32_t length = 0;
     if (!find_frame(length)) return false;
     if (length == 0) {
-      // A cut-off header and nothing read: every further frame is the same, so count them at once.
+      // At a truncated header with nothing left to read, every further frame is the same.
       current_frame_ = number;
       return true;
     }
@@ -69,17 +70,20 @@ bool FrameStream::skip_to_frame(uint32_t number) {
 }
 
 int32_t FrameStream::estimate_seek(uint32_t number, const AACF_StreamInfo& info) {
+  // Kept: frames above the estimated number are refused, even if the file holds them.
   if (number > info.total_frames) return AACF_ERR_FAILED;
   if (number == current_frame_) return AACF_OK;
   if (!rewind()) return AACF_ERR_FAILED;
   if (number == 1) return AACF_OK;
+  // Kept: the distance counts from the end of the tag, even if the stream begins later.
   const double distance = mean_frame_bytes(info) * (number - 1.0);
   if (!file_.seek_to(saturated_sum(layout_.tag_end, distance))) return AACF_ERR_FAILED;
   buffer_.restart(file_);
   uint32_t offset = 0;
   const int32_t status = resync(sync_, buffer_.unread(), offset);
   if (status != AACF_OK) {
-    current_frame_ = 0;  // the next read must find its place anew
+    // Kept: the position is unknown, so the next read seeks again, even to frame 1.
+    current_frame_ = 0;
     return status;
   }
   buffer_.advance(offset);

@@ -1,8 +1,7 @@
-// The frames of an open file one after the other, and going to the frame of a number.
+// The frames of an open file: reads them in order, and moves to a frame by its number.
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 #include "esparse/aac/aacf.h"
@@ -12,11 +11,11 @@
 
 namespace zdr::aacf {
 
-// Where the parts of a file are, in bytes from its start.
+// The parts of a file, in bytes from its start.
 struct FileLayout {
   uint32_t tag_end = 0;         // of the ID3v2 tag
-  uint32_t stream_start = 0;    // behind the tag, the first byte that can begin a header
-  uint32_t trailing_bytes = 0;  // at the end that are no audio
+  uint32_t stream_start = 0;    // first byte after the tag that can begin a header
+  uint32_t trailing_bytes = 0;  // at the end of the file that are not audio
 };
 
 class FrameStream {
@@ -24,31 +23,32 @@ class FrameStream {
   // False when out of memory.
   bool allocate() { return buffer_.allocate(); }
 
-  // Fills the buffer from the start of the stream and recognises its kind. False when it is none.
+  // Reads the start of the stream and recognises its kind. False when that fails.
   bool begin(const id3p::CallbackFile& file, const FileLayout& layout);
 
   int32_t kind() const { return sync_.kind; }
   const StreamDescription& description() const { return description_; }
   // The first bytes of the stream.
   Bytes head() const { return head_; }
-  // ADTS whose headers stand for more than one raw_data_block each.
+  // True for ADTS whose frames hold more than one raw_data_block each.
   bool has_frames_of_several_blocks() const { return kind() == AACF_KIND_ADTS && (head_[6] & 3) != 0; }
-  void keep_bitrate(const AACF_StreamInfo& info);
+  void set_bitrate(const AACF_StreamInfo& info);
 
-  // The number of the frame at the read position; 0 when that is unknown.
+  // The number of the frame at the read position, 0 when unknown.
   uint32_t current_frame() const { return current_frame_; }
 
-  // The length of the frame at the read position. False at the end, and where no frame is found.
+  // Stores the length of the frame at the read position. False at the end, and where no frame is found.
   bool find_frame(uint32_t& length);
   void step_over(uint32_t length);
-  // The bytes read.
+  // Reads more of the file, and returns the number of bytes.
   uint32_t refill() { return buffer_.refill(file_); }
 
+  // Walks to a frame, from the current or the first one. False when the stream ends before it.
   bool skip_to_frame(uint32_t number);
-  // Of ADTS. Returns AACF_OK or a failure.
+  // Moves to the next header at or after the estimated place of an ADTS frame. AACF_OK or a failure.
   int32_t estimate_seek(uint32_t number, const AACF_StreamInfo& info);
 
-  // What a decoder gets. Nothing at the end of the audio.
+  // Returns the data for the decoder, empty at the end of the audio.
   Bytes decodable();
 
  private:

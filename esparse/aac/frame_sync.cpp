@@ -1,11 +1,9 @@
-// See frame_sync.h. An ADTS header is compared with the first one of the file in the 28 bits that all headers
-// of a stream have in common.
+// Recognises ADTS frames by their headers (ISO/IEC 14496-3 1.A.2.2), and measures the blocks of the other
+// kinds by parsing them.
 #include "esparse/aac/frame_sync.h"
 
 #include <cstring>
 #include <optional>
-
-#include "esparse/aac/status.h"
 
 namespace zdr::aacf {
 namespace {
@@ -13,13 +11,15 @@ namespace {
 constexpr size_t kComparedBytes = 4;
 constexpr size_t kLengthFieldEnd = 7;
 
+// Kept: a header is recognised by the 28 bits that it shares with the first one of the stream, and by no
+// more.
 bool is_header(const AACF_SyncState& state, const uint8_t* bytes) {
   // The low bits of the fourth byte belong to the frame: two flags and the top of its length.
   return std::memcmp(bytes, state.first_header.data(), kComparedBytes - 1) == 0 &&
          ((bytes[3] ^ state.first_header[3]) & 0xF0) == 0;
 }
 
-// The first header at `from` or behind it that has a byte behind its compared ones.
+// Returns the offset of the first header at or after `from` that has a byte after the compared ones.
 std::optional<size_t> find_header(const AACF_SyncState& state, Bytes data, size_t from) {
   while (from + kComparedBytes < data.size()) {
     const size_t candidates = data.size() - kComparedBytes - from;
@@ -40,24 +40,24 @@ uint32_t length_field(const uint8_t* header) {
 int32_t sync_to_adts(const AACF_SyncState& state, Bytes data, uint32_t& length) {
   const auto first = find_header(state, data, 0);
   if (!first) return AACF_ERR_NEED_MORE_DATA;
-  if (data.size() - *first < kLengthFieldEnd) return kHeaderCutOff;
+  if (data.size() - *first < kLengthFieldEnd) return kTruncatedHeader;
   const uint32_t frame_length = length_field(data.data() + *first);
   if (frame_length == 0) return AACF_ERR_FAILED;
   if (data.size() - *first <= frame_length + kComparedBytes) return AACF_ERR_NEED_MORE_DATA;
-  // Kept: the length counts from the start of the data also when the header is found behind it.
+  // Kept: the length counts from the start of the data, even if the header was found later.
   if (is_header(state, data.data() + frame_length)) {
     length = frame_length;
     return AACF_OK;
   }
-  // Kept: the next header is believed without a look at what follows it.
+  // Kept: the next header is accepted without checking what follows it.
   const auto second = find_header(state, data, *first + 1);
   if (!second) return AACF_ERR_NEED_MORE_DATA;
   length = static_cast<uint32_t>(*second);
   return AACF_OK;
 }
 
-// Measuring enters what it sees into the configuration, and fails on one that it has entered parametric
-// stereo into. So each frame gets a fresh one, with the channels of the core.
+// Measuring stores its findings in the configuration, and refuses one with parametric stereo. So each frame
+// is measured with a new configuration, which has the channels of the core.
 Zd_AAC_Dec_Config core_config(Zd_AAC_Dec_Config config) {
   if (config.extension == ZD_AAC_DEC_EXTENSION_PS) config.channels /= 2;
   config.extension = ZD_AAC_DEC_EXTENSION_NONE;

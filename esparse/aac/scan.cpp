@@ -1,4 +1,4 @@
-// See scan.h.
+// The walk over the first frames, and the estimates.
 #include "esparse/aac/scan.h"
 
 #include "esparse/aac/stream_times.h"
@@ -6,25 +6,26 @@
 namespace zdr::aacf {
 namespace {
 
-// Estimated bitrates are whole bytes a millisecond.
+// Kept: an estimated bitrate is a whole number of bytes a millisecond.
 constexpr uint32_t kBitsPerSecondOfByteMs = 8000;
 
-// Kept: the bits are taken from these places also in a header with a copyright identification, and put
-// together low byte first.
+// Kept: the bits come from these places even in a header with a copyright identification, and are joined low
+// byte first.
 void read_adif_bitrate(Bytes head, AACF_StreamInfo& info) {
   const uint32_t b9 = head[9], b10 = head[10], b11 = head[11], b12 = head[12];
   info.bitrate = b9 >> 4 | b10 << 4 | b11 << 12 | (b12 & 3) << 20;
   info.bitrate_mode = (b9 & 1) != 0 ? AACF_BITRATE_VARIABLE : AACF_BITRATE_CONSTANT;
 }
 
-// Kept: the last frame of ADTS is not counted, as no header follows it.
+// Kept: the last ADTS frame does not count, because no header follows it.
 void walk_frames(FrameStream& stream, uint32_t scan_limit, AACF_StreamInfo& info) {
   uint32_t length = 0;
   while (info.bytes_scanned <= scan_limit && stream.find_frame(length)) {
     ++info.frames_scanned;
     info.bytes_scanned += length;
     stream.step_over(length);
-    // A header that is cut off moves nothing. It is met again for ever unless more is read.
+    // Kept: a truncated header counts as a frame. It consumes nothing; without a refill this would loop
+    // forever.
     if (length == 0 && stream.refill() == 0) break;
   }
 }
@@ -35,6 +36,7 @@ void estimate_bitrate(const Zd_AAC_Dec_Config& config, AACF_StreamInfo& info) {
   if (duration_ms > 0) info.bitrate = truncated(info.bytes_scanned / duration_ms) * kBitsPerSecondOfByteMs;
 }
 
+// Kept: a stream in which no frame was counted has 0 frames, and none of its frames can be read.
 uint32_t estimate_total_frames(const AACF_StreamInfo& info) {
   if (info.bytes_scanned >= info.audio_bytes) return info.frames_scanned;
   const double mean = mean_frame_bytes(info);

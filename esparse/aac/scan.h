@@ -1,12 +1,12 @@
-// Walking over the first frames of a stream, to estimate the rest from them.
+// Scans the first frames of a stream, and estimates bitrate and number of frames from them.
 #pragma once
 
 #include "esparse/aac/frame_stream.h"
 
 namespace zdr::aacf {
 
-// `audio_bytes`: bytes of the stream without what precedes its first frame. Leaves the stream behind the
-// frames walked over.
+// `audio_bytes` is the size of the stream without what precedes its first frame. Afterwards the stream is at
+// the frame after the scanned ones.
 AACF_StreamInfo scan_stream(FrameStream& stream, uint32_t scan_limit, uint32_t audio_bytes);
 
 }  // namespace zdr::aacf

@@ -1,4 +1,4 @@
-// See stream_buffer.h.
+// Moving and filling the block in memory.
 #include "esparse/aac/stream_buffer.h"
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 namespace zdr::aacf {
 namespace {
 
-// Readers of bits may load a few bytes past the valid ones.
+// Bit readers may load a few bytes past the end.
 constexpr size_t kPadding = 8;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Which kind of stream a file holds, and its configuration.
+// Recognises the kind of a stream, and reads its configuration.
 #pragma once
 
 #include <cstdint>
@@ -9,16 +9,16 @@
 
 namespace zdr::aacf {
 
-// An ADTS header, or what looks like one.
+// True for an ADTS header, and for data that looks like one.
 bool begins_with_syncword(std::span<const uint8_t> data);
 
 struct StreamDescription {
-  int32_t kind = 0;  // AACF_KIND_
+  int32_t kind = 0;  // an AACF_KIND_
   Zd_AAC_Dec_Config config{};
-  uint16_t header_bytes = 0;  // in front of the first frame; of ADTS, within it
+  uint16_t header_bytes = 0;  // before the first frame; in ADTS, within it
 };
 
-// From the start of the stream and the first frame there; nothing when it cannot be decoded.
+// `data` begins with the start of the stream and its first frame. Empty when the stream cannot be decoded.
 std::optional<StreamDescription> describe_stream(std::span<const uint8_t> data);
 
 }  // namespace zdr::aacf

@@ -1,4 +1,4 @@
-// See stream_times.h.
+// The arithmetic of frames and times.
 #include "esparse/aac/stream_times.h"
 
 namespace zdr::aacf {
@@ -21,7 +21,7 @@ double duration_of_frames_ms(uint32_t frames, const Zd_AAC_Dec_Config& config) {
   return frames * (static_cast<double>(config.frameLength) / config.sampleRate) * 1000;
 }
 
-// Kept: the length of a frame is rounded to single precision.
+// Kept: the duration of a frame is rounded to single precision.
 uint32_t stream_duration_ms(uint32_t frames, const Zd_AAC_Dec_Config& config) {
   const auto frame_ms =
       static_cast<float>(static_cast<double>(config.frameLength) / config.sampleRate * 1000);

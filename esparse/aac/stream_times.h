@@ -1,4 +1,4 @@
-// Frames, bytes and times of a stream: plain arithmetic in double precision, results truncated.
+// Converts between frames, bytes and times of a stream, in double precision. Results are truncated.
 #pragma once
 
 #include <cstdint>
@@ -8,13 +8,14 @@
 
 namespace zdr::aacf {
 
-// Truncates; what does not fit becomes the nearest that does.
+// Truncate, and clamp to 32 bits.
 uint32_t truncated(double value);
 uint32_t saturated_sum(uint32_t base, double distance);
 
-// Of the frames scanned at open. 0 when there are none.
+// The mean of the frames scanned at open; 0 without frames.
 double mean_frame_bytes(const AACF_StreamInfo& info);
 
+// A frame has `frameLength` samples at `sampleRate`. Frames are numbered from 1.
 double duration_of_frames_ms(uint32_t frames, const Zd_AAC_Dec_Config& config);
 uint32_t stream_duration_ms(uint32_t frames, const Zd_AAC_Dec_Config& config);
 uint32_t frame_at_ms(uint32_t time_ms, const Zd_AAC_Dec_Config& config);

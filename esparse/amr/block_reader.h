@@ -1,38 +1,43 @@
-// Reads a source of bytes in blocks, and lets the position be moved about as if it were read byte by byte.
+// Reads a file in blocks, so that its bytes can be visited one by one without a call of the system each.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <span>
 
-#include "esparse/amr/byte_source.h"
+#include "os/os.h"
 
 namespace zdr::amrf {
 
+struct CloseFile {
+  void operator()(void* handle) const { OS_fclose(handle); }
+};
+using FileHandle = std::unique_ptr<void, CloseFile>;
+
 class BlockReader {
  public:
-  // bad_alloc when there is no memory for the block.
-  explicit BlockReader(std::unique_ptr<ByteSource> source);
+  // `file` is open and at its start. Throws bad_alloc when there is no memory for the block.
+  explicit BlockReader(FileHandle file);
 
   uint64_t position() const { return position_; }
-  // The unread rest of the block around the position, reading on when it is used up; empty at the end,
-  // and from 4 GiB on.
+  // Returns the bytes of the block from the position on, reading the next block when there are none. Empty at
+  // the end, after a failed read, and from 4 GiB on.
   std::span<const uint8_t> available();
-  // Moves the position, also beyond the end, and back at most to the beginning of the block.
-  void move(int32_t distance) { position_ += static_cast<uint64_t>(int64_t{distance}); }
-  // Reads `count` bytes into `buffer`, or over them when it is null. False when fewer are left: the position
+  // Moves the position forward, also beyond the end.
+  void skip(uint32_t count) { position_ += count; }
+  // Copies `count` bytes to `buffer`, or skips them when it is null. False when fewer are left; the position
   // is then at the end.
-  bool take(uint8_t* buffer, uint32_t count);
-  // To an offset from the beginning that was read before. False when the source does not let it.
+  bool read(uint8_t* buffer, uint32_t count);
+  // Moves to an offset from the start that was reached before. False when the seek fails.
   bool rewind(uint32_t offset);
 
  private:
   bool read_block();
 
-  std::unique_ptr<ByteSource> source_;
+  FileHandle file_;
   std::unique_ptr<uint8_t[]> block_;
-  uint64_t block_begin_ = 0;  // offset of the block in the source
-  uint32_t block_size_ = 0;   // bytes in it; the source stands at its end
+  uint64_t block_begin_ = 0;  // offset of the block in the file
+  uint32_t block_size_ = 0;   // bytes in it; the file position is at its end
   uint64_t position_ = 0;     // not before block_begin_
 };
 

@@ -1,3 +1,4 @@
+// Walks from frame to frame by the sizes that their TOC bytes give.
 #include "esparse/amr/frame_reader.h"
 
 #include <algorithm>
@@ -8,8 +9,7 @@ namespace zdr::amrf {
 namespace {
 
 constexpr uint32_t kNarrowBandHeaderBytes = 6;  // "#!AMR\n"
-constexpr uint32_t kFrameMs = 20;
-// Behind it, nothing could be sought back to.
+// No seek leads back to a later start.
 constexpr uint64_t kLastDataStart = std::numeric_limits<int32_t>::max();
 
 }  // namespace
@@ -21,11 +21,11 @@ bool FrameReader::skip_header() {
     const void* const end = std::memchr(line.data(), '\n', line.size());
     has_ended = end != nullptr;
     const auto length = has_ended ? static_cast<const uint8_t*>(end) - line.data() + 1 : std::ssize(line);
-    bytes_.move(static_cast<int32_t>(length));
+    bytes_.skip(static_cast<uint32_t>(length));
     if (bytes_.position() > kLastDataStart) return false;
   }
   data_start_ = static_cast<uint32_t>(bytes_.position());
-  // Kept: any other line means wide-band, also that of several channels, or one that ends with CR LF.
+  // Kept: any other line means wide-band, even one for several channels, or one that ends with CR LF.
   if (data_start_ != kNarrowBandHeaderBytes) {
     codec_ = AMRF_CODEC_WB;
     sizes_ = &kWideBandFrameSizes;
@@ -37,33 +37,33 @@ bool FrameReader::scan(AMRF_Info& info) {
   last_frame_ = 0;
   info = {0, 0, codec_};
   if (!bytes_.rewind(data_start_)) return false;
-  pass_whole_frames();
+  count_whole_frames();
   info.frame_count = last_frame_;
   info.duration_ms = kFrameMs * last_frame_;
   return true;
 }
 
-void FrameReader::pass_whole_frames() {
+void FrameReader::count_whole_frames() {
   for (;;) {
     const auto bytes = bytes_.available();
     if (bytes.empty()) return;
     uint32_t size = 0;
     size_t at = 0;
     for (; at < bytes.size(); at += size, ++last_frame_) {
-      // A frame without a size takes a byte here.
+      // Counting takes a byte for a frame of size 0.
       size = std::max<uint32_t>(size_of(bytes[at]), 1);
       if (size > bytes.size() - at) break;
     }
-    bytes_.move(static_cast<int32_t>(at));
+    bytes_.skip(static_cast<uint32_t>(at));
     if (at == bytes.size()) continue;
-    if (!bytes_.take(nullptr, size)) return;  // the last frame of a block may go on in the next
+    if (!bytes_.read(nullptr, size)) return;  // the last frame of a block may continue in the next
     ++last_frame_;
   }
 }
 
 int32_t FrameReader::read(AMRF_FrameRequest& request) {
   const bool follows = last_frame_ != 0 && request.number - 1 == last_frame_;
-  // Until it is known where the reader stands. After a failure the same frame would start in the middle.
+  // Unknown until the read has succeeded: a failure may leave the position within a frame.
   last_frame_ = 0;
   if (request.number == 0 || (!follows && !walk_to(request.number))) {
     request.size = 0;
@@ -82,23 +82,23 @@ bool FrameReader::walk_to(uint32_t number) {
     size_t at = 0;
     for (; left > 0 && at < bytes.size(); --left) {
       const uint32_t size = size_of(bytes[at]);
-      // Kept: a step over a frame without a size steps back onto its byte, so that all further steps stay
-      // there.
+      // Kept: a step over a frame of size 0 does not move, so all further steps stay there, too.
       if (size == 0) left = 1;
       at += size;
     }
-    bytes_.move(static_cast<int32_t>(at));
+    bytes_.skip(static_cast<uint32_t>(at));
   }
   return true;
 }
 
 int32_t FrameReader::read_here(AMRF_FrameRequest& request) {
   uint8_t toc = 0;
-  if (!bytes_.take(&toc, 1)) return AMRF_ERR_FAILED;
+  if (!bytes_.read(&toc, 1)) return AMRF_ERR_FAILED;
   request.buffer[0] = toc;
   const uint32_t size = size_of(toc);
+  // Kept: a capacity of 0 is no limit.
   if (request.size != 0 && size > request.size) return AMRF_ERR_FRAME_SIZE;
-  if (size > 1 && !bytes_.take(request.buffer + 1, size - 1)) return AMRF_ERR_FAILED;
+  if (size > 1 && !bytes_.read(request.buffer + 1, size - 1)) return AMRF_ERR_FAILED;
   request.size = size > 1 ? size : 1;
   return AMRF_OK;
 }

@@ -1,8 +1,7 @@
-// Walks over the frames of one file.
+// Finds, counts and reads the frames of a speech file (RFC 4867, section 5).
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "esparse/amr/amrf.h"
 #include "esparse/amr/block_reader.h"
@@ -10,21 +9,23 @@
 
 namespace zdr::amrf {
 
+inline constexpr uint32_t kFrameMs = 20;  // duration of a frame
+
 class FrameReader {
  public:
-  // bad_alloc when memory runs out.
-  explicit FrameReader(std::unique_ptr<ByteSource> source) : bytes_(std::move(source)) {}
+  // Throws bad_alloc when out of memory.
+  explicit FrameReader(FileHandle file) : bytes_(std::move(file)) {}
 
-  // Once, before all else. False when the file has no end of line within 2 GiB.
+  // Called once, first. False when the file has no end of line within 2 GiB.
   bool skip_header();
 
-  // False when the beginning of the frames cannot be sought.
+  // Counts the whole frames. False when the seek to the first one fails.
   bool scan(AMRF_Info& info);
   int32_t read(AMRF_FrameRequest& request);
 
  private:
   uint32_t size_of(uint8_t toc) const { return (*sizes_)[frame_type(toc)]; }
-  void pass_whole_frames();
+  void count_whole_frames();
   bool walk_to(uint32_t number);
   int32_t read_here(AMRF_FrameRequest& request);
 
@@ -32,13 +33,8 @@ class FrameReader {
   uint32_t data_start_ = 0;
   uint32_t codec_ = AMRF_CODEC_NB;
   const std::array<uint8_t, 16>* sizes_ = &kNarrowBandFrameSizes;
-  // Where the reader stands; 0: unknown, or at no frame yet.
+  // The frame before the position; 0 when unknown, and before the first frame.
   uint32_t last_frame_ = 0;
 };
 
 }  // namespace zdr::amrf
-
-// What the C interface hands out.
-struct AMRF_File {
-  zdr::amrf::FrameReader frames;
-};

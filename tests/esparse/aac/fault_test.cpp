@@ -1,4 +1,4 @@
-// The Nth failure of the heap and of the file, through opening, reading, seeking and closing.
+// The reader, from open to close, while the Nth call of the file or the Nth allocation fails.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,10 +7,10 @@
 #include "tests/esparse/aac/opened_file.h"
 #include "tests/support/failing_allocator.h"
 
+namespace zdr::test {
 namespace {
 
-using namespace zdr::aacf::test;
-using namespace std::string_literals;
+using namespace aacf::test;
 
 constexpr int32_t kStatuses[] = {AACF_OK,
                                  AACF_ERR_FAILED,
@@ -19,12 +19,12 @@ constexpr int32_t kStatuses[] = {AACF_OK,
                                  AACF_ERR_SHORT_READ,
                                  AACF_ERR_NEED_MORE_DATA,
                                  AACF_ERR_END_OF_STREAM};
-constexpr uint32_t kGood = 1;       // bits of the first statuses above
-constexpr uint32_t kHeapOnly = 7;   // what a lack of memory may give
-constexpr uint32_t kFileSeen = 11;  // what failing calls of the file must give among others
+constexpr uint32_t kGood = 1;       // bits of the statuses above
+constexpr uint32_t kHeapOnly = 7;   // may result from a failing allocation
+constexpr uint32_t kFileSeen = 11;  // must result from failing calls of the file, among others
 
-// One bit for each status that the calls gave. Takes no memory of its own.
-uint32_t use_reader(zdr::test::MemoryFile& file, std::vector<int16_t>& pcm) {
+// Returns a bit for each status that the calls returned. Allocates nothing itself.
+uint32_t use_reader(MemoryFile& file, std::vector<int16_t>& pcm) {
   uint32_t seen = 0;
   const auto note = [&seen](int32_t status) {
     const auto known = std::ranges::find(kStatuses, status);
@@ -51,18 +51,16 @@ uint32_t use_reader(zdr::test::MemoryFile& file, std::vector<int16_t>& pcm) {
 
 class Faults : public testing::TestWithParam<bool> {
  protected:
-  const Bytes content_ =
-      GetParam() ? zdr::test::concat(
-                       {zdr::test::id3v2(3, 0, zdr::test::v23_frame("TIT2", {0, 'S'})), adts_file(100, 400)})
-                 : zdr::test::concat({raw_header(), repeated(silent_block(400, 2, 0xFF), 100)});
+  const Bytes content_ = GetParam() ? concat({id3v2(3, 0, v23_frame("TIT2", {0, 'S'})), adts_file(100, 400)})
+                                    : concat({raw_header(), repeated(silent_block(400, 2, 0xFF), 100)});
   std::vector<int16_t> pcm_ = std::vector<int16_t>(8192);
 };
 
-TEST_P(Faults, OfTheFileGiveStatusesAndLeaveNothing) {
+TEST_P(Faults, OfTheFileReturnDocumentedStatusesAndLeaveNothing) {
   uint32_t seen = 0;
   bool struck = true;
   for (uint64_t nth = 1; struck; ++nth) {
-    zdr::test::MemoryFile file(content_);
+    MemoryFile file(content_);
     file.fail_call(nth);
     seen |= use_reader(file, pcm_);
     struck = file.has_failed();
@@ -72,21 +70,21 @@ TEST_P(Faults, OfTheFileGiveStatusesAndLeaveNothing) {
   EXPECT_EQ(seen & (kFileSeen | kHeapOnly), kFileSeen);
 }
 
-TEST_P(Faults, OfTheHeapGiveStatusesAndLeaveNothing) {
+TEST_P(Faults, OfTheHeapReturnDocumentedStatusesAndLeaveNothing) {
   int failures = 0;
   bool struck = true;
   for (uint64_t nth = 1; struck; ++nth) {
-    zdr::test::MemoryFile file(content_);
+    MemoryFile file(content_);
     uint32_t seen = 0;
     {
-      const zdr::test::FailingAllocator failing(nth);
+      const FailingAllocator failing(nth);
       seen = use_reader(file, pcm_);
       struck = failing.struck();
     }
     EXPECT_TRUE(seen == kGood || (struck && (seen & ~kHeapOnly) == 0)) << nth;
     failures += seen != kGood;
   }
-  // The reader, its buffer, the probe of the first frame, the decoder at least.
+  // At least the reader, its buffer, the probe of the first frame and the decoder.
   EXPECT_GE(failures, 4);
 }
 
@@ -94,3 +92,4 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Faults, testing::Bool(),
                          [](const auto& chosen) { return chosen.param ? "TaggedAdts" : "Raw"; });
 
 }  // namespace
+}  // namespace zdr::test

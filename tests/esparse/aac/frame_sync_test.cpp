@@ -1,34 +1,33 @@
-// Frame sync and resync: of ADTS against a plain reading of the rules byte by byte, of the other kinds on
-// blocks.
+// Frame sync and resync of ADTS against a plain model that looks at every byte, and of raw blocks.
 #include <gtest/gtest.h>
 
 #include <map>
 #include <random>
 
-#include "esparse/aac/aacf.h"
 #include "esparse/aac/frame_sync.h"
 #include "mediakit/aac/stream_builder.h"
 #include "mediakit/boxes/box_builder.h"
 
+namespace zdr::test {
 namespace {
 
-using namespace zdr::aacf;
-using zdr::aacf::test::silent_block;
+using namespace aacf;
+using namespace aacf::test;
 using Data = std::vector<uint8_t>;
 
 constexpr uint32_t kUntouched = 777;
 
-// Status and length.
+// Status and length, or offset.
 using Found = std::pair<int32_t, uint32_t>;
 
-Found find(int32_t (*how)(const AACF_SyncState&, Bytes, uint32_t&), const AACF_SyncState& state,
-           const Data& data) {
+Found find(int32_t (*how)(const AACF_SyncState&, std::span<const uint8_t>, uint32_t&),
+           const AACF_SyncState& state, const Data& data) {
   Found found{0, kUntouched};
   found.first = how(state, data, found.second);
   return found;
 }
 
-// 28 bits are compared.
+// Compares 28 bits.
 bool matches(const Data& data, size_t i) {
   return data[i] == 0xFF && data[i + 1] == 0xF1 && data[i + 2] == 0x50 && data[i + 3] >> 4 == 8;
 }
@@ -55,8 +54,8 @@ Found plain_resync(const Data& data) {
   return {-10101, static_cast<uint32_t>(data.size() > 4 ? data.size() - 4 : 0)};
 }
 
-// Bytes of headers are made frequent, and whole headers of short frames, so that every branch is taken often.
-TEST(FrameSync, RequiredRulesOfAdtsAreFollowed) {
+// Bytes of headers, and headers of short frames, are frequent, so that every branch is taken often.
+TEST(FrameSync, KeptRulesOfAdtsMatchThePlainModel) {
   AACF_SyncState state;
   state.kind = AACF_KIND_ADTS;
   state.first_header = {0xFF, 0xF1, 0x50, 0x80};
@@ -93,11 +92,12 @@ TEST(FrameSync, OfRawBlocksMeasuresThem) {
   state.config = {4096, 1024, 44100, 2, 1, 44100, 0, 0};
   const Data block = silent_block(200);
   EXPECT_EQ(find(frame_sync, state, block), (Found{AACF_OK, 200}));
-  EXPECT_EQ(find(frame_sync, state, zdr::aacf::test::repeated(block, 2)), (Found{AACF_OK, 200}));
+  EXPECT_EQ(find(frame_sync, state, repeated(block, 2)), (Found{AACF_OK, 200}));
   EXPECT_EQ(find(frame_sync, state, Data(block.begin(), block.end() - 1)),
             (Found{AACF_ERR_NEED_MORE_DATA, kUntouched}));
-  EXPECT_EQ(find(resync, state, zdr::test::concat({{0x60, 0x60, 0x60}, block})), (Found{AACF_OK, 3}));
+  EXPECT_EQ(find(resync, state, concat({{0x60, 0x60, 0x60}, block})), (Found{AACF_OK, 3}));
   EXPECT_EQ(find(resync, state, {}), (Found{AACF_ERR_NEED_MORE_DATA, 0}));
 }
 
 }  // namespace
+}  // namespace zdr::test

@@ -1,17 +1,18 @@
-// A reader on a file in memory, closed at the end of the test.
+// A reader of a file in memory.
 #pragma once
 
 #include "esparse/aac/aacf.h"
 #include "mediakit/aac/stream_builder.h"
+#include "mediakit/boxes/box_builder.h"
 #include "mediakit/files/memory_file.h"
 
-namespace zdr::aacf::test {
+namespace zdr::test {
 
 inline constexpr uint32_t kScanLimit = 0x80000;
 
 class OpenedFile {
  public:
-  // The content must live as long.
+  // Borrows the content.
   explicit OpenedFile(const Bytes& content, uint64_t repetitions = 1) : file_(content, repetitions) {
     const AACF_OpenParams params{&file_.io(), kScanLimit};
     status_ = AACF_Open(&reader_, u"file.aac", &params);
@@ -24,7 +25,7 @@ class OpenedFile {
   int32_t status() const { return status_; }
   AACF_File* reader() { return reader_; }
   const AACF_StreamInfo& info() const { return info_; }
-  zdr::test::MemoryFile& file() { return file_; }
+  MemoryFile& file() { return file_; }
 
   struct Read {
     int32_t status;
@@ -41,10 +42,10 @@ class OpenedFile {
   }
 
  private:
-  zdr::test::MemoryFile file_;
+  MemoryFile file_;
   AACF_File* reader_ = nullptr;
   AACF_StreamInfo info_{};
   int32_t status_;
 };
 
-}  // namespace zdr::aacf::test
+}  // namespace zdr::test

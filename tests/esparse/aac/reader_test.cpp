@@ -1,5 +1,4 @@
-// Built files through the reader: what opening tells of them, where reads land, how streams end, what
-// failures leave behind.
+// Built files through the reader: what opening finds, where reads land and how streams end.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -8,19 +7,15 @@
 #include "mediakit/files/id3_builder.h"
 #include "tests/esparse/aac/opened_file.h"
 
+namespace zdr::test {
 namespace {
 
-using namespace zdr::aacf::test;
+using namespace aacf::test;
 using namespace std::string_literals;
-using zdr::test::bytes_of;
-using zdr::test::concat;
-using zdr::test::id3v1;
-using zdr::test::id3v2;
-using zdr::test::v23_frame;
 
-// The status; of an open file bitrate mode, bitrate, total frames, audio bytes, frames and bytes scanned, and
-// the duration in ms, and the title that the tags give.
-std::string told(OpenedFile& file) {
+// Of an open file: bitrate mode, bitrate, total frames, audio bytes, frames and bytes scanned, duration in ms
+// and title. Else the status.
+std::string describe(OpenedFile& file) {
   if (file.status() != AACF_OK) return std::to_string(file.status());
   const AACF_StreamInfo& info = file.info();
   AACF_Duration duration{};
@@ -45,10 +40,10 @@ struct OpenCase {
   std::string expected;
 };
 
-void expect_told(const std::vector<OpenCase>& cases) {
+void expect_open(const std::vector<OpenCase>& cases) {
   for (const OpenCase& c : cases) {
     OpenedFile file(c.content);
-    EXPECT_EQ(told(file), c.expected) << c.what;
+    EXPECT_EQ(describe(file), c.expected) << c.what;
     EXPECT_EQ(file.file().counts().closes, file.status() == AACF_OK ? 0u : 1u) << c.what;
   }
 }
@@ -57,33 +52,34 @@ Bytes blocks_of(size_t count, size_t size = 400) {
   return repeated(silent_block(size, 2, 0xFF), count);
 }
 
-TEST(Open, CountsFramesAndEstimatesTheRest) {
+TEST(Open, KeptRulesOfCountingAndEstimating) {
   const Bytes hundred = adts_file(100, 400);
   const Bytes tag = id3v1("t", "a", "1999", 1);
-  expect_told({
-      {"required: the last ADTS frame is not counted", hundred, "3 136000 100 40000 99 39600 2321"},
-      {"the scan ends behind the limit", adts_file(4096, 512), "3 176000 4096 2097152 1025 524800 95108"},
-      {"a tag and zeros in front", concat({id3v2(3, 0, Bytes(990, 0)), Bytes(3, 0), hundred}),
+  expect_open({
+      {"the last ADTS frame does not count", hundred, "3 136000 100 40000 99 39600 2321"},
+      {"the scan ends after the limit", adts_file(4096, 512), "3 176000 4096 2097152 1025 524800 95108"},
+      {"after a tag and zeros", concat({id3v2(3, 0, Bytes(990, 0)), Bytes(3, 0), hundred}),
        "3 136000 100 40003 99 39600 2321"},
       {"tags of both versions", concat({id3v2(3, 0, v23_frame("TIT2", bytes_of("\0003"s))), hundred, tag}),
        "3 136000 100 40000 99 39600 2321 3"},
-      {"2.2", concat({id3v2(2, 0, zdr::test::v22_frame("TT2", bytes_of("\0002"s))), hundred}),
+      {"2.2", concat({id3v2(2, 0, v22_frame("TT2", bytes_of("\0002"s))), hundred}),
        "3 136000 100 40000 99 39600 2321 2"},
       {"2.4", concat({id3v2(4, 0, v23_frame("TIT2", bytes_of("\0004"s))), hundred}),
        "3 136000 100 40000 99 39600 2321"},
-      {"a tag behind", concat({hundred, tag}), "3 136000 100 40000 99 39600 2321"},
-      {"raw: all are counted", concat({raw_header(), blocks_of(100)}), "3 136000 100 40000 100 40000 2321"},
-      {"raw, a tag behind", concat({raw_header(), blocks_of(100), tag}), "3 136000 100 40000 100 40000 2321"},
-      {"ADIF: likewise, required: 24 bits of the header are the bitrate",
-       concat({adif_header(), blocks_of(20)}), "2 655360 20 8000 20 8000 464"},
-      {"ADIF, also where they are those of the copyright",
+      {"before a tag", concat({hundred, tag}), "3 136000 100 40000 99 39600 2321"},
+      {"raw: every block counts", concat({raw_header(), blocks_of(100)}),
+       "3 136000 100 40000 100 40000 2321"},
+      {"raw, before a tag", concat({raw_header(), blocks_of(100), tag}), "3 136000 100 40000 100 40000 2321"},
+      {"ADIF: 24 bits of the header are the bitrate", concat({adif_header(), blocks_of(20)}),
+       "2 655360 20 8000 20 8000 464"},
+      {"ADIF: even where they belong to the copyright",
        concat({adif_header({.copyright = true}), blocks_of(20)}), "1 2958621 20 8000 20 8000 464"},
-      {"ADIF, estimated where they are 0", concat({adif_header({.variable_rate = true}), blocks_of(20)}),
+      {"ADIF: estimated where they are 0", concat({adif_header({.variable_rate = true}), blocks_of(20)}),
        "3 136000 20 8000 20 8000 464"},
-      {"one frame cannot be counted", adts_frame(400, {.filler = 0xFF}), "3 0 0 400 0 0 0"},
-      {"junk counts to the frame before it", concat({adts_file(10, 400), Bytes(50, 0), adts_file(90, 400)}),
+      {"a single frame does not count", adts_frame(400, {.filler = 0xFF}), "3 0 0 400 0 0 0"},
+      {"junk counts for the frame before it", concat({adts_file(10, 400), Bytes(50, 0), adts_file(90, 400)}),
        "3 136000 99 40050 99 39650 2298"},
-      {"required: a header cut off is as long as the last refill",
+      {"a truncated header is as long as the last refill",
        concat({adts_frame(400), Bytes(24171, 0), Bytes(hundred.begin(), hundred.begin() + 6)}),
        "3 4232000 2 24577 2 24572 46"},
       {"tags that overlap leave no audio",
@@ -92,44 +88,42 @@ TEST(Open, CountsFramesAndEstimatesTheRest) {
   });
 }
 
-TEST(Open, RefusesByTheFirstBytes) {
+TEST(Open, KeptStreamsWithoutAByteFFAreRefusedLikeDamagedOnes) {
   const Bytes adts = adts_file(3, 100);
   const Bytes adif = concat({adif_header(), blocks_of(20)});
-  const Bytes ff(1, 0xFF);  // one must be somewhere behind offset 10
-  expect_told({
-      {"required: no byte 0xFF behind offset 10", concat({raw_header(), repeated(silent_block(100), 3)}),
-       "-1"},
+  const Bytes ff(1, 0xFF);  // one must follow offset 10
+  expect_open({
+      {"no byte 0xFF after offset 10", concat({raw_header(), repeated(silent_block(100), 3)}), "-1"},
       {"nothing", {}, "-1"},
       {"one byte", ff, "-1"},
       {"raw: configuration longer than the file", concat({{250}, adts}), "-1"},
       {"raw: length 0", concat({{0}, adts}), "-1"},
-      {"ADTS: first frame cut", Bytes(adts.begin(), adts.begin() + 60), "-1"},
+      {"ADTS: truncated first frame", Bytes(adts.begin(), adts.begin() + 60), "-1"},
       {"ADTS of six channels", concat({adts_frame(100, {.channels = 6}), adts}), "-1"},
       {"ADIF: no frame", concat({adif_header(), Bytes(20, 0xFF)}), "-1"},
-      {"required: ADIF behind a tag is what follows an 0xFF", concat({id3v2(3, 0, Bytes(100, 0)), adif}),
-       "-1"},
-      {"nothing behind a tag", id3v2(4, 0, Bytes(50, 0)), "-1"},
+      {"ADIF after a tag loses its header", concat({id3v2(3, 0, Bytes(100, 0)), adif}), "-1"},
+      {"nothing after a tag", id3v2(4, 0, Bytes(50, 0)), "-1"},
       {"tag with forbidden flags", concat({id3v2(3, 0x10, Bytes(50, 0)), adts}), "-1"},
-      {"tag cut off", id3v2(3, 0, adts, 4000), "-1007"},
+      {"truncated tag", id3v2(3, 0, adts, 4000), "-1007"},
   });
 }
 
-// Where a file is cut decides whether its last header is complete (five bytes are needed), or looks like a
-// frame of its own without length (five or six bytes are left of it).
-TEST(Open, RequiredCutOffHeaderCountsOnce) {
+// A header needs five bytes to confirm the frame before it. Where five or six are left, it counts as a frame
+// of 0 bytes.
+TEST(Open, KeptTruncatedHeaderCountsOnce) {
   const Bytes whole = adts_file(12, 100);
   for (uint32_t size = 101; size <= whole.size(); ++size) {
     const Bytes cut(whole.begin(), whole.begin() + size);
     OpenedFile file(cut);
     ASSERT_EQ(file.status(), AACF_OK) << size;
     const uint32_t confirmed = size < 105 ? 0 : (size - 105) / 100 + 1;
-    const uint32_t cut_off = size % 100 == 5 || size % 100 == 6 ? 1 : 0;
-    EXPECT_EQ(file.info().frames_scanned, confirmed + cut_off) << size;
+    const uint32_t truncated = size % 100 == 5 || size % 100 == 6 ? 1 : 0;
+    EXPECT_EQ(file.info().frames_scanned, confirmed + truncated) << size;
     EXPECT_EQ(file.info().bytes_scanned, 100 * confirmed) << size;
   }
 }
 
-TEST(Open, SearchesForAStreamNoFurtherThanItCanSeek) {
+TEST(Open, KeptSearchEndsWhereNoSeekReaches) {
   const Bytes zeros(1 << 20, 0);
   OpenedFile file(zeros, 8 << 20);
   EXPECT_EQ(file.status(), AACF_ERR_FAILED);
@@ -138,7 +132,7 @@ TEST(Open, SearchesForAStreamNoFurtherThanItCanSeek) {
 
 TEST(Open, ChecksItsArguments) {
   const Bytes content = adts_file(3, 100);
-  zdr::test::MemoryFile file(content);
+  MemoryFile file(content);
   AACF_File* reader = nullptr;
   AACF_FileIo io = file.io();
   const AACF_OpenParams params{&io, kScanLimit};
@@ -155,7 +149,7 @@ TEST(Open, ChecksItsArguments) {
   EXPECT_EQ(file.counts().opens, 0u);
 }
 
-TEST(Times, RequiredConversionsGoByTheCoreRateAnd32Bits) {
+TEST(Times, KeptConversionsUseTheCoreRateAnd32Bits) {
   const Bytes content = adts_file(5, 100);
   OpenedFile file(content);
   const std::pair<uint32_t, uint32_t> frames[] = {
@@ -175,11 +169,11 @@ TEST(Times, RequiredConversionsGoByTheCoreRateAnd32Bits) {
   Zd_AAC_Dec_Config config{};
   config.frameLength = 1;
   config.sampleRate = 1000;
-  EXPECT_EQ(zdr::aacf::frame_at_ms(UINT32_MAX, config), UINT32_MAX) << "not 0, which is no frame";
+  EXPECT_EQ(aacf::frame_at_ms(UINT32_MAX, config), UINT32_MAX) << "not 0";
 }
 
-// Of each read the samples of a channel that it gave, or its status; "@N" where it changed the number to N.
-std::string answers(OpenedFile& file, const std::vector<uint32_t>& numbers) {
+// Of each read the samples of a channel, or the status; "@N" where the number became N.
+std::string results(OpenedFile& file, const std::vector<uint32_t>& numbers) {
   std::string text;
   for (const uint32_t number : numbers) {
     const OpenedFile::Read read = file.read(number);
@@ -203,47 +197,44 @@ Bytes blocks_of_many_sizes(const Bytes& header) {
   return content;
 }
 
-TEST(Reads, LandEndAndGoOn) {
+TEST(Reads, KeptPlacesEndsAndRestarts) {
   const Bytes raw = concat({raw_header(), blocks_of(5)});
   const Bytes two_blocks = repeated(adts_frame(407, {.blocks = 2}), 10);
   Bytes damaged = adts_file(40, 400);
-  damaged[4 * 400 + 7] = 0x60;  // frame 5: an element that is not supported
+  damaged[4 * 400 + 7] = 0x60;  // frame 5: an unsupported element
   const ReadCase cases[] = {
       {"in order", adts_file(4, 100), {1, 2, 3, 4, 5, 0}, "0 1024 1024 1024 -1 -1"},
-      {"raw, counted", blocks_of_many_sizes(raw_header()), {1, 40, 7, 8, 39}, "0 1024 1024 1024 1024"},
+      {"raw, by counting", blocks_of_many_sizes(raw_header()), {1, 40, 7, 8, 39}, "0 1024 1024 1024 1024"},
       {"raw, beyond the end",
        blocks_of_many_sizes(raw_header()),
        {50, 0xFFFFFFFF, 3, 4},
        "-1@41 -1@41 0 1024"},
       {"ADIF, beyond the end", blocks_of_many_sizes(adif_header()), {50, 3, 4}, "-1@41 0 1024"},
-      {"raw, the end comes before the tag",
+      {"raw, the stream ends before the tag",
        concat({raw, id3v1("t", "a", "1999", 1)}),
        {1, 5, 6, 5},
        "0 1024 -10102 1024"},
-      {"ADTS, one frame more than the mean makes expect",
+      {"ADTS, fewer frames than estimated",
        concat({adts_file(4, 400), adts_frame(900)}),
        {1, 2, 3, 4, 5, 6, 7},
        "0 1024 1024 1024 1024 -10102 -1"},
       {"a damaged frame", damaged, {1, 2, 3, 4, 5, 6, 7}, "0 1024 1024 1024 -1 1024 1024"},
       {"a place without headers", concat({adts_file(30, 400), Bytes(20000, 0)}), {60, 1, 2}, "-10101 0 1024"},
-      {"what looks like a header behind raw blocks",
+      {"a header after raw blocks",
        concat({raw, {0xFF, 0xF1, 0x50, 0x80, 0x03, 0x9F, 0xFC}, Bytes(20, 0x60)}),
        {6, 1, 2, 6, 3},
        "-1 0 1024 -1 1024"},
-      {"back from inside of a frame of two blocks",
-       two_blocks,
-       {1, 2, 3, 1, 2, 3},
-       "0 1024 1024 0 1024 1024"},
+      {"back from within a frame of two blocks", two_blocks, {1, 2, 3, 1, 2, 3}, "0 1024 1024 0 1024 1024"},
       {"back from its end", two_blocks, {1, 2, 3, 4, 1, 2}, "0 1024 1024 1024 1024 1024"},
-      {"required: of two blocks a header half are read", two_blocks, {10, 11}, "0 -1"},
+      {"half of the blocks of frames of two", two_blocks, {10, 11}, "0 -1"},
   };
   for (const ReadCase& c : cases) {
     OpenedFile file(c.content);
-    EXPECT_EQ(answers(file, c.numbers), c.expected) << c.what;
+    EXPECT_EQ(results(file, c.numbers), c.expected) << c.what;
   }
 }
 
-TEST(Reads, WithoutRoomConsumeNothing) {
+TEST(Reads, WithoutSpaceConsumeNothing) {
   const Bytes content = adts_file(5, 100);
   OpenedFile file(content);
   EXPECT_EQ(file.read(1).status, AACF_OK);
@@ -252,45 +243,45 @@ TEST(Reads, WithoutRoomConsumeNothing) {
   EXPECT_EQ(AACF_ReadFrame(file.reader(), nullptr), AACF_ERR_FAILED);
 }
 
-// Two buffers, one from the start and one from the place; nothing in between, whatever the size of the file.
-TEST(Reads, JumpToWhereAFrameOfAdtsIsExpected) {
+// A jump fills the buffer at the start and at the place, whatever the size of the file.
+TEST(Reads, KeptJumpsOfAdtsCountFromTheEndOfTheTag) {
   const Bytes megabyte = adts_file(2048, 512);
   OpenedFile file(megabyte, 201);
-  EXPECT_EQ(told(file), "3 176000 411648 210763776 1025 524800 9558448");
+  EXPECT_EQ(describe(file), "3 176000 411648 210763776 1025 524800 9558448");
   EXPECT_LE(file.file().counts().bytes_read, kScanLimit + 140 + 32768 + 24576);
   for (const uint32_t number : {411648u, 2u, 200000u, 1u}) {
     file.file().reset_counts();
     EXPECT_EQ(file.read(number).status, AACF_OK) << number;
-    EXPECT_LE(file.file().counts().reads, 3u) << "one may meet the end of the file";
+    EXPECT_LE(file.file().counts().reads, 3u) << "one may find the end of the file";
     EXPECT_LE(file.file().counts().seeks, 2u);
   }
   EXPECT_EQ(file.read(1000).status, AACF_OK);
   EXPECT_EQ(file.file().position(), 512u * 999 + 24576);
-  // Distances count from the end of the tag, also where the stream begins later.
   const Bytes tagged = concat({id3v2(3, 0, Bytes(90, 0)), Bytes(900, 0), adts_file(200, 400)});
   OpenedFile late(tagged);
   EXPECT_EQ(late.read(51).status, AACF_OK);
   EXPECT_EQ(late.file().position(), 100u + 50 * 400 + 24576);
 }
 
-// A header that is cut off counts as a frame of no bytes, for ever; a counted jump must not take for ever.
-TEST(Reads, BehindACutOffHeaderComeAtOnce) {
+// A truncated header counts as a frame of 0 bytes again and again; the walk over such frames is one step.
+TEST(Reads, KeptFramesAfterATruncatedHeaderAreCountedAtOnce) {
   Bytes content = adts_file(12, 100);
   content.resize(1105);
-  zdr::test::MemoryFile memory(content);
-  // Without its size the file seems to hold less than was scanned, and then frames are counted.
+  MemoryFile memory(content);
+  // Without a size the file seems smaller than what was scanned, and then frames are counted.
   memory.io().seek = [](void* handle, int32_t offset, int32_t whence) {
-    return whence == 2 ? 1 : static_cast<zdr::test::MemoryFile*>(handle)->seek(offset, whence);
+    return whence == 2 ? 1 : static_cast<MemoryFile*>(handle)->seek(offset, whence);
   };
   const AACF_OpenParams params{&memory.io(), kScanLimit};
   AACF_File* reader = nullptr;
   ASSERT_EQ(AACF_Open(&reader, u"a", &params), AACF_OK);
   std::vector<int16_t> pcm(4096);
   AACF_FrameRequest request{0xFFFFFFFF, 8192, pcm.data()};
-  EXPECT_EQ(AACF_ReadFrame(reader, &request), AACF_ERR_FAILED) << "nothing to decode there";
+  EXPECT_EQ(AACF_ReadFrame(reader, &request), AACF_ERR_FAILED) << "nothing to decode";
   request.number = 2;
   EXPECT_EQ(AACF_ReadFrame(reader, &request), AACF_OK);
   AACF_Close(reader);
 }
 
 }  // namespace
+}  // namespace zdr::test

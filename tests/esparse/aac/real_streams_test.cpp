@@ -1,4 +1,4 @@
-// Real streams through the reader, beside a decoder that is fed frame by frame.
+// Real streams through the reader, against a decoder that gets them frame by frame.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,22 +9,22 @@
 #include "tests/aacdec/test_decoder.h"
 #include "tests/esparse/aac/opened_file.h"
 
+namespace zdr::test {
 namespace {
 
-using namespace zdr::aacf::test;
-using zdr::aacdec::test::AdtsFile;
-using zdr::test::concat;
+using namespace aacf::test;
+using namespace aacdec::test;
 using Pcm = std::vector<int16_t>;
 
 struct RealFile {
   AdtsFile adts;
-  Bytes content = {};                // the frames and nothing else
+  Bytes content = {};                // the frames alone
   std::vector<size_t> offsets = {};  // of the frames
 };
 
 std::vector<RealFile> real_files() {
   std::vector<RealFile> files;
-  for (AdtsFile& adts : zdr::aacdec::test::all_adts_files()) {
+  for (AdtsFile& adts : all_adts_files()) {
     if (adts.frames.size() < 4) continue;
     RealFile& file = files.emplace_back(std::move(adts));
     for (const auto& frame : file.adts.frames) {
@@ -41,11 +41,11 @@ Zd_AAC_Dec_Config config_of(OpenedFile& file) {
   return config;
 }
 
-// Of `count` frames from frame `first` on, counted from 0, what each read gives: nothing, then the frame
-// before.
+// The PCM of each read of up to `count` frames from frame `first` on, counted from 0. A read delivers the
+// frame before, the first one nothing.
 std::vector<Pcm> decode_from(const AdtsFile& file, const Zd_AAC_Dec_Config& config, size_t first,
                              size_t count) {
-  zdr::aacdec::test::TestDecoder decoder(config, ZD_AAC_DEC_MODE_SBR);
+  TestDecoder decoder(config, ZD_AAC_DEC_MODE_SBR);
   std::vector<Pcm> reads;
   for (size_t i = first; i < file.frames.size() && reads.size() < count; ++i) {
     const auto output = decoder.decode(concat({file.frames[i].header, file.frames[i].payload}));
@@ -55,7 +55,7 @@ std::vector<Pcm> decode_from(const AdtsFile& file, const Zd_AAC_Dec_Config& conf
   return reads;
 }
 
-// The frame at or behind the place where `number` is expected.
+// The first frame at or after the estimated place of `number`.
 std::optional<size_t> landing(const RealFile& file, const AACF_StreamInfo& info, uint32_t number) {
   const double mean = double(info.bytes_scanned) / info.frames_scanned;
   const auto target = static_cast<size_t>(mean * (number - 1));
@@ -64,14 +64,14 @@ std::optional<size_t> landing(const RealFile& file, const AACF_StreamInfo& info,
   return static_cast<size_t>(found - file.offsets.begin());
 }
 
-TEST(RealStreams, AreReadInOrderAsADecoderGivesThem) {
+TEST(RealStreams, KeptEstimateMayEndReadingInOrderEarly) {
   int compared = 0;
   for (const RealFile& file : real_files()) {
     OpenedFile opened(file.content);
     if (opened.status() != AACF_OK) continue;
     const auto expected = decode_from(file.adts, config_of(opened), 0, SIZE_MAX);
-    if (expected.size() != file.adts.frames.size()) continue;  // a damaged one
-    // Two runs: going back to the first frame begins anew.
+    if (expected.size() != file.adts.frames.size()) continue;  // damaged
+    // The second run goes back to the first frame.
     for (int run = 0; run < 2; ++run) {
       AACF_RefreshConfig(opened.reader());
       uint32_t number = 1;
@@ -80,7 +80,6 @@ TEST(RealStreams, AreReadInOrderAsADecoderGivesThem) {
         if (read.status != AACF_OK) break;
         ASSERT_EQ(read.pcm, expected[number - 1]) << file.adts.name << " frame " << number;
       }
-      // Required: the estimate may end the stream early, by a frame where frames are of one size.
       EXPECT_EQ(number - 1, std::min<size_t>(opened.info().total_frames, expected.size())) << file.adts.name;
     }
     ++compared;
@@ -88,14 +87,13 @@ TEST(RealStreams, AreReadInOrderAsADecoderGivesThem) {
   EXPECT_GE(compared, 6);
 }
 
-TEST(RealStreams, AreEnteredWhereAFrameIsExpected) {
+TEST(RealStreams, AreEnteredAtTheEstimatedPlace) {
   std::mt19937 random(7);
   for (const RealFile& file : real_files()) {
     OpenedFile opened(file.content);
     if (opened.status() != AACF_OK) continue;
     for (int round = 0; round < 30; ++round) {
-      // A frame that the reader happens to stand at would be read without a jump.
-      opened.read(1);
+      opened.read(1);  // so that no number is the next one
       const auto number = static_cast<uint32_t>(3 + random() % opened.info().total_frames);
       AACF_RefreshConfig(opened.reader());
       const auto first = landing(file, opened.info(), number);
@@ -114,8 +112,10 @@ TEST(RealStreams, AreEnteredWhereAFrameIsExpected) {
   }
 }
 
-TEST(RealStreams, RequiredHeAacV2GivesTwoEqualChannels) {
-  const Bytes content = zdr::aacdec::test::read_file(ZDR_SAMPLES_DIR "/he-aac-v2.aac");
+TEST(RealStreams, KeptHeAacV2YieldsTwoEqualChannels) {
+  Bytes content;
+  for (const auto& frame : sample("he-aac-v2.aac").frames)
+    content = concat({content, frame.header, frame.payload});
   OpenedFile file(content);
   EXPECT_EQ(config_of(file).channels, 2);
   int loudest = 0;
@@ -131,7 +131,7 @@ TEST(RealStreams, RequiredHeAacV2GivesTwoEqualChannels) {
 
 TEST(RealStreams, InRawBlocksAreFoundByCounting) {
   for (const char* name : {"aac-lc-8k-mono.aac", "he-aac-v2.aac"}) {
-    const AdtsFile adts = zdr::aacdec::test::sample(name);
+    const AdtsFile adts = sample(name);
     Bytes content =
         adif_header({.sampling_index = static_cast<uint64_t>(adts.sampling_index), .channels = 1});
     for (const auto& frame : adts.frames) content = concat({content, frame.payload});
@@ -150,3 +150,4 @@ TEST(RealStreams, InRawBlocksAreFoundByCounting) {
 }
 
 }  // namespace
+}  // namespace zdr::test
