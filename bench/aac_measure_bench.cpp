@@ -1,6 +1,6 @@
-// Measuring of LC frames (44.1 kHz stereo, 128 kbit/s): frames a second on one core, and the share of it that
-// is spectral Huffman decoding. The frames are a sample's, or those of the ADTS file that ZDR_BENCH_AAC
-// names.
+// Measuring access units without decoding them, on one core: LC frames (44.1 kHz stereo, 128 kbit/s) a
+// second, and the share of spectral Huffman decoding. The frames are those of a file in samples/, or of the
+// ADTS file that ZDR_BENCH_AAC names.
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
@@ -52,14 +52,14 @@ void measure_frames(benchmark::State& state) {
 }
 BENCHMARK(measure_frames);
 
-// A channel of a frame that has been read up to its spectral data.
+// A channel of a frame, with the reader at its spectral data.
 struct SpectralData {
   BitReader reader;
   StreamFormat format;
   ChannelStream channel;
 };
 
-// The channels of a pair, which is the first element of the frames used here; none for another frame.
+// The channels of the pair that a frame begins with; empty for other frames.
 std::vector<SpectralData> spectral_data(const test::AdtsFrame& frame) {
   constexpr uint32_t kPairId = 1;
   SpectralData data{
@@ -100,7 +100,7 @@ double seconds_of_measuring(int rounds) {
   return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
-// Processor time of both in turns, so that the machine's moods fall on both.
+// Measures both in turn, so that other load on the machine affects both.
 void share_of_spectral_huffman(benchmark::State& state) {
   std::vector<SpectralData> channels;
   for (const test::AdtsFrame& frame : input().frames) {
@@ -117,7 +117,7 @@ void share_of_spectral_huffman(benchmark::State& state) {
 }
 BENCHMARK(share_of_spectral_huffman);
 
-// Parsing as a decoder does it, with the values kept.
+// Parsing as the decoder does it, with the spectral values stored.
 void parse_frames_with_values(benchmark::State& state) {
   BlockContext context;
   context.format = {input().sampling_index, input().profile};

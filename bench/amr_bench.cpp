@@ -1,5 +1,5 @@
-// A speech file of 100 MB: counting its frames, reading them in order, and walking to the last one, beside
-// plain reading of the same file in blocks.
+// A speech file of 100 MB: counting its frames, reading them in order and walking to the last one, compared
+// with reading the file in blocks.
 #include <benchmark/benchmark.h>
 
 #include <fstream>
@@ -15,7 +15,7 @@ namespace {
 constexpr uint32_t kFileBytes = 100'000'000;
 constexpr uint32_t kBlockBytes = 64 * 1024;
 
-// Frames of all eight rates of wide-band in turn, 18 to 61 bytes, so that the walk cannot run ahead.
+// Frames of all wide-band rates in turn, 18 to 61 bytes, so that sizes are hard to predict.
 class SpeechFile {
  public:
   SpeechFile() : path_(folder_ / "long.awb"), wide_path_(path_.u16string()) {
@@ -33,7 +33,7 @@ class SpeechFile {
   uint32_t frames() const { return frames_; }
 
  private:
-  zdr::tests::TempFolder folder_;
+  zdr::test::TempFolder folder_;
   std::filesystem::path path_;
   std::u16string wide_path_;
   uint32_t frames_ = 0;

@@ -1,7 +1,7 @@
 #!/bin/sh
-# bench/compare_aac_decoders.sh BIN [FILE.aac ...]: seconds of sound that each decoder makes in a second of
-# processor time, in one run: ours (BIN holds aac_decode_bench), ffmpeg's two and faad, where they are installed.
-# Without files, two minutes of LC at 44.1 kHz stereo, 128 kbit/s, are made with ffmpeg.
+# bench/compare_aac_decoders.sh BIN [FILE.aac ...]: seconds of sound that each decoder produces in a second of processor
+# time: ours (BIN contains aac_decode_bench), the two of ffmpeg, and faad where it is installed. Without files, it uses
+# two minutes of LC at 44.1 kHz stereo, 128 kbit/s, encoded with ffmpeg.
 set -eu
 bin=$1
 shift
@@ -14,12 +14,12 @@ if [ $# -eq 0 ]; then
   set -- "$work/lc.aac"
 fi
 
-# Seconds of sound in the file, as ffmpeg decodes it.
+# Prints the seconds of sound in a file.
 length() {
   ffmpeg -nostdin -i "$1" -f null - 2>&1 | tr '\r' '\n' | sed -n 's/.*time=\([0-9:.]*\).*/\1/p' | tail -1 |
     awk -F: '{print 3600 * $1 + 60 * $2 + $3}'
 }
-# The user time of a command, best of three.
+# Prints the user time of a command, the best of three.
 seconds() {
   for _ in 1 2 3; do
     { bash -c 'TIMEFORMAT=%U; time "$@" >/dev/null 2>&1' - "$@"; } 2>&1

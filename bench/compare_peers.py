@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""compare_peers.py BIN: times this project's programs beside ffprobe and ffmpeg, in turn, on files of its own.
+"""compare_peers.py BIN: compares this project's programs with ffprobe and ffmpeg, in turn, on generated files.
 
-BIN is the folder of the benchmark programs (build/release/bin after configuring with -DZDR_BENCH=ON). Prints the tables
-that docs/benchmarks.md shows. The files take 1.2 GB in the folder for temporary files and go when it ends.
+BIN is the folder of the benchmark programs (build/release/bin after configuring with -DZDR_BENCH=ON). Prints tables as in
+docs/benchmarks.md. The generated files take 1.2 GB in the folder for temporary files until the end.
 """
 import os
 import pathlib
@@ -18,7 +18,7 @@ COUNTS = (5_000, 1_500_000, 15_503_906)
 
 
 def run(command):
-    """Seconds and peak KiB of a process."""
+    """Returns the seconds and the peak memory in KiB of a process."""
     begin = time.perf_counter()
     process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
     output = process.stdout.read()
@@ -26,13 +26,13 @@ def run(command):
     seconds = time.perf_counter() - begin
     if status != 0:
         sys.exit(f"failed: {' '.join(map(str, command))}")
-    # What the system counts for a process includes the one that started it; our programs tell their own.
+    # The peak that the system reports includes the parent process; our programs print their own.
     own = re.search(rb"VmHWM:\s*(\d+) kB", output)
     return seconds, int(own[1]) if own else usage.ru_maxrss
 
 
 def beside(ours, theirs):
-    """Medians of both, run in turn."""
+    """Returns the medians of both, run in turn."""
     pairs = [(run(ours), run(theirs)) for _ in range(ROUNDS)]
     return [[statistics.median(values) for values in zip(*column)] for column in zip(*pairs)]
 

@@ -1,3 +1,4 @@
+// Builds and runs the graph of filter and sink.
 #include "bench/counting_playback.h"
 
 #include <session.h>
@@ -10,13 +11,13 @@ STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv);
 namespace zdr::bench {
 
 Playback::Playback(const std::u16string& path) : sink_(new CountingSink) {
-  static const bool kAlone = platform::set_private_session();
+  static const bool kIsPrivate = platform::set_private_session();
   com::ComPtr<IClassFactory> factory;
   com::ComPtr<IFileSourceFilter> file;
   com::ComPtr<IEnumPins> pins;
   com::ComPtr<IPin> out;
   require(
-      kAlone &&
+      kIsPrivate &&
           DllGetClassObject(mp4source::kClsidSourceFilter, IID_IClassFactory, factory.out_void()) == S_OK &&
           factory->CreateInstance(nullptr, IID_IBaseFilter, filter_.out_void()) == S_OK &&
           filter_->QueryInterface(IID_IFileSourceFilter, file.out_void()) == S_OK &&

@@ -1,6 +1,5 @@
-// A file played by the filter into a sink that only counts.
-#ifndef ZDR_BENCH_COUNTING_PLAYBACK_H
-#define ZDR_BENCH_COUNTING_PLAYBACK_H
+// Plays a file through the filter into a sink that counts samples and bytes.
+#pragma once
 
 #include <com_ptr.h>
 #include <streams.h>
@@ -21,32 +20,32 @@ class CountingPin final : public CBaseInputPin {
     const HRESULT hr = CBaseInputPin::Receive(sample);
     if (hr != S_OK) return hr;
     bytes_ += static_cast<uint64_t>(sample->GetActualDataLength());
-    if (samples_++ == 0) note(first_);
+    if (samples_++ == 0) set(first_);
     return S_OK;
   }
   HRESULT EndOfStream() override {
-    note(ended_);
+    set(ended_);
     return S_OK;
   }
 
   void wait_for_first() { wait(first_); }
   void wait_for_end() { wait(ended_); }
-  // Once the stream has ended.
+  // Valid after wait_for_end().
   uint64_t samples() const { return samples_; }
   uint64_t bytes() const { return bytes_; }
 
  private:
-  void note(bool& what) {
+  void set(bool& flag) {
     const std::lock_guard lock(mutex_);
-    what = true;
+    flag = true;
     changed_.notify_all();
   }
-  void wait(const bool& what) {
+  void wait(const bool& flag) {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return what; });
+    changed_.wait(lock, [&] { return flag; });
   }
 
-  // Of the worker.
+  // Written by the streaming thread.
   uint64_t samples_ = 0;
   uint64_t bytes_ = 0;
   std::mutex mutex_;
@@ -68,7 +67,7 @@ class CountingSink final : public CBaseFilter {
   CountingPin pin_;
 };
 
-// A file loaded and its one pin connected. Failures end the program.
+// A loaded file whose pin is connected to the sink. Failures end the program.
 class Playback {
  public:
   explicit Playback(const std::u16string& path);
@@ -85,5 +84,3 @@ class Playback {
 };
 
 }  // namespace zdr::bench
-
-#endif

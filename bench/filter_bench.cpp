@@ -1,4 +1,4 @@
-// The filter as a host plays it: from Load to the first sample, and whole files into a sink that only counts.
+// The filter: the time from Load to the first sample, and whole files into a sink that only counts.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -27,7 +27,7 @@ BENCHMARK(load_to_first_sample)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
-// Timed from running to the end of the stream; what comes before, the benchmark above tells.
+// Measures from Run to the end of the stream, without the load.
 void play(benchmark::State& state, const std::u16string& path, uint64_t access_units_per_sample) {
   uint64_t samples = 0;
   uint64_t bytes = 0;
@@ -54,7 +54,8 @@ void play_a_gigabyte(benchmark::State& state) {
 }
 BENCHMARK(play_a_gigabyte)->MeasureProcessCPUTime()->UseManualTime()->Unit(benchmark::kMillisecond);
 
-// The same pieces in the same order by nothing but reads: the ceiling of the one above.
+// Reads of the same sizes in the same order, without the filter: the upper limit of play_a_gigabyte. The
+// argument is the number of buffers used in turn.
 void read_a_gigabyte_plainly(benchmark::State& state) {
   const auto& path = large_movie();
   std::vector<uint32_t> sizes;

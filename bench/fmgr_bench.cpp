@@ -1,5 +1,5 @@
-// Small reads through the file manager: pairs of FMGR_FSeek64 and FMGR_FRead of 300 bytes on a file of 100
-// MB, as the parser makes them for every sample, beside the same pairs on the bare OS layer.
+// Small reads through the file manager: pairs of FMGR_FSeek64 and FMGR_FRead of 300 bytes in a file of 100
+// MB, as the parser makes them for each sample, compared with the same pairs on the OS layer.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -11,14 +11,14 @@
 
 namespace {
 
-using namespace zdr::tests;
+using namespace zdr::test;
 
 constexpr uint32_t kFileBytes = 100'000'000;
 constexpr uint32_t kReadBytes = 300;
 
 enum Order : int64_t { kForward, kRandom, kTwoRegions };
 
-// Offsets as they come up while a file plays: one track, jumps, or two tracks that lie apart.
+// The offsets of playing one track, of jumps, and of playing two tracks that are stored apart.
 std::vector<uint32_t> make_offsets(int64_t order) {
   std::vector<uint32_t> offsets(kFileBytes / kReadBytes);
   std::minstd_rand random;

@@ -1,3 +1,4 @@
+// Builds and opens the movies.
 #include "bench/huge_movie.h"
 
 #include <algorithm>
@@ -41,13 +42,13 @@ Bytes whole_file(uint32_t samples) {
   return concat({front, moov(samples, front.size() + moov_size + 8), box("mdat", media)});
 }
 
-// A second of pictures, sync samples among them, 25 a chunk; repeated until the file has its size.
+// 25 pictures a chunk, the first of them a sync sample.
 constexpr uint32_t kPicturesPerChunk = 25;
 constexpr uint32_t picture_size(uint32_t index) {
   return index % kPicturesPerChunk == 0 ? 120000 : 28000 + index % 7 * 4001;
 }
 
-// 640 x 480 at 25 a second: other programs look for the dimensions here.
+// 640 x 480 at 25 pictures a second; other programs read the dimensions here.
 const Bytes kSps = {0x67, 0x42, 0xC0, 0x1E, 0xD9, 0x00, 0xA0, 0x3D, 0xB0, 0x11, 0x00, 0x00,
                     0x03, 0x00, 0x01, 0x00, 0x00, 0x03, 0x00, 0x32, 0x0F, 0x16, 0x2E, 0x48};
 const Bytes kPps = {0x68, 0xCB, 0x83, 0xCB, 0x20};
@@ -69,6 +70,11 @@ Bytes pictures_moov(uint32_t pictures, uint64_t media_offset) {
                       box("trak", {tkhd({.duration = 1000, .width = 640, .height = 480}), mdia})});
 }
 
+const TempFolder& folder() {
+  static const TempFolder made;
+  return made;
+}
+
 }  // namespace
 
 void write_large_movie(const std::filesystem::path& path) {
@@ -79,8 +85,8 @@ void write_large_movie(const std::filesystem::path& path) {
   const size_t moov_size = pictures_moov(pictures, 0).size();
   const Bytes head = concat({front, pictures_moov(pictures, front.size() + moov_size + 8),
                              header(static_cast<uint32_t>(media + 8), "mdat")});
-  tests::write_file(path, {reinterpret_cast<const char*>(head.data()), head.size()});
-  // Real bytes: a hole would be read at another speed.
+  write_file(path, {reinterpret_cast<const char*>(head.data()), head.size()});
+  // Written bytes, because a hole is read at another speed.
   std::ofstream file(path, std::ios::binary | std::ios::app);
   const std::string block(1 << 20, 'v');
   for (uint64_t left = media; left != 0;) {
@@ -93,17 +99,8 @@ void write_large_movie(const std::filesystem::path& path) {
 
 void write_huge_movie(const std::filesystem::path& path, uint32_t samples) {
   const Bytes bytes = whole_file(samples);
-  tests::write_file(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  write_file(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
-
-namespace {
-
-const tests::TempFolder& folder() {
-  static const tests::TempFolder made;
-  return made;
-}
-
-}  // namespace
 
 void print_peak_memory() {
   std::ifstream status("/proc/self/status");

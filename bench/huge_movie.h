@@ -1,6 +1,6 @@
-// Files whose sample tables are huge but whose media is tiny, to measure against the number of samples.
-#ifndef ZDR_BENCH_HUGE_MOVIE_H
-#define ZDR_BENCH_HUGE_MOVIE_H
+// Movies for benchmarks: one with huge sample tables and little media, to measure against the number of
+// samples, and one with a gigabyte of media.
+#pragma once
 
 #include <cstdint>
 #include <filesystem>
@@ -16,20 +16,20 @@ inline constexpr uint32_t kTimeScale = 11025;
 inline constexpr uint32_t kSampleDelta = 256;
 inline constexpr uint32_t kSamplesPerChunk = 10;
 
-// Writes what the two functions below promise under a name of the caller's choice.
+// Write the files that huge_movie and large_movie describe.
 void write_huge_movie(const std::filesystem::path& path, uint32_t samples);
 void write_large_movie(const std::filesystem::path& path);
 
-// Path of a file with one audio track of that many samples, ten a chunk; made at the first call, removed at
-// the end of the program. The chunks lie in turn at two places: neighbours at one offset would be read as one
-// chunk.
+// Returns the path of a file with one audio track of `samples` samples, ten a chunk. The file is written by
+// the first call and removed at the end of the program. Its chunks alternate between two offsets, because the
+// parser would read adjacent chunks at the same offset as one.
 const std::u16string& huge_movie(uint32_t samples);
 
-// Path of a file with one track of pictures of some tens of kilobytes, a gigabyte in all.
+// Returns the path of a file with one track of pictures of some tens of kilobytes, a gigabyte in all.
 inline constexpr uint64_t kLargeMovieBytes = uint64_t{1} << 30;
 const std::u16string& large_movie();
 
-// A file opened through a manager of its own; failures end the program, since nothing could be measured.
+// A file opened through its own file manager. Failures end the program.
 class OpenMovie {
  public:
   explicit OpenMovie(const std::u16string& path);
@@ -60,12 +60,10 @@ class OpenTrack {
   P3gppTrack* track_ = nullptr;
 };
 
-// A line for compare_peers.py: what this process took at its peak, without what stood there before it was
-// loaded.
+// Prints the peak memory of this process for compare_peers.py, without that of the process that started it.
 void print_peak_memory();
 
+// Ends the program with a message unless `condition` holds.
 void require(bool condition, const char* what);
 
 }  // namespace zdr::bench
-
-#endif

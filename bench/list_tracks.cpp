@@ -1,5 +1,5 @@
-// list_tracks FILE: opens a file, tells its tracks and the memory that the process took at its peak. A
-// process of its own, so that another program's can be measured beside it.
+// list_tracks FILE: prints the tracks of a file and the peak memory of the process. For compare_peers.py,
+// which compares whole processes.
 #include <cstdio>
 #include <filesystem>
 #include <vector>

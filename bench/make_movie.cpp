@@ -1,5 +1,5 @@
-// make_movie SAMPLES FILE: a file with one track of that many small samples, or with SAMPLES 0 a gigabyte of
-// pictures.
+// make_movie SAMPLES FILE: writes a movie with one track of SAMPLES small samples, or for 0 with a gigabyte
+// of pictures.
 #include <cstdlib>
 
 #include "bench/huge_movie.h"

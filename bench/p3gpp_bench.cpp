@@ -1,4 +1,4 @@
-// What opening, locating and reading cost, against the number of samples of a track.
+// The time of opening, locating and reading against the number of samples of a track.
 #include <benchmark/benchmark.h>
 
 #include <array>
@@ -9,7 +9,7 @@
 namespace zdr::bench {
 namespace {
 
-constexpr uint32_t kAudioBudget = 8192;  // table-cache budgets as the filter's pins pass them
+constexpr uint32_t kAudioBudget = 8192;  // budgets of the table cache as the pins of the filter pass them
 constexpr uint32_t kVideoBudget = 24576;
 constexpr uint32_t kHundredHours = 15503906;  // of 44.1 kHz AAC
 
@@ -45,7 +45,7 @@ void open_track(benchmark::State& state) {
 }
 BENCHMARK(open_track)->Apply(sample_counts)->Unit(benchmark::kMicrosecond);
 
-// What setting up a video pin asks for: two walks over all sizes.
+// What a video pin needs at its start: two walks over all sizes.
 void open_and_walk_sizes(benchmark::State& state) {
   const auto& path = huge_movie(samples_of(state));
   for (auto _ : state) {
@@ -91,7 +91,7 @@ void read_samples_in_order(benchmark::State& state) {
 }
 BENCHMARK(read_samples_in_order)->Apply(sample_counts);
 
-// The same reads without the parser: what the file manager and the platform cost.
+// The same reads without the parser: the time of the file manager and the platform.
 void read_same_places_plainly(benchmark::State& state) {
   const OpenMovie movie(huge_movie(samples_of(state)));
   const OpenTrack track(movie, kAudioBudget);
@@ -114,7 +114,7 @@ void read_same_places_plainly(benchmark::State& state) {
 }
 BENCHMARK(read_same_places_plainly)->Arg(1500000);
 
-// A jump as a seek makes it: time to sample, the sync sample there, and its place.
+// A jump as a seek makes it: time to sample, then location and read of the sample.
 void seek_at_random(benchmark::State& state) {
   const OpenMovie movie(huge_movie(samples_of(state)));
   const OpenTrack track(movie, kAudioBudget);

@@ -1,5 +1,5 @@
-// play_to_nothing FILE: plays a file through the filter and throws the samples away. A process of its own, so
-// that another program's can be measured beside it.
+// play_to_nothing FILE: plays a file through the filter and discards the samples. For compare_peers.py, which
+// compares whole processes.
 #include <cstdio>
 #include <filesystem>
 

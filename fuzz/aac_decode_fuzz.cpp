@@ -1,9 +1,9 @@
-// Streams through a whole decode: framing, parser, tools, synthesis, SBR, concealment, resampler. ADTS files
-// are good seeds as they are.
+// Arbitrary bytes as a stream for the decoder: framing, parser, tools, synthesis, SBR, concealment,
+// resampler.
 //
-// The last two bytes choose mode, configuration and how the stream is cut; the rest is the stream. A unit
-// that fails is passed over by one byte and taken for lost, so that one input meets good, damaged and lost
-// frames.
+// The last two bytes choose the mode, the configuration, and whether headers are removed and frames lost; the
+// rest is the stream. After a failure the stream goes on a byte later with a lost frame, so that one input
+// has good, damaged and lost frames. ADTS files are good seeds as they are.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +18,7 @@ namespace {
 
 using Bytes = std::span<const uint8_t>;
 
-constexpr int kMostCalls = 12;
+constexpr int kMaxCalls = 12;
 constexpr size_t kAdtsHeaderBytes = 7;
 
 void require(bool condition) {
@@ -47,7 +47,7 @@ Choice choose(uint8_t first, uint8_t second) {
   return choice;
 }
 
-// The PCM buffer is exactly as long as told, so that a sanitizer sees every byte too many.
+// The PCM buffer has exactly the size that the decoder asks for, so that a sanitizer detects a byte too many.
 class Decoder {
  public:
   explicit Decoder(Choice& choice) {
@@ -60,7 +60,7 @@ class Decoder {
   Decoder(const Decoder&) = delete;
   Decoder& operator=(const Decoder&) = delete;
 
-  // Bytes consumed, -1 after a failure.
+  // Returns the bytes consumed, -1 on failure.
   int32_t decode(const uint8_t* unit, size_t size) {
     auto consumed = static_cast<int32_t>(size);
     auto written = static_cast<int32_t>(2 * pcm_.size());
@@ -83,7 +83,7 @@ bool has_header(Bytes data) {
 
 void decode_stream(Bytes data, Choice choice) {
   Decoder decoder(choice);
-  for (int call = 0; call < kMostCalls && !data.empty(); ++call) {
+  for (int call = 0; call < kMaxCalls && !data.empty(); ++call) {
     if (choice.strip_headers && has_header(data)) data = data.subspan(kAdtsHeaderBytes);
     const int32_t consumed = decoder.decode(data.data(), data.size());
     if (consumed <= 0 || (choice.lose_some && call % 5 == 4)) decoder.decode(nullptr, 0);

@@ -1,8 +1,8 @@
-// Access units, stream headers and configurations through the two functions that need no instance, and the
-// same bytes through the parser that keeps values and SBR state, twice, so that the second block meets what
-// the first left behind.
+// Arbitrary bytes as access units, stream headers and configurations, for the two functions that need no
+// decoder instance, and for the parser of blocks. The parser runs twice, so that the second block starts with
+// the state that the first one left.
 //
-// The first byte chooses rate, profile and way; the rest is the data. Samples of the tests make good seeds.
+// The first byte chooses sampling rate, profile and function; the rest is the data.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -29,7 +29,7 @@ void measure(const uint8_t* data, int32_t size, int rate_index, int profile, int
 }
 
 void configure(const uint8_t* data, int32_t size, int32_t header_mode) {
-  // The data serve as the first frame, too.
+  // The same data is the first frame, too.
   Zd_AAC_Dec_Config config{};
   int32_t length = size;
   const int32_t status = Zd_AAC_Dec_GetConfig(data, &length, &config, header_mode, data, size);
@@ -53,13 +53,13 @@ void parse(const uint8_t* data, size_t size, int rate_index, int profile) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2) return 0;
-  const int way = data[0];
+  const int choice = data[0];
   ++data;
   --size;
-  const int rate_index = way % kSamplingRateCount;
-  const int profile = way / kSamplingRateCount % 2 == 0 ? kProfileLc : kProfileLtp;
+  const int rate_index = choice % kSamplingRateCount;
+  const int profile = choice / kSamplingRateCount % 2 == 0 ? kProfileLc : kProfileLtp;
   const auto length = static_cast<int32_t>(size);
-  switch (way / (2 * kSamplingRateCount) % 4) {
+  switch (choice / (2 * kSamplingRateCount) % 4) {
     case 0:
       measure(data, length, rate_index, profile, ZD_AAC_DEC_STREAM_RAW);
       break;
@@ -70,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       measure(data, length, rate_index, profile, ZD_AAC_DEC_STREAM_ADTS);
       break;
     default:
-      configure(data, length, way & 1);
+      configure(data, length, choice & 1);
       break;
   }
   return 0;

@@ -1,6 +1,6 @@
-// The whole reader over a file in memory: open, ask, read in order, jump, close.
+// Arbitrary bytes as an AAC file: opens it, queries it, reads frames in order and after jumps, closes it.
 //
-// The last byte chooses where to jump; the rest is the file. Samples of the tests make good seeds.
+// The last byte chooses the time of a jump; the rest is the file. The files of samples/ are good seeds.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -18,7 +18,7 @@ void read(AACF_File* reader, uint32_t number) {
   if (AACF_ReadFrame(reader, &request) == AACF_OK && request.size > kPcmBytes) std::abort();
 }
 
-void use(AACF_File* reader, uint32_t jump) {
+void query_and_read(AACF_File* reader, uint32_t jump) {
   AACF_StreamInfo info{};
   AACF_Duration duration{};
   ID3P_Text text{};
@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const AACF_OpenParams params{&file.io(), 4096};
   AACF_File* reader = nullptr;
   if (AACF_Open(&reader, u"", &params) == AACF_OK) {
-    use(reader, data[size - 1]);
+    query_and_read(reader, data[size - 1]);
     AACF_Close(reader);
   }
   if (file.counts().opens != file.counts().closes) std::abort();

@@ -1,5 +1,6 @@
-// Scripted operations on sibling streams of the file manager, against the plain model of its tests.
-// Input: device type, content size, buffer size, then four bytes an operation.
+// Scripted operations on the streams of a descriptor, against the plain model of the tests.
+//
+// Input: device type, content size, buffer size, then four bytes for each operation.
 #include <cstdio>
 #include <cstdlib>
 
@@ -8,7 +9,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 3) return 0;
   const uint32_t type = data[0] % 2 == 0 ? FMGR_DEV_MEMORY : FMGR_DEV_CALLBACK;
-  zdr::tests::ScriptedStreams streams(type, data[1], data[2] % 70);
+  zdr::test::ScriptedStreams streams(type, data[1], data[2] % 70);
   if (const auto disagreement = streams.run({data + 3, size - 3})) {
     std::fprintf(stderr, "%s\n", disagreement->c_str());
     std::abort();

@@ -1,4 +1,4 @@
-// The tag parser over a file in memory: parse, copy the texts, release.
+// Arbitrary bytes as a file with ID3 tags: parses them, copies the texts and releases all.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// The whole parser over one file in memory: open, every query, every track, many samples.
+// Arbitrary bytes as an ISO media file: opens it, queries everything, and reads many samples of every track.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
