@@ -1,4 +1,4 @@
-#include "filters/source/mp4/conversions.h"
+#include "filters/source/mp4/core/conversions.h"
 
 #include <gtest/gtest.h>
 

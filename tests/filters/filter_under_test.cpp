@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <new>
 
-#include "filters/source/mp4/first_sample.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "filters/source/mp4/sources/first_sample.h"
 
 namespace zdr::tests {
 namespace {

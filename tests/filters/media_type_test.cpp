@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "filters/source/mp4/media_type.h"
+#include "filters/source/mp4/media_types/media_type.h"
 #include "tests/filters/codec_tracks.h"
 #include "tests/filters/debugger_texts.h"
 #include "tests/filters/filter_under_test.h"

@@ -1,5 +1,5 @@
 // The resynchronisation of two workers, without filter and pins: events, threads and the rules.
-#include "filters/source/mp4/seek_sync.h"
+#include "filters/source/mp4/sync/seek_sync.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <future>
 #include <thread>
 
-#include "filters/source/mp4/owned_handles.h"
+#include "filters/source/mp4/readers/owned_handles.h"
 
 namespace zdr::mp4source {
 namespace {

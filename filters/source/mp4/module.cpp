@@ -7,8 +7,8 @@
 #include <iterator>
 
 #include "aacdec/zd_aac_dec.h"
+#include "filters/source/mp4/filter/mp4_source.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "filters/source/mp4/mp4_source.h"
 #include "id3p/id3p.h"
 
 namespace zdr::mp4source {

@@ -1,0 +1,74 @@
+// The type of an AAC track. Its decoder takes the configuration and the first access unit from the format
+// block:
+//
+//   0   WAVEFORMATEX
+//   18  length of the configuration, low byte; three bytes 0
+//   22  size of the access unit, 16 bits, low byte first; two bytes 0
+//   26  the configuration (AudioSpecificConfig), then the access unit
+#include "aacdec/zd_aac_dec.h"
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "filters/source/mp4/media_types/media_type.h"
+
+namespace zdr::mp4source {
+namespace {
+
+constexpr WORD kTagAac = 0xA106;
+constexpr uint32_t kFixedBytes = 26;
+constexpr int32_t kPlainConfiguration = 0;  // as opposed to the header of a stream
+
+// Kept: the track's configuration is afterwards as long as what the parser has read of it, so that a second
+// type may carry less of it than the first.
+bool parse_configuration(IsoTrack& track, const OwnedSample& first_unit, Zd_AAC_Dec_Config& config) {
+  const auto configuration = track.configuration();
+  auto length = static_cast<int32_t>(configuration.size());
+  const int32_t status = Zd_AAC_Dec_GetConfig(configuration.data(), &length, &config, kPlainConfiguration,
+                                              first_unit.bytes.get(), static_cast<int32_t>(first_unit.size));
+  track.shorten_configuration(static_cast<uint32_t>(length));
+  return status == ZD_AAC_DEC_OK;
+}
+
+WAVEFORMATEX aac_format(const Zd_AAC_Dec_Config& config, DWORD average_bitrate, uint32_t block_bytes) {
+  WAVEFORMATEX wave{};
+  wave.wFormatTag = kTagAac;
+  wave.nChannels = static_cast<WORD>(config.channels);
+  wave.nSamplesPerSec = static_cast<DWORD>(config.sampleRate);  // kept: the core's, also where SBR doubles it
+  wave.nAvgBytesPerSec = average_bitrate;
+  wave.nBlockAlign = 1;
+  wave.cbSize =
+      static_cast<WORD>(block_bytes);  // kept: of the whole block, not of the bytes behind the record
+  return wave;
+}
+
+}  // namespace
+
+HRESULT build_aac_type(const TypeRequest& request, CMediaType& type) {
+  const P3gppDecoderInfo& decoder = *request.track.decoder();
+  if (decoder.kind != P3GPP_KIND_SYSTEMS) return kTypeNotBuilt;
+  OwnedSample first_unit;
+  const ReadResult read = request.track.read_first_sample(first_unit);
+  if (read == ReadResult::kNoMemory) return E_OUTOFMEMORY;
+  if (read == ReadResult::kFailed) return kTypeNotBuilt;
+
+  const auto configuration = request.track.configuration();
+  // The block's size has 16 bits: what goes beyond is cut off.
+  const uint64_t whole_bytes = uint64_t{kFixedBytes} + configuration.size() + first_unit.size;
+  const auto block_bytes = static_cast<uint32_t>(whole_bytes & 0xFFFF);
+  if (block_bytes < kFixedBytes) return kTypeNotBuilt;
+  BYTE* const block = new_format_block(type, block_bytes);
+  if (block == nullptr) return E_OUTOFMEMORY;
+  Zd_AAC_Dec_Config config{};
+  if (!parse_configuration(request.track, first_unit, config)) return VFW_S_NO_MORE_ITEMS;
+
+  const WAVEFORMATEX wave = aac_format(config, decoder.u.systems.average_bitrate, block_bytes);
+  std::memcpy(block, &wave, sizeof wave);
+  block[18] = static_cast<BYTE>(configuration.size());
+  block[22] = static_cast<BYTE>(first_unit.size);
+  block[23] = static_cast<BYTE>(first_unit.size >> 8);
+  BlockWriter rest({block + kFixedBytes, block_bytes - kFixedBytes});
+  rest.append(configuration);
+  rest.append(first_unit.span());
+  set_audio_type(kSubtypeAac, FORMAT_WaveFormatEx, type);
+  return S_OK;
+}
+
+}  // namespace zdr::mp4source

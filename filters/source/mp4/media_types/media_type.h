@@ -1,0 +1,63 @@
+// Media types: what a pin offers for its track, and what it accepts. The caller holds the pin mutex.
+#pragma once
+
+#include <streams.h>
+
+#include <cstring>
+#include <span>
+
+#include "filters/source/mp4/readers/iso_track.h"
+
+namespace zdr::mp4source {
+
+// Failures that are no HRESULTs of the platform, but negative like them; clients have always met these
+// numbers.
+inline constexpr HRESULT kTypeNotBuilt = -1;    // no type for this codec, or its first sample cannot be read
+inline constexpr HRESULT kNoSpeechFormat = -2;  // no memory for the format block of a speech type
+
+struct TypeRequest {
+  IsoTrack& track;
+  double frame_rate;  // frames per second; 0 when unknown
+};
+using TypeBuilder = HRESULT (*)(const TypeRequest& request, CMediaType& type);
+
+// Builds the type of the track's codec. kTypeNotBuilt for a codec that no row of the table covers.
+HRESULT build_media_type(const TypeRequest& request, CMediaType& type);
+
+// The builders of the table, a file for each kind of media.
+HRESULT build_mpeg4_visual_type(const TypeRequest& request, CMediaType& type);
+HRESULT build_h263_type(const TypeRequest& request, CMediaType& type);
+HRESULT build_avc_type(const TypeRequest& request, CMediaType& type);
+HRESULT build_aac_type(const TypeRequest& request, CMediaType& type);
+HRESULT build_amr_type(const TypeRequest& request, CMediaType& type);
+HRESULT build_amr_wb_type(const TypeRequest& request, CMediaType& type);
+HRESULT build_qcelp_type(const TypeRequest& request, CMediaType& type);
+HRESULT build_evrc_type(const TypeRequest& request, CMediaType& type);
+HRESULT build_ac3_type(const TypeRequest& request, CMediaType& type);
+
+// Speech of one band, as a track or a file of its own.
+HRESULT build_amr_type_of_band(bool wide_band, std::span<const uint8_t> configuration, CMediaType& type);
+
+bool accepts_media_type(const IsoTrack& track, const CMediaType& type);
+
+// A zero-filled format block of its own for the type; null when memory runs out.
+BYTE* new_format_block(CMediaType& type, uint32_t size);
+
+void set_audio_type(const GUID& subtype, const GUID& format_type, CMediaType& type);
+
+// Fills a block front to back. What goes beyond its end is left out: some blocks are smaller than their
+// parts.
+class BlockWriter {
+ public:
+  explicit BlockWriter(std::span<BYTE> block) : rest_(block) {}
+  void append(std::span<const uint8_t> bytes) {
+    const size_t count = std::min(bytes.size(), rest_.size());
+    if (count > 0) std::memcpy(rest_.data(), bytes.data(), count);
+    rest_ = rest_.subspan(count);
+  }
+
+ private:
+  std::span<BYTE> rest_;
+};
+
+}  // namespace zdr::mp4source

@@ -1,0 +1,207 @@
+// Description, reading and timing of one track.
+#include "filters/source/mp4/readers/iso_track.h"
+
+#include <algorithm>
+#include <new>
+
+#include "filters/source/mp4/core/conversions.h"
+
+namespace zdr::mp4source {
+namespace {
+
+// Bytes for the caches of all sample tables of a track.
+constexpr uint32_t kVideoCacheBudget = 24576;
+constexpr uint32_t kAudioCacheBudget = 8192;
+
+constexpr uint32_t kFirstSample = 1;
+constexpr int32_t kForward = 1;
+constexpr int32_t kBackward = -1;
+
+// A renderer must be this much later than the next sync sample is away before frames are skipped.
+constexpr REFERENCE_TIME kLatenessMargin = 100000;
+
+uint32_t configuration_length_of(const P3gppDecoderInfo& decoder) {
+  if (decoder.kind == P3GPP_KIND_SYSTEMS) return decoder.u.systems.decoder_specific_info_length;
+  if (decoder.kind == P3GPP_KIND_CODEC && decoder.object_type == P3GPP_OTI_AVC) {
+    return uint32_t{decoder.u.avc.sps_list_length} + decoder.u.avc.pps_list_length;
+  }
+  return 0;
+}
+
+void store_le16(uint8_t* out, uint16_t value) {
+  out[0] = static_cast<uint8_t>(value);
+  out[1] = static_cast<uint8_t>(value >> 8);
+}
+
+}  // namespace
+
+bool IsoTrack::open(P3gppFile* file, uint32_t track_id, Stream stream, uint64_t file_size) {
+  stream_ = stream;
+  P3gppTrackInfo* info = nullptr;
+  const int32_t info_status = P3GPP_GetTrackInfo(file, track_id, &info);
+  info_.reset(info);
+  if (info_status != P3GPP_OK || !info_) return false;
+
+  P3gppDecoderInfo* decoder = nullptr;
+  const int32_t decoder_status = P3GPP_GetDecoderInfo(file, track_id, &decoder, 1);
+  decoder_.reset(decoder);  // some failures hand out a record all the same
+  if (decoder_status != P3GPP_OK || !decoder_) return false;
+  is_aac_ = object_type() == P3GPP_OTI_AAC || object_type() == P3GPP_OTI_MPEG2_AAC_LC;
+  configuration_length_ = configuration_length_of(*decoder_);
+  format_extra_length_ = configuration_length_;
+
+  P3gppTrack* track = nullptr;
+  const bool is_video = stream == Stream::kVideo;
+  if (P3GPP_OpenTrack(file, &track, track_id, is_video ? kVideoCacheBudget : kAudioCacheBudget) != P3GPP_OK) {
+    return false;
+  }
+  track_.reset(track);
+  // Neither status counts: without a size no buffer will be made, without a bitrate the type says 0.
+  uint32_t largest_sample = 0;
+  P3GPP_GetMaxSampleSize(track, &largest_sample);
+  largest_sample_ = static_cast<uint32_t>(std::min<uint64_t>(largest_sample, file_size));
+  if (is_video) P3GPP_GetBitrate(track, &average_bitrate_);
+  return true;
+}
+
+uint32_t IsoTrack::duration_ms() const {
+  if (!info_) return 0;
+  // The track duration counts in the movie's time scale and is divided by the track's all the same.
+  const uint32_t duration = info_->media_duration != 0 ? info_->media_duration : info_->track_duration;
+  return media_time_to_whole_ms(duration, info_->time_scale);
+}
+
+std::span<const uint8_t> IsoTrack::configuration() const {
+  if (!decoder_ || decoder_->kind != P3GPP_KIND_SYSTEMS) return {};
+  const P3gppSystemsInfo& systems = decoder_->u.systems;
+  if (systems.decoder_specific_info == nullptr) return {};
+  return {systems.decoder_specific_info,
+          std::min(configuration_length_, systems.decoder_specific_info_length)};
+}
+
+bool IsoTrack::packs_groups() const {
+  if (stream_ == Stream::kVideo) return false;
+  switch (object_type()) {
+    case P3GPP_OTI_AAC:
+    case P3GPP_OTI_MPEG2_AAC_LC:
+    case P3GPP_OTI_AMR:
+    case P3GPP_OTI_AMR_WB:
+    case P3GPP_OTI_AC3:
+    case P3GPP_OTI_EAC3:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// A sample that does not fit counts as a failed read.
+bool IsoTrack::read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, uint32_t room) {
+  sample.number = number;
+  sample.buffer = buffer;
+  return P3GPP_ReadSampleBounded(track_.get(), &sample, room) == P3GPP_OK;
+}
+
+ReadResult IsoTrack::read_first_sample(OwnedSample& sample) {
+  sample.bytes.reset(new (std::nothrow) uint8_t[largest_sample_]);
+  if (!sample.bytes) return ReadResult::kNoMemory;
+  P3gppSample request{};
+  if (!read_unit(kFirstSample, request, sample.bytes.get(), largest_sample_)) return ReadResult::kFailed;
+  sample.size = request.size;
+  return ReadResult::kOk;
+}
+
+bool IsoTrack::seek(REFERENCE_TIME target) {
+  uint32_t media_time = seek_media_time(target, time_scale());
+  uint32_t number = 0;
+  if (P3GPP_TimeToSample(track_.get(), &media_time, &number) != P3GPP_OK) return false;
+  if (P3GPP_FindSyncSample(track_.get(), &number, kBackward) != P3GPP_OK) return false;
+  counter_ = number - 1;
+  return true;
+}
+
+std::optional<AccessUnits> IsoTrack::read_next(uint8_t* buffer, uint32_t room) {
+  ++counter_;
+  if (packs_groups()) return read_group(buffer, room);
+  if (!read_unit(counter_, sample_, buffer, room)) return std::nullopt;
+  return AccessUnits{counter_, sample_.decoding_time, sample_.size};
+}
+
+std::optional<AccessUnits> IsoTrack::read_group(uint8_t* buffer, uint32_t room) {
+  const uint32_t table_bytes = is_aac_ ? kSizeTableBytes : 0;
+  const uint32_t room_for_units = room - std::min(room, table_bytes);
+  AccessUnits units{.number = counter_};
+  uint16_t sizes[kUnitsPerGroup] = {};
+  // A failed read leaves the counter on the failed unit, so that the next group starts behind it.
+  for (uint32_t i = 0; i < kUnitsPerGroup; ++i) {
+    if (i > 0) ++counter_;
+    if (!read_unit(counter_, sample_, buffer + units.size, room_for_units - units.size)) break;
+    if (i == 0) units.decoding_time = sample_.decoding_time;
+    sizes[i] = static_cast<uint16_t>(sample_.size);  // an entry has no more bits
+    units.size += sample_.size;
+  }
+  if (units.size == 0) return std::nullopt;
+  if (is_aac_) {
+    for (const uint16_t size : sizes) {
+      store_le16(buffer + units.size, size);
+      units.size += 2;
+    }
+  }
+  return units;
+}
+
+// A failed query counts as "no".
+bool IsoTrack::is_sync_sample(uint32_t number) {
+  int32_t is_sync = 0;
+  return P3GPP_IsSyncSample(track_.get(), number, &is_sync) == P3GPP_OK && is_sync != 0;
+}
+
+std::optional<uint32_t> IsoTrack::decoding_time_of(uint32_t number, uint32_t unless_known) {
+  uint32_t decoding_time = unless_known;
+  uint32_t composition_time = unless_known;
+  if (P3GPP_GetSampleTime(track_.get(), number, &decoding_time, &composition_time) != P3GPP_OK) {
+    return std::nullopt;
+  }
+  return decoding_time;
+}
+
+// The first sync sample after `number`; 0, which is no sample, when there is none.
+uint32_t IsoTrack::next_sync_sample(uint32_t number) {
+  uint32_t next = number + 1;
+  int32_t is_sync = 0;
+  if (P3GPP_IsSyncSample(track_.get(), next, &is_sync) != P3GPP_OK || is_sync != 0) return next;
+  return P3GPP_FindSyncSample(track_.get(), &next, kForward) == P3GPP_OK ? next : 0;
+}
+
+// The queries share the cursors of the reads and their answers depend on each other: their order is kept.
+FrameTiming IsoTrack::describe_frame(const AccessUnits& frame, double frame_rate) {
+  FrameTiming timing;
+  const double frame_ms = media_time_to_ms(frame.decoding_time, time_scale());
+  timing.is_sync = is_sync_sample(frame.number);
+  if (timing.is_sync) {
+    time_to_next_sync_ = 0;
+    const auto sync_time = decoding_time_of(next_sync_sample(frame.number), frame.decoding_time);
+    if (sync_time) {
+      time_to_next_sync_ = ms_span_to_reference_time(media_time_to_ms(*sync_time, time_scale()) - frame_ms);
+    }
+  }
+  if (const auto next_time = decoding_time_of(frame.number + 1, frame.decoding_time)) {
+    const double next_ms = media_time_to_ms(*next_time, time_scale());
+    timing.duration = ms_span_to_reference_time(next_ms - frame_ms);
+    timing.next_ms = trunc_to_u32(next_ms);
+  } else if (frame_rate != 0) {
+    timing.duration = ms_to_reference_time(trunc_to_u32(1000.0 / frame_rate));
+  }
+  // Also where no sync sample is known: the time then turns negative.
+  time_to_next_sync_ = wrapping_sub(time_to_next_sync_, timing.duration);
+  return timing;
+}
+
+void IsoTrack::skip_if_late(REFERENCE_TIME lateness) {
+  if (time_to_next_sync_ == 0 || lateness <= wrapping_sub(time_to_next_sync_, kLatenessMargin)) return;
+  uint32_t number = counter_ + 1;
+  int32_t is_sync = 0;
+  if (P3GPP_IsSyncSample(track_.get(), number, &is_sync) != P3GPP_OK || is_sync != 0) return;
+  if (P3GPP_FindSyncSample(track_.get(), &number, kForward) == P3GPP_OK) counter_ = number - 1;
+}
+
+}  // namespace zdr::mp4source
