@@ -42,7 +42,10 @@ HRESULT create_filter(com::ComPtr<IBaseFilter>& filter) {
 FilterUnderTest::FilterUnderTest() {
   static const bool kJoined = join_session();
   EXPECT_TRUE(kJoined);
-  mp4source::rearm_first_sample_marks();
+  for (auto* mark :
+       {&mp4source::g_first_iso_sample, &mp4source::g_first_amr_sample, &mp4source::g_first_aac_sample}) {
+    mark->due = true;
+  }
   if (FAILED(create_filter(filter))) throw std::bad_alloc();
   EXPECT_EQ(filter->QueryInterface(IID_IFileSourceFilter, file_source.out_void()), S_OK);
 }

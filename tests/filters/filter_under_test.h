@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "filters/source/mp4/filter/mp4_source.h"
+#include "filters/source/mp4/filter/mp4_pin.h"
 #include "mediakit/boxes/movie_builder.h"
 #include "mediakit/files/temp_folder.h"
 #include "tests/filters/fake_sample.h"

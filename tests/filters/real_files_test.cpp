@@ -71,7 +71,7 @@ void seek_and_check(SinkGraph& graph, REFERENCE_TIME target) {
   Segment audio;
   Segment video;
   for (size_t i = 0; i < graph.sink_count(); ++i) {
-    const bool is_audio = graph.under_test.pin(static_cast<int>(i)).stream() == mp4source::Stream::kAudio;
+    const bool is_audio = graph.under_test.pin(static_cast<int>(i)).stream() == mp4source::StreamKind::kAudio;
     Segment& segment = is_audio ? audio : video;
     segment = segment_of(graph, i);
     expect_fresh_start(segment);

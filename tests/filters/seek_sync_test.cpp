@@ -29,10 +29,10 @@ class SeekSyncTest : public ::testing::Test {
   // As after a seek in which both streams take part and both workers play.
   void both_play() {
     sync.workers_stopped(true, true);
-    sync.loop_entered(Stream::kAudio);
-    sync.loop_entered(Stream::kVideo);
+    sync.loop_entered(StreamKind::kAudio);
+    sync.loop_entered(StreamKind::kVideo);
   }
-  Pending start(Stream stream, REFERENCE_TIME first_time) {
+  Pending start(StreamKind stream, REFERENCE_TIME first_time) {
     return std::async(std::launch::async,
                       [=, this] { return sync.resynchronise(stream, first_time, request.get()); });
   }
@@ -55,8 +55,8 @@ class SeekSyncTest : public ::testing::Test {
 
 TEST_F(SeekSyncTest, VideoStartsEarlierAndAudioWaitsUntilVideoHasCaughtUp) {
   both_play();
-  Pending audio = start(Stream::kAudio, 2 * kHour);
-  const SeekSync::Outcome video = sync.resynchronise(Stream::kVideo, kHour, request.get());
+  Pending audio = start(StreamKind::kAudio, 2 * kHour);
+  const SeekSync::Outcome video = sync.resynchronise(StreamKind::kVideo, kHour, request.get());
   EXPECT_EQ(video.rebase, Rebase::kBothPins);
   EXPECT_EQ(video.start, 2 * kHour);
   EXPECT_TRUE(sync.is_preroll(kHour, 0));
@@ -73,33 +73,36 @@ TEST_F(SeekSyncTest, VideoWaitsForAudio) {
   for (int round = 0; round < 20; ++round) {
     both_play();
     SetEvent(av_data.get());
-    Pending video = start(Stream::kVideo, kSecond);
+    Pending video = start(StreamKind::kVideo, kSecond);
     video.wait_for(std::chrono::milliseconds(round % 3));  // nothing depends on it
-    EXPECT_EQ(sync.resynchronise(Stream::kAudio, kSecond + 10000, request.get()).rebase, Rebase::kBothPins);
+    EXPECT_EQ(sync.resynchronise(StreamKind::kAudio, kSecond + 10000, request.get()).rebase,
+              Rebase::kBothPins);
     EXPECT_EQ(video.get().start, kSecond + 10000);
   }
 }
 
 TEST_F(SeekSyncTest, WaitsAtMostForTheDifferenceOfTheTimes) {
   both_play();
-  Pending video = start(Stream::kVideo, 0);
-  EXPECT_EQ(sync.resynchronise(Stream::kAudio, kBlink, request.get()).rebase, Rebase::kBothPins);
+  Pending video = start(StreamKind::kVideo, 0);
+  EXPECT_EQ(sync.resynchronise(StreamKind::kAudio, kBlink, request.get()).rebase, Rebase::kBothPins);
   EXPECT_EQ(video.get().rebase, Rebase::kBothPins);
 }
 
 TEST_F(SeekSyncTest, WhatEndsAWaitForThePeer) {
   const struct {
     std::string name;
-    Stream waiting;
+    StreamKind waiting;
     std::function<void()> end;
     Rebase rebase;
   } kCases[] = {
-      {"the peer has no sample", Stream::kVideo, [&] { sync.stream_ended(Stream::kAudio); }, Rebase::kNone},
-      {"the peer has ended", Stream::kAudio, [&] { sync.worker_ended(Stream::kVideo); }, Rebase::kBothPins},
-      {"a stranger's signal", Stream::kVideo, [&] { SetEvent(av_data.get()); }, Rebase::kNone},
+      {"the peer has no sample", StreamKind::kVideo, [&] { sync.stream_ended(StreamKind::kAudio); },
+       Rebase::kNone},
+      {"the peer has ended", StreamKind::kAudio, [&] { sync.worker_ended(StreamKind::kVideo); },
+       Rebase::kBothPins},
+      {"a stranger's signal", StreamKind::kVideo, [&] { SetEvent(av_data.get()); }, Rebase::kNone},
       // Audio without a time of video has nothing to catch up with, however far in the file it is.
-      {"the same for audio", Stream::kAudio, [&] { SetEvent(av_data.get()); }, Rebase::kBothPins},
-      {"a request", Stream::kVideo, [&] { SetEvent(request.get()); }, Rebase::kNone},
+      {"the same for audio", StreamKind::kAudio, [&] { SetEvent(av_data.get()); }, Rebase::kBothPins},
+      {"a request", StreamKind::kVideo, [&] { SetEvent(request.get()); }, Rebase::kNone},
   };
   for (const auto& each : kCases) {
     both_play();
@@ -110,22 +113,22 @@ TEST_F(SeekSyncTest, WhatEndsAWaitForThePeer) {
 
 TEST_F(SeekSyncTest, WhoComesSecondSignals) {
   both_play();
-  Pending audio = start(Stream::kAudio, 0);
+  Pending audio = start(StreamKind::kAudio, 0);
   end_by(audio, [&] { SetEvent(av_data.get()); });
   ResetEvent(av_data.get());
-  sync.resynchronise(Stream::kVideo, kSecond, request.get());
+  sync.resynchronise(StreamKind::kVideo, kSecond, request.get());
   EXPECT_EQ(WaitForSingleObject(av_data.get(), 0), WAIT_OBJECT_0);
 }
 
 TEST_F(SeekSyncTest, WhatEndsTheWaitForVideoToCatchUp) {
   const std::function<void()> kEnds[] = {[&] { SetEvent(request.get()); },
-                                         [&] { sync.loop_left(Stream::kVideo); },
+                                         [&] { sync.loop_left(StreamKind::kVideo); },
                                          [&] { SetEvent(seek_handling.get()); }};
   for (const std::function<void()>& end : kEnds) {
     both_play();
     ResetEvent(request.get());
-    Pending audio = start(Stream::kAudio, kHour);
-    EXPECT_EQ(sync.resynchronise(Stream::kVideo, 0, request.get()).rebase, Rebase::kBothPins);
+    Pending audio = start(StreamKind::kAudio, kHour);
+    EXPECT_EQ(sync.resynchronise(StreamKind::kVideo, 0, request.get()).rebase, Rebase::kBothPins);
     EXPECT_FALSE(has_ended(audio));
     EXPECT_EQ(end_by(audio, end).start, kHour);
   }
@@ -137,8 +140,8 @@ TEST_F(SeekSyncTest, NoWaitDependsOnASignalThatAStrangerTakes) {
   std::thread thief([&] {
     while (!done) WaitForSingleObject(av_data.get(), 1);
   });
-  Pending video = start(Stream::kVideo, 2 * kSecond);
-  EXPECT_EQ(sync.resynchronise(Stream::kAudio, kSecond, request.get()).rebase, Rebase::kNone);
+  Pending video = start(StreamKind::kVideo, 2 * kSecond);
+  EXPECT_EQ(sync.resynchronise(StreamKind::kAudio, kSecond, request.get()).rebase, Rebase::kNone);
   EXPECT_EQ(video.get().rebase, Rebase::kNone);
   done = true;
   thief.join();
@@ -146,16 +149,16 @@ TEST_F(SeekSyncTest, NoWaitDependsOnASignalThatAStrangerTakes) {
 
 TEST_F(SeekSyncTest, AnOldGateStaysForTheFramesBeforeATimeNotYetKnown) {
   both_play();
-  Pending video = start(Stream::kVideo, 0);
-  sync.resynchronise(Stream::kAudio, kBlink, request.get());
+  Pending video = start(StreamKind::kVideo, 0);
+  sync.resynchronise(StreamKind::kAudio, kBlink, request.get());
   video.get();
   EXPECT_TRUE(sync.is_preroll(0, 0));
 
   both_play();  // the next seek, while the gate is set; audio is not there yet
   EXPECT_TRUE(sync.is_preroll(4 * kSecond, 5 * kSecond));
   EXPECT_FALSE(sync.is_preroll(5 * kSecond, 5 * kSecond));
-  video = start(Stream::kVideo, 5 * kSecond);
-  sync.resynchronise(Stream::kAudio, 5 * kSecond + kBlink, request.get());
+  video = start(StreamKind::kVideo, 5 * kSecond);
+  sync.resynchronise(StreamKind::kAudio, 5 * kSecond + kBlink, request.get());
   video.get();
   EXPECT_TRUE(sync.is_preroll(5 * kSecond, 5 * kSecond));
   EXPECT_FALSE(sync.is_preroll(5 * kSecond + kBlink, 5 * kSecond));
@@ -164,20 +167,20 @@ TEST_F(SeekSyncTest, AnOldGateStaysForTheFramesBeforeATimeNotYetKnown) {
 // After a seek of a stopped filter the worker that starts first does not count on the other stream.
 TEST_F(SeekSyncTest, RequiredFirstWorkerToStartDisarmsTheOtherStream) {
   for (const bool running : {false, true}) {
-    for (const Stream stream : {Stream::kAudio, Stream::kVideo}) sync.pin_sought(stream, false);
+    for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) sync.pin_seeking(stream, false);
     // A seek that finds workers sets this right.
-    for (const Stream stream : {Stream::kAudio, Stream::kVideo}) {
-      if (running) sync.pin_sought(stream, true);
+    for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) {
+      if (running) sync.pin_seeking(stream, true);
     }
     both_play();
-    sync.worker_created(Stream::kAudio);
-    sync.worker_created(Stream::kVideo);
-    sync.arm(Stream::kAudio);
-    Pending audio = start(Stream::kAudio, kSecond);
+    sync.worker_created(StreamKind::kAudio);
+    sync.worker_created(StreamKind::kVideo);
+    sync.arm(StreamKind::kAudio);
+    Pending audio = start(StreamKind::kAudio, kSecond);
     EXPECT_TRUE(running || audio.get().rebase == Rebase::kThisPin);
     // Video comes later, finds audio, and moves both.
-    sync.arm(Stream::kVideo);
-    const SeekSync::Outcome video = sync.resynchronise(Stream::kVideo, kSecond - kBlink, request.get());
+    sync.arm(StreamKind::kVideo);
+    const SeekSync::Outcome video = sync.resynchronise(StreamKind::kVideo, kSecond - kBlink, request.get());
     EXPECT_EQ(video.rebase, Rebase::kBothPins);
     EXPECT_EQ(video.start, kSecond);
     EXPECT_TRUE(!running || audio.get().rebase == Rebase::kBothPins);

@@ -1,4 +1,4 @@
-#include "filters/source/mp4/core/source_kind.h"
+#include "filters/source/mp4/interfaces/source_kind.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,5 @@
-// The module in the registry: the class and its filter, which the base classes enter, and the file name
-// extensions for which the filter is the source. Registering and unregistering go by two lists that differ;
-// entries of the media player stay for good.
+// Registers the module: the class and its filter through the base classes, and the file name extensions for
+// which the filter is the source. Registering and unregistering use different lists.
 #include <streams.h>
 
 #include <iterator>
@@ -17,10 +16,10 @@ constexpr WCHAR kSourceExtensions[] = u"Media Type\\Extensions";
 constexpr WCHAR kPlayerExtensions[] = u"SOFTWARE\\Microsoft\\MultiMedia\\WMPlayer\\Extensions";
 constexpr WCHAR kLibraryExtensions[] = u"SOFTWARE\\Microsoft\\MediaPlayer\\MLS\\Extensions";
 
-// The first entry stands for "no extension" and is not registered.
+// Kept: other extensions that the filter opens are missing. The first entry, for "no extension", is skipped.
 constexpr WCHAR kRegistered[7][12] = {u"None", u"3gp", u"3gpp", u"3ga", u"3gpa", u"3gpa-drm", u"3g2"};
 
-// More than are registered: earlier versions, and other programs, made the rest.
+// Kept: more than are registered. Earlier versions and other programs created the rest.
 constexpr const WCHAR* kUnregistered[] = {u"mp4", u"mp4a", u"mp4a-drm", u"amr",  u"3gp",     u"3gpp",
                                           u"3g2", u"3ga",  u"rec",      u"3gpa", u"3gpa-drm"};
 
@@ -41,7 +40,7 @@ class CreatedKey {
 
   bool exists() const noexcept { return status_ == ERROR_SUCCESS; }
 
-  // Whether a value could be set changes nothing for the caller; without a key there is none.
+  // Kept: failures to set a value are ignored. No effect without a key.
   void set_text(const WCHAR* name, const WCHAR* text) noexcept {
     const int bytes = (lstrlenW(text) + 1) * static_cast<int>(sizeof(WCHAR));
     set(name, REG_SZ, text, static_cast<DWORD>(bytes));
@@ -57,7 +56,7 @@ class CreatedKey {
   LSTATUS status_;
 };
 
-// Base key, "\.", extension. `path` has the room.
+// Base key, "\.", extension. The capacity of `path` suffices.
 const WCHAR* extension_key(std::u16string& path, const WCHAR* base, const WCHAR* extension) {
   path.assign(base).append(u"\\.").append(extension);
   return path.c_str();
@@ -80,12 +79,12 @@ HRESULT register_extension(std::u16string& path, const WCHAR* extension) {
     player.set_number(u"RunTime", kPlayerRunTime);
     player.set_number(u"Permissions", kPlayerPermissions);
   }
-  // The media library is told when it can be; its key need not exist.
+  // The media library need not exist.
   CreatedKey(HKEY_LOCAL_MACHINE, kLibraryExtensions).set_text(extension, u"video");
   return S_OK;
 }
 
-// What was written before a failure stays.
+// After a failure the entries already written stay.
 HRESULT register_extensions() {
   std::u16string path;
   path.reserve(std::size(kPlayerExtensions) + kLongestTail);
@@ -95,7 +94,7 @@ HRESULT register_extensions() {
   return S_OK;
 }
 
-// Keys that are not there, or have sub keys, are passed over. Those of the media player are not touched.
+// Skips keys that do not exist or have sub keys. The entries of the media player and the media library stay.
 void unregister_extensions() {
   std::u16string path;
   path.reserve(std::size(kSourceExtensions) + kLongestTail);

@@ -1,6 +1,6 @@
 // Clips of AAC files.
 #include "filters/source/mp4/clips/clip.h"
-#include "filters/source/mp4/sources/aac_source.h"
+#include "filters/source/mp4/readers/frame_file.h"
 
 namespace zdr::mp4source {
 namespace {
@@ -9,7 +9,7 @@ class AacClip final : public Clip {
  public:
   explicit AacClip(AacFilePointer aac) : aac_(std::move(aac)) { reader = aac_.get(); }
 
-  HRESULT tell(ClipInfo& info, std::atomic<double>&) override {
+  HRESULT report(ClipInfo& info, std::atomic<double>&) override {
     AACF_Duration duration{};
     Zd_AAC_Dec_Config config{};
     if (AACF_GetDuration(aac_.get(), &duration) != AACF_OK) return E_FAIL;
@@ -28,9 +28,9 @@ class AacClip final : public Clip {
 
 }  // namespace
 
-OpenedClip open_aac_clip(std::u16string_view file_name) {
-  AacFilePointer aac = open_aac_reader(std::u16string(file_name).c_str());
-  if (aac == nullptr) return {E_FAIL, nullptr, {}};
+OpenedClip open_aac_clip(const WCHAR* file_name) {
+  AacFilePointer aac = open_aac_file(file_name);
+  if (!aac) return {E_FAIL, nullptr, {}};
   return {S_OK, std::make_unique<AacClip>(std::move(aac)), {}};
 }
 

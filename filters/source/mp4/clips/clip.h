@@ -1,12 +1,13 @@
-// A clip opened through the private interface; a class for each kind of file.
+// A clip opened through the private interface; one class for each kind of file.
 #pragma once
 
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <span>
-#include <string>
+#include <string_view>
 
-#include "filters/source/mp4/core/source_kind.h"
+#include "filters/source/mp4/interfaces/source_kind.h"
 #include "filters/source/mp4/interfaces/zandor_video_source.h"
 #include "filters/source/mp4/readers/owned_handles.h"
 
@@ -20,38 +21,39 @@ struct ClientBytes {
   std::unique_ptr<BYTE, FreeBytes> bytes;
   DWORD size = 0;
 };
-// False when memory runs out. Of nothing there is no copy.
+// False when memory runs out. The copy of empty input is null.
 bool copy_for_client(std::span<const uint8_t> bytes, ClientBytes& copy);
 
-// The handle's two words are the client's view of the clip; the clip itself goes by its class, whatever kind
-// the filter has become since.
+// The client sees the two words of the handle. The clip's behaviour depends on its class, whatever kind the
+// filter has become since.
 class Clip : public ClipHandle {
  public:
   virtual ~Clip() = default;
   Clip(const Clip&) = delete;
   Clip& operator=(const Clip&) = delete;
 
-  // `frame_rate` is the filter's.
-  virtual HRESULT tell(ClipInfo& info, std::atomic<double>& frame_rate) = 0;
-  virtual HRESULT read_key_frame(DWORD index, ClientBytes& frame);
-  // What CloseClip answers. The clip is destroyed afterwards.
+  // Stores the fields that the clip has. `frame_rate` is the filter's.
+  virtual HRESULT report(ClipInfo& info, std::atomic<double>& frame_rate) = 0;
+  virtual HRESULT read_key_frame(DWORD /*index*/, ClientBytes& /*frame*/) { return E_FAIL; }
+  // Returns the result of CloseClip. The caller destroys the clip afterwards.
   virtual HRESULT close() { return S_OK; }
 
  protected:
   Clip() : ClipHandle{nullptr, nullptr} {}
 };
 
-// S_OK or why not. bad_alloc when memory runs out.
+// Without a clip unless the result is S_OK.
 struct OpenedClip {
   HRESULT result;
   std::unique_ptr<Clip> clip;
   ClientBytes configuration;
 };
-// By the extension of the name. The clip takes the manager for itself.
-OpenedClip open_clip(SourceKind kind, std::u16string_view file_name, FileManagerPointer manager);
 
-OpenedClip open_iso_clip(std::u16string_view file_name, FileManagerPointer manager);
-OpenedClip open_amr_clip(std::u16string_view file_name);
-OpenedClip open_aac_clip(std::u16string_view file_name);
+// Throws bad_alloc when memory runs out. The clip owns the manager.
+OpenedClip open_clip(SourceKind kind, const WCHAR* file_name, FileManagerPointer manager);
+
+OpenedClip open_iso_clip(const WCHAR* file_name, FileManagerPointer manager);
+OpenedClip open_amr_clip(const WCHAR* file_name);
+OpenedClip open_aac_clip(const WCHAR* file_name);
 
 }  // namespace zdr::mp4source

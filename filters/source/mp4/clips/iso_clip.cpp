@@ -1,32 +1,25 @@
-// Clips of ISO media files: the first video track for key frames and its configuration, both for the
-// information.
+// Clips of ISO media files: key frames and configuration of the first video track, information about the
+// first video and audio tracks.
 #include <algorithm>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 #include "filters/source/mp4/clips/clip.h"
 #include "filters/source/mp4/core/conversions.h"
 #include "filters/source/mp4/readers/iso_file.h"
+#include "filters/source/mp4/readers/iso_track.h"
 
 namespace zdr::mp4source {
 namespace {
 
 constexpr uint32_t kTrackCacheBudget = 1024;
-constexpr uint32_t kFirstDescription = 1;
 constexpr uint32_t kFirstSample = 1;
 constexpr int32_t kForward = 1;
 
-DecoderInfoPointer decoder_info(P3gppFile* file, uint32_t track_id) {
-  P3gppDecoderInfo* info = nullptr;
-  const int32_t status = P3GPP_GetDecoderInfo(file, track_id, &info, kFirstDescription);
-  DecoderInfoPointer owned(info);  // some failures hand out a record all the same
-  return status == P3GPP_OK ? std::move(owned) : nullptr;
-}
-
 std::vector<uint8_t> avc_configuration(const P3gppAvcInfo& avc) {
-  // In front of the lists stands the record's own field, in this machine's byte order.
-  std::vector<uint8_t> bytes{static_cast<uint8_t>(avc.nal_length_size_minus_one),
-                             static_cast<uint8_t>(avc.nal_length_size_minus_one >> 8)};
+  const auto length_field = nal_length_field(avc);
+  std::vector<uint8_t> bytes(length_field.begin(), length_field.end());
   bytes.insert(bytes.end(), avc.sps_list, avc.sps_list + avc.sps_list_length);
   bytes.insert(bytes.end(), avc.pps_list, avc.pps_list + avc.pps_list_length);
   return bytes;
@@ -34,24 +27,24 @@ std::vector<uint8_t> avc_configuration(const P3gppAvcInfo& avc) {
 
 class IsoClip final : public Clip {
  public:
-  IsoClip(std::u16string_view file_name, FileManagerPointer manager)
+  IsoClip(const WCHAR* file_name, FileManagerPointer manager)
       : file_name_(file_name),
         manager_(std::move(manager)),
         descriptor_(wide_file_descriptor(file_name_.c_str())) {}
 
   HRESULT open(ClientBytes& configuration);
 
-  HRESULT tell(ClipInfo& info, std::atomic<double>& frame_rate) override;
+  HRESULT report(ClipInfo& info, std::atomic<double>& frame_rate) override;
   HRESULT read_key_frame(DWORD index, ClientBytes& frame) override;
 
  private:
   HRESULT open_video(uint32_t track_id, ClientBytes& configuration);
   HRESULT read_sample(uint32_t number, ClientBytes& sample);
   uint32_t number_of_key_frame(DWORD index);
-  bool tell_video(ClipInfo& info, uint32_t duration_ms, std::atomic<double>& frame_rate);
-  bool tell_audio(ClipInfo& info);
+  bool report_video(ClipInfo& info, uint32_t duration_ms, std::atomic<double>& frame_rate);
+  bool report_audio(ClipInfo& info);
 
-  // In this order, for each needs those before it.
+  // In this order, because each needs those before it.
   const std::u16string file_name_;
   FileManagerPointer manager_;
   const FMGR_Descriptor descriptor_;
@@ -62,14 +55,13 @@ class IsoClip final : public Clip {
 };
 
 HRESULT IsoClip::open(ClientBytes& configuration) {
-  P3gppFile* opened = nullptr;
-  if (P3GPP_Open(&opened, &descriptor_, manager_.get()) != P3GPP_OK) return E_FAIL;
-  file_.reset(opened);
-  reader = opened;
-  if (P3GPP_GetTrackCounts(opened, &counts_) != P3GPP_OK) return E_FAIL;
+  file_ = open_iso_file(descriptor_, manager_.get());
+  if (!file_) return E_FAIL;
+  reader = file_.get();
+  if (P3GPP_GetTrackCounts(file_.get(), &counts_) != P3GPP_OK) return E_FAIL;
   if (counts_.video == 0) return S_OK;
   if (!size_of_file(descriptor_, manager_.get(), &file_size_)) return E_FAIL;
-  return open_video(first_track_id(opened, P3GPP_TRACK_VIDEO, counts_.video), configuration);
+  return open_video(first_track_id(file_.get(), P3GPP_TRACK_VIDEO, counts_.video), configuration);
 }
 
 HRESULT IsoClip::open_video(uint32_t track_id, ClientBytes& configuration) {
@@ -77,7 +69,7 @@ HRESULT IsoClip::open_video(uint32_t track_id, ClientBytes& configuration) {
   if (P3GPP_OpenTrack(file_.get(), &opened, track_id, kTrackCacheBudget) != P3GPP_OK) return E_FAIL;
   video_.reset(opened);
   track = opened;
-  const DecoderInfoPointer decoder = decoder_info(file_.get(), track_id);
+  const DecoderInfoPointer decoder = read_decoder_info(file_.get(), track_id);
   if (!decoder) return E_FAIL;
 
   bool copied = true;
@@ -94,13 +86,13 @@ HRESULT IsoClip::open_video(uint32_t track_id, ClientBytes& configuration) {
   return copied ? S_OK : E_OUTOFMEMORY;
 }
 
-// Locates first: a size that the file does not have is not worth the memory.
+// Locates the sample first, so that no memory is allocated for a size that exceeds the file's.
 HRESULT IsoClip::read_sample(uint32_t number, ClientBytes& sample) {
   P3gppSample request{};
   request.number = number;
   if (P3GPP_ReadSample(video_.get(), &request) != P3GPP_OK || request.size > file_size_) return E_FAIL;
   ClientBytes read;
-  // Room for a sample without bytes, too: its buffer is not null.
+  // An empty sample has a buffer that is not null.
   read.bytes.reset(static_cast<BYTE*>(std::malloc(std::max<size_t>(request.size, 1))));
   if (!read.bytes) return E_OUTOFMEMORY;
   request.buffer = read.bytes.get();
@@ -110,11 +102,12 @@ HRESULT IsoClip::read_sample(uint32_t number, ClientBytes& sample) {
   return S_OK;
 }
 
-// Kept: where many samples in a row are sync samples, the answer of a search depends on the searches before,
-// and so does the frame that an index gives.
+// Kept: the first sample is key frame 1 even if it is not one, and an index after the last key frame gives
+// the last. Kept: where sync samples follow each other, the result of a search depends on the previous
+// searches, and with it the frame that an index gives.
 uint32_t IsoClip::number_of_key_frame(DWORD index) {
-  // Where every sample is a sync sample, the search would come to the index itself, one by one through as
-  // many samples as the file claims.
+  // Where every sample is a sync sample, the search would find the index itself, one by one through as many
+  // samples as the file claims.
   uint32_t all_sync = 0;
   if (P3GPP_GetAllSyncCount(video_.get(), &all_sync) == P3GPP_OK && all_sync != 0) {
     return std::clamp(index, kFirstSample, all_sync);
@@ -137,70 +130,69 @@ HRESULT IsoClip::read_key_frame(DWORD index, ClientBytes& frame) {
   return read_sample(number_of_key_frame(index), frame);
 }
 
-HRESULT IsoClip::tell(ClipInfo& info, std::atomic<double>& frame_rate) {
+HRESULT IsoClip::report(ClipInfo& info, std::atomic<double>& frame_rate) {
   P3gppMovieInfo movie{};
   const int32_t status = P3GPP_GetMovieInfo(file_.get(), &movie);
   const uint32_t duration_ms = media_time_to_whole_ms(movie.duration, movie.time_scale);
   if (movie.release != nullptr) movie.release(&movie);
   if (status != P3GPP_OK) return E_FAIL;
   info.duration_ms = duration_ms;
-  if (counts_.video > 0 && !tell_video(info, duration_ms, frame_rate)) return E_FAIL;
-  if (counts_.audio > 0 && !tell_audio(info)) return E_FAIL;
+  if (counts_.video > 0 && !report_video(info, duration_ms, frame_rate)) return E_FAIL;
+  if (counts_.audio > 0 && !report_audio(info)) return E_FAIL;
   return S_OK;
 }
 
-bool IsoClip::tell_video(ClipInfo& info, uint32_t duration_ms, std::atomic<double>& frame_rate) {
+bool IsoClip::report_video(ClipInfo& info, uint32_t duration_ms, std::atomic<double>& frame_rate) {
   const uint32_t id = first_track_id(file_.get(), P3GPP_TRACK_VIDEO, counts_.video);
-  P3gppTrackInfo* described = nullptr;
-  const int32_t status = P3GPP_GetTrackInfo(file_.get(), id, &described);
-  const TrackInfoPointer description(described);
-  if (status != P3GPP_OK || !description) return false;
+  const TrackInfoPointer description = read_track_info(file_.get(), id);
+  if (!description) return false;
+  // Kept: this is the filter's frame rate.
   if (description->sample_count != 0 && duration_ms != 0) {
     frame_rate = frame_rate_of(description->sample_count, duration_ms);
   }
-  const DecoderInfoPointer decoder = decoder_info(file_.get(), id);
+  const DecoderInfoPointer decoder = read_decoder_info(file_.get(), id);
   if (!decoder) return false;
-  const auto tell_picture = [&](DWORD codec, uint16_t width, uint16_t height) {
+  const auto store_picture = [&](DWORD codec, uint16_t width, uint16_t height) {
     info.video_codec = codec;
     info.width = width;
     info.height = height;
     info.frame_rate = frame_rate;
   };
   if (decoder->kind == P3GPP_KIND_SYSTEMS && decoder->object_type == P3GPP_OTI_MPEG4_VISUAL) {
-    tell_picture(kClipMpeg4Video, decoder->u.systems.width, decoder->u.systems.height);
+    store_picture(kClipMpeg4Video, decoder->u.systems.width, decoder->u.systems.height);
     info.sl_config = 0;
     info.sl_config_length = decoder->u.systems.sl_config_length;
   } else if (decoder->kind == P3GPP_KIND_CODEC && decoder->object_type == P3GPP_OTI_H263) {
-    tell_picture(kClipH263Video, decoder->u.h263.width, decoder->u.h263.height);
+    store_picture(kClipH263Video, decoder->u.h263.width, decoder->u.h263.height);
   } else if (decoder->kind == P3GPP_KIND_CODEC && decoder->object_type == P3GPP_OTI_AVC) {
-    tell_picture(kClipAvcVideo, decoder->u.avc.width, decoder->u.avc.height);
+    store_picture(kClipAvcVideo, decoder->u.avc.width, decoder->u.avc.height);
   }
   return true;
 }
 
-bool IsoClip::tell_audio(ClipInfo& info) {
+bool IsoClip::report_audio(ClipInfo& info) {
   const DecoderInfoPointer decoder =
-      decoder_info(file_.get(), first_track_id(file_.get(), P3GPP_TRACK_AUDIO, counts_.audio));
+      read_decoder_info(file_.get(), first_track_id(file_.get(), P3GPP_TRACK_AUDIO, counts_.audio));
   if (!decoder) return false;
-  const auto tell_sound = [&](DWORD codec, DWORD sample_rate, DWORD channels) {
+  const auto store_sound = [&](DWORD codec, DWORD sample_rate, DWORD channels) {
     info.audio_codec = codec;
     info.sample_rate = sample_rate;
     info.channels = channels;
   };
   switch (decoder->object_type) {
     case P3GPP_OTI_AMR:
-      tell_sound(kClipAmrAudio, 8000, 1);
+      store_sound(kClipAmrAudio, 8000, 1);
       break;
     case P3GPP_OTI_AMR_WB:
-      tell_sound(kClipAmrWbAudio, 16000, 1);
+      store_sound(kClipAmrWbAudio, 16000, 1);
       break;
     case P3GPP_OTI_QCELP:
-      tell_sound(kClipQcelpAudio, 8000, 1);
+      store_sound(kClipQcelpAudio, 8000, 1);
       break;
     case P3GPP_OTI_AAC:
     case P3GPP_OTI_MPEG2_AAC_LC:
       if (decoder->kind != P3GPP_KIND_SYSTEMS) break;
-      tell_sound(kClipAacAudio, decoder->u.systems.sample_rate, decoder->u.systems.channel_count);
+      store_sound(kClipAacAudio, decoder->u.systems.sample_rate, decoder->u.systems.channel_count);
       break;
     default:
       break;
@@ -210,7 +202,7 @@ bool IsoClip::tell_audio(ClipInfo& info) {
 
 }  // namespace
 
-OpenedClip open_iso_clip(std::u16string_view file_name, FileManagerPointer manager) {
+OpenedClip open_iso_clip(const WCHAR* file_name, FileManagerPointer manager) {
   auto clip = std::make_unique<IsoClip>(file_name, std::move(manager));
   OpenedClip opened{};
   opened.result = clip->open(opened.configuration);

@@ -1,11 +1,12 @@
-// Conversions between the units that meet in the filter: media time (a track's time scale), whole
-// milliseconds (the readers), 100 ns reference time (the graph). Each exists once, so that rounding is the
-// same everywhere: media time becomes milliseconds in double precision, is truncated toward zero, and only
-// then becomes 100 ns.
+// Conversions between the units of the filter: media time (a track's time scale), whole milliseconds (the
+// readers), 100 ns reference time (the graph). Each conversion exists once, so that rounding is the same
+// everywhere: media time becomes milliseconds in double precision, is truncated toward zero, and only then
+// becomes 100 ns.
 #pragma once
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -14,21 +15,21 @@ namespace zdr::mp4source {
 
 inline constexpr int64_t kUnitsPerMs = 10000;
 
-// Audio units have no duration of their own here: a sample ends one unit of 100 ns after its start.
+// Audio units have no duration of their own: a sample ends one unit of 100 ns after its start.
 inline constexpr REFERENCE_TIME kAudioDuration = 1;
 
-// Truncates toward zero; what has no integer (NaN, infinite, beyond 64 bits) becomes 0.
+// Truncates toward zero. A value that 64 bits cannot hold, including NaN, becomes 0.
 inline int64_t trunc_to_i64(double value) {
   constexpr double kLimit = 9223372036854775808.0;  // 2^63
   return std::isfinite(value) && std::fabs(value) < kLimit ? static_cast<int64_t>(value) : 0;
 }
 
-// As above, then the low 32 bits: a duration of more than 49 days wraps.
+// The low 32 bits of trunc_to_i64(): a duration of more than 49 days wraps.
 inline uint32_t trunc_to_u32(double value) {
   return static_cast<uint32_t>(trunc_to_i64(value));
 }
 
-// Milliseconds, not yet truncated, of a media time; 0 for a track without a time scale.
+// Milliseconds, not truncated; 0 for a track without a time scale.
 inline double media_time_to_ms(uint32_t media_time, uint32_t time_scale) {
   return time_scale == 0 ? 0.0 : media_time * 1000.0 / time_scale;
 }
@@ -41,23 +42,23 @@ constexpr REFERENCE_TIME ms_to_reference_time(uint32_t ms) {
   return int64_t{ms} * kUnitsPerMs;
 }
 
-// For a time that a reader computed from the content of a file; what 64 bits cannot hold wraps.
+// For times that a reader computed from the content of a file. A result beyond 64 bits wraps.
 constexpr REFERENCE_TIME wrapping_ms_to_reference_time(int64_t ms) {
   return static_cast<REFERENCE_TIME>(static_cast<uint64_t>(ms) * uint64_t{kUnitsPerMs});
 }
 
-// A difference of two times in milliseconds; negative when the second lies before the first.
+// The difference of two times in milliseconds; negative when the second is before the first.
 inline REFERENCE_TIME ms_span_to_reference_time(double ms) {
   return wrapping_ms_to_reference_time(trunc_to_i64(ms));
 }
 
-// Frames per second of `count` samples in `duration_ms`; the caller sees to it that neither is 0.
+// Frames per second of `count` samples in `duration_ms`. Neither is 0.
 inline double frame_rate_of(uint32_t count, uint32_t duration_ms) {
   return count / (duration_ms / 1000.0);
 }
 
-// The media time of a seek target, by integer arithmetic in this order. Targets before the start look up 0,
-// targets beyond the 32 bits of media time look up its largest value.
+// The media time of a seek target, in integer arithmetic. A target before the start is 0, one beyond the 32
+// bits of media time is the largest value.
 constexpr uint32_t seek_media_time(REFERENCE_TIME target, uint32_t time_scale) {
   constexpr uint32_t kLargest = std::numeric_limits<uint32_t>::max();
   if (target <= 0 || time_scale == 0) return 0;
@@ -67,7 +68,13 @@ constexpr uint32_t seek_media_time(REFERENCE_TIME target, uint32_t time_scale) {
   return media_time > kLargest ? kLargest : static_cast<uint32_t>(media_time);
 }
 
-// Positions come from clients without any check; sums of them wrap instead of overflowing.
+// Whole milliseconds of a seek target: at least `earliest`, and at most the largest 32-bit value.
+constexpr uint32_t seek_ms(REFERENCE_TIME target, uint32_t earliest) {
+  return static_cast<uint32_t>(
+      std::clamp<int64_t>(target / kUnitsPerMs, earliest, std::numeric_limits<uint32_t>::max()));
+}
+
+// Positions of clients are not checked, so sums of them wrap instead of overflowing.
 constexpr REFERENCE_TIME wrapping_add(REFERENCE_TIME a, REFERENCE_TIME b) {
   return static_cast<REFERENCE_TIME>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
 }

@@ -1,12 +1,12 @@
-// What every pin of a file source does: its positions, and the life of its worker. Seeking is in seeking.cpp.
-#include "filters/source/mp4/filter/mp4_source.h"
+// The pin's positions and the life of its worker. Its IMediaSeeking is in seeking.cpp.
+#include "filters/source/mp4/filter/base_pin.h"
 
 namespace zdr::mp4source {
 
-CZanBaseSourceOutputPin::CZanBaseSourceOutputPin(CObjectName object_name, HRESULT* phr,
-                                                 CZanBaseSourceFilter* owner, LPCWSTR name)
-    : CSourceStream(object_name, phr, owner, name), owner_(owner) {
-  // The base class does not tell; without them no command would ever be waited for.
+CZanBaseSourceOutputPin::CZanBaseSourceOutputPin(CObjectName object_name, HRESULT* phr, CSource* filter,
+                                                 PinOwner& owner, LPCWSTR name)
+    : CSourceStream(object_name, phr, filter, name), owner_(owner) {
+  // The base class does not report missing events, without which no command is ever waited for.
   const bool has_events = HANDLE{m_EventSend} != nullptr && HANDLE{m_EventComplete} != nullptr;
   if (SUCCEEDED(*phr) && !has_events) *phr = E_OUTOFMEMORY;
 }
@@ -24,10 +24,10 @@ HRESULT CZanBaseSourceOutputPin::OnThreadStartPlay() {
 
 void CZanBaseSourceOutputPin::end_worker() {
   if (!ThreadExists()) return;
-  // The sink may be paused already and hold the worker with its first sample; a flush lets it go.
+  // A sink that is paused already may hold the worker with its first sample; a flush releases it.
   DeliverBeginFlush();
   Inactive();
-  if (ThreadExists()) {  // not connected any more, or the allocator refused
+  if (ThreadExists()) {  // the pin is no longer connected, or the allocator refused
     Stop();
     Exit();
     Close();
@@ -35,24 +35,53 @@ void CZanBaseSourceOutputPin::end_worker() {
   DeliverEndFlush();
 }
 
+void CZanBaseSourceOutputPin::stop_for_seek() {
+  CMediaType type;  // without a connection it stays zeroed: neither audio nor video
+  ConnectionMediaType(&type);
+  const bool worker_exists = ThreadExists() != FALSE;
+  owner_.on_pin_seek(type.majortype, worker_exists);
+  if (!worker_exists) return;
+  DeliverBeginFlush();
+  const bool streaming = !owner_.filter_is_stopped();
+  if (streaming) {
+    owner_.set_events();
+    Stop();
+  }
+  // In every state: a flushing sink discards everything until the flush ends.
+  DeliverEndFlush();
+  if (streaming) owner_.reset_events();
+}
+
+void CZanBaseSourceOutputPin::take_target(const SeekTarget& target) {
+  const CAutoLock lock(&owner_.position_lock);
+  if (target.start != nullptr) positions_.start = *target.start;
+  if (target.stop != nullptr) positions_.stop = *target.stop;
+  // Kept: also when only the stop moves, which sends the pin back to its segment start.
+  if (target.start != nullptr || target.stop != nullptr) positions_.seek_pending = true;
+}
+
 Positions CZanBaseSourceOutputPin::positions() {
-  const CAutoLock lock(&owner_->position_lock_);
+  const CAutoLock lock(&owner_.position_lock);
   return positions_;
 }
 
 void CZanBaseSourceOutputPin::set_stop_position(REFERENCE_TIME stop) {
-  const CAutoLock lock(&owner_->position_lock_);
+  const CAutoLock lock(&owner_.position_lock);
   positions_.stop = stop;
 }
 
 void CZanBaseSourceOutputPin::set_segment_start(REFERENCE_TIME start) {
-  const CAutoLock lock(&owner_->position_lock_);
+  const CAutoLock lock(&owner_.position_lock);
   positions_.start = start;
 }
 
 void CZanBaseSourceOutputPin::clear_seek_pending() {
-  const CAutoLock lock(&owner_->position_lock_);
+  const CAutoLock lock(&owner_.position_lock);
   positions_.seek_pending = false;
+}
+
+void CZanBaseSourceOutputPin::rebase_segment(REFERENCE_TIME start) {
+  if (!positions_.seek_pending) positions_.start = start;
 }
 
 }  // namespace zdr::mp4source

@@ -1,15 +1,17 @@
-// What every file source does: its name, its state changes, its events.
+// The file's name, state changes, the shared events, and seeks over all pins.
+#include "filters/source/mp4/filter/base_source.h"
+
 #include <cstring>
 #include <new>
 #include <string_view>
 
-#include "filters/source/mp4/filter/mp4_source.h"
+#include "filters/source/mp4/filter/filter_setup.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 
 namespace zdr::mp4source {
 namespace {
 
-// The names are shared by all filters of the session; see seek_sync.h.
+// All filters of the session share the names; seek_sync.h explains why that is safe.
 UniqueHandle create_shared_event(LPCWSTR name) {
   return UniqueHandle(CreateEventW(nullptr, FALSE, FALSE, name));
 }
@@ -38,40 +40,41 @@ LPAMOVIESETUP_FILTER CZanBaseSourceFilter::GetSetupData() {
 
 HRESULT CZanBaseSourceFilter::Load(LPCOLESTR file_name, const AM_MEDIA_TYPE* media_type) {
   CheckPointer(file_name, E_POINTER);
-  const std::lock_guard control(control_mutex_);
-  // Nobody finds a pin that may yet be given up.
+  const std::lock_guard control(control_mutex);
+  // Hides pins that may yet be given up.
   const CAutoLock state(pStateLock());
   if (loaded_) return E_UNEXPECTED;
   CloseSource();
-  if (!keep_file_name(file_name)) return E_OUTOFMEMORY;
+  if (!store_file_name(file_name)) return E_OUTOFMEMORY;
 
   loaded_ = OpenSource(file_name_.get(), media_type) != FALSE;
   if (loaded_) {
     IncrementPinVersion();
     return S_OK;
   }
-  // What the failing open has left: a file that is there but cannot be used leaves no error.
+  // Of the failed open. A file that exists but cannot be used leaves no error.
   const DWORD error = GetLastError();
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? VFW_E_NOT_FOUND
                                                                         : VFW_E_INVALID_FILE_FORMAT;
 }
 
-// Without memory no name is left.
-bool CZanBaseSourceFilter::keep_file_name(LPCOLESTR file_name) {
+// False, with no name stored, when memory runs out.
+bool CZanBaseSourceFilter::store_file_name(LPCOLESTR file_name) {
   const size_t bytes = bytes_with_terminator(file_name);
   std::unique_ptr<WCHAR[]> copy(new (std::nothrow) WCHAR[bytes / sizeof(WCHAR)]);
   if (copy) std::memcpy(copy.get(), file_name, bytes);
-  const CAutoLock lock(&position_lock_);
+  const CAutoLock lock(&position_lock);
   file_name_ = std::move(copy);
   return file_name_ != nullptr;
 }
 
-// A sink may ask while a stop or a seek waits for its worker, so no lock but a leaf is taken.
+// Kept: succeeds without a file, and after a failed load returns the name of the file that did not open.
 HRESULT CZanBaseSourceFilter::GetCurFile(LPOLESTR* file_name, AM_MEDIA_TYPE* media_type) {
   CheckPointer(file_name, E_POINTER);
   *file_name = nullptr;
   GetCurFileMediaType(media_type);
-  const CAutoLock lock(&position_lock_);
+  // A sink may call this while a stop or a seek waits for its worker, so only a leaf lock is taken.
+  const CAutoLock lock(&position_lock);
   if (file_name_) {
     const size_t bytes = bytes_with_terminator(file_name_.get());
     *file_name = static_cast<LPOLESTR>(CoTaskMemAlloc(bytes));
@@ -92,28 +95,38 @@ void CZanBaseSourceFilter::reset_events() {
 }
 
 HRESULT CZanBaseSourceFilter::Stop() {
-  const std::lock_guard control(control_mutex_);
-  set_events();  // a worker that waits for its peer must come back to its command loop
+  const std::lock_guard control(control_mutex);
+  set_events();
   const HRESULT hr = CSource::Stop();
   end_live_workers();
-  const CAutoLock lock(&position_lock_);
-  current_position_ = 0;
-  stop_position_ = duration_;
   return hr;
 }
 
 HRESULT CZanBaseSourceFilter::Pause() {
-  const std::lock_guard control(control_mutex_);
+  const std::lock_guard control(control_mutex);
   OutputDebugStringW(u"Pause Called\n");
   const HRESULT hr = CSource::Pause();
-  // The base class leaves the pins that it has started before one failed: nobody would stop them.
+  // When a pin fails, the base class leaves the pins before it running, and nothing else would stop them.
   if (FAILED(hr) && IsStopped()) end_live_workers();
   return hr;
 }
 
 HRESULT CZanBaseSourceFilter::Run(REFERENCE_TIME start) {
-  const std::lock_guard control(control_mutex_);
+  const std::lock_guard control(control_mutex);
   return CSource::Run(start);
+}
+
+void CZanBaseSourceFilter::seek_pins(const SeekTarget& target) {
+  const int pin_count = GetPinCount();
+  for (int i = 0; i < pin_count; ++i) pin_at(i)->stop_for_seek();
+  // After all workers have stopped: until then, one may still move the segment starts of both.
+  for (int i = 0; i < pin_count; ++i) pin_at(i)->take_target(target);
+  on_workers_stopped();
+  if (IsStopped()) return;
+  for (int i = 0; i < pin_count; ++i) {
+    CSourceStream* const worker = pin_at(i);
+    if (worker->ThreadExists()) worker->Pause();
+  }
 }
 
 CZanBaseSourceOutputPin* CZanBaseSourceFilter::pin_at(int index) {

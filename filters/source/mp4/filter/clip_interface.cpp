@@ -1,14 +1,13 @@
-// IAMZandorVideoSource of the filter: arguments, the state shared with the filter, and clips behind them.
+// IAMZandorVideoSource of the filter: checks the arguments and passes the calls on to clips.
 #include <new>
 
 #include "filters/source/mp4/clips/clip.h"
 #include "filters/source/mp4/filter/mp4_source.h"
-#include "filters/source/mp4/readers/iso_file.h"
 
 namespace zdr::mp4source {
 namespace {
 
-// Kept: a status of the file manager where an HRESULT is due.
+// Kept: a status of the file manager instead of an HRESULT.
 constexpr HRESULT kNoFileManager = FMGR_ERR_GENERIC;
 
 }  // namespace
@@ -23,9 +22,8 @@ HRESULT CZanMP4SourceFilter::OpenClip(LPCOLESTR file_name, ClipHandle** clip, BY
     *clip = nullptr;
     *configuration = nullptr;
     *configuration_length = 0;
-    const SourceKind kind = source_kind_of(file_name);
-    // Kept: the filter goes by the kind of its last clip from here on, whatever it is playing.
-    if (kind != SOURCE_KIND_NONE) source_kind_ = kind;
+    // Kept: makes the filter one of the clip's kind, whatever it is playing.
+    const SourceKind kind = take_kind_of(file_name);
     OpenedClip opened = open_clip(kind, file_name, std::move(manager));
     if (opened.result != S_OK) return opened.result;
     *configuration_length = opened.configuration.size;
@@ -52,7 +50,7 @@ HRESULT CZanMP4SourceFilter::GetClipInfo(ClipHandle* clip, ClipInfo* info) {
   CheckPointer(info, E_POINTER);
   if (clip == nullptr) return E_HANDLE;
   try {
-    return static_cast<Clip*>(clip)->tell(*info, frame_rate_);
+    return static_cast<Clip*>(clip)->report(*info, shared_.frame_rate);
   } catch (const std::bad_alloc&) {
     return E_FAIL;
   }

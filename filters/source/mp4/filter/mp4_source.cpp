@@ -1,9 +1,10 @@
-// The filter for ISO media, AMR and AAC files: creation, duration, and its part in seeks.
-#include <cstring>
+// The filter's life, its duration, and its part in seeks.
+#include "filters/source/mp4/filter/mp4_source.h"
+
 #include <new>
 
 #include "filters/source/mp4/core/conversions.h"
-#include "filters/source/mp4/filter/mp4_source.h"
+#include "filters/source/mp4/filter/filter_setup.h"
 
 namespace zdr::mp4source {
 
@@ -19,25 +20,25 @@ CUnknown* CZanMP4SourceFilter::CreateInstance(IUnknown* outer, HRESULT* phr) {
 
 CZanMP4SourceFilter::CZanMP4SourceFilter(IUnknown* outer, HRESULT* phr)
     : CZanBaseSourceFilter(kFilterName, outer, phr),
-      seek_sync_(av_data_available_event_.get(), seek_handling_event_.get()) {}
+      shared_(av_data_available_event_.get(), seek_handling_event_.get()) {}
 
-// The pins go while the filter that they refer to is still whole.
+// Destroys the pins while the filter that they refer to is complete.
 CZanMP4SourceFilter::~CZanMP4SourceFilter() {
   CloseSource();
 }
 
 void CZanMP4SourceFilter::CloseSource() {
   {
-    const CAutoLock lock(&position_lock_);
-    longest_pin_ = nullptr;
+    const CAutoLock lock(&position_lock);
+    shared_.longest_pin = nullptr;
   }
-  audio_pin_ = nullptr;
-  video_pin_ = nullptr;
+  shared_.audio_pin = nullptr;
+  shared_.video_pin = nullptr;
   while (!pins_.empty()) pins_.pop_back();
   iso_file_.reset();
   file_manager_.reset();
   descriptor_ = {};
-  frame_rate_ = 0.0;
+  shared_.frame_rate = 0.0;
 }
 
 BOOL CZanMP4SourceFilter::GetCurFileMediaType(AM_MEDIA_TYPE* media_type) {
@@ -55,54 +56,41 @@ HRESULT CZanMP4SourceFilter::UpdateDuration(CZanBaseSourceOutputPin** longest) {
     candidate = pin;
     longest_ms = duration_ms;
   }
-  const CAutoLock lock(&position_lock_);
-  duration_ = ms_to_reference_time(longest_ms);
-  stop_position_ = duration_;
+  const CAutoLock lock(&position_lock);
+  duration = ms_to_reference_time(longest_ms);
   if (longest != nullptr) *longest = candidate;
   return S_OK;
 }
 
-const CZanMP4SourceOutputPin* CZanMP4SourceFilter::longest_pin() {
-  const CAutoLock lock(&position_lock_);
-  return static_cast<const CZanMP4SourceOutputPin*>(longest_pin_);
-}
-
-// The worker has ended by then: before, it would count on from the reset.
+// Kept: a stop sends speech and AAC files back to their start, but not tracks.
 HRESULT CZanMP4SourceFilter::Stop() {
-  const std::lock_guard control(control_mutex_);
+  const std::lock_guard control(control_mutex);
   const HRESULT hr = CZanBaseSourceFilter::Stop();
-  for (const PinPointer& pin : pins_) pin->rewind_file();
+  for (const PinPointer& pin : pins_) pin->rewind();
   return hr;
 }
 
 HRESULT CZanMP4SourceFilter::Pause() {
-  const std::lock_guard control(control_mutex_);
+  const std::lock_guard control(control_mutex);
   if (IsStopped()) {
-    // A seek may have counted on a pin that was disconnected since.
+    // Disarms pins that were disconnected after a seek.
     for (const PinPointer& pin : pins_) {
-      if (!pin->IsConnected()) seek_sync_.disarm(pin->stream());
+      if (!pin->IsConnected()) shared_.seek_sync.disarm(pin->stream());
     }
   }
   return CZanBaseSourceFilter::Pause();
 }
 
-void CZanMP4SourceFilter::rebase_segments(REFERENCE_TIME start) {
-  const CAutoLock lock(&position_lock_);
-  for (CZanBaseSourceOutputPin* const pin : {static_cast<CZanBaseSourceOutputPin*>(audio_pin_),
-                                             static_cast<CZanBaseSourceOutputPin*>(video_pin_)}) {
-    if (pin != nullptr && !pin->positions_.seek_pending) pin->positions_.start = start;
-  }
+void CZanMP4SourceFilter::on_pin_seek(const GUID& major_type, bool worker_exists) {
+  if (major_type == MEDIATYPE_Audio) shared_.seek_sync.pin_seeking(StreamKind::kAudio, worker_exists);
+  if (major_type == MEDIATYPE_Video) shared_.seek_sync.pin_seeking(StreamKind::kVideo, worker_exists);
 }
 
-void CZanMP4SourceFilter::OnPinSought(const GUID& major_type, bool worker_exists) {
-  if (major_type == MEDIATYPE_Audio) seek_sync_.pin_sought(Stream::kAudio, worker_exists);
-  if (major_type == MEDIATYPE_Video) seek_sync_.pin_sought(Stream::kVideo, worker_exists);
-}
-
-// Arming the streams here, and not only when each worker meets its seek, makes both know of each other from
-// the start, and drops a stream that took part in an earlier seek only.
-void CZanMP4SourceFilter::OnWorkersStopped() {
-  seek_sync_.workers_stopped(takes_part_in_seek(audio_pin_), takes_part_in_seek(video_pin_));
+// Arms both streams before either worker starts, so that each knows of the other from the start, and drops a
+// stream that took part in an earlier seek only.
+void CZanMP4SourceFilter::on_workers_stopped() {
+  shared_.seek_sync.workers_stopped(takes_part_in_seek(shared_.audio_pin),
+                                    takes_part_in_seek(shared_.video_pin));
 }
 
 bool CZanMP4SourceFilter::takes_part_in_seek(CZanMP4SourceOutputPin* pin) {

@@ -1,36 +1,41 @@
-// Opening a file: the reader by the extension, then a pin for the first track of each kind.
+// Opens a file: the reader by the extension, then a pin for the first track of each kind.
 #include <algorithm>
 #include <new>
-#include <string>
 
 #include "filters/source/mp4/core/conversions.h"
 #include "filters/source/mp4/filter/mp4_source.h"
-#include "filters/source/mp4/readers/iso_file.h"
-#include "filters/source/mp4/sources/aac_source.h"
-#include "filters/source/mp4/sources/amr_source.h"
+#include "filters/source/mp4/readers/frame_file.h"
 
 namespace zdr::mp4source {
 
 BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) {
   try {
-    if (open_file_manager(file_name)) probe();
-    const SourceKind kind = source_kind_of(file_name);
-    if (kind != SOURCE_KIND_NONE) source_kind_ = kind;
-    switch (kind) {
+    // Kept: whatever its extension, the file is opened as ISO media first. Only the last error of that
+    // attempt matters: a missing file is reported as such even when its extension is unknown.
+    if (open_file_manager(file_name)) open_iso_file(descriptor_, file_manager_.get());
+    switch (take_kind_of(file_name)) {
       case SOURCE_KIND_MP4:
         return open_iso_media() ? TRUE : FALSE;
       case SOURCE_KIND_AMR:
-        return open_amr_file(file_name) ? TRUE : FALSE;
+        return open_speech(file_name) ? TRUE : FALSE;
       case SOURCE_KIND_AAC:
-        return open_aac_file(file_name) ? TRUE : FALSE;
+        return open_aac(file_name) ? TRUE : FALSE;
       case SOURCE_KIND_NONE:
         break;
     }
     return FALSE;
   } catch (const std::bad_alloc&) {
-    CloseSource();  // a pin that was made before is of no use without the rest
+    CloseSource();  // pins that were already made are useless without the rest
     return FALSE;
   }
+}
+
+// Makes the filter one of the file's kind, if the extension is known. Called for the file that is loaded, and
+// for every clip: pins whose source is of another kind than the filter do nothing (CZanMP4SourceOutputPin).
+SourceKind CZanMP4SourceFilter::take_kind_of(LPCOLESTR file_name) {
+  const SourceKind kind = source_kind_of(file_name);
+  if (kind != SOURCE_KIND_NONE) shared_.source_kind = kind;
+  return kind;
 }
 
 bool CZanMP4SourceFilter::open_file_manager(LPCOLESTR file_name) {
@@ -40,88 +45,86 @@ bool CZanMP4SourceFilter::open_file_manager(LPCOLESTR file_name) {
   return true;
 }
 
-// Whatever the extension, the file is opened once as ISO media. Nothing depends on the outcome but the last
-// error that it leaves: a missing file is told as such even when its extension is unknown.
-void CZanMP4SourceFilter::probe() {
-  P3gppFile* file = nullptr;
-  if (P3GPP_Open(&file, &descriptor_, file_manager_.get()) == P3GPP_OK) P3GPP_Close(file);
-}
-
 bool CZanMP4SourceFilter::open_iso_media() {
-  P3gppFile* file = nullptr;
-  if (P3GPP_Open(&file, &descriptor_, file_manager_.get()) != P3GPP_OK) return false;
-  iso_file_.reset(file);
+  iso_file_ = open_iso_file(descriptor_, file_manager_.get());
+  if (!iso_file_) return false;
   P3gppTrackCounts counts{};
-  if (P3GPP_GetTrackCounts(file, &counts) != P3GPP_OK) return false;
+  if (P3GPP_GetTrackCounts(iso_file_.get(), &counts) != P3GPP_OK) return false;
   if (!size_of_file(descriptor_, file_manager_.get(), &file_size_)) return false;
 
-  // Only the first track of each kind is played, and audio comes first.
+  // Kept: only the first track of each kind is tried, even if it cannot be played and a later one could.
   uint32_t audio_id = 0;
   if (counts.audio > 0) {
-    audio_id = first_track_id(file, P3GPP_TRACK_AUDIO, counts.audio);
-    audio_pin_ = add_track_pin(Stream::kAudio, audio_id);
+    audio_id = first_track_id(iso_file_.get(), P3GPP_TRACK_AUDIO, counts.audio);
+    shared_.audio_pin = add_track_pin(StreamKind::kAudio, audio_id);
   }
   if (counts.video > 0) {
-    const uint32_t video_id = first_track_id(file, P3GPP_TRACK_VIDEO, counts.video);
-    // Tracks are opened by ID. Under an ID that both have, the pins would share one track and its cursors.
-    const bool is_taken = audio_pin_ != nullptr && video_id == audio_id;
-    if (!is_taken) video_pin_ = add_track_pin(Stream::kVideo, video_id);
+    const uint32_t video_id = first_track_id(iso_file_.get(), P3GPP_TRACK_VIDEO, counts.video);
+    // Tracks are opened by ID. With one ID for both, the pins would share one track and its cursors.
+    const bool is_taken = shared_.audio_pin != nullptr && video_id == audio_id;
+    if (!is_taken) shared_.video_pin = add_track_pin(StreamKind::kVideo, video_id);
   }
-  if (video_pin_ != nullptr) update_frame_rate();
+  if (shared_.video_pin != nullptr) update_frame_rate();
   if (pins_.empty()) return false;
   find_longest_pin();
   return true;
 }
 
-void CZanMP4SourceFilter::find_longest_pin() {
-  CZanBaseSourceOutputPin* longest = nullptr;
-  UpdateDuration(&longest);
-  const CAutoLock lock(&position_lock_);
-  longest_pin_ = longest;
+bool CZanMP4SourceFilter::open_speech(LPCOLESTR file_name) {
+  AmrFilePointer reader = open_amr_file(file_name);
+  PinPointer pin = reader ? new_pin(u"AMR Audio1") : nullptr;
+  if (pin) pin->SetupAmrFile(std::move(reader));
+  return add_file_pin(std::move(pin));
 }
 
-bool CZanMP4SourceFilter::open_amr_file(LPCOLESTR file_name) {
-  AMRF_File* reader = nullptr;
-  if (AMRF_Open(&reader, file_name) != AMRF_OK) return false;
-  return add_file_pin(std::make_unique<AmrFile>(AmrFilePointer(reader)), u"AMR Audio1");
+bool CZanMP4SourceFilter::open_aac(LPCOLESTR file_name) {
+  AacFilePointer reader = open_aac_file(file_name);
+  PinPointer pin = reader ? new_pin(u"Audio1") : nullptr;
+  if (pin) pin->SetupAacFile(std::move(reader));
+  return add_file_pin(std::move(pin));
 }
 
-bool CZanMP4SourceFilter::open_aac_file(LPCOLESTR file_name) {
-  AacFilePointer reader = open_aac_reader(file_name);
-  return reader != nullptr && add_file_pin(std::make_unique<AacFile>(std::move(reader)), u"Audio1");
-}
-
-// The only pin of a speech or AAC file.
-bool CZanMP4SourceFilter::add_file_pin(std::unique_ptr<FileStream> stream, LPCWSTR name) {
+// Null when the pin cannot be made.
+CZanMP4SourceFilter::PinPointer CZanMP4SourceFilter::new_pin(LPCWSTR name) {
   HRESULT hr = S_OK;
-  auto pin = std::make_unique<CZanMP4SourceOutputPin>(&hr, this, name);
-  if (FAILED(hr)) return false;
-  pin->SetupFile(std::move(stream));
+  PinOwner& owner = *this;
+  auto pin = std::make_unique<CZanMP4SourceOutputPin>(&hr, this, owner, shared_, name);
+  return SUCCEEDED(hr) ? std::move(pin) : nullptr;
+}
+
+// The only pin of a speech or AAC file. False without one.
+bool CZanMP4SourceFilter::add_file_pin(PinPointer pin) {
+  if (!pin) return false;
   pins_.push_back(std::move(pin));
   find_longest_pin();
   return true;
 }
 
-// Null when the track cannot be played; nothing is left of the pin then.
-CZanMP4SourceOutputPin* CZanMP4SourceFilter::add_track_pin(Stream stream, uint32_t track_id) {
-  const bool is_audio = stream == Stream::kAudio;
-  HRESULT hr = S_OK;
-  auto pin = std::make_unique<CZanMP4SourceOutputPin>(&hr, this, is_audio ? u"Audio0" : u"Video0");
-  if (FAILED(hr) || pin->SetupTrack(iso_file_.get(), track_id, stream, file_size_) != 0) return nullptr;
+// Null when the track cannot be played; its pin is destroyed then.
+CZanMP4SourceOutputPin* CZanMP4SourceFilter::add_track_pin(StreamKind stream, uint32_t track_id) {
+  PinPointer pin = new_pin(stream == StreamKind::kAudio ? u"Audio0" : u"Video0");
+  if (!pin || pin->SetupTrack(iso_file_.get(), track_id, stream, file_size_) != 0) return nullptr;
   pins_.push_back(std::move(pin));
   return pins_.back().get();
 }
 
-// Kept: of a file with audio, the rate is that over the longer of the two tracks.
+void CZanMP4SourceFilter::find_longest_pin() {
+  CZanBaseSourceOutputPin* longest = nullptr;
+  UpdateDuration(&longest);
+  const CAutoLock lock(&position_lock);
+  shared_.longest_pin = static_cast<CZanMP4SourceOutputPin*>(longest);
+}
+
+// Kept: in a file with audio, the frame rate is that over the longer of the two tracks.
 void CZanMP4SourceFilter::update_frame_rate() {
   const auto media_ms = [](const CZanMP4SourceOutputPin* pin) {
     const P3gppTrackInfo* const info = pin->track_info();
     return media_time_to_whole_ms(info->media_duration, info->time_scale);
   };
-  uint32_t duration_ms = media_ms(video_pin_);
-  if (audio_pin_ != nullptr) duration_ms = std::max(duration_ms, media_ms(audio_pin_));
-  const uint32_t frame_count = video_pin_->track_info()->sample_count;
-  if (frame_count != 0 && duration_ms != 0) frame_rate_ = frame_rate_of(frame_count, duration_ms);
+  uint32_t duration_ms = media_ms(shared_.video_pin);
+  if (shared_.audio_pin != nullptr) duration_ms = std::max(duration_ms, media_ms(shared_.audio_pin));
+  const uint32_t frame_count = shared_.video_pin->track_info()->sample_count;
+  if (frame_count != 0 && duration_ms != 0) shared_.frame_rate = frame_rate_of(frame_count, duration_ms);
 }
 
 }  // namespace zdr::mp4source

@@ -1,12 +1,12 @@
-// The filter's private interface: clips opened by name, apart from the file that the filter plays.
+// The filter's private interface: opens clips by name, independently of the file that the filter plays.
 #pragma once
 
 #include <dshow.h>
 
 namespace zdr::mp4source {
 
-// What GetClipInfo fills. It writes the fields that the clip has and leaves the others as the caller set
-// them.
+// The result of GetClipInfo.
+// Kept: it stores the fields that the clip has and leaves the others as the caller set them.
 struct ClipInfo {
   DWORD video_codec;  // kClip...Video
   DWORD audio_codec;  // kClip...Audio
@@ -16,7 +16,8 @@ struct ClipInfo {
   DWORD duration_ms;
   DWORD sample_rate;  // of audio, Hz
   DWORD channels;
-  // MPEG-4 visual only. The pointer is always 0: the bytes do not outlive the call. The length is theirs.
+  // MPEG-4 visual only. The pointer is always 0, because the bytes do not outlive the call; the length is
+  // theirs.
   DWORD sl_config;
   DWORD sl_config_length;
 };
@@ -30,30 +31,30 @@ inline constexpr DWORD kClipAvcVideo = 5;
 inline constexpr DWORD kClipQcelpAudio = 6;
 inline constexpr DWORD kClipAmrWbAudio = 7;
 
-// An open clip, for the interface's own use. The first word is null for a file of an unknown extension, the
-// second without video.
+// An open clip, for use with the interface. The first word is null for a file of an unknown extension, the
+// second for a clip without video.
 struct ClipHandle {
   void* reader;
   void* track;
 };
 
-// Threads: calls on different clips may run at once. The interface shares state with the filter that answers
-// for it: OpenClip makes the filter one of the clip's kind, so it must not be used on a filter that plays a
-// file of another kind, and GetClipInfo sets the filter's frame rate.
+// Threads: calls on different clips may run at once. The interface shares state with its filter: OpenClip
+// makes the filter one of the clip's kind, so it must not be called on a filter that plays a file of another
+// kind, and GetClipInfo sets the filter's frame rate.
 struct IAMZandorVideoSource : IUnknown {
-  // The extension decides how the file is read; a file of an unknown one "opens", to a handle that nothing
-  // can use. `configuration` is what a decoder of the video needs in front: the decoder specific info of
-  // MPEG-4 visual, the lists of parameter sets of AVC behind their 16-bit NAL-length-size-minus-one, the
-  // first sample of H.263; null and 0 without any. It comes from malloc, and the caller frees it.
-  // E_POINTER, E_FAIL, E_OUTOFMEMORY, or -6001 when there is no memory for a file manager.
+  // The extension decides how the file is read; a file of an unknown one opens to a handle that is of no use.
+  // `configuration` is what a decoder needs before the video: the decoder specific info of MPEG-4 visual, the
+  // 16-bit NAL-length-size-minus-one and the lists of parameter sets of AVC, the first sample of H.263; null
+  // and 0 for other clips. The caller frees it with free(). Returns E_POINTER, E_FAIL, E_OUTOFMEMORY, or
+  // -6001 when there is no memory for a file manager.
   virtual HRESULT OpenClip(LPCOLESTR file_name, ClipHandle** clip, BYTE** configuration,
                            DWORD* configuration_length) = 0;
-  // The access unit of a key frame, counted from 1; beyond the last the last. Index 1 is the first sample,
-  // key frame or not. The buffer comes from malloc, and the caller frees it. E_FAIL without video.
+  // The access unit of a key frame, counted from 1; an index after the last gives the last. Index 1 is the
+  // first sample, key frame or not. The caller frees the buffer with free(). E_FAIL without video.
   virtual HRESULT GetKeyFrame(ClipHandle* clip, DWORD index, BYTE** buffer, DWORD* size) = 0;
-  // E_POINTER without a record, E_HANDLE without a clip, E_FAIL when the clip cannot tell.
+  // E_POINTER for a null record, E_HANDLE for a null clip, E_FAIL when the clip cannot be read.
   virtual HRESULT GetClipInfo(ClipHandle* clip, ClipInfo* info) = 0;
-  // E_FAIL for null, and for a clip of an unknown extension, which is freed all the same.
+  // E_FAIL for null, and for a clip of an unknown extension, which is freed anyway.
   virtual HRESULT CloseClip(ClipHandle* clip) = 0;
 };
 

@@ -1,5 +1,4 @@
-// The type of an AAC track. Its decoder takes the configuration and the first access unit from the format
-// block:
+// The type of an AAC track. The format block gives the decoder the configuration and the first access unit:
 //
 //   0   WAVEFORMATEX
 //   18  length of the configuration, low byte; three bytes 0
@@ -16,8 +15,8 @@ constexpr WORD kTagAac = 0xA106;
 constexpr uint32_t kFixedBytes = 26;
 constexpr int32_t kPlainConfiguration = 0;  // as opposed to the header of a stream
 
-// Kept: the track's configuration is afterwards as long as what the parser has read of it, so that a second
-// type may carry less of it than the first.
+// Kept: shortens the track's configuration to the bytes that the parser has read, so that a second type may
+// carry less of it than the first.
 bool parse_configuration(IsoTrack& track, const OwnedSample& first_unit, Zd_AAC_Dec_Config& config) {
   const auto configuration = track.configuration();
   auto length = static_cast<int32_t>(configuration.size());
@@ -31,11 +30,12 @@ WAVEFORMATEX aac_format(const Zd_AAC_Dec_Config& config, DWORD average_bitrate, 
   WAVEFORMATEX wave{};
   wave.wFormatTag = kTagAac;
   wave.nChannels = static_cast<WORD>(config.channels);
-  wave.nSamplesPerSec = static_cast<DWORD>(config.sampleRate);  // kept: the core's, also where SBR doubles it
+  // Kept: the rate of the core, even if SBR doubles it.
+  wave.nSamplesPerSec = static_cast<DWORD>(config.sampleRate);
   wave.nAvgBytesPerSec = average_bitrate;
   wave.nBlockAlign = 1;
-  wave.cbSize =
-      static_cast<WORD>(block_bytes);  // kept: of the whole block, not of the bytes behind the record
+  // Of the whole block, not of the bytes that follow the record.
+  wave.cbSize = static_cast<WORD>(block_bytes);
   return wave;
 }
 
@@ -50,13 +50,14 @@ HRESULT build_aac_type(const TypeRequest& request, CMediaType& type) {
   if (read == ReadResult::kFailed) return kTypeNotBuilt;
 
   const auto configuration = request.track.configuration();
-  // The block's size has 16 bits: what goes beyond is cut off.
+  // Kept: the block's size has 16 bits, and what exceeds it is cut off.
   const uint64_t whole_bytes = uint64_t{kFixedBytes} + configuration.size() + first_unit.size;
   const auto block_bytes = static_cast<uint32_t>(whole_bytes & 0xFFFF);
   if (block_bytes < kFixedBytes) return kTypeNotBuilt;
   BYTE* const block = new_format_block(type, block_bytes);
   if (block == nullptr) return E_OUTOFMEMORY;
   Zd_AAC_Dec_Config config{};
+  // Kept: a configuration that does not parse ends the list of types instead of failing.
   if (!parse_configuration(request.track, first_unit, config)) return VFW_S_NO_MORE_ITEMS;
 
   const WAVEFORMATEX wave = aac_format(config, decoder.u.systems.average_bitrate, block_bytes);

@@ -1,5 +1,5 @@
-// Which media types a pin accepts. The rules are older than some of the codecs and not symmetric: each is
-// kept as it has grown, down to the types that pass without a look at their major type.
+// The media types that a pin accepts. The rules are older than some of the codecs and differ between them;
+// some do not check the major type.
 #include <optional>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
@@ -9,7 +9,7 @@
 namespace zdr::mp4source {
 namespace {
 
-// A copy of the record at the head of the type's block: a stranger's block may be short, or lie anywhere.
+// A copy of the record at the start of the type's block, which may be short or unaligned.
 template <class Header>
 std::optional<Header> header_of(const CMediaType& type) {
   if (type.pbFormat == nullptr || type.cbFormat < sizeof(Header)) return std::nullopt;
@@ -29,7 +29,7 @@ bool is_video_info(const CMediaType& type) {
   return type.majortype == MEDIATYPE_Video && type.formattype == FORMAT_VideoInfo;
 }
 
-// biSize tells the bytes behind the header of the offered type, which a decoder passes back unread.
+// A decoder returns biSize as offered: the size of the header and of the bytes that follow it.
 bool matches_frame(const std::optional<VIDEOINFOHEADER>& header, const IsoTrack& track, uint16_t width,
                    uint16_t height, DWORD compression) {
   return header && header->bmiHeader.biWidth == width && header->bmiHeader.biHeight == height &&
@@ -54,7 +54,7 @@ bool accepts_codec_video(const IsoTrack& track, const CMediaType& type) {
       matches_frame(header, track, decoder.u.h263.width, decoder.u.h263.height, kCompressionH263)) {
     return true;
   }
-  // Kept: only a type that says it is video must have the right sub type.
+  // Kept: only types that are video must have the right sub type.
   if (is_video_info(type) && type.subtype != kSubtypeAvc && type.subtype != kSubtypeAnyVideo) return false;
   return decoder.object_type == P3GPP_OTI_AVC &&
          matches_frame(header, track, decoder.u.avc.width, decoder.u.avc.height, kCompressionH264);
@@ -82,14 +82,14 @@ bool accepts_audio(const IsoTrack& track, const CMediaType& type) {
   const auto configuration = track.configuration();
   const bool same_configuration =
       wave && wave->cbSize == configuration.size() && extra_bytes_equal<WAVEFORMATEX>(type, configuration);
-  // Kept: no rule looks at the codec of the track.
+  // Kept: no rule checks the codec of the track.
   if (type.majortype == MEDIATYPE_Audio && is_known_audio_format(type.formattype)) {
     if (is_aac_subtype(type.subtype) && has_block) return true;
     if (type.subtype == kSubtypeAmrNarrowBand && is_mono_at(wave, 8000)) return true;
     if (type.subtype == kSubtypeAmrWideBand && is_mono_at(wave, 16000)) return true;
     if (type.subtype == kSubtypeEvrc && is_mono_at(wave, 8000) && same_configuration) return true;
   }
-  // Kept: these two hold whatever the major and format types say.
+  // These two apply to any major and format type.
   if (type.subtype == kSubtypeQcelp && wave && wave->nChannels == 1 && same_configuration) return true;
   return type.subtype == kSubtypeDolbyAc3 && has_block;
 }
@@ -98,7 +98,7 @@ bool accepts_audio(const IsoTrack& track, const CMediaType& type) {
 
 bool accepts_media_type(const IsoTrack& track, const CMediaType& type) {
   if (track.decoder() == nullptr) return false;
-  if (track.stream() == Stream::kAudio) return accepts_audio(track, type);
+  if (track.stream() == StreamKind::kAudio) return accepts_audio(track, type);
   return track.decoder()->kind == P3GPP_KIND_SYSTEMS ? accepts_mpeg4_visual(track, type)
                                                      : accepts_codec_video(track, type);
 }

@@ -1,4 +1,4 @@
-// Types of audio: a WAVEFORMATEX, and behind it the decoder configuration where there is one.
+// Types of audio: a WAVEFORMATEX, followed by the decoder configuration where there is one.
 #include <limits>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
@@ -7,7 +7,7 @@
 namespace zdr::mp4source {
 namespace {
 
-constexpr WORD kTagAmr = 0x7A22;  // for both bands: the sub type tells them apart
+constexpr WORD kTagAmr = 0x7A22;  // Kept: one tag for both bands, which differ by their sub type.
 constexpr WORD kTagQcelp = 0xF7;
 constexpr WORD kTagEvrc = 0xF9;
 constexpr WORD kTagDolbyAc3 = 0x2000;
@@ -15,7 +15,7 @@ constexpr WORD kSpeechBlockAlign = 4;
 constexpr WORD kAc3BlockAlign = 1536;
 constexpr WORD kAc3ExtraSize = 18;
 
-// Speech comes in MPEG-4 sample entries, whose record tells a bitrate, and in entries of its own.
+// Speech is stored in MPEG-4 sample entries, whose record has a bitrate, and in entries of its own.
 DWORD average_bitrate_of(const P3gppDecoderInfo& decoder) {
   return decoder.kind == P3GPP_KIND_SYSTEMS ? decoder.u.systems.average_bitrate : 0;
 }
@@ -55,9 +55,9 @@ WAVEFORMATEX ac3_format(const P3gppDecoderInfo& decoder) {
   wave.wFormatTag = kTagDolbyAc3;
   wave.nChannels = enhanced ? eac3.channel_count : ac3.channel_count;
   wave.nSamplesPerSec = enhanced ? eac3.sample_rate : ac3.sample_rate;
-  wave.nAvgBytesPerSec = wave.nSamplesPerSec;  // kept: clients have never been told the byte rate here
+  wave.nAvgBytesPerSec = wave.nSamplesPerSec;  // Kept: not the byte rate.
   wave.nBlockAlign = kAc3BlockAlign;
-  wave.cbSize = kAc3ExtraSize;  // kept: announces extra bytes that do not follow
+  wave.cbSize = kAc3ExtraSize;  // Kept: announces extra bytes that do not follow.
   return wave;
 }
 
@@ -92,7 +92,7 @@ HRESULT build_evrc_type(const TypeRequest& request, CMediaType& type) {
 HRESULT build_ac3_type(const TypeRequest& request, CMediaType& type) {
   const P3gppDecoderInfo& decoder = *request.track.decoder();
   if (decoder.kind != P3GPP_KIND_COMPRESSED_AUDIO) return kTypeNotBuilt;
-  // The first sample is only a test of whether the track can be read.
+  // The first sample only shows whether the track can be read.
   OwnedSample first;
   const ReadResult read = request.track.read_first_sample(first);
   if (read == ReadResult::kNoMemory) return E_OUTOFMEMORY;

@@ -1,8 +1,10 @@
-// Media types: what a pin offers for its track, and what it accepts. The caller holds the pin mutex.
+// The media types that a pin offers and accepts for its track. The caller holds the mutex of the track's
+// source.
 #pragma once
 
 #include <streams.h>
 
+#include <algorithm>
 #include <cstring>
 #include <span>
 
@@ -10,8 +12,7 @@
 
 namespace zdr::mp4source {
 
-// Failures that are no HRESULTs of the platform, but negative like them; clients have always met these
-// numbers.
+// Kept: failures that are not HRESULTs of the platform, but negative like them.
 inline constexpr HRESULT kTypeNotBuilt = -1;    // no type for this codec, or its first sample cannot be read
 inline constexpr HRESULT kNoSpeechFormat = -2;  // no memory for the format block of a speech type
 
@@ -21,10 +22,10 @@ struct TypeRequest {
 };
 using TypeBuilder = HRESULT (*)(const TypeRequest& request, CMediaType& type);
 
-// Builds the type of the track's codec. kTypeNotBuilt for a codec that no row of the table covers.
-HRESULT build_media_type(const TypeRequest& request, CMediaType& type);
+// Builds the type of the track's codec. kTypeNotBuilt for a codec without a builder.
+HRESULT build_track_type(const TypeRequest& request, CMediaType& type);
 
-// The builders of the table, a file for each kind of media.
+// The builders, in a file for each kind of media.
 HRESULT build_mpeg4_visual_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_h263_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_avc_type(const TypeRequest& request, CMediaType& type);
@@ -35,18 +36,18 @@ HRESULT build_qcelp_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_evrc_type(const TypeRequest& request, CMediaType& type);
 HRESULT build_ac3_type(const TypeRequest& request, CMediaType& type);
 
-// Speech of one band, as a track or a file of its own.
+// Speech of one band, in a track or in a speech file.
 HRESULT build_amr_type_of_band(bool wide_band, std::span<const uint8_t> configuration, CMediaType& type);
 
 bool accepts_media_type(const IsoTrack& track, const CMediaType& type);
 
-// A zero-filled format block of its own for the type; null when memory runs out.
+// Gives the type a new, zero-filled format block. Null when memory runs out.
 BYTE* new_format_block(CMediaType& type, uint32_t size);
 
 void set_audio_type(const GUID& subtype, const GUID& format_type, CMediaType& type);
 
-// Fills a block front to back. What goes beyond its end is left out: some blocks are smaller than their
-// parts.
+// Fills a block from front to back and cuts off what does not fit: some blocks are smaller than their
+// content.
 class BlockWriter {
  public:
   explicit BlockWriter(std::span<BYTE> block) : rest_(block) {}

@@ -1,4 +1,4 @@
-// Four-character codes of biCompression. They are not those of the sub types.
+// Four-character codes of biCompression, which differ from those of the sub types.
 #pragma once
 
 #include <dshow.h>

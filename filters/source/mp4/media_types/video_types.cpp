@@ -1,4 +1,4 @@
-// Types of video: a VIDEOINFOHEADER, and behind it what a decoder needs before its first frame.
+// Types of video: a VIDEOINFOHEADER, followed by what a decoder needs before its first frame.
 #include <limits>
 
 #include "filters/source/mp4/core/conversions.h"
@@ -18,14 +18,14 @@ struct VideoDescription {
   uint16_t width;
   uint16_t height;
   DWORD bitrate;
-  uint32_t extra_bytes;  // as biSize tells them
+  uint32_t extra_bytes;  // as counted in biSize
 };
 
 REFERENCE_TIME average_time_per_frame(double frame_rate) {
   return frame_rate == 0 ? 0 : trunc_to_i64(1e7 / frame_rate);
 }
 
-// Gives the type its block and header; null when memory runs out.
+// Gives the type its block and header, and returns the block; null when memory runs out.
 BYTE* describe_video(const VideoDescription& video, double frame_rate, uint64_t block_bytes,
                      CMediaType& type) {
   if (block_bytes > std::numeric_limits<int32_t>::max()) return nullptr;
@@ -102,12 +102,10 @@ HRESULT build_avc_type(const TypeRequest& request, CMediaType& type) {
   const P3gppDecoderInfo& decoder = *request.track.decoder();
   if (decoder.kind != P3GPP_KIND_CODEC) return kTypeNotBuilt;
   const P3gppAvcInfo& avc = decoder.u.avc;
-  // In front of the parameter sets stands the record's own field, in this machine's byte order.
-  const uint8_t nal_length_field[] = {static_cast<uint8_t>(avc.nal_length_size_minus_one),
-                                      static_cast<uint8_t>(avc.nal_length_size_minus_one >> 8)};
-  constexpr uint32_t kFixedBytes = kHeaderBytes + sizeof nal_length_field;
+  const auto length_field = nal_length_field(avc);
+  constexpr uint32_t kFixedBytes = kHeaderBytes + sizeof length_field;
   const uint32_t list_bytes = uint32_t{avc.sps_list_length} + avc.pps_list_length;
-  // The block's size has 16 bits: longer lists are cut off.
+  // Kept: the block's size has 16 bits, and longer lists are cut off.
   const uint32_t block_bytes = (list_bytes + kFixedBytes) & 0xFFFF;
   if (block_bytes < kFixedBytes) return kTypeNotBuilt;
   const DWORD bitrate = trunc_to_u32(request.track.average_bitrate());
@@ -115,7 +113,7 @@ HRESULT build_avc_type(const TypeRequest& request, CMediaType& type) {
   BYTE* const block = describe_video(video, request.frame_rate, block_bytes, type);
   if (block == nullptr) return E_OUTOFMEMORY;
   BlockWriter extra({block + kHeaderBytes, block_bytes - kHeaderBytes});
-  extra.append(nal_length_field);
+  extra.append(length_field);
   extra.append({avc.sps_list, avc.sps_list_length});
   extra.append({avc.pps_list, avc.pps_list_length});
   return S_OK;

@@ -1,8 +1,14 @@
+// Opens ISO media files and reads the descriptions of their tracks.
 #include "filters/source/mp4/readers/iso_file.h"
 
 #include <vector>
 
 namespace zdr::mp4source {
+namespace {
+
+constexpr uint32_t kFirstDescription = 1;
+
+}  // namespace
 
 FileManagerPointer new_file_manager() {
   const FMGR_Config unbuffered{0, 0};
@@ -18,11 +24,10 @@ FMGR_Descriptor wide_file_descriptor(const WCHAR* path) {
   return descriptor;
 }
 
-uint32_t first_track_id(P3gppFile* file, uint32_t type, uint32_t track_count) {
-  std::vector<uint32_t> ids(track_count, 0);
-  uint32_t listed = 0;
-  P3GPP_GetTrackIds(file, type, ids.data(), &listed);
-  return ids.front();
+IsoFilePointer open_iso_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager) {
+  P3gppFile* file = nullptr;
+  const bool opened = P3GPP_Open(&file, &descriptor, manager) == P3GPP_OK;
+  return IsoFilePointer(opened ? file : nullptr);
 }
 
 bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint64_t* size) {
@@ -31,6 +36,28 @@ bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint
   const bool known = FMGR_FSize64(stream, size) == FMGR_OK;
   FMGR_FClose(stream);
   return known;
+}
+
+uint32_t first_track_id(P3gppFile* file, uint32_t type, uint32_t track_count) {
+  std::vector<uint32_t> ids(track_count, 0);
+  uint32_t listed = 0;
+  P3GPP_GetTrackIds(file, type, ids.data(), &listed);
+  return ids.front();
+}
+
+// Some failures return a record as well, which must be released.
+TrackInfoPointer read_track_info(P3gppFile* file, uint32_t track_id) {
+  P3gppTrackInfo* info = nullptr;
+  const int32_t status = P3GPP_GetTrackInfo(file, track_id, &info);
+  TrackInfoPointer owned(info);
+  return status == P3GPP_OK ? std::move(owned) : nullptr;
+}
+
+DecoderInfoPointer read_decoder_info(P3gppFile* file, uint32_t track_id) {
+  P3gppDecoderInfo* info = nullptr;
+  const int32_t status = P3GPP_GetDecoderInfo(file, track_id, &info, kFirstDescription);
+  DecoderInfoPointer owned(info);
+  return status == P3GPP_OK ? std::move(owned) : nullptr;
 }
 
 }  // namespace zdr::mp4source

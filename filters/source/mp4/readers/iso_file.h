@@ -1,4 +1,4 @@
-// Questions about an ISO media file that the filter and its clips ask alike.
+// Opening ISO media files and describing their tracks, for the filter and for clips.
 #pragma once
 
 #include <cstdint>
@@ -13,11 +13,19 @@ FileManagerPointer new_file_manager();
 // `path` outlives the descriptor.
 FMGR_Descriptor wide_file_descriptor(const WCHAR* path);
 
-// The ID of the first track of a type; 0, which none should have, when that track tells none. `track_count`
-// is what the file's counts tell, above 0. bad_alloc when memory runs out.
+// Null when the file cannot be opened. The descriptor and the manager outlive the file.
+IsoFilePointer open_iso_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager);
+
+// Opens the file once more, for its size alone. False when that fails.
+bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint64_t* size);
+
+// The ID of the first track of a type; 0, which is no valid ID, for a track that has none. `track_count` is
+// the parser's count for that type, above 0. Throws bad_alloc when memory runs out.
 uint32_t first_track_id(P3gppFile* file, uint32_t type, uint32_t track_count);
 
-// The file is opened for the question only.
-bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint64_t* size);
+// Null when the track cannot be described.
+TrackInfoPointer read_track_info(P3gppFile* file, uint32_t track_id);
+// Of the track's first sample description.
+DecoderInfoPointer read_decoder_info(P3gppFile* file, uint32_t track_id);
 
 }  // namespace zdr::mp4source

@@ -1,15 +1,16 @@
-// Description, reading and timing of one track.
+// Describes, reads and times one track.
 #include "filters/source/mp4/readers/iso_track.h"
 
 #include <algorithm>
 #include <new>
 
 #include "filters/source/mp4/core/conversions.h"
+#include "filters/source/mp4/readers/iso_file.h"
 
 namespace zdr::mp4source {
 namespace {
 
-// Bytes for the caches of all sample tables of a track.
+// Bytes shared by the caches of a track's sample tables.
 constexpr uint32_t kVideoCacheBudget = 24576;
 constexpr uint32_t kAudioCacheBudget = 8192;
 
@@ -17,7 +18,7 @@ constexpr uint32_t kFirstSample = 1;
 constexpr int32_t kForward = 1;
 constexpr int32_t kBackward = -1;
 
-// A renderer must be this much later than the next sync sample is away before frames are skipped.
+// Frames are skipped only if the renderer is later than the time to the next sync sample less this margin.
 constexpr REFERENCE_TIME kLatenessMargin = 100000;
 
 uint32_t configuration_length_of(const P3gppDecoderInfo& decoder) {
@@ -35,28 +36,23 @@ void store_le16(uint8_t* out, uint16_t value) {
 
 }  // namespace
 
-bool IsoTrack::open(P3gppFile* file, uint32_t track_id, Stream stream, uint64_t file_size) {
+bool IsoTrack::open(P3gppFile* file, uint32_t track_id, StreamKind stream, uint64_t file_size) {
   stream_ = stream;
-  P3gppTrackInfo* info = nullptr;
-  const int32_t info_status = P3GPP_GetTrackInfo(file, track_id, &info);
-  info_.reset(info);
-  if (info_status != P3GPP_OK || !info_) return false;
-
-  P3gppDecoderInfo* decoder = nullptr;
-  const int32_t decoder_status = P3GPP_GetDecoderInfo(file, track_id, &decoder, 1);
-  decoder_.reset(decoder);  // some failures hand out a record all the same
-  if (decoder_status != P3GPP_OK || !decoder_) return false;
+  info_ = read_track_info(file, track_id);
+  if (!info_) return false;
+  decoder_ = read_decoder_info(file, track_id);
+  if (!decoder_) return false;
   is_aac_ = object_type() == P3GPP_OTI_AAC || object_type() == P3GPP_OTI_MPEG2_AAC_LC;
   configuration_length_ = configuration_length_of(*decoder_);
   format_extra_length_ = configuration_length_;
 
   P3gppTrack* track = nullptr;
-  const bool is_video = stream == Stream::kVideo;
+  const bool is_video = stream == StreamKind::kVideo;
   if (P3GPP_OpenTrack(file, &track, track_id, is_video ? kVideoCacheBudget : kAudioCacheBudget) != P3GPP_OK) {
     return false;
   }
   track_.reset(track);
-  // Neither status counts: without a size no buffer will be made, without a bitrate the type says 0.
+  // Both may fail: without a size no buffer is allocated, without a bitrate the media type has 0.
   uint32_t largest_sample = 0;
   P3GPP_GetMaxSampleSize(track, &largest_sample);
   largest_sample_ = static_cast<uint32_t>(std::min<uint64_t>(largest_sample, file_size));
@@ -66,7 +62,9 @@ bool IsoTrack::open(P3gppFile* file, uint32_t track_id, Stream stream, uint64_t 
 
 uint32_t IsoTrack::duration_ms() const {
   if (!info_) return 0;
-  // The track duration counts in the movie's time scale and is divided by the track's all the same.
+  // Kept: a media duration of 0 is replaced by the track duration, which is in units of the movie's time
+  // scale but is divided by the track's. Kept: an edit shift is not part of it, so the stop position cuts off
+  // the tail of a shifted track.
   const uint32_t duration = info_->media_duration != 0 ? info_->media_duration : info_->track_duration;
   return media_time_to_whole_ms(duration, info_->time_scale);
 }
@@ -79,8 +77,9 @@ std::span<const uint8_t> IsoTrack::configuration() const {
           std::min(configuration_length_, systems.decoder_specific_info_length)};
 }
 
+// Kept: QCELP and EVRC are delivered one unit a sample.
 bool IsoTrack::packs_groups() const {
-  if (stream_ == Stream::kVideo) return false;
+  if (stream_ == StreamKind::kVideo) return false;
   switch (object_type()) {
     case P3GPP_OTI_AAC:
     case P3GPP_OTI_MPEG2_AAC_LC:
@@ -94,7 +93,7 @@ bool IsoTrack::packs_groups() const {
   }
 }
 
-// A sample that does not fit counts as a failed read.
+// Reading a sample that does not fit fails.
 bool IsoTrack::read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, uint32_t room) {
   sample.number = number;
   sample.buffer = buffer;
@@ -131,12 +130,12 @@ std::optional<AccessUnits> IsoTrack::read_group(uint8_t* buffer, uint32_t room) 
   const uint32_t room_for_units = room - std::min(room, table_bytes);
   AccessUnits units{.number = counter_};
   uint16_t sizes[kUnitsPerGroup] = {};
-  // A failed read leaves the counter on the failed unit, so that the next group starts behind it.
+  // Kept: a failed read leaves the counter on the failed unit, so that the next group skips it.
   for (uint32_t i = 0; i < kUnitsPerGroup; ++i) {
     if (i > 0) ++counter_;
     if (!read_unit(counter_, sample_, buffer + units.size, room_for_units - units.size)) break;
     if (i == 0) units.decoding_time = sample_.decoding_time;
-    sizes[i] = static_cast<uint16_t>(sample_.size);  // an entry has no more bits
+    sizes[i] = static_cast<uint16_t>(sample_.size);  // Kept: an entry has 16 bits, even for larger units.
     units.size += sample_.size;
   }
   if (units.size == 0) return std::nullopt;
@@ -149,7 +148,7 @@ std::optional<AccessUnits> IsoTrack::read_group(uint8_t* buffer, uint32_t room) 
   return units;
 }
 
-// A failed query counts as "no".
+// False when the query fails.
 bool IsoTrack::is_sync_sample(uint32_t number) {
   int32_t is_sync = 0;
   return P3GPP_IsSyncSample(track_.get(), number, &is_sync) == P3GPP_OK && is_sync != 0;
@@ -172,7 +171,7 @@ uint32_t IsoTrack::next_sync_sample(uint32_t number) {
   return P3GPP_FindSyncSample(track_.get(), &next, kForward) == P3GPP_OK ? next : 0;
 }
 
-// The queries share the cursors of the reads and their answers depend on each other: their order is kept.
+// The queries use the cursors of the reads, so their results depend on their order.
 FrameTiming IsoTrack::describe_frame(const AccessUnits& frame, double frame_rate) {
   FrameTiming timing;
   const double frame_ms = media_time_to_ms(frame.decoding_time, time_scale());
@@ -191,7 +190,7 @@ FrameTiming IsoTrack::describe_frame(const AccessUnits& frame, double frame_rate
   } else if (frame_rate != 0) {
     timing.duration = ms_to_reference_time(trunc_to_u32(1000.0 / frame_rate));
   }
-  // Also where no sync sample is known: the time then turns negative.
+  // Kept: without a later sync sample the time runs below 0, and any lateness then requests a skip.
   time_to_next_sync_ = wrapping_sub(time_to_next_sync_, timing.duration);
   return timing;
 }

@@ -1,4 +1,4 @@
-// Owning pointers to what the filter opens.
+// Owning pointers to handles, files and readers.
 #pragma once
 
 #include <windows.h>
@@ -27,7 +27,7 @@ struct CloseIsoFile {
 };
 using IsoFilePointer = std::unique_ptr<P3gppFile, CloseIsoFile>;
 
-// What the parser hands out is released through itself.
+// The parser's records release themselves.
 struct ReleaseRecord {
   template <class Record>
   void operator()(Record* record) const {

@@ -1,4 +1,4 @@
-// An AAC file as the stream of a pin: decoded by its reader, so the pin carries PCM.
+// An AAC file as the source of a pin: its reader decodes it, so the pin carries PCM.
 #pragma once
 
 #include <atomic>
@@ -8,24 +8,17 @@
 
 namespace zdr::mp4source {
 
-// Null when the file cannot be opened.
-AacFilePointer open_aac_reader(LPCOLESTR file_name);
-
-class AacFile final : public FileStream {
+class AacSource final : public FrameSource {
  public:
-  explicit AacFile(AacFilePointer reader);
-  ~AacFile() override;
-  AacFile(const AacFile&) = delete;
-  AacFile& operator=(const AacFile&) = delete;
+  AacSource(PlaybackContext& context, AacFilePointer reader);
+  ~AacSource() override;
 
-  SourceKind kind() const override { return SOURCE_KIND_AAC; }
   DWORD duration_ms() const override { return duration_.duration_ms; }
-  HRESULT build_media_type(CMediaType& type) override;
-  // Kept: unknown until a type has been asked for.
   uint64_t sample_bytes() const override;
+  HRESULT build_media_type(CMediaType& type) override;
 
  protected:
-  Found find(REFERENCE_TIME target) override;
+  FoundFrame find_frame(REFERENCE_TIME target) override;
   bool read_frame(uint32_t number, uint8_t* buffer, uint32_t room, uint32_t* size) override;
   int64_t time_before(uint32_t number) override;
 
@@ -33,7 +26,8 @@ class AacFile final : public FileStream {
   AacFilePointer reader_;
   AACF_Duration duration_{};
   ID3P_Text tag_text_{};
-  // Read while the type is asked for on another thread.
+  // Kept: PCM bytes of a frame are unknown until build_media_type() has run, so the pin cannot be connected
+  // before. Another thread may build a type while this is read.
   std::atomic<int32_t> frame_bytes_{0};
 };
 

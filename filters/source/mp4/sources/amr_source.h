@@ -1,4 +1,4 @@
-// An AMR or AMR-WB speech file as the stream of a pin.
+// An AMR or AMR-WB speech file as the source of a pin.
 #pragma once
 
 #include "filters/source/mp4/readers/owned_handles.h"
@@ -6,18 +6,17 @@
 
 namespace zdr::mp4source {
 
-class AmrFile final : public FileStream {
+class AmrSource final : public FrameSource {
  public:
-  // Counts the frames. A file of which they cannot be counted has no duration and is not rewound.
-  explicit AmrFile(AmrFilePointer reader);
+  // Counts the frames. If that fails, the file has no duration and is not rewound.
+  AmrSource(PlaybackContext& context, AmrFilePointer reader);
 
-  SourceKind kind() const override { return SOURCE_KIND_AMR; }
   DWORD duration_ms() const override { return info_.duration_ms; }
-  HRESULT build_media_type(CMediaType& type) override;
   uint64_t sample_bytes() const override;
+  HRESULT build_media_type(CMediaType& type) override;
 
  protected:
-  Found find(REFERENCE_TIME target) override;
+  FoundFrame find_frame(REFERENCE_TIME target) override;
   bool can_rewind() const override { return counted_; }
   bool read_frame(uint32_t number, uint8_t* buffer, uint32_t room, uint32_t* size) override;
   int64_t time_before(uint32_t number) override;
@@ -26,7 +25,7 @@ class AmrFile final : public FileStream {
   AmrFilePointer reader_;
   AMRF_Info info_{};
   bool counted_ = false;
-  REFERENCE_TIME last_target_ = 0;  // of the seek before
+  REFERENCE_TIME last_target_ = 0;  // of the previous seek
 };
 
 }  // namespace zdr::mp4source

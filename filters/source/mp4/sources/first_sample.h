@@ -4,15 +4,20 @@
 
 #include <streams.h>
 
-#include "filters/source/mp4/core/source_kind.h"
+#include <atomic>
 
 namespace zdr::mp4source {
 
-// Marks the sample if it is the first of its kind. Two workers may ask at once: one of them gets the mark.
-// The failure of a sample that refuses the mark is returned; of ISO media the next sample then gets it.
-HRESULT mark_first_sample(SourceKind kind, IMediaSample* sample);
+// One for each kind of source in the process.
+struct FirstSampleMark {
+  std::atomic<bool> due{true};
+};
+extern FirstSampleMark g_first_iso_sample;
+extern FirstSampleMark g_first_amr_sample;
+extern FirstSampleMark g_first_aac_sample;
 
-// As if the process had delivered nothing yet.
-void rearm_first_sample_marks();
+// Marks the sample if the mark is due, and clears the mark. Of two workers that call this at once only one
+// marks its sample. Returns the failure of a sample that refuses the mark.
+HRESULT mark_first_sample(FirstSampleMark& mark, IMediaSample* sample);
 
 }  // namespace zdr::mp4source

@@ -1,0 +1,54 @@
+// Which reader the filter opens a file with. The extension of the name decides, never the content.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+
+namespace zdr::mp4source {
+
+enum SourceKind : uint32_t {
+  SOURCE_KIND_NONE = 0,
+  SOURCE_KIND_AMR = 241,  // AMR and AMR-WB speech files
+  SOURCE_KIND_MP4 = 243,  // ISO base media files
+  SOURCE_KIND_AAC = 244,  // AAC files: ADTS, ADIF, raw
+};
+
+struct KnownExtension {
+  std::string_view extension;  // lower case
+  SourceKind kind;
+};
+
+inline constexpr KnownExtension kKnownExtensions[] = {
+    {".amr", SOURCE_KIND_AMR},     {".awb", SOURCE_KIND_AMR},      {".aac", SOURCE_KIND_AAC},
+    {".3gp", SOURCE_KIND_MP4},     {".3gpp", SOURCE_KIND_MP4},     {".3ga", SOURCE_KIND_MP4},
+    {".3g2", SOURCE_KIND_MP4},     {".mp4", SOURCE_KIND_MP4},      {".k3g", SOURCE_KIND_MP4},
+    {".skm", SOURCE_KIND_MP4},     {".mpg", SOURCE_KIND_MP4},      {".m4a", SOURCE_KIND_MP4},
+    {".m4v", SOURCE_KIND_MP4},     {".rec", SOURCE_KIND_MP4},      {".mp4-odf", SOURCE_KIND_MP4},
+    {".k3g-odf", SOURCE_KIND_MP4}, {".3gpa", SOURCE_KIND_MP4},     {".3gpa-drm", SOURCE_KIND_MP4},
+    {".mp4a", SOURCE_KIND_MP4},    {".mp4a-drm", SOURCE_KIND_MP4},
+};
+
+// SOURCE_KIND_NONE for an unknown extension. ASCII letters match in either case.
+template <class Char>
+constexpr SourceKind source_kind_of_name(std::basic_string_view<Char> file_name) {
+  // Kept: the last dot of the whole path counts, so a folder's name has a say when the file's has no dot.
+  const size_t dot = file_name.rfind(Char{'.'});
+  if (dot == std::basic_string_view<Char>::npos) return SOURCE_KIND_NONE;
+  const auto matches = [](Char given, char lower) {
+    const bool is_upper = given >= Char{'A'} && given <= Char{'Z'};
+    return (is_upper ? static_cast<Char>(given + ('a' - 'A')) : given) == static_cast<Char>(lower);
+  };
+  for (const KnownExtension& known : kKnownExtensions) {
+    if (std::ranges::equal(file_name.substr(dot), known.extension, matches)) return known.kind;
+  }
+  return SOURCE_KIND_NONE;
+}
+constexpr SourceKind source_kind_of(std::string_view file_name) {
+  return source_kind_of_name(file_name);
+}
+constexpr SourceKind source_kind_of(std::u16string_view file_name) {
+  return source_kind_of_name(file_name);
+}
+
+}  // namespace zdr::mp4source

@@ -1,0 +1,20 @@
+// Where a pin plays, and where a seek moves it. Times are absolute, in 100 ns.
+#pragma once
+
+#include <windows.h>
+
+namespace zdr::mp4source {
+
+struct Positions {
+  REFERENCE_TIME start = 0;  // of the segment; time stamps count from here
+  REFERENCE_TIME stop = 0;
+  bool seek_pending = false;  // the worker has yet to reposition its reader
+};
+
+// What a seek gives to every pin. A null pointer leaves the pin its own value.
+struct SeekTarget {
+  const REFERENCE_TIME* start;
+  const REFERENCE_TIME* stop;
+};
+
+}  // namespace zdr::mp4source
