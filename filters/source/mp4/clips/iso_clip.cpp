@@ -103,8 +103,7 @@ HRESULT IsoClip::read_sample(uint32_t number, ClientBytes& sample) {
 }
 
 // Kept: the first sample is key frame 1 even if it is not one, and an index after the last key frame gives
-// the last. Kept: where sync samples follow each other, the result of a search depends on the previous
-// searches, and with it the frame that an index gives.
+// the last.
 uint32_t IsoClip::number_of_key_frame(DWORD index) {
   // Where every sample is a sync sample, the search would find the index itself, one by one through as many
   // samples as the file claims.
@@ -113,6 +112,8 @@ uint32_t IsoClip::number_of_key_frame(DWORD index) {
     return std::clamp(index, kFirstSample, all_sync);
   }
   uint32_t number = kFirstSample;
+  // Kept: where sync samples follow each other, the result of a search depends on the previous searches, and
+  // with it the frame that an index gives.
   for (DWORD counted = 1; counted < index;) {
     uint32_t found = number;
     if (P3GPP_FindSyncSample(video_.get(), &found, kForward) != P3GPP_OK) break;

@@ -62,7 +62,6 @@ HRESULT CZanMP4SourceFilter::UpdateDuration(CZanBaseSourceOutputPin** longest) {
   return S_OK;
 }
 
-// Kept: a stop sends speech and AAC files back to their start, but not tracks.
 HRESULT CZanMP4SourceFilter::Stop() {
   const std::lock_guard control(control_mutex);
   const HRESULT hr = CZanBaseSourceFilter::Stop();

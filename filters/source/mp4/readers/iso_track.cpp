@@ -63,9 +63,9 @@ bool IsoTrack::open(P3gppFile* file, uint32_t track_id, StreamKind stream, uint6
 uint32_t IsoTrack::duration_ms() const {
   if (!info_) return 0;
   // Kept: a media duration of 0 is replaced by the track duration, which is in units of the movie's time
-  // scale but is divided by the track's. Kept: an edit shift is not part of it, so the stop position cuts off
-  // the tail of a shifted track.
+  // scale but is divided by the track's.
   const uint32_t duration = info_->media_duration != 0 ? info_->media_duration : info_->track_duration;
+  // Kept: an edit shift is not included, so the stop position cuts off the tail of a shifted track.
   return media_time_to_whole_ms(duration, info_->time_scale);
 }
 

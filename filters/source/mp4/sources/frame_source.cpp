@@ -19,7 +19,7 @@ HRESULT FrameSource::fill(IMediaSample* sample) {
       sample->SetSyncPoint(TRUE);
     }
   }
-  mark_first_sample(first_sample_, sample);  // Kept: a sample that refuses the mark uses it up.
+  mark_first_sample(first_sample_, sample);  // a sample that refuses the mark uses it up
   BYTE* buffer = nullptr;
   const HRESULT hr = get_buffer(sample, &buffer);
   const LONG size = sample->GetSize();
