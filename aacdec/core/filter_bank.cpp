@@ -10,7 +10,7 @@
 namespace zdr::aacdec {
 namespace {
 
-// The first of eight short windows.
+// The sample at which the first of the eight short windows begins.
 constexpr int kShortWindowsStart = (kFrameLength - kShortLength) / 2;
 
 const uint16_t* long_window(int shape) {

@@ -49,24 +49,11 @@ template <int kCount>
   return {mul_q31(a.im - a.re, root), Lanes{} - mul_q31(a.re + a.im, root)};
 }
 
-// Fourier transform of 4 points; writes out[0], out[2], out[4] and out[6].
-[[gnu::always_inline]] inline void fourier_4(ComplexLanes a, ComplexLanes b, ComplexLanes c, ComplexLanes d,
-                                             ComplexLanes* out) {
-  const ComplexLanes even_sum = a + c;
-  const ComplexLanes even_difference = a - c;
-  const ComplexLanes odd_sum = b + d;
-  const ComplexLanes odd_difference = times_minus_i(b - d);
-  out[0] = even_sum + odd_sum;
-  out[2] = even_difference + odd_difference;
-  out[4] = even_sum - odd_sum;
-  out[6] = even_difference - odd_difference;
-}
-
 [[gnu::always_inline]] inline void fourier_8(ComplexLanes (&v)[8]) {
   const ComplexLanes difference[4] = {v[0] - v[4], v[1] - v[5], v[2] - v[6], v[3] - v[7]};
-  fourier_4(v[0] + v[4], v[1] + v[5], v[2] + v[6], v[3] + v[7], v);
+  fourier_4(v[0] + v[4], v[1] + v[5], v[2] + v[6], v[3] + v[7], v, 2);
   fourier_4(difference[0], rotate_eighth(difference[1]), times_minus_i(difference[2]),
-            rotate_three_eighths(difference[3]), v + 1);
+            rotate_three_eighths(difference[3]), v + 1, 2);
 }
 
 // Fourier transforms of 64 points, one in each lane of the rows `in`, which are overwritten. Calls put(row,
@@ -176,9 +163,9 @@ void dct4_short(const int32_t* in, int32_t* out, int32_t* work) {
     store_row(rows, n, rotate(v, one_rotation(kShortRotations, n)));
   }
   fourier_64(rows, [=](int k, ComplexLanes v) {
-    const ComplexLanes turned = rotate(v, one_rotation(kShortRotations, k));
-    store(lines + kLanes * 2 * k, turned.re);
-    store(lines + kLanes * (127 - 2 * k), Lanes{} - turned.im);
+    const ComplexLanes rotated = rotate(v, one_rotation(kShortRotations, k));
+    store(lines + kLanes * 2 * k, rotated.re);
+    store(lines + kLanes * (127 - 2 * k), Lanes{} - rotated.im);
   });
   scatter_windows(lines, out);
 }

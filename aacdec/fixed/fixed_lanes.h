@@ -108,6 +108,19 @@ struct ComplexLanes {
   return {a.im, Lanes{} - a.re};
 }
 
+// Fourier transform of 4 points. The results are `step` apart in `out`, which may hold the arguments.
+[[gnu::always_inline]] inline void fourier_4(ComplexLanes a, ComplexLanes b, ComplexLanes c, ComplexLanes d,
+                                             ComplexLanes* out, int step) {
+  const ComplexLanes even_sum = a + c;
+  const ComplexLanes even_difference = a - c;
+  const ComplexLanes odd_sum = b + d;
+  const ComplexLanes odd_difference = times_minus_i(b - d);
+  out[0] = even_sum + odd_sum;
+  out[step] = even_difference + odd_difference;
+  out[2 * step] = even_sum - odd_sum;
+  out[3 * step] = even_difference - odd_difference;
+}
+
 // cos - i sin of an angle, in the form for a complex product with three multiplications. The sums are halved
 // because they reach the square root of 2.
 struct Rotation {

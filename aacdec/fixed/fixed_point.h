@@ -1,6 +1,6 @@
 // The arithmetic of the decoder's signal processing: 32-bit fixed point, no floating point at run time.
 //
-// Everything multiplies with mul_q31, whose truncation is part of the decoder's output: every form of it,
+// The core multiplies with mul_q31 only, whose truncation is part of the decoder's output: every form of it,
 // scalar or vector, gives the same bits. Values that a damaged stream drives out of range saturate in the
 // spectral tools and wrap, as unsigned numbers, inside the transforms; no signed type overflows.
 //
@@ -63,10 +63,6 @@ constexpr int32_t sub_saturating(int32_t a, int32_t b) {
 // v * 2^count, count 0 to 31.
 constexpr int32_t shift_left_saturating(int32_t v, int count) {
   return saturate(int64_t{v} * (int64_t{1} << count));
-}
-
-constexpr int32_t add_wrapping(int32_t a, int32_t b) {
-  return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
 
 constexpr int32_t sub_wrapping(int32_t a, int32_t b) {

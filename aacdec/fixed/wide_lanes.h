@@ -78,11 +78,14 @@ struct WideLanes {
   return reinterpret_cast<Lanes>(at_least < highs ? at_least : highs);
 }
 
-[[gnu::always_inline]] inline ComplexLanes product(ComplexLanes a, ComplexQ30 w) {
-  const Lanes re = broadcast(w.re);
-  const Lanes im = broadcast(w.im);
-  return {narrowed(wide_product(a.re, re) - wide_product(a.im, im), 30),
-          narrowed(wide_product(a.re, im) + wide_product(a.im, re), 30)};
+// a * w / 2^shift; a shift of 30 keeps the scale of a.
+[[gnu::always_inline]] inline ComplexLanes product(ComplexLanes a, ComplexLanes w_q30, int shift = 30) {
+  return {narrowed(wide_product(a.re, w_q30.re) - wide_product(a.im, w_q30.im), shift),
+          narrowed(wide_product(a.re, w_q30.im) + wide_product(a.im, w_q30.re), shift)};
+}
+
+[[gnu::always_inline]] inline ComplexLanes product(ComplexLanes a, ComplexQ30 w, int shift = 30) {
+  return product(a, ComplexLanes{broadcast(w.re), broadcast(w.im)}, shift);
 }
 
 // The OR of the lanes.

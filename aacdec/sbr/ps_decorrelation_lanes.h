@@ -22,17 +22,12 @@ struct AllPassFactors {
   Lanes gain[kAllPassLinks];
 };
 
-[[gnu::always_inline]] inline ComplexLanes rotated(ComplexLanes a, ComplexLanes w_q30) {
-  return {narrowed(wide_product(a.re, w_q30.re) - wide_product(a.im, w_q30.im), 30),
-          narrowed(wide_product(a.re, w_q30.im) + wide_product(a.im, w_q30.re), 30)};
-}
-
 // One link: y = rotated w[-d] - gain x, w[0] = x + gain y.
 [[gnu::always_inline]] inline ComplexLanes all_pass_link(ComplexLanes x, ComplexLanes& delayed,
                                                          ComplexLanes phase, Lanes gain) {
-  const ComplexLanes turned = rotated(delayed, phase);
-  const ComplexLanes y{turned.re - narrowed(wide_product(x.re, gain), 30),
-                       turned.im - narrowed(wide_product(x.im, gain), 30)};
+  const ComplexLanes rotated = product(delayed, phase);
+  const ComplexLanes y{rotated.re - narrowed(wide_product(x.re, gain), 30),
+                       rotated.im - narrowed(wide_product(x.im, gain), 30)};
   delayed = {x.re + narrowed(wide_product(y.re, gain), 30), x.im + narrowed(wide_product(y.im, gain), 30)};
   return y;
 }
@@ -72,7 +67,7 @@ inline void all_pass_block(const AllPassFactors& factors, int first_slot, AllPas
   for (int t = 0; t < kLanes; ++t) {
     const int slot = first_slot + t;
     ComplexLanes& oldest = rings.input[slot % AllPassState::kInputSlots];
-    ComplexLanes x = rotated(oldest, factors.delay);
+    ComplexLanes x = product(oldest, factors.delay);
     oldest = {re[t], im[t]};
     for (int m = 0; m < kAllPassLinks; ++m) {
       x = all_pass_link(x, rings.link[kLinkStart[m] + slot % kLinkDelay[m]], factors.link[m],

@@ -37,7 +37,7 @@ struct HybridInput {
   }
 };
 
-inline void lay_out_hybrid(const QmfMatrix& bands, int band, PsSynthesisState& ps, HybridInput& in) {
+inline void load_hybrid_input(const QmfMatrix& bands, int band, PsSynthesisState& ps, HybridInput& in) {
   constexpr int kFirst = kHybridColumn - kHybridDelay;
   constexpr int kHistoryBytes = kHybridDelay * 4;
   constexpr int kNewBytes = (kQmfSlots + kHybridDelay) * 4;
@@ -116,11 +116,11 @@ inline void split_in_two(const HybridInput& in, ComplexRow& sum_row, ComplexRow&
 void split_bands(QmfMatrix& bands, PsSynthesisState& ps) {
   limit_samples(bands);
   HybridInput in;
-  lay_out_hybrid(bands, 0, ps, in);
+  load_hybrid_input(bands, 0, ps, in);
   split_band_0(in, ps.hybrid);
-  lay_out_hybrid(bands, 1, ps, in);
+  load_hybrid_input(bands, 1, ps, in);
   split_in_two(in, ps.hybrid[7], ps.hybrid[6]);
-  lay_out_hybrid(bands, 2, ps, in);
+  load_hybrid_input(bands, 2, ps, in);
   split_in_two(in, ps.hybrid[8], ps.hybrid[9]);
 }
 

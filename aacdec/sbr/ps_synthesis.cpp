@@ -69,7 +69,7 @@ std::array<int32_t, kMixingEntries> mixing_of(const PsFrame& frame, int envelope
 }
 
 // Interpolates linearly from `from`, reached before slot `first`, to `to`, reached at slot `end` - 1.
-void draw_line(int32_t* row, int first, int end, int32_t from, int32_t to) {
+void interpolate_line(int32_t* row, int first, int end, int32_t from, int32_t to) {
   constexpr int kFraction = 20;
   const int64_t step = (int64_t{to} - from) * (1 << kFraction) / (end - first);
   int64_t value = int64_t{from} << kFraction;
@@ -79,7 +79,7 @@ void draw_line(int32_t* row, int first, int end, int32_t from, int32_t to) {
   }
 }
 
-void draw_mixing_rows(const PsFrame& frame, int band, PsSynthesisState& ps) {
+void interpolate_mixing(const PsFrame& frame, int band, PsSynthesisState& ps) {
   int32_t* const reached = ps.mixing_q30[band];
   int first = 0;
   for (int envelope = 0; envelope < frame.envelope_count; ++envelope) {
@@ -87,7 +87,7 @@ void draw_mixing_rows(const PsFrame& frame, int band, PsSynthesisState& ps) {
     const auto wanted = mixing_of(frame, envelope, band);
     for (int i = 0; i < kMixingEntries; ++i) {
       const int32_t target = wanted[static_cast<size_t>(i)];
-      if (end > first) draw_line(ps.mixing_rows_q30[band][i], first, end, reached[i], target);
+      if (end > first) interpolate_line(ps.mixing_rows_q30[band][i], first, end, reached[i], target);
       reached[i] = target;
     }
     first = std::max(first, end);
@@ -105,7 +105,7 @@ void PsSynthesis::configure() {
   for (auto& entries : state.mixing_q30) entries[0] = entries[1] = kOneQ30;
 }
 
-void PsSynthesis::forget_signal() {
+void PsSynthesis::clear_signal() {
   std::memset(&state.memory, 0, sizeof state.memory);
 }
 
@@ -116,7 +116,7 @@ void PsSynthesis::process(const PsFrame& frame, int band_end, QmfMatrix& bands) 
   kernels.measure_energies(bands, state);
   damp_transients(state);
   kernels.decorrelate(bands, state);
-  for (int band = 0; band < kPsBands; ++band) draw_mixing_rows(frame, band, state);
+  for (int band = 0; band < kPsBands; ++band) interpolate_mixing(frame, band, state);
   kernels.mix_channels(state, bands);
 }
 

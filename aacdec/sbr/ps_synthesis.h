@@ -21,7 +21,7 @@ struct PsSynthesis {
   void configure();
 
   // Clears delay lines and detectors, for a new signal; the parameters reached remain.
-  void forget_signal();
+  void clear_signal();
 
   // Makes the left channel of `bands` in place, and state.right. The lowest kSplitBands rows of `bands` must
   // hold kHybridDelay slots more than the frame; rows from `band_end` on are silent. A frame without data

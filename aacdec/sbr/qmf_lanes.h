@@ -16,25 +16,18 @@ inline constexpr int kFrameColumn = 16;
 inline constexpr int kSynthesisHistory = 10;
 inline constexpr int kAnalysisHistory = 9;
 
-// A butterfly of four values that are `step` apart.
-[[gnu::always_inline]] inline void butterfly4(ComplexLanes* x, int step) {
-  const ComplexLanes even_sum = x[0] + x[2 * step];
-  const ComplexLanes even_difference = x[0] - x[2 * step];
-  const ComplexLanes odd_sum = x[step] + x[3 * step];
-  const ComplexLanes odd_difference = times_minus_i(x[step] - x[3 * step]);
-  x[0] = even_sum + odd_sum;
-  x[step] = even_difference + odd_difference;
-  x[2 * step] = even_sum - odd_sum;
-  x[3 * step] = even_difference - odd_difference;
+// Fourier transform of four values that are `step` apart, in place.
+[[gnu::always_inline]] inline void fourier_4(ComplexLanes* x, int step) {
+  fourier_4(x[0], x[step], x[2 * step], x[3 * step], x, step);
 }
 
 inline void transform16(ComplexLanes* x) {
   for (int n = 0; n < 4; ++n) {
-    butterfly4(x + n, 4);
+    fourier_4(x + n, 4);
     if (n == 0) continue;
     for (int p = 1; p < 4; ++p) x[n + 4 * p] = product(x[n + 4 * p], kFft16Twiddles[n].entry[p]);
   }
-  for (int p = 0; p < 4; ++p) butterfly4(x + 4 * p, 1);
+  for (int p = 0; p < 4; ++p) fourier_4(x + 4 * p, 1);
 }
 
 // Unscaled discrete Fourier transform of kPoints (16 or 32) values in place. Frequency f is stored at
@@ -66,7 +59,7 @@ constexpr int bin_position(int f) {
 // ---- Analysis ----
 
 // Stores sample i of slot t in rows[i][kFrameColumn + t].
-inline void lay_out_samples(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch) {
+inline void load_samples(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch) {
   constexpr int kFirst = kFrameColumn - kAnalysisHistory;
   for (int t = 0; t < kAnalysisHistory; ++t) {
     for (int i = 0; i < kCoreBands; ++i) scratch.rows[i][kFirst + t] = state.history[t * kCoreBands + i];
@@ -105,19 +98,15 @@ inline void analyse_slots(const QmfScratch& scratch, int slot, QmfMatrix& bands)
     const bool even = band % 2 == 0;
     const ComplexLanes bin = x[bin_position<kCoreBands>(even ? band / 2 : (63 - band) / 2)];
     const ComplexLanes value = even ? conjugate(bin) : bin;
-    const ComplexQ30 w = kQuarterSampleTwiddles.entry[band];
-    const Lanes re = broadcast(w.re);
-    const Lanes im = broadcast(w.im);
     // From 2^8 per step to kSampleScaleBits.
-    store(bands.re[band] + kHistorySlots + slot,
-          narrowed(wide_product(value.re, re) - wide_product(value.im, im), 32));
-    store(bands.im[band] + kHistorySlots + slot,
-          narrowed(wide_product(value.re, im) + wide_product(value.im, re), 32));
+    const ComplexLanes sample = product(value, kQuarterSampleTwiddles.entry[band], 32);
+    store(bands.re[band] + kHistorySlots + slot, sample.re);
+    store(bands.im[band] + kHistorySlots + slot, sample.im);
   }
 }
 
 void analyse(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch, QmfMatrix& bands) {
-  lay_out_samples(pcm, stride, state, scratch);
+  load_samples(pcm, stride, state, scratch);
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) analyse_slots(scratch, slot, bands);
 }
 
@@ -142,7 +131,7 @@ struct Scaling {
   int left;   // after them, saturating
 };
 
-[[gnu::always_inline]] inline Lanes scaled_back(Lanes v, Scaling scaling) {
+[[gnu::always_inline]] inline Lanes rescaled(Lanes v, Scaling scaling) {
   const int32_t limit = 0x7FFFFFFF >> scaling.left;
   return clamped(v, -limit, limit) << scaling.left;
 }
@@ -179,10 +168,10 @@ inline void modulate_slots(const QmfMatrix& bands, int slot, Scaling scaling, Qm
   for (int k = 0; k < kPoints; ++k) {
     const ComplexLanes c = dct_twiddled<kBands>(cosines[bin_position<kPoints>(k)], k);
     const ComplexLanes s = dct_twiddled<kBands>(sines[bin_position<kPoints>(k)], k);
-    store(scratch.rows[2 * k] + column, scaled_back(s.re - c.re, scaling));
-    store(scratch.rows[2 * kBands - 1 - 2 * k] + column, scaled_back(s.re + c.re, scaling));
-    store(scratch.rows[kBands - 1 - 2 * k] + column, scaled_back(s.im + c.im, scaling));
-    store(scratch.rows[kBands + 2 * k] + column, scaled_back(s.im - c.im, scaling));
+    store(scratch.rows[2 * k] + column, rescaled(s.re - c.re, scaling));
+    store(scratch.rows[2 * kBands - 1 - 2 * k] + column, rescaled(s.re + c.re, scaling));
+    store(scratch.rows[kBands - 1 - 2 * k] + column, rescaled(s.im + c.im, scaling));
+    store(scratch.rows[kBands + 2 * k] + column, rescaled(s.im - c.im, scaling));
   }
 }
 
@@ -203,7 +192,7 @@ inline Lanes synthesis_window(const QmfScratch& scratch, int n, int slot) {
 }
 
 template <int kBands>
-inline void put_out_slots(const QmfScratch& scratch, int slot, int16_t* pcm, int stride) {
+inline void write_slots(const QmfScratch& scratch, int slot, int16_t* pcm, int stride) {
   for (int n = 0; n < kBands; n += kLanes) {
     Lanes block[kLanes];
     for (int i = 0; i < kLanes; ++i) block[i] = synthesis_window<kBands>(scratch, n + i, slot);
@@ -227,7 +216,7 @@ inline void synthesise_bands(const QmfMatrix& bands, int scale_bits, QmfSynthesi
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
     modulate_slots<kBands>(bands, slot, scaling, scratch);
   }
-  for (int slot = 0; slot < kQmfSlots; slot += kLanes) put_out_slots<kBands>(scratch, slot, pcm, stride);
+  for (int slot = 0; slot < kQmfSlots; slot += kLanes) write_slots<kBands>(scratch, slot, pcm, stride);
   for (int n = 0; n < 2 * kBands; ++n) {
     std::memcpy(state.history[n], scratch.rows[n] + kFrameColumn + kQmfSlots - kSynthesisHistory,
                 sizeof state.history[n]);

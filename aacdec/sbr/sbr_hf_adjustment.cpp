@@ -162,7 +162,7 @@ void limit_gains(const Envelope& e, SbrLevels& levels) {
   }
 }
 
-void take_roots(const Envelope& e, SbrLevels& levels) {
+void take_square_roots(const Envelope& e, SbrLevels& levels) {
   for (int i = 0; i < e.m(); ++i) {
     levels.gain[i] = square_root(levels.gain[i]);
     levels.noise[i] = square_root(levels.noise[i]);
@@ -208,7 +208,7 @@ void adjust_envelope(const Envelope& e, const RowScale (&scales)[kQmfBands], Sbr
   measure_present_energies(e, bands, scales, levels);
   set_gains(e, levels);
   limit_gains(e, levels);
-  take_roots(e, levels);
+  take_square_roots(e, levels);
   const MixedSlots slots{e.first_slot, e.end_slot, e.transient, e.data.header.smoothing_mode == 0};
   mix_high_bands(e.data.bands, slots, levels, scales, state, bands);
 }

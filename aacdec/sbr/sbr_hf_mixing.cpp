@@ -57,7 +57,7 @@ Magnitude smoothed(const Magnitude (&history)[kSmoothed][kMaxSbrBands + 1], int 
   return sum;
 }
 
-void remember(Magnitude (&history)[kSmoothed][kMaxSbrBands + 1], const Magnitude* now, int m, int slots) {
+void push_history(Magnitude (&history)[kSmoothed][kMaxSbrBands + 1], const Magnitude* now, int m, int slots) {
   const int moved = std::min(slots, kSmoothed);
   for (int i = 0; i < kSmoothed - moved; ++i) std::copy_n(history[i + moved], m, history[i]);
   for (int i = kSmoothed - moved; i < kSmoothed; ++i) std::copy_n(now, m, history[i]);
@@ -156,8 +156,8 @@ void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const 
                     const RowScale (&scales)[kQmfBands], SbrChannelState& state, QmfMatrix& bands) {
   const int count = slots.end - slots.first;
   if (!state.has_gain_history) {
-    remember(state.gain_history, levels.gain, tables.m, kSmoothed);
-    remember(state.noise_history, levels.noise, tables.m, kSmoothed);
+    push_history(state.gain_history, levels.gain, tables.m, kSmoothed);
+    push_history(state.noise_history, levels.noise, tables.m, kSmoothed);
     state.has_gain_history = true;
   }
   const Mix mix{tables, slots, levels, state};
@@ -168,8 +168,8 @@ void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const 
     if (levels.sine[band].is_zero()) continue;
     mixer.add_sine(slots.first, slots.end, sine_amplitude(levels.sine[band]), state.sine_phase, row % 2 != 0);
   }
-  remember(state.gain_history, levels.gain, tables.m, count);
-  remember(state.noise_history, levels.noise, tables.m, count);
+  push_history(state.gain_history, levels.gain, tables.m, count);
+  push_history(state.noise_history, levels.noise, tables.m, count);
   state.noise_index = static_cast<uint16_t>((state.noise_index + count * tables.m) % kSbrNoiseLength);
   state.sine_phase = static_cast<uint8_t>((state.sine_phase + count) % 4);
 }

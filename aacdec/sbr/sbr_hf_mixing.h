@@ -17,7 +17,7 @@ struct MixedSlots {
   bool smooth;     // the frame's gains are smoothed over time
 };
 
-// Mixes in place. `levels` holds amplitudes (square roots of energies). Advances noise, sinusoids and the
+// Mixes in place. Gain, noise and sine in `levels` are amplitudes. Advances noise, sinusoids and the
 // smoothing history in `state`. Results stay below 2^31 for any levels, because gain, noise and sinusoids are
 // each limited to 2^29.
 void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const SbrLevels& levels,

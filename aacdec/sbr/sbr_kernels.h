@@ -39,14 +39,16 @@ struct SbrKernels {
   // to the end of the row; the padding after the row is overwritten. Results of 2^31 and more wrap. Returns
   // the OR of the absolute values of the row.
   uint32_t (*patch)(QmfMatrix& bands, const PatchFilter& filter);
-  // For n from 0 to count - 1. Rows may be read up to 9 values past the last one used.
+  // Computes `sums` over n from 0 to count - 1. Rows may be read up to 9 values past the last one used.
   void (*correlate)(const int32_t* re, const int32_t* im, int count, LaggedSums& sums);
+  // Returns the sum of |x[n]|^2, likewise.
   uint64_t (*measure_energy)(const int32_t* re, const int32_t* im, int count);
   // Multiplies by mantissa / 2^shift, shift 1 to 62. Results of 2^31 and more wrap.
   void (*apply_gain)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift);
 
-  // The steps of parametric stereo, in this order. Splits the lowest bands into ps.hybrid and limits the
-  // samples of all bands.
+  // The steps of parametric stereo follow, in the order of their calls.
+  //
+  // Splits the lowest bands into ps.hybrid and limits the samples of all bands.
   void (*split_bands)(QmfMatrix& bands, PsSynthesisState& ps);
   // Fills ps.energy by parameter band and slot.
   void (*measure_energies)(const QmfMatrix& bands, PsSynthesisState& ps);

@@ -15,7 +15,8 @@ struct RowScale {
   uint8_t bits = 0;     // every sample of the row is below 2^bits; at most 28
 };
 
-// By band from kx on. The adjustment computes energies; the mixing takes their square roots.
+// By band from kx on. Energies, until the adjustment replaces gain, noise and sine by their square roots for
+// the mixing.
 struct SbrLevels {
   Magnitude wanted[kQmfBands];   // energy that the stream transmits
   Magnitude present[kQmfBands];  // energy of the copied signal

@@ -118,7 +118,7 @@ Range extend_channel(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int 
 // place.
 void set_core_channels(SbrSynthesis& sbr, int channels, PsSynthesis* ps) {
   if (sbr.core_channels == 1 && channels == 2) sbr.channel[1] = sbr.channel[0];
-  if (sbr.core_channels == 2 && channels == 1 && ps != nullptr) ps->forget_signal();
+  if (sbr.core_channels == 2 && channels == 1 && ps != nullptr) ps->clear_signal();
   sbr.core_channels = channels;
 }
 
@@ -156,11 +156,11 @@ SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int f
   const int band_count = settings.rate_multiplier * kCoreBands;
   const SbrChannelFrame& first = frame.channel[0];
   const bool has_ps_data = first.status == SbrStatus::kParsed && first.ps.present;
-  const bool mixes = channels == 1 && ps != nullptr && (ps->active || has_ps_data);
-  const SbrOutput output{kQmfSlots * band_count, mixes ? 2 : channels};
+  const bool use_ps = channels == 1 && ps != nullptr && (ps->active || has_ps_data);
+  const SbrOutput output{kQmfSlots * band_count, use_ps ? 2 : channels};
   set_core_channels(*this, channels, ps);
   set_banks(*this, output.channel_count);
-  if (mixes) {
+  if (use_ps) {
     ps->active = true;
     static constexpr PsFrame kNoData{};
     const Range range = make_bands(*this, 0, frame, fade, pcm, stride);

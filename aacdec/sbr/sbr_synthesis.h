@@ -19,8 +19,9 @@ namespace zdr::aacdec {
 
 struct SbrSettings {
   int rate_multiplier = 2;  // 2: output at twice the core rate, 1: at the core rate
-  int resampling_class =
-      0;  // 1 to 8: of the output resampler that follows, above whose band edge nothing is output; 0: none
+  // 1 to kResamplerClasses: the output resampler follows, and nothing is output above its band edge; 0: no
+  // resampler.
+  int resampling_class = 0;
 };
 
 // The result of process_frame().

@@ -13,11 +13,12 @@ std::atomic<Zd_AAC_Dec_ConsoleWriter> console_writer{nullptr};
 }  // namespace
 
 void write_console(const char* text) {
-  if (const Zd_AAC_Dec_ConsoleWriter writer = console_writer.load()) {
+  const Zd_AAC_Dec_ConsoleWriter writer = console_writer.load();
+  if (writer != nullptr) {
     writer(text);
-    return;
+  } else {
+    std::fputs(text, stderr);
   }
-  std::fputs(text, stderr);
 }
 
 }  // namespace zdr::aacdec

@@ -31,8 +31,8 @@ bool apply_extension(const BlockContext& context, Zd_AAC_Dec_Config& config) {
     config.outputRate = config.sampleRate;
     return true;
   }
-  // Kept: compatible signalling has left `extension` 0 and doubled the sizes already; they double once more
-  // here.
+  // Kept: after compatible signalling `extension` is still 0 although the sizes have doubled; they double
+  // again here.
   const int32_t before = config.extension;
   if (before == ZD_AAC_DEC_EXTENSION_NONE) config.outputRate = 2 * config.sampleRate;
   if (context.ps_signalled) {

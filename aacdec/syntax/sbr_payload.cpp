@@ -166,7 +166,7 @@ bool parse_header(BitReader& reader, int32_t sbr_rate_hz, SbrParserState& state)
 }
 
 // Stores the values to which the time differences of the next frame refer.
-void remember_last_values(const SbrChannelFrame& channel, SbrParserState& state) {
+void store_reference_values(const SbrChannelFrame& channel, SbrParserState& state) {
   const int last_envelope = channel.grid.envelope_count - 1;
   const int last_floor = channel.grid.noise_count - 1;
   state.high_resolution = channel.grid.high_resolution[last_envelope];
@@ -203,7 +203,7 @@ SbrResult parse_sbr_payload(BitReader& reader, bool with_crc, SbrElement element
   if (!valid) return SbrResult::kInvalid;
   for (int c = 0; c < count; ++c) {
     channels[c].status = SbrStatus::kParsed;
-    remember_last_values(channels[c], states[c]);
+    store_reference_values(channels[c], states[c]);
   }
   return SbrResult::kParsed;
 }
