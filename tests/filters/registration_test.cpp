@@ -8,6 +8,7 @@
 #include <string>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "platform/com/registry_key.h"
 #include "tests/filters/debugger_texts.h"
 #include "tests/platform/fault_at.h"
 #include "tests/support/failing_allocator.h"
@@ -40,9 +41,7 @@ constexpr const char* kFilterData =
 
 class Registration : public testing::Test {
  protected:
-  static void make_key(const std::u16string& path) {
-    ASSERT_EQ(RegSetValueW(HKEY_CLASSES_ROOT, path.c_str(), REG_SZ, u"", 0), ERROR_SUCCESS);
-  }
+  static void make_key(const std::u16string& path) { ASSERT_EQ(com::OpenKey().create(path), ERROR_SUCCESS); }
 
   RegistryFile registry_;
 };
@@ -99,13 +98,10 @@ TEST_F(Registration, RequiredWholeFileIsAsExpected) {
 TEST_F(Registration, TwiceLeavesTheSameAndCorrectsWhatWasChanged) {
   ASSERT_EQ(DllRegisterServer(), S_OK);
   const std::string once = registry_.content();
-  RegSetValueW(HKEY_CLASSES_ROOT, (kSources + u"3gp").c_str(), REG_SZ, u"an addition of somebody", 0);
-  HKEY key = nullptr;
-  ASSERT_EQ(RegCreateKeyW(HKEY_CLASSES_ROOT, (kSources + u"3gp").c_str(), &key), ERROR_SUCCESS);
-  RegDeleteValueW(key, u"Source Filter");
+  com::OpenKey key;
+  ASSERT_EQ(key.create(kSources + u"3gp"), ERROR_SUCCESS);
+  key.set_text(u"Source Filter", u"a change of somebody");
   ASSERT_EQ(DllRegisterServer(), S_OK);
-  RegDeleteValueW(key, nullptr);
-  RegCloseKey(key);
   EXPECT_EQ(registry_.content(), once);
 }
 

@@ -10,6 +10,7 @@
 
 #include "host/commands/commands.h"
 #include "host/graph/module_loader.h"
+#include "platform/com/registry_key.h"
 #include "tests/support/registry_file.h"
 
 namespace zdr::host {
@@ -79,15 +80,13 @@ TEST_F(RegistryCommands, FaultyEntriesAreNotedAndPassedOver) {
   ASSERT_EQ(notes.size(), 1u);
   EXPECT_NE(notes[0].find("[0x8007007E]"), std::string::npos) << notes[0];
 
-  HKEY key = nullptr;
-  ASSERT_EQ(RegCreateKeyW(HKEY_CLASSES_ROOT, kSource3gp, &key), ERROR_SUCCESS);
+  com::OpenKey key;
+  ASSERT_EQ(key.create(kSource3gp), ERROR_SUCCESS);
   for (const std::u16string text : {u"{no class}", u"{7C0B2D5E-3A94-4E61-9F27-5D8B1A6E40C3} and more", u""}) {
-    RegSetValueExW(key, u"Source Filter", 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
-                   static_cast<DWORD>(2 * text.size()));
+    key.set(u"Source Filter", REG_SZ, text.c_str(), 2 * text.size());
     EXPECT_TRUE(comes_from(ZDR_MODULE_FILE, "clip.3gp"));
     EXPECT_EQ(messages_.take_notes().size(), 1u);
   }
-  RegCloseKey(key);
 
   registry_.write("REGEDIT4\nwhat is this\n");
   EXPECT_TRUE(comes_from(ZDR_MODULE_FILE, "clip.3gp"));
