@@ -1,4 +1,4 @@
-// The seam at which tests let the Nth file operation, object creation or allocation fail.
+// The seam through which tests make the Nth file operation, object creation or allocation fail.
 // Without a hook each point costs one relaxed load.
 #pragma once
 
@@ -9,26 +9,25 @@
 
 namespace zdr::platform {
 
-// What fails, and the last error that the failing call leaves.
+// What fails, and the last error of the failing call.
 enum class FaultPoint : uint32_t {
-  kFileOpen,         // ERROR_IO_DEVICE 1117
-  kFileRead,         // ERROR_IO_DEVICE 1117
-  kFileWrite,        // ERROR_DISK_FULL 112
-  kFileSeek,         // ERROR_SEEK 25
-  kFileSize,         // ERROR_IO_DEVICE 1117
-  kEventCreate,      // ERROR_NOT_ENOUGH_MEMORY 8
-  kMutexCreate,      // ERROR_NOT_ENOUGH_MEMORY 8
-  kSemaphoreCreate,  // ERROR_NOT_ENOUGH_MEMORY 8
-  kThreadCreate,     // ERROR_NOT_ENOUGH_MEMORY 8
-  kRegistryStep,    // ERROR_IO_DEVICE 1117 (returned, no last error); a step of loading or replacing its file
-  kTaskAllocation,  // CoTaskMemAlloc and CoTaskMemRealloc give NULL; the last error is not touched
-  kHeapAllocation,  // heap of the layers above: their own status
+  kFileOpen,        // ERROR_IO_DEVICE 1117
+  kFileRead,        // ERROR_IO_DEVICE 1117
+  kFileWrite,       // ERROR_DISK_FULL 112
+  kFileSeek,        // ERROR_SEEK 25
+  kFileSize,        // ERROR_IO_DEVICE 1117
+  kEventCreate,     // ERROR_NOT_ENOUGH_MEMORY 8
+  kMutexCreate,     // ERROR_NOT_ENOUGH_MEMORY 8
+  kThreadCreate,    // ERROR_NOT_ENOUGH_MEMORY 8
+  kRegistryStep,    // ERROR_IO_DEVICE 1117, returned; one step of loading or replacing the registry's file
+  kTaskAllocation,  // none: CoTaskMemAlloc and CoTaskMemRealloc return NULL
+  kHeapAllocation,  // none: an allocation of the layers above, with a status of their own
 };
 
-// True lets this call fail. Runs on the calling thread, from any thread, possibly at once from several.
+// Returns true to make this call fail. Runs on the calling thread; several threads may call it at once.
 using FaultHook = bool (*)(FaultPoint point, void* context);
 
-// Installs a hook (nullptr removes it). Only while no other thread is inside the platform.
+// Installs a hook (nullptr removes it). No other thread may be inside the platform meanwhile.
 ZDR_PLATFORM_API void set_fault_hook(FaultHook hook, void* context) noexcept;
 
 namespace detail {
@@ -36,7 +35,7 @@ ZDR_PLATFORM_API extern std::atomic<bool> fault_hook_installed;
 ZDR_PLATFORM_API bool ask_fault_hook(FaultPoint point) noexcept;
 }  // namespace detail
 
-// To be asked once at the head of an operation that can fail at `point`.
+// Called once at the start of an operation that can fail at `point`.
 inline bool should_fail(FaultPoint point) noexcept {
   return detail::fault_hook_installed.load(std::memory_order_relaxed) && detail::ask_fault_hook(point);
 }

@@ -1,19 +1,17 @@
-// Session namespaces: which named objects this process shares, and with whom.
-// Named events and mutexes meet only inside one session. Without a choice a process takes the environment
-// variable ZDR_SESSION, else the one shared session of the user.
+// Sessions: which processes share named events with this one.
+// Named events are shared within one session only. A process that chooses none is in the session that the
+// environment variable ZDR_SESSION names, else in the user's default session.
 #pragma once
 
 #include "win32_types.h"
 
-#ifdef __cplusplus
 namespace zdr::platform {
 
-// Puts the process into the session `name` (UTF-8, not empty, at most 200 bytes). Must come before the first
-// named object is made: false afterwards (unless it is the present session) and for a bad name.
+// Puts the process into the session `name` (UTF-8, not empty, at most 200 bytes). False for a bad name, and
+// once the process has made a named event (unless it is in that session already).
 ZDR_PLATFORM_API bool set_session(const char* name) noexcept;
 
-// Puts the process into a session that no other process has.
+// Puts the process into a session that no other process is in.
 ZDR_PLATFORM_API bool set_private_session() noexcept;
 
 }  // namespace zdr::platform
-#endif

@@ -1,14 +1,17 @@
 // The calling thread's last error, and the debugger's text output.
-#pragma once
+#ifndef ZDR_WIN32_ERROR_H
+#define ZDR_WIN32_ERROR_H
 
 #include "win32_types.h"
 
 // Per thread. A failing function sets it; a succeeding one leaves it alone unless its own comment says
-// otherwise. Nothing that the runtime does inside (side files, shared folders, allocation, logging) is
-// visible in it.
+// otherwise. What the runtime does internally (side files, shared folders, allocation, logging) never changes
+// it.
 ZDR_WIN32 DWORD GetLastError(void) ZDR_NOEXCEPT;
 ZDR_WIN32 void SetLastError(DWORD code) ZDR_NOEXCEPT;
 
-// NULL is allowed. Goes to the hook set with debug_output.h; without one nothing happens, as without a
-// debugger.
+// Passes the text to the hook of debug_output.h; without one nothing happens, as without a debugger. NULL is
+// ignored.
 ZDR_WIN32 void OutputDebugStringW(LPCWSTR text) ZDR_NOEXCEPT;
+
+#endif

@@ -1,15 +1,17 @@
-// The registry: keys with values, one store for the user, kept as a text file (registry_file.h tells where).
+// The registry: keys with values, one store for the user, in a text file (registry_file.h says where).
 //
 // Every function returns its error code and leaves the last error alone. Names are compared without regard to
-// the case of ASCII and Latin-1 letters and keep the case of whoever made them. A key name has at most 255
-// characters and no control characters, a value name at most 16,383, a path at most 512 levels. Any thread
-// may call; each call is one step that other threads and processes see whole or not at all.
+// the case of ASCII and Latin-1 letters and keep the case of their creation. A key name has at most 255
+// characters and no control characters, a value name at most 16,383 characters, a path at most 512 levels.
+// Any thread may call; each call is one step that other threads and processes see as a whole or not at all.
 //
-// Besides the codes named at each function all of them may answer ERROR_INVALID_HANDLE 6,
+// Besides the codes listed with each function, all of them may return ERROR_INVALID_HANDLE 6,
 // ERROR_INVALID_PARAMETER 87, ERROR_NOT_ENOUGH_MEMORY 8, ERROR_KEY_DELETED 1018 for a handle whose key is
-// gone, ERROR_BADDB 1009 for a store that cannot be understood (which is then never rewritten), and the code
-// of a failed file operation. A call that fails has changed nothing.
-#pragma once
+// gone, ERROR_BADDB 1009 for a store that cannot be parsed (which is then never rewritten), and the code of a
+// failed file operation. A call that fails has changed nothing. Reserved and class arguments must be 0 or
+// NULL where a function hands something out through them, and have no effect elsewhere.
+#ifndef ZDR_WIN32_REGISTRY_H
+#define ZDR_WIN32_REGISTRY_H
 
 #include "win32_types.h"
 
@@ -29,75 +31,60 @@ typedef DWORD REGSAM;
 #define REG_EXPAND_SZ 2u
 #define REG_BINARY 3u
 #define REG_DWORD 4u
-#define REG_DWORD_BIG_ENDIAN 5u
-#define REG_LINK 6u
 #define REG_MULTI_SZ 7u
 #define REG_QWORD 11u
 
 #define REG_OPTION_NON_VOLATILE 0u
-#define REG_OPTION_VOLATILE 1u  // kept like any other key here
 #define REG_CREATED_NEW_KEY 1u
 #define REG_OPENED_EXISTING_KEY 2u
 
 #define KEY_QUERY_VALUE 0x1u
 #define KEY_SET_VALUE 0x2u
-#define KEY_CREATE_SUB_KEY 0x4u
 #define KEY_ENUMERATE_SUB_KEYS 0x8u
-#define KEY_NOTIFY 0x10u
-#define KEY_WOW64_64KEY 0x100u  // both views are one here
-#define KEY_WOW64_32KEY 0x200u
 #define KEY_READ 0x20019u
 #define KEY_WRITE 0x20006u
 #define KEY_ALL_ACCESS 0xF003Fu
 
 // HKEY_CLASSES_ROOT shows HKEY_CURRENT_USER\Software\Classes laid over HKEY_LOCAL_MACHINE\SOFTWARE\Classes: a
-// new key goes to the latter, a value to the former when the key exists there.
+// new key is made in the latter, a value is set in the former when the key exists there.
 
 // Makes `sub_key` with every missing level above it (at most 32 new ones), or opens it. "" opens `key` once
-// more. NULL, a level directly below HKEY_LOCAL_MACHINE or HKEY_USERS: 87; a leading or doubled backslash:
-// ERROR_BAD_PATHNAME 161. `class_name`, `options` and `security` have no effect. *disposition (NULL allowed):
-// REG_CREATED_NEW_KEY or REG_OPENED_EXISTING_KEY. The key is closed with RegCloseKey.
+// more. Failures: 87 NULL, or a new level directly below HKEY_LOCAL_MACHINE or HKEY_USERS; ERROR_BAD_PATHNAME
+// 161 a leading or doubled backslash. `class_name`, `options` and `security` have no effect. *disposition
+// (NULL allowed) receives REG_CREATED_NEW_KEY or REG_OPENED_EXISTING_KEY. The caller closes the key with
+// RegCloseKey.
 ZDR_WIN32 LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR sub_key, DWORD reserved, LPWSTR class_name, DWORD options,
                                   REGSAM access, LPSECURITY_ATTRIBUTES security, HKEY* result,
                                   LPDWORD disposition) ZDR_NOEXCEPT;
-ZDR_WIN32 LSTATUS RegCreateKeyW(HKEY key, LPCWSTR sub_key, HKEY* result) ZDR_NOEXCEPT;
 // ERROR_FILE_NOT_FOUND 2 for a missing key. A NULL `sub_key` is "".
 ZDR_WIN32 LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR sub_key, DWORD options, REGSAM access,
                                 HKEY* result) ZDR_NOEXCEPT;
-// Without effect on the predefined keys.
+// Has no effect on the predefined keys.
 ZDR_WIN32 LSTATUS RegCloseKey(HKEY key) ZDR_NOEXCEPT;
 
-// `bytes` counts the terminating NUL of text; data are stored as given. A NULL or empty name is the default
+// `bytes` counts the terminating NUL of text; data is stored as given. A NULL or empty name is the default
 // value. ERROR_ACCESS_DENIED 5 for a key opened without KEY_SET_VALUE, ERROR_NOACCESS 998 for NULL data of
 // some length, ERROR_NO_SYSTEM_RESOURCES 1450 when the store would become too large.
 ZDR_WIN32 LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
                                  DWORD bytes) ZDR_NOEXCEPT;
-// The default value of a sub key, which is made when it is missing. `type` must be REG_SZ; the length of the
-// text counts, `bytes` does not.
-ZDR_WIN32 LSTATUS RegSetValueW(HKEY key, LPCWSTR sub_key, DWORD type, LPCWSTR text, DWORD bytes) ZDR_NOEXCEPT;
 // ERROR_FILE_NOT_FOUND 2 for a missing value; ERROR_MORE_DATA 234, with the size needed in *bytes, for a
 // buffer that is too small; 5 for a key opened without KEY_QUERY_VALUE. A NULL `data` asks for type and size.
-// Text may lack its NUL: what was stored comes back.
+// Text comes back as it was stored, so its NUL may be missing.
 ZDR_WIN32 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data,
                                    LPDWORD bytes) ZDR_NOEXCEPT;
-ZDR_WIN32 LSTATUS RegDeleteValueW(HKEY key, LPCWSTR name) ZDR_NOEXCEPT;
 
-// One key with its values: ERROR_ACCESS_DENIED 5 while it has sub keys, and for keys that must be.
+// Deletes one key with its values: ERROR_ACCESS_DENIED 5 while it has sub keys, and for permanent keys.
 ZDR_WIN32 LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR sub_key) ZDR_NOEXCEPT;
-// A key with everything below it. With a NULL or empty `sub_key` the key itself stays, without its content.
+// Deletes a key with everything below it; 87 for a NULL or empty `sub_key`.
 ZDR_WIN32 LSTATUS RegDeleteTreeW(HKEY key, LPCWSTR sub_key) ZDR_NOEXCEPT;
 
-// ERROR_NO_MORE_ITEMS 259 behind the last one. *characters: in with the NUL, out without it;
-// ERROR_MORE_DATA 234 when the name does not fit. In the order of names, so that it changes only with the
-// keys. The time is that of the whole store.
+// ERROR_NO_MORE_ITEMS 259 past the last one. *characters: in with the NUL, out without it; ERROR_MORE_DATA
+// 234 when the name does not fit. Sub keys and values are in the order of their names, so that it changes
+// only with the keys.
 ZDR_WIN32 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD characters, LPDWORD reserved,
                                 LPWSTR class_name, LPDWORD class_characters, FILETIME* written) ZDR_NOEXCEPT;
 // As RegEnumKeyExW for the name, as RegQueryValueExW for the data.
 ZDR_WIN32 LSTATUS RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD characters, LPDWORD reserved,
                                 LPDWORD type, LPBYTE data, LPDWORD bytes) ZDR_NOEXCEPT;
-// Every out-pointer may be NULL. Lengths of names in characters without NUL, of data in bytes. There are
-// neither class names nor security descriptors: 0.
-ZDR_WIN32 LSTATUS RegQueryInfoKeyW(HKEY key, LPWSTR class_name, LPDWORD class_characters, LPDWORD reserved,
-                                   LPDWORD sub_keys, LPDWORD longest_sub_key, LPDWORD longest_class,
-                                   LPDWORD values, LPDWORD longest_name, LPDWORD longest_data,
-                                   LPDWORD security_bytes, FILETIME* written) ZDR_NOEXCEPT;
+
+#endif

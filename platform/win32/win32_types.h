@@ -1,7 +1,8 @@
 // Scalar types, handles, GUID and calling-convention macros of the platform, for 64-bit Linux.
-// The platform is LLP64: LONG and DWORD have 32 bits although `long` has 64 here, so overriding methods must
-// say LONG. WCHAR is a UTF-16 unit; literals are u"..." or WIDE("...").
-#pragma once
+// The platform is LLP64: LONG and DWORD have 32 bits, although `long` has 64 here, so overriding methods must
+// use LONG. WCHAR is a UTF-16 unit; literals are u"..." or WIDE("...").
+#ifndef ZDR_WIN32_TYPES_H
+#define ZDR_WIN32_TYPES_H
 
 #include <stddef.h>
 #include <stdint.h>
@@ -22,7 +23,7 @@
 #define ZDR_NOEXCEPT
 #endif
 
-// In front of every function of the runtime.
+// Precedes the declaration of every function of the runtime.
 #define ZDR_WIN32 ZDR_EXTERN_C ZDR_PLATFORM_API
 
 typedef uint8_t BYTE, UCHAR;
@@ -60,14 +61,6 @@ typedef struct _FILETIME {
 } FILETIME;  // 100 ns since 1601-01-01 UTC
 
 // The unnamed struct and its named twin overlay the two words of the quantity, low word first.
-typedef union _LARGE_INTEGER {
-  __extension__ struct {
-    DWORD LowPart;
-    LONG HighPart;
-  };
-  LONGLONG QuadPart;
-} LARGE_INTEGER, *PLARGE_INTEGER;
-
 typedef union _ULARGE_INTEGER {
   __extension__ struct {
     DWORD LowPart;
@@ -89,13 +82,7 @@ typedef struct _SECURITY_ATTRIBUTES {
   BOOL bInheritHandle;
 } SECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
 
-typedef struct _OVERLAPPED {
-  ULONG_PTR Internal;
-  ULONG_PTR InternalHigh;
-  DWORD Offset;
-  DWORD OffsetHigh;
-  HANDLE hEvent;
-} OVERLAPPED, *LPOVERLAPPED;
+typedef struct _OVERLAPPED* LPOVERLAPPED;  // no function takes one
 
 typedef struct _GUID {
   uint32_t Data1;
@@ -133,7 +120,7 @@ constexpr bool IsEqualCLSID(REFCLSID a, REFCLSID b) noexcept {
 
 static_assert(sizeof(WCHAR) == 2 && sizeof(LONG) == 4 && sizeof(HANDLE) == 8);
 static_assert(sizeof(GUID) == 16 && alignof(GUID) == 4);
-static_assert(sizeof(LARGE_INTEGER) == 8 && sizeof(OVERLAPPED) == 32);
+static_assert(sizeof(ULARGE_INTEGER) == 8);
 #else
 #define REFGUID const GUID*
 #define REFIID const IID*
@@ -148,20 +135,9 @@ static_assert(sizeof(LARGE_INTEGER) == 8 && sizeof(OVERLAPPED) == 32);
 #define MAXDWORD 0xFFFFFFFFu
 
 #define WIDE(literal) u##literal
-#define TEXT(literal) u##literal
 
-// Calling conventions: there is only one on this platform.
+// The only calling convention here.
 #define WINAPI
-#define CALLBACK
-#define STDMETHODCALLTYPE
-#define __stdcall
-#define STDMETHODIMP HRESULT
-#define STDMETHODIMP_(type) type
-#define STDMETHOD(method) virtual HRESULT method
-#define STDMETHOD_(type, method) virtual type method
 #define STDAPI ZDR_EXTERN_C HRESULT
-#define STDAPI_(type) ZDR_EXTERN_C type
-#define PURE = 0
 
-#define LOWORD(value) ((WORD)((DWORD_PTR)(value)&0xFFFF))
-#define HIWORD(value) ((WORD)(((DWORD_PTR)(value) >> 16) & 0xFFFF))
+#endif

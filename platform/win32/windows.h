@@ -1,10 +1,10 @@
-// The platform's own header name: everything of the Win32 part of the stand-in that the code above it uses.
-// Valid as C11 and C++20; brings in no POSIX header.
-#pragma once
+// The platform's own header name: everything of the Win32 part that the code above it uses.
+// Valid as C11 and C++20; includes no POSIX header.
+#ifndef ZDR_WINDOWS_H
+#define ZDR_WINDOWS_H
 
 #include "win32_error.h"
 #include "win32_files.h"
-#include "win32_interlocked.h"
 #include "win32_paths.h"
 #include "win32_registry.h"
 #include "win32_sync.h"
@@ -12,3 +12,5 @@
 #include "win32_threads.h"
 #include "win32_types.h"
 #include "winerror.h"
+
+#endif

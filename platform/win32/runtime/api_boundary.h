@@ -1,5 +1,5 @@
-// How the public functions end: an inner error code becomes the last error and FALSE, and no exception
-// passes.
+// How the public functions return: an internal error code becomes the last error and FALSE, and no exception
+// leaves them.
 #pragma once
 
 #include <utility>
@@ -8,14 +8,15 @@
 
 namespace zdr::platform {
 
-// TRUE and an untouched last error for NO_ERROR, else FALSE with the code as last error.
+// TRUE for NO_ERROR, which leaves the last error alone; else FALSE with the code as the last error.
 inline BOOL report(DWORD error) noexcept {
   if (error == NO_ERROR) return TRUE;
   SetLastError(error);
   return FALSE;
 }
 
-// Runs `body` (which returns an error code); only memory can run out inside the runtime.
+// Runs `body`, which returns an error code. The only exceptions inside the runtime are those of failed
+// allocations.
 template <class Body>
 DWORD guarded(Body&& body) noexcept {
   try {

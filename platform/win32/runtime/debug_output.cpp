@@ -37,7 +37,7 @@ void OutputDebugStringW(LPCWSTR text) noexcept {
   if (text == nullptr) return;
   const DebugOutput target = current_output();
   if (target.hook == nullptr) return;
-  const DWORD kept_error = this_thread.last_error;
+  const DWORD previous_error = this_thread.last_error;
   target.hook(text, target.context);
-  this_thread.last_error = kept_error;
+  this_thread.last_error = previous_error;
 }

@@ -1,4 +1,4 @@
-// The table of errno values, and the extra look that tells a missing file from a missing folder.
+// The table of errno values, and the check for a missing folder.
 #include "platform/win32/runtime/errno_map.h"
 
 #include <sys/stat.h>

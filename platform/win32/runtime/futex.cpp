@@ -1,4 +1,4 @@
-// Futex system calls.
+// Futex system calls and deadlines.
 #include "platform/win32/runtime/futex.h"
 
 #include <linux/futex.h>
@@ -13,8 +13,8 @@ namespace zdr::platform {
 namespace {
 
 constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
-// Kernels before 5.16 cannot wait on several words, and some containers forbid it: there one word is watched
-// and the others are polled at this step.
+// Kernels before 5.16 cannot wait on several words, and some containers forbid it: such a wait sleeps on its
+// first word and looks at all of them at this interval.
 constexpr DWORD kPollMilliseconds = 5;
 
 timespec now() noexcept {
@@ -29,6 +29,28 @@ bool is_before(const timespec& a, const timespec& b) noexcept {
 
 uint32_t* address_of(FutexWord& word) noexcept {
   return reinterpret_cast<uint32_t*>(&word);
+}
+
+int private_flag(FutexScope scope) noexcept {
+  return scope == FutexScope::kProcess ? FUTEX_PRIVATE_FLAG : 0;
+}
+
+void wait_on_one(const FutexWait& wait, const Deadline& deadline) noexcept {
+  syscall(SYS_futex, address_of(*wait.word), FUTEX_WAIT_BITSET | private_flag(wait.scope), wait.expected,
+          deadline.when(), nullptr, FUTEX_BITSET_MATCH_ANY);
+}
+
+// False where the system cannot wait on several words.
+bool wait_on_several(std::span<const FutexWait> waits, const Deadline& deadline) noexcept {
+  std::array<futex_waitv, FUTEX_WAITV_MAX> waiters{};
+  for (size_t i = 0; i < waits.size(); ++i) {
+    waiters[i].val = waits[i].expected;
+    waiters[i].uaddr = reinterpret_cast<uintptr_t>(waits[i].word);
+    waiters[i].flags = FUTEX_32 | static_cast<uint32_t>(private_flag(waits[i].scope));
+  }
+  const long result =
+      syscall(SYS_futex_waitv, waiters.data(), waits.size(), 0u, deadline.when(), CLOCK_MONOTONIC);
+  return result >= 0 || errno == EAGAIN || errno == EINTR || errno == ETIMEDOUT;
 }
 
 }  // namespace
@@ -53,32 +75,16 @@ bool Deadline::passed() const noexcept {
   return !never_ && !is_before(now(), when_);
 }
 
-bool futex_wait(FutexWord& word, uint32_t expected, const Deadline& deadline, FutexScope scope) noexcept {
-  const int operation = FUTEX_WAIT_BITSET | (scope == FutexScope::kProcess ? FUTEX_PRIVATE_FLAG : 0);
-  const long result = syscall(SYS_futex, address_of(word), operation, expected, deadline.when(), nullptr,
-                              FUTEX_BITSET_MATCH_ANY);
-  return result == 0 || errno != ETIMEDOUT;
+void futex_wait(std::span<const FutexWait> waits, const Deadline& deadline) noexcept {
+  if (waits.size() == 1) {
+    wait_on_one(waits[0], deadline);
+  } else if (!wait_on_several(waits, deadline)) {
+    wait_on_one(waits[0], deadline.earlier_of(kPollMilliseconds));
+  }
 }
 
 void futex_wake(FutexWord& word, int count, FutexScope scope) noexcept {
-  const int operation = FUTEX_WAKE | (scope == FutexScope::kProcess ? FUTEX_PRIVATE_FLAG : 0);
-  syscall(SYS_futex, address_of(word), operation, count, nullptr, nullptr, 0);
-}
-
-bool futex_wait_any(std::span<const FutexExpectation> words, const Deadline& deadline) noexcept {
-  std::array<futex_waitv, FUTEX_WAITV_MAX> waiters{};
-  for (size_t i = 0; i < words.size(); ++i) {
-    const bool is_private = words[i].scope == FutexScope::kProcess;
-    waiters[i].val = words[i].expected;
-    waiters[i].uaddr = reinterpret_cast<uintptr_t>(words[i].word);
-    waiters[i].flags = FUTEX_32 | (is_private ? FUTEX_PRIVATE_FLAG : 0u);
-  }
-  const long result =
-      syscall(SYS_futex_waitv, waiters.data(), words.size(), 0u, deadline.when(), CLOCK_MONOTONIC);
-  if (result >= 0 || errno == EAGAIN || errno == EINTR) return true;
-  if (errno == ETIMEDOUT) return false;
-  futex_wait(*words[0].word, words[0].expected, deadline.earlier_of(kPollMilliseconds), words[0].scope);
-  return !deadline.passed();
+  syscall(SYS_futex, address_of(word), FUTEX_WAKE | private_flag(scope), count, nullptr, nullptr, 0);
 }
 
 }  // namespace zdr::platform

@@ -1,4 +1,4 @@
-// The kernel's wait-on-a-word, and deadlines on its monotonic clock.
+// The kernel's wait on a word, and deadlines on its monotonic clock.
 #pragma once
 
 #include <atomic>
@@ -23,7 +23,6 @@ class Deadline {
   static Deadline after(DWORD milliseconds) noexcept;
   Deadline earlier_of(DWORD milliseconds_from_now) const noexcept;
 
-  bool never() const noexcept { return never_; }
   bool passed() const noexcept;
   const timespec* when() const noexcept { return never_ ? nullptr : &when_; }
 
@@ -32,29 +31,21 @@ class Deadline {
   bool never_ = true;
 };
 
-// Sleeps while the word holds `expected`, at most until the deadline. May return early for no reason; the
-// caller looks at the word again. False only when the deadline has passed.
-bool futex_wait(FutexWord& word, uint32_t expected, const Deadline& deadline, FutexScope scope) noexcept;
-void futex_wake(FutexWord& word, int count, FutexScope scope) noexcept;
-inline void futex_wake_all(FutexWord& word, FutexScope scope) noexcept {
-  futex_wake(word, INT32_MAX, scope);
-}
-
-// Tells the processor that the caller spins.
-inline void pause_briefly() noexcept {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_ia32_pause();
-#elif defined(__aarch64__)
-  __asm__ __volatile__("yield");
-#endif
-}
-
-struct FutexExpectation {
+// A word and the value that makes a thread sleep on it.
+struct FutexWait {
   FutexWord* word;
   uint32_t expected;
   FutexScope scope;
 };
-// As futex_wait on several words at once: returns when any of them changes.
-bool futex_wait_any(std::span<const FutexExpectation> words, const Deadline& deadline) noexcept;
+
+// Sleeps while every word (at least one) has its expected value, at most until the deadline. May return early
+// for no reason, so the caller looks at the words again.
+void futex_wait(std::span<const FutexWait> waits, const Deadline& deadline) noexcept;
+inline void futex_wait(const FutexWait& wait, const Deadline& deadline) noexcept {
+  futex_wait(std::span(&wait, 1), deadline);
+}
+
+// Wakes at most `count` threads that sleep on the word.
+void futex_wake(FutexWord& word, int count, FutexScope scope) noexcept;
 
 }  // namespace zdr::platform

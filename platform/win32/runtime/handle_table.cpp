@@ -1,4 +1,4 @@
-// Slots of the handle table, their free list, and CloseHandle.
+// The slots of the handle table, their free list, and CloseHandle.
 #include "platform/win32/runtime/handle_table.h"
 
 #include <mutex>
@@ -8,15 +8,15 @@
 
 namespace zdr::platform {
 
-// Zero pages until used: the table costs memory only for the slots that were ever taken.
+// Zero pages until used: the table costs memory only for slots that have been taken.
 constinit HandleSlot handle_slots[kHandleSlots];
 
 namespace {
 
 using namespace handle_bits;
 
-// First in, first out, and never emptied below a reserve while fresh slots are left: a stale handle value
-// then comes into use again only after some two million closes.
+// First in, first out, and never emptied below a reserve while unused slots are left: a stale handle value is
+// reused only after some two million closes.
 constexpr uint32_t kFreeReserve = 256;
 
 struct FreeSlots {
@@ -63,7 +63,7 @@ HANDLE open_handle(Ref<KernelObject> object) noexcept {
   if (index == 0) return nullptr;
   HandleSlot& slot = handle_slots[index];
   slot.object = object.detach();
-  // Not a plain store: a stale lookup may hold a passing pin on this slot at any time.
+  // Not a plain store: the lookup of a stale handle may hold a pin on this slot for a moment.
   const uint64_t state = slot.state.fetch_or(kLive | kOccupied, std::memory_order_release);
   return pack(state, index);
 }
@@ -83,7 +83,7 @@ void retire_slot(HandleSlot& slot) noexcept {
   uint64_t state = slot.state.load(std::memory_order_relaxed);
   if ((state & kOccupied) == 0 || (state & (kLive | kPinMask)) != 0) return;
   const uint64_t next_generation = ((state >> 32) + 1) << 32;
-  // Fails when another lookup pinned the slot meanwhile; that lookup then retires it.
+  // Fails when another lookup has pinned the slot meanwhile; that lookup then retires it.
   if (!slot.state.compare_exchange_strong(state, next_generation, std::memory_order_acq_rel)) return;
   Ref<KernelObject> object(std::exchange(slot.object, nullptr));
   free_slots.give_back(static_cast<uint32_t>(&slot - handle_slots));

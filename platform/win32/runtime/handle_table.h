@@ -1,5 +1,5 @@
-// The table behind HANDLE values. A handle is (generation, index) packed into 31 bits and shifted left by 2,
-// so it is never NULL, -1 or -2, fits a 32-bit word, and goes stale when its slot is closed.
+// The table that HANDLE values refer to. A handle is (generation, index) packed into 29 bits and shifted left
+// by 2, so it is never NULL, -1 or -2, fits a 32-bit word, and becomes stale when its slot is closed.
 //
 // Looking a handle up takes no lock: slots are never freed, and a slot's one atomic word holds its
 // generation, two flags and a count of pins. A pin keeps the object alive, so a concurrent CloseHandle cannot
@@ -23,7 +23,7 @@ struct alignas(64) HandleSlot {
 
 namespace handle_bits {
 constexpr uint64_t kLive = 1u << 31;      // the handle is valid
-constexpr uint64_t kOccupied = 1u << 30;  // an object is inside: live, or closed and still pinned
+constexpr uint64_t kOccupied = 1u << 30;  // has an object: live, or closed and still pinned
 constexpr uint64_t kPinMask = kOccupied - 1;
 constexpr unsigned kIndexBits = 16;
 constexpr uint64_t kIndexMask = (1u << kIndexBits) - 1;
@@ -33,7 +33,7 @@ constexpr uint64_t kGenerationMask = (1u << 13) - 1;
 constexpr uint32_t kHandleSlots = 1u << handle_bits::kIndexBits;
 extern HandleSlot handle_slots[kHandleSlots];
 
-// Drops one pin; out of line because only the last one of a closed slot has more to do.
+// Called when a slot has lost its last pin: frees it unless it is live or pinned again.
 void retire_slot(HandleSlot& slot) noexcept;
 
 inline void unpin(HandleSlot& slot) noexcept {
@@ -41,20 +41,20 @@ inline void unpin(HandleSlot& slot) noexcept {
   if ((before & (handle_bits::kPinMask | handle_bits::kLive)) == 1) retire_slot(slot);
 }
 
-// Null for values that no handle can have.
+// Null for a value that no handle can have.
 inline HandleSlot* slot_of(HANDLE handle) noexcept {
   const uint64_t value = reinterpret_cast<uintptr_t>(handle);
   if (value >> 31 != 0 || (value & 3) != 0) return nullptr;
   return &handle_slots[(value >> 2) & handle_bits::kIndexMask];
 }
 
-// Whether a slot state belongs to the living handle.
+// Whether a slot in this state belongs to the handle, which is then live.
 inline bool is_state_of(uint64_t state, HANDLE handle) noexcept {
   const uint64_t generation = reinterpret_cast<uintptr_t>(handle) >> (2 + handle_bits::kIndexBits);
   return (state & handle_bits::kLive) != 0 && ((state >> 32) & handle_bits::kGenerationMask) == generation;
 }
 
-// Keeps a handle's object alive for the length of a call. Empty when the handle is unknown, stale or closed.
+// Keeps a handle's object alive during a call. Empty when the handle is unknown, stale or closed.
 class Pin {
  public:
   Pin() noexcept = default;
@@ -76,26 +76,29 @@ class Pin {
     if (slot_ != nullptr) unpin(*slot_);
   }
 
-  KernelObject* object() const noexcept { return slot_ == nullptr ? nullptr : slot_->object; }
-
   // The object as T if it is of that kind, else null.
   template <class T>
+  T* as(ObjectKind kind) const noexcept {
+    KernelObject* object = slot_ == nullptr ? nullptr : slot_->object;
+    return object != nullptr && object->kind() == kind ? static_cast<T*>(object) : nullptr;
+  }
+  template <class T>
   T* as() const noexcept {
-    KernelObject* found = object();
-    return found != nullptr && found->kind() == T::kKind ? static_cast<T*>(found) : nullptr;
+    return as<T>(T::kKind);
   }
 
-  // Hands the pin to the caller, who must unpin the slot.
+  // Hands the pin over to the caller, who must unpin the slot.
   HandleSlot* detach() noexcept { return std::exchange(slot_, nullptr); }
 
  private:
   HandleSlot* slot_ = nullptr;
 };
 
-// A new handle that takes over the reference; NULL when all slots are taken (the reference is then dropped).
+// Returns a new handle, which takes over the reference; NULL, with the reference dropped, when all slots are
+// taken.
 HANDLE open_handle(Ref<KernelObject> object) noexcept;
 
-// False when the handle is not (or no longer) valid.
+// False when the handle is not valid.
 bool close_handle(HANDLE handle) noexcept;
 
 }  // namespace zdr::platform

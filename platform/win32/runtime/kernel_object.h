@@ -1,5 +1,5 @@
-// Base of everything behind a HANDLE: a kind and an intrusive reference count.
-// A handle-table slot holds one reference; threads, owners and waiters hold their own where they need one.
+// Base of every object that a HANDLE names: its kind and an intrusive reference count.
+// A slot of the handle table holds one reference, a running thread one to its own object.
 #pragma once
 
 #include <atomic>
@@ -8,17 +8,7 @@
 
 namespace zdr::platform {
 
-enum class ObjectKind : uint8_t {
-  kFile,
-  // Waitable, process-local:
-  kEvent,
-  kMutex,
-  kSemaphore,
-  kThread,
-  // Waitable, named, shared between processes:
-  kSharedSignal,
-  kSharedMutex,
-};
+enum class ObjectKind : uint8_t { kFile, kEvent, kMutex, kThread };
 
 class KernelObject {
  public:
@@ -31,14 +21,6 @@ class KernelObject {
   void release() noexcept {
     if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
-  // For tables that list objects without keeping them alive: false when the last reference is already gone.
-  bool try_add_reference() noexcept {
-    uint32_t count = references_.load(std::memory_order_relaxed);
-    while (count != 0) {
-      if (references_.compare_exchange_weak(count, count + 1, std::memory_order_acquire)) return true;
-    }
-    return false;
-  }
 
  protected:
   explicit KernelObject(ObjectKind kind) noexcept : kind_(kind) {}
@@ -49,7 +31,7 @@ class KernelObject {
   const ObjectKind kind_;
 };
 
-// Owns one reference. Constructed from a raw pointer it takes over the reference that the pointer stands for.
+// Owns one reference. Constructed from a raw pointer, it takes over the caller's reference.
 template <class T>
 class Ref {
  public:

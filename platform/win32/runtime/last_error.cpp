@@ -1,4 +1,4 @@
-// The per-thread record, and the last error kept in it.
+// The per-thread record: last error and thread numbers.
 #include <atomic>
 
 #include "platform/win32/runtime/thread_state.h"
@@ -10,10 +10,7 @@ thread_local constinit ThreadState this_thread{};
 
 uint32_t new_thread_id() noexcept {
   static constinit std::atomic<uint32_t> last_id{0};
-  constexpr uint32_t kIdMask = 0x7FFFFFFF;
-  uint32_t id = 0;
-  while (id == 0) id = (last_id.fetch_add(1, std::memory_order_relaxed) + 1) & kIdMask;
-  return id;
+  return last_id.fetch_add(1, std::memory_order_relaxed) % kLargestThreadId + 1;
 }
 
 }  // namespace zdr::platform

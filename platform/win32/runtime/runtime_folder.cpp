@@ -21,7 +21,7 @@ bool is_private(int folder) noexcept {
   return fstat(folder, &info) == 0 && info.st_uid == geteuid() && (info.st_mode & 077) == 0;
 }
 
-// Opens `name` below `parent`, making it when it is missing; -1 when it is not private.
+// Opens `name` in `parent`, making it if missing; -1 when it is not private.
 int open_private_folder(int parent, const char* name) noexcept {
   mkdirat(parent, name, 0700);
   const int folder = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
@@ -58,7 +58,7 @@ int open_subfolder(const char* name) noexcept {
   return folder;
 }
 
-// A folder that was removed behind our back can hold no new files.
+// A folder that another program has removed can hold no new files.
 bool is_usable(int folder) noexcept {
   struct stat info;
   return folder >= 0 && fstat(folder, &info) == 0 && info.st_nlink > 0;
@@ -72,7 +72,7 @@ int runtime_folder(RuntimeFolder folder) noexcept {
   const auto index = static_cast<size_t>(folder);
   std::lock_guard lock(mutex);
   int& descriptor = open_folders[index];
-  // The number of a removed folder is replaced but not closed: another thread may be using it.
+  // The descriptor of a removed folder is replaced but not closed, because another thread may be using it.
   if (!is_usable(descriptor)) descriptor = open_subfolder(kSubfolders[index]);
   return descriptor;
 }

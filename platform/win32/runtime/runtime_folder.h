@@ -5,12 +5,13 @@
 namespace zdr::platform {
 
 enum class RuntimeFolder {
-  kShareModes,    // "share": one file per opened data file
-  kNamedObjects,  // "obj": two files per named object
+  kShareModes,   // "share": one file for each open data file
+  kNamedEvents,  // "obj": one file for each named event
 };
 
-// Descriptor of the folder, kept open for the life of the process; -1 when it cannot be had. Folders are made
-// with mode 0700 and refused unless they are ours, closed to others, and not links.
+// The descriptor of the folder, which stays open for the life of the process; -1 when there is none. Folders
+// are made with mode 0700, and refused unless they belong to the user, are closed to others, and are not
+// links.
 int runtime_folder(RuntimeFolder folder) noexcept;
 
 }  // namespace zdr::platform

@@ -1,5 +1,6 @@
-// What the runtime keeps for each thread. Reached in one instruction: the record lives in the static TLS
-// block, needs no constructor and has no destructor (thread_exit.h runs what must run at a thread's end).
+// What the runtime stores for each thread. The record lives in the static TLS block, so that it is reached in
+// one instruction; it needs no constructor and has no destructor (thread_exit.h runs what must run when a
+// thread ends).
 #pragma once
 
 #include <cstdint>
@@ -8,22 +9,23 @@
 
 namespace zdr::platform {
 
-class OwnedMutex;
-class ThreadObject;
+class MutexObject;
+class WaitSignal;
 
 struct ThreadState {
   DWORD last_error;
-  uint32_t thread_id;         // 0 until asked for
-  OwnedMutex* owned_mutexes;  // mutexes that this thread owns, latest first
-  ThreadObject* thread;  // set on threads made by CreateThread; a reference is held until the thread's end
-  int priority;          // of threads not made by CreateThread
-  bool exit_hook_set;
+  uint32_t thread_id;                  // 0 until this_thread_id is called
+  MutexObject* owned_mutexes;          // those that this thread owns, latest first
+  void (*abandon_mutexes)() noexcept;  // to be called when the thread ends; null until it owns a mutex
+  WaitSignal* ended;  // to be signalled when the thread ends: a reference, null for a foreign thread
 };
 
 #define ZDR_STATIC_TLS __attribute__((tls_model("initial-exec")))
 extern thread_local constinit ThreadState this_thread ZDR_STATIC_TLS;
 
-// A number no other living thread of the process has; below 2^31 and never 0.
+constexpr uint32_t kLargestThreadId = (1u << 30) - 2;
+
+// A number from 1 to kLargestThreadId that no other living thread of the process has.
 uint32_t new_thread_id() noexcept;
 
 inline uint32_t this_thread_id() noexcept {

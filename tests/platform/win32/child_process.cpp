@@ -2,24 +2,24 @@
 #include "child_process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <csignal>
 
+#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 
-namespace zdr::platform::test {
+namespace zdr::test {
 
-ChildProcess::ChildProcess(const std::string& role, const std::vector<std::string>& environment) {
+ChildProcess::ChildProcess(std::vector<std::string> environment) {
   int down[2];
   int up[2];
   if (pipe2(down, O_CLOEXEC) != 0 || pipe2(up, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
-  std::vector<std::string> entries = environment;
-  entries.push_back(std::string(kRoleVariable) + "=" + role);
-  for (char** entry = environ; *entry != nullptr; ++entry) entries.push_back(*entry);
+  environment.emplace_back("ZDR_TEST_CHILD=1");
+  for (char** entry = environ; *entry != nullptr; ++entry) environment.emplace_back(*entry);
   std::vector<char*> pointers;
-  for (std::string& entry : entries) pointers.push_back(entry.data());
+  for (std::string& entry : environment) pointers.push_back(entry.data());
   pointers.push_back(nullptr);
   char path[] = "/proc/self/exe";
   char* arguments[] = {path, nullptr};
@@ -38,7 +38,7 @@ ChildProcess::ChildProcess(const std::string& role, const std::vector<std::strin
 }
 
 ChildProcess::~ChildProcess() {
-  close(to_child_);  // the role ends at the end of its input
+  close(to_child_);  // the child ends with its input
   close(from_child_);
   if (pid_ > 0) waitpid(pid_, nullptr, 0);
 }
@@ -57,10 +57,15 @@ std::string ChildProcess::receive() {
   return line;
 }
 
+bool ChildProcess::has_answered() const {
+  pollfd answer = {from_child_, POLLIN, 0};
+  return ::poll(&answer, 1, 0) == 1;
+}
+
 void ChildProcess::kill_hard() {
   kill(pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
   pid_ = -1;
 }
 
-}  // namespace zdr::platform::test
+}  // namespace zdr::test

@@ -1,25 +1,23 @@
-// What several Win32 tests need.
+// What several Win32 tests need: the fixture, handles that close themselves, failures as values.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <windows.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <fstream>
-#include <initializer_list>
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "mediakit/files/temp_folder.h"
 
-namespace zdr::platform::test {
+namespace zdr::test {
 
-// A value no function sets: shows whether a call touched the last error.
+// A value that no function sets: shows whether a call changed the last error.
 constexpr DWORD kUntouched = 0xABCD;
 
 inline std::u16string wide(const std::string& ascii) {
@@ -28,14 +26,14 @@ inline std::u16string wide(const std::string& ascii) {
 
 constexpr DWORD kNoFailure = 0xDCBA;
 
-// The last error of a call that failed, to be used around the call itself.
+// The last error of a call that failed; takes the result of the call.
 inline DWORD failure(BOOL succeeded) {
   return succeeded ? kNoFailure : GetLastError();
 }
 inline DWORD failure(HANDLE made) {
   return made != nullptr ? kNoFailure : GetLastError();
 }
-// CreateFile fails with another value.
+// The same for CreateFile, whose failures have another value.
 inline DWORD failed_open(HANDLE file) {
   return file != INVALID_HANDLE_VALUE ? kNoFailure : GetLastError();
 }
@@ -43,7 +41,7 @@ inline DWORD failed_open(HANDLE file) {
 // Closes its handle at the end of the scope.
 class ScopedHandle {
  public:
-  ScopedHandle(HANDLE handle = nullptr) : handle_(handle) {}  // NOLINT: stands in for a HANDLE
+  ScopedHandle(HANDLE handle = nullptr) : handle_(handle) {}  // NOLINT: used like a HANDLE
   ScopedHandle(ScopedHandle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
   ScopedHandle& operator=(ScopedHandle&& other) noexcept {
     std::swap(handle_, other.handle_);
@@ -61,11 +59,16 @@ class ScopedHandle {
 };
 
 inline HANDLE open_for(const std::string& path, DWORD access, DWORD share = FILE_SHARE_READ,
-                       DWORD disposition = OPEN_EXISTING, DWORD flags = FILE_ATTRIBUTE_NORMAL) {
-  return CreateFileA(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
+                       DWORD disposition = OPEN_EXISTING) {
+  return CreateFileA(path.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-// Sets an environment variable (or removes it, for null) and puts the old value back at the end of the scope.
+// Waits for the object without blocking.
+inline DWORD poll(HANDLE handle) {
+  return WaitForSingleObject(handle, 0);
+}
+
+// Sets an environment variable (or removes it, for null) and restores the old value at the end of the scope.
 class ScopedVariable {
  public:
   ScopedVariable(const char* name, const char* value) : name_(name) {
@@ -82,54 +85,38 @@ class ScopedVariable {
   std::optional<std::string> old_;
 };
 
-// Returns once the thread sleeps inside the runtime's wait (a futex wait with an absolute deadline).
+// Returns once the thread sleeps inside a wait of the runtime.
 inline void await_sleep_in_wait(pid_t thread) {
-  constexpr unsigned long kWaitBitset = 9;
-  constexpr unsigned long kOperationMask = 0x7F;
-  const std::string state = "/proc/" + std::to_string(thread) + "/syscall";
   for (;; std::this_thread::yield()) {
-    std::ifstream file(state);
-    std::string number;
-    std::string word;
-    std::string operation;
+    std::ifstream file("/proc/" + std::to_string(thread) + "/syscall");
+    std::string number, word, operation;
     file >> number >> word >> operation;
-    if (number != std::to_string(SYS_futex)) continue;
-    if ((std::stoul(operation, nullptr, 16) & kOperationMask) == kWaitBitset) return;
+    constexpr unsigned long kWaitBitset = 9, kOperationMask = 0x7F;
+    const bool waits = number == std::to_string(SYS_futex) &&
+                       (std::stoul(operation, nullptr, 16) & kOperationMask) == kWaitBitset;
+    if (waits || number == std::to_string(SYS_futex_waitv)) return;
   }
 }
 
-// What a wait that sleeps stays below, also on a machine with much else to do; one that spins comes near 100.
-constexpr int64_t kIdlePercent = 25;
-
-// Waits in vain for all of the handles: how much of the time the waiting thread was busy, in percent, or 1000
-// when the wait did not time out.
-inline int64_t busy_percent_of_wait(std::initializer_list<HANDLE> handles) {
-  constexpr DWORD kMilliseconds = 300;
-  const auto busy_microseconds = [] {
-    rusage usage;
-    getrusage(RUSAGE_THREAD, &usage);
-    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1'000'000 + usage.ru_utime.tv_usec +
-           usage.ru_stime.tv_usec;
-  };
-  const int64_t before = busy_microseconds();
-  const DWORD result =
-      WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.begin(), TRUE, kMilliseconds);
-  return result == WAIT_TIMEOUT ? (busy_microseconds() - before) / (kMilliseconds * 10) : 1000;
-}
-
-// Every test starts with the mark in the last error.
+// Every test starts with kUntouched as the last error, and has a folder of its own.
 class Win32Test : public testing::Test {
  protected:
   Win32Test() { SetLastError(kUntouched); }
 
-  // A file of the test's own folder.
   std::string path(const std::string& name) const { return (folder_ / name).string(); }
   std::string make_file(const std::string& name, const std::string& content = "0123456789") const {
-    zdr::tests::write_file(folder_ / name, content);
+    write_file(folder_ / name, content);
     return path(name);
   }
+  // An environment entry under which a child has a private runtime folder, but none for share modes.
+  std::string without_side_files() const {
+    std::filesystem::create_directories(path("runtime/zdr"));
+    std::filesystem::permissions(path("runtime/zdr"), std::filesystem::perms::owner_all);
+    std::filesystem::create_directory_symlink(folder_.path(), path("runtime/zdr/share"));
+    return "XDG_RUNTIME_DIR=" + path("runtime");
+  }
 
-  zdr::tests::TempFolder folder_;
+  TempFolder folder_;
 };
 
-}  // namespace zdr::platform::test
+}  // namespace zdr::test

@@ -1,5 +1,4 @@
-// A write into a pipe or socket without a reader is an error code of the call here, not the end of the
-// process.
+// Makes a write into a pipe or socket without a reader fail with an error code instead of ending the process.
 #pragma once
 
 #include <pthread.h>
@@ -10,8 +9,8 @@
 
 namespace zdr::platform {
 
-// Holds back the calling thread's SIGPIPE for the scope of one write, and takes it away when the write raised
-// it. Other threads and a SIGPIPE that waited before are left alone.
+// Blocks the calling thread's SIGPIPE for the scope of one write, and discards it when the write raised it.
+// Other threads, and a SIGPIPE that was pending before, are not affected.
 class BrokenPipeGuard {
  public:
   BrokenPipeGuard() noexcept {

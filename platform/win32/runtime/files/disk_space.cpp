@@ -1,4 +1,4 @@
-// GetDiskFreeSpace and GetDiskFreeSpaceEx, from statvfs.
+// GetDiskFreeSpace and GetDiskFreeSpaceEx, computed from statvfs.
 #include <sys/statvfs.h>
 
 #include <algorithm>
@@ -16,7 +16,7 @@ namespace {
 
 constexpr DWORD kSectorBytes = 512;
 
-// A missing folder is 3 whether it or its parent is missing.
+// ERROR_PATH_NOT_FOUND whether the folder or its parent is missing.
 template <class Unit>
 DWORD volume_of(const Unit* folder, struct statvfs& volume) {
   std::string path = ".";
@@ -44,17 +44,6 @@ BOOL clusters(const Unit* root, DWORD* sectors_per_cluster, DWORD* bytes_per_sec
   return TRUE;
 }
 
-template <class Unit>
-BOOL bytes(const Unit* folder, ULARGE_INTEGER* available, ULARGE_INTEGER* total,
-           ULARGE_INTEGER* total_free) noexcept {
-  struct statvfs volume;
-  if (!report(guarded([&] { return volume_of(folder, volume); }))) return FALSE;
-  if (available != nullptr) available->QuadPart = uint64_t{volume.f_bavail} * volume.f_frsize;
-  if (total != nullptr) total->QuadPart = uint64_t{volume.f_blocks} * volume.f_frsize;
-  if (total_free != nullptr) total_free->QuadPart = uint64_t{volume.f_bfree} * volume.f_frsize;
-  return TRUE;
-}
-
 }  // namespace
 
 }  // namespace zdr::platform
@@ -69,12 +58,13 @@ BOOL GetDiskFreeSpaceW(LPCWSTR root, LPDWORD sectors_per_cluster, LPDWORD bytes_
   return zdr::platform::clusters(root, sectors_per_cluster, bytes_per_sector, free_clusters, total_clusters);
 }
 
-BOOL GetDiskFreeSpaceExA(LPCSTR directory, PULARGE_INTEGER available, PULARGE_INTEGER total,
-                         PULARGE_INTEGER total_free) noexcept {
-  return zdr::platform::bytes(directory, available, total, total_free);
-}
-
 BOOL GetDiskFreeSpaceExW(LPCWSTR directory, PULARGE_INTEGER available, PULARGE_INTEGER total,
                          PULARGE_INTEGER total_free) noexcept {
-  return zdr::platform::bytes(directory, available, total, total_free);
+  using namespace zdr::platform;
+  struct statvfs volume;
+  if (!report(guarded([&] { return volume_of(directory, volume); }))) return FALSE;
+  if (available != nullptr) available->QuadPart = uint64_t{volume.f_bavail} * volume.f_frsize;
+  if (total != nullptr) total->QuadPart = uint64_t{volume.f_blocks} * volume.f_frsize;
+  if (total_free != nullptr) total_free->QuadPart = uint64_t{volume.f_bfree} * volume.f_frsize;
+  return TRUE;
 }

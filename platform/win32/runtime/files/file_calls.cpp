@@ -1,14 +1,9 @@
-// The public file functions.
-#include <sys/stat.h>
-
-#include <cerrno>
+// The public file functions: checks of arguments and handles, and the forms of their results.
 #include <limits>
-#include <optional>
 #include <string>
 
 #include "platform/win32/fault_injection.h"
 #include "platform/win32/runtime/api_boundary.h"
-#include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/files/file_object.h"
 #include "platform/win32/runtime/files/file_open.h"
 #include "platform/win32/runtime/files/native_path.h"
@@ -22,7 +17,7 @@ namespace {
 constexpr uint64_t kLargestPosition = std::numeric_limits<int64_t>::max();
 constexpr uint64_t kLargestLowPosition = std::numeric_limits<uint32_t>::max();
 
-// Success sets the last error: callers ask with GetLastError whether the file was there before.
+// Success sets the last error, from which callers learn whether the file existed.
 template <class Unit>
 HANDLE create_file(const Unit* name, const OpenRequest& request) noexcept {
   Ref<KernelObject> file;
@@ -39,36 +34,19 @@ HANDLE create_file(const Unit* name, const OpenRequest& request) noexcept {
     SetLastError(ERROR_TOO_MANY_OPEN_FILES);
     return INVALID_HANDLE_VALUE;
   }
-  const bool tells_existence = request.disposition == CREATE_ALWAYS || request.disposition == OPEN_ALWAYS;
-  SetLastError(existed && tells_existence ? ERROR_ALREADY_EXISTS : NO_ERROR);
+  SetLastError(existed && request.disposition != OPEN_EXISTING ? ERROR_ALREADY_EXISTS : NO_ERROR);
   return handle;
 }
 
-std::optional<uint64_t> offset_of(const OVERLAPPED* at) noexcept {
-  if (at == nullptr) return std::nullopt;
-  return uint64_t{at->OffsetHigh} << 32 | at->Offset;
-}
-
-void advance(OVERLAPPED* at, DWORD moved) noexcept {
-  if (at == nullptr) return;
-  const uint64_t offset = *offset_of(at) + moved;
-  at->Offset = static_cast<DWORD>(offset);
-  at->OffsetHigh = static_cast<DWORD>(offset >> 32);
-}
-
-// What ReadFile and WriteFile share. `transfer(file, offset, moved)` does the work.
+// What ReadFile and WriteFile share. `transfer(file, moved)` does the work.
 template <class Transfer>
-BOOL transfer_file(HANDLE handle, LPDWORD moved_out, LPOVERLAPPED at, Transfer transfer) noexcept {
-  if (moved_out != nullptr) *moved_out = 0;
-  if (moved_out == nullptr && at == nullptr) return report(ERROR_INVALID_PARAMETER);
+BOOL transfer_file(HANDLE handle, LPDWORD moved_out, LPOVERLAPPED overlapped, Transfer transfer) noexcept {
+  if (moved_out == nullptr) return report(ERROR_INVALID_PARAMETER);
+  *moved_out = 0;
+  if (overlapped != nullptr) return report(ERROR_INVALID_PARAMETER);
   const Pin pin(handle);
   auto* file = pin.as<FileObject>();
-  if (file == nullptr) return report(ERROR_INVALID_HANDLE);
-  DWORD moved = 0;
-  const DWORD error = transfer(*file, offset_of(at), moved);
-  if (moved_out != nullptr) *moved_out = moved;
-  advance(at, moved);
-  return report(error);
+  return report(file != nullptr ? transfer(*file, *moved_out) : ERROR_INVALID_HANDLE);
 }
 
 DWORD seek_file(HANDLE handle, int64_t distance, DWORD method, uint64_t limit, uint64_t& position) noexcept {
@@ -87,7 +65,7 @@ DWORD size_of_file(HANDLE handle, uint64_t& bytes) noexcept {
   return file->size(bytes);
 }
 
-// A value whose low word equals the failure mark is told apart by the last error.
+// Where the low word of a valid value equals the failure mark, the last error says that nothing failed.
 DWORD low_word(uint64_t value) noexcept {
   const DWORD low = static_cast<DWORD>(value);
   if (low == INVALID_SET_FILE_POINTER) SetLastError(NO_ERROR);
@@ -101,26 +79,6 @@ BOOL delete_named(const Unit* name) noexcept {
     const DWORD error = native_path(name, path);
     return error != NO_ERROR ? error : delete_file(path);
   }));
-}
-
-DWORD attributes_of(const struct stat& info) noexcept {
-  const DWORD read_only = (info.st_mode & 0222) == 0 ? FILE_ATTRIBUTE_READONLY : 0;
-  if (S_ISDIR(info.st_mode)) return FILE_ATTRIBUTE_DIRECTORY | read_only;
-  return FILE_ATTRIBUTE_ARCHIVE | read_only;
-}
-
-template <class Unit>
-DWORD attributes_of_named(const Unit* name) noexcept {
-  DWORD attributes = INVALID_FILE_ATTRIBUTES;
-  report(guarded([&]() -> DWORD {
-    std::string path;
-    if (const DWORD error = native_path(name, path); error != NO_ERROR) return error;
-    struct stat info;
-    if (stat(path.c_str(), &info) != 0) return path_error_from_errno(errno, path.c_str());
-    attributes = attributes_of(info);
-    return NO_ERROR;
-  }));
-  return attributes;
 }
 
 }  // namespace
@@ -139,17 +97,15 @@ HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTE
   return create_file(name, {access, share, disposition, flags_and_attributes});
 }
 
-BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD count, LPDWORD got, LPOVERLAPPED at) noexcept {
-  return transfer_file(file, got, at, [&](FileObject& object, std::optional<uint64_t> offset, DWORD& moved) {
-    if (should_fail(FaultPoint::kFileRead)) return DWORD{ERROR_IO_DEVICE};
-    return object.read(buffer, count, offset, moved);
+BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD count, LPDWORD got, LPOVERLAPPED overlapped) noexcept {
+  return transfer_file(file, got, overlapped, [&](FileObject& object, DWORD& moved) -> DWORD {
+    return should_fail(FaultPoint::kFileRead) ? ERROR_IO_DEVICE : object.read(buffer, count, moved);
   });
 }
 
-BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD count, LPDWORD put, LPOVERLAPPED at) noexcept {
-  return transfer_file(file, put, at, [&](FileObject& object, std::optional<uint64_t> offset, DWORD& moved) {
-    if (should_fail(FaultPoint::kFileWrite)) return DWORD{ERROR_DISK_FULL};
-    return object.write(buffer, count, offset, moved);
+BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD count, LPDWORD put, LPOVERLAPPED overlapped) noexcept {
+  return transfer_file(file, put, overlapped, [&](FileObject& object, DWORD& moved) -> DWORD {
+    return should_fail(FaultPoint::kFileWrite) ? ERROR_DISK_FULL : object.write(buffer, count, moved);
   });
 }
 
@@ -165,13 +121,6 @@ DWORD SetFilePointer(HANDLE file, LONG low, PLONG high, DWORD method) noexcept {
   return low_word(position);
 }
 
-BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD method) noexcept {
-  uint64_t reached = 0;
-  if (!report(seek_file(file, distance.QuadPart, method, kLargestPosition, reached))) return FALSE;
-  if (position != nullptr) position->QuadPart = static_cast<LONGLONG>(reached);
-  return TRUE;
-}
-
 DWORD GetFileSize(HANDLE file, LPDWORD high) noexcept {
   uint64_t bytes = 0;
   if (!report(size_of_file(file, bytes))) return INVALID_FILE_SIZE;
@@ -179,31 +128,10 @@ DWORD GetFileSize(HANDLE file, LPDWORD high) noexcept {
   return low_word(bytes);
 }
 
-BOOL GetFileSizeEx(HANDLE file, PLARGE_INTEGER size) noexcept {
-  if (size == nullptr) return report(ERROR_INVALID_PARAMETER);
-  uint64_t bytes = 0;
-  if (!report(size_of_file(file, bytes))) return FALSE;
-  size->QuadPart = static_cast<LONGLONG>(bytes);
-  return TRUE;
-}
-
-namespace {
-
-template <class Action>
-BOOL with_file(HANDLE handle, Action action) noexcept {
-  const Pin pin(handle);
-  auto* file = pin.as<FileObject>();
-  return report(file == nullptr ? ERROR_INVALID_HANDLE : action(*file));
-}
-
-}  // namespace
-
-BOOL SetEndOfFile(HANDLE file) noexcept {
-  return with_file(file, [](FileObject& object) { return object.cut_at_position(); });
-}
-
 BOOL FlushFileBuffers(HANDLE file) noexcept {
-  return with_file(file, [](FileObject& object) { return object.flush(); });
+  const Pin pin(file);
+  auto* object = pin.as<FileObject>();
+  return report(object != nullptr ? object->flush() : ERROR_INVALID_HANDLE);
 }
 
 BOOL DeleteFileA(LPCSTR name) noexcept {
@@ -212,12 +140,4 @@ BOOL DeleteFileA(LPCSTR name) noexcept {
 
 BOOL DeleteFileW(LPCWSTR name) noexcept {
   return delete_named(name);
-}
-
-DWORD GetFileAttributesA(LPCSTR name) noexcept {
-  return attributes_of_named(name);
-}
-
-DWORD GetFileAttributesW(LPCWSTR name) noexcept {
-  return attributes_of_named(name);
 }

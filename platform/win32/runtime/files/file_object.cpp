@@ -1,5 +1,5 @@
-// Reading, writing and positioning of open files. The position lives in the object and every transfer names
-// its offset, so a seek followed by a read is one system call.
+// Reading, writing and positioning of open files. The position is stored in the object and every transfer
+// names its offset, so a seek followed by a read is one system call.
 #include "platform/win32/runtime/files/file_object.h"
 
 #include <sys/stat.h>
@@ -11,6 +11,7 @@
 
 #include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/files/broken_pipe.h"
+#include "platform/win32/runtime/system_calls.h"
 
 namespace zdr::platform {
 
@@ -18,22 +19,12 @@ namespace {
 
 constexpr uint64_t kLargestOffset = std::numeric_limits<int64_t>::max();
 
-// One transfer, repeated while a signal interrupts it.
-template <class Transfer>
-ssize_t transfer_once(Transfer transfer) noexcept {
-  ssize_t moved;
-  do {
-    moved = transfer();
-  } while (moved < 0 && errno == EINTR);
-  return moved;
-}
-
-// Repeats `transfer(done)` until `count` bytes moved or it gives 0; 0 or an errno.
+// Repeats `transfer(done)` until `count` bytes have moved or it moves none. Returns 0 or an errno.
 template <class Transfer>
 int transfer_all(size_t count, size_t& done, Transfer transfer) noexcept {
   done = 0;
   while (done < count) {
-    const ssize_t moved = transfer_once([&] { return transfer(done); });
+    const ssize_t moved = repeat_interrupted([&] { return transfer(done); });
     if (moved < 0) return errno;
     if (moved == 0) break;
     done += static_cast<size_t>(moved);
@@ -77,12 +68,12 @@ DWORD FileObject::read_small(void* buffer, size_t count, uint64_t offset, size_t
   }
   const size_t planned = read_ahead_.plan(offset, count);
   if (planned == 0) return read_direct(buffer, count, offset, got);
-  const ssize_t filled = transfer_once(
+  const ssize_t filled = repeat_interrupted(
       [&] { return pread(descriptor_.get(), read_ahead_.target(), planned, static_cast<off_t>(offset)); });
   got = read_ahead_.fill(offset, filled < 0 ? 0 : static_cast<size_t>(filled), buffer, count);
   if (filled < 0) return error_from_errno(errno);
   if (filled == 0 || got == count) return NO_ERROR;
-  // A short block is not yet the end of the file: only a read of nothing is.
+  // A short block does not mean the end of the file; only a read of no bytes does.
   size_t rest = 0;
   std::byte* const target = static_cast<std::byte*>(buffer) + got;
   const DWORD error = read_direct(target, count - got, offset + got, rest);
@@ -90,20 +81,18 @@ DWORD FileObject::read_small(void* buffer, size_t count, uint64_t offset, size_t
   return error;
 }
 
-DWORD FileObject::read(void* buffer, DWORD count, std::optional<uint64_t> at, DWORD& got) noexcept {
+DWORD FileObject::read(void* buffer, DWORD count, DWORD& got) noexcept {
   if (!rights_.read) return ERROR_ACCESS_DENIED;
   if (count == 0) return NO_ERROR;
   if (buffer == nullptr) return ERROR_NOACCESS;
   std::lock_guard lock(mutex_);
-  const uint64_t offset = at.value_or(position_);
-  if (offset > kLargestOffset) return ERROR_INVALID_PARAMETER;
-  const size_t wanted = std::min<uint64_t>(count, kLargestOffset - offset);
+  const size_t wanted = std::min<uint64_t>(count, kLargestOffset - position_);
   size_t moved = 0;
-  const DWORD error = uses_read_ahead_ ? read_small(buffer, wanted, offset, moved)
-                                       : read_direct(buffer, wanted, offset, moved);
-  position_ = offset + moved;
+  const DWORD error = uses_read_ahead_ ? read_small(buffer, wanted, position_, moved)
+                                       : read_direct(buffer, wanted, position_, moved);
+  position_ += moved;
   got = static_cast<DWORD>(moved);
-  return error == NO_ERROR && moved == 0 && at.has_value() ? ERROR_HANDLE_EOF : error;
+  return error;
 }
 
 DWORD FileObject::write_direct(const void* buffer, size_t count, uint64_t offset, size_t& put) noexcept {
@@ -114,16 +103,14 @@ DWORD FileObject::write_direct(const void* buffer, size_t count, uint64_t offset
   }));
 }
 
-DWORD FileObject::write(const void* buffer, DWORD count, std::optional<uint64_t> at, DWORD& put) noexcept {
+DWORD FileObject::write(const void* buffer, DWORD count, DWORD& put) noexcept {
   if (!rights_.write) return ERROR_ACCESS_DENIED;
   if (count == 0) return NO_ERROR;
   if (buffer == nullptr) return ERROR_NOACCESS;
   std::lock_guard lock(mutex_);
-  const uint64_t offset = at.value_or(position_);
-  if (offset > kLargestOffset) return ERROR_INVALID_PARAMETER;
   size_t moved = 0;
-  const DWORD error = write_direct(buffer, count, offset, moved);
-  position_ = offset + moved;
+  const DWORD error = write_direct(buffer, count, position_, moved);
+  position_ += moved;
   put = static_cast<DWORD>(moved);
   return error;
 }
@@ -149,12 +136,6 @@ DWORD FileObject::seek(int64_t distance, DWORD method, uint64_t limit, uint64_t&
   if (static_cast<uint64_t>(target) > limit) return ERROR_INVALID_PARAMETER;
   position = position_ = static_cast<uint64_t>(target);
   return NO_ERROR;
-}
-
-DWORD FileObject::cut_at_position() noexcept {
-  if (!rights_.write) return ERROR_ACCESS_DENIED;
-  std::lock_guard lock(mutex_);
-  return error_or_none(ftruncate(descriptor_.get(), static_cast<off_t>(position_)) == 0 ? 0 : errno);
 }
 
 DWORD FileObject::flush() noexcept {

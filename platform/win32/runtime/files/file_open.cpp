@@ -1,4 +1,4 @@
-// CreateFile's dispositions, rights and share test; DeleteFile.
+// The dispositions, rights and share test of CreateFile, and DeleteFile.
 #include "platform/win32/runtime/files/file_open.h"
 
 #include <fcntl.h>
@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 
 #include "platform/win32/runtime/errno_map.h"
 
@@ -14,53 +13,40 @@ namespace zdr::platform {
 
 namespace {
 
-// A file that appears and vanishes between two attempts is tried again this often.
+// How often to try again when a file appears and vanishes between two attempts.
 constexpr int kOpenAttempts = 100;
 
 constexpr mode_t kWriteBits = 0222;
 
-struct WantedRights {
-  FileRights file;
-  bool remove;
-
-  explicit WantedRights(const OpenRequest& request) noexcept
-      : file{(request.access & (GENERIC_READ | GENERIC_ALL | MAXIMUM_ALLOWED | FILE_READ_DATA)) != 0,
-             (request.access & (GENERIC_WRITE | GENERIC_ALL | FILE_WRITE_DATA | FILE_APPEND_DATA)) != 0},
-        remove((request.access & (DELETE | GENERIC_ALL)) != 0 ||
-               (request.flags & FILE_FLAG_DELETE_ON_CLOSE) != 0) {}
-};
-
-bool truncates(DWORD disposition) noexcept {
-  return disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING;
+FileRights rights_of(const OpenRequest& request) noexcept {
+  return {(request.access & GENERIC_READ) != 0, (request.access & GENERIC_WRITE) != 0};
 }
 
-// Truncation counts as writing, whatever access was asked for.
-ShareRequest share_request(const OpenRequest& request, const WantedRights& wanted) noexcept {
+// Truncation counts as writing, whatever the requested access is.
+bool writes(const OpenRequest& request) noexcept {
+  return rights_of(request).write || request.disposition == CREATE_ALWAYS;
+}
+
+ShareRequest share_request(const OpenRequest& request) noexcept {
   UseSet uses = 0;
-  if (wanted.file.read) uses |= kUseRead;
-  if (wanted.file.write || truncates(request.disposition)) uses |= kUseWrite;
-  if (wanted.remove) uses |= kUseDelete;
+  if (rights_of(request).read) uses |= kUseRead;
+  if (writes(request)) uses |= kUseWrite;
   return {uses, static_cast<UseSet>(request.share & kAllUses)};
 }
 
 DWORD check_arguments(const OpenRequest& request) noexcept {
-  if (request.disposition < CREATE_NEW || request.disposition > TRUNCATE_EXISTING) {
-    return ERROR_INVALID_PARAMETER;
-  }
-  if ((request.flags & (FILE_FLAG_OVERLAPPED | FILE_FLAG_NO_BUFFERING)) != 0) return ERROR_INVALID_PARAMETER;
-  if (request.disposition == TRUNCATE_EXISTING && (request.access & (GENERIC_WRITE | GENERIC_ALL)) == 0) {
-    return ERROR_INVALID_PARAMETER;
-  }
-  return NO_ERROR;
+  const bool known_disposition = request.disposition == CREATE_ALWAYS ||
+                                 request.disposition == OPEN_EXISTING || request.disposition == OPEN_ALWAYS;
+  const bool known_access = request.access != 0 && (request.access & ~(GENERIC_READ | GENERIC_WRITE)) == 0;
+  const bool known_flags = (request.flags & ~FILE_ATTRIBUTE_NORMAL) == 0;
+  return known_disposition && known_access && known_flags ? NO_ERROR : ERROR_INVALID_PARAMETER;
 }
 
-int open_flags(const OpenRequest& request, const WantedRights& wanted) noexcept {
-  // Not to wait for whoever may open the other end of a pipe, perhaps never.
-  int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  if ((request.flags & FILE_FLAG_WRITE_THROUGH) != 0) flags |= O_DSYNC;
-  const bool writes = wanted.file.write || truncates(request.disposition);
-  if (!writes) return flags | O_RDONLY;
-  return flags | (wanted.file.read ? O_RDWR : O_WRONLY);
+int open_flags(const OpenRequest& request) noexcept {
+  // Not blocking: the other end of a pipe may never be opened.
+  constexpr int kFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  if (!writes(request)) return kFlags | O_RDONLY;
+  return kFlags | (rights_of(request).read ? O_RDWR : O_WRONLY);
 }
 
 bool is_link(const char* path) noexcept {
@@ -68,25 +54,24 @@ bool is_link(const char* path) noexcept {
   return lstat(path, &info) == 0 && S_ISLNK(info.st_mode);
 }
 
-// The descriptor, and whether the file was there before; or an errno.
+// Opens or creates a file. The functions return 0 with the descriptor, or an errno.
 class Opener {
  public:
-  Opener(const char* path, int flags, mode_t mode) noexcept : path_(path), flags_(flags), mode_(mode) {}
+  Opener(const char* path, int flags) noexcept : path_(path), flags_(flags) {}
 
   int open_existing(Descriptor& file) noexcept { return attempt(0, file); }
-  int create_new(Descriptor& file) noexcept { return attempt(O_CREAT | O_EXCL, file); }
 
-  // Learns in one step whether it created the file: exclusive creation first, then the plain open, again if
-  // the file vanished between the two.
+  // Whether the file existed is known for certain: exclusive creation comes first, then a plain open, and
+  // both again if the file vanished between the two.
   int open_or_create(Descriptor& file, bool& existed) noexcept {
     for (int i = 0; i < kOpenAttempts; ++i) {
       existed = false;
-      int error = create_new(file);
+      int error = attempt(O_CREAT | O_EXCL, file);
       if (error != EEXIST) return error;
       existed = true;
-      error = open_existing(file);
+      error = attempt(0, file);
       if (error != ENOENT) return error;
-      // A link to nowhere exists and does not: here its target is made.
+      // Creation found a symbolic link whose target is missing: the target is created.
       if (is_link(path_)) {
         existed = false;
         return attempt(O_CREAT, file);
@@ -99,12 +84,12 @@ class Opener {
   int attempt(int extra_flags, Descriptor& file) noexcept {
     int flags = flags_ | extra_flags;
     for (;;) {
-      const int number = open(path_, flags, mode_);
+      const int number = open(path_, flags, 0666);
       if (number >= 0) {
         file = Descriptor(number);
         return 0;
       }
-      // Only the holder of a lease on a regular file is waited for, which the system limits.
+      // Another program holds a lease on the regular file: the kernel limits this wait.
       if (errno == EWOULDBLOCK && (flags & O_NONBLOCK) != 0) {
         flags &= ~O_NONBLOCK;
       } else if (errno != EINTR) {
@@ -115,35 +100,24 @@ class Opener {
 
   const char* path_;
   int flags_;
-  mode_t mode_;
 };
 
-int open_descriptor(const std::string& path, const OpenRequest& request, const WantedRights& wanted,
-                    Descriptor& file, bool& existed) noexcept {
-  const mode_t mode = (request.flags & FILE_ATTRIBUTE_READONLY) != 0 ? 0444 : 0666;
-  Opener opener(path.c_str(), open_flags(request, wanted), mode);
+int open_descriptor(const std::string& path, const OpenRequest& request, Descriptor& file,
+                    bool& existed) noexcept {
+  Opener opener(path.c_str(), open_flags(request));
   existed = true;
-  switch (request.disposition) {
-    case CREATE_NEW:
-      existed = false;
-      return opener.create_new(file);
-    case CREATE_ALWAYS:
-    case OPEN_ALWAYS:
-      return opener.open_or_create(file, existed);
-    default:
-      return opener.open_existing(file);
-  }
+  return request.disposition == OPEN_EXISTING ? opener.open_existing(file)
+                                              : opener.open_or_create(file, existed);
 }
 
-// A file without any write bit is read-only for everybody, also for a user whom the system would let write.
-DWORD check_opened(const struct stat& info, const OpenRequest& request, const ShareRequest& share,
-                   bool existed) noexcept {
-  if (S_ISDIR(info.st_mode) && (request.flags & FILE_FLAG_BACKUP_SEMANTICS) == 0) return ERROR_ACCESS_DENIED;
+// A file without any write bit is read-only for every user, even one that the kernel would let write.
+DWORD check_opened(const struct stat& info, const ShareRequest& share, bool existed) noexcept {
+  if (S_ISDIR(info.st_mode)) return ERROR_ACCESS_DENIED;
   const bool read_only = S_ISREG(info.st_mode) && (info.st_mode & kWriteBits) == 0;
   return existed && read_only && (share.uses & kUseWrite) != 0 ? ERROR_ACCESS_DENIED : NO_ERROR;
 }
 
-// Reads and writes wait as ever. For a regular file the flag means nothing.
+// Reads and writes block as usual. The flag has no effect on regular files.
 DWORD make_blocking(const Descriptor& file, const struct stat& info) noexcept {
   if (S_ISREG(info.st_mode)) return NO_ERROR;
   const int flags = fcntl(file.get(), F_GETFL);
@@ -151,39 +125,31 @@ DWORD make_blocking(const Descriptor& file, const struct stat& info) noexcept {
   return done ? NO_ERROR : error_from_errno(errno);
 }
 
-// Truncation waits until the share test is passed, so that a refused open destroys nothing.
-DWORD truncate_if_asked(const Descriptor& file, const struct stat& info, const OpenRequest& request,
-                        bool existed) noexcept {
-  if (!existed || !truncates(request.disposition) || !S_ISREG(info.st_mode)) return NO_ERROR;
+// Truncates after the share test, so that a refused open destroys nothing.
+DWORD truncate_if_requested(const Descriptor& file, const struct stat& info, const OpenRequest& request,
+                            bool existed) noexcept {
+  if (!existed || request.disposition != CREATE_ALWAYS || !S_ISREG(info.st_mode)) return NO_ERROR;
   return ftruncate(file.get(), 0) == 0 ? NO_ERROR : error_from_errno(errno);
 }
 
-// Read-ahead only where the rules of sharing keep the bytes as they are, in all processes.
+// Read-ahead is used only where share modes keep the bytes unchanged, in all processes.
 bool may_read_ahead(const ShareRequest& share, const ShareLease& lease) noexcept {
   return lease.holds_between_processes() && share.uses == kUseRead && (share.allowed & kUseWrite) == 0;
-}
-
-// The current folder may be another one when the last handle is closed.
-std::string path_for_later(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
-  return error ? path : absolute.string();
 }
 
 }  // namespace
 
 DWORD open_file(const std::string& path, const OpenRequest& request, Ref<KernelObject>& file, bool& existed) {
   if (const DWORD error = check_arguments(request); error != NO_ERROR) return error;
-  const WantedRights wanted(request);
   Descriptor descriptor;
-  if (const int error = open_descriptor(path, request, wanted, descriptor, existed); error != 0) {
+  if (const int error = open_descriptor(path, request, descriptor, existed); error != 0) {
     return path_error_from_errno(error, path.c_str());
   }
   struct stat info;
   if (fstat(descriptor.get(), &info) != 0) return error_from_errno(errno);
 
-  const ShareRequest share = share_request(request, wanted);
-  if (const DWORD error = check_opened(info, request, share, existed); error != NO_ERROR) return error;
+  const ShareRequest share = share_request(request);
+  if (const DWORD error = check_opened(info, share, existed); error != NO_ERROR) return error;
   if (const DWORD error = make_blocking(descriptor, info); error != NO_ERROR) return error;
   const bool regular = S_ISREG(info.st_mode);
   ShareLease lease;
@@ -191,19 +157,18 @@ DWORD open_file(const std::string& path, const OpenRequest& request, Ref<KernelO
     const DWORD error = ShareLease::acquire(FileIdentity::of(info), share, lease);
     if (error != NO_ERROR) return error;
   }
-  if (const DWORD error = truncate_if_asked(descriptor, info, request, existed); error != NO_ERROR)
+  if (const DWORD error = truncate_if_requested(descriptor, info, request, existed); error != NO_ERROR)
     return error;
-  if ((request.flags & FILE_FLAG_DELETE_ON_CLOSE) != 0) lease.delete_at_last_release(path_for_later(path));
 
   const bool seekable = regular || S_ISBLK(info.st_mode);
   const bool read_ahead = may_read_ahead(share, lease);
   file = Ref<KernelObject>(
-      new FileObject(std::move(descriptor), wanted.file, seekable, read_ahead, std::move(lease)));
+      new FileObject(std::move(descriptor), rights_of(request), seekable, read_ahead, std::move(lease)));
   return NO_ERROR;
 }
 
 DWORD delete_file(const std::string& path) {
-  // Outlives the lease, so that no new file can get the number of this one while the lease is known under it.
+  // Closed after the lease is released, so that no new file can get this inode number while the lease exists.
   const Descriptor keeper(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   struct stat info;
   if (keeper.get() < 0 || fstat(keeper.get(), &info) != 0) return path_error_from_errno(errno, path.c_str());

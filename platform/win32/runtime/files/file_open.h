@@ -1,4 +1,4 @@
-// Opening files by the platform's rules.
+// Opening and deleting files by the platform's rules.
 #pragma once
 
 #include <string>
@@ -15,10 +15,10 @@ struct OpenRequest {
   DWORD flags;  // and attributes
 };
 
-// Error code, or NO_ERROR with the file and whether it existed before. May throw bad_alloc.
+// Returns an error code, or NO_ERROR with the file and whether it existed before. May throw bad_alloc.
 DWORD open_file(const std::string& path, const OpenRequest& request, Ref<KernelObject>& file, bool& existed);
 
-// Deletes a file that no open protects.
+// Deletes the file unless an open handle denies it.
 DWORD delete_file(const std::string& path);
 
 }  // namespace zdr::platform

@@ -4,11 +4,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <string>
+#include <string_view>
 
+#include "platform/win32/file_names.h"
 #include "platform/win32/runtime/api_boundary.h"
 #include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/files/native_path.h"
-#include "platform/win32/runtime/text/text_result.h"
 #include "platform/win32/win32_paths.h"
 
 namespace zdr::platform {
@@ -23,7 +25,7 @@ DWORD current_folder(std::string& folder) {
 }
 
 // Folds empty, `.` and `..` components of an absolute path; `..` at the root stays there. A trailing
-// separator is kept, because it tells the caller that a folder is meant.
+// separator is kept, because it means that the path is a folder's.
 std::string fold_components(std::string_view path) {
   const bool ends_in_separator = path.back() == '/';
   std::string folded;
@@ -42,7 +44,7 @@ std::string fold_components(std::string_view path) {
 }
 
 template <class Unit>
-DWORD full_path(const Unit* name, std::basic_string<Unit>& result) {
+DWORD full_path(const Unit* name, std::string& result) {
   if (name == nullptr || *name == 0) return ERROR_INVALID_NAME;
   std::string path;
   if (const DWORD error = native_path(name, path); error != NO_ERROR) return error;
@@ -51,7 +53,7 @@ DWORD full_path(const Unit* name, std::basic_string<Unit>& result) {
     if (const DWORD error = current_folder(folder); error != NO_ERROR) return error;
     path = folder + "/" + path;
   }
-  result = in_units<Unit>(fold_components(path));
+  result = fold_components(path);
   return NO_ERROR;
 }
 
@@ -63,10 +65,17 @@ Unit* last_component(Unit* buffer, size_t length) noexcept {
   return buffer + length;
 }
 
-template <class Unit>
-DWORD get_full_path_name(const Unit* name, DWORD size, Unit* buffer, Unit** last) noexcept {
+// `in_units` converts the path from UTF-8.
+template <class Unit, class Convert>
+DWORD get_full_path_name(const Unit* name, DWORD size, Unit* buffer, Unit** last, Convert in_units) noexcept {
   std::basic_string<Unit> result;
-  if (!report(guarded([&] { return full_path(name, result); }))) return 0;
+  const DWORD error = guarded([&]() -> DWORD {
+    std::string path;
+    const DWORD failure = full_path(name, path);
+    result = in_units(path);
+    return failure;
+  });
+  if (!report(error)) return 0;
   const DWORD length = fill_or_size(result, buffer, size);
   if (length == result.size() && last != nullptr) *last = last_component(buffer, length);
   return length;
@@ -77,9 +86,10 @@ DWORD get_full_path_name(const Unit* name, DWORD size, Unit* buffer, Unit** last
 }  // namespace zdr::platform
 
 DWORD GetFullPathNameA(LPCSTR name, DWORD size, LPSTR buffer, LPSTR* last) noexcept {
-  return zdr::platform::get_full_path_name(name, size, buffer, last);
+  return zdr::platform::get_full_path_name(name, size, buffer, last,
+                                           [](std::string& path) { return std::move(path); });
 }
 
 DWORD GetFullPathNameW(LPCWSTR name, DWORD size, LPWSTR buffer, LPWSTR* last) noexcept {
-  return zdr::platform::get_full_path_name(name, size, buffer, last);
+  return zdr::platform::get_full_path_name(name, size, buffer, last, zdr::platform::utf16_file_name);
 }

@@ -1,4 +1,4 @@
-// GetModuleFileName: the absolute path of the executable, or of the module that covers an address.
+// GetModuleFileNameW: the absolute path of the executable, or of the module that covers an address.
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -10,9 +10,10 @@
 #include <fstream>
 #include <string>
 
+#include "platform/win32/file_names.h"
 #include "platform/win32/runtime/api_boundary.h"
 #include "platform/win32/runtime/errno_map.h"
-#include "platform/win32/runtime/text/text_result.h"
+#include "platform/win32/runtime/files/native_path.h"
 #include "platform/win32/win32_paths.h"
 
 namespace zdr::platform {
@@ -27,7 +28,7 @@ DWORD executable_path(std::string& path) {
   return NO_ERROR;
 }
 
-// "start-end perms offset device inode   path": whether the line covers the address.
+// Whether a line of the form "start-end perms offset device inode   path" covers the address.
 bool covers(const std::string& line, uintptr_t address) noexcept {
   uintptr_t start = 0;
   uintptr_t end = 0;
@@ -38,8 +39,8 @@ bool covers(const std::string& line, uintptr_t address) noexcept {
   return address >= start && address < end;
 }
 
-// The loader knows a module by the name it was asked for, which may be relative to a folder that is no longer
-// the current one; the kernel's list of mappings has the absolute path.
+// The loader knows a module by the name it was loaded under, which may be relative to a folder that is no
+// longer the current one; the kernel's list of mappings has the absolute path.
 DWORD mapped_path(uintptr_t address, std::string& path) {
   std::ifstream mappings("/proc/self/maps");
   for (std::string line; std::getline(mappings, line);) {
@@ -60,34 +61,27 @@ DWORD module_path(HMODULE module, std::string& path) {
   return NO_ERROR;
 }
 
-// Unlike the other path functions this one fills a short buffer, terminates it and reports its size.
-template <class Unit>
-DWORD get_module_file_name(HMODULE module, Unit* buffer, DWORD size) noexcept {
-  std::basic_string<Unit> text;
-  const DWORD error = guarded([&]() -> DWORD {
-    std::string path;
-    if (const DWORD failure = module_path(module, path); failure != NO_ERROR) return failure;
-    text = in_units<Unit>(path);
-    return NO_ERROR;
-  });
-  if (!report(error)) return 0;
-  if (text.size() < size) return fill_or_size(text, buffer, size);
-  if (size > 0) {
-    std::memcpy(buffer, text.data(), (size - 1) * sizeof(Unit));
-    buffer[size - 1] = 0;
-  }
-  SetLastError(ERROR_INSUFFICIENT_BUFFER);
-  return size;
-}
-
 }  // namespace
 
 }  // namespace zdr::platform
 
-DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) noexcept {
-  return zdr::platform::get_module_file_name(module, buffer, size);
-}
+using namespace zdr::platform;
 
+// Unlike the other path functions this one fills a short buffer, terminates it and returns its size.
 DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size) noexcept {
-  return zdr::platform::get_module_file_name(module, buffer, size);
+  std::u16string name;
+  const DWORD error = guarded([&]() -> DWORD {
+    std::string path;
+    if (const DWORD failure = module_path(module, path); failure != NO_ERROR) return failure;
+    name = utf16_file_name(path);
+    return NO_ERROR;
+  });
+  if (!report(error)) return 0;
+  if (name.size() < size) return fill_or_size(name, buffer, size);
+  if (size > 0) {
+    std::memcpy(buffer, name.data(), (size - 1) * sizeof(WCHAR));
+    buffer[size - 1] = 0;
+  }
+  SetLastError(ERROR_INSUFFICIENT_BUFFER);
+  return size;
 }

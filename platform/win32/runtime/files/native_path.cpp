@@ -1,11 +1,11 @@
-// Mapping of file names at the edge to the system.
+// Mapping of file names where they pass to the system.
 #include "platform/win32/runtime/files/native_path.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/win32/runtime/text/utf.h"
+#include "platform/win32/file_names.h"
 
 namespace zdr::platform {
 
@@ -17,7 +17,7 @@ bool is_ascii_letter(char c) noexcept {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-// Folder configured for a drive letter, or null.
+// The folder configured for a drive letter, or null.
 const char* drive_root(char letter) noexcept {
   char variable[] = "ZDR_DRIVE_X";
   variable[sizeof variable - 2] = static_cast<char>(letter & ~0x20);

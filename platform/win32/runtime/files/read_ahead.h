@@ -1,13 +1,13 @@
 // A small cache for runs of tiny reads, such as box headers, table entries and short media samples: one
-// system call brings the bytes of many reads.
+// system call reads the bytes of many reads.
 //
-// Only files opened for reading that deny writers, in all processes, use it, so by the rules of sharing the
-// bytes cannot change under it. A program outside those rules may still append or cut: a read that goes past
-// what a lane holds asks the file anew, so the true end is always found.
+// It is used only for files that are opened for reading and deny writers in all processes, so that share
+// modes keep the bytes unchanged. A program that ignores share modes may still extend or truncate a file: a
+// read that goes past the bytes of a lane asks the system again, so the true end is always found.
 //
-// There are a few lanes, because the tracks of one file are read by turns, each in a run of its own.
-// Scattered reads fetch nothing extra: a lane is filled only when a read continues its run, and more at a
-// time the longer the run is.
+// There are several lanes, because the tracks of one file are read by turns, each in a run of its own.
+// Scattered reads fetch nothing extra: a lane is filled only when a read continues its run, with more bytes
+// the longer the run is.
 #pragma once
 
 #include <array>
@@ -29,10 +29,11 @@ class ReadAhead {
   // Copies the bytes when a lane holds all of them.
   bool serve(uint64_t offset, void* buffer, size_t count) noexcept;
 
-  // How many bytes to read into `target` for this miss; 0 when the read should go straight to the file.
+  // The number of bytes to read into `target` after a miss; 0 when the read should go straight to the file.
   size_t plan(uint64_t offset, size_t count) noexcept;
   std::byte* target() noexcept { return chosen_->bytes.get(); }
-  // After `filled` bytes from `offset` were read into the target: copies up to `count` and gives the number.
+  // After `filled` bytes from `offset` have been read into the target: copies up to `count`, returns how
+  // many.
   size_t fill(uint64_t offset, size_t filled, void* buffer, size_t count) noexcept;
 
  private:

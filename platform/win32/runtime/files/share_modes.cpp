@@ -1,7 +1,5 @@
-// The in-process list of opens; side files are in share_side_file.cpp.
+// The open files of this process and their share modes.
 #include "platform/win32/runtime/files/share_modes.h"
-
-#include <unistd.h>
 
 #include <algorithm>
 #include <mutex>
@@ -21,14 +19,9 @@ struct IdentityHash {
   }
 };
 
-struct OpenFiles {
-  std::vector<ShareRequest> opens;
-  std::string delete_path;  // not empty: waiting for its last handle
-};
-
 struct OpenTable {
   std::mutex mutex;
-  std::unordered_map<FileIdentity, OpenFiles, IdentityHash> files;
+  std::unordered_map<FileIdentity, std::vector<ShareRequest>, IdentityHash> files;
 };
 
 // Never destroyed: modules may close files while the process ends.
@@ -44,26 +37,12 @@ bool compatible(const ShareRequest& a, const ShareRequest& b) noexcept {
 DWORD add_open(const FileIdentity& file, const ShareRequest& request) {
   OpenTable& table = open_table();
   std::lock_guard lock(table.mutex);
-  OpenFiles& entry = table.files[file];
-  if (!entry.delete_path.empty()) return ERROR_ACCESS_DENIED;
-  for (const ShareRequest& other : entry.opens) {
+  std::vector<ShareRequest>& opens = table.files[file];
+  for (const ShareRequest& other : opens) {
     if (!compatible(request, other)) return ERROR_SHARING_VIOLATION;
   }
-  entry.opens.push_back(request);
+  opens.push_back(request);
   return NO_ERROR;
-}
-
-bool is_waiting_to_be_deleted(const FileIdentity& file) noexcept {
-  OpenTable& table = open_table();
-  std::lock_guard lock(table.mutex);
-  const auto found = table.files.find(file);
-  return found != table.files.end() && !found->second.delete_path.empty();
-}
-
-// The path still names the same file, not one that took its place.
-void remove_if_same(const std::string& path, const FileIdentity& file) noexcept {
-  struct stat info;
-  if (stat(path.c_str(), &info) == 0 && FileIdentity::of(info) == file) unlink(path.c_str());
 }
 
 void remove_open(const FileIdentity& file, const ShareRequest& request) noexcept {
@@ -71,14 +50,10 @@ void remove_open(const FileIdentity& file, const ShareRequest& request) noexcept
   std::lock_guard lock(table.mutex);
   const auto found = table.files.find(file);
   if (found == table.files.end()) return;
-  auto& opens = found->second.opens;
-  const auto same = std::find_if(opens.begin(), opens.end(), [&](const ShareRequest& other) {
-    return other.uses == request.uses && other.allowed == request.allowed;
-  });
+  auto& opens = found->second;
+  const auto same = std::find(opens.begin(), opens.end(), request);
   if (same != opens.end()) opens.erase(same);
-  if (!opens.empty()) return;
-  if (!found->second.delete_path.empty()) remove_if_same(found->second.delete_path, file);
-  table.files.erase(found);
+  if (opens.empty()) table.files.erase(found);
 }
 
 }  // namespace
@@ -87,7 +62,7 @@ ShareLease::ShareLease(ShareLease&& other) noexcept
     : file_(other.file_),
       request_(other.request_),
       held_(std::exchange(other.held_, false)),
-      side_file_(std::exchange(other.side_file_, -1)) {}
+      side_file_(std::move(other.side_file_)) {}
 
 ShareLease& ShareLease::operator=(ShareLease&& other) noexcept {
   std::swap(file_, other.file_);
@@ -98,7 +73,6 @@ ShareLease& ShareLease::operator=(ShareLease&& other) noexcept {
 }
 
 DWORD ShareLease::acquire(const FileIdentity& file, const ShareRequest& request, ShareLease& lease) {
-  if (request.uses == 0) return is_waiting_to_be_deleted(file) ? ERROR_ACCESS_DENIED : NO_ERROR;
   if (const DWORD error = add_open(file, request); error != NO_ERROR) return error;
   lease.file_ = file;
   lease.request_ = request;
@@ -108,17 +82,10 @@ DWORD ShareLease::acquire(const FileIdentity& file, const ShareRequest& request,
   return error;
 }
 
-void ShareLease::delete_at_last_release(std::string path) {
-  OpenTable& table = open_table();
-  std::lock_guard lock(table.mutex);
-  const auto found = table.files.find(file_);
-  if (found != table.files.end()) found->second.delete_path = std::move(path);
-}
-
 void ShareLease::release() noexcept {
   if (!std::exchange(held_, false)) return;
   remove_open(file_, request_);
-  if (side_file_ >= 0) unlock_side_file(file_, std::exchange(side_file_, -1));
+  if (side_file_) unlock_side_file(file_, std::exchange(side_file_, Descriptor()));
 }
 
 }  // namespace zdr::platform

@@ -1,4 +1,4 @@
-// GetTempPath and GetTempFileName.
+// GetTempPathW and GetTempFileNameW.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -6,14 +6,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <string>
 
+#include "platform/win32/file_names.h"
 #include "platform/win32/runtime/api_boundary.h"
 #include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/files/native_path.h"
-#include "platform/win32/runtime/text/text_result.h"
 #include "platform/win32/win32_paths.h"
-#include "platform/win32/win32_threads.h"
 
 namespace zdr::platform {
 
@@ -34,16 +34,6 @@ std::string temp_folder() {
   return P_tmpdir "/";
 }
 
-template <class Unit>
-DWORD get_temp_path(DWORD size, Unit* buffer) noexcept {
-  DWORD length = 0;
-  const DWORD error = guarded([&] {
-    length = fill_or_size(in_units<Unit>(temp_folder()), buffer, size);
-    return DWORD{NO_ERROR};
-  });
-  return report(error) ? length : 0;
-}
-
 std::string temp_name(const std::string& stem, UINT number) {
   char digits[8];
   std::snprintf(digits, sizeof digits, "%x", number & 0xFFFFu);
@@ -60,9 +50,11 @@ DWORD create_empty(const std::string& name) noexcept {
   return NO_ERROR;
 }
 
-// Counts up from the clock until a name is free. 0 as a number would mean failure and is never used.
+// Counts up from the clock until a name is free. The number 0 would mean failure and is never used.
 DWORD create_unique(const std::string& stem, UINT& number, std::string& name) {
-  UINT candidate = GetTickCount() & 0xFFFFu;
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  UINT candidate = static_cast<UINT>(now.tv_sec * 1000 + now.tv_nsec / 1'000'000) & 0xFFFFu;
   for (uint32_t tries = 0; tries < 0x10000; ++tries, candidate = (candidate + 1) & 0xFFFFu) {
     if (candidate == 0) continue;
     name = temp_name(stem, candidate);
@@ -74,26 +66,34 @@ DWORD create_unique(const std::string& stem, UINT& number, std::string& name) {
   return ERROR_FILE_EXISTS;
 }
 
-// Directory with its separator, and up to three characters of the prefix.
-template <class Unit>
-DWORD temp_stem(const Unit* directory, const Unit* prefix, std::string& stem) {
+// The directory with its separator, and up to three characters of the prefix.
+DWORD temp_stem(LPCWSTR directory, LPCWSTR prefix, std::string& stem) {
   if (directory == nullptr) return ERROR_INVALID_PARAMETER;
-  if (std::char_traits<Unit>::length(directory) > MAX_PATH - kTempNameTail) return ERROR_BUFFER_OVERFLOW;
+  if (std::char_traits<WCHAR>::length(directory) > MAX_PATH - kTempNameTail) return ERROR_BUFFER_OVERFLOW;
   if (*directory != 0) {
     if (const DWORD error = native_path(directory, stem); error != NO_ERROR) return error;
   }
   if (stem.empty() || stem.back() != '/') stem += '/';
-  const std::basic_string<Unit> start(prefix == nullptr ? std::basic_string<Unit>() : prefix);
-  if constexpr (sizeof(Unit) == 1) {
-    stem += start.substr(0, 3);
-  } else {
-    stem += utf8_file_name(start.substr(0, 3));
-  }
+  if (prefix != nullptr) stem += utf8_file_name(std::u16string_view(prefix).substr(0, 3));
   return NO_ERROR;
 }
 
-template <class Unit>
-UINT get_temp_file_name(const Unit* directory, const Unit* prefix, UINT unique, Unit* buffer) noexcept {
+}  // namespace
+
+}  // namespace zdr::platform
+
+using namespace zdr::platform;
+
+DWORD GetTempPathW(DWORD size, LPWSTR buffer) noexcept {
+  DWORD length = 0;
+  const DWORD error = guarded([&] {
+    length = fill_or_size(utf16_file_name(temp_folder()), buffer, size);
+    return DWORD{NO_ERROR};
+  });
+  return report(error) ? length : 0;
+}
+
+UINT GetTempFileNameW(LPCWSTR directory, LPCWSTR prefix, UINT unique, LPWSTR buffer) noexcept {
   UINT number = unique;
   const DWORD error = guarded([&]() -> DWORD {
     std::string stem;
@@ -103,28 +103,8 @@ UINT get_temp_file_name(const Unit* directory, const Unit* prefix, UINT unique, 
     if (unique == 0) {
       if (const DWORD failure = create_unique(stem, number, name); failure != NO_ERROR) return failure;
     }
-    const auto text = in_units<Unit>(name);
+    const std::u16string text = utf16_file_name(name);
     return fill_or_size(text, buffer, MAX_PATH) == text.size() ? NO_ERROR : ERROR_BUFFER_OVERFLOW;
   });
   return report(error) ? number : 0;
-}
-
-}  // namespace
-
-}  // namespace zdr::platform
-
-DWORD GetTempPathA(DWORD size, LPSTR buffer) noexcept {
-  return zdr::platform::get_temp_path(size, buffer);
-}
-
-DWORD GetTempPathW(DWORD size, LPWSTR buffer) noexcept {
-  return zdr::platform::get_temp_path(size, buffer);
-}
-
-UINT GetTempFileNameA(LPCSTR directory, LPCSTR prefix, UINT unique, LPSTR buffer) noexcept {
-  return zdr::platform::get_temp_file_name(directory, prefix, unique, buffer);
-}
-
-UINT GetTempFileNameW(LPCWSTR directory, LPCWSTR prefix, UINT unique, LPWSTR buffer) noexcept {
-  return zdr::platform::get_temp_file_name(directory, prefix, unique, buffer);
 }

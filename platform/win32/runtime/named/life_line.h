@@ -1,13 +1,16 @@
-// How a named object lives exactly as long as some process has it open, however those processes end.
+// How the file of a named event lives exactly as long as some process has the event open, however those
+// processes end.
 //
-// Each process that has the object open holds a shared flock on `<stem>.lock`; the system drops it with the
-// process. Whoever opens or closes first takes the gate (an exclusive record lock on the same file), because
-// turning a flock from exclusive to shared is not one step. Behind the gate, getting an exclusive flock
-// proves that nobody is alive: the state file `<stem>.shm` is then stale.
+// Each process that has the event open holds a shared flock on its file; the kernel drops the flock with the
+// process. A process that opens or closes an event first takes the gate (an exclusive record lock on the
+// first byte of the same file), because turning a flock from exclusive to shared is not one step. With the
+// gate taken, getting an exclusive flock proves that no process has the event open: the content of the file
+// is then stale.
 #pragma once
 
 #include <string>
 
+#include "platform/win32/runtime/descriptor.h"
 #include "platform/win32/win32_types.h"
 
 namespace zdr::platform {
@@ -15,30 +18,30 @@ namespace zdr::platform {
 class LifeLine {
  public:
   LifeLine() noexcept = default;
-  LifeLine(LifeLine&& other) noexcept;
-  LifeLine& operator=(LifeLine&& other) noexcept;
-  // Leaves: the last process out removes both files.
+  LifeLine(LifeLine&& other) noexcept = default;
+  LifeLine& operator=(LifeLine&&) = delete;
+  // Leaves: the last process removes the file.
   ~LifeLine();
 
-  // Opens the lock file (making it when `create`) and takes the gate, waiting for it. ERROR_FILE_NOT_FOUND
-  // when there is none to open.
-  DWORD enter(int folder, const std::string& stem, bool create);
+  // Opens or makes the file `name` in `folder` and takes the gate, waiting for it.
+  DWORD enter(int folder, const std::string& name);
 
-  // Behind the gate: nobody else is alive. The caller is then the only user until it joins or leaves.
+  // With the gate taken: whether no other process has the event open. The caller is then the only user until
+  // it joins or leaves.
   bool is_alone() noexcept;
 
-  // Descriptor of the state file, made anew or opened; -1 with errno.
-  int create_state(size_t bytes) noexcept;
-  int open_state() noexcept;
-
-  // Counts this process among the living and drops the gate.
+  // Counts this process as a user and opens the gate.
   void join() noexcept;
+
+  int file() const noexcept { return file_.get(); }
+
+  // Removes the files in `folder` that no living process uses. Passes over files whose gate is taken.
+  static void remove_stale_files(int folder);
 
  private:
   int folder_ = -1;
-  int lock_ = -1;
-  std::string lock_name_;
-  std::string state_name_;
+  std::string name_;
+  Descriptor file_;
 };
 
 }  // namespace zdr::platform

@@ -1,4 +1,4 @@
-// Choice of the session namespace.
+// The choice of the session.
 #include "platform/win32/session.h"
 
 #include <unistd.h>
@@ -21,7 +21,7 @@ constexpr size_t kNameBytes = 200;
 struct Session {
   std::mutex mutex;
   char name[kNameBytes + 1] = "";  // empty: not chosen yet
-  bool fixed = false;              // a named object has used it
+  bool fixed = false;              // a named event has used it
 };
 
 constinit Session session;
@@ -56,7 +56,7 @@ bool set_private_session() noexcept {
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
   char name[80];
-  // A process number comes into use again only after the clock has moved on.
+  // A process id is reused only after the clock has moved on.
   std::snprintf(name, sizeof name, "private %ld %lld.%09ld", static_cast<long>(getpid()),
                 static_cast<long long>(now.tv_sec), now.tv_nsec);
   return set_session(name);

@@ -1,11 +1,11 @@
-// The session namespace that this process is in.
+// The session of this process.
 #pragma once
 
 #include <string>
 
 namespace zdr::platform {
 
-// Fixed from the first call on. May throw bad_alloc.
+// The first call fixes it. May throw bad_alloc.
 std::string fixed_session_name();
 
 }  // namespace zdr::platform

@@ -1,19 +1,16 @@
-// Reading the registry from text. Everything is an error that an editor could not have written, so that a
-// damaged file is noticed before it is replaced.
+// Reading the registry from text. Whatever an editor could not have written is an error, so that a damaged
+// file is noticed before it is replaced.
 #include <algorithm>
 #include <cstring>
 
+#include "platform/win32/runtime/registry/export_encoding.h"
 #include "platform/win32/runtime/registry/export_text.h"
-#include "platform/win32/runtime/text/utf.h"
 #include "platform/win32/runtime/text/windows_1252.h"
 #include "platform/win32/win32_registry.h"
 
 namespace zdr::platform {
 
 namespace {
-
-constexpr std::string_view kUtf16Mark = "\xFF\xFE";
-constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
 bool is_blank(char16_t unit) noexcept {
   return unit == u' ' || unit == u'\t';
@@ -34,31 +31,7 @@ int hex_digit(char16_t unit) noexcept {
   return lower >= u'a' && lower <= u'f' ? lower - u'a' + 10 : -1;
 }
 
-// The text of a file; what stands before the first bad byte when it is not of its encoding (false).
-bool decode(std::string_view bytes, std::u16string& text) {
-  if (bytes.starts_with(kUtf16Mark)) {
-    bytes.remove_prefix(kUtf16Mark.size());
-    text.resize(bytes.size() / 2);
-    if (!text.empty()) std::memcpy(text.data(), bytes.data(), text.size() * sizeof(char16_t));
-    return bytes.size() % 2 == 0;
-  }
-  if (bytes.starts_with(kUtf8Mark)) bytes.remove_prefix(kUtf8Mark.size());
-  text.reserve(bytes.size());
-  if (bytes.starts_with("REGEDIT4")) {
-    for (const char c : bytes) text += windows_1252_to_unicode(static_cast<unsigned char>(c));
-    return true;
-  }
-  while (!bytes.empty()) {
-    const DecodedPoint decoded = decode_utf8(bytes, true);
-    if (!decoded.well_formed) return false;
-    char16_t units[2];
-    text.append(units, encode_utf16(decoded.point, units));
-    bytes.remove_prefix(decoded.units);
-  }
-  return true;
-}
-
-// One pass over the text. A function that answers false has left its reason.
+// One pass over the text. A function that returns false has set reason_ and fault_at_.
 class ExportReader {
  public:
   ExportReader(std::u16string_view text, RegistryKey& top) noexcept : text_(text), top_(top) {}
@@ -78,7 +51,7 @@ class ExportReader {
   bool read_text(std::u16string& text);
   bool read_number(RegistryValue& value);
   bool read_bytes(RegistryValue& value);
-  bool read_type(DWORD& type);
+  bool read_hexadecimal(uint32_t& number);
   bool read_byte_list(std::vector<BYTE>& bytes);
   bool skip_continuation();
   bool read_line_end();
@@ -160,7 +133,7 @@ bool ExportReader::read_line() {
 bool ExportReader::read_key() {
   const size_t start = position_;
   std::u16string_view line = take_rest_of_line().substr(1);
-  // Names of keys may contain brackets; the last one of the line closes.
+  // Names of keys may contain brackets; the last one of the line is the closing one.
   const size_t close = line.rfind(u']');
   if (close == std::u16string_view::npos) return fail("a key without its closing bracket", start);
   if (line.substr(close + 1).find_first_not_of(u" \t") != std::u16string_view::npos)
@@ -176,7 +149,7 @@ bool ExportReader::enter_key(std::u16string_view path_text, bool remove) {
   if (path.front().empty()) return fail("an unknown root");
   if (append_names(path, path_text.substr(std::min(end + 1, path_text.size()))) != NO_ERROR)
     return fail("a bad name of a key");
-  // Where a path below HKEY_CLASSES_ROOT really lies is deeper.
+  // The place of a path below HKEY_CLASSES_ROOT is deeper than the path.
   if (place_for_new_key(path).size() > kDeepestPath) return fail("a key too deep");
   if (remove) return remove_keys(path);
   key_ = find_key(top_, places_of(path).front());
@@ -224,7 +197,7 @@ bool ExportReader::read_data(std::u16string& name) {
   return true;
 }
 
-// Text in quotes may go over lines: editors write the line ends of a name or text as they are.
+// Text in quotes may span lines: editors write the line ends of a name or text as they are.
 bool ExportReader::read_text(std::u16string& text) {
   for (++position_; !at_end(); ++position_) {
     if (take(u'"')) return true;
@@ -237,13 +210,18 @@ bool ExportReader::read_text(std::u16string& text) {
   return fail("a text without its closing quote");
 }
 
-bool ExportReader::read_number(RegistryValue& value) {
-  uint32_t number = 0;
+bool ExportReader::read_hexadecimal(uint32_t& number) {
+  number = 0;
   size_t digits = 0;
   for (; hex_digit(peek()) >= 0 && digits <= 8; ++digits, ++position_) {
     number = number << 4 | static_cast<uint32_t>(hex_digit(peek()));
   }
-  if (digits == 0 || digits > 8) return fail("a number that has not 1 to 8 digits");
+  return digits >= 1 && digits <= 8;
+}
+
+bool ExportReader::read_number(RegistryValue& value) {
+  uint32_t number = 0;
+  if (!read_hexadecimal(number)) return fail("a number that has not 1 to 8 digits");
   value.type = REG_DWORD;
   value.data.resize(sizeof number);
   std::memcpy(value.data.data(), &number, sizeof number);
@@ -252,7 +230,7 @@ bool ExportReader::read_number(RegistryValue& value) {
 
 bool ExportReader::read_bytes(RegistryValue& value) {
   value.type = REG_BINARY;
-  if (take(u'(') && !read_type(value.type)) return false;
+  if (take(u'(') && !(read_hexadecimal(value.type) && take(u')'))) return fail("a bad type of data");
   if (!take(u':')) return fail("data of no known form");
   if (!read_byte_list(value.data)) return false;
   const bool is_text = value.type == REG_SZ || value.type == REG_EXPAND_SZ || value.type == REG_MULTI_SZ;
@@ -262,15 +240,6 @@ bool ExportReader::read_bytes(RegistryValue& value) {
     value.data = utf16_bytes(text);
   }
   return true;
-}
-
-bool ExportReader::read_type(DWORD& type) {
-  type = 0;
-  size_t digits = 0;
-  for (; hex_digit(peek()) >= 0 && digits <= 8; ++digits, ++position_) {
-    type = type << 4 | static_cast<DWORD>(hex_digit(peek()));
-  }
-  return (digits >= 1 && digits <= 8 && take(u')')) || fail("a bad type of data");
 }
 
 bool ExportReader::read_byte_list(std::vector<BYTE>& bytes) {
@@ -291,7 +260,7 @@ bool ExportReader::read_byte_list(std::vector<BYTE>& bytes) {
   return true;
 }
 
-// Blanks, and a backslash with the line end behind it.
+// Skips blanks, and a backslash with the line end that follows it.
 bool ExportReader::skip_continuation() {
   skip_blanks();
   if (!take(u'\\')) return true;
@@ -319,7 +288,7 @@ size_t line_of(std::u16string_view text, size_t position) noexcept {
 bool read_export(std::string_view bytes, RegistryKey& top, TextFault& fault) {
   add_permanent_keys(top);
   std::u16string text;
-  if (!decode(bytes, text)) {
+  if (!decode_export(bytes, text)) {
     fault = {line_of(text, text.size()), "a character that is not of the file's encoding"};
     return false;
   }

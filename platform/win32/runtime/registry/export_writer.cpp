@@ -1,9 +1,10 @@
-// Writing the registry as text. What a quoted text cannot hold is written in hexadecimal, so that every value
-// comes back byte for byte.
+// Writing the registry as text. What quotes cannot hold is written in hexadecimal, so that every value is
+// read back byte for byte.
 #include <array>
 #include <cstdio>
 #include <cstring>
 
+#include "platform/win32/file_names.h"
 #include "platform/win32/runtime/registry/export_text.h"
 #include "platform/win32/runtime/text/utf.h"
 #include "platform/win32/win32_registry.h"
@@ -33,7 +34,7 @@ bool fits_quotes(std::u16string_view text) noexcept {
   return true;
 }
 
-// The text of a value without its NUL, when it can stand in quotes.
+// The text of a value without its NUL, if it can be written in quotes.
 bool quotable_text(const RegistryValue& value, std::u16string& text) {
   const size_t bytes = value.data.size();
   if (value.type != REG_SZ || bytes < 2 || bytes % 2 != 0) return false;
@@ -86,7 +87,7 @@ void append_value(std::string& out, const std::u16string& name, const RegistryVa
   out += '\n';
 }
 
-// Deep at most kDeepestPath levels. False once there are more than `most` bytes.
+// Recurses at most kDeepestPath levels. False once there are more than `most` bytes.
 bool append_key(std::string& out, size_t most, KeyPath& path, std::string& written_path,
                 const RegistryKey& key) {
   if (!key.values.empty() || !is_permanent(path)) {

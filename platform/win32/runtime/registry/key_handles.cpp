@@ -1,3 +1,4 @@
+// The table of open keys.
 #include "platform/win32/runtime/registry/key_handles.h"
 
 #include <algorithm>
@@ -6,7 +7,7 @@ namespace zdr::platform {
 
 namespace {
 
-// The least bits are 10; those of HANDLE values are 00.
+// The lowest two bits of an HKEY are 10; those of a HANDLE are 00.
 constexpr uintptr_t kStep = 4;
 
 std::u16string_view predefined_name(HKEY key) noexcept {
@@ -53,7 +54,7 @@ DWORD KeyHandles::resolve(HKEY key, REGSAM access, const RegistryKey& top, KeyPa
   return NO_ERROR;
 }
 
-DWORD KeyHandles::bury_missing(const RegistryKey& top) {
+DWORD KeyHandles::mark_deleted(const RegistryKey& top) {
   for (auto& [value, open] : keys_) {
     if (!is_visible(top, open.path)) open.deleted = true;
   }

@@ -1,4 +1,4 @@
-// The keys that are open. HKEY values have a low bit that no HANDLE has, and are never used again.
+// The open keys. HKEY values have a low bit set that no HANDLE has, and are never reused.
 #pragma once
 
 #include <cstdint>
@@ -9,17 +9,18 @@
 
 namespace zdr::platform {
 
-// Not safe for threads.
+// Not thread-safe.
 class KeyHandles {
  public:
   HKEY open(const KeyPath& path, REGSAM access);
   // NO_ERROR or ERROR_INVALID_HANDLE; predefined keys stay open.
   DWORD close(HKEY key);
-  // The path of an open or predefined key that may be used for `access` and exists. ERROR_INVALID_HANDLE,
-  // ERROR_ACCESS_DENIED, or ERROR_KEY_DELETED, now and for ever.
+  // The path of an open or predefined key that exists and may be used for `access`. ERROR_INVALID_HANDLE,
+  // ERROR_ACCESS_DENIED, or ERROR_KEY_DELETED, then also for every later call.
   DWORD resolve(HKEY key, REGSAM access, const RegistryKey& top, KeyPath& path);
-  // After a removal: handles of keys that are gone stay dead although keys of the same name may come.
-  DWORD bury_missing(const RegistryKey& top);
+  // Called after a removal: handles of keys that are gone stay dead even if keys of the same name are made
+  // later.
+  DWORD mark_deleted(const RegistryKey& top);
 
  private:
   struct OpenKey {
@@ -32,7 +33,7 @@ class KeyHandles {
   uintptr_t last_ = 2;
 };
 
-// Whether anything of the path is in the tree.
+// Whether the tree has the key in any place of the path.
 bool is_visible(const RegistryKey& top, const KeyPath& path);
 
 }  // namespace zdr::platform

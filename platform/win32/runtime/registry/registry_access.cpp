@@ -1,3 +1,4 @@
+// The one registry of the process, and the report on its file.
 #include "platform/win32/runtime/registry/registry_access.h"
 
 #include <cstdint>
@@ -20,9 +21,9 @@ RegistryTurn::RegistryTurn() noexcept {
 }
 
 RegistryTurn::~RegistryTurn() {
-  const std::u16string complaint = Registry::instance().store.take_complaint();
+  const std::u16string message = Registry::instance().store.take_message();
   registry_mutex.unlock();
-  if (!complaint.empty()) OutputDebugStringW(complaint.c_str());
+  if (!message.empty()) OutputDebugStringW(message.c_str());
 }
 
 Registry& Registry::instance() {

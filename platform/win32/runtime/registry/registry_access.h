@@ -1,5 +1,5 @@
-// The frame of every registry function: one at a time in this process, changes one at a time among all of
-// them, no exception out.
+// The frame of every registry function: one call at a time in this process, one change at a time among all
+// processes, and no exception leaves it.
 #pragma once
 
 #include <utility>
@@ -15,12 +15,12 @@ struct Registry {
   RegistryStore store;
   KeyHandles handles;
 
-  // Never destroyed: keys may be used by whatever runs at the end of the process.
+  // Never destroyed: keys may be used while the process ends.
   static Registry& instance();
 };
 
-// Holds the registry for a scope. What it has to say to a debugger is said when it is free again, because the
-// listener may use the registry.
+// Holds the registry for a scope. Its message to a debugger is sent after it is released, because the
+// debugger's hook may use the registry.
 class RegistryTurn {
  public:
   RegistryTurn() noexcept;
@@ -29,10 +29,14 @@ class RegistryTurn {
   RegistryTurn& operator=(const RegistryTurn&) = delete;
 };
 
-// The lock beside the file that the environment names.
+inline std::u16string_view text_or_empty(LPCWSTR text) noexcept {
+  return text != nullptr ? std::u16string_view(text) : std::u16string_view();
+}
+
+// Takes the lock beside the registry's file.
 DWORD lock_store(StoreLock& lock);
 
-// `body(registry)` gives an error code and changes no key.
+// `body(registry)` returns an error code and changes no key.
 template <class Body>
 LSTATUS read_registry(Body&& body) noexcept {
   const RegistryTurn turn;
@@ -43,7 +47,7 @@ LSTATUS read_registry(Body&& body) noexcept {
   }));
 }
 
-// `body(registry, changed)` says in `changed` whether it touched the tree, which is then saved.
+// `body(registry, changed)` sets `changed` when it has changed the tree, which is then saved.
 template <class Body>
 LSTATUS change_registry(Body&& body) noexcept {
   const RegistryTurn turn;
@@ -57,8 +61,8 @@ LSTATUS change_registry(Body&& body) noexcept {
     if (failure != NO_ERROR || !changed) return failure;
     if (const DWORD unsaved = registry.store.save(); unsaved != NO_ERROR) return unsaved;
     changed = false;
-    // What cannot be buried for want of memory is noticed at its next use.
-    guarded([&] { return registry.handles.bury_missing(registry.store.tree()); });
+    // Handles that cannot be marked without memory are noticed at their next use.
+    guarded([&] { return registry.handles.mark_deleted(registry.store.tree()); });
     return NO_ERROR;
   });
   if (changed) Registry::instance().store.forget();

@@ -1,4 +1,4 @@
-// The public functions that open, make and remove keys.
+// RegCreateKeyExW, RegOpenKeyExW, RegCloseKey, RegDeleteKeyW, RegDeleteTreeW.
 #include "platform/win32/runtime/registry/registry_access.h"
 #include "platform/win32/win32_registry.h"
 
@@ -8,18 +8,15 @@ namespace {
 
 constexpr size_t kMostNewLevels = 32;
 
-std::u16string_view text_or_empty(LPCWSTR text) noexcept {
-  return text != nullptr ? std::u16string_view(text) : std::u16string_view();
-}
-
-// The path of a sub key of an open key. Whether sub keys may be made or removed is a matter of the key
-// itself: a handle opened for reading will do.
+// The path of a sub key of an open key.
+// Kept: a handle opened for reading is enough to make and delete sub keys; its rights count for values and
+// lists only.
 DWORD resolve_sub_key(Registry& registry, HKEY key, LPCWSTR sub_key, KeyPath& path) {
   const DWORD error = registry.handles.resolve(key, 0, registry.store.tree(), path);
   return error == NO_ERROR ? append_names(path, text_or_empty(sub_key)) : error;
 }
 
-// Nothing may come directly below these roots but what is there.
+// These roots take no new keys directly below them.
 bool is_in_closed_root(const KeyPath& place, size_t existing) noexcept {
   return existing == 1 && (place[0] == u"HKEY_LOCAL_MACHINE" || place[0] == u"HKEY_USERS");
 }
@@ -65,7 +62,7 @@ LSTATUS make_and_open_key(HKEY key, LPCWSTR sub_key, REGSAM access, HKEY* result
   return status;
 }
 
-// Of a path below HKEY_CLASSES_ROOT the place that hides the other goes.
+// Below HKEY_CLASSES_ROOT, the key in the place that hides the other is removed.
 DWORD remove_single_key(RegistryKey& top, const KeyPath& path, bool& changed) {
   if (is_permanent(path)) return ERROR_ACCESS_DENIED;
   for (const KeyPath& place : places_of(path)) {
@@ -78,21 +75,14 @@ DWORD remove_single_key(RegistryKey& top, const KeyPath& path, bool& changed) {
   return ERROR_FILE_NOT_FOUND;
 }
 
-bool empty_key(RegistryKey& key) noexcept {
-  const bool had_content = !key.children.empty() || !key.values.empty();
-  key = RegistryKey();
-  return had_content;
-}
-
-DWORD remove_whole_tree(RegistryKey& top, const KeyPath& path, bool keep_key, bool& changed) {
+// Permanent keys inside the tree are made again, empty.
+DWORD remove_whole_tree(RegistryKey& top, const KeyPath& path, bool& changed) {
   for (const KeyPath& place : places_of(path)) {
-    if (!keep_key && is_permanent(place)) return ERROR_ACCESS_DENIED;
-    RegistryKey* found = find_key(top, place);
-    if (found == nullptr) continue;
-    if (keep_key ? empty_key(*found) : remove_key(top, place)) changed = true;
+    if (is_permanent(place)) return ERROR_ACCESS_DENIED;
+    if (remove_key(top, place)) changed = true;
   }
   add_permanent_keys(top);
-  return changed || keep_key ? NO_ERROR : ERROR_FILE_NOT_FOUND;
+  return changed ? NO_ERROR : ERROR_FILE_NOT_FOUND;
 }
 
 }  // namespace
@@ -105,18 +95,13 @@ LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR sub_key, DWORD reserved, LPWSTR, DWORD
                         LPSECURITY_ATTRIBUTES, HKEY* result, LPDWORD disposition) noexcept {
   if (sub_key == nullptr || reserved != 0 || result == nullptr) return ERROR_INVALID_PARAMETER;
   bool made = false;
-  // A key that is there is opened also where nothing may be written.
+  // An existing key is opened even if the store cannot be written.
   LSTATUS status = open_key(key, sub_key, access, result);
   if (status == ERROR_FILE_NOT_FOUND) status = make_and_open_key(key, sub_key, access, result, made);
   if (status == ERROR_SUCCESS && disposition != nullptr) {
     *disposition = made ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
   }
   return status;
-}
-
-LSTATUS RegCreateKeyW(HKEY key, LPCWSTR sub_key, HKEY* result) noexcept {
-  return RegCreateKeyExW(key, sub_key, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, result,
-                         nullptr);
 }
 
 LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR sub_key, DWORD, REGSAM access, HKEY* result) noexcept {
@@ -140,10 +125,10 @@ LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR sub_key) noexcept {
 }
 
 LSTATUS RegDeleteTreeW(HKEY key, LPCWSTR sub_key) noexcept {
+  if (text_or_empty(sub_key).empty()) return ERROR_INVALID_PARAMETER;
   return change_registry([&](Registry& registry, bool& changed) -> DWORD {
     KeyPath path;
     const DWORD error = resolve_sub_key(registry, key, sub_key, path);
-    if (error != NO_ERROR) return error;
-    return remove_whole_tree(registry.store.tree(), path, text_or_empty(sub_key).empty(), changed);
+    return error == NO_ERROR ? remove_whole_tree(registry.store.tree(), path, changed) : error;
   });
 }

@@ -1,4 +1,4 @@
-// Loading the file when it has changed, and replacing it.
+// Loading the file when it has changed, and replacing it as a whole.
 #include "platform/win32/runtime/registry/registry_store.h"
 
 #include <fcntl.h>
@@ -9,15 +9,16 @@
 #include <string_view>
 
 #include "platform/win32/fault_injection.h"
+#include "platform/win32/file_names.h"
 #include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/registry/store_path.h"
-#include "platform/win32/runtime/text/utf.h"
+#include "platform/win32/runtime/system_calls.h"
 
 namespace zdr::platform {
 
 namespace {
 
-// A key takes some eighty times the memory of the shortest text that makes one.
+// A key takes some eighty times the memory of its shortest text.
 constexpr size_t kLargestFile = 4u << 20;
 
 FileMark mark_of(const struct stat& info) noexcept {
@@ -29,21 +30,17 @@ bool is_missing(int error) noexcept {
   return error == ENOENT || error == ENOTDIR;
 }
 
-// One attempt of a system call that a test may let fail.
+// A system call that a test may make fail.
 template <class Call>
 ssize_t attempt(Call call) noexcept {
-  ssize_t result;
-  do {
-    if (should_fail(FaultPoint::kRegistryStep)) {
-      errno = EIO;
-      return -1;
-    }
-    result = call();
-  } while (result < 0 && errno == EINTR);
-  return result;
+  if (should_fail(FaultPoint::kRegistryStep)) {
+    errno = EIO;
+    return -1;
+  }
+  return repeat_interrupted(call);
 }
 
-// All of the file from its start; one that grows beyond the limit meanwhile is cut there.
+// Reads the file from its start; one that grows beyond the limit meanwhile is truncated there.
 DWORD read_all(int file, std::string& content) {
   std::array<char, 16384> block;
   while (content.size() < kLargestFile) {
@@ -64,10 +61,10 @@ DWORD write_all(int file, std::string_view content) noexcept {
   return NO_ERROR;
 }
 
-// A new file of this content, which must be on the disk before the file gets its name: a crash could leave an
-// empty file under it otherwise.
+// Writes a new file. Its content must be on the disk before it gets its final name: otherwise a crash could
+// leave an empty file under that name.
 DWORD write_fresh(const std::string& path, std::string_view content, Descriptor& file, FileMark& mark) {
-  unlink(path.c_str());  // of a process that died at it: whoever writes is alone
+  unlink(path.c_str());  // left by a process that died; this one is the only writer
   file = Descriptor(static_cast<int>(
       attempt([&] { return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600); })));
   if (!file) return path_error_from_errno(errno, path.c_str());
@@ -80,7 +77,7 @@ DWORD write_fresh(const std::string& path, std::string_view content, Descriptor&
   return NO_ERROR;
 }
 
-// Makes the new name last. If that fails, a crash brings the old file back, which is whole as well.
+// Makes the new name durable. If that fails, a crash brings the old file back, which is complete as well.
 void sync_folder_of(const std::string& path) noexcept {
   const size_t slash = path.rfind('/');
   const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
@@ -89,12 +86,6 @@ void sync_folder_of(const std::string& path) noexcept {
 }
 
 }  // namespace
-
-FILETIME RegistryStore::written() const noexcept {
-  constexpr int64_t kFrom1601To1970 = 116'444'736'000'000'000;  // in 100 ns
-  const auto time = static_cast<uint64_t>(mark_.number == 0 ? 0 : mark_.written_ns / 100 + kFrom1601To1970);
-  return {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
-}
 
 void RegistryStore::forget() noexcept {
   loaded_ = false;
@@ -105,7 +96,7 @@ DWORD RegistryStore::fail(DWORD error, const char* reason, size_t line) {
   forget();
   fault_ = {line, reason};
   if (error == ERROR_BADDB) {
-    complaint_ = utf16_file_name("zdr: " + path_ + ": line " + std::to_string(line) + ": " + reason + "\n");
+    message_ = utf16_file_name("zdr: " + path_ + ": line " + std::to_string(line) + ": " + reason + "\n");
   }
   return error;
 }
@@ -133,7 +124,7 @@ DWORD RegistryStore::load() {
 }
 
 DWORD RegistryStore::read_file() {
-  // Not blocking: the name may be that of a pipe.
+  // Not blocking, because the name may be a pipe's.
   Descriptor file(open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat info;
   if (!file || fstat(file.get(), &info) != 0)

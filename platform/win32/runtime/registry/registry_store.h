@@ -1,4 +1,4 @@
-// The registry's content and the file that it is kept in.
+// The registry's content and the file that stores it.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +11,8 @@
 
 namespace zdr::platform {
 
-// One state of the file. An equal mark means unchanged content: the file behind it is kept open, so that a
-// replacement cannot have its number, and an edit in place changes its size or time.
+// One state of the file. An equal mark means unchanged content: the marked file stays open, so that a
+// replacement cannot get its inode number, and an edit in place changes its size or time.
 struct FileMark {
   uint64_t device = 0;
   uint64_t number = 0;  // 0: no file
@@ -22,25 +22,24 @@ struct FileMark {
   bool operator==(const FileMark&) const = default;
 };
 
-// Not safe for threads; whoever saves holds a StoreLock from before the load.
+// Not thread-safe. A caller that saves holds a StoreLock from before its load.
 class RegistryStore {
  public:
-  // Brings the tree up to date with the file. After a failure the tree is empty.
+  // Loads the file if it has changed. After a failure the tree is empty.
   DWORD load();
-  // Replaces the file by the tree as a whole: at every moment, and after a crash, there is the old file or
-  // the new one. After a failure the file is the old one and the tree is to be loaded again.
+  // Replaces the file as a whole: at every moment, and after a crash, there is either the old file or the new
+  // one. After a failure the file is the old one and the tree must be loaded again.
   DWORD save();
-  // Drops the tree, because it does not have the content of the file.
+  // Drops a tree that differs from the file.
   void forget() noexcept;
 
   RegistryKey& tree() noexcept { return top_; }
-  FILETIME written() const noexcept;
 
   const std::string& path() const noexcept { return path_; }
-  // What the last failed load stumbled over. Null and 0 when the system's error says it all.
+  // Why the last load failed; null and 0 when its error code says everything.
   const TextFault& fault() const noexcept { return fault_; }
-  // What a failed load has to say to a debugger, once; empty for nothing.
-  std::u16string take_complaint() noexcept { return std::exchange(complaint_, {}); }
+  // The message of a failed load to a debugger, returned once; empty if there is none.
+  std::u16string take_message() noexcept { return std::exchange(message_, {}); }
 
  private:
   DWORD read_file();
@@ -48,12 +47,12 @@ class RegistryStore {
   DWORD replace_file(const std::string& text);
 
   std::string path_;
-  Descriptor file_;  // of the tree's content
+  Descriptor file_;  // the one that the tree was loaded from
   FileMark mark_;
   bool loaded_ = false;
   RegistryKey top_;
   TextFault fault_;
-  std::u16string complaint_;
+  std::u16string message_;
 };
 
 }  // namespace zdr::platform

@@ -1,4 +1,4 @@
-// Walking, growing and cutting the tree, and the view of HKEY_CLASSES_ROOT.
+// Finding, making and removing keys, and the view of HKEY_CLASSES_ROOT.
 #include "platform/win32/runtime/registry/registry_tree.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ bool same_name(std::u16string_view a, std::u16string_view b) noexcept {
   return !LessWithoutCase{}(a, b) && !LessWithoutCase{}(b, a);
 }
 
-// Whether the path is one of the levels down to `whole`, or `whole` itself.
+// Whether the path is `whole` or one of the levels above it.
 bool leads_to(const KeyPath& path, std::span<const std::u16string_view> whole) noexcept {
   return path.size() <= whole.size() && std::equal(path.begin(), path.end(), whole.begin(), same_name);
 }
@@ -34,7 +34,7 @@ KeyPath below(std::span<const std::u16string_view> start, const KeyPath& path) {
 DWORD check_name(std::u16string_view name) noexcept {
   if (name.empty()) return ERROR_BAD_PATHNAME;
   if (name.size() > kLongestKeyName) return ERROR_INVALID_PARAMETER;
-  // The text form writes names of keys without quotes, on one line.
+  // The text form has the names of keys on one line, without quotes.
   const bool has_control = std::any_of(name.begin(), name.end(), [](char16_t unit) { return unit < u' '; });
   return has_control ? ERROR_INVALID_PARAMETER : NO_ERROR;
 }
@@ -57,10 +57,6 @@ DWORD append_names(KeyPath& path, std::u16string_view sub_key) {
     sub_key.remove_prefix(std::min(end + 1, sub_key.size()));
   }
   return NO_ERROR;
-}
-
-bool same_path(const KeyPath& a, const KeyPath& b) noexcept {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), same_name);
 }
 
 bool is_permanent(const KeyPath& path) noexcept {

@@ -14,7 +14,7 @@ namespace zdr::platform {
 
 struct RegistryValue {
   DWORD type = 0;
-  std::vector<BYTE> data;  // text as UTF-16LE, with its NUL if it was stored with one
+  std::vector<BYTE> data;  // text is UTF-16LE, with its NUL if it was stored with one
 
   bool operator==(const RegistryValue&) const = default;
 };
@@ -24,7 +24,7 @@ struct RegistryKey {
   std::map<std::u16string, RegistryValue, LessWithoutCase> values;  // the default value has an empty name
 };
 
-// Names from a root ("HKEY_LOCAL_MACHINE") downwards. In the tree itself there is no HKEY_CLASSES_ROOT.
+// Names from a root ("HKEY_LOCAL_MACHINE") downwards. The tree itself has no HKEY_CLASSES_ROOT.
 using KeyPath = std::vector<std::u16string>;
 
 inline constexpr size_t kLongestKeyName = 255;
@@ -32,15 +32,15 @@ inline constexpr size_t kLongestValueName = 16383;
 inline constexpr size_t kDeepestPath = 512;
 
 inline constexpr std::u16string_view kClassesRoot = u"HKEY_CLASSES_ROOT";
-// The roots that a path may begin with, HKEY_CLASSES_ROOT included, in their proper case; empty for others.
+// The name in its proper case if it is a root, HKEY_CLASSES_ROOT included; empty for others.
 std::u16string_view root_name(std::u16string_view name) noexcept;
 
-// Adds the names of `sub_key`, which are parted by backslashes; one backslash at the end is passed over.
-// NO_ERROR, ERROR_BAD_PATHNAME or ERROR_INVALID_PARAMETER.
+// Appends the names of `sub_key`, which backslashes separate; one backslash at the end is ignored. NO_ERROR,
+// ERROR_BAD_PATHNAME or ERROR_INVALID_PARAMETER.
 DWORD append_names(KeyPath& path, std::u16string_view sub_key);
 
-bool same_path(const KeyPath& a, const KeyPath& b) noexcept;
-// Whether the key exists in every registry: the roots and what HKEY_CLASSES_ROOT stands on.
+// Whether every registry has the key: the roots, and the keys down to the classes and the system of the
+// machine.
 bool is_permanent(const KeyPath& path) noexcept;
 // Adds the permanent keys that are missing.
 void add_permanent_keys(RegistryKey& top);
@@ -50,11 +50,11 @@ RegistryKey* find_key(RegistryKey& top, const KeyPath& path) noexcept;
 // The number of levels of the path that exist.
 size_t existing_levels(const RegistryKey& top, const KeyPath& path) noexcept;
 RegistryKey& make_key(RegistryKey& top, const KeyPath& path);
-// The key with everything below it; false when it is not there.
+// Removes the key with everything below it; false when there is none.
 bool remove_key(RegistryKey& top, const KeyPath& path) noexcept;
 
-// Where the content of a path lies in the tree, the first place hiding the second. One place for most paths;
-// for those below HKEY_CLASSES_ROOT the user's classes, then those of the machine.
+// Where the tree stores the content of a path; the first place hides the second. Most paths have one place;
+// those below HKEY_CLASSES_ROOT have the user's classes, then those of the machine.
 std::vector<KeyPath> places_of(const KeyPath& path);
 // Where a key of this path is made.
 KeyPath place_for_new_key(const KeyPath& path);

@@ -1,7 +1,7 @@
+// The lock file beside the registry's file.
 #include "platform/win32/runtime/registry/store_lock.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -9,6 +9,7 @@
 #include "platform/win32/fault_injection.h"
 #include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/registry/store_path.h"
+#include "platform/win32/runtime/system_calls.h"
 
 namespace zdr::platform {
 
@@ -18,15 +19,7 @@ Descriptor open_lock_file(const std::string& path) noexcept {
   return Descriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
 }
 
-bool lock_exclusively(int file) noexcept {
-  int result;
-  do {
-    result = flock(file, LOCK_EX);
-  } while (result != 0 && errno == EINTR);
-  return result == 0;
-}
-
-// Somebody may have removed the file while we waited for its lock; the next one then locks a new file.
+// False when the file was removed or replaced while this process waited for its lock.
 bool still_has_its_name(int file, const std::string& path) noexcept {
   struct stat locked;
   struct stat named;
@@ -43,7 +36,7 @@ DWORD StoreLock::acquire(const std::string& store_path) {
   for (;;) {
     Descriptor file = open_lock_file(path);
     if (!file) return path_error_from_errno(errno, path.c_str());
-    if (!lock_exclusively(file.get())) return error_from_errno(errno);
+    if (!set_flock(file.get(), LOCK_EX)) return error_from_errno(errno);
     if (!still_has_its_name(file.get(), path)) continue;
     file_ = std::move(file);
     return NO_ERROR;

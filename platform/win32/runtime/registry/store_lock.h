@@ -1,4 +1,4 @@
-// Keeps two processes from changing the registry at once.
+// The lock that lets one process at a time change the registry.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@
 
 namespace zdr::platform {
 
-// Held from acquire to destruction. The kernel drops the lock of a process that dies. Readers need none: they
-// see the file before or after a replacement.
+// Held from acquire to destruction; the kernel drops the lock of a process that dies. Readers take none,
+// because they see the file either before or after a replacement.
 class StoreLock {
  public:
-  // Waits for other holders. Makes the lock file beside the registry's, and the folders above it.
+  // Waits for the current holder. Makes the lock file beside the registry's, and the folders above it.
   DWORD acquire(const std::string& store_path);
 
  private:

@@ -1,4 +1,4 @@
-// The environment's answer to where a user's data lie.
+// The path of the registry's file from the environment, and the folders above it.
 #include "platform/win32/runtime/registry/store_path.h"
 
 #include <sys/stat.h>
@@ -13,7 +13,7 @@ namespace zdr::platform {
 
 namespace {
 
-// Relative values mean nothing here: the current folder is not the user's.
+// A relative value is ignored, since the current folder is not the user's.
 const char* absolute_variable(const char* name) noexcept {
   const char* value = std::getenv(name);
   return value != nullptr && value[0] == '/' ? value : nullptr;

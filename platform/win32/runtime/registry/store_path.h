@@ -1,4 +1,4 @@
-// Where the registry's file lies.
+// The path of the registry's file.
 #pragma once
 
 #include <string>
@@ -10,11 +10,11 @@ namespace zdr::platform {
 // $ZDR_REGISTRY, else zdr/registry.reg in the user's data folder. ERROR_PATH_NOT_FOUND when there is no home.
 DWORD registry_path(std::string& path);
 
-// The file that a path leads to over symbolic links, so that the link is not replaced in its stead. The path
-// itself while there is no file.
+// The file that a path leads to through symbolic links, so that a replacement does not replace the link. The
+// path itself while there is no file.
 std::string final_path(const std::string& path);
 
-// Makes the folders above a file that are missing, for the user alone.
+// Makes the missing folders above a file, with access for the user alone.
 DWORD make_folders_above(const std::string& file);
 
 }  // namespace zdr::platform

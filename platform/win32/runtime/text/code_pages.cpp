@@ -1,4 +1,4 @@
-// MultiByteToWideChar and WideCharToMultiByte for CP_ACP (windows-1252) and CP_UTF8.
+// MultiByteToWideChar for CP_ACP (windows-1252) and CP_UTF8, WideCharToMultiByte for CP_UTF8.
 #include <cstring>
 #include <limits>
 
@@ -11,14 +11,8 @@ namespace zdr::platform {
 
 namespace {
 
-constexpr UINT kWindows1252Page = 1252;
-
-bool is_ansi(UINT page) noexcept {
-  return page == CP_ACP || page == CP_OEMCP || page == kWindows1252Page;
-}
-
-// Receives the converted units: counts when there is no room to write to, else writes what fits and remembers
-// that something did not.
+// Receives the converted units: only counts them when its size is 0, else writes what fits and remembers
+// whether something did not.
 template <class Unit>
 class ConversionTarget {
  public:
@@ -68,15 +62,13 @@ std::basic_string_view<Unit> source_text(const Unit* source, int count) noexcept
   return {source, std::char_traits<Unit>::length(source) + 1};
 }
 
-bool widen_utf8(std::string_view bytes, bool strict, ConversionTarget<WCHAR>& target) noexcept {
+void widen_utf8(std::string_view bytes, ConversionTarget<WCHAR>& target) noexcept {
   while (!bytes.empty()) {
     const DecodedPoint decoded = decode_utf8(bytes, false);
-    if (!decoded.well_formed && strict) return false;
     WCHAR encoded[2];
     target.append(encoded, encode_utf16(decoded.point, encoded));
     bytes.remove_prefix(decoded.units);
   }
-  return true;
 }
 
 void widen_ansi(std::string_view bytes, ConversionTarget<WCHAR>& target) noexcept {
@@ -86,29 +78,13 @@ void widen_ansi(std::string_view bytes, ConversionTarget<WCHAR>& target) noexcep
   }
 }
 
-bool narrow_utf8(std::u16string_view wide, bool strict, ConversionTarget<char>& target) noexcept {
+void narrow_utf8(std::u16string_view wide, ConversionTarget<char>& target) noexcept {
   while (!wide.empty()) {
     const DecodedPoint decoded = decode_utf16(wide);
-    if (!decoded.well_formed && strict) return false;
     char encoded[4];
     target.append(encoded, encode_utf8(decoded.well_formed ? decoded.point : kReplacementCharacter, encoded));
     wide.remove_prefix(decoded.units);
   }
-  return true;
-}
-
-// True when a character had to be replaced.
-bool narrow_ansi(std::u16string_view wide, char replacement, ConversionTarget<char>& target) noexcept {
-  bool replaced = false;
-  while (!wide.empty()) {
-    const DecodedPoint decoded = decode_utf16(wide);
-    const int byte = unicode_to_windows_1252(decoded.point);
-    const char unit = byte < 0 ? replacement : static_cast<char>(byte);
-    replaced = replaced || byte < 0;
-    target.append(&unit, 1);
-    wide.remove_prefix(decoded.units);
-  }
-  return replaced;
 }
 
 }  // namespace
@@ -121,39 +97,22 @@ int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR bytes, int byte_coun
                         int wide_size) noexcept {
   using Target = ConversionTarget<WCHAR>;
   if (!arguments_are_valid(bytes, byte_count, wide, wide_size)) return Target::fail(ERROR_INVALID_PARAMETER);
-  const DWORD known_flags = MB_ERR_INVALID_CHARS | (is_ansi(code_page) ? MB_PRECOMPOSED : 0);
-  if (!is_ansi(code_page) && code_page != CP_UTF8) return Target::fail(ERROR_INVALID_PARAMETER);
-  if ((flags & ~known_flags) != 0) return Target::fail(ERROR_INVALID_FLAGS);
-
+  if (code_page != CP_ACP && code_page != CP_UTF8) return Target::fail(ERROR_INVALID_PARAMETER);
+  if (flags != 0) return Target::fail(ERROR_INVALID_FLAGS);
   const std::string_view source = source_text(bytes, byte_count);
   Target target(wide, wide_size);
-  if (code_page == CP_UTF8) {
-    if (!widen_utf8(source, flags != 0, target)) return Target::fail(ERROR_NO_UNICODE_TRANSLATION);
-  } else {
-    widen_ansi(source, target);
-  }
+  code_page == CP_UTF8 ? widen_utf8(source, target) : widen_ansi(source, target);
   return target.result();
 }
 
 int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR wide, int wide_count, LPSTR bytes, int byte_size,
                         LPCSTR default_char, LPBOOL used_default) noexcept {
   using Target = ConversionTarget<char>;
-  const bool utf8 = code_page == CP_UTF8;
-  if (!arguments_are_valid(wide, wide_count, bytes, byte_size)) return Target::fail(ERROR_INVALID_PARAMETER);
-  if (!utf8 && !is_ansi(code_page)) return Target::fail(ERROR_INVALID_PARAMETER);
-  if (utf8 && (default_char != nullptr || used_default != nullptr)) {
-    return Target::fail(ERROR_INVALID_PARAMETER);
-  }
-  const DWORD known_flags = utf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS;
-  if ((flags & ~known_flags) != 0) return Target::fail(ERROR_INVALID_FLAGS);
-
-  const std::u16string_view source = source_text(wide, wide_count);
+  const bool valid = arguments_are_valid(wide, wide_count, bytes, byte_size) && code_page == CP_UTF8 &&
+                     default_char == nullptr && used_default == nullptr;
+  if (!valid) return Target::fail(ERROR_INVALID_PARAMETER);
+  if (flags != 0) return Target::fail(ERROR_INVALID_FLAGS);
   Target target(bytes, byte_size);
-  if (utf8) {
-    if (!narrow_utf8(source, flags != 0, target)) return Target::fail(ERROR_NO_UNICODE_TRANSLATION);
-  } else {
-    const bool replaced = narrow_ansi(source, default_char != nullptr ? *default_char : '?', target);
-    if (used_default != nullptr) *used_default = replaced ? TRUE : FALSE;
-  }
+  narrow_utf8(source_text(wide, wide_count), target);
   return target.result();
 }

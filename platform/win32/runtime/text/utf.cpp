@@ -5,9 +5,9 @@ namespace zdr::platform {
 
 namespace {
 
-// The first byte of a UTF-8 sequence tells its length and the range of the second byte.
+// What the first byte of a UTF-8 sequence says about its length and its second byte.
 struct LeadByte {
-  size_t length;  // 0: no lead byte
+  size_t length;  // 0: not a lead byte
   uint8_t second_low;
   uint8_t second_high;
 };
@@ -80,30 +80,6 @@ size_t encode_utf16(char32_t point, char16_t (&out)[2]) noexcept {
   out[0] = static_cast<char16_t>(0xD800 + (point >> 10));
   out[1] = static_cast<char16_t>(0xDC00 + (point & 0x3FF));
   return 2;
-}
-
-std::string utf8_file_name(std::u16string_view name) {
-  std::string result;
-  result.reserve(name.size());
-  while (!name.empty()) {
-    const DecodedPoint decoded = decode_utf16(name);
-    char encoded[4];
-    result.append(encoded, encode_utf8(decoded.point, encoded));
-    name.remove_prefix(decoded.units);
-  }
-  return result;
-}
-
-std::u16string utf16_file_name(std::string_view name) {
-  std::u16string result;
-  result.reserve(name.size());
-  while (!name.empty()) {
-    const DecodedPoint decoded = decode_utf8(name, true);
-    char16_t encoded[2];
-    result.append(encoded, encode_utf16(decoded.point, encoded));
-    name.remove_prefix(decoded.units);
-  }
-  return result;
 }
 
 }  // namespace zdr::platform

@@ -1,5 +1,5 @@
-// Code page windows-1252: Latin-1 but for the range 0x80 to 0x9F. Its five unassigned bytes stand for the
-// control characters of the same number, as the platform's converter has it.
+// Code page windows-1252: Latin-1 except for the range 0x80 to 0x9F. Its five unassigned bytes are the
+// control characters of the same number, as in the platform's converter.
 #pragma once
 
 #include <array>
@@ -15,15 +15,6 @@ constexpr std::array<char16_t, 32> kWindows1252High = {
 
 constexpr char16_t windows_1252_to_unicode(unsigned char byte) noexcept {
   return byte >= 0x80 && byte < 0xA0 ? kWindows1252High[byte - 0x80u] : char16_t{byte};
-}
-
-// -1 when the page has no such character.
-constexpr int unicode_to_windows_1252(char32_t point) noexcept {
-  if (point < 0x80 || (point >= 0xA0 && point <= 0xFF)) return static_cast<int>(point);
-  for (size_t i = 0; i < kWindows1252High.size(); ++i) {
-    if (kWindows1252High[i] == point) return static_cast<int>(0x80 + i);
-  }
-  return -1;
 }
 
 }  // namespace zdr::platform

@@ -28,10 +28,6 @@ void EnterCriticalSection(LPCRITICAL_SECTION section) noexcept {
   pthread_mutex_lock(mutex_of(section));
 }
 
-BOOL TryEnterCriticalSection(LPCRITICAL_SECTION section) noexcept {
-  return pthread_mutex_trylock(mutex_of(section)) == 0 ? TRUE : FALSE;
-}
-
 void LeaveCriticalSection(LPCRITICAL_SECTION section) noexcept {
   pthread_mutex_unlock(mutex_of(section));
 }

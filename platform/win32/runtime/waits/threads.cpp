@@ -1,8 +1,5 @@
-// CreateThread and what is asked of threads.
+// CreateThread and SetThreadPriority.
 #include <pthread.h>
-#include <sched.h>
-#include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -11,8 +8,9 @@
 
 #include "platform/win32/fault_injection.h"
 #include "platform/win32/runtime/api_boundary.h"
+#include "platform/win32/runtime/handle_table.h"
 #include "platform/win32/runtime/thread_state.h"
-#include "platform/win32/runtime/waits/local_objects.h"
+#include "platform/win32/runtime/wait_signal.h"
 #include "platform/win32/runtime/waits/thread_exit.h"
 #include "platform/win32/win32_threads.h"
 
@@ -22,26 +20,20 @@ namespace {
 
 // Handed from the creator to the new thread.
 struct ThreadStart {
-  Ref<ThreadObject> thread;
+  Ref<WaitSignal> ended;
   uint32_t id;
   LPTHREAD_START_ROUTINE routine;
   LPVOID argument;
 };
 
 void* run_thread(void* start_pointer) noexcept {
-  ThreadObject* thread;
-  LPTHREAD_START_ROUTINE routine;
-  LPVOID argument;
-  {
-    const std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(start_pointer));
-    routine = start->routine;
-    argument = start->argument;
-    this_thread.thread_id = start->id;
-    thread = this_thread.thread = start->thread.detach();
-  }
-  set_thread_exit_hook();
-  thread->wait_until_resumed();
-  thread->exit_code.store(routine(argument), std::memory_order_relaxed);
+  std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(start_pointer));
+  this_thread.thread_id = start->id;
+  signal_at_thread_exit(std::move(start->ended));
+  const LPTHREAD_START_ROUTINE routine = start->routine;
+  const LPVOID argument = start->argument;
+  start.reset();
+  routine(argument);
   return nullptr;
 }
 
@@ -59,24 +51,6 @@ int start_pthread(size_t stack_size, ThreadStart* start) noexcept {
   return error;
 }
 
-bool is_current_thread(HANDLE handle) noexcept {
-  return handle == GetCurrentThread();
-}
-
-// The thread's priority for reading and writing; null for a bad handle.
-template <class Action>
-bool with_priority(HANDLE handle, Action action) noexcept {
-  if (is_current_thread(handle) && this_thread.thread == nullptr) {
-    action(this_thread.priority);
-    return true;
-  }
-  const Pin pin(handle);
-  ThreadObject* thread = is_current_thread(handle) ? this_thread.thread : pin.as<ThreadObject>();
-  if (thread == nullptr) return false;
-  action(thread->priority);
-  return true;
-}
-
 bool is_priority(int priority) noexcept {
   constexpr std::array kPriorities = {THREAD_PRIORITY_IDLE,         THREAD_PRIORITY_LOWEST,
                                       THREAD_PRIORITY_BELOW_NORMAL, THREAD_PRIORITY_NORMAL,
@@ -85,24 +59,20 @@ bool is_priority(int priority) noexcept {
   return std::find(kPriorities.begin(), kPriorities.end(), priority) != kPriorities.end();
 }
 
-DWORD create_thread(SIZE_T stack_size, LPTHREAD_START_ROUTINE routine, LPVOID argument, DWORD flags,
-                    uint32_t id, HANDLE& handle) noexcept {
-  if (routine == nullptr) return ERROR_INVALID_PARAMETER;
-  if ((flags & ~(CREATE_SUSPENDED | STACK_SIZE_PARAM_IS_A_RESERVATION)) != 0) return ERROR_INVALID_PARAMETER;
+DWORD create_thread(SIZE_T stack_size, const ThreadStart& content, HANDLE& handle) noexcept {
   if (should_fail(FaultPoint::kThreadCreate)) return ERROR_NOT_ENOUGH_MEMORY;
-
-  Ref<ThreadObject> thread(new (std::nothrow) ThreadObject((flags & CREATE_SUSPENDED) != 0));
-  if (!thread) return ERROR_NOT_ENOUGH_MEMORY;
-  std::unique_ptr<ThreadStart> start(new (std::nothrow) ThreadStart{{}, id, routine, argument});
-  if (start == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
-  start->thread = Ref<ThreadObject>::share(thread.get());
-  handle = open_handle(Ref<KernelObject>(thread.detach()));
+  Ref<WaitSignal> ended(new (std::nothrow) WaitSignal(ObjectKind::kThread, true, false));
+  if (!ended) return ERROR_NOT_ENOUGH_MEMORY;
+  std::unique_ptr<ThreadStart> start(new (std::nothrow) ThreadStart{
+      Ref<WaitSignal>::share(ended.get()), content.id, content.routine, content.argument});
+  if (!start) return ERROR_NOT_ENOUGH_MEMORY;
+  handle = open_handle(Ref<KernelObject>(ended.detach()));
   if (handle == nullptr) return ERROR_NO_SYSTEM_RESOURCES;
   if (start_pthread(stack_size, start.get()) != 0) {
     close_handle(handle);
     return ERROR_NOT_ENOUGH_MEMORY;
   }
-  static_cast<void>(start.release());  // the thread has it now
+  static_cast<void>(start.release());  // the thread owns it now
   return NO_ERROR;
 }
 
@@ -114,59 +84,19 @@ using namespace zdr::platform;
 
 HANDLE CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T stack_size, LPTHREAD_START_ROUTINE routine, LPVOID argument,
                     DWORD flags, LPDWORD thread_id) noexcept {
-  const uint32_t id = new_thread_id();
   HANDLE handle = nullptr;
-  if (!report(create_thread(stack_size, routine, argument, flags, id, handle))) return nullptr;
+  const uint32_t id = new_thread_id();
+  const bool valid = routine != nullptr && flags == 0;
+  const DWORD error =
+      valid ? create_thread(stack_size, {{}, id, routine, argument}, handle) : ERROR_INVALID_PARAMETER;
+  if (!report(error)) return nullptr;
   if (thread_id != nullptr) *thread_id = id;
   return handle;
 }
 
-DWORD ResumeThread(HANDLE thread) noexcept {
-  const Pin pin(thread);
-  auto* object = pin.as<ThreadObject>();
-  if (object != nullptr) return object->resume();
-  SetLastError(ERROR_INVALID_HANDLE);
-  return 0xFFFFFFFFu;
-}
-
-BOOL GetExitCodeThread(HANDLE thread, LPDWORD code) noexcept {
-  if (code == nullptr) return report(ERROR_INVALID_PARAMETER);
-  if (is_current_thread(thread)) {
-    *code = STILL_ACTIVE;
-    return TRUE;
-  }
-  const Pin pin(thread);
-  auto* object = pin.as<ThreadObject>();
-  if (object == nullptr) return report(ERROR_INVALID_HANDLE);
-  *code = object->finished() ? object->exit_code.load(std::memory_order_relaxed) : STILL_ACTIVE;
-  return TRUE;
-}
-
+// The priority is not passed on: the system gives a process without privileges no way to raise one.
 BOOL SetThreadPriority(HANDLE thread, int priority) noexcept {
   if (!is_priority(priority)) return report(ERROR_INVALID_PARAMETER);
-  const bool found = with_priority(thread, [&](auto& kept) { kept = priority; });
-  return report(found ? NO_ERROR : ERROR_INVALID_HANDLE);
-}
-
-int GetThreadPriority(HANDLE thread) noexcept {
-  int priority = THREAD_PRIORITY_ERROR_RETURN;
-  const bool found = with_priority(thread, [&](auto& kept) { priority = kept; });
-  report(found ? NO_ERROR : ERROR_INVALID_HANDLE);
-  return priority;
-}
-
-HANDLE GetCurrentThread(void) noexcept {
-  return reinterpret_cast<HANDLE>(intptr_t{-2});
-}
-
-HANDLE GetCurrentProcess(void) noexcept {
-  return reinterpret_cast<HANDLE>(intptr_t{-1});
-}
-
-DWORD GetCurrentThreadId(void) noexcept {
-  return this_thread_id();
-}
-
-DWORD GetCurrentProcessId(void) noexcept {
-  return static_cast<DWORD>(getpid());
+  const Pin pin(thread);
+  return report(pin.as<WaitSignal>(ObjectKind::kThread) != nullptr ? NO_ERROR : ERROR_INVALID_HANDLE);
 }

@@ -1,17 +1,17 @@
-// Read-ahead never shows: reads of a read-only handle match the file's bytes, also when a program outside the
-// rules of sharing makes the file longer or shorter.
+// Read-ahead is invisible: reads match the file's bytes, also when a program that ignores share modes makes
+// the file longer or shorter.
 #include <algorithm>
 #include <random>
 
 #include "tests/platform/win32/child_process.h"
 #include "tests/platform/win32/win32_test_support.h"
 
-namespace zdr::platform::test {
+namespace zdr::test {
 
 namespace {
 
 namespace fs = std::filesystem;
-using ReadAheadTest = Win32Test;
+using ReadAhead = Win32Test;
 
 std::string pattern(size_t size) {
   std::mt19937 random(7);
@@ -30,8 +30,8 @@ std::string read_at(HANDLE file, size_t offset, DWORD count) {
   return bytes;
 }
 
-// Some runs of reads by turns, with skips, jumps, sizes around the limits, and the end of the file.
-TEST_F(ReadAheadTest, ReadsMatchTheFile) {
+// Runs of reads by turns, with skips, jumps, sizes around the limits, and the end of the file.
+TEST_F(ReadAhead, ReadsMatchTheFile) {
   const std::string bytes = pattern(300'000);
   const ScopedHandle file = open_for(make_file("file", bytes), GENERIC_READ);
   std::mt19937 random(11);
@@ -64,7 +64,7 @@ size_t read_calls() {
   return 0;
 }
 
-TEST_F(ReadAheadTest, RunsOfSmallReadsCostFewCalls) {
+TEST_F(ReadAhead, RunsOfSmallReadsCostFewCalls) {
   const ScopedHandle file = open_for(make_file("file", pattern(400'000)), GENERIC_READ);
   const size_t before = read_calls();
   for (size_t i = 0; i < 1000; ++i) {  // two tracks by turns
@@ -74,7 +74,7 @@ TEST_F(ReadAheadTest, RunsOfSmallReadsCostFewCalls) {
   EXPECT_LT(read_calls() - before, 60u);
 }
 
-TEST_F(ReadAheadTest, AFileOfAnotherLengthIsReadToItsTrueEnd) {
+TEST_F(ReadAhead, AFileOfAnotherLengthIsReadToItsTrueEnd) {
   std::string bytes = pattern(1000);
   const std::string name = make_file("file", bytes);
   const ScopedHandle file = open_for(name, GENERIC_READ);
@@ -87,14 +87,14 @@ TEST_F(ReadAheadTest, AFileOfAnotherLengthIsReadToItsTrueEnd) {
     }
     ASSERT_EQ(read_at(file, offset, 64), "");
     bytes += pattern(static_cast<size_t>(100 + round * 37));
-    zdr::tests::write_file(name, bytes);
+    write_file(name, bytes);
   }
   fs::resize_file(name, offset - 10);
   EXPECT_EQ(read_at(file, offset - 20, 50), bytes.substr(offset - 20, 10)) << "nor beyond it";
 }
 
-// A handle that lets others write sees their bytes at once.
-TEST_F(ReadAheadTest, HandlesThatAllowWritersAreNeverStale) {
+// A handle that lets others write reads their bytes at once.
+TEST_F(ReadAhead, HandlesThatAllowWritersAreNeverStale) {
   const std::string name = make_file("file", pattern(50'000));
   const ScopedHandle reader = open_for(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
   const ScopedHandle writer = open_for(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
@@ -105,22 +105,16 @@ TEST_F(ReadAheadTest, HandlesThatAllowWritersAreNeverStale) {
   EXPECT_EQ(read_at(reader, 2000, 5), "fresh");
 }
 
-// Without a runtime folder another process may open for writing what this one reads.
-TEST_F(ReadAheadTest, IsOffWhereWritersOfOtherProcessesAreNotKeptOut) {
+// Without side files another process may open for writing what this one reads.
+TEST_F(ReadAhead, IsOffWhereWritersOfOtherProcessesAreNotKeptOut) {
   const std::string name = make_file("file", std::string(50'000, 'a'));
-  fs::create_directories(path("runtime/zdr"));
-  fs::permissions(path("runtime/zdr"), fs::perms::owner_all);
-  fs::create_directory_symlink(folder_.path(), path("runtime/zdr/share"));
-  ChildProcess child("worker", {"XDG_RUNTIME_DIR=" + path("runtime")});
+  ChildProcess child({without_side_files()});
   ASSERT_EQ(child.ask("open-file f " + std::to_string(GENERIC_READ) + " 0 " + name), "0");
   ASSERT_EQ(child.ask("read f 100"), std::to_string(int{'a'}));
-  const ScopedHandle writer = open_for(name, GENERIC_WRITE, FILE_SHARE_READ);
-  const std::string fresh(200, 'b');
-  DWORD put = 0;
-  EXPECT_TRUE(WriteFile(writer, fresh.data(), 200, &put, nullptr));
+  write_file(name, std::string(50'000, 'b'));
   EXPECT_EQ(child.ask("read f 1"), std::to_string(int{'b'}));
 }
 
 }  // namespace
 
-}  // namespace zdr::platform::test
+}  // namespace zdr::test

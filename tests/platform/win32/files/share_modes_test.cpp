@@ -1,49 +1,67 @@
 // Share modes: every pair of opens, in one process and between two, against the rule itself.
-#include <filesystem>
-
-#include "share_rule.h"
 #include "tests/platform/win32/child_process.h"
 #include "tests/platform/win32/win32_test_support.h"
 
-namespace zdr::platform::test {
+namespace zdr::test {
 
 namespace {
 
 namespace fs = std::filesystem;
-using ShareModesTest = Win32Test;
+using ShareModes = Win32Test;
 
-TEST_F(ShareModesTest, EveryPairBetweenTwoProcesses) {
+// Bit 0 read, 1 write, 2 delete: as in FILE_SHARE_*. An open requests to read, to write or both.
+DWORD access_of(DWORD uses) {
+  return ((uses & 1) != 0 ? GENERIC_READ : 0) | ((uses & 2) != 0 ? GENERIC_WRITE : 0);
+}
+
+// Two opens are compatible when each requests only what the other allows.
+bool are_compatible(DWORD uses_a, DWORD share_a, DWORD uses_b, DWORD share_b) {
+  return (uses_a & ~share_b) == 0 && (uses_b & ~share_a) == 0;
+}
+
+std::string command(const char* handle, DWORD uses, DWORD share, const std::string& file) {
+  return std::string("open-file ") + handle + ' ' + std::to_string(access_of(uses)) + ' ' +
+         std::to_string(share) + ' ' + file;
+}
+
+// Both opens in one process that has no side files, or the second one in this process.
+TEST_F(ShareModes, DecideEveryPairOfOpens) {
   const std::string name = make_file("file");
-  ChildProcess child("worker");
-  for (DWORD uses = 0; uses < 8; ++uses) {
-    for (DWORD share = 0; share < 8; ++share) {
-      const std::string arguments =
-          std::to_string(access_of(uses)) + " " + std::to_string(share) + " " + name;
-      ASSERT_EQ(child.ask("open-file f " + arguments), "0");
-      for (DWORD second = 0; second < 64; ++second) {
-        const ScopedHandle file = open_for(name, access_of(second & 7), second >> 3);
-        ASSERT_EQ(failed_open(file),
-                  go_together(uses, share, second & 7, second >> 3) ? kNoFailure : ERROR_SHARING_VIOLATION)
-            << uses << share << second;
+  ChildProcess alone({without_side_files()});
+  ChildProcess other;
+  for (ChildProcess* child : {&alone, &other}) {
+    for (DWORD pair = 0; pair < 3 * 3 * 8 * 8; ++pair) {
+      const DWORD uses[] = {1 + pair % 3, 1 + pair / 3 % 3};
+      const DWORD shares[] = {pair / 9 % 8, pair / 72};
+      const DWORD expected =
+          are_compatible(uses[0], shares[0], uses[1], shares[1]) ? NO_ERROR : ERROR_SHARING_VIOLATION;
+      ASSERT_EQ(child->ask(command("a", uses[0], shares[0], name)), "0");
+      if (child == &alone) {
+        ASSERT_EQ(child->ask(command("b", uses[1], shares[1], name)), std::to_string(expected)) << pair;
+        if (expected == NO_ERROR) child->ask("close b");
+      } else {
+        const ScopedHandle second = open_for(name, access_of(uses[1]), shares[1]);
+        ASSERT_EQ(GetLastError(), expected) << pair;
       }
-      ASSERT_EQ(child.ask("close f"), "1");
+      ASSERT_EQ(child->ask("close a"), "1");
     }
   }
 }
 
-TEST_F(ShareModesTest, ThreeOpensMustAllGoTogether) {
+TEST_F(ShareModes, ThreeOpensMustAllBeCompatible) {
   const std::string name = make_file("file");
   ScopedHandle reader = open_for(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
   ScopedHandle writer = open_for(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
-  EXPECT_EQ(open_for(name, GENERIC_READ, FILE_SHARE_READ), INVALID_HANDLE_VALUE) << "denies the writer";
+  EXPECT_EQ(failed_open(open_for(name, GENERIC_READ)), ERROR_SHARING_VIOLATION) << "denies the writer";
   reader.close();
-  EXPECT_EQ(open_for(name, GENERIC_READ, FILE_SHARE_READ), INVALID_HANDLE_VALUE) << "whatever was closed";
+  EXPECT_EQ(failed_open(open_for(name, GENERIC_READ)), ERROR_SHARING_VIOLATION)
+      << "the writer is still there";
   writer.close();
-  EXPECT_NE(static_cast<HANDLE>(ScopedHandle(open_for(name, GENERIC_READ, FILE_SHARE_READ))),
-            INVALID_HANDLE_VALUE);
+  reader = open_for(name, GENERIC_READ);
+  EXPECT_NE(HANDLE{reader}, INVALID_HANDLE_VALUE);
 }
 
-TEST_F(ShareModesTest, ALinkIsTheSameFile) {
+TEST_F(ShareModes, OfALinkAreThoseOfItsFile) {
   const std::string name = make_file("file");
   fs::create_hard_link(name, path("hard"));
   fs::create_symlink(name, path("soft"));
@@ -53,59 +71,43 @@ TEST_F(ShareModesTest, ALinkIsTheSameFile) {
   }
 }
 
-size_t side_files() {
+TEST_F(ShareModes, AKilledHolderProtectsNothingAndNoSideFileStays) {
   const fs::path folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "share";
-  return fs::exists(folder) ? static_cast<size_t>(std::distance(fs::directory_iterator(folder), {})) : 0;
-}
-
-TEST_F(ShareModesTest, AKilledHolderProtectsNothingAndNoSideFileStays) {
   const std::string name = make_file("file");
-  ChildProcess child("worker");
-  ASSERT_EQ(child.ask("open-file f " + std::to_string(GENERIC_READ) + " 0 " + name), "0");
-  EXPECT_EQ(open_for(name, GENERIC_READ, 7), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(side_files(), 1u);
+  ChildProcess child;
+  ASSERT_EQ(child.ask(command("f", 1, 0, name)), "0");
+  EXPECT_EQ(failed_open(open_for(name, GENERIC_READ, 7)), ERROR_SHARING_VIOLATION);
+  for (const fs::path& each : {folder.parent_path(), folder}) {
+    EXPECT_EQ(fs::status(each).permissions(), fs::perms::owner_all);
+  }
+  ASSERT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+  EXPECT_EQ(fs::directory_iterator(folder)->status().permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
   child.kill_hard();
   ScopedHandle file = open_for(name, GENERIC_READ, 7);
-  EXPECT_NE(static_cast<HANDLE>(file), INVALID_HANDLE_VALUE);
+  EXPECT_NE(HANDLE{file}, INVALID_HANDLE_VALUE);
   file.close();
-  EXPECT_EQ(side_files(), 0u);
+  EXPECT_TRUE(fs::is_empty(folder));
 }
 
-// The file system gives the number of a deleted file to the next new one, which may be another process's.
-TEST_F(ShareModesTest, NewFilesInheritNoOpensOfDeletedOnes) {
+// The file system gives the inode number of a deleted file to the next new one, which may be another
+// process's.
+TEST_F(ShareModes, NewFilesInheritNoOpensOfDeletedOnes) {
   const std::string name = make_file("file");
-  ChildProcess child("worker");
+  ChildProcess child;
   child.send("churn " + name + ".child");
   EXPECT_EQ(create_and_delete(name + ".own", 1500), 0u);
   EXPECT_EQ(child.receive(), "0");
 }
 
-// The side file comes and goes with its users: nobody may be left with one that has lost its name.
-TEST_F(ShareModesTest, ThreeProcessesNeverHoldAnUnsharedFileTogether) {
+// The side file comes and goes with its users: no process may go on with one that has lost its name.
+TEST_F(ShareModes, ThreeProcessesNeverHoldAnUnsharedFileTogether) {
   const std::string name = make_file("file");
-  ChildProcess children[] = {ChildProcess("worker"), ChildProcess("worker"), ChildProcess("worker")};
-  for (ChildProcess& child : children) child.send("fight - 300 " + name);
+  ChildProcess children[3];
+  for (ChildProcess& child : children) child.send("fight 300 " + name);
   for (ChildProcess& child : children) EXPECT_EQ(child.receive(), "0");
-}
-
-TEST_F(ShareModesTest, WithoutARuntimeFolderTheRuleStillHoldsInOneProcess) {
-  fs::create_directories(path("runtime/zdr"));
-  fs::permissions(path("runtime/zdr"), fs::perms::owner_all);
-  fs::create_directory_symlink(folder_.path(), path("runtime/zdr/share"));
-  ChildProcess child("worker", {"XDG_RUNTIME_DIR=" + path("runtime")});
-  EXPECT_EQ(child.ask("try-pairs " + make_file("file")), "0") << "pairs that broke the rule";
-}
-
-TEST_F(ShareModesTest, SideFilesArePrivate) {
-  const ScopedHandle file = open_for(make_file("file"), GENERIC_READ);
-  const fs::path folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr";
-  EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
-  EXPECT_EQ(fs::status(folder / "share").permissions(), fs::perms::owner_all);
-  for (const auto& entry : fs::directory_iterator(folder / "share")) {
-    EXPECT_EQ(entry.status().permissions(), fs::perms::owner_read | fs::perms::owner_write);
-  }
 }
 
 }  // namespace
 
-}  // namespace zdr::platform::test
+}  // namespace zdr::test

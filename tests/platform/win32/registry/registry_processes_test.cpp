@@ -7,52 +7,46 @@
 #include "tests/platform/fault_at.h"
 #include "tests/platform/win32/child_process.h"
 
-namespace zdr::platform::test {
+namespace zdr::test {
 
 namespace {
 
-const HKEY kUser = HKEY_CURRENT_USER;
-// Steps of one change: lock, load, create, write, mode, sync, rename.
+// The steps of one change: lock, load, create, write, mode, sync, rename.
 constexpr int kStepsOfAChange = 7;
-// Of the first one of a process: it also opens the key, and reads the file to its end.
+// The first change of a process also opens the key and reads the file to its end.
 constexpr int kStepsOfAFirstChange = kStepsOfAChange + 3;
 
-// Counted keys of one writer, "A0", "A1" ... in HKEY_CURRENT_USER.
-int keys_of(char16_t writer) {
-  int found = 0;
-  while (open_status(kUser, (std::u16string(1, writer) + wide(std::to_string(found))).c_str()) ==
-         ERROR_SUCCESS)
-    ++found;
-  return found;
+std::u16string key_name(char16_t writer, int number) {
+  return std::u16string(1, writer) + wide(std::to_string(number));
 }
 
 TEST_F(RegistryTest, WritersOfTwoProcessesAndTwoThreadsLoseNothing) {
   constexpr int kKeys = 40;
-  ChildProcess first("worker");
-  ChildProcess second("worker");
+  ChildProcess first;
+  ChildProcess second;
   first.send("registry-fill A " + std::to_string(kKeys));
   second.send("registry-fill B " + std::to_string(kKeys));
   std::vector<std::thread> threads;
   for (const char16_t writer : {u'C', u'D'}) {
     threads.emplace_back([writer] {
-      for (int i = 0; i < kKeys; ++i) {
-        ScopedKey(kUser, (std::u16string(1, writer) + wide(std::to_string(i))).c_str());
-      }
+      for (int i = 0; i < kKeys; ++i) ScopedKey(kUser, key_name(writer, i).c_str());
     });
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(first.receive(), "0");
   EXPECT_EQ(second.receive(), "0");
-  for (const char16_t writer : {u'A', u'B', u'C', u'D'}) EXPECT_EQ(keys_of(writer), kKeys);
+  for (const char16_t writer : {u'A', u'B', u'C', u'D'}) {
+    for (int i = 0; i < kKeys; ++i) EXPECT_EQ(open_status(kUser, key_name(writer, i).c_str()), ERROR_SUCCESS);
+  }
 }
 
 TEST_F(RegistryTest, ChangesOfAnotherProcessAreSeenAtOnce) {
-  ChildProcess other("worker");
+  ChildProcess other;
   const ScopedKey key(kUser, u"A0");
   for (int round = 0; round < 20; ++round) {
     EXPECT_EQ(other.ask("registry-set A0 " + std::to_string(round)), "0");
     EXPECT_EQ(text_of(key, u"V"),
-              wide(std::to_string(round)));  // of equal length, and often of one clock tick
+              wide(std::to_string(round)));  // the file often keeps its length and its time
   }
   EXPECT_EQ(other.ask("registry-remove A0"), "0");
   EXPECT_EQ(stored(key, u"V").status, ERROR_KEY_DELETED);
@@ -62,15 +56,15 @@ TEST_F(RegistryTest, AProcessThatDiesAtAnyStepLeavesTheOldFileOrTheNewOne) {
   ASSERT_EQ(ScopedKey(kUser, u"Before").status, ERROR_SUCCESS);
   const std::string old_text = file_text();
   for (int step = 1; step <= kStepsOfAFirstChange; ++step) {
-    ChildProcess child("worker");
+    ChildProcess child;
     EXPECT_EQ(child.ask("registry-die " + std::to_string(step)), "") << "survived step " << step;
     EXPECT_EQ(file_text(), old_text);
-    const ScopedKey next(kUser, u"After");  // the lock is free, and a left-over is no obstacle
+    const ScopedKey next(kUser, u"After");  // the lock is free, and a left-over file is no obstacle
     EXPECT_EQ(next.disposition, REG_CREATED_NEW_KEY);
     EXPECT_FALSE(std::filesystem::exists(path("registry.reg.tmp")));
     EXPECT_EQ(RegDeleteKeyW(kUser, u"After"), ERROR_SUCCESS);
   }
-  ChildProcess child("worker");
+  ChildProcess child;
   EXPECT_EQ(child.ask("registry-die " + std::to_string(kStepsOfAFirstChange + 1)), "0");
   EXPECT_NE(file_text(), old_text);
 }
@@ -83,7 +77,7 @@ TEST_F(RegistryTest, AFailedStepChangesNothing) {
   for (int step = 1;; ++step) {
     LSTATUS status;
     {
-      const FaultAt fault(FaultPoint::kRegistryStep, step);
+      const FaultAt fault(platform::FaultPoint::kRegistryStep, step);
       status = set_text(key, u"V", u"new");
       if (!fault.struck()) break;
     }
@@ -95,13 +89,14 @@ TEST_F(RegistryTest, AFailedStepChangesNothing) {
   }
   EXPECT_EQ(failures, kStepsOfAChange);
   EXPECT_EQ(text_of(key, u"V"), u"new");
-  // Nor does a key come into being, or a handle stay, when its creation cannot be saved.
-  const FaultAt fault(FaultPoint::kRegistryStep, kStepsOfAChange + 1);  // one more load, to look for the key
+  // A creation that cannot be saved leaves neither a key nor a handle.
+  const FaultAt fault(platform::FaultPoint::kRegistryStep,
+                      kStepsOfAChange + 1);  // one more load, to look for the key
   EXPECT_EQ(ScopedKey(kUser, u"Unsaved").status, ERROR_IO_DEVICE);
   EXPECT_EQ(open_status(kUser, u"Unsaved"), ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(RegistryTest, AFolderThatCannotBeWrittenIsTold) {
+TEST_F(RegistryTest, AFolderThatCannotBeMadeIsReported) {
   make_file("plain");
   variable_.set(path("plain/registry.reg").c_str());
   EXPECT_EQ(open_status(kUser, u"K"), ERROR_FILE_NOT_FOUND);
@@ -112,4 +107,4 @@ TEST_F(RegistryTest, AFolderThatCannotBeWrittenIsTold) {
 
 }  // namespace
 
-}  // namespace zdr::platform::test
+}  // namespace zdr::test

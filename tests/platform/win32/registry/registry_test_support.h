@@ -1,31 +1,29 @@
-// What the tests of the registry share: a registry file of the test's own, and short forms of the calls.
+// The fixture of the registry tests: a registry file of the test's own; and short forms of the calls.
 #pragma once
 
-#include <array>
 #include <cstring>
 
 #include "tests/platform/win32/win32_test_support.h"
 
-namespace zdr::platform::test {
+namespace zdr::test {
 
-// Registry functions leave the last error alone; the fixture checks that of every test.
+const HKEY kUser = HKEY_CURRENT_USER;
+
+// Registry functions leave the last error alone; the fixture checks that in every test.
 class RegistryTest : public Win32Test {
  protected:
   RegistryTest() : variable_("ZDR_REGISTRY", path("registry.reg").c_str()) {}
   void TearDown() override { EXPECT_EQ(GetLastError(), kUntouched); }
 
-  std::string file_text() const { return zdr::tests::read_file(folder_ / "registry.reg"); }
-  void write_file_text(std::string_view text) const {
-    zdr::tests::write_file(folder_ / "registry.reg", text);
-  }
+  std::string file_text() const { return read_file(folder_ / "registry.reg"); }
+  void write_file_text(std::string_view text) const { write_file(folder_ / "registry.reg", text); }
 
   ScopedVariable variable_;
 };
 
 class ScopedKey {
  public:
-  ScopedKey() = default;
-  explicit ScopedKey(HKEY root, const char16_t* path, REGSAM access = KEY_ALL_ACCESS) {
+  ScopedKey(HKEY root, const char16_t* path, REGSAM access = KEY_ALL_ACCESS) {
     status = RegCreateKeyExW(root, path, 0, nullptr, 0, access, nullptr, &key, &disposition);
   }
   ~ScopedKey() {
@@ -63,8 +61,8 @@ inline Stored stored(HKEY key, const char16_t* name) {
   result.status = RegQueryValueExW(key, name, nullptr, &result.type, nullptr, &bytes);
   if (result.status != ERROR_SUCCESS) return result;
   result.bytes.resize(bytes);
-  result.status = RegQueryValueExW(key, name, nullptr, &result.type,
-                                   reinterpret_cast<BYTE*>(result.bytes.data()), &bytes);
+  auto* room = reinterpret_cast<BYTE*>(result.bytes.data());
+  result.status = RegQueryValueExW(key, name, nullptr, &result.type, room, &bytes);
   return result;
 }
 
@@ -72,35 +70,27 @@ inline Stored stored(HKEY key, const char16_t* name) {
 inline std::u16string text_of(HKEY key, const char16_t* name) {
   const Stored value = stored(key, name);
   if (value.status != ERROR_SUCCESS || value.type != REG_SZ || value.bytes.size() < 2) return u"?";
-  const std::string_view bytes(value.bytes.data(), value.bytes.size() - sizeof(char16_t));
-  std::u16string text(bytes.size() / sizeof(char16_t), u'\0');
-  if (!text.empty()) std::memcpy(text.data(), bytes.data(), bytes.size());
+  std::u16string text(value.bytes.size() / sizeof(char16_t), u'\0');
+  std::memcpy(text.data(), value.bytes.data(), text.size() * sizeof(char16_t));
+  text.pop_back();
   return text;
 }
 
-// What a list gives for an index, in a buffer for so many characters.
-struct Listed {
-  LSTATUS status = 0;
-  std::u16string name;
-
-  bool operator==(const Listed&) const = default;
-};
-
+// The name that RegEnumKeyExW or RegEnumValueW gives for an index in a buffer of so many characters; of a
+// failure its status in angle brackets.
 template <class Enumerate>
-Listed listed(Enumerate enumerate, HKEY key, DWORD index, DWORD room) {
-  WCHAR name[8];
-  DWORD length = room;
-  const LSTATUS status = enumerate(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
-  return {status, status == ERROR_SUCCESS ? std::u16string(name, length) : u""};
+std::u16string listed(Enumerate enumerate, HKEY key, DWORD index, DWORD room = 16) {
+  WCHAR name[16];
+  const LSTATUS status = enumerate(key, index, name, &room, nullptr, nullptr, nullptr, nullptr);
+  return status == ERROR_SUCCESS ? std::u16string(name, room) : u"<" + wide(std::to_string(status)) + u">";
 }
 
-// Number of sub keys and length of the longest name, number of values, longest name and most data, 0.
-inline std::array<DWORD, 6> counts_of(HKEY key) {
-  std::array<DWORD, 6> told{};
-  EXPECT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &told[0], &told[1], nullptr, &told[2], &told[3],
-                             &told[4], &told[5], nullptr),
-            ERROR_SUCCESS);
-  return told;
+// All names of a list, and the status that ends it.
+template <class Enumerate>
+std::u16string all_listed(Enumerate enumerate, HKEY key) {
+  std::u16string names = listed(enumerate, key, 0);
+  for (DWORD index = 1; !names.ends_with(u'>'); ++index) names += u"," + listed(enumerate, key, index);
+  return names;
 }
 
 inline LSTATUS open_status(HKEY root, const char16_t* path) {
@@ -110,4 +100,4 @@ inline LSTATUS open_status(HKEY root, const char16_t* path) {
   return status;
 }
 
-}  // namespace zdr::platform::test
+}  // namespace zdr::test

@@ -1,63 +1,63 @@
-// The registry's file: its form, what editors write, and files that somebody damaged or meant ill with.
+// The registry's file: its form, what editors write, and damaged or hostile files.
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <map>
 #include <regex>
 
 #include "platform/win32/debug_output.h"
 #include "platform/win32/registry_file.h"
 #include "registry_test_support.h"
 
-namespace zdr::platform::test {
+namespace zdr::test {
 
 namespace {
 
-const HKEY kUser = HKEY_CURRENT_USER;
 constexpr std::string_view kHeader = "Windows Registry Editor Version 5.00\n";
 
-TEST_F(RegistryTest, WritesSortedExportText) {
-  {
-    const ScopedKey key(kUser, u"Soft[ware]\\Ü\\Zwei");
-    set_text(key, nullptr, u"C:\\path \"quoted\" \u00e4\U0001F3B5");
-    set_text(key, u"line", u"a\r\nb");
-    set_bytes(key, u"unended", REG_SZ, std::string_view("a\0", 2));
-    set_bytes(key, u"number", REG_DWORD, std::string_view("\x1F\0\0\x80", 4));
-    set_bytes(key, u"short number", REG_DWORD, "\x1F");
-    set_bytes(key, u"empty", REG_BINARY, "");
-    set_bytes(key, u"a\"\\name", REG_EXPAND_SZ, std::string_view("%\0\0\0", 4));
-    set_bytes(key, u"quad", REG_QWORD, std::string_view("\1\0\0\0\0\0\0\0", 8));
-    set_bytes(key, u"surrogate", REG_SZ, std::string_view("\0\xD8\0\0", 4));
-    set_bytes(ScopedKey(kUser, u"alone"), u"long", REG_BINARY, std::string(30, '\xAB'));
-  }
-  const std::string expected = std::string(kHeader) + R"(
-[HKEY_CURRENT_USER\alone]
-"long"=hex:ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,\
-  ab,ab,ab,ab,ab,ab,ab,ab
-
-[HKEY_CURRENT_USER\Soft[ware]]
-
-[HKEY_CURRENT_USER\Soft[ware]\Ü]
-
-[HKEY_CURRENT_USER\Soft[ware]\Ü\Zwei]
-@="C:\\path \"quoted\" ä🎵"
-"a\"\\name"=hex(2):25,00,00,00
-"empty"=hex:
-"line"=hex(1):61,00,0d,00,0a,00,62,00,00,00
-"number"=dword:8000001f
-"quad"=hex(b):01,00,00,00,00,00,00,00
-"short number"=hex(4):1f
-"surrogate"=hex(1):00,d8,00,00
-"unended"=hex(1):61,00
-)";
-  EXPECT_EQ(file_text(), expected);
-  struct stat info;
-  ASSERT_EQ(stat(path("registry.reg").c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777u, 0600u);
-  EXPECT_EQ(report_registry().text, expected);
+std::string utf16(const std::u16string& text) {
+  return {reinterpret_cast<const char*>(text.data()), text.size() * 2};
 }
 
-std::string utf16(const std::u16string& text) {
-  return "\xFF\xFE" + std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
+// In the order of the file: what is stored, and its line.
+TEST_F(RegistryTest, ValuesComeBackAsStoredAndAreWrittenAsEditorsDo) {
+  const struct {
+    std::u16string name;
+    DWORD type;
+    std::string bytes;
+    std::string line;
+  } rows[] = {
+      {u"", REG_SZ, utf16(u"C:\\path \"quoted\" \u00e4\U0001F3B5") + std::string(2, '\0'),
+       R"(@="C:\\path \"quoted\" ä🎵")"},
+      {u"a\"\\name", REG_EXPAND_SZ, std::string("%\0\0\0", 4), R"("a\"\\name"=hex(2):25,00,00,00)"},
+      {u"empty", REG_BINARY, "", R"("empty"=hex:)"},
+      {u"line", REG_SZ, utf16(u"a\r\n") + std::string(2, '\0'), R"("line"=hex(1):61,00,0d,00,0a,00,00,00)"},
+      {u"long", REG_BINARY, std::string(30, '\xAB'),
+       R"("long"=hex:ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,\
+  ab,ab,ab,ab,ab,ab,ab,ab)"},
+      {u"number", REG_DWORD, std::string("\x1F\0\0\x80", 4), R"("number"=dword:8000001f)"},
+      {u"odd", REG_SZ, "odd", R"("odd"=hex(1):6f,64,64)"},
+      {u"quad", REG_QWORD, std::string("\1\0\0\0\0\0\0\0", 8), R"("quad"=hex(b):01,00,00,00,00,00,00,00)"},
+      {u"short number", REG_DWORD, "\x1F", R"("short number"=hex(4):1f)"},
+      {u"surrogate", REG_SZ, std::string("\0\xD8\0\0", 4), R"("surrogate"=hex(1):00,d8,00,00)"},
+      {u"unended", REG_SZ, std::string("a\0", 2), R"("unended"=hex(1):61,00)"},
+      {u"Ü", 0xFFFFFFFF, "any", R"("Ü"=hex(ffffffff):61,6e,79)"},
+  };
+  std::string expected =
+      std::string(kHeader) + "\n[HKEY_CURRENT_USER\\Soft[ware]]\n\n[HKEY_CURRENT_USER\\Soft[ware]\\Ü]\n";
+  const ScopedKey key(kUser, u"Soft[ware]\\Ü");
+  for (const auto& row : rows) {
+    EXPECT_EQ(set_bytes(key, row.name.c_str(), row.type, row.bytes), ERROR_SUCCESS);
+    expected += row.line + "\n";
+  }
+  EXPECT_EQ(file_text(), expected);
+  EXPECT_EQ(platform::report_registry().text, expected);
+  EXPECT_EQ(std::filesystem::status(path("registry.reg")).permissions(), std::filesystem::perms(0600));
+  for (const bool reread : {false, true}) {
+    if (reread) write_file_text(expected + "\n");
+    for (const auto& row : rows)
+      EXPECT_EQ(stored(key, row.name.c_str()), (Stored{ERROR_SUCCESS, row.type, row.bytes}));
+  }
 }
 
 TEST_F(RegistryTest, ReadsWhatEditorsWrite) {
@@ -72,7 +72,7 @@ TEST_F(RegistryTest, ReadsWhatEditorsWrite) {
       std::regex_replace(lines, std::regex("Windows.*5.00"), "REGEDIT4"), std::regex("61,00,"), "61,");
   const std::string utf8 =
       std::regex_replace(std::regex_replace(lines, std::regex("\r"), ""), std::regex("\xE4"), "\xC3\xA4");
-  for (const std::string& text : {utf16(exported), utf8, "\xEF\xBB\xBF" + utf8, old_form}) {
+  for (const std::string& text : {"\xFF\xFE" + utf16(exported), utf8, "\xEF\xBB\xBF" + utf8, old_form}) {
     write_file_text(text);
     const ScopedKey key(HKEY_LOCAL_MACHINE, u"SOFTWARE\\Classes\\.ext", KEY_READ);
     ASSERT_EQ(key.disposition, REG_OPENED_EXISTING_KEY) << text;
@@ -85,67 +85,68 @@ TEST_F(RegistryTest, ReadsWhatEditorsWrite) {
 }
 
 TEST_F(RegistryTest, DamagedTextIsReportedByLineAndLeftAlone) {
-  struct Row {
-    std::string body;  // behind the header and one empty line
-    size_t line;
-  };
   const std::string key = "[HKEY_CURRENT_USER\\K]\n";
-  const Row rows[] = {
-      {"nonsense\n", 3},
-      {"\"v\"=dword:1\n", 3},
-      {key + "\"v\"=dword:\n", 4},
-      {key + "\"v\"=dword:123456789\n", 4},
-      {key + "\"v\"=dword:12x\n", 4},
-      {key + "\"v\"=\"open\n" + key, 4},
-      {key + "\"v\"=\"bad \\escape\"\n", 4},
-      {key + "\"v\"=\"cut off by a backslash\\", 4},
-      {key + "\"v\" \"w\"\n", 4},
-      {key + "\"v\"=word:1\n", 4},
-      {key + "\"v\"=hex:1,\n", 4},
-      {key + "\"v\"=hex:xy\n", 4},
-      {key + "\"v\"=hex:111\n", 4},
-      {key + "\"v\"=hex():11\n", 4},
-      {key + "\"v\"=hex(123456789):11\n", 4},
-      {key + "\"v\"=hex:11,\\ 22\n", 4},
-      {key + "\"v\"=\"text\" more\n", 4},
-      {key + "\"" + std::string(16384, 'n') + "\"=\"\"\n", 4},
-      {key + "\n\n[HKEY_CURRENT_USER\\K\n", 6},
-      {"[HKEY_CURRENT_USER\\K] more\n", 3},
-      {"[HKEY_NOWHERE\\K]\n", 3},
-      {"[]\n", 3},
-      {"[HKEY_CURRENT_USER\\\\K]\n", 3},
-      {"[HKEY_CURRENT_USER\\" + std::string(256, 'k') + "]\n", 3},
-      {"[HKEY_CURRENT_USER" + std::regex_replace(std::string(512, 'k'), std::regex("k"), "\\k") + "]\n", 3},
-      {"[-HKEY_CURRENT_USER]\n", 3},
-      {key + std::string("\"a\0b\"=-\n", 9), 4},
-      {key + "\"\xC3\"=-\n", 4}};
-  std::u16string told;
-  set_debug_output_hook([](const WCHAR* text, void* all) { *static_cast<std::u16string*>(all) += text; },
-                        &told);
-  for (const Row& row : rows) {
-    const std::string text = std::string(kHeader) + "\n" + row.body;
+  const std::string value = key + "\"v\"";
+  std::string deepest = "[HKEY_CURRENT_USER";
+  for (int i = 0; i < 512; ++i) deepest += "\\k";
+  // By the number of the line that cannot be parsed.
+  const std::multimap<size_t, std::string> rows = {
+      {3, "nonsense"},
+      {3, "\"v\"=dword:1"},
+      {3, "[HKEY_CURRENT_USER\\K] more"},
+      {3, "[HKEY_NOWHERE\\K]"},
+      {3, "[]"},
+      {3, "[HKEY_CURRENT_USER\\\\K]"},
+      {3, "[HKEY_CURRENT_USER\\" + std::string(256, 'k') + "]"},
+      {3, deepest + "]"},
+      {3, "[-HKEY_CURRENT_USER]"},
+      {4, value + "=dword:"},
+      {4, value + "=dword:123456789"},
+      {4, value + "=dword:12x"},
+      {4, value + "=\"open\n" + key},
+      {4, value + "=\"bad \\escape\""},
+      {4, value + "=\"ends in a backslash\\"},
+      {4, value + " \"w\""},
+      {4, value + "=word:1"},
+      {4, value + "=hex:1,"},
+      {4, value + "=hex:xy"},
+      {4, value + "=hex:111"},
+      {4, value + "=hex():11"},
+      {4, value + "=hex(123456789):11"},
+      {4, value + "=hex:11,\\ 22"},
+      {4, value + "=\"text\" more"},
+      {4, key + "\"" + std::string(16384, 'n') + "\"=\"\""},
+      {4, key + std::string("\"a\0b\"=-", 7)},
+      {4, key + "\"\xC3\"=-"},
+      {6, key + "\n\n[HKEY_CURRENT_USER\\K"},
+  };
+  std::u16string output;
+  platform::set_debug_output_hook(
+      [](const WCHAR* text, void* all) { *static_cast<std::u16string*>(all) += text; }, &output);
+  for (const auto& [line, body] : rows) {
+    const std::string text = std::string(kHeader) + "\n" + body;
     write_file_text(text);
-    told.clear();
-    EXPECT_EQ(open_status(kUser, u"K"), ERROR_BADDB) << row.body;
-    EXPECT_NE(told.find(u"line " + wide(std::to_string(row.line))), std::u16string::npos) << row.body;
+    output.clear();
+    EXPECT_EQ(open_status(kUser, u"K"), ERROR_BADDB) << body;
+    EXPECT_NE(output.find(u"line " + wide(std::to_string(line))), std::u16string::npos) << body;
     EXPECT_EQ(ScopedKey(kUser, u"New").status, ERROR_BADDB);
     EXPECT_EQ(file_text(), text);
-    EXPECT_EQ(report_registry().line, row.line) << row.body;
+    EXPECT_EQ(platform::report_registry().line, line) << body;
   }
-  set_debug_output_hook(nullptr, nullptr);
+  platform::set_debug_output_hook(nullptr, nullptr);
   for (const std::string& text : {std::string("Windows Registry Editor Version 9\n"),
-                                  utf16(u"REGEDIT4") + "x", std::string("\xFE\xFF\0R", 4)}) {
+                                  "\xFF\xFE" + utf16(u"REGEDIT4") + "x", std::string("\xFE\xFF\0R", 4)}) {
     write_file_text(text);
     EXPECT_EQ(open_status(kUser, u"K"), ERROR_BADDB);
-    EXPECT_EQ(report_registry().line, 1u);
+    EXPECT_EQ(platform::report_registry().line, 1u);
   }
-  // A repaired file is taken up again.
+  // A repaired file is read again.
   write_file_text(std::string(kHeader) + key);
   EXPECT_EQ(open_status(kUser, u"K"), ERROR_SUCCESS);
 }
 
-// Cut text is either read as what it says so far or refused, and never crashes or hangs the reader.
-TEST_F(RegistryTest, EveryCutAndFlippedByteIsReadOrRefused) {
+// Truncated or changed text is either read or refused, and never crashes or hangs the reader.
+TEST_F(RegistryTest, EveryTruncationAndFlippedByteIsReadOrRefused) {
   const std::string whole =
       std::string(kHeader) +
       "\n[HKEY_CURRENT_USER\\K]\n@=\"a\\\\b\"\n\"n\"=hex(7):61,00,\\\n  00,00\n\"d\"=dword:0000001f\n";
@@ -163,7 +164,7 @@ TEST_F(RegistryTest, EveryCutAndFlippedByteIsReadOrRefused) {
   EXPECT_GT(refused, 100);
 }
 
-TEST_F(RegistryTest, WhatIsNoFileOfOursIsRefused) {
+TEST_F(RegistryTest, FilesThatOthersCouldForgeAreRefused) {
   const std::string file = path("registry.reg");
   ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
   EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_BADDB) << "a pipe must neither block nor be replaced";
@@ -180,12 +181,12 @@ TEST_F(RegistryTest, WhatIsNoFileOfOursIsRefused) {
     ASSERT_EQ(chmod(file.c_str(), mode), 0);
     EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_ACCESS_DENIED)
         << "others could name a module to be loaded";
-    EXPECT_FALSE(report_registry().reason.empty());
+    EXPECT_FALSE(platform::report_registry().reason.empty());
   }
   ASSERT_EQ(chmod(file.c_str(), 0600), 0);
   EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_SUCCESS);
 
-  zdr::tests::write_sparse_file(file, (4u << 20) + 1);
+  write_sparse_file(file, (4u << 20) + 1);
   EXPECT_EQ(open_status(kUser, u"K"), ERROR_FILE_TOO_LARGE);
   ASSERT_EQ(unlink(file.c_str()), 0);
   const ScopedKey key(kUser, u"K");
@@ -193,8 +194,8 @@ TEST_F(RegistryTest, WhatIsNoFileOfOursIsRefused) {
   EXPECT_EQ(stored(key, u"V").status, ERROR_FILE_NOT_FOUND);
 }
 
-// Written out, each key repeats the names of those above it: 1.3 MB would become 256 MB.
-TEST_F(RegistryTest, ATextThatWouldBeTooLargeIsNotMade) {
+// As text, each key repeats the names of those above it: 1.3 MB would become 256 MB.
+TEST_F(RegistryTest, ATextThatWouldBeTooLargeIsNotWritten) {
   std::string deep;
   for (int i = 0; i < 400; ++i) deep += "\\" + std::string(200, 'k');
   std::string text(kHeader);
@@ -204,33 +205,33 @@ TEST_F(RegistryTest, ATextThatWouldBeTooLargeIsNotMade) {
   EXPECT_EQ(file_text(), text);
 }
 
-TEST_F(RegistryTest, TheListenerOfTheDebugOutputMayUseTheRegistry) {
+TEST_F(RegistryTest, TheHookOfTheDebugOutputMayUseTheRegistry) {
   write_file_text("nonsense");
-  LSTATUS heard = ERROR_SUCCESS;
-  const auto listen = [](const WCHAR*, void* status) {
-    set_debug_output_hook(nullptr, nullptr);
+  LSTATUS seen = ERROR_SUCCESS;
+  const auto hook = [](const WCHAR*, void* status) {
+    platform::set_debug_output_hook(nullptr, nullptr);
     *static_cast<LSTATUS*>(status) = open_status(kUser, u"K");
   };
-  set_debug_output_hook(listen, &heard);
+  platform::set_debug_output_hook(hook, &seen);
   EXPECT_EQ(open_status(kUser, u"K"), ERROR_BADDB);
-  EXPECT_EQ(heard, ERROR_BADDB);
+  EXPECT_EQ(seen, ERROR_BADDB);
 }
 
 TEST_F(RegistryTest, LinksLeadToTheFileThatIsReplaced) {
   ASSERT_EQ(mkdir(path("real").c_str(), 0700), 0);
-  zdr::tests::write_file(folder_ / "real/file.reg", kHeader);
+  write_file(folder_ / "real/file.reg", kHeader);
   std::filesystem::create_symlink(folder_ / "real/file.reg", folder_ / "registry.reg");
   EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_SUCCESS);
   EXPECT_TRUE(std::filesystem::is_symlink(folder_ / "registry.reg"));
-  EXPECT_NE(zdr::tests::read_file(folder_ / "real/file.reg").find("K]"), std::string::npos);
-  // A link in the way of the new file is not followed.
-  zdr::tests::write_file(folder_ / "victim", "untouched");
+  EXPECT_NE(read_file(folder_ / "real/file.reg").find("K]"), std::string::npos);
+  // A link with the name of the new file is not followed.
+  write_file(folder_ / "victim", "untouched");
   std::filesystem::create_symlink(folder_ / "victim", folder_ / "real/file.reg.tmp");
   EXPECT_EQ(ScopedKey(kUser, u"L").status, ERROR_SUCCESS);
-  EXPECT_EQ(zdr::tests::read_file(folder_ / "victim"), "untouched");
+  EXPECT_EQ(read_file(folder_ / "victim"), "untouched");
 }
 
-TEST_F(RegistryTest, TheEnvironmentTellsWhereTheFileIs) {
+TEST_F(RegistryTest, TheEnvironmentNamesTheFile) {
   const ScopedVariable home("HOME", path("home").c_str());
   ScopedVariable data("XDG_DATA_HOME", path("data").c_str());
   variable_.set(nullptr);
@@ -250,4 +251,4 @@ TEST_F(RegistryTest, TheEnvironmentTellsWhereTheFileIs) {
 
 }  // namespace
 
-}  // namespace zdr::platform::test
+}  // namespace zdr::test

@@ -1,0 +1,233 @@
+// Named events between processes: names, lives, signals, killed holders, privacy, sessions.
+#include <fcntl.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <set>
+
+#include "tests/platform/win32/child_process.h"
+#include "tests/platform/win32/win32_test_support.h"
+
+namespace zdr::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using NamedEvents = Win32Test;
+
+ScopedHandle event(LPCWSTR name) {
+  return CreateEventW(nullptr, FALSE, FALSE, name);
+}
+
+constexpr const char* kCreated = "0";
+constexpr const char* kServed = "0";
+constexpr const char* kTimedOut = "258";
+constexpr const char* kAlreadyExists = "183";
+
+// Sends a wait and returns once the child sleeps in it.
+void send_into_wait(ChildProcess& child, const std::string& key) {
+  child.send("wait " + key);
+  ASSERT_EQ(child.receive(), "!");
+  await_sleep_in_wait(child.pid());
+}
+
+std::set<fs::path> event_files() {
+  event(u"FolderMaker");  // the first event makes the folder
+  const auto folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "obj";
+  return {fs::directory_iterator(folder), fs::directory_iterator()};
+}
+
+// The file of the event that was made last.
+fs::path new_file(const std::set<fs::path>& before) {
+  for (const fs::path& file : event_files()) {
+    if (!before.contains(file)) return file;
+  }
+  return {};
+}
+
+TEST_F(NamedEvents, NamesFollowTheirRules) {
+  const ScopedHandle plain = event(u"Name");
+  const std::pair<std::u16string, DWORD> rows[] = {{u"Global\\Name", ERROR_ALREADY_EXISTS},
+                                                   {u"Local\\Name", ERROR_ALREADY_EXISTS},
+                                                   {u"name", NO_ERROR},
+                                                   {u"", NO_ERROR},
+                                                   {u"Other\\Name", ERROR_PATH_NOT_FOUND},
+                                                   {u"Global\\a\\b", ERROR_PATH_NOT_FOUND},
+                                                   {u"Global\\", ERROR_PATH_NOT_FOUND},
+                                                   {std::u16string(260, u'x'), NO_ERROR},
+                                                   {std::u16string(261, u'x'), ERROR_FILENAME_EXCED_RANGE}};
+  for (const auto& [name, error] : rows) {
+    const ScopedHandle handle = event(name.c_str());
+    EXPECT_EQ(GetLastError(), error);
+    EXPECT_EQ(handle != nullptr, error == NO_ERROR || error == ERROR_ALREADY_EXISTS);
+  }
+  const ScopedHandle unnamed = event(u"");
+  const ScopedHandle other = event(u"");
+  EXPECT_EQ(GetLastError(), NO_ERROR) << "an empty name is no name";
+}
+
+TEST_F(NamedEvents, EndWithTheirLastHandleInAnyProcess) {
+  const auto files_before = event_files();
+  ScopedHandle mine = CreateEventW(nullptr, FALSE, TRUE, u"Life");
+  EXPECT_EQ(GetLastError(), NO_ERROR);
+  ChildProcess child;
+  ASSERT_EQ(child.ask("event e Life 1"), kAlreadyExists);
+  ScopedHandle again = event(u"Life");
+  EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+  mine.close();
+  again.close();
+  EXPECT_EQ(child.ask("poll e"), kServed) << "as it was created: set";
+  EXPECT_EQ(child.ask("poll e"), kTimedOut) << "as it was created: an auto-reset event";
+  EXPECT_EQ(child.ask("set e"), "1");
+  EXPECT_EQ(child.ask("close e"), "1");
+  EXPECT_EQ(event_files(), files_before);
+  mine = event(u"Life");
+  EXPECT_EQ(GetLastError(), NO_ERROR);
+  EXPECT_EQ(poll(mine), WAIT_TIMEOUT);
+}
+
+TEST_F(NamedEvents, ASignalReleasesOneSleeperAndNoDeadOne) {
+  const ScopedHandle signal = event(u"Sleepers");
+  ChildProcess children[3];
+  for (ChildProcess& child : children) {
+    ASSERT_EQ(child.ask("event e Sleepers"), kAlreadyExists);
+    send_into_wait(child, "e");
+  }
+  children[2].kill_hard();
+  for (int answers = 1; answers <= 2; ++answers) {
+    SetEvent(signal);
+    const auto answered = [&] { return children[0].has_answered() + children[1].has_answered(); };
+    while (answered() < answers) std::this_thread::yield();
+    EXPECT_EQ(WaitForSingleObject(signal, 5), WAIT_TIMEOUT) << "spent on the sleeper";
+    EXPECT_EQ(answered(), answers);
+  }
+  SetEvent(signal);
+  EXPECT_EQ(poll(signal), WAIT_OBJECT_0) << "not spent on a sleeper that has left";
+}
+
+TEST_F(NamedEvents, AManualResetEventReleasesAllSleepers) {
+  const ScopedHandle signal = CreateEventW(nullptr, TRUE, FALSE, u"Gate");
+  ChildProcess children[2];
+  for (ChildProcess& child : children) {
+    ASSERT_EQ(child.ask("event e Gate"), kAlreadyExists);
+    send_into_wait(child, "e");
+  }
+  SetEvent(signal);
+  for (ChildProcess& child : children) EXPECT_EQ(child.receive(), kServed);
+  EXPECT_EQ(poll(signal), WAIT_OBJECT_0);
+  ResetEvent(signal);
+  EXPECT_EQ(children[0].ask("poll e"), kTimedOut);
+}
+
+// As if the process that was woken had been killed before it took the signal: the word is set, and nobody is
+// woken.
+TEST_F(NamedEvents, ALostWakeUpIsNoticed) {
+  const auto files_before = event_files();
+  const ScopedHandle signal = event(u"LostWakeUp");
+  ChildProcess child;
+  ASSERT_EQ(child.ask("event e LostWakeUp"), kAlreadyExists);
+  send_into_wait(child, "e");
+  std::fstream file(new_file(files_before), std::ios::in | std::ios::out | std::ios::binary);
+  constexpr int kOffsetOfTheWord = 12;
+  file.seekp(kOffsetOfTheWord).write("\1", 1).flush();
+  EXPECT_EQ(child.receive(), kServed);
+}
+
+TEST_F(NamedEvents, AKilledHolderLeavesNothingThatALaterProcessMeets) {
+  const auto files_before = event_files();
+  for (const bool same_name : {true, false}) {
+    ChildProcess child;
+    ASSERT_EQ(child.ask("event e Crash"), kCreated);
+    ASSERT_EQ(child.ask("set e"), "1");
+    child.kill_hard();
+    EXPECT_EQ(event_files().size(), files_before.size() + 1) << "the stale file";
+    ChildProcess next;
+    EXPECT_EQ(next.ask(same_name ? "event e Crash" : "event e Other"), kCreated);
+    EXPECT_EQ(next.ask("poll e"), kTimedOut);
+    EXPECT_EQ(next.ask("close e"), "1");
+    EXPECT_EQ(event_files(), files_before) << "collected by the next process";
+  }
+}
+
+TEST_F(NamedEvents, ADamagedFileIsRefusedWhileInUseAndReplacedAfterwards) {
+  for (const bool truncated : {false, true}) {
+    const auto files_before = event_files();
+    ScopedHandle holder = event(u"Damaged");
+    const fs::path file = new_file(files_before);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    std::fstream(file, std::ios::in | std::ios::out | std::ios::binary).write("\0\0\0\0", 4);
+    if (truncated) fs::resize_file(file, 100);
+    ChildProcess child;
+    EXPECT_EQ(child.ask("event e Damaged"), std::to_string(ERROR_INVALID_DATA));
+    holder.close();
+    EXPECT_EQ(child.ask("event e Damaged"), kCreated);
+    EXPECT_EQ(child.ask("close e"), "1");
+  }
+}
+
+// A process that can write into the folder could forge events.
+TEST_F(NamedEvents, ARuntimeFolderThatIsALinkOrOpenToOthersIsNotUsed) {
+  fs::create_directory(path("linked"));
+  fs::create_directory(path("target"));
+  fs::create_directory_symlink(path("target"), path("linked/zdr"));
+  fs::create_directories(path("open/zdr"));
+  fs::permissions(path("open/zdr"), fs::perms::owner_all | fs::perms::group_exec);
+  for (const char* base : {"linked", "open"}) {
+    ChildProcess child({"XDG_RUNTIME_DIR=" + path(base)});
+    ASSERT_EQ(child.ask("private-session"), "1");
+    EXPECT_EQ(child.ask("event e Refused"), kCreated);
+    EXPECT_EQ(child.ask("close e"), "1");
+    EXPECT_TRUE(fs::is_empty(path(base) + "/zdr")) << base;
+  }
+}
+
+// Each process closes its handle and creates the event anew at once, so that creations coincide with last
+// closes. Afterwards all must have the same event.
+TEST_F(NamedEvents, CreationAndLastCloseMayRace) {
+  const auto files_before = event_files();
+  ChildProcess children[3];
+  for (ChildProcess& child : children) ASSERT_NE(child.ask("event e Race"), "");
+  for (int round = 0; round < 200; ++round) {
+    for (ChildProcess& child : children) child.send("close e\nevent e Race");
+    for (ChildProcess& child : children) {
+      ASSERT_EQ(child.receive(), "1");
+      const std::string created = child.receive();
+      ASSERT_TRUE(created == kCreated || created == kAlreadyExists) << created;
+    }
+    ASSERT_EQ(children[round % 3].ask("set e"), "1");
+    ASSERT_EQ(children[(round + 1) % 3].ask("poll e"), kServed) << round;
+  }
+  for (ChildProcess& child : children) ASSERT_EQ(child.ask("close e"), "1");
+  EXPECT_EQ(event_files(), files_before);
+}
+
+// In children, because a process can choose its session only before its first named event.
+TEST(Sessions, AreChosenBeforeTheFirstNamedEvent) {
+  ChildProcess mine;
+  EXPECT_EQ(mine.ask("session"), "0") << "an empty name";
+  EXPECT_EQ(mine.ask("session " + std::string(201, 'x')), "0") << "too long";
+  EXPECT_EQ(mine.ask("private-session"), "1");
+  EXPECT_EQ(mine.ask("session " + std::string(200, 'x')), "1");
+  EXPECT_EQ(mine.ask("session elsewhere"), "1") << "may still change";
+  EXPECT_EQ(mine.ask("event e SessionEvent"), kCreated);
+  EXPECT_EQ(mine.ask("session default"), "0") << "fixed by the first named event";
+  EXPECT_EQ(mine.ask("private-session"), "0");
+  EXPECT_EQ(mine.ask("session elsewhere"), "1");
+}
+
+TEST(Sessions, ShareEventsWithinThemselvesOnly) {
+  ChildProcess first_private, second_private, shared;
+  ChildProcess other({"ZDR_SESSION=elsewhere"}), other_too({"ZDR_SESSION=elsewhere"});
+  for (ChildProcess* child : {&first_private, &second_private}) ASSERT_EQ(child->ask("private-session"), "1");
+  for (ChildProcess* child : {&first_private, &second_private, &shared, &other}) {
+    EXPECT_EQ(child->ask("event e SessionEvent"), kCreated);
+  }
+  EXPECT_EQ(other_too.ask("event e SessionEvent"), kAlreadyExists);
+  EXPECT_EQ(other.ask("set e"), "1");
+  EXPECT_EQ(shared.ask("poll e"), kTimedOut);
+  EXPECT_EQ(other_too.ask("poll e"), kServed);
+}
+
+}  // namespace
+
+}  // namespace zdr::test

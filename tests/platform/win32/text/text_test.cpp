@@ -1,0 +1,191 @@
+// Conversions against iconv as an independent peer, their arguments, the small helpers, and the debug output.
+#include <iconv.h>
+
+#include <random>
+
+#include "platform/win32/debug_output.h"
+#include "tests/platform/win32/win32_test_support.h"
+
+namespace zdr::test {
+
+namespace {
+
+using Text = Win32Test;
+
+// iconv's result, or false for input that it refuses.
+template <class Out, class In>
+bool peer_convert(const char* from, const char* to, std::basic_string<In> input,
+                  std::basic_string<Out>& output) {
+  const iconv_t converter = iconv_open(to, from);
+  EXPECT_NE(converter, reinterpret_cast<iconv_t>(-1));
+  output.assign(input.size() * 4 + 4, Out{});
+  char* in = reinterpret_cast<char*>(input.data());
+  char* out = reinterpret_cast<char*>(output.data());
+  size_t in_left = input.size() * sizeof(In);
+  size_t out_left = output.size() * sizeof(Out);
+  const bool converted = iconv(converter, &in, &in_left, &out, &out_left) != static_cast<size_t>(-1);
+  iconv_close(converter);
+  output.resize(output.size() - out_left / sizeof(Out));
+  return converted;
+}
+
+// Converts after asking for the size, first with room for one unit too few.
+std::u16string to_wide(UINT page, const std::string& bytes) {
+  const int count = static_cast<int>(bytes.size());
+  const int size = MultiByteToWideChar(page, 0, bytes.data(), count, nullptr, 0);
+  std::u16string text(static_cast<size_t>(size), u'\xFFFE');
+  if (size > 1) {
+    EXPECT_EQ(MultiByteToWideChar(page, 0, bytes.data(), count, text.data(), size - 1), 0);
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(text.back(), u'\xFFFE') << "nothing is written beyond the room";
+  }
+  EXPECT_EQ(MultiByteToWideChar(page, 0, bytes.data(), count, text.data(), size), size);
+  return text;
+}
+
+std::string to_utf8(const std::u16string& text) {
+  const int count = static_cast<int>(text.size());
+  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), count, nullptr, 0, nullptr, nullptr);
+  std::string bytes(static_cast<size_t>(size), '\0');
+  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, text.data(), count, bytes.data(), size, nullptr, nullptr), size);
+  return bytes;
+}
+
+TEST_F(Text, EveryCodePointIsConvertedBothWaysLikeThePeers) {
+  for (char32_t point = 1; point < 0x110000; point += point < 0x3000 ? 1 : 61) {
+    if (point >= 0xD800 && point < 0xE000) continue;
+    std::string bytes;
+    std::u16string text;
+    ASSERT_TRUE(peer_convert("UTF-32LE", "UTF-8", std::u32string(1, point), bytes));
+    ASSERT_TRUE(peer_convert("UTF-32LE", "UTF-16LE", std::u32string(1, point), text));
+    ASSERT_EQ(to_wide(CP_UTF8, bytes), text) << std::hex << uint32_t{point};
+    ASSERT_EQ(to_utf8(text), bytes) << std::hex << uint32_t{point};
+  }
+}
+
+TEST_F(Text, RandomBytesGiveReplacementsExactlyWhereThePeerRefusesThem) {
+  std::mt19937 random(3);
+  int refused = 0;
+  for (int i = 0; i < 30'000; ++i) {
+    std::string bytes(1 + random() % 5, '\0');
+    for (char& byte : bytes) {
+      const unsigned starts[] = {0, 0x80, 0xC0, 0xC0}, sizes[] = {0x100, 0x40, 0x40, 0x40};
+      const auto choice = random() % 4;
+      byte = static_cast<char>(starts[choice] + random() % sizes[choice]);
+    }
+    std::u16string peer;
+    const bool valid = peer_convert("UTF-8", "UTF-16LE", bytes, peer);
+    const std::u16string text = to_wide(CP_UTF8, bytes);
+    ASSERT_EQ(text.find(u'\uFFFD') == std::u16string::npos, valid);
+    ASSERT_TRUE(!valid || text == peer);
+    refused += valid ? 0 : 1;
+  }
+  EXPECT_GT(refused, 1000);
+}
+
+TEST_F(Text, EachMaximalIllFormedPartGivesOneReplacement) {
+  const std::pair<const char*, const char16_t*> rows[] = {
+      {"a\xFFz", u"a\uFFFDz"},
+      {"\xE2\x82", u"\uFFFD"},
+      {"\xE2\x82z", u"\uFFFDz"},
+      {"\xF0\x9F\x8E\xF0\x9F\x8E\xB5", u"\uFFFD\U0001F3B5"},
+      {"\xC0\x80", u"\uFFFD\uFFFD"},
+      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
+      {"\xF5\x80\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {"\x80\xC3", u"\uFFFD\uFFFD"}};
+  for (const auto& [bytes, text] : rows) EXPECT_EQ(to_wide(CP_UTF8, bytes), text) << bytes;
+  EXPECT_EQ(to_utf8({u'a', 0xD800, u'b', 0xDC00}),
+            "a\xEF\xBF\xBD"
+            "b\xEF\xBF\xBD");
+}
+
+// The peer has no character for five bytes; the platform maps them to the control characters of their number.
+TEST_F(Text, Windows1252MatchesThePeer) {
+  for (int byte = 1; byte < 256; ++byte) {
+    const std::string bytes(1, static_cast<char>(byte));
+    std::u16string expected;
+    if (!peer_convert("CP1252", "UTF-16LE", bytes, expected)) expected = static_cast<char16_t>(byte);
+    EXPECT_EQ(to_wide(CP_ACP, bytes), expected) << byte;
+  }
+}
+
+TEST_F(Text, TheTerminatorCountsOnlyWhereItIsSearched) {
+  WCHAR text[8];
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab", -1, nullptr, 0), 3);
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab", -1, text, 8), 3);
+  EXPECT_EQ(text[2], 0);
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab", 2, text, 8), 2);
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a\0b", 3, text, 8), 3) << "a NUL inside is a character";
+  EXPECT_EQ(GetLastError(), kUntouched);
+  text[1] = u'~';
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a\xF0\x9F\x8E\xB5", 5, text, 2), 0);
+  EXPECT_EQ(text[1], u'~') << "a pair that does not fit is not split";
+}
+
+TEST_F(Text, BadArgumentsAreRefused) {
+  WCHAR wide_text[8] = u"ab";
+  char bytes[8];
+  BOOL used = FALSE;
+  const auto widen = [&](UINT page, DWORD flags, LPCSTR source, int count, LPWSTR target, int size) {
+    return MultiByteToWideChar(page, flags, source, count, target, size) == 0 ? GetLastError() : kNoFailure;
+  };
+  const auto narrow = [&](UINT page, DWORD flags, LPCSTR fallback, LPBOOL used_fallback) {
+    const int count = WideCharToMultiByte(page, flags, wide_text, -1, bytes, 8, fallback, used_fallback);
+    return count == 0 ? GetLastError() : kNoFailure;
+  };
+  EXPECT_EQ(widen(CP_UTF8, 0, "a", 0, wide_text, 8), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(widen(CP_UTF8, 0, "a", -2, wide_text, 8), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(widen(CP_UTF8, 0, nullptr, -1, wide_text, 8), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(widen(CP_UTF8, 0, "a", -1, nullptr, 8), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(widen(CP_UTF8, 0, "a", -1, wide_text, -1), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(widen(CP_UTF8, 0, reinterpret_cast<char*>(wide_text), 2, wide_text, 8), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(widen(437, 0, "a", -1, wide_text, 8), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(widen(CP_ACP, 1, "a", -1, wide_text, 8), ERROR_INVALID_FLAGS);
+  EXPECT_EQ(narrow(CP_ACP, 0, nullptr, nullptr), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(narrow(CP_UTF8, 0, "?", nullptr), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(narrow(CP_UTF8, 0, nullptr, &used), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(narrow(CP_UTF8, 1, nullptr, nullptr), ERROR_INVALID_FLAGS);
+}
+
+TEST_F(Text, CopiesAreBoundedAndTerminated) {
+  WCHAR buffer[4] = {u'~', u'~', u'~', u'~'};
+  EXPECT_EQ(lstrcpynW(buffer, u"abcdef", 3), buffer);
+  EXPECT_EQ(std::u16string(buffer), u"ab");
+  EXPECT_EQ(buffer[3], u'~');
+  EXPECT_EQ(lstrcpynW(buffer, nullptr, 3), nullptr);
+  EXPECT_EQ(lstrcpynW(buffer, u"x", 0), nullptr);
+  EXPECT_EQ(lstrlenW(buffer), 2);
+  EXPECT_EQ(lstrlenW(nullptr), 0);
+}
+
+TEST_F(Text, NumbersAreReadAfterBlanksAndSaturate) {
+  const std::pair<LPCWSTR, int> rows[] = {{u" \t\n42 x", 42},
+                                          {u"-7", -7},
+                                          {u"+7", 7},
+                                          {u"x7", 0},
+                                          {nullptr, 0},
+                                          {u"", 0},
+                                          {u"2147483648", 2147483647},
+                                          {u"-99999999999999999999", INT32_MIN}};
+  for (const auto& [text, number] : rows) EXPECT_EQ(_wtoi(text), number);
+}
+
+TEST_F(Text, DebugOutputGoesToItsHookAndKeepsTheLastError) {
+  std::u16string seen;
+  OutputDebugStringW(u"before");
+  platform::set_debug_output_hook(
+      [](const WCHAR* text, void* context) {
+        *static_cast<std::u16string*>(context) += text;
+        SetLastError(1);
+      },
+      &seen);
+  for (const LPCWSTR text : {u"one ", LPCWSTR{nullptr}, u"two"}) OutputDebugStringW(text);
+  platform::set_debug_output_hook(nullptr, nullptr);
+  OutputDebugStringW(u"after");
+  EXPECT_EQ(seen, u"one two");
+  EXPECT_EQ(GetLastError(), kUntouched);
+}
+
+}  // namespace
+
+}  // namespace zdr::test
