@@ -1,11 +1,11 @@
 // Writes ISO base media boxes for tests: raw nesting for the odd cases, and one typed helper per box.
 //
-// Everything is a value: a box is the bytes it occupies, so that boxes nest by concatenation and a test can
-// damage any of them. Whole files from a description of their tracks: movie_builder.h.
-#ifndef ZDR_TESTS_SUPPORT_BOX_BUILDER_H
-#define ZDR_TESTS_SUPPORT_BOX_BUILDER_H
+// Everything is a value: a box is the bytes it occupies, so boxes nest by concatenation and a test can damage
+// any of them. movie_builder.h makes whole files from a description of their tracks.
+#pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -33,6 +33,20 @@ struct Fields {
     return *this;
   }
 };
+
+// Fields of the given widths in bytes: numbers("412", {vendor, version, mode_set}).
+inline Bytes numbers(std::string_view widths, const std::vector<uint64_t>& values) {
+  Fields fields;
+  for (size_t i = 0; i < widths.size(); ++i) fields.number(values.at(i), widths[i] - '0');
+  return fields.bytes;
+}
+
+// Bit fields of one number, as pairs of width and value, the most significant first.
+inline uint32_t bits(std::initializer_list<std::pair<int, uint32_t>> fields) {
+  uint32_t all = 0;
+  for (const auto& [width, value] : fields) all = all << width | value;
+  return all;
+}
 
 inline Bytes concat(const std::vector<Bytes>& parts) {
   Fields all;
@@ -95,7 +109,6 @@ inline Bytes unity_matrix() {
   return Fields().u32(0x10000).zeros(12).u32(0x10000).zeros(12).u32(0x40000000).bytes;
 }
 
-// Creation and modification time, and what stands between them and the duration.
 inline Fields header_times(uint32_t version, uint64_t creation, uint64_t modification) {
   const int width = version == 1 ? 8 : 4;
   return Fields().number(creation, width).number(modification, width);
@@ -181,9 +194,8 @@ inline Bytes smhd() {
 
 inline Bytes hmhd(uint16_t max_pdu_size, uint16_t average_pdu_size, uint32_t max_bitrate,
                   uint32_t average_bitrate) {
-  Fields body;
-  body.u16(max_pdu_size).u16(average_pdu_size).u32(max_bitrate).u32(average_bitrate).zeros(4);
-  return full_box("hmhd", 0, 0, body.bytes);
+  return full_box("hmhd", 0, 0,
+                  numbers("22444", {max_pdu_size, average_pdu_size, max_bitrate, average_bitrate, 0}));
 }
 
 inline Bytes url(bool self_contained, const Bytes& location = {}) {
@@ -231,16 +243,29 @@ inline Bytes ctts(const Runs& runs) {
   return runs_table("ctts", runs, -1);
 }
 
-inline Bytes stss(const std::vector<uint32_t>& samples) {
+template <typename Number>
+Bytes number_table(std::string_view type, const std::vector<Number>& values, int width) {
   Fields entries;
-  for (const uint32_t sample : samples) entries.u32(sample);
-  return counted_table("stss", samples.size(), entries.bytes);
+  for (const Number value : values) entries.number(value, width);
+  return counted_table(type, values.size(), entries.bytes);
+}
+
+inline Bytes stss(const std::vector<uint32_t>& samples) {
+  return number_table("stss", samples, 4);
+}
+
+inline Bytes stco(const std::vector<uint64_t>& offsets) {
+  return number_table("stco", offsets, 4);
+}
+
+inline Bytes co64(const std::vector<uint64_t>& offsets) {
+  return number_table("co64", offsets, 8);
 }
 
 inline Bytes stsc(const std::vector<ChunkRun>& runs) {
   Fields entries;
-  for (const ChunkRun& run : runs)
-    entries.u32(run.first_chunk).u32(run.samples_per_chunk).u32(run.description_index);
+  for (const auto& [first_chunk, samples, description] : runs)
+    entries.u32(first_chunk).u32(samples).u32(description);
   return counted_table("stsc", runs.size(), entries.bytes);
 }
 
@@ -254,18 +279,6 @@ inline Bytes stsz(const std::vector<uint32_t>& sizes, int64_t claimed_count = -1
 
 inline Bytes constant_stsz(uint32_t size, uint32_t sample_count) {
   return full_box("stsz", 0, 0, Fields().u32(size).u32(sample_count).bytes);
-}
-
-inline Bytes stco(const std::vector<uint64_t>& offsets) {
-  Fields entries;
-  for (const uint64_t offset : offsets) entries.u32(offset);
-  return counted_table("stco", offsets.size(), entries.bytes);
-}
-
-inline Bytes co64(const std::vector<uint64_t>& offsets) {
-  Fields entries;
-  for (const uint64_t offset : offsets) entries.u64(offset);
-  return counted_table("co64", offsets.size(), entries.bytes);
 }
 
 inline Bytes stsd(const std::vector<Bytes>& entries, int64_t claimed_count = -1) {
@@ -289,7 +302,7 @@ inline Bytes audio_entry(std::string_view type, uint16_t channels, uint32_t samp
   return box(type, body.append(children).bytes);
 }
 
-// mp4s, text, rtp.
+// For mp4s, text and rtp.
 inline Bytes plain_entry(std::string_view type, const Bytes& children = {}) {
   return box(type, Fields().zeros(6).u16(1).append(children).bytes);
 }
@@ -324,12 +337,8 @@ inline Bytes es_descriptor(const ElementaryStream& stream = {}) {
   return descriptor(3, body.bytes);
 }
 
-inline Bytes esds_of(const Bytes& descriptor_bytes) {
-  return full_box("esds", 0, 0, descriptor_bytes);
-}
-
 inline Bytes esds(const ElementaryStream& stream = {}) {
-  return esds_of(es_descriptor(stream));
+  return full_box("esds", 0, 0, es_descriptor(stream));
 }
 
 struct AvcConfiguration {
@@ -352,29 +361,28 @@ inline Bytes avcc(const AvcConfiguration& configuration) {
 
 inline Bytes d263(uint32_t vendor, uint8_t decoder_version, uint8_t level, uint8_t profile,
                   const Bytes& children = {}) {
-  return box("d263", Fields().u32(vendor).u8(decoder_version).u8(level).u8(profile).append(children).bytes);
+  return box("d263", {numbers("4111", {vendor, decoder_version, level, profile}), children});
 }
 
 inline Bytes bitr(uint32_t average_bitrate, uint32_t max_bitrate) {
-  return box("bitr", Fields().u32(average_bitrate).u32(max_bitrate).bytes);
+  return box("bitr", numbers("44", {average_bitrate, max_bitrate}));
 }
 
 // damr; dvmr with its sampling frequency in place of the mode change period.
 inline Bytes damr(uint32_t vendor, uint8_t decoder_version, uint16_t mode_set, uint8_t mode_change_period,
                   uint8_t frames_per_sample, std::string_view type = "damr") {
-  Fields body;
-  body.u32(vendor).u8(decoder_version).u16(mode_set).u8(mode_change_period).u8(frames_per_sample);
-  return box(type, body.bytes);
+  return box(type,
+             numbers("41211", {vendor, decoder_version, mode_set, mode_change_period, frames_per_sample}));
 }
 
 inline Bytes dawp(uint32_t vendor, uint8_t decoder_version) {
-  return box("dawp", Fields().u32(vendor).u8(decoder_version).bytes);
+  return box("dawp", numbers("41", {vendor, decoder_version}));
 }
 
 // devc, decb, decw, dqcp, dsmv.
 inline Bytes speech_configuration(std::string_view type, uint32_t vendor, uint8_t decoder_version,
                                   uint8_t frames_per_sample) {
-  return box(type, Fields().u32(vendor).u8(decoder_version).u8(frames_per_sample).bytes);
+  return box(type, numbers("411", {vendor, decoder_version, frames_per_sample}));
 }
 
 struct Ac3Configuration {
@@ -385,14 +393,10 @@ struct Ac3Configuration {
   uint8_t lfeon = 0;
   uint8_t bit_rate_code = 10;
 };
-inline Bytes dac3(const Ac3Configuration& configuration = {}) {
-  uint32_t bits = configuration.fscod;
-  bits = bits << 5 | configuration.bsid;
-  bits = bits << 3 | configuration.bsmod;
-  bits = bits << 3 | configuration.acmod;
-  bits = bits << 1 | configuration.lfeon;
-  bits = bits << 5 | configuration.bit_rate_code;
-  return box("dac3", Fields().u24(bits << 5).bytes);
+inline Bytes dac3(const Ac3Configuration& c = {}) {
+  const uint32_t fields = bits(
+      {{2, c.fscod}, {5, c.bsid}, {3, c.bsmod}, {3, c.acmod}, {1, c.lfeon}, {5, c.bit_rate_code}, {5, 0}});
+  return box("dac3", numbers("3", {fields}));
 }
 
 struct Eac3Substream {
@@ -409,19 +413,13 @@ inline Bytes dec3(uint16_t data_rate, const std::vector<Eac3Substream>& substrea
   const size_t field = claimed_field < 0 ? substreams.size() - 1 : static_cast<size_t>(claimed_field);
   Fields body;
   body.u16(static_cast<size_t>(data_rate) << 3 | field);
-  for (const Eac3Substream& each : substreams) {
-    uint32_t bits = each.fscod;
-    bits = bits << 5 | each.bsid;
-    bits = bits << 5 | each.bsmod;
-    bits = bits << 3 | each.acmod;
-    body.u16(bits << 1 | each.lfeon);
-    const uint32_t location_top_bit = each.num_dep_sub != 0 ? each.channel_location >> 8 & 1u : 0u;
-    body.u8(uint32_t{each.num_dep_sub} << 1 | location_top_bit);
-    if (each.num_dep_sub != 0) body.u8(each.channel_location & 0xFF);
+  for (const Eac3Substream& s : substreams) {
+    body.u16(bits({{2, s.fscod}, {5, s.bsid}, {5, s.bsmod}, {3, s.acmod}, {1, s.lfeon}}));
+    const bool has_location = s.num_dep_sub != 0;
+    body.u8(bits({{7, s.num_dep_sub}, {1, has_location ? s.channel_location >> 8 & 1u : 0u}}));
+    if (has_location) body.u8(s.channel_location & 0xFF);
   }
   return box("dec3", body.bytes);
 }
 
 }  // namespace zdr::test
-
-#endif

@@ -1,7 +1,6 @@
 // Writes the boxes of tags and of hint tracks for tests: asset boxes, item lists, ID3v2 boxes, SDP,
-// statistics. As in box_builder.h everything is the bytes that it occupies.
-#ifndef ZDR_TESTS_SUPPORT_METADATA_BUILDER_H
-#define ZDR_TESTS_SUPPORT_METADATA_BUILDER_H
+// statistics. As in box_builder.h, everything is the bytes that it occupies.
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -12,12 +11,7 @@
 
 namespace zdr::test {
 
-// Three lower-case letters in 15 bits.
-inline uint16_t packed_language(std::string_view letters) {
-  uint32_t packed = 0;
-  for (const char letter : letters) packed = packed << 5 | static_cast<uint32_t>(letter - 0x60);
-  return static_cast<uint16_t>(packed);
-}
+inline constexpr uint16_t kEnglish = 0x15C7;  // "eng", packed
 
 // ASCII as big-endian UTF-16 with its byte order mark and a NUL of two bytes.
 inline std::string utf16(std::string_view ascii) {
@@ -31,29 +25,25 @@ inline std::string utf8(std::string_view text) {
   return std::string(text) + '\0';
 }
 
-// ---- Asset boxes: texts are written as they are, terminators included -------------------------------------
+// ---- Asset boxes: texts are written unchanged, terminators included ---------------------------------------
 
 // Version and flags, language, body.
-inline Bytes asset(std::string_view type, std::string_view body, uint16_t language = packed_language("eng")) {
+inline Bytes asset(std::string_view type, std::string_view body, uint16_t language = kEnglish) {
   return full_box(type, 0, 0, Fields().u16(language).text(body).bytes);
 }
 
 inline Bytes rtng(std::string_view entity, std::string_view criteria, std::string_view info) {
-  const uint16_t language = packed_language("eng");
-  return full_box("rtng", 0, 0, Fields().text(entity).text(criteria).u16(language).text(info).bytes);
+  return full_box("rtng", 0, 0, Fields().text(entity).text(criteria).u16(kEnglish).text(info).bytes);
 }
 
 inline Bytes clsf(uint32_t entity, uint16_t table_index, std::string_view info) {
-  const uint16_t language = packed_language("eng");
-  return full_box("clsf", 0, 0, Fields().u32(entity).u16(table_index).u16(language).text(info).bytes);
+  return full_box("clsf", 0, 0, Fields().u32(entity).u16(table_index).u16(kEnglish).text(info).bytes);
 }
 
 // `claimed_count` -1: the true one.
 inline Bytes kywd(const std::vector<std::string>& keywords, int claimed_count = -1) {
-  const auto count =
-      static_cast<uint64_t>(claimed_count < 0 ? static_cast<int>(keywords.size()) : claimed_count);
   Fields body;
-  body.u16(packed_language("eng")).u8(count);
+  body.u16(kEnglish).u8(claimed_count < 0 ? keywords.size() : static_cast<size_t>(claimed_count));
   for (const std::string& keyword : keywords) body.u8(keyword.size()).text(keyword);
   return full_box("kywd", 0, 0, body.bytes);
 }
@@ -69,7 +59,7 @@ struct Location {
 };
 inline Bytes loci(const Location& location) {
   Fields body;
-  body.u16(packed_language("eng")).text(location.name).u8(location.role);
+  body.u16(kEnglish).text(location.name).u8(location.role);
   body.u32(location.longitude).u32(location.latitude).u32(location.altitude);
   return full_box("loci", 0, 0, body.text(location.body).text(location.notes).bytes);
 }
@@ -99,10 +89,7 @@ inline Bytes item(std::string_view type, std::string_view value) {
 }
 
 inline Bytes number_item(std::string_view type, uint16_t number, uint16_t total) {
-  Fields value;
-  value.u16(0).u16(number).u16(total);
-  if (type == "trkn") value.u16(0);
-  return box(type, data_atom(value.bytes, 0));
+  return box(type, data_atom(numbers(type == "trkn" ? "2222" : "222", {0, number, total, 0}), 0));
 }
 
 inline Bytes freeform_item(std::string_view mean, std::string_view name, std::string_view value) {
@@ -110,7 +97,7 @@ inline Bytes freeform_item(std::string_view mean, std::string_view name, std::st
                       full_box("name", 0, 0, Fields().text(name).bytes), data_atom(value)});
 }
 
-// meta with its handler and what else it holds.
+// meta with its handler and other children.
 inline Bytes item_meta(const Bytes& children) {
   return full_box("meta", 0, 0, concat({hdlr("mdir"), children}));
 }
@@ -147,11 +134,6 @@ inline Bytes hnti(std::string_view sdp) {
   return box("hnti", box("sdp ", Fields().text(sdp).bytes));
 }
 
-// A statistic of 4 or 8 bytes.
-inline Bytes statistic(std::string_view type, uint64_t value, int byte_count) {
-  return box(type, Fields().number(value, byte_count).bytes);
-}
-
 // All fifteen; the values are 1 to 14, in the order of their codes.
 inline Bytes full_hinf() {
   constexpr std::string_view kTypes = "trpytotlnumpnpcktpyltpaymaxrdmeddimmdreptmintmaxpmaxdmax";
@@ -159,13 +141,10 @@ inline Bytes full_hinf() {
   Fields all;
   for (size_t i = 0; i < kWidths.size(); ++i) {
     const std::string_view type = kTypes.substr(4 * i, 4);
-    Bytes body = Fields().number(i + 1, kWidths[i] - '0').bytes;
-    if (type == "maxr") body = Fields().append(body).u32(700).bytes;
-    all.append(box(type, body));
+    const Bytes number = numbers(kWidths.substr(i, 1), {i + 1});
+    all.append(box(type, {number, type == "maxr" ? numbers("4", {700}) : Bytes()}));
   }
   return box("hinf", all.append(box("payt", Fields().u32(96).u8(8).text("H263/90k").bytes)).bytes);
 }
 
 }  // namespace zdr::test
-
-#endif

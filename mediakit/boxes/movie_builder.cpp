@@ -1,13 +1,12 @@
+// Lays out the samples of a movie, and writes the tables that describe them.
 #include "mediakit/boxes/movie_builder.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace zdr::test {
 namespace {
 
-template <typename T>
-T repeated(const std::vector<T>& values, size_t index, T when_empty) {
+uint32_t repeated(const std::vector<uint32_t>& values, size_t index, uint32_t when_empty) {
   return values.empty() ? when_empty : values[std::min(index, values.size() - 1)];
 }
 
@@ -22,21 +21,19 @@ std::vector<uint32_t> chunk_lengths(const TrackDescription& track) {
   return lengths;
 }
 
-void add_to_runs(Runs& runs, uint32_t value) {
-  if (runs.empty() || runs.back().second != value) runs.emplace_back(0u, value);
-  ++runs.back().first;
+// The first `count` values, the last one repeated, as runs.
+Runs runs_of(const std::vector<uint32_t>& values, size_t count, uint32_t when_empty) {
+  Runs runs;
+  for (size_t i = 0; i < count; ++i) {
+    const uint32_t value = repeated(values, i, when_empty);
+    if (runs.empty() || runs.back().second != value) runs.emplace_back(0u, value);
+    ++runs.back().first;
+  }
+  return runs;
 }
 
 Runs duration_runs(const TrackDescription& track) {
-  Runs runs;
-  for (size_t i = 0; i < track.sizes.size(); ++i) add_to_runs(runs, repeated(track.durations, i, 100u));
-  return runs;
-}
-
-Runs composition_runs(const TrackDescription& track) {
-  Runs runs;
-  for (const uint32_t offset : track.composition_offsets) add_to_runs(runs, offset);
-  return runs;
+  return runs_of(track.durations, track.sizes.size(), 100);
 }
 
 std::vector<ChunkRun> chunk_runs(const TrackDescription& track) {
@@ -75,7 +72,9 @@ Bytes build_stbl(const TrackDescription& track, const std::vector<uint64_t>& chu
   return container(
       track, "stbl",
       {pick(track, "stsd", stsd(track.sample_entries)), pick(track, "stts", stts(duration_runs(track))),
-       pick(track, "ctts", has_ctts ? ctts(composition_runs(track)) : Bytes()),
+       pick(track, "ctts",
+            has_ctts ? ctts(runs_of(track.composition_offsets, track.composition_offsets.size(), 0))
+                     : Bytes()),
        pick(track, "stss", has_stss ? stss(track.sync_samples) : Bytes()),
        pick(track, "stsc", stsc(chunk_runs(track))), pick(track, "stsz", sizes),
        pick(track, "stco", track.use_co64 ? co64(chunk_offsets) : stco(chunk_offsets))});
@@ -177,20 +176,27 @@ TrackDescription avc_track(uint32_t sample_count, uint32_t sample_size) {
           .height = 144};
 }
 
-TrackDescription amr_track(uint32_t sample_count, uint32_t sample_size) {
+namespace {
+
+TrackDescription audio_track(const Bytes& entry, uint32_t time_scale, uint32_t sample_count,
+                             uint32_t sample_size, uint32_t duration) {
   return {.handler = "soun",
-          .sample_entries = {audio_entry("samr", 2, 8000, damr(0x5A414E44, 1, 0x81FF, 0, 1))},
-          .time_scale = 8000,
+          .sample_entries = {entry},
+          .time_scale = time_scale,
           .sizes = std::vector<uint32_t>(sample_count, sample_size),
-          .durations = {160}};
+          .durations = {duration}};
+}
+
+}  // namespace
+
+TrackDescription amr_track(uint32_t sample_count, uint32_t sample_size) {
+  const Bytes entry = audio_entry("samr", 2, 8000, damr(0x5A414E44, 1, 0x81FF, 0, 1));
+  return audio_track(entry, 8000, sample_count, sample_size, 160);
 }
 
 TrackDescription aac_track(uint32_t sample_count, uint32_t sample_size) {
-  return {.handler = "soun",
-          .sample_entries = {audio_entry("mp4a", 2, 44100, esds({.decoder_specific_info = {0x12, 0x10}}))},
-          .time_scale = 44100,
-          .sizes = std::vector<uint32_t>(sample_count, sample_size),
-          .durations = {1024}};
+  const Bytes entry = audio_entry("mp4a", 2, 44100, esds({.decoder_specific_info = {0x12, 0x10}}));
+  return audio_track(entry, 44100, sample_count, sample_size, 1024);
 }
 
 }  // namespace zdr::test

@@ -1,10 +1,9 @@
 // Whole ISO files from a description of their tracks.
 //
-// A track is told by its sample entry and by its samples; the builder lays out the chunks of all tracks in
-// turn and writes the tables for them. Any box can be replaced or dropped, and any container extended, for
-// the odd cases.
-#ifndef ZDR_TESTS_SUPPORT_MOVIE_BUILDER_H
-#define ZDR_TESTS_SUPPORT_MOVIE_BUILDER_H
+// A track is described by its sample entry and by its samples; the builder lays out the chunks of all tracks
+// in turn and writes the tables for them. For the odd cases any box can be replaced or dropped, and any
+// container extended.
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -20,15 +19,15 @@ struct TrackDescription {
   std::vector<Bytes> sample_entries = {};
   uint32_t time_scale = 1000;
 
-  // One entry a sample; the builder joins equal neighbours into runs.
+  // One entry per sample; the builder joins equal neighbours into runs.
   std::vector<uint32_t> sizes = {};
   std::vector<uint32_t> durations = {};            // the last one repeats; empty: 100 each
   std::vector<uint32_t> composition_offsets = {};  // empty: no table
-  bool constant_size = false;                      // the size of sample 1 alone stands in the table
+  bool constant_size = false;                      // only the size of sample 1 is in the table
 
   std::vector<uint32_t> sync_samples = {};
 
-  std::vector<uint32_t> samples_per_chunk = {};  // one a chunk; the last one repeats; empty: 1
+  std::vector<uint32_t> samples_per_chunk = {};  // one per chunk; the last one repeats; empty: 1
   bool use_co64 = false;
 
   std::vector<Edit> edits = {};
@@ -47,9 +46,9 @@ struct MovieDescription {
   std::vector<TrackDescription> tracks = {};  // IDs 1, 2, ... in this order
   bool moov_first = true;
   uint32_t movie_time_scale = 1000;
-  Bytes before_moov = {};    // top-level boxes behind ftyp
-  Bytes moov_children = {};  // behind the tracks
-  Bytes moov_start = {};     // behind mvhd
+  Bytes before_moov = {};    // top-level boxes after ftyp
+  Bytes moov_children = {};  // after the tracks
+  Bytes moov_start = {};     // after mvhd
 };
 
 struct BuiltMovie {
@@ -62,7 +61,7 @@ BuiltMovie build_movie(const MovieDescription& movie);
 // A file with one track.
 BuiltMovie build_movie(const TrackDescription& track);
 
-// What the builder writes for a sample: every byte tells track, sample (both from 1) and place.
+// The bytes of a sample: each depends on track, sample (both from 1) and position.
 Bytes sample_content(uint32_t track, uint32_t sample, uint32_t size);
 
 // The boxes of one track, with the chunks at `chunk_offsets`.
@@ -75,5 +74,3 @@ TrackDescription amr_track(uint32_t sample_count, uint32_t sample_size = 32);
 TrackDescription aac_track(uint32_t sample_count, uint32_t sample_size = 24);
 
 }  // namespace zdr::test
-
-#endif

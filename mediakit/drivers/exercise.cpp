@@ -1,4 +1,5 @@
-#include "exercise.h"
+// Calls every query and lookup of the parser on one file, and reads every byte that they return.
+#include "mediakit/drivers/exercise.h"
 
 #include <algorithm>
 #include <iterator>
@@ -25,6 +26,12 @@ constexpr StatusRange kDocumented[] = {{P3GPP_ERR_NO_SYNC_SAMPLE, P3GPP_ERR_GENE
                                        {P3GPP_ERR_NO_IODS_BYTES, P3GPP_ERR_NO_IODS_BYTES},
                                        {P3GPP_ERR_NO_TAG, P3GPP_ERR_NO_TAG},
                                        {P3GPP_OK, P3GPP_OK}};
+
+bool is_documented(int32_t status) {
+  return std::any_of(std::begin(kDocumented), std::end(kDocumented),
+                     [&](const StatusRange& range) { return range.last <= status && status <= range.first; });
+}
+
 class Exercise {
  public:
   Exercise(const FMGR_Descriptor& descriptor, FMGR_Context* context, uint32_t sample_limit)
@@ -46,11 +53,10 @@ class Exercise {
     look_inside();
     P3gppTrackCounts counts{};
     note(P3GPP_GetTrackCounts(file_, &counts));
+    // Text tracks are not counted: no file of a test has more tracks than this in all.
+    std::vector<uint32_t> ids(4096);
+    if (counts.total > ids.size()) return;
     for (const uint32_t type : {P3GPP_TRACK_VIDEO, P3GPP_TRACK_AUDIO, P3GPP_TRACK_HINT, P3GPP_TRACK_TEXT}) {
-      // Text tracks are counted nowhere, so there is no number to size the array by; this is enough for any
-      // test.
-      std::vector<uint32_t> ids(4096);
-      if (type != P3GPP_TRACK_TEXT && counts.total > ids.size()) continue;
       if (type == P3GPP_TRACK_TEXT && counts.total > 64) continue;
       uint32_t count = 0;
       note(P3GPP_GetTrackIds(file_, type, ids.data(), &count));
@@ -62,10 +68,7 @@ class Exercise {
 
  private:
   int32_t note(int32_t status) {
-    const bool known =
-        std::any_of(std::begin(kDocumented), std::end(kDocumented),
-                    [&](const StatusRange& range) { return range.last <= status && status <= range.first; });
-    if (!known && result.undocumented_status == 0) result.undocumented_status = status;
+    if (!is_documented(status) && result.undocumented_status == 0) result.undocumented_status = status;
     result.statuses.push_back(status);
     return status;
   }
@@ -119,7 +122,7 @@ class Exercise {
     note(P3GPP_CloseTrack(track));
   }
 
-  // Reads what the description points to, so that a bad pointer or length shows.
+  // Reads the bytes that the description points to, so that a bad pointer or length shows.
   void touch(const P3gppDecoderInfo& info) {
     if (info.kind == P3GPP_KIND_SYSTEMS) {
       sum(info.u.systems.decoder_specific_info, info.u.systems.decoder_specific_info_length);
@@ -131,7 +134,7 @@ class Exercise {
       result.checksum += info.u.eac3.substreams[info.u.eac3.independent_substreams].bsid;
     }
   }
-  // Behind the bytes stands a NUL, also where there are none.
+  // A NUL follows the bytes, even if there are none.
   void sum_with_nul(const P3gppBytes& text) {
     if (text.bytes != nullptr) sum(text.bytes, size_t{text.length} + 1);
   }
@@ -153,7 +156,7 @@ class Exercise {
   void sample(P3gppTrack* track, uint32_t number) {
     P3gppSample sample{};
     sample.number = number;
-    // The location first: only what can lie in a test's file is read.
+    // The location first: only samples that fit a test file are read.
     if (note(P3GPP_ReadSample(track, &sample)) == P3GPP_OK && sample.size <= buffer_.size()) {
       sample.buffer = buffer_.data();
       if (note(P3GPP_ReadSample(track, &sample)) == P3GPP_OK) sum(buffer_.data(), sample.size);

@@ -1,6 +1,5 @@
-// Opens a file and asks the parser everything about it, whatever state the file is in.
-#ifndef ZDR_TESTS_P3GPP_EXERCISE_H
-#define ZDR_TESTS_P3GPP_EXERCISE_H
+// Opens a file and makes every query and lookup of the parser on it, whatever state the file is in.
+#pragma once
 
 #include <vector>
 
@@ -10,17 +9,15 @@ namespace zdr::test {
 
 struct ExerciseResult {
   int32_t open_status = 0;
-  // First status that is no documented one, or 0.
+  // First status that is not documented, or 0.
   int32_t undocumented_status = 0;
   std::vector<int32_t> statuses = {};  // of all calls, in order
   uint32_t tracks = 0;
   uint32_t tags = 0;
-  uint64_t checksum = 0;  // over all that was told, so that it is really read
+  uint64_t checksum = 0;  // over all returned bytes, so that they are actually read
 };
 
 // Every track is opened, and up to `sample_limit` of its samples are located, timed and read.
 ExerciseResult exercise(const FMGR_Descriptor& descriptor, FMGR_Context* context, uint32_t sample_limit);
 
 }  // namespace zdr::test
-
-#endif

@@ -47,7 +47,8 @@ Status read_run(const LocationTables& tables, uint32_t index, ChunkRun& run) {
   TableCursor& cursor = tables.stsc->cursor;
   const Status status = read_entry(cursor, index, run.entry);
   if (status != P3GPP_OK) return status;
-  // The last run extends to the end of the chunks. Kept: to one chunk further when they are numbered from 0.
+  // The last run extends to the end of the chunks.
+  // Kept: to one chunk further when the chunks are numbered from 0.
   uint64_t next_first_chunk = uint64_t{tables.chunk_count()} + 1;
   if (index + 1 < cursor.entry_count()) {
     StscEntry next;

@@ -17,8 +17,8 @@ Status move_to(StssPayload& stss, uint32_t index, uint32_t& number) {
   return P3GPP_OK;
 }
 
-// Steps back until an entry is at or below `number`, or to the first entry. Kept: that one is the result of a
-// backward search even when it is above `number`.
+// Steps back until an entry is at or below `number`, or to the first entry.
+// Kept: the first entry is the result of a backward search even when it is above `number`.
 Status walk_back(StssPayload& stss, uint32_t number, uint32_t& entry) {
   while (entry > number && stss.position > 0) {
     const Status status = move_to(stss, stss.position - 1, entry);
@@ -53,8 +53,8 @@ Status find_from_below(StssPayload& stss, uint32_t number, SyncDirection directi
   return entry > number ? P3GPP_OK : P3GPP_ERR_NO_SYNC_SAMPLE;
 }
 
-// Without a table every sample is a sync sample. Kept: the result is the neighbour, never the sample itself,
-// and from the last sample both directions fail.
+// Without a table every sample is a sync sample.
+// Kept: the result is the neighbour, never the sample itself, and from the last sample both directions fail.
 Status neighbour(uint32_t number, uint32_t sample_count, SyncDirection direction, uint32_t& found) {
   if (number == sample_count) return P3GPP_ERR_OUT_OF_RANGE;
   if (direction == SyncDirection::kForward) {

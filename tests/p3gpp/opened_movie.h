@@ -1,10 +1,12 @@
-// A file in memory, opened by the parser for the life of a test. Its device counts the reads and can fail
+// A file in memory, opened by the parser for the lifetime of a test. Its device counts the reads and can fail
 // one.
-#ifndef ZDR_TESTS_P3GPP_OPENED_MOVIE_H
-#define ZDR_TESTS_P3GPP_OPENED_MOVIE_H
+#pragma once
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -33,14 +35,14 @@ class MemorySource {
   uint64_t failing_read = 0;  // counted from 1; 0: none
   uint64_t read_count = 0;
   uint64_t bytes_read = 0;
-  std::vector<Read>* log = nullptr;  // gets every read
+  std::vector<Read>* log = nullptr;  // receives every read
 
  private:
   static int32_t read(void* caller, void* buffer, uint32_t count, uint32_t low, uint32_t high,
                       uint32_t* done) {
     auto& self = *static_cast<MemorySource*>(caller);
     if (++self.read_count == self.failing_read) {
-      std::memset(buffer, 0xEE, count);  // what a read has brought before it failed
+      std::memset(buffer, 0xEE, count);  // bytes that a read returns before it fails
       return -1;
     }
     const uint64_t position = uint64_t{high} << 32 | low;
@@ -81,6 +83,22 @@ class OpenedMovie {
   FMGR_Context* context_ = nullptr;
 };
 
+struct OpenCase {
+  const char* name;
+  Bytes file;
+  int32_t status;
+};
+
+inline void expect_statuses(const std::vector<OpenCase>& cases) {
+  for (const OpenCase& each : cases) {
+    SCOPED_TRACE(each.name);
+    const OpenedMovie movie(each.file);
+    EXPECT_EQ(movie.status, each.status);
+    EXPECT_EQ(movie.file == nullptr, each.status != P3GPP_OK);
+    EXPECT_EQ(movie.error.status, each.status);
+  }
+}
+
 // A decoder description, released with its scope.
 class DecoderInfo {
  public:
@@ -93,7 +111,6 @@ class DecoderInfo {
   DecoderInfo& operator=(const DecoderInfo&) = delete;
 
   const P3gppDecoderInfo* get() const { return info_; }
-  const P3gppDecoderInfo* operator->() const { return info_; }
 
  private:
   P3gppDecoderInfo* info_ = nullptr;
@@ -102,6 +119,14 @@ class DecoderInfo {
   const int32_t status;
 };
 
-}  // namespace zdr::test
+// "offset:size:description:decoding time:composition time".
+inline std::string sample_text(const P3gppSample& sample) {
+  std::string text = std::to_string(sample.file_offset);
+  for (const uint32_t field :
+       {sample.size, sample.description_index, sample.decoding_time, sample.composition_time}) {
+    text += ':' + std::to_string(field);
+  }
+  return text;
+}
 
-#endif
+}  // namespace zdr::test

@@ -1,4 +1,4 @@
-// Real files: their tracks, codecs and samples as ffprobe sees them, and a named reason where one does not
+// Real files: their tracks, codecs and samples as ffprobe reports them, and a named reason where one does not
 // open. ZDR_EXTRA_MEDIA may name a folder of more of them.
 #include <gtest/gtest.h>
 
@@ -12,8 +12,7 @@
 #include <vector>
 
 #include "mediakit/drivers/exercise.h"
-#include "shown_boxes.h"
-#include "tests/p3gpp/samples/lookup_answers.h"
+#include "tests/p3gpp/shown_boxes.h"
 #include "tests/support/failing_allocator.h"
 
 namespace zdr::test {
@@ -39,7 +38,7 @@ std::vector<RealFile> real_files() {
   return files;
 }
 
-// Of "offset:size:description:decoding time:composition time" of every sample, a line each, FNV-1a.
+// FNV-1a over sample_text() of every sample, one per line.
 uint64_t hash_of_samples(P3gppFile* file, uint32_t track_id) {
   P3gppTrack* track = nullptr;
   if (P3GPP_OpenTrack(file, &track, track_id, 1024) != P3GPP_OK) return 0;
@@ -53,7 +52,7 @@ uint64_t hash_of_samples(P3gppFile* file, uint32_t track_id) {
   return hash;
 }
 
-// The number behind "name=".
+// The number after "name=".
 uint32_t number_of(const std::string& fields, const std::string& name) {
   return static_cast<uint32_t>(std::stoul(fields.substr(fields.find(name + "=") + name.size() + 1)));
 }
@@ -77,13 +76,13 @@ std::string tracks_of(const OpenedMovie& movie) {
 }
 
 // Times without edit lists; the hashes are over its packets.
-TEST(RealFiles, HaveTheTracksCodecsAndSamplesThatFfprobeSees) {
+TEST(RealFiles, HaveTheTracksCodecsAndSamplesThatFfprobeReports) {
   const std::string audio = "data_reference_index=1 channel_count=2 sample_size=16 sample_rate=";
   const std::string video = "data_reference_index=1 width=";
   const std::string small = video + "176 height=144, ";
   const std::string amr = "samr " + audio + "8000, ";
   const std::string part = "mp4v " + video + "128 height=96, 30/10240 ";
-  // The writer of the file with AMR-WB leaves its configuration out, so that nothing is kept of the entry.
+  // The writer of the file with AMR-WB omits its configuration, so nothing is stored of the entry.
   const std::map<std::string, std::string> expected = {
       {"ac3.mp4", "ac-3 " + audio + "48000, 94/48000 6a1b91a51e0f7caf; "},
       {"avc-aac.mp4", "avc1 " + video + "320 height=180, 100/12800 3e608095f2259baa; mp4a " + audio +
@@ -104,8 +103,7 @@ TEST(RealFiles, HaveTheTracksCodecsAndSamplesThatFfprobeSees) {
   EXPECT_EQ(found, expected);
 }
 
-// Whatever it is: a documented status, the place of the error, and no memory beyond its size.
-TEST(RealFiles, OpenOrTellWhereTheyFail) {
+TEST(RealFiles, OpenOrNameTheBoxWhereTheyFail) {
   for (const RealFile& file : real_files()) {
     SCOPED_TRACE(file.path.filename());
     const OpenedMovie movie(file.bytes);

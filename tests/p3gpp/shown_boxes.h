@@ -1,11 +1,10 @@
-// What the parser shows of the boxes of a file, as texts.
-#ifndef ZDR_TESTS_P3GPP_SHOWN_BOXES_H
-#define ZDR_TESTS_P3GPP_SHOWN_BOXES_H
+// The boxes that the parser shows of a file, with their fields as text.
+#pragma once
 
 #include <string>
 #include <vector>
 
-#include "opened_movie.h"
+#include "tests/p3gpp/opened_movie.h"
 
 namespace zdr::test {
 
@@ -13,8 +12,7 @@ struct ShownBoxes {
   struct Box {
     std::string path;
     P3gppBox header;
-    std::string
-        fields;  // "name=value name=value", behind each entry's number "[1]"; bytes as hexadecimal digits
+    std::string fields;  // "name=value [1] name=value", with the number of a list entry; bytes in hexadecimal
   };
   std::vector<Box> boxes;
 
@@ -30,7 +28,7 @@ struct ShownBoxes {
     return find(path) == nullptr ? "-" : find(path)->fields;
   }
 
-  // The paths, and what became of boxes that were not read with success.
+  // The paths, with a word after those of boxes that were not read successfully.
   std::vector<std::string> fates() const {
     std::vector<std::string> all;
     for (const Box& each : boxes) {
@@ -72,7 +70,7 @@ struct ShownBoxes {
   uint32_t entry_ = 0;
 };
 
-// Those that an open file keeps.
+// The boxes that an open file stores.
 inline ShownBoxes boxes_of(const OpenedMovie& movie) {
   ShownBoxes shown;
   const P3gppBoxVisitor visitor = shown.visitor();
@@ -81,5 +79,3 @@ inline ShownBoxes boxes_of(const OpenedMovie& movie) {
 }
 
 }  // namespace zdr::test
-
-#endif

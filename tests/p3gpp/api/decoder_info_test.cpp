@@ -1,6 +1,7 @@
 // From sample entries to the public description of their codecs.
 #include <gtest/gtest.h>
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -32,41 +33,35 @@ Bytes audio(const char* type, const Bytes& child, uint32_t rate = 8000) {
 
 // ---- The fields as text -----------------------------------------------------------------------------------
 
-std::string joined(const std::vector<uint32_t>& numbers) {
-  std::string text;
-  for (const uint32_t number : numbers) text += " " + std::to_string(number);
-  return text;
+std::string text(uint64_t number) {
+  return std::to_string(number);
+}
+std::string text(std::span<const uint8_t> bytes) {
+  std::string digits;
+  for (const uint8_t byte : bytes)
+    digits.append({"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]});
+  return digits;
+}
+// The values, each with a blank before it.
+template <typename... Values>
+std::string joined(const Values&... values) {
+  return ((" " + text(values)) + ...);
 }
 
-std::string hex(const uint8_t* bytes, size_t length) {
-  std::string text = " ";
-  for (size_t i = 0; i < length; ++i)
-    text.append({"0123456789ABCDEF"[bytes[i] >> 4], "0123456789ABCDEF"[bytes[i] & 15]});
-  return text;
-}
-
-std::string systems_text(const P3gppSystemsInfo& info) {
-  return joined({info.es_id, info.stream_type, info.width, info.height, info.channel_count, info.sample_rate,
-                 info.max_bitrate, info.average_bitrate}) +
-         hex(info.decoder_specific_info, info.decoder_specific_info_length) +
-         hex(info.sl_config, info.sl_config_length);
-}
-
-std::string ac3_text(const P3gppAc3Info& info) {
-  return joined({info.data_reference_index, info.channel_count, info.sample_size, info.sample_rate,
-                 info.bit_rate_kbps, info.fscod, info.bsid, info.bsmod, info.acmod, info.lfeon,
-                 info.bit_rate_code});
-}
-
-std::string eac3_text(const P3gppEac3Info& info) {
-  std::string text = joined({info.data_reference_index, info.channel_count, info.sample_size,
-                             info.sample_rate, info.data_rate, info.independent_substreams});
-  for (uint32_t i = 0; info.substreams != nullptr && i <= info.independent_substreams; ++i) {
-    const P3gppEac3Substream& each = info.substreams[i];
-    text += " |" + joined({each.fscod, each.bsid, each.bsmod, each.acmod, each.lfeon, each.num_dep_sub,
-                           each.channel_location});
+std::string eac3_text(const P3gppEac3Info& e) {
+  std::string all = joined(e.data_reference_index, e.channel_count, e.sample_size, e.sample_rate, e.data_rate,
+                           e.independent_substreams);
+  for (uint32_t i = 0; e.substreams != nullptr && i <= e.independent_substreams; ++i) {
+    const P3gppEac3Substream& s = e.substreams[i];
+    all += " |" + joined(s.fscod, s.bsid, s.bsmod, s.acmod, s.lfeon, s.num_dep_sub, s.channel_location);
   }
-  return text;
+  return all;
+}
+
+std::string systems_text(const P3gppSystemsInfo& s) {
+  return joined(s.es_id, s.stream_type, s.width, s.height, s.channel_count, s.sample_rate, s.max_bitrate,
+                s.average_bitrate, std::span(s.decoder_specific_info, s.decoder_specific_info_length),
+                std::span(s.sl_config, s.sl_config_length));
 }
 
 std::string codec_text(const P3gppDecoderInfo& info) {
@@ -74,39 +69,41 @@ std::string codec_text(const P3gppDecoderInfo& info) {
   switch (info.object_type) {
     case P3GPP_OTI_AMR:
     case P3GPP_OTI_AMR_WB:
-      return joined({u.amr.vendor, u.amr.decoder_version, u.amr.mode_set, u.amr.mode_change_period,
-                     u.amr.frames_per_sample});
+      return joined(u.amr.vendor, u.amr.decoder_version, u.amr.mode_set, u.amr.mode_change_period,
+                    u.amr.frames_per_sample);
     case P3GPP_OTI_AMR_WB_PLUS:
-      return joined({u.amr_wb_plus.sample_rate, u.amr_wb_plus.vendor, u.amr_wb_plus.decoder_version});
+      return joined(u.amr_wb_plus.sample_rate, u.amr_wb_plus.vendor, u.amr_wb_plus.decoder_version);
     case P3GPP_OTI_VMR:
-      return joined(
-          {u.vmr.vendor, u.vmr.decoder_version, u.vmr.mode_set, u.vmr.sample_rate, u.vmr.frames_per_sample});
+      return joined(u.vmr.vendor, u.vmr.decoder_version, u.vmr.mode_set, u.vmr.sample_rate,
+                    u.vmr.frames_per_sample);
     case P3GPP_OTI_H263:
-      return joined({u.h263.vendor, u.h263.decoder_version, u.h263.level, u.h263.profile, u.h263.width,
-                     u.h263.height, u.h263.average_bitrate, u.h263.max_bitrate});
+      return joined(u.h263.vendor, u.h263.decoder_version, u.h263.level, u.h263.profile, u.h263.width,
+                    u.h263.height, u.h263.average_bitrate, u.h263.max_bitrate);
     case P3GPP_OTI_AVC:
-      return joined({u.avc.profile, u.avc.profile_compatibility, u.avc.level, u.avc.nal_length_size_minus_one,
-                     u.avc.width, u.avc.height, u.avc.sps_count}) +
-             hex(u.avc.sps_list, u.avc.sps_list_length) + joined({u.avc.pps_count}) +
-             hex(u.avc.pps_list, u.avc.pps_list_length);
+      return joined(u.avc.profile, u.avc.profile_compatibility, u.avc.level, u.avc.nal_length_size_minus_one,
+                    u.avc.width, u.avc.height, u.avc.sps_count,
+                    std::span(u.avc.sps_list, u.avc.sps_list_length), u.avc.pps_count,
+                    std::span(u.avc.pps_list, u.avc.pps_list_length));
     case P3GPP_OTI_AC3:
-      return ac3_text(u.ac3);
+      return joined(u.ac3.data_reference_index, u.ac3.channel_count, u.ac3.sample_size, u.ac3.sample_rate,
+                    u.ac3.bit_rate_kbps, u.ac3.fscod, u.ac3.bsid, u.ac3.bsmod, u.ac3.acmod, u.ac3.lfeon,
+                    u.ac3.bit_rate_code);
     case P3GPP_OTI_EAC3:
       return eac3_text(u.eac3);
     case P3GPP_OTI_MP3:
-      return joined({u.mp3.channel_count, u.mp3.sample_rate});
+      return joined(u.mp3.channel_count, u.mp3.sample_rate);
     default:
       return info.kind == P3GPP_KIND_SYSTEMS
                  ? systems_text(u.systems)
-                 : joined({u.speech.vendor, u.speech.decoder_version, u.speech.frames_per_sample});
+                 : joined(u.speech.vendor, u.speech.decoder_version, u.speech.frames_per_sample);
   }
 }
 
 // "status", and of a record "kind object_type fields".
 std::string description(const DecoderInfo& info) {
-  std::string text = std::to_string(info.status);
-  if (info.get() == nullptr) return text;
-  return text + ":" + joined({info->kind, info->object_type}) + codec_text(*info.get());
+  std::string all = std::to_string(info.status);
+  if (info.get() == nullptr) return all;
+  return all + ":" + joined(info.get()->kind, info.get()->object_type) + codec_text(*info.get());
 }
 
 std::string describe(const Bytes& entry, const std::string& handler = "soun") {
@@ -114,9 +111,9 @@ std::string describe(const Bytes& entry, const std::string& handler = "soun") {
   return movie.status == P3GPP_OK ? description(DecoderInfo(movie.file, 1)) : "not open";
 }
 
-// ---- Which entries are handled, and what is told of them --------------------------------------------------
+// ---- Which entries are handled, and their descriptions ----------------------------------------------------
 
-TEST(DecoderInfo, RequiredDescriptionsFollowEntryAndHandlerTypes) {
+TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
   const auto video = [](const char* type, const Bytes& child) { return video_entry(type, 352, 288, child); };
   const auto speech = [&](const char* type, const char* child) {
     return audio(type, speech_configuration(child, 1, 2, 3));
@@ -155,7 +152,7 @@ TEST(DecoderInfo, RequiredDescriptionsFollowEntryAndHandlerTypes) {
        "0: 4 252 1 2 16 8000 6844 1 | 1 17 19 6 1 3 421 | 2 16 4 1 0 0 0"},
       {".mp3 of 96 kHz", audio(".mp3", {}, 96000), "soun", "0: 4 254 2 30464"},
       {"mp4a of 96 kHz", audio("mp4a", esds({}), 96000), "soun", "0: 1 64 1 5 0 0 2 30464 0 0  02"},
-      // Required: these are described by kind and object type alone.
+      // Described by kind and object type alone.
       {"samr without damr", audio("samr", box("abcd")), "soun", "0: 2 192 0 0 0 0 0"},
       {"sawb without a child", audio("sawb", Bytes(7)), "soun", "0: 2 193 0 0 0 0 0"},
       {"ac-3 without dac3", audio("ac-3", {}), "soun", "0: 4 253 0 0 0 0 0 0 0 0 0 0 0"},
@@ -166,15 +163,15 @@ TEST(DecoderInfo, RequiredDescriptionsFollowEntryAndHandlerTypes) {
       {"avc1 without a child", video("avc1", {}), "vide", "-7050"},
       {"text", plain_entry("text", Bytes(30)), "text", "-7020: 1 231 0 0 0 0 0 0 0 0  "},
   };
-  for (const auto& [name, entry, required, told] : cases) {
+  for (const auto& [name, entry, required, expected] : cases) {
     for (const std::string handler : {"vide", "soun", "text", "hint"}) {
       const bool accepted = required.empty() || handler == required;
-      EXPECT_EQ(describe(entry, handler), accepted ? told : "-7031") << name << " in " << handler;
+      EXPECT_EQ(describe(entry, handler), accepted ? expected : "-7031") << name << " in " << handler;
     }
   }
 }
 
-TEST(DecoderInfo, TellsMissingEntriesFromUnknownAndUnreadableOnes) {
+TEST(DecoderInfo, KeptUnknownEntriesAreMissingAndKeepTheirNumbers) {
   const OpenedMovie movie(
       with_entries("soun", {plain_entry("encv"), audio("samr", kDamr), plain_entry("rtp ")}));
   EXPECT_EQ(DecoderInfo(movie.file, 1, 0).status, P3GPP_ERR_NO_TABLE);
@@ -195,16 +192,16 @@ TEST(DecoderInfo, AvcParameterSetsThatRunOutAreAnError) {
   }
 }
 
-TEST(DecoderInfo, RequiredAc3BitRatesEndAtCode18) {
+TEST(DecoderInfo, KeptAc3BitRatesEndAtCode18) {
   constexpr uint32_t kRates[] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160, 192,
                                  224, 256, 320, 384, 448, 512, 576, 640, 0,   0};
   for (uint8_t code = 0; code < std::size(kRates); ++code) {
     EXPECT_EQ(describe(audio_entry("ac-3", 6, 48000, dac3({2, 9, 5, 6, 1, code}), 24)),
-              "0: 4 253 1 6 24 48000" + joined({kRates[code], 2, 9, 5, 6, 1, code}));
+              "0: 4 253 1 6 24 48000 " + text(kRates[code]) + " 2 9 5 6 1 " + text(code));
   }
 }
 
-TEST(DecoderInfo, RequiredMissingVideoDimensionsComeCrosswiseFromTheTrack) {
+TEST(DecoderInfo, KeptMissingVideoDimensionsComeCrosswiseFromTheTrack) {
   const auto dimensions = [](uint16_t width, uint16_t height) {
     return describe(video_entry("mp4v", width, height, visual_esds(kDsi)), "vide").substr(12, 7);
   };
@@ -216,10 +213,10 @@ TEST(DecoderInfo, RequiredMissingVideoDimensionsComeCrosswiseFromTheTrack) {
 // ---- ES descriptors ---------------------------------------------------------------------------------------
 
 std::string describe_esds(const Bytes& descriptors) {
-  return describe(audio("mp4a", esds_of(descriptors)));
+  return describe(audio("mp4a", full_box("esds", 0, 0, descriptors)));
 }
 
-TEST(EsDescriptor, AllFieldsAndOptionalParts) {
+TEST(EsDescriptor, HasAllFieldsWhateverTheOptionalParts) {
   ElementaryStream stream{.es_id = 0x1234,
                           .max_bitrate = 128000,
                           .average_bitrate = 96000,
@@ -239,20 +236,20 @@ TEST(EsDescriptor, AllFieldsAndOptionalParts) {
   EXPECT_EQ(describe_esds(descriptor(3, body.bytes, 4)), "0: 1 64 1 5 0 0 2 8000 1 2 1210 02");
 }
 
-// Required: the step over the URL starts at its length byte and so ends one byte early.
-TEST(EsDescriptor, RequiredUrlIsSkippedOneByteEarly) {
+// The skip of the URL starts at its length byte and so ends one byte early.
+TEST(EsDescriptor, KeptUrlIsSkippedOneByteEarly) {
   const auto status = [](const Bytes& url_field) {
     return describe_esds(es_descriptor({.flags = 0x40, .optional_fields = url_field})).substr(0, 5);
   };
   EXPECT_EQ(status({5, 'u', 'r', 'l', '4'}), "0: 1 ") << "5 bytes from the length byte on: in step";
   EXPECT_EQ(status({5, 'u', 'r', 'l', '4', '5'}), "-7050") << "well-formed, and misread";
   EXPECT_EQ(status({255}), "-7050") << "past the end";
-  EXPECT_EQ(status({0}), "-7050") << "the length byte itself stands where the next tag should";
+  EXPECT_EQ(status({0}), "-7050") << "the length byte itself is read as the next tag";
 }
 
-// Every truncation of a full descriptor: up to 4 bytes may be missing behind the decoder configuration, where
+// Every truncation of a full descriptor: up to 4 bytes may be missing after the decoder configuration, where
 // zeros are read for them; nothing else may.
-TEST(EsDescriptor, RunsOutQuietlyOnlyBehindTheDecoderConfiguration) {
+TEST(EsDescriptor, EndsQuietlyOnlyAfterTheDecoderConfiguration) {
   const Bytes whole = es_descriptor({.decoder_specific_info = {1, 2, 3}, .sl_config = {2}});
   const size_t config_end = whole.size() - 5 - 3;  // tag 3 to the average bitrate
   for (size_t size = 0; size <= whole.size(); ++size) {
@@ -266,7 +263,7 @@ TEST(EsDescriptor, RunsOutQuietlyOnlyBehindTheDecoderConfiguration) {
   }
 }
 
-TEST(EsDescriptor, RequiredVisualWithoutDecoderSpecificInfoLeavesTheRecord) {
+TEST(EsDescriptor, KeptVisualWithoutDecoderSpecificInfoLeavesTheRecord) {
   EXPECT_EQ(describe(video_entry("mp4v", 320, 240, visual_esds({})), "vide"),
             "-7050: 1 32 1 5 320 240 0 0 77 0  ");
   EXPECT_EQ(describe_esds(es_descriptor({.object_type = 0x6B})).substr(0, 2), "0:")

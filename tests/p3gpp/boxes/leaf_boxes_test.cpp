@@ -1,6 +1,4 @@
 // The fields of the small boxes, by version, and the sizes that they refuse.
-#include "p3gpp/boxes/leaf_boxes.h"
-
 #include <gtest/gtest.h>
 
 #include "mediakit/boxes/metadata_builder.h"
@@ -17,7 +15,7 @@ Bytes inside(const Containers& containers, Bytes leaf) {
   return leaf;
 }
 
-// Fields of the leaf, the only one of its file; its status when the file does not open.
+// Fields of the leaf, the only one of its file; the status if the file does not open.
 std::string fields_of(const Containers& containers, const Bytes& leaf) {
   const OpenedMovie movie(inside(containers, leaf));
   return movie.status == P3GPP_OK ? boxes_of(movie).boxes.back().fields : std::to_string(movie.status);
@@ -31,7 +29,7 @@ const Containers kHinf = {"moov", "trak", "udta", "hinf"};
 const Containers kEdts = {"moov", "trak", "edts"};
 const Containers kDref = {"moov", "trak", "mdia", "minf", "dinf"};
 
-TEST(LeafBoxes, TellTheirFieldsAsRequired) {
+TEST(LeafBoxes, KeptFieldsByVersion) {
   const uint64_t wide = 0x0000000511112222;  // 21761172002
   const std::vector<Edit> edits = {{.segment_duration = 1000, .media_time = -1},
                                    {.segment_duration = 9000, .media_time = 5}};
@@ -49,8 +47,7 @@ TEST(LeafBoxes, TellTheirFieldsAsRequired) {
       {"tkhd", kTrak, tkhd({0, 1, 2, 42, 3, 7, 8, 0x300, 176, 144}),
        "creation_time=1 modification_time=2 track_id=42 duration=3 layer=7 alternate_group=8 volume=196608 "
        "width=176 height=144"},
-      // Required: what stands 8 bytes before each of the last fields, reserved words and the end of the
-      // matrix.
+      // The bytes 8 before each of the last fields: reserved words and the end of the matrix.
       {"tkhd of version 1", kTrak, tkhd({1, wide, wide + 1, 42, wide + 2, 7, 8, 0x300, 176, 144}),
        wide_times +
            "track_id=42 duration=21761172004 layer=0 alternate_group=0 volume=0 width=0 height=16384"},
@@ -62,14 +59,14 @@ TEST(LeafBoxes, TellTheirFieldsAsRequired) {
       {"elst", kEdts, elst(edits, 0),
        "entry_count=2 [1] segment_duration=1000 media_time=-1 media_rate=65536 [2] segment_duration=9000 "
        "media_time=5 media_rate=65536"},
-      // Required: entries of 12 bytes, whatever the version.
+      // Entries of 12 bytes, whatever the version.
       {"elst of version 1", kEdts, elst(edits, 1),
        "entry_count=2 [1] segment_duration=0 media_time=1000 media_rate=4294967295 [2] "
        "segment_duration=4294967295 media_time=65536 media_rate=0"},
       {"tref", kTrak, box("tref", Bytes{1, 2, 3}), "references=010203"},
       {"empty tref", kTrak, box("tref"), "references="},
       {"iods", moov, full_box("iods", 0, 0, {9, 8}), "object_descriptor=0908"},
-      {"iods without bytes is not kept", moov, full_box("iods", 0, 0), ""},
+      {"iods without bytes is not stored", moov, full_box("iods", 0, 0), ""},
       {"dref, the last of three of five", kDref,
        dref({url(true), url(false, {'a'}), box("abcd"), urn(false, {'u', 0, 'l', 0}), urn(true, {'x'})}, 3),
        "self_contained=0 name=7500 location=6c00"},
@@ -82,8 +79,7 @@ TEST(LeafBoxes, TellTheirFieldsAsRequired) {
     EXPECT_EQ(fields_of(containers, leaf), fields) << name;
 }
 
-// Readers take the first word of a time: of 64 bits that is the high half.
-TEST(LeafBoxes, RequiredFirstWordOfATimeIsTheHighHalfOf64Bits) {
+TEST(LeafBoxes, KeptFirstWordOfATimeIsTheHighHalfOf64Bits) {
   const auto durations = [](uint32_t version, uint64_t time) {
     TrackDescription track = amr_track(1);
     track.replaced["tkhd"] =

@@ -1,4 +1,4 @@
-// How sample entries are found in stsd, and where each leaves the stream for what follows.
+// Which sample entries stsd accepts, and where each leaves the stream for the box that follows.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -27,65 +27,64 @@ TEST(SampleEntries, FailTheTrackWhenTheyDoNotFit) {
   const auto audio = [](const char* type, const Bytes& children) {
     return audio_entry(type, 1, 8000, children);
   };
-  const std::vector<std::tuple<const char*, Bytes, int32_t>> cases = {
+  std::vector<OpenCase> cases = {
       {"mp4v without esds", video("mp4v", box("pasp", Bytes(8))), P3GPP_ERR_GENERIC},
       {"mp4v without children", video("mp4v", {}), P3GPP_ERR_GENERIC},
       {"mp4v of 50 bytes", box("mp4v", Bytes(42)), P3GPP_ERR_GENERIC},
       {"mp4a without esds", audio("mp4a", box("wave", Bytes(8))), P3GPP_ERR_GENERIC},
       {"mp4a of 36 bytes", audio("mp4a", {}), P3GPP_ERR_GENERIC},
       {"mp4s of 16 bytes", plain_entry("mp4s"), P3GPP_ERR_GENERIC},
-      {"esds behind another box", video("mp4v", concat({box("pasp", Bytes(8)), esds({})})), P3GPP_OK},
-      {"junk behind esds", audio("mp4a", concat({esds({}), Bytes(5)})), P3GPP_OK},
+      {"esds after another box", video("mp4v", concat({box("pasp", Bytes(8)), esds({})})), P3GPP_OK},
+      {"junk after esds", audio("mp4a", concat({esds({}), Bytes(5)})), P3GPP_OK},
       {"esds of 11 bytes", audio("mp4a", box("esds", Bytes(3))), P3GPP_ERR_BOX_SIZE},
       {"esds longer than its entry", audio("mp4a", with_size(esds({}), 400)), P3GPP_ERR_BOX_SIZE},
       {"child of 7 bytes before esds", audio("mp4a", concat({tiny, esds({})})), P3GPP_ERR_BOX_SIZE},
       {"child past the end in mp4v", video("mp4v", overrun), P3GPP_ERR_BOX_SIZE},
       {"child past the end in avc1", video("avc1", concat({avcc({}), overrun})), P3GPP_ERR_BOX_SIZE},
-      {"4 zero bytes behind avcC", video("avc1", concat({avcc({}), Bytes(4)})), P3GPP_ERR_BOX_SIZE},
+      {"4 zero bytes after avcC", video("avc1", concat({avcc({}), Bytes(4)})), P3GPP_ERR_BOX_SIZE},
       {"avcC of 12 bytes", video("avc1", box("avcC", Bytes(4))), P3GPP_ERR_BOX_SIZE},
       {"child past the end in s263", video("s263", overrun), P3GPP_ERR_BOX_SIZE},
       {"d263 of 14 bytes", video("s263", box("d263", Bytes(6))), P3GPP_ERR_BOX_SIZE},
       {"bitr of 12 bytes", video("s263", d263(1, 2, 3, 4, box("bitr", Bytes(4)))), P3GPP_ERR_BOX_SIZE},
-      {"3 bytes behind the fields of d263", video("s263", d263(1, 2, 3, 4, Bytes(3))), P3GPP_ERR_BOX_SIZE},
+      {"3 bytes after the fields of d263", video("s263", d263(1, 2, 3, 4, Bytes(3))), P3GPP_ERR_BOX_SIZE},
       {"dec3 short of a substream", audio("ec-3", dec3(1, {{}}, 1)), P3GPP_ERR_BOX_SIZE},
       {"first child past the end", audio("samr", with_size(kDamr, 18)), P3GPP_ERR_BOX_SIZE},
       {"damr of 16 bytes", audio("samr", box("damr", Bytes(8))), P3GPP_ERR_BOX_SIZE},
       {"samr of 30 bytes", box("samr", Bytes(22)), P3GPP_ERR_BOX_SIZE},
       {"samr of 36 bytes", audio("samr", {}), P3GPP_OK},
       {"samr of 43 bytes", audio("samr", Bytes(7)), P3GPP_OK},
-      {"junk behind damr", audio("samr", concat({kDamr, Bytes(5)})), P3GPP_OK},
+      {"junk after damr", audio("samr", concat({kDamr, Bytes(5)})), P3GPP_OK},
       {"dac3 of 10 bytes", audio("ac-3", box("dac3", Bytes(2))), P3GPP_ERR_BOX_SIZE},
       {".mp3 of 36 bytes", audio(".mp3", {}), P3GPP_OK},
       {"unknown entry of any content", box("encv", Bytes(3)), P3GPP_OK},
       {"entry of 7 bytes", header(7, "mp4a"), P3GPP_ERR_BOX_SIZE},
       {"entry past the end", header(500, "mp4a"), P3GPP_ERR_BOX_SIZE},
   };
-  for (const auto& [name, entry, status] : cases) {
-    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry}))).status, status) << name;
-  }
+  for (OpenCase& each : cases) each.file = with_stsd(stsd({each.file}));
+  expect_statuses(cases);
   EXPECT_EQ(OpenedMovie(with_stsd(full_box("stsd", 0, 0, Bytes(3)))).status, P3GPP_ERR_BOX_SIZE);
 }
 
-TEST(SampleEntries, AreCountedByTheBoxAndByItsCount) {
+TEST(SampleEntries, EndWithTheBoxOrWithItsCount) {
   const std::pair<uint32_t, uint32_t> kCounts[] = {{0, 0}, {1, 1}, {2, 2}, {3, 2}, {0xFFFFFFFF, 2}};
   const Bytes entry = audio_entry("samr", 1, 8000, kDamr);
-  for (const auto& [claimed, kept] : kCounts) {
+  for (const auto& [claimed, stored] : kCounts) {
     const OpenedMovie movie(with_stsd(stsd({entry, entry}, claimed)));
     ASSERT_EQ(movie.status, P3GPP_OK);
     EXPECT_EQ(boxes_of(movie).fields("moov/trak[1]/mdia/minf/stbl/stsd"),
               "entry_count=" + std::to_string(claimed));
-    EXPECT_EQ(DecoderInfo(movie.file, 1, kept).status, kept == 0 ? P3GPP_ERR_NO_TABLE : P3GPP_OK);
-    EXPECT_EQ(DecoderInfo(movie.file, 1, kept + 1).status, P3GPP_ERR_NO_TABLE);
-    EXPECT_NE(boxes_of(movie).find("moov/trak[1]/mdia/minf/stbl/stsz"), nullptr) << "behind stsd";
+    EXPECT_EQ(DecoderInfo(movie.file, 1, stored).status, stored == 0 ? P3GPP_ERR_NO_TABLE : P3GPP_OK);
+    EXPECT_EQ(DecoderInfo(movie.file, 1, stored + 1).status, P3GPP_ERR_NO_TABLE);
+    EXPECT_NE(boxes_of(movie).find("moov/trak[1]/mdia/minf/stbl/stsz"), nullptr) << "after stsd";
   }
-  // Bytes behind the last entry are no entry.
+  // Bytes after the last entry are not an entry.
   EXPECT_EQ(OpenedMovie(with_stsd(full_box("stsd", 0, 0, concat({{0, 0, 0, 1}, entry, Bytes(4)})))).status,
             P3GPP_OK);
 }
 
-// Required: these entries leave the stream behind the fields they read, so whatever else the entry holds is
-// read as the next box header.
-TEST(SampleEntries, RequiredSpeechEntriesMustEndWithTheirConfiguration) {
+// These entries leave the stream just past the fields they read, so any further bytes of the entry are read
+// as the next box header.
+TEST(SampleEntries, KeptSpeechEntriesMustEndWithTheirConfiguration) {
   const std::vector<std::pair<const char*, Bytes>> cases = {{"sawp", dawp(1, 2)},
                                                             {"sevc", speech_configuration("devc", 1, 2, 3)},
                                                             {"secb", speech_configuration("decb", 1, 2, 3)},
@@ -97,8 +96,8 @@ TEST(SampleEntries, RequiredSpeechEntriesMustEndWithTheirConfiguration) {
     const auto entry = [&](const Bytes& children) { return audio_entry(type, 1, 8000, children); };
     EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(configuration)}))).status, P3GPP_OK);
 
-    // 20 more bytes, laid out as a box: they pass for the next child of stbl, and all tables behind them are
-    // taken to lie 20 bytes further on than they do.
+    // 20 more bytes in the form of a box: they are read as the next child of stbl, and all tables after them
+    // are located 20 bytes too far on.
     TrackDescription track = amr_track(2);
     track.replaced["stsd"] = stsd({entry(concat({configuration, box("free", Bytes(12))}))});
     track.appended["stbl"] = box("free", Bytes(12));

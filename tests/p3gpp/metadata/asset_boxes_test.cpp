@@ -1,10 +1,10 @@
-// The asset boxes of the movie's user data, how tolerant the user data is, and the place of an ID3v2 tag.
+// The asset boxes of the movie's user data, how tolerant the user data is, and the location of an ID3v2 tag.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 
-#include "tagged_movie.h"
+#include "tests/p3gpp/metadata/tagged_movie.h"
 
 namespace zdr::test {
 namespace {
@@ -12,40 +12,40 @@ namespace {
 using testing::ElementsAre;
 using Texts = std::vector<std::string>;
 
-TEST(AssetBoxes, KeepTheirTextsAsTheFileHasThem) {
-  const uint16_t english = packed_language("eng");
+TEST(AssetBoxes, StoreTheirTextsUnchanged) {
   for (const bool wide : {false, true}) {
     const auto w = [&](std::string_view text) { return wide ? utf16(text) : utf8(text); };
+    const auto cut = [&](std::string_view text) {
+      return w(text).substr(0, w(text).size() - (wide ? 2 : 1));
+    };
     Fields all;
     Texts expected;
     for (const std::string type : {"titl", "dscp", "cprt", "perf", "auth", "gnre"}) {
-      all.append(asset(type, w(type), english | 0x8000));
+      all.append(asset(type, w(type), kEnglish | 0x8000));
       expected.push_back(type + "=" + w(type));
     }
     all.append(rtng("MPAA", "PG13", w("rated"))).append(clsf(0x12345678, 9, w("class")));
     all.append(kywd({w("key"), "", w("word")}));
     all.append(loci({w("home"), 1, 0xFFFF8000, 0x00018000, 5, w("earth"), w("notes")}));
     all.append(albm(w("Album 7"), 7)).append(yrrc(1999));
-    const auto cut = [&](std::string_view text) {
-      return w(text).substr(0, w(text).size() - (wide ? 2 : 1));
-    };
-    for (const std::string& text :
-         Texts{"rtng=" + w("rated") + "|MPAA|PG13", "clsf=" + w("class") + "|305419896|9",
-               "kywd=3|" + w("key") + "||" + w("word"),
-               "loci=" + cut("home") + "|1|4294934528|98304|5|" + cut("earth") + "|" + cut("notes"),
-               "albm=" + w("Album 7") + "|7", std::string("yrrc=1999")}) {
-      expected.push_back(text);
-    }
+    const Texts others = {
+        "rtng=" + w("rated") + "|MPAA|PG13",
+        "clsf=" + w("class") + "|305419896|9",
+        "kywd=3|" + w("key") + "||" + w("word"),
+        "loci=" + cut("home") + "|1|4294934528|98304|5|" + cut("earth") + "|" + cut("notes"),
+        "albm=" + w("Album 7") + "|7",
+        "yrrc=1999"};
+    expected.insert(expected.end(), others.begin(), others.end());
     const OpenedMovie movie(with_user_data(all.bytes));
     EXPECT_EQ(all_tags(movie), expected);
     P3gppTag title{};
     EXPECT_EQ(P3GPP_GetTag(movie.file, P3GPP_TAG_TITLE, &title), P3GPP_OK);
-    EXPECT_EQ(title.language, english) << "without its pad bit";
+    EXPECT_EQ(title.language, kEnglish) << "without its pad bit";
     EXPECT_EQ(title.size, load_be32(movie.source.bytes, title.offset));
   }
 }
 
-TEST(AssetBoxes, OddOnesKeepWhatIsWholeAsRequired) {
+TEST(AssetBoxes, KeptOddOnesHaveTheFieldsThatAreComplete) {
   const std::string place =
       utf8("here") + std::string("\x02\0\0\0\x09\0\0\0\x08\0\0\0\x07", 13) + utf8("moon") + "note";
   const auto cut_place = [&](size_t size) { return asset("loci", place.substr(0, size)); };
@@ -57,7 +57,7 @@ TEST(AssetBoxes, OddOnesKeepWhatIsWholeAsRequired) {
       {"keyword past the box", asset("kywd", "\x02\x03one\x04two"), {"kywd=2|one"}},
       {"no keywords", asset("kywd", "\x02"), {"kywd=2"}},
       {"place cut in its name", cut_place(2), {"loci=he|0|0|0|0||"}},
-      {"place cut behind its name", cut_place(5), {"loci=here|0|0|0|0||"}},
+      {"place cut after its name", cut_place(5), {"loci=here|0|0|0|0||"}},
       {"place cut in its longitude", cut_place(9), {"loci=here|2|0|0|0||"}},
       {"place cut in its altitude", cut_place(17), {"loci=here|2|9|8|0||"}},
       {"place cut in its body", cut_place(20), {"loci=here|2|9|8|7|mo|"}},
@@ -79,36 +79,34 @@ TEST(AssetBoxes, OddOnesKeepWhatIsWholeAsRequired) {
       << "a second udta replaces all of the first";
 }
 
-// User data often ends in a terminator of four zero bytes, or in a box that was cut off. Neither ends the
-// movie.
-TEST(UserData, EndsQuietlyWhereNoBoxFits) {
-  const auto open = [&](const Bytes& tail, const Bytes& behind = {}) {
+// User data often ends in a terminator of four zero bytes, or in a truncated box. Neither ends the movie.
+TEST(UserData, KeptItEndsQuietlyWhereNoBoxFits) {
+  const auto open = [&](const Bytes& tail, const Bytes& after = {}) {
     const Bytes udta = box("udta", concat({asset("titl", "here"), tail}));
-    const OpenedMovie movie(box("moov", {udta, mvhd({.time_scale = 4711}), behind}));
+    const OpenedMovie movie(box("moov", {udta, mvhd({.time_scale = 4711}), after}));
     if (movie.status != P3GPP_OK) return movie.status;
     EXPECT_THAT(all_tags(movie), ElementsAre("titl=here"));
     EXPECT_EQ(movie.error.status, P3GPP_OK) << "nothing to report";
     P3gppMovieInfo info{};
     EXPECT_EQ(P3GPP_GetMovieInfo(movie.file, &info), P3GPP_OK);
-    EXPECT_EQ(info.time_scale, 4711u) << "the stream stands behind the user data";
+    EXPECT_EQ(info.time_scale, 4711u) << "the stream is past the user data";
     return movie.status;
   };
   for (size_t tail = 0; tail < 8; ++tail) EXPECT_EQ(open(Bytes(tail)), P3GPP_OK) << tail;
   EXPECT_EQ(open(header(9, "free")), P3GPP_OK);
   EXPECT_EQ(open(concat({header(0xFFFFFFFF, "titl"), Bytes(20)})), P3GPP_OK);
-  EXPECT_EQ(open(Bytes(8)), P3GPP_ERR_BOX_SIZE) << "a size of 0 is none";
+  EXPECT_EQ(open(Bytes(8)), P3GPP_ERR_BOX_SIZE) << "size 0";
   EXPECT_EQ(open(header(7, "free")), P3GPP_ERR_BOX_SIZE);
-  EXPECT_EQ(open(Bytes(4), header(4, "trak")), P3GPP_ERR_BOX_SIZE) << "an error behind it still counts";
+  EXPECT_EQ(open(Bytes(4), header(4, "trak")), P3GPP_ERR_BOX_SIZE) << "an error after it still counts";
 }
 
-// Required: without version and flags the first child is misread, here and under the user data.
-TEST(UserData, RequiredQuickTimeFormOfMetaFailsTheOpen) {
+TEST(UserData, KeptQuickTimeFormOfMetaFailsTheOpen) {
   const Bytes quicktime = box("meta", concat({hdlr("mdta"), box("ilst")}));
   EXPECT_EQ(OpenedMovie(box("moov", {mvhd(), quicktime})).status, P3GPP_ERR_BOX_SIZE);
   EXPECT_EQ(OpenedMovie(with_user_data(quicktime)).status, P3GPP_ERR_GENERIC);
 }
 
-TEST(Id3Box, IsLocatedAndNotRead) {
+TEST(Id3Box, KeptLanguageIsRawAndTheTagIsLocatedAndNotRead) {
   const auto with_meta = [](const Bytes& children) {
     return box("moov", {mvhd(), full_box("meta", 0, 0, concat({hdlr("ID32"), children}))});
   };
@@ -128,7 +126,7 @@ TEST(Id3Box, IsLocatedAndNotRead) {
   EXPECT_EQ(OpenedMovie(box("moov", box("meta", Bytes(3)))).status, P3GPP_ERR_BOX_SIZE);
 }
 
-TEST(Tags, AFailureClearsTheWholeRecord) {
+TEST(Tags, FailureClearsTheWholeRecord) {
   P3gppTag tag;
   std::memset(&tag, 0xAA, sizeof tag);
   EXPECT_EQ(P3GPP_GetTag(OpenedMovie(with_user_data(asset("titl", "t"))).file, P3GPP_TAG_AUTHOR, &tag),

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "mediakit/boxes/movie_builder.h"
-#include "tagged_movie.h"
+#include "tests/p3gpp/metadata/tagged_movie.h"
 
 namespace zdr::test {
 namespace {
@@ -34,11 +34,11 @@ TEST(HintBoxes, AllStatisticsAndTheSessionDescription) {
   EXPECT_EQ(text_of(hint.info.payload_type), std::string("\0\0\0\x60\x08H263/90k", 13));
 }
 
-TEST(HintBoxes, LongerNumbersAreCutAndLaterBoxesCount) {
+TEST(HintBoxes, LongerNumbersAreTruncatedAndLaterBoxesCount) {
   const uint64_t wide = 0x0102030405060708;
   const Bytes later =
-      box("hinf", {box("maxr", Bytes(8)), statistic("dmed", wide, 8), box("abcd", Bytes(3)),
-                   statistic("pmax", wide, 8), box("maxr", Fields().u32(1000).u32(70000).bytes)});
+      box("hinf", {box("maxr", Bytes(8)), box("dmed", numbers("8", {wide})), box("abcd", Bytes(3)),
+                   box("pmax", numbers("8", {wide})), box("maxr", numbers("44", {1000, 70000}))});
   const Hint hint(concat({full_hinf(), hnti("old"), later, hnti("new")}));
   EXPECT_EQ(hint.info.value[P3GPP_HINT_DMED], wide);
   EXPECT_EQ(hint.info.value[P3GPP_HINT_PMAX], wide >> 32);
@@ -48,7 +48,7 @@ TEST(HintBoxes, LongerNumbersAreCutAndLaterBoxesCount) {
   EXPECT_EQ(text_of(hint.info.sdp), "new");
 }
 
-TEST(HintBoxes, DamageFailsTheTrack) {
+TEST(HintBoxes, KeptDamageFailsTheTrack) {
   const std::vector<std::tuple<const char*, Bytes, int32_t>> cases = {
       {"empty", {}, P3GPP_OK},
       {"terminator of 4 bytes", concat({hnti("s"), Bytes(4)}), P3GPP_OK},
@@ -62,7 +62,7 @@ TEST(HintBoxes, DamageFailsTheTrack) {
   };
   for (const auto& [name, children, status] : cases) EXPECT_EQ(Hint(children).movie.status, status) << name;
 
-  // Behind a sound track it takes the rest of the movie box along, not the open.
+  // After a sound track it ends the movie box, without failing the open.
   const TrackDescription bad = with_track_data(box("hinf", box("totl", Bytes(3))));
   const OpenedMovie later(build_movie({.tracks = {amr_track(2), bad, amr_track(1)},
                                        .moov_children = box("udta", asset("titl", "t"))})
@@ -72,7 +72,7 @@ TEST(HintBoxes, DamageFailsTheTrack) {
   EXPECT_STREQ(later.error.path, "moov/trak[2]/udta/hinf/totl");
 }
 
-TEST(HintBoxes, TracksWithoutThemSaySo) {
+TEST(HintBoxes, TracksWithoutThemHaveNone) {
   EXPECT_EQ(Hint({}).status, P3GPP_ERR_NO_TAG);
   EXPECT_EQ(Hint(concat({box("hnti"), box("hinf")})).status, P3GPP_ERR_NO_TAG);
   EXPECT_EQ(Hint(hnti("s"), 2).status, P3GPP_ERR_NO_TRACK);

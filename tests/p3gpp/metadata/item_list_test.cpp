@@ -1,8 +1,8 @@
-// The item list under moov/udta/meta, with its odd ends.
+// The item list in moov/udta/meta: items, numeric genres, free-form items, damage.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tagged_movie.h"
+#include "tests/p3gpp/metadata/tagged_movie.h"
 
 namespace zdr::test {
 namespace {
@@ -10,7 +10,7 @@ namespace {
 using testing::ElementsAre;
 using Texts = std::vector<std::string>;
 
-TEST(ItemList, KeepsEveryKindOfItem) {
+TEST(ItemList, StoresEveryKindOfItem) {
   const std::string cover = "\x89PNG" + std::string(300, '\x01');
   const OpenedMovie movie(with_items(
       {item("\251nam", "na\xC3\xAFve"), item("cpil", "\x01"), item("\251alb", "album"),
@@ -24,7 +24,7 @@ TEST(ItemList, KeepsEveryKindOfItem) {
                           "trkn=3/12", "disk=1/2", "covr=" + cover, "gnid=id", "\251day=2001"));
 }
 
-TEST(ItemList, RequiredGenreNamesStandOnePlaceEarlyBehindSwing) {
+TEST(ItemList, KeptGenreNamesAreOnePlaceEarlyAfterSwing) {
   const auto genre = [](uint32_t code) {
     const char bytes[] = {static_cast<char>(code >> 8), static_cast<char>(code)};
     const Texts tags = all_tags(OpenedMovie(with_items({item("gnre", {bytes, 2})})));
@@ -35,7 +35,7 @@ TEST(ItemList, RequiredGenreNamesStandOnePlaceEarlyBehindSwing) {
   EXPECT_EQ(genre(85), "Bebob");
   EXPECT_EQ(genre(125), "-") << "the last name cannot be reached";
   EXPECT_EQ(genre(0xFFFF), "-");
-  uint64_t hash = 0xCBF29CE484222325;  // FNV-1a of the list that files and players know, a name a line
+  uint64_t hash = 0xCBF29CE484222325;  // FNV-1a of the list, one name per line
   for (uint32_t code = 1; code < 125; ++code) {
     for (const char character : genre(code) + "\n")
       hash = (hash ^ static_cast<uint8_t>(character)) * 0x100000001B3;
@@ -49,20 +49,16 @@ struct ListCase {
   Texts tags;
 };
 
-// An item that must still be found follows in every case.
-void expect_tags(const std::vector<ListCase>& cases) {
-  for (const ListCase& each : cases) {
-    std::vector<Bytes> items = each.items;
-    items.push_back(item("\251day", "end"));
-    Texts expected = each.tags;
-    expected.push_back("\251day=end");
-    const OpenedMovie movie(with_items(items));
-    EXPECT_EQ(movie.status, P3GPP_OK) << each.name;
-    EXPECT_EQ(all_tags(movie), expected) << each.name;
+// In every case another item follows, which must still be found.
+void expect_tags(std::vector<ListCase> cases) {
+  for (ListCase& each : cases) {
+    each.items.push_back(item("\251day", "end"));
+    each.tags.push_back("\251day=end");
+    EXPECT_EQ(all_tags(OpenedMovie(with_items(each.items))), each.tags) << each.name;
   }
 }
 
-TEST(ItemList, RequiredBothSpellingsOfTheArtistShareASlot) {
+TEST(ItemList, KeptBothSpellingsOfTheArtistShareASlot) {
   const auto genre = [](std::string_view code) { return item("gnre", code); };
   expect_tags({
       {"artist", {item("\251ART", "first"), item("\251art", "second")}, {"\251art=second"}},
@@ -74,8 +70,8 @@ TEST(ItemList, RequiredBothSpellingsOfTheArtistShareASlot) {
   });
 }
 
-// The list goes on behind the item's first child.
-TEST(ItemList, RequiredItemsEndWithTheirFirstChild) {
+// The list continues after the item's first child.
+TEST(ItemList, KeptItemsEndWithTheirFirstChild) {
   const Bytes child_beyond_item =
       concat({with_size(box("desc", with_size(data_atom("a"), 30)), 25), Bytes(13)});
   expect_tags({
@@ -85,12 +81,12 @@ TEST(ItemList, RequiredItemsEndWithTheirFirstChild) {
       {"data of 16 bytes", {item("desc", "")}, {"desc="}},
       {"data of 15 bytes", {box("desc", box("data", Bytes(7)))}, {}},
       {"data of 8 bytes", {box("desc", box("data"))}, {}},
-      {"no child: the next item is taken for one", {box("desc"), item("cprt", "lost")}, {}},
+      {"no child: the next item is read as one", {box("desc"), item("cprt", "lost")}, {}},
       {"child beyond its item", {child_beyond_item}, {"desc=a" + std::string(13, '\0')}},
   });
 }
 
-TEST(ItemList, NumbersKeepWhatTheirValueHolds) {
+TEST(ItemList, NumbersHaveWhatTheirValueHolds) {
   for (const std::string type : {"trkn", "disk"}) {
     for (size_t size = 0; size < 12; ++size) {
       const Bytes whole = {0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
@@ -101,7 +97,7 @@ TEST(ItemList, NumbersKeepWhatTheirValueHolds) {
   }
 }
 
-TEST(ItemList, FreeFormItemsAreKeptByOneNameAlone) {
+TEST(ItemList, KeptFreeFormItemsAreStoredByOneNameAlone) {
   const auto atom = [](const char* type, std::string_view text) {
     return full_box(type, 0, 0, Fields().text(text).bytes);
   };
@@ -123,19 +119,19 @@ TEST(ItemList, FreeFormItemsAreKeptByOneNameAlone) {
       {"value too short", freeform({mean, name, box("data", Bytes(7))}), {}},
       {"empty", freeform({}), {}},
       {"5 bytes", freeform({Bytes(5)}), {}},
-      // Required: of an unknown atom 8 bytes are passed over, so that what it holds is read as the next atom.
+      // Of an unknown atom 8 bytes are skipped, so its contents are read as the next atom.
       {"unknown atom of size 0", freeform({header(0, "abcd")}), {}},
       {"unknown atom first, of a wrong size", freeform({header(3, "abcd"), name, data}), {"gnid=v"}},
       {"atoms inside an unknown one", freeform({mean, box("abcd", concat({name, data}))}), {"gnid=v"}},
-      {"the rest of a longer name is no atom", freeform({mean, atom("name", "gnid and more"), data}), {}},
-      {"unless it ends where one may begin",
+      {"the rest of a longer name is not an atom", freeform({mean, atom("name", "gnid and more"), data}), {}},
+      {"unless it ends where an atom begins",
        freeform({mean, atom("name", "gnid8bytes  "), data}),
        {"gnid=v"}},
   });
 }
 
-// All of these fail the open with one status, and are explained by another.
-TEST(ItemList, RequiredDamageInsideFailsTheOpen) {
+// All of these fail the open with one status, and have another in the explanation.
+TEST(ItemList, KeptDamageInsideFailsTheOpen) {
   // Paths below moov/udta/meta.
   const std::vector<std::pair<std::string, Bytes>> cases = {
       {"", box("meta", Bytes(2))},
@@ -161,8 +157,8 @@ TEST(ItemList, RequiredDamageInsideFailsTheOpen) {
   }
 }
 
-// Whatever byte of an item the file ends in, the item is named.
-TEST(ItemList, CutItemsAreNamed) {
+// At whatever byte of an item the file ends.
+TEST(ItemList, TruncatedItemIsNamedInTheError) {
   for (const Bytes& last : {item("covr", "value"), freeform_item("mean", "gnid", "v")}) {
     const Bytes whole = with_items({last});
     for (size_t left = 8; left < last.size(); ++left) {
@@ -177,9 +173,9 @@ TEST(ItemList, CutItemsAreNamed) {
   }
 }
 
-// Required: a meta inside meta is opened in place, and only 4 of its first 12 bytes count. It is understood
-// where it and all boxes around it tell 8 bytes less than they have; a well-formed file does not.
-TEST(ItemList, RequiredMetaInsideMetaCountsFourBytes) {
+// A meta inside meta is opened in place, and only 4 of its first 12 bytes count. It is understood where it
+// and all boxes around it claim 8 bytes less than they have; a well-formed file is not.
+TEST(ItemList, KeptMetaInsideMetaCountsFourBytes) {
   const Bytes inner = item_list_meta({item("\251nam", "inner")});
   const Bytes well_formed = with_user_data(full_box("meta", 0, 0, inner));
   EXPECT_EQ(OpenedMovie(well_formed).status, P3GPP_ERR_GENERIC);
@@ -192,7 +188,7 @@ TEST(ItemList, RequiredMetaInsideMetaCountsFourBytes) {
   P3gppTag name{};
   ASSERT_EQ(P3GPP_GetTag(movie.file, P3GPP_TAG_ITEM_NAME, &name), P3GPP_OK);
   EXPECT_EQ(text_of(name.text), "inner");
-  EXPECT_EQ(load_be32(movie.source.bytes, name.offset), name.size) << "its true place";
+  EXPECT_EQ(load_be32(movie.source.bytes, name.offset), name.size) << "its true offset";
 }
 
 TEST(ItemList, LaterListsReplaceItemByItem) {

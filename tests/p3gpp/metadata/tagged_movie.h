@@ -1,6 +1,5 @@
-// Files with tags, and what the parser tells of them as one text a tag.
-#ifndef ZDR_TESTS_P3GPP_TAGGED_MOVIE_H
-#define ZDR_TESTS_P3GPP_TAGGED_MOVIE_H
+// Files with tags, and what the parser reports of them, as one text per tag.
+#pragma once
 
 #include <string>
 #include <vector>
@@ -22,35 +21,35 @@ inline std::string text_of(const P3gppBytes& bytes) {
   return {reinterpret_cast<const char*>(bytes.bytes), bytes.length};
 }
 
-// What the tag has beside type and language, parts joined by "|".
+// The value of the tag, its parts joined by "|".
 inline std::string tag_value(const P3gppTag& tag) {
-  std::string all = text_of(tag.text);
-  const auto add = [&](const std::string& part) { all += "|" + part; };
-  const auto& location = tag.u.location;
+  const auto joined = [](std::string text, const std::vector<uint64_t>& numbers) {
+    for (const uint64_t number : numbers) text += "|" + std::to_string(number);
+    return text;
+  };
+  const std::string text = text_of(tag.text);
+  const auto& u = tag.u;
+  std::string keywords = std::to_string(u.keywords.claimed_count);
   switch (tag.tag) {
     case P3GPP_TAG_RATING:
-      return all + "|" + tag.u.rating.entity + "|" + tag.u.rating.criteria;
+      return text + "|" + u.rating.entity + "|" + u.rating.criteria;
     case P3GPP_TAG_CLASSIFICATION:
-      for (const uint32_t number : {tag.u.classification.entity, uint32_t{tag.u.classification.table_index}})
-        add(std::to_string(number));
-      return all;
+      return joined(text, {u.classification.entity, u.classification.table_index});
     case P3GPP_TAG_KEYWORDS:
-      for (uint32_t i = 0; i < tag.u.keywords.count; ++i) add(text_of(tag.u.keywords.list[i]));
-      return std::to_string(tag.u.keywords.claimed_count) + all;
+      for (uint32_t i = 0; i < u.keywords.count; ++i) keywords += "|" + text_of(u.keywords.list[i]);
+      return keywords;
     case P3GPP_TAG_LOCATION:
-      for (const uint32_t number :
-           {uint32_t{location.role}, location.longitude, location.latitude, location.altitude})
-        add(std::to_string(number));
-      return all + "|" + text_of(location.astronomical_body) + "|" + text_of(location.notes);
+      return joined(text, {u.location.role, u.location.longitude, u.location.latitude, u.location.altitude}) +
+             "|" + text_of(u.location.astronomical_body) + "|" + text_of(u.location.notes);
     case P3GPP_TAG_ALBUM:
-      return all + "|" + std::to_string(tag.u.album_track);
+      return joined(text, {u.album_track});
     case P3GPP_TAG_YEAR:
-      return std::to_string(tag.u.year);
+      return std::to_string(u.year);
     case P3GPP_TAG_ITEM_TRACK:
     case P3GPP_TAG_ITEM_DISC:
-      return std::to_string(tag.u.position.number) + "/" + std::to_string(tag.u.position.total);
+      return std::to_string(u.position.number) + "/" + std::to_string(u.position.total);
     default:
-      return all;
+      return text;
   }
 }
 
@@ -66,5 +65,3 @@ inline std::vector<std::string> all_tags(const OpenedMovie& movie) {
 }
 
 }  // namespace zdr::test
-
-#endif

@@ -1,4 +1,4 @@
-// Looking at the boxes of a file: after an open, and while it runs.
+// The view of the boxes of a file: after an open, and during one.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 
-TEST(BoxView, ShowsEveryKeptBoxOnceWhereTheFileHasIt) {
+TEST(BoxView, ShowsEveryStoredBoxOnceAtItsOffset) {
   TrackDescription track = avc_track(4);
   track.edits = {{.segment_duration = 500, .media_time = -1}};
   track.sample_entries.insert(track.sample_entries.begin(), plain_entry("abcd"));
@@ -44,7 +44,7 @@ TEST(BoxView, ShowsEveryKeptBoxOnceWhereTheFileHasIt) {
       {"moov/trak[1]/udta/hnti/sdp ", "sdp=v=0"},
       {"moov/trak[1]/udta/hinf/maxr", "period_ms=7 bytes=700"},
       {"moov/trak[1]/udta/hinf/payt", "payload_number=96 rtpmap=H263/90k"},
-      {"moov/udta/titl", "language=" + std::to_string(packed_language("eng")) + " text=" + utf8("titl")},
+      {"moov/udta/titl", "language=5575 text=" + utf8("titl")},
       {"moov/udta/kywd", "language=5575 keyword_count=2 [1] keyword=one [2] keyword=two"},
       {"moov/udta/meta/ilst/\\xA9nam", "value=name"},
       {"moov/udta/meta/ilst/cpil", "value=01"},
@@ -58,7 +58,7 @@ TEST(BoxView, ShowsEveryKeptBoxOnceWhereTheFileHasIt) {
   EXPECT_EQ(shown.find("moov/trak[1]/mdia/minf/dinf/dref/url [1]")->header.flags, 1u);
 }
 
-TEST(BoxTrace, ShowsWhatWasReadBeforeAnOpenFailed) {
+TEST(BoxTrace, ShowsTheBoxesReadBeforeAnOpenFailed) {
   TrackDescription track = amr_track(3);
   track.appended["stbl"] = header(5, "junk");
   ShownBoxes shown;
@@ -80,7 +80,7 @@ TEST(BoxTrace, ShowsWhatWasReadBeforeAnOpenFailed) {
   EXPECT_EQ(shown.fields(stbl + "/stsz"), "default_size=0 sample_count=3");
 }
 
-TEST(BoxTrace, ShowsWhatIsPassedOverToo) {
+TEST(BoxTrace, ShowsSkippedAndRefusedBoxes) {
   TrackDescription video = avc_track(1);
   video.sample_entries.insert(video.sample_entries.begin(), plain_entry("abcd"));
   video.appended["stbl"] = box("stdp");
@@ -94,7 +94,7 @@ TEST(BoxTrace, ShowsWhatIsPassedOverToo) {
           .bytes;
   ShownBoxes shown;
   P3gppBoxVisitor visitor = shown.visitor();
-  visitor.field = nullptr;  // nobody asks for fields
+  visitor.field = nullptr;  // may be null
   EXPECT_EQ(OpenedMovie(file, &visitor).status, P3GPP_ERR_GENERIC);
   const std::string stbl = "moov/trak[1]/mdia/minf/stbl";
   const std::string ilst = "moov/udta/meta/ilst";

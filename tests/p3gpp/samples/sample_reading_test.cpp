@@ -3,22 +3,21 @@
 
 #include <algorithm>
 
-#include "lookup_answers.h"
-#include "track_file.h"
+#include "tests/p3gpp/samples/track_file.h"
 
 namespace zdr::test {
 namespace {
 
 constexpr size_t kFileSize = 4096;
-constexpr uint64_t kMedia = 2048;  // well inside the media of a file of that size
+constexpr uint64_t kMedia = 2048;  // inside the media of such a file
 
-TrackTables two_chunks() {
-  TrackTables tables;
-  tables.sizes = {10, 0, 30, 40, 50, 60};
-  tables.stts = {{6, 100}};
-  tables.stsc = {{1, 3, 1}, {2, 3, 2}};
-  tables.chunk_offsets = {kMedia, kMedia + 1000};
-  return tables;
+// Six samples of 10 to 60 bytes, but for an empty one, in two chunks.
+TrackDescription two_chunks(uint32_t first_size = 10, uint64_t second_chunk = kMedia + 1000) {
+  return raw_track(6, 0,
+                   {{"stts", stts({{6, 100}})},
+                    {"stsz", stsz({first_size, 0, 30, 40, 50, 60})},
+                    {"stsc", stsc({{1, 3, 1}, {2, 3, 2}})},
+                    {"stco", stco({kMedia, second_chunk})}});
 }
 
 struct Read {
@@ -32,7 +31,7 @@ struct Read {
   int32_t status;
 };
 
-TEST(SampleReading, OneReadASampleAndNoneForALocationOrAnEmptySample) {
+TEST(SampleReading, TakesOneReadPerSampleAndNoneForALocationOrAnEmptySample) {
   OpenTrack track(two_chunks(), kFileSize);
   std::vector<MemorySource::Read> reads;
   track.source().log = &reads;
@@ -49,11 +48,9 @@ TEST(SampleReading, OneReadASampleAndNoneForALocationOrAnEmptySample) {
   EXPECT_EQ(result.bytes[40], 0xEE) << "written past the sample";
 }
 
-TEST(SampleReading, WhatCannotBeReadFailsWithItsPlaceFilledIn) {
-  TrackTables tables = two_chunks();
-  tables.chunk_offsets[1] = kFileSize - 70;  // sample 5 is cut off, sample 6 lies behind the end
-  tables.sizes[0] = 0x80000000;              // more than a signed count can hold
-  OpenTrack track(tables, kFileSize);
+TEST(SampleReading, SamplePastTheEndOfTheFileIsLocatedAndNotRead) {
+  // Sample 5 is truncated, sample 6 is past the end; sample 1 is larger than a signed count can hold.
+  OpenTrack track(two_chunks(0x80000000, kFileSize - 70), kFileSize);
   for (const uint32_t number : {5u, 6u}) {
     const Read result(track, number);
     EXPECT_EQ(result.status, P3GPP_ERR_READ);
@@ -68,53 +65,50 @@ TEST(SampleReading, WhatCannotBeReadFailsWithItsPlaceFilledIn) {
   EXPECT_EQ(Read(track, 7).status, P3GPP_ERR_OUT_OF_RANGE);
 }
 
-TEST(SampleReading, ASampleLargerThanTheBufferIsLocatedAndNotRead) {
+TEST(SampleReading, SampleLargerThanTheBufferIsLocatedAndNotRead) {
   OpenTrack track(two_chunks(), kFileSize);
-  Bytes bytes(64, 0xEE);
-  P3gppSample sample{};
-  sample.number = 4;
-  sample.buffer = bytes.data();
-  EXPECT_EQ(P3GPP_ReadSampleBounded(track.get(), &sample, 39), P3GPP_ERR_READ);
-  EXPECT_EQ(bytes[0], 0xEE);
-  EXPECT_EQ(sample.size, 40u);
-  EXPECT_EQ(P3GPP_ReadSampleBounded(track.get(), &sample, 40), P3GPP_OK);
-  EXPECT_EQ(bytes[39], track.source().bytes[kMedia + 1039]);
+  for (const uint32_t capacity : {39u, 40u}) {
+    Bytes bytes(capacity, 0xEE);
+    P3gppSample sample{};
+    sample.number = 4;
+    sample.buffer = bytes.data();
+    EXPECT_EQ(P3GPP_ReadSampleBounded(track.get(), &sample, capacity),
+              capacity == 40 ? P3GPP_OK : P3GPP_ERR_READ);
+    EXPECT_EQ(bytes[38], capacity == 40 ? track.source().bytes[kMedia + 1038] : 0xEE);
+    EXPECT_EQ(sample.size, 40u);
+  }
 }
 
-TEST(SampleReading, OnlyAnEmptyEditInALongerListShiftsAndOnlyTheDecodingTimeByRequirement) {
+TEST(SampleReading, KeptOnlyAnEmptyEditInALongerListShiftsAndOnlyTheDecodingTime) {
   const std::vector<std::tuple<const char*, std::vector<Edit>, uint32_t>> cases = {
       {"no list", {}, 0},
       {"a single empty edit", {{1000, -1}}, 0},
-      {"delay, then media", {{1000, -1}, {500, 0}}, 1000},  // movie units, as they stand
+      {"delay, then media", {{1000, -1}, {500, 0}}, 1000},  // movie units, unconverted
       {"no empty edit", {{1000, 0}, {500, 20}}, 0},
       {"the first of two", {{5, 0}, {70, -1}, {900, -1}}, 70},
       {"wraps", {{0xFFFFFF00, -1}, {5, 0}}, 0xFFFFFF00},
   };
   for (const auto& [name, edits, shift] : cases) {
     SCOPED_TRACE(name);
-    TrackTables tables = two_chunks();
-    tables.edits = edits;
-    OpenTrack track(tables, kFileSize);
+    TrackDescription description = two_chunks();
+    description.edits = edits;
+    OpenTrack track(description, kFileSize);
     const Read result(track, 4);
     EXPECT_EQ(result.sample.decoding_time, 300 + shift);
     EXPECT_EQ(result.sample.composition_time, 300u);
-    EXPECT_EQ(LookupAnswers(track)('d', 4), std::to_string(300 + shift) + ":300");
-    EXPECT_EQ(LookupAnswers(track)('t', 250), "2@100") << "a search for a time knows no shift";
+    EXPECT_EQ(track.lookup('d', 4), std::to_string(300 + shift) + ":300");
+    EXPECT_EQ(track.lookup('t', 250), "2@100") << "a search for a time ignores the shift";
   }
 }
 
-TEST(SampleReading, AFailedReadLeavesTheNextTryIntact) {
-  TrackTables tables = plain_tables(2000, 5);
-  tables.stts.assign(2000, {1u, 1u});
-  tables.chunk_offsets = {kMedia};
-  OpenTrack track(tables, 40960);
+TEST(SampleReading, FailedReadDoesNotAffectTheNextOne) {
+  OpenTrack track(raw_track(2000, 5, {{"stts", stts(Runs(2000, {1, 1}))}, {"stco", stco({kMedia})}}), 40960);
   uint32_t failures = 0;
   for (uint32_t number = 1; number <= 2000; ++number) {
     // The sample's own read, or that of one of the tables before it.
     track.source().failing_read = track.source().read_count + 1 + number % 3;
     failures += Read(track, number).status == P3GPP_ERR_READ;
     track.source().failing_read = 0;
-    // Nor what was in reach before it.
     for (const uint32_t each : {std::max(number, 2u) - 1, number}) {
       const Read result(track, each);
       ASSERT_EQ(result.status, P3GPP_OK);

@@ -1,63 +1,63 @@
-// Finding and opening tracks: what is missing, the cache budget, counts and records.
+// Finding and opening tracks: missing boxes and tables, the cache budget, counts and records.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "track_file.h"
+#include <numeric>
+
+#include "tests/p3gpp/samples/track_file.h"
 
 namespace zdr::test {
 namespace {
 
 using Numbers = std::vector<uint32_t>;
-using Statuses = std::vector<int32_t>;
 
-TEST(TrackAccess, EachMissingBoxHasItsStatus) {
-  for (const auto& [omitted, open_track, track_info] : std::vector<std::tuple<const char*, int32_t, int32_t>>{
-           {"", P3GPP_OK, P3GPP_OK},
-           {"tkhd", P3GPP_ERR_NO_TRACK, P3GPP_ERR_NO_TRACK},
-           {"mdia", P3GPP_ERR_NO_MDIA, P3GPP_ERR_NO_MDIA},
-           {"mdhd", P3GPP_ERR_NO_MDHD_OR_HDLR, P3GPP_ERR_NO_MDHD_OR_HDLR},
-           {"hdlr", P3GPP_ERR_NO_MDHD_OR_HDLR, P3GPP_ERR_NO_MDHD_OR_HDLR},
-           {"minf", P3GPP_ERR_NO_MINF, P3GPP_ERR_NO_MINF},
-           {"stbl", P3GPP_ERR_NO_STBL, P3GPP_ERR_NO_STBL},
-           {"stsc", P3GPP_ERR_NO_TABLE, P3GPP_OK},
-           {"stsd", P3GPP_OK, P3GPP_ERR_NO_TABLE},
-           {"stsz", P3GPP_OK, P3GPP_ERR_NO_TABLE},
+TEST(TrackAccess, KeptEachMissingBoxHasItsStatus) {
+  struct Case {
+    const char* omitted;
+    int32_t open_status;
+    int32_t info_status;
+    const char* calls;  // largest size, bitrate, then lookups; null where the track does not open
+  };
+  constexpr const char* kComplete = "16 0 o1=0:16:1:0:0 d1=0:0 t1=1@0 s1=1 f1=2";
+  for (const auto& [omitted, open_status, info_status, calls] : std::initializer_list<Case>{
+           {"", P3GPP_OK, P3GPP_OK, kComplete},
+           {"tkhd", P3GPP_ERR_NO_TRACK, P3GPP_ERR_NO_TRACK, nullptr},
+           {"mdia", P3GPP_ERR_NO_MDIA, P3GPP_ERR_NO_MDIA, nullptr},
+           {"mdhd", P3GPP_ERR_NO_MDHD_OR_HDLR, P3GPP_ERR_NO_MDHD_OR_HDLR, nullptr},
+           {"hdlr", P3GPP_ERR_NO_MDHD_OR_HDLR, P3GPP_ERR_NO_MDHD_OR_HDLR, nullptr},
+           {"minf", P3GPP_ERR_NO_MINF, P3GPP_ERR_NO_MINF, nullptr},
+           {"stbl", P3GPP_ERR_NO_STBL, P3GPP_ERR_NO_STBL, nullptr},
+           {"stsc", P3GPP_ERR_NO_TABLE, P3GPP_OK, nullptr},
+           {"stsd", P3GPP_OK, P3GPP_ERR_NO_TABLE,
+            "-7047 -6001 o1=0:16:1:0:0 d1=0:0 t1=-7047 s1=-7047 f1=-7047"},
+           {"stsz", P3GPP_OK, P3GPP_ERR_NO_TABLE, "-7047 -6001 o1=-7047 d1=-7047 t1=-7047 s1=-7047 f1=-7047"},
+           {"stts", P3GPP_OK, P3GPP_OK, "16 0 o1=-7047 d1=-7047 t1=-7047 s1=1 f1=2"},
+           {"stco", P3GPP_OK, P3GPP_OK, "16 0 o1=-7047 d1=0:0 t1=1@0 s1=1 f1=2"},
        }) {
     SCOPED_TRACE(omitted);
-    TrackTables tables;
-    tables.omit = {omitted};
-    const OpenTrack track(tables);
-    EXPECT_EQ(track.status(), open_track);
+    const TrackDescription description = raw_track(10, 16, {{omitted, {}}});
+    const OpenTrack track(description);
+    EXPECT_EQ(track.status(), open_status);
     P3gppTrackInfo* info = nullptr;
-    EXPECT_EQ(P3GPP_GetTrackInfo(track.file(), 1, &info), track_info);
-    EXPECT_EQ(info != nullptr, track_info == P3GPP_OK);
-    // The tracks of this file have no entry in their sample description.
-    const int32_t decoder_info = track_info == P3GPP_OK ? P3GPP_ERR_NO_TABLE : track_info;
-    EXPECT_EQ(DecoderInfo(track.file(), 1).status, decoder_info);
+    EXPECT_EQ(P3GPP_GetTrackInfo(track.file(), 1, &info), info_status);
+    EXPECT_EQ(info != nullptr, info_status == P3GPP_OK);
     if (info != nullptr) info->release(info);
-  }
-}
-
-TEST(TrackAccess, AMissingTableFailsTheOperationsThatNeedIt) {
-  for (const auto& [omitted, calls, size_status, bitrate_status] :
-       std::vector<std::tuple<const char*, std::string, int32_t, int32_t>>{
-           {"stsz", "o1=-7047 d1=-7047 t1=-7047 s1=-7047 f1=-7047", P3GPP_ERR_NO_TABLE, P3GPP_ERR_GENERIC},
-           {"stsd", "o1=0:16:1:0:0 d1=0:0 t1=-7047 s1=-7047 f1=-7047", P3GPP_ERR_NO_TABLE, P3GPP_ERR_GENERIC},
-           {"stts", "o1=-7047 d1=-7047 t1=-7047 s1=1 f1=2", P3GPP_OK, P3GPP_OK},
-           {"stco", "o1=-7047 d1=0:0 t1=1@0 s1=1 f1=2", P3GPP_OK, P3GPP_OK}}) {
-    TrackTables tables;
-    tables.omit = {omitted};
-    EXPECT_EQ(replayed(tables, calls), calls) << omitted;
-    const OpenTrack track(tables);
+    // The tracks of this file have no entry in their sample description.
+    EXPECT_EQ(DecoderInfo(track.file(), 1).status,
+              info_status == P3GPP_OK ? P3GPP_ERR_NO_TABLE : info_status);
+    if (calls == nullptr) continue;
     uint32_t size = 0;
     float bitrate = 0;
-    EXPECT_EQ(P3GPP_GetMaxSampleSize(track.get(), &size), size_status) << omitted;
-    EXPECT_EQ(P3GPP_GetBitrate(track.get(), &bitrate), bitrate_status) << omitted;
+    const int32_t size_status = P3GPP_GetMaxSampleSize(track.get(), &size);
+    const std::string results =
+        std::to_string(size_status == P3GPP_OK ? static_cast<int32_t>(size) : size_status) + ' ' +
+        std::to_string(P3GPP_GetBitrate(track.get(), &bitrate)) + ' ';
+    EXPECT_EQ(results + replayed(description, std::string(calls).substr(results.size())), calls);
   }
 }
 
-// Of every operation, codes beyond their ranges included.
-TEST(TrackAccess, MissingArgumentsAreRefused) {
-  OpenTrack opened((TrackTables()));
+TEST(TrackAccess, NullArgumentsAndUnknownCodesAreRefused) {
+  OpenTrack opened(raw_track());
   P3gppTrack* const track = opened.get();
   P3gppFile* const file = opened.file();
   FMGR_Descriptor& descriptor = opened.source().descriptor;
@@ -67,42 +67,43 @@ TEST(TrackAccess, MissingArgumentsAreRefused) {
   P3gppFile* another = nullptr;
   P3gppTag tag{};
   const P3gppBoxVisitor no_visitor{};
-  const Statuses statuses = {P3GPP_GetMovieInfo(file, nullptr),
-                             P3GPP_GetTrackCounts(file, nullptr),
-                             P3GPP_GetTrackIds(file, 0, nullptr, &b),
-                             P3GPP_GetTrackIds(file, 0, &a, nullptr),
-                             P3GPP_GetTrackInfo(file, 1, nullptr),
-                             P3GPP_GetDecoderInfo(file, 1, nullptr, 1),
-                             P3GPP_OpenTrack(file, nullptr, 1, 100),
-                             P3GPP_OpenTrack(file, &handle, 99, 0),  // before the ID is looked at
-                             P3GPP_CloseTrack(nullptr),
-                             P3GPP_GetMaxSampleSize(track, nullptr),
-                             P3GPP_ReadSample(track, nullptr),
-                             P3GPP_GetSampleTime(track, 1, nullptr, &b),
-                             P3GPP_GetSampleTime(track, 1, &a, nullptr),
-                             P3GPP_TimeToSample(track, nullptr, &b),
-                             P3GPP_TimeToSample(track, &a, nullptr),
-                             P3GPP_FindSyncSample(track, nullptr, 1),
-                             P3GPP_IsSyncSample(track, 1, nullptr),
-                             P3GPP_GetHintInfo(file, 1, nullptr),
-                             P3GPP_GetId3Location(file, nullptr),
-                             P3GPP_GetTag(file, 0, &tag),
-                             P3GPP_GetTag(file, P3GPP_TAG_COUNT + 1, &tag),
-                             P3GPP_GetTag(file, 1, nullptr),
-                             P3GPP_WalkBoxes(file, nullptr),
-                             P3GPP_WalkBoxes(file, &no_visitor),
-                             P3GPP_OpenTraced(&another, &descriptor, nullptr, nullptr, &no_visitor),
-                             P3GPP_Open(nullptr, &descriptor, nullptr),
-                             P3GPP_Open(&another, nullptr, nullptr),
-                             P3GPP_Close(nullptr)};
-  EXPECT_EQ(statuses, Statuses(statuses.size(), P3GPP_ERR_BAD_ARGUMENT));
+  const std::vector<int32_t> statuses = {
+      P3GPP_GetMovieInfo(file, nullptr),
+      P3GPP_GetTrackCounts(file, nullptr),
+      P3GPP_GetTrackIds(file, 0, nullptr, &b),
+      P3GPP_GetTrackIds(file, 0, &a, nullptr),
+      P3GPP_GetTrackInfo(file, 1, nullptr),
+      P3GPP_GetDecoderInfo(file, 1, nullptr, 1),
+      P3GPP_OpenTrack(file, nullptr, 1, 100),
+      P3GPP_OpenTrack(file, &handle, 99, 0),  // checked before the ID
+      P3GPP_CloseTrack(nullptr),
+      P3GPP_GetMaxSampleSize(track, nullptr),
+      P3GPP_ReadSample(track, nullptr),
+      P3GPP_GetSampleTime(track, 1, nullptr, &b),
+      P3GPP_GetSampleTime(track, 1, &a, nullptr),
+      P3GPP_TimeToSample(track, nullptr, &b),
+      P3GPP_TimeToSample(track, &a, nullptr),
+      P3GPP_FindSyncSample(track, nullptr, 1),
+      P3GPP_IsSyncSample(track, 1, nullptr),
+      P3GPP_GetHintInfo(file, 1, nullptr),
+      P3GPP_GetId3Location(file, nullptr),
+      P3GPP_GetTag(file, 0, &tag),
+      P3GPP_GetTag(file, P3GPP_TAG_COUNT + 1, &tag),
+      P3GPP_GetTag(file, 1, nullptr),
+      P3GPP_WalkBoxes(file, nullptr),
+      P3GPP_WalkBoxes(file, &no_visitor),
+      P3GPP_OpenTraced(&another, &descriptor, nullptr, nullptr, &no_visitor),
+      P3GPP_Open(nullptr, &descriptor, nullptr),
+      P3GPP_Open(&another, nullptr, nullptr),
+      P3GPP_Close(nullptr)};
+  EXPECT_THAT(statuses, testing::Each(P3GPP_ERR_BAD_ARGUMENT));
   P3gppOpenError error{};
   EXPECT_EQ(P3GPP_OpenExplained(&another, &descriptor, nullptr, &error), P3GPP_ERR_OPEN) << "no file manager";
   EXPECT_EQ(error.status, P3GPP_ERR_OPEN);
   EXPECT_EQ(another, nullptr);
 }
 
-TEST(TrackAccess, MovieInfoComesFromTheMovieHeaderWithACopyOfTheObjectDescriptor) {
+TEST(TrackAccess, MovieInfoHasTheMovieHeaderAndACopyOfTheObjectDescriptor) {
   const MovieHeader header{.creation_time = 21, .modification_time = 22, .time_scale = 600, .duration = 6000};
   // An object descriptor without bytes does not replace the one before it.
   const OpenedMovie movie(
@@ -119,8 +120,8 @@ TEST(TrackAccess, MovieInfoComesFromTheMovieHeaderWithACopyOfTheObjectDescriptor
   EXPECT_EQ(P3GPP_GetMovieInfo(bare.file, &info), P3GPP_ERR_NO_MOOV_PAYLOAD);
 }
 
-TEST(TrackAccess, ATrackIsOpenOnceUntilItIsClosed) {
-  OpenedMovie movie(make_file({TrackTables{}}));
+TEST(TrackAccess, TrackIsOpenOnceUntilItIsClosed) {
+  OpenedMovie movie(make_file({raw_track()}));
   P3gppTrack* track = nullptr;
   EXPECT_EQ(P3GPP_OpenTrack(movie.file, &track, 99, 100), P3GPP_ERR_NO_TRACK);
   ASSERT_EQ(P3GPP_OpenTrack(movie.file, &track, 1, 100), P3GPP_OK);
@@ -133,24 +134,25 @@ TEST(TrackAccess, ATrackIsOpenOnceUntilItIsClosed) {
 
 // ---- Caches -----------------------------------------------------------------------------------------------
 
-// The first reads of an opened track are the cache fills, in the order in which the budget is handed out.
-TEST(TrackAccess, TheBudgetIsSharedOutTableByTableByRequirement) {
-  TrackTables tables = plain_tables(5000, 8);
-  tables.stts.assign(5000, {1u, 10u});
-  tables.has_ctts = true;
-  tables.ctts = {{5000, 1}};  // smaller than its share: what it leaves goes on
-  tables.has_stss = true;
-  tables.stsc.clear();
-  for (uint32_t n = 1; n <= 5000; ++n) tables.stss.push_back(n);
-  for (uint32_t n = 1; n <= 5000; ++n) tables.stsc.push_back({n, 1});
-  tables.chunk_offsets.assign(5000, 100);
-  OpenedMovie movie(make_file({tables}));
-  for (const uint32_t asked : {100u, 1024u, 8192u, 24576u}) {
+// The first reads of an open track are the cache fills, in the order in which the budget is shared out.
+TEST(TrackAccess, KeptBudgetIsSharedOutTableByTable) {
+  std::vector<uint32_t> numbers(5000);
+  std::iota(numbers.begin(), numbers.end(), 1);
+  std::vector<ChunkRun> chunks;
+  for (const uint32_t number : numbers) chunks.push_back({number, 1});
+  OpenedMovie movie(
+      make_file({raw_track(5000, 8,
+                           {{"stts", stts(Runs(5000, {1, 10}))},
+                            {"ctts", ctts({{5000, 1}})},  // less than its share: the rest remains
+                            {"stss", stss(numbers)},
+                            {"stsc", stsc(chunks)},
+                            {"stco", stco(std::vector<uint64_t>(5000, 100))}})}));
+  for (const uint32_t budget : {100u, 1024u, 8192u, 24576u}) {
     std::vector<MemorySource::Read> reads;
     movie.source.log = &reads;
     P3gppTrack* track = nullptr;
-    ASSERT_EQ(P3GPP_OpenTrack(movie.file, &track, 1, asked), P3GPP_OK);
-    uint32_t left = std::max(asked, 1024u);
+    ASSERT_EQ(P3GPP_OpenTrack(movie.file, &track, 1, budget), P3GPP_OK);
+    uint32_t left = std::max(budget, 1024u);
     const auto share = [&](uint32_t divisor, uint32_t table_bytes, uint32_t entry_size) {
       const uint32_t granted = std::min(left / divisor, table_bytes);
       left -= granted;
@@ -160,18 +162,17 @@ TEST(TrackAccess, TheBudgetIsSharedOutTableByTableByRequirement) {
                               share(3, 20000, 4), share(2, 60000, 12), share(1, 20000, 4)};
     Numbers actual;
     for (const auto& read : reads) actual.push_back(read.count);
-    EXPECT_EQ(actual, expected) << asked;
+    EXPECT_EQ(actual, expected) << budget;
     P3GPP_CloseTrack(track);
     movie.source.log = nullptr;
   }
 }
 
-TEST(TrackAccess, ReadingInOrderRefillsWholeBlocksAndGoingBackHalfOnes) {
-  TrackTables tables = plain_tables(6000, 8);
-  tables.stsc = {{1, 1}};
-  tables.chunk_offsets.clear();
-  for (uint32_t n = 0; n < 6000; ++n) tables.chunk_offsets.push_back(n * 100);
-  OpenTrack track(tables);  // of 1024 bytes, 84 sizes and 166 chunk offsets
+TEST(TrackAccess, KeptReadingBackwardsRefillsHalfBlocks) {
+  std::vector<uint64_t> offsets;
+  for (uint32_t n = 0; n < 6000; ++n) offsets.push_back(n * 100);
+  // Of 1024 bytes, 84 sizes and 166 chunk offsets.
+  OpenTrack track(raw_track(6000, 8, {{"stsc", stsc({{1, 1}})}, {"stco", stco(offsets)}}));
   const auto refills = [&](bool forward) {
     const uint64_t before = track.source().read_count;
     for (uint32_t i = 1; i <= 6000; ++i) {
@@ -187,28 +188,24 @@ TEST(TrackAccess, ReadingInOrderRefillsWholeBlocksAndGoingBackHalfOnes) {
 // The sizes before a sample in its chunk are not summed again for each sample.
 TEST(TrackAccess, ReadingAChunkInOrderReadsEverySizeOnce) {
   constexpr uint32_t kSamples = 6000;
-  OpenTrack track(plain_tables(kSamples, 8));
-  std::vector<MemorySource::Read> reads;
-  track.source().log = &reads;
+  OpenTrack track(raw_track(kSamples, 8));
+  const uint64_t before = track.source().bytes_read;
   for (uint32_t number = 1; number <= kSamples; ++number)
     ASSERT_EQ(track.offset_of(number), (number - 1) * 8);
-  uint64_t bytes = 0;
-  for (const MemorySource::Read& read : reads) bytes += read.count;
-  EXPECT_LE(bytes, kSamples * 4) << "but for those that the cache was filled with";
+  EXPECT_LE(track.source().bytes_read - before, kSamples * 4);
 }
 
 // ---- Counts and records -----------------------------------------------------------------------------------
 
-TEST(TrackAccess, CountsLeaveTextTracksOutButTheirIdsAreToldByRequirement) {
-  std::vector<TrackTables> tracks;
+TEST(TrackAccess, KeptTextTracksHaveIdsButAreNotCounted) {
+  std::vector<TrackDescription> tracks;
   for (const char* handler :
        {"vide", "soun", "hint", "sdsm", "odsm", "text", "meta", "subt", "soun", "soun", "soun"}) {
-    tracks.emplace_back();
-    tracks.back().id = static_cast<uint32_t>(tracks.size() * 10);
+    tracks.push_back(raw_track());
     tracks.back().handler = handler;
   }
-  tracks[9].omit = {"hdlr"};
-  tracks[10].omit = {"tkhd"};  // counted, but without an ID to tell
+  tracks[9].replaced["hdlr"] = {};
+  tracks[10].replaced["tkhd"] = {};  // counted, but without an ID
   const OpenedMovie movie(make_file(tracks));
   P3gppTrackCounts counts{};
   ASSERT_EQ(P3GPP_GetTrackCounts(movie.file, &counts), P3GPP_OK);
@@ -222,39 +219,40 @@ TEST(TrackAccess, CountsLeaveTextTracksOutButTheirIdsAreToldByRequirement) {
     found.resize(count);
     return found;
   };
-  EXPECT_EQ(ids(P3GPP_TRACK_AUDIO), (Numbers{20, 90}));
-  EXPECT_EQ(ids(P3GPP_TRACK_TEXT), (Numbers{60}));
-  EXPECT_EQ(ids(P3GPP_TRACK_METADATA), (Numbers{70}));
+  EXPECT_EQ(ids(P3GPP_TRACK_AUDIO), (Numbers{2, 9}));
+  EXPECT_EQ(ids(P3GPP_TRACK_TEXT), (Numbers{6}));
+  EXPECT_EQ(ids(P3GPP_TRACK_METADATA), (Numbers{7}));
   EXPECT_EQ(ids(6), Numbers{});
 }
 
 TEST(TrackAccess, TrackInfoNeedsAHandlerWithACode) {
-  TrackTables tables;
-  tables.handler = "subt";
-  auto* info = reinterpret_cast<P3gppTrackInfo*>(&tables);
-  EXPECT_EQ(P3GPP_GetTrackInfo(OpenedMovie(make_file({tables})).file, 1, &info), P3GPP_ERR_UNKNOWN_HANDLER);
+  TrackDescription track =
+      raw_track(10, 16, {{"tkhd", tkhd({.creation_time = 11, .modification_time = 12, .duration = 5000})}});
+  track.handler = "subt";
+  auto* info = reinterpret_cast<P3gppTrackInfo*>(&track);
+  EXPECT_EQ(P3GPP_GetTrackInfo(OpenedMovie(make_file({track})).file, 1, &info), P3GPP_ERR_UNKNOWN_HANDLER);
   EXPECT_EQ(info, nullptr);
-  tables.handler = "meta";
-  ASSERT_EQ(P3GPP_GetTrackInfo(OpenedMovie(make_file({tables})).file, 1, &info), P3GPP_OK);
+  track.handler = "meta";
+  ASSERT_EQ(P3GPP_GetTrackInfo(OpenedMovie(make_file({track})).file, 1, &info), P3GPP_OK);
   EXPECT_EQ((Numbers{info->creation_time, info->modification_time, info->track_duration, info->media_duration,
                      info->time_scale, info->sample_count, info->track_type}),
             (Numbers{11, 12, 5000, 10000, 1000, 10, P3GPP_TRACK_METADATA}));
   info->release(info);
 }
 
-TEST(TrackAccess, BitrateLeavesOutTheLastSampleAndFailsBelowASecondByRequirement) {
+TEST(TrackAccess, KeptBitrateLeavesOutTheLastSampleAndFailsBelowASecond) {
   for (const auto& [duration, time_scale, status, expected] :
        std::vector<std::tuple<uint32_t, uint32_t, int32_t, float>>{{2500, 1000, P3GPP_OK, 9 * 16 * 8 / 2.5F},
                                                                    {1000, 1000, P3GPP_OK, 9 * 16 * 8},
                                                                    {900, 1000, P3GPP_ERR_GENERIC, 0},
                                                                    {0, 1000, P3GPP_ERR_GENERIC, 0},
                                                                    {1000, 0, P3GPP_ERR_GENERIC, 0}}) {
-    TrackTables tables;
-    tables.media_duration = duration;
-    tables.time_scale = time_scale;
-    tables.sizes.back() = 1000000;
+    std::vector<uint32_t> sizes(10, 16);
+    sizes.back() = 1000000;
+    const OpenTrack track(raw_track(
+        10, 0, {{"mdhd", mdhd({.time_scale = time_scale, .duration = duration})}, {"stsz", stsz(sizes)}}));
     float bits_per_second = 99;
-    EXPECT_EQ(P3GPP_GetBitrate(OpenTrack(tables).get(), &bits_per_second), status);
+    EXPECT_EQ(P3GPP_GetBitrate(track.get(), &bits_per_second), status);
     EXPECT_FLOAT_EQ(bits_per_second, expected);
   }
   EXPECT_EQ(P3GPP_GetBitrate(nullptr, nullptr), P3GPP_ERR_GENERIC);
@@ -262,22 +260,20 @@ TEST(TrackAccess, BitrateLeavesOutTheLastSampleAndFailsBelowASecondByRequirement
 
 TEST(TrackAccess, LargestSizeIsFoundAnywhereInALargeTable) {
   for (const uint32_t place : {0u, 70000u, 149999u}) {
-    TrackTables tables = plain_tables(150000, 3);
-    tables.sizes[place] = 0xFFFFFFFF;
+    std::vector<uint32_t> sizes(150000, 3);
+    sizes[place] = 0xFFFFFFFF;
     uint32_t size = 0;
-    EXPECT_EQ(P3GPP_GetMaxSampleSize(OpenTrack(tables).get(), &size), P3GPP_OK);
+    EXPECT_EQ(P3GPP_GetMaxSampleSize(OpenTrack(raw_track(150000, 0, {{"stsz", stsz(sizes)}})).get(), &size),
+              P3GPP_OK);
     EXPECT_EQ(size, 0xFFFFFFFF) << place;
   }
 }
 
-TEST(TrackAccess, TablesThatClaimMoreEntriesThanTheirBoxHoldsFailBehindIt) {
-  TrackTables tables;
-  tables.stts = {{4, 100}};
-  tables.claimed_stts_count = 3;
+TEST(TrackAccess, TableThatClaimsMoreEntriesThanItsBoxHoldsFailsPastThem) {
   const std::string calls = "d4=300:300 d5=-7012 d4=300:300";
-  EXPECT_EQ(replayed(tables, calls), calls);
-  tables.stts.clear();
-  EXPECT_EQ(OpenTrack(tables).status(), P3GPP_ERR_READ) << "not even the first entry is there";
+  EXPECT_EQ(replayed(raw_track(10, 16, {{"stts", stts({{4, 100}}, 3)}}), calls), calls);
+  EXPECT_EQ(OpenTrack(raw_track(10, 16, {{"stts", stts({}, 3)}})).status(), P3GPP_ERR_READ)
+      << "no first entry";
 }
 
 }  // namespace
