@@ -6,13 +6,17 @@
  * Use: FMGR_Init, P3GPP_Open, the queries, P3GPP_OpenTrack for each track to be read, P3GPP_ReadSample and
  * the lookups, P3GPP_CloseTrack, P3GPP_Close, FMGR_Deinit.
  *
- * Errors: every operation returns 0 or a negative P3GPP_ERR_ code (p3gpp_common.h). P3GPP_ERR_BAD_ARGUMENT
- * for a null pointer and P3GPP_ERR_NO_MEMORY are possible everywhere and not repeated below. Units: sample
- * numbers are 1-based; media times are in the track's own time scale, 32-bit. Ownership: handles belong to
- * the parser. Records are filled in place, or allocated by the parser and freed through their own `release`
- * field; each says which. Threads: the library takes no lock. Different tracks may be used from different
- * threads; calls on one track must not overlap, since its handle carries cursors and caches. No call may
- * overlap P3GPP_Close. A lookup may depend on the lookups before it (docs/kept-behaviours.md).
+ * Errors: every operation returns 0 or a negative P3GPP_ERR_ code (p3gpp_common.h). Unless stated otherwise a
+ * null pointer is P3GPP_ERR_BAD_ARGUMENT, and any operation that allocates may return P3GPP_ERR_NO_MEMORY.
+ *
+ * Units: sample numbers are 1-based; media times are in the track's own time scale, 32-bit.
+ *
+ * Ownership: handles belong to the parser. Records are filled in place, or allocated by the parser and freed
+ * through their own `release` field; each says which.
+ *
+ * Threads: the library takes no lock. Different tracks may be used from different threads; calls on one track
+ * must not overlap, since its handle carries cursors and caches. No call may overlap P3GPP_Close. A lookup
+ * may depend on the lookups before it (docs/kept-behaviours.md).
  *
  * Tags, hint information and the view of the boxes are declared in p3gpp_inspect.h, which this header
  * includes.

@@ -9,8 +9,6 @@
 
 #include <stdint.h>
 
-#include "fmgr/fmgr.h"
-
 #ifdef __cplusplus
 #define P3GPP_NOEXCEPT noexcept
 #else

@@ -3,9 +3,9 @@
  * boxes, iTunes-style items, ID3v2), of its hint tracks (ISO/IEC 14496-12, 9.1), and of its boxes in general.
  * Included by p3gpp.h, which opens files; statuses are in p3gpp_common.h.
  *
- * All queries here are read-only and touch no stream, so several threads may call them at once, until
- * P3GPP_Close. Records are filled in place; pointers in them point into the parser and are valid until
- * P3GPP_Close. Texts are the bytes of the file: UTF-8, or UTF-16 with a byte order mark.
+ * All operations but P3GPP_OpenTraced only read the open file in memory and touch no stream, so several
+ * threads may call them at once. Records are filled in place; pointers in them point into the parser and are
+ * valid until P3GPP_Close. Texts are the bytes of the file: UTF-8, or UTF-16 with a byte order mark.
  *
  * Valid as C11 and C++20.
  */

@@ -64,7 +64,7 @@ Status parse_esds(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   auto payload = std::make_unique<EsdsPayload>();
   payload->descriptors = reader.read_bytes(reader.remaining());
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void EsdsPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -79,7 +79,7 @@ Status parse_avcc(BoxReader& reader, BoxNode& node) {
   payload->level = fixed[3];
   payload->nal_length_size_minus_one = fixed[4] & 3;
   payload->parameter_sets = reader.read_bytes(reader.remaining());
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void AvccPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -98,7 +98,7 @@ Status parse_d263(BoxReader& reader, BoxNode& node) {
   payload->level = fields[5];
   payload->profile = fields[6];
   while (reader.status() == P3GPP_OK && reader.remaining() != 0) read_d263_child(reader, node, *payload);
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void D263Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -118,7 +118,7 @@ Status parse_amr(BoxReader& reader, BoxNode& node) {
   payload->mode_set = load_be16(fields.data() + 5);
   payload->mode_change_period = fields[7];
   payload->frames_per_sample = fields[8];
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void AmrPayload::describe(const BoxNode& node, BoxFields& fields) const {
@@ -134,7 +134,7 @@ Status parse_amr_wb_plus(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<AmrWbPlusPayload>();
   payload->vendor = load_be32(fields.data());
   payload->decoder_version = fields[4];
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void AmrWbPlusPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -148,7 +148,7 @@ Status parse_speech_3gpp2(BoxReader& reader, BoxNode& node) {
   payload->vendor = load_be32(fields.data());
   payload->decoder_version = fields[4];
   payload->frames_per_sample = fields[5];
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void Speech3gpp2Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -170,7 +170,7 @@ Status parse_dac3(BoxReader& reader, BoxNode& node) {
   // Kept: codes without a rate give 0.
   if (payload->bit_rate_code < kAc3BitRates.size())
     payload->bit_rate_kbps = kAc3BitRates[payload->bit_rate_code];
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void Ac3Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -186,7 +186,7 @@ Status parse_dec3(BoxReader& reader, BoxNode& node) {
   payload->independent_substreams = bits & 7;
   const size_t count = payload->independent_substreams + size_t{1};
   while (payload->substreams.size() < count) payload->substreams.push_back(read_eac3_substream(reader));
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void Eac3Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {

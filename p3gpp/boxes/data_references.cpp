@@ -18,7 +18,7 @@ Status parse_url(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<UrlPayload>();
   payload->self_contained = is_self_contained(node);
   if (!payload->self_contained) payload->location = reader.read_bytes(reader.remaining());
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 Status parse_urn(BoxReader& reader, BoxNode& node) {
@@ -29,12 +29,12 @@ Status parse_urn(BoxReader& reader, BoxNode& node) {
   const auto terminator = std::find(payload->name.begin(), payload->name.end(), uint8_t{0});
   const auto location = terminator == payload->name.end() ? terminator : terminator + 1;
   payload->location_offset = static_cast<size_t>(location - payload->name.begin());
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 constexpr std::array kDrefChildren{
-    ChildRule{"url ", parse_url, Keep::kList},
-    ChildRule{"urn ", parse_urn, Keep::kList},
+    ChildRule{"url ", parse_url, ChildAction::kList},
+    ChildRule{"urn ", parse_urn, ChildAction::kList},
 };
 constinit const ContainerRule kDrefRule{.type = "dref",
                                         .children = kDrefChildren,

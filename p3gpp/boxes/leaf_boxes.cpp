@@ -26,7 +26,7 @@ Status parse_ftyp(BoxReader& reader, BoxNode& node) {
   std::copy_n(fixed.begin() + 4, 4, payload->minor_version.begin());
   const std::vector<uint8_t> brands = reader.read_bytes(brand_bytes);
   payload->compatible_brands.assign(brands.begin(), brands.end());
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void FtypPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -52,7 +52,7 @@ void IodsPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
 Status parse_tref(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<TrefPayload>();
   payload->bytes = reader.read_bytes(reader.remaining());
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void TrefPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -92,7 +92,7 @@ Status parse_hdlr(BoxReader& reader, BoxNode& node) {
   const auto fields = reader.read_array<8>();  // pre-defined, handler type
   auto payload = std::make_unique<HdlrPayload>();
   std::copy_n(fields.begin() + 4, 4, payload->handler_type.begin());
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void HdlrPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
@@ -109,7 +109,7 @@ Status parse_hmhd(BoxReader& reader, BoxNode& node) {
   payload->average_pdu_size = load_be16(fields.data() + 2);
   payload->max_bitrate = load_be32(fields.data() + 4);
   payload->average_bitrate = load_be32(fields.data() + 8);
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void HmhdPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {

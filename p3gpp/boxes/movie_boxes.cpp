@@ -20,14 +20,14 @@ namespace {
 constexpr std::array kStblChildren{
     in_slot<&StblPayload::stts>("stts", parse_stts),
     in_slot<&StblPayload::ctts>("ctts", parse_ctts),
-    in_slot<&StblPayload::stss>("stss", parse_stss, Keep::kSlotIfPayload),
+    in_slot<&StblPayload::stss>("stss", parse_stss, ChildAction::kSlotIfPayload),
     in_slot<&StblPayload::stsd>("stsd", parse_stsd),
     in_slot<&StblPayload::stsz>("stsz", parse_stsz),
     in_slot<&StblPayload::stsc>("stsc", parse_stsc),
     in_slot<&StblPayload::stco>("stco", parse_stco),
     in_slot<&StblPayload::stsh>("stsh", parse_stsh),
     // Kept: a degradation priority table makes the whole sample table unusable.
-    ChildRule{"stdp", nullptr, Keep::kEndsContainer},
+    ChildRule{"stdp", nullptr, ChildAction::kEndsContainer},
     in_slot<&StblPayload::co64>("co64", parse_co64),
 };
 constinit const ContainerRule kStblRule{
@@ -77,10 +77,10 @@ constinit const ContainerRule kTrakRule{
 
 constexpr std::array kMoovChildren{
     in_slot<&MoovPayload::mvhd>("mvhd", parse_mvhd),
-    in_slot<&MoovPayload::iods>("iods", parse_iods, Keep::kSlotIfPayload),
+    in_slot<&MoovPayload::iods>("iods", parse_iods, ChildAction::kSlotIfPayload),
     in_slot<&MoovPayload::udta>("udta", parse_movie_udta),
     in_slot<&MoovPayload::meta>("meta", parse_movie_meta),
-    ChildRule{"trak", parse_container<kTrakRule>, Keep::kList},
+    ChildRule{"trak", parse_container<kTrakRule>, ChildAction::kList},
 };
 constinit const ContainerRule kMoovRule{
     .type = "moov",

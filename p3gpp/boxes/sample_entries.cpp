@@ -178,11 +178,11 @@ Status parse_bare_entry(BoxReader&, BoxNode&) {
 constexpr auto make_stsd_children() {
   std::array<ChildRule, kSampleEntryRules.size() + 2> rows;
   for (size_t i = 0; i < kSampleEntryRules.size(); ++i) {
-    rows[i] = {kSampleEntryRules[i].type, parse_sample_entry, Keep::kList, nullptr,
+    rows[i] = {kSampleEntryRules[i].type, parse_sample_entry, ChildAction::kList, nullptr,
                kSampleEntryRules[i].rest};
   }
-  rows[kSampleEntryRules.size()] = {"text", parse_bare_entry, Keep::kList};
-  rows[kSampleEntryRules.size() + 1] = {"rtp ", parse_bare_entry, Keep::kList};
+  rows[kSampleEntryRules.size()] = {"text", parse_bare_entry, ChildAction::kList};
+  rows[kSampleEntryRules.size() + 1] = {"rtp ", parse_bare_entry, ChildAction::kList};
   return rows;
 }
 

@@ -84,7 +84,7 @@ Status parse_asset_text(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<AssetTextPayload>();
   payload->language = read_language(reader);
   payload->text = reader.read_rest_as_text();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void AssetTextPayload::fill(P3gppTag& tag) const {
@@ -103,7 +103,7 @@ Status parse_rtng(BoxReader& reader, BoxNode& node) {
   payload->criteria = read_four_characters(reader);
   payload->language = read_language(reader);
   payload->info = reader.read_rest_as_text();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void RtngPayload::fill(P3gppTag& tag) const {
@@ -126,7 +126,7 @@ Status parse_clsf(BoxReader& reader, BoxNode& node) {
   payload->table_index = reader.u16();
   payload->language = read_language(reader);
   payload->info = reader.read_rest_as_text();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void ClsfPayload::fill(P3gppTag& tag) const {
@@ -149,7 +149,7 @@ Status parse_kywd(BoxReader& reader, BoxNode& node) {
   payload->keyword_count = reader.u8();
   payload->bytes = reader.read_rest_as_text();
   split_keywords(*payload);
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void KywdPayload::fill(P3gppTag& tag) const {
@@ -181,7 +181,7 @@ Status parse_loci(BoxReader& reader, BoxNode& node) {
   payload->altitude = body.take_u32();
   payload->astronomical_body = body.take_text();
   payload->notes = body.take_text();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void LociPayload::fill(P3gppTag& tag) const {
@@ -213,7 +213,7 @@ Status parse_albm(BoxReader& reader, BoxNode& node) {
   // Kept: the last byte is the track number, even in a box without one, where it is the NUL of the title.
   payload->title = reader.read_text(reader.remaining() - 1);
   payload->track_number = reader.u8();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void AlbmPayload::fill(P3gppTag& tag) const {
@@ -231,7 +231,7 @@ Status parse_yrrc(BoxReader& reader, BoxNode& node) {
   reader.read_full_box_header(node);
   auto payload = std::make_unique<YrrcPayload>();
   payload->year = reader.u16();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 void YrrcPayload::fill(P3gppTag& tag) const {

@@ -11,33 +11,33 @@ namespace {
 Status parse_sdp(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<SdpPayload>();
   payload->text = reader.read_rest_as_text();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 // A box longer than its number is accepted; a shorter one is P3GPP_ERR_BOX_SIZE.
 Status parse_number32(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<HintNumberPayload>();
   payload->value = reader.u32();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 Status parse_number64(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<HintNumberPayload>();
   payload->value = reader.u64();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 Status parse_maxr(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<HintNumberPayload>();
   payload->value = reader.u32();
   payload->max_rate_bytes = reader.u32();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 Status parse_payt(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<PaytPayload>();
   payload->body = reader.read_rest_as_text();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 template <uint32_t kStatistic>
@@ -45,7 +45,7 @@ constexpr ChildRule in_statistic_slot(std::string_view type, BoxParser parse) {
   constexpr auto slot = [](BoxPayload& payload) -> BoxSlot& {
     return static_cast<HinfPayload&>(payload).statistics[kStatistic];
   };
-  return {type, parse, Keep::kSlot, slot};
+  return {type, parse, ChildAction::kSlot, slot};
 }
 
 constexpr std::array kHinfChildren{

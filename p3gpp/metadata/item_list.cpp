@@ -166,8 +166,8 @@ Status parse_item_list(BoxReader& reader, BoxNode& node) {
 }
 
 constexpr std::array kUserMetaChildren{
-    ChildRule{"ilst", parse_item_list, Keep::kNothing},
-    ChildRule{"meta", nullptr, Keep::kOpensInPlace},
+    ChildRule{"ilst", parse_item_list, ChildAction::kNothing},
+    ChildRule{"meta", nullptr, ChildAction::kOpensInPlace},
 };
 
 constinit const ContainerRule kUserMetaRule{.type = "meta", .children = kUserMetaChildren};

@@ -16,7 +16,7 @@ Status parse_text_item(BoxReader& reader, BoxNode& node) {
   reader.skip(kDataPrefix);
   auto payload = std::make_unique<ItemValuePayload>();
   payload->value = reader.read_rest_as_text();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 Status parse_genre_item(BoxReader& reader, BoxNode& node) {
@@ -38,7 +38,7 @@ Status parse_number_item(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<ItemNumberPayload>();
   payload->number = reader.u16();
   if (reader.remaining() >= 2) payload->total = reader.u16();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 Status parse_bytes_item(BoxReader& reader, BoxNode& node) {

@@ -13,7 +13,7 @@ Status parse_id32(BoxReader& reader, BoxNode& node) {
   payload->language = reader.read_array<2>();
   payload->data_offset = reader.stream_position();
   payload->data_size = reader.remaining();
-  return keep_payload(reader, node, std::move(payload));
+  return store_payload(reader, node, std::move(payload));
 }
 
 constexpr std::array kMovieMetaChildren{

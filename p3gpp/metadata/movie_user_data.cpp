@@ -24,7 +24,7 @@ constexpr std::array kMovieUdtaChildren{
     in_tag_slot<P3GPP_TAG_LOCATION>("loci", parse_loci),
     in_tag_slot<P3GPP_TAG_ALBUM>("albm", parse_albm),
     in_tag_slot<P3GPP_TAG_YEAR>("yrrc", parse_yrrc),
-    ChildRule{"meta", parse_user_meta, Keep::kNothing},
+    ChildRule{"meta", parse_user_meta, ChildAction::kNothing},
 };
 
 // Kept: a last box that does not fit ends the user data quietly; any other error in it fails the open.

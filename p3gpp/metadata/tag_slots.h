@@ -33,7 +33,7 @@ constexpr ChildRule in_tag_slot(std::string_view type, BoxParser parse) {
   constexpr auto slot = [](BoxPayload& payload) -> BoxSlot& {
     return static_cast<MovieUdtaPayload&>(payload).tags[kTag - 1];
   };
-  return {type, parse, Keep::kSlotIfPayload, slot};
+  return {type, parse, ChildAction::kSlotIfPayload, slot};
 }
 
 }  // namespace zdr::p3gpp

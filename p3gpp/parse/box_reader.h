@@ -95,7 +95,7 @@ class BoxReader {
 
 // Ends a parser: moves the record into the node unless the reader failed.
 template <typename Payload>
-Status keep_payload(const BoxReader& reader, BoxNode& node, std::unique_ptr<Payload> payload) {
+Status store_payload(const BoxReader& reader, BoxNode& node, std::unique_ptr<Payload> payload) {
   if (reader.status() == P3GPP_OK) node.payload = std::move(payload);
   return reader.status();
 }

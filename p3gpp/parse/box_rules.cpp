@@ -5,7 +5,7 @@ namespace zdr::p3gpp {
 namespace {
 
 void visit_slots(const ContainerRule& rule, BoxPayload& payload, std::string_view inner_path,
-                 const std::function<void(const KeptChild&)>& visit) {
+                 const std::function<void(const StoredChild&)>& visit) {
   for (const ChildRule& row : rule.children) {
     if (row.slot == nullptr) continue;
     const BoxSlot& child = row.slot(payload);
@@ -16,7 +16,7 @@ void visit_slots(const ContainerRule& rule, BoxPayload& payload, std::string_vie
 
 }  // namespace
 
-void for_each_kept_child(const BoxNode& node, const std::function<void(const KeptChild&)>& visit) {
+void for_each_stored_child(const BoxNode& node, const std::function<void(const StoredChild&)>& visit) {
   const ContainerRule* rule = node.container;
   if (rule == nullptr || node.payload == nullptr) return;
   visit_slots(*rule, *node.payload, {}, visit);

@@ -1,6 +1,6 @@
 // What a container recognises: one declared rule per container, with one row per child type in slot order.
 //
-// The child loop (child_loop.h) reads by these rules, and for_each_kept_child() walks the finished tree by
+// The child loop (child_loop.h) reads by these rules, and for_each_stored_child() walks the finished tree by
 // the same rows. A row names the child's parser and where its node is stored; a child without a row is
 // skipped.
 #pragma once
@@ -20,7 +20,7 @@ namespace zdr::p3gpp {
 using BoxParser = Status (*)(BoxReader& reader, BoxNode& node);
 
 // What becomes of a child once it is parsed.
-enum class Keep : uint8_t {
+enum class ChildAction : uint8_t {
   kSlot,           // its node goes into a slot; a later one of the type replaces it
   kSlotIfPayload,  // the same, but a child whose parser made no payload is dropped
   kList,           // its node is appended to the container's list
@@ -45,7 +45,7 @@ enum class Overrun : uint8_t {
 struct ChildRule {
   std::string_view type;
   BoxParser parse = nullptr;  // null for children that are not parsed
-  Keep keep = Keep::kSlot;
+  ChildAction action = ChildAction::kSlot;
   BoxSlot& (*slot)(BoxPayload& payload) = nullptr;  // kSlot, kSlotIfPayload
   Rest rest = Rest::kSkipped;
 };
@@ -54,10 +54,10 @@ struct ContainerRule {
   std::string_view type;
   std::span<const ChildRule> children;
   std::unique_ptr<BoxPayload> (*make_payload)() = nullptr;
-  BoxList& (*list)(BoxPayload& payload) = nullptr;  // the members kept by kList; enumerated after the slots
-  // True once no further child is wanted; null: read to the end of the container.
+  BoxList& (*list)(BoxPayload& payload) = nullptr;  // the members stored by kList; visited after the slots
+  // True once no further child is needed; null: read to the end of the container.
   bool (*complete)(const BoxPayload& payload) = nullptr;
-  // An unknown child takes an empty place in the list, so that the list keeps the numbering of the file.
+  // An unknown child takes an empty place in the list, so that the list has the numbering of the file.
   bool lists_unknown_children = false;
   // A list member that fails ends the container with success if the list holds one already.
   bool tolerates_later_failure = false;
@@ -69,14 +69,14 @@ struct ContainerRule {
   std::string_view inner_path = {};
 };
 
-struct KeptChild {
+struct StoredChild {
   const BoxNode& node;
   uint32_t ordinal = 0;              // place in a list, from 1; 0 for a child in a slot
   std::string_view inner_path = {};  // containers without a node between the two, "meta/ilst"
 };
 
 // Calls `visit` for every stored child of `node`, in slot order; empty places of lists are skipped.
-void for_each_kept_child(const BoxNode& node, const std::function<void(const KeptChild&)>& visit);
+void for_each_stored_child(const BoxNode& node, const std::function<void(const StoredChild&)>& visit);
 
 // Null for a type without a row.
 const ChildRule* find_child_rule(const ContainerRule& rule, const PathStep& child);
@@ -92,8 +92,8 @@ struct PayloadMember<kMember> {
 };
 
 template <auto kMember>
-constexpr ChildRule in_slot(std::string_view type, BoxParser parse, Keep keep = Keep::kSlot) {
-  return {type, parse, keep, PayloadMember<kMember>::get, Rest::kSkipped};
+constexpr ChildRule in_slot(std::string_view type, BoxParser parse, ChildAction action = ChildAction::kSlot) {
+  return {type, parse, action, PayloadMember<kMember>::get, Rest::kSkipped};
 }
 
 template <typename Payload>

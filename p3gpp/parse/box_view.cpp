@@ -26,7 +26,7 @@ void show(const P3gppBoxVisitor& visitor, const BoxNode& node, const char* path,
   node.payload->describe(node, fields);
 }
 
-std::string child_path(const std::string& parent, const KeptChild& child) {
+std::string child_path(const std::string& parent, const StoredChild& child) {
   std::string path = parent + "/";
   if (!child.inner_path.empty()) path.append(child.inner_path).append("/");
   return path + step_text({.type = child.node.type, .ordinal = child.ordinal}).c_str();
@@ -34,8 +34,8 @@ std::string child_path(const std::string& parent, const KeptChild& child) {
 
 void walk(const BoxNode& node, const std::string& path, const P3gppBoxVisitor& visitor) {
   show(visitor, node, path.c_str(), P3GPP_OK);
-  for_each_kept_child(node,
-                      [&](const KeptChild& child) { walk(child.node, child_path(path, child), visitor); });
+  for_each_stored_child(
+      node, [&](const StoredChild& child) { walk(child.node, child_path(path, child), visitor); });
 }
 
 }  // namespace

@@ -10,10 +10,10 @@ namespace {
 
 // Stores a parsed child where `row` says. Replacing a slot frees the earlier box of the type.
 void store_child(const ContainerRule& rule, const ChildRule& row, BoxNode& node, BoxSlot child) {
-  if (row.keep == Keep::kNothing) return;
-  if (row.keep == Keep::kList) {
+  if (row.action == ChildAction::kNothing) return;
+  if (row.action == ChildAction::kList) {
     rule.list(*node.payload).push_back(std::move(child));
-  } else if (row.keep == Keep::kSlot || child->payload != nullptr) {
+  } else if (row.action == ChildAction::kSlot || child->payload != nullptr) {
     row.slot(*node.payload) = std::move(child);
   }
 }
@@ -140,9 +140,9 @@ bool is_at_end(const ContainerRule& rule, const BoxReader& reader, const BoxNode
 Status read_child(const ContainerRule& rule, const ChildRule* row, BoxReader& reader, BoxNode& node,
                   PathStep& child) {
   if (row == nullptr) return skip_unknown_child(rule, reader, node, child);
-  if (row->keep == Keep::kOpensInPlace) return open_in_place(reader);
+  if (row->action == ChildAction::kOpensInPlace) return open_in_place(reader);
   const size_t listed = rule.list == nullptr ? 0 : rule.list(*node.payload).size();
-  if (row->keep == Keep::kList) child.ordinal = static_cast<uint32_t>(listed + 1);
+  if (row->action == ChildAction::kList) child.ordinal = static_cast<uint32_t>(listed + 1);
   return handle_child(rule, *row, reader, node, child);
 }
 
@@ -153,7 +153,7 @@ Status read_children(const ContainerRule& rule, BoxReader& reader, BoxNode& node
     const Status header = read_child_header(reader, node, child, &overruns);
     if (header != P3GPP_OK) return handle_bad_header(rule, reader, child, overruns, header);
     const ChildRule* row = find_child_rule(rule, child);
-    if (row != nullptr && row->keep == Keep::kEndsContainer) {
+    if (row != nullptr && row->action == ChildAction::kEndsContainer) {
       show_unread_box(reader.context(), child, P3GPP_OK);
       node.payload.reset();  // the box stays in the tree, empty
       return P3GPP_OK;

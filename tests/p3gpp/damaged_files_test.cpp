@@ -79,6 +79,18 @@ TEST(DamagedFiles, ClaimsBeyondTheFileTakeNoMemory) {
   }
 }
 
+// At every byte of the movie box, but for the ID3v2 tag of 3 bytes at its end, which is not read.
+TEST(DamagedFiles, TruncationIsReportedForATruncatedBox) {
+  const Bytes whole = everything();
+  const size_t moov = ftyp().size() + box("moof").size();
+  for (size_t size = moov + 8; size < moov + load_be32(whole, moov) - 3; ++size) {
+    const OpenedMovie movie(Bytes(whole.begin(), whole.begin() + static_cast<int64_t>(size)));
+    ASSERT_EQ(movie.error.status, P3GPP_ERR_READ) << size;
+    ASSERT_LT(movie.error.offset, size) << movie.error.path;
+    ASSERT_GT(movie.error.offset + movie.error.size, size) << movie.error.path;
+  }
+}
+
 // A single fault is reported by the first status that it changes, or changes nothing at all.
 void expect_reported(const ExerciseResult& faulty, const ExerciseResult& sound, const std::string& fault) {
   constexpr int32_t kFaultStatuses[] = {P3GPP_ERR_GENERIC, P3GPP_ERR_NO_MEMORY, P3GPP_ERR_OPEN,

@@ -157,22 +157,6 @@ TEST(ItemList, KeptDamageInsideFailsTheOpen) {
   }
 }
 
-// At whatever byte of an item the file ends.
-TEST(ItemList, TruncatedItemIsNamedInTheError) {
-  for (const Bytes& last : {item("covr", "value"), freeform_item("mean", "gnid", "v")}) {
-    const Bytes whole = with_items({last});
-    for (size_t left = 8; left < last.size(); ++left) {
-      const OpenedMovie cut(Bytes(whole.begin(), whole.end() - static_cast<int64_t>(last.size() - left)));
-      EXPECT_EQ(cut.status, P3GPP_ERR_GENERIC);
-      EXPECT_EQ(cut.error.status, P3GPP_ERR_READ);
-      const std::string name = std::string(cut.error.path).substr(sizeof "moov/udta/meta/ilst");
-      EXPECT_TRUE(name == "covr" || name == "----" || name == "gnid") << name;
-      EXPECT_EQ(cut.error.offset, whole.size() - last.size()) << left;
-      EXPECT_EQ(cut.error.size, last.size()) << left;
-    }
-  }
-}
-
 // A meta inside meta is opened in place, and only 4 of its first 12 bytes count. It is understood where it
 // and all boxes around it claim 8 bytes less than they have; a well-formed file is not.
 TEST(ItemList, KeptMetaInsideMetaCountsFourBytes) {
