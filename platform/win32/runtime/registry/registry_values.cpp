@@ -13,7 +13,7 @@ RegistryValue make_value(DWORD type, const BYTE* data, size_t bytes) {
 // The key that a new value of the path belongs to; it exists.
 RegistryKey* key_to_write(RegistryKey& top, const KeyPath& path) {
   for (const KeyPath& place : places_of(path)) {
-    if (RegistryKey* key = find_key(top, place)) return key;
+    if (RegistryKey* key = find_key(top, place); key != nullptr) return key;
   }
   return &make_key(top, place_for_new_key(path));
 }

@@ -26,9 +26,9 @@ DWORD registry_path(std::string& path) {
     path = named;
     return NO_ERROR;
   }
-  if (const char* data = absolute_variable("XDG_DATA_HOME")) {
+  if (const char* data = absolute_variable("XDG_DATA_HOME"); data != nullptr) {
     path = data;
-  } else if (const char* home = absolute_variable("HOME")) {
+  } else if (const char* home = absolute_variable("HOME"); home != nullptr) {
     path = std::string(home) + "/.local/share";
   } else {
     return ERROR_PATH_NOT_FOUND;

@@ -14,7 +14,7 @@ constexpr WCHAR fold_case(WCHAR unit) noexcept {
   return ascii_upper || latin_upper ? static_cast<WCHAR>(unit + 0x20) : unit;
 }
 
-// An order of names in which those that differ by case only are the same.
+// An order of names in which names that differ only in case are equal.
 struct LessWithoutCase {
   using is_transparent = void;
   constexpr bool operator()(std::u16string_view a, std::u16string_view b) const noexcept {

@@ -13,7 +13,8 @@ namespace zdr::platform {
 namespace {
 
 void at_thread_exit(void*) noexcept {
-  if (const auto abandon = std::exchange(this_thread.abandon_mutexes, nullptr)) abandon();
+  const auto abandon = std::exchange(this_thread.abandon_mutexes, nullptr);
+  if (abandon != nullptr) abandon();
   if (Ref<WaitSignal> ended{std::exchange(this_thread.ended, nullptr)}) ended->set();
 }
 

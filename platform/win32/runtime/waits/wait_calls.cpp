@@ -69,7 +69,7 @@ using namespace zdr::platform;
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) noexcept {
   Pin pin(handle);
-  if (auto* mutex = pin.as<MutexObject>()) return mutex->lock(pin, milliseconds);
+  if (auto* mutex = pin.as<MutexObject>(); mutex != nullptr) return mutex->lock(pin, milliseconds);
   WaitSignal* const signal = signal_of(pin);
   return signal != nullptr ? wait_for_any({&signal, 1}, milliseconds) : fail_wait(ERROR_INVALID_HANDLE);
 }
