@@ -112,33 +112,19 @@ DWORD wait_without_waitv(std::istream& words) {
   return result;
 }
 
-DWORD set_value(const std::string& key, const std::string& text) {
+// KEY TEXT: sets a value of a key in HKEY_CURRENT_USER, which is made if missing.
+DWORD set_value(std::istream& words) {
+  const std::u16string key = wide(next(words));
+  const std::u16string text = wide(next(words));
   HKEY opened = nullptr;
-  RegOpenKeyExW(HKEY_CURRENT_USER, wide(key).c_str(), 0, KEY_SET_VALUE, &opened);
-  const LSTATUS status =
-      RegSetValueExW(opened, u"V", 0, REG_SZ, reinterpret_cast<const BYTE*>(wide(text).c_str()),
-                     static_cast<DWORD>(text.size() * 2 + 2));
+  RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &opened, nullptr);
+  const LSTATUS status = RegSetValueExW(opened, u"V", 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                                        static_cast<DWORD>(text.size() * 2 + 2));
   RegCloseKey(opened);
   return static_cast<DWORD>(status);
 }
 
-// PREFIX COUNT: makes keys.
-DWORD fill_registry(std::istream& words) {
-  const auto prefix = next(words);
-  const int count = next<int>(words);
-  DWORD failures = 0;
-  for (int i = 0; i < count; ++i) {
-    HKEY opened = nullptr;
-    const std::u16string name = wide(prefix + std::to_string(i));
-    const LSTATUS status =
-        RegCreateKeyExW(HKEY_CURRENT_USER, name.c_str(), 0, nullptr, 0, KEY_READ, nullptr, &opened, nullptr);
-    if (status != ERROR_SUCCESS) ++failures;
-    RegCloseKey(opened);
-  }
-  return failures;
-}
-
-// STEP: dies at that step of a change.
+// STEP KEY TEXT: dies at that step of setting the value.
 DWORD die_in_registry(std::istream& words) {
   static int left;
   left = next<int>(words);
@@ -148,7 +134,7 @@ DWORD die_in_registry(std::istream& words) {
         return false;
       },
       nullptr);
-  return set_value("Before", "changed");
+  return set_value(words);
 }
 
 const std::map<std::string, std::function<DWORD(std::istream&)>> kCommands = {
@@ -164,17 +150,8 @@ const std::map<std::string, std::function<DWORD(std::istream&)>> kCommands = {
     {"wait-without-waitv", wait_without_waitv},
     {"session", [](std::istream& words) { return DWORD{platform::set_session(next(words).c_str())}; }},
     {"private-session", [](std::istream&) { return DWORD{platform::set_private_session()}; }},
-    {"registry-fill", fill_registry},
     {"registry-die", die_in_registry},
-    {"registry-set",
-     [](std::istream& words) {
-       const auto key = next(words);
-       return set_value(key, next(words));
-     }},
-    {"registry-remove",
-     [](std::istream& words) {
-       return static_cast<DWORD>(RegDeleteKeyW(HKEY_CURRENT_USER, wide(next(words)).c_str()));
-     }},
+    {"registry-set", set_value},
 };
 
 }  // namespace

@@ -202,30 +202,23 @@ TEST_F(NamedEvents, CreationAndLastCloseMayRace) {
 }
 
 // In children, because a process can choose its session only before its first named event.
-TEST(Sessions, AreChosenBeforeTheFirstNamedEvent) {
-  ChildProcess mine;
+TEST(Sessions, AreChosenBeforeTheFirstNamedEventAndShareNoEvents) {
+  ChildProcess mine, shared, private_too, elsewhere({"ZDR_SESSION=elsewhere"});
   EXPECT_EQ(mine.ask("session"), "0") << "an empty name";
   EXPECT_EQ(mine.ask("session " + std::string(201, 'x')), "0") << "too long";
-  EXPECT_EQ(mine.ask("private-session"), "1");
   EXPECT_EQ(mine.ask("session " + std::string(200, 'x')), "1");
   EXPECT_EQ(mine.ask("session elsewhere"), "1") << "may still change";
-  EXPECT_EQ(mine.ask("event e SessionEvent"), kCreated);
-  EXPECT_EQ(mine.ask("session default"), "0") << "fixed by the first named event";
-  EXPECT_EQ(mine.ask("private-session"), "0");
-  EXPECT_EQ(mine.ask("session elsewhere"), "1");
-}
-
-TEST(Sessions, ShareEventsWithinThemselvesOnly) {
-  ChildProcess first_private, second_private, shared;
-  ChildProcess other({"ZDR_SESSION=elsewhere"}), other_too({"ZDR_SESSION=elsewhere"});
-  for (ChildProcess* child : {&first_private, &second_private}) ASSERT_EQ(child->ask("private-session"), "1");
-  for (ChildProcess* child : {&first_private, &second_private, &shared, &other}) {
+  EXPECT_EQ(mine.ask("private-session"), "1");
+  EXPECT_EQ(private_too.ask("private-session"), "1");
+  for (ChildProcess* child : {&mine, &shared, &private_too, &elsewhere}) {
     EXPECT_EQ(child->ask("event e SessionEvent"), kCreated);
   }
-  EXPECT_EQ(other_too.ask("event e SessionEvent"), kAlreadyExists);
-  EXPECT_EQ(other.ask("set e"), "1");
-  EXPECT_EQ(shared.ask("poll e"), kTimedOut);
-  EXPECT_EQ(other_too.ask("poll e"), kServed);
+  EXPECT_EQ(mine.ask("session default"), "0") << "fixed by the first named event";
+  EXPECT_EQ(mine.ask("private-session"), "0");
+  EXPECT_EQ(elsewhere.ask("session elsewhere"), "1") << "where it is already";
+  ChildProcess elsewhere_too;
+  EXPECT_EQ(elsewhere_too.ask("session elsewhere"), "1");
+  EXPECT_EQ(elsewhere_too.ask("event e SessionEvent"), kAlreadyExists);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Conversions against iconv as an independent peer, their arguments, the small helpers, and the debug output.
+#include <gmock/gmock.h>
 #include <iconv.h>
 
 #include <random>
@@ -110,11 +111,10 @@ TEST_F(Text, Windows1252MatchesThePeer) {
 }
 
 TEST_F(Text, TheTerminatorCountsOnlyWhereItIsSearched) {
-  WCHAR text[8];
+  WCHAR text[8] = u"~~~";
   EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab", -1, nullptr, 0), 3);
   EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab", -1, text, 8), 3);
-  EXPECT_EQ(text[2], 0);
-  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab", 2, text, 8), 2);
+  EXPECT_EQ(std::u16string(text), u"ab");
   EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a\0b", 3, text, 8), 3) << "a NUL inside is a character";
   EXPECT_EQ(GetLastError(), kUntouched);
   text[1] = u'~';
@@ -123,28 +123,26 @@ TEST_F(Text, TheTerminatorCountsOnlyWhereItIsSearched) {
 }
 
 TEST_F(Text, BadArgumentsAreRefused) {
-  WCHAR wide_text[8] = u"ab";
+  WCHAR text[8] = u"ab";
   char bytes[8];
   BOOL used = FALSE;
-  const auto widen = [&](UINT page, DWORD flags, LPCSTR source, int count, LPWSTR target, int size) {
-    return MultiByteToWideChar(page, flags, source, count, target, size) == 0 ? GetLastError() : kNoFailure;
+  const auto error_of = [](int count) { return count == 0 ? GetLastError() : kNoFailure; };
+  const DWORD errors[] = {
+      error_of(MultiByteToWideChar(CP_UTF8, 0, "a", 0, text, 8)),
+      error_of(MultiByteToWideChar(CP_UTF8, 0, "a", -2, text, 8)),
+      error_of(MultiByteToWideChar(CP_UTF8, 0, nullptr, -1, text, 8)),
+      error_of(MultiByteToWideChar(CP_UTF8, 0, "a", -1, nullptr, 8)),
+      error_of(MultiByteToWideChar(CP_UTF8, 0, "a", -1, text, -1)),
+      error_of(MultiByteToWideChar(CP_UTF8, 0, reinterpret_cast<char*>(text), 2, text, 8)),
+      error_of(MultiByteToWideChar(437, 0, "a", -1, text, 8)),
+      error_of(WideCharToMultiByte(CP_ACP, 0, text, -1, bytes, 8, nullptr, nullptr)),
+      error_of(WideCharToMultiByte(CP_UTF8, 0, text, -1, bytes, 8, "?", nullptr)),
+      error_of(WideCharToMultiByte(CP_UTF8, 0, text, -1, bytes, 8, nullptr, &used)),
   };
-  const auto narrow = [&](UINT page, DWORD flags, LPCSTR fallback, LPBOOL used_fallback) {
-    const int count = WideCharToMultiByte(page, flags, wide_text, -1, bytes, 8, fallback, used_fallback);
-    return count == 0 ? GetLastError() : kNoFailure;
-  };
-  EXPECT_EQ(widen(CP_UTF8, 0, "a", 0, wide_text, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_UTF8, 0, "a", -2, wide_text, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_UTF8, 0, nullptr, -1, wide_text, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_UTF8, 0, "a", -1, nullptr, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_UTF8, 0, "a", -1, wide_text, -1), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_UTF8, 0, reinterpret_cast<char*>(wide_text), 2, wide_text, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(437, 0, "a", -1, wide_text, 8), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(widen(CP_ACP, 1, "a", -1, wide_text, 8), ERROR_INVALID_FLAGS);
-  EXPECT_EQ(narrow(CP_ACP, 0, nullptr, nullptr), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(narrow(CP_UTF8, 0, "?", nullptr), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(narrow(CP_UTF8, 0, nullptr, &used), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(narrow(CP_UTF8, 1, nullptr, nullptr), ERROR_INVALID_FLAGS);
+  EXPECT_THAT(errors, testing::Each(DWORD{ERROR_INVALID_PARAMETER}));
+  EXPECT_EQ(error_of(MultiByteToWideChar(CP_ACP, 1, "a", -1, text, 8)), ERROR_INVALID_FLAGS);
+  EXPECT_EQ(error_of(WideCharToMultiByte(CP_UTF8, 1, text, -1, bytes, 8, nullptr, nullptr)),
+            ERROR_INVALID_FLAGS);
 }
 
 TEST_F(Text, CopiesAreBoundedAndTerminated) {
