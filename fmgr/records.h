@@ -23,7 +23,7 @@ struct FMGR_Buffer {
   static constexpr uint32_t kEndOfData = 4;
   static constexpr uint32_t kUnwritten = 8;
 
-  uint64_t position = 0;  // in the file, of the first byte
+  uint64_t position = 0;  // of the first byte in the file
   uint32_t cursor = 0;    // index of the next byte to read
   uint32_t capacity = 0;
   uint32_t valid = 0;                 // bytes in `data`; 0 when empty

@@ -69,7 +69,6 @@ int32_t AACF_File::open(const char16_t* path, const AACF_OpenParams& params) {
   config = stream_.description().config;
   if (!decoder.open(config)) return AACF_ERR_FAILED;
   info = scan_stream(stream_, params.scan_limit, audio_bytes_of(file_, tags, stream_.description()));
-  stream_.set_bitrate(info);
   return AACF_OK;
 }
 

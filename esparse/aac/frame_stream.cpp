@@ -24,11 +24,6 @@ bool FrameStream::begin(const id3p::CallbackFile& file, const FileLayout& layout
   return true;
 }
 
-void FrameStream::set_bitrate(const AACF_StreamInfo& info) {
-  sync_.bitrate_mode = info.bitrate_mode;
-  sync_.bitrate = info.bitrate;
-}
-
 bool FrameStream::find_frame(uint32_t& length) {
   length = buffer_.refill_when_low(file_);
   int32_t status = frame_sync(sync_, buffer_.unread(), length);
@@ -80,7 +75,7 @@ int32_t FrameStream::estimate_seek(uint32_t number, const AACF_StreamInfo& info)
   if (!file_.seek_to(saturated_sum(layout_.tag_end, distance))) return AACF_ERR_FAILED;
   buffer_.restart(file_);
   uint32_t offset = 0;
-  const int32_t status = resync(sync_, buffer_.unread(), offset);
+  const int32_t status = find_next_header(sync_, buffer_.unread(), offset);
   if (status != AACF_OK) {
     // Kept: the position is unknown, so the next read seeks again, even to frame 1.
     current_frame_ = 0;

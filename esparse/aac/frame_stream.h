@@ -32,7 +32,6 @@ class FrameStream {
   Bytes head() const { return head_; }
   // True for ADTS whose frames hold more than one raw_data_block each.
   bool has_frames_of_several_blocks() const { return kind() == AACF_KIND_ADTS && (head_[6] & 3) != 0; }
-  void set_bitrate(const AACF_StreamInfo& info);
 
   // The number of the frame at the read position, 0 when unknown.
   uint32_t current_frame() const { return current_frame_; }

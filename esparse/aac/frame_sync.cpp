@@ -80,18 +80,11 @@ int32_t frame_sync(const AACF_SyncState& state, Bytes data, uint32_t& length) {
                                       : measure_frame(state, data, length);
 }
 
-int32_t resync(const AACF_SyncState& state, Bytes data, uint32_t& offset) {
-  if (state.kind == AACF_KIND_ADTS) {
-    const auto header = find_header(state, data, 0);
-    const size_t end = data.size() > kComparedBytes ? data.size() - kComparedBytes : 0;
-    offset = static_cast<uint32_t>(header.value_or(end));
-    return header ? AACF_OK : AACF_ERR_NEED_MORE_DATA;
-  }
-  uint32_t length = 0;
-  for (offset = 0; offset < data.size(); ++offset) {
-    if (measure_frame(state, data.subspan(offset), length) == AACF_OK) return AACF_OK;
-  }
-  return AACF_ERR_NEED_MORE_DATA;
+int32_t find_next_header(const AACF_SyncState& state, Bytes data, uint32_t& offset) {
+  const auto header = find_header(state, data, 0);
+  const size_t end = data.size() > kComparedBytes ? data.size() - kComparedBytes : 0;
+  offset = static_cast<uint32_t>(header.value_or(end));
+  return header ? AACF_OK : AACF_ERR_NEED_MORE_DATA;
 }
 
 }  // namespace zdr::aacf

@@ -20,9 +20,7 @@ static_assert(kTruncatedHeader == static_cast<uint16_t>(AACF_ERR_NEED_MORE_DATA)
 
 // The properties by which frames are recognised.
 struct AACF_SyncState {
-  int32_t kind = 0;  // an AACF_KIND_
-  uint32_t bitrate_mode = 0;
-  uint32_t bitrate = 0;
+  int32_t kind = 0;                       // an AACF_KIND_
   std::array<uint8_t, 8> first_header{};  // ADTS: every header begins like this one
   Zd_AAC_Dec_Config config{};             // the other kinds: for measuring blocks
 };
@@ -32,8 +30,8 @@ struct AACF_SyncState {
 // an ADTS frame of length 0.
 int32_t frame_sync(const AACF_SyncState& state, Bytes data, uint32_t& length);
 
-// Searches for a frame. AACF_OK: one may begin at `offset`. AACF_ERR_NEED_MORE_DATA: the search ended at
+// Searches ADTS data for a header. AACF_OK: one is at `offset`. AACF_ERR_NEED_MORE_DATA: the search ended at
 // `offset`.
-int32_t resync(const AACF_SyncState& state, Bytes data, uint32_t& offset);
+int32_t find_next_header(const AACF_SyncState& state, Bytes data, uint32_t& offset);
 
 }  // namespace zdr::aacf

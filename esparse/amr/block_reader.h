@@ -1,4 +1,4 @@
-// Reads a file in blocks, so that its bytes can be visited one by one without a call of the system each.
+// Reads a file in blocks, so that reading it byte by byte rarely calls the system.
 #pragma once
 
 #include <cstdint>

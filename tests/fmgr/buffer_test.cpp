@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "mediakit/files/sources.h"
 #include "tests/fmgr/device_tap.h"
 
@@ -72,45 +70,6 @@ TEST(Buffers, StopWhereASiblingEnds) {
   EXPECT_TRUE(second->buffer->flags & FMGR_Buffer::kEndOfData);
   EXPECT_EQ(read_text(first, 8), "123");
   EXPECT_EQ(read_text(second, 8), "456789") << "the next read asks the device";
-}
-
-TEST(Buffers, WriteBackUnwrittenBytes) {
-  for (const uint32_t capacity : {1u, 3u, 8u, 50u}) {
-    const Source source(FMGR_DEV_FILE_W, "0123456789abcdefghij");
-    const Context context = make_context(1, capacity);
-    Stream stream = open_stream(source, "r+b", context);
-    std::string model = source.content();
-    std::mt19937 random(capacity);
-    for (int step = 0; step < 3000; ++step) {
-      uint64_t at = tell(stream);
-      switch (random() % 4) {
-        case 0:
-          at = random() % 40;
-          EXPECT_EQ(FMGR_FSeek(stream.get(), static_cast<int32_t>(at), FMGR_SEEK_SET), FMGR_OK);
-          break;
-        case 1:
-          EXPECT_EQ(FMGR_FSeek(stream.get(), -3, FMGR_SEEK_END), FMGR_OK);
-          at = model.size() - 3;
-          break;
-        case 2: {
-          const std::string bytes(1 + random() % 4, static_cast<char>('A' + random() % 26));
-          if (at + bytes.size() > 60 || !put(stream, bytes)) break;
-          model.resize(std::max<size_t>(model.size(), at + bytes.size()));
-          model.replace(at, bytes.size(), bytes);
-          at += bytes.size();
-          break;
-        }
-        default: {
-          const std::string expected = at < model.size() ? model.substr(at, 5) : "";
-          ASSERT_EQ(read_text(stream, 5), expected) << "step " << step << " at " << at;
-          at += expected.size();
-        }
-      }
-      ASSERT_EQ(tell(stream), at) << "step " << step;
-    }
-    EXPECT_EQ(FMGR_FClose(stream.release()), FMGR_OK);
-    EXPECT_EQ(read_file(source.path()), model);
-  }
 }
 
 TEST(Buffers, KeptSeeksAndClosesSucceedWhenBytesCannotBeWritten) {

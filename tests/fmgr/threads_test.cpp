@@ -11,14 +11,7 @@
 namespace zdr::test {
 namespace {
 
-class Threads : public testing::TestWithParam<std::tuple<uint32_t, uint32_t>> {};
-
-INSTANTIATE_TEST_SUITE_P(DevicesAndBuffers, Threads,
-                         testing::Combine(testing::Values(FMGR_DEV_FILE_W, FMGR_DEV_MEMORY),
-                                          testing::Values(0, 16)));
-
-TEST_P(Threads, KeepTheirOwnPositions) {
-  const auto [type, buffer_size] = GetParam();
+void use_from_four_threads(uint32_t type, uint32_t buffer_size) {
   const Source source(type, make_content(1000));
   const Context context = make_context(buffer_size, buffer_size);
   std::atomic<int> wrong = 0;
@@ -40,6 +33,12 @@ TEST_P(Threads, KeepTheirOwnPositions) {
   for (uint32_t seed = 0; seed < 4; ++seed) threads.emplace_back(read_at_random, seed, seed >= 2);
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0);
+}
+
+TEST(Threads, KeepTheirOwnPositions) {
+  for (const uint32_t type : {FMGR_DEV_FILE_W, FMGR_DEV_MEMORY}) {
+    for (const uint32_t buffer_size : {0u, 16u}) use_from_four_threads(type, buffer_size);
+  }
 }
 
 }  // namespace

@@ -22,15 +22,19 @@ struct RealFile {
   std::vector<size_t> offsets = {};  // of the frames
 };
 
+RealFile with_content(AdtsFile adts) {
+  RealFile file{std::move(adts)};
+  for (const auto& frame : file.adts.frames) {
+    file.offsets.push_back(file.content.size());
+    file.content = concat({file.content, frame.header, frame.payload});
+  }
+  return file;
+}
+
 std::vector<RealFile> real_files() {
   std::vector<RealFile> files;
   for (AdtsFile& adts : all_adts_files()) {
-    if (adts.frames.size() < 4) continue;
-    RealFile& file = files.emplace_back(std::move(adts));
-    for (const auto& frame : file.adts.frames) {
-      file.offsets.push_back(file.content.size());
-      file.content = concat({file.content, frame.header, frame.payload});
-    }
+    if (adts.frames.size() >= 4) files.push_back(with_content(std::move(adts)));
   }
   return files;
 }
@@ -113,10 +117,8 @@ TEST(RealStreams, AreEnteredAtTheEstimatedPlace) {
 }
 
 TEST(RealStreams, KeptHeAacV2YieldsTwoEqualChannels) {
-  Bytes content;
-  for (const auto& frame : sample("he-aac-v2.aac").frames)
-    content = concat({content, frame.header, frame.payload});
-  OpenedFile file(content);
+  const RealFile real = with_content(sample("he-aac-v2.aac"));
+  OpenedFile file(real.content);
   EXPECT_EQ(config_of(file).channels, 2);
   int loudest = 0;
   for (uint32_t number = 1; number <= 30; ++number) {
