@@ -54,7 +54,7 @@ int32_t unsupported_operation(FMGR_Device* device);
 int32_t unsupported_remove(const void* path);
 FMGR_Device* unsupported_temporary(const FMGR_Descriptor* descriptor, const FMGR_Descriptor** temporary,
                                    FMGR_Stream* owner);
-int32_t unsupported_query(FMGR_Device* device, uint64_t* answer);
+int32_t unsupported_query(FMGR_Device* device, uint64_t* number);
 
 // Joins the two words of a signed 64-bit offset.
 inline int64_t offset_of(uint32_t low, uint32_t high) {

@@ -93,8 +93,8 @@ int32_t flush(FMGR_Device* device) {
   return OS_FileFlush(self(device)->handle);
 }
 
-int32_t size(FMGR_Device* device, uint64_t* answer) {
-  return OS_FileSize(self(device)->handle, answer);
+int32_t size(FMGR_Device* device, uint64_t* bytes) {
+  return OS_FileSize(self(device)->handle, bytes);
 }
 
 template <class Path>

@@ -63,8 +63,8 @@ int32_t tell(FMGR_Device* device, uint64_t* position) {
   return FMGR_OK;
 }
 
-int32_t size(FMGR_Device* device, uint64_t* answer) {
-  *answer = self(device)->size;
+int32_t size(FMGR_Device* device, uint64_t* bytes) {
+  *bytes = self(device)->size;
   return FMGR_OK;
 }
 

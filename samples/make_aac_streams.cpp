@@ -1,11 +1,10 @@
-// Makes the AAC samples that no encoder at hand makes, out of plain LC streams in ADTS:
+// Makes AAC samples with tools that common encoders do not use, from LC streams in ADTS:
 //
-//   make_aac_streams ltp IN.aac OUT.aac   announces the LTP profile and adds prediction to long windows
+//   make_aac_streams ltp IN.aac OUT.aac   sets the LTP profile and adds prediction to long windows
 //   make_aac_streams sbr IN.aac OUT.aac   adds SBR data to every block
-//   make_aac_streams ps IN.aac OUT.aac    the same with parametric stereo data, for mono streams
+//   make_aac_streams ps IN.aac OUT.aac    adds SBR and parametric stereo data, to mono streams
 //
-// What is added is random within what sounds like something. Everything else of the blocks is kept bit for
-// bit.
+// The added data is random, within values that sound natural. The rest of each block stays bit for bit.
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -34,7 +33,7 @@ void copy_bits(BitWriter& w, BitReader& reader, uint64_t end) {
   while (reader.position() < end) w.put(reader.read(1), 1);
 }
 
-// A block as ADTS frame with the header of `model`.
+// Returns a block as an ADTS frame with the header of `model`.
 Bytes adts_frame(const AdtsFrame& model, int profile, const Bytes& block) {
   BitReader header(model.header.data(), model.header.size());
   BitWriter w;
@@ -50,7 +49,7 @@ Bytes adts_frame(const AdtsFrame& model, int profile, const Bytes& block) {
   return frame;
 }
 
-// Where END of a block begins.
+// Returns the position of the END element of a block.
 uint64_t end_position(const Bytes& block, const StreamFormat& format) {
   BitReader reader(block.data(), block.size());
   BlockContext context;
@@ -216,7 +215,7 @@ class LtpMaker {
     const bool present = random_() % 4 != 0;
     w.put(present ? 1 : 0, 1);
     if (!present) return;
-    // Lags of pitch as of long delays, the two smallest gains.
+    // Lags from those of pitch to long delays, and the two smallest gains.
     w.put(200 + random_() % 1848, 11).put(random_() % 2, 3);
     for (int sfb = 0; sfb < std::min(max_sfb, kMaxLtpBands); ++sfb) w.put(random_() % 2, 1);
   }

@@ -1,18 +1,15 @@
-// Finding frames: ADTS against a plain model that looks at every byte, and raw blocks.
+// Finding ADTS frames, against a plain model that looks at every byte.
 #include <gtest/gtest.h>
 
 #include <map>
 #include <random>
 
 #include "esparse/aac/frame_sync.h"
-#include "mediakit/aac/stream_builder.h"
-#include "mediakit/boxes/box_builder.h"
 
 namespace zdr::test {
 namespace {
 
 using namespace aacf;
-using namespace aacf::test;
 using Data = std::vector<uint8_t>;
 
 constexpr uint32_t kUntouched = 777;
@@ -84,17 +81,6 @@ TEST(FrameSync, KeptRulesOfAdtsMatchThePlainModel) {
     ++seen[expected.first];
   }
   for (const int32_t status : {0, -1, 55435, -10101}) EXPECT_GT(seen[status], 300) << status;
-}
-
-TEST(FrameSync, OfRawBlocksMeasuresThem) {
-  AACF_SyncState state;
-  state.kind = AACF_KIND_RAW;
-  state.config = {4096, 1024, 44100, 2, 1, 44100, 0, 0};
-  const Data block = silent_block(200);
-  EXPECT_EQ(find(frame_sync, state, block), (Found{AACF_OK, 200}));
-  EXPECT_EQ(find(frame_sync, state, repeated(block, 2)), (Found{AACF_OK, 200}));
-  EXPECT_EQ(find(frame_sync, state, Data(block.begin(), block.end() - 1)),
-            (Found{AACF_ERR_NEED_MORE_DATA, kUntouched}));
 }
 
 }  // namespace
