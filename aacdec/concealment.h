@@ -2,8 +2,6 @@
 // fades by halves to silence. After a gap the level recovers by one step per frame.
 #pragma once
 
-#include <cstdint>
-
 #include "aacdec/syntax/frame.h"
 
 namespace zdr::aacdec {

@@ -2,8 +2,6 @@
 // three all-pass links for each of the lower sub-bands. For kernel files only.
 #pragma once
 
-#include <cstdint>
-
 #include "aacdec/fixed/wide_lanes.h"
 #include "aacdec/sbr/ps_hybrid_lanes.h"
 #include "aacdec/sbr/ps_state.h"

@@ -3,6 +3,9 @@
 // kernel files only.
 #pragma once
 
+#include <cstdint>
+#include <cstring>
+
 #include "aacdec/fixed/wide_lanes.h"
 #include "aacdec/sbr/qmf_data.h"
 #include "aacdec/tables/qmf_prototype.h"

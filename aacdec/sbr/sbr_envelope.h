@@ -2,8 +2,6 @@
 // and coupled pairs, in which balances divide common levels between the channels.
 #pragma once
 
-#include <cstdint>
-
 #include "aacdec/fixed/magnitude.h"
 #include "aacdec/syntax/sbr_frame.h"
 

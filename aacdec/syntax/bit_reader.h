@@ -5,7 +5,6 @@
 // damaged frame stays cheap and safe; `past_end` reports it. Both borrow the data.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 

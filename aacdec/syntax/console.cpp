@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cstdio>
 
+#include "aacdec/zd_aac_dec.h"
+
 namespace zdr::aacdec {
 namespace {
 

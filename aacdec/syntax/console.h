@@ -1,8 +1,6 @@
 // Prints the decoder's few fixed lines of text: to the standard error, or to the writer of the application.
 #pragma once
 
-#include "aacdec/zd_aac_dec.h"
-
 namespace zdr::aacdec {
 
 // Writes `text`, which includes its line ends.

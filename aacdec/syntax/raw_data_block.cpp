@@ -2,6 +2,7 @@
 #include "aacdec/syntax/raw_data_block.h"
 
 #include <algorithm>
+#include <span>
 
 #include "aacdec/syntax/channel_stream.h"
 #include "aacdec/syntax/fill_element.h"

@@ -2,8 +2,6 @@
 // envelopes, noise floors, sinusoids, and the parametric stereo (PS) data in its extended data.
 #pragma once
 
-#include <cstdint>
-
 #include "aacdec/syntax/bit_reader.h"
 #include "aacdec/syntax/sbr_frame.h"
 #include "aacdec/syntax/sbr_parser.h"
