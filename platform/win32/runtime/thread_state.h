@@ -23,7 +23,7 @@ struct ThreadState {
 #define ZDR_STATIC_TLS __attribute__((tls_model("initial-exec")))
 extern thread_local constinit ThreadState this_thread ZDR_STATIC_TLS;
 
-constexpr uint32_t kLargestThreadId = (1u << 30) - 2;
+constexpr uint32_t kLargestThreadId = (1u << 31) - 1;
 
 // A number from 1 to kLargestThreadId that no other living thread of the process has.
 uint32_t new_thread_id() noexcept;

@@ -15,11 +15,8 @@ namespace zdr::platform {
 
 namespace {
 
-constexpr uint32_t kContended = 1u << 31;  // threads sleep on the word
-constexpr uint32_t kHandOver = 1u << 30;   // one of them has lost the mutex before
-constexpr uint32_t kOwnerMask = kHandOver - 1;
-constexpr uint32_t kReserved = kOwnerMask;  // as owner: released for the threads that sleep
-static_assert(kLargestThreadId < kReserved);
+constexpr uint32_t kContended = 1u << 31;  // threads may sleep on the word
+static_assert(kLargestThreadId < kContended);
 
 // Tells the processor that the thread spins.
 void pause_briefly() noexcept {
@@ -38,7 +35,7 @@ bool MutexObject::try_lock(uint32_t thread) noexcept {
     depth_ = 1;
     return true;
   }
-  if ((seen & kOwnerMask) != thread) return false;
+  if ((seen & ~kContended) != thread) return false;
   ++depth_;
   return true;
 }
@@ -54,32 +51,25 @@ bool MutexObject::spin(uint32_t thread) noexcept {
 }
 
 bool MutexObject::sleep(uint32_t thread, const Deadline& deadline) noexcept {
-  for (bool lost = false;; lost = true) {
-    uint32_t seen = word_.load(std::memory_order_relaxed);
-    for (;;) {
-      const uint32_t owner = seen & kOwnerMask;
-      const bool is_free = owner == 0 || (lost && owner == kReserved);
-      const bool is_late = !is_free && deadline.passed();
-      uint32_t next = seen | kContended | (lost ? kHandOver : 0);
-      if (is_free) next = thread | kContended;  // others may sleep
-      if (is_late) next = seen & ~kHandOver;    // nothing may be reserved for a thread that has left
-      if (!word_.compare_exchange_weak(seen, next, std::memory_order_acquire, std::memory_order_relaxed))
-        continue;
-      if (is_free) depth_ = 1;
-      if (is_free || is_late) return is_free;
-      futex_wait({&word_, next, FutexScope::kProcess}, deadline);
-      break;
-    }
+  uint32_t seen = word_.load(std::memory_order_relaxed);
+  for (;;) {
+    const bool is_free = (seen & ~kContended) == 0;
+    const uint32_t next = (is_free ? thread : seen) | kContended;
+    if (!word_.compare_exchange_weak(seen, next, std::memory_order_acquire, std::memory_order_relaxed))
+      continue;
+    if (is_free) break;
+    if (deadline.passed()) return false;
+    futex_wait({&word_, next, FutexScope::kProcess}, deadline);
+    seen = word_.load(std::memory_order_relaxed);
   }
+  depth_ = 1;
+  return true;
 }
 
 void MutexObject::unlock() noexcept {
   depth_ = 0;
-  uint32_t seen = word_.load(std::memory_order_relaxed);
-  while (!word_.compare_exchange_weak(seen, (seen & kHandOver) != 0 ? kReserved | kContended : 0,
-                                      std::memory_order_release, std::memory_order_relaxed)) {
-  }
-  if ((seen & kContended) != 0) futex_wake(word_, 1, FutexScope::kProcess);
+  const uint32_t before = word_.exchange(0, std::memory_order_release);
+  if ((before & kContended) != 0) futex_wake(word_, 1, FutexScope::kProcess);
 }
 
 DWORD MutexObject::lock(Pin& pin, DWORD milliseconds) noexcept {

@@ -10,10 +10,9 @@
 
 namespace zdr::platform {
 
-// The word holds the owner's thread id and two marks. Without marks, locking and unlocking are one
-// compare-and-swap each. A released mutex is free for any thread, so that a busy owner need not wait for
-// another thread to wake up; once a sleeping thread has lost the mutex that way, the next release reserves it
-// for the threads that sleep.
+// The word holds the owner's thread id, and a mark while threads may sleep on it. Without the mark, locking
+// and unlocking are one atomic operation each. A released mutex is free for any thread, so that a busy owner
+// need not wait for another thread to wake up.
 class MutexObject final : public KernelObject {
  public:
   static constexpr ObjectKind kKind = ObjectKind::kMutex;

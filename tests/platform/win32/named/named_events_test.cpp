@@ -105,20 +105,6 @@ TEST_F(NamedEvents, ASignalReleasesOneSleeperAndNoDeadOne) {
   EXPECT_EQ(poll(signal), WAIT_OBJECT_0) << "not spent on a sleeper that has left";
 }
 
-TEST_F(NamedEvents, AManualResetEventReleasesAllSleepers) {
-  const ScopedHandle signal = CreateEventW(nullptr, TRUE, FALSE, u"Gate");
-  ChildProcess children[2];
-  for (ChildProcess& child : children) {
-    ASSERT_EQ(child.ask("event e Gate"), kAlreadyExists);
-    send_into_wait(child, "e");
-  }
-  SetEvent(signal);
-  for (ChildProcess& child : children) EXPECT_EQ(child.receive(), kServed);
-  EXPECT_EQ(poll(signal), WAIT_OBJECT_0);
-  ResetEvent(signal);
-  EXPECT_EQ(children[0].ask("poll e"), kTimedOut);
-}
-
 // As if the process that was woken had been killed before it took the signal: the word is set, and nobody is
 // woken.
 TEST_F(NamedEvents, ALostWakeUpIsNoticed) {

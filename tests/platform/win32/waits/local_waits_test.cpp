@@ -32,6 +32,27 @@ TEST_F(LocalWaits, EventsAreConsumedByTheirKind) {
   }
 }
 
+TEST_F(LocalWaits, AManualResetEventReleasesAllSleepers) {
+  for (const LPCWSTR name : {LPCWSTR{nullptr}, LPCWSTR{u"AllSleepers"}}) {
+    const ScopedHandle gate = event(true, false, name);
+    std::atomic<pid_t> ids[3] = {0, 0, 0};
+    std::vector<std::thread> threads;
+    for (auto& id : ids) {
+      threads.emplace_back([&] {
+        id = gettid();
+        EXPECT_EQ(WaitForSingleObject(gate, INFINITE), WAIT_OBJECT_0);
+      });
+    }
+    for (const auto& id : ids) {
+      while (id == 0) std::this_thread::yield();
+      await_sleep_in_wait(id);
+    }
+    SetEvent(gate);
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(poll(gate), WAIT_OBJECT_0);
+  }
+}
+
 TEST_F(LocalWaits, AbandonmentIsReportedOnceAndGivesOwnership) {
   const ScopedHandle idle = CreateMutexW(nullptr, FALSE, nullptr);
   const ScopedHandle awaited = CreateMutexW(nullptr, FALSE, nullptr);
