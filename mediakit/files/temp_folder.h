@@ -11,7 +11,7 @@
 
 namespace zdr::test {
 
-// A new folder, deleted with its content at the end of its life.
+// A new folder, which the destructor deletes with its content.
 class TempFolder {
  public:
   explicit TempFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {

@@ -72,7 +72,7 @@ TEST(Devices, RefuseOperationsThatTheyDoNotHave) {
   }
 }
 
-TEST(Devices, OverFilesWriteAndMakeTemporaryFilesThatVanish) {
+TEST(FileDevice, WritesAndMakesTemporaryFilesThatVanish) {
   for (const uint32_t type : {FMGR_DEV_FILE, FMGR_DEV_FILE_W, FMGR_DEV_FILE_ALT}) {
     const Source source(type, "0123456789");
     const Device device = open(source, OS_OPEN_READWRITE);
@@ -102,7 +102,7 @@ TEST(Devices, OverFilesWriteAndMakeTemporaryFilesThatVanish) {
   }
 }
 
-TEST(Devices, KeptOverCallbacksIgnoreTheStatusOfTheSizeButCheckCounts) {
+TEST(CallbackDevice, KeptTheStatusOfTheSizeIsIgnoredButCountsAreChecked) {
   Source source(FMGR_DEV_CALLBACK, "0123456789");
   const Device device = open(source);
   char buffer[16];
@@ -126,7 +126,7 @@ TEST(Devices, KeptOverCallbacksIgnoreTheStatusOfTheSizeButCheckCounts) {
   EXPECT_EQ(open(source), nullptr);
 }
 
-TEST(Devices, OverCallbacksWriteThroughTheirTable) {
+TEST(CallbackDevice, WritesThroughItsTable) {
   Source source(FMGR_DEV_CALLBACK_RW, "0123456789");
   const auto& ops = fmgr::kCallbackReadWriteOps;
   const Device device(ops.open(&source.descriptor(), OS_OPEN_READWRITE, nullptr));
@@ -143,7 +143,7 @@ TEST(Devices, OverCallbacksWriteThroughTheirTable) {
   }
 }
 
-TEST(Devices, KeptOverMemoryRefuseOffsetsAboveTheSizeAndStillPassTheEnd) {
+TEST(MemoryDevice, KeptOffsetsAboveTheSizeAreRefusedFromEveryOrigin) {
   static constexpr std::tuple<int64_t, int32_t, int32_t, uint64_t> kCases[] = {
       {10, FMGR_SEEK_SET, FMGR_OK, 10},
       {11, FMGR_SEEK_SET, FMGR_ERR_GENERIC, 4},

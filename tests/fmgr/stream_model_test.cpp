@@ -12,7 +12,7 @@ class StreamModels : public testing::TestWithParam<uint32_t> {};
 
 INSTANTIATE_TEST_SUITE_P(Devices, StreamModels, testing::ValuesIn(kOpenTypes));
 
-TEST_P(StreamModels, KeptRulesOfPositionsHoldAfterAnyCalls) {
+TEST_P(StreamModels, KeptPositionsMatchTheModelAfterAnyCalls) {
   for (const size_t content_size : {0u, 1u, 97u, 200u}) {
     for (const uint32_t buffer_size : {0u, 1u, 2u, 7u, 64u, 500u}) {
       std::mt19937 random(static_cast<uint32_t>(content_size * 1000 + buffer_size));

@@ -17,7 +17,7 @@ class Streams : public testing::TestWithParam<uint32_t> {
 
 INSTANTIATE_TEST_SUITE_P(Devices, Streams, testing::ValuesIn(kOpenTypes));
 
-TEST_P(Streams, KeptOfOneDescriptorRecordAndClassShareADevice) {
+TEST_P(Streams, KeptADeviceIsSharedByTheAddressOfTheDescriptor) {
   const Stream first = open_stream(source_, "rb", context_);
   const Stream second = open_stream(source_, "r", context_);
   const Stream other_class = open_stream(source_, "rt+", context_);

@@ -241,7 +241,7 @@ TEST(Texts, KeptEncodingsOfV22) {
   for (const Case& c : cases) EXPECT_EQ(read_back(2, 0, c.content), c.expected) << c.what;
 }
 
-TEST(Texts, KeptEveryFieldHasItsFrameTheUrlItsDescription) {
+TEST(Texts, KeptEveryFieldIsReadFromItsFrame) {
   const auto frames = [](std::initializer_list<const char*> ids, auto frame) {
     Bytes all;
     for (const char* id : ids) all = concat({all, frame(id, bytes_of("\0"s + id + "\0"s + id + "\0"s))});

@@ -259,7 +259,7 @@ TEST(Paths, NamesDeletionAndFreeSpace) {
   use_paths(path.u16string(), &OS_FileDeleteW, &OS_TempNameW, &OS_DiskFreeBytesW, folder);
 }
 
-TEST(Paths, KeptFreeSpaceOfTheFolderBeforeABackslashAndOneTemporaryPath) {
+TEST(Paths, KeptOnlyABackslashEndsTheFolderAndTheTemporaryPathIsFixed) {
   const TempFolder folder;
   uint32_t words[2] = {};
   expect_free_space(folder, [&] {

@@ -88,7 +88,7 @@ TEST(Open, KeptRulesOfCountingAndEstimating) {
   });
 }
 
-TEST(Open, KeptStreamsWithoutAByteFFAreRefusedLikeDamagedOnes) {
+TEST(Open, KeptDamagedStreamsAndThoseWithoutAByteFFAreRefused) {
   const Bytes adts = adts_file(3, 100);
   const Bytes adif = concat({adif_header(), blocks_of(20)});
   const Bytes ff(1, 0xFF);  // one must follow offset 10
