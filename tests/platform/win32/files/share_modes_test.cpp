@@ -100,7 +100,7 @@ TEST_F(ShareModes, NewFilesInheritNoOpensOfDeletedOnes) {
   EXPECT_EQ(child.receive(), "0");
 }
 
-// The side file comes and goes with its users: no process may go on with one that has lost its name.
+// The side file is made and removed with its users: no process may go on with one that has lost its name.
 TEST_F(ShareModes, ThreeProcessesNeverHoldAnUnsharedFileTogether) {
   const std::string name = make_file("file");
   ChildProcess children[3];

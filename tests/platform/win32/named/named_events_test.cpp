@@ -167,6 +167,30 @@ TEST_F(NamedEvents, ARuntimeFolderThatIsALinkOrOpenToOthersIsNotUsed) {
   }
 }
 
+// A process that waits for the gate of a file which is then removed must make a new one.
+TEST_F(NamedEvents, AFileThatIsRemovedWhileAProcessWaitsForItIsMadeAnew) {
+  const auto files_before = event_files();
+  ScopedHandle mine = event(u"Removed");
+  const fs::path file = new_file(files_before);
+  const int gate = open(file.c_str(), O_RDWR | O_CLOEXEC);
+  struct flock range {};
+  range.l_type = F_WRLCK;
+  range.l_len = 1;
+  ASSERT_EQ(fcntl(gate, F_OFD_SETLK, &range), 0);
+  ChildProcess child;
+  child.send("event e Removed");
+  const auto is_waiting = [&] {
+    return read_file("/proc/" + std::to_string(child.pid()) + "/syscall")
+        .starts_with(std::to_string(SYS_fcntl) + " ");
+  };
+  while (!is_waiting()) std::this_thread::yield();
+  fs::remove(file);
+  close(gate);
+  EXPECT_EQ(child.receive(), kCreated);
+  EXPECT_TRUE(fs::exists(file));
+  EXPECT_EQ(child.ask("close e"), "1");
+}
+
 // Each process closes its handle and creates the event anew at once, so that creations coincide with last
 // closes. Afterwards all must have the same event.
 TEST_F(NamedEvents, CreationAndLastCloseMayRace) {

@@ -1,6 +1,7 @@
 // Events and mutexes of one process: single waits and waits for any of several. The tests of the OS layer
 // drive the ownership of mutexes.
 #include <atomic>
+#include <functional>
 #include <vector>
 
 #include "tests/platform/win32/child_process.h"
@@ -32,25 +33,40 @@ TEST_F(LocalWaits, EventsAreConsumedByTheirKind) {
   }
 }
 
+// Starts three threads that wait for the object and then run `then`, calls `wake` once all of them sleep, and
+// waits until they have ended.
+void wake_sleepers(HANDLE object, const std::function<void()>& then, const std::function<void()>& wake) {
+  std::atomic<pid_t> ids[3] = {0, 0, 0};
+  std::vector<std::thread> threads;
+  for (auto& id : ids) {
+    threads.emplace_back([&] {
+      id = gettid();
+      EXPECT_EQ(WaitForSingleObject(object, INFINITE), WAIT_OBJECT_0);
+      then();
+    });
+  }
+  for (const auto& id : ids) {
+    while (id == 0) std::this_thread::yield();
+    await_sleep_in_wait(id);
+  }
+  wake();
+  for (std::thread& thread : threads) thread.join();
+}
+
 TEST_F(LocalWaits, AManualResetEventReleasesAllSleepers) {
   for (const LPCWSTR name : {LPCWSTR{nullptr}, LPCWSTR{u"AllSleepers"}}) {
     const ScopedHandle gate = event(true, false, name);
-    std::atomic<pid_t> ids[3] = {0, 0, 0};
-    std::vector<std::thread> threads;
-    for (auto& id : ids) {
-      threads.emplace_back([&] {
-        id = gettid();
-        EXPECT_EQ(WaitForSingleObject(gate, INFINITE), WAIT_OBJECT_0);
-      });
-    }
-    for (const auto& id : ids) {
-      while (id == 0) std::this_thread::yield();
-      await_sleep_in_wait(id);
-    }
-    SetEvent(gate);
-    for (std::thread& thread : threads) thread.join();
+    wake_sleepers(
+        gate, [] {}, [&] { SetEvent(gate); });
     EXPECT_EQ(poll(gate), WAIT_OBJECT_0);
   }
+}
+
+TEST_F(LocalWaits, AMutexGoesFromSleeperToSleeper) {
+  const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, nullptr);
+  const auto release = [&] { EXPECT_TRUE(ReleaseMutex(mutex)); };
+  EXPECT_EQ(poll(mutex), WAIT_OBJECT_0);
+  wake_sleepers(mutex, release, release);
 }
 
 TEST_F(LocalWaits, AbandonmentIsReportedOnceAndGivesOwnership) {

@@ -37,7 +37,7 @@ TEST(WaitStress, AnAutoResetEventGivesItsSignalToOneWaiter) {
 }
 
 // One thread waits for either event, the other for the second alone. The wake-up of the second event may
-// reach the first thread, which takes the first event: then the other thread must be woken all the same.
+// reach the first thread, which takes the first event: then the other thread must be woken as well.
 TEST(WaitStress, AWakeUpThatAnotherWaitReceivedIsPassedOn) {
   const ScopedHandle either[2] = {CreateEventW(nullptr, FALSE, FALSE, nullptr),
                                   CreateEventW(nullptr, FALSE, FALSE, nullptr)};
