@@ -1,11 +1,11 @@
-// Apartments, of which nothing but the bookkeeping exists here: objects are called directly from every
-// thread.
+// Counts the initialisations of each thread. Apartments have no other effect: objects are called directly
+// from every thread.
 #include <objbase.h>
 
 namespace {
 
 struct ThreadApartment {
-  DWORD initialisations;  // that have to be undone
+  DWORD initialisations;  // not yet balanced by CoUninitialize
   DWORD model;            // COINIT_MULTITHREADED or COINIT_APARTMENTTHREADED
 };
 

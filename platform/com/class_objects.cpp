@@ -1,47 +1,27 @@
-// Creation of objects by class identifier.
+// CoGetClassObject and CoCreateInstance, and what they share with callers that name a module by its path.
 #include <objbase.h>
-
-#include <atomic>
-#include <new>
 
 #include "class_modules.h"
 #include "class_paths.h"
 #include "module_table.h"
+#include "status_guard.h"
 
 namespace zdr::com {
 namespace {
 
-std::atomic<ClassPathResolver> class_path_resolver{&registered_class_path};
-
-// The one place where running out of memory inside the runtime becomes a status.
-template <class Work>
-HRESULT guarded(Work work) noexcept {
-  try {
-    return work();
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  } catch (...) {
-    return E_UNEXPECTED;
-  }
-}
-
 HRESULT registered_class_object(REFCLSID clsid, REFIID riid, void** ppv) {
   std::string path;
-  const HRESULT hr = class_path_resolver.load()(clsid, path);
+  const HRESULT hr = registered_class_path(clsid, path);
   if (FAILED(hr)) return hr;
   return class_object_from_module(path, clsid, riid, ppv);
 }
 
 HRESULT load_module(const std::string& path, std::shared_ptr<Module>& module) {
   module = ModuleTable::instance().get(path);
-  return module != nullptr ? S_OK : HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
+  return module ? S_OK : HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
 }
 
 }  // namespace
-
-ClassPathResolver set_class_path_resolver(ClassPathResolver resolver) noexcept {
-  return class_path_resolver.exchange(resolver != nullptr ? resolver : &registered_class_path);
-}
 
 HRESULT class_object_from_module(const std::string& path, REFCLSID clsid, REFIID riid, void** ppv) noexcept {
   if (ppv == nullptr) return E_POINTER;
@@ -70,7 +50,7 @@ HRESULT call_module_entry(const std::string& path, const char* entry) noexcept {
 HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* /*server*/, REFIID riid, void** ppv) noexcept {
   if (ppv == nullptr) return E_POINTER;
   *ppv = nullptr;
-  // Every class that exists here is served in the process of its user.
+  // There are no servers outside of the calling process.
   if ((context & CLSCTX_INPROC_SERVER) == 0) return REGDB_E_CLASSNOTREG;
   const HRESULT built_in = zdr::com::built_in_class_object(clsid, riid, ppv);
   if (built_in != CLASS_E_CLASSNOTAVAILABLE) return built_in;

@@ -1,3 +1,4 @@
+// Reads the path of a module from the InprocServer32 key of its class.
 #include "class_paths.h"
 
 #include "platform/win32/file_names.h"
@@ -6,12 +7,12 @@
 namespace zdr::com {
 namespace {
 
-// A path that depends on the current folder would let whoever fills that folder choose the module.
+// A relative path would let the owner of the current folder choose the module.
 bool is_absolute(const std::u16string& path) {
   return !path.empty() && path.front() == u'/';
 }
 
-// Between the two questions the value may have grown.
+// Asks for the size and then for the data, again if the value has grown in between.
 LSTATUS query_text(HKEY key, DWORD& type, std::u16string& text) {
   LSTATUS status = ERROR_MORE_DATA;
   DWORD bytes = 0;

@@ -1,4 +1,4 @@
-// Which module serves a class, as the registry says it.
+// Looks up in the registry which module serves a class.
 #pragma once
 
 #include <objbase.h>
@@ -7,9 +7,9 @@
 
 namespace zdr::com {
 
-// The default value of HKEY_CLASSES_ROOT\CLSID\{class}\InprocServer32: the absolute path (UTF-8) of the
-// module. REGDB_E_CLASSNOTREG without such a key or value, REGDB_E_INVALIDVALUE for data that are no such
-// path, and the registry's own failures as HRESULTs. The original class path resolver.
+// Reads the default value of HKEY_CLASSES_ROOT\CLSID\{class}\InprocServer32, the absolute path of the module,
+// as UTF-8. REGDB_E_CLASSNOTREG without such a key or value, REGDB_E_INVALIDVALUE for data that are not an
+// absolute path, and the registry's own failures as HRESULTs.
 HRESULT registered_class_path(REFCLSID clsid, std::string& path);
 
 }  // namespace zdr::com

@@ -11,7 +11,7 @@ template <class Interface>
 class ComPtr {
  public:
   ComPtr() noexcept = default;
-  // Adds a reference of its own; NULL is allowed.
+  // Adds a reference; NULL is allowed.
   explicit ComPtr(Interface* pointer) : pointer_(pointer) {
     if (pointer_ != nullptr) pointer_->AddRef();
   }
@@ -26,14 +26,14 @@ class ComPtr {
   void reset() {
     if (Interface* old = detach(); old != nullptr) old->Release();
   }
-  // Hands the reference over to the caller.
+  // Returns the pointer with its reference, which is now the caller's.
   [[nodiscard]] Interface* detach() noexcept { return std::exchange(pointer_, nullptr); }
 
   Interface* get() const noexcept { return pointer_; }
   Interface* operator->() const noexcept { return pointer_; }
   explicit operator bool() const noexcept { return pointer_ != nullptr; }
 
-  // For functions that hand out a reference through an out-argument.
+  // For functions that return a reference through an out-argument.
   Interface** out() {
     reset();
     return &pointer_;

@@ -1,4 +1,4 @@
-// GUIDs to and from text at run time.
+// StringFromGUID2 and CLSIDFromString.
 #include "guid_text.h"
 
 #include <objbase.h>

@@ -1,5 +1,5 @@
-// Text form of GUIDs, evaluated at compile time for the constants in our headers and at run time by
-// CLSIDFromString, so that there is one parser and every constant reads as it is printed everywhere else.
+// Parses the text form of GUIDs: at compile time for the constants of our headers, which then read as GUIDs
+// are printed, and at run time for CLSIDFromString.
 #pragma once
 
 #include <windows.h>
@@ -15,7 +15,7 @@ namespace zdr::com {
 // Length of "8-4-4-4-12" without braces.
 inline constexpr std::size_t kGuidTextLength = 36;
 
-// Where each of the 32 hexadecimal digits of "8-4-4-4-12" must be a dash instead.
+// Whether "8-4-4-4-12" has a dash at this position.
 constexpr bool is_guid_dash(std::size_t position) noexcept {
   return position == 8 || position == 13 || position == 18 || position == 23;
 }
@@ -29,7 +29,7 @@ constexpr int hex_digit_value(Char c) noexcept {
 }
 
 // Assembles a GUID from its 16 bytes in printing order: the first three fields are printed most
-// significant byte first, the last eight bytes as they lie in memory.
+// significant byte first, the last eight bytes in memory order.
 constexpr GUID guid_from_printed_bytes(const uint8_t (&bytes)[16]) noexcept {
   GUID guid{};
   guid.Data1 = static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
@@ -40,7 +40,7 @@ constexpr GUID guid_from_printed_bytes(const uint8_t (&bytes)[16]) noexcept {
   return guid;
 }
 
-// Parses "8-4-4-4-12" (no braces, digits of either case); nothing when the text has any other shape.
+// Parses "8-4-4-4-12" (no braces, digits of either case); nullopt for text of any other form.
 template <class Char>
 constexpr std::optional<GUID> parse_guid(std::basic_string_view<Char> text) noexcept {
   if (text.size() != kGuidTextLength) return std::nullopt;
@@ -59,7 +59,7 @@ constexpr std::optional<GUID> parse_guid(std::basic_string_view<Char> text) noex
   return guid_from_printed_bytes(bytes);
 }
 
-// For constants: a malformed text is a compile error there, since the exception is no constant expression.
+// For constants: malformed text fails to compile, because throwing is not a constant expression.
 constexpr GUID guid(std::string_view text) {
   const std::optional<GUID> parsed = parse_guid(text);
   if (!parsed) throw std::invalid_argument("not a GUID");

@@ -1,4 +1,4 @@
-// Loading, asking and unloading modules.
+// Loads modules by dlopen and unloads them when they allow it.
 #include "module_table.h"
 
 #include <dlfcn.h>
@@ -30,7 +30,7 @@ void* Module::symbol(const char* name) const noexcept {
 }
 
 ModuleTable& ModuleTable::instance() {
-  // Never destroyed: objects of a module may outlive every static of this library.
+  // Never destroyed: objects of a module may outlive the statics of this library.
   static ModuleTable& table = *new ModuleTable;
   return table;
 }
@@ -43,16 +43,16 @@ std::shared_ptr<Module> ModuleTable::get(const std::string& path) {
   const auto found = modules_.find(canonical);
   if (found != modules_.end()) return found->second;
   std::shared_ptr<Module> module = Module::load(canonical);
-  if (module != nullptr) modules_.emplace(canonical, module);
+  if (module) modules_.emplace(canonical, module);
   return module;
 }
 
 void ModuleTable::free_unused() {
-  std::vector<std::shared_ptr<Module>> unused;  // unloaded after the lock is gone
+  std::vector<std::shared_ptr<Module>> unused;  // destroyed, and so unloaded, after the lock is released
   const std::lock_guard lock(mutex_);
   for (auto it = modules_.begin(); it != modules_.end();) {
-    const bool at_work = it->second.use_count() > 1;
-    if (at_work || !it->second->can_unload_now()) {
+    const bool in_use = it->second.use_count() > 1;
+    if (in_use || !it->second->can_unload_now()) {
       ++it;
       continue;
     }

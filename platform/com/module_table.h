@@ -13,8 +13,8 @@ namespace zdr::com {
 // One loaded module; unloaded with its last owner.
 class Module {
  public:
-  // nullptr when the file cannot be loaded. `path` is absolute, so that the module can be asked for its own
-  // path whatever the current directory is later.
+  // nullptr when the file cannot be loaded. `path` is absolute: GetModuleFileName reports it as it was given,
+  // and the current directory may change.
   static std::shared_ptr<Module> load(const std::string& path);
 
   Module(void* handle) noexcept : handle_(handle) {}
@@ -37,14 +37,15 @@ class Module {
   void* handle_;
 };
 
-// Whoever gets a module from the table is its part-owner while at work with it, which keeps free_unused from
-// unloading it between the look-up and the first object.
+// Callers of get() share the ownership of the module, so that free_unused cannot unload it between the
+// look-up and the creation of the first object.
 class ModuleTable {
  public:
   static ModuleTable& instance();
 
-  // Loads the module when it is not there yet. nullptr when the file cannot be loaded.
+  // Loads the module unless it is loaded. nullptr when the file cannot be loaded.
   std::shared_ptr<Module> get(const std::string& path);
+  // Unloads the modules that allow it.
   void free_unused();
 
  private:

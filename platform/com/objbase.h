@@ -1,7 +1,6 @@
 // Entry header of the COM runtime: task memory, GUID text, apartments, creation of objects by class
-// identifier. The functions live in the shared platform library, so that a host and the modules that it loads
-// share one allocator, one table of modules and one set of class objects. All are safe to call from any
-// thread.
+// identifier. The functions are in the shared platform library, so that a host and the modules that it loads
+// share one allocator and one table of modules. All are safe to call from any thread.
 #pragma once
 
 #include <windows.h>
@@ -28,33 +27,28 @@ enum COINIT : DWORD {
 // Characters of "{8-4-4-4-12}" with the terminating NUL.
 inline constexpr int CHARS_IN_GUID = 39;
 
-// The two functions by which a module offers its classes; CoGetClassObject and CoFreeUnusedLibraries call
-// them.
-using LPFNGETCLASSOBJECT = HRESULT (*)(REFCLSID rclsid, REFIID riid, void** ppv);
-using LPFNCANUNLOADNOW = HRESULT (*)();
-
 extern "C" {
 
-// Task memory: whoever receives such a block frees it. NULL when memory is exhausted; a size of 0 gives a
-// valid pointer. Freeing NULL is harmless. Realloc keeps the old block when it fails; a size of 0 frees it.
+// Task memory: a function that returns such a block leaves it to its caller to free. CoTaskMemAlloc returns
+// NULL when memory is exhausted, and a valid pointer for a size of 0. Freeing NULL is harmless.
 ZDR_PLATFORM_API void* CoTaskMemAlloc(SIZE_T size) noexcept;
-ZDR_PLATFORM_API void* CoTaskMemRealloc(void* block, SIZE_T size) noexcept;
 ZDR_PLATFORM_API void CoTaskMemFree(void* block) noexcept;
 
 // Writes "{8-4-4-4-12}" in upper case with its NUL and returns 39, or 0 when the buffer holds fewer than 39.
 ZDR_PLATFORM_API int StringFromGUID2(REFGUID guid, WCHAR* buffer, int characters) noexcept;
 
-// Reads "{8-4-4-4-12}", digits of either case. NULL text gives GUID_NULL and S_OK; anything else that is not
-// of this form gives GUID_NULL and CO_E_CLASSSTRING.
+// Reads "{8-4-4-4-12}", digits of either case. A NULL text yields GUID_NULL and S_OK; any other text that is
+// not of this form yields GUID_NULL and CO_E_CLASSSTRING.
 ZDR_PLATFORM_API HRESULT CLSIDFromString(const WCHAR* text, CLSID* clsid) noexcept;
 
 // Per thread: S_OK the first time, S_FALSE again with the same model, RPC_E_CHANGED_MODE with the other one.
-// Every success, S_FALSE included, is balanced by one CoUninitialize. CoInitialize asks for an apartment.
+// Every success, S_FALSE included, is balanced by one CoUninitialize. CoInitialize chooses
+// COINIT_APARTMENTTHREADED.
 ZDR_PLATFORM_API HRESULT CoInitialize(void* reserved) noexcept;
 ZDR_PLATFORM_API HRESULT CoInitializeEx(void* reserved, DWORD coinit) noexcept;
 ZDR_PLATFORM_API void CoUninitialize() noexcept;
 
-// The factory of a class: built-in classes first, then the module which the class path resolver names.
+// The factory of a class: built-in classes first, then the module that the registry names for the class.
 // REGDB_E_CLASSNOTREG for an unknown class, HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND) for a module that cannot
 // be loaded, CO_E_ERRORINDLL for one without DllGetClassObject.
 ZDR_PLATFORM_API HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* server, REFIID riid,
@@ -64,8 +58,8 @@ ZDR_PLATFORM_API HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* s
 ZDR_PLATFORM_API HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID riid,
                                           void** ppv) noexcept;
 
-// Unloads every module whose DllCanUnloadNow says S_OK. No other thread may be about to return from the last
-// Release of an object of such a module: its code would go under it.
+// Unloads every module whose DllCanUnloadNow returns S_OK. No other thread may still be inside the last
+// Release of an object of such a module: the code it returns through would be gone.
 ZDR_PLATFORM_API void CoFreeUnusedLibraries() noexcept;
 
 }  // extern "C"

@@ -1,4 +1,4 @@
-// An open key of the registry that closes itself, for the runtime's own entries.
+// OpenKey, a registry key that closes itself, and the names of the keys that registration uses.
 #pragma once
 
 #include <objbase.h>
@@ -18,7 +18,7 @@ class OpenKey {
     if (key_ != nullptr) RegCloseKey(key_);
   }
 
-  // Of HKEY_CLASSES_ROOT. Both once in the life of the object; as the functions of the registry answer.
+  // Both take a path below HKEY_CLASSES_ROOT and return the registry's status. Call one of them, once.
   LSTATUS open(const std::u16string& path, REGSAM access) {
     return RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, access, &key_);
   }
@@ -27,7 +27,7 @@ class OpenKey {
                            nullptr, &key_, nullptr);
   }
 
-  // With its NUL, as readers expect it.
+  // Stores the text with its NUL.
   LSTATUS set_text(const WCHAR* name, const std::u16string& text) {
     return set(name, REG_SZ, text.c_str(), (text.size() + 1) * sizeof(WCHAR));
   }

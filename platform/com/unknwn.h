@@ -8,7 +8,7 @@
 #include "guid_text.h"
 
 // Every interface pointer that comes back through an out-argument carries a reference of its own.
-// QueryInterface for IID_IUnknown gives the same pointer for one object whichever interface is asked.
+// QueryInterface for IID_IUnknown returns the same pointer on every interface of one object.
 // The results of AddRef and Release are advisory.
 struct IUnknown {
   // S_OK, or E_NOINTERFACE with *ppv = NULL; E_POINTER for a NULL ppv.
@@ -16,7 +16,6 @@ struct IUnknown {
   virtual ULONG AddRef() = 0;
   virtual ULONG Release() = 0;
 };
-using LPUNKNOWN = IUnknown*;
 
 struct IClassFactory : IUnknown {
   // With an outer object riid must be IID_IUnknown; CLASS_E_NOAGGREGATION when the class cannot be

@@ -1,4 +1,4 @@
-// Filters and pins of the base classes, by their customary header name.
+// Filters and pins of the base classes, under the customary name of their header.
 #pragma once
 
 #include "allocator.h"

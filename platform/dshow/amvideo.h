@@ -5,18 +5,13 @@
 
 #include <cstddef>
 
-inline constexpr DWORD BI_RGB = 0;
-inline constexpr DWORD BI_RLE8 = 1;
-inline constexpr DWORD BI_RLE4 = 2;
-inline constexpr DWORD BI_BITFIELDS = 3;
-
 struct BITMAPINFOHEADER {
   DWORD biSize;  // of this record, 40
   LONG biWidth;
   LONG biHeight;  // positive for RGB images that are stored bottom line first
   WORD biPlanes;
   WORD biBitCount;
-  DWORD biCompression;  // BI_* or a four-character code
+  DWORD biCompression;  // 0 for plain RGB, else a four-character code
   DWORD biSizeImage;
   LONG biXPelsPerMeter;
   LONG biYPelsPerMeter;

@@ -1,12 +1,12 @@
-// CBaseAllocator: who may have a buffer when. The states are committed, decommitting (samples are still out)
-// and decommitted; in the first two the allocator holds a reference on itself.
+// CBaseAllocator: lends samples while committed. The states are committed, decommitting (samples are still
+// out) and decommitted; in the first two the allocator holds a reference on itself.
 #include <utility>
 
 #include "allocator.h"
 
 namespace {
 
-// Lets a condition variable release and take the allocator's lock.
+// Lets a condition variable release and reacquire the allocator's lock.
 class WaitableLock {
  public:
   explicit WaitableLock(CCritSec& section) noexcept : section_(section) {}
@@ -33,43 +33,25 @@ CMediaSample* CBaseAllocator::CSampleList::RemoveHead() noexcept {
   return sample;
 }
 
-CBaseAllocator::CBaseAllocator(CObjectName name, IUnknown* outer, HRESULT* phr, BOOL /*event*/,
-                               BOOL enable_release_callback) noexcept
-    : CUnknown(name, outer, phr), m_fEnableReleaseCallback(enable_release_callback) {}
-
-CBaseAllocator::~CBaseAllocator() {
-  if (m_pNotify != nullptr) m_pNotify->Release();
-}
+CBaseAllocator::CBaseAllocator(CObjectName name, IUnknown* outer) noexcept : CUnknown(name, outer) {}
 
 HRESULT CBaseAllocator::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
-  if (riid == IID_IMemAllocator || (riid == IID_IMemAllocatorCallbackTemp && m_fEnableReleaseCallback)) {
-    return GetInterface(static_cast<IMemAllocatorCallbackTemp*>(this), ppv);
-  }
+  if (riid == IID_IMemAllocator) return GetInterface(static_cast<IMemAllocator*>(this), ppv);
   return CUnknown::NonDelegatingQueryInterface(riid, ppv);
 }
 
-HRESULT CBaseAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) {
-  CheckPointer(request, E_POINTER);
-  CheckPointer(actual, E_POINTER);
-  const ALLOCATOR_PROPERTIES wanted = *request;  // both may be the same record
-  *actual = {};
-  // What is behind the memory is not known here, so neither is its alignment.
-  if (wanted.cbAlign != 1) return VFW_E_BADALIGN;
-  return take_properties(wanted, actual);
-}
-
-HRESULT CBaseAllocator::take_properties(const ALLOCATOR_PROPERTIES& wanted,
-                                        ALLOCATOR_PROPERTIES* actual) noexcept {
+HRESULT CBaseAllocator::store_properties(const ALLOCATOR_PROPERTIES& properties,
+                                         ALLOCATOR_PROPERTIES* actual) noexcept {
   const CAutoLock lock(this);
   if (m_bCommitted) return VFW_E_ALREADY_COMMITTED;
   if (m_lFree.GetCount() < m_lAllocated) return VFW_E_BUFFERS_OUTSTANDING;
-  m_bChanged = m_bChanged || m_lCount != wanted.cBuffers || m_lSize != wanted.cbBuffer ||
-               m_lAlignment != wanted.cbAlign || m_lPrefix != wanted.cbPrefix;
-  m_lCount = wanted.cBuffers;
-  m_lSize = wanted.cbBuffer;
-  m_lAlignment = wanted.cbAlign;
-  m_lPrefix = wanted.cbPrefix;
-  *actual = wanted;
+  m_bChanged = m_bChanged || m_lCount != properties.cBuffers || m_lSize != properties.cbBuffer ||
+               m_lAlignment != properties.cbAlign || m_lPrefix != properties.cbPrefix;
+  m_lCount = properties.cBuffers;
+  m_lSize = properties.cbBuffer;
+  m_lAlignment = properties.cbAlign;
+  m_lPrefix = properties.cbPrefix;
+  *actual = properties;
   return S_OK;
 }
 
@@ -84,7 +66,7 @@ HRESULT CBaseAllocator::Commit() {
   const CAutoLock lock(this);
   if (m_bCommitted) return S_OK;
   if (m_bDecommitInProgress) {
-    // The memory is all there, and so is the reference on ourselves.
+    // The memory and the reference on this object are still there.
     m_bDecommitInProgress = FALSE;
     m_bCommitted = TRUE;
     return S_OK;
@@ -109,7 +91,7 @@ HRESULT CBaseAllocator::Decommit() {
     }
     Free();
   }
-  Release();  // without the lock, which may go with it
+  Release();  // outside of the lock, which this may destroy
   return S_OK;
 }
 
@@ -120,9 +102,9 @@ HRESULT CBaseAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME* /*start
   const CAutoLock lock(this);
   const ULONG decommits = m_cDecommits;
   for (;;) {
-    // Whoever has waited through a decommit leaves, even if there was a commit since.
+    // A thread that has waited through a decommit returns, even after another commit.
     if (!m_bCommitted || m_cDecommits != decommits) return VFW_E_NOT_COMMITTED;
-    if (CMediaSample* free_sample = m_lFree.RemoveHead()) {
+    if (CMediaSample* const free_sample = m_lFree.RemoveHead(); free_sample != nullptr) {
       free_sample->m_cRef.store(1, std::memory_order_relaxed);
       *sample = free_sample;
       return S_OK;
@@ -137,43 +119,18 @@ HRESULT CBaseAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME* /*start
 
 HRESULT CBaseAllocator::ReleaseBuffer(IMediaSample* sample) {
   CheckPointer(sample, E_POINTER);
-  IMemAllocatorNotifyCallbackTemp* notify = nullptr;
   bool decommitted = false;
   {
     const CAutoLock lock(this);
     m_lFree.Add(static_cast<CMediaSample*>(sample));
     if (m_lWaiting != 0) sample_freed_.notify_one();
-    notify = m_pNotify;
-    if (notify != nullptr) notify->AddRef();
     if (m_bDecommitInProgress && m_lFree.GetCount() == m_lAllocated) {
       Free();
       m_bDecommitInProgress = FALSE;
       decommitted = true;
     }
   }
-  if (notify != nullptr) {
-    notify->NotifyRelease();
-    notify->Release();
-  }
   if (decommitted) Release();
-  return S_OK;
-}
-
-HRESULT CBaseAllocator::SetNotify(IMemAllocatorNotifyCallbackTemp* notify) {
-  if (notify != nullptr) notify->AddRef();
-  IMemAllocatorNotifyCallbackTemp* previous = nullptr;
-  {
-    const CAutoLock lock(this);
-    previous = std::exchange(m_pNotify, notify);
-  }
-  if (previous != nullptr) previous->Release();
-  return S_OK;
-}
-
-HRESULT CBaseAllocator::GetFreeCount(LONG* free_buffers) {
-  CheckPointer(free_buffers, E_POINTER);
-  const CAutoLock lock(this);
-  *free_buffers = m_lCount - m_lAllocated + m_lFree.GetCount();
   return S_OK;
 }
 

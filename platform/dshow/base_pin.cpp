@@ -1,4 +1,4 @@
-// CBasePin: how two pins agree on a connection. Each attempt is undone completely before the next one.
+// How two pins agree on a connection. A failed attempt is undone completely before the next one.
 #include "base_pin.h"
 
 #include <com_ptr.h>
@@ -6,14 +6,13 @@
 #include <memory>
 #include <utility>
 
-#include "nothrow_new.h"
 #include "wide_text.h"
 
 using zdr::com::ComPtr;
 
 namespace {
 
-// Refusals that say no more than "not this type"; any other failure is worth being reported to the caller.
+// Refusals that mean no more than "not this type". Any other failure is reported to the caller.
 bool is_plain_refusal(HRESULT hr) noexcept {
   return hr == E_FAIL || hr == E_INVALIDARG || hr == VFW_E_TYPE_NOT_ACCEPTED;
 }
@@ -49,7 +48,7 @@ ULONG CBasePin::NonDelegatingRelease() {
 
 HRESULT CBasePin::check_connectable() const {
   if (m_Connected != nullptr) return VFW_E_ALREADY_CONNECTED;
-  return IsStopped() || m_bCanReconnectWhenActive ? S_OK : VFW_E_NOT_STOPPED;
+  return IsStopped() ? S_OK : VFW_E_NOT_STOPPED;
 }
 
 HRESULT CBasePin::check_offered_type(const CMediaType* type) {
@@ -80,13 +79,12 @@ HRESULT CBasePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
 HRESULT CBasePin::AgreeMediaType(IPin* receiver, const CMediaType* type) {
   if (type != nullptr && !type->IsPartiallySpecified()) return AttemptConnection(receiver, type);
   HRESULT failure = VFW_E_NO_ACCEPTABLE_TYPES;
-  for (int round = 0; round < 2; ++round) {
-    IPin* const offering = (round == 0) == m_bTryMyTypesFirst ? this : receiver;
+  for (IPin* const offering : {receiver, static_cast<IPin*>(this)}) {
     ComPtr<IEnumMediaTypes> types;
     if (FAILED(offering->EnumMediaTypes(types.out()))) continue;
     const HRESULT hr = TryMediaTypes(receiver, type, types.get());
     if (SUCCEEDED(hr)) return S_OK;
-    // The later round decides, even with no more to say than that no type will do: kept on purpose.
+    // Kept: the later round decides, even if it only found no acceptable type.
     if (!is_plain_refusal(hr)) failure = hr;
   }
   return failure;
@@ -121,7 +119,7 @@ HRESULT CBasePin::AttemptConnection(IPin* receiver, const CMediaType* type) {
 }
 
 HRESULT CBasePin::connect_both_ends(IPin* receiver, const CMediaType* type) {
-  // Before the receiver is told, which may ask who is connected.
+  // First, because the receiver may ask who is connected.
   set_peer(receiver);
   HRESULT hr = SetMediaType(type);
   if (SUCCEEDED(hr)) hr = receiver->ReceiveConnection(this, type);
@@ -154,10 +152,6 @@ HRESULT CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) 
 HRESULT CBasePin::Disconnect() {
   CAutoLock lock(m_pLock);
   if (!IsStopped()) return VFW_E_NOT_STOPPED;
-  return DisconnectInternal();
-}
-
-HRESULT CBasePin::DisconnectInternal() {
   if (m_Connected == nullptr) return S_FALSE;
   if (const HRESULT hr = BreakConnect(); FAILED(hr)) return hr;
   release_peer();
@@ -182,7 +176,7 @@ HRESULT CBasePin::BreakConnect() {
   return S_OK;
 }
 
-// --- What others ask ---
+// --- Queries ---
 
 HRESULT CBasePin::ConnectedTo(IPin** peer) {
   CheckPointer(peer, E_POINTER);
@@ -226,22 +220,8 @@ HRESULT CBasePin::QueryAccept(const AM_MEDIA_TYPE* type) {
   return FAILED(hr) ? S_FALSE : hr;
 }
 
-HRESULT CBasePin::EnumMediaTypes(IEnumMediaTypes** enumerator) {
-  CheckPointer(enumerator, E_POINTER);
-  *enumerator = zdr::dshow::new_or_null<CEnumMediaTypes>(this, nullptr);
-  return *enumerator == nullptr ? E_OUTOFMEMORY : S_OK;
-}
-
 HRESULT CBasePin::GetMediaType(int /*position*/, CMediaType* /*type*/) {
   return E_UNEXPECTED;
-}
-
-LONG CBasePin::GetMediaTypeVersion() {
-  return m_TypeVersion;
-}
-
-void CBasePin::IncrementTypeVersion() {
-  ++m_TypeVersion;
 }
 
 HRESULT CBasePin::QueryInternalConnections(IPin** /*pins*/, ULONG* /*count*/) {
@@ -254,10 +234,7 @@ HRESULT CBasePin::EndOfStream() {
   return S_OK;
 }
 
-HRESULT CBasePin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) {
-  m_tStart = start;
-  m_tStop = stop;
-  m_dRate = rate;
+HRESULT CBasePin::NewSegment(REFERENCE_TIME /*start*/, REFERENCE_TIME /*stop*/, double /*rate*/) {
   return S_OK;
 }
 
@@ -270,7 +247,6 @@ HRESULT CBasePin::Run(REFERENCE_TIME /*start*/) {
 }
 
 HRESULT CBasePin::Inactive() {
-  m_bRunTimeError = false;
   return S_OK;
 }
 
@@ -278,8 +254,6 @@ HRESULT CBasePin::Notify(IBaseFilter* /*sender*/, Quality /*quality*/) {
   return E_NOTIMPL;
 }
 
-HRESULT CBasePin::SetSink(IQualityControl* sink) {
-  CAutoLock lock(m_pLock);
-  m_pQSink = sink;
+HRESULT CBasePin::SetSink(IQualityControl* /*sink*/) {
   return S_OK;
 }

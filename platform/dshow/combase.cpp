@@ -1,4 +1,4 @@
-// Reference counting, delegation and identity.
+// Reference counting and delegation of CUnknown.
 #include "combase.h"
 
 #include <algorithm>
@@ -7,8 +7,6 @@ constinit std::atomic<LONG> CBaseObject::m_cObjects{0};
 
 CUnknown::CUnknown(CObjectName name, IUnknown* outer) noexcept
     : CBaseObject(name), m_pUnknown(outer != nullptr ? outer : &inner_) {}
-
-CUnknown::CUnknown(CObjectName name, IUnknown* outer, HRESULT* /*phr*/) noexcept : CUnknown(name, outer) {}
 
 HRESULT CUnknown::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
   CheckPointer(ppv, E_POINTER);
@@ -24,7 +22,7 @@ ULONG CUnknown::NonDelegatingAddRef() {
 ULONG CUnknown::NonDelegatingRelease() {
   const LONG left = --m_cRef;
   if (left != 0) return static_cast<ULONG>(std::max<LONG>(left, 1));
-  // The destructor may add and release references to this object without coming here again.
+  // The destructor may add and release references; the count must not reach 0 again.
   ++m_cRef;
   delete this;
   return 0;
@@ -47,22 +45,4 @@ HRESULT GetInterface(IUnknown* unknown, void** ppv) {
   *ppv = unknown;
   unknown->AddRef();
   return S_OK;
-}
-
-namespace {
-
-// The pointer that names the object; no reference is kept, for it is compared only.
-const void* identity_of(IUnknown* unknown) {
-  void* identity = nullptr;
-  if (unknown == nullptr || FAILED(unknown->QueryInterface(IID_IUnknown, &identity))) return nullptr;
-  static_cast<IUnknown*>(identity)->Release();
-  return identity;
-}
-
-}  // namespace
-
-BOOL IsEqualObject(IUnknown* first, IUnknown* second) {
-  if (first == second) return TRUE;
-  const void* identity = identity_of(first);
-  return identity != nullptr && identity == identity_of(second);
 }

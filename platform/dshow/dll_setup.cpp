@@ -1,19 +1,17 @@
+// Registers the classes of a module, and the filters among them.
 #include "dll_setup.h"
 
 #include <windows.h>
 
 #include <array>
-#include <cstddef>
-#include <new>
-#include <span>
 #include <string>
 
-#include "combase.h"
 #include "filter_setup.h"
+#include "module_entry.h"
 #include "platform/com/com_ptr.h"
 #include "platform/com/registry_key.h"
+#include "platform/com/status_guard.h"
 #include "uuids.h"
-#include "wxutil.h"
 
 namespace {
 
@@ -21,15 +19,11 @@ using zdr::com::class_key;
 using zdr::com::hresult_of;
 using zdr::com::OpenKey;
 
-std::span<const CFactoryTemplate> templates() noexcept {
-  return {g_Templates, static_cast<std::size_t>(g_cTemplates)};
-}
-
-// A path that is cut off would lead to another file.
+// Fails for a path that is too long: a truncated one would name another file.
 HRESULT module_path(std::u16string& path) {
   std::array<WCHAR, 4096> buffer;
   const DWORD length = GetModuleFileNameW(g_hInst, buffer.data(), static_cast<DWORD>(buffer.size()));
-  if (length == 0 || length == buffer.size()) return AmHresultFromWin32(GetLastError());
+  if (length == 0 || length == buffer.size()) return hresult_of(static_cast<LSTATUS>(GetLastError()));
   path.assign(buffer.data(), length);
   return S_OK;
 }
@@ -48,22 +42,22 @@ HRESULT register_class(const CFactoryTemplate& entry, const std::u16string& path
 HRESULT register_classes() {
   std::u16string path;
   HRESULT hr = module_path(path);
-  for (const CFactoryTemplate& entry : templates()) {
+  for (const CFactoryTemplate& entry : zdr::dshow::module_templates()) {
     if (SUCCEEDED(hr)) hr = register_class(entry, path);
   }
   return hr;
 }
 
 HRESULT unregister_classes() {
-  for (const CFactoryTemplate& entry : templates()) {
+  for (const CFactoryTemplate& entry : zdr::dshow::module_templates()) {
     const LSTATUS status = RegDeleteTreeW(HKEY_CLASSES_ROOT, class_key(*entry.m_ClsID).c_str());
     if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) return hresult_of(status);
   }
   return S_OK;
 }
 
-// The older mapper is asked for when the newer one cannot be had. No class here serves it; one that did would
-// be of no use, because its interface is not known.
+// When the newer mapper cannot be created, the result is that of creating the older one. No class here serves
+// it, and its interface is not declared, so it is of no use even if a module does.
 HRESULT create_mapper(zdr::com::ComPtr<IFilterMapper2>& mapper) {
   const HRESULT hr = CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,
                                       mapper.out_void());
@@ -77,7 +71,7 @@ HRESULT create_mapper(zdr::com::ComPtr<IFilterMapper2>& mapper) {
 HRESULT map_filters(BOOL register_server) {
   zdr::com::ComPtr<IFilterMapper2> mapper;
   HRESULT hr = create_mapper(mapper);
-  for (const CFactoryTemplate& entry : templates()) {
+  for (const CFactoryTemplate& entry : zdr::dshow::module_templates()) {
     if (FAILED(hr) || entry.m_pAMovieSetup_Filter == nullptr) continue;
     const auto map = register_server ? zdr::dshow::register_filter : zdr::dshow::unregister_filter;
     hr = map(*mapper.get(), *entry.m_pAMovieSetup_Filter);
@@ -98,9 +92,5 @@ HRESULT register_module(BOOL register_server) {
 }  // namespace
 
 HRESULT AMovieDllRegisterServer2(BOOL register_server) {
-  try {
-    return register_module(register_server);
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
+  return zdr::com::guarded([register_server] { return register_module(register_server); });
 }

@@ -1,9 +1,9 @@
+// Packs the description of a filter for its registry entry.
 #include "filter_data.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <span>
-#include <utility>
+#include <string_view>
 
 namespace zdr::dshow {
 namespace {
@@ -12,114 +12,88 @@ constexpr DWORD kLayoutVersion = 2;
 constexpr size_t kHeaderSize = 16;
 constexpr size_t kPinSize = 24;
 constexpr size_t kTypeSize = 16;
-constexpr size_t kMediumSize = 4;
 
-std::span<const REGPINTYPES> types_of(const REGFILTERPINS2& pin) {
+std::span<const REGFILTERPINS> pins_of(const REGFILTER2& record) {
+  return {record.rgPins, record.cPins};
+}
+
+std::span<const REGPINTYPES> types_of(const REGFILTERPINS& pin) {
   return {pin.lpMediaType, pin.lpMediaType != nullptr ? pin.nMediaTypes : 0};
 }
-std::span<const REGPINMEDIUM> mediums_of(const REGFILTERPINS2& pin) {
-  return {pin.lpMedium, pin.lpMedium != nullptr ? pin.nMediums : 0};
+
+DWORD flags_of(const REGFILTERPINS& pin) {
+  DWORD flags = 0;
+  if (pin.bRendered) flags |= REG_PINFLAG_B_RENDERER;
+  if (pin.bOutput) flags |= REG_PINFLAG_B_OUTPUT;
+  if (pin.bZero) flags |= REG_PINFLAG_B_ZERO;
+  if (pin.bMany) flags |= REG_PINFLAG_B_MANY;
+  return flags;
 }
 
-// Names and the filters to connect to are not kept.
-REGFILTERPINS2 as_version_2(const REGFILTERPINS& pin) {
-  REGFILTERPINS2 result{};
-  if (pin.bRendered) result.dwFlags |= REG_PINFLAG_B_RENDERER;
-  if (pin.bOutput) result.dwFlags |= REG_PINFLAG_B_OUTPUT;
-  if (pin.bZero) result.dwFlags |= REG_PINFLAG_B_ZERO;
-  if (pin.bMany) result.dwFlags |= REG_PINFLAG_B_MANY;
-  result.nMediaTypes = pin.nMediaTypes;
-  result.lpMediaType = pin.lpMediaType;
-  return result;
-}
-
-std::vector<REGFILTERPINS2> pins_of(const REGFILTER2& record) {
-  if (record.dwVersion == 2) return {record.rgPins2, record.rgPins2 + record.cPins2};
-  std::vector<REGFILTERPINS2> pins;
-  for (const REGFILTERPINS& pin : std::span(record.rgPins, record.cPins)) pins.push_back(as_version_2(pin));
-  return pins;
-}
-
-size_t size_of_records(std::span<const REGFILTERPINS2> pins) {
+size_t size_before_pool(std::span<const REGFILTERPINS> pins) {
   size_t size = kHeaderSize;
-  for (const REGFILTERPINS2& pin : pins) {
-    size += kPinSize + kTypeSize * types_of(pin).size() + kMediumSize * mediums_of(pin).size();
-  }
+  for (const REGFILTERPINS& pin : pins) size += kPinSize + kTypeSize * types_of(pin).size();
   return size;
 }
 
 class Packer {
  public:
-  explicit Packer(size_t size_of_records) : pool_start_(size_of_records) {}
+  explicit Packer(size_t pool_start) : pool_start_(pool_start) {}
 
-  void add_pin(size_t index, const REGFILTERPINS2& pin) {
+  void add_word(DWORD word) {
+    const auto* first = reinterpret_cast<const BYTE*>(&word);
+    data_.insert(data_.end(), first, first + sizeof word);
+  }
+
+  // Names and the filters to connect to are not stored.
+  void add_pin(size_t index, const REGFILTERPINS& pin) {
     add_tag(index, "pi3");
-    add_word(pin.dwFlags);
-    add_word(pin.cInstances);
+    add_word(flags_of(pin));
+    add_word(0);  // instances
     add_word(static_cast<DWORD>(types_of(pin).size()));
-    add_word(static_cast<DWORD>(mediums_of(pin).size()));
-    add_word(pin.clsPinCategory != nullptr ? pooled(*pin.clsPinCategory) : 0);
+    add_word(0);  // mediums
+    add_word(0);  // category
     size_t type_index = 0;
     for (const REGPINTYPES& type : types_of(pin)) {
       add_tag(type_index++, "ty3");
       add_word(0);
-      add_word(pooled_or_null(type.clsMajorType));
-      add_word(pooled_or_null(type.clsMinorType));
+      add_word(pooled(type.clsMajorType));
+      add_word(pooled(type.clsMinorType));
     }
-    for (const REGPINMEDIUM& medium : mediums_of(pin)) add_word(pooled(medium));
   }
-  void add_word(DWORD word) { append(data_, word); }
 
   std::vector<BYTE> finish() {
-    data_.insert(data_.end(), pool_.begin(), pool_.end());
+    const auto* first = reinterpret_cast<const BYTE*>(pool_.data());
+    data_.insert(data_.end(), first, first + pool_.size() * sizeof(GUID));
     return std::move(data_);
   }
 
  private:
-  template <class Record>
-  static void append(std::vector<BYTE>& out, const Record& record) {
-    const auto* first = reinterpret_cast<const BYTE*>(&record);
-    out.insert(out.end(), first, first + sizeof record);
-  }
-
-  // The first byte counts from '0', as far as a byte counts.
-  void add_tag(size_t index, const char* name) {
+  // The first byte counts from '0' and wraps.
+  void add_tag(size_t index, std::string_view name) {
     data_.push_back(static_cast<BYTE>('0' + index));
-    data_.insert(data_.end(), name, name + 3);
+    data_.insert(data_.end(), name.begin(), name.end());
   }
 
-  // The offset of the record from the start of the data.
-  template <class Record>
-  DWORD pooled(const Record& record) {
-    std::vector<BYTE> bytes;
-    append(bytes, record);
-    for (const Pooled& known : pooled_) {
-      const auto start = pool_.begin() + static_cast<ptrdiff_t>(known.offset);
-      if (known.size == bytes.size() && std::equal(bytes.begin(), bytes.end(), start))
-        return static_cast<DWORD>(pool_start_ + known.offset);
-    }
-    pooled_.push_back({pool_.size(), bytes.size()});
-    pool_.insert(pool_.end(), bytes.begin(), bytes.end());
-    return static_cast<DWORD>(pool_start_ + pooled_.back().offset);
+  // The offset of the GUID from the start of the data. NULL is stored as GUID_NULL.
+  DWORD pooled(const GUID* guid) {
+    const GUID value = guid != nullptr ? *guid : GUID_NULL;
+    const auto found = std::find(pool_.begin(), pool_.end(), value);
+    const auto index = static_cast<size_t>(found - pool_.begin());
+    if (found == pool_.end()) pool_.push_back(value);
+    return static_cast<DWORD>(pool_start_ + index * sizeof(GUID));
   }
-  DWORD pooled_or_null(const GUID* guid) { return pooled(guid != nullptr ? *guid : GUID_NULL); }
-
-  struct Pooled {
-    size_t offset;  // in pool_
-    size_t size;
-  };
 
   size_t pool_start_;
   std::vector<BYTE> data_;
-  std::vector<BYTE> pool_;
-  std::vector<Pooled> pooled_;
+  std::vector<GUID> pool_;
 };
 
 }  // namespace
 
 std::vector<BYTE> pack_filter_data(const REGFILTER2& record) {
-  const std::vector<REGFILTERPINS2> pins = pins_of(record);
-  Packer packer(size_of_records(pins));
+  const std::span<const REGFILTERPINS> pins = pins_of(record);
+  Packer packer(size_before_pool(pins));
   packer.add_word(kLayoutVersion);
   packer.add_word(record.dwMerit);
   packer.add_word(static_cast<DWORD>(pins.size()));

@@ -1,7 +1,7 @@
 // Interfaces of filters and pins, in the platform's slot order: state control, connection, enumeration,
-// seeking, quality, file source, clock. Results that every method shares are told once: S_OK on success,
-// E_POINTER for a NULL mandatory out-argument, E_OUTOFMEMORY. Interfaces handed out carry a reference,
-// strings and media types handed out are task memory of the caller.
+// seeking, quality, file source, clock. Unless stated otherwise a method returns S_OK on success, E_POINTER
+// for a NULL mandatory out-argument, or E_OUTOFMEMORY. Returned interfaces carry a reference; returned
+// strings and media types are task memory that the caller frees.
 #pragma once
 
 #include "media_records.h"
@@ -12,7 +12,7 @@ struct IEnumMediaTypes;
 
 // Time in 100 ns units that never goes backwards.
 struct IReferenceClock : IUnknown {
-  // S_FALSE when the time is the same as at the call before.
+  // S_FALSE when the time is that of the previous call.
   virtual HRESULT GetTime(REFERENCE_TIME* pTime) = 0;
   // Sets the event once when base + stream time is reached.
   virtual HRESULT AdviseTime(REFERENCE_TIME baseTime, REFERENCE_TIME streamTime, HEVENT hEvent,
@@ -27,10 +27,10 @@ struct IMediaFilter : IPersist {
   // S_FALSE while the transition is not complete.
   virtual HRESULT Stop() = 0;
   virtual HRESULT Pause() = 0;
-  // tStart: the reference time that corresponds to stream time 0.
+  // tStart: the reference time of stream time 0.
   virtual HRESULT Run(REFERENCE_TIME tStart) = 0;
-  // VFW_S_STATE_INTERMEDIATE when the transition is unfinished after the wait, VFW_S_CANT_CUE when the filter
-  // is paused but will deliver no data.
+  // VFW_S_STATE_INTERMEDIATE when the transition is not complete after the wait, VFW_S_CANT_CUE when the
+  // filter is paused but will deliver no data.
   virtual HRESULT GetState(DWORD dwMilliSecsTimeout, FILTER_STATE* State) = 0;
   virtual HRESULT SetSyncSource(IReferenceClock* pClock) = 0;
   virtual HRESULT GetSyncSource(IReferenceClock** pClock) = 0;
@@ -41,7 +41,7 @@ struct IBaseFilter : IMediaFilter {
   // VFW_E_NOT_FOUND with *ppPin = NULL.
   virtual HRESULT FindPin(LPCWSTR Id, IPin** ppPin) = 0;
   virtual HRESULT QueryFilterInfo(FILTER_INFO* pInfo) = 0;
-  // NULL means leaving. The filter keeps no reference on the graph.
+  // A NULL graph means leaving it. The filter holds no reference on the graph.
   virtual HRESULT JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName) = 0;
   virtual HRESULT QueryVendorInfo(LPWSTR* pVendorInfo) = 0;
 };
@@ -67,15 +67,15 @@ struct IPin : IUnknown {
   virtual HRESULT EnumMediaTypes(IEnumMediaTypes** ppEnum) = 0;
   // S_FALSE when the array is too small; E_NOTIMPL: every input feeds every output.
   virtual HRESULT QueryInternalConnections(IPin** apPin, ULONG* nPin) = 0;
-  // Output pins answer E_UNEXPECTED to these three.
+  // Output pins return E_UNEXPECTED from these three.
   virtual HRESULT EndOfStream() = 0;
   virtual HRESULT BeginFlush() = 0;
   virtual HRESULT EndFlush() = 0;
   virtual HRESULT NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) = 0;
 };
 
-// Enumerators. Next: S_OK when all were delivered, S_FALSE for fewer, E_INVALIDARG when the count is not
-// asked for and more than one item is, VFW_E_ENUM_OUT_OF_SYNC when the set has changed. Reset synchronises
+// Enumerators. Next returns S_OK when it delivered all items requested, S_FALSE for fewer, E_INVALIDARG for
+// more than one item without pcFetched, VFW_E_ENUM_OUT_OF_SYNC when the set has changed. Reset synchronises
 // again.
 struct IEnumPins : IUnknown {
   virtual HRESULT Next(ULONG cPins, IPin** ppPins, ULONG* pcFetched) = 0;
@@ -96,7 +96,7 @@ struct IEnumMediaTypes : IUnknown {
 // before the kind of positioning is compared.
 struct IMediaSeeking : IUnknown {
   virtual HRESULT GetCapabilities(DWORD* pCapabilities) = 0;
-  // S_OK all present, S_FALSE some, E_FAIL none; the value is reduced to the bits that are present.
+  // S_OK when all are present, S_FALSE for some, E_FAIL for none. Clears the bits that are not present.
   virtual HRESULT CheckCapabilities(DWORD* pCapabilities) = 0;
   virtual HRESULT IsFormatSupported(const GUID* pFormat) = 0;
   virtual HRESULT QueryPreferredFormat(GUID* pFormat) = 0;
@@ -109,7 +109,7 @@ struct IMediaSeeking : IUnknown {
   // A NULL format is the current one.
   virtual HRESULT ConvertTimeFormat(LONGLONG* pTarget, const GUID* pTargetFormat, LONGLONG Source,
                                     const GUID* pSourceFormat) = 0;
-  // S_FALSE when there is nothing to change. AM_SEEKING_ReturnTime writes reference times back.
+  // S_FALSE when there is nothing to change. AM_SEEKING_ReturnTime returns reference times in the arguments.
   virtual HRESULT SetPositions(LONGLONG* pCurrent, DWORD dwCurrentFlags, LONGLONG* pStop,
                                DWORD dwStopFlags) = 0;
   virtual HRESULT GetPositions(LONGLONG* pCurrent, LONGLONG* pStop) = 0;
@@ -126,7 +126,7 @@ struct IQualityControl : IUnknown {
 };
 
 struct IFileSourceFilter : IUnknown {
-  // Meant to be called once.
+  // Called once per filter; a second file is refused.
   virtual HRESULT Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) = 0;
   // pmt may be NULL. E_FAIL, or S_OK with a NULL string, when there is no file.
   virtual HRESULT GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) = 0;
@@ -134,10 +134,6 @@ struct IFileSourceFilter : IUnknown {
 
 struct IAMFilterMiscFlags : IUnknown {
   virtual ULONG GetMiscFlags() = 0;
-};
-
-struct ISeekingPassThru : IUnknown {
-  virtual HRESULT Init(BOOL bSupportRendering, IPin* pPin) = 0;
 };
 
 inline constexpr IID IID_IReferenceClock = zdr::com::guid("56A86897-0AD4-11CE-B03A-0020AF0BA770");
@@ -150,6 +146,3 @@ inline constexpr IID IID_IMediaSeeking = zdr::com::guid("36B73880-C2C8-11CF-8B46
 inline constexpr IID IID_IQualityControl = zdr::com::guid("56A868A5-0AD4-11CE-B03A-0020AF0BA770");
 inline constexpr IID IID_IFileSourceFilter = zdr::com::guid("56A868A6-0AD4-11CE-B03A-0020AF0BA770");
 inline constexpr IID IID_IAMFilterMiscFlags = zdr::com::guid("2DD74950-A890-11D1-ABE8-00A0C905F375");
-inline constexpr IID IID_ISeekingPassThru = zdr::com::guid("36B73883-C2C8-11CF-8B46-00805F6CEF60");
-// Known by name only: nothing here implements or calls it.
-inline constexpr IID IID_IAsyncReader = zdr::com::guid("56A868AA-0AD4-11CE-B03A-0020AF0BA770");

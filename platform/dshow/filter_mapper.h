@@ -1,5 +1,5 @@
-// The filter mapper of the platform library: keeps the descriptions of filters in the registry, below
-// HKEY_CLASSES_ROOT\CLSID\{category}\Instance\{instance}.
+// The filter mapper of the platform library: stores the descriptions of filters in the registry, below
+// HKEY_CLASSES_ROOT\CLSID\{legacy category}\Instance\{filter}.
 #pragma once
 
 #include "combase.h"
@@ -7,7 +7,7 @@
 
 class CFilterMapper2 final : public CUnknown, public IFilterMapper2 {
  public:
-  CFilterMapper2(CObjectName name, IUnknown* outer, HRESULT* phr) noexcept : CUnknown(name, outer, phr) {}
+  explicit CFilterMapper2(IUnknown* outer) noexcept : CUnknown(NAME("Filter mapper"), outer) {}
 
   // Creator for class tables.
   static CUnknown* CreateInstance(IUnknown* outer, HRESULT* phr);
@@ -15,12 +15,14 @@ class CFilterMapper2 final : public CUnknown, public IFilterMapper2 {
   DECLARE_IUNKNOWN
   HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-  HRESULT CreateCategory(REFCLSID category, DWORD merit, LPCWSTR description) override;
+  // Filters are stored under their own identifier in the default category only: E_NOTIMPL for another
+  // category, an instance name, or a request for a moniker. E_INVALIDARG for a record that is not of
+  // version 1.
   HRESULT UnregisterFilter(const CLSID* category, LPCOLESTR instance, REFCLSID filter) override;
-  // VFW_E_BAD_KEY for an instance name that is no name of a key, and when the registry cannot be written.
-  // There are no monikers: with `moniker` not null nothing is registered, and E_NOTIMPL answered.
   HRESULT RegisterFilter(REFCLSID filter, LPCWSTR name, IMoniker** moniker, const CLSID* category,
                          LPCOLESTR instance, const REGFILTER2* record) override;
+  // Both return E_NOTIMPL: graphs are built explicitly.
+  HRESULT CreateCategory(REFCLSID category, DWORD merit, LPCWSTR description) override;
   HRESULT EnumMatchingFilters(IEnumMoniker** enumerator, DWORD flags, BOOL exact, DWORD merit,
                               BOOL input_needed, DWORD input_count, const GUID* inputs,
                               const REGPINMEDIUM* input_medium, const CLSID* input_category, BOOL render,

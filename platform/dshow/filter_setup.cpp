@@ -1,3 +1,4 @@
+// IAMovieSetup of a filter, and the calls to the mapper that it shares with the registration of a module.
 #include "filter_setup.h"
 
 #include "base_filter.h"
@@ -11,7 +12,7 @@ HRESULT missing_is_fine(HRESULT hr) {
   return hr == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) ? S_OK : hr;
 }
 
-// Calls `act` with the mapper and the filter's setup record. S_FALSE for a filter without one.
+// Calls `act` with the mapper and the filter's setup record. S_FALSE for a filter without a record.
 template <class Act>
 HRESULT with_mapper(const AMOVIESETUP_FILTER* setup, Act act) {
   if (setup == nullptr) return S_FALSE;
@@ -28,7 +29,7 @@ HRESULT with_mapper(const AMOVIESETUP_FILTER* setup, Act act) {
 }  // namespace
 
 HRESULT register_filter(IFilterMapper2& mapper, const AMOVIESETUP_FILTER& setup) {
-  mapper.UnregisterFilter(nullptr, nullptr, *setup.clsID);  // an old record may have more pins
+  mapper.UnregisterFilter(nullptr, nullptr, *setup.clsID);  // the old entry may have other values
   REGFILTER2 record{};
   record.dwVersion = 1;
   record.dwMerit = setup.dwMerit;

@@ -1,13 +1,13 @@
-// Registration of one filter with the filter mapper, by its setup record.
+// Registers one filter with the filter mapper, by its setup record.
 #pragma once
 
 #include "registration.h"
 
 namespace zdr::dshow {
 
-// Registers the filter in the legacy category under its own identifier, replacing what stands there.
+// Registers the filter in the default category under its own identifier, replacing an existing entry.
 HRESULT register_filter(IFilterMapper2& mapper, const AMOVIESETUP_FILTER& setup);
-// S_OK also when the filter is not registered.
+// Returns S_OK also when the filter is not registered.
 HRESULT unregister_filter(IFilterMapper2& mapper, const AMOVIESETUP_FILTER& setup);
 
 }  // namespace zdr::dshow

@@ -1,5 +1,5 @@
-// Records, enumerations and flags that travel through the media interfaces. Layouts are those of the
-// platform's 64-bit binary interface and are checked here.
+// Records, enumerations and flags of the media interfaces. Their layouts are those of the platform's 64-bit
+// binary interface, which static assertions check.
 #pragma once
 
 #include <objbase.h>
@@ -18,7 +18,7 @@ enum FILTER_STATE : int32_t { State_Stopped = 0, State_Paused = 1, State_Running
 
 enum QualityMessageType : int32_t { Famine = 0, Flood = 1 };
 
-// Flags of IMediaSeeking: a kind of positioning in the low two bits, modifiers above it.
+// Flags of IMediaSeeking: the kind of positioning in the low two bits, modifiers above it.
 enum AM_SEEKING_SEEKING_FLAGS : DWORD {
   AM_SEEKING_NoPositioning = 0x00,
   AM_SEEKING_AbsolutePositioning = 0x01,
@@ -73,7 +73,7 @@ enum AM_FILTER_MISC_FLAGS : ULONG {
 };
 
 // One kind of media. The receiver of a record owns its format block (task memory, cbFormat bytes) and the
-// reference in pUnk; see CopyMediaType and FreeMediaType. Check formattype, cbFormat and pbFormat before
+// reference in pUnk, and frees both with FreeMediaType. Check formattype, cbFormat and pbFormat before
 // reading the block as any record.
 struct AM_MEDIA_TYPE {
   GUID majortype;
@@ -94,7 +94,7 @@ static_assert(offsetof(AM_MEDIA_TYPE, lSampleSize) == 40 && offsetof(AM_MEDIA_TY
 static_assert(offsetof(AM_MEDIA_TYPE, pUnk) == 64 && offsetof(AM_MEDIA_TYPE, cbFormat) == 72);
 static_assert(offsetof(AM_MEDIA_TYPE, pbFormat) == 80);
 
-// All in bytes but the count; cbBuffer does not include the prefix.
+// Sizes are in bytes; cbBuffer does not include the prefix.
 struct ALLOCATOR_PROPERTIES {
   LONG cBuffers;
   LONG cbBuffer;
@@ -120,7 +120,7 @@ static_assert(sizeof(PIN_INFO) == 272 && offsetof(PIN_INFO, dir) == 8 && offseto
 
 struct Quality {
   QualityMessageType Type;
-  LONG Proportion;  // per mille of the present rate; 1000 asks for no change
+  LONG Proportion;  // wanted rate, per mille of the current one; 1000 requests no change
   REFERENCE_TIME Late;
   REFERENCE_TIME TimeStamp;
 };
@@ -134,7 +134,7 @@ struct AM_SAMPLE2_PROPERTIES {
   REFERENCE_TIME tStart;
   REFERENCE_TIME tStop;
   DWORD dwStreamId;           // AM_STREAM_*
-  AM_MEDIA_TYPE* pMediaType;  // the sample's own record, not a copy; NULL when the type does not change
+  AM_MEDIA_TYPE* pMediaType;  // owned by the sample; NULL when the type does not change
   BYTE* pbBuffer;
   LONG cbBuffer;  // bytes of the buffer
 };

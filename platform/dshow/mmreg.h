@@ -4,11 +4,9 @@
 #include <windows.h>
 
 inline constexpr WORD WAVE_FORMAT_PCM = 1;
-inline constexpr WORD WAVE_FORMAT_IEEE_FLOAT = 3;
-inline constexpr WORD WAVE_FORMAT_EXTENSIBLE = 0xFFFE;
 
 #pragma pack(push, 1)
-// A block is these 18 bytes, followed by cbSize bytes of its own for any format but PCM.
+// The first 18 bytes of the block. Any format but PCM has cbSize more bytes after them.
 struct WAVEFORMATEX {
   WORD wFormatTag;
   WORD nChannels;

@@ -1,10 +1,6 @@
-// Entry points of a module. Loading and unloading are told to the module's DllMain, which passes them on to
-// DllEntryPoint, by functions that the dynamic loader runs.
-#include <cstddef>
-#include <span>
-
-#include "class_factory.h"
-#include "combase.h"
+// Entry points of a module. The dynamic loader runs a constructor and a destructor of the module, which call
+// its DllMain with attach and detach.
+#include "module_entry.h"
 
 // A module need not have a DllMain.
 extern "C" __attribute__((weak)) BOOL DllMain(HINSTANCE instance, ULONG reason, void* reserved);
@@ -13,21 +9,17 @@ constinit HINSTANCE g_hInst = nullptr;
 
 namespace {
 
-// Identifies the module to GetModuleFileName by lying inside it. Constant, so that its page is one of the
-// file's: the system knows no path for the pages of variables that start as zero.
+// Its address identifies the module to GetModuleFileName. Constant, so that it is in a page mapped from the
+// file: zero-initialised variables are in anonymous pages, which have no path.
 constexpr char module_anchor = 0;
 
-std::span<const CFactoryTemplate> templates() noexcept {
-  return {g_Templates, static_cast<std::size_t>(g_cTemplates)};
-}
-
 void call_init_routines(BOOL loading) {
-  for (const CFactoryTemplate& entry : templates()) {
+  for (const CFactoryTemplate& entry : zdr::dshow::module_templates()) {
     if (entry.m_lpfnInit != nullptr) entry.m_lpfnInit(loading, entry.m_ClsID);
   }
 }
 
-void tell_module(ULONG reason) {
+void notify_module(ULONG reason) {
   HINSTANCE instance = const_cast<char*>(&module_anchor);
   if (&DllMain != nullptr) {
     DllMain(instance, reason, nullptr);
@@ -37,11 +29,11 @@ void tell_module(ULONG reason) {
 }
 
 __attribute__((constructor)) void module_loaded() {
-  tell_module(DLL_PROCESS_ATTACH);
+  notify_module(DLL_PROCESS_ATTACH);
 }
 
 __attribute__((destructor)) void module_unloaded() {
-  tell_module(DLL_PROCESS_DETACH);
+  notify_module(DLL_PROCESS_DETACH);
 }
 
 }  // namespace
@@ -57,7 +49,7 @@ BOOL DllEntryPoint(HINSTANCE instance, ULONG reason, void* /*reserved*/) {
 }
 
 HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) {
-  return zdr::dshow::template_class_object(templates(), rclsid, riid, ppv);
+  return zdr::dshow::template_class_object(zdr::dshow::module_templates(), rclsid, riid, ppv);
 }
 
 HRESULT DllCanUnloadNow() {

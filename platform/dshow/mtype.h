@@ -1,80 +1,58 @@
-// Media types as values: CMediaType owns the format block and the object of its AM_MEDIA_TYPE, which the free
-// functions below handle by hand.
+// Media types as values: CMediaType owns the format block and the object of its AM_MEDIA_TYPE. The functions
+// below do the same for plain records.
 #pragma once
 
 #include "media_records.h"
 #include "mmreg.h"
 
-// Adds nothing to the record but functions, so a pointer to one is a pointer to the other.
+// Adds only functions to the record, so that a pointer to one is a pointer to the other.
 class CMediaType : public AM_MEDIA_TYPE {
  public:
+  // The record is zeroed, but for fixed samples of 1 byte.
   CMediaType() noexcept;
-  explicit CMediaType(const GUID* majortype) noexcept;
-  // Deep copies; *phr (may be NULL) is set when memory runs out.
-  CMediaType(const AM_MEDIA_TYPE& other, HRESULT* phr = nullptr) noexcept;
-  CMediaType(const CMediaType& other, HRESULT* phr = nullptr) noexcept;
+  // Deep copies, without a format block when memory runs out.
+  explicit CMediaType(const AM_MEDIA_TYPE& other) noexcept;
+  CMediaType(const CMediaType& other) noexcept;
   ~CMediaType();
 
   CMediaType& operator=(const CMediaType& other) noexcept;
-  CMediaType& operator=(const AM_MEDIA_TYPE& other) noexcept;
   // S_OK or E_OUTOFMEMORY. Setting a type to itself is harmless.
-  HRESULT Set(const CMediaType& other) noexcept;
   HRESULT Set(const AM_MEDIA_TYPE& other) noexcept;
 
-  // Types, format type and block count; the flags, the sample size and pUnk do not.
-  bool operator==(const CMediaType& other) const noexcept;
-
-  BOOL IsValid() const noexcept { return majortype != GUID_NULL; }
-
-  const GUID* Type() const noexcept { return &majortype; }
   void SetType(const GUID* type) noexcept { majortype = *type; }
-  const GUID* Subtype() const noexcept { return &subtype; }
   void SetSubtype(const GUID* type) noexcept { subtype = *type; }
-  const GUID* FormatType() const noexcept { return &formattype; }
   void SetFormatType(const GUID* type) noexcept { formattype = *type; }
-
-  BOOL IsFixedSize() const noexcept { return bFixedSizeSamples; }
-  BOOL IsTemporalCompressed() const noexcept { return bTemporalCompression; }
-  // 0 for samples of variable size.
-  ULONG GetSampleSize() const noexcept { return bFixedSizeSamples ? lSampleSize : 0; }
-  // 0 means variable.
-  void SetSampleSize(ULONG size) noexcept;
-  // The number stays in the record, out of use.
+  // Kept: the sample size stays in the record.
   void SetVariableSize() noexcept { bFixedSizeSamples = FALSE; }
   void SetTemporalCompression(BOOL compressed) noexcept { bTemporalCompression = compressed; }
 
-  BYTE* Format() const noexcept { return pbFormat; }
-  ULONG FormatLength() const noexcept { return cbFormat; }
-  BOOL SetFormat(const BYTE* format, ULONG length) noexcept;
   void ResetFormatBuffer() noexcept;
-  // A block of this length, content undefined; the present block is kept when it has the length already, or
-  // when memory runs out: then it is returned if it is long enough, else NULL.
+  // Replaces the block by one of this length, content undefined. NULL, with the old block unchanged, for a
+  // length of 0 or when memory runs out.
   BYTE* AllocFormatBuffer(ULONG length) noexcept;
-  // The same, but what fits of the old content is copied.
-  BYTE* ReallocFormatBuffer(ULONG length) noexcept;
 
-  // Back to the state after construction, without freeing anything.
+  // Sets the state after default construction, without freeing anything.
   void InitMediaType() noexcept;
 
+  // Whether the type agrees with what a partial type specifies. The flags, the sample size and pUnk never
+  // count.
   BOOL MatchesPartial(const CMediaType* partial) const noexcept;
   BOOL IsPartiallySpecified() const noexcept;
 };
 static_assert(sizeof(CMediaType) == sizeof(AM_MEDIA_TYPE));
 
-// The base classes receive plain records through interfaces and treat them as CMediaType, which is sound for
-// the records are standard layout and CMediaType has no data or virtual functions.
+// The base classes receive plain records through interfaces and treat them as CMediaType. That is sound
+// because the record has standard layout and CMediaType adds no data or virtual functions.
 inline const CMediaType* AsMediaType(const AM_MEDIA_TYPE* type) noexcept {
   return static_cast<const CMediaType*>(type);
 }
 
 // Duplicates the block and adds a reference to pUnk; the old content of target is not freed. E_OUTOFMEMORY
-// leaves target without a block.
+// leaves target without a block and without pUnk.
 HRESULT CopyMediaType(AM_MEDIA_TYPE* target, const AM_MEDIA_TYPE* source) noexcept;
 // Frees the block and releases pUnk, not the record itself.
 void FreeMediaType(AM_MEDIA_TYPE& type) noexcept;
-// A copy in task memory, or NULL.
+// A copy in task memory, or NULL when memory runs out.
 AM_MEDIA_TYPE* CreateMediaType(const AM_MEDIA_TYPE* source) noexcept;
 // Frees a record in task memory with all it owns; NULL is harmless.
 void DeleteMediaType(AM_MEDIA_TYPE* type) noexcept;
-// Describes wave audio in fixed samples of nBlockAlign bytes; with set_format the record becomes the block.
-HRESULT CreateAudioMediaType(const WAVEFORMATEX* wave, AM_MEDIA_TYPE* type, BOOL set_format) noexcept;

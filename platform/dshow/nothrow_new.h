@@ -1,4 +1,4 @@
-// Creation of objects where running out of memory must become a status.
+// Creates objects where running out of memory must become a status. Tests make both functions fail.
 #pragma once
 
 #include <new>
@@ -9,14 +9,14 @@
 
 namespace zdr::dshow {
 
-// nullptr when memory runs out (or a test says so).
+// nullptr when memory runs out.
 template <class Object, class... Arguments>
 Object* new_or_null(Arguments&&... arguments) {
   if (zdr::platform::should_fail(zdr::platform::FaultPoint::kHeapAllocation)) return nullptr;
   return new (std::nothrow) Object(std::forward<Arguments>(arguments)...);
 }
 
-// False, with the list unchanged, when memory runs out (or a test says so).
+// Returns false, with the list unchanged, when memory runs out.
 template <class Element>
 bool append_or_fail(std::vector<Element>& list, const Element& element) noexcept {
   if (zdr::platform::should_fail(zdr::platform::FaultPoint::kHeapAllocation)) return false;

@@ -1,4 +1,4 @@
-// CBaseOutputPin: chooses the allocator of a connection and forwards samples and stream events to the peer.
+// CBaseOutputPin: chooses the allocator of a connection, and passes samples and stream events to the peer.
 #include <com_ptr.h>
 
 #include "transport_pins.h"
@@ -50,7 +50,7 @@ HRESULT CBaseOutputPin::DecideAllocator(IMemInputPin* input_pin, IMemAllocator**
   HRESULT hr = input_pin->GetAllocator(candidate.out());
   if (SUCCEEDED(hr)) hr = settle_allocator(input_pin, candidate.get(), &request);
   if (FAILED(hr)) {
-    // The request stays as the first attempt has left it.
+    // With the request as the first attempt has left it.
     hr = InitAllocator(candidate.out());
     if (SUCCEEDED(hr)) hr = settle_allocator(input_pin, candidate.get(), &request);
   }
@@ -72,7 +72,6 @@ HRESULT CBaseOutputPin::Active() {
 }
 
 HRESULT CBaseOutputPin::Inactive() {
-  m_bRunTimeError = false;
   CheckPointer(m_pAllocator, VFW_E_NO_ALLOCATOR);
   return m_pAllocator->Decommit();
 }

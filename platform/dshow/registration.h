@@ -1,12 +1,12 @@
-// How a filter describes itself to the registry: its pins and their types, its merit, and the mapper that
-// stores the description.
+// How a filter describes itself to the registry: its pins and their types, its merit, and the interface of
+// the mapper that stores the description.
 #pragma once
 
 #include <objbase.h>
 
 #include <cstddef>
 
-// How readily a graph builder tries a filter.
+// The order in which a graph builder tries filters.
 enum MERIT : DWORD {
   MERIT_PREFERRED = 0x800000,
   MERIT_NORMAL = 0x600000,
@@ -16,7 +16,7 @@ enum MERIT : DWORD {
   MERIT_HW_COMPRESSOR = 0x100050,
 };
 
-// REGFILTERPINS2::dwFlags.
+// Flags of a pin in the stored description.
 enum REG_PINFLAG : DWORD {
   REG_PINFLAG_B_ZERO = 1,
   REG_PINFLAG_B_RENDERER = 2,
@@ -43,38 +43,14 @@ struct REGFILTERPINS {
 };
 static_assert(sizeof(REGFILTERPINS) == 56 && offsetof(REGFILTERPINS, lpMediaType) == 48);
 
-struct REGPINMEDIUM {
-  CLSID clsMedium;
-  DWORD dw1;
-  DWORD dw2;
-};
-
-struct REGFILTERPINS2 {
-  DWORD dwFlags;  // REG_PINFLAG_*
-  UINT cInstances;
-  UINT nMediaTypes;
-  const REGPINTYPES* lpMediaType;
-  UINT nMediums;
-  const REGPINMEDIUM* lpMedium;
-  const CLSID* clsPinCategory;
-};
-static_assert(sizeof(REGFILTERPINS2) == 48 && offsetof(REGFILTERPINS2, lpMedium) == 32);
-
-// dwVersion tells which member of each union is meant: 1 cPins and rgPins, 2 cPins2 and rgPins2.
+// Version 1, the only one here.
 struct REGFILTER2 {
   DWORD dwVersion;
   DWORD dwMerit;
-  union {
-    ULONG cPins;
-    ULONG cPins2;
-  };
-  union {
-    const REGFILTERPINS* rgPins;
-    const REGFILTERPINS2* rgPins2;
-  };
+  ULONG cPins;
+  const REGFILTERPINS* rgPins;
 };
-static_assert(sizeof(REGFILTER2) == 24 && offsetof(REGFILTER2, cPins) == 8 &&
-              offsetof(REGFILTER2, rgPins) == 16);
+static_assert(sizeof(REGFILTER2) == 24 && offsetof(REGFILTER2, rgPins) == 16);
 
 using AMOVIESETUP_MEDIATYPE = REGPINTYPES;
 using AMOVIESETUP_PIN = REGFILTERPINS;
@@ -95,16 +71,19 @@ struct IAMovieSetup : IUnknown {
   virtual HRESULT Unregister() = 0;
 };
 
+struct IMoniker;
+struct IEnumMoniker;
+struct REGPINMEDIUM;
+
 struct IFilterMapper2 : IUnknown {
   virtual HRESULT CreateCategory(REFCLSID clsidCategory, DWORD dwCategoryMerit, LPCWSTR Description) = 0;
   // HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) for a filter that is not registered.
   virtual HRESULT UnregisterFilter(const CLSID* pclsidCategory, LPCOLESTR szInstance, REFCLSID Filter) = 0;
   // A NULL category is the legacy one, a NULL instance the text of the filter's identifier. Does not register
-  // the module that serves the class. VFW_E_BAD_KEY.
+  // the module that serves the class. VFW_E_BAD_KEY when the registry cannot be written.
   virtual HRESULT RegisterFilter(REFCLSID clsidFilter, LPCWSTR Name, IMoniker** ppMoniker,
                                  const CLSID* pclsidCategory, LPCOLESTR szInstance,
                                  const REGFILTER2* prf2) = 0;
-  // E_NOTIMPL here: graphs are built explicitly.
   virtual HRESULT EnumMatchingFilters(IEnumMoniker** ppEnum, DWORD dwFlags, BOOL bExactMatch, DWORD dwMerit,
                                       BOOL bInputNeeded, DWORD cInputTypes, const GUID* pInputTypes,
                                       const REGPINMEDIUM* pMedIn, const CLSID* pPinCategoryIn, BOOL bRender,
@@ -114,5 +93,5 @@ struct IFilterMapper2 : IUnknown {
 
 inline constexpr IID IID_IAMovieSetup = zdr::com::guid("A3D8CEC0-7E5A-11CF-BBC5-00805F6CEF20");
 inline constexpr IID IID_IFilterMapper2 = zdr::com::guid("B79BB0B0-33C1-11D1-ABE1-00A0C905F375");
-// The older mapper, known by name only: it is asked for when the newer one is missing.
+// The older mapper, which registration tries when the newer one is missing. Nothing here implements it.
 inline constexpr IID IID_IFilterMapper = zdr::com::guid("56A868A3-0AD4-11CE-B03A-0020AF0BA770");

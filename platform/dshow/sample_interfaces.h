@@ -6,7 +6,7 @@
 
 struct IMediaSample : IUnknown {
   virtual HRESULT GetPointer(BYTE** ppBuffer) = 0;
-  // Bytes of the buffer without the prefix.
+  // Bytes of the buffer, without the prefix.
   virtual LONG GetSize() = 0;
   // VFW_S_NO_STOP_TIME with end = start + 1, VFW_E_SAMPLE_TIME_NOT_SET.
   virtual HRESULT GetTime(REFERENCE_TIME* pTimeStart, REFERENCE_TIME* pTimeEnd) = 0;
@@ -33,11 +33,12 @@ struct IMediaSample : IUnknown {
 struct IMediaSample2 : IMediaSample {
   // The first cbProperties bytes of an AM_SAMPLE2_PROPERTIES.
   virtual HRESULT GetProperties(DWORD cbProperties, BYTE* pbProperties) = 0;
+  // E_NOTIMPL: the methods above set all that a sample has.
   virtual HRESULT SetProperties(DWORD cbProperties, const BYTE* pbProperties) = 0;
 };
 
 struct IMemAllocator : IUnknown {
-  // VFW_E_ALREADY_COMMITTED, VFW_E_BADALIGN, VFW_E_BUFFERS_OUTSTANDING. *pActual tells what was taken.
+  // VFW_E_ALREADY_COMMITTED, VFW_E_BADALIGN, VFW_E_BUFFERS_OUTSTANDING. *pActual receives what was accepted.
   virtual HRESULT SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) = 0;
   virtual HRESULT GetProperties(ALLOCATOR_PROPERTIES* pProps) = 0;
   // VFW_E_SIZENOTSET, E_OUTOFMEMORY.
@@ -52,33 +53,21 @@ struct IMemAllocator : IUnknown {
   virtual HRESULT ReleaseBuffer(IMediaSample* pBuffer) = 0;
 };
 
-struct IMemAllocatorNotifyCallbackTemp : IUnknown {
-  virtual HRESULT NotifyRelease() = 0;
-};
-
-struct IMemAllocatorCallbackTemp : IMemAllocator {
-  virtual HRESULT SetNotify(IMemAllocatorNotifyCallbackTemp* pNotify) = 0;
-  virtual HRESULT GetFreeCount(LONG* plBuffersFree) = 0;
-};
-
 struct IMemInputPin : IUnknown {
   // VFW_E_NO_ALLOCATOR.
   virtual HRESULT GetAllocator(IMemAllocator** ppAllocator) = 0;
   virtual HRESULT NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) = 0;
-  // E_NOTIMPL: no wishes.
+  // E_NOTIMPL: no requirements.
   virtual HRESULT GetAllocatorRequirements(ALLOCATOR_PROPERTIES* pProps) = 0;
-  // S_OK go on; S_FALSE stop sending (flushing, or the sink has seen its end); after anything but S_OK
-  // nothing more is sent until stop or flush. The caller keeps its reference on the sample.
+  // S_OK to continue, S_FALSE to stop sending (flushing, or the sink has reached its end). After anything but
+  // S_OK nothing more is sent until a stop or a flush. The caller keeps its reference on the sample.
   virtual HRESULT Receive(IMediaSample* pSample) = 0;
   virtual HRESULT ReceiveMultiple(IMediaSample** pSamples, LONG nSamples, LONG* nSamplesProcessed) = 0;
-  // S_OK may block, S_FALSE never.
+  // S_OK when Receive may block, S_FALSE when it never does.
   virtual HRESULT ReceiveCanBlock() = 0;
 };
 
 inline constexpr IID IID_IMediaSample = zdr::com::guid("56A8689A-0AD4-11CE-B03A-0020AF0BA770");
 inline constexpr IID IID_IMediaSample2 = zdr::com::guid("36B73884-C2C8-11CF-8B46-00805F6CEF60");
 inline constexpr IID IID_IMemAllocator = zdr::com::guid("56A8689C-0AD4-11CE-B03A-0020AF0BA770");
-inline constexpr IID IID_IMemAllocatorCallbackTemp = zdr::com::guid("379A0CF0-C1DE-11D2-ABF5-00A0C905F375");
-inline constexpr IID IID_IMemAllocatorNotifyCallbackTemp =
-    zdr::com::guid("92980B30-C1DE-11D2-ABF5-00A0C905F375");
 inline constexpr IID IID_IMemInputPin = zdr::com::guid("56A8689D-0AD4-11CE-B03A-0020AF0BA770");

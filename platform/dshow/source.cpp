@@ -1,5 +1,4 @@
-// CSource and CSourceStream: the pin list of a source filter and the worker loop that fills and delivers
-// samples.
+// The pin list of a source filter, and the worker loop that fills and delivers samples.
 #include "source.h"
 
 #include <com_ptr.h>
@@ -15,10 +14,7 @@ using zdr::com::ComPtr;
 
 // --- CSource ---
 
-CSource::CSource(CObjectName name, IUnknown* outer, CLSID clsid, HRESULT* phr)
-    : CBaseFilter(name, outer, &m_cStateLock, clsid, phr) {}
-
-CSource::CSource(CObjectName name, IUnknown* outer, CLSID clsid)
+CSource::CSource(CObjectName name, IUnknown* outer, CLSID clsid, HRESULT* /*phr*/)
     : CBaseFilter(name, outer, &m_cStateLock, clsid) {}
 
 CSource::~CSource() {
@@ -89,23 +85,6 @@ HRESULT CSourceStream::QueryId(LPWSTR* id) {
   return S_OK;
 }
 
-HRESULT CSourceStream::GetMediaType(int position, CMediaType* type) {
-  CAutoLock lock(m_pFilter->pStateLock());
-  if (position < 0) return E_INVALIDARG;
-  return position == 0 ? GetMediaType(type) : VFW_S_NO_MORE_ITEMS;
-}
-
-HRESULT CSourceStream::GetMediaType(CMediaType* /*type*/) {
-  return E_UNEXPECTED;
-}
-
-HRESULT CSourceStream::CheckMediaType(const CMediaType* type) {
-  CAutoLock lock(m_pFilter->pStateLock());
-  CMediaType ours;
-  GetMediaType(&ours);
-  return ours == *type ? S_OK : E_FAIL;
-}
-
 HRESULT CSourceStream::Active() {
   CAutoLock lock(m_pFilter->pStateLock());
   if (m_pFilter->IsActive()) return S_FALSE;
@@ -119,7 +98,7 @@ HRESULT CSourceStream::Active() {
 HRESULT CSourceStream::Inactive() {
   CAutoLock lock(m_pFilter->pStateLock());
   if (!IsConnected()) return S_OK;
-  // Decommits first: a worker that waits for a buffer could not take the command.
+  // Decommits first: a worker that waits for a buffer cannot take a command.
   if (const HRESULT hr = CBaseOutputPin::Inactive(); FAILED(hr)) return hr;
   if (!ThreadExists()) return S_OK;
   if (const HRESULT hr = Stop(); FAILED(hr)) return hr;
@@ -140,7 +119,7 @@ BOOL CSourceStream::CheckRequest(Command* command) noexcept {
 DWORD CSourceStream::ThreadProc() {
   while (GetRequest() != CMD_INIT) Reply(static_cast<DWORD>(E_UNEXPECTED));
   if (const HRESULT hr = OnThreadCreate(); FAILED(hr)) {
-    // The ended thread still counts as one until Close, and lets no other start before: kept on purpose.
+    // Kept: the ended thread still counts as the pin's until Close, and no other can start before.
     OnThreadDestroy();
     Reply(static_cast<DWORD>(hr));
     return 1;
@@ -178,14 +157,14 @@ HRESULT CSourceStream::DoBufferProcessingLoop() {
     while (!CheckRequest(&command)) {
       ComPtr<IMediaSample> sample;
       if (FAILED(GetDeliveryBuffer(sample.out(), nullptr, nullptr, 0))) {
-        // Decommitted as a rule, and then a command is on its way.
+        // Usually decommitted, and then a command is on its way.
         Sleep(1);
         continue;
       }
       HRESULT result = S_OK;
       if (!fill_and_deliver(std::move(sample), &result)) return result;
     }
-    // Left unanswered: the caller's loop sees the same request again and replies to it.
+    // No reply: the command loop sees the same request again and replies to it.
     if (command == CMD_STOP) return S_FALSE;
     Reply(static_cast<DWORD>(command == CMD_RUN || command == CMD_PAUSE ? S_OK : E_UNEXPECTED));
   }
@@ -194,7 +173,7 @@ HRESULT CSourceStream::DoBufferProcessingLoop() {
 bool CSourceStream::fill_and_deliver(ComPtr<IMediaSample> sample, HRESULT* result) {
   const HRESULT filled = FillBuffer(sample.get());
   if (filled == S_OK) {
-    // A receiver that wants no more has seen its end already: it gets no end of stream from us.
+    // A receiver that refuses a sample has ended its stream already: no end of stream is sent.
     *result = S_OK;
     return Deliver(sample.get()) == S_OK;
   }

@@ -1,20 +1,21 @@
-// Source filters: CSource owns its output pins, and each CSourceStream has a worker thread that fills samples
-// and delivers them.
+// Source filters: CSource owns its output pins, and each CSourceStream has a worker thread that fills and
+// delivers samples.
 #pragma once
 
 #include <com_ptr.h>
 
 #include <vector>
 
-#include "amfilter.h"
+#include "transport_pins.h"
 
 class CSourceStream;
 
-// A pin adds and removes itself in its constructor and destructor; the filter deletes the pins that are left.
+// A pin adds itself in its constructor and removes itself in its destructor. The filter deletes the pins that
+// remain.
 class CSource : public CBaseFilter {
  public:
+  // *phr is not changed: nothing here can fail.
   CSource(CObjectName name, IUnknown* outer, CLSID clsid, HRESULT* phr);
-  CSource(CObjectName name, IUnknown* outer, CLSID clsid);
   ~CSource() override;
 
   int GetPinCount() override;
@@ -22,7 +23,7 @@ class CSource : public CBaseFilter {
   CCritSec* pStateLock() noexcept { return &m_cStateLock; }
 
   HRESULT AddPin(CSourceStream* pin);
-  // Takes no lock. S_FALSE for a pin that is not ours.
+  // Takes no lock. S_FALSE for a pin of another filter.
   HRESULT RemovePin(CSourceStream* pin);
   // The identifier of a pin is its number in decimal, counted from 1.
   HRESULT FindPin(LPCWSTR id, IPin** pin) override;
@@ -34,8 +35,8 @@ class CSource : public CBaseFilter {
   CCritSec m_cStateLock;
 };
 
-// Locking: the pin's lock is the filter's state lock, which Inactive holds until the worker has ended; so the
-// worker never waits for it.
+// Locking: the pin's lock is the filter's state lock. Inactive holds it until the worker has ended, so the
+// worker must never wait for it.
 class CSourceStream : public CAMThread, public CBaseOutputPin {
  public:
   CSourceStream(CObjectName object_name, HRESULT* phr, CSource* filter, LPCWSTR name);
@@ -43,27 +44,22 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
 
   enum Command : DWORD { CMD_INIT, CMD_PAUSE, CMD_RUN, CMD_STOP, CMD_EXIT };
 
-  // Commands to the worker, answered with its result.
+  // Commands to the worker. Each returns the worker's reply.
   HRESULT Init() { return call_worker(CMD_INIT); }
   HRESULT Exit() { return call_worker(CMD_EXIT); }
   HRESULT Run() { return call_worker(CMD_RUN); }
   HRESULT Pause() { return call_worker(CMD_PAUSE); }
   HRESULT Stop() { return call_worker(CMD_STOP); }
-  // The filter's call when it starts to run; the worker has streamed since CMD_PAUSE.
+  // Called by the filter when it starts to run; the worker has been streaming since CMD_PAUSE.
   using CBaseOutputPin::Run;
 
   HRESULT Active() override;
   HRESULT Inactive() override;
   HRESULT QueryId(LPWSTR* id) override;
 
-  HRESULT CheckMediaType(const CMediaType* type) override;
-  HRESULT GetMediaType(int position, CMediaType* type) override;
-  // For a pin of one type.
-  virtual HRESULT GetMediaType(CMediaType* type);
-
  protected:
-  // Fills one sample. S_OK: deliver it; S_FALSE: end of stream, the sample is not delivered; anything else:
-  // the stream ends with an error.
+  // Fills one sample. S_OK delivers it, S_FALSE ends the stream without delivering it, and anything else ends
+  // the stream with an error.
   virtual HRESULT FillBuffer(IMediaSample* sample) = 0;
 
   // All three are called on the worker thread.
@@ -72,8 +68,8 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
   virtual HRESULT OnThreadStartPlay() { return S_OK; }
 
   DWORD ThreadProc() override;
-  // Fills and delivers samples until CMD_STOP comes (S_FALSE, not replied to), the stream ends or the
-  // receiver wants no more (S_OK), or FillBuffer fails (its result).
+  // Fills and delivers samples until CMD_STOP comes (S_FALSE; the request stays pending), the stream ends or
+  // the receiver refuses a sample (S_OK), or FillBuffer fails (its result).
   virtual HRESULT DoBufferProcessingLoop();
 
   Command GetRequest() noexcept { return static_cast<Command>(CAMThread::GetRequest()); }

@@ -1,13 +1,13 @@
-// The pins that move samples: an output pin delivers to the input pin which it is connected to, both over an
-// allocator on which they agree.
+// The pins that move samples: an output pin delivers samples of the allocator on which both pins agreed to
+// the input pin that it is connected to.
 #pragma once
 
-#include <memory>
+#include <atomic>
 
 #include "allocator.h"
 #include "base_pin.h"
 
-// No delivery function takes a lock: they are called by the streaming thread.
+// The streaming thread calls the delivery functions; none of them takes a lock.
 class CBaseOutputPin : public CBasePin {
  public:
   CBaseOutputPin(CObjectName object_name, CBaseFilter* filter, CCritSec* lock, HRESULT* phr, LPCWSTR name);
@@ -23,9 +23,9 @@ class CBaseOutputPin : public CBasePin {
   HRESULT BeginFlush() override;
   HRESULT EndFlush() override;
 
-  // Chooses the peer's allocator if it has one that suits, else our own.
+  // Chooses the peer's allocator if it has a suitable one, else creates one.
   virtual HRESULT DecideAllocator(IMemInputPin* input_pin, IMemAllocator** allocator);
-  // Calls SetProperties and checks what came of it.
+  // Calls SetProperties and checks the properties that it granted.
   virtual HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) = 0;
   virtual HRESULT InitAllocator(IMemAllocator** allocator);
 
@@ -39,12 +39,12 @@ class CBaseOutputPin : public CBasePin {
   virtual HRESULT DeliverNewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate);
 
  protected:
-  // Both are referenced and exist while connected.
+  // Both are referenced, and not null while connected.
   IMemAllocator* m_pAllocator = nullptr;
   IMemInputPin* m_pInputPin = nullptr;
 
  private:
-  // Sizes the allocator's buffers and tells the peer.
+  // Sizes the allocator's buffers and passes the allocator to the peer.
   HRESULT settle_allocator(IMemInputPin* input_pin, IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request);
 };
 
@@ -59,8 +59,9 @@ class CBaseInputPin : public CBasePin, public IMemInputPin {
   HRESULT GetAllocator(IMemAllocator** allocator) override;
   HRESULT NotifyAllocator(IMemAllocator* allocator, BOOL read_only) override;
   HRESULT GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) override;
-  // Collects the properties of the sample in m_SampleProps and checks a changed type.
+  // Checks whether samples may come now. Derived classes call it first.
   HRESULT Receive(IMediaSample* sample) override;
+  // E_NOTIMPL: samples come one by one.
   HRESULT ReceiveMultiple(IMediaSample** samples, LONG count, LONG* processed) override;
   HRESULT ReceiveCanBlock() override;
 
@@ -69,29 +70,10 @@ class CBaseInputPin : public CBasePin, public IMemInputPin {
   HRESULT BreakConnect() override;
   HRESULT Inactive() override;
 
-  // S_OK when samples may come now, S_FALSE while flushing.
+  // S_OK when samples may come now, S_FALSE while flushing, VFW_E_WRONG_STATE while stopped.
   virtual HRESULT CheckStreaming();
-
-  BOOL IsReadOnly() const noexcept { return m_bReadOnly; }
-  BOOL IsFlushing() const noexcept { return m_bFlushing; }
-  IMemAllocator* Allocator() const noexcept { return m_pAllocator; }
-  AM_SAMPLE2_PROPERTIES* SampleProps() noexcept { return &m_SampleProps; }
 
  protected:
   IMemAllocator* m_pAllocator = nullptr;  // referenced
-  BOOL m_bReadOnly = FALSE;
   std::atomic<BOOL> m_bFlushing{FALSE};
-  AM_SAMPLE2_PROPERTIES m_SampleProps{};  // of the sample in Receive; its type is not ours
-
- private:
-  struct MediaTypeDeleter {
-    void operator()(AM_MEDIA_TYPE* type) const noexcept { DeleteMediaType(type); }
-  };
-
-  HRESULT collect_properties(IMediaSample* sample);
-  // For a sample that has no property record.
-  void collect_flags(IMediaSample* sample);
-  static bool downstream_can_block(CBasePin& output_pin);
-
-  std::unique_ptr<AM_MEDIA_TYPE, MediaTypeDeleter> sample_type_;  // copied out of such a sample
 };

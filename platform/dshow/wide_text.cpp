@@ -1,4 +1,4 @@
-// Copies of wide strings in task memory.
+// AMGetWideString.
 #include "wide_text.h"
 
 #include <algorithm>

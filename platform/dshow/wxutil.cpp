@@ -1,27 +1,16 @@
-// Events and the worker thread's command protocol.
+// Events, and the command protocol of the worker thread.
 #include "wxutil.h"
 
 #include <objbase.h>
 
-namespace {
-
-HANDLE create_event(BOOL manual_reset, HRESULT* phr) noexcept {
-  HANDLE event = CreateEventW(nullptr, manual_reset, FALSE, nullptr);
-  if (event == nullptr && phr != nullptr && SUCCEEDED(*phr)) *phr = E_OUTOFMEMORY;
-  return event;
-}
-
-}  // namespace
-
-CAMEvent::CAMEvent(BOOL manual_reset, HRESULT* phr) noexcept : m_hEvent(create_event(manual_reset, phr)) {}
-
-CAMEvent::CAMEvent(HRESULT* phr) noexcept : CAMEvent(FALSE, phr) {}
+CAMEvent::CAMEvent(BOOL manual_reset) noexcept
+    : m_hEvent(CreateEventW(nullptr, manual_reset, FALSE, nullptr)) {}
 
 CAMEvent::~CAMEvent() {
   if (m_hEvent != nullptr) CloseHandle(m_hEvent);
 }
 
-CAMThread::CAMThread(HRESULT* phr) noexcept : m_EventSend(TRUE, phr), m_EventComplete(FALSE, phr) {}
+CAMThread::CAMThread() noexcept : m_EventSend(TRUE), m_EventComplete(FALSE) {}
 
 CAMThread::~CAMThread() {
   Close();
@@ -57,7 +46,7 @@ DWORD CAMThread::GetRequest() noexcept {
 
 BOOL CAMThread::CheckRequest(DWORD* parameter) noexcept {
   if (!m_EventSend.Check()) return FALSE;
-  if (parameter != nullptr) *parameter = m_dwParam;
+  *parameter = m_dwParam;
   return TRUE;
 }
 
@@ -68,12 +57,8 @@ void CAMThread::Reply(DWORD value) noexcept {
   m_EventComplete.Set();
 }
 
-HRESULT CAMThread::CoInitializeHelper() noexcept {
-  return CoInitializeEx(nullptr, COINIT_DISABLE_OLE1DDE);
-}
-
 DWORD CAMThread::InitialThreadProc(void* self) {
-  const HRESULT hr = CoInitializeHelper();
+  const HRESULT hr = CoInitializeEx(nullptr, COINIT_DISABLE_OLE1DDE);
   const DWORD exit_code = static_cast<CAMThread*>(self)->ThreadProc();
   if (SUCCEEDED(hr)) CoUninitialize();
   return exit_code;

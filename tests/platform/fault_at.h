@@ -1,13 +1,15 @@
-// Lets the Nth arrival at one fault point fail, for the life of the object.
+// FaultAt: lets the Nth arrival at one fault point fail, during the life of the object.
 #pragma once
 
 #include <atomic>
 
 #include "platform/win32/fault_injection.h"
 
+namespace zdr::test {
+
 class FaultAt {
  public:
-  // nth counts from 1.
+  // `nth` counts from 1.
   FaultAt(zdr::platform::FaultPoint point, int nth) : point_(point), left_(nth) {
     zdr::platform::set_fault_hook(&FaultAt::decide, this);
   }
@@ -27,3 +29,7 @@ class FaultAt {
   const zdr::platform::FaultPoint point_;
   std::atomic<int> left_;
 };
+
+}  // namespace zdr::test
+
+using zdr::test::FaultAt;

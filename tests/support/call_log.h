@@ -1,6 +1,7 @@
-// CallLog: what happened in which order, told by several threads; tests compare it as a list of short texts.
+// CallLog: the order of calls from several threads, which tests compare as a list of short texts.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -9,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-namespace zdr::tests {
+namespace zdr::test {
 
-// How long a test waits for something that must happen. Reached only when it fails.
+// The longest time that a test waits for something that must happen. Only a failing test reaches it.
 inline constexpr std::chrono::seconds kPatience{30};
 
 class CallLog {
@@ -28,14 +29,11 @@ class CallLog {
     return std::exchange(entries_, {});
   }
 
-  // Until the entry stands in the log; false when patience ends.
+  // Waits until the log has the entry; false after kPatience.
   bool wait_for(std::string_view entry) {
     std::unique_lock lock(mutex_);
     return added_.wait_for(lock, kPatience, [&] {
-      for (const std::string& present : entries_) {
-        if (present == entry) return true;
-      }
-      return false;
+      return std::find(entries_.begin(), entries_.end(), entry) != entries_.end();
     });
   }
 
@@ -45,4 +43,4 @@ class CallLog {
   std::vector<std::string> entries_;
 };
 
-}  // namespace zdr::tests
+}  // namespace zdr::test

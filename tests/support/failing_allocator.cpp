@@ -1,3 +1,4 @@
+// Global operator new and delete, with a switch for each thread.
 #include "tests/support/failing_allocator.h"
 
 #include <algorithm>
@@ -51,8 +52,8 @@ bool FailingAllocator::struck() const {
 }  // namespace zdr::test
 
 void* operator new(size_t size) {
-  if (void* memory = zdr::test::allocate(size)) return memory;
-  throw std::bad_alloc();
+  void* const memory = zdr::test::allocate(size);
+  return memory != nullptr ? memory : throw std::bad_alloc();
 }
 void* operator new[](size_t size) {
   return ::operator new(size);

@@ -1,28 +1,26 @@
-// Lets the Nth allocation of this thread fail. Linking the source file replaces the global operator new, so
-// it is listed in the test program that needs it, not in a library.
-#ifndef ZDR_TESTS_SUPPORT_FAILING_ALLOCATOR_H
-#define ZDR_TESTS_SUPPORT_FAILING_ALLOCATOR_H
+// FailingAllocator: lets the Nth allocation of this thread fail. Its source file replaces the global operator
+// new, so it is part of the test programs that need it, not of a library.
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
 
 namespace zdr::test {
 
-// For the life of the object.
+// Active during the life of the object.
 class FailingAllocator {
  public:
-  // Counted from 1; 0: none fails, for counting alone.
+  // Counts from 1. With 0 no allocation fails.
   explicit FailingAllocator(uint64_t failing_allocation);
   ~FailingAllocator();
   FailingAllocator(const FailingAllocator&) = delete;
   FailingAllocator& operator=(const FailingAllocator&) = delete;
 
-  // Allocations asked for so far, and the size of the largest.
+  // Allocations requested so far, and the size of the largest.
   uint64_t count() const;
   size_t largest() const;
+  // Whether an allocation has failed.
   bool struck() const;
 };
 
 }  // namespace zdr::test
-
-#endif

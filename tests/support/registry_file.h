@@ -1,6 +1,5 @@
-// A registry of a test's own: an empty file in a folder that vanishes with it.
-#ifndef ZDR_TESTS_SUPPORT_REGISTRY_FILE_H
-#define ZDR_TESTS_SUPPORT_REGISTRY_FILE_H
+// RegistryFile: a registry for one test, an empty file in a folder that is removed with it.
+#pragma once
 
 #include <windows.h>
 
@@ -12,12 +11,12 @@
 
 #include "mediakit/files/temp_folder.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 
 class RegistryFile {
  public:
   RegistryFile() {
-    if (const char* before = std::getenv("ZDR_REGISTRY")) before_ = before;
+    if (const char* const before = std::getenv("ZDR_REGISTRY"); before != nullptr) before_ = before;
     setenv("ZDR_REGISTRY", path().c_str(), 1);
   }
   ~RegistryFile() { before_ ? setenv("ZDR_REGISTRY", before_->c_str(), 1) : unsetenv("ZDR_REGISTRY"); }
@@ -26,13 +25,13 @@ class RegistryFile {
 
   std::filesystem::path path() const { return folder_ / "registry.reg"; }
   std::string content() const { return read_file(path()); }
-  // Without rights of the group, whatever the umask is: such a file is refused.
+  // Without rights of the group, whatever the umask: the registry refuses a file that a group may write.
   void write(std::string_view text) const {
     write_file(path(), text);
     std::filesystem::permissions(path(), std::filesystem::perms(0600));
   }
 
-  // Of a key of HKEY_CLASSES_ROOT unless another root is given; empty for a value that is not there.
+  // The data of a value below HKEY_CLASSES_ROOT, unless another root is given; empty for a missing value.
   std::vector<BYTE> data(const std::u16string& key, const char16_t* name,
                          HKEY root = HKEY_CLASSES_ROOT) const {
     std::vector<BYTE> bytes(4096);
@@ -44,7 +43,7 @@ class RegistryFile {
     bytes.resize(status == ERROR_SUCCESS ? size : 0);
     return bytes;
   }
-  // The same as text without its NUL.
+  // The text of a value, without its NUL.
   std::u16string text(const std::u16string& key, const char16_t* name, HKEY root = HKEY_CLASSES_ROOT) const {
     const std::vector<BYTE> bytes = data(key, name, root);
     std::u16string text(bytes.size() / sizeof(char16_t), u'\0');
@@ -60,12 +59,10 @@ class RegistryFile {
   }
 
  private:
-  // In memory where that can be: every change waits for the disk otherwise.
+  // In memory where possible: every change syncs the file.
   TempFolder folder_{std::filesystem::exists("/dev/shm") ? "/dev/shm"
                                                          : std::filesystem::temp_directory_path()};
   std::optional<std::string> before_;
 };
 
-}  // namespace zdr::tests
-
-#endif
+}  // namespace zdr::test

@@ -1,19 +1,19 @@
-// StreamOrder: the rules by which an input pin may be called, as a state machine that notes every breach.
-// Streaming calls (new segment, sample, end of stream) must not overlap; each run of the stream begins with a
-// new segment; nothing follows an end of stream or a refused sample until the stream begins anew.
+// StreamOrder: the rules of calls to an input pin, as a state machine that records every breach. Streaming
+// calls (new segment, sample, end of stream) must not overlap; each run of the stream begins with a new
+// segment; after an end of stream or a refused sample nothing follows until the stream begins anew.
 #pragma once
 
 #include <mutex>
 #include <string>
 #include <vector>
 
-namespace zdr::tests {
+namespace zdr::test {
 
 class StreamOrder {
  public:
   enum class Call { kNewSegment, kSample, kEndOfStream };
 
-  // Around every streaming call; overlaps are seen here.
+  // Around every streaming call, to detect overlaps.
   class [[nodiscard]] Streaming {
    public:
     Streaming(StreamOrder& order, Call call) : order_(order) { order_.enter(call); }
@@ -25,7 +25,7 @@ class StreamOrder {
     StreamOrder& order_;
   };
 
-  // The receiver has answered a sample with something else than S_OK.
+  // The receiver has not returned S_OK for a sample.
   void sample_refused() {
     const std::lock_guard lock(mutex_);
     phase_ = Phase::kRefused;
@@ -40,7 +40,7 @@ class StreamOrder {
     if (!flushing_) breaches_.push_back("end of a flush that has not begun");
     begin_anew();
   }
-  // The pin becomes active or inactive: a stream begins anew.
+  // The pin has become active: a stream begins anew.
   void restart() {
     const std::lock_guard lock(mutex_);
     begin_anew();
@@ -62,7 +62,7 @@ class StreamOrder {
     const std::lock_guard lock(mutex_);
     if (streaming_call_) breaches_.push_back("overlapping streaming calls");
     streaming_call_ = true;
-    // What still comes during a flush is refused by the receiver and changes nothing.
+    // The receiver refuses calls during a flush, so they change nothing.
     if (flushing_) return;
     if (call == Call::kNewSegment) {
       phase_ = Phase::kStreaming;
@@ -86,4 +86,4 @@ class StreamOrder {
   std::vector<std::string> breaches_;
 };
 
-}  // namespace zdr::tests
+}  // namespace zdr::test

@@ -1,15 +1,13 @@
-// TestSink: a rendering filter with one input pin that records all it is told, checks the order of the
-// stream, and can be held inside Receive for as long as a test wants.
+// TestSink: a rendering filter with one input pin that records every call, checks the order of the stream,
+// and can block inside Receive for as long as a test wants.
 #pragma once
 
 #include <com_ptr.h>
 #include <streams.h>
 
 #include <condition_variable>
-#include <cstring>
 #include <functional>
 #include <mutex>
-#include <optional>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -17,7 +15,7 @@
 #include "call_log.h"
 #include "stream_order.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 
 // One sample as it was received.
 struct SinkSample {
@@ -26,23 +24,12 @@ struct SinkSample {
   REFERENCE_TIME start = 0;
   REFERENCE_TIME stop = 0;
   std::thread::id thread;
-
-  // The first four bytes, as TestSource writes them.
-  uint32_t number() const {
-    uint32_t value = 0;
-    if (data.size() >= sizeof value) std::memcpy(&value, data.data(), sizeof value);
-    return value;
-  }
 };
 
-// Fixed at construction. Without functions everything is accepted.
+// Fixed at construction.
 struct SinkOptions {
-  std::vector<CMediaType> offers;  // what EnumMediaTypes gives
-  std::function<HRESULT(const CMediaType&)> check_type;
-  HRESULT get_allocator = S_OK;
-  std::optional<ALLOCATOR_PROPERTIES> requirements;
-  std::function<HRESULT(IMemAllocator*)> notify_allocator;
-  std::function<HRESULT(IMediaSample*)> receive;  // the answer to a sample that has been recorded
+  // The result for a sample that has been recorded; S_OK without.
+  std::function<HRESULT(IMediaSample*)> receive;
   CallLog* log = nullptr;
 };
 
@@ -51,13 +38,13 @@ class TestSinkPin final : public CBaseInputPin {
   TestSinkPin(CBaseFilter* filter, CCritSec* lock, SinkOptions options, HRESULT* phr)
       : CBaseInputPin(NAME("TestSinkPin"), filter, lock, phr, u"In"), options_(std::move(options)) {}
 
-  // From now on Receive waits before it records a sample, until it is let go, flushed or stopped.
+  // From now on Receive blocks before it records a sample, until it is released, flushed or stopped.
   void hold() {
     const std::lock_guard lock(mutex_);
     holding_ = true;
     passes_ = 0;
   }
-  // Lets so many samples pass a hold.
+  // Lets this many samples pass a hold.
   void let_pass(int samples) {
     const std::lock_guard lock(mutex_);
     passes_ += samples;
@@ -68,7 +55,7 @@ class TestSinkPin final : public CBaseInputPin {
     holding_ = false;
     changed_.notify_all();
   }
-  // The functions that wait are false when patience ends.
+  // The functions that wait return false after kPatience.
   bool wait_until_held() {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, kPatience, [this] { return held_; });
@@ -86,7 +73,7 @@ class TestSinkPin final : public CBaseInputPin {
     const std::lock_guard lock(mutex_);
     return samples_;
   }
-  // The same, and forgets them.
+  // Returns the samples and clears the record.
   std::vector<SinkSample> take_samples() {
     const std::lock_guard lock(mutex_);
     return std::exchange(samples_, {});
@@ -97,28 +84,7 @@ class TestSinkPin final : public CBaseInputPin {
   }
   std::vector<std::string> breaches() const { return order_.breaches(); }
 
-  HRESULT CheckMediaType(const CMediaType* type) override {
-    return options_.check_type ? options_.check_type(*type) : S_OK;
-  }
-  HRESULT GetMediaType(int position, CMediaType* type) override {
-    if (position < 0) return E_INVALIDARG;
-    const auto index = static_cast<std::size_t>(position);
-    return index < options_.offers.size() ? type->Set(options_.offers[index]) : VFW_S_NO_MORE_ITEMS;
-  }
-  HRESULT GetAllocator(IMemAllocator** allocator) override {
-    return FAILED(options_.get_allocator) ? options_.get_allocator : CBaseInputPin::GetAllocator(allocator);
-  }
-  HRESULT NotifyAllocator(IMemAllocator* allocator, BOOL read_only) override {
-    if (options_.notify_allocator) {
-      if (const HRESULT hr = options_.notify_allocator(allocator); FAILED(hr)) return hr;
-    }
-    return CBaseInputPin::NotifyAllocator(allocator, read_only);
-  }
-  HRESULT GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) override {
-    if (!options_.requirements) return CBaseInputPin::GetAllocatorRequirements(properties);
-    *properties = *options_.requirements;
-    return S_OK;
-  }
+  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
   HRESULT Active() override {
     log("active");
     order_.restart();
@@ -187,7 +153,7 @@ class TestSinkPin final : public CBaseInputPin {
     if (const HRESULT hr = CBaseInputPin::Receive(sample); hr != S_OK) return hr;
     if (const HRESULT hr = wait_to_pass(); hr != S_OK) return hr;
     SinkSample copy = copy_of(sample);
-    log("sample " + std::to_string(copy.number()));
+    log("sample " + std::to_string(copy.data.empty() ? 0 : copy.data[0]));
     {
       const std::lock_guard lock(mutex_);
       samples_.push_back(std::move(copy));
@@ -207,13 +173,16 @@ class TestSinkPin final : public CBaseInputPin {
     if (holding_) --passes_;
     return S_OK;
   }
-  SinkSample copy_of(IMediaSample* sample) const {
+  static SinkSample copy_of(IMediaSample* sample) {
     SinkSample copy;
-    BYTE* bytes = nullptr;
-    if (SUCCEEDED(sample->GetPointer(&bytes))) copy.data.assign(bytes, bytes + sample->GetActualDataLength());
-    copy.flags = m_SampleProps.dwSampleFlags;
-    copy.start = m_SampleProps.tStart;
-    copy.stop = m_SampleProps.tStop;
+    AM_SAMPLE2_PROPERTIES properties{};
+    com::ComPtr<IMediaSample2> sample2;
+    if (FAILED(sample->QueryInterface(IID_IMediaSample2, sample2.out_void()))) return copy;
+    sample2->GetProperties(sizeof properties, reinterpret_cast<BYTE*>(&properties));
+    copy.data.assign(properties.pbBuffer, properties.pbBuffer + properties.lActual);
+    copy.flags = properties.dwSampleFlags;
+    copy.start = properties.tStart;
+    copy.stop = properties.tStop;
     copy.thread = std::this_thread::get_id();
     return copy;
   }
@@ -256,4 +225,4 @@ class TestSink final : public CBaseFilter {
   std::unique_ptr<TestSinkPin> pin_;
 };
 
-}  // namespace zdr::tests
+}  // namespace zdr::test

@@ -1,5 +1,4 @@
-// Creation by class identifier: built-in classes, modules by the resolver's path, their loading and
-// unloading.
+// Creation by class identifier: built-in classes, registered modules, their loading and unloading.
 #include <com_ptr.h>
 #include <dshow.h>
 #include <gtest/gtest.h>
@@ -11,60 +10,49 @@
 #include <vector>
 
 #include "platform/com/class_modules.h"
+#include "platform/com/registry_key.h"
 #include "tests/platform/com/test_module.h"
 #include "tests/platform/fault_at.h"
+#include "tests/support/registry_file.h"
 
-using zdr::com::ComPtr;
-
+namespace zdr::test {
 namespace {
+
+using com::ComPtr;
 
 const std::string kTestModule = ZDR_TEST_MODULE;
 const std::string kEntrylessModule = ZDR_ENTRYLESS_MODULE;
 constexpr HRESULT kModuleNotFound = HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
-
-// What the resolver below says; strings of static life only.
-std::string resolved_path;
-HRESULT resolved_result = S_OK;
-std::atomic<int> resolver_calls{0};
-
-HRESULT resolve(REFCLSID, std::string& path) {
-  ++resolver_calls;
-  path = resolved_path;
-  return resolved_result;
-}
 
 std::string diary() {
   const char* text = std::getenv(kModuleDiary);
   return text != nullptr ? text : "";
 }
 
+template <class Interface>
+HRESULT create(REFCLSID clsid, REFIID iid, ComPtr<Interface>& object, IUnknown* outer = nullptr) {
+  return CoCreateInstance(clsid, outer, CLSCTX_INPROC_SERVER, iid, object.out_void());
+}
+
 class ClassObjects : public testing::Test {
  protected:
-  void SetUp() override {
-    resolved_path = kTestModule;
-    resolved_result = S_OK;
-    resolver_calls = 0;
-    zdr::com::set_class_path_resolver(&resolve);
+  ClassObjects() {
     unsetenv(kModuleDiary);
+    for (const CLSID& clsid : {CLSID_TestAlone, CLSID_TestAggregatable}) register_server(clsid, kTestModule);
   }
-  void TearDown() override {
-    CoFreeUnusedLibraries();
-    zdr::com::set_class_path_resolver(nullptr);
+  ~ClassObjects() override { CoFreeUnusedLibraries(); }
+
+  void register_server(REFCLSID clsid, const std::string& path, DWORD type = REG_SZ,
+                       size_t missing_bytes = 0) {
+    const std::u16string text(path.begin(), path.end());
+    com::OpenKey key;
+    ASSERT_EQ(key.create(com::class_key(clsid) + u"\\InprocServer32"), ERROR_SUCCESS);
+    const size_t bytes = (text.size() + 1) * sizeof(WCHAR);
+    ASSERT_EQ(key.set(nullptr, type, text.c_str(), bytes - missing_bytes), ERROR_SUCCESS);
   }
 
-  template <class Interface>
-  HRESULT create(REFCLSID clsid, REFIID iid, ComPtr<Interface>& object, IUnknown* outer = nullptr) {
-    return CoCreateInstance(clsid, outer, CLSCTX_INPROC_SERVER, iid, object.out_void());
-  }
+  RegistryFile registry_;
 };
-
-TEST_F(ClassObjects, BuiltInClassesAskNoResolver) {
-  ComPtr<IMemAllocator> allocator;
-  EXPECT_EQ(create(CLSID_MemoryAllocator, IID_IMemAllocator, allocator), S_OK);
-  ComPtr<IUnknown> other;
-  EXPECT_EQ(create(CLSID_MemoryAllocator, IID_IPin, other), E_NOINTERFACE);
-  EXPECT_EQ(resolver_calls, 0);
-}
 
 TEST_F(ClassObjects, AggregationIsTheClassesOwnChoice) {
   ComPtr<IMemAllocator> outer;
@@ -75,7 +63,7 @@ TEST_F(ClassObjects, AggregationIsTheClassesOwnChoice) {
     EXPECT_EQ(create(clsid, IID_IMemAllocator, inner, outer.get()), E_NOINTERFACE);
     ASSERT_EQ(create(clsid, IID_IUnknown, inner, outer.get()), S_OK);
   }
-  // The identity that the inner allocator shows outside is the outer object's.
+  // The inner allocator shows the identity of the outer object.
   ComPtr<IMemAllocator> part;
   ASSERT_EQ(inner->QueryInterface(IID_IMemAllocator, part.out_void()), S_OK);
   ComPtr<IUnknown> identity;
@@ -85,51 +73,46 @@ TEST_F(ClassObjects, AggregationIsTheClassesOwnChoice) {
   EXPECT_EQ(identity.get(), outer_identity.get());
 }
 
-TEST_F(ClassObjects, FailuresTellTheirReasonAndLeaveNoPointer) {
-  struct Case {
-    const char* what;
-    CLSID clsid;
-    IID iid;
-    std::string path;
-    HRESULT resolver_result;
-    HRESULT expected;
-  };
-  const Case cases[] = {
-      {"unknown class", CLSID_TestAlone, IID_IUnknown, "", REGDB_E_CLASSNOTREG, REGDB_E_CLASSNOTREG},
-      {"resolver fails otherwise", CLSID_TestAlone, IID_IUnknown, "", E_ACCESSDENIED, E_ACCESSDENIED},
-      {"no such file", CLSID_TestAlone, IID_IUnknown, "/nonexistent/module.so", S_OK, kModuleNotFound},
-      {"no path", CLSID_TestAlone, IID_IUnknown, "", S_OK, kModuleNotFound},
-      {"not a module", CLSID_TestAlone, IID_IUnknown, "/etc/passwd", S_OK, kModuleNotFound},
-      {"module without entry", CLSID_TestAlone, IID_IUnknown, kEntrylessModule, S_OK, CO_E_ERRORINDLL},
-      {"class not in the module", CLSID_TestMissing, IID_IUnknown, kTestModule, S_OK,
-       CLASS_E_CLASSNOTAVAILABLE},
-      {"interface not in the class", CLSID_TestAlone, IID_IPin, kTestModule, S_OK, E_NOINTERFACE},
-      {"creator fails", CLSID_TestFailing, IID_IUnknown, kTestModule, S_OK, E_ACCESSDENIED},
-  };
-  for (const Case& c : cases) {
-    resolved_path = c.path;
-    resolved_result = c.resolver_result;
+TEST_F(ClassObjects, FailuresHaveTheirReasonAndLeaveNoPointer) {
+  const auto expect_failure = [&](const char* what, REFCLSID clsid, REFIID iid, HRESULT expected,
+                                  DWORD context = CLSCTX_ALL) {
     void* object = this;
-    EXPECT_EQ(CoCreateInstance(c.clsid, nullptr, CLSCTX_INPROC_SERVER, c.iid, &object), c.expected) << c.what;
-    EXPECT_EQ(object, nullptr) << c.what;
+    EXPECT_EQ(CoCreateInstance(clsid, nullptr, context, iid, &object), expected) << what;
+    EXPECT_EQ(object, nullptr) << what;
+  };
+  const struct {
+    const char* what;
+    std::string path;
+    DWORD type;
+    size_t missing_bytes;
+    HRESULT expected;
+  } servers[] = {
+      {"no such file", "/nonexistent/module.so", REG_SZ, 0, kModuleNotFound},
+      {"not a module", "/etc/passwd", REG_SZ, 0, kModuleNotFound},
+      {"module without entry", kEntrylessModule, REG_SZ, 0, CO_E_ERRORINDLL},
+      {"class not in the module", kTestModule, REG_SZ, 0, CLASS_E_CLASSNOTAVAILABLE},
+      {"text without NUL", kTestModule, REG_SZ, sizeof(WCHAR), CLASS_E_CLASSNOTAVAILABLE},
+      {"half a character", kTestModule, REG_SZ, 1, REGDB_E_INVALIDVALUE},
+      {"relative path", kTestModule.substr(1), REG_SZ, 0, REGDB_E_INVALIDVALUE},
+      {"no path", "", REG_SZ, 0, REGDB_E_INVALIDVALUE},
+      {"another type", kTestModule, REG_EXPAND_SZ, 0, REGDB_E_INVALIDVALUE},
+  };
+  expect_failure("not registered", CLSID_TestMissing, IID_IUnknown, REGDB_E_CLASSNOTREG);
+  for (const auto& server : servers) {
+    register_server(CLSID_TestMissing, server.path, server.type, server.missing_bytes);
+    expect_failure(server.what, CLSID_TestMissing, IID_IUnknown, server.expected);
   }
-  void* object = this;
-  EXPECT_EQ(CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_LOCAL_SERVER, IID_IUnknown, &object),
-            REGDB_E_CLASSNOTREG);
-  EXPECT_EQ(object, nullptr) << "only servers in the process exist";
-  const FaultAt fault(zdr::platform::FaultPoint::kHeapAllocation, 1);
-  object = this;
-  EXPECT_EQ(CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_ALL, IID_IUnknown, &object),
-            E_OUTOFMEMORY);
-  EXPECT_EQ(object, nullptr);
+  expect_failure("interface not in the class", CLSID_TestAlone, IID_IPin, E_NOINTERFACE);
+  expect_failure("interface not in a built-in class", CLSID_MemoryAllocator, IID_IPin, E_NOINTERFACE);
+  expect_failure("no servers outside of the process", CLSID_MemoryAllocator, IID_IUnknown,
+                 REGDB_E_CLASSNOTREG, CLSCTX_LOCAL_SERVER);
+  const FaultAt fault(platform::FaultPoint::kHeapAllocation, 1);
+  expect_failure("no memory", CLSID_MemoryAllocator, IID_IUnknown, E_OUTOFMEMORY);
 }
 
-TEST_F(ClassObjects, ModuleKnowsItsPathAndCountsItsOwnObjectsOnly) {
+TEST_F(ClassObjects, ModuleCountsItsOwnObjectsOnly) {
   ComPtr<ITestModule> object;
   ASSERT_EQ(create(CLSID_TestAlone, IID_ITestModule, object), S_OK);
-  WCHAR path[MAX_PATH] = {};
-  ASSERT_EQ(object->GetModulePath(path, MAX_PATH), S_OK);
-  EXPECT_EQ(std::u16string(path), std::u16string(kTestModule.begin(), kTestModule.end()));
   LONG before = 0;
   LONG after = 0;
   ASSERT_EQ(object->CountAroundAllocator(&before, &after), S_OK);
@@ -138,10 +121,11 @@ TEST_F(ClassObjects, ModuleKnowsItsPathAndCountsItsOwnObjectsOnly) {
 }
 
 TEST_F(ClassObjects, ModuleStaysWhileAnythingOfItLives) {
+  const auto get_factory = [](ComPtr<IClassFactory>& factory) {
+    return CoGetClassObject(CLSID_TestAlone, CLSCTX_ALL, nullptr, IID_IClassFactory, factory.out_void());
+  };
   ComPtr<IClassFactory> factory;
-  ASSERT_EQ(CoGetClassObject(CLSID_TestAlone, CLSCTX_ALL, nullptr, IID_IClassFactory, factory.out_void()),
-            S_OK);
-  EXPECT_EQ(diary(), "AI");
+  ASSERT_EQ(get_factory(factory), S_OK);
   CoFreeUnusedLibraries();
   EXPECT_EQ(diary(), "AI") << "unloaded under a living factory";
 
@@ -153,8 +137,7 @@ TEST_F(ClassObjects, ModuleStaysWhileAnythingOfItLives) {
   CoFreeUnusedLibraries();
   EXPECT_EQ(diary(), "AI") << "unloaded although locked";
 
-  ASSERT_EQ(CoGetClassObject(CLSID_TestAlone, CLSCTX_ALL, nullptr, IID_IClassFactory, factory.out_void()),
-            S_OK);
+  ASSERT_EQ(get_factory(factory), S_OK);
   ASSERT_EQ(factory->LockServer(FALSE), S_OK);
   factory.reset();
   CoFreeUnusedLibraries();
@@ -165,18 +148,17 @@ TEST_F(ClassObjects, ModuleStaysWhileAnythingOfItLives) {
 }
 
 TEST_F(ClassObjects, ModuleCanBeNamedDirectly) {
-  EXPECT_EQ(zdr::com::call_module_entry(kTestModule, "DllRegisterServer"), SELFREG_E_CLASS);
-  EXPECT_EQ(zdr::com::call_module_entry(kTestModule, "DllNoSuchEntry"), CO_E_ERRORINDLL);
-  EXPECT_EQ(zdr::com::call_module_entry("/nonexistent/module.so", "DllRegisterServer"), kModuleNotFound);
-  EXPECT_EQ(resolver_calls, 0);
+  EXPECT_EQ(com::call_module_entry(kTestModule, "DllRegisterServer"), SELFREG_E_CLASS);
+  EXPECT_EQ(com::call_module_entry(kTestModule, "DllNoSuchEntry"), CO_E_ERRORINDLL);
+  EXPECT_EQ(com::call_module_entry("/nonexistent/module.so", "DllRegisterServer"), kModuleNotFound);
 }
 
-TEST_F(ClassObjects, ThreadsThatMeetLoadTheModuleOnce) {
+TEST_F(ClassObjects, ConcurrentCreationsLoadTheModuleOnce) {
   constexpr int kRounds = 100;
   std::vector<std::thread> threads;
   std::atomic<int> made{0};
   for (int t = 0; t < 3; ++t) {
-    threads.emplace_back([this, &made] {
+    threads.emplace_back([&made] {
       for (int i = 0; i < kRounds; ++i) {
         ComPtr<ITestModule> object;
         if (create(CLSID_TestAlone, IID_ITestModule, object) == S_OK) ++made;
@@ -189,3 +171,4 @@ TEST_F(ClassObjects, ThreadsThatMeetLoadTheModuleOnce) {
 }
 
 }  // namespace
+}  // namespace zdr::test

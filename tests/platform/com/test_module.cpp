@@ -1,4 +1,4 @@
-// A module as any filter module is: templates, init routines, DllMain.
+// A module like any filter module: templates, an init routine, DllMain.
 #include "tests/platform/com/test_module.h"
 
 #include <streams.h>
@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <iterator>
 #include <string>
+
+using namespace zdr::test;
 
 namespace {
 
@@ -17,16 +19,12 @@ void note(char event) {
 
 class TestObject final : public CUnknown, public ITestModule {
  public:
-  TestObject(IUnknown* outer, HRESULT* phr) : CUnknown(NAME("TestObject"), outer, phr) {}
+  explicit TestObject(IUnknown* outer) : CUnknown(NAME("TestObject"), outer) {}
 
   DECLARE_IUNKNOWN
   HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override {
     if (riid == IID_ITestModule) return GetInterface(static_cast<ITestModule*>(this), ppv);
     return CUnknown::NonDelegatingQueryInterface(riid, ppv);
-  }
-
-  HRESULT GetModulePath(WCHAR* buffer, DWORD size) override {
-    return GetModuleFileNameW(g_hInst, buffer, size) != 0 ? S_OK : E_FAIL;
   }
 
   HRESULT CountAroundAllocator(LONG* before, LONG* after) override {
@@ -45,17 +43,11 @@ CUnknown* create_alone(IUnknown* outer, HRESULT* phr) {
     *phr = CLASS_E_NOAGGREGATION;
     return nullptr;
   }
-  return new TestObject(outer, phr);
+  return new TestObject(outer);
 }
 
-CUnknown* create_aggregatable(IUnknown* outer, HRESULT* phr) {
-  return new TestObject(outer, phr);
-}
-
-CUnknown* create_failing(IUnknown* outer, HRESULT* phr) {
-  CUnknown* object = new TestObject(outer, phr);
-  *phr = E_ACCESSDENIED;
-  return object;
+CUnknown* create_aggregatable(IUnknown* outer, HRESULT* /*phr*/) {
+  return new TestObject(outer);
 }
 
 void init_alone(BOOL loading, const CLSID* clsid) {
@@ -67,7 +59,6 @@ void init_alone(BOOL loading, const CLSID* clsid) {
 constinit CFactoryTemplate g_Templates[] = {
     {u"Alone", &CLSID_TestAlone, &create_alone, &init_alone, nullptr},
     {u"Aggregatable", &CLSID_TestAggregatable, &create_aggregatable, nullptr, nullptr},
-    {u"Failing", &CLSID_TestFailing, &create_failing, nullptr, nullptr},
 };
 constinit int g_cTemplates = static_cast<int>(std::size(g_Templates));
 

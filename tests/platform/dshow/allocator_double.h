@@ -1,53 +1,57 @@
-// A CMemAllocator that shows how many threads wait in it, so that a test can tell a thread that is blocked
-// from one that has not come yet.
+// A memory allocator that shows how many threads wait and how many samples are free, and helpers to take
+// samples.
 #pragma once
 
 #include <com_ptr.h>
+#include <gtest/gtest.h>
 #include <streams.h>
 
 #include <thread>
 
-class WatchedAllocator : public CMemAllocator {
+namespace zdr::test {
+
+class CountedAllocator final : public CMemAllocator {
  public:
-  WatchedAllocator() : CMemAllocator(NAME("WatchedAllocator"), nullptr, nullptr) {}
+  CountedAllocator() : CMemAllocator(NAME("CountedAllocator"), nullptr, nullptr) {}
 
+  // Once a waiter is counted, its next step is to wait: it counts itself under the lock that it then
+  // releases.
   void wait_for_waiters(LONG count) {
-    while (waiting() != count) std::this_thread::yield();
+    for (bool all = false; !all; std::this_thread::yield()) {
+      const CAutoLock lock(this);
+      all = m_lWaiting == count;
+    }
   }
-
- private:
-  LONG waiting() {
+  LONG free_count() {
     const CAutoLock lock(this);
-    return m_lWaiting;
+    return m_lFree.GetCount();
   }
 };
 
-inline zdr::com::ComPtr<WatchedAllocator> make_allocator() {
-  return zdr::com::ComPtr<WatchedAllocator>(new WatchedAllocator);
-}
-
-inline ALLOCATOR_PROPERTIES properties_of(LONG count, LONG size, LONG alignment = 1, LONG prefix = 0) {
-  return {count, size, alignment, prefix};
-}
-
-// Ready to give out buffers.
-inline zdr::com::ComPtr<WatchedAllocator> make_committed(LONG count, LONG size) {
-  zdr::com::ComPtr<WatchedAllocator> allocator = make_allocator();
-  ALLOCATOR_PROPERTIES request = properties_of(count, size);
-  ALLOCATOR_PROPERTIES actual;
-  allocator->SetProperties(&request, &actual);
-  allocator->Commit();
+inline com::ComPtr<CountedAllocator> make_allocator(ALLOCATOR_PROPERTIES request, HRESULT result = S_OK) {
+  com::ComPtr<CountedAllocator> allocator(new CountedAllocator);
+  ALLOCATOR_PROPERTIES actual{};
+  EXPECT_EQ(allocator->SetProperties(&request, &actual), result);
   return allocator;
 }
 
-inline zdr::com::ComPtr<IMediaSample> take(WatchedAllocator& allocator, DWORD flags = 0) {
-  zdr::com::ComPtr<IMediaSample> sample;
+inline com::ComPtr<CountedAllocator> make_committed(LONG buffers, LONG size) {
+  auto allocator = make_allocator({buffers, size, 1, 0});
+  EXPECT_EQ(allocator->Commit(), S_OK);
+  return allocator;
+}
+
+// Null when there is none to be had.
+inline com::ComPtr<IMediaSample> take(IMemAllocator& allocator, DWORD flags = AM_GBF_NOWAIT) {
+  com::ComPtr<IMediaSample> sample;
   allocator.GetBuffer(sample.out(), nullptr, nullptr, flags);
   return sample;
 }
 
 inline BYTE* pointer_of(IMediaSample& sample) {
   BYTE* pointer = nullptr;
-  sample.GetPointer(&pointer);
+  EXPECT_EQ(sample.GetPointer(&pointer), S_OK);
   return pointer;
 }
+
+}  // namespace zdr::test

@@ -1,52 +1,34 @@
-// CMemAllocator between threads: waiting for a buffer, decommit under the waiters, and a long mixed run.
+// CMemAllocator between threads: the end of a wait, a long mixed run with decommits, the last release.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstring>
+#include <future>
 #include <random>
 #include <thread>
 #include <vector>
 
 #include "tests/platform/dshow/allocator_double.h"
 
-using zdr::com::ComPtr;
-
+namespace zdr::test {
 namespace {
 
-// Threads that each ask once for a buffer and keep what they get until the end.
-class Askers {
- public:
-  Askers(WatchedAllocator& allocator, int count) : results_(static_cast<std::size_t>(count), E_PENDING) {
-    for (std::size_t i = 0; i < results_.size(); ++i) {
-      threads_.emplace_back([this, &allocator, i] {
-        IMediaSample* sample = nullptr;
-        results_[i] = allocator.GetBuffer(&sample, nullptr, nullptr, 0);
-        if (sample != nullptr) sample->Release();
-      });
-    }
-  }
+using com::ComPtr;
 
-  std::vector<HRESULT> results() {
-    for (std::thread& thread : threads_) thread.join();
-    return results_;
-  }
-
- private:
-  std::vector<HRESULT> results_;
-  std::vector<std::thread> threads_;
-};
-
-TEST(AllocatorThreads, DecommitSendsEveryWaiterAway) {
-  for (const bool commit_again : {false, true}) {
+TEST(AllocatorThreads, ReturnedBufferOrDecommitEndsAWait) {
+  enum { kReturn, kDecommit, kDecommitAndCommit };
+  for (const int end : {kReturn, kDecommit, kDecommitAndCommit}) {
     auto allocator = make_committed(1, 10);
     auto held = take(*allocator.get());
-    Askers askers(*allocator.get(), 4);
-    allocator->wait_for_waiters(4);
-    EXPECT_EQ(allocator->Decommit(), S_OK);
-    if (commit_again) {
-      EXPECT_EQ(allocator->Commit(), S_OK);
-    }
-    EXPECT_EQ(askers.results(), std::vector<HRESULT>(4, VFW_E_NOT_COMMITTED)) << commit_again;
+    auto asker = std::async(std::launch::async, [&] {
+      ComPtr<IMediaSample> sample;
+      return allocator->GetBuffer(sample.out(), nullptr, nullptr, 0);
+    });
+    allocator->wait_for_waiters(1);
+    if (end == kReturn) held.reset();
+    if (end != kReturn) allocator->Decommit();
+    if (end == kDecommitAndCommit) allocator->Commit();
+    EXPECT_EQ(asker.get(), end == kReturn ? S_OK : VFW_E_NOT_COMMITTED) << end;
     held.reset();
     allocator->Decommit();
     allocator.reset();
@@ -54,18 +36,9 @@ TEST(AllocatorThreads, DecommitSendsEveryWaiterAway) {
   }
 }
 
-TEST(AllocatorThreads, AReturnedBufferGoesToTheOneWhoWaits) {
-  auto allocator = make_committed(1, 10);
-  auto held = take(*allocator.get());
-  Askers asker(*allocator.get(), 1);
-  allocator->wait_for_waiters(1);
-  held.reset();
-  EXPECT_EQ(asker.results(), std::vector<HRESULT>{S_OK});
-  allocator->Decommit();
-}
-
-// Takes, marks, checks and returns buffers until told to stop; a buffer in two hands would show two marks.
-void use_buffers(WatchedAllocator& allocator, BYTE mark, const std::atomic<bool>& stop,
+// Takes, marks, checks and returns buffers until told to stop. A buffer that two threads hold would show two
+// marks.
+void use_buffers(CountedAllocator& allocator, BYTE mark, const std::atomic<bool>& stop,
                  std::atomic<int>& uses) {
   std::mt19937 random(mark);
   std::vector<ComPtr<IMediaSample>> held;
@@ -77,7 +50,7 @@ void use_buffers(WatchedAllocator& allocator, BYTE mark, const std::atomic<bool>
       held.push_back(std::move(sample));
       ++uses;
     }
-    // Never all at once, so that the threads cannot starve one another for good.
+    // Never holds all buffers, so that the threads cannot starve each other permanently.
     while (!held.empty() && (held.size() > 1 || !sample)) {
       const BYTE* data = pointer_of(*held.back().get());
       for (int i = 0; i < 64; ++i) ASSERT_EQ(data[i], mark);
@@ -87,7 +60,7 @@ void use_buffers(WatchedAllocator& allocator, BYTE mark, const std::atomic<bool>
   }
 }
 
-TEST(AllocatorThreads, NoBufferIsInTwoHandsWhateverCommitsComeBetween) {
+TEST(AllocatorThreads, NoBufferIsLentTwiceWhileCommitsComeAndGo) {
   constexpr int kUses = 20000;
   auto allocator = make_committed(5, 64);
   std::atomic<bool> stop{false};
@@ -102,17 +75,14 @@ TEST(AllocatorThreads, NoBufferIsInTwoHandsWhateverCommitsComeBetween) {
     std::this_thread::yield();
   }
   stop = true;
-  allocator->Decommit();  // frees those that wait
+  allocator->Decommit();  // ends the waits
   for (std::thread& thread : threads) thread.join();
-  LONG free_buffers = 0;
-  allocator->GetFreeCount(&free_buffers);
-  EXPECT_EQ(free_buffers, 5);
+  EXPECT_EQ(allocator->free_count(), 5);
   allocator.reset();
   EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
 }
 
-// Whoever returns the last buffer after everybody else has let go destroys the allocator.
-TEST(AllocatorThreads, LastReturnEndsTheAllocator) {
+TEST(AllocatorThreads, LastReturnDestroysTheAllocator) {
   for (int round = 0; round < 200; ++round) {
     auto allocator = make_committed(2, 16);
     auto first = take(*allocator.get());
@@ -128,3 +98,4 @@ TEST(AllocatorThreads, LastReturnEndsTheAllocator) {
 }
 
 }  // namespace
+}  // namespace zdr::test

@@ -1,18 +1,15 @@
-// AnyFilter: a filter of whatever pins a test adds; a pin that agrees to everything, and an output pin that
-// leaves its choices to the test.
+// AnyFilter: a filter of the pins that a test adds, and a pin to derive from that agrees to everything.
 #pragma once
 
 #include <com_ptr.h>
 #include <streams.h>
 
-#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
 
-namespace zdr::tests {
+namespace zdr::test {
 
-// A filter of any pins.
 class AnyFilter : public CBaseFilter {
  public:
   AnyFilter() : CBaseFilter(NAME("AnyFilter"), nullptr, &lock, GUID_NULL) {}
@@ -32,7 +29,6 @@ class AnyFilter : public CBaseFilter {
   std::vector<std::unique_ptr<CBasePin>> pins;
 };
 
-// To be derived from. Agrees to every type and flush.
 class AgreeingPin : public CBasePin {
  public:
   AgreeingPin(CBaseFilter* filter, CCritSec* lock, const WCHAR* name, PIN_DIRECTION direction)
@@ -42,36 +38,4 @@ class AgreeingPin : public CBasePin {
   HRESULT EndFlush() override { return S_OK; }
 };
 
-class OutputPin final : public CBaseOutputPin {
- public:
-  using DecideSize = std::function<HRESULT(IMemAllocator*, ALLOCATOR_PROPERTIES*)>;
-
-  OutputPin(CBaseFilter* filter, CCritSec* lock, DecideSize decide = nullptr)
-      : CBaseOutputPin(NAME("OutputPin"), filter, lock, nullptr, u"out"), decide_(std::move(decide)) {}
-
-  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-  HRESULT GetMediaType(int position, CMediaType* type) override {
-    return position == 0 ? type->Set(CMediaType(&MEDIATYPE_Stream)) : VFW_S_NO_MORE_ITEMS;
-  }
-  HRESULT InitAllocator(IMemAllocator** allocator) override {
-    if (!own_allocator) return CBaseOutputPin::InitAllocator(allocator);
-    *allocator = com::ComPtr<IMemAllocator>(own_allocator).detach();
-    return S_OK;
-  }
-  HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
-    return decide_ ? decide_(allocator, request) : S_OK;
-  }
-  IMemAllocator* allocator() const { return m_pAllocator; }
-
-  com::ComPtr<IMemAllocator> own_allocator;
-
- private:
-  DecideSize decide_;
-};
-
-inline void disconnect(CBasePin& out, CBasePin& in) {
-  out.Disconnect();
-  in.Disconnect();
-}
-
-}  // namespace zdr::tests
+}  // namespace zdr::test

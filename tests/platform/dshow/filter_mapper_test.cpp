@@ -1,123 +1,90 @@
-// The filter mapper: what stands in the registry afterwards, byte for byte where the form is known from
-// exports of real registries.
+// The filter mapper: its entries in the registry, byte for byte where the form is known from exports of real
+// registries.
+#include <com_ptr.h>
 #include <dshow.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "com_ptr.h"
 #include "platform/com/registry_key.h"
 #include "tests/platform/fault_at.h"
 #include "tests/support/registry_file.h"
 
-using zdr::com::ComPtr;
-
+namespace zdr::test {
 namespace {
 
-constexpr CLSID kFilter = zdr::com::guid("11111111-2222-3333-4444-AAAAAAAAAAAA");
-constexpr CLSID kCategory = zdr::com::guid("11111111-2222-3333-4444-CCCCCCCCCCCC");
+constexpr CLSID kFilter = com::guid("11111111-2222-3333-4444-AAAAAAAAAAAA");
 
 class FilterMapper : public testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,
+  FilterMapper() {
+    EXPECT_EQ(CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,
                                mapper_.out_void()),
               S_OK);
   }
 
-  HRESULT register_filter(const REGFILTER2& record, const CLSID* category = nullptr,
-                          LPCOLESTR instance = nullptr) {
-    return mapper_->RegisterFilter(kFilter, u"Test filter", nullptr, category, instance, &record);
+  HRESULT register_filter(const REGFILTER2* record, LPCWSTR name = u"Test filter") {
+    return mapper_->RegisterFilter(kFilter, name, nullptr, nullptr, nullptr, record);
   }
 
-  zdr::tests::RegistryFile registry_;
-  ComPtr<IFilterMapper2> mapper_;
+  RegistryFile registry_;
+  com::ComPtr<IFilterMapper2> mapper_;
 };
 
-REGFILTER2 record_without_pins() {
-  REGFILTER2 record{};
-  record.dwVersion = 1;
-  record.dwMerit = MERIT_NORMAL;
-  return record;
+std::string hex(const std::vector<BYTE>& bytes) {
+  std::string text;
+  for (const BYTE byte : bytes) text += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+  return text;
 }
 
-std::vector<BYTE> bytes(std::initializer_list<unsigned> words, std::initializer_list<GUID> pool) {
-  std::vector<BYTE> out;
-  for (const unsigned word : words) {
-    for (unsigned shift = 0; shift < 32; shift += 8) out.push_back(static_cast<BYTE>(word >> shift));
-  }
-  for (const GUID& guid : pool) {
-    const auto* first = reinterpret_cast<const BYTE*>(&guid);
-    out.insert(out.end(), first, first + sizeof guid);
-  }
-  return out;
-}
-
-TEST_F(FilterMapper, KeepsVersion2PinsWithCategoryAndMediums) {
-  const REGPINTYPES type{&MEDIATYPE_Stream, nullptr};
-  const REGPINMEDIUM mediums[] = {{kFilter, 1, 2}, {kFilter, 1, 2}};
-  REGFILTERPINS2 pin{};
-  pin.dwFlags = REG_PINFLAG_B_OUTPUT;
-  pin.cInstances = 3;
-  pin.nMediaTypes = 1;
-  pin.lpMediaType = &type;
-  pin.nMediums = 2;
-  pin.lpMedium = mediums;
-  pin.clsPinCategory = &kCategory;
-  REGFILTER2 record{};
-  record.dwVersion = 2;
-  record.cPins2 = 1;
-  record.rgPins2 = &pin;
-  EXPECT_EQ(register_filter(record, &kCategory, u"named"), S_OK);
-  // The tags of the pin and of its type are "0pi3" and "0ty3".
-  const unsigned pool = 16 + 24 + 16 + 2 * 4;
-  std::vector<BYTE> expected = bytes({2, 0, 1, 0, 0x33697030u, REG_PINFLAG_B_OUTPUT, 3, 1, 2, pool,  //
-                                      0x33797430u, 0, pool + 16, pool + 32, pool + 48, pool + 48},
-                                     {kCategory, MEDIATYPE_Stream, GUID_NULL, kFilter});
-  for (const BYTE byte : std::initializer_list<BYTE>{1, 0, 0, 0, 2, 0, 0, 0}) expected.push_back(byte);
-  EXPECT_EQ(registry_.data(zdr::com::class_key(kCategory) + u"\\Instance\\named", u"FilterData"), expected);
-}
-
-TEST_F(FilterMapper, UnregistersWhatIsThereAndTellsWhatIsNot) {
-  constexpr HRESULT kMissing = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(mapper_->UnregisterFilter(nullptr, nullptr, kFilter), kMissing);
-  ASSERT_EQ(register_filter(record_without_pins()), S_OK);
-  ASSERT_EQ(register_filter(record_without_pins(), &kCategory, u"named"), S_OK);
+TEST_F(FilterMapper, StoresPinsTheirTypesAndEachGuidOnce) {
+  const REGPINTYPES types[] = {{&MEDIATYPE_Stream, nullptr}, {&MEDIATYPE_Video, &MEDIATYPE_Stream}};
+  REGFILTERPINS pins[2] = {};
+  pins[0].bOutput = pins[0].bMany = TRUE;
+  pins[0].nMediaTypes = 2;
+  pins[0].lpMediaType = types;
+  pins[1].bRendered = pins[1].bZero = TRUE;
+  pins[1].nMediaTypes = 5;  // without a list there are none
+  const REGFILTER2 record{1, MERIT_NORMAL, 2, pins};
+  EXPECT_EQ(register_filter(&record), S_OK);
+  // Behind the tags "0pi3", "0ty3" and so on: flags, instances, types, mediums, category; 0 and two offsets.
+  const char* expected =
+      "02000000000060000200000000000000"
+      "307069330c0000000000000002000000000000000000000030747933000000006000000070000000"
+      "31747933000000008000000060000000"
+      "317069330300000000000000000000000000000000000000"
+      "83eb36e44f52ce119f530020af0ba77000000000000000000000000000000000"
+      "7669647300001000800000aa00389b71";
+  const std::u16string key =
+      com::class_key(CLSID_LegacyAmFilterCategory) + u"\\Instance\\" + com::braced_text(kFilter);
+  EXPECT_EQ(hex(registry_.data(key, u"FilterData")), expected);
+  EXPECT_EQ(registry_.text(key, u"FriendlyName"), u"Test filter");
+  EXPECT_EQ(registry_.text(key, u"CLSID"), com::braced_text(kFilter));
   EXPECT_EQ(mapper_->UnregisterFilter(nullptr, nullptr, kFilter), S_OK);
-  EXPECT_EQ(mapper_->UnregisterFilter(nullptr, nullptr, kFilter), kMissing);
-  EXPECT_EQ(mapper_->UnregisterFilter(&kCategory, u"named", kFilter), S_OK);
-
-  EXPECT_EQ(mapper_->CreateCategory(kCategory, MERIT_NORMAL, u"Tests"), S_OK);
-  const std::u16string category =
-      u"CLSID\\{DA4E3DA0-D07D-11D0-BD50-00A0C911CE86}\\Instance\\" + zdr::com::braced_text(kCategory);
-  EXPECT_EQ(registry_.text(category, u"FriendlyName"), u"Tests");
-  EXPECT_EQ(registry_.data(category, u"Merit"), bytes({MERIT_NORMAL}, {}));
+  EXPECT_FALSE(RegistryFile::has_key(key));
+  EXPECT_EQ(mapper_->UnregisterFilter(nullptr, nullptr, kFilter), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
 }
 
-TEST_F(FilterMapper, RefusesWhatCannotBeKept) {
-  const REGFILTER2 good = record_without_pins();
-  REGFILTER2 bad = good;
-  bad.cPins = 1;
-  EXPECT_EQ(register_filter(bad), E_INVALIDARG);
-  bad = good;
-  bad.dwVersion = 3;
-  EXPECT_EQ(register_filter(bad), E_INVALIDARG);
-  EXPECT_EQ(register_filter(good, nullptr, u"key\\in key"), VFW_E_BAD_KEY);
-  EXPECT_EQ(register_filter(good, nullptr, u""), VFW_E_BAD_KEY);
-  EXPECT_EQ(mapper_->UnregisterFilter(nullptr, u"", kFilter), VFW_E_BAD_KEY);
-  EXPECT_EQ(mapper_->RegisterFilter(kFilter, nullptr, nullptr, nullptr, nullptr, &good), E_POINTER);
-  EXPECT_EQ(mapper_->RegisterFilter(kFilter, u"Name", nullptr, nullptr, nullptr, nullptr), E_POINTER);
+TEST_F(FilterMapper, RefusesWhatItDoesNotStore) {
+  const REGFILTER2 good{1, MERIT_NORMAL, 0, nullptr};
+  const REGFILTER2 no_pins{1, MERIT_NORMAL, 1, nullptr};
+  const REGFILTER2 version_2{2, MERIT_NORMAL, 0, nullptr};
+  EXPECT_EQ(register_filter(&good), S_OK);
+  EXPECT_EQ(register_filter(&no_pins), E_INVALIDARG);
+  EXPECT_EQ(register_filter(&version_2), E_INVALIDARG);
+  EXPECT_EQ(register_filter(nullptr), E_POINTER);
+  EXPECT_EQ(register_filter(&good, nullptr), E_POINTER);
   IMoniker* moniker = reinterpret_cast<IMoniker*>(this);
   EXPECT_EQ(mapper_->RegisterFilter(kFilter, u"Name", &moniker, nullptr, nullptr, &good), E_NOTIMPL);
   EXPECT_EQ(moniker, nullptr);
-  EXPECT_EQ(mapper_->CreateCategory(kCategory, 0, nullptr), E_POINTER);
-  EXPECT_EQ(mapper_->EnumMatchingFilters(nullptr, 0, FALSE, 0, FALSE, 0, nullptr, nullptr, nullptr, FALSE,
-                                         FALSE, 0, nullptr, nullptr, nullptr),
-            E_NOTIMPL);
-  const FaultAt fault(zdr::platform::FaultPoint::kRegistryStep, 1);
-  EXPECT_EQ(register_filter(good), VFW_E_BAD_KEY);
+  EXPECT_EQ(mapper_->RegisterFilter(kFilter, u"Name", nullptr, &kFilter, nullptr, &good), E_NOTIMPL);
+  EXPECT_EQ(mapper_->RegisterFilter(kFilter, u"Name", nullptr, nullptr, u"instance", &good), E_NOTIMPL);
+  EXPECT_EQ(mapper_->UnregisterFilter(&kFilter, nullptr, kFilter), E_NOTIMPL);
+  EXPECT_EQ(mapper_->UnregisterFilter(nullptr, u"instance", kFilter), E_NOTIMPL);
+  const FaultAt fault(platform::FaultPoint::kRegistryStep, 1);
+  EXPECT_EQ(register_filter(&good), VFW_E_BAD_KEY);
 }
 
 }  // namespace
+}  // namespace zdr::test
