@@ -1,12 +1,14 @@
-// Builds the parser of the command line from the option table.
+// Fills a CLI11 parser from the table: one subcommand a row, with its operands and options.
 #include "host/command_line.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <iostream>
 #include <limits>
+#include <sstream>
 
+#include "host/command_table.h"
 #include "host/decoded_text.h"
+#include "host/terminal.h"
 #include "host/time_text.h"
 #include "host/version.h"
 
@@ -49,7 +51,7 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
         ->check(CLI::IsMember({"bash", "zsh", "fish"}));
     return;
   }
-  // A list would swallow the operand behind it.
+  // A list of files would also take the operand after it.
   CLI::Option* files =
       row.many_operands
           ? app.add_option("file", options.files, "media file")
@@ -68,43 +70,45 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
 }
 
 bool is_command(std::string_view word) {
-  return std::ranges::any_of(command_rows(), [word](const CommandRow& row) { return row.name == word; });
+  return std::ranges::any_of(command_table().commands,
+                             [word](const CommandRow& row) { return row.name == word; });
 }
 
 ParsedLine refuse(const std::string& reason) {
-  std::cerr << "zdr: " << printable(reason) << " (zdr --help tells the usage)\n";
-  return {std::nullopt, ExitCode::kUsage};
+  print_line_to_terminal("zdr: " + printable(reason) + " (zdr --help tells the usage)");
+  return {nullptr, {}, ExitCode::kUsage};
 }
 
 }  // namespace
 
 ParsedLine parse_command_line(int argc, const char* const* argv) {
-  // The parser would only miss a command.
+  // CLI11 would only report that a subcommand is missing.
   if (argc > 1 && *argv[1] != '-' && !is_command(argv[1])) {
     return refuse("'" + std::string(argv[1]) + "' is no command");
   }
-  Options options;
+  ParsedLine line;
   CLI::App app("Plays 3GPP/MP4, AMR and AAC files through the ZdrMp4Source filter.", "zdr");
   app.set_version_flag("--version", std::string("zdr ") + kVersion);
   app.require_subcommand(1);
-  for (const CommandRow& row : command_rows()) {
+  const CommandTable table = command_table();
+  for (const CommandRow& row : table.commands) {
     CLI::App* command = app.add_subcommand(row.name, row.summary);
     if (!row.listed) command->group("");
-    add_operand(*command, row, options);
-    for (const OptionRow& option : option_rows()) {
-      if ((option.commands & row.bit) != 0) add_option(*command, option, options);
+    add_operand(*command, row, line.options);
+    for (const OptionRow& option : table.options) {
+      if ((option.commands & row.bit) != 0) add_option(*command, option, line.options);
     }
-    command->callback([&options, &row] { options.command = row.name; });
+    command->callback([&line, &row] { line.command = &row; });
   }
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {
     app.exit(success);
-    return {std::nullopt, ExitCode::kDone};
+    return {};
   } catch (const CLI::ParseError& error) {
     return refuse(error.what());
   }
-  return {options, ExitCode::kDone};
+  return line;
 }
 
 }  // namespace zdr::host

@@ -1,16 +1,14 @@
-// Reads the command line by the option table.
+// Parses the command line with a parser built from the table of commands.
 #pragma once
 
-#include <optional>
-
-#include "host/exit_code.h"
-#include "host/option_table.h"
+#include "host/command_row.h"
 
 namespace zdr::host {
 
 struct ParsedLine {
-  std::optional<Options> options;        // nothing when help, the version or a complaint was printed
-  ExitCode exit_code = ExitCode::kDone;  // what to exit with then
+  const CommandRow* command = nullptr;  // null when help, the version or an error was printed
+  Options options;
+  ExitCode exit_code = ExitCode::kDone;  // of a run without a command
 };
 
 ParsedLine parse_command_line(int argc, const char* const* argv);

@@ -1,8 +1,9 @@
-// Everything that makes foreign bytes safe to print stands here, once.
+// Decodes foreign bytes into valid UTF-8 and makes text safe to print.
 #include "host/decoded_text.h"
 
+#include <algorithm>
 #include <array>
-#include <nlohmann/json.hpp>
+#include <initializer_list>
 
 namespace zdr::host {
 namespace {
@@ -27,7 +28,7 @@ bool is_surrogate(char32_t code) {
   return code >= 0xD800 && code < 0xE000;
 }
 
-DecodedText from_utf16(std::span<const uint8_t> bytes, bool big_endian) {
+DecodedText from_utf16(Bytes bytes, bool big_endian) {
   DecodedText text;
   const auto unit = [&](size_t at) {
     return static_cast<char32_t>(big_endian ? bytes[at] << 8 | bytes[at + 1]
@@ -51,7 +52,7 @@ DecodedText from_utf16(std::span<const uint8_t> bytes, bool big_endian) {
   return text;
 }
 
-// Length of the sequence that a first byte begins, 0 for none.
+// Length of the sequence that begins with this byte, 0 if none does.
 size_t sequence_length(uint8_t first) {
   if (first < 0x80) return 1;
   if (first >= 0xC2 && first < 0xE0) return 2;
@@ -59,8 +60,9 @@ size_t sequence_length(uint8_t first) {
   return first >= 0xF0 && first < 0xF5 ? 4 : 0;
 }
 
-// The code at the front of `bytes`, or kReplacement; `length` is what it takes, 1 for an invalid byte.
-bool decode_one(std::span<const uint8_t> bytes, char32_t& code, size_t& length) {
+// Decodes the first character of `bytes` and sets `length` to the bytes that it takes. An invalid byte is
+// kReplacement and takes 1.
+bool decode_one(Bytes bytes, char32_t& code, size_t& length) {
   constexpr std::array<char32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
   length = sequence_length(bytes[0]);
   code = kReplacement;
@@ -76,7 +78,17 @@ bool decode_one(std::span<const uint8_t> bytes, char32_t& code, size_t& length) 
   return valid;
 }
 
-DecodedText from_utf8(std::span<const uint8_t> bytes) {
+bool starts_with(Bytes bytes, std::initializer_list<uint8_t> mark) {
+  return bytes.size() >= mark.size() && std::equal(mark.begin(), mark.end(), bytes.begin());
+}
+
+bool is_utf16(Bytes bytes) {
+  return starts_with(bytes, {0xFE, 0xFF}) || starts_with(bytes, {0xFF, 0xFE});
+}
+
+}  // namespace
+
+DecodedText decode_utf8(Bytes bytes) {
   DecodedText text;
   while (!bytes.empty()) {
     char32_t code = 0;
@@ -88,28 +100,18 @@ DecodedText from_utf8(std::span<const uint8_t> bytes) {
   return text;
 }
 
-bool starts_with(std::span<const uint8_t> bytes, std::initializer_list<uint8_t> mark) {
-  return bytes.size() >= mark.size() && std::equal(mark.begin(), mark.end(), bytes.begin());
-}
-
-bool is_utf16(std::span<const uint8_t> bytes) {
-  return starts_with(bytes, {0xFE, 0xFF}) || starts_with(bytes, {0xFF, 0xFE});
-}
-
-}  // namespace
-
-DecodedText decode_text(std::span<const uint8_t> bytes) {
+DecodedText decode_text(Bytes bytes) {
   DecodedText text;
   if (is_utf16(bytes)) {
     text = from_utf16(bytes.subspan(2), bytes[0] == 0xFE);
   } else {
-    text = from_utf8(starts_with(bytes, {0xEF, 0xBB, 0xBF}) ? bytes.subspan(3) : bytes);
+    text = decode_utf8(starts_with(bytes, {0xEF, 0xBB, 0xBF}) ? bytes.subspan(3) : bytes);
   }
   text.utf8.resize(text.utf8.find_last_not_of('\0') + 1);
   return text;
 }
 
-size_t front_length(std::span<const uint8_t> text, size_t limit) {
+size_t front_length(Bytes text, size_t limit) {
   if (text.size() <= limit) return text.size();
   if (is_utf16(text)) return limit - limit % 2;
   size_t length = limit;
@@ -158,28 +160,13 @@ double from_fixed(uint32_t value) {
   return static_cast<int32_t>(value) / 65536.0;
 }
 
-std::string hex_text(std::span<const uint8_t> bytes, size_t limit) {
+std::string hex_text(Bytes bytes, size_t limit) {
   constexpr std::string_view kHex = "0123456789abcdef";
   std::string text;
   for (const uint8_t byte : bytes.first(std::min(limit, bytes.size()))) {
     text.append({kHex[byte >> 4], kHex[byte & 15]});
   }
   return text;
-}
-
-void add_text(nlohmann::ordered_json& object, const std::string& name, std::span<const uint8_t> bytes,
-              size_t limit, size_t hex_limit) {
-  const DecodedText text = decode_text(bytes.first(front_length(bytes, limit)));
-  object[name] = text.utf8;
-  if (bytes.size() > limit) object[name + "_bytes"] = bytes.size();
-  if (!text.is_valid) object[name + "_hex"] = hex_text(bytes, hex_limit);
-}
-
-void add_name(nlohmann::ordered_json& object, const std::string& name, std::string_view file) {
-  const std::span<const uint8_t> bytes(reinterpret_cast<const uint8_t*>(file.data()), file.size());
-  const DecodedText text = from_utf8(bytes);
-  object[name] = text.utf8;
-  if (!text.is_valid) object[name + "_hex"] = hex_text(bytes);
 }
 
 }  // namespace zdr::host

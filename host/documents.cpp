@@ -1,14 +1,14 @@
-// Shell completions and the man page, made from the option table so that they cannot differ from the parser.
-#include <sstream>
+// Writes the scripts of each shell and the roff source of the man page.
+#include "host/documents.h"
 
-#include "host/option_table.h"
+#include <sstream>
 
 namespace zdr::host {
 namespace {
 
-std::string listed_commands() {
+std::string listed_commands(const CommandTable& table) {
   std::string names;
-  for (const CommandRow& command : command_rows()) {
+  for (const CommandRow& command : table.commands) {
     if (!command.listed) continue;
     if (!names.empty()) names += ' ';
     names += command.name;
@@ -16,9 +16,9 @@ std::string listed_commands() {
   return names;
 }
 
-std::string option_words(unsigned command) {
+std::string option_words(const CommandTable& table, unsigned command) {
   std::string words = "--help";
-  for (const OptionRow& option : option_rows()) {
+  for (const OptionRow& option : table.options) {
     if ((option.commands & command) == 0) continue;
     words.append(" ").append(option.name);
     if (*option.short_name != '\0') words.append(" ").append(option.short_name);
@@ -26,20 +26,20 @@ std::string option_words(unsigned command) {
   return words;
 }
 
-// What bash offers behind options that take a value. File names come a line each, so that blanks do not split
-// them.
-std::string bash_values() {
+// What bash offers after options that take a value. File names are passed one per line, so that blanks do not
+// split them.
+std::string bash_values(const CommandTable& table) {
   std::ostringstream out;
-  for (const OptionRow& option : option_rows()) {
+  for (const OptionRow& option : table.options) {
     const std::string_view argument = option.argument;
     if (argument.empty()) continue;
-    std::string offer = "return ;;\n";  // nothing that the shell could know
+    std::string offer = "return ;;\n";  // the shell has nothing to offer
     if (argument == "DIR") offer = "mapfile -t COMPREPLY < <(compgen -d -- \"$current\"); " + offer;
     if (argument == "OUT") offer = "mapfile -t COMPREPLY < <(compgen -f -- \"$current\"); " + offer;
     if (*option.choices != '\0') {
       offer = std::string("COMPREPLY=($(compgen -W \"") + option.choices + "\" -- \"$current\")); " + offer;
     }
-    for (const CommandRow& command : command_rows()) {
+    for (const CommandRow& command : table.commands) {
       if ((option.commands & command.bit) == 0) continue;
       out << "    " << command.name << option.name << ") " << offer;
       if (*option.short_name != '\0') out << "    " << command.name << option.short_name << ") " << offer;
@@ -48,24 +48,24 @@ std::string bash_values() {
   return out.str();
 }
 
-std::string bash_completion() {
+std::string bash_completion(const CommandTable& table) {
   std::ostringstream out;
   out << "_zdr() {\n"
          "  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}\n"
          "  COMPREPLY=()\n"
          "  if [ \"$COMP_CWORD\" = 1 ]; then\n"
          "    COMPREPLY=($(compgen -W \""
-      << listed_commands()
+      << listed_commands(table)
       << " --help --version\" -- \"$current\"))\n"
          "    return\n"
          "  fi\n"
          "  case ${COMP_WORDS[1]}$previous in\n"
-      << bash_values()
+      << bash_values(table)
       << "  esac\n"
          "  local words=\n"
          "  case ${COMP_WORDS[1]} in\n";
-  for (const CommandRow& command : command_rows()) {
-    out << "    " << command.name << ") words=\"" << option_words(command.bit) << "\" ;;\n";
+  for (const CommandRow& command : table.commands) {
+    out << "    " << command.name << ") words=\"" << option_words(table, command.bit) << "\" ;;\n";
   }
   out << "  esac\n"
          "  case ${COMP_WORDS[1]}:$current in\n"
@@ -80,7 +80,7 @@ std::string bash_completion() {
 
 std::string zsh_option(const OptionRow& option) {
   std::ostringstream text;
-  // A pair of names is given by brace expansion, which quotes would stop.
+  // Brace expansion makes the pair of names, so it stays outside of the quotes.
   if (*option.short_name != '\0') {
     text << "'(" << option.short_name << " " << option.name << ")'{" << option.short_name << ","
          << option.name << "}'";
@@ -98,17 +98,17 @@ std::string zsh_option(const OptionRow& option) {
   return text.str();
 }
 
-std::string zsh_completion() {
+std::string zsh_completion(const CommandTable& table) {
   std::ostringstream out;
   out << "#compdef zdr\n_zdr() {\n  local -a commands\n  commands=(\n";
-  for (const CommandRow& command : command_rows()) {
+  for (const CommandRow& command : table.commands) {
     if (command.listed) out << "    '" << command.name << ":" << command.summary << "'\n";
   }
   out << "  )\n  if (( CURRENT == 2 )); then _describe command commands; compadd -- --help --version; "
          "return; fi\n  case ${words[2]} in\n";
-  for (const CommandRow& command : command_rows()) {
+  for (const CommandRow& command : table.commands) {
     out << "    " << command.name << ") _arguments '(-h --help)'{-h,--help}'[show the options]'";
-    for (const OptionRow& option : option_rows()) {
+    for (const OptionRow& option : table.options) {
       if ((option.commands & command.bit) != 0) out << " " << zsh_option(option);
     }
     if (command.bit == kCompletion) out << " '2:shell:(bash zsh fish)'";
@@ -119,13 +119,13 @@ std::string zsh_completion() {
   return out.str();
 }
 
-std::string fish_completion() {
+std::string fish_completion(const CommandTable& table) {
   std::ostringstream out;
-  for (const CommandRow& command : command_rows()) {
+  for (const CommandRow& command : table.commands) {
     if (!command.listed) continue;
     out << "complete -c zdr -n __fish_use_subcommand -a " << command.name << " -d '" << command.summary
         << "'\n";
-    for (const OptionRow& option : option_rows()) {
+    for (const OptionRow& option : table.options) {
       if ((option.commands & command.bit) == 0) continue;
       out << "complete -c zdr -n '__fish_seen_subcommand_from " << command.name << "' -l " << option.name + 2;
       if (*option.short_name != '\0') out << " -s " << option.short_name + 1;
@@ -140,7 +140,7 @@ std::string fish_completion() {
   return out.str();
 }
 
-// In roff a hyphen that is typed as one is written \-.
+// roff turns a plain - into a typographic hyphen; \- stays as it is typed.
 std::string roff(std::string_view text) {
   std::string out;
   for (char c : text) {
@@ -161,18 +161,18 @@ void append_option(std::ostringstream& out, const OptionRow& option) {
 
 }  // namespace
 
-std::string completion_script(std::string_view shell) {
-  if (shell == "bash") return bash_completion();
-  if (shell == "zsh") return zsh_completion();
-  if (shell == "fish") return fish_completion();
+std::string completion_script(const CommandTable& table, std::string_view shell) {
+  if (shell == "bash") return bash_completion(table);
+  if (shell == "zsh") return zsh_completion(table);
+  if (shell == "fish") return fish_completion(table);
   return {};
 }
 
-std::string man_page(std::string_view version) {
+std::string man_page(const CommandTable& table, std::string_view version) {
   std::ostringstream out;
   out << ".TH ZDR 1 \"\" \"zdr " << version << "\" \"User Commands\"\n"
       << ".SH NAME\nzdr \\- play media files through the ZdrMp4Source filter\n.SH SYNOPSIS\n";
-  for (const CommandRow& command : command_rows()) {
+  for (const CommandRow& command : table.commands) {
     if (!command.listed) continue;
     out << ".B zdr " << command.name << "\n[\\fIoptions\\fR]";
     if (*command.operand != '\0') out << " \\fI" << command.operand << "\\fR";
@@ -189,10 +189,10 @@ std::string man_page(std::string_view version) {
          ".SH OPTIONS\n.TP\n.B \\-\\-help\nprint the usage, of a command behind its name.\n"
          ".TP\n.B \\-\\-version\nprint the version.\n";
   out << ".SH COMMANDS\n";
-  for (const CommandRow& command : command_rows()) {
+  for (const CommandRow& command : table.commands) {
     if (!command.listed) continue;
     out << ".SS " << command.name << "\n" << roff(command.summary) << ".\n";
-    for (const OptionRow& option : option_rows()) {
+    for (const OptionRow& option : table.options) {
       if ((option.commands & command.bit) != 0) append_option(out, option);
     }
   }

@@ -1,4 +1,4 @@
-// The exit codes of `zdr`, and how several files' codes become one.
+// The exit codes of `zdr`, and their order: a run of several files exits with the worst of their codes.
 #pragma once
 
 namespace zdr::host {
@@ -13,29 +13,17 @@ enum class ExitCode : int {
   kInterrupted = 130,
 };
 
-// How bad a code is beside another: a file that lost something is better off than one that did not open.
-constexpr int severity(ExitCode code) {
-  switch (code) {
-    case ExitCode::kDone:
-      return 0;
-    case ExitCode::kLoss:
-      return 1;
-    case ExitCode::kNotSupported:
-      return 2;
-    case ExitCode::kCannotOpen:
-      return 3;
-    case ExitCode::kUsage:
-      return 4;
-    case ExitCode::kCannotWrite:
-      return 5;
-    case ExitCode::kInterrupted:
-      return 6;
-  }
-  return 6;
-}
+// From best to worst: a file that lost something is better off than one that did not open.
+inline constexpr ExitCode kBySeverity[] = {ExitCode::kDone,       ExitCode::kLoss,  ExitCode::kNotSupported,
+                                           ExitCode::kCannotOpen, ExitCode::kUsage, ExitCode::kCannotWrite,
+                                           ExitCode::kInterrupted};
 
 constexpr ExitCode worse_of(ExitCode a, ExitCode b) {
-  return severity(b) > severity(a) ? b : a;
+  ExitCode worse = a;
+  for (const ExitCode code : kBySeverity) {
+    if (code == a || code == b) worse = code;
+  }
+  return worse;
 }
 
 }  // namespace zdr::host

@@ -1,10 +1,9 @@
-// The one form in which objects go to programs, so that all commands agree on it.
+// Builds and serialises the objects of `--json`.
 #include "host/json_report.h"
 
 #include <array>
 #include <cstdio>
 #include <ostream>
-#include <string_view>
 
 #include "host/decoded_text.h"
 
@@ -13,7 +12,7 @@ namespace {
 
 constexpr int kIndent = 2;
 
-// DEL and U+0080 to U+009F, which the library writes as they are. They stand in strings alone.
+// Escapes DEL and U+0080 to U+009F, which the library writes as they are. They occur inside strings only.
 std::string escape_controls(std::string_view text) {
   std::string out;
   out.reserve(text.size());
@@ -56,6 +55,12 @@ nlohmann::ordered_json begin_file_json(const std::string& file, ExitCode code) {
 void end_json(nlohmann::ordered_json& json, Messages& messages) {
   json["errors"] = messages.take_errors();
   json["warnings"] = messages.take_notes();
+}
+
+void add_name(nlohmann::ordered_json& object, const std::string& key, std::string_view file) {
+  const DecodedText text = decode_utf8(as_bytes(file));
+  object[key] = text.utf8;
+  if (!text.is_valid) object[key + "_hex"] = hex_text(as_bytes(file));
 }
 
 std::string json_text(const nlohmann::ordered_json& json) {

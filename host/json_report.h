@@ -1,10 +1,11 @@
-// What `--json` prints: an object that begins with schema and exit code and ends with errors and warnings; of
-// several files one object that holds theirs.
+// The common form of everything that `--json` prints: one object that begins with "schema" and "exit_code"
+// and ends with "errors" and "warnings". For several files it holds their objects in "files".
 #pragma once
 
 #include <iosfwd>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 
 #include "host/exit_code.h"
 #include "host/messages.h"
@@ -15,7 +16,7 @@ inline constexpr int kJsonSchema = 1;
 
 class JsonReport {
  public:
-  // How many files were named, which alone decides the form.
+  // `named_files` is the number of files on the command line, which alone decides the form.
   explicit JsonReport(size_t named_files) : one_file_(named_files == 1) {}
 
   void add(nlohmann::ordered_json file) { files_.push_back(std::move(file)); }
@@ -26,13 +27,16 @@ class JsonReport {
   nlohmann::ordered_json files_ = nlohmann::ordered_json::array();
 };
 
-// How an object begins: schema, exit code; for one of a file its name between them.
+// Begin an object with schema and exit code; that of a file has the name of the file between them.
 nlohmann::ordered_json begin_json(ExitCode code);
 nlohmann::ordered_json begin_file_json(const std::string& file, ExitCode code);
-// How it ends: what was said meanwhile. Takes the messages away.
+// Adds "errors" and "warnings" and clears the messages.
 void end_json(nlohmann::ordered_json& json, Messages& messages);
 
-// The text of an object. Bytes that are not UTF-8 come out as U+FFFD, control characters as \u00XX.
+// Adds the name of a file: `key` with its text, and `key`_hex with its bytes if it is not UTF-8.
+void add_name(nlohmann::ordered_json& object, const std::string& key, std::string_view file);
+
+// Serialises with indentation. Bytes that are not UTF-8 become U+FFFD, control characters \u00XX.
 std::string json_text(const nlohmann::ordered_json& json);
 
 }  // namespace zdr::host

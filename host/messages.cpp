@@ -1,4 +1,4 @@
-// One form for all messages, which nothing that a file holds can break.
+// Formats messages so that nothing that a file holds can break their lines.
 #include "host/messages.h"
 
 #include <windows.h>
@@ -63,7 +63,7 @@ std::string hresult_text(int32_t hr) {
 }
 
 std::string format_message(const Message& message) {
-  // Names come from outside: a line break or an escape sequence in one must not reach the terminal.
+  // File names are foreign text: a line break or an escape sequence in one must not reach the terminal.
   return printable("zdr: " + (message.file.empty() ? "" : message.file + ": ") + without_file(message));
 }
 
@@ -90,24 +90,6 @@ std::vector<std::string> Messages::take_errors() {
 std::vector<std::string> Messages::take_notes() {
   const std::lock_guard lock(mutex_);
   return std::exchange(notes_, {});
-}
-
-std::string to_utf8(std::u16string_view text) {
-  if (text.empty()) return {};
-  const auto length = static_cast<int>(text.size());
-  const int bytes = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-  std::string out(static_cast<size_t>(bytes), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text.data(), length, out.data(), bytes, nullptr, nullptr);
-  return out;
-}
-
-std::u16string to_wide(std::string_view text) {
-  if (text.empty()) return {};
-  const auto length = static_cast<int>(text.size());
-  const int units = MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0);
-  std::u16string out(static_cast<size_t>(units), u'\0');
-  MultiByteToWideChar(CP_UTF8, 0, text.data(), length, out.data(), units);
-  return out;
 }
 
 }  // namespace zdr::host

@@ -1,4 +1,5 @@
-// What `zdr` says about a file: one line each on standard error, or entries of the JSON "warnings" array.
+// The messages of `zdr`: one line each on standard error, and entries of the JSON arrays "errors" and
+// "warnings".
 #pragma once
 
 #include <mutex>
@@ -8,7 +9,7 @@
 
 namespace zdr::host {
 
-// "zdr: FILE: PIN: reason [0x8004022F]"; empty parts are left out, control characters shown as \xNN.
+// Printed as "zdr: FILE: PLACE: REASON [STATUS]"; empty parts are left out.
 struct Message {
   std::string file;
   std::string place;  // pin, track or box path
@@ -16,18 +17,19 @@ struct Message {
   std::string status;  // numeric status as text, or empty
 };
 
+// The line of a message. Control characters become \xNN.
 std::string format_message(const Message& message);
 
-// Collects what was said of one run. Any thread may add.
+// Prints the messages of one run and collects them. Any thread may add.
 class Messages {
  public:
-  // `quiet` keeps notes back; errors are always printed.
+  // `quiet` suppresses notes; errors are always printed.
   explicit Messages(bool quiet) : quiet_(quiet) {}
 
   void error(const Message& message);
-  // Something left out on purpose or lost; printed unless quiet.
+  // For what is left out on purpose or ignored.
   void note(const Message& message);
-  // What was said so far, as lines without the "zdr: FILE: " in front; clears it.
+  // Return the messages so far, without "zdr: FILE: ", and clear them.
   std::vector<std::string> take_errors();
   std::vector<std::string> take_notes();
 
@@ -38,13 +40,9 @@ class Messages {
   std::vector<std::string> notes_;
 };
 
-// "VFW_E_NOT_FOUND" for the codes a graph meets; empty for others.
+// "VFW_E_NOT_FOUND" for the codes that occur in a graph; empty for others.
 std::string_view hresult_name(int32_t hr);
 // "0x8004022F"
 std::string hresult_text(int32_t hr);
-
-// A wide string of the platform as UTF-8 and back; lone surrogates survive the round trip.
-std::string to_utf8(std::u16string_view text);
-std::u16string to_wide(std::string_view text);
 
 }  // namespace zdr::host

@@ -1,5 +1,4 @@
-// The only place above platform/ that talks to a POSIX terminal: signals, isatty, and lines that replace each
-// other.
+// The only file above platform/ that uses POSIX: signals, isatty, and a line that replaces itself.
 #include "host/terminal.h"
 
 #include <fcntl.h>
@@ -52,7 +51,7 @@ struct Share {
 Share share_of(double done, double total, int64_t elapsed_ms) {
   const double shown = std::min(done, total);
   const double left_ms = static_cast<double>(elapsed_ms) * (total - shown) / shown;
-  constexpr double kLongestMs = 1e12;  // a first small part of something huge must not overflow
+  constexpr double kLongestMs = 1e12;  // keeps the estimate after a tiny first part below an overflow
   return {static_cast<int>(shown * 100 / total),
           format_time(static_cast<int64_t>(std::min(left_ms, kLongestMs)) * kUnitsPerMillisecond)};
 }
@@ -92,7 +91,7 @@ void catch_interrupts() {
 void keep_standard_streams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(stream, F_GETFD) >= 0) continue;
-    // The lowest free number is this one. What cannot be written fails as a closed stream does.
+    // open() takes the lowest free number, which is this one. The access mode makes every use fail.
     if (open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream) return;
   }
 }

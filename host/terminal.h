@@ -1,4 +1,5 @@
-// The terminal below the host: whether there is one, Ctrl-C, and the line that shows progress.
+// The terminal and the signals of the process: colour, Ctrl-C, closed streams, messages and the progress
+// line.
 #pragma once
 
 #include <cstdint>
@@ -8,27 +9,27 @@
 namespace zdr::host {
 
 bool stderr_is_terminal();
-bool use_colour();  // on a terminal and NO_COLOR not set
+bool use_colour();  // standard error is a terminal and NO_COLOR is not set
 
-// From now on SIGINT and SIGTERM only set a flag; a second one ends the process as usual. For commands that
-// ask for the flag all along: another would seem deaf.
+// From now on the first SIGINT or SIGTERM only sets a flag; a second one ends the process as usual. Only for
+// commands that poll interrupted(): others would ignore the first signal.
 void catch_interrupts();
 bool interrupted();
 
-// Standard streams that the caller has closed fail from now on, instead of being some file opened later.
+// Makes reads and writes of standard streams that the caller has closed fail, so that no file opened later
+// takes their place.
 void keep_standard_streams();
 
-// A pipe without a reader and a file at its size limit become failed writes instead of the end of the
-// process, so that partial files and exit codes stay right.
+// Writing to a pipe without a reader or beyond the limit of file sizes then fails instead of ending the
+// process, so that the run can clean up and exit with its own code.
 void survive_failed_writes();
-// The reader of standard output has gone away.
+// True if standard output is a pipe whose reader has closed it.
 bool stdout_reader_gone();
 
-// Prints a line on standard error; a progress line that stands there is cleared first and comes back later.
+// Prints a line on standard error. Clears a visible progress line first; its next update shows it again.
 void print_line_to_terminal(const std::string& line);
 
-// How far media have been played, in 100 ns units of media time. An end that is not behind the begin is
-// unknown.
+// A position within a range of media time, in 100 ns units. An end at or before the beginning means unknown.
 struct MediaProgress {
   int64_t begin;
   int64_t position;
@@ -45,11 +46,11 @@ class ProgressLine {
   ProgressLine& operator=(const ProgressLine&) = delete;
 
   void update(const std::string& label, const MediaProgress& progress);
-  // For work that is counted in something else.
+  // For work that is not measured in media time.
   void update(const std::string& label, uint64_t done, uint64_t total);
 
  private:
-  // The time since the begin, when a line is due.
+  // The time since construction, if a line is due.
   std::optional<int64_t> due_ms();
   void show(const std::string& text);
 

@@ -1,4 +1,4 @@
-// Times are integers throughout: no digit of what was typed is rounded.
+// Parses and formats with integers, so that no typed digit is rounded.
 #include "host/time_text.h"
 
 #include <array>
@@ -20,7 +20,7 @@ std::optional<int64_t> parse_digits(std::string_view text) {
   return value;
 }
 
-// ".5" and "5.25": whole seconds and a fraction, at least one digit in all.
+// Whole seconds and a fraction, such as "5.25", ".5" or "7.": at least one digit in total.
 std::optional<int64_t> parse_seconds(std::string_view text) {
   const size_t point = text.find('.');
   const std::string_view whole = text.substr(0, point);

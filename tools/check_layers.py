@@ -47,7 +47,8 @@ ROOMS = {
     'aacdec': [['tables'], ['fixed'], ['syntax'], ['core', 'sbr'], ['.']],
     'platform/win32/runtime': [['.'], ['text'], ['files', 'named'], ['waits'], ['registry']],
     'p3gpp': [['.'], ['parse'], ['metadata'], ['boxes'], ['samples'], ['api']],
-    'host': [['.'], ['writers', 'inspect'], ['graph'], ['commands'], ['command_line', 'documents', 'main']],
+    'host': [['.'], ['writers', 'inspect'], ['graph'], ['commands'], ['documents'], ['command_table'], ['command_line'],
+             ['main']],
 }
 # Headers that any room of their folder may include: the folder's own public face.
 FACES = {'aacdec/zd_aac_dec.h'}

@@ -1,105 +1,169 @@
-// `zdr boxes`: what the parser made of the boxes of a file: kept, dropped, skipped or refused; of one that
-// does not open, what it read before it gave up, and why.
+// `zdr boxes`: shows what the parser made of the boxes of a file: kept, dropped, skipped or refused. Of a
+// file that does not open it shows what was read before the failure, and why.
 #include <algorithm>
-#include <iostream>
+#include <cstring>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <ostream>
 #include <vector>
 
 #include "host/commands/commands.h"
 #include "host/decoded_text.h"
 #include "host/inspect/box_list.h"
+#include "host/inspect/file_kind.h"
 #include "host/inspect/left_out.h"
 #include "host/inspect/open_diagnosis.h"
-#include "host/inspect/parsed_file.h"
+#include "host/inspect/parsed_movie.h"
 #include "host/json_report.h"
 #include "host/messages.h"
 
 namespace zdr::host {
 namespace {
 
-using Json = BoxList::Json;
+using Json = nlohmann::ordered_json;
 
-// On a line.
-constexpr size_t kShownBytes = 16;
+constexpr size_t kShownBytes = 16;  // of a field on a line
 constexpr size_t kShownTextBytes = 256;
 
 // ---- As text ----------------------------------------------------------------------------------------------
 
 std::string quoted(const std::string& text) {
-  const size_t length =
-      front_length({reinterpret_cast<const uint8_t*>(text.data()), text.size()}, kShownTextBytes);
+  const size_t length = front_length(as_bytes(text), kShownTextBytes);
   return "\"" + printable(text.substr(0, length)) + (length < text.size() ? "\"..." : "\"");
 }
 
-std::string value_text(const Json& value) {
-  if (value.is_string()) return quoted(value.get<std::string>());
-  if (!value.is_object()) return value.dump();
-  const std::string hex = value["hex"].get<std::string>();
-  const auto length = value["length"].get<size_t>();
-  const bool is_whole = length <= kShownBytes;
-  return hex.substr(0, 2 * kShownBytes) + (is_whole ? "" : "...") + " (" + std::to_string(length) + " bytes)";
+std::string bytes_text(const BytesValue& bytes) {
+  const bool is_whole = bytes.length <= kShownBytes;
+  return bytes.hex.substr(0, 2 * kShownBytes) + (is_whole ? "" : "...") + " (" +
+         std::to_string(bytes.length) + " bytes)";
 }
 
-std::string fields_text(const Json& fields) {
+std::string field_text(const Field& field) {
+  const std::string begin = "  " + field.name + "=";
+  if (const auto* bytes = std::get_if<BytesValue>(&field.value)) return begin + bytes_text(*bytes);
+  if (const auto* plain = std::get_if<std::string>(&field.value)) return begin + quoted(*plain);
+  const auto* text = std::get_if<TextValue>(&field.value);
+  if (text == nullptr) return begin + number_text(field.value);
+  const std::string length = text->is_cut ? "  " + field.name + "_bytes=" + std::to_string(text->bytes) : "";
+  return begin + quoted(text->utf8) + length;
+}
+
+std::string fields_text(const Fields& fields) {
   std::string text;
-  for (const auto& [name, value] : fields.items()) {
-    if (!name.ends_with("_hex")) text += "  " + name + "=" + value_text(value);
-  }
+  for (const Field& field : fields) text += field_text(field);
   return text;
 }
 
-size_t depth_of(const std::string& path) {
-  return static_cast<size_t>(std::count(path.begin(), path.end(), '/'));
+std::string state_text(const BoxRecord& box) {
+  const std::string status = " [" + std::to_string(box.status) + "]";
+  if (box.state == BoxState::kFailed) return "  FAILED" + status;
+  if (box.state == BoxState::kRefused) return "  REFUSED" + status;
+  if (box.state == BoxState::kSkipped) return "  (skipped)";
+  std::string text = "  version " + std::to_string(box.version);
+  if (box.flags != 0) text += " flags " + std::to_string(box.flags);
+  return box.state == BoxState::kDropped ? text + "  (not kept)" : text;
 }
 
-std::string state_text(const Json& box) {
-  const auto state = box["state"].get<std::string>();
-  if (state == "failed") return "  FAILED [" + box["status"].dump() + "]";
-  if (state == "refused") return "  REFUSED [" + box["status"].dump() + "]";
-  if (state == "skipped") return "  (skipped)";
-  std::string text = "  version " + box["version"].dump();
-  if (box["flags"] != 0) text += " flags " + box["flags"].dump();
-  return state == "dropped" ? text + "  (not kept)" : text;
+std::string indent_of(const std::string& path) {
+  const auto depth = static_cast<size_t>(std::count(path.begin(), path.end(), '/'));
+  return std::string(2 * depth + 2, ' ');
 }
 
-void print_box(const Json& box, std::ostream& out) {
-  const auto path = box["path"].get<std::string>();
-  const std::string indent(2 * depth_of(path) + 2, ' ');
-  out << indent << path.substr(path.rfind('/') + 1) << "  @" << box["offset"] << " size " << box["size"];
-  out << state_text(box) << fields_text(box["fields"]) << "\n";
-  if (!box.contains("entries")) return;
+std::string name_of(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+void print_box(const BoxRecord& box, std::ostream& out) {
+  const std::string indent = indent_of(box.path);
+  out << indent << name_of(box.path) << "  @" << box.offset << " size " << box.size;
+  out << state_text(box) << fields_text(box.fields) << "\n";
   size_t number = 0;
-  for (const Json& entry : box["entries"]) {
+  for (const Fields& entry : box.entries) {
     out << indent << "  [" << ++number << "]" << fields_text(entry) << "\n";
   }
 }
 
-// Containers that were left out still get a line, so that the tree has no holes.
+// Containers beyond the limit of the list still get a line, so that the tree has no holes.
 void print_missing_parents(const std::string& path, const std::string& before, std::ostream& out) {
   for (size_t end = path.find('/'); end != std::string::npos; end = path.find('/', end + 1)) {
     const std::string parent = path.substr(0, end);
     if (before == parent || before.starts_with(parent + "/")) continue;
-    out << std::string(2 * depth_of(parent) + 2, ' ') << parent.substr(parent.rfind('/') + 1) << "\n";
+    out << indent_of(parent) << name_of(parent) << "\n";
   }
 }
 
-void print_text(const std::string& file, const std::vector<Json>& boxes, std::ostream& out) {
+void print_text(const std::string& file, const std::vector<BoxRecord>& boxes, std::ostream& out) {
   out << file << "\n";
   std::string before;
-  for (const Json& box : boxes) {
-    const auto path = box["path"].get<std::string>();
-    print_missing_parents(path, before, out);
+  for (const BoxRecord& box : boxes) {
+    print_missing_parents(box.path, before, out);
     print_box(box, out);
-    before = path;
+    before = box.path;
   }
 }
 
 // ---- As JSON ----------------------------------------------------------------------------------------------
 
-// The box that ended the open, where there is one.
-Json failure_json(const ParsedFile& parsed) {
-  const P3gppOpenError& error = parsed.error();
-  Json json{{"status", parsed.status()}};
+// The time scales of the movie and of the tracks, by the path of their container.
+class TimeScales {
+ public:
+  explicit TimeScales(const std::vector<BoxRecord>& boxes) {
+    for (const BoxRecord& box : boxes) {
+      if (box.type == "mvhd") add(box, "/mvhd");
+      if (box.type == "mdhd") add(box, "/mdia/mdhd");
+    }
+  }
+  // Null if the container has none.
+  Json of(const std::string& container) const {
+    const auto found = scales_.find(container);
+    return found == scales_.end() ? Json() : Json(found->second);
+  }
+
+ private:
+  void add(const BoxRecord& box, std::string_view path_in_container) {
+    const auto field = std::ranges::find(box.fields, "time_scale", &Field::name);
+    if (field == box.fields.end() || !box.path.ends_with(path_in_container)) return;
+    scales_[box.path.substr(0, box.path.size() - path_in_container.size())] =
+        std::get<uint64_t>(field->value);
+  }
+
+  std::map<std::string, uint64_t> scales_;
+};
+
+const char* state_name(BoxState state) {
+  constexpr const char* kNames[] = {"read", "failed", "skipped", "refused", "kept", "dropped"};
+  return kNames[static_cast<size_t>(state)];
+}
+
+Json fields_json(const Fields& fields) {
+  Json object = Json::object();
+  for (const Field& field : fields) add_field(object, field);
+  return object;
+}
+
+Json box_json(const BoxRecord& box, const TimeScales& scales) {
+  Json json{{"path", box.path},
+            {"type", box.type},
+            {"offset", box.offset},
+            {"size", box.size},
+            {"version", box.version},
+            {"flags", box.flags},
+            {"state", state_name(box.state)},
+            {"fields", fields_json(box.fields)}};
+  if (box.status != P3GPP_OK) json["status"] = box.status;
+  for (const Fields& entry : box.entries) json["entries"].push_back(fields_json(entry));
+  const bool is_edits = box.type == "elst";
+  if (!is_edits && box.type != "tkhd") return json;
+  const size_t movie_end = box.path.find('/');
+  json["movie_time_scale"] = scales.of(box.path.substr(0, movie_end));
+  if (is_edits) json["media_time_scale"] = scales.of(box.path.substr(0, box.path.find('/', movie_end + 1)));
+  return json;
+}
+
+// The box that ended the open, if there is one.
+Json failure_json(const ParsedMovie& movie) {
+  const P3gppOpenError& error = movie.error();
+  Json json{{"status", movie.status()}};
   if (error.path[0] == '\0') return json;
   json["box_status"] = error.status;
   json["path"] = error.path;
@@ -108,26 +172,26 @@ Json failure_json(const ParsedFile& parsed) {
   return json;
 }
 
-Json boxes_json(const std::string& file, ExitCode code, const ParsedFile& parsed, BoxList& list,
-                Messages& messages) {
+Json boxes_json(const std::string& file, ExitCode code, const ParsedMovie& movie,
+                const std::vector<BoxRecord>& boxes, Messages& messages) {
   Json json = begin_file_json(file, code);
-  list.add_time_scales();
-  json["boxes"] = std::move(list.boxes());
-  if (parsed.status() != P3GPP_OK) json["failure"] = failure_json(parsed);
+  const TimeScales scales(boxes);
+  json["boxes"] = Json::array();
+  for (const BoxRecord& box : boxes) json["boxes"].push_back(box_json(box, scales));
+  if (!movie.is_open()) json["failure"] = failure_json(movie);
   end_json(json, messages);
   return json;
 }
 
-ExitCode tell(const std::string& file, const ParsedFile& parsed, const BoxList& list, Messages& messages) {
+ExitCode report(const std::string& file, const ParsedMovie& movie, const BoxList& list, Messages& messages) {
   const auto note = [&](size_t count, const char* what) {
     if (count != 0) messages.note({file, "", std::to_string(count) + " more " + what + " are not shown", ""});
   };
-  const bool opened = parsed.status() == P3GPP_OK;
-  if (opened) tell_left_out(file, messages);
+  if (movie.is_open() && file_kind(file) == FileKind::kIsoMedia) report_left_out(file, &movie, messages);
   note(list.boxes_left_out(), "boxes");
   note(list.entries_left_out(), "list entries");
-  if (opened) return ExitCode::kDone;
-  const OpenDiagnosis diagnosis = diagnose_parse(file, parsed);
+  if (movie.is_open()) return ExitCode::kDone;
+  const Diagnosis diagnosis = diagnose_parse(file, movie);
   messages.error({file, diagnosis.place, diagnosis.reason, diagnosis.status});
   return diagnosis.exit_code;
 }
@@ -138,13 +202,13 @@ ExitCode run_boxes(const Options& options, std::ostream& out) {
   const std::string& file = options.files.front();
   Messages messages(options.quiet || options.json);
   BoxList list;
-  const ParsedFile parsed(file, &list.visitor());
+  const ParsedMovie movie(file, &list.visitor());
   list.sort_by_place();
-  if (parsed.status() == P3GPP_OK) list.mark_kept(parsed.file());
+  if (movie.is_open()) list.mark_kept(movie.file());
   if (!options.json) print_text(file, list.boxes(), out);
   out.flush();
-  const ExitCode code = tell(file, parsed, list, messages);
-  if (options.json) out << json_text(boxes_json(file, code, parsed, list, messages)) << "\n";
+  const ExitCode code = report(file, movie, list, messages);
+  if (options.json) out << json_text(boxes_json(file, code, movie, list.boxes(), messages)) << "\n";
   return code;
 }
 

@@ -1,10 +1,10 @@
-// The commands of `zdr`, one function each.
+// The commands of `zdr`, one function each. Results go to `out`, messages to standard error.
 #pragma once
 
 #include <iosfwd>
 
 #include "host/exit_code.h"
-#include "host/option_table.h"
+#include "host/options.h"
 
 namespace zdr::host {
 
@@ -13,8 +13,8 @@ ExitCode run_info(const Options& options, std::ostream& out);
 ExitCode run_boxes(const Options& options, std::ostream& out);
 ExitCode run_keyframe(const Options& options, std::ostream& out);
 ExitCode run_samples(const Options& options, std::ostream& out);
-ExitCode run_register(const Options& options);
-ExitCode run_unregister(const Options& options);
+ExitCode run_register(const Options& options, std::ostream& out);
+ExitCode run_unregister(const Options& options, std::ostream& out);
 ExitCode run_registry(const Options& options, std::ostream& out);
 
 }  // namespace zdr::host

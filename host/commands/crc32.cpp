@@ -1,4 +1,4 @@
-// The usual table of 256 entries, made at compile time.
+// Processes a byte at a time with a table made at compile time.
 #include "host/commands/crc32.h"
 
 #include <array>

@@ -1,33 +1,36 @@
-// `zdr info`: what a file is as a clip, its pins, what they offer and how long they are.
-#include <iostream>
+// `zdr info`: describes a file as a clip, its pins with their media types and durations, and its tags.
+#include <memory>
 #include <optional>
+#include <ostream>
 
 #include "host/commands/commands.h"
 #include "host/graph/source_clip.h"
 #include "host/graph/source_player.h"
-#include "host/inspect/aac_file_view.h"
+#include "host/inspect/aac_stream_view.h"
+#include "host/inspect/file_kind.h"
 #include "host/inspect/file_tags.h"
 #include "host/inspect/left_out.h"
 #include "host/inspect/media_type_text.h"
-#include "host/inspect/parsed_file.h"
+#include "host/inspect/parsed_movie.h"
 #include "host/json_report.h"
 #include "host/time_text.h"
+#include "host/writers/output_file.h"
 
 namespace zdr::host {
 namespace {
 
 constexpr const char* kNoType = "offers no media type: its codec or configuration is not supported";
 
-using ClipInformation = std::optional<mp4source::ClipInfo>;  // nothing: the clip does not tell
+using ClipInformation = std::optional<mp4source::ClipInfo>;
 
 std::string why_no_clip(const std::string& file, HRESULT result) {
   if (result == E_NOINTERFACE) return "the registered filter has none to tell";
   if (result == E_OUTOFMEMORY) return "out of memory";
-  return is_iso_media(file) ? "its first video or audio track cannot be described"
-                            : "its stream cannot be measured";
+  return file_kind(file) == FileKind::kIsoMedia ? "its first video or audio track cannot be described"
+                                                : "its stream cannot be measured";
 }
 
-// A note says why when there is none.
+// Nothing, after a note that says why, if the clip has none.
 ClipInformation clip_information(const SourcePlayer& player, const std::string& file, Messages& messages) {
   SourceClip clip(player.source(), file);
   mp4source::ClipInfo info{};
@@ -37,47 +40,83 @@ ClipInformation clip_information(const SourcePlayer& player, const std::string& 
   return std::nullopt;
 }
 
-void print_text(const std::string& file, const SourcePlayer& player, const ClipInformation& clip,
-                std::ostream& out) {
-  out << file << "\n  duration " << format_time(player.duration()) << "\n";
-  if (clip) out << "  clip: " << clip_line(*clip) << "\n";
-  for (const PinEntry& pin : player.pins()) {
-    out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types[0])) << "\n";
-  }
-  if (is_aac_file(file)) out << "  stream: " << stream_line(AacFileView(file)) << "\n";
-  for (const std::string& line : tag_lines(tags_json(file))) out << "  " << line << "\n";
+// What is shown of an open file.
+struct FileReport {
+  int64_t duration_100ns;
+  std::vector<PinEntry> pins;
+  ClipInformation clip;
+  std::optional<AacStreamView> stream;  // of an AAC file
+  std::vector<TagRecord> tags;
+};
+
+FileReport describe(const std::string& file, const SourcePlayer& player, const FileTags& tags,
+                    Messages& messages) {
+  FileReport report{
+      player.duration(), player.pins(), clip_information(player, file, messages), {}, tags.records()};
+  if (file_kind(file) == FileKind::kAac) report.stream.emplace(file);
+  return report;
 }
 
-void add_file_json(nlohmann::ordered_json& json, const SourcePlayer& player, const ClipInformation& clip) {
-  json["duration_100ns"] = player.duration();
-  json["clip"] = clip ? clip_json(*clip) : nlohmann::ordered_json();
+void print_text(const std::string& file, const FileReport& report, std::ostream& out) {
+  out << file << "\n  duration " << format_time(report.duration_100ns) << "\n";
+  if (report.clip) out << "  clip: " << clip_line(*report.clip) << "\n";
+  for (const PinEntry& pin : report.pins) {
+    out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types[0])) << "\n";
+  }
+  if (report.stream) out << "  stream: " << stream_line(*report.stream) << "\n";
+  for (const TagRecord& tag : report.tags) out << "  " << tag_line(tag) << "\n";
+}
+
+void add_json(nlohmann::ordered_json& json, const FileReport& report) {
+  json["duration_100ns"] = report.duration_100ns;
+  json["clip"] = report.clip ? clip_json(*report.clip) : nlohmann::ordered_json();
   json["pins"] = nlohmann::ordered_json::array();
-  for (const PinEntry& pin : player.pins()) {
+  for (const PinEntry& pin : report.pins) {
     nlohmann::ordered_json entry{{"name", pin.name}, {"media_types", nlohmann::ordered_json::array()}};
     for (const CMediaType& type : pin.types) entry["media_types"].push_back(media_type_json(type));
     json["pins"].push_back(entry);
   }
+  if (report.stream) json["stream"] = stream_json(*report.stream);
+  json["tags"] = tags_json(report.tags);
 }
 
-// One file. `report` is null when words are wanted.
-ExitCode show_file(const std::string& file, const Options& options, Messages& messages, JsonReport* report,
+// Writes the cover to options.cover if that is requested.
+ExitCode save_cover(const std::string& file, const FileTags& tags, const Options& options,
+                    Messages& messages) {
+  if (options.cover.empty()) return ExitCode::kDone;
+  const std::vector<uint8_t> image = tags.cover();
+  if (image.empty()) {
+    messages.error({file, "", "has no cover image", ""});
+    return ExitCode::kNotSupported;
+  }
+  OutputFile output(options.cover, options.force);
+  if (output.open() && output.write(image) && output.commit()) return ExitCode::kDone;
+  messages.error({options.cover, "", output.error(), ""});
+  return ExitCode::kCannotWrite;
+}
+
+// Shows one file: in `json` unless it is null, else as text.
+ExitCode show_file(const std::string& file, const Options& options, Messages& messages, JsonReport* json,
                    std::ostream& out) {
   SourcePlayer player(file, messages);
-  const ExitCode loaded = player.load();
-  const bool open = loaded == ExitCode::kDone;
-  if (open) tell_left_out(file, messages);
-  const ClipInformation clip = open ? clip_information(player, file, messages) : std::nullopt;
-  if (open && report == nullptr) print_text(file, player, clip, out);
-  // A file without a pin may have a cover all the same.
-  const bool readable = loaded != ExitCode::kCannotOpen;
-  const ExitCode code = readable ? worse_of(loaded, save_cover(file, options, messages)) : loaded;
-  if (report == nullptr) return code;
-  nlohmann::ordered_json json = begin_file_json(file, code);
-  if (open) add_file_json(json, player, clip);
-  if (open && is_aac_file(file)) json["stream"] = stream_json(AacFileView(file));
-  if (open) json["tags"] = tags_json(file);
-  end_json(json, messages);
-  report->add(std::move(json));
+  ExitCode code = player.load();
+  std::optional<FileReport> report;
+  // A file without a usable track may still have a cover.
+  if (code != ExitCode::kCannotOpen) {
+    const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file);
+    const FileTags tags(file, movie.get());
+    if (code == ExitCode::kDone) {
+      report_left_out(file, movie.get(), messages);
+      report = describe(file, player, tags, messages);
+      if (json == nullptr) print_text(file, *report, out);
+    }
+    code = worse_of(code, save_cover(file, tags, options, messages));
+  }
+  if (json == nullptr) return code;
+  nlohmann::ordered_json object = begin_file_json(file, code);
+  if (report) add_json(object, *report);
+  end_json(object, messages);
+  json->add(std::move(object));
   return code;
 }
 

@@ -1,10 +1,10 @@
-// `zdr keyframe`: one key frame of the video, with what a decoder needs in front of it.
+// `zdr keyframe`: writes one key frame of the video after the configuration that a decoder needs.
 #include <filesystem>
-#include <iostream>
+#include <memory>
 #include <optional>
+#include <ostream>
 
 #include "host/commands/commands.h"
-#include "host/decoded_text.h"
 #include "host/graph/module_loader.h"
 #include "host/graph/source_clip.h"
 #include "host/inspect/open_diagnosis.h"
@@ -21,7 +21,7 @@ struct Picture {
   std::unique_ptr<StreamWriter> writer;
 };
 
-// H.263 needs nothing in front; its "configuration" is the first picture.
+// H.263 needs no configuration; what the clip calls its configuration is the first picture.
 Picture picture_of(DWORD video_codec, Bytes configuration) {
   switch (video_codec) {
     case mp4source::kClipAvcVideo:
@@ -36,11 +36,11 @@ Picture picture_of(DWORD video_codec, Bytes configuration) {
 }
 
 std::filesystem::path output_path(const Options& options, const std::string& extension) {
-  const std::filesystem::path asked(options.output);
+  const std::filesystem::path named(options.output);
   std::error_code code;
-  if (!asked.empty() && !std::filesystem::is_directory(asked, code)) return asked;
+  if (!named.empty() && !std::filesystem::is_directory(named, code)) return named;
   const std::string stem = std::filesystem::path(options.files.front()).stem().string();
-  return asked / (stem + ".keyframe" + std::to_string(options.index) + extension);
+  return named / (stem + ".keyframe" + std::to_string(options.index) + extension);
 }
 
 bool write_picture(OutputFile& output, StreamWriter& writer, Bytes frame) {
@@ -48,7 +48,7 @@ bool write_picture(OutputFile& output, StreamWriter& writer, Bytes frame) {
          output.commit();
 }
 
-// One key frame on its way from a file into a file.
+// The extraction of one key frame.
 class KeyFrame {
  public:
   KeyFrame(const Options& options, Messages& messages)
@@ -63,7 +63,7 @@ class KeyFrame {
     messages_.error({file_, "", reason, status});
     return code;
   }
-  ExitCode explain(const OpenDiagnosis& diagnosis) {
+  ExitCode explain(const Diagnosis& diagnosis) {
     messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
     return diagnosis.exit_code;
   }
@@ -96,7 +96,7 @@ ExitCode KeyFrame::extract_from(SourceClip& clip) {
                 hresult_text(hr));
   }
   output_.emplace(output_path(options_, picture.extension), options_.force);
-  if (!write_picture(*output_, *picture.writer, frame.span())) {
+  if (!write_picture(*output_, *picture.writer, frame.bytes())) {
     return fail(ExitCode::kCannotWrite, output_->final_path().string() + ": " + output_->error());
   }
   if (picture.writer->damaged_units() == 0) return ExitCode::kDone;

@@ -1,17 +1,14 @@
-// `zdr play`: every stream of every file into a file of its own.
+// `zdr play`: writes each stream of each file to a file of its own.
 #include <filesystem>
-#include <iostream>
 #include <list>
+#include <ostream>
 #include <set>
 
 #include "host/commands/commands.h"
-#include "host/decoded_text.h"
-#include "host/graph/play_range.h"
+#include "host/graph/file_run.h"
 #include "host/graph/stream_recorder.h"
-#include "host/inspect/left_out.h"
-#include "host/inspect/parsed_file.h"
+#include "host/inspect/shortfall.h"
 #include "host/json_report.h"
-#include "host/terminal.h"
 
 namespace zdr::host {
 namespace {
@@ -20,16 +17,14 @@ std::filesystem::path as_path(const std::string& utf8) {
   return std::filesystem::path(utf8);
 }
 
-// One file being played.
-class Playing {
+// The play of one file.
+class Playing final : public ConsumerOwner {
  public:
   Playing(const std::string& file, const Options& options)
       : file_(file),
         options_(options),
-        range_(play_range(options)),
         messages_(options.quiet || options.json),
-        guard_(delivery_limit(options, file)),
-        player_(file, messages_) {}
+        run_(file_, options, messages_, *this) {}
 
   ExitCode run();
   // For a file whose outputs would replace those of an earlier file of the same run.
@@ -38,98 +33,64 @@ class Playing {
   void print(std::ostream& out) const;
 
  private:
-  bool wanted(const PinEntry& pin) const {
-    return options_.only.empty() || (options_.only == "audio") == pin.is_audio();
-  }
-  ExitCode connect();
-  ExitCode play();
+  PinConsumer& add_consumer(const std::string& pin_name, DeliveryGuard& guard) override;
+  void drop_last_consumer() override { recorders_.pop_back(); }
+  void skip_pin(const std::string& pin_name) override;
   ExitCode finish(StreamRecorder& recorder, bool complete);
+  ExitCode report_partial(const StreamRecorder& recorder);
   ExitCode check_complete(const StreamRecorder& recorder);
-  bool on_slice(ProgressLine& progress);
+  ExitCode check_damage(const StreamRecorder& recorder);
+  ExitCode check_shortfall(const StreamRecorder& recorder);
   void note(const std::string& place, const std::string& reason) {
     messages_.note({file_, place, reason, ""});
+  }
+  ExitCode fail(ExitCode code, const std::string& place, const std::string& reason) {
+    messages_.error({file_, place, reason, ""});
+    return code;
   }
 
   std::string file_;
   const Options& options_;
-  const PlayRange range_;
   Messages messages_;
-  DeliveryGuard guard_;
   std::list<StreamRecorder> recorders_;
-  SourcePlayer player_;
+  FileRun run_;
 };
 
-ExitCode Playing::run() {
-  if (const ExitCode loaded = player_.load(); loaded != ExitCode::kDone) return loaded;
-  tell_left_out(file_, messages_);
-  if (const ExitCode connected = connect(); connected != ExitCode::kDone) return connected;
-  if (const ExitCode sought = player_.seek(range_); sought != ExitCode::kDone) return sought;
-  return play();
-}
-
 ExitCode Playing::refuse_taken_name() {
-  messages_.error(
-      {file_, "", "not played: its outputs would replace those of the file of this name before it", ""});
-  return ExitCode::kCannotWrite;
+  return fail(ExitCode::kCannotWrite, "",
+              "not played: its outputs would replace those of the file of this name before it");
 }
 
-ExitCode Playing::connect() {
+PinConsumer& Playing::add_consumer(const std::string& pin_name, DeliveryGuard& guard) {
   const std::filesystem::path stem = as_path(options_.output) / as_path(file_).stem();
-  for (const PinEntry& pin : player_.pins()) {
-    if (!wanted(pin)) continue;
-    if (pin.types.empty()) {
-      note(pin.name, "not played: it offers no media type (codec or configuration not supported)");
-      continue;
-    }
-    StreamRecorder& recorder = recorders_.emplace_back(
-        stem, pin.name, StreamRecorder::Wishes{options_.force, options_.decode}, guard_);
-    const HRESULT hr = player_.connect(pin, recorder, nullptr, nullptr);
-    if (FAILED(hr)) {
-      messages_.error(
-          {file_, pin.name, "cannot be connected: " + std::string(hresult_name(hr)), hresult_text(hr)});
-      recorders_.pop_back();
-      continue;
-    }
-    recorder.set_type(SourcePlayer::connection_type(pin));
-  }
-  if (!recorders_.empty()) return ExitCode::kDone;
-  messages_.error({file_, "", "no stream that can be played", ""});
-  return ExitCode::kNotSupported;
+  return recorders_.emplace_back(pin_name, guard,
+                                 StreamRecorder::Settings{stem, options_.force, options_.decode});
 }
 
-bool Playing::on_slice(ProgressLine& progress) {
-  int64_t position = 0;
-  for (const StreamRecorder& recorder : recorders_) position = std::max(position, recorder.position());
-  show_progress(progress, file_, range_, position, player_.duration());
-  return !interrupted() && !guard_.tripped();
+void Playing::skip_pin(const std::string& pin_name) {
+  note(pin_name, "not played: it offers no media type (codec or configuration not supported)");
 }
 
-ExitCode Playing::play() {
-  ExitCode result = ExitCode::kDone;
-  {
-    ProgressLine progress(!options_.quiet);
-    result = player_.play([&] { return on_slice(progress); });
-  }
-  if (guard_.tripped()) {
-    messages_.error(
-        {file_, "", "the tables describe more data than the file holds (--allow-overlap plays it)", ""});
-    result = worse_of(result, ExitCode::kLoss);
-  }
+ExitCode Playing::run() {
+  if (const ExitCode prepared = run_.prepare(); prepared != ExitCode::kDone) return prepared;
+  ExitCode result = run_.play("plays it");
   if (interrupted()) result = ExitCode::kInterrupted;
   const bool complete = result == ExitCode::kDone;
   for (StreamRecorder& recorder : recorders_) result = worse_of(result, finish(recorder, complete));
-  if (!interrupted()) return result;
-  messages_.error({file_, "", "interrupted", ""});
-  return ExitCode::kInterrupted;
+  return interrupted() ? fail(ExitCode::kInterrupted, "", "interrupted") : result;
 }
 
 ExitCode Playing::finish(StreamRecorder& recorder, bool complete) {
   const bool written = complete && recorder.finish();
-  if (written) {
-    if (recorder.samples() == 0) note(recorder.pin_name(), "delivered no sample");
-    return check_complete(recorder);
+  if (!written) {
+    recorder.abandon();
+    return report_partial(recorder);
   }
-  recorder.abandon();
+  if (recorder.samples() == 0) note(recorder.pin_name(), "delivered no sample");
+  return check_complete(recorder);
+}
+
+ExitCode Playing::report_partial(const StreamRecorder& recorder) {
   const OutputFile* output = recorder.output();
   std::string kept;
   if (output != nullptr && output->has_partial()) {
@@ -137,41 +98,44 @@ ExitCode Playing::finish(StreamRecorder& recorder, bool complete) {
   }
   if (!recorder.error().empty()) {
     const std::string name = output != nullptr ? output->final_path().string() + ": " : "";
-    messages_.error(
-        {file_, recorder.pin_name(), name + recorder.error() + (kept.empty() ? "" : "; " + kept), ""});
-    return ExitCode::kCannotWrite;
+    return fail(ExitCode::kCannotWrite, recorder.pin_name(),
+                name + recorder.error() + (kept.empty() ? "" : "; " + kept));
   }
-  if (!kept.empty()) messages_.error({file_, recorder.pin_name(), kept, ""});
-  return ExitCode::kDone;
+  return kept.empty() ? ExitCode::kDone : fail(ExitCode::kDone, recorder.pin_name(), kept);
 }
 
-// A whole play delivers every access unit of a track, but for those that the stop position leaves out.
+// A play of the whole file delivers every access unit of a track, except those that the stop position leaves
+// out.
 ExitCode Playing::check_complete(const StreamRecorder& recorder) {
-  ExitCode result = ExitCode::kDone;
+  const ExitCode damage = check_damage(recorder);
+  return worse_of(damage, check_shortfall(recorder));
+}
+
+ExitCode Playing::check_damage(const StreamRecorder& recorder) {
   const StreamWriter* writer = recorder.writer();
-  if (writer != nullptr && writer->damaged_units() > 0) {
-    const std::string count = std::to_string(writer->damaged_units());
-    messages_.error({file_, recorder.pin_name(), count + " damaged unit(s): " + writer->first_damage(), ""});
-    result = ExitCode::kLoss;
-  }
-  if (!range_.is_whole || !is_iso_media(file_)) return result;
-  const bool audio = recorder.pin_name().find("Audio") != std::string::npos;
+  if (writer == nullptr || writer->damaged_units() == 0) return ExitCode::kDone;
+  return fail(ExitCode::kLoss, recorder.pin_name(),
+              std::to_string(writer->damaged_units()) + " damaged unit(s): " + writer->first_damage());
+}
+
+ExitCode Playing::check_shortfall(const StreamRecorder& recorder) {
+  if (!run_.range().is_whole || run_.movie() == nullptr) return ExitCode::kDone;
   ProgressLine progress(!options_.quiet);
   const std::string label = progress_label(file_) + ": checking " + recorder.pin_name();
-  const auto shortfall = find_shortfall(file_, audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO,
-                                        recorder.payload_bytes(), [&](uint32_t done, uint32_t total) {
-                                          progress.update(label, done, total);
-                                          return !interrupted();
-                                        });
-  if (!shortfall) return result;
+  const auto shortfall =
+      find_shortfall(*run_.movie(), file_, recorder.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO,
+                     recorder.payload_bytes(), [&](uint32_t done, uint32_t total) {
+                       progress.update(label, done, total);
+                       return !interrupted();
+                     });
+  if (!shortfall) return ExitCode::kDone;
   const std::string counts = std::to_string(shortfall->delivered_units) + " of " +
                              std::to_string(shortfall->total_units) + " access units";
-  if (!shortfall->cut_off) {
-    note(recorder.pin_name(), counts + " lie before the stop position; the rest was left out");
-    return result;
+  if (shortfall->cut_off) {
+    return fail(ExitCode::kLoss, recorder.pin_name(), "cut off: only " + counts + " are in the file");
   }
-  messages_.error({file_, recorder.pin_name(), "cut off: only " + counts + " are in the file", ""});
-  return ExitCode::kLoss;
+  note(recorder.pin_name(), counts + " lie before the stop position; the rest was left out");
+  return ExitCode::kDone;
 }
 
 nlohmann::ordered_json Playing::json(ExitCode code) {
@@ -200,7 +164,7 @@ void Playing::print(std::ostream& out) const {
   }
 }
 
-// Empty when the outputs' folder is there or could be made.
+// Empty if the folder for the outputs exists or could be created.
 std::string why_no_folder(const Options& options) {
   if (options.output.empty()) return {};
   std::error_code code;
@@ -223,10 +187,10 @@ ExitCode refuse_folder(const Options& options, const std::string& reason, JsonRe
 
 ExitCode play_files(const Options& options, JsonReport& report, std::ostream& out) {
   ExitCode worst = ExitCode::kDone;
-  std::set<std::filesystem::path> names;  // of the files so far, as their outputs carry them
+  std::set<std::filesystem::path> names;  // of the files so far, as the names of their outputs begin
   for (const std::string& file : options.files) {
     Playing playing(file, options);
-    // Without --force the file that exists is reason enough.
+    // Without --force the existing file is an error anyway.
     const bool taken = !names.insert(as_path(file).stem()).second && options.force;
     ExitCode code = taken ? playing.refuse_taken_name() : playing.run();
     if (code == ExitCode::kLoss && options.strict) code = ExitCode::kCannotOpen;

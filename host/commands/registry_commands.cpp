@@ -1,4 +1,5 @@
-// `zdr register`, `unregister` and `registry`: the module's entries, and what stands in the registry.
+// `zdr register`, `unregister` and `registry`: write and remove the entries of the module, and show the
+// registry.
 #include <array>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -10,6 +11,7 @@
 #include "host/graph/module_loader.h"
 #include "host/json_report.h"
 #include "host/messages.h"
+#include "host/wide_text.h"
 #include "platform/com/class_modules.h"
 #include "platform/win32/registry_file.h"
 
@@ -18,7 +20,7 @@ namespace {
 
 using platform::RegistryReport;
 
-constexpr DWORD kNameRoom = 16384;  // of the longest name of a value, with its NUL
+constexpr DWORD kNameCapacity = 16384;  // units of the longest name of a value, with its NUL
 
 Message unreadable(const RegistryReport& report) {
   const std::string place = report.line == 0 ? "" : "line " + std::to_string(report.line);
@@ -27,7 +29,7 @@ Message unreadable(const RegistryReport& report) {
           hresult_text(HRESULT_FROM_WIN32(report.error))};
 }
 
-ExitCode tell_failure(const std::string& module, HRESULT hr, Messages& messages) {
+ExitCode report_failure(const std::string& module, HRESULT hr, Messages& messages) {
   if (hr == HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND) || hr == CO_E_ERRORINDLL) {
     messages.error({module, "", "this is no module that can be registered", hresult_text(hr)});
     return ExitCode::kCannotOpen;
@@ -45,7 +47,7 @@ ExitCode call_module(const Options& options, const char* entry, const char* done
   Messages messages(options.quiet);
   const std::string module = own_module_path();
   const HRESULT hr = com::call_module_entry(module, entry);
-  if (FAILED(hr)) return tell_failure(module, hr, messages);
+  if (FAILED(hr)) return report_failure(module, hr, messages);
   messages.note({module, "", done + platform::report_registry().path, ""});
   return ExitCode::kDone;
 }
@@ -58,7 +60,7 @@ std::string type_name(DWORD type) {
   return type == REG_QWORD ? "REG_QWORD" : std::to_string(type);
 }
 
-// Text and numbers as such, beside the bytes that they are made of.
+// Text and numbers also as such, besides their bytes.
 nlohmann::ordered_json value_json(const std::string& name, DWORD type, const std::vector<BYTE>& data) {
   nlohmann::ordered_json json{{"name", name}, {"type", type_name(type)}};
   if (type == REG_DWORD && data.size() == sizeof(uint32_t)) {
@@ -75,13 +77,13 @@ nlohmann::ordered_json value_json(const std::string& name, DWORD type, const std
   return json;
 }
 
-// Another process may change the key meanwhile, so that sizes are asked for value by value.
+// Another process may change the key meanwhile, so each value is asked for its size.
 nlohmann::ordered_json values_json(HKEY key) {
   nlohmann::ordered_json values = nlohmann::ordered_json::array();
-  std::vector<WCHAR> name(kNameRoom);
-  std::vector<BYTE> data(256);  // a null buffer would ask for the size alone
+  std::vector<WCHAR> name(kNameCapacity);
+  std::vector<BYTE> data(256);  // not empty: with a null buffer the call only returns the size
   for (DWORD index = 0;;) {
-    DWORD length = kNameRoom;
+    DWORD length = kNameCapacity;
     DWORD type = REG_NONE;
     auto bytes = static_cast<DWORD>(data.size());
     const LSTATUS status =
@@ -96,7 +98,7 @@ nlohmann::ordered_json values_json(HKEY key) {
   }
 }
 
-// Keys without values are shown by the keys below them.
+// A key without values appears only in the paths of the keys below it.
 void append_keys(HKEY key, const std::string& path, nlohmann::ordered_json& keys) {
   if (nlohmann::ordered_json values = values_json(key); !values.empty()) {
     keys.push_back({{"key", path}, {"values", std::move(values)}});
@@ -124,11 +126,11 @@ nlohmann::ordered_json keys_json() {
 
 }  // namespace
 
-ExitCode run_register(const Options& options) {
+ExitCode run_register(const Options& options, std::ostream& /*out*/) {
   return call_module(options, "DllRegisterServer", "registered in ");
 }
 
-ExitCode run_unregister(const Options& options) {
+ExitCode run_unregister(const Options& options, std::ostream& /*out*/) {
   return call_module(options, "DllUnregisterServer", "unregistered in ");
 }
 

@@ -1,5 +1,5 @@
 // Ends a run whose tables describe more data than the file holds: overlapping chunks let a small file
-// describe days of samples. A file that is meant so is played with --allow-overlap.
+// describe days of samples. With --allow-overlap such a file is played anyway.
 #pragma once
 
 #include <atomic>
@@ -9,10 +9,11 @@ namespace zdr::host {
 
 class DeliveryGuard {
  public:
-  // `limit` in bytes for each stream; 0 for none.
+  // `limit` is in bytes for each stream; 0: no limit.
   explicit DeliveryGuard(uint64_t limit) : limit_(limit) {}
 
-  // False when a stream that has delivered `total` bytes has delivered too much.
+  // `total` is what one stream has delivered. False, and the guard trips, if it is above the limit. Any
+  // thread.
   bool allows(uint64_t total) {
     if (limit_ == 0 || total <= limit_) return true;
     tripped_ = true;

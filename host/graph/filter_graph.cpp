@@ -1,7 +1,9 @@
-// The part of a filter graph manager that a source and its sinks need.
+// Implements the part of a filter graph manager that a source and its sinks need.
 #include "host/graph/filter_graph.h"
 
 #include <algorithm>
+
+#include "host/graph/com_boundary.h"
 
 namespace zdr::host {
 namespace {
@@ -40,9 +42,11 @@ class FilterEnumerator final : public CUnknown, public IEnumFilters {
   }
   HRESULT Clone(IEnumFilters** enumerator) override {
     if (enumerator == nullptr) return E_POINTER;
-    *enumerator = new FilterEnumerator(filters_, at_);
-    (*enumerator)->AddRef();
-    return S_OK;
+    return or_out_of_memory([&] {
+      *enumerator = new FilterEnumerator(filters_, at_);
+      (*enumerator)->AddRef();
+      return S_OK;
+    });
   }
 
  private:
@@ -66,6 +70,11 @@ HRESULT FilterGraph::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
 
 HRESULT FilterGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
   if (filter == nullptr) return E_POINTER;
+  return or_out_of_memory([&] { return add(*filter, name); });
+}
+
+HRESULT FilterGraph::add(IBaseFilter& filter, LPCWSTR name) {
+  entries_.reserve(entries_.size() + 1);  // a filter that has joined is never lost
   std::u16string wanted = name != nullptr ? name : u"";
   std::u16string unique = wanted;
   const auto taken = [&](const Entry& entry) { return entry.name == unique; };
@@ -73,10 +82,10 @@ HRESULT FilterGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
     const std::string digits = std::to_string(number);
     unique = wanted + u" " + std::u16string(digits.begin(), digits.end());
   }
-  const HRESULT hr = filter->JoinFilterGraph(this, unique.c_str());
+  const HRESULT hr = filter.JoinFilterGraph(this, unique.c_str());
   if (FAILED(hr)) return hr;
   const bool renamed = unique != wanted;
-  entries_.push_back({ComPtr<IBaseFilter>(filter), std::move(unique)});
+  entries_.push_back({ComPtr<IBaseFilter>(&filter), std::move(unique)});
   return renamed ? VFW_S_DUPLICATE_NAME : S_OK;
 }
 
@@ -92,11 +101,13 @@ HRESULT FilterGraph::RemoveFilter(IBaseFilter* filter) {
 
 HRESULT FilterGraph::EnumFilters(IEnumFilters** enumerator) {
   if (enumerator == nullptr) return E_POINTER;
-  std::vector<ComPtr<IBaseFilter>> filters;
-  for (const Entry& entry : entries_) filters.push_back(entry.filter);
-  *enumerator = new FilterEnumerator(std::move(filters), 0);
-  (*enumerator)->AddRef();
-  return S_OK;
+  return or_out_of_memory([&] {
+    std::vector<ComPtr<IBaseFilter>> filters;
+    for (const Entry& entry : entries_) filters.push_back(entry.filter);
+    *enumerator = new FilterEnumerator(std::move(filters), 0);
+    (*enumerator)->AddRef();
+    return S_OK;
+  });
 }
 
 HRESULT FilterGraph::FindFilterByName(LPCWSTR name, IBaseFilter** filter) {
@@ -137,10 +148,12 @@ HRESULT FilterGraph::SetDefaultSyncSource() {
 }
 
 HRESULT FilterGraph::Notify(LONG code, LONG_PTR param1, LONG_PTR param2) {
-  const std::lock_guard lock(event_mutex_);
-  events_.push_back({code, param1, param2});
-  event_added_.notify_one();
-  return S_OK;
+  return or_out_of_memory([&] {
+    const std::lock_guard lock(event_mutex_);
+    events_.push_back({code, param1, param2});
+    event_added_.notify_one();
+    return S_OK;
+  });
 }
 
 template <class Change>

@@ -1,5 +1,5 @@
 // The filter graph of the host: holds the filters, connects their pins, changes their states in the right
-// order and queues their events. Without a clock: everything is rendered as fast as it comes.
+// order and queues their events. It has no clock, so samples are rendered as fast as they arrive.
 #pragma once
 
 #include <streams.h>
@@ -24,7 +24,7 @@ struct GraphEvent {
   LONG_PTR param2;
 };
 
-// Used from the host's main thread, but for Notify, which any streaming thread calls.
+// Used by the host's main thread alone, except for Notify, which streaming threads call.
 class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEventSink {
  public:
   FilterGraph();
@@ -44,15 +44,15 @@ class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEve
 
   HRESULT Notify(LONG code, LONG_PTR param1, LONG_PTR param2) override;
 
-  // Filters added later stand downstream of the earlier ones: state changes go from the last to the first, so
-  // that a sink is ready before its source delivers and a source is freed before it is waited for.
+  // Filters added later are downstream of the earlier ones. State changes go from the last to the first: a
+  // sink is ready before its source delivers, and a blocked source is released before anybody waits for it.
   HRESULT pause();
   HRESULT run();
   HRESULT stop();
-  // Stops, breaks every connection and lets every filter go.
+  // Stops, breaks every connection and releases every filter.
   void tear_down();
 
-  // The next event, or nothing when none came in time.
+  // The next event, or nothing if none arrives in time.
   std::optional<GraphEvent> wait_event(std::chrono::milliseconds timeout);
 
  private:
@@ -60,6 +60,7 @@ class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEve
     ComPtr<IBaseFilter> filter;
     std::u16string name;
   };
+  HRESULT add(IBaseFilter& filter, LPCWSTR name);
   template <class Change>
   HRESULT change_all(Change change);
   void disconnect_pins(IBaseFilter& filter);

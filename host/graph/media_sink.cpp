@@ -1,12 +1,16 @@
-// States, flushing and end of stream of a renderer: what a source may expect of any host.
+// The states, flushes and end of stream of a renderer, as a source may expect them of any host.
 #include "host/graph/media_sink.h"
 
+#include <atomic>
 #include <chrono>
+#include <new>
+
+#include "host/graph/com_boundary.h"
 
 namespace zdr::host {
 namespace {
 
-// The sink's own allocator: its first buffer waits at the gate. Decommit, which every stop sends, ends the
+// The sink's own allocator: its first buffer waits at the gate. Every stop sends Decommit, which ends the
 // wait.
 class GatedAllocator final : public CMemAllocator {
  public:
@@ -34,17 +38,10 @@ class GatedAllocator final : public CMemAllocator {
 
 }  // namespace
 
-void SampleConsumer::new_segment(REFERENCE_TIME, REFERENCE_TIME) {}
-
 void StartGate::open() {
   const std::lock_guard lock(mutex_);
   open_ = true;
   changed_.notify_all();
-}
-
-void StartGate::reset() {
-  const std::lock_guard lock(mutex_);
-  open_ = false;
 }
 
 MediaSinkPin::MediaSinkPin(MediaSink& sink, CCritSec* lock, HRESULT* phr)
@@ -156,8 +153,8 @@ HRESULT MediaSink::GetState(DWORD timeout_ms, FILTER_STATE* state) {
   return S_OK;
 }
 
-// While paused the first sample is held until the graph runs, is stopped or flushed. Samples that only lead
-// up to the position asked for are not shown, so they pass.
+// While paused, holds the first sample until the graph runs, stops or flushes. Preroll samples are not shown,
+// so they pass.
 HRESULT MediaSink::render(IMediaSample& sample) {
   if (opens_ != nullptr) opens_->open();
   {
@@ -170,18 +167,23 @@ HRESULT MediaSink::render(IMediaSample& sample) {
     if (flushing_) return S_FALSE;
     if (streaming_state_ == State_Stopped) return VFW_E_WRONG_STATE;
   }
-  if (consumer_.receive(sample)) return S_OK;
+  bool is_taken = false;
+  const HRESULT hr = or_out_of_memory([&] {
+    is_taken = consumer_.receive(sample);
+    return S_OK;
+  });
+  // A source sends neither an end of stream nor an error after a sample that was refused.
+  if (FAILED(hr)) NotifyEvent(EC_ERRORABORT, hr, 0);
+  if (FAILED(hr) || is_taken) return hr;
   finish_stream();
   return S_FALSE;
 }
 
 void MediaSink::mark_end_of_stream() {
   if (opens_ != nullptr) opens_->open();
-  consumer_.end_of_stream();
   finish_stream();
 }
 
-// A source sends no end of stream after a sample that was refused, so a refusal ends the stream here.
 void MediaSink::finish_stream() {
   {
     const std::lock_guard streaming(streaming_mutex_);

@@ -9,23 +9,21 @@
 
 namespace zdr::host {
 
-// What is done with a stream. All calls come from the worker thread of the pin that feeds the sink.
+// Takes the samples of a stream. Called by the worker thread of the pin that feeds the sink.
 class SampleConsumer {
  public:
   virtual ~SampleConsumer() = default;
-  // `sample` is only lent. False: send nothing more.
+  // `sample` is borrowed. False: send nothing more.
   virtual bool receive(IMediaSample& sample) = 0;
-  virtual void new_segment(REFERENCE_TIME start, REFERENCE_TIME stop);
-  virtual void end_of_stream() {}
+  virtual void new_segment(REFERENCE_TIME start, REFERENCE_TIME stop) = 0;
 };
 
-// Lets the first buffer of one stream out only when another stream has begun (or ended), so that what the
-// first samples of a process are marked with does not depend on which worker is faster.
+// Holds back the first buffer of one stream until another stream has begun or ended, so that the marks of the
+// first samples of a process do not depend on which worker is faster.
 class StartGate {
  public:
   void open();
-  void reset();
-  // Returns when the gate is open or `give_up` says so; give_up is asked after every wake().
+  // Returns once the gate is open or `give_up()` is true, which is checked after every wake().
   template <class GiveUp>
   void wait(GiveUp give_up) {
     std::unique_lock lock(mutex_);
@@ -56,15 +54,13 @@ class MediaSinkPin final : public CBaseInputPin {
   HRESULT EndFlush() override;
   HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
 
-  const CMediaType& connection_type() const { return m_mt; }
-
  private:
   MediaSink& sink_;
 };
 
 class MediaSink final : public CBaseFilter, public IAMFilterMiscFlags {
  public:
-  // The consumer outlives the sink. `opens` is opened by the first sample or the end of this stream; this
+  // All arguments must outlive the sink. The first sample or the end of this stream opens `opens`; this
   // sink's first buffer waits for `waits_for`. Both may be null.
   MediaSink(SampleConsumer& consumer, StartGate* opens, StartGate* waits_for, HRESULT* phr);
   ~MediaSink() override = default;
@@ -96,11 +92,11 @@ class MediaSink final : public CBaseFilter, public IAMFilterMiscFlags {
   StartGate* opens_;
   StartGate* waits_for_;
 
-  // The streaming state: taken by the worker, never held while waiting for the filter lock.
+  // Guards the members below. The worker takes it; nobody waits for the filter lock while holding it.
   std::mutex streaming_mutex_;
   std::condition_variable changed_;
   FILTER_STATE streaming_state_ = State_Stopped;
-  bool ready_ = false;  // a sample or the end of the stream has come since Pause
+  bool ready_ = false;  // a sample or the end of the stream has arrived since Pause
   bool flushing_ = false;
   bool end_of_stream_ = false;
   bool completed_ = false;

@@ -1,4 +1,4 @@
-// The search for the filter: environment, registry, beside the program.
+// Searches the environment, the registry and the folders of the program.
 #include "host/graph/module_loader.h"
 
 #include <array>
@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/wide_text.h"
 #include "platform/com/class_modules.h"
 
 namespace zdr::host {
@@ -44,7 +45,7 @@ ComPtr<IBaseFilter> create_registered(REFCLSID clsid, HRESULT& hr) {
   return filter;
 }
 
-// The value "Source Filter" of the extension. ERROR_FILE_NOT_FOUND without one.
+// Reads the value "Source Filter" of the extension. ERROR_FILE_NOT_FOUND without one.
 LSTATUS source_filter_of(const std::u16string& extension, std::array<WCHAR, CHARS_IN_GUID>& text) {
   const std::u16string path = u"Media Type\\Extensions\\" + extension;
   HKEY key = nullptr;
@@ -58,7 +59,7 @@ LSTATUS source_filter_of(const std::u16string& extension, std::array<WCHAR, CHAR
   return status;
 }
 
-// The class that the registry has for files of this name; says what is wrong with the entry or the registry.
+// The class that the registry has for files of this name. Notes what is wrong with the entry or the registry.
 std::optional<CLSID> registered_class(const std::string& file, Messages& messages) {
   const std::u16string extension = to_wide(std::filesystem::path(file).extension().string());
   if (extension.empty() || extension.find(u'\\') != std::u16string::npos) return std::nullopt;

@@ -1,4 +1,4 @@
-// Finds the filter module and makes its filter, the way any host would: by file name extension and class
+// Finds the filter module and creates its filter as any host does: by file name extension and class
 // identifier.
 #pragma once
 
@@ -11,14 +11,17 @@
 
 namespace zdr::host {
 
-// The module that belongs to this program: the one that the environment names in ZDR_MODULE, else
-// ZdrMp4Source.so beside the program or in ../lib/zdr. It need not exist.
+// The module of this program: the one that ZDR_MODULE names in the environment, else ZdrMp4Source.so beside
+// the program or in ../lib/zdr. It need not exist.
 std::string own_module_path();
 
-// A filter for the file. ZDR_MODULE decides when it is set. Else the registry's "Source Filter" of the file's
-// extension is made from the module that is registered for its class; without one, or when that fails, which
-// is noted, this program's filter from its own module, or from the registered one where that is missing. Null
-// with `hr` set when none can be made.
+// Creates a filter for the file, from the first of these:
+// 1. the module that ZDR_MODULE names, if it is set; a failure is final,
+// 2. the module registered for the class that is the registry's "Source Filter" of the file's extension; a
+// failure is
+//    noted,
+// 3. the module of this program, or, if that file is missing, the module registered for its class.
+// Null with `hr` set if that fails.
 com::ComPtr<IBaseFilter> create_source_filter(const std::string& file, Messages& messages, HRESULT& hr);
 
 }  // namespace zdr::host

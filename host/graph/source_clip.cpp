@@ -1,12 +1,12 @@
-// Calls of the module's private interface, and its codes as names.
+// Calls the private interface and names its codec codes.
 #include "host/graph/source_clip.h"
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "host/messages.h"
 #include "host/time_text.h"
+#include "host/wide_text.h"
 
 namespace zdr::host {
 namespace {

@@ -1,20 +1,19 @@
-// A file as a clip: what the module's private interface tells of it, without playing.
+// A file opened as a clip through the module's private interface, which describes it without playing.
 #pragma once
 
 #include <dshow.h>
 
 #include <cstdlib>
-#include <memory>
 #include <nlohmann/json_fwd.hpp>
-#include <span>
 #include <string>
 
 #include "filters/source/mp4/interfaces/zandor_video_source.h"
+#include "host/bytes.h"
 #include "platform/com/com_ptr.h"
 
 namespace zdr::host {
 
-// Bytes that the module has allocated.
+// Owns bytes that the module has allocated with malloc.
 class ClipBytes {
  public:
   BYTE** out_bytes() { return &bytes_; }
@@ -23,7 +22,7 @@ class ClipBytes {
   ~ClipBytes() { std::free(bytes_); }
   ClipBytes(const ClipBytes&) = delete;
   ClipBytes& operator=(const ClipBytes&) = delete;
-  std::span<const uint8_t> span() const { return {bytes_, size_}; }
+  Bytes bytes() const { return {bytes_, size_}; }
 
  private:
   BYTE* bytes_ = nullptr;
@@ -32,17 +31,17 @@ class ClipBytes {
 
 class SourceClip {
  public:
-  // Opens the file through `filter`, which becomes one of the file's kind.
+  // Opens the file through `filter`, which takes on the kind of the file.
   SourceClip(IBaseFilter& filter, const std::string& file);
   ~SourceClip();
   SourceClip(const SourceClip&) = delete;
   SourceClip& operator=(const SourceClip&) = delete;
 
   HRESULT result() const { return result_; }
-  // False also for a file that the module opens as one of no known kind.
+  // Also false for a file of an unknown kind, which the module opens without a reader.
   bool usable() const { return clip_ != nullptr && clip_->reader != nullptr; }
   bool has_video() const { return clip_ != nullptr && clip_->track != nullptr; }
-  std::span<const uint8_t> configuration() const { return configuration_.span(); }
+  Bytes configuration() const { return configuration_.bytes(); }
 
   // Fields that the clip does not have are 0.
   HRESULT info(mp4source::ClipInfo& info);

@@ -1,9 +1,11 @@
-// Load, connect, seek, run, in the order in which any host of a source filter does it.
+// Loads, connects, seeks and runs, in the order of any host of a source filter.
 #include "host/graph/source_player.h"
 
 #include <set>
 
 #include "host/graph/module_loader.h"
+#include "host/inspect/open_diagnosis.h"
+#include "host/wide_text.h"
 
 namespace zdr::host {
 namespace {
@@ -30,6 +32,11 @@ std::string pin_name(IPin& pin) {
 }
 
 }  // namespace
+
+bool PinEntry::is_audio() const {
+  if (types.empty()) return name.find("Audio") != std::string::npos;
+  return types.front().majortype == MEDIATYPE_Audio;
+}
 
 SourcePlayer::SourcePlayer(std::string file, Messages& messages)
     : file_(std::move(file)), messages_(messages) {
@@ -58,7 +65,7 @@ ExitCode SourcePlayer::load() {
   return ExitCode::kDone;
 }
 
-ExitCode SourcePlayer::explain(const OpenDiagnosis& diagnosis) {
+ExitCode SourcePlayer::explain(const Diagnosis& diagnosis) {
   messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
   return diagnosis.exit_code;
 }
@@ -140,10 +147,9 @@ ExitCode SourcePlayer::play(const std::function<bool()>& on_slice) {
 }
 
 ExitCode SourcePlayer::run_until_complete(const std::function<bool()>& on_slice) {
-  std::set<LONG_PTR> completed;  // by the sink that said so
-  ExitCode result = ExitCode::kDone;
+  std::set<LONG_PTR> completed;  // the sinks that have reported their end
   while (completed.size() < connected_) {
-    if (!on_slice()) return result;
+    if (!on_slice()) return ExitCode::kDone;
     const std::optional<GraphEvent> event = graph_->wait_event(kSlice);
     if (!event) continue;
     if (event->code == EC_COMPLETE) completed.insert(event->param2);
@@ -152,7 +158,7 @@ ExitCode SourcePlayer::run_until_complete(const std::function<bool()>& on_slice)
     messages_.error({file_, "", "a stream was aborted " + std::string(hresult_name(hr)), hresult_text(hr)});
     return ExitCode::kLoss;
   }
-  return result;
+  return ExitCode::kDone;
 }
 
 }  // namespace zdr::host

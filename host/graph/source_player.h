@@ -1,4 +1,4 @@
-// One file in one graph: loads it into the source filter, connects sinks to its pins, plays it to the end.
+// One file in one graph: loads it into the source filter, connects sinks to its pins and plays it to the end.
 #pragma once
 
 #include <dshow.h>
@@ -12,7 +12,7 @@
 #include "host/graph/filter_graph.h"
 #include "host/graph/media_sink.h"
 #include "host/graph/play_range.h"
-#include "host/inspect/open_diagnosis.h"
+#include "host/inspect/diagnosis.h"
 #include "host/messages.h"
 #include "platform/com/com_ptr.h"
 
@@ -22,7 +22,9 @@ struct PinEntry {
   std::string name;  // "Video0"
   ComPtr<IPin> pin;
   std::vector<CMediaType> types;  // offered, in order; empty: nothing can connect
-  bool is_audio() const { return name.find("Audio") != std::string::npos; }
+
+  // By the offered type, or by the name of a pin that offers none.
+  bool is_audio() const;
 };
 
 class SourcePlayer {
@@ -32,28 +34,28 @@ class SourcePlayer {
   SourcePlayer(const SourcePlayer&) = delete;
   SourcePlayer& operator=(const SourcePlayer&) = delete;
 
-  // Says why when it fails.
+  // Reports the reason of a failure.
   ExitCode load();
   const std::vector<PinEntry>& pins() const { return pins_; }
   IBaseFilter& source() const { return *source_.get(); }
 
-  // Connects a sink that hands the pin's samples to `consumer`, which outlives the player. The gates as in
-  // MediaSink.
+  // Connects a sink that passes the pin's samples to `consumer`, which must outlive the player. The gates are
+  // those of MediaSink.
   HRESULT connect(const PinEntry& pin, SampleConsumer& consumer, StartGate* opens, StartGate* waits_for);
-  // What was agreed on with a connected pin.
+  // The type of the connection of a connected pin.
   static CMediaType connection_type(const PinEntry& pin);
 
-  // The longest stream; 0 when it is not told.
+  // The longest duration of a stream in 100 ns units; 0 if unknown.
   int64_t duration() const;
-  // Before play. Says why when it fails.
+  // Call before play. Reports the reason of a failure.
   ExitCode seek(const PlayRange& range);
 
   // Runs until every connected stream has ended. `on_slice` is called about ten times a second and ends the
-  // run by answering false. Reports a pin that aborts.
+  // run by returning false. Reports a stream that aborts.
   ExitCode play(const std::function<bool()>& on_slice);
 
  private:
-  ExitCode explain(const OpenDiagnosis& diagnosis);
+  ExitCode explain(const Diagnosis& diagnosis);
   void collect_pins();
   HRESULT set_positions(const PlayRange& range);
   ExitCode run_until_complete(const std::function<bool()>& on_slice);

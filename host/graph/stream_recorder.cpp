@@ -1,14 +1,15 @@
 // Joins a pin's samples, the writer for their type and the output file.
 #include "host/graph/stream_recorder.h"
 
+#include <utility>
+
+#include "host/aac_format.h"
 #include "host/inspect/media_type_text.h"
-#include "host/writers/adts_writer.h"
 
 namespace zdr::host {
 
-StreamRecorder::StreamRecorder(std::filesystem::path stem_path, std::string pin_name, Wishes wishes,
-                               DeliveryGuard& guard)
-    : stem_path_(std::move(stem_path)), pin_name_(std::move(pin_name)), wishes_(wishes), guard_(guard) {}
+StreamRecorder::StreamRecorder(std::string pin_name, DeliveryGuard& guard, Settings settings)
+    : PinConsumer(std::move(pin_name), guard), settings_(std::move(settings)) {}
 
 bool StreamRecorder::fail(std::string reason) {
   error_ = std::move(reason);
@@ -16,38 +17,34 @@ bool StreamRecorder::fail(std::string reason) {
 }
 
 bool StreamRecorder::begin(Bytes first_sample) {
-  choice_ = choose_writer(type_, first_sample, wishes_.decode);
+  choice_ = choose_writer(type(), first_sample, settings_.decode);
   if (!choice_.writer) {
-    return fail(wishes_.decode && is_aac_access_units(type_) ? "the decoder does not support this AAC stream"
-                                                             : "no file format for " + codec_name(type_));
+    return fail(settings_.decode && is_aac_access_units(type())
+                    ? "the decoder does not support this AAC stream"
+                    : "no file format for " + codec_name(type()));
   }
-  std::filesystem::path path = stem_path_;
-  path += "." + pin_name_ + "." + choice_.extension;
-  output_ = std::make_unique<OutputFile>(path, wishes_.replace);
+  std::filesystem::path path = settings_.stem;
+  path += "." + pin_name() + "." + choice_.extension;
+  output_ = std::make_unique<OutputFile>(path, settings_.replace);
   if (!output_->open() || !choice_.writer->begin(*output_)) return fail(output_->error());
   return true;
 }
 
 bool StreamRecorder::receive(IMediaSample& sample) {
-  BYTE* data = nullptr;
-  if (sample.GetPointer(&data) != S_OK) return fail("a sample without a buffer");
-  const Bytes bytes(data, static_cast<size_t>(sample.GetActualDataLength()));
-  if (samples_ == 0 && !begin(bytes)) return false;
-  payload_bytes_ += bytes.size();
-  if (is_aac_access_units(type_) && bytes.size() >= kAacSizeTableBytes) payload_bytes_ -= kAacSizeTableBytes;
-  // Decoded audio is larger than its file by nature.
-  const bool is_decoded = type_.subtype == MEDIASUBTYPE_PCM;
-  if (!is_decoded && !guard_.allows(payload_bytes_)) return false;
-  if (!choice_.writer->write(*output_, bytes)) return fail(output_->error());
+  const auto bytes = bytes_of(sample);
+  if (!bytes) return fail("a sample without a buffer");
+  if (samples_ == 0 && !begin(*bytes)) return false;
+  const bool has_table = is_aac_access_units(type()) && bytes->size() >= kAacSizeTableBytes;
+  count(bytes->size() - (has_table ? kAacSizeTableBytes : 0));
+  // Decoded audio is naturally larger than its file.
+  const bool is_decoded = type().subtype == MEDIASUBTYPE_PCM;
+  if (!is_decoded && !is_within_limit()) return false;
+  if (!choice_.writer->write(*output_, *bytes)) return fail(output_->error());
   ++samples_;
   REFERENCE_TIME start = 0;
   REFERENCE_TIME stop = 0;
-  if (SUCCEEDED(sample.GetTime(&start, &stop))) position_ = segment_start_ + start;
+  if (SUCCEEDED(sample.GetTime(&start, &stop))) set_position(start);
   return true;
-}
-
-void StreamRecorder::new_segment(REFERENCE_TIME start, REFERENCE_TIME) {
-  segment_start_ = start;
 }
 
 bool StreamRecorder::finish() {

@@ -1,4 +1,4 @@
-// What an AAC stream is, told by the configuration and the first access unit in its format block.
+// Describes an AAC stream from the configuration and the first access unit in its format block.
 #pragma once
 
 #include <dshow.h>
@@ -11,11 +11,11 @@ namespace zdr::host {
 struct AacDescription {
   int channels;           // of the decoded sound, parametric stereo included
   int core_rate;          // Hz
-  int output_rate;        // Hz: twice the core's with SBR
+  int output_rate;        // Hz: usually twice the core's with SBR
   std::string extension;  // "none", "SBR" or "SBR+PS"
 };
 
-// Nothing for another type, and for a stream that the decoder refuses.
+// Nothing for other media types and for streams that the decoder refuses.
 std::optional<AacDescription> describe_aac(const AM_MEDIA_TYPE& type);
 
 }  // namespace zdr::host

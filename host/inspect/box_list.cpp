@@ -1,10 +1,8 @@
-// Makes JSON of boxes and fields while the parser shows them; text and JSON output both come from that.
+// Makes records of boxes and fields while the parser shows them.
 #include "host/inspect/box_list.h"
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
-#include <map>
 #include <string>
 #include <unordered_set>
 #include <utility>
@@ -14,36 +12,29 @@
 namespace zdr::host {
 namespace {
 
-using Json = BoxList::Json;
-
-const char* state_of(const P3gppBox& box) {
-  if (box.disposition == P3GPP_BOX_SKIPPED) return "skipped";
-  if (box.disposition == P3GPP_BOX_REFUSED) return "refused";
-  return box.status == P3GPP_OK ? "read" : "failed";
+BoxState state_of(const P3gppBox& box) {
+  if (box.disposition == P3GPP_BOX_SKIPPED) return BoxState::kSkipped;
+  if (box.disposition == P3GPP_BOX_REFUSED) return BoxState::kRefused;
+  return box.status == P3GPP_OK ? BoxState::kRead : BoxState::kFailed;
 }
 
-void set_field(Json& object, const P3gppBoxField& field) {
-  const std::span<const uint8_t> bytes(field.bytes.bytes, field.bytes.length);
+FieldValue value_of(const P3gppBoxField& field) {
+  const Bytes bytes(field.bytes.bytes, field.bytes.length);
   switch (field.kind) {
     case P3GPP_FIELD_TYPE:
-      object[field.name] = type_text({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-      return;
+      return type_text({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     case P3GPP_FIELD_TEXT:
-      return add_text(object, field.name, bytes, BoxList::kMostTextBytes, BoxList::kMostBytes);
+      return text_value(bytes, BoxList::kMostTextBytes, BoxList::kMostBytes);
     case P3GPP_FIELD_BYTES:
-      object[field.name] = {{"length", bytes.size()}, {"hex", hex_text(bytes, BoxList::kMostBytes)}};
-      return;
+      return BytesValue{bytes.size(), hex_text(bytes, BoxList::kMostBytes)};
     case P3GPP_FIELD_FIXED:
-      object[field.name] = from_fixed(static_cast<uint32_t>(field.number));
-      return;
+      return from_fixed(static_cast<uint32_t>(field.number));
     case P3GPP_FIELD_LANGUAGE:
-      object[field.name] = language_text(static_cast<uint32_t>(field.number));
-      return;
+      return language_text(static_cast<uint32_t>(field.number));
     case P3GPP_FIELD_SIGNED:
-      object[field.name] = static_cast<int64_t>(field.number);
-      return;
+      return static_cast<int64_t>(field.number);
     default:
-      object[field.name] = field.number;
+      return field.number;
   }
 }
 
@@ -61,7 +52,7 @@ class KeptBoxes {
   }
 
  private:
-  using Place = std::pair<uint64_t, size_t>;  // a hash, since the paths of all boxes would be many bytes
+  using Place = std::pair<uint64_t, size_t>;  // a hash: the paths of all boxes would take too much memory
 
   static void add(void* caller, const P3gppBox* box) noexcept {
     auto& self = *static_cast<KeptBoxes*>(caller);
@@ -78,28 +69,33 @@ class KeptBoxes {
 
 }  // namespace
 
-void BoxList::add_box(void* caller, const P3gppBox* box) noexcept {
+void BoxList::on_box(void* caller, const P3gppBox* box) noexcept {
   auto& list = *static_cast<BoxList*>(caller);
   list.takes_fields_ = false;
   try {
     if (list.boxes_.size() < kMostBoxes) return list.add(*box);
-  } catch (...) {  // out of memory: as if there were too many
+  } catch (...) {  // out of memory counts as too many
   }
   ++list.boxes_left_out_;
 }
 
 void BoxList::add(const P3gppBox& box) {
-  Json json{{"path", box.path},       {"type", type_text({box.type, 4})}, {"offset", box.offset},
-            {"size", box.size},       {"version", box.version},           {"flags", box.flags},
-            {"state", state_of(box)}, {"fields", Json::object()}};
-  if (box.status != P3GPP_OK) json["status"] = box.status;
-  boxes_.push_back(std::move(json));
+  boxes_.push_back({box.path,
+                    type_text({box.type, 4}),
+                    box.offset,
+                    box.size,
+                    box.version,
+                    box.flags,
+                    state_of(box),
+                    box.status,
+                    {},
+                    {}});
   takes_fields_ = true;
   takes_entry_ = true;
   entry_ = 0;
 }
 
-void BoxList::add_field(void* caller, const P3gppBoxField* field) noexcept {
+void BoxList::on_field(void* caller, const P3gppBoxField* field) noexcept {
   auto& list = *static_cast<BoxList*>(caller);
   if (!list.takes_fields_) return;
   const bool begins_entry = field->entry != list.entry_;
@@ -114,59 +110,33 @@ void BoxList::add_field(void* caller, const P3gppBoxField* field) noexcept {
 }
 
 void BoxList::add(const P3gppBoxField& field, bool begins_entry) {
-  Json& box = boxes_.back();
-  if (field.entry == 0) return set_field(box["fields"], field);
-  Json& entries = box["entries"];
+  BoxRecord& box = boxes_.back();
+  if (field.entry == 0) {
+    box.fields.push_back({field.name, value_of(field)});
+    return;
+  }
   if (begins_entry) {
-    entries.push_back(Json::object());
+    box.entries.emplace_back();
     ++entries_;
   }
-  set_field(entries.back(), field);
+  box.entries.back().push_back({field.name, value_of(field)});
 }
 
 void BoxList::sort_by_place() {
-  std::stable_sort(boxes_.begin(), boxes_.end(), [](const Json& a, const Json& b) {
-    return a["offset"].get<uint64_t>() < b["offset"].get<uint64_t>();
-  });
+  std::ranges::stable_sort(boxes_, {}, &BoxRecord::offset);
 }
 
 void BoxList::mark_kept(P3gppFile* file) {
   const KeptBoxes kept(file);
   if (!kept.is_complete()) return;
-  // Some containers have no record of their own: they are kept where something inside is.
+  // A container without a record of its own is kept if something inside is.
   std::unordered_set<std::string> parents;
   for (auto box = boxes_.rbegin(); box != boxes_.rend(); ++box) {
-    Json& state = (*box)["state"];
-    if (state != "read") continue;
-    const auto path = (*box)["path"].get<std::string>();
-    const bool holds_kept = parents.erase(path) != 0;
-    const bool is_kept = holds_kept || kept.contains((*box)["offset"].get<uint64_t>(), path);
-    state = is_kept ? "kept" : "dropped";
-    if (is_kept) parents.insert(path.substr(0, path.rfind('/')));
-  }
-}
-
-void BoxList::add_time_scales() {
-  std::map<std::string, Json> scales;  // by the path of the container whose times they are
-  const auto scale_of = [&](const std::string& container) {
-    const auto found = scales.find(container);
-    return found == scales.end() ? Json() : found->second;
-  };
-  for (const Json& box : boxes_) {
-    if (box["type"] != "mvhd" && box["type"] != "mdhd") continue;
-    const auto path = box["path"].get<std::string>();
-    const size_t header_length =
-        path.ends_with("/mdia/mdhd") ? std::strlen("/mdia/mdhd") : std::strlen("/mvhd");
-    if (box["fields"].contains("time_scale")) {
-      scales[path.substr(0, path.size() - header_length)] = box["fields"]["time_scale"];
-    }
-  }
-  for (Json& box : boxes_) {
-    const bool is_edits = box["type"] == "elst";
-    if (!is_edits && box["type"] != "tkhd") continue;
-    const auto path = box["path"].get<std::string>();
-    box["movie_time_scale"] = scale_of(path.substr(0, path.find('/')));
-    if (is_edits) box["media_time_scale"] = scale_of(path.substr(0, path.find('/', path.find('/') + 1)));
+    if (box->state != BoxState::kRead) continue;
+    const bool holds_kept = parents.erase(box->path) != 0;
+    const bool is_kept = holds_kept || kept.contains(box->offset, box->path);
+    box->state = is_kept ? BoxState::kKept : BoxState::kDropped;
+    if (is_kept) parents.insert(box->path.substr(0, box->path.rfind('/')));
   }
 }
 

@@ -1,24 +1,30 @@
-// The tags of an ISO media or AAC file, as `zdr info` shows them.
+// The tags and the cover of an ISO media or AAC file, as `zdr info` shows them.
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "host/exit_code.h"
-#include "host/messages.h"
-#include "host/option_table.h"
+#include "host/inspect/id3_tags.h"
+#include "host/inspect/parsed_movie.h"
+#include "host/inspect/tag_record.h"
 
 namespace zdr::host {
 
-// An array with one object a tag: "tag", "type", "language" where it has one, and what the tag holds.
-// Empty for files that the parser does not open.
-nlohmann::ordered_json tags_json(const std::string& file);
+class FileTags {
+ public:
+  // `movie` is that of an ISO media file and must outlive the object; null for other files.
+  FileTags(const std::string& file, const ParsedMovie* movie);
 
-// The same as lines: "title (titl, eng): ...". Nothing in them moves a terminal's cursor.
-std::vector<std::string> tag_lines(const nlohmann::ordered_json& tags);
+  std::vector<TagRecord> records() const;
+  // The bytes of the cover image; empty without one.
+  std::vector<uint8_t> cover() const;
 
-// Writes the image of the file to options.cover, if that is asked for.
-ExitCode save_cover(const std::string& file, const Options& options, Messages& messages);
+ private:
+  std::string file_;
+  const ParsedMovie* movie_;
+  std::unique_ptr<const Id3Tags> id3_;  // of an AAC file
+};
 
 }  // namespace zdr::host

@@ -1,21 +1,15 @@
-// Runs the tag parser over a whole file, or over the part of one that a box holds.
+// Runs the tag parser over a whole file, or over a part of one that looks like a file to it.
 #include "host/inspect/id3_tags.h"
 
 #include <algorithm>
-#include <iterator>
-#include <memory>
-#include <nlohmann/json.hpp>
 #include <string_view>
 
-#include "host/decoded_text.h"
 #include "host/inspect/os_file.h"
 
 namespace zdr::host {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-// A part of an open file, which the callbacks take for a whole one.
+// A part of an open file, which the callbacks present as a whole one.
 struct FilePart {
   void* file;
   int64_t offset;
@@ -46,7 +40,7 @@ int32_t tell_part(void* handle) {
   return position > INT32_MAX ? -1 : static_cast<int32_t>(position);
 }
 
-// The file is open already, and stays open.
+// The file is open already and stays open.
 constexpr AACF_FileIo kPartIo = {[](const char16_t*, const char*) -> void* { return nullptr; },
                                  seek_part,
                                  read_part,
@@ -70,7 +64,7 @@ constexpr NamedField kFields[] = {
 
 constexpr const char* kImageNames[] = {"JPEG", "GIF", "PNG"};
 
-// Little-endian with a mark in front.
+// UTF-16, little endian, after a byte order mark.
 std::vector<uint8_t> marked_bytes(std::u16string_view text) {
   std::vector<uint8_t> bytes{0xFF, 0xFE};
   for (const char16_t unit : text) {
@@ -80,21 +74,20 @@ std::vector<uint8_t> marked_bytes(std::u16string_view text) {
   return bytes;
 }
 
-void add_tag(const char* version, const ID3P_Tag* tag, Json& list) {
+void add_records(const char* version, const ID3P_Tag* tag, std::vector<TagRecord>& records) {
   if (tag == nullptr) return;
   for (const NamedField& named : kFields) {
     const char16_t* const text = tag->text.*named.field;
     if (text == nullptr || *text == 0) continue;
-    Json entry{{"tag", named.name}, {"type", version}};
-    add_text(entry, "text", marked_bytes(text));
-    list.push_back(entry);
+    records.push_back({named.name, version, "", {{"text", text_value(marked_bytes(text))}}});
   }
   const ID3P_Picture* const picture = tag->text.picture;
   if (picture == nullptr || picture->data_length == 0) return;
-  list.push_back({{"tag", "cover"},
-                  {"type", version},
-                  {"image", kImageNames[picture->format]},
-                  {"bytes", picture->data_length}});
+  records.push_back(
+      {"cover",
+       version,
+       "",
+       {{"image", std::string(kImageNames[picture->format])}, {"bytes", uint64_t{picture->data_length}}}});
 }
 
 }  // namespace
@@ -105,7 +98,7 @@ Id3Tags::Id3Tags(const std::string& file) {
 
 Id3Tags::Id3Tags(const std::string& file, uint64_t offset, uint64_t size) : status_(ID3P_ERR_FAILED) {
   const OwnedFile handle = open_file(file);
-  if (handle == nullptr || offset > INT32_MAX || size > INT32_MAX) return;
+  if (!handle || offset > INT32_MAX || size > INT32_MAX) return;
   FilePart part{handle.get(), static_cast<int64_t>(offset), static_cast<int64_t>(size), 0};
   if (seek_part(&part, 0, 0) == 0) status_ = ID3P_Parse(&part, &kPartIo, &tags_);
 }
@@ -116,21 +109,22 @@ uint32_t Id3Tags::v2_bytes() const {
   return tags_.v24 != nullptr ? tags_.v24->size : 0;
 }
 
-Json Id3Tags::v2_json() const {
-  Json list = Json::array();
-  add_tag("ID3v2.2", tags_.v22, list);
-  add_tag("ID3v2.3", tags_.v23, list);
-  return list;
+std::vector<TagRecord> Id3Tags::v2_records() const {
+  std::vector<TagRecord> records;
+  add_records("ID3v2.2", tags_.v22, records);
+  add_records("ID3v2.3", tags_.v23, records);
+  return records;
 }
 
-Json Id3Tags::json() const {
-  Json list = v2_json();
-  // The parser measures tags of this version only.
+std::vector<TagRecord> Id3Tags::records() const {
+  std::vector<TagRecord> records = v2_records();
+  // The parser only measures tags of this version.
   if (tags_.v24 != nullptr) {
-    list.push_back({{"tag", "ID3v2 tag"}, {"type", "ID3v2.4"}, {"offset", 0}, {"bytes", tags_.v24->size}});
+    records.push_back(
+        {"ID3v2 tag", "ID3v2.4", "", {{"offset", uint64_t{0}}, {"bytes", uint64_t{tags_.v24->size}}}});
   }
-  add_tag("ID3v1", tags_.v1, list);
-  return list;
+  add_records("ID3v1", tags_.v1, records);
+  return records;
 }
 
 std::vector<uint8_t> Id3Tags::picture() const {

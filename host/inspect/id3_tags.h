@@ -1,12 +1,12 @@
-// ID3 tags, seen through the tag parser alone: those of an AAC file, which the filter keeps to itself, and
-// those that an ISO media file has inside a box.
+// ID3 tags, read with the tag parser alone: those of an AAC file, which the filter does not publish, and
+// those inside a box of an ISO media file.
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
+#include "host/inspect/tag_record.h"
 #include "id3p/id3p.h"
 
 namespace zdr::host {
@@ -14,18 +14,17 @@ namespace zdr::host {
 class Id3Tags {
  public:
   explicit Id3Tags(const std::string& file);
-  // Those of a part of a file. Beyond 2 GiB, where the file layer does not reach, there are none.
+  // Those in a part of a file. None beyond 2 GiB, which the file layer does not reach.
   Id3Tags(const std::string& file, uint64_t offset, uint64_t size);
   ~Id3Tags() { ID3P_FreeTags(&tags_); }
   Id3Tags(const Id3Tags&) = delete;
   Id3Tags& operator=(const Id3Tags&) = delete;
 
   int32_t status() const { return status_; }  // of the parse
-  uint32_t v2_bytes() const;                  // of the tag in front, 0 without one
-  // As tags_json() tells those of ISO media files.
-  nlohmann::ordered_json json() const;
+  uint32_t v2_bytes() const;                  // of the tag at the beginning, 0 without one
+  std::vector<TagRecord> records() const;
   // The texts and the picture of the version 2 tag alone.
-  nlohmann::ordered_json v2_json() const;
+  std::vector<TagRecord> v2_records() const;
   // The bytes of the attached picture; empty without one.
   std::vector<uint8_t> picture() const;
 

@@ -1,18 +1,20 @@
-// What of a file the filter leaves out on purpose, said in notes: who compares with another player must not
-// have to guess.
+// Notes on what of a file the filter leaves out on purpose, so that nobody who compares it with another
+// player has to guess.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "host/inspect/parsed_movie.h"
 #include "host/messages.h"
 
 namespace zdr::host {
 
-// Further tracks, tracks of other kinds, movie fragments, edits that are not applied, a damaged tail. Empty
-// for files that are no ISO media files and for those that the parser does not open.
-std::vector<std::string> left_out_notes(const std::string& file);
+// One note each on further tracks, tracks of other kinds, movie fragments, edits that are not applied and a
+// damaged tail. None for a movie that did not open.
+std::vector<std::string> left_out_notes(const ParsedMovie& movie);
 
-void tell_left_out(const std::string& file, Messages& messages);
+// `movie` may be null.
+void report_left_out(const std::string& file, const ParsedMovie* movie, Messages& messages);
 
 }  // namespace zdr::host

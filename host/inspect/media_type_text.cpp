@@ -1,16 +1,16 @@
-// Names of subtypes and the fields of format blocks.
+// Names subtypes and reads the fields of format blocks.
 #include "host/inspect/media_type_text.h"
 
-#include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/aac_format.h"
 #include "host/decoded_text.h"
 #include "host/inspect/aac_description.h"
-#include "host/messages.h"
+#include "host/wide_text.h"
 
 namespace zdr::host {
 namespace {
@@ -38,7 +38,7 @@ std::string guid_text(const GUID& guid) {
   return to_utf8(text.data());
 }
 
-// The fixed part of a format block, when there is one of this kind.
+// Copies the fixed part of a format block; false if the block is shorter.
 template <class Record>
 bool read_format(const AM_MEDIA_TYPE& type, Record& record) {
   if (type.pbFormat == nullptr || type.cbFormat < sizeof(Record)) return false;
@@ -50,7 +50,7 @@ bool is_video(const AM_MEDIA_TYPE& type) {
   return type.majortype == MEDIATYPE_Video;
 }
 
-// The first character stands in the lowest byte.
+// The first character is in the lowest byte.
 std::string fourcc_text(DWORD code) {
   std::string text;
   for (unsigned shift = 0; shift < 32; shift += 8) text += static_cast<char>(code >> shift & 0xFF);
@@ -58,11 +58,6 @@ std::string fourcc_text(DWORD code) {
 }
 
 }  // namespace
-
-bool is_aac_access_units(const AM_MEDIA_TYPE& type) {
-  const auto& known = mp4source::kSubtypeAacAccepted;
-  return std::find(std::begin(known), std::end(known), type.subtype) != std::end(known);
-}
 
 std::string codec_name(const AM_MEDIA_TYPE& type) {
   if (is_aac_access_units(type)) return "AAC";

@@ -1,4 +1,4 @@
-// Media types in words and as JSON.
+// Media types as text and as JSON.
 #pragma once
 
 #include <dshow.h>
@@ -8,9 +8,8 @@
 
 namespace zdr::host {
 
-// "AVC", "AAC" ...; the GUID for a subtype that is not ours.
+// "AVC", "AAC" ...; the GUID for a subtype without a name here.
 std::string codec_name(const AM_MEDIA_TYPE& type);
-bool is_aac_access_units(const AM_MEDIA_TYPE& type);
 // One line: codec, picture size or channels and rate, bit rate, size of the format block.
 std::string media_type_line(const AM_MEDIA_TYPE& type);
 nlohmann::ordered_json media_type_json(const AM_MEDIA_TYPE& type);

@@ -1,15 +1,16 @@
-// Statuses of the parser in words, and the questions that find the one that stopped the filter.
+// Describes the statuses of the parser, and repeats its queries to find the one that stopped the filter.
 #include "host/inspect/open_diagnosis.h"
 
-#include <windows.h>
+#include <dshow.h>
 
 #include <filesystem>
 #include <fstream>
 #include <vector>
 
-#include "host/inspect/aac_file_view.h"
-#include "host/inspect/parsed_file.h"
+#include "host/inspect/aac_diagnosis.h"
+#include "host/inspect/file_kind.h"
 #include "host/messages.h"
+#include "host/wide_text.h"
 
 namespace zdr::host {
 namespace {
@@ -42,7 +43,8 @@ std::string describe(int32_t status) {
   return "the parser refuses the file";
 }
 
-int32_t first_track_status(P3gppFile* file, uint32_t id, bool& empty) {
+// The first failure of the queries that make a pin.
+int32_t track_status(P3gppFile* file, uint32_t id, bool& empty) {
   P3gppTrackInfo* info = nullptr;
   int32_t status = P3GPP_GetTrackInfo(file, id, &info);
   if (status != P3GPP_OK) return status;
@@ -58,15 +60,13 @@ int32_t first_track_status(P3gppFile* file, uint32_t id, bool& empty) {
   return status;
 }
 
-// Why the first track of a type gives no pin; empty when the file has no such track.
-std::string track_reason(P3gppFile* file, uint32_t type, uint32_t count, const char* name,
+// Why the first track of a type has no pin; empty if the file has no such track.
+std::string track_reason(const ParsedMovie& movie, uint32_t type, const char* name,
                          std::string& status_text) {
-  if (count == 0) return {};
-  std::vector<uint32_t> ids(count);
-  uint32_t found = 0;
-  P3GPP_GetTrackIds(file, type, ids.data(), &found);
+  const std::vector<uint32_t> ids = movie.track_ids(type);
+  if (ids.empty()) return {};
   bool empty = false;
-  const int32_t status = first_track_status(file, ids[0], empty);
+  const int32_t status = track_status(movie.file(), ids[0], empty);
   status_text = std::to_string(status);
   std::string reason = describe(status);
   if (status == P3GPP_ERR_NO_TABLE) reason = "its codec is not supported, or a sample table is missing";
@@ -74,49 +74,47 @@ std::string track_reason(P3gppFile* file, uint32_t type, uint32_t count, const c
   return std::string(name) + " track: " + reason;
 }
 
-OpenDiagnosis without_pins(P3gppFile* file) {
-  P3gppTrackCounts counts{};
-  P3GPP_GetTrackCounts(file, &counts);
-  OpenDiagnosis diagnosis{ExitCode::kNotSupported, "", "no audio or video track in the file", ""};
+Diagnosis without_pins(const ParsedMovie& movie) {
+  Diagnosis diagnosis{ExitCode::kNotSupported, "", "no audio or video track in the file", ""};
   std::string status;
-  const std::string audio = track_reason(file, P3GPP_TRACK_AUDIO, counts.audio, "audio", status);
-  const std::string video = track_reason(file, P3GPP_TRACK_VIDEO, counts.video, "video", status);
+  const std::string audio = track_reason(movie, P3GPP_TRACK_AUDIO, "audio", status);
+  const std::string video = track_reason(movie, P3GPP_TRACK_VIDEO, "video", status);
   if (audio.empty() && video.empty()) return diagnosis;
   diagnosis.reason = "no usable track: " + audio + (audio.empty() || video.empty() ? "" : "; ") + video;
   diagnosis.status = status;
   return diagnosis;
 }
 
-OpenDiagnosis diagnose_iso(const std::string& file, int32_t load_result) {
-  const ParsedFile parsed(file);
-  if (parsed.status() == P3GPP_OK) return without_pins(parsed.file());
-  OpenDiagnosis diagnosis = diagnose_parse(file, parsed);
-  if (parsed.status() == P3GPP_ERR_OPEN) diagnosis.status = hresult_text(load_result);
+Diagnosis diagnose_iso(const std::string& file, int32_t load_result) {
+  const ParsedMovie movie(file);
+  if (movie.is_open()) return without_pins(movie);
+  Diagnosis diagnosis = diagnose_parse(file, movie);
+  if (movie.status() == P3GPP_ERR_OPEN) diagnosis.status = hresult_text(load_result);
   return diagnosis;
 }
 
 }  // namespace
 
-std::optional<OpenDiagnosis> diagnose_before_open(const std::string& file) {
+std::optional<Diagnosis> diagnose_before_open(const std::string& file) {
   if (to_utf8(to_wide(file)) != file) {
-    return OpenDiagnosis{ExitCode::kCannotOpen, "", "the name is not UTF-8 and cannot be passed on", ""};
+    return Diagnosis{ExitCode::kCannotOpen, "", "the name is not UTF-8 and cannot be passed on", ""};
   }
   std::error_code code;
   switch (std::filesystem::status(file, code).type()) {
     case std::filesystem::file_type::fifo:
     case std::filesystem::file_type::character:
     case std::filesystem::file_type::socket:
-      return OpenDiagnosis{ExitCode::kCannotOpen, "", "is a pipe or a device, which cannot be sought", ""};
+      return Diagnosis{ExitCode::kCannotOpen, "", "is a pipe or a device, which cannot be sought", ""};
     default:
       return std::nullopt;
   }
 }
 
-OpenDiagnosis diagnose_parse(const std::string& file, const ParsedFile& parsed) {
+Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
   if (const auto refused = diagnose_before_open(file)) return *refused;
-  OpenDiagnosis diagnosis;
-  diagnosis.status = std::to_string(parsed.status());
-  if (parsed.status() == P3GPP_ERR_OPEN) {
+  Diagnosis diagnosis;
+  diagnosis.status = std::to_string(movie.status());
+  if (movie.status() == P3GPP_ERR_OPEN) {
     std::error_code code;
     const bool exists = std::filesystem::exists(file, code);
     diagnosis.reason = !exists                                     ? "no such file"
@@ -124,21 +122,21 @@ OpenDiagnosis diagnose_parse(const std::string& file, const ParsedFile& parsed) 
                                                                    : "the file cannot be opened";
     return diagnosis;
   }
-  const P3gppOpenError& error = parsed.error();
+  const P3gppOpenError& error = movie.error();
   const bool has_movie = std::string(error.path).starts_with("moov");
-  if (!is_iso_media(file) && !has_movie && parsed.status() != P3GPP_ERR_NO_MEMORY) {
+  if (file_kind(file) != FileKind::kIsoMedia && !has_movie && movie.status() != P3GPP_ERR_NO_MEMORY) {
     return {ExitCode::kNotSupported, "", "not an ISO media file", diagnosis.status};
   }
   if (error.path[0] != '\0') {
     diagnosis.place = std::string(error.path) + " at offset " + std::to_string(error.offset) + ", size " +
                       std::to_string(error.size);
   }
-  // What happened in the box tells more than what its container made of it.
+  // The status of the box is more specific than the one that its container returned.
   diagnosis.reason = "damaged: " + describe(error.status);
   return diagnosis;
 }
 
-OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
+Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
   const std::string status = hresult_text(load_result);
   if (load_result == VFW_E_NOT_FOUND) return {ExitCode::kCannotOpen, "", "no such file", status};
   std::error_code code;
@@ -146,11 +144,16 @@ OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result)
   if (!std::filesystem::exists(path, code)) return {ExitCode::kCannotOpen, "", "no such file", status};
   if (std::filesystem::is_directory(path, code)) return {ExitCode::kCannotOpen, "", "is a folder", status};
   if (!std::ifstream(path)) return {ExitCode::kCannotOpen, "", "the file cannot be opened", status};
-  if (is_iso_media(file)) return diagnose_iso(file, load_result);
-  if (is_speech_file(file)) {
-    return {ExitCode::kCannotOpen, "", "damaged: the header line does not end", status};
+  switch (file_kind(file)) {
+    case FileKind::kIsoMedia:
+      return diagnose_iso(file, load_result);
+    case FileKind::kSpeech:
+      return {ExitCode::kCannotOpen, "", "damaged: the header line does not end", status};
+    case FileKind::kAac:
+      return diagnose_aac_file(file, load_result);
+    case FileKind::kUnknown:
+      break;
   }
-  if (is_aac_file(file)) return diagnose_aac_file(file, load_result);
   return {ExitCode::kNotSupported, "", "unknown extension (it decides how a file is read)", status};
 }
 

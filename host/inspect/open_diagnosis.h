@@ -1,32 +1,24 @@
-// Why a file did not load, in plain words. The filter answers with one of two codes; the parser, asked again,
-// knows the box and the reason.
+// Explains why a file did not load. The filter returns one of two codes; the parser, run again, knows the box
+// and the reason.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
-#include "host/exit_code.h"
+#include "host/inspect/diagnosis.h"
+#include "host/inspect/parsed_movie.h"
 
 namespace zdr::host {
 
-struct OpenDiagnosis {
-  ExitCode exit_code = ExitCode::kCannotOpen;
-  std::string place;  // box path with its offset, or a track
-  std::string reason;
-  std::string status;  // numeric
-};
+// For what must not reach the filter: pipes, devices and sockets (they are not seekable, and opening a pipe
+// waits for its writer), and names that UTF-16 cannot carry.
+std::optional<Diagnosis> diagnose_before_open(const std::string& file);
 
-// What the filter cannot be asked for: a pipe, a device or a socket (it cannot be sought, and opening a pipe
-// waits for its writer), and a name that does not survive the way through wide characters.
-std::optional<OpenDiagnosis> diagnose_before_open(const std::string& file);
+// `movie` did not open.
+Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie);
 
-class ParsedFile;
-
-// Why the parser did not open a file.
-OpenDiagnosis diagnose_parse(const std::string& file, const ParsedFile& parsed);
-
-// `load_result` is what IFileSourceFilter::Load answered.
-OpenDiagnosis diagnose_failed_open(const std::string& file, int32_t load_result);
+// `load_result` is the HRESULT of IFileSourceFilter::Load.
+Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result);
 
 }  // namespace zdr::host

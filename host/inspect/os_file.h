@@ -1,10 +1,10 @@
-// The file layer below the AAC reader and the tag parser, for the host's own looks at files.
+// The file layer that the AAC reader and the tag parser read through.
 #pragma once
 
 #include <memory>
 #include <string>
 
-#include "host/messages.h"
+#include "host/wide_text.h"
 #include "id3p/id3p.h"
 #include "os/os.h"
 
@@ -17,7 +17,7 @@ struct CloseFile {
 };
 using OwnedFile = std::unique_ptr<void, CloseFile>;
 
-// Null when it cannot be opened.
+// Null if the file cannot be opened.
 inline OwnedFile open_file(const std::string& file) {
   return OwnedFile(OS_fopen(to_wide(file).c_str(), "rb"));
 }

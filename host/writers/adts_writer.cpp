@@ -1,17 +1,18 @@
-// A header of seven bytes for each access unit, made from the configuration.
+// Makes the ADTS headers from the configuration of the stream.
 #include "host/writers/adts_writer.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
+#include <vector>
 
-#include "aacdec/zd_aac_dec.h"
+#include "host/aac_format.h"
 
 namespace zdr::host {
 namespace {
 
 constexpr size_t kAdtsHeaderBytes = 7;
 constexpr size_t kLargestAdtsFrame = (1u << 13) - 1;  // 13-bit frame length
-constexpr int32_t kPlainConfiguration = 0;
 
 // In Hz, by sampling_frequency_index: every core rate that the decoder accepts.
 constexpr int32_t kAdtsRates[] = {96000, 88200, 64000, 48000, 44100, 32000,
@@ -23,34 +24,15 @@ unsigned rate_index(int32_t rate_hz) {
 
 }  // namespace
 
-std::vector<Bytes> split_aac_sample(Bytes sample) {
-  if (sample.size() < kAacSizeTableBytes) return {};
-  const Bytes table = sample.last(kAacSizeTableBytes);
-  Bytes rest = sample.first(sample.size() - kAacSizeTableBytes);
-  std::vector<Bytes> units;
-  for (size_t i = 0; i < kAacUnitsPerSample; ++i) {
-    const size_t size = table[2 * i] | static_cast<size_t>(table[2 * i + 1]) << 8;
-    if (size > rest.size()) return {};
-    if (size == 0) continue;
-    units.push_back(rest.first(size));
-    rest = rest.subspan(size);
-  }
-  return rest.empty() ? units : std::vector<Bytes>{};
-}
-
-AdtsWriter::AdtsWriter(Bytes audio_specific_config) {
-  Zd_AAC_Dec_Config config{};
-  auto length = static_cast<int32_t>(audio_specific_config.size());
-  if (Zd_AAC_Dec_GetConfig(audio_specific_config.data(), &length, &config, kPlainConfiguration, nullptr, 0) !=
-      ZD_AAC_DEC_OK) {
-    return;
-  }
-  profile_ = static_cast<unsigned>(config.profile);
-  rate_index_ = rate_index(config.sampleRate);
-  // The count where a record spells its channels out: a header has no room for that. Parametric stereo makes
-  // its two channels of one.
+AdtsWriter::AdtsWriter(Bytes config) {
+  const auto parsed = read_aac_config(config, {});
+  if (!parsed) return;
+  profile_ = static_cast<unsigned>(parsed->profile);
+  rate_index_ = rate_index(parsed->sampleRate);
+  // A channel configuration of 0 (the record lists the channels itself) has no place in the header, so the
+  // count is written. Parametric stereo makes its two channels of a core with one.
   channel_configuration_ =
-      config.extension == ZD_AAC_DEC_EXTENSION_PS ? 1 : static_cast<unsigned>(config.channels);
+      parsed->extension == ZD_AAC_DEC_EXTENSION_PS ? 1 : static_cast<unsigned>(parsed->channels);
   usable_ = channel_configuration_ < 8;
 }
 

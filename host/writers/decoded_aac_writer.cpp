@@ -3,30 +3,27 @@
 
 #include <bit>
 
-#include "host/writers/adts_writer.h"
+#include "host/aac_format.h"
 
 namespace zdr::host {
 
-static_assert(std::endian::native == std::endian::little, "samples are written as they stand in memory");
+static_assert(std::endian::native == std::endian::little, "PCM is written in the byte order of the machine");
 
-DecodedAacWriter::DecodedAacWriter(Bytes audio_specific_config, Bytes first_sample) {
+DecodedAacWriter::DecodedAacWriter(Bytes config, Bytes first_sample) {
   const std::vector<Bytes> units = split_aac_sample(first_sample);
-  if (!configure(audio_specific_config, units.empty() ? Bytes() : units.front())) decoder_.reset();
+  if (!configure(config, units.empty() ? Bytes() : units.front())) decoder_.reset();
 }
 
-bool DecodedAacWriter::configure(Bytes audio_specific_config, Bytes first_unit) {
-  Zd_AAC_Dec_Config config{};
-  auto length = static_cast<int32_t>(audio_specific_config.size());
-  if (Zd_AAC_Dec_GetConfig(audio_specific_config.data(), &length, &config, 0, first_unit.data(),
-                           static_cast<int32_t>(first_unit.size())) != ZD_AAC_DEC_OK) {
-    return false;
-  }
+bool DecodedAacWriter::configure(Bytes config, Bytes first_unit) {
+  const auto parsed = read_aac_config(config, first_unit);
+  if (!parsed) return false;
   Zd_AAC_Dec_Instance* instance = nullptr;
   if (Zd_AAC_Dec_Create(&instance, ZD_AAC_DEC_MODE_PS) != ZD_AAC_DEC_OK) return false;
   decoder_.reset(instance);
-  if (Zd_AAC_Dec_SetConfig(instance, &config) != ZD_AAC_DEC_OK) return false;
-  pcm_.resize(static_cast<size_t>(config.outputBytes) / sizeof(int16_t));
-  set_format({static_cast<uint32_t>(config.outputRate), static_cast<uint16_t>(config.channels)});
+  Zd_AAC_Dec_Config accepted = *parsed;
+  if (Zd_AAC_Dec_SetConfig(instance, &accepted) != ZD_AAC_DEC_OK) return false;
+  pcm_.resize(static_cast<size_t>(accepted.outputBytes) / sizeof(int16_t));
+  set_format({static_cast<uint32_t>(accepted.outputRate), static_cast<uint16_t>(accepted.channels)});
   return true;
 }
 
@@ -48,7 +45,7 @@ bool DecodedAacWriter::decode_unit(OutputFile& file, Bytes unit) {
   int32_t pcm_bytes = 0;
   const Outcome outcome = decode(unit, pcm_bytes);
   if (outcome != Outcome::kDecoded) note_damage("access unit that cannot be decoded");
-  // The frame in its place keeps the sound in time with the picture. At the start there is none.
+  // A replacement frame keeps the sound in time with the picture. Before the first frame there is none.
   if (outcome == Outcome::kFailed && decode({}, pcm_bytes) == Outcome::kFailed) return true;
   return write_pcm(file, pcm_bytes);
 }

@@ -11,15 +11,15 @@ namespace zdr::host {
 
 class DecodedAacWriter : public WavWriter {
  public:
-  // `first_sample` is the first media sample: its first access unit tells of SBR and parametric stereo that
-  // the configuration doesn't signal.
-  DecodedAacWriter(Bytes audio_specific_config, Bytes first_sample);
+  // The first access unit of the first media sample shows SBR and parametric stereo that the configuration
+  // does not signal.
+  DecodedAacWriter(Bytes config, Bytes first_sample);
 
-  // False: the decoder doesn't support the configuration.
+  // False if the decoder does not support the configuration.
   bool is_usable() const { return decoder_ != nullptr; }
 
   bool write(OutputFile& file, Bytes sample) override;
-  // Writes the frame that the decoder has held back, too.
+  // Also writes the frame that the decoder has held back.
   bool finish(OutputFile& file) override;
 
  private:
@@ -27,12 +27,12 @@ class DecodedAacWriter : public WavWriter {
     void operator()(Zd_AAC_Dec_Instance* instance) const { Zd_AAC_Dec_Close(instance); }
   };
 
-  // Concealed: the decoder has put something in the place of a damaged unit.
+  // Concealed: the decoder has replaced a damaged access unit.
   enum class Outcome { kDecoded, kConcealed, kFailed };
 
-  bool configure(Bytes audio_specific_config, Bytes first_unit);
+  bool configure(Bytes config, Bytes first_unit);
   bool decode_unit(OutputFile& file, Bytes unit);
-  // An empty unit stands for a lost one. There is PCM unless it failed.
+  // An empty unit means a lost one. Yields PCM unless it fails.
   Outcome decode(Bytes unit, int32_t& pcm_bytes);
   bool write_pcm(OutputFile& file, int32_t pcm_bytes);
 

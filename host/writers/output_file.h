@@ -1,5 +1,5 @@
-// An output file that appears under its name only when complete: it is written as NAME.part and renamed at
-// the end.
+// An output file that appears under its name only when it is complete: it is written as NAME.part and then
+// renamed.
 #pragma once
 
 #include <cstdint>
@@ -12,16 +12,16 @@ namespace zdr::host {
 
 class OutputFile {
  public:
-  // Nothing is created yet. With `replace` false, open fails when the final name exists.
+  // Creates nothing yet. Without `replace`, open() fails if the final name exists.
   OutputFile(std::filesystem::path final_path, bool replace);
-  // What was written stays as NAME.part when commit was not reached.
+  // Without a successful commit() the partial file stays.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
   bool open();
   bool write(std::span<const uint8_t> bytes);
-  // Overwrites bytes already written (header fields known only at the end).
+  // Overwrites bytes written before, such as header fields that are known only at the end.
   bool rewrite(uint64_t offset, std::span<const uint8_t> bytes);
   // Flushes, closes and renames to the final name.
   bool commit();
@@ -30,10 +30,10 @@ class OutputFile {
 
   const std::filesystem::path& final_path() const { return final_path_; }
   const std::filesystem::path& partial_path() const { return partial_path_; }
-  // The partial file has been made by this run and is still there.
+  // True if open() created the partial file and commit() has not renamed it.
   bool has_partial() const { return has_partial_; }
   uint64_t size() const { return size_; }
-  // Why the last call failed, in plain words.
+  // Why the last failed call failed.
   const std::string& error() const { return error_; }
 
  private:

@@ -1,4 +1,4 @@
-// A RIFF file. The counts in its header are known at the end and written then.
+// Writes a QCP header, the frames, and the counts of the header at the end.
 #include "host/writers/qcp_writer.h"
 
 #include <algorithm>
@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/writers/big_endian.h"
+#include "host/writers/byte_order.h"
 #include "host/writers/riff_header.h"
 
 namespace zdr::host {

@@ -7,7 +7,7 @@
 
 namespace zdr::host {
 
-// Sizes of a codec's frames by rate octet, the octet itself not counted.
+// A rate of a codec: the octet that begins its frames, and their size without that octet.
 struct SpeechRate {
   uint8_t octet;
   uint8_t frame_bytes;
@@ -26,10 +26,10 @@ struct QcpCodec {
 extern const QcpCodec kQcelpCodec;
 extern const QcpCodec kEvrcCodec;
 
-// Each access unit is one or more frames, each begun by its rate octet, as 3GPP2 files store them.
+// An access unit is one or more frames, each of which begins with its rate octet, as 3GPP2 files store them.
 class QcpWriter : public StreamWriter {
  public:
-  // `codec` is one of the two above: it must outlive the writer.
+  // `codec` must outlive the writer.
   explicit QcpWriter(const QcpCodec& codec) : codec_(codec) {}
   explicit QcpWriter(const QcpCodec&& codec) = delete;
   bool begin(OutputFile& file) override;

@@ -1,12 +1,12 @@
-// A RIFF header under construction: little-endian numbers one after the other.
+// Builds a RIFF header: little-endian numbers, texts and bytes one after the other.
 #pragma once
 
 #include <cstdint>
 #include <string_view>
 #include <vector>
 
-#include "host/writers/big_endian.h"
-#include "host/writers/stream_writer.h"
+#include "host/bytes.h"
+#include "host/writers/byte_order.h"
 
 namespace zdr::host {
 

@@ -1,33 +1,29 @@
-// Writers that turn the media samples of one pin into an elementary-stream file that standard players accept.
+// Base of the writers that turn the media samples of one pin into a file that standard players accept. On its
+// own it writes the samples as they are.
 #pragma once
 
-#include <dshow.h>
-
 #include <cstdint>
-#include <memory>
-#include <span>
 #include <string>
 
+#include "host/bytes.h"
 #include "host/writers/output_file.h"
 
 namespace zdr::host {
 
-using Bytes = std::span<const uint8_t>;
-
-// One stream being written. The calls come in the order begin, write ..., finish, all from one thread at a
-// time.
+// Called in the order begin, write ..., finish, by one thread at a time. Each returns false only if the file
+// could not be written.
 class StreamWriter {
  public:
   virtual ~StreamWriter() = default;
 
-  // What stands in front of the first access unit.
+  // Writes what precedes the first access unit.
   virtual bool begin(OutputFile&) { return true; }
-  // One delivered media sample. False only when the file could not be written.
+  // Writes one delivered media sample.
   virtual bool write(OutputFile& file, Bytes sample) { return file.write(sample); }
-  // Completes headers that need the whole stream.
+  // Completes headers with what is known only at the end.
   virtual bool finish(OutputFile&) { return true; }
 
-  // Access units that could not be written as they are, and what was wrong with the first of them.
+  // The number of access units that could not be written as they are, and what was wrong with the first.
   uint64_t damaged_units() const { return damaged_units_; }
   const std::string& first_damage() const { return first_damage_; }
 
@@ -40,14 +36,5 @@ class StreamWriter {
   uint64_t damaged_units_ = 0;
   std::string first_damage_;
 };
-
-struct WriterChoice {
-  std::string extension;                 // without the dot
-  std::unique_ptr<StreamWriter> writer;  // null: no file format for this media type
-};
-
-// Chooses by media type; the first sample decides between formats that share a type (AC-3 and E-AC-3). With
-// `decode`, AAC becomes PCM; nothing when the decoder doesn't support it.
-WriterChoice choose_writer(const AM_MEDIA_TYPE& type, Bytes first_sample, bool decode);
 
 }  // namespace zdr::host

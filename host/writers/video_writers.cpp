@@ -1,7 +1,10 @@
-// Start codes for AVC, and configurations in front of the pictures.
+// Replaces NAL unit lengths by start codes, and puts the configurations before the pictures.
 #include "host/writers/video_writers.h"
 
-#include "host/writers/big_endian.h"
+#include <algorithm>
+#include <iterator>
+
+#include "host/writers/byte_order.h"
 
 namespace zdr::host {
 namespace {
@@ -14,8 +17,8 @@ bool begins_picture(const uint8_t* code) {
   return code[0] == 0 && code[1] == 0 && code[2] == 1 && (code[3] == 0xB3 || code[3] == 0xB6);
 }
 
-// The configuration ends where the first picture of the sample behind it begins. A sample that repeats the
-// configuration puts a second copy in front, which decoders accept.
+// The configuration ends where the first picture of the sample after it begins. If that sample repeats the
+// configuration, both copies are written, which decoders accept.
 size_t configuration_length(Bytes extra) {
   for (size_t i = 0; i + 4 <= extra.size(); ++i) {
     if (begins_picture(extra.data() + i)) return i;

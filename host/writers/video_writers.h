@@ -1,5 +1,5 @@
-// AVC as Annex B byte stream (ISO/IEC 14496-10) and MPEG-4 visual (ISO/IEC 14496-2) with its configuration in
-// front.
+// AVC as a byte stream (ISO/IEC 14496-10, annex B), and MPEG-4 visual (ISO/IEC 14496-2) after its
+// configuration.
 #pragma once
 
 #include <vector>
@@ -8,8 +8,8 @@
 
 namespace zdr::host {
 
-// Extra bytes: 16-bit little-endian NAL length size minus one, then (16-bit big-endian length, parameter set)
-// pairs.
+// The extra bytes of the media type: the NAL length size minus one (16 bits, little endian), then pairs of a
+// length (16 bits, big endian) and a parameter set.
 class AnnexBWriter : public StreamWriter {
  public:
   explicit AnnexBWriter(Bytes extra);
@@ -17,7 +17,7 @@ class AnnexBWriter : public StreamWriter {
   bool write(OutputFile& file, Bytes sample) override;
 
  private:
-  // Appends the units of a length-prefixed run to `out_`; false when a length runs past the end.
+  // Sets `out_` to the units of a length-prefixed run, up to a length that runs past its end, which is false.
   bool convert(Bytes run, unsigned length_size);
 
   unsigned length_size_ = 4;
@@ -25,7 +25,7 @@ class AnnexBWriter : public StreamWriter {
   std::vector<uint8_t> out_;
 };
 
-// Extra bytes: the decoder configuration, then the first sample of the track.
+// The extra bytes of the media type: the decoder configuration, then the first sample of the track.
 class Mpeg4VisualWriter : public StreamWriter {
  public:
   explicit Mpeg4VisualWriter(Bytes extra);

@@ -1,4 +1,4 @@
-// The sizes in the header are known at the end and written then.
+// Writes a WAVE header, the samples, and the sizes of the header at the end.
 #include "host/writers/wav_writer.h"
 
 #include <algorithm>

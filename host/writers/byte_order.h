@@ -1,4 +1,4 @@
-// Numbers in the byte order of a file.
+// Converts numbers between the byte orders of files and the machine.
 #pragma once
 
 #include <array>

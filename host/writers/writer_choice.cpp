@@ -1,13 +1,12 @@
 // The table of media types and their file formats.
-#include "host/writers/stream_writer.h"
+#include "host/writers/writer_choice.h"
 
-#include <algorithm>
 #include <cstring>
 #include <string_view>
 #include <utility>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "host/inspect/media_type_text.h"
+#include "host/aac_format.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
 #include "host/writers/qcp_writer.h"
@@ -17,13 +16,11 @@
 namespace zdr::host {
 namespace {
 
-// A stream that only wants a fixed line in front.
+// A stream that follows a fixed line.
 class MagicWriter : public StreamWriter {
  public:
   explicit MagicWriter(std::string_view magic) : magic_(magic) {}
-  bool begin(OutputFile& file) override {
-    return file.write({reinterpret_cast<const uint8_t*>(magic_.data()), magic_.size()});
-  }
+  bool begin(OutputFile& file) override { return file.write(as_bytes(magic_)); }
 
  private:
   std::string_view magic_;
@@ -38,18 +35,8 @@ Bytes video_extra(const AM_MEDIA_TYPE& type) {
   return format_extra(type, sizeof(VIDEOINFOHEADER));
 }
 
-// Where the AAC format block keeps the length of its AudioSpecificConfig, and the bytes themselves.
-constexpr size_t kAacConfigLengthAt = 18;
-constexpr size_t kAacConfigAt = 26;
-
-Bytes audio_specific_config(const AM_MEDIA_TYPE& type) {
-  if (type.pbFormat == nullptr || type.cbFormat < kAacConfigAt) return {};
-  const Bytes rest = Bytes(type.pbFormat, type.cbFormat).subspan(kAacConfigAt);
-  return rest.first(std::min<size_t>(type.pbFormat[kAacConfigLengthAt], rest.size()));
-}
-
-// Both kinds begin 0x0B77; the bitstream identification, five bytes in, is above 10 for E-AC-3 (ETSI TS 102
-// 366).
+// Both syntaxes begin with 0x0B77. E-AC-3 has a bitstream identification (bsid) above 10 (ETSI TS 102 366,
+// annex E).
 bool is_eac3(Bytes sample) {
   return sample.size() > 5 && sample[5] >> 3 > 10;
 }
@@ -61,8 +48,8 @@ WriterChoice choose_wav(const AM_MEDIA_TYPE& type, Bytes /*first_sample*/) {
   return {"wav", std::make_unique<WavWriter>(PcmFormat{wave.nSamplesPerSec, wave.nChannels})};
 }
 
-WriterChoice choose_decoder(Bytes audio_specific_config, Bytes first_sample) {
-  auto writer = std::make_unique<DecodedAacWriter>(audio_specific_config, first_sample);
+WriterChoice choose_decoder(Bytes config, Bytes first_sample) {
+  auto writer = std::make_unique<DecodedAacWriter>(config, first_sample);
   if (!writer->is_usable()) return {};
   return {"wav", std::move(writer)};
 }
@@ -79,7 +66,7 @@ struct WriterRow {
   Choose choose;
 };
 
-// All but AAC, which has several subtypes and two forms.
+// Every codec but AAC, which has several subtypes and is decoded on request.
 const WriterRow kWriters[] = {
     {mp4source::kSubtypeAvc,
      [](const AM_MEDIA_TYPE& type, Bytes) { return choice<AnnexBWriter>("h264", video_extra(type)); }},
@@ -105,7 +92,7 @@ const WriterRow kWriters[] = {
 
 WriterChoice choose_writer(const AM_MEDIA_TYPE& type, Bytes first_sample, bool decode) {
   if (is_aac_access_units(type)) {
-    const Bytes config = audio_specific_config(type);
+    const Bytes config = read_aac_format(type).config;
     return decode ? choose_decoder(config, first_sample) : choice<AdtsWriter>("aac", config);
   }
   for (const WriterRow& row : kWriters) {

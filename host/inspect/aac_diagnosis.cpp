@@ -1,10 +1,10 @@
-// Opens AAC files with the filter's parameters, so that what is told is what the filter has met.
-#include "host/inspect/aac_file_view.h"
+// Maps the reader's status to a reason and, where that is not specific, looks at the tag and the first
+// header.
+#include "host/inspect/aac_diagnosis.h"
 
 #include <array>
-#include <memory>
-#include <nlohmann/json.hpp>
 
+#include "host/inspect/aac_stream_view.h"
 #include "host/inspect/id3_tags.h"
 #include "host/inspect/os_file.h"
 #include "host/messages.h"
@@ -12,27 +12,7 @@
 namespace zdr::host {
 namespace {
 
-// What the filter passes.
-constexpr uint32_t kScanLimit = 0x80000;
-
-struct CloseReader {
-  void operator()(AACF_File* reader) const { AACF_Close(reader); }
-};
-
-const char* bitrate_kind(uint32_t mode) {
-  switch (mode) {
-    case AACF_BITRATE_VARIABLE:
-      return "variable";
-    case AACF_BITRATE_CONSTANT:
-      return "constant";
-    case AACF_BITRATE_ESTIMATED:
-      return "estimated";
-    default:
-      return "unknown";
-  }
-}
-
-// What stands where the reader looks for the stream, but for bytes between a tag and it.
+// The first bytes after the tag, where a stream that follows it directly begins.
 std::array<uint8_t, 4> stream_start(const std::string& file, uint32_t offset) {
   std::array<uint8_t, 4> bytes{};
   const OwnedFile handle = open_file(file);
@@ -46,7 +26,7 @@ bool is_adts(const std::array<uint8_t, 4>& start) {
   return start[0] == 0xFF && (start[1] & 0xF6) == 0xF0;
 }
 
-// Empty for a header that the decoder takes.
+// Empty for a header that the decoder supports.
 std::string unsupported_adts(const std::array<uint8_t, 4>& start) {
   constexpr const char* kProfiles[] = {"Main", "LC", "SSR", "LTP"};
   const int profile = start[2] >> 6;
@@ -61,7 +41,7 @@ std::string unsupported_adts(const std::array<uint8_t, 4>& start) {
   return {};
 }
 
-OpenDiagnosis diagnose_stream(const std::string& file, uint32_t tag_bytes, const std::string& status) {
+Diagnosis diagnose_stream(const std::string& file, uint32_t tag_bytes, const std::string& status) {
   const auto start = stream_start(file, tag_bytes);
   if (is_adts(start)) {
     const std::string reason = unsupported_adts(start);
@@ -77,31 +57,8 @@ OpenDiagnosis diagnose_stream(const std::string& file, uint32_t tag_bytes, const
 
 }  // namespace
 
-AacFileView::AacFileView(const std::string& file) {
-  const AACF_OpenParams params{&kFileIo, kScanLimit};
-  AACF_File* opened = nullptr;
-  status = AACF_Open(&opened, to_wide(file).c_str(), &params);
-  const std::unique_ptr<AACF_File, CloseReader> reader(opened);
-  AACF_GetStreamInfo(reader.get(), &stream);
-}
-
-std::string stream_line(const AacFileView& view) {
-  return "about " + std::to_string(view.stream.total_frames) + " frames, " +
-         std::to_string(view.stream.bitrate) + " bit/s (" + bitrate_kind(view.stream.bitrate_mode) + "), " +
-         std::to_string(view.stream.audio_bytes) + " bytes of audio";
-}
-
-nlohmann::ordered_json stream_json(const AacFileView& view) {
-  return {{"estimated_frames", view.stream.total_frames},
-          {"bitrate_mode", bitrate_kind(view.stream.bitrate_mode)},
-          {"bitrate", view.stream.bitrate},
-          {"audio_bytes", view.stream.audio_bytes},
-          {"frames_scanned", view.stream.frames_scanned},
-          {"bytes_scanned", view.stream.bytes_scanned}};
-}
-
-OpenDiagnosis diagnose_aac_file(const std::string& file, int32_t load_result) {
-  const AacFileView view(file);
+Diagnosis diagnose_aac_file(const std::string& file, int32_t load_result) {
+  const AacStreamView view(file);
   const std::string status = std::to_string(view.status);
   switch (view.status) {
     case AACF_ERR_OPEN:

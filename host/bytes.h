@@ -1,0 +1,16 @@
+// Borrowed bytes, and the bytes of a text.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace zdr::host {
+
+using Bytes = std::span<const uint8_t>;
+
+inline Bytes as_bytes(std::string_view text) {
+  return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
+}
+
+}  // namespace zdr::host

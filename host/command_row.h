@@ -1,0 +1,54 @@
+// What the table of commands and options says of each: the parser, the help, the shell completions and the
+// man page are made from these rows.
+#pragma once
+
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <variant>
+
+#include "host/exit_code.h"
+#include "host/options.h"
+
+namespace zdr::host {
+
+enum CommandBit : unsigned {
+  kPlay = 1u << 0,
+  kInfo = 1u << 1,
+  kSamples = 1u << 2,
+  kBoxes = 1u << 3,
+  kKeyframe = 1u << 4,
+  kRegister = 1u << 5,
+  kUnregister = 1u << 6,
+  kRegistry = 1u << 7,
+  kCompletion = 1u << 8,
+  kManPage = 1u << 9,
+};
+
+struct CommandRow {
+  CommandBit bit;
+  const char* name;
+  const char* operand;  // as the usage line shows it; empty for none
+  bool many_operands;
+  const char* summary;
+  bool listed;  // shown in help, completions and the man page
+  // Prints results to `out` and messages to standard error.
+  ExitCode (*run)(const Options& options, std::ostream& out);
+};
+
+struct OptionRow {
+  unsigned commands;  // CommandBit values
+  const char* name;   // "--start"
+  const char* short_name;
+  const char* argument;  // shown name of the value; empty for a flag
+  const char* choices;   // values separated by blanks, or empty
+  const char* summary;
+  std::variant<bool Options::*, std::string Options::*> target;
+};
+
+struct CommandTable {
+  std::span<const CommandRow> commands;
+  std::span<const OptionRow> options;
+};
+
+}  // namespace zdr::host

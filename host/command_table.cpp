@@ -1,0 +1,89 @@
+// The rows of the table. A command that plays or opens files joins a session of named events first.
+#include "host/command_table.h"
+
+#include <ostream>
+
+#include "host/commands/commands.h"
+#include "host/documents.h"
+#include "host/messages.h"
+#include "host/version.h"
+#include "platform/win32/session.h"
+
+namespace zdr::host {
+namespace {
+
+// A private session unless one is named: two runs side by side must not wake each other's workers.
+bool join_session(const Options& options) {
+  if (options.session.empty()) return platform::set_private_session();
+  return platform::set_session(options.session.c_str());
+}
+
+template <ExitCode (*kRun)(const Options&, std::ostream&)>
+ExitCode in_session(const Options& options, std::ostream& out) {
+  if (join_session(options)) return kRun(options, out);
+  Messages(false).error({"", "", "'" + options.session + "' cannot be used as a session name", ""});
+  return ExitCode::kUsage;
+}
+
+ExitCode run_completion(const Options& options, std::ostream& out) {
+  out << completion_script(command_table(), options.shell);
+  return ExitCode::kDone;
+}
+
+ExitCode run_man_page(const Options& /*options*/, std::ostream& out) {
+  out << man_page(command_table(), kVersion);
+  return ExitCode::kDone;
+}
+
+constexpr CommandRow kCommands[] = {
+    {kPlay, "play", "FILE", true, "play files and write each stream to a file of its own", true,
+     in_session<run_play>},
+    {kInfo, "info", "FILE", true, "show the pins of files, their media types, durations and tags", true,
+     in_session<run_info>},
+    {kSamples, "samples", "FILE", false, "list every delivered media sample, one row each", true,
+     in_session<run_samples>},
+    {kBoxes, "boxes", "FILE", false, "list the boxes of an ISO media file with their fields", true,
+     run_boxes},
+    {kKeyframe, "keyframe", "FILE N", false, "write the N-th key frame of the video as a picture file", true,
+     in_session<run_keyframe>},
+    {kRegister, "register", "", false, "enter the filter module in the registry", true, run_register},
+    {kUnregister, "unregister", "", false, "take the filter module out of the registry", true,
+     run_unregister},
+    {kRegistry, "registry", "", false, "print what stands in the registry", true, run_registry},
+    {kCompletion, "completion", "SHELL", false, "print the completion script for bash, zsh or fish", true,
+     run_completion},
+    {kManPage, "man-page", "", false, "print the man page", false, run_man_page},
+};
+
+constexpr unsigned kAnyFile = kPlay | kInfo | kSamples | kKeyframe;
+
+const OptionRow kOptions[] = {
+    {kPlay, "--output", "-o", "DIR", "", "folder for the written files (default: the current one)",
+     &Options::output},
+    {kKeyframe, "--output", "-o", "OUT", "", "file to write, or folder (default: FILE.keyframeN.EXT here)",
+     &Options::output},
+    {kPlay | kSamples, "--start", "", "TIME", "", "begin at TIME: seconds (12.5) or h:mm:ss.mmm",
+     &Options::start},
+    {kPlay | kSamples, "--stop", "", "TIME", "", "end at TIME", &Options::stop},
+    {kPlay | kSamples, "--only", "", "audio|video", "audio video", "use only the audio or only the video pin",
+     &Options::only},
+    {kPlay, "--decode", "", "", "", "decode AAC and write it as .wav", &Options::decode},
+    {kInfo, "--cover", "", "OUT", "", "write the cover image of the file to OUT", &Options::cover},
+    {kPlay | kInfo | kKeyframe, "--force", "", "", "", "replace files that exist", &Options::force},
+    {kPlay, "--strict", "", "", "", "exit with 1 instead of 3 when something was lost", &Options::strict},
+    {kPlay | kSamples, "--allow-overlap", "", "", "",
+     "go on when the tables describe more data than the file holds", &Options::allow_overlap},
+    {kAnyFile, "--session", "", "NAME", "", "share named events with other runs of this session name",
+     &Options::session},
+    {kAnyFile | kBoxes | kRegistry, "--json", "", "", "", "print JSON for programs", &Options::json},
+    {kAnyFile | kBoxes | kRegister | kUnregister | kRegistry, "--quiet", "-q", "", "",
+     "no progress line and no notes, errors only", &Options::quiet},
+};
+
+}  // namespace
+
+CommandTable command_table() {
+  return {kCommands, kOptions};
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,94 @@
+// Reads the properties of each sample and formats its row.
+#include "host/commands/row_recorder.h"
+
+#include <array>
+#include <ostream>
+
+#include "host/commands/crc32.h"
+#include "host/json_report.h"
+#include "host/terminal.h"
+
+namespace zdr::host {
+namespace {
+
+struct SampleRow {
+  uint64_t index;
+  REFERENCE_TIME start;
+  REFERENCE_TIME stop;
+  size_t size;
+  bool sync;
+  bool discontinuity;
+  bool preroll;
+  uint32_t crc;
+};
+
+using RowText = std::array<char, 200>;
+
+// The part of a row that is the same for all samples of a pin. The pins of a foreign filter may have any
+// name.
+std::string row_begin(const std::string& pin, bool json) {
+  if (json) return "{\"schema\":" + std::to_string(kJsonSchema) + ",\"pin\":" + json_text(pin) + ",";
+  if (pin.find_first_of(",\"\r\n") == std::string::npos) return pin + ",";
+  std::string quoted = "\"";
+  for (const char c : pin) quoted.append(c == '"' ? 2 : 1, c);
+  return quoted + "\",";
+}
+
+// The rest of a row. Returns its length.
+int format_row(RowText& text, const SampleRow& row, bool json) {
+  const char* format = json ? "\"index\":%llu,\"start\":%lld,\"stop\":%lld,\"size\":%zu,"
+                              "\"sync\":%d,\"discontinuity\":%d,\"preroll\":%d,\"crc32\":\"%08x\"}\n"
+                            : "%llu,%lld,%lld,%zu,%d,%d,%d,%08x\n";
+  return std::snprintf(text.data(), text.size(), format, static_cast<unsigned long long>(row.index),
+                       static_cast<long long>(row.start), static_cast<long long>(row.stop), row.size,
+                       row.sync, row.discontinuity, row.preroll, row.crc);
+}
+
+}  // namespace
+
+const char* const kRowHeader = "pin,index,start,stop,size,sync,discontinuity,preroll,crc32\n";
+
+RowRecorder::RowRecorder(const std::string& pin_name, DeliveryGuard& guard, bool json)
+    : PinConsumer(pin_name, guard),
+      row_begin_(row_begin(pin_name, json)),
+      json_(json),
+      rows_(std::tmpfile()) {}
+
+bool RowRecorder::receive(IMediaSample& sample) {
+  const auto bytes = bytes_of(sample);
+  if (!rows_ || !bytes) return false;
+  SampleRow row{};
+  row.index = index_++;
+  sample.GetTime(&row.start, &row.stop);
+  row.size = bytes->size();
+  row.sync = sample.IsSyncPoint() == S_OK;
+  row.discontinuity = sample.IsDiscontinuity() == S_OK;
+  row.preroll = sample.IsPreroll() == S_OK;
+  row.crc = crc32(*bytes);
+  count(row.size);
+  if (!is_within_limit()) return false;
+  set_position(row.start);
+  RowText text;
+  const int length = format_row(text, row, json_);
+  written_ = written_ && write(row_begin_) && write({text.data(), static_cast<size_t>(length)});
+  return written_;
+}
+
+bool RowRecorder::write(std::string_view text) {
+  return std::fwrite(text.data(), 1, text.size(), rows_.get()) == text.size();
+}
+
+bool RowRecorder::print(std::ostream& out) {
+  if (!rows_ || !written_ || std::fflush(rows_.get()) != 0) return false;
+  std::rewind(rows_.get());
+  const bool was_interrupted = interrupted();
+  std::array<char, 65536> block{};
+  while (was_interrupted || !interrupted()) {
+    const size_t got = std::fread(block.data(), 1, block.size(), rows_.get());
+    if (got == 0) break;
+    out.write(block.data(), static_cast<std::streamsize>(got));
+  }
+  return std::ferror(rows_.get()) == 0;
+}
+
+}  // namespace zdr::host

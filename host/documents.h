@@ -1,0 +1,16 @@
+// Shell completions and the man page, made from the table of commands so that they cannot differ from the
+// parser.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "host/command_row.h"
+
+namespace zdr::host {
+
+// For "bash", "zsh" and "fish"; empty for anything else.
+std::string completion_script(const CommandTable& table, std::string_view shell);
+std::string man_page(const CommandTable& table, std::string_view version);
+
+}  // namespace zdr::host

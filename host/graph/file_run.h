@@ -1,0 +1,75 @@
+// The run that `play` and `samples` share: loads a file, reports what is left out, connects a consumer to
+// each pin, seeks, plays and shows progress. The commands differ in their consumers.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/exit_code.h"
+#include "host/graph/delivery_guard.h"
+#include "host/graph/pin_consumer.h"
+#include "host/graph/play_range.h"
+#include "host/graph/source_player.h"
+#include "host/inspect/parsed_movie.h"
+#include "host/messages.h"
+#include "host/options.h"
+#include "host/terminal.h"
+
+namespace zdr::host {
+
+// Makes and owns the consumers of a run. They outlive it.
+class ConsumerOwner {
+ public:
+  virtual ~ConsumerOwner() = default;
+  virtual PinConsumer& add_consumer(const std::string& pin_name, DeliveryGuard& guard) = 0;
+  // Destroys the last consumer: its pin could not be connected.
+  virtual void drop_last_consumer() = 0;
+  // Called for a pin that offers no media type, so nothing can connect to it.
+  virtual void skip_pin(const std::string& /*pin_name*/) {}
+};
+
+class FileRun {
+ public:
+  // All references must outlive the object.
+  FileRun(const std::string& file, const Options& options, Messages& messages, ConsumerOwner& owner);
+
+  // With `audio_first`, and unless a part of the file is requested, the other pins begin after the audio pin.
+  // The first samples of a process are marked, and whose they are must not depend on the faster worker.
+  // (After a seek every pin is marked, and the workers wait for each other.)
+  void set_audio_first() { audio_first_ = true; }
+
+  // Everything before the play. Reports the reason of a failure.
+  ExitCode prepare();
+  // Plays to the end, an interrupt or a stream that delivers more than the file holds. `overlap_advice` says
+  // what
+  // --allow-overlap does in that case.
+  ExitCode play(const char* overlap_advice);
+
+  const PlayRange& range() const { return range_; }
+  // Null for other files than ISO media.
+  const ParsedMovie* movie() const { return movie_.get(); }
+
+ private:
+  ExitCode connect();
+  void connect_pin(const PinEntry& pin, bool gated);
+  bool is_requested(const PinEntry& pin) const;
+  bool on_slice(ProgressLine& progress) const;
+
+  const std::string& file_;
+  const Options& options_;
+  Messages& messages_;
+  ConsumerOwner& owner_;
+  const PlayRange range_;
+  DeliveryGuard guard_;
+  bool audio_first_ = false;
+  StartGate gate_;
+  std::unique_ptr<const ParsedMovie> movie_;
+  std::vector<const PinConsumer*> consumers_;
+  SourcePlayer player_;
+};
+
+// The name of a file in a progress line.
+std::string progress_label(const std::string& file);
+
+}  // namespace zdr::host

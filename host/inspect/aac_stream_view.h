@@ -1,0 +1,22 @@
+// What opening an AAC file estimates of its stream, from the reader alone: the filter does not publish it.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "esparse/aac/aacf.h"
+
+namespace zdr::host {
+
+struct AacStreamView {
+  explicit AacStreamView(const std::string& file);
+
+  int32_t status = AACF_ERR_FAILED;  // of the open; `stream` is valid for AACF_OK
+  AACF_StreamInfo stream{};
+};
+
+// "about 682 frames, 120000 bit/s (estimated), 241596 bytes of audio"
+std::string stream_line(const AacStreamView& view);
+nlohmann::ordered_json stream_json(const AacStreamView& view);
+
+}  // namespace zdr::host

@@ -1,0 +1,46 @@
+// Named values of boxes and tags, from which both text and JSON are rendered.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "host/bytes.h"
+
+namespace zdr::host {
+
+// Text of a file in UTF-8, or the front of a text longer than the limit.
+struct TextValue {
+  std::string utf8;
+  size_t bytes = 0;  // length in the file
+  bool is_cut = false;
+  std::string hex;  // bytes of the file, only if the text is not valid
+};
+
+// Decodes the front of at most `limit` bytes; an invalid text shows at most `hex_limit` of its bytes.
+TextValue text_value(Bytes bytes, size_t limit = SIZE_MAX, size_t hex_limit = SIZE_MAX);
+
+struct BytesValue {
+  size_t length;    // in the file
+  std::string hex;  // of the front
+};
+
+using FieldValue =
+    std::variant<uint64_t, int64_t, double, std::string, TextValue, BytesValue, std::vector<TextValue>>;
+
+struct Field {
+  std::string name;
+  FieldValue value;
+};
+using Fields = std::vector<Field>;
+
+// Digits of the three kinds of numbers; empty for other values.
+std::string number_text(const FieldValue& value);
+
+// Adds the field under its name. Text adds `name`_bytes where it is cut and `name`_hex where it is not valid;
+// bytes are an object with "length" and "hex"; a list is an array of objects with "text".
+void add_field(nlohmann::ordered_json& object, const Field& field);
+
+}  // namespace zdr::host

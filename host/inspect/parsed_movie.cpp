@@ -1,0 +1,51 @@
+// Opens the parser as the filter does.
+#include "host/inspect/parsed_movie.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/inspect/file_kind.h"
+#include "host/wide_text.h"
+
+namespace zdr::host {
+
+ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer) : path_(to_wide(file)) {
+  const FMGR_Config unbuffered{0, 0};
+  if (FMGR_Init(&context_, &unbuffered) != FMGR_OK) return;
+  descriptor_.type = FMGR_DEV_FILE_W;
+  descriptor_.source.wide_path = path_.c_str();
+  MovieRecorder recorder(observer);
+  status_ = P3GPP_OpenTraced(&file_, &descriptor_, context_, &error_, &recorder.visitor());
+  record_ = std::move(recorder.record());
+}
+
+ParsedMovie::~ParsedMovie() {
+  if (file_ != nullptr) P3GPP_Close(file_);
+  if (context_ != nullptr) FMGR_Deinit(context_);
+}
+
+std::vector<uint32_t> ParsedMovie::track_ids(uint32_t type) const {
+  P3gppTrackCounts counts{};
+  if (P3GPP_GetTrackCounts(file_, &counts) != P3GPP_OK) return {};
+  std::vector<uint32_t> ids(type == P3GPP_TRACK_AUDIO ? counts.audio : counts.video);
+  uint32_t found = 0;
+  if (ids.empty() || P3GPP_GetTrackIds(file_, type, ids.data(), &found) != P3GPP_OK) return {};
+  ids.resize(std::min<size_t>(found, ids.size()));
+  return ids;
+}
+
+int32_t ParsedMovie::get_sample_count(uint32_t id, uint32_t& count) const {
+  P3gppTrackInfo* info = nullptr;
+  const int32_t status = P3GPP_GetTrackInfo(file_, id, &info);
+  if (status != P3GPP_OK) return status;
+  count = info->sample_count;
+  info->release(info);
+  return P3GPP_OK;
+}
+
+std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file) {
+  if (file_kind(file) != FileKind::kIsoMedia) return nullptr;
+  return std::make_unique<const ParsedMovie>(file);
+}
+
+}  // namespace zdr::host

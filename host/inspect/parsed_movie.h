@@ -1,0 +1,49 @@
+// An ISO media file opened with the parser alone, for what the filter's interfaces do not report. A command
+// opens it once and passes it on.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/inspect/movie_records.h"
+#include "p3gpp/p3gpp.h"
+
+namespace zdr::host {
+
+constexpr uint32_t kTrackCacheBytes = 1024;
+
+class ParsedMovie {
+ public:
+  // Opens the file as the filter does. `observer`, if not null, is shown the boxes while they are parsed.
+  explicit ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer = nullptr);
+  ~ParsedMovie();
+  ParsedMovie(const ParsedMovie&) = delete;
+  ParsedMovie& operator=(const ParsedMovie&) = delete;
+
+  int32_t status() const { return status_; }  // of the open
+  bool is_open() const { return status_ == P3GPP_OK; }
+  const P3gppOpenError& error() const { return error_; }
+  P3gppFile* file() const { return file_; }
+  const MovieRecord& record() const { return record_; }
+
+  // IDs of the audio or the video tracks (P3GPP_TRACK_), in file order.
+  std::vector<uint32_t> track_ids(uint32_t type) const;
+  // Returns the status of the query.
+  int32_t get_sample_count(uint32_t id, uint32_t& count) const;
+
+ private:
+  std::u16string path_;
+  FMGR_Context* context_ = nullptr;
+  FMGR_Descriptor descriptor_{};
+  P3gppFile* file_ = nullptr;
+  P3gppOpenError error_{};
+  int32_t status_ = P3GPP_ERR_NO_MEMORY;
+  MovieRecord record_;
+};
+
+// Null for a file of another kind by its extension.
+std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file);
+
+}  // namespace zdr::host

@@ -1,0 +1,28 @@
+// Compares what a play delivered with what a track holds.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/inspect/parsed_movie.h"
+
+namespace zdr::host {
+
+struct Shortfall {
+  uint64_t delivered_units;
+  uint32_t total_units;
+  bool cut_off;  // the next access unit lies past the end of the file
+};
+
+// Called regularly during a long walk over samples; false ends it.
+using WalkWatcher = std::function<bool(uint32_t done, uint32_t total)>;
+
+// Finds how far `payload_bytes` reach into the first track of a type (P3GPP_TRACK_). Nothing if they are all
+// of it, or if `watch` ended the walk.
+std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::string& file,
+                                        uint32_t track_type, uint64_t payload_bytes,
+                                        const WalkWatcher& watch);
+
+}  // namespace zdr::host

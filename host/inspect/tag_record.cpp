@@ -1,0 +1,46 @@
+// Renders tags as lines and as JSON.
+#include "host/inspect/tag_record.h"
+
+#include <nlohmann/json.hpp>
+
+#include "host/decoded_text.h"
+
+namespace zdr::host {
+namespace {
+
+std::string value_text(const FieldValue& value) {
+  if (const auto* plain = std::get_if<std::string>(&value)) return printable(*plain);
+  if (const auto* text = std::get_if<TextValue>(&value)) return printable(text->utf8);
+  const auto* list = std::get_if<std::vector<TextValue>>(&value);
+  if (list == nullptr) return number_text(value);
+  std::string joined;
+  for (const TextValue& text : *list) joined.append(joined.empty() ? "" : ", ").append(printable(text.utf8));
+  return joined;
+}
+
+}  // namespace
+
+std::string tag_line(const TagRecord& tag) {
+  std::string text;
+  for (const Field& field : tag.fields) {
+    const bool has_name =
+        field.name != "text" && !std::holds_alternative<std::vector<TextValue>>(field.value);
+    if (!text.empty()) text += ", ";
+    text += (has_name ? field.name + " " : "") + value_text(field.value);
+  }
+  const std::string language = tag.language.empty() ? "" : ", " + printable(tag.language);
+  return printable(tag.tag) + " (" + printable(tag.type) + language + "): " + text;
+}
+
+nlohmann::ordered_json tags_json(const std::vector<TagRecord>& tags) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const TagRecord& tag : tags) {
+    nlohmann::ordered_json json{{"tag", tag.tag}, {"type", tag.type}};
+    if (!tag.language.empty()) json["language"] = tag.language;
+    for (const Field& field : tag.fields) add_field(json, field);
+    list.push_back(std::move(json));
+  }
+  return list;
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,29 @@
+// The values that the command line gave to a command.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zdr::host {
+
+// Members that a command has no option for keep their defaults.
+struct Options {
+  std::vector<std::string> files;
+  std::string output;  // play: folder; keyframe: file or folder
+  std::string start;
+  std::string stop;
+  std::string only;
+  std::string session;
+  std::string shell;   // completion
+  std::string cover;   // info: file for the cover image
+  uint32_t index = 0;  // keyframe: which, from 1
+  bool json = false;
+  bool quiet = false;
+  bool force = false;
+  bool decode = false;
+  bool strict = false;
+  bool allow_overlap = false;
+};
+
+}  // namespace zdr::host
