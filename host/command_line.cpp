@@ -27,7 +27,8 @@ std::string refuse_empty(const std::string& value) {
 void add_option(CLI::App& app, const OptionRow& row, Options& options) {
   std::string names = row.name;
   if (*row.short_name != '\0') names = std::string(row.short_name) + "," + names;
-  if (const auto* flag = std::get_if<bool Options::*>(&row.target)) {
+  const auto* flag = std::get_if<bool Options::*>(&row.target);
+  if (flag != nullptr) {
     app.add_flag(names, options.**flag, row.summary);
     return;
   }

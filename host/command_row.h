@@ -1,5 +1,5 @@
-// What the table of commands and options says of each: the parser, the help, the shell completions and the
-// man page are made from these rows.
+// The rows of the table of commands and options, from which the parser, the help, the shell completions and
+// the man page are made.
 #pragma once
 
 #include <iosfwd>

@@ -40,8 +40,10 @@ std::string bytes_text(const BytesValue& bytes) {
 
 std::string field_text(const Field& field) {
   const std::string begin = "  " + field.name + "=";
-  if (const auto* bytes = std::get_if<BytesValue>(&field.value)) return begin + bytes_text(*bytes);
-  if (const auto* plain = std::get_if<std::string>(&field.value)) return begin + quoted(*plain);
+  const auto* bytes = std::get_if<BytesValue>(&field.value);
+  if (bytes != nullptr) return begin + bytes_text(*bytes);
+  const auto* plain = std::get_if<std::string>(&field.value);
+  if (plain != nullptr) return begin + quoted(*plain);
   const auto* text = std::get_if<TextValue>(&field.value);
   if (text == nullptr) return begin + number_text(field.value);
   const std::string length = text->is_cut ? "  " + field.name + "_bytes=" + std::to_string(text->bytes) : "";

@@ -187,7 +187,7 @@ ExitCode refuse_folder(const Options& options, const std::string& reason, JsonRe
 
 ExitCode play_files(const Options& options, JsonReport& report, std::ostream& out) {
   ExitCode worst = ExitCode::kDone;
-  std::set<std::filesystem::path> names;  // of the files so far, as the names of their outputs begin
+  std::set<std::filesystem::path> names;  // how the outputs of the files so far begin
   for (const std::string& file : options.files) {
     Playing playing(file, options);
     // Without --force the existing file is an error anyway.

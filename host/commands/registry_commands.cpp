@@ -60,7 +60,7 @@ std::string type_name(DWORD type) {
   return type == REG_QWORD ? "REG_QWORD" : std::to_string(type);
 }
 
-// Text and numbers also as such, besides their bytes.
+// Adds text and numbers in readable form before their bytes.
 nlohmann::ordered_json value_json(const std::string& name, DWORD type, const std::vector<BYTE>& data) {
   nlohmann::ordered_json json{{"name", name}, {"type", type_name(type)}};
   if (type == REG_DWORD && data.size() == sizeof(uint32_t)) {
@@ -77,7 +77,7 @@ nlohmann::ordered_json value_json(const std::string& name, DWORD type, const std
   return json;
 }
 
-// Another process may change the key meanwhile, so each value is asked for its size.
+// Finds the size of each value when it is read, as another process may change the key meanwhile.
 nlohmann::ordered_json values_json(HKEY key) {
   nlohmann::ordered_json values = nlohmann::ordered_json::array();
   std::vector<WCHAR> name(kNameCapacity);

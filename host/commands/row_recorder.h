@@ -21,8 +21,8 @@ class RowRecorder final : public PinConsumer {
 
   bool receive(IMediaSample& sample) override;
 
-  // After the run. An interrupt ends it, but for one that has ended the run before: then the rows so far are
-  // printed. False if the temporary file failed.
+  // Call after the run. Stops at an interrupt, unless an interrupt has ended the run already: then all rows
+  // are printed. False if the temporary file failed.
   bool print(std::ostream& out);
 
  private:

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "host/inspect/left_out.h"
+#include "host/time_text.h"
 
 namespace zdr::host {
 namespace {
@@ -16,6 +17,15 @@ uint64_t delivery_limit(const Options& options, const std::string& file) {
   std::error_code code;
   const uintmax_t size = std::filesystem::file_size(std::filesystem::path(file), code);
   return code ? 0 : size;
+}
+
+// The command line has checked both times.
+PlayRange play_range(const Options& options) {
+  PlayRange range;
+  range.is_whole = options.start.empty() && options.stop.empty();
+  range.start = parse_time(options.start).value_or(range.start);
+  range.stop = parse_time(options.stop).value_or(range.stop);
+  return range;
 }
 
 }  // namespace

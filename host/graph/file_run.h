@@ -9,7 +9,6 @@
 #include "host/exit_code.h"
 #include "host/graph/delivery_guard.h"
 #include "host/graph/pin_consumer.h"
-#include "host/graph/play_range.h"
 #include "host/graph/source_player.h"
 #include "host/inspect/parsed_movie.h"
 #include "host/messages.h"
@@ -39,15 +38,14 @@ class FileRun {
   // (After a seek every pin is marked, and the workers wait for each other.)
   void set_audio_first() { audio_first_ = true; }
 
-  // Everything before the play. Reports the reason of a failure.
+  // Does everything that precedes the play. Reports the reason of a failure.
   ExitCode prepare();
-  // Plays to the end, an interrupt or a stream that delivers more than the file holds. `overlap_advice` says
-  // what
-  // --allow-overlap does in that case.
+  // Plays until the end, an interrupt, or a stream delivers more than the file holds. In that case the
+  // message ends with `overlap_advice`, which says what --allow-overlap does.
   ExitCode play(const char* overlap_advice);
 
   const PlayRange& range() const { return range_; }
-  // Null for other files than ISO media.
+  // Null for a file that is not ISO media by its extension.
   const ParsedMovie* movie() const { return movie_.get(); }
 
  private:

@@ -6,55 +6,6 @@
 #include "host/graph/com_boundary.h"
 
 namespace zdr::host {
-namespace {
-
-// A snapshot of the filters that were in the graph when it was made.
-class FilterEnumerator final : public CUnknown, public IEnumFilters {
- public:
-  FilterEnumerator(std::vector<ComPtr<IBaseFilter>> filters, size_t at)
-      : CUnknown(NAME("filter enumerator"), nullptr), filters_(std::move(filters)), at_(at) {}
-
-  DECLARE_IUNKNOWN
-  HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override {
-    if (riid == IID_IEnumFilters) return GetInterface(static_cast<IEnumFilters*>(this), ppv);
-    return CUnknown::NonDelegatingQueryInterface(riid, ppv);
-  }
-
-  HRESULT Next(ULONG count, IBaseFilter** filters, ULONG* fetched) override {
-    if (filters == nullptr) return E_POINTER;
-    if (fetched == nullptr && count > 1) return E_INVALIDARG;
-    ULONG given = 0;
-    for (; given < count && at_ < filters_.size(); ++given, ++at_) {
-      filters[given] = filters_[at_].get();
-      filters[given]->AddRef();
-    }
-    if (fetched != nullptr) *fetched = given;
-    return given == count ? S_OK : S_FALSE;
-  }
-  HRESULT Skip(ULONG count) override {
-    const size_t left = filters_.size() - at_;
-    at_ += std::min<size_t>(count, left);
-    return count <= left ? S_OK : S_FALSE;
-  }
-  HRESULT Reset() override {
-    at_ = 0;
-    return S_OK;
-  }
-  HRESULT Clone(IEnumFilters** enumerator) override {
-    if (enumerator == nullptr) return E_POINTER;
-    return or_out_of_memory([&] {
-      *enumerator = new FilterEnumerator(filters_, at_);
-      (*enumerator)->AddRef();
-      return S_OK;
-    });
-  }
-
- private:
-  std::vector<ComPtr<IBaseFilter>> filters_;
-  size_t at_;
-};
-
-}  // namespace
 
 FilterGraph::FilterGraph() : CUnknown(NAME("filter graph"), nullptr) {}
 
@@ -75,16 +26,16 @@ HRESULT FilterGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
 
 HRESULT FilterGraph::add(IBaseFilter& filter, LPCWSTR name) {
   entries_.reserve(entries_.size() + 1);  // a filter that has joined is never lost
-  std::u16string wanted = name != nullptr ? name : u"";
-  std::u16string unique = wanted;
+  std::u16string requested = name != nullptr ? name : u"";
+  std::u16string unique = requested;
   const auto taken = [&](const Entry& entry) { return entry.name == unique; };
   for (int number = 1; std::any_of(entries_.begin(), entries_.end(), taken); ++number) {
     const std::string digits = std::to_string(number);
-    unique = wanted + u" " + std::u16string(digits.begin(), digits.end());
+    unique = requested + u" " + std::u16string(digits.begin(), digits.end());
   }
   const HRESULT hr = filter.JoinFilterGraph(this, unique.c_str());
   if (FAILED(hr)) return hr;
-  const bool renamed = unique != wanted;
+  const bool renamed = unique != requested;
   entries_.push_back({ComPtr<IBaseFilter>(&filter), std::move(unique)});
   return renamed ? VFW_S_DUPLICATE_NAME : S_OK;
 }
@@ -99,27 +50,12 @@ HRESULT FilterGraph::RemoveFilter(IBaseFilter* filter) {
   return S_OK;
 }
 
-HRESULT FilterGraph::EnumFilters(IEnumFilters** enumerator) {
-  if (enumerator == nullptr) return E_POINTER;
-  return or_out_of_memory([&] {
-    std::vector<ComPtr<IBaseFilter>> filters;
-    for (const Entry& entry : entries_) filters.push_back(entry.filter);
-    *enumerator = new FilterEnumerator(std::move(filters), 0);
-    (*enumerator)->AddRef();
-    return S_OK;
-  });
+HRESULT FilterGraph::EnumFilters(IEnumFilters** /*enumerator*/) {
+  return E_NOTIMPL;
 }
 
-HRESULT FilterGraph::FindFilterByName(LPCWSTR name, IBaseFilter** filter) {
-  if (name == nullptr || filter == nullptr) return E_POINTER;
-  *filter = nullptr;
-  for (const Entry& entry : entries_) {
-    if (entry.name != name) continue;
-    *filter = entry.filter.get();
-    (*filter)->AddRef();
-    return S_OK;
-  }
-  return VFW_E_NOT_FOUND;
+HRESULT FilterGraph::FindFilterByName(LPCWSTR /*name*/, IBaseFilter** /*filter*/) {
+  return E_NOTIMPL;
 }
 
 HRESULT FilterGraph::ConnectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) {

@@ -35,6 +35,7 @@ class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEve
 
   HRESULT AddFilter(IBaseFilter* filter, LPCWSTR name) override;
   HRESULT RemoveFilter(IBaseFilter* filter) override;
+  // Nobody in this graph searches for other filters.
   HRESULT EnumFilters(IEnumFilters** enumerator) override;
   HRESULT FindFilterByName(LPCWSTR name, IBaseFilter** filter) override;
   HRESULT ConnectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) override;

@@ -80,7 +80,7 @@ std::optional<CLSID> registered_class(const std::string& file, Messages& message
 }  // namespace
 
 std::string own_module_path() {
-  if (const char* named = named_module()) return named;
+  if (const char* named = named_module(); named != nullptr) return named;
   const std::filesystem::path folder = program_folder();
   std::error_code code;
   const std::filesystem::path installed = folder / "../lib/zdr" / kModuleName;

@@ -17,9 +17,7 @@ std::string own_module_path();
 
 // Creates a filter for the file, from the first of these:
 // 1. the module that ZDR_MODULE names, if it is set; a failure is final,
-// 2. the module registered for the class that is the registry's "Source Filter" of the file's extension; a
-// failure is
-//    noted,
+// 2. the module that is registered for the "Source Filter" of the file's extension; a failure is noted,
 // 3. the module of this program, or, if that file is missing, the module registered for its class.
 // Null with `hr` set if that fails.
 com::ComPtr<IBaseFilter> create_source_filter(const std::string& file, Messages& messages, HRESULT& hr);

@@ -22,7 +22,7 @@ class PinConsumer : public SampleConsumer {
   const CMediaType& type() const { return type_; }
   bool is_audio() const { return type_.majortype == MEDIATYPE_Audio; }
 
-  void new_segment(REFERENCE_TIME start, REFERENCE_TIME stop) final;
+  void new_segment(REFERENCE_TIME start, REFERENCE_TIME /*stop*/) final { segment_start_ = start; }
 
   const std::string& pin_name() const { return pin_name_; }
   uint64_t total_bytes() const { return total_bytes_; }
@@ -30,7 +30,11 @@ class PinConsumer : public SampleConsumer {
 
  protected:
   // Nothing for a sample without a buffer.
-  static std::optional<Bytes> bytes_of(IMediaSample& sample);
+  static std::optional<Bytes> bytes_of(IMediaSample& sample) {
+    BYTE* data = nullptr;
+    if (sample.GetPointer(&data) != S_OK) return std::nullopt;
+    return Bytes(data, static_cast<size_t>(sample.GetActualDataLength()));
+  }
   void count(uint64_t bytes) { total_bytes_ += bytes; }
   // False if the stream has delivered more than the file holds. This ends the run.
   bool is_within_limit() { return guard_.allows(total_bytes_); }

@@ -11,7 +11,6 @@
 #include "host/exit_code.h"
 #include "host/graph/filter_graph.h"
 #include "host/graph/media_sink.h"
-#include "host/graph/play_range.h"
 #include "host/inspect/diagnosis.h"
 #include "host/messages.h"
 #include "platform/com/com_ptr.h"
@@ -25,6 +24,13 @@ struct PinEntry {
 
   // By the offered type, or by the name of a pin that offers none.
   bool is_audio() const;
+};
+
+// The part of a file to play, in 100 ns units.
+struct PlayRange {
+  int64_t start = 0;
+  int64_t stop = -1;     // -1: the end of the file
+  bool is_whole = true;  // neither end is limited
 };
 
 class SourcePlayer {

@@ -9,12 +9,14 @@ namespace zdr::host {
 namespace {
 
 std::string value_text(const FieldValue& value) {
-  if (const auto* plain = std::get_if<std::string>(&value)) return printable(*plain);
-  if (const auto* text = std::get_if<TextValue>(&value)) return printable(text->utf8);
+  const auto* plain = std::get_if<std::string>(&value);
+  if (plain != nullptr) return printable(*plain);
+  const auto* text = std::get_if<TextValue>(&value);
+  if (text != nullptr) return printable(text->utf8);
   const auto* list = std::get_if<std::vector<TextValue>>(&value);
   if (list == nullptr) return number_text(value);
   std::string joined;
-  for (const TextValue& text : *list) joined.append(joined.empty() ? "" : ", ").append(printable(text.utf8));
+  for (const TextValue& item : *list) joined.append(joined.empty() ? "" : ", ").append(printable(item.utf8));
   return joined;
 }
 

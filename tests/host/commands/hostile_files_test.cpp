@@ -1,7 +1,7 @@
 // Damaged files through the whole system: commands, graph, filter, parser. Whatever a file claims, a run ends
-// soon, with the exit code of its kind, a line that says why, and outputs that agree with both.
+// soon, with the exit code of its kind, a line that gives the reason, and outputs that agree with both.
 //
-// ZDR_HOSTILE_RUNS sets how many files are tried and ZDR_HOSTILE_SEED the damage.
+// ZDR_HOSTILE_RUNS sets the number of files and ZDR_HOSTILE_SEED the damage.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,14 +14,14 @@
 #include "mediakit/files/temp_folder.h"
 #include "platform/win32/session.h"
 
-namespace zdr::host {
+namespace zdr::test {
 namespace {
 
-using test::Bytes;
+using host::ExitCode;
 
 constexpr size_t kSmallBytes = 65536;
 
-// Sanitizers slow a run down, by factors that are theirs; elsewhere a small file has a tenth of a second.
+// For a small file. Sanitizers slow a run down by large factors.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(NDEBUG)
 constexpr double kLimitMs = 5000;
 #else
@@ -44,7 +44,7 @@ std::vector<Seed> seeds() {
   for (const auto& entry : std::filesystem::directory_iterator(ZDR_SAMPLES_DIR)) {
     const std::string extension = entry.path().extension();
     if (extension == ".sh") continue;
-    const std::string content = tests::read_file(entry.path());
+    const std::string content = read_file(entry.path());
     Bytes bytes(content.begin(), content.end());
     list.push_back({entry.path().filename(), bytes});
     if (bytes.size() > kSmallBytes && content.find("moov") < content.find("mdat")) {
@@ -56,7 +56,7 @@ std::vector<Seed> seeds() {
   return list;
 }
 
-// Of all threads: a busy machine must not fail the test, an endless loop must.
+// CPU time of all threads, which fails the test for an endless loop but not for a busy machine.
 double cpu_ms() {
   timespec now{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
@@ -72,33 +72,32 @@ struct Outcome {
 
 Outcome run_command(const std::string& command, const std::filesystem::path& file,
                     const std::filesystem::path& output) {
-  Options options;
-  options.command = command;
+  host::Options options;
   options.files = {file.string()};
   options.output = output.string();
   std::ostringstream out;
   testing::internal::CaptureStderr();
   const double begun = cpu_ms();
   Outcome run{};
-  if (command == "play") run.code = run_play(options, out);
-  if (command == "info") run.code = run_info(options, out);
-  if (command == "samples") run.code = run_samples(options, out);
+  if (command == "play") run.code = host::run_play(options, out);
+  if (command == "info") run.code = host::run_info(options, out);
+  if (command == "samples") run.code = host::run_samples(options, out);
   run.ms = cpu_ms() - begun;
   run.out = out.str();
   run.err = testing::internal::GetCapturedStderr();
   return run;
 }
 
-// What is wrong with a run; empty when nothing is.
+// What is wrong with a run; empty if nothing is.
 std::string objection(const std::string& command, const Outcome& run, const std::filesystem::path& output) {
   const bool opened = run.code == ExitCode::kDone || run.code == ExitCode::kLoss;
   const bool refused = run.code == ExitCode::kCannotOpen || run.code == ExitCode::kNotSupported;
   if (!opened && !refused) return "exit code " + std::to_string(static_cast<int>(run.code));
-  if (run.code != ExitCode::kDone && run.err.empty()) return "no word about the failure";
+  if (run.code != ExitCode::kDone && run.err.empty()) return "no message about the failure";
   if (command == "info") return {};
   std::istringstream lines(run.err);
   for (std::string line; std::getline(lines, line);) {
-    if (line.rfind("zdr: ", 0) != 0) return "a line that is no message: " + line;
+    if (!line.starts_with("zdr: ")) return "a line that is not a message: " + line;
   }
   if (command != "play") return {};
   bool partial = false;
@@ -111,11 +110,11 @@ std::string objection(const std::string& command, const Outcome& run, const std:
   return {};
 }
 
-TEST(HostileFiles, EndSoonWithTheRightCodeAndAWord) {
+TEST(HostileFiles, EndSoonWithTheCodeOfTheirKindAndAMessage) {
   ASSERT_TRUE(platform::set_private_session());
   const std::vector<Seed> originals = seeds();
-  test::Mutator mutator(setting("ZDR_HOSTILE_SEED", 1));
-  const tests::TempFolder folder;
+  Mutator mutator(setting("ZDR_HOSTILE_SEED", 1));
+  const TempFolder folder;
   const char* const commands[] = {"play", "samples", "info"};
   size_t counts[256] = {};  // by exit code
   for (uint32_t i = setting("ZDR_HOSTILE_RUNS", 400); i > 0; --i) {
@@ -124,7 +123,7 @@ TEST(HostileFiles, EndSoonWithTheRightCodeAndAWord) {
     const std::string command = commands[mutator.below(3)];
     const std::filesystem::path file = folder / seed.name;
     const std::filesystem::path output = folder / "out";
-    tests::write_file(file, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    write_file(file, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     std::filesystem::create_directory(output);
     const Outcome run = run_command(command, file, output);
     ++counts[static_cast<uint8_t>(run.code)];
@@ -143,4 +142,4 @@ TEST(HostileFiles, EndSoonWithTheRightCodeAndAWord) {
 }
 
 }  // namespace
-}  // namespace zdr::host
+}  // namespace zdr::test

@@ -13,13 +13,15 @@
 #include "platform/com/registry_key.h"
 #include "tests/support/registry_file.h"
 
-namespace zdr::host {
+namespace zdr::test {
 namespace {
+
+using host::ExitCode;
 
 constexpr const char16_t* kSource3gp = u"Media Type\\Extensions\\.3gp";
 
 bool is_mapped(const std::filesystem::path& module) {
-  return tests::read_file("/proc/self/maps").find(module.string()) != std::string::npos;
+  return read_file("/proc/self/maps").find(module.string()) != std::string::npos;
 }
 
 class RegistryCommands : public testing::Test {
@@ -31,30 +33,31 @@ class RegistryCommands : public testing::Test {
   }
   ~RegistryCommands() override { testing::internal::GetCapturedStderr(); }
 
-  // Registers a copy of the module, which is then the registered one and not that beside the program.
+  // Registers a copy of the module, so that the registered one is not that beside the program.
   std::filesystem::path register_copy() {
     const std::filesystem::path copy = folder_ / "Registered.so";
     std::filesystem::copy_file(ZDR_MODULE_FILE, copy);
     setenv("ZDR_MODULE", copy.c_str(), 1);
-    EXPECT_EQ(run_register(options_), ExitCode::kDone);
+    EXPECT_EQ(host::run_register(options_, out_), ExitCode::kDone);
     unsetenv("ZDR_MODULE");
     CoFreeUnusedLibraries();
     EXPECT_FALSE(is_mapped(copy));
     return copy;
   }
 
-  // Whether a filter for the file can be made, and from the module.
+  // True if a filter for the file can be created and comes from the module.
   bool comes_from(const std::filesystem::path& module, const char* file) {
     HRESULT hr = S_OK;
-    const com::ComPtr<IBaseFilter> filter = create_source_filter(file, messages_, hr);
+    const com::ComPtr<IBaseFilter> filter = host::create_source_filter(file, messages_, hr);
     EXPECT_EQ(hr, S_OK) << file;
     return filter && is_mapped(module);
   }
 
   tests::RegistryFile registry_;
-  tests::TempFolder folder_;
-  Options options_;
-  Messages messages_{true};
+  TempFolder folder_;
+  std::ostringstream out_;
+  host::Options options_;
+  host::Messages messages_{true};
 };
 
 TEST_F(RegistryCommands, FiltersComeFromTheRegisteredModule) {
@@ -65,14 +68,14 @@ TEST_F(RegistryCommands, FiltersComeFromTheRegisteredModule) {
   EXPECT_TRUE(messages_.take_notes().empty());
 
   setenv("ZDR_MODULE", copy.c_str(), 1);
-  EXPECT_EQ(run_unregister(options_), ExitCode::kDone);
+  EXPECT_EQ(host::run_unregister(options_, out_), ExitCode::kDone);
   unsetenv("ZDR_MODULE");
   EXPECT_FALSE(tests::RegistryFile::has_key(kSource3gp));
   CoFreeUnusedLibraries();
   EXPECT_FALSE(comes_from(copy, "clip.3gp"));
 }
 
-TEST_F(RegistryCommands, FaultyEntriesAreNotedAndPassedOver) {
+TEST_F(RegistryCommands, FaultyEntriesAreNotedAndIgnored) {
   const std::filesystem::path copy = register_copy();
   std::filesystem::remove(copy);
   EXPECT_TRUE(comes_from(ZDR_MODULE_FILE, "clip.3gp"));
@@ -95,38 +98,36 @@ TEST_F(RegistryCommands, FaultyEntriesAreNotedAndPassedOver) {
   EXPECT_NE(notes[0].find("[0x800703F1]"), std::string::npos) << notes[0];
 }
 
-TEST_F(RegistryCommands, FailuresTellWhatAndWhere) {
-  std::ostringstream out;
+TEST_F(RegistryCommands, FailuresNameTheFileAndTheReason) {
   const std::string damaged = "REGEDIT4\nwhat is this\n";
   registry_.write(damaged);
-  EXPECT_EQ(run_register(options_), ExitCode::kCannotOpen);
-  EXPECT_EQ(run_unregister(options_), ExitCode::kCannotOpen);
-  EXPECT_EQ(run_registry(options_, out), ExitCode::kCannotOpen);
+  EXPECT_EQ(host::run_register(options_, out_), ExitCode::kCannotOpen);
+  EXPECT_EQ(host::run_unregister(options_, out_), ExitCode::kCannotOpen);
+  EXPECT_EQ(host::run_registry(options_, out_), ExitCode::kCannotOpen);
   EXPECT_EQ(registry_.content(), damaged);
-  const std::string told = testing::internal::GetCapturedStderr();
-  EXPECT_NE(told.find("line 2: the registry cannot be read: neither a key nor a value [0x800703F1]"),
+  const std::string errors = testing::internal::GetCapturedStderr();
+  EXPECT_NE(errors.find("line 2: the registry cannot be read: neither a key nor a value [0x800703F1]"),
             std::string::npos)
-      << told;
+      << errors;
   testing::internal::CaptureStderr();
-  EXPECT_TRUE(out.str().empty());
+  EXPECT_TRUE(out_.str().empty());
 
   std::filesystem::remove(registry_.path());
   setenv("ZDR_REGISTRY", "/proc/no-such-folder/registry.reg", 1);
-  EXPECT_EQ(run_register(options_), ExitCode::kCannotWrite);
+  EXPECT_EQ(host::run_register(options_, out_), ExitCode::kCannotWrite);
   setenv("ZDR_MODULE", "/etc/passwd", 1);
-  EXPECT_EQ(run_register(options_), ExitCode::kCannotOpen);
+  EXPECT_EQ(host::run_register(options_, out_), ExitCode::kCannotOpen);
 }
 
-TEST_F(RegistryCommands, ShowTheRegistryAsItsTextAndAsJson) {
-  ASSERT_EQ(run_register(options_), ExitCode::kDone);
-  std::ostringstream text;
-  EXPECT_EQ(run_registry(options_, text), ExitCode::kDone);
-  EXPECT_EQ(text.str(), registry_.content());
+TEST_F(RegistryCommands, ShowTheRegistryAsTextAndAsJson) {
+  ASSERT_EQ(host::run_register(options_, out_), ExitCode::kDone);
+  EXPECT_EQ(host::run_registry(options_, out_), ExitCode::kDone);
+  EXPECT_EQ(out_.str(), registry_.content());
 
   options_.json = true;
-  std::ostringstream out;
-  EXPECT_EQ(run_registry(options_, out), ExitCode::kDone);
-  const auto json = nlohmann::json::parse(out.str());
+  out_.str("");
+  EXPECT_EQ(host::run_registry(options_, out_), ExitCode::kDone);
+  const auto json = nlohmann::json::parse(out_.str());
   EXPECT_EQ(json["schema"], 1);
   size_t values = 0;
   nlohmann::json player;
@@ -142,7 +143,7 @@ TEST_F(RegistryCommands, ShowTheRegistryAsItsTextAndAsJson) {
       (nlohmann::json{{"name", "Permissions"}, {"type", "REG_DWORD"}, {"number", 31}, {"hex", "1f000000"}}));
 }
 
-// The program alone in a folder has nothing but the registry to go by.
+// A copy of the program in an empty folder has only the registry.
 TEST_F(RegistryCommands, AProgramWithoutAModuleBesideItUsesTheRegisteredOne) {
   std::filesystem::copy_file(ZDR_PROGRAM_FILE, folder_ / "zdr");
   const auto exit_code = [&](const char* sample) {
@@ -157,4 +158,4 @@ TEST_F(RegistryCommands, AProgramWithoutAModuleBesideItUsesTheRegisteredOne) {
 }
 
 }  // namespace
-}  // namespace zdr::host
+}  // namespace zdr::test

@@ -1,44 +1,31 @@
-// AAC files through `zdr`: tags, cover and stream in `zdr info`, a WAVE file from `zdr play`, and why a file
-// is refused.
+// AAC files: tags, cover and stream in `zdr info`, a WAVE file from `zdr play`, and the reasons of refusals.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-
 #include "mediakit/aac/stream_builder.h"
 #include "mediakit/files/id3_builder.h"
-#include "mediakit/files/temp_folder.h"
-#include "tests/host/commands/zdr_process.h"
+#include "tests/host/commands/zdr_files.h"
 
-namespace zdr::host {
+namespace zdr::test {
 namespace {
 
 using aacf::test::adts_file;
-using aacf::test::adts_frame;
-using test::Bytes;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
-using tests::read_file;
-using tests::TempFolder;
 using namespace std::string_literals;
 
-void write(const TempFolder& folder, const char* name, const Bytes& bytes) {
-  tests::write_file(folder / name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-}
-
 Bytes tagged_file() {
-  const Bytes frames =
-      test::concat({test::v23_frame("TIT2", test::bytes_of("\0A\x1B[2Jsong"s)),
-                    test::v23_frame("TPE1", test::bytes_of("\1\xFF\xFE\x00\xD8s\0"s)),
-                    test::v23_frame("APIC", test::bytes_of("\0image/png\0\3\0\x89PNG\r\n\x1A\nxy"s))});
-  return test::concat({test::id3v2(3, 0, frames), adts_file(100, 400), test::id3v1("Old", "", "1999", 0xFF)});
+  const Bytes frames = concat({v23_frame("TIT2", bytes_of("\0A\x1B[2Jsong"s)),
+                               v23_frame("TPE1", bytes_of("\1\xFF\xFE\x00\xD8s\0"s)),
+                               v23_frame("APIC", bytes_of("\0image/png\0\3\0\x89PNG\r\n\x1A\nxy"s))});
+  return concat({id3v2(3, 0, frames), adts_file(100, 400), id3v1("Old", "", "1999", 0xFF)});
 }
 
-TEST(ZdrAac, InfoTellsStreamTagsAndCover) {
+TEST(ZdrAac, InfoShowsStreamTagsAndCover) {
   const TempFolder folder;
-  write(folder, "song.aac", tagged_file());
-  const ZdrResult words = run_zdr({"info", "song.aac", "--cover", "cover.png"}, folder.path());
+  write_bytes(folder, "song.aac", tagged_file());
+  const ZdrResult words = zdr("info song.aac --cover cover.png", folder);
   EXPECT_EQ(words.exit_code, 0) << words.err;
   EXPECT_THAT(words.out,
               AllOf(HasSubstr("duration 0:00:02.321"), HasSubstr("Audio1: "),
@@ -48,8 +35,8 @@ TEST(ZdrAac, InfoTellsStreamTagsAndCover) {
                     HasSubstr("cover (ID3v2.3): image PNG, bytes 10"), Not(HasSubstr("\x1B"))));
   EXPECT_EQ(read_file(folder / "cover.png"), "\x89PNG\r\n\x1A\nxy");
 
-  const ZdrResult result = run_zdr({"info", "--json", "song.aac"}, folder.path());
-  const auto json = nlohmann::json::parse(result.out);
+  const ZdrResult result = zdr("info --json song.aac", folder);
+  const auto json = parsed(result.out);
   EXPECT_EQ(json.at("stream").at("bitrate"), 136000);
   EXPECT_EQ(json.at("stream").at("bitrate_mode"), "estimated");
   EXPECT_EQ(json.at("stream").at("frames_scanned"), 99);
@@ -60,36 +47,36 @@ TEST(ZdrAac, InfoTellsStreamTagsAndCover) {
 
 TEST(ZdrAac, PlayWritesAWaveFileLargerThanTheFile) {
   const TempFolder folder;
-  write(folder, "song.aac", tagged_file());
-  const ZdrResult result = run_zdr({"play", "song.aac"}, folder.path());
+  write_bytes(folder, "song.aac", tagged_file());
+  const ZdrResult result = zdr("play song.aac", folder);
   EXPECT_EQ(result.exit_code, 0) << result.err;
   const std::string wave = read_file(folder / "song.Audio1.wav");
-  // A hundred frames are read, and the first read gives nothing.
+  // A hundred frames are read; the first read yields nothing.
   ASSERT_EQ(wave.size(), 44u + 99 * 4096);
   EXPECT_EQ(wave.substr(0, 4) + wave.substr(8, 8), "RIFFWAVEfmt ");
 }
 
-TEST(ZdrAac, TellsWhyAFileIsRefused) {
+TEST(ZdrAac, RefusalsHaveTheirReason) {
   const Bytes adts = adts_file(10, 400);
   Bytes main_profile = adts;
   main_profile[2] = static_cast<uint8_t>(main_profile[2] & 0x3F);
   Bytes six_channels = adts;
   six_channels[2] = static_cast<uint8_t>(six_channels[2] | 1);
   const std::tuple<const char*, Bytes, int> kCases[] = {
-      {"ends inside its ID3v2 tag [-1007]", test::id3v2(3, 0, adts, 100000), 1},
-      {"flags that are not defined [-1]", test::concat({test::id3v2(3, 0x10, Bytes(20, 0)), adts}), 1},
+      {"ends inside its ID3v2 tag [-1007]", id3v2(3, 0, adts, 100000), 1},
+      {"flags that are not defined [-1]", concat({id3v2(3, 0x10, Bytes(20, 0)), adts}), 1},
       {"the Main profile, which is not supported [-1]", main_profile, 4},
       {"channel configuration 6; at most two", six_channels, 4},
       {"the first frame of its ADTS stream", Bytes(adts.begin(), adts.begin() + 100), 1},
-      {"behind an ID3v2 tag only ADTS", test::concat({test::id3v2(4, 0, Bytes(20, 0)), Bytes(50, 'x')}), 4},
+      {"behind an ID3v2 tag only ADTS", concat({id3v2(4, 0, Bytes(20, 0)), Bytes(50, 'x')}), 4},
       {"none of ADTS, ADIF and an AAC configuration", Bytes(100, 'x'), 1},
-      // An object type that the decoder names on the console.
-      {"none of ADTS, ADIF and an AAC configuration", test::concat({{2, 0x0A, 0x10}, Bytes(20, 0xFF)}), 1},
+      // An object type that the decoder names on its console.
+      {"none of ADTS, ADIF and an AAC configuration", concat({{2, 0x0A, 0x10}, Bytes(20, 0xFF)}), 1},
   };
   const TempFolder folder;
   for (const auto& [what, content, exit_code] : kCases) {
-    write(folder, "bad.aac", content);
-    const ZdrResult result = run_zdr({"info", "bad.aac"}, folder.path());
+    write_bytes(folder, "bad.aac", content);
+    const ZdrResult result = zdr("info bad.aac", folder);
     EXPECT_EQ(result.exit_code, exit_code) << what;
     EXPECT_THAT(result.err, testing::MatchesRegex("zdr: [^\n]*\n"));
     EXPECT_THAT(result.err, HasSubstr(what));
@@ -97,4 +84,4 @@ TEST(ZdrAac, TellsWhyAFileIsRefused) {
 }
 
 }  // namespace
-}  // namespace zdr::host
+}  // namespace zdr::test

@@ -1,30 +1,20 @@
-// `zdr keyframe`: pictures held against the stream that `zdr play` writes of the same file. And what `zdr
-// info` says where a clip tells nothing.
+// `zdr keyframe`: pictures compared with the stream that `zdr play` writes of the same file.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
-#include "mediakit/boxes/movie_builder.h"
-#include "mediakit/files/temp_folder.h"
-#include "tests/host/commands/zdr_process.h"
+#include "tests/host/commands/zdr_files.h"
 
-namespace zdr::host {
+namespace zdr::test {
 namespace {
 
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
-using tests::read_file;
-using tests::TempFolder;
 
-std::string sample(const std::string& name) {
-  return ZDR_SAMPLES_DIR "/" + name;
-}
-
-// The stream begins with the configuration and its first picture, so every picture is a beginning of the
-// stream and, behind that, a part of it.
+// The stream begins with the configuration and the first picture. So a written picture begins as the stream
+// does, and the rest of it occurs in the stream.
 void expect_picture_of_stream(const std::string& picture, const std::string& stream, int index) {
   const auto common = std::mismatch(picture.begin(), picture.end(), stream.begin(), stream.end()).first;
   const std::string rest(common, picture.end());
@@ -32,7 +22,7 @@ void expect_picture_of_stream(const std::string& picture, const std::string& str
   EXPECT_NE(stream.find(rest), std::string::npos) << index;
 }
 
-TEST(ZdrKeyframe, WritesAPictureOfTheStreamBehindItsConfiguration) {
+TEST(ZdrKeyframe, WritesAPictureOfTheStreamAfterItsConfiguration) {
   const struct {
     std::string file;
     std::string extension;
@@ -48,12 +38,12 @@ TEST(ZdrKeyframe, WritesAPictureOfTheStreamBehindItsConfiguration) {
   for (const auto& each : kCases) {
     SCOPED_TRACE(each.file);
     const TempFolder folder;
-    const std::string path = sample(each.file + each.extension);
-    ASSERT_EQ(run_zdr({"play", path, "--only", "video", "-q"}, folder.path()).exit_code, 0);
+    const std::string file = "@" + each.file + each.extension;
+    ASSERT_EQ(zdr("play " + file + " --only video -q", folder).exit_code, 0);
     const auto written = std::filesystem::directory_iterator(folder.path())->path();
     const std::string stream = read_file(written);
     for (const int index : {1, each.last}) {
-      const ZdrResult result = run_zdr({"keyframe", path, std::to_string(index)}, folder.path());
+      const ZdrResult result = zdr("keyframe " + file + " " + std::to_string(index), folder);
       EXPECT_EQ(result.exit_code, 0);
       EXPECT_THAT(result.err, IsEmpty());
       const std::string name = each.file + ".keyframe" + std::to_string(index) + written.extension().string();
@@ -63,9 +53,8 @@ TEST(ZdrKeyframe, WritesAPictureOfTheStreamBehindItsConfiguration) {
       EXPECT_THAT(picture, HasSubstr(each.begin_of_frame));
       expect_picture_of_stream(picture, stream, index);
     }
-    tests::write_file(folder / "picture", "of an earlier run");
-    const auto report = nlohmann::json::parse(
-        run_zdr({"keyframe", path, "1", "-o", "picture", "--force", "--json"}, folder.path()).out);
+    write_file(folder / "picture", "of an earlier run");
+    const auto report = parsed(zdr("keyframe " + file + " 1 -o picture --force --json", folder).out);
     EXPECT_EQ(report.at("codec"), each.codec);
     EXPECT_EQ(report.at("index"), 1);
     EXPECT_GT(report.at("width"), report.at("height"));
@@ -74,28 +63,5 @@ TEST(ZdrKeyframe, WritesAPictureOfTheStreamBehindItsConfiguration) {
   }
 }
 
-TEST(ZdrInfo, WarnsOfAClipThatTellsNothingBesideTheNotesOfTheRun) {
-  const TempFolder folder;
-  test::TrackDescription unknown = test::avc_track(3);
-  unknown.sample_entries = {test::video_entry("hev1", 176, 144)};
-  const auto movie = test::build_movie({.tracks = {test::amr_track(20), unknown}}).bytes;
-  tests::write_file(folder / "half.mp4", {reinterpret_cast<const char*>(movie.data()), movie.size()});
-  tests::write_file(
-      folder / "registry.reg",
-      "Windows Registry Editor Version 5.00\r\n\r\n"
-      "[HKEY_CLASSES_ROOT\\Media Type\\Extensions\\.mp4]\r\n\"Source Filter\"=\"{no class}\"\r\n");
-  std::filesystem::permissions(folder / "registry.reg", std::filesystem::perms(0600));
-  ZdrSetup setup;
-  setup.arguments = {"info", "half.mp4", "--json"};
-  setup.folder = folder.path();
-  setup.environment = {"ZDR_REGISTRY=" + (folder / "registry.reg").string()};
-  const ZdrResult result = ZdrProcess(setup).finish();
-  std::string warnings;
-  const auto report = nlohmann::json::parse(result.out);
-  for (const auto& warning : report.at("warnings")) warnings += warning.get<std::string>() + "\n";
-  EXPECT_THAT(warnings, HasSubstr("the filter beside this program is used"));
-  EXPECT_THAT(warnings, HasSubstr("no clip information: its first video or audio track cannot be described"));
-}
-
 }  // namespace
-}  // namespace zdr::host
+}  // namespace zdr::test

@@ -1,3 +1,4 @@
+// Starts the program with fork and exec and collects its output in memory files.
 #include "tests/host/commands/zdr_process.h"
 
 #include <fcntl.h>
@@ -10,9 +11,10 @@
 
 #include <array>
 #include <csignal>
+#include <sstream>
 #include <stdexcept>
 
-namespace zdr::host {
+namespace zdr::test {
 namespace {
 
 constexpr int kPatienceMs = 60000;
@@ -93,9 +95,19 @@ ZdrResult ZdrProcess::finish() {
   return result;
 }
 
-ZdrResult run_zdr(std::vector<std::string> arguments, const std::filesystem::path& folder) {
+std::vector<std::string> words_of(const std::string& line) {
+  std::vector<std::string> words;
+  std::istringstream in(line);
+  for (std::string word; std::getline(in, word, ' ');) {
+    if (word.starts_with('@')) word = ZDR_SAMPLES_DIR "/" + word.substr(1);
+    words.push_back(word == "''" ? "" : word);
+  }
+  return words;
+}
+
+ZdrResult zdr(const std::string& line, const std::filesystem::path& folder) {
   ZdrSetup setup;
-  setup.arguments = std::move(arguments);
+  setup.arguments = words_of(line);
   setup.folder = folder;
   return ZdrProcess(std::move(setup)).finish();
 }
@@ -122,4 +134,4 @@ std::string read_until(int number, const std::string& until) {
   return text;
 }
 
-}  // namespace zdr::host
+}  // namespace zdr::test

@@ -1,4 +1,5 @@
-// Runs the built `zdr` as its users do: arguments, a working folder, files or a terminal as its streams.
+// Runs the built `zdr` as a user does: with arguments, a working folder, and files or a terminal as its
+// streams.
 #pragma once
 
 #include <sys/types.h>
@@ -7,24 +8,24 @@
 #include <string>
 #include <vector>
 
-namespace zdr::host {
+namespace zdr::test {
 
 struct ZdrSetup {
   std::vector<std::string> arguments;
   std::filesystem::path folder = ".";    // working folder
-  std::vector<std::string> environment;  // "NAME=value", beside what the test itself has
-  int out = -1;                          // standard output; -1: into a file that finish() reads
-  int err = -1;                          // standard error; likewise
+  std::vector<std::string> environment;  // "NAME=value", before the variables of the test
+  int out = -1;                          // standard output; -1: finish() returns it
+  int err = -1;                          // standard error; -1: finish() returns it
   unsigned long largest_file = 0;        // bytes that the process may write to one file; 0: no limit
 };
 
 struct ZdrResult {
   int exit_code = -1;  // minus the signal number when a signal ended it
-  std::string out;     // what went to the files
+  std::string out;     // if ZdrSetup::out is -1
   std::string err;
 };
 
-// A running zdr; it is ended and waited for when the object goes.
+// A running zdr. The destructor kills it.
 class ZdrProcess {
  public:
   explicit ZdrProcess(ZdrSetup setup);
@@ -33,7 +34,7 @@ class ZdrProcess {
   ZdrProcess& operator=(const ZdrProcess&) = delete;
 
   void send(int signal_number) const;
-  // Waits for the end, at most a minute: then the process is killed.
+  // Waits for the end and kills the process after a minute.
   ZdrResult finish();
 
  private:
@@ -42,7 +43,11 @@ class ZdrProcess {
   int err_;
 };
 
-ZdrResult run_zdr(std::vector<std::string> arguments, const std::filesystem::path& folder = ".");
+// The words of a command line, which blanks separate. '' is an empty word, and @NAME a file of samples/.
+std::vector<std::string> words_of(const std::string& line);
+
+// Runs zdr with these words as its arguments.
+ZdrResult zdr(const std::string& line, const std::filesystem::path& folder = ".");
 
 // A file descriptor that closes itself.
 class OpenFile {
@@ -58,7 +63,7 @@ class OpenFile {
   int number_;
 };
 
-// Reads until the other end closes, or (when `until` is not empty) until that text has come.
+// Reads until the other end closes, or until the text ends with `until` if that is not empty.
 std::string read_until(int number, const std::string& until = "");
 
-}  // namespace zdr::host
+}  // namespace zdr::test

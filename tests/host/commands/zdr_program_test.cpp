@@ -1,4 +1,4 @@
-// The built program as its users meet it: files, exit codes, messages, signals, pipes and terminals.
+// The built program from outside: files, exit codes, messages, signals, pipes and terminals.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,10 +11,9 @@
 #include <set>
 #include <sstream>
 
-#include "mediakit/files/temp_folder.h"
-#include "tests/host/commands/zdr_process.h"
+#include "tests/host/commands/zdr_files.h"
 
-namespace zdr::host {
+namespace zdr::test {
 namespace {
 
 using testing::AllOf;
@@ -25,12 +24,9 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
-using tests::read_file;
-using tests::TempFolder;
-using tests::write_file;
 
-const std::string kTwoPins = ZDR_SAMPLES_DIR "/h263-amr.3gp";  // movie box behind the media
-const std::string kMovieFirst = ZDR_SAMPLES_DIR "/moov-first.3gp";
+const std::string kTwoPins = sample_path("h263-amr.3gp");  // movie box after the media
+const std::string kMovieFirst = sample_path("moov-first.3gp");
 constexpr const char* kLeftOut =  // of both
     "the audio track's edit list is not applied: priming of 50/8000 s is not trimmed";
 constexpr const char* kAudioName = "h263-amr.Audio0.amr";
@@ -50,14 +46,14 @@ size_t lines_of(const std::string& text) {
   return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-// A pipe in the place where the video goes: the program stops in the middle of the play once the pipe is
-// full, which the stream (90 KB) is sure to make it, and goes on when it is read.
+// A pipe at the path of the partial video file. The program blocks in the middle of the play once the pipe is
+// full, which the stream of 90 KB is sure to make it, until the pipe is read.
 class SlowVideo {
  public:
   explicit SlowVideo(const TempFolder& folder) : path_(folder / (std::string(kVideoName) + ".part")) {
     EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
   }
-  // Waits until the program has begun to write. What it wrote comes from `drain`.
+  // Waits until the program has begun to write. Call drain() to let it go on.
   void wait_for_begin() {
     reader_ = std::make_unique<OpenFile>(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
     char first = 0;
@@ -70,9 +66,29 @@ class SlowVideo {
   std::unique_ptr<OpenFile> reader_;
 };
 
+// A terminal that a program can have as its standard error.
+class Terminal {
+ public:
+  Terminal() {
+    int screen = -1;
+    int line = -1;
+    EXPECT_EQ(openpty(&screen, &line, nullptr, nullptr, nullptr), 0);
+    screen_ = std::make_unique<OpenFile>(screen);
+    line_ = std::make_unique<OpenFile>(line);
+  }
+  int line() const { return line_->number(); }
+  // Leaves the line to the programs that have it, so that the screen ends with them.
+  void close_line() { line_->close(); }
+  std::string read_until(const std::string& text = "") { return test::read_until(screen_->number(), text); }
+
+ private:
+  std::unique_ptr<OpenFile> screen_;
+  std::unique_ptr<OpenFile> line_;
+};
+
 TEST(ZdrPlay, WritesEachStreamAndNamesItOnStandardOutputAlone) {
   const TempFolder folder;
-  const ZdrResult result = run_zdr({"play", kTwoPins, "-o", "new/folder"}, folder.path());
+  const ZdrResult result = zdr("play @h263-amr.3gp -o new/folder", folder);
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(result.err, "zdr: " + kTwoPins + ": " + kLeftOut + "\n");
   EXPECT_EQ(result.out,
@@ -82,17 +98,7 @@ TEST(ZdrPlay, WritesEachStreamAndNamesItOnStandardOutputAlone) {
   EXPECT_EQ(read_file(folder / "new/folder/h263-amr.Audio0.amr").substr(0, 6), "#!AMR\n");
 }
 
-TEST(ZdrPlay, DecodesAacOnDemand) {
-  const TempFolder folder;
-  const ZdrResult result =
-      run_zdr({"play", "--decode", "--only", "audio", ZDR_SAMPLES_DIR "/avc-aac.mp4"}, folder.path());
-  EXPECT_EQ(result.exit_code, 0);
-  // 174 units of two channels.
-  EXPECT_EQ(result.out, "avc-aac.Audio0.wav: 18 samples, 712748 bytes\n");
-  EXPECT_EQ(read_file(folder / "avc-aac.Audio0.wav").substr(0, 4), "RIFF");
-}
-
-// Files that are wrong each in its own way, in the folder where the program runs.
+// One file for each kind of error.
 void make_bad_files(const TempFolder& folder) {
   const std::string movie_last = read_file(kTwoPins);
   const std::string movie_first = read_file(kMovieFirst);
@@ -111,75 +117,68 @@ void make_bad_files(const TempFolder& folder) {
   EXPECT_EQ(mkfifo((folder / "pipe.mp4").c_str(), 0600), 0);
 }
 
-TEST(ZdrFails, WithOneLineAndItsExitCode) {
+TEST(ZdrErrors, AreOneLineAndAnExitCode) {
   const TempFolder folder;
   make_bad_files(folder);
-  // Arguments, exit code, pattern of the one line, without "zdr: " in front.
-  const std::tuple<std::vector<std::string>, int, std::string> kCases[] = {
-      {{"play", "gone.mp4"}, 1, "gone.mp4: no such file \\[0x80040216\\]"},
-      {{"info", "a\nb\x1b[2J.mp4"}, 1, "a\\\\x0ab\\\\x1b\\[2J.mp4: no such file .*"},
-      {{"info", "link.mp4"}, 1, "link.mp4: no such file .*"},
-      {{"play", "folder.mp4"}, 1, "folder.mp4: is a folder .*"},
-      {{"samples", "pipe.mp4"}, 1, "pipe.mp4: is a pipe or a device, which cannot be sought"},
-      {{"play", "empty.mp4"}, 1, "empty.mp4: damaged: no movie box .* \\[-7033\\]"},
-      {{"samples", "front.3gp"}, 1, "front.3gp: damaged: no movie box .*"},
-      {{"info", "wrong-size.3gp"},
-       1,
+  // Arguments, exit code, and the pattern of the one line after "zdr: ".
+  const std::tuple<std::string, int, std::string> kCases[] = {
+      {"play gone.mp4", 1, "gone.mp4: no such file \\[0x80040216\\]"},
+      {"info a\nb\x1b[2J.mp4", 1, "a\\\\x0ab\\\\x1b\\[2J.mp4: no such file .*"},
+      {"info link.mp4", 1, "link.mp4: no such file .*"},
+      {"play folder.mp4", 1, "folder.mp4: is a folder .*"},
+      {"samples pipe.mp4", 1, "pipe.mp4: is a pipe or a device, which cannot be sought"},
+      {"play empty.mp4", 1, "empty.mp4: damaged: no movie box .* \\[-7033\\]"},
+      {"samples front.3gp", 1, "front.3gp: damaged: no movie box .*"},
+      {"info wrong-size.3gp", 1,
        "wrong-size.3gp: moov/trak.*tkhd.* at offset [0-9]+, size 3: damaged: .* \\[-7017\\]"},
-      {{"play", "notes.txt"}, 4, "notes.txt: unknown extension .*"},
-      {{"play", ZDR_SAMPLES_DIR "/avc-bframes.mp4", "--only", "audio", "-q"},
-       4,
-       ".*: no stream that can be played"},
-      {{}, 2, ".*--help.*"},
-      {{"fly", "a.mp4"}, 2, "'fly' is no command .*"},
-      {{"play"}, 2, "file is required .*"},
-      {{"info", ""}, 2, ".*a file name is empty.*"},
-      {{"play", "a.mp4", "-o", ""}, 2, "--output: its value is empty .*"},
-      {{"play", "a.mp4", "--slowly"}, 2, ".*--slowly.*"},
-      {{"play", "a.mp4", "--start", "soon"}, 2, "--start: 'soon' is not a time .*"},
-      {{"play", "a.mp4", "--only", "text"}, 2, "--only: text not in .*"},
-      {{"samples", "a.mp4", "--force"}, 2, ".*--force.*"},
-      {{"samples", "a.mp4", "b.mp4"}, 2, ".*b.mp4.*"},
-      {{"completion", "tcsh"}, 2, ".*tcsh.*"},
-      {{"play", "-"}, 2, ".*standard input cannot be sought.*"},
-      {{"play", kTwoPins, "-o", "notes.txt/x"}, 5, "notes.txt/x: is not a folder .*"},
-      {{"keyframe", "gone.mp4", "1"}, 1, "gone.mp4: no such file .*"},
-      {{"keyframe", "endless.amr", "1"}, 1, "endless.amr: is a pipe or a device.*"},
-      {{"keyframe", "pipe.mp4", "1"}, 1, "pipe.mp4: is a pipe or a device.*"},
-      {{"keyframe", "\xFF.mp4", "1"}, 1, ".*the name is not UTF-8.*"},
-      {{"keyframe", "notes.txt", "1"}, 4, "notes.txt: unknown extension .*"},
-      {{"keyframe", ZDR_SAMPLES_DIR "/amr-nb.amr", "1"}, 4, ".*no video of which pictures can be written.*"},
-      {{"keyframe", kTwoPins, "0"}, 2, ".*--help.*"},
-      {{"keyframe", kTwoPins, "1", "-o", "notes.txt"}, 5, ".*notes.txt: exists already.*"},
-      {{"keyframe", kTwoPins, "1", "-o", "no/folder"}, 5, ".*no/folder.*"},
-      {{"keyframe", kTwoPins, "1", "-o", "pipe.mp4", "--force"},
-       5,
-       ".*pipe.mp4: is no regular file, so it .*"},
-      {{"boxes", "gone.mp4"}, 1, "gone.mp4: no such file.*"},
-      {{"boxes", "."}, 1, ".*: is a folder.*"},
-      {{"boxes", "empty.mp4"}, 1, "empty.mp4: .*no movie box found.*"},
-      {{"boxes", "song.aac"}, 4, "song.aac: .*not an ISO media file.*"},
-      {{"play", "cut.3gp", "--only", "video", "-q"},
-       3,
+      {"play notes.txt", 4, "notes.txt: unknown extension .*"},
+      {"play @avc-bframes.mp4 --only audio -q", 4, ".*: no stream that can be played"},
+      {"", 2, ".*--help.*"},
+      {"fly a.mp4", 2, "'fly' is no command .*"},
+      {"play", 2, "file is required .*"},
+      {"info ''", 2, ".*a file name is empty.*"},
+      {"play a.mp4 -o ''", 2, "--output: its value is empty .*"},
+      {"play a.mp4 --slowly", 2, ".*--slowly.*"},
+      {"play a.mp4 --start soon", 2, "--start: 'soon' is not a time .*"},
+      {"play a.mp4 --only text", 2, "--only: text not in .*"},
+      {"samples a.mp4 --force", 2, ".*--force.*"},
+      {"samples a.mp4 b.mp4", 2, ".*b.mp4.*"},
+      {"completion tcsh", 2, ".*tcsh.*"},
+      {"play -", 2, ".*standard input cannot be sought.*"},
+      {"play @h263-amr.3gp -o notes.txt/x", 5, "notes.txt/x: is not a folder .*"},
+      {"keyframe gone.mp4 1", 1, "gone.mp4: no such file .*"},
+      {"keyframe endless.amr 1", 1, "endless.amr: is a pipe or a device.*"},
+      {"keyframe pipe.mp4 1", 1, "pipe.mp4: is a pipe or a device.*"},
+      {"keyframe \xFF.mp4 1", 1, ".*the name is not UTF-8.*"},
+      {"keyframe notes.txt 1", 4, "notes.txt: unknown extension .*"},
+      {"keyframe @amr-nb.amr 1", 4, ".*no video of which pictures can be written.*"},
+      {"keyframe @h263-amr.3gp 0", 2, ".*--help.*"},
+      {"keyframe @h263-amr.3gp 1 -o notes.txt", 5, ".*notes.txt: exists already.*"},
+      {"keyframe @h263-amr.3gp 1 -o no/folder", 5, ".*no/folder.*"},
+      {"keyframe @h263-amr.3gp 1 -o pipe.mp4 --force", 5, ".*pipe.mp4: is no regular file, so it .*"},
+      {"boxes gone.mp4", 1, "gone.mp4: no such file.*"},
+      {"boxes .", 1, ".*: is a folder.*"},
+      {"boxes empty.mp4", 1, "empty.mp4: .*no movie box found.*"},
+      {"boxes song.aac", 4, "song.aac: .*not an ISO media file.*"},
+      {"play cut.3gp --only video -q", 3,
        "cut.3gp: Video0: cut off: only [0-9]+ of [0-9]+ access units are in the file"},
-      {{"play", "cut.3gp", "--only", "video", "--strict", "-o", "o", "-q"}, 1, ".*cut off.*"},
+      {"play cut.3gp --only video --strict -o o -q", 1, ".*cut off.*"},
   };
-  for (const auto& [arguments, exit_code, message] : kCases) {
-    const ZdrResult result = run_zdr(arguments, folder.path());
+  for (const auto& [line, exit_code, message] : kCases) {
+    const ZdrResult result = zdr(line, folder);
     EXPECT_EQ(result.exit_code, exit_code) << message;
     EXPECT_THAT(result.err, MatchesRegex("zdr: " + message + "\n"));
     EXPECT_EQ(lines_of(result.err), 1u) << result.err;
-    // Of these there is something to tell all the same.
-    const bool tells =
-        message.find("cut off") != std::string::npos || (!arguments.empty() && arguments[0] == "boxes");
-    EXPECT_TRUE(result.out.empty() || tells) << result.out;
+    // These print results anyway.
+    const bool prints = message.find("cut off") != std::string::npos || line.starts_with("boxes");
+    EXPECT_TRUE(result.out.empty() || prints) << result.out;
   }
 }
 
-TEST(ZdrPlay, TellsTheWorstOfSeveralFilesAndPlaysTheRest) {
+TEST(ZdrPlay, ExitsWithTheWorstOfSeveralFilesAndPlaysTheRest) {
   const TempFolder folder;
   make_bad_files(folder);
-  const ZdrResult result = run_zdr({"play", "gone.mp4", "notes.txt", kTwoPins, "-q"}, folder.path());
+  const ZdrResult result = zdr("play gone.mp4 notes.txt @h263-amr.3gp -q", folder);
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(lines_of(result.err), 2u);
   EXPECT_TRUE(std::filesystem::exists(folder / kVideoName));
@@ -188,7 +187,7 @@ TEST(ZdrPlay, TellsTheWorstOfSeveralFilesAndPlaysTheRest) {
 TEST(ZdrPlay, KeepsAnExistingFileAndEndsTheOtherStream) {
   const TempFolder folder;
   write_file(folder / kAudioName, kOldContent);
-  const ZdrResult result = run_zdr({"play", kTwoPins, "-q"}, folder.path());
+  const ZdrResult result = zdr("play @h263-amr.3gp -q", folder);
   EXPECT_EQ(result.exit_code, 5);
   EXPECT_THAT(result.err, AllOf(HasSubstr(": Audio0: "), HasSubstr(kAudioName), HasSubstr("exists already")));
   EXPECT_EQ(lines_of(result.err), 1u);
@@ -196,7 +195,7 @@ TEST(ZdrPlay, KeepsAnExistingFileAndEndsTheOtherStream) {
   EXPECT_EQ(read_file(folder / kAudioName), kOldContent);
   EXPECT_THAT(names_in(folder.path()), ElementsAre(kAudioName, kVideoName));
 
-  EXPECT_EQ(run_zdr({"play", kTwoPins, "--force"}, folder.path()).exit_code, 0);
+  EXPECT_EQ(zdr("play @h263-amr.3gp --force", folder).exit_code, 0);
   EXPECT_EQ(std::filesystem::file_size(folder / kAudioName), 6438u);
 }
 
@@ -204,7 +203,7 @@ TEST(ZdrPlay, AFailedWriteLeavesTheOldFileAndThePartialOneOfThatPinAlone) {
   const TempFolder folder;
   write_file(folder / kVideoName, kOldContent);
   ZdrSetup setup;
-  setup.arguments = {"play", kTwoPins, "--force"};
+  setup.arguments = words_of("play @h263-amr.3gp --force");
   setup.folder = folder.path();
   setup.largest_file = 20000;
   const ZdrResult result = ZdrProcess(setup).finish();
@@ -222,7 +221,7 @@ TEST(ZdrPlay, InterruptKeepsWhatWasWrittenAndStartsNothingMore) {
     write_file(folder / kVideoName, kOldContent);
     SlowVideo video(folder);
     ZdrSetup setup;
-    setup.arguments = {"play", kTwoPins, kMovieFirst, "--force"};
+    setup.arguments = words_of("play @h263-amr.3gp @moov-first.3gp --force");
     setup.folder = folder.path();
     ZdrProcess process(setup);
     video.wait_for_begin();
@@ -246,40 +245,33 @@ TEST(ZdrPlay, ShowsProgressOnATerminalOnly) {
   SlowVideo quiet_video(quiet_folder);
   SlowVideo file_video(file_folder);
   SlowVideo video(folder);
-  int master = -1;
-  int terminal = -1;
-  int quiet_master = -1;
-  int quiet_terminal = -1;
-  ASSERT_EQ(openpty(&master, &terminal, nullptr, nullptr, nullptr), 0);
-  ASSERT_EQ(openpty(&quiet_master, &quiet_terminal, nullptr, nullptr, nullptr), 0);
-  const OpenFile screen(master);
-  const OpenFile quiet_screen(quiet_master);
-  OpenFile line(terminal);
-  OpenFile quiet_line(quiet_terminal);
-  // The two that must stay silent begin first, so that they run longer than the one that is seen to speak.
-  ZdrProcess quiet({{"play", kTwoPins, "-q"}, quiet_folder.path(), {}, -1, quiet_terminal, 0});
-  ZdrProcess to_file({{"play", kTwoPins}, file_folder.path(), {}, -1, -1, 0});
+  Terminal quiet_terminal;
+  Terminal terminal;
+  // The two that must stay silent start first, so that they run longer than the one that shows progress.
+  ZdrProcess quiet(
+      {words_of("play @h263-amr.3gp -q"), quiet_folder.path(), {}, -1, quiet_terminal.line(), 0});
+  ZdrProcess to_file({words_of("play @h263-amr.3gp"), file_folder.path(), {}, -1, -1, 0});
   quiet_video.wait_for_begin();
   file_video.wait_for_begin();
-  ZdrProcess shown({{"play", kTwoPins}, folder.path(), {}, -1, terminal, 0});
+  ZdrProcess shown({words_of("play @h263-amr.3gp"), folder.path(), {}, -1, terminal.line(), 0});
   video.wait_for_begin();
-  line.close();
-  quiet_line.close();
-  EXPECT_THAT(read_until(screen.number(), " left"),
+  terminal.close_line();
+  quiet_terminal.close_line();
+  EXPECT_THAT(terminal.read_until(" left"),
               MatchesRegex(".*\r\n\r\x1b\\[Kh263-amr.3gp: +[0-9]+% 0:00:0[0-9.]+ [0-9.]+x, 0:[0-9:.]+ left"));
   for (SlowVideo* each : {&video, &quiet_video, &file_video}) each->drain();
   EXPECT_EQ(shown.finish().exit_code, 0);
   EXPECT_EQ(quiet.finish().exit_code, 0);
   EXPECT_THAT(to_file.finish().err, Not(HasSubstr("\r")));
-  EXPECT_THAT(read_until(screen.number()), EndsWith("\r\x1b[K"));
-  EXPECT_THAT(read_until(quiet_screen.number()), IsEmpty());
+  EXPECT_THAT(terminal.read_until(), EndsWith("\r\x1b[K"));
+  EXPECT_THAT(quiet_terminal.read_until(), IsEmpty());
 }
 
 TEST(ZdrPlay, FilesOfOneNameDoNotReplaceEachOther) {
   const TempFolder folder;
   std::filesystem::create_directory(folder / "other");
   std::filesystem::copy_file(kMovieFirst, folder / "other/h263-amr.mp4");
-  const ZdrResult result = run_zdr({"play", kTwoPins, "other/h263-amr.mp4", "--force"}, folder.path());
+  const ZdrResult result = zdr("play @h263-amr.3gp other/h263-amr.mp4 --force", folder);
   EXPECT_EQ(result.exit_code, 5);
   EXPECT_THAT(result.err, HasSubstr("other/h263-amr.mp4: not played"));
   EXPECT_EQ(std::filesystem::file_size(folder / kAudioName), 6438u);
@@ -287,18 +279,14 @@ TEST(ZdrPlay, FilesOfOneNameDoNotReplaceEachOther) {
 
 TEST(ZdrOutput, ErrorsAreRedOnATerminalUnlessUnwanted) {
   for (const bool wanted : {true, false}) {
-    int master = -1;
-    int terminal = -1;
-    ASSERT_EQ(openpty(&master, &terminal, nullptr, nullptr, nullptr), 0);
-    const OpenFile screen(master);
-    OpenFile line(terminal);
+    Terminal terminal;
     ZdrSetup setup;
-    setup.arguments = {"info", "gone.mp4"};
+    setup.arguments = words_of("info gone.mp4");
     if (!wanted) setup.environment = {"NO_COLOR=1"};
-    setup.err = terminal;
+    setup.err = terminal.line();
     ZdrProcess process(setup);
-    line.close();
-    const std::string shown = read_until(screen.number());
+    terminal.close_line();
+    const std::string shown = terminal.read_until();
     EXPECT_EQ(process.finish().exit_code, 1);
     EXPECT_EQ(shown.find("\x1b[31m") != std::string::npos, wanted) << shown;
   }
@@ -306,18 +294,18 @@ TEST(ZdrOutput, ErrorsAreRedOnATerminalUnlessUnwanted) {
 
 TEST(ZdrOutput, UnwritableStandardOutputIsAFailure) {
   const OpenFile full(open("/dev/full", O_WRONLY | O_CLOEXEC));
-  for (const auto& arguments : std::vector<std::vector<std::string>>{
-           {"info", kTwoPins, "-q"}, {"samples", kTwoPins, "-q"}, {"--help"}, {"completion", "bash"}}) {
+  for (const char* line :
+       {"info @h263-amr.3gp -q", "samples @h263-amr.3gp -q", "--help", "completion bash"}) {
     ZdrSetup setup;
-    setup.arguments = arguments;
+    setup.arguments = words_of(line);
     setup.out = full.number();
     const ZdrResult result = ZdrProcess(setup).finish();
-    EXPECT_EQ(result.exit_code, 5) << arguments[0];
-    EXPECT_EQ(result.err, "zdr: standard output cannot be written\n") << arguments[0];
+    EXPECT_EQ(result.exit_code, 5) << line;
+    EXPECT_EQ(result.err, "zdr: standard output cannot be written\n") << line;
   }
 }
 
-TEST(ZdrOutput, ClosedStreamsAreNotTheFilesThatItWrites) {
+TEST(ZdrOutput, ClosedStandardStreamsDoNotBecomeOutputFiles) {
   const TempFolder folder;
   const std::string command = ZDR_PROGRAM " play " + kTwoPins + " gone.mp4 -o " + folder.path().string();
   EXPECT_EQ(WEXITSTATUS(std::system((command + " 0<&- 1>&- 2>&-").c_str())), 5);
@@ -325,21 +313,21 @@ TEST(ZdrOutput, ClosedStreamsAreNotTheFilesThatItWrites) {
   EXPECT_EQ(std::filesystem::file_size(folder / kVideoName), 91655u);
 }
 
-TEST(ZdrOutput, ReaderThatLeavesThePipeEndsTheProgramQuietly) {
+TEST(ZdrOutput, AClosedPipeEndsTheProgramWithoutAMessage) {
   int ends[2] = {-1, -1};
   ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
   OpenFile reader(ends[0]);
   const OpenFile writer(ends[1]);
   reader.close();
   ZdrSetup setup;
-  setup.arguments = {"samples", kTwoPins, "-q"};
+  setup.arguments = words_of("samples @h263-amr.3gp -q");
   setup.out = writer.number();
   const ZdrResult result = ZdrProcess(setup).finish();
   EXPECT_EQ(result.exit_code, 5);
   EXPECT_THAT(result.err, IsEmpty());
 }
 
-// The words that begin with two dashes, --help left out: everything has that.
+// The words that begin with two dashes, except --help, which every command has.
 std::set<std::string> long_options(const std::string& text) {
   std::set<std::string> found;
   for (size_t at = text.find("--"); at != std::string::npos; at = text.find("--", at + 2)) {
@@ -351,7 +339,7 @@ std::set<std::string> long_options(const std::string& text) {
   return found;
 }
 
-// The part of the man page about a command; hyphens as they are typed.
+// The section of the man page on a command, with plain hyphens.
 std::string man_section(const std::string& page, const std::string& command) {
   const size_t begin = page.find(".SS " + command + "\n");
   if (begin == std::string::npos) return {};
@@ -361,9 +349,9 @@ std::string man_section(const std::string& page, const std::string& command) {
   return section;
 }
 
-// What bash offers in the folder for the last of these words, each in <>.
+// What bash offers in the folder for the last of the words, each in <>.
 std::string bash_offers(const TempFolder& folder, const std::string& words) {
-  write_file(folder / "zdr.bash", run_zdr({"completion", "bash"}).out);
+  write_file(folder / "zdr.bash", zdr("completion bash").out);
   const std::string shell = "cd '" + folder.path().string() +
                             "' && bash -c 'source ./zdr.bash; COMP_WORDS=(zdr " + words +
                             "); COMP_CWORD=$((${#COMP_WORDS[@]}-1)); _zdr; "
@@ -374,28 +362,28 @@ std::string bash_offers(const TempFolder& folder, const std::string& words) {
   return offers;
 }
 
-TEST(ZdrDocuments, HelpManPageAndCompletionTellTheSameOptions) {
+TEST(ZdrDocuments, HelpManPageAndCompletionListTheSameOptions) {
   const TempFolder folder;
-  const std::string page = run_zdr({"man-page"}).out;
-  std::istringstream help(run_zdr({"--help"}).out);
+  const std::string page = zdr("man-page").out;
+  std::istringstream help(zdr("--help").out);
   size_t commands = 0;
   for (std::string line; std::getline(help, line);) {
-    // A row of the list of commands.
+    // Only rows of the list of commands.
     if (!line.starts_with("  ") || std::islower(line[2]) == 0) continue;
     const std::string command = line.substr(2, line.find(' ', 2) - 2);
-    const std::set<std::string> options = long_options(run_zdr({command, "--help"}).out);
+    const std::set<std::string> options = long_options(zdr(command + " --help").out);
     EXPECT_EQ(long_options(man_section(page, command)), options) << command;
     EXPECT_EQ(long_options(bash_offers(folder, command + " --")), options) << command;
     EXPECT_TRUE(command != "play" || options.contains("--output"));
     ++commands;
   }
   EXPECT_GE(commands, 4u);
-  // The others name all of them; fish leaves the dashes out.
-  for (const std::string& option : long_options(run_zdr({"completion", "bash"}).out)) {
-    EXPECT_THAT(run_zdr({"completion", "zsh"}).out, HasSubstr(option));
-    EXPECT_THAT(run_zdr({"completion", "fish"}).out, HasSubstr("-l " + option.substr(2)));
+  // The scripts of the other shells name all of them; fish does so without the dashes.
+  for (const std::string& option : long_options(zdr("completion bash").out)) {
+    EXPECT_THAT(zdr("completion zsh").out, HasSubstr(option));
+    EXPECT_THAT(zdr("completion fish").out, HasSubstr("-l " + option.substr(2)));
   }
-  EXPECT_THAT(run_zdr({"--version"}).out, StartsWith("zdr "));
+  EXPECT_THAT(zdr("--version").out, StartsWith("zdr "));
 }
 
 TEST(ZdrDocuments, BashCompletesShellsAndNamesWithBlanks) {
@@ -415,4 +403,4 @@ TEST(ZdrDocuments, BashCompletesShellsAndNamesWithBlanks) {
 }
 
 }  // namespace
-}  // namespace zdr::host
+}  // namespace zdr::test

@@ -1,31 +1,33 @@
-// What the libraries inside of the filter module would print.
+// Where the texts go that the libraries inside of the filter module would print.
 #include <gtest/gtest.h>
 
 #include "host/graph/module_loader.h"
+#include "host/wide_text.h"
 #include "mediakit/files/id3_builder.h"
 #include "mediakit/files/temp_folder.h"
 #include "tests/filters/debugger_texts.h"
 
-namespace zdr::host {
+namespace zdr::test {
 namespace {
 
-TEST(Console, OfTheModuleIsTheDebugger) {
-  const test::Bytes picture = test::bytes_of(std::string("\1image/png\0\3\0", 13));
-  // A raw stream of AAC Main behind its length byte, with the byte 0xFF that must follow.
-  const test::Bytes contents[] = {test::id3v2(3, 0, test::v23_frame("APIC", picture)),
-                                  test::concat({{2, 0x0A, 0x10}, test::Bytes(20, 0xFF)})};
-  const tests::TempFolder folder;
+TEST(Console, KeptTextsOfTheModuleGoToTheDebugger) {
+  const Bytes picture = bytes_of(std::string("\1image/png\0\3\0", 13));
+  // The second is a raw stream of AAC Main: the length of its configuration, the configuration, the byte
+  // 0xFF.
+  const Bytes contents[] = {id3v2(3, 0, v23_frame("APIC", picture)),
+                            concat({{2, 0x0A, 0x10}, Bytes(20, 0xFF)})};
+  const TempFolder folder;
   const std::string file = (folder / "clip.aac").string();
   const tests::DebuggerTexts debugger;
   testing::internal::CaptureStderr();
-  for (const test::Bytes& content : contents) {
-    tests::write_file(file, {reinterpret_cast<const char*>(content.data()), content.size()});
-    Messages messages(true);
+  for (const Bytes& content : contents) {
+    write_file(file, {reinterpret_cast<const char*>(content.data()), content.size()});
+    host::Messages messages(true);
     HRESULT hr = S_OK;
-    const com::ComPtr<IBaseFilter> filter = create_source_filter(file, messages, hr);
+    const com::ComPtr<IBaseFilter> filter = host::create_source_filter(file, messages, hr);
     com::ComPtr<IFileSourceFilter> loader;
     ASSERT_EQ(filter->QueryInterface(IID_IFileSourceFilter, loader.out_void()), S_OK);
-    EXPECT_EQ(loader->Load(to_wide(file).c_str(), nullptr), VFW_E_INVALID_FILE_FORMAT);
+    EXPECT_EQ(loader->Load(host::to_wide(file).c_str(), nullptr), VFW_E_INVALID_FILE_FORMAT);
   }
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(debugger.all(),
@@ -33,4 +35,4 @@ TEST(Console, OfTheModuleIsTheDebugger) {
 }
 
 }  // namespace
-}  // namespace zdr::host
+}  // namespace zdr::test

@@ -1,4 +1,4 @@
-// What the writers make of media samples: headers, framing, and what they do with damaged units.
+// What the writers make of media samples: headers, framing, and the treatment of damaged units.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,29 +7,36 @@
 #include <vector>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/aac_format.h"
 #include "host/commands/crc32.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
 #include "host/writers/video_writers.h"
+#include "host/writers/writer_choice.h"
 #include "mediakit/files/temp_folder.h"
 #include "tests/aacdec/test_decoder.h"
 
-namespace zdr::host {
+namespace zdr::test {
 namespace {
 
 using aacdec::test::AdtsFile;
+using host::AdtsWriter;
+using host::AnnexBWriter;
+using host::DecodedAacWriter;
+using host::kAacSizeTableBytes;
+using host::kAacUnitsPerSample;
 using Data = std::vector<uint8_t>;
 
-constexpr size_t kHeaderBytes = 44;  // of a WAVE file
+constexpr size_t kWaveHeaderBytes = 44;
 
 // Runs a writer over samples and returns the finished file.
-Data written(StreamWriter& writer, const std::vector<Data>& samples) {
-  const tests::TempFolder folder;
-  OutputFile file(folder / "out", false);
+Data written(host::StreamWriter& writer, const std::vector<Data>& samples) {
+  const TempFolder folder;
+  host::OutputFile file(folder / "out", false);
   EXPECT_TRUE(file.open() && writer.begin(file)) << file.error();
   for (const Data& sample : samples) EXPECT_TRUE(writer.write(file, sample));
   EXPECT_TRUE(writer.finish(file) && file.commit());
-  const std::string content = tests::read_file(folder / "out");
+  const std::string content = read_file(folder / "out");
   return {content.begin(), content.end()};
 }
 
@@ -39,9 +46,21 @@ Data joined(std::initializer_list<Data> parts) {
   return all;
 }
 
+// A media sample of up to ten access units: the units, then the table of their sizes.
+Data media_sample(const std::vector<Data>& units) {
+  Data sample;
+  Data table(kAacSizeTableBytes);
+  for (size_t i = 0; i < units.size(); ++i) {
+    sample.insert(sample.end(), units[i].begin(), units[i].end());
+    table[2 * i] = static_cast<uint8_t>(units[i].size());
+    table[2 * i + 1] = static_cast<uint8_t>(units[i].size() >> 8);
+  }
+  return joined({sample, table});
+}
+
 const Data kStart = {0, 0, 0, 1};
 
-TEST(AnnexBWriter, PutsParameterSetsInFrontAndReplacesLengths) {
+TEST(AnnexBWriter, WritesParameterSetsFirstAndReplacesLengths) {
   // Four-byte and two-byte lengths of the same two units.
   const std::pair<Data, Data> cases[] = {
       {{3, 0, 0, 2, 0x67, 1, 0, 1, 0x68}, {0, 0, 0, 2, 0x65, 9, 0, 0, 0, 1, 0x41}},
@@ -62,11 +81,15 @@ TEST(AnnexBWriter, CountsUnitsWhoseLengthRunsPastTheirAccessUnit) {
   EXPECT_EQ(writer.damaged_units(), 2u);
 }
 
-TEST(Mpeg4VisualWriter, ConfigurationEndsWhereTheFirstPictureBegins) {
+TEST(Mpeg4VisualWriter, ConfigurationEndsAtTheFirstPictureOrGroup) {
   const Data configuration = {0, 0, 1, 0xB0, 1, 0, 0, 1, 0x20, 5};
-  const Data picture = {0, 0, 1, 0xB6, 0x10};
-  Mpeg4VisualWriter writer(joined({configuration, picture}));
-  EXPECT_EQ(written(writer, {picture}), joined({configuration, picture}));
+  for (const Data& start : {Data{0, 0, 1, 0xB6}, Data{0, 0, 1, 0xB3}}) {
+    const Data sample = joined({start, {0x10}});
+    host::Mpeg4VisualWriter writer(joined({configuration, start}));
+    EXPECT_EQ(written(writer, {sample}), joined({configuration, sample}));
+  }
+  host::Mpeg4VisualWriter without_picture(configuration);
+  EXPECT_EQ(written(without_picture, {}), configuration);
 }
 
 TEST(AdtsWriter, SplitsBySizeTableAndSignalsTheCore) {
@@ -85,94 +108,114 @@ TEST(AdtsWriter, SplitsBySizeTableAndSignalsTheCore) {
   };
   for (const Case& c : cases) {
     AdtsWriter writer(c.config);
-    Data sample = {1, 2, 3, 4, 5, 6};
-    Data table(kAacSizeTableBytes, 0);
-    table[0] = table[2] = 3;
-    sample.insert(sample.end(), table.begin(), table.end());
-    EXPECT_EQ(written(writer, {sample}), joined({c.header, {1, 2, 3}, c.header, {4, 5, 6}}));
+    EXPECT_EQ(written(writer, {media_sample({{1, 2, 3}, {4, 5, 6}})}),
+              joined({c.header, {1, 2, 3}, c.header, {4, 5, 6}}));
     EXPECT_EQ(writer.damaged_units(), 0u);
   }
 }
 
 TEST(AdtsWriter, CountsWhatAdtsCannotExpress) {
-  Data table(kAacSizeTableBytes, 0);
-  table[0] = 200;  // more than the sample holds
-  AdtsWriter mismatched(Data{0x12, 0x10});
-  EXPECT_TRUE(written(mismatched, {table}).empty());
-  EXPECT_EQ(mismatched.damaged_units(), 1u);
-
-  Data oversized(8190 + kAacSizeTableBytes, 0);
-  oversized[8190] = 0xFE;
-  oversized[8191] = 0x1F;
-  AdtsWriter too_long(Data{0x12, 0x10});
-  EXPECT_TRUE(written(too_long, {oversized}).empty());
-  EXPECT_EQ(too_long.damaged_units(), 1u);
-
-  Data unit(3 + kAacSizeTableBytes, 0);
-  unit[3] = 3;
-  AdtsWriter at_44000(Data{0x17, 0x80, 0x55, 0xF0, 0x10});
-  EXPECT_TRUE(written(at_44000, {unit}).empty());
-  EXPECT_EQ(at_44000.damaged_units(), 1u);
+  const Data config = {0x12, 0x10};
+  Data mismatch = media_sample({{1, 2, 3}});
+  mismatch[3] = 200;
+  const struct {
+    Data config;
+    Data sample;
+    size_t bytes_written;
+    const char* damage;
+  } kCases[] = {
+      {config, mismatch, 0, "size table does not match its sample"},
+      {config, joined({{0}, media_sample({{1, 2, 3}})}), 0, "size table does not match its sample"},
+      {config, Data(kAacSizeTableBytes - 1), 0, "size table does not match its sample"},
+      {config, media_sample({Data(8184)}), 8191, ""},
+      {config, media_sample({Data(8185)}), 0, "access unit too long for ADTS"},
+      {{0x17, 0x80, 0x55, 0xF0, 0x10},
+       media_sample({{1}}),
+       0,
+       "configuration that ADTS cannot express"},  // 44000 Hz
+  };
+  for (const auto& c : kCases) {
+    AdtsWriter writer(c.config);
+    EXPECT_EQ(written(writer, {c.sample}).size(), c.bytes_written) << c.damage;
+    EXPECT_EQ(writer.damaged_units(), c.bytes_written == 0 ? 1u : 0u) << c.damage;
+    EXPECT_EQ(writer.first_damage(), c.damage);
+  }
 }
 
-// The writer that a play chooses for the subtype.
-std::unique_ptr<StreamWriter> qcp_writer(const GUID& subtype) {
+host::WriterChoice choice_of(const GUID& subtype, const Data& first_sample = {}) {
   AM_MEDIA_TYPE type{};
-  type.majortype = MEDIATYPE_Audio;
   type.subtype = subtype;
-  WriterChoice choice = choose_writer(type, {}, false);
-  EXPECT_EQ(choice.extension, "qcp");
-  return std::move(choice.writer);
+  return host::choose_writer(type, first_sample, false);
 }
 
-TEST(QcpWriter, HeaderTellsFramesAndSizes) {
+TEST(WriterChoice, DependsOnTheTypeAndForAc3OnTheFirstSample) {
+  const std::tuple<GUID, Data, std::string> kCases[] = {
+      {mp4source::kSubtypeAvc, {}, "h264"},
+      {mp4source::kSubtypeMpeg4Visual, {}, "m4v"},
+      {mp4source::kSubtypeH263, {}, "h263"},
+      {mp4source::kSubtypeAmrNarrowBand, {}, "amr"},
+      {mp4source::kSubtypeAmrWideBand, {}, "awb"},
+      {mp4source::kSubtypeQcelp, {}, "qcp"},
+      {mp4source::kSubtypeEvrc, {}, "qcp"},
+      {mp4source::kSubtypeAacAccepted[0], {}, "aac"},
+      {mp4source::kSubtypeDolbyAc3, {0x0B, 0x77, 0, 0, 0, 10 << 3}, "ac3"},
+      {mp4source::kSubtypeDolbyAc3, {0x0B, 0x77, 0, 0, 0, 11 << 3}, "eac3"},
+      {mp4source::kSubtypeDolbyAc3, {0x0B, 0x77, 0, 0, 0}, "ac3"},
+      {MEDIASUBTYPE_PCM, {}, ""},  // without a format block
+      {GUID_NULL, {}, ""},
+  };
+  for (const auto& [subtype, sample, extension] : kCases) {
+    const host::WriterChoice choice = choice_of(subtype, sample);
+    EXPECT_EQ(choice.extension, extension);
+    EXPECT_EQ(choice.writer != nullptr, !extension.empty()) << extension;
+  }
+}
+
+TEST(QcpWriter, HeaderHasTheRatesAndTheCountsOfFramesAndBytes) {
   Data full(35, 0x55);
   full[0] = 4;
   const Data eighth = {1, 9, 9, 9};
-  const auto chosen = qcp_writer(mp4source::kSubtypeQcelp);
-  StreamWriter& writer = *chosen;
+  const auto chosen = choice_of(mp4source::kSubtypeQcelp);
+  host::StreamWriter& writer = *chosen.writer;
   const Data out = written(writer, {full, joined({eighth, eighth})});
   ASSERT_EQ(out.size(), 194u + 35 + 8 + 1);  // odd data is padded
   const auto u32 = [&](size_t at) { return out[at] | out[at + 1] << 8 | out[at + 2] << 16; };
   EXPECT_EQ(u32(4), static_cast<int>(out.size()) - 8);
   EXPECT_EQ(std::string(out.begin() + 40, out.begin() + 50), std::string("Qcelp 13K\0", 10));
+  const Data sizes = {35, 0, 160, 0, 0x40, 0x1F, 16, 0};  // bytes a packet, samples a frame, Hz, bits
+  EXPECT_TRUE(std::equal(sizes.begin(), sizes.end(), out.begin() + 122));
+  const Data rates = {5, 0, 0, 0, 34, 4, 16, 3, 7, 2,
+                      3, 1, 0, 0, 0,  0, 0,  0, 0, 0};  // count, then size and octet
+  EXPECT_TRUE(std::equal(rates.begin(), rates.end(), out.begin() + 130));
   EXPECT_EQ(u32(182), 3);       // frames in the vrat chunk
   EXPECT_EQ(u32(190), 35 + 8);  // bytes in the data chunk
   EXPECT_EQ(writer.damaged_units(), 0u);
 }
 
-TEST(QcpWriter, CountsUnknownRates) {
-  const auto writer = qcp_writer(mp4source::kSubtypeEvrc);
-  written(*writer, {{7, 1, 2}, {4, 1, 2}});
-  EXPECT_EQ(writer->damaged_units(), 2u);
+TEST(QcpWriter, CountsUnknownRatesAndTruncatedFrames) {
+  const auto chosen = choice_of(mp4source::kSubtypeEvrc);
+  EXPECT_EQ(written(*chosen.writer, {{7, 1, 2}, {1, 1}, {0}, {1, 1, 2}}).size(), 194u + 9 + 1);
+  EXPECT_EQ(chosen.writer->damaged_units(), 2u);
 }
 
-// Ten units a sample, their sizes behind them.
 std::vector<Data> media_samples(const std::vector<Data>& units) {
   std::vector<Data> samples;
   for (size_t first = 0; first < units.size(); first += kAacUnitsPerSample) {
-    Data sample;
-    Data table(kAacSizeTableBytes, 0);
     const size_t end = std::min(units.size(), first + kAacUnitsPerSample);
-    for (size_t i = first; i < end; ++i) {
-      sample.insert(sample.end(), units[i].begin(), units[i].end());
-      table[2 * (i - first)] = static_cast<uint8_t>(units[i].size());
-      table[2 * (i - first) + 1] = static_cast<uint8_t>(units[i].size() >> 8);
-    }
-    sample.insert(sample.end(), table.begin(), table.end());
-    samples.push_back(sample);
+    samples.push_back(media_sample({units.begin() + static_cast<std::ptrdiff_t>(first),
+                                    units.begin() + static_cast<std::ptrdiff_t>(end)}));
   }
   return samples;
 }
 
 std::vector<int16_t> pcm_of(const Data& file) {
-  std::vector<int16_t> pcm((file.size() - kHeaderBytes) / 2);
-  std::memcpy(pcm.data(), file.data() + kHeaderBytes, 2 * pcm.size());
+  std::vector<int16_t> pcm((file.size() - kWaveHeaderBytes) / 2);
+  std::memcpy(pcm.data(), file.data() + kWaveHeaderBytes, 2 * pcm.size());
   return pcm;
 }
 
-TEST(WavWriter, HeaderTellsFormatAndSizes) {
-  WavWriter writer({22050, 2});
+TEST(WavWriter, HeaderHasFormatAndSizes) {
+  host::WavWriter writer({22050, 2});
   const Data expected = {'R', 'I', 'F',  'F',  44, 0, 0, 0, 'W', 'A', 'V', 'E',  'f',
                          'm', 't', ' ',  16,   0,  0, 0, 1, 0,   2,   0,   0x22, 0x56,
                          0,   0,   0x88, 0x58, 1,  0, 4, 0, 16,  0,   'd', 'a',  't',
@@ -201,13 +244,13 @@ TEST_F(DecodedAac, KeepsTheTimeOfUnitsThatCannotBeDecoded) {
   for (const size_t i : {size_t{4}, size_t{11}, size_t{12}, damaged.size() - 1}) damaged[i] = {0xE0, 0, 0};
   DecodedAacWriter writer(record_, media_samples(damaged).front());
   const std::vector<int16_t> pcm = pcm_of(written(writer, media_samples(damaged)));
-  // The second of two in a row too, which falls into a gap and is no failure to the decoder.
+  // Includes the second of two in a row, which the decoder conceals without reporting a failure.
   EXPECT_EQ(writer.damaged_units(), 4U);
   EXPECT_EQ(pcm.size(), 2 * 1024 * units_.size());
 
   aacdec::test::TestDecoder decoder(aacdec::test::config_of(file_));
   const std::vector<int16_t> whole = decode_all(decoder, units_);
-  // Equal but for the noise, which a decoder draws anew.
+  // Equal except for the noise, which a decoder draws again.
   double difference = 0;
   double level = 0;
   for (size_t i = 20 * 2048; i < 30 * 2048; ++i) {
@@ -228,8 +271,8 @@ TEST_F(DecodedAac, NeedsAConfigurationThatTheDecoderSupports) {
 
 TEST(Crc32, MatchesTheStandardCheckValue) {
   const std::string_view text = "123456789";
-  EXPECT_EQ(crc32({reinterpret_cast<const uint8_t*>(text.data()), text.size()}), 0xCBF43926u);
+  EXPECT_EQ(host::crc32(host::as_bytes(text)), 0xCBF43926u);
 }
 
 }  // namespace
-}  // namespace zdr::host
+}  // namespace zdr::test
