@@ -21,12 +21,7 @@ using host::ExitCode;
 
 constexpr size_t kSmallBytes = 65536;
 
-// For a small file. Sanitizers slow a run down by large factors.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(NDEBUG)
-constexpr double kLimitMs = 5000;
-#else
-constexpr double kLimitMs = 100;
-#endif
+constexpr double kLimitMs = 5000;  // of CPU time for a small file, under a sanitizer
 
 uint32_t setting(const char* name, uint32_t fallback) {
   const char* text = std::getenv(name);

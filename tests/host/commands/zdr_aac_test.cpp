@@ -48,12 +48,10 @@ TEST(ZdrAac, InfoShowsStreamTagsAndCover) {
 TEST(ZdrAac, PlayWritesAWaveFileLargerThanTheFile) {
   const TempFolder folder;
   write_bytes(folder, "song.aac", tagged_file());
-  const ZdrResult result = zdr("play song.aac", folder);
-  EXPECT_EQ(result.exit_code, 0) << result.err;
-  const std::string wave = read_file(folder / "song.Audio1.wav");
   // A hundred frames are read; the first read yields nothing.
-  ASSERT_EQ(wave.size(), 44u + 99 * 4096);
-  EXPECT_EQ(wave.substr(0, 4) + wave.substr(8, 8), "RIFFWAVEfmt ");
+  EXPECT_EQ(zdr("play song.aac", folder).out,
+            "song.Audio1.wav: 10 samples, " + std::to_string(44 + 99 * 4096) + " bytes\n");
+  EXPECT_EQ(read_file(folder / "song.Audio1.wav").substr(8, 8), "WAVEfmt ");
 }
 
 TEST(ZdrAac, RefusalsHaveTheirReason) {
