@@ -7,10 +7,10 @@
 #include <ostream>
 #include <vector>
 
+#include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/commands/commands.h"
 #include "host/decoded_text.h"
 #include "host/inspect/box_list.h"
-#include "host/inspect/file_kind.h"
 #include "host/inspect/left_out.h"
 #include "host/inspect/open_diagnosis.h"
 #include "host/inspect/parsed_movie.h"
@@ -189,7 +189,8 @@ ExitCode report(const std::string& file, const ParsedMovie& movie, const BoxList
   const auto note = [&](size_t count, const char* what) {
     if (count != 0) messages.note({file, "", std::to_string(count) + " more " + what + " are not shown", ""});
   };
-  if (movie.is_open() && file_kind(file) == FileKind::kIsoMedia) report_left_out(file, &movie, messages);
+  if (movie.is_open() && mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_MP4)
+    report_left_out(file, &movie, messages);
   note(list.boxes_left_out(), "boxes");
   note(list.entries_left_out(), "list entries");
   if (movie.is_open()) return ExitCode::kDone;

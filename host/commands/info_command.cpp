@@ -3,11 +3,11 @@
 #include <optional>
 #include <ostream>
 
+#include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/commands/commands.h"
 #include "host/graph/source_clip.h"
 #include "host/graph/source_player.h"
 #include "host/inspect/aac_stream_view.h"
-#include "host/inspect/file_kind.h"
 #include "host/inspect/file_tags.h"
 #include "host/inspect/left_out.h"
 #include "host/inspect/media_type_text.h"
@@ -26,8 +26,9 @@ using ClipInformation = std::optional<mp4source::ClipInfo>;
 std::string why_no_clip(const std::string& file, HRESULT result) {
   if (result == E_NOINTERFACE) return "the registered filter has none to tell";
   if (result == E_OUTOFMEMORY) return "out of memory";
-  return file_kind(file) == FileKind::kIsoMedia ? "its first video or audio track cannot be described"
-                                                : "its stream cannot be measured";
+  return mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_MP4
+             ? "its first video or audio track cannot be described"
+             : "its stream cannot be measured";
 }
 
 // Nothing, after a note that says why, if the clip has none.
@@ -53,7 +54,7 @@ FileReport describe(const std::string& file, const SourcePlayer& player, const F
                     Messages& messages) {
   FileReport report{
       player.duration(), player.pins(), clip_information(player, file, messages), {}, tags.records()};
-  if (file_kind(file) == FileKind::kAac) report.stream.emplace(file);
+  if (mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_AAC) report.stream.emplace(file);
   return report;
 }
 

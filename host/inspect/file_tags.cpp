@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/decoded_text.h"
-#include "host/inspect/file_kind.h"
 
 namespace zdr::host {
 namespace {
@@ -129,7 +129,8 @@ TagRecord id3_location_record(const P3gppId3Location& location) {
 
 FileTags::FileTags(const std::string& file, const ParsedMovie* movie)
     : file_(file), movie_(movie != nullptr && movie->is_open() ? movie : nullptr) {
-  if (file_kind(file) == FileKind::kAac) id3_ = std::make_unique<const Id3Tags>(file);
+  if (mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_AAC)
+    id3_ = std::make_unique<const Id3Tags>(file);
 }
 
 std::vector<TagRecord> FileTags::records() const {

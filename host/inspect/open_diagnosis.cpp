@@ -7,8 +7,8 @@
 #include <fstream>
 #include <vector>
 
+#include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/inspect/aac_diagnosis.h"
-#include "host/inspect/file_kind.h"
 #include "host/messages.h"
 #include "host/wide_text.h"
 
@@ -124,7 +124,8 @@ Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
   }
   const P3gppOpenError& error = movie.error();
   const bool has_movie = std::string(error.path).starts_with("moov");
-  if (file_kind(file) != FileKind::kIsoMedia && !has_movie && movie.status() != P3GPP_ERR_NO_MEMORY) {
+  if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4 && !has_movie &&
+      movie.status() != P3GPP_ERR_NO_MEMORY) {
     return {ExitCode::kNotSupported, "", "not an ISO media file", diagnosis.status};
   }
   if (error.path[0] != '\0') {
@@ -144,14 +145,14 @@ Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
   if (!std::filesystem::exists(path, code)) return {ExitCode::kCannotOpen, "", "no such file", status};
   if (std::filesystem::is_directory(path, code)) return {ExitCode::kCannotOpen, "", "is a folder", status};
   if (!std::ifstream(path)) return {ExitCode::kCannotOpen, "", "the file cannot be opened", status};
-  switch (file_kind(file)) {
-    case FileKind::kIsoMedia:
+  switch (mp4source::source_kind_of(file)) {
+    case mp4source::SOURCE_KIND_MP4:
       return diagnose_iso(file, load_result);
-    case FileKind::kSpeech:
+    case mp4source::SOURCE_KIND_AMR:
       return {ExitCode::kCannotOpen, "", "damaged: the header line does not end", status};
-    case FileKind::kAac:
+    case mp4source::SOURCE_KIND_AAC:
       return diagnose_aac_file(file, load_result);
-    case FileKind::kUnknown:
+    case mp4source::SOURCE_KIND_NONE:
       break;
   }
   return {ExitCode::kNotSupported, "", "unknown extension (it decides how a file is read)", status};

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/inspect/file_kind.h"
+#include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/wide_text.h"
 
 namespace zdr::host {
@@ -44,7 +44,7 @@ int32_t ParsedMovie::get_sample_count(uint32_t id, uint32_t& count) const {
 }
 
 std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file) {
-  if (file_kind(file) != FileKind::kIsoMedia) return nullptr;
+  if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4) return nullptr;
   return std::make_unique<const ParsedMovie>(file);
 }
 
