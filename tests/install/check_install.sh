@@ -1,5 +1,5 @@
 #!/bin/sh
-# tests/install/check_install.sh BUILD_FOLDER: installs a build into a temporary folder and uses what stands there: the
+# tests/install/check_install.sh BUILD_FOLDER: installs a build into a temporary folder and uses the result: the
 # program on a sample, its man page and completions, the libraries through CMake and through pkg-config, the module from
 # a host of its own.
 set -eu

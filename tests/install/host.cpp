@@ -1,5 +1,5 @@
-// Uses the installed module as any host may: by its class, found through the registry; prints the pins of a
-// file.
+// Uses the installed module as any host does: creates the filter by its class through the registry, and
+// prints the pins of a file.
 #include <dshow.h>
 
 #include <cstdio>

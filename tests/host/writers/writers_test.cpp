@@ -8,7 +8,6 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/aac_format.h"
-#include "host/commands/crc32.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
 #include "host/writers/video_writers.h"
@@ -267,11 +266,6 @@ TEST_F(DecodedAac, NeedsAConfigurationThatTheDecoderSupports) {
   EXPECT_FALSE(DecodedAacWriter({}, first).is_usable());
   // Without a first unit the configuration alone decides.
   EXPECT_TRUE(DecodedAacWriter(record_, {}).is_usable());
-}
-
-TEST(Crc32, MatchesTheStandardCheckValue) {
-  const std::string_view text = "123456789";
-  EXPECT_EQ(host::crc32(host::as_bytes(text)), 0xCBF43926u);
 }
 
 }  // namespace
