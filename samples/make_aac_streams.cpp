@@ -17,10 +17,14 @@
 #include "aacdec/syntax/sampling_rates.h"
 #include "mediakit/aac/adts_file.h"
 #include "mediakit/aac/block_writer.h"
-#include "mediakit/aac/ps_writer.h"
-#include "mediakit/aac/sbr_writer.h"
+#include "mediakit/aac/sbr_stream.h"
+#include "samples/ps_writer.h"
+#include "samples/sbr_writer.h"
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
+
+using namespace aacdec;
+
 namespace {
 
 constexpr int kHeaderBits = 56;
@@ -78,16 +82,15 @@ class SbrMaker {
     ps_.widest_iid = 4;
     do ps_.draw_header();
     while (!ps_.iid.enabled || !ps_.icc.enabled || ps_.extension);
-    ps_.drawn = true;
   }
 
   Bytes operator()(const Bytes& block) {
     BitReader reader(block.data(), block.size());
     BitWriter w;
     copy_bits(w, reader, end_position(block, {file_.sampling_index, file_.profile}));
-    put_fill(w, payload());
+    w.append(fill_element(payload()));
     ++blocks_;
-    return end_block(w);
+    return block_of(w);
   }
 
  private:
@@ -105,29 +108,12 @@ class SbrMaker {
     const bool with_header = blocks_ % kHeaderEvery == 0;
     BitWriter w;
     w.put(13, 4).put(with_header ? 1 : 0, 1);
-    if (with_header) put_sbr_header(w, {header_});
-    if (pair_) {
-      writer_.put_pair(w, models_[0], models_[1], random_() % 2 != 0);
-    } else {
-      writer_.put_single(w, models_[0]);
-    }
-    w.put(with_ps_ ? 1 : 0, 1);
-    if (with_ps_) put_ps(w, with_header);
-    return w;
-  }
-
-  void put_ps(BitWriter& w, bool with_header) {
+    if (with_header) w.append(sbr_header_bits(header_));
+    const bool coupled = pair_ && random_() % 2 != 0;
+    writer_.put_element(w, std::span(models_, pair_ ? 2 : 1), coupled);
     BitWriter ps;
-    ps.put(2, 2);
-    ps_.put_frame(ps, with_header);
-    ps.align();
-    const uint64_t bytes = ps.size() / 8;
-    if (bytes < 15) {
-      w.put(bytes, 4);
-    } else {
-      w.fields({{15, 4}, {bytes - 15, 8}});
-    }
-    w.append(ps);
+    if (with_ps_) ps_.put_frame(ps, with_header);
+    return w.append(sbr_extended_data(2, ps));
   }
 
   const AdtsFile& file_;
@@ -138,7 +124,7 @@ class SbrMaker {
   SbrBandTables bands_;
   SbrFrameWriter writer_;
   PsWriter ps_;
-  SbrModel models_[2];
+  SbrChannelCoding models_[2];
   int blocks_ = 0;
 };
 
@@ -151,7 +137,7 @@ class LtpMaker {
     const uint64_t end = end_position(block, format_);
     BitWriter w;
     while (reader.position() < end) put_element(w, reader);
-    return end_block(w);
+    return block_of(w);
   }
 
  private:
@@ -244,12 +230,12 @@ void run(const std::string& what, const char* in, const char* out) {
 }
 
 }  // namespace
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test
 
 int main(int argc, char** argv) {
   if (argc != 4) return 2;
   try {
-    zdr::aacdec::test::run(argv[1], argv[2], argv[3]);
+    zdr::test::run(argv[1], argv[2], argv[3]);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "make_aac_streams: %s\n", error.what());
     return 1;

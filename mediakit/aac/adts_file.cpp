@@ -1,10 +1,11 @@
+// Walks the frames of an ADTS file.
 #include "mediakit/aac/adts_file.h"
 
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
 namespace {
 
 constexpr size_t kHeaderBytes = 7;
@@ -22,7 +23,7 @@ bool is_sync(const Bytes& data, size_t at) {
   return at + kHeaderBytes <= data.size() && data[at] == 0xFF && (data[at + 1] & 0xF6) == 0xF0;
 }
 
-// A frame, and behind it another one, the end of the file or a tag.
+// True if a frame at `at` is followed by another one, a tag or the end of the file.
 bool is_frame(const Bytes& data, size_t at) {
   if (!is_sync(data, at)) return false;
   const size_t next = at + frame_bytes(data, at);
@@ -47,17 +48,14 @@ AdtsFile read_adts_file(const std::filesystem::path& path) {
       continue;
     }
     const auto begin = data.begin() + static_cast<std::ptrdiff_t>(at);
-    const size_t length = frame_bytes(data, at);
-    const std::ptrdiff_t header = (data[at + 1] & 1) != 0 ? 7 : 9;
-    file.profile = data[at + 2] >> 6;
-    file.sampling_index = data[at + 2] >> 2 & 15;
-    file.channel_configuration = (data[at + 2] & 1) << 2 | data[at + 3] >> 6;
-    const bool one_block = (data[at + 6] & 3) == 0;
-    if (one_block) {
-      file.frames.push_back(
-          {Bytes(begin, begin + header), Bytes(begin + header, begin + static_cast<int>(length))});
-    }
-    at += length;
+    const auto block = begin + ((data[at + 1] & 1) != 0 ? 7 : 9);
+    at += frame_bytes(data, at);
+    file.profile = begin[2] >> 6;
+    file.sampling_index = begin[2] >> 2 & 15;
+    file.channel_configuration = (begin[2] & 1) << 2 | begin[3] >> 6;
+    const bool has_one_block = (begin[6] & 3) == 0;
+    const auto end = data.begin() + static_cast<std::ptrdiff_t>(at);
+    if (has_one_block) file.frames.push_back({Bytes(begin, block), Bytes(block, end)});
   }
   return file;
 }
@@ -68,7 +66,7 @@ AdtsFile sample(const std::string& name) {
 
 std::vector<AdtsFile> all_adts_files() {
   std::vector<std::filesystem::path> folders{ZDR_SAMPLES_DIR};
-  if (const char* extra = std::getenv("ZDR_EXTRA_MEDIA")) folders.emplace_back(extra);
+  if (const char* extra = std::getenv("ZDR_EXTRA_MEDIA"); extra != nullptr) folders.emplace_back(extra);
   std::vector<AdtsFile> files;
   for (const auto& folder : folders) {
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -80,4 +78,4 @@ std::vector<AdtsFile> all_adts_files() {
   return files;
 }
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

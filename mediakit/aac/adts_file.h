@@ -1,14 +1,13 @@
-// ADTS files as the tests read them: by the lengths of their headers, with nothing of the library.
+// Reads ADTS files by the lengths of their headers, without the decoder.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
 
-namespace zdr::aacdec::test {
+#include "mediakit/aac/bit_writer.h"
 
-using Bytes = std::vector<uint8_t>;
+namespace zdr::test {
 
 struct AdtsFrame {
   Bytes header;
@@ -20,18 +19,23 @@ struct AdtsFile {
   int profile = 0;
   int sampling_index = 0;
   int channel_configuration = 0;
-  std::vector<AdtsFrame> frames;  // whole frames of one raw_data_block
+  std::vector<AdtsFrame> frames;  // complete frames of one raw_data_block
 };
 
 Bytes read_file(const std::filesystem::path& path);
 
-// The frames of `path`; none for a file that isn't ADTS. An ID3v2 tag in front and bytes between frames are
-// passed over.
+// The frames of `path`, none if it is not ADTS. Skips an ID3v2 tag at the start and bytes between frames.
 AdtsFile read_adts_file(const std::filesystem::path& path);
 
+// A file of samples/.
 AdtsFile sample(const std::string& name);
 
-// Every ADTS file of the samples, and of the folder that ZDR_EXTRA_MEDIA names.
+// Every ADTS file of samples/ and of the folder that ZDR_EXTRA_MEDIA names.
 std::vector<AdtsFile> all_adts_files();
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test
+
+// For callers that still name the former namespace.
+namespace zdr::aacdec::test {
+using namespace zdr::test;
+}

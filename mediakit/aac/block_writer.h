@@ -1,78 +1,79 @@
-// Builds raw_data_blocks element by element, and ADTS frames with any header.
+// Writes raw_data_blocks element by element, and ADTS frames with any header.
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "aacdec/tables/scale_factor_codes.h"
 #include "aacdec/tables/spectral_codes.h"
-#include "mediakit/aac/adts_file.h"
 #include "mediakit/aac/bit_writer.h"
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
 
 enum : uint64_t { kSce = 0, kCpe = 1, kCce = 2, kLfe = 3, kDse = 4, kPce = 5, kFil = 6, kEndElement = 7 };
 
-// ics_info of a long window, without prediction.
-inline BitWriter& put_long_ics(BitWriter& w, int max_sfb, int shape = 0, int sequence = 0) {
-  return w.fields({{0, 1}, {static_cast<uint64_t>(sequence), 2}, {static_cast<uint64_t>(shape), 1}})
-      .fields({{static_cast<uint64_t>(max_sfb), 6}, {0, 1}});
+// The flags of a channel without pulses, TNS and gain control.
+inline const BitWriter kNoTools{{0, 3}};
+
+// ics_info of a long window without prediction.
+inline BitWriter long_ics(int max_sfb, int shape = 0) {
+  return {{0, 3}, {static_cast<uint64_t>(shape), 1}, {static_cast<uint64_t>(max_sfb), 6}, {0, 1}};
 }
 
-// Pulse, TNS and gain control flags of a channel without any.
-inline BitWriter& put_no_tools(BitWriter& w) {
-  return w.put(0, 3);
+// individual_channel_stream without a value.
+inline BitWriter silent_channel() {
+  return BitWriter{{100, 8}} + long_ics(0) + kNoTools;
 }
 
-// Four values of -1 to 1, by book 1.
-inline const HuffmanCode& quad(int a, int b, int c, int d) {
-  return kSpectralBook1[27 * a + 9 * b + 3 * c + d + 40];
+// individual_channel_stream of one long band coded with `book`, up to its tool flags.
+inline BitWriter channel_of_one_band(uint64_t gain, uint64_t book, int shape = 0) {
+  BitWriter w = BitWriter{{gain, 8}} + long_ics(1, shape) + BitWriter{{book, 4}, {1, 5}};
+  return w.put(aacdec::kScaleFactorCodes[60]);
 }
 
-// individual_channel_stream with nothing in it.
-inline BitWriter& put_silent_channel(BitWriter& w) {
-  w.put(100, 8);
-  return put_no_tools(put_long_ics(w, 0));
+// Four values of -1 to 1 in book 1.
+inline BitWriter quad(int a, int b, int c, int d) {
+  return BitWriter().put(aacdec::kSpectralBook1[27 * a + 9 * b + 3 * c + d + 40]);
 }
 
-inline BitWriter& put_scale_factor(BitWriter& w, int difference) {
-  return w.put(kScaleFactorCodes[difference + 60]);
+inline BitWriter silent_sce(uint64_t tag = 0) {
+  return BitWriter{{kSce, 3}, {tag, 4}} + silent_channel();
 }
 
-// individual_channel_stream of one long band of `book`, up to the band's values.
-inline BitWriter& put_band(BitWriter& w, uint64_t gain, uint64_t book, int shape = 0) {
-  put_long_ics(w.put(gain, 8), 1, shape).fields({{book, 4}, {1, 5}});
-  return put_no_tools(put_scale_factor(w, 0));
+inline BitWriter silent_cpe(uint64_t tag = 0) {
+  return BitWriter{{kCpe, 3}, {tag, 4}, {0, 1}} + silent_channel() + silent_channel();
 }
 
-inline BitWriter& put_silent_sce(BitWriter& w, uint64_t tag) {
-  w.fields({{kSce, 3}, {tag, 4}});
-  return put_silent_channel(w);
+// data_stream_element of `count` bytes, unaligned.
+inline BitWriter data_element(size_t count, uint8_t filler) {
+  BitWriter w{{kDse, 3}, {0, 4}, {0, 1}};
+  if (count < 255) {
+    w.put(count, 8);
+  } else {
+    w.fields({{255, 8}, {count - 255, 8}});
+  }
+  return w.append(Bytes(count, filler));
 }
 
-inline BitWriter& put_silent_cpe(BitWriter& w) {
-  w.fields({{kCpe, 3}, {0, 4}, {0, 1}});
-  put_silent_channel(w);
-  return put_silent_channel(w);
-}
-
-inline std::vector<uint8_t> end_block(BitWriter& w) {
-  w.put(kEndElement, 3);
-  return w.align().bytes();
-}
-
-// fill_element of `payload` bits (its extension type included), padded to whole bytes with `padding`.
-inline BitWriter& put_fill(BitWriter& w, const BitWriter& payload, uint64_t padding = 0) {
-  const uint64_t count = (payload.size() + 7) / 8;
-  w.put(kFil, 3);
+// fill_element with `payload`, extension type included, in `count` bytes. `padding`: the bits after the
+// payload.
+inline BitWriter fill_element(const BitWriter& payload, size_t count, bool padding = false) {
+  BitWriter w{{kFil, 3}};
   if (count < 15) {
     w.put(count, 4);
   } else {
     w.fields({{15, 4}, {count - 14, 8}});
   }
-  w.append(payload);
-  for (size_t bit = payload.size(); bit < 8 * count; ++bit) w.put(padding, 1);
-  return w;
+  const size_t end = w.size() + 8 * count;
+  return w.append(payload).pad_to(end, padding);
+}
+
+inline BitWriter fill_element(const BitWriter& payload) {
+  return fill_element(payload, (payload.size() + 7) / 8);
+}
+
+// A whole block of the given elements.
+inline Bytes block_of(BitWriter elements) {
+  return elements.put(kEndElement, 3).bytes();
 }
 
 struct AdtsFields {
@@ -84,17 +85,14 @@ struct AdtsFields {
   uint64_t further_blocks = 0;
 };
 
-// `blocks`: one raw_data_block, or several, of whole bytes each.
+// `blocks`: one raw_data_block, or several one after the other.
 inline Bytes adts_frame(const AdtsFields& f, const Bytes& blocks) {
   const uint64_t header_bytes = f.protection_absent != 0 ? 7 : 9;
-  BitWriter w;
-  w.fields({{0xFFF, 12}, {0, 1}, {f.layer, 2}, {f.protection_absent, 1}, {f.profile, 2}, {f.rate_index, 4}});
+  BitWriter w{{0xFFF, 12}, {0, 1}, {f.layer, 2}, {f.protection_absent, 1}, {f.profile, 2}, {f.rate_index, 4}};
   w.fields({{0, 1}, {f.channels, 3}, {0, 4}, {header_bytes + blocks.size(), 13}, {0x7FF, 11}});
   w.put(f.further_blocks, 2);
   if (f.protection_absent == 0) w.put(0xBEEF, 16);
-  Bytes frame = w.bytes();
-  frame.insert(frame.end(), blocks.begin(), blocks.end());
-  return frame;
+  return w.append(blocks).bytes();
 }
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

@@ -1,27 +1,81 @@
-// Random SBR and parametric stereo streams that can be played, from written payloads through the parser, and
-// a core signal to go with them.
+// Random SBR and parametric stereo data, and a core signal for them.
+//
+// The codes of both are complete, so random bits after the fixed fields are a
+// payload, valid unless its time grid or its borders are not.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <random>
 #include <vector>
 
 #include "aacdec/syntax/sbr_bands.h"
-#include "mediakit/aac/ps_writer.h"
-#include "mediakit/aac/sbr_writer.h"
+#include "aacdec/syntax/sbr_payload.h"
+#include "mediakit/aac/bit_writer.h"
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
 
-using Pcm = std::vector<int16_t>;
+// The fields of sbr_header in the order of the syntax.
+struct SbrHeaderField {
+  uint8_t aacdec::SbrHeader::*field;
+  int bits;
+};
+inline constexpr SbrHeaderField kSbrHeaderFields[] = {
+    {&aacdec::SbrHeader::amp_res, 1},       {&aacdec::SbrHeader::start_freq, 4},
+    {&aacdec::SbrHeader::stop_freq, 4},     {&aacdec::SbrHeader::xover_band, 3},
+    {&aacdec::SbrHeader::freq_scale, 2},    {&aacdec::SbrHeader::alter_scale, 1},
+    {&aacdec::SbrHeader::noise_bands, 2},   {&aacdec::SbrHeader::limiter_bands, 2},
+    {&aacdec::SbrHeader::limiter_gains, 2}, {&aacdec::SbrHeader::interpol_freq, 1},
+    {&aacdec::SbrHeader::smoothing_mode, 1}};
+// The first field of each group that a header may leave out.
+inline constexpr size_t kSbrExtra1 = 4;
+inline constexpr size_t kSbrExtra2 = 7;
 
-// A core signal that has everything: noise, steady tones, a click now and then.
+inline BitWriter sbr_header_bits(const aacdec::SbrHeader& header, bool with_extra_1 = true,
+                                 bool with_extra_2 = true) {
+  BitWriter w;
+  for (size_t i = 0; i < std::size(kSbrHeaderFields); ++i) {
+    if (i == kSbrExtra1) w.fields({{3, 2}, {with_extra_1 ? 1 : 0, 1}, {with_extra_2 ? 1 : 0, 1}});
+    const bool is_sent = i < kSbrExtra1 || (i < kSbrExtra2 ? with_extra_1 : with_extra_2);
+    if (is_sent) w.put(header.*kSbrHeaderFields[i].field, kSbrHeaderFields[i].bits);
+  }
+  return w;
+}
+
+// A header that gives bands at the core rate.
+inline aacdec::SbrHeader random_sbr_header(std::mt19937& random, int32_t core_rate_hz) {
+  aacdec::SbrHeader header;
+  aacdec::SbrBandTables bands;
+  do {
+    for (const auto& [field, bits] : kSbrHeaderFields) {
+      header.*field = static_cast<uint8_t>(random() % (1U << bits));
+    }
+    bands = {};
+  } while (!build_sbr_bands(header, 2 * core_rate_hz, bands) || bands.m == 0);
+  return header;
+}
+
+inline BitWriter random_bits(std::mt19937& random, size_t bytes) {
+  BitWriter w;
+  for (size_t i = 0; i < bytes; ++i) w.put(random() % 256, 8);
+  return w;
+}
+
+// The fields ahead of the time grid of a single channel ('s'), a pair ('p') or
+// a coupled pair ('c').
+inline BitWriter sbr_element_start(char element) {
+  return element == 's' ? BitWriter{{0, 1}} : BitWriter{{0, 1}, {element == 'c' ? 1 : 0, 1}};
+}
+
+// Noise, steady tones, and a click now and then.
 class CoreSignal {
  public:
   explicit CoreSignal(uint32_t seed) : random_(seed) {}
-  Pcm frame() {
+  std::vector<int16_t> frame() {
     std::normal_distribution<double> noise(0, 300);
-    Pcm pcm(1024);
+    std::vector<int16_t> pcm(1024);
     for (int16_t& sample : pcm) {
       ++time_;
       double value = noise(random_);
@@ -37,102 +91,102 @@ class CoreSignal {
   double time_ = 0;
 };
 
-inline SbrHeader random_header(std::mt19937& random, int32_t sbr_rate, SbrBandTables& tables) {
-  const auto draw = [&](unsigned count) { return static_cast<uint8_t>(random() % count); };
-  for (;;) {
-    SbrHeader h;
-    h.amp_res = draw(2);
-    h.start_freq = draw(16);
-    h.stop_freq = draw(16);
-    h.xover_band = draw(4);
-    h.freq_scale = draw(4);
-    h.alter_scale = draw(2);
-    h.noise_bands = draw(4);
-    h.limiter_bands = draw(4);
-    h.limiter_gains = draw(4);
-    h.interpol_freq = draw(2);
-    h.smoothing_mode = draw(2);
-    if (build_sbr_bands(h, sbr_rate, tables) && tables.m > 0) return h;
-  }
-}
-
-// A random stream of payloads that can be played, through the parser.
-class Stream {
+// Parsed frames of random payloads, with values as loud as music and envelopes
+// that begin where those before ended.
+class SbrStream {
  public:
-  Stream(uint32_t seed, int32_t core_rate_hz, bool with_ps)
-      : random_(seed), rate_hz_(core_rate_hz), with_ps_(with_ps), ps_(seed), parser_(core_rate_hz) {
-    ps_.touching = true;
-    change_header();
+  SbrStream(uint32_t seed, int32_t core_rate_hz, bool with_ps)
+      : random_(seed), rate_hz_(core_rate_hz), with_ps_(with_ps), parser_(core_rate_hz) {
+    header_ = random_sbr_header(random_, rate_hz_);
   }
 
+  // The next frame has a new header.
   void change_header() {
-    SbrBandTables tables;
     const uint8_t smoothing = header_.smoothing_mode;
-    const bool first = tables_.m == 0;
-    header_ = random_header(random_, 2 * rate_hz_, tables);
-    // Smoothing that begins without a reset is nobody's rule.
-    if (!first) header_.smoothing_mode = smoothing;
-    tables_ = tables;
+    header_ = random_sbr_header(random_, rate_hz_);
+    // No rule says how smoothing begins without a reset.
+    header_.smoothing_mode = smoothing;
     header_due_ = true;
   }
 
-  const SbrHeader& header() const { return header_; }
+  const aacdec::SbrHeader& header() const { return header_; }
 
-  const SbrFrame& next(bool pair = false, bool coupled = false, bool header_comes = true) {
-    BitWriter w;
-    const bool header = header_due_ && header_comes;
-    w.put(header ? 1 : 0, 1);
-    if (header) put_sbr_header(w, {header_});
-    header_due_ = header_due_ && !header;
-    SbrFrameWriter writer(random_, header_, tables_);
-    writer.continuous = true;
-    writer.begins_anew = header;
-    writer.levels.high = 28;    // as loud as music
-    writer.balances.high = 50;  // the rest is beyond what is either channel alone
-    pair ? writer.put_pair(w, models_[0], models_[1], coupled) : writer.put_single(w, models_[0]);
-    // Nothing of it is read, so nothing can refer to it.
-    if (!header_comes) models_[0] = {};
-    put_extended_data(w);
-    const auto bytes = w.bytes();
-    BitReader reader(bytes.data(), bytes.size());
-    bool ps_seen = false;
-    for (SbrChannelFrame& channel : frame_.channel) channel.status = SbrStatus::kNone;
-    result_ = parse_sbr_payload(reader, false, {0, pair}, parser_, frame_, ps_seen);
+  // `element` as for sbr_element_start.
+  const aacdec::SbrFrame& next(char element = 's') {
+    while (!try_next(element)) {
+    }
+    header_due_ = false;
+    for (auto& channel : frame_.channel) limit_values(channel, channel.coupled ? frame_.channel[0] : channel);
+    if (with_ps_ && element == 's') make_ps(frame_.channel[0].ps);
     return frame_;
   }
-  SbrResult result() const { return result_; }
 
  private:
-  void put_extended_data(BitWriter& w) {
-    BitWriter data;
-    if (with_ps_) {
-      ps_.put_frame(data, count_ % 5 == 0);
-      // A frame without parametric stereo data every now and then.
-      if (++count_ % 4 == 3) data = {};
+  // False if the payload is invalid or an envelope would end before it begins.
+  bool try_next(char element) {
+    BitWriter w{{header_due_ ? 1 : 0, 1}};
+    if (header_due_) w.append(sbr_header_bits(header_));
+    const Bytes bytes = w.append(sbr_element_start(element)).append(random_bits(random_, 400)).bytes();
+    aacdec::BitReader reader(bytes.data(), bytes.size());
+    bool ps_signalled = false;
+    frame_ = {};
+    const bool pair = element != 's';
+    if (parse_sbr_payload(reader, false, {0, pair}, parser_, frame_, ps_signalled) !=
+        aacdec::SbrResult::kParsed) {
+      return false;
     }
-    w.put(data.size() != 0 ? 1 : 0, 1);
-    if (data.size() == 0) return;
-    const size_t bytes = (data.size() + 2 + 7) / 8;
-    if (bytes < 15) {
-      w.put(bytes, 4);
-    } else {
-      w.put(15, 4).put(bytes - 15, 8);
+    for (size_t c = 0; c < (pair ? 2 : 1); ++c) {
+      aacdec::SbrGrid& grid = frame_.channel[c].grid;
+      const uint8_t start = ends_[frame_.channel[c].coupled ? 0 : c];
+      if (grid.border[1] <= start) return false;
+      std::replace(std::begin(grid.noise_border), std::end(grid.noise_border), grid.border[0], start);
+      grid.border[0] = start;
+      frame_.channel[c].ps.present = false;
     }
-    w.put(2, 2).append(data).put(0, static_cast<int>(8 * bytes - 2 - data.size()));
+    for (size_t c = 0; c < (pair ? 2 : 1); ++c) {
+      const aacdec::SbrGrid& grid = frame_.channel[c].grid;
+      ends_[c] = static_cast<uint8_t>(grid.border[grid.envelope_count] - aacdec::kSbrTimeSlots);
+    }
+    return true;
+  }
+
+  // `levels`: the channel that has the levels.
+  static void limit_values(aacdec::SbrChannelFrame& channel, const aacdec::SbrChannelFrame& levels) {
+    // Balances beyond these leave nothing of a channel. They are even.
+    const auto limit = [&channel](auto& rows, int level_count, int balance_count) {
+      for (auto& row : rows) {
+        for (int16_t& value : row) {
+          const int size = std::abs(value);
+          value = static_cast<int16_t>(channel.coupled ? 2 * (size % balance_count) : size % level_count);
+        }
+      }
+    };
+    const int steps = levels.amp_res != 0 ? 2 : 1;
+    limit(channel.envelope, 36 / steps, 24 / steps + 1);
+    limit(channel.noise, 31, 13);
+  }
+
+  // None in one frame of four.
+  void make_ps(aacdec::PsFrame& frame) {
+    if (++count_ % 4 == 3) return;
+    const bool with_header = !ps_.header_seen || count_ % 5 == 0;
+    do {
+      const Bytes bytes = (BitWriter{{with_header ? 1 : 0, 1}} + random_bits(random_, 400)).bytes();
+      aacdec::BitReader reader(bytes.data(), bytes.size());
+      parse_ps_data(reader, 8 * bytes.size(), ps_, frame);
+    } while (!frame.present);
   }
 
   std::mt19937 random_;
   int32_t rate_hz_;
   bool with_ps_;
+  aacdec::SbrHeader header_;
+  bool header_due_ = true;
+  aacdec::SbrParser parser_;
+  aacdec::PsParserState ps_;
+  aacdec::SbrFrame frame_;
+  uint8_t ends_[2] = {};  // of the envelopes, past the end of the frame
   int count_ = 0;
-  PsWriter ps_;
-  SbrHeader header_;
-  SbrBandTables tables_;
-  bool header_due_ = false;
-  SbrParser parser_;
-  SbrModel models_[2];
-  SbrFrame frame_;
-  SbrResult result_ = SbrResult::kInvalid;
 };
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

@@ -1,44 +1,35 @@
+// Writes silent blocks padded with data elements, and the headers of the three kinds of AAC file.
 #include "mediakit/aac/stream_builder.h"
 
 #include "mediakit/aac/block_writer.h"
 
-namespace zdr::aacf::test {
+namespace zdr::test {
 namespace {
-
-using aacdec::test::BitWriter;
-namespace writer = aacdec::test;
 
 constexpr size_t kAdtsHeaderBytes = 7;
 constexpr size_t kLargestDataElement = 254;  // without a second count byte
 constexpr size_t kDataElementHeaderBits = 16;
 
 void put_data_element(BitWriter& w, size_t count, uint8_t filler) {
-  w.fields({{writer::kDse, 3}, {0, 4}, {1, 1}, {count, 8}}).align();
-  for (size_t i = 0; i < count; ++i) w.put(filler, 8);
+  w.fields({{kDse, 3}, {0, 4}, {1, 1}, {count, 8}}).align().append(Bytes(count, filler));
 }
 
 }  // namespace
 
 Bytes silent_block(size_t size, int channels, uint8_t filler) {
-  BitWriter w;
-  if (channels == 1) {
-    writer::put_silent_sce(w, 0);
-  } else {
-    writer::put_silent_cpe(w);
-  }
+  BitWriter w = channels == 1 ? silent_sce() : silent_cpe();
   // Bytes between the header of the next data element and the end element.
   const auto room = [&w, size] { return size - 1 - (w.size() + kDataElementHeaderBits + 7) / 8; };
   while (room() > kLargestDataElement) put_data_element(w, 200, filler);
   put_data_element(w, room(), filler);
-  return writer::end_block(w);
+  return block_of(w);
 }
 
 Bytes adts_frame(size_t size, const FrameFields& fields) {
   const Bytes block = silent_block((size - kAdtsHeaderBytes) / fields.blocks,
                                    static_cast<int>(fields.channels), fields.filler);
-  return writer::adts_frame(
-      {.rate_index = 4, .channels = fields.channels, .further_blocks = fields.blocks - 1},
-      repeated(block, fields.blocks));
+  return adts_frame({.rate_index = 4, .channels = fields.channels, .further_blocks = fields.blocks - 1},
+                    repeated(block, fields.blocks));
 }
 
 Bytes repeated(const Bytes& piece, size_t count) {
@@ -53,14 +44,13 @@ Bytes adts_file(size_t frame_count, size_t frame_size) {
 }
 
 Bytes adif_header(const AdifFields& fields) {
-  BitWriter w;
-  w.fields({{0x41444946, 32}, {fields.copyright ? 1u : 0u, 1}});
+  BitWriter w{{0x41444946, 32}, {fields.copyright ? 1 : 0, 1}};
   for (uint64_t i = 0; fields.copyright && i < 9; ++i) w.put(0x9D + i, 8);
-  w.fields({{0, 2}, {fields.variable_rate ? 1u : 0u, 1}, {128000, 23}, {0, 4}});
+  w.fields({{0, 2}, {fields.variable_rate ? 1 : 0, 1}, {128000, 23}, {fields.further_programs, 4}});
   if (!fields.variable_rate) w.put(0, 20);
   // program_config_element: one front element, object type LC.
   w.fields({{0, 4}, {1, 2}, {fields.sampling_index, 4}, {1, 4}, {0, 4}, {0, 4}, {0, 2}, {0, 3}, {0, 4}});
-  w.put(0, 3).fields({{fields.channels == 2 ? 1u : 0u, 1}, {0, 4}});
+  w.fields({{0, 3}, {fields.channels == 2 ? 1 : 0, 1}, {0, 4}});
   return w.align().put(0, 8).bytes();
 }
 
@@ -68,4 +58,4 @@ Bytes raw_header() {
   return {2, 0x12, 0x10};
 }
 
-}  // namespace zdr::aacf::test
+}  // namespace zdr::test

@@ -1,15 +1,11 @@
-// Builds AAC files of silent frames of chosen sizes, in each of the three kinds.
+// Builds AAC files of silent frames of chosen sizes: ADTS, ADIF and raw.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <vector>
+#include "mediakit/aac/bit_writer.h"
 
-namespace zdr::aacf::test {
+namespace zdr::test {
 
-using Bytes = std::vector<uint8_t>;
-
-// A raw_data_block of exactly `size` bytes (14 at least for one channel, 20 for two): silence, and data
+// A raw_data_block of exactly `size` bytes (at least 14 for one channel, 20 for two): silence, and data
 // elements full of `filler`.
 Bytes silent_block(size_t size, int channels = 2, uint8_t filler = 0x55);
 
@@ -27,11 +23,18 @@ struct AdifFields {
   bool variable_rate = false;
   uint64_t sampling_index = 4;
   uint64_t channels = 2;
+  uint64_t further_programs = 0;
 };
 Bytes adif_header(const AdifFields& fields = {});
+
 // A length byte and the AudioSpecificConfig of AAC LC, 44100 Hz, two channels.
 Bytes raw_header();
 
 Bytes repeated(const Bytes& piece, size_t count);
 
-}  // namespace zdr::aacf::test
+}  // namespace zdr::test
+
+// For callers that still name the former namespace.
+namespace zdr::aacf::test {
+using namespace zdr::test;
+}

@@ -1,18 +1,18 @@
-// The instance as its callers meet it: creation, configuration, statuses, counts, memory.
+// The instance: creation, configuration, statuses, counts, memory.
 #include "aacdec/decoder_instance.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <utility>
 
 #include "tests/aacdec/test_decoder.h"
 #include "tests/support/failing_allocator.h"
 
-namespace zdr::aacdec {
+namespace zdr::test {
 namespace {
 
-using namespace test;
-using zdr::test::FailingAllocator;
+using namespace aacdec;
 
 TEST(DecoderInstance, IsUsedThroughItsTableAlone) {
   TestDecoder decoder(lc_config(44100, 2));
@@ -55,56 +55,54 @@ TEST(DecoderInstance, RefusesMissingArgumentsAndUnknownModes) {
   Zd_AAC_Dec_Config config = lc_config(44100, 2);
   const uint8_t input[4] = {};
   int16_t pcm[2048];
-  int32_t in[] = {4, 0, -1, -0x7FFFFFFF - 1};
+  int32_t size = 4;
   int32_t out = 4096;
   for (const int32_t status :
        {Zd_AAC_Dec_Close(nullptr), Zd_AAC_Dec_SetConfig(nullptr, &config),
-        Zd_AAC_Dec_SetConfig(instance, nullptr), Zd_AAC_Dec_Decode(nullptr, input, in, pcm, &out),
+        Zd_AAC_Dec_SetConfig(instance, nullptr), Zd_AAC_Dec_Decode(nullptr, input, &size, pcm, &out),
         Zd_AAC_Dec_Decode(instance, input, nullptr, pcm, &out),
-        Zd_AAC_Dec_Decode(instance, input, in, nullptr, &out),
-        Zd_AAC_Dec_Decode(instance, input, in, pcm, nullptr),
-        Zd_AAC_Dec_Decode(instance, input, in + 1, pcm, &out),
-        Zd_AAC_Dec_Decode(instance, input, in + 2, pcm, &out),
-        Zd_AAC_Dec_Decode(instance, input, in + 3, pcm, &out)}) {
+        Zd_AAC_Dec_Decode(instance, input, &size, nullptr, &out),
+        Zd_AAC_Dec_Decode(instance, input, &size, pcm, nullptr)}) {
     EXPECT_EQ(status, ZD_AAC_DEC_ERR_FAILED);
+  }
+  for (int32_t refused : {0, -1, -0x7FFFFFFF - 1}) {
+    EXPECT_EQ(Zd_AAC_Dec_Decode(instance, input, &refused, pcm, &out), ZD_AAC_DEC_ERR_FAILED);
   }
 }
 
 TEST(DecoderInstance, RefusesConfigurationsAndKeepsTheOneItHas) {
-  using Change = void (*)(Zd_AAC_Dec_Config&);
-  const Change changes[] = {
-      [](Zd_AAC_Dec_Config& c) { c.channels = 0; },       [](Zd_AAC_Dec_Config& c) { c.channels = 3; },
-      [](Zd_AAC_Dec_Config& c) { c.sampleRate = 44000; }, [](Zd_AAC_Dec_Config& c) { c.sampleRate = 7350; },
-      [](Zd_AAC_Dec_Config& c) { c.frameLength = 960; },  [](Zd_AAC_Dec_Config& c) { c.profile = 2; },
-      [](Zd_AAC_Dec_Config& c) { c.extension = 29; },     [](Zd_AAC_Dec_Config& c) { c.extension = -1; }};
+  using Config = Zd_AAC_Dec_Config;
+  const std::pair<int32_t Config::*, int32_t> changes[] = {
+      {&Config::channels, 0},      {&Config::channels, 3},      {&Config::sampleRate, 44000},
+      {&Config::sampleRate, 7350}, {&Config::frameLength, 960}, {&Config::profile, 2},
+      {&Config::extension, 29},    {&Config::extension, -1}};
   const AdtsFile file = sample("aac-lc-44k-stereo.aac");
   TestDecoder decoder(config_of(file), ZD_AAC_DEC_MODE_PS);
   decoder.decode(file.frames[0].payload);
-  for (const Change change : changes) {
-    Zd_AAC_Dec_Config config = config_of(file);
-    change(config);
+  for (const auto& [field, value] : changes) {
+    Config config = config_of(file);
+    config.*field = value;
     EXPECT_EQ(decoder.configure(config), ZD_AAC_DEC_ERR_FAILED);
   }
   EXPECT_EQ(decoder.decode(file.frames[1].payload).pcm.size(), 2048U);
 }
 
-TEST(DecoderInstance, DecodesOnlyWhenConfiguredAndNoLossAtFirst) {
+TEST(DecoderInstance, DecodesOnlyWhenConfiguredAndConcealsOnlyAfterAFrame) {
   const AdtsFile file = sample("aac-lc-44k-stereo.aac");
   TestDecoder decoder;
   EXPECT_EQ(decoder.decode(file.frames[0].payload, 4096).status, ZD_AAC_DEC_ERR_FAILED);
   EXPECT_EQ(decoder.lose(4096).status, ZD_AAC_DEC_ERR_FAILED);
   ASSERT_EQ(decoder.configure(config_of(file)), ZD_AAC_DEC_OK);
   EXPECT_EQ(decoder.lose().status, ZD_AAC_DEC_ERR_FAILED);
-  // A first block that fails is none.
+  // A first block that fails does not count.
   EXPECT_EQ(decoder.decode({0xE0, 0}).status, ZD_AAC_DEC_ERR_FAILED);
   EXPECT_EQ(decoder.lose().status, ZD_AAC_DEC_ERR_FAILED);
   EXPECT_EQ(decoder.decode(file.frames[0].payload).status, ZD_AAC_DEC_OK);
   EXPECT_EQ(decoder.lose().status, ZD_AAC_DEC_OK);
 }
 
-// The counts, and that configuring begins a stream anew, to the bit. A call without room is as if it had not
-// been.
-TEST(DecoderInstance, GivesAsManyFramesAsUnitsOneCallLaterAndConsumesNothingForWantOfRoom) {
+// Also: configuring restarts a stream, to the bit, and a call without room changes nothing.
+TEST(DecoderInstance, KeptEachFrameComesOneCallLater) {
   for (const char* name : {"aac-lc-44k-stereo.aac", "aac-lc-8k-mono.aac", "aac-ltp-44k-stereo.aac"}) {
     const AdtsFile file = sample(name);
     TestDecoder whole(config_of(file));
@@ -154,29 +152,29 @@ TEST(Memory, OfAnInstanceIsOneBlockAndNoneAFrame) {
   }
 }
 
-TEST(Memory, LackOfItIsToldByEveryCallThatTakesSome) {
-  const AdtsFile file = sample("aac-lc-8k-mono.aac");
-  const Bytes& block = file.frames[0].payload;
+// Each of these calls allocates once or not at all.
+TEST(Memory, LackOfItIsReportedByEveryCallThatAllocates) {
+  const Bytes block = sample("aac-lc-8k-mono.aac").frames[0].payload;
   const Bytes record = {0x15, 0x88};
-  Zd_AAC_Dec_Config config = config_of(file);
+  Zd_AAC_Dec_Config config = lc_config(8000, 1);
   auto length = static_cast<int32_t>(block.size());
   auto record_bytes = static_cast<int32_t>(record.size());
   auto* instance = reinterpret_cast<Zd_AAC_Dec_Instance*>(&config);
-  {
-    const FailingAllocator failing(1);
-    EXPECT_EQ(Zd_AAC_Dec_Open(&instance), ZD_AAC_DEC_ERR_NO_INSTANCE);
-  }
+  const auto failing = [](auto call) {
+    const FailingAllocator allocator(1);
+    return call();
+  };
+  EXPECT_EQ(failing([&] { return Zd_AAC_Dec_Open(&instance); }), ZD_AAC_DEC_ERR_NO_INSTANCE);
   EXPECT_EQ(instance, nullptr);
-  {
-    const FailingAllocator failing(1);
-    EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(block.data(), 0, &config, &length, 0), ZD_AAC_DEC_ERR_FAILED);
-  }
-  // The record alone takes none.
-  const FailingAllocator failing(1);
-  EXPECT_EQ(Zd_AAC_Dec_GetConfig(record.data(), &record_bytes, &config, 0, nullptr, 0), ZD_AAC_DEC_OK);
-  EXPECT_EQ(Zd_AAC_Dec_GetConfig(record.data(), &record_bytes, &config, 0, block.data(), length),
+  EXPECT_EQ(failing([&] { return Zd_AAC_Dec_GetFrameLength(block.data(), 0, &config, &length, 0); }),
             ZD_AAC_DEC_ERR_FAILED);
+  const auto get_config = [&](const uint8_t* frame) {
+    return Zd_AAC_Dec_GetConfig(record.data(), &record_bytes, &config, 0, frame,
+                                frame == nullptr ? 0 : length);
+  };
+  EXPECT_EQ(failing([&] { return get_config(nullptr); }), ZD_AAC_DEC_OK);
+  EXPECT_EQ(failing([&] { return get_config(block.data()); }), ZD_AAC_DEC_ERR_FAILED);
 }
 
 }  // namespace
-}  // namespace zdr::aacdec
+}  // namespace zdr::test

@@ -1,3 +1,4 @@
+// Drives the decoder through its public interface.
 #include "tests/aacdec/test_decoder.h"
 
 #include <gtest/gtest.h>
@@ -7,10 +8,14 @@
 #include "aacdec/syntax/raw_data_block.h"
 #include "aacdec/syntax/sampling_rates.h"
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
+
+using namespace aacdec;
+
 namespace {
 
-constexpr int32_t kUntouchedBytes = 4;
+// Also where nothing may be written.
+constexpr int32_t kSmallestBuffer = 4;
 
 }  // namespace
 
@@ -44,8 +49,8 @@ int32_t TestDecoder::configure(Zd_AAC_Dec_Config config) {
 Output TestDecoder::call(const uint8_t* data, int32_t size, int32_t room) {
   const int32_t given = room < 0 ? config_.outputBytes : room;
   Output output;
-  // Exactly as long as told, so that a write behind it is noticed.
-  output.pcm.resize(static_cast<size_t>(std::max(given, kUntouchedBytes)) / 2);
+  // Exactly as large as stated, so that the address sanitizer sees a write past it.
+  output.pcm.resize(static_cast<size_t>(std::max(given, kSmallestBuffer)) / 2);
   output.consumed = size;
   int32_t written = given;
   output.status = Zd_AAC_Dec_Decode(instance_.get(), data, &output.consumed, output.pcm.data(), &written);
@@ -85,6 +90,10 @@ Bytes joined(const Bytes& a, const Bytes& b) {
   return both;
 }
 
+Bytes truncated(const Bytes& bytes, size_t count) {
+  return Bytes(bytes.begin(), bytes.end() - static_cast<std::ptrdiff_t>(count));
+}
+
 std::unique_ptr<Frame> parsed(const Bytes& block, const AdtsFile& file) {
   BlockContext context;
   context.format = {file.sampling_index, file.profile};
@@ -95,4 +104,4 @@ std::unique_ptr<Frame> parsed(const Bytes& block, const AdtsFile& file) {
   return frame;
 }
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

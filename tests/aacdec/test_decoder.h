@@ -1,15 +1,16 @@
-// A decoder instance as the tests drive it, and streams to feed it with.
+// A decoder instance with the checks that hold for every call, and streams to feed it.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "aacdec/syntax/frame.h"
 #include "aacdec/zd_aac_dec.h"
 #include "mediakit/aac/adts_file.h"
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
 
 using Pcm = std::vector<int16_t>;
 
@@ -31,7 +32,7 @@ class TestDecoder {
   int32_t configure(Zd_AAC_Dec_Config config);
   // As SetConfig has changed it.
   const Zd_AAC_Dec_Config& config() const { return config_; }
-  // Checks that a failure writes neither count. `room`: bytes of the PCM buffer; -1: one output frame.
+  // `room`: bytes of the PCM buffer; -1: one output frame. Expects that a failure writes neither count.
   Output decode(const Bytes& unit, int32_t room = -1);
   Output lose(int32_t room = -1) { return call(nullptr, 0, room); }
 
@@ -47,13 +48,15 @@ class TestDecoder {
   Zd_AAC_Dec_Config config_{};
 };
 
-// The PCM of all units, that of the last one included.
+// The PCM of all units, the last one included.
 Pcm decode_all(TestDecoder& decoder, const std::vector<Bytes>& units);
 
 std::vector<Bytes> payloads(const AdtsFile& file);
 Bytes joined(const Bytes& a, const Bytes& b);
+// Without its last `count` bytes.
+Bytes truncated(const Bytes& bytes, size_t count = 1);
 
-// The side information of a block; the block must parse.
-std::unique_ptr<Frame> parsed(const Bytes& block, const AdtsFile& file);
+// The side information of a block, which must parse.
+std::unique_ptr<aacdec::Frame> parsed(const Bytes& block, const AdtsFile& file);
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

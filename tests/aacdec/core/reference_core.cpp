@@ -1,3 +1,4 @@
+// Evaluates the formulas of the core as sums over doubles.
 #include "tests/aacdec/core/reference_core.h"
 
 #include <algorithm>
@@ -7,103 +8,141 @@
 #include "aacdec/syntax/scale_factor_bands.h"
 #include "aacdec/tables/tools_tables.h"
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
+
+using namespace aacdec;
+
 namespace {
 
 constexpr double kPi = std::numbers::pi;
 const double kLtpGain[8] = {0.570829, 0.696616, 0.813004, 0.911304, 0.984900, 1.067894, 1.194601, 1.369533};
 
-Lines rising_half(int shape, int length) {
-  Lines window(static_cast<size_t>(length));
-  if (shape == 0) {
-    for (int n = 0; n < length; ++n)
-      window[static_cast<size_t>(n)] = std::sin(kPi / (2 * length) * (n + 0.5));
-    return window;
-  }
+// The rising half of a window, sine or Kaiser-Bessel derived.
+Lines rising_half(int shape, size_t length) {
+  Lines window;
+  const auto size = static_cast<double>(length);
+  for (size_t n = 0; n < length; ++n)
+    window.push_back(std::sin(kPi / (2 * size) * (static_cast<double>(n) + 0.5)));
+  if (shape == 0) return window;
   const double alpha = length == kFrameLength ? 4 : 6;
-  Lines sums;
   double sum = 0;
-  for (int n = 0; n <= length; ++n) {
-    const double place = 2.0 * n / length - 1;
-    sums.push_back(sum += std::cyl_bessel_i(0, kPi * alpha * std::sqrt(1 - place * place)));
+  for (size_t n = 0; n <= length; ++n) {
+    const double place = 2 * static_cast<double>(n) / size - 1;
+    sum += std::cyl_bessel_i(0, kPi * alpha * std::sqrt(1 - place * place));
+    if (n < length) window[n] = sum;
   }
-  for (size_t n = 0; n < window.size(); ++n) window[n] = std::sqrt(sums[n] / sum);
+  for (double& w : window) w = std::sqrt(w / sum);
   return window;
 }
 
-// cos(2 pi / N (n + n0) (k + 1/2)) for N samples, by a table of the full circle.
-class TransformCosines {
- public:
-  explicit TransformCosines(size_t samples) : samples_(samples), table_(4 * samples) {
-    for (size_t i = 0; i < table_.size(); ++i) {
-      table_[i] = std::cos(2 * kPi * static_cast<double>(i) / static_cast<double>(table_.size()));
+// cos(2 pi / N (n + n0) (k + 1/2)) for N samples, from a table of the full circle.
+double cosine(size_t samples, size_t n, size_t k) {
+  static const Lines circle = [] {
+    Lines table(8 * kFrameLength);
+    for (size_t i = 0; i < table.size(); ++i) {
+      table[i] = std::cos(2 * kPi * static_cast<double>(i) / static_cast<double>(table.size()));
     }
-  }
-  double at(size_t n, size_t k) const {
-    return table_[(2 * n + samples_ / 2 + 1) * (2 * k + 1) % table_.size()];
-  }
+    return table;
+  }();
+  return circle[(2 * n + samples / 2 + 1) * (2 * k + 1) % (4 * samples) * (2 * kFrameLength / samples)];
+}
 
- private:
-  size_t samples_;
-  Lines table_;
+// With the factor 2 / N.
+Lines inverse_transform(std::span<const double> lines) {
+  const size_t samples = 2 * lines.size();
+  Lines x(samples);
+  for (size_t n = 0; n < samples; ++n) {
+    for (size_t k = 0; k < lines.size(); ++k) x[n] += lines[k] * cosine(samples, n, k);
+    x[n] *= 2 / static_cast<double>(samples);
+  }
+  return x;
+}
+
+Lines forward_transform(std::span<const double> samples) {
+  Lines lines(samples.size() / 2);
+  for (size_t k = 0; k < lines.size(); ++k) {
+    for (size_t n = 0; n < samples.size(); ++n) lines[k] += 2 * samples[n] * cosine(samples.size(), n, k);
+  }
+  return lines;
+}
+
+// A rising half and a mirrored one.
+Lines window_of(Lines rise, const Lines& fall) {
+  rise.insert(rise.end(), fall.rbegin(), fall.rend());
+  return rise;
+}
+
+// The window of a block that is not of eight short ones.
+Lines long_window(WindowSequence sequence, int previous_shape, int shape) {
+  const auto half = [](bool has_short_slope, int of_shape) {
+    if (!has_short_slope) return rising_half(of_shape, kFrameLength);
+    Lines slope = rising_half(of_shape, kShortLength);
+    slope.insert(slope.begin(), 448, 0.0);
+    slope.resize(kFrameLength, 1.0);
+    return slope;
+  };
+  return window_of(half(sequence == WindowSequence::kLongStop, previous_shape),
+                   half(sequence == WindowSequence::kLongStart, shape));
+}
+
+void add_windowed(std::span<const double> lines, const Lines& window, double* block) {
+  const Lines x = inverse_transform(lines);
+  for (size_t n = 0; n < x.size(); ++n) block[n] += x[n] * window[n];
+}
+
+// A scale factor band in one window: where its side information is, and its lines and coded values.
+struct Band {
+  int number;
+  size_t first_line;
+  size_t first_value;
+  size_t width;
 };
 
-const TransformCosines& cosines(size_t samples) {
-  static const TransformCosines long_cosines(2 * kFrameLength);
-  static const TransformCosines short_cosines(2 * kShortLength);
-  return samples == 2 * kFrameLength ? long_cosines : short_cosines;
-}
-
-// visit(band, window, first line within the spectrum, width)
+// Values are in the order of groups, bands, windows.
 template <typename Visit>
 void for_bands(const IcsInfo& ics, const StreamFormat& format, Visit visit) {
-  const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, ics.is_short());
-  int window = 0;
+  const auto offsets = scale_factor_bands(format.sampling_index, ics.is_short()).offsets;
+  const auto window_length = static_cast<size_t>(ics.window_length());
+  size_t window = 0;
   for (int g = 0; g < ics.group_count; ++g) {
-    for (int w = 0; w < ics.group_length[g]; ++w, ++window) {
-      for (int sfb = 0; sfb < ics.max_sfb; ++sfb) {
-        visit(ics.band(g, sfb), window, window * ics.window_length() + bands.offsets[sfb],
-              bands.offsets[sfb + 1] - bands.offsets[sfb]);
+    const size_t windows = ics.group_length[g];
+    for (int sfb = 0; sfb < ics.max_sfb; ++sfb) {
+      const auto width = static_cast<size_t>(offsets[sfb + 1] - offsets[sfb]);
+      for (size_t w = 0; w < windows; ++w) {
+        visit(Band{ics.band(g, sfb), (window + w) * window_length + offsets[sfb],
+                   window * window_length + offsets[sfb] * windows + w * width, width});
       }
     }
+    window += windows;
   }
 }
 
-// Values stand group after group, band after band, window after window.
 Lines dequantised(const ChannelStream& channel, const int16_t* quantised, const StreamFormat& format) {
-  const IcsInfo& ics = channel.ics;
-  const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, ics.is_short());
   Lines spectrum(kFrameLength);
-  int first_window = 0;
-  for (int g = 0; g < ics.group_count; ++g) {
-    const int16_t* next = quantised + first_window * ics.window_length();
-    for (int sfb = 0; sfb < ics.max_sfb; ++sfb) {
-      const double scale = std::exp2((channel.scale[ics.band(g, sfb)] - 100) / 4.0);
-      for (int w = first_window; w < first_window + ics.group_length[g]; ++w) {
-        for (int k = bands.offsets[sfb]; k < bands.offsets[sfb + 1]; ++k, ++next) {
-          if (!is_spectral_book(channel.codebook[ics.band(g, sfb)])) continue;
-          spectrum[static_cast<size_t>(w * ics.window_length() + k)] =
-              std::copysign(std::pow(std::abs(static_cast<double>(*next)), 4.0 / 3) * scale, *next);
-        }
-      }
+  for_bands(channel.ics, format, [&](const Band& band) {
+    if (!is_spectral_book(channel.codebook[band.number])) return;
+    const double scale = std::exp2((channel.scale[band.number] - 100) / 4.0);
+    for (size_t k = 0; k < band.width; ++k) {
+      const double value = quantised[band.first_value + k];
+      spectrum[band.first_line + k] = std::copysign(std::pow(std::abs(value), 4.0 / 3) * scale, value);
     }
-    first_window += ics.group_length[g];
-  }
+  });
   return spectrum;
 }
 
 void apply_stereo(const Frame& frame, const StreamFormat& format, Lines& left, Lines& right) {
   const PairData& pair = frame.pair;
   const ChannelStream& second = frame.channel[1];
-  for_bands(second.ics, format, [&](int band, int, int first, int width) {
-    const bool used = pair.ms_mask_present == 2 || (pair.ms_mask_present == 1 && pair.ms_used[band] != 0);
-    const int book = second.codebook[band];
-    for (auto k = static_cast<size_t>(first); k < static_cast<size_t>(first + width); ++k) {
+  for_bands(second.ics, format, [&](const Band& band) {
+    const int n = band.number;
+    const bool used = pair.ms_mask_present == 2 || (pair.ms_mask_present == 1 && pair.ms_used[n] != 0);
+    const int book = second.codebook[n];
+    for (size_t k = band.first_line; k < band.first_line + band.width; ++k) {
       if (book >= kIntensityOutOfPhaseBook) {
         const bool inverted = pair.ms_mask_present == 1 && used;
         const double sign = (book == kIntensityInPhaseBook) != inverted ? 1 : -1;
-        right[k] = sign * std::exp2(-second.scale[band] / 4.0) * left[k];
-      } else if (used && book != kNoiseBook && frame.channel[0].codebook[band] != kNoiseBook) {
+        right[k] = sign * std::exp2(-second.scale[n] / 4.0) * left[k];
+      } else if (used && book != kNoiseBook && frame.channel[0].codebook[n] != kNoiseBook) {
         const double mid = left[k];
         left[k] = mid + right[k];
         right[k] = mid - right[k];
@@ -130,15 +169,11 @@ void filter_lines(const Lines& a, bool synthesis, double* lines, std::ptrdiff_t 
   Lines in;
   for (int n = 0; n < count; ++n) {
     double& line = lines[n * step];
-    const double x = line;
+    in.push_back(line);
     for (int i = 1; i < static_cast<int>(a.size()) && i <= n; ++i) {
-      if (synthesis) {
-        line -= a[static_cast<size_t>(i)] * lines[(n - i) * step];
-      } else {
-        line += a[static_cast<size_t>(i)] * in[static_cast<size_t>(n - i)];
-      }
+      line +=
+          a[static_cast<size_t>(i)] * (synthesis ? -lines[(n - i) * step] : in[static_cast<size_t>(n - i)]);
     }
-    in.push_back(x);
   }
 }
 
@@ -165,55 +200,7 @@ void shape(const ChannelStream& channel, const StreamFormat& format, bool synthe
   }
 }
 
-// Adds the eight windowed transforms to `block`, 2 * kFrameLength samples.
-void add_short_windows(const Lines& spectrum, int previous_shape, int shape, Lines& block) {
-  for (size_t w = 0; w < kMaxWindows; ++w) {
-    const Lines x = inverse_transform(std::span(spectrum).subspan(w * kShortLength, kShortLength));
-    const Lines rise = rising_half(w == 0 ? previous_shape : shape, kShortLength);
-    const Lines fall = rising_half(shape, kShortLength);
-    for (size_t n = 0; n < kShortLength; ++n) {
-      block[448 + kShortLength * w + n] += x[n] * rise[n];
-      block[448 + kShortLength * (w + 1) + n] += x[kShortLength + n] * fall[kShortLength - 1 - n];
-    }
-  }
-}
-
 }  // namespace
-
-Lines long_block_window(WindowSequence sequence, int previous_shape, int shape) {
-  const auto half = [](bool with_short_slope, int of_shape) {
-    if (!with_short_slope) return rising_half(of_shape, kFrameLength);
-    Lines window(448, 0.0);
-    const Lines slope = rising_half(of_shape, kShortLength);
-    window.insert(window.end(), slope.begin(), slope.end());
-    window.resize(kFrameLength, 1.0);
-    return window;
-  };
-  Lines window = half(sequence == WindowSequence::kLongStop, previous_shape);
-  const Lines fall = half(sequence == WindowSequence::kLongStart, shape);
-  window.insert(window.end(), fall.rbegin(), fall.rend());
-  return window;
-}
-
-Lines inverse_transform(std::span<const double> lines) {
-  const size_t samples = 2 * lines.size();
-  const TransformCosines& cosine = cosines(samples);
-  Lines x(samples);
-  for (size_t n = 0; n < samples; ++n) {
-    for (size_t k = 0; k < lines.size(); ++k) x[n] += lines[k] * cosine.at(n, k);
-    x[n] *= 2 / static_cast<double>(samples);
-  }
-  return x;
-}
-
-Lines forward_transform(std::span<const double> samples) {
-  const TransformCosines& cosine = cosines(samples.size());
-  Lines lines(samples.size() / 2);
-  for (size_t k = 0; k < lines.size(); ++k) {
-    for (size_t n = 0; n < samples.size(); ++n) lines[k] += 2 * samples[n] * cosine.at(n, k);
-  }
-  return lines;
-}
 
 ReferenceCore::ReferenceCore() {
   for (Channel& channel : channel_) {
@@ -230,17 +217,15 @@ void ReferenceCore::add_prediction(int channel, const Frame& frame, const Stream
   Lines past = state.history;
   past.insert(past.end(), state.overlap.begin(), state.overlap.end());
   past.resize(4 * kFrameLength);
-  Lines window = long_block_window(stream.ics.window_sequence, state.previous_shape, stream.ics.window_shape);
+  Lines window = long_window(stream.ics.window_sequence, state.previous_shape, stream.ics.window_shape);
   for (size_t i = 0; i < window.size(); ++i) {
     window[i] *= kLtpGain[stream.ltp.coefficient] * past[2 * kFrameLength - stream.ltp.lag + i];
   }
   Lines predicted = forward_transform(window);
   shape(stream, format, false, predicted);
-  for_bands(stream.ics, format, [&](int band, int, int first, int width) {
-    if (band >= kMaxLtpBands || !stream.ltp.long_used[band]) return;
-    for (auto k = static_cast<size_t>(first); k < static_cast<size_t>(first + width); ++k) {
-      spectrum[k] += predicted[k];
-    }
+  for_bands(stream.ics, format, [&](const Band& band) {
+    if (band.number >= kMaxLtpBands || !stream.ltp.long_used[band.number]) return;
+    for (size_t k = band.first_line; k < band.first_line + band.width; ++k) spectrum[k] += predicted[k];
   });
 }
 
@@ -264,12 +249,15 @@ std::vector<Lines> ReferenceCore::synthesise(const Frame& frame, const std::vect
     Channel& state = channel_[c];
     const IcsInfo& ics = frame.channel[c].ics;
     Lines block(2 * kFrameLength);
-    if (ics.is_short()) {
-      add_short_windows(spectra[c], state.previous_shape, ics.window_shape, block);
-    } else {
-      block = inverse_transform(spectra[c]);
-      const Lines window = long_block_window(ics.window_sequence, state.previous_shape, ics.window_shape);
-      for (size_t n = 0; n < block.size(); ++n) block[n] *= window[n];
+    for (size_t w = 0; ics.is_short() && w < kMaxWindows; ++w) {
+      const Lines rise = rising_half(w == 0 ? state.previous_shape : ics.window_shape, kShortLength);
+      add_windowed(std::span(spectra[c]).subspan(w * kShortLength, kShortLength),
+                   window_of(rise, rising_half(ics.window_shape, kShortLength)),
+                   block.data() + 448 + kShortLength * w);
+    }
+    if (!ics.is_short()) {
+      add_windowed(spectra[c], long_window(ics.window_sequence, state.previous_shape, ics.window_shape),
+                   block.data());
     }
     for (size_t n = 0; n < kFrameLength; ++n) block[n] += state.overlap[n];
     state.overlap.assign(block.begin() + kFrameLength, block.end());
@@ -286,4 +274,4 @@ void ReferenceCore::remember(int channel, std::span<const int16_t> pcm) {
   history.insert(history.end(), pcm.begin(), pcm.end());
 }
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

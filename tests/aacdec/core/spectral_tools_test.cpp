@@ -1,4 +1,4 @@
-// The edges of the spectral tools that random frames don't reach, and noise substitution.
+// Noise substitution, and edges of the spectral tools that real frames do not reach.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,14 +13,16 @@
 #include "aacdec/core/stereo_tools.h"
 #include "aacdec/fixed/fixed_point.h"
 
-namespace zdr::aacdec {
+namespace zdr::test {
 namespace {
+
+using namespace aacdec;
 
 TEST(Dequantiser, FollowsThePowerLawUntilTheShiftLeavesTheWord) {
   for (int q = 1; q <= kMaxQuantised; ++q) {
     for (const int sf : {60, 93, 94, 95, 100, 101, 120}) {
       const double exact = std::pow(q, 4.0 / 3) * 8 * std::exp2((sf - 100) / 4.0);
-      // Cut and multiplied, and 4e-6 of the value off where the power is interpolated.
+      // Truncated and multiplied, and 4e-6 of the value off where the power is interpolated.
       ASSERT_NEAR(dequantise_value(q, sf), exact, 5 + exact * 4e-6) << q << " " << sf;
       ASSERT_EQ(dequantise_value(-q, sf), -dequantise_value(q, sf));
     }
@@ -69,15 +71,15 @@ TEST(NoiseSubstitution, HasTheEnergyOfTheBand) {
       EXPECT_NEAR(level(lines.data(), width) / expected, 1, 2e-3) << width << " " << noise_energy;
     }
   }
-  // Senseless energies saturate or vanish.
+  // Energies that no stream has saturate or vanish.
   for (const int noise_energy : {-7000, -300, 150, 300, 7000}) {
     substitute_noise(state, noise_energy, lines.data(), 96);
     EXPECT_EQ(level(lines.data(), 96) > 0, noise_energy == 150) << noise_energy;
   }
 }
 
-// A pair of nothing but noise that mid/side and prediction are announced for, too.
-TEST(NoiseSubstitution, RequiredChannelsDrawApartFromEqualStates) {
+// A pair of nothing but noise, with mid/side and prediction announced for it.
+TEST(NoiseSubstitution, KeptChannelsStartEqualAndDrawApart) {
   constexpr int kBands = 20;
   const auto frame = std::make_unique<Frame>();
   const auto state = std::make_unique<CoreState>();
@@ -94,9 +96,8 @@ TEST(NoiseSubstitution, RequiredChannelsDrawApartFromEqualStates) {
   }
   const auto& spectrum = frame->spectrum;
   ASSERT_TRUE(reconstruct_spectra(*frame, {4, kProfileLc}, *state));
-  // Both generators start from 0, so that the first frame's noise is the same in both channels.
   EXPECT_TRUE(std::equal(spectrum[0], spectrum[0] + kFrameLength, spectrum[1]));
-  // Once one of them has drawn more they differ for good, also where the pair says that noise is common.
+  // Once one of them has drawn more they stay different, even where the pair says that noise is common.
   ChannelStream& second = frame->channel[1];
   second.codebook[3] = kZeroBook;
   second.ltp.present = true;
@@ -104,31 +105,31 @@ TEST(NoiseSubstitution, RequiredChannelsDrawApartFromEqualStates) {
   ASSERT_TRUE(reconstruct_spectra(*frame, {4, kProfileLtp}, *state));
   EXPECT_TRUE(std::equal(spectrum[0], spectrum[0] + 8, spectrum[1]));
   EXPECT_FALSE(std::equal(spectrum[0] + 20, spectrum[0] + 24, spectrum[1] + 20));
-  // Mid/side leaves noise alone: the level is the band's. So does prediction.
+  // Mid/side and prediction leave noise alone: the level is the band's.
   EXPECT_NEAR(level(spectrum[0] + 4, 4), 8 * 32768, 500);
   for (int sfb = 0; sfb < kBands; ++sfb) EXPECT_EQ(second.ltp.long_used[sfb], sfb == 3) << sfb;
 }
 
-TEST(StereoTools, DecideByBandAndSaturate) {
+TEST(StereoTools, ApplyByBandAndSaturate) {
   struct Case {
     const char* name;
     int first_book, second_book, ms_mask_present;
-    int32_t left, right;  // what comes out
+    int32_t left, right;  // expected
     int position = 4;     // of intensity
     int32_t left_in = 1000, right_in = 200;
   };
   const Case cases[] = {
-      {"SilentSide", 11, 0, 2, 1200, 800},
-      {"AtTheTop", 11, 11, 2, kInt32Max, kInt32Max - 3, 0, kInt32Max, 3},
-      {"AtTheBottom", 11, 11, 2, kInt32Min + 3, kInt32Min, 0, kInt32Min, 3},
-      {"NoiseInTheFirst", 13, 11, 2, 1000, 200},
-      {"NoiseInTheSecond", 11, 13, 2, 1000, 200},
-      {"IntensityBookInTheFirstSaysNothing", 15, 11, 0, 1000, 200},
-      {"IntensityFarToTheRight", 11, 15, 0, 1000, kInt32Max, -124},
-      {"IntensityFurtherThanAWord", 11, 15, 0, 1000, 0, -125},
-      {"IntensityFarToTheLeft", 11, 14, 0, 1000, -2, 33},
-      {"IntensityWithoutLevel", 11, 15, 0, 1000, 0, 128},
-      {"IntensityWithoutAnySense", 11, 15, 0, 1000, 0, 32767},
+      {"silent side", 11, 0, 2, 1200, 800},
+      {"at the top", 11, 11, 2, kInt32Max, kInt32Max - 3, 0, kInt32Max, 3},
+      {"at the bottom", 11, 11, 2, kInt32Min + 3, kInt32Min, 0, kInt32Min, 3},
+      {"noise in the first", 13, 11, 2, 1000, 200},
+      {"noise in the second", 11, 13, 2, 1000, 200},
+      {"intensity book in the first has no effect", 15, 11, 0, 1000, 200},
+      {"intensity far to the right", 11, 15, 0, 1000, kInt32Max, -124},
+      {"intensity beyond a word", 11, 15, 0, 1000, 0, -125},
+      {"intensity far to the left", 11, 14, 0, 1000, -2, 33},
+      {"intensity without level", 11, 15, 0, 1000, 0, 128},
+      {"intensity of the largest position", 11, 15, 0, 1000, 0, 32767},
   };
   // Twelve lines: a vector of eight and a rest of four.
   constexpr int kBands = 3;
@@ -153,8 +154,8 @@ TEST(StereoTools, DecideByBandAndSaturate) {
   }
 }
 
-TEST(NoiseShaping, SaturatesWhereAFilterRunsAway) {
-  // The steepest predictor there is, over full-scale lines.
+// The steepest predictor there is, over lines of full scale.
+TEST(NoiseShaping, SaturatesWhereAFilterIsUnstable) {
   ChannelStream channel;
   channel.ics.band_count = channel.ics.max_sfb = 49;
   channel.tns.present = true;
@@ -169,11 +170,11 @@ TEST(NoiseShaping, SaturatesWhereAFilterRunsAway) {
     std::vector<int32_t> lines(kFrameLength, kInt32Max);
     shape_noise(channel, {4, kProfileLc}, direction, lines.data(), scratch.data());
     EXPECT_EQ(*std::max_element(lines.begin(), lines.end()), kInt32Max);
-    // Lines above the bands that may be shaped stay as they are.
+    // Lines above the bands that may be shaped are unchanged.
     EXPECT_EQ(lines[1023], kInt32Max);
     EXPECT_NE(lines[1], lines[100]);
   }
 }
 
 }  // namespace
-}  // namespace zdr::aacdec
+}  // namespace zdr::test

@@ -1,10 +1,14 @@
+// Evaluates the formulas of parametric stereo over doubles.
 #include "tests/aacdec/sbr/ps_reference.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
+
+using namespace aacdec;
+
 namespace {
 
 constexpr double kPi = std::numbers::pi;
@@ -121,9 +125,9 @@ PsReference::Mixing PsReference::mixing(const PsFrame& frame, size_t envelope, s
           c1 * std::sin(beta - alpha)};
 }
 
-void PsReference::process(const PsFrame& frame, int band_end, const std::vector<Slot>& x,
+void PsReference::process(const PsFrame& frame, size_t band_end, const std::vector<Slot>& x,
                           std::vector<Slot>& left, std::vector<Slot>& right) {
-  for (size_t k = static_cast<size_t>(std::max(band_end, 3)) + 7; k < kBands; ++k) {
+  for (size_t k = std::max<size_t>(band_end, 3) + 7; k < kBands; ++k) {
     for (auto& slot : memory_.s) slot[k] = 0;
     for (auto& link : memory_.link) link[k] = {};
   }
@@ -160,4 +164,4 @@ void PsReference::process(const PsFrame& frame, int band_end, const std::vector<
   reached_ = last;
 }
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

@@ -1,4 +1,4 @@
-// Parametric stereo in plain double precision, as ISO/IEC 14496-3 has it, on 20 parameter bands.
+// Parametric stereo in plain double precision, by the formulas of ISO/IEC 14496-3, on 20 parameter bands.
 #pragma once
 
 #include <array>
@@ -7,13 +7,13 @@
 #include "aacdec/syntax/ps_payload.h"
 #include "tests/aacdec/sbr/qmf_reference.h"
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
 
 class PsReference {
  public:
-  // 32 slots of two channels from 38 of one; a silent rest from band_end on.
-  void process(const PsFrame& frame, int band_end, const std::vector<Slot>& x, std::vector<Slot>& left,
-               std::vector<Slot>& right);
+  // 32 slots of two channels from 38 of one, which is silent from band_end on.
+  void process(const aacdec::PsFrame& frame, size_t band_end, const std::vector<Slot>& x,
+               std::vector<Slot>& left, std::vector<Slot>& right);
   void forget_signal() { memory_ = {}; }
 
  private:
@@ -27,7 +27,7 @@ class PsReference {
   Signal split(const std::vector<Slot>& x);
   Signal decorrelate(const Signal& s);
   std::vector<std::array<double, 20>> transients(const Signal& s);
-  Mixing mixing(const PsFrame& frame, size_t envelope, size_t band) const;
+  Mixing mixing(const aacdec::PsFrame& frame, size_t envelope, size_t band) const;
 
   struct Memory {
     std::vector<Slot> x = std::vector<Slot>(6);
@@ -42,4 +42,4 @@ class PsReference {
   }();
 };
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

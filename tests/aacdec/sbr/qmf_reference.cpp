@@ -1,3 +1,4 @@
+// Evaluates the QMF banks as sums over doubles.
 #include "tests/aacdec/sbr/qmf_reference.h"
 
 #include <algorithm>
@@ -6,7 +7,10 @@
 
 #include "aacdec/tables/qmf_prototype.h"
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
+
+using namespace aacdec;
+
 namespace {
 
 constexpr double kPi = std::numbers::pi;
@@ -16,12 +20,12 @@ double prototype(size_t n) {
 }
 
 // exp(i pi / (2 bands) (k + 1/2) (2 n - offset)), by n and k.
-std::vector<std::vector<Complex>> modulation(int bands, double offset) {
-  std::vector<std::vector<Complex>> rows;
-  for (int n = 0; n < 2 * bands; ++n) {
-    rows.emplace_back();
-    for (int k = 0; k < bands; ++k) {
-      rows.back().push_back(std::polar(1.0, kPi / (2 * bands) * (k + 0.5) * (2 * n - offset)));
+std::vector<Slot> modulation(size_t bands, double offset) {
+  std::vector<Slot> rows(2 * bands);
+  for (size_t n = 0; n < 2 * bands; ++n) {
+    for (size_t k = 0; k < bands; ++k) {
+      const auto turns = (static_cast<double>(k) + 0.5) * (2 * static_cast<double>(n) - offset);
+      rows[n][k] = std::polar(1.0, kPi / (2 * static_cast<double>(bands)) * turns);
     }
   }
   return rows;
@@ -45,10 +49,9 @@ Slot QmfAnalysisReference::slot(const double* samples) {
 }
 
 std::vector<double> QmfSynthesisReference::slot(const Slot& x) {
-  const auto bands = static_cast<size_t>(bands_);
+  const size_t bands = bands_;
   const size_t step = 64 / bands;
-  std::copy_backward(v_.begin(), v_.begin() + static_cast<ptrdiff_t>(18 * bands),
-                     v_.begin() + static_cast<ptrdiff_t>(20 * bands));
+  std::copy_backward(v_.data(), v_.data() + 18 * bands, v_.data() + 20 * bands);
   static const auto wide = modulation(64, 255);
   static const auto narrow = modulation(32, 127.5);
   const auto& factors = bands_ == 64 ? wide : narrow;
@@ -67,4 +70,4 @@ std::vector<double> QmfSynthesisReference::slot(const Slot& x) {
   return out;
 }
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

@@ -1,11 +1,11 @@
-// The QMF banks of SBR in plain double precision, as ISO/IEC 14496-3 has them.
+// The QMF banks of SBR in plain double precision, by the formulas of ISO/IEC 14496-3.
 #pragma once
 
 #include <array>
 #include <complex>
 #include <vector>
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
 
 using Complex = std::complex<double>;
 using Slot = std::array<Complex, 64>;
@@ -21,13 +21,13 @@ class QmfAnalysisReference {
 
 class QmfSynthesisReference {
  public:
-  explicit QmfSynthesisReference(int bands) : bands_(bands) {}
-  // `bands` samples.
+  explicit QmfSynthesisReference(size_t bands) : bands_(bands) {}
+  // As many samples as bands.
   std::vector<double> slot(const Slot& x);
 
  private:
-  int bands_;
+  size_t bands_;
   std::array<double, 1280> v_{};
 };
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

@@ -1,3 +1,5 @@
+// Evaluates the formulas of SBR, with the names of the standard for signals: W the analysis, Y the adjusted
+// high bands, X what the synthesis gets.
 #include "tests/aacdec/sbr/sbr_reference.h"
 
 #include <algorithm>
@@ -5,57 +7,53 @@
 
 #include "aacdec/tables/sbr_noise.h"
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
+
+using namespace aacdec;
+
 namespace {
 
-Complex noise_value(int index) {
-  const auto& v = kSbrNoiseQ31[index % 512];
-  return {v[0] * 0x1p-31, v[1] * 0x1p-31};
-}
-
-// The band of `borders` that QMF band k lies in, or -1.
-int band_of(const uint8_t* borders, int count, int k) {
-  for (int j = 0; j < count; ++j) {
-    if (borders[j] <= k && k < borders[j + 1]) return j;
-  }
-  return -1;
+// The band of `borders` that contains QMF band k.
+size_t band_of(const uint8_t* borders, size_t k) {
+  size_t j = 0;
+  while (borders[j + 1] <= k) ++j;
+  return j;
 }
 
 }  // namespace
+
+size_t SbrReference::envelope_band(size_t envelope, size_t k) const {
+  return band_of(bands().envelope_borders(data().grid.high_resolution[envelope]), k);
+}
 
 void SbrReference::analyse(const Signal& core) {
   std::vector<Slot> w(32);
   for (size_t l = 0; l < 32; ++l) w[l] = state_->analysis.slot(core.data() + 32 * l);
   low_.assign(40, {});
-  const size_t kx = active() ? data().bands.kx : 32;
   for (size_t l = 0; l < 40; ++l) {
     const Slot& from = l < 8 ? state_->w_before[24 + l] : w[l - 8];
-    const size_t end = l < 8 ? static_cast<size_t>(state_->kx) : kx;
+    const size_t end = l < 8 ? state_->kx : active() ? bands().kx : 32;
     std::copy_n(from.begin(), end, low_[l].begin());
   }
   state_->w_before = w;
 }
 
-// Behind a damaged frame the first envelope is drawn out to where the signal ended.
-int SbrReference::first_slot(size_t envelope) const {
-  const int slot = 2 * data().grid.border[envelope];
-  return envelope == 0 && state_->m > 0 ? std::min(slot, 2 * state_->end - 32) : slot;
+// After a damaged frame the first envelope is stretched to where the signal ended.
+size_t SbrReference::first_slot(size_t envelope) const {
+  const size_t slot = 2U * data().grid.border[envelope];
+  return envelope == 0 && state_->m > 0 ? std::min(slot, state_->end - 32) : slot;
 }
 
 void SbrReference::set_bandwidths() {
-  const SbrChannelFrame& f = data();
-  for (size_t n = 0; n < f.bands.noise_count; ++n) {
-    const int now = f.invf_mode[n];
+  for (size_t n = 0; n < bands().noise_count; ++n) {
+    const int now = data().invf_mode[n];
     const int before = state_->invf[n];
+    constexpr double kTargets[4][4] = {
+        {0, 0.6, 0, 0}, {0.6, 0.75, 0.75, 0.75}, {0.9, 0.9, 0.9, 0.9}, {0.98, 0.98, 0.98, 0.98}};
     double& bw = state_->bandwidth[n];
-    double value = now == 3      ? 0.98
-                   : now == 2    ? 0.9
-                   : now == 1    ? (before == 0 ? 0.6 : 0.75)
-                   : before == 1 ? 0.6
-                                 : 0;
-    value = value < bw ? 0.75 * value + 0.25 * bw : 0.90625 * value + 0.09375 * bw;
-    if (value < 0.015625) value = 0;
-    bw = std::min(value, 0.99609375);
+    const double target = kTargets[now][before];
+    const double value = target < bw ? 0.75 * target + 0.25 * bw : 0.90625 * target + 0.09375 * bw;
+    bw = value < 0.015625 ? 0 : std::min(value, 0.99609375);
     state_->invf[n] = now;
   }
 }
@@ -77,74 +75,60 @@ std::array<Complex, 2> SbrReference::predict(size_t p) const {
 
 void SbrReference::generate() {
   set_bandwidths();
-  const SbrBandTables& t = data().bands;
-  const SbrGrid& g = data().grid;
   high_.assign(40, {});
-  int k = t.kx;
-  for (int q = 0; q < t.patch_count; ++q) {
-    for (int i = 0; i < t.patch_width[q]; ++i, ++k) {
-      const auto p = static_cast<size_t>(t.patch_start[q] + i);
+  size_t k = bands().kx;
+  for (size_t q = 0; q < bands().patch_count; ++q) {
+    for (size_t i = 0; i < bands().patch_width[q]; ++i, ++k) {
+      const size_t p = bands().patch_start[q] + i;
       const auto [alpha0, alpha1] = predict(p);
-      const double bw = state_->bandwidth[static_cast<size_t>(band_of(t.noise, t.noise_count, k))];
-      for (int l = first_slot(0); l < 2 * g.border[g.envelope_count]; ++l) {
-        const auto s = static_cast<size_t>(l);
-        high_[s + 2][static_cast<size_t>(k)] =
-            low_[s + 2][p] + bw * alpha0 * low_[s + 1][p] + bw * bw * alpha1 * low_[s][p];
+      const double bw = state_->bandwidth[band_of(bands().noise, k)];
+      for (size_t l = first_slot(0); l < last_slot(); ++l) {
+        high_[l + 2][k] = low_[l + 2][p] + bw * alpha0 * low_[l + 1][p] + bw * bw * alpha1 * low_[l][p];
       }
     }
   }
 }
 
-// The channel's part of what a coupled pair has together, by their ratio; or all of what one channel has.
+// The channel's part of the energy of a coupled pair, by the ratio of the two; or all of one channel's own.
 double SbrReference::part_of(double energy, double ratio) const {
   if (!coupled()) return energy;
   return 2 * energy / (1 + ratio) * (channel_ == 0 ? 1 : ratio);
 }
 
-SbrReference::Row SbrReference::wanted_energies(size_t envelope) const {
-  const SbrBandTables& t = data().bands;
-  const bool high = data().grid.high_resolution[envelope];
-  const SbrChannelFrame& levels = frame_->channel[coupled() ? 0 : channel_];
-  const double a = levels.amp_res != 0 ? 1 : 0.5;
-  const double even = levels.amp_res != 0 ? 12 : 24;
+SbrReference::Row SbrReference::target_energies(size_t envelope) const {
+  const double a = levels().amp_res != 0 ? 1 : 0.5;
   Row row{};
-  for (int k = t.kx; k < t.kx + t.m; ++k) {
-    const int j = band_of(t.envelope_borders(high), t.envelope_bands(high), k);
-    const double ratio = std::exp2((even - frame_->channel[1].envelope[envelope][j]) * a);
-    const double energy = part_of(std::exp2(a * levels.envelope[envelope][j] + 6), ratio);
-    row[static_cast<size_t>(k)] = energy * level_ * level_;
+  for (size_t k = bands().kx; k < high_end(); ++k) {
+    const size_t j = envelope_band(envelope, k);
+    const double ratio = std::exp2(12 - a * frame_->channel[1].envelope[envelope][j]);
+    row[k] = part_of(std::exp2(a * levels().envelope[envelope][j] + 6), ratio) * level_ * level_;
   }
   return row;
 }
 
 SbrReference::Row SbrReference::noise_floors(size_t envelope) const {
-  const SbrBandTables& t = data().bands;
   const SbrGrid& g = data().grid;
-  const SbrChannelFrame& levels = frame_->channel[coupled() ? 0 : channel_];
   const size_t q = g.noise_count == 2 && g.border[envelope] >= g.noise_border[1] ? 1 : 0;
   Row row{};
-  for (int k = t.kx; k < t.kx + t.m; ++k) {
-    const int j = band_of(t.noise, t.noise_count, k);
-    row[static_cast<size_t>(k)] =
-        part_of(std::exp2(6 - levels.noise[q][j]), std::exp2(12 - frame_->channel[1].noise[q][j]));
+  for (size_t k = bands().kx; k < high_end(); ++k) {
+    const size_t j = band_of(bands().noise, k);
+    row[k] = part_of(std::exp2(6 - levels().noise[q][j]), std::exp2(12 - frame_->channel[1].noise[q][j]));
   }
   return row;
 }
 
 SbrReference::Row SbrReference::present_energies(size_t envelope) const {
-  const SbrBandTables& t = data().bands;
-  const SbrGrid& g = data().grid;
+  const size_t start = first_slot(envelope);
+  const size_t end = 2U * data().grid.border[envelope + 1];
   Row row{};
-  for (int k = t.kx; k < t.kx + t.m; ++k) {
-    for (int s = first_slot(envelope) + 2; s < 2 * g.border[envelope + 1] + 2; ++s) {
-      row[static_cast<size_t>(k)] += std::norm(high_[static_cast<size_t>(s)][static_cast<size_t>(k)]);
-    }
-    row[static_cast<size_t>(k)] /= 2 * g.border[envelope + 1] - first_slot(envelope);
+  for (size_t k = bands().kx; k < high_end(); ++k) {
+    for (size_t s = start; s < end; ++s)
+      row[k] += std::norm(high_[s + 2][k]) / static_cast<double>(end - start);
   }
   if (data().header.interpol_freq != 0) return row;
-  const bool high = g.high_resolution[envelope];
-  const uint8_t* const borders = t.envelope_borders(high);
-  for (int j = 0; j < t.envelope_bands(high); ++j) {
+  const bool high = data().grid.high_resolution[envelope];
+  const uint8_t* const borders = bands().envelope_borders(high);
+  for (int j = 0; j < bands().envelope_bands(high); ++j) {
     double sum = 0;
     for (size_t k = borders[j]; k < borders[j + 1]; ++k) sum += row[k];
     for (size_t k = borders[j]; k < borders[j + 1]; ++k) row[k] = sum / (borders[j + 1] - borders[j]);
@@ -152,33 +136,31 @@ SbrReference::Row SbrReference::present_energies(size_t envelope) const {
   return row;
 }
 
-void SbrReference::find_sines(std::vector<std::array<bool, 64>>& sines) const {
-  const SbrBandTables& t = data().bands;
-  for (int l = 0; l < data().grid.envelope_count; ++l) {
-    sines.emplace_back();
-    for (int j = 0; j < t.high_count; ++j) {
-      const auto centre = static_cast<size_t>((t.high[j] + t.high[j + 1]) / 2);
-      sines.back()[centre] =
-          data().add_harmonic[j] != 0 && (l >= data().grid.transient || state_->sines[centre]);
-    }
+std::array<bool, 64> SbrReference::sines(size_t envelope) const {
+  std::array<bool, 64> list{};
+  for (size_t j = 0; j < bands().high_count; ++j) {
+    const size_t centre = (size_t{bands().high[j]} + bands().high[j + 1]) / 2;
+    const bool has_begun = static_cast<int>(envelope) >= data().grid.transient || state_->sines[centre];
+    list[centre] = data().add_harmonic[j] != 0 && has_begun;
   }
+  return list;
 }
 
-void SbrReference::limit(Gains& gains, const Row& wanted, const Row& present) const {
+void SbrReference::limit(Gains& gains, const Row& target, const Row& present) const {
   constexpr double kTiny = 1e-12;
   constexpr double kGains[4] = {0.70795, 1, 1.41254, 1e10};
-  const SbrBandTables& t = data().bands;
-  for (int j = 0; j < t.limiter_count; ++j) {
-    double sum_wanted = kTiny;
+  const uint8_t* const borders = bands().limiter;
+  for (size_t j = 0; j < bands().limiter_count; ++j) {
+    double sum_target = kTiny;
     double sum_present = kTiny;
-    for (size_t k = t.limiter[j]; k < t.limiter[j + 1]; ++k) {
-      sum_wanted += wanted[k];
+    for (size_t k = borders[j]; k < borders[j + 1]; ++k) {
+      sum_target += target[k];
       sum_present += present[k];
     }
     const double most =
-        std::min(kGains[data().header.limiter_gains] * std::sqrt(sum_wanted / sum_present), 1e5);
+        std::min(kGains[data().header.limiter_gains] * std::sqrt(sum_target / sum_present), 1e5);
     double made = kTiny;
-    for (size_t k = t.limiter[j]; k < t.limiter[j + 1]; ++k) {
+    for (size_t k = borders[j]; k < borders[j + 1]; ++k) {
       if (gains.gain[k] > most) {
         gains.noise[k] *= most / gains.gain[k];
         gains.gain[k] = most;
@@ -186,43 +168,41 @@ void SbrReference::limit(Gains& gains, const Row& wanted, const Row& present) co
       made += present[k] * gains.gain[k] * gains.gain[k] + gains.sine[k] * gains.sine[k];
       if (gains.sine[k] == 0 && !gains.is_short) made += gains.noise[k] * gains.noise[k];
     }
-    const double boost = std::min(std::sqrt(sum_wanted / made), 1.584893192);
-    for (size_t k = t.limiter[j]; k < t.limiter[j + 1]; ++k) {
-      gains.gain[k] *= boost;
-      gains.noise[k] *= boost;
-      gains.sine[k] *= boost;
+    const double boost = std::min(std::sqrt(sum_target / made), 1.584893192);
+    for (Row* const row : {&gains.gain, &gains.noise, &gains.sine}) {
+      for (size_t k = borders[j]; k < borders[j + 1]; ++k) (*row)[k] *= boost;
     }
   }
-  for (size_t k = t.limiter[t.limiter_count]; k < 64; ++k) gains.gain[k] = gains.noise[k] = gains.sine[k] = 0;
+  for (Row* const row : {&gains.gain, &gains.noise, &gains.sine}) {
+    std::fill(row->begin() + borders[bands().limiter_count], row->end(), 0);
+  }
 }
 
 std::vector<SbrReference::Gains> SbrReference::find_gains() {
-  const SbrBandTables& t = data().bands;
   const SbrGrid& g = data().grid;
-  std::vector<std::array<bool, 64>> sines;
-  find_sines(sines);
   std::vector<Gains> list(g.envelope_count);
+  std::array<bool, 64> has_sine{};
   for (size_t l = 0; l < list.size(); ++l) {
-    const Row wanted = wanted_energies(l);
+    has_sine = sines(l);
+    const Row target = target_energies(l);
     const Row floors = noise_floors(l);
     const Row present = present_energies(l);
-    const bool high = g.high_resolution[l];
-    list[l].is_short = static_cast<int>(l) == g.transient || (l == 0 && state_->transient_before);
-    for (int band = t.kx; band < t.kx + t.m; ++band) {
-      const auto k = static_cast<size_t>(band);
-      const int j = band_of(t.envelope_borders(high), t.envelope_bands(high), band);
-      const uint8_t* const borders = t.envelope_borders(high);
-      const bool mapped = std::any_of(sines[l].begin() + borders[j], sines[l].begin() + borders[j + 1],
-                                      [](bool s) { return s; });
+    const uint8_t* const borders = bands().envelope_borders(g.high_resolution[l]);
+    Gains& gains = list[l];
+    gains.is_short = static_cast<int>(l) == g.transient || (l == 0 && state_->transient_before);
+    for (size_t k = bands().kx; k < high_end(); ++k) {
+      const size_t j = envelope_band(l, k);
+      const bool shares_band_with_sine =
+          std::count(&has_sine[borders[j]], &has_sine[0] + borders[j + 1], true) != 0;
       const double floor = floors[k];
-      list[l].noise[k] = std::sqrt(wanted[k] * floor / (1 + floor));
-      list[l].sine[k] = sines[l][k] ? std::sqrt(wanted[k] / (1 + floor)) : 0;
-      const double share = mapped ? floor / (1 + floor) : list[l].is_short ? 1 : 1 / (1 + floor);
-      list[l].gain[k] = std::sqrt(wanted[k] * share / (1 + present[k]));
+      gains.noise[k] = std::sqrt(target[k] * floor / (1 + floor));
+      gains.sine[k] = has_sine[k] ? std::sqrt(target[k] / (1 + floor)) : 0;
+      const double share = shares_band_with_sine ? floor / (1 + floor) : gains.is_short ? 1 : 1 / (1 + floor);
+      gains.gain[k] = std::sqrt(target[k] * share / (1 + present[k]));
     }
-    limit(list[l], wanted, present);
+    limit(gains, target, present);
   }
-  state_->sines = sines.back();
+  state_->sines = has_sine;
   state_->transient_before = g.transient == g.envelope_count;
   return list;
 }
@@ -230,26 +210,23 @@ std::vector<SbrReference::Gains> SbrReference::find_gains() {
 void SbrReference::assemble(const std::vector<Gains>& list) {
   constexpr double kSmooth[5] = {0.33333333333333, 0.30150283239582, 0.21816949906249, 0.11516383427084,
                                  0.03183050093751};
-  const SbrBandTables& t = data().bands;
-  const SbrGrid& g = data().grid;
   if (!state_->has_history) {
     state_->gains.assign(4, list[0].gain);
     state_->noises.assign(4, list[0].noise);
     state_->has_history = true;
   }
   y_.assign(38, {});
-  // Noise and sinusoids are as if there had been no gap.
-  const int gap = 2 * g.border[0] - first_slot(0);
-  state_->noise_index = (state_->noise_index + 512 * 64 - gap * t.m) % 512;
+  // Noise and sinusoids continue as if there had been no gap.
+  const size_t gap = 2U * data().grid.border[0] - first_slot(0);
+  state_->noise_index = (state_->noise_index + 512 * 64 - gap * bands().m) % 512;
   state_->sine_index = (state_->sine_index + 64 - gap) % 4;
   size_t l = 0;
-  for (auto s = static_cast<size_t>(first_slot(0)); s < 2U * g.border[g.envelope_count]; ++s) {
-    if (s == 2U * g.border[l + 1]) ++l;
+  for (size_t s = first_slot(0); s < last_slot(); ++s) {
+    if (s == 2U * data().grid.border[l + 1]) ++l;
     state_->gains.push_back(list[l].gain);
     state_->noises.push_back(list[l].noise);
     const size_t now = state_->gains.size() - 1;
-    for (int band = t.kx; band < t.kx + t.m; ++band) {
-      const auto k = static_cast<size_t>(band);
+    for (size_t k = bands().kx; k < high_end(); ++k) {
       double gain = list[l].gain[k];
       double noise = list[l].noise[k];
       if (data().header.smoothing_mode == 0 && !list[l].is_short) {
@@ -260,37 +237,36 @@ void SbrReference::assemble(const std::vector<Gains>& list) {
         }
       }
       state_->noise_index = (state_->noise_index + 1) % 512;
-      Complex y = gain * high_[s + 2][k];
-      if (list[l].sine[k] == 0 && !list[l].is_short) y += noise * noise_value(state_->noise_index);
-      const Complex phases[4] = {{1, 0}, {0, k % 2 != 0 ? -1.0 : 1.0}, {-1, 0}, {0, k % 2 != 0 ? 1.0 : -1.0}};
-      y_[s][k] = y + list[l].sine[k] * phases[state_->sine_index];
+      const auto& value = kSbrNoiseQ31[state_->noise_index];
+      y_[s][k] = gain * high_[s + 2][k];
+      if (list[l].sine[k] == 0 && !list[l].is_short)
+        y_[s][k] += noise * 0x1p-31 * Complex(value[0], value[1]);
+      const double odd = k % 2 != 0 ? -1 : 1;
+      const Complex phases[4] = {{1, 0}, {0, odd}, {-1, 0}, {0, -odd}};
+      y_[s][k] += list[l].sine[k] * phases[state_->sine_index];
     }
     state_->sine_index = (state_->sine_index + 1) % 4;
   }
 }
 
 void SbrReference::put_together() {
-  const int kx = active() ? data().bands.kx : 32;
-  const int m = active() ? data().bands.m : 0;
-  const int overlap = std::max(0, 2 * state_->end - 32);
+  const size_t kx = active() ? bands().kx : 32;
+  const size_t m = active() ? bands().m : 0;
+  const size_t overlap = state_->end - 32;
   x_.assign(38, {});
   for (size_t l = 0; l < 38; ++l) {
-    const bool before = static_cast<int>(l) < overlap;
-    const int low_end = before ? state_->kx : kx;
-    const int high_end = low_end + (before ? state_->m : m);
-    for (int k = 0; k < 64; ++k) {
-      const auto band = static_cast<size_t>(k);
-      if (k < low_end) {
-        // Bands that were core bands in the frame before only are still needed as they came.
-        x_[l][band] = before && l < 6 ? w_history_[l + 2][band] : low_[l + 2][band];
-      } else if (k < high_end && l < 32) {
-        x_[l][band] = before ? state_->y_before[32 + l][band] : y_[l][band];
-      }
-    }
+    const bool before = l < overlap;
+    const size_t low_end = before ? state_->kx : kx;
+    const size_t end = low_end + (before ? state_->m : m);
+    // Bands that were core bands in the frame before only are still needed as they came.
+    const Slot& low = before && l < 6 ? w_history_[l + 2] : low_[l + 2];
+    std::copy_n(low.begin(), low_end, x_[l].begin());
+    for (size_t k = low_end; k < end && l < 32; ++k)
+      x_[l][k] = before ? state_->y_before[32 + l][k] : y_[l][k];
   }
   state_->kx = kx;
   state_->m = m;
-  state_->end = active() ? data().grid.border[data().grid.envelope_count] : 16;
+  state_->end = active() ? last_slot() : 32;
   state_->y_before = y_;
 }
 
@@ -310,7 +286,7 @@ void SbrReference::make_bands(size_t channel, const Signal& core) {
     assemble(find_gains());
   }
   put_together();
-  for (Slot& slot : x_) std::fill(slot.begin() + cut_, slot.end(), 0);
+  for (Slot& slot : x_) std::fill(slot.begin() + static_cast<std::ptrdiff_t>(cut_), slot.end(), 0);
 }
 
 SbrReference::Signal SbrReference::synthesise(size_t side, const std::vector<Slot>& slots) {
@@ -350,8 +326,8 @@ std::vector<SbrReference::Signal> SbrReference::process(const SbrFrame& frame,
   return {synthesise(0, left), synthesise(1, right)};
 }
 
-SbrReference::SbrReference(int rate_multiplier, int resampling_cut)
+SbrReference::SbrReference(size_t rate_multiplier, size_t resampling_cut)
     : cut_(resampling_cut),
       banks_{QmfSynthesisReference(32 * rate_multiplier), QmfSynthesisReference(32 * rate_multiplier)} {}
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test

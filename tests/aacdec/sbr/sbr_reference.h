@@ -1,5 +1,5 @@
-// SBR in plain double precision: the formulas of ISO/IEC 14496-3 as they stand, slot by slot and band by
-// band. What the fixed-point tools are held against.
+// SBR in plain double precision: the formulas of ISO/IEC 14496-3, slot by slot and band by band. The
+// fixed-point tools are compared with it.
 #pragma once
 
 #include <array>
@@ -9,22 +9,22 @@
 #include "tests/aacdec/sbr/ps_reference.h"
 #include "tests/aacdec/sbr/qmf_reference.h"
 
-namespace zdr::aacdec::test {
+namespace zdr::test {
 
 class SbrReference {
  public:
   // `resampling_cut`: the first silent band, 64 for none.
-  SbrReference(int rate_multiplier, int resampling_cut);
+  SbrReference(size_t rate_multiplier, size_t resampling_cut);
 
   using Signal = std::vector<double>;
 
-  // One frame: 1024 core samples of one or two channels in; 1024 or 2048 out of each channel, two of them
-  // also of one once `stereo` and parametric stereo data have come. `level` scales the high bands.
-  std::vector<Signal> process(const SbrFrame& frame, const std::vector<Signal>& cores, bool stereo,
+  // One frame: 1024 core samples of one or two channels in; 1024 or 2048 out of each channel, and two
+  // channels of one with `stereo` once parametric stereo data have come. `level` scales the high bands.
+  std::vector<Signal> process(const aacdec::SbrFrame& frame, const std::vector<Signal>& cores, bool stereo,
                               double level);
 
  private:
-  using Row = std::array<double, 64>;
+  using Row = std::array<double, 64>;  // by QMF band
   // Of one envelope.
   struct Gains {
     Row gain{}, noise{}, sine{};
@@ -37,37 +37,44 @@ class SbrReference {
   void generate();
   std::array<Complex, 2> predict(size_t band) const;
   void set_bandwidths();
-  int first_slot(size_t envelope) const;
+  size_t first_slot(size_t envelope) const;
   std::vector<Gains> find_gains();
-  void find_sines(std::vector<std::array<bool, 64>>& sines) const;
-  Row wanted_energies(size_t envelope) const;
+  std::array<bool, 64> sines(size_t envelope) const;
+  Row target_energies(size_t envelope) const;
   Row noise_floors(size_t envelope) const;
   Row present_energies(size_t envelope) const;
-  void limit(Gains& gains, const Row& wanted, const Row& present) const;
+  void limit(Gains& gains, const Row& target, const Row& present) const;
   void assemble(const std::vector<Gains>& gains);
   void put_together();
-  bool active() const { return data().status == SbrStatus::kParsed && data().bands.m > 0; }
+
+  const aacdec::SbrChannelFrame& data() const { return frame_->channel[channel_]; }
+  // What codes the levels of this channel: the first one of a coupled pair.
+  const aacdec::SbrChannelFrame& levels() const { return frame_->channel[coupled() ? 0 : channel_]; }
+  const aacdec::SbrBandTables& bands() const { return data().bands; }
+  size_t high_end() const { return size_t{bands().kx} + bands().m; }
+  size_t last_slot() const { return 2U * data().grid.border[data().grid.envelope_count]; }
+  size_t envelope_band(size_t envelope, size_t k) const;
+  bool active() const { return data().status == aacdec::SbrStatus::kParsed && bands().m > 0; }
   bool coupled() const {
-    return frame_->channel[1].status == SbrStatus::kParsed && frame_->channel[1].coupled;
+    return frame_->channel[1].status == aacdec::SbrStatus::kParsed && frame_->channel[1].coupled;
   }
   double part_of(double energy, double ratio) const;
-  const SbrChannelFrame& data() const { return frame_->channel[channel_]; }
 
-  int cut_;
+  size_t cut_;
   bool ps_active_ = false;
 
   struct State {
     QmfAnalysisReference analysis;
     std::vector<Slot> w_before = std::vector<Slot>(32);
     std::vector<Slot> y_before = std::vector<Slot>(38);
-    int kx = 32, m = 0, end = 16;
+    size_t kx = 32, m = 0, end = 32;  // `end`: the slot of the frame before at which its envelopes ended
     uint32_t generation = 0;
     bool has_history = false;
     bool transient_before = false;
     std::array<int, 5> invf{};
     std::array<double, 5> bandwidth{};
     std::array<bool, 64> sines{};
-    int noise_index = 0, sine_index = 0;
+    size_t noise_index = 0, sine_index = 0;
     std::vector<Row> gains, noises;  // of every slot so far, back to the last reset
   };
   std::array<State, 2> states_;
@@ -75,12 +82,12 @@ class SbrReference {
   size_t cores_before_ = 0, sides_before_ = 0;
   PsReference ps_;
 
-  // Of the call.
-  const SbrFrame* frame_ = nullptr;
+  // Of the current call.
+  const aacdec::SbrFrame* frame_ = nullptr;
   size_t channel_ = 0;
   double level_ = 1;
   State* state_ = nullptr;
   std::vector<Slot> low_, high_, y_, x_, w_history_;
 };
 
-}  // namespace zdr::aacdec::test
+}  // namespace zdr::test
