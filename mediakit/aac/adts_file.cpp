@@ -33,13 +33,13 @@ bool is_frame(const Bytes& data, size_t at) {
 
 }  // namespace
 
-Bytes read_file(const std::filesystem::path& path) {
+Bytes read_bytes(const std::filesystem::path& path) {
   std::ifstream stream(path, std::ios::binary);
   return Bytes(std::istreambuf_iterator<char>(stream), {});
 }
 
 AdtsFile read_adts_file(const std::filesystem::path& path) {
-  const Bytes data = read_file(path);
+  const Bytes data = read_bytes(path);
   AdtsFile file;
   file.name = path.filename().string();
   for (size_t at = id3_tag_bytes(data); at < data.size();) {

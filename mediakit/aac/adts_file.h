@@ -22,7 +22,7 @@ struct AdtsFile {
   std::vector<AdtsFrame> frames;  // complete frames of one raw_data_block
 };
 
-Bytes read_file(const std::filesystem::path& path);
+Bytes read_bytes(const std::filesystem::path& path);
 
 // The frames of `path`, none if it is not ADTS. Skips an ID3v2 tag at the start and bytes between frames.
 AdtsFile read_adts_file(const std::filesystem::path& path);
