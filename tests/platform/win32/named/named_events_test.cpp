@@ -141,8 +141,11 @@ TEST_F(NamedEvents, ADamagedFileIsRefusedWhileInUseAndReplacedAfterwards) {
     ScopedHandle holder = event(u"Damaged");
     const fs::path file = new_file(files_before);
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-    std::fstream(file, std::ios::in | std::ios::out | std::ios::binary).write("\0\0\0\0", 4);
-    if (truncated) fs::resize_file(file, 100);
+    if (truncated) {
+      fs::resize_file(file, 100);
+    } else {
+      std::fstream(file, std::ios::in | std::ios::out | std::ios::binary).write("\0\0\0\0", 4);
+    }
     ChildProcess child;
     EXPECT_EQ(child.ask("event e Damaged"), std::to_string(ERROR_INVALID_DATA));
     holder.close();
