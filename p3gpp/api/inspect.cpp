@@ -41,7 +41,7 @@ Status get_id3_location(const P3gppFile& file, P3gppId3Location& location) {
 
 void fill_statistics(const HinfPayload& hinf, P3gppHintInfo& info) {
   for (uint32_t i = 0; i < P3GPP_HINT_COUNT; ++i) {
-    if (hinf.statistics[i] == nullptr) continue;
+    if (!hinf.statistics[i]) continue;
     info.present |= uint32_t{1} << i;
     if (i == P3GPP_HINT_PAYT) {
       info.payload_type = bytes_of(payload_of<PaytPayload>(hinf.statistics[i])->body);
@@ -62,7 +62,8 @@ Status get_hint_info(const P3gppFile& file, uint32_t track_id, P3gppHintInfo& in
   const auto* hnti = payload_of<HntiPayload>(udta->hnti);
   const auto* sdp = hnti == nullptr ? nullptr : payload_of<SdpPayload>(hnti->sdp);
   if (sdp != nullptr) info.sdp = bytes_of(sdp->text);
-  if (const auto* hinf = payload_of<HinfPayload>(udta->hinf)) fill_statistics(*hinf, info);
+  const auto* hinf = payload_of<HinfPayload>(udta->hinf);
+  if (hinf != nullptr) fill_statistics(*hinf, info);
   return sdp != nullptr || info.present != 0 ? P3GPP_OK : P3GPP_ERR_NO_TAG;
 }
 
@@ -97,7 +98,7 @@ int32_t P3GPP_WalkBoxes(P3gppFile* file, const P3gppBoxVisitor* visitor) noexcep
   if (file == nullptr || visitor == nullptr || visitor->box == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return guarded([&] {
     for (const BoxSlot* top : {&file->ftyp, &file->moof, &file->moov}) {
-      if (*top != nullptr) walk_boxes(**top, *visitor);
+      if (*top) walk_boxes(**top, *visitor);
     }
     return Status{P3GPP_OK};
   });

@@ -20,7 +20,7 @@ Status open_file(std::unique_ptr<P3gppFile>& result, const FMGR_Descriptor* desc
   file->context = manager;
   const StreamHandle stream(FMGR_FOpen(descriptor, "rb", manager));
   context.stream = stream.get();
-  if (stream == nullptr || FMGR_FSize64(stream.get(), &context.file_size) != FMGR_OK) return P3GPP_ERR_OPEN;
+  if (!stream || FMGR_FSize64(stream.get(), &context.file_size) != FMGR_OK) return P3GPP_ERR_OPEN;
   const Status status = scan_top_level(context, *file);
   if (status == P3GPP_OK) result = std::move(file);
   return status;

@@ -93,7 +93,7 @@ int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample) noexcept {
 }
 
 int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t capacity) noexcept {
-  if (track == nullptr || sample == nullptr || to_node(track)->payload == nullptr) {
+  if (track == nullptr || sample == nullptr || !to_node(track)->payload) {
     return P3GPP_ERR_BAD_ARGUMENT;
   }
   return on_track(track, [&](const TrackPath& path) { return read_sample(path, *sample, capacity); });

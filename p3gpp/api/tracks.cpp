@@ -48,7 +48,7 @@ Status for_each_track(const P3gppFile& file, Visit&& visit) {
   const Status status = movie_of(file, moov);
   if (status != P3GPP_OK) return status;
   for (const BoxSlot& node : moov->traks) {
-    if (node == nullptr) return P3GPP_ERR_NO_TRACK;
+    if (!node) return P3GPP_ERR_NO_TRACK;
     const auto* trak = payload_of<TrakPayload>(node);
     const TrackKind* kind = trak == nullptr ? nullptr : kind_of(*trak);
     if (kind != nullptr) visit(*trak, *kind);
@@ -69,7 +69,7 @@ Status get_movie_info(const P3gppFile& file, P3gppMovieInfo& info) {
   if (status != P3GPP_OK) return status;
   const auto* mvhd = payload_of<MvhdPayload>(moov->mvhd);
   if (mvhd == nullptr) return P3GPP_ERR_NO_MOOV_PAYLOAD;
-  if (moov->iods != nullptr) {
+  if (moov->iods) {
     const auto* iods = payload_of<IodsPayload>(moov->iods);
     if (iods == nullptr || iods->bytes.empty()) return P3GPP_ERR_NO_IODS_BYTES;
     info.iods = new uint8_t[iods->bytes.size()];

@@ -114,7 +114,7 @@ void read_fields(const SampleEntryRule& rule, BoxReader& reader, SampleEntryPayl
 
 // For mp4v, mp4a, mp4s, avc1 and the H.263 entries.
 Status search_children(const SampleEntryRule& rule, BoxReader& reader, const BoxNode& node, BoxSlot& found) {
-  while (reader.remaining() != 0 && (found == nullptr || rule.search == Search::kAllChildren)) {
+  while (reader.remaining() != 0 && (!found || rule.search == Search::kAllChildren)) {
     PathStep child;
     Status status = read_child_header(reader, node, child);
     if (status != P3GPP_OK) return status;

@@ -127,7 +127,7 @@ Status TopLevelScan::run() {
     if (status != P3GPP_OK) return status;
     position_ += measured(box);
   }
-  return file_.moov != nullptr ? P3GPP_OK : P3GPP_ERR_NO_MOOV;
+  return file_.moov ? P3GPP_OK : P3GPP_ERR_NO_MOOV;
 }
 
 }  // namespace

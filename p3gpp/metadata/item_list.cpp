@@ -48,7 +48,7 @@ Status store_item(const ChildRule& row, BoxReader value, const PathStep& item, c
   const Status status =
       parse_box(value, static_cast<uint32_t>(item.size), item, &udta, row.parse, Rest::kSkipped, node);
   // A value of an unexpected shape has no payload and is dropped.
-  if (status == P3GPP_OK && node->payload != nullptr) row.slot(*udta.payload) = std::move(node);
+  if (status == P3GPP_OK && node->payload) row.slot(*udta.payload) = std::move(node);
   return status;
 }
 

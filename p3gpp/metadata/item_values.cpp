@@ -43,7 +43,8 @@ Status parse_number_item(BoxReader& reader, BoxNode& node) {
 
 Status parse_bytes_item(BoxReader& reader, BoxNode& node) {
   const Status status = parse_text_item(reader, node);
-  if (auto* payload = payload_of<ItemValuePayload>(&node)) payload->is_text = false;
+  auto* payload = payload_of<ItemValuePayload>(&node);
+  if (payload != nullptr) payload->is_text = false;
   return status;
 }
 

@@ -10,7 +10,7 @@ void visit_slots(const ContainerRule& rule, BoxPayload& payload, std::string_vie
     if (row.slot == nullptr) continue;
     const BoxSlot& child = row.slot(payload);
     // Several types may share a slot.
-    if (child != nullptr && (row.type.empty() || child->is(row.type))) visit({*child, 0, inner_path});
+    if (child && (row.type.empty() || child->is(row.type))) visit({*child, 0, inner_path});
   }
 }
 
@@ -18,14 +18,14 @@ void visit_slots(const ContainerRule& rule, BoxPayload& payload, std::string_vie
 
 void for_each_stored_child(const BoxNode& node, const std::function<void(const StoredChild&)>& visit) {
   const ContainerRule* rule = node.container;
-  if (rule == nullptr || node.payload == nullptr) return;
+  if (rule == nullptr || !node.payload) return;
   visit_slots(*rule, *node.payload, {}, visit);
   if (rule->inner != nullptr) visit_slots(*rule->inner, *node.payload, rule->inner_path, visit);
   if (rule->list == nullptr) return;
   uint32_t ordinal = 0;
   for (const BoxSlot& member : rule->list(*node.payload)) {
     ++ordinal;
-    if (member != nullptr) visit({*member, ordinal});
+    if (member) visit({*member, ordinal});
   }
 }
 

@@ -21,7 +21,7 @@ void show(const P3gppBoxVisitor& visitor, const BoxNode& node, const char* path,
                .status = status};
   node.type_name().copy(box.type, 4);
   visitor.box(visitor.caller, &box);
-  if (visitor.field == nullptr || status != P3GPP_OK || node.payload == nullptr) return;
+  if (visitor.field == nullptr || status != P3GPP_OK || !node.payload) return;
   BoxFields fields(visitor);
   node.payload->describe(node, fields);
 }

@@ -13,7 +13,7 @@ void store_child(const ContainerRule& rule, const ChildRule& row, BoxNode& node,
   if (row.action == ChildAction::kNothing) return;
   if (row.action == ChildAction::kList) {
     rule.list(*node.payload).push_back(std::move(child));
-  } else if (row.action == ChildAction::kSlot || child->payload != nullptr) {
+  } else if (row.action == ChildAction::kSlot || child->payload) {
     row.slot(*node.payload) = std::move(child);
   }
 }
@@ -102,7 +102,7 @@ Status parse_box(BoxReader body, uint32_t size, const PathStep& box, const BoxNo
     return body.status();
   });
   if (status != P3GPP_OK) context.trail.record(status);
-  if (node != nullptr) show_parsed_box(context, *node, status);
+  if (node) show_parsed_box(context, *node, status);
   if (status == P3GPP_OK) result = std::move(node);
   return status;
 }

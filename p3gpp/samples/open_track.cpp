@@ -51,16 +51,21 @@ Status attach_caches(const StblPayload& stbl, uint32_t cache_budget, FMGR_Stream
 void detach_caches(const StblPayload& stbl) noexcept {
   for (const BoxSlot* slot :
        {&stbl.stts, &stbl.ctts, &stbl.stss, &stbl.stsz, &stbl.stsc, &stbl.stco, &stbl.co64}) {
-    if (auto* table = payload_of<AnyTablePayload>(*slot)) table->cursor.detach();
+    auto* table = payload_of<AnyTablePayload>(*slot);
+    if (table != nullptr) table->cursor.detach();
   }
 }
 
 void reset_positions(StblPayload& stbl) {
-  if (auto* stts = payload_of<SttsPayload>(stbl.stts)) stts->position = {};
-  if (auto* ctts = payload_of<CttsPayload>(stbl.ctts)) ctts->position = {};
-  if (auto* stss = payload_of<StssPayload>(stbl.stss)) stss->position = {};
-  if (auto* stsc = payload_of<StscPayload>(stbl.stsc)) stsc->position = {};
-  if (auto* stsz = payload_of<StszPayload>(stbl.stsz)) stsz->partial_sum = {};
+  const auto reset_position = [](auto* table) {
+    if (table != nullptr) table->position = {};
+  };
+  reset_position(payload_of<SttsPayload>(stbl.stts));
+  reset_position(payload_of<CttsPayload>(stbl.ctts));
+  reset_position(payload_of<StssPayload>(stbl.stss));
+  reset_position(payload_of<StscPayload>(stbl.stsc));
+  auto* stsz = payload_of<StszPayload>(stbl.stsz);
+  if (stsz != nullptr) stsz->partial_sum = {};
   stbl.sequential = {};
 }
 
@@ -91,9 +96,9 @@ uint32_t edit_shift_of(const TrakPayload& trak) {
 
 Status open_streams(const P3gppFile& file, TrakPayload& trak) {
   trak.data_stream.reset(FMGR_FOpen(file.descriptor, "rb", file.context));
-  if (trak.data_stream == nullptr) return P3GPP_ERR_OPEN;
+  if (!trak.data_stream) return P3GPP_ERR_OPEN;
   trak.table_stream.reset(FMGR_FOpen(file.descriptor, "rb", file.context));
-  return trak.table_stream == nullptr ? P3GPP_ERR_OPEN : P3GPP_OK;
+  return trak.table_stream ? P3GPP_OK : P3GPP_ERR_OPEN;
 }
 
 Status prepare(const P3gppFile& file, const TrackPath& path, uint32_t cache_budget) {

@@ -14,7 +14,7 @@ Status walk_to_media(const BoxNode* trak, TrackPath& path, MdiaPayload*& mdia) {
   if (path.trak == nullptr) return P3GPP_ERR_NO_TRAK_PAYLOAD;
   path.tkhd = payload_of<TkhdPayload>(path.trak->tkhd);
   if (path.tkhd == nullptr) return P3GPP_ERR_NO_TKHD;
-  if (path.trak->mdia == nullptr) return P3GPP_ERR_NO_MDIA;
+  if (!path.trak->mdia) return P3GPP_ERR_NO_MDIA;
   mdia = payload_of<MdiaPayload>(path.trak->mdia);
   return mdia == nullptr ? P3GPP_ERR_NO_MDIA_PAYLOAD : P3GPP_OK;
 }
@@ -28,10 +28,10 @@ Status walk_to_tables(const BoxNode* trak, TrackPath& path) {
   path.mdhd = payload_of<MdhdPayload>(mdia->mdhd);
   path.hdlr = payload_of<HdlrPayload>(mdia->hdlr);
   if (path.mdhd == nullptr || path.hdlr == nullptr) return P3GPP_ERR_NO_MDHD_OR_HDLR;
-  if (mdia->minf == nullptr) return P3GPP_ERR_NO_MINF;
+  if (!mdia->minf) return P3GPP_ERR_NO_MINF;
   const auto* minf = payload_of<MinfPayload>(mdia->minf);
   if (minf == nullptr) return P3GPP_ERR_NO_MINF_PAYLOAD;
-  if (minf->stbl == nullptr) return P3GPP_ERR_NO_STBL;
+  if (!minf->stbl) return P3GPP_ERR_NO_STBL;
   path.stbl = payload_of<StblPayload>(minf->stbl);
   return path.stbl == nullptr ? P3GPP_ERR_NO_STBL_PAYLOAD : P3GPP_OK;
 }
@@ -43,7 +43,7 @@ Status require_descriptions_and_sizes(const TrackPath& path) {
 }
 
 Status movie_of(const P3gppFile& file, MoovPayload*& moov) {
-  if (file.moov == nullptr) return P3GPP_ERR_NO_MOOV;
+  if (!file.moov) return P3GPP_ERR_NO_MOOV;
   moov = payload_of<MoovPayload>(file.moov);
   return moov == nullptr ? P3GPP_ERR_NO_MOOV_PAYLOAD : P3GPP_OK;
 }

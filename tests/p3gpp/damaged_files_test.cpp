@@ -135,8 +135,8 @@ TEST(DamagedFiles, EveryFailingAllocationIsReported) {
 TEST(DamagedFiles, EveryFaultOfTheFileLayerIsReported) {
   using platform::FaultPoint;
   const Bytes bytes = everything();
-  const tests::TempFolder folder;
-  tests::write_file(folder / "f.mp4", {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  const TempFolder folder;
+  write_file(folder / "f.mp4", {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   const std::u16string path = (folder / "f.mp4").u16string();
   FMGR_Descriptor descriptor{};
   descriptor.type = FMGR_DEV_FILE_W;
