@@ -31,6 +31,8 @@ TEST(LookupRules, KeptResultsDependOnTheCallsBefore) {
       // Forward, a search for a time returns the sample before; backward, the one that holds it.
       {"time, forward", timed({{100, 1000}}, 100), "t0=1@0 t1500=1@0 t2000=2@1000"},
       {"time, back", timed(two_rates, 20), "t12000=14@11500 t9500=10@9000"},
+      {"time, less than half way: forward from the front", timed(two_rates, 20),
+       "t12000=14@11500 t5000=6@5000 t12000=14@11500 t4999=4@3000"},
       {"time past the runs", timed(two_rates, 20), "t15001=20@15000 t4294967295=20@15000"},
       {"time with the position past the runs", timed(two_rates, 40), "d35=0:0 t15001=20@15000 t9500=10@9000"},
       {"time in runs of no length", timed({{5, 0}, {5, 10}, {5, 0}}, 15), "t25=7@10 t60=15@50 t50=11@50"},
