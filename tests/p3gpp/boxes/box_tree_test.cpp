@@ -186,14 +186,14 @@ TEST(OpenError, NamesTheInnermostBoxWithItsOffsetAndSize) {
     Bytes file;
     std::string_view marker;  // the type in the file at which the error must point
   };
-  const std::string_view odd = "\001a/\377";
+  const std::string_view odd = "\001\177/\377";
   TrackDescription bad_configuration = amr_track(1);
   bad_configuration.sample_entries.push_back(audio_entry("samr", 1, 8000, box("damr", Bytes(3))));
   const std::vector<Case> cases = {
       {"moov/trak[2]/mdia/hdlr", with_tracks({amr_track(1), replacing("hdlr", full_box("hdlr", 0, 0))}),
        "hdlr"},
       {"moov/trak[1]/mdia/minf/stbl/stsd/samr[2]/damr", with_tracks({bad_configuration}), "damr"},
-      {"moov/trak[1]/\\x01a\\x2F\\xFF", with_tracks({extending("trak", header(5, odd))}), odd},
+      {"moov/trak[1]/\\x01\\x7F\\x2F\\xFF", with_tracks({extending("trak", header(5, odd))}), odd},
       {"ftyp", concat({header(12, "ftyp"), Bytes(4)}), "ftyp"},
       {"mdat", concat({ftyp(), header(3, "mdat")}), "mdat"},
   };

@@ -114,6 +114,7 @@ TEST(ItemList, KeptFreeFormItemsAreStoredByOneNameAlone) {
        {}},
       {"empty texts", freeform({atom("mean", ""), atom("name", ""), data_atom("")}), {}},
       {"without mean", freeform({name, data}), {"gnid=v"}},
+      {"after another name", freeform({atom("name", "abcd"), name, data}), {}},
       {"two values", freeform({mean, name, data_atom("first"), data_atom("second")}), {"gnid=first"}},
       {"value before the name", freeform({data, mean, name}), {}},
       {"value too short", freeform({mean, name, box("data", Bytes(7))}), {}},
