@@ -10,8 +10,6 @@
 namespace zdr::test {
 namespace {
 
-using namespace aacf::test;
-
 constexpr int32_t kStatuses[] = {AACF_OK,
                                  AACF_ERR_FAILED,
                                  AACF_ERR_NO_MEMORY,

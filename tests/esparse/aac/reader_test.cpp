@@ -10,7 +10,6 @@
 namespace zdr::test {
 namespace {
 
-using namespace aacf::test;
 using namespace std::string_literals;
 
 // Of an open file: bitrate mode, bitrate, total frames, audio bytes, frames and bytes scanned, duration in ms

@@ -12,10 +12,6 @@
 namespace zdr::test {
 namespace {
 
-using namespace aacf::test;
-using namespace aacdec::test;
-using Pcm = std::vector<int16_t>;
-
 struct RealFile {
   AdtsFile adts;
   Bytes content = {};                // the frames alone
