@@ -40,6 +40,13 @@ class TestStream final : public CSourceStream {
     return allocator->SetProperties(request, request);
   }
 
+  HRESULT DeliverEndOfStream() override {
+    ComPtr<IMediaSample> sample;  // of the only buffer, which the worker has released by now
+    const HRESULT hr = m_pAllocator->GetBuffer(sample.out(), nullptr, nullptr, AM_GBF_NOWAIT);
+    log_->add(hr == S_OK ? "buffer free" : "buffer held");
+    return CSourceStream::DeliverEndOfStream();
+  }
+
  protected:
   HRESULT FillBuffer(IMediaSample* sample) override {
     if (next_ >= sample_count) return end_result;
@@ -174,9 +181,9 @@ TEST_F(SourceStream, EndsAsFillBufferAndTheReceiverSay) {
     Log log;             // after sample 1
     std::vector<LONG> events;
   } cases[] = {
-      {S_FALSE, S_OK, {"end of stream", "done"}, {EC_COMPLETE}},
-      {E_ACCESSDENIED, S_OK, {"end of stream", "failed"}, {EC_COMPLETE, EC_ERRORABORT}},
-      {VFW_S_NO_MORE_ITEMS, S_OK, {"end of stream", "failed"}, {EC_COMPLETE, EC_ERRORABORT}},
+      {S_FALSE, S_OK, {"buffer free", "end of stream", "done"}, {EC_COMPLETE}},
+      {E_ACCESSDENIED, S_OK, {"buffer free", "end of stream", "failed"}, {EC_COMPLETE, EC_ERRORABORT}},
+      {VFW_S_NO_MORE_ITEMS, S_OK, {"buffer free", "end of stream", "failed"}, {EC_COMPLETE, EC_ERRORABORT}},
       // A receiver that refuses a sample gets nothing more, not even an end.
       {S_FALSE, S_FALSE, {"done"}, {}},
       {S_FALSE, VFW_E_RUNTIME_ERROR, {"done"}, {}},
