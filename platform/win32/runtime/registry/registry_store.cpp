@@ -77,10 +77,13 @@ DWORD write_fresh(const std::string& path, std::string_view content, Descriptor&
   return NO_ERROR;
 }
 
-// Makes the new name durable. If that fails, a crash brings the old file back, which is complete as well.
-void sync_folder_of(const std::string& path) noexcept {
+std::string folder_of(const std::string& path) {
   const size_t slash = path.rfind('/');
-  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+// Makes the new name durable. If that fails, a crash brings the old file back, which is complete as well.
+void sync_folder(const std::string& folder) noexcept {
   const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (opened) fsync(opened.get());
 }
@@ -154,6 +157,7 @@ DWORD RegistryStore::save() {
 
 DWORD RegistryStore::replace_file(const std::string& text) {
   const std::string path = final_path(path_);
+  const std::string folder = folder_of(path);  // allocated before the file is replaced
   const std::string fresh_path = path + ".tmp";
   Descriptor fresh;
   FileMark mark;
@@ -164,7 +168,7 @@ DWORD RegistryStore::replace_file(const std::string& text) {
     unlink(fresh_path.c_str());
     return error;
   }
-  sync_folder_of(path);
+  sync_folder(folder);
   file_ = std::move(fresh);
   mark_ = mark;
   return NO_ERROR;
