@@ -15,7 +15,6 @@ namespace {
 
 constexpr uint32_t kTrackCacheBudget = 1024;
 constexpr uint32_t kFirstSample = 1;
-constexpr int32_t kForward = 1;
 
 std::vector<uint8_t> avc_configuration(const P3gppAvcInfo& avc) {
   const auto length_field = nal_length_field(avc);
@@ -116,7 +115,7 @@ uint32_t IsoClip::number_of_key_frame(DWORD index) {
   // with it the frame that an index gives.
   for (DWORD counted = 1; counted < index;) {
     uint32_t found = number;
-    if (P3GPP_FindSyncSample(video_.get(), &found, kForward) != P3GPP_OK) break;
+    if (P3GPP_FindSyncSample(video_.get(), &found, P3GPP_SYNC_FORWARD) != P3GPP_OK) break;
     if (found == number) {
       ++number;
       continue;

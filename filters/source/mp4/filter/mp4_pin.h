@@ -14,7 +14,8 @@ class CZanMP4SourceOutputPin;
 
 // The filter's state that its pins use. The filter owns it.
 struct SharedPlayback {
-  // What the filter currently is; see CZanMP4SourceFilter::take_kind_of().
+  // The filter's kind, which is not always that of its pins' sources: see
+  // CZanMP4SourceFilter::take_kind_of().
   std::atomic<SourceKind> source_kind{SOURCE_KIND_NONE};
   std::atomic<double> frame_rate{0.0};  // frames per second; 0 when unknown
   SeekSync seek_sync;
@@ -35,7 +36,7 @@ class CZanMP4SourceOutputPin final : public CZanBaseSourceOutputPin, private Pla
 
   // Binds the pin to a track. 0, or 1 when the track cannot be played and is to be skipped.
   int SetupTrack(P3gppFile* file, uint32_t track_id, StreamKind stream, uint64_t file_size);
-  // Bind the pin to a file of that kind instead.
+  // Bind the pin to a speech or AAC file instead.
   void SetupAmrFile(AmrFilePointer reader);
   void SetupAacFile(AacFilePointer reader);
 
@@ -44,7 +45,7 @@ class CZanMP4SourceOutputPin final : public CZanBaseSourceOutputPin, private Pla
   StreamKind stream() const { return source_->stream(); }
   const P3gppTrackInfo* track_info() const { return source_->track_info(); }
   DWORD GetDurationMs() override;
-  // The filter was stopped: what starts from its beginning then, does so.
+  // Called when the filter has stopped.
   void rewind();
 
   // One type, at position 0. After a failure the result may differ: see build_aac_type().
@@ -66,6 +67,7 @@ class CZanMP4SourceOutputPin final : public CZanBaseSourceOutputPin, private Pla
   uint64_t sample_bytes() const;
 
   PlaybackContext& context() { return *this; }
+
   // PlaybackContext
   Positions positions() override { return CZanBaseSourceOutputPin::positions(); }
   void clear_seek_pending() override { CZanBaseSourceOutputPin::clear_seek_pending(); }

@@ -15,8 +15,6 @@ constexpr uint32_t kVideoCacheBudget = 24576;
 constexpr uint32_t kAudioCacheBudget = 8192;
 
 constexpr uint32_t kFirstSample = 1;
-constexpr int32_t kForward = 1;
-constexpr int32_t kBackward = -1;
 
 // Frames are skipped only if the renderer is later than the time to the next sync sample less this margin.
 constexpr REFERENCE_TIME kLatenessMargin = 100000;
@@ -113,7 +111,7 @@ bool IsoTrack::seek(REFERENCE_TIME target) {
   uint32_t media_time = seek_media_time(target, time_scale());
   uint32_t number = 0;
   if (P3GPP_TimeToSample(track_.get(), &media_time, &number) != P3GPP_OK) return false;
-  if (P3GPP_FindSyncSample(track_.get(), &number, kBackward) != P3GPP_OK) return false;
+  if (P3GPP_FindSyncSample(track_.get(), &number, P3GPP_SYNC_BACKWARD) != P3GPP_OK) return false;
   counter_ = number - 1;
   return true;
 }
@@ -154,9 +152,9 @@ bool IsoTrack::is_sync_sample(uint32_t number) {
   return P3GPP_IsSyncSample(track_.get(), number, &is_sync) == P3GPP_OK && is_sync != 0;
 }
 
-std::optional<uint32_t> IsoTrack::decoding_time_of(uint32_t number, uint32_t unless_known) {
-  uint32_t decoding_time = unless_known;
-  uint32_t composition_time = unless_known;
+std::optional<uint32_t> IsoTrack::decoding_time_of(uint32_t number, uint32_t fallback) {
+  uint32_t decoding_time = fallback;
+  uint32_t composition_time = fallback;
   if (P3GPP_GetSampleTime(track_.get(), number, &decoding_time, &composition_time) != P3GPP_OK) {
     return std::nullopt;
   }
@@ -168,7 +166,7 @@ uint32_t IsoTrack::next_sync_sample(uint32_t number) {
   uint32_t next = number + 1;
   int32_t is_sync = 0;
   if (P3GPP_IsSyncSample(track_.get(), next, &is_sync) != P3GPP_OK || is_sync != 0) return next;
-  return P3GPP_FindSyncSample(track_.get(), &next, kForward) == P3GPP_OK ? next : 0;
+  return P3GPP_FindSyncSample(track_.get(), &next, P3GPP_SYNC_FORWARD) == P3GPP_OK ? next : 0;
 }
 
 // The queries use the cursors of the reads, so their results depend on their order.
@@ -200,7 +198,7 @@ void IsoTrack::skip_if_late(REFERENCE_TIME lateness) {
   uint32_t number = counter_ + 1;
   int32_t is_sync = 0;
   if (P3GPP_IsSyncSample(track_.get(), number, &is_sync) != P3GPP_OK || is_sync != 0) return;
-  if (P3GPP_FindSyncSample(track_.get(), &number, kForward) == P3GPP_OK) counter_ = number - 1;
+  if (P3GPP_FindSyncSample(track_.get(), &number, P3GPP_SYNC_FORWARD) == P3GPP_OK) counter_ = number - 1;
 }
 
 }  // namespace zdr::mp4source

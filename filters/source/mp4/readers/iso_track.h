@@ -100,7 +100,7 @@ class IsoTrack {
   bool read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, uint32_t room);
   std::optional<AccessUnits> read_group(uint8_t* buffer, uint32_t room);
   bool is_sync_sample(uint32_t number);
-  std::optional<uint32_t> decoding_time_of(uint32_t number, uint32_t unless_known);
+  std::optional<uint32_t> decoding_time_of(uint32_t number, uint32_t fallback);
   uint32_t next_sync_sample(uint32_t number);
 
   StreamKind stream_ = StreamKind::kVideo;
