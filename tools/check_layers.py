@@ -47,6 +47,8 @@ ROOMS = {
     'aacdec': [['tables'], ['fixed'], ['syntax'], ['core', 'sbr'], ['.']],
     'platform/win32/runtime': [['.'], ['text'], ['files', 'named'], ['waits'], ['registry']],
     'p3gpp': [['.'], ['parse'], ['metadata'], ['boxes'], ['samples'], ['api']],
+    'filters/source/mp4': [['interfaces'], ['core'], ['readers'], ['media_types', 'sync'], ['sources', 'clips'], ['filter'],
+                           ['.']],
     'host': [['.'], ['writers', 'inspect'], ['graph'], ['commands'], ['documents'], ['command_table'], ['command_line'],
              ['main']],
 }

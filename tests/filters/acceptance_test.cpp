@@ -3,11 +3,9 @@
 
 #include <functional>
 
-#include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "tests/filters/codec_tracks.h"
-#include "tests/filters/filter_under_test.h"
+#include "tests/filters/codecs.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 namespace {
 
 using namespace mp4source;
@@ -17,6 +15,7 @@ struct Change {
   std::function<void(CMediaType&)> apply;
   bool accepted;
 };
+using Changes = std::vector<Change>;
 
 VIDEOINFOHEADER& video(CMediaType& type) {
   return *reinterpret_cast<VIDEOINFOHEADER*>(type.pbFormat);
@@ -24,90 +23,92 @@ VIDEOINFOHEADER& video(CMediaType& type) {
 WAVEFORMATEX& wave(CMediaType& type) {
   return *reinterpret_cast<WAVEFORMATEX*>(type.pbFormat);
 }
-void shorten(CMediaType& type, ULONG length) {
-  type.cbFormat = length;
-  type = CMediaType(type);  // into a block of that length
+
+// The kinds of change.
+std::function<void(CMediaType&)> set(GUID AM_MEDIA_TYPE::*field, const GUID& value) {
+  return [=](CMediaType& type) { type.*field = value; };
 }
+std::function<void(CMediaType&)> block_of(ULONG length) {
+  return [=](CMediaType& type) {
+    type.cbFormat = length;
+    type = CMediaType(type);  // with a block of that length
+  };
+}
+std::function<void(CMediaType&)> byte(size_t offset) {
+  return [=](CMediaType& type) { ++type.pbFormat[offset]; };
+}
+std::function<void(CMediaType&)> both(std::function<void(CMediaType&)> a,
+                                      std::function<void(CMediaType&)> b) {
+  return [=](CMediaType& type) { a(type), b(type); };
+}
+const auto subtype = [](const GUID& value) { return set(&AM_MEDIA_TYPE::subtype, value); };
+const auto not_video = set(&AM_MEDIA_TYPE::majortype, MEDIATYPE_Audio);
+const auto other_format = set(&AM_MEDIA_TYPE::formattype, FORMAT_None);
+const auto no_block = [](CMediaType& type) { type.ResetFormatBuffer(); };
 
 // Applies each change to a fresh copy of the offered type.
-void expect_answers(const test::TrackDescription& track, const std::vector<Change>& changes) {
+void expect_answers(const TrackDescription& track, const Changes& changes, const Changes& more = {}) {
   FilterUnderTest under_test(track);
-  CZanMP4SourceOutputPin& pin = under_test.pin(0);
-  for (const Change& change : changes) {
-    CMediaType type;
-    ASSERT_EQ(pin.GetMediaType(0, &type), S_OK);
-    change.apply(type);
-    EXPECT_EQ(pin.CheckMediaType(&type), change.accepted ? S_OK : E_FAIL) << change.name;
+  for (const Changes* list : {&changes, &more}) {
+    for (const Change& change : *list) {
+      CMediaType type;
+      ASSERT_EQ(under_test.media_type(type), S_OK);
+      change.apply(type);
+      EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), change.accepted ? S_OK : E_FAIL) << change.name;
+    }
   }
 }
 
-std::vector<Change> changes_of_every_frame() {
-  return {
-      {"any video", [](CMediaType& t) { t.subtype = kSubtypeAnyVideo; }, true},
-      {"another sub type", [](CMediaType& t) { t.subtype = MEDIASUBTYPE_PCM; }, false},
-      {"width", [](CMediaType& t) { ++video(t).bmiHeader.biWidth; }, false},
-      {"height", [](CMediaType& t) { ++video(t).bmiHeader.biHeight; }, false},
-      {"compression", [](CMediaType& t) { ++video(t).bmiHeader.biCompression; }, false},
-      {"extra size", [](CMediaType& t) { ++video(t).bmiHeader.biSize; }, false},
-      {"bitrate", [](CMediaType& t) { ++video(t).dwBitRate; }, true},
-      {"no block", [](CMediaType& t) { t.ResetFormatBuffer(); }, false},
-      {"short block", [](CMediaType& t) { shorten(t, 87); }, false},
-      {"length without block",
-       [](CMediaType& t) {
-         t.ResetFormatBuffer();
-         t.cbFormat = 88;
-       },
-       false},
-  };
-}
-
-std::vector<Change> joined(std::vector<Change> first, const std::vector<Change>& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
+const Changes kVideoChanges = {
+    {"any video", subtype(kSubtypeAnyVideo), true},
+    {"another sub type", subtype(MEDIASUBTYPE_PCM), false},
+    {"width", [](CMediaType& t) { ++video(t).bmiHeader.biWidth; }, false},
+    {"height", [](CMediaType& t) { ++video(t).bmiHeader.biHeight; }, false},
+    {"compression", [](CMediaType& t) { ++video(t).bmiHeader.biCompression; }, false},
+    {"extra size", [](CMediaType& t) { ++video(t).bmiHeader.biSize; }, false},
+    {"bitrate", [](CMediaType& t) { ++video(t).dwBitRate; }, true},
+    {"no block", no_block, false},
+    {"short block", block_of(87), false},
+    {"length without block", both(no_block, [](CMediaType& t) { t.cbFormat = 88; }), false},
+};
 
 TEST(Acceptance, OfMpeg4Visual) {
-  expect_answers(mpeg4_visual_track(),
-                 joined(changes_of_every_frame(),
-                        {{"H.263", [](CMediaType& t) { t.subtype = kSubtypeH263; }, false},
-                         {"not video", [](CMediaType& t) { t.majortype = MEDIATYPE_Audio; }, false},
-                         {"another format", [](CMediaType& t) { t.formattype = FORMAT_None; }, false},
-                         {"configuration", [](CMediaType& t) { ++t.pbFormat[88 + 4]; }, false},
-                         {"first frame", [](CMediaType& t) { ++t.pbFormat[88 + 5]; }, true},
-                         {"configuration cut off", [](CMediaType& t) { shorten(t, 88 + 4); }, false},
-                         {"first frame cut off", [](CMediaType& t) { shorten(t, 88 + 5); }, true}}));
+  expect_answers(mpeg4_visual_track(), kVideoChanges,
+                 {{"H.263", subtype(kSubtypeH263), false},
+                  {"not video", not_video, false},
+                  {"another format", other_format, false},
+                  {"configuration", byte(88 + 4), false},
+                  {"first frame", byte(88 + 5), true},
+                  {"configuration truncated", block_of(88 + 4), false},
+                  {"first frame missing", block_of(88 + 5), true}});
 }
 
 TEST(Acceptance, OfH263) {
-  expect_answers(h263_track(),
-                 joined(changes_of_every_frame(),
-                        {{"AVC", [](CMediaType& t) { t.subtype = kSubtypeAvc; }, false},
-                         {"not video", [](CMediaType& t) { t.majortype = MEDIATYPE_Audio; }, false},
-                         {"first frame cut off", [](CMediaType& t) { shorten(t, 88); }, true}}));
+  expect_answers(h263_track(), kVideoChanges,
+                 {{"AVC", subtype(kSubtypeAvc), false},
+                  {"not video", not_video, false},
+                  {"first frame missing", block_of(88), true}});
 }
 
-TEST(Acceptance, RequiredAvcRuleLooksAtTheSubTypeOfVideoOnly) {
-  expect_answers(test::avc_track(10),
-                 joined(changes_of_every_frame(),
-                        {{"H.263", [](CMediaType& t) { t.subtype = kSubtypeH263; }, false},
-                         {"not video", [](CMediaType& t) { t.majortype = MEDIATYPE_Audio; }, true},
-                         {"not video, any sub type",
-                          [](CMediaType& t) { t.majortype = t.subtype = MEDIATYPE_Stream; }, true},
-                         {"another format, any sub type",
-                          [](CMediaType& t) { t.formattype = FORMAT_None, t.subtype = kSubtypeH263; }, true},
-                         {"parameter sets", [](CMediaType& t) { ++t.pbFormat[88 + 5]; }, true}}));
+TEST(Acceptance, KeptAvcRuleChecksTheSubTypeOfVideoOnly) {
+  expect_answers(avc_track(10), kVideoChanges,
+                 {{"H.263", subtype(kSubtypeH263), false},
+                  {"not video", not_video, true},
+                  {"not video, any sub type", both(not_video, subtype(MEDIATYPE_Stream)), true},
+                  {"another format, any sub type", both(other_format, subtype(kSubtypeH263)), true},
+                  {"parameter sets", byte(88 + 5), true}});
 }
 
-// The codec of the track plays no part: each sub type has its own conditions on every audio pin.
-TEST(Acceptance, RequiredAudioRulesDoNotLookAtTheCodecOfTheTrack) {
-  const auto speech = [](const GUID& subtype, const GUID& format_type, DWORD rate) {
-    return [=](CMediaType& t) {
-      t.subtype = subtype;
-      t.formattype = format_type;
-      wave(t).nSamplesPerSec = rate;
-    };
+// Each sub type has its own conditions, on every audio pin.
+TEST(Acceptance, KeptAudioRulesIgnoreTheCodecOfTheTrack) {
+  const auto speech = [](const GUID& value, const GUID& format_type, DWORD rate) {
+    return both(both(subtype(value), set(&AM_MEDIA_TYPE::formattype, format_type)),
+                [=](CMediaType& t) { wave(t).nSamplesPerSec = rate; });
   };
-  std::vector<Change> changes = {
+  const auto stereo = [](CMediaType& t) { wave(t).nChannels = 2; };
+  const auto extra_byte = [](CMediaType& t) { wave(t).cbSize = 1; };
+  const auto not_audio = set(&AM_MEDIA_TYPE::majortype, MEDIATYPE_Video);
+  Changes changes = {
       {"narrow-band", speech(kSubtypeAmrNarrowBand, FORMAT_WaveFormatEx, 8000), true},
       {"narrow-band, private format", speech(kSubtypeAmrNarrowBand, kFormatAudioAccepted, 8000), true},
       {"narrow-band at 16 kHz", speech(kSubtypeAmrNarrowBand, FORMAT_WaveFormatEx, 16000), false},
@@ -119,36 +120,28 @@ TEST(Acceptance, RequiredAudioRulesDoNotLookAtTheCodecOfTheTrack) {
       {"QCELP, video format", speech(kSubtypeQcelp, FORMAT_VideoInfo, 44100), true},
       {"AC-3, video format", speech(kSubtypeDolbyAc3, FORMAT_VideoInfo, 44100), true},
       {"PCM", speech(MEDIASUBTYPE_PCM, FORMAT_WaveFormatEx, 8000), false},
-      {"stereo narrow-band", [](CMediaType& t) { wave(t).nChannels = 2; }, false},
-      {"stereo QCELP", [](CMediaType& t) { t.subtype = kSubtypeQcelp, wave(t).nChannels = 2; }, false},
-      {"not audio", [](CMediaType& t) { t.majortype = MEDIATYPE_Video; }, false},
-      {"QCELP, not audio", [](CMediaType& t) { t.majortype = MEDIATYPE_Video, t.subtype = kSubtypeQcelp; },
-       true},
-      {"QCELP with extra bytes", [](CMediaType& t) { t.subtype = kSubtypeQcelp, wave(t).cbSize = 1; }, false},
-      {"EVRC with extra bytes", [](CMediaType& t) { t.subtype = kSubtypeEvrc, wave(t).cbSize = 1; }, false},
-      {"short block", [](CMediaType& t) { shorten(t, 17); }, false},
-      {"AC-3, short block", [](CMediaType& t) { t.subtype = kSubtypeDolbyAc3, shorten(t, 1); }, true},
-      {"AC-3 without block", [](CMediaType& t) { t.subtype = kSubtypeDolbyAc3, t.ResetFormatBuffer(); },
-       false},
+      {"stereo narrow-band", stereo, false},
+      {"stereo QCELP", both(subtype(kSubtypeQcelp), stereo), false},
+      {"not audio", not_audio, false},
+      {"QCELP, not audio", both(subtype(kSubtypeQcelp), not_audio), true},
+      {"QCELP with extra bytes", both(subtype(kSubtypeQcelp), extra_byte), false},
+      {"EVRC with extra bytes", both(subtype(kSubtypeEvrc), extra_byte), false},
+      {"short block", block_of(17), false},
+      {"AC-3, short block", both(subtype(kSubtypeDolbyAc3), block_of(1)), true},
+      {"AC-3 without block", both(subtype(kSubtypeDolbyAc3), no_block), false},
   };
-  for (const GUID& subtype : kSubtypeAacAccepted) {
-    changes.push_back({"AAC", speech(subtype, FORMAT_WaveFormatEx, 44100), true});
-    changes.push_back({"AAC, not audio",
-                       [=](CMediaType& t) {
-                         t.subtype = subtype;
-                         t.majortype = MEDIATYPE_Video;
-                       },
-                       false});
+  for (const GUID& aac : kSubtypeAacAccepted) {
+    changes.push_back({"AAC", speech(aac, FORMAT_WaveFormatEx, 44100), true});
+    changes.push_back({"AAC, not audio", both(subtype(aac), not_audio), false});
   }
-  expect_answers(test::amr_track(10), changes);
+  expect_answers(amr_track(10), changes);
 }
 
 TEST(Acceptance, OfQcelpComparesTheConfiguration) {
-  expect_answers(mpeg4_qcelp_track(), {{"as offered", [](CMediaType&) {}, true},
-                                       {"another byte", [](CMediaType& t) { ++t.pbFormat[19]; }, false},
+  expect_answers(mpeg4_qcelp_track(), {{"another byte", byte(19), false},
                                        {"another length", [](CMediaType& t) { wave(t).cbSize = 1; }, false},
-                                       {"cut off", [](CMediaType& t) { shorten(t, 19); }, false}});
+                                       {"truncated", block_of(19), false}});
 }
 
 }  // namespace
-}  // namespace zdr::tests
+}  // namespace zdr::test

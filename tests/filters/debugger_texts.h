@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string>
 
-namespace zdr::tests {
+namespace zdr::test {
 
 class DebuggerTexts {
  public:
@@ -31,4 +31,4 @@ class DebuggerTexts {
   std::u16string texts_;
 };
 
-}  // namespace zdr::tests
+}  // namespace zdr::test

@@ -1,17 +1,15 @@
-// What the worker's function puts into each sample, against a plain computation from the track's description.
+// What the worker's function puts into each sample, compared with a plain computation from the track's
+// description.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
 
-#include "tests/filters/codec_tracks.h"
+#include "tests/filters/codecs.h"
 #include "tests/filters/filter_under_test.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 namespace {
-
-using test::Bytes;
-using test::TrackDescription;
 
 std::vector<Filled> play(const TrackDescription& track, LONG room = FilterUnderTest::kRoom) {
   FilterUnderTest under_test(track);
@@ -52,7 +50,7 @@ std::vector<Filled> expected_video(const TrackDescription& track) {
     if (i + 1 == count)
       length = end_ms == 0 ? 1 : whole_ms(1000.0 / (static_cast<double>(count) / (end_ms / 1000.0)));
     const bool sync = track.sync_samples.empty() || std::ranges::count(track.sync_samples, number) > 0;
-    const Bytes data = test::sample_content(1, number, track.sizes[i]);
+    const Bytes data = sample_content(1, number, track.sizes[i]);
     expected.push_back({start, start + length, sync, false, i == 0, data});
   }
   return expected;
@@ -67,7 +65,7 @@ std::vector<Filled> expected_audio(const TrackDescription& track, size_t units_p
     Bytes table(20, 0);
     for (size_t k = 0; k < units_per_sample && i + k < track.sizes.size(); ++k) {
       const uint32_t size = track.sizes[i + k];
-      const Bytes unit = test::sample_content(1, static_cast<uint32_t>(i + k + 1), size);
+      const Bytes unit = sample_content(1, static_cast<uint32_t>(i + k + 1), size);
       group.data.insert(group.data.end(), unit.begin(), unit.end());
       table[2 * k] = static_cast<uint8_t>(size);
       table[2 * k + 1] = static_cast<uint8_t>(size >> 8);
@@ -98,98 +96,81 @@ TrackDescription randomised(TrackDescription track, uint32_t seed) {
 
 TEST(Delivery, OfVideoIsAFrameASample) {
   for (uint32_t seed = 0; seed < 60; ++seed) {
-    const TrackDescription track = randomised(seed % 2 == 0 ? test::avc_track(1) : h263_track(1), seed);
+    const TrackDescription track = randomised(seed % 2 == 0 ? avc_track(1) : h263_track(), seed);
     EXPECT_EQ(play(track), expected_video(track)) << "seed " << seed;
   }
 }
 
-TEST(Delivery, OfAudioIsTenUnitsASample) {
-  const std::tuple<std::string, TrackDescription, size_t, bool> kCases[] = {
-      {"AMR", test::amr_track(1), 10, false},
-      {"AMR-WB", amr_wb_track(1), 10, false},
-      {"AC-3", ac3_track(), 10, false},
-      {"E-AC-3", eac3_track(), 10, false},
-      {"AAC", test::aac_track(1), 10, true},
-      {"required: QCELP one by one", qcelp_track(1), 1, false},
-      {"required: EVRC one by one", evrc_track(1), 1, false},
-  };
-  for (const auto& [name, plain, units, size_table] : kCases) {
-    for (uint32_t seed = 0; seed < 12; ++seed) {
-      TrackDescription track = randomised(plain, seed);
+TEST(Delivery, KeptAudioIsTenUnitsASampleOfOneTimeUnit) {
+  for (const Codec& codec : every_codec()) {
+    for (uint32_t seed = 0; seed < 12 && !codec.is_video(); ++seed) {
+      TrackDescription track = randomised(codec.track, seed);
       track.sync_samples.clear();
-      EXPECT_EQ(play(track), expected_audio(track, units, size_table)) << name << seed;
+      EXPECT_EQ(play(track), expected_audio(track, codec.units, codec.has_size_table()))
+          << codec.name << seed;
     }
   }
 }
 
-TEST(Delivery, RequiredSizeTableHas16BitsAnEntry) {
-  TrackDescription track = test::aac_track(1);
+TEST(Delivery, KeptSizeTableHas16BitsAnEntry) {
+  TrackDescription track = aac_track(1);
   track.sizes = {65536 + 258};
   EXPECT_EQ(play(track), expected_audio(track, 10, true));
 }
 
 // --- Ends and odd tables -----------------------------------------------------------------------------------
 
-TEST(Delivery, RequiredIsoStreamsStopBehindTheStopPositionNotAtIt) {
-  TrackDescription last_at_end = test::avc_track(3);
+TEST(Delivery, KeptOddTimesOfATrack) {
+  TrackDescription last_at_end = avc_track(3);
   last_at_end.durations = {100, 100, 0};
-  EXPECT_EQ(play(last_at_end).size(), 3u);
-
-  TrackDescription version_1 = test::avc_track(5);  // plays for 0 ms
+  TrackDescription version_1 = avc_track(5);  // plays for 0 ms
   version_1.header_version = 1;
-  EXPECT_EQ(play(version_1).size(), 1u);
-}
-
-TEST(Delivery, RequiredEditShiftMovesTheTailBeyondTheStopPosition) {
-  TrackDescription shifted = test::avc_track(10);  // 1000 ms
+  TrackDescription shifted = avc_track(10);  // of 1000 ms; its tail is after the stop position
   shifted.edits = {{.segment_duration = 150, .media_time = -1}, {.segment_duration = 1000, .media_time = 0}};
-  const std::vector<Filled> delivered = play(shifted);
-  ASSERT_EQ(delivered.size(), 9u);
-  EXPECT_EQ(delivered[0].start, 1500000);
-}
-
-TEST(Delivery, RequiredSampleBehindTheTimeTableGoesByTheOneBefore) {
-  TrackDescription track = test::avc_track(4);
-  track.edits = {{.segment_duration = 7, .media_time = -1}, {.segment_duration = 400, .media_time = 0}};
-  track.replaced["stts"] = test::stts({{2, 100}});
-  const std::vector<Filled> delivered = play(track);
-  ASSERT_EQ(delivered.size(), 4u);
-  // Samples 1 and 2 by the table; then the shift is added once a sample.
-  EXPECT_EQ(delivered[1].start, 1070000);
-  EXPECT_EQ(delivered[2].start, 1140000);
-  EXPECT_EQ(delivered[3].start, 1210000);
+  // The time table ends after sample 2. Then the shift is added once a sample.
+  TrackDescription short_table = avc_track(4);
+  short_table.edits = {{.segment_duration = 7, .media_time = -1}, {.segment_duration = 400, .media_time = 0}};
+  short_table.replaced["stts"] = stts({{2, 100}});
+  const std::tuple<std::string, TrackDescription, std::vector<REFERENCE_TIME>> kCases[] = {
+      {"last at the stop position", last_at_end, {0, 100, 200}},
+      {"duration 0", version_1, {0}},
+      {"shifted", shifted, {150, 250, 350, 450, 550, 650, 750, 850, 950}},
+      {"short time table", short_table, {7, 107, 114, 121}},
+  };
+  for (const auto& [name, track, starts_ms] : kCases) {
+    std::vector<REFERENCE_TIME> starts;
+    for (const Filled& each : play(track)) starts.push_back(each.start / kMs);
+    EXPECT_EQ(starts, starts_ms) << name;
+  }
 }
 
 TEST(Delivery, LastFrameWithoutFrameRateLastsOneUnit) {
-  TrackDescription track = test::avc_track(1);
-  track.replaced["mdhd"] = test::mdhd({.duration = 0});
-  track.replaced["tkhd"] = test::tkhd({.duration = 0});
-  const std::vector<Filled> delivered = play(track);
-  ASSERT_EQ(delivered.size(), 1u);
-  EXPECT_EQ(delivered[0].stop, 1);
+  TrackDescription track = avc_track(1);
+  track.replaced["mdhd"] = mdhd({.duration = 0});
+  track.replaced["tkhd"] = tkhd({.duration = 0});
+  EXPECT_EQ(play(track).at(0).stop, 1);
 }
 
 TEST(Delivery, ReadsNothingThatDoesNotFit) {
-  TrackDescription video = test::avc_track(3);
+  TrackDescription video = avc_track(3);
   video.sizes = {20, 21, 20};
   EXPECT_EQ(play(video, 20).size(), 1u);
 
   // The units that fit are delivered, without a byte for the next one.
-  TrackDescription amr = test::amr_track(12);
+  TrackDescription amr = amr_track(12);
   EXPECT_EQ(play(amr, 32 * 4 + 31)[0].data.size(), 32u * 4);
-  TrackDescription aac = test::aac_track(12);
+  TrackDescription aac = aac_track(12);
   EXPECT_EQ(play(aac, 24 * 4 + 19)[0].data.size(), 24u * 3 + 20);
   EXPECT_TRUE(play(aac, 24 + 19).empty());
   EXPECT_TRUE(play(aac, 10).empty());
 }
 
-TEST(Delivery, RequiredBadUnitEndsItsGroupAndIsSkipped) {
-  TrackDescription track = test::amr_track(30);
-  std::vector<uint64_t> offsets;
-  const test::BuiltMovie good = test::build_movie(track);
-  for (const uint64_t offset : good.sample_offsets[0]) offsets.push_back(offset);
+TEST(Delivery, KeptBadUnitEndsItsGroupAndIsSkipped) {
+  TrackDescription track = amr_track(30);
+  const BuiltMovie good = build_movie(track);
+  std::vector<uint64_t> offsets = good.sample_offsets[0];
   offsets[13] = 1u << 30;
-  track.replaced["stco"] = test::stco(offsets);
+  track.replaced["stco"] = stco(offsets);
   std::vector<size_t> sizes;
   for (const Filled& each : play(track)) sizes.push_back(each.data.size() / 32);
   EXPECT_EQ(sizes, (std::vector<size_t>{10, 3, 10, 6}));
@@ -197,10 +178,10 @@ TEST(Delivery, RequiredBadUnitEndsItsGroupAndIsSkipped) {
   // As the first of a group it ends the stream.
   offsets = good.sample_offsets[0];
   offsets[10] = 1u << 30;
-  track.replaced["stco"] = test::stco(offsets);
+  track.replaced["stco"] = stco(offsets);
   FilterUnderTest under_test(track);
   EXPECT_EQ(under_test.play().size(), 1u);
-  // What plays on afterwards begins behind it.
+  // What plays on afterwards starts after it.
   const std::vector<Filled> rest = under_test.play();
   ASSERT_EQ(rest.size(), 2u);
   EXPECT_EQ(rest[0].start, 11 * 200000);
@@ -208,29 +189,29 @@ TEST(Delivery, RequiredBadUnitEndsItsGroupAndIsSkipped) {
 
 // --- Marks and failures ------------------------------------------------------------------------------------
 
-TEST(Delivery, RequiredFirstSampleOfTheProcessIsADiscontinuity) {
-  FilterUnderTest first(test::amr_track(30));
-  FilterUnderTest second(test::amr_track(30));
+TEST(Delivery, KeptFirstSampleOfTheProcessIsADiscontinuity) {
+  FilterUnderTest first(amr_track(30));
+  FilterUnderTest second(amr_track(30));
   EXPECT_TRUE(first.fill().discontinuity);
   EXPECT_FALSE(first.fill().discontinuity);
   EXPECT_FALSE(second.fill().discontinuity);
 }
 
-// The frame that was meant for it is passed over. A mark that was refused goes to the next sample.
+// Its frame is skipped. A mark that was refused goes to the next sample.
 TEST(Delivery, ASampleThatRefusesACallIsAnError) {
   for (HRESULT FakeSample::*refuse :
        {&FakeSample::set_discontinuity, &FakeSample::set_sync_point, &FakeSample::get_pointer}) {
-    FilterUnderTest under_test(test::avc_track(3));
+    FilterUnderTest under_test(avc_track(3));
     FakeSample refusing(100);
     refusing.*refuse = E_ACCESSDENIED;
     EXPECT_EQ(under_test.fill(0, refusing), E_ACCESSDENIED);
     FakeSample null(100);
     null.null_pointer = true;
     EXPECT_EQ(under_test.fill(0, null), E_POINTER);
-    EXPECT_EQ(null.discontinuity, refuse != &FakeSample::get_pointer);
+    EXPECT_EQ(null.content().discontinuity, refuse != &FakeSample::get_pointer);
     EXPECT_EQ(under_test.fill().start, 2000000);
   }
 }
 
 }  // namespace
-}  // namespace zdr::tests
+}  // namespace zdr::test

@@ -1,3 +1,4 @@
+// Creates, loads and fills through the module's class factory.
 #include "tests/filters/filter_under_test.h"
 
 #include <gtest/gtest.h>
@@ -5,26 +6,23 @@
 
 #include <cstdlib>
 #include <new>
+#include <stdexcept>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "filters/source/mp4/sources/first_sample.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 namespace {
 
-// The worker's function is not for everyone; a derived class may name it.
+// Makes the worker's protected function accessible.
 struct WorkerAccess : CSourceStream {
   using CSourceStream::FillBuffer;
 };
 
-// Tests that run at the same time must not set each other's events, unless they are meant to.
+// Tests that run at the same time must not set each other's events unless that is their purpose.
 bool join_session() {
   const char* const session = std::getenv("ZDR_TEST_SESSION");
   return session != nullptr ? platform::set_session(session) : platform::set_private_session();
-}
-
-CBaseFilter& base(IBaseFilter* filter) {
-  return static_cast<CBaseFilter&>(*filter);
 }
 
 }  // namespace
@@ -33,36 +31,35 @@ std::u16string wide(std::string_view ascii) {
   return {ascii.begin(), ascii.end()};
 }
 
-HRESULT create_filter(com::ComPtr<IBaseFilter>& filter) {
-  com::ComPtr<IClassFactory> factory;
-  const HRESULT hr = DllGetClassObject(mp4source::kClsidSourceFilter, IID_IClassFactory, factory.out_void());
-  return FAILED(hr) ? hr : factory->CreateInstance(nullptr, IID_IBaseFilter, filter.out_void());
-}
-
 FilterUnderTest::FilterUnderTest() {
   static const bool kJoined = join_session();
   EXPECT_TRUE(kJoined);
-  for (auto* mark :
-       {&mp4source::g_first_iso_sample, &mp4source::g_first_amr_sample, &mp4source::g_first_aac_sample}) {
-    mark->due = true;
+  using namespace mp4source;
+  for (auto* mark : {&g_first_iso_sample, &g_first_amr_sample, &g_first_aac_sample}) mark->due = true;
+  com::ComPtr<IClassFactory> factory;
+  if (FAILED(DllGetClassObject(kClsidSourceFilter, IID_IClassFactory, factory.out_void())) ||
+      FAILED(factory->CreateInstance(nullptr, IID_IBaseFilter, filter.out_void()))) {
+    throw std::bad_alloc();
   }
-  if (FAILED(create_filter(filter))) throw std::bad_alloc();
   EXPECT_EQ(filter->QueryInterface(IID_IFileSourceFilter, file_source.out_void()), S_OK);
 }
 
-FilterUnderTest::FilterUnderTest(const test::MovieDescription& movie, std::string_view file_name)
+FilterUnderTest::FilterUnderTest(const MovieDescription& movie, std::string_view file_name)
     : FilterUnderTest() {
-  load_result_ = load(test::build_movie(movie).bytes, file_name);
+  load_result_ = load(build_movie(movie).bytes, file_name);
 }
 
-HRESULT FilterUnderTest::load(const test::Bytes& bytes, std::string_view file_name) {
-  const std::filesystem::path path = folder / file_name;
-  write_file(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-  return load(path);
+std::filesystem::path FilterUnderTest::write(const Bytes& bytes, std::string_view file_name) {
+  write_file(folder / file_name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  return folder / file_name;
+}
+
+HRESULT FilterUnderTest::load(const Bytes& bytes, std::string_view file_name) {
+  return load(write(bytes, file_name));
 }
 
 HRESULT FilterUnderTest::load(const std::filesystem::path& path) {
-  return file_source->Load(wide(path.string()).c_str(), nullptr);
+  return file_source->Load(path.u16string().c_str(), nullptr);
 }
 
 std::vector<std::string> FilterUnderTest::pin_names() {
@@ -77,11 +74,13 @@ std::vector<std::string> FilterUnderTest::pin_names() {
 }
 
 int FilterUnderTest::pin_count() {
-  return base(filter.get()).GetPinCount();
+  return static_cast<CBaseFilter&>(*filter.get()).GetPinCount();
 }
 
 CZanMP4SourceOutputPin& FilterUnderTest::pin(int index) {
-  return static_cast<CZanMP4SourceOutputPin&>(*base(filter.get()).GetPin(index));
+  CBasePin* const pin = static_cast<CBaseFilter&>(*filter.get()).GetPin(index);
+  if (pin == nullptr) throw std::out_of_range("the file has no such pin");
+  return static_cast<CZanMP4SourceOutputPin&>(*pin);
 }
 
 com::ComPtr<IMediaSeeking> FilterUnderTest::seeking(int index) {
@@ -95,30 +94,22 @@ HRESULT FilterUnderTest::fill(int pin_index, IMediaSample& sample) {
   return (stream.*&WorkerAccess::FillBuffer)(&sample);
 }
 
-std::ostream& operator<<(std::ostream& out, const Filled& each) {
-  return out << each.start << '-' << each.stop << (each.sync ? " sync" : "")
-             << (each.preroll ? " preroll" : "") << (each.discontinuity ? " discontinuity " : " ")
-             << each.data.size() << " bytes";
-}
-
 Filled FilterUnderTest::fill(LONG room) {
   FakeSample sample(room);
   EXPECT_EQ(fill(0, sample), S_OK);
-  return {sample.start, sample.stop, sample.sync, sample.preroll, sample.discontinuity, sample.data()};
+  return sample.content();
 }
 
 std::vector<Filled> FilterUnderTest::play(LONG room) {
-  std::vector<Filled> all;
-  FakeSample sample(room);
-  for (; fill(0, sample) == S_OK; sample = FakeSample(room)) {
-    all.push_back(
-        {sample.start, sample.stop, sample.sync, sample.preroll, sample.discontinuity, sample.data()});
+  for (std::vector<Filled> all;;) {
+    FakeSample sample(room);
+    if (fill(0, sample) != S_OK) return all;
+    all.push_back(sample.content());
   }
-  return all;
 }
 
 HRESULT FilterUnderTest::seek(REFERENCE_TIME start) {
   return seeking(0)->SetPositions(&start, AM_SEEKING_AbsolutePositioning, nullptr, 0);
 }
 
-}  // namespace zdr::tests
+}  // namespace zdr::test

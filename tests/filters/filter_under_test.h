@@ -1,13 +1,11 @@
 // FilterUnderTest: the source filter as a host gets it, from the module's class factory, with files that the
-// test describes. Its pins can be asked for single samples, without threads, or played into sinks
-// (sink_graph.h).
+// test describes. Its pins fill single samples without threads, or play into sinks (sink_graph.h).
 #pragma once
 
 #include <com_ptr.h>
 #include <streams.h>
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -16,52 +14,48 @@
 #include "mediakit/files/temp_folder.h"
 #include "tests/filters/fake_sample.h"
 
-namespace zdr::tests {
+// Until every helper of tests is in the one namespace.
+namespace zdr::tests {}
+namespace zdr::aacf::test {}
 
+namespace zdr::test {
+
+using namespace zdr::tests;
+using namespace zdr::aacf::test;
 using mp4source::CZanMP4SourceOutputPin;
+using Bytes = std::vector<uint8_t>;
 
-// What the worker's function made of one sample.
-struct Filled {
-  REFERENCE_TIME start = 0;
-  REFERENCE_TIME stop = 0;
-  bool sync = false;
-  bool preroll = false;
-  bool discontinuity = false;
-  std::vector<BYTE> data;
-  bool operator==(const Filled&) const = default;
-};
-std::ostream& operator<<(std::ostream& out, const Filled& each);
+inline constexpr REFERENCE_TIME kMs = 10000;
 
 class FilterUnderTest {
  public:
-  // Makes the filter; nothing is loaded. bad_alloc when it cannot be made.
+  // Creates the filter without a file. Throws bad_alloc when that fails.
   FilterUnderTest();
-  // Loads the movie as `file_name`.
-  explicit FilterUnderTest(const test::MovieDescription& movie, std::string_view file_name = "clip.mp4");
-  // Loads a movie of that track. runtime_error when that fails.
-  explicit FilterUnderTest(const test::TrackDescription& track)
-      : FilterUnderTest(test::MovieDescription{.tracks = {track}}) {
-    if (load_result_ != S_OK) throw std::runtime_error("the track cannot be loaded");
-  }
+  // Loads a movie as `file_name`.
+  explicit FilterUnderTest(const MovieDescription& movie, std::string_view file_name = "clip.mp4");
+  explicit FilterUnderTest(const TrackDescription& track)
+      : FilterUnderTest(MovieDescription{.tracks = {track}}) {}
 
-  // Writes the bytes under that name, and loads them.
-  HRESULT load(const test::Bytes& bytes, std::string_view file_name = "clip.mp4");
+  // Writes the bytes to a file of that name, and loads it.
+  HRESULT load(const Bytes& bytes, std::string_view file_name = "clip.mp4");
   HRESULT load(const std::filesystem::path& path);
+  std::filesystem::path write(const Bytes& bytes, std::string_view file_name);
   HRESULT load_result() const { return load_result_; }
 
-  // In the filter's order.
   std::vector<std::string> pin_names();
   int pin_count();
   CZanMP4SourceOutputPin& pin(int index);
   com::ComPtr<IMediaSeeking> seeking(int index);
+  // Requests the type of the pin.
+  HRESULT media_type(CMediaType& type, int index = 0) { return pin(index).GetMediaType(0, &type); }
 
   // One call of the worker's function on that pin; the worker itself does not run.
   HRESULT fill(int pin_index, IMediaSample& sample);
   // The same with a sample of that size, which must be filled.
   Filled fill(LONG room = kRoom);
-  // Of the first pin, until one is not filled.
+  // Fills samples of the first pin until it returns another result than S_OK.
   std::vector<Filled> play(LONG room = kRoom);
-  // Of all pins, through the first.
+  // Seeks all pins through the first.
   HRESULT seek(REFERENCE_TIME start);
 
   static constexpr LONG kRoom = 100000;
@@ -75,4 +69,4 @@ class FilterUnderTest {
 
 std::u16string wide(std::string_view ascii);
 
-}  // namespace zdr::tests
+}  // namespace zdr::test

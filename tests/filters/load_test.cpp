@@ -1,4 +1,4 @@
-// Loading: which file gives which pins, and how a failure is told.
+// Loading: which file gives which pins, and the status of every failure.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -6,20 +6,12 @@
 #include "tests/filters/filter_under_test.h"
 #include "tests/platform/fault_at.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 namespace {
-
-using test::aac_track;
-using test::amr_track;
-using test::avc_track;
-using test::Bytes;
-using test::MovieDescription;
-using test::TrackDescription;
-using ::testing::Test;
 
 TrackDescription unknown_video() {
   TrackDescription track = avc_track(3);
-  track.sample_entries = {test::video_entry("hev1", 176, 144)};
+  track.sample_entries = {video_entry("hev1", 176, 144)};
   return track;
 }
 
@@ -29,21 +21,20 @@ TrackDescription with_time_scale(TrackDescription track, uint32_t time_scale) {
 }
 
 TrackDescription with_id(TrackDescription track, uint32_t id) {
-  track.replaced["tkhd"] = test::tkhd({.track_id = id});
+  track.replaced["tkhd"] = tkhd({.track_id = id});
   return track;
 }
 
-TEST(Load, MakesAPinForTheFirstTrackOfEachKind) {
+TEST(Load, KeptFirstTrackOfEachKindAloneIsTried) {
   TrackDescription without_header = amr_track(3);  // its ID is taken for 0
   without_header.replaced["tkhd"] = Bytes{};
   const std::tuple<std::string, std::vector<TrackDescription>, HRESULT, std::vector<std::string>> kCases[] = {
-      {"video in front", {avc_track(3), amr_track(3)}, S_OK, {"Audio0", "Video0"}},
+      {"video first", {avc_track(3), amr_track(3)}, S_OK, {"Audio0", "Video0"}},
       {"two of each", {amr_track(3), avc_track(3), amr_track(5), avc_track(5)}, S_OK, {"Audio0", "Video0"}},
       {"audio alone", {amr_track(3)}, S_OK, {"Audio0"}},
       {"video alone", {avc_track(3)}, S_OK, {"Video0"}},
       {"no codec for the video", {unknown_video(), amr_track(3)}, S_OK, {"Audio0"}},
       {"no codec at all", {unknown_video()}, VFW_E_INVALID_FILE_FORMAT, {}},
-      // Only the first track of a kind is ever tried.
       {"second video playable", {unknown_video(), avc_track(3)}, VFW_E_INVALID_FILE_FORMAT, {}},
       {"no tracks", {}, VFW_E_INVALID_FILE_FORMAT, {}},
       // Tracks are opened by ID, and two pins must not share one.
@@ -58,20 +49,20 @@ TEST(Load, MakesAPinForTheFirstTrackOfEachKind) {
   }
 }
 
-TEST(Load, TellsThoseWhoEnumeratePinsThatThereAreNewOnes) {
+TEST(Load, EnumeratorsSeeTheNewPins) {
   FilterUnderTest under_test;
   com::ComPtr<IEnumPins> pins;
   ASSERT_EQ(under_test.filter->EnumPins(pins.out()), S_OK);
   com::ComPtr<IPin> pin;
   EXPECT_EQ(pins->Next(1, pin.out(), nullptr), S_FALSE);
-  ASSERT_EQ(under_test.load(test::build_movie(amr_track(3)).bytes), S_OK);
+  ASSERT_EQ(under_test.load(build_movie(amr_track(3)).bytes), S_OK);
   EXPECT_EQ(pins->Next(1, pin.out(), nullptr), S_OK);
 }
 
-TEST(Load, TellsMissingFilesFromUnusableOnesWhateverTheExtension) {
-  const Bytes movie = test::build_movie(amr_track(3)).bytes;
+TEST(Load, KeptMissingFilesAreReportedWhateverTheExtension) {
+  const Bytes movie = build_movie(amr_track(3)).bytes;
   const Bytes junk(64, 0x55);
-  // Without content there is no such file.
+  // A null content is a missing file.
   const std::tuple<std::string, const Bytes*, HRESULT> kCases[] = {
       {"clip.mp4", nullptr, VFW_E_NOT_FOUND},
       {"clip.aac", nullptr, VFW_E_NOT_FOUND},
@@ -80,7 +71,7 @@ TEST(Load, TellsMissingFilesFromUnusableOnesWhateverTheExtension) {
       {"nowhere/clip.mp4", nullptr, VFW_E_NOT_FOUND},
       {"clip.MP4", &movie, S_OK},
       {"clip.3gpa-DRM", &movie, S_OK},
-      // The content is an ISO file, but the name says otherwise.
+      // An ISO file of another extension.
       {"clip.mp4.bak", &movie, VFW_E_INVALID_FILE_FORMAT},
       {"clip", &movie, VFW_E_INVALID_FILE_FORMAT},
       {"clip.aac", &movie, VFW_E_INVALID_FILE_FORMAT},
@@ -89,25 +80,25 @@ TEST(Load, TellsMissingFilesFromUnusableOnesWhateverTheExtension) {
   };
   for (const auto& [name, content, expected] : kCases) {
     FilterUnderTest under_test;
-    SetLastError(ERROR_FILE_NOT_FOUND);  // of an earlier call: must not be taken for this one's
+    SetLastError(ERROR_FILE_NOT_FOUND);  // left by an earlier call, must not count
     const HRESULT result =
         content != nullptr ? under_test.load(*content, name) : under_test.load(under_test.folder / name);
     EXPECT_EQ(result, expected) << name;
   }
 }
 
-TEST(Load, MayBeTriedAgainUntilItSucceeds) {
+TEST(Load, SucceedsOnceAndMayBeCalledAgainAfterAFailure) {
   FilterUnderTest under_test;
-  const Bytes movie = test::build_movie(amr_track(3)).bytes;
+  const Bytes movie = build_movie(amr_track(3)).bytes;
   EXPECT_EQ(under_test.file_source->Load(nullptr, nullptr), E_POINTER);
   EXPECT_EQ(under_test.load(under_test.folder / "missing.mp4"), VFW_E_NOT_FOUND);
-  EXPECT_EQ(under_test.load(test::build_movie(unknown_video()).bytes), VFW_E_INVALID_FILE_FORMAT);
+  EXPECT_EQ(under_test.load(build_movie(unknown_video()).bytes), VFW_E_INVALID_FILE_FORMAT);
   EXPECT_EQ(under_test.load(movie), S_OK);
   EXPECT_EQ(under_test.load(movie), E_UNEXPECTED);
   EXPECT_EQ(under_test.pin_names(), std::vector<std::string>{"Audio0"});
 }
 
-TEST(Load, RequiredGetCurFileGivesNoNameBeforeLoadAndTheNameAfterAFailedOne) {
+TEST(Load, KeptGetCurFileSucceedsWithoutAFileAndAfterAFailure) {
   FilterUnderTest under_test;
   AM_MEDIA_TYPE type;
   std::memset(&type, 0x55, sizeof type);
@@ -123,24 +114,24 @@ TEST(Load, RequiredGetCurFileGivesNoNameBeforeLoadAndTheNameAfterAFailedOne) {
   EXPECT_EQ(under_test.file_source->GetCurFile(&name, nullptr), S_OK);
   EXPECT_EQ(std::u16string(name), wide(missing.string()));
   CoTaskMemFree(name);
-  const FaultAt fault(platform::FaultPoint::kTaskAllocation, 1);  // without memory no name, and no error
+  const FaultAt fault(platform::FaultPoint::kTaskAllocation, 1);  // no name, and no error
   EXPECT_EQ(under_test.file_source->GetCurFile(&name, nullptr), S_OK);
   EXPECT_EQ(name, nullptr);
 }
 
-TEST(Load, DurationIsThatOfTheLongestPin) {
+TEST(Load, KeptDurationIsThatOfTheLongestPin) {
   const TrackDescription one_second = amr_track(50);
   const TrackDescription three_frames = avc_track(3);  // 300 ms
-  TrackDescription version_1 = avc_track(3);           // its duration reads as 0; the track header's too
+  TrackDescription version_1 = avc_track(3);           // its durations read as 0
   version_1.header_version = 1;
-  TrackDescription movie_units = avc_track(3);  // 300 in the movie's scale, divided by the track's
+  TrackDescription movie_units = avc_track(3);  // 300 in the scale of the movie, divided by that of the track
   movie_units.time_scale = 600;
-  movie_units.replaced["mdhd"] = test::mdhd({.time_scale = 600, .duration = 0});
+  movie_units.replaced["mdhd"] = mdhd({.time_scale = 600, .duration = 0});
   const std::tuple<std::string, std::vector<TrackDescription>, REFERENCE_TIME, REFERENCE_TIME> kCases[] = {
       {"audio longer", {one_second, three_frames}, 10000000, 10000000},
       {"video longer", {amr_track(5), three_frames}, 3000000, 1000000},
-      {"required: version 1", {version_1}, 0, 0},
-      {"required: track duration in media units", {movie_units}, 5000000, 5000000},
+      {"version 1", {version_1}, 0, 0},
+      {"track duration in media units", {movie_units}, 5000000, 5000000},
       {"no time scale", {with_time_scale(avc_track(3), 0)}, 0, 0},
       {"truncated to milliseconds", {with_time_scale(avc_track(1), 600)}, 1660000, 1660000},
   };
@@ -159,4 +150,4 @@ TEST(Load, DurationIsThatOfTheLongestPin) {
 }
 
 }  // namespace
-}  // namespace zdr::tests
+}  // namespace zdr::test

@@ -1,284 +1,261 @@
-// The media type of every codec, to the byte.
+// The media type of every codec, to the byte, and the buffers that its samples need.
 #include <gtest/gtest.h>
 
-#include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "filters/source/mp4/media_types/media_type.h"
-#include "tests/filters/codec_tracks.h"
+#include "mediakit/aac/stream_builder.h"
+#include "tests/filters/codecs.h"
 #include "tests/filters/debugger_texts.h"
-#include "tests/filters/filter_under_test.h"
 #include "tests/platform/fault_at.h"
 #include "tests/support/failing_allocator.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 namespace {
 
 using namespace mp4source;
-using test::Bytes;
-using test::TrackDescription;
-
-// Little-endian, as a format block lies in memory.
-Bytes little(std::initializer_list<std::pair<int, uint64_t>> fields) {
-  Bytes bytes;
-  for (const auto& [size, value] : fields) {
-    for (int i = 0; i < size; ++i) bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
-  }
-  return bytes;
-}
-
-Bytes video_block(uint32_t bitrate, uint32_t time_per_frame, uint16_t width, uint16_t height,
-                  std::string_view compression, const Bytes& extra, uint32_t told_extra) {
-  Bytes block = little({{8, 0},
-                        {8, 0},
-                        {8, 0},
-                        {8, 0},
-                        {4, bitrate},
-                        {4, 0},
-                        {8, time_per_frame},
-                        {4, 40 + told_extra},
-                        {4, width},
-                        {4, height},
-                        {2, 1},
-                        {2, 0}});
-  block.insert(block.end(), compression.begin(), compression.end());
-  return test::concat({block, Bytes(20, 0), extra});
-}
-
-Bytes video_block(uint32_t bitrate, uint16_t width, uint16_t height, std::string_view compression,
-                  const Bytes& extra) {
-  return video_block(bitrate, 1000000, width, height, compression, extra,
-                     static_cast<uint32_t>(extra.size()));
-}
-
-Bytes wave_block(uint16_t tag, uint16_t channels, uint32_t rate, uint32_t average, uint16_t align,
-                 uint16_t extra_size, const Bytes& extra = {}) {
-  return test::concat(
-      {little({{2, tag}, {2, channels}, {4, rate}, {4, average}, {2, align}, {2, 0}, {2, extra_size}}),
-       extra});
-}
 
 Bytes block_of(const CMediaType& type) {
   return {type.pbFormat, type.pbFormat + type.cbFormat};
 }
 
-TEST(MediaType, OfEveryCodec) {
-  // Ten frames a second; the bitrate leaves the last of the ten frames of 20 bytes out.
-  constexpr uint32_t kMeasuredBitrate = 9 * 20 * 8;
-  const Bytes first_frame = test::sample_content(1, 1, 20);
-  const Bytes avc_extra = {3, 0, 0, 4, 0x67, 0x42, 0xC0, 0x1E, 0, 2, 0x68, 0xCE};
-  const struct {
-    std::string name;
-    TrackDescription track;
-    GUID subtype;
-    GUID format_type;
-    Bytes block;
-  } kCases[] = {
-      {"MPEG-4 visual", mpeg4_visual_track(), kSubtypeMpeg4Visual, FORMAT_VideoInfo,
-       video_block(123456, 352, 288, "M4S2", test::concat({{0, 0, 1, 0xB0, 3}, first_frame}))},
-      {"H.263", h263_track(), kSubtypeH263, FORMAT_VideoInfo,
-       video_block(kMeasuredBitrate, 176, 144, "H263", first_frame)},
-      // The extra size does not tell the two bytes in front of the lists.
-      {"AVC", test::avc_track(10), kSubtypeAvc, FORMAT_VideoInfo,
-       video_block(kMeasuredBitrate, 1000000, 176, 144, "H264", avc_extra, 10)},
-      {"AMR", test::amr_track(10), kSubtypeAmrNarrowBand, FORMAT_WaveFormatEx,
-       wave_block(0x7A22, 1, 8000, 0, 4, 0)},
-      {"AMR-WB", amr_wb_track(), kSubtypeAmrWideBand, FORMAT_WaveFormatEx,
-       wave_block(0x7A22, 1, 16000, 0, 4, 0)},
-      {"QCELP", qcelp_track(), kSubtypeQcelp, kFormatQcelp, wave_block(0xF7, 1, 8000, 0, 4, 0)},
-      {"QCELP in MPEG-4", mpeg4_qcelp_track(), kSubtypeQcelp, kFormatQcelp,
-       wave_block(0xF7, 1, 8000, 13300, 4, 2, {0x51, 0x4C})},
-      {"EVRC", evrc_track(), kSubtypeEvrc, kFormatEvrc, wave_block(0xF9, 1, 8000, 0, 4, 0)},
-      {"AC-3", ac3_track(), kSubtypeDolbyAc3, FORMAT_WaveFormatEx,
-       wave_block(0x2000, 6, 48000, 48000, 1536, 18)},
-      {"E-AC-3", eac3_track(), kSubtypeDolbyAc3, FORMAT_WaveFormatEx,
-       wave_block(0x2000, 2, 44100, 44100, 1536, 18)},
-  };
-  for (const auto& each : kCases) {
-    SCOPED_TRACE(each.name);
-    FilterUnderTest under_test(each.track);
+TEST(MediaType, KeptBlocksOfEveryCodec) {
+  for (const Codec& codec : every_codec()) {
+    SCOPED_TRACE(codec.name);
+    FilterUnderTest under_test(codec.track);
     CZanMP4SourceOutputPin& pin = under_test.pin(0);
-    const bool is_video = each.track.handler == "vide";
-    // A block of the same length that is there already must not shine through.
+    // The content of an existing block of the same length must not appear in the new one.
     CMediaType type;
-    std::memset(type.AllocFormatBuffer(static_cast<ULONG>(each.block.size())), 0x55, each.block.size());
+    std::memset(type.AllocFormatBuffer(static_cast<ULONG>(codec.block.size())), 0x55, codec.block.size());
     ASSERT_EQ(pin.GetMediaType(0, &type), S_OK);
-    EXPECT_EQ(type.majortype, is_video ? MEDIATYPE_Video : MEDIATYPE_Audio);
-    EXPECT_EQ(type.subtype, each.subtype);
-    EXPECT_EQ(type.formattype, each.format_type);
-    EXPECT_EQ(type.bTemporalCompression != FALSE, is_video);
-    EXPECT_EQ(type.bFixedSizeSamples != FALSE, !is_video);
-    EXPECT_EQ(block_of(type), each.block);
+    EXPECT_EQ(type.majortype, codec.is_video() ? MEDIATYPE_Video : MEDIATYPE_Audio);
+    EXPECT_EQ(type.subtype, codec.subtype);
+    EXPECT_EQ(type.formattype, codec.format_type);
+    EXPECT_EQ(type.bTemporalCompression != FALSE, codec.is_video());
+    EXPECT_EQ(type.bFixedSizeSamples != FALSE, !codec.is_video());
+    EXPECT_EQ(block_of(type), codec.block);
     EXPECT_EQ(pin.CheckMediaType(&type), S_OK);
     EXPECT_EQ(pin.GetMediaType(1, &type), VFW_S_NO_MORE_ITEMS);
     EXPECT_EQ(pin.GetMediaType(-1, &type), E_INVALIDARG);
   }
 }
 
-TrackDescription aac_track(const Bytes& configuration, uint32_t first_unit_size) {
-  TrackDescription track = test::aac_track(2, first_unit_size);
-  track.sample_entries = {test::audio_entry(
-      "mp4a", 2, 48000, test::esds({.average_bitrate = 48000, .decoder_specific_info = configuration}))};
-  return track;
-}
-
-// 24 kHz, one channel, parametric stereo at 48 kHz: four bytes, which tell all without a look at a frame.
-const Bytes kParametricStereo = {0xEB, 0x09, 0x88, 0x00};
-
-Bytes aac_block(const Bytes& configuration, const Bytes& unit) {
-  const auto whole = static_cast<uint16_t>(26 + configuration.size() + unit.size());
-  return test::concat({wave_block(0xA106, 2, 24000, 48000, 1, whole),
-                       little({{1, configuration.size() & 0xFF}, {3, 0}, {2, unit.size()}, {2, 0}}),
-                       configuration, unit});
-}
-
-TEST(MediaType, RequiredAacConfigurationIsAfterwardsAsLongAsWhatWasReadOfIt) {
-  const Bytes padded = test::concat({kParametricStereo, {0x99, 0x98}});
-  FilterUnderTest under_test(aac_track(padded, 40));
+TEST(MediaType, KeptSecondAacTypeHasTheBytesThatWereParsed) {
+  const Bytes padded = concat({kParametricStereo, {0x99, 0x98}});
+  FilterUnderTest under_test(aac_track_with(padded));
   CMediaType type;
-  ASSERT_EQ(under_test.pin(0).GetMediaType(0, &type), S_OK);
-  EXPECT_EQ(type.subtype, kSubtypeAac);
-  EXPECT_EQ(type.bTemporalCompression, FALSE);
-  EXPECT_EQ(block_of(type), aac_block(padded, test::sample_content(1, 1, 40)));
-  ASSERT_EQ(under_test.pin(0).GetMediaType(0, &type), S_OK);
-  EXPECT_EQ(block_of(type), aac_block(kParametricStereo, test::sample_content(1, 1, 40)));
-  EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), S_OK);
+  for (const Bytes& configuration : {padded, kParametricStereo}) {
+    ASSERT_EQ(under_test.media_type(type), S_OK);
+    EXPECT_EQ(block_of(type), aac_block(configuration, sample_content(1, 1, 40)));
+    EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), S_OK);
+  }
 }
 
-TEST(MediaType, RequiredAacBlockSizeWrapsAt64KiB) {
+TEST(MediaType, KeptBlockSizesWrapAt64KiB) {
+  const auto expect_size = [](const TrackDescription& track, size_t content_bytes, size_t fixed_bytes,
+                              CMediaType& type) {
+    FilterUnderTest under_test(track);
+    const size_t block_bytes = (content_bytes + fixed_bytes) % 65536;
+    const HRESULT hr = under_test.media_type(type);
+    EXPECT_EQ(hr, block_bytes < fixed_bytes ? kTypeNotBuilt : S_OK) << content_bytes;
+    EXPECT_TRUE(FAILED(hr) || type.cbFormat == block_bytes) << content_bytes;
+    return SUCCEEDED(hr);
+  };
+  CMediaType type;
   for (const uint32_t unit_size : {65505u, 65506u, 65531u, 65532u, 65600u}) {
-    FilterUnderTest under_test(aac_track(kParametricStereo, unit_size));
-    CMediaType type;
-    const HRESULT hr = under_test.pin(0).GetMediaType(0, &type);
-    const uint32_t block_bytes = (26 + 4 + unit_size) % 65536;
-    if (block_bytes < 26) {
-      EXPECT_EQ(hr, kTypeNotBuilt) << unit_size;
-      continue;
-    }
-    ASSERT_EQ(hr, S_OK) << unit_size;
-    Bytes expected = aac_block(kParametricStereo, test::sample_content(1, 1, unit_size));
-    expected.resize(block_bytes);
+    if (!expect_size(aac_track_with(kParametricStereo, unit_size), 4 + unit_size, 26, type)) continue;
+    Bytes expected = aac_block(kParametricStereo, sample_content(1, 1, unit_size));
+    expected.resize(type.cbFormat);
     EXPECT_EQ(block_of(type), expected) << unit_size;
   }
-}
-
-TEST(MediaType, RequiredAacWithoutUsableConfigurationEndsTheListOfTypes) {
-  // Object type 1, none, and one whose first unit, which may tell of parametric stereo, cannot be parsed.
-  for (const Bytes& configuration : {Bytes{0x0A, 0x10}, Bytes{}, Bytes{0x12, 0x10}}) {
-    FilterUnderTest under_test(aac_track(configuration, 40));
-    CMediaType type;
-    EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), VFW_S_NO_MORE_ITEMS);
-  }
-}
-
-// Also those whose record is of the general kind, which has neither the sizes nor the lists of the codecs
-// whose object type it tells.
-TEST(MediaType, PinsOfOtherCodecsExistAndOfferNothing) {
-  const auto video_of_type = [](uint8_t object_type) {
-    return video_track(
-        test::video_entry("mp4v", 16, 16, test::esds({.object_type = object_type, .stream_type = 4})));
-  };
-  const std::tuple<std::string, TrackDescription, TrackDescription> kCases[] = {
-      {"MP3", audio_track(test::audio_entry(".mp3", 2, 44100)), h263_track()},
-      {"AMR-WB+", speech_track("sawp", test::dawp(0x5A414E44, 1)), h263_track()},
-      {"MPEG-1 video", video_of_type(0x6A), mpeg4_visual_track()},
-      {"H.263 by its object type alone", video_of_type(0xC2), h263_track()},
-      {"AVC by its object type alone", video_of_type(0x7F), test::avc_track(10)},
-      {"AC-3 by its object type alone",
-       audio_track(test::audio_entry("mp4a", 2, 8000, test::esds({.object_type = 0xFC}))), h263_track()},
-  };
-  for (const auto& [name, track, accepted_elsewhere] : kCases) {
-    FilterUnderTest under_test(track);
-    CMediaType type;
-    EXPECT_EQ(under_test.pin(0).GetMediaType(0, &type), kTypeNotBuilt) << name;
-    FilterUnderTest offering(accepted_elsewhere);
-    ASSERT_EQ(offering.pin(0).GetMediaType(0, &type), S_OK);
-    EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), E_FAIL) << name;
-  }
-}
-
-// Without memory for the first sample, or for the block; and with a first sample far behind the end.
-TEST(MediaType, EveryFailureHasItsStatus) {
-  const struct {
-    std::string name;
-    TrackDescription track;
-    bool reads_a_sample;
-    HRESULT no_memory;
-    std::u16string text;  // told to the debugger without memory for the sample
-  } kCases[] = {
-      {"MPEG-4 visual", mpeg4_visual_track(), true, E_OUTOFMEMORY, u"Getmedia type Returns outof memory "},
-      {"H.263", h263_track(), true, E_OUTOFMEMORY, u"Getmedia type Returns outof memory "},
-      {"AC-3", ac3_track(), true, E_OUTOFMEMORY, u""},
-      {"AAC", aac_track(kParametricStereo, 40), true, E_OUTOFMEMORY, u""},
-      {"AVC", test::avc_track(10), false, E_OUTOFMEMORY, u""},
-      {"AMR", test::amr_track(10), false, -2, u""},
-      {"AMR-WB", amr_wb_track(), false, -2, u""},
-      {"QCELP", qcelp_track(), false, -2, u""},
-      {"EVRC", evrc_track(), false, -2, u""},
-  };
-  for (const auto& each : kCases) {
-    SCOPED_TRACE(each.name);
-    FilterUnderTest under_test(each.track);
-    CZanMP4SourceOutputPin& pin = under_test.pin(0);
-    CMediaType type;
-    {
-      const FaultAt fault(platform::FaultPoint::kTaskAllocation, 1);
-      EXPECT_EQ(pin.GetMediaType(0, &type), each.no_memory);
-    }
-    if (!each.reads_a_sample) continue;
-    {
-      const DebuggerTexts texts;
-      const test::FailingAllocator fault(1);
-      EXPECT_EQ(pin.GetMediaType(0, &type), E_OUTOFMEMORY);
-      EXPECT_EQ(texts.all(), each.text);
-    }
-    TrackDescription unreadable = each.track;
-    unreadable.replaced["stco"] = test::stco(std::vector<uint64_t>(10, 1u << 20));
-    FilterUnderTest without_sample(unreadable);
-    EXPECT_EQ(without_sample.pin(0).GetMediaType(0, &type), kTypeNotBuilt);
-  }
-}
-
-TEST(MediaType, RequiredAvcBlockSizeWrapsAt64KiB) {
-  constexpr size_t kUnitLength = 65441;  // with its length field 3 bytes short of the wrap
+  constexpr size_t kUnitLength = 65441;  // with its length field, 3 bytes before the wrap
   for (const size_t more : {0u, 2u, 3u, 100u}) {
-    TrackDescription track = test::avc_track(2);
-    track.sample_entries = {test::video_entry(
-        "avc1", 176, 144, test::avcc({.sps = {Bytes(kUnitLength, 7)}, .pps = {Bytes(more, 8)}}))};
-    FilterUnderTest under_test(track);
-    CMediaType type;
+    TrackDescription track = avc_track(2);
+    track.sample_entries = {
+        video_entry("avc1", 176, 144, avcc({.sps = {Bytes(kUnitLength, 7)}, .pps = {Bytes(more, 8)}}))};
     const size_t list_bytes = kUnitLength + more + 4;
-    const size_t block_bytes = (list_bytes + 90) % 65536;
-    const HRESULT hr = under_test.pin(0).GetMediaType(0, &type);
-    if (block_bytes < 90) {
-      EXPECT_EQ(hr, kTypeNotBuilt) << more;
-      continue;
-    }
-    ASSERT_EQ(hr, S_OK) << more;
-    EXPECT_EQ(type.cbFormat, block_bytes) << more;
-    // biSize tells the whole length all the same.
+    if (!expect_size(track, list_bytes, 90, type)) continue;
+    // biSize has the whole length.
     EXPECT_EQ(reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader.biSize, 40 + list_bytes);
   }
 }
 
-TEST(MediaType, FrameRateIsThatOverTheLongerTrack) {
-  TrackDescription ten_minutes = test::amr_track(1);
-  ten_minutes.replaced["mdhd"] = test::mdhd({.time_scale = 8000, .duration = 600 * 8000});
-  TrackDescription unknown = test::avc_track(10);
-  unknown.replaced["mdhd"] = test::mdhd({.duration = 0});
+TEST(MediaType, KeptAacWithoutUsableConfigurationEndsTheListOfTypes) {
+  // Object type 1; none; and one that needs the first unit, which may have parametric stereo but does not
+  // parse.
+  for (const Bytes& configuration : {Bytes{0x0A, 0x10}, Bytes{}, Bytes{0x12, 0x10}}) {
+    FilterUnderTest under_test(aac_track_with(configuration));
+    CMediaType type;
+    EXPECT_EQ(under_test.media_type(type), VFW_S_NO_MORE_ITEMS);
+  }
+}
+
+// Includes tracks with a general record, which lacks the sizes and lists that the codec of its object type
+// needs.
+TEST(MediaType, KeptPinsOfOtherCodecsExistAndOfferNothing) {
+  const auto video_of_type = [](uint8_t object_type) {
+    return video_track(video_entry("mp4v", 16, 16, esds({.object_type = object_type, .stream_type = 4})));
+  };
+  const std::tuple<std::string, TrackDescription, TrackDescription> kCases[] = {
+      {"MP3", audio_track(audio_entry(".mp3", 2, 44100)), h263_track()},
+      {"AMR-WB+", speech_track("sawp", dawp(0x5A414E44, 1)), h263_track()},
+      {"MPEG-1 video", video_of_type(0x6A), mpeg4_visual_track()},
+      {"H.263 by its object type alone", video_of_type(0xC2), h263_track()},
+      {"AVC by its object type alone", video_of_type(0x7F), avc_track(10)},
+      {"AC-3 by its object type alone",
+       audio_track(audio_entry("mp4a", 2, 8000, esds({.object_type = 0xFC}))), h263_track()},
+  };
+  for (const auto& [name, track, accepted_elsewhere] : kCases) {
+    FilterUnderTest under_test(track);
+    CMediaType type;
+    EXPECT_EQ(under_test.media_type(type), kTypeNotBuilt) << name;
+    FilterUnderTest offering(accepted_elsewhere);
+    ASSERT_EQ(offering.media_type(type), S_OK);
+    EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), E_FAIL) << name;
+  }
+}
+
+// Without memory for the block or for the first sample, and with a first sample after the end of the file.
+TEST(MediaType, KeptStatusOfEveryFailure) {
+  for (const Codec& codec : every_codec()) {
+    SCOPED_TRACE(codec.name);
+    FilterUnderTest under_test(codec.track);
+    CMediaType type;
+    {
+      const FaultAt fault(platform::FaultPoint::kTaskAllocation, 1);
+      EXPECT_EQ(under_test.media_type(type), codec.no_memory);
+    }
+    if (!codec.reads_a_sample) continue;
+    {
+      const DebuggerTexts texts;
+      const FailingAllocator fault(1);
+      EXPECT_EQ(under_test.media_type(type), E_OUTOFMEMORY);
+      EXPECT_EQ(texts.all(), codec.is_video() ? u"Getmedia type Returns outof memory " : u"");
+    }
+    TrackDescription unreadable = codec.track;
+    unreadable.replaced["stco"] = stco(std::vector<uint64_t>(10, 1u << 20));
+    EXPECT_EQ(FilterUnderTest(unreadable).media_type(type), kTypeNotBuilt);
+  }
+}
+
+TEST(MediaType, KeptFrameRateIsThatOverTheLongerTrack) {
+  TrackDescription ten_minutes = amr_track(1);
+  ten_minutes.replaced["mdhd"] = mdhd({.time_scale = 8000, .duration = 600 * 8000});
+  TrackDescription unknown = avc_track(10);
+  unknown.replaced["mdhd"] = mdhd({.duration = 0});
   const std::tuple<std::string, std::vector<TrackDescription>, REFERENCE_TIME> kCases[] = {
-      {"video alone, 10 frames in 1 s", {test::avc_track(10)}, 1000000},
-      {"required: audio of 4 s", {test::avc_track(10), test::amr_track(200)}, 4000000},
-      {"audio of 20 ms", {test::avc_track(10), test::amr_track(1)}, 1000000},
-      {"one picture, more than 32 bits", {test::avc_track(1), ten_minutes}, 6000000000},
+      {"video alone, 10 frames in 1 s", {avc_track(10)}, 1000000},
+      {"audio of 4 s", {avc_track(10), amr_track(200)}, 4000000},
+      {"audio of 20 ms", {avc_track(10), amr_track(1)}, 1000000},
+      {"one picture, more than 32 bits", {avc_track(1), ten_minutes}, 6000000000},
       {"unknown duration", {unknown}, 0},
   };
   for (const auto& [name, tracks, time_per_frame] : kCases) {
-    FilterUnderTest under_test(test::MovieDescription{.tracks = tracks});
+    FilterUnderTest under_test(MovieDescription{.tracks = tracks});
     CMediaType type;
-    ASSERT_EQ(under_test.pin(under_test.pin_count() - 1).GetMediaType(0, &type), S_OK) << name;
+    ASSERT_EQ(under_test.media_type(type, under_test.pin_count() - 1), S_OK) << name;
     const auto* header = reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat);
     EXPECT_EQ(header->AvgTimePerFrame, time_per_frame) << name;
   }
 }
 
+// --- Buffers -----------------------------------------------------------------------------------------------
+
+// An allocator that records the request and grants less than it, as the test sets it.
+class FakeAllocator final : public CMemAllocator {
+ public:
+  explicit FakeAllocator(HRESULT hr = S_OK) : CMemAllocator(NAME("FakeAllocator"), nullptr, &hr) {}
+
+  HRESULT answer = S_OK;
+  LONG missing_buffers = 0;
+  LONG missing_bytes = 0;
+  LONG lowered_request = 0;  // the bytes that it takes from both records
+  ALLOCATOR_PROPERTIES requested{};
+
+  HRESULT SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override {
+    requested = *actual = *request;
+    request->cbBuffer -= lowered_request;
+    actual->cbBuffer -= lowered_request + missing_bytes;
+    actual->cBuffers -= missing_buffers;
+    return answer;
+  }
+};
+
+TEST(BufferSize, KeptAudioHasRoomForTenUnits) {
+  const auto expect_bytes = [](const std::string& name, TrackDescription track, LONG bytes) {
+    track.sizes = {10, 900, 20};
+    FilterUnderTest under_test(track);
+    FakeAllocator allocator;
+    ALLOCATOR_PROPERTIES properties{.cBuffers = 7, .cbBuffer = 1, .cbAlign = 16, .cbPrefix = 3};
+    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), S_OK) << name;
+    EXPECT_EQ(allocator.requested.cBuffers, 4) << name;
+    EXPECT_EQ(allocator.requested.cbBuffer, bytes) << name;
+    EXPECT_EQ(allocator.requested.cbAlign, 16) << name;
+    EXPECT_EQ(allocator.requested.cbPrefix, 3) << name;
+  };
+  for (const Codec& codec : every_codec()) {
+    expect_bytes(codec.name, codec.track, codec.is_video() ? 900 : codec.has_size_table() ? 9020 : 9000);
+  }
+  const Bytes aac_video = video_entry(
+      "mp4v", 16, 16, esds({.object_type = 0x40, .stream_type = 4, .decoder_specific_info = {0x11, 0x90}}));
+  expect_bytes("video with the object type of AAC has no size table", video_track(aac_video), 900);
+}
+
+TEST(BufferSize, RefusesLessThanTheRequest) {
+  FilterUnderTest under_test(amr_track(3));
+  const struct {
+    HRESULT answer;
+    LONG missing_buffers;
+    LONG missing_bytes;
+    LONG lowered_request;
+    HRESULT expected;
+  } kCases[] = {{VFW_E_ALREADY_COMMITTED, 0, 0, 0, VFW_E_ALREADY_COMMITTED},
+                {S_OK, 1, 0, 0, E_FAIL},
+                {S_OK, 0, 1, 0, E_FAIL},
+                {S_OK, 0, 0, 1, E_FAIL},
+                {S_OK, -1, -1, 0, S_OK},
+                {S_FALSE, 0, 0, 0, S_FALSE}};
+  for (const auto& each : kCases) {
+    FakeAllocator allocator;
+    allocator.answer = each.answer;
+    allocator.missing_buffers = each.missing_buffers;
+    allocator.missing_bytes = each.missing_bytes;
+    allocator.lowered_request = each.lowered_request;
+    ALLOCATOR_PROPERTIES properties{};
+    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), each.expected);
+  }
+}
+
+TEST(BufferSize, NeedsASampleSizeThatTheFileCanHold) {
+  TrackDescription lying = amr_track(2);
+  lying.replaced["stsz"] = constant_stsz(0xFFFFFFFF, 2);
+  const Bytes bytes = build_movie(lying).bytes;
+  // Ten times the larger size is more than a LONG can hold.
+  const std::tuple<Bytes, uint64_t, HRESULT> kCases[] = {
+      {bytes, bytes.size(), S_OK},
+      {bytes, 300'000'000, E_OUTOFMEMORY},
+      {build_movie(amr_track(3, 0)).bytes, 100'000, HRESULT{-1}}};
+  for (const auto& [content, file_size, result] : kCases) {
+    FilterUnderTest under_test;
+    const auto path = under_test.write(content, "clip.mp4");
+    std::filesystem::resize_file(path, file_size);
+    ASSERT_EQ(under_test.load(path), S_OK);
+    FakeAllocator allocator;
+    ALLOCATOR_PROPERTIES properties{};
+    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), result);
+    EXPECT_EQ(allocator.requested.cbBuffer, result == S_OK ? static_cast<LONG>(file_size * 10) : 0);
+  }
+}
+
+TEST(BufferSize, KeptAacFileHasNoneBeforeItsTypeWasBuilt) {
+  FilterUnderTest under_test;
+  ASSERT_EQ(under_test.load(adts_file(20, 400), "clip.aac"), S_OK);
+  FakeAllocator allocator;
+  ALLOCATOR_PROPERTIES properties{};
+  EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), HRESULT{-1});
+  CMediaType type;
+  ASSERT_EQ(under_test.media_type(type), S_OK);
+  EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), S_OK);
+  EXPECT_EQ(allocator.requested.cbBuffer, 10 * 1024 * 2 * 2);
+}
+
 }  // namespace
-}  // namespace zdr::tests
+}  // namespace zdr::test

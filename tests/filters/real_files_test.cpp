@@ -1,5 +1,5 @@
-// Real files through the pins: played to the end and sought, in every case with streams that keep the rules.
-// ZDR_EXTRA_MEDIA may name a folder of more of them.
+// Real files through the pins: played and sought, with streams that keep the rules in every case.
+// ZDR_EXTRA_MEDIA may name a folder with more files.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 
 #include "tests/filters/sink_graph.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 namespace {
 
 std::vector<std::filesystem::path> media_files() {
@@ -47,8 +47,8 @@ void expect_fresh_start(const Segment& segment) {
 
 void expect_video(const Segment& video, const Segment* audio, REFERENCE_TIME target) {
   EXPECT_TRUE(video.has(0, AM_SAMPLE_SPLICEPOINT));
-  // From the last sync sample before the target: a later one lies beyond it, or at it, where the look-up of
-  // the time gives the frame before.
+  // It starts at the last sync sample before the target: the next one is after it, or at it, where the
+  // look-up of the time gives the frame before.
   for (size_t i = 1; i < video.samples.size(); ++i) {
     if (!video.has(i, AM_SAMPLE_SPLICEPOINT)) continue;
     ASSERT_GT(video.positions.start + video.samples[i].stop, target) << i;
@@ -86,9 +86,9 @@ TEST(RealFiles, PlayAndSeek) {
   for (const auto& path : media_files()) {
     SCOPED_TRACE(path.filename());
     SinkGraph graph;
-    // What cannot be loaded or connected is told apart by the tests of the parts.
+    // Files that cannot be loaded or connected are left to other tests.
     if (graph.under_test.load(path) != S_OK || graph.build() != S_OK) continue;
-    if (graph.under_test.pin(0).track_info() == nullptr) continue;  // speech files go by other rules
+    if (graph.under_test.pin(0).track_info() == nullptr) continue;  // speech files have other rules
     ++files;
     ASSERT_EQ(graph.run(), S_OK);
     LONGLONG duration = 0;
@@ -104,4 +104,4 @@ TEST(RealFiles, PlayAndSeek) {
 }
 
 }  // namespace
-}  // namespace zdr::tests
+}  // namespace zdr::test

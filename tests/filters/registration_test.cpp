@@ -1,5 +1,5 @@
-// What registering the module writes, what unregistering takes away, and what stays. The class objects of the
-// filter are linked into this program, so that the module in question is the program itself.
+// What registering the module writes, what unregistering removes, and what stays. The class objects of the
+// filter are linked into this program, so the module that is registered is the program itself.
 #include <gtest/gtest.h>
 #include <streams.h>
 
@@ -7,7 +7,6 @@
 #include <map>
 #include <string>
 
-#include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "platform/com/registry_key.h"
 #include "tests/filters/debugger_texts.h"
 #include "tests/platform/fault_at.h"
@@ -17,10 +16,12 @@
 extern "C" HRESULT DllRegisterServer();
 extern "C" HRESULT DllUnregisterServer();
 
-namespace zdr::mp4source {
+namespace zdr::tests {}
+
+namespace zdr::test {
 namespace {
 
-using tests::RegistryFile;
+using namespace zdr::tests;
 
 constexpr const char16_t* kClass = u"{7C0B2D5E-3A94-4E61-9F27-5D8B1A6E40C3}";
 const std::u16string kSources = u"Media Type\\Extensions\\.";
@@ -30,15 +31,6 @@ const std::u16string kInstance =
     std::u16string(u"CLSID\\{083863F1-70DE-11D0-BD40-00A0C911CE86}\\Instance\\") + kClass;
 const std::u16string kRegistered[] = {u"3gp", u"3gpp", u"3ga", u"3gpa", u"3gpa-drm", u"3g2"};
 
-// Two pins, of video and of audio.
-constexpr const char* kFilterData =
-    R"reg("FilterData"=hex:02,00,00,00,00,00,40,00,01,00,00,00,00,00,00,00,30,70,69,33,\
-  0c,00,00,00,00,00,00,00,02,00,00,00,00,00,00,00,00,00,00,00,30,74,79,33,00,\
-  00,00,00,48,00,00,00,58,00,00,00,31,74,79,33,00,00,00,00,68,00,00,00,58,00,\
-  00,00,61,75,64,73,00,00,10,00,80,00,00,aa,00,38,9b,71,00,00,00,00,00,00,00,\
-  00,00,00,00,00,00,00,00,00,76,69,64,73,00,00,10,00,80,00,00,aa,00,38,9b,71
-)reg";
-
 class Registration : public testing::Test {
  protected:
   static void make_key(const std::u16string& path) { ASSERT_EQ(com::OpenKey().create(path), ERROR_SUCCESS); }
@@ -46,66 +38,30 @@ class Registration : public testing::Test {
   RegistryFile registry_;
 };
 
-// Every key of the path to it stands in the file, too.
-std::string with_keys(const std::string& path, const std::string& values, std::string& last) {
-  std::string text;
-  for (size_t end = path.find('\\'); end != std::string::npos;) {
-    end = path.find('\\', end + 1);
-    const std::string key = path.substr(0, end);
-    if (!last.starts_with(key) || (last.size() > key.size() && last[key.size()] != '\\'))
-      text += "\n[" + key + "]\n";
-  }
-  last = path;
-  return text + values;
-}
-
-// The file after a first registration.
+// registered.reg is the file after a first registration, with PROGRAM for the path of the module.
 std::string expected_file() {
-  const std::string clsid = "{7C0B2D5E-3A94-4E61-9F27-5D8B1A6E40C3}";
-  const std::string name = "\"Zandor AMR/QCP/3GPP/MP4/3G2 Source Filter\"\n";
-  const std::string classes = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\";
-  const std::string extensions[] = {"3g2", "3ga", "3gp", "3gpa", "3gpa-drm", "3gpp"};
+  std::string file = read_file(ZDR_SAMPLES_DIR "/../tests/filters/registered.reg");
   const std::string program = std::filesystem::canonical("/proc/self/exe").string();
-  std::string last = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes";
-  std::string file = "Windows Registry Editor Version 5.00\n";
-  file += with_keys(classes + "CLSID\\{083863F1-70DE-11D0-BD40-00A0C911CE86}\\Instance\\" + clsid,
-                    "\"CLSID\"=\"" + clsid + "\"\n" + kFilterData + "\"FriendlyName\"=" + name, last);
-  file += with_keys(classes + "CLSID\\" + clsid, "@=" + name, last);
-  file += with_keys(classes + "CLSID\\" + clsid + "\\InprocServer32",
-                    "@=\"" + program + "\"\n\"ThreadingModel\"=\"Both\"\n", last);
-  for (const std::string& extension : extensions) {
-    file += with_keys(classes + "Media Type\\Extensions\\." + extension,
-                      "\"Source Filter\"=\"" + clsid + "\"\n", last);
-  }
-  std::string videos;
-  for (const std::string& extension : extensions) videos += "\"" + extension + "\"=\"video\"\n";
-  const std::string microsoft = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\";
-  last = "HKEY_LOCAL_MACHINE\\SOFTWARE";
-  file += with_keys(microsoft + "MediaPlayer\\MLS\\Extensions", videos, last);
-  for (const std::string& extension : extensions) {
-    file += with_keys(microsoft + "MultiMedia\\WMPlayer\\Extensions\\." + extension,
-                      "\"Permissions\"=dword:0000001f\n\"RunTime\"=dword:00000007\n", last);
-  }
-  return file;
+  return file.replace(file.find("PROGRAM"), 7, program);
 }
 
-// Six extensions in three places, and no other.
-TEST_F(Registration, RequiredWholeFileIsAsExpected) {
+// Six extensions in three places.
+TEST_F(Registration, KeptWholeFile) {
   ASSERT_EQ(DllRegisterServer(), S_OK);
   EXPECT_EQ(registry_.content(), expected_file());
 }
 
-TEST_F(Registration, TwiceLeavesTheSameAndCorrectsWhatWasChanged) {
+TEST_F(Registration, TwiceGivesTheSameAndRestoresWhatWasChanged) {
   ASSERT_EQ(DllRegisterServer(), S_OK);
   const std::string once = registry_.content();
   com::OpenKey key;
   ASSERT_EQ(key.create(kSources + u"3gp"), ERROR_SUCCESS);
-  key.set_text(u"Source Filter", u"a change of somebody");
+  key.set_text(u"Source Filter", u"changed");
   ASSERT_EQ(DllRegisterServer(), S_OK);
   EXPECT_EQ(registry_.content(), once);
 }
 
-TEST_F(Registration, RequiredUnregisteringTakesElevenSourcesAndLeavesThePlayersEntries) {
+TEST_F(Registration, KeptUnregisteringTakesElevenSourcesAndLeavesThePlayersEntries) {
   ASSERT_EQ(DllRegisterServer(), S_OK);
   const char16_t* kTaken[] = {u"mp4", u"mp4a", u"mp4a-drm", u"amr",  u"3gp",     u"3gpp",
                               u"3g2", u"3ga",  u"rec",      u"3gpa", u"3gpa-drm"};
@@ -123,16 +79,16 @@ TEST_F(Registration, RequiredUnregisteringTakesElevenSourcesAndLeavesThePlayersE
   }
   EXPECT_FALSE(RegistryFile::has_key(std::u16string(u"CLSID\\") + kClass));
   EXPECT_FALSE(RegistryFile::has_key(kInstance));
-  EXPECT_EQ(DllUnregisterServer(), S_OK) << "nothing left to take away is no failure";
+  EXPECT_EQ(DllUnregisterServer(), S_OK) << "nothing left to remove is not a failure";
 }
 
-// Every step of the registry fails once. What counts is whether the class, the filter and the keys of the
-// extensions could be made; whether their values could be set does not.
-TEST_F(Registration, RequiredFailuresCountForKeysAndNotForValues) {
+// Every step of the registry fails once. Only the class, the filter and the keys of the extensions must be
+// made.
+TEST_F(Registration, KeptFailuresCountForKeysAndNotForValues) {
   std::map<std::pair<HRESULT, std::u16string>, int> answers;
   for (int step = 1;; ++step) {
     const RegistryFile fresh;
-    const tests::DebuggerTexts texts;
+    const DebuggerTexts texts;
     const FaultAt fault(platform::FaultPoint::kRegistryStep, step);
     const HRESULT hr = DllRegisterServer();
     if (!fault.struck()) break;
@@ -148,7 +104,7 @@ TEST_F(Registration, RequiredFailuresCountForKeysAndNotForValues) {
   EXPECT_EQ(answers.size(), 5u);
 }
 
-TEST_F(Registration, UnregisteringStopsWhenTheFilterCannotBeTakenAway) {
+TEST_F(Registration, UnregisteringStopsWhenTheFilterCannotBeRemoved) {
   ASSERT_EQ(DllRegisterServer(), S_OK);
   const std::string before = registry_.content();
   const FaultAt fault(platform::FaultPoint::kRegistryStep, 1);
@@ -156,14 +112,14 @@ TEST_F(Registration, UnregisteringStopsWhenTheFilterCannotBeTakenAway) {
   EXPECT_EQ(registry_.content(), before);
 }
 
-TEST_F(Registration, RunningOutOfMemoryIsAnsweredAndNeverThrown) {
+TEST_F(Registration, EveryFailedAllocationEndsInAStatus) {
   std::map<HRESULT, int> answers;
   ASSERT_EQ(DllRegisterServer(), S_OK);  // later ones find their keys, which makes the rounds short
-  for (uint64_t nth = 1;; nth += 7) {
+  for (uint64_t nth = 1;; ++nth) {
     HRESULT hr;
     bool struck;
     {
-      const test::FailingAllocator allocator(nth);
+      const FailingAllocator allocator(nth);
       hr = DllRegisterServer();
       struck = allocator.struck();
     }
@@ -176,4 +132,4 @@ TEST_F(Registration, RunningOutOfMemoryIsAnsweredAndNeverThrown) {
 }
 
 }  // namespace
-}  // namespace zdr::mp4source
+}  // namespace zdr::test

@@ -1,6 +1,7 @@
-// Seeks, pauses, stops and runs at random while both pins deliver, with a model of what must follow each.
-// ZDR_SOAK_SEEKS: how many seeks (300 without it). Of a thousand and more, no step may take above a second.
-// ZDR_TEST_SESSION: the session of named objects to join; a stranger's signals then end waits early.
+// Seeks, pauses, stops and runs at random while both pins deliver, with a model of what must follow each
+// step. ZDR_SOAK_SEEKS: the number of seeks, 300 by default. With 1000 or more, no step may take over a
+// second. ZDR_TEST_SESSION: the session of named objects to join; signals of other processes then end waits
+// early.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -8,17 +9,14 @@
 #include <cstdlib>
 #include <random>
 
-#include "tests/filters/codec_tracks.h"
+#include "tests/filters/codecs.h"
 #include "tests/filters/sink_graph.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 namespace {
 
 using std::chrono::steady_clock;
-using test::MovieDescription;
-using test::TrackDescription;
 
-constexpr REFERENCE_TIME kMs = 10000;
 constexpr REFERENCE_TIME kFrame = 40 * kMs;
 constexpr REFERENCE_TIME kUnit = 20 * kMs;
 constexpr uint32_t kSyncEvery = 25;
@@ -26,9 +24,9 @@ constexpr REFERENCE_TIME kSyncInterval = kSyncEvery * kFrame;
 constexpr size_t kAudio = 0;
 constexpr size_t kVideo = 1;
 
-// So many frames of 40 ms and two units of sound to each; the size of a sample tells its number.
+// Frames of 40 ms with two units of sound each. The size of a sample is its number.
 MovieDescription movie_of(uint32_t frames, uint32_t slower = 1) {
-  TrackDescription video = test::avc_track(frames);
+  TrackDescription video = avc_track(frames);
   video.durations = {40 * slower};
   for (uint32_t number = 1; number <= frames; number += kSyncEvery) video.sync_samples.push_back(number);
   TrackDescription audio = evrc_track(2 * frames);
@@ -39,7 +37,7 @@ MovieDescription movie_of(uint32_t frames, uint32_t slower = 1) {
   return {.tracks = {audio, video}};
 }
 
-// Ends the program when what follows hangs, since nothing else would.
+// Ends the program if the next step hangs.
 void watch_step() {
   alarm(static_cast<unsigned>(2 * kPatience.count()));
 }
@@ -48,8 +46,8 @@ struct Watchdog {
   ~Watchdog() { alarm(0); }
 };
 
-// What holds for one stream whoever signals whom: it begins at the target, with a discontinuity, and goes on
-// sample by sample.
+// What is true for one stream whichever signals came: it starts at the target, with a discontinuity, and
+// continues sample by sample.
 void expect_fresh_segment(SinkGraph& graph, size_t sink, REFERENCE_TIME target) {
   EXPECT_EQ(graph.segment_start(sink), target);
   const std::vector<SinkSample> samples = graph.segment(sink);
@@ -59,8 +57,8 @@ void expect_fresh_segment(SinkGraph& graph, size_t sink, REFERENCE_TIME target) 
   }
 }
 
-// What both have made of a seek together.
-void expect_met(SinkGraph& graph, REFERENCE_TIME target, bool was_stopped = false) {
+// What is true for both streams together after a seek.
+void expect_synchronised(SinkGraph& graph, REFERENCE_TIME target, bool was_stopped = false) {
   const auto time_of = [](const SinkSample& sample, REFERENCE_TIME each) {
     return static_cast<REFERENCE_TIME>(sample.data.size() - 1) * each;
   };
@@ -77,8 +75,8 @@ void expect_met(SinkGraph& graph, REFERENCE_TIME target, bool was_stopped = fals
   EXPECT_TRUE(video_first == target / kSyncInterval * kSyncInterval || video_first == earliest)
       << video_first;
   const REFERENCE_TIME base = audio_first > video_first ? audio_first : target;
-  // Required: of a filter that was stopped, audio starts first and does not count on video. It may go by its
-  // own time before video has told that it takes part.
+  // When the filter was stopped, audio starts first and does not count on video. It may use its own time
+  // before video has reported that it takes part.
   const bool alone = was_stopped && audio[0].start == 0;
   for (const SinkSample& sample : audio) {
     ASSERT_EQ(sample.start, time_of(sample, kUnit) - (alone ? audio_first : base));
@@ -100,10 +98,14 @@ class Soak {
       SCOPED_TRACE(i);
       const REFERENCE_TIME target = static_cast<REFERENCE_TIME>(random_() % 59000) * kMs;
       timed([&] { EXPECT_EQ(graph_.seek(target), S_OK); });
+      // Other threads may do this while the workers stream.
+      CMediaType type;
+      EXPECT_EQ(graph_.under_test.media_type(type, kVideo), S_OK);
+      EXPECT_EQ(graph_.pin(kVideo).Notify(nullptr, {Famine, 500, 0, 0}), S_OK);
       stopped_since_seek_ = false;
       sought_while_stopped_ = stopped_;
       if (one_in(2)) change_state();
-      if (one_in(2)) continue;  // the next seek comes into this one
+      if (one_in(2)) continue;  // the next seek interrupts this one
       if (stopped_) start();
       check(target);
     }
@@ -144,7 +146,7 @@ class Soak {
   }
 
   void check(REFERENCE_TIME target) {
-    // A stop between the seek and the samples may have taken the first ones away, and then few may be left.
+    // A stop after the seek may have discarded the first samples, and then few may be left.
     if (stopped_since_seek_) return;
     const size_t count = 1 + random_() % 20;
     timed([&] {
@@ -152,7 +154,7 @@ class Soak {
     });
     expect_fresh_segment(graph_, kAudio, target);
     expect_fresh_segment(graph_, kVideo, target);
-    if (alone_) expect_met(graph_, target, sought_while_stopped_);
+    if (alone_) expect_synchronised(graph_, target, sought_while_stopped_);
   }
 
   const Watchdog watchdog_;
@@ -166,8 +168,8 @@ class Soak {
 };
 
 TEST(SeekSoak, EverySeekEndsWithBothStreamsAtItsPlace) {
-  const char* const asked = std::getenv("ZDR_SOAK_SEEKS");
-  const int seeks = asked != nullptr ? std::atoi(asked) : 300;
+  const char* const count = std::getenv("ZDR_SOAK_SEEKS");
+  const int seeks = count != nullptr ? std::atoi(count) : 300;
   Soak soak(static_cast<uint32_t>(seeks), std::getenv("ZDR_TEST_SESSION") == nullptr);
   soak.seek_and_change(seeks);
   if (seeks < 1000) return;  // a busy machine may be slow once
@@ -176,7 +178,7 @@ TEST(SeekSoak, EverySeekEndsWithBothStreamsAtItsPlace) {
   EXPECT_LT(longest, std::chrono::seconds(1));
 }
 
-// The sink keeps the first frame, so audio has hours to wait for video.
+// The sink holds the first frame, so audio may wait for hours.
 TEST(SeekSoak, AStopEndsTheWaitForVideoToCatchUp) {
   const Watchdog watchdog;
   SinkGraph graph(movie_of(200, 1000));
@@ -192,7 +194,7 @@ struct AllocatorAccess : CBaseOutputPin {
   using CBaseOutputPin::m_pAllocator;
 };
 
-// Video has no buffer for its first frame, so audio waits for it, for as long as that may be.
+// Video has no buffer for its first frame, so audio waits for it without a limit.
 TEST(SeekSoak, AStopEndsTheUnlimitedWaitForThePeer) {
   const Watchdog watchdog;
   SinkGraph graph(movie_of(200));
@@ -213,12 +215,12 @@ TEST(SeekSoak, AStopEndsTheUnlimitedWaitForThePeer) {
     for (auto& buffer : kept) buffer.reset();
     if (stop) continue;
     ASSERT_TRUE(graph.wait_for_ends());
-    expect_met(graph, 3500 * kMs);
+    expect_synchronised(graph, 3500 * kMs);
   }
 }
 
-// In a shared session each process takes signals of the other, which may end its waits early but never stops
-// it or breaks the order of its streams; in sessions of their own the two don't meet at all.
+// In a shared session each process consumes signals of the other, which may end its waits early but never
+// stops it or breaks the order of its streams. In private sessions the two do not meet.
 TEST(SeekSoak, TwoProcessesSeekAtOnce) {
   const std::string soak =
       std::filesystem::canonical("/proc/self/exe").string() + " --gtest_filter=SeekSoak.EverySeek*";
@@ -230,4 +232,4 @@ TEST(SeekSoak, TwoProcessesSeekAtOnce) {
 }
 
 }  // namespace
-}  // namespace zdr::tests
+}  // namespace zdr::test

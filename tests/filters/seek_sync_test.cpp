@@ -1,4 +1,4 @@
-// The resynchronisation of two workers, without filter and pins: events, threads and the rules.
+// The resynchronisation of two workers without filter and pins: its rules, waits and signals.
 #include "filters/source/mp4/sync/seek_sync.h"
 
 #include <gtest/gtest.h>
@@ -9,9 +9,10 @@
 
 #include "filters/source/mp4/readers/owned_handles.h"
 
-namespace zdr::mp4source {
+namespace zdr::test {
 namespace {
 
+using namespace mp4source;
 using Rebase = SeekSync::Rebase;
 
 constexpr REFERENCE_TIME kSecond = 10000000;
@@ -36,7 +37,8 @@ class SeekSyncTest : public ::testing::Test {
     return std::async(std::launch::async,
                       [=, this] { return sync.resynchronise(stream, first_time, request.get()); });
   }
-  // Does it again until the wait has ended: what comes before the wait has begun may count for nothing.
+  // Repeats the action until the wait has ended, because an action before the start of the wait may have no
+  // effect.
   template <class Action>
   static SeekSync::Outcome end_by(Pending& pending, Action action) {
     do {
@@ -68,7 +70,7 @@ TEST_F(SeekSyncTest, VideoStartsEarlierAndAudioWaitsUntilVideoHasCaughtUp) {
   EXPECT_EQ(outcome.start, 2 * kHour);
 }
 
-// Whichever comes first, and whatever is left over from an earlier seek.
+// Whichever comes first, and with a signal left over from an earlier seek.
 TEST_F(SeekSyncTest, VideoWaitsForAudio) {
   for (int round = 0; round < 20; ++round) {
     both_play();
@@ -79,13 +81,6 @@ TEST_F(SeekSyncTest, VideoWaitsForAudio) {
               Rebase::kBothPins);
     EXPECT_EQ(video.get().start, kSecond + 10000);
   }
-}
-
-TEST_F(SeekSyncTest, WaitsAtMostForTheDifferenceOfTheTimes) {
-  both_play();
-  Pending video = start(StreamKind::kVideo, 0);
-  EXPECT_EQ(sync.resynchronise(StreamKind::kAudio, kBlink, request.get()).rebase, Rebase::kBothPins);
-  EXPECT_EQ(video.get().rebase, Rebase::kBothPins);
 }
 
 TEST_F(SeekSyncTest, WhatEndsAWaitForThePeer) {
@@ -99,8 +94,8 @@ TEST_F(SeekSyncTest, WhatEndsAWaitForThePeer) {
        Rebase::kNone},
       {"the peer has ended", StreamKind::kAudio, [&] { sync.worker_ended(StreamKind::kVideo); },
        Rebase::kBothPins},
-      {"a stranger's signal", StreamKind::kVideo, [&] { SetEvent(av_data.get()); }, Rebase::kNone},
-      // Audio without a time of video has nothing to catch up with, however far in the file it is.
+      {"a signal of another filter", StreamKind::kVideo, [&] { SetEvent(av_data.get()); }, Rebase::kNone},
+      // While the time of video is unknown, audio does not wait for it to catch up, at any place of the file.
       {"the same for audio", StreamKind::kAudio, [&] { SetEvent(av_data.get()); }, Rebase::kBothPins},
       {"a request", StreamKind::kVideo, [&] { SetEvent(request.get()); }, Rebase::kNone},
   };
@@ -111,7 +106,7 @@ TEST_F(SeekSyncTest, WhatEndsAWaitForThePeer) {
   }
 }
 
-TEST_F(SeekSyncTest, WhoComesSecondSignals) {
+TEST_F(SeekSyncTest, TheSecondToArriveSignals) {
   both_play();
   Pending audio = start(StreamKind::kAudio, 0);
   end_by(audio, [&] { SetEvent(av_data.get()); });
@@ -134,7 +129,7 @@ TEST_F(SeekSyncTest, WhatEndsTheWaitForVideoToCatchUp) {
   }
 }
 
-TEST_F(SeekSyncTest, NoWaitDependsOnASignalThatAStrangerTakes) {
+TEST_F(SeekSyncTest, NoWaitDependsOnASignalThatAnotherFilterConsumes) {
   both_play();
   std::atomic<bool> done{false};
   std::thread thief([&] {
@@ -147,14 +142,14 @@ TEST_F(SeekSyncTest, NoWaitDependsOnASignalThatAStrangerTakes) {
   thief.join();
 }
 
-TEST_F(SeekSyncTest, AnOldGateStaysForTheFramesBeforeATimeNotYetKnown) {
+TEST_F(SeekSyncTest, AnOldGateStaysUntilTheTimeOfAudioIsKnown) {
   both_play();
   Pending video = start(StreamKind::kVideo, 0);
   sync.resynchronise(StreamKind::kAudio, kBlink, request.get());
   video.get();
   EXPECT_TRUE(sync.is_preroll(0, 0));
 
-  both_play();  // the next seek, while the gate is set; audio is not there yet
+  both_play();  // the next seek, while the gate is set; audio has no time yet
   EXPECT_TRUE(sync.is_preroll(4 * kSecond, 5 * kSecond));
   EXPECT_FALSE(sync.is_preroll(5 * kSecond, 5 * kSecond));
   video = start(StreamKind::kVideo, 5 * kSecond);
@@ -165,10 +160,10 @@ TEST_F(SeekSyncTest, AnOldGateStaysForTheFramesBeforeATimeNotYetKnown) {
 }
 
 // After a seek of a stopped filter the worker that starts first does not count on the other stream.
-TEST_F(SeekSyncTest, RequiredFirstWorkerToStartDisarmsTheOtherStream) {
+TEST_F(SeekSyncTest, KeptFirstWorkerToStartDisarmsTheOtherStream) {
   for (const bool running : {false, true}) {
     for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) sync.pin_seeking(stream, false);
-    // A seek that finds workers sets this right.
+    // A seek that finds workers sets the latches again.
     for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) {
       if (running) sync.pin_seeking(stream, true);
     }
@@ -178,7 +173,7 @@ TEST_F(SeekSyncTest, RequiredFirstWorkerToStartDisarmsTheOtherStream) {
     sync.arm(StreamKind::kAudio);
     Pending audio = start(StreamKind::kAudio, kSecond);
     EXPECT_TRUE(running || audio.get().rebase == Rebase::kThisPin);
-    // Video comes later, finds audio, and moves both.
+    // Video starts later, finds the time of audio, and moves both.
     sync.arm(StreamKind::kVideo);
     const SeekSync::Outcome video = sync.resynchronise(StreamKind::kVideo, kSecond - kBlink, request.get());
     EXPECT_EQ(video.rebase, Rebase::kBothPins);
@@ -188,4 +183,4 @@ TEST_F(SeekSyncTest, RequiredFirstWorkerToStartDisarmsTheOtherStream) {
 }
 
 }  // namespace
-}  // namespace zdr::mp4source
+}  // namespace zdr::test

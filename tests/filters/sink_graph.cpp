@@ -1,7 +1,7 @@
 // Follows the segments of each sink.
 #include "tests/filters/sink_graph.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 
 HRESULT SinkGraph::build() {
   auto& source = static_cast<CBaseFilter&>(*under_test.filter.get());
@@ -14,19 +14,14 @@ HRESULT SinkGraph::build() {
   return connect_all();
 }
 
-HRESULT SinkGraph::seek(REFERENCE_TIME start) {
-  return under_test.seeking(0)->SetPositions(&start, AM_SEEKING_AbsolutePositioning, nullptr,
-                                             AM_SEEKING_NoPositioning);
-}
-
-// The log tells where segments begin, and that what came before a flush or a stop is void. It may be ahead of
+// The log shows where segments start, and that what came before a flush or a stop is void. It may be ahead of
 // the samples by one.
 SinkGraph::Line& SinkGraph::updated(size_t index) {
   Line& line = *lines_[index];
   for (const std::string& entry : line.log.take()) {
-    const bool begins = entry.starts_with("new segment ");
-    if (begins || entry == "end flush" || entry == "active") line.segment.clear();
-    if (begins) line.segment_start = std::stoll(entry.substr(12));
+    const bool starts = entry.starts_with("new segment ");
+    if (starts || entry == "end flush" || entry == "active") line.segment.clear();
+    if (starts) line.segment_start = std::stoll(entry.substr(12));
     if (!entry.starts_with("sample")) continue;
     while (line.taken.empty() && sink(index).wait_for_samples(1)) {
       for (SinkSample& sample : sink(index).take_samples()) line.taken.push_back(std::move(sample));
@@ -37,14 +32,6 @@ SinkGraph::Line& SinkGraph::updated(size_t index) {
   return line;
 }
 
-std::vector<SinkSample> SinkGraph::segment(size_t index) {
-  return updated(index).segment;
-}
-
-REFERENCE_TIME SinkGraph::segment_start(size_t index) {
-  return updated(index).segment_start;
-}
-
 bool SinkGraph::wait_for_segment(size_t index, size_t samples) {
   while (updated(index).segment.size() < samples) {
     if (lines_[index]->taken.empty() && !sink(index).wait_for_samples(1)) return false;
@@ -52,4 +39,4 @@ bool SinkGraph::wait_for_segment(size_t index, size_t samples) {
   return true;
 }
 
-}  // namespace zdr::tests
+}  // namespace zdr::test

@@ -1,5 +1,5 @@
-// SinkGraph: a loaded filter with a recording sink on its pins, which tests start, stop and seek. A seek goes
-// through one pin.
+// SinkGraph: a filter with a recording sink on each pin. Tests start, stop and seek it; a seek goes through
+// one pin.
 #pragma once
 
 #include <deque>
@@ -9,26 +9,27 @@
 #include "tests/support/call_log.h"
 #include "tests/support/sink_chain.h"
 
-namespace zdr::tests {
+namespace zdr::test {
 
 class SinkGraph : public SinkChain {
  public:
-  explicit SinkGraph(const test::MovieDescription& movie) : under_test(movie) { build(); }
-  // Nothing is loaded yet.
+  explicit SinkGraph(const MovieDescription& movie) : under_test(movie) { build(); }
+  // No file is loaded.
   SinkGraph() = default;
   ~SinkGraph() { take_apart(); }
   SinkGraph(const SinkGraph&) = delete;
   SinkGraph& operator=(const SinkGraph&) = delete;
 
-  // A sink for each pin, all connected. The first result that is not S_OK.
+  // Connects a sink to each pin. Returns the first result that is not S_OK.
   HRESULT build();
   // To an absolute start, through the first pin.
-  HRESULT seek(REFERENCE_TIME start);
+  HRESULT seek(REFERENCE_TIME start) { return under_test.seek(start); }
 
+  CZanMP4SourceOutputPin& pin(size_t index) { return under_test.pin(static_cast<int>(index)); }
   // The samples since the last new segment, flush or start of that sink. Takes them from the sink.
-  std::vector<SinkSample> segment(size_t index);
-  REFERENCE_TIME segment_start(size_t index);
-  // Waits until that many samples of a segment have arrived.
+  std::vector<SinkSample> segment(size_t index) { return updated(index).segment; }
+  REFERENCE_TIME segment_start(size_t index) { return updated(index).segment_start; }
+  // Waits until a segment has that many samples; false after kPatience.
   bool wait_for_segment(size_t index, size_t samples);
   bool wait_for_end(size_t index) { return sink(index).wait_for_end_of_stream(); }
 
@@ -37,7 +38,7 @@ class SinkGraph : public SinkChain {
  private:
   struct Line {
     CallLog log;
-    std::deque<SinkSample> taken;  // not yet known to be of the present segment
+    std::deque<SinkSample> taken;  // not yet known to belong to the current segment
     std::vector<SinkSample> segment;
     REFERENCE_TIME segment_start = -1;
   };
@@ -47,4 +48,4 @@ class SinkGraph : public SinkChain {
   std::vector<std::unique_ptr<Line>> lines_;
 };
 
-}  // namespace zdr::tests
+}  // namespace zdr::test
