@@ -141,6 +141,8 @@ TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
       {"avc1",
        video("avc1", concat({box("btrt", Bytes(12)), with_size(high, static_cast<uint32_t>(high.size()))})),
        "vide", "0: 2 127 100 16 31 1 352 288 2 0003670102000167 1 00026809"},
+      {"avc1 with an empty unit at the end", video("avc1", avcc({.sps = {{0x67}}, .pps = {{}}})), "vide",
+       "0: 2 127 66 192 30 3 352 288 1 000167 1 0000"},
       {"avc1 without sets", video("avc1", avcc({})), "vide", "0: 2 127 66 192 30 3 352 288 0  0 "},
       {"sevc", speech("sevc", "devc"), "soun", "0: 3 224 1 2 3"},
       {"sqcp", speech("sqcp", "dqcp"), "soun", "0: 3 225 1 2 3"},
