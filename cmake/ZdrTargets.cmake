@@ -82,18 +82,30 @@ function(zdr_library name)
   endif()
 endfunction()
 
-# zdr_test(NAME SOURCES a_test.cpp ... [DEPENDS targets ...])
-# One test program; each TEST in it becomes a ctest of its own.
-function(zdr_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
-  add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE zdr_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
+# What every test program is compiled with; equal flags let them share one precompiled header.
+function(zdr_test_options name)
+  target_link_libraries(${name} PRIVATE zdr_flags GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE ZDR_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
   # Optimising a test takes longer than running it.
   target_compile_options(${name} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O1>)
   # At -O1 gcc reports overruns inside the standard library's own strings.
   target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds;-Wno-stringop-overflow>)
   zdr_precompile(${name} test <gmock/gmock.h> <gtest/gtest.h>)
+endfunction()
+
+# zdr_test(NAME SOURCES a_test.cpp ... [DEPENDS targets ...])
+# One test program; each TEST in it becomes a ctest of its own.
+function(zdr_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  # The owner of the precompiled header: an empty program, so that no test program waits for another one.
+  if(NOT TARGET zdr_test_headers)
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/zdr_test_headers.cpp CONTENT "")
+    add_executable(zdr_test_headers EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/generated/zdr_test_headers.cpp)
+    zdr_test_options(zdr_test_headers)
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_DEPENDS})
+  zdr_test_options(${name})
   # The longest test takes seconds, but minutes under a sanitizer when it decodes a folder of extra media.
   set(timeout 120)
   if(ZDR_SANITIZE)
