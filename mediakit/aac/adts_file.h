@@ -34,8 +34,3 @@ AdtsFile sample(const std::string& name);
 std::vector<AdtsFile> all_adts_files();
 
 }  // namespace zdr::test
-
-// For callers that still name the former namespace.
-namespace zdr::aacdec::test {
-using namespace zdr::test;
-}

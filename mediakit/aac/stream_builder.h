@@ -33,8 +33,3 @@ Bytes raw_header();
 Bytes repeated(const Bytes& piece, size_t count);
 
 }  // namespace zdr::test
-
-// For callers that still name the former namespace.
-namespace zdr::aacf::test {
-using namespace zdr::test;
-}

@@ -51,8 +51,3 @@ inline void write_sparse_file(const std::filesystem::path& path, uint64_t size) 
 }
 
 }  // namespace zdr::test
-
-// Until every test is in the one namespace.
-namespace zdr::tests {
-using namespace zdr::test;
-}

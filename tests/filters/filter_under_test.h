@@ -14,14 +14,8 @@
 #include "mediakit/files/temp_folder.h"
 #include "tests/filters/fake_sample.h"
 
-// Until every helper of tests is in the one namespace.
-namespace zdr::tests {}
-namespace zdr::aacf::test {}
-
 namespace zdr::test {
 
-using namespace zdr::tests;
-using namespace zdr::aacf::test;
 using mp4source::CZanMP4SourceOutputPin;
 using Bytes = std::vector<uint8_t>;
 

@@ -16,12 +16,8 @@
 extern "C" HRESULT DllRegisterServer();
 extern "C" HRESULT DllUnregisterServer();
 
-namespace zdr::tests {}
-
 namespace zdr::test {
 namespace {
-
-using namespace zdr::tests;
 
 constexpr const char16_t* kClass = u"{7C0B2D5E-3A94-4E61-9F27-5D8B1A6E40C3}";
 const std::u16string kSources = u"Media Type\\Extensions\\.";

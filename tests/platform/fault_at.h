@@ -31,5 +31,3 @@ class FaultAt {
 };
 
 }  // namespace zdr::test
-
-using zdr::test::FaultAt;

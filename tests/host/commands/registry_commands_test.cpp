@@ -53,7 +53,7 @@ class RegistryCommands : public testing::Test {
     return filter && is_mapped(module);
   }
 
-  tests::RegistryFile registry_;
+  RegistryFile registry_;
   TempFolder folder_;
   std::ostringstream out_;
   host::Options options_;
@@ -70,7 +70,7 @@ TEST_F(RegistryCommands, FiltersComeFromTheRegisteredModule) {
   setenv("ZDR_MODULE", copy.c_str(), 1);
   EXPECT_EQ(host::run_unregister(options_, out_), ExitCode::kDone);
   unsetenv("ZDR_MODULE");
-  EXPECT_FALSE(tests::RegistryFile::has_key(kSource3gp));
+  EXPECT_FALSE(RegistryFile::has_key(kSource3gp));
   CoFreeUnusedLibraries();
   EXPECT_FALSE(comes_from(copy, "clip.3gp"));
 }

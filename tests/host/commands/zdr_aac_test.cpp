@@ -9,7 +9,6 @@
 namespace zdr::test {
 namespace {
 
-using aacf::test::adts_file;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;

@@ -18,7 +18,7 @@ TEST(Console, KeptTextsOfTheModuleGoToTheDebugger) {
                             concat({{2, 0x0A, 0x10}, Bytes(20, 0xFF)})};
   const TempFolder folder;
   const std::string file = (folder / "clip.aac").string();
-  const tests::DebuggerTexts debugger;
+  const DebuggerTexts debugger;
   testing::internal::CaptureStderr();
   for (const Bytes& content : contents) {
     write_file(file, {reinterpret_cast<const char*>(content.data()), content.size()});

@@ -32,7 +32,7 @@ std::string described(const Data& config, const Data& unit) {
 }
 
 TEST(AacDescription, ReportsSbrHoweverItIsSignalled) {
-  const Data v2 = aacdec::test::sample("he-aac-v2.aac").frames[0].payload;
+  const Data v2 = sample("he-aac-v2.aac").frames[0].payload;
   EXPECT_EQ(described({0x12, 0x10}, {}), "2, 44100/44100, none");
   EXPECT_EQ(described({0x13, 0x88}, v2), "2, 22050/44100, SBR+PS");
   EXPECT_EQ(described({0x2B, 0x8A, 0x08, 0x00}, {}), "1, 22050/44100, SBR");

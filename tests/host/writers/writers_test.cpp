@@ -18,7 +18,6 @@
 namespace zdr::test {
 namespace {
 
-using aacdec::test::AdtsFile;
 using host::AdtsWriter;
 using host::AnnexBWriter;
 using host::DecodedAacWriter;
@@ -224,8 +223,8 @@ TEST(WavWriter, HeaderHasFormatAndSizes) {
 
 class DecodedAac : public testing::Test {
  protected:
-  const AdtsFile file_ = aacdec::test::sample("aac-lc-44k-stereo.aac");
-  const std::vector<Data> units_ = aacdec::test::payloads(file_);
+  const AdtsFile file_ = sample("aac-lc-44k-stereo.aac");
+  const std::vector<Data> units_ = payloads(file_);
   const Data record_ = {0x12, 0x10};  // LC, 44100 Hz, stereo
 };
 
@@ -233,7 +232,7 @@ TEST_F(DecodedAac, IsThePcmOfEveryUnit) {
   const std::vector<Data> samples = media_samples(units_);
   DecodedAacWriter writer(record_, samples.front());
   ASSERT_TRUE(writer.is_usable());
-  aacdec::test::TestDecoder decoder(aacdec::test::config_of(file_));
+  TestDecoder decoder(config_of(file_));
   EXPECT_EQ(pcm_of(written(writer, samples)), decode_all(decoder, units_));
   EXPECT_EQ(writer.damaged_units(), 0U);
 }
@@ -247,7 +246,7 @@ TEST_F(DecodedAac, KeepsTheTimeOfUnitsThatCannotBeDecoded) {
   EXPECT_EQ(writer.damaged_units(), 4U);
   EXPECT_EQ(pcm.size(), 2 * 1024 * units_.size());
 
-  aacdec::test::TestDecoder decoder(aacdec::test::config_of(file_));
+  TestDecoder decoder(config_of(file_));
   const std::vector<int16_t> whole = decode_all(decoder, units_);
   // Equal except for the noise, which a decoder draws again.
   double difference = 0;
