@@ -36,8 +36,9 @@ class PinConsumer : public SampleConsumer {
     return Bytes(data, static_cast<size_t>(sample.GetActualDataLength()));
   }
   void count(uint64_t bytes) { total_bytes_ += bytes; }
-  // False if the stream has delivered more than the file holds. This ends the run.
-  bool is_within_limit() { return guard_.allows(total_bytes_); }
+  // False if the stream has delivered more than the file holds. This ends the run. Decoded audio is larger
+  // than its file by nature.
+  bool is_within_limit() { return type_.subtype == MEDIASUBTYPE_PCM || guard_.allows(total_bytes_); }
   // `start` is the time of a sample within the segment.
   void set_position(REFERENCE_TIME start) { position_ = segment_start_ + start; }
 

@@ -36,9 +36,7 @@ bool StreamRecorder::receive(IMediaSample& sample) {
   if (samples_ == 0 && !begin(*bytes)) return false;
   const bool has_table = is_aac_access_units(type()) && bytes->size() >= kAacSizeTableBytes;
   count(bytes->size() - (has_table ? kAacSizeTableBytes : 0));
-  // Decoded audio is naturally larger than its file.
-  const bool is_decoded = type().subtype == MEDIASUBTYPE_PCM;
-  if (!is_decoded && !is_within_limit()) return false;
+  if (!is_within_limit()) return false;
   if (!choice_.writer->write(*output_, *bytes)) return fail(output_->error());
   ++samples_;
   REFERENCE_TIME start = 0;
