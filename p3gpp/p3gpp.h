@@ -18,8 +18,7 @@
  * must not overlap, since its handle carries cursors and caches. No call may overlap P3GPP_Close. A lookup
  * may depend on the lookups before it (docs/kept-behaviours.md).
  *
- * Tags, hint information and the view of the boxes are declared in p3gpp_inspect.h, which this header
- * includes.
+ * Tags, hint information and boxes are inspected through p3gpp_inspect.h, which this header includes.
  *
  * Valid as C11 and C++20.
  */
@@ -47,8 +46,8 @@ enum {
   P3GPP_TRACK_METADATA = 11          /* "meta" */
 };
 
-/* Object type codes of P3gppDecoderInfo that identify a codec (the esds value for kind 1, our own otherwise).
- */
+/* P3gppDecoderInfo::object_type, which identifies a codec: for kind 1 the value of esds, otherwise our own
+ * codes. */
 enum {
   P3GPP_OTI_MPEG4_VISUAL = 0x20,
   P3GPP_OTI_AAC = 0x40,
@@ -81,8 +80,8 @@ enum {
 
 typedef struct P3gppTrack P3gppTrack; /* an open track; valid from P3GPP_OpenTrack to P3GPP_CloseTrack */
 
-/* Owned by the caller. Creation and modification times count seconds since 1904-01-01 00:00 UTC. Of 64-bit
- * file times the high half is reported (docs/kept-behaviours.md). */
+/* Owned by the caller. Creation and modification times count seconds since 1904-01-01 00:00 UTC. For 64-bit
+ * times of a file the high half is reported (docs/kept-behaviours.md). */
 typedef struct P3gppMovieInfo {
   uint32_t creation_time;
   uint32_t modification_time;
@@ -216,7 +215,7 @@ typedef struct P3gppEac3Substream {
   uint16_t channel_location; /* 9 bits */
 } P3gppEac3Substream;
 
-/* The same for dec3. */
+/* Sample entry, and the dec3 box of the same document. */
 typedef struct P3gppEac3Info {
   uint16_t data_reference_index;
   uint16_t channel_count;
@@ -224,7 +223,7 @@ typedef struct P3gppEac3Info {
   uint16_t sample_rate;                 /* Hz */
   uint16_t data_rate;                   /* kbit/s */
   uint8_t independent_substreams;       /* field as stored: count - 1 */
-  const P3gppEac3Substream* substreams; /* the parser's; valid until P3GPP_Close; null without a dec3 */
+  const P3gppEac3Substream* substreams; /* owned by the parser until P3GPP_Close; null without a dec3 */
 } P3gppEac3Info;
 
 typedef struct P3gppMp3Info {
@@ -260,7 +259,7 @@ typedef struct P3gppSample {
   uint32_t composition_time; /* out: media time scale, without the edit shift; for a sample that ctts does not
                                 reach, the earlier value of this field plus the decoding time */
   uint8_t* buffer;           /* in: at least `size` bytes, or null for the location alone */
-  uint32_t reserved;         /* the caller's */
+  uint32_t reserved;         /* for the caller; not used by the parser */
   uint64_t file_offset;      /* out: of the sample's first byte */
   uint32_t description_index; /* out: 1-based into stsd */
 } P3gppSample;
@@ -284,8 +283,7 @@ int32_t P3GPP_OpenExplained(P3gppFile** file, const FMGR_Descriptor* descriptor,
  * invalid. */
 int32_t P3GPP_Close(P3gppFile* file) P3GPP_NOEXCEPT;
 
-/* ---- Queries on an open file, which need no open track. They read nothing from the file. ----------------
- */
+/* ---- Queries on an open file, which need no open track and read nothing from the file ------------------ */
 
 /* Fills *info; info->release is set even on failure. P3GPP_ERR_NO_MOOV_PAYLOAD without a movie header,
  * P3GPP_ERR_NO_IODS_BYTES for an empty object descriptor. */
@@ -295,7 +293,7 @@ int32_t P3GPP_GetTrackCounts(P3gppFile* file, P3gppTrackCounts* counts) P3GPP_NO
 /*
  * Writes the IDs of the tracks of one type (P3GPP_TRACK_) to `ids`, in file order, and their number to
  * *count. `ids` must have room for as many entries as P3GPP_GetTrackCounts reports for the type. Text tracks
- * are not counted: for them, for as many as the file can have.
+ * are not counted: for them, room for every text track that the file may have.
  */
 int32_t P3GPP_GetTrackIds(P3gppFile* file, uint32_t type, uint32_t* ids, uint32_t* count) P3GPP_NOEXCEPT;
 /* Allocates *info, which is null after a failure. P3GPP_ERR_NO_TRACK for an unknown ID, the status of the
@@ -315,8 +313,8 @@ int32_t P3GPP_GetDecoderInfo(P3gppFile* file, uint32_t track_id, P3gppDecoderInf
  */
 int32_t P3GPP_OpenTrack(P3gppFile* file, P3gppTrack** track, uint32_t track_id,
                         uint32_t cache_budget) P3GPP_NOEXCEPT;
-/* Frees the streams and caches. The track may be opened again by its ID; until then the operations below, and
- * a second close, return P3GPP_ERR_GENERIC. */
+/* Frees the streams and caches. P3GPP_OpenTrack may open the track again; until then the operations below,
+ * and a second close, return P3GPP_ERR_GENERIC. */
 int32_t P3GPP_CloseTrack(P3gppTrack* track) P3GPP_NOEXCEPT;
 
 /*
@@ -333,25 +331,26 @@ int32_t P3GPP_GetMaxSampleSize(P3gppTrack* track, uint32_t* size) P3GPP_NOEXCEPT
 int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second) P3GPP_NOEXCEPT;
 /*
  * Locates sample->number and reads it into sample->buffer: one seek and one read on the track's own stream,
- * neither for a null buffer or an empty sample. P3GPP_ERR_READ when the file ends inside the sample; the
- * output fields are filled in this case.
+ * or neither for a null buffer or an empty sample. P3GPP_ERR_READ if the file ends inside the sample; the
+ * output fields are then filled anyway.
  */
 int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample) P3GPP_NOEXCEPT;
-/* The same for a buffer of `capacity` bytes: a larger sample is located but not read, P3GPP_ERR_READ. */
+/* The same for a buffer of `capacity` bytes. A larger sample is located but not read: P3GPP_ERR_READ. */
 int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t capacity) P3GPP_NOEXCEPT;
 /* The two times of a sample; input and output as in P3gppSample. */
 int32_t P3GPP_GetSampleTime(P3gppTrack* track, uint32_t number, uint32_t* decoding_time,
                             uint32_t* composition_time) P3GPP_NOEXCEPT;
 /*
- * In: a media time, without edit shift. Out: a sample number, and the decoding time of that sample in *time.
- * The sample is the one that holds the time or the one before it, depending on earlier lookups
- * (docs/sample-lookup.md). The number is not checked against the sample count.
+ * Finds a sample by the media time in *time, without edit shift: sets *number, and *time to the decoding time
+ * of that sample. The sample is the one that holds the time or the one before it, depending on earlier
+ * lookups (docs/sample-lookup.md). The number is not checked against the sample count.
  */
 int32_t P3GPP_TimeToSample(P3gppTrack* track, uint32_t* time, uint32_t* number) P3GPP_NOEXCEPT;
-/* Replaces *number by that of a sync sample in `direction`: P3GPP_SYNC_FORWARD, or backward for any other
- * value. P3GPP_ERR_NO_SYNC_SAMPLE if there is none. */
+/* Replaces *number with the number of a sync sample in `direction`: P3GPP_SYNC_FORWARD, or backward for any
+ * other value. P3GPP_ERR_NO_SYNC_SAMPLE if there is none in that direction. */
 int32_t P3GPP_FindSyncSample(P3gppTrack* track, uint32_t* number, int32_t direction) P3GPP_NOEXCEPT;
-/* Sets *is_sync to 1 or 0; above the sample count to 0. Sample number 0: P3GPP_ERR_BAD_ARGUMENT. */
+/* Sets *is_sync to 1 or 0; a number above the sample count yields 0. P3GPP_ERR_BAD_ARGUMENT for sample
+ * number 0. */
 int32_t P3GPP_IsSyncSample(P3gppTrack* track, uint32_t number, int32_t* is_sync) P3GPP_NOEXCEPT;
 /* Sets *count to the sample count if the track has no table of sync samples, so that every sample is one;
  * else to 0. */

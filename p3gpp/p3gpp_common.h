@@ -18,7 +18,7 @@
 /* Every operation returns one of these. */
 enum {
   P3GPP_OK = 0,
-  P3GPP_ERR_GENERIC = -6001, /* null stream; entry without esds; any failure of P3GPP_GetBitrate; udta/meta */
+  P3GPP_ERR_GENERIC = -6001, /* null stream; entry without esds; P3GPP_GetBitrate failed; inside udta/meta */
   P3GPP_ERR_NO_MEMORY = -6002,
   P3GPP_ERR_NO_SYNC_SAMPLE = -6003, /* no sync sample in the requested direction */
   P3GPP_ERR_RTP_ENTRY = -6005,      /* sample entry of type "rtp " */
@@ -46,7 +46,7 @@ enum {
   P3GPP_ERR_NO_TABLE = -7047,       /* a sample table that the operation needs is missing or unusable */
   P3GPP_ERR_DECODER_CONFIG = -7050, /* decoder configuration missing or malformed */
   P3GPP_ERR_NO_IODS_BYTES = -7055,
-  P3GPP_ERR_NO_EMPTY_EDIT = -7056, /* not returned: such an edit list shifts nothing */
+  P3GPP_ERR_NO_EMPTY_EDIT = -7056, /* never returned: such an edit list shifts nothing */
   P3GPP_ERR_NO_TAG = -7060         /* the file has no such tag, or the track no hint information */
 };
 
@@ -54,14 +54,14 @@ typedef struct P3gppFile P3gppFile; /* an open file; valid from P3GPP_Open to P3
 
 /*
  * Where the first error of an open occurred. The open may still succeed: a damaged track after a sound one
- * only ends the list of tracks, and `status` then says what is wrong with it.
+ * only ends the list of tracks, and `status` is then the error in that track.
  */
 typedef struct P3gppOpenError {
   int32_t status;  /* 0: nothing to report; the other fields are then 0 */
   char path[160];  /* "moov/trak[2]/mdia/minf/stbl/stsz"; tracks and sample entries are numbered from 1,
                       unprintable bytes are written as \xNN; empty when no box caused it */
   uint64_t offset; /* of the box's first byte in the file */
-  uint64_t size;   /* as its header claims */
+  uint64_t size;   /* as claimed by its header */
 } P3gppOpenError;
 
 #endif

@@ -1,11 +1,11 @@
 /*
- * The part of P3GPP that playing does not need: what an open file holds of its tags (3GPP TS 26.244 asset
- * boxes, iTunes-style items, ID3v2), of its hint tracks (ISO/IEC 14496-12, 9.1), and of its boxes in general.
- * Included by p3gpp.h, which opens files; statuses are in p3gpp_common.h.
+ * The part of P3GPP that playback does not need: queries for the tags of an open file (3GPP TS 26.244 asset
+ * boxes, iTunes-style items, ID3v2), for its hint tracks (ISO/IEC 14496-12, 9.1), and for its boxes in
+ * general. Included by p3gpp.h, which opens files; statuses are in p3gpp_common.h.
  *
- * All operations but P3GPP_OpenTraced only read the open file in memory and touch no stream, so several
- * threads may call them at once. Records are filled in place; pointers in them point into the parser and are
- * valid until P3GPP_Close. Texts are the bytes of the file: UTF-8, or UTF-16 with a byte order mark.
+ * All operations except P3GPP_OpenTraced only read memory and use no stream, so several threads may call them
+ * at once. Records are filled in place; pointers in them point into the parser and are valid until
+ * P3GPP_Close. Texts are the bytes of the file: UTF-8, or UTF-16 with a byte order mark.
  *
  * Valid as C11 and C++20.
  */
@@ -30,7 +30,7 @@ typedef struct P3gppBytes {
 
 /* ---- Tags of the movie ------------------------------------------------------------------------------ */
 
-/* One record per code: of several boxes of a kind the last one counts. */
+/* One record per code: if the file has several boxes of a kind, the last one is used. */
 enum {
   /* Asset boxes, directly in moov/udta */
   P3GPP_TAG_TITLE = 1,
@@ -106,7 +106,8 @@ typedef struct P3gppTag {
  * record is cleared first, here and by the next two queries, even if another argument is invalid. */
 int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag) P3GPP_NOEXCEPT;
 
-/* Where the file has an ID3v2 tag (moov/meta/ID32). The parser does not read it. Owned by the caller. */
+/* Location of the ID3v2 tag of a file (moov/meta/ID32). The parser does not read the tag. Owned by the
+ * caller. */
 typedef struct P3gppId3Location {
   uint8_t language[2]; /* raw */
   uint64_t offset;
@@ -125,7 +126,7 @@ enum {
   P3GPP_HINT_NPCK = 3,  /* the same (32 bits) */
   P3GPP_HINT_TPYL = 4,  /* bytes sent, payload only (64 bits) */
   P3GPP_HINT_TPAY = 5,  /* the same (32 bits) */
-  P3GPP_HINT_MAXR = 6,  /* length of a period, ms; the most bytes sent in one: max_rate_bytes */
+  P3GPP_HINT_MAXR = 6,  /* length of a period, ms; max_rate_bytes: the most bytes sent in one */
   P3GPP_HINT_DMED = 7,  /* bytes from the media track */
   P3GPP_HINT_DIMM = 8,  /* bytes of immediate data */
   P3GPP_HINT_DREP = 9,  /* bytes of repeated data */
@@ -169,10 +170,10 @@ typedef struct P3gppBoxField {
   P3gppBytes bytes; /* not followed by a NUL */
 } P3gppBoxField;
 
-/* What became of a box. */
+/* What the parser did with a box. */
 enum {
-  P3GPP_BOX_READ = 0,    /* by its parser, which may have failed */
-  P3GPP_BOX_SKIPPED = 1, /* unknown in its place, or not needed */
+  P3GPP_BOX_READ = 0,    /* parsed; the parser may have failed */
+  P3GPP_BOX_SKIPPED = 1, /* unknown in its container, or not needed */
   P3GPP_BOX_REFUSED = 2  /* its header is invalid */
 };
 
@@ -187,23 +188,23 @@ typedef struct P3gppBox {
   int32_t status;
 } P3gppBox;
 
-/* The arguments of both functions are valid during the call only. `field` may be null. Neither may throw, nor
- * use the file that is shown. */
+/* The arguments of both functions are valid during the call only. `field` may be null. Neither may throw, or
+ * call P3GPP on the file being shown. */
 typedef struct P3gppBoxVisitor {
   void* caller;
   void (*box)(void* caller, const P3gppBox* box);
   void (*field)(void* caller, const P3gppBoxField* field); /* after the box it belongs to */
 } P3gppBoxVisitor;
 
-/* Shows every stored box, parents first: at the top ftyp, moof, moov, below them in the order of their slots.
- */
+/* Shows every stored box, parents first: ftyp, moof and moov, and the children of each in slot order. */
 int32_t P3GPP_WalkBoxes(P3gppFile* file, const P3gppBoxVisitor* visitor) P3GPP_NOEXCEPT;
 
 /*
- * P3GPP_OpenExplained that shows every box as soon as it was read, skipped or refused, whether the open fails
- * or not. Children are shown before their parents, and those inside a failed box too. Only boxes that were
- * read successfully have fields. A box that was read is not necessarily stored: a later one may replace it,
- * and values of an unexpected shape are dropped. P3GPP_WalkBoxes shows what was stored.
+ * Does what P3GPP_OpenExplained does, and shows every box as soon as it has been read, skipped or refused,
+ * whether the open fails or not. Children are shown before their parents, including those inside a failed
+ * box. Only boxes that were read successfully have fields. A box that was read is not necessarily stored: a
+ * later one may replace it, and values of an unexpected shape are dropped. P3GPP_WalkBoxes shows what was
+ * stored.
  */
 int32_t P3GPP_OpenTraced(P3gppFile** file, const FMGR_Descriptor* descriptor, FMGR_Context* context,
                          P3gppOpenError* error, const P3gppBoxVisitor* visitor) P3GPP_NOEXCEPT;

@@ -1,5 +1,5 @@
-// One function per form of description: MPEG-4 systems, codecs with a configuration of their own, compressed
-// audio.
+// Fills the codec's part of a decoder description: MPEG-4 systems, codecs with their own configuration box,
+// compressed audio.
 #include "p3gpp/api/codec_descriptions.h"
 
 #include <algorithm>
@@ -19,7 +19,8 @@ void copy_bytes(std::span<const uint8_t> bytes, uint8_t*& copy, uint32_t& length
   length = static_cast<uint32_t>(bytes.size());
 }
 
-// Takes `count` (16-bit length, NAL unit) pairs off the front of `bytes`; false when the bytes run out.
+// Moves `count` (16-bit length, NAL unit) pairs from the front of `bytes` to `list`. False if `bytes` is too
+// short.
 bool take_nal_list(std::span<const uint8_t>& bytes, uint32_t count, std::span<const uint8_t>& list) {
   size_t length = 0;
   for (uint32_t i = 0; i < count; ++i) {
@@ -58,7 +59,7 @@ Status fill_mp4v(DescribedEntry& entry, P3gppDecoderInfo& info) {
   systems.width = entry.record.width;
   systems.height = entry.record.height;
   if (systems.width == 0 || systems.height == 0) {
-    // Kept: the dimensions of the track are taken crosswise.
+    // Kept: width and height are taken from the track header, swapped.
     systems.width = entry.tkhd.height;
     systems.height = entry.tkhd.width;
   }
@@ -77,7 +78,7 @@ Status fill_text(DescribedEntry& entry, P3gppDecoderInfo&) {
   return P3GPP_ERR_NO_ENTRY_PAYLOAD;
 }
 
-// ---- Codecs with a configuration of their own -------------------------------------------------------------
+// ---- Codecs with their own configuration box --------------------------------------------------------------
 
 Status fill_amr(DescribedEntry& entry, P3gppDecoderInfo& info) {
   const auto& damr = *entry.configuration<AmrPayload>();
@@ -108,7 +109,7 @@ Status fill_vmr(DescribedEntry& entry, P3gppDecoderInfo& info) {
   return P3GPP_OK;
 }
 
-// Kept: H263 and h263 report the dimensions alone, even with a configuration.
+// Kept: H263 and h263 entries report only their dimensions, even if they have a configuration.
 Status fill_h263_dimensions(DescribedEntry& entry, P3gppDecoderInfo& info) {
   info.u.h263.width = entry.record.width;
   info.u.h263.height = entry.record.height;

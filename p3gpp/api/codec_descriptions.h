@@ -12,7 +12,7 @@ namespace zdr::p3gpp {
 struct DescribedEntry {
   const SampleEntryPayload& record;
   const TkhdPayload& tkhd;
-  bool keep_record = false;  // set by a function that fails, if the caller gets the partly filled description
+  bool keep_record = false;  // set on failure if the partly filled description is returned anyway
 
   template <typename Payload>
   const Payload* configuration() const {
@@ -20,7 +20,7 @@ struct DescribedEntry {
   }
 };
 
-// One function per form of description; the table in decoder_info.cpp chooses it by the type of the entry.
+// One function per kind of description; the table in decoder_info.cpp selects it by the type of the entry.
 Status fill_systems(DescribedEntry& entry, P3gppDecoderInfo& info);
 Status fill_mp4v(DescribedEntry& entry, P3gppDecoderInfo& info);
 Status fill_mp4a(DescribedEntry& entry, P3gppDecoderInfo& info);

@@ -1,4 +1,4 @@
-// P3GPP_GetDecoderInfo, and the table of codecs: the kind, object type code and description for each type of
+// P3GPP_GetDecoderInfo, and the table of codecs: kind, object type code and description by the types of
 // sample entry and handler.
 #include <algorithm>
 #include <array>
@@ -13,10 +13,10 @@
 namespace zdr::p3gpp {
 namespace {
 
-// The result for an entry without a record.
+// What to return for an entry without a record.
 enum class WithoutRecord : uint8_t {
   kError,
-  kBareDescription,  // Kept: kind and object type alone, and success.
+  kBareDescription,  // Kept: success, with only kind and object type filled.
   kNeverHasOne,
 };
 
@@ -55,7 +55,7 @@ constexpr std::array kDecoderRules{
     DecoderRule{".mp3", "soun", P3GPP_KIND_COMPRESSED_AUDIO, P3GPP_OTI_MP3, fill_mp3},
 };
 
-// Null when no row has both types.
+// Returns null if no row matches both types.
 const DecoderRule* find_rule(const BoxNode& entry, const HdlrPayload& hdlr) {
   const auto* rule = std::find_if(kDecoderRules.begin(), kDecoderRules.end(), [&](const DecoderRule& each) {
     return entry.is(each.entry_type) && (each.handler_type.empty() || hdlr.is(each.handler_type));
@@ -104,7 +104,7 @@ Status describe_decoder(const BoxNode& node, const TrackPath& path, P3gppDecoder
   return status;
 }
 
-// P3GPP_ERR_NO_TABLE for an index that the box does not have, and for an entry of unknown type.
+// Returns P3GPP_ERR_NO_TABLE for an index out of range and for an entry of unknown type.
 Status find_sample_entry(const StblPayload& stbl, uint32_t description_index, const BoxNode*& entry) {
   const auto* stsd = payload_of<StsdPayload>(stbl.stsd);
   if (description_index == 0 || description_index > stsd->entries.size()) return P3GPP_ERR_NO_TABLE;

@@ -1,4 +1,5 @@
-// Reads the descriptor as one fixed sequence, not by the nesting that its sizes claim.
+// Reads an ES_Descriptor as one fixed sequence of fields, without regard to the nesting that the sizes in it
+// describe.
 #include "p3gpp/api/es_descriptor.h"
 
 #include "p3gpp/p3gpp.h"
@@ -11,8 +12,8 @@ constexpr uint8_t kDecoderConfigTag = 4;
 constexpr uint8_t kDecoderSpecificInfoTag = 5;
 constexpr uint8_t kSlConfigTag = 6;
 
-// Reads forward through the bytes and 4 zeros after them, so that a descriptor that ends early reads as "no
-// further tag", not as an error. Remembers when the bytes ran out.
+// Reads the bytes in order, followed by 4 zero bytes, so that a descriptor that ends early reads as "no
+// further tag", not as an error. failed() is true once a read has needed more than that.
 class DescriptorCursor {
  public:
   explicit DescriptorCursor(std::span<const uint8_t> bytes) : bytes_(bytes) {}
@@ -71,7 +72,7 @@ class DescriptorCursor {
   bool failed_ = false;
 };
 
-// ES_ID, and the fields that its flags announce.
+// Reads ES_ID and flags, and skips the fields that the flags announce.
 void read_es_header(DescriptorCursor& cursor, EsDescriptor& result) {
   result.es_id = static_cast<uint16_t>(cursor.big_endian(2));
   const uint8_t flags = cursor.u8();

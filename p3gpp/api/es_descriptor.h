@@ -21,8 +21,8 @@ struct EsDescriptor {
   bool lacks_visual_config = false;
 };
 
-// P3GPP_ERR_DECODER_CONFIG for a missing ES or decoder configuration descriptor, for MPEG-4 visual without
-// decoder specific info, and when the bytes run out. `result` then holds the fields read so far.
+// Returns P3GPP_ERR_DECODER_CONFIG for a missing ES or decoder configuration descriptor, for MPEG-4 visual
+// without decoder specific info, and if `bytes` is too short. `result` then holds the fields read so far.
 Status read_es_descriptor(std::span<const uint8_t> bytes, EsDescriptor& result);
 
 }  // namespace zdr::p3gpp

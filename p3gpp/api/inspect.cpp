@@ -1,4 +1,4 @@
-// The public operations that inspect an open file: tags, hint information, boxes. No stream is touched.
+// The public operations that inspect an open file: tags, hint information, boxes. They use no stream.
 #include <cstring>
 
 #include "p3gpp/metadata/hint_boxes.h"
@@ -74,7 +74,7 @@ using namespace zdr::p3gpp;
 
 int32_t P3GPP_GetTag(P3gppFile* file, uint32_t tag_code, P3gppTag* tag) noexcept {
   if (tag == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
-  // An assignment need not clear more of the union than its first member.
+  // Assigning {} might clear only the first member of the union.
   std::memset(tag, 0, sizeof *tag);
   if (file == nullptr || tag_code == 0 || tag_code > P3GPP_TAG_COUNT) return P3GPP_ERR_BAD_ARGUMENT;
   return get_tag(*file, tag_code, *tag);

@@ -1,4 +1,4 @@
-// P3GPP_Open, its variants that explain and trace, and P3GPP_Close.
+// P3GPP_Open, its variants that report the first error and trace the boxes, and P3GPP_Close.
 #include <memory>
 
 #include "p3gpp/boxes/file_record.h"

@@ -11,7 +11,8 @@
 namespace zdr::p3gpp {
 namespace {
 
-// Runs `query(path)` on a track handle, which may have been closed since.
+// Runs `query(path)` on an open track. A closed track returns the status of its first missing box, else
+// P3GPP_ERR_GENERIC.
 template <typename Query>
 Status on_track(P3gppTrack* track, Query&& query) noexcept {
   return guarded([&]() -> Status {
@@ -23,7 +24,7 @@ Status on_track(P3gppTrack* track, Query&& query) noexcept {
   });
 }
 
-// The same for the queries that need sample descriptions and sizes.
+// The same for queries that need sample descriptions and sizes.
 template <typename Query>
 Status on_complete_track(P3gppTrack* track, Query&& query) noexcept {
   return on_track(track, [&](const TrackPath& path) {
@@ -32,7 +33,7 @@ Status on_complete_track(P3gppTrack* track, Query&& query) noexcept {
   });
 }
 
-// Kept: the last sample is left out, and below one second there is no bitrate.
+// Kept: the last sample is not counted, and a track shorter than one second has no bitrate.
 Status average_bitrate(const TrackPath& path, float& bits_per_second) {
   const auto* stsz = payload_of<StszPayload>(path.stbl->stsz);
   const uint32_t duration = path.mdhd->duration.first;

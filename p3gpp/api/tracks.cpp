@@ -1,4 +1,4 @@
-// The public operations that describe the movie and its tracks. No stream is touched.
+// The public operations that describe the movie and its tracks. They use no stream.
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -12,7 +12,7 @@ namespace zdr::p3gpp {
 namespace {
 
 // A kind of track: its handler type (ISO/IEC 14496-12, 8.4.3), the public code, and its counter.
-// Kept: text tracks have a code, but no counter and no part in the total.
+// Kept: text tracks have a code but no counter, and do not count towards the total.
 struct TrackKind {
   std::string_view handler_type;
   uint32_t code;
@@ -28,7 +28,7 @@ constexpr std::array<TrackKind, 7> kTrackKinds = {{
     {"meta", P3GPP_TRACK_METADATA, &P3gppTrackCounts::metadata},
 }};
 
-// Null for a handler type without a code.
+// Returns null for a handler type without a code.
 const TrackKind* kind_of(const HdlrPayload& hdlr) {
   const auto* kind = std::find_if(kTrackKinds.begin(), kTrackKinds.end(),
                                   [&](const TrackKind& each) { return hdlr.is(each.handler_type); });
@@ -76,7 +76,7 @@ Status get_movie_info(const P3gppFile& file, P3gppMovieInfo& info) {
     std::copy(iods->bytes.begin(), iods->bytes.end(), info.iods);
     info.iods_length = static_cast<uint32_t>(iods->bytes.size());
   }
-  // Kept: of 64-bit times the high half is reported, here and for tracks.
+  // Kept: for 64-bit times the high half is reported, here and for tracks.
   info.creation_time = mvhd->creation_time.first;
   info.modification_time = mvhd->modification_time.first;
   info.time_scale = mvhd->time_scale;

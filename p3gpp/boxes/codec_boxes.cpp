@@ -167,7 +167,7 @@ Status parse_dac3(BoxReader& reader, BoxNode& node) {
   payload->acmod = bits >> 11 & 7;
   payload->lfeon = bits >> 10 & 1;
   payload->bit_rate_code = bits >> 5 & 0x1F;
-  // Kept: codes without a rate give 0.
+  // Kept: codes without a rate yield 0.
   if (payload->bit_rate_code < kAc3BitRates.size())
     payload->bit_rate_kbps = kAc3BitRates[payload->bit_rate_code];
   return store_payload(reader, node, std::move(payload));

@@ -1,4 +1,4 @@
-// Where the media data lies: dref and its entries, url and urn (ISO/IEC 14496-12, 8.7.2). They are stored for
+// Data references: dref and its entries, url and urn (ISO/IEC 14496-12, 8.7.2). They are stored for
 // inspection only; samples are always read from the file itself.
 #pragma once
 
@@ -12,7 +12,7 @@
 namespace zdr::p3gpp {
 
 struct DrefPayload final : BoxPayload {
-  uint32_t entry_count = 0;  // as stored; `entries` holds what was found, never more
+  uint32_t entry_count = 0;  // as stored; never less than entries.size()
   BoxList entries;           // "url " and "urn " nodes
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };

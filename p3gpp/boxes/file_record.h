@@ -1,4 +1,4 @@
-// The records behind the public handles of a file and of a track.
+// The records that the public file and track handles point to.
 #pragma once
 
 #include "fmgr/fmgr.h"
@@ -9,13 +9,13 @@ struct P3gppFile {
   zdr::p3gpp::BoxSlot ftyp;
   zdr::p3gpp::BoxSlot moov;
   zdr::p3gpp::BoxSlot moof;
-  const FMGR_Descriptor* descriptor = nullptr;  // the caller's; P3GPP_OpenTrack opens the file with it again
-  FMGR_Context* context = nullptr;              // the caller's
+  const FMGR_Descriptor* descriptor = nullptr;  // owned by the caller; P3GPP_OpenTrack opens the file with it
+  FMGR_Context* context = nullptr;              // owned by the caller
 };
 
 namespace zdr::p3gpp {
 
-// A track handle is the track's node; only these two functions know that.
+// A track handle is a pointer to the track's node; only these two functions convert between the two.
 inline P3gppTrack* to_handle(BoxNode* trak) {
   return reinterpret_cast<P3gppTrack*>(trak);
 }

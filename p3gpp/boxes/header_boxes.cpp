@@ -8,7 +8,7 @@
 namespace zdr::p3gpp {
 namespace {
 
-// A box body held in memory, read at fixed offsets from the version byte on.
+// A box body in memory. Offsets count from the version byte.
 class BodyView {
  public:
   explicit BodyView(const std::vector<uint8_t>& bytes) : bytes_(bytes) {}

@@ -1,5 +1,5 @@
-// The small boxes with fields of their own (ISO/IEC 14496-12): ftyp (4.3), tref (8.3.3), hdlr (8.4.3), elst
-// (8.6.6), hmhd (12.4.2); iods (ISO/IEC 14496-14).
+// The small boxes without children (ISO/IEC 14496-12): ftyp (4.3), tref (8.3.3), hdlr (8.4.3), elst (8.6.6),
+// hmhd (12.4.2); iods (ISO/IEC 14496-14).
 #pragma once
 
 #include <array>
@@ -58,13 +58,13 @@ struct HmhdPayload final : BoxPayload {
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
-// P3GPP_ERR_READ for more than 32 compatible brands and for an impossible size. A box of 8 bytes has no
+// P3GPP_ERR_READ for more than 32 compatible brands and for a size of 9 to 15 bytes. A box of 8 bytes has no
 // payload.
 Status parse_ftyp(BoxReader& reader, BoxNode& node);
-// No payload when nothing follows version and flags.
+// Makes no payload if nothing follows version and flags.
 Status parse_iods(BoxReader& reader, BoxNode& node);
 Status parse_tref(BoxReader& reader, BoxNode& node);
-// P3GPP_ERR_READ for more entries than the box holds.
+// P3GPP_ERR_READ if the entry count exceeds the box.
 Status parse_elst(BoxReader& reader, BoxNode& node);
 Status parse_hdlr(BoxReader& reader, BoxNode& node);
 // P3GPP_ERR_BOX_SIZE unless the box has exactly 28 bytes.

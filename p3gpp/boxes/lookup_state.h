@@ -17,15 +17,15 @@ struct TimedRunPosition : RunPosition {
   uint32_t time = 0;  // decoding time of the run's first sample, media time scale
 };
 
-// Sum of the sizes of the samples [first, next), so that a sample located again, or one further on in its
-// chunk, does not sum the chunk's sizes from the start.
+// Sum of the sizes of the samples [first, next), so that locating the same sample again, or a later one in
+// its chunk, does not add up the chunk's sizes from the start.
 struct PartialSizeSum {
   uint32_t first = 0;  // 1-based; 0: nothing summed
   uint32_t next = 0;
   uint64_t bytes = 0;
 };
 
-// Where the next sample of a chunk begins, so that reading in order sums no sizes.
+// Where the next sample of a chunk begins, so that reading in order adds up no sizes.
 struct SequentialRead {
   uint32_t last_sample = 0;   // number of the sample located last
   uint64_t chunk_offset = 0;  // of the chunk it came from

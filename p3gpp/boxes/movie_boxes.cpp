@@ -1,5 +1,5 @@
-// The containment table of moov, from the innermost container out: what each recognises, which parser reads
-// it, and the slot that stores it. A box without a row is skipped: vmhd and smhd, for example.
+// The tables of moov and the containers in it, innermost first: the children that each recognises, their
+// parsers, and the slots that store them. A child without a row, such as vmhd or smhd, is skipped.
 #include "p3gpp/boxes/movie_boxes.h"
 
 #include <array>

@@ -24,7 +24,8 @@ struct MoovPayload final : BoxPayload {
   BoxList traks;
 };
 
-// The records on the way from a track to its sample tables; none is null once walk_to_tables() succeeded.
+// The records on the path from a track to its sample tables. After walk_to_tables() has succeeded none is
+// null.
 struct TrackPath {
   TrakPayload* trak = nullptr;
   TkhdPayload* tkhd = nullptr;
@@ -75,7 +76,7 @@ struct StblPayload final : BoxPayload {
   BoxSlot stsc;
   BoxSlot stco;
   BoxSlot stsh;
-  BoxSlot stdp;  // stays empty: a degradation priority table ends the sample table box
+  BoxSlot stdp;  // always empty: a degradation priority table ends the sample table box
   BoxSlot co64;
   uint8_t chunk_number_base = 0;  // first chunk number of the track, 0 or 1; set by P3GPP_OpenTrack
   SequentialRead sequential;

@@ -1,5 +1,5 @@
 // The table of sample entries, by entry type: mp4v, mp4a, mp4s, avc1, s263, H263, h263, samr, sawb, sawp,
-// svmr, sevc, secb, secw, sqcp, ssmv, ac-3, ec-3, .mp3, text, rtp. A row says which fields an entry has, and
+// svmr, sevc, secb, secw, sqcp, ssmv, ac-3, ec-3, .mp3, text, rtp. A row defines the fields of an entry and
 // which of its children is the codec configuration.
 #include "p3gpp/boxes/sample_entries.h"
 
@@ -17,9 +17,9 @@ enum class Fields : uint8_t { kNone, kVideo, kAudio };
 
 enum class Search : uint8_t {
   kNowhere,      // the entry has no configuration
-  kAllChildren,  // every child is looked at; the last configuration counts
-  kUntilFound,   // the first configuration among the children counts
-  kFirstChild,   // only the first child may be one; without it the entry has no payload at all
+  kAllChildren,  // the last configuration among the children is used
+  kUntilFound,   // the first configuration among the children is used
+  kFirstChild,   // only the first child may be one; if it is not, the entry has no payload
 };
 
 // Offset of the first child from the entry's first byte.
@@ -54,8 +54,8 @@ constexpr SampleEntryRule audio_entry(std::string_view type, std::string_view co
                                       BoxParser parse) {
   return {type, Fields::kAudio, Search::kFirstChild, {configuration}, parse};
 }
-// Kept: the stream stays just past the fields of the configuration, so the entry must end there. Any bytes
-// after it are read as the next box header.
+// Kept: the stream stays just past the fields of the configuration, so the entry must end there. Any further
+// bytes of the entry are read as the next box header.
 constexpr SampleEntryRule unskipped_entry(std::string_view type, const ConfigurationTypes& configuration,
                                           BoxParser parse) {
   return {type, Fields::kAudio, Search::kFirstChild, configuration, parse, false, Rest::kReadAsNextBox};
@@ -106,13 +106,13 @@ void read_fields(const SampleEntryRule& rule, BoxReader& reader, SampleEntryPayl
   } else {
     payload.channel_count = load_be16(body.data() + 16);
     payload.sample_size = load_be16(body.data() + 18);
-    // Kept: the integer half of the 16.16 field alone, so 96 kHz reads 30464.
+    // Kept: only the integer half of the 16.16 field, so 96 kHz reads 30464.
     payload.sample_rate = load_be16(body.data() + 24);
   }
   reader.skip(body_offset - body.size());
 }
 
-// For mp4v, mp4a, mp4s, avc1 and the H.263 entries.
+// Parses the configuration among the children of mp4v, mp4a, mp4s, avc1 and the H.263 entries.
 Status search_children(const SampleEntryRule& rule, BoxReader& reader, const BoxNode& node, BoxSlot& found) {
   while (reader.remaining() != 0 && (!found || rule.search == Search::kAllChildren)) {
     PathStep child;
@@ -126,7 +126,7 @@ Status search_children(const SampleEntryRule& rule, BoxReader& reader, const Box
   return P3GPP_OK;
 }
 
-// Looks at the first child alone. Unless that is a configuration, the reader ends at the entry's end.
+// Examines only the first child. Unless that is a configuration, leaves the reader at the end of the entry.
 Status search_first_child(const SampleEntryRule& rule, BoxReader& reader, const BoxNode& node,
                           BoxSlot& found) {
   if (reader.remaining() >= kBoxHeaderSize) {
@@ -169,8 +169,8 @@ Status parse_sample_entry(BoxReader& reader, BoxNode& node) {
   return P3GPP_OK;
 }
 
-// Timed text is described by its type alone. Hint entries are stored so that P3GPP_GetDecoderInfo can report
-// what they are.
+// Timed text needs no fields: the entry type describes it. Hint entries are stored so that
+// P3GPP_GetDecoderInfo can report what they are.
 Status parse_bare_entry(BoxReader&, BoxNode&) {
   return P3GPP_OK;
 }

@@ -1,8 +1,8 @@
 // Sample descriptions (stsd; ISO/IEC 14496-12, 8.5.2): one entry per coding of a track, each with the codec's
 // configuration.
 //
-// One record serves every entry type. The table in sample_entries.cpp says which of its fields an entry has,
-// and which of its children is its configuration.
+// All entry types share one record. The table in sample_entries.cpp defines which of its fields an entry type
+// has, and which child box is the configuration.
 #pragma once
 
 #include <cstdint>
@@ -29,8 +29,8 @@ struct SampleEntryPayload final : BoxPayload {
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
-// An entry of unknown type leaves a null node in its place; one without its optional configuration may be a
-// node without payload. A failing entry fails the box.
+// An entry of unknown type becomes a null node; an entry that lacks its optional configuration may become a
+// node without payload. Fails if any entry fails.
 Status parse_stsd(BoxReader& reader, BoxNode& node);
 
 }  // namespace zdr::p3gpp

@@ -29,7 +29,7 @@ struct SttsEntry {
 struct CttsEntry {
   static constexpr uint16_t kSize = 8;
   uint32_t sample_count;
-  uint32_t sample_offset;  // a negative one wraps, and so does a sum with it
+  uint32_t sample_offset;  // negative offsets wrap, and so do sums with them
   static CttsEntry decode(const uint8_t* raw) { return {load_be32(raw), load_be32(raw + 4)}; }
 };
 
@@ -101,7 +101,7 @@ struct Co64Payload final : TablePayload<Number64Entry> {};
 struct StshPayload final : TablePayload<StshEntry> {};  // no lookup uses it
 
 struct StszPayload final : TablePayload<Number32Entry> {
-  uint32_t default_size = 0;  // bytes of every sample; 0: each has its entry
+  uint32_t default_size = 0;  // bytes of every sample; 0: each sample has an entry
   uint32_t sample_count = 0;
   PartialSizeSum partial_sum;
   void describe(const BoxNode& node, BoxFields& fields) const override;
@@ -111,7 +111,7 @@ struct StszPayload final : TablePayload<Number32Entry> {
 
 Status parse_stts(BoxReader& reader, BoxNode& node);
 Status parse_ctts(BoxReader& reader, BoxNode& node);
-// Makes no payload for a table without entries.
+// Makes no payload if the table has no entries.
 Status parse_stss(BoxReader& reader, BoxNode& node);
 Status parse_stsc(BoxReader& reader, BoxNode& node);
 Status parse_stco(BoxReader& reader, BoxNode& node);

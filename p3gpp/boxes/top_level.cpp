@@ -1,5 +1,5 @@
-// Reads the top-level boxes (ISO/IEC 14496-12, 4.2): ftyp, moov, moof. They alone may be larger than 4 GiB or
-// reach to the end of the file.
+// Reads the top-level boxes (ISO/IEC 14496-12, 4.2): ftyp, moov, moof. Only these may be larger than 4 GiB or
+// extend to the end of the file.
 #include "p3gpp/boxes/top_level.h"
 
 #include <algorithm>
@@ -34,16 +34,17 @@ class TopLevelScan {
   void store_moof(const Box& box);
   Status skip(const Box& box, Next& next);
   Status refuse(Status status, const Box& box) { return refuse_child(context_, box.step, status); }
-  // The size by which the scan moves on.
+  // The size by which the scan advances.
   uint64_t measured(const Box& box) const { return is_wide_ ? large_size_ : box.size; }
-  // The bytes to skip after the header, which counts as 16 bytes after any 64-bit box, even where it has 8.
+  // The bytes to skip after the header. Once a box has used the 64-bit form, every header counts as 16 bytes,
+  // even if it has 8.
   uint64_t body_size(const Box& box) const {
     return measured(box) - (is_wide_ ? kWideHeaderSize : kBoxHeaderSize);
   }
 
   ParseContext& context_;
   P3gppFile& file_;
-  uint64_t position_ = 0;  // sum of the measured sizes; the stream is not always there
+  uint64_t position_ = 0;  // sum of the measured sizes; the stream may be elsewhere
   // Kept: once a box has used the 64-bit form, every later one is measured by the 64-bit size read last.
   bool is_wide_ = false;
   uint64_t large_size_ = 0;
@@ -71,7 +72,7 @@ Status TopLevelScan::read_header(Box& box, Next& next) {
   if (box.size >= kBoxHeaderSize || is_wide_) return P3GPP_OK;
   next = Next::kStop;
   if (box.size != 0) return refuse(P3GPP_ERR_BOX_SIZE, box);
-  show_unread_box(context_, box.step, P3GPP_OK);  // size 0: it reaches to the end of the file
+  show_unread_box(context_, box.step, P3GPP_OK);  // size 0: it extends to the end of the file
   return P3GPP_OK;
 }
 
@@ -103,7 +104,7 @@ void TopLevelScan::store_moof(const Box& box) {
 
 Status TopLevelScan::handle(const Box& box, Next& next) {
   if (box.is("moov")) {
-    next = Next::kStop;  // Kept: nothing after the first one is read.
+    next = Next::kStop;  // Kept: nothing after the first moov is read.
     return read_moov(box);
   }
   if (box.is("ftyp")) {

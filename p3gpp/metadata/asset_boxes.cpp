@@ -1,5 +1,5 @@
-// Parsers of the asset boxes (3GPP TS 26.244, clause 8), and what each reports: titl, dscp, cprt, perf, auth,
-// gnre, rtng, clsf, kywd, loci, albm, yrrc.
+// Parsers of the asset boxes (3GPP TS 26.244, clause 8), and the fields that they report: titl, dscp, cprt,
+// perf, auth, gnre, rtng, clsf, kywd, loci, albm, yrrc.
 #include "p3gpp/metadata/asset_boxes.h"
 
 #include <algorithm>
@@ -21,8 +21,8 @@ std::array<char, 5> read_four_characters(BoxReader& reader) {
   return characters;
 }
 
-// Splits the bytes after the count: each keyword is a byte for its length and that many bytes. One that does
-// not fit is left out, and so are all that follow.
+// Splits the bytes after the count into keywords: a length byte, then that many bytes. Stops at the first
+// keyword that does not fit.
 void split_keywords(KywdPayload& payload) {
   const auto* bytes = reinterpret_cast<const uint8_t*>(payload.bytes.data());
   const size_t size = payload.bytes.size();
@@ -35,12 +35,12 @@ void split_keywords(KywdPayload& payload) {
   }
 }
 
-// Takes the fields of a location from its body, in order; fields past the end are 0 or empty.
+// Takes the fields of a location from its body in order. Fields past the end are 0 or empty.
 class LocationBody {
  public:
   explicit LocationBody(std::string_view body) : body_(body) {}
 
-  // Up to its NUL, which is dropped. A UTF-16 text ends with a NUL of two bytes.
+  // Takes a text and drops its NUL, which has two bytes in UTF-16.
   std::string take_text() {
     const bool is_wide = body_.starts_with("\xFE\xFF") || body_.starts_with("\xFF\xFE");
     const size_t unit = is_wide ? 2 : 1;
@@ -210,7 +210,7 @@ Status parse_albm(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<AlbmPayload>();
   payload->language = read_language(reader);
   if (reader.remaining() == 0) return reader.fail(P3GPP_ERR_BOX_SIZE);
-  // Kept: the last byte is the track number, even in a box without one, where it is the NUL of the title.
+  // Kept: the last byte is the track number, even if the box has none and the byte is the NUL of the title.
   payload->title = reader.read_text(reader.remaining() - 1);
   payload->track_number = reader.u8();
   return store_payload(reader, node, std::move(payload));

@@ -37,16 +37,16 @@ struct ClsfPayload final : TagPayload {
 
 struct KywdPayload final : TagPayload {
   uint8_t keyword_count = 0;         // as stored
-  std::string bytes;                 // what follows the count
-  std::vector<P3gppBytes> keywords;  // the whole ones, pointing into `bytes`; never more than the count
+  std::string bytes;                 // the bytes after the count
+  std::vector<P3gppBytes> keywords;  // the complete ones; point into `bytes`; at most keyword_count
   void fill(P3gppTag& tag) const override;
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
 struct LociPayload final : TagPayload {
-  std::string name;  // without its terminator, as the other two texts
+  std::string name;  // without its terminator, like the other two texts
   uint8_t role = 0;
-  uint32_t longitude = 0;  // 16.16 as stored, degrees; so latitude; altitude in metres
+  uint32_t longitude = 0;  // this and the next two: 16.16 as stored, degrees and metres
   uint32_t latitude = 0;
   uint32_t altitude = 0;
   std::string astronomical_body;
@@ -68,13 +68,13 @@ struct YrrcPayload final : TagPayload {
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
-// Of titl, dscp, cprt, perf, auth and gnre.
+// titl, dscp, cprt, perf, auth and gnre.
 Status parse_asset_text(BoxReader& reader, BoxNode& node);
 Status parse_rtng(BoxReader& reader, BoxNode& node);
 Status parse_clsf(BoxReader& reader, BoxNode& node);
 // A keyword that runs past the box ends the list.
 Status parse_kywd(BoxReader& reader, BoxNode& node);
-// Fields and texts past the end of the box are left 0 and empty.
+// Numbers past the end of the box are 0, texts empty.
 Status parse_loci(BoxReader& reader, BoxNode& node);
 Status parse_albm(BoxReader& reader, BoxNode& node);
 Status parse_yrrc(BoxReader& reader, BoxNode& node);

@@ -6,8 +6,8 @@
 namespace zdr::p3gpp {
 namespace {
 
-// Kept: this list of 125 names with its own spellings. It lacks one name of the common list after "Swing", so
-// that every later genre has the name of the next one.
+// Kept: the list has 125 names and its own spellings. It lacks the name that follows "Swing" in the common
+// list, so every later genre has the name of the next one.
 // clang-format off
 constexpr std::array<std::string_view, 125> kGenreNames = {
     "Blues", "Classic Rock", "Country", "Dance", "Disco", "Funk", "Grunge", "Hip-Hop", "Jazz", "Metal",

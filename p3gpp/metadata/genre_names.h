@@ -1,4 +1,4 @@
-// The names of the numeric genres that an item list may hold.
+// The names of the numeric genres of item lists.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 namespace zdr::p3gpp {
 
-// The name for the code of a gnre item; empty for a code without one.
+// Returns the name for the code of a gnre item; empty for a code without a name.
 std::string_view genre_name(uint16_t code);
 
 }  // namespace zdr::p3gpp

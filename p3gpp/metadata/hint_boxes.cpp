@@ -77,7 +77,8 @@ constexpr std::array kTrackUdtaChildren{
     in_slot<&TrackUdtaPayload::hnti>("hnti", parse_container<kHntiRule>),
 };
 
-// Kept: an error in here fails the track, and with the first track the open. Only a short tail is skipped.
+// Kept: an error in this box fails the track, and in the first track the open. Only a short tail is
+// tolerated.
 constinit const ContainerRule kTrackUdtaRule{.type = "udta",
                                              .children = kTrackUdtaChildren,
                                              .make_payload = make_payload<TrackUdtaPayload>,
@@ -102,7 +103,7 @@ void HintNumberPayload::describe(const BoxNode& node, BoxFields& fields) const {
   }
 }
 
-// An RTP payload number, and a counted string.
+// Reports the RTP payload number and the counted string after it.
 void PaytPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
   constexpr size_t kTextOffset = 5;
   if (body.size() < kTextOffset) return fields.bytes("payload_type", body);

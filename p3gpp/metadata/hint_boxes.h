@@ -30,7 +30,7 @@ struct HinfPayload final : BoxPayload {
   std::array<BoxSlot, P3GPP_HINT_COUNT> statistics;  // by P3GPP_HINT_ code
 };
 
-// Any statistic but payt.
+// Every statistic except payt.
 struct HintNumberPayload final : BoxPayload {
   uint64_t value = 0;
   uint32_t max_rate_bytes = 0;  // maxr: bytes in a period of `value` ms

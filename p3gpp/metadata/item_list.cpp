@@ -31,12 +31,12 @@ constexpr std::array kItems{
     in_tag_slot<P3GPP_TAG_ITEM_TRACK>("trkn", parse_number_item),
     in_tag_slot<P3GPP_TAG_ITEM_DISC>("disk", parse_number_item),
     in_tag_slot<P3GPP_TAG_ITEM_COVER>("covr", parse_bytes_item),
-    // The name of a free-form item, not a type: an item of this type is skipped.
+    // "gnid" is the name of a free-form item; an item with this type is skipped.
     in_tag_slot<P3GPP_TAG_ITEM_GRACENOTE>("gnid", nullptr),
     in_tag_slot<P3GPP_TAG_ITEM_DATE>("\251day", parse_text_item),
 };
 
-// The node of the user data that holds `list`, two levels above it.
+// Returns the user data node, two levels above `list`.
 const BoxNode& user_data_of(const BoxNode& list) {
   return *list.parent->parent;
 }
@@ -59,7 +59,7 @@ Status read_item_child_header(BoxReader& reader, const BoxNode& list, const Path
   return read_child_header(reader, list, child);
 }
 
-// Ends an item of which nothing is stored: shows it, or records the reader's error for it.
+// Ends an item that stores nothing: shows it as skipped, or records the reader's error for it.
 Status drop_item(BoxReader& reader, const PathStep& item) {
   if (reader.status() != P3GPP_OK) return refuse_child(reader.context(), item, reader.status());
   show_unread_box(reader.context(), item, P3GPP_OK);
@@ -88,7 +88,7 @@ PathStep read_atom_header(BoxReader& reader, const PathStep& item) {
   return atom;
 }
 
-// The reader is past the header of a `name` atom. The first four characters of the name decide.
+// Reads the start of the body of a `name` atom. True if the name begins with "gnid".
 bool read_is_gracenote(BoxReader& reader) {
   constexpr std::string_view kName = "gnid";
   if (reader.remaining() < 8) return false;
@@ -116,15 +116,15 @@ Status store_gracenote(BoxReader& reader, const BoxNode& list, const PathStep& i
   return reader.status();
 }
 
-// Reads `mean`, `name` and `data` atoms: name space, name and value. One name is known; the rest of an item
-// with another name is skipped.
+// Reads `mean`, `name` and `data` atoms: name space, name and value. Only items named "gnid" are stored; the
+// rest of any other is skipped.
 Status read_freeform_item(BoxReader reader, const BoxNode& list, const PathStep& item) {
   bool is_gracenote = false;
   while (reader.remaining() >= kBoxHeaderSize && reader.status() == P3GPP_OK) {
     const PathStep atom = read_atom_header(reader, item);
     const bool is_name = atom.is("name");
     const bool is_value = is_gracenote && atom.is("data");
-    // Kept: of an unknown atom only its 8 header bytes are skipped, whatever its size.
+    // Kept: only the 8 header bytes of an unknown atom are skipped, regardless of its size.
     if (!is_value && !is_name && !atom.is("mean")) continue;
     if (atom.size < kBoxHeaderSize || atom.size - kBoxHeaderSize > reader.remaining()) {
       return refuse_atom_size(reader, item, atom);
@@ -174,7 +174,7 @@ constinit const ContainerRule kUserMetaRule{.type = "meta", .children = kUserMet
 
 }  // namespace
 
-// Kept: every failure in here has this one status, and it fails the open.
+// Kept: every failure inside this box returns P3GPP_ERR_GENERIC and fails the open.
 Status parse_user_meta(BoxReader& reader, BoxNode& node) {
   // Kept: always a full box. The QuickTime form without version and flags is misread and fails.
   reader.read_full_box_header(node);

@@ -6,11 +6,11 @@
 
 namespace zdr::p3gpp {
 
-// Rows: the items, whose parsers read the value alone. Their slots are those of the user data.
+// One row per item type. The parsers read only the value; the slots are those of the user data.
 extern const ContainerRule kItemListRule;
 
-// meta in the user data; the items it holds are stored in the payload of node.parent. Every failure inside is
-// P3GPP_ERR_GENERIC.
+// Parses the meta box of the user data and stores its items in the payload of node.parent. Returns
+// P3GPP_ERR_GENERIC for every failure inside.
 Status parse_user_meta(BoxReader& reader, BoxNode& node);
 
 }  // namespace zdr::p3gpp

@@ -1,4 +1,4 @@
-// Parsers of item values, and what each value reports.
+// Parsers of item values, and the fields that they report.
 #include "p3gpp/metadata/item_values.h"
 
 #include "p3gpp/metadata/genre_names.h"
@@ -20,7 +20,7 @@ Status parse_text_item(BoxReader& reader, BoxNode& node) {
 }
 
 Status parse_genre_item(BoxReader& reader, BoxNode& node) {
-  // A value of any other length than that of a code is dropped.
+  // A value that does not have the length of a genre code is dropped.
   if (reader.remaining() != kDataPrefix + 2) return P3GPP_OK;
   reader.skip(kDataPrefix);
   const std::string_view name = genre_name(reader.u16());

@@ -1,7 +1,7 @@
 // The values of the items in moov/udta/meta/ilst, iTunes-style tags: texts, genre codes, numbers, raw bytes.
 //
-// A parser's reader is just past the header of the item's `data` atom and ends with it. A value of an
-// unexpected shape yields no payload.
+// Each parser starts just past the header of the item's `data` atom, and its reader ends with that atom. A
+// value of an unexpected shape yields no payload.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// The meta box of a movie, moov/meta, which is read for the place of an ID3v2 tag (ID32) alone.
+// The meta box of a movie, moov/meta, which is read only for the location of an ID3v2 tag (ID32).
 #pragma once
 
 #include <array>

@@ -1,4 +1,4 @@
-// What is recognised in moov/udta (ISO/IEC 14496-12, 8.10.1; 3GPP TS 26.244, clause 8).
+// The children that moov/udta recognises (ISO/IEC 14496-12, 8.10.1; 3GPP TS 26.244, clause 8).
 #include "p3gpp/metadata/movie_user_data.h"
 
 #include <array>
@@ -27,7 +27,8 @@ constexpr std::array kMovieUdtaChildren{
     ChildRule{"meta", parse_user_meta, ChildAction::kNothing},
 };
 
-// Kept: a last box that does not fit ends the user data quietly; any other error in it fails the open.
+// Kept: a last box that does not fit ends the user data without an error; any other error in it fails the
+// open.
 constinit const ContainerRule kMovieUdtaRule{.type = "udta",
                                              .children = kMovieUdtaChildren,
                                              .make_payload = make_payload<MovieUdtaPayload>,

@@ -27,7 +27,7 @@ struct TagPayload : BoxPayload {
   virtual void fill(P3gppTag& tag) const = 0;
 };
 
-// The row of a box whose record goes into the slot of a tag.
+// Makes the row of a box that is stored in the slot of a tag.
 template <uint32_t kTag>
 constexpr ChildRule in_tag_slot(std::string_view type, BoxParser parse) {
   constexpr auto slot = [](BoxPayload& payload) -> BoxSlot& {

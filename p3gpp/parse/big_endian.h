@@ -1,4 +1,4 @@
-// Big-endian numbers from raw bytes, which are as many as the number has.
+// Loads big-endian numbers. `bytes` must point to as many bytes as the number has.
 #pragma once
 
 #include <cstdint>

@@ -12,7 +12,7 @@
 
 namespace zdr::p3gpp {
 
-// Points into `text`, not a copy. The bytes of a whole std::string are followed by its own NUL.
+// The result points into `text`. The bytes of a whole std::string are followed by its own NUL.
 inline P3gppBytes bytes_of(std::string_view text) {
   return {reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size())};
 }
@@ -28,7 +28,7 @@ class BoxFields {
   }
   void fixed(const char* name, uint32_t value) { emit(name, P3GPP_FIELD_FIXED, value, {}); }
   void language(uint16_t packed) { emit("language", P3GPP_FIELD_LANGUAGE, packed, {}); }
-  // The first four of the characters.
+  // Passes only the first four characters of `value`.
   void type(const char* name, const std::array<char, 5>& value) {
     emit(name, P3GPP_FIELD_TYPE, 0, {value.data(), 4});
   }

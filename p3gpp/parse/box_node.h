@@ -1,4 +1,4 @@
-// A box of the tree that an open file holds: the node with its header, and the record of its contents.
+// A box in the tree of an open file: the node with its header, and the record of its contents.
 //
 // A container's record has one slot per recognised child, a leaf's record its fields. P3GPP_Open builds the
 // tree once. Afterwards only the streams of an open track and the cursors and positions inside its sample
@@ -57,8 +57,8 @@ Payload* payload_of(const BoxSlot& slot) {
   return payload_of<Payload>(slot.get());
 }
 
-// Kept: `first` is the high half of a 64-bit time or duration and `second` the low half; of a 32-bit one
-// `first` is the value and `second` 0. Queries report `first` in both cases.
+// Kept: `first` is the high half of a 64-bit time or duration and `second` the low half; for a 32-bit one
+// `first` is the value and `second` is 0. Queries report `first` in both cases.
 struct FileTime {
   uint32_t first = 0;
   uint32_t second = 0;

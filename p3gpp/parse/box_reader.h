@@ -1,8 +1,8 @@
 // Reads the body of one box from the file's sequential stream.
 //
-// A reader is narrowed to its box: it never returns a byte beyond it, remembers its first error, and returns
-// zeros from then on, so that a parser can read field after field and check status() once at its end. Readers
-// of nested boxes share one ParseContext.
+// A reader is bounded by its box: it never returns a byte beyond the box, remembers its first error, and
+// returns zeros from then on, so that a parser can read field after field and check status() once at the end.
+// Readers of nested boxes share one ParseContext.
 //
 // Every box parser has the signature `Status parse_x(BoxReader& reader, BoxNode& node)`: `node` has size,
 // type and offset, and the reader is just past the 8-byte header. A parser need not consume the rest of its
@@ -29,7 +29,7 @@ inline constexpr uint32_t kFullBoxHeaderSize = 12;  // with version and flags
 
 class BoxReader {
  public:
-  // `body_size`: bytes of the box that are still to come.
+  // `body_size`: bytes of the box after the stream's position.
   BoxReader(ParseContext& context, uint64_t body_size) : context_(context), remaining_(body_size) {}
 
   Status status() const { return status_; }
@@ -58,13 +58,13 @@ class BoxReader {
   uint32_t u32() { return load_be32(read_array<4>().data()); }
   uint64_t u64() { return load_be64(read_array<8>().data()); }
 
-  // As read(), into memory that is allocated only when box and file can supply `count` bytes.
+  // Like read(), but into memory that is allocated only if box and file can supply `count` bytes.
   std::vector<uint8_t> read_bytes(uint64_t count);
   std::string read_text(uint64_t count);
   std::string read_rest_as_text() { return read_text(remaining_); }
 
-  // Counts the last `count` bytes as still to come although the stream has passed them. The stream is then
-  // ahead of the arithmetic, as it falls behind after a child of narrowed() that stops early.
+  // Adds the last `count` bytes to remaining() again, although the stream has passed them. The stream is then
+  // ahead of the box arithmetic; after a child of narrowed() that stops early it is short of it.
   void count_again(uint64_t count) {
     remaining_ += count;
     counted_again_ += count;
@@ -74,13 +74,13 @@ class BoxReader {
   // Version and flags of a full box, stored in `node`.
   void read_full_box_header(BoxNode& node);
 
-  // Relative seek forward: P3GPP_ERR_BOX_SIZE beyond the box, P3GPP_ERR_SEEK.
+  // Seeks forward. P3GPP_ERR_BOX_SIZE if the target is beyond the box, P3GPP_ERR_SEEK if the seek fails.
   void skip(uint64_t count);
   void skip_to_end() { skip(remaining_); }
 
-  // A reader for the next `size` bytes, which count as consumed here however many of them the child reads. A
-  // child that stops early leaves the stream short of its parent's arithmetic; deliberately, nothing resyncs
-  // the two.
+  // Returns a reader for the next `size` bytes. They count as consumed here no matter how many of them it
+  // reads. A child that stops early leaves the stream short of its parent's arithmetic; deliberately, nothing
+  // resyncs the two.
   BoxReader narrowed(uint64_t size);
 
  private:

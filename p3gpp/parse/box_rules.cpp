@@ -1,4 +1,4 @@
-// Walks a finished tree, and finds the row of a child, by the rules of its containers.
+// Visits the stored children of a node and finds the row of a child, both by the rule of the container.
 #include "p3gpp/parse/box_rules.h"
 
 namespace zdr::p3gpp {

@@ -19,23 +19,23 @@ namespace zdr::p3gpp {
 
 using BoxParser = Status (*)(BoxReader& reader, BoxNode& node);
 
-// What becomes of a child once it is parsed.
+// What to do with a child.
 enum class ChildAction : uint8_t {
   kSlot,           // its node goes into a slot; a later one of the type replaces it
   kSlotIfPayload,  // the same, but a child whose parser made no payload is dropped
   kList,           // its node is appended to the container's list
-  kNothing,        // its parser has stored the contents in an outer container
+  kNothing,        // its parser has stored its contents in an outer container
   kEndsContainer,  // it is not parsed: the container drops its payload and ends there, with success
   kOpensInPlace,   // its children are read as if they were the container's own
 };
 
-// Where a parser leaves the stream.
+// What happens to the bytes that a parser leaves unread.
 enum class Rest : uint8_t {
-  kSkipped,        // the loop skips what the parser did not read
-  kReadAsNextBox,  // the stream stays there, and what follows is read as the next box header
+  kSkipped,        // the loop skips them
+  kReadAsNextBox,  // the stream stays there, so they are read as the next box header
 };
 
-// What becomes of a child that runs past the end of its container.
+// How to handle a child that runs past the end of its container.
 enum class Overrun : uint8_t {
   kFails,
   kFailsAtEnd,     // fails after the stream has moved to the end of the container
@@ -57,12 +57,12 @@ struct ContainerRule {
   BoxList& (*list)(BoxPayload& payload) = nullptr;  // the members stored by kList; visited after the slots
   // True once no further child is needed; null: read to the end of the container.
   bool (*complete)(const BoxPayload& payload) = nullptr;
-  // An unknown child takes an empty place in the list, so that the list has the numbering of the file.
+  // An unknown child adds an empty entry to the list, so that the list is numbered as the file.
   bool lists_unknown_children = false;
   // A list member that fails ends the container with success if the list holds one already.
   bool tolerates_later_failure = false;
   Overrun overrun = Overrun::kFails;
-  // Fewer bytes at the end than a box header has are skipped.
+  // Bytes at the end that are too few for a box header are skipped.
   bool allows_short_tail = false;
   // A nested container whose children are stored in this payload too, and the path to it.
   const ContainerRule* inner = nullptr;
@@ -71,14 +71,14 @@ struct ContainerRule {
 
 struct StoredChild {
   const BoxNode& node;
-  uint32_t ordinal = 0;              // place in a list, from 1; 0 for a child in a slot
-  std::string_view inner_path = {};  // containers without a node between the two, "meta/ilst"
+  uint32_t ordinal = 0;              // position in a list, from 1; 0 for a child in a slot
+  std::string_view inner_path = {};  // containers between parent and child that have no node: "meta/ilst"
 };
 
-// Calls `visit` for every stored child of `node`, in slot order; empty places of lists are skipped.
+// Calls `visit` for every stored child of `node`, in slot order; empty list entries are skipped.
 void for_each_stored_child(const BoxNode& node, const std::function<void(const StoredChild&)>& visit);
 
-// Null for a type without a row.
+// Returns null for a type without a row.
 const ChildRule* find_child_rule(const ContainerRule& rule, const PathStep& child);
 
 // ---- Building rows --------------------------------------------------------------------------------------

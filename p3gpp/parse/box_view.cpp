@@ -1,4 +1,4 @@
-// The walk over the tree, and the public record of a box.
+// Walks the tree and fills the public record of each box.
 #include "p3gpp/parse/box_view.h"
 
 #include <string>

@@ -7,10 +7,11 @@
 
 namespace zdr::p3gpp {
 
-// Shows `node`, the box that `context.trail` entered last, if there is a visitor. Fields only after success.
+// Shows `node`, the box that `context.trail` entered last, if there is a visitor. Its fields are shown only
+// if `status` is P3GPP_OK.
 void show_parsed_box(const ParseContext& context, const BoxNode& node, Status status);
 
-// Shows a child of that box of which only the header was read, as skipped or (with a failure) as refused.
+// Shows a child of that box whose body was not read: as skipped, or as refused if `status` is an error.
 void show_unread_box(const ParseContext& context, const PathStep& box, Status status);
 
 // Shows `top` and every box stored below it: parents first, in slot order. May throw bad_alloc.

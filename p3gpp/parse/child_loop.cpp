@@ -18,7 +18,7 @@ void store_child(const ContainerRule& rule, const ChildRule& row, BoxNode& node,
   }
 }
 
-// Kept: of the 12 bytes that a full box begins with, the container counts 4.
+// Kept: a full box begins with 12 bytes, of which the container counts only 4.
 Status open_in_place(BoxReader& reader) {
   reader.skip(kFullBoxHeaderSize - kBoxHeaderSize);
   reader.count_again(kBoxHeaderSize);
@@ -27,7 +27,7 @@ Status open_in_place(BoxReader& reader) {
 
 Status skip_unknown_child(const ContainerRule& rule, BoxReader& reader, BoxNode& node, PathStep& child) {
   if (rule.lists_unknown_children) {
-    // Kept: a sample entry of unknown type has an empty place, so that the others keep their numbers.
+    // Kept: a sample entry of unknown type adds an empty entry, so that the others retain their numbers.
     BoxList& list = rule.list(*node.payload);
     list.emplace_back();
     child.ordinal = static_cast<uint32_t>(list.size());
@@ -49,7 +49,7 @@ Status read_child_header(BoxReader& reader, const BoxNode& parent, PathStep& chi
   ParseContext& context = reader.context();
   child.offset = parent.offset + (parent.size - reader.remaining()) + reader.counted_again();
   if (reader.remaining() < kBoxHeaderSize) {
-    // A box of any size would not fit.
+    // No box fits into the rest of the container.
     const Status status = context.left_in_file() < kBoxHeaderSize ? P3GPP_ERR_READ : P3GPP_ERR_BOX_SIZE;
     context.trail.record(status);
     return status;
@@ -115,12 +115,12 @@ Status parse_child(BoxReader& reader, const BoxNode& parent, const PathStep& chi
 
 namespace {
 
-// After a child header that could not be read or has a wrong size: ends the container or fails it.
+// Handles a child header that could not be read or has an invalid size: ends the container or fails it.
 Status handle_bad_header(const ContainerRule& rule, BoxReader& reader, const PathStep& child, bool overruns,
                          Status status) {
   if (!overruns) return status;
   if (rule.overrun == Overrun::kEndsContainer) {
-    show_unread_box(reader.context(), child, status);  // tolerated: not recorded as an error
+    show_unread_box(reader.context(), child, status);  // not recorded as an error
   } else {
     refuse_child(reader.context(), child, status);
   }
@@ -136,7 +136,7 @@ bool is_at_end(const ContainerRule& rule, const BoxReader& reader, const BoxNode
   return rule.complete != nullptr && rule.complete(*node.payload);
 }
 
-// `row` is null for a type without one.
+// `row` is null if the type of the child has none.
 Status read_child(const ContainerRule& rule, const ChildRule* row, BoxReader& reader, BoxNode& node,
                   PathStep& child) {
   if (row == nullptr) return skip_unknown_child(rule, reader, node, child);
@@ -160,7 +160,7 @@ Status read_children(const ContainerRule& rule, BoxReader& reader, BoxNode& node
     }
     const Status status = read_child(rule, row, reader, node, child);
     if (status == P3GPP_OK) continue;
-    // Kept: a damaged track after a sound one costs the file only the rest of its tracks.
+    // Kept: a damaged track after a sound one ends moov with success; later boxes of moov are not read.
     const bool tolerated = rule.tolerates_later_failure && child.ordinal > 1;
     return tolerated ? P3GPP_OK : status;
   }

@@ -1,8 +1,8 @@
 // Reads the children of a container by its rule.
 //
 // Every child is parsed by a reader narrowed to it. The container's own position advances by the sizes that
-// the headers claim, whatever the parsers read: a child whose parser stops early leaves the stream short of
-// that position, and the next header is read from wherever the stream is. Files rely on that
+// the headers claim, no matter what the parsers read: a child whose parser stops early leaves the stream
+// short of that position, and the next header is read from the stream's position. Files rely on that
 // (docs/kept-behaviours.md), so nothing seeks to an absolute position here.
 #pragma once
 
@@ -12,21 +12,22 @@
 
 namespace zdr::p3gpp {
 
-// Reads the header of the next child of `parent`, whose reader is at a child's first byte. A size below 8 or
-// beyond the parent gives P3GPP_ERR_BOX_SIZE, with `child` filled. If `overruns` is not null, it receives
-// whether the child is too long, and the caller decides whether to record or to tolerate that.
+// Reads the header of the next child of `parent`. `reader` is the parent's, at the child's first byte. A size
+// below 8 or beyond the parent returns P3GPP_ERR_BOX_SIZE, with `child` filled. If `overruns` is not null, it
+// receives whether the child is too long, and the caller decides whether to record or to tolerate that.
 Status read_child_header(BoxReader& reader, const BoxNode& parent, PathStep& child, bool* overruns = nullptr);
 
-// Records `status` for `child`, of which only the header was read, shows it as refused, and returns `status`.
+// Records `status` for `child`, whose body was not read, shows the child as refused, and returns `status`.
 Status refuse_child(ParseContext& context, const PathStep& child, Status status);
 
 // Skips the body of a child whose header was just read.
 Status skip_child(BoxReader& reader, const PathStep& child);
 
-// A node without payload; `size` is the 32-bit field.
+// Makes a node without payload; `size` is the 32-bit size field.
 BoxSlot make_node(uint32_t size, const PathStep& box, const BoxNode* parent);
 
-// Parses the body of a box, whose header was just read, into a new node. Out of memory becomes a status here.
+// Parses the body of a box, whose header was just read, into a new node. Returns P3GPP_ERR_NO_MEMORY if an
+// allocation fails.
 Status parse_box(BoxReader body, uint32_t size, const PathStep& box, const BoxNode* parent, BoxParser parse,
                  Rest rest, BoxSlot& result);
 
@@ -34,11 +35,11 @@ Status parse_box(BoxReader body, uint32_t size, const PathStep& box, const BoxNo
 Status parse_child(BoxReader& reader, const BoxNode& parent, const PathStep& child, BoxParser parse,
                    Rest rest, BoxSlot& result);
 
-// Reads children into node.payload, which is the record of `rule`, until the reader's end. Drops the payload
-// on failure.
+// Reads children into node.payload, which is the record of `rule`, up to the end of the reader. Drops the
+// payload on failure.
 Status parse_children(const ContainerRule& rule, BoxReader& reader, BoxNode& node);
 
-// A whole container without fields of its own: makes its payload and reads its children.
+// Parses a container that has no fields of its own: makes its payload and reads its children.
 template <const ContainerRule& kRule>
 Status parse_container(BoxReader& reader, BoxNode& node) {
   node.payload = kRule.make_payload();

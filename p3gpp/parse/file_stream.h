@@ -15,7 +15,7 @@ struct StreamCloser {
 };
 using StreamHandle = std::unique_ptr<FMGR_Stream, StreamCloser>;
 
-// Reads `count` bytes at `offset`. P3GPP_ERR_SEEK, or P3GPP_ERR_READ when fewer bytes arrive.
+// Reads `count` bytes at `offset`. P3GPP_ERR_SEEK if the seek fails, P3GPP_ERR_READ if fewer bytes are read.
 inline Status read_at(FMGR_Stream* stream, uint64_t offset, void* out, uint32_t count) {
   // FMGR returns the number of bytes read as a signed number.
   if (count > uint32_t{std::numeric_limits<int32_t>::max()}) return P3GPP_ERR_READ;

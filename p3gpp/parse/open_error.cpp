@@ -1,4 +1,4 @@
-// Turns the stack of boxes into a printable path.
+// Maintains the stack of boxes being parsed and formats it as a path.
 #include "p3gpp/parse/open_error.h"
 
 #include <algorithm>

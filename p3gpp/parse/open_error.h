@@ -11,7 +11,7 @@
 
 namespace zdr::p3gpp {
 
-// One box on the way down to the one being parsed.
+// One box on the path down to the box being parsed.
 struct PathStep {
   std::array<char, 5> type{};
   uint32_t ordinal = 0;  // 1-based among the members of a list (tracks, sample entries); 0: not in a list
@@ -52,7 +52,7 @@ class OpenErrorTrail {
   void leave() { --depth_; }
   // Records `status` for the box entered last. Only the first call counts: later errors follow from it.
   void record(Status status);
-  // The same for a child of that box whose header was read but which was not entered.
+  // The same for a child of that box that was not entered.
   void record(Status status, const PathStep& child);
 
   const P3gppOpenError& first_error() const { return first_; }
@@ -62,13 +62,13 @@ class OpenErrorTrail {
   PathText path_of(const PathStep& child) const;
 
  private:
-  static constexpr size_t kMaxDepth = 12;  // the deepest is moov/trak/mdia/minf/stbl/stsd/s263/d263/bitr
+  static constexpr size_t kMaxDepth = 12;  // the deepest path is moov/trak/mdia/minf/stbl/stsd/s263/d263/bitr
   std::array<PathStep, kMaxDepth> steps_{};
   size_t depth_ = 0;
   P3gppOpenError first_{};
 };
 
-// Enters a step for the lifetime of a scope.
+// Enters a step and leaves it at the end of the scope.
 class TrailScope {
  public:
   TrailScope(OpenErrorTrail& trail, const PathStep& step) : trail_(trail) { trail_.enter(step); }

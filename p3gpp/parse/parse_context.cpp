@@ -1,4 +1,4 @@
-// The stream calls of an open.
+// Reads and skips on the sequential stream of an open.
 #include "p3gpp/parse/parse_context.h"
 
 #include <limits>

@@ -16,13 +16,14 @@ struct ParseContext {
   uint64_t file_size = 0;
   uint64_t position = 0;                     // of the stream; not always that of the box arithmetic
   OpenErrorTrail trail;                      // the boxes being parsed, and the first error
-  const P3gppBoxVisitor* visitor = nullptr;  // is shown every box; null in an open without trace
+  const P3gppBoxVisitor* visitor = nullptr;  // receives every box; null if the open is not traced
 
   // Bytes between the stream's position and the end of the file.
   uint64_t left_in_file() const { return position < file_size ? file_size - position : 0; }
   // Reads exactly out.size() bytes or fails with P3GPP_ERR_READ.
   Status read(std::span<uint8_t> out);
-  // Moves the stream forward; P3GPP_ERR_SEEK. A position past the end of the file shows at the next read.
+  // Moves the stream forward, or fails with P3GPP_ERR_SEEK. A skip past the end of the file succeeds; the
+  // next read then fails.
   Status skip(uint64_t count);
 };
 

@@ -13,7 +13,8 @@ namespace zdr::p3gpp {
 using Status = int32_t;  // 0 or a negative P3GPP_ERR_ code
 
 // Runs `call`, which returns a Status; a failed allocation inside it becomes P3GPP_ERR_NO_MEMORY. Used by
-// every public function, and by the box loop, which tolerates a later track that fails this way too.
+// every public function that allocates, and by the box loop, which tolerates a later track that fails this
+// way too.
 template <typename Call>
 Status guarded(Call&& call) noexcept {
   try {

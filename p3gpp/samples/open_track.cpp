@@ -12,8 +12,8 @@ namespace {
 
 constexpr uint32_t kMinCacheBudget = 1024;
 
-// Kept: shares the budget out table by table. What a small table does not need remains for those after it, so
-// the order matters; budgets below the minimum are raised to it.
+// Kept: the budget is distributed table by table. What a small table does not need is left for the tables
+// after it, so the order matters. Budgets below the minimum are raised to it.
 class CacheBudget {
  public:
   CacheBudget(uint32_t bytes, FMGR_Stream* stream) : left_(bytes), stream_(stream) {}
@@ -42,7 +42,7 @@ Status attach_caches(const StblPayload& stbl, uint32_t cache_budget, FMGR_Stream
   const auto* stsz = payload_of<StszPayload>(stbl.stsz);
   if (stsz != nullptr && stsz->default_size == 0) budget.grant(stbl.stsz, 3);
   budget.grant(stbl.stsc, 2);
-  // Kept: an stco that takes everything leaves nothing for a co64 in the same track, which then fails.
+  // Kept: an stco that takes everything leaves nothing for a co64 in the same track, and the open fails.
   budget.grant(stbl.stco, 1);
   budget.grant(stbl.co64, 1);
   return budget.status();

@@ -5,7 +5,7 @@
 namespace zdr::p3gpp {
 namespace {
 
-// The tables that locate a sample. When a track has both offset tables, stco counts.
+// The tables that locate a sample. If a track has both offset tables, stco is used.
 struct LocationTables {
   StscPayload* stsc;
   StcoPayload* stco;
@@ -23,21 +23,21 @@ struct LocationTables {
   }
 };
 
-// Where a chunk begins, and which samples it holds.
+// Where a chunk begins, in the file and among the samples.
 struct ChunkLocation {
   uint32_t description_index = 0;
   uint32_t samples_before = 0;  // samples of all chunks before this one
   uint64_t offset = 0;          // file offset
 };
 
-// Chunks of the same shape: one stsc entry, and how many samples it covers.
+// Consecutive chunks with equally many samples: one stsc entry, and how many samples it covers.
 struct ChunkRun {
   StscEntry entry;
   uint64_t samples;
 };
 
-// Samples between two first-chunk numbers. Entries out of order cover none, so that the sum of the runs
-// before a position never shrinks.
+// Counts the samples of an entry, whose chunks end before `next_first_chunk`. Entries out of order cover no
+// samples, so that the sum of the runs before a position never shrinks.
 uint64_t samples_of_run(const StscEntry& entry, uint64_t next_first_chunk) {
   if (next_first_chunk <= entry.first_chunk) return 0;
   return (next_first_chunk - entry.first_chunk) * entry.samples_per_chunk;
@@ -48,7 +48,7 @@ Status read_run(const LocationTables& tables, uint32_t index, ChunkRun& run) {
   const Status status = read_entry(cursor, index, run.entry);
   if (status != P3GPP_OK) return status;
   // The last run extends to the end of the chunks.
-  // Kept: to one chunk further when the chunks are numbered from 0.
+  // Kept: one chunk too far if the chunks are numbered from 0.
   uint64_t next_first_chunk = uint64_t{tables.chunk_count()} + 1;
   if (index + 1 < cursor.entry_count()) {
     StscEntry next;
@@ -60,7 +60,7 @@ Status read_run(const LocationTables& tables, uint32_t index, ChunkRun& run) {
   return P3GPP_OK;
 }
 
-// When the runs end before the sample, the position stays past the last one.
+// If the runs end before the sample, the position stays past the last run.
 Status find_run_forward(const LocationTables& tables, uint32_t number, StscEntry& found) {
   RunPosition& position = tables.stsc->position;
   while (position.index < tables.stsc->cursor.entry_count()) {
@@ -114,12 +114,12 @@ Status chunk_offset(const LocationTables& tables, uint32_t index, uint64_t& offs
   return status;
 }
 
-// Finds offset and size of the sample within its chunk.
+// Finds the file offset and size of a sample in the given chunk.
 Status locate_in_chunk(StblPayload& stbl, const ChunkLocation& chunk, P3gppSample& sample) {
   StszPayload& stsz = *payload_of<StszPayload>(stbl.stsz);
   SequentialRead& sequential = stbl.sequential;
   uint64_t offset = sequential.next_offset;
-  // Kept: chunks are distinguished by their offset alone, so two at the same offset are read as one.
+  // Kept: chunks are distinguished only by their offset, so two at the same offset are read as one.
   const bool in_sequence = sequential.valid && sample.number == sequential.last_sample + 1 &&
                            chunk.offset == sequential.chunk_offset;
   if (!in_sequence) {
@@ -149,7 +149,7 @@ Status chunk_of_sample(StblPayload& stbl, uint32_t number, ChunkLocation& chunk)
   StscEntry entry;
   const Status status = find_run(tables, number, entry);
   if (status != P3GPP_OK) return status;
-  // The run covers the sample, so it has samples in its chunks and starts before it.
+  // The run covers the sample, so samples_per_chunk is not 0 and run_start is below `number`.
   const auto run_start = static_cast<uint32_t>(tables.stsc->position.samples_before);
   const uint32_t chunks_before = (number - run_start - 1) / entry.samples_per_chunk;
   chunk.description_index = entry.description_index;

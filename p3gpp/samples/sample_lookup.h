@@ -1,8 +1,9 @@
-// From sample numbers to sizes, file offsets and times, and back, over the tables of one track.
+// Maps sample numbers to sizes, file offsets and times, and times to sample numbers, by the tables of one
+// track.
 //
-// Every lookup moves the positions inside the tables (lookup_state.h). A failed one leaves them at the last
-// entry that could be read. Sizes do not depend on earlier calls, and offsets only where chunks share one;
-// times, sync searches and time-to-sample may, in ways that players rely on (docs/kept-behaviours.md).
+// Every lookup moves the positions inside the tables (lookup_state.h). A failed lookup leaves them at the
+// last entry that could be read. Sizes do not depend on earlier calls, and offsets only where chunks share
+// one; times, sync searches and time-to-sample may, in ways that players rely on (docs/kept-behaviours.md).
 //
 // Common statuses: P3GPP_ERR_NO_TABLE for a missing table, P3GPP_ERR_OUT_OF_RANGE for a sample number that is
 // 0 or above the sample count (unless stated otherwise), P3GPP_ERR_READ and P3GPP_ERR_SEEK from the file.
@@ -22,7 +23,7 @@ namespace zdr::p3gpp {
 
 // Sample number 0: P3GPP_ERR_BAD_ARGUMENT.
 Status sample_size(StszPayload& stsz, uint32_t number, uint32_t& size);
-// Bytes of the samples [first, next); both numbers have been checked, first <= next.
+// Bytes of the samples [first, next). The caller has checked both numbers; first <= next.
 Status bytes_between(StszPayload& stsz, uint32_t first, uint32_t next, uint64_t& bytes);
 Status largest_sample_size(const StszPayload& stsz, uint32_t& size);
 // Bytes of all samples but the last one.

@@ -9,8 +9,8 @@
 
 namespace zdr::p3gpp {
 
-// Locates the sample and, if it brings a buffer, reads it: one seek and one read on the data stream. A sample
-// of more than `capacity` bytes is located, but not read: P3GPP_ERR_READ.
+// Locates the sample and, if sample.buffer is not null, reads it: one seek and one read on the data stream. A
+// sample of more than `capacity` bytes is located but not read: P3GPP_ERR_READ.
 Status read_sample(const TrackPath& path, P3gppSample& sample, uint32_t capacity);
 
 }  // namespace zdr::p3gpp

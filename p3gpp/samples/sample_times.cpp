@@ -57,7 +57,7 @@ Status decoding_time_of(SttsPayload& stts, uint32_t number, uint32_t& time) {
   const Status status = number > position.samples_before ? find_stts_forward(stts, number, run)
                                                          : find_stts_backward(stts, number, run);
   if (status != P3GPP_OK) return status;
-  if (!run.found) return P3GPP_OK;  // Kept: the caller's time remains.
+  if (!run.found) return P3GPP_OK;  // Kept: the caller's time stays unchanged.
   const uint64_t exact =
       position.time + (number - position.samples_before - 1) * uint64_t{run.entry.sample_delta};
   if (exact > kLastTime) return P3GPP_ERR_OUT_OF_RANGE;
@@ -79,8 +79,7 @@ Status find_ctts_backward(CttsPayload& ctts, uint32_t number, FoundRun<CttsEntry
   return P3GPP_OK;
 }
 
-// Kept: unlike the other tables, this one is never searched from the front again, however far back the
-// sample.
+// Kept: unlike the other tables, ctts is never searched from the front again, however far back the sample is.
 Status find_ctts_run(CttsPayload& ctts, uint32_t number, FoundRun<CttsEntry>& run) {
   return number > ctts.position.samples_before
              ? find_run_forward(ctts, number, run, [](const CttsEntry&) -> Status { return P3GPP_OK; })

@@ -1,7 +1,7 @@
 // Sync samples (stss): whether a sample is one, and which is the next or the previous one.
 //
-// The table is walked entry by entry from where the last query left it, and the position follows every entry
-// read.
+// A query walks the table entry by entry from where the last query ended. Each entry read becomes the
+// position.
 #include "p3gpp/samples/sample_lookup.h"
 
 namespace zdr::p3gpp {

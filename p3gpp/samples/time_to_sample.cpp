@@ -1,20 +1,21 @@
 // Finds the sample at a decoding time, over the runs of stts.
 //
-// Kept: the two directions of the walk give different results. Backward it is the sample whose interval holds
-// the time; forward it is the one before (a time at the very start of a sample belongs to the previous one).
+// Kept: the two directions of the walk yield different results. Walking backward finds the sample whose
+// interval holds the time; walking forward finds the sample before that one (a time at the very start of a
+// sample belongs to the previous one).
 #include "p3gpp/samples/sample_lookup.h"
 
 namespace zdr::p3gpp {
 namespace {
 
-// Reports a sample of the run at `position`. Counts that add up to more than 32 bits give no sample number.
+// Reports a sample of the run at `position`. Fails if the sample number does not fit 32 bits.
 Status sample_in_run(const TimedRunPosition& position, uint32_t delta, uint64_t number, TimedSample& sample) {
   if (number == 0) number = 1;
   if (number > std::numeric_limits<uint32_t>::max()) return P3GPP_ERR_OUT_OF_RANGE;
   sample.number = static_cast<uint32_t>(number);
   sample.time = position.time;
   if (number > position.samples_before) {
-    // The requested time is not before this one, so the sum fits.
+    // The sum is not after the requested time, so it fits.
     sample.time += static_cast<uint32_t>((number - position.samples_before - 1) * delta);
   }
   return P3GPP_OK;

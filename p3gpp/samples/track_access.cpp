@@ -1,4 +1,4 @@
-// Walks from the file or a track handle down to the sample tables, with a status for each missing link.
+// Walks from a file or a track down to the sample tables, with a status for each missing box.
 #include "p3gpp/samples/track_access.h"
 
 #include "p3gpp/boxes/header_boxes.h"

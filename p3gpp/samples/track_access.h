@@ -1,4 +1,4 @@
-// Finds the boxes that a query needs, from a track ID or a track handle.
+// Finds the boxes that a query needs, from a track ID or a track node.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace zdr::p3gpp {
 
-// Fails with the status of the first missing link, P3GPP_ERR_NO_TRAK_PAYLOAD to P3GPP_ERR_NO_STBL_PAYLOAD.
+// Fails with the status of the first missing box, P3GPP_ERR_NO_TRAK_PAYLOAD to P3GPP_ERR_NO_STBL_PAYLOAD.
 Status walk_to_tables(const BoxNode* trak, TrackPath& path);
 
 // P3GPP_ERR_NO_MOOV, P3GPP_ERR_NO_MOOV_PAYLOAD.
@@ -19,7 +19,7 @@ Status find_track(const P3gppFile& file, uint32_t track_id, BoxNode*& trak);
 // P3GPP_ERR_NO_TABLE without the sample descriptions or the sample sizes of the track.
 // Kept: all queries need both, except opening a track, and locating, reading and timing a sample.
 Status require_descriptions_and_sizes(const TrackPath& path);
-// find_track(), walk_to_tables() and require_descriptions_and_sizes().
+// Calls find_track(), walk_to_tables() and require_descriptions_and_sizes().
 Status find_tables(const P3gppFile& file, uint32_t track_id, TrackPath& path);
 
 }  // namespace zdr::p3gpp
