@@ -1,4 +1,4 @@
-// Fading and bridging of spectra.
+// Fades spectra during a gap, and mixes those at the edges of a short one.
 #include "aacdec/concealment.h"
 
 #include <algorithm>
@@ -12,8 +12,8 @@ constexpr int kFirstFadedLevel = 2;   // a half
 constexpr int kLastAudibleLevel = 3;  // a quarter
 constexpr int32_t kHalfQ31 = 0x40000000;
 constexpr int32_t kQuarterQ31 = 0x20000000;
-// Kept: the weight of each of two frames with windows of the same kind. It puts the mean of two equal frames
-// 3.55 dB below their level.
+// Kept: the weight of each of two frames with windows of the same kind. The mean of two equal frames is 3.55
+// dB below their level.
 constexpr int32_t kSameKindQ31 = 713193881;    // 0.3321
 constexpr int32_t kMixedKindQ31 = 1518500249;  // 1/sqrt(2)
 

@@ -8,17 +8,17 @@ namespace zdr::aacdec {
 
 struct LossCounters {
   static constexpr int kMaxLevel = 5;
-  // Gaps of this many frames and more are faded instead of bridged.
+  // Gaps of at least this many frames are faded instead of bridged.
   static constexpr int kLongGap = 3;
-  // Up to this level, frames that arrive are output unfaded.
+  // Up to this level, received frames are output unfaded.
   static constexpr int kFullLevel = 2;
 
   int lost = 0;   // consecutive lost frames
   int level = 0;  // depth of the fade, 0 to kMaxLevel
 
   void count_lost();
-  // Kept: a frame that arrives lowers the level to 1 at best, never to 0, so that every burst of losses after
-  // the first one begins a step deeper.
+  // Kept: a received frame never lowers the level below 1, so every burst of losses after the first one
+  // starts one step further down.
   void count_received();
   bool is_long_gap() const { return lost >= kLongGap; }
 };
@@ -27,8 +27,8 @@ struct LossCounters {
 // to silence above.
 void fade(Frame& frame, int level);
 
-// Turns `held`, the last frame before a gap, into a transition to `next`, the first one after it: spectra and
-// window sequences. Both must have the same number of channels.
+// Turns `held`, the last frame before a gap, into a transition to `next`, the first one after it, by changing
+// its spectra and window sequences. Both frames must have the same number of channels.
 void bridge(Frame& held, const Frame& next);
 
 // Clears the spectra of both channels.

@@ -39,8 +39,8 @@ int32_t configure(Instance& instance, Zd_AAC_Dec_Settings& settings) {
     pipeline.output =
         choose_output_rate(settings.core_rate_hz, settings.output_rate_hz, settings.single_rate != 0);
   }
-  // Kept: with a conversion to 8 or 16 kHz, the rate before the conversion is reported; without SBR there is
-  // never a conversion.
+  // Kept: if the output is converted to 8 or 16 kHz, the rate before the conversion is reported. Without SBR
+  // there is never a conversion.
   settings.output_rate_hz = settings.core_rate_hz * pipeline.output.multiplier;
   settings.single_rate = pipeline.output.multiplier == 1 ? 1 : 0;
   instance.framing.begin_stream(sampling_index_of(settings.core_rate_hz), settings.profile);
@@ -82,8 +82,8 @@ int32_t decode(Instance& instance, const uint8_t* input, int32_t& input_bytes, i
   instance.framing = framing;
   instance.pipeline.set_format(framing.format(), framing.rate_hz());
 
-  // Kept: during a gap a damaged block succeeds here without moving the reader, so that only its ADTS header,
-  // if any, is consumed.
+  // Kept: during a gap, decoding a damaged block succeeds without moving the reader, so that only the ADTS
+  // header, if any, is consumed.
   const int samples = instance.pipeline.decode(data, reader, pcm);
   if (samples < 0) return ZD_AAC_DEC_ERR_FAILED;
   pcm_bytes = byte_count(samples);

@@ -18,7 +18,7 @@ struct Zd_AAC_Dec_Settings {
   int32_t reserved;        // 0
   int32_t output_rate_hz;  // in: requested; out: before a conversion to 8 or 16 kHz
   int32_t extension;
-  int32_t single_rate;  // in: 1 forbids SBR to double the rate; out: 1 if the output has the core's rate
+  int32_t single_rate;  // in: 1 prevents SBR from doubling the rate; out: 1 if the output has the core rate
 };
 
 // Six slots, three of them unused.

@@ -1,4 +1,4 @@
-// The order of parsing, concealment and synthesis in a call.
+// Runs parsing, concealment and synthesis in the order that each call needs.
 #include "aacdec/frame_pipeline.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@ namespace {
 
 constexpr int kDamaged = -1;
 
-// Copies a single channel, stored at the even places of a stereo buffer, to the odd ones.
+// Copies the samples of a single channel from the even to the odd positions of a stereo buffer.
 void duplicate_channel(int16_t* pcm, int samples) {
   for (int i = 0; i < samples; ++i) pcm[2 * i + 1] = pcm[2 * i];
 }
@@ -35,7 +35,7 @@ void FramePipeline::configure(const PipelineSettings& settings, const StreamForm
   context_.keep_values = true;
   std::fill(std::begin(context_.tags), std::end(context_.tags), kNoTag);
   losses_.lost = 0;
-  // Kept: a stream without SBR continues the fade of the stream before.
+  // Kept: a stream without SBR continues the fade of the previous stream.
   if (settings.with_sbr) losses_.level = 0;
   holds_frame_ = false;
   silence_is_next_ = false;
@@ -52,7 +52,7 @@ void FramePipeline::set_format(const StreamFormat& format, int32_t core_rate_hz)
   if (core_rate_hz == core_rate_hz_) return;
   core_rate_hz_ = core_rate_hz;
   // Kept: the first ADTS header may change the rate, but the multiplier and the resampling ratio in settings_
-  // remain those chosen for the configured rate.
+  // remain as chosen for the configured rate.
   reset_sbr(core_rate_hz);
 }
 
@@ -67,11 +67,11 @@ void FramePipeline::reset_sbr(int32_t core_rate_hz) {
 
 int FramePipeline::decode(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm) {
   if (losses_.lost > 0) return decode_after_loss(input, reader, pcm);
-  // Kept: the first call gives no samples, and the last frame is output by a call without input.
+  // Kept: the first call returns no samples, and a call without input outputs the last frame.
   const int samples = holds_frame_ ? synthesise_next(pcm) : 0;
   const BitReader start = reader;
   if (!parse(reader, spare())) {
-    // Kept: a damaged block starts no concealment. The next call outputs silence, and the stored block
+    // Kept: a damaged block does not start concealment. The next call outputs silence, and the stored block
     // remains the last good one.
     silence_is_next_ = holds_frame_;
     return kDamaged;
@@ -89,8 +89,8 @@ int FramePipeline::decode_after_loss(std::span<const uint8_t> input, BitReader& 
   }
   const bool long_gap = losses_.is_long_gap();
   losses_.count_received();
-  // Kept: a gap between frames with different numbers of channels is faded like a long one, because such
-  // frames have no mean.
+  // Kept: a gap between frames with different numbers of channels is faded like a long one, because their
+  // spectra cannot be averaged.
   const bool bridged = parse_stored_block() && !long_gap && held().channel_count == spare().channel_count;
   if (bridged) bridge(held(), spare());
   const int samples = synthesise(held(), bridged ? 0 : losses_.level, pcm);
@@ -112,15 +112,14 @@ int FramePipeline::conceal_again(int16_t* pcm) {
   return synthesise(held(), losses_.level, pcm);
 }
 
-// Outputs a frame that arrived, or the silence of a damaged one. The first frames after a long gap are still
-// faded.
+// Outputs a received frame, or silence for a damaged one. The first frames after a long gap are still faded.
 int FramePipeline::synthesise_next(int16_t* pcm) {
   Frame& frame = silence_is_next_ ? spare() : held();
   return synthesise(frame, losses_.level > LossCounters::kFullLevel ? losses_.level : 0, pcm);
 }
 
-// A damaged block leaves silence in `frame` and the parser's state unchanged: tags that no good block has, or
-// the SBR differences of half a block, would spoil the good blocks that follow.
+// A damaged block leaves `frame` silent and the parser's state unchanged: its tags, or SBR differences of
+// half a block, would corrupt the good blocks that follow.
 bool FramePipeline::parse(BitReader& reader, Frame& frame) {
   const BlockContext context_before = context_;
   if (context_.sbr != nullptr) sbr_->parser_backup = sbr_->parser;
@@ -137,7 +136,7 @@ bool FramePipeline::parse(BitReader& reader, Frame& frame) {
 }
 
 // Restores the held frame, whose spectra the last synthesis may have modified. Its SBR data remain as they
-// are, because their time differences must not be added twice. A block that was truncated when stored gives
+// are, because their time differences must not be added twice. A block that was truncated when stored yields
 // silence with its original windows.
 bool FramePipeline::parse_stored_block() {
   const IcsInfo windows[kMaxChannels] = {held().channel[0].ics, held().channel[1].ics};
@@ -190,7 +189,7 @@ int FramePipeline::convert_rate(int channels, int samples, int16_t* pcm) {
     converted += resample(resampler_[c], settings_.output.resampling_class, pcm + c, samples / channels,
                           settings_.channels);
   }
-  // A second channel that starts later continues at the first one's position, so that both give the same
+  // A second channel that starts later continues at the position of the first, so that both yield the same
   // number of samples.
   if (channels == 1) resampler_[1] = resampler_[0];
   return converted;

@@ -1,5 +1,5 @@
-// From access units to PCM with a delay of one frame: a frame is parsed and held, and the next call
-// synthesises it. The delay lets a lost frame be bridged from the frames before and after it.
+// Decodes access units to PCM with a delay of one frame: each call parses and holds a frame, and synthesises
+// the previous one. The delay lets a lost frame be bridged from the frames before and after it.
 //
 // clang-format off
 //   input --> parse, spectral tools --> held frame --> core synthesis --> SBR, PS --> resampler --> PCM
@@ -25,7 +25,7 @@
 namespace zdr::aacdec {
 
 // Kept: the stored block is at most as long as the standard allows for two channels. Padding can make a block
-// longer; it is truncated here, and a gap after it can only be filled with silence.
+// longer; it is then truncated, and a gap after it is filled with silence.
 inline constexpr size_t kStoreBytes = 1536;
 
 struct PipelineSettings {
@@ -42,7 +42,7 @@ struct PipelineSettings {
 // The state of SBR, in instances that support it.
 struct SbrPart {
   SbrParser parser{0};
-  SbrParser parser_backup{0};  // from before the current block, restored if that is damaged
+  SbrParser parser_backup{0};  // from before the current block; restored if the block is damaged
   SbrSynthesis synthesis;
 };
 
@@ -52,7 +52,7 @@ class FramePipeline {
   FramePipeline(SbrPart* sbr, PsSynthesis* ps) : sbr_(sbr), ps_(ps) {}
   bool has_sbr() const { return sbr_ != nullptr; }
 
-  // Begins a stream: clears everything except the depth of the fade, which only a stream with SBR resets.
+  // Starts a stream: clears everything except the fade level, which only a stream with SBR resets.
   void configure(const PipelineSettings& settings, const StreamFormat& format, int32_t core_rate_hz);
   // Sets the format of the blocks that follow. A different rate resets SBR.
   void set_format(const StreamFormat& format, int32_t core_rate_hz);
@@ -63,9 +63,9 @@ class FramePipeline {
   // channels.
   //
   // Parses the block at the reader's position, moves the reader to the byte after it, and synthesises the
-  // held frame. Returns -1 for a damaged block: the held frame has been synthesised, and the next call gives
-  // silence. While frames are being concealed, a damaged block counts as lost: the reader does not move, and
-  // a replacement is written.
+  // held frame. Returns -1 for a damaged block: the held frame has been synthesised, and the next call
+  // outputs silence. While frames are being concealed, a damaged block counts as lost: the reader does not
+  // move, and a replacement is written.
   int decode(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm);
   // Synthesises the held frame, or a replacement, in place of a lost block. Requires a held frame.
   int conceal(int16_t* pcm);

@@ -6,7 +6,7 @@ namespace {
 
 constexpr int32_t kNarrowbandHz = 8000;
 constexpr int32_t kWidebandHz = 16000;
-// Above this core rate SBR works at the core's rate and only fills the bands that the core leaves empty.
+// Above this core rate SBR runs at the core rate and only fills the bands that the core leaves empty.
 constexpr int32_t kHighestDoubledHz = 24000;
 
 // The conversions that the resampler supports, by class.

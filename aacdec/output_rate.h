@@ -1,4 +1,4 @@
-// The output rate of a stream with SBR: whether SBR doubles the core's rate, and whether the result is
+// The output rate of a stream with SBR: whether SBR doubles the core rate, and whether the result is
 // converted to 8 or 16 kHz.
 #pragma once
 
@@ -7,12 +7,11 @@
 namespace zdr::aacdec {
 
 struct OutputRate {
-  int multiplier = 1;        // 1, or 2 where SBR doubles the core's rate
+  int multiplier = 1;        // 1, or 2 if SBR doubles the core rate
   int resampling_class = 0;  // 1 to kResamplerClasses; 0: no conversion
 };
 
-// `core_rate_hz` is one of kSamplingRates. `single_rate` forbids doubling, except on the way to a requested
-// 16 kHz.
+// `core_rate_hz` is one of kSamplingRates. `single_rate` prevents doubling, unless 16 kHz is requested.
 OutputRate choose_output_rate(int32_t core_rate_hz, int32_t requested_hz, bool single_rate);
 
 }  // namespace zdr::aacdec

@@ -1,4 +1,4 @@
-// Interpolation and emphasis in 32-bit integers; Q15 coefficients.
+// Resamples with the spline and the emphasis in 32-bit integers, with Q15 coefficients.
 #include "aacdec/resampler.h"
 
 #include "aacdec/fixed/fixed_point.h"
@@ -31,8 +31,8 @@ int32_t interpolate(const int32_t (&x)[4], uint32_t fraction) {
   const int32_t t2 = mul_q15(t, t);
   const int32_t t3 = mul_q15(t2, t);
   const int32_t half_cube = t3 >> 1;
-  // The weights are (1 - t)^3 / 6, (3 t^3 - 6 t^2 + 4) / 6, the remainder to 1, and t^3 / 6. The remainder
-  // makes a constant pass unchanged.
+  // The weights are (1 - t)^3 / 6, (3 t^3 - 6 t^2 + 4) / 6, the remainder to 1, and t^3 / 6. Using the
+  // remainder lets a constant pass unchanged.
   const int32_t sixth_cube = mul_q15(half_cube, kThird);
   const int32_t weight0 = ((kSixthQ16 - t + t2) >> 1) - sixth_cube;
   const int32_t weight1 = (kTwoThirdsQ16 >> 1) - t2 + half_cube;
@@ -42,7 +42,7 @@ int32_t interpolate(const int32_t (&x)[4], uint32_t fraction) {
 }
 
 int16_t emphasise(ResamplerState& state, int32_t sample, int32_t emphasis) {
-  // Kept: the full range, -32768 included, unlike the output of the filter bank.
+  // Kept: the full range including -32768, unlike the output of the filter bank.
   state.last_output = saturate_to_16(sample + ((sample - state.last_output) * emphasis >> 15));
   return state.last_output;
 }

@@ -1,4 +1,4 @@
-// The public functions. Nothing that they call throws.
+// The public functions. Nothing they call throws.
 #include "aacdec/zd_aac_dec.h"
 
 #include <algorithm>
@@ -50,7 +50,7 @@ bool configure_from_adts(BitReader& reader, Zd_AAC_Dec_Config& config) {
   config.profile = header.profile;
   config.sampleRate = config.outputRate = kSamplingRates[header.sampling_index];
   config.channels = header.channel_configuration;
-  // For 0 channels, the size of one: the probe multiplies it by the number that it finds.
+  // For 0 channels, the size of one channel: the probe multiplies it by the number of channels it finds.
   config.outputBytes =
       (header.channel_configuration == 0 ? 1 : header.channel_configuration) * kBytesPerChannel;
   return true;
@@ -136,7 +136,7 @@ int32_t Zd_AAC_Dec_GetFrameLength(const uint8_t* data, int32_t stream_kind, Zd_A
                                   int32_t* length_inout, int32_t /*reserved*/) noexcept {
   if (config_inout == nullptr || length_inout == nullptr) return ZD_AAC_DEC_ERR_FAILED;
   const Bytes input = bytes(data, *length_inout);
-  // Kept: measuring no data succeeds and leaves the length as it is.
+  // Kept: measuring no data succeeds and leaves the length unchanged.
   if (input.empty()) return ZD_AAC_DEC_OK;
   return status(measure_frame(input, stream_kind != ZD_AAC_DEC_STREAM_RAW, *config_inout, *length_inout));
 }

@@ -40,7 +40,7 @@ enum {
   ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL = -2002 /* the PCM buffer is smaller than one output frame */
 };
 
-/* Modes of an instance; each needs more memory than the one before. */
+/* Modes of an instance; each needs more memory than the previous one. */
 enum {
   ZD_AAC_DEC_MODE_CORE = 0, /* SBR is ignored */
   ZD_AAC_DEC_MODE_SBR = 1,
@@ -80,7 +80,7 @@ typedef struct Zd_AAC_Dec_Config {
  * - config_out: cleared first, then filled. Not valid after a failure.
  * - first_frame, first_frame_bytes: with header_mode 0 the stream's first access unit, which reveals SBR and
  *   parametric stereo that the configuration does not signal; may be null or empty. Not read with other
- *   header modes, where the frame after the header serves.
+ *   header modes, which use the frame after the header.
  *
  * Returns ZD_AAC_DEC_OK or ZD_AAC_DEC_ERR_FAILED. Prints the number of an unsupported audio object type on
  * the console (Zd_AAC_Dec_SetConsole).
@@ -117,15 +117,15 @@ typedef struct Zd_AAC_Dec_Instance Zd_AAC_Dec_Instance;
  */
 int32_t Zd_AAC_Dec_Create(Zd_AAC_Dec_Instance** handle_out, int32_t mode) ZD_AAC_DEC_NOEXCEPT;
 
-/* Creates an instance of ZD_AAC_DEC_MODE_SBR; otherwise as Zd_AAC_Dec_Create. */
+/* Creates an instance of ZD_AAC_DEC_MODE_SBR; otherwise like Zd_AAC_Dec_Create. */
 int32_t Zd_AAC_Dec_Open(Zd_AAC_Dec_Instance** handle_out) ZD_AAC_DEC_NOEXCEPT;
 
 /*
- * Begins a stream, also in the middle of another one.
+ * Starts a new stream; the previous one need not have ended.
  *
  * - config: in: configuration of the stream. With SBR, an outputRate of 8000 or 16000 requests that rate; it
  *   is honoured where a simple ratio leads to it. Out, on success: outputBytes, the size of one output frame;
- *   singleRate, 1 if the PCM has the core's rate; outputRate, the rate of the PCM before a conversion to 8000
+ *   singleRate, 1 if the PCM has the core rate; outputRate, the rate of the PCM before a conversion to 8000
  *   or 16000 Hz.
  *
  * Returns ZD_AAC_DEC_OK, or ZD_AAC_DEC_ERR_FAILED with the instance unchanged.
@@ -133,12 +133,12 @@ int32_t Zd_AAC_Dec_Open(Zd_AAC_Dec_Instance** handle_out) ZD_AAC_DEC_NOEXCEPT;
 int32_t Zd_AAC_Dec_SetConfig(Zd_AAC_Dec_Instance* instance, Zd_AAC_Dec_Config* config) ZD_AAC_DEC_NOEXCEPT;
 
 /*
- * Decodes an access unit into interleaved 16-bit samples, one frame after its input: the first call of a
- * stream gives no samples, each later one the frame of the call before. If the first access unit begins with
- * an ADTS header, every later one of the instance must have one.
+ * Decodes an access unit into interleaved 16-bit samples, with a delay of one frame: the first call of a
+ * stream returns no samples, each later one the frame of the previous call. If the first access unit begins
+ * with an ADTS header, every later one of the instance must have one.
  *
- * - input: a raw_data_block or an ADTS frame. Null reports a lost access unit: the call gives the held frame,
- *   further such calls a fading replacement. To drain a stream, make one such call after the last unit.
+ * - input: a raw_data_block or an ADTS frame. Null reports a lost access unit: the call returns the held
+ *   frame, further such calls a fading replacement. One such call after the last unit drains a stream.
  * - input_bytes_inout: in: bytes of input; out, on success: bytes consumed. Each call consumes one block of
  *   an ADTS frame that has several.
  * - pcm_out: room for one output frame (outputBytes of Zd_AAC_Dec_SetConfig), aligned to 16 bits.
@@ -160,8 +160,8 @@ int32_t Zd_AAC_Dec_Decode(Zd_AAC_Dec_Instance* instance, const uint8_t* input, i
 int32_t Zd_AAC_Dec_Close(Zd_AAC_Dec_Instance* instance) ZD_AAC_DEC_NOEXCEPT;
 
 /*
- * Redirects the few lines of text that this copy of the library prints: to `writer`, or with null to the
- * standard error, the default. Applies to all threads. The writer may be called from any thread and must not
+ * Sets the receiver of the few lines of text that this copy of the library prints. Null restores the
+ * default, standard error. Applies to all threads. The writer may be called from any thread and must not
  * throw; `text` is valid during the call and includes its line ends.
  */
 typedef void (*Zd_AAC_Dec_ConsoleWriter)(const char* text);

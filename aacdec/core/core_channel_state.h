@@ -1,4 +1,4 @@
-// What the core synthesis of one channel remembers from frame to frame.
+// The state that the core synthesis of one channel carries from frame to frame.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ namespace zdr::aacdec {
 inline constexpr int kLtpHistory = 2 * kFrameLength;
 
 struct CoreChannelState {
-  // The windowed second half of the frame before, at 2^5 per step of 16-bit PCM.
+  // The windowed second half of the previous frame, at 2^5 per step of 16-bit PCM.
   alignas(64) int32_t overlap[kFrameLength];
   // LTP: the last output samples, newest last. Updated in the LTP profile only.
   alignas(64) int16_t history[kLtpHistory];

@@ -1,4 +1,4 @@
-// Chooses the form of the core's kernels at run time.
+// Selects the variant of the core's kernels at run time.
 #include "aacdec/core/core_kernels.h"
 
 #include "aacdec/fixed/cpu.h"

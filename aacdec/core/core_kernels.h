@@ -1,4 +1,4 @@
-// The inner loops of the core, compiled for several instruction sets; every form gives the same bits.
+// The inner loops of the core, compiled once per instruction set. Every variant produces the same bits.
 //
 // Counts and lengths are multiples of 8 unless a kernel says otherwise. Memory needs only the alignment of
 // its type.
@@ -23,7 +23,7 @@ struct CoreKernels {
   // DCT-IV without a scale factor: out[n] = sum of in[k] cos(pi / 1024 (n + 1/2) (k + 1/2)). `work` holds
   // kTransformWork values; `out` may be `in`. Sums wrap.
   void (*dct4_long)(const int32_t* in, int32_t* out, int32_t* work);
-  // The same for eight windows of 128 lines, times 8: their sums have an eighth of the terms.
+  // The same for eight windows of 128 lines, times 8, because their sums have an eighth of the terms.
   void (*dct4_short)(const int32_t* in, int32_t* out, int32_t* work);
   // The two halves of a windowed inverse transform whose DCT-IV is `y`, `length` lines: shifted right by 8
   // and multiplied by the rising half `window` or its mirror image. Windows are Q15 up to 32768, which is 1.
@@ -34,13 +34,13 @@ struct CoreKernels {
   // out = in / 2^shift, times `factor` unless that is 0, negated on request; truncated towards zero. `factor`
   // is not negative, `shift` is 0 to 31, `count` a multiple of 4.
   void (*attenuate)(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate);
-  // False when an output exceeds the filter's limit; `out` is incomplete then. Any count.
+  // False if an output exceeds the filter's limit; `out` is then incomplete. Any count is allowed.
   bool (*all_pole)(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out);
   // pcm[i * stride] = overlap[i] + time[i], rounded from 2^5 per step and clamped to -32767 .. 32767.
   void (*put_samples)(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride);
 };
 
-// One table per instruction set, defined in core_kernels_FORM.cpp.
+// One table per instruction set, defined in core_kernels_VARIANT.cpp.
 extern const CoreKernels kBaseCoreKernels;
 extern const CoreKernels kAvx2CoreKernels;  // exists on x86-64 only
 

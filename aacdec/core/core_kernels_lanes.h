@@ -1,4 +1,5 @@
-// The table of the core's kernels in the form of the including file's instruction set. For kernel files only.
+// The table of the core's kernels, compiled for the instruction set of the including file. For kernel files
+// only.
 #pragma once
 
 #include "aacdec/core/core_kernels.h"

@@ -1,6 +1,6 @@
 // The signal processing of the AAC core (ISO/IEC 14496-3, 4.6): from the parsed frame to 16-bit PCM.
 //
-// A frame takes two steps, so that a decoder can hold, attenuate or mix spectra in between:
+// A frame is processed in two steps, so that a decoder can hold, attenuate or mix spectra in between:
 //   reconstruct_spectra  quantised values and side information -> frame.spectrum
 //   synthesise_core      frame.spectrum and the window data -> PCM
 //
@@ -17,16 +17,16 @@ namespace zdr::aacdec {
 // Call reset() before the first use.
 struct CoreState {
   CoreChannelState channel[kMaxChannels];
-  // Working memory of the functions below; its contents mean nothing between calls.
+  // Working memory of the functions below; its contents are not preserved between calls.
   alignas(64) int32_t scratch[4 * kFrameLength];
 
   void reset();
 };
 
 // Computes frame.spectrum of all channels from the parsed data: dequantisation, PNS, M/S and intensity
-// stereo, LTP, TNS. Advances the noise generators and reads the overlap and history of `state`, so synthesise
-// the frame before first. False if a quantised value is out of range (8192 or more): the frame is damaged,
-// and its spectra are unspecified.
+// stereo, LTP, TNS. Advances the noise generators and reads the overlap and history of `state`, so the
+// previous frame must be synthesised first. False if a quantised value is out of range (8192 or more): the
+// frame is damaged, and its spectra are unspecified.
 bool reconstruct_spectra(Frame& frame, const StreamFormat& format, CoreState& state);
 
 // Turns frame.spectrum into kFrameLength samples per channel: DRC and the mix to mono (both change the

@@ -1,5 +1,5 @@
-// Dequantisation in three ranges: small values from a table of finished lines, values below 256 from the
-// table of powers, larger ones by interpolation between its entries.
+// Dequantises in three ranges: small values from a table of results, values below 256 from the table of
+// powers, larger ones by interpolation between its entries.
 #include "aacdec/core/dequantiser.h"
 
 #include <algorithm>
@@ -16,8 +16,8 @@ constexpr int kTabulatedPowers = kPowerLawEntries - 1;
 // The scale factor at which a value of 1 becomes 2^14: the Q19 power shifted right by 5.
 constexpr int kUnityScaleFactor = 144;
 constexpr int kPowerLawShift = 5;
-// For values from 256 on, the scale factor from which the shift is counted when it is checked against the
-// word.
+// For values of 256 and more: the scale factor that corresponds to a shift of 0 when the shift is checked
+// against kLargestShift.
 constexpr int kLargeUnityScaleFactor = 108;
 constexpr int kLargestShift = 31;
 
@@ -55,7 +55,7 @@ int64_t interpolated_power(int q) {
   return (low + (rest * step >> shift)) * kPowerLaw.value[1 << shift] >> 24;
 }
 
-// As scale_by_quarter_steps, for a number that may need one bit more than the word has.
+// Like scale_by_quarter_steps(), for a number that may need one bit more than the word has.
 int32_t scale_large(int64_t v, int exponent) {
   const int shift = exponent > 0 ? (exponent + 3) / 4 : -exponent / 4;
   if (shift > kLargestShift) return 0;
@@ -75,7 +75,7 @@ int32_t with_sign(int32_t v, int q) {
   return q < 0 ? -v : v;
 }
 
-// The OR of the magnitudes of a run.
+// Returns the OR of the magnitudes of a run.
 unsigned combined_magnitudes(const int16_t* quantised, int count) {
   unsigned bits = 0;
   for (int i = 0; i < count; ++i) bits |= static_cast<unsigned>(std::abs(int{quantised[i]}));

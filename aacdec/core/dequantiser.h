@@ -1,5 +1,5 @@
-// Dequantisation and scaling of one channel (ISO/IEC 14496-3, 4.6.1 and 4.6.2), and reordering from the order
-// of the stream to that of the lines, window after window (4.6.3).
+// Dequantisation and scaling of one channel (ISO/IEC 14496-3, 4.6.1 and 4.6.2), and reordering from stream
+// order to line order, window by window (4.6.3).
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ inline constexpr int kMaxQuantised = 8191;
 int32_t dequantise_value(int q, int scale_factor);
 
 // Fills `spectrum`, kFrameLength lines; bands without a spectral codebook are 0. False if a magnitude exceeds
-// kMaxQuantised; `spectrum` is incomplete then.
+// kMaxQuantised; `spectrum` is then incomplete.
 bool dequantise(const ChannelStream& channel, const ScaleFactorBands& bands, const int16_t* quantised,
                 int32_t* spectrum);
 

@@ -1,4 +1,4 @@
-// Gains from the control values of the bands and the program reference level.
+// Computes the gain of each band from its control value and the program reference level.
 #include "aacdec/core/dynamic_range_gain.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ constexpr int kReferenceControl = 168;
 // A gain index is four units of control or reference level.
 constexpr int kUnitsPerStep = 4;
 
-// A factor up to 2^3.4, as a Q31 multiplication and a shift to the left.
+// A factor up to 2^3.4, as a Q31 multiplication followed by a left shift.
 struct Gain {
   int32_t factor;
   int shift;
@@ -32,7 +32,7 @@ Gain band_gain(const DynamicRange& range, int band) {
   const int32_t p = dynamic_range_gain(range.program_reference_level / kUnitsPerStep);
   constexpr int kScale = 6;
   const int32_t product = mul_q31(c, p << kScale);
-  // The product times 2^6 is the factor in Q31, in which gains of 1 and more do not fit.
+  // The product times 2^6 is the factor in Q31, which cannot represent gains of 1 and more.
   const int fitting = std::min(kScale, std::countl_zero(static_cast<uint32_t>(product)) - 1);
   return {product << fitting, kScale - fitting};
 }

@@ -1,4 +1,4 @@
-// The choice of windows and the overlap of long and short blocks; the transforms are kernels.
+// Chooses windows and overlaps long and short blocks; the transforms are kernels.
 #include "aacdec/core/filter_bank.h"
 
 #include <algorithm>
@@ -41,7 +41,7 @@ int32_t weight(int32_t v, uint16_t window) {
   return with_sign_of(static_cast<uint32_t>(uint64_t{magnitude(v)} * window >> 15), v);
 }
 
-// Overlaps eight windows of 2 * kShortLength samples, each kShortLength after the one before. `sum` begins
+// Overlaps eight windows of 2 * kShortLength samples, each kShortLength after the previous one. `sum` begins
 // with the first one and must be zero.
 void overlap_short_windows(const int32_t* y, int previous_shape, int shape, int32_t* sum) {
   const CoreKernels& kernels = core_kernels();
@@ -98,8 +98,8 @@ void analyse_long(int32_t* signal, const IcsInfo& ics, int previous_shape, int32
     early = weight(early, rise[i]);
     late = weight(late, fall[i]);
   }
-  // The folded signal is reduced to 2^4 per step: otherwise the sum over a frame would overflow, and this
-  // gives the scale of the spectrum.
+  // The folded signal is reduced to 2^4 per step, which keeps the sum over a frame from overflowing and
+  // yields the scale of the spectrum.
   constexpr int kHalf = kFrameLength / 2;
   for (int i = 0; i < kHalf; ++i) {
     lines[i] = sub_wrapping(sub_wrapping(0, signal[3 * kHalf - 1 - i]), signal[3 * kHalf + i]) >> 3;

@@ -1,5 +1,5 @@
-// The past signal is transformed with the windows of the frame and shaped by the inverse TNS filters before
-// it is added.
+// Predicts a spectrum: transforms the past output with the windows of the frame and applies the inverse TNS
+// filters before adding the result.
 #include "aacdec/core/long_term_prediction.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// The all-pole filter runs with as much headroom as the lines allow; if an output exceeds its limit, it runs
-// again with less, at last saturating.
+// Builds and runs the TNS filters. The all-pole filter starts with as much headroom as the lines allow; if an
+// output exceeds its limit, it is run again with less, and finally with saturation.
 #include "aacdec/core/noise_shaping.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The noise generator and the scaling of its output to the transmitted energy.
+// Generates noise and scales it to the transmitted energy.
 #include "aacdec/core/noise_substitution.h"
 
 #include <bit>
@@ -10,8 +10,8 @@ namespace {
 
 constexpr int kSpectrumScale = 3;  // 2^3 for one step of PCM
 
-// Kept: each channel has a generator of its own, which starts at 0 like that of the other channel. Both give
-// the same noise until one has drawn more, and noise that a pair declares common is not shared.
+// Kept: each channel has its own generator, and both start at 0. They produce the same noise until one has
+// drawn more values, and noise that a pair declares common is not shared.
 //
 // The low bits of a linear congruential generator have short periods, so only the high half is used.
 int32_t draw(uint32_t& state) {

@@ -35,7 +35,7 @@ struct Attenuation {
 [[gnu::always_inline]] inline Lanes attenuated(Lanes v, const Attenuation& by) {
   const Lanes sign = sign_mask(v);
   Lanes bits = (v ^ sign) - sign;
-  // The magnitude of the least value is one too large for a signed word.
+  // The magnitude of kInt32Min is one too large for a signed word.
   bits = (bits - (bits >> 31)) >> by.shift;
   if (by.factor != 0) bits = mul_q31(bits, broadcast(by.factor));
   const Lanes new_sign = sign ^ by.negation;
@@ -55,8 +55,8 @@ void attenuate(const int32_t* in, int32_t* out, int count, int shift, int32_t fa
   high = __builtin_shufflevector(high, Lanes{}, 1, 2, 3, 4, 5, 6, 7, 8);
 }
 
-// An output contributes to the next two lines by scalar products, and to later lines through lanes that
-// accumulate the sum of each line to come. The latency of a vector product is thus never waited for.
+// Each output contributes to the next two lines by scalar products, and to later lines through lanes that
+// accumulate their sums. No step therefore waits for a vector product.
 bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out) {
   constexpr int kNear = 2;
   const Lanes low_taps = load(filter.a + kNear);

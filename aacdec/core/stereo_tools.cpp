@@ -1,4 +1,4 @@
-// Neighbouring M/S bands are joined into runs for the kernel.
+// Applies M/S and intensity stereo band by band. Adjacent M/S bands are joined into runs for the kernel.
 #include "aacdec/core/stereo_tools.h"
 
 #include <algorithm>

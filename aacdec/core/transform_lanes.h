@@ -1,10 +1,10 @@
 // The transforms of the filter bank (IMDCT and MDCT as DCT-IV; ISO/IEC 14496-3, 4.6.11), eight lanes at a
 // time. For kernel files only.
 //
-// The Fourier transform of 512 points is 8 transforms of 64 points, one in each lane, followed by 64 of 8
-// points; the one of 64 points is 8 by 8. Eight short windows are eight lanes of the transform of 64 points.
+// The 512-point Fourier transform is 8 transforms of 64 points, one in each lane, followed by 64 of 8 points;
+// a 64-point transform is 8 by 8. Eight short windows are eight lanes of the 64-point transform.
 //
-// Truncation makes the order of the operations part of the output: do not change it.
+// Do not change the order of the operations: because of truncation, it determines the output.
 #pragma once
 
 #include <cstdint>
@@ -102,12 +102,12 @@ template <typename Put>
   return __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14);
 }
 
-[[gnu::always_inline]] inline Lanes odd_lanes_from_the_end(Lanes a, Lanes b) {
+[[gnu::always_inline]] inline Lanes odd_lanes_reversed(Lanes a, Lanes b) {
   return __builtin_shufflevector(a, b, 15, 13, 11, 9, 7, 5, 3, 1);
 }
 
 // Stores a[0], b[7], a[1], b[6] and so on.
-[[gnu::always_inline]] inline void store_woven(int32_t* to, Lanes a, Lanes b) {
+[[gnu::always_inline]] inline void store_interleaved(int32_t* to, Lanes a, Lanes b) {
   const Lanes back = reverse(b);
   store(to, __builtin_shufflevector(a, back, 0, 8, 1, 9, 2, 10, 3, 11));
   store(to + kLanes, __builtin_shufflevector(a, back, 4, 12, 5, 13, 6, 14, 7, 15));
@@ -116,12 +116,12 @@ template <typename Put>
 void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
   int32_t* const rows = work;
   int32_t* const other_rows = work + kTransformWork / 2;
-  // Even lines are real parts; odd lines, from the end, are imaginary ones.
+  // Even lines are the real parts; odd lines, in reverse order, are the imaginary ones.
   for (int row = 0; row < 64; ++row) {
     const int32_t* const low = in + 16 * row;
     const int32_t* const high = in + 1024 - 16 - 16 * row;
     const ComplexLanes v = {even_lanes(load(low), load(low + kLanes)),
-                            odd_lanes_from_the_end(load(high), load(high + kLanes))};
+                            odd_lanes_reversed(load(high), load(high + kLanes))};
     store_row(rows, row, rotate(v, eight_rotations(kLongRotations, 8 * row)));
   }
   fourier_512(rows, other_rows);
@@ -129,8 +129,8 @@ void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
     const int high = 63 - low;
     const ComplexLanes a = rotate(load_row(rows, low), eight_rotations(kLongRotations, 8 * low));
     const ComplexLanes b = rotate(load_row(rows, high), eight_rotations(kLongRotations, 8 * high));
-    store_woven(out + 16 * low, a.re, Lanes{} - b.im);
-    store_woven(out + 16 * high, b.re, Lanes{} - a.im);
+    store_interleaved(out + 16 * low, a.re, Lanes{} - b.im);
+    store_interleaved(out + 16 * high, b.re, Lanes{} - a.im);
   }
 }
 

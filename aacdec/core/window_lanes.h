@@ -17,7 +17,7 @@ namespace {
   return __builtin_convertvector(half, Lanes);
 }
 
-// The first half of the inverse transform is the second half of y, then that half negated and reversed.
+// The first half of the inverse transform is the second half of y, followed by its negated mirror image.
 void window_rise(const int32_t* y, int length, const uint16_t* window, int32_t* out) {
   for (int i = 0; i < length / 2; i += kLanes) {
     const int mirrored = length - kLanes - i;
@@ -28,7 +28,7 @@ void window_rise(const int32_t* y, int length, const uint16_t* window, int32_t* 
   }
 }
 
-// The second half is the first half of y negated and reversed, then that half negated.
+// The second half is the negated mirror image of the first half of y, followed by that half negated.
 void window_fall(const int32_t* y, int length, const uint16_t* window, int32_t* out) {
   for (int i = 0; i < length / 2; i += kLanes) {
     const int late = length / 2 + i;
@@ -40,7 +40,7 @@ void window_fall(const int32_t* y, int length, const uint16_t* window, int32_t* 
 }
 
 [[gnu::always_inline]] inline Lanes clamp_to_sample(Lanes v) {
-  // Kept: the least sample is -32767.
+  // Kept: the smallest sample is -32767.
   //
   // 32767 - v and v + 32767 are negative outside the range; v has 27 bits.
   const Lanes limit = broadcast(32767);

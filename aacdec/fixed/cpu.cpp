@@ -6,7 +6,7 @@ namespace {
 
 bool has_wide_vectors() {
 #if defined(__x86_64__)
-  // Required here: this may run before the constructor of the compiler's runtime that does the same.
+  // Needed because this may run before the compiler runtime's constructor that does the same.
   __builtin_cpu_init();
   return __builtin_cpu_supports("avx2") != 0;
 #else

@@ -1,10 +1,9 @@
 // The operations of fixed_point.h on eight values at a time, with the compiler's vector types: one source
-// gives the same bits with every instruction set.
+// produces the same bits with every instruction set.
 //
-// For kernel files only. Kernel files are compiled once per instruction set. Everything in them is in an
-// unnamed namespace, except the table of their functions, and of other headers they use only data and
-// functions that are always inlined: the linker might otherwise pick the form of a shared function that not
-// every processor can run.
+// For kernel files only. They are compiled once per instruction set. Everything in them except the table of
+// kernels is in an unnamed namespace, and from other headers they use only data and always-inlined functions.
+// Otherwise the linker might keep a copy of a shared function that not every processor can run.
 #pragma once
 
 #include <cstdint>
@@ -77,7 +76,7 @@ using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
   return (product ^ sign) - sign;
 }
 
-// The largest value, or the least one in negative lanes.
+// kInt32Max, or kInt32Min in negative lanes.
 [[gnu::always_inline]] inline Lanes saturated(Lanes v) {
   return sign_mask(v) ^ 0x7FFFFFFFU;
 }
@@ -108,7 +107,7 @@ struct ComplexLanes {
   return {a.im, Lanes{} - a.re};
 }
 
-// Fourier transform of 4 points. The results are `step` apart in `out`, which may hold the arguments.
+// Fourier transform of 4 points. The results are `step` apart in `out`, which may overlap the arguments.
 [[gnu::always_inline]] inline void fourier_4(ComplexLanes a, ComplexLanes b, ComplexLanes c, ComplexLanes d,
                                              ComplexLanes* out, int step) {
   const ComplexLanes even_sum = a + c;

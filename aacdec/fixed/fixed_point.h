@@ -1,7 +1,7 @@
 // The arithmetic of the decoder's signal processing: 32-bit fixed point, no floating point at run time.
 //
-// The core multiplies with mul_q31 only, whose truncation is part of the decoder's output: every form of it,
-// scalar or vector, gives the same bits. Values that a damaged stream drives out of range saturate in the
+// The core multiplies with mul_q31 only. Its truncation is part of the decoder's output, so the scalar and
+// vector versions produce the same bits. Values that a damaged stream drives out of range saturate in the
 // spectral tools and wrap, as unsigned numbers, inside the transforms; no signed type overflows.
 //
 // Functions that kernel files use are always inlined (see fixed_lanes.h).
@@ -14,21 +14,20 @@ namespace zdr::aacdec {
 inline constexpr int32_t kInt32Max = 0x7FFFFFFF;
 inline constexpr int32_t kInt32Min = -0x7FFFFFFF - 1;
 
-// |v|; 2^31 for the least value.
+// |v|; 2^31 for kInt32Min.
 [[gnu::always_inline]] constexpr uint32_t magnitude(int32_t v) {
   const auto bits = static_cast<uint32_t>(v);
   return v < 0 ? 0U - bits : bits;
 }
 
-// v with the sign of `sign`. A magnitude of 2^31 gives the least value with either sign.
+// v with the sign of `sign`. A magnitude of 2^31 yields kInt32Min with either sign.
 [[gnu::always_inline]] constexpr int32_t with_sign_of(uint32_t v, int32_t sign) {
   return static_cast<int32_t>(sign < 0 ? 0U - v : v);
 }
 
 // a * b / 2^31, computed from the 16-bit halves of the magnitudes: the product of the low halves is omitted,
 // each mixed product is truncated separately, and the sign is applied last. The result is up to four units
-// nearer to zero than the product. The least value times itself is the least value; 0x7FFFFFFF squared is
-// 0x7FFFFFFC.
+// nearer to zero than the product. kInt32Min squared is kInt32Min; 0x7FFFFFFF squared is 0x7FFFFFFC.
 [[gnu::always_inline]] constexpr int32_t mul_q31(int32_t a, int32_t b) {
   const uint32_t a_bits = magnitude(a);
   const uint32_t b_bits = magnitude(b);
@@ -78,13 +77,13 @@ constexpr int32_t shift_left_wrapping(int32_t v, int count) {
 inline constexpr int32_t kQuarterSteps[4] = {kInt32Max, 1805811301, 1518500250, 1276901417};
 
 // v * 2^(exponent/4), truncated towards zero; saturates upwards. An exponent that needs a shift of 32 or more
-// gives 0 in both directions, which silences bands with an invalid scale.
+// yields 0 in either direction, which silences bands with an invalid scale.
 constexpr int32_t scale_by_quarter_steps(int32_t v, int exponent) {
   const int shift = exponent > 0 ? (exponent + 3) / 4 : -exponent / 4;
   if (shift >= 32) return 0;
   const int32_t shifted =
       exponent > 0 ? shift_left_saturating(v, shift) : with_sign_of(magnitude(v) >> shift, v);
-  // Without quarter steps there is no multiplication, which would lose a unit.
+  // Whole powers of two skip the multiplication, which would lose a unit.
   const int steps = -exponent & 3;
   return steps == 0 ? shifted : mul_q31(shifted, kQuarterSteps[steps]);
 }

@@ -2,7 +2,7 @@
 // range from 1e-12 to 2^69 and beyond.
 //
 // Each operation is exact to about the last bit of the mantissa (2^-31 of the value). Operations do not
-// overflow while exponents stay within 2^28, far more than any chain of them reaches.
+// overflow while exponents stay within 2^28, far beyond what any chain of them reaches.
 #pragma once
 
 #include <array>
@@ -85,8 +85,8 @@ inline constexpr auto kRootSeeds = [] {
   return seeds;
 }();
 
-// sqrt(value) within a unit or two, for values of 2^62 and more: each Newton step doubles the number of
-// correct bits.
+// Returns sqrt(value) within a unit or two, for values of 2^62 and more. Each Newton step doubles the number
+// of correct bits.
 constexpr uint64_t integer_root(uint64_t value) {
   uint64_t root = kRootSeeds[(value >> 56) - 64];
   root = (root + value / root) >> 1;

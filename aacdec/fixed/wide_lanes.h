@@ -1,4 +1,4 @@
-// 64-bit products of eight values at a time, so that sums of products are rounded only once. For kernel files
+// 64-bit products of eight values at a time, so that a sum of products is rounded only once. For kernel files
 // only.
 #pragma once
 
@@ -78,7 +78,7 @@ struct WideLanes {
   return reinterpret_cast<Lanes>(at_least < highs ? at_least : highs);
 }
 
-// a * w / 2^shift; a shift of 30 keeps the scale of a.
+// a * w / 2^shift; a shift of 30 preserves the scale of a.
 [[gnu::always_inline]] inline ComplexLanes product(ComplexLanes a, ComplexLanes w_q30, int shift = 30) {
   return {narrowed(wide_product(a.re, w_q30.re) - wide_product(a.im, w_q30.im), shift),
           narrowed(wide_product(a.re, w_q30.im) + wide_product(a.im, w_q30.re), shift)};

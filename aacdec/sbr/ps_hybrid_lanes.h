@@ -16,7 +16,7 @@ namespace {
 inline void limit_samples(QmfMatrix& bands) {
   constexpr int32_t kLimit = 1 << 27;
   for (int band = 0; band < kQmfBands; ++band) {
-    // Includes the slots ahead of the frame.
+    // Includes the slots after the frame.
     for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {
       for (int32_t* row : {bands.re[band] + s, bands.im[band] + s}) {
         store(row, clamped(shift_right_rounded(load(row), kSampleScaleBits - kPsScaleBits), -kLimit, kLimit));
@@ -27,7 +27,7 @@ inline void limit_samples(QmfMatrix& bands) {
 
 inline constexpr int kHybridColumn = 8;
 
-// One split band: the last slots of the frame before, the slots of this frame, and the slots ahead.
+// One split band: the last slots of the previous frame, the slots of this frame, and the slots after it.
 struct HybridInput {
   int32_t re[kRowStride];
   int32_t im[kRowStride];
@@ -62,8 +62,8 @@ struct WideComplex {
   return {narrowed(v.re, 30), narrowed(v.im, 30)};
 }
 
-// Channels q and 7 - q of the eight into which band 0 is split have conjugate filters: they differ in the
-// sign of `odd`.
+// Band 0 is split into eight channels. Channels q and 7 - q have conjugate filters: they differ in the sign
+// of `odd`.
 inline void split_in_eight(const HybridInput& in, int slot, int q, WideComplex& even, WideComplex& odd) {
   const ComplexLanes centre = in.at(slot);
   even = WideComplex{widened(centre.re, 27), widened(centre.im, 27)};
@@ -95,7 +95,7 @@ inline void split_band_0(const HybridInput& in, ComplexRow* out) {
   }
 }
 
-// The lower channel is the sum in band 2, and the difference in band 1, whose frequencies run downwards.
+// In band 2 the lower channel is the sum; in band 1, whose frequencies run downwards, it is the difference.
 inline void split_in_two(const HybridInput& in, ComplexRow& sum_row, ComplexRow& difference_row) {
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
     const ComplexLanes centre = in.at(slot);

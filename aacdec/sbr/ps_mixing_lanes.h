@@ -46,7 +46,7 @@ inline StereoLanes mix(const PsSynthesisState& ps, int parameter_band, int slot,
   store(right.im[band] + kLeadSlots + slot, v.right.im);
 }
 
-// Mixes the sub-bands [first, end) and joins them to QMF band `band`.
+// Mixes the sub-bands [first, end) and adds them up to QMF band `band`.
 inline void mix_split_band(int first, int end, int band, PsSynthesisState& ps, QmfMatrix& bands) {
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
     StereoLanes sum{};
@@ -96,7 +96,7 @@ inline void mix_delayed_band(int k, PsSynthesisState& ps, QmfMatrix& bands) {
   }
 }
 
-// Makes the left channel in `bands` and the right one in ps.right.
+// Writes the left channel to `bands` and the right one to ps.right.
 void mix_channels(PsSynthesisState& ps, QmfMatrix& bands) {
   mix_split_band(0, 6, 0, ps, bands);
   mix_split_band(6, 8, 1, ps, bands);

@@ -1,4 +1,4 @@
-// The state and the working memory of parametric stereo synthesis, which its kernels read and write.
+// The state and working memory of parametric stereo synthesis, shared with its kernels.
 #pragma once
 
 #include <cstdint>
@@ -14,14 +14,15 @@ inline constexpr int kSubBands = kHybridBands + kQmfBands - kSplitBands;
 inline constexpr int kAllPassBands = 30;  // sub-bands with the all-pass chain; those above are only delayed
 inline constexpr int kAllPassLanes = 32;
 inline constexpr int kAllPassLinks = 3;
-inline constexpr int kHybridDelay = 6;  // slots that the hybrid filters reach back, and ahead
+inline constexpr int kHybridDelay = 6;  // slots that the hybrid filters read before and after the current one
 inline constexpr int kLongDelay = 14;   // slots, of sub-bands from kAllPassBands on
 inline constexpr int kShortDelay = 1;   // slots, of sub-bands from kShortDelayBand on
 inline constexpr int kShortDelayBand = 42;
 
-// Samples inside are at 2^5 per step of PCM and limited to 2^27, twice full scale, so that nothing overflows:
-// the all-pass chain makes at most 5.2 times the largest complex sample, 2^29.9, and the six sub-bands of QMF
-// band 0, signal and copy, add up to 2^30.6 in a channel. Left and right come out at 2^4 per step.
+// Internal samples are at 2^5 per step of PCM and limited to 2^27, twice full scale, so that nothing
+// overflows: the all-pass chain amplifies the largest complex sample at most 5.2 times, to 2^29.9, and the
+// six sub-bands of QMF band 0, signal and copy, add up to 2^30.6 in a channel. Left and right are output at
+// 2^4 per step.
 inline constexpr int kPsScaleBits = 5;
 inline constexpr int kPsOutputScaleBits = 4;
 
@@ -35,13 +36,13 @@ struct AllPassState {
   static constexpr int kInputSlots = 2;
   alignas(64) int32_t input_re[kInputSlots][kAllPassLanes];
   alignas(64) int32_t input_im[kInputSlots][kAllPassLanes];
-  // The links' delays of 3, 4 and 5 slots, one after the other.
+  // The delays of the links, 3, 4 and 5 slots, stored in sequence.
   static constexpr int kLinkSlots = 3 + 4 + 5;
   alignas(64) int32_t link_re[kLinkSlots][kAllPassLanes];
   alignas(64) int32_t link_im[kLinkSlots][kAllPassLanes];
 };
 
-// Follows the energy of one parameter band to find transients, in squared units of samples.
+// Tracks the energy of one parameter band to detect transients, in squared units of samples.
 struct TransientDetector {
   uint64_t peak;
   uint64_t smooth;
@@ -53,7 +54,7 @@ struct TransientDetector {
 inline constexpr int kMixingEntries = 4;
 
 struct PsSynthesisState {
-  // Of the signal, from frame to frame.
+  // State of the signal, carried from frame to frame.
   struct Memory {
     int32_t hybrid_re[kSplitBands][kHybridDelay];
     int32_t hybrid_im[kSplitBands][kHybridDelay];
@@ -63,7 +64,7 @@ struct PsSynthesisState {
     int32_t delay_im[kSubBands - kAllPassBands][kLongDelay];
     TransientDetector detector[kPsBands];
   } memory;
-  int32_t mixing_q30[kPsBands][kMixingEntries];  // reached at the end of the frame before
+  int32_t mixing_q30[kPsBands][kMixingEntries];  // reached at the end of the previous frame
 
   // Working memory of a frame.
   QmfMatrix right;

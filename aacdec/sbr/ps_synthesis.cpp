@@ -1,5 +1,5 @@
-// The steps of a frame, transient damping and the mixing coefficients over time; the loops over samples are
-// kernels.
+// Runs the steps of a frame, and computes transient damping and the mixing coefficients over time; the loops
+// over samples are kernels.
 #include "aacdec/sbr/ps_synthesis.h"
 
 #include <algorithm>
@@ -16,8 +16,8 @@ namespace {
 
 constexpr int32_t kOneQ30 = 1 << 30;
 
-// Clears the delay lines above the signal's last band, which would keep ringing after a header has lowered
-// it.
+// Clears the delay lines above the last band of the signal: they would keep ringing after a header has
+// lowered that band.
 void clear_bands_above(int band_end, PsSynthesisState& ps) {
   const int first = std::max(band_end, kSplitBands) - kSplitBands + kHybridBands;
   for (int k = std::max(first, kAllPassBands); k < kSubBands; ++k) {
@@ -101,7 +101,7 @@ void interpolate_mixing(const PsFrame& frame, int band, PsSynthesisState& ps) {
 
 void PsSynthesis::configure() {
   std::memset(static_cast<void*>(this), 0, sizeof *this);
-  // Until the first parameters are reached, both channels are the signal.
+  // Until the first parameters are reached, both channels carry the signal.
   for (auto& entries : state.mixing_q30) entries[0] = entries[1] = kOneQ30;
 }
 

@@ -1,10 +1,10 @@
-// Parametric stereo (PS; ISO/IEC 14496-3, subpart 8) in the 20-band configuration: two channels of QMF
-// samples from one.
+// Parametric stereo (PS; ISO/IEC 14496-3, subpart 8) in the 20-band configuration: turns one channel of QMF
+// samples into two.
 //
-// How a frame flows: the lowest three QMF bands are split further (hybrid analysis), which gives 71 sub-bands
-// with the others. Each gets a decorrelated copy, by a chain of all-passes or a delay, damped where the
-// signal has a transient. Signal and copy are mixed to left and right by the transmitted level differences
-// (IID) and coherences (ICC), and the split bands are joined again.
+// Processing of a frame: hybrid analysis splits the lowest three QMF bands further, for 71 sub-bands in all.
+// A chain of all-passes or a delay makes a decorrelated copy of each, damped where the signal has a
+// transient. Signal and copy are mixed to left and right by the transmitted level differences (IID) and
+// coherences (ICC), and the split bands are joined again.
 #pragma once
 
 #include "aacdec/sbr/ps_state.h"
@@ -17,15 +17,15 @@ struct PsSynthesis {
   bool active;  // PS data have arrived in this stream
   PsSynthesisState state;
 
-  // Begins a stream. Required before the first use.
+  // Starts a stream. Must be called before the first use.
   void configure();
 
-  // Clears delay lines and detectors, for a new signal; the parameters reached remain.
+  // Clears delay lines and detectors for a new signal; the current parameters remain.
   void clear_signal();
 
-  // Makes the left channel of `bands` in place, and state.right. The lowest kSplitBands rows of `bands` must
-  // hold kHybridDelay slots more than the frame; rows from `band_end` on are silent. A frame without data
-  // continues with the parameters reached.
+  // Replaces `bands` by the left channel and writes the right one to state.right. The lowest kSplitBands rows
+  // of `bands` must hold kHybridDelay slots more than the frame; rows from `band_end` on are silent. A frame
+  // without data continues with the current parameters.
   void process(const PsFrame& frame, int band_end, QmfMatrix& bands);
 };
 

@@ -15,7 +15,7 @@ inline constexpr int kCoreBands = 32;  // of the analysis
 inline constexpr int kQmfSlots = 32;   // of a frame
 // Slots of a row before the first output slot: the delay of the HF adjustment.
 inline constexpr int kLeadSlots = 2;
-// Slots of a row with samples of the frame before; the analysis writes the slots after them.
+// Slots of a row with samples of the previous frame; the analysis writes the slots after them.
 inline constexpr int kHistorySlots = 8;
 inline constexpr int kRowSlots = kHistorySlots + kQmfSlots;
 inline constexpr int kRowStride = 48;
@@ -36,7 +36,7 @@ struct QmfSynthesisState {
   int32_t history[2 * kQmfBands][10];
 };
 
-// Working memory; its contents mean nothing between calls.
+// Working memory; its contents are not preserved between calls.
 struct QmfScratch {
   alignas(64) int32_t rows[2 * kQmfBands][kRowStride];
 };

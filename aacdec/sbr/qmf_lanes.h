@@ -1,6 +1,6 @@
-// The QMF banks of SBR (ISO/IEC 14496-3, 4.6.18.4), eight slots at a time, one per lane. The window becomes
-// products of rows that are shifted by whole slots, the modulation complex transforms of 32 or 16 points. For
-// kernel files only.
+// The QMF banks of SBR (ISO/IEC 14496-3, 4.6.18.4), eight slots at a time, one per lane. Windowing is
+// computed as products of rows shifted by whole slots, modulation as complex transforms of 32 or 16 points.
+// For kernel files only.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@
 namespace zdr::aacdec {
 namespace {
 
-// Columns of the scratch rows: the slots of the frame begin here, preceded by those of the frames before.
+// Columns of the scratch rows: the slots of the frame begin here, preceded by those of the previous frames.
 inline constexpr int kFrameColumn = 16;
 inline constexpr int kSynthesisHistory = 10;
 inline constexpr int kAnalysisHistory = 9;

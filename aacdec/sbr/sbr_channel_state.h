@@ -1,4 +1,4 @@
-// What SBR synthesis of one channel remembers from frame to frame.
+// The state that the SBR synthesis of one channel carries from frame to frame.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,8 @@ struct SbrCoreTail {
 struct SbrChannelState {
   QmfAnalysisState analysis;
 
-  // Of the frame before: the last slots of its core bands, and the slots of its high bands beyond its end.
+  // Of the previous frame: the last slots of its core bands, and the slots of its high bands that extend past
+  // its end.
   SbrCoreTail core;
   static constexpr int kOverlapSlots = 6;
   int32_t overlap_re[kQmfBands][kOverlapSlots];
@@ -27,11 +28,11 @@ struct SbrChannelState {
   uint8_t m;           // its number of high bands
   uint8_t end_border;  // its last border, in time slots: 16 to 19
 
-  // SbrChannelFrame::bands_generation of the last frame with SBR data; 0: none yet (a stream's first header
-  // has 1).
+  // SbrChannelFrame::bands_generation of the last frame with SBR data; 0: none yet (the first header of a
+  // stream has 1).
   uint32_t bands_generation;
   bool has_gain_history;
-  bool transient_at_end;  // the frame before announced a transient for the first envelope of the next one
+  bool transient_at_end;  // the previous frame announced a transient for the first envelope of this one
   uint8_t invf_mode[kMaxNoiseBands];
   int32_t bandwidth_q31[kMaxNoiseBands];
   bool sine[kQmfBands];  // sinusoids of the last envelope, by QMF band

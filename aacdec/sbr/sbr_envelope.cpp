@@ -1,4 +1,4 @@
-// Powers of two in half steps, and their division between coupled channels.
+// Computes energies as powers of the square root of two, and divides them between coupled channels.
 #include "aacdec/sbr/sbr_envelope.h"
 
 #include <algorithm>
@@ -28,7 +28,8 @@ bool is_coupled(const SbrFrame& frame) {
          frame.channel[0].status == SbrStatus::kParsed;
 }
 
-// The part of `both` that belongs to a channel; the right one has `ratio` times the left one.
+// Returns the part of `both` that belongs to a channel; the right channel has `ratio` times the energy of the
+// left.
 Magnitude part_of(Magnitude both, Magnitude ratio, int channel) {
   const Magnitude left = both / (kOne + ratio);
   return channel == 0 ? left : left * ratio;

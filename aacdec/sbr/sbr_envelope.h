@@ -1,5 +1,5 @@
 // Dequantisation of SBR envelopes and noise floors (ISO/IEC 14496-3, 4.6.18.3.5), for single channels, pairs,
-// and coupled pairs, in which balances divide common levels between the channels.
+// and coupled pairs, where balances divide common levels between the channels.
 #pragma once
 
 #include "aacdec/fixed/magnitude.h"
@@ -7,10 +7,11 @@
 
 namespace zdr::aacdec {
 
-// Mean energy of a QMF sample in band `band` of envelope `envelope`, in squared steps of 16-bit PCM.
+// Returns the mean energy of a QMF sample in band `band` of envelope `envelope`, in squared steps of 16-bit
+// PCM.
 Magnitude envelope_energy(const SbrFrame& frame, int channel, int envelope, int band);
 
-// Energy of the noise floor relative to that of the patched signal.
+// Returns the energy of the noise floor relative to that of the patched signal.
 Magnitude noise_ratio(const SbrFrame& frame, int channel, int floor, int band);
 
 }  // namespace zdr::aacdec

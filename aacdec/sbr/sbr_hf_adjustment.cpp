@@ -1,5 +1,5 @@
-// The gains of an envelope, step by step: mapping of transmitted levels to bands, energies of the generated
-// signal, gains, limiter; mixing follows.
+// Computes the gains of an envelope step by step: maps the transmitted levels to bands, measures the
+// generated signal, sets and limits the gains, and passes them on to mixing.
 #include "aacdec/sbr/sbr_hf_adjustment.h"
 
 #include <algorithm>
@@ -28,7 +28,7 @@ struct Envelope {
   int floor;       // its noise floor
   int first_slot;  // of the output
   int end_slot;
-  bool transient;  // begins with a transient: no noise, no smoothing
+  bool transient;  // starts with a transient: no noise, no smoothing
   int fade;
 
   int kx() const { return data.bands.kx; }
@@ -51,7 +51,7 @@ void map_wanted_energies(const Envelope& e, SbrLevels& levels) {
 }
 
 // True if the envelope has a sinusoid in the high resolution band; it lies in the centre of the band. A new
-// sinusoid begins with the transient; one of the frame before continues.
+// sinusoid starts at the transient; one from the previous frame continues.
 bool has_sinusoid(const Envelope& e, const SbrChannelState& state, int high_band, int& centre) {
   const uint8_t* const high = e.data.bands.high;
   centre = (high[high_band] + high[high_band + 1]) / 2;
@@ -170,15 +170,15 @@ void take_square_roots(const Envelope& e, SbrLevels& levels) {
   }
 }
 
-// Remembers the sinusoids of the last envelope, which are mapped but not yet weighted.
+// Stores the sinusoids of the last envelope, which are mapped but not yet weighted.
 void store_sines(const Envelope& e, const SbrLevels& levels, SbrChannelState& state) {
   std::fill_n(state.sine, kQmfBands, false);
   for (int i = 0; i < e.m(); ++i) state.sine[e.kx() + i] = !levels.sine[i].is_zero();
 }
 
-// Returns the first slot of the first envelope. If a damaged stream leaves a gap after the frame before, the
-// envelope is extended over the gap; noise and sinusoids then start earlier, so that they are in the expected
-// phase after the frame.
+// Returns the first slot of the first envelope. If a damaged stream leaves a gap after the previous frame,
+// the envelope is extended over the gap. Noise and sinusoids then start earlier, so that their phase at the
+// end of the frame is as expected.
 int start_frame(const SbrBandTables& tables, const SbrGrid& grid, SbrChannelState& state) {
   const int start = 2 * grid.border[0];
   const int end_before = 2 * (state.end_border - kSbrTimeSlots);
@@ -190,7 +190,7 @@ int start_frame(const SbrBandTables& tables, const SbrGrid& grid, SbrChannelStat
   return end_before;
 }
 
-// The frame before may have announced a transient for the first envelope.
+// The previous frame may have announced a transient for the first envelope.
 Envelope envelope_of(const SbrFrame& frame, int channel, int index, const SbrChannelState& state) {
   const SbrChannelFrame& data = frame.channel[channel];
   const SbrGrid& grid = data.grid;

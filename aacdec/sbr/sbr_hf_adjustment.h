@@ -1,5 +1,5 @@
-// SBR envelope adjustment (HF adjustment; ISO/IEC 14496-3, 4.6.18.7): gives the generated bands the energies
-// that the stream transmits, and adds noise and sinusoids.
+// SBR envelope adjustment (HF adjustment; ISO/IEC 14496-3, 4.6.18.7): scales the generated bands to the
+// transmitted energies, and adds noise and sinusoids.
 #pragma once
 
 #include "aacdec/sbr/qmf_data.h"
@@ -9,7 +9,7 @@
 
 namespace zdr::aacdec {
 
-// A fade of this depth and more is silence.
+// A fade of this depth or more is silence.
 inline constexpr int kFadeToSilence = 3;
 
 // Adjusts the generated rows in place. Slots before and after the frame's envelopes are cleared. `fade` is

@@ -1,4 +1,4 @@
-// Covariances and linear prediction of each source row, in 128-bit integers, and the patches.
+// Computes covariances and linear prediction of each source row in 128-bit integers, and applies the patches.
 #include "aacdec/sbr/sbr_hf_generation.h"
 
 #include <algorithm>
@@ -125,8 +125,8 @@ Predictor predict(const Covariance& c) {
   return p;
 }
 
-// The strength of the inverse filter (bandwidth expansion), from the modes of the frame before and of this
-// one. Q31.
+// The strength of the inverse filter (bandwidth expansion) in Q31, from the modes of the previous frame and
+// of this one.
 int32_t bandwidth_of_modes(int before, int now) {
   constexpr int32_t kWeak = 1288490189;    // 0.6: entering or leaving whitening
   constexpr int32_t kLow = 1610612736;     // 0.75
@@ -144,7 +144,7 @@ int32_t bandwidth_of_modes(int before, int now) {
   }
 }
 
-// Entries beyond this frame's noise bands retain their values for a later header with more bands.
+// Entries past the noise bands of this frame retain their values for a later header with more bands.
 void update_bandwidths(const SbrChannelFrame& frame, SbrChannelState& state) {
   constexpr int32_t kLeast = 1 << 25;         // 1/64
   constexpr int32_t kMost = 255 * (1 << 23);  // 255/256

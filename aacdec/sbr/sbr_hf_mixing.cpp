@@ -1,4 +1,4 @@
-// Smoothing of the gains over time, and the mixing of one band after the other.
+// Smooths the gains over time and mixes band by band.
 #include "aacdec/sbr/sbr_hf_mixing.h"
 
 #include <algorithm>
@@ -129,7 +129,7 @@ void mix_part(const Mix& mix, BandMixer& mixer, int band, int first, int end, Ma
   mixer.add_noise(first, end, index, mix.tables.m);
 }
 
-// With smoothing, each slot within reach of the history has values of its own; those of later slots are
+// With smoothing, each slot within reach of the history has its own values; those of later slots are
 // constant.
 void mix_band(const Mix& mix, BandMixer& mixer, int band) {
   const MixedSlots& slots = mix.slots;

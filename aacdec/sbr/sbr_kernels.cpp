@@ -1,4 +1,4 @@
-// Chooses the form of the SBR kernels at run time.
+// Selects the variant of the SBR kernels at run time.
 #include "aacdec/sbr/sbr_kernels.h"
 
 #include "aacdec/fixed/cpu.h"

@@ -1,4 +1,4 @@
-// The inner loops of SBR and parametric stereo, compiled for several instruction sets; every form gives the
+// The inner loops of SBR and parametric stereo, compiled once per instruction set. Every variant produces the
 // same bits.
 #pragma once
 
@@ -13,7 +13,7 @@ namespace zdr::aacdec {
 struct PatchFilter {
   int source = 0;  // row
   int target = 0;  // row
-  // Q28: of the sample before, and of the one before that.
+  // Q28. Tap 1 weights the previous sample, tap 2 the one before it.
   int32_t tap1_re = 0, tap1_im = 0;
   int32_t tap2_re = 0, tap2_im = 0;
   int shift = 28;  // right shift of the result
@@ -41,12 +41,12 @@ struct SbrKernels {
   uint32_t (*patch)(QmfMatrix& bands, const PatchFilter& filter);
   // Computes `sums` over n from 0 to count - 1. Rows may be read up to 9 values past the last one used.
   void (*correlate)(const int32_t* re, const int32_t* im, int count, LaggedSums& sums);
-  // Returns the sum of |x[n]|^2, likewise.
+  // Returns the sum of |x[n]|^2 over the same range.
   uint64_t (*measure_energy)(const int32_t* re, const int32_t* im, int count);
   // Multiplies by mantissa / 2^shift, shift 1 to 62. Results of 2^31 and more wrap.
   void (*apply_gain)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift);
 
-  // The steps of parametric stereo follow, in the order of their calls.
+  // The steps of parametric stereo, in call order.
   //
   // Splits the lowest bands into ps.hybrid and limits the samples of all bands.
   void (*split_bands)(QmfMatrix& bands, PsSynthesisState& ps);
@@ -54,11 +54,11 @@ struct SbrKernels {
   void (*measure_energies)(const QmfMatrix& bands, PsSynthesisState& ps);
   // Fills ps.decorrelated.
   void (*decorrelate)(const QmfMatrix& bands, PsSynthesisState& ps);
-  // Makes the left channel in `bands` and the right one in ps.right.
+  // Writes the left channel to `bands` and the right one to ps.right.
   void (*mix_channels)(PsSynthesisState& ps, QmfMatrix& bands);
 };
 
-// One table per instruction set, defined in sbr_kernels_FORM.cpp.
+// One table per instruction set, defined in sbr_kernels_VARIANT.cpp.
 extern const SbrKernels kBaseSbrKernels;
 extern const SbrKernels kAvx2SbrKernels;  // exists on x86-64 only
 

@@ -1,4 +1,5 @@
-// The table of the SBR kernels in the form of the including file's instruction set. For kernel files only.
+// The table of the SBR kernels, compiled for the instruction set of the including file. For kernel files
+// only.
 #pragma once
 
 #include "aacdec/sbr/high_band_lanes.h"

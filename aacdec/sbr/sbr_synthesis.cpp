@@ -1,4 +1,4 @@
-// From the core's samples to QMF bands with high bands and back; what continues from frame to frame.
+// Turns core samples into QMF bands, adds the high bands and synthesises; carries state from frame to frame.
 #include "aacdec/sbr/sbr_synthesis.h"
 
 #include <algorithm>
@@ -31,8 +31,8 @@ Range range_of(const SbrChannelFrame& data) {
   return {data.bands.kx, data.bands.m};
 }
 
-// Copies the last slots of the frame before in front of the analysed ones, in bands that were core bands
-// then.
+// Copies the last slots of the previous frame ahead of the analysed ones, in bands that were core bands in
+// that frame.
 void load_core_history(const SbrChannelState& state, QmfMatrix& bands) {
   for (int row = 0; row < kCoreBands; ++row) {
     if (row < state.kx) {
@@ -63,7 +63,7 @@ void extend_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fad
   adjust_high_bands(frame, channel, fade, sbr.scales, state, sbr.levels, sbr.bands);
 }
 
-// Copies the first slots, which belong to the frame before and its borders between core and high bands.
+// Copies the first slots, which belong to the previous frame and use its border between core and high bands.
 void load_overlap(const SbrChannelState& state, int slots, QmfMatrix& bands) {
   const int end = state.kx + state.m;
   for (int row = 0; row < kQmfBands; ++row) {
@@ -87,7 +87,7 @@ void save_overlap(const QmfMatrix& bands, Range range, SbrChannelState& state) {
   }
 }
 
-// Clears the slots ahead, which the hybrid filters read, in bands that are not core bands.
+// Clears the slots after the frame, which the hybrid filters read, in bands that are not core bands.
 void clear_slots_ahead(Range range, QmfMatrix& bands) {
   for (int row = range.kx; row < kSplitBands; ++row)
     clear_columns(bands, row, kLeadSlots + kQmfSlots, kRowSlots);
@@ -114,7 +114,7 @@ Range extend_channel(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int 
   return range;
 }
 
-// Follows a change of the number of channels. A new channel continues from the one that was output in its
+// Handles a change of the number of channels. A new channel continues from the one that was output in its
 // place.
 void set_core_channels(SbrSynthesis& sbr, int channels, PsSynthesis* ps) {
   if (sbr.core_channels == 1 && channels == 2) sbr.channel[1] = sbr.channel[0];

@@ -1,10 +1,10 @@
-// Spectral band replication (SBR; ISO/IEC 14496-3, 4.6.18): the 16-bit core signal of a channel passes a QMF
-// analysis, gets high bands from the SBR data of the frame, and is synthesised at twice the core rate or at
-// the core rate. Parametric stereo makes two channels of one on the way.
+// Spectral band replication (SBR; ISO/IEC 14496-3, 4.6.18): the 16-bit core signal of a channel is split by
+// QMF analysis, extended with high bands from the SBR data of the frame, and synthesised at twice the core
+// rate or at the core rate. Before synthesis, parametric stereo turns one channel into two.
 //
-// How a frame flows: QMF analysis -> generate_high_bands (copy up, inverse filter) -> adjust_high_bands
-// (gains, noise, sinusoids) -> [PsSynthesis] -> QMF synthesis. Integer arithmetic only; every machine gives
-// the same PCM.
+// Processing of a frame: QMF analysis -> generate_high_bands (copy up, inverse filter) -> adjust_high_bands
+// (gains, noise, sinusoids) -> [PsSynthesis] -> QMF synthesis. Integer arithmetic only: every machine
+// produces the same PCM.
 #pragma once
 
 #include <cstdint>
@@ -27,38 +27,38 @@ struct SbrSettings {
 // The result of process_frame().
 struct SbrOutput {
   int samples = 0;        // of each channel: 2048 or 1024
-  int channel_count = 1;  // 2 also if parametric stereo made two channels of one
+  int channel_count = 1;  // also 2 if parametric stereo turned one channel into two
 };
 
 struct SbrSynthesis {
   SbrSettings settings;
   SbrChannelState channel[2];
   QmfSynthesisState bank[2];  // of the left and the right output
-  // Of the frame before: the number of core channels, and the number of synthesis banks that produced output.
-  // The output of a single bank is played on both sides.
+  // Of the previous frame: the number of core channels, and the number of synthesis banks that produced
+  // output. The output of a single bank is played on both sides.
   int core_channels;
   int banks;
 
-  // Working memory of both channels; its contents mean nothing between calls.
+  // Working memory of both channels; its contents are not preserved between calls.
   QmfMatrix bands;
   QmfScratch scratch;
   SbrCoreTail core_tail;
   RowScale scales[kQmfBands];
   SbrLevels levels;
 
-  // Begins a stream: clears every delay line. Required before the first use.
+  // Starts a stream: clears every delay line. Must be called before the first use.
   void configure(const SbrSettings& new_settings);
 
   // Processes a frame of one or two core channels. The 1024 core samples of each, at pcm[i * stride +
   // channel], are replaced by rate_multiplier times as many. A frame without SBR data only passes through the
-  // banks. The channels of a pair are independent of each other.
+  // filter banks. The channels of a pair are independent of each other.
   //
   // `fade_counter`: the concealment level by which the frame's spectrum was attenuated (2: to half, 3: to a
-  // quarter, 4 and 5: silence), else 0. The levels of the high bands fade in step.
+  // quarter, 4 and 5: silence), else 0. The levels of the high bands are faded accordingly.
   //
-  // `ps`: the PS state of a decoder whose output has two channels, or null. With `ps`, stride is at least 2,
-  // and from the first frame with PS data on a frame of one channel writes pcm[i * stride + 1] as well
-  // (channel_count is 2). Without such data the caller duplicates the channel.
+  // `ps`: the PS state of a decoder whose output has two channels, or null. With `ps`, stride is at least 2.
+  // From the first frame with PS data on, a frame of one channel also writes pcm[i * stride + 1]
+  // (channel_count is 2). Before such data arrive, the caller duplicates the channel.
   SbrOutput process_frame(const SbrFrame& frame, int channels, int fade_counter, PsSynthesis* ps,
                           int16_t* pcm, int stride);
 };

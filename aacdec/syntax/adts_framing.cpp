@@ -1,4 +1,4 @@
-// The search for ADTS headers (ISO/IEC 14496-3, 1.A) and the checks that they must pass.
+// Searches for ADTS headers (ISO/IEC 14496-3, 1.A) and checks them.
 #include "aacdec/syntax/adts_framing.h"
 
 #include <algorithm>
@@ -9,11 +9,11 @@
 namespace zdr::aacdec {
 namespace {
 
-// The thirteenth rate of the standard, which only a header can select.
+// The thirteenth rate of the standard; only a header can select it.
 constexpr int kSlowestIndex = kSamplingRateCount;
 constexpr int32_t kSlowestRateHz = 7350;
 
-// Skips to the next syncword, byte by byte, which resynchronises after damage.
+// Skips byte by byte to the next syncword, to resynchronise after damage.
 bool find_syncword(BitReader& reader) {
   while (reader.bits_left() >= kAdtsSyncBits) {
     if (reader.peek(kAdtsSyncBits) == kAdtsSyncword) return true;
@@ -39,8 +39,8 @@ void AdtsFraming::begin_stream(int stream_sampling_index, int stream_profile) {
 bool AdtsFraming::read_header(BitReader& reader) {
   if (!find_syncword(reader)) return false;
   reader.skip(kAdtsSyncBits);
-  // Kept: the first syncword ends the search, usable header or not. The caller, who has the rest of the
-  // input, decides how to go on.
+  // Kept: the first syncword ends the search, whether its header is usable or not. The caller, which has the
+  // rest of the input, decides how to continue.
   const AdtsHeader header = parse_adts_header(reader);
   if (reader.bits_left() < 0 || !is_decodable(header)) return false;
   sampling_index = header.sampling_index;

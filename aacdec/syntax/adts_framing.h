@@ -1,5 +1,5 @@
 // Finds the raw_data_blocks of a stream: at the first byte of the input, or after ADTS headers once a stream
-// has shown that it has them.
+// has been found to have them.
 #pragma once
 
 #include <cstdint>
@@ -19,19 +19,19 @@ struct AdtsFraming {
   bool latched = false;
   int blocks_left = kHeaderDue;  // of the current ADTS frame
   // Kept: sampling_frequency_index 12 (7350 Hz) is accepted in a header and uses the tables of 8000 Hz, but
-  // counts as a rate of its own.
+  // counts as a different rate.
   int sampling_index = 0;
   int profile = kProfileLc;
 
-  // Begins a stream of the given format.
+  // Starts a stream of the given format.
   void begin_stream(int stream_sampling_index, int stream_profile);
 
   // Moves the reader to the next block and counts it. `is_first`: no block of the stream has been decoded
-  // yet. False if the header is missing or its stream is not supported.
+  // yet. False if the header is missing or the stream is not supported.
   bool find_block(BitReader& reader, bool is_first);
 
   int32_t rate_hz() const;
-  // The format of the blocks, whose sampling index is that of the tables to use.
+  // The format of the blocks; its sampling index selects the tables to use.
   StreamFormat format() const;
 
  private:

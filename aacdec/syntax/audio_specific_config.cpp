@@ -1,4 +1,4 @@
-// One function per part of the record, in the order of the bits.
+// Parses an AudioSpecificConfig: one function per part of the record, in bit order.
 #include "aacdec/syntax/audio_specific_config.h"
 
 #include <cstdio>
@@ -25,7 +25,7 @@ struct SbrSignalling {
   int32_t rate_hz = 0;
 };
 
-// Returns 0 unless the rate is one of kSamplingRates, also where it is given explicitly.
+// Returns 0 unless the rate is one of kSamplingRates, even if it is coded explicitly.
 int32_t read_core_rate(BitReader& reader) {
   const uint32_t index = reader.read(4);
   if (index == kExplicitRate) {
@@ -35,7 +35,7 @@ int32_t read_core_rate(BitReader& reader) {
   return is_sampling_index(static_cast<int>(index)) ? kSamplingRates[index] : 0;
 }
 
-// The rate of SBR; any rate is accepted where it is given explicitly.
+// Returns the rate of SBR. Any rate is accepted if it is coded explicitly.
 std::optional<int32_t> read_extension_rate(BitReader& reader) {
   const uint32_t index = reader.read(4);
   if (index == kExplicitRate) return static_cast<int32_t>(reader.read(kRateBits));
@@ -45,7 +45,7 @@ std::optional<int32_t> read_extension_rate(BitReader& reader) {
 
 void report_object_type(int object_type) {
   char text[80];
-  // Printed by one call, so that the lines of two threads don't mix.
+  // Printed by a single call, so that lines of two threads do not mix.
   std::snprintf(text, sizeof text, "lObjectType = %d =Failed at Zd_AAC_Dec_sParseRawConfigData\n",
                 object_type);
   write_console(text);
@@ -96,7 +96,7 @@ bool parse_general_audio_config(BitReader& reader, bool hierarchical, Zd_AAC_Dec
   return true;
 }
 
-// Backward compatible signalling: SBR is announced after the configuration, where decoders without SBR don't
+// Backward compatible signalling: SBR is announced after the configuration, where decoders without SBR do not
 // look.
 bool parse_compatible_sbr(BitReader& reader, SbrSignalling& sbr) {
   if (reader.bits_left() < 16 || reader.peek(kSyncExtensionBits) != kSbrSyncExtension) return true;

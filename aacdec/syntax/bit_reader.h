@@ -1,6 +1,6 @@
 // Reads the bits of a frame, most significant first, without ever reading memory past its end.
 //
-// Two readers: `BitReader` reads single fields of the syntax; `BitCache` holds the next 56 to 63 bits in a
+// Two readers: `BitReader` reads single fields of the syntax; `BitCache` keeps the next 56 to 63 bits in a
 // register, for Huffman loops. Past the end both deliver zeros and keep counting, so that a loop over a
 // damaged frame stays cheap and safe; `past_end` reports it. Both borrow the data.
 #pragma once
@@ -35,13 +35,13 @@ class BitReader {
   // Bits since the start of the data.
   uint64_t position() const { return position_; }
   void seek(uint64_t position) { position_ = position; }
-  // Whole bytes up to the position, a partly read one included.
+  // Bytes up to the position, including a partly read one.
   uint64_t bytes_read() const { return (position_ + 7) / 8; }
   size_t length() const { return length_; }
   // Negative past the end.
   int64_t bits_left() const { return static_cast<int64_t>(length_ * 8) - static_cast<int64_t>(position_); }
-  // True once at least eight bits past the end of the data have been read. Fewer go unnoticed here; for the
-  // exact length compare `bytes_read`.
+  // True once at least eight bits past the end of the data have been read. Fewer go unnoticed; compare
+  // `bytes_read` for the exact length.
   bool past_end() const { return position_ / 8 > length_; }
 
   // Returns eight bytes from `byte` on, big endian, with zeros past the end of the data.
@@ -76,8 +76,8 @@ class BitCache {
 
   explicit BitCache(const BitReader& reader) : reader_(reader) { seek(reader.position()); }
 
-  // Makes at least kRefilled bits of the window valid. A load also sets bits beyond those counted; the next
-  // one ORs the same bits in again.
+  // Makes at least kRefilled bits of the window valid. A load also sets bits beyond the counted ones; the
+  // next load ORs the same bits in again.
   void refill() {
     window_ |= reader_.load(next_byte_) >> valid_;
     next_byte_ += static_cast<uint64_t>(63 - valid_) >> 3;

@@ -1,12 +1,12 @@
 // One channel of one frame as parsed: the content of an individual_channel_stream (ISO/IEC 14496-3, 4.4.2.7),
-// which is all that the spectral tools need to reconstruct its spectrum.
+// everything that the spectral tools need to reconstruct its spectrum.
 //
-// Bands are numbered over all window groups of a frame: band `sfb` of group `g` is entry `ics.band(g, sfb)`
+// Bands are numbered across all window groups of a frame: band `sfb` of group `g` is entry `ics.band(g, sfb)`
 // of every per-band array.
 //
 // Quantised values are stored in stream order: by group, within a group by band, within a band by window.
-// Group g begins after the windows of the groups before it, band `sfb` at its offset times the windows of the
-// group. For long windows this is the order of the lines.
+// Group g starts after the windows of the preceding groups; within it, band `sfb` starts at its offset times
+// the number of windows of the group. For long windows this is line order.
 #pragma once
 
 #include <cstdint>

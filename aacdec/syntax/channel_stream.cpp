@@ -1,4 +1,5 @@
-// The functions are in the order of the bits: ics_info, section_data, scale_factor_data, spectral_data.
+// Parses a channel stream. The functions are in bit order: ics_info, section_data, scale_factor_data,
+// spectral_data.
 #include "aacdec/syntax/channel_stream.h"
 
 #include <algorithm>
@@ -96,7 +97,7 @@ bool parse_scale_factor_data(BitReader& reader, ChannelStream& channel) {
   return true;
 }
 
-// The end of the run of bands from `sfb` on that share a codebook.
+// Returns the end of the run of bands that share the codebook of `sfb`.
 int run_end(const ChannelStream& channel, int group, int sfb) {
   const uint8_t* const books = channel.codebook + channel.ics.band(group, 0);
   int end = sfb + 1;
@@ -116,7 +117,8 @@ bool parse_ics_info(BitReader& reader, const StreamFormat& format, IcsInfo& ics,
                     LtpData* second_ltp) {
   IcsInfo read;
   // ics_reserved_bit, window_sequence and window_shape.
-  // Kept: the reserved bit is ignored, because encoders exist that set it.
+  //
+  // Kept: the reserved bit is ignored, because some encoders set it.
   const uint32_t head = reader.read(4);
   read.window_sequence = static_cast<WindowSequence>(head >> 1 & 3);
   read.window_shape = static_cast<uint8_t>(head & 1);

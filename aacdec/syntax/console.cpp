@@ -1,4 +1,4 @@
-// The console writer, which all instances and threads share.
+// Holds the console writer, which all instances and threads share.
 #include "aacdec/syntax/console.h"
 
 #include <atomic>

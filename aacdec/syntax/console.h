@@ -1,4 +1,5 @@
-// Prints the decoder's few fixed lines of text: to the standard error, or to the writer of the application.
+// Prints the few fixed lines of text of the decoder to standard error, or to the writer that the application
+// has set.
 #pragma once
 
 namespace zdr::aacdec {

@@ -11,7 +11,7 @@ inline constexpr int kMaxDynamicRangeBands = 16;
 
 struct DynamicRange {
   uint8_t band_count = 0;  // 0: the frame carries no DRC data
-  // In steps of a quarter dB; the last level received.
+  // The last level received, in steps of a quarter dB.
   uint8_t program_reference_level = 0;
   // The gain of a band applies up to line 4 * band_top + 3.
   uint16_t band_top[kMaxDynamicRangeBands] = {};

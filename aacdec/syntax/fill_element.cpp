@@ -1,4 +1,4 @@
-// Reads the length of the element, then its extension payload according to the type.
+// Reads the length of a fill element, then its extension payload by type.
 #include "aacdec/syntax/fill_element.h"
 
 #include <new>
@@ -46,7 +46,7 @@ bool parse_extension_payload(BitReader& reader, uint64_t count, std::optional<Sb
       frame.dynamic_range.program_reference_level = context.program_reference_level;
       parse_dynamic_range(reader, frame.dynamic_range);
       context.program_reference_level = frame.dynamic_range.program_reference_level;
-      // Kept: the rest of the element is not skipped, so that padding is read as the next element.
+      // Kept: the rest of the element is not skipped, so padding is read as the next element.
       return true;
     case kFillData:
       reader.skip(4 + 8 * (count - 1));

@@ -11,7 +11,7 @@
 namespace zdr::aacdec {
 
 // Reads the element from the bits after its id. `element` is the preceding channel element, to which SBR data
-// belong; nothing before the first one. False makes the block invalid.
+// belong; empty before the first one. False means that the block is invalid.
 bool parse_fill_element(BitReader& reader, std::optional<SbrElement> element, BlockContext& context,
                         Frame& frame);
 

@@ -1,8 +1,8 @@
 // One frame: a value with everything that synthesis needs, so that a decoder can hold two and swap them.
 //
 // The parser fills everything except `spectrum`. The spectral tools compute `spectrum` from the quantised
-// values, and the synthesis reads it. State from frame to frame is elsewhere: in BlockContext for the parser,
-// in the channel states for the synthesis.
+// values, and the synthesis reads it. State that outlives a frame is in BlockContext for the parser, and in
+// the channel states for the synthesis.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace zdr::aacdec {
 
-// The default band of DRC ends at line 1031; the lines after 1023 only receive its products.
+// The default DRC band ends at line 1031; the lines after 1023 only receive its results.
 inline constexpr int kSpectrumLines = kFrameLength + 8;
 
 // Side information of the stereo tools of a channel pair: M/S and intensity.
@@ -31,8 +31,8 @@ struct Frame {
   ChannelStream channel[kMaxChannels];
   DynamicRange dynamic_range;
   SbrFrame sbr;
-  // In stream order (see channel_data.h). Pulses may make values in bands without a spectral book non-zero;
-  // such bands are not dequantised.
+  // In stream order, as channel_data.h defines it. Pulses may make values in bands without a spectral book
+  // non-zero; such bands are not dequantised.
   alignas(64) int16_t quantised[kMaxChannels][kFrameLength];
   // Dequantised and processed lines at 2^3 per step of 16-bit PCM.
   alignas(64) int32_t spectrum[kMaxChannels][kSpectrumLines];

@@ -1,4 +1,4 @@
-// A parse that stores no values, and the update of the configuration.
+// Parses a frame without storing values, and updates the configuration.
 #include "aacdec/syntax/frame_probe.h"
 
 #include <memory>
@@ -24,7 +24,7 @@ void multiply(int32_t& size, int32_t factor) {
 
 // Updates the configuration with the extensions of the frame.
 //
-// Kept: with parametric stereo `channels` doubles at every call, so that a second probe with the same
+// Kept: with parametric stereo `channels` doubles at every call, so a second probe with the same
 // configuration fails.
 bool apply_extension(const BlockContext& context, Zd_AAC_Dec_Config& config) {
   if (!context.sbr_signalled) {

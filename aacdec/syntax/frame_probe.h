@@ -1,4 +1,5 @@
-// Measures a frame and finds out what the configuration may not say: channel count, SBR, parametric stereo.
+// Measures a frame and detects what the configuration may not announce: channel count, SBR, parametric
+// stereo.
 #pragma once
 
 #include <cstdint>
@@ -8,9 +9,9 @@
 
 namespace zdr::aacdec {
 
-// Parses the raw_data_block at the start of `data` without decoding it. True if it is complete: `frame_bytes`
-// is its length, and `config` is updated. On false `frame_bytes` is unchanged, but `config` may be partly
-// updated.
+// Parses the raw_data_block at the start of `data` without decoding it. Returns true if it is complete;
+// `frame_bytes` is then its length, and `config` is updated. Otherwise `frame_bytes` is unchanged, and
+// `config` may be partly updated.
 bool probe_frame(std::span<const uint8_t> data, Zd_AAC_Dec_Config& config, int32_t& frame_bytes);
 
 }  // namespace zdr::aacdec

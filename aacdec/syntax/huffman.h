@@ -1,7 +1,7 @@
 // Huffman books as two-level look-up tables, built at compile time from {length, codeword} lists.
 //
 // The first `first_bits` bits of a word select an entry: the decoded word, or for longer codes a link to a
-// second table that the following bits index. One or two loads decode any word. Static assertions prove that
+// second table, indexed by the following bits. Any word takes one or two loads. Static assertions prove that
 // each table decodes its list.
 #pragma once
 
@@ -18,7 +18,7 @@ namespace zdr::aacdec {
 
 // A table entry: payload (11 bits) and length (5 bits). With a length up to kMaxCodeLength, the payload is
 // the decoded index. With a greater length the entry is a link: the payload is the start of the second table,
-// and the excess of the length is the number of bits that index it.
+// and the excess over kMaxCodeLength is the number of bits that index it.
 class HuffmanEntry {
  public:
   static constexpr int kMaxCodeLength = 20;

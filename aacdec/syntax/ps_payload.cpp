@@ -1,4 +1,4 @@
-// The header, the borders of the envelopes, and the two kinds of parameters: inter-channel intensity
+// Parses the header, the borders of the envelopes, and the two kinds of parameters: inter-channel intensity
 // differences (IID) and inter-channel coherence (ICC).
 #include "aacdec/syntax/ps_payload.h"
 
@@ -35,8 +35,8 @@ constexpr ParameterCoding kIcc{Book<kIccFreqCodes>::kTable, Book<kIccTimeCodes>:
 
 using SentParameters = int8_t[kMaxSentEnvelopes][kMaxPsSentBands];
 
-// Reads the indices of one envelope, coded as differences to the band below or to the envelope before. Clamps
-// them to their range, which damaged streams exceed.
+// Reads the indices of one envelope, coded as differences to the band below or to the previous envelope.
+// Clamps them to their range, which damaged streams may exceed.
 void parse_envelope(BitReader& reader, const ParameterCoding& coding, int bands, const int8_t* before,
                     int8_t* values) {
   const bool along_time = reader.read_bit();
@@ -50,7 +50,7 @@ void parse_envelope(BitReader& reader, const ParameterCoding& coding, int bands,
   }
 }
 
-// Reads all envelopes of one kind. `last` is the last envelope of the frame before and is updated.
+// Reads all envelopes of one kind. `last` is the last envelope of the previous frame and is updated.
 void parse_parameters(BitReader& reader, const ParameterCoding& coding, int bands, int envelopes,
                       int8_t* last, SentParameters& sent) {
   const int8_t* before = last;
@@ -61,7 +61,8 @@ void parse_parameters(BitReader& reader, const ParameterCoding& coding, int band
   if (envelopes > 0) std::copy_n(before, bands, last);
 }
 
-// 34 bands map to 20 by weighted means of neighbours: {first band, its weight, second band, its weight}.
+// 34 bands are mapped to 20 by weighted means of neighbours: {first band, its weight, second band, its
+// weight}.
 struct Fold {
   uint8_t first, first_weight, second, second_weight;
 };
@@ -126,7 +127,7 @@ void complete_borders(PsFrame& frame) {
   frame.border[frame.envelope_count++] = kPsSlots;
 }
 
-// The settings of one kind of parameter. A kind that is not enabled is 0 in this frame and as the reference
+// The settings of one kind of parameter. A kind that is not enabled is 0 in this frame and in the references
 // of the next.
 struct ParameterHeader {
   bool enabled;

@@ -1,4 +1,4 @@
-// Reads the elements of a block in a loop up to ID_END.
+// Parses the elements of a raw_data_block in a loop up to ID_END.
 #include "aacdec/syntax/raw_data_block.h"
 
 #include <algorithm>
@@ -41,8 +41,8 @@ class BlockParser {
     if (context_.sbr != nullptr) {
       for (SbrChannelFrame& channel : frame_.sbr.channel) channel.status = SbrStatus::kNone;
     }
-    // The loop ends: every element consumes bits or fails, and the zeros past the end of the data read as
-    // single channel elements, of which the third one fails.
+    // The loop terminates: every element consumes bits or fails, and the zeros past the end of the data read
+    // as single channel elements, the third of which fails.
     for (int id = next_id(); id != kEnd; id = next_id()) {
       if (!parse_element(id)) return std::nullopt;
     }

@@ -1,10 +1,10 @@
-// Parses a raw_data_block (ISO/IEC 14496-3, 4.4.2.1), the elements of one frame. Decoding and measuring use
-// the same parser; measuring stores no values.
+// Parses a raw_data_block (ISO/IEC 14496-3, 4.4.2.1), the elements of one frame. Decoding and measuring share
+// this parser; measuring stores no values.
 //
 // A decoder keeps one BlockContext per stream, with `keep_values` set and `sbr` pointing to its own SbrParser
 // (null while SBR is off), one or two Frame records, and a BitReader on the access unit. After a successful
-// parse the reader is just after ID_END; align it to the next byte. To parse a frame again for concealment,
-// set `sbr` to null for that call: SBR payloads are then skipped and frame.sbr is unchanged.
+// parse the reader is just after ID_END; the caller aligns it to the next byte. To parse a frame again for
+// concealment, set `sbr` to null for that call: SBR payloads are then skipped and frame.sbr is unchanged.
 #pragma once
 
 #include <optional>

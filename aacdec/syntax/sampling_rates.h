@@ -14,7 +14,7 @@ constexpr bool is_sampling_index(int index) {
   return index >= 0 && index < kSamplingRateCount;
 }
 
-// Returns the index of `rate_hz`, or -1 if the table does not have it.
+// Returns the index of `rate_hz`, or -1 if it is not in the table.
 constexpr int sampling_index_of(int32_t rate_hz) {
   for (int i = 0; i < kSamplingRateCount; ++i) {
     if (kSamplingRates[i] == rate_hz) return i;

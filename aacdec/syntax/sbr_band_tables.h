@@ -13,7 +13,7 @@ inline constexpr int kMaxNoiseBands = 5;
 inline constexpr int kMaxPatches = 5;
 inline constexpr int kMaxLimiterBands = kMaxLowBands + kMaxPatches - 1;
 
-// The fields of sbr_header, with the values in force before the first header.
+// The fields of sbr_header, with the values that apply before the first header.
 struct SbrHeader {
   uint8_t amp_res = 1;  // 0: steps of 1.5 dB, 1: of 3 dB
   uint8_t start_freq = 5;

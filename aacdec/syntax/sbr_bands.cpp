@@ -1,4 +1,4 @@
-// Derives the other band tables from the master table.
+// Derives the other SBR band tables from the master table.
 #include "aacdec/syntax/sbr_bands.h"
 
 #include <algorithm>
@@ -48,8 +48,8 @@ int patch_end(const SbrBandTables& tables, int index, int source_end, int& odd) 
   }
 }
 
-// Kept: at most five patches, so that the bands of a sixth stay silent; a last patch of one or two bands is
-// dropped unless it is the only one.
+// Kept: at most five patches are built, so the bands of a sixth stay silent. A last patch of one or two bands
+// is dropped unless it is the only one.
 bool build_patches(int32_t rate, SbrBandTables& tables) {
   const int target_end = tables.kx + tables.m;
   const int goal = static_cast<int>(round_quotient(2048000, rate));
@@ -74,8 +74,8 @@ bool build_patches(int32_t rate, SbrBandTables& tables) {
       done = source_end = end;
       empty_rounds = 0;
     } else {
-      // Retry from the core's end, then with the last index; after a third empty round the search would not
-      // end.
+      // Retry from the end of the core, then with the last index; after a third empty round the search would
+      // never end.
       source_end = tables.kx;
       if (++empty_rounds == 3) return false;
     }
@@ -126,7 +126,7 @@ uint8_t* join_close_borders(int64_t bands_per_octave_tenths, const PatchBorders&
 bool build_sbr_bands(const SbrHeader& header, int32_t sbr_rate_hz, SbrBandTables& tables) {
   tables = {};
   if (!build_master_bands(header, sbr_rate_hz, tables)) return false;
-  // Kept: no room above the core is not an error; the payload is then read without any bands.
+  // Kept: no room above the core is not an error; the payload is then parsed without any bands.
   if (tables.k2 <= tables.k0) return true;
   return derive_tables(header, tables) && build_noise_bands(header, tables) &&
          build_patches(sbr_rate_hz, tables);

@@ -1,5 +1,5 @@
 // Builds the frequency band tables of SBR (ISO/IEC 14496-3, 4.6.18.3.2): master, high, low, noise and limiter
-// bands, and the source of each patch. Rebuilt when a header changes a field that they depend on.
+// bands, and the source of each patch. They are rebuilt when a header changes a field that they depend on.
 //
 // Integer arithmetic only, so that every machine computes the same tables.
 #pragma once

@@ -1,4 +1,4 @@
-// The Huffman books of the differences, and the sums over them.
+// Decodes the Huffman-coded differences and accumulates them.
 #include "aacdec/syntax/sbr_deltas.h"
 
 #include <algorithm>
@@ -44,7 +44,8 @@ int read_difference(BitReader& reader, const DifferenceBook& book) {
   return book.table.read(reader) - book.offset;
 }
 
-// Clamps a sum of differences, which damaged streams let grow from frame to frame, to the range of its type.
+// Clamps a sum of differences to the range of its type; in damaged streams the sum may grow from frame to
+// frame.
 int16_t limited(int value) {
   return static_cast<int16_t>(std::clamp(value, -32768, 32767));
 }
@@ -64,8 +65,8 @@ void parse_direction_flags(BitReader& reader, int count, bool* flags) {
   for (int i = 0; i < count; ++i) flags[i] = reader.read_bit();
 }
 
-// The band of the envelope before to which a time difference of `band` refers. With different resolutions
-// this is the low band that covers a high one, or the high band that begins with a low one.
+// Returns the band of the previous envelope to which a time difference of `band` refers. With different
+// resolutions it is the low band that covers a high one, or the high band that starts with a low one.
 int reference_band(int band, bool high_now, bool high_before, int high_count) {
   const int odd = high_count % 2;
   if (high_now == high_before) return band;

@@ -1,5 +1,5 @@
 // Delta-coded SBR values: envelopes (sbr_envelope) and noise floors (sbr_noise) of ISO/IEC 14496-3, 4.4.2.8,
-// and the flags that choose the direction of their differences (sbr_dtdf).
+// and the flags that select the direction of their differences (sbr_dtdf).
 #pragma once
 
 #include "aacdec/syntax/bit_reader.h"
@@ -8,7 +8,7 @@
 
 namespace zdr::aacdec {
 
-// True: differences along time, to the envelope or noise floor before; false: along frequency, to the band
+// True: differences along time, to the previous envelope or noise floor; false: along frequency, to the band
 // below.
 struct DeltaDirections {
   bool envelope[kMaxEnvelopes] = {};
@@ -17,8 +17,8 @@ struct DeltaDirections {
 
 DeltaDirections parse_delta_directions(BitReader& reader, const SbrGrid& grid);
 
-// Both read what the channel's grid, resolution and coupling announce and store the sums in `channel`.
-// `state` has the last values of the frame before and is not changed.
+// Both read the values that the grid, resolution and coupling of the channel determine, and store the sums in
+// `channel`. `state` has the last values of the previous frame and is not changed.
 void parse_envelopes(BitReader& reader, const DeltaDirections& directions, const SbrParserState& state,
                      SbrChannelFrame& channel);
 void parse_noise_floors(BitReader& reader, const DeltaDirections& directions, const SbrParserState& state,

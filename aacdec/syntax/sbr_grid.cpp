@@ -1,4 +1,5 @@
-// The four frame classes: both borders fixed (FIXFIX), one variable (FIXVAR, VARFIX), both variable (VARVAR).
+// Parses the four frame classes: both borders fixed (FIXFIX), one variable (FIXVAR, VARFIX), both variable
+// (VARVAR).
 #include "aacdec/syntax/sbr_grid.h"
 
 #include <algorithm>
@@ -54,7 +55,7 @@ bool read_borders(BitReader& reader, FrameClass frame_class, Borders& borders) {
 
 bool store_borders(const Borders& borders, SbrGrid& grid) {
   grid.envelope_count = static_cast<uint8_t>(borders.envelopes);
-  // Lengths counted from both ends may cross; the coding limits the outer borders.
+  // Lengths counted from both ends may cross; the outer borders are limited by their coding.
   for (int i = 0; i < borders.envelopes; ++i) {
     if (borders.border[i] >= borders.border[i + 1]) return false;
   }

@@ -1,5 +1,5 @@
-// The time grid of an SBR frame, sbr_grid (ISO/IEC 14496-3, 4.6.18.3.3): its division into envelopes and
-// noise floors.
+// The time grid of an SBR frame, sbr_grid (ISO/IEC 14496-3, 4.6.18.3.3): how the frame is divided into
+// envelopes and noise floors.
 //
 // Borders are in time slots of two QMF slots, from the start of the frame. A frame has 16 of them, and its
 // last border may be up to 3 slots into the next frame.
@@ -21,7 +21,7 @@ struct SbrGrid {
   FrameClass frame_class = FrameClass::kFixFix;
   uint8_t envelope_count = 0;  // 1 to 5
   uint8_t noise_count = 0;     // 1 with a single envelope, else 2
-  // Strictly ascending. After lost frames, border[0] need not continue the frame before.
+  // Strictly ascending. After lost frames, border[0] need not continue the previous frame.
   uint8_t border[kMaxEnvelopes + 1] = {};
   // Borders of the noise floors, a subset of `border`; the common border of two floors may be an outer one.
   uint8_t noise_border[kMaxNoiseFloors + 1] = {};

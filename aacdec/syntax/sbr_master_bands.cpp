@@ -1,4 +1,4 @@
-// The range of the master table from the start and stop frequencies, and its division into linear or
+// Computes the range of the master table from the start and stop frequencies, and divides it into linear or
 // logarithmic bands.
 #include "aacdec/syntax/sbr_master_bands.h"
 
@@ -83,7 +83,8 @@ void build_linear_master(bool wide, SbrBandTables& tables) {
   store_running_sums(tables.k0, widths, count, tables.master);
 }
 
-// Makes the first band of the upper region at least as wide as `least`, the last band of the lower region.
+// Widens the first band of the upper region towards `least`, the width of the last band of the lower
+// region.
 void widen_first_band(int least, int* widths, int count) {
   if (widths[0] >= least) return;
   const int change = std::min(least - widths[0], (widths[count - 1] - widths[0]) / 2);

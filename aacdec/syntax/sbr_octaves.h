@@ -1,6 +1,6 @@
 // Distances between QMF bands in octaves. The standard spaces bands evenly on a logarithmic axis; here that
-// axis is log2 with 24 fraction bits, which is precise enough: no value that the standard rounds is that
-// close to a half.
+// axis is log2 with 24 fraction bits. That is precise enough: no value that the standard rounds is so close
+// to a half.
 #pragma once
 
 #include <array>

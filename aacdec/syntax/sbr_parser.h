@@ -1,5 +1,5 @@
-// What the SBR parser remembers from frame to frame: headers, band tables, and the values that delta coding
-// along time refers to. The synthesis has state of its own and reads none of this.
+// The state that the SBR parser carries from frame to frame: headers, band tables, and the values that delta
+// coding along time refers to. The synthesis has its own state and reads none of this.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@ struct SbrParserState {
   uint32_t bands_generation = 0;
   SbrHeader header;
   SbrBandTables bands;
-  // The last envelope and noise floor, which time differences refer to. Only a frame that parsed changes
-  // them.
+  // The last envelope and noise floor, which time differences refer to. Only a successfully parsed frame
+  // changes them.
   bool high_resolution = false;
   int16_t envelope[kMaxSbrBands] = {};
   int16_t noise[kMaxNoiseBands] = {};

@@ -1,4 +1,4 @@
-// The functions follow the syntax of sbr_extension_data from the inside out.
+// Parses sbr_extension_data; the functions are ordered from the innermost syntax element outwards.
 #include "aacdec/syntax/sbr_payload.h"
 
 #include <algorithm>
@@ -38,7 +38,8 @@ bool parse_grid(BitReader& reader, SbrChannelFrame& channel) {
 
 // Reads bs_extended_data, a container with a length in bytes.
 //
-// Kept: one extension is read and everything after it is padding; PS data in a channel pair are skipped.
+// Kept: one extension is read, and everything after it counts as padding. PS data in a channel pair are
+// skipped.
 void parse_extended_data(BitReader& reader, bool pair, SbrParserState& state, SbrChannelFrame& channel,
                          bool& ps_signalled) {
   constexpr uint32_t kParametricStereo = 2;

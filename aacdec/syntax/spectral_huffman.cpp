@@ -1,4 +1,4 @@
-// Books 1 to 4 code four values per word, 5 to 11 two; book 11 has escapes.
+// Decodes the spectral books: 1 to 4 code four values per word, 5 to 11 two; book 11 has escapes.
 #include "aacdec/syntax/spectral_huffman.h"
 
 #include <array>
@@ -11,7 +11,7 @@
 namespace zdr::aacdec {
 namespace {
 
-// Index bits of the first table; the books need at most 9 more.
+// Index bits of the first table; the second tables need at most 9 more.
 constexpr int kFirstBits = 10;
 
 // How the index of a codeword is split into values (ISO/IEC 14496-3, 4.6.3.3).

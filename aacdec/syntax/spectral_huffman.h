@@ -16,8 +16,8 @@ inline constexpr int kFirstSpectralBook = 1;
 inline constexpr int kLastSpectralBook = 11;
 
 // Reads values.size() values (a multiple of 4) of book `book` (1 to 11). False if a word extends past the end
-// of the data; the values are unspecified then. Magnitudes of 8192 and more, which are invalid, are left to
-// the dequantiser to reject.
+// of the data; the values are unspecified then. Magnitudes of 8192 and more are invalid; the dequantiser
+// rejects them.
 bool decode_spectral_values(BitReader& reader, int book, std::span<int16_t> values);
 
 // The same without storing the values, for measuring a frame.

@@ -10,7 +10,7 @@
 
 namespace zdr::aacdec {
 
-// The least number of bytes in which a header is looked for.
+// The minimum number of bytes in which a header is searched for.
 inline constexpr int kMinHeaderBytes = 8;
 
 inline constexpr int kAdtsSyncBits = 12;

@@ -11,8 +11,8 @@
 
 namespace zdr::aacdec {
 
-// Reads pulse_data. False in a short block, for a start band that the window does not have, or for a pulse
-// past the last line.
+// Reads pulse_data. False in a short block, for a start band beyond those of the window, or for a pulse past
+// the last line.
 bool parse_pulse_data(BitReader& reader, const ScaleFactorBands& bands, const IcsInfo& ics, PulseData& pulse);
 
 // Adds the pulses to the magnitudes of the values at their lines; a zero becomes negative.

@@ -67,7 +67,7 @@ class SbrReference {
     QmfAnalysisReference analysis;
     std::vector<Slot> w_before = std::vector<Slot>(32);
     std::vector<Slot> y_before = std::vector<Slot>(38);
-    size_t kx = 32, m = 0, end = 32;  // `end`: the slot of the frame before at which its envelopes ended
+    size_t kx = 32, m = 0, end = 32;  // `end`: the slot of the previous frame at which its envelopes ended
     uint32_t generation = 0;
     bool has_history = false;
     bool transient_before = false;

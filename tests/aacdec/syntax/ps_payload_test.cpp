@@ -75,7 +75,7 @@ TEST(PsPayload, RemembersItsHeaderAndLimitsItsIndices) {
 }
 
 // A header takes effect together with its data: after one with unusable data the next frames are read with
-// the header before.
+// the previous header.
 TEST(PsPayload, UnusableDataChangeNothing) {
   const BitWriter reserved{{1, 1}, {1, 1}, {6, 3}, {0, 3}, {1, 2}};
   const BitWriter falling{{1, 1}, {0, 3}, {1, 1}, {1, 2}, {9, 5}, {8, 5}};

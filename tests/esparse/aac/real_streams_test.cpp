@@ -42,7 +42,7 @@ Zd_AAC_Dec_Config config_of(OpenedFile& file) {
 }
 
 // The PCM of each read of up to `count` frames from frame `first` on, counted from 0. A read delivers the
-// frame before, the first one nothing.
+// previous frame, the first one nothing.
 std::vector<Pcm> decode_from(const AdtsFile& file, const Zd_AAC_Dec_Config& config, size_t first,
                              size_t count) {
   TestDecoder decoder(config, ZD_AAC_DEC_MODE_SBR);
