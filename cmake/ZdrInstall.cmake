@@ -1,10 +1,10 @@
 # Installs the program with its documents, the filter module with the headers that a host needs, and the libraries, each with its public header, a CMake package (find_package(ZdrMp4Source)) and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
-set(ZDR_MODULE_DIR lib/zdr)  # the program looks in ../lib/zdr, seen from its own folder
+set(ZDR_MODULE_DIR lib/zdr)  # the program looks in ../lib/zdr, relative to its own folder
 set(ZDR_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zdr)
 set(ZDR_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZdrMp4Source)
-# The way from the folder of the pkg-config files back to the prefix; the depth of the library folder varies.
+# The relative path from the folder of the pkg-config files to the prefix; the depth of the library folder varies.
 file(RELATIVE_PATH ZDR_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 
 # zdr_install_library(TARGET "what it is" REQUIRES other targets ... OF folders ... BY_NAME folders ...)
@@ -71,7 +71,7 @@ set_target_properties(ZdrMp4Source PROPERTIES INSTALL_RPATH "$ORIGIN/../../${CMA
 install(TARGETS zdr RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS ZdrMp4Source LIBRARY DESTINATION ${ZDR_MODULE_DIR})
 
-# The program writes its own documents from its table of options, so that they are always true.
+# The program writes its own documents from its table of options, so that they cannot disagree with it.
 set(documents ${CMAKE_BINARY_DIR}/generated/documents)
 install(CODE "
   file(MAKE_DIRECTORY ${documents})

@@ -1,6 +1,6 @@
 # The functions with which every folder declares its target, so that flags and layering are written once.
 
-# ccache handles precompiled headers only when told to ignore their defines and times.
+# ccache handles precompiled headers only when it is configured to ignore their defines and times.
 find_program(ZDR_CCACHE ccache)
 if(ZDR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(launcher ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime ${ZDR_CCACHE})
@@ -58,9 +58,9 @@ endfunction()
 set(ZDR_STANDARD_HEADERS <algorithm> <array> <atomic> <cstring> <memory> <mutex> <optional> <span> <string>
                          <string_view> <vector>)
 
-# zdr_public_headers(INSTALLED a.h ... TREE b.h ...)
-# What other folders may include of the calling one; tools/check_layers.py reads these declarations and refuses every
-# other include across folders. INSTALLED headers are given to users of the libraries too, TREE ones stay in this tree.
+# zdr_public_headers(INSTALLED a.h ... TREE b.h ...) Declares the headers of the calling folder that other folders may
+# include; tools/check_layers.py reads these declarations and refuses every other include across folders. INSTALLED
+# headers are also installed for users of the libraries, TREE headers stay in this tree.
 function(zdr_public_headers)
   cmake_parse_arguments(ARG "" "" "INSTALLED;TREE" ${ARGN})
   file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})

@@ -43,7 +43,7 @@ int32_t close(FMGR_Device* device) {
   return FMGR_OK;
 }
 
-// Calls the caller's callback at the position of the device, and advances that.
+// Calls the caller's callback with the position of the device, and advances the position.
 template <class Callback, class Bytes>
 int32_t transfer(CallbackDevice& device, Callback callback, Bytes* bytes, uint32_t count) {
   uint32_t moved = 0;

@@ -101,7 +101,8 @@ int32_t FMGR_Deinit(FMGR_Context* context) FMGR_NOEXCEPT;
  * the platform then holds the reason. */
 FMGR_Stream* FMGR_FOpen(const FMGR_Descriptor* descriptor, const char* mode,
                         FMGR_Context* context) FMGR_NOEXCEPT;
-/* Releases the stream. The last stream of a device closes it; the status of that is returned. */
+/* Releases the stream. When it was the last stream of its device, closes the device and returns the status of
+ * that. */
 int32_t FMGR_FClose(FMGR_Stream* stream) FMGR_NOEXCEPT;
 
 /* Reads at the position of the stream, and advances it. Returns the number of bytes, 0 at the end, or a

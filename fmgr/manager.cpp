@@ -35,7 +35,7 @@ FMGR_File* find_file(const FMGR_Context& context, const FMGR_Descriptor& descrip
 }
 
 // Makes the mutex before it opens the device: after a failed open nothing may change the platform's last
-// error, where callers find the reason.
+// error, in which callers find the reason.
 FMGR_File* add_file(FMGR_Context& context, const FMGR_Descriptor& descriptor, AccessClass access,
                     uint32_t os_mode, FMGR_Stream& owner) {
   std::unique_ptr<FMGR_File> file(new (std::nothrow) FMGR_File);

@@ -42,7 +42,7 @@ int32_t read(FMGR_Device* device, void* buffer, uint32_t count) {
 int32_t seek(FMGR_Device* device, uint32_t offset_low, uint32_t offset_high, int32_t whence) {
   MemoryDevice& memory = *self(device);
   const int64_t offset = offset_of(offset_low, offset_high);
-  // Kept: an offset above the size is refused from every origin; a smaller one may lead beyond the end.
+  // Kept: an offset larger than the size is refused from every origin; a smaller one may lead beyond the end.
   if (offset > memory.size) return FMGR_ERR_GENERIC;
   int64_t origin = 0;
   if (whence == FMGR_SEEK_CURRENT) {

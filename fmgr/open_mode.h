@@ -1,4 +1,4 @@
-// The meaning of a C mode string to the manager.
+// What a C mode string means to the manager.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// The functions of the status-returning face that work on an open file.
+// The functions of the status-returning interface that work on an open file.
 #include <windows.h>
 
 #include "os/os.h"

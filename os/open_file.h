@@ -35,7 +35,8 @@ int32_t open_file(void** handle, const typename Calls::Char* path, uint32_t mode
   const HANDLE opened = Calls::kCreateFile(path, how.access, how.share, nullptr, how.disposition,
                                            FILE_ATTRIBUTE_NORMAL, nullptr);
   const DWORD error = GetLastError();
-  // Kept: the last error decides: with any other error a valid handle is refused, and stays open.
+  // Kept: the last error decides. With an error other than these two, a valid handle is refused and stays
+  // open.
   if (error != ERROR_SUCCESS && error != ERROR_ALREADY_EXISTS) return FMGR_ERR_OPEN;
   if (opened == INVALID_HANDLE_VALUE) return FMGR_ERR_OPEN;
   if (mode == OS_OPEN_APPEND) SetFilePointer(opened, 0, nullptr, FILE_END);

@@ -1,13 +1,13 @@
 /*
- * OS layer: files, mutexes, memory, text and threads of the platform, in two faces.
+ * OS layer: files, mutexes, memory, text and threads of the platform, with two interfaces.
  *
- * The status-returning face (OS_FileOpen, OS_MutexLock, ...) serves the devices of the file manager. Its
+ * The status-returning interface (OS_FileOpen, OS_MutexLock, ...) serves the devices of the file manager. Its
  * functions return 0 or a code of os/status.h, and results through pointers. Those that take a path exist
  * twice, for narrow paths (bytes of the file system, UTF-8 here) and, with a trailing W, for wide paths
  * (UTF-16); both behave alike.
  *
- * The stdio-style face (OS_fopen, OS_fread, ...) serves the readers of elementary streams. Its results follow
- * the C library.
+ * The stdio-style interface (OS_fopen, OS_fread, ...) serves the readers of elementary streams. Its results
+ * follow the C library.
  *
  * Handles are opaque pointers, never null, and owned by the caller, who closes them. A file handle carries
  * the file position, so one thread at a time uses it; different handles are independent. Only the thread
@@ -33,7 +33,7 @@ extern "C" {
 #define OS_NOEXCEPT
 #endif
 
-/* --- Files, status-returning face --- */
+/* --- Files, status-returning interface --- */
 
 /* Open modes: the access, what other handles may do meanwhile, and what happens to an existing or a missing
  * file. */
@@ -95,7 +95,7 @@ int32_t OS_MutexDestroy(void* mutex) OS_NOEXCEPT;
 void* OS_Malloc(size_t size) OS_NOEXCEPT;
 void OS_Free(void* block) OS_NOEXCEPT;
 
-/* --- Files, stdio-style face --- */
+/* --- Files, stdio-style interface --- */
 
 /* Opens a file. `mode` is a mode string of the C library; an empty one means "w". Null on failure. Other
  * handles may read the file meanwhile, not write it. "a" and "a+" start at the end of the file; "ab", "a+b"

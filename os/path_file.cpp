@@ -1,4 +1,4 @@
-// The functions of the status-returning face that take a path, one template for narrow and wide paths.
+// The functions of the status-returning interface that take a path, one template for narrow and wide paths.
 #include <string>
 
 #include "os/open_file.h"
@@ -13,8 +13,8 @@ int32_t delete_file(const typename Calls::Char* path) {
   return Calls::kDeleteFile(path) ? FMGR_OK : FMGR_ERR_GENERIC;
 }
 
-// The platform takes any folder of the volume. The folder of the path is used rather than a drive root, as
-// not every system has drive letters.
+// Measures the folder of the path rather than a drive root, because not every system has drive letters. The
+// platform accepts any folder of the volume.
 template <class Calls>
 int32_t disk_free_bytes(const typename Calls::Char* path, uint64_t* bytes) {
   if (path == nullptr || bytes == nullptr) return FMGR_ERR_BAD_ARGUMENT;

@@ -1,4 +1,5 @@
-// Additions to the stdio-style face: free space, the path for a temporary file, deletion by an ANSI path.
+// Additions to the stdio-style interface: free space, the path for a temporary file, deletion by an ANSI
+// path.
 #include <windows.h>
 
 #include <string_view>
@@ -8,7 +9,7 @@
 int32_t OS_GetFreeSpace(uint32_t free_bytes[2], const char16_t* path) noexcept {
   if (free_bytes == nullptr || path == nullptr) return -1;
   const std::u16string_view whole = path;
-  // Kept: only a backslash ends the folder part; without one the current volume is measured.
+  // Kept: only a backslash ends the folder part; without one, the current volume is measured.
   const size_t folder_length = whole.rfind(u'\\');
   char16_t folder[MAX_PATH] = {};
   const bool has_folder = folder_length != std::u16string_view::npos;

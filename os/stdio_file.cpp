@@ -1,4 +1,4 @@
-// The stdio-style face: results as those of the C library, over file handles of the platform.
+// The stdio-style interface: results as those of the C library, over file handles of the platform.
 #include <windows.h>
 
 #include <algorithm>

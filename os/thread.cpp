@@ -1,4 +1,4 @@
-// The thread facility. A table of slots carries routine and argument from the creator to the new thread.
+// The thread facility. A table of slots passes routine and argument from the creator to the new thread.
 #include <windows.h>
 
 #include <algorithm>

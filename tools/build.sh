@@ -1,13 +1,13 @@
 #!/bin/sh
-# tools/build.sh host|tests|fuzz PRESET: installs what a build needs and is missing, configures and builds.
-# Everything is printed to stderr, so that stdout stays free for the caller.
+# tools/build.sh host|tests|fuzz PRESET: installs missing build packages, configures and builds. All output goes to
+# stderr, so that stdout stays free for the caller.
 set -eu
 what=$1
 preset=$2
 root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 exec 1>&2
 
-# A probe that shows that the package is installed, and the package: a command, or a file by its absolute path.
+# Each entry is PROBE:PACKAGE. The package is installed if the probe, a command or an absolute file name, exists.
 needs="g++:g++ cmake:cmake ninja:ninja-build /usr/include/CLI/CLI.hpp:libcli11-dev
 /usr/include/nlohmann/json.hpp:nlohmann-json3-dev"
 [ "$what" = tests ] && needs="$needs /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Holds docs/kept-behaviours.md against the marks in the code and the tests.
+"""Compares docs/kept-behaviours.md with the marks in the code and the tests.
 
 A behaviour that looks like a mistake and is intended has a row in the document, a comment that begins with `Kept:` in
 each file that the row names, and a test with Kept in its name. This fails on:

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Fails on an include that the layout of the tree forbids.
 
-Five rules, in the order in which a reader meets them:
+Five rules:
 
 1. A folder includes only from the folders that MAY_SEE names for it: downwards, never sideways.
 2. Of another folder it includes only the headers that this folder's CMakeLists.txt declares with zdr_public_headers.
@@ -56,7 +56,7 @@ ROOMS = {
 FACES = {'aacdec/zd_aac_dec.h'}
 
 POSIX = re.compile(r'^(unistd|fcntl|pthread|dlfcn|dirent|poll|semaphore|signal|sys/.*|linux/.*)\.h$')
-# The host is a terminal program: it asks the terminal and catches Ctrl-C in this one file.
+# The host is a terminal program: this one file queries the terminal and catches Ctrl-C.
 POSIX_ALLOWED = {'host/terminal.cpp'}
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 DECLARATION = re.compile(r'^zdr_public_headers\(([^)]*)\)', re.M)

@@ -1,6 +1,6 @@
 #!/bin/sh
-# tools/tidy.sh [FOLDER...]: clang-tidy over the sources of these folders; without any, over all but the tests. Goes
-# through all of them and fails when anything was found.
+# tools/tidy.sh [FOLDER...]: clang-tidy over the sources of these folders; without any, over all but the tests. Checks
+# all of them, then fails if it has found anything.
 set -eu
 root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 cd "$root"

@@ -11,8 +11,8 @@ namespace zdr::com {
 // The class objects of the platform library itself. CLASS_E_CLASSNOTAVAILABLE for any other class.
 HRESULT built_in_class_object(REFCLSID clsid, REFIID riid, void** ppv) noexcept;
 
-// A class object of the module at this path (UTF-8), whatever the registry says. Loads the module unless it
-// is loaded; CoFreeUnusedLibraries may unload it again. HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND),
+// A class object of the module at this path (UTF-8), regardless of the registry. Loads the module if it is
+// not loaded yet; CoFreeUnusedLibraries may unload it again. HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND),
 // CO_E_ERRORINDLL for a module without DllGetClassObject, or what that function returns.
 ZDR_PLATFORM_API HRESULT class_object_from_module(const std::string& path, REFCLSID clsid, REFIID riid,
                                                   void** ppv) noexcept;

@@ -12,7 +12,7 @@ bool is_absolute(const std::u16string& path) {
   return !path.empty() && path.front() == u'/';
 }
 
-// Asks for the size and then for the data, again if the value has grown in between.
+// Queries the size, then the data, and repeats if the value has grown in between.
 LSTATUS query_text(HKEY key, DWORD& type, std::u16string& text) {
   LSTATUS status = ERROR_MORE_DATA;
   DWORD bytes = 0;

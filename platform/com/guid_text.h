@@ -1,5 +1,5 @@
-// Parses the text form of GUIDs: at compile time for the constants of our headers, which then read as GUIDs
-// are printed, and at run time for CLSIDFromString.
+// Parses the text form of GUIDs: at compile time for the constants of our headers, which can therefore be
+// written as GUIDs are printed, and at run time for CLSIDFromString.
 #pragma once
 
 #include <windows.h>

@@ -28,7 +28,7 @@ class Module {
     return reinterpret_cast<Function*>(symbol(name));
   }
 
-  // S_OK from DllCanUnloadNow; a module without that function stays.
+  // True if DllCanUnloadNow returns S_OK. A module without that function is never unloaded.
   bool can_unload_now() const noexcept;
 
  private:
@@ -43,7 +43,7 @@ class ModuleTable {
  public:
   static ModuleTable& instance();
 
-  // Loads the module unless it is loaded. nullptr when the file cannot be loaded.
+  // Loads the module if it is not loaded yet. nullptr when the file cannot be loaded.
   std::shared_ptr<Module> get(const std::string& path);
   // Unloads the modules that allow it.
   void free_unused();

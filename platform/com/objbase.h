@@ -29,8 +29,8 @@ inline constexpr int CHARS_IN_GUID = 39;
 
 extern "C" {
 
-// Task memory: a function that returns such a block leaves it to its caller to free. CoTaskMemAlloc returns
-// NULL when memory is exhausted, and a valid pointer for a size of 0. Freeing NULL is harmless.
+// Task memory. A block that a function returns is freed by the caller. CoTaskMemAlloc returns NULL when
+// memory is exhausted, and a valid pointer for a size of 0. Freeing NULL is harmless.
 ZDR_PLATFORM_API void* CoTaskMemAlloc(SIZE_T size) noexcept;
 ZDR_PLATFORM_API void CoTaskMemFree(void* block) noexcept;
 
@@ -41,8 +41,8 @@ ZDR_PLATFORM_API int StringFromGUID2(REFGUID guid, WCHAR* buffer, int characters
 // not of this form yields GUID_NULL and CO_E_CLASSSTRING.
 ZDR_PLATFORM_API HRESULT CLSIDFromString(const WCHAR* text, CLSID* clsid) noexcept;
 
-// Per thread: S_OK the first time, S_FALSE again with the same model, RPC_E_CHANGED_MODE with the other one.
-// Every success, S_FALSE included, is balanced by one CoUninitialize. CoInitialize chooses
+// Per thread: S_OK for the first call, S_FALSE for later ones with the same model, RPC_E_CHANGED_MODE with
+// the other one. Every success, S_FALSE included, is balanced by one CoUninitialize. CoInitialize chooses
 // COINIT_APARTMENTTHREADED.
 ZDR_PLATFORM_API HRESULT CoInitialize(void* reserved) noexcept;
 ZDR_PLATFORM_API HRESULT CoInitializeEx(void* reserved, DWORD coinit) noexcept;

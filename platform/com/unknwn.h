@@ -7,9 +7,9 @@
 
 #include "guid_text.h"
 
-// Every interface pointer that comes back through an out-argument carries a reference of its own.
-// QueryInterface for IID_IUnknown returns the same pointer on every interface of one object.
-// The results of AddRef and Release are advisory.
+// Every interface pointer returned through an out-argument carries a reference of its own. QueryInterface for
+// IID_IUnknown returns the same pointer on every interface of one object. The results of AddRef and Release
+// are advisory.
 struct IUnknown {
   // S_OK, or E_NOINTERFACE with *ppv = NULL; E_POINTER for a NULL ppv.
   virtual HRESULT QueryInterface(REFIID riid, void** ppv) = 0;

@@ -10,9 +10,9 @@
 #include "media_sample.h"
 #include "wxutil.h"
 
-// What every allocator does: properties, commit and decommit, the list of free samples, waiting for a buffer.
-// Derived classes supply the memory in Alloc and Free. The object's own lock (it is a CCritSec) guards all
-// members.
+// The part that all allocators share: properties, commit and decommit, the list of free samples, waiting for
+// a buffer. Derived classes supply the memory in Alloc and Free. The object's own lock (it is a CCritSec)
+// guards all members.
 class CBaseAllocator : public CUnknown, public IMemAllocator, public CCritSec {
  public:
   CBaseAllocator(CObjectName name, IUnknown* outer) noexcept;
@@ -39,7 +39,7 @@ class CBaseAllocator : public CUnknown, public IMemAllocator, public CCritSec {
     LONG m_nOnList = 0;
   };
 
-  // Releases the memory when no sample is out; called with the lock held.
+  // Releases the memory. Called with the lock held when no sample is lent.
   virtual void Free() = 0;
   // Fills the list of free samples; called with the lock held. The base checks the properties:
   // VFW_E_SIZENOTSET, S_FALSE when they have not changed since the last call, else S_OK.
@@ -60,7 +60,7 @@ class CBaseAllocator : public CUnknown, public IMemAllocator, public CCritSec {
   BOOL m_bDecommitInProgress = FALSE;
 
  private:
-  ULONG m_cDecommits = 0;  // changes while a thread waits when its commit has ended
+  ULONG m_cDecommits = 0;  // a thread that sees this change while it waits knows that its commit has ended
   std::condition_variable_any sample_freed_;
 };
 

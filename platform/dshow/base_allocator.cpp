@@ -1,5 +1,5 @@
 // CBaseAllocator: lends samples while committed. The states are committed, decommitting (samples are still
-// out) and decommitted; in the first two the allocator holds a reference on itself.
+// lent) and decommitted; in the first two the allocator holds a reference on itself.
 #include <utility>
 
 #include "allocator.h"
@@ -91,7 +91,7 @@ HRESULT CBaseAllocator::Decommit() {
     }
     Free();
   }
-  Release();  // outside of the lock, which this may destroy
+  Release();  // after the lock is released: this may destroy the lock
   return S_OK;
 }
 

@@ -1,4 +1,4 @@
-// The state, the clock and the graph of a filter. What it does with its pins is in filter_pins.cpp.
+// State, clock and graph membership of a filter. The functions that walk its pins are in filter_pins.cpp.
 #include "base_filter.h"
 
 #include <com_ptr.h>

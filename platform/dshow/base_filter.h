@@ -29,10 +29,10 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   HRESULT GetState(DWORD timeout_ms, FILTER_STATE* state) override;
   HRESULT SetSyncSource(IReferenceClock* clock) override;
   HRESULT GetSyncSource(IReferenceClock** clock) override;
-  // Stops every pin whatever each returns; the first failure is the result.
+  // Stops every pin even if some fail. Returns the first failure.
   HRESULT Stop() override;
-  // The failure of a pin is returned at once and leaves the state as it is; the pins before it are not
-  // undone.
+  // Both return the first failure of a pin at once and leave the state unchanged. The pins before it stay as
+  // they are.
   HRESULT Pause() override;
   HRESULT Run(REFERENCE_TIME start) override;
 

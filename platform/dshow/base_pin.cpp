@@ -119,7 +119,7 @@ HRESULT CBasePin::AttemptConnection(IPin* receiver, const CMediaType* type) {
 }
 
 HRESULT CBasePin::connect_both_ends(IPin* receiver, const CMediaType* type) {
-  // First, because the receiver may ask who is connected.
+  // First, because the receiver may query its peer.
   set_peer(receiver);
   HRESULT hr = SetMediaType(type);
   if (SUCCEEDED(hr)) hr = receiver->ReceiveConnection(this, type);

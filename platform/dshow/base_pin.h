@@ -5,7 +5,7 @@
 #include "mtype.h"
 
 // References to a pin are references to its filter and keep the filter alive; the pin's creator deletes it.
-// QueryInterface is the pin's own.
+// QueryInterface is not forwarded to the filter.
 class CBasePin : public CUnknown, public IPin, public IQualityControl {
  public:
   CBasePin(CObjectName object_name, CBaseFilter* filter, CCritSec* lock, HRESULT* phr, LPCWSTR name,
@@ -56,9 +56,9 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
  protected:
   // Connects with exactly this type; on failure every step is undone.
   HRESULT AttemptConnection(IPin* receiver, const CMediaType* type);
-  // Attempts each type of the list that matches the partial type, if there is one.
+  // Attempts the types of the enumerator in order; if `type` is given, only those that match it.
   HRESULT TryMediaTypes(IPin* receiver, const CMediaType* type, IEnumMediaTypes* enumerator);
-  // A fully specified type is the only attempt. Otherwise the types of both pins are tried, the receiver's
+  // Attempts `type` alone if it is fully specified. Otherwise attempts the types of both pins, the receiver's
   // first.
   HRESULT AgreeMediaType(IPin* receiver, const CMediaType* type);
 
@@ -70,7 +70,7 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   CMediaType m_mt;  // of the current or last connection
 
  private:
-  // S_OK when the pin may be connected now.
+  // S_OK if the pin can be connected now.
   HRESULT check_connectable() const;
   // CheckMediaType, with every result but S_OK turned into a failure.
   HRESULT check_offered_type(const CMediaType* type);

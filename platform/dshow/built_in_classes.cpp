@@ -1,4 +1,4 @@
-// The classes that the platform library itself serves. CoGetClassObject looks here before it asks the
+// The classes that the platform library itself serves. CoGetClassObject looks here before it searches the
 // registry.
 #include "allocator.h"
 #include "class_factory.h"

@@ -1,4 +1,5 @@
-// The class factory over a table of class templates, which a module and the platform library each have.
+// The class factory, over a table of class templates. Each module has such a table, and so has the platform
+// library.
 #pragma once
 
 #include <span>

@@ -58,7 +58,7 @@ HRESULT CEnumMediaTypes::Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched
 
 HRESULT CEnumMediaTypes::Skip(ULONG count) {
   if (count == 0) return S_OK;
-  // Kept: unlike with pins, the position moves past the end.
+  // Kept: unlike IEnumPins::Skip, this moves the position past the end.
   advance(count);
   CMediaType last_skipped;
   return m_pPin->GetMediaType(m_Position - 1, &last_skipped) == S_OK ? S_OK : S_FALSE;

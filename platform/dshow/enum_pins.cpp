@@ -1,4 +1,4 @@
-// CEnumPins, the enumerator over the pins of a filter, which may change in between.
+// CEnumPins, the enumerator over the pins of a filter. The set of pins may change between its calls.
 #include <algorithm>
 #include <new>
 #include <vector>
@@ -14,7 +14,7 @@ using zdr::dshow::SingleInterface;
 
 namespace {
 
-// Keeps the filter alive. After a change of the pins it starts again by itself, without returning a pin
+// Keeps the filter alive. After a change of the pins it restarts automatically, without returning a pin
 // twice.
 class CEnumPins final : public SingleInterface<IEnumPins, IID_IEnumPins> {
  public:
@@ -109,7 +109,7 @@ HRESULT CEnumPins::Clone(IEnumPins** clone) {
   try {
     *clone = new_or_null<CEnumPins>(m_pFilter, this);
   } catch (const std::bad_alloc&) {
-    *clone = nullptr;  // no room for the memory of returned pins
+    *clone = nullptr;  // no memory for the list of returned pins
   }
   return *clone == nullptr ? E_OUTOFMEMORY : S_OK;
 }

@@ -45,7 +45,7 @@ class Packer {
     data_.insert(data_.end(), first, first + sizeof word);
   }
 
-  // Names and the filters to connect to are not stored.
+  // Names, and the filters that a pin connects to, are not stored.
   void add_pin(size_t index, const REGFILTERPINS& pin) {
     add_tag(index, "pi3");
     add_word(flags_of(pin));

@@ -1,4 +1,4 @@
-// The packed form in which the registry stores what a filter says about its pins.
+// The packed form in which the registry stores the description of a filter's pins.
 #pragma once
 
 #include <vector>

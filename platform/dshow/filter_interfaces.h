@@ -12,7 +12,7 @@ struct IEnumMediaTypes;
 
 // Time in 100 ns units that never goes backwards.
 struct IReferenceClock : IUnknown {
-  // S_FALSE when the time is that of the previous call.
+  // S_FALSE when the time has not changed since the previous call.
   virtual HRESULT GetTime(REFERENCE_TIME* pTime) = 0;
   // Sets the event once when base + stream time is reached.
   virtual HRESULT AdviseTime(REFERENCE_TIME baseTime, REFERENCE_TIME streamTime, HEVENT hEvent,
@@ -41,7 +41,7 @@ struct IBaseFilter : IMediaFilter {
   // VFW_E_NOT_FOUND with *ppPin = NULL.
   virtual HRESULT FindPin(LPCWSTR Id, IPin** ppPin) = 0;
   virtual HRESULT QueryFilterInfo(FILTER_INFO* pInfo) = 0;
-  // A NULL graph means leaving it. The filter holds no reference on the graph.
+  // A NULL graph removes the filter from its graph. The filter holds no reference on the graph.
   virtual HRESULT JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName) = 0;
   virtual HRESULT QueryVendorInfo(LPWSTR* pVendorInfo) = 0;
 };

@@ -1,6 +1,6 @@
-// What a filter does with its pins: it walks the connected ones at every change of state, and finds one by
-// name. A walk that fails midway is not rolled back: pins that were activated stay active until the next Stop
-// or Inactive.
+// The functions of a filter that walk its pins: state changes call every connected pin, and FindPin looks one
+// up by name. A walk that fails midway is not rolled back: pins that were activated stay active until the
+// next Stop or Inactive.
 #include <string_view>
 
 #include "base_filter.h"
@@ -8,8 +8,8 @@
 
 namespace {
 
-// Calls action(pin) for each connected pin in order, up to a missing pin or up to an action that fails; that
-// failure is the result.
+// Calls action(pin) for each connected pin in order, until a pin is missing or an action fails. Returns that
+// failure.
 template <class Action>
 HRESULT for_each_connected_pin(CBaseFilter& filter, Action action) {
   const int count = filter.GetPinCount();

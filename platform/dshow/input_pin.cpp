@@ -1,4 +1,5 @@
-// CBaseInputPin: holds the allocator of a connection, and checks for each sample whether it may come now.
+// CBaseInputPin: holds the allocator of a connection, and checks for each sample whether the pin accepts it
+// now.
 #include "transport_pins.h"
 #include "uuids.h"
 

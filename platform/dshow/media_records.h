@@ -18,7 +18,7 @@ enum FILTER_STATE : int32_t { State_Stopped = 0, State_Paused = 1, State_Running
 
 enum QualityMessageType : int32_t { Famine = 0, Flood = 1 };
 
-// Flags of IMediaSeeking: the kind of positioning in the low two bits, modifiers above it.
+// Flags of IMediaSeeking: the kind of positioning in the low two bits, modifiers above them.
 enum AM_SEEKING_SEEKING_FLAGS : DWORD {
   AM_SEEKING_NoPositioning = 0x00,
   AM_SEEKING_AbsolutePositioning = 0x01,

@@ -8,9 +8,9 @@
 // Adds only functions to the record, so that a pointer to one is a pointer to the other.
 class CMediaType : public AM_MEDIA_TYPE {
  public:
-  // The record is zeroed, but for fixed samples of 1 byte.
+  // A zeroed record, except that samples have a fixed size of 1 byte.
   CMediaType() noexcept;
-  // Deep copies, without a format block when memory runs out.
+  // Deep copies. When memory runs out, the copy has no format block.
   explicit CMediaType(const AM_MEDIA_TYPE& other) noexcept;
   CMediaType(const CMediaType& other) noexcept;
   ~CMediaType();
@@ -34,8 +34,8 @@ class CMediaType : public AM_MEDIA_TYPE {
   // Sets the state after default construction, without freeing anything.
   void InitMediaType() noexcept;
 
-  // Whether the type agrees with what a partial type specifies. The flags, the sample size and pUnk never
-  // count.
+  // Whether the type agrees with every field that the partial type specifies. The flags, the sample size and
+  // pUnk are not compared.
   BOOL MatchesPartial(const CMediaType* partial) const noexcept;
   BOOL IsPartiallySpecified() const noexcept;
 };

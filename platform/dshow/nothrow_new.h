@@ -1,4 +1,4 @@
-// Creates objects where running out of memory must become a status. Tests make both functions fail.
+// Allocation for code that reports exhausted memory as a status. Tests can make both functions fail.
 #pragma once
 
 #include <new>

@@ -50,7 +50,7 @@ HRESULT CBaseOutputPin::DecideAllocator(IMemInputPin* input_pin, IMemAllocator**
   HRESULT hr = input_pin->GetAllocator(candidate.out());
   if (SUCCEEDED(hr)) hr = settle_allocator(input_pin, candidate.get(), &request);
   if (FAILED(hr)) {
-    // With the request as the first attempt has left it.
+    // The request is passed on as the first attempt left it.
     hr = InitAllocator(candidate.out());
     if (SUCCEEDED(hr)) hr = settle_allocator(input_pin, candidate.get(), &request);
   }

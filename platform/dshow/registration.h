@@ -43,7 +43,7 @@ struct REGFILTERPINS {
 };
 static_assert(sizeof(REGFILTERPINS) == 56 && offsetof(REGFILTERPINS, lpMediaType) == 48);
 
-// Version 1, the only one here.
+// Version 1 of the record, the only one supported.
 struct REGFILTER2 {
   DWORD dwVersion;
   DWORD dwMerit;

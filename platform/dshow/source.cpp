@@ -119,7 +119,7 @@ BOOL CSourceStream::CheckRequest(Command* command) noexcept {
 DWORD CSourceStream::ThreadProc() {
   while (GetRequest() != CMD_INIT) Reply(static_cast<DWORD>(E_UNEXPECTED));
   if (const HRESULT hr = OnThreadCreate(); FAILED(hr)) {
-    // Kept: the ended thread still counts as the pin's until Close, and no other can start before.
+    // Kept: the ended thread still counts as the pin's worker until Close; no other can start before that.
     OnThreadDestroy();
     Reply(static_cast<DWORD>(hr));
     return 1;
@@ -157,7 +157,7 @@ HRESULT CSourceStream::DoBufferProcessingLoop() {
     while (!CheckRequest(&command)) {
       ComPtr<IMediaSample> sample;
       if (FAILED(GetDeliveryBuffer(sample.out(), nullptr, nullptr, 0))) {
-        // Usually decommitted, and then a command is on its way.
+        // Usually the allocator was decommitted, and a command follows.
         Sleep(1);
         continue;
       }
@@ -173,7 +173,7 @@ HRESULT CSourceStream::DoBufferProcessingLoop() {
 bool CSourceStream::fill_and_deliver(ComPtr<IMediaSample> sample, HRESULT* result) {
   const HRESULT filled = FillBuffer(sample.get());
   if (filled == S_OK) {
-    // A receiver that refuses a sample has ended its stream already: no end of stream is sent.
+    // The receiver has already ended its stream by refusing the sample: no end of stream is sent.
     *result = S_OK;
     return Deliver(sample.get()) == S_OK;
   }

@@ -27,7 +27,7 @@ class CSource : public CBaseFilter {
   HRESULT RemovePin(CSourceStream* pin);
   // The identifier of a pin is its number in decimal, counted from 1.
   HRESULT FindPin(LPCWSTR id, IPin** pin) override;
-  // Counted from 0, or -1.
+  // The pin's index, counted from 0; -1 for a pin of another filter.
   int FindPinNumber(IPin* pin);
 
  protected:
@@ -68,8 +68,8 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
   virtual HRESULT OnThreadStartPlay() { return S_OK; }
 
   DWORD ThreadProc() override;
-  // Fills and delivers samples until CMD_STOP comes (S_FALSE; the request stays pending), the stream ends or
-  // the receiver refuses a sample (S_OK), or FillBuffer fails (its result).
+  // Fills and delivers samples until CMD_STOP arrives (S_FALSE; the request stays pending), the stream ends
+  // or the receiver refuses a sample (S_OK), or FillBuffer fails (its result).
   virtual HRESULT DoBufferProcessingLoop();
 
   Command GetRequest() noexcept { return static_cast<Command>(CAMThread::GetRequest()); }
@@ -79,7 +79,7 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
 
  private:
   void take_commands_until_exit();
-  // False when the loop is to end with *result.
+  // False when the loop must end and return *result.
   bool fill_and_deliver(zdr::com::ComPtr<IMediaSample> sample, HRESULT* result);
   HRESULT call_worker(Command command) { return static_cast<HRESULT>(CallWorker(command)); }
 };

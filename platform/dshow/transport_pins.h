@@ -23,9 +23,9 @@ class CBaseOutputPin : public CBasePin {
   HRESULT BeginFlush() override;
   HRESULT EndFlush() override;
 
-  // Chooses the peer's allocator if it has a suitable one, else creates one.
+  // Uses the peer's allocator if that is suitable, otherwise creates one.
   virtual HRESULT DecideAllocator(IMemInputPin* input_pin, IMemAllocator** allocator);
-  // Calls SetProperties and checks the properties that it granted.
+  // Calls SetProperties and checks the granted properties.
   virtual HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) = 0;
   virtual HRESULT InitAllocator(IMemAllocator** allocator);
 
@@ -59,9 +59,9 @@ class CBaseInputPin : public CBasePin, public IMemInputPin {
   HRESULT GetAllocator(IMemAllocator** allocator) override;
   HRESULT NotifyAllocator(IMemAllocator* allocator, BOOL read_only) override;
   HRESULT GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) override;
-  // Checks whether samples may come now. Derived classes call it first.
+  // Checks whether the pin accepts samples now. Derived classes call it first.
   HRESULT Receive(IMediaSample* sample) override;
-  // E_NOTIMPL: samples come one by one.
+  // E_NOTIMPL: samples are received one at a time.
   HRESULT ReceiveMultiple(IMediaSample** samples, LONG count, LONG* processed) override;
   HRESULT ReceiveCanBlock() override;
 
@@ -70,7 +70,7 @@ class CBaseInputPin : public CBasePin, public IMemInputPin {
   HRESULT BreakConnect() override;
   HRESULT Inactive() override;
 
-  // S_OK when samples may come now, S_FALSE while flushing, VFW_E_WRONG_STATE while stopped.
+  // S_OK when the pin accepts samples, S_FALSE while flushing, VFW_E_WRONG_STATE while stopped.
   virtual HRESULT CheckStreaming();
 
  protected:

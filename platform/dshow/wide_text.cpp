@@ -1,4 +1,4 @@
-// AMGetWideString.
+// AMGetWideString, which copies text to task memory.
 #include "wide_text.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// The macros of the base classes that a release build has. Macros, since their names are fixed and
-// CheckPointer returns from its caller.
+// The macros of the base classes that a release build has. They are macros because their names are fixed, and
+// because CheckPointer returns from its caller.
 #pragma once
 
 #include <windows.h>

@@ -57,7 +57,7 @@ class CAMEvent {
 class CAMThread {
  public:
   CAMThread() noexcept;
-  // Waits for the thread to end. The derived class must have told it to end before.
+  // Waits for the thread to end. A derived class must have requested that before.
   virtual ~CAMThread();
   CAMThread(const CAMThread&) = delete;
   CAMThread& operator=(const CAMThread&) = delete;

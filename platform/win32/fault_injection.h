@@ -27,7 +27,7 @@ enum class FaultPoint : uint32_t {
 // Returns true to make this call fail. Runs on the calling thread; several threads may call it at once.
 using FaultHook = bool (*)(FaultPoint point, void* context);
 
-// Installs a hook (nullptr removes it). No other thread may be inside the platform meanwhile.
+// Installs a hook (nullptr removes it). No other thread may be inside the platform during the call.
 ZDR_PLATFORM_API void set_fault_hook(FaultHook hook, void* context) noexcept;
 
 namespace detail {

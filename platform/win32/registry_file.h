@@ -21,10 +21,10 @@ struct RegistryReport {
   std::string text;        // the whole content, in the form above
 };
 
-// The environment variable ZDR_REGISTRY names the file, else it is zdr/registry.reg in $XDG_DATA_HOME or
-// ~/.local/share. A missing file is an empty registry. Files of users other than this one and root, and files
-// that the group or others may write, are refused, because a class's module is loaded from the path in them.
-// Throws bad_alloc.
+// The environment variable ZDR_REGISTRY names the file; without it, the file is zdr/registry.reg in
+// $XDG_DATA_HOME or ~/.local/share. A missing file is an empty registry. Files of users other than this one
+// and root, and files that the group or others may write, are refused, because a class's module is loaded
+// from the path in them. Throws bad_alloc.
 ZDR_PLATFORM_API RegistryReport report_registry();
 
 }  // namespace zdr::platform

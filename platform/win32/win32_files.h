@@ -38,9 +38,9 @@ ZDR_WIN32 HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY
                              HANDLE template_file) ZDR_NOEXCEPT;
 
 // Blocks until all bytes have moved, the file ends, or an error occurs. At or past the end: TRUE with *got ==
-// 0. Failures: 5 the handle lacks the access, 6 bad handle, 87 no place for the count, or an `overlapped`,
-// which is not supported, 112 disk full, 1117 device error. After a failure the count says how many bytes
-// moved before it.
+// 0. Failures: 5 the handle lacks the access, 6 bad handle, 87 a NULL pointer to the count, or an
+// `overlapped`, which is not supported, 112 disk full, 1117 device error. After a failure the count is the
+// number of bytes that moved before it.
 ZDR_WIN32 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD count, LPDWORD got,
                         LPOVERLAPPED overlapped) ZDR_NOEXCEPT;
 ZDR_WIN32 BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD count, LPDWORD put,

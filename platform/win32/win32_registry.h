@@ -1,4 +1,4 @@
-// The registry: keys with values, one store for the user, in a text file (registry_file.h says where).
+// The registry: keys with values, one store for the user, in a text file (registry_file.h gives its path).
 //
 // Every function returns its error code and leaves the last error alone. Names are compared without regard to
 // the case of ASCII and Latin-1 letters and keep the case of their creation. A key name has at most 255
@@ -9,7 +9,7 @@
 // ERROR_INVALID_PARAMETER 87, ERROR_NOT_ENOUGH_MEMORY 8, ERROR_KEY_DELETED 1018 for a handle whose key is
 // gone, ERROR_BADDB 1009 for a store that cannot be parsed (which is then never rewritten), and the code of a
 // failed file operation. A call that fails has changed nothing. Reserved and class arguments must be 0 or
-// NULL where a function hands something out through them, and have no effect elsewhere.
+// NULL where a function would return something through them, and have no effect elsewhere.
 #ifndef ZDR_WIN32_REGISTRY_H
 #define ZDR_WIN32_REGISTRY_H
 
@@ -18,7 +18,7 @@
 typedef LONG LSTATUS;
 typedef DWORD REGSAM;
 
-// Known by value, always open.
+// Predefined keys, which are always open.
 #define HKEY_CLASSES_ROOT ((HKEY)(intptr_t)(int32_t)0x80000000u)
 #define HKEY_CURRENT_USER ((HKEY)(intptr_t)(int32_t)0x80000001u)
 #define HKEY_LOCAL_MACHINE ((HKEY)(intptr_t)(int32_t)0x80000002u)
@@ -48,10 +48,10 @@ typedef DWORD REGSAM;
 // HKEY_CLASSES_ROOT shows HKEY_CURRENT_USER\Software\Classes laid over HKEY_LOCAL_MACHINE\SOFTWARE\Classes: a
 // new key is made in the latter, a value is set in the former when the key exists there.
 
-// Makes `sub_key` with every missing level above it (at most 32 new ones), or opens it. "" opens `key` once
-// more. Failures: 87 NULL, or a new level directly below HKEY_LOCAL_MACHINE or HKEY_USERS; ERROR_BAD_PATHNAME
-// 161 a leading or doubled backslash. `class_name`, `options` and `security` have no effect. *disposition
-// (NULL allowed) receives REG_CREATED_NEW_KEY or REG_OPENED_EXISTING_KEY. The caller closes the key with
+// Makes `sub_key` with every missing level above it (at most 32 new ones), or opens it. "" opens `key` again.
+// Failures: 87 NULL, or a new level directly below HKEY_LOCAL_MACHINE or HKEY_USERS; ERROR_BAD_PATHNAME 161 a
+// leading or doubled backslash. `class_name`, `options` and `security` have no effect. *disposition (NULL
+// allowed) receives REG_CREATED_NEW_KEY or REG_OPENED_EXISTING_KEY. The caller closes the key with
 // RegCloseKey.
 ZDR_WIN32 LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR sub_key, DWORD reserved, LPWSTR class_name, DWORD options,
                                   REGSAM access, LPSECURITY_ATTRIBUTES security, HKEY* result,
@@ -63,13 +63,13 @@ ZDR_WIN32 LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR sub_key, DWORD options, REGSAM
 ZDR_WIN32 LSTATUS RegCloseKey(HKEY key) ZDR_NOEXCEPT;
 
 // `bytes` counts the terminating NUL of text; data is stored as given. A NULL or empty name is the default
-// value. ERROR_ACCESS_DENIED 5 for a key opened without KEY_SET_VALUE, ERROR_NOACCESS 998 for NULL data of
-// some length, ERROR_NO_SYSTEM_RESOURCES 1450 when the store would become too large.
+// value. ERROR_ACCESS_DENIED 5 for a key opened without KEY_SET_VALUE, ERROR_NOACCESS 998 for NULL data with
+// a nonzero length, ERROR_NO_SYSTEM_RESOURCES 1450 when the store would become too large.
 ZDR_WIN32 LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
                                  DWORD bytes) ZDR_NOEXCEPT;
 // ERROR_FILE_NOT_FOUND 2 for a missing value; ERROR_MORE_DATA 234, with the size needed in *bytes, for a
-// buffer that is too small; 5 for a key opened without KEY_QUERY_VALUE. A NULL `data` asks for type and size.
-// Text comes back as it was stored, so its NUL may be missing.
+// buffer that is too small; 5 for a key opened without KEY_QUERY_VALUE. A NULL `data` requests only type and
+// size. Text is returned as it was stored, so its NUL may be missing.
 ZDR_WIN32 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data,
                                    LPDWORD bytes) ZDR_NOEXCEPT;
 

@@ -60,7 +60,7 @@ typedef struct _FILETIME {
   DWORD dwHighDateTime;
 } FILETIME;  // 100 ns since 1601-01-01 UTC
 
-// The unnamed struct and its named twin overlay the two words of the quantity, low word first.
+// The unnamed struct overlays the two words of the quantity, low word first.
 typedef union _ULARGE_INTEGER {
   __extension__ struct {
     DWORD LowPart;

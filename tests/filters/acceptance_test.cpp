@@ -72,7 +72,7 @@ const Changes kVideoChanges = {
     {"length without block", both(no_block, [](CMediaType& t) { t.cbFormat = 88; }), false},
 };
 
-TEST(Acceptance, OfMpeg4Visual) {
+TEST(Acceptance, Mpeg4VisualNeedsItsConfiguration) {
   expect_answers(mpeg4_visual_track(), kVideoChanges,
                  {{"H.263", subtype(kSubtypeH263), false},
                   {"not video", not_video, false},
@@ -83,7 +83,7 @@ TEST(Acceptance, OfMpeg4Visual) {
                   {"first frame missing", block_of(88 + 5), true}});
 }
 
-TEST(Acceptance, OfH263) {
+TEST(Acceptance, H263NeedsNoFirstFrame) {
   expect_answers(h263_track(), kVideoChanges,
                  {{"AVC", subtype(kSubtypeAvc), false},
                   {"not video", not_video, false},
@@ -137,7 +137,7 @@ TEST(Acceptance, KeptAudioRulesIgnoreTheCodecOfTheTrack) {
   expect_answers(amr_track(10), changes);
 }
 
-TEST(Acceptance, OfQcelpComparesTheConfiguration) {
+TEST(Acceptance, QcelpNeedsItsConfiguration) {
   expect_answers(mpeg4_qcelp_track(), {{"another byte", byte(19), false},
                                        {"another length", [](CMediaType& t) { wave(t).cbSize = 1; }, false},
                                        {"truncated", block_of(19), false}});

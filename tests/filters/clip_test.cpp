@@ -102,7 +102,7 @@ class Clips {
 };
 
 // Fields that a clip does not have stay as they were.
-TEST(Clips, KeptInformationAndConfiguration) {
+TEST(Clips, KeptInformationLeavesMissingFieldsUntouched) {
   const double u = kUntouched;
   const double w = untouched_info().width;
   const double f = untouched_info().frame_rate;
@@ -184,7 +184,7 @@ TEST(Clips, RefuseWhatCannotBeOpened) {
   EXPECT_EQ(source.CloseClip(nullptr), E_FAIL);
 }
 
-TEST(Clips, KeptKeyFramesByTheirIndex) {
+TEST(Clips, KeptKeyFrameIndexesStartAtTheFirstSample) {
   std::vector<uint32_t> every;
   for (uint32_t number = 1; number <= 30; ++number) every.push_back(number);
   const std::tuple<std::string, std::vector<uint32_t>, std::vector<DWORD>, std::vector<uint32_t>> kCases[] = {
@@ -192,7 +192,10 @@ TEST(Clips, KeptKeyFramesByTheirIndex) {
       {"the first sample is the first, key frame or not", {5, 15}, {1, 2, 3}, {1, 5, 15}},
       {"after the last one, the last", {1, 11}, {3, 1000}, {11, 11}},
       {"a dense table depends on the previous requests", every, {3, 2, 2, 5}, {3, 3, 3, 6}},
-      {"without a table every sample is one", {}, {1, 2, 7, 30, 31, 0xFFFFFFFF, 0}, {1, 2, 7, 30, 30, 30, 1}},
+      {"without a table every sample is a key frame",
+       {},
+       {1, 2, 7, 30, 31, 0xFFFFFFFF, 0},
+       {1, 2, 7, 30, 30, 30, 1}},
   };
   for (const auto& [name, sync_samples, indexes, numbers] : kCases) {
     SCOPED_TRACE(name);
@@ -235,7 +238,7 @@ TEST(Clips, ReadNoMoreThanTheFileHas) {
 }
 
 // Every allocation fails once. A failure leaves nothing open: the file may be written.
-TEST(Clips, KeptStatusWithoutMemory) {
+TEST(Clips, KeptMissingFileManagerHasAStatusOfItsOwn) {
   Clips clips;
   const std::u16string names[] = {clips.write("mpeg4.mp4", movie({mpeg4_visual_track()})),
                                   clips.write("avc.mp4", movie({avc_track(3), amr_track(3)})),
@@ -276,7 +279,7 @@ TEST(Clips, KeptStatusWithoutMemory) {
   }
 }
 
-// What the filter plays of another kind ends. The clips themselves keep their own kind.
+// Playback of a file of another kind ends. The clips themselves keep their own kind.
 TEST(Clips, KeptFilterIsOfTheKindOfTheLastClip) {
   const std::pair<std::string, Bytes> kMovie{"x.mp4", movie({avc_track(20)})};
   const std::pair<std::string, Bytes> kSpeech{"x.amr", speech(false, 30, 0x3C).bytes()};
@@ -312,7 +315,7 @@ TEST(Clips, KeptFilterIsOfTheKindOfTheLastClip) {
   }
 }
 
-TEST(Clips, WhileTheFilterPlays) {
+TEST(Clips, CanBeReadWhileTheFilterPlays) {
   SinkGraph graph({.tracks = {amr_track(4000), avc_track(800)}});
   Clips clips(graph.under_test.filter.get());
   const std::u16string name = clips.write("x.mp4", movie({avc_track(4)}));

@@ -1,5 +1,5 @@
-// Every codec that the filter knows, each with a track of it, whose configuration has recognisable bytes, and
-// with what a pin makes of it.
+// Every codec that the filter knows: a track of the codec, whose configuration has recognisable bytes, and
+// the type, samples and failures that its pin must produce.
 #pragma once
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"

@@ -1,4 +1,4 @@
-// What is written to the debugger while an object of this class lives.
+// DebuggerTexts: records the text that is written to the debugger during the life of the object.
 #pragma once
 
 #include <debug_output.h>

@@ -94,7 +94,7 @@ TrackDescription randomised(TrackDescription track, uint32_t seed) {
 
 // --- Whole tracks ------------------------------------------------------------------------------------------
 
-TEST(Delivery, OfVideoIsAFrameASample) {
+TEST(Delivery, VideoIsOneFrameASample) {
   for (uint32_t seed = 0; seed < 60; ++seed) {
     const TrackDescription track = randomised(seed % 2 == 0 ? avc_track(1) : h263_track(), seed);
     EXPECT_EQ(play(track), expected_video(track)) << "seed " << seed;
@@ -181,7 +181,7 @@ TEST(Delivery, KeptBadUnitEndsItsGroupAndIsSkipped) {
   track.replaced["stco"] = stco(offsets);
   FilterUnderTest under_test(track);
   EXPECT_EQ(under_test.play().size(), 1u);
-  // What plays on afterwards starts after it.
+  // Playback continues with the unit after it.
   const std::vector<Filled> rest = under_test.play();
   ASSERT_EQ(rest.size(), 2u);
   EXPECT_EQ(rest[0].start, 11 * 200000);
@@ -197,7 +197,7 @@ TEST(Delivery, KeptFirstSampleOfTheProcessIsADiscontinuity) {
   EXPECT_FALSE(second.fill().discontinuity);
 }
 
-// Its frame is skipped. A mark that was refused goes to the next sample.
+// Its frame is skipped. A refused mark is set on the next sample.
 TEST(Delivery, ASampleThatRefusesACallIsAnError) {
   for (HRESULT FakeSample::*refuse :
        {&FakeSample::set_discontinuity, &FakeSample::set_sync_point, &FakeSample::get_pointer}) {

@@ -1,4 +1,4 @@
-// Creates, loads and fills through the module's class factory.
+// Creates the filter through the module's class factory, loads files and fills samples.
 #include "tests/filters/filter_under_test.h"
 
 #include <gtest/gtest.h>

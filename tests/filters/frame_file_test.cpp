@@ -186,7 +186,7 @@ TEST(AmrFile, KeptSeekToTheSameTargetChangesNothing) {
   }
 }
 
-// What is delivered is what follows the first line of the file, except a last group that is not delivered.
+// Delivers the bytes after the first line of the file, except a last group that is not delivered.
 TEST(AmrFile, RealFilesAreDeliveredUnchanged) {
   const std::pair<const char*, size_t> kFiles[] = {{"amr-nb.amr", 32}, {"amr-wb.awb", 0}};
   for (const auto& [name, left_out] : kFiles) {
@@ -260,9 +260,9 @@ TEST(AacFile, PlaysThePcmOfItsReaderAtTheRateOfTheDecoder) {
   }
 }
 
-// Also to the current place, with the result of a file that is opened anew. A seek to 0 or before it requests
-// 1 ms.
-TEST(AacFile, KeptEverySeekDecodesAnew) {
+// Even a seek to the current position, with the same result as in a file that was just opened. A seek to 0 or
+// before it requests 1 ms.
+TEST(AacFile, KeptEverySeekRestartsTheDecoder) {
   const std::pair<REFERENCE_TIME, REFERENCE_TIME> kSeeks[] = {{0, 23},    {0, 23},    {500, 510},
                                                               {500, 510}, {123, 139}, {-5, 23}};
   const char* const kName = "aac-lc-44k-stereo.aac";

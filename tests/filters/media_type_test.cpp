@@ -159,7 +159,7 @@ TEST(MediaType, KeptFrameRateIsThatOverTheLongerTrack) {
 
 // --- Buffers -----------------------------------------------------------------------------------------------
 
-// An allocator that records the request and grants less than it, as the test sets it.
+// An allocator that records the request and can grant less than requested.
 class FakeAllocator final : public CMemAllocator {
  public:
   explicit FakeAllocator(HRESULT hr = S_OK) : CMemAllocator(NAME("FakeAllocator"), nullptr, &hr) {}

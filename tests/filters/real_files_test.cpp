@@ -1,4 +1,4 @@
-// Real files through the pins: played and sought, with streams that keep the rules in every case.
+// Plays real files through the pins and seeks in them; the streams must keep the rules in every case.
 // ZDR_EXTRA_MEDIA may name a folder with more files.
 #include <gtest/gtest.h>
 

@@ -42,7 +42,7 @@ std::string expected_file() {
 }
 
 // Six extensions in three places.
-TEST_F(Registration, KeptWholeFile) {
+TEST_F(Registration, KeptSixExtensionsAreRegistered) {
   ASSERT_EQ(DllRegisterServer(), S_OK);
   EXPECT_EQ(registry_.content(), expected_file());
 }
@@ -78,9 +78,9 @@ TEST_F(Registration, KeptUnregisteringTakesElevenSourcesAndLeavesThePlayersEntri
   EXPECT_EQ(DllUnregisterServer(), S_OK) << "nothing left to remove is not a failure";
 }
 
-// Every step of the registry fails once. Only the class, the filter and the keys of the extensions must be
-// made.
-TEST_F(Registration, KeptFailuresCountForKeysAndNotForValues) {
+// Every step of the registry fails once. Registering succeeds if the class, the filter and the keys of the
+// extensions were created.
+TEST_F(Registration, KeptOnlyFailuresToCreateKeysCount) {
   std::map<std::pair<HRESULT, std::u16string>, int> answers;
   for (int step = 1;; ++step) {
     const RegistryFile fresh;

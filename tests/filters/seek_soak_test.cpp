@@ -46,7 +46,7 @@ struct Watchdog {
   ~Watchdog() { alarm(0); }
 };
 
-// What is true for one stream whichever signals came: it starts at the target, with a discontinuity, and
+// Must hold for one stream, whichever signals arrived: it starts at the target, with a discontinuity, and
 // continues sample by sample.
 void expect_fresh_segment(SinkGraph& graph, size_t sink, REFERENCE_TIME target) {
   EXPECT_EQ(graph.segment_start(sink), target);
@@ -57,7 +57,7 @@ void expect_fresh_segment(SinkGraph& graph, size_t sink, REFERENCE_TIME target) 
   }
 }
 
-// What is true for both streams together after a seek.
+// Must hold for both streams together after a seek.
 void expect_synchronised(SinkGraph& graph, REFERENCE_TIME target, bool was_stopped = false) {
   const auto time_of = [](const SinkSample& sample, REFERENCE_TIME each) {
     return static_cast<REFERENCE_TIME>(sample.data.size() - 1) * each;
@@ -75,7 +75,7 @@ void expect_synchronised(SinkGraph& graph, REFERENCE_TIME target, bool was_stopp
   EXPECT_TRUE(video_first == target / kSyncInterval * kSyncInterval || video_first == earliest)
       << video_first;
   const REFERENCE_TIME base = audio_first > video_first ? audio_first : target;
-  // When the filter was stopped, audio starts first and does not count on video. It may use its own time
+  // When the filter was stopped, audio starts first and does not rely on video. It may use its own time
   // before video has reported that it takes part.
   const bool alone = was_stopped && audio[0].start == 0;
   for (const SinkSample& sample : audio) {
@@ -167,7 +167,7 @@ class Soak {
   steady_clock::duration longest_{};
 };
 
-TEST(SeekSoak, EverySeekEndsWithBothStreamsAtItsPlace) {
+TEST(SeekSoak, EverySeekEndsWithBothStreamsAtItsTarget) {
   const char* const count = std::getenv("ZDR_SOAK_SEEKS");
   const int seeks = count != nullptr ? std::atoi(count) : 300;
   Soak soak(static_cast<uint32_t>(seeks), std::getenv("ZDR_TEST_SESSION") == nullptr);

@@ -83,7 +83,7 @@ TEST_F(SeekSyncTest, VideoWaitsForAudio) {
   }
 }
 
-TEST_F(SeekSyncTest, WhatEndsAWaitForThePeer) {
+TEST_F(SeekSyncTest, AWaitForThePeerEndsWithThePeerASignalOrARequest) {
   const struct {
     std::string name;
     StreamKind waiting;
@@ -115,7 +115,7 @@ TEST_F(SeekSyncTest, TheSecondToArriveSignals) {
   EXPECT_EQ(WaitForSingleObject(av_data.get(), 0), WAIT_OBJECT_0);
 }
 
-TEST_F(SeekSyncTest, WhatEndsTheWaitForVideoToCatchUp) {
+TEST_F(SeekSyncTest, TheWaitForVideoToCatchUpEndsWithARequestASignalOrVideosLoop) {
   const std::function<void()> kEnds[] = {[&] { SetEvent(request.get()); },
                                          [&] { sync.loop_left(StreamKind::kVideo); },
                                          [&] { SetEvent(seek_handling.get()); }};
@@ -159,7 +159,7 @@ TEST_F(SeekSyncTest, AnOldGateStaysUntilTheTimeOfAudioIsKnown) {
   EXPECT_FALSE(sync.is_preroll(5 * kSecond + kBlink, 5 * kSecond));
 }
 
-// After a seek of a stopped filter the worker that starts first does not count on the other stream.
+// After a seek of a stopped filter, the worker that starts first does not rely on the other stream.
 TEST_F(SeekSyncTest, KeptFirstWorkerToStartDisarmsTheOtherStream) {
   for (const bool running : {false, true}) {
     for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) sync.pin_seeking(stream, false);

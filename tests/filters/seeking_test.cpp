@@ -43,7 +43,7 @@ struct Video : FilterUnderTest {
 
 // --- The interface -----------------------------------------------------------------------------------------
 
-TEST(Seeking, KeptAnswersOfTheInterface) {
+TEST(Seeking, KeptStatusesOfTheInterface) {
   FilterUnderTest under_test(numbered_movie());
   IMediaSeeking& seeking = under_test.pin(0);
   DWORD capabilities = 0;
@@ -253,7 +253,7 @@ TEST(Seeking, KeptCurrentPositionCountsFromTheSegmentStart) {
   }
 }
 
-// A late renderer makes the pin skip to the next sync sample if that is nearer than the delay.
+// A late renderer makes the pin skip to the next sync sample if that is closer than the delay.
 TEST(Seeking, KeptLatenessSkipsToTheNextSyncSample) {
   const std::tuple<int, REFERENCE_TIME, uint32_t> kCases[] = {
       {1, 949 * kMs, 2},  // 960 ms to the next one, less 10 ms
@@ -276,7 +276,7 @@ TEST(Seeking, KeptLatenessSkipsToTheNextSyncSample) {
 
 // --- Both streams, with their workers ----------------------------------------------------------------------
 
-TEST(Seeking, AStreamThatIsNotPlayedIsNotWaitedFor) {
+TEST(Seeking, NoStreamWaitsForOneThatIsNotPlayed) {
   SinkGraph graph(numbered_movie());
   graph.run();
   graph.seek(3000 * kMs);
@@ -297,7 +297,7 @@ TEST(Seeking, AStreamThatIsNotPlayedIsNotWaitedFor) {
 }
 
 // Video that has no sample after a seek: it has ended, or its tables have no place for the time.
-TEST(Seeking, AStreamThatHasEndedIsNotWaitedFor) {
+TEST(Seeking, NoStreamWaitsForOneThatHasEnded) {
   MovieDescription no_times = numbered_movie();
   no_times.tracks[1].replaced["stts"] = Bytes{};
   MovieDescription one_frame = numbered_movie(1);

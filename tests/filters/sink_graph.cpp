@@ -14,7 +14,7 @@ HRESULT SinkGraph::build() {
   return connect_all();
 }
 
-// The log shows where segments start, and that what came before a flush or a stop is void. It may be ahead of
+// The log shows where segments start; samples before a flush or a stop are discarded. The log may be ahead of
 // the samples by one.
 SinkGraph::Line& SinkGraph::updated(size_t index) {
   Line& line = *lines_[index];

@@ -1,4 +1,4 @@
-// The filter's values that need no file: kinds of extensions, and conversions at their limits.
+// Computations of the filter that need no file: the kind of an extension, and conversions at their limits.
 #include <gtest/gtest.h>
 
 #include "filters/source/mp4/core/conversions.h"

@@ -20,7 +20,7 @@ bool put(const Stream& stream, std::string_view bytes) {
   return true;
 }
 
-TEST(Buffers, ServeSmallReadsAndTheirSiblings) {
+TEST(Buffers, ServeTheirOwnStreamAndItsSiblings) {
   const Source source(FMGR_DEV_FILE, "0123456789abcdefghij");
   const Context context = make_context(8, 4);
   const Stream first = open_stream(source, "rb", context);
@@ -69,7 +69,7 @@ TEST(Buffers, StopWhereASiblingEnds) {
   EXPECT_EQ(read_text(second, 8), "0123") << "the data ends where it ends for the sibling";
   EXPECT_TRUE(second->buffer->flags & FMGR_Buffer::kEndOfData);
   EXPECT_EQ(read_text(first, 8), "123");
-  EXPECT_EQ(read_text(second, 8), "456789") << "the next read asks the device";
+  EXPECT_EQ(read_text(second, 8), "456789") << "the next read goes to the device";
 }
 
 TEST(Buffers, KeptSeeksAndClosesSucceedWhenBytesCannotBeWritten) {

@@ -85,7 +85,7 @@ TEST_F(Faults, OfTheHeapReturnDocumentedStatusesAndLeaveNothing) {
       const bool succeeded = use_manager(buffer_size);
       struck = failing.struck();
       failures += !succeeded;
-      // The system works without some of its memory, the manager needs all of its own.
+      // The system succeeds without some of its allocations; the manager needs each of its own.
       EXPECT_TRUE(succeeded || struck);
     }
     // A context; a stream for each open, a file and a device for two of them; a buffer and its data for each.

@@ -172,7 +172,7 @@ TEST(StreamArguments, KeptReadsOf0BytesAndNullArgumentsAreRefused) {
   EXPECT_EQ(FMGR_FOpen(&source.descriptor(), "rb", nullptr), nullptr);
 }
 
-TEST(StreamReads, AndBuffersAreCutAt2GiB) {
+TEST(StreamReads, AreLimitedTo2GiBLikeBuffers) {
   const Source source(FMGR_DEV_CALLBACK, "0123");
   const Context unbuffered = make_context(0, 0);
   const Stream stream = open_stream(source, "rb", unbuffered);

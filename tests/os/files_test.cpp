@@ -1,4 +1,4 @@
-// Files through both faces of the OS layer: the status-returning one, on narrow and wide paths, and the
+// Files through both interfaces of the OS layer: the status-returning one, on narrow and wide paths, and the
 // stdio-style one.
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -51,7 +51,7 @@ bool can_open(const std::filesystem::path& path, DWORD access) {
 
 struct ModeCase {
   std::vector<const char*>
-      strings;  // modes of the stdio-style face; empty: `mode` of the status-returning face
+      strings;  // modes of the stdio-style interface; empty: `mode` of the status-returning interface
   uint32_t mode;
   bool creates;
   bool empties;
@@ -85,7 +85,7 @@ void expect_mode(const ModeCase& c, Open open_it) {
   const auto path = folder / u"f\u00efle";
   EXPECT_EQ(open_it(path) != nullptr, c.creates);
   write_file(path, "0123456789");
-  SetLastError(ERROR_ACCESS_DENIED);  // must not leak into the verdict on the open
+  SetLastError(ERROR_ACCESS_DENIED);  // must not affect the result of the open
   const File file = open_it(path);
   ASSERT_NE(file, nullptr);
   EXPECT_EQ(position(file), c.start);
@@ -252,7 +252,7 @@ void use_paths(const Path& path, int32_t (*remove)(const Char*),
   EXPECT_EQ(disk_free(Path(300, 'x').c_str(), &bytes), FMGR_ERR_GENERIC) << "too long";
 }
 
-TEST(Paths, NamesDeletionAndFreeSpace) {
+TEST(Paths, NarrowAndWideFunctionsBehaveAlike) {
   const TempFolder folder;
   const auto path = folder / u"n\u00e4me";
   use_paths(path.string(), &OS_FileDelete, &OS_TempName, &OS_DiskFreeBytes, folder);

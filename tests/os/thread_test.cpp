@@ -74,7 +74,7 @@ TEST_F(Threads, SlotIsTakenUntilItsThreadRuns) {
     if (thread != nullptr) threads.push_back(thread);
   }
   for (const HANDLE thread : threads) finish(thread);
-  EXPECT_EQ(count_, 2 * kSlots) << "a failed creation gives its slot back, a running thread as well";
+  EXPECT_EQ(count_, 2 * kSlots) << "failed creations and running threads free their slots";
 }
 
 TEST_F(Threads, KeptPriorityStatusIsReversed) {

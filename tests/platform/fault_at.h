@@ -1,4 +1,4 @@
-// FaultAt: lets the Nth arrival at one fault point fail, during the life of the object.
+// FaultAt: makes the Nth call at one fault point fail, during the life of the object.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,7 @@ class FaultAt {
   FaultAt(const FaultAt&) = delete;
   FaultAt& operator=(const FaultAt&) = delete;
 
-  // Whether the Nth arrival has come.
+  // Whether the Nth call has been made.
   bool struck() const { return left_ <= 0; }
 
  private:

@@ -1,5 +1,5 @@
-// FailingAllocator: lets the Nth allocation of this thread fail. Its source file replaces the global operator
-// new, so it is part of the test programs that need it, not of a library.
+// FailingAllocator: makes the Nth allocation of this thread fail. Its source file replaces the global
+// operator new, so it is part of the test programs that need it, not of a library.
 #pragma once
 
 #include <cstddef>

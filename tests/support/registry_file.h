@@ -1,4 +1,4 @@
-// RegistryFile: a registry for one test, an empty file in a folder that is removed with it.
+// RegistryFile: a registry for one test. It is an empty file at first, in a folder that is removed with it.
 #pragma once
 
 #include <windows.h>

@@ -63,14 +63,14 @@ class SinkChain {
   TestSinkPin& sink(size_t index = 0) { return sinks_[index]->pin(); }
   TestSink& sink_filter(size_t index = 0) { return *sinks_[index].get(); }
   size_t sink_count() const { return sinks_.size(); }
-  // Waits until every sink has got the end of its stream; false after kPatience.
+  // Waits until every sink has received the end of its stream; false after kPatience.
   bool wait_for_ends() {
     for (size_t i = 0; i < sinks_.size(); ++i) {
       if (!sink(i).wait_for_end_of_stream()) return false;
     }
     return true;
   }
-  // What the source did against the rules of the stream.
+  // The rules of the stream that the source broke.
   std::vector<std::string> breaches() {
     std::vector<std::string> all;
     for (size_t i = 0; i < sinks_.size(); ++i) {

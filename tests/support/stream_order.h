@@ -25,7 +25,7 @@ class StreamOrder {
     StreamOrder& order_;
   };
 
-  // The receiver has not returned S_OK for a sample.
+  // Call when the receiver has returned anything but S_OK for a sample.
   void sample_refused() {
     const std::lock_guard lock(mutex_);
     phase_ = Phase::kRefused;
@@ -40,7 +40,7 @@ class StreamOrder {
     if (!flushing_) breaches_.push_back("end of a flush that has not begun");
     begin_anew();
   }
-  // The pin has become active: a stream begins anew.
+  // Call when the pin has become active: the stream begins anew.
   void restart() {
     const std::lock_guard lock(mutex_);
     begin_anew();

@@ -28,7 +28,7 @@ struct SinkSample {
 
 // Fixed at construction.
 struct SinkOptions {
-  // The result for a sample that has been recorded; S_OK without.
+  // The result for a sample that has been recorded; S_OK without this function.
   std::function<HRESULT(IMediaSample*)> receive;
   CallLog* log = nullptr;
 };

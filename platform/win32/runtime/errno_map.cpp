@@ -1,4 +1,4 @@
-// The table of errno values, and the check for a missing folder.
+// Maps errno values to Win32 error codes by a table, and distinguishes a missing folder from a missing file.
 #include "platform/win32/runtime/errno_map.h"
 
 #include <sys/stat.h>

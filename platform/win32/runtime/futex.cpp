@@ -14,7 +14,7 @@ namespace {
 
 constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
 // Kernels before 5.16 cannot wait on several words, and some containers forbid it: such a wait sleeps on its
-// first word and looks at all of them at this interval.
+// first word and checks all of them at this interval.
 constexpr DWORD kPollMilliseconds = 5;
 
 timespec now() noexcept {

@@ -38,8 +38,8 @@ struct FutexWait {
   FutexScope scope;
 };
 
-// Sleeps while every word (at least one) has its expected value, at most until the deadline. May return early
-// for no reason, so the caller looks at the words again.
+// Sleeps while every word (at least one) has its expected value, at most until the deadline. May wake
+// spuriously, so the caller checks the words again.
 void futex_wait(std::span<const FutexWait> waits, const Deadline& deadline) noexcept;
 inline void futex_wait(const FutexWait& wait, const Deadline& deadline) noexcept {
   futex_wait(std::span(&wait, 1), deadline);

@@ -15,8 +15,8 @@ namespace {
 
 using namespace handle_bits;
 
-// First in, first out, and never emptied below a reserve while unused slots are left: a stale handle value is
-// reused only after some two million closes.
+// First in, first out, and never emptied below a reserve while fresh slots are left, so a stale handle value
+// is reused only after some two million closes.
 constexpr uint32_t kFreeReserve = 256;
 
 struct FreeSlots {

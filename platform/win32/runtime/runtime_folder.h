@@ -10,8 +10,8 @@ enum class RuntimeFolder {
 };
 
 // The descriptor of the folder, which stays open for the life of the process; -1 when there is none. Folders
-// are made with mode 0700, and refused unless they belong to the user, are closed to others, and are not
-// links.
+// are created with mode 0700. A folder that belongs to another user, gives others access or is a link is
+// refused.
 int runtime_folder(RuntimeFolder folder) noexcept;
 
 }  // namespace zdr::platform

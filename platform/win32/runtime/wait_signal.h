@@ -34,7 +34,7 @@ class WaitSignal : public KernelObject {
 
   bool is_shared() const noexcept { return scope_ == FutexScope::kShared; }
   FutexWait sleep_while_unset() noexcept { return {&word_, kUnset, scope_}; }
-  // Passes a wake-up on that may have reached a thread which ended its wait for another reason.
+  // Passes on a wake-up that may have reached a thread that ended its wait for another reason.
   void wake_next_if_set() noexcept {
     if (word_.load(std::memory_order_relaxed) == kSet) futex_wake(word_, 1, scope_);
   }

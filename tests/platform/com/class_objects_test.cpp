@@ -1,4 +1,5 @@
-// Creation by class identifier: built-in classes, registered modules, their loading and unloading.
+// Creating objects by class identifier: built-in classes, and registered modules with their loading and
+// unloading.
 #include <com_ptr.h>
 #include <dshow.h>
 #include <gtest/gtest.h>

@@ -48,7 +48,7 @@ TEST(GuidText, IsReadInOneFormOnly) {
 
 TEST(Apartment, IsThatOfTheFirstInitialisationUntilAllAreUndone) {
   std::thread([] {
-    CoUninitialize();  // one too many does not count
+    CoUninitialize();  // an extra call has no effect
     EXPECT_EQ(CoInitialize(nullptr), S_OK);
     EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE), S_FALSE);
     EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), RPC_E_CHANGED_MODE);

@@ -18,8 +18,8 @@ struct ITestModule : IUnknown {
   virtual HRESULT CountAroundAllocator(LONG* before, LONG* after) = 0;
 };
 
-// The module records its events in this environment variable, because an unloaded module cannot be asked: one
-// letter each, I and i for the init routines, A and D for attach and detach.
+// The module records its events in this environment variable, because an unloaded module cannot be called:
+// one letter each, I and i for the init routines, A and D for attach and detach.
 inline constexpr const char* kModuleDiary = "ZDR_TEST_MODULE_DIARY";
 
 }  // namespace zdr::test

@@ -36,7 +36,7 @@ TEST(AllocatorThreads, ReturnedBufferOrDecommitEndsAWait) {
   }
 }
 
-// Takes, marks, checks and returns buffers until told to stop. A buffer that two threads hold would show two
+// Takes, marks, checks and returns buffers until `stop` is set. A buffer that two threads hold would show two
 // marks.
 void use_buffers(CountedAllocator& allocator, BYTE mark, const std::atomic<bool>& stop,
                  std::atomic<int>& uses) {

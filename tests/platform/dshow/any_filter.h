@@ -1,4 +1,5 @@
-// AnyFilter: a filter of the pins that a test adds, and a pin to derive from that agrees to everything.
+// AnyFilter, a filter with the pins that a test adds, and AgreeingPin, a base for pins that accept
+// everything.
 #pragma once
 
 #include <com_ptr.h>

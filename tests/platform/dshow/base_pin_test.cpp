@@ -1,4 +1,4 @@
-// CBasePin: the steps of a connection in their order, what each failure undoes and answers, and which types
+// CBasePin: the steps of a connection in their order, what each failure undoes and returns, and which types
 // are tried in which order.
 #include <gtest/gtest.h>
 
@@ -143,7 +143,7 @@ TEST(BasePin, ConnectsInOneFixedOrderOfSteps) {
   EXPECT_EQ(pair.out().Disconnect(), S_OK);
   EXPECT_EQ(pair.steps.take(), "B");
   EXPECT_EQ(pair.out().Disconnect(), S_FALSE);
-  EXPECT_TRUE(pair.in().IsConnected()) << "one side only";
+  EXPECT_TRUE(pair.in().IsConnected()) << "Disconnect affects one side only";
   EXPECT_EQ(pair.in().Disconnect(), S_OK);
   EXPECT_EQ(pair.out_filter->references(), 1u);
   EXPECT_EQ(pair.in_filter->references(), 1u);
@@ -164,7 +164,7 @@ TEST(BasePin, UndoesEveryFailedStepOnBothEnds) {
   } cases[] = {
       {"output refuses peer", {.check_connect = E_NOINTERFACE}, {}, E_NOINTERFACE, "CBB"},
       {"output refuses type", {.check_type = E_INVALIDARG}, {}, VFW_E_TYPE_NOT_ACCEPTED, "CTBB"},
-      {"output says S_FALSE", {.check_type = S_FALSE}, {}, VFW_E_TYPE_NOT_ACCEPTED, "CTBB"},
+      {"output returns S_FALSE", {.check_type = S_FALSE}, {}, VFW_E_TYPE_NOT_ACCEPTED, "CTBB"},
       {"output runs out of memory", {.check_type = E_OUTOFMEMORY}, {}, E_OUTOFMEMORY, "CTBB"},
       {"output cannot set", {.set_type = E_OUTOFMEMORY}, {}, E_OUTOFMEMORY, "CTSBB"},
       {"input refuses peer", {}, {.check_connect = E_ACCESSDENIED}, E_ACCESSDENIED, "CTScbBB"},
@@ -202,11 +202,11 @@ TEST(BasePin, TriesTheReceiversTypesThenItsOwn) {
       {"first offered", "CD", "AB", "", S_OK, "A"},
       {"second round", "CD", "ab", "", S_OK, "abC"},
       {"receiver cannot enumerate", "CD", "-", "", S_OK, "C"},
-      {"nobody can enumerate", "-", "-", "", kNone, ""},
-      {"nobody offers", "", "", "", kNone, ""},
+      {"neither can enumerate", "-", "-", "", kNone, ""},
+      {"neither offers a type", "", "", "", kNone, ""},
       {"all plainly refused", "cd", "ab", "", kNone, "abcd"},
       {"a partial type filters", "CA", "BA", "A", S_OK, "A"},
-      {"an open partial type lets all through", "cd", "ab", "*", kNone, "abcd"},
+      {"an unspecific partial type matches all", "cd", "ab", "*", kNone, "abcd"},
       {"none matches the partial type", "CD", "AB", "E", kNone, ""},
       {"the first reason of a round counts", "-", "a12", "", E_OUTOFMEMORY, "a12"},
       {"a reason does not end a round", "-", "1A", "", S_OK, "1A"},

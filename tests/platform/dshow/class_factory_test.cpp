@@ -10,7 +10,7 @@ using com::ComPtr;
 
 constexpr CLSID kPart = com::guid("A0000000-0000-0000-0000-000000000001");
 
-// What the creator of the class does.
+// What the creator of the class returns and does.
 HRESULT creator_result = S_OK;
 bool creator_returns_object = true;
 
@@ -33,7 +33,7 @@ CUnknown* create_part(IUnknown* outer, HRESULT* phr) {
   return creator_returns_object ? new Part(outer) : nullptr;
 }
 
-TEST(ClassFactory, KeptOuterObjectThatAsksForMoreThanIUnknownGetsNoInterface) {
+TEST(ClassFactory, KeptOuterObjectRequestingMoreThanIUnknownGetsNoInterface) {
   destroyed = 0;
   int anything = 0;
   auto* const outer = reinterpret_cast<IUnknown*>(&anything);  // never called, only compared with NULL

@@ -48,7 +48,7 @@ TEST_F(FilterMapper, StoresPinsTheirTypesAndEachGuidOnce) {
   pins[1].nMediaTypes = 5;  // without a list there are none
   const REGFILTER2 record{1, MERIT_NORMAL, 2, pins};
   EXPECT_EQ(register_filter(&record), S_OK);
-  // Behind the tags "0pi3", "0ty3" and so on: flags, instances, types, mediums, category; 0 and two offsets.
+  // After the tags "0pi3", "0ty3" and so on: flags, instances, types, mediums, category; 0 and two offsets.
   const char* expected =
       "02000000000060000200000000000000"
       "307069330c0000000000000002000000000000000000000030747933000000006000000070000000"

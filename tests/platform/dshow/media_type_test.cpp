@@ -66,7 +66,7 @@ TEST(MediaType, CopiesOwnTheirBlockAndShareTheObject) {
   EXPECT_EQ(object.references, 1U);
 }
 
-TEST(MediaType, BlockIsReplacedOrKept) {
+TEST(MediaType, AllocFormatBufferReplacesTheBlockOrLeavesIt) {
   CMediaType type = audio_type();
   {
     const FaultAt fault(FaultPoint::kTaskAllocation, 1);

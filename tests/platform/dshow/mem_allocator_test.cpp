@@ -106,7 +106,7 @@ TEST(MemAllocator, BuffersFollowTheirPrefixesInOneBlock) {
   allocator->Decommit();
 }
 
-TEST(MemAllocator, GetBufferDoesNotWaitWhenItNeedNot) {
+TEST(MemAllocator, GetBufferReturnsAtOnceWhenItNeedNotWait) {
   const auto allocator = make_committed(1, 10);
   ComPtr<IMediaSample> sample;
   EXPECT_EQ(allocator->GetBuffer(sample.out(), nullptr, nullptr, AM_GBF_NOWAIT), S_OK);
@@ -120,7 +120,7 @@ TEST(MemAllocator, GetBufferDoesNotWaitWhenItNeedNot) {
   }
 }
 
-TEST(MemAllocator, WorksAfterACommitThatRanOutOfMemory) {
+TEST(MemAllocator, CanCommitAgainAfterRunningOutOfMemory) {
   // The block and each of three samples may fail.
   for (int nth = 1; nth <= 4; ++nth) {
     auto allocator = make_allocator({3, 10, 1, 0});

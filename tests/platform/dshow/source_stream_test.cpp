@@ -170,7 +170,7 @@ TEST_F(SourceStream, StopsWhileTheWorkerWaitsForABuffer) {
   kept.reset();
 }
 
-TEST_F(SourceStream, EndsAsFillBufferAndTheReceiverSay) {
+TEST_F(SourceStream, FillBufferAndTheReceiverDecideHowItEnds) {
   int received = 0;
   HRESULT answer = S_OK;
   connect([&](IMediaSample*) { return ++received == 2 ? answer : S_OK; });
@@ -184,7 +184,7 @@ TEST_F(SourceStream, EndsAsFillBufferAndTheReceiverSay) {
       {S_FALSE, S_OK, {"buffer free", "end of stream", "done"}, {EC_COMPLETE}},
       {E_ACCESSDENIED, S_OK, {"buffer free", "end of stream", "failed"}, {EC_COMPLETE, EC_ERRORABORT}},
       {VFW_S_NO_MORE_ITEMS, S_OK, {"buffer free", "end of stream", "failed"}, {EC_COMPLETE, EC_ERRORABORT}},
-      // A receiver that refuses a sample gets nothing more, not even an end.
+      // A receiver that refuses a sample gets nothing more, not even an end of stream.
       {S_FALSE, S_FALSE, {"done"}, {}},
       {S_FALSE, VFW_E_RUNTIME_ERROR, {"done"}, {}},
   };

@@ -84,7 +84,7 @@ TEST(OutputPin, TakesTheReceiversAllocatorElseItsOwn) {
       {{}, S_OK, "decide theirs 0/1, notify theirs, "},
       {{.requirements = {5, 0, 16, 0}}, S_OK, "decide theirs 5/16, notify theirs, "},
       {{.get_allocator = E_FAIL}, S_OK, "decide own 0/1, notify own, "},
-      // The second request is as the first attempt has left it.
+      // The second attempt gets the request as the first attempt left it.
       {{.decide = {E_FAIL, S_OK}}, S_OK, "decide theirs 0/1, decide own 1/1, notify own, "},
       {{.decide = {E_ABORT, VFW_E_SIZENOTSET}}, VFW_E_SIZENOTSET, "decide theirs 0/1, decide own 1/1, "},
       {{.decide = {S_OK, S_OK}, .notify = {E_FAIL, E_ABORT}},

@@ -1,5 +1,5 @@
-// The commands of a child process. Each answers with a number: a wait result, TRUE or FALSE, or the last
-// error of a call that opens or creates. Handles are named by the commands that make them.
+// The commands of a child process. Each returns a number: a wait result, TRUE or FALSE, or the last error of
+// a call that opens or creates. Handles are named by the commands that make them.
 #include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -45,7 +45,7 @@ DWORD open_file(std::istream& words) {
   return GetLastError();
 }
 
-// NAME COUNT: reads so many bytes, one at a time, and answers with the last one.
+// NAME COUNT: reads COUNT bytes, one at a time, and returns the last one.
 DWORD read_bytes(std::istream& words) {
   const HANDLE file = handle_of(words);
   unsigned char byte = 0;
@@ -54,8 +54,8 @@ DWORD read_bytes(std::istream& words) {
   return byte;
 }
 
-// ROUNDS PATH: opens the file without sharing it, again and again, and counts how often another process had
-// it open: the process that has it open also makes a marker, which must not exist yet.
+// ROUNDS PATH: repeatedly opens the file without sharing it, and counts how often another process had it open
+// too. The process that has the file open creates a marker, which must not exist yet.
 DWORD fight_for_file(std::istream& words) {
   const int rounds = next<int>(words);
   const auto path = next(words);

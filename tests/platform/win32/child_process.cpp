@@ -1,4 +1,4 @@
-// Starting, talking to and killing child processes.
+// Starts and kills child processes, and exchanges lines with them.
 #include "child_process.h"
 
 #include <fcntl.h>
@@ -46,7 +46,7 @@ ChildProcess::~ChildProcess() {
 void ChildProcess::send(const std::string& line) {
   const std::string whole = line + "\n";
   if (write(to_child_, whole.data(), whole.size()) != static_cast<ssize_t>(whole.size())) {
-    throw std::runtime_error("child does not listen");
+    throw std::runtime_error("the child does not read its commands");
   }
 }
 

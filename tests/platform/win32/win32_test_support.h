@@ -1,4 +1,4 @@
-// What several Win32 tests need: the fixture, handles that close themselves, failures as values.
+// Shared by the Win32 tests: the fixture, handles that close themselves, failures as values.
 #pragma once
 
 #include <gtest/gtest.h>

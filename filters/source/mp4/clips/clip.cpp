@@ -1,4 +1,4 @@
-// Chooses the class of a clip, and has the one for files of unknown extension.
+// Chooses the class of a clip, and defines the class for files of an unknown extension.
 #include "filters/source/mp4/clips/clip.h"
 
 #include <cstring>

@@ -24,8 +24,8 @@ struct ClientBytes {
 // False when memory runs out. The copy of empty input is null.
 bool copy_for_client(std::span<const uint8_t> bytes, ClientBytes& copy);
 
-// The client sees the two words of the handle. The clip's behaviour depends on its class, whatever kind the
-// filter has become since.
+// The client sees the two words of the handle. The clip's behaviour depends on its own class, even if the
+// filter has changed its kind since.
 class Clip : public ClipHandle {
  public:
   virtual ~Clip() = default;

@@ -85,7 +85,7 @@ HRESULT IsoClip::open_video(uint32_t track_id, ClientBytes& configuration) {
   return copied ? S_OK : E_OUTOFMEMORY;
 }
 
-// Locates the sample first, so that no memory is allocated for a size that exceeds the file's.
+// Locates the sample first, so that no memory is allocated for a size that exceeds the file size.
 HRESULT IsoClip::read_sample(uint32_t number, ClientBytes& sample) {
   P3gppSample request{};
   request.number = number;

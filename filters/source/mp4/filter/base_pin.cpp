@@ -1,4 +1,4 @@
-// The pin's positions and the life of its worker. Its IMediaSeeking is in seeking.cpp.
+// The pin's positions and the life of its worker. seeking.cpp implements its IMediaSeeking.
 #include "filters/source/mp4/filter/base_pin.h"
 
 namespace zdr::mp4source {
@@ -6,7 +6,8 @@ namespace zdr::mp4source {
 CZanBaseSourceOutputPin::CZanBaseSourceOutputPin(CObjectName object_name, HRESULT* phr, CSource* filter,
                                                  PinOwner& owner, LPCWSTR name)
     : CSourceStream(object_name, phr, filter, name), owner_(owner) {
-  // The base class does not report missing events, without which no command is ever waited for.
+  // The base class does not report events that could not be created. Without them, a call would not wait for
+  // the worker's reply.
   const bool has_events = HANDLE{m_EventSend} != nullptr && HANDLE{m_EventComplete} != nullptr;
   if (SUCCEEDED(*phr) && !has_events) *phr = E_OUTOFMEMORY;
 }
@@ -27,7 +28,7 @@ void CZanBaseSourceOutputPin::end_worker() {
   // A sink that is paused already may hold the worker with its first sample; a flush releases it.
   DeliverBeginFlush();
   Inactive();
-  if (ThreadExists()) {  // the pin is no longer connected, or the allocator refused
+  if (ThreadExists()) {  // Inactive did not end it: the pin is not connected, or the allocator refused
     Stop();
     Exit();
     Close();

@@ -9,7 +9,7 @@
 
 namespace zdr::mp4source {
 
-// What the pins of a file source share. The filter is one.
+// What the pins of a file source share. The filter implements it.
 class PinOwner {
  public:
   virtual bool filter_is_stopped() = 0;

@@ -41,7 +41,7 @@ LPAMOVIESETUP_FILTER CZanBaseSourceFilter::GetSetupData() {
 HRESULT CZanBaseSourceFilter::Load(LPCOLESTR file_name, const AM_MEDIA_TYPE* media_type) {
   CheckPointer(file_name, E_POINTER);
   const std::lock_guard control(control_mutex);
-  // Hides pins that may yet be given up.
+  // While this is held, no other thread sees pins that a failed open will discard.
   const CAutoLock state(pStateLock());
   if (loaded_) return E_UNEXPECTED;
   CloseSource();
@@ -52,7 +52,7 @@ HRESULT CZanBaseSourceFilter::Load(LPCOLESTR file_name, const AM_MEDIA_TYPE* med
     IncrementPinVersion();
     return S_OK;
   }
-  // Of the failed open. A file that exists but cannot be used leaves no error.
+  // The error of the failed open. A file that exists but cannot be used leaves none.
   const DWORD error = GetLastError();
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? VFW_E_NOT_FOUND
                                                                         : VFW_E_INVALID_FILE_FORMAT;

@@ -1,4 +1,4 @@
-// The filter's entry: its class, its name, and one kind of pin that carries audio or video.
+// The filter's registry entry: its class, its name, and one kind of pin that carries audio or video.
 #include "filters/source/mp4/filter/filter_setup.h"
 
 #include <iterator>

@@ -1,4 +1,4 @@
-// The filter's life, its duration, and its part in seeks.
+// Creates and destroys the filter, and implements its state changes, its duration, and its part in seeks.
 #include "filters/source/mp4/filter/mp4_source.h"
 
 #include <new>

@@ -1,4 +1,4 @@
-// Opens a file: the reader by the extension, then a pin for the first track of each kind.
+// Opens a file: chooses the reader by the extension, then makes a pin for the first track of each kind.
 #include <algorithm>
 #include <new>
 
@@ -11,7 +11,7 @@ namespace zdr::mp4source {
 BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) {
   try {
     // Kept: whatever its extension, the file is opened as ISO media first. Only the last error of that
-    // attempt matters: a missing file is reported as such even when its extension is unknown.
+    // attempt matters: it reports a missing file as missing even when the extension is unknown.
     if (open_file_manager(file_name)) open_iso_file(descriptor_, file_manager_.get());
     switch (take_kind_of(file_name)) {
       case SOURCE_KIND_MP4:

@@ -7,7 +7,7 @@
 namespace zdr::mp4source {
 namespace {
 
-// Kept: the current position is returned, although it is not announced here.
+// Kept: GetCurrentPosition works, although its capability is missing here.
 constexpr DWORD kCapabilities = AM_SEEKING_CanSeekAbsolute | AM_SEEKING_CanSeekForwards |
                                 AM_SEEKING_CanSeekBackwards | AM_SEEKING_CanGetStopPos |
                                 AM_SEEKING_CanGetDuration;

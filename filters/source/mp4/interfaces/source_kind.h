@@ -1,4 +1,5 @@
-// Which reader the filter opens a file with. The extension of the name decides, never the content.
+// The kinds of file, each of which has a reader. The extension of the name decides the kind, never the
+// content.
 #pragma once
 
 #include <algorithm>
@@ -32,7 +33,8 @@ inline constexpr KnownExtension kKnownExtensions[] = {
 // SOURCE_KIND_NONE for an unknown extension. ASCII letters match in either case.
 template <class Char>
 constexpr SourceKind source_kind_of_name(std::basic_string_view<Char> file_name) {
-  // Kept: the last dot of the whole path counts, so a folder's name has a say when the file's has no dot.
+  // Kept: the last dot of the whole path counts, so a dot in a folder's name counts when the file's name has
+  // none.
   const size_t dot = file_name.rfind(Char{'.'});
   if (dot == std::basic_string_view<Char>::npos) return SOURCE_KIND_NONE;
   const auto matches = [](Char given, char lower) {

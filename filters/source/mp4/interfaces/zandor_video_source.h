@@ -17,7 +17,7 @@ struct ClipInfo {
   DWORD sample_rate;  // of audio, Hz
   DWORD channels;
   // MPEG-4 visual only. The pointer is always 0, because the bytes do not outlive the call; the length is
-  // theirs.
+  // that of the bytes.
   DWORD sl_config;
   DWORD sl_config_length;
 };
@@ -42,11 +42,11 @@ struct ClipHandle {
 // makes the filter one of the clip's kind, so it must not be called on a filter that plays a file of another
 // kind, and GetClipInfo sets the filter's frame rate.
 struct IAMZandorVideoSource : IUnknown {
-  // The extension decides how the file is read; a file of an unknown one opens to a handle that is of no use.
-  // `configuration` is what a decoder needs before the video: the decoder specific info of MPEG-4 visual, the
-  // 16-bit NAL-length-size-minus-one and the lists of parameter sets of AVC, the first sample of H.263; null
-  // and 0 for other clips. The caller frees it with free(). Returns E_POINTER, E_FAIL, E_OUTOFMEMORY, or
-  // -6001 when there is no memory for a file manager.
+  // The extension decides how the file is read. A file of an unknown extension opens to a handle that cannot
+  // be used. `configuration` is what a decoder needs before the video: the decoder specific info of MPEG-4
+  // visual, the 16-bit NAL-length-size-minus-one and the lists of parameter sets of AVC, the first sample of
+  // H.263; null and 0 for other clips. The caller frees it with free(). Returns E_POINTER, E_FAIL,
+  // E_OUTOFMEMORY, or -6001 when there is no memory for a file manager.
   virtual HRESULT OpenClip(LPCOLESTR file_name, ClipHandle** clip, BYTE** configuration,
                            DWORD* configuration_length) = 0;
   // The access unit of a key frame, counted from 1; an index after the last gives the last. Index 1 is the

@@ -34,7 +34,7 @@ WAVEFORMATEX aac_format(const Zd_AAC_Dec_Config& config, DWORD average_bitrate, 
   wave.nSamplesPerSec = static_cast<DWORD>(config.sampleRate);
   wave.nAvgBytesPerSec = average_bitrate;
   wave.nBlockAlign = 1;
-  // Of the whole block, not of the bytes that follow the record.
+  // The size of the whole block, not of the bytes that follow the record.
   wave.cbSize = static_cast<WORD>(block_bytes);
   return wave;
 }

@@ -1,4 +1,4 @@
-// Types of audio: a WAVEFORMATEX, followed by the decoder configuration where there is one.
+// Builds the types of audio: a WAVEFORMATEX, followed by the decoder configuration if there is one.
 #include <limits>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"

@@ -1,4 +1,5 @@
-// Types of video: a VIDEOINFOHEADER, followed by what a decoder needs before its first frame.
+// Builds the types of video: a VIDEOINFOHEADER, followed by the data that a decoder needs before its first
+// frame.
 #include <limits>
 
 #include "filters/source/mp4/core/conversions.h"

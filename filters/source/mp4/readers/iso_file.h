@@ -19,8 +19,8 @@ IsoFilePointer open_iso_file(const FMGR_Descriptor& descriptor, FMGR_Context* ma
 // Opens the file once more, for its size alone. False when that fails.
 bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint64_t* size);
 
-// The ID of the first track of a type; 0, which is no valid ID, for a track that has none. `track_count` is
-// the parser's count for that type, above 0. Throws bad_alloc when memory runs out.
+// The ID of the first track of a type; 0, which is not a valid ID, for a track that has none. `track_count`
+// is the parser's count for that type, above 0. Throws bad_alloc when memory runs out.
 uint32_t first_track_id(P3gppFile* file, uint32_t type, uint32_t track_count);
 
 // Null when the track cannot be described.

@@ -161,7 +161,7 @@ std::optional<uint32_t> IsoTrack::decoding_time_of(uint32_t number, uint32_t fal
   return decoding_time;
 }
 
-// The first sync sample after `number`; 0, which is no sample, when there is none.
+// The first sync sample after `number`; 0, which is not a sample number, when there is none.
 uint32_t IsoTrack::next_sync_sample(uint32_t number) {
   uint32_t next = number + 1;
   int32_t is_sync = 0;

@@ -83,7 +83,8 @@ class IsoTrack {
   // Reads sample 1. Playback does not move, although both use the same cursors.
   ReadResult read_first_sample(OwnedSample& sample);
 
-  // Moves to the sync sample at or before the time, which read_next() then reads. False when there is none.
+  // Moves to the sync sample at or before the time; read_next() then reads that sample. False when there is
+  // none.
   bool seek(REFERENCE_TIME target);
   // Reads the next unit, or for packed codecs the next ten, into `buffer` of `room` bytes. Empty when the
   // track has ended, the read failed, or the first unit does not fit.
@@ -113,8 +114,8 @@ class IsoTrack {
   IsoTrackPointer track_;
   uint32_t configuration_length_ = 0;
   uint32_t format_extra_length_ = 0;
-  // Kept: one record for all reads. Where the time table ends early, a sample gets the time of the one
-  // before, to which the parser adds the edit shift each time.
+  // Kept: one record for all reads. Where the time table ends early, a sample gets the time of the sample
+  // before it, to which the parser adds the edit shift each time.
   P3gppSample sample_{};
   // Kept: a stop does not reset it, so the track plays on after the last sample read, whose number this is.
   uint32_t counter_ = 0;

@@ -55,8 +55,8 @@ uint64_t AacSource::sample_bytes() const {
   return uint64_t{static_cast<uint32_t>(std::max(frame_bytes_.load(), 0))} * kFramesPerGroup;
 }
 
-// Kept: the reader has no frame for time 0, so a seek to it requests 1 ms; and a seek to the current place
-// decodes anew.
+// Kept: the reader has no frame for time 0, so a seek to it requests 1 ms; and a seek to the current position
+// restarts the decoder.
 FrameSource::FoundFrame AacSource::find_frame(REFERENCE_TIME target) {
   uint32_t frame = 0;
   const bool found = AACF_RefreshConfig(reader_.get()) == AACF_OK &&

@@ -26,8 +26,8 @@ class AacSource final : public FrameSource {
   AacFilePointer reader_;
   AACF_Duration duration_{};
   ID3P_Text tag_text_{};
-  // Kept: PCM bytes of a frame are unknown until build_media_type() has run, so the pin cannot be connected
-  // before. Another thread may build a type while this is read.
+  // Kept: the PCM bytes of a frame are unknown until build_media_type() has run, so the pin cannot be
+  // connected before that. Another thread may build a type while this is read.
   std::atomic<int32_t> frame_bytes_{0};
 };
 

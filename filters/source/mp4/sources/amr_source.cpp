@@ -25,7 +25,7 @@ uint64_t AmrSource::sample_bytes() const {
   return uint64_t{AMRF_MaxFrameSize()} * kFramesPerGroup;
 }
 
-// Kept: a seek to the target of the previous seek, or at first to 0, does not move the file.
+// Kept: a seek to the target of the previous seek does not move the file, nor does a first seek to 0.
 FrameSource::FoundFrame AmrSource::find_frame(REFERENCE_TIME target) {
   if (target == last_target_) return {SeekResult::kUnchanged, 0};
   uint32_t frame = kFirstFrame;

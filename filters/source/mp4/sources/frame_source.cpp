@@ -66,7 +66,7 @@ FrameSource::FrameGroup FrameSource::read_group(uint8_t* buffer, uint32_t room) 
   return group;
 }
 
-// Kept: a seek does not hold over a stop; time stamps then start before the segment.
+// Kept: a stop discards the position of a seek; time stamps then start before the segment.
 void FrameSource::rewind() {
   const std::lock_guard lock(mutex_);
   if (can_rewind()) counter_ = 0;

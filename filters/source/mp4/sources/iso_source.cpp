@@ -79,7 +79,7 @@ HRESULT IsoSource::fill_from(Positions segment, IMediaSample* sample) {
 
 bool IsoSource::start_at_sync_sample(const Positions& segment, IMediaSample* sample) {
   context_.seek_sync().arm(stream());
-  // Kept: the track stays where it was, so the next run goes on from there, with negative times.
+  // Kept: the track does not move, so the next run continues from there, with negative times.
   if (segment.start > segment.stop) return false;
   {
     const std::lock_guard lock(mutex_);
@@ -97,8 +97,8 @@ HRESULT IsoSource::mark_and_get_buffer(IMediaSample* sample, BYTE** buffer) {
   return hr;
 }
 
-// Makes all requests to the parser for one sample under one lock. Empty when there is no unit or it starts
-// after the stop position.
+// Makes all calls to the parser for one sample under one lock. Empty when there is no unit or it starts after
+// the stop position.
 std::optional<IsoSource::ReadUnits> IsoSource::read_up_to(REFERENCE_TIME stop_position,
                                                           std::span<BYTE> buffer) {
   const std::lock_guard lock(mutex_);
@@ -114,7 +114,7 @@ std::optional<IsoSource::ReadUnits> IsoSource::read_up_to(REFERENCE_TIME stop_po
   return read;
 }
 
-// The seek is done for this pin; playback goes on from the time that audio and video agree on.
+// Completes the seek of this pin. Playback continues from the time on which audio and video agree.
 void IsoSource::join_peer(REFERENCE_TIME absolute_start) {
   context_.clear_seek_pending();
   const SeekSync::Outcome outcome =

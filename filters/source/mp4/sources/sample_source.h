@@ -1,4 +1,5 @@
-// What fills the samples of a pin: a track of an ISO media file, a speech file, or an AAC file.
+// SampleSource, which fills the samples of a pin from a track of an ISO media file, a speech file, or an AAC
+// file.
 //
 // Threads: kind(), stream(), duration_ms() and last_delivered() may be called from any thread, sample_bytes()
 // between changes of the connection. Other calls may come from graph and renderer threads while the pin's
@@ -26,7 +27,7 @@ class PlaybackContext {
   virtual void clear_seek_pending() = 0;
   // Moves the segment start of this pin.
   virtual void set_segment_start(REFERENCE_TIME start) = 0;
-  // Moves the segment starts of the audio and the video pin, except of one with a newer seek pending.
+  // Moves the segment starts of the audio and the video pin, but not of a pin with a newer seek pending.
   virtual void rebase_both_pins(REFERENCE_TIME start) = 0;
   // Signalled when the worker has a command to answer.
   virtual HANDLE request_handle() = 0;

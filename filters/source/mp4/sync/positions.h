@@ -1,4 +1,4 @@
-// Where a pin plays, and where a seek moves it. Times are absolute, in 100 ns.
+// The positions of a pin, and the target of a seek. Times are absolute, in 100 ns.
 #pragma once
 
 #include <windows.h>
@@ -11,7 +11,7 @@ struct Positions {
   bool seek_pending = false;  // the worker has yet to reposition its reader
 };
 
-// What a seek gives to every pin. A null pointer leaves the pin its own value.
+// What a seek gives to every pin. A null pointer leaves the pin's value unchanged.
 struct SeekTarget {
   const REFERENCE_TIME* start;
   const REFERENCE_TIME* stop;

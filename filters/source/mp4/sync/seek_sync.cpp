@@ -18,7 +18,7 @@ bool wait_ended(HANDLE event, HANDLE request, DWORD milliseconds) {
   return WaitForMultipleObjects(2, handles, FALSE, milliseconds) != WAIT_TIMEOUT;
 }
 
-// How long audio waits for video to catch up. At most one less than INFINITE, which would be no limit.
+// How long audio waits for video to catch up. At most INFINITE - 1, because INFINITE would mean no limit.
 DWORD catch_up_ms(REFERENCE_TIME audio_first, REFERENCE_TIME video_first) {
   return static_cast<DWORD>(
       std::min<REFERENCE_TIME>((audio_first - video_first) / kUnitsPerMs, REFERENCE_TIME{INFINITE} - 1));
@@ -161,7 +161,7 @@ bool SeekSync::is_preroll(REFERENCE_TIME absolute_start, REFERENCE_TIME segment_
   }
   if (both_armed) {
     SetEvent(seek_handling_);
-    Sleep(0);  // gives way to audio, which waits for this signal
+    Sleep(0);  // yields to audio, which waits for this signal
   }
   return false;
 }

@@ -1,4 +1,4 @@
-// How the audio and the video worker of one file resynchronise after a seek.
+// SeekSync resynchronises the audio and the video worker of one file after a seek.
 //
 // Video restarts at a key frame, audio at the nearest access unit, so the two start at different times. Each
 // worker records the time of its first sample. When both are known, playback starts at audio's: both pins
@@ -74,7 +74,7 @@ class SeekSync {
     bool worker_ended = false;  // its worker has ended since the seek
     bool looping = false;       // its worker is in the delivery loop
     // Cleared by a seek that finds no worker for this stream. The worker that then starts first disarms the
-    // other stream, because it cannot know whether that one will run at all.
+    // other stream, because it cannot know whether the other worker will run at all.
     bool start_latch = true;
   };
 

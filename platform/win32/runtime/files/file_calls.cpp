@@ -65,7 +65,8 @@ DWORD size_of_file(HANDLE handle, uint64_t& bytes) noexcept {
   return file->size(bytes);
 }
 
-// Where the low word of a valid value equals the failure mark, the last error says that nothing failed.
+// The low word of a valid value may equal the failure value; a last error of NO_ERROR then shows that nothing
+// failed.
 DWORD low_word(uint64_t value) noexcept {
   const DWORD low = static_cast<DWORD>(value);
   if (low == INVALID_SET_FILE_POINTER) SetLastError(NO_ERROR);

@@ -13,7 +13,7 @@ namespace zdr::platform {
 
 namespace {
 
-// How often to try again when a file appears and vanishes between two attempts.
+// The number of attempts when a file appears and vanishes between two of them.
 constexpr int kOpenAttempts = 100;
 
 constexpr mode_t kWriteBits = 0222;
@@ -43,7 +43,7 @@ DWORD check_arguments(const OpenRequest& request) noexcept {
 }
 
 int open_flags(const OpenRequest& request) noexcept {
-  // Not blocking: the other end of a pipe may never be opened.
+  // O_NONBLOCK, because the other end of a pipe may never be opened.
   constexpr int kFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   if (!writes(request)) return kFlags | O_RDONLY;
   return kFlags | (rights_of(request).read ? O_RDWR : O_WRONLY);
@@ -89,7 +89,8 @@ class Opener {
         file = Descriptor(number);
         return 0;
       }
-      // Another program holds a lease on the regular file: the kernel limits this wait.
+      // Another program holds a lease on the regular file. The next attempt waits for it; the kernel limits
+      // that wait.
       if (errno == EWOULDBLOCK && (flags & O_NONBLOCK) != 0) {
         flags &= ~O_NONBLOCK;
       } else if (errno != EINTR) {

@@ -1,4 +1,4 @@
-// GetFullPathName.
+// GetFullPathName: makes a path absolute and folds its `.` and `..` components.
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,7 +25,7 @@ DWORD current_folder(std::string& folder) {
 }
 
 // Folds empty, `.` and `..` components of an absolute path; `..` at the root stays there. A trailing
-// separator is kept, because it means that the path is a folder's.
+// separator stays, because it marks the path of a folder.
 std::string fold_components(std::string_view path) {
   const bool ends_in_separator = path.back() == '/';
   std::string folded;

@@ -67,7 +67,8 @@ DWORD module_path(HMODULE module, std::string& path) {
 
 using namespace zdr::platform;
 
-// Unlike the other path functions this one fills a short buffer, terminates it and returns its size.
+// Unlike the other path functions, this one fills a buffer that is too short, terminates it and returns its
+// size.
 DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size) noexcept {
   std::u16string name;
   const DWORD error = guarded([&]() -> DWORD {

@@ -1,4 +1,4 @@
-// Mapping of file names where they pass to the system.
+// Maps the file names of callers to those of the system.
 #include "platform/win32/runtime/files/native_path.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// From a caller's file name to the name that the system is given, and back into a caller's buffer.
+// Converts a caller's file name to the system's, and writes names to a caller's buffer.
 #pragma once
 
 #include <cstring>

@@ -1,4 +1,4 @@
-// The lanes of the read-ahead.
+// The lanes of the read-ahead: which one serves a read, and how much it fetches after a miss.
 #include "platform/win32/runtime/files/read_ahead.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@ namespace zdr::platform {
 
 bool ReadAhead::serve(uint64_t offset, void* buffer, size_t count) noexcept {
   for (Lane& lane : lanes_) {
-    // In this order nothing can wrap around.
+    // This order of comparisons cannot wrap around.
     if (offset < lane.start || offset - lane.start > lane.length) continue;
     const size_t inside = static_cast<size_t>(offset - lane.start);
     if (count > lane.length - inside) continue;

@@ -3,9 +3,9 @@
 //
 // It is used only for files that are opened for reading and deny writers in all processes, so that share
 // modes keep the bytes unchanged. A program that ignores share modes may still extend or truncate a file: a
-// read that goes past the bytes of a lane asks the system again, so the true end is always found.
+// read past the bytes of a lane goes to the system, so the true end is always found.
 //
-// There are several lanes, because the tracks of one file are read by turns, each in a run of its own.
+// There are several lanes, because the tracks of one file are read in turns, each in a run of its own.
 // Scattered reads fetch nothing extra: a lane is filled only when a read continues its run, with more bytes
 // the longer the run is.
 #pragma once

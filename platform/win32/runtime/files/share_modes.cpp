@@ -1,4 +1,4 @@
-// The open files of this process and their share modes.
+// Compares the share modes of the files that are open in this process.
 #include "platform/win32/runtime/files/share_modes.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// Which file an open is of, what it uses, and what it allows to others.
+// What share modes need to know of an open: its file, how it uses the file, and which uses it allows to
+// others.
 #pragma once
 
 #include <sys/stat.h>

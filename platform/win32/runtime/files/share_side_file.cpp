@@ -1,10 +1,10 @@
-// Side files: six bytes represent the uses and denials of the living opens, a seventh is the gate.
+// Side files: six bytes represent the uses and denials of the current opens, a seventh is the gate.
 //
 // Each open has a descriptor of its own, because locks of two descriptors conflict even within one process.
 // With the gate taken, an open checks whether any other denies what it uses or uses what it denies, and then
 // takes shared locks on its own uses and denials. An open that ends takes the gate and removes the side file
-// if no other lock is left; those that still wait for the gate then find that the file has no name any more,
-// and open it anew.
+// if no other lock is left; opens that still wait for its gate then notice that the file was removed, and
+// create a new one.
 #include "platform/win32/runtime/files/share_side_file.h"
 
 #include <fcntl.h>
@@ -62,7 +62,7 @@ bool take_locks(int file, const ShareRequest& request) noexcept {
   return taken;
 }
 
-// The side file, made if missing, with its gate taken; empty when it cannot be opened or locked.
+// The side file, created if missing, with its gate taken; empty when it cannot be opened or locked.
 Descriptor open_with_gate(int folder, const char* name) noexcept {
   for (;;) {
     Descriptor file(openat(folder, name, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));

@@ -1,4 +1,4 @@
-// Locks on the files of named events.
+// The locks on the files of named events, and the removal of files that are no longer in use.
 #include "platform/win32/runtime/named/life_line.h"
 
 #include <dirent.h>
@@ -63,7 +63,7 @@ void LifeLine::remove_stale_files(int folder) {
       fdopendir(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
   if (!list) return;
   while (const dirent* entry = readdir(list.get())) {
-    LifeLine line;  // its end removes the file
+    LifeLine line;  // its destructor removes the file
     line.folder_ = folder;
     line.name_ = entry->d_name;
     Descriptor file(openat(folder, entry->d_name, kOpenFlags));

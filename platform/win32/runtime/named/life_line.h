@@ -1,4 +1,4 @@
-// How the file of a named event lives exactly as long as some process has the event open, however those
+// LifeLine keeps the file of a named event exactly as long as some process has the event open, however those
 // processes end.
 //
 // Each process that has the event open holds a shared flock on its file; the kernel drops the flock with the
@@ -20,7 +20,7 @@ class LifeLine {
   LifeLine() noexcept = default;
   LifeLine(LifeLine&& other) noexcept = default;
   LifeLine& operator=(LifeLine&&) = delete;
-  // Leaves: the last process removes the file.
+  // Ends this process's use of the event. The last process removes the file.
   ~LifeLine();
 
   // Opens or makes the file `name` in `folder` and takes the gate, waiting for it.

@@ -1,4 +1,4 @@
-// Opening, making and mapping the pages of named events.
+// Opens, creates and maps the pages of named events.
 #include "platform/win32/runtime/named/named_event.h"
 
 #include <fcntl.h>
@@ -34,7 +34,7 @@ struct EventPage {
   uint32_t manual_reset;
   FutexWord word;
   uint32_t key_length;
-  char key[1280];  // tells keys of equal hashes apart
+  char key[1280];  // distinguishes keys of equal hashes
 };
 
 // The mapped page of an event; unmaps it and then leaves the event's file.
@@ -130,7 +130,7 @@ DWORD check_page(const EventPage& page, std::string_view key) noexcept {
   return same ? NO_ERROR : ERROR_INVALID_HANDLE;
 }
 
-// The folder of the files. A process's first look removes what killed processes left in it.
+// The folder of the files. The first call in a process removes what killed processes left in it.
 int event_folder() {
   static constinit std::atomic_flag looked;
   const int folder = runtime_folder(RuntimeFolder::kNamedEvents);

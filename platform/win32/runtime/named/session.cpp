@@ -1,4 +1,4 @@
-// The choice of the session.
+// Chooses the session of the process, and fixes it once a named event uses it.
 #include "platform/win32/session.h"
 
 #include <unistd.h>

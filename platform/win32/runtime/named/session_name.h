@@ -1,4 +1,4 @@
-// The session of this process.
+// The name of this process's session.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// Reading the registry from text. Whatever an editor could not have written is an error, so that a damaged
-// file is noticed before it is replaced.
+// Reads the registry from text. Whatever an editor could not have written is an error, so that a damaged file
+// is noticed before it is replaced.
 #include <algorithm>
 #include <cstring>
 

@@ -1,4 +1,4 @@
-// Writing the registry as text. What quotes cannot hold is written in hexadecimal, so that every value is
+// Writes the registry as text. Data that quotes cannot hold is written in hexadecimal, so that every value is
 // read back byte for byte.
 #include <array>
 #include <cstdio>

@@ -18,7 +18,7 @@ class KeyHandles {
   // The path of an open or predefined key that exists and may be used for `access`. ERROR_INVALID_HANDLE,
   // ERROR_ACCESS_DENIED, or ERROR_KEY_DELETED, then also for every later call.
   DWORD resolve(HKEY key, REGSAM access, const RegistryKey& top, KeyPath& path);
-  // Called after a removal: handles of keys that are gone stay dead even if keys of the same name are made
+  // Called after a removal: handles of removed keys stay invalid even if keys of the same name are created
   // later.
   DWORD mark_deleted(const RegistryKey& top);
 

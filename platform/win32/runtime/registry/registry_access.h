@@ -1,5 +1,5 @@
-// The frame of every registry function: one call at a time in this process, one change at a time among all
-// processes, and no exception leaves it.
+// The frame of every registry function. It admits one call at a time in this process and one change at a time
+// among all processes, and lets no exception escape.
 #pragma once
 
 #include <utility>
@@ -19,7 +19,7 @@ struct Registry {
   static Registry& instance();
 };
 
-// Holds the registry for a scope. Its message to a debugger is sent after it is released, because the
+// Locks the registry for a scope. A message to the debugger is sent after the lock is released, because the
 // debugger's hook may use the registry.
 class RegistryTurn {
  public:

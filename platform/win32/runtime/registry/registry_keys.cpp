@@ -75,7 +75,7 @@ DWORD remove_single_key(RegistryKey& top, const KeyPath& path, bool& changed) {
   return ERROR_FILE_NOT_FOUND;
 }
 
-// Permanent keys inside the tree are made again, empty.
+// Permanent keys inside the tree are created again, empty.
 DWORD remove_whole_tree(RegistryKey& top, const KeyPath& path, bool& changed) {
   for (const KeyPath& place : places_of(path)) {
     if (is_permanent(place)) return ERROR_ACCESS_DENIED;

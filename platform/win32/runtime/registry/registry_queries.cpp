@@ -11,7 +11,7 @@ namespace zdr::platform {
 
 namespace {
 
-// What a key shows, by name: of each name the entry of the first place that has it.
+// The entries of a key by name. Each entry comes from the first place of the key that has its name.
 template <class Entry>
 using Listing = std::map<std::u16string_view, const Entry*, LessWithoutCase>;
 
@@ -39,7 +39,8 @@ LSTATUS with_listing(HKEY key, REGSAM access, Entries RegistryKey::*entries, Bod
   });
 }
 
-// Fills a caller's buffer. *bytes: in its size, out the size of the data. A null buffer asks for the size.
+// Fills a caller's buffer. *bytes: in its size, out the size of the data. A null buffer requests the size
+// alone.
 DWORD hand_out_data(const RegistryValue& value, LPDWORD type, LPBYTE data, LPDWORD bytes) noexcept {
   if (data != nullptr && bytes == nullptr) return ERROR_INVALID_PARAMETER;
   if (type != nullptr) *type = value.type;

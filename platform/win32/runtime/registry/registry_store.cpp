@@ -1,4 +1,4 @@
-// Loading the file when it has changed, and replacing it as a whole.
+// Loads the file when it has changed, and replaces it as a whole.
 #include "platform/win32/runtime/registry/registry_store.h"
 
 #include <fcntl.h>
@@ -40,7 +40,7 @@ ssize_t attempt(Call call) noexcept {
   return repeat_interrupted(call);
 }
 
-// Reads the file from its start; one that grows beyond the limit meanwhile is truncated there.
+// Reads the file from its start. Stops at the limit if the file grows beyond it meanwhile.
 DWORD read_all(int file, std::string& content) {
   std::array<char, 16384> block;
   while (content.size() < kLargestFile) {
@@ -127,7 +127,7 @@ DWORD RegistryStore::load() {
 }
 
 DWORD RegistryStore::read_file() {
-  // Not blocking, because the name may be a pipe's.
+  // O_NONBLOCK, because the path may name a pipe.
   Descriptor file(open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat info;
   if (!file || fstat(file.get(), &info) != 0)

@@ -38,7 +38,7 @@ class RegistryStore {
   const std::string& path() const noexcept { return path_; }
   // Why the last load failed; null and 0 when its error code says everything.
   const TextFault& fault() const noexcept { return fault_; }
-  // The message of a failed load to a debugger, returned once; empty if there is none.
+  // The message for the debugger about a failed load; empty if there is none. Returned only once.
   std::u16string take_message() noexcept { return std::exchange(message_, {}); }
 
  private:

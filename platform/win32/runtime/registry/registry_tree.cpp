@@ -1,4 +1,4 @@
-// Finding, making and removing keys, and the view of HKEY_CLASSES_ROOT.
+// Finds, creates and removes keys, and resolves the view of HKEY_CLASSES_ROOT.
 #include "platform/win32/runtime/registry/registry_tree.h"
 
 #include <algorithm>

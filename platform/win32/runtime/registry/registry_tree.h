@@ -1,4 +1,4 @@
-// The content of the registry in memory: keys in keys, with values; and paths through them.
+// The registry in memory: a tree of keys with their values, and paths through it.
 #pragma once
 
 #include <map>
@@ -32,7 +32,7 @@ inline constexpr size_t kLongestValueName = 16383;
 inline constexpr size_t kDeepestPath = 512;
 
 inline constexpr std::u16string_view kClassesRoot = u"HKEY_CLASSES_ROOT";
-// The name in its proper case if it is a root, HKEY_CLASSES_ROOT included; empty for others.
+// The name in its canonical case if it is a root, HKEY_CLASSES_ROOT included; empty for others.
 std::u16string_view root_name(std::u16string_view name) noexcept;
 
 // Appends the names of `sub_key`, which backslashes separate; one backslash at the end is ignored. NO_ERROR,

@@ -1,4 +1,4 @@
-// RegSetValueExW.
+// RegSetValueExW: stores a value in a key.
 #include "platform/win32/runtime/registry/registry_access.h"
 #include "platform/win32/win32_registry.h"
 
@@ -10,7 +10,7 @@ RegistryValue make_value(DWORD type, const BYTE* data, size_t bytes) {
   return {type, bytes == 0 ? std::vector<BYTE>() : std::vector<BYTE>(data, data + bytes)};
 }
 
-// The key that a new value of the path belongs to; it exists.
+// Returns the key that stores a new value of the path, and creates it if no place of the path has it.
 RegistryKey* key_to_write(RegistryKey& top, const KeyPath& path) {
   for (const KeyPath& place : places_of(path)) {
     if (RegistryKey* key = find_key(top, place); key != nullptr) return key;

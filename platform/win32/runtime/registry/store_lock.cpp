@@ -1,4 +1,4 @@
-// The lock file beside the registry's file.
+// Takes the lock on the file beside the registry's file.
 #include "platform/win32/runtime/registry/store_lock.h"
 
 #include <fcntl.h>

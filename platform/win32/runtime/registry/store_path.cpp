@@ -1,4 +1,4 @@
-// The path of the registry's file from the environment, and the folders above it.
+// Finds the path of the registry's file in the environment, and creates the folders above it.
 #include "platform/win32/runtime/registry/store_path.h"
 
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-// The path of the registry's file.
+// The path of the registry's file, and the folders above it.
 #pragma once
 
 #include <string>

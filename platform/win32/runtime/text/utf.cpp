@@ -5,7 +5,7 @@ namespace zdr::platform {
 
 namespace {
 
-// What the first byte of a UTF-8 sequence says about its length and its second byte.
+// What the first byte of a UTF-8 sequence determines: the length, and the range of the second byte.
 struct LeadByte {
   size_t length;  // 0: not a lead byte
   uint8_t second_low;

@@ -1,4 +1,4 @@
-// The small helpers for wide strings.
+// lstrlenW, lstrcpynW and _wtoi.
 #include <algorithm>
 #include <limits>
 #include <string>

@@ -18,7 +18,7 @@ namespace {
 constexpr uint32_t kContended = 1u << 31;  // threads may sleep on the word
 static_assert(kLargestThreadId < kContended);
 
-// Tells the processor that the thread spins.
+// Hints to the processor that the thread is spinning.
 void pause_briefly() noexcept {
 #if defined(__x86_64__) || defined(__i386__)
   __builtin_ia32_pause();

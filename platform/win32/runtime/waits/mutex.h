@@ -18,8 +18,8 @@ class MutexObject final : public KernelObject {
   static constexpr ObjectKind kKind = ObjectKind::kMutex;
   MutexObject() noexcept : KernelObject(kKind) {}
 
-  // WaitForSingleObject. When the thread becomes the owner, the mutex takes `pin` over and so stays alive
-  // until its release, even if its handle is closed.
+  // WaitForSingleObject. When the thread becomes the owner, the mutex takes over `pin`, which keeps it alive
+  // until its release even if its handle is closed.
   DWORD lock(Pin& pin, DWORD milliseconds) noexcept;
 
   // ReleaseMutex: NO_ERROR, ERROR_INVALID_HANDLE or ERROR_NOT_OWNER.

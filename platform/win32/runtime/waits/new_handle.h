@@ -1,4 +1,4 @@
-// How the functions that create waitable objects end.
+// The results of the functions that create waitable objects: a new handle, or a failure.
 #pragma once
 
 #include <utility>

@@ -17,8 +17,8 @@ namespace zdr::platform {
 
 namespace {
 
-// Longest sleep on a word in shared memory: the wake-up of a process that was killed before it took the
-// signal is lost.
+// The longest sleep on a word in shared memory. It is limited because a wake-up is lost when the process that
+// received it is killed before it takes the signal.
 constexpr DWORD kLongestSharedSleepMs = 250;
 
 DWORD fail_wait(DWORD error) noexcept {
@@ -32,7 +32,7 @@ WaitSignal* signal_of(const Pin& pin) noexcept {
   return event != nullptr ? event : pin.as<WaitSignal>(ObjectKind::kThread);
 }
 
-// The number of the first signal that is set, taken; or how many there are.
+// Takes the first signal that is set and returns its index; the number of signals when none is set.
 size_t take_first(std::span<WaitSignal* const> signals) noexcept {
   const auto taken =
       std::find_if(signals.begin(), signals.end(), [](WaitSignal* each) { return each->try_take(); });

@@ -1,4 +1,4 @@
-// Positions, the end of a file, pipes, and transfers that fail. The tests of the OS layer drive sizes.
+// Positions, the end of a file, pipes, and transfers that fail. The tests of the OS layer cover sizes.
 #include <sys/resource.h>
 #include <sys/stat.h>
 

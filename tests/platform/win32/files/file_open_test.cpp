@@ -1,4 +1,4 @@
-// CreateFile and DeleteFile: names, failures, last errors. The tests of the OS layer drive the dispositions.
+// CreateFile and DeleteFile: names, failures, last errors. The tests of the OS layer cover the dispositions.
 #include <fcntl.h>
 
 #include "tests/platform/win32/win32_test_support.h"
@@ -10,7 +10,7 @@ namespace {
 namespace fs = std::filesystem;
 using FileOpen = Win32Test;
 
-TEST_F(FileOpen, FailuresGiveTheirCodeAndDestroyNothing) {
+TEST_F(FileOpen, FailuresReturnTheirCodeAndDestroyNothing) {
   make_file("file");
   make_file("read-only");
   fs::permissions(path("read-only"), fs::perms::owner_read);
@@ -52,7 +52,7 @@ TEST_F(FileOpen, FailuresGiveTheirCodeAndDestroyNothing) {
   for (const char* name : {"file", "in use"}) EXPECT_EQ(read_file(path(name)), "0123456789");
 }
 
-TEST_F(FileOpen, NamesAreMappedWhereTheyPassToTheSystem) {
+TEST_F(FileOpen, NamesAreMappedToThoseOfTheSystem) {
   make_file("plain");
   const std::string folder = folder_.path().string();
   const ScopedVariable drive("ZDR_DRIVE_Q", folder.c_str());

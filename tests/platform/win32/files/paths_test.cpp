@@ -28,7 +28,7 @@ TEST_F(Paths, FullPathsAreFolded) {
   EXPECT_EQ(GetLastError(), kUntouched);
 }
 
-TEST_F(Paths, AShortBufferGivesTheSizeNeeded) {
+TEST_F(Paths, AShortBufferReturnsTheSizeNeeded) {
   WCHAR buffer[5] = {};
   EXPECT_EQ(GetFullPathNameW(u"/abc", 4, buffer, nullptr), 5u);
   EXPECT_EQ(GetFullPathNameW(u"/abc", 5, buffer, nullptr), 4u);
@@ -50,7 +50,7 @@ TEST_F(Paths, TheTemporaryFolderComesFromTheEnvironment) {
   EXPECT_EQ(std::u16string(buffer), u"/second/");
 }
 
-TEST_F(Paths, TemporaryNamesAreBuiltOrMade) {
+TEST_F(Paths, TemporaryNamesAreBuiltOrCreated) {
   WCHAR name[MAX_PATH];
   EXPECT_EQ(GetTempFileNameW(u"/none", u"abcdef", 0x123AB, name), 0x123ABu);
   EXPECT_EQ(std::u16string(name), u"/none/abc23ab.TMP") << "neither checked nor created";
@@ -70,7 +70,7 @@ TEST_F(Paths, TemporaryNamesAreBuiltOrMade) {
   EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(Paths, ModulesHaveTheirFile) {
+TEST_F(Paths, ModuleNamesAreAbsoluteAndCutToTheBuffer) {
   const std::u16string self = fs::read_symlink("/proc/self/exe").u16string();
   WCHAR buffer[1000];
   EXPECT_EQ(GetModuleFileNameW(nullptr, buffer, 1000), self.size());

@@ -1,4 +1,4 @@
-// Read-ahead is invisible: reads match the file's bytes, also when a program that ignores share modes makes
+// Read-ahead is invisible: reads match the file's bytes, even when a program that ignores share modes makes
 // the file longer or shorter.
 #include <algorithm>
 #include <random>
@@ -30,7 +30,7 @@ std::string read_at(HANDLE file, size_t offset, DWORD count) {
   return bytes;
 }
 
-// Runs of reads by turns, with skips, jumps, sizes around the limits, and the end of the file.
+// Interleaved runs of reads, with skips, jumps, sizes around the limits, and the end of the file.
 TEST_F(ReadAhead, ReadsMatchTheFile) {
   const std::string bytes = pattern(300'000);
   const ScopedHandle file = open_for(make_file("file", bytes), GENERIC_READ);
@@ -53,7 +53,7 @@ TEST_F(ReadAhead, ReadsMatchTheFile) {
   }
 }
 
-// What read-ahead is for. The kernel counts this process's read calls.
+// The number of read calls of this process, counted by the kernel; read-ahead is meant to reduce it.
 size_t read_calls() {
   std::ifstream counters("/proc/self/io");
   for (std::string name; counters >> name;) {
@@ -67,7 +67,7 @@ size_t read_calls() {
 TEST_F(ReadAhead, RunsOfSmallReadsCostFewCalls) {
   const ScopedHandle file = open_for(make_file("file", pattern(400'000)), GENERIC_READ);
   const size_t before = read_calls();
-  for (size_t i = 0; i < 1000; ++i) {  // two tracks by turns
+  for (size_t i = 0; i < 1000; ++i) {  // two tracks in turns
     read_at(file, i * 100, 100);
     read_at(file, 200'000 + i * 150, 150);
   }
@@ -93,8 +93,8 @@ TEST_F(ReadAhead, AFileOfAnotherLengthIsReadToItsTrueEnd) {
   EXPECT_EQ(read_at(file, offset - 20, 50), bytes.substr(offset - 20, 10)) << "nor beyond it";
 }
 
-// A handle that lets others write, or that cannot keep writers of other processes out, reads fresh bytes.
-TEST_F(ReadAhead, IsOffWhereWritersAreNotKeptOut) {
+// A handle that lets others write, or that cannot exclude writers of other processes, reads fresh bytes.
+TEST_F(ReadAhead, IsOffWhereWritersAreNotExcluded) {
   const std::pair<std::string, const char*> openings[] = {{without_side_files(), " 0 "}, {"UNUSED=", " 3 "}};
   for (const auto& [environment, share] : openings) {
     const std::string name = make_file("file", std::string(50'000, 'a'));

@@ -1,4 +1,4 @@
-// Share modes: every pair of opens, in one process and between two, against the rule itself.
+// Share modes: every pair of opens, in one process and between two, compared with the rule.
 #include "tests/platform/win32/child_process.h"
 #include "tests/platform/win32/win32_test_support.h"
 
@@ -54,8 +54,7 @@ TEST_F(ShareModes, ThreeOpensMustAllBeCompatible) {
   ScopedHandle writer = open_for(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
   EXPECT_EQ(failed_open(open_for(name, GENERIC_READ)), ERROR_SHARING_VIOLATION) << "denies the writer";
   reader.close();
-  EXPECT_EQ(failed_open(open_for(name, GENERIC_READ)), ERROR_SHARING_VIOLATION)
-      << "the writer is still there";
+  EXPECT_EQ(failed_open(open_for(name, GENERIC_READ)), ERROR_SHARING_VIOLATION) << "the writer is still open";
   writer.close();
   reader = open_for(name, GENERIC_READ);
   EXPECT_NE(HANDLE{reader}, INVALID_HANDLE_VALUE);
@@ -100,7 +99,7 @@ TEST_F(ShareModes, NewFilesInheritNoOpensOfDeletedOnes) {
   EXPECT_EQ(child.receive(), "0");
 }
 
-// The side file is made and removed with its users: no process may go on with one that has lost its name.
+// The side file is created and removed with its users: no process may continue with a removed one.
 TEST_F(ShareModes, ThreeProcessesNeverHoldAnUnsharedFileTogether) {
   const std::string name = make_file("file");
   ChildProcess children[3];

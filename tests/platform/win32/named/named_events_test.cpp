@@ -1,4 +1,4 @@
-// Named events between processes: names, lives, signals, killed holders, privacy, sessions.
+// Named events between processes: names, lifetimes, signals, killed holders, privacy, sessions.
 #include <fcntl.h>
 #include <sys/mman.h>
 
@@ -119,7 +119,7 @@ TEST_F(NamedEvents, ALostWakeUpIsNoticed) {
   EXPECT_EQ(child.receive(), kServed);
 }
 
-TEST_F(NamedEvents, AKilledHolderLeavesNothingThatALaterProcessMeets) {
+TEST_F(NamedEvents, AKilledHolderLeavesNothingForALaterProcess) {
   const auto files_before = event_files();
   for (const bool same_name : {true, false}) {
     ChildProcess child;
@@ -170,8 +170,8 @@ TEST_F(NamedEvents, ARuntimeFolderThatIsALinkOrOpenToOthersIsNotUsed) {
   }
 }
 
-// A process that waits for the gate of a file which is then removed must make a new one.
-TEST_F(NamedEvents, AFileThatIsRemovedWhileAProcessWaitsForItIsMadeAnew) {
+// A process that waits for the gate of a file that is then removed must create a new file.
+TEST_F(NamedEvents, AFileThatIsRemovedWhileAProcessWaitsForItIsCreatedAgain) {
   const auto files_before = event_files();
   ScopedHandle mine = event(u"Removed");
   const fs::path file = new_file(files_before);
@@ -194,7 +194,7 @@ TEST_F(NamedEvents, AFileThatIsRemovedWhileAProcessWaitsForItIsMadeAnew) {
   EXPECT_EQ(child.ask("close e"), "1");
 }
 
-// Each process closes its handle and creates the event anew at once, so that creations coincide with last
+// Each process closes its handle and at once creates the event again, so that creations coincide with last
 // closes. Afterwards all must have the same event.
 TEST_F(NamedEvents, CreationAndLastCloseMayRace) {
   const auto files_before = event_files();

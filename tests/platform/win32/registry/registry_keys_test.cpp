@@ -7,7 +7,7 @@ namespace zdr::test {
 
 namespace {
 
-TEST_F(RegistryTest, CreateMakesMissingLevelsAndOpensTheRest) {
+TEST_F(RegistryTest, CreateMakesMissingLevelsAndOpensExistingOnes) {
   const ScopedKey made(kUser, u"Software\\Vendor\\Product");
   EXPECT_EQ(made.disposition, REG_CREATED_NEW_KEY);
   const ScopedKey again(kUser, u"SOFTWARE\\vendor\\PRODUCT\\");
@@ -18,10 +18,11 @@ TEST_F(RegistryTest, CreateMakesMissingLevelsAndOpensTheRest) {
   EXPECT_EQ(text_of(again, u""), u"one key");
   EXPECT_EQ(ScopedKey(kUser, u"\u00D6\u00D7").status, ERROR_SUCCESS);
   EXPECT_EQ(open_status(kUser, u"\u00F6\u00D7"), ERROR_SUCCESS);
-  EXPECT_EQ(open_status(kUser, u"\u00D6\u00F7"), ERROR_FILE_NOT_FOUND) << "signs have no case";
+  EXPECT_EQ(open_status(kUser, u"\u00D6\u00F7"), ERROR_FILE_NOT_FOUND)
+      << "the multiplication and division signs have no case";
 }
 
-TEST_F(RegistryTest, CreateAndOpenRefuseWhatCannotBe) {
+TEST_F(RegistryTest, CreateAndOpenRefuseInvalidKeysAndPaths) {
   const std::u16string longest(255, u'k');
   std::u16string deep, deepest;
   for (int i = 0; i < 33; ++i) deep += u"d\\";
@@ -106,7 +107,7 @@ TEST_F(RegistryTest, KeptRightsOfTheHandleDecideOnValuesAndListsOnly) {
   EXPECT_EQ(RegDeleteKeyW(reader, u"Sub"), ERROR_SUCCESS);
 }
 
-TEST_F(RegistryTest, DeletionSparesParentsAndEndsHandles) {
+TEST_F(RegistryTest, DeletionLeavesParentsAndInvalidatesHandles) {
   const ScopedKey parent(kUser, u"Parent");
   const ScopedKey child(parent, u"Child");
   EXPECT_EQ(RegDeleteKeyW(kUser, u"Parent"), ERROR_ACCESS_DENIED);

@@ -60,7 +60,7 @@ TEST_F(RegistryTest, AProcessThatDiesAtAnyStepLeavesTheOldFileOrTheNewOne) {
     EXPECT_EQ(child.ask("registry-die " + std::to_string(step) + " Before changed"), "")
         << "survived step " << step;
     EXPECT_EQ(file_text(), old_text);
-    const ScopedKey next(kUser, u"After");  // the lock is free, and a left-over file is no obstacle
+    const ScopedKey next(kUser, u"After");  // the lock is free, and a leftover file does not matter
     EXPECT_EQ(next.disposition, REG_CREATED_NEW_KEY);
     EXPECT_FALSE(std::filesystem::exists(path("registry.reg.tmp")));
     EXPECT_EQ(RegDeleteKeyW(kUser, u"After"), ERROR_SUCCESS);

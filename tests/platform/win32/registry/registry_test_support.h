@@ -1,4 +1,5 @@
-// The fixture of the registry tests: a registry file of the test's own; and short forms of the calls.
+// The fixture of the registry tests, which gives each test a registry file of its own, and short forms of the
+// calls.
 #pragma once
 
 #include <cstring>
@@ -76,8 +77,8 @@ inline std::u16string text_of(HKEY key, const char16_t* name) {
   return text;
 }
 
-// The name that RegEnumKeyExW or RegEnumValueW gives for an index in a buffer of so many characters; of a
-// failure its status in angle brackets.
+// The name that RegEnumKeyExW or RegEnumValueW gives for an index in a buffer of `room` characters; for a
+// failure, its status in angle brackets.
 template <class Enumerate>
 std::u16string listed(Enumerate enumerate, HKEY key, DWORD index, DWORD room = 16) {
   WCHAR name[16];

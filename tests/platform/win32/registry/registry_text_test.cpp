@@ -20,7 +20,7 @@ std::string utf16(const std::u16string& text) {
 }
 
 // In the order of the file: what is stored, and its line.
-TEST_F(RegistryTest, ValuesComeBackAsStoredAndAreWrittenAsEditorsDo) {
+TEST_F(RegistryTest, ValuesAreReadAsStoredAndWrittenAsEditorsDo) {
   const struct {
     std::u16string name;
     DWORD type;
@@ -240,7 +240,7 @@ TEST_F(RegistryTest, TheEnvironmentNamesTheFile) {
   EXPECT_EQ(std::filesystem::status(folder_ / "data/zdr").permissions(), std::filesystem::perms(0700));
   data.set("relative");
   EXPECT_EQ(open_status(kUser, u"K"), ERROR_FILE_NOT_FOUND);
-  EXPECT_FALSE(std::filesystem::exists(folder_ / "home")) << "looking made a folder";
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "home")) << "a look-up created a folder";
   EXPECT_EQ(ScopedKey(kUser, u"L").status, ERROR_SUCCESS);
   EXPECT_TRUE(std::filesystem::exists(folder_ / "home/.local/share/zdr/registry.reg"));
   data.set(nullptr);

@@ -30,7 +30,7 @@ bool peer_convert(const char* from, const char* to, std::basic_string<In> input,
   return converted;
 }
 
-// Converts after asking for the size, first with room for one unit too few.
+// Queries the size, then converts: first with room for one unit too few, then with enough.
 std::u16string to_wide(UINT page, const std::string& bytes) {
   const int count = static_cast<int>(bytes.size());
   const int size = MultiByteToWideChar(page, 0, bytes.data(), count, nullptr, 0);
@@ -110,7 +110,7 @@ TEST_F(Text, Windows1252MatchesThePeer) {
   }
 }
 
-TEST_F(Text, TheTerminatorCountsOnlyWhereItIsSearched) {
+TEST_F(Text, TheTerminatorCountsOnlyWithoutALength) {
   WCHAR text[8] = u"~~~";
   EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab", -1, nullptr, 0), 3);
   EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab", -1, text, 8), 3);
@@ -168,7 +168,7 @@ TEST_F(Text, NumbersAreReadAfterBlanksAndSaturate) {
   for (const auto& [text, number] : rows) EXPECT_EQ(_wtoi(text), number);
 }
 
-TEST_F(Text, DebugOutputGoesToItsHookAndKeepsTheLastError) {
+TEST_F(Text, DebugOutputCallsItsHookAndPreservesTheLastError) {
   std::u16string seen;
   OutputDebugStringW(u"before");
   platform::set_debug_output_hook(

@@ -1,4 +1,4 @@
-// Handles: every function refuses stale ones, and a close beside a look-up does no harm.
+// Handles: every function refuses stale ones, and a close may coincide with a look-up.
 #include <atomic>
 #include <functional>
 #include <vector>
@@ -39,7 +39,7 @@ const struct HandleCall {
     {"SetThreadPriority", kThread, [](HANDLE h) { return !SetThreadPriority(h, 0); }},
 };
 
-TEST_F(Handles, EveryFunctionAnswers6ForBadOnesAndForOtherKinds) {
+TEST_F(Handles, EveryFunctionFailsWith6ForBadHandlesAndOtherKinds) {
   ScopedHandle gone = CreateMutexW(nullptr, FALSE, nullptr);
   const HANDLE closed = gone;
   EXPECT_EQ(poll(closed), WAIT_OBJECT_0);
@@ -96,7 +96,7 @@ TEST_F(Handles, FillTheTableAndLeaveItUsable) {
   EXPECT_NE(HANDLE{after}, nullptr);
 }
 
-// One thread opens and closes, others use the handle value they saw: each call succeeds or answers 6.
+// One thread opens and closes, others use the handle value they saw: each call succeeds or fails with 6.
 TEST_F(Handles, MayBeClosedWhileOthersUseThem) {
   std::atomic<HANDLE> current{nullptr};
   std::atomic<bool> done{false};
@@ -124,7 +124,7 @@ TEST_F(Handles, MayBeClosedWhileOthersUseThem) {
   second.join();
 }
 
-TEST_F(Handles, ServeC) {
+TEST_F(Handles, CanBeUsedFromC) {
   EXPECT_TRUE(c_opens_and_closes_an_event());
 }
 

@@ -1,5 +1,5 @@
 // Events and mutexes of one process: single waits and waits for any of several. The tests of the OS layer
-// drive the ownership of mutexes.
+// cover the ownership of mutexes.
 #include <atomic>
 #include <functional>
 #include <vector>
@@ -17,7 +17,7 @@ ScopedHandle event(bool manual, bool set, LPCWSTR name = nullptr) {
   return CreateEventW(nullptr, manual, set, name);
 }
 
-TEST_F(LocalWaits, EventsAreConsumedByTheirKind) {
+TEST_F(LocalWaits, AWaitConsumesAnAutoResetEventOnly) {
   for (const bool manual : {false, true}) {
     const ScopedHandle e = event(manual, true);
     EXPECT_EQ(GetLastError(), NO_ERROR) << "created";
@@ -62,7 +62,7 @@ TEST_F(LocalWaits, AManualResetEventReleasesAllSleepers) {
   }
 }
 
-TEST_F(LocalWaits, AMutexGoesFromSleeperToSleeper) {
+TEST_F(LocalWaits, AMutexPassesFromSleeperToSleeper) {
   const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, nullptr);
   const auto release = [&] { EXPECT_TRUE(ReleaseMutex(mutex)); };
   EXPECT_EQ(poll(mutex), WAIT_OBJECT_0);
@@ -111,7 +111,7 @@ TEST_F(LocalWaits, WaitingForAnyTakesTheFirstReadyOne) {
   }
 }
 
-// Kernels before 5.16, and some containers, know no sleep on several words.
+// Kernels before 5.16, and some containers, cannot sleep on several words.
 TEST_F(LocalWaits, WaitingForAnyNeedsNoKernelThatWatchesSeveralWords) {
   for (const char* error : {"38", "1"}) {  // ENOSYS, EPERM
     ChildProcess child;

@@ -29,7 +29,7 @@ TEST_F(Threads, AHandleStaysSignalledOnceItsThreadHasEnded) {
 }
 
 // A module whose destructors run on the thread may be unloaded once the handle is signalled. The destructor
-// waits until this thread sleeps on the handle, so that a signal that comes too early is noticed.
+// waits until this thread sleeps on the handle, so that a premature signal is noticed.
 TEST_F(Threads, DestructorsAndAbandonmentComeBeforeTheSignal) {
   static std::atomic<int> destroyed;
   static pid_t waiter;

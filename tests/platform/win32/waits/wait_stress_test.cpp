@@ -17,7 +17,7 @@ void run_threads(int count, const std::function<void(int)>& body) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// A token goes round: the thread that takes it from the event alone may change the plain counter.
+// The event is a token that circulates: only the thread that takes it may change the plain counter.
 TEST(WaitStress, AnAutoResetEventGivesItsSignalToOneWaiter) {
   constexpr int kRounds = 2'000;
   for (const LPCWSTR name : {LPCWSTR{nullptr}, LPCWSTR{u"WaitStressToken"}}) {
