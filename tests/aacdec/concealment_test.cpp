@@ -1,4 +1,4 @@
-// Lost and damaged blocks: what replaces a frame, and when, by a list of what each call must sound like.
+// Lost and damaged blocks: checks call by call which frame, faded or mixed frame, or silence is output.
 #include "aacdec/concealment.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ namespace {
 
 using namespace aacdec;
 
-// Held and next frame, long or short, at two levels.
+// Bridges held and next frames of long and short windows, at two levels.
 TEST(Concealment, KeptBridgesEqualFrames3Point55dBBelowTheirLevel) {
   const auto held = std::make_unique<Frame>();
   const auto next = std::make_unique<Frame>();
@@ -50,8 +50,8 @@ TEST(Concealment, KeptBridgesEqualFrames3Point55dBBelowTheirLevel) {
   }
 }
 
-// A to C are pairs of long windows, C one that the store of good blocks truncates; S and T of eight short
-// ones; M has one channel.
+// A to C are stereo blocks with long windows, of which C is too long to be stored whole; S and T have eight
+// short windows; M has one channel.
 struct Block {
   Bytes bytes;
   std::unique_ptr<Frame> frame;  // with its spectra
@@ -64,7 +64,7 @@ constexpr char kConfigured = '!';
 class GapStream {
  public:
   GapStream() {
-    // The core of a file without noise, which would never be the same twice.
+    // The core of a file without noise substitution, whose output would differ each time.
     const AdtsFile file = sample("he-aac-v1-stereo.aac");
     const std::pair<char, size_t> real[] = {{'A', 12}, {'B', 20}, {'S', 4}, {'T', 9}};
     for (const auto& [name, number] : real) blocks_[name].bytes = file.frames[number].payload;
@@ -82,9 +82,10 @@ class GapStream {
     expect(kConfigured, "-");
   }
 
-  // `sounds`: the blocks as "A"; "A/2" by which it is divided; "0A" without sound but with its windows; "A~B"
-  // for what leads from one to the other; "!A" when the call fails, but has made A sound; "-" without PCM.
-  void expect(char call, std::string sounds) {
+  // `outputs` is the expected PCM: "A" for that block; "A/2" for A divided by two; "0A" for silence with the
+  // windows of A; "A~B" for the bridge from A to B; "!A" if the call fails after synthesising A; "-" for no
+  // PCM.
+  void expect(char call, std::string outputs) {
     if (call == kConfigured) {
       ASSERT_EQ(decoder_.configure(config_), ZD_AAC_DEC_OK);
       state_->reset();
@@ -92,21 +93,21 @@ class GapStream {
     }
     const Bytes& bytes = blocks_[call].bytes;
     const Output output = call == kLost ? decoder_.lose() : decoder_.decode(bytes);
-    const bool fails = sounds[0] == '!';
+    const bool fails = outputs[0] == '!';
     ASSERT_EQ(output.status, fails ? ZD_AAC_DEC_ERR_FAILED : ZD_AAC_DEC_OK);
     const bool is_consumed = fails || (call != kLost && call != kDamaged);
     EXPECT_EQ(output.consumed, is_consumed ? static_cast<int32_t>(bytes.size()) : 0);
-    const Pcm expected = sounds == "-" ? Pcm() : play(fails ? sounds.substr(1) : sounds);
+    const Pcm expected = outputs == "-" ? Pcm() : play(fails ? outputs.substr(1) : outputs);
     EXPECT_TRUE(fails || output.pcm == expected);
   }
 
  private:
-  Pcm play(const std::string& sounds) {
-    const bool is_silent = sounds[0] == '0';
-    const auto frame = std::make_unique<Frame>(*blocks_[sounds[is_silent ? 1 : 0]].frame);
+  Pcm play(const std::string& outputs) {
+    const bool is_silent = outputs[0] == '0';
+    const auto frame = std::make_unique<Frame>(*blocks_[outputs[is_silent ? 1 : 0]].frame);
     if (is_silent) silence(*frame);
-    if (sounds.size() > 1 && sounds[1] == '~') bridge(*frame, *blocks_[sounds[2]].frame);
-    if (sounds.size() > 1 && sounds[1] == '/') fade(*frame, sounds[2] == '2' ? 2 : 3);
+    if (outputs.size() > 1 && outputs[1] == '~') bridge(*frame, *blocks_[outputs[2]].frame);
+    if (outputs.size() > 1 && outputs[1] == '/') fade(*frame, outputs[2] == '2' ? 2 : 3);
     Pcm pcm(2 * kFrameLength);
     const int channels = synthesise_core(*frame, *state_, kProfileLc, 2, pcm.data());
     for (size_t i = 0; channels == 1 && i < pcm.size(); i += 2) pcm[i + 1] = pcm[i];
@@ -122,26 +123,26 @@ class GapStream {
 struct GapCase {
   const char* name;
   const char* calls;
-  const char* sounds;
+  const char* outputs;
 };
 
 void check(const GapCase& c) {
   GapStream stream;
-  std::istringstream sounds(c.sounds);
+  std::istringstream outputs(c.outputs);
   for (const char* call = c.calls; *call != 0; ++call) {
     SCOPED_TRACE(testing::Message() << c.name << ", call " << call - c.calls + 1);
     std::string expected;
-    sounds >> expected;
+    outputs >> expected;
     stream.expect(*call, expected);
     if (testing::Test::HasFatalFailure()) return;
   }
 }
 
-// The fade is one step deeper with every loss, one less with every block that arrives.
+// The fade level rises by one with every loss and falls by one with every block that arrives.
 TEST(Gaps, AreBridgedOrFaded) {
   constexpr GapCase kCases[] = {
       {"fades by halves to silence", "AAxxxxxx", "- A A A/2 A/4 0A 0A 0A"},
-      {"ends in a ramp to full level", "AxxxxxABABB", "- A A/2 A/4 0A 0A 0A 0A B/4 A B"},
+      {"recovers step by step to full level", "AxxxxxABABB", "- A A/2 A/4 0A 0A 0A 0A B/4 A B"},
       {"of four starts a step higher", "AxxxxBABB", "- A A/2 A/4 0A A/4 B/4 A B"},
       {"of three starts two steps higher", "AxxxBAB", "- A A/2 A/4 A/2 B A"},
       {"between equal blocks", "AxAxxA", "- A A~A A A/4 A~A"},
@@ -150,8 +151,8 @@ TEST(Gaps, AreBridgedOrFaded) {
       {"from long to short windows", "AxSBA", "- A A~S S B"},
       {"from short to long windows", "ASxBA", "- A S S~B B"},
       {"from short to short windows", "ASxTB", "- A S S~T T"},
-      {"counts damaged blocks", "AxddBA", "- A A/2 A/4 A/2 B"},
-      {"one damaged block after the other", "AddBA", "- !A !0A 0A B"},
+      {"damaged blocks count as lost", "AxddBA", "- A A/2 A/4 A/2 B"},
+      {"consecutive damaged blocks", "AddBA", "- !A !0A 0A B"},
       {"after a damaged block returns to the good one", "AdxxBA", "- !A 0A A/2 A~B B"},
   };
   for (const GapCase& c : kCases) check(c);
@@ -159,7 +160,7 @@ TEST(Gaps, AreBridgedOrFaded) {
 
 TEST(Gaps, KeptDepthsAndSilences) {
   constexpr GapCase kCases[] = {
-      {"every further gap begins a step deeper", "AxBxxxx", "- A A~B B B/4 0B 0B"},
+      {"every further gap starts a step deeper", "AxBxxxx", "- A A~B B B/4 0B 0B"},
       {"different channel counts are faded, not bridged", "AxMBxxMB", "- A A M B B/4 B/2 M"},
       {"a damaged block is silent in the next call", "AdBA", "- !A 0A B"},
       {"silent after a block that the store truncates", "ACxxBA", "- A A 0A 0A B"},

@@ -1,4 +1,4 @@
-// The instance: creation, configuration, statuses, counts, memory.
+// The decoder instance: creation, configuration, statuses, byte counts, memory.
 #include "aacdec/decoder_instance.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@ namespace {
 
 using namespace aacdec;
 
-TEST(DecoderInstance, IsUsedThroughItsTableAlone) {
+TEST(DecoderInstance, IsCalledOnlyThroughItsTable) {
   TestDecoder decoder(lc_config(44100, 2));
   void* slots[6];
   std::memcpy(slots, decoder.instance(), sizeof slots);
@@ -43,7 +43,7 @@ TEST(DecoderInstance, IsUsedThroughItsTableAlone) {
   EXPECT_EQ(decoder.config().outputBytes, 4096);
 }
 
-TEST(DecoderInstance, RefusesMissingArgumentsAndUnknownModes) {
+TEST(DecoderInstance, RefusesNullArgumentsAndUnknownModes) {
   Zd_AAC_Dec_Instance* instance = nullptr;
   for (const int32_t status : {Zd_AAC_Dec_Create(nullptr, 0), Zd_AAC_Dec_Open(nullptr),
                                Zd_AAC_Dec_Create(&instance, 3), Zd_AAC_Dec_Create(&instance, -1)}) {
@@ -70,7 +70,7 @@ TEST(DecoderInstance, RefusesMissingArgumentsAndUnknownModes) {
   }
 }
 
-TEST(DecoderInstance, RefusesConfigurationsAndKeepsTheOneItHas) {
+TEST(DecoderInstance, InvalidConfigurationsLeaveTheCurrentOne) {
   using Config = Zd_AAC_Dec_Config;
   const std::pair<int32_t Config::*, int32_t> changes[] = {
       {&Config::channels, 0},      {&Config::channels, 3},      {&Config::sampleRate, 44000},
@@ -94,15 +94,15 @@ TEST(DecoderInstance, DecodesOnlyWhenConfiguredAndConcealsOnlyAfterAFrame) {
   EXPECT_EQ(decoder.lose(4096).status, ZD_AAC_DEC_ERR_FAILED);
   ASSERT_EQ(decoder.configure(config_of(file)), ZD_AAC_DEC_OK);
   EXPECT_EQ(decoder.lose().status, ZD_AAC_DEC_ERR_FAILED);
-  // A first block that fails does not count.
+  // A failed first block does not count as a frame.
   EXPECT_EQ(decoder.decode({0xE0, 0}).status, ZD_AAC_DEC_ERR_FAILED);
   EXPECT_EQ(decoder.lose().status, ZD_AAC_DEC_ERR_FAILED);
   EXPECT_EQ(decoder.decode(file.frames[0].payload).status, ZD_AAC_DEC_OK);
   EXPECT_EQ(decoder.lose().status, ZD_AAC_DEC_OK);
 }
 
-// Also: configuring restarts a stream, to the bit, and a call without room changes nothing.
-TEST(DecoderInstance, KeptEachFrameComesOneCallLater) {
+// Also checks that configuring restarts a stream bit for bit, and that a call without room changes nothing.
+TEST(DecoderInstance, KeptEachFrameIsOutputOneCallLater) {
   for (const char* name : {"aac-lc-44k-stereo.aac", "aac-lc-8k-mono.aac", "aac-ltp-44k-stereo.aac"}) {
     const AdtsFile file = sample(name);
     TestDecoder whole(config_of(file));
@@ -127,7 +127,7 @@ TEST(DecoderInstance, KeptEachFrameComesOneCallLater) {
   }
 }
 
-TEST(Memory, OfAnInstanceIsOneBlockAndNoneAFrame) {
+TEST(Memory, InstanceIsOneBlockAndDecodingAllocatesNothing) {
   const AdtsFile file = sample("he-aac-v2.aac");
   Zd_AAC_Dec_Config config = config_of(file);
   config.channels = 2;
@@ -152,8 +152,8 @@ TEST(Memory, OfAnInstanceIsOneBlockAndNoneAFrame) {
   }
 }
 
-// Each of these calls allocates once or not at all.
-TEST(Memory, LackOfItIsReportedByEveryCallThatAllocates) {
+// Each of these calls allocates at most once.
+TEST(Memory, FailedAllocationsAreReported) {
   const Bytes block = sample("aac-lc-8k-mono.aac").frames[0].payload;
   const Bytes record = {0x15, 0x88};
   Zd_AAC_Dec_Config config = lc_config(8000, 1);

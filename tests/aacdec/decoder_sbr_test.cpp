@@ -1,4 +1,4 @@
-// SBR and parametric stereo in an instance: rates, counts, channels, conversion, damage.
+// SBR and parametric stereo in a decoder instance: rates, sample counts, channels, conversion, damage.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -37,9 +37,9 @@ TEST(DecoderSbr, KeptConfigurationReportsTheRateBeforeTheConversion) {
       {1, 22050, 1, 22050, 22050, 1, 2048},
       {1, 24000, 1, 32000, 48000, 0, 4096},
       {1, 22050, 1, -5, 44100, 0, 4096},
-      {0, 22050, 2, 44100, 22050, 1, 4096},  // the core alone
-      {1, 32000, 2, 64000, 32000, 1, 4096},  // above 24 kHz nothing is doubled
-      {1, 32000, 2, 16000, 32000, 1, 4096},  // converted from here on
+      {0, 22050, 2, 44100, 22050, 1, 4096},  // core only
+      {1, 32000, 2, 64000, 32000, 1, 4096},  // rates above 24 kHz are not doubled
+      {1, 32000, 2, 16000, 32000, 1, 4096},  // from here on: converted
       {1, 12000, 2, 16000, 24000, 0, 8192},
       {1, 8000, 1, 16000, 16000, 0, 4096},
       {1, 24000, 1, 8000, 24000, 1, 2048},
@@ -64,7 +64,8 @@ TEST(DecoderSbr, ParametricStereoNeedsItsModeAndTwoChannels) {
     TestDecoder decoder(sbr_config(22050, channels, 44100), mode);
     return decode_all(decoder, units);
   };
-  // One channel has no room for two in any mode; without the mode both are equal.
+  // A mono output has no room for a second channel in any mode; without parametric stereo both channels are
+  // equal.
   const Pcm mono = decoded(ZD_AAC_DEC_MODE_PS, 1);
   EXPECT_EQ(mono.size(), units.size() * 2048);
   EXPECT_EQ(mono, decoded(ZD_AAC_DEC_MODE_SBR, 1));
@@ -78,7 +79,7 @@ TEST(DecoderSbr, ParametricStereoNeedsItsModeAndTwoChannels) {
   EXPECT_TRUE(sides_differ);
 }
 
-TEST(DecoderSbr, KeptConfigurationsResetTheFadeAndFirstHeadersNotTheRate) {
+TEST(DecoderSbr, KeptConfiguringResetsTheFadeAndHeadersDoNotChangeTheRateFactor) {
   const AdtsFile file = sample("he-aac-v1-stereo.aac");
   TestDecoder decoder(sbr_config(22050, 2, 44100), ZD_AAC_DEC_MODE_SBR);
   const Pcm pcm = decode_all(decoder, payloads(file));
@@ -93,15 +94,15 @@ TEST(DecoderSbr, KeptConfigurationsResetTheFadeAndFirstHeadersNotTheRate) {
   TestDecoder misconfigured(sbr_config(24000, 2, 48000), ZD_AAC_DEC_MODE_SBR);
   EXPECT_EQ(decode_all(misconfigured, framed), pcm);
 
-  // SBR doubles the configured rate; it would not double the 48 kHz of the headers.
+  // SBR doubles the configured rate, although it would not double the 48 kHz of the headers.
   for (Bytes& unit : framed) unit = adts_frame({.rate_index = 3, .channels = 1}, {0x01, 0x40, 0x20, 0x07});
   TestDecoder doubled(sbr_config(24000, 2, 48000), ZD_AAC_DEC_MODE_SBR);
   EXPECT_EQ(decode_all(doubled, framed).size(), pcm.size());
 }
 
-// However much of a block was parsed before the damage: its bands are silent, and the parser is as if the
-// block had never come.
-TEST(DecoderSbr, KeptADamagedBlockIsSilentAndForgotten) {
+// Wherever in a block the damage is, its bands are silent, and the parser state is as if the block had not
+// arrived.
+TEST(DecoderSbr, KeptDamagedBlockIsSilentAndDiscarded) {
   const std::vector<Bytes> units = payloads(sample("he-aac-v2.aac"));
   const Zd_AAC_Dec_Config config = sbr_config(22050, 2, 44100);
   for (size_t damaged = 1; damaged + 6 < units.size(); ++damaged) {
@@ -117,7 +118,7 @@ TEST(DecoderSbr, KeptADamagedBlockIsSilentAndForgotten) {
     EXPECT_EQ(after_sbr.decode(truncated(unit)).status, ZD_AAC_DEC_ERR_FAILED);
     EXPECT_EQ(before_sbr.decode(truncated(unit, unit.size() - unit.size() / 4)).status,
               ZD_AAC_DEC_ERR_FAILED);
-    // After every other one a gap follows.
+    // A gap follows every other one.
     for (int call = 0; call < 2 && damaged % 2 == 0; ++call) expect_same(nullptr);
     for (size_t i = damaged + 1; i < damaged + 6; ++i) expect_same(&units[i]);
   }

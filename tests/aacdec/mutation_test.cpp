@@ -1,5 +1,6 @@
-// Damaged, lost and good units in any order, of a stream and of one with another number of channels: no fault
-// under the sanitizers, no byte of PCM too many, and the same PCM with every instruction set.
+// Decodes damaged, lost and good units in random order, from a stream and from one with another number of
+// channels: no sanitizer fault, no PCM past the end of the buffer, and the same PCM with every instruction
+// set.
 #include <gtest/gtest.h>
 
 #include <algorithm>

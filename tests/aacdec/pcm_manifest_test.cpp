@@ -1,5 +1,5 @@
-// The PCM of every AAC sample, byte for byte: the same from every compiler, at every level of optimisation,
-// with every instruction set. A change here is a change of what listeners hear and must be intended.
+// The PCM of every AAC sample is pinned byte for byte, for every compiler, optimisation level and instruction
+// set. A change here changes the output of the decoder and must be intended.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -19,7 +19,7 @@ struct Entry {
   size_t samples;  // of all channels together
   uint64_t hash;
   int32_t requested_hz = 0;  // 0: the rate of the stream
-  // Repeated over the units: 1 arrives, 0 is lost, d is damaged.
+  // Repeated over the units: 1 received, 0 lost, d damaged.
   const char* arrivals = "1";
 };
 
@@ -65,7 +65,7 @@ Pcm decode_file(const Entry& entry, bool wide) {
   return pcm;
 }
 
-TEST(PcmManifest, EverySampleDecodesToItsPcm) {
+TEST(PcmManifest, EverySampleDecodesToItsPinnedPcm) {
   for (const Entry& entry : kManifest) {
     SCOPED_TRACE(testing::Message() << entry.file << ' ' << entry.requested_hz << ' ' << entry.arrivals);
     const Pcm plain = decode_file(entry, false);

@@ -21,8 +21,8 @@ constexpr double kRatio[] = {0, 2, 4, 1.378125, 2.75625, 5.5125, 1.5, 3, 6};
 constexpr int kEmphasis[] = {0, 3277, 983, 9830, 1966, 655, 7864, 1638, 492};
 constexpr int kFrame = 1024;
 
-// A rate below 16 kHz reaches 16 kHz through SBR, even where the stream says that SBR does not double it.
-TEST(OutputRate, Of8And16KilohertzIsConvertedWhereThereIsARatio) {
+// A rate below 16 kHz reaches 16 kHz by SBR doubling, even if the stream signals single-rate SBR.
+TEST(OutputRate, IsConvertedTo8And16KilohertzWhereARatioExists) {
   for (const int32_t core_hz : kSamplingRates) {
     for (const int32_t requested_hz : {8000, 16000}) {
       const int multiplier = requested_hz == 16000 && core_hz < 16000 ? 2 : 1;
@@ -40,7 +40,7 @@ TEST(OutputRate, Of8And16KilohertzIsConvertedWhereThereIsARatio) {
 
 using Samples = std::vector<int16_t>;
 
-// The output of blocks, each of which gives the samples up to its end.
+// Resamples block by block; each block must yield all output samples up to its end.
 Samples resample_blocks(int resampling_class, const Samples& input, size_t block, size_t stride) {
   Samples output;
   ResamplerState state;
@@ -76,14 +76,14 @@ TEST(Resampler, FollowsTheSplineAndItsEmphasis) {
   Samples input(5 * kFrame);
   for (int16_t& sample : input) sample = static_cast<int16_t>(static_cast<int>(random() % 40001) - 20000);
   for (int c = 1; c <= kResamplerClasses; ++c) {
-    // Frames, and blocks of a length that no frame has.
+    // Compares whole frames with blocks of another length.
     const Samples output = resample_blocks(c, input, kFrame, 2);
     EXPECT_EQ(resample_blocks(c, input, 7, 1), output) << c;
     double before = 0;
     for (size_t n = 0; n < output.size(); ++n) {
       const double y = ideal_spline(input, static_cast<double>(n) * kRatio[c]);
       const double expected = y + (y - before) * kEmphasis[c] / 32768;
-      // Weights off by up to 4 / 32768 of samples of 20000, and two truncations.
+      // Errors of up to 4 / 32768 in the weights, at samples of 20000, and two truncations.
       ASSERT_NEAR(output[n], expected, 9) << c << " " << n;
       before = output[n];
     }
@@ -92,7 +92,7 @@ TEST(Resampler, FollowsTheSplineAndItsEmphasis) {
 
 TEST(Resampler, KeptReachesTheSmallestSampleAndPreservesAConstant) {
   for (int c = 1; c <= kResamplerClasses; ++c) {
-    // A minute, in which the positions must not drift.
+    // About a minute, over which the position must not drift.
     EXPECT_EQ(resample_blocks(c, Samples(3000 * kFrame, 1234), 1000 * kFrame, 1).back(), 1234) << c;
     Samples edge(kFrame, 32767);
     edge.insert(edge.end(), kFrame, int16_t{-32768});

@@ -14,7 +14,7 @@ using namespace aacdec;
 
 namespace {
 
-// Also where nothing may be written.
+// Allocated even if nothing may be written.
 constexpr int32_t kSmallestBuffer = 4;
 
 }  // namespace
@@ -49,7 +49,7 @@ int32_t TestDecoder::configure(Zd_AAC_Dec_Config config) {
 Output TestDecoder::call(const uint8_t* data, int32_t size, int32_t room) {
   const int32_t given = room < 0 ? config_.outputBytes : room;
   Output output;
-  // Exactly as large as stated, so that the address sanitizer sees a write past it.
+  // Has exactly the stated size, so that the address sanitizer detects a write past its end.
   output.pcm.resize(static_cast<size_t>(std::max(given, kSmallestBuffer)) / 2);
   output.consumed = size;
   int32_t written = given;

@@ -1,4 +1,4 @@
-// A decoder instance with the checks that hold for every call, and streams to feed it.
+// A decoder instance that checks the rules of every call, and helpers that build its input.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ struct Output {
 };
 
 Zd_AAC_Dec_Config lc_config(int32_t rate_hz, int32_t channels);
-// What the headers of the file say: the core alone.
+// The configuration of the headers of the file, without SBR.
 Zd_AAC_Dec_Config config_of(const AdtsFile& file);
 
 class TestDecoder {
@@ -30,9 +30,9 @@ class TestDecoder {
   explicit TestDecoder(const Zd_AAC_Dec_Config& config, int32_t mode = ZD_AAC_DEC_MODE_CORE);
 
   int32_t configure(Zd_AAC_Dec_Config config);
-  // As SetConfig has changed it.
+  // The configuration as updated by SetConfig.
   const Zd_AAC_Dec_Config& config() const { return config_; }
-  // `room`: bytes of the PCM buffer; -1: one output frame. Expects that a failure writes neither count.
+  // `room`: bytes of the PCM buffer; -1: one output frame. Expects a failure to write neither byte count.
   Output decode(const Bytes& unit, int32_t room = -1);
   Output lose(int32_t room = -1) { return call(nullptr, 0, room); }
 
@@ -48,15 +48,15 @@ class TestDecoder {
   Zd_AAC_Dec_Config config_{};
 };
 
-// The PCM of all units, the last one included.
+// Returns the PCM of all units, including the last one.
 Pcm decode_all(TestDecoder& decoder, const std::vector<Bytes>& units);
 
 std::vector<Bytes> payloads(const AdtsFile& file);
 Bytes joined(const Bytes& a, const Bytes& b);
-// Without its last `count` bytes.
+// Returns the bytes without the last `count`.
 Bytes truncated(const Bytes& bytes, size_t count = 1);
 
-// The side information of a block, which must parse.
+// Returns the parsed block, which must be valid.
 std::unique_ptr<aacdec::Frame> parsed(const Bytes& block, const AdtsFile& file);
 
 }  // namespace zdr::test

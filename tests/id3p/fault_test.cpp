@@ -23,7 +23,7 @@ Bytes tagged_file() {
 
 std::string last_message;
 
-TEST(ParseFaults, KeptNoMemoryForTheBodyIsATagWithoutTexts) {
+TEST(ParseFaults, KeptNoMemoryForTheBodyYieldsATagWithoutTexts) {
   ID3P_SetConsole([](const char* message) { last_message = message; });
   const Bytes content = tagged_file();
   std::multiset<int32_t> statuses;
@@ -58,7 +58,7 @@ TEST(ParseFaults, KeptNoMemoryForTheBodyIsATagWithoutTexts) {
                                              "\n Description  malloc Fail"}));
 }
 
-TEST(ParseArguments, ThatAreNullAreRefused) {
+TEST(ParseArguments, NullArgumentsAreRefused) {
   MemoryFile file({});
   ID3P_TagSet set{};
   ID3P_Text text{};

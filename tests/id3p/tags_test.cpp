@@ -1,4 +1,4 @@
-// Tags of built files: where they end, their texts and pictures, and wrong sizes and flags.
+// Tags of built files: their ends, texts and pictures, and wrong sizes and flags.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -72,7 +72,7 @@ Bytes song(uint8_t version) {
   return version == 2 ? v22_title("\0Song"s) : title("\0Song"s);
 }
 
-// The status of a failure, the position, and each tag with its size and texts.
+// Returns the status of a failure, the position, and each tag with its size and texts.
 std::string describe(const Bytes& content) {
   const ParsedTags tags(content);
   const ID3P_TagSet& set = tags.set();

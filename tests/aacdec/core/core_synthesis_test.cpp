@@ -1,5 +1,5 @@
-// The whole core against the double-precision model on the frames of real files, and the limits of its
-// output.
+// Compares the whole core with the double-precision model on frames of real files, and checks the limits of
+// its output.
 #include "aacdec/core/core_synthesis.h"
 
 #include <gtest/gtest.h>
@@ -21,8 +21,8 @@ namespace {
 
 using namespace aacdec;
 
-// Gives a frame what no file has: every stereo mask, any window shape, and filters of both resolutions and
-// directions up to the highest order. Noise bands become silent, as in the model.
+// Varies a frame beyond what real files contain: every stereo mask, any window shape, and filters of both
+// resolutions and directions up to the highest order. Noise bands are silenced, as in the model.
 void vary(std::mt19937& random, Frame& frame) {
   const auto draw = [&random](unsigned count) { return static_cast<int>(random() % count); };
   if (frame.pair.common_window) frame.pair.ms_mask_present = static_cast<uint8_t>(draw(4));
@@ -56,7 +56,7 @@ struct Difference {
 // and fill the history of long term prediction.
 constexpr size_t kFramesOfAFile = 20;
 
-// Two channels in one are mixed in their spectra and have the windows of the first.
+// A stereo frame for a mono output is mixed in the spectral domain and uses the windows of the first channel.
 Difference compare_with_model(const AdtsFile& file, int output_channels) {
   const StreamFormat format = {file.sampling_index, file.profile};
   std::mt19937 random(7);
@@ -96,14 +96,14 @@ Difference compare_with_model(const AdtsFile& file, int output_channels) {
   return difference;
 }
 
-TEST(CoreSynthesis, KeptMixOfSpectraAndAllElseAgreeWithTheModel) {
+TEST(CoreSynthesis, KeptMonoMixAndOutputMatchTheModel) {
   for (const AdtsFile& file : all_adts_files()) {
     for (int channels = 1; channels <= file.channel_configuration; ++channels) {
       SCOPED_TRACE(testing::Message() << file.name << ", " << channels << " output channels");
       const Difference d = compare_with_model(file, channels);
       EXPECT_GT(d.level, 30);
-      // Rounding to whole steps, and windows of 15 bits. Prediction puts the errors of the window into the
-      // spectrum again.
+      // The errors of rounding to whole steps and of windows with 15 bits. Prediction feeds the error of the
+      // windows back into the spectrum.
       const double ceiling = std::hypot(0.2887, 1.28e-5 * d.level);
       EXPECT_LT(d.rms, (file.profile == kProfileLtp ? 1.1 : 1.05) * ceiling);
       EXPECT_LT(d.largest, 2);
@@ -132,7 +132,7 @@ TEST(CoreSynthesis, KeptDynamicRangeHasCoarseStepsAndALowReference) {
       {"a step of level", 7, {{false, 72, kWhole, 60 + 1 - 84, 1032}}},
       {"louder", 127, {{false, 127, kWhole, 73 + 31 - 84, 1032}}},
       {"quietest", 0, {{true, 127, kWhole, 10 - 84, 1032}}},
-      {"bands begin where the one before ends",
+      {"each band starts where the previous one ends",
        48,
        {{false, 72, 9, -12, 40}, {true, 24, 50, -36, 204}, {true, 0, 9, 0, 204}, {false, 96, 255, -6, 1024}}},
   };
@@ -159,7 +159,7 @@ TEST(CoreSynthesis, KeptDynamicRangeHasCoarseStepsAndALowReference) {
   }
 }
 
-TEST(CoreSynthesis, KeptLeastSampleIsOneAboveTheSmallest) {
+TEST(CoreSynthesis, KeptSmallestSampleIsMinus32767) {
   const int32_t overlap[16] = {};
   const int32_t time[16] = {0,           15,          16,      -16,       -17,        47,
                             48,          -48,         -49,     32 * 7,    32767 * 32, 32767 * 32 + 16,

@@ -1,4 +1,4 @@
-// Evaluates the formulas of the core as sums over doubles.
+// Evaluates the formulas of the core as plain sums in double precision.
 #include "tests/aacdec/core/reference_core.h"
 
 #include <algorithm>
@@ -47,7 +47,7 @@ double cosine(size_t samples, size_t n, size_t k) {
   return circle[(2 * n + samples / 2 + 1) * (2 * k + 1) % (4 * samples) * (2 * kFrameLength / samples)];
 }
 
-// With the factor 2 / N.
+// Scales by 2 / N.
 Lines inverse_transform(std::span<const double> lines) {
   const size_t samples = 2 * lines.size();
   Lines x(samples);
@@ -66,13 +66,13 @@ Lines forward_transform(std::span<const double> samples) {
   return lines;
 }
 
-// A rising half and a mirrored one.
+// Joins a rising half and the mirror image of `fall`.
 Lines window_of(Lines rise, const Lines& fall) {
   rise.insert(rise.end(), fall.rbegin(), fall.rend());
   return rise;
 }
 
-// The window of a block that is not of eight short ones.
+// The window of any block other than eight short ones.
 Lines long_window(WindowSequence sequence, int previous_shape, int shape) {
   const auto half = [](bool has_short_slope, int of_shape) {
     if (!has_short_slope) return rising_half(of_shape, kFrameLength);
@@ -90,7 +90,7 @@ void add_windowed(std::span<const double> lines, const Lines& window, double* bl
   for (size_t n = 0; n < x.size(); ++n) block[n] += x[n] * window[n];
 }
 
-// A scale factor band in one window: where its side information is, and its lines and coded values.
+// A scale factor band in one window: its number, and the positions of its lines and coded values.
 struct Band {
   int number;
   size_t first_line;
@@ -98,7 +98,7 @@ struct Band {
   size_t width;
 };
 
-// Values are in the order of groups, bands, windows.
+// Values are ordered by group, band, window.
 template <typename Visit>
 void for_bands(const IcsInfo& ics, const StreamFormat& format, Visit visit) {
   const auto offsets = scale_factor_bands(format.sampling_index, ics.is_short()).offsets;

@@ -1,5 +1,5 @@
-// The signal processing of the AAC core in double precision: the formulas of ISO/IEC 14496-3 with sums
-// instead of fast transforms. The fixed-point decoder is compared with it.
+// Reference model of the AAC core in double precision: the formulas of ISO/IEC 14496-3, with plain sums
+// instead of fast transforms.
 #pragma once
 
 #include <span>
@@ -11,15 +11,15 @@ namespace zdr::test {
 
 using Lines = std::vector<double>;
 
-// In steps of 16-bit PCM, unclipped. Noise bands stay silent.
+// Output is in steps of 16-bit PCM, unclipped. Noise bands stay silent.
 class ReferenceCore {
  public:
   ReferenceCore();
-  // Lines of each channel after all spectral tools, in the standard's scale.
+  // Returns the lines of each channel after all spectral tools, in the scale of the standard.
   std::vector<Lines> reconstruct(const aacdec::Frame& frame, const aacdec::StreamFormat& format);
-  // Output of the frame's channels, kFrameLength samples each, unrounded.
+  // Returns kFrameLength unrounded samples for each channel of the frame.
   std::vector<Lines> synthesise(const aacdec::Frame& frame, const std::vector<Lines>& spectra);
-  // Long term prediction refers to the output as the decoder has clipped and rounded it.
+  // Stores the clipped and rounded output of the decoder, to which long term prediction refers.
   void remember(int channel, std::span<const int16_t> pcm);
 
  private:

@@ -1,4 +1,4 @@
-// Noise substitution, and edges of the spectral tools that real frames do not reach.
+// Noise substitution, and edge cases of the spectral tools that real frames do not reach.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,11 +18,11 @@ namespace {
 
 using namespace aacdec;
 
-TEST(Dequantiser, FollowsThePowerLawUntilTheShiftLeavesTheWord) {
+TEST(Dequantiser, FollowsThePowerLawUntilTheShiftOverflows) {
   for (int q = 1; q <= kMaxQuantised; ++q) {
     for (const int sf : {60, 93, 94, 95, 100, 101, 120}) {
       const double exact = std::pow(q, 4.0 / 3) * 8 * std::exp2((sf - 100) / 4.0);
-      // Truncated and multiplied, and 4e-6 of the value off where the power is interpolated.
+      // The errors of truncation and multiplication, and 4e-6 of the value where the power is interpolated.
       ASSERT_NEAR(dequantise_value(q, sf), exact, 5 + exact * 4e-6) << q << " " << sf;
       ASSERT_EQ(dequantise_value(-q, sf), -dequantise_value(q, sf));
     }
@@ -39,7 +39,7 @@ TEST(Dequantiser, FollowsThePowerLawUntilTheShiftLeavesTheWord) {
   }
 }
 
-TEST(Dequantiser, RefusesValuesFrom8192OnAndSilencesBandsWithAScaleTooLarge) {
+TEST(Dequantiser, RefusesValuesFrom8192AndSilencesBandsWithTooLargeAScale) {
   ChannelStream channel;
   const ScaleFactorBands bands = scale_factor_bands(4, false);
   channel.ics.band_count = static_cast<uint8_t>(bands.count);
@@ -71,15 +71,15 @@ TEST(NoiseSubstitution, HasTheEnergyOfTheBand) {
       EXPECT_NEAR(level(lines.data(), width) / expected, 1, 2e-3) << width << " " << noise_energy;
     }
   }
-  // Energies that no stream has saturate or vanish.
+  // Energies that do not occur in streams saturate or vanish.
   for (const int noise_energy : {-7000, -300, 150, 300, 7000}) {
     substitute_noise(state, noise_energy, lines.data(), 96);
     EXPECT_EQ(level(lines.data(), 96) > 0, noise_energy == 150) << noise_energy;
   }
 }
 
-// A pair of nothing but noise, with mid/side and prediction announced for it.
-TEST(NoiseSubstitution, KeptChannelsStartEqualAndDrawApart) {
+// A pair of noise bands only, with mid/side and prediction enabled.
+TEST(NoiseSubstitution, KeptChannelsStartWithTheSameNoise) {
   constexpr int kBands = 20;
   const auto frame = std::make_unique<Frame>();
   const auto state = std::make_unique<CoreState>();
@@ -97,7 +97,7 @@ TEST(NoiseSubstitution, KeptChannelsStartEqualAndDrawApart) {
   const auto& spectrum = frame->spectrum;
   ASSERT_TRUE(reconstruct_spectra(*frame, {4, kProfileLc}, *state));
   EXPECT_TRUE(std::equal(spectrum[0], spectrum[0] + kFrameLength, spectrum[1]));
-  // Once one of them has drawn more they stay different, even where the pair says that noise is common.
+  // Once one generator has drawn more, the channels differ, even if the pair declares common noise.
   ChannelStream& second = frame->channel[1];
   second.codebook[3] = kZeroBook;
   second.ltp.present = true;
@@ -105,7 +105,7 @@ TEST(NoiseSubstitution, KeptChannelsStartEqualAndDrawApart) {
   ASSERT_TRUE(reconstruct_spectra(*frame, {4, kProfileLtp}, *state));
   EXPECT_TRUE(std::equal(spectrum[0], spectrum[0] + 8, spectrum[1]));
   EXPECT_FALSE(std::equal(spectrum[0] + 20, spectrum[0] + 24, spectrum[1] + 20));
-  // Mid/side and prediction leave noise alone: the level is the band's.
+  // Mid/side and prediction do not change noise: it has the level of its band.
   EXPECT_NEAR(level(spectrum[0] + 4, 4), 8 * 32768, 500);
   for (int sfb = 0; sfb < kBands; ++sfb) EXPECT_EQ(second.ltp.long_used[sfb], sfb == 3) << sfb;
 }
@@ -131,7 +131,7 @@ TEST(StereoTools, ApplyByBandAndSaturate) {
       {"intensity without level", 11, 15, 0, 1000, 0, 128},
       {"intensity of the largest position", 11, 15, 0, 1000, 0, 32767},
   };
-  // Twelve lines: a vector of eight and a rest of four.
+  // Twelve lines: one vector of eight and a remainder of four.
   constexpr int kBands = 3;
   constexpr int kLines = 12;
   const auto frame = std::make_unique<Frame>();
@@ -154,7 +154,7 @@ TEST(StereoTools, ApplyByBandAndSaturate) {
   }
 }
 
-// The steepest predictor there is, over lines of full scale.
+// Runs the steepest possible predictor over full-scale lines.
 TEST(NoiseShaping, SaturatesWhereAFilterIsUnstable) {
   ChannelStream channel;
   channel.ics.band_count = channel.ics.max_sfb = 49;

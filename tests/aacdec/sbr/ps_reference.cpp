@@ -1,4 +1,4 @@
-// Evaluates the formulas of parametric stereo over doubles.
+// Evaluates the formulas of parametric stereo in double precision.
 #include "tests/aacdec/sbr/ps_reference.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ constexpr double kPrototype8[7] = {
     0.00746082949812};
 constexpr double kPrototype2[7] = {0.5, 0.30596630545168, 0, -0.07293139167538, 0, 0.01899487526049, 0};
 
-// Parameter band of each sub-band: the first of each band, by band.
+// The first sub-band of each parameter band.
 constexpr size_t kFirstSubBand[20] = {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 18, 21, 25, 30, 42};
 
 size_t parameter_band(size_t k) {

@@ -1,4 +1,5 @@
-// Parametric stereo in plain double precision, by the formulas of ISO/IEC 14496-3, on 20 parameter bands.
+// Reference model of parametric stereo in double precision: the formulas of ISO/IEC 14496-3 on 20 parameter
+// bands.
 #pragma once
 
 #include <array>
@@ -11,7 +12,7 @@ namespace zdr::test {
 
 class PsReference {
  public:
-  // 32 slots of two channels from 38 of one, which is silent from band_end on.
+  // Computes 32 slots of two channels from 38 slots of one, which is silent from `band_end` on.
   void process(const aacdec::PsFrame& frame, size_t band_end, const std::vector<Slot>& x,
                std::vector<Slot>& left, std::vector<Slot>& right);
   void forget_signal() { memory_ = {}; }
@@ -32,7 +33,7 @@ class PsReference {
   struct Memory {
     std::vector<Slot> x = std::vector<Slot>(6);
     Signal s = Signal(14);
-    std::array<std::array<std::array<Complex, 5>, kBands>, 3> link{};  // the newest first
+    std::array<std::array<std::array<Complex, 5>, kBands>, 3> link{};  // newest first
     std::array<double, 20> peak{}, smooth{}, difference{};
   } memory_;
   std::array<Mixing, 20> reached_ = [] {

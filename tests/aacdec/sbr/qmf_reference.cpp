@@ -1,4 +1,4 @@
-// Evaluates the QMF banks as sums over doubles.
+// Evaluates the QMF banks as plain sums in double precision.
 #include "tests/aacdec/sbr/qmf_reference.h"
 
 #include <algorithm>

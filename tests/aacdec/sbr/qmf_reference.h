@@ -1,4 +1,4 @@
-// The QMF banks of SBR in plain double precision, by the formulas of ISO/IEC 14496-3.
+// Reference model of the QMF banks of SBR in double precision: the formulas of ISO/IEC 14496-3.
 #pragma once
 
 #include <array>
@@ -12,7 +12,7 @@ using Slot = std::array<Complex, 64>;
 
 class QmfAnalysisReference {
  public:
-  // 32 new samples.
+  // Takes 32 new samples.
   Slot slot(const double* samples);
 
  private:
@@ -22,7 +22,7 @@ class QmfAnalysisReference {
 class QmfSynthesisReference {
  public:
   explicit QmfSynthesisReference(size_t bands) : bands_(bands) {}
-  // As many samples as bands.
+  // Returns one sample per band.
   std::vector<double> slot(const Slot& x);
 
  private:

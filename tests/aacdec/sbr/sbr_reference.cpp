@@ -1,5 +1,5 @@
-// Evaluates the formulas of SBR, with the names of the standard for signals: W the analysis, Y the adjusted
-// high bands, X what the synthesis gets.
+// Evaluates the formulas of SBR, with the signal names of the standard: W is the output of the analysis, Y
+// the adjusted high bands, X the input of the synthesis.
 #include "tests/aacdec/sbr/sbr_reference.h"
 
 #include <algorithm>
@@ -38,7 +38,7 @@ void SbrReference::analyse(const Signal& core) {
   state_->w_before = w;
 }
 
-// After a damaged frame the first envelope is stretched to where the signal ended.
+// After a damaged frame the first envelope is extended back to the end of the previous signal.
 size_t SbrReference::first_slot(size_t envelope) const {
   const size_t slot = 2U * data().grid.border[envelope];
   return envelope == 0 && state_->m > 0 ? std::min(slot, state_->end - 32) : slot;
@@ -89,7 +89,8 @@ void SbrReference::generate() {
   }
 }
 
-// The channel's part of the energy of a coupled pair, by the ratio of the two; or all of one channel's own.
+// Returns the part of a coupled pair's energy that belongs to the channel, by the ratio of the two; for an
+// uncoupled channel, all of it.
 double SbrReference::part_of(double energy, double ratio) const {
   if (!coupled()) return energy;
   return 2 * energy / (1 + ratio) * (channel_ == 0 ? 1 : ratio);
@@ -258,7 +259,7 @@ void SbrReference::put_together() {
     const bool before = l < overlap;
     const size_t low_end = before ? state_->kx : kx;
     const size_t end = low_end + (before ? state_->m : m);
-    // Bands that were core bands in the frame before only are still needed as they came.
+    // Bands that were core bands only in the previous frame are still needed unmodified.
     const Slot& low = before && l < 6 ? w_history_[l + 2] : low_[l + 2];
     std::copy_n(low.begin(), low_end, x_[l].begin());
     for (size_t k = low_end; k < end && l < 32; ++k)
@@ -306,7 +307,7 @@ std::vector<SbrReference::Signal> SbrReference::process(const SbrFrame& frame,
   const SbrChannelFrame& first = frame.channel[0];
   const bool has_ps = first.status == SbrStatus::kParsed && first.ps.present;
   const bool mixes = stereo && cores.size() == 1 && (ps_active_ || has_ps);
-  // A channel or side that comes in was the same as the one that was there.
+  // A new channel or side starts with the state of the existing one.
   if (cores_before_ < cores.size()) states_[1] = states_[0];
   if (cores_before_ > cores.size()) ps_.forget_signal();
   const size_t sides = mixes ? 2 : cores.size();

@@ -1,5 +1,4 @@
-// SBR in plain double precision: the formulas of ISO/IEC 14496-3, slot by slot and band by band. The
-// fixed-point tools are compared with it.
+// Reference model of SBR in double precision: the formulas of ISO/IEC 14496-3, slot by slot and band by band.
 #pragma once
 
 #include <array>
@@ -13,13 +12,14 @@ namespace zdr::test {
 
 class SbrReference {
  public:
-  // `resampling_cut`: the first silent band, 64 for none.
+  // `resampling_cut` is the first silent band, 64 if there is none.
   SbrReference(size_t rate_multiplier, size_t resampling_cut);
 
   using Signal = std::vector<double>;
 
-  // One frame: 1024 core samples of one or two channels in; 1024 or 2048 out of each channel, and two
-  // channels of one with `stereo` once parametric stereo data have come. `level` scales the high bands.
+  // Processes a frame: 1024 core samples of one or two channels. Returns 1024 or 2048 samples per channel;
+  // with `stereo`, one core channel yields two once parametric stereo data have arrived. `level` scales the
+  // high bands.
   std::vector<Signal> process(const aacdec::SbrFrame& frame, const std::vector<Signal>& cores, bool stereo,
                               double level);
 
@@ -48,7 +48,7 @@ class SbrReference {
   void put_together();
 
   const aacdec::SbrChannelFrame& data() const { return frame_->channel[channel_]; }
-  // What codes the levels of this channel: the first one of a coupled pair.
+  // The channel whose levels apply to this one: the first of a coupled pair, else the channel itself.
   const aacdec::SbrChannelFrame& levels() const { return frame_->channel[coupled() ? 0 : channel_]; }
   const aacdec::SbrBandTables& bands() const { return data().bands; }
   size_t high_end() const { return size_t{bands().kx} + bands().m; }

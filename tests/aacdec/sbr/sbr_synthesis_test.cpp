@@ -1,4 +1,4 @@
-// SBR and parametric stereo, from random payloads to PCM, against the double-precision reference.
+// Compares SBR and parametric stereo, from random payloads to PCM, with the double-precision reference.
 #include "aacdec/sbr/sbr_synthesis.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ struct Decoder {
     sbr->configure(settings);
     ps->configure();
   }
-  // At a stride of two.
+  // Decodes at a stride of two.
   Pcm decode(const SbrFrame& frame, const std::vector<Pcm>& cores, bool stereo, int fade_level = 0) {
     Pcm pcm(4096);
     for (size_t c = 0; c < cores.size(); ++c) {
@@ -40,7 +40,7 @@ struct Decoder {
   }
 };
 
-// Both decoders of one stream.
+// Decodes one stream with the decoder and with the reference.
 class Comparison {
  public:
   Comparison(const SbrSettings& settings, bool stereo)
@@ -84,12 +84,12 @@ struct Kind {
   const char* name;
   uint32_t streams;
   int frames;
-  // Repeated over the frames: the element, s: single channel, p: pair, c: coupled pair, n: single channel
-  // without SBR data; and the depth of the fade.
+  // Both repeated over the frames. Elements: s single channel, p pair, c coupled pair, n single channel
+  // without SBR data. Fades: the fade level.
   const char* elements;
   const char* fades = "0";
   bool ps = false;
-  bool header_changes = false;  // and the first frames have none
+  bool header_changes = false;  // also, the first frames have no header
   int multiplier = 2;           // 0: both, by stream
   bool resampled = false;
   bool loud = false;  // square waves of full scale, the largest values of a band
@@ -109,8 +109,8 @@ constexpr Kind kKinds[] = {{"SingleChannels", 52, 8, "s"},
                            {"FullScale", 12, 6, "s", "0", false, false, 2, false, true},
                            {"FullScaleInStereo", 12, 6, "s", "0", true, false, 2, false, true}};
 
-// Half a step is the rounding to 16 bits. Without a limiter a gain may raise near silence, 1/64 of a step,
-// and its rounding with it.
+// Rounding to 16 bits accounts for half a step. Without a limiter, a gain may amplify a signal near silence
+// (1/64 of a step) together with its rounding error.
 double tolerance(const SbrHeader& header, const Kind& kind) {
   return header.limiter_gains == 3 ? 2 : kind.loud ? 0.6 : 0.52;
 }
@@ -148,8 +148,8 @@ void expect_reference(const Kind& kind, uint32_t number) {
 
 class SbrSynthesisOf : public testing::TestWithParam<Kind> {};
 
-// Also streams that announce 34 bands or the other mixing procedure, and frames without SBR data.
-TEST_P(SbrSynthesisOf, KeptEveryStreamFollowsOneReference) {
+// Includes streams that announce 34 bands or the other mixing procedure, and frames without SBR data.
+TEST_P(SbrSynthesisOf, KeptEveryStreamMatchesTheReference) {
   for (uint32_t number = 0; number < GetParam().streams; ++number) {
     SCOPED_TRACE(number);
     allow_wide_vectors(number % 2 == 0);
@@ -161,8 +161,8 @@ TEST_P(SbrSynthesisOf, KeptEveryStreamFollowsOneReference) {
 INSTANTIATE_TEST_SUITE_P(All, SbrSynthesisOf, testing::ValuesIn(kKinds),
                          [](const auto& kind) { return kind.param.name; });
 
-// Two single channel elements may each have a header of their own. The tables of the first one are then
-// shorter than the range, and decoding must not read past them.
+// Two single channel elements may have different headers. The tables of the first may then be shorter than
+// the merged range, and decoding must not read past them.
 TEST(SbrSynthesis, KeptMonoMixHasTheSinusoidsOfBothAndTheLargerBandRange) {
   struct Case {
     uint8_t kx[2], m[2];

@@ -9,7 +9,7 @@ namespace {
 
 class AdtsFraming : public testing::Test {
  protected:
-  // The frame of a block with its own header fields, at the rate of the file.
+  // Returns a block as an ADTS frame with the given header fields, at the rate of the file.
   static Bytes unit(const Bytes& block, AdtsFields fields = {}) {
     if (fields.rate_index == AdtsFields{}.rate_index) fields.rate_index = 4;
     return adts_frame(fields, block);
@@ -32,7 +32,7 @@ class AdtsFraming : public testing::Test {
   const Bytes damaged_ = {0xE0, 0, 0};
 };
 
-TEST_F(AdtsFraming, GivesTheSamePcmAsTheBlocksAlone) {
+TEST_F(AdtsFraming, YieldsTheSamePcmAsTheBlocksAlone) {
   for (const AdtsFields& fields :
        {AdtsFields{}, {.protection_absent = 0}, {.channels = 0}, {.channels = 1}}) {
     TestDecoder decoder(config_);
@@ -46,7 +46,7 @@ TEST_F(AdtsFraming, GivesTheSamePcmAsTheBlocksAlone) {
   }
 }
 
-TEST_F(AdtsFraming, TakesTheBlocksOfAFrameOneByOne) {
+TEST_F(AdtsFraming, ReadsTheBlocksOfAFrameOneByOne) {
   Pcm pcm;
   for (size_t i = 0; i + 3 <= blocks_.size(); i += 3) {
     Bytes rest = unit(joined(joined(blocks_[i], blocks_[i + 1]), blocks_[i + 2]), {.further_blocks = 2});
@@ -70,14 +70,14 @@ TEST_F(AdtsFraming, KeptSearchEndsAtTheFirstSyncword) {
     EXPECT_EQ(status(decoder_, frame), ZD_AAC_DEC_ERR_FAILED);
     EXPECT_EQ(status(decoder_, joined(frame, units_[1])), ZD_AAC_DEC_ERR_FAILED);
   }
-  // The refused headers leave no trace.
+  // Refused headers leave the state unchanged.
   EXPECT_EQ(decoder_.decode(units_[1]).pcm, Pcm(expected_.begin(), expected_.begin() + 2048));
 }
 
 TEST_F(AdtsFraming, KeptFirstHeaderOverridesTheConfiguration) {
   TestDecoder slow(lc_config(8000, 2));
   EXPECT_EQ(decode_all(slow, units_), expected_);
-  // Long term prediction in a stream that is configured as LC.
+  // A stream with long term prediction that is configured as LC.
   const AdtsFile ltp = sample("aac-ltp-44k-stereo.aac");
   std::vector<Bytes> frames;
   for (const AdtsFrame& frame : ltp.frames) frames.push_back(joined(frame.header, frame.payload));
@@ -93,7 +93,7 @@ TEST_F(AdtsFraming, Kept7350HertzUsesTheTablesOf8000) {
   TestDecoder decoder(config);
   TestDecoder plain(config);
   EXPECT_EQ(decode_all(decoder, frames), decode_all(plain, blocks));
-  // The rate may not change; the next index is not a rate, even in a first header.
+  // The rate must not change. Index 13 is not a rate, even in a first header.
   EXPECT_EQ(status(decoder, unit(blocks[0], {.rate_index = 11, .channels = 1})), ZD_AAC_DEC_ERR_FAILED);
   TestDecoder fresh(config);
   EXPECT_EQ(status(fresh, unit(blocks[0], {.rate_index = 13, .channels = 1})), ZD_AAC_DEC_ERR_FAILED);
@@ -104,13 +104,13 @@ TEST_F(AdtsFraming, KeptHeadersAreRequiredOnceOneWasSeen) {
   ASSERT_EQ(decoder_.configure(config_), ZD_AAC_DEC_OK);
   EXPECT_EQ(status(decoder_, blocks_[0]), ZD_AAC_DEC_ERR_FAILED);
   EXPECT_EQ(status(decoder_, units_[0]), ZD_AAC_DEC_OK);
-  // A stream that has begun without has none.
+  // A stream that has started without headers must not have one later.
   TestDecoder raw(config_);
   raw.decode(blocks_[0]);
   EXPECT_EQ(status(raw, units_[1]), ZD_AAC_DEC_ERR_FAILED);
 }
 
-// A block that fails counts as one of its frame; one without room, or a lost one, does not.
+// A failed block counts as one of its ADTS frame; a call without room, or a lost block, does not.
 TEST_F(AdtsFraming, CountsABlockWhenItIsParsed) {
   decoder_.decode(units_[0]);
   EXPECT_EQ(status(decoder_, unit(damaged_, {.further_blocks = 1})), ZD_AAC_DEC_ERR_FAILED);
@@ -128,7 +128,7 @@ TEST_F(AdtsFraming, CountsABlockWhenItIsParsed) {
   EXPECT_EQ(decode_all(cramped, units_), expected_);
 }
 
-// The next call then searches on.
+// The next call continues the search.
 TEST_F(AdtsFraming, KeptOnlyTheHeaderOfADamagedFrameInAGapIsConsumed) {
   for (size_t i = 0; i < 3; ++i) decoder_.decode(units_[i]);
   decoder_.lose();
@@ -139,7 +139,8 @@ TEST_F(AdtsFraming, KeptOnlyTheHeaderOfADamagedFrameInAGapIsConsumed) {
   EXPECT_EQ(status(decoder_, joined(damaged_, units_[3])), ZD_AAC_DEC_OK);
 }
 
-// The frame held before is still there; in a gap, where damaged blocks count as lost, it is a failure too.
+// The held frame is still output. In a gap, where damaged blocks count as lost, a truncated header is a
+// failure too.
 TEST_F(AdtsFraming, KeptATruncatedHeaderFails) {
   for (size_t size = 1; size < 7; ++size) {
     TestDecoder decoder(config_);

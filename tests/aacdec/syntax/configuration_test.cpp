@@ -54,7 +54,7 @@ struct RecordCase {
 void check(const RecordCase& c) {
   SCOPED_TRACE(c.name);
   Bytes data = c.record.bytes();
-  data.reserve(1);  // an empty record is one without bytes, not a null one
+  data.reserve(1);  // an empty record has no bytes, but is not null
   const Result result = get_config(data, 0, c.first_frame);
   EXPECT_LE(result.length, static_cast<int32_t>(data.size()));
   ASSERT_EQ(result.status, c.expected.empty() ? ZD_AAC_DEC_ERR_FAILED : ZD_AAC_DEC_OK);
@@ -65,7 +65,7 @@ void check(const RecordCase& c) {
 
 // AudioSpecificConfig records: audioObjectType, samplingFrequencyIndex, channelConfiguration, three bits of
 // GASpecificConfig.
-TEST(Configuration, OfARecord) {
+TEST(Configuration, IsReadFromARecord) {
   const BitWriter program{{0x1200, 16}};  // LC at 44100 Hz with a program_config_element
   const BitWriter mono{{0x1388, 16}};     // LC at 22050 Hz
   const RecordCase cases[] = {
@@ -79,22 +79,22 @@ TEST(Configuration, OfARecord) {
       {"core coder delay", {{2, 5}, {3, 4}, {1, 4}, {1, 2}, {0x3FFF, 14}, {0, 1}}, lc(48000, 1)},
       {"extension flag of LC", {{2, 5}, {4, 4}, {2, 4}, {1, 3}}, {}},
       {"six channels", {{2, 5}, {3, 4}, {6, 4}, {0, 3}}, lc(48000, 6)},
-      // program_config_element: tag, profile, rate; elements in front, at the sides, at the back, for low
-      // frequencies, of associated data, coupling; three mixdowns; the elements; aligned, a comment. The SBR
-      // after it shows where it ended.
-      {"program of everything",
+      // program_config_element: tag, profile, rate; the numbers of front, side, back, LFE, associated data
+      // and coupling elements; three mixdowns; the elements; after alignment, a comment. The SBR data after
+      // it show where it ended.
+      {"program with every field",
        program + BitWriter{{0, 4}, {1, 2}, {7, 4}, {1, 4}, {0, 4}, {1, 4}, {0, 2}, {2, 3}, {0, 4}} +
            BitWriter{{1, 1}, {9, 4}, {1, 1}, {9, 4}, {1, 1}, {5, 3}, {0, 5}, {3, 5}, {15, 4}, {15, 4}} +
            BitWriter{{0, 1}, {2, 8}, {0x4142, 16}, {0x2B7, 11}, {5, 5}, {1, 1}, {1, 4}},
        sbr(44100, 2, 0)},
-      {"program of a pair", program + BitWriter{{0, 6}, {7, 4}, {0, 4}, {1, 4}, {0, 16}, {1, 1}, {0, 13}},
+      {"program with a pair", program + BitWriter{{0, 6}, {7, 4}, {0, 4}, {1, 4}, {0, 16}, {1, 1}, {0, 13}},
        lc(44100, 2)},
-      {"program of nothing", program + BitWriter{{0, 6}, {4, 4}, {0, 38}}, {}},
-      {"program of three channels",
+      {"program without elements", program + BitWriter{{0, 6}, {4, 4}, {0, 38}}, {}},
+      {"program with three channels",
        program + BitWriter{{0, 6}, {4, 4}, {2, 4}, {0, 20}, {1, 1}, {0, 39}},
        {}},
-      {"program of two back elements", program + BitWriter{{0, 6}, {4, 4}, {0, 8}, {2, 4}, {0, 44}}, {}},
-      {"program with low frequencies",
+      {"program with two back elements", program + BitWriter{{0, 6}, {4, 4}, {0, 8}, {2, 4}, {0, 44}}, {}},
+      {"program with an LFE element",
        program + BitWriter{{0, 6}, {4, 4}, {1, 4}, {0, 8}, {1, 2}, {0, 40}},
        {}},
       {"program with coupling", program + BitWriter{{0, 6}, {4, 4}, {1, 4}, {0, 13}, {1, 4}, {0, 40}}, {}},
@@ -117,14 +117,14 @@ TEST(Configuration, OfARecord) {
       {"compatible SBR at an explicit rate",
        mono + BitWriter{{0x2B7, 11}, {5, 5}, {1, 1}, {15, 4}, {44100, 24}}, sbr(22050, 1, 0)},
       {"compatible SBR rate truncated", mono + BitWriter{{0x2B7, 11}, {5, 5}, {1, 1}, {15, 4}, {0, 16}}, {}},
-      {"other bytes after it", mono + BitWriter{{0x2B6, 11}, {5, 5}, {1, 8}}, lc(22050, 1)},
+      {"other bytes after the record", mono + BitWriter{{0x2B6, 11}, {5, 5}, {1, 8}}, lc(22050, 1)},
       {"nothing", {}, {}},
   };
   for (const RecordCase& c : cases) check(c);
 }
 
-// The first frame adds SBR and parametric stereo to what the record announces.
-TEST(Configuration, OfARecordAndAFirstFrame) {
+// The first frame may add SBR and parametric stereo to what the record announces.
+TEST(Configuration, IsReadFromARecordAndTheFirstFrame) {
   const Bytes v1 = sample("he-aac-v1-stereo.aac").frames[0].payload;
   const Bytes v2 = sample("he-aac-v2.aac").frames[0].payload;
   const Bytes lc_block = sample("aac-lc-44k-stereo.aac").frames[3].payload;
@@ -194,24 +194,24 @@ TEST(StreamHeader, KeptAdtsCheckWordIsSkipped) {
     EXPECT_EQ(result.length, c.length);
     EXPECT_EQ(result.config.channels, c.channels);
     EXPECT_TRUE(c.status != 0 || result.config.outputBytes == 8192);
-    // Measuring accepts what configuring accepts, except for the channels, which are the caller's.
+    // Measuring accepts what configuring accepts, except that it takes the channels from the caller.
     if (c.channels == 6) continue;
     Zd_AAC_Dec_Config config = lc_config(22050, 2);
     auto length = static_cast<int32_t>(stream.size());
     EXPECT_EQ(Zd_AAC_Dec_GetFrameLength(stream.data(), 2, &config, &length, 0), c.status);
   }
-  // A header of the 8 bytes that are required is enough; one byte after it is not a frame.
+  // A header of at least 8 bytes is enough; a single byte after it is not a frame.
   const Result alone = get_config(adts_frame({.protection_absent = 0, .channels = 0}, {}), 1);
   EXPECT_EQ(alone.status, ZD_AAC_DEC_OK);
   EXPECT_EQ(alone.config.outputBytes, 2048);
   for (const Bytes& block : {Bytes{}, Bytes{0}}) {
     EXPECT_EQ(get_config(adts_frame({}, block), 1).status, ZD_AAC_DEC_ERR_FAILED);
   }
-  // The length of a truncated one is at most that of the data.
+  // The reported length of a truncated header does not exceed that of the data.
   EXPECT_EQ(get_config(truncated(adts_frame({.protection_absent = 0}, {})), 1).length, 8);
 }
 
-TEST(StreamHeader, OfAdifGivesTheConfigurationAndTheLength) {
+TEST(StreamHeader, AdifYieldsConfigurationAndLength) {
   const Bytes frame = sample("he-aac-v1-stereo.aac").frames[0].payload;
   AdifFields fields = {.sampling_index = 7};
   for (const AdifFields& accepted : {fields, AdifFields{true, false, 7}, AdifFields{false, true, 7}}) {

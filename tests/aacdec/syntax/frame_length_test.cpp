@@ -12,7 +12,7 @@ namespace {
 
 using namespace aacdec;
 
-// The length; -1 after a failure, which must not write it.
+// Returns the length, or -1 after a failure, which must not write the length.
 int32_t measure(const Bytes& data, int32_t kind, Zd_AAC_Dec_Config config) {
   const auto available = static_cast<int32_t>(data.size());
   int32_t length = available;
@@ -34,7 +34,7 @@ TEST(FrameLength, IsExactForEveryFrameOfEveryFile) {
       const Bytes following = i + 1 < file.frames.size() ? file.frames[i + 1].header : Bytes{};
       const auto block_bytes = static_cast<int32_t>(frame.payload.size());
       const auto header_bytes = static_cast<int32_t>(frame.header.size());
-      // Whether a header comes first depends on the kind of stream alone.
+      // Only the kind of stream decides whether a header may come first.
       const Bytes block = joined(frame.payload, following);
       ASSERT_EQ(measure(block, ZD_AAC_DEC_STREAM_RAW, config), block_bytes);
       ASSERT_EQ(measure(block, ZD_AAC_DEC_STREAM_ADIF, config), block.size() < 8 ? -1 : block_bytes);
@@ -56,7 +56,7 @@ TEST(FrameLength, KeptParametricStereoDoublesTheChannelsAtEveryCall) {
     auto length = static_cast<int32_t>(block.size());
     return Zd_AAC_Dec_GetFrameLength(block.data(), 0, &config, &length, 0);
   };
-  // A second frame finds SBR known.
+  // For the second frame SBR is already known.
   config = lc_config(12000, 1);
   for (int call = 0; call < 2; ++call) {
     ASSERT_EQ(measure_into(sample("he-aac-v1-mono.aac")), 0);
@@ -65,7 +65,7 @@ TEST(FrameLength, KeptParametricStereoDoublesTheChannelsAtEveryCall) {
     EXPECT_EQ(config.outputRate, 24000);
     EXPECT_EQ(config.outputBytes, 4096);
   }
-  // Frames without SBR reset the rate and nothing else.
+  // Frames without SBR reset only the rate.
   config.sampleRate = 8000;
   ASSERT_EQ(measure_into(sample("aac-lc-8k-mono.aac")), 0);
   EXPECT_EQ(config.outputRate, 8000);
@@ -79,7 +79,7 @@ TEST(FrameLength, KeptParametricStereoDoublesTheChannelsAtEveryCall) {
   EXPECT_EQ(config.channels, 4);
 }
 
-TEST(FrameLength, KeptMissingDataSucceed) {
+TEST(FrameLength, KeptEmptyInputSucceeds) {
   const AdtsFile file = sample("aac-lc-8k-mono.aac");
   Zd_AAC_Dec_Config config = config_of(file);
   const uint8_t* const block = file.frames[0].payload.data();

@@ -1,4 +1,4 @@
-// Parametric stereo data: random bits decode to pinned values, and the rules of headers and damage.
+// Parametric stereo data: random bits decode to pinned values; headers and damaged data.
 #include "aacdec/syntax/ps_payload.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ namespace {
 
 using namespace aacdec;
 
-// ps_data after ps_data of one stream.
+// Reads successive ps_data of one stream.
 struct PsReader {
   PsParserState state;
   PsFrame frame;
@@ -31,7 +31,7 @@ struct PsReader {
   }
 };
 
-// The checksum was that of data whose values a plain model of the coding gave too.
+// The checksum is pinned; a change here changes every decoder output.
 TEST(PsPayload, RandomBitsDecodeToPinnedValues) {
   std::mt19937 random(1);
   uint64_t hash = kFnv1aStart;
@@ -55,8 +55,7 @@ TEST(PsPayload, RandomBitsDecodeToPinnedValues) {
   EXPECT_EQ(hash, 0x21A0EB4C3F6BFF4DU) << std::hex << hash;
 }
 
-// The coherence of ten bands, or twenty, all one step up in time, with the header that says so or without
-// one.
+// Coherence data of ten or twenty bands, each one step above the previous frame, with or without a header.
 BitWriter coherence_up(int bands, bool with_header) {
   BitWriter w{{with_header ? 1 : 0, 1}};
   if (with_header) w.fields({{0, 1}, {1, 1}, {bands == 20 ? 1 : 0, 3}, {0, 1}});
@@ -74,8 +73,8 @@ TEST(PsPayload, RemembersItsHeaderAndLimitsItsIndices) {
   }
 }
 
-// A header takes effect together with its data: after one with unusable data the next frames are read with
-// the previous header.
+// A header takes effect together with its data: after a header with unusable data, the next frames are read
+// with the previous header.
 TEST(PsPayload, UnusableDataChangeNothing) {
   const BitWriter reserved{{1, 1}, {1, 1}, {6, 3}, {0, 3}, {1, 2}};
   const BitWriter falling{{1, 1}, {0, 3}, {1, 1}, {1, 2}, {9, 5}, {8, 5}};

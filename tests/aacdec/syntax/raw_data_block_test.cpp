@@ -20,7 +20,7 @@ struct Parser {
     context.format = {k44100, profile};
     context.keep_values = true;
   }
-  // Channels of the block, 0 for an invalid one.
+  // Returns the number of channels, 0 for an invalid block.
   int parse(const BitWriter& elements) {
     const Bytes block = block_of(elements);
     BitReader reader(block.data(), block.size());
@@ -37,7 +37,7 @@ struct Parser {
 // A single channel element up to its window sequence, with a gain of 100.
 const BitWriter kOpenSce{{kSce, 3}, {0, 4}, {100, 8}};
 
-// The same of `max_sfb` long bands, up to its sections.
+// The same with `max_sfb` long bands, up to its sections.
 BitWriter bands(int max_sfb) {
   return kOpenSce + long_ics(max_sfb);
 }
@@ -77,11 +77,11 @@ void check(const BlockCase& c) {
   }
 }
 
-TEST(RawDataBlock, ValidOnesAreAcceptedAndMeasuredAsTheyAreDecoded) {
+TEST(RawDataBlock, ValidBlocksAreAcceptedAndMeasuredLikeDecoded) {
   const BlockCase cases[] = {
-      {"end alone", 0, {}},
+      {"only an end element", 0, {}},
       {"dual mono", 2, silent_sce(3) + silent_sce(5)},
-      {"dual mono of one tag", 0, silent_sce(3) + silent_sce(3)},
+      {"dual mono with one tag", 0, silent_sce(3) + silent_sce(3)},
       {"three single channels", 0, silent_sce(0) + silent_sce(1) + silent_sce(2)},
       {"pair after single", 0, silent_sce() + silent_cpe()},
       {"single after pair", 0, silent_cpe() + silent_sce(1)},
@@ -97,7 +97,7 @@ TEST(RawDataBlock, ValidOnesAreAcceptedAndMeasuredAsTheyAreDecoded) {
       {"fill data", 1, fill_element({{1, 4}, {0, 4}, {0xA5A5, 16}}) + silent_sce()},
       {"SBR ahead of the channel is skipped", 1, fill_element({{13, 4}, {0xFFFFF, 20}}) + silent_sce()},
       {"program", 1, program(k44100) + silent_sce()},
-      {"program of another rate", 0, program(3) + silent_sce()},
+      {"program with another rate", 0, program(3) + silent_sce()},
       {"prediction of the main profile", 0, kOpenSce + BitWriter{{0, 10}, {1, 1}} + kNoTools},
       {"more bands than the window has", 0, bands(50) + BitWriter{{0, 4}, {31, 5}, {19, 5}} + kNoTools},
       {"all bands of the window", 1, bands(49) + BitWriter{{0, 4}, {31, 5}, {18, 5}} + kNoTools},
@@ -120,16 +120,16 @@ TEST(RawDataBlock, ValidOnesAreAcceptedAndMeasuredAsTheyAreDecoded) {
   for (const BlockCase& c : cases) check(c);
 }
 
-TEST(RawDataBlock, KeptOnePayloadOfAFillElementAndAReservedBitAreRead) {
+TEST(RawDataBlock, KeptOneFillPayloadIsReadAndAReservedBitIgnored) {
   const BitWriter dynamic_range{{11, 4}, {0, 4}, {0, 8}};
   check({"the bytes after a payload are the next element", 1,
          BitWriter{{kFil, 3}, {4, 4}} + dynamic_range + silent_sce()});
-  check(
-      {"so is padding", 0, silent_sce() + BitWriter{{kFil, 3}, {4, 4}} + dynamic_range + BitWriter{{0, 16}}});
+  check({"padding is the next element", 0,
+         silent_sce() + BitWriter{{kFil, 3}, {4, 4}} + dynamic_range + BitWriter{{0, 16}}});
   check({"reserved bit of ics_info", 1, kOpenSce + BitWriter{{8, 4}, {0, 7}} + kNoTools});
 }
 
-TEST(RawDataBlock, KeptTagsStayBoundFromBlockToBlockButForPairs) {
+TEST(RawDataBlock, KeptTagsStayBoundAcrossBlocksExceptForPairs) {
   Parser parser;
   EXPECT_EQ(parser.parse(silent_sce(3)), 1);
   EXPECT_EQ(parser.parse(silent_sce(5)), 0);
@@ -138,7 +138,7 @@ TEST(RawDataBlock, KeptTagsStayBoundFromBlockToBlockButForPairs) {
   for (const uint64_t tag : {0, 9, 3}) EXPECT_EQ(parser.parse(silent_cpe(tag)), 2);
 }
 
-TEST(RawDataBlock, PulsesAddAwayFromZeroAndDownFromZero) {
+TEST(RawDataBlock, PulsesIncreaseMagnitudesAndMakeZerosNegative) {
   Parser parser;
   ASSERT_EQ(parser.parse(kCodedSce +
                          BitWriter{{1, 1}, {2, 2}, {0, 11}, {4, 4}, {1, 5}, {5, 4}, {1, 5}, {6, 4}, {0, 2}} +
@@ -148,7 +148,7 @@ TEST(RawDataBlock, PulsesAddAwayFromZeroAndDownFromZero) {
   EXPECT_EQ(std::vector<int16_t>(lines, lines + 4), (std::vector<int16_t>{5, -6, -6, 1}));
 }
 
-TEST(RawDataBlock, LongTermPredictionIsReadOfLongWindowsInItsProfile) {
+TEST(RawDataBlock, LongTermPredictionIsReadForLongWindowsOfItsProfile) {
   const BitWriter channel = BitWriter{{100, 8}, {0, 4}, {3, 5}} + kNoTools;
   const BitWriter block = BitWriter{{kCpe, 3}, {0, 4}, {1, 1}, {0, 4}, {3, 6}, {1, 1}} +
                           BitWriter{{1, 1}, {1500, 11}, {5, 3}, {0b101, 3}} +
@@ -160,13 +160,13 @@ TEST(RawDataBlock, LongTermPredictionIsReadOfLongWindowsInItsProfile) {
   const LtpData& right = parser.frame->channel[1].ltp;
   EXPECT_TRUE(left.present && right.present);
   EXPECT_TRUE(left.long_used[0] && !left.long_used[1] && left.long_used[2] && right.long_used[1]);
-  // Nothing of it remains for the next block.
+  // The next block does not inherit it.
   ASSERT_EQ(parser.parse(silent_cpe()), 2);
   EXPECT_FALSE(left.present || right.present);
   EXPECT_EQ(parser.parse(kOpenSce + BitWriter{{4, 4}, {0, 4}, {127, 7}, {0, 3}}), 1);
 }
 
-TEST(DynamicRange, KeptReachesLine1031AndHasTheLastReferenceLevel) {
+TEST(DynamicRange, KeptReachesLine1031AndUsesTheLastReferenceLevel) {
   const BitWriter two_bands =
       BitWriter{{11, 4}, {1, 1}, {0x35, 8}, {1, 1}, {0x7F, 7}, {1, 1}, {0, 7}, {0, 1}} +
       BitWriter{{1, 1}, {0x10, 8}, {9, 8}, {255, 8}, {1, 1}, {0xA1, 8}} + BitWriter{{0x85, 8}, {0x7F, 8}};
@@ -180,7 +180,7 @@ TEST(DynamicRange, KeptReachesLine1031AndHasTheLastReferenceLevel) {
   EXPECT_TRUE(range.negative[0] && !range.negative[1]);
   EXPECT_EQ(range.control[0], 5);
   EXPECT_EQ(range.control[1], 127);
-  // One band without a level of its own.
+  // One band, without a new reference level.
   ASSERT_EQ(parser.parse(silent_sce() + BitWriter{{kFil, 3}, {2, 4}, {11, 4}, {0, 4}, {0x83, 8}}), 1);
   EXPECT_EQ(range.band_count, 1);
   EXPECT_EQ(range.band_top[0], 257);

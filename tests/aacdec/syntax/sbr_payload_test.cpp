@@ -1,5 +1,4 @@
-// SBR payloads: random bits decode to pinned values, and the rules of headers, grids, extended data and fill
-// elements.
+// SBR payloads: random bits decode to pinned values; headers, grids, extended data and fill elements.
 #include "aacdec/syntax/sbr_payload.h"
 
 #include <gtest/gtest.h>
@@ -85,8 +84,8 @@ uint64_t hash_of(const SbrChannelFrame& frame, uint64_t hash) {
   return fnv1a<uint8_t>(frame.add_harmonic, hash);
 }
 
-// The checksums were those of a parser that a plain model of the coding agreed with: every grid class, both
-// resolutions and directions, coupling, both amplitude resolutions.
+// The checksums are pinned; a change here changes every decoder output with SBR. They cover every grid class,
+// both resolutions and directions, coupling, and both amplitude resolutions.
 TEST(SbrPayload, RandomBitsDecodeToPinnedValues) {
   struct Case {
     char element;
@@ -113,7 +112,7 @@ TEST(SbrPayload, RandomBitsDecodeToPinnedValues) {
   }
 }
 
-TEST(SbrPayload, KeptCheckWordIsSkippedAndDataAheadOfAHeaderAreNoError) {
+TEST(SbrPayload, KeptCheckWordIsSkippedAndDataBeforeAHeaderAreNotAnError) {
   Payload payload;
   EXPECT_EQ(payload.parse({{0, 1}, {0xFFFF, 16}}), SbrResult::kNoHeader);
   EXPECT_EQ(payload.first.status, SbrStatus::kNoHeader);
@@ -124,9 +123,9 @@ TEST(SbrPayload, KeptCheckWordIsSkippedAndDataAheadOfAHeaderAreNoError) {
   EXPECT_EQ(payload.position, w.size());
 }
 
-// Headers that differ in a field, each with the groups of fields sent or left out. Only fields that the
-// tables depend on build them anew.
-TEST(SbrHeaderRules, KeptUnsentGroupsHaveTheValuesOfTheHeaderBefore) {
+// Changes one header field at a time, with the optional groups of fields sent or omitted. The tables are
+// rebuilt only if a field that they depend on changes.
+TEST(SbrHeaderRules, KeptOmittedFieldsHaveThePreviousValues) {
   std::mt19937 random(5);
   Payload payload;
   SbrHeader header = usual_header();
@@ -156,14 +155,14 @@ TEST(SbrHeaderRules, KeptUnsentGroupsHaveTheValuesOfTheHeaderBefore) {
   EXPECT_GT(generation, 50U);
 }
 
-TEST(SbrHeaderRules, AnInvalidOneIsForgotten) {
+TEST(SbrHeaderRules, InvalidHeaderIsDiscarded) {
   SbrHeader wide = usual_header();
   wide.start_freq = 0;
   wide.stop_freq = 13;
   const BitWriter bad = BitWriter{{1, 1}} + sbr_header_bits(wide);
   const BitWriter good = kUsualHeader + smallest_element(bands_of(usual_header())) + kNoExtendedData;
   Payload payload;
-  // Ahead of any valid header the stream still has none.
+  // Before any valid header, the stream still has none.
   EXPECT_EQ(payload.parse(bad), SbrResult::kInvalidBands);
   EXPECT_EQ(payload.parse({{0, 8}}), SbrResult::kNoHeader);
   ASSERT_EQ(payload.parse(good), SbrResult::kParsed);
@@ -172,12 +171,12 @@ TEST(SbrHeaderRules, AnInvalidOneIsForgotten) {
   EXPECT_EQ(payload.first.bands_generation, 1U);
 }
 
-TEST(SbrHeaderRules, KeptOneWithoutRoomForSbrGivesNoBands) {
-  // stop_freq 0 ends below where start_freq 15 begins.
+TEST(SbrHeaderRules, KeptHeaderWithoutRoomForSbrYieldsNoBands) {
+  // stop_freq 0 ends below the start of start_freq 15.
   SbrHeader header = usual_header();
   header.start_freq = 15;
   header.stop_freq = 0;
-  // Start values come even so: one envelope of 7 bits, one noise floor of 5.
+  // Start values are coded even so: one envelope of 7 bits, one noise floor of 5.
   const BitWriter w = BitWriter{{1, 1}} + sbr_header_bits(header) +
                       BitWriter{{0, 1}, {0, 4}, {0, 3}, {77, 7}, {9, 5}, {0, 1}, {0, 1}};
   Payload payload;
@@ -186,7 +185,7 @@ TEST(SbrHeaderRules, KeptOneWithoutRoomForSbrGivesNoBands) {
   EXPECT_EQ(payload.first.bands.m, 0);
 }
 
-TEST(SbrGridRules, EnvelopesRiseAndThePointerStaysWithinThem) {
+TEST(SbrGridRules, BordersAscendAndThePointerStaysInRange) {
   struct Case {
     const char* name;
     BitWriter grid;
@@ -214,7 +213,7 @@ TEST(SbrGridRules, EnvelopesRiseAndThePointerStaysWithinThem) {
 }
 
 // Parametric stereo data with a header without parameters and one fixed envelope.
-TEST(PsInExtendedData, KeptIsReadInASingleChannelOnlyAndOnceInItsContainer) {
+TEST(PsInExtendedData, KeptIsReadOnlyInSingleChannelsAndOncePerContainer) {
   const BitWriter ps{{1, 1}, {0, 3}, {0, 1}, {1, 2}};
   const BitWriter reserved{{1, 1}, {1, 1}, {7, 3}};
   struct Case {
@@ -229,7 +228,7 @@ TEST(PsInExtendedData, KeptIsReadInASingleChannelOnlyAndOnceInItsContainer) {
       {"pair", true, 2, ps, false, false},
       {"reserved mode after it", false, 2, ps + BitWriter{{2, 2}} + reserved, true, true},
       {"another extension", false, 1, ps, false, false},
-      {"ahead of a header", false, 2, {{0, 1}}, true, false},
+      {"before a header", false, 2, {{0, 1}}, true, false},
       {"reserved mode", false, 2, reserved, false, false},
   };
   const SbrBandTables bands = bands_of(usual_header());
@@ -272,7 +271,7 @@ TEST(SbrInABlock, EndsInsideItsFillElement) {
   EXPECT_TRUE(is_valid(bytes + 9));
   EXPECT_FALSE(is_valid(bytes - 1));
   EXPECT_TRUE(context.sbr_signalled);
-  // Without SBR only the count matters.
+  // Without SBR, only the count matters.
   context.sbr = nullptr;
   EXPECT_TRUE(is_valid(bytes));
 }

@@ -1,5 +1,5 @@
-// Random bits decoded with each spectral book, against a reader that takes one bit at a time. The books are
-// complete, so any bits are words.
+// Decodes random bits with each spectral book and compares the result with a reader that takes one bit at a
+// time. The books are complete, so any bits are valid words.
 #include "aacdec/syntax/spectral_huffman.h"
 
 #include <gtest/gtest.h>
@@ -49,7 +49,7 @@ struct PlainReader {
     return set;
   }
 
-  // The 16 bits that are kept of 2^(N+4) + w, after N ones, a zero and N + 4 bits w.
+  // Returns the low 16 bits of 2^(N+4) + w, coded as N ones, a zero and N + 4 bits w.
   int escape() {
     size_t width = 4;
     while (bit()) ++width;
@@ -58,7 +58,7 @@ struct PlainReader {
     return static_cast<uint16_t>(value + (width < 16 ? 1U << width : 0));
   }
 
-  // A codeword, the signs of its values unless the book has them, and escapes.
+  // Reads a codeword, the signs of its values unless the book includes them, and escapes.
   void word(int number, int16_t* values) {
     const PlainBook& book = kBooks[number];
     HuffmanCode code{0, 0};

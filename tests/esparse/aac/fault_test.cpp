@@ -1,4 +1,4 @@
-// The reader, from open to close, while the Nth call of the file or the Nth allocation fails.
+// Runs the reader from open to close while the Nth file callback or the Nth allocation fails.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,9 +17,9 @@ constexpr int32_t kStatuses[] = {AACF_OK,
                                  AACF_ERR_SHORT_READ,
                                  AACF_ERR_NEED_MORE_DATA,
                                  AACF_ERR_END_OF_STREAM};
-constexpr uint32_t kGood = 1;       // bits of the statuses above
+constexpr uint32_t kGood = 1;       // bits, by the order of kStatuses
 constexpr uint32_t kHeapOnly = 7;   // may result from a failing allocation
-constexpr uint32_t kFileSeen = 11;  // must result from failing calls of the file, among others
+constexpr uint32_t kFileSeen = 11;  // all of these must result from failing file callbacks
 
 // Returns a bit for each status that the calls returned. Allocates nothing itself.
 uint32_t use_reader(MemoryFile& file, std::vector<int16_t>& pcm) {
@@ -54,7 +54,7 @@ class Faults : public testing::TestWithParam<bool> {
   std::vector<int16_t> pcm_ = std::vector<int16_t>(8192);
 };
 
-TEST_P(Faults, OfTheFileReturnDocumentedStatusesAndLeaveNothing) {
+TEST_P(Faults, FailingFileCallsReturnDocumentedStatuses) {
   uint32_t seen = 0;
   bool struck = true;
   for (uint64_t nth = 1; struck; ++nth) {
@@ -68,7 +68,7 @@ TEST_P(Faults, OfTheFileReturnDocumentedStatusesAndLeaveNothing) {
   EXPECT_EQ(seen & (kFileSeen | kHeapOnly), kFileSeen);
 }
 
-TEST_P(Faults, OfTheHeapReturnDocumentedStatusesAndLeaveNothing) {
+TEST_P(Faults, FailingAllocationsReturnDocumentedStatuses) {
   int failures = 0;
   bool struck = true;
   for (uint64_t nth = 1; struck; ++nth) {

@@ -1,4 +1,4 @@
-// Finding ADTS frames, against a plain model that looks at every byte.
+// Compares the search for ADTS frames with a plain model that examines every byte.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -51,7 +51,7 @@ Found plain_search(const Data& data) {
   return {-10101, static_cast<uint32_t>(data.size() > 4 ? data.size() - 4 : 0)};
 }
 
-// Bytes of headers, and headers of short frames, are frequent, so that every branch is taken often.
+// Header bytes, and headers of short frames, are frequent in the data, so that every branch is taken often.
 TEST(FrameSync, KeptRulesOfAdtsMatchThePlainModel) {
   AACF_SyncState state;
   state.kind = AACF_KIND_ADTS;

@@ -1,4 +1,4 @@
-// Built files through the reader: what opening finds, where reads land and how streams end.
+// Reads built files: the results of opening, the positions of reads, the ends of streams.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -12,8 +12,8 @@ namespace {
 
 using namespace std::string_literals;
 
-// Of an open file: bitrate mode, bitrate, total frames, audio bytes, frames and bytes scanned, duration in ms
-// and title. Else the status.
+// Describes an open file: bitrate mode, bitrate, total frames, audio bytes, frames and bytes scanned,
+// duration in ms and title. If it did not open: the status.
 std::string describe(OpenedFile& file) {
   if (file.status() != AACF_OK) return std::to_string(file.status());
   const AACF_StreamInfo& info = file.info();
@@ -71,9 +71,9 @@ TEST(Open, KeptRulesOfCountingAndEstimating) {
       {"raw, before a tag", concat({raw_header(), blocks_of(100), tag}), "3 136000 100 40000 100 40000 2321"},
       {"ADIF: 24 bits of the header are the bitrate", concat({adif_header(), blocks_of(20)}),
        "2 655360 20 8000 20 8000 464"},
-      {"ADIF: even where they belong to the copyright",
+      {"ADIF: even if they belong to the copyright identification",
        concat({adif_header({.copyright = true}), blocks_of(20)}), "1 2958621 20 8000 20 8000 464"},
-      {"ADIF: estimated where they are 0", concat({adif_header({.variable_rate = true}), blocks_of(20)}),
+      {"ADIF: estimated if they are 0", concat({adif_header({.variable_rate = true}), blocks_of(20)}),
        "3 136000 20 8000 20 8000 464"},
       {"a single frame does not count", adts_frame(400, {.filler = 0xFF}), "3 0 0 400 0 0 0"},
       {"junk counts for the frame before it", concat({adts_file(10, 400), Bytes(50, 0), adts_file(90, 400)}),
@@ -90,7 +90,7 @@ TEST(Open, KeptRulesOfCountingAndEstimating) {
 TEST(Open, KeptDamagedStreamsAndThoseWithoutAByteFFAreRefused) {
   const Bytes adts = adts_file(3, 100);
   const Bytes adif = concat({adif_header(), blocks_of(20)});
-  const Bytes ff(1, 0xFF);  // one must follow offset 10
+  const Bytes ff(1, 0xFF);  // a byte that must follow offset 10
   expect_open({
       {"no byte 0xFF after offset 10", concat({raw_header(), repeated(silent_block(100), 3)}), "-1"},
       {"nothing", {}, "-1"},
@@ -122,7 +122,7 @@ TEST(Open, KeptTruncatedHeaderCountsOnce) {
   }
 }
 
-TEST(Open, KeptSearchEndsWhereNoSeekReaches) {
+TEST(Open, KeptSearchEndsAtTheLimitOfSeeks) {
   const Bytes zeros(1 << 20, 0);
   OpenedFile file(zeros, 8 << 20);
   EXPECT_EQ(file.status(), AACF_ERR_FAILED);
@@ -171,7 +171,7 @@ TEST(Times, KeptConversionsUseTheCoreRateAnd32Bits) {
   EXPECT_EQ(aacf::frame_at_ms(UINT32_MAX, config), UINT32_MAX) << "not 0";
 }
 
-// Of each read the samples of a channel, or the status; "@N" where the number became N.
+// Lists for each read the samples per channel, or the status; "@N" if the number became N.
 std::string results(OpenedFile& file, const std::vector<uint32_t>& numbers) {
   std::string text;
   for (const uint32_t number : numbers) {
@@ -225,7 +225,7 @@ TEST(Reads, KeptPlacesEndsAndRestarts) {
        "-1 0 1024 -1 1024"},
       {"back from within a frame of two blocks", two_blocks, {1, 2, 3, 1, 2, 3}, "0 1024 1024 0 1024 1024"},
       {"back from its end", two_blocks, {1, 2, 3, 4, 1, 2}, "0 1024 1024 1024 1024 1024"},
-      {"half of the blocks of frames of two", two_blocks, {10, 11}, "0 -1"},
+      {"with two blocks per frame, only half of the blocks", two_blocks, {10, 11}, "0 -1"},
   };
   for (const ReadCase& c : cases) {
     OpenedFile file(c.content);
@@ -233,7 +233,7 @@ TEST(Reads, KeptPlacesEndsAndRestarts) {
   }
 }
 
-TEST(Reads, WithoutSpaceConsumeNothing) {
+TEST(Reads, WithoutRoomConsumeNothing) {
   const Bytes content = adts_file(5, 100);
   OpenedFile file(content);
   EXPECT_EQ(file.read(1).status, AACF_OK);
@@ -242,7 +242,7 @@ TEST(Reads, WithoutSpaceConsumeNothing) {
   EXPECT_EQ(AACF_ReadFrame(file.reader(), nullptr), AACF_ERR_FAILED);
 }
 
-// A jump fills the buffer at the start and at the place, whatever the size of the file.
+// A jump fills the buffer at the start of the stream and at the target, whatever the size of the file.
 TEST(Reads, KeptJumpsOfAdtsCountFromTheEndOfTheTag) {
   const Bytes megabyte = adts_file(2048, 512);
   OpenedFile file(megabyte, 201);
@@ -251,7 +251,7 @@ TEST(Reads, KeptJumpsOfAdtsCountFromTheEndOfTheTag) {
   for (const uint32_t number : {411648u, 2u, 200000u, 1u}) {
     file.file().reset_counts();
     EXPECT_EQ(file.read(number).status, AACF_OK) << number;
-    EXPECT_LE(file.file().counts().reads, 3u) << "one may find the end of the file";
+    EXPECT_LE(file.file().counts().reads, 3u) << "one read may find the end of the file";
     EXPECT_LE(file.file().counts().seeks, 2u);
   }
   EXPECT_EQ(file.read(1000).status, AACF_OK);
@@ -262,12 +262,12 @@ TEST(Reads, KeptJumpsOfAdtsCountFromTheEndOfTheTag) {
   EXPECT_EQ(late.file().position(), 100u + 50 * 400 + 24576);
 }
 
-// A truncated header counts as a frame of 0 bytes again and again; the walk over such frames is one step.
+// A truncated header counts as a frame of 0 bytes repeatedly; the walk takes such frames in one step.
 TEST(Reads, KeptFramesAfterATruncatedHeaderAreCountedAtOnce) {
   Bytes content = adts_file(12, 100);
   content.resize(1105);
   MemoryFile memory(content);
-  // Without a size the file seems smaller than what was scanned, and then frames are counted.
+  // Without a size, the file seems smaller than the scanned part, and frames are counted.
   memory.io().seek = [](void* handle, int32_t offset, int32_t whence) {
     return whence == 2 ? 1 : static_cast<MemoryFile*>(handle)->seek(offset, whence);
   };

@@ -1,4 +1,4 @@
-// Real streams through the reader, against a decoder that gets them frame by frame.
+// Compares the reader on real streams with a decoder that is fed frame by frame.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -41,8 +41,8 @@ Zd_AAC_Dec_Config config_of(OpenedFile& file) {
   return config;
 }
 
-// The PCM of each read of up to `count` frames from frame `first` on, counted from 0. A read delivers the
-// previous frame, the first one nothing.
+// The PCM of each read of up to `count` frames from frame `first` on, counted from 0. Each read delivers the
+// previous frame; the first delivers nothing.
 std::vector<Pcm> decode_from(const AdtsFile& file, const Zd_AAC_Dec_Config& config, size_t first,
                              size_t count) {
   TestDecoder decoder(config, ZD_AAC_DEC_MODE_SBR);
@@ -55,7 +55,7 @@ std::vector<Pcm> decode_from(const AdtsFile& file, const Zd_AAC_Dec_Config& conf
   return reads;
 }
 
-// The first frame at or after the estimated place of `number`.
+// Returns the first frame at or after the estimated position of `number`.
 std::optional<size_t> landing(const RealFile& file, const AACF_StreamInfo& info, uint32_t number) {
   const double mean = double(info.bytes_scanned) / info.frames_scanned;
   const auto target = static_cast<size_t>(mean * (number - 1));
@@ -64,14 +64,14 @@ std::optional<size_t> landing(const RealFile& file, const AACF_StreamInfo& info,
   return static_cast<size_t>(found - file.offsets.begin());
 }
 
-TEST(RealStreams, KeptEstimateMayEndReadingInOrderEarly) {
+TEST(RealStreams, KeptEstimateMayEndSequentialReadingEarly) {
   int compared = 0;
   for (const RealFile& file : real_files()) {
     OpenedFile opened(file.content);
     if (opened.status() != AACF_OK) continue;
     const auto expected = decode_from(file.adts, config_of(opened), 0, SIZE_MAX);
     if (expected.size() != file.adts.frames.size()) continue;  // damaged
-    // The second run goes back to the first frame.
+    // The second run returns to the first frame.
     for (int run = 0; run < 2; ++run) {
       AACF_RefreshConfig(opened.reader());
       uint32_t number = 1;
@@ -87,7 +87,7 @@ TEST(RealStreams, KeptEstimateMayEndReadingInOrderEarly) {
   EXPECT_GE(compared, 6);
 }
 
-TEST(RealStreams, AreEnteredAtTheEstimatedPlace) {
+TEST(RealStreams, SeeksLandAtTheEstimatedPosition) {
   std::mt19937 random(7);
   for (const RealFile& file : real_files()) {
     OpenedFile opened(file.content);
@@ -127,7 +127,7 @@ TEST(RealStreams, KeptHeAacV2YieldsTwoEqualChannels) {
   EXPECT_GT(loudest, 1000);
 }
 
-TEST(RealStreams, InRawBlocksAreFoundByCounting) {
+TEST(RealStreams, FramesOfRawStreamsAreFoundByCounting) {
   for (const char* name : {"aac-lc-8k-mono.aac", "he-aac-v2.aac"}) {
     const AdtsFile adts = sample(name);
     Bytes content =

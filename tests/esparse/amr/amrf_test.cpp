@@ -1,4 +1,5 @@
-// The reader of speech files against the frames that the files are built of, and when reads and seeks fail.
+// Compares the reader of speech files with the frames that the files are built from, also when reads and
+// seeks fail.
 #include "esparse/amr/amrf.h"
 
 #include <gtest/gtest.h>
@@ -74,12 +75,12 @@ void expect_count(const Reader& reader, const Speech& speech) {
   EXPECT_EQ(info.codec, speech.wide ? 80u : 64u);
 }
 
-// Frames of random types, and in every other file a part of one more.
+// Frames of random types; every other file ends in a partial frame.
 Speech random_speech(std::mt19937& random, bool wide, size_t count) {
   Speech made{wide, {}, {}};
   while (made.frames.size() < count) {
     const auto toc = static_cast<uint8_t>(random());
-    // Types 11 to 13 of wide-band end every walk.
+    // Wide-band types 11 to 13 would end every walk.
     const bool has_no_size = wide && toc / 8 % 16 >= 11 && toc / 8 % 16 <= 13;
     if (!has_no_size) made.add(toc);
   }
@@ -103,7 +104,7 @@ TEST(Amrf, KeptFramesAreReadInAnyOrderAndACapacityOf0IsNoLimit) {
       }
       if (random() % 8 == 0) number = static_cast<uint32_t>(random() % (count + 5));
       number += random() % 16 != 0 ? 1 : 0;
-      // The truncated frame is too large for a small capacity before it is too short.
+      // A truncated frame may exceed a small capacity before its end is missed.
       const bool is_truncated = number == count + 1;
       const uint32_t capacity =
           random() % 4 == 0 && !is_truncated ? static_cast<uint32_t>(random() % 40) : 100;
@@ -229,11 +230,12 @@ TEST(AmrfFaults, EveryFailingReadAndSeekCostsOneResultAndReadingInOrderNeverSeek
     }
     EXPECT_GT(calls, point == FaultPoint::kFileRead ? 10 : 1);
     EXPECT_TRUE(point == FaultPoint::kFileRead || calls <= 1 + 8000 / 900)
-        << "one after the count, one a jump";
+        << "one after the count, one per jump";
   }
 }
 
-// Zeros after the line are frames of type 0. In memory where possible, as disks are slow to read holes.
+// Zeros after the line are frames of type 0. The file is in memory where possible, because disks read holes
+// slowly.
 TEST(Amrf, LinesWithin2GiBAndFramesWithin4GiBAreRead) {
   const TempFolder folder(std::filesystem::exists("/dev/shm") ? "/dev/shm"
                                                               : std::filesystem::temp_directory_path());
