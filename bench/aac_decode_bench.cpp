@@ -1,5 +1,5 @@
-// Decoding of whole ADTS files on one core: seconds of sound for a second of processor time. The files are
-// those of samples/, or the one that ZDR_BENCH_AAC names. compare_aac_decoders.sh compares it with other
+// Decodes whole ADTS files on one core: seconds of audio per second of processor time. The files are those of
+// samples/, or the one that ZDR_BENCH_AAC names. compare_aac_decoders.sh compares the result with other
 // decoders.
 #include <benchmark/benchmark.h>
 
@@ -28,7 +28,7 @@ Zd_AAC_Dec_Config configuration(const test::AdtsFile& file) {
   return config;
 }
 
-// Decodes every frame and returns the bytes of PCM.
+// Decodes every frame. Returns the number of bytes of PCM.
 int64_t decode(const test::AdtsFile& file, Zd_AAC_Dec_Config& config, Zd_AAC_Dec_Instance* instance,
                std::vector<int16_t>& pcm) {
   if (Zd_AAC_Dec_SetConfig(instance, &config) != ZD_AAC_DEC_OK) std::abort();

@@ -1,4 +1,4 @@
-// Measuring access units without decoding them, on one core: LC frames (44.1 kHz stereo, 128 kbit/s) a
+// Measures access units without decoding them, on one core: LC frames (44.1 kHz stereo, 128 kbit/s) per
 // second, and the share of spectral Huffman decoding. The frames are those of a file in samples/, or of the
 // ADTS file that ZDR_BENCH_AAC names.
 #include <benchmark/benchmark.h>
@@ -59,7 +59,7 @@ struct SpectralData {
   ChannelStream channel;
 };
 
-// The channels of the pair that a frame begins with; empty for other frames.
+// Returns the channels of the pair at the start of a frame; empty for other frames.
 std::vector<SpectralData> spectral_data(const test::AdtsFrame& frame) {
   constexpr uint32_t kPairId = 1;
   SpectralData data{
@@ -100,7 +100,7 @@ double seconds_of_measuring(int rounds) {
   return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
-// Measures both in turn, so that other load on the machine affects both.
+// Measures both alternately, so that other load on the machine affects both.
 void share_of_spectral_huffman(benchmark::State& state) {
   std::vector<SpectralData> channels;
   for (const test::AdtsFrame& frame : input().frames) {
@@ -117,7 +117,7 @@ void share_of_spectral_huffman(benchmark::State& state) {
 }
 BENCHMARK(share_of_spectral_huffman);
 
-// Parsing as the decoder does it, with the spectral values stored.
+// Parses frames as the decoder does, storing the spectral values.
 void parse_frames_with_values(benchmark::State& state) {
   BlockContext context;
   context.format = {input().sampling_index, input().profile};

@@ -1,5 +1,5 @@
-// A speech file of 100 MB: counting its frames, reading them in order and walking to the last one, compared
-// with reading the file in blocks.
+// Counts the frames of a speech file of 100 MB, reads them in order and walks to the last one, compared with
+// reading the file in blocks.
 #include <benchmark/benchmark.h>
 
 #include <fstream>

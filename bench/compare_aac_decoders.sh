@@ -1,7 +1,7 @@
 #!/bin/sh
-# bench/compare_aac_decoders.sh BIN [FILE.aac ...]: seconds of sound that each decoder produces in a second of processor
-# time: ours (BIN contains aac_decode_bench), the two of ffmpeg, and faad where it is installed. Without files, it uses
-# two minutes of LC at 44.1 kHz stereo, 128 kbit/s, encoded with ffmpeg.
+# bench/compare_aac_decoders.sh BIN [FILE.aac ...]: seconds of audio that each decoder produces per second of processor
+# time: ours (BIN contains aac_decode_bench), the two of ffmpeg, and faad where it is installed. Without files, it uses two
+# minutes of LC at 44.1 kHz stereo, 128 kbit/s, encoded with ffmpeg.
 set -eu
 bin=$1
 shift
@@ -14,7 +14,7 @@ if [ $# -eq 0 ]; then
   set -- "$work/lc.aac"
 fi
 
-# Prints the seconds of sound in a file.
+# Prints the duration of a file in seconds.
 length() {
   ffmpeg -nostdin -i "$1" -f null - 2>&1 | tr '\r' '\n' | sed -n 's/.*time=\([0-9:.]*\).*/\1/p' | tail -1 |
     awk -F: '{print 3600 * $1 + 60 * $2 + $3}'

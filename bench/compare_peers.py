@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""compare_peers.py BIN: compares this project's programs with ffprobe and ffmpeg, in turn, on generated files.
+"""compare_peers.py BIN: runs this project's programs and ffprobe or ffmpeg alternately on generated files, and compares them.
 
 BIN is the folder of the benchmark programs (build/release/bin after configuring with -DZDR_BENCH=ON). Prints tables as in
-docs/benchmarks.md. The generated files take 1.2 GB in the folder for temporary files until the end.
+docs/benchmarks.md. The generated files take 1.2 GB in the folder for temporary files while the program runs.
 """
 import os
 import pathlib
@@ -31,14 +31,14 @@ def run(command):
     return seconds, int(own[1]) if own else usage.ru_maxrss
 
 
-def beside(ours, theirs):
-    """Returns the medians of both, run in turn."""
+def compare(ours, theirs):
+    """Returns the medians of both commands, run alternately."""
     pairs = [(run(ours), run(theirs)) for _ in range(ROUNDS)]
     return [[statistics.median(values) for values in zip(*column)] for column in zip(*pairs)]
 
 
 def row(label, ours, theirs):
-    (seconds, memory), (their_seconds, their_memory) = beside(ours, theirs)
+    (seconds, memory), (their_seconds, their_memory) = compare(ours, theirs)
     print(f"| {label} | {seconds * 1e3:.1f} ms | {their_seconds * 1e3:.1f} ms | {their_seconds / seconds:.1f} "
           f"| {memory / 1024:.1f} MiB | {their_memory / 1024:.1f} MiB |", flush=True)
 

@@ -1,4 +1,4 @@
-// Builds and runs the graph of filter and sink.
+// Builds and runs the graph of the filter and the sink.
 #include "bench/counting_playback.h"
 
 #include <session.h>

@@ -67,7 +67,7 @@ class CountingSink final : public CBaseFilter {
   CountingPin pin_;
 };
 
-// A loaded file whose pin is connected to the sink. Failures end the program.
+// A loaded file with its pin connected to the sink. Failures end the program.
 class Playback {
  public:
   explicit Playback(const std::u16string& path);

@@ -1,4 +1,5 @@
-// The filter: the time from Load to the first sample, and whole files into a sink that only counts.
+// Measures the filter: the time from Load to the first sample, and whole files played into a sink that only
+// counts.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -54,8 +55,8 @@ void play_a_gigabyte(benchmark::State& state) {
 }
 BENCHMARK(play_a_gigabyte)->MeasureProcessCPUTime()->UseManualTime()->Unit(benchmark::kMillisecond);
 
-// Reads of the same sizes in the same order, without the filter: the upper limit of play_a_gigabyte. The
-// argument is the number of buffers used in turn.
+// Reads the same sizes in the same order without the filter: the upper limit for play_a_gigabyte. The
+// argument is the number of buffers used in rotation.
 void read_a_gigabyte_plainly(benchmark::State& state) {
   const auto& path = large_movie();
   std::vector<uint32_t> sizes;

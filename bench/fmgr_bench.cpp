@@ -1,5 +1,5 @@
-// Small reads through the file manager: pairs of FMGR_FSeek64 and FMGR_FRead of 300 bytes in a file of 100
-// MB, as the parser makes them for each sample, compared with the same pairs on the OS layer.
+// Measures small reads through the file manager: pairs of FMGR_FSeek64 and FMGR_FRead of 300 bytes in a file
+// of 100 MB, as the parser makes them for each sample, compared with the same pairs on the OS layer.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -18,7 +18,7 @@ constexpr uint32_t kReadBytes = 300;
 
 enum Order : int64_t { kForward, kRandom, kTwoRegions };
 
-// The offsets of playing one track, of jumps, and of playing two tracks that are stored apart.
+// Returns the offsets for playing one track, for jumps, or for playing two tracks that are stored apart.
 std::vector<uint32_t> make_offsets(int64_t order) {
   std::vector<uint32_t> offsets(kFileBytes / kReadBytes);
   std::minstd_rand random;

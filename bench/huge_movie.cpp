@@ -1,4 +1,4 @@
-// Builds and opens the movies.
+// Builds the movies of the benchmarks and opens them.
 #include "bench/huge_movie.h"
 
 #include <algorithm>
@@ -42,13 +42,13 @@ Bytes whole_file(uint32_t samples) {
   return concat({front, moov(samples, front.size() + moov_size + 8), box("mdat", media)});
 }
 
-// 25 pictures a chunk, the first of them a sync sample.
+// 25 pictures per chunk, the first of them a sync sample.
 constexpr uint32_t kPicturesPerChunk = 25;
 constexpr uint32_t picture_size(uint32_t index) {
   return index % kPicturesPerChunk == 0 ? 120000 : 28000 + index % 7 * 4001;
 }
 
-// 640 x 480 at 25 pictures a second; other programs read the dimensions here.
+// 640 x 480 at 25 pictures per second; other programs read the dimensions from this.
 const Bytes kSps = {0x67, 0x42, 0xC0, 0x1E, 0xD9, 0x00, 0xA0, 0x3D, 0xB0, 0x11, 0x00, 0x00,
                     0x03, 0x00, 0x01, 0x00, 0x00, 0x03, 0x00, 0x32, 0x0F, 0x16, 0x2E, 0x48};
 const Bytes kPps = {0x68, 0xCB, 0x83, 0xCB, 0x20};
@@ -86,7 +86,7 @@ void write_large_movie(const std::filesystem::path& path) {
   const Bytes head = concat({front, pictures_moov(pictures, front.size() + moov_size + 8),
                              header(static_cast<uint32_t>(media + 8), "mdat")});
   write_file(path, {reinterpret_cast<const char*>(head.data()), head.size()});
-  // Written bytes, because a hole is read at another speed.
+  // The bytes are written, because a hole is read at a different speed.
   std::ofstream file(path, std::ios::binary | std::ios::app);
   const std::string block(1 << 20, 'v');
   for (uint64_t left = media; left != 0;) {

@@ -1,5 +1,5 @@
-// Movies for benchmarks: one with huge sample tables and little media, to measure against the number of
-// samples, and one with a gigabyte of media.
+// Movies for benchmarks: one with huge sample tables and little media, to measure how times depend on the
+// number of samples, and one with a gigabyte of media.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,8 @@ inline constexpr uint32_t kSamplesPerChunk = 10;
 void write_huge_movie(const std::filesystem::path& path, uint32_t samples);
 void write_large_movie(const std::filesystem::path& path);
 
-// Returns the path of a file with one audio track of `samples` samples, ten a chunk. The file is written by
-// the first call and removed at the end of the program. Its chunks alternate between two offsets, because the
+// Returns the path of a file with one audio track of `samples` samples, ten per chunk. The first call writes
+// the file; it is removed at the end of the program. Its chunks alternate between two offsets, because the
 // parser would read adjacent chunks at the same offset as one.
 const std::u16string& huge_movie(uint32_t samples);
 

@@ -1,4 +1,4 @@
-// The time of opening, locating and reading against the number of samples of a track.
+// Measures opening, locating and reading by the number of samples of a track.
 #include <benchmark/benchmark.h>
 
 #include <array>
@@ -9,7 +9,7 @@
 namespace zdr::bench {
 namespace {
 
-constexpr uint32_t kAudioBudget = 8192;  // budgets of the table cache as the pins of the filter pass them
+constexpr uint32_t kAudioBudget = 8192;  // budgets of the table cache, as passed by the pins of the filter
 constexpr uint32_t kVideoBudget = 24576;
 constexpr uint32_t kHundredHours = 15503906;  // of 44.1 kHz AAC
 
@@ -45,7 +45,7 @@ void open_track(benchmark::State& state) {
 }
 BENCHMARK(open_track)->Apply(sample_counts)->Unit(benchmark::kMicrosecond);
 
-// What a video pin needs at its start: two walks over all sizes.
+// What a video pin does at its start: two walks over all sizes.
 void open_and_walk_sizes(benchmark::State& state) {
   const auto& path = huge_movie(samples_of(state));
   for (auto _ : state) {
@@ -91,7 +91,7 @@ void read_samples_in_order(benchmark::State& state) {
 }
 BENCHMARK(read_samples_in_order)->Apply(sample_counts);
 
-// The same reads without the parser: the time of the file manager and the platform.
+// The same reads without the parser, for the time spent in the file manager and the platform.
 void read_same_places_plainly(benchmark::State& state) {
   const OpenMovie movie(huge_movie(samples_of(state)));
   const OpenTrack track(movie, kAudioBudget);
@@ -114,7 +114,7 @@ void read_same_places_plainly(benchmark::State& state) {
 }
 BENCHMARK(read_same_places_plainly)->Arg(1500000);
 
-// A jump as a seek makes it: time to sample, then location and read of the sample.
+// A jump as in a seek: time to sample, then location and read of the sample.
 void seek_at_random(benchmark::State& state) {
   const OpenMovie movie(huge_movie(samples_of(state)));
   const OpenTrack track(movie, kAudioBudget);

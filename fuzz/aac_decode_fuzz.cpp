@@ -1,9 +1,8 @@
-// Arbitrary bytes as a stream for the decoder: framing, parser, tools, synthesis, SBR, concealment,
-// resampler.
+// Decodes arbitrary bytes as a stream: framing, parser, tools, synthesis, SBR, concealment, resampler.
 //
-// The last two bytes choose the mode, the configuration, and whether headers are removed and frames lost; the
-// rest is the stream. After a failure the stream goes on a byte later with a lost frame, so that one input
-// has good, damaged and lost frames. ADTS files are good seeds as they are.
+// The last two bytes select the mode, the configuration, and whether headers are removed and frames lost; the
+// rest is the stream. After a failure the stream continues one byte later with a lost frame, so that one
+// input has good, damaged and lost frames. ADTS files are good seeds.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -47,7 +46,8 @@ Choice choose(uint8_t first, uint8_t second) {
   return choice;
 }
 
-// The PCM buffer has exactly the size that the decoder asks for, so that a sanitizer detects a byte too many.
+// The PCM buffer has exactly the size that the decoder requests, so that a sanitizer detects writes past its
+// end.
 class Decoder {
  public:
   explicit Decoder(Choice& choice) {

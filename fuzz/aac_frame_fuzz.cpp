@@ -1,8 +1,8 @@
-// Arbitrary bytes as access units, stream headers and configurations, for the two functions that need no
-// decoder instance, and for the parser of blocks. The parser runs twice, so that the second block starts with
-// the state that the first one left.
+// Passes arbitrary bytes as access units, stream headers and configurations to the two functions that need no
+// decoder instance and to the block parser. The parser runs twice, so that the second block starts from the
+// state after the first.
 //
-// The first byte chooses sampling rate, profile and function; the rest is the data.
+// The first byte selects sampling rate, profile and function; the rest is the data.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -29,7 +29,7 @@ void measure(const uint8_t* data, int32_t size, int rate_index, int profile, int
 }
 
 void configure(const uint8_t* data, int32_t size, int32_t header_mode) {
-  // The same data is the first frame, too.
+  // The same data also serve as the first frame.
   Zd_AAC_Dec_Config config{};
   int32_t length = size;
   const int32_t status = Zd_AAC_Dec_GetConfig(data, &length, &config, header_mode, data, size);

@@ -1,6 +1,7 @@
-// Arbitrary bytes as an AAC file: opens it, queries it, reads frames in order and after jumps, closes it.
+// Reads arbitrary bytes as an AAC file: opens and queries it, reads frames in order and after jumps, closes
+// it.
 //
-// The last byte chooses the time of a jump; the rest is the file. The files of samples/ are good seeds.
+// The last byte selects the time of a jump; the rest is the file. The files of samples/ are good seeds.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

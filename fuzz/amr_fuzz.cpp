@@ -1,8 +1,8 @@
-// Arbitrary bytes as a speech file, scanned and read in any order: every scan returns the same, and every
-// frame is found in the file.
+// Reads arbitrary bytes as a speech file, scanned and read in any order: every scan returns the same result,
+// and every frame is part of the file.
 //
-// Input: a count of operations; three bytes for each (a frame number of 11 bits, a capacity; 255: scan); the
-// file.
+// Input: the number of operations; three bytes for each (a frame number of 11 bits and a capacity; capacity
+// 255 is a scan); the file.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -36,7 +36,7 @@ void scan(AMRF_File* reader, std::optional<AMRF_Info>& first) {
 }
 
 void read(AMRF_File* reader, uint32_t number, uint32_t capacity, Bytes file) {
-  // Exactly the capacity, so that the address sanitizer detects a byte too many.
+  // Exactly the capacity, so that the address sanitizer detects writes past its end.
   std::vector<uint8_t> frame(capacity == 0 ? AMRF_MaxFrameSize() : capacity);
   AMRF_FrameRequest request{number, capacity, frame.data()};
   if (AMRF_ReadFrame(reader, &request) != AMRF_OK) return;

@@ -1,4 +1,5 @@
-// Scripted operations on the streams of a descriptor, against the plain model of the tests.
+// Runs scripted operations on the streams of a descriptor and compares them with the plain model of the
+// tests.
 //
 // Input: device type, content size, buffer size, then four bytes for each operation.
 #include <cstdio>

@@ -1,4 +1,4 @@
-// Arbitrary bytes as a file with ID3 tags: parses them, copies the texts and releases all.
+// Reads arbitrary bytes as a file with ID3 tags: parses them, copies the texts and releases everything.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

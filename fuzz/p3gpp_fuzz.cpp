@@ -1,4 +1,5 @@
-// Arbitrary bytes as an ISO media file: opens it, queries everything, and reads many samples of every track.
+// Reads arbitrary bytes as an ISO media file: opens it, queries everything, and reads many samples of every
+// track.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

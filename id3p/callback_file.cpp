@@ -1,4 +1,4 @@
-// Reading, seeking and measuring through the callbacks.
+// Reads, seeks and measures a file through the callbacks.
 #include "id3p/callback_file.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ uint32_t CallbackFile::read(std::span<uint8_t> bytes) const {
   return std::min(io_.read(bytes.data(), 1, room, handle_), room);
 }
 
-// Kept: a size that does not fit 31 bits counts as 2 GiB less a byte.
+// Kept: a size that does not fit 31 bits is reported as one byte less than 2 GiB.
 uint32_t CallbackFile::size() const {
   const int32_t before = io_.tell(handle_);
   if (io_.seek(handle_, 0, kFromEnd) != 0) return 0;

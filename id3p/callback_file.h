@@ -1,4 +1,4 @@
-// Reads a file through the callbacks of AACF_FileIo. For the tag parser and the AAC reader.
+// Reads a file through the callbacks of AACF_FileIo, for the tag parser and the AAC reader.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace zdr::id3p {
 
-// Borrows the handle; the position is that of the file.
+// Borrows the handle, and uses the position of the file.
 class CallbackFile {
  public:
   CallbackFile() = default;
@@ -22,8 +22,8 @@ class CallbackFile {
   bool read_whole(std::span<uint8_t> bytes) const { return read(bytes) == bytes.size(); }
   // Negative when unknown.
   int32_t position() const { return io_.tell(handle_); }
-  // Returns the size of the file, 0 on failure, and INT32_MAX where it does not fit a signed 32-bit number:
-  // no callback reaches further. The position stays, unless the callbacks fail.
+  // Returns the size of the file, 0 on failure, or INT32_MAX if it does not fit a signed 32-bit number,
+  // because the callbacks reach no further. The position is unchanged unless the callbacks fail.
   uint32_t size() const;
   void close() const { io_.close(handle_); }
 

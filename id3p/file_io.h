@@ -1,5 +1,5 @@
 /*
- * AACF_FileIo: six stdio-style callbacks through which the AAC file reader and the tag parser reach a file.
+ * AACF_FileIo: six stdio-style callbacks through which the AAC file reader and the tag parser access a file.
  * OS_fopen, OS_fseek, OS_fread, OS_fwrite, OS_fclose and OS_ftell of the OS layer have these types.
  *
  * Valid as C11 and C++20.
@@ -27,7 +27,7 @@ typedef struct AACF_FileIo {
   /* Never called. */
   uint32_t (*write)(const void* buffer, uint32_t size, uint32_t count, void* handle);
   int32_t (*close)(void* handle);
-  /* Returns the position in bytes, negative on failure and where it does not fit. */
+  /* Returns the position in bytes, negative on failure or if it does not fit. */
   int32_t (*tell)(void* handle);
 } AACF_FileIo;
 

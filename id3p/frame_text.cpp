@@ -1,5 +1,5 @@
-// The text encodings of ID3v2 frames: single bytes of the ANSI code page, and UTF-16 with its byte order
-// mark.
+// Decodes the text encodings of ID3v2 frames: single bytes of the ANSI code page, and UTF-16 with a byte
+// order mark.
 #include "id3p/frame_text.h"
 
 #include <algorithm>
@@ -29,7 +29,7 @@ std::optional<EncodedText> find_utf16_text(Bytes bytes, ByteOrderMark mark) {
   if (mark == ByteOrderMark::kOptional && !has_mark) return EncodedText{Encoding::kUtf16, false, bytes};
   if (bytes.size() <= kMarkBytes) return std::nullopt;
   bytes = bytes.subspan(kMarkBytes);
-  // Kept: an odd length skips the frame only where a mark is mandatory.
+  // Kept: an odd length skips the frame only if a mark is mandatory.
   if (mark == ByteOrderMark::kTaken && bytes.size() % kUnitBytes != 0) return std::nullopt;
   return EncodedText{Encoding::kUtf16, little_endian, bytes};
 }
@@ -97,7 +97,7 @@ Comment single_byte_comment(Bytes bytes) {
   if (terminator != bytes.end()) {
     const Bytes rest(terminator + 1, bytes.end());
     if (rest.empty()) return {};
-    // Kept: a text without a terminator is followed by what is left of a longer description.
+    // Kept: a text without a terminator is followed by the rest of a longer description.
     std::strncpy(characters.get(), reinterpret_cast<const char*>(rest.data()), rest.size());
   }
   Units units = converted(characters, bytes.size());

@@ -24,15 +24,15 @@ struct EncodedText {
   Bytes bytes;
 };
 
-// Finds the text in a frame body, which begins with the encoding byte. Empty when the frame is to be skipped.
+// Finds the text in a frame body, which begins with the encoding byte. Empty if the frame must be skipped.
 std::optional<EncodedText> find_text(Bytes frame_body, uint8_t encoding, ByteOrderMark mark);
 
-// Converts up to the first zero. Null when out of memory.
+// Converts the text up to the first zero. Null when out of memory.
 Units text_of(const EncodedText& text);
 
 // The text of a comment, which follows a language code and a short description.
 struct Comment {
-  Units units;  // null when there is no text, or when out of memory
+  Units units;  // null if there is no text, or when out of memory
   bool out_of_memory = false;
 };
 Comment comment_of(const EncodedText& text);

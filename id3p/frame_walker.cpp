@@ -1,4 +1,4 @@
-// One walk for both versions; a FrameLayout describes their differences.
+// Walks over the frames of both versions; a FrameLayout describes how they differ.
 //
 // Kept: the unsynchronisation flag has no effect; inserted zero bytes stay in the body.
 #include "id3p/frame_walker.h"
@@ -23,7 +23,7 @@ constexpr FieldRow kV22Fields[] = {
     {"TYE", &ID3P_Text::year},  {"COM", &ID3P_Text::comment}, {"TCO", &ID3P_Text::genre},
     {"TRK", &ID3P_Text::track}, {"TLE", &ID3P_Text::length},
 };
-// Kept: a user URL frame (WXXX) is read like a text frame, which gives its description.
+// Kept: a user URL frame (WXXX) is read like a text frame, which yields its description.
 constexpr FieldRow kV23Fields[] = {
     {"TIT2", &ID3P_Text::title},    {"TPE1", &ID3P_Text::artist},
     {"TALB", &ID3P_Text::album},    {"TYER", &ID3P_Text::year},
@@ -45,24 +45,24 @@ struct FrameLayout {
   size_t header_bytes() const { return id_bytes + size_bytes + flag_bytes; }
 };
 
-// Kept: an empty frame of version 2.3 is an empty text, one of version 2.2 is skipped.
+// Kept: an empty frame of version 2.3 is an empty text; one of version 2.2 is skipped.
 constexpr FrameLayout kV22{3, 3, 0, kV22Fields, "", ByteOrderMark::kOptional, true};
 constexpr FrameLayout kV23{4, 4, 2, kV23Fields, "APIC", ByteOrderMark::kTaken, false};
 
 // Header flags that a tag must not have.
-// Kept: in version 2.3 they fail the parse, in version 2.2 they leave the tag without texts.
+// Kept: in version 2.3 they fail the parse; in version 2.2 they leave the tag without texts.
 constexpr uint8_t kV22Refused = 0x40 | 0x1F;  // compression, undefined
 constexpr uint8_t kV23Refused = 0x20 | 0x1F;  // experimental, undefined
 constexpr uint8_t kV23ExtendedHeader = 0x40;
 constexpr size_t kExtendedSizeBytes = 4;
 // Flags of an ID3v2.3 frame: compression, encryption, undefined.
-// Kept: a frame with a group identity is read, and its group byte is taken for the encoding.
+// Kept: a frame with a group identity is read, and its group byte is interpreted as the encoding.
 constexpr uint8_t kUnreadableFrame = 0xC0 | 0x1F;
 
 struct Frame {
   std::string_view id;
   uint8_t flags;     // the second flag byte; 0 in version 2.2
-  uint8_t encoding;  // the byte after the header; for an empty frame the first of the next one
+  uint8_t encoding;  // the byte after the header; for an empty frame, the first byte of the next frame
   Bytes body;
 };
 
@@ -112,7 +112,7 @@ int32_t walk_frames(const FrameLayout& layout, Bytes body, ID3P_Text& text) {
   return ID3P_OK;
 }
 
-// Kept: the last three bytes of the size are signed, so a larger extended header leads to a wrong place.
+// Kept: the last three bytes of the size are signed, so for a larger extended header the position is wrong.
 int64_t first_frame_after_extended_header(Bytes body) {
   int64_t size = int64_t{body[0]} << 24;
   for (size_t i = 1; i < kExtendedSizeBytes; ++i) {

@@ -8,8 +8,8 @@
 
 namespace zdr::id3p {
 
-// Read the texts, and for version 2.3 the picture, from the body of a tag. `flags` is the flag byte of its
-// header. Return ID3P_OK or a failure; `text` then holds what was read before it.
+// Both read the texts, and for version 2.3 the picture, from the body of a tag. `flags` is the flag byte of
+// its header. Both return ID3P_OK or a failure, after which `text` holds what was read before it.
 int32_t walk_v22_frames(uint8_t flags, std::span<const uint8_t> body, ID3P_Text& text);
 int32_t walk_v23_frames(uint8_t flags, std::span<const uint8_t> body, ID3P_Text& text);
 

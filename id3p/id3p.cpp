@@ -13,7 +13,7 @@
 namespace zdr::id3p {
 namespace {
 
-// Lets the version of the parser be read from every binary that contains it.
+// Identifies the version of the parser in every binary that contains it.
 [[gnu::used]] constexpr char kVersionMarker[] = "VERSION=ID3P_3_2_0";
 
 constexpr uint32_t kHeaderBytes = 10;
@@ -28,7 +28,7 @@ struct V2Header {
 
 using FrameWalker = int32_t (*)(uint8_t flags, std::span<const uint8_t> body, ID3P_Text& text);
 
-// Kept: the top bit of each byte counts, although a syncsafe number has 7 bits a byte.
+// Kept: the top bit of each byte counts, although a syncsafe number has 7 bits per byte.
 uint32_t syncsafe(const uint8_t* bytes) {
   return bytes[0] * 0x200000u + bytes[1] * 0x4000u + bytes[2] * 0x80u + bytes[3];
 }
@@ -50,8 +50,8 @@ int32_t parse_v1(const CallbackFile& file, ID3P_TagSet& tags) {
   return read_v1_tag(bytes, tags.v1->text) ? ID3P_OK : ID3P_ERR_NO_MEMORY;
 }
 
-// Kept: a tag that claims more than the file holds fails like the short read it would lead to, before memory
-// is taken for it.
+// Kept: a tag that claims more bytes than the file holds fails like the short read it would cause, before
+// memory is allocated for it.
 bool is_in_file(const CallbackFile& file, const V2Header& header) {
   return header.tag_size() <= file.size();
 }
@@ -61,7 +61,7 @@ int32_t parse_frames(const CallbackFile& file, const V2Header& header, FrameWalk
   if (tag == nullptr) return ID3P_ERR_NO_MEMORY;
   if (!is_in_file(file, header)) return ID3P_ERR_SHORT_READ;
   const std::unique_ptr<uint8_t[]> body(new (std::nothrow) uint8_t[header.body_size]);
-  // Kept: when out of memory for the body, the tag has no texts.
+  // Kept: if there is no memory for the body, the tag has no texts.
   if (!body) return ID3P_OK;
   const std::span<uint8_t> bytes(body.get(), header.body_size);
   if (!file.read_whole(bytes)) return ID3P_ERR_SHORT_READ;

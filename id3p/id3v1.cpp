@@ -1,4 +1,4 @@
-// The fields of the ID3v1 tag.
+// Reads the fixed fields of an ID3v1 tag.
 #include "id3p/id3v1.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ bool is_v1_tag(std::span<const uint8_t, kV1TagBytes> bytes) {
 }
 
 bool read_v1_tag(std::span<const uint8_t, kV1TagBytes> bytes, ID3P_Text& text) {
-  // A full field has no terminator; the appended one ends the last field.
+  // A full field has no terminator; the appended one terminates the last field.
   char terminated[kV1TagBytes + 1] = {};
   std::copy(bytes.begin(), bytes.end(), terminated);
   for (const V1Field& field : kFields) {

@@ -1,4 +1,4 @@
-// The writer of messages, which ID3P_SetConsole replaces.
+// Holds the writer of messages, which ID3P_SetConsole replaces.
 #include "id3p/messages.h"
 
 #include <atomic>
@@ -18,8 +18,8 @@ void print(const char* message) {
     writer(message);
     return;
   }
-  // Kept: narrow text on the standard error. Wide text would turn the whole stream wide, and the standard
-  // output carries the results of the program.
+  // Kept: narrow text on standard error. Wide text would make the whole stream wide, and standard output
+  // carries the results of the program.
   std::fputs(message, stderr);
 }
 

@@ -3,7 +3,7 @@
 
 namespace zdr::id3p {
 
-// Writes to the writer set with ID3P_SetConsole, else to the standard error.
+// Writes to the writer set with ID3P_SetConsole, else to standard error.
 void print(const char* message);
 
 }  // namespace zdr::id3p

@@ -1,7 +1,7 @@
-// The body of a picture frame: encoding, MIME type, zero, picture type, description, zero, image.
+// Reads the body of a picture frame: encoding, MIME type, zero, picture type, description, zero, image.
 //
-// Kept: the fields are found by searching for "image/" and for the signature of an image instead. Bytes
-// outside of the body read as zero.
+// Kept: the fields are not read in that order but found by searching for "image/" and for the signature of an
+// image. Bytes outside the body read as zero.
 #include "id3p/picture.h"
 
 #include <algorithm>

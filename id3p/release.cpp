@@ -1,4 +1,4 @@
-// Releases, measures and copies what the records of id3p.h hold.
+// Releases, measures and copies the contents of the records of id3p.h.
 #include "id3p/release.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 //   make_aac_streams sbr IN.aac OUT.aac   adds SBR data to every block
 //   make_aac_streams ps IN.aac OUT.aac    adds SBR and parametric stereo data, to mono streams
 //
-// The added data is random, within values that sound natural. The rest of each block stays bit for bit.
+// The added data is random, within values that sound natural. The rest of each block is copied bit for bit.
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -183,7 +183,7 @@ class LtpMaker {
     copy_bits(w, reader, end);
   }
 
-  // ics_info, with prediction for `channels` channels where the window is long.
+  // Writes ics_info, with prediction for `channels` channels if the window is long.
   void put_ics(BitWriter& w, BitReader& reader, ChannelStream& channel, int channels) {
     const uint64_t start = reader.position();
     LtpData second;
@@ -201,7 +201,7 @@ class LtpMaker {
     const bool present = random_() % 4 != 0;
     w.put(present ? 1 : 0, 1);
     if (!present) return;
-    // Lags from those of pitch to long delays, and the two smallest gains.
+    // Lags from pitch periods to long delays, and the two smallest gains.
     w.put(200 + random_() % 1848, 11).put(random_() % 2, 3);
     for (int sfb = 0; sfb < std::min(max_sfb, kMaxLtpBands); ++sfb) w.put(random_() % 2, 1);
   }

@@ -28,7 +28,7 @@ ff -f lavfi -i testsrc2=s=128x96:r=10:d=3 -f lavfi -i smptebars=s=128x96:r=10:d=
 ff -f lavfi -i testsrc2=s=176x144:r=15:d=3 -f lavfi -i "sine=440:r=8000:d=3" \
    -c:v h263 -b:v 64k -g 15 -c:a libopencore_amrnb -b:a 5.9k -ac 1 -movflags +faststart moov-first.3gp
 
-# AMR and AMR-WB speech files. The last frame of the first file would be a group of its own, which is never delivered.
+# AMR and AMR-WB speech files. The last frame of the first file would form a group of its own, which is never delivered.
 ff -f lavfi -i "sine=440:r=8000:d=3" -c:a libopencore_amrnb -b:a 12.2k -ac 1 amr-nb.amr
 ff -f lavfi -i "sine=300:r=16000:d=2.5" -c:a libvo_amrwbenc -b:a 12.65k -ac 1 -f amr amr-wb.awb
 

@@ -12,7 +12,7 @@
 
 namespace zdr::test {
 
-// One of the two kinds of parameter.
+// One of the two kinds of parameter (IID or ICC), and the coding of its values.
 struct PsParameter {
   bool enabled = false;
   int mode = 0;
@@ -81,7 +81,7 @@ struct PsWriter {
   }
 
   std::mt19937 random;
-  // What headers and indices are drawn from: narrow for streams that are listened to.
+  // The ranges from which headers and indices are drawn; narrow for streams meant for listening.
   bool keeps_header = false;  // all headers are like the first
   unsigned modes = 6;
   int widest_iid = 15;

@@ -61,7 +61,7 @@ int SbrFrameWriter::put_drawn(BitWriter& w, int count, int bits) {
   return value;
 }
 
-// Borders in the order of the syntax; false where they do not rise, for another try.
+// Writes borders in syntax order. False if they are not ascending; the caller then tries again.
 bool SbrFrameWriter::put_variable_grid(BitWriter& w, int first, SbrGrid& grid) {
   const bool starts_variably = grid.frame_class != FrameClass::kFixVar;
   const bool ends_variably = grid.frame_class != FrameClass::kVarFix;
@@ -117,7 +117,7 @@ void SbrFrameWriter::put_directions(BitWriter& w, SbrChannelCoding& model) {
   }
 }
 
-// One envelope or noise floor, as differences from `references` or, without them, along frequency.
+// Writes an envelope or noise floor as differences from `references` or, if that is null, along frequency.
 SbrValues SbrFrameWriter::put_values(BitWriter& w, const Coding& coding, int count,
                                      const SbrValues* references) {
   const auto codes = references != nullptr ? coding.time : coding.frequency;
@@ -148,7 +148,7 @@ void SbrFrameWriter::put_envelopes(BitWriter& w, SbrChannelCoding& model) {
       narrowed(envelope_coding(frame.coupled, frame.amp_res), frame.coupled ? balances : levels);
   for (int e = 0; e < frame.grid.envelope_count; ++e) {
     const bool high = frame.grid.high_resolution[e];
-    // The reference covers the first QMF band of a band, or begins with it.
+    // The reference of a band is the one that covers, or begins with, its first QMF band.
     const uint8_t* const before = bands_.envelope_borders(model.high_before);
     SbrValues references{};
     for (int band = 0, reference = 0; band < bands_.envelope_bands(high); ++band) {

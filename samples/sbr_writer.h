@@ -10,12 +10,13 @@
 
 namespace zdr::test {
 
-// sbr_extended_data of one extension; none for an empty one.
+// Returns sbr_extended_data with one extension, or without any if `data` is empty.
 BitWriter sbr_extended_data(uint64_t id, const BitWriter& data);
 
 using SbrValues = std::array<int16_t, aacdec::kMaxSbrBands>;
 
-// One channel: its last frame, and what the time differences of the next one refer to.
+// The state of one channel: its last frame, and the values to which the time differences of the next frame
+// refer.
 struct SbrChannelCoding {
   aacdec::SbrChannelFrame frame;  // only what the coding of the next frame depends on
   bool along_time[aacdec::kMaxEnvelopes] = {};
@@ -30,7 +31,7 @@ class SbrFrameWriter {
   SbrFrameWriter(std::mt19937& random, const aacdec::SbrHeader& header, const aacdec::SbrBandTables& bands)
       : random_(random), header_(header), bands_(bands) {}
 
-  // The part of their range that values are drawn from, in hundredths: narrow for streams that are played.
+  // The part of its range, in percent, from which a value is drawn; narrow for streams meant for listening.
   struct Part {
     int low = 0;
     int high = 100;
@@ -39,17 +40,17 @@ class SbrFrameWriter {
   Part balances;
   Part noise_floors;
 
-  // A random sbr_single_channel_element of one model or sbr_channel_pair_element of two, without extended
-  // data. Each frame begins where the one before ended.
+  // Writes a random sbr_single_channel_element for one model or sbr_channel_pair_element for two, without
+  // extended data. Each frame begins where the previous one ended.
   void put_element(BitWriter& w, std::span<SbrChannelCoding> models, bool coupled = false);
 
-  // The codes of one kind of value, and the range of what is coded in a sane stream.
+  // The codes of one kind of value, and the range of values in a valid stream.
   struct Coding {
     int start_bits;
     std::span<const aacdec::HuffmanCode> frequency;
     std::span<const aacdec::HuffmanCode> time;
     int highest;
-    int factor = 1;  // of the value to its code
+    int factor = 1;  // value per coded step
     int lowest = 0;
   };
 

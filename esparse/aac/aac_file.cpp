@@ -1,4 +1,4 @@
-// Opening, reading and seeking, over the parts of the reader.
+// Opens, reads and seeks an AAC file, using the other parts of the reader.
 #include "esparse/aac/aac_file.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace {
 using namespace zdr::aacf;
 using zdr::id3p::CallbackFile;
 
-// A stream that follows a tag begins with this byte.
+// A stream after a tag begins with this byte.
 constexpr uint8_t kSyncByte = 0xFF;
 constexpr size_t kSearchBlock = 32768;
 
@@ -22,8 +22,8 @@ uint32_t v2_tag_bytes(const ID3P_TagSet& tags) {
   return tags.v24 != nullptr ? tags.v24->size : 0;
 }
 
-// Returns the offset of the first sync byte from the file position on. Ends where the callbacks cannot seek
-// to: a sparse file may go on for terabytes.
+// Returns the offset of the first sync byte at or after the file position. Stops at the largest offset that
+// the callbacks can seek to, because a sparse file may hold terabytes.
 std::optional<uint32_t> find_sync_byte(const CallbackFile& file) {
   const int32_t start = file.position();
   if (start < 0) return std::nullopt;
@@ -44,7 +44,7 @@ uint32_t audio_bytes_of(const CallbackFile& file, const ID3P_TagSet& tags, const
   uint64_t others = ID3P_TotalTagBytes(&tags);
   if (stream.kind != AACF_KIND_ADTS) others += stream.header_bytes;
   const uint64_t size = file.size();
-  // Kept: the tags of a short file may overlap; the audio is never below 0 bytes.
+  // Kept: the tags of a short file may overlap; the audio never has fewer than 0 bytes.
   return static_cast<uint32_t>(size > others ? size - others : 0);
 }
 
@@ -90,8 +90,8 @@ int32_t AACF_File::read_frame(AACF_FrameRequest& request) {
   const Bytes data = stream_.decodable();
   if (data.empty()) return AACF_ERR_END_OF_STREAM;
   if (decode_frame(data, request)) return AACF_OK;
-  // Kept: after a jump out of an ADTS frame of several blocks the decoder starts anew: it would take the
-  // header for the next block.
+  // Kept: after a jump out of an ADTS frame with several blocks, the decoder is restarted: otherwise it would
+  // read the header as the next block.
   const bool may_be_inside_a_frame = !is_in_sequence && stream_.has_frames_of_several_blocks();
   if (!may_be_inside_a_frame || decoder.configure(config) != ZD_AAC_DEC_OK) return AACF_ERR_FAILED;
   return decode_frame(data, request) ? AACF_OK : AACF_ERR_FAILED;
@@ -107,8 +107,8 @@ int32_t AACF_File::seek_to_frame(AACF_FrameRequest& request) {
 }
 
 bool AACF_File::decode_frame(Bytes data, AACF_FrameRequest& request) {
-  // Kept: a header between raw blocks is refused without the decoder, which would expect headers from then
-  // on.
+  // Kept: a header between raw blocks is refused without calling the decoder, which would expect headers from
+  // then on.
   if (stream_.kind() != AACF_KIND_ADTS && begins_with_syncword(data)) return false;
   uint32_t consumed = 0;
   if (!decoder.decode(data, consumed, request.pcm, request.size)) return false;

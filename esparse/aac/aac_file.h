@@ -1,4 +1,4 @@
-// The reader: an open file with its tags, its stream of frames and its decoder.
+// The reader: owns an open file, its tags, its stream of frames and its decoder.
 #pragma once
 
 #include "esparse/aac/aacf.h"
@@ -20,11 +20,11 @@ struct AACF_File {
   zdr::aacf::Decoder decoder;
 
  private:
-  // Runs after the tags are read. False when no stream follows them.
+  // Must be called after the tags are read. False when no stream follows them.
   bool locate_stream(zdr::aacf::FileLayout& layout) const;
-  // Moves the stream to the requested frame. AACF_OK or a failure.
+  // Moves the stream to the requested frame. Returns AACF_OK or a failure.
   int32_t seek_to_frame(AACF_FrameRequest& request);
-  // False when the data cannot be decoded; then it consumes nothing.
+  // False when the data cannot be decoded; nothing is then consumed.
   bool decode_frame(zdr::aacf::Bytes data, AACF_FrameRequest& request);
 
   zdr::id3p::CallbackFile file_;

@@ -1,4 +1,4 @@
-// The public functions: they check arguments and call the reader. Nothing that they call throws.
+// The public functions: they check arguments and call the reader. Nothing they call throws.
 #include "esparse/aac/aacf.h"
 
 #include <memory>

@@ -2,7 +2,7 @@
  * AACF: reads AAC files (".aac") and decodes them frame by frame into 16-bit PCM.
  *
  * Three kinds of streams (ISO/IEC 13818-7 and ISO/IEC 14496-3, annex 1.A):
- *   ADTS   frames with a header each
+ *   ADTS   frames, each with a header
  *   ADIF   one header, then raw data blocks
  *   raw    a byte with the length of an AudioSpecificConfig, this configuration, then raw data blocks
  * An ID3v2 tag may precede the stream, an ID3v1 tag may follow it.
@@ -10,7 +10,7 @@
  * Opening reads a bounded part of the file and estimates bitrate and number of frames from it. Any frame can
  * then be read by its number, counted from 1.
  *
- * The file is reached through the caller's callbacks alone. Functions return AACF_OK or a negative status; a
+ * The file is accessed only through the caller's callbacks. Functions return AACF_OK or a negative status; a
  * null argument is AACF_ERR_FAILED. One thread at a time uses a reader; different readers are independent.
  *
  * Valid as C11 and C++20.
@@ -55,7 +55,7 @@ typedef struct AACF_File AACF_File;
 
 typedef struct AACF_OpenParams {
   const AACF_FileIo* io; /* copied; the callbacks must work until AACF_Close */
-  uint32_t scan_limit;   /* in bytes: opening walks over frames until it has passed more than these */
+  uint32_t scan_limit;   /* in bytes: opening scans frames until it has passed more bytes than this */
 } AACF_OpenParams;
 
 typedef struct AACF_StreamInfo {
@@ -97,7 +97,7 @@ int32_t AACF_GetDuration(const AACF_File* reader, AACF_Duration* duration) AACF_
  * status of the decoder. */
 int32_t AACF_RefreshConfig(AACF_File* reader) AACF_NOEXCEPT;
 
-/* Stores the number of the frame that is heard at a time. Time 0 is AACF_ERR_FAILED. */
+/* Stores the number of the frame that is played at a time. Time 0 is AACF_ERR_FAILED. */
 int32_t AACF_TimeToFrame(const AACF_File* reader, uint32_t time_ms, uint32_t* number) AACF_NOEXCEPT;
 /* Stores the time at which a frame begins. Number 0 is AACF_ERR_FAILED; times wrap after 2^32 samples. */
 int32_t AACF_FrameToTime(const AACF_File* reader, uint32_t number, uint64_t* time_ms) AACF_NOEXCEPT;

@@ -1,4 +1,4 @@
-// Calls of the decoder, with its 32-bit sizes.
+// Calls the decoder and converts to its 32-bit sizes.
 #include "esparse/aac/decoder.h"
 
 #include <algorithm>
@@ -6,7 +6,7 @@
 namespace zdr::aacf {
 
 bool Decoder::open(Zd_AAC_Dec_Config& config) {
-  // Kept: this instance decodes SBR and not parametric stereo, so HE-AAC v2 yields two equal channels.
+  // Kept: this instance decodes SBR but not parametric stereo, so HE-AAC v2 yields two equal channels.
   Zd_AAC_Dec_Instance* instance = nullptr;
   if (Zd_AAC_Dec_Open(&instance) != ZD_AAC_DEC_OK) return false;
   instance_.reset(instance);

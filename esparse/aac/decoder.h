@@ -15,8 +15,8 @@ class Decoder {
   bool open(Zd_AAC_Dec_Config& config);
   // Restarts the decoder and updates the derived fields of `config`. Returns a status of the decoder.
   int32_t configure(Zd_AAC_Dec_Config& config);
-  // Decodes the frame at the start of `data`. False when that fails; then it consumes nothing. `pcm_bytes` is
-  // the capacity of `pcm`, and on success the bytes written.
+  // Decodes the frame at the start of `data`. False on failure; nothing is then consumed. `pcm_bytes` is the
+  // capacity of `pcm`; on success, the bytes written.
   bool decode(std::span<const uint8_t> data, uint32_t& consumed, int16_t* pcm, uint32_t& pcm_bytes);
 
  private:

@@ -1,4 +1,4 @@
-// Walking over frames, and seeking by their mean size.
+// Walks over frames, and seeks by their mean size.
 #include "esparse/aac/frame_stream.h"
 
 #include <algorithm>
@@ -35,7 +35,7 @@ bool FrameStream::find_frame(uint32_t& length) {
   return buffer_.valid() > layout_.trailing_bytes && status >= AACF_OK;
 }
 
-// Kept: in ADTS with several blocks a frame, walking counts frames and reading counts blocks.
+// Kept: in ADTS with several blocks per frame, walking counts frames and reading counts blocks.
 void FrameStream::step_over(uint32_t length) {
   buffer_.advance(length);
   ++current_frame_;
@@ -55,7 +55,7 @@ bool FrameStream::skip_to_frame(uint32_t number) {
     uint32_t length = 0;
     if (!find_frame(length)) return false;
     if (length == 0) {
-      // At a truncated header with nothing left to read, every further frame is the same.
+      // At a truncated header with nothing left to read, all further frames are the same.
       current_frame_ = number;
       return true;
     }
@@ -70,7 +70,7 @@ int32_t FrameStream::estimate_seek(uint32_t number, const AACF_StreamInfo& info)
   if (number == current_frame_) return AACF_OK;
   if (!rewind()) return AACF_ERR_FAILED;
   if (number == 1) return AACF_OK;
-  // Kept: the distance counts from the end of the tag, even if the stream begins later.
+  // Kept: the distance is measured from the end of the tag, even if the stream begins later.
   const double distance = mean_frame_bytes(info) * (number - 1.0);
   if (!file_.seek_to(saturated_sum(layout_.tag_end, distance))) return AACF_ERR_FAILED;
   buffer_.restart(file_);

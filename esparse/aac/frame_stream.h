@@ -1,4 +1,4 @@
-// The frames of an open file: reads them in order, and moves to a frame by its number.
+// The frames of an open file: finds them in order, and moves to a frame by its number.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ namespace zdr::aacf {
 struct FileLayout {
   uint32_t tag_end = 0;         // of the ID3v2 tag
   uint32_t stream_start = 0;    // first byte after the tag that can begin a header
-  uint32_t trailing_bytes = 0;  // at the end of the file that are not audio
+  uint32_t trailing_bytes = 0;  // non-audio bytes at the end of the file
 };
 
 class FrameStream {
@@ -23,7 +23,7 @@ class FrameStream {
   // False when out of memory.
   bool allocate() { return buffer_.allocate(); }
 
-  // Reads the start of the stream and recognises its kind. False when that fails.
+  // Reads the start of the stream and recognises its kind. False on failure.
   bool begin(const id3p::CallbackFile& file, const FileLayout& layout);
 
   int32_t kind() const { return sync_.kind; }
@@ -36,18 +36,19 @@ class FrameStream {
   // The number of the frame at the read position, 0 when unknown.
   uint32_t current_frame() const { return current_frame_; }
 
-  // Stores the length of the frame at the read position. False at the end, and where no frame is found.
+  // Stores the length of the frame at the read position. False at the end, or if no frame is found.
   bool find_frame(uint32_t& length);
   void step_over(uint32_t length);
-  // Reads more of the file, and returns the number of bytes.
+  // Reads more of the file. Returns the number of bytes read.
   uint32_t refill() { return buffer_.refill(file_); }
 
   // Walks to a frame, from the current or the first one. False when the stream ends before it.
   bool skip_to_frame(uint32_t number);
-  // Moves to the next header at or after the estimated place of an ADTS frame. AACF_OK or a failure.
+  // Moves to the next header at or after the estimated position of an ADTS frame. Returns AACF_OK or a
+  // failure.
   int32_t estimate_seek(uint32_t number, const AACF_StreamInfo& info);
 
-  // Returns the data for the decoder, empty at the end of the audio.
+  // Returns the data for the decoder; empty at the end of the audio.
   Bytes decodable();
 
  private:

@@ -11,15 +11,14 @@ namespace {
 constexpr size_t kComparedBytes = 4;
 constexpr size_t kLengthFieldEnd = 7;
 
-// Kept: a header is recognised by the 28 bits that it shares with the first one of the stream, and by no
-// more.
+// Kept: a header is recognised only by the 28 bits that it shares with the first header of the stream.
 bool is_header(const AACF_SyncState& state, const uint8_t* bytes) {
-  // The low bits of the fourth byte belong to the frame: two flags and the top of its length.
+  // The low bits of the fourth byte vary by frame: two flags and the top bits of the length.
   return std::memcmp(bytes, state.first_header.data(), kComparedBytes - 1) == 0 &&
          ((bytes[3] ^ state.first_header[3]) & 0xF0) == 0;
 }
 
-// Returns the offset of the first header at or after `from` that has a byte after the compared ones.
+// Returns the offset of the first header at or after `from` with at least one byte after the compared ones.
 std::optional<size_t> find_header(const AACF_SyncState& state, Bytes data, size_t from) {
   while (from + kComparedBytes < data.size()) {
     const size_t candidates = data.size() - kComparedBytes - from;
@@ -44,7 +43,7 @@ int32_t sync_to_adts(const AACF_SyncState& state, Bytes data, uint32_t& length) 
   const uint32_t frame_length = length_field(data.data() + *first);
   if (frame_length == 0) return AACF_ERR_FAILED;
   if (data.size() - *first <= frame_length + kComparedBytes) return AACF_ERR_NEED_MORE_DATA;
-  // Kept: the length counts from the start of the data, even if the header was found later.
+  // Kept: the length is counted from the start of the data, even if the header was found later.
   if (is_header(state, data.data() + frame_length)) {
     length = frame_length;
     return AACF_OK;
@@ -56,8 +55,8 @@ int32_t sync_to_adts(const AACF_SyncState& state, Bytes data, uint32_t& length) 
   return AACF_OK;
 }
 
-// Measuring stores its findings in the configuration, and refuses one with parametric stereo. So each frame
-// is measured with a new configuration, which has the channels of the core.
+// Measuring updates the configuration, and fails for one that already has parametric stereo. Each frame is
+// therefore measured with a new configuration that has the channels of the core.
 Zd_AAC_Dec_Config core_config(Zd_AAC_Dec_Config config) {
   if (config.extension == ZD_AAC_DEC_EXTENSION_PS) config.channels /= 2;
   config.extension = ZD_AAC_DEC_EXTENSION_NONE;

@@ -1,4 +1,4 @@
-// The walk over the first frames, and the estimates.
+// Walks over the first frames and computes the estimates.
 #include "esparse/aac/scan.h"
 
 #include "esparse/aac/stream_times.h"
@@ -6,11 +6,11 @@
 namespace zdr::aacf {
 namespace {
 
-// Kept: an estimated bitrate is a whole number of bytes a millisecond.
+// Kept: an estimated bitrate is a whole number of bytes per millisecond.
 constexpr uint32_t kBitsPerSecondOfByteMs = 8000;
 
-// Kept: the bits come from these places even in a header with a copyright identification, and are joined low
-// byte first.
+// Kept: the bits are read from these positions even if the header has a copyright identification, and are
+// joined low byte first.
 void read_adif_bitrate(Bytes head, AACF_StreamInfo& info) {
   const uint32_t b9 = head[9], b10 = head[10], b11 = head[11], b12 = head[12];
   info.bitrate = b9 >> 4 | b10 << 4 | b11 << 12 | (b12 & 3) << 20;

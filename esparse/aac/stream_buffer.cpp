@@ -1,4 +1,4 @@
-// Moving and filling the block in memory.
+// Moves and fills the block in memory.
 #include "esparse/aac/stream_buffer.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// The part of a file that is in memory, read in large blocks. Refilling below the threshold keeps a whole
-// ADTS frame and the next header in memory. (A block of the other kinds may be larger than the threshold.)
+// Holds part of a file in memory, read in large blocks. Refilling below the threshold keeps a whole ADTS
+// frame and the next header in memory; a block of the other kinds may exceed the threshold.
 #pragma once
 
 #include <cstdint>
@@ -22,11 +22,11 @@ class StreamBuffer {
   uint32_t valid() const { return valid_; }
   void advance(uint32_t count);
 
-  // Drops the content and reads from the file position, with one call.
+  // Discards the content and reads from the file position with one call.
   void restart(const id3p::CallbackFile& file);
-  // Appends what fits, with one call. Returns the number of bytes read.
+  // Fills the free space with one call. Returns the number of bytes read.
   uint32_t refill(const id3p::CallbackFile& file);
-  // As refill(), but only below AACF_REFILL_THRESHOLD; else 0.
+  // Like refill(), but only below AACF_REFILL_THRESHOLD; otherwise returns 0.
   uint32_t refill_when_low(const id3p::CallbackFile& file);
 
  private:

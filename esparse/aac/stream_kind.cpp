@@ -1,4 +1,5 @@
-// The three kinds of streams by their first bytes: syncword, "ADIF", or the length of a configuration.
+// Recognises the three kinds of streams by their first bytes: syncword, "ADIF", or the length of a
+// configuration.
 #include "esparse/aac/stream_kind.h"
 
 #include <string_view>
@@ -27,7 +28,7 @@ std::optional<StreamDescription> describe_with_header(Bytes data, int32_t kind) 
   return stream;
 }
 
-// A byte with the length of the configuration, then the configuration and the first frame.
+// Raw streams: a byte with the length of the configuration, then the configuration and the first frame.
 std::optional<StreamDescription> describe_raw(Bytes data) {
   if (data.empty()) return std::nullopt;
   const size_t config_bytes = data[0];

@@ -1,4 +1,4 @@
-// Recognises the kind of a stream, and reads its configuration.
+// Recognises the kind of a stream and reads its configuration.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace zdr::aacf {
 
-// True for an ADTS header, and for data that looks like one.
+// True for an ADTS header, and for data that look like one.
 bool begins_with_syncword(std::span<const uint8_t> data);
 
 struct StreamDescription {

@@ -1,4 +1,4 @@
-// The arithmetic of frames and times.
+// Implements the conversions between frames, bytes and times.
 #include "esparse/aac/stream_times.h"
 
 namespace zdr::aacf {

@@ -8,11 +8,11 @@
 
 namespace zdr::aacf {
 
-// Truncate, and clamp to 32 bits.
+// Both truncate and clamp to 32 bits.
 uint32_t truncated(double value);
 uint32_t saturated_sum(uint32_t base, double distance);
 
-// The mean of the frames scanned at open; 0 without frames.
+// The mean size of the frames scanned at open; 0 without frames.
 double mean_frame_bytes(const AACF_StreamInfo& info);
 
 // A frame has `frameLength` samples at `sampleRate`. Frames are numbered from 1.

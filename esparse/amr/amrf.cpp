@@ -1,4 +1,4 @@
-// The public functions: they check arguments and call the reader of frames.
+// The public functions: they check arguments and call the frame reader.
 #include "esparse/amr/amrf.h"
 
 #include <new>

@@ -38,7 +38,7 @@ enum {
 };
 
 typedef struct AMRF_Info {
-  uint32_t duration_ms; /* 20 ms a frame, modulo 2^32 */
+  uint32_t duration_ms; /* 20 ms per frame, modulo 2^32 */
   uint32_t frame_count; /* whole frames */
   uint32_t codec;       /* an AMRF_CODEC_ code */
 } AMRF_Info;
@@ -47,10 +47,10 @@ typedef struct AMRF_FrameRequest {
   uint32_t number; /* in: from 1 */
   uint32_t size;   /* in: capacity of `buffer` in bytes, 0 for no limit (AMRF_MaxFrameSize() always suffices);
                       out: size of the frame, 0 when the frames before it could not be read */
-  uint8_t* buffer; /* of the caller; a failed read may leave a part of the frame here */
+  uint8_t* buffer; /* the caller's; a failed read may leave part of the frame here */
 } AMRF_FrameRequest;
 
-/* Opens a file and finds the end of its line. `path` is UTF-16. On failure `*reader` is null. */
+/* Opens a file and finds the end of its first line. `path` is UTF-16. On failure `*reader` is null. */
 int32_t AMRF_Open(AMRF_File** reader, const char16_t* path) AMRF_NOEXCEPT;
 /* Closes the file and releases the reader. AMRF_ERR_FAILED for null. */
 int32_t AMRF_Close(AMRF_File* reader) AMRF_NOEXCEPT;
@@ -59,11 +59,11 @@ int32_t AMRF_Close(AMRF_File* reader) AMRF_NOEXCEPT;
  * as the end of the file. */
 int32_t AMRF_Scan(AMRF_File* reader, AMRF_Info* info) AMRF_NOEXCEPT;
 
-/* Reads one frame. The frame after the previous one is read at once; any other by walking from the first.
+/* Reads one frame. The frame after the previous one is read directly, any other by walking from the first.
  * After a failure the reader can still be used: the next read walks. */
 int32_t AMRF_ReadFrame(AMRF_File* reader, AMRF_FrameRequest* request) AMRF_NOEXCEPT;
 
-/* Stores the number of the frame that is heard at `time_ms`: frame N covers the times above 20 (N - 1) up to
+/* Stores the number of the frame that is played at `time_ms`: frame N covers the times above 20 (N - 1) up to
  * 20 N, and time 0 is in frame 1. The file may have fewer frames. */
 int32_t AMRF_TimeToFrame(const AMRF_File* reader, uint32_t time_ms, uint32_t* number) AMRF_NOEXCEPT;
 

@@ -1,4 +1,4 @@
-// One block in memory, read again only when the position leaves it.
+// Keeps one block in memory and reads the next when the position leaves it.
 #include "esparse/amr/block_reader.h"
 
 #include <algorithm>
@@ -8,7 +8,7 @@ namespace zdr::amrf {
 namespace {
 
 constexpr uint32_t kBlockBytes = 64 * 1024;
-// A device may deliver bytes forever. A block that would begin after 32 bits of position counts as the end.
+// A device may deliver bytes forever, so a block that would begin past 32 bits of position counts as the end.
 constexpr uint64_t kLastBlockBegin = 0xFFFFFFFF;
 
 }  // namespace
@@ -17,14 +17,14 @@ BlockReader::BlockReader(FileHandle file) : file_(std::move(file)), block_(new u
 
 bool BlockReader::read_block() {
   const uint32_t size = OS_fread(block_.get(), 1, kBlockBytes, file_.get());
-  // At the end and after a failure the previous block is gone, too.
+  // At the end and after a failure, the previous block is discarded too.
   block_begin_ += block_size_;
   block_size_ = size;
   return size > 0;
 }
 
 std::span<const uint8_t> BlockReader::available() {
-  // Reading leads to any position after the block: a frame is far smaller than a block.
+  // Positions after the block are reached by reading: a frame is far smaller than a block.
   while (position_ >= block_begin_ + block_size_) {
     if (block_begin_ + block_size_ > kLastBlockBegin || !read_block()) return {};
   }

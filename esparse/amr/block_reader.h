@@ -1,4 +1,4 @@
-// Reads a file in blocks, so that reading it byte by byte rarely calls the system.
+// Reads a file in blocks, so that reading it byte by byte rarely makes a system call.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ using FileHandle = std::unique_ptr<void, CloseFile>;
 
 class BlockReader {
  public:
-  // `file` is open and at its start. Throws bad_alloc when there is no memory for the block.
+  // `file` is open and at its start. Throws bad_alloc when out of memory.
   explicit BlockReader(FileHandle file);
 
   uint64_t position() const { return position_; }
@@ -28,7 +28,7 @@ class BlockReader {
   // Copies `count` bytes to `buffer`, or skips them when it is null. False when fewer are left; the position
   // is then at the end.
   bool read(uint8_t* buffer, uint32_t count);
-  // Moves to an offset from the start that was reached before. False when the seek fails.
+  // Moves back to an offset that was reached before. False when the seek fails.
   bool rewind(uint32_t offset);
 
  private:

@@ -9,7 +9,7 @@ namespace zdr::amrf {
 namespace {
 
 constexpr uint32_t kNarrowBandHeaderBytes = 6;  // "#!AMR\n"
-// No seek leads back to a later start.
+// The largest start of the data to which a seek can return.
 constexpr uint64_t kLastDataStart = std::numeric_limits<int32_t>::max();
 
 }  // namespace
@@ -25,7 +25,7 @@ bool FrameReader::skip_header() {
     if (bytes_.position() > kLastDataStart) return false;
   }
   data_start_ = static_cast<uint32_t>(bytes_.position());
-  // Kept: any other line means wide-band, even one for several channels, or one that ends with CR LF.
+  // Kept: any other line means wide-band, even one for several channels or one that ends with CR LF.
   if (data_start_ != kNarrowBandHeaderBytes) {
     codec_ = AMRF_CODEC_WB;
     sizes_ = &kWideBandFrameSizes;
@@ -50,7 +50,7 @@ void FrameReader::count_whole_frames() {
     uint32_t size = 0;
     size_t at = 0;
     for (; at < bytes.size(); at += size, ++last_frame_) {
-      // Counting takes a byte for a frame of size 0.
+      // Counting takes a frame of size 0 as one byte.
       size = std::max<uint32_t>(size_of(bytes[at]), 1);
       if (size > bytes.size() - at) break;
     }
@@ -82,7 +82,7 @@ bool FrameReader::walk_to(uint32_t number) {
     size_t at = 0;
     for (; left > 0 && at < bytes.size(); --left) {
       const uint32_t size = size_of(bytes[at]);
-      // Kept: a step over a frame of size 0 does not move, so all further steps stay there, too.
+      // Kept: a step over a frame of size 0 does not move, so all further steps stay there.
       if (size == 0) left = 1;
       at += size;
     }
@@ -96,7 +96,7 @@ int32_t FrameReader::read_here(AMRF_FrameRequest& request) {
   if (!bytes_.read(&toc, 1)) return AMRF_ERR_FAILED;
   request.buffer[0] = toc;
   const uint32_t size = size_of(toc);
-  // Kept: a capacity of 0 is no limit.
+  // Kept: a capacity of 0 means no limit.
   if (request.size != 0 && size > request.size) return AMRF_ERR_FRAME_SIZE;
   if (size > 1 && !bytes_.read(request.buffer + 1, size - 1)) return AMRF_ERR_FAILED;
   request.size = size > 1 ? size : 1;

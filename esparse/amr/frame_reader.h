@@ -16,7 +16,7 @@ class FrameReader {
   // Throws bad_alloc when out of memory.
   explicit FrameReader(FileHandle file) : bytes_(std::move(file)) {}
 
-  // Called once, first. False when the file has no end of line within 2 GiB.
+  // Must be called once, before the other functions. False when the file has no end of line within 2 GiB.
   bool skip_header();
 
   // Counts the whole frames. False when the seek to the first one fails.
@@ -33,7 +33,7 @@ class FrameReader {
   uint32_t data_start_ = 0;
   uint32_t codec_ = AMRF_CODEC_NB;
   const std::array<uint8_t, 16>* sizes_ = &kNarrowBandFrameSizes;
-  // The frame before the position; 0 when unknown, and before the first frame.
+  // The number of the frame before the position; 0 when unknown or before the first frame.
   uint32_t last_frame_ = 0;
 };
 

@@ -24,13 +24,14 @@ struct AdtsFile {
 
 Bytes read_bytes(const std::filesystem::path& path);
 
-// The frames of `path`, none if it is not ADTS. Skips an ID3v2 tag at the start and bytes between frames.
+// Returns the frames of `path`; none if it is not ADTS. Skips an ID3v2 tag at the start and bytes between
+// frames.
 AdtsFile read_adts_file(const std::filesystem::path& path);
 
-// A file of samples/.
+// Returns a file of samples/.
 AdtsFile sample(const std::string& name);
 
-// Every ADTS file of samples/ and of the folder that ZDR_EXTRA_MEDIA names.
+// Returns every ADTS file of samples/ and of the folder that ZDR_EXTRA_MEDIA names.
 std::vector<AdtsFile> all_adts_files();
 
 }  // namespace zdr::test

@@ -35,7 +35,7 @@ class BitWriter {
     for (const uint8_t byte : bytes) put(byte, 8);
     return *this;
   }
-  // Puts `bit` until the writer holds `size` bits.
+  // Appends `bit` until the writer holds `size` bits.
   BitWriter& pad_to(size_t size, bool bit = false) {
     if (bits_.size() < size) bits_.resize(size, bit);
     return *this;

@@ -19,7 +19,7 @@ inline BitWriter long_ics(int max_sfb, int shape = 0) {
   return {{0, 3}, {static_cast<uint64_t>(shape), 1}, {static_cast<uint64_t>(max_sfb), 6}, {0, 1}};
 }
 
-// individual_channel_stream without a value.
+// individual_channel_stream without coded values.
 inline BitWriter silent_channel() {
   return BitWriter{{100, 8}} + long_ics(0) + kNoTools;
 }
@@ -54,7 +54,7 @@ inline BitWriter data_element(size_t count, uint8_t filler) {
   return w.append(Bytes(count, filler));
 }
 
-// fill_element with `payload`, extension type included, in `count` bytes. `padding`: the bits after the
+// fill_element with `payload`, extension type included, in `count` bytes. `padding` fills the bits after the
 // payload.
 inline BitWriter fill_element(const BitWriter& payload, size_t count, bool padding = false) {
   BitWriter w{{kFil, 3}};
@@ -85,7 +85,7 @@ struct AdtsFields {
   uint64_t further_blocks = 0;
 };
 
-// `blocks`: one raw_data_block, or several one after the other.
+// `blocks` is one raw_data_block or several in sequence.
 inline Bytes adts_frame(const AdtsFields& f, const Bytes& blocks) {
   const uint64_t header_bytes = f.protection_absent != 0 ? 7 : 9;
   BitWriter w{{0xFFF, 12}, {0, 1}, {f.layer, 2}, {f.protection_absent, 1}, {f.profile, 2}, {f.rate_index, 4}};

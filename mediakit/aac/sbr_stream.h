@@ -1,7 +1,7 @@
 // Random SBR and parametric stereo data, and a core signal for them.
 //
-// The codes of both are complete, so random bits after the fixed fields are a
-// payload, valid unless its time grid or its borders are not.
+// The Huffman codes of both are complete, so the fixed fields followed by random bits are a valid payload
+// unless its time grid or its borders are invalid.
 #pragma once
 
 #include <algorithm>
@@ -63,13 +63,12 @@ inline BitWriter random_bits(std::mt19937& random, size_t bytes) {
   return w;
 }
 
-// The fields ahead of the time grid of a single channel ('s'), a pair ('p') or
-// a coupled pair ('c').
+// The fields before the time grid of a single channel ('s'), a pair ('p') or a coupled pair ('c').
 inline BitWriter sbr_element_start(char element) {
   return element == 's' ? BitWriter{{0, 1}} : BitWriter{{0, 1}, {element == 'c' ? 1 : 0, 1}};
 }
 
-// Noise, steady tones, and a click now and then.
+// Noise, steady tones, and occasional clicks.
 class CoreSignal {
  public:
   explicit CoreSignal(uint32_t seed) : random_(seed) {}
@@ -91,8 +90,8 @@ class CoreSignal {
   double time_ = 0;
 };
 
-// Parsed frames of random payloads, with values as loud as music and envelopes
-// that begin where those before ended.
+// Parsed frames of random payloads, with levels as in music and envelopes that begin where the previous ones
+// ended.
 class SbrStream {
  public:
   SbrStream(uint32_t seed, int32_t core_rate_hz, bool with_ps)
@@ -104,7 +103,7 @@ class SbrStream {
   void change_header() {
     const uint8_t smoothing = header_.smoothing_mode;
     header_ = random_sbr_header(random_, rate_hz_);
-    // No rule says how smoothing begins without a reset.
+    // How smoothing starts without a reset is undefined.
     header_.smoothing_mode = smoothing;
     header_due_ = true;
   }
@@ -150,9 +149,9 @@ class SbrStream {
     return true;
   }
 
-  // `levels`: the channel that has the levels.
+  // `levels` is the channel that carries the levels.
   static void limit_values(aacdec::SbrChannelFrame& channel, const aacdec::SbrChannelFrame& levels) {
-    // Balances beyond these leave nothing of a channel. They are even.
+    // Balances beyond this range would silence a channel. Balances are even.
     const auto limit = [&channel](auto& rows, int level_count, int balance_count) {
       for (auto& row : rows) {
         for (int16_t& value : row) {
@@ -166,7 +165,7 @@ class SbrStream {
     limit(channel.noise, 31, 13);
   }
 
-  // None in one frame of four.
+  // Every fourth frame has no data.
   void make_ps(aacdec::PsFrame& frame) {
     if (++count_ % 4 == 3) return;
     const bool with_header = !ps_.header_seen || count_ % 5 == 0;

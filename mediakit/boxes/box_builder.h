@@ -78,13 +78,13 @@ inline Bytes full_box(std::string_view type, uint32_t version, uint32_t flags, c
   return box(type, Fields().u8(version).u24(flags).append(body).bytes);
 }
 
-// The 64-bit size form; `claimed_size` 0: the true one.
+// The 64-bit size form; a `claimed_size` of 0 means the true size.
 inline Bytes large_box(std::string_view type, const Bytes& body, uint64_t claimed_size = 0) {
   const uint64_t size = claimed_size == 0 ? body.size() + 16 : claimed_size;
   return Fields().u32(1).text(type).u64(size).append(body).bytes;
 }
 
-// The same bytes with another size in the header.
+// Returns the same bytes with another size in the header.
 inline Bytes with_size(Bytes box, uint32_t claimed_size) {
   store_be32(box, 0, claimed_size);
   return box;
@@ -408,7 +408,7 @@ struct Eac3Substream {
   uint8_t num_dep_sub = 0;
   uint16_t channel_location = 0;  // nine bits
 };
-// `claimed_field` -1: the number of substreams minus 1.
+// A `claimed_field` of -1 means the number of substreams minus 1.
 inline Bytes dec3(uint16_t data_rate, const std::vector<Eac3Substream>& substreams, int claimed_field = -1) {
   const size_t field = claimed_field < 0 ? substreams.size() - 1 : static_cast<size_t>(claimed_field);
   Fields body;

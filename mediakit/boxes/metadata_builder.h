@@ -20,7 +20,7 @@ inline std::string utf16(std::string_view ascii) {
   return text.append(2, '\0');
 }
 
-// The same as UTF-8, with its NUL.
+// The same as UTF-8, with its NUL terminator.
 inline std::string utf8(std::string_view text) {
   return std::string(text) + '\0';
 }
@@ -40,7 +40,7 @@ inline Bytes clsf(uint32_t entity, uint16_t table_index, std::string_view info) 
   return full_box("clsf", 0, 0, Fields().u32(entity).u16(table_index).u16(kEnglish).text(info).bytes);
 }
 
-// `claimed_count` -1: the true one.
+// A `claimed_count` of -1 means the true count.
 inline Bytes kywd(const std::vector<std::string>& keywords, int claimed_count = -1) {
   Fields body;
   body.u16(kEnglish).u8(claimed_count < 0 ? keywords.size() : static_cast<size_t>(claimed_count));
@@ -83,7 +83,7 @@ inline Bytes data_atom(std::string_view value, uint32_t data_type = 1) {
   return data_atom(Fields().text(value).bytes, data_type);
 }
 
-// An item with one such value; the type may begin with the byte \251.
+// An item with one such value; its type may begin with the byte \251.
 inline Bytes item(std::string_view type, std::string_view value) {
   return box(type, data_atom(value));
 }
@@ -134,7 +134,7 @@ inline Bytes hnti(std::string_view sdp) {
   return box("hnti", box("sdp ", Fields().text(sdp).bytes));
 }
 
-// All fifteen; the values are 1 to 14, in the order of their codes.
+// All fifteen statistics; the values are 1 to 14, in the order of their codes.
 inline Bytes full_hinf() {
   constexpr std::string_view kTypes = "trpytotlnumpnpcktpyltpaymaxrdmeddimmdreptmintmaxpmaxdmax";
   constexpr std::string_view kWidths = "84848448884444";  // maxr: the first of its two numbers

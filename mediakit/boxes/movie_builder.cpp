@@ -10,7 +10,7 @@ uint32_t repeated(const std::vector<uint32_t>& values, size_t index, uint32_t wh
   return values.empty() ? when_empty : values[std::min(index, values.size() - 1)];
 }
 
-// Numbers of samples of the chunks.
+// Returns the number of samples of each chunk.
 std::vector<uint32_t> chunk_lengths(const TrackDescription& track) {
   std::vector<uint32_t> lengths;
   for (size_t placed = 0; placed < track.sizes.size();) {
@@ -21,7 +21,7 @@ std::vector<uint32_t> chunk_lengths(const TrackDescription& track) {
   return lengths;
 }
 
-// The first `count` values, the last one repeated, as runs.
+// Returns the first `count` values as runs, with the last value repeated.
 Runs runs_of(const std::vector<uint32_t>& values, size_t count, uint32_t when_empty) {
   Runs runs;
   for (size_t i = 0; i < count; ++i) {

@@ -1,7 +1,7 @@
-// Whole ISO files from a description of their tracks.
+// Builds whole ISO files from a description of their tracks.
 //
 // A track is described by its sample entry and by its samples; the builder lays out the chunks of all tracks
-// in turn and writes the tables for them. For the odd cases any box can be replaced or dropped, and any
+// in turn and writes the tables for them. For unusual cases, any box can be replaced or dropped, and any
 // container extended.
 #pragma once
 
@@ -58,17 +58,17 @@ struct BuiltMovie {
 };
 
 BuiltMovie build_movie(const MovieDescription& movie);
-// A file with one track.
+// Builds a file with one track.
 BuiltMovie build_movie(const TrackDescription& track);
 
-// The bytes of a sample: each depends on track, sample (both from 1) and position.
+// Returns the bytes of a sample; each depends on track, sample (both from 1) and position.
 Bytes sample_content(uint32_t track, uint32_t sample, uint32_t size);
 
-// The boxes of one track, with the chunks at `chunk_offsets`.
+// Returns the boxes of one track, with the chunks at `chunk_offsets`.
 Bytes build_trak(const TrackDescription& track, uint32_t track_id,
                  const std::vector<uint64_t>& chunk_offsets);
 
-// Ready-made tracks with plausible configurations; the caller changes what the test is about.
+// Ready-made tracks with plausible configurations; a test changes what it is about.
 TrackDescription avc_track(uint32_t sample_count, uint32_t sample_size = 20);
 TrackDescription amr_track(uint32_t sample_count, uint32_t sample_size = 32);
 TrackDescription aac_track(uint32_t sample_count, uint32_t sample_size = 24);

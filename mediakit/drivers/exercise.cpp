@@ -8,7 +8,7 @@
 namespace zdr::test {
 namespace {
 
-// From the last to the first of statuses without a gap.
+// A contiguous range of statuses, from the last to the first.
 struct StatusRange {
   int32_t last;
   int32_t first;
@@ -53,7 +53,7 @@ class Exercise {
     look_inside();
     P3gppTrackCounts counts{};
     note(P3GPP_GetTrackCounts(file_, &counts));
-    // Text tracks are not counted: no file of a test has more tracks than this in all.
+    // The counts exclude text tracks, but no test file has more tracks than this in all.
     std::vector<uint32_t> ids(4096);
     if (counts.total > ids.size()) return;
     for (const uint32_t type : {P3GPP_TRACK_VIDEO, P3GPP_TRACK_AUDIO, P3GPP_TRACK_HINT, P3GPP_TRACK_TEXT}) {
@@ -122,7 +122,7 @@ class Exercise {
     note(P3GPP_CloseTrack(track));
   }
 
-  // Reads the bytes that the description points to, so that a bad pointer or length shows.
+  // Reads the bytes that the description points to, so that a sanitizer detects a bad pointer or length.
   void touch(const P3gppDecoderInfo& info) {
     if (info.kind == P3GPP_KIND_SYSTEMS) {
       sum(info.u.systems.decoder_specific_info, info.u.systems.decoder_specific_info_length);
@@ -156,7 +156,7 @@ class Exercise {
   void sample(P3gppTrack* track, uint32_t number) {
     P3gppSample sample{};
     sample.number = number;
-    // The location first: only samples that fit a test file are read.
+    // The location is queried first: only samples that fit a test file are read.
     if (note(P3GPP_ReadSample(track, &sample)) == P3GPP_OK && sample.size <= buffer_.size()) {
       sample.buffer = buffer_.data();
       if (note(P3GPP_ReadSample(track, &sample)) == P3GPP_OK) sum(buffer_.data(), sample.size);

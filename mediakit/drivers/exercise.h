@@ -1,4 +1,4 @@
-// Opens a file and makes every query and lookup of the parser on it, whatever state the file is in.
+// Opens a file, valid or damaged, and runs every query and lookup of the parser on it.
 #pragma once
 
 #include <vector>

@@ -1,5 +1,5 @@
-// A plain model of streams, which is the content and a position, and a driver that runs scripted operations
-// on the manager and on the model.
+// A plain model of a stream (the content and a position), and a driver that runs scripted operations on the
+// manager and on the model.
 #pragma once
 
 #include <algorithm>
@@ -18,7 +18,7 @@ class StreamModel {
 
   uint64_t position() const { return position_; }
 
-  // Returns a status or the count; the bytes are those of the content at the previous position.
+  // Returns a status or the count; the bytes read are those at the position before the call.
   int32_t read(uint32_t count) {
     const uint64_t size = source_.content().size();
     const int32_t status = seek_status(size);

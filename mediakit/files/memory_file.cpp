@@ -1,4 +1,4 @@
-// The six callbacks over the bytes in memory.
+// Implements the six callbacks over the bytes in memory.
 #include "mediakit/files/memory_file.h"
 
 #include <algorithm>

@@ -12,7 +12,7 @@ namespace zdr::test {
 // The open callback has no context: it opens the latest object of the calling thread.
 class MemoryFile {
  public:
-  // The file is the content, repeated. It borrows the content. The tell callback fails at 2 GiB and beyond.
+  // The file is the content, repeated. The content is borrowed. The tell callback fails at 2 GiB and beyond.
   explicit MemoryFile(std::span<const uint8_t> content, uint64_t repetitions = 1);
   ~MemoryFile();
   MemoryFile(const MemoryFile&) = delete;
@@ -33,7 +33,8 @@ class MemoryFile {
   void reset_counts() { counts_ = {}; }
   uint64_t position() const { return position_; }
 
-  // Makes the Nth call from now on fail, counted from 1; 0 for none. A failing read delivers half.
+  // Makes the Nth call from now on fail, counted from 1; 0 for none. A failing read delivers half of the
+  // bytes.
   void fail_call(uint64_t nth) { calls_left_ = nth; }
   bool has_failed() const { return has_failed_; }
 

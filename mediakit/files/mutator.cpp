@@ -1,4 +1,4 @@
-// The kinds of damage.
+// Applies the kinds of damage.
 #include "mediakit/files/mutator.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ constexpr std::array<std::string_view, 24> kTypes = {
     "moov", "trak", "mdia", "minf", "stbl", "stsd", "mdhd", "hdlr", "stts", "stsz", "stsc", "stco",
     "elst", "edts", "tkhd", "mvhd", "esds", "avcC", "dinf", "dref", "ctts", "stss", "stdp", "iods"};
 
-// Returns the offset of a box type, so that headers are damaged and not only media data.
+// Returns the offset of a box type, so that headers are damaged as well as media data.
 size_t find_header(const Bytes& bytes, std::string_view type, size_t from) {
   const auto found =
       std::search(bytes.begin() + static_cast<int64_t>(from), bytes.end(), type.begin(), type.end());

@@ -1,4 +1,4 @@
-// The same bytes as a device of each type, and owning handles for contexts and streams.
+// Offers the same bytes as a device of each type, and owning handles for contexts and streams.
 #pragma once
 
 #include <cstring>
@@ -43,10 +43,10 @@ class Source {
   const std::string& content() const { return content_; }
   const std::filesystem::path& path() const { return path_; }
 
-  // The status of the callbacks, and the bytes by which they overstate what they moved.
+  // The status that the callbacks return, and the number of bytes by which they overstate what they moved.
   int32_t callback_status = 0;
   uint32_t callback_excess = 0;
-  // The count of the last call of the read callback.
+  // The requested count of the last call of the read callback.
   uint32_t last_count = 0;
 
  private:
@@ -99,7 +99,7 @@ inline Stream open_stream(const Source& source, const char* mode, const Context&
   return Stream(FMGR_FOpen(&source.descriptor(), mode, context.get()));
 }
 
-// Returns up to `count` bytes, nothing after a failure.
+// Returns up to `count` bytes; empty after a failure.
 inline std::string read_text(const Stream& stream, uint32_t count) {
   std::string text(count, '\0');
   const int32_t moved = FMGR_FRead(stream.get(), text.data(), count);

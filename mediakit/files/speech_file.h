@@ -1,4 +1,4 @@
-// Builds AMR and AMR-WB files from single frames.
+// Builds AMR and AMR-WB files frame by frame.
 #pragma once
 
 #include <algorithm>
@@ -11,8 +11,8 @@
 
 namespace zdr::test {
 
-// Returns the bytes of a frame in a file: its TOC byte, and the bits that 3GPP TS 26.101 and TS 26.201 give
-// its type. Type 10 of wide-band counts as SID.
+// Returns the size of a frame in a file: its TOC byte, and the bits that 3GPP TS 26.101 and TS 26.201 define
+// for its type. Type 10 of wide-band counts as SID.
 inline uint32_t frame_bytes(bool wide, uint8_t toc) {
   constexpr std::array<uint32_t, 16> kNarrowBits{95, 103, 118, 134, 148, 159, 204, 244, 39};
   constexpr std::array<uint32_t, 16> kWideBits{132, 177, 253, 285, 317, 365, 397, 461, 477, 40, 40};
@@ -22,7 +22,7 @@ inline uint32_t frame_bytes(bool wide, uint8_t toc) {
 struct Speech {
   bool wide = false;
   std::vector<Bytes> frames;
-  Bytes tail;  // a part of one more frame
+  Bytes tail;  // part of one more frame
 
   // The bytes after the TOC byte differ from frame to frame.
   void add(uint8_t toc) {
