@@ -2,6 +2,7 @@
 #include "aacdec/concealment.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "aacdec/fixed/fixed_point.h"
 

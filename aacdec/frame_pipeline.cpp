@@ -2,6 +2,7 @@
 #include "aacdec/frame_pipeline.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "aacdec/syntax/raw_data_block.h"
 

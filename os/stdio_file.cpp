@@ -2,6 +2,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 
 #include "os/os.h"

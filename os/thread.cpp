@@ -2,6 +2,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "os/mutex_lock.h"
 #include "os/os.h"

@@ -3,6 +3,7 @@
 #include "aacdec/syntax/ps_payload.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "aacdec/syntax/huffman.h"
 #include "aacdec/tables/ps_codes.h"

@@ -2,6 +2,7 @@
 #include "aacdec/syntax/raw_data_block.h"
 
 #include <algorithm>
+#include <iterator>
 #include <span>
 
 #include "aacdec/syntax/channel_stream.h"

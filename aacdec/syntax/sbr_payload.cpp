@@ -2,6 +2,7 @@
 #include "aacdec/syntax/sbr_payload.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "aacdec/syntax/sbr_bands.h"
 #include "aacdec/syntax/sbr_deltas.h"

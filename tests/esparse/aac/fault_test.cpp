@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "mediakit/files/id3_builder.h"
 #include "tests/esparse/aac/opened_file.h"

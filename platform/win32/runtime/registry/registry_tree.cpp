@@ -2,6 +2,7 @@
 #include "platform/win32/runtime/registry/registry_tree.h"
 
 #include <algorithm>
+#include <iterator>
 #include <span>
 #include <utility>
 
