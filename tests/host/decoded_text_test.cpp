@@ -1,4 +1,4 @@
-// Foreign text of any encoding made fit for terminals and JSON, and times as they are typed.
+// Text of any encoding made safe for terminals and JSON, and times as users type them.
 #include "host/decoded_text.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@ namespace {
 using host::as_bytes;
 using namespace std::string_literals;
 
-TEST(DecodedText, IsUtf8WhateverTheBytesAre) {
+TEST(DecodedText, IsUtf8ForAnyBytes) {
   const std::tuple<std::string, std::string, bool> kCases[] = {
       {"", "", true},
       {"plain\0\0"s, "plain", true},
@@ -54,10 +54,10 @@ TEST(DecodedText, PrintableTextCannotMoveACursor) {
   EXPECT_EQ(host::printable("\xC2\x9B"
                             "1m \u00E9 \u00A0 \u0820"),
             "\\x9b1m \u00E9 \u00A0 \u0820")
-      << "U+009B begins a sequence too";
+      << "U+009B begins an escape sequence too";
 }
 
-TEST(DecodedText, LanguagesAndTypes) {
+TEST(DecodedText, LanguagesAndTypesAreReadable) {
   const std::pair<uint32_t, const char*> kLanguages[] = {
       {0x15C7, "eng"}, {0x55C4, "und"},    {0x0421, "aaa"},    {0x6B5A, "zzz"},
       {0, "0x0000"},   {0x95C7, "0x95c7"}, {0x15E0, "0x15e0"}, {0x15DB, "0x15db"}};
@@ -68,7 +68,7 @@ TEST(DecodedText, LanguagesAndTypes) {
   EXPECT_EQ(host::from_fixed(0xFFFF8000), -0.5);
 }
 
-TEST(TextValue, LongTextEndsBetweenCharactersAndInvalidTextHasItsBytes) {
+TEST(TextValue, LongTextIsCutBetweenCharactersAndInvalidTextHasItsBytes) {
   const std::string euros = "\xE2\x82\xAC\xE2\x82\xAC\xE2\x82\xAC";
   const std::string wide = "\xFE\xFF\0A\0B"s;
   const std::string bad = "\xFFno";
@@ -81,7 +81,7 @@ TEST(TextValue, LongTextEndsBetweenCharactersAndInvalidTextHasItsBytes) {
       {euros, 9, SIZE_MAX, "{\"t\":\"\u20AC\u20AC\u20AC\"}"},
       {wide, 5, SIZE_MAX, R"({"t":"A","t_bytes":6})"},
       {wide, 6, SIZE_MAX, R"({"t":"AB"})"},
-      // The walk back to the beginning of a character ends after the longest one.
+      // Stepping back to the beginning of a character ends after the length of the longest one.
       {std::string(9, '\x80'), 5, 2, "{\"t\":\"\uFFFD\uFFFD\",\"t_bytes\":9,\"t_hex\":\"8080\"}"},
   };
   for (const auto& [bytes, limit, hex_limit, expected] : kCases) {

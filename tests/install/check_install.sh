@@ -1,7 +1,7 @@
 #!/bin/sh
-# tests/install/check_install.sh BUILD_FOLDER: installs a build into a temporary folder and uses the result: the
-# program on a sample, its man page and completions, the libraries through CMake and through pkg-config, the module from
-# a host of its own.
+# tests/install/check_install.sh BUILD_FOLDER: installs a build into a temporary folder and uses the result: the program
+# on a sample, its man page and completions, the libraries through CMake and through pkg-config, the module from another
+# host.
 set -eu
 build=$1
 here=$(CDPATH='' cd -- "$(dirname -- "$0")" && pwd)
@@ -15,7 +15,7 @@ fail() {
 }
 
 cmake --install "$build" --prefix "$prefix" >"$temporary/log" || fail "$(cat "$temporary/log")"
-# Moved, so that nothing can find its parts in the build folder or under the first name.
+# Move the installation, so that it cannot depend on the build folder or on its first path.
 mv "$prefix" "$temporary/moved"
 prefix=$temporary/moved
 rpath=$(readelf -d "$prefix/bin/zdr" "$prefix/lib/zdr/ZdrMp4Source.so" | grep -c "ORIGIN")

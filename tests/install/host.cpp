@@ -1,5 +1,5 @@
-// Uses the installed module as any host does: creates the filter by its class through the registry, and
-// prints the pins of a file.
+// Uses the installed module as any host does: creates the filter by its class through the registry, loads a
+// file and prints its pins.
 #include <dshow.h>
 
 #include <cstdio>

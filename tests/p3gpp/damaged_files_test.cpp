@@ -1,5 +1,5 @@
-// Files whose reading or allocation fails at any point, and claims beyond the file: a documented status, no
-// leak, no outsized memory.
+// Faults in every read and allocation, and sizes beyond the file: each yields a documented status, no leak
+// and no large allocation.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@
 namespace zdr::test {
 namespace {
 
-// A small file in which every kind of box occurs.
+// Builds a small file that contains every kind of box.
 Bytes everything() {
   TrackDescription video = avc_track(6);
   video.sync_samples = {1, 4};
@@ -62,7 +62,7 @@ ExerciseResult use(const FMGR_Descriptor& descriptor) {
   return exercise(descriptor, context, 3);
 }
 
-// Boxes of a gigabyte in a file of a hundred bytes: the read fails, and no memory was taken for it.
+// Boxes of a gigabyte in a file of a hundred bytes: the read fails without a large allocation.
 TEST(DamagedFiles, ClaimsBeyondTheFileTakeNoMemory) {
   const std::vector<std::string> paths = {"moovmvhd",         "moovudtatitl",         "moovtraktkhd",
                                           "moovtrakmdiamdhd", "moovtrakudtahntisdp ", "moovtrakudtahinfpayt",
@@ -79,7 +79,8 @@ TEST(DamagedFiles, ClaimsBeyondTheFileTakeNoMemory) {
   }
 }
 
-// At every byte of the movie box, but for the ID3v2 tag of 3 bytes at its end, which is not read.
+// Truncates the file at every byte of the movie box, except in the ID3v2 tag of 3 bytes at its end, which is
+// not read.
 TEST(DamagedFiles, TruncationIsReportedForATruncatedBox) {
   const Bytes whole = everything();
   const size_t moov = ftyp().size() + box("moof").size();
@@ -91,7 +92,8 @@ TEST(DamagedFiles, TruncationIsReportedForATruncatedBox) {
   }
 }
 
-// A single fault is reported by the first status that it changes, or changes nothing at all.
+// The first status that a single fault changes must report it; a fault that changes no status must change no
+// result either.
 void expect_reported(const ExerciseResult& faulty, const ExerciseResult& sound, const std::string& fault) {
   constexpr int32_t kFaultStatuses[] = {P3GPP_ERR_GENERIC, P3GPP_ERR_NO_MEMORY, P3GPP_ERR_OPEN,
                                         P3GPP_ERR_READ, P3GPP_ERR_NO_MOOV};
@@ -131,7 +133,7 @@ TEST(DamagedFiles, EveryFailingAllocationIsReported) {
   }
 }
 
-// On the device that the filter uses, a file with a wide path, at every point where its layers can fail.
+// Uses the filter's device type, a file with a wide path, and fails each of its layers at every call.
 TEST(DamagedFiles, EveryFaultOfTheFileLayerIsReported) {
   using platform::FaultPoint;
   const Bytes bytes = everything();
@@ -156,8 +158,8 @@ TEST(DamagedFiles, EveryFaultOfTheFileLayerIsReported) {
   }
 }
 
-// The tables are skipped, not read: opening costs the same for any number of samples.
-TEST(HugeTables, CostNothingToOpen) {
+// The entries of the tables are skipped, so opening reads the same for any number of samples.
+TEST(HugeTables, AreNotReadAtOpen) {
   const auto reads = [](uint32_t sample_count) {
     TrackDescription track = amr_track(1);
     track.replaced["stsz"] = stsz(std::vector<uint32_t>(sample_count, 1));

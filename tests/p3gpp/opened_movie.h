@@ -1,5 +1,5 @@
-// A file in memory, opened by the parser for the lifetime of a test. Its device counts the reads and can fail
-// one.
+// A file in memory that the parser holds open for the lifetime of the object. Its device counts the reads and
+// can fail one of them.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 
 namespace zdr::test {
 
-// The bytes behind a callback descriptor.
+// Serves bytes in memory through a callback descriptor.
 class MemorySource {
  public:
   struct Read {
@@ -42,7 +42,7 @@ class MemorySource {
                       uint32_t* done) {
     auto& self = *static_cast<MemorySource*>(caller);
     if (++self.read_count == self.failing_read) {
-      std::memset(buffer, 0xEE, count);  // bytes that a read returns before it fails
+      std::memset(buffer, 0xEE, count);  // a failing read may leave anything in the buffer
       return -1;
     }
     const uint64_t position = uint64_t{high} << 32 | low;
@@ -99,7 +99,7 @@ inline void expect_statuses(const std::vector<OpenCase>& cases) {
   }
 }
 
-// A decoder description, released with its scope.
+// A decoder description, released by the destructor.
 class DecoderInfo {
  public:
   DecoderInfo(P3gppFile* file, uint32_t track_id, uint32_t description_index = 1)

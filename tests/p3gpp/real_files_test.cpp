@@ -1,5 +1,5 @@
-// Real files: their tracks, codecs and samples as ffprobe reports them, and a named reason where one does not
-// open. ZDR_EXTRA_MEDIA may name a folder of more of them.
+// Real files: their tracks, codecs and samples are those that ffprobe reports, and a failure to open names
+// the box. ZDR_EXTRA_MEDIA may name a folder of further files.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -20,7 +20,7 @@ namespace {
 
 struct RealFile {
   std::filesystem::path path;
-  bool is_sample;  // of this project, and sound
+  bool is_sample;  // one of this project's samples, which are sound
   Bytes bytes;
 };
 
@@ -57,7 +57,7 @@ uint32_t number_of(const std::string& fields, const std::string& name) {
   return static_cast<uint32_t>(std::stoul(fields.substr(fields.find(name + "=") + name.size() + 1)));
 }
 
-// "type fields, samples/time scale hash; " of every sample entry.
+// "type fields, samples/time scale hash; " for every track.
 std::string tracks_of(const OpenedMovie& movie) {
   std::ostringstream tracks;
   uint32_t id = 0;
@@ -75,14 +75,14 @@ std::string tracks_of(const OpenedMovie& movie) {
   return tracks.str();
 }
 
-// Times without edit lists; the hashes are over its packets.
+// The times ignore edit lists; the hashes cover ffprobe's packets.
 TEST(RealFiles, HaveTheTracksCodecsAndSamplesThatFfprobeReports) {
   const std::string audio = "data_reference_index=1 channel_count=2 sample_size=16 sample_rate=";
   const std::string video = "data_reference_index=1 width=";
   const std::string small = video + "176 height=144, ";
   const std::string amr = "samr " + audio + "8000, ";
   const std::string part = "mp4v " + video + "128 height=96, 30/10240 ";
-  // The writer of the file with AMR-WB omits its configuration, so nothing is stored of the entry.
+  // The file with AMR-WB lacks its configuration box, so the entry has no fields.
   const std::map<std::string, std::string> expected = {
       {"ac3.mp4", "ac-3 " + audio + "48000, 94/48000 6a1b91a51e0f7caf; "},
       {"avc-aac.mp4", "avc1 " + video + "320 height=180, 100/12800 3e608095f2259baa; mp4a " + audio +

@@ -1,4 +1,4 @@
-// The boxes that the parser shows of a file, with their fields as text.
+// Collects the boxes that the parser shows, with their fields as text.
 #pragma once
 
 #include <string>
@@ -28,12 +28,12 @@ struct ShownBoxes {
     return find(path) == nullptr ? "-" : find(path)->fields;
   }
 
-  // The paths, with a word after those of boxes that were not read successfully.
-  std::vector<std::string> fates() const {
+  // The paths, followed by " failed", " skipped" or " refused" if the box was not read successfully.
+  std::vector<std::string> outcomes() const {
     std::vector<std::string> all;
     for (const Box& each : boxes) {
-      const char* const fate[] = {each.header.status == P3GPP_OK ? "" : " failed", " skipped", " refused"};
-      all.push_back(each.path + fate[each.header.disposition]);
+      const char* const outcome[] = {each.header.status == P3GPP_OK ? "" : " failed", " skipped", " refused"};
+      all.push_back(each.path + outcome[each.header.disposition]);
     }
     return all;
   }

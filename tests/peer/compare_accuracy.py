@@ -4,10 +4,10 @@ decode of the same packets.
 
     compare_accuracy.py [--seconds N] ZDR [FILE...]      default: streams made here; else the AAC tracks of the files
 
-Prints one row a stream: the accuracy level K, where the RMS of the difference is 2^-(K-1)/sqrt(12) of full scale (16.00
-is rounding to 16 bits alone, 15 the floor for AAC-LC of 3GPP TS 26.406), the level that windows of 15 bits allow at
-the signal's own level, and the largest difference in 16-bit steps. Exit status 1 when a stream made here falls short.
-Streams of files are told, not judged: noise substitution is each decoder's own.
+Prints one row per stream: the accuracy level K, where the RMS of the difference is 2^-(K-1)/sqrt(12) of full scale
+(16.00 is rounding to 16 bits only, 15 the minimum for AAC-LC in 3GPP TS 26.406), the level that windows of 15 bits allow
+at the signal's own level, and the largest difference in 16-bit steps. Exit status 1 if a stream made here falls short.
+Streams from files are reported but do not fail: each decoder generates its own noise for noise substitution.
 """
 import array
 import math
@@ -27,7 +27,7 @@ MARGIN = 0.05
 
 
 def signal():
-    """Two channels of 44.1 kHz: a sweep over noise, and a tone that comes and goes with clicks."""
+    """Two channels at 44.1 kHz: a sweep with noise, and a tone that switches on and off, with clicks."""
     rate, noise = 44100, random.Random(1)
     samples = array.array('h')
     for i in range(2 * rate):
@@ -39,8 +39,8 @@ def signal():
 
 
 def made_streams():
-    """(label, arguments of the encoder) for all rates, mono and stereo, low and high bit rates, and tools switched off. None of them uses
-    noise substitution."""
+    """(label, encoder arguments) of streams at all rates, mono and stereo, at low and high bit rates, and with tools
+    switched off. None of them uses noise substitution."""
     cases = []
     for number, rate in enumerate(RATES):
         for channels in (1, 2):
@@ -84,7 +84,8 @@ def level(root_mean_square):
 
 
 def measure(want, got):
-    """Accuracy level, the level that the windows allow, largest difference; None without sound on both sides."""
+    """Returns the accuracy level, the level that the windows allow and the largest difference; None if either side has no
+    sound or the lengths differ by more than 8192 samples."""
     count = min(len(want), len(got))
     if count == 0 or abs(len(want) - len(got)) > 8192:
         return None

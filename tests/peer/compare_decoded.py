@@ -4,7 +4,8 @@ originals.
 
     compare_decoded.py [--seconds N] ZDR [FILE...]      default: samples/ and the folder that ZDR_EXTRA_MEDIA names
 
-Prints one row a stream. After N seconds no further file is begun, and how many were left is said. Exit status 1 when a stream differs in a way that is not explained in the row.
+Prints one row per stream. After N seconds no further file is started, and the files not reached are counted. Exit status 1
+if a stream differs in a way that its row does not explain.
 """
 import collections
 import pathlib
@@ -30,14 +31,14 @@ def first_stream(path, kind):
     return streams[0] if streams else None
 
 
-# A container that frames access units as the written file does. Of an MP4 packet with several AMR frames ffmpeg decodes
-# the first alone; and it makes mono HE-AAC stereo when the stream leaves that open, as ADTS always does.
+# Containers with the same framing as the written file. ffmpeg decodes only the first of several AMR frames in an MP4
+# packet, and it decodes mono HE-AAC as stereo if the stream does not say which it is, which ADTS cannot.
 REMUXED = {'.amr': 'amr', '.awb': 'amr', '.aac': 'adts'}
 
 
 def sound_pair(original, written):
-    """What ffmpeg decodes from both. Decoders cut sound into frames as the container cuts it into packets, so the sound
-    itself is compared; and no priming is cut off, since zdr does not trim."""
+    """The sound that ffmpeg decodes from both files, as bytes, since its frames depend on the packets of the container. No
+    priming is removed, since zdr does not trim."""
     untrimmed = ['-flags2', '+skip_manual']
     want = peer_media.decode_pcm(original, '0:a:0', ['-ignore_editlist', '1', *untrimmed])
     got = peer_media.decode_pcm(written, '0:a:0', untrimmed)
@@ -49,7 +50,7 @@ def sound_pair(original, written):
 
 
 def compare(original, written, kind):
-    """'equal', 'first N of M' or 'differs at N'; and how many frames or bytes there are."""
+    """Returns 'equal', 'first N of M', 'differs at N' or 'neither decodes', and the number of frames or bytes."""
     if kind == 'video':
         want = peer_media.decode(original, '0:v:0', ['-noautorotate', '-ignore_editlist', '1'])
         got = peer_media.decode(written, '0:v:0')

@@ -3,10 +3,10 @@
 
     compare_times.py [--seconds N] ZDR [FILE...]      default: samples/ and the folder that ZDR_EXTRA_MEDIA names
 
-The rules computed here: decoding times in whole milliseconds (truncated); ten access units a sample for AAC, AMR,
+The rules computed here: decoding times in whole milliseconds (truncated); ten access units per sample for AAC, AMR,
 AMR-WB, AC-3 and E-AC-3, one for everything else; a stop time one unit after the start for sound, and for pictures the
-truncated difference to the next decoding time, at the end the truncated frame interval over the longer stream; nothing
-whose start lies beyond the stream's duration.
+truncated difference to the next decoding time, at the end the truncated frame interval over the longer stream; no
+sample that starts after the end of the stream.
 """
 import json
 import struct
@@ -55,7 +55,7 @@ def track_headers(path):
         tkhd = find(data, span, [b'tkhd'])
         if not handler or not mdhd or not tkhd:
             continue
-        # Of a 64-bit duration the high word is reported.
+        # The parser reports the high word of a 64-bit duration.
         scale_at, duration_at = (20, 24) if data[mdhd[0]] else (12, 16)
         scale, = struct.unpack_from('>I', data, mdhd[0] + scale_at)
         duration, = struct.unpack_from('>I', data, mdhd[0] + duration_at)
@@ -75,7 +75,7 @@ def track_headers(path):
 
 
 def samples_of(path, stream, constant_size):
-    """(decoding time, size) of each sample. Of a track with one sample size ffprobe makes a packet of each chunk."""
+    """(decoding time, size) of each sample. If all samples have one size ffprobe reports a chunk as one packet."""
     samples = []
     for packet in peer_media.probe_packets(path, stream['index']):
         time, size = int(packet['dts']), int(packet['size'])
@@ -109,7 +109,7 @@ def expected_rows(path, kind, stream, header, frame_rate):
 
 
 def frame_rate_of(tracks, streams, counts):
-    """Video samples over the longer of both streams, in whole milliseconds."""
+    """Video samples per second of the longer stream, whose duration is in whole milliseconds."""
     if 'video' not in streams:
         return 0
     longest = max(int(tracks[k][2] * 1000.0 / tracks[k][1]) for k in streams if tracks.get(k) and tracks[k][1])
@@ -135,7 +135,7 @@ def check(binary, path):
     for kind, handler in handlers.items():
         tracks[kind] = next((t for t in headers if t[0] == handler), None)
         streams[kind] = next((s for s in peer_media.probe_streams(path) if s.get('codec_type') == kind), None)
-    # The frame rate counts every pin, also one that offers no media type and so delivers nothing.
+    # The frame rate depends on every pin, even one that offers no media type and so delivers nothing.
     pins = [pin['name'] for pin in json.loads(peer_media.zdr(binary, 'info', path, '--json').stdout)['pins']]
     kept = [k for k in handlers if streams[k] and tracks[k] and any(k.capitalize() in pin for pin in pins)]
     count = len(peer_media.probe_packets(path, streams['video']['index'])) if 'video' in kept else 0

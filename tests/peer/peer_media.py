@@ -1,4 +1,4 @@
-"""What both peer checks share: which files there are, and running zdr and ffmpeg."""
+"""Shared by the peer checks: finds the media files, and runs zdr, ffmpeg and ffprobe."""
 import argparse
 import concurrent.futures
 import json
@@ -20,7 +20,7 @@ def media_files(suffixes):
 
 
 def options(doc):
-    """The arguments that both checks take: zdr, files, seconds."""
+    """Parses the arguments of a peer check: zdr, files, seconds."""
     parser = argparse.ArgumentParser(usage=doc)
     parser.add_argument('--seconds', type=float, default=float('inf'))
     parser.add_argument('zdr')
@@ -29,7 +29,7 @@ def options(doc):
 
 
 def rows_of_each(check, chosen):
-    """What check(zdr, file) answers for each file, in order; None for those that the time did not suffice for."""
+    """Yields the result of check(zdr, file) for each file, in order; None for files not reached in time."""
     end = time.monotonic() + chosen.seconds
     files = chosen.files or media_files(ISO)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
@@ -70,6 +70,6 @@ def decode_pcm(path, stream, extra=()):
 
 
 def copy_audio(path, target, container):
-    """The first audio stream, not decoded, in another container."""
+    """Copies the first audio stream into another container without decoding it."""
     subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-y', '-ignore_editlist', '1', '-i', str(path), '-map', '0:a:0',
                     '-c', 'copy', '-f', container, str(target)], capture_output=True)

@@ -1,5 +1,5 @@
-// Damaged files through the whole system: commands, graph, filter, parser. Whatever a file claims, a run ends
-// soon, with the exit code of its kind, a line that gives the reason, and outputs that agree with both.
+// Runs damaged files through the whole system: commands, graph, filter, parser. A run ends soon no matter
+// what the file claims, with an exit code, a message and outputs that agree.
 //
 // ZDR_HOSTILE_RUNS sets the number of files and ZDR_HOSTILE_SEED the damage.
 #include <gtest/gtest.h>
@@ -33,7 +33,7 @@ struct Seed {
   Bytes bytes;
 };
 
-// The samples, and their fronts of up to 64 KiB where the tables come first.
+// The samples, and for large ones that begin with the tables also their first 64 KiB.
 std::vector<Seed> seeds() {
   std::vector<Seed> list;
   for (const auto& entry : std::filesystem::directory_iterator(ZDR_SAMPLES_DIR)) {
@@ -51,7 +51,7 @@ std::vector<Seed> seeds() {
   return list;
 }
 
-// CPU time of all threads, which fails the test for an endless loop but not for a busy machine.
+// CPU time of all threads: an endless loop exceeds the limit, a busy machine does not.
 double cpu_ms() {
   timespec now{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
@@ -83,8 +83,8 @@ Outcome run_command(const std::string& command, const std::filesystem::path& fil
   return run;
 }
 
-// What is wrong with a run; empty if nothing is.
-std::string objection(const std::string& command, const Outcome& run, const std::filesystem::path& output) {
+// Describes what is wrong with a run; empty if nothing is.
+std::string fault_of(const std::string& command, const Outcome& run, const std::filesystem::path& output) {
   const bool opened = run.code == ExitCode::kDone || run.code == ExitCode::kLoss;
   const bool refused = run.code == ExitCode::kCannotOpen || run.code == ExitCode::kNotSupported;
   if (!opened && !refused) return "exit code " + std::to_string(static_cast<int>(run.code));
@@ -105,7 +105,7 @@ std::string objection(const std::string& command, const Outcome& run, const std:
   return {};
 }
 
-TEST(HostileFiles, EndSoonWithTheCodeOfTheirKindAndAMessage) {
+TEST(HostileFiles, EndSoonWithAnExitCodeAndAMessage) {
   ASSERT_TRUE(platform::set_private_session());
   const std::vector<Seed> originals = seeds();
   Mutator mutator(setting("ZDR_HOSTILE_SEED", 1));
@@ -122,7 +122,7 @@ TEST(HostileFiles, EndSoonWithTheCodeOfTheirKindAndAMessage) {
     std::filesystem::create_directory(output);
     const Outcome run = run_command(command, file, output);
     ++counts[static_cast<uint8_t>(run.code)];
-    std::string reason = objection(command, run, output);
+    std::string reason = fault_of(command, run, output);
     if (bytes.size() <= kSmallBytes && run.ms > kLimitMs) reason = "took " + std::to_string(run.ms) + " ms";
     std::filesystem::remove_all(output);
     if (reason.empty()) continue;
@@ -132,7 +132,7 @@ TEST(HostileFiles, EndSoonWithTheCodeOfTheirKindAndAMessage) {
   for (const ExitCode code :
        {ExitCode::kDone, ExitCode::kCannotOpen, ExitCode::kLoss, ExitCode::kNotSupported}) {
     const auto number = static_cast<int>(code);
-    EXPECT_GT(counts[number], 0u) << "the damage never led to exit code " << number;
+    EXPECT_GT(counts[number], 0u) << "no damaged file led to exit code " << number;
   }
 }
 

@@ -33,7 +33,7 @@ class RegistryCommands : public testing::Test {
   }
   ~RegistryCommands() override { testing::internal::GetCapturedStderr(); }
 
-  // Registers a copy of the module, so that the registered one is not that beside the program.
+  // Registers a copy of the module, so that it differs from the one beside the program.
   std::filesystem::path register_copy() {
     const std::filesystem::path copy = folder_ / "Registered.so";
     std::filesystem::copy_file(ZDR_MODULE_FILE, copy);
@@ -75,7 +75,7 @@ TEST_F(RegistryCommands, FiltersComeFromTheRegisteredModule) {
   EXPECT_FALSE(comes_from(copy, "clip.3gp"));
 }
 
-TEST_F(RegistryCommands, FaultyEntriesAreNotedAndIgnored) {
+TEST_F(RegistryCommands, FaultyEntriesAreReportedAndIgnored) {
   const std::filesystem::path copy = register_copy();
   std::filesystem::remove(copy);
   EXPECT_TRUE(comes_from(ZDR_MODULE_FILE, "clip.3gp"));
@@ -143,8 +143,8 @@ TEST_F(RegistryCommands, ShowTheRegistryAsTextAndAsJson) {
       (nlohmann::json{{"name", "Permissions"}, {"type", "REG_DWORD"}, {"number", 31}, {"hex", "1f000000"}}));
 }
 
-// A copy of the program in an empty folder has only the registry.
-TEST_F(RegistryCommands, AProgramWithoutAModuleBesideItUsesTheRegisteredOne) {
+// A copy of the program in an empty folder finds a module only through the registry.
+TEST_F(RegistryCommands, ProgramWithoutAModuleBesideItUsesTheRegisteredOne) {
   std::filesystem::copy_file(ZDR_PROGRAM_FILE, folder_ / "zdr");
   const auto exit_code = [&](const char* sample) {
     const std::string command =

@@ -1,4 +1,5 @@
-// AAC files: tags, cover and stream in `zdr info`, a WAVE file from `zdr play`, and the reasons of refusals.
+// AAC files: tags, cover and stream in `zdr info`, a WAVE file from `zdr play`, and the reasons why a file is
+// refused.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -53,13 +54,13 @@ TEST(ZdrAac, DecodedSoundMayBeLargerThanTheFile) {
   const ZdrResult rows = zdr("samples song.aac -q", folder);
   EXPECT_EQ(rows.exit_code, 0) << rows.err;
   EXPECT_EQ(std::count(rows.out.begin(), rows.out.end(), '\n'), 1 + 10);
-  // A hundred frames are read; the first read yields nothing.
+  // A hundred frames are read, and the first of them yields no sound.
   EXPECT_EQ(zdr("play song.aac", folder).out,
             "song.Audio1.wav: 10 samples, " + std::to_string(44 + 99 * 4096) + " bytes\n");
   EXPECT_EQ(read_file(folder / "song.Audio1.wav").substr(8, 8), "WAVEfmt ");
 }
 
-TEST(ZdrAac, RefusalsHaveTheirReason) {
+TEST(ZdrAac, RefusedFilesAreReportedWithTheReason) {
   const Bytes adts = adts_file(10, 400);
   Bytes main_profile = adts;
   main_profile[2] = static_cast<uint8_t>(main_profile[2] & 0x3F);

@@ -26,7 +26,7 @@ inline void write_bytes(const TempFolder& folder, const std::string& name,
   write_file(folder / name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
-// Every object of the program begins with its schema.
+// Parses a JSON object of the program, which must begin with its schema.
 inline nlohmann::ordered_json parsed(const std::string& text) {
   auto json = nlohmann::ordered_json::parse(text, nullptr, false);
   EXPECT_FALSE(json.is_discarded()) << text;

@@ -21,14 +21,14 @@ using testing::Not;
 const std::string kTwoPins = sample_path("h263-amr.3gp");
 const std::string kMovieFirst = sample_path("moov-first.3gp");
 
-// One playable sound track, and further children of `moov`.
+// Builds a movie with one playable audio track and further children of `moov`.
 Bytes movie_with(const Bytes& moov_children) {
   TrackDescription track = amr_track(200);
   track.appended["trak"] = box("udta", concat({full_hinf(), hnti("v=0\r\n")}));
   return build_movie({.tracks = {track}, .moov_children = moov_children}).bytes;
 }
 
-// The first member of a list of the report that has this value; null if there is none.
+// The first member of a list of the report whose `key` has this value; null if there is none.
 nlohmann::json member_of(const nlohmann::json& report, const char* list, const char* key,
                          const std::string& value) {
   for (const auto& member : report.at(list)) {
@@ -130,7 +130,7 @@ TEST(ZdrBoxes, ShowsTheTreeInTheOrderOfTheFile) {
   EXPECT_EQ(stsz.at("fields").at("sample_count"), 200);
   EXPECT_EQ(stsz.at("state"), "kept");
   EXPECT_EQ(box_of(report, "moov/trak[1]/mdia/minf/smhd").at("state"), "skipped");
-  EXPECT_EQ(box_of(report, "moov/udta/meta").at("state"), "kept") << "since its items are";
+  EXPECT_EQ(box_of(report, "moov/udta/meta").at("state"), "kept") << "because its items are";
   EXPECT_EQ(box_of(report, "moov/udta/meta/ilst/\\xA9nam").at("type"), "\u00A9nam");
   EXPECT_EQ(box_of(report, "moov/udta/kywd").at("entries").at(0).at("keyword"), "one");
   EXPECT_EQ(box_of(report, "moov/trak[1]/udta/hinf/maxr").at("fields").at("bytes"), 700);
@@ -147,7 +147,7 @@ TEST(ZdrBoxes, ShowsWhatWasReadBeforeAFailureAndItsReason) {
   EXPECT_THAT(text.err, HasSubstr(reason));
   EXPECT_THAT(text.err, HasSubstr(", size 5: damaged: the box size is wrong [-7017]\n"));
   for (const std::string command : {"info", "play"}) {
-    EXPECT_EQ(zdr(command + " bad.mp4", folder).err, text.err) << "one explanation everywhere";
+    EXPECT_EQ(zdr(command + " bad.mp4", folder).err, text.err) << "every command gives the same reason";
   }
   const ZdrResult json = zdr("boxes bad.mp4 --json", folder);
   EXPECT_EQ(json.exit_code, 1);
@@ -181,7 +181,7 @@ TEST(ZdrBoxes, ShowsWhatIsDropped) {
   EXPECT_THAT(zdr("info odd.mp4", folder).err, HasSubstr("[-7046]"));
 }
 
-// The record of a small box or entry takes many times its bytes.
+// The record of a small box or entry takes many times the bytes of the box.
 TEST(ZdrBoxes, LimitsItsListAndReportsWhatIsLeftOut) {
   const TempFolder folder;
   Bytes many;
@@ -201,7 +201,7 @@ TEST(ZdrBoxes, LimitsItsListAndReportsWhatIsLeftOut) {
   EXPECT_THAT(zdr("boxes text.mp4 --json", folder).out.size(), testing::Lt(60000u));
 }
 
-TEST(ZdrBoxes, TimesHaveTheirScales) {
+TEST(ZdrBoxes, TimesHaveTheirTimeScales) {
   const TempFolder folder;
   TrackDescription track = amr_track(2);
   track.time_scale = 8000;
@@ -295,7 +295,7 @@ TEST(ZdrInfo, WarnsOfAFileWithoutClipInformationAfterTheNotesOfTheRun) {
                     HasSubstr("no clip information: its first video or audio track cannot be described")));
 }
 
-TEST(ZdrJson, IsOneObjectWhateverHappens) {
+TEST(ZdrJson, IsOneObjectInEveryCase) {
   const TempFolder folder;
   const std::string movie_first = read_file(kMovieFirst);
   const std::string odd_name = "caf\xe9.mp4";  // not UTF-8
@@ -328,7 +328,7 @@ TEST(ZdrJson, IsOneObjectWhateverHappens) {
   }
 }
 
-TEST(ZdrJson, SamplesAreOneObjectALineEqualToTheTable) {
+TEST(ZdrJson, SamplesAreOneObjectPerLineWithTheValuesOfTheTable) {
   std::istringstream objects(zdr("samples @h263-amr.3gp --json").out);
   std::istringstream rows(zdr("samples @h263-amr.3gp").out);
   std::string header;

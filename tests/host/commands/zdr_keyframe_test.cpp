@@ -1,4 +1,4 @@
-// `zdr keyframe`: pictures compared with the stream that `zdr play` writes of the same file.
+// `zdr keyframe`: its pictures occur in the stream that `zdr play` writes from the same file.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,8 +13,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-// The stream begins with the configuration and the first picture. So a written picture begins as the stream
-// does, and the rest of it occurs in the stream.
+// The stream begins with the configuration and the first picture. So a written picture begins like the
+// stream, and the rest of it occurs in the stream.
 void expect_picture_of_stream(const std::string& picture, const std::string& stream, int index) {
   const auto common = std::mismatch(picture.begin(), picture.end(), stream.begin(), stream.end()).first;
   const std::string rest(common, picture.end());

@@ -1,5 +1,4 @@
-// What `zdr play` and `zdr samples` deliver of a part of a file, and what they report of streams that are not
-// whole.
+// `zdr play` and `zdr samples`: parts of a file, and messages about streams that are incomplete.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,7 +20,8 @@ std::vector<std::string> lines_with(const std::string& text, const std::string& 
   return lines;
 }
 
-// Rows are pin, index, start, stop, size, sync, discontinuity, preroll, CRC-32 as other programs compute it.
+// The columns are pin, index, start, stop, size, sync, discontinuity, preroll and CRC-32 as other programs
+// compute it.
 TEST(ZdrSamples, ListThePartThatIsRequested) {
   const struct {
     std::string options;
@@ -49,8 +49,8 @@ TEST(ZdrSamples, ListThePartThatIsRequested) {
   }
 }
 
-// 2000 chunks of one sample of 100 bytes, in turn at two places that overlap: two chunks in a row at the same
-// place would be read as one.
+// 2000 chunks of one sample of 100 bytes, alternating between two offsets whose samples overlap: consecutive
+// chunks at the same offset would be read as one.
 Bytes overlapping_movie() {
   TrackDescription track = amr_track(1, 101);
   MovieDescription movie{.tracks = {track}, .moov_first = false};
@@ -66,7 +66,7 @@ Bytes overlapping_movie() {
   return build_movie(movie).bytes;
 }
 
-// Twenty frames of 160 units after an empty edit of more than ten.
+// Twenty frames of 160 units, after an empty edit longer than ten of them.
 Bytes shifted_movie() {
   TrackDescription track = amr_track(20);
   track.edits = {{.segment_duration = 1700, .media_time = -1}, {.segment_duration = 2000, .media_time = 0}};
@@ -80,7 +80,7 @@ Bytes movie_with_surround_sound() {
   return build_movie({.tracks = {sound, avc_track(3)}}).bytes;
 }
 
-// Files for the next test, each with a name that says what is special.
+// Writes the files of the next test, each named after its peculiarity.
 void write_special_files(const TempFolder& folder) {
   write_bytes(folder, "overlap.mp4", overlapping_movie());
   write_bytes(folder, "shifted.mp4", shifted_movie());
@@ -88,7 +88,7 @@ void write_special_files(const TempFolder& folder) {
   write_file(folder / "header.amr", "#!AMR\n");
 }
 
-TEST(ZdrPlay, WritesWhatIsThereAndReportsWhatIsNot) {
+TEST(ZdrPlay, WritesWhatIsDeliveredAndReportsWhatIsMissing) {
   const std::string kTooMuch =
       "overlap.mp4: the tables describe more data than the file holds (--allow-overlap ";
   const std::string kPartial =

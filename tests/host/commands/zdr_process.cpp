@@ -17,7 +17,7 @@
 namespace zdr::test {
 namespace {
 
-constexpr int kPatienceMs = 60000;
+constexpr int kTimeoutMs = 60000;
 
 int memory_file() {
   const int number = memfd_create("zdr output", MFD_CLOEXEC);
@@ -84,7 +84,7 @@ void ZdrProcess::send(int signal_number) const {
 ZdrResult ZdrProcess::finish() {
   const OpenFile handle(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
   pollfd ended{handle.number(), POLLIN, 0};
-  if (poll(&ended, 1, kPatienceMs) != 1) kill(process_, SIGKILL);
+  if (poll(&ended, 1, kTimeoutMs) != 1) kill(process_, SIGKILL);
   int status = 0;
   waitpid(process_, &status, 0);
   process_ = -1;
@@ -126,7 +126,7 @@ std::string read_until(int number, const std::string& until) {
   std::array<char, 4096> block{};
   while (until.empty() || text.find(until) == std::string::npos) {
     pollfd ready{number, POLLIN, 0};
-    if (poll(&ready, 1, kPatienceMs) != 1) break;
+    if (poll(&ready, 1, kTimeoutMs) != 1) break;
     const ssize_t got = read(number, block.data(), until.empty() ? block.size() : 1);
     if (got <= 0) break;
     text.append(block.data(), static_cast<size_t>(got));

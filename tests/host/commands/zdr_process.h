@@ -1,5 +1,4 @@
-// Runs the built `zdr` as a user does: with arguments, a working folder, and files or a terminal as its
-// streams.
+// Runs the built `zdr` with arguments, a working folder, and files or a terminal as its standard streams.
 #pragma once
 
 #include <sys/types.h>
@@ -20,7 +19,7 @@ struct ZdrSetup {
 };
 
 struct ZdrResult {
-  int exit_code = -1;  // minus the signal number when a signal ended it
+  int exit_code = -1;  // minus the signal number if a signal ended it
   std::string out;     // if ZdrSetup::out is -1
   std::string err;
 };
@@ -34,7 +33,7 @@ class ZdrProcess {
   ZdrProcess& operator=(const ZdrProcess&) = delete;
 
   void send(int signal_number) const;
-  // Waits for the end and kills the process after a minute.
+  // Waits for the end of the process; kills it after a minute.
   ZdrResult finish();
 
  private:
@@ -43,7 +42,7 @@ class ZdrProcess {
   int err_;
 };
 
-// The words of a command line, which blanks separate. '' is an empty word, and @NAME a file of samples/.
+// Splits a command line at its blanks. '' is an empty word, and @NAME a file of samples/.
 std::vector<std::string> words_of(const std::string& line);
 
 // Runs zdr with these words as its arguments.

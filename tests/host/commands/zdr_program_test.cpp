@@ -1,4 +1,4 @@
-// The built program from outside: files, exit codes, messages, signals, pipes and terminals.
+// The built program as a process: files, exit codes, messages, signals, pipes and terminals.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -46,14 +46,14 @@ size_t lines_of(const std::string& text) {
   return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-// A pipe at the path of the partial video file. The program blocks in the middle of the play once the pipe is
-// full, which the stream of 90 KB is sure to make it, until the pipe is read.
+// A pipe at the path of the partial video file. The stream of 90 KB overfills the pipe, so the program blocks
+// in the middle of playback until drain() reads the pipe.
 class SlowVideo {
  public:
   explicit SlowVideo(const TempFolder& folder) : path_(folder / (std::string(kVideoName) + ".part")) {
     EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
   }
-  // Waits until the program has begun to write. Call drain() to let it go on.
+  // Waits until the program has begun to write.
   void wait_for_begin() {
     reader_ = std::make_unique<OpenFile>(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
     char first = 0;
@@ -66,7 +66,7 @@ class SlowVideo {
   std::unique_ptr<OpenFile> reader_;
 };
 
-// A terminal that a program can have as its standard error.
+// A pseudo-terminal that a program can use as its standard error.
 class Terminal {
  public:
   Terminal() {
@@ -77,7 +77,8 @@ class Terminal {
     line_ = std::make_unique<OpenFile>(line);
   }
   int line() const { return line_->number(); }
-  // Leaves the line to the programs that have it, so that the screen ends with them.
+  // Closes this process's end of the line, so that reading the screen ends when the programs that use the
+  // line end.
   void close_line() { line_->close(); }
   std::string read_until(const std::string& text = "") { return test::read_until(screen_->number(), text); }
 
@@ -86,7 +87,7 @@ class Terminal {
   std::unique_ptr<OpenFile> line_;
 };
 
-TEST(ZdrPlay, WritesEachStreamAndNamesItOnStandardOutputAlone) {
+TEST(ZdrPlay, WritesEachStreamAndListsItOnStandardOutput) {
   const TempFolder folder;
   const ZdrResult result = zdr("play @h263-amr.3gp -o new/folder", folder);
   EXPECT_EQ(result.exit_code, 0);
@@ -98,7 +99,7 @@ TEST(ZdrPlay, WritesEachStreamAndNamesItOnStandardOutputAlone) {
   EXPECT_EQ(read_file(folder / "new/folder/h263-amr.Audio0.amr").substr(0, 6), "#!AMR\n");
 }
 
-// One file for each kind of error.
+// Writes one file for each kind of error.
 void make_bad_files(const TempFolder& folder) {
   const std::string movie_last = read_file(kTwoPins);
   const std::string movie_first = read_file(kMovieFirst);
@@ -120,7 +121,7 @@ void make_bad_files(const TempFolder& folder) {
 TEST(ZdrErrors, AreOneLineAndAnExitCode) {
   const TempFolder folder;
   make_bad_files(folder);
-  // Arguments, exit code, and the pattern of the one line after "zdr: ".
+  // Arguments, exit code, and the pattern of the only message after "zdr: ".
   const std::tuple<std::string, int, std::string> kCases[] = {
       {"play gone.mp4", 1, "gone.mp4: no such file \\[0x80040216\\]"},
       {"info a\nb\x1b[2J.mp4", 1, "a\\\\x0ab\\\\x1b\\[2J.mp4: no such file .*"},
@@ -184,7 +185,7 @@ TEST(ZdrPlay, ExitsWithTheWorstOfSeveralFilesAndPlaysTheRest) {
   EXPECT_TRUE(std::filesystem::exists(folder / kVideoName));
 }
 
-TEST(ZdrPlay, KeepsAnExistingFileAndEndsTheOtherStream) {
+TEST(ZdrPlay, ExistingFileStaysAndTheOtherStreamIsWritten) {
   const TempFolder folder;
   write_file(folder / kAudioName, kOldContent);
   const ZdrResult result = zdr("play @h263-amr.3gp -q", folder);
@@ -199,7 +200,7 @@ TEST(ZdrPlay, KeepsAnExistingFileAndEndsTheOtherStream) {
   EXPECT_EQ(std::filesystem::file_size(folder / kAudioName), 6438u);
 }
 
-TEST(ZdrPlay, AFailedWriteLeavesTheOldFileAndThePartialOneOfThatPinAlone) {
+TEST(ZdrPlay, FailedWriteLeavesTheOldFileAndThePartialFileOfThatPin) {
   const TempFolder folder;
   write_file(folder / kVideoName, kOldContent);
   ZdrSetup setup;
@@ -215,7 +216,7 @@ TEST(ZdrPlay, AFailedWriteLeavesTheOldFileAndThePartialOneOfThatPinAlone) {
               ElementsAre(kAudioName, kVideoName, std::string(kVideoName) + ".part"));
 }
 
-TEST(ZdrPlay, InterruptKeepsWhatWasWrittenAndStartsNothingMore) {
+TEST(ZdrPlay, InterruptLeavesWhatWasWrittenAndStartsNothingMore) {
   for (const int signal_number : {SIGINT, SIGTERM}) {
     const TempFolder folder;
     write_file(folder / kVideoName, kOldContent);
@@ -247,7 +248,8 @@ TEST(ZdrPlay, ShowsProgressOnATerminalOnly) {
   SlowVideo video(folder);
   Terminal quiet_terminal;
   Terminal terminal;
-  // The two that must stay silent start first, so that they run longer than the one that shows progress.
+  // The two programs that must show no progress start first, so that they run longer than the one that shows
+  // it.
   ZdrProcess quiet(
       {words_of("play @h263-amr.3gp -q"), quiet_folder.path(), {}, -1, quiet_terminal.line(), 0});
   ZdrProcess to_file({words_of("play @h263-amr.3gp"), file_folder.path(), {}, -1, -1, 0});
@@ -267,7 +269,7 @@ TEST(ZdrPlay, ShowsProgressOnATerminalOnly) {
   EXPECT_THAT(quiet_terminal.read_until(), IsEmpty());
 }
 
-TEST(ZdrPlay, FilesOfOneNameDoNotReplaceEachOther) {
+TEST(ZdrPlay, FilesWithTheSameNameDoNotReplaceEachOther) {
   const TempFolder folder;
   std::filesystem::create_directory(folder / "other");
   std::filesystem::copy_file(kMovieFirst, folder / "other/h263-amr.mp4");
@@ -339,7 +341,7 @@ std::set<std::string> long_options(const std::string& text) {
   return found;
 }
 
-// The section of the man page on a command, with plain hyphens.
+// The man page's section on a command, with plain hyphens.
 std::string man_section(const std::string& page, const std::string& command) {
   const size_t begin = page.find(".SS " + command + "\n");
   if (begin == std::string::npos) return {};
@@ -349,8 +351,8 @@ std::string man_section(const std::string& page, const std::string& command) {
   return section;
 }
 
-// What bash offers in the folder for the last of the words, each in <>.
-std::string bash_offers(const TempFolder& folder, const std::string& words) {
+// The completions that bash offers in the folder for the last of the words, each in <>.
+std::string bash_completions(const TempFolder& folder, const std::string& words) {
   write_file(folder / "zdr.bash", zdr("completion bash").out);
   const std::string shell = "cd '" + folder.path().string() +
                             "' && bash -c 'source ./zdr.bash; COMP_WORDS=(zdr " + words +
@@ -368,17 +370,17 @@ TEST(ZdrDocuments, HelpManPageAndCompletionListTheSameOptions) {
   std::istringstream help(zdr("--help").out);
   size_t commands = 0;
   for (std::string line; std::getline(help, line);) {
-    // Only rows of the list of commands.
+    // Skips lines that are not rows of the list of commands.
     if (!line.starts_with("  ") || std::islower(line[2]) == 0) continue;
     const std::string command = line.substr(2, line.find(' ', 2) - 2);
     const std::set<std::string> options = long_options(zdr(command + " --help").out);
     EXPECT_EQ(long_options(man_section(page, command)), options) << command;
-    EXPECT_EQ(long_options(bash_offers(folder, command + " --")), options) << command;
+    EXPECT_EQ(long_options(bash_completions(folder, command + " --")), options) << command;
     EXPECT_TRUE(command != "play" || options.contains("--output"));
     ++commands;
   }
   EXPECT_GE(commands, 4u);
-  // The scripts of the other shells name all of them; fish does so without the dashes.
+  // The scripts of the other shells list the same options, fish without the dashes.
   for (const std::string& option : long_options(zdr("completion bash").out)) {
     EXPECT_THAT(zdr("completion zsh").out, HasSubstr(option));
     EXPECT_THAT(zdr("completion fish").out, HasSubstr("-l " + option.substr(2)));
@@ -399,7 +401,7 @@ TEST(ZdrDocuments, BashCompletesShellsAndNamesWithBlanks) {
       {"play --only v", "<video>"},
       {"play --start a", ""},
   };
-  for (const auto& [words, offers] : kCases) EXPECT_EQ(bash_offers(folder, words), offers) << words;
+  for (const auto& [words, offers] : kCases) EXPECT_EQ(bash_completions(folder, words), offers) << words;
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Where the texts go that the libraries inside of the filter module would print.
+// The filter module redirects the console output of its libraries to the debugger.
 #include <gtest/gtest.h>
 
 #include "host/graph/module_loader.h"
@@ -10,9 +10,9 @@
 namespace zdr::test {
 namespace {
 
-TEST(Console, KeptTextsOfTheModuleGoToTheDebugger) {
+TEST(Console, KeptTextsOfTheModuleAreSentToTheDebugger) {
   const Bytes picture = bytes_of(std::string("\1image/png\0\3\0", 13));
-  // The second is a raw stream of AAC Main: the length of its configuration, the configuration, the byte
+  // The second file is a raw stream of AAC Main: the length of its configuration, the configuration, bytes
   // 0xFF.
   const Bytes contents[] = {id3v2(3, 0, v23_frame("APIC", picture)),
                             concat({{2, 0x0A, 0x10}, Bytes(20, 0xFF)})};

@@ -1,4 +1,4 @@
-// How the format block of AAC access units is described.
+// The description of AAC streams from the format block of their media type.
 #include "host/inspect/aac_description.h"
 
 #include <gtest/gtest.h>
@@ -31,12 +31,12 @@ std::string described(const Data& config, const Data& unit) {
          std::to_string(aac->output_rate) + ", " + aac->extension;
 }
 
-TEST(AacDescription, ReportsSbrHoweverItIsSignalled) {
+TEST(AacDescription, ReportsSbrForEveryKindOfSignalling) {
   const Data v2 = sample("he-aac-v2.aac").frames[0].payload;
   EXPECT_EQ(described({0x12, 0x10}, {}), "2, 44100/44100, none");
   EXPECT_EQ(described({0x13, 0x88}, v2), "2, 22050/44100, SBR+PS");
   EXPECT_EQ(described({0x2B, 0x8A, 0x08, 0x00}, {}), "1, 22050/44100, SBR");
-  // Backward compatible signalling, at twice the core's rate and at the same.
+  // Backward compatible signalling, at twice the core rate and at the core rate.
   EXPECT_EQ(described({0x13, 0x88, 0x56, 0xE5, 0xA0}, {}), "1, 22050/44100, SBR");
   EXPECT_EQ(described({0x13, 0x88, 0x56, 0xE5, 0xB8}, {}), "1, 22050/22050, SBR");
   EXPECT_EQ(described({0x13, 0x88}, {0xFF}), "");

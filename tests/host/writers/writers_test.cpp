@@ -1,4 +1,4 @@
-// What the writers make of media samples: headers, framing, and the treatment of damaged units.
+// The files that the writers make of media samples: headers, framing, and damaged units.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -27,7 +27,7 @@ using Data = std::vector<uint8_t>;
 
 constexpr size_t kWaveHeaderBytes = 44;
 
-// Runs a writer over samples and returns the finished file.
+// Passes samples to a writer and returns the finished file.
 Data written(host::StreamWriter& writer, const std::vector<Data>& samples) {
   const TempFolder folder;
   host::OutputFile file(folder / "out", false);
@@ -99,7 +99,8 @@ TEST(AdtsWriter, SplitsBySizeTableAndSignalsTheCore) {
       {{0x12, 0x10}, {0xFF, 0xF1, 0x50, 0x80, 0x01, 0x5F, 0xFC}},              // LC 44100 Hz stereo
       {{0x2B, 0x11, 0x88, 0x00}, {0xFF, 0xF1, 0x58, 0x80, 0x01, 0x5F, 0xFC}},  // SBR over LC 24000 Hz stereo
       {{0x15, 0x88}, {0xFF, 0xF1, 0x6C, 0x40, 0x01, 0x5F, 0xFC}},              // LC 8000 Hz mono
-      // LC at 44100 Hz in figures; with its two channels in a program_config_element; parametric stereo.
+      // LC with an explicit rate of 44100 Hz; with its two channels in a program_config_element; parametric
+      // stereo.
       {{0x17, 0x80, 0x56, 0x22, 0x10}, {0xFF, 0xF1, 0x50, 0x80, 0x01, 0x5F, 0xFC}},
       {{0x12, 0x00, 0x05, 0x04, 0x00, 0x00, 0x20, 0x00}, {0xFF, 0xF1, 0x50, 0x80, 0x01, 0x5F, 0xFC}},
       {{0xEB, 0x8A, 0x08, 0x00}, {0xFF, 0xF1, 0x5C, 0x40, 0x01, 0x5F, 0xFC}},
@@ -237,18 +238,19 @@ TEST_F(DecodedAac, IsThePcmOfEveryUnit) {
   EXPECT_EQ(writer.damaged_units(), 0U);
 }
 
-TEST_F(DecodedAac, KeepsTheTimeOfUnitsThatCannotBeDecoded) {
+TEST_F(DecodedAac, DamagedUnitsAreReplacedByFramesOfTheSameLength) {
   std::vector<Data> damaged = units_;
   for (const size_t i : {size_t{4}, size_t{11}, size_t{12}, damaged.size() - 1}) damaged[i] = {0xE0, 0, 0};
   DecodedAacWriter writer(record_, media_samples(damaged).front());
   const std::vector<int16_t> pcm = pcm_of(written(writer, media_samples(damaged)));
-  // Includes the second of two in a row, which the decoder conceals without reporting a failure.
+  // Includes the second of two consecutive damaged units, which the decoder conceals without reporting a
+  // failure.
   EXPECT_EQ(writer.damaged_units(), 4U);
   EXPECT_EQ(pcm.size(), 2 * 1024 * units_.size());
 
   TestDecoder decoder(config_of(file_));
   const std::vector<int16_t> whole = decode_all(decoder, units_);
-  // Equal except for the noise, which a decoder draws again.
+  // Equal except for the noise, which each decoder generates anew.
   double difference = 0;
   double level = 0;
   for (size_t i = 20 * 2048; i < 30 * 2048; ++i) {
@@ -263,7 +265,7 @@ TEST_F(DecodedAac, NeedsAConfigurationThatTheDecoderSupports) {
   const Data surround = {0x12, 0x30};
   EXPECT_FALSE(DecodedAacWriter(surround, first).is_usable());
   EXPECT_FALSE(DecodedAacWriter({}, first).is_usable());
-  // Without a first unit the configuration alone decides.
+  // Without a first unit only the configuration decides.
   EXPECT_TRUE(DecodedAacWriter(record_, {}).is_usable());
 }
 

@@ -1,4 +1,4 @@
-// From sample entries to the public description of their codecs.
+// The public decoder description of every kind of sample entry.
 #include <gtest/gtest.h>
 
 #include <span>
@@ -11,7 +11,7 @@
 namespace zdr::test {
 namespace {
 
-// A movie with one track of that handler and these sample entries.
+// Builds a movie with one track that has this handler and these sample entries.
 Bytes with_entries(const std::string& handler, const std::vector<Bytes>& entries) {
   TrackDescription track = amr_track(1);
   track.handler = handler;
@@ -42,7 +42,7 @@ std::string text(std::span<const uint8_t> bytes) {
     digits.append({"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]});
   return digits;
 }
-// The values, each with a blank before it.
+// The values as text, each preceded by a blank.
 template <typename... Values>
 std::string joined(const Values&... values) {
   return ((" " + text(values)) + ...);
@@ -99,7 +99,7 @@ std::string codec_text(const P3gppDecoderInfo& info) {
   }
 }
 
-// "status", and of a record "kind object_type fields".
+// "status", followed by ": kind object_type fields" if there is a record.
 std::string description(const DecoderInfo& info) {
   std::string all = std::to_string(info.status);
   if (info.get() == nullptr) return all;
@@ -111,7 +111,7 @@ std::string describe(const Bytes& entry, const std::string& handler = "soun") {
   return movie.status == P3GPP_OK ? description(DecoderInfo(movie.file, 1)) : "not open";
 }
 
-// ---- Which entries are handled, and their descriptions ----------------------------------------------------
+// ---- Supported entries and their descriptions -------------------------------------------------------------
 
 TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
   const auto video = [](const char* type, const Bytes& child) { return video_entry(type, 352, 288, child); };
@@ -123,7 +123,7 @@ TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
   high.insert(high.end(), {0xFD, 0xF8, 0xF8, 0});  // the chroma fields of the high profiles
   const Bytes d263_box = d263(0x55667788, 1, 10, 3, concat({box("abcd"), bitr(64000, 128000)}));
   const std::vector<Eac3Substream> substreams = {{1, 17, 0x13, 6, 1, 3, 0x1A5}, {2, 16, 4, 1}};
-  // Name, entry, the handler that its type requires ("" for any), description.
+  // Name, entry, the only handler under which it is accepted ("" for any), description.
   const std::vector<std::tuple<const char*, Bytes, std::string, std::string>> cases = {
       {"mp4v", video("mp4v", visual_esds(kDsi)), "vide", "0: 1 32 1 5 352 288 0 0 77 0 1210 02"},
       {"mp4a", audio("mp4a", esds({.object_type = 0x67})), "soun", "0: 1 103 1 5 0 0 2 8000 0 0  02"},
@@ -154,7 +154,7 @@ TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
        "0: 4 252 1 2 16 8000 6844 1 | 1 17 19 6 1 3 421 | 2 16 4 1 0 0 0"},
       {".mp3 of 96 kHz", audio(".mp3", {}, 96000), "soun", "0: 4 254 2 30464"},
       {"mp4a of 96 kHz", audio("mp4a", esds({}), 96000), "soun", "0: 1 64 1 5 0 0 2 30464 0 0  02"},
-      // Described by kind and object type alone.
+      // Only kind and object type are filled.
       {"samr without damr", audio("samr", box("abcd")), "soun", "0: 2 192 0 0 0 0 0"},
       {"sawb without a child", audio("sawb", Bytes(7)), "soun", "0: 2 193 0 0 0 0 0"},
       {"ac-3 without dac3", audio("ac-3", {}), "soun", "0: 4 253 0 0 0 0 0 0 0 0 0 0 0"},
@@ -165,9 +165,9 @@ TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
       {"avc1 without a child", video("avc1", {}), "vide", "-7050"},
       {"text", plain_entry("text", Bytes(30)), "text", "-7020: 1 231 0 0 0 0 0 0 0 0  "},
   };
-  for (const auto& [name, entry, required, expected] : cases) {
+  for (const auto& [name, entry, own_handler, expected] : cases) {
     for (const std::string handler : {"vide", "soun", "text", "hint"}) {
-      const bool accepted = required.empty() || handler == required;
+      const bool accepted = own_handler.empty() || handler == own_handler;
       EXPECT_EQ(describe(entry, handler), accepted ? expected : "-7031") << name << " in " << handler;
     }
   }
@@ -184,7 +184,7 @@ TEST(DecoderInfo, KeptUnknownEntriesAreMissingAndKeepTheirNumbers) {
   EXPECT_EQ(DecoderInfo(movie.file, 2, 1).status, P3GPP_ERR_NO_TRACK);
 }
 
-TEST(DecoderInfo, AvcParameterSetsThatRunOutAreAnError) {
+TEST(DecoderInfo, TruncatedAvcParameterSetsAreAnError) {
   const Bytes whole = avcc({.sps = {{0x67, 1, 2}}, .pps = {{0x68, 9}}});
   for (size_t size = 13; size < whole.size(); ++size) {
     const Bytes cut(whole.begin(), whole.begin() + static_cast<int64_t>(size));
@@ -203,7 +203,7 @@ TEST(DecoderInfo, KeptAc3BitRatesEndAtCode18) {
   }
 }
 
-TEST(DecoderInfo, KeptMissingVideoDimensionsComeCrosswiseFromTheTrack) {
+TEST(DecoderInfo, KeptMissingVideoDimensionsAreThoseOfTheTrackSwapped) {
   const auto dimensions = [](uint16_t width, uint16_t height) {
     return describe(video_entry("mp4v", width, height, visual_esds(kDsi)), "vide").substr(12, 7);
   };
@@ -218,7 +218,7 @@ std::string describe_esds(const Bytes& descriptors) {
   return describe(audio("mp4a", full_box("esds", 0, 0, descriptors)));
 }
 
-TEST(EsDescriptor, HasAllFieldsWhateverTheOptionalParts) {
+TEST(EsDescriptor, HasAllFieldsWithAnyOptionalParts) {
   ElementaryStream stream{.es_id = 0x1234,
                           .max_bitrate = 128000,
                           .average_bitrate = 96000,
@@ -238,25 +238,25 @@ TEST(EsDescriptor, HasAllFieldsWhateverTheOptionalParts) {
   EXPECT_EQ(describe_esds(descriptor(3, body.bytes, 4)), "0: 1 64 1 5 0 0 2 8000 1 2 1210 02");
 }
 
-// The skip of the URL starts at its length byte and so ends one byte early.
+// The skip over the URL starts at the length byte and so ends one byte early.
 TEST(EsDescriptor, KeptUrlIsSkippedOneByteEarly) {
   const auto status = [](const Bytes& url_field) {
     return describe_esds(es_descriptor({.flags = 0x40, .optional_fields = url_field})).substr(0, 5);
   };
-  EXPECT_EQ(status({5, 'u', 'r', 'l', '4'}), "0: 1 ") << "5 bytes from the length byte on: in step";
-  EXPECT_EQ(status({5, 'u', 'r', 'l', '4', '5'}), "-7050") << "well-formed, and misread";
+  EXPECT_EQ(status({5, 'u', 'r', 'l', '4'}), "0: 1 ") << "the skip ends with the field";
+  EXPECT_EQ(status({5, 'u', 'r', 'l', '4', '5'}), "-7050") << "well-formed but misread";
   EXPECT_EQ(status({255}), "-7050") << "past the end";
   EXPECT_EQ(status({0}), "-7050") << "the length byte itself is read as the next tag";
 }
 
-// Every truncation of a full descriptor: up to 4 bytes may be missing after the decoder configuration, where
-// zeros are read for them; nothing else may.
-TEST(EsDescriptor, EndsQuietlyOnlyAfterTheDecoderConfiguration) {
+// Tries every truncation of a full descriptor: only up to 4 bytes at the end of the decoder configuration may
+// be missing, where zeros are read instead.
+TEST(EsDescriptor, MayEndEarlyOnlyAfterTheDecoderConfiguration) {
   const Bytes whole = es_descriptor({.decoder_specific_info = {1, 2, 3}, .sl_config = {2}});
   const size_t config_end = whole.size() - 5 - 3;  // tag 3 to the average bitrate
   for (size_t size = 0; size <= whole.size(); ++size) {
     const Bytes cut(whole.begin(), whole.begin() + static_cast<int64_t>(size));
-    // The bitrates may lie in the 4 zeros, if one byte is left to show that no further tag follows.
+    // The bitrates may be read from the 4 zeros if one zero is left as "no further tag".
     const bool readable = size + 3 >= config_end && size <= config_end;
     const bool no_sl_config = size == config_end + 5;
     const bool size_from_zeros = size == config_end + 1 || size == config_end + 6;  // the last byte is a tag
@@ -269,7 +269,7 @@ TEST(EsDescriptor, KeptVisualWithoutDecoderSpecificInfoLeavesTheRecord) {
   EXPECT_EQ(describe(video_entry("mp4v", 320, 240, visual_esds({})), "vide"),
             "-7050: 1 32 1 5 320 240 0 0 77 0  ");
   EXPECT_EQ(describe_esds(es_descriptor({.object_type = 0x6B})).substr(0, 2), "0:")
-      << "others may do without";
+      << "other codecs need none";
   EXPECT_EQ(describe_esds({4, 2, 0, 0}), "-7050");
 }
 

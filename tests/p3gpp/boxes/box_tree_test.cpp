@@ -1,4 +1,4 @@
-// Which files open, which do not and why, and what is stored of those that do.
+// Which files open, the status and location of the error for those that do not, and what is stored.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -49,9 +49,9 @@ TEST(TopLevel, KeptScanEndsAtMoovAndAtSize0) {
 TEST(TopLevel, Kept64BitFormMeasuresAllLaterBoxes) {
   const Bytes body(100);
   const Bytes type = ftyp("isom", 0, {"isom", "3gp4"});
-  // A size that would wrap the position must not lead back to a movie box that was stepped over.
-  const Bytes hiding = box("free", kMoov);
-  const Bytes back = large_box("mdat", Bytes(8), uint64_t{0} - (hiding.size() - 8));
+  // A size that wraps the position must not lead back to a movie box that was skipped.
+  const Bytes free_with_moov = box("free", kMoov);
+  const Bytes wrapping = large_box("mdat", Bytes(8), uint64_t{0} - (free_with_moov.size() - 8));
   const auto after_wide_box_of = [&](size_t size) {
     return concat({large_box("mdat", Bytes(size - 16)), type, kMoov});
   };
@@ -60,26 +60,25 @@ TEST(TopLevel, Kept64BitFormMeasuresAllLaterBoxes) {
       {"truncated size", concat({header(1, "mdat"), Bytes(7)}), P3GPP_ERR_READ},
       {"size 2^64 - 1", concat({large_box("mdat", body, 0xFFFFFFFFFFFFFFFF), kMoov}), P3GPP_ERR_NO_MOOV},
       {"size 2^63", concat({large_box("mdat", body, uint64_t{1} << 63), kMoov}), P3GPP_ERR_NO_MOOV},
-      {"size back to a hidden moov", concat({hiding, back}), P3GPP_ERR_NO_MOOV},
+      {"size back to a hidden moov", concat({free_with_moov, wrapping}), P3GPP_ERR_NO_MOOV},
       {"size 15", concat({large_box("mdat", body, 15), kMoov}), P3GPP_ERR_BOX_SIZE},
       {"size 1", concat({large_box("mdat", body, 1), kMoov}), P3GPP_ERR_BOX_SIZE},
       {"moov in the 64-bit form", large_box("moov", mvhd()), P3GPP_ERR_BOX_SIZE},
       {"empty moov in the 64-bit form", large_box("moov", {}), P3GPP_ERR_READ},
       {"moov of size 0 after a 64-bit box", concat({large_box("mdat", body), with_size(kMoov, 0)}),
        P3GPP_ERR_BOX_SIZE},
-      // ftyp is parsed within the sticky size, so only a size that happens to fit leads to moov.
+      // ftyp is measured by the 64-bit size, so only a size that happens to fit leads to moov.
       {"twice as long as the ftyp after it", after_wide_box_of(2 * type.size()), P3GPP_ERR_NO_MOOV},
       {"beyond the file", after_wide_box_of(4000), P3GPP_ERR_NO_MOOV},
       {"one byte less", after_wide_box_of(type.size() + 7), P3GPP_ERR_BOX_SIZE},
       {"too short for the brands", after_wide_box_of(16), P3GPP_ERR_BOX_SIZE},
       {"the body of the ftyp", after_wide_box_of(type.size() + 8), P3GPP_OK},
   });
-  // After a 64-bit box of 24 bytes every box counts as one of 24 bytes, and is stepped over by 8 bytes too
-  // few.
+  // After a 64-bit box of 24 bytes every box counts as 24 bytes long, and the skip over it is 8 bytes short.
   const Bytes wide = large_box("mdat", Bytes(8));
   const OpenedMovie found(concat({wide, box("free", concat({Bytes(8), kMoov}))}));
   ASSERT_EQ(found.status, P3GPP_OK);
-  EXPECT_EQ(boxes_of(found).find("moov")->header.offset, wide.size() + 24) << "the stream is 8 bytes behind";
+  EXPECT_EQ(boxes_of(found).find("moov")->header.offset, wide.size() + 24) << "the stream is 8 bytes short";
   EXPECT_EQ(OpenedMovie(concat({wide, box("free", Bytes(4)), kMoov})).status, P3GPP_ERR_NO_MOOV);
 }
 
@@ -139,7 +138,7 @@ TEST(ChildLoop, StoresTheLaterOfTwoBoxesOfATypeAndSkipsUnknownOnes) {
   EXPECT_EQ(shown.fields("moov/trak[1]/mdia/minf/stbl/stsz"), "default_size=0 sample_count=2");
 }
 
-TEST(ChildLoop, KeptDamagedLaterTrackEndsTheMovieBoxQuietly) {
+TEST(ChildLoop, KeptDamagedLaterTrackEndsTheMovieBoxWithSuccess) {
   const auto open = [](const std::vector<TrackDescription>& tracks, int32_t status, size_t stored) {
     const OpenedMovie movie(
         build_movie({.tracks = tracks, .moov_children = mvhd({.time_scale = 4711})}).bytes);
@@ -158,14 +157,14 @@ TEST(ChildLoop, KeptDamagedLaterTrackEndsTheMovieBoxQuietly) {
   open({good, bad, good}, P3GPP_OK, 1);
   open({good, good, extending("trak", header(900, "free"))}, P3GPP_OK, 2);
   open({bad, good}, P3GPP_ERR_BOX_SIZE, 0);
-  // The tolerance is for tracks, not for the movie box around them.
-  const Bytes lying = concat({build_trak(good, 1, {0, 0, 0}), header(4000, "trak")});
-  EXPECT_EQ(OpenedMovie(box("moov", lying)).status, P3GPP_ERR_BOX_SIZE);
+  // Only a damaged track is tolerated, not one that runs past the movie box.
+  const Bytes overlong = concat({build_trak(good, 1, {0, 0, 0}), header(4000, "trak")});
+  EXPECT_EQ(OpenedMovie(box("moov", overlong)).status, P3GPP_ERR_BOX_SIZE);
 }
 
 TEST(ChildLoop, KeptDegradationPrioritiesMakeTheSampleTablesUnusable) {
   TrackDescription track = extending("stbl", concat({box("stdp", Bytes(10)), stts({{1, 1}})}));
-  track.appended["minf"] = hmhd(1, 2, 3, 4);  // after stbl: must still be found
+  track.appended["minf"] = hmhd(1, 2, 3, 4);  // follows stbl and must still be found
   const OpenedMovie movie(with_tracks({track, amr_track(2)}));
   ASSERT_EQ(movie.status, P3GPP_OK);
   const ShownBoxes shown = boxes_of(movie);
@@ -184,7 +183,7 @@ TEST(OpenError, NamesTheInnermostBoxWithItsOffsetAndSize) {
   struct Case {
     const char* path;
     Bytes file;
-    std::string_view marker;  // the type in the file at which the error must point
+    std::string_view marker;  // type of the box at which the error must point
   };
   const std::string_view odd = "\001\177/\377";
   TrackDescription bad_configuration = amr_track(1);

@@ -1,4 +1,4 @@
-// The fields of the small boxes, by version, and the sizes that they refuse.
+// The fields of the small boxes, by version, and the box sizes that the parsers refuse.
 #include <gtest/gtest.h>
 
 #include "mediakit/boxes/metadata_builder.h"
@@ -15,7 +15,7 @@ Bytes inside(const Containers& containers, Bytes leaf) {
   return leaf;
 }
 
-// Fields of the leaf, the only one of its file; the status if the file does not open.
+// The fields of the only leaf box of a file, or the status if the file does not open.
 std::string fields_of(const Containers& containers, const Bytes& leaf) {
   const OpenedMovie movie(inside(containers, leaf));
   return movie.status == P3GPP_OK ? boxes_of(movie).boxes.back().fields : std::to_string(movie.status);
@@ -47,7 +47,7 @@ TEST(LeafBoxes, KeptFieldsByVersion) {
       {"tkhd", kTrak, tkhd({0, 1, 2, 42, 3, 7, 8, 0x300, 176, 144}),
        "creation_time=1 modification_time=2 track_id=42 duration=3 layer=7 alternate_group=8 volume=196608 "
        "width=176 height=144"},
-      // The bytes 8 before each of the last fields: reserved words and the end of the matrix.
+      // The last fields are read 8 bytes too early, from reserved words and the end of the matrix.
       {"tkhd of version 1", kTrak, tkhd({1, wide, wide + 1, 42, wide + 2, 7, 8, 0x300, 176, 144}),
        wide_times +
            "track_id=42 duration=21761172004 layer=0 alternate_group=0 volume=0 width=0 height=16384"},
@@ -59,7 +59,7 @@ TEST(LeafBoxes, KeptFieldsByVersion) {
       {"elst", kEdts, elst(edits, 0),
        "entry_count=2 [1] segment_duration=1000 media_time=-1 media_rate=65536 [2] segment_duration=9000 "
        "media_time=5 media_rate=65536"},
-      // Entries of 12 bytes, whatever the version.
+      // Entries are read as 12 bytes in version 1 too.
       {"elst of version 1", kEdts, elst(edits, 1),
        "entry_count=2 [1] segment_duration=0 media_time=1000 media_rate=4294967295 [2] "
        "segment_duration=4294967295 media_time=65536 media_rate=0"},
@@ -105,7 +105,7 @@ TEST(LeafBoxes, RefuseSizesTooSmallForTheirFields) {
     const char* name;
     Containers containers;
     Bytes whole;      // parses
-    uint32_t needed;  // smallest size that does
+    uint32_t needed;  // smallest size that parses
   };
   const Containers moov = {"moov"};
   std::vector<Case> cases = {
@@ -148,9 +148,9 @@ TEST(LeafBoxes, RefuseSizesTooSmallForTheirFields) {
 
 TEST(LeafBoxes, EditCountsBeyondTheBoxFail) {
   for (const uint32_t count : {3u, 189u, 0x15555556u, 0xFFFFFFFFu}) {
-    Bytes lying = elst({{}, {}});
-    store_be32(lying, 12, count);
-    EXPECT_EQ(fields_of(kEdts, lying), std::to_string(P3GPP_ERR_READ)) << count;
+    Bytes overlong = elst({{}, {}});
+    store_be32(overlong, 12, count);
+    EXPECT_EQ(fields_of(kEdts, overlong), std::to_string(P3GPP_ERR_READ)) << count;
   }
 }
 

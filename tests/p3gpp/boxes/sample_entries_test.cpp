@@ -1,4 +1,4 @@
-// Which sample entries stsd accepts, and where each leaves the stream for the box that follows.
+// Which sample entries stsd accepts, and where each leaves the stream for the next box.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -18,7 +18,7 @@ Bytes with_stsd(const Bytes& stsd_box) {
 
 const Bytes kDamr = damr(1, 2, 3, 4, 5);
 
-TEST(SampleEntries, FailTheTrackWhenTheyDoNotFit) {
+TEST(SampleEntries, FailTheTrackIfTheyAreMalformed) {
   const Bytes overrun = header(60, "free");
   const Bytes tiny = header(7, "free");
   const auto video = [](const char* type, const Bytes& children) {
@@ -65,7 +65,7 @@ TEST(SampleEntries, FailTheTrackWhenTheyDoNotFit) {
   EXPECT_EQ(OpenedMovie(with_stsd(full_box("stsd", 0, 0, Bytes(3)))).status, P3GPP_ERR_BOX_SIZE);
 }
 
-TEST(SampleEntries, EndWithTheBoxOrWithItsCount) {
+TEST(SampleEntries, EndAtTheirCountOrAtTheEndOfTheBox) {
   const std::pair<uint32_t, uint32_t> kCounts[] = {{0, 0}, {1, 1}, {2, 2}, {3, 2}, {0xFFFFFFFF, 2}};
   const Bytes entry = audio_entry("samr", 1, 8000, kDamr);
   for (const auto& [claimed, stored] : kCounts) {
@@ -82,8 +82,8 @@ TEST(SampleEntries, EndWithTheBoxOrWithItsCount) {
             P3GPP_OK);
 }
 
-// These entries leave the stream just past the fields they read, so any further bytes of the entry are read
-// as the next box header.
+// These entries leave the stream just past the fields that they read, so any further bytes of the entry are
+// read as the next box header.
 TEST(SampleEntries, KeptSpeechEntriesMustEndWithTheirConfiguration) {
   const std::vector<std::pair<const char*, Bytes>> cases = {{"sawp", dawp(1, 2)},
                                                             {"sevc", speech_configuration("devc", 1, 2, 3)},
@@ -96,8 +96,8 @@ TEST(SampleEntries, KeptSpeechEntriesMustEndWithTheirConfiguration) {
     const auto entry = [&](const Bytes& children) { return audio_entry(type, 1, 8000, children); };
     EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(configuration)}))).status, P3GPP_OK);
 
-    // 20 more bytes in the form of a box: they are read as the next child of stbl, and all tables after them
-    // are located 20 bytes too far on.
+    // 20 more bytes in the form of a box are read as the next child of stbl, and all tables after them are
+    // found 20 bytes too late.
     TrackDescription track = amr_track(2);
     track.replaced["stsd"] = stsd({entry(concat({configuration, box("free", Bytes(12))}))});
     track.appended["stbl"] = box("free", Bytes(12));
@@ -110,7 +110,7 @@ TEST(SampleEntries, KeptSpeechEntriesMustEndWithTheirConfiguration) {
     EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(concat({configuration, Bytes(8)}))}))).status,
               P3GPP_ERR_BOX_SIZE);
 
-    // A first child of another type is stepped over to the end of the entry.
+    // After a first child of another type the rest of the entry is skipped.
     EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(concat({box("abcd"), configuration}))}))).status, P3GPP_OK);
     EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry({}), entry(configuration)}))).status, P3GPP_OK);
   }

@@ -1,4 +1,5 @@
-// The asset boxes of the movie's user data, how tolerant the user data is, and the location of an ID3v2 tag.
+// The asset boxes in the movie's user data, which damage there is tolerated, and the location of an ID3v2
+// tag.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -45,7 +46,7 @@ TEST(AssetBoxes, StoreTheirTextsUnchanged) {
   }
 }
 
-TEST(AssetBoxes, KeptOddOnesHaveTheFieldsThatAreComplete) {
+TEST(AssetBoxes, KeptIncompleteBoxesHaveTheirCompleteFields) {
   const std::string place =
       utf8("here") + std::string("\x02\0\0\0\x09\0\0\0\x08\0\0\0\x07", 13) + utf8("moon") + "note";
   const auto cut_place = [&](size_t size) { return asset("loci", place.substr(0, size)); };
@@ -79,14 +80,15 @@ TEST(AssetBoxes, KeptOddOnesHaveTheFieldsThatAreComplete) {
       << "a second udta replaces all of the first";
 }
 
-// User data often ends in a terminator of four zero bytes, or in a truncated box. Neither ends the movie.
-TEST(UserData, KeptItEndsQuietlyWhereNoBoxFits) {
+// User data often ends with a terminator of four zero bytes or with a truncated box. Neither ends the movie
+// box.
+TEST(UserData, KeptTailThatHoldsNoWholeBoxIsSkipped) {
   const auto open = [&](const Bytes& tail, const Bytes& after = {}) {
     const Bytes udta = box("udta", concat({asset("titl", "here"), tail}));
     const OpenedMovie movie(box("moov", {udta, mvhd({.time_scale = 4711}), after}));
     if (movie.status != P3GPP_OK) return movie.status;
     EXPECT_THAT(all_tags(movie), ElementsAre("titl=here"));
-    EXPECT_EQ(movie.error.status, P3GPP_OK) << "nothing to report";
+    EXPECT_EQ(movie.error.status, P3GPP_OK) << "no error is recorded";
     P3gppMovieInfo info{};
     EXPECT_EQ(P3GPP_GetMovieInfo(movie.file, &info), P3GPP_OK);
     EXPECT_EQ(info.time_scale, 4711u) << "the stream is past the user data";
@@ -97,7 +99,8 @@ TEST(UserData, KeptItEndsQuietlyWhereNoBoxFits) {
   EXPECT_EQ(open(concat({header(0xFFFFFFFF, "titl"), Bytes(20)})), P3GPP_OK);
   EXPECT_EQ(open(Bytes(8)), P3GPP_ERR_BOX_SIZE) << "size 0";
   EXPECT_EQ(open(header(7, "free")), P3GPP_ERR_BOX_SIZE);
-  EXPECT_EQ(open(Bytes(4), header(4, "trak")), P3GPP_ERR_BOX_SIZE) << "an error after it still counts";
+  EXPECT_EQ(open(Bytes(4), header(4, "trak")), P3GPP_ERR_BOX_SIZE)
+      << "an error after the user data still fails the open";
 }
 
 TEST(UserData, KeptQuickTimeFormOfMetaFailsTheOpen) {
@@ -106,7 +109,7 @@ TEST(UserData, KeptQuickTimeFormOfMetaFailsTheOpen) {
   EXPECT_EQ(OpenedMovie(with_user_data(quicktime)).status, P3GPP_ERR_GENERIC);
 }
 
-TEST(Id3Box, KeptLanguageIsRawAndTheTagIsLocatedAndNotRead) {
+TEST(Id3Box, KeptLanguageIsRawAndTheTagIsLocatedButNotRead) {
   const auto with_meta = [](const Bytes& children) {
     return box("moov", {mvhd(), full_box("meta", 0, 0, concat({hdlr("ID32"), children}))});
   };
@@ -114,7 +117,7 @@ TEST(Id3Box, KeptLanguageIsRawAndTheTagIsLocatedAndNotRead) {
   const Bytes file = with_meta(concat({id32(1, Bytes(3)), box("xml "), id32(0xD5C4, tag)}));
   P3gppId3Location location{};
   ASSERT_EQ(P3GPP_GetId3Location(OpenedMovie(file).file, &location), P3GPP_OK);
-  EXPECT_EQ(location.language[0], 0xD5) << "raw, and of the later of two";
+  EXPECT_EQ(location.language[0], 0xD5) << "raw, from the later of two";
   EXPECT_EQ(location.size, tag.size());
   EXPECT_TRUE(std::equal(tag.begin(), tag.end(), file.begin() + static_cast<int64_t>(location.offset)));
 

@@ -23,7 +23,7 @@ struct Hint {
   int32_t status;
 };
 
-TEST(HintBoxes, AllStatisticsAndTheSessionDescription) {
+TEST(HintBoxes, HaveAllStatisticsAndTheSessionDescription) {
   const std::string sdp(120, 's');
   const Hint hint(concat({full_hinf(), hnti(sdp), box("name", Bytes(4))}));
   ASSERT_EQ(hint.status, P3GPP_OK);
@@ -34,7 +34,7 @@ TEST(HintBoxes, AllStatisticsAndTheSessionDescription) {
   EXPECT_EQ(text_of(hint.info.payload_type), std::string("\0\0\0\x60\x08H263/90k", 13));
 }
 
-TEST(HintBoxes, LongerNumbersAreTruncatedAndLaterBoxesCount) {
+TEST(HintBoxes, LongerNumbersAreTruncatedAndLaterBoxesReplaceEarlierOnes) {
   const uint64_t wide = 0x0102030405060708;
   const Bytes later =
       box("hinf", {box("maxr", Bytes(8)), box("dmed", numbers("8", {wide})), box("abcd", Bytes(3)),
@@ -62,7 +62,7 @@ TEST(HintBoxes, KeptDamageFailsTheTrack) {
   };
   for (const auto& [name, children, status] : cases) EXPECT_EQ(Hint(children).movie.status, status) << name;
 
-  // After a sound track it ends the movie box, without failing the open.
+  // A damaged track after a sound one ends the movie box without failing the open.
   const TrackDescription bad = with_track_data(box("hinf", box("totl", Bytes(3))));
   const OpenedMovie later(build_movie({.tracks = {amr_track(2), bad, amr_track(1)},
                                        .moov_children = box("udta", asset("titl", "t"))})
@@ -72,7 +72,7 @@ TEST(HintBoxes, KeptDamageFailsTheTrack) {
   EXPECT_STREQ(later.error.path, "moov/trak[2]/udta/hinf/totl");
 }
 
-TEST(HintBoxes, TracksWithoutThemHaveNone) {
+TEST(HintBoxes, TrackWithoutThemHasNoHintInformation) {
   EXPECT_EQ(Hint({}).status, P3GPP_ERR_NO_TAG);
   EXPECT_EQ(Hint(concat({box("hnti"), box("hinf")})).status, P3GPP_ERR_NO_TAG);
   EXPECT_EQ(Hint(hnti("s"), 2).status, P3GPP_ERR_NO_TRACK);

@@ -24,7 +24,7 @@ TEST(ItemList, StoresEveryKindOfItem) {
                           "trkn=3/12", "disk=1/2", "covr=" + cover, "gnid=id", "\251day=2001"));
 }
 
-TEST(ItemList, KeptGenreNamesAreOnePlaceEarlyAfterSwing) {
+TEST(ItemList, KeptGenresAfterSwingHaveTheNameOfTheNextOne) {
   const auto genre = [](uint32_t code) {
     const char bytes[] = {static_cast<char>(code >> 8), static_cast<char>(code)};
     const Texts tags = all_tags(OpenedMovie(with_items({item("gnre", {bytes, 2})})));
@@ -49,7 +49,7 @@ struct ListCase {
   Texts tags;
 };
 
-// In every case another item follows, which must still be found.
+// Appends another item to every case; it must still be found.
 void expect_tags(std::vector<ListCase> cases) {
   for (ListCase& each : cases) {
     each.items.push_back(item("\251day", "end"));
@@ -63,21 +63,21 @@ TEST(ItemList, KeptBothSpellingsOfTheArtistShareASlot) {
   expect_tags({
       {"artist", {item("\251ART", "first"), item("\251art", "second")}, {"\251art=second"}},
       {"genre as text and as number", {item("\251gen", "text"), genre({"\0\2", 2})}, {"gnre=Classic Rock"}},
-      {"a value of an odd shape leaves the earlier",
+      {"an unusable value leaves the earlier one",
        {item("\251gen", "text"), genre("\x01")},
        {"\251gen=text"}},
       {"genre of 3 bytes", {genre({"\0\1\0", 3})}, {}},
   });
 }
 
-// The list continues after the item's first child.
+// The list continues after an item's first child.
 TEST(ItemList, KeptItemsEndWithTheirFirstChild) {
   const Bytes child_beyond_item =
       concat({with_size(box("desc", with_size(data_atom("a"), 30)), 25), Bytes(13)});
   expect_tags({
       {"first child is not data", {box("desc", {full_box("name", 0, 0, {'x'}), data_atom("hidden")})}, {}},
       {"second data is an item of unknown type", {box("desc", {data_atom("a"), data_atom("b")})}, {"desc=a"}},
-      {"unknown item, whatever it holds", {box("abcd", header(0xFFFFFF, "data"))}, {}},
+      {"unknown item with any content", {box("abcd", header(0xFFFFFF, "data"))}, {}},
       {"data of 16 bytes", {item("desc", "")}, {"desc="}},
       {"data of 15 bytes", {box("desc", box("data", Bytes(7)))}, {}},
       {"data of 8 bytes", {box("desc", box("data"))}, {}},
@@ -86,18 +86,18 @@ TEST(ItemList, KeptItemsEndWithTheirFirstChild) {
   });
 }
 
-TEST(ItemList, NumbersHaveWhatTheirValueHolds) {
+TEST(ItemList, NumbersMayLackTheirTotal) {
   for (const std::string type : {"trkn", "disk"}) {
     for (size_t size = 0; size < 12; ++size) {
       const Bytes whole = {0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
       const Bytes value(whole.begin(), whole.begin() + static_cast<int64_t>(size));
-      const Texts kept = {type + (size >= 6 ? "=258/772" : "=258/0")};
-      expect_tags({{"number", {box(type, data_atom(value))}, size >= 4 ? kept : Texts()}});
+      const Texts stored = {type + (size >= 6 ? "=258/772" : "=258/0")};
+      expect_tags({{"number", {box(type, data_atom(value))}, size >= 4 ? stored : Texts()}});
     }
   }
 }
 
-TEST(ItemList, KeptFreeFormItemsAreStoredByOneNameAlone) {
+TEST(ItemList, KeptOnlyFreeFormItemsNamedGnidAreStored) {
   const auto atom = [](const char* type, std::string_view text) {
     return full_box(type, 0, 0, Fields().text(text).bytes);
   };
@@ -120,20 +120,20 @@ TEST(ItemList, KeptFreeFormItemsAreStoredByOneNameAlone) {
       {"value too short", freeform({mean, name, box("data", Bytes(7))}), {}},
       {"empty", freeform({}), {}},
       {"5 bytes", freeform({Bytes(5)}), {}},
-      // Of an unknown atom 8 bytes are skipped, so its contents are read as the next atom.
+      // Only 8 bytes of an unknown atom are skipped, so its contents are read as the next atom.
       {"unknown atom of size 0", freeform({header(0, "abcd")}), {}},
-      {"unknown atom first, of a wrong size", freeform({header(3, "abcd"), name, data}), {"gnid=v"}},
+      {"unknown atom of an invalid size first", freeform({header(3, "abcd"), name, data}), {"gnid=v"}},
       {"atoms inside an unknown one", freeform({mean, box("abcd", concat({name, data}))}), {"gnid=v"}},
       {"the rest of a longer name is not an atom", freeform({mean, atom("name", "gnid and more"), data}), {}},
-      {"unless it ends where an atom begins",
+      {"a longer name that ends where an atom begins",
        freeform({mean, atom("name", "gnid8bytes  "), data}),
        {"gnid=v"}},
   });
 }
 
-// All of these fail the open with one status, and have another in the explanation.
+// All of these fail the open with the same status, while P3gppOpenError has the exact one.
 TEST(ItemList, KeptDamageInsideFailsTheOpen) {
-  // Paths below moov/udta/meta.
+  // Paths are relative to moov/udta/meta.
   const std::vector<std::pair<std::string, Bytes>> cases = {
       {"", box("meta", Bytes(2))},
       {"", item_meta(Bytes(5))},
@@ -158,8 +158,8 @@ TEST(ItemList, KeptDamageInsideFailsTheOpen) {
   }
 }
 
-// A meta inside meta is opened in place, and only 4 of its first 12 bytes count. It is understood where it
-// and all boxes around it claim 8 bytes less than they have; a well-formed file is not.
+// A meta inside meta is opened in place, and only 4 of its first 12 bytes count. A well-formed file therefore
+// fails, and a file opens if that box and all boxes around it claim 8 bytes less than they have.
 TEST(ItemList, KeptMetaInsideMetaCountsFourBytes) {
   const Bytes inner = item_list_meta({item("\251nam", "inner")});
   const Bytes well_formed = with_user_data(full_box("meta", 0, 0, inner));

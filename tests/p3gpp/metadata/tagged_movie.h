@@ -1,4 +1,4 @@
-// Files with tags, and what the parser reports of them, as one text per tag.
+// Builds files with tags, and formats each tag that the parser reports as text.
 #pragma once
 
 #include <string>
@@ -53,7 +53,7 @@ inline std::string tag_value(const P3gppTag& tag) {
   }
 }
 
-// "titl=text" of every tag that the file has, in the order of their codes.
+// "titl=text" for every tag of the file, in the order of the tag codes.
 inline std::vector<std::string> all_tags(const OpenedMovie& movie) {
   std::vector<std::string> all;
   for (uint32_t code = 1; movie.file != nullptr && code <= P3GPP_TAG_COUNT; ++code) {

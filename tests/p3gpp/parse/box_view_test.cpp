@@ -1,4 +1,4 @@
-// The view of the boxes of a file: after an open, and during one.
+// The boxes that the parser shows: those of an open file, and each box during an open.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -39,7 +39,8 @@ TEST(BoxView, ShowsEveryStoredBoxOnceAtItsOffset) {
   const std::vector<std::pair<std::string, std::string>> expected = {
       {"moov/trak[1]/edts/elst", "entry_count=1 [1] segment_duration=500 media_time=-1 media_rate=65536"},
       {stbl + "/stsd", "entry_count=2"},
-      {stbl + "/stsd/avc1[2]", "data_reference_index=1 width=176 height=144"},  // numbered as in the file
+      {stbl + "/stsd/avc1[2]",
+       "data_reference_index=1 width=176 height=144"},  // numbered by its position in the file
       {stbl + "/stsz", "default_size=0 sample_count=4"},
       {"moov/trak[1]/udta/hnti/sdp ", "sdp=v=0"},
       {"moov/trak[1]/udta/hinf/maxr", "period_ms=7 bytes=700"},
@@ -69,7 +70,7 @@ TEST(BoxTrace, ShowsTheBoxesReadBeforeAnOpenFailed) {
   const std::string minf = "moov/trak[1]/mdia/minf";
   const std::string stbl = minf + "/stbl";
   EXPECT_THAT(
-      shown.fates(),
+      shown.outcomes(),
       ElementsAre("ftyp", "mdat skipped", "moov/mvhd", "moov/trak[1]/tkhd", "moov/trak[1]/mdia/mdhd",
                   "moov/trak[1]/mdia/hdlr", minf + "/smhd skipped", minf + "/dinf/dref/url [1]",
                   minf + "/dinf/dref", minf + "/dinf", stbl + "/stsd/samr[1]/damr", stbl + "/stsd/samr[1]",
@@ -104,7 +105,7 @@ TEST(BoxTrace, ShowsSkippedAndRefusedBoxes) {
         ilst + "/\\xA9too skipped", ilst + "/desc skipped", ilst + "/gnre", ilst + "/---- skipped",
         ilst + "/gnid", ilst + "/covr refused", ilst + " failed", std::string("moov/udta/free refused"),
         std::string("moov/udta"), std::string("moov/udta failed")}) {
-    EXPECT_THAT(shown.fates(), Contains(expected));
+    EXPECT_THAT(shown.outcomes(), Contains(expected));
   }
   EXPECT_EQ(shown.find("mdat")->header.size, 20u) << "its 64-bit size";
   EXPECT_EQ(shown.find("moov/udta/meta")->header.status, P3GPP_ERR_GENERIC);

@@ -1,4 +1,4 @@
-// The rules of the lookups by hand-worked cases: those that players rely on, and the ends of tables.
+// Lookup results worked out by hand: those that players rely on, and those at the ends of tables.
 #include <gtest/gtest.h>
 
 #include "tests/p3gpp/samples/track_file.h"
@@ -22,45 +22,48 @@ TrackDescription chunked(const std::vector<ChunkRun>& chunks, const std::vector<
                    {{"stts", stts({{100, 0}})}, {"stsc", stsc(chunks)}, {"stco", stco(offsets)}});
 }
 
-TEST(LookupRules, KeptResultsDependOnTheCallsBefore) {
+TEST(LookupRules, KeptResultsDependOnEarlierCalls) {
   const Runs two_rates = {{10, 1000}, {10, 500}};
   const Runs above_32_bits = {{4, 0x50000000}, {4, 1}};
   const std::vector<Edit> delay = {{1000, -1}, {400, 0}};
   const std::string neighbours = "f5=6 b5=4 b1=1 f100=-6008 b100=-6008 s77=1 s101=0";
   const std::vector<std::tuple<const char*, TrackDescription, std::string>> cases = {
-      // Forward, a search for a time returns the sample before; backward, the one that holds it.
+      // Walking forward, a search for a time returns the sample before the one that holds it; backward, that
+      // one.
       {"time, forward", timed({{100, 1000}}, 100), "t0=1@0 t1500=1@0 t2000=2@1000"},
       {"time, back", timed(two_rates, 20), "t12000=14@11500 t9500=10@9000"},
-      {"time, less than half way: forward from the front", timed(two_rates, 20),
+      {"time in the first half: searched from the front", timed(two_rates, 20),
        "t12000=14@11500 t5000=6@5000 t12000=14@11500 t4999=4@3000"},
       {"time past the runs", timed(two_rates, 20), "t15001=20@15000 t4294967295=20@15000"},
       {"time with the position past the runs", timed(two_rates, 40), "d35=0:0 t15001=20@15000 t9500=10@9000"},
-      {"time in runs of no length", timed({{5, 0}, {5, 10}, {5, 0}}, 15), "t25=7@10 t60=15@50 t50=11@50"},
+      {"time in runs without duration", timed({{5, 0}, {5, 10}, {5, 0}}, 15), "t25=7@10 t60=15@50 t50=11@50"},
       {"time of 2^33 samples", timed({{0xFFFFFFFF, 0}, {0xFFFFFFFF, 0}}, 4), "t1=-6008"},
       {"time without runs", timed({}, 4), "t0=1@0 t1=-6009"},
       {"times above 32 bits", timed(above_32_bits, 8),
        "d4=4026531840:4026531840 d5=-6008 d3=2684354560:2684354560 t4294967295=3@2684354560"},
       {"numbers out of range", timed({{8, 1}}, 8), "d0=-6008 d9=-6008 o0=-6008 o9=-6008 d4294967295=-6008"},
-      // Backward, a composition offset comes from one run too early, except for the last sample of a run.
+      // Walking backward, a composition offset is taken from one run too early, except for the last sample of
+      // a run.
       {"composition, forward", timed({{6, 0}}, 6, {{2, 10}, {2, 20}, {2, 30}}),
        "d1=0:10 d2=0:10 d3=0:20 d5=0:30"},
       {"composition, back to 4", timed({{6, 0}}, 6, {{2, 10}, {2, 20}, {2, 30}}), "d5=0:30 d4=0:20"},
       {"composition, back to 3", timed({{6, 0}}, 6, {{2, 10}, {2, 20}, {2, 30}}), "d5=0:30 d3=0:10"},
-      {"composition, back to 1: there is none", timed({{6, 0}}, 6, {{2, 10}, {2, 20}}),
+      {"composition, back to 1: no offset found", timed({{6, 0}}, 6, {{2, 10}, {2, 20}}),
        "d0=-6008 d1=0:10 d3=0:20 d1=0:20"},
       {"composition of single samples", timed({{4, 0}}, 4, {{1, 10}, {1, 20}, {1, 30}}),
        "d3=0:30 d2=0:20 d1=0:10 d2=0:20"},
-      // Sample 3 has no run: its times are the old ones, shifted again.
+      // No run covers sample 3: its times are those of the call before, shifted again.
       {"beyond the time tables", timed({{2, 100}}, 4, {{2, 7}}, delay), "d1=1000:7 d2=1100:107 d3=2100:1207"},
 
-      // Forward, the sample itself is the result only from a later one; backward, at least the first one.
+      // A forward search returns the sample itself only from a later position; a backward search returns at
+      // least the first sync sample.
       {"sync searches", synced({10, 21, 31}), "f10=21 f35=-6003 f21=21 f21=31 b21=21 b5=10"},
       {"unsorted", synced({10, 30, 5, 90}), "s90=1 s10=1 s5=0"},
       {"no sync table", raw_track(100), neighbours},
-      {"an empty one", synced({}), neighbours},
+      {"empty sync table", synced({}), neighbours},
       {"sync, numbers out of range", synced({1, 50}), "f0=-6008 b101=-6008 s0=-6009 s101=0"},
 
-      // Numbered from 0, the last run still extends to the number of chunks, one too far.
+      // If chunks are numbered from 0, the last run still extends to the number of chunks, one too far.
       {"chunks from 0", chunked({{0, 2}}, {1000, 2000}, 7), "o4=2016:16:1:0:0 o5=-6009 o7=-6008"},
       {"chunks from 256, read as 0", chunked({{256, 2}}, {1000}, 1), "o1=-6008"},
       {"chunks from 2", chunked({{2, 2}}, {1000}, 2), "-7047"},
@@ -68,15 +71,16 @@ TEST(LookupRules, KeptResultsDependOnTheCallsBefore) {
       {"past the last chunk", chunked({{1, 2}, {2, 3}}, {1000, 2000}, 9),
        "o5=2032:16:1:0:0 o6=-6008 o9=-6008 o5=2032:16:1:0:0 o1=1000:16:1:0:0"},
       {"chunk below the base", chunked({{1, 1}, {0, 4}}, {1000}, 4), "o1=-6009"},
-      // Chunks at one offset are one in sequence; located again, a sample is found in its own.
+      // Located in order, chunks at the same offset are read as one; located again, a sample is found in its
+      // own chunk.
       {"chunks at one offset", chunked({{1, 2}}, {1000, 1000}, 4),
        "o2=1016:16:1:0:0 o3=1032:16:1:0:0 o3=1000:16:1:0:0 o4=1016:16:1:0:0"},
   };
   for (const auto& [name, track, calls] : cases) EXPECT_EQ(replayed(track, calls), calls) << name;
 }
 
-TEST(SampleLocation, KeptStcoCountsAndLeavesCo64TheRestOfTheBudget) {
-  // An stco larger than its share takes everything.
+TEST(SampleLocation, KeptStcoIsUsedAndLeavesCo64TheRestOfTheBudget) {
+  // An stco that exceeds the rest of the budget takes all of it.
   const std::vector<uint64_t> offsets(400, 5000);
   const std::vector<uint64_t> other_offsets(400, 6000);
   const Bytes tables = concat({stco(offsets), co64(other_offsets)});
@@ -92,8 +96,8 @@ TEST(SampleLocation, TruncatedTableServesTheEntriesBeforeTheCut) {
   file.resize(file.size() - 4);  // the last chunk offset
   OpenTrack track(file, 1024);
   EXPECT_EQ(track.offset_of(10), 1000);
-  EXPECT_EQ(track.offset_of(999), P3GPP_ERR_READ) << "its block is incomplete";
-  EXPECT_EQ(track.offset_of(10), 1000) << "and has replaced nothing";
+  EXPECT_EQ(track.offset_of(999), P3GPP_ERR_READ) << "its block is truncated";
+  EXPECT_EQ(track.offset_of(10), 1000) << "after the failed refill";
 }
 
 TEST(SampleLocation, ConstantSizesNeedNoWalk) {

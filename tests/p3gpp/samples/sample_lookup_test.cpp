@@ -1,6 +1,5 @@
-// The sample lookups over random tables, small caches and random orders of calls: a track in use gives the
-// same results as one just opened, except where results depend on earlier calls. lookup_rules_test.cpp has
-// those cases.
+// Sample lookups with random tables, small caches and random orders of calls: a track in use returns the same
+// results as one just opened, except where results depend on earlier calls (lookup_rules_test.cpp).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -69,7 +68,7 @@ class TrackInUse {
   void locate(uint32_t number) {
     const std::string expected = fresh('o', number);
     const std::string found = used_.lookup('o', number);
-    // Going back, the composition time alone may differ.
+    // After a step back only the composition time may differ.
     const size_t compared = number > last_ ? std::string::npos : expected.rfind(':');
     EXPECT_EQ(found.substr(0, compared), expected.substr(0, compared)) << number;
     if (found[0] != '-') last_ = number;

@@ -1,4 +1,4 @@
-// Reading samples: the bytes, the edit shift, and what touches the file.
+// Reading samples: the bytes, the edit shift, and the reads of the file.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,7 +11,7 @@ namespace {
 constexpr size_t kFileSize = 4096;
 constexpr uint64_t kMedia = 2048;  // inside the media of such a file
 
-// Six samples of 10 to 60 bytes, but for an empty one, in two chunks.
+// Six samples of 10 to 60 bytes, one of them empty, in two chunks.
 TrackDescription two_chunks(uint32_t first_size = 10, uint64_t second_chunk = kMedia + 1000) {
   return raw_track(6, 0,
                    {{"stts", stts({{6, 100}})},
@@ -48,7 +48,7 @@ TEST(SampleReading, TakesOneReadPerSampleAndNoneForALocationOrAnEmptySample) {
   EXPECT_EQ(result.bytes[40], 0xEE) << "written past the sample";
 }
 
-TEST(SampleReading, SamplePastTheEndOfTheFileIsLocatedAndNotRead) {
+TEST(SampleReading, SamplePastTheEndOfTheFileIsLocatedButNotRead) {
   // Sample 5 is truncated, sample 6 is past the end; sample 1 is larger than a signed count can hold.
   OpenTrack track(two_chunks(0x80000000, kFileSize - 70), kFileSize);
   for (const uint32_t number : {5u, 6u}) {
@@ -65,7 +65,7 @@ TEST(SampleReading, SamplePastTheEndOfTheFileIsLocatedAndNotRead) {
   EXPECT_EQ(Read(track, 7).status, P3GPP_ERR_OUT_OF_RANGE);
 }
 
-TEST(SampleReading, SampleLargerThanTheBufferIsLocatedAndNotRead) {
+TEST(SampleReading, SampleLargerThanTheBufferIsLocatedButNotRead) {
   OpenTrack track(two_chunks(), kFileSize);
   for (const uint32_t capacity : {39u, 40u}) {
     Bytes bytes(capacity, 0xEE);
@@ -79,7 +79,7 @@ TEST(SampleReading, SampleLargerThanTheBufferIsLocatedAndNotRead) {
   }
 }
 
-TEST(SampleReading, KeptOnlyAnEmptyEditInALongerListShiftsAndOnlyTheDecodingTime) {
+TEST(SampleReading, KeptOnlyAnEmptyEditInALongerListShiftsAndOnlyDecodingTimes) {
   const std::vector<std::tuple<const char*, std::vector<Edit>, uint32_t>> cases = {
       {"no list", {}, 0},
       {"a single empty edit", {{1000, -1}}, 0},
@@ -105,7 +105,7 @@ TEST(SampleReading, FailedReadDoesNotAffectTheNextOne) {
   OpenTrack track(raw_track(2000, 5, {{"stts", stts(Runs(2000, {1, 1}))}, {"stco", stco({kMedia})}}), 40960);
   uint32_t failures = 0;
   for (uint32_t number = 1; number <= 2000; ++number) {
-    // The sample's own read, or that of one of the tables before it.
+    // Fails the read of the sample, or of one of the tables before it.
     track.source().failing_read = track.source().read_count + 1 + number % 3;
     failures += Read(track, number).status == P3GPP_ERR_READ;
     track.source().failing_read = 0;

@@ -16,7 +16,7 @@ TEST(TrackAccess, KeptEachMissingBoxHasItsStatus) {
     const char* omitted;
     int32_t open_status;
     int32_t info_status;
-    const char* calls;  // largest size, bitrate, then lookups; null where the track does not open
+    const char* calls;  // largest size, bitrate, then lookups; null if the track does not open
   };
   constexpr const char* kComplete = "16 0 o1=0:16:1:0:0 d1=0:0 t1=1@0 s1=1 f1=2";
   for (const auto& [omitted, open_status, info_status, calls] : std::initializer_list<Case>{
@@ -42,7 +42,7 @@ TEST(TrackAccess, KeptEachMissingBoxHasItsStatus) {
     EXPECT_EQ(P3GPP_GetTrackInfo(track.file(), 1, &info), info_status);
     EXPECT_EQ(info != nullptr, info_status == P3GPP_OK);
     if (info != nullptr) info->release(info);
-    // The tracks of this file have no entry in their sample description.
+    // The stsd of this track has no entry.
     EXPECT_EQ(DecoderInfo(track.file(), 1).status,
               info_status == P3GPP_OK ? P3GPP_ERR_NO_TABLE : info_status);
     if (calls == nullptr) continue;
@@ -134,19 +134,19 @@ TEST(TrackAccess, TrackIsOpenOnceUntilItIsClosed) {
 
 // ---- Caches -----------------------------------------------------------------------------------------------
 
-// The first reads of an open track are the cache fills, in the order in which the budget is shared out.
-TEST(TrackAccess, KeptBudgetIsSharedOutTableByTable) {
+// The first reads of an open track fill the caches, in the order in which the budget is distributed.
+TEST(TrackAccess, KeptBudgetIsDistributedTableByTable) {
   std::vector<uint32_t> numbers(5000);
   std::iota(numbers.begin(), numbers.end(), 1);
   std::vector<ChunkRun> chunks;
   for (const uint32_t number : numbers) chunks.push_back({number, 1});
-  OpenedMovie movie(
-      make_file({raw_track(5000, 8,
-                           {{"stts", stts(Runs(5000, {1, 10}))},
-                            {"ctts", ctts({{5000, 1}})},  // less than its share: the rest remains
-                            {"stss", stss(numbers)},
-                            {"stsc", stsc(chunks)},
-                            {"stco", stco(std::vector<uint64_t>(5000, 100))}})}));
+  OpenedMovie movie(make_file(
+      {raw_track(5000, 8,
+                 {{"stts", stts(Runs(5000, {1, 10}))},
+                  {"ctts", ctts({{5000, 1}})},  // smaller than its share: the rest is left for later tables
+                  {"stss", stss(numbers)},
+                  {"stsc", stsc(chunks)},
+                  {"stco", stco(std::vector<uint64_t>(5000, 100))}})}));
   for (const uint32_t budget : {100u, 1024u, 8192u, 24576u}) {
     std::vector<MemorySource::Read> reads;
     movie.source.log = &reads;
@@ -171,7 +171,7 @@ TEST(TrackAccess, KeptBudgetIsSharedOutTableByTable) {
 TEST(TrackAccess, KeptReadingBackwardsRefillsHalfBlocks) {
   std::vector<uint64_t> offsets;
   for (uint32_t n = 0; n < 6000; ++n) offsets.push_back(n * 100);
-  // Of 1024 bytes, 84 sizes and 166 chunk offsets.
+  // A budget of 1024 bytes caches 84 sizes and 166 chunk offsets.
   OpenTrack track(raw_track(6000, 8, {{"stsc", stsc({{1, 1}})}, {"stco", stco(offsets)}}));
   const auto refills = [&](bool forward) {
     const uint64_t before = track.source().read_count;
@@ -185,7 +185,7 @@ TEST(TrackAccess, KeptReadingBackwardsRefillsHalfBlocks) {
   EXPECT_NEAR(refills(false), 6000.0 / 42 + 6000.0 / 83, 6);
 }
 
-// The sizes before a sample in its chunk are not summed again for each sample.
+// The sizes before a sample in its chunk are not added up again for each sample.
 TEST(TrackAccess, ReadingAChunkInOrderReadsEverySizeOnce) {
   constexpr uint32_t kSamples = 6000;
   OpenTrack track(raw_track(kSamples, 8));

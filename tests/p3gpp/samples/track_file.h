@@ -1,5 +1,4 @@
-// Makes files from sample tables exactly as they are to be stored, valid or not, and opens a track of one
-// from memory.
+// Builds files from sample tables, valid or not, and opens a track of such a file from memory.
 #pragma once
 
 #include <string>
@@ -15,8 +14,8 @@ namespace zdr::test {
 TrackDescription raw_track(uint32_t samples = 10, uint32_t size = 16,
                            const std::map<std::string, Bytes>& tables = {});
 
-// The whole file, of tracks 1, 2, ... Pseudo-random media bytes fill it up to `file_size`; 0: no media. Chunk
-// offsets may point anywhere.
+// The whole file, with tracks 1, 2, ... Pseudo-random media bytes fill it up to `file_size`; 0: no media.
+// Chunk offsets may point anywhere.
 Bytes make_file(const std::vector<TrackDescription>& tracks, size_t file_size = 0);
 
 // A file with its first track opened. Tests check status() first where that may fail.
@@ -42,7 +41,7 @@ class OpenTrack {
   //   'o' offset:size:description:decoding:composition of a sample   'd' decoding:composition
   //   't' number@time of the sample at a time                        's' 1 for a sync sample, else 0
   //   'f', 'b' the sync sample forward and backward from a sample
-  // Fields that a call does not write keep their values, as for a caller that reuses its record.
+  // All calls share one record, so a field that a call does not write has the value of an earlier call.
   std::string lookup(char call, uint32_t argument);
 
  private:
