@@ -1,4 +1,4 @@
-// Takes the format block and the media samples of AAC apart.
+// Parses the format block and the media samples of AAC.
 #include "host/aac_format.h"
 
 #include <algorithm>
@@ -9,8 +9,8 @@
 namespace zdr::host {
 namespace {
 
-// The block: a WAVEFORMATEX, the sizes of the configuration and of the access unit (four bytes each, little
-// endian), then the two themselves.
+// Layout of the block: a WAVEFORMATEX, the sizes of the configuration and of the access unit (four bytes
+// each, little endian), the configuration, the access unit.
 constexpr size_t kConfigSizeOffset = 18;
 constexpr size_t kUnitSizeOffset = 22;
 constexpr size_t kConfigOffset = 26;

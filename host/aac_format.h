@@ -11,24 +11,24 @@
 
 namespace zdr::host {
 
-// Media samples hold up to ten access units and end in a table of ten 16-bit little-endian sizes.
+// Media samples hold up to ten access units and end with a table of ten 16-bit little-endian sizes.
 constexpr size_t kAacUnitsPerSample = 10;
 constexpr size_t kAacSizeTableBytes = 2 * kAacUnitsPerSample;
 
 bool is_aac_access_units(const AM_MEDIA_TYPE& type);
 
-// Both borrow from the media type; empty where its block is too short.
+// Both point into the media type, and are empty if its format block is too short for them.
 struct AacFormat {
   Bytes config;  // AudioSpecificConfig
   Bytes first_unit;
 };
 AacFormat read_aac_format(const AM_MEDIA_TYPE& type);
 
-// The decoder's reading of a configuration. The first access unit, if there is one, shows SBR and parametric
-// stereo that the configuration does not signal. Nothing if the decoder refuses it.
+// Lets the decoder parse a configuration. The first access unit, if not empty, reveals SBR and parametric
+// stereo that the configuration does not signal. Returns nothing if the decoder rejects the configuration.
 std::optional<Zd_AAC_Dec_Config> read_aac_config(Bytes config, Bytes first_unit);
 
-// The access units of one media sample; empty if the table does not fit the sample.
+// Returns the access units of one media sample; none if the size table does not fit the sample.
 std::vector<Bytes> split_aac_sample(Bytes sample);
 
 }  // namespace zdr::host

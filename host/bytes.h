@@ -1,4 +1,4 @@
-// Borrowed bytes, and the bytes of a text.
+// A view of bytes owned elsewhere, and the bytes of a text.
 #pragma once
 
 #include <cstdint>

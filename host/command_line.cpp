@@ -1,4 +1,4 @@
-// Fills a CLI11 parser from the table: one subcommand a row, with its operands and options.
+// Builds a CLI11 parser from the table of commands: one subcommand per row, with its operands and options.
 #include "host/command_line.h"
 
 #include <CLI/CLI.hpp>
@@ -52,7 +52,7 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
         ->check(CLI::IsMember({"bash", "zsh", "fish"}));
     return;
   }
-  // A list of files would also take the operand after it.
+  // A list of files would also swallow the operand that follows.
   CLI::Option* files =
       row.many_operands
           ? app.add_option("file", options.files, "media file")
@@ -83,7 +83,7 @@ ParsedLine refuse(const std::string& reason) {
 }  // namespace
 
 ParsedLine parse_command_line(int argc, const char* const* argv) {
-  // CLI11 would only report that a subcommand is missing.
+  // CLI11 would report only that a subcommand is missing, not the unknown word.
   if (argc > 1 && *argv[1] != '-' && !is_command(argv[1])) {
     return refuse("'" + std::string(argv[1]) + "' is no command");
   }

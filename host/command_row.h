@@ -28,10 +28,10 @@ enum CommandBit : unsigned {
 struct CommandRow {
   CommandBit bit;
   const char* name;
-  const char* operand;  // as the usage line shows it; empty for none
+  const char* operand;  // name of the operand in the usage line; empty for none
   bool many_operands;
   const char* summary;
-  bool listed;  // shown in help, completions and the man page
+  bool listed;  // listed in help, completions and the man page
   // Prints results to `out` and messages to standard error.
   ExitCode (*run)(const Options& options, std::ostream& out);
 };
@@ -40,7 +40,7 @@ struct OptionRow {
   unsigned commands;  // CommandBit values
   const char* name;   // "--start"
   const char* short_name;
-  const char* argument;  // shown name of the value; empty for a flag
+  const char* argument;  // name of the value in the help; empty for a flag
   const char* choices;   // values separated by blanks, or empty
   const char* summary;
   std::variant<bool Options::*, std::string Options::*> target;

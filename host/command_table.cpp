@@ -1,4 +1,4 @@
-// The rows of the table. A command that plays or opens files joins a session of named events first.
+// Defines all commands and options. Commands that play or open files first join a session of named events.
 #include "host/command_table.h"
 
 #include <ostream>
@@ -12,7 +12,7 @@
 namespace zdr::host {
 namespace {
 
-// A private session unless one is named: two runs side by side must not wake each other's workers.
+// Joins a private session unless the options name one: concurrent runs must not wake each other's workers.
 bool join_session(const Options& options) {
   if (options.session.empty()) return platform::set_private_session();
   return platform::set_session(options.session.c_str());

@@ -1,4 +1,4 @@
-// All commands and options of the program.
+// The table of all commands and options of the program.
 #pragma once
 
 #include "host/command_row.h"

@@ -1,4 +1,4 @@
-// Decodes foreign bytes into valid UTF-8 and makes text safe to print.
+// Decodes bytes of unknown encoding into valid UTF-8 and makes text safe to print.
 #include "host/decoded_text.h"
 
 #include <algorithm>
@@ -45,14 +45,14 @@ DecodedText from_utf16(Bytes bytes, bool big_endian) {
     text.is_valid = text.is_valid && !is_surrogate(code);
     append_utf8(text.utf8, is_surrogate(code) ? kReplacement : code);
   }
-  if (at < bytes.size() && bytes[at] != 0) {  // half a unit
+  if (at < bytes.size() && bytes[at] != 0) {  // half a UTF-16 unit
     text.is_valid = false;
     append_utf8(text.utf8, kReplacement);
   }
   return text;
 }
 
-// Length of the sequence that begins with this byte, 0 if none does.
+// Length of the UTF-8 sequence that begins with this byte; 0 if no sequence does.
 size_t sequence_length(uint8_t first) {
   if (first < 0x80) return 1;
   if (first >= 0xC2 && first < 0xE0) return 2;
@@ -60,8 +60,8 @@ size_t sequence_length(uint8_t first) {
   return first >= 0xF0 && first < 0xF5 ? 4 : 0;
 }
 
-// Decodes the first character of `bytes` and sets `length` to the bytes that it takes. An invalid byte is
-// kReplacement and takes 1.
+// Decodes the first character of `bytes` and sets `length` to its number of bytes. An invalid byte yields
+// kReplacement and a length of 1.
 bool decode_one(Bytes bytes, char32_t& code, size_t& length) {
   constexpr std::array<char32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
   length = sequence_length(bytes[0]);

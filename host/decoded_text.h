@@ -10,20 +10,21 @@
 namespace zdr::host {
 
 struct DecodedText {
-  std::string utf8;      // without terminator; U+FFFD for what is invalid
+  std::string utf8;      // without terminator; invalid parts replaced by U+FFFD
   bool is_valid = true;  // nothing had to be replaced
 };
 
-// UTF-16 with a byte order mark, else UTF-8. Drops NULs at the end, half of one included: the other half may
-// have been read as a number that follows the text.
+// Decodes UTF-16 if there is a byte order mark, else UTF-8. Drops NULs at the end, and also half of a UTF-16
+// NUL: the parser may have read the other half as a number that follows the text.
 DecodedText decode_text(Bytes bytes);
-// UTF-8 whatever it begins with.
+// Decodes UTF-8 even if the bytes begin with a byte order mark.
 DecodedText decode_utf8(Bytes bytes);
 
-// Length of the whole characters in the first `limit` bytes of a text as decode_text() takes it.
+// Bytes of the complete characters within the first `limit` bytes of a text in the encoding that
+// decode_text() would use.
 size_t front_length(Bytes text, size_t limit);
 
-// Control characters become \xNN (lower case), so that no name or tag can move the cursor of a terminal.
+// Replaces control characters by \xNN (lower case), so that no name or tag can move the cursor of a terminal.
 std::string printable(std::string_view utf8);
 
 // A four-character code, read as Latin-1, in UTF-8.

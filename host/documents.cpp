@@ -1,4 +1,4 @@
-// Writes the scripts of each shell and the roff source of the man page.
+// Writes the completion script of each shell and the roff source of the man page.
 #include "host/documents.h"
 
 #include <sstream>
@@ -26,8 +26,8 @@ std::string option_words(const CommandTable& table, unsigned command) {
   return words;
 }
 
-// What bash offers after options that take a value. File names are passed one per line, so that blanks do not
-// split them.
+// The completions that bash offers after options that take a value. File names are passed one per line, so
+// that blanks do not split them.
 std::string bash_values(const CommandTable& table) {
   std::ostringstream out;
   for (const OptionRow& option : table.options) {
@@ -80,7 +80,7 @@ std::string bash_completion(const CommandTable& table) {
 
 std::string zsh_option(const OptionRow& option) {
   std::ostringstream text;
-  // Brace expansion makes the pair of names, so it stays outside of the quotes.
+  // Brace expansion yields the pair of names, so the braces must be outside of the quotes.
   if (*option.short_name != '\0') {
     text << "'(" << option.short_name << " " << option.name << ")'{" << option.short_name << ","
          << option.name << "}'";
@@ -140,7 +140,7 @@ std::string fish_completion(const CommandTable& table) {
   return out.str();
 }
 
-// roff turns a plain - into a typographic hyphen; \- stays as it is typed.
+// roff turns a plain - into a typographic hyphen; \- remains a minus sign.
 std::string roff(std::string_view text) {
   std::string out;
   for (char c : text) {

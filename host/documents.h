@@ -9,7 +9,7 @@
 
 namespace zdr::host {
 
-// For "bash", "zsh" and "fish"; empty for anything else.
+// Returns the script for "bash", "zsh" or "fish"; empty for any other shell.
 std::string completion_script(const CommandTable& table, std::string_view shell);
 std::string man_page(const CommandTable& table, std::string_view version);
 

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kIndent = 2;
 
-// Escapes DEL and U+0080 to U+009F, which the library writes as they are. They occur inside strings only.
+// Escapes DEL and U+0080 to U+009F, which the library does not escape. They occur only inside strings.
 std::string escape_controls(std::string_view text) {
   std::string out;
   out.reserve(text.size());

@@ -1,5 +1,5 @@
-// The common form of everything that `--json` prints: one object that begins with "schema" and "exit_code"
-// and ends with "errors" and "warnings". For several files it holds their objects in "files".
+// The common form of all `--json` output: one object that begins with "schema" and "exit_code" and ends with
+// "errors" and "warnings". For several files it has an array "files" with one object each.
 #pragma once
 
 #include <iosfwd>
@@ -16,7 +16,8 @@ inline constexpr int kJsonSchema = 1;
 
 class JsonReport {
  public:
-  // `named_files` is the number of files on the command line, which alone decides the form.
+  // `named_files` is the number of files on the command line. Only one file is reported without the array
+  // "files".
   explicit JsonReport(size_t named_files) : one_file_(named_files == 1) {}
 
   void add(nlohmann::ordered_json file) { files_.push_back(std::move(file)); }
@@ -27,7 +28,7 @@ class JsonReport {
   nlohmann::ordered_json files_ = nlohmann::ordered_json::array();
 };
 
-// Begin an object with schema and exit code; that of a file has the name of the file between them.
+// Begin an object with schema and exit code; the second adds the name of the file between the two.
 nlohmann::ordered_json begin_json(ExitCode code);
 nlohmann::ordered_json begin_file_json(const std::string& file, ExitCode code);
 // Adds "errors" and "warnings" and clears the messages.

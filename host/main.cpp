@@ -14,21 +14,22 @@ namespace {
 
 void discard(const char* /*text*/) {}
 
-// The program reports in its own messages, with the name of the file, what the libraries would print.
+// Suppresses the console output of the libraries: the program's own messages report the same with the name of
+// the file.
 void silence_libraries() {
   Zd_AAC_Dec_SetConsole(discard);
   ID3P_SetConsole(discard);
 }
 
 int run(int argc, const char* const* argv) {
-  keep_standard_streams();
-  survive_failed_writes();
+  reserve_standard_streams();
+  ignore_write_signals();
   silence_libraries();
   const ParsedLine line = parse_command_line(argc, argv);
   const ExitCode code = line.command != nullptr ? line.command->run(line.options, std::cout) : line.exit_code;
   std::cout.flush();
   if (std::cout) return static_cast<int>(code);
-  // A reader that closed its end (a pager, `head`) has what it wanted: no message.
+  // No message if the reader (a pager, `head`) has closed its end: it has read all it wanted.
   if (!stdout_reader_gone()) Messages(false).error({"", "", "standard output cannot be written", ""});
   return static_cast<int>(ExitCode::kCannotWrite);
 }

@@ -1,4 +1,4 @@
-// Formats messages so that nothing that a file holds can break their lines.
+// Formats messages so that no text from a file can break a line.
 #include "host/messages.h"
 
 #include <windows.h>
@@ -63,7 +63,7 @@ std::string hresult_text(int32_t hr) {
 }
 
 std::string format_message(const Message& message) {
-  // File names are foreign text: a line break or an escape sequence in one must not reach the terminal.
+  // A line break or an escape sequence in a file name must not reach the terminal.
   return printable("zdr: " + (message.file.empty() ? "" : message.file + ": ") + without_file(message));
 }
 

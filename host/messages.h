@@ -17,17 +17,17 @@ struct Message {
   std::string status;  // numeric status as text, or empty
 };
 
-// The line of a message. Control characters become \xNN.
+// Returns the line of a message, with control characters as \xNN.
 std::string format_message(const Message& message);
 
-// Prints the messages of one run and collects them. Any thread may add.
+// Prints the messages of one run and collects them. Any thread may add messages.
 class Messages {
  public:
   // `quiet` suppresses notes; errors are always printed.
   explicit Messages(bool quiet) : quiet_(quiet) {}
 
   void error(const Message& message);
-  // For what is left out on purpose or ignored.
+  // Reports what is left out on purpose or ignored.
   void note(const Message& message);
   // Return the messages so far, without "zdr: FILE: ", and clear them.
   std::vector<std::string> take_errors();

@@ -1,4 +1,4 @@
-// The values that the command line gave to a command.
+// The option and operand values of a command.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ struct Options {
   std::string session;
   std::string shell;   // completion
   std::string cover;   // info: file for the cover image
-  uint32_t index = 0;  // keyframe: which, from 1
+  uint32_t index = 0;  // keyframe: number of the key frame, from 1
   bool json = false;
   bool quiet = false;
   bool force = false;

@@ -1,4 +1,4 @@
-// The only file above platform/ that uses POSIX: signals, isatty, and a line that replaces itself.
+// The only file above platform/ that uses POSIX: signals, isatty, and the progress line.
 #include "host/terminal.h"
 
 #include <fcntl.h>
@@ -51,7 +51,7 @@ struct Share {
 Share share_of(double done, double total, int64_t elapsed_ms) {
   const double shown = std::min(done, total);
   const double left_ms = static_cast<double>(elapsed_ms) * (total - shown) / shown;
-  constexpr double kLongestMs = 1e12;  // keeps the estimate after a tiny first part below an overflow
+  constexpr double kLongestMs = 1e12;  // prevents an overflow of the estimate after a tiny first part
   return {static_cast<int>(shown * 100 / total),
           format_time(static_cast<int64_t>(std::min(left_ms, kLongestMs)) * kUnitsPerMillisecond)};
 }
@@ -88,15 +88,16 @@ void catch_interrupts() {
   std::signal(SIGTERM, on_interrupt);
 }
 
-void keep_standard_streams() {
+void reserve_standard_streams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(stream, F_GETFD) >= 0) continue;
-    // open() takes the lowest free number, which is this one. The access mode makes every use fail.
+    // open() returns the lowest free descriptor, which is this one. The access mode makes every read or write
+    // fail.
     if (open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream) return;
   }
 }
 
-void survive_failed_writes() {
+void ignore_write_signals() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
 }

@@ -11,25 +11,26 @@ namespace zdr::host {
 bool stderr_is_terminal();
 bool use_colour();  // standard error is a terminal and NO_COLOR is not set
 
-// From now on the first SIGINT or SIGTERM only sets a flag; a second one ends the process as usual. Only for
-// commands that poll interrupted(): others would ignore the first signal.
+// After this call the first SIGINT or SIGTERM only sets a flag; a second one ends the process as usual. Only
+// for commands that poll interrupted(): others would ignore the first signal.
 void catch_interrupts();
 bool interrupted();
 
-// Makes reads and writes of standard streams that the caller has closed fail, so that no file opened later
-// takes their place.
-void keep_standard_streams();
+// If the parent process has closed a standard stream, makes its reads and writes fail, so that a file opened
+// later does not get its descriptor.
+void reserve_standard_streams();
 
-// Writing to a pipe without a reader or beyond the limit of file sizes then fails instead of ending the
-// process, so that the run can clean up and exit with its own code.
-void survive_failed_writes();
+// After this call a write to a pipe without a reader or beyond the file size limit fails instead of ending
+// the process, so that the run can clean up and exit with its own code.
+void ignore_write_signals();
 // True if standard output is a pipe whose reader has closed it.
 bool stdout_reader_gone();
 
 // Prints a line on standard error. Clears a visible progress line first; its next update shows it again.
 void print_line_to_terminal(const std::string& line);
 
-// A position within a range of media time, in 100 ns units. An end at or before the beginning means unknown.
+// A position within a range of media time, in 100 ns units. An end at or before the beginning means that it
+// is unknown.
 struct MediaProgress {
   int64_t begin;
   int64_t position;
@@ -50,7 +51,7 @@ class ProgressLine {
   void update(const std::string& label, uint64_t done, uint64_t total);
 
  private:
-  // The time since construction, if a line is due.
+  // Returns the time since construction, if a line is due.
   std::optional<int64_t> due_ms();
   void show(const std::string& text);
 

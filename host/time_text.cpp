@@ -1,4 +1,4 @@
-// Parses and formats with integers, so that no typed digit is rounded.
+// Parses and formats with integer arithmetic, so that no typed digit is rounded.
 #include "host/time_text.h"
 
 #include <array>
@@ -20,7 +20,7 @@ std::optional<int64_t> parse_digits(std::string_view text) {
   return value;
 }
 
-// Whole seconds and a fraction, such as "5.25", ".5" or "7.": at least one digit in total.
+// Parses seconds with an optional fraction, such as "5.25", ".5" or "7.". There must be at least one digit.
 std::optional<int64_t> parse_seconds(std::string_view text) {
   const size_t point = text.find('.');
   const std::string_view whole = text.substr(0, point);

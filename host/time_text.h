@@ -1,4 +1,4 @@
-// Conversion between written times and the 100 ns units of the filter's interfaces.
+// Converts between times as text and the 100 ns units of the filter's interfaces.
 #pragma once
 
 #include <cstdint>

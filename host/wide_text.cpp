@@ -1,4 +1,4 @@
-// Calls the platform's conversions twice: for the length, then for the text.
+// Calls each conversion of the platform twice: for the length, then for the text.
 #include "host/wide_text.h"
 
 #include <windows.h>

@@ -1,4 +1,4 @@
-// Conversion between UTF-8 and the platform's UTF-16.
+// Converts between UTF-8 and the platform's UTF-16.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// `zdr boxes`: shows what the parser made of the boxes of a file: kept, dropped, skipped or refused. Of a
-// file that does not open it shows what was read before the failure, and why.
+// `zdr boxes`: lists the boxes of a file and what the parser did with each: kept, dropped, skipped or
+// refused. For a file that does not open, it lists what was read before the failure, and the reason.
 #include <algorithm>
 #include <cstring>
 #include <map>
@@ -22,7 +22,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr size_t kShownBytes = 16;  // of a field on a line
+constexpr size_t kShownBytes = 16;  // of a field, in the text output
 constexpr size_t kShownTextBytes = 256;
 
 // ---- As text ----------------------------------------------------------------------------------------------
@@ -85,7 +85,7 @@ void print_box(const BoxRecord& box, std::ostream& out) {
   }
 }
 
-// Containers beyond the limit of the list still get a line, so that the tree has no holes.
+// A container beyond the limit of the list still gets a line, so that the tree has no gaps.
 void print_missing_parents(const std::string& path, const std::string& before, std::ostream& out) {
   for (size_t end = path.find('/'); end != std::string::npos; end = path.find('/', end + 1)) {
     const std::string parent = path.substr(0, end);
@@ -206,8 +206,8 @@ ExitCode run_boxes(const Options& options, std::ostream& out) {
   Messages messages(options.quiet || options.json);
   BoxList list;
   const ParsedMovie movie(file, &list.visitor());
-  list.sort_by_place();
-  if (movie.is_open()) list.mark_kept(movie.file());
+  list.sort_by_offset();
+  if (movie.is_open()) list.mark_stored(movie.file());
   if (!options.json) print_text(file, list.boxes(), out);
   out.flush();
   const ExitCode code = report(file, movie, list, messages);

@@ -23,7 +23,7 @@ constexpr const char* kNoType = "offers no media type: its codec or configuratio
 
 using ClipInformation = std::optional<mp4source::ClipInfo>;
 
-std::string why_no_clip(const std::string& file, HRESULT result) {
+std::string no_clip_reason(const std::string& file, HRESULT result) {
   if (result == E_NOINTERFACE) return "the registered filter has none to tell";
   if (result == E_OUTOFMEMORY) return "out of memory";
   return mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_MP4
@@ -31,17 +31,17 @@ std::string why_no_clip(const std::string& file, HRESULT result) {
              : "its stream cannot be measured";
 }
 
-// Nothing, after a note that says why, if the clip has none.
+// Returns the clip's information. If it has none, reports the reason as a note and returns nothing.
 ClipInformation clip_information(const SourcePlayer& player, const std::string& file, Messages& messages) {
   SourceClip clip(player.source(), file);
   mp4source::ClipInfo info{};
   const HRESULT result = clip.usable() ? clip.info(info) : clip.result();
   if (clip.usable() && SUCCEEDED(result)) return info;
-  messages.note({file, "", "no clip information: " + why_no_clip(file, result), hresult_text(result)});
+  messages.note({file, "", "no clip information: " + no_clip_reason(file, result), hresult_text(result)});
   return std::nullopt;
 }
 
-// What is shown of an open file.
+// What the command shows of an open file.
 struct FileReport {
   int64_t duration_100ns;
   std::vector<PinEntry> pins;
@@ -81,7 +81,7 @@ void add_json(nlohmann::ordered_json& json, const FileReport& report) {
   json["tags"] = tags_json(report.tags);
 }
 
-// Writes the cover to options.cover if that is requested.
+// Writes the cover image to options.cover unless that is empty.
 ExitCode save_cover(const std::string& file, const FileTags& tags, const Options& options,
                     Messages& messages) {
   if (options.cover.empty()) return ExitCode::kDone;
@@ -96,7 +96,7 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
   return ExitCode::kCannotWrite;
 }
 
-// Shows one file: in `json` unless it is null, else as text.
+// Shows one file: adds it to `json`, or prints it as text if `json` is null.
 ExitCode show_file(const std::string& file, const Options& options, Messages& messages, JsonReport* json,
                    std::ostream& out) {
   SourcePlayer player(file, messages);

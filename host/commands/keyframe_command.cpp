@@ -1,4 +1,4 @@
-// `zdr keyframe`: writes one key frame of the video after the configuration that a decoder needs.
+// `zdr keyframe`: writes one key frame of the video, preceded by the configuration that a decoder needs.
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -21,7 +21,7 @@ struct Picture {
   std::unique_ptr<StreamWriter> writer;
 };
 
-// H.263 needs no configuration; what the clip calls its configuration is the first picture.
+// H.263 needs no configuration; the clip reports the first picture as its configuration.
 Picture picture_of(DWORD video_codec, Bytes configuration) {
   switch (video_codec) {
     case mp4source::kClipAvcVideo:
@@ -48,7 +48,7 @@ bool write_picture(OutputFile& output, StreamWriter& writer, Bytes frame) {
          output.commit();
 }
 
-// The extraction of one key frame.
+// Extracts one key frame.
 class KeyFrame {
  public:
   KeyFrame(const Options& options, Messages& messages)
@@ -73,7 +73,7 @@ class KeyFrame {
   Messages& messages_;
   const std::string& file_;
   mp4source::ClipInfo info_{};
-  std::optional<OutputFile> output_;  // once there is a picture to write
+  std::optional<OutputFile> output_;  // created once there is a picture to write
 };
 
 ExitCode KeyFrame::extract() {

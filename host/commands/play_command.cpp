@@ -1,4 +1,4 @@
-// `zdr play`: writes each stream of each file to a file of its own.
+// `zdr play`: writes each stream of each file to a separate file.
 #include <filesystem>
 #include <list>
 #include <ostream>
@@ -17,18 +17,18 @@ std::filesystem::path as_path(const std::string& utf8) {
   return std::filesystem::path(utf8);
 }
 
-// The play of one file.
-class Playing final : public ConsumerOwner {
+// Plays one file.
+class FilePlayback final : public ConsumerOwner {
  public:
-  Playing(const std::string& file, const Options& options)
+  FilePlayback(const std::string& file, const Options& options)
       : file_(file),
         options_(options),
         messages_(options.quiet || options.json),
         run_(file_, options, messages_, *this) {}
 
   ExitCode run();
-  // For a file whose outputs would replace those of an earlier file of the same run.
-  ExitCode refuse_taken_name();
+  // Called instead of run() if the outputs would replace those of an earlier file of the same run.
+  ExitCode refuse_duplicate_name();
   nlohmann::ordered_json json(ExitCode code);
   void print(std::ostream& out) const;
 
@@ -56,22 +56,22 @@ class Playing final : public ConsumerOwner {
   FileRun run_;
 };
 
-ExitCode Playing::refuse_taken_name() {
+ExitCode FilePlayback::refuse_duplicate_name() {
   return fail(ExitCode::kCannotWrite, "",
               "not played: its outputs would replace those of the file of this name before it");
 }
 
-PinConsumer& Playing::add_consumer(const std::string& pin_name, DeliveryGuard& guard) {
+PinConsumer& FilePlayback::add_consumer(const std::string& pin_name, DeliveryGuard& guard) {
   const std::filesystem::path stem = as_path(options_.output) / as_path(file_).stem();
   return recorders_.emplace_back(pin_name, guard,
                                  StreamRecorder::Settings{stem, options_.force, options_.decode});
 }
 
-void Playing::skip_pin(const std::string& pin_name) {
+void FilePlayback::skip_pin(const std::string& pin_name) {
   note(pin_name, "not played: it offers no media type (codec or configuration not supported)");
 }
 
-ExitCode Playing::run() {
+ExitCode FilePlayback::run() {
   if (const ExitCode prepared = run_.prepare(); prepared != ExitCode::kDone) return prepared;
   ExitCode result = run_.play("plays it");
   if (interrupted()) result = ExitCode::kInterrupted;
@@ -80,7 +80,7 @@ ExitCode Playing::run() {
   return interrupted() ? fail(ExitCode::kInterrupted, "", "interrupted") : result;
 }
 
-ExitCode Playing::finish(StreamRecorder& recorder, bool complete) {
+ExitCode FilePlayback::finish(StreamRecorder& recorder, bool complete) {
   const bool written = complete && recorder.finish();
   if (!written) {
     recorder.abandon();
@@ -90,35 +90,34 @@ ExitCode Playing::finish(StreamRecorder& recorder, bool complete) {
   return check_complete(recorder);
 }
 
-ExitCode Playing::report_partial(const StreamRecorder& recorder) {
+ExitCode FilePlayback::report_partial(const StreamRecorder& recorder) {
   const OutputFile* output = recorder.output();
-  std::string kept;
+  std::string partial_note;
   if (output != nullptr && output->has_partial()) {
-    kept = "what was written so far is kept as " + output->partial_path().string();
+    partial_note = "what was written so far is kept as " + output->partial_path().string();
   }
   if (!recorder.error().empty()) {
     const std::string name = output != nullptr ? output->final_path().string() + ": " : "";
     return fail(ExitCode::kCannotWrite, recorder.pin_name(),
-                name + recorder.error() + (kept.empty() ? "" : "; " + kept));
+                name + recorder.error() + (partial_note.empty() ? "" : "; " + partial_note));
   }
-  return kept.empty() ? ExitCode::kDone : fail(ExitCode::kDone, recorder.pin_name(), kept);
+  return partial_note.empty() ? ExitCode::kDone : fail(ExitCode::kDone, recorder.pin_name(), partial_note);
 }
 
-// A play of the whole file delivers every access unit of a track, except those that the stop position leaves
-// out.
-ExitCode Playing::check_complete(const StreamRecorder& recorder) {
+// Playing a whole file delivers every access unit of a track, except those after the stop position.
+ExitCode FilePlayback::check_complete(const StreamRecorder& recorder) {
   const ExitCode damage = check_damage(recorder);
   return worse_of(damage, check_shortfall(recorder));
 }
 
-ExitCode Playing::check_damage(const StreamRecorder& recorder) {
+ExitCode FilePlayback::check_damage(const StreamRecorder& recorder) {
   const StreamWriter* writer = recorder.writer();
   if (writer == nullptr || writer->damaged_units() == 0) return ExitCode::kDone;
   return fail(ExitCode::kLoss, recorder.pin_name(),
               std::to_string(writer->damaged_units()) + " damaged unit(s): " + writer->first_damage());
 }
 
-ExitCode Playing::check_shortfall(const StreamRecorder& recorder) {
+ExitCode FilePlayback::check_shortfall(const StreamRecorder& recorder) {
   if (!run_.range().is_whole || run_.movie() == nullptr) return ExitCode::kDone;
   ProgressLine progress(!options_.quiet);
   const std::string label = progress_label(file_) + ": checking " + recorder.pin_name();
@@ -138,7 +137,7 @@ ExitCode Playing::check_shortfall(const StreamRecorder& recorder) {
   return ExitCode::kDone;
 }
 
-nlohmann::ordered_json Playing::json(ExitCode code) {
+nlohmann::ordered_json FilePlayback::json(ExitCode code) {
   nlohmann::ordered_json json = begin_file_json(file_, code);
   json["streams"] = nlohmann::ordered_json::array();
   for (const StreamRecorder& recorder : recorders_) {
@@ -156,7 +155,7 @@ nlohmann::ordered_json Playing::json(ExitCode code) {
   return json;
 }
 
-void Playing::print(std::ostream& out) const {
+void FilePlayback::print(std::ostream& out) const {
   for (const StreamRecorder& recorder : recorders_) {
     if (!recorder.complete()) continue;
     out << recorder.output()->final_path().string() << ": " << recorder.samples() << " samples, "
@@ -164,8 +163,8 @@ void Playing::print(std::ostream& out) const {
   }
 }
 
-// Empty if the folder for the outputs exists or could be created.
-std::string why_no_folder(const Options& options) {
+// The reason why there is no folder for the outputs; empty if the folder exists or could be created.
+std::string output_folder_error(const Options& options) {
   if (options.output.empty()) return {};
   std::error_code code;
   std::filesystem::create_directories(as_path(options.output), code);
@@ -187,18 +186,18 @@ ExitCode refuse_folder(const Options& options, const std::string& reason, JsonRe
 
 ExitCode play_files(const Options& options, JsonReport& report, std::ostream& out) {
   ExitCode worst = ExitCode::kDone;
-  std::set<std::filesystem::path> names;  // how the outputs of the files so far begin
+  std::set<std::filesystem::path> names;  // file names so far, with which their outputs begin
   for (const std::string& file : options.files) {
-    Playing playing(file, options);
-    // Without --force the existing file is an error anyway.
-    const bool taken = !names.insert(as_path(file).stem()).second && options.force;
-    ExitCode code = taken ? playing.refuse_taken_name() : playing.run();
+    FilePlayback playback(file, options);
+    // Without --force the existing output is an error anyway.
+    const bool is_duplicate = !names.insert(as_path(file).stem()).second && options.force;
+    ExitCode code = is_duplicate ? playback.refuse_duplicate_name() : playback.run();
     if (code == ExitCode::kLoss && options.strict) code = ExitCode::kCannotOpen;
     worst = worse_of(worst, code);
     if (options.json) {
-      report.add(playing.json(code));
+      report.add(playback.json(code));
     } else {
-      playing.print(out);
+      playback.print(out);
     }
     if (code == ExitCode::kInterrupted) break;
   }
@@ -210,9 +209,9 @@ ExitCode play_files(const Options& options, JsonReport& report, std::ostream& ou
 ExitCode run_play(const Options& options, std::ostream& out) {
   catch_interrupts();
   JsonReport report(options.files.size());
-  const std::string no_folder = why_no_folder(options);
+  const std::string folder_error = output_folder_error(options);
   const ExitCode worst =
-      no_folder.empty() ? play_files(options, report, out) : refuse_folder(options, no_folder, report);
+      folder_error.empty() ? play_files(options, report, out) : refuse_folder(options, folder_error, report);
   if (options.json) report.print(out);
   return worst;
 }

@@ -20,7 +20,7 @@ namespace {
 
 using platform::RegistryReport;
 
-constexpr DWORD kNameCapacity = 16384;  // units of the longest name of a value, with its NUL
+constexpr DWORD kNameCapacity = 16384;  // UTF-16 units of the longest value name, NUL included
 
 Message unreadable(const RegistryReport& report) {
   const std::string place = report.line == 0 ? "" : "line " + std::to_string(report.line);
@@ -60,7 +60,7 @@ std::string type_name(DWORD type) {
   return type == REG_QWORD ? "REG_QWORD" : std::to_string(type);
 }
 
-// Adds text and numbers in readable form before their bytes.
+// Returns a value as JSON: text and numbers in readable form, then the bytes.
 nlohmann::ordered_json value_json(const std::string& name, DWORD type, const std::vector<BYTE>& data) {
   nlohmann::ordered_json json{{"name", name}, {"type", type_name(type)}};
   if (type == REG_DWORD && data.size() == sizeof(uint32_t)) {
@@ -77,7 +77,7 @@ nlohmann::ordered_json value_json(const std::string& name, DWORD type, const std
   return json;
 }
 
-// Finds the size of each value when it is read, as another process may change the key meanwhile.
+// Determines the size of each value when reading it, since another process may change the key meanwhile.
 nlohmann::ordered_json values_json(HKEY key) {
   nlohmann::ordered_json values = nlohmann::ordered_json::array();
   std::vector<WCHAR> name(kNameCapacity);
@@ -98,7 +98,7 @@ nlohmann::ordered_json values_json(HKEY key) {
   }
 }
 
-// A key without values appears only in the paths of the keys below it.
+// A key without values is not listed; it appears only in the paths of its sub keys.
 void append_keys(HKEY key, const std::string& path, nlohmann::ordered_json& keys) {
   if (nlohmann::ordered_json values = values_json(key); !values.empty()) {
     keys.push_back({{"key", path}, {"values", std::move(values)}});

@@ -24,9 +24,9 @@ struct SampleRow {
 
 using RowText = std::array<char, 200>;
 
-// The part of a row that is the same for all samples of a pin. The pins of a foreign filter may have any
-// name.
-std::string row_begin(const std::string& pin, bool json) {
+// The part of a row that is the same for all samples of a pin. It is escaped, since the pins of other filters
+// may have any name.
+std::string row_prefix(const std::string& pin, bool json) {
   if (json) return "{\"schema\":" + std::to_string(kJsonSchema) + ",\"pin\":" + json_text(pin) + ",";
   if (pin.find_first_of(",\"\r\n") == std::string::npos) return pin + ",";
   std::string quoted = "\"";
@@ -34,7 +34,7 @@ std::string row_begin(const std::string& pin, bool json) {
   return quoted + "\",";
 }
 
-// The rest of a row. Returns its length.
+// Formats the rest of a row and returns its length.
 int format_row(RowText& text, const SampleRow& row, bool json) {
   const char* format = json ? "\"index\":%llu,\"start\":%lld,\"stop\":%lld,\"size\":%zu,"
                               "\"sync\":%d,\"discontinuity\":%d,\"preroll\":%d,\"crc32\":\"%08x\"}\n"
@@ -50,7 +50,7 @@ const char* const kRowHeader = "pin,index,start,stop,size,sync,discontinuity,pre
 
 RowRecorder::RowRecorder(const std::string& pin_name, DeliveryGuard& guard, bool json)
     : PinConsumer(pin_name, guard),
-      row_begin_(row_begin(pin_name, json)),
+      row_prefix_(row_prefix(pin_name, json)),
       json_(json),
       rows_(std::tmpfile()) {}
 
@@ -70,7 +70,7 @@ bool RowRecorder::receive(IMediaSample& sample) {
   set_position(row.start);
   RowText text;
   const int length = format_row(text, row, json_);
-  written_ = written_ && write(row_begin_) && write({text.data(), static_cast<size_t>(length)});
+  written_ = written_ && write(row_prefix_) && write({text.data(), static_cast<size_t>(length)});
   return written_;
 }
 

@@ -1,4 +1,5 @@
-// The consumer of a pin in `zdr samples`: writes one row a media sample, as CSV or as a JSON object a line.
+// The consumer of a pin in `zdr samples`: writes one row per media sample, as CSV or as one JSON object per
+// line.
 #pragma once
 
 #include <cstdio>
@@ -14,15 +15,16 @@ namespace zdr::host {
 // The first line of the CSV.
 extern const char* const kRowHeader;
 
-// The workers deliver at the same time, so the rows of each pin go to a temporary file first.
+// The workers of the pins deliver concurrently, so the rows of each pin are written to a temporary file
+// first.
 class RowRecorder final : public PinConsumer {
  public:
   RowRecorder(const std::string& pin_name, DeliveryGuard& guard, bool json);
 
   bool receive(IMediaSample& sample) override;
 
-  // Call after the run. Stops at an interrupt, unless an interrupt has ended the run already: then all rows
-  // are printed. False if the temporary file failed.
+  // Prints the rows after the run. An interrupt stops the printing, unless an interrupt has already ended the
+  // run: then all rows are printed. False if the temporary file failed.
   bool print(std::ostream& out);
 
  private:
@@ -32,7 +34,7 @@ class RowRecorder final : public PinConsumer {
 
   bool write(std::string_view text);
 
-  std::string row_begin_;
+  std::string row_prefix_;
   bool json_;
   std::unique_ptr<std::FILE, FileCloser> rows_;
   uint64_t index_ = 0;

@@ -1,4 +1,4 @@
-// `zdr samples`: one row for each delivered media sample, one pin after the other, the same in every run.
+// `zdr samples`: prints one row per delivered media sample, one pin after the other, the same in every run.
 #include <list>
 #include <ostream>
 

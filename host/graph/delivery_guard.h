@@ -1,5 +1,5 @@
 // Ends a run whose tables describe more data than the file holds: overlapping chunks let a small file
-// describe days of samples. With --allow-overlap such a file is played anyway.
+// describe days of samples. --allow-overlap plays such a file anyway.
 #pragma once
 
 #include <atomic>
@@ -12,8 +12,8 @@ class DeliveryGuard {
   // `limit` is in bytes for each stream; 0: no limit.
   explicit DeliveryGuard(uint64_t limit) : limit_(limit) {}
 
-  // `total` is what one stream has delivered. False, and the guard trips, if it is above the limit. Any
-  // thread.
+  // True if `total`, the bytes that one stream has delivered, is within the limit; otherwise the guard trips.
+  // Any thread.
   bool allows(uint64_t total) {
     if (limit_ == 0 || total <= limit_) return true;
     tripped_ = true;

@@ -17,14 +17,14 @@
 
 namespace zdr::host {
 
-// Makes and owns the consumers of a run. They outlive it.
+// Creates and owns the consumers of a run, which outlive the run.
 class ConsumerOwner {
  public:
   virtual ~ConsumerOwner() = default;
   virtual PinConsumer& add_consumer(const std::string& pin_name, DeliveryGuard& guard) = 0;
-  // Destroys the last consumer: its pin could not be connected.
+  // Destroys the last consumer, whose pin could not be connected.
   virtual void drop_last_consumer() = 0;
-  // Called for a pin that offers no media type, so nothing can connect to it.
+  // Called for a pin that offers no media type and so cannot be connected.
   virtual void skip_pin(const std::string& /*pin_name*/) {}
 };
 
@@ -33,19 +33,19 @@ class FileRun {
   // All references must outlive the object.
   FileRun(const std::string& file, const Options& options, Messages& messages, ConsumerOwner& owner);
 
-  // With `audio_first`, and unless a part of the file is requested, the other pins begin after the audio pin.
-  // The first samples of a process are marked, and whose they are must not depend on the faster worker.
-  // (After a seek every pin is marked, and the workers wait for each other.)
+  // Makes the other pins begin after the audio pin, unless only a part of the file is played. The filter
+  // marks the first samples of a process, and which pin delivers them must not depend on the faster worker.
+  // (After a seek every pin's first sample is marked, and the workers wait for each other.)
   void set_audio_first() { audio_first_ = true; }
 
-  // Does everything that precedes the play. Reports the reason of a failure.
+  // Does everything that precedes playing. Reports the reason for a failure.
   ExitCode prepare();
-  // Plays until the end, an interrupt, or a stream delivers more than the file holds. In that case the
-  // message ends with `overlap_advice`, which says what --allow-overlap does.
+  // Plays until the end, an interrupt, or a stream delivers more than the file holds. In the last case the
+  // message ends with `overlap_advice`, which states what --allow-overlap does.
   ExitCode play(const char* overlap_advice);
 
   const PlayRange& range() const { return range_; }
-  // Null for a file that is not ISO media by its extension.
+  // Null if the extension of the file is not one of ISO media.
   const ParsedMovie* movie() const { return movie_.get(); }
 
  private:
@@ -67,7 +67,7 @@ class FileRun {
   SourcePlayer player_;
 };
 
-// The name of a file in a progress line.
+// Returns the name of a file for a progress line.
 std::string progress_label(const std::string& file);
 
 }  // namespace zdr::host

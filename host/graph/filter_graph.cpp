@@ -25,7 +25,7 @@ HRESULT FilterGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
 }
 
 HRESULT FilterGraph::add(IBaseFilter& filter, LPCWSTR name) {
-  entries_.reserve(entries_.size() + 1);  // a filter that has joined is never lost
+  entries_.reserve(entries_.size() + 1);  // so that storing a filter that has joined cannot fail
   std::u16string requested = name != nullptr ? name : u"";
   std::u16string unique = requested;
   const auto taken = [&](const Entry& entry) { return entry.name == unique; };

@@ -24,7 +24,7 @@ struct GraphEvent {
   LONG_PTR param2;
 };
 
-// Used by the host's main thread alone, except for Notify, which streaming threads call.
+// Used only by the host's main thread, except for Notify, which streaming threads call.
 class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEventSink {
  public:
   FilterGraph();
@@ -35,7 +35,7 @@ class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEve
 
   HRESULT AddFilter(IBaseFilter* filter, LPCWSTR name) override;
   HRESULT RemoveFilter(IBaseFilter* filter) override;
-  // Nobody in this graph searches for other filters.
+  // Not implemented: no filter in this graph searches for others.
   HRESULT EnumFilters(IEnumFilters** enumerator) override;
   HRESULT FindFilterByName(LPCWSTR name, IBaseFilter** filter) override;
   HRESULT ConnectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) override;
@@ -46,14 +46,14 @@ class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEve
   HRESULT Notify(LONG code, LONG_PTR param1, LONG_PTR param2) override;
 
   // Filters added later are downstream of the earlier ones. State changes go from the last to the first: a
-  // sink is ready before its source delivers, and a blocked source is released before anybody waits for it.
+  // sink is ready before its source delivers, and a blocked source is released before the graph waits for it.
   HRESULT pause();
   HRESULT run();
   HRESULT stop();
   // Stops, breaks every connection and releases every filter.
   void tear_down();
 
-  // The next event, or nothing if none arrives in time.
+  // Returns the next event, or nothing if none arrives in time.
   std::optional<GraphEvent> wait_event(std::chrono::milliseconds timeout);
 
  private:

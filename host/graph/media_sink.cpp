@@ -1,4 +1,4 @@
-// The states, flushes and end of stream of a renderer, as a source may expect them of any host.
+// Implements states, flushes and end of stream as a source may expect them from any renderer.
 #include "host/graph/media_sink.h"
 
 #include <atomic>
@@ -10,7 +10,7 @@
 namespace zdr::host {
 namespace {
 
-// The sink's own allocator: its first buffer waits at the gate. Every stop sends Decommit, which ends the
+// The sink's own allocator, whose first buffer waits for the gate. Every stop calls Decommit, which ends the
 // wait.
 class GatedAllocator final : public CMemAllocator {
  public:
@@ -153,8 +153,8 @@ HRESULT MediaSink::GetState(DWORD timeout_ms, FILTER_STATE* state) {
   return S_OK;
 }
 
-// While paused, holds the first sample until the graph runs, stops or flushes. Preroll samples are not shown,
-// so they pass.
+// While paused, blocks the first sample until the graph runs, stops or flushes. Preroll samples are not
+// shown, so they pass.
 HRESULT MediaSink::render(IMediaSample& sample) {
   if (opens_ != nullptr) opens_->open();
   {
@@ -172,7 +172,7 @@ HRESULT MediaSink::render(IMediaSample& sample) {
     is_taken = consumer_.receive(sample);
     return S_OK;
   });
-  // A source sends neither an end of stream nor an error after a sample that was refused.
+  // After a refused sample a source sends neither an end of stream nor an error.
   if (FAILED(hr)) NotifyEvent(EC_ERRORABORT, hr, 0);
   if (FAILED(hr) || is_taken) return hr;
   finish_stream();

@@ -1,4 +1,4 @@
-// A rendering sink with one input pin that accepts any media type and hands the samples to a consumer.
+// A rendering sink with one input pin that accepts any media type and passes the samples to a consumer.
 #pragma once
 
 #include <streams.h>
@@ -9,16 +9,16 @@
 
 namespace zdr::host {
 
-// Takes the samples of a stream. Called by the worker thread of the pin that feeds the sink.
+// Receives the samples of a stream. Called by the worker thread of the pin that feeds the sink.
 class SampleConsumer {
  public:
   virtual ~SampleConsumer() = default;
-  // `sample` is borrowed. False: send nothing more.
+  // `sample` is valid during the call only. Returns false to receive no more samples.
   virtual bool receive(IMediaSample& sample) = 0;
   virtual void new_segment(REFERENCE_TIME start, REFERENCE_TIME stop) = 0;
 };
 
-// Holds back the first buffer of one stream until another stream has begun or ended, so that the marks of the
+// Delays the first buffer of one stream until another stream has begun or ended, so that the marks on the
 // first samples of a process do not depend on which worker is faster.
 class StartGate {
  public:
@@ -92,7 +92,7 @@ class MediaSink final : public CBaseFilter, public IAMFilterMiscFlags {
   StartGate* opens_;
   StartGate* waits_for_;
 
-  // Guards the members below. The worker takes it; nobody waits for the filter lock while holding it.
+  // Guards the members below. The worker locks it; no thread may wait for the filter lock while holding it.
   std::mutex streaming_mutex_;
   std::condition_variable changed_;
   FILTER_STATE streaming_state_ = State_Stopped;

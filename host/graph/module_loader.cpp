@@ -45,7 +45,7 @@ ComPtr<IBaseFilter> create_registered(REFCLSID clsid, HRESULT& hr) {
   return filter;
 }
 
-// Reads the value "Source Filter" of the extension. ERROR_FILE_NOT_FOUND without one.
+// Reads the value "Source Filter" of the extension. Returns ERROR_FILE_NOT_FOUND if there is none.
 LSTATUS source_filter_of(const std::u16string& extension, std::array<WCHAR, CHARS_IN_GUID>& text) {
   const std::u16string path = u"Media Type\\Extensions\\" + extension;
   HKEY key = nullptr;
@@ -59,7 +59,8 @@ LSTATUS source_filter_of(const std::u16string& extension, std::array<WCHAR, CHAR
   return status;
 }
 
-// The class that the registry has for files of this name. Notes what is wrong with the entry or the registry.
+// Returns the class that is registered for the extension of the file. Reports faults of the entry or the
+// registry as notes.
 std::optional<CLSID> registered_class(const std::string& file, Messages& messages) {
   const std::u16string extension = to_wide(std::filesystem::path(file).extension().string());
   if (extension.empty() || extension.find(u'\\') != std::u16string::npos) return std::nullopt;

@@ -1,5 +1,5 @@
-// Base of the consumers of `play` and `samples`: knows its pin, how far the stream has come, and how much it
-// may deliver.
+// Base of the consumers of `play` and `samples`: stores the name and type of its pin, and tracks the position
+// and the number of bytes delivered.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,7 @@ class PinConsumer : public SampleConsumer {
  public:
   PinConsumer(std::string pin_name, DeliveryGuard& guard) : pin_name_(std::move(pin_name)), guard_(guard) {}
 
-  // Set after the connection, before the first sample.
+  // Called after the pin is connected, before the first sample.
   void set_type(const CMediaType& type) { type_ = type; }
   const CMediaType& type() const { return type_; }
   bool is_audio() const { return type_.majortype == MEDIATYPE_Audio; }
@@ -29,7 +29,7 @@ class PinConsumer : public SampleConsumer {
   int64_t position() const { return position_; }  // 100 ns of media time; any thread
 
  protected:
-  // Nothing for a sample without a buffer.
+  // Returns nothing for a sample without a buffer.
   static std::optional<Bytes> bytes_of(IMediaSample& sample) {
     BYTE* data = nullptr;
     if (sample.GetPointer(&data) != S_OK) return std::nullopt;

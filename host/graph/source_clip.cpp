@@ -1,4 +1,4 @@
-// Calls the private interface and names its codec codes.
+// Calls the module's private interface and maps its codec codes to names.
 #include "host/graph/source_clip.h"
 
 #include <cstdio>

@@ -13,7 +13,7 @@
 
 namespace zdr::host {
 
-// Owns bytes that the module has allocated with malloc.
+// Owns bytes that the module allocated with malloc.
 class ClipBytes {
  public:
   BYTE** out_bytes() { return &bytes_; }
@@ -31,14 +31,14 @@ class ClipBytes {
 
 class SourceClip {
  public:
-  // Opens the file through `filter`, which takes on the kind of the file.
+  // Opens the file through `filter`, which switches to the kind of the file.
   SourceClip(IBaseFilter& filter, const std::string& file);
   ~SourceClip();
   SourceClip(const SourceClip&) = delete;
   SourceClip& operator=(const SourceClip&) = delete;
 
   HRESULT result() const { return result_; }
-  // Also false for a file of an unknown kind, which the module opens without a reader.
+  // False also for a file of an unknown kind, which the module opens without a reader.
   bool usable() const { return clip_ != nullptr && clip_->reader != nullptr; }
   bool has_video() const { return clip_ != nullptr && clip_->track != nullptr; }
   Bytes configuration() const { return configuration_.bytes(); }

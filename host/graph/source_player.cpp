@@ -1,4 +1,4 @@
-// Loads, connects, seeks and runs, in the order of any host of a source filter.
+// Loads, connects, seeks and runs, in the order that any host of a source filter follows.
 #include "host/graph/source_player.h"
 
 #include <set>

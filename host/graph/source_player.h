@@ -1,4 +1,5 @@
-// One file in one graph: loads it into the source filter, connects sinks to its pins and plays it to the end.
+// Plays one file in one graph: loads it into the source filter, connects sinks to its pins and runs it to the
+// end.
 #pragma once
 
 #include <dshow.h>
@@ -20,9 +21,9 @@ namespace zdr::host {
 struct PinEntry {
   std::string name;  // "Video0"
   ComPtr<IPin> pin;
-  std::vector<CMediaType> types;  // offered, in order; empty: nothing can connect
+  std::vector<CMediaType> types;  // in the order offered; empty: the pin cannot be connected
 
-  // By the offered type, or by the name of a pin that offers none.
+  // Depends on the offered type, or on the name of a pin that offers none.
   bool is_audio() const;
 };
 
@@ -40,7 +41,7 @@ class SourcePlayer {
   SourcePlayer(const SourcePlayer&) = delete;
   SourcePlayer& operator=(const SourcePlayer&) = delete;
 
-  // Reports the reason of a failure.
+  // Reports the reason for a failure.
   ExitCode load();
   const std::vector<PinEntry>& pins() const { return pins_; }
   IBaseFilter& source() const { return *source_.get(); }
@@ -51,9 +52,9 @@ class SourcePlayer {
   // The type of the connection of a connected pin.
   static CMediaType connection_type(const PinEntry& pin);
 
-  // The longest duration of a stream in 100 ns units; 0 if unknown.
+  // Duration of the longest stream in 100 ns units; 0 if unknown.
   int64_t duration() const;
-  // Call before play. Reports the reason of a failure.
+  // Call before play(). Reports the reason for a failure.
   ExitCode seek(const PlayRange& range);
 
   // Runs until every connected stream has ended. `on_slice` is called about ten times a second and ends the

@@ -1,4 +1,4 @@
-// Joins a pin's samples, the writer for their type and the output file.
+// Passes a pin's samples to the writer for their type and the writer's bytes to the output file.
 #include "host/graph/stream_recorder.h"
 
 #include <utility>

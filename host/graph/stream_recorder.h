@@ -18,18 +18,19 @@ class StreamRecorder final : public PinConsumer {
     bool replace = false;        // an existing file
     bool decode = false;         // AAC to PCM
   };
-  // Writes STEM.PIN.EXT; the first sample decides the extension.
+  // Writes to STEM.PIN.EXT; the extension depends on the first sample.
   StreamRecorder(std::string pin_name, DeliveryGuard& guard, Settings settings);
 
   bool receive(IMediaSample& sample) override;
 
-  // After the run: completes the file. False if it could not be written; the reason is in error().
+  // Call after the run: completes the file. False if it could not be written; error() then returns the
+  // reason.
   bool finish();
-  // After the run: leaves what was written as a partial file.
+  // Call after the run: leaves what was written as a partial file.
   void abandon();
 
   uint64_t samples() const { return samples_; }
-  uint64_t payload_bytes() const { return total_bytes(); }  // without the size tables of AAC
+  uint64_t payload_bytes() const { return total_bytes(); }  // excludes the size tables of AAC samples
   const std::string& error() const { return error_; }       // of the output; empty if there is none
   bool complete() const { return complete_; }               // the file has its final name
   const OutputFile* output() const { return output_.get(); }

@@ -1,4 +1,4 @@
-// Asks the decoder about the format block, so that the description agrees with what is heard.
+// Describes the format block as the decoder parses it, so that the description agrees with the decoded sound.
 #include "host/inspect/aac_description.h"
 
 #include "host/aac_format.h"
@@ -9,7 +9,7 @@ namespace {
 const char* extension_name(const Zd_AAC_Dec_Config& config) {
   if (config.extension == ZD_AAC_DEC_EXTENSION_PS) return "SBR+PS";
   if (config.extension == ZD_AAC_DEC_EXTENSION_SBR) return "SBR";
-  // Backward compatible signalling of SBR shows in the rates alone.
+  // Backward compatible signalling of SBR changes only the rates.
   return config.outputRate != config.sampleRate || config.singleRate != 0 ? "SBR" : "none";
 }
 

@@ -9,13 +9,13 @@
 namespace zdr::host {
 
 struct AacDescription {
-  int channels;           // of the decoded sound, parametric stereo included
+  int channels;           // of the decoded sound, with parametric stereo
   int core_rate;          // Hz
-  int output_rate;        // Hz: usually twice the core's with SBR
+  int output_rate;        // Hz; with SBR usually twice the core rate
   std::string extension;  // "none", "SBR" or "SBR+PS"
 };
 
-// Nothing for other media types and for streams that the decoder refuses.
+// Returns nothing for other media types and for streams that the decoder rejects.
 std::optional<AacDescription> describe_aac(const AM_MEDIA_TYPE& type);
 
 }  // namespace zdr::host

@@ -1,5 +1,4 @@
-// Maps the reader's status to a reason and, where that is not specific, looks at the tag and the first
-// header.
+// Maps the reader's status to a reason. If the status is not specific, examines the tag and the first header.
 #include "host/inspect/aac_diagnosis.h"
 
 #include <array>
@@ -12,7 +11,7 @@
 namespace zdr::host {
 namespace {
 
-// The first bytes after the tag, where a stream that follows it directly begins.
+// Reads the first bytes after the tag, where a stream that follows the tag directly begins.
 std::array<uint8_t, 4> stream_start(const std::string& file, uint32_t offset) {
   std::array<uint8_t, 4> bytes{};
   const OwnedFile handle = open_file(file);
@@ -26,7 +25,7 @@ bool is_adts(const std::array<uint8_t, 4>& start) {
   return start[0] == 0xFF && (start[1] & 0xF6) == 0xF0;
 }
 
-// Empty for a header that the decoder supports.
+// Why the decoder does not support the stream of an ADTS header; empty if it does.
 std::string unsupported_adts(const std::array<uint8_t, 4>& start) {
   constexpr const char* kProfiles[] = {"Main", "LC", "SSR", "LTP"};
   const int profile = start[2] >> 6;

@@ -1,4 +1,4 @@
-// Opens AAC files with the filter's parameters, so that the estimates are those of the filter.
+// Opens AAC files with the same parameters as the filter, so that the estimates are the same.
 #include "host/inspect/aac_stream_view.h"
 
 #include <memory>
@@ -9,7 +9,7 @@
 namespace zdr::host {
 namespace {
 
-constexpr uint32_t kScanLimit = 0x80000;  // as the filter passes it
+constexpr uint32_t kScanLimit = 0x80000;  // the filter's value
 
 struct CloseReader {
   void operator()(AACF_File* reader) const { AACF_Close(reader); }

@@ -1,4 +1,4 @@
-// What opening an AAC file estimates of its stream, from the reader alone: the filter does not publish it.
+// The estimates that the reader makes when it opens an AAC file, which the filter does not publish.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>

@@ -1,4 +1,4 @@
-// Makes records of boxes and fields while the parser shows them.
+// Records boxes and fields while the parser shows them.
 #include "host/inspect/box_list.h"
 
 #include <algorithm>
@@ -39,31 +39,32 @@ FieldValue value_of(const P3gppBoxField& field) {
 }
 
 // The boxes of an open file by offset and path.
-class KeptBoxes {
+class StoredBoxes {
  public:
-  explicit KeptBoxes(P3gppFile* file) {
+  explicit StoredBoxes(P3gppFile* file) {
     const P3gppBoxVisitor visitor{this, add, nullptr};
     is_complete_ = P3GPP_WalkBoxes(file, &visitor) == P3GPP_OK && is_complete_;
-    std::sort(places_.begin(), places_.end());
+    std::sort(keys_.begin(), keys_.end());
   }
   bool is_complete() const { return is_complete_; }
   bool contains(uint64_t offset, const std::string& path) const {
-    return std::binary_search(places_.begin(), places_.end(), Place{offset, std::hash<std::string>()(path)});
+    return std::binary_search(keys_.begin(), keys_.end(), BoxKey{offset, std::hash<std::string>()(path)});
   }
 
  private:
-  using Place = std::pair<uint64_t, size_t>;  // a hash: the paths of all boxes would take too much memory
+  // Offset and hash of the path: the paths of all boxes would take too much memory.
+  using BoxKey = std::pair<uint64_t, size_t>;
 
   static void add(void* caller, const P3gppBox* box) noexcept {
-    auto& self = *static_cast<KeptBoxes*>(caller);
+    auto& self = *static_cast<StoredBoxes*>(caller);
     try {
-      self.places_.emplace_back(box->offset, std::hash<std::string>()(box->path));
+      self.keys_.emplace_back(box->offset, std::hash<std::string>()(box->path));
     } catch (...) {
       self.is_complete_ = false;
     }
   }
 
-  std::vector<Place> places_;
+  std::vector<BoxKey> keys_;
   bool is_complete_ = true;
 };
 
@@ -71,10 +72,10 @@ class KeptBoxes {
 
 void BoxList::on_box(void* caller, const P3gppBox* box) noexcept {
   auto& list = *static_cast<BoxList*>(caller);
-  list.takes_fields_ = false;
+  list.stores_fields_ = false;
   try {
     if (list.boxes_.size() < kMostBoxes) return list.add(*box);
-  } catch (...) {  // out of memory counts as too many
+  } catch (...) {  // out of memory: counted as left out
   }
   ++list.boxes_left_out_;
 }
@@ -90,21 +91,21 @@ void BoxList::add(const P3gppBox& box) {
                     box.status,
                     {},
                     {}});
-  takes_fields_ = true;
-  takes_entry_ = true;
+  stores_fields_ = true;
+  stores_entry_ = true;
   entry_ = 0;
 }
 
 void BoxList::on_field(void* caller, const P3gppBoxField* field) noexcept {
   auto& list = *static_cast<BoxList*>(caller);
-  if (!list.takes_fields_) return;
+  if (!list.stores_fields_) return;
   const bool begins_entry = field->entry != list.entry_;
   list.entry_ = field->entry;
-  if (begins_entry && list.entries_ == kMostEntries) list.takes_entry_ = false;
+  if (begins_entry && list.entries_ == kMostEntries) list.stores_entry_ = false;
   try {
-    if (field->entry == 0 || list.takes_entry_) return list.add(*field, begins_entry);
+    if (field->entry == 0 || list.stores_entry_) return list.add(*field, begins_entry);
   } catch (...) {
-    list.takes_entry_ = false;
+    list.stores_entry_ = false;
   }
   if (begins_entry) ++list.entries_left_out_;
 }
@@ -122,21 +123,21 @@ void BoxList::add(const P3gppBoxField& field, bool begins_entry) {
   box.entries.back().push_back({field.name, value_of(field)});
 }
 
-void BoxList::sort_by_place() {
+void BoxList::sort_by_offset() {
   std::ranges::stable_sort(boxes_, {}, &BoxRecord::offset);
 }
 
-void BoxList::mark_kept(P3gppFile* file) {
-  const KeptBoxes kept(file);
-  if (!kept.is_complete()) return;
-  // A container without a record of its own is kept if something inside is.
+void BoxList::mark_stored(P3gppFile* file) {
+  const StoredBoxes stored(file);
+  if (!stored.is_complete()) return;
+  // A container that the parser does not store counts as stored if a box inside it is.
   std::unordered_set<std::string> parents;
   for (auto box = boxes_.rbegin(); box != boxes_.rend(); ++box) {
     if (box->state != BoxState::kRead) continue;
-    const bool holds_kept = parents.erase(box->path) != 0;
-    const bool is_kept = holds_kept || kept.contains(box->offset, box->path);
-    box->state = is_kept ? BoxState::kKept : BoxState::kDropped;
-    if (is_kept) parents.insert(box->path.substr(0, box->path.rfind('/')));
+    const bool holds_stored = parents.erase(box->path) != 0;
+    const bool is_stored = holds_stored || stored.contains(box->offset, box->path);
+    box->state = is_stored ? BoxState::kStored : BoxState::kDropped;
+    if (is_stored) parents.insert(box->path.substr(0, box->path.rfind('/')));
   }
 }
 

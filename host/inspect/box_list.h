@@ -1,5 +1,5 @@
-// Collects what the parser shows of a file's boxes as one record a box. Limits bound what a file can make it
-// store: the number of boxes and list entries, and the bytes of a field.
+// Collects the boxes that the parser shows, one record per box. Limits on boxes, list entries and bytes of a
+// field bound the memory that a file can make it use.
 #pragma once
 
 #include <cstdint>
@@ -12,11 +12,11 @@
 namespace zdr::host {
 
 enum class BoxState {
-  kRead,     // while parsing; becomes kept or dropped
+  kRead,     // while parsing; becomes stored or dropped
   kFailed,   // its parser failed
-  kSkipped,  // unknown or not wanted
-  kRefused,  // its header cannot be right
-  kKept,     // part of the open file
+  kSkipped,  // unknown or not needed
+  kRefused,  // its header is invalid
+  kStored,   // part of the open file
   kDropped,  // read, but replaced by a later box or ignored
 };
 
@@ -44,12 +44,12 @@ class BoxList {
   BoxList(const BoxList&) = delete;
   BoxList& operator=(const BoxList&) = delete;
 
-  // For the open, which shows children before their parents.
+  // Pass to the open, which shows children before their parents.
   const P3gppBoxVisitor& visitor() const { return visitor_; }
   // Sorts by offset, so that parents come first.
-  void sort_by_place();
-  // In a sorted list, turns kRead into kKept or kDropped.
-  void mark_kept(P3gppFile* file);
+  void sort_by_offset();
+  // Turns kRead into kStored or kDropped. The list must be sorted.
+  void mark_stored(P3gppFile* file);
 
   const std::vector<BoxRecord>& boxes() const { return boxes_; }
   size_t boxes_left_out() const { return boxes_left_out_; }
@@ -64,9 +64,9 @@ class BoxList {
 
   P3gppBoxVisitor visitor_;
   std::vector<BoxRecord> boxes_;
-  bool takes_fields_ = false;  // the box being shown is in the list
-  bool takes_entry_ = false;   // the entry being shown is in the list
-  uint32_t entry_ = 0;         // number of the entry being shown
+  bool stores_fields_ = false;  // the box being shown is in the list
+  bool stores_entry_ = false;   // the entry being shown is in the list
+  uint32_t entry_ = 0;          // number of the entry being shown
   size_t entries_ = 0;
   size_t boxes_left_out_ = 0;
   size_t entries_left_out_ = 0;

@@ -1,4 +1,4 @@
-// Why a file did not load, in plain words.
+// The reason why a file did not load, as shown to the user.
 #pragma once
 
 #include <string>

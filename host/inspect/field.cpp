@@ -1,4 +1,4 @@
-// Decodes values and renders them as JSON.
+// Decodes text values and renders values as JSON.
 #include "host/inspect/field.h"
 
 #include <nlohmann/json.hpp>

@@ -11,7 +11,7 @@
 
 namespace zdr::host {
 
-// Text of a file in UTF-8, or the front of a text longer than the limit.
+// A text of a file in UTF-8, or the beginning of a text longer than the limit.
 struct TextValue {
   std::string utf8;
   size_t bytes = 0;  // length in the file
@@ -19,12 +19,12 @@ struct TextValue {
   std::string hex;  // bytes of the file, only if the text is not valid
 };
 
-// Decodes the front of at most `limit` bytes; an invalid text shows at most `hex_limit` of its bytes.
+// Decodes at most `limit` bytes from the beginning; of an invalid text `hex` has at most `hex_limit` bytes.
 TextValue text_value(Bytes bytes, size_t limit = SIZE_MAX, size_t hex_limit = SIZE_MAX);
 
 struct BytesValue {
   size_t length;    // in the file
-  std::string hex;  // of the front
+  std::string hex;  // of the beginning
 };
 
 using FieldValue =
@@ -39,8 +39,8 @@ using Fields = std::vector<Field>;
 // Digits of the three kinds of numbers; empty for other values.
 std::string number_text(const FieldValue& value);
 
-// Adds the field under its name. Text adds `name`_bytes where it is cut and `name`_hex where it is not valid;
-// bytes are an object with "length" and "hex"; a list is an array of objects with "text".
+// Adds the field under its name. Text adds `name`_bytes if it is cut and `name`_hex if it is not valid; bytes
+// are an object with "length" and "hex"; a list is an array of objects with "text".
 void add_field(nlohmann::ordered_json& object, const Field& field);
 
 }  // namespace zdr::host

@@ -1,4 +1,4 @@
-// Reads the tags of the parser into records; every kind of value has a function of its own.
+// Reads the tags of the parser into records, with one function per kind of value.
 #include "host/inspect/file_tags.h"
 
 #include <algorithm>
@@ -63,7 +63,7 @@ Fields location_fields(const P3gppTag& tag) {
           {"notes", text_value(span_of(place.notes))}};
 }
 
-// The flag of an item is a byte with a number, not text.
+// The flag is the byte 0 or 1, not text.
 Fields compilation_fields(const P3gppTag& tag) {
   const bool is_flag = tag.text.length == 1 && tag.text.bytes[0] < 2;
   if (!is_flag) return {text_field(tag.text)};

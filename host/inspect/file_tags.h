@@ -14,11 +14,11 @@ namespace zdr::host {
 
 class FileTags {
  public:
-  // `movie` is that of an ISO media file and must outlive the object; null for other files.
+  // `movie` is the opened ISO media file and must outlive the object; null for other files.
   FileTags(const std::string& file, const ParsedMovie* movie);
 
   std::vector<TagRecord> records() const;
-  // The bytes of the cover image; empty without one.
+  // The bytes of the cover image; empty if there is none.
   std::vector<uint8_t> cover() const;
 
  private:

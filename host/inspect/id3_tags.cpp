@@ -1,4 +1,4 @@
-// Runs the tag parser over a whole file, or over a part of one that looks like a file to it.
+// Runs the tag parser on a whole file, or on a part of a file that the callbacks present as a whole one.
 #include "host/inspect/id3_tags.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 namespace zdr::host {
 namespace {
 
-// A part of an open file, which the callbacks present as a whole one.
+// The part of an open file that the callbacks present as a whole file.
 struct FilePart {
   void* file;
   int64_t offset;
@@ -35,18 +35,18 @@ uint32_t read_part(void* buffer, uint32_t size, uint32_t count, void* handle) {
   return done;
 }
 
-int32_t tell_part(void* handle) {
+int32_t position_of_part(void* handle) {
   const int64_t position = static_cast<FilePart*>(handle)->position;
   return position > INT32_MAX ? -1 : static_cast<int32_t>(position);
 }
 
-// The file is open already and stays open.
+// Open and close are stubs: the file is open already and stays open.
 constexpr AACF_FileIo kPartIo = {[](const char16_t*, const char*) -> void* { return nullptr; },
                                  seek_part,
                                  read_part,
                                  OS_fwrite,
                                  [](void*) { return 0; },
-                                 tell_part};
+                                 position_of_part};
 
 struct NamedField {
   const char* name;
@@ -64,8 +64,8 @@ constexpr NamedField kFields[] = {
 
 constexpr const char* kImageNames[] = {"JPEG", "GIF", "PNG"};
 
-// UTF-16, little endian, after a byte order mark.
-std::vector<uint8_t> marked_bytes(std::u16string_view text) {
+// The text as UTF-16, little endian, after a byte order mark.
+std::vector<uint8_t> with_byte_order_mark(std::u16string_view text) {
   std::vector<uint8_t> bytes{0xFF, 0xFE};
   for (const char16_t unit : text) {
     bytes.push_back(static_cast<uint8_t>(unit & 0xFF));
@@ -79,7 +79,7 @@ void add_records(const char* version, const ID3P_Tag* tag, std::vector<TagRecord
   for (const NamedField& named : kFields) {
     const char16_t* const text = tag->text.*named.field;
     if (text == nullptr || *text == 0) continue;
-    records.push_back({named.name, version, "", {{"text", text_value(marked_bytes(text))}}});
+    records.push_back({named.name, version, "", {{"text", text_value(with_byte_order_mark(text))}}});
   }
   const ID3P_Picture* const picture = tag->text.picture;
   if (picture == nullptr || picture->data_length == 0) return;
@@ -118,7 +118,7 @@ std::vector<TagRecord> Id3Tags::v2_records() const {
 
 std::vector<TagRecord> Id3Tags::records() const {
   std::vector<TagRecord> records = v2_records();
-  // The parser only measures tags of this version.
+  // The parser reports only the size of a tag of this version.
   if (tags_.v24 != nullptr) {
     records.push_back(
         {"ID3v2 tag", "ID3v2.4", "", {{"offset", uint64_t{0}}, {"bytes", uint64_t{tags_.v24->size}}}});

@@ -1,4 +1,4 @@
-// ID3 tags, read with the tag parser alone: those of an AAC file, which the filter does not publish, and
+// ID3 tags, read directly with the tag parser: those of an AAC file, which the filter does not publish, and
 // those inside a box of an ISO media file.
 #pragma once
 
@@ -14,18 +14,18 @@ namespace zdr::host {
 class Id3Tags {
  public:
   explicit Id3Tags(const std::string& file);
-  // Those in a part of a file. None beyond 2 GiB, which the file layer does not reach.
+  // Reads the tags in a part of a file. There are none beyond 2 GiB, which the file layer cannot reach.
   Id3Tags(const std::string& file, uint64_t offset, uint64_t size);
   ~Id3Tags() { ID3P_FreeTags(&tags_); }
   Id3Tags(const Id3Tags&) = delete;
   Id3Tags& operator=(const Id3Tags&) = delete;
 
   int32_t status() const { return status_; }  // of the parse
-  uint32_t v2_bytes() const;                  // of the tag at the beginning, 0 without one
+  uint32_t v2_bytes() const;                  // of the tag at the beginning; 0 if there is none
   std::vector<TagRecord> records() const;
-  // The texts and the picture of the version 2 tag alone.
+  // The texts and the picture of the version 2 tag only.
   std::vector<TagRecord> v2_records() const;
-  // The bytes of the attached picture; empty without one.
+  // The bytes of the attached picture; empty if there is none.
   std::vector<uint8_t> picture() const;
 
  private:

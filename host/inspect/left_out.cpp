@@ -1,4 +1,4 @@
-// Writes the notes from the records of the tracks.
+// Derives the notes from the records of the tracks.
 #include "host/inspect/left_out.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view kVideo = "vide";
 constexpr std::string_view kAudio = "soun";
-constexpr size_t kMostKinds = 16;  // of tracks in notes; a hostile file has thousands
+constexpr size_t kMostKinds = 16;  // of tracks named in notes; a hostile file may have thousands
 
 constexpr uint64_t kUnknownDuration = UINT32_MAX;  // or more
 
@@ -31,8 +31,8 @@ std::string seconds(uint64_t units, uint64_t time_scale) {
   return std::to_string(units) + "/" + std::to_string(time_scale) + " s";
 }
 
-// How much media follows the one edit of a track, in units of the track. Less than a unit of the movie is
-// rounding.
+// How much media follows the only edit of a track, in units of the track. Less than one unit of the movie is
+// rounding and counts as 0.
 uint64_t tail_after_edit(const TrackRecord& track, uint64_t movie_time_scale) {
   const EditRecord& edits = track.edits;
   if (edits.duration == 0 || movie_time_scale == 0 || track.duration >= kUnknownDuration) return 0;
@@ -44,7 +44,7 @@ uint64_t tail_after_edit(const TrackRecord& track, uint64_t movie_time_scale) {
   return tail <= rounding + 1 ? 0 : static_cast<uint64_t>(tail);
 }
 
-// Empty if the edits show the whole media.
+// Describes the edits that are not applied; empty if the edits show the whole media.
 std::string unapplied_edits(const TrackRecord& track, uint64_t movie_time_scale, bool is_audio) {
   const EditRecord& edits = track.edits;
   if (edits.count == 0) return {};

@@ -1,5 +1,5 @@
-// Notes on what of a file the filter leaves out on purpose, so that nobody who compares it with another
-// player has to guess.
+// Notes on the parts of a file that the filter leaves out on purpose, which explain differences from other
+// players.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@
 namespace zdr::host {
 
 // One note each on further tracks, tracks of other kinds, movie fragments, edits that are not applied and a
-// damaged tail. None for a movie that did not open.
+// damaged tail. No notes for a movie that did not open.
 std::vector<std::string> left_out_notes(const ParsedMovie& movie);
 
 // `movie` may be null.

@@ -8,7 +8,7 @@
 
 namespace zdr::host {
 
-// "AVC", "AAC" ...; the GUID for a subtype without a name here.
+// "AVC", "AAC" ...; the GUID of a subtype without a name in the table.
 std::string codec_name(const AM_MEDIA_TYPE& type);
 // One line: codec, picture size or channels and rate, bit rate, size of the format block.
 std::string media_type_line(const AM_MEDIA_TYPE& type);

@@ -6,9 +6,9 @@ namespace zdr::host {
 void MovieRecorder::on_box(void* caller, const P3gppBox* box) noexcept {
   auto& recorder = *static_cast<MovieRecorder*>(caller);
   try {
-    recorder.take_field_ = recorder.begin_box(*box);
+    recorder.read_field_ = recorder.begin_box(*box);
   } catch (...) {
-    recorder.take_field_ = nullptr;
+    recorder.read_field_ = nullptr;
   }
   if (recorder.observer_ != nullptr) recorder.observer_->box(recorder.observer_->caller, box);
 }
@@ -16,28 +16,28 @@ void MovieRecorder::on_box(void* caller, const P3gppBox* box) noexcept {
 void MovieRecorder::on_field(void* caller, const P3gppBoxField* field) noexcept {
   auto& recorder = *static_cast<MovieRecorder*>(caller);
   try {
-    if (recorder.take_field_ != nullptr) (recorder.*recorder.take_field_)(*field);
+    if (recorder.read_field_ != nullptr) (recorder.*recorder.read_field_)(*field);
   } catch (...) {
-    recorder.take_field_ = nullptr;
+    recorder.read_field_ = nullptr;
   }
   if (recorder.observer_ != nullptr) recorder.observer_->field(recorder.observer_->caller, field);
 }
 
-MovieRecorder::TakeField MovieRecorder::begin_box(const P3gppBox& box) {
+MovieRecorder::ReadField MovieRecorder::begin_box(const P3gppBox& box) {
   const std::string_view path = box.path;
   if (path == "moof" || path == "moov/mvex") record_.is_fragmented = true;
-  if (path == "moov/mvhd") return &MovieRecorder::take_movie_header;
+  if (path == "moov/mvhd") return &MovieRecorder::read_movie_header;
   return path.starts_with("moov/trak[") ? begin_track_box(box) : nullptr;
 }
 
-MovieRecorder::TakeField MovieRecorder::begin_track_box(const P3gppBox& box) {
+MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
   struct Row {
     std::string_view path;  // within the track
-    TakeField take_field;
+    ReadField read_field;
   };
-  static constexpr Row kRows[] = {{"/mdia/hdlr", &MovieRecorder::take_handler},
-                                  {"/mdia/mdhd", &MovieRecorder::take_media_header},
-                                  {"/edts/elst", &MovieRecorder::take_edit}};
+  static constexpr Row kRows[] = {{"/mdia/hdlr", &MovieRecorder::read_handler},
+                                  {"/mdia/mdhd", &MovieRecorder::read_media_header},
+                                  {"/edts/elst", &MovieRecorder::read_edit}};
   const std::string_view path = box.path;
   const std::string_view track = path.substr(0, path.find('/', path.find('[')));
   for (const Row& row : kRows) {
@@ -46,28 +46,28 @@ MovieRecorder::TakeField MovieRecorder::begin_track_box(const P3gppBox& box) {
       record_.tracks.emplace_back();
       track_path_ = track;
     }
-    if (row.take_field == &MovieRecorder::take_edit) record_.tracks.back().edits.is_wide = box.version != 0;
-    return row.take_field;
+    if (row.read_field == &MovieRecorder::read_edit) record_.tracks.back().edits.is_wide = box.version != 0;
+    return row.read_field;
   }
   return nullptr;
 }
 
-void MovieRecorder::take_movie_header(const P3gppBoxField& field) {
+void MovieRecorder::read_movie_header(const P3gppBoxField& field) {
   if (std::string_view(field.name) == "time_scale") record_.time_scale = field.number;
 }
 
-void MovieRecorder::take_handler(const P3gppBoxField& field) {
+void MovieRecorder::read_handler(const P3gppBoxField& field) {
   if (std::string_view(field.name) != "handler_type") return;
   record_.tracks.back().handler.assign(reinterpret_cast<const char*>(field.bytes.bytes), field.bytes.length);
 }
 
-void MovieRecorder::take_media_header(const P3gppBoxField& field) {
+void MovieRecorder::read_media_header(const P3gppBoxField& field) {
   const std::string_view name = field.name;
   if (name == "time_scale") record_.tracks.back().time_scale = field.number;
   if (name == "duration") record_.tracks.back().duration = field.number;
 }
 
-void MovieRecorder::take_edit(const P3gppBoxField& field) {
+void MovieRecorder::read_edit(const P3gppBoxField& field) {
   const std::string_view name = field.name;
   if (name == "segment_duration") segment_duration_ = field.number;
   if (name != "media_time" || static_cast<int64_t>(field.number) < 0) return;

@@ -1,5 +1,5 @@
-// What an ISO media file says of its tracks beyond the parser's queries: every handler, the edit lists,
-// fragments. It is collected from the boxes that the parser shows during an open.
+// Facts about an ISO media file that the parser's queries do not report: every handler, the edit lists,
+// fragments. They are collected from the boxes that the parser shows during an open.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,8 @@
 
 namespace zdr::host {
 
-// The edits of a track that show media. Empty edits only shift the track, which the filter applies.
+// The edits of a track that show media. Empty edits are not counted: they only shift the track, which the
+// filter applies.
 struct EditRecord {
   uint64_t count = 0;
   int64_t first_media_time = 0;  // of the first edit, in units of the track
@@ -32,10 +33,11 @@ struct MovieRecord {
   std::vector<TrackRecord> tracks;  // those with a handler, a media header or an edit list, in file order
 };
 
-// Fills a MovieRecord during an open. Without memory the record lacks what came last.
+// Fills a MovieRecord during an open. If memory runs out, the record lacks the boxes shown last.
 class MovieRecorder {
  public:
-  // Passes every box and field on to `observer`, which may be null, has both functions and outlives the open.
+  // Passes every box and field on to `observer`, which may be null, must have both functions and must outlive
+  // the open.
   explicit MovieRecorder(const P3gppBoxVisitor* observer)
       : observer_(observer), visitor_{this, on_box, on_field} {}
   MovieRecorder(const MovieRecorder&) = delete;
@@ -45,24 +47,24 @@ class MovieRecorder {
   MovieRecord& record() { return record_; }
 
  private:
-  // Takes a field of the box being shown. Null: the box is of no interest.
-  using TakeField = void (MovieRecorder::*)(const P3gppBoxField& field);
+  // Reads a field of the box being shown; null if the box is not recorded.
+  using ReadField = void (MovieRecorder::*)(const P3gppBoxField& field);
 
   // Called from the parser, which exceptions must not cross.
   static void on_box(void* caller, const P3gppBox* box) noexcept;
   static void on_field(void* caller, const P3gppBoxField* field) noexcept;
-  TakeField begin_box(const P3gppBox& box);
-  TakeField begin_track_box(const P3gppBox& box);
-  void take_movie_header(const P3gppBoxField& field);
-  void take_handler(const P3gppBoxField& field);
-  void take_media_header(const P3gppBoxField& field);
-  void take_edit(const P3gppBoxField& field);
+  ReadField begin_box(const P3gppBox& box);
+  ReadField begin_track_box(const P3gppBox& box);
+  void read_movie_header(const P3gppBoxField& field);
+  void read_handler(const P3gppBoxField& field);
+  void read_media_header(const P3gppBoxField& field);
+  void read_edit(const P3gppBoxField& field);
 
   const P3gppBoxVisitor* observer_;
   P3gppBoxVisitor visitor_;
   MovieRecord record_;
   std::string track_path_;  // of the last track of the record
-  TakeField take_field_ = nullptr;
+  ReadField read_field_ = nullptr;
   uint64_t segment_duration_ = 0;  // of the edit whose media time follows
 };
 

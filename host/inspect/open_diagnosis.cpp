@@ -1,4 +1,4 @@
-// Describes the statuses of the parser, and repeats its queries to find the one that stopped the filter.
+// Describes the statuses of the parser, and repeats the filter's queries to find the one that failed.
 #include "host/inspect/open_diagnosis.h"
 
 #include <dshow.h>
@@ -43,7 +43,7 @@ std::string describe(int32_t status) {
   return "the parser refuses the file";
 }
 
-// The first failure of the queries that make a pin.
+// Returns the first failure of the queries that a pin needs.
 int32_t track_status(P3gppFile* file, uint32_t id, bool& empty) {
   P3gppTrackInfo* info = nullptr;
   int32_t status = P3GPP_GetTrackInfo(file, id, &info);
@@ -60,7 +60,7 @@ int32_t track_status(P3gppFile* file, uint32_t id, bool& empty) {
   return status;
 }
 
-// Why the first track of a type has no pin; empty if the file has no such track.
+// The reason why the first track of a type has no pin; empty if the file has no such track.
 std::string track_reason(const ParsedMovie& movie, uint32_t type, const char* name,
                          std::string& status_text) {
   const std::vector<uint32_t> ids = movie.track_ids(type);

@@ -1,5 +1,5 @@
-// Explains why a file did not load. The filter returns one of two codes; the parser, run again, knows the box
-// and the reason.
+// Explains why a file did not load. The filter returns one of two codes; running the parser again yields the
+// box and the reason.
 #pragma once
 
 #include <cstdint>
@@ -11,11 +11,11 @@
 
 namespace zdr::host {
 
-// For what must not reach the filter: pipes, devices and sockets (they are not seekable, and opening a pipe
-// waits for its writer), and names that UTF-16 cannot carry.
+// Rejects what must not reach the filter: pipes, devices and sockets (they are not seekable, and opening a
+// pipe waits for its writer), and names that UTF-16 cannot represent.
 std::optional<Diagnosis> diagnose_before_open(const std::string& file);
 
-// `movie` did not open.
+// `movie` is a file that did not open.
 Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie);
 
 // `load_result` is the HRESULT of IFileSourceFilter::Load.

@@ -1,4 +1,4 @@
-// The file layer that the AAC reader and the tag parser read through.
+// The file callbacks through which the AAC reader and the tag parser read.
 #pragma once
 
 #include <memory>
@@ -17,7 +17,7 @@ struct CloseFile {
 };
 using OwnedFile = std::unique_ptr<void, CloseFile>;
 
-// Null if the file cannot be opened.
+// Returns null if the file cannot be opened.
 inline OwnedFile open_file(const std::string& file) {
   return OwnedFile(OS_fopen(to_wide(file).c_str(), "rb"));
 }

@@ -1,4 +1,4 @@
-// Opens the parser as the filter does.
+// Opens the parser with the same file device as the filter.
 #include "host/inspect/parsed_movie.h"
 
 #include <algorithm>

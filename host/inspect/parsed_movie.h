@@ -1,5 +1,5 @@
-// An ISO media file opened with the parser alone, for what the filter's interfaces do not report. A command
-// opens it once and passes it on.
+// An ISO media file opened directly with the parser, for facts that the filter's interfaces do not report. A
+// command opens it once and passes it on.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ constexpr uint32_t kTrackCacheBytes = 1024;
 
 class ParsedMovie {
  public:
-  // Opens the file as the filter does. `observer`, if not null, is shown the boxes while they are parsed.
+  // Opens the file as the filter does. `observer`, if not null, receives the boxes while they are parsed.
   explicit ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer = nullptr);
   ~ParsedMovie();
   ParsedMovie(const ParsedMovie&) = delete;
@@ -43,7 +43,7 @@ class ParsedMovie {
   MovieRecord record_;
 };
 
-// Null for a file of another kind by its extension.
+// Returns null if the extension of the file is not one of ISO media.
 std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file);
 
 }  // namespace zdr::host

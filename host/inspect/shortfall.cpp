@@ -1,4 +1,4 @@
-// Walks over the sizes and locations of a track's samples.
+// Walks through the sizes and locations of a track's samples.
 #include "host/inspect/shortfall.h"
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// One tag of a file, whatever format it has there.
+// One tag of a file, independent of its format in the file.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -19,7 +19,7 @@ struct TagRecord {
 // "title (titl, eng): ...", with control characters made visible.
 std::string tag_line(const TagRecord& tag);
 
-// An array with one object a tag: "tag", "type", "language" where there is one, then the fields.
+// An array with one object per tag: "tag", "type", "language" if the tag has one, then the fields.
 nlohmann::ordered_json tags_json(const std::vector<TagRecord>& tags);
 
 }  // namespace zdr::host

@@ -1,4 +1,4 @@
-// Makes the ADTS headers from the configuration of the stream.
+// Builds the ADTS headers from the configuration of the stream.
 #include "host/writers/adts_writer.h"
 
 #include <algorithm>
@@ -29,8 +29,8 @@ AdtsWriter::AdtsWriter(Bytes config) {
   if (!parsed) return;
   profile_ = static_cast<unsigned>(parsed->profile);
   rate_index_ = rate_index(parsed->sampleRate);
-  // A channel configuration of 0 (the record lists the channels itself) has no place in the header, so the
-  // count is written. Parametric stereo makes its two channels of a core with one.
+  // The header cannot express a channel configuration of 0 (the record lists the channels itself), so the
+  // channel count is written. With parametric stereo the core has one channel, the output two.
   channel_configuration_ =
       parsed->extension == ZD_AAC_DEC_EXTENSION_PS ? 1 : static_cast<unsigned>(parsed->channels);
   usable_ = channel_configuration_ < 8;

@@ -5,8 +5,8 @@
 
 namespace zdr::host {
 
-// Writes a header of seven bytes for each access unit. The header of an HE-AAC stream signals the core codec,
-// as ADTS has no room for more.
+// Writes a header of seven bytes before each access unit. The header of an HE-AAC stream signals only the
+// core codec, since ADTS cannot signal SBR.
 class AdtsWriter : public StreamWriter {
  public:
   explicit AdtsWriter(Bytes config);

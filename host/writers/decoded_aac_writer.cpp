@@ -1,4 +1,4 @@
-// Feeds access units to the in-house decoder, which holds one frame back.
+// Feeds access units to the decoder, whose output is one frame late.
 #include "host/writers/decoded_aac_writer.h"
 
 #include <bit>
@@ -45,7 +45,7 @@ bool DecodedAacWriter::decode_unit(OutputFile& file, Bytes unit) {
   int32_t pcm_bytes = 0;
   const Outcome outcome = decode(unit, pcm_bytes);
   if (outcome != Outcome::kDecoded) note_damage("access unit that cannot be decoded");
-  // A replacement frame keeps the sound in time with the picture. Before the first frame there is none.
+  // A replacement frame keeps sound and picture in sync. Before the first frame there is none.
   if (outcome == Outcome::kFailed && decode({}, pcm_bytes) == Outcome::kFailed) return true;
   return write_pcm(file, pcm_bytes);
 }

@@ -11,7 +11,7 @@ namespace zdr::host {
 
 class DecodedAacWriter : public WavWriter {
  public:
-  // The first access unit of the first media sample shows SBR and parametric stereo that the configuration
+  // The first access unit of the first media sample reveals SBR and parametric stereo that the configuration
   // does not signal.
   DecodedAacWriter(Bytes config, Bytes first_sample);
 
@@ -19,7 +19,7 @@ class DecodedAacWriter : public WavWriter {
   bool is_usable() const { return decoder_ != nullptr; }
 
   bool write(OutputFile& file, Bytes sample) override;
-  // Also writes the frame that the decoder has held back.
+  // Also writes the last frame, which the decoder still holds.
   bool finish(OutputFile& file) override;
 
  private:
@@ -32,7 +32,7 @@ class DecodedAacWriter : public WavWriter {
 
   bool configure(Bytes config, Bytes first_unit);
   bool decode_unit(OutputFile& file, Bytes unit);
-  // An empty unit means a lost one. Yields PCM unless it fails.
+  // An empty unit stands for a lost one. Yields PCM unless decoding fails.
   Outcome decode(Bytes unit, int32_t& pcm_bytes);
   bool write_pcm(OutputFile& file, int32_t pcm_bytes);
 

@@ -1,4 +1,4 @@
-// Writes the partial file and renames it once it is complete.
+// Writes the partial file and renames it when it is complete.
 #include "host/writers/output_file.h"
 
 #include <cerrno>
@@ -29,7 +29,7 @@ bool OutputFile::open() {
   errno = 0;
   if (std::filesystem::exists(status)) {
     if (std::filesystem::is_directory(status)) return fail("is a folder");
-    // The rename would remove a device from its folder.
+    // Renaming onto a device would replace the device by a file.
     if (!std::filesystem::is_regular_file(status)) return fail("is no regular file, so it is not replaced");
     if (!replace_) return fail("exists already (use --force to replace it)");
   }

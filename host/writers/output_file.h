@@ -12,9 +12,9 @@ namespace zdr::host {
 
 class OutputFile {
  public:
-  // Creates nothing yet. Without `replace`, open() fails if the final name exists.
+  // Does not create the file. Without `replace`, open() fails if the final name exists.
   OutputFile(std::filesystem::path final_path, bool replace);
-  // Without a successful commit() the partial file stays.
+  // Leaves the partial file unless commit() has succeeded.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
@@ -25,7 +25,7 @@ class OutputFile {
   bool rewrite(uint64_t offset, std::span<const uint8_t> bytes);
   // Flushes, closes and renames to the final name.
   bool commit();
-  // Closes without renaming; the partial file stays.
+  // Closes without renaming and leaves the partial file.
   void abandon();
 
   const std::filesystem::path& final_path() const { return final_path_; }

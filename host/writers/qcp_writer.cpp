@@ -1,4 +1,4 @@
-// Writes a QCP header, the frames, and the counts of the header at the end.
+// Writes a QCP header and the frames, and fills in the counts of the header at the end.
 #include "host/writers/qcp_writer.h"
 
 #include <algorithm>

@@ -7,7 +7,7 @@
 
 namespace zdr::host {
 
-// A rate of a codec: the octet that begins its frames, and their size without that octet.
+// A rate of a codec: the octet that begins a frame of this rate, and the size of the frame without the octet.
 struct SpeechRate {
   uint8_t octet;
   uint8_t frame_bytes;
@@ -18,7 +18,7 @@ struct QcpCodec {
   const char* name;
   uint16_t version;
   uint16_t average_bits_per_second;
-  uint16_t packet_bytes;  // largest frame with its octet
+  uint16_t packet_bytes;  // size of the largest frame, octet included
   std::array<SpeechRate, 5> rates;
   unsigned rate_count;
 };

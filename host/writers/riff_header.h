@@ -1,4 +1,4 @@
-// Builds a RIFF header: little-endian numbers, texts and bytes one after the other.
+// Builds a RIFF header from little-endian numbers, texts and bytes.
 #pragma once
 
 #include <cstdint>

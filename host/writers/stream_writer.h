@@ -1,5 +1,5 @@
-// Base of the writers that turn the media samples of one pin into a file that standard players accept. On its
-// own it writes the samples as they are.
+// Base of the writers that turn the media samples of one pin into a file that standard players accept. The
+// base itself writes the samples unchanged.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ class StreamWriter {
   virtual bool begin(OutputFile&) { return true; }
   // Writes one delivered media sample.
   virtual bool write(OutputFile& file, Bytes sample) { return file.write(sample); }
-  // Completes headers with what is known only at the end.
+  // Completes header fields that are known only at the end.
   virtual bool finish(OutputFile&) { return true; }
 
   // The number of access units that could not be written as they are, and what was wrong with the first.

@@ -1,4 +1,4 @@
-// Replaces NAL unit lengths by start codes, and puts the configurations before the pictures.
+// Replaces NAL unit lengths by start codes, and writes the configurations before the pictures.
 #include "host/writers/video_writers.h"
 
 #include <algorithm>
@@ -17,8 +17,8 @@ bool begins_picture(const uint8_t* code) {
   return code[0] == 0 && code[1] == 0 && code[2] == 1 && (code[3] == 0xB3 || code[3] == 0xB6);
 }
 
-// The configuration ends where the first picture of the sample after it begins. If that sample repeats the
-// configuration, both copies are written, which decoders accept.
+// The extra bytes are the configuration and the first sample, so the configuration ends at the first picture.
+// If that sample repeats the configuration, both copies are written, which decoders accept.
 size_t configuration_length(Bytes extra) {
   for (size_t i = 0; i + 4 <= extra.size(); ++i) {
     if (begins_picture(extra.data() + i)) return i;

@@ -17,7 +17,8 @@ class AnnexBWriter : public StreamWriter {
   bool write(OutputFile& file, Bytes sample) override;
 
  private:
-  // Sets `out_` to the units of a length-prefixed run, up to a length that runs past its end, which is false.
+  // Sets `out_` to the units of a length-prefixed run. Stops and returns false at a length that extends past
+  // the end.
   bool convert(Bytes run, unsigned length_size);
 
   unsigned length_size_ = 4;

@@ -1,4 +1,4 @@
-// Writes a WAVE header, the samples, and the sizes of the header at the end.
+// Writes a WAVE header and the samples, and fills in the sizes of the header at the end.
 #include "host/writers/wav_writer.h"
 
 #include <algorithm>

@@ -16,7 +16,7 @@
 namespace zdr::host {
 namespace {
 
-// A stream that follows a fixed line.
+// A format that is a fixed magic line followed by the samples.
 class MagicWriter : public StreamWriter {
  public:
   explicit MagicWriter(std::string_view magic) : magic_(magic) {}
@@ -66,7 +66,7 @@ struct WriterRow {
   Choose choose;
 };
 
-// Every codec but AAC, which has several subtypes and is decoded on request.
+// Every codec except AAC, which has several subtypes and can be decoded.
 const WriterRow kWriters[] = {
     {mp4source::kSubtypeAvc,
      [](const AM_MEDIA_TYPE& type, Bytes) { return choice<AnnexBWriter>("h264", video_extra(type)); }},
