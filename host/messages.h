@@ -9,7 +9,7 @@
 
 namespace zdr::host {
 
-// Printed as "zdr: FILE: PLACE: REASON [STATUS]"; empty parts are left out.
+// Printed as "zdr: FILE: PLACE: REASON [STATUS]"; empty parts are omitted.
 struct Message {
   std::string file;
   std::string place;  // pin, track or box path

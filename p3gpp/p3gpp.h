@@ -14,7 +14,7 @@
  * Ownership: handles belong to the parser. Records are filled in place, or allocated by the parser and freed
  * through their own `release` field; each says which.
  *
- * Threads: the library takes no lock. Different tracks may be used from different threads; calls on one track
+ * Threads: the library uses no locks. Different tracks may be used from different threads; calls on one track
  * must not overlap, since its handle carries cursors and caches. No call may overlap P3GPP_Close. A lookup
  * may depend on the lookups before it (docs/kept-behaviours.md).
  *
@@ -73,7 +73,7 @@ enum {
 enum {
   P3GPP_KIND_NONE = 0,
   P3GPP_KIND_SYSTEMS = 1, /* MPEG-4 systems description (esds) */
-  P3GPP_KIND_CODEC = 2,   /* video or speech codec with a configuration of its own */
+  P3GPP_KIND_CODEC = 2,   /* video or speech codec with its own configuration box */
   P3GPP_KIND_SPEECH_3GPP2 = 3,
   P3GPP_KIND_COMPRESSED_AUDIO = 4
 };
@@ -258,7 +258,7 @@ typedef struct P3gppSample {
                              the earlier value of this field plus the shift */
   uint32_t composition_time; /* out: media time scale, without the edit shift; for a sample that ctts does not
                                 reach, the earlier value of this field plus the decoding time */
-  uint8_t* buffer;           /* in: at least `size` bytes, or null for the location alone */
+  uint8_t* buffer;           /* in: at least `size` bytes, or null for the location only */
   uint32_t reserved;         /* for the caller; not used by the parser */
   uint64_t file_offset;      /* out: of the sample's first byte */
   uint32_t description_index; /* out: 1-based into stsd */

@@ -76,7 +76,8 @@ Status TopLevelScan::read_header(Box& box, Next& next) {
   return P3GPP_OK;
 }
 
-// Kept: the children are measured by the 32-bit field alone, so a moov in the 64-bit form fails.
+// Kept: the children are measured by the 32-bit size field, which is 1 in the 64-bit form, so such a moov
+// fails.
 Status TopLevelScan::read_moov(const Box& box) {
   if (box.size < kBoxHeaderSize) {
     return refuse(context_.left_in_file() < kBoxHeaderSize ? P3GPP_ERR_READ : P3GPP_ERR_BOX_SIZE, box);

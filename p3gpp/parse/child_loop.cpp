@@ -155,7 +155,7 @@ Status read_children(const ContainerRule& rule, BoxReader& reader, BoxNode& node
     const ChildRule* row = find_child_rule(rule, child);
     if (row != nullptr && row->action == ChildAction::kEndsContainer) {
       show_unread_box(reader.context(), child, P3GPP_OK);
-      node.payload.reset();  // the box stays in the tree, empty
+      node.payload.reset();  // the box stays in the tree without payload
       return P3GPP_OK;
     }
     const Status status = read_child(rule, row, reader, node, child);

@@ -76,7 +76,7 @@ Status read_chunk_number_base(StblPayload& stbl) {
   StscEntry entry{};
   const Status status = read_entry(stsc->cursor, 0, entry);
   if (status != P3GPP_OK) return status;
-  // Kept: only the low byte counts, so 256 is read as 0.
+  // Kept: only the low byte is used, so 256 is read as 0.
   const auto base = static_cast<uint8_t>(entry.first_chunk);
   if (base > 1) return P3GPP_ERR_NO_TABLE;
   stbl.chunk_number_base = base;

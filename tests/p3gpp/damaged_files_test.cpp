@@ -52,7 +52,7 @@ Bytes everything() {
       .bytes;
 }
 
-// Opens and exercises a file with a file manager of its own.
+// Opens and exercises a file with its own file manager.
 ExerciseResult use(const FMGR_Descriptor& descriptor) {
   FMGR_Context* context = nullptr;
   const FMGR_Config config{0, 0};

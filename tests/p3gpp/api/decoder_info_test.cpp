@@ -249,9 +249,9 @@ TEST(EsDescriptor, KeptUrlIsSkippedOneByteEarly) {
   EXPECT_EQ(status({0}), "-7050") << "the length byte itself is read as the next tag";
 }
 
-// Tries every truncation of a full descriptor: only up to 4 bytes at the end of the decoder configuration may
-// be missing, where zeros are read instead.
-TEST(EsDescriptor, MayEndEarlyOnlyAfterTheDecoderConfiguration) {
+// Tries every truncation of a full descriptor. Four zeros are read after its end, so it may end in the last 3
+// bytes of the decoder configuration, and after a descriptor or the tag of the next one, but nowhere else.
+TEST(EsDescriptor, MayEndEarlyOnlyWhereZerosCanFollow) {
   const Bytes whole = es_descriptor({.decoder_specific_info = {1, 2, 3}, .sl_config = {2}});
   const size_t config_end = whole.size() - 5 - 3;  // tag 3 to the average bitrate
   for (size_t size = 0; size <= whole.size(); ++size) {
