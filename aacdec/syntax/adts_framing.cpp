@@ -62,7 +62,7 @@ int32_t AdtsFraming::rate_hz() const {
 }
 
 StreamFormat AdtsFraming::format() const {
-  return {std::min(sampling_index, kSamplingRateCount - 1), profile};
+  return {std::min(sampling_index, kSamplingRateCount - 1), profile, sampling_index};
 }
 
 }  // namespace zdr::aacdec

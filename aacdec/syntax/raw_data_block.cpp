@@ -139,7 +139,7 @@ class BlockParser {
 
   bool parse_program() {
     const auto program = parse_program_config(reader_);
-    return program.has_value() && program->sampling_index == context_.format.sampling_index;
+    return program.has_value() && program->sampling_index == context_.format.stream_index;
   }
 
   BitReader& reader_;

@@ -14,8 +14,11 @@ constexpr bool is_supported_profile(int profile) {
 }
 
 struct StreamFormat {
-  int sampling_index = 0;  // sampling_frequency_index of the core, 0 to 11
+  int sampling_index = 0;  // of the tables for the core's rate, 0 to 11
   int profile = kProfileLc;
+  // The sampling_frequency_index of the stream, which a program_config_element must repeat: 12 at 7350 Hz,
+  // which has no tables of its own.
+  int stream_index = sampling_index;
 };
 
 }  // namespace zdr::aacdec

@@ -43,6 +43,11 @@ inline BitWriter silent_cpe(uint64_t tag = 0) {
   return BitWriter{{kCpe, 3}, {tag, 4}, {0, 1}} + silent_channel() + silent_channel();
 }
 
+// program_config_element of one front channel, at the start of a block.
+inline BitWriter program(uint64_t rate_index) {
+  return BitWriter{{kPce, 3}, {0, 4}, {1, 2}, {rate_index, 4}, {1, 4}, {0, 25}}.align().put(0, 8);
+}
+
 // data_stream_element of `count` bytes, unaligned.
 inline BitWriter data_element(size_t count, uint8_t filler) {
   BitWriter w{{kDse, 3}, {0, 4}, {0, 1}};

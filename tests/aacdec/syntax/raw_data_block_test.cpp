@@ -52,11 +52,6 @@ BitWriter tns_of_order(uint64_t order) {
   return w.put(0, 1);
 }
 
-// program_config_element of one front channel.
-BitWriter program(uint64_t rate_index) {
-  return BitWriter{{kPce, 3}, {0, 4}, {1, 2}, {rate_index, 4}, {1, 4}, {0, 25}}.align().put(0, 8);
-}
-
 BitWriter aligned_data_element() {
   return (silent_sce() + BitWriter{{kDse, 3}, {9, 4}, {1, 1}, {2, 8}}).align().put(0xFFFF, 16);
 }
