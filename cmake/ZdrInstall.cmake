@@ -1,4 +1,5 @@
-# Installs the program with its documents, the filter module with the headers that a host needs, and the libraries, each with its public header, a CMake package (find_package(ZdrMp4Source)) and a pkg-config file.
+# Installs the program with its documents, the filter module with the headers that a host needs, and the libraries, each
+# with its public header, a CMake package (find_package(ZdrMp4Source)) and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(ZDR_MODULE_DIR lib/zdr)  # the program looks in ../lib/zdr, relative to its own folder

@@ -8,7 +8,7 @@
 namespace zdr::dshow {
 namespace {
 
-HRESULT missing_is_fine(HRESULT hr) {
+HRESULT ignore_missing(HRESULT hr) {
   return hr == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) ? S_OK : hr;
 }
 
@@ -35,12 +35,12 @@ HRESULT register_filter(IFilterMapper2& mapper, const AMOVIESETUP_FILTER& setup)
   record.dwMerit = setup.dwMerit;
   record.cPins = setup.nPins;
   record.rgPins = setup.lpPin;
-  return missing_is_fine(
+  return ignore_missing(
       mapper.RegisterFilter(*setup.clsID, setup.strName, nullptr, nullptr, nullptr, &record));
 }
 
 HRESULT unregister_filter(IFilterMapper2& mapper, const AMOVIESETUP_FILTER& setup) {
-  return missing_is_fine(mapper.UnregisterFilter(nullptr, nullptr, *setup.clsID));
+  return ignore_missing(mapper.UnregisterFilter(nullptr, nullptr, *setup.clsID));
 }
 
 }  // namespace zdr::dshow

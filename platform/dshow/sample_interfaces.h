@@ -45,7 +45,7 @@ struct IMemAllocator : IUnknown {
   virtual HRESULT Commit() = 0;
   // Never blocks; wakes every thread that waits in GetBuffer.
   virtual HRESULT Decommit() = 0;
-  // Waits for a free buffer, or VFW_E_TIMEOUT at once with AM_GBF_NOWAIT. VFW_E_NOT_COMMITTED.
+  // Waits for a free buffer; with AM_GBF_NOWAIT returns VFW_E_TIMEOUT at once instead. VFW_E_NOT_COMMITTED.
   // The times are hints and are not stored in the sample.
   virtual HRESULT GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME* pStartTime, REFERENCE_TIME* pEndTime,
                             DWORD dwFlags) = 0;

@@ -32,12 +32,12 @@ ZDR_PLATFORM_API void set_fault_hook(FaultHook hook, void* context) noexcept;
 
 namespace detail {
 ZDR_PLATFORM_API extern std::atomic<bool> fault_hook_installed;
-ZDR_PLATFORM_API bool ask_fault_hook(FaultPoint point) noexcept;
+ZDR_PLATFORM_API bool call_fault_hook(FaultPoint point) noexcept;
 }  // namespace detail
 
 // Called once at the start of an operation that can fail at `point`.
 inline bool should_fail(FaultPoint point) noexcept {
-  return detail::fault_hook_installed.load(std::memory_order_relaxed) && detail::ask_fault_hook(point);
+  return detail::fault_hook_installed.load(std::memory_order_relaxed) && detail::call_fault_hook(point);
 }
 
 }  // namespace zdr::platform

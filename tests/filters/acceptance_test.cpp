@@ -47,7 +47,7 @@ const auto other_format = set(&AM_MEDIA_TYPE::formattype, FORMAT_None);
 const auto no_block = [](CMediaType& type) { type.ResetFormatBuffer(); };
 
 // Applies each change to a fresh copy of the offered type.
-void expect_answers(const TrackDescription& track, const Changes& changes, const Changes& more = {}) {
+void expect_acceptance(const TrackDescription& track, const Changes& changes, const Changes& more = {}) {
   FilterUnderTest under_test(track);
   for (const Changes* list : {&changes, &more}) {
     for (const Change& change : *list) {
@@ -73,30 +73,30 @@ const Changes kVideoChanges = {
 };
 
 TEST(Acceptance, Mpeg4VisualNeedsItsConfiguration) {
-  expect_answers(mpeg4_visual_track(), kVideoChanges,
-                 {{"H.263", subtype(kSubtypeH263), false},
-                  {"not video", not_video, false},
-                  {"another format", other_format, false},
-                  {"configuration", byte(88 + 4), false},
-                  {"first frame", byte(88 + 5), true},
-                  {"configuration truncated", block_of(88 + 4), false},
-                  {"first frame missing", block_of(88 + 5), true}});
+  expect_acceptance(mpeg4_visual_track(), kVideoChanges,
+                    {{"H.263", subtype(kSubtypeH263), false},
+                     {"not video", not_video, false},
+                     {"another format", other_format, false},
+                     {"configuration", byte(88 + 4), false},
+                     {"first frame", byte(88 + 5), true},
+                     {"configuration truncated", block_of(88 + 4), false},
+                     {"first frame missing", block_of(88 + 5), true}});
 }
 
 TEST(Acceptance, H263NeedsNoFirstFrame) {
-  expect_answers(h263_track(), kVideoChanges,
-                 {{"AVC", subtype(kSubtypeAvc), false},
-                  {"not video", not_video, false},
-                  {"first frame missing", block_of(88), true}});
+  expect_acceptance(h263_track(), kVideoChanges,
+                    {{"AVC", subtype(kSubtypeAvc), false},
+                     {"not video", not_video, false},
+                     {"first frame missing", block_of(88), true}});
 }
 
 TEST(Acceptance, KeptAvcRuleChecksTheSubTypeOfVideoOnly) {
-  expect_answers(avc_track(10), kVideoChanges,
-                 {{"H.263", subtype(kSubtypeH263), false},
-                  {"not video", not_video, true},
-                  {"not video, any sub type", both(not_video, subtype(MEDIATYPE_Stream)), true},
-                  {"another format, any sub type", both(other_format, subtype(kSubtypeH263)), true},
-                  {"parameter sets", byte(88 + 5), true}});
+  expect_acceptance(avc_track(10), kVideoChanges,
+                    {{"H.263", subtype(kSubtypeH263), false},
+                     {"not video", not_video, true},
+                     {"not video, any sub type", both(not_video, subtype(MEDIATYPE_Stream)), true},
+                     {"another format, any sub type", both(other_format, subtype(kSubtypeH263)), true},
+                     {"parameter sets", byte(88 + 5), true}});
 }
 
 // Each sub type has its own conditions, on every audio pin.
@@ -134,13 +134,14 @@ TEST(Acceptance, KeptAudioRulesIgnoreTheCodecOfTheTrack) {
     changes.push_back({"AAC", speech(aac, FORMAT_WaveFormatEx, 44100), true});
     changes.push_back({"AAC, not audio", both(subtype(aac), not_audio), false});
   }
-  expect_answers(amr_track(10), changes);
+  expect_acceptance(amr_track(10), changes);
 }
 
 TEST(Acceptance, QcelpNeedsItsConfiguration) {
-  expect_answers(mpeg4_qcelp_track(), {{"another byte", byte(19), false},
-                                       {"another length", [](CMediaType& t) { wave(t).cbSize = 1; }, false},
-                                       {"truncated", block_of(19), false}});
+  expect_acceptance(mpeg4_qcelp_track(),
+                    {{"another byte", byte(19), false},
+                     {"another length", [](CMediaType& t) { wave(t).cbSize = 1; }, false},
+                     {"truncated", block_of(19), false}});
 }
 
 }  // namespace

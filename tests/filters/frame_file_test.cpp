@@ -85,14 +85,14 @@ TEST(FrameFile, KeptFrameThatDoesNotFitIsSkipped) {
 
   Adts aac(60);
   aac.fill(3 * kPcmFrame +
-           kPcmFrame / 2);  // frames 1 to 4; the first gives nothing, and the fifth does not fit
+           kPcmFrame / 2);  // frames 1 to 4; the first yields nothing, and the fifth does not fit
   const Filled second = aac.fill(3 * kPcmFrame + kPcmFrame / 2);
   EXPECT_EQ(second.data.size(), 3 * kPcmFrame);
   EXPECT_EQ(second.start, 139 * kMs);  // of frame 7
 }
 
 // Unlike in ISO media, a sample that refuses the mark of the first one uses it up.
-TEST(FrameFile, ARefusedCallLosesFrameAndMark) {
+TEST(FrameFile, ARefusedCallSkipsTheFrameAndUsesUpTheMark) {
   NarrowBand under_test;
   FakeSample refusing(1000);
   refusing.set_discontinuity = E_ACCESSDENIED;
@@ -189,14 +189,14 @@ TEST(AmrFile, KeptSeekToTheSameTargetChangesNothing) {
 // Delivers the bytes after the first line of the file, except a last group that is not delivered.
 TEST(AmrFile, RealFilesAreDeliveredUnchanged) {
   const std::pair<const char*, size_t> kFiles[] = {{"amr-nb.amr", 32}, {"amr-wb.awb", 0}};
-  for (const auto& [name, left_out] : kFiles) {
+  for (const auto& [name, undelivered] : kFiles) {
     FilterUnderTest under_test;
     ASSERT_EQ(under_test.load(sample_path(name)), S_OK);
     std::string delivered;
     for (const Filled& each : under_test.play()) delivered.append(each.data.begin(), each.data.end());
     const std::string file = read_file(sample_path(name));
     const size_t first = file.find('\n') + 1;
-    EXPECT_EQ(delivered, file.substr(first, file.size() - first - left_out)) << name;
+    EXPECT_EQ(delivered, file.substr(first, file.size() - first - undelivered)) << name;
   }
 }
 
@@ -204,7 +204,7 @@ TEST(AmrFile, RealFilesAreDeliveredUnchanged) {
 
 TEST(AacFile, KeptGroupsCarryTheTimeOfTheirSecondFrame) {
   const std::vector<Filled> delivered = Adts().play();
-  // A hundred frames are read; the first read gives nothing.
+  // A hundred frames are read; the first read yields nothing.
   ASSERT_EQ(delivered.size(), 10u);
   const std::pair<REFERENCE_TIME, size_t> kFirst[] = {{23, 9}, {255, 10}, {487, 10}};
   for (size_t i = 0; i < std::size(kFirst); ++i) {

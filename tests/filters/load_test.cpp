@@ -1,4 +1,4 @@
-// Loading: which file gives which pins, and the status of every failure.
+// Loading: the pins of each file, and the status of every failure.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -25,7 +25,7 @@ TrackDescription with_id(TrackDescription track, uint32_t id) {
   return track;
 }
 
-TEST(Load, KeptFirstTrackOfEachKindAloneIsTried) {
+TEST(Load, KeptOnlyTheFirstTrackOfEachKindIsTried) {
   TrackDescription without_header = amr_track(3);  // its ID is taken for 0
   without_header.replaced["tkhd"] = Bytes{};
   const std::tuple<std::string, std::vector<TrackDescription>, HRESULT, std::vector<std::string>> kCases[] = {
@@ -80,7 +80,7 @@ TEST(Load, KeptMissingFilesAreReportedWhateverTheExtension) {
   };
   for (const auto& [name, content, expected] : kCases) {
     FilterUnderTest under_test;
-    SetLastError(ERROR_FILE_NOT_FOUND);  // left by an earlier call, must not count
+    SetLastError(ERROR_FILE_NOT_FOUND);  // left by an earlier call; must not affect the status
     const HRESULT result =
         content != nullptr ? under_test.load(*content, name) : under_test.load(under_test.folder / name);
     EXPECT_EQ(result, expected) << name;

@@ -136,7 +136,7 @@ TEST(MediaType, KeptStatusOfEveryFailure) {
   }
 }
 
-TEST(MediaType, KeptFrameRateIsThatOverTheLongerTrack) {
+TEST(MediaType, KeptFrameRateUsesTheLongerTrack) {
   TrackDescription ten_minutes = amr_track(1);
   ten_minutes.replaced["mdhd"] = mdhd({.time_scale = 8000, .duration = 600 * 8000});
   TrackDescription unknown = avc_track(10);
@@ -164,7 +164,7 @@ class FakeAllocator final : public CMemAllocator {
  public:
   explicit FakeAllocator(HRESULT hr = S_OK) : CMemAllocator(NAME("FakeAllocator"), nullptr, &hr) {}
 
-  HRESULT answer = S_OK;
+  HRESULT result = S_OK;
   LONG missing_buffers = 0;
   LONG missing_bytes = 0;
   LONG lowered_request = 0;  // the bytes that it takes from both records
@@ -175,7 +175,7 @@ class FakeAllocator final : public CMemAllocator {
     request->cbBuffer -= lowered_request;
     actual->cbBuffer -= lowered_request + missing_bytes;
     actual->cBuffers -= missing_buffers;
-    return answer;
+    return result;
   }
 };
 
@@ -202,7 +202,7 @@ TEST(BufferSize, KeptAudioHasRoomForTenUnits) {
 TEST(BufferSize, RefusesLessThanTheRequest) {
   FilterUnderTest under_test(amr_track(3));
   const struct {
-    HRESULT answer;
+    HRESULT result;
     LONG missing_buffers;
     LONG missing_bytes;
     LONG lowered_request;
@@ -215,7 +215,7 @@ TEST(BufferSize, RefusesLessThanTheRequest) {
                 {S_FALSE, 0, 0, 0, S_FALSE}};
   for (const auto& each : kCases) {
     FakeAllocator allocator;
-    allocator.answer = each.answer;
+    allocator.result = each.result;
     allocator.missing_buffers = each.missing_buffers;
     allocator.missing_bytes = each.missing_bytes;
     allocator.lowered_request = each.lowered_request;

@@ -47,7 +47,7 @@ TEST_F(Registration, KeptSixExtensionsAreRegistered) {
   EXPECT_EQ(registry_.content(), expected_file());
 }
 
-TEST_F(Registration, TwiceGivesTheSameAndRestoresWhatWasChanged) {
+TEST_F(Registration, RegisteringTwiceRestoresChangedEntries) {
   ASSERT_EQ(DllRegisterServer(), S_OK);
   const std::string once = registry_.content();
   com::OpenKey key;
@@ -81,23 +81,23 @@ TEST_F(Registration, KeptUnregisteringTakesElevenSourcesAndLeavesThePlayersEntri
 // Every step of the registry fails once. Registering succeeds if the class, the filter and the keys of the
 // extensions were created.
 TEST_F(Registration, KeptOnlyFailuresToCreateKeysCount) {
-  std::map<std::pair<HRESULT, std::u16string>, int> answers;
+  std::map<std::pair<HRESULT, std::u16string>, int> outcomes;
   for (int step = 1;; ++step) {
     const RegistryFile fresh;
     const DebuggerTexts texts;
     const FaultAt fault(platform::FaultPoint::kRegistryStep, step);
     const HRESULT hr = DllRegisterServer();
     if (!fault.struck()) break;
-    ++answers[{hr, texts.all()}];
+    ++outcomes[{hr, texts.all()}];
     EXPECT_TRUE(hr != E_FAIL || RegistryFile::has_key(kInstance)) << "what was written before must stay";
   }
   const std::u16string whole = u"DllRegister Failed";
-  EXPECT_GT((answers[{HRESULT_FROM_WIN32(ERROR_IO_DEVICE), whole}]), 0);
-  EXPECT_GT((answers[{VFW_E_BAD_KEY, whole}]), 0);
-  EXPECT_GT((answers[{E_FAIL, u""}]), 0) << "the key of a source";
-  EXPECT_GT((answers[{E_FAIL, u"Failed to create \n"}]), 0) << "the key of a player";
-  EXPECT_GT((answers[{S_OK, u""}]), 0) << "a value, or the key of the media library";
-  EXPECT_EQ(answers.size(), 5u);
+  EXPECT_GT((outcomes[{HRESULT_FROM_WIN32(ERROR_IO_DEVICE), whole}]), 0);
+  EXPECT_GT((outcomes[{VFW_E_BAD_KEY, whole}]), 0);
+  EXPECT_GT((outcomes[{E_FAIL, u""}]), 0) << "the key of a source";
+  EXPECT_GT((outcomes[{E_FAIL, u"Failed to create \n"}]), 0) << "the key of a player";
+  EXPECT_GT((outcomes[{S_OK, u""}]), 0) << "a value, or the key of the media library";
+  EXPECT_EQ(outcomes.size(), 5u);
 }
 
 TEST_F(Registration, UnregisteringStopsWhenTheFilterCannotBeRemoved) {
@@ -109,7 +109,7 @@ TEST_F(Registration, UnregisteringStopsWhenTheFilterCannotBeRemoved) {
 }
 
 TEST_F(Registration, EveryFailedAllocationEndsInAStatus) {
-  std::map<HRESULT, int> answers;
+  std::map<HRESULT, int> outcomes;
   ASSERT_EQ(DllRegisterServer(), S_OK);  // later ones find their keys, which makes the rounds short
   for (uint64_t nth = 1;; ++nth) {
     HRESULT hr;
@@ -120,10 +120,10 @@ TEST_F(Registration, EveryFailedAllocationEndsInAStatus) {
       struck = allocator.struck();
     }
     if (!struck) break;
-    ++answers[hr];
+    ++outcomes[hr];
   }
-  EXPECT_GT(answers[E_FAIL], 0);
-  EXPECT_GT(answers[E_OUTOFMEMORY] + answers[HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_MEMORY)], 0);
+  EXPECT_GT(outcomes[E_FAIL], 0);
+  EXPECT_GT(outcomes[E_OUTOFMEMORY] + outcomes[HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_MEMORY)], 0);
   EXPECT_EQ(DllRegisterServer(), S_OK);
 }
 

@@ -103,7 +103,7 @@ class Soak {
       EXPECT_EQ(graph_.under_test.media_type(type, kVideo), S_OK);
       EXPECT_EQ(graph_.pin(kVideo).Notify(nullptr, {Famine, 500, 0, 0}), S_OK);
       stopped_since_seek_ = false;
-      sought_while_stopped_ = stopped_;
+      stopped_during_seek_ = stopped_;
       if (one_in(2)) change_state();
       if (one_in(2)) continue;  // the next seek interrupts this one
       if (stopped_) start();
@@ -154,7 +154,7 @@ class Soak {
     });
     expect_fresh_segment(graph_, kAudio, target);
     expect_fresh_segment(graph_, kVideo, target);
-    if (alone_) expect_synchronised(graph_, target, sought_while_stopped_);
+    if (alone_) expect_synchronised(graph_, target, stopped_during_seek_);
   }
 
   const Watchdog watchdog_;
@@ -163,7 +163,7 @@ class Soak {
   SinkGraph graph_{movie_of(1500)};
   bool stopped_ = false;
   bool stopped_since_seek_ = false;
-  bool sought_while_stopped_ = false;
+  bool stopped_during_seek_ = false;
   steady_clock::duration longest_{};
 };
 
@@ -202,8 +202,8 @@ TEST(SeekSoak, AStopEndsTheUnlimitedWaitForThePeer) {
     graph.run();
     ASSERT_TRUE(graph.wait_for_ends());
     CBaseOutputPin& pin = graph.under_test.pin(kVideo);
-    com::ComPtr<IMediaSample> kept[4];
-    for (auto& buffer : kept) {
+    com::ComPtr<IMediaSample> held[4];
+    for (auto& buffer : held) {
       ASSERT_EQ(
           (pin.*&AllocatorAccess::m_pAllocator)->GetBuffer(buffer.out(), nullptr, nullptr, AM_GBF_NOWAIT),
           S_OK);
@@ -212,7 +212,7 @@ TEST(SeekSoak, AStopEndsTheUnlimitedWaitForThePeer) {
     EXPECT_TRUE(graph.segment(kAudio).empty() || graph.segment_start(kAudio) == 0);
     EXPECT_TRUE(!stop || graph.stop() == S_OK);
     EXPECT_TRUE(graph.segment(kAudio).empty() || graph.segment_start(kAudio) == 0);
-    for (auto& buffer : kept) buffer.reset();
+    for (auto& buffer : held) buffer.reset();
     if (stop) continue;
     ASSERT_TRUE(graph.wait_for_ends());
     expect_synchronised(graph, 3500 * kMs);

@@ -106,7 +106,7 @@ TEST_F(SeekSyncTest, AWaitForThePeerEndsWithThePeerASignalOrARequest) {
   }
 }
 
-TEST_F(SeekSyncTest, TheSecondToArriveSignals) {
+TEST_F(SeekSyncTest, TheSecondWorkerSignalsTheFirst) {
   both_play();
   Pending audio = start(StreamKind::kAudio, 0);
   end_by(audio, [&] { SetEvent(av_data.get()); });

@@ -144,7 +144,7 @@ TEST(Seeking, KeptPositionsAreNeitherClampedNorOrdered) {
 
 // --- What the worker's function fills after it -------------------------------------------------------------
 
-TEST(Seeking, StartsAtTheSyncSampleBefore) {
+TEST(Seeking, StartsAtTheSyncSampleAtOrBeforeTheTarget) {
   const std::tuple<REFERENCE_TIME, uint32_t, bool> kCases[] = {
       {0, 1, false},
       {500 * kMs, 1, true},
@@ -174,7 +174,7 @@ TEST(Seeking, AudioAloneCountsFromItsFirstUnit) {
   EXPECT_EQ(under_test.fill().start, 20 * kMs);
 }
 
-TEST(Seeking, KeptSeekPastTheStopPlaysOnAtTheOldPlace) {
+TEST(Seeking, KeptSeekPastTheStopContinuesAtTheOldPosition) {
   for (const REFERENCE_TIME target : {8001 * kMs, REFERENCE_TIME{INT64_MAX}}) {
     Video video;
     video.seek(target);

@@ -36,7 +36,7 @@ TEST(Streaming, PlaysBothTracksToTheirEnds) {
   EXPECT_EQ(texts.all(), u"Pause Called\nPause Called\n");
 }
 
-TEST(Streaming, KeptTrackPlaysOnAfterAStop) {
+TEST(Streaming, KeptTrackContinuesAfterAStop) {
   SinkGraph graph({.tracks = {avc_track(20)}});
   graph.sink(0).hold();
   graph.run();
@@ -73,7 +73,7 @@ TEST(Streaming, ALaterPinThatFailsEndsTheEarlierWorkers) {
   }
 }
 
-// Loads, connects and plays, as far as that goes. What cannot be read ends a stream without an error.
+// Loads, connects and plays, as far as possible. A sample that cannot be read ends a stream without an error.
 void load_and_play(const Bytes& movie) {
   SinkGraph graph;
   const HRESULT hr = graph.under_test.load(movie);
@@ -97,7 +97,7 @@ TEST(Streaming, EveryFailureOfThePlatformEndsInAStatus) {
       const FaultAt fault(point, n);
       try {
         load_and_play(movie);
-      } catch (const std::bad_alloc&) {  // there is no filter
+      } catch (const std::bad_alloc&) {  // the filter could not be created
       }
       struck = fault.struck();
       ASSERT_EQ(DllCanUnloadNow(), S_OK);

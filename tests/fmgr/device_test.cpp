@@ -72,7 +72,7 @@ TEST(Devices, RefuseOperationsThatTheyDoNotHave) {
   }
 }
 
-TEST(FileDevice, WritesAndMakesTemporaryFilesThatVanish) {
+TEST(FileDevice, WritesAndDeletesItsTemporaryFiles) {
   for (const uint32_t type : {FMGR_DEV_FILE, FMGR_DEV_FILE_W, FMGR_DEV_FILE_ALT}) {
     const Source source(type, "0123456789");
     const Device device = open(source, OS_OPEN_READWRITE);
@@ -102,7 +102,7 @@ TEST(FileDevice, WritesAndMakesTemporaryFilesThatVanish) {
   }
 }
 
-TEST(CallbackDevice, KeptTheStatusOfTheSizeIsIgnoredButCountsAreChecked) {
+TEST(CallbackDevice, KeptSizeCallbackMayFailButCountsAreChecked) {
   Source source(FMGR_DEV_CALLBACK, "0123456789");
   const Device device = open(source);
   char buffer[16];

@@ -13,7 +13,7 @@ using fmgr::AccessClass;
 
 constexpr uint32_t kNone = OS_OPEN_APPEND + 1;
 
-TEST(OpenMode, KeptModeOfTheDeviceAndAccessClassAreParsedApart) {
+TEST(OpenMode, KeptDeviceModeAndAccessClassAreParsedSeparately) {
   static constexpr std::tuple<const char*, uint32_t, std::optional<AccessClass>> kCases[] = {
       {"r", OS_OPEN_READ, AccessClass::kRead},
       {"rb", OS_OPEN_READ, AccessClass::kRead},

@@ -217,7 +217,8 @@ TEST(StdioFiles, TransfersCountWholeItems) {
   EXPECT_EQ(read_file(folder / "file"), "0123456789abcdef");
 }
 
-// `measure()` returns the free bytes of the disk that holds `folder`, which others use meanwhile.
+// `measure()` returns the free bytes of the disk that holds `folder`, which other programs may change at the
+// same time.
 template <class Measure>
 void expect_free_space(const TempFolder& folder, Measure measure) {
   constexpr uint64_t kSlack = 256u << 20;
@@ -316,7 +317,7 @@ TEST(Files, NullArgumentsAreRefused) {
   EXPECT_EQ(OS_fopen(u"x", nullptr), nullptr);
 }
 
-TEST(Files, EveryFailureOfTheSystemHasItsStatus) {
+TEST(Files, EveryFailureOfTheSystemReturnsItsStatus) {
   const TempFolder folder;
   const auto path = folder / "file";
   void* const handle = open(path, OS_OPEN_READWRITE).release();

@@ -1,4 +1,4 @@
-// StreamOrder: the rules of calls to an input pin, as a state machine that records every breach. Streaming
+// StreamOrder: checks the order of calls to an input pin and records every breach of its rules. Streaming
 // calls (new segment, sample, end of stream) must not overlap; each run of the stream begins with a new
 // segment; after an end of stream or a refused sample nothing follows until the stream begins anew.
 #pragma once

@@ -14,7 +14,7 @@ namespace detail {
 
 constinit std::atomic<bool> fault_hook_installed{false};
 
-bool ask_fault_hook(FaultPoint point) noexcept {
+bool call_fault_hook(FaultPoint point) noexcept {
   const FaultHook hook = installed_hook.load(std::memory_order_acquire);
   return hook != nullptr && hook(point, hook_context.load(std::memory_order_relaxed));
 }

@@ -25,8 +25,8 @@ const std::string kTestModule = ZDR_TEST_MODULE;
 const std::string kEntrylessModule = ZDR_ENTRYLESS_MODULE;
 constexpr HRESULT kModuleNotFound = HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
 
-std::string diary() {
-  const char* text = std::getenv(kModuleDiary);
+std::string module_log() {
+  const char* text = std::getenv(kModuleLog);
   return text != nullptr ? text : "";
 }
 
@@ -38,7 +38,7 @@ HRESULT create(REFCLSID clsid, REFIID iid, ComPtr<Interface>& object, IUnknown* 
 class ClassObjects : public testing::Test {
  protected:
   ClassObjects() {
-    unsetenv(kModuleDiary);
+    unsetenv(kModuleLog);
     for (const CLSID& clsid : {CLSID_TestAlone, CLSID_TestAggregatable}) register_server(clsid, kTestModule);
   }
   ~ClassObjects() override { CoFreeUnusedLibraries(); }
@@ -55,7 +55,7 @@ class ClassObjects : public testing::Test {
   RegistryFile registry_;
 };
 
-TEST_F(ClassObjects, AggregationIsTheClassesOwnChoice) {
+TEST_F(ClassObjects, EachClassDecidesWhetherItCanBeAggregated) {
   ComPtr<IMemAllocator> outer;
   ASSERT_EQ(create(CLSID_MemoryAllocator, IID_IMemAllocator, outer), S_OK);
   ComPtr<IUnknown> inner;
@@ -74,7 +74,7 @@ TEST_F(ClassObjects, AggregationIsTheClassesOwnChoice) {
   EXPECT_EQ(identity.get(), outer_identity.get());
 }
 
-TEST_F(ClassObjects, FailuresHaveTheirReasonAndLeaveNoPointer) {
+TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
   const auto expect_failure = [&](const char* what, REFCLSID clsid, REFIID iid, HRESULT expected,
                                   DWORD context = CLSCTX_ALL) {
     void* object = this;
@@ -121,14 +121,14 @@ TEST_F(ClassObjects, ModuleCountsItsOwnObjectsOnly) {
   EXPECT_EQ(after, 1);
 }
 
-TEST_F(ClassObjects, ModuleStaysWhileAnythingOfItLives) {
+TEST_F(ClassObjects, ModuleStaysLoadedWhileItIsInUse) {
   const auto get_factory = [](ComPtr<IClassFactory>& factory) {
     return CoGetClassObject(CLSID_TestAlone, CLSCTX_ALL, nullptr, IID_IClassFactory, factory.out_void());
   };
   ComPtr<IClassFactory> factory;
   ASSERT_EQ(get_factory(factory), S_OK);
   CoFreeUnusedLibraries();
-  EXPECT_EQ(diary(), "AI") << "unloaded under a living factory";
+  EXPECT_EQ(module_log(), "AI") << "unloaded under a living factory";
 
   ComPtr<ITestModule> object;
   ASSERT_EQ(factory->CreateInstance(nullptr, IID_ITestModule, object.out_void()), S_OK);
@@ -136,16 +136,16 @@ TEST_F(ClassObjects, ModuleStaysWhileAnythingOfItLives) {
   object.reset();
   factory.reset();
   CoFreeUnusedLibraries();
-  EXPECT_EQ(diary(), "AI") << "unloaded although locked";
+  EXPECT_EQ(module_log(), "AI") << "unloaded although locked";
 
   ASSERT_EQ(get_factory(factory), S_OK);
   ASSERT_EQ(factory->LockServer(FALSE), S_OK);
   factory.reset();
   CoFreeUnusedLibraries();
-  EXPECT_EQ(diary(), "AIiD");
+  EXPECT_EQ(module_log(), "AIiD");
 
   ASSERT_EQ(create(CLSID_TestAlone, IID_ITestModule, object), S_OK);
-  EXPECT_EQ(diary(), "AIiDAI");
+  EXPECT_EQ(module_log(), "AIiDAI");
 }
 
 TEST_F(ClassObjects, ModuleCanBeNamedDirectly) {
@@ -168,7 +168,7 @@ TEST_F(ClassObjects, ConcurrentCreationsLoadTheModuleOnce) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(made, 3 * kRounds);
-  EXPECT_EQ(diary(), "AI");
+  EXPECT_EQ(module_log(), "AI");
 }
 
 }  // namespace

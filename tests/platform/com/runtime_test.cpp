@@ -46,7 +46,7 @@ TEST(GuidText, IsReadInOneFormOnly) {
   }
 }
 
-TEST(Apartment, IsThatOfTheFirstInitialisationUntilAllAreUndone) {
+TEST(Apartment, FirstInitialisationChoosesTheModelUntilAllAreUndone) {
   std::thread([] {
     CoUninitialize();  // an extra call has no effect
     EXPECT_EQ(CoInitialize(nullptr), S_OK);

@@ -12,9 +12,9 @@ using namespace zdr::test;
 namespace {
 
 void note(char event) {
-  const char* before = std::getenv(kModuleDiary);
-  const std::string diary = (before != nullptr ? before : "") + std::string(1, event);
-  setenv(kModuleDiary, diary.c_str(), 1);
+  const char* before = std::getenv(kModuleLog);
+  const std::string module_log = (before != nullptr ? before : "") + std::string(1, event);
+  setenv(kModuleLog, module_log.c_str(), 1);
 }
 
 class TestObject final : public CUnknown, public ITestModule {

@@ -20,6 +20,6 @@ struct ITestModule : IUnknown {
 
 // The module records its events in this environment variable, because an unloaded module cannot be called:
 // one letter each, I and i for the init routines, A and D for attach and detach.
-inline constexpr const char* kModuleDiary = "ZDR_TEST_MODULE_DIARY";
+inline constexpr const char* kModuleLog = "ZDR_TEST_MODULE_LOG";
 
 }  // namespace zdr::test

@@ -24,7 +24,7 @@ CMediaType type_of(char letter) {
 
 // What both pins return for a type: capitals are accepted, small letters plainly refused, digits refused with
 // a reason.
-HRESULT answer_to(char letter) {
+HRESULT result_for(char letter) {
   if (letter == '1') return E_OUTOFMEMORY;
   if (letter == '2') return E_ABORT;
   return letter >= 'a' && letter <= 'z' ? E_FAIL : S_OK;
@@ -72,7 +72,7 @@ class ScriptedPin final : public AgreeingPin {
   HRESULT CheckMediaType(const CMediaType* type) override {
     const char letter = letter_of(*type);
     if (m_dir == PINDIR_OUTPUT) steps_->attempt(letter);
-    return logged('T', script.check_type == S_OK ? answer_to(letter) : script.check_type);
+    return logged('T', script.check_type == S_OK ? result_for(letter) : script.check_type);
   }
   HRESULT SetMediaType(const CMediaType* type) override {
     if (FAILED(script.set_type)) return logged('S', script.set_type);

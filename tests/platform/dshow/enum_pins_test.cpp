@@ -91,7 +91,7 @@ TEST_F(EnumPins, WalksInOrderAndReportsWhenFewerAreLeft) {
   EXPECT_EQ(pins->Next(2, array, nullptr), E_INVALIDARG);
 }
 
-TEST_F(EnumPins, StartsAgainAfterAChangeWithoutRepeatingAPin) {
+TEST_F(EnumPins, RestartsAfterAChangeWithoutRepeatingAPin) {
   EXPECT_EQ(next(2), "ab");
   filter->change("cbad");
   EXPECT_EQ(pins->Skip(1), VFW_E_ENUM_OUT_OF_SYNC);

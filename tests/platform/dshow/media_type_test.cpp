@@ -84,7 +84,7 @@ TEST(MediaType, AllocFormatBufferReplacesTheBlockOrLeavesIt) {
   EXPECT_EQ(type.cbFormat, 9U);
 }
 
-TEST(MediaType, KeptTypeWithAnOpenSubTypeAloneIsNotPartial) {
+TEST(MediaType, KeptTypeLackingOnlyTheSubTypeIsNotPartial) {
   const CMediaType full = audio_type();
   const GUID any = GUID_NULL;
   const struct {

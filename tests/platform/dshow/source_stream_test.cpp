@@ -161,24 +161,24 @@ TEST_F(SourceStream, OnlyAStopEndsTheLoop) {
 }
 
 TEST_F(SourceStream, StopsWhileTheWorkerWaitsForABuffer) {
-  ComPtr<IMediaSample> kept;  // the only buffer
-  connect([&](IMediaSample* sample) { return kept = ComPtr<IMediaSample>(sample), S_OK; });
+  ComPtr<IMediaSample> held;  // the only buffer
+  connect([&](IMediaSample* sample) { return held = ComPtr<IMediaSample>(sample), S_OK; });
   ASSERT_EQ(chain.run(), S_OK);
   ASSERT_TRUE(chain.sink().wait_for_samples(1));
   EXPECT_EQ(source->Stop(), S_OK);
   EXPECT_FALSE(stream.ThreadExists());
-  kept.reset();
+  held.reset();
 }
 
 TEST_F(SourceStream, FillBufferAndTheReceiverDecideHowItEnds) {
   int received = 0;
-  HRESULT answer = S_OK;
-  connect([&](IMediaSample*) { return ++received == 2 ? answer : S_OK; });
+  HRESULT sink_result = S_OK;
+  connect([&](IMediaSample*) { return ++received == 2 ? sink_result : S_OK; });
   stream.sample_count = 2;
   const struct {
-    HRESULT end_result;  // of FillBuffer after sample 1
-    HRESULT answer;      // of the sink to sample 1
-    Log log;             // after sample 1
+    HRESULT end_result;   // of FillBuffer after sample 1
+    HRESULT sink_result;  // of the sink to sample 1
+    Log log;              // after sample 1
     std::vector<LONG> events;
   } cases[] = {
       {S_FALSE, S_OK, {"buffer free", "end of stream", "done"}, {EC_COMPLETE}},
@@ -191,7 +191,7 @@ TEST_F(SourceStream, FillBufferAndTheReceiverDecideHowItEnds) {
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     received = 0;
-    answer = c.answer;
+    sink_result = c.sink_result;
     stream.end_result = c.end_result;
     const size_t old_events = chain.graph.events().size();
     log.take();

@@ -75,7 +75,7 @@ class OutputPin final : public CBaseOutputPin {
   InputPin* const peer_;
 };
 
-TEST(OutputPin, TakesTheReceiversAllocatorElseItsOwn) {
+TEST(OutputPin, UsesTheReceiversAllocatorOrElseItsOwn) {
   const struct {
     Choice choice;
     HRESULT result;

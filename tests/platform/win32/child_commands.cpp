@@ -56,7 +56,7 @@ DWORD read_bytes(std::istream& words) {
 
 // ROUNDS PATH: repeatedly opens the file without sharing it, and counts how often another process had it open
 // too. The process that has the file open creates a marker, which must not exist yet.
-DWORD fight_for_file(std::istream& words) {
+DWORD compete_for_file(std::istream& words) {
   const int rounds = next<int>(words);
   const auto path = next(words);
   const std::string marker = path + ".marker";
@@ -82,7 +82,7 @@ DWORD create_event(std::istream& words) {
   return GetLastError();
 }
 
-// NAME: waits without limit. "!" is printed before the wait, so that the test knows how far the child is.
+// NAME: waits without limit. Prints "!" before the wait, so that the test can see that it is about to begin.
 DWORD wait_without_limit(std::istream& words) {
   std::cout << "!" << std::endl;
   return WaitForSingleObject(handle_of(words), INFINITE);
@@ -140,7 +140,7 @@ DWORD die_in_registry(std::istream& words) {
 const std::map<std::string, std::function<DWORD(std::istream&)>> kCommands = {
     {"open-file", open_file},
     {"read", read_bytes},
-    {"fight", fight_for_file},
+    {"compete", compete_for_file},
     {"churn", [](std::istream& words) { return create_and_delete(next(words), 1500); }},
     {"event", create_event},
     {"close", [](std::istream& words) { return static_cast<DWORD>(CloseHandle(handle_of(words))); }},

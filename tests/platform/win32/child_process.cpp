@@ -57,9 +57,9 @@ std::string ChildProcess::receive() {
   return line;
 }
 
-bool ChildProcess::has_answered() const {
-  pollfd answer = {from_child_, POLLIN, 0};
-  return ::poll(&answer, 1, 0) == 1;
+bool ChildProcess::has_replied() const {
+  pollfd reply = {from_child_, POLLIN, 0};
+  return ::poll(&reply, 1, 0) == 1;
 }
 
 void ChildProcess::kill_hard() {

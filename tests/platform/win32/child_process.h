@@ -1,4 +1,4 @@
-// A child process of a two-process test: the test program itself, which answers one line per command.
+// A child process of a two-process test: the test program itself, which replies with one line per command.
 #pragma once
 
 #include <cstdint>
@@ -18,12 +18,12 @@ class ChildProcess {
   void send(const std::string& line);
   // Blocks; empty when the child has ended.
   std::string receive();
-  std::string ask(const std::string& line) {
+  std::string call(const std::string& line) {
     send(line);
     return receive();
   }
   // Whether the child has sent something that was not received yet.
-  bool has_answered() const;
+  bool has_replied() const;
 
   int pid() const { return pid_; }
   void kill_hard();  // SIGKILL, and waits until the child is gone
@@ -40,7 +40,7 @@ constexpr const char* kChildVariable = "ZDR_TEST_CHILD";
 // Creates, closes and deletes `name` a number of times. Returns how often a creation was refused.
 uint32_t create_and_delete(const std::string& name, int times);
 
-// Runs the commands from standard input and writes the answers to standard output. Defined in
+// Runs the commands from standard input and writes the replies to standard output. Defined in
 // child_commands.cpp.
 int run_child();
 

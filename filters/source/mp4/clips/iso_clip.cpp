@@ -101,18 +101,18 @@ HRESULT IsoClip::read_sample(uint32_t number, ClientBytes& sample) {
   return S_OK;
 }
 
-// Kept: the first sample is key frame 1 even if it is not one, and an index after the last key frame gives
+// Kept: the first sample is key frame 1 even if it is not one, and an index after the last key frame returns
 // the last.
 uint32_t IsoClip::number_of_key_frame(DWORD index) {
-  // Where every sample is a sync sample, the search would find the index itself, one by one through as many
-  // samples as the file claims.
+  // If every sample is a sync sample, the search would only count up to the index, through as many samples as
+  // the file claims.
   uint32_t all_sync = 0;
   if (P3GPP_GetAllSyncCount(video_.get(), &all_sync) == P3GPP_OK && all_sync != 0) {
     return std::clamp(index, kFirstSample, all_sync);
   }
   uint32_t number = kFirstSample;
   // Kept: where sync samples follow each other, the result of a search depends on the previous searches, and
-  // with it the frame that an index gives.
+  // so does the frame at an index.
   for (DWORD counted = 1; counted < index;) {
     uint32_t found = number;
     if (P3GPP_FindSyncSample(video_.get(), &found, P3GPP_SYNC_FORWARD) != P3GPP_OK) break;

@@ -85,8 +85,8 @@ void CZanMP4SourceFilter::on_pin_seek(const GUID& major_type, bool worker_exists
   if (major_type == MEDIATYPE_Video) shared_.seek_sync.pin_seeking(StreamKind::kVideo, worker_exists);
 }
 
-// Arms both streams before either worker starts, so that each knows of the other from the start, and drops a
-// stream that took part in an earlier seek only.
+// Arms both streams before either worker starts, so that each knows of the other from the start, and disarms
+// a stream that took part only in an earlier seek.
 void CZanMP4SourceFilter::on_workers_stopped() {
   shared_.seek_sync.workers_stopped(takes_part_in_seek(shared_.audio_pin),
                                     takes_part_in_seek(shared_.video_pin));

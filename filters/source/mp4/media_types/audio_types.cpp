@@ -15,7 +15,8 @@ constexpr WORD kSpeechBlockAlign = 4;
 constexpr WORD kAc3BlockAlign = 1536;
 constexpr WORD kAc3ExtraSize = 18;
 
-// Speech is stored in MPEG-4 sample entries, whose record has a bitrate, and in entries of its own.
+// Speech is stored either in MPEG-4 sample entries, whose record has a bitrate, or in sample entries of its
+// own.
 DWORD average_bitrate_of(const P3gppDecoderInfo& decoder) {
   return decoder.kind == P3GPP_KIND_SYSTEMS ? decoder.u.systems.average_bitrate : 0;
 }

@@ -1,7 +1,7 @@
 // Describes AAC files, and finds, decodes and times their frames.
 //
-// Kept: the decoder is one frame late. The first frame read after opening or a seek gives nothing, each later
-// one the PCM of the frame before it. The frame that it holds back survives a stop.
+// Kept: the decoder is one frame late. The first frame read after opening or a seek yields no PCM; each later
+// frame yields the PCM of the frame before it. The frame that the decoder holds back survives a stop.
 #include "filters/source/mp4/sources/aac_source.h"
 
 #include <algorithm>

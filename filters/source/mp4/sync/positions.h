@@ -11,7 +11,7 @@ struct Positions {
   bool seek_pending = false;  // the worker has yet to reposition its reader
 };
 
-// What a seek gives to every pin. A null pointer leaves the pin's value unchanged.
+// The new positions that a seek sets on every pin. A null pointer leaves the pin's value unchanged.
 struct SeekTarget {
   const REFERENCE_TIME* start;
   const REFERENCE_TIME* stop;

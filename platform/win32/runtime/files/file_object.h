@@ -39,7 +39,7 @@ class FileObject final : public KernelObject {
   DWORD write_direct(const void* buffer, size_t count, uint64_t offset, size_t& put) noexcept;
 
   // Declared first, so that it is closed after the lease is released: while it is open, no new file can get
-  // the inode number under which this and other processes know the lease.
+  // the inode number that identifies the lease in this and other processes.
   const Descriptor descriptor_;
   ShareLease lease_;
   const FileRights rights_;

@@ -61,8 +61,8 @@ class Opener {
 
   int open_existing(Descriptor& file) noexcept { return attempt(0, file); }
 
-  // Whether the file existed is known for certain: exclusive creation comes first, then a plain open, and
-  // both again if the file vanished between the two.
+  // Determines reliably whether the file existed: tries exclusive creation first, then a plain open, and both
+  // again if the file vanished between the two.
   int open_or_create(Descriptor& file, bool& existed) noexcept {
     for (int i = 0; i < kOpenAttempts; ++i) {
       existed = false;
@@ -170,9 +170,10 @@ DWORD open_file(const std::string& path, const OpenRequest& request, Ref<KernelO
 
 DWORD delete_file(const std::string& path) {
   // Closed after the lease is released, so that no new file can get this inode number while the lease exists.
-  const Descriptor keeper(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  const Descriptor held_open(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   struct stat info;
-  if (keeper.get() < 0 || fstat(keeper.get(), &info) != 0) return path_error_from_errno(errno, path.c_str());
+  if (held_open.get() < 0 || fstat(held_open.get(), &info) != 0)
+    return path_error_from_errno(errno, path.c_str());
   if (S_ISDIR(info.st_mode)) return ERROR_ACCESS_DENIED;
   ShareLease lease;
   if (S_ISREG(info.st_mode)) {

@@ -39,7 +39,7 @@ bool covers(const std::string& line, uintptr_t address) noexcept {
   return address >= start && address < end;
 }
 
-// The loader knows a module by the name it was loaded under, which may be relative to a folder that is no
+// The loader reports the name under which a module was loaded, which may be relative to a folder that is no
 // longer the current one; the kernel's list of mappings has the absolute path.
 DWORD mapped_path(uintptr_t address, std::string& path) {
   std::ifstream mappings("/proc/self/maps");

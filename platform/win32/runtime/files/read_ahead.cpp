@@ -49,8 +49,8 @@ size_t ReadAhead::plan(uint64_t offset, size_t count) noexcept {
   }
   if (chosen_->bytes == nullptr) chosen_->bytes.reset(new (std::nothrow) std::byte[kLargestFill]);
   if (chosen_->bytes == nullptr) return 0;
-  const bool close_by = offset - chosen_->last_end <= kLargestGap;
-  const size_t size = close_by ? chosen_->next_fill : kFirstFill;
+  const bool is_near = offset - chosen_->last_end <= kLargestGap;
+  const size_t size = is_near ? chosen_->next_fill : kFirstFill;
   chosen_->next_fill = std::min(size * 4, kLargestFill);
   chosen_->last_end = offset + count;
   chosen_->last_use = ++uses_;

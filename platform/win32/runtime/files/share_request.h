@@ -1,5 +1,4 @@
-// What share modes need to know of an open: its file, how it uses the file, and which uses it allows to
-// others.
+// Describes an open for share modes: its file, its uses of the file, and the uses that it allows to others.
 #pragma once
 
 #include <sys/stat.h>

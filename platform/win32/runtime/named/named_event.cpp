@@ -132,9 +132,9 @@ DWORD check_page(const EventPage& page, std::string_view key) noexcept {
 
 // The folder of the files. The first call in a process removes what killed processes left in it.
 int event_folder() {
-  static constinit std::atomic_flag looked;
+  static constinit std::atomic_flag cleaned;
   const int folder = runtime_folder(RuntimeFolder::kNamedEvents);
-  if (folder >= 0 && !looked.test_and_set()) LifeLine::remove_stale_files(folder);
+  if (folder >= 0 && !cleaned.test_and_set()) LifeLine::remove_stale_files(folder);
   return folder;
 }
 

@@ -16,11 +16,11 @@ constinit std::mutex registry_mutex;  // guards the instance
 
 }  // namespace
 
-RegistryTurn::RegistryTurn() noexcept {
+RegistryLock::RegistryLock() noexcept {
   registry_mutex.lock();
 }
 
-RegistryTurn::~RegistryTurn() {
+RegistryLock::~RegistryLock() {
   const std::u16string message = Registry::instance().store.take_message();
   registry_mutex.unlock();
   if (!message.empty()) OutputDebugStringW(message.c_str());
@@ -38,7 +38,7 @@ DWORD lock_store(StoreLock& lock) {
 }
 
 RegistryReport report_registry() {
-  const RegistryTurn turn;
+  const RegistryLock lock;
   RegistryStore& store = Registry::instance().store;
   RegistryReport report;
   report.error = store.load();

@@ -21,12 +21,12 @@ struct Registry {
 
 // Locks the registry for a scope. A message to the debugger is sent after the lock is released, because the
 // debugger's hook may use the registry.
-class RegistryTurn {
+class RegistryLock {
  public:
-  RegistryTurn() noexcept;
-  ~RegistryTurn();
-  RegistryTurn(const RegistryTurn&) = delete;
-  RegistryTurn& operator=(const RegistryTurn&) = delete;
+  RegistryLock() noexcept;
+  ~RegistryLock();
+  RegistryLock(const RegistryLock&) = delete;
+  RegistryLock& operator=(const RegistryLock&) = delete;
 };
 
 inline std::u16string_view text_or_empty(LPCWSTR text) noexcept {
@@ -39,7 +39,7 @@ DWORD lock_store(StoreLock& lock);
 // `body(registry)` returns an error code and changes no key.
 template <class Body>
 LSTATUS read_registry(Body&& body) noexcept {
-  const RegistryTurn turn;
+  const RegistryLock lock;
   return static_cast<LSTATUS>(guarded([&]() -> DWORD {
     Registry& registry = Registry::instance();
     const DWORD error = registry.store.load();
@@ -50,7 +50,7 @@ LSTATUS read_registry(Body&& body) noexcept {
 // `body(registry, changed)` sets `changed` when it has changed the tree, which is then saved.
 template <class Body>
 LSTATUS change_registry(Body&& body) noexcept {
-  const RegistryTurn turn;
+  const RegistryLock lock;
   bool changed = false;
   const DWORD error = guarded([&]() -> DWORD {
     Registry& registry = Registry::instance();

@@ -111,7 +111,7 @@ LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR sub_key, DWORD, REGSAM access, HKEY* res
 }
 
 LSTATUS RegCloseKey(HKEY key) noexcept {
-  const RegistryTurn turn;
+  const RegistryLock lock;
   return static_cast<LSTATUS>(guarded([&] { return Registry::instance().handles.close(key); }));
 }
 

@@ -41,7 +41,7 @@ LSTATUS with_listing(HKEY key, REGSAM access, Entries RegistryKey::*entries, Bod
 
 // Fills a caller's buffer. *bytes: in its size, out the size of the data. A null buffer requests the size
 // alone.
-DWORD hand_out_data(const RegistryValue& value, LPDWORD type, LPBYTE data, LPDWORD bytes) noexcept {
+DWORD copy_data_out(const RegistryValue& value, LPDWORD type, LPBYTE data, LPDWORD bytes) noexcept {
   if (data != nullptr && bytes == nullptr) return ERROR_INVALID_PARAMETER;
   if (type != nullptr) *type = value.type;
   if (bytes == nullptr) return NO_ERROR;
@@ -54,7 +54,7 @@ DWORD hand_out_data(const RegistryValue& value, LPDWORD type, LPBYTE data, LPDWO
 }
 
 // *characters: in the size of the buffer with the NUL, out the length without it.
-DWORD hand_out_name(std::u16string_view name, LPWSTR buffer, LPDWORD characters) noexcept {
+DWORD copy_name_out(std::u16string_view name, LPWSTR buffer, LPDWORD characters) noexcept {
   if (buffer == nullptr || characters == nullptr) return ERROR_INVALID_PARAMETER;
   if (*characters <= name.size()) return ERROR_MORE_DATA;
   std::memcpy(buffer, name.data(), name.size() * sizeof(WCHAR));
@@ -75,7 +75,7 @@ LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type,
   return with_listing(key, KEY_QUERY_VALUE, &RegistryKey::values,
                       [&](const Listing<RegistryValue>& values) -> DWORD {
                         const auto found = values.find(text_or_empty(name));
-                        return found != values.end() ? hand_out_data(*found->second, type, data, bytes)
+                        return found != values.end() ? copy_data_out(*found->second, type, data, bytes)
                                                      : ERROR_FILE_NOT_FOUND;
                       });
 }
@@ -87,8 +87,8 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD characters, LP
                       [&](const Listing<RegistryValue>& values) -> DWORD {
                         if (index >= values.size()) return ERROR_NO_MORE_ITEMS;
                         const auto found = std::next(values.begin(), index);
-                        const DWORD error = hand_out_name(found->first, name, characters);
-                        return error == NO_ERROR ? hand_out_data(*found->second, type, data, bytes) : error;
+                        const DWORD error = copy_name_out(found->first, name, characters);
+                        return error == NO_ERROR ? copy_data_out(*found->second, type, data, bytes) : error;
                       });
 }
 
@@ -99,6 +99,6 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD characters, LP
   }
   return with_listing(key, KEY_ENUMERATE_SUB_KEYS, &RegistryKey::children, [&](const auto& keys) -> DWORD {
     if (index >= keys.size()) return ERROR_NO_MORE_ITEMS;
-    return hand_out_name(std::next(keys.begin(), index)->first, name, characters);
+    return copy_name_out(std::next(keys.begin(), index)->first, name, characters);
   });
 }

@@ -36,7 +36,7 @@ class RegistryStore {
   RegistryKey& tree() noexcept { return top_; }
 
   const std::string& path() const noexcept { return path_; }
-  // Why the last load failed; null and 0 when its error code says everything.
+  // Why the last load failed; null and 0 when the error code alone describes it.
   const TextFault& fault() const noexcept { return fault_; }
   // The message for the debugger about a failed load; empty if there is none. Returned only once.
   std::u16string take_message() noexcept { return std::exchange(message_, {}); }

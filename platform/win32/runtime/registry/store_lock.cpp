@@ -20,7 +20,7 @@ Descriptor open_lock_file(const std::string& path) noexcept {
 }
 
 // False when the file was removed or replaced while this process waited for its lock.
-bool still_has_its_name(int file, const std::string& path) noexcept {
+bool is_still_at(int file, const std::string& path) noexcept {
   struct stat locked;
   struct stat named;
   return fstat(file, &locked) == 0 && stat(path.c_str(), &named) == 0 && locked.st_ino == named.st_ino &&
@@ -37,7 +37,7 @@ DWORD StoreLock::acquire(const std::string& store_path) {
     Descriptor file = open_lock_file(path);
     if (!file) return path_error_from_errno(errno, path.c_str());
     if (!set_flock(file.get(), LOCK_EX)) return error_from_errno(errno);
-    if (!still_has_its_name(file.get(), path)) continue;
+    if (!is_still_at(file.get(), path)) continue;
     file_ = std::move(file);
     return NO_ERROR;
   }

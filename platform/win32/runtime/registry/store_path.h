@@ -7,11 +7,11 @@
 
 namespace zdr::platform {
 
-// $ZDR_REGISTRY, else zdr/registry.reg in the user's data folder. ERROR_PATH_NOT_FOUND when there is no home.
+// $ZDR_REGISTRY, else zdr/registry.reg in the user's data folder. ERROR_PATH_NOT_FOUND without a home folder.
 DWORD registry_path(std::string& path);
 
 // The file that a path leads to through symbolic links, so that a replacement does not replace the link. The
-// path itself while there is no file.
+// path itself if the file does not exist yet.
 std::string final_path(const std::string& path);
 
 // Makes the missing folders above a file, with access for the user alone.

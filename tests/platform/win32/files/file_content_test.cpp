@@ -22,7 +22,7 @@ int64_t position_of(HANDLE file) {
 }
 
 // The file has 5 GiB + 3 bytes; each row starts at position 100.
-TEST_F(FileContent, SeeksUseTheHighWordWhereThereIsOne) {
+TEST_F(FileContent, SeeksUseTheHighWordIfGiven) {
   write_sparse_file(path("file"), 5 * kGiB + 3);
   const ScopedHandle file = open_for(path("file"), GENERIC_READ);
   constexpr DWORD kFailed = INVALID_SET_FILE_POINTER;

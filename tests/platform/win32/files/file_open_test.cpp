@@ -92,7 +92,7 @@ TEST_F(FileOpen, FilesAreNotInheritedByOtherPrograms) {
   EXPECT_GT(found, 1) << "the file and its side file";
 }
 
-TEST_F(FileOpen, DeletionFollowsItsRules) {
+TEST_F(FileOpen, DeletionRefusesFoldersAndReadOnlyOrUnsharedFiles) {
   make_file("file");
   make_file("read-only");
   fs::permissions(path("read-only"), fs::perms::owner_read);

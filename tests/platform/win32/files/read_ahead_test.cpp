@@ -99,11 +99,11 @@ TEST_F(ReadAhead, IsOffWhereWritersAreNotExcluded) {
   for (const auto& [environment, share] : openings) {
     const std::string name = make_file("file", std::string(50'000, 'a'));
     ChildProcess child({environment});
-    ASSERT_EQ(child.ask("open-file f " + std::to_string(GENERIC_READ) + share + name), "0");
-    ASSERT_EQ(child.ask("read f 100"), std::to_string(int{'a'}));
+    ASSERT_EQ(child.call("open-file f " + std::to_string(GENERIC_READ) + share + name), "0");
+    ASSERT_EQ(child.call("read f 100"), std::to_string(int{'a'}));
     write_file(name, std::string(50'000, 'b'));
-    EXPECT_EQ(child.ask("read f 1"), std::to_string(int{'b'}));
-    EXPECT_EQ(child.ask("close f"), "1");
+    EXPECT_EQ(child.call("read f 1"), std::to_string(int{'b'}));
+    EXPECT_EQ(child.call("close f"), "1");
   }
 }
 

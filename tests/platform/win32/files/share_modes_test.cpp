@@ -35,15 +35,15 @@ TEST_F(ShareModes, DecideEveryPairOfOpens) {
       const DWORD shares[] = {pair / 9 % 8, pair / 72};
       const DWORD expected =
           are_compatible(uses[0], shares[0], uses[1], shares[1]) ? NO_ERROR : ERROR_SHARING_VIOLATION;
-      ASSERT_EQ(child->ask(command("a", uses[0], shares[0], name)), "0");
+      ASSERT_EQ(child->call(command("a", uses[0], shares[0], name)), "0");
       if (child == &alone) {
-        ASSERT_EQ(child->ask(command("b", uses[1], shares[1], name)), std::to_string(expected)) << pair;
-        if (expected == NO_ERROR) child->ask("close b");
+        ASSERT_EQ(child->call(command("b", uses[1], shares[1], name)), std::to_string(expected)) << pair;
+        if (expected == NO_ERROR) child->call("close b");
       } else {
         const ScopedHandle second = open_for(name, access_of(uses[1]), shares[1]);
         ASSERT_EQ(GetLastError(), expected) << pair;
       }
-      ASSERT_EQ(child->ask("close a"), "1");
+      ASSERT_EQ(child->call("close a"), "1");
     }
   }
 }
@@ -70,11 +70,11 @@ TEST_F(ShareModes, OfALinkAreThoseOfItsFile) {
   }
 }
 
-TEST_F(ShareModes, AKilledHolderProtectsNothingAndNoSideFileStays) {
+TEST_F(ShareModes, AKilledHolderLosesItsLocksAndSideFile) {
   const fs::path folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "share";
   const std::string name = make_file("file");
   ChildProcess child;
-  ASSERT_EQ(child.ask(command("f", 1, 0, name)), "0");
+  ASSERT_EQ(child.call(command("f", 1, 0, name)), "0");
   EXPECT_EQ(failed_open(open_for(name, GENERIC_READ, 7)), ERROR_SHARING_VIOLATION);
   for (const fs::path& each : {folder.parent_path(), folder}) {
     EXPECT_EQ(fs::status(each).permissions(), fs::perms::owner_all);
@@ -103,7 +103,7 @@ TEST_F(ShareModes, NewFilesInheritNoOpensOfDeletedOnes) {
 TEST_F(ShareModes, ThreeProcessesNeverHoldAnUnsharedFileTogether) {
   const std::string name = make_file("file");
   ChildProcess children[3];
-  for (ChildProcess& child : children) child.send("fight 300 " + name);
+  for (ChildProcess& child : children) child.send("compete 300 " + name);
   for (ChildProcess& child : children) EXPECT_EQ(child.receive(), "0");
 }
 

@@ -45,7 +45,7 @@ fs::path new_file(const std::set<fs::path>& before) {
   return {};
 }
 
-TEST_F(NamedEvents, NamesFollowTheirRules) {
+TEST_F(NamedEvents, NamesAreCaseSensitiveAndMayHaveAPrefix) {
   const ScopedHandle plain = event(u"Name");
   const std::pair<std::u16string, DWORD> rows[] = {{u"Global\\Name", ERROR_ALREADY_EXISTS},
                                                    {u"Local\\Name", ERROR_ALREADY_EXISTS},
@@ -71,32 +71,32 @@ TEST_F(NamedEvents, EndWithTheirLastHandleInAnyProcess) {
   ScopedHandle mine = CreateEventW(nullptr, FALSE, TRUE, u"Life");
   EXPECT_EQ(GetLastError(), NO_ERROR);
   ChildProcess child;
-  ASSERT_EQ(child.ask("event e Life 1"), kAlreadyExists);
+  ASSERT_EQ(child.call("event e Life 1"), kAlreadyExists);
   ScopedHandle again = event(u"Life");
   EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
   mine.close();
   again.close();
-  EXPECT_EQ(child.ask("poll e"), kServed) << "as it was created: set";
-  EXPECT_EQ(child.ask("poll e"), kTimedOut) << "as it was created: an auto-reset event";
-  EXPECT_EQ(child.ask("set e"), "1");
-  EXPECT_EQ(child.ask("close e"), "1");
+  EXPECT_EQ(child.call("poll e"), kServed) << "as it was created: set";
+  EXPECT_EQ(child.call("poll e"), kTimedOut) << "as it was created: an auto-reset event";
+  EXPECT_EQ(child.call("set e"), "1");
+  EXPECT_EQ(child.call("close e"), "1");
   EXPECT_EQ(event_files(), files_before);
   mine = event(u"Life");
   EXPECT_EQ(GetLastError(), NO_ERROR);
   EXPECT_EQ(poll(mine), WAIT_TIMEOUT);
 }
 
-TEST_F(NamedEvents, ASignalReleasesOneSleeperAndNoDeadOne) {
+TEST_F(NamedEvents, ASignalReleasesOneLiveSleeper) {
   const ScopedHandle signal = event(u"Sleepers");
   ChildProcess children[3];
   for (ChildProcess& child : children) {
-    ASSERT_EQ(child.ask("event e Sleepers"), kAlreadyExists);
+    ASSERT_EQ(child.call("event e Sleepers"), kAlreadyExists);
     send_into_wait(child, "e");
   }
   children[2].kill_hard();
   for (int answers = 1; answers <= 2; ++answers) {
     SetEvent(signal);
-    const auto answered = [&] { return children[0].has_answered() + children[1].has_answered(); };
+    const auto answered = [&] { return children[0].has_replied() + children[1].has_replied(); };
     while (answered() < answers) std::this_thread::yield();
     EXPECT_EQ(WaitForSingleObject(signal, 5), WAIT_TIMEOUT) << "spent on the sleeper";
     EXPECT_EQ(answered(), answers);
@@ -111,7 +111,7 @@ TEST_F(NamedEvents, ALostWakeUpIsNoticed) {
   const auto files_before = event_files();
   const ScopedHandle signal = event(u"LostWakeUp");
   ChildProcess child;
-  ASSERT_EQ(child.ask("event e LostWakeUp"), kAlreadyExists);
+  ASSERT_EQ(child.call("event e LostWakeUp"), kAlreadyExists);
   send_into_wait(child, "e");
   std::fstream file(new_file(files_before), std::ios::in | std::ios::out | std::ios::binary);
   constexpr int kOffsetOfTheWord = 12;
@@ -123,14 +123,14 @@ TEST_F(NamedEvents, AKilledHolderLeavesNothingForALaterProcess) {
   const auto files_before = event_files();
   for (const bool same_name : {true, false}) {
     ChildProcess child;
-    ASSERT_EQ(child.ask("event e Crash"), kCreated);
-    ASSERT_EQ(child.ask("set e"), "1");
+    ASSERT_EQ(child.call("event e Crash"), kCreated);
+    ASSERT_EQ(child.call("set e"), "1");
     child.kill_hard();
     EXPECT_EQ(event_files().size(), files_before.size() + 1) << "the stale file";
     ChildProcess next;
-    EXPECT_EQ(next.ask(same_name ? "event e Crash" : "event e Other"), kCreated);
-    EXPECT_EQ(next.ask("poll e"), kTimedOut);
-    EXPECT_EQ(next.ask("close e"), "1");
+    EXPECT_EQ(next.call(same_name ? "event e Crash" : "event e Other"), kCreated);
+    EXPECT_EQ(next.call("poll e"), kTimedOut);
+    EXPECT_EQ(next.call("close e"), "1");
     EXPECT_EQ(event_files(), files_before) << "collected by the next process";
   }
 }
@@ -147,10 +147,10 @@ TEST_F(NamedEvents, ADamagedFileIsRefusedWhileInUseAndReplacedAfterwards) {
       std::fstream(file, std::ios::in | std::ios::out | std::ios::binary).write("\0\0\0\0", 4);
     }
     ChildProcess child;
-    EXPECT_EQ(child.ask("event e Damaged"), std::to_string(ERROR_INVALID_DATA));
+    EXPECT_EQ(child.call("event e Damaged"), std::to_string(ERROR_INVALID_DATA));
     holder.close();
-    EXPECT_EQ(child.ask("event e Damaged"), kCreated);
-    EXPECT_EQ(child.ask("close e"), "1");
+    EXPECT_EQ(child.call("event e Damaged"), kCreated);
+    EXPECT_EQ(child.call("close e"), "1");
   }
 }
 
@@ -163,9 +163,9 @@ TEST_F(NamedEvents, ARuntimeFolderThatIsALinkOrOpenToOthersIsNotUsed) {
   fs::permissions(path("open/zdr"), fs::perms::owner_all | fs::perms::group_exec);
   for (const char* base : {"linked", "open"}) {
     ChildProcess child({"XDG_RUNTIME_DIR=" + path(base)});
-    ASSERT_EQ(child.ask("private-session"), "1");
-    EXPECT_EQ(child.ask("event e Refused"), kCreated);
-    EXPECT_EQ(child.ask("close e"), "1");
+    ASSERT_EQ(child.call("private-session"), "1");
+    EXPECT_EQ(child.call("event e Refused"), kCreated);
+    EXPECT_EQ(child.call("close e"), "1");
     EXPECT_TRUE(fs::is_empty(path(base) + "/zdr")) << base;
   }
 }
@@ -191,7 +191,7 @@ TEST_F(NamedEvents, AFileThatIsRemovedWhileAProcessWaitsForItIsCreatedAgain) {
   close(gate);
   EXPECT_EQ(child.receive(), kCreated);
   EXPECT_TRUE(fs::exists(file));
-  EXPECT_EQ(child.ask("close e"), "1");
+  EXPECT_EQ(child.call("close e"), "1");
 }
 
 // Each process closes its handle and at once creates the event again, so that creations coincide with last
@@ -199,7 +199,7 @@ TEST_F(NamedEvents, AFileThatIsRemovedWhileAProcessWaitsForItIsCreatedAgain) {
 TEST_F(NamedEvents, CreationAndLastCloseMayRace) {
   const auto files_before = event_files();
   ChildProcess children[3];
-  for (ChildProcess& child : children) ASSERT_NE(child.ask("event e Race"), "");
+  for (ChildProcess& child : children) ASSERT_NE(child.call("event e Race"), "");
   for (int round = 0; round < 200; ++round) {
     for (ChildProcess& child : children) child.send("close e\nevent e Race");
     for (ChildProcess& child : children) {
@@ -207,31 +207,31 @@ TEST_F(NamedEvents, CreationAndLastCloseMayRace) {
       const std::string created = child.receive();
       ASSERT_TRUE(created == kCreated || created == kAlreadyExists) << created;
     }
-    ASSERT_EQ(children[round % 3].ask("set e"), "1");
-    ASSERT_EQ(children[(round + 1) % 3].ask("poll e"), kServed) << round;
+    ASSERT_EQ(children[round % 3].call("set e"), "1");
+    ASSERT_EQ(children[(round + 1) % 3].call("poll e"), kServed) << round;
   }
-  for (ChildProcess& child : children) ASSERT_EQ(child.ask("close e"), "1");
+  for (ChildProcess& child : children) ASSERT_EQ(child.call("close e"), "1");
   EXPECT_EQ(event_files(), files_before);
 }
 
 // In children, because a process can choose its session only before its first named event.
 TEST(Sessions, AreChosenBeforeTheFirstNamedEventAndShareNoEvents) {
   ChildProcess mine, shared, private_too, elsewhere({"ZDR_SESSION=elsewhere"});
-  EXPECT_EQ(mine.ask("session"), "0") << "an empty name";
-  EXPECT_EQ(mine.ask("session " + std::string(201, 'x')), "0") << "too long";
-  EXPECT_EQ(mine.ask("session " + std::string(200, 'x')), "1");
-  EXPECT_EQ(mine.ask("session elsewhere"), "1") << "may still change";
-  EXPECT_EQ(mine.ask("private-session"), "1");
-  EXPECT_EQ(private_too.ask("private-session"), "1");
+  EXPECT_EQ(mine.call("session"), "0") << "an empty name";
+  EXPECT_EQ(mine.call("session " + std::string(201, 'x')), "0") << "too long";
+  EXPECT_EQ(mine.call("session " + std::string(200, 'x')), "1");
+  EXPECT_EQ(mine.call("session elsewhere"), "1") << "may still change";
+  EXPECT_EQ(mine.call("private-session"), "1");
+  EXPECT_EQ(private_too.call("private-session"), "1");
   for (ChildProcess* child : {&mine, &shared, &private_too, &elsewhere}) {
-    EXPECT_EQ(child->ask("event e SessionEvent"), kCreated);
+    EXPECT_EQ(child->call("event e SessionEvent"), kCreated);
   }
-  EXPECT_EQ(mine.ask("session default"), "0") << "fixed by the first named event";
-  EXPECT_EQ(mine.ask("private-session"), "0");
-  EXPECT_EQ(elsewhere.ask("session elsewhere"), "1") << "where it is already";
+  EXPECT_EQ(mine.call("session default"), "0") << "fixed by the first named event";
+  EXPECT_EQ(mine.call("private-session"), "0");
+  EXPECT_EQ(elsewhere.call("session elsewhere"), "1") << "where it is already";
   ChildProcess elsewhere_too;
-  EXPECT_EQ(elsewhere_too.ask("session elsewhere"), "1");
-  EXPECT_EQ(elsewhere_too.ask("event e SessionEvent"), kAlreadyExists);
+  EXPECT_EQ(elsewhere_too.call("session elsewhere"), "1");
+  EXPECT_EQ(elsewhere_too.call("event e SessionEvent"), kAlreadyExists);
 }
 
 }  // namespace

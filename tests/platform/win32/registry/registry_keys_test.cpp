@@ -93,7 +93,7 @@ TEST_F(RegistryTest, ValuesHaveTheirLimits) {
   EXPECT_EQ(set_bytes(key, std::u16string(16384, u'n').c_str(), REG_NONE, ""), ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(RegistryTest, KeptRightsOfTheHandleDecideOnValuesAndListsOnly) {
+TEST_F(RegistryTest, KeptHandleRightsApplyToValuesAndListsOnly) {
   const ScopedKey all(kUser, u"Key");
   ASSERT_EQ(set_text(all, u"V", u"x"), ERROR_SUCCESS);
   const ScopedKey reader(kUser, u"Key", KEY_READ);

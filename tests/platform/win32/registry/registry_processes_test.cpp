@@ -46,7 +46,7 @@ TEST_F(RegistryTest, ChangesOfAnotherProcessAreSeenAtOnce) {
   ChildProcess other;
   const ScopedKey key(kUser, u"A0");
   for (int round = 0; round < 20; ++round) {
-    EXPECT_EQ(other.ask("registry-set A0 " + std::to_string(round)), "0");
+    EXPECT_EQ(other.call("registry-set A0 " + std::to_string(round)), "0");
     EXPECT_EQ(text_of(key, u"V"),
               wide(std::to_string(round)));  // the file often keeps its length and its time
   }
@@ -57,7 +57,7 @@ TEST_F(RegistryTest, AProcessThatDiesAtAnyStepLeavesTheOldFileOrTheNewOne) {
   const std::string old_text = file_text();
   for (int step = 1; step <= kStepsOfAFirstChange; ++step) {
     ChildProcess child;
-    EXPECT_EQ(child.ask("registry-die " + std::to_string(step) + " Before changed"), "")
+    EXPECT_EQ(child.call("registry-die " + std::to_string(step) + " Before changed"), "")
         << "survived step " << step;
     EXPECT_EQ(file_text(), old_text);
     const ScopedKey next(kUser, u"After");  // the lock is free, and a leftover file does not matter
@@ -66,7 +66,7 @@ TEST_F(RegistryTest, AProcessThatDiesAtAnyStepLeavesTheOldFileOrTheNewOne) {
     EXPECT_EQ(RegDeleteKeyW(kUser, u"After"), ERROR_SUCCESS);
   }
   ChildProcess child;
-  EXPECT_EQ(child.ask("registry-die " + std::to_string(kStepsOfAFirstChange + 1) + " Before changed"), "0");
+  EXPECT_EQ(child.call("registry-die " + std::to_string(kStepsOfAFirstChange + 1) + " Before changed"), "0");
   EXPECT_NE(file_text(), old_text);
 }
 

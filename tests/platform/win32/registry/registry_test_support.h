@@ -77,7 +77,7 @@ inline std::u16string text_of(HKEY key, const char16_t* name) {
   return text;
 }
 
-// The name that RegEnumKeyExW or RegEnumValueW gives for an index in a buffer of `room` characters; for a
+// The name that RegEnumKeyExW or RegEnumValueW returns for an index in a buffer of `room` characters; for a
 // failure, its status in angle brackets.
 template <class Enumerate>
 std::u16string listed(Enumerate enumerate, HKEY key, DWORD index, DWORD room = 16) {

@@ -52,7 +52,7 @@ std::string to_utf8(const std::u16string& text) {
   return bytes;
 }
 
-TEST_F(Text, EveryCodePointIsConvertedBothWaysLikeThePeers) {
+TEST_F(Text, EveryCodePointIsConvertedBothWaysAsByThePeer) {
   for (char32_t point = 1; point < 0x110000; point += point < 0x3000 ? 1 : 61) {
     if (point >= 0xD800 && point < 0xE000) continue;
     std::string bytes;

@@ -112,10 +112,10 @@ TEST_F(LocalWaits, WaitingForAnyTakesTheFirstReadyOne) {
 }
 
 // Kernels before 5.16, and some containers, cannot sleep on several words.
-TEST_F(LocalWaits, WaitingForAnyNeedsNoKernelThatWatchesSeveralWords) {
+TEST_F(LocalWaits, WaitingForAnyNeedsNoKernelSupport) {
   for (const char* error : {"38", "1"}) {  // ENOSYS, EPERM
     ChildProcess child;
-    EXPECT_EQ(child.ask(std::string("wait-without-waitv ") + error), "1") << error;
+    EXPECT_EQ(child.call(std::string("wait-without-waitv ") + error), "1") << error;
   }
 }
 

@@ -30,12 +30,12 @@ TEST_F(Threads, AHandleStaysSignalledOnceItsThreadHasEnded) {
 
 // A module whose destructors run on the thread may be unloaded once the handle is signalled. The destructor
 // waits until this thread sleeps on the handle, so that a premature signal is noticed.
-TEST_F(Threads, DestructorsAndAbandonmentComeBeforeTheSignal) {
+TEST_F(Threads, DestructorsAndAbandonmentPrecedeTheSignal) {
   static std::atomic<int> destroyed;
   static pid_t waiter;
   waiter = gettid();
-  struct LateToDie {
-    ~LateToDie() {
+  struct WaitingDestructor {
+    ~WaitingDestructor() {
       await_sleep_in_wait(waiter);
       ++destroyed;
     }
@@ -43,7 +43,7 @@ TEST_F(Threads, DestructorsAndAbandonmentComeBeforeTheSignal) {
   destroyed = 0;
   const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, nullptr);
   const auto run = [](LPVOID owned) -> DWORD {
-    thread_local LateToDie late;
+    thread_local WaitingDestructor late;
     (void)&late;
     return WaitForSingleObject(owned, INFINITE);
   };
