@@ -65,8 +65,8 @@ struct Opened {
 class Clips {
  public:
   explicit Clips(IBaseFilter* filter = nullptr) {
-    IBaseFilter& of = filter != nullptr ? *filter : *files.filter.get();
-    EXPECT_EQ(of.QueryInterface(mp4source::kIidZandorVideoSource, source.out_void()), S_OK);
+    IBaseFilter& owner = filter != nullptr ? *filter : *files.filter.get();
+    EXPECT_EQ(owner.QueryInterface(mp4source::kIidZandorVideoSource, source.out_void()), S_OK);
   }
   std::u16string write(const std::string& name, const Bytes& bytes) {
     return files.write(bytes, name).u16string();

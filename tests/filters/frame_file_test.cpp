@@ -50,7 +50,7 @@ TEST(FrameFile, KeptPinAcceptsEveryType) {
        40},
       {"clip.AWB", speech(true, 2, 0x3C).bytes(), "AMR Audio1", mp4source::kSubtypeAmrWideBand, wide_band,
        40},
-      // The first line decides about the band, not the extension.
+      // The first line determines the band, not the extension.
       {"narrow.awb", speech(false, 2, 0x3C).bytes(), "AMR Audio1", mp4source::kSubtypeAmrNarrowBand, narrow,
        40},
       {"clip.AAC", adts_file(100, 400), "Audio1", MEDIASUBTYPE_PCM, {1, 2, 44100, 176400, 4, 16, 0}, 2321}};

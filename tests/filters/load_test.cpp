@@ -26,7 +26,7 @@ TrackDescription with_id(TrackDescription track, uint32_t id) {
 }
 
 TEST(Load, KeptOnlyTheFirstTrackOfEachKindIsTried) {
-  TrackDescription without_header = amr_track(3);  // its ID is taken for 0
+  TrackDescription without_header = amr_track(3);  // its ID counts as 0
   without_header.replaced["tkhd"] = Bytes{};
   const std::tuple<std::string, std::vector<TrackDescription>, HRESULT, std::vector<std::string>> kCases[] = {
       {"video first", {avc_track(3), amr_track(3)}, S_OK, {"Audio0", "Video0"}},

@@ -69,7 +69,7 @@ void expect_synchronised(SinkGraph& graph, REFERENCE_TIME target, bool was_stopp
   const REFERENCE_TIME video_first = time_of(video[0], kFrame);
   EXPECT_LE(audio_first, target);
   EXPECT_LT(target - audio_first, 3 * kUnit);
-  // The look-up of a time may give the frame before.
+  // The look-up of a time may return the frame before.
   const REFERENCE_TIME earliest =
       std::max<REFERENCE_TIME>(target - kFrame, 0) / kSyncInterval * kSyncInterval;
   EXPECT_TRUE(video_first == target / kSyncInterval * kSyncInterval || video_first == earliest)
@@ -220,7 +220,7 @@ TEST(SeekSoak, AStopEndsTheUnlimitedWaitForThePeer) {
 }
 
 // In a shared session each process consumes signals of the other, which may end its waits early but never
-// stops it or breaks the order of its streams. In private sessions the two do not meet.
+// stops it or breaks the order of its streams. In private sessions the two do not affect each other.
 TEST(SeekSoak, TwoProcessesSeekAtOnce) {
   const std::string soak =
       std::filesystem::canonical("/proc/self/exe").string() + " --gtest_filter=SeekSoak.EverySeek*";

@@ -149,7 +149,7 @@ TEST(Seeking, StartsAtTheSyncSampleAtOrBeforeTheTarget) {
       {0, 1, false},
       {500 * kMs, 1, true},
       {1040 * kMs, 26, true},
-      // The look-up of the time gives the frame before the one that starts here.
+      // The look-up of the time returns the frame before the one that starts here.
       {1000 * kMs, 1, true},
       {-3000 * kMs, 1, false},
       {7990 * kMs, 176, true},
