@@ -37,7 +37,7 @@ void move_to(FMGR_Buffer& buffer, uint64_t target) {
     buffer.cursor = static_cast<uint32_t>(target - buffer.position);
     return;
   }
-  // Kept: bytes that cannot be written keep the buffer where it is, and the seek still succeeds.
+  // Kept: if unwritten bytes cannot be written, the buffer stays where it is, and the seek still succeeds.
   if (reanchor(buffer) != FMGR_OK) return;
   buffer.owner->position = target;
   reanchor(buffer);
@@ -98,8 +98,8 @@ Progress read_sibling(const FMGR_Buffer& sibling, FMGR_Buffer& buffer, uint8_t* 
   return {moved, true};
 }
 
-// Reads from the nearest source that has bytes. A step that fills the buffer moves none, and is followed by
-// another.
+// One step of a read, from the nearest source that has the bytes. A step that fills the buffer moves no
+// bytes; the next step moves them.
 Progress read_step(FMGR_Buffer& buffer, uint8_t* out, uint32_t count) {
   if (buffer.valid != 0) return read_own(buffer, out, count);
   const FMGR_Buffer* sibling = sibling_with(*buffer.owner->file, buffer_position(buffer));

@@ -167,7 +167,7 @@ class FakeAllocator final : public CMemAllocator {
   HRESULT result = S_OK;
   LONG missing_buffers = 0;
   LONG missing_bytes = 0;
-  LONG lowered_request = 0;  // by this many bytes in both records
+  LONG lowered_request = 0;  // bytes by which it lowers cbBuffer in both records
   ALLOCATOR_PROPERTIES requested{};
 
   HRESULT SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override {

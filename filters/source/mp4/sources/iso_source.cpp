@@ -11,7 +11,7 @@
 namespace zdr::mp4source {
 namespace {
 
-// Kept: the product has 32 bits and wraps after some 429 s. It decides about the preroll mark only.
+// Kept: the product has 32 bits and wraps after some 429 s. It affects only the preroll mark.
 bool next_frame_is_beyond(const FrameTiming& timing, REFERENCE_TIME stop_position) {
   if (!timing.next_ms) return false;
   const uint32_t next_time = *timing.next_ms * uint32_t{kUnitsPerMs};
