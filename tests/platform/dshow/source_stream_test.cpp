@@ -177,7 +177,7 @@ TEST_F(SourceStream, FillBufferAndTheReceiverDecideHowItEnds) {
   stream.sample_count = 2;
   const struct {
     HRESULT end_result;   // of FillBuffer after sample 1
-    HRESULT sink_result;  // of the sink to sample 1
+    HRESULT sink_result;  // of the sink for sample 1
     Log log;              // after sample 1
     std::vector<LONG> events;
   } cases[] = {
