@@ -119,8 +119,8 @@ int FramePipeline::synthesise_next(int16_t* pcm) {
   return synthesise(frame, losses_.level > LossCounters::kFullLevel ? losses_.level : 0, pcm);
 }
 
-// A damaged block leaves `frame` silent and the parser's state unchanged: its tags, or SBR differences of
-// half a block, would corrupt the good blocks that follow.
+// A damaged block leaves `frame` silent and the parser's state unchanged. Otherwise its tags, or the SBR
+// differences of half a block, would corrupt the good blocks that follow.
 bool FramePipeline::parse(BitReader& reader, Frame& frame) {
   const BlockContext context_before = context_;
   if (context_.sbr != nullptr) sbr_->parser_backup = sbr_->parser;

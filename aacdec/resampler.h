@@ -1,5 +1,5 @@
-// The output resampler: converts decoded PCM to 8000 or 16000 Hz with a cubic B-spline, and compensates the
-// spline's attenuation of the upper band with a first-order emphasis.
+// The output resampler: converts decoded PCM to 8000 or 16000 Hz with a cubic B-spline, and compensates for
+// the spline's attenuation of the upper band with a first-order emphasis.
 #pragma once
 
 #include <cstdint>

@@ -24,7 +24,7 @@ int32_t status(bool succeeded) {
   return succeeded ? ZD_AAC_DEC_OK : ZD_AAC_DEC_ERR_FAILED;
 }
 
-// Bytes of `data` read so far. The zeros that the reader delivers past the end don't count.
+// Bytes of `data` read so far. The zeros that the reader delivers past the end do not count.
 int32_t bytes_read(const BitReader& reader, Bytes data) {
   return static_cast<int32_t>(std::min<uint64_t>(reader.bytes_read(), data.size()));
 }

@@ -16,7 +16,7 @@ inline constexpr uint32_t kTimeScale = 11025;
 inline constexpr uint32_t kSampleDelta = 256;
 inline constexpr uint32_t kSamplesPerChunk = 10;
 
-// Write the files that huge_movie and large_movie describe.
+// Both write the files that huge_movie and large_movie describe.
 void write_huge_movie(const std::filesystem::path& path, uint32_t samples);
 void write_large_movie(const std::filesystem::path& path);
 

@@ -1,7 +1,7 @@
 // Runs scripted operations on the streams of a descriptor and compares them with the plain model of the
 // tests.
 //
-// Input: device type, content size, buffer size, then four bytes for each operation.
+// Input: device type, content size, buffer size, then four bytes per operation.
 #include <cstdio>
 #include <cstdlib>
 

@@ -4,7 +4,8 @@
 //   make_aac_streams sbr IN.aac OUT.aac   adds SBR data to every block
 //   make_aac_streams ps IN.aac OUT.aac    adds SBR and parametric stereo data, to mono streams
 //
-// The added data is random, within values that sound natural. The rest of each block is copied bit for bit.
+// The added data are random, within a range that sounds natural. The rest of each block is copied bit for
+// bit.
 #include <cstdio>
 #include <cstring>
 #include <fstream>

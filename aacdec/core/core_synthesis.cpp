@@ -34,8 +34,8 @@ bool reconstruct_lines(Frame& frame, const StreamFormat& format, CoreState& stat
   return true;
 }
 
-// Kept: the spectra are mixed and synthesised with the windows of the first channel, even if those of the
-// second differ.
+// Kept: the spectra are mixed and synthesised with the windows of the first channel, even if the windows of
+// the second differ.
 void mix_to_mono(Frame& frame) {
   for (int i = 0; i < kFrameLength; ++i) {
     const int64_t sum = int64_t{frame.spectrum[0][i]} + frame.spectrum[1][i];

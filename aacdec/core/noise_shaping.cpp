@@ -17,8 +17,8 @@ constexpr int kStateLines = 16;  // zeros before the first line; at least kMaxTn
 static_assert(kStateLines >= kMaxTnsOrder);
 static_assert(kShapingScratch >= 2 * (kFrameLength + kStateLines));
 
-// Each product of the filter loses up to two units by truncation. Spare bits above the lines move that error
-// below the units of the lines; more bits than this gain nothing.
+// Each product of the filter loses up to two units by truncation. Scaling the lines up moves that error below
+// their units; more spare bits than this bring no improvement.
 constexpr int kMaxHeadroom = 6;
 
 // Predictor a[1..order], Q31 times 2^exponent; the coefficients reach 2^order.

@@ -1,9 +1,9 @@
 // The operations of fixed_point.h on eight values at a time, with the compiler's vector types: one source
 // produces the same bits with every instruction set.
 //
-// For kernel files only. They are compiled once per instruction set. Everything in them except the table of
-// kernels is in an unnamed namespace, and from other headers they use only data and always-inlined functions.
-// Otherwise the linker might keep a copy of a shared function that not every processor can run.
+// For kernel files only. Kernel files are compiled once per instruction set. Everything in them except the
+// table of kernels is in an unnamed namespace, and from other headers they use only data and always-inlined
+// functions. Otherwise the linker might keep a copy of a shared function that not every processor can run.
 #pragma once
 
 #include <cstdint>

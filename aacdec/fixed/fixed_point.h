@@ -4,7 +4,7 @@
 // vector versions produce the same bits. Values that a damaged stream drives out of range saturate in the
 // spectral tools and wrap, as unsigned numbers, inside the transforms; no signed type overflows.
 //
-// Functions that kernel files use are always inlined (see fixed_lanes.h).
+// Functions that kernel files use are always inlined, for the reason given in fixed_lanes.h.
 #pragma once
 
 #include <cstdint>

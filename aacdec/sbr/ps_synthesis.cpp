@@ -84,9 +84,9 @@ void interpolate_mixing(const PsFrame& frame, int band, PsSynthesisState& ps) {
   int first = 0;
   for (int envelope = 0; envelope < frame.envelope_count; ++envelope) {
     const int end = std::min<int>(frame.border[envelope], kQmfSlots);
-    const auto wanted = mixing_of(frame, envelope, band);
+    const auto mixing = mixing_of(frame, envelope, band);
     for (int i = 0; i < kMixingEntries; ++i) {
-      const int32_t target = wanted[static_cast<size_t>(i)];
+      const int32_t target = mixing[static_cast<size_t>(i)];
       if (end > first) interpolate_line(ps.mixing_rows_q30[band][i], first, end, reached[i], target);
       reached[i] = target;
     }

@@ -1,8 +1,8 @@
 // Parametric stereo (PS; ISO/IEC 14496-3, subpart 8) in the 20-band configuration: turns one channel of QMF
 // samples into two.
 //
-// Processing of a frame: hybrid analysis splits the lowest three QMF bands further, for 71 sub-bands in all.
-// A chain of all-passes or a delay makes a decorrelated copy of each, damped where the signal has a
+// Processing of a frame: hybrid analysis splits the lowest three QMF bands further, which gives 71 sub-bands
+// in all. A chain of all-passes or a delay makes a decorrelated copy of each, damped where the signal has a
 // transient. Signal and copy are mixed to left and right by the transmitted level differences (IID) and
 // coherences (ICC), and the split bands are joined again.
 #pragma once
@@ -23,9 +23,9 @@ struct PsSynthesis {
   // Clears delay lines and detectors for a new signal; the current parameters remain.
   void clear_signal();
 
-  // Replaces `bands` by the left channel and writes the right one to state.right. The lowest kSplitBands rows
-  // of `bands` must hold kHybridDelay slots more than the frame; rows from `band_end` on are silent. A frame
-  // without data continues with the current parameters.
+  // Replaces `bands` with the left channel and writes the right one to state.right. The lowest kSplitBands
+  // rows of `bands` must hold kHybridDelay slots more than the frame; rows from `band_end` on are silent. A
+  // frame without data continues with the current parameters.
   void process(const PsFrame& frame, int band_end, QmfMatrix& bands);
 };
 

@@ -18,8 +18,8 @@ struct SbrCoreTail {
 struct SbrChannelState {
   QmfAnalysisState analysis;
 
-  // Of the previous frame: the last slots of its core bands, and the slots of its high bands that extend past
-  // its end.
+  // From the previous frame: the last slots of its core bands, and the slots of its high bands that extend
+  // past its end.
   SbrCoreTail core;
   static constexpr int kOverlapSlots = 6;
   int32_t overlap_re[kQmfBands][kOverlapSlots];

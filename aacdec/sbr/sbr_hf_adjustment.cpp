@@ -40,13 +40,13 @@ struct Envelope {
   int offset(int band) const { return std::clamp(band - kx(), 0, m()); }
 };
 
-void map_wanted_energies(const Envelope& e, SbrLevels& levels) {
-  std::fill_n(levels.wanted, e.m(), Magnitude{});
+void map_target_energies(const Envelope& e, SbrLevels& levels) {
+  std::fill_n(levels.target, e.m(), Magnitude{});
   if (e.fade >= kFadeToSilence) return;
   for (int band = 0; band < e.band_count(); ++band) {
     const Magnitude energy = scaled(envelope_energy(e.frame, e.channel, e.index, band), -2 * e.fade);
     for (int i = e.offset(e.borders()[band]); i < e.offset(e.borders()[band + 1]); ++i)
-      levels.wanted[i] = energy;
+      levels.target[i] = energy;
   }
 }
 
@@ -111,39 +111,39 @@ void set_gains(const Envelope& e, SbrLevels& levels) {
     const Magnitude signal_part = kOne / (kOne + ratio);
     const Magnitude noise_part = ratio * signal_part;
     for (int i = e.offset(tables.noise[noise_band]); i < e.offset(tables.noise[noise_band + 1]); ++i) {
-      const Magnitude wanted = levels.wanted[i];
-      levels.noise[i] = wanted * noise_part;
-      levels.sine[i] = levels.sine[i] * wanted * signal_part;
+      const Magnitude target = levels.target[i];
+      levels.noise[i] = target * noise_part;
+      levels.sine[i] = levels.sine[i] * target * signal_part;
       const Magnitude share = levels.has_sine[i] ? noise_part : e.transient ? kOne : signal_part;
-      levels.gain[i] = wanted * share / (kOne + levels.present[i]);
+      levels.gain[i] = target * share / (kOne + levels.present[i]);
     }
   }
 }
 
-// Limits the gains within one limiter band, then compensates the energy lost.
+// Limits the gains within one limiter band, then compensates for the lost energy.
 void limit_band(const Envelope& e, int first, int end, SbrLevels& levels) {
-  Magnitude wanted = kTiny;
+  Magnitude target = kTiny;
   Magnitude present = kTiny;
   for (int i = first; i < end; ++i) {
-    wanted = wanted + levels.wanted[i];
+    target = target + levels.target[i];
     present = present + levels.present[i];
   }
   const Magnitude limit =
-      smaller(kLimiterGains[e.data.header.limiter_gains & 3] * wanted / present, kLargestGain);
-  Magnitude made = kTiny;
+      smaller(kLimiterGains[e.data.header.limiter_gains & 3] * target / present, kLargestGain);
+  Magnitude produced = kTiny;
   for (int i = first; i < end; ++i) {
     if (limit < levels.gain[i]) {
       levels.noise[i] = levels.noise[i] * limit / levels.gain[i];
       levels.gain[i] = limit;
     }
-    made = made + levels.present[i] * levels.gain[i];
+    produced = produced + levels.present[i] * levels.gain[i];
     if (!levels.sine[i].is_zero()) {
-      made = made + levels.sine[i];
+      produced = produced + levels.sine[i];
     } else if (!e.transient) {
-      made = made + levels.noise[i];
+      produced = produced + levels.noise[i];
     }
   }
-  const Magnitude boost = smaller(wanted / made, kLargestBoost);
+  const Magnitude boost = smaller(target / produced, kLargestBoost);
   for (int i = first; i < end; ++i) {
     levels.gain[i] = levels.gain[i] * boost;
     levels.noise[i] = levels.noise[i] * boost;
@@ -202,7 +202,7 @@ Envelope envelope_of(const SbrFrame& frame, int channel, int index, const SbrCha
 
 void adjust_envelope(const Envelope& e, const RowScale (&scales)[kQmfBands], SbrChannelState& state,
                      SbrLevels& levels, QmfMatrix& bands) {
-  map_wanted_energies(e, levels);
+  map_target_energies(e, levels);
   map_sines(e, state, levels);
   if (e.index + 1 == e.data.grid.envelope_count) store_sines(e, levels, state);
   measure_present_energies(e, bands, scales, levels);

@@ -149,9 +149,9 @@ void update_bandwidths(const SbrChannelFrame& frame, SbrChannelState& state) {
   constexpr int32_t kLeast = 1 << 25;         // 1/64
   constexpr int32_t kMost = 255 * (1 << 23);  // 255/256
   for (int band = 0; band < frame.bands.noise_count; ++band) {
-    const int64_t wanted = bandwidth_of_modes(state.invf_mode[band], frame.invf_mode[band]);
+    const int64_t target = bandwidth_of_modes(state.invf_mode[band], frame.invf_mode[band]);
     const int64_t before = state.bandwidth_q31[band];
-    const int64_t value = wanted < before ? (3 * wanted + before) >> 2 : (29 * wanted + 3 * before) >> 5;
+    const int64_t value = target < before ? (3 * target + before) >> 2 : (29 * target + 3 * before) >> 5;
     state.bandwidth_q31[band] = value < kLeast ? 0 : static_cast<int32_t>(std::min<int64_t>(value, kMost));
     state.invf_mode[band] = frame.invf_mode[band];
   }

@@ -18,7 +18,7 @@ struct RowScale {
 // By band from kx on. Gain, noise and sine are energies until the adjustment replaces them by their square
 // roots for mixing.
 struct SbrLevels {
-  Magnitude wanted[kQmfBands];   // transmitted energy
+  Magnitude target[kQmfBands];   // transmitted energy
   Magnitude present[kQmfBands];  // energy of the copied signal
   Magnitude gain[kQmfBands];
   Magnitude noise[kQmfBands];

@@ -35,7 +35,7 @@ struct SbrSynthesis {
   SbrChannelState channel[2];
   QmfSynthesisState bank[2];  // of the left and the right output
   // Of the previous frame: the number of core channels, and the number of synthesis banks that produced
-  // output. The output of a single bank is played on both sides.
+  // output. The output of a single bank is used for both sides.
   int core_channels;
   int banks;
 

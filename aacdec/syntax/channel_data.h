@@ -25,7 +25,7 @@ inline constexpr int kMaxTnsFilters = 3;
 inline constexpr int kMaxTnsOrder = 12;      // long windows of the LC and LTP profiles
 inline constexpr int kMaxTnsOrderShort = 7;  // the limit of its three-bit field
 
-// Codebook numbers that do not name a spectral Huffman book.
+// Codebook numbers that do not denote a spectral Huffman book.
 enum : uint8_t {
   kZeroBook = 0,
   kReservedBook = 12,
@@ -94,15 +94,15 @@ struct ChannelStream {
   IcsInfo ics;
   // Bands from max_sfb on have the zero book.
   uint8_t codebook[kMaxBands] = {};
-  // Depends on the codebook: 1 to 11 scale factor; 13 noise energy (noise_nrg less its offsets 90 and 256);
-  // 14 and 15 intensity position; 0 nothing (0). Not range-checked.
+  // The meaning depends on the codebook. 1 to 11: scale factor; 13: noise energy (noise_nrg minus its offsets
+  // 90 and 256); 14 and 15: intensity position; 0: always 0. Not range-checked.
   int16_t scale[kMaxBands] = {};
   PulseData pulse;  // already added to the quantised values
   TnsData tns;
   LtpData ltp;
 
   // Clears the tools of the previous frame. Called before any bit of a new frame is read, so that a parse
-  // that fails half-way leaves a channel without tools.
+  // that fails midway leaves a channel without tools.
   void clear_tools() {
     uses_noise = false;
     pulse.present = false;

@@ -1,4 +1,4 @@
-// Holds the console writer, which all instances and threads share.
+// Holds the console writer, the only state that instances and threads share.
 #include "aacdec/syntax/console.h"
 
 #include <atomic>
@@ -9,7 +9,6 @@
 namespace zdr::aacdec {
 namespace {
 
-// The only state shared by instances and threads.
 std::atomic<Zd_AAC_Dec_ConsoleWriter> console_writer{nullptr};
 
 }  // namespace

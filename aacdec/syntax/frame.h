@@ -19,12 +19,13 @@ inline constexpr int kSpectrumLines = kFrameLength + 8;
 // Side information of the stereo tools of a channel pair: M/S and intensity.
 struct PairData {
   bool common_window = false;
-  uint8_t ms_mask_present = 0;      // 0 none, 1 by ms_used, 2 all bands, 3 (reserved) as 0
+  uint8_t ms_mask_present = 0;      // 0 none, 1 by ms_used, 2 all bands, 3 reserved, acts as 0
   uint8_t ms_used[kMaxBands] = {};  // indexed like the bands of a channel; all 0 unless ms_mask_present is 1
 };
 
 struct Frame {
-  // 1 or 2, of the last block that parsed. Two single channel elements give 2 channels that are not a pair.
+  // 1 or 2, from the last successfully parsed block. Two single channel elements give 2 channels that are not
+  // a pair.
   int channel_count = 0;
   bool is_pair = false;  // the channels come from a channel_pair_element
   PairData pair;         // valid when is_pair

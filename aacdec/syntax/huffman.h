@@ -1,8 +1,8 @@
 // Huffman books as two-level look-up tables, built at compile time from {length, codeword} lists.
 //
 // The first `first_bits` bits of a word select an entry: the decoded word, or for longer codes a link to a
-// second table, indexed by the following bits. Any word takes one or two loads. Static assertions prove that
-// each table decodes its list.
+// second table, indexed by the following bits. Decoding a word takes one or two loads. Static assertions
+// prove that each table decodes its list.
 #pragma once
 
 #include <algorithm>

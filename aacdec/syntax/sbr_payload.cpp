@@ -127,7 +127,7 @@ SbrHeader read_header(BitReader& reader, SbrHeader header) {
   reader.skip(2);
   const bool extra_1 = reader.read_bit();
   const bool extra_2 = reader.read_bit();
-  // Kept: without its flag a group retains the values of the header before instead of returning to the
+  // Kept: without its flag a group retains the values of the previous header instead of returning to the
   // defaults.
   if (extra_1) {
     header.freq_scale = field(2);

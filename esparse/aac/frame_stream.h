@@ -30,7 +30,7 @@ class FrameStream {
   const StreamDescription& description() const { return description_; }
   // The first bytes of the stream.
   Bytes head() const { return head_; }
-  // True for ADTS whose frames hold more than one raw_data_block each.
+  // True for ADTS with more than one raw_data_block per frame.
   bool has_frames_of_several_blocks() const { return kind() == AACF_KIND_ADTS && (head_[6] & 3) != 0; }
 
   // The number of the frame at the read position, 0 when unknown.

@@ -14,7 +14,7 @@ namespace zdr::aacf {
 using Bytes = std::span<const uint8_t>;
 
 // Kept: a header in the last bytes of the data yields the 16-bit form of AACF_ERR_NEED_MORE_DATA. That is
-// positive, so callers take it for a success, with the frame length unchanged.
+// positive, so callers take it for success, with the frame length unchanged.
 inline constexpr int32_t kTruncatedHeader = 55435;
 static_assert(kTruncatedHeader == static_cast<uint16_t>(AACF_ERR_NEED_MORE_DATA));
 

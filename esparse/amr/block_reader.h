@@ -20,7 +20,7 @@ class BlockReader {
   explicit BlockReader(FileHandle file);
 
   uint64_t position() const { return position_; }
-  // Returns the bytes of the block from the position on, reading the next block when there are none. Empty at
+  // Returns the bytes of the block from the position on, reading the next block if none are left. Empty at
   // the end, after a failed read, and from 4 GiB on.
   std::span<const uint8_t> available();
   // Moves the position forward, also beyond the end.

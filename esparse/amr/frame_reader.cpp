@@ -1,4 +1,4 @@
-// Walks from frame to frame by the sizes that their TOC bytes give.
+// Walks from frame to frame using the sizes that their TOC bytes determine.
 #include "esparse/amr/frame_reader.h"
 
 #include <algorithm>

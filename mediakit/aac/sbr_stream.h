@@ -45,7 +45,7 @@ inline BitWriter sbr_header_bits(const aacdec::SbrHeader& header, bool with_extr
   return w;
 }
 
-// A header that gives bands at the core rate.
+// A random header that yields bands at the core rate.
 inline aacdec::SbrHeader random_sbr_header(std::mt19937& random, int32_t core_rate_hz) {
   aacdec::SbrHeader header;
   aacdec::SbrBandTables bands;
@@ -111,7 +111,7 @@ class SbrStream {
 
   const aacdec::SbrHeader& header() const { return header_; }
 
-  // `element` as for sbr_element_start.
+  // `element` is that of sbr_element_start.
   const aacdec::SbrFrame& next(char element = 's') {
     while (!try_next(element)) {
     }

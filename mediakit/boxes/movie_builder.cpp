@@ -14,8 +14,8 @@ uint32_t repeated(const std::vector<uint32_t>& values, size_t index, uint32_t wh
 std::vector<uint32_t> chunk_lengths(const TrackDescription& track) {
   std::vector<uint32_t> lengths;
   for (size_t placed = 0; placed < track.sizes.size();) {
-    const size_t wanted = repeated(track.samples_per_chunk, lengths.size(), 1u);
-    lengths.push_back(static_cast<uint32_t>(std::min(wanted, track.sizes.size() - placed)));
+    const size_t requested = repeated(track.samples_per_chunk, lengths.size(), 1u);
+    lengths.push_back(static_cast<uint32_t>(std::min(requested, track.sizes.size() - placed)));
     placed += lengths.back();
   }
   return lengths;

@@ -68,7 +68,7 @@ Bytes sample_content(uint32_t track, uint32_t sample, uint32_t size);
 Bytes build_trak(const TrackDescription& track, uint32_t track_id,
                  const std::vector<uint64_t>& chunk_offsets);
 
-// Ready-made tracks with plausible configurations; a test changes what it is about.
+// Ready-made tracks with plausible configurations; each test changes the fields that it is about.
 TrackDescription avc_track(uint32_t sample_count, uint32_t sample_size = 20);
 TrackDescription amr_track(uint32_t sample_count, uint32_t sample_size = 32);
 TrackDescription aac_track(uint32_t sample_count, uint32_t sample_size = 24);

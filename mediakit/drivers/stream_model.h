@@ -60,7 +60,7 @@ class StreamModel {
   uint64_t position_ = 0;
 };
 
-// Three sibling streams, driven by a script of four bytes for each operation.
+// Three sibling streams, driven by a script of four bytes per operation.
 class ScriptedStreams {
  public:
   ScriptedStreams(uint32_t type, size_t content_size, uint32_t buffer_size)

@@ -1,5 +1,5 @@
-// Damages files: flips bits, truncates, and changes sizes, counts and box types. A seed gives the same damage
-// on every platform.
+// Damages files: flips bits, truncates, and changes sizes, counts and box types. A seed produces the same
+// damage on every platform.
 #pragma once
 
 #include <random>

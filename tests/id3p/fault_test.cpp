@@ -1,4 +1,5 @@
-// The parser while the Nth allocation fails. (The tests of the AAC reader fail the Nth call of the file.)
+// Runs the parser while the Nth allocation fails. (The tests of the AAC reader make the Nth file callback
+// fail.)
 #include <gtest/gtest.h>
 
 #include <set>

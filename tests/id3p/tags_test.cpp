@@ -31,7 +31,7 @@ class ParsedTags {
   int32_t status_;
 };
 
-// The texts of a tag as "title=Song year=1999", with units outside of ASCII as \XXXX.
+// The texts of a tag as "title=Song year=1999", with units outside ASCII as \XXXX.
 std::string texts(const ID3P_Text& text) {
   const std::pair<const char*, const char16_t*> fields[] = {
       {"title", text.title},       {"artist", text.artist},
@@ -142,7 +142,7 @@ TEST(Tags, KeptSizesFlagsAndGenreOfEachVersion) {
   for (const Case& c : cases) EXPECT_EQ(describe(c.content), c.expected) << c.what;
 }
 
-// The texts of a tag that parses.
+// Returns the texts of a tag, which must parse.
 std::string read_back(uint8_t version, uint8_t flags, const Bytes& frames) {
   const ParsedTags tags(id3v2(version, flags, frames));
   EXPECT_EQ(tags.status(), ID3P_OK);

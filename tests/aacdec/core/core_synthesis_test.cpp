@@ -52,8 +52,8 @@ struct Difference {
   double level = 0;  // of the model
 };
 
-// The model computes some twenty frames a second. This many hold every window sequence and tool of a file,
-// and fill the history of long term prediction.
+// The model computes some twenty frames per second. This many frames contain every window sequence and tool
+// of a file, and fill the history of long term prediction.
 constexpr size_t kFramesOfAFile = 20;
 
 // A stereo frame for a mono output is mixed in the spectral domain and uses the windows of the first channel.
@@ -81,11 +81,11 @@ Difference compare_with_model(const AdtsFile& file, int output_channels) {
       Pcm channel;
       for (size_t n = 0; n < kFrameLength; ++n) {
         channel.push_back(pcm[n * expected.size() + c]);
-        const double wanted = std::clamp(expected[c][n], -32767.0, 32767.0);
-        const double error = channel[n] - wanted;
+        const double target = std::clamp(expected[c][n], -32767.0, 32767.0);
+        const double error = channel[n] - target;
         difference.largest = std::max(difference.largest, std::abs(error));
         difference.rms += error * error;
-        difference.level += wanted * wanted;
+        difference.level += target * target;
         ++count;
       }
       model.remember(static_cast<int>(c), channel);

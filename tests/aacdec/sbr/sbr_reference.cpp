@@ -160,16 +160,16 @@ void SbrReference::limit(Gains& gains, const Row& target, const Row& present) co
     }
     const double most =
         std::min(kGains[data().header.limiter_gains] * std::sqrt(sum_target / sum_present), 1e5);
-    double made = kTiny;
+    double produced = kTiny;
     for (size_t k = borders[j]; k < borders[j + 1]; ++k) {
       if (gains.gain[k] > most) {
         gains.noise[k] *= most / gains.gain[k];
         gains.gain[k] = most;
       }
-      made += present[k] * gains.gain[k] * gains.gain[k] + gains.sine[k] * gains.sine[k];
-      if (gains.sine[k] == 0 && !gains.is_short) made += gains.noise[k] * gains.noise[k];
+      produced += present[k] * gains.gain[k] * gains.gain[k] + gains.sine[k] * gains.sine[k];
+      if (gains.sine[k] == 0 && !gains.is_short) produced += gains.noise[k] * gains.noise[k];
     }
-    const double boost = std::min(std::sqrt(sum_target / made), 1.584893192);
+    const double boost = std::min(std::sqrt(sum_target / produced), 1.584893192);
     for (Row* const row : {&gains.gain, &gains.noise, &gains.sine}) {
       for (size_t k = borders[j]; k < borders[j + 1]; ++k) (*row)[k] *= boost;
     }

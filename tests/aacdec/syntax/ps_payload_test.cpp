@@ -31,7 +31,7 @@ struct PsReader {
   }
 };
 
-// The checksum is pinned; a change here changes every decoder output.
+// The checksum is pinned; a change here changes every decoder output with parametric stereo.
 TEST(PsPayload, RandomBitsDecodeToPinnedValues) {
   std::mt19937 random(1);
   uint64_t hash = kFnv1aStart;
