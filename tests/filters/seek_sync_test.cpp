@@ -106,6 +106,27 @@ TEST_F(SeekSyncTest, AWaitForThePeerEndsWithThePeerASignalOrARequest) {
   }
 }
 
+// Both workers ended with the stop, perhaps after video had its first sample, and audio starts before video.
+TEST_F(SeekSyncTest, AudioWaitsForVideoAfterAStopOnceTheFilterStarts) {
+  for (const bool video_had_sample : {false, true}) {
+    both_play();
+    if (video_had_sample) {
+      SetEvent(request.get());
+      sync.resynchronise(StreamKind::kVideo, 0, request.get());
+    }
+    for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) {
+      sync.loop_left(stream);
+      sync.worker_ended(stream);
+    }
+    sync.filter_starting();
+    sync.worker_created(StreamKind::kAudio);
+    sync.loop_entered(StreamKind::kAudio);
+    const UniqueHandle stop(CreateEventW(nullptr, FALSE, TRUE, nullptr));
+    sync.resynchronise(StreamKind::kAudio, kHour, stop.get());
+    EXPECT_EQ(WaitForSingleObject(stop.get(), 0), WAIT_TIMEOUT) << video_had_sample;  // a wait consumed it
+  }
+}
+
 TEST_F(SeekSyncTest, TheSecondWorkerSignalsTheFirst) {
   both_play();
   Pending audio = start(StreamKind::kAudio, 0);

@@ -72,6 +72,7 @@ HRESULT CZanMP4SourceFilter::Stop() {
 HRESULT CZanMP4SourceFilter::Pause() {
   const std::lock_guard control(control_mutex);
   if (IsStopped()) {
+    shared_.seek_sync.filter_starting();
     // Disarms pins that were disconnected after a seek.
     for (const PinPointer& pin : pins_) {
       if (!pin->IsConnected()) shared_.seek_sync.disarm(pin->stream());

@@ -50,9 +50,16 @@ void SeekSync::disarm(StreamKind stream) {
   side(stream).armed = false;
 }
 
+void SeekSync::filter_starting() {
+  const std::lock_guard lock(mutex_);
+  for (Side& each : sides_) {
+    each.worker_ended = false;
+    each.looping = true;
+  }
+}
+
 void SeekSync::worker_created(StreamKind stream) {
   const std::lock_guard lock(mutex_);
-  side(stream).worker_ended = false;
   // Kept: after a seek of a stopped filter the first worker to start disarms the other stream. It sets both
   // latches, so that only one stream is ever disarmed here.
   if (!side(stream).start_latch) side(peer_of(stream)).armed = false;

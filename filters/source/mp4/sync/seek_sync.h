@@ -52,6 +52,10 @@ class SeekSync {
   // The pin will not play after all.
   void disarm(StreamKind stream);
 
+  // --- Called by the thread that starts a stopped filter, before any worker exists.
+
+  void filter_starting();
+
   // --- Called by workers.
 
   void worker_created(StreamKind stream);
@@ -71,8 +75,8 @@ class SeekSync {
   struct Side {
     REFERENCE_TIME first_time = kUnknownTime;
     bool armed = false;         // takes part in the resynchronisation
-    bool worker_ended = false;  // its worker has ended since the seek
-    bool looping = false;       // its worker is in the delivery loop
+    bool worker_ended = false;  // its worker has ended since the filter started
+    bool looping = false;       // its worker is in the delivery loop, or about to start
     // Cleared by a seek that finds no worker for this stream. The worker that then starts first disarms the
     // other stream, because it cannot know whether the other worker will run at all.
     bool start_latch = true;
