@@ -89,15 +89,16 @@ int32_t store_text(const FrameLayout& layout, const Frame& frame, TextField fiel
   return stored.out_of_memory ? ID3P_ERR_NO_MEMORY : ID3P_OK;
 }
 
-int32_t read_frame(const FrameLayout& layout, const Frame& frame, ID3P_Text& text) {
+int32_t read_frame(const FrameLayout& layout, const Frame& frame, PictureReader& pictures, ID3P_Text& text) {
   if ((frame.flags & kUnreadableFrame) != 0) return ID3P_OK;
-  if (frame.id == layout.picture_id) return read_picture(frame.body, frame.encoding, text);
+  if (frame.id == layout.picture_id) return pictures.read(frame.body, frame.encoding, text);
   const auto row = std::ranges::find(layout.fields, frame.id, &FieldRow::id);
   return row == layout.fields.end() ? ID3P_OK : store_text(layout, frame, row->field, text);
 }
 
 int32_t walk_frames(const FrameLayout& layout, Bytes body, ID3P_Text& text) {
   const size_t header_bytes = layout.header_bytes();
+  PictureReader pictures;
   while (body.size() > header_bytes) {
     const uint32_t size = big_endian(body.subspan(layout.id_bytes, layout.size_bytes));
     if (body[0] == 0 || size > body.size() - header_bytes) return ID3P_OK;
@@ -105,7 +106,7 @@ int32_t walk_frames(const FrameLayout& layout, Bytes body, ID3P_Text& text) {
                       layout.flag_bytes == 0 ? uint8_t{0} : body[header_bytes - 1],
                       body[header_bytes],
                       body.subspan(header_bytes, size)};
-    const int32_t status = read_frame(layout, frame, text);
+    const int32_t status = read_frame(layout, frame, pictures, text);
     if (status != ID3P_OK) return status;
     body = body.subspan(header_bytes + size);
   }

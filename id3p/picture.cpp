@@ -110,10 +110,12 @@ int32_t fill_picture(Bytes body, ID3P_Picture& picture) {
 
 }  // namespace
 
-int32_t read_picture(Bytes frame_body, uint8_t encoding, ID3P_Text& text) {
-  // Kept: pictures with text in another encoding are reported and skipped.
+int32_t PictureReader::read(Bytes frame_body, uint8_t encoding, ID3P_Text& text) {
+  // Kept: pictures with text in another encoding are skipped. The first one of a tag is reported; a tag has
+  // room for a million.
   if (encoding != 0) {
-    print("\n Unicode not supported now");
+    if (!skip_reported_) print("\n Unicode not supported now");
+    skip_reported_ = true;
     return ID3P_OK;
   }
   release_picture(text);

@@ -8,8 +8,15 @@
 
 namespace zdr::id3p {
 
-// Replaces the picture of `text` with that of a frame body. Returns ID3P_OK or a failure, after which the
-// picture holds what was read before it.
-int32_t read_picture(std::span<const uint8_t> frame_body, uint8_t encoding, ID3P_Text& text);
+// Reads the picture frames of one tag.
+class PictureReader {
+ public:
+  // Replaces the picture of `text` with that of a frame body. Returns ID3P_OK or a failure, after which
+  // the picture holds what was read before it.
+  int32_t read(std::span<const uint8_t> frame_body, uint8_t encoding, ID3P_Text& text);
+
+ private:
+  bool skip_reported_ = false;
+};
 
 }  // namespace zdr::id3p
