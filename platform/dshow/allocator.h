@@ -2,8 +2,9 @@
 // may be called from any thread.
 #pragma once
 
-#include <condition_variable>
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include "combase.h"
@@ -61,7 +62,9 @@ class CBaseAllocator : public CUnknown, public IMemAllocator, public CCritSec {
 
  private:
   ULONG m_cDecommits = 0;  // a thread that sees this change while it waits knows that its commit has ended
-  std::condition_variable_any sample_freed_;
+  // Changes, with the lock held, whenever waiting threads have to look again. Unlike a condition variable
+  // that waits with any lock it needs no memory of its own.
+  std::atomic<uint32_t> wakes_{0};
 };
 
 // The allocator over one block of memory, which is aligned to 64 KiB.

@@ -4,21 +4,6 @@
 
 #include "allocator.h"
 
-namespace {
-
-// Lets a condition variable release and reacquire the allocator's lock.
-class WaitableLock {
- public:
-  explicit WaitableLock(CCritSec& section) noexcept : section_(section) {}
-  void lock() noexcept { section_.Lock(); }
-  void unlock() noexcept { section_.Unlock(); }
-
- private:
-  CCritSec& section_;
-};
-
-}  // namespace
-
 void CBaseAllocator::CSampleList::Add(CMediaSample* sample) noexcept {
   sample->m_pNext = m_List;
   m_List = sample;
@@ -84,7 +69,8 @@ HRESULT CBaseAllocator::Decommit() {
     if (!m_bCommitted) return S_OK;
     m_bCommitted = FALSE;
     ++m_cDecommits;
-    sample_freed_.notify_all();
+    wakes_.fetch_add(1);
+    wakes_.notify_all();
     if (m_lFree.GetCount() < m_lAllocated) {
       m_bDecommitInProgress = TRUE;
       return S_OK;
@@ -110,9 +96,11 @@ HRESULT CBaseAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME* /*start
       return S_OK;
     }
     if ((flags & AM_GBF_NOWAIT) != 0) return VFW_E_TIMEOUT;
-    WaitableLock waitable(*this);
+    const uint32_t wakes = wakes_.load();
     ++m_lWaiting;
-    sample_freed_.wait(waitable);
+    Unlock();
+    wakes_.wait(wakes);
+    Lock();
     --m_lWaiting;
   }
 }
@@ -123,7 +111,10 @@ HRESULT CBaseAllocator::ReleaseBuffer(IMediaSample* sample) {
   {
     const CAutoLock lock(this);
     m_lFree.Add(static_cast<CMediaSample*>(sample));
-    if (m_lWaiting != 0) sample_freed_.notify_one();
+    if (m_lWaiting != 0) {
+      wakes_.fetch_add(1);
+      wakes_.notify_one();
+    }
     if (m_bDecommitInProgress && m_lFree.GetCount() == m_lAllocated) {
       Free();
       m_bDecommitInProgress = FALSE;

@@ -1,6 +1,8 @@
 // Streams through the pins' workers: whole plays, state changes, and failures at every step.
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "mediakit/aac/stream_builder.h"
 #include "mediakit/files/speech_file.h"
 #include "tests/filters/codecs.h"
@@ -123,6 +125,33 @@ TEST(Streaming, EveryFailedAllocationOfAnOpenEndsInAStatus) {
       struck = fault.struck();
     }
   }
+}
+
+TEST(Streaming, EveryFailedAllocationOfAConnectionOrAStartEndsInAStatus) {
+  std::map<HRESULT, int> connections;
+  std::map<HRESULT, int> starts;
+  bool struck = true;
+  for (uint64_t n = 1; struck; ++n) {
+    FilterUnderTest under_test(audio_and_video(12, 3));
+    SinkChain chain;
+    chain.add_sinks(static_cast<CBaseFilter&>(*under_test.filter.get()));
+    HRESULT connected;
+    HRESULT started;
+    {
+      const FailingAllocator fault(n);
+      connected = chain.connect_all();
+      started = chain.pause();
+      struck = fault.struck();
+    }
+    ++connections[connected];
+    ++starts[started];
+    chain.stop();
+    if (connected != S_OK) chain.connect_all();
+    EXPECT_EQ(chain.run(), S_OK) << n;
+    EXPECT_TRUE(chain.wait_for_ends()) << "with memory again, after failure " << n;
+  }
+  EXPECT_GT(connections[E_OUTOFMEMORY], 0);
+  EXPECT_GT(starts[E_OUTOFMEMORY], 0);
 }
 
 }  // namespace
