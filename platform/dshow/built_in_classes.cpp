@@ -1,5 +1,7 @@
 // The classes that the platform library itself serves. CoGetClassObject looks here before it searches the
 // registry.
+#include <algorithm>
+
 #include "allocator.h"
 #include "class_factory.h"
 #include "filter_mapper.h"
@@ -15,6 +17,10 @@ constexpr CFactoryTemplate kTemplates[] = {
 
 }  // namespace
 
+// The class is looked up first: which interfaces the factory of another class has, its module knows.
 HRESULT zdr::com::built_in_class_object(REFCLSID clsid, REFIID riid, void** ppv) noexcept {
-  return zdr::dshow::template_class_object(kTemplates, clsid, riid, ppv);
+  const bool is_built_in =
+      std::ranges::any_of(kTemplates, [&](const CFactoryTemplate& known) { return known.IsClassID(clsid); });
+  return is_built_in ? zdr::dshow::template_class_object(kTemplates, clsid, riid, ppv)
+                     : CLASS_E_CLASSNOTAVAILABLE;
 }

@@ -98,6 +98,18 @@ TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
       {"no path", "", REG_SZ, 0, REGDB_E_INVALIDVALUE},
       {"another type", kTestModule, REG_EXPAND_SZ, 0, REGDB_E_INVALIDVALUE},
   };
+  // No interface is out of reach of a class that is not built in: its module decides.
+  const auto expect_no_factory = [&](const char* what, REFCLSID clsid, HRESULT expected) {
+    void* factory = this;
+    EXPECT_EQ(CoGetClassObject(clsid, CLSCTX_ALL, nullptr, IID_IPin, &factory), expected) << what;
+    EXPECT_EQ(factory, nullptr) << what;
+  };
+  expect_no_factory("built in", CLSID_MemoryAllocator, E_NOINTERFACE);
+  expect_no_factory("not registered", CLSID_TestMissing, REGDB_E_CLASSNOTREG);
+  register_server(CLSID_TestMissing, kEntrylessModule);
+  expect_no_factory("module without entry", CLSID_TestMissing, CO_E_ERRORINDLL);
+  RegDeleteTreeW(HKEY_CLASSES_ROOT, com::class_key(CLSID_TestMissing).c_str());
+
   expect_failure("not registered", CLSID_TestMissing, IID_IUnknown, REGDB_E_CLASSNOTREG);
   for (const auto& server : servers) {
     register_server(CLSID_TestMissing, server.path, server.type, server.missing_bytes);
