@@ -11,6 +11,7 @@
 #include "platform/com/com_ptr.h"
 #include "platform/com/registry_key.h"
 #include "platform/com/status_guard.h"
+#include "platform/win32/registry_hold.h"
 #include "uuids.h"
 
 namespace {
@@ -92,5 +93,7 @@ HRESULT register_module(BOOL register_server) {
 }  // namespace
 
 HRESULT AMovieDllRegisterServer2(BOOL register_server) {
+  const zdr::platform::RegistryHold hold;
+  if (hold.error() != NO_ERROR) return HRESULT_FROM_WIN32(hold.error());
   return zdr::com::guarded([register_server] { return register_module(register_server); });
 }

@@ -3,6 +3,7 @@
 
 #include "base_filter.h"
 #include "platform/com/com_ptr.h"
+#include "platform/win32/registry_hold.h"
 #include "uuids.h"
 
 namespace zdr::dshow {
@@ -16,6 +17,8 @@ HRESULT ignore_missing(HRESULT hr) {
 template <class Act>
 HRESULT with_mapper(const AMOVIESETUP_FILTER* setup, Act act) {
   if (setup == nullptr) return S_FALSE;
+  const platform::RegistryHold hold;
+  if (hold.error() != NO_ERROR) return HRESULT_FROM_WIN32(hold.error());
   const HRESULT apartment = CoInitialize(nullptr);
   com::ComPtr<IFilterMapper2> mapper;
   HRESULT hr = CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,

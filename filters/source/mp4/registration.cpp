@@ -1,5 +1,6 @@
 // Registers the module: the class and its filter through the base classes, and the file name extensions for
 // which the filter is the source. Registering and unregistering use different lists.
+#include <registry_hold.h>
 #include <streams.h>
 
 #include <iterator>
@@ -103,11 +104,18 @@ void unregister_extensions() {
   }
 }
 
+// The class and its filter. `hold` makes them and the extensions one change.
+HRESULT set_up_module(const platform::RegistryHold& hold, BOOL register_server) {
+  return hold.error() == NO_ERROR ? AMovieDllRegisterServer2(register_server)
+                                  : HRESULT_FROM_WIN32(hold.error());
+}
+
 }  // namespace
 }  // namespace zdr::mp4source
 
 extern "C" ZDR_MODULE_EXPORT HRESULT DllRegisterServer() {
-  const HRESULT hr = AMovieDllRegisterServer2(TRUE);
+  const zdr::platform::RegistryHold hold;
+  const HRESULT hr = zdr::mp4source::set_up_module(hold, TRUE);
   if (FAILED(hr)) {
     OutputDebugStringW(u"DllRegister Failed");
     return hr;
@@ -120,7 +128,8 @@ extern "C" ZDR_MODULE_EXPORT HRESULT DllRegisterServer() {
 }
 
 extern "C" ZDR_MODULE_EXPORT HRESULT DllUnregisterServer() {
-  const HRESULT hr = AMovieDllRegisterServer2(FALSE);
+  const zdr::platform::RegistryHold hold;
+  const HRESULT hr = zdr::mp4source::set_up_module(hold, FALSE);
   if (FAILED(hr)) return hr;
   try {
     zdr::mp4source::unregister_extensions();

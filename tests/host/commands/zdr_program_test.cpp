@@ -404,5 +404,31 @@ TEST(ZdrDocuments, BashCompletesShellsAndNamesWithBlanks) {
   for (const auto& [words, offers] : kCases) EXPECT_EQ(bash_completions(folder, words), offers) << words;
 }
 
+// Each of the two must be as if the other had run before it or after it.
+TEST(ZdrProgram, TwoThatChangeTheRegistryAtOnceBothSucceed) {
+  const TempFolder folder;
+  const std::filesystem::path registry = folder / "registry.reg";
+  const auto start = [&](const char* command) {
+    return std::make_unique<ZdrProcess>(
+        ZdrSetup{.arguments = {command}, .environment = {"ZDR_REGISTRY=" + registry.string()}});
+  };
+  const auto state_after = [&](const char* command) {
+    EXPECT_EQ(start(command)->finish().exit_code, 0);
+    return read_file(registry);
+  };
+  const std::string registered = state_after("register");
+  const std::string unregistered = state_after("unregister");
+  ASSERT_NE(registered, unregistered);
+  for (int round = 0; round < 60; ++round) {
+    const bool removes = round % 2 == 0;
+    const auto one = start("register");
+    const auto other = start(removes ? "unregister" : "register");
+    EXPECT_EQ(one->finish().exit_code, 0);
+    EXPECT_EQ(other->finish().exit_code, 0);
+    const std::string state = read_file(registry);
+    EXPECT_TRUE(state == registered || (removes && state == unregistered)) << state;
+  }
+}
+
 }  // namespace
 }  // namespace zdr::test

@@ -1,10 +1,13 @@
-// The one registry of the process, and the report on its file.
+// The one registry of the process, holds on it, and the report on its file.
 #include "platform/win32/runtime/registry/registry_access.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <new>
 
 #include "platform/win32/registry_file.h"
+#include "platform/win32/registry_hold.h"
 #include "platform/win32/runtime/registry/store_path.h"
 #include "platform/win32/win32_error.h"
 
@@ -12,7 +15,8 @@ namespace zdr::platform {
 
 namespace {
 
-constinit std::mutex registry_mutex;  // guards the instance
+constinit std::mutex registry_mutex;        // guards the instance
+constinit std::recursive_mutex hold_mutex;  // of the thread that has holds; taken before the other
 
 }  // namespace
 
@@ -26,15 +30,34 @@ RegistryLock::~RegistryLock() {
   if (!message.empty()) OutputDebugStringW(message.c_str());
 }
 
-Registry& Registry::instance() {
-  static Registry& registry = *new Registry;
+Registry& Registry::instance() noexcept {
+  alignas(Registry) static std::byte storage[sizeof(Registry)];
+  static Registry& registry = *new (storage) Registry;
   return registry;
 }
 
-DWORD lock_store(StoreLock& lock) {
+DWORD lock_store(const Registry& registry, StoreLock& lock) {
+  if (registry.holds != 0) return NO_ERROR;
   std::string path;
   if (const DWORD error = registry_path(path); error != NO_ERROR) return error;
   return lock.acquire(final_path(path));
+}
+
+RegistryHold::RegistryHold() noexcept {
+  hold_mutex.lock();
+  const RegistryTurn turn;
+  Registry& registry = Registry::instance();
+  error_ = guarded([&] { return lock_store(registry, registry.hold_lock); });
+  if (error_ == NO_ERROR) ++registry.holds;
+}
+
+RegistryHold::~RegistryHold() {
+  if (error_ == NO_ERROR) {
+    const RegistryTurn turn;
+    Registry& registry = Registry::instance();
+    if (--registry.holds == 0) registry.hold_lock = StoreLock();
+  }
+  hold_mutex.unlock();
 }
 
 RegistryReport report_registry() {

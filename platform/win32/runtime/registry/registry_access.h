@@ -14,9 +14,11 @@ namespace zdr::platform {
 struct Registry {
   RegistryStore store;
   KeyHandles handles;
+  int holds = 0;
+  StoreLock hold_lock;  // taken while there are holds
 
   // Never destroyed: keys may be used while the process ends.
-  static Registry& instance();
+  static Registry& instance() noexcept;
 };
 
 // Locks the registry for a scope. A message to the debugger is sent after the lock is released, because the
@@ -33,8 +35,8 @@ inline std::u16string_view text_or_empty(LPCWSTR text) noexcept {
   return text != nullptr ? std::u16string_view(text) : std::u16string_view();
 }
 
-// Takes the lock beside the registry's file.
-DWORD lock_store(StoreLock& lock);
+// Takes the lock beside the registry's file, unless a hold has it.
+DWORD lock_store(const Registry& registry, StoreLock& lock);
 
 // `body(registry)` returns an error code and changes no key.
 template <class Body>
@@ -55,7 +57,7 @@ LSTATUS change_registry(Body&& body) noexcept {
   const DWORD error = guarded([&]() -> DWORD {
     Registry& registry = Registry::instance();
     StoreLock store_lock;
-    if (const DWORD failure = lock_store(store_lock); failure != NO_ERROR) return failure;
+    if (const DWORD failure = lock_store(registry, store_lock); failure != NO_ERROR) return failure;
     if (const DWORD failure = registry.store.load(); failure != NO_ERROR) return failure;
     const DWORD failure = std::forward<Body>(body)(registry, changed);
     if (failure != NO_ERROR || !changed) return failure;
