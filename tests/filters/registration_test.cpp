@@ -109,22 +109,22 @@ TEST_F(Registration, UnregisteringStopsWhenTheFilterCannotBeRemoved) {
 }
 
 TEST_F(Registration, EveryFailedAllocationEndsInAStatus) {
-  std::map<HRESULT, int> outcomes;
-  ASSERT_EQ(DllRegisterServer(), S_OK);  // later ones find their keys, which makes the rounds short
-  for (uint64_t nth = 1;; ++nth) {
-    HRESULT hr;
-    bool struck;
-    {
-      const FailingAllocator allocator(nth);
-      hr = DllRegisterServer();
-      struck = allocator.struck();
+  for (const auto entry : {&DllRegisterServer, &DllUnregisterServer}) {
+    std::map<HRESULT, int> outcomes;
+    bool struck = true;
+    for (uint64_t nth = 1; struck; ++nth) {
+      ASSERT_EQ(DllRegisterServer(), S_OK);  // so that keys are found, which makes the rounds short
+      HRESULT hr;
+      {
+        const FailingAllocator allocator(nth);
+        hr = entry();
+        struck = allocator.struck();
+      }
+      ++outcomes[hr];
     }
-    if (!struck) break;
-    ++outcomes[hr];
+    EXPECT_GT(outcomes[E_FAIL], 0);
+    EXPECT_GT(outcomes[E_OUTOFMEMORY] + outcomes[HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_MEMORY)], 0);
   }
-  EXPECT_GT(outcomes[E_FAIL], 0);
-  EXPECT_GT(outcomes[E_OUTOFMEMORY] + outcomes[HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_MEMORY)], 0);
-  EXPECT_EQ(DllRegisterServer(), S_OK);
 }
 
 }  // namespace
