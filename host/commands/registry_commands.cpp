@@ -1,10 +1,11 @@
 // `zdr register`, `unregister` and `registry`: write and remove the entries of the module, and show the
 // registry.
-#include <array>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <ostream>
-#include <vector>
+#include <span>
+#include <string>
+#include <utility>
 
 #include "host/commands/commands.h"
 #include "host/decoded_text.h"
@@ -19,8 +20,6 @@ namespace zdr::host {
 namespace {
 
 using platform::RegistryReport;
-
-constexpr DWORD kNameCapacity = 16384;  // UTF-16 units of the longest value name, NUL included
 
 Message unreadable(const RegistryReport& report) {
   const std::string place = report.line == 0 ? "" : "line " + std::to_string(report.line);
@@ -61,7 +60,7 @@ std::string type_name(DWORD type) {
 }
 
 // Returns a value as JSON: text and numbers in readable form, then the bytes.
-nlohmann::ordered_json value_json(const std::string& name, DWORD type, const std::vector<BYTE>& data) {
+nlohmann::ordered_json value_json(const std::string& name, DWORD type, std::span<const BYTE> data) {
   nlohmann::ordered_json json{{"name", name}, {"type", type_name(type)}};
   if (type == REG_DWORD && data.size() == sizeof(uint32_t)) {
     uint32_t number = 0;
@@ -77,51 +76,27 @@ nlohmann::ordered_json value_json(const std::string& name, DWORD type, const std
   return json;
 }
 
-// Determines the size of each value when reading it, since another process may change the key meanwhile.
-nlohmann::ordered_json values_json(HKEY key) {
-  nlohmann::ordered_json values = nlohmann::ordered_json::array();
-  std::vector<WCHAR> name(kNameCapacity);
-  std::vector<BYTE> data(256);  // not empty: with a null buffer the call only returns the size
-  for (DWORD index = 0;;) {
-    DWORD length = kNameCapacity;
-    DWORD type = REG_NONE;
-    auto bytes = static_cast<DWORD>(data.size());
-    const LSTATUS status =
-        RegEnumValueW(key, index, name.data(), &length, nullptr, &type, data.data(), &bytes);
-    if (status == ERROR_MORE_DATA && bytes > data.size()) {
-      data.resize(bytes);
-      continue;
-    }
-    if (status != ERROR_SUCCESS) return values;
-    values.push_back(value_json(to_utf8({name.data(), length}), type, {data.begin(), data.begin() + bytes}));
-    ++index;
-  }
-}
-
 // A key without values is not listed; it appears only in the paths of its sub keys.
-void append_keys(HKEY key, const std::string& path, nlohmann::ordered_json& keys) {
-  if (nlohmann::ordered_json values = values_json(key); !values.empty()) {
-    keys.push_back({{"key", path}, {"values", std::move(values)}});
+class KeyList final : public platform::RegistryVisitor {
+ public:
+  void on_key(const std::string& path) override { path_ = path; }
+  void on_value(std::u16string_view name, DWORD type, std::span<const BYTE> data) override {
+    if (!path_.empty()) keys_.push_back({{"key", std::exchange(path_, {})}, {"values", array()}});
+    keys_.back()["values"].push_back(value_json(to_utf8(name), type, data));
   }
-  std::array<WCHAR, 256> name{};
-  for (DWORD index = 0;; ++index) {
-    DWORD length = static_cast<DWORD>(name.size());
-    if (RegEnumKeyExW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-      return;
-    HKEY child = nullptr;
-    if (RegOpenKeyExW(key, name.data(), 0, KEY_READ, &child) != ERROR_SUCCESS) continue;
-    append_keys(child, path + "\\" + to_utf8({name.data(), length}), keys);
-    RegCloseKey(child);
-  }
-}
+  nlohmann::ordered_json take() { return std::move(keys_); }
+
+ private:
+  static nlohmann::ordered_json array() { return nlohmann::ordered_json::array(); }
+
+  std::string path_;  // of a key that is not in the list
+  nlohmann::ordered_json keys_ = array();
+};
 
 nlohmann::ordered_json keys_json() {
-  nlohmann::ordered_json keys = nlohmann::ordered_json::array();
-  append_keys(HKEY_CURRENT_CONFIG, "HKEY_CURRENT_CONFIG", keys);
-  append_keys(HKEY_CURRENT_USER, "HKEY_CURRENT_USER", keys);
-  append_keys(HKEY_LOCAL_MACHINE, "HKEY_LOCAL_MACHINE", keys);
-  append_keys(HKEY_USERS, "HKEY_USERS", keys);
-  return keys;
+  KeyList list;
+  platform::visit_registry(list);
+  return list.take();
 }
 
 }  // namespace

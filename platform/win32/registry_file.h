@@ -3,11 +3,14 @@
 // The file has the text form that registry editors export (first line "Windows Registry Editor
 // Version 5.00"), in UTF-8 with LF line ends and sorted keys. As written by such editors it may also be
 // UTF-16 with a byte order mark, have CRLF line ends, or begin with "REGEDIT4" (windows-1252 then). It has at
-// most 4 MiB. A change through the functions writes the whole file anew in the first form: comments in it are
-// lost, and only its user may read it afterwards.
+// most 4 MiB with 100,000 keys and values, and 8 MiB with the whole path of every key. A change through the
+// functions writes the whole file anew in the first form: comments in it are lost, and only its user may read
+// it afterwards.
 #pragma once
 
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "win32_types.h"
 
@@ -26,5 +29,19 @@ struct RegistryReport {
 // and root, and files that the group or others may write, are refused, because a class's module is loaded
 // from the path in them. Throws bad_alloc.
 ZDR_PLATFORM_API RegistryReport report_registry();
+
+// Receives what the file holds, in its order: each key, then its values. Not to call the registry.
+class RegistryVisitor {
+ public:
+  virtual void on_key(const std::string& path) = 0;
+  virtual void on_value(std::u16string_view name, DWORD type, std::span<const BYTE> data) = 0;
+
+ protected:
+  ~RegistryVisitor() = default;
+};
+
+// Takes one look at each key, where enumerating by index takes one for each pair of keys. Shows nothing when
+// the registry cannot be read. Passes on what the visitor throws; throws bad_alloc.
+ZDR_PLATFORM_API void visit_registry(RegistryVisitor& visitor);
 
 }  // namespace zdr::platform

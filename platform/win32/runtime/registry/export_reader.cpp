@@ -46,9 +46,11 @@ class ExportReader {
   bool read_key();
   bool enter_key(std::u16string_view path_text, bool remove);
   bool remove_keys(const KeyPath& path);
+  bool count_entries(size_t made) noexcept;
   bool read_value();
   bool read_data(std::u16string& name);
   bool read_text(std::u16string& text);
+  size_t length_of_text() const noexcept;
   bool read_number(RegistryValue& value);
   bool read_bytes(RegistryValue& value);
   bool read_hexadecimal(uint32_t& number);
@@ -87,6 +89,7 @@ class ExportReader {
   RegistryKey& top_;
   size_t position_ = 0;
   RegistryKey* key_ = nullptr;  // of the values that follow
+  size_t entries_ = 0;          // made so far
   bool old_form_ = false;       // REGEDIT4: text in hexadecimal has one byte a character
   const char* reason_ = nullptr;
   size_t fault_at_ = 0;
@@ -153,8 +156,16 @@ bool ExportReader::enter_key(std::u16string_view path_text, bool remove) {
   if (place_for_new_key(path).size() > kDeepestPath) return fail("a key too deep");
   if (remove) return remove_keys(path);
   key_ = find_key(top_, places_of(path).front());
-  if (key_ == nullptr) key_ = &make_key(top_, place_for_new_key(path));
+  if (key_ != nullptr) return true;
+  const KeyPath place = place_for_new_key(path);
+  if (!count_entries(place.size() - existing_levels(top_, place))) return false;
+  key_ = &make_key(top_, place);
   return true;
+}
+
+bool ExportReader::count_entries(size_t made) noexcept {
+  entries_ += made;
+  return entries_ <= kMostEntries || fail("more than 100,000 keys and values");
 }
 
 bool ExportReader::remove_keys(const KeyPath& path) {
@@ -193,12 +204,13 @@ bool ExportReader::read_data(std::u16string& name) {
   } else if (!take(u"hex") || !read_bytes(value)) {
     return fail(reason_ != nullptr ? reason_ : "data of no known form");
   }
-  key_->values.insert_or_assign(std::move(name), std::move(value));
-  return true;
+  const bool is_new = key_->values.insert_or_assign(std::move(name), std::move(value)).second;
+  return !is_new || count_entries(1);
 }
 
 // Text in quotes may span lines: editors write the line ends of a name or text as they are.
 bool ExportReader::read_text(std::u16string& text) {
+  text.reserve(length_of_text() + 1);  // with a NUL
   for (++position_; !at_end(); ++position_) {
     if (take(u'"')) return true;
     if (peek() == u'\\') {
@@ -208,6 +220,13 @@ bool ExportReader::read_text(std::u16string& text) {
     text += peek();
   }
   return fail("a text without its closing quote");
+}
+
+// At least the length of the text in quotes at the current position.
+size_t ExportReader::length_of_text() const noexcept {
+  size_t end = position_ + 1;
+  while (end < text_.size() && text_[end] != u'"') end += text_[end] == u'\\' ? 2 : 1;
+  return end - position_ - 1;
 }
 
 bool ExportReader::read_hexadecimal(uint32_t& number) {
@@ -285,13 +304,14 @@ size_t line_of(std::u16string_view text, size_t position) noexcept {
 
 }  // namespace
 
-bool read_export(std::string_view bytes, RegistryKey& top, TextFault& fault) {
+bool read_export(std::string bytes, RegistryKey& top, TextFault& fault) {
   add_permanent_keys(top);
   std::u16string text;
   if (!decode_export(bytes, text)) {
     fault = {line_of(text, text.size()), "a character that is not of the file's encoding"};
     return false;
   }
+  bytes = std::string();
   ExportReader reader(text, top);
   if (reader.read()) return true;
   fault = {line_of(text, reader.position()), reader.reason()};

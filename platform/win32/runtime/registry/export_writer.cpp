@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "platform/win32/file_names.h"
 #include "platform/win32/runtime/registry/export_text.h"
@@ -15,13 +17,41 @@ namespace {
 
 constexpr size_t kLineWidth = 80;  // where editors break long values
 
-void append_quoted(std::string& out, std::u16string_view text) {
-  out += '"';
-  for (const char c : utf8_file_name(text)) {
-    if (c == '"' || c == '\\') out += '\\';
-    out += c;
+// Counts what is written, and keeps it if there is a text to append it to.
+class ExportSink {
+ public:
+  ExportSink(const ExportLimits& limits, std::string* text) noexcept : limits_(limits), text_(text) {}
+
+  void add(std::string_view part) {
+    bytes_ += part.size();
+    column_ += part.size();
+    if (text_ != nullptr) text_->append(part);
   }
-  out += '"';
+  void start_line() noexcept { column_ = 0; }
+  void count_entry() noexcept { ++entries_; }
+
+  size_t column() const noexcept { return column_; }
+  size_t bytes() const noexcept { return bytes_; }
+  bool fits() const noexcept { return bytes_ <= limits_.bytes && entries_ <= limits_.entries; }
+
+ private:
+  const ExportLimits limits_;
+  std::string* const text_;
+  size_t bytes_ = 0;
+  size_t entries_ = 0;
+  size_t column_ = 0;  // since start_line
+};
+
+void append_quoted(ExportSink& out, std::u16string_view text) {
+  out.add("\"");
+  while (!text.empty()) {
+    const DecodedPoint decoded = decode_utf16(text);
+    if (decoded.point == U'"' || decoded.point == U'\\') out.add("\\");
+    char encoded[4];
+    out.add({encoded, encode_utf8(decoded.point, encoded)});
+    text.remove_prefix(decoded.units);
+  }
+  out.add("\"");
 }
 
 bool fits_quotes(std::u16string_view text) noexcept {
@@ -35,14 +65,14 @@ bool fits_quotes(std::u16string_view text) noexcept {
 }
 
 // The text of a value without its NUL, if it can be written in quotes.
-bool quotable_text(const RegistryValue& value, std::u16string& text) {
+std::optional<std::u16string> quotable_text(const RegistryValue& value) {
   const size_t bytes = value.data.size();
-  if (value.type != REG_SZ || bytes < 2 || bytes % 2 != 0) return false;
-  text.resize(bytes / 2);
+  if (value.type != REG_SZ || bytes < 2 || bytes % 2 != 0) return std::nullopt;
+  std::u16string text(bytes / 2, u'\0');
   std::memcpy(text.data(), value.data.data(), bytes);
-  if (text.back() != 0) return false;
+  if (text.back() != 0) return std::nullopt;
   text.pop_back();
-  return fits_quotes(text);
+  return fits_quotes(text) ? std::optional(std::move(text)) : std::nullopt;
 }
 
 std::string hexadecimal(const char* format, unsigned value) {
@@ -51,72 +81,89 @@ std::string hexadecimal(const char* format, unsigned value) {
   return text.data();
 }
 
-// `line` is the text of the line so far.
-void append_bytes(std::string& out, std::string line, const RegistryValue& value) {
-  line += value.type == REG_BINARY ? "hex:" : hexadecimal("hex(%x):", value.type);
+void append_bytes(ExportSink& out, const RegistryValue& value) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  out.add(value.type == REG_BINARY ? "hex:" : hexadecimal("hex(%x):", value.type));
   for (size_t i = 0; i < value.data.size(); ++i) {
-    const bool last = i + 1 == value.data.size();
-    if (line.size() + 4 > kLineWidth && line.size() > 2) {
-      out += line + "\\\n";
-      line = "  ";
+    if (out.column() + 4 > kLineWidth && out.column() > 2) {
+      out.add("\\\n");
+      out.start_line();
+      out.add("  ");
     }
-    line += hexadecimal(last ? "%02x" : "%02x,", value.data[i]);
+    const BYTE byte = value.data[i];
+    const char digits[] = {kDigits[byte >> 4], kDigits[byte & 15], ','};
+    out.add({digits, i + 1 == value.data.size() ? 2u : 3u});
   }
-  out += line;
 }
 
-void append_value(std::string& out, const std::u16string& name, const RegistryValue& value) {
-  std::string line;
+void append_value(ExportSink& out, const std::u16string& name, const RegistryValue& value) {
+  out.count_entry();
+  out.start_line();
   if (name.empty()) {
-    line = "@";
+    out.add("@");
   } else {
-    append_quoted(line, name);
+    append_quoted(out, name);
   }
-  line += '=';
-  std::u16string text;
-  if (quotable_text(value, text)) {
-    append_quoted(line, text);
-    out += line;
+  out.add("=");
+  if (const auto text = quotable_text(value)) {
+    append_quoted(out, *text);
   } else if (value.type == REG_DWORD && value.data.size() == sizeof(uint32_t)) {
     uint32_t number = 0;
     std::memcpy(&number, value.data.data(), sizeof number);
-    out += line + hexadecimal("dword:%08x", number);
+    out.add(hexadecimal("dword:%08x", number));
   } else {
-    append_bytes(out, line, value);
+    append_bytes(out, value);
   }
-  out += '\n';
+  out.add("\n");
 }
 
-// Recurses at most kDeepestPath levels. False once there are more than `most` bytes.
-bool append_key(std::string& out, size_t most, KeyPath& path, std::string& written_path,
-                const RegistryKey& key) {
+// Recurses at most kDeepestPath levels. Ends early when the limits are passed.
+void append_key(ExportSink& out, KeyPath& path, std::string& written_path, const RegistryKey& key) {
   if (!key.values.empty() || !is_permanent(path)) {
-    out += "\n[" + written_path + "]\n";
-    for (const auto& [name, value] : key.values) append_value(out, name, value);
+    out.count_entry();
+    out.add("\n[");
+    out.add(written_path);
+    out.add("]\n");
+    for (const auto& [name, value] : key.values) {
+      if (out.fits()) append_value(out, name, value);
+    }
   }
-  bool fits = out.size() <= most;
   for (const auto& [name, child] : key.children) {
-    if (!fits) break;
+    if (!out.fits()) return;
     const size_t length = written_path.size();
     path.push_back(name);
     written_path += "\\" + utf8_file_name(name);
-    fits = append_key(out, most, path, written_path, *child);
+    append_key(out, path, written_path, *child);
     written_path.resize(length);
     path.pop_back();
   }
-  return fits;
+}
+
+void append_tree(ExportSink& out, const RegistryKey& top) {
+  out.add(utf8_file_name(kExportHeader) + "\n");
+  for (const auto& [name, root] : top.children) {
+    KeyPath path{name};
+    std::string written_path = utf8_file_name(name);
+    append_key(out, path, written_path, *root);
+  }
 }
 
 }  // namespace
 
-bool write_export(const RegistryKey& top, size_t most, std::string& text) {
-  text = utf8_file_name(kExportHeader) + "\n";
-  for (const auto& [name, root] : top.children) {
-    KeyPath path{name};
-    std::string written_path = utf8_file_name(name);
-    if (!append_key(text, most, path, written_path, *root)) return false;
-  }
-  return text.size() <= most;
+bool export_fits(const RegistryKey& top, const ExportLimits& limits, size_t& bytes) {
+  ExportSink counter(limits, nullptr);
+  append_tree(counter, top);
+  bytes = counter.bytes();
+  return counter.fits();
+}
+
+bool write_export(const RegistryKey& top, const ExportLimits& limits, std::string& text) {
+  size_t bytes = 0;
+  if (!export_fits(top, limits, bytes)) return false;
+  text.reserve(bytes);
+  ExportSink writer(limits, &text);
+  append_tree(writer, top);
+  return true;
 }
 
 }  // namespace zdr::platform

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <new>
 
+#include "platform/win32/file_names.h"
 #include "platform/win32/registry_file.h"
 #include "platform/win32/registry_hold.h"
 #include "platform/win32/runtime/registry/store_path.h"
@@ -17,6 +18,18 @@ namespace {
 
 constinit std::mutex registry_mutex;        // guards the instance
 constinit std::recursive_mutex hold_mutex;  // of the thread that has holds; taken before the other
+
+// Recurses at most kDeepestPath levels.
+void visit_key(RegistryVisitor& visitor, std::string& path, const RegistryKey& key) {
+  visitor.on_key(path);
+  for (const auto& [name, value] : key.values) visitor.on_value(name, value.type, value.data);
+  for (const auto& [name, child] : key.children) {
+    const size_t length = path.size();
+    path += "\\" + utf8_file_name(name);
+    visit_key(visitor, path, *child);
+    path.resize(length);
+  }
+}
 
 }  // namespace
 
@@ -67,12 +80,22 @@ RegistryReport report_registry() {
   report.error = store.load();
   report.path = store.path();
   if (report.error == NO_ERROR) {
-    write_export(store.tree(), SIZE_MAX, report.text);
+    write_export(store.tree(), {.bytes = SIZE_MAX, .entries = SIZE_MAX}, report.text);
   } else if (store.fault().reason != nullptr) {
     report.line = store.fault().line;
     report.reason = store.fault().reason;
   }
   return report;
+}
+
+void visit_registry(RegistryVisitor& visitor) {
+  const RegistryTurn turn;
+  RegistryStore& store = Registry::instance().store;
+  if (store.load() != NO_ERROR) return;
+  for (const auto& [name, root] : store.tree().children) {
+    std::string path = utf8_file_name(name);
+    visit_key(visitor, path, *root);
+  }
 }
 
 }  // namespace zdr::platform

@@ -18,8 +18,9 @@ namespace zdr::platform {
 
 namespace {
 
-// A key takes some eighty times the memory of its shortest text.
 constexpr size_t kLargestFile = 4u << 20;
+// Of a file that is read, as this library would write it: editors have shorter forms for some characters.
+constexpr size_t kLargestText = 2 * kLargestFile;
 
 FileMark mark_of(const struct stat& info) noexcept {
   return {info.st_dev, info.st_ino, info.st_size,
@@ -138,10 +139,14 @@ DWORD RegistryStore::read_file() {
   if (info.st_size > static_cast<off_t>(kLargestFile)) return fail(ERROR_FILE_TOO_LARGE, "larger than 4 MiB");
 
   std::string content;
+  content.reserve(static_cast<size_t>(info.st_size));
   if (const DWORD error = read_all(file.get(), content); error != NO_ERROR) return fail(error, nullptr);
   forget();
   TextFault fault;
-  if (!read_export(content, top_, fault)) return fail(ERROR_BADDB, fault.reason, fault.line);
+  if (!read_export(std::move(content), top_, fault)) return fail(ERROR_BADDB, fault.reason, fault.line);
+  size_t text_size = 0;
+  if (!export_fits(top_, {.bytes = kLargestText}, text_size))
+    return fail(ERROR_FILE_TOO_LARGE, "larger than 8 MiB with the whole path of every key");
   file_ = std::move(file);
   mark_ = mark_of(info);
   loaded_ = true;
@@ -150,7 +155,8 @@ DWORD RegistryStore::read_file() {
 
 DWORD RegistryStore::save() {
   std::string text;
-  const DWORD error = write_export(top_, kLargestFile, text) ? replace_file(text) : ERROR_NO_SYSTEM_RESOURCES;
+  const bool fits = write_export(top_, {.bytes = kLargestFile}, text);
+  const DWORD error = fits ? replace_file(text) : ERROR_NO_SYSTEM_RESOURCES;
   if (error != NO_ERROR) forget();
   return error;
 }

@@ -194,15 +194,40 @@ TEST_F(RegistryTest, FilesThatOthersCouldForgeAreRefused) {
   EXPECT_EQ(stored(key, u"V").status, ERROR_FILE_NOT_FOUND);
 }
 
-// As text, each key repeats the names of those above it: 1.3 MB would become 256 MB.
-TEST_F(RegistryTest, ATextThatWouldBeTooLargeIsNotWritten) {
-  std::string deep;
-  for (int i = 0; i < 400; ++i) deep += "\\" + std::string(200, 'k');
-  std::string text(kHeader);
-  for (int i = 0; i < 16; ++i) text += "[HKEY_CURRENT_USER\\" + std::to_string(i) + deep + "]\n";
-  write_file_text(text);
-  EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_NO_SYSTEM_RESOURCES);
-  EXPECT_EQ(file_text(), text);
+// Four MiB of text could otherwise become two million keys, or a gigabyte once each repeats the names of
+// those above it. What is refused stays as it is.
+TEST_F(RegistryTest, AFileMayHoldOnlySoManyKeysAndNotRepeatTooManyNames) {
+  const auto paths = [](int count, int levels, size_t name_length) {
+    std::string deep;
+    for (int i = 1; i < levels; ++i) deep += "\\" + std::string(name_length, 'k');
+    std::string lines;
+    for (int i = 0; i < count; ++i) lines += "[HKEY_CURRENT_USER\\" + std::to_string(i) + deep + "]\n";
+    return lines;
+  };
+  const struct {
+    std::string body;
+    LSTATUS reading;
+    LSTATUS writing;
+  } rows[] = {
+      {paths(251, 400, 1), ERROR_BADDB, ERROR_BADDB},
+      {paths(2, 400, 1), ERROR_SUCCESS, ERROR_SUCCESS},
+      {paths(16, 400, 200), ERROR_FILE_TOO_LARGE, ERROR_FILE_TOO_LARGE},
+      {paths(1, 1, 1) + "@=\"\n" + std::string(3u << 20, 'x') + "\"\n", ERROR_FILE_TOO_LARGE,
+       ERROR_FILE_TOO_LARGE},
+      {paths(1, 1, 1) + "@=\"\n" + std::string(1u << 20, 'x') + "\"\n", ERROR_SUCCESS,
+       ERROR_NO_SYSTEM_RESOURCES},
+      {paths(99'000, 1, 1), ERROR_SUCCESS, ERROR_SUCCESS},
+      {paths(100'000, 1, 1), ERROR_SUCCESS, ERROR_NO_SYSTEM_RESOURCES},
+      {paths(100'001, 1, 1), ERROR_BADDB, ERROR_BADDB},
+  };
+  for (const auto& row : rows) {
+    const std::string text = std::string(kHeader) + row.body;
+    write_file_text(text);
+    const size_t number = static_cast<size_t>(&row - rows);
+    EXPECT_EQ(open_status(kUser, u""), row.reading) << number;
+    EXPECT_EQ(ScopedKey(kUser, u"K").status, row.writing) << number;
+    EXPECT_EQ(file_text() == text, row.writing != ERROR_SUCCESS) << number;
+  }
 }
 
 TEST_F(RegistryTest, TheHookOfTheDebugOutputMayUseTheRegistry) {
