@@ -17,6 +17,14 @@ struct TimedRunPosition : RunPosition {
   uint32_t time = 0;  // decoding time of the run's first sample, media time scale
 };
 
+// An entry of stss, and how many entries are known to be sorted. Searches start at the first entry, so each
+// entry is compared with the one before it when it is first read.
+struct SyncPosition {
+  uint32_t index = 0;
+  uint32_t sorted_count = 0;  // entries [0, sorted_count) are in ascending order
+  uint32_t last_sorted = 0;   // value of the last of them
+};
+
 // Sum of the sizes of the samples [first, next), so that locating the same sample again, or a later one in
 // its chunk, does not add up the chunk's sizes from the start.
 struct PartialSizeSum {

@@ -89,7 +89,7 @@ struct CttsPayload final : TablePayload<CttsEntry> {
 
 // Never empty: a table without entries is dropped, and then every sample is a sync sample.
 struct StssPayload final : TablePayload<Number32Entry> {
-  uint32_t position = 0;  // entry index
+  SyncPosition position;
 };
 
 struct StscPayload final : TablePayload<StscEntry> {

@@ -1,7 +1,8 @@
 // Sync samples (stss): whether a sample is one, and which is the next or the previous one.
 //
-// A query walks the table entry by entry from where the last query ended. Each entry read becomes the
-// position.
+// A query walks the table entry by entry from where the last query ended; the last entry read becomes the
+// position. Within the front of the table that is known to be sorted, a binary search replaces the walk, with
+// the same result and position. In an unsorted table the order of the walk decides the result.
 #include "p3gpp/samples/sample_lookup.h"
 
 namespace zdr::p3gpp {
@@ -12,25 +13,54 @@ Status move_to(StssPayload& stss, uint32_t index, uint32_t& number) {
   Number32Entry entry;
   const Status status = read_entry(stss.cursor, index, entry);
   if (status != P3GPP_OK) return status;
-  stss.position = index;
+  SyncPosition& position = stss.position;
+  position.index = index;
   number = entry.value;
+  if (index == position.sorted_count && number >= position.last_sorted) {
+    ++position.sorted_count;
+    position.last_sorted = number;
+  }
   return P3GPP_OK;
+}
+
+// Moves from the position by growing, then by shrinking steps as long as `is_passed(entry)` holds, to the
+// last such entry within the sorted front. `direction` is 1 or -1. An entry that cannot be read ends the skip
+// only: the walk that follows reports it if it gets there.
+template <typename IsPassed>
+void skip_sorted(StssPayload& stss, int direction, IsPassed&& is_passed) {
+  bool grows = true;
+  for (int64_t step = 1; step > 0;) {
+    const int64_t index = int64_t{stss.position.index} + direction * step;
+    Number32Entry entry;
+    const bool passed = index >= 0 && index < int64_t{stss.position.sorted_count} &&
+                        read_entry(stss.cursor, static_cast<uint32_t>(index), entry) == P3GPP_OK &&
+                        is_passed(entry.value);
+    if (passed) stss.position.index = static_cast<uint32_t>(index);
+    grows = grows && passed;
+    step = grows ? step * 2 : step / 2;
+  }
 }
 
 // Steps back until an entry is at or below `number`, or to the first entry.
 // Kept: the first entry is the result of a backward search even when it is above `number`.
 Status walk_back(StssPayload& stss, uint32_t number, uint32_t& entry) {
-  while (entry > number && stss.position > 0) {
-    const Status status = move_to(stss, stss.position - 1, entry);
+  while (entry > number && stss.position.index > 0) {
+    skip_sorted(stss, -1, [number](uint32_t value) { return value > number; });
+    if (stss.position.index == 0) return move_to(stss, 0, entry);
+    const Status status = move_to(stss, stss.position.index - 1, entry);
     if (status != P3GPP_OK) return status;
   }
   return P3GPP_OK;
 }
 
-// Steps forward until an entry is at or above `number`, or the last entry is reached.
-Status walk_forward(StssPayload& stss, uint32_t number, uint32_t& entry) {
-  while (entry < number && stss.position + 1 < stss.cursor.entry_count()) {
-    const Status status = move_to(stss, stss.position + 1, entry);
+// Steps forward until an entry is at or above `number`, or the last entry is reached. `number` may be one
+// more than any entry can be.
+Status walk_forward(StssPayload& stss, uint64_t number, uint32_t& entry) {
+  const uint32_t count = stss.cursor.entry_count();
+  while (entry < number && stss.position.index + 1 < count) {
+    skip_sorted(stss, 1, [number](uint32_t value) { return value < number; });
+    if (stss.position.index + 1 == count) return move_to(stss, count - 1, entry);
+    const Status status = move_to(stss, stss.position.index + 1, entry);
     if (status != P3GPP_OK) return status;
   }
   return P3GPP_OK;
@@ -45,10 +75,8 @@ Status find_from_above(StssPayload& stss, uint32_t number, SyncDirection directi
 }
 
 Status find_from_below(StssPayload& stss, uint32_t number, SyncDirection direction, uint32_t& entry) {
-  while (entry <= number && stss.position + 1 < stss.cursor.entry_count()) {
-    const Status status = move_to(stss, stss.position + 1, entry);
-    if (status != P3GPP_OK) return status;
-  }
+  const Status status = walk_forward(stss, uint64_t{number} + 1, entry);
+  if (status != P3GPP_OK) return status;
   if (direction == SyncDirection::kBackward) return walk_back(stss, number, entry);
   return entry > number ? P3GPP_OK : P3GPP_ERR_NO_SYNC_SAMPLE;
 }
@@ -77,7 +105,7 @@ Status is_sync_sample(StblPayload& stbl, uint32_t number, bool& is_sync) {
   if (stss == nullptr || number > stsz->sample_count) return P3GPP_OK;
 
   uint32_t entry = 0;
-  Status status = move_to(*stss, stss->position, entry);
+  Status status = move_to(*stss, stss->position.index, entry);
   if (status != P3GPP_OK) return status;
   if (number < entry / 2) {
     status = move_to(*stss, 0, entry);
@@ -100,7 +128,7 @@ Status find_sync_sample(StblPayload& stbl, uint32_t number, SyncDirection direct
   if (stss == nullptr) return neighbour(number, stsz->sample_count, direction, found);
 
   uint32_t entry = 0;
-  Status status = move_to(*stss, stss->position, entry);
+  Status status = move_to(*stss, stss->position.index, entry);
   if (status != P3GPP_OK) return status;
   status = entry > number ? find_from_above(*stss, number, direction, entry)
                           : find_from_below(*stss, number, direction, entry);
