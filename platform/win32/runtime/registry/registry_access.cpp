@@ -58,7 +58,7 @@ DWORD lock_store(const Registry& registry, StoreLock& lock) {
 
 RegistryHold::RegistryHold() noexcept {
   hold_mutex.lock();
-  const RegistryTurn turn;
+  const RegistryLock lock;
   Registry& registry = Registry::instance();
   error_ = guarded([&] { return lock_store(registry, registry.hold_lock); });
   if (error_ == NO_ERROR) ++registry.holds;
@@ -66,7 +66,7 @@ RegistryHold::RegistryHold() noexcept {
 
 RegistryHold::~RegistryHold() {
   if (error_ == NO_ERROR) {
-    const RegistryTurn turn;
+    const RegistryLock lock;
     Registry& registry = Registry::instance();
     if (--registry.holds == 0) registry.hold_lock = StoreLock();
   }
@@ -89,7 +89,7 @@ RegistryReport report_registry() {
 }
 
 void visit_registry(RegistryVisitor& visitor) {
-  const RegistryTurn turn;
+  const RegistryLock lock;
   RegistryStore& store = Registry::instance().store;
   if (store.load() != NO_ERROR) return;
   for (const auto& [name, root] : store.tree().children) {
