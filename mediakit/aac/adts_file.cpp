@@ -60,21 +60,31 @@ AdtsFile read_adts_file(const std::filesystem::path& path) {
   return file;
 }
 
+namespace {
+
+void append_files_of(const std::filesystem::path& folder, std::vector<AdtsFile>& files) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() != ".aac") continue;
+    AdtsFile file = read_adts_file(entry.path());
+    if (!file.frames.empty()) files.push_back(std::move(file));
+  }
+}
+
+}  // namespace
+
 AdtsFile sample(const std::string& name) {
   return read_adts_file(std::filesystem::path(ZDR_SAMPLES_DIR) / name);
 }
 
-std::vector<AdtsFile> all_adts_files() {
-  std::vector<std::filesystem::path> folders{ZDR_SAMPLES_DIR};
-  if (const char* extra = std::getenv("ZDR_EXTRA_MEDIA"); extra != nullptr) folders.emplace_back(extra);
+std::vector<AdtsFile> adts_samples() {
   std::vector<AdtsFile> files;
-  for (const auto& folder : folders) {
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-      if (entry.path().extension() != ".aac") continue;
-      AdtsFile file = read_adts_file(entry.path());
-      if (!file.frames.empty()) files.push_back(std::move(file));
-    }
-  }
+  append_files_of(ZDR_SAMPLES_DIR, files);
+  return files;
+}
+
+std::vector<AdtsFile> all_adts_files() {
+  std::vector<AdtsFile> files = adts_samples();
+  if (const char* extra = std::getenv("ZDR_EXTRA_MEDIA"); extra != nullptr) append_files_of(extra, files);
   return files;
 }
 

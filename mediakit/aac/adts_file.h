@@ -31,6 +31,9 @@ AdtsFile read_adts_file(const std::filesystem::path& path);
 // Returns a file of samples/.
 AdtsFile sample(const std::string& name);
 
+// Returns every ADTS file of samples/.
+std::vector<AdtsFile> adts_samples();
+
 // Returns every ADTS file of samples/ and of the folder that ZDR_EXTRA_MEDIA names.
 std::vector<AdtsFile> all_adts_files();
 
