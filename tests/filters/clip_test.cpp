@@ -248,17 +248,17 @@ TEST(Clips, KeptMissingFileManagerHasAStatusOfItsOwn) {
   const auto with_fault = [](uint64_t nth, auto step) {
     const FailingAllocator fault(nth);
     step();
-    return fault.struck();
+    return fault.triggered();
   };
   for (const std::u16string& name : names) {
-    bool struck = true;
-    for (uint64_t nth = 1; struck; ++nth) {
+    bool triggered = true;
+    for (uint64_t nth = 1; triggered; ++nth) {
       ASSERT_LT(nth, 1000u);
       ClipHandle* clip = nullptr;
       BYTE* bytes = nullptr;
       DWORD length = 0;
       HRESULT opened = S_OK;
-      struck =
+      triggered =
           with_fault(nth, [&] { opened = clips.source->OpenClip(name.c_str(), &clip, &bytes, &length); });
       // The file manager's own number, always for the first allocation.
       EXPECT_TRUE(opened == -6001 ||
@@ -268,7 +268,7 @@ TEST(Clips, KeptMissingFileManagerHasAStatusOfItsOwn) {
       take(bytes, length);
       ClipInfo info = untouched_info();
       HRESULT reported = S_OK;
-      struck |=
+      triggered |=
           clip != nullptr && with_fault(nth, [&] { reported = clips.source->GetClipInfo(clip, &info); });
       EXPECT_TRUE(reported == S_OK || reported == E_FAIL) << reported;
       EXPECT_EQ(clips.source->CloseClip(clip), clip != nullptr ? S_OK : E_FAIL);

@@ -87,7 +87,7 @@ TEST_F(Registration, KeptOnlyFailuresToCreateKeysCount) {
     const DebuggerTexts texts;
     const FaultAt fault(platform::FaultPoint::kRegistryStep, step);
     const HRESULT hr = DllRegisterServer();
-    if (!fault.struck()) break;
+    if (!fault.triggered()) break;
     ++outcomes[{hr, texts.all()}];
     EXPECT_TRUE(hr != E_FAIL || RegistryFile::has_key(kInstance)) << "what was written before must stay";
   }
@@ -111,14 +111,14 @@ TEST_F(Registration, UnregisteringStopsWhenTheFilterCannotBeRemoved) {
 TEST_F(Registration, EveryFailedAllocationEndsInAStatus) {
   for (const auto entry : {&DllRegisterServer, &DllUnregisterServer}) {
     std::map<HRESULT, int> outcomes;
-    bool struck = true;
-    for (uint64_t nth = 1; struck; ++nth) {
+    bool triggered = true;
+    for (uint64_t nth = 1; triggered; ++nth) {
       ASSERT_EQ(DllRegisterServer(), S_OK);  // so that keys are found, which makes the rounds short
       HRESULT hr;
       {
         const FailingAllocator allocator(nth);
         hr = entry();
-        struck = allocator.struck();
+        triggered = allocator.triggered();
       }
       ++outcomes[hr];
     }

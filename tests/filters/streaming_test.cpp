@@ -93,15 +93,15 @@ TEST(Streaming, EveryFailureOfThePlatformEndsInAStatus) {
        {FaultPoint::kFileOpen, FaultPoint::kFileRead, FaultPoint::kFileSeek, FaultPoint::kFileSize,
         FaultPoint::kEventCreate, FaultPoint::kMutexCreate, FaultPoint::kThreadCreate,
         FaultPoint::kTaskAllocation, FaultPoint::kHeapAllocation}) {
-    bool struck = true;
-    for (int n = 1; struck; ++n) {
+    bool triggered = true;
+    for (int n = 1; triggered; ++n) {
       SCOPED_TRACE(std::to_string(static_cast<int>(point)) + " at " + std::to_string(n));
       const FaultAt fault(point, n);
       try {
         load_and_play(movie);
       } catch (const std::bad_alloc&) {  // the filter could not be created
       }
-      struck = fault.struck();
+      triggered = fault.triggered();
       ASSERT_EQ(DllCanUnloadNow(), S_OK);
     }
   }
@@ -112,8 +112,8 @@ TEST(Streaming, EveryFailedAllocationOfAnOpenEndsInAStatus) {
   const std::pair<std::string, Bytes> kFiles[] = {
       {"clip.mp4", movie}, {"clip.amr", speech(false, 3, 0x3C).bytes()}, {"clip.aac", adts_file(3, 400)}};
   for (const auto& [file_name, content] : kFiles) {
-    bool struck = true;
-    for (uint64_t n = 1; struck; ++n) {
+    bool triggered = true;
+    for (uint64_t n = 1; triggered; ++n) {
       SCOPED_TRACE(file_name + std::to_string(n));
       FilterUnderTest under_test;
       const std::u16string name = under_test.write(content, file_name).u16string();
@@ -122,7 +122,7 @@ TEST(Streaming, EveryFailedAllocationOfAnOpenEndsInAStatus) {
         CMediaType type;
         under_test.media_type(type);
       }
-      struck = fault.struck();
+      triggered = fault.triggered();
     }
   }
 }
@@ -130,8 +130,8 @@ TEST(Streaming, EveryFailedAllocationOfAnOpenEndsInAStatus) {
 TEST(Streaming, EveryFailedAllocationOfAConnectionOrAStartEndsInAStatus) {
   std::map<HRESULT, int> connections;
   std::map<HRESULT, int> starts;
-  bool struck = true;
-  for (uint64_t n = 1; struck; ++n) {
+  bool triggered = true;
+  for (uint64_t n = 1; triggered; ++n) {
     FilterUnderTest under_test(audio_and_video(12, 3));
     SinkChain chain;
     chain.add_sinks(static_cast<CBaseFilter&>(*under_test.filter.get()));
@@ -141,7 +141,7 @@ TEST(Streaming, EveryFailedAllocationOfAConnectionOrAStartEndsInAStatus) {
       const FailingAllocator fault(n);
       connected = chain.connect_all();
       started = chain.pause();
-      struck = fault.struck();
+      triggered = fault.triggered();
     }
     ++connections[connected];
     ++starts[started];

@@ -63,11 +63,11 @@ TEST_F(Faults, OfTheSystemReturnDocumentedStatusesAndLeaveNothing) {
     for (const FaultPoint point : {FaultPoint::kFileOpen, FaultPoint::kFileRead, FaultPoint::kFileSeek,
                                    FaultPoint::kFileSize, FaultPoint::kMutexCreate}) {
       int nth = 1;
-      for (bool struck = true; struck; ++nth) {
+      for (bool triggered = true; triggered; ++nth) {
         {
           const FaultAt fault(point, nth);
           use_manager(buffer_size);
-          struck = fault.struck();
+          triggered = fault.triggered();
         }
         EXPECT_TRUE(use_manager(buffer_size)) << "after fault " << nth;
       }
@@ -80,13 +80,13 @@ TEST_F(Faults, OfTheHeapReturnDocumentedStatusesAndLeaveNothing) {
   for (const uint32_t buffer_size : kBufferSizes) {
     int failures = 0;
     uint64_t nth = 1;
-    for (bool struck = true; struck; ++nth) {
+    for (bool triggered = true; triggered; ++nth) {
       const FailingAllocator failing(nth);
       const bool succeeded = use_manager(buffer_size);
-      struck = failing.struck();
+      triggered = failing.triggered();
       failures += !succeeded;
       // The system succeeds without some of its allocations; the manager needs each of its own.
-      EXPECT_TRUE(succeeded || struck);
+      EXPECT_TRUE(succeeded || triggered);
     }
     // A context; a stream for each open, a file and a device for two of them; a buffer and its data for each.
     EXPECT_GE(failures, buffer_size == 0 ? 8 : 14);

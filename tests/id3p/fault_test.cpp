@@ -29,8 +29,8 @@ TEST(ParseFaults, KeptNoMemoryForTheBodyYieldsATagWithoutTexts) {
   const Bytes content = tagged_file();
   std::multiset<int32_t> statuses;
   std::set<std::string> messages;
-  bool struck = true;
-  for (uint64_t nth = 1; struck; ++nth) {
+  bool triggered = true;
+  for (uint64_t nth = 1; triggered; ++nth) {
     MemoryFile file(content);
     ID3P_TagSet set{};
     ID3P_Text copy{};
@@ -40,7 +40,7 @@ TEST(ParseFaults, KeptNoMemoryForTheBodyYieldsATagWithoutTexts) {
       const FailingAllocator failing(nth);
       status = ID3P_Parse(file.handle(), &file.io(), &set);
       if (status == ID3P_OK && set.v23 != nullptr) status = ID3P_CopyText(&copy, set.v23);
-      struck = failing.struck();
+      triggered = failing.triggered();
     }
     statuses.insert(status);
     if (!last_message.empty()) messages.insert(last_message);

@@ -129,7 +129,7 @@ TEST(DamagedFiles, EveryFailingAllocationIsReported) {
       expect_reported(use(source.descriptor), sound, "allocation " + std::to_string(n));
     } catch (const std::bad_alloc&) {  // an allocation of the test itself
     }
-    ASSERT_TRUE(failing.struck()) << n << " of " << total;
+    ASSERT_TRUE(failing.triggered()) << n << " of " << total;
   }
 }
 
@@ -147,14 +147,14 @@ TEST(DamagedFiles, EveryFaultOfTheFileLayerIsReported) {
   EXPECT_EQ(sound.tracks, 3u);
   for (const FaultPoint point :
        {FaultPoint::kFileOpen, FaultPoint::kFileRead, FaultPoint::kFileSeek, FaultPoint::kMutexCreate}) {
-    int strikes = 0;
-    for (bool struck = true; struck; ++strikes) {
-      const FaultAt fault(point, strikes + 1);
+    int faults = 0;
+    for (bool triggered = true; triggered; ++faults) {
+      const FaultAt fault(point, faults + 1);
       expect_reported(use(descriptor), sound,
-                      std::to_string(static_cast<int>(point)) + ' ' + std::to_string(strikes));
-      struck = fault.struck();
+                      std::to_string(static_cast<int>(point)) + ' ' + std::to_string(faults));
+      triggered = fault.triggered();
     }
-    EXPECT_GT(strikes, 3) << static_cast<int>(point);
+    EXPECT_GT(faults, 3) << static_cast<int>(point);
   }
 }
 

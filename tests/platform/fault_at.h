@@ -18,7 +18,7 @@ class FaultAt {
   FaultAt& operator=(const FaultAt&) = delete;
 
   // Whether the Nth call has been made.
-  bool struck() const { return left_ <= 0; }
+  bool triggered() const { return left_ <= 0; }
 
  private:
   static bool decide(zdr::platform::FaultPoint point, void* self) {

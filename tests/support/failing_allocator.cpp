@@ -45,7 +45,7 @@ uint64_t FailingAllocator::count() const {
 size_t FailingAllocator::largest() const {
   return watch.largest;
 }
-bool FailingAllocator::struck() const {
+bool FailingAllocator::triggered() const {
   return watch.failing != 0 && watch.count >= watch.failing;
 }
 

@@ -20,7 +20,7 @@ class FailingAllocator {
   uint64_t count() const;
   size_t largest() const;
   // Whether an allocation has failed.
-  bool struck() const;
+  bool triggered() const;
 };
 
 }  // namespace zdr::test

@@ -57,12 +57,12 @@ class Faults : public testing::TestWithParam<bool> {
 
 TEST_P(Faults, FailingFileCallsReturnDocumentedStatuses) {
   uint32_t seen = 0;
-  bool struck = true;
-  for (uint64_t nth = 1; struck; ++nth) {
+  bool triggered = true;
+  for (uint64_t nth = 1; triggered; ++nth) {
     MemoryFile file(content_);
     file.fail_call(nth);
     seen |= use_reader(file, pcm_);
-    struck = file.has_failed();
+    triggered = file.has_failed();
     file.fail_call(0);
     EXPECT_EQ(use_reader(file, pcm_), kGood) << "after fault " << nth;
   }
@@ -71,16 +71,16 @@ TEST_P(Faults, FailingFileCallsReturnDocumentedStatuses) {
 
 TEST_P(Faults, FailingAllocationsReturnDocumentedStatuses) {
   int failures = 0;
-  bool struck = true;
-  for (uint64_t nth = 1; struck; ++nth) {
+  bool triggered = true;
+  for (uint64_t nth = 1; triggered; ++nth) {
     MemoryFile file(content_);
     uint32_t seen = 0;
     {
       const FailingAllocator failing(nth);
       seen = use_reader(file, pcm_);
-      struck = failing.struck();
+      triggered = failing.triggered();
     }
-    EXPECT_TRUE(seen == kGood || (struck && (seen & ~kHeapOnly) == 0)) << nth;
+    EXPECT_TRUE(seen == kGood || (triggered && (seen & ~kHeapOnly) == 0)) << nth;
     failures += seen != kGood;
   }
   // At least the reader, its buffer, the probe of the first frame and the decoder.

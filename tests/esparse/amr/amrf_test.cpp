@@ -201,16 +201,16 @@ TEST(Amrf, NullArgumentsAreRefused) {
 // succeeds.
 void use_reader(const SpeechFile& file, const Speech& speech, const FaultAt& fault) {
   const Reader reader = file.open();
-  EXPECT_TRUE(reader || fault.struck());
+  EXPECT_TRUE(reader || fault.triggered());
   if (!reader) return;
   AMRF_Info info{};
-  EXPECT_TRUE(AMRF_Scan(reader.get(), &info) == 0 || fault.struck());
-  EXPECT_TRUE(info.frame_count == speech.frames.size() || fault.struck());
+  EXPECT_TRUE(AMRF_Scan(reader.get(), &info) == 0 || fault.triggered());
+  EXPECT_TRUE(info.frame_count == speech.frames.size() || fault.triggered());
   for (uint32_t number = 1; number <= speech.frames.size(); number += number % 900 == 0 ? 37 : 1) {
-    const bool had_struck = fault.struck();
+    const bool had_triggered = fault.triggered();
     Result result = read(reader, number);
     if (result.status != 0) {
-      ASSERT_TRUE(!had_struck && fault.struck()) << number;
+      ASSERT_TRUE(!had_triggered && fault.triggered()) << number;
       result = read(reader, number);
     }
     ASSERT_EQ(result, expected(speech, number)) << number;
@@ -223,10 +223,10 @@ TEST(AmrfFaults, EveryFailingReadAndSeekCostsOneResultAndReadingInOrderNeverSeek
   const SpeechFile file(speech);
   for (const FaultPoint point : {FaultPoint::kFileRead, FaultPoint::kFileSeek}) {
     int calls = -1;
-    for (bool struck = true; struck; ++calls) {
+    for (bool triggered = true; triggered; ++calls) {
       const FaultAt fault(point, calls + 2);
       use_reader(file, speech, fault);
-      struck = fault.struck();
+      triggered = fault.triggered();
     }
     EXPECT_GT(calls, point == FaultPoint::kFileRead ? 10 : 1);
     EXPECT_TRUE(point == FaultPoint::kFileRead || calls <= 1 + 8000 / 900)

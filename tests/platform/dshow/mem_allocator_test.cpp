@@ -127,7 +127,7 @@ TEST(MemAllocator, CanCommitAgainAfterRunningOutOfMemory) {
     {
       const FaultAt fault(FaultPoint::kHeapAllocation, nth);
       EXPECT_EQ(allocator->Commit(), E_OUTOFMEMORY) << nth;
-      EXPECT_TRUE(fault.struck()) << nth;
+      EXPECT_TRUE(fault.triggered()) << nth;
     }
     EXPECT_FALSE(take(*allocator.get()));
     EXPECT_EQ(allocator->Commit(), S_OK) << "after failure " << nth;

@@ -80,7 +80,7 @@ TEST_F(RegistryTest, AFailedStepChangesNothing) {
     {
       const FaultAt fault(platform::FaultPoint::kRegistryStep, step);
       status = set_text(key, u"V", u"new");
-      if (!fault.struck()) break;
+      if (!fault.triggered()) break;
     }
     ++failures;
     EXPECT_EQ(status, ERROR_IO_DEVICE) << step;
