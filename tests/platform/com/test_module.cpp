@@ -1,6 +1,7 @@
 // A module like any filter module: templates, an init routine, DllMain.
 #include "tests/platform/com/test_module.h"
 
+#include <com_ptr.h>
 #include <streams.h>
 
 #include <cstdlib>
@@ -20,6 +21,11 @@ void note(char event) {
 class TestObject final : public CUnknown, public ITestModule {
  public:
   explicit TestObject(IUnknown* outer) : CUnknown(NAME("TestObject"), outer) {}
+  ~TestObject() override {
+    // Within the last Release, a callback may take and drop references.
+    NonDelegatingAddRef();
+    NonDelegatingRelease();
+  }
 
   DECLARE_IUNKNOWN
   HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override {
@@ -27,14 +33,11 @@ class TestObject final : public CUnknown, public ITestModule {
     return CUnknown::NonDelegatingQueryInterface(riid, ppv);
   }
 
-  HRESULT CountAroundAllocator(LONG* before, LONG* after) override {
-    *before = ObjectsActive();
-    IUnknown* allocator = nullptr;
+  LONG CountBesideAllocator() override {
+    zdr::com::ComPtr<IUnknown> allocator;
     const HRESULT hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER,
-                                        IID_IMemAllocator, reinterpret_cast<void**>(&allocator));
-    *after = ObjectsActive();
-    if (SUCCEEDED(hr)) allocator->Release();
-    return hr;
+                                        IID_IMemAllocator, allocator.out_void());
+    return SUCCEEDED(hr) ? ObjectsActive() : -1;
   }
 };
 

@@ -14,8 +14,8 @@ inline constexpr CLSID CLSID_TestMissing = zdr::com::guid("5F4B0F0E-7C59-4C5C-9B
 inline constexpr IID IID_ITestModule = zdr::com::guid("5F4B0F0E-7C59-4C5C-9B27-6D1D4B6A3C11");
 
 struct ITestModule : IUnknown {
-  // Live objects of the module, before and after it creates and holds an allocator of the platform library.
-  virtual HRESULT CountAroundAllocator(LONG* before, LONG* after) = 0;
+  // Live objects of the module while it holds an allocator of the platform library.
+  virtual LONG CountBesideAllocator() = 0;
 };
 
 // The module records its events in this environment variable, because an unloaded module cannot be called:

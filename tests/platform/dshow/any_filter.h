@@ -1,15 +1,29 @@
-// AnyFilter, a filter with the pins that a test adds, and AgreeingPin, a base for pins that accept
-// everything.
+// AnyFilter, a filter with the pins that a test adds; AgreeingPin, a base for pins that accept everything;
+// media types that a letter identifies.
 #pragma once
 
 #include <com_ptr.h>
 #include <streams.h>
 
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
 namespace zdr::test {
+
+// A fully specified type with a letter in its sub type.
+inline CMediaType type_of(char letter) {
+  CMediaType type;
+  type.majortype = MEDIATYPE_Stream;
+  type.subtype.Data1 = static_cast<DWORD>(letter);
+  type.formattype = FORMAT_None;
+  return type;
+}
+
+inline char letter_of(const AM_MEDIA_TYPE& type) {
+  return static_cast<char>(type.subtype.Data1);
+}
 
 class AnyFilter : public CBaseFilter {
  public:
@@ -30,13 +44,22 @@ class AnyFilter : public CBaseFilter {
   std::vector<std::unique_ptr<CBasePin>> pins;
 };
 
+// Offers a type for each letter of its list.
 class AgreeingPin : public CBasePin {
  public:
-  AgreeingPin(CBaseFilter* filter, CCritSec* lock, const WCHAR* name, PIN_DIRECTION direction)
-      : CBasePin(NAME("AgreeingPin"), filter, lock, nullptr, name, direction) {}
+  AgreeingPin(CBaseFilter* filter, CCritSec* lock, const WCHAR* name, PIN_DIRECTION direction,
+              std::string letters = {})
+      : CBasePin(NAME("AgreeingPin"), filter, lock, nullptr, name, direction), offers(std::move(letters)) {}
   HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+  HRESULT GetMediaType(int position, CMediaType* type) override {
+    if (position < 0) return E_INVALIDARG;
+    if (static_cast<std::size_t>(position) >= offers.size()) return VFW_S_NO_MORE_ITEMS;
+    return type->Set(type_of(offers[static_cast<std::size_t>(position)]));
+  }
   HRESULT BeginFlush() override { return S_OK; }
   HRESULT EndFlush() override { return S_OK; }
+
+  std::string offers;
 };
 
 }  // namespace zdr::test

@@ -5,12 +5,8 @@
 #include <cstring>
 #include <string>
 
-#include "tests/platform/fault_at.h"
-
 namespace zdr::test {
 namespace {
-
-using platform::FaultPoint;
 
 class Counted final : public IUnknown {
  public:
@@ -26,9 +22,8 @@ CMediaType make_type(const GUID& major, const GUID& sub, const GUID& format, con
   type.SetType(&major);
   type.SetSubtype(&sub);
   type.SetFormatType(&format);
-  if (!block.empty()) {
-    std::memcpy(type.AllocFormatBuffer(static_cast<ULONG>(block.size())), block.data(), block.size());
-  }
+  const auto length = static_cast<ULONG>(block.size());
+  if (length != 0) std::memcpy(type.AllocFormatBuffer(length), block.data(), length);
   return type;
 }
 
@@ -54,34 +49,13 @@ TEST(MediaType, CopiesOwnTheirBlockAndShareTheObject) {
     EXPECT_EQ(object.references, 4U);
 
     original.pbFormat[0] = 'X';
-    for (const AM_MEDIA_TYPE* each : {static_cast<AM_MEDIA_TYPE*>(&copy), in_task_memory})
-      EXPECT_EQ(block_of(*each), "block");
+    EXPECT_EQ(block_of(copy), "block");
+    EXPECT_EQ(block_of(*in_task_memory), "block");
     DeleteMediaType(in_task_memory);
-    DeleteMediaType(nullptr);
     FreeMediaType(copy);
-    EXPECT_EQ(copy.cbFormat, 0U);
-    EXPECT_EQ(copy.pUnk, nullptr);
     EXPECT_EQ(object.references, 2U);
   }
   EXPECT_EQ(object.references, 1U);
-}
-
-TEST(MediaType, AllocFormatBufferReplacesTheBlockOrLeavesIt) {
-  CMediaType type = audio_type();
-  {
-    const FaultAt fault(FaultPoint::kTaskAllocation, 1);
-    EXPECT_EQ(type.AllocFormatBuffer(3), nullptr);
-  }
-  {
-    const FaultAt fault(FaultPoint::kTaskAllocation, 1);
-    CMediaType copy;
-    EXPECT_EQ(copy.Set(type), E_OUTOFMEMORY);
-    EXPECT_EQ(copy.cbFormat, 0U);
-  }
-  EXPECT_EQ(type.AllocFormatBuffer(0), nullptr);
-  EXPECT_EQ(block_of(type), "block");
-  EXPECT_NE(type.AllocFormatBuffer(9), nullptr);
-  EXPECT_EQ(type.cbFormat, 9U);
 }
 
 TEST(MediaType, KeptTypeLackingOnlyTheSubTypeIsNotPartial) {
@@ -93,15 +67,12 @@ TEST(MediaType, KeptTypeLackingOnlyTheSubTypeIsNotPartial) {
     bool matches;
     bool is_partial;
   } cases[] = {
-      {"all open", CMediaType(), true, true},
       {"major", make_type(MEDIATYPE_Audio, any, any, ""), true, true},
       {"other major", make_type(MEDIATYPE_Video, any, any, ""), false, true},
       {"sub alone", make_type(any, MEDIASUBTYPE_PCM, any, ""), true, true},
       {"other sub", make_type(MEDIATYPE_Audio, MEDIATYPE_Stream, any, ""), false, true},
       {"sub open", make_type(MEDIATYPE_Audio, any, FORMAT_WaveFormatEx, "block"), true, false},
-      {"everything", make_type(MEDIATYPE_Audio, MEDIASUBTYPE_PCM, FORMAT_WaveFormatEx, "block"), true, false},
       {"other block", make_type(any, any, FORMAT_WaveFormatEx, "blocK"), false, true},
-      {"format without its block", make_type(any, any, FORMAT_WaveFormatEx, ""), false, true},
       {"other format", make_type(any, any, FORMAT_None, "block"), false, true},
       {"block without a format", make_type(MEDIATYPE_Audio, any, any, "other"), true, true},
   };
@@ -115,7 +86,6 @@ TEST(MediaType, KeptTypeLackingOnlyTheSubTypeIsNotPartial) {
 
 TEST(MediaType, KeptSampleSizeStaysWhenItBecomesVariable) {
   CMediaType type;
-  EXPECT_TRUE(type.bFixedSizeSamples);
   type.lSampleSize = 512;
   type.SetVariableSize();
   EXPECT_FALSE(type.bFixedSizeSamples);

@@ -48,10 +48,8 @@ fs::path new_file(const std::set<fs::path>& before) {
 TEST_F(NamedEvents, NamesAreCaseSensitiveAndMayHaveAPrefix) {
   const ScopedHandle plain = event(u"Name");
   const std::pair<std::u16string, DWORD> rows[] = {{u"Global\\Name", ERROR_ALREADY_EXISTS},
-                                                   {u"Local\\Name", ERROR_ALREADY_EXISTS},
                                                    {u"name", NO_ERROR},
                                                    {u"", NO_ERROR},
-                                                   {u"Other\\Name", ERROR_PATH_NOT_FOUND},
                                                    {u"Global\\a\\b", ERROR_PATH_NOT_FOUND},
                                                    {u"Global\\", ERROR_PATH_NOT_FOUND},
                                                    {std::u16string(260, u'x'), NO_ERROR},
@@ -61,9 +59,6 @@ TEST_F(NamedEvents, NamesAreCaseSensitiveAndMayHaveAPrefix) {
     EXPECT_EQ(GetLastError(), error);
     EXPECT_EQ(handle != nullptr, error == NO_ERROR || error == ERROR_ALREADY_EXISTS);
   }
-  const ScopedHandle unnamed = event(u"");
-  const ScopedHandle other = event(u"");
-  EXPECT_EQ(GetLastError(), NO_ERROR) << "an empty name is no name";
 }
 
 TEST_F(NamedEvents, EndWithTheirLastHandleInAnyProcess) {

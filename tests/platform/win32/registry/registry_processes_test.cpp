@@ -47,8 +47,8 @@ TEST_F(RegistryTest, ChangesOfAnotherProcessAreSeenAtOnce) {
   const ScopedKey key(kUser, u"A0");
   for (int round = 0; round < 20; ++round) {
     EXPECT_EQ(other.call("registry-set A0 " + std::to_string(round)), "0");
-    EXPECT_EQ(text_of(key, u"V"),
-              wide(std::to_string(round)));  // the file often keeps its length and its time
+    // The file often keeps its length and its time.
+    EXPECT_EQ(text_of(key, u"V"), wide(std::to_string(round)));
   }
 }
 
@@ -95,15 +95,6 @@ TEST_F(RegistryTest, AFailedStepChangesNothing) {
                       kStepsOfAChange + 1);  // one more load, to look for the key
   EXPECT_EQ(ScopedKey(kUser, u"Unsaved").status, ERROR_IO_DEVICE);
   EXPECT_EQ(open_status(kUser, u"Unsaved"), ERROR_FILE_NOT_FOUND);
-}
-
-TEST_F(RegistryTest, AFolderThatCannotBeMadeIsReported) {
-  make_file("plain");
-  variable_.set(path("plain/registry.reg").c_str());
-  EXPECT_EQ(open_status(kUser, u"K"), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_PATH_NOT_FOUND);
-  variable_.set(path(std::string(300, 'n')).c_str());
-  EXPECT_EQ(open_status(kUser, u"K"), ERROR_FILENAME_EXCED_RANGE);
 }
 
 }  // namespace

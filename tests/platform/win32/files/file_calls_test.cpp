@@ -1,0 +1,215 @@
+// Opening and deleting by name, positions, pipes, and transfers that fail. The tests of the OS layer cover
+// dispositions, sizes and the end of a file.
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+
+#include "tests/platform/win32/win32_test_support.h"
+
+namespace zdr::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using FileOpen = Win32Test;
+using FileContent = Win32Test;
+
+TEST_F(FileOpen, FailuresReturnTheirCodeAndDestroyNothing) {
+  make_file("file");
+  make_file("read-only");
+  fs::permissions(path("read-only"), fs::perms::owner_read);
+  fs::create_directory(path("folder"));
+  fs::create_symlink("loop", path("loop"));
+  const ScopedHandle reader = open_for(make_file("in use"), GENERIC_READ);
+  const struct {
+    std::string name;
+    DWORD access;
+    DWORD disposition;
+    DWORD flags;
+    DWORD error;
+  } rows[] = {
+      {path("missing"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_FILE_NOT_FOUND},
+      {path("no-folder/missing"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_PATH_NOT_FOUND},
+      {path("file/below"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_PATH_NOT_FOUND},
+      {path("folder"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_ACCESS_DENIED},
+      {path("read-only"), GENERIC_WRITE, OPEN_EXISTING, 0, ERROR_ACCESS_DENIED},
+      {path("read-only"), GENERIC_READ, CREATE_ALWAYS, 0, ERROR_ACCESS_DENIED},
+      {path("in use"), GENERIC_WRITE, CREATE_ALWAYS, 0, ERROR_SHARING_VIOLATION},
+      {path("file"), 0x00010000, OPEN_EXISTING, 0, ERROR_INVALID_PARAMETER},
+      {path("file"), GENERIC_READ, 1, 0, ERROR_INVALID_PARAMETER},
+      {path("file"), GENERIC_READ, OPEN_EXISTING, 0x40000000, ERROR_INVALID_PARAMETER},
+      {path("loop"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_CANT_RESOLVE_FILENAME},
+      {path(std::string(300, 'x')), GENERIC_READ, OPEN_EXISTING, 0, ERROR_FILENAME_EXCED_RANGE},
+      {"", GENERIC_READ, OPEN_EXISTING, 0, ERROR_PATH_NOT_FOUND},
+      {"Q:\\plain", GENERIC_READ, OPEN_EXISTING, 0, ERROR_PATH_NOT_FOUND},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(failed_open(CreateFileW(wide(row.name).c_str(), row.access, FILE_SHARE_READ, nullptr,
+                                      row.disposition, row.flags, nullptr)),
+              row.error)
+        << row.name << ' ' << row.disposition;
+  }
+  for (const char* name : {"file", "in use"}) EXPECT_EQ(read_file(path(name)), "0123456789");
+}
+
+TEST_F(FileOpen, NamesAreMappedToThoseOfTheSystem) {
+  make_file("plain");
+  const std::string folder = folder_.path().string();
+  const ScopedVariable drive("ZDR_DRIVE_Q", folder.c_str());
+  const std::string backslashes = folder + "\\plain";
+  for (const std::string& name : {backslashes, "\\\\?\\" + backslashes, std::string("q:\\plain")}) {
+    const ScopedHandle file = open_for(name, GENERIC_READ);
+    EXPECT_NE(HANDLE{file}, INVALID_HANDLE_VALUE) << name;
+  }
+  // A wide name is UTF-8 on disk; a lone surrogate becomes three bytes.
+  const std::u16string odd = wide(folder) + u"/\u00E9\U0001F3B5" + char16_t{0xD800};
+  ScopedHandle file = CreateFileW(odd.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  EXPECT_TRUE(fs::exists(folder + "/\xC3\xA9\xF0\x9F\x8E\xB5\xED\xA0\x80"));
+  // Narrow names end at MAX_PATH; wide ones do not.
+  std::string deep = folder;
+  while (deep.size() < MAX_PATH) deep += "/././.";
+  EXPECT_EQ(failed_open(open_for(deep + "/plain", GENERIC_READ)), ERROR_FILENAME_EXCED_RANGE);
+  file = CreateFileW(wide(deep + "/plain").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  EXPECT_NE(HANDLE{file}, INVALID_HANDLE_VALUE);
+}
+
+TEST_F(FileOpen, OpenAlwaysCreatesTheTargetOfALink) {
+  fs::create_symlink("target", path("link"));
+  const ScopedHandle file = open_for(path("link"), GENERIC_WRITE, 0, OPEN_ALWAYS);
+  EXPECT_EQ(GetLastError(), NO_ERROR);
+  EXPECT_TRUE(fs::exists(path("target")));
+}
+
+TEST_F(FileOpen, DeletionRefusesFoldersAndReadOnlyOrUnsharedFiles) {
+  make_file("file");
+  make_file("read-only");
+  fs::permissions(path("read-only"), fs::perms::owner_read);
+  fs::create_directory(path("folder"));
+  fs::create_symlink("file", path("link"));
+  const ScopedHandle guarded =
+      open_for(make_file("guarded"), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  const ScopedHandle shared =
+      open_for(make_file("shared"), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE);
+  const std::pair<const char*, DWORD> rows[] = {
+      {"missing", ERROR_FILE_NOT_FOUND},    {"folder", ERROR_ACCESS_DENIED},
+      {"read-only", ERROR_ACCESS_DENIED},   {"link", kNoFailure},
+      {"guarded", ERROR_SHARING_VIOLATION}, {"shared", kNoFailure},
+  };
+  for (const auto& [name, error] : rows) {
+    EXPECT_EQ(failure(DeleteFileW(wide(path(name)).c_str())), error) << name;
+    EXPECT_EQ(fs::exists(fs::symlink_status(path(name))),
+              error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION);
+  }
+  EXPECT_TRUE(fs::exists(path("file"))) << "the target of the link";
+}
+
+constexpr int64_t kGiB = int64_t{1} << 30;
+constexpr LONG kNoHigh = 0x7EADBEEF;  // in a row: call without a high word
+
+int64_t position_of(HANDLE file) {
+  LONG high = 0;
+  const DWORD low = SetFilePointer(file, 0, &high, FILE_CURRENT);
+  return int64_t{high} << 32 | low;
+}
+
+// The file has 5 GiB + 3 bytes; each row starts at position 100.
+TEST_F(FileContent, SeeksUseTheHighWordIfGiven) {
+  write_sparse_file(path("file"), 5 * kGiB + 3);
+  const ScopedHandle file = open_for(path("file"), GENERIC_READ);
+  constexpr DWORD kFailed = INVALID_SET_FILE_POINTER;
+  const struct {
+    LONG low;
+    LONG high;
+    DWORD method;
+    DWORD error;
+    int64_t position;
+  } rows[] = {
+      // Without a high word: a signed 32-bit distance, and the result must fit 32 bits.
+      {-101, kNoHigh, FILE_CURRENT, ERROR_NEGATIVE_SEEK, 100},
+      {0, kNoHigh, FILE_END, ERROR_INVALID_PARAMETER, 100},
+      {-(1 << 30) - 4, kNoHigh, FILE_END, NO_ERROR, 4 * kGiB - 1},
+      {0, kNoHigh, 3, ERROR_INVALID_PARAMETER, 100},
+      // With one: 64 bits in and out.
+      {-100, -1, FILE_CURRENT, kUntouched, 0},
+      {0, 0, FILE_END, kUntouched, 5 * kGiB + 3},
+      {-1, 0x7FFFFFFF, FILE_BEGIN, NO_ERROR, INT64_MAX},
+      {-1, 0x7FFFFFFF, FILE_CURRENT, ERROR_INVALID_PARAMETER, 100},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    SetFilePointer(file, 100, nullptr, FILE_BEGIN);
+    LONG high = row.high;
+    SetLastError(kUntouched);
+    const DWORD result = SetFilePointer(file, row.low, row.high == kNoHigh ? nullptr : &high, row.method);
+    const bool succeeds = row.error == kUntouched || row.error == NO_ERROR;
+    EXPECT_EQ(GetLastError(), row.error);
+    EXPECT_EQ(result, succeeds ? static_cast<DWORD>(row.position) : kFailed);
+    EXPECT_EQ(high, succeeds && row.high != kNoHigh ? static_cast<LONG>(row.position >> 32) : row.high);
+    EXPECT_EQ(position_of(file), row.position);
+  }
+  // A read that would end after the largest position is shortened.
+  LONG high = 0x7FFFFFFF;
+  SetFilePointer(file, -2, &high, FILE_BEGIN);
+  char bytes[16];
+  DWORD got = 99;
+  EXPECT_TRUE(ReadFile(file, bytes, 16, &got, nullptr) && got == 0);
+}
+
+TEST_F(FileContent, APipeHasNoPositionAndAWriteWithoutReaderFails) {
+  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+  ScopedHandle reader = open_for(path("pipe"), GENERIC_READ, 7);
+  const ScopedHandle writer = open_for(path("pipe"), GENERIC_WRITE, 7);
+  EXPECT_EQ(SetFilePointer(reader, 0, nullptr, FILE_CURRENT), INVALID_SET_FILE_POINTER);
+  EXPECT_EQ(GetLastError(), ERROR_SEEK_ON_DEVICE);
+  DWORD moved = 0;
+  EXPECT_TRUE(WriteFile(writer, "ab", 2, &moved, nullptr));
+  char bytes[2] = {};
+  EXPECT_TRUE(ReadFile(reader, bytes, 2, &moved, nullptr) && moved == 2 && bytes[1] == 'b');
+  reader.close();
+  moved = 77;
+  EXPECT_EQ(failure(WriteFile(writer, "ab", 2, &moved, nullptr)), ERROR_BROKEN_PIPE);
+  EXPECT_EQ(moved, 0u);
+  sigset_t pending;
+  sigset_t blocked;
+  sigpending(&pending);
+  pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+  EXPECT_FALSE(sigismember(&pending, SIGPIPE) || sigismember(&blocked, SIGPIPE));
+}
+
+TEST_F(FileContent, CountsAreClearedBeforeAnythingFails) {
+  const ScopedHandle reader = open_for(make_file("r"), GENERIC_READ);
+  const ScopedHandle writer = open_for(make_file("w"), GENERIC_WRITE);
+  const ScopedHandle full = open_for("/dev/full", GENERIC_WRITE);
+  char byte = 0;
+  LPOVERLAPPED overlapped = reinterpret_cast<LPOVERLAPPED>(&byte);
+  DWORD count = 99;
+  const auto expect = [&](BOOL succeeded, DWORD error) {
+    EXPECT_EQ(failure(succeeded), error);
+    EXPECT_EQ(std::exchange(count, 99), 0u);
+  };
+  expect(WriteFile(reader, &byte, 1, &count, nullptr), ERROR_ACCESS_DENIED);
+  expect(ReadFile(writer, &byte, 1, &count, nullptr), ERROR_ACCESS_DENIED);
+  expect(ReadFile(reader, nullptr, 1, &count, nullptr), ERROR_NOACCESS);
+  expect(ReadFile(reader, &byte, 1, &count, overlapped), ERROR_INVALID_PARAMETER);
+  expect(WriteFile(full, "abcd", 4, &count, nullptr), ERROR_DISK_FULL);
+}
+
+TEST_F(FileContent, AFailedWriteCountsWhatMovedBefore) {
+  rlimit before;
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit small = {6, before.rlim_max};
+  signal(SIGXFSZ, SIG_IGN);
+  const ScopedHandle file = open_for(path("file"), GENERIC_WRITE, 0, CREATE_ALWAYS);
+  setrlimit(RLIMIT_FSIZE, &small);
+  DWORD put = 99;
+  const DWORD error = failure(WriteFile(file, "abcdefgh", 8, &put, nullptr));
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_EQ(error, ERROR_FILE_TOO_LARGE);
+  EXPECT_EQ(put, 6u);
+  EXPECT_EQ(position_of(file), 6);
+}
+
+}  // namespace
+
+}  // namespace zdr::test
