@@ -11,19 +11,11 @@ class DeviceTap {
  public:
   explicit DeviceTap(FMGR_Stream* stream) : device_(stream->file->device), original_(device_->ops) {
     static_cast<FMGR_DeviceOps&>(ops_) = *original_;
-    ops_.close = [](FMGR_Device* device) { return of(device).close(); };
-    ops_.read = [](FMGR_Device* device, void* buffer, uint32_t count) {
-      return of(device).run('r', [=](auto* ops) { return ops->read(device, buffer, count); });
-    };
-    ops_.write = [](FMGR_Device* device, const void* buffer, uint32_t count) {
-      return of(device).run('w', [=](auto* ops) { return ops->write(device, buffer, count); });
-    };
-    ops_.seek = [](FMGR_Device* device, uint32_t low, uint32_t high, int32_t whence) {
-      return of(device).run('s', [=](auto* ops) { return ops->seek(device, low, high, whence); });
-    };
-    ops_.size = [](FMGR_Device* device, uint64_t* size) {
-      return of(device).run('z', [=](auto* ops) { return ops->size(device, size); });
-    };
+    ops_.close = &close;
+    ops_.read = &tapped<'r', &FMGR_DeviceOps::read>;
+    ops_.write = &tapped<'w', &FMGR_DeviceOps::write>;
+    ops_.seek = &tapped<'s', &FMGR_DeviceOps::seek>;
+    ops_.size = &tapped<'z', &FMGR_DeviceOps::size>;
     device_->ops = &ops_;
   }
   ~DeviceTap() {
@@ -49,18 +41,20 @@ class DeviceTap {
 
   static DeviceTap& of(FMGR_Device* device) { return *static_cast<const TappedOps*>(device->ops)->tap; }
 
-  template <class Operation>
-  int32_t run(char letter, Operation operation) {
-    log_ += letter;
-    return letter == failing_ ? status_ : operation(original_);
+  template <char kLetter, auto kOperation, class... Arguments>
+  static int32_t tapped(FMGR_Device* device, Arguments... arguments) {
+    DeviceTap& tap = of(device);
+    tap.log_ += kLetter;
+    return kLetter == tap.failing_ ? tap.status_ : (tap.original_->*kOperation)(device, arguments...);
   }
 
   // The device is released by its close, whatever that returns.
-  int32_t close() {
-    log_ += 'c';
-    const int32_t status = original_->close(device_);
-    device_ = nullptr;
-    return failing_ == 'c' ? status_ : status;
+  static int32_t close(FMGR_Device* device) {
+    DeviceTap& tap = of(device);
+    tap.log_ += 'c';
+    const int32_t status = tap.original_->close(device);
+    tap.device_ = nullptr;
+    return tap.failing_ == 'c' ? tap.status_ : status;
   }
 
   FMGR_Device* device_;

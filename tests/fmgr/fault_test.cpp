@@ -14,51 +14,44 @@ namespace {
 using platform::FaultPoint;
 
 constexpr uint32_t kBufferSizes[] = {0, 7};
+constexpr const char* kContent = "0123456789abcdefghij";
 
-class Faults : public testing::Test {
- protected:
-  // Opens, reads, seeks and closes as a parser does, without allocations of its own. Returns whether
-  // everything succeeded.
-  bool use_manager(uint32_t buffer_size) {
-    succeeded_ = true;
-    const FMGR_Config config = {buffer_size, buffer_size};
-    FMGR_Context* made = nullptr;
-    check(FMGR_Init(&made, &config));
-    const Context context(made);
-    if (!context) return false;
-    const Stream streams[] = {open_stream(source_, "rb", context), open_stream(source_, "rb", context),
-                              open_stream(source_, "ra", context)};
-    const std::string_view content = source_.content();
-    for (const Stream& stream : streams) {
-      if (!stream) return false;
-      read(stream, 100, content.substr(std::min<size_t>(tell(stream), content.size())));
-      check(FMGR_FSeek(stream.get(), -4, FMGR_SEEK_END));
-      read(stream, 2, "gh");
-      uint32_t size = 0;
-      check(FMGR_FSize(stream.get(), &size));
-    }
-    return succeeded_;
-  }
-
- private:
-  int32_t check(int32_t status) {
+// Opens, reads, seeks and closes as a parser does, without allocations of its own. True if everything
+// succeeded.
+bool use_manager(const Source& source, uint32_t buffer_size) {
+  bool succeeded = true;
+  const auto check = [&succeeded](int32_t status) {
     EXPECT_TRUE(status >= 0 || status == FMGR_ERR_GENERIC || status == FMGR_ERR_NO_MEMORY ||
                 status == FMGR_ERR_SEEK)
         << status;
-    succeeded_ = succeeded_ && status >= 0;
-    return status;
-  }
-  void read(const Stream& stream, uint32_t count, std::string_view expected) {
+    succeeded = succeeded && status >= 0;
+    return static_cast<size_t>(std::max(status, 0));
+  };
+  const FMGR_Config config = {buffer_size, buffer_size};
+  FMGR_Context* made = nullptr;
+  check(FMGR_Init(&made, &config));
+  const Context context(made);
+  if (!context) return false;
+  const Stream streams[] = {open_stream(source, "rb", context), open_stream(source, "rb", context),
+                            open_stream(source, "ra", context)};
+  const std::string_view content = source.content();
+  for (const Stream& stream : streams) {
+    if (!stream) return false;
     char bytes[100];
-    const int32_t moved = check(FMGR_FRead(stream.get(), bytes, count));
-    succeeded_ = succeeded_ && std::string_view(bytes, static_cast<size_t>(std::max(moved, 0))) == expected;
+    const auto reads = [&](uint32_t count, std::string_view expected) {
+      return std::string_view(bytes, check(FMGR_FRead(stream.get(), bytes, count))) == expected;
+    };
+    succeeded = reads(100, content.substr(std::min<size_t>(tell(stream), content.size()))) && succeeded;
+    check(FMGR_FSeek(stream.get(), -4, FMGR_SEEK_END));
+    succeeded = reads(2, "gh") && succeeded;
+    uint32_t size = 0;
+    check(FMGR_FSize(stream.get(), &size));
   }
+  return succeeded;
+}
 
-  const Source source_{FMGR_DEV_FILE_W, "0123456789abcdefghij"};
-  bool succeeded_ = true;
-};
-
-TEST_F(Faults, OfTheSystemReturnDocumentedStatusesAndLeaveNothing) {
+TEST(Faults, OfTheSystemReturnDocumentedStatusesAndLeaveNothing) {
+  const Source source(FMGR_DEV_FILE_W, kContent);
   for (const uint32_t buffer_size : kBufferSizes) {
     for (const FaultPoint point : {FaultPoint::kFileOpen, FaultPoint::kFileRead, FaultPoint::kFileSeek,
                                    FaultPoint::kFileSize, FaultPoint::kMutexCreate}) {
@@ -66,23 +59,24 @@ TEST_F(Faults, OfTheSystemReturnDocumentedStatusesAndLeaveNothing) {
       for (bool triggered = true; triggered; ++nth) {
         {
           const FaultAt fault(point, nth);
-          use_manager(buffer_size);
+          use_manager(source, buffer_size);
           triggered = fault.triggered();
         }
-        EXPECT_TRUE(use_manager(buffer_size)) << "after fault " << nth;
+        EXPECT_TRUE(use_manager(source, buffer_size)) << "after fault " << nth;
       }
       EXPECT_GT(nth, 2) << "the point was never reached: " << static_cast<uint32_t>(point);
     }
   }
 }
 
-TEST_F(Faults, OfTheHeapReturnDocumentedStatusesAndLeaveNothing) {
+TEST(Faults, OfTheHeapReturnDocumentedStatusesAndLeaveNothing) {
+  const Source source(FMGR_DEV_FILE_W, kContent);
   for (const uint32_t buffer_size : kBufferSizes) {
     int failures = 0;
     uint64_t nth = 1;
     for (bool triggered = true; triggered; ++nth) {
       const FailingAllocator failing(nth);
-      const bool succeeded = use_manager(buffer_size);
+      const bool succeeded = use_manager(source, buffer_size);
       triggered = failing.triggered();
       failures += !succeeded;
       // The system succeeds without some of its allocations; the manager needs each of its own.

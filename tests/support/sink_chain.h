@@ -61,7 +61,6 @@ class SinkChain {
   }
 
   TestSinkPin& sink(size_t index = 0) { return sinks_[index]->pin(); }
-  TestSink& sink_filter(size_t index = 0) { return *sinks_[index].get(); }
   size_t sink_count() const { return sinks_.size(); }
   // Waits until every sink has received the end of its stream; false after kPatience.
   bool wait_for_ends() {

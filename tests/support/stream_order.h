@@ -3,6 +3,7 @@
 // segment; after an end of stream or a refused sample nothing follows until the stream begins anew.
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -13,18 +14,14 @@ class StreamOrder {
  public:
   enum class Call { kNewSegment, kSample, kEndOfStream };
 
-  // Around every streaming call, to detect overlaps.
-  class [[nodiscard]] Streaming {
-   public:
-    Streaming(StreamOrder& order, Call call) : order_(order) { order_.enter(call); }
-    ~Streaming() { order_.leave(); }
-    Streaming(const Streaming&) = delete;
-    Streaming& operator=(const Streaming&) = delete;
-
-   private:
-    StreamOrder& order_;
-  };
-
+  // Begins a streaming call, which ends when the result is released.
+  [[nodiscard]] std::shared_ptr<const void> begin(Call call) {
+    const std::lock_guard lock(mutex_);
+    if (streaming_.use_count() > 1) breaches_.push_back("overlapping streaming calls");
+    // The receiver refuses calls during a flush, so they change nothing.
+    if (!flushing_) enter(call);
+    return streaming_;
+  }
   // Call when the receiver has returned anything but S_OK for a sample.
   void sample_refused() {
     const std::lock_guard lock(mutex_);
@@ -59,11 +56,6 @@ class StreamOrder {
     phase_ = Phase::kStart;
   }
   void enter(Call call) {
-    const std::lock_guard lock(mutex_);
-    if (streaming_call_) breaches_.push_back("overlapping streaming calls");
-    streaming_call_ = true;
-    // The receiver refuses calls during a flush, so they change nothing.
-    if (flushing_) return;
     if (call == Call::kNewSegment) {
       phase_ = Phase::kStreaming;
       return;
@@ -74,14 +66,10 @@ class StreamOrder {
     if (phase_ == Phase::kRefused) breaches_.push_back(name + " after a refused sample");
     if (call == Call::kEndOfStream) phase_ = Phase::kEnded;
   }
-  void leave() {
-    const std::lock_guard lock(mutex_);
-    streaming_call_ = false;
-  }
 
+  const std::shared_ptr<const void> streaming_ = std::make_shared<int>();  // shared by each streaming call
   mutable std::mutex mutex_;
   Phase phase_ = Phase::kStart;
-  bool streaming_call_ = false;
   bool flushing_ = false;
   std::vector<std::string> breaches_;
 };

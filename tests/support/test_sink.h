@@ -46,27 +46,20 @@ class TestSinkPin final : public CBaseInputPin {
   }
   // Lets this many samples pass a hold.
   void let_pass(int samples) {
-    const std::lock_guard lock(mutex_);
-    passes_ += samples;
-    changed_.notify_all();
+    change([&] { passes_ += samples; });
   }
   void let_all_pass() {
-    const std::lock_guard lock(mutex_);
-    holding_ = false;
-    changed_.notify_all();
+    change([&] { holding_ = false; });
   }
   // The functions that wait return false after kPatience.
   bool wait_until_held() {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, kPatience, [this] { return held_; });
+    return wait_until([this] { return held_; });
   }
   bool wait_for_samples(std::size_t count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, kPatience, [&] { return samples_.size() >= count; });
+    return wait_until([&] { return samples_.size() >= count; });
   }
   bool wait_for_end_of_stream() {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, kPatience, [this] { return ended_; });
+    return wait_until([this] { return ended_; });
   }
 
   std::vector<SinkSample> samples() const {
@@ -95,36 +88,27 @@ class TestSinkPin final : public CBaseInputPin {
   }
   HRESULT Inactive() override {
     log("inactive");
-    {
-      const std::lock_guard lock(mutex_);
-      active_ = false;
-      flushing_ = false;
-      changed_.notify_all();
-    }
+    change([this] { active_ = flushing_ = false; });
     return CBaseInputPin::Inactive();
   }
 
   HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override {
-    const StreamOrder::Streaming call(order_, StreamOrder::Call::kNewSegment);
+    const auto streaming = order_.begin(StreamOrder::Call::kNewSegment);
     std::ostringstream entry;
     entry << "new segment " << start << '-' << stop << " x" << rate;
     log(entry.str());
     return CBaseInputPin::NewSegment(start, stop, rate);
   }
   HRESULT Receive(IMediaSample* sample) override {
-    const StreamOrder::Streaming call(order_, StreamOrder::Call::kSample);
+    const auto streaming = order_.begin(StreamOrder::Call::kSample);
     const HRESULT hr = receive_in_order(sample);
     if (hr != S_OK) order_.sample_refused();
     return hr;
   }
   HRESULT EndOfStream() override {
-    const StreamOrder::Streaming call(order_, StreamOrder::Call::kEndOfStream);
+    const auto streaming = order_.begin(StreamOrder::Call::kEndOfStream);
     log("end of stream");
-    {
-      const std::lock_guard lock(mutex_);
-      ended_ = true;
-      changed_.notify_all();
-    }
+    change([this] { ended_ = true; });
     m_pFilter->NotifyEvent(EC_COMPLETE, S_OK, 0);
     return S_OK;
   }
@@ -132,33 +116,35 @@ class TestSinkPin final : public CBaseInputPin {
     log("begin flush");
     order_.begin_flush();
     const HRESULT hr = CBaseInputPin::BeginFlush();
-    const std::lock_guard lock(mutex_);
-    flushing_ = true;
-    changed_.notify_all();
+    change([this] { flushing_ = true; });
     return hr;
   }
   HRESULT EndFlush() override {
     log("end flush");
     order_.end_flush();
-    {
-      const std::lock_guard lock(mutex_);
-      flushing_ = false;
-      ended_ = false;
-    }
+    change([this] { flushing_ = ended_ = false; });
     return CBaseInputPin::EndFlush();
   }
 
  private:
+  // Makes a change that other threads may wait for.
+  template <class Change>
+  void change(Change make) {
+    const std::lock_guard lock(mutex_);
+    make();
+    changed_.notify_all();
+  }
+  template <class Condition>
+  bool wait_until(Condition is_met) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kPatience, is_met);
+  }
   HRESULT receive_in_order(IMediaSample* sample) {
     if (const HRESULT hr = CBaseInputPin::Receive(sample); hr != S_OK) return hr;
     if (const HRESULT hr = wait_to_pass(); hr != S_OK) return hr;
     SinkSample copy = copy_of(sample);
     log("sample " + std::to_string(copy.data.empty() ? 0 : copy.data[0]));
-    {
-      const std::lock_guard lock(mutex_);
-      samples_.push_back(std::move(copy));
-      changed_.notify_all();
-    }
+    change([&] { samples_.push_back(std::move(copy)); });
     return options_.receive ? options_.receive(sample) : S_OK;
   }
   // S_OK when the sample may be recorded.

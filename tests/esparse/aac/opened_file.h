@@ -12,11 +12,15 @@ inline constexpr uint32_t kScanLimit = 0x80000;
 
 class OpenedFile {
  public:
-  // Borrows the content.
-  explicit OpenedFile(const Bytes& content, uint64_t repetitions = 1) : file_(content, repetitions) {
+  // Borrows the content. `seek` replaces the seek callback.
+  explicit OpenedFile(const Bytes& content, uint64_t repetitions = 1,
+                      decltype(AACF_FileIo::seek) seek = nullptr)
+      : file_(content, repetitions) {
+    if (seek != nullptr) file_.io().seek = seek;
     const AACF_OpenParams params{&file_.io(), kScanLimit};
     status_ = AACF_Open(&reader_, u"file.aac", &params);
     AACF_GetStreamInfo(reader_, &info_);
+    AACF_GetConfig(reader_, &config_);
   }
   ~OpenedFile() { AACF_Close(reader_); }
   OpenedFile(const OpenedFile&) = delete;
@@ -25,6 +29,7 @@ class OpenedFile {
   int32_t status() const { return status_; }
   AACF_File* reader() { return reader_; }
   const AACF_StreamInfo& info() const { return info_; }
+  const Zd_AAC_Dec_Config& config() const { return config_; }
   MemoryFile& file() { return file_; }
 
   struct Read {
@@ -45,6 +50,7 @@ class OpenedFile {
   MemoryFile file_;
   AACF_File* reader_ = nullptr;
   AACF_StreamInfo info_{};
+  Zd_AAC_Dec_Config config_{};
   int32_t status_;
 };
 
