@@ -1,0 +1,32 @@
+// The built program on the samples of the tree.
+#include "tests/host/transcript.h"
+
+namespace zdr::test {
+namespace {
+
+TEST(ZdrProgram, ErrorsAreOneLineAndAnExitCode) {
+  expect_transcript("errors");
+}
+
+TEST(ZdrProgram, PlaysAndListsSamples) {
+  expect_transcript("play");
+}
+
+TEST(ZdrProgram, KeyFramesArePicturesOfTheStream) {
+  expect_transcript("keyframe");
+}
+
+TEST(ZdrProgram, FindsItsFilterThroughTheRegistry) {
+  expect_transcript("registry");
+}
+
+TEST(ZdrProgram, DocumentsListTheSameOptions) {
+  expect_transcript("documents");
+}
+
+TEST(ZdrProgram, ShowsColoursAndProgressOnTerminalsAndObeysSignals) {
+  expect_transcript("terminal");
+}
+
+}  // namespace
+}  // namespace zdr::test
