@@ -12,13 +12,6 @@ namespace zdr::test {
 
 using namespace aacdec;
 
-namespace {
-
-// Allocated even if nothing may be written.
-constexpr int32_t kSmallestBuffer = 4;
-
-}  // namespace
-
 Zd_AAC_Dec_Config lc_config(int32_t rate_hz, int32_t channels) {
   return {
       channels * 2048, kFrameLength, rate_hz, channels, kProfileLc, rate_hz, ZD_AAC_DEC_EXTENSION_NONE, 0};
@@ -49,8 +42,9 @@ int32_t TestDecoder::configure(Zd_AAC_Dec_Config config) {
 Output TestDecoder::call(const uint8_t* data, int32_t size, int32_t room) {
   const int32_t given = room < 0 ? config_.outputBytes : room;
   Output output;
-  // Has exactly the stated size, so that the address sanitizer detects a write past its end.
-  output.pcm.resize(static_cast<size_t>(std::max(given, kSmallestBuffer)) / 2);
+  // Has exactly the stated size, so that the address sanitizer detects a write past its end; but not null.
+  output.pcm.reserve(1);
+  output.pcm.resize(static_cast<size_t>(given) / 2);
   output.consumed = size;
   int32_t written = given;
   output.status = Zd_AAC_Dec_Decode(instance_.get(), data, &output.consumed, output.pcm.data(), &written);
@@ -78,9 +72,20 @@ Pcm decode_all(TestDecoder& decoder, const std::vector<Bytes>& units) {
   return pcm;
 }
 
+ConfigValues values(const Zd_AAC_Dec_Config& c) {
+  return {c.outputBytes, c.frameLength, c.sampleRate, c.channels,
+          c.profile,     c.outputRate,  c.extension,  c.singleRate};
+}
+
 std::vector<Bytes> payloads(const AdtsFile& file) {
   std::vector<Bytes> units;
   for (const AdtsFrame& frame : file.frames) units.push_back(frame.payload);
+  return units;
+}
+
+std::vector<Bytes> units(const AdtsFile& file) {
+  std::vector<Bytes> units;
+  for (const AdtsFrame& frame : file.frames) units.push_back(joined(frame.header, frame.payload));
   return units;
 }
 

@@ -48,10 +48,16 @@ class TestDecoder {
   Zd_AAC_Dec_Config config_{};
 };
 
+// The fields in order.
+using ConfigValues = std::vector<int32_t>;
+ConfigValues values(const Zd_AAC_Dec_Config& config);
+
 // Returns the PCM of all units, including the last one.
 Pcm decode_all(TestDecoder& decoder, const std::vector<Bytes>& units);
 
 std::vector<Bytes> payloads(const AdtsFile& file);
+// The frames with their headers.
+std::vector<Bytes> units(const AdtsFile& file);
 Bytes joined(const Bytes& a, const Bytes& b);
 // Returns the bytes without the last `count`.
 Bytes truncated(const Bytes& bytes, size_t count = 1);
