@@ -134,6 +134,7 @@ TEST(OpenMode, KeptDeviceModeAndAccessClassAreParsedSeparately) {
       {"rb+", OS_OPEN_READWRITE, kUpdate},
       {"rt+", OS_OPEN_READ, kUpdate},
       {"w", OS_OPEN_WRITE, kWrite},
+      {"wb", OS_OPEN_WRITE, kWrite},
       {"wt", OS_OPEN_WRITE, std::nullopt},
       {"wr", OS_OPEN_WRITE, kRead},
       {"w+", OS_OPEN_CREATE_READWRITE, kUpdate},

@@ -1,14 +1,12 @@
 // Streams: random operations against a model, on one thread and on several; sharing of devices, sizes,
 // statuses, opening and closing.
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <atomic>
 #include <random>
 #include <thread>
 
 #include "mediakit/drivers/stream_model.h"
-#include "os/os.h"
 #include "tests/fmgr/device_tap.h"
 
 namespace zdr::test {
@@ -133,20 +131,6 @@ TEST_P(Streams, CloseInAnyOrderAndWithTheContext) {
   EXPECT_EQ(tap.log(), "c");
 }
 
-TEST_P(Streams, FailWhenTheirMutexDoes) {
-  Stream stream = open_stream(source_, "rb", context_);
-  OS_MutexDestroy(stream->file->mutex.get());
-  char byte = 0;
-  EXPECT_EQ(FMGR_FRead(stream.get(), &byte, 1), FMGR_ERR_GENERIC);
-  EXPECT_EQ(FMGR_FSeek(stream.get(), 1, FMGR_SEEK_SET), FMGR_ERR_GENERIC);
-  EXPECT_EQ(open_stream(source_, "rb", context_), nullptr);
-  EXPECT_EQ(FMGR_FClose(stream.get()), FMGR_ERR_GENERIC);
-  OS_MutexDestroy(context_->mutex.get());
-  EXPECT_EQ(open_stream(source_, "r+", context_), nullptr);
-  EXPECT_EQ(FMGR_FClose(stream.get()), FMGR_ERR_GENERIC);
-  stream.release();  // the context releases it
-}
-
 TEST(StreamSizes, AboveTwoGiBNeed64Bits) {
   const Source source(FMGR_DEV_FILE_W, "");
   const Context context = make_context(0, 0);
@@ -166,20 +150,6 @@ TEST(StreamSizes, AboveTwoGiBNeed64Bits) {
     EXPECT_EQ(FMGR_FSeek(stream.get(), -8, FMGR_SEEK_END), FMGR_OK);
     EXPECT_EQ(tell(stream), (size - 8) & 0xFFFFFFFF) << "a size beyond 32 bits counts as 0";
   }
-}
-
-TEST(StreamOpening, LeavesTheReasonOfAFailureInTheLastError) {
-  const Source source(FMGR_DEV_FILE_W, "x");
-  const Context context = make_context(0, 0);
-  SetLastError(ERROR_GEN_FAILURE);
-  const Stream stream = open_stream(source, "rb", context);
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_SUCCESS});
-  EXPECT_EQ(open_stream(source, "w+", context), nullptr);
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
-  std::filesystem::remove(source.path());
-  EXPECT_EQ(open_stream(source, "ra", context), nullptr);
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
-  EXPECT_EQ(context->first_file, stream->file) << "a failed open leaves no file behind";
 }
 
 TEST(StreamArguments, KeptReadsOf0BytesAndNullArgumentsAreRefused) {
