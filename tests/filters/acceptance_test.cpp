@@ -28,7 +28,7 @@ WAVEFORMATEX& wave(CMediaType& type) {
 std::function<void(CMediaType&)> set(GUID AM_MEDIA_TYPE::*field, const GUID& value) {
   return [=](CMediaType& type) { type.*field = value; };
 }
-std::function<void(CMediaType&)> block_of(ULONG length) {
+std::function<void(CMediaType&)> truncated_to(ULONG length) {
   return [=](CMediaType& type) {
     type.cbFormat = length;
     type = CMediaType(type);  // with a block of that length
@@ -68,26 +68,26 @@ const Changes kVideoChanges = {
     {"extra size", [](CMediaType& t) { ++video(t).bmiHeader.biSize; }, false},
     {"bitrate", [](CMediaType& t) { ++video(t).dwBitRate; }, true},
     {"no block", no_block, false},
-    {"short block", block_of(87), false},
+    {"short block", truncated_to(87), false},
     {"length without block", both(no_block, [](CMediaType& t) { t.cbFormat = 88; }), false},
 };
 
 TEST(Acceptance, Mpeg4VisualNeedsItsConfiguration) {
-  expect_acceptance(mpeg4_visual_track(), kVideoChanges,
+  expect_acceptance(track_of("MPEG-4 visual"), kVideoChanges,
                     {{"H.263", subtype(kSubtypeH263), false},
                      {"not video", not_video, false},
                      {"another format", other_format, false},
                      {"configuration", byte(88 + 4), false},
                      {"first frame", byte(88 + 5), true},
-                     {"configuration truncated", block_of(88 + 4), false},
-                     {"first frame missing", block_of(88 + 5), true}});
+                     {"configuration truncated", truncated_to(88 + 4), false},
+                     {"first frame missing", truncated_to(88 + 5), true}});
 }
 
 TEST(Acceptance, H263NeedsNoFirstFrame) {
-  expect_acceptance(h263_track(), kVideoChanges,
+  expect_acceptance(track_of("H.263"), kVideoChanges,
                     {{"AVC", subtype(kSubtypeAvc), false},
                      {"not video", not_video, false},
-                     {"first frame missing", block_of(88), true}});
+                     {"first frame missing", truncated_to(88), true}});
 }
 
 TEST(Acceptance, KeptAvcRuleChecksTheSubTypeOfVideoOnly) {
@@ -126,8 +126,8 @@ TEST(Acceptance, KeptAudioRulesIgnoreTheCodecOfTheTrack) {
       {"QCELP, not audio", both(subtype(kSubtypeQcelp), not_audio), true},
       {"QCELP with extra bytes", both(subtype(kSubtypeQcelp), extra_byte), false},
       {"EVRC with extra bytes", both(subtype(kSubtypeEvrc), extra_byte), false},
-      {"short block", block_of(17), false},
-      {"AC-3, short block", both(subtype(kSubtypeDolbyAc3), block_of(1)), true},
+      {"short block", truncated_to(17), false},
+      {"AC-3, short block", both(subtype(kSubtypeDolbyAc3), truncated_to(1)), true},
       {"AC-3 without block", both(subtype(kSubtypeDolbyAc3), no_block), false},
   };
   for (const GUID& aac : kSubtypeAacAccepted) {
@@ -138,10 +138,10 @@ TEST(Acceptance, KeptAudioRulesIgnoreTheCodecOfTheTrack) {
 }
 
 TEST(Acceptance, QcelpNeedsItsConfiguration) {
-  expect_acceptance(mpeg4_qcelp_track(),
+  expect_acceptance(track_of("QCELP in MPEG-4"),
                     {{"another byte", byte(19), false},
                      {"another length", [](CMediaType& t) { wave(t).cbSize = 1; }, false},
-                     {"truncated", block_of(19), false}});
+                     {"truncated", truncated_to(19), false}});
 }
 
 }  // namespace

@@ -117,15 +117,18 @@ TEST(Clips, KeptInformationLeavesMissingFieldsUntouched) {
        movie({avc_track(50), aac_track(100)}),
        {5, 4, 176, 144, 10, 5000, 44100, 2, u, u},
        avc_lists},
-      {"h263.MP4", movie({h263_track()}), {2, u, 176, 144, 10, 1000, u, u, u, u}, sample_content(1, 1, 20)},
+      {"h263.MP4",
+       movie({track_of("H.263")}),
+       {2, u, 176, 144, 10, 1000, u, u, u, u},
+       sample_content(1, 1, 20)},
       {"mpeg4.mp4",
-       movie({mpeg4_visual_track()}),
+       movie({track_of("MPEG-4 visual")}),
        {1, u, 352, 288, 10, 1000, u, u, 0, 1},
        {0, 0, 1, 0xB0, 3}},
       {"amr.3gp", movie({amr_track(50)}), {u, 3, w, w, f, 1000, 8000, 1, u, u}, {}},
-      {"amr-wb.3gp", movie({amr_wb_track(50)}), {u, 7, w, w, f, 1000, 16000, 1, u, u}, {}},
-      {"qcelp.3g2", movie({qcelp_track(50)}), {u, 6, w, w, f, 1000, 8000, 1, u, u}, {}},
-      {"ac3.mp4", movie({ac3_track()}), {u, u, w, w, f, 200, u, u, u, u}, {}},
+      {"amr-wb.3gp", movie({track_of("AMR-WB", 50)}), {u, 7, w, w, f, 1000, 16000, 1, u, u}, {}},
+      {"qcelp.3g2", movie({track_of("QCELP", 50)}), {u, 6, w, w, f, 1000, 8000, 1, u, u}, {}},
+      {"ac3.mp4", movie({track_of("AC-3")}), {u, u, w, w, f, 200, u, u, u, u}, {}},
       {"x.amr", speech(false, 2, 0x3C).bytes(), {u, 3, w, w, f, 40, 8000, 1, u, u}, {}},
       {"x.awb", speech(true, 3, 0x04).bytes(), {u, 7, w, w, f, 60, 16000, 1, u, u}, {}},
       {"x.aac", adts_file(100, 400), {u, 4, w, w, f, 2321, 44100, 2, u, u}, {}},
@@ -240,9 +243,9 @@ TEST(Clips, ReadNoMoreThanTheFileHas) {
 // Every allocation fails once. A failure leaves nothing open: the file may be written.
 TEST(Clips, KeptMissingFileManagerHasAStatusOfItsOwn) {
   Clips clips;
-  const std::u16string names[] = {clips.write("mpeg4.mp4", movie({mpeg4_visual_track()})),
+  const std::u16string names[] = {clips.write("mpeg4.mp4", movie({track_of("MPEG-4 visual")})),
                                   clips.write("avc.mp4", movie({avc_track(3), amr_track(3)})),
-                                  clips.write("h263.mp4", movie({h263_track()})),
+                                  clips.write("h263.mp4", movie({track_of("H.263")})),
                                   clips.write("x.amr", speech(false, 2, 0x3C).bytes()),
                                   clips.write("x.aac", adts_file(3, 400))};
   const auto with_fault = [](uint64_t nth, auto step) {

@@ -2,65 +2,35 @@
 // the type, samples and failures that its pin must produce.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <numeric>
+
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "tests/filters/filter_under_test.h"
 
 namespace zdr::test {
 
-inline TrackDescription video_track(const Bytes& entry, uint32_t sample_count = 10) {
+// Ten samples: a second of video, or 200 ms of audio.
+inline TrackDescription video_track(const Bytes& entry) {
   return {.handler = "vide",
           .sample_entries = {entry},
-          .sizes = std::vector<uint32_t>(sample_count, 20),
+          .sizes = std::vector<uint32_t>(10, 20),
           .width = 176,
           .height = 144};
 }
 
-inline TrackDescription audio_track(const Bytes& entry, uint32_t sample_count = 10) {
+inline TrackDescription audio_track(const Bytes& entry) {
   return {.handler = "soun",
           .sample_entries = {entry},
           .time_scale = 8000,
-          .sizes = std::vector<uint32_t>(sample_count, 32),
+          .sizes = std::vector<uint32_t>(10, 32),
           .durations = {160}};
 }
 
-inline TrackDescription mpeg4_visual_track() {
-  return video_track(video_entry("mp4v", 352, 288,
-                                 esds({.object_type = 0x20,
-                                       .stream_type = 4,
-                                       .average_bitrate = 123456,
-                                       .decoder_specific_info = {0, 0, 1, 0xB0, 3}})));
-}
-
-inline TrackDescription h263_track() {
-  return video_track(video_entry("s263", 176, 144, d263(0x5A414E44, 1, 10, 0)));
-}
-
-inline TrackDescription speech_track(std::string_view entry, const Bytes& configuration,
-                                     uint32_t sample_count = 10) {
-  return audio_track(audio_entry(entry, 2, 8000, configuration), sample_count);
-}
-
-inline TrackDescription amr_wb_track(uint32_t sample_count = 10) {
-  return speech_track("sawb", damr(0x5A414E44, 1, 0x83FF, 0, 1), sample_count);
-}
-
-inline TrackDescription qcelp_track(uint32_t sample_count = 10) {
-  return speech_track("sqcp", speech_configuration("dqcp", 0x5A414E44, 1, 1), sample_count);
-}
-
-inline TrackDescription evrc_track(uint32_t sample_count = 10) {
-  return speech_track("sevc", speech_configuration("devc", 0x5A414E44, 1, 1), sample_count);
-}
-
-// QCELP as an MPEG-4 object type: with bytes of configuration and a bitrate.
-inline TrackDescription mpeg4_qcelp_track() {
-  return audio_track(audio_entry(
-      "mp4a", 1, 8000,
-      esds({.object_type = 0xE1, .average_bitrate = 13300, .decoder_specific_info = {0x51, 0x4C}})));
-}
-
-inline TrackDescription ac3_track() {
-  return audio_track(audio_entry("ac-3", 6, 48000, dac3()));
+inline TrackDescription speech_track(std::string_view entry, const Bytes& configuration) {
+  return audio_track(audio_entry(entry, 2, 8000, configuration));
 }
 
 // AAC whose configuration alone describes it: 24 kHz, one channel, parametric stereo at 48 kHz.
@@ -73,34 +43,39 @@ inline TrackDescription aac_track_with(const Bytes& configuration, uint32_t firs
   return track;
 }
 
-// Fields of a format block, low byte first: sizes and values.
-inline Bytes little(std::initializer_list<std::pair<int, uint64_t>> fields) {
-  Bytes bytes;
-  for (const auto& [size, value] : fields) {
-    for (int i = 0; i < size; ++i) bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
-  }
-  return bytes;
+// --- Format blocks -----------------------------------------------------------------------------------------
+
+template <class Record>
+Bytes bytes_of_record(const Record& record) {
+  const auto* const bytes = reinterpret_cast<const uint8_t*>(&record);
+  return {bytes, bytes + sizeof record};
 }
 
 // `counted`: the bytes of `extra` that biSize includes.
-inline Bytes video_block(uint32_t bitrate, uint16_t width, uint16_t height, std::string_view compression,
-                         const Bytes& extra, size_t counted) {
-  constexpr uint64_t kTimePerFrame = 1000000;
-  const Bytes header = little({{32, 0}, {4, bitrate}, {4, 0}, {8, kTimePerFrame}, {4, 40 + counted}});
-  const Bytes picture = little({{4, width}, {4, height}, {2, 1}, {2, 0}});
-  return concat({header, picture, Bytes(compression.begin(), compression.end()), Bytes(20, 0), extra});
+inline Bytes video_block(DWORD bitrate, LONG width, LONG height, const char* compression, const Bytes& extra,
+                         DWORD counted) {
+  VIDEOINFOHEADER header{};
+  header.dwBitRate = bitrate;
+  header.AvgTimePerFrame = 1000000;
+  header.bmiHeader = {40 + counted, width, height, 1, 0, 0, 0, 0, 0, 0, 0};
+  std::memcpy(&header.bmiHeader.biCompression, compression, 4);
+  return concat({bytes_of_record(header), extra});
 }
 
-inline Bytes wave_block(uint16_t tag, uint16_t channels, uint32_t rate, uint32_t average, uint16_t align,
-                        size_t extra_size, const Bytes& extra = {}) {
-  return concat(
-      {little({{2, tag}, {2, channels}, {4, rate}, {4, average}, {2, align}, {2, 0}, {2, extra_size}}),
-       extra});
+inline Bytes block_of(const CMediaType& type) {
+  return {type.pbFormat, type.pbFormat + type.cbFormat};
+}
+
+inline Bytes wave_block(const WAVEFORMATEX& format, const Bytes& extra = {}) {
+  return concat({bytes_of_record(format), extra});
 }
 
 inline Bytes aac_block(const Bytes& configuration, const Bytes& unit) {
-  return concat({wave_block(0xA106, 2, 24000, 48000, 1, 26 + configuration.size() + unit.size()),
-                 little({{1, configuration.size()}, {3, 0}, {2, unit.size()}, {2, 0}}), configuration, unit});
+  const size_t size = 26 + configuration.size() + unit.size();
+  const std::array<uint16_t, 4> sizes = {static_cast<uint16_t>(configuration.size()), 0,
+                                         static_cast<uint16_t>(unit.size()), 0};
+  return wave_block({0xA106, 2, 24000, 48000, 1, 0, static_cast<WORD>(size)},
+                    concat({bytes_of_record(sizes), configuration, unit}));
 }
 
 struct Codec {
@@ -121,32 +96,63 @@ inline std::vector<Codec> every_codec() {
   // Ten frames of 20 bytes in a second; the bitrate does not include the last one.
   constexpr uint32_t kMeasuredBitrate = 9 * 20 * 8;
   const Bytes frame = sample_content(1, 1, 20);
-  const Bytes mpeg4_extra = concat({{0, 0, 1, 0xB0, 3}, frame});
+  const Bytes mpeg4_record = esds({.object_type = 0x20,
+                                   .stream_type = 4,
+                                   .average_bitrate = 123456,
+                                   .decoder_specific_info = {0, 0, 1, 0xB0, 3}});
   const Bytes avc_extra = {3, 0, 0, 4, 0x67, 0x42, 0xC0, 0x1E, 0, 2, 0x68, 0xCE};
-  const TrackDescription eac3 = audio_track(audio_entry("ec-3", 2, 44100, dec3(192, {Eac3Substream{}})));
+  // QCELP as an MPEG-4 object type: with bytes of configuration and a bitrate.
+  const Bytes qcelp_record =
+      esds({.object_type = 0xE1, .average_bitrate = 13300, .decoder_specific_info = {0x51, 0x4C}});
+  const uint32_t vendor = 0x5A414E44;
   return {
-      {"MPEG-4 visual", mpeg4_visual_track(), kSubtypeMpeg4Visual, FORMAT_VideoInfo,
-       video_block(123456, 352, 288, "M4S2", mpeg4_extra, 25), 1, true},
-      {"H.263", h263_track(), kSubtypeH263, FORMAT_VideoInfo,
-       video_block(kMeasuredBitrate, 176, 144, "H263", frame, 20), 1, true},
+      {"MPEG-4 visual", video_track(video_entry("mp4v", 352, 288, mpeg4_record)), kSubtypeMpeg4Visual,
+       FORMAT_VideoInfo, video_block(123456, 352, 288, "M4S2", concat({{0, 0, 1, 0xB0, 3}, frame}), 25), 1,
+       true},
+      {"H.263", video_track(video_entry("s263", 176, 144, d263(vendor, 1, 10, 0))), kSubtypeH263,
+       FORMAT_VideoInfo, video_block(kMeasuredBitrate, 176, 144, "H263", frame, 20), 1, true},
       // biSize does not include the two bytes before the lists.
       {"AVC", avc_track(10), kSubtypeAvc, FORMAT_VideoInfo,
        video_block(kMeasuredBitrate, 176, 144, "H264", avc_extra, 10)},
       {"AAC", aac_track_with(kParametricStereo), kSubtypeAac, FORMAT_WaveFormatEx,
        aac_block(kParametricStereo, sample_content(1, 1, 40)), 10, true},
-      {"AMR", amr_track(10), kSubtypeAmrNarrowBand, FORMAT_WaveFormatEx, wave_block(0x7A22, 1, 8000, 0, 4, 0),
-       10, false, -2},
-      {"AMR-WB", amr_wb_track(), kSubtypeAmrWideBand, FORMAT_WaveFormatEx,
-       wave_block(0x7A22, 1, 16000, 0, 4, 0), 10, false, -2},
-      {"QCELP", qcelp_track(), kSubtypeQcelp, kFormatQcelp, wave_block(0xF7, 1, 8000, 0, 4, 0), 1, false, -2},
-      {"QCELP in MPEG-4", mpeg4_qcelp_track(), kSubtypeQcelp, kFormatQcelp,
-       wave_block(0xF7, 1, 8000, 13300, 4, 2, {0x51, 0x4C}), 1, false, -2},
-      {"EVRC", evrc_track(), kSubtypeEvrc, kFormatEvrc, wave_block(0xF9, 1, 8000, 0, 4, 0), 1, false, -2},
-      {"AC-3", ac3_track(), kSubtypeDolbyAc3, FORMAT_WaveFormatEx,
-       wave_block(0x2000, 6, 48000, 48000, 1536, 18), 10, true},
-      {"E-AC-3", eac3, kSubtypeDolbyAc3, FORMAT_WaveFormatEx, wave_block(0x2000, 2, 44100, 44100, 1536, 18),
-       10, true},
+      {"AMR", amr_track(10), kSubtypeAmrNarrowBand, FORMAT_WaveFormatEx,
+       wave_block({0x7A22, 1, 8000, 0, 4, 0, 0}), 10, false, -2},
+      {"AMR-WB", speech_track("sawb", damr(vendor, 1, 0x83FF, 0, 1)), kSubtypeAmrWideBand,
+       FORMAT_WaveFormatEx, wave_block({0x7A22, 1, 16000, 0, 4, 0, 0}), 10, false, -2},
+      {"QCELP", speech_track("sqcp", speech_configuration("dqcp", vendor, 1, 1)), kSubtypeQcelp, kFormatQcelp,
+       wave_block({0xF7, 1, 8000, 0, 4, 0, 0}), 1, false, -2},
+      {"QCELP in MPEG-4", audio_track(audio_entry("mp4a", 1, 8000, qcelp_record)), kSubtypeQcelp,
+       kFormatQcelp, wave_block({0xF7, 1, 8000, 13300, 4, 0, 2}, {0x51, 0x4C}), 1, false, -2},
+      {"EVRC", speech_track("sevc", speech_configuration("devc", vendor, 1, 1)), kSubtypeEvrc, kFormatEvrc,
+       wave_block({0xF9, 1, 8000, 0, 4, 0, 0}), 1, false, -2},
+      {"AC-3", audio_track(audio_entry("ac-3", 6, 48000, dac3())), kSubtypeDolbyAc3, FORMAT_WaveFormatEx,
+       wave_block({0x2000, 6, 48000, 48000, 1536, 0, 18}), 10, true},
+      {"E-AC-3", audio_track(audio_entry("ec-3", 2, 44100, dec3(192, {Eac3Substream{}}))), kSubtypeDolbyAc3,
+       FORMAT_WaveFormatEx, wave_block({0x2000, 2, 44100, 44100, 1536, 0, 18}), 10, true},
   };
+}
+
+// The track of a codec, with that number of samples.
+inline TrackDescription track_of(std::string_view name, size_t samples = 10) {
+  const std::vector<Codec> codecs = every_codec();
+  TrackDescription track = std::ranges::find(codecs, name, &Codec::name)->track;
+  track.sizes.resize(samples, track.sizes[0]);
+  return track;
+}
+
+// Frames of 40 ms, every 25th of which is a sync sample, and speech of 20 ms a unit. The size of a sample is
+// its number.
+inline MovieDescription numbered_movie(uint32_t frames, uint32_t units, uint32_t slower = 1) {
+  TrackDescription video = avc_track(frames);
+  video.durations = {40 * slower};
+  for (uint32_t number = 1; number <= frames; number += 25) video.sync_samples.push_back(number);
+  TrackDescription audio = track_of("EVRC", units);
+  audio.durations = {160 * slower};
+  for (TrackDescription* track : {&video, &audio}) {
+    std::iota(track->sizes.begin(), track->sizes.end(), 1u);
+  }
+  return {.tracks = {audio, video}};
 }
 
 }  // namespace zdr::test

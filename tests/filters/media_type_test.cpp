@@ -13,10 +13,6 @@ namespace {
 
 using namespace mp4source;
 
-Bytes block_of(const CMediaType& type) {
-  return {type.pbFormat, type.pbFormat + type.cbFormat};
-}
-
 TEST(MediaType, KeptBlocksOfEveryCodec) {
   for (const Codec& codec : every_codec()) {
     SCOPED_TRACE(codec.name);
@@ -27,8 +23,7 @@ TEST(MediaType, KeptBlocksOfEveryCodec) {
     std::memset(type.AllocFormatBuffer(static_cast<ULONG>(codec.block.size())), 0x55, codec.block.size());
     ASSERT_EQ(pin.GetMediaType(0, &type), S_OK);
     EXPECT_EQ(type.majortype, codec.is_video() ? MEDIATYPE_Video : MEDIATYPE_Audio);
-    EXPECT_EQ(type.subtype, codec.subtype);
-    EXPECT_EQ(type.formattype, codec.format_type);
+    EXPECT_TRUE(type.subtype == codec.subtype && type.formattype == codec.format_type);
     EXPECT_EQ(type.bTemporalCompression != FALSE, codec.is_video());
     EXPECT_EQ(type.bFixedSizeSamples != FALSE, !codec.is_video());
     EXPECT_EQ(block_of(type), codec.block);
@@ -95,13 +90,13 @@ TEST(MediaType, KeptPinsOfOtherCodecsExistAndOfferNothing) {
     return video_track(video_entry("mp4v", 16, 16, esds({.object_type = object_type, .stream_type = 4})));
   };
   const std::tuple<std::string, TrackDescription, TrackDescription> kCases[] = {
-      {"MP3", audio_track(audio_entry(".mp3", 2, 44100)), h263_track()},
-      {"AMR-WB+", speech_track("sawp", dawp(0x5A414E44, 1)), h263_track()},
-      {"MPEG-1 video", video_of_type(0x6A), mpeg4_visual_track()},
-      {"H.263 by its object type alone", video_of_type(0xC2), h263_track()},
+      {"MP3", audio_track(audio_entry(".mp3", 2, 44100)), track_of("H.263")},
+      {"AMR-WB+", speech_track("sawp", dawp(0x5A414E44, 1)), track_of("H.263")},
+      {"MPEG-1 video", video_of_type(0x6A), track_of("MPEG-4 visual")},
+      {"H.263 by its object type alone", video_of_type(0xC2), track_of("H.263")},
       {"AVC by its object type alone", video_of_type(0x7F), avc_track(10)},
       {"AC-3 by its object type alone",
-       audio_track(audio_entry("mp4a", 2, 8000, esds({.object_type = 0xFC}))), h263_track()},
+       audio_track(audio_entry("mp4a", 2, 8000, esds({.object_type = 0xFC}))), track_of("H.263")},
   };
   for (const auto& [name, track, accepted_elsewhere] : kCases) {
     FilterUnderTest under_test(track);
@@ -159,24 +154,31 @@ TEST(MediaType, KeptFrameRateUsesTheLongerTrack) {
 
 // --- Buffers -----------------------------------------------------------------------------------------------
 
-// An allocator that records the request and can grant less than requested.
-class FakeAllocator final : public CMemAllocator {
- public:
-  explicit FakeAllocator(HRESULT hr = S_OK) : CMemAllocator(NAME("FakeAllocator"), nullptr, &hr) {}
-
+// What an allocator grants.
+struct Grant {
   HRESULT result = S_OK;
   LONG missing_buffers = 0;
   LONG missing_bytes = 0;
   LONG lowered_request = 0;  // bytes by which it lowers cbBuffer in both records
+};
+
+class FakeAllocator final : public CMemAllocator {
+ public:
+  explicit FakeAllocator(Grant grant = {}, HRESULT hr = S_OK)
+      : CMemAllocator(NAME("FakeAllocator"), nullptr, &hr), grant_(grant) {}
+
   ALLOCATOR_PROPERTIES requested{};
 
   HRESULT SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override {
     requested = *actual = *request;
-    request->cbBuffer -= lowered_request;
-    actual->cbBuffer -= lowered_request + missing_bytes;
-    actual->cBuffers -= missing_buffers;
-    return result;
+    request->cbBuffer -= grant_.lowered_request;
+    actual->cbBuffer -= grant_.lowered_request + grant_.missing_bytes;
+    actual->cBuffers -= grant_.missing_buffers;
+    return grant_.result;
   }
+
+ private:
+  const Grant grant_;
 };
 
 TEST(BufferSize, KeptAudioHasRoomForTenUnits) {
@@ -186,10 +188,8 @@ TEST(BufferSize, KeptAudioHasRoomForTenUnits) {
     FakeAllocator allocator;
     ALLOCATOR_PROPERTIES properties{.cBuffers = 7, .cbBuffer = 1, .cbAlign = 16, .cbPrefix = 3};
     EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), S_OK) << name;
-    EXPECT_EQ(allocator.requested.cBuffers, 4) << name;
-    EXPECT_EQ(allocator.requested.cbBuffer, bytes) << name;
-    EXPECT_EQ(allocator.requested.cbAlign, 16) << name;
-    EXPECT_EQ(allocator.requested.cbPrefix, 3) << name;
+    const auto& [buffers, size, alignment, prefix] = allocator.requested;
+    EXPECT_EQ(std::tuple(buffers, size, alignment, prefix), std::tuple(4, bytes, 16, 3)) << name;
   };
   for (const Codec& codec : every_codec()) {
     expect_bytes(codec.name, codec.track, codec.is_video() ? 900 : codec.has_size_table() ? 9020 : 9000);
@@ -201,26 +201,16 @@ TEST(BufferSize, KeptAudioHasRoomForTenUnits) {
 
 TEST(BufferSize, RefusesLessThanTheRequest) {
   FilterUnderTest under_test(amr_track(3));
-  const struct {
-    HRESULT result;
-    LONG missing_buffers;
-    LONG missing_bytes;
-    LONG lowered_request;
-    HRESULT expected;
-  } kCases[] = {{VFW_E_ALREADY_COMMITTED, 0, 0, 0, VFW_E_ALREADY_COMMITTED},
-                {S_OK, 1, 0, 0, E_FAIL},
-                {S_OK, 0, 1, 0, E_FAIL},
-                {S_OK, 0, 0, 1, E_FAIL},
-                {S_OK, -1, -1, 0, S_OK},
-                {S_FALSE, 0, 0, 0, S_FALSE}};
-  for (const auto& each : kCases) {
-    FakeAllocator allocator;
-    allocator.result = each.result;
-    allocator.missing_buffers = each.missing_buffers;
-    allocator.missing_bytes = each.missing_bytes;
-    allocator.lowered_request = each.lowered_request;
+  const std::pair<Grant, HRESULT> kCases[] = {{{.result = VFW_E_ALREADY_COMMITTED}, VFW_E_ALREADY_COMMITTED},
+                                              {{.missing_buffers = 1}, E_FAIL},
+                                              {{.missing_bytes = 1}, E_FAIL},
+                                              {{.lowered_request = 1}, E_FAIL},
+                                              {{.missing_buffers = -1, .missing_bytes = -1}, S_OK},
+                                              {{.result = S_FALSE}, S_FALSE}};
+  for (const auto& [grant, expected] : kCases) {
+    FakeAllocator allocator(grant);
     ALLOCATOR_PROPERTIES properties{};
-    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), each.expected);
+    EXPECT_EQ(under_test.pin(0).DecideBufferSize(&allocator, &properties), expected);
   }
 }
 

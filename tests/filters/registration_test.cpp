@@ -41,20 +41,15 @@ std::string expected_file() {
   return file.replace(file.find("PROGRAM"), 7, program);
 }
 
-// Six extensions in three places.
+// Six extensions in three places. Registering again restores changed entries.
 TEST_F(Registration, KeptSixExtensionsAreRegistered) {
   ASSERT_EQ(DllRegisterServer(), S_OK);
   EXPECT_EQ(registry_.content(), expected_file());
-}
-
-TEST_F(Registration, RegisteringTwiceRestoresChangedEntries) {
-  ASSERT_EQ(DllRegisterServer(), S_OK);
-  const std::string once = registry_.content();
   com::OpenKey key;
   ASSERT_EQ(key.create(kSources + u"3gp"), ERROR_SUCCESS);
   key.set_text(u"Source Filter", u"changed");
   ASSERT_EQ(DllRegisterServer(), S_OK);
-  EXPECT_EQ(registry_.content(), once);
+  EXPECT_EQ(registry_.content(), expected_file());
 }
 
 TEST_F(Registration, KeptUnregisteringTakesElevenSourcesAndLeavesThePlayersEntries) {

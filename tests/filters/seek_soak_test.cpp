@@ -19,23 +19,9 @@ using std::chrono::steady_clock;
 
 constexpr REFERENCE_TIME kFrame = 40 * kMs;
 constexpr REFERENCE_TIME kUnit = 20 * kMs;
-constexpr uint32_t kSyncEvery = 25;
-constexpr REFERENCE_TIME kSyncInterval = kSyncEvery * kFrame;
+constexpr REFERENCE_TIME kSyncInterval = 25 * kFrame;
 constexpr size_t kAudio = 0;
 constexpr size_t kVideo = 1;
-
-// Frames of 40 ms with two units of sound each. The size of a sample is its number.
-MovieDescription movie_of(uint32_t frames, uint32_t slower = 1) {
-  TrackDescription video = avc_track(frames);
-  video.durations = {40 * slower};
-  for (uint32_t number = 1; number <= frames; number += kSyncEvery) video.sync_samples.push_back(number);
-  TrackDescription audio = evrc_track(2 * frames);
-  audio.durations = {160 * slower};
-  for (TrackDescription* track : {&video, &audio}) {
-    for (size_t i = 0; i < track->sizes.size(); ++i) track->sizes[i] = static_cast<uint32_t>(i + 1);
-  }
-  return {.tracks = {audio, video}};
-}
 
 // Ends the program if the next step hangs.
 void watch_step() {
@@ -160,7 +146,7 @@ class Soak {
   const Watchdog watchdog_;
   std::mt19937 random_;
   const bool alone_;
-  SinkGraph graph_{movie_of(1500)};
+  SinkGraph graph_{numbered_movie(1500, 3000)};
   bool stopped_ = false;
   bool stopped_since_seek_ = false;
   bool stopped_during_seek_ = false;
@@ -181,7 +167,7 @@ TEST(SeekSoak, EverySeekEndsWithBothStreamsAtItsTarget) {
 // The sink holds the first frame, so audio may wait for hours.
 TEST(SeekSoak, AStopEndsTheWaitForVideoToCatchUp) {
   const Watchdog watchdog;
-  SinkGraph graph(movie_of(200, 1000));
+  SinkGraph graph(numbered_movie(200, 400, 1000));
   graph.sink(kVideo).hold();
   graph.pause();
   ASSERT_TRUE(graph.sink(kVideo).wait_until_held());
@@ -197,7 +183,7 @@ struct AllocatorAccess : CBaseOutputPin {
 // Video has no buffer for its first frame, so audio waits for it without a limit.
 TEST(SeekSoak, AStopEndsTheUnlimitedWaitForThePeer) {
   const Watchdog watchdog;
-  SinkGraph graph(movie_of(200));
+  SinkGraph graph(numbered_movie(200, 400));
   for (const bool stop : {true, false}) {
     graph.run();
     ASSERT_TRUE(graph.wait_for_ends());

@@ -12,39 +12,26 @@ constexpr DWORD kRelative = AM_SEEKING_RelativePositioning;
 constexpr DWORD kIncremental = AM_SEEKING_IncrementalPositioning;
 constexpr DWORD kKeyFrame = AM_SEEKING_SeekToKeyFrame;
 
-// The size of a sample is its number plus this.
-constexpr uint32_t kSizeOfNone = 10;
-
-void number_by_size(TrackDescription& track) {
-  for (size_t i = 0; i < track.sizes.size(); ++i) track.sizes[i] = kSizeOfNone + static_cast<uint32_t>(i + 1);
-}
-uint32_t number_of(const Filled& sample) {
-  return static_cast<uint32_t>(sample.data.size()) - kSizeOfNone;
-}
-
 constexpr REFERENCE_TIME kFrame = 40 * kMs;
-constexpr uint32_t kSyncEvery = 25;
 
-// 25 frames a second with a sync sample each second, and speech with 20 ms a unit, both for 8 s.
-MovieDescription numbered_movie(uint32_t frames = 200, uint32_t units = 400) {
-  TrackDescription video = avc_track(frames);
-  video.durations = {40};
-  for (uint32_t number = 1; number <= frames; number += kSyncEvery) video.sync_samples.push_back(number);
-  TrackDescription audio = evrc_track(units);
-  number_by_size(video);
-  number_by_size(audio);
-  return {.tracks = {audio, video}};
+uint32_t number_of(const Filled& sample) {
+  return static_cast<uint32_t>(sample.data.size());
+}
+
+// Audio and video of 8 s.
+MovieDescription long_movie(uint32_t frames = 200) {
+  return numbered_movie(frames, 400);
 }
 
 // Its video alone.
 struct Video : FilterUnderTest {
-  Video() : FilterUnderTest(numbered_movie().tracks[1]) {}
+  Video() : FilterUnderTest(long_movie().tracks[1]) {}
 };
 
 // --- The interface -----------------------------------------------------------------------------------------
 
 TEST(Seeking, KeptStatusesOfTheInterface) {
-  FilterUnderTest under_test(numbered_movie());
+  FilterUnderTest under_test(long_movie());
   IMediaSeeking& seeking = under_test.pin(0);
   DWORD capabilities = 0;
   EXPECT_EQ(seeking.GetCapabilities(&capabilities), S_OK);
@@ -125,7 +112,7 @@ TEST(Seeking, KeptPositionsAreNeitherClampedNorOrdered) {
       {"wraps", INT64_MAX, kRelative, 0, 0, S_OK, INT64_MIN + kStart - 1, kStop},
   };
   for (const auto& each : kCases) {
-    FilterUnderTest under_test(numbered_movie());
+    FilterUnderTest under_test(long_movie());
     LONGLONG start = kStart;
     LONGLONG stop = kStop;
     ASSERT_EQ(under_test.seeking(1)->SetPositions(&start, kAbsolute, &stop, kAbsolute), S_OK);
@@ -168,7 +155,7 @@ TEST(Seeking, StartsAtTheSyncSampleAtOrBeforeTheTarget) {
 }
 
 TEST(Seeking, AudioAloneCountsFromItsFirstUnit) {
-  FilterUnderTest under_test(numbered_movie().tracks[0]);
+  FilterUnderTest under_test(long_movie().tracks[0]);
   under_test.seek(1010 * kMs);
   EXPECT_EQ(under_test.fill().start, 0);
   EXPECT_EQ(under_test.fill().start, 20 * kMs);
@@ -245,7 +232,7 @@ TEST(Seeking, KeptCurrentPositionCountsFromTheSegmentStart) {
   }
   const std::pair<uint32_t, REFERENCE_TIME> kFrames[] = {{199, 60 * kMs}, {200, 60 * kMs}, {201, 40 * kMs}};
   for (const auto& [frames, expected] : kFrames) {
-    FilterUnderTest both(numbered_movie(frames));
+    FilterUnderTest both(long_movie(frames));
     FakeSample sample(1000);
     for (const int pin : {0, 0, 0, 0, 1, 1}) EXPECT_EQ(both.fill(pin, sample), S_OK);
     EXPECT_EQ(both.seeking(1)->GetCurrentPosition(&position), S_OK);
@@ -277,7 +264,7 @@ TEST(Seeking, KeptLatenessSkipsToTheNextSyncSample) {
 // --- Both streams, with their workers ----------------------------------------------------------------------
 
 TEST(Seeking, NoStreamWaitsForOneThatIsNotPlayed) {
-  SinkGraph graph(numbered_movie());
+  SinkGraph graph(long_movie());
   graph.run();
   graph.seek(3000 * kMs);
   ASSERT_TRUE(graph.wait_for_ends());
@@ -298,11 +285,11 @@ TEST(Seeking, NoStreamWaitsForOneThatIsNotPlayed) {
 
 // Video that has no sample after a seek: it has ended, or its tables have no place for the time.
 TEST(Seeking, NoStreamWaitsForOneThatHasEnded) {
-  MovieDescription no_times = numbered_movie();
+  MovieDescription no_times = long_movie();
   no_times.tracks[1].replaced["stts"] = Bytes{};
-  MovieDescription one_frame = numbered_movie(1);
+  MovieDescription one_frame = long_movie(1);
   one_frame.tracks[1].sync_samples.clear();  // a search from the last sample fails
-  for (const MovieDescription& movie : {numbered_movie(50), no_times, one_frame}) {
+  for (const MovieDescription& movie : {long_movie(50), no_times, one_frame}) {
     SinkGraph graph(movie);
     graph.run();
     for (int i = 0; i < 2; ++i) {
