@@ -4,6 +4,7 @@
 // any of them. movie_builder.h makes whole files from a description of their tracks.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <string_view>
@@ -85,8 +86,8 @@ inline Bytes large_box(std::string_view type, const Bytes& body, uint64_t claime
 }
 
 // Returns the same bytes with another size in the header.
-inline Bytes with_size(Bytes box, uint32_t claimed_size) {
-  store_be32(box, 0, claimed_size);
+inline Bytes with_size(Bytes box, size_t claimed_size) {
+  store_be32(box, 0, static_cast<uint32_t>(claimed_size));
   return box;
 }
 
@@ -109,60 +110,46 @@ inline Bytes unity_matrix() {
   return Fields().u32(0x10000).zeros(12).u32(0x10000).zeros(12).u32(0x40000000).bytes;
 }
 
-inline Fields header_times(uint32_t version, uint64_t creation, uint64_t modification) {
-  const int width = version == 1 ? 8 : 4;
-  return Fields().number(creation, width).number(modification, width);
-}
-
-// Headers of version 1 write their times and durations as 64 bits.
-struct MovieHeader {
-  uint32_t version = 0;
-  uint64_t creation_time = 0;
-  uint64_t modification_time = 0;
-  uint32_t time_scale = 1000;
-  uint64_t duration = 0;
-  uint32_t rate = 0x10000;
-  uint16_t volume = 0x100;
-};
-inline Bytes mvhd(const MovieHeader& fields = {}) {
-  Fields body = header_times(fields.version, fields.creation_time, fields.modification_time);
-  body.u32(fields.time_scale).number(fields.duration, fields.version == 1 ? 8 : 4);
-  body.u32(fields.rate).u16(fields.volume).zeros(10).append(unity_matrix()).zeros(24).u32(2);
-  return full_box("mvhd", fields.version, 0, body.bytes);
-}
-
-struct TrackHeader {
+// The fields of mvhd, tkhd and mdhd; each box has those that it knows. Version 1 writes times and durations
+// as 64 bits.
+struct HeaderFields {
   uint32_t version = 0;
   uint64_t creation_time = 0;
   uint64_t modification_time = 0;
   uint32_t track_id = 1;
+  uint32_t time_scale = 1000;
   uint64_t duration = 0;
+  uint32_t rate = 0x10000;
+  uint16_t volume = 0x100;
+  uint16_t language = 0x55C4;  // "und"
   uint16_t layer = 0;
   uint16_t alternate_group = 0;
-  uint16_t volume = 0;
   uint16_t width = 0;
   uint16_t height = 0;
 };
-inline Bytes tkhd(const TrackHeader& fields = {}) {
-  Fields body = header_times(fields.version, fields.creation_time, fields.modification_time);
-  body.u32(fields.track_id).zeros(4).number(fields.duration, fields.version == 1 ? 8 : 4).zeros(8);
-  body.u16(fields.layer).u16(fields.alternate_group).u16(fields.volume).zeros(2).append(unity_matrix());
-  body.u16(fields.width).zeros(2).u16(fields.height).zeros(2);
-  return full_box("tkhd", fields.version, 3, body.bytes);
+inline Bytes header_box(std::string_view type, const HeaderFields& h, const Bytes& before_duration,
+                        const Bytes& after_duration) {
+  const int width = h.version == 1 ? 8 : 4;
+  Fields body;
+  body.number(h.creation_time, width).number(h.modification_time, width).append(before_duration);
+  body.number(h.duration, width).append(after_duration);
+  return full_box(type, h.version, type == "tkhd" ? 3 : 0, body.bytes);
 }
 
-struct MediaHeader {
-  uint32_t version = 0;
-  uint64_t creation_time = 0;
-  uint64_t modification_time = 0;
-  uint32_t time_scale = 1000;
-  uint64_t duration = 0;
-  uint16_t language = 0x55C4;  // "und"
-};
-inline Bytes mdhd(const MediaHeader& fields = {}) {
-  Fields body = header_times(fields.version, fields.creation_time, fields.modification_time);
-  body.u32(fields.time_scale).number(fields.duration, fields.version == 1 ? 8 : 4);
-  return full_box("mdhd", fields.version, 0, body.u16(fields.language).zeros(2).bytes);
+inline Bytes mvhd(const HeaderFields& h = {}) {
+  const Fields rest = Fields().u32(h.rate).u16(h.volume).zeros(10).append(unity_matrix()).zeros(24).u32(2);
+  return header_box("mvhd", h, numbers("4", {h.time_scale}), rest.bytes);
+}
+
+inline Bytes tkhd(const HeaderFields& h = {}) {
+  Fields rest;
+  rest.zeros(8).u16(h.layer).u16(h.alternate_group).u16(h.volume).zeros(2).append(unity_matrix());
+  rest.u16(h.width).zeros(2).u16(h.height).zeros(2);
+  return header_box("tkhd", h, numbers("44", {h.track_id, 0}), rest.bytes);
+}
+
+inline Bytes mdhd(const HeaderFields& h = {}) {
+  return header_box("mdhd", h, numbers("4", {h.time_scale}), numbers("22", {h.language, 0}));
 }
 
 inline Bytes hdlr(std::string_view handler_type, std::string_view name = "") {
@@ -385,18 +372,11 @@ inline Bytes speech_configuration(std::string_view type, uint32_t vendor, uint8_
   return box(type, numbers("411", {vendor, decoder_version, frames_per_sample}));
 }
 
-struct Ac3Configuration {
-  uint8_t fscod = 0;
-  uint8_t bsid = 8;
-  uint8_t bsmod = 0;
-  uint8_t acmod = 2;
-  uint8_t lfeon = 0;
-  uint8_t bit_rate_code = 10;
-};
-inline Bytes dac3(const Ac3Configuration& c = {}) {
-  const uint32_t fields = bits(
-      {{2, c.fscod}, {5, c.bsid}, {3, c.bsmod}, {3, c.acmod}, {1, c.lfeon}, {5, c.bit_rate_code}, {5, 0}});
-  return box("dac3", numbers("3", {fields}));
+// fscod, bsid, bsmod, acmod, lfeon, bit_rate_code.
+inline Bytes dac3(const std::array<uint32_t, 6>& f = {0, 8, 0, 2, 0, 10}) {
+  return box(
+      "dac3",
+      numbers("3", {bits({{2, f[0]}, {5, f[1]}, {3, f[2]}, {3, f[3]}, {1, f[4]}, {5, f[5]}, {5, 0}})}));
 }
 
 struct Eac3Substream {

@@ -21,19 +21,14 @@ std::vector<uint32_t> chunk_lengths(const TrackDescription& track) {
   return lengths;
 }
 
-// Returns the first `count` values as runs, with the last value repeated.
-Runs runs_of(const std::vector<uint32_t>& values, size_t count, uint32_t when_empty) {
+Runs duration_runs(const TrackDescription& track) {
   Runs runs;
-  for (size_t i = 0; i < count; ++i) {
-    const uint32_t value = repeated(values, i, when_empty);
-    if (runs.empty() || runs.back().second != value) runs.emplace_back(0u, value);
+  for (size_t i = 0; i < track.sizes.size(); ++i) {
+    const uint32_t duration = repeated(track.durations, i, 100);
+    if (runs.empty() || runs.back().second != duration) runs.emplace_back(0u, duration);
     ++runs.back().first;
   }
   return runs;
-}
-
-Runs duration_runs(const TrackDescription& track) {
-  return runs_of(track.durations, track.sizes.size(), 100);
 }
 
 std::vector<ChunkRun> chunk_runs(const TrackDescription& track) {
@@ -64,20 +59,13 @@ Bytes container(const TrackDescription& track, const std::string& type, std::vec
 }
 
 Bytes build_stbl(const TrackDescription& track, const std::vector<uint64_t>& chunk_offsets) {
-  const bool has_ctts = !track.composition_offsets.empty();
   const bool has_stss = !track.sync_samples.empty();
-  const Bytes sizes = track.constant_size
-                          ? constant_stsz(track.sizes.at(0), static_cast<uint32_t>(track.sizes.size()))
-                          : stsz(track.sizes);
   return container(
       track, "stbl",
       {pick(track, "stsd", stsd(track.sample_entries)), pick(track, "stts", stts(duration_runs(track))),
-       pick(track, "ctts",
-            has_ctts ? ctts(runs_of(track.composition_offsets, track.composition_offsets.size(), 0))
-                     : Bytes()),
-       pick(track, "stss", has_stss ? stss(track.sync_samples) : Bytes()),
-       pick(track, "stsc", stsc(chunk_runs(track))), pick(track, "stsz", sizes),
-       pick(track, "stco", track.use_co64 ? co64(chunk_offsets) : stco(chunk_offsets))});
+       pick(track, "ctts", {}), pick(track, "stss", has_stss ? stss(track.sync_samples) : Bytes()),
+       pick(track, "stsc", stsc(chunk_runs(track))), pick(track, "stsz", stsz(track.sizes)),
+       pick(track, "stco", stco(chunk_offsets))});
 }
 
 Bytes build_moov(const MovieDescription& movie, const std::vector<std::vector<uint64_t>>& chunk_offsets) {
@@ -89,8 +77,8 @@ Bytes build_moov(const MovieDescription& movie, const std::vector<std::vector<ui
     duration =
         std::max(duration, media_duration(track) * movie.movie_time_scale / std::max(track.time_scale, 1u));
   }
-  return box("moov", {mvhd({.time_scale = movie.movie_time_scale, .duration = duration}), movie.moov_start,
-                      traks.bytes, movie.moov_children});
+  return box("moov", {mvhd({.time_scale = movie.movie_time_scale, .duration = duration}), traks.bytes,
+                      movie.moov_children});
 }
 
 // Writes the chunks of all tracks in turn into mdat's body, which begins at `start`.
@@ -128,14 +116,12 @@ Bytes sample_content(uint32_t track, uint32_t sample, uint32_t size) {
 
 Bytes build_trak(const TrackDescription& track, uint32_t track_id,
                  const std::vector<uint64_t>& chunk_offsets) {
-  const uint64_t duration = media_duration(track);
-  const TrackHeader header{.version = track.header_version,
-                           .track_id = track_id,
-                           .duration = duration,
-                           .width = track.width,
-                           .height = track.height};
-  const MediaHeader media{
-      .version = track.header_version, .time_scale = track.time_scale, .duration = duration};
+  const HeaderFields header{.version = track.header_version,
+                            .track_id = track_id,
+                            .time_scale = track.time_scale,
+                            .duration = media_duration(track),
+                            .width = track.width,
+                            .height = track.height};
   const Bytes edts = track.edits.empty() ? Bytes() : box("edts", elst(track.edits));
   const Bytes media_header = track.handler == "vide" ? vmhd() : smhd();
   const Bytes minf = container(track, "minf",
@@ -143,7 +129,7 @@ Bytes build_trak(const TrackDescription& track, uint32_t track_id,
                                 build_stbl(track, chunk_offsets)});
   const Bytes mdia = container(
       track, "mdia",
-      {pick(track, "mdhd", mdhd(media)), pick(track, "hdlr", hdlr(track.handler, "handler")), minf});
+      {pick(track, "mdhd", mdhd(header)), pick(track, "hdlr", hdlr(track.handler, "handler")), minf});
   return container(track, "trak", {pick(track, "tkhd", tkhd(header)), pick(track, "edts", edts), mdia});
 }
 

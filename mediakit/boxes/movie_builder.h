@@ -21,22 +21,18 @@ struct TrackDescription {
 
   // One entry per sample; the builder joins equal neighbours into runs.
   std::vector<uint32_t> sizes = {};
-  std::vector<uint32_t> durations = {};            // the last one repeats; empty: 100 each
-  std::vector<uint32_t> composition_offsets = {};  // empty: no table
-  bool constant_size = false;                      // only the size of sample 1 is in the table
-
+  std::vector<uint32_t> durations = {};  // the last one repeats; empty: 100 each
   std::vector<uint32_t> sync_samples = {};
 
   std::vector<uint32_t> samples_per_chunk = {};  // one per chunk; the last one repeats; empty: 1
-  bool use_co64 = false;
 
   std::vector<Edit> edits = {};
   uint32_t header_version = 0;  // of tkhd and mdhd
   uint16_t width = 0;           // tkhd
   uint16_t height = 0;
 
-  // By box type: the bytes to write in place of the box ("" removes it). Known: tkhd edts mdia mdhd hdlr minf
-  // dinf stbl stsd stts ctts stss stsz stsc stco, and `media_header` for vmhd or smhd.
+  // By box type: the bytes to write in place of the box (none: left out). Known: tkhd edts mdia mdhd hdlr
+  // minf dinf stbl stsd stts ctts stss stsz stsc stco, and `media_header` for vmhd or smhd.
   std::map<std::string, Bytes> replaced = {};
   // By container type (trak mdia minf stbl): bytes appended to its children.
   std::map<std::string, Bytes> appended = {};
@@ -48,7 +44,6 @@ struct MovieDescription {
   uint32_t movie_time_scale = 1000;
   Bytes before_moov = {};    // top-level boxes after ftyp
   Bytes moov_children = {};  // after the tracks
-  Bytes moov_start = {};     // after mvhd
 };
 
 struct BuiltMovie {

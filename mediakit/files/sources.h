@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "fmgr/fmgr.h"
 #include "mediakit/files/temp_folder.h"
@@ -48,6 +49,13 @@ class Source {
   uint32_t callback_excess = 0;
   // The requested count of the last call of the read callback.
   uint32_t last_count = 0;
+  // All calls of the read callback, and the one that fails, counted from 1; 0: none.
+  struct Read {
+    uint64_t position;
+    uint32_t count;
+  };
+  std::vector<Read> reads;
+  size_t failing_read = 0;
 
  private:
   static int32_t read(void* caller, void* buffer, uint32_t count, uint32_t low, uint32_t high,
@@ -55,6 +63,11 @@ class Source {
     auto& self = *static_cast<Source*>(caller);
     self.last_count = count;
     const uint64_t position = uint64_t{high} << 32 | low;
+    self.reads.push_back({position, count});
+    if (self.reads.size() == self.failing_read) {
+      std::memset(buffer, 0xEE, count);  // a failing read may leave anything in the buffer
+      return FMGR_ERR_GENERIC;
+    }
     *moved = position < self.content_.size()
                  ? static_cast<uint32_t>(self.content_.copy(static_cast<char*>(buffer), count, position))
                  : 0;

@@ -3,15 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "mediakit/boxes/metadata_builder.h"
 #include "mediakit/boxes/movie_builder.h"
 #include "mediakit/drivers/exercise.h"
-#include "mediakit/files/temp_folder.h"
 #include "tests/p3gpp/opened_movie.h"
 #include "tests/platform/fault_at.h"
 #include "tests/support/failing_allocator.h"
@@ -23,20 +20,20 @@ namespace {
 Bytes everything() {
   TrackDescription video = avc_track(6);
   video.sync_samples = {1, 4};
-  video.composition_offsets = {0, 100, 0, 100, 0, 100};
   video.edits = {{.segment_duration = 500, .media_time = -1}, {.segment_duration = 600, .media_time = 0}};
   video.samples_per_chunk = {2, 1};
   video.sample_entries.push_back(
       video_entry("mp4v", 16, 16, esds({.object_type = 0x20, .decoder_specific_info = {1}})));
   video.sample_entries.push_back(video_entry("s263", 16, 16, d263(1, 2, 3, 4, bitr(5, 6))));
+  video.replaced["ctts"] = ctts({{3, 0}, {3, 100}});
   video.appended["trak"] = box("tref", Bytes(12));
   TrackDescription audio = amr_track(20);
-  audio.constant_size = true;
   audio.samples_per_chunk = {5};
-  audio.use_co64 = true;
   audio.sample_entries.push_back(audio_entry("ac-3", 2, 48000, dac3()));
   audio.sample_entries.push_back(audio_entry("ec-3", 2, 48000, dec3(1, {{.num_dep_sub = 1}, {}})));
   audio.sample_entries.push_back(audio_entry("mp4a", 2, 48000, esds({})));
+  audio.replaced["stsz"] = constant_stsz(32, 20);
+  audio.replaced["stco"] = co64({100, 300, 500, 700});
   TrackDescription hint = amr_track(3);
   hint.handler = "hint";
   hint.sample_entries = {plain_entry("rtp "),
@@ -45,36 +42,32 @@ Bytes everything() {
   hint.replaced["dinf"] = box("dinf", dref({url(false, {'a'}), urn(true, {'b', 0, 'c'})}));
   hint.appended["trak"] = box("udta", concat({full_hinf(), hnti("v=0"), Bytes(4)}));
   const Bytes meta = full_box("meta", 0, 0, concat({hdlr("ID32"), id32(0x55C4, {'I', 'D', '3'})}));
+  const Bytes iods = full_box("iods", 0, 0, Bytes(7));
   return build_movie({.tracks = {video, audio, hint},
                       .before_moov = box("moof"),
-                      .moov_children = concat({box("udta", full_user_data()), meta}),
-                      .moov_start = full_box("iods", 0, 0, Bytes(7))})
+                      .moov_children = concat({iods, box("udta", full_user_data()), meta})})
       .bytes;
 }
 
 // Opens and exercises a file with its own file manager.
 ExerciseResult use(const FMGR_Descriptor& descriptor) {
-  FMGR_Context* context = nullptr;
-  const FMGR_Config config{0, 0};
-  if (FMGR_Init(&context, &config) != FMGR_OK) return {.statuses = {P3GPP_ERR_NO_MEMORY}};
-  // An allocation of the exercise itself may be the one that fails.
-  const std::unique_ptr<FMGR_Context, int32_t (*)(FMGR_Context*)> released(context, FMGR_Deinit);
-  return exercise(descriptor, context, 3);
+  const Context context = make_context(0, 0);
+  if (context == nullptr) return {.statuses = {P3GPP_ERR_NO_MEMORY}};
+  return exercise(descriptor, context.get(), 3);
 }
 
 // Boxes of a gigabyte in a file of a hundred bytes: the read fails without a large allocation.
 TEST(DamagedFiles, ClaimsBeyondTheFileTakeNoMemory) {
-  const std::vector<std::string> paths = {"moovmvhd",         "moovudtatitl",         "moovtraktkhd",
-                                          "moovtrakmdiamdhd", "moovtrakudtahntisdp ", "moovtrakudtahinfpayt",
-                                          "moovudtaloci",     "moovtraktref",         "mooviods"};
-  for (const std::string& path : paths) {
+  for (const std::string path :
+       {"moovmvhd", "moovudtatitl", "moovtraktkhd", "moovtrakmdiamdhd", "moovtrakudtahntisdp ",
+        "moovtrakudtahinfpayt", "moovudtaloci", "moovtraktref", "mooviods"}) {
     Fields nested;
     for (size_t at = 0; at < path.size(); at += 4) {
       nested.append(header(0x40000000 - static_cast<uint32_t>(2 * at), path.substr(at, 4)));
     }
-    MemorySource source(nested.zeros(64).bytes);
+    const Source source(FMGR_DEV_MEMORY, as_text(nested.zeros(64).bytes));
     const FailingAllocator watch(0);
-    EXPECT_EQ(use(source.descriptor).open_status, P3GPP_ERR_READ) << path;
+    EXPECT_EQ(use(source.descriptor()).open_status, P3GPP_ERR_READ) << path;
     EXPECT_LE(watch.largest(), 1u << 16);
   }
 }
@@ -98,59 +91,43 @@ void expect_reported(const ExerciseResult& faulty, const ExerciseResult& sound, 
   constexpr int32_t kFaultStatuses[] = {P3GPP_ERR_GENERIC, P3GPP_ERR_NO_MEMORY, P3GPP_ERR_OPEN,
                                         P3GPP_ERR_READ, P3GPP_ERR_NO_MOOV};
   ASSERT_EQ(faulty.undocumented_status, 0) << fault;
-  const auto [changed, expected] = std::mismatch(faulty.statuses.begin(), faulty.statuses.end(),
-                                                 sound.statuses.begin(), sound.statuses.end());
+  const auto [changed, expected] = std::ranges::mismatch(faulty.statuses, sound.statuses);
   if (changed == faulty.statuses.end()) {
     ASSERT_EQ(expected, sound.statuses.end()) << fault;
     ASSERT_EQ(faulty.checksum, sound.checksum) << fault;
   } else {
-    ASSERT_NE(std::find(std::begin(kFaultStatuses), std::end(kFaultStatuses), *changed),
-              std::end(kFaultStatuses))
-        << fault << ' ' << *changed;
+    ASSERT_EQ(std::ranges::count(kFaultStatuses, *changed), 1) << fault << ' ' << *changed;
   }
 }
 
 TEST(DamagedFiles, EveryFailingAllocationIsReported) {
-  const Bytes file = everything();
-  MemorySource counted(file);
-  uint64_t total = 0;
-  ExerciseResult sound;
-  {
-    const FailingAllocator watch(0);
-    sound = use(counted.descriptor);
-    total = watch.count();
-  }
+  const Source source(FMGR_DEV_MEMORY, as_text(everything()));
+  const ExerciseResult sound = use(source.descriptor());
   EXPECT_EQ(sound.tracks, 3u);
   EXPECT_EQ(sound.tags, uint32_t{P3GPP_TAG_COUNT});
-  for (uint64_t n = 1; n <= total; ++n) {
-    MemorySource source(file);
+  bool triggered = true;
+  for (uint64_t n = 1; triggered; ++n) {
     const FailingAllocator failing(n);
     try {
-      expect_reported(use(source.descriptor), sound, "allocation " + std::to_string(n));
+      expect_reported(use(source.descriptor()), sound, "allocation " + std::to_string(n));
     } catch (const std::bad_alloc&) {  // an allocation of the test itself
     }
-    ASSERT_TRUE(failing.triggered()) << n << " of " << total;
+    triggered = failing.triggered();
   }
 }
 
 // Uses the filter's device type, a file with a wide path, and fails each of its layers at every call.
 TEST(DamagedFiles, EveryFaultOfTheFileLayerIsReported) {
   using platform::FaultPoint;
-  const Bytes bytes = everything();
-  const TempFolder folder;
-  write_file(folder / "f.mp4", {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-  const std::u16string path = (folder / "f.mp4").u16string();
-  FMGR_Descriptor descriptor{};
-  descriptor.type = FMGR_DEV_FILE_W;
-  descriptor.source.wide_path = path.c_str();
-  const ExerciseResult sound = use(descriptor);
+  const Source source(FMGR_DEV_FILE_W, as_text(everything()));
+  const ExerciseResult sound = use(source.descriptor());
   EXPECT_EQ(sound.tracks, 3u);
   for (const FaultPoint point :
        {FaultPoint::kFileOpen, FaultPoint::kFileRead, FaultPoint::kFileSeek, FaultPoint::kMutexCreate}) {
     int faults = 0;
     for (bool triggered = true; triggered; ++faults) {
       const FaultAt fault(point, faults + 1);
-      expect_reported(use(descriptor), sound,
+      expect_reported(use(source.descriptor()), sound,
                       std::to_string(static_cast<int>(point)) + ' ' + std::to_string(faults));
       triggered = fault.triggered();
     }
@@ -166,7 +143,9 @@ TEST(HugeTables, AreNotReadAtOpen) {
     track.replaced["stts"] = stts(Runs(sample_count, {1, 1}));
     const OpenedMovie movie(build_movie(track).bytes);
     EXPECT_EQ(movie.status, P3GPP_OK);
-    return std::make_pair(movie.source.read_count, movie.source.bytes_read);
+    uint64_t bytes = 0;
+    for (const Source::Read& read : movie.source.reads) bytes += read.count;
+    return std::make_pair(movie.source.reads.size(), bytes);
   };
   EXPECT_EQ(reads(10), reads(60000));
 }

@@ -1,6 +1,7 @@
 // Collects the boxes that the parser shows, with their fields as text.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -12,15 +13,14 @@ struct ShownBoxes {
   struct Box {
     std::string path;
     P3gppBox header;
-    std::string fields;  // "name=value [1] name=value", with the number of a list entry; bytes in hexadecimal
+    std::string fields = "";  // "name=value [1] name=value": number of a list entry; bytes in hexadecimal
   };
   std::vector<Box> boxes;
 
   P3gppBoxVisitor visitor() { return {this, add_box, add_field}; }
 
   const Box* find(const std::string& path) const {
-    const auto found =
-        std::find_if(boxes.begin(), boxes.end(), [&](const Box& box) { return box.path == path; });
+    const auto found = std::ranges::find(boxes, path, &Box::path);
     return found == boxes.end() ? nullptr : &*found;
   }
   // "-" for a box that was not shown.
@@ -28,12 +28,13 @@ struct ShownBoxes {
     return find(path) == nullptr ? "-" : find(path)->fields;
   }
 
-  // The paths, followed by " failed", " skipped" or " refused" if the box was not read successfully.
-  std::vector<std::string> outcomes() const {
-    std::vector<std::string> all;
+  // The last steps of the paths, each followed by " ", "! " for a failed, "? " for a skipped, or "# " for a
+  // refused box.
+  std::string outcomes() const {
+    std::string all;
     for (const Box& each : boxes) {
-      const char* const outcome[] = {each.header.status == P3GPP_OK ? "" : " failed", " skipped", " refused"};
-      all.push_back(each.path + outcome[each.header.disposition]);
+      const char* const outcome[] = {each.header.status == P3GPP_OK ? " " : "! ", "? ", "# "};
+      all += each.path.substr(each.path.rfind('/') + 1) + outcome[each.header.disposition];
     }
     return all;
   }
@@ -42,20 +43,14 @@ struct ShownBoxes {
   static void add_box(void* caller, const P3gppBox* box) {
     auto& self = *static_cast<ShownBoxes*>(caller);
     self.entry_ = 0;
-    self.boxes.push_back({box->path, *box, ""});
+    self.boxes.push_back({box->path, *box});
   }
 
   static std::string value_of(const P3gppBoxField& field) {
-    std::string text(reinterpret_cast<const char*>(field.bytes.bytes), field.bytes.length);
-    if (field.kind == P3GPP_FIELD_TYPE || field.kind == P3GPP_FIELD_TEXT) return text;
+    if (field.kind == P3GPP_FIELD_BYTES) return hex(field.bytes.bytes, field.bytes.length);
     if (field.kind == P3GPP_FIELD_SIGNED) return std::to_string(static_cast<int64_t>(field.number));
-    if (field.kind != P3GPP_FIELD_BYTES) return std::to_string(field.number);
-    std::string digits;
-    for (const char byte : text) {
-      digits += "0123456789abcdef"[static_cast<uint8_t>(byte) >> 4];
-      digits += "0123456789abcdef"[byte & 15];
-    }
-    return digits;
+    if (field.kind != P3GPP_FIELD_TYPE && field.kind != P3GPP_FIELD_TEXT) return std::to_string(field.number);
+    return {reinterpret_cast<const char*>(field.bytes.bytes), field.bytes.length};
   }
 
   static void add_field(void* caller, const P3gppBoxField* field) {

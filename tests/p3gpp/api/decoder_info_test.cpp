@@ -1,7 +1,6 @@
 // The public decoder description of every kind of sample entry.
 #include <gtest/gtest.h>
 
-#include <span>
 #include <string>
 #include <vector>
 
@@ -33,19 +32,10 @@ Bytes audio(const char* type, const Bytes& child, uint32_t rate = 8000) {
 
 // ---- The fields as text -----------------------------------------------------------------------------------
 
-std::string text(uint64_t number) {
-  return std::to_string(number);
-}
-std::string text(std::span<const uint8_t> bytes) {
-  std::string digits;
-  for (const uint8_t byte : bytes)
-    digits.append({"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]});
-  return digits;
-}
-// The values as text, each preceded by a blank.
-template <typename... Values>
-std::string joined(const Values&... values) {
-  return ((" " + text(values)) + ...);
+// The numbers, each preceded by a blank.
+template <typename... Numbers>
+std::string joined(const Numbers&... numbers) {
+  return ((" " + std::to_string(numbers)) + ...);
 }
 
 std::string eac3_text(const P3gppEac3Info& e) {
@@ -56,12 +46,6 @@ std::string eac3_text(const P3gppEac3Info& e) {
     all += " |" + joined(s.fscod, s.bsid, s.bsmod, s.acmod, s.lfeon, s.num_dep_sub, s.channel_location);
   }
   return all;
-}
-
-std::string systems_text(const P3gppSystemsInfo& s) {
-  return joined(s.es_id, s.stream_type, s.width, s.height, s.channel_count, s.sample_rate, s.max_bitrate,
-                s.average_bitrate, std::span(s.decoder_specific_info, s.decoder_specific_info_length),
-                std::span(s.sl_config, s.sl_config_length));
 }
 
 std::string codec_text(const P3gppDecoderInfo& info) {
@@ -81,9 +65,9 @@ std::string codec_text(const P3gppDecoderInfo& info) {
                     u.h263.height, u.h263.average_bitrate, u.h263.max_bitrate);
     case P3GPP_OTI_AVC:
       return joined(u.avc.profile, u.avc.profile_compatibility, u.avc.level, u.avc.nal_length_size_minus_one,
-                    u.avc.width, u.avc.height, u.avc.sps_count,
-                    std::span(u.avc.sps_list, u.avc.sps_list_length), u.avc.pps_count,
-                    std::span(u.avc.pps_list, u.avc.pps_list_length));
+                    u.avc.width, u.avc.height, u.avc.sps_count) +
+             " " + hex(u.avc.sps_list, u.avc.sps_list_length) + joined(u.avc.pps_count) + " " +
+             hex(u.avc.pps_list, u.avc.pps_list_length);
     case P3GPP_OTI_AC3:
       return joined(u.ac3.data_reference_index, u.ac3.channel_count, u.ac3.sample_size, u.ac3.sample_rate,
                     u.ac3.bit_rate_kbps, u.ac3.fscod, u.ac3.bsid, u.ac3.bsmod, u.ac3.acmod, u.ac3.lfeon,
@@ -93,22 +77,26 @@ std::string codec_text(const P3gppDecoderInfo& info) {
     case P3GPP_OTI_MP3:
       return joined(u.mp3.channel_count, u.mp3.sample_rate);
     default:
-      return info.kind == P3GPP_KIND_SYSTEMS
-                 ? systems_text(u.systems)
-                 : joined(u.speech.vendor, u.speech.decoder_version, u.speech.frames_per_sample);
+      if (info.kind != P3GPP_KIND_SYSTEMS)
+        return joined(u.speech.vendor, u.speech.decoder_version, u.speech.frames_per_sample);
+      const P3gppSystemsInfo& s = u.systems;
+      return joined(s.es_id, s.stream_type, s.width, s.height, s.channel_count, s.sample_rate, s.max_bitrate,
+                    s.average_bitrate) +
+             " " + hex(s.decoder_specific_info, s.decoder_specific_info_length) + " " +
+             hex(s.sl_config, s.sl_config_length);
   }
 }
 
-// "status", followed by ": kind object_type fields" if there is a record.
-std::string description(const DecoderInfo& info) {
-  std::string all = std::to_string(info.status);
-  if (info.get() == nullptr) return all;
-  return all + ":" + joined(info.get()->kind, info.get()->object_type) + codec_text(*info.get());
-}
-
+// The status of the only entry, followed by ": kind object_type fields" if there is a record.
 std::string describe(const Bytes& entry, const std::string& handler = "soun") {
   const OpenedMovie movie(with_entries(handler, {entry}));
-  return movie.status == P3GPP_OK ? description(DecoderInfo(movie.file, 1)) : "not open";
+  if (movie.status != P3GPP_OK) return "not open";
+  P3gppDecoderInfo* info = nullptr;
+  std::string all = std::to_string(P3GPP_GetDecoderInfo(movie.file, 1, &info, 1));
+  if (info == nullptr) return all;
+  all += ":" + joined(info->kind, info->object_type) + codec_text(*info);
+  info->release(info);
+  return all;
 }
 
 // ---- Supported entries and their descriptions -------------------------------------------------------------
@@ -138,9 +126,8 @@ TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
       {"s263 without bitr", video("s263", d263(1, 2, 3, 4)), "", "0: 2 194 1 2 3 4 352 288 0 0"},
       {"H263", video("H263", d263_box), "", "0: 2 194 0 0 0 0 352 288 0 0"},
       {"h263", video("h263", d263_box), "vide", "0: 2 194 0 0 0 0 352 288 0 0"},
-      {"avc1",
-       video("avc1", concat({box("btrt", Bytes(12)), with_size(high, static_cast<uint32_t>(high.size()))})),
-       "vide", "0: 2 127 100 16 31 1 352 288 2 0003670102000167 1 00026809"},
+      {"avc1", video("avc1", concat({box("btrt", Bytes(12)), with_size(high, high.size())})), "vide",
+       "0: 2 127 100 16 31 1 352 288 2 0003670102000167 1 00026809"},
       {"avc1 with an empty unit at the end", video("avc1", avcc({.sps = {{0x67}}, .pps = {{}}})), "vide",
        "0: 2 127 66 192 30 3 352 288 1 000167 1 0000"},
       {"avc1 without sets", video("avc1", avcc({})), "vide", "0: 2 127 66 192 30 3 352 288 0  0 "},
@@ -176,30 +163,27 @@ TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
 TEST(DecoderInfo, KeptUnknownEntriesAreMissingAndKeepTheirNumbers) {
   const OpenedMovie movie(
       with_entries("soun", {plain_entry("encv"), audio("samr", kDamr), plain_entry("rtp ")}));
-  EXPECT_EQ(DecoderInfo(movie.file, 1, 0).status, P3GPP_ERR_NO_TABLE);
-  EXPECT_EQ(DecoderInfo(movie.file, 1, 1).status, P3GPP_ERR_NO_TABLE) << "unknown type";
-  EXPECT_EQ(DecoderInfo(movie.file, 1, 2).status, P3GPP_OK);
-  EXPECT_EQ(DecoderInfo(movie.file, 1, 3).status, P3GPP_ERR_RTP_ENTRY);
-  EXPECT_EQ(DecoderInfo(movie.file, 1, 4).status, P3GPP_ERR_NO_TABLE);
-  EXPECT_EQ(DecoderInfo(movie.file, 2, 1).status, P3GPP_ERR_NO_TRACK);
+  std::vector<int32_t> statuses;
+  for (uint32_t i = 0; i <= 4; ++i) statuses.push_back(decoder_status(movie.file, 1, i));
+  EXPECT_EQ(statuses, (std::vector<int32_t>{P3GPP_ERR_NO_TABLE, P3GPP_ERR_NO_TABLE, P3GPP_OK,
+                                            P3GPP_ERR_RTP_ENTRY, P3GPP_ERR_NO_TABLE}));
+  EXPECT_EQ(decoder_status(movie.file, 2), P3GPP_ERR_NO_TRACK);
 }
 
 TEST(DecoderInfo, TruncatedAvcParameterSetsAreAnError) {
-  const Bytes whole = avcc({.sps = {{0x67, 1, 2}}, .pps = {{0x68, 9}}});
-  for (size_t size = 13; size < whole.size(); ++size) {
-    const Bytes cut(whole.begin(), whole.begin() + static_cast<int64_t>(size));
-    EXPECT_EQ(describe(video_entry("avc1", 16, 16, with_size(cut, static_cast<uint32_t>(size))), "vide"),
-              "-7050")
-        << size;
+  Bytes cut = avcc({.sps = {{0x67, 1, 2}}, .pps = {{0x68, 9}}});
+  for (cut.pop_back(); cut.size() >= 13; cut.pop_back()) {
+    const Bytes child = with_size(cut, cut.size());
+    EXPECT_EQ(describe(video_entry("avc1", 16, 16, child), "vide"), "-7050") << cut.size();
   }
 }
 
 TEST(DecoderInfo, KeptAc3BitRatesEndAtCode18) {
   constexpr uint32_t kRates[] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160, 192,
                                  224, 256, 320, 384, 448, 512, 576, 640, 0,   0};
-  for (uint8_t code = 0; code < std::size(kRates); ++code) {
+  for (uint32_t code = 0; code < std::size(kRates); ++code) {
     EXPECT_EQ(describe(audio_entry("ac-3", 6, 48000, dac3({2, 9, 5, 6, 1, code}), 24)),
-              "0: 4 253 1 6 24 48000 " + text(kRates[code]) + " 2 9 5 6 1 " + text(code));
+              "0: 4 253 1 6 24 48000" + joined(kRates[code]) + " 2 9 5 6 1" + joined(code));
   }
 }
 

@@ -60,26 +60,25 @@ TEST(SampleEntries, FailTheTrackIfTheyAreMalformed) {
       {"entry of 7 bytes", header(7, "mp4a"), P3GPP_ERR_BOX_SIZE},
       {"entry past the end", header(500, "mp4a"), P3GPP_ERR_BOX_SIZE},
   };
-  for (OpenCase& each : cases) each.file = with_stsd(stsd({each.file}));
+  for (auto& [name, file, status] : cases) file = with_stsd(stsd({file}));
   expect_statuses(cases);
   EXPECT_EQ(OpenedMovie(with_stsd(full_box("stsd", 0, 0, Bytes(3)))).status, P3GPP_ERR_BOX_SIZE);
 }
 
 TEST(SampleEntries, EndAtTheirCountOrAtTheEndOfTheBox) {
-  const std::pair<uint32_t, uint32_t> kCounts[] = {{0, 0}, {1, 1}, {2, 2}, {3, 2}, {0xFFFFFFFF, 2}};
   const Bytes entry = audio_entry("samr", 1, 8000, kDamr);
-  for (const auto& [claimed, stored] : kCounts) {
+  // Claimed and stored entries.
+  for (const auto& [claimed, stored] :
+       std::map<uint32_t, uint32_t>{{0, 0}, {1, 1}, {2, 2}, {3, 2}, {0xFFFFFFFF, 2}}) {
     const OpenedMovie movie(with_stsd(stsd({entry, entry}, claimed)));
-    ASSERT_EQ(movie.status, P3GPP_OK);
-    EXPECT_EQ(boxes_of(movie).fields("moov/trak[1]/mdia/minf/stbl/stsd"),
-              "entry_count=" + std::to_string(claimed));
-    EXPECT_EQ(DecoderInfo(movie.file, 1, stored).status, stored == 0 ? P3GPP_ERR_NO_TABLE : P3GPP_OK);
-    EXPECT_EQ(DecoderInfo(movie.file, 1, stored + 1).status, P3GPP_ERR_NO_TABLE);
-    EXPECT_NE(boxes_of(movie).find("moov/trak[1]/mdia/minf/stbl/stsz"), nullptr) << "after stsd";
+    const ShownBoxes shown = boxes_of(movie);
+    EXPECT_EQ(shown.fields("moov/trak[1]/mdia/minf/stbl/stsd"), "entry_count=" + std::to_string(claimed));
+    EXPECT_EQ(decoder_status(movie.file, 1, stored), stored == 0 ? P3GPP_ERR_NO_TABLE : P3GPP_OK);
+    EXPECT_EQ(decoder_status(movie.file, 1, stored + 1), P3GPP_ERR_NO_TABLE);
+    EXPECT_NE(shown.find("moov/trak[1]/mdia/minf/stbl/stsz"), nullptr) << "after stsd";
   }
   // Bytes after the last entry are not an entry.
-  EXPECT_EQ(OpenedMovie(with_stsd(full_box("stsd", 0, 0, concat({{0, 0, 0, 1}, entry, Bytes(4)})))).status,
-            P3GPP_OK);
+  EXPECT_EQ(OpenedMovie(with_stsd(counted_table("stsd", 1, concat({entry, Bytes(4)})))).status, P3GPP_OK);
 }
 
 // These entries leave the stream just past the fields that they read, so any further bytes of the entry are
@@ -94,25 +93,23 @@ TEST(SampleEntries, KeptSpeechEntriesMustEndWithTheirConfiguration) {
   for (const auto& [type, configuration] : cases) {
     SCOPED_TRACE(type);
     const auto entry = [&](const Bytes& children) { return audio_entry(type, 1, 8000, children); };
-    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(configuration)}))).status, P3GPP_OK);
-
+    expect_statuses({
+        {"configuration", with_stsd(stsd({entry(configuration)})), P3GPP_OK},
+        {"then 8 zeros", with_stsd(stsd({entry(concat({configuration, Bytes(8)}))})), P3GPP_ERR_BOX_SIZE},
+        // After a first child of another type the rest of the entry is skipped.
+        {"another child first", with_stsd(stsd({entry(concat({box("abcd"), configuration}))})), P3GPP_OK},
+        {"without it", with_stsd(stsd({entry({}), entry(configuration)})), P3GPP_OK},
+    });
     // 20 more bytes in the form of a box are read as the next child of stbl, and all tables after them are
     // found 20 bytes too late.
     TrackDescription track = amr_track(2);
     track.replaced["stsd"] = stsd({entry(concat({configuration, box("free", Bytes(12))}))});
     track.appended["stbl"] = box("free", Bytes(12));
     const Bytes file = build_movie(track).bytes;
-    const OpenedMovie misread(file);
-    ASSERT_EQ(misread.status, P3GPP_OK);
-    const size_t stts_at = std::string(file.begin(), file.end()).find("stts") - 4;
-    EXPECT_EQ(boxes_of(misread).find("moov/trak[1]/mdia/minf/stbl/stts")->header.offset, stts_at + 20);
-
-    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(concat({configuration, Bytes(8)}))}))).status,
-              P3GPP_ERR_BOX_SIZE);
-
-    // After a first child of another type the rest of the entry is skipped.
-    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry(concat({box("abcd"), configuration}))}))).status, P3GPP_OK);
-    EXPECT_EQ(OpenedMovie(with_stsd(stsd({entry({}), entry(configuration)}))).status, P3GPP_OK);
+    const ShownBoxes misread = boxes_of(OpenedMovie(file));
+    ASSERT_NE(misread.find("moov/trak[1]/mdia/minf/stbl/stts"), nullptr);
+    EXPECT_EQ(misread.find("moov/trak[1]/mdia/minf/stbl/stts")->header.offset,
+              as_text(file).find("stts") - 4 + 20);
   }
 }
 

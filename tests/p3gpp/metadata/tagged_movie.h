@@ -21,12 +21,13 @@ inline std::string text_of(const P3gppBytes& bytes) {
   return {reinterpret_cast<const char*>(bytes.bytes), bytes.length};
 }
 
+inline std::string joined(std::string text, const std::vector<uint64_t>& numbers) {
+  for (const uint64_t number : numbers) text += "|" + std::to_string(number);
+  return text;
+}
+
 // The value of the tag, its parts joined by "|".
 inline std::string tag_value(const P3gppTag& tag) {
-  const auto joined = [](std::string text, const std::vector<uint64_t>& numbers) {
-    for (const uint64_t number : numbers) text += "|" + std::to_string(number);
-    return text;
-  };
   const std::string text = text_of(tag.text);
   const auto& u = tag.u;
   std::string keywords = std::to_string(u.keywords.claimed_count);
@@ -47,19 +48,19 @@ inline std::string tag_value(const P3gppTag& tag) {
       return std::to_string(u.year);
     case P3GPP_TAG_ITEM_TRACK:
     case P3GPP_TAG_ITEM_DISC:
-      return std::to_string(u.position.number) + "/" + std::to_string(u.position.total);
+      return joined(text, {u.position.number, u.position.total});
     default:
       return text;
   }
 }
 
-// "titl=text" for every tag of the file, in the order of the tag codes.
-inline std::vector<std::string> all_tags(const OpenedMovie& movie) {
-  std::vector<std::string> all;
+// "titl=text, yrrc=1999": every tag of the file, in the order of the tag codes.
+inline std::string all_tags(const OpenedMovie& movie) {
+  std::string all;
   for (uint32_t code = 1; movie.file != nullptr && code <= P3GPP_TAG_COUNT; ++code) {
     P3gppTag tag{};
     if (P3GPP_GetTag(movie.file, code, &tag) != P3GPP_OK) continue;
-    all.push_back(std::string(tag.type) + "=" + tag_value(tag));
+    all += (all.empty() ? "" : ", ") + std::string(tag.type) + "=" + tag_value(tag);
   }
   return all;
 }

@@ -1,5 +1,4 @@
 // The boxes that the parser shows: those of an open file, and each box during an open.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <set>
@@ -11,12 +10,8 @@
 namespace zdr::test {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-
 TEST(BoxView, ShowsEveryStoredBoxOnceAtItsOffset) {
   TrackDescription track = avc_track(4);
-  track.edits = {{.segment_duration = 500, .media_time = -1}};
   track.sample_entries.insert(track.sample_entries.begin(), plain_entry("abcd"));
   track.appended["trak"] = box("udta", concat({full_hinf(), hnti("v=0")}));
   const Bytes meta = full_box("meta", 0, 0, id32(0x55C4, {'I', 'D', '3'}));
@@ -24,24 +19,21 @@ TEST(BoxView, ShowsEveryStoredBoxOnceAtItsOffset) {
                                   .before_moov = box("moof"),
                                   .moov_children = concat({box("udta", full_user_data()), meta})})
                          .bytes;
-  const OpenedMovie movie(file);
-  const ShownBoxes shown = boxes_of(movie);
+  const ShownBoxes shown = boxes_of(OpenedMovie(file));
   EXPECT_GT(shown.boxes.size(), 75u);
   std::set<std::string> paths;
   for (const ShownBoxes::Box& each : shown.boxes) {
     EXPECT_TRUE(paths.insert(each.path).second) << each.path;
-    const auto at = file.begin() + static_cast<int64_t>(each.header.offset);
     EXPECT_EQ(load_be32(file, each.header.offset), each.header.size) << each.path;
     const bool is_named_by_content = each.path.ends_with("gnid");
-    EXPECT_TRUE(is_named_by_content || std::string(at + 4, at + 8) == each.header.type) << each.path;
+    EXPECT_EQ(as_text(file).substr(each.header.offset + 4, 4),
+              is_named_by_content ? "----" : each.header.type);
   }
   const std::string stbl = "moov/trak[1]/mdia/minf/stbl";
   const std::vector<std::pair<std::string, std::string>> expected = {
-      {"moov/trak[1]/edts/elst", "entry_count=1 [1] segment_duration=500 media_time=-1 media_rate=65536"},
       {stbl + "/stsd", "entry_count=2"},
       {stbl + "/stsd/avc1[2]",
        "data_reference_index=1 width=176 height=144"},  // numbered by its position in the file
-      {stbl + "/stsz", "default_size=0 sample_count=4"},
       {"moov/trak[1]/udta/hnti/sdp ", "sdp=v=0"},
       {"moov/trak[1]/udta/hinf/maxr", "period_ms=7 bytes=700"},
       {"moov/trak[1]/udta/hinf/payt", "payload_number=96 rtpmap=H263/90k"},
@@ -53,7 +45,7 @@ TEST(BoxView, ShowsEveryStoredBoxOnceAtItsOffset) {
       {"moov/udta/gnre", "language=5575 text=" + utf8("gnre")},  // another box of that type
       {"moov/udta/meta/ilst/gnid", "value=id"},
       {"moov/meta/ID32",
-       "language=55c4 data_offset=" + std::to_string(file.size() - 3 - 4 * 20 - 2 * 32 - 8) + " data_size=3"},
+       "language=55c4 data_offset=" + std::to_string(as_text(file).find("\x55\xC4ID3") + 2) + " data_size=3"},
   };
   for (const auto& [path, fields] : expected) EXPECT_EQ(shown.fields(path), fields) << path;
   EXPECT_EQ(shown.find("moov/trak[1]/mdia/minf/dinf/dref/url [1]")->header.flags, 1u);
@@ -67,16 +59,10 @@ TEST(BoxTrace, ShowsTheBoxesReadBeforeAnOpenFailed) {
   const OpenedMovie movie(build_movie({.tracks = {track}, .moov_first = false}).bytes, &visitor);
   EXPECT_EQ(movie.status, P3GPP_ERR_BOX_SIZE);
   EXPECT_STREQ(movie.error.path, "moov/trak[1]/mdia/minf/stbl/junk");
-  const std::string minf = "moov/trak[1]/mdia/minf";
-  const std::string stbl = minf + "/stbl";
-  EXPECT_THAT(
-      shown.outcomes(),
-      ElementsAre("ftyp", "mdat skipped", "moov/mvhd", "moov/trak[1]/tkhd", "moov/trak[1]/mdia/mdhd",
-                  "moov/trak[1]/mdia/hdlr", minf + "/smhd skipped", minf + "/dinf/dref/url [1]",
-                  minf + "/dinf/dref", minf + "/dinf", stbl + "/stsd/samr[1]/damr", stbl + "/stsd/samr[1]",
-                  stbl + "/stsd", stbl + "/stts", stbl + "/stsc", stbl + "/stsz", stbl + "/stco",
-                  stbl + "/junk refused", stbl + " failed", minf + " failed", "moov/trak[1]/mdia failed",
-                  "moov/trak[1] failed", "moov failed"));
+  EXPECT_EQ(shown.outcomes(),
+            "ftyp mdat? mvhd tkhd mdhd hdlr smhd? url [1] dref dinf damr samr[1] stsd stts stsc stsz stco "
+            "junk# stbl! minf! mdia! trak[1]! moov! ");
+  const std::string stbl = "moov/trak[1]/mdia/minf/stbl";
   EXPECT_EQ(shown.find(stbl + "/junk")->header.size, 5u);
   EXPECT_EQ(shown.fields(stbl + "/stsz"), "default_size=0 sample_count=3");
 }
@@ -97,16 +83,10 @@ TEST(BoxTrace, ShowsSkippedAndRefusedBoxes) {
   P3gppBoxVisitor visitor = shown.visitor();
   visitor.field = nullptr;  // may be null
   EXPECT_EQ(OpenedMovie(file, &visitor).status, P3GPP_ERR_GENERIC);
-  const std::string stbl = "moov/trak[1]/mdia/minf/stbl";
-  const std::string ilst = "moov/udta/meta/ilst";
-  for (const std::string& expected :
-       {std::string("mdat skipped"), std::string("moof"), stbl + "/stsd/abcd[1] skipped",
-        stbl + "/stsd/avc1[2]", stbl + "/stdp skipped", stbl, std::string("moov/udta/meta/hdlr skipped"),
-        ilst + "/\\xA9too skipped", ilst + "/desc skipped", ilst + "/gnre", ilst + "/---- skipped",
-        ilst + "/gnid", ilst + "/covr refused", ilst + " failed", std::string("moov/udta/free refused"),
-        std::string("moov/udta"), std::string("moov/udta failed")}) {
-    EXPECT_THAT(shown.outcomes(), Contains(expected));
-  }
+  EXPECT_EQ(shown.outcomes(),
+            "ftyp mdat? moof mvhd tkhd mdhd hdlr vmhd? url [1] dref dinf abcd[1]? avcC avc1[2] stsd stts "
+            "stsc stsz stco stdp? stbl minf mdia trak[1] free# udta hdlr? \\xA9too? desc? gnre ----? gnid "
+            "covr# ilst! meta! udta! moov! ");
   EXPECT_EQ(shown.find("mdat")->header.size, 20u) << "its 64-bit size";
   EXPECT_EQ(shown.find("moov/udta/meta")->header.status, P3GPP_ERR_GENERIC);
 }

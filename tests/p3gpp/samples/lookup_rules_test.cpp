@@ -75,6 +75,17 @@ TEST(LookupRules, KeptResultsDependOnEarlierCalls) {
       // own chunk.
       {"chunks at one offset", chunked({{1, 2}}, {1000, 1000}, 4),
        "o2=1016:16:1:0:0 o3=1032:16:1:0:0 o3=1000:16:1:0:0 o4=1016:16:1:0:0"},
+
+      // A table that claims more entries than its box holds fails past them; no walk over constant sizes.
+      {"times past the box", raw_track(10, 16, {{"stts", stts({{4, 100}}, 3)}}),
+       "d4=300:300 d5=-7012 d4=300:300"},
+      {"times without an entry", raw_track(10, 16, {{"stts", stts({}, 3)}}), "-7012"},
+      {"2^32 samples of one size",
+       raw_track(1, 0,
+                 {{"stts", stts({{0xFFFFFFFF, 0}})},
+                  {"stsc", stsc({{1, 0xFFFFFFFF}})},
+                  {"stsz", constant_stsz(1000, 0xFFFFFFFF)}}),
+       "o4294967295=4294967294000:1000:1:0:0"},
   };
   for (const auto& [name, track, calls] : cases) EXPECT_EQ(replayed(track, calls), calls) << name;
 }
@@ -87,30 +98,6 @@ TEST(SampleLocation, KeptStcoIsUsedAndLeavesCo64TheRestOfTheBudget) {
   const TrackDescription track = raw_track(400, 16, {{"stsc", stsc({{1, 1}})}, {"stco", tables}});
   EXPECT_EQ(OpenTrack(track, 0, 1024).status(), P3GPP_ERR_BAD_ARGUMENT);
   EXPECT_EQ(OpenTrack(track, 0, 24576).offset_of(7), 5000);
-}
-
-TEST(SampleLocation, TruncatedTableServesTheEntriesBeforeTheCut) {
-  std::vector<uint64_t> offsets;
-  for (uint32_t n = 1; n <= 1000; ++n) offsets.push_back(n * 100);
-  Bytes file = make_file({raw_track(1000, 16, {{"stsc", stsc({{1, 1}})}, {"stco", stco(offsets)}})});
-  file.resize(file.size() - 4);  // the last chunk offset
-  OpenTrack track(file, 1024);
-  EXPECT_EQ(track.offset_of(10), 1000);
-  EXPECT_EQ(track.offset_of(999), P3GPP_ERR_READ) << "its block is truncated";
-  EXPECT_EQ(track.offset_of(10), 1000) << "after the failed refill";
-}
-
-TEST(SampleLocation, ConstantSizesNeedNoWalk) {
-  OpenTrack track(raw_track(1, 0,
-                            {{"mdhd", mdhd({.duration = 0xFFFFFFFF})},
-                             {"stts", stts({{0xFFFFFFFF, 0}})},
-                             {"stsc", stsc({{1, 0xFFFFFFFF}})},
-                             {"stsz", constant_stsz(1000, 0xFFFFFFFF)},
-                             {"stco", stco({1000})}}));
-  EXPECT_EQ(track.offset_of(0xFFFFFFFF), 1000 + 0xFFFFFFFELL * 1000);
-  float bits_per_second = 0;
-  EXPECT_EQ(P3GPP_GetBitrate(track.get(), &bits_per_second), P3GPP_OK);
-  EXPECT_FLOAT_EQ(bits_per_second, 8e6F);
 }
 
 }  // namespace

@@ -21,31 +21,33 @@ TrackDescription two_chunks(uint32_t first_size = 10, uint64_t second_chunk = kM
 }
 
 struct Read {
-  Read(OpenTrack& track, uint32_t number) : bytes(256, 0xEE) {
+  Read(OpenTrack& track, uint32_t number, uint32_t capacity = 256) {
     sample.number = number;
-    sample.buffer = bytes.data();
-    status = P3GPP_ReadSample(track.get(), &sample);
+    sample.buffer = reinterpret_cast<uint8_t*>(bytes.data());
+    status = P3GPP_ReadSampleBounded(track.get(), &sample, capacity);
   }
   P3gppSample sample{};
-  Bytes bytes;  // 0xEE where nothing was read
+  std::string bytes = std::string(256, '\xEE');  // where nothing was read
   int32_t status;
 };
 
 TEST(SampleReading, TakesOneReadPerSampleAndNoneForALocationOrAnEmptySample) {
   OpenTrack track(two_chunks(), kFileSize);
-  std::vector<MemorySource::Read> reads;
-  track.source().log = &reads;
+  const std::vector<Source::Read>& reads = track.source().reads;
+  const size_t before = reads.size();
   for (uint32_t number = 1; number <= 6; ++number) EXPECT_GT(track.offset_of(number), 0);
   EXPECT_EQ(Read(track, 2).status, P3GPP_OK);
-  EXPECT_TRUE(reads.empty());
-  const Read result(track, 4);
-  ASSERT_EQ(reads.size(), 1u);
-  EXPECT_EQ(reads[0].position, kMedia + 1000);
-  EXPECT_EQ(reads[0].count, 40u);
-  EXPECT_EQ(result.sample.description_index, 2u);
-  EXPECT_TRUE(std::equal(result.bytes.begin(), result.bytes.begin() + 40,
-                         track.source().bytes.data() + kMedia + 1000));
-  EXPECT_EQ(result.bytes[40], 0xEE) << "written past the sample";
+  const Read too_small(track, 4, 39);
+  EXPECT_EQ(too_small.status, P3GPP_ERR_READ);
+  EXPECT_EQ(reads.size(), before);
+  const Read result(track, 4, 40);
+  EXPECT_EQ(result.status, P3GPP_OK);
+  ASSERT_EQ(reads.size(), before + 1);
+  EXPECT_EQ(reads.back().position, kMedia + 1000);
+  EXPECT_EQ(reads.back().count, 40u);
+  EXPECT_EQ(sample_text(result.sample), "3048:40:2:300:300");
+  EXPECT_EQ(sample_text(too_small.sample), sample_text(result.sample)) << "located";
+  EXPECT_EQ(result.bytes, track.source().content().substr(kMedia + 1000, 40) + std::string(216, '\xEE'));
 }
 
 TEST(SampleReading, SamplePastTheEndOfTheFileIsLocatedButNotRead) {
@@ -57,47 +59,28 @@ TEST(SampleReading, SamplePastTheEndOfTheFileIsLocatedButNotRead) {
     EXPECT_EQ(result.sample.size, number * 10);
     EXPECT_EQ(result.sample.decoding_time, (number - 1) * 100);
   }
-  std::vector<MemorySource::Read> reads;
-  track.source().log = &reads;
-  EXPECT_EQ(Read(track, 1).status, P3GPP_ERR_READ);
-  EXPECT_TRUE(reads.empty());
+  const size_t before = track.source().reads.size();
+  EXPECT_EQ(Read(track, 1, 0xFFFFFFFF).status, P3GPP_ERR_READ);
+  EXPECT_EQ(track.source().reads.size(), before);
   EXPECT_EQ(Read(track, 0).status, P3GPP_ERR_OUT_OF_RANGE);
   EXPECT_EQ(Read(track, 7).status, P3GPP_ERR_OUT_OF_RANGE);
 }
 
-TEST(SampleReading, SampleLargerThanTheBufferIsLocatedButNotRead) {
-  OpenTrack track(two_chunks(), kFileSize);
-  for (const uint32_t capacity : {39u, 40u}) {
-    Bytes bytes(capacity, 0xEE);
-    P3gppSample sample{};
-    sample.number = 4;
-    sample.buffer = bytes.data();
-    EXPECT_EQ(P3GPP_ReadSampleBounded(track.get(), &sample, capacity),
-              capacity == 40 ? P3GPP_OK : P3GPP_ERR_READ);
-    EXPECT_EQ(bytes[38], capacity == 40 ? track.source().bytes[kMedia + 1038] : 0xEE);
-    EXPECT_EQ(sample.size, 40u);
-  }
-}
-
 TEST(SampleReading, KeptOnlyAnEmptyEditInALongerListShiftsAndOnlyDecodingTimes) {
-  const std::vector<std::tuple<const char*, std::vector<Edit>, uint32_t>> cases = {
-      {"no list", {}, 0},
-      {"a single empty edit", {{1000, -1}}, 0},
-      {"delay, then media", {{1000, -1}, {500, 0}}, 1000},  // movie units, unconverted
-      {"no empty edit", {{1000, 0}, {500, 20}}, 0},
-      {"the first of two", {{5, 0}, {70, -1}, {900, -1}}, 70},
-      {"wraps", {{0xFFFFFF00, -1}, {5, 0}}, 0xFFFFFF00},
+  const std::vector<std::pair<std::vector<Edit>, std::string>> cases = {
+      {{}, "300"},
+      {{{1000, -1}}, "300"},             // a single one
+      {{{1000, -1}, {500, 0}}, "1300"},  // movie units, unconverted
+      {{{1000, 0}, {500, 20}}, "300"},
+      {{{5, 0}, {70, -1}, {900, -1}}, "370"},
+      {{{0xFFFFFF00, -1}, {5, 0}}, "44"},  // wraps
   };
-  for (const auto& [name, edits, shift] : cases) {
-    SCOPED_TRACE(name);
+  for (const auto& [edits, time] : cases) {
     TrackDescription description = two_chunks();
     description.edits = edits;
-    OpenTrack track(description, kFileSize);
-    const Read result(track, 4);
-    EXPECT_EQ(result.sample.decoding_time, 300 + shift);
-    EXPECT_EQ(result.sample.composition_time, 300u);
-    EXPECT_EQ(track.lookup('d', 4), std::to_string(300 + shift) + ":300");
-    EXPECT_EQ(track.lookup('t', 250), "2@100") << "a search for a time ignores the shift";
+    // A search for a time ignores the shift.
+    const std::string calls = "o4=3048:40:2:" + time + ":300 d4=" + time + ":300 t250=2@100";
+    EXPECT_EQ(replayed(description, calls), calls);
   }
 }
 
@@ -106,7 +89,7 @@ TEST(SampleReading, FailedReadDoesNotAffectTheNextOne) {
   uint32_t failures = 0;
   for (uint32_t number = 1; number <= 2000; ++number) {
     // Fails the read of the sample, or of one of the tables before it.
-    track.source().failing_read = track.source().read_count + 1 + number % 3;
+    track.source().failing_read = track.source().reads.size() + 1 + number % 3;
     failures += Read(track, number).status == P3GPP_ERR_READ;
     track.source().failing_read = 0;
     for (const uint32_t each : {std::max(number, 2u) - 1, number}) {
