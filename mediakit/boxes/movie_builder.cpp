@@ -120,6 +120,7 @@ Bytes build_trak(const TrackDescription& track, uint32_t track_id,
                             .track_id = track_id,
                             .time_scale = track.time_scale,
                             .duration = media_duration(track),
+                            .volume = 0,
                             .width = track.width,
                             .height = track.height};
   const Bytes edts = track.edits.empty() ? Bytes() : box("edts", elst(track.edits));

@@ -32,15 +32,11 @@ TrackDescription extending(const std::string& container, const Bytes& bytes) {
 TEST(TopLevel, KeptScanEndsAtMoovAndAtSize0) {
   const Bytes mdat = box("mdat", Bytes(100));
   expect_statuses({
-      {"empty file", {}, P3GPP_ERR_NO_MOOV},
       {"half a header", Bytes(5), P3GPP_ERR_NO_MOOV},
       {"no moov", concat({ftyp(), mdat}), P3GPP_ERR_NO_MOOV},
-      {"moov first", concat({ftyp(), kMoov, mdat}), P3GPP_OK},
-      {"moov last", concat({ftyp(), mdat, kMoov}), P3GPP_OK},
       {"empty moov alone", box("moov"), P3GPP_OK},
       {"box to the end of the file before moov", concat({with_size(mdat, 0), kMoov}), P3GPP_ERR_NO_MOOV},
       {"anything after moov", concat({kMoov, with_size(mdat, 0), header(2, "junk")}), P3GPP_OK},
-      {"size 2", concat({with_size(mdat, 2), kMoov}), P3GPP_ERR_BOX_SIZE},
       {"size 7", concat({with_size(mdat, 7), kMoov}), P3GPP_ERR_BOX_SIZE},
       {"box longer than the file", concat({with_size(mdat, 0xFFFFFFFF), kMoov}), P3GPP_ERR_NO_MOOV},
       {"moov longer than the file", with_size(kMoov, 500), P3GPP_ERR_READ},
@@ -63,16 +59,13 @@ TEST(TopLevel, Kept64BitFormMeasuresAllLaterBoxes) {
       {"mdat, moov", concat({ftyp(), large_box("mdat", body), kMoov}), P3GPP_OK},
       {"truncated size", concat({header(1, "mdat"), Bytes(7)}), P3GPP_ERR_READ},
       {"size 2^64 - 1", claiming(0xFFFFFFFFFFFFFFFF), P3GPP_ERR_NO_MOOV},
-      {"size 2^63", claiming(uint64_t{1} << 63), P3GPP_ERR_NO_MOOV},
       {"size back to a hidden moov", concat({free_with_moov, wrapping}), P3GPP_ERR_NO_MOOV},
       {"size 15", claiming(15), P3GPP_ERR_BOX_SIZE},
-      {"size 1", claiming(1), P3GPP_ERR_BOX_SIZE},
       {"moov in the 64-bit form", large_box("moov", mvhd()), P3GPP_ERR_BOX_SIZE},
       {"empty moov in the 64-bit form", large_box("moov", {}), P3GPP_ERR_READ},
       {"moov of size 0", concat({large_box("mdat", body), with_size(kMoov, 0)}), P3GPP_ERR_BOX_SIZE},
       // ftyp is measured by the 64-bit size, so only a size that happens to fit leads to moov.
       {"twice as long as the ftyp after it", after_wide_box_of(2 * type.size()), P3GPP_ERR_NO_MOOV},
-      {"beyond the file", after_wide_box_of(4000), P3GPP_ERR_NO_MOOV},
       {"one byte less", after_wide_box_of(type.size() + 7), P3GPP_ERR_BOX_SIZE},
       {"too short for the brands", after_wide_box_of(16), P3GPP_ERR_BOX_SIZE},
       {"the body of the ftyp", after_wide_box_of(type.size() + 8), P3GPP_OK},
@@ -88,7 +81,6 @@ TEST(TopLevel, KeptFileTypeOfUpTo32Brands) {
   expect_statuses({
       {"8 bytes", concat({header(8, "ftyp"), kMoov}), P3GPP_OK},
       {"12 bytes", concat({header(12, "ftyp"), Bytes(4), kMoov}), P3GPP_ERR_READ},
-      {"16 bytes", concat({ftyp("isom", 0, {}), kMoov}), P3GPP_OK},
       {"33 brands", concat({ftyp("isom", 0, brands), kMoov}), P3GPP_ERR_READ},
       {"truncated", concat({header(24, "ftyp"), Bytes(4)}), P3GPP_ERR_READ},
   });
@@ -112,10 +104,8 @@ TEST(ChildLoop, RefusesChildrenThatDoNotFit) {
   expect_statuses({
       {"unknown child", file(box("abcd", header(0, "bad "))), P3GPP_OK},
       {"size 0", file(header(0, "free")), P3GPP_ERR_BOX_SIZE},
-      {"size 1", file(concat({header(1, "free"), Bytes(8)})), P3GPP_ERR_BOX_SIZE},
       {"size 7", file(header(7, "free")), P3GPP_ERR_BOX_SIZE},
       {"one byte too long", file(header(9, "free")), P3GPP_ERR_BOX_SIZE},
-      {"near 4 GiB", file(header(0xFFFFFFFF, "free")), P3GPP_ERR_BOX_SIZE},
       {"tail of 4 bytes", file(Bytes(4)), P3GPP_ERR_BOX_SIZE},
       {"tail cut off by the end of the file", with_size(concat({kMoov, Bytes(4)}), 120), P3GPP_ERR_READ},
       {"header past the end of the file", with_size(kMoov, 200), P3GPP_ERR_READ},

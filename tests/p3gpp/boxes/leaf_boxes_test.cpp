@@ -73,24 +73,29 @@ TEST(LeafBoxes, KeptFieldsByVersion) {
 }
 
 TEST(LeafBoxes, KeptFirstWordOfATimeIsTheHighHalfOf64Bits) {
-  const auto durations = [](uint32_t version, uint64_t time) {
-    TrackDescription track = amr_track(1);
-    track.replaced["tkhd"] =
-        tkhd({.version = version, .creation_time = time, .track_id = 1, .duration = time + 1});
-    track.replaced["mdhd"] = mdhd({.version = version, .duration = time + 2});
-    const Bytes movie_header = mvhd({.version = version, .creation_time = time, .duration = time + 3});
+  // The records of the movie and its track, whose headers have these times.
+  const auto records = [](uint32_t version, uint64_t time) {
+    TrackDescription track = amr_track(10);
+    track.handler = "meta";
+    track.replaced["tkhd"] = tkhd({version, time, time + 1, 1, 0, time + 2});
+    track.replaced["mdhd"] = mdhd({.version = version, .time_scale = 8000, .duration = time + 3});
+    const Bytes movie_header = mvhd({version, time + 4, time + 5, 0, 600, time + 6});
     const OpenedMovie movie(build_movie({.tracks = {track}, .moov_children = movie_header}).bytes);
-    P3gppMovieInfo info{};
-    P3gppTrackInfo* track_info = nullptr;
-    EXPECT_EQ(P3GPP_GetMovieInfo(movie.file, &info), P3GPP_OK);
-    EXPECT_EQ(P3GPP_GetTrackInfo(movie.file, 1, &track_info), P3GPP_OK);
-    const std::vector<uint32_t> found = {track_info->creation_time, track_info->track_duration,
-                                         track_info->media_duration, info.creation_time, info.duration};
-    track_info->release(track_info);
+    P3gppMovieInfo m{};
+    P3gppTrackInfo* t = nullptr;
+    EXPECT_EQ(P3GPP_GetMovieInfo(movie.file, &m), P3GPP_OK);
+    EXPECT_EQ(P3GPP_GetTrackInfo(movie.file, 1, &t), P3GPP_OK);
+    const std::vector<uint32_t> found = {t->creation_time,  t->modification_time, t->track_duration,
+                                         t->media_duration, m.creation_time,      m.modification_time,
+                                         m.duration,        t->time_scale,        m.time_scale,
+                                         t->sample_count,   t->track_type};
+    t->release(t);
     return found;
   };
-  EXPECT_EQ(durations(0, 70), (std::vector<uint32_t>{70, 71, 72, 70, 73}));
-  EXPECT_EQ(durations(1, 0x500000046), (std::vector<uint32_t>(5, 5)));
+  EXPECT_EQ(records(0, 70),
+            (std::vector<uint32_t>{70, 71, 72, 73, 74, 75, 76, 8000, 600, 10, P3GPP_TRACK_METADATA}));
+  EXPECT_EQ(records(1, 0x500000046),
+            (std::vector<uint32_t>{5, 5, 5, 5, 5, 5, 5, 8000, 600, 10, P3GPP_TRACK_METADATA}));
 }
 
 TEST(LeafBoxes, RefuseSizesTooSmallForTheirFields) {

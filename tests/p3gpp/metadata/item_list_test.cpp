@@ -44,7 +44,6 @@ TEST(ItemList, KeptOddItemsYieldTheseTags) {
       {"genre of 3 bytes", {genre({"\0\1\0", 3})}, ""},
       {"number of 3 bytes", {number(3)}, ""},
       {"number of 4 bytes", {number(4)}, "trkn=|258|0, "},
-      {"number of 5 bytes", {number(5)}, "trkn=|258|0, "},
       {"number of 7 bytes", {number(7)}, "trkn=|258|772, "},
       // The list continues after an item's first child.
       {"first child is not data", {box("desc", {full_box("name", 0, 0, {'x'}), data_atom("hidden")})}, ""},
@@ -52,7 +51,6 @@ TEST(ItemList, KeptOddItemsYieldTheseTags) {
       {"unknown item with any content", {box("abcd", header(0xFFFFFF, "data"))}, ""},
       {"data of 16 bytes", {item("desc", "")}, "desc=, "},
       {"data of 15 bytes", {box("desc", box("data", Bytes(7)))}, ""},
-      {"data of 8 bytes", {box("desc", box("data"))}, ""},
       {"no child: the next item is read as one", {box("desc"), item("cprt", "lost")}, ""},
       {"child beyond its item", {child_beyond_item}, "desc=a" + std::string(13, '\0') + ", "},
   };
@@ -72,13 +70,11 @@ TEST(ItemList, KeptOnlyFreeFormItemsNamedGnidAreStored) {
   const std::vector<std::tuple<const char*, std::vector<Bytes>, std::string>> cases = {
       {"in order", {mean, name, data}, "gnid=v, "},
       {"another name", {atom("mean", "a.much.longer.name.space"), atom("name", "iTunSMPB"), data}, ""},
-      {"empty texts", {atom("mean", ""), atom("name", ""), data_atom("")}, ""},
       {"without mean", {name, data}, "gnid=v, "},
       {"after another name", {atom("name", "abcd"), name, data}, ""},
       {"two values", {mean, name, data_atom("first"), data_atom("second")}, "gnid=first, "},
       {"value before the name", {data, mean, name}, ""},
       {"value too short", {mean, name, box("data", Bytes(7))}, ""},
-      {"empty", {}, ""},
       {"5 bytes", {Bytes(5)}, ""},
       // Only 8 bytes of an unknown atom are skipped, so its contents are read as the next atom.
       {"unknown atom of size 0", {header(0, "abcd")}, ""},
@@ -107,7 +103,6 @@ TEST(ItemList, KeptDamageInsideFailsTheOpen) {
       {"/ilst/desc", item_list_meta({header(7, "desc")})},
       {"/ilst/desc", item_list_meta({header(90, "desc")})},
       {"/ilst/desc", item_list_meta({box("desc", Bytes(3))})},
-      {"/ilst/desc/data", item_list_meta({box("desc", header(7, "data"))})},
       {"/ilst/desc/data", item_list_meta({box("desc", header(90, "data"))})},
       {"/ilst/----/mean", item_list_meta({box("----", header(9, "mean"))})},
       {"/ilst/----/name", item_list_meta({box("----", header(0, "name"))})},
