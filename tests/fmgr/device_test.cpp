@@ -130,19 +130,13 @@ TEST(OpenMode, KeptDeviceModeAndAccessClassAreParsedSeparately) {
   using enum AccessClass;
   constexpr uint32_t kNone = OS_OPEN_APPEND + 1;
   static constexpr std::tuple<const char*, uint32_t, std::optional<AccessClass>> kCases[] = {
-      {"rb", OS_OPEN_READ, kRead},
-      {"rb+", OS_OPEN_READWRITE, kUpdate},
-      {"rt+", OS_OPEN_READ, kUpdate},
-      {"w", OS_OPEN_WRITE, kWrite},
-      {"wb", OS_OPEN_WRITE, kWrite},
-      {"wt", OS_OPEN_WRITE, std::nullopt},
-      {"wr", OS_OPEN_WRITE, kRead},
-      {"w+", OS_OPEN_CREATE_READWRITE, kUpdate},
-      {"a", kNone, kAppend},
-      {"ab", OS_OPEN_APPEND, kAppend},
-      {"a+", OS_OPEN_APPEND, kAppend},
-      {"br", OS_OPEN_READWRITE, kRead},
-      {"", OS_OPEN_READWRITE, std::nullopt}};
+      {"rb", OS_OPEN_READ, kRead},     {"rb+", OS_OPEN_READWRITE, kUpdate},
+      {"rt+", OS_OPEN_READ, kUpdate},  {"w", OS_OPEN_WRITE, kWrite},
+      {"wb", OS_OPEN_WRITE, kWrite},   {"wt", OS_OPEN_WRITE, {}},
+      {"wr", OS_OPEN_WRITE, kRead},    {"w+", OS_OPEN_CREATE_READWRITE, kUpdate},
+      {"a", kNone, kAppend},           {"ab", OS_OPEN_APPEND, kAppend},
+      {"a+", OS_OPEN_APPEND, kAppend}, {"br", OS_OPEN_READWRITE, kRead},
+      {"", OS_OPEN_READWRITE, {}}};
   const Source source(FMGR_DEV_FILE, "");
   const Context context = make_context(0, 0);
   for (const auto& [mode, os_mode, access] : kCases) {

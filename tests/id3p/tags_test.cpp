@@ -94,15 +94,11 @@ std::string describe(const Bytes& content) {
   return all;
 }
 
-Bytes full_v1_tag() {
-  Bytes tag = id3v1(std::string(30, 't'), std::string(60, 'a'), "20245", 'g');
-  std::fill(tag.begin() + 97, tag.begin() + 127, uint8_t{'c'});
-  return tag;
-}
-
 TEST(Tags, KeptSizesFlagsAndGenreOfEachVersion) {
+  const auto letters = [](char letter) { return std::string(30, letter); };
   const Bytes audio(100, 0xFF);
-  const std::string letters(30, 't');
+  Bytes full_v1_tag = id3v1(letters('t'), letters('a') + letters('a'), "20245", 'g');
+  std::fill(full_v1_tag.begin() + 97, full_v1_tag.begin() + 127, uint8_t{'c'});
   Bytes wide_size = id3v2(4, 0, Bytes(255, 0));
   wide_size[8] = 0;
   wide_size[9] = 255;
@@ -112,9 +108,9 @@ TEST(Tags, KeptSizesFlagsAndGenreOfEachVersion) {
       {"1, the genre is a character", id3v1("", "", "", 0x80),
        "@10 v1 of 128: title= artist= album= year= comment= genre=\\20AC"},
       {"1, no genre", id3v1("", "", "", 0xFF), "@10 v1 of 128: title= artist= album= year= comment="},
-      {"1, full fields", full_v1_tag(),
-       "@10 v1 of 128: title=" + std::string(30, 't') + " artist=" + std::string(30, 'a') +
-           " album=" + std::string(30, 'a') + " year=2024 comment=" + std::string(30, 'c') + " genre=g"},
+      {"1, full fields", full_v1_tag,
+       "@10 v1 of 128: title=" + letters('t') + " artist=" + letters('a') + " album=" + letters('a') +
+           " year=2024 comment=" + letters('c') + " genre=g"},
       {"2.3", concat({id3v2(3, 0, song(3)), audio}), "@25 v2.3 of 25: title=Song"},
       {"2.2", concat({id3v2(2, 0, song(2)), audio}), "@21 v2.2 of 21: title=Song"},
       {"2.3, zeros of the unsynchronisation stay", id3v2(3, 0x80, title("\0A\xFF\0B"s)),
@@ -158,7 +154,6 @@ TEST(Tags, KeptForbiddenFlagsFailInV23AndHideTheTextsInV22) {
 
 TEST(Tags, KeptLastBytesOfTheExtendedHeaderSizeAreSigned) {
   const Case cases[] = {
-      {"of six bytes", concat({bytes_of("\0\0\0\6"s), Bytes(6, 0), song(3)}), "title=Song"},
       {"of 200 bytes: 196 read as -60", concat({Fields().u32(196).bytes, Bytes(196, 0), song(3)}), ""},
       {"0x1FF - 0x100", concat({Fields().u32(0x1FF).bytes, Bytes(0xFF, 0), song(3)}), "title=Song"},
       {"negative", concat({Fields().u32(0x00FFFFFF).bytes, song(3)}), ""},
@@ -213,14 +208,9 @@ TEST(Texts, KeptEncodingsAndCommentsOfV23) {
 
 TEST(Texts, KeptEncodingsOfV22) {
   const Case cases[] = {
-      {"leading spaces are removed", v22_title("\0 Song"s), "title=Song"},
-      {"marked little-endian", v22_title("\1\xFF\xFES\0"s), "title=S"},
-      {"marked big-endian", v22_title("\1\xFE\xFF\0S"s), "title=S"},
       {"unmarked is big-endian from the first byte", v22_title("\1\0S\0T"s), "title=ST"},
       {"an odd length loses the last byte", v22_title("\1\xFF\xFES\0T"s), "title=S"},
-      {"mark alone", v22_title("\1\xFF\xFE"s), ""},
       {"an empty frame is skipped", concat({v22_title(""), song(2)}), "title=Song"},
-      {"comment", v22_frame("COM", bytes_of("\0engd\0Nice\0"s)), "comment=Nice"},
       {"UTF-16 comment without a mark", v22_frame("COM", bytes_of("\1\0d\0\0\0T\0u"s)), "comment=Tu"},
   };
   for (const Case& c : cases) EXPECT_EQ(read_back(2, 0, c.content), c.expected) << c.what;

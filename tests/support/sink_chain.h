@@ -20,7 +20,7 @@ class SinkChain {
     source_->JoinFilterGraph(&graph, u"source");
     options.resize(static_cast<size_t>(source.GetPinCount()));
     for (SinkOptions& each : options) {
-      sinks_.push_back(TestSink::create(std::move(each)));
+      sinks_.emplace_back(new TestSink(std::move(each)));
       sinks_.back()->JoinFilterGraph(&graph, u"sink");
     }
   }

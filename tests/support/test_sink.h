@@ -7,15 +7,83 @@
 
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <sstream>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "call_log.h"
-#include "stream_order.h"
 
 namespace zdr::test {
+
+// Checks the order of calls to an input pin and records every breach of its rules. Streaming calls (new
+// segment, sample, end of stream) must not overlap; each run of the stream begins with a new segment; after
+// an end of stream or a refused sample nothing follows until the stream begins anew.
+class StreamOrder {
+ public:
+  enum class Call { kNewSegment, kSample, kEndOfStream };
+
+  // Begins a streaming call, which ends when the result is released.
+  [[nodiscard]] std::shared_ptr<const void> begin(Call call) {
+    const std::lock_guard lock(mutex_);
+    if (streaming_.use_count() > 1) breaches_.push_back("overlapping streaming calls");
+    // The receiver refuses calls during a flush, so they change nothing.
+    if (!flushing_) enter(call);
+    return streaming_;
+  }
+  // Call when the receiver has returned anything but S_OK for a sample.
+  void sample_refused() {
+    const std::lock_guard lock(mutex_);
+    phase_ = Phase::kRefused;
+  }
+  void begin_flush() {
+    const std::lock_guard lock(mutex_);
+    if (flushing_) breaches_.push_back("flush within a flush");
+    flushing_ = true;
+  }
+  void end_flush() {
+    const std::lock_guard lock(mutex_);
+    if (!flushing_) breaches_.push_back("end of a flush that has not begun");
+    begin_anew();
+  }
+  // Call when the pin has become active: the stream begins anew.
+  void restart() {
+    const std::lock_guard lock(mutex_);
+    begin_anew();
+  }
+
+  std::vector<std::string> breaches() const {
+    const std::lock_guard lock(mutex_);
+    return breaches_;
+  }
+
+ private:
+  enum class Phase { kStart, kStreaming, kEnded, kRefused };
+
+  void begin_anew() {
+    flushing_ = false;
+    phase_ = Phase::kStart;
+  }
+  void enter(Call call) {
+    if (call == Call::kNewSegment) {
+      phase_ = Phase::kStreaming;
+      return;
+    }
+    const std::string name = call == Call::kSample ? "sample" : "end of stream";
+    if (phase_ == Phase::kStart) breaches_.push_back(name + " before a new segment");
+    if (phase_ == Phase::kEnded) breaches_.push_back(name + " after the end of the stream");
+    if (phase_ == Phase::kRefused) breaches_.push_back(name + " after a refused sample");
+    if (call == Call::kEndOfStream) phase_ = Phase::kEnded;
+  }
+
+  const std::shared_ptr<const void> streaming_ = std::make_shared<int>();  // shared by each streaming call
+  mutable std::mutex mutex_;
+  Phase phase_ = Phase::kStart;
+  bool flushing_ = false;
+  std::vector<std::string> breaches_;
+};
 
 // One sample as it was received.
 struct SinkSample {
@@ -193,22 +261,18 @@ class TestSinkPin final : public CBaseInputPin {
 
 class TestSink final : public CBaseFilter {
  public:
-  static com::ComPtr<TestSink> create(SinkOptions options = {}) {
-    return com::ComPtr<TestSink>(new TestSink(std::move(options)));
-  }
+  explicit TestSink(SinkOptions options)
+      : CBaseFilter(NAME("TestSink"), nullptr, &lock_, GUID_NULL),
+        pin_(this, &lock_, std::move(options), &hr_) {}
 
-  TestSinkPin& pin() { return *pin_; }
+  TestSinkPin& pin() { return pin_; }
   int GetPinCount() override { return 1; }
-  CBasePin* GetPin(int index) override { return index == 0 ? pin_.get() : nullptr; }
+  CBasePin* GetPin(int index) override { return index == 0 ? &pin_ : nullptr; }
 
  private:
-  explicit TestSink(SinkOptions options) : CBaseFilter(NAME("TestSink"), nullptr, &lock_, GUID_NULL) {
-    HRESULT hr = S_OK;
-    pin_ = std::make_unique<TestSinkPin>(this, &lock_, std::move(options), &hr);
-  }
-
   CCritSec lock_;
-  std::unique_ptr<TestSinkPin> pin_;
+  HRESULT hr_ = S_OK;
+  TestSinkPin pin_;
 };
 
 }  // namespace zdr::test

@@ -24,25 +24,16 @@ struct CloseReader {
 };
 using Reader = std::unique_ptr<AMRF_File, CloseReader>;
 
-class SpeechFile {
- public:
-  explicit SpeechFile(const Bytes& bytes) : path_((folder_ / "speech.amr").u16string()) {
-    write_file(path_, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-  }
-  explicit SpeechFile(const Speech& speech) : SpeechFile(speech.bytes()) {}
-  const char16_t* path() const { return path_.c_str(); }
-  // Null on failure.
-  Reader open() const {
-    AMRF_File* reader = nullptr;
-    const int32_t status = AMRF_Open(&reader, path());
-    EXPECT_EQ(status == 0, reader != nullptr);
-    return Reader(reader);
-  }
-
- private:
-  TempFolder folder_;
-  std::u16string path_;
-};
+// The file exists only while it is open. Null on failure.
+Reader open(const Bytes& bytes) {
+  const TempFolder folder;
+  const auto path = folder / "speech.amr";
+  write_file(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  AMRF_File* reader = nullptr;
+  const int32_t status = AMRF_Open(&reader, path.u16string().c_str());
+  EXPECT_EQ(status == 0, reader != nullptr);
+  return Reader(reader);
+}
 
 struct Result {
   int32_t status;
@@ -90,8 +81,7 @@ TEST(Amrf, KeptFramesAreReadInAnyOrderAndACapacityOf0IsNoLimit) {
     // Files of a few frames, and files of several blocks.
     const size_t count = round % 5 == 0 ? 4000 + random() % 2000 : random() % 40;
     const Speech speech = random_speech(random, round % 2 == 0, count);
-    const SpeechFile file(speech);
-    const Reader reader = file.open();
+    const Reader reader = open(speech.bytes());
     uint32_t number = 0;
     for (int step = 0; step < 200; ++step) {
       if (random() % 16 == 0) {
@@ -120,7 +110,7 @@ TEST(Amrf, KeptSizesOfReservedTypes) {
     EXPECT_EQ(size, has_no_size ? 0 : frame_bytes(wide, toc)) << i;
     if (!has_no_size) continue;
     const Speech three = speech(wide, 3, toc);
-    const Reader reader = SpeechFile(three).open();
+    const Reader reader = open(three.bytes());
     expect_count(reader, three);
     for (const uint32_t number : {1u, 2u, 3u, 4u})
       EXPECT_EQ(read(reader, number), expected(three, number)) << i;
@@ -131,7 +121,7 @@ TEST(Amrf, KeptALineOfSixBytesIsNarrowBandAndAnyOtherWideBand) {
   const std::pair<std::string, uint32_t> kLines[] = {
       {"hello\n", 64}, {"#!AMR_MC1.0\n", 80}, {"#!AMR\r\n", 80}, {"\n", 80}};
   for (const auto& [line, codec] : kLines) {
-    const Reader reader = SpeechFile(Bytes(line.begin(), line.end())).open();
+    const Reader reader = open(Bytes(line.begin(), line.end()));
     AMRF_Info info{1, 1, 1};
     EXPECT_EQ(AMRF_Scan(reader.get(), &info), 0);
     EXPECT_EQ(info.codec, codec) << line;
@@ -144,7 +134,7 @@ TEST(Amrf, KeptAWalkEndsAtAFrameOfSize0) {
   Speech made = speech(true, 2, 0x04);
   made.add(0x5C);
   made.add(0x04);
-  const Reader reader = SpeechFile(made).open();
+  const Reader reader = open(made.bytes());
   for (const uint32_t number : {2u, 3u, 4u})
     EXPECT_EQ(read(reader, number), expected(made, number)) << "in order";
   for (const uint32_t number : {6u, 4u, 1000u, 0xFFFFFFFFu}) {
@@ -153,18 +143,20 @@ TEST(Amrf, KeptAWalkEndsAtAFrameOfSize0) {
 }
 
 TEST(Amrf, AFailedOpenClosesTheFile) {
-  const SpeechFile no_line(Bytes(200000, 'x'));
-  for (const char16_t* path : {u"no/such/file.amr", no_line.path(), static_cast<const char16_t*>(nullptr)}) {
+  const TempFolder folder;
+  const std::u16string no_line = (folder / "speech.amr").u16string();
+  write_file(no_line, std::string(200000, 'x'));
+  for (const char16_t* path : {u"no/such/file.amr", no_line.c_str(), static_cast<const char16_t*>(nullptr)}) {
     AMRF_File* reader = reinterpret_cast<AMRF_File*>(1);
     EXPECT_EQ(AMRF_Open(&reader, path), -1);
     EXPECT_EQ(reader, nullptr);
   }
-  void* const writer = OS_fopen(no_line.path(), "r+");
+  void* const writer = OS_fopen(no_line.c_str(), "r+");
   EXPECT_EQ(OS_fclose(writer), 0);
 }
 
 TEST(Amrf, NullArgumentsAreRefused) {
-  const Reader reader = SpeechFile(speech(false, 1, 0)).open();
+  const Reader reader = open(speech(false, 1, 0).bytes());
   AMRF_FrameRequest request{1, 100, nullptr};
   for (const int32_t status :
        {AMRF_Open(nullptr, u"x"), AMRF_Close(nullptr), AMRF_Scan(reader.get(), nullptr),
@@ -176,8 +168,8 @@ TEST(Amrf, NullArgumentsAreRefused) {
 
 // Reads all frames in order, with some jumps. A failing call costs one result: the same request, repeated,
 // succeeds.
-void use_reader(const SpeechFile& file, const Speech& speech, const FaultAt& fault) {
-  const Reader reader = file.open();
+void use_reader(const Speech& speech, const FaultAt& fault) {
+  const Reader reader = open(speech.bytes());
   AMRF_Info info{};
   const bool counts =
       reader && AMRF_Scan(reader.get(), &info) == 0 && info.frame_count == speech.frames.size();
@@ -196,7 +188,6 @@ void use_reader(const SpeechFile& file, const Speech& speech, const FaultAt& fau
 TEST(AmrfFaults, EveryFailingReadAndSeekCostsOneResultAndReadingInOrderNeverSeeks) {
   std::mt19937 random(7);
   const Speech speech = random_speech(random, true, 8000);
-  const SpeechFile file(speech);
   // Reads of blocks; seeks after the count and at the jumps.
   const std::tuple<FaultPoint, int, int> kPoints[] = {{FaultPoint::kFileRead, 11, 1000},
                                                       {FaultPoint::kFileSeek, 2, 1 + 8000 / 900}};
@@ -204,7 +195,7 @@ TEST(AmrfFaults, EveryFailingReadAndSeekCostsOneResultAndReadingInOrderNeverSeek
     int calls = -1;
     for (bool triggered = true; triggered; ++calls) {
       const FaultAt fault(point, calls + 2);
-      use_reader(file, speech, fault);
+      use_reader(speech, fault);
       triggered = fault.triggered();
     }
     EXPECT_TRUE(fewest <= calls && calls <= most) << calls;
