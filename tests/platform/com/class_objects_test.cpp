@@ -10,7 +10,6 @@
 #include <thread>
 #include <vector>
 
-#include "platform/com/class_modules.h"
 #include "platform/com/registry_key.h"
 #include "tests/platform/com/test_module.h"
 #include "tests/platform/fault_at.h"
@@ -23,7 +22,6 @@ using com::ComPtr;
 
 const std::string kTestModule = ZDR_TEST_MODULE;
 const std::string kEntrylessModule = ZDR_ENTRYLESS_MODULE;
-constexpr HRESULT kModuleNotFound = HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
 
 std::string module_log() {
   const char* text = std::getenv(kModuleLog);
@@ -87,7 +85,7 @@ TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
     size_t missing_bytes;
     HRESULT expected;
   } servers[] = {
-      {"no such file", "/nonexistent/module.so", REG_SZ, 0, kModuleNotFound},
+      {"no such file", "/nonexistent/module.so", REG_SZ, 0, HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)},
       {"module without entry", kEntrylessModule, REG_SZ, 0, CO_E_ERRORINDLL},
       {"class not in the module", kTestModule, REG_SZ, 0, CLASS_E_CLASSNOTAVAILABLE},
       {"text without NUL", kTestModule, REG_SZ, sizeof(WCHAR), CLASS_E_CLASSNOTAVAILABLE},
@@ -139,12 +137,6 @@ TEST_F(ClassObjects, ModuleStaysLoadedWhileItIsInUse) {
 
   ASSERT_EQ(create(CLSID_TestAlone, IID_ITestModule, object), S_OK);
   EXPECT_EQ(module_log(), "AIiDAI");
-}
-
-TEST_F(ClassObjects, ModuleCanBeNamedDirectly) {
-  EXPECT_EQ(com::call_module_entry(kTestModule, "DllRegisterServer"), SELFREG_E_CLASS);
-  EXPECT_EQ(com::call_module_entry(kTestModule, "DllNoSuchEntry"), CO_E_ERRORINDLL);
-  EXPECT_EQ(com::call_module_entry("/nonexistent/module.so", "DllRegisterServer"), kModuleNotFound);
 }
 
 TEST_F(ClassObjects, ConcurrentCreationsLoadTheModuleOnce) {

@@ -71,7 +71,3 @@ BOOL DllMain(HINSTANCE instance, ULONG reason, void* reserved) {
   if (reason == DLL_PROCESS_DETACH) note('D');
   return result;
 }
-
-extern "C" ZDR_MODULE_EXPORT HRESULT DllRegisterServer() {
-  return SELFREG_E_CLASS;
-}

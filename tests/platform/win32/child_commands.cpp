@@ -16,7 +16,7 @@
 #include "child_process.h"
 #include "platform/win32/fault_injection.h"
 #include "platform/win32/session.h"
-#include "win32_test_support.h"
+#include "registry/registry_test_support.h"
 
 namespace zdr::test {
 
@@ -114,14 +114,8 @@ DWORD wait_without_waitv(std::istream& words) {
 
 // KEY TEXT: sets a value of a key in HKEY_CURRENT_USER, which is made if missing.
 DWORD set_value(std::istream& words) {
-  const std::u16string key = wide(next(words));
-  const std::u16string text = wide(next(words));
-  HKEY opened = nullptr;
-  RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &opened, nullptr);
-  const LSTATUS status = RegSetValueExW(opened, u"V", 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
-                                        static_cast<DWORD>(text.size() * 2 + 2));
-  RegCloseKey(opened);
-  return static_cast<DWORD>(status);
+  const ScopedKey key(kUser, wide(next(words)).c_str());
+  return static_cast<DWORD>(set_text(key, u"V", wide(next(words))));
 }
 
 // STEP KEY TEXT: dies at that step of setting the value.

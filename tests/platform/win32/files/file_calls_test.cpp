@@ -177,24 +177,6 @@ TEST_F(FileContent, APipeHasNoPositionAndAWriteWithoutReaderFails) {
   EXPECT_FALSE(sigismember(&pending, SIGPIPE) || sigismember(&blocked, SIGPIPE));
 }
 
-TEST_F(FileContent, CountsAreClearedBeforeAnythingFails) {
-  const ScopedHandle reader = open_for(make_file("r"), GENERIC_READ);
-  const ScopedHandle writer = open_for(make_file("w"), GENERIC_WRITE);
-  const ScopedHandle full = open_for("/dev/full", GENERIC_WRITE);
-  char byte = 0;
-  LPOVERLAPPED overlapped = reinterpret_cast<LPOVERLAPPED>(&byte);
-  DWORD count = 99;
-  const auto expect = [&](BOOL succeeded, DWORD error) {
-    EXPECT_EQ(failure(succeeded), error);
-    EXPECT_EQ(std::exchange(count, 99), 0u);
-  };
-  expect(WriteFile(reader, &byte, 1, &count, nullptr), ERROR_ACCESS_DENIED);
-  expect(ReadFile(writer, &byte, 1, &count, nullptr), ERROR_ACCESS_DENIED);
-  expect(ReadFile(reader, nullptr, 1, &count, nullptr), ERROR_NOACCESS);
-  expect(ReadFile(reader, &byte, 1, &count, overlapped), ERROR_INVALID_PARAMETER);
-  expect(WriteFile(full, "abcd", 4, &count, nullptr), ERROR_DISK_FULL);
-}
-
 TEST_F(FileContent, AFailedWriteCountsWhatMovedBefore) {
   rlimit before;
   getrlimit(RLIMIT_FSIZE, &before);

@@ -58,16 +58,6 @@ TEST_F(ShareModes, ThreeOpensMustAllBeCompatible) {
   EXPECT_NE(HANDLE{second_reader}, INVALID_HANDLE_VALUE);
 }
 
-TEST_F(ShareModes, OfALinkAreThoseOfItsFile) {
-  const std::string name = make_file("file");
-  fs::create_hard_link(name, path("hard"));
-  fs::create_symlink(name, path("soft"));
-  const ScopedHandle alone = open_for(name, GENERIC_READ, 0);
-  for (const char* link : {"hard", "soft"}) {
-    EXPECT_EQ(failed_open(open_for(path(link), GENERIC_READ, 7)), ERROR_SHARING_VIOLATION);
-  }
-}
-
 TEST_F(ShareModes, AKilledHolderLosesItsLocksAndSideFile) {
   const fs::path folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "share";
   const std::string name = make_file("file");
