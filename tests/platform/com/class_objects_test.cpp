@@ -78,13 +78,8 @@ TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
     EXPECT_EQ(CoCreateInstance(clsid, nullptr, context, iid, &object), expected) << what;
     EXPECT_EQ(object, nullptr) << what;
   };
-  const struct {
-    const char* what;
-    std::string path;
-    DWORD type;
-    size_t missing_bytes;
-    HRESULT expected;
-  } servers[] = {
+  // What, path, type of the value, bytes missing at its end, result.
+  const std::tuple<const char*, std::string, DWORD, size_t, HRESULT> servers[] = {
       {"no such file", "/nonexistent/module.so", REG_SZ, 0, HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)},
       {"module without entry", kEntrylessModule, REG_SZ, 0, CO_E_ERRORINDLL},
       {"class not in the module", kTestModule, REG_SZ, 0, CLASS_E_CLASSNOTAVAILABLE},
@@ -99,9 +94,9 @@ TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
   EXPECT_EQ(CoGetClassObject(CLSID_MemoryAllocator, CLSCTX_ALL, nullptr, IID_IPin, &factory), E_NOINTERFACE);
   EXPECT_EQ(factory, nullptr);
   expect_failure("not registered", CLSID_TestMissing, IID_IUnknown, REGDB_E_CLASSNOTREG);
-  for (const auto& server : servers) {
-    register_server(CLSID_TestMissing, server.path, server.type, server.missing_bytes);
-    expect_failure(server.what, CLSID_TestMissing, IID_IUnknown, server.expected);
+  for (const auto& [what, path, type, missing_bytes, expected] : servers) {
+    register_server(CLSID_TestMissing, path, type, missing_bytes);
+    expect_failure(what, CLSID_TestMissing, IID_IUnknown, expected);
   }
   expect_failure("interface not in the class", CLSID_TestAlone, IID_IPin, E_NOINTERFACE);
   expect_failure("interface not in a built-in class", CLSID_MemoryAllocator, IID_IPin, E_NOINTERFACE);

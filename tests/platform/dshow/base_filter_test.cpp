@@ -72,13 +72,9 @@ class LetterFilter final : public CBaseFilter {
 };
 
 TEST(BaseFilter, KeptFailedPauseLeavesEarlierPinsActive) {
-  const struct {
-    const char* pins;
-    const char* operations;  // s stop, p pause, r run
-    HRESULT result;          // of the last operation
-    FILTER_STATE state;
-    const char* log;  // of the last operation: letter and call
-  } cases[] = {
+  // Pins; operations (s stop, p pause, r run); of the last one: result, state, and each pin's letter with its
+  // call.
+  const std::tuple<const char*, const char*, HRESULT, FILTER_STATE, const char*> cases[] = {
       {"ouo", "p", S_OK, State_Paused, "oA oA "},
       {"o", "pp", S_OK, State_Paused, ""},
       {"o", "rp", S_OK, State_Paused, ""},
@@ -93,19 +89,19 @@ TEST(BaseFilter, KeptFailedPauseLeavesEarlierPinsActive) {
       {"oao", "p", E_OUTOFMEMORY, State_Stopped, "oA aA "},
       {"oao", "ps", S_OK, State_Stopped, ""},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.pins) + " " + c.operations);
-    const ComPtr<LetterFilter> filter(new LetterFilter(c.pins));
+  for (const auto& [pins, operations, expected, expected_state, log] : cases) {
+    SCOPED_TRACE(std::string(pins) + " " + operations);
+    const ComPtr<LetterFilter> filter(new LetterFilter(pins));
     HRESULT result = S_OK;
-    for (const char operation : std::string(c.operations)) {
+    for (const char operation : std::string(operations)) {
       filter->log.clear();
       result = operation == 's' ? filter->Stop() : operation == 'p' ? filter->Pause() : filter->Run(7);
     }
-    EXPECT_EQ(result, c.result);
+    EXPECT_EQ(result, expected);
     FILTER_STATE state = State_Running;
     EXPECT_EQ(filter->GetState(INFINITE, &state), S_OK);
-    EXPECT_EQ(state, c.state);
-    EXPECT_EQ(filter->log, c.log);
+    EXPECT_EQ(state, expected_state);
+    EXPECT_EQ(filter->log, log);
   }
 }
 

@@ -101,13 +101,7 @@ struct Pair {
 
 TEST(BasePin, ConnectsInOneFixedOrderAndUndoesEveryFailedStep) {
   // Connect itself adds the last break.
-  const struct {
-    const char* what;
-    EndScript out;
-    EndScript in;
-    HRESULT result;
-    const char* steps;
-  } cases[] = {
+  const std::tuple<const char*, EndScript, EndScript, HRESULT, const char*> cases[] = {
       {"both agree", {}, {}, S_OK, "CTSctsfF"},
       {"output refuses peer", {.check_connect = E_NOINTERFACE}, {}, E_NOINTERFACE, "CBB"},
       {"output refuses type", {.check_type = E_INVALIDARG}, {}, VFW_E_TYPE_NOT_ACCEPTED, "CTBB"},
@@ -120,29 +114,23 @@ TEST(BasePin, ConnectsInOneFixedOrderAndUndoesEveryFailedStep) {
       {"input cannot finish", {}, {.complete = E_ABORT}, E_ABORT, "CTSctsfbBB"},
       {"output cannot finish", {.complete = E_ABORT}, {}, E_ABORT, "CTSctsfFbBB"},
   };
-  for (const auto& c : cases) {
-    EndScript out = c.out;
-    EndScript in = c.in;
+  for (const auto& [what, out_script, in_script, result, steps] : cases) {
+    EndScript out = out_script;
+    EndScript in = in_script;
     out.offers = in.offers = "B";  // not tried, because a fully specified type is given
     Pair pair(out, in);
-    EXPECT_EQ(pair.connect('A'), c.result) << c.what;
-    EXPECT_EQ(pair.log.steps, c.steps) << c.what;
+    EXPECT_EQ(pair.connect('A'), result) << what;
+    EXPECT_EQ(pair.log.steps, steps) << what;
     const std::array<ULONG, 4> connected{1, 1, 2, 2};
-    EXPECT_EQ(pair.state(), c.result == S_OK ? connected : (std::array<ULONG, 4>{0, 0, 1, 1})) << c.what;
+    EXPECT_EQ(pair.state(), result == S_OK ? connected : (std::array<ULONG, 4>{0, 0, 1, 1})) << what;
   }
 }
 
 // The receiver's types are tried first.
 TEST(BasePin, KeptSecondRoundOfTypesHidesTheReasonOfTheFirst) {
   constexpr HRESULT kNone = VFW_E_NO_ACCEPTABLE_TYPES;
-  const struct {
-    const char* what;
-    const char* own;
-    const char* receivers;
-    const char* partial;  // "" none, "*" any stream, else that subtype
-    HRESULT result;
-    const char* attempted;
-  } cases[] = {
+  // What, own types, types of the receiver, the partial type ("" none, "*" any stream, else that subtype).
+  const std::tuple<const char*, const char*, const char*, const char*, HRESULT, const char*> cases[] = {
       {"first offered", "CD", "AB", "", S_OK, "A"},
       {"second round", "CD", "ab", "", S_OK, "abC"},
       {"receiver cannot enumerate", "CD", "-", "", S_OK, "C"},
@@ -157,14 +145,14 @@ TEST(BasePin, KeptSecondRoundOfTypesHidesTheReasonOfTheFirst) {
       {"a plain refusal hides it too", "c", "1", "", kNone, "1c"},
       {"so does an empty list", "", "1", "", kNone, "1"},
   };
-  for (const auto& c : cases) {
-    Pair pair({.offers = c.own}, {.offers = c.receivers});
+  for (const auto& [what, own, receivers, filter, result, attempted] : cases) {
+    Pair pair({.offers = own}, {.offers = receivers});
     CMediaType partial;
     partial.majortype = MEDIATYPE_Stream;
-    if (c.partial[0] != '*') partial.subtype.Data1 = static_cast<DWORD>(c.partial[0]);
-    EXPECT_EQ(pair.out.Connect(&pair.in, c.partial[0] == '\0' ? nullptr : &partial), c.result) << c.what;
-    EXPECT_EQ(pair.log.attempted, c.attempted) << c.what;
-    EXPECT_EQ(pair.out.IsConnected(), c.result == S_OK) << c.what;
+    if (filter[0] != '*') partial.subtype.Data1 = static_cast<DWORD>(filter[0]);
+    EXPECT_EQ(pair.out.Connect(&pair.in, filter[0] == '\0' ? nullptr : &partial), result) << what;
+    EXPECT_EQ(pair.log.attempted, attempted) << what;
+    EXPECT_EQ(pair.out.IsConnected(), result == S_OK) << what;
   }
 }
 

@@ -22,12 +22,7 @@ CMediaType make_type(const GUID& major, const GUID& sub, const GUID& format, con
 TEST(MediaType, KeptTypeLackingOnlyTheSubTypeIsNotPartial) {
   const CMediaType full = make_type(MEDIATYPE_Audio, MEDIASUBTYPE_PCM, FORMAT_WaveFormatEx, "block");
   const GUID any = GUID_NULL;
-  const struct {
-    const char* what;
-    CMediaType partial;
-    bool matches;
-    bool is_partial;
-  } cases[] = {
+  const std::tuple<const char*, CMediaType, bool, bool> cases[] = {
       {"major", make_type(MEDIATYPE_Audio, any, any, ""), true, true},
       {"other major", make_type(MEDIATYPE_Video, any, any, ""), false, true},
       {"sub alone", make_type(any, MEDIASUBTYPE_PCM, any, ""), true, true},
@@ -37,9 +32,9 @@ TEST(MediaType, KeptTypeLackingOnlyTheSubTypeIsNotPartial) {
       {"other format", make_type(any, any, FORMAT_None, "block"), false, true},
       {"block without a format", make_type(MEDIATYPE_Audio, any, any, "other"), true, true},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(full.MatchesPartial(&c.partial) != FALSE, c.matches) << c.what;
-    EXPECT_EQ(c.partial.IsPartiallySpecified() != FALSE, c.is_partial) << c.what;
+  for (const auto& [what, partial, matches, is_partial] : cases) {
+    EXPECT_EQ(full.MatchesPartial(&partial) != FALSE, matches) << what;
+    EXPECT_EQ(partial.IsPartiallySpecified() != FALSE, is_partial) << what;
   }
   const CMediaType without_block = make_type(MEDIATYPE_Audio, any, FORMAT_None, "");
   EXPECT_TRUE(without_block.MatchesPartial(&without_block));

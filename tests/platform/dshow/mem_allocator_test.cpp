@@ -29,41 +29,36 @@ HRESULT set_properties(CMemAllocator& allocator, ALLOCATOR_PROPERTIES request) {
 }
 
 TEST(MemAllocator, KeptOddAlignmentsAndCountsAreAcceptedUntilCommit) {
-  const struct {
-    ALLOCATOR_PROPERTIES request;
-    HRESULT result;
-    LONG size;
-    HRESULT commit = S_OK;
-  } cases[] = {
-      {{4, 100, 16, 0}, S_OK, 112},
-      {{4, 112, 16, 0}, S_OK, 112},
-      {{4, 100, 16, 8}, S_OK, 104},
-      {{4, 100, 0x10000, 0}, S_OK, 0x10000},
-      {{4, 100, 0x20000, 0}, VFW_E_BADALIGN, 0},
-      {{4, 100, 0, 0}, VFW_E_BADALIGN, 0},
-      {{1, INT32_MAX - 1, 16, 0}, E_OUTOFMEMORY, 0},
-      {{4, 100, 3, 0}, S_OK, 102},
+  // The request; the result and the rounded size; the result of the commit.
+  const std::tuple<ALLOCATOR_PROPERTIES, HRESULT, LONG, HRESULT> cases[] = {
+      {{4, 100, 16, 0}, S_OK, 112, S_OK},
+      {{4, 112, 16, 0}, S_OK, 112, S_OK},
+      {{4, 100, 16, 8}, S_OK, 104, S_OK},
+      {{4, 100, 0x10000, 0}, S_OK, 0x10000, S_OK},
+      {{4, 100, 0x20000, 0}, VFW_E_BADALIGN, 0, VFW_E_SIZENOTSET},
+      {{4, 100, 0, 0}, VFW_E_BADALIGN, 0, VFW_E_SIZENOTSET},
+      {{1, INT32_MAX - 1, 16, 0}, E_OUTOFMEMORY, 0, VFW_E_SIZENOTSET},
+      {{4, 100, 3, 0}, S_OK, 102, S_OK},
       {{0, 100, 1, 0}, S_OK, 100, VFW_E_SIZENOTSET},
       {{1, 0, 1, 0}, S_OK, 0, VFW_E_SIZENOTSET},
       {{1, 100, 1, -50}, S_OK, 100, VFW_E_SIZENOTSET},
       {{2, 0x40000000, 1, 0}, S_OK, 0x40000000, E_OUTOFMEMORY},
       {{1, 1, 1, INT32_MAX}, S_OK, 1, E_OUTOFMEMORY},
       {{INT32_MAX, 1, 1, 1}, S_OK, 1, E_OUTOFMEMORY},
-      {{1, 1, 1, 0}, S_OK, 1},
+      {{1, 1, 1, 0}, S_OK, 1, S_OK},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(values_of(c.request)));
+  for (const auto& [wanted, result, size, committed] : cases) {
+    SCOPED_TRACE(testing::PrintToString(values_of(wanted)));
     ComPtr<CountedAllocator> allocator(new CountedAllocator);
-    ALLOCATOR_PROPERTIES request = c.request;
+    ALLOCATOR_PROPERTIES request = wanted;
     Values expected{};
-    if (c.result == S_OK) expected = {c.request.cBuffers, c.size, c.request.cbAlign, c.request.cbPrefix};
-    EXPECT_EQ(allocator->SetProperties(&request, &request), c.result);  // one record for both
+    if (result == S_OK) expected = {wanted.cBuffers, size, wanted.cbAlign, wanted.cbPrefix};
+    EXPECT_EQ(allocator->SetProperties(&request, &request), result);  // one record for both
     EXPECT_EQ(values_of(request), expected);
     EXPECT_EQ(allocator->GetProperties(&request), S_OK);
     EXPECT_EQ(values_of(request), expected);
-    const HRESULT commit = c.result == S_OK ? c.commit : VFW_E_SIZENOTSET;
-    EXPECT_EQ(allocator->Commit(), commit);
-    EXPECT_EQ(take(*allocator.get()).get() != nullptr, commit == S_OK);
+    EXPECT_EQ(allocator->Commit(), committed);
+    EXPECT_EQ(take(*allocator.get()).get() != nullptr, committed == S_OK);
     allocator->Decommit();
   }
 }

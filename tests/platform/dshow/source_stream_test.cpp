@@ -127,29 +127,25 @@ TEST_F(SourceStream, StopsWhileTheWorkerWaitsForABuffer) {
 TEST_F(SourceStream, FillBufferAndTheReceiverDecideHowItEnds) {
   HRESULT sink_result = S_OK;
   connect([&](IMediaSample*) { return sink_result; });
-  const struct {
-    HRESULT end_result;   // of FillBuffer, after the sample
-    HRESULT sink_result;  // for the sample
-    Log log;              // after the sample
-    GraphEvent event;     // the last one
-  } cases[] = {
+  // Results of FillBuffer and of the sink; the log after the sample; the last event.
+  const std::tuple<HRESULT, HRESULT, Log, GraphEvent> cases[] = {
       // A receiver that refuses a sample gets nothing more, not even an end of stream.
       {S_FALSE, S_FALSE, {"done"}, {}},
       {S_FALSE, VFW_E_RUNTIME_ERROR, {"done"}, {}},
       {E_ACCESSDENIED, S_OK, {"buffer free", "end of stream", "failed"}, {EC_ERRORABORT, E_ACCESSDENIED, 0}},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    sink_result = c.sink_result;
-    stream.end_result = c.end_result;
+  for (const auto& [end_result, result, after, event] : cases) {
+    SCOPED_TRACE(after.back());
+    sink_result = result;
+    stream.end_result = end_result;
     log.take();
     ASSERT_EQ(chain.pause(), S_OK);
-    ASSERT_TRUE(log.wait_for(c.log.back()));
+    ASSERT_TRUE(log.wait_for(after.back()));
     Log expected{"active", "create", "new segment 0-9 x1", "sample 0"};
-    expected.insert(expected.end(), c.log.begin(), c.log.end());
+    expected.insert(expected.end(), after.begin(), after.end());
     EXPECT_EQ(log.take(), expected);
     std::vector<GraphEvent> events = chain.graph.events();
-    EXPECT_EQ(events.empty() ? GraphEvent{} : events.back(), c.event);
+    EXPECT_EQ(events.empty() ? GraphEvent{} : events.back(), event);
     EXPECT_EQ(chain.stop(), S_OK);
     EXPECT_TRUE(chain.breaches().empty());
   }

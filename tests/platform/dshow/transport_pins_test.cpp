@@ -64,11 +64,8 @@ class OutputPin final : public CBaseOutputPin {
 };
 
 TEST(OutputPin, UsesTheReceiversAllocatorOrElseItsOwn) {
-  const struct {
-    Choice choice;
-    HRESULT result;
-    const char* log;  // whose allocator; the buffer count and alignment of the request
-  } cases[] = {
+  // In the log: whose allocator; the buffer count and alignment of the request.
+  const std::tuple<Choice, HRESULT, const char*> cases[] = {
       {{.requirements = {5, 0, 16, 0}}, S_OK, "decide theirs 5/16, notify theirs, "},
       {{.get_allocator = E_FAIL}, S_OK, "decide own 0/1, notify own, "},
       // The second attempt gets the request as the first attempt left it.
@@ -77,16 +74,16 @@ TEST(OutputPin, UsesTheReceiversAllocatorOrElseItsOwn) {
       {{.notify_failures = 2}, E_ABORT, "decide theirs 0/1, notify theirs, decide own 1/1, notify own, "},
   };
   const CMediaType type = type_of('A');
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.log);
-    Choice choice = c.choice;
+  for (const auto& [script, result, log] : cases) {
+    SCOPED_TRACE(log);
+    Choice choice = script;
     const ComPtr<AnyFilter> filter(new AnyFilter);
     auto& in = filter->add<InputPin>(&choice);
     auto& out = filter->add<OutputPin>(&choice, &in);
-    EXPECT_EQ(out.Connect(&in, &type), c.result);
-    EXPECT_EQ(choice.log, c.log);
-    EXPECT_EQ(in.IsConnected(), c.result == S_OK);
-    EXPECT_EQ(out.allocator(), c.result == S_OK ? in.allocator() : nullptr);
+    EXPECT_EQ(out.Connect(&in, &type), result);
+    EXPECT_EQ(choice.log, log);
+    EXPECT_EQ(in.IsConnected(), result == S_OK);
+    EXPECT_EQ(out.allocator(), result == S_OK ? in.allocator() : nullptr);
     out.Disconnect();
     in.Disconnect();
     EXPECT_EQ(out.allocator(), nullptr);

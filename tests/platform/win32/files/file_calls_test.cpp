@@ -22,13 +22,7 @@ TEST_F(FileOpen, FailuresReturnTheirCodeAndDestroyNothing) {
   fs::create_directory(path("folder"));
   fs::create_symlink("loop", path("loop"));
   const ScopedHandle reader = open_for(make_file("in use"), GENERIC_READ);
-  const struct {
-    std::string name;
-    DWORD access;
-    DWORD disposition;
-    DWORD flags;
-    DWORD error;
-  } rows[] = {
+  const std::tuple<std::string, DWORD, DWORD, DWORD, DWORD> rows[] = {
       {path("missing"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_FILE_NOT_FOUND},
       {path("no-folder/missing"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_PATH_NOT_FOUND},
       {path("file/below"), GENERIC_READ, OPEN_EXISTING, 0, ERROR_PATH_NOT_FOUND},
@@ -44,11 +38,11 @@ TEST_F(FileOpen, FailuresReturnTheirCodeAndDestroyNothing) {
       {"", GENERIC_READ, OPEN_EXISTING, 0, ERROR_PATH_NOT_FOUND},
       {"Q:\\plain", GENERIC_READ, OPEN_EXISTING, 0, ERROR_PATH_NOT_FOUND},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(failed_open(CreateFileW(wide(row.name).c_str(), row.access, FILE_SHARE_READ, nullptr,
-                                      row.disposition, row.flags, nullptr)),
-              row.error)
-        << row.name << ' ' << row.disposition;
+  for (const auto& [name, access, disposition, flags, error] : rows) {
+    EXPECT_EQ(failed_open(CreateFileW(wide(name).c_str(), access, FILE_SHARE_READ, nullptr, disposition,
+                                      flags, nullptr)),
+              error)
+        << name << ' ' << disposition;
   }
   for (const char* name : {"file", "in use"}) EXPECT_EQ(read_file(path(name)), "0123456789");
 }
@@ -118,13 +112,7 @@ TEST_F(FileContent, SeeksUseTheHighWordIfGiven) {
   write_sparse_file(path("file"), 5 * kGiB + 3);
   const ScopedHandle file = open_for(path("file"), GENERIC_READ);
   constexpr DWORD kFailed = INVALID_SET_FILE_POINTER;
-  const struct {
-    LONG low;
-    LONG high;
-    DWORD method;
-    DWORD error;
-    int64_t position;
-  } rows[] = {
+  const std::tuple<LONG, LONG, DWORD, DWORD, int64_t> rows[] = {
       // Without a high word: a signed 32-bit distance, and the result must fit 32 bits.
       {-101, kNoHigh, FILE_CURRENT, ERROR_NEGATIVE_SEEK, 100},
       {0, kNoHigh, FILE_END, ERROR_INVALID_PARAMETER, 100},
@@ -136,17 +124,17 @@ TEST_F(FileContent, SeeksUseTheHighWordIfGiven) {
       {-1, 0x7FFFFFFF, FILE_BEGIN, NO_ERROR, INT64_MAX},
       {-1, 0x7FFFFFFF, FILE_CURRENT, ERROR_INVALID_PARAMETER, 100},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(&row - rows);
+  for (const auto& [low, high_word, method, error, position] : rows) {
+    SCOPED_TRACE(position);
     SetFilePointer(file, 100, nullptr, FILE_BEGIN);
-    LONG high = row.high;
+    LONG high = high_word;
     SetLastError(kUntouched);
-    const DWORD result = SetFilePointer(file, row.low, row.high == kNoHigh ? nullptr : &high, row.method);
-    const bool succeeds = row.error == kUntouched || row.error == NO_ERROR;
-    EXPECT_EQ(GetLastError(), row.error);
-    EXPECT_EQ(result, succeeds ? static_cast<DWORD>(row.position) : kFailed);
-    EXPECT_EQ(high, succeeds && row.high != kNoHigh ? static_cast<LONG>(row.position >> 32) : row.high);
-    EXPECT_EQ(position_of(file), row.position);
+    const DWORD result = SetFilePointer(file, low, high_word == kNoHigh ? nullptr : &high, method);
+    const bool succeeds = error == kUntouched || error == NO_ERROR;
+    EXPECT_EQ(GetLastError(), error);
+    EXPECT_EQ(result, succeeds ? static_cast<DWORD>(position) : kFailed);
+    EXPECT_EQ(high, succeeds && high_word != kNoHigh ? static_cast<LONG>(position >> 32) : high_word);
+    EXPECT_EQ(position_of(file), position);
   }
   // A read that would end after the largest position is shortened.
   LONG high = 0x7FFFFFFF;

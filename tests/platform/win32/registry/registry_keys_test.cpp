@@ -24,12 +24,7 @@ TEST_F(RegistryTest, CreateAndOpenRefuseInvalidKeysAndPaths) {
   const std::u16string longest(255, u'k');
   std::u16string deep;
   for (int i = 0; i < 33; ++i) deep += u"d\\";
-  const struct {
-    HKEY root;
-    std::u16string path;
-    LSTATUS created;
-    LSTATUS opened;
-  } rows[] = {
+  const std::tuple<HKEY, std::u16string, LSTATUS, LSTATUS> rows[] = {
       {kUser, u"\\Software", ERROR_BAD_PATHNAME, ERROR_BAD_PATHNAME},
       {kUser, u"A\\\\B", ERROR_BAD_PATHNAME, ERROR_BAD_PATHNAME},
       {kUser, longest + u"k", ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETER},
@@ -39,10 +34,10 @@ TEST_F(RegistryTest, CreateAndOpenRefuseInvalidKeysAndPaths) {
       {HKEY_USERS, u"Somebody", ERROR_INVALID_PARAMETER, ERROR_FILE_NOT_FOUND},
       {nullptr, u"Software", ERROR_INVALID_HANDLE, ERROR_INVALID_HANDLE},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(open_status(row.root, row.path.c_str()), row.opened);
-    const ScopedKey key(row.root, row.path.c_str());
-    EXPECT_EQ(key.status, row.created);
+  for (const auto& [root, path_of_key, created, opened] : rows) {
+    EXPECT_EQ(open_status(root, path_of_key.c_str()), opened);
+    const ScopedKey key(root, path_of_key.c_str());
+    EXPECT_EQ(key.status, created);
     EXPECT_EQ(key.key, nullptr);
   }
   EXPECT_FALSE(std::filesystem::exists(path("registry.reg"))) << "a refused call wrote the file";

@@ -21,12 +21,7 @@ std::string utf16(const std::u16string& text) {
 
 // In the order of the file: what is stored, and its line.
 TEST_F(RegistryTest, ValuesAreReadAsStoredAndWrittenAsEditorsDo) {
-  const struct {
-    std::u16string name;
-    DWORD type;
-    std::string bytes;
-    std::string line;
-  } rows[] = {
+  const std::tuple<std::u16string, DWORD, std::string, std::string> rows[] = {
       {u"", REG_SZ, utf16(u"C:\\path \"quoted\" \u00e4\U0001F3B5") + std::string(2, '\0'),
        R"(@="C:\\path \"quoted\" ä🎵")"},
       {u"a\"\\name", REG_EXPAND_SZ, std::string("%\0\0\0", 4), R"("a\"\\name"=hex(2):25,00,00,00)"},
@@ -45,17 +40,17 @@ TEST_F(RegistryTest, ValuesAreReadAsStoredAndWrittenAsEditorsDo) {
   std::string expected =
       std::string(kHeader) + "\n[HKEY_CURRENT_USER\\Soft[ware]]\n\n[HKEY_CURRENT_USER\\Soft[ware]\\Ü]\n";
   const ScopedKey key(kUser, u"Soft[ware]\\Ü");
-  for (const auto& row : rows) {
-    EXPECT_EQ(set_bytes(key, row.name.c_str(), row.type, row.bytes), ERROR_SUCCESS);
-    expected += row.line + "\n";
+  for (const auto& [name, type, bytes, line] : rows) {
+    EXPECT_EQ(set_bytes(key, name.c_str(), type, bytes), ERROR_SUCCESS);
+    expected += line + "\n";
   }
   EXPECT_EQ(file_text(), expected);
   EXPECT_EQ(platform::report_registry().text, expected);
   EXPECT_EQ(std::filesystem::status(path("registry.reg")).permissions(), std::filesystem::perms(0600));
   for (const bool reread : {false, true}) {
     if (reread) write_file_text(expected + "\n");
-    for (const auto& row : rows)
-      EXPECT_EQ(stored(key, row.name.c_str()), (Stored{ERROR_SUCCESS, row.type, row.bytes}));
+    for (const auto& [name, type, bytes, line] : rows)
+      EXPECT_EQ(stored(key, name.c_str()), (Stored{ERROR_SUCCESS, type, bytes}));
   }
 }
 
@@ -181,11 +176,8 @@ TEST_F(RegistryTest, AFileMayHoldOnlySoManyKeysAndNotRepeatTooManyNames) {
     for (int i = 0; i < count; ++i) lines += "[HKEY_CURRENT_USER\\" + std::to_string(i) + deep + "]\n";
     return lines;
   };
-  const struct {
-    std::string body;
-    LSTATUS reading;
-    LSTATUS writing;
-  } rows[] = {
+  // A body, and the results of reading it and of adding a key.
+  const std::tuple<std::string, LSTATUS, LSTATUS> rows[] = {
       {paths(251, 400, 1), ERROR_BADDB, ERROR_BADDB},
       {paths(16, 400, 200), ERROR_FILE_TOO_LARGE, ERROR_FILE_TOO_LARGE},
       {paths(1, 1, 1) + "@=\"\n" + std::string(3u << 20, 'x') + "\"\n", ERROR_FILE_TOO_LARGE,
@@ -196,13 +188,12 @@ TEST_F(RegistryTest, AFileMayHoldOnlySoManyKeysAndNotRepeatTooManyNames) {
       {paths(100'000, 1, 1), ERROR_SUCCESS, ERROR_NO_SYSTEM_RESOURCES},
       {paths(100'001, 1, 1), ERROR_BADDB, ERROR_BADDB},
   };
-  for (const auto& row : rows) {
-    const std::string text = std::string(kHeader) + row.body;
+  for (const auto& [body, reading, writing] : rows) {
+    const std::string text = std::string(kHeader) + body;
     write_file_text(text);
-    const size_t number = static_cast<size_t>(&row - rows);
-    EXPECT_EQ(open_status(kUser, u""), row.reading) << number;
-    EXPECT_EQ(ScopedKey(kUser, u"K").status, row.writing) << number;
-    EXPECT_EQ(file_text() == text, row.writing != ERROR_SUCCESS) << number;
+    EXPECT_EQ(open_status(kUser, u""), reading) << text.size();
+    EXPECT_EQ(ScopedKey(kUser, u"K").status, writing) << text.size();
+    EXPECT_EQ(file_text() == text, writing != ERROR_SUCCESS) << text.size();
   }
 }
 
