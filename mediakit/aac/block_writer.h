@@ -48,17 +48,6 @@ inline BitWriter program(uint64_t rate_index) {
   return BitWriter{{kPce, 3}, {0, 4}, {1, 2}, {rate_index, 4}, {1, 4}, {0, 25}}.align().put(0, 8);
 }
 
-// data_stream_element of `count` bytes, unaligned.
-inline BitWriter data_element(size_t count, uint8_t filler) {
-  BitWriter w{{kDse, 3}, {0, 4}, {0, 1}};
-  if (count < 255) {
-    w.put(count, 8);
-  } else {
-    w.fields({{255, 8}, {count - 255, 8}});
-  }
-  return w.append(Bytes(count, filler));
-}
-
 // fill_element with `payload`, extension type included, in `count` bytes. `padding` fills the bits after the
 // payload.
 inline BitWriter fill_element(const BitWriter& payload, size_t count, bool padding = false) {

@@ -65,7 +65,9 @@ class GapStream {
     const std::pair<char, size_t> real[] = {{'A', 12}, {'B', 20}, {'S', 4}, {'T', 9}};
     for (const auto& [name, number] : real) blocks_[name].bytes = file.frames[number].payload;
     BitWriter padding;
-    for (int element = 0; element < 4; ++element) padding.append(data_element(455, 0x5A));
+    for (int element = 0; element < 4; ++element) {
+      padding.fields({{kDse, 3}, {0, 5}, {255, 8}, {200, 8}}).append(Bytes(455, 0x5A));
+    }
     blocks_['C'].bytes = padding.append(blocks_['A'].bytes).bytes();
     blocks_['M'].bytes = block_of(BitWriter{{kSce, 3}, {0, 4}} + channel_of_one_band(180, 1, 1) + kNoTools +
                                   quad(1, -1, 0, 1));

@@ -217,17 +217,5 @@ TEST(StreamHeader, AdifYieldsConfigurationAndLength) {
   EXPECT_EQ(get_config({'R', 'I', 'F', 'F', 0, 0, 0, 0, 0}, 1).status, ZD_AAC_DEC_ERR_FAILED);
 }
 
-TEST(Configuration, FailsWithANullArgument) {
-  const uint8_t data[2] = {0x12, 0x10};
-  int32_t length = 2;
-  Zd_AAC_Dec_Config config{};
-  for (const int32_t status : {Zd_AAC_Dec_GetConfig(nullptr, &length, &config, 0, nullptr, 0),
-                               Zd_AAC_Dec_GetConfig(data, nullptr, &config, 0, nullptr, 0),
-                               Zd_AAC_Dec_GetConfig(data, &length, nullptr, 0, nullptr, 0)}) {
-    EXPECT_EQ(status, ZD_AAC_DEC_ERR_FAILED);
-  }
-  EXPECT_EQ(Zd_AAC_Dec_GetConfig(data, &length, &config, 0, nullptr, 5), ZD_AAC_DEC_OK);
-}
-
 }  // namespace
 }  // namespace zdr::test
