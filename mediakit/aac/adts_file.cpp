@@ -31,6 +31,14 @@ bool is_frame(const Bytes& data, size_t at) {
   return next == data.size() || is_sync(data, next) || data[next] == 'T' || data[next] == 'I';
 }
 
+void append_files_of(const std::filesystem::path& folder, std::vector<AdtsFile>& files) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() != ".aac") continue;
+    AdtsFile file = read_adts_file(entry.path());
+    if (!file.frames.empty()) files.push_back(std::move(file));
+  }
+}
+
 }  // namespace
 
 Bytes read_bytes(const std::filesystem::path& path) {
@@ -59,18 +67,6 @@ AdtsFile read_adts_file(const std::filesystem::path& path) {
   }
   return file;
 }
-
-namespace {
-
-void append_files_of(const std::filesystem::path& folder, std::vector<AdtsFile>& files) {
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    if (entry.path().extension() != ".aac") continue;
-    AdtsFile file = read_adts_file(entry.path());
-    if (!file.frames.empty()) files.push_back(std::move(file));
-  }
-}
-
-}  // namespace
 
 AdtsFile sample(const std::string& name) {
   return read_adts_file(std::filesystem::path(ZDR_SAMPLES_DIR) / name);

@@ -51,15 +51,11 @@ TEST_F(AdtsFraming, YieldsTheSamePcmAsTheBlocksAlone) {
 }
 
 TEST_F(AdtsFraming, KeptSearchEndsAtTheFirstSyncword) {
+  const AdtsFields all_refused[] = {{.layer = 1},       {.profile = 0},    {.profile = 2},
+                                    {.channels = 3},    {.channels = 7},   {.rate_index = 3},
+                                    {.rate_index = 13}, {.rate_index = 15}};
   decoder_.decode(units_[0]);
-  for (const AdtsFields& refused : {AdtsFields{.layer = 1},
-                                    {.profile = 0},
-                                    {.profile = 2},
-                                    {.channels = 3},
-                                    {.channels = 7},
-                                    {.rate_index = 3},
-                                    {.rate_index = 13},
-                                    {.rate_index = 15}}) {
+  for (const AdtsFields& refused : all_refused) {
     EXPECT_EQ(status(decoder_, joined(framed(blocks_[1], refused), units_[1])), ZD_AAC_DEC_ERR_FAILED);
   }
   // Refused headers leave the state unchanged.

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <random>
+#include <span>
 #include <vector>
 
 #include "aacdec/tables/spectral_codes.h"
@@ -17,24 +18,15 @@ namespace {
 
 using namespace aacdec;
 
-struct PlainBook {
-  std::span<const HuffmanCode> codes;
-  int dimension, modulus;
-  bool is_signed;
-};
+const std::span<const HuffmanCode> kCodes[11] = {
+    kSpectralBook1, kSpectralBook2, kSpectralBook3, kSpectralBook4,  kSpectralBook5, kSpectralBook6,
+    kSpectralBook7, kSpectralBook8, kSpectralBook9, kSpectralBook10, kSpectralBook11};
+constexpr int kModuli[12] = {0, 3, 3, 3, 3, 9, 9, 8, 8, 13, 13, 17};
+constexpr bool kIsSigned[12] = {false, true, true, false, false, true, true};
 
-const PlainBook kBooks[12] = {{},
-                              {kSpectralBook1, 4, 3, true},
-                              {kSpectralBook2, 4, 3, true},
-                              {kSpectralBook3, 4, 3, false},
-                              {kSpectralBook4, 4, 3, false},
-                              {kSpectralBook5, 2, 9, true},
-                              {kSpectralBook6, 2, 9, true},
-                              {kSpectralBook7, 2, 8, false},
-                              {kSpectralBook8, 2, 8, false},
-                              {kSpectralBook9, 2, 13, false},
-                              {kSpectralBook10, 2, 13, false},
-                              {kSpectralBook11, 2, 17, false}};
+size_t dimension(int book) {
+  return book < 5 ? 4 : 2;
+}
 
 // Returns the low 16 bits of 2^(N+4) + w, coded as N ones, a zero and N + 4 bits w.
 int plain_escape(BitReader& reader) {
@@ -46,41 +38,40 @@ int plain_escape(BitReader& reader) {
 }
 
 // Reads a codeword, the signs of its values unless the book includes them, and escapes.
-void plain_word(BitReader& reader, const PlainBook& book, int16_t* values) {
+void plain_word(BitReader& reader, int book, std::span<int16_t> values) {
+  const auto codes = kCodes[book - 1];
   HuffmanCode code{0, 0};
-  auto found = book.codes.end();
-  while (found == book.codes.end()) {
+  auto found = codes.end();
+  while (found == codes.end()) {
     code = {static_cast<uint8_t>(code.length + 1), code.word << 1 | reader.read(1)};
-    found = std::find_if(book.codes.begin(), book.codes.end(), [&](const HuffmanCode& c) {
-      return c.length == code.length && c.word == code.word;
-    });
+    found = std::ranges::find_if(
+        codes, [&](const HuffmanCode& c) { return c.length == code.length && c.word == code.word; });
   }
-  int index = static_cast<int>(found - book.codes.begin());
-  for (int k = book.dimension; k-- > 0; index /= book.modulus) {
-    values[k] = static_cast<int16_t>(index % book.modulus - (book.is_signed ? book.modulus / 2 : 0));
+  int index = static_cast<int>(found - codes.begin());
+  for (size_t k = values.size(); k-- > 0; index /= kModuli[book]) {
+    values[k] = static_cast<int16_t>(index % kModuli[book] - (kIsSigned[book] ? kModuli[book] / 2 : 0));
   }
-  for (int k = 0; k < book.dimension && !book.is_signed; ++k) {
-    if (values[k] != 0 && reader.read_bit()) values[k] = static_cast<int16_t>(-values[k]);
+  for (int16_t& value : values) {
+    if (!kIsSigned[book] && value != 0 && reader.read_bit()) value = static_cast<int16_t>(-value);
   }
-  for (int k = 0; k < book.dimension && book.modulus == 17; ++k) {
-    if (std::abs(values[k]) != 16) continue;
-    values[k] = static_cast<int16_t>(plain_escape(reader) * (values[k] < 0 ? -1 : 1));
+  for (int16_t& value : values) {
+    if (book != 11 || std::abs(value) != 16) continue;
+    value = static_cast<int16_t>(plain_escape(reader) * (value < 0 ? -1 : 1));
   }
 }
 
-void expect_plain_values(const Bytes& bytes, int number, size_t count, size_t start) {
-  const PlainBook& book = kBooks[number];
+void expect_plain_values(const Bytes& bytes, int book, size_t count, size_t start) {
   BitReader plain(bytes.data(), bytes.size());
   plain.skip(start);
   BitReader reader = plain;
   BitReader skipper = plain;
   std::vector<int16_t> expected(count);
-  for (size_t i = 0; i < count; i += static_cast<size_t>(book.dimension)) {
-    plain_word(plain, book, &expected[i]);
+  for (size_t i = 0; i < count; i += dimension(book)) {
+    plain_word(plain, book, std::span(expected).subspan(i, dimension(book)));
   }
   std::vector<int16_t> decoded(count);
-  ASSERT_EQ(decode_spectral_values(reader, number, decoded), !plain.past_end());
-  ASSERT_EQ(skip_spectral_values(skipper, number, static_cast<int>(count)), !plain.past_end());
+  ASSERT_EQ(decode_spectral_values(reader, book, decoded), !plain.past_end());
+  ASSERT_EQ(skip_spectral_values(skipper, book, static_cast<int>(count)), !plain.past_end());
   ASSERT_EQ(decoded, expected);
   ASSERT_EQ(reader.position(), plain.position());
   ASSERT_EQ(skipper.position(), plain.position());
