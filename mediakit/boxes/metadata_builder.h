@@ -111,14 +111,13 @@ inline Bytes id32(uint16_t language, const Bytes& id3v2) {
 }
 
 // All twelve asset boxes, six of them with the pad bit of the language set, and all kinds of items.
-inline Bytes full_user_data(std::string (*encode)(std::string_view) = utf8) {
+inline Bytes full_user_data() {
   Fields all;
   for (const char* type : {"titl", "dscp", "cprt", "perf", "auth", "gnre"})
-    all.append(asset(type, encode(type), kEnglish | 0x8000));
-  all.append(rtng("MPAA", "PG13", encode("rated"))).append(clsf(0x12345678, 9, encode("class")));
-  all.append(kywd({"one", "two"}))
-      .append(loci({encode("home"), 1, 2, 3, 4, encode("earth"), encode("notes")}));
-  all.append(albm(encode("album"), 7)).append(yrrc(1999));
+    all.append(asset(type, utf8(type), kEnglish | 0x8000));
+  all.append(rtng("MPAA", "PG13", utf8("rated"))).append(clsf(0x12345678, 9, utf8("class")));
+  all.append(kywd({"one", "two"})).append(loci({utf8("home"), 1, 2, 3, 4, utf8("earth"), utf8("notes")}));
+  all.append(albm(utf8("album"), 7)).append(yrrc(1999));
   return all
       .append(item_list_meta(
           {item("\251nam", "name"), item("cpil", "\x01"), item("\251alb", "album"), item("\251ART", "artist"),

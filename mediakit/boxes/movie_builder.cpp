@@ -124,9 +124,8 @@ Bytes build_trak(const TrackDescription& track, uint32_t track_id,
                             .width = track.width,
                             .height = track.height};
   const Bytes edts = track.edits.empty() ? Bytes() : box("edts", elst(track.edits));
-  const Bytes media_header = track.handler == "vide" ? vmhd() : smhd();
   const Bytes minf = container(track, "minf",
-                               {pick(track, "media_header", media_header), pick(track, "dinf", dinf()),
+                               {track.handler == "vide" ? vmhd() : smhd(), pick(track, "dinf", dinf()),
                                 build_stbl(track, chunk_offsets)});
   const Bytes mdia = container(
       track, "mdia",

@@ -32,7 +32,7 @@ struct TrackDescription {
   uint16_t height = 0;
 
   // By box type: the bytes to write in place of the box (none: left out). Known: tkhd edts mdia mdhd hdlr
-  // minf dinf stbl stsd stts ctts stss stsz stsc stco, and `media_header` for vmhd or smhd.
+  // minf dinf stbl stsd stts ctts stss stsz stsc stco.
   std::map<std::string, Bytes> replaced = {};
   // By container type (trak mdia minf stbl): bytes appended to its children.
   std::map<std::string, Bytes> appended = {};

@@ -56,20 +56,14 @@ class Exercise {
   void inspect() {
     for (uint32_t code = 1; code <= P3GPP_TAG_COUNT; ++code) {
       P3gppTag tag{};
-      if (note(P3GPP_GetTag(file_, code, &tag)) == P3GPP_OK) touch(tag);
+      if (note(P3GPP_GetTag(file_, code, &tag)) != P3GPP_OK) continue;
+      ++result.tags;
+      sum_with_nul(tag.text);
     }
     P3gppId3Location location{};
     note(P3GPP_GetId3Location(file_, &location));
     const P3gppBoxVisitor visitor{this, touch_box, touch_field};
     note(P3GPP_WalkBoxes(file_, &visitor));
-  }
-
-  void touch(const P3gppTag& tag) {
-    ++result.tags;
-    sum_with_nul(tag.text);
-    if (tag.tag == P3GPP_TAG_LOCATION) sum_with_nul(tag.u.location.notes);
-    const uint32_t keywords = tag.tag == P3GPP_TAG_KEYWORDS ? tag.u.keywords.count : 0;
-    for (uint32_t i = 0; i < keywords; ++i) sum(tag.u.keywords.list[i]);
   }
 
   static void touch_box(void* caller, const P3gppBox* box) {

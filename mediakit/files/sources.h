@@ -47,8 +47,6 @@ class Source {
   // The status that the callbacks return, and the number of bytes by which they overstate what they moved.
   int32_t callback_status = 0;
   uint32_t callback_excess = 0;
-  // The requested count of the last call of the read callback.
-  uint32_t last_count = 0;
   // All calls of the read callback, and the one that fails, counted from 1; 0: none.
   struct Read {
     uint64_t position;
@@ -61,7 +59,6 @@ class Source {
   static int32_t read(void* caller, void* buffer, uint32_t count, uint32_t low, uint32_t high,
                       uint32_t* moved) {
     auto& self = *static_cast<Source*>(caller);
-    self.last_count = count;
     const uint64_t position = uint64_t{high} << 32 | low;
     self.reads.push_back({position, count});
     if (self.reads.size() == self.failing_read) {

@@ -179,7 +179,7 @@ TEST(StreamReads, AreLimitedTo2GiBLikeBuffers) {
   const Stream stream = open_stream(source, "rb", unbuffered);
   char buffer[4];
   EXPECT_EQ(FMGR_FRead(stream.get(), buffer, 0xFFFFFFFF), 4);
-  EXPECT_EQ(source.last_count, uint32_t{INT32_MAX});
+  EXPECT_EQ(source.reads.back().count, uint32_t{INT32_MAX});
   const Context buffered = make_context(0xFFFFFFFF, 0xFFFFFFFF);
   EXPECT_EQ(open_stream(source, "rb", buffered)->buffer->capacity, uint32_t{INT32_MAX});
 }

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "mediakit/drivers/exercise.h"
-#include "tests/p3gpp/shown_boxes.h"
+#include "tests/p3gpp/opened_movie.h"
 #include "tests/support/failing_allocator.h"
 
 namespace zdr::test {

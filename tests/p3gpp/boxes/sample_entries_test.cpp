@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "mediakit/boxes/movie_builder.h"
-#include "tests/p3gpp/shown_boxes.h"
+#include "tests/p3gpp/opened_movie.h"
 
 namespace zdr::test {
 namespace {

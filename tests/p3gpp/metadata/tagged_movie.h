@@ -32,10 +32,6 @@ inline std::string tag_value(const P3gppTag& tag) {
   const auto& u = tag.u;
   std::string keywords = std::to_string(u.keywords.claimed_count);
   switch (tag.tag) {
-    case P3GPP_TAG_RATING:
-      return text + "|" + u.rating.entity + "|" + u.rating.criteria;
-    case P3GPP_TAG_CLASSIFICATION:
-      return joined(text, {u.classification.entity, u.classification.table_index});
     case P3GPP_TAG_KEYWORDS:
       for (uint32_t i = 0; i < u.keywords.count; ++i) keywords += "|" + text_of(u.keywords.list[i]);
       return keywords;
@@ -44,10 +40,7 @@ inline std::string tag_value(const P3gppTag& tag) {
              "|" + text_of(u.location.astronomical_body) + "|" + text_of(u.location.notes);
     case P3GPP_TAG_ALBUM:
       return joined(text, {u.album_track});
-    case P3GPP_TAG_YEAR:
-      return std::to_string(u.year);
     case P3GPP_TAG_ITEM_TRACK:
-    case P3GPP_TAG_ITEM_DISC:
       return joined(text, {u.position.number, u.position.total});
     default:
       return text;

@@ -3,7 +3,7 @@
 
 #include "mediakit/boxes/metadata_builder.h"
 #include "mediakit/boxes/movie_builder.h"
-#include "tests/p3gpp/shown_boxes.h"
+#include "tests/p3gpp/opened_movie.h"
 
 namespace zdr::test {
 namespace {
