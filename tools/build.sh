@@ -11,7 +11,7 @@ exec 1>&2
 needs="g++:g++ cmake:cmake ninja:ninja-build /usr/include/CLI/CLI.hpp:libcli11-dev
 /usr/include/nlohmann/json.hpp:nlohmann-json3-dev"
 [ "$what" = tests ] && needs="$needs /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev
-python3:python3"
+python3:python3 script:bsdutils"
 # The clang package only recommends the package with the runtime of the sanitizers.
 [ "$preset" = fuzz ] && needs="$needs clang++:clang $(echo /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a |
   cut -d' ' -f1):libclang-rt-dev"
