@@ -23,6 +23,7 @@ TEST(ZdrAac, ShowsTagsDecodesAndExplainsRefusals) {
   six_channels[2] |= 1;
   const std::pair<const char*, Bytes> kFiles[] = {
       {"song.aac", tagged_file()},
+      {"v22.aac", concat({id3v2(2, 0, v22_frame("TT2", bytes_of("\0Song"s))), adts})},
       {"v24.aac", concat({id3v2(4, 0, Bytes(20, 0)), adts})},
       {"bad-tag-size.aac", id3v2(3, 0, adts, 100000)},
       {"bad-tag-flags.aac", concat({id3v2(3, 0x10, Bytes(20, 0)), adts})},
