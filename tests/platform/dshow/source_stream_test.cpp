@@ -155,6 +155,7 @@ TEST(Source, NumbersItsPinsFromOneAndClosesGaps) {
   const ComPtr<TestSource> source(new TestSource(4));
   delete &source->stream(1);
   EXPECT_EQ(source->GetPinCount(), 3);
+  EXPECT_EQ(source->GetPin(-1), nullptr);
   ComPtr<IPin> found;
   for (int i = 0; i < 3; ++i) {
     LPWSTR id = nullptr;

@@ -165,6 +165,16 @@ TEST_F(FileContent, APipeHasNoPositionAndAWriteWithoutReaderFails) {
   EXPECT_FALSE(sigismember(&pending, SIGPIPE) || sigismember(&blocked, SIGPIPE));
 }
 
+TEST_F(FileContent, CountsAreClearedBeforeATransferIsRefused) {
+  const ScopedHandle reader = open_for(make_file("r"), GENERIC_READ);
+  const ScopedHandle writer = open_for(make_file("w"), GENERIC_WRITE);
+  char byte = 0;
+  DWORD counts[] = {99, 99};
+  EXPECT_EQ(failure(WriteFile(reader, &byte, 1, &counts[0], nullptr)), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(failure(ReadFile(writer, &byte, 1, &counts[1], nullptr)), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(counts[0] + counts[1], 0u);
+}
+
 TEST_F(FileContent, AFailedWriteCountsWhatMovedBefore) {
   rlimit before;
   getrlimit(RLIMIT_FSIZE, &before);

@@ -13,7 +13,6 @@ namespace zdr::test {
 namespace {
 
 namespace fs = std::filesystem;
-using NamedEvents = Win32Test;
 
 ScopedHandle event(LPCWSTR name) {
   return CreateEventW(nullptr, FALSE, FALSE, name);
@@ -31,19 +30,23 @@ void send_into_wait(ChildProcess& child, const std::string& key) {
   await_sleep_in_wait(child.pid());
 }
 
-std::set<fs::path> event_files() {
-  event(u"FolderMaker");  // the first event makes the folder
-  const auto folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "obj";
-  return {fs::directory_iterator(folder), fs::directory_iterator()};
-}
-
-// The file of the event that was made last.
-fs::path new_file(const std::set<fs::path>& before) {
-  for (const fs::path& file : event_files()) {
-    if (!before.contains(file)) return file;
+class NamedEvents : public Win32Test {
+ protected:
+  static std::set<fs::path> event_files() {
+    event(u"FolderMaker");  // the first event makes the folder
+    const auto folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "obj";
+    return {fs::directory_iterator(folder), fs::directory_iterator()};
   }
-  return {};
-}
+  // The file of the only event.
+  fs::path new_file() const {
+    for (const fs::path& file : event_files()) {
+      if (!files_before.contains(file)) return file;
+    }
+    return {};
+  }
+
+  const std::set<fs::path> files_before = event_files();
+};
 
 TEST_F(NamedEvents, NamesAreCaseSensitiveAndMayHaveAPrefix) {
   const ScopedHandle plain = event(u"Name");
@@ -62,7 +65,6 @@ TEST_F(NamedEvents, NamesAreCaseSensitiveAndMayHaveAPrefix) {
 }
 
 TEST_F(NamedEvents, EndWithTheirLastHandleInAnyProcess) {
-  const auto files_before = event_files();
   ScopedHandle mine = CreateEventW(nullptr, FALSE, TRUE, u"Life");
   EXPECT_EQ(GetLastError(), NO_ERROR);
   ChildProcess child;
@@ -103,19 +105,17 @@ TEST_F(NamedEvents, ASignalReleasesOneLiveSleeper) {
 // As if the process that was woken had been killed before it took the signal: the word is set, and nobody is
 // woken.
 TEST_F(NamedEvents, ALostWakeUpIsNoticed) {
-  const auto files_before = event_files();
   const ScopedHandle signal = event(u"LostWakeUp");
   ChildProcess child;
   ASSERT_EQ(child.call("event e LostWakeUp"), kAlreadyExists);
   send_into_wait(child, "e");
-  std::fstream file(new_file(files_before), std::ios::in | std::ios::out | std::ios::binary);
+  std::fstream file(new_file(), std::ios::in | std::ios::out | std::ios::binary);
   constexpr int kOffsetOfTheWord = 12;
   file.seekp(kOffsetOfTheWord).write("\1", 1).flush();
   EXPECT_EQ(child.receive(), kServed);
 }
 
 TEST_F(NamedEvents, AKilledHolderLeavesNothingForALaterProcess) {
-  const auto files_before = event_files();
   for (const bool same_name : {true, false}) {
     ChildProcess child;
     ASSERT_EQ(child.call("event e Crash"), kCreated);
@@ -132,9 +132,8 @@ TEST_F(NamedEvents, AKilledHolderLeavesNothingForALaterProcess) {
 
 TEST_F(NamedEvents, ADamagedFileIsRefusedWhileInUseAndReplacedAfterwards) {
   for (const bool truncated : {false, true}) {
-    const auto files_before = event_files();
     ScopedHandle holder = event(u"Damaged");
-    const fs::path file = new_file(files_before);
+    const fs::path file = new_file();
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
     if (truncated) {
       fs::resize_file(file, 100);
@@ -167,9 +166,8 @@ TEST_F(NamedEvents, ARuntimeFolderThatIsALinkOrOpenToOthersIsNotUsed) {
 
 // A process that waits for the gate of a file that is then removed must create a new file.
 TEST_F(NamedEvents, AFileThatIsRemovedWhileAProcessWaitsForItIsCreatedAgain) {
-  const auto files_before = event_files();
   ScopedHandle mine = event(u"Removed");
-  const fs::path file = new_file(files_before);
+  const fs::path file = new_file();
   const int gate = open(file.c_str(), O_RDWR | O_CLOEXEC);
   struct flock range {};
   range.l_type = F_WRLCK;
@@ -192,7 +190,6 @@ TEST_F(NamedEvents, AFileThatIsRemovedWhileAProcessWaitsForItIsCreatedAgain) {
 // Each process closes its handle and at once creates the event again, so that creations coincide with last
 // closes. Afterwards all must have the same event.
 TEST_F(NamedEvents, CreationAndLastCloseMayRace) {
-  const auto files_before = event_files();
   ChildProcess children[3];
   for (ChildProcess& child : children) ASSERT_NE(child.call("event e Race"), "");
   for (int round = 0; round < 200; ++round) {
