@@ -221,6 +221,7 @@ TEST(Reads, WithoutRoomConsumeNothing) {
   EXPECT_EQ(file.read(1).status, AACF_OK);
   EXPECT_EQ(file.read(2, 100).status, AACF_ERR_FAILED);
   EXPECT_EQ(file.read(2).pcm.size(), 2048u);
+  EXPECT_EQ(AACF_ReadFrame(file.reader(), nullptr), AACF_ERR_FAILED);
 }
 
 // A jump fills the buffer at the start of the stream and at the target, whatever the size of the file.
