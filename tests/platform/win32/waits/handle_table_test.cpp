@@ -24,25 +24,17 @@ TEST_F(Handles, EveryFunctionFailsWith6ForBadHandlesAndOtherKinds) {
        {HANDLE{nullptr}, INVALID_HANDLE_VALUE, closed, beside(1), beside(1u << 30), beside(1ull << 32)}) {
     EXPECT_EQ(failure(CloseHandle(bad)), ERROR_INVALID_HANDLE) << bad;
   }
-  const ScopedHandle named = CreateEventW(nullptr, TRUE, FALSE, u"Named");
-  const ScopedHandle local = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  const ScopedHandle event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
   const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, nullptr);
-  const ScopedHandle file = open_for(make_file("a"), GENERIC_READ | GENERIC_WRITE);
-  for (const HANDLE other : {HANDLE{named}, HANDLE{local}, HANDLE{mutex}, HANDLE{file}}) {
-    char byte;
-    DWORD number;
-    if (other != file) {
-      EXPECT_FALSE(ReadFile(other, &byte, 1, &number, nullptr));
-      EXPECT_EQ(GetFileSize(other, nullptr), INVALID_FILE_SIZE);
-    }
-    if (other != named && other != local) {
-      EXPECT_FALSE(SetEvent(other) || ResetEvent(other));
-    }
-    EXPECT_TRUE(other == mutex || !ReleaseMutex(other));
-    EXPECT_FALSE(SetThreadPriority(other, 0));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+  const ScopedHandle file = open_for(make_file("a"), GENERIC_READ);
+  char byte;
+  DWORD number;
+  for (const DWORD error :
+       {failure(ReadFile(event, &byte, 1, &number, nullptr)), failure(SetThreadPriority(event, 0)),
+        failure(GetFileSize(mutex, nullptr) != INVALID_FILE_SIZE), failure(SetEvent(mutex)),
+        failure(ResetEvent(file)), failure(ReleaseMutex(file)), failure(poll(file) != WAIT_FAILED)}) {
+    EXPECT_EQ(error, ERROR_INVALID_HANDLE);
   }
-  EXPECT_EQ(poll(file), WAIT_FAILED);
 }
 
 TEST_F(Handles, StayStaleWhileTheirSlotsAreReused) {
