@@ -139,28 +139,5 @@ TEST(Memory, InstanceIsOneBlockAndDecodingAllocatesNothing) {
   }
 }
 
-// Each of these calls allocates at most once.
-TEST(Memory, FailedAllocationsAreReported) {
-  const Bytes block = sample("aac-lc-8k-mono.aac").frames[0].payload;
-  const uint8_t record[2] = {0x15, 0x88};
-  Zd_AAC_Dec_Config config = lc_config(8000, 1);
-  auto length = static_cast<int32_t>(block.size());
-  int32_t record_bytes = 2;
-  auto* instance = reinterpret_cast<Zd_AAC_Dec_Instance*>(&config);
-  const auto failing = [](auto call) {
-    const FailingAllocator allocator(1);
-    return call();
-  };
-  EXPECT_EQ(failing([&] { return Zd_AAC_Dec_Open(&instance); }), ZD_AAC_DEC_ERR_NO_INSTANCE);
-  EXPECT_EQ(instance, nullptr);
-  EXPECT_EQ(failing([&] { return Zd_AAC_Dec_GetFrameLength(block.data(), 0, &config, &length, 0); }),
-            ZD_AAC_DEC_ERR_FAILED);
-  const auto get_config = [&](int32_t frame_bytes) {
-    return Zd_AAC_Dec_GetConfig(record, &record_bytes, &config, 0, block.data(), frame_bytes);
-  };
-  EXPECT_EQ(failing([&] { return get_config(0); }), ZD_AAC_DEC_OK);
-  EXPECT_EQ(failing([&] { return get_config(length); }), ZD_AAC_DEC_ERR_FAILED);
-}
-
 }  // namespace
 }  // namespace zdr::test

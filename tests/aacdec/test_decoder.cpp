@@ -84,8 +84,8 @@ std::vector<Bytes> payloads(const AdtsFile& file) {
 }
 
 std::vector<Bytes> units(const AdtsFile& file) {
-  std::vector<Bytes> units;
-  for (const AdtsFrame& frame : file.frames) units.push_back(joined(frame.header, frame.payload));
+  std::vector<Bytes> units = payloads(file);
+  for (size_t i = 0; i < units.size(); ++i) units[i] = joined(file.frames[i].header, units[i]);
   return units;
 }
 

@@ -100,12 +100,9 @@ TEST(FrameLength, FailsForOtherConfigurations) {
   // The smallest frame: silence of a few bytes.
   const Bytes silence = {0x01, 0x40, 0x20, 0x07};
   EXPECT_EQ(measure(silence, ZD_AAC_DEC_STREAM_RAW, config), 4);
-  const std::pair<int32_t Config::*, int32_t> changes[] = {{&Config::channels, 3},
-                                                           {&Config::channels, -1},
-                                                           {&Config::sampleRate, 7350},
-                                                           {&Config::frameLength, 960},
-                                                           {&Config::profile, 2}};
-  for (const auto& [field, value] : changes) {
+  for (const auto& [field, value] : {std::pair(&Config::channels, 3), std::pair(&Config::channels, -1),
+                                     std::pair(&Config::sampleRate, 7350),
+                                     std::pair(&Config::frameLength, 960), std::pair(&Config::profile, 2)}) {
     Config changed = config;
     changed.*field = value;
     EXPECT_EQ(measure(silence, ZD_AAC_DEC_STREAM_RAW, changed), -1);

@@ -177,7 +177,8 @@ TEST(PsInExtendedData, KeptIsReadOnlyInSingleChannelsAndOncePerContainer) {
 }
 
 TEST(SbrInABlock, EndsInsideItsFillElement) {
-  const BitWriter payload = BitWriter{{13, 4}} + smallest_payload() + kNoExtendedData;
+  // The ones at the end of the extended data read as an END element if the fill element is too short.
+  const BitWriter payload = BitWriter{{13, 4}} + smallest_payload() + BitWriter{{1, 1}, {1, 4}, {0xFF, 8}};
   const size_t bytes = (payload.size() + 7) / 8;
   SbrParser parser(kCoreRate);
   // The bytes of the fill element, which truncate the payload or pad it, and whether the block is valid.
