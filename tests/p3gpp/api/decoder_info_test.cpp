@@ -110,7 +110,7 @@ TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
   Bytes high = avcc(avc);
   high.insert(high.end(), {0xFD, 0xF8, 0xF8, 0});  // the chroma fields of the high profiles
   const Bytes d263_box = d263(0x55667788, 1, 10, 3, concat({box("abcd"), bitr(64000, 128000)}));
-  const std::vector<Eac3Substream> substreams = {{1, 17, 0x13, 6, 1, 3, 0x1A5}, {2, 16, 4, 1}};
+  const std::vector<Eac3Substream> substreams = {{1, 17, 0x13, 6, 1, 11, 0x1A5}, {2, 16, 4, 1}};
   // Name, entry, the only handler under which it is accepted ("" for any), description.
   const std::vector<std::tuple<const char*, Bytes, std::string, std::string>> cases = {
       {"mp4v", video("mp4v", visual_esds(kDsi)), "vide", "0: 1 32 1 5 352 288 0 0 77 0 1210 02"},
@@ -138,7 +138,7 @@ TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
       {"secw", speech("secw", "decw"), "soun", "0: 3 229 1 2 3"},
       {"secw with devc", speech("secw", "devc"), "soun", "0: 3 229 1 2 3"},
       {"ec-3", audio("ec-3", dec3(0x1ABC, substreams)), "soun",
-       "0: 4 252 1 2 16 8000 6844 1 | 1 17 19 6 1 3 421 | 2 16 4 1 0 0 0"},
+       "0: 4 252 1 2 16 8000 6844 1 | 1 17 19 6 1 11 421 | 2 16 4 1 0 0 0"},
       {".mp3 of 96 kHz", audio(".mp3", {}, 96000), "soun", "0: 4 254 2 30464"},
       // Only kind and object type are filled.
       {"samr without damr", audio("samr", box("abcd")), "soun", "0: 2 192 0 0 0 0 0"},

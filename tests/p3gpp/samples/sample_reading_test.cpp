@@ -92,7 +92,7 @@ TEST(SampleReading, FailedReadDoesNotAffectTheNextOne) {
     track.source().failing_read = track.source().reads.size() + 1 + number % 3;
     failures += Read(track, number).status == P3GPP_ERR_READ;
     track.source().failing_read = 0;
-    for (const uint32_t each : {std::max(number, 2u) - 1, number}) {
+    for (const uint32_t each : {number, std::max(number, 2u) - 1, number}) {
       const Read result(track, each);
       ASSERT_EQ(result.status, P3GPP_OK);
       ASSERT_EQ(result.sample.file_offset, kMedia + (each - 1) * 5);
