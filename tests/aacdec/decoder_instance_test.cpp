@@ -35,13 +35,13 @@ TEST(DecoderInstance, IsCalledOnlyThroughItsTable) {
 }
 
 TEST(DecoderInstance, RefusesNullArgumentsAndUnknownModes) {
-  Zd_AAC_Dec_Instance* none = nullptr;
+  Zd_AAC_Dec_Config config = lc_config(44100, 2);
+  auto* none = reinterpret_cast<Zd_AAC_Dec_Instance*>(&config);
   for (const int32_t status : {Zd_AAC_Dec_Create(nullptr, 0), Zd_AAC_Dec_Open(nullptr),
                                Zd_AAC_Dec_Create(&none, 3), Zd_AAC_Dec_Create(&none, -1)}) {
     EXPECT_EQ(status, ZD_AAC_DEC_ERR_NO_INSTANCE);
   }
   EXPECT_EQ(none, nullptr);
-  Zd_AAC_Dec_Config config = lc_config(44100, 2);
   const TestDecoder decoder(config);
   Zd_AAC_Dec_Instance* const instance = decoder.instance();
   const uint8_t input[4] = {};

@@ -54,8 +54,6 @@ BitWriter smallest_payload(bool pair = false) {
                                     : BitWriter{{0, 8}, {77, 7}, {9, 5}, {0, 1}});
 }
 
-const BitWriter kNoExtendedData{{0, 1}};
-
 void add(const SbrChannelFrame& frame, Checksum& sum) {
   const SbrGrid& grid = frame.grid;
   const int fields[] = {frame.amp_res, frame.coupled, grid.envelope_count, grid.noise_count, grid.transient};
@@ -98,7 +96,7 @@ TEST(SbrPayload, KeptCheckWordMissingHeaderAndHeaderWithoutBandsAreNotErrors) {
   EXPECT_EQ(payload.parse({{0, 1}, {0xFFFF, 16}}), SbrResult::kNoHeader);
   EXPECT_EQ(payload.first.status, SbrStatus::kNoHeader);
   EXPECT_EQ(payload.position, 1U);
-  const BitWriter w = BitWriter{{0x3FF, 10}} + smallest_payload() + kNoExtendedData;
+  const BitWriter w = BitWriter{{0x3FF, 10}} + smallest_payload() + BitWriter{{0, 1}};
   EXPECT_EQ(payload.parse(w, false, true), SbrResult::kParsed);
   EXPECT_EQ(payload.position, w.size());
   EXPECT_EQ(payload.first.bands.m, 0);
