@@ -318,6 +318,17 @@ TEST(Clips, KeptFilterIsOfTheKindOfTheLastClip) {
   }
 }
 
+// Video without a duration, which gives no frame rate, plays at that of the clip.
+TEST(Clips, KeptFrameRateOfAClipOutlivesALoad) {
+  Clips clips;
+  clips.information(clips.open("x.mp4", movie({avc_track(50)})));  // 10 frames a second
+  TrackDescription endless = avc_track(1);
+  endless.replaced["mdhd"] = mdhd({.duration = 0});
+  endless.replaced["tkhd"] = tkhd({.duration = 0});
+  ASSERT_EQ(clips.files.load(movie({endless}), "y.mp4"), S_OK);
+  EXPECT_EQ(clips.files.fill().stop, 100 * kMs);
+}
+
 TEST(Clips, CanBeReadWhileTheFilterPlays) {
   SinkGraph graph({.tracks = {amr_track(4000), avc_track(800)}});
   Clips clips(graph.under_test.filter.get());

@@ -38,7 +38,6 @@ void CZanMP4SourceFilter::CloseSource() {
   iso_file_.reset();
   file_manager_.reset();
   descriptor_ = {};
-  shared_.frame_rate = 0.0;
 }
 
 BOOL CZanMP4SourceFilter::GetCurFileMediaType(AM_MEDIA_TYPE* media_type) {
