@@ -27,9 +27,10 @@ inline std::ostream& operator<<(std::ostream& out, const Filled& each) {
 
 class FakeSample final : public CMediaSample {
  public:
-  explicit FakeSample(LONG size) : CMediaSample(nullptr, nullptr, size), buffer_(static_cast<size_t>(size)) {
-    buffer_.reserve(1);  // even an empty buffer has an address
-    m_pBuffer = buffer_.data();
+  // Its buffer, even an empty one, has an address, which is odd: samples may have any alignment.
+  explicit FakeSample(LONG size)
+      : CMediaSample(nullptr, nullptr, size), buffer_(static_cast<size_t>(size) + 1) {
+    m_pBuffer = buffer_.data() + 1;
   }
 
   // The results of the calls.

@@ -65,8 +65,11 @@ FrameSource::FoundFrame AacSource::find_frame(REFERENCE_TIME target) {
 }
 
 bool AacSource::read_frame(uint32_t number, uint8_t* buffer, uint32_t room, uint32_t* size) {
-  AACF_FrameRequest request{number, room, reinterpret_cast<int16_t*>(buffer)};
+  // The buffer of a sample may have any alignment.
+  const uint32_t capacity = std::min(room, static_cast<uint32_t>(sizeof pcm_));
+  AACF_FrameRequest request{number, capacity, pcm_.data()};
   if (AACF_ReadFrame(reader_.get(), &request) != AACF_OK) return false;
+  std::memcpy(buffer, pcm_.data(), request.size);
   *size = request.size;
   return true;
 }
