@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <optional>
 
 #include "esparse/aac/scan.h"
@@ -110,8 +111,12 @@ bool AACF_File::decode_frame(Bytes data, AACF_FrameRequest& request) {
   // Kept: a header between raw blocks is refused without calling the decoder, which would expect headers from
   // then on.
   if (stream_.kind() != AACF_KIND_ADTS && begins_with_syncword(data)) return false;
+  if (request.pcm == nullptr) return false;
   uint32_t consumed = 0;
-  if (!decoder.decode(data, consumed, request.pcm, request.size)) return false;
+  uint32_t pcm_bytes = std::min<uint32_t>(request.size, sizeof pcm_);
+  if (!decoder.decode(data, consumed, pcm_.data(), pcm_bytes)) return false;
+  std::memcpy(request.pcm, pcm_.data(), pcm_bytes);
+  request.size = pcm_bytes;
   stream_.step_over(consumed);
   return true;
 }

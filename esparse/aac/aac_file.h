@@ -1,6 +1,8 @@
 // The reader: owns an open file, its tags, its stream of frames and its decoder.
 #pragma once
 
+#include <array>
+
 #include "esparse/aac/aacf.h"
 #include "esparse/aac/decoder.h"
 #include "esparse/aac/frame_stream.h"
@@ -30,4 +32,7 @@ struct AACF_File {
   zdr::id3p::CallbackFile file_;
   bool is_open_ = false;
   zdr::aacf::FrameStream stream_;
+  // Room for the largest output frame, 2048 samples of two channels. The buffer of a request may begin at an
+  // odd address, where the decoder cannot write samples.
+  std::array<int16_t, 4096> pcm_{};
 };

@@ -77,7 +77,7 @@ typedef struct AACF_FrameRequest {
                       frame after the last */
   uint32_t size;   /* in: capacity of `pcm` in bytes; out: bytes written, on success. The decoder delivers a
                       frame late: the first read after opening or AACF_RefreshConfig yields 0 bytes */
-  int16_t* pcm;    /* interleaved channels; `outputBytes` of the configuration suffice */
+  int16_t* pcm;    /* interleaved channels, at any address; `outputBytes` of the configuration suffice */
 } AACF_FrameRequest;
 
 /*

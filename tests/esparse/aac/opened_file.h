@@ -1,6 +1,8 @@
 // A reader of a file in memory.
 #pragma once
 
+#include <algorithm>
+
 #include "esparse/aac/aacf.h"
 #include "mediakit/aac/stream_builder.h"
 #include "mediakit/boxes/box_builder.h"
@@ -37,12 +39,13 @@ class OpenedFile {
     uint32_t number;
     std::vector<int16_t> pcm;
   };
+  // Reads to an odd address.
   Read read(uint32_t number, uint32_t room = 16384) {
-    Read result{0, number, std::vector<int16_t>(room / 2)};
-    AACF_FrameRequest request{number, room, result.pcm.data()};
-    result.status = AACF_ReadFrame(reader_, &request);
-    result.number = request.number;
+    Bytes pcm(room + 1);
+    AACF_FrameRequest request{number, room, reinterpret_cast<int16_t*>(pcm.data() + 1)};
+    Read result{AACF_ReadFrame(reader_, &request), request.number, {}};
     result.pcm.resize(result.status == AACF_OK ? request.size / 2 : 0);
+    std::copy_n(pcm.begin() + 1, 2 * result.pcm.size(), reinterpret_cast<uint8_t*>(result.pcm.data()));
     return result;
   }
 
