@@ -84,6 +84,14 @@ void add_notes_on_played_type(const ParsedMovie& movie, uint32_t type, std::vect
   if (!edits.empty()) notes.push_back("the " + name + " track's edit list is not applied: " + edits);
 }
 
+void add_note_on_one_id(const ParsedMovie& movie, std::vector<std::string>& notes) {
+  const std::vector<uint32_t> audio = movie.track_ids(P3GPP_TRACK_AUDIO);
+  const std::vector<uint32_t> video = movie.track_ids(P3GPP_TRACK_VIDEO);
+  if (audio.empty() || video.empty() || audio[0] != video[0]) return;
+  notes.push_back("the audio and the video track have the same ID, " + std::to_string(audio[0]) +
+                  ": both pins have the first track of that ID");
+}
+
 std::string kind_of(const std::string& handler) {
   const auto* const known = std::ranges::find(kHandlerNames, handler, &HandlerName::handler);
   if (known != std::end(kHandlerNames)) return std::string(known->name) + " track(s)";
@@ -120,6 +128,7 @@ std::vector<std::string> left_out_notes(const ParsedMovie& movie) {
   if (movie.record().is_fragmented) notes.emplace_back("movie fragments are not read");
   add_notes_on_played_type(movie, P3GPP_TRACK_AUDIO, notes);
   add_notes_on_played_type(movie, P3GPP_TRACK_VIDEO, notes);
+  add_note_on_one_id(movie, notes);
   add_notes_on_other_kinds(movie.record(), notes);
   return notes;
 }

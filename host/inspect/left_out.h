@@ -10,8 +10,8 @@
 
 namespace zdr::host {
 
-// One note each on further tracks, tracks of other kinds, movie fragments, edits that are not applied and a
-// damaged tail. No notes for a movie that did not open.
+// One note each on further tracks, an ID that two tracks have, tracks of other kinds, movie fragments, edits
+// that are not applied and a damaged tail. No notes for a movie that did not open.
 std::vector<std::string> left_out_notes(const ParsedMovie& movie);
 
 // `movie` may be null.

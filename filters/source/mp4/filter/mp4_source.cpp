@@ -35,6 +35,7 @@ void CZanMP4SourceFilter::CloseSource() {
   shared_.audio_pin = nullptr;
   shared_.video_pin = nullptr;
   while (!pins_.empty()) pins_.pop_back();
+  second_iso_file_.reset();
   iso_file_.reset();
   file_manager_.reset();
   descriptor_ = {};

@@ -78,7 +78,7 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
   bool open_aac(LPCOLESTR file_name);
   PinPointer new_pin(LPCWSTR name);
   bool add_file_pin(PinPointer pin);
-  CZanMP4SourceOutputPin* add_track_pin(StreamKind stream, uint32_t track_id);
+  CZanMP4SourceOutputPin* add_track_pin(StreamKind stream, P3gppFile* file, uint32_t track_id);
   void find_longest_pin();
   void update_frame_rate();
   bool takes_part_in_seek(CZanMP4SourceOutputPin* pin);
@@ -89,6 +89,7 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
   FileManagerPointer file_manager_;
   FMGR_Descriptor descriptor_{};
   IsoFilePointer iso_file_;
+  IsoFilePointer second_iso_file_;  // for video whose track is already the audio pin's
   uint64_t file_size_ = 0;
   std::vector<PinPointer> pins_;
 };

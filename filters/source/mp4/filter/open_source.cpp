@@ -56,13 +56,18 @@ bool CZanMP4SourceFilter::open_iso_media() {
   uint32_t audio_id = 0;
   if (counts.audio > 0) {
     audio_id = first_track_id(iso_file_.get(), P3GPP_TRACK_AUDIO, counts.audio);
-    shared_.audio_pin = add_track_pin(StreamKind::kAudio, audio_id);
+    shared_.audio_pin = add_track_pin(StreamKind::kAudio, iso_file_.get(), audio_id);
   }
   if (counts.video > 0) {
     const uint32_t video_id = first_track_id(iso_file_.get(), P3GPP_TRACK_VIDEO, counts.video);
-    // Tracks are opened by ID. With one ID for both, the pins would share one track and its cursors.
-    const bool is_taken = shared_.audio_pin != nullptr && video_id == audio_id;
-    if (!is_taken) shared_.video_pin = add_track_pin(StreamKind::kVideo, video_id);
+    P3gppFile* file = iso_file_.get();
+    // Kept: tracks are opened by ID, so with one ID for both, the pins have the same track. They must not
+    // share its cursors, so the video pin opens the file anew.
+    if (shared_.audio_pin != nullptr && video_id == audio_id) {
+      second_iso_file_ = open_iso_file(descriptor_, file_manager_.get());
+      file = second_iso_file_.get();
+    }
+    if (file != nullptr) shared_.video_pin = add_track_pin(StreamKind::kVideo, file, video_id);
   }
   if (shared_.video_pin != nullptr) update_frame_rate();
   if (pins_.empty()) return false;
@@ -101,9 +106,10 @@ bool CZanMP4SourceFilter::add_file_pin(PinPointer pin) {
 }
 
 // Null when the track cannot be played; its pin is destroyed then.
-CZanMP4SourceOutputPin* CZanMP4SourceFilter::add_track_pin(StreamKind stream, uint32_t track_id) {
+CZanMP4SourceOutputPin* CZanMP4SourceFilter::add_track_pin(StreamKind stream, P3gppFile* file,
+                                                           uint32_t track_id) {
   PinPointer pin = new_pin(stream == StreamKind::kAudio ? u"Audio0" : u"Video0");
-  if (!pin || pin->SetupTrack(iso_file_.get(), track_id, stream, file_size_) != 0) return nullptr;
+  if (!pin || pin->SetupTrack(file, track_id, stream, file_size_) != 0) return nullptr;
   pins_.push_back(std::move(pin));
   return pins_.back().get();
 }
