@@ -23,15 +23,14 @@ bool is_little_endian_mark(Bytes bytes) {
   return bytes.size() >= kMarkBytes && bytes[0] == 0xFF && bytes[1] == 0xFE;
 }
 
-std::optional<EncodedText> find_utf16_text(Bytes bytes, ByteOrderMark mark) {
+EncodedText find_utf16_text(Bytes bytes, ByteOrderMark mark) {
   const bool little_endian = is_little_endian_mark(bytes);
   const bool has_mark = little_endian || is_big_endian_mark(bytes);
-  if (mark == ByteOrderMark::kOptional && !has_mark) return EncodedText{Encoding::kUtf16, false, bytes};
-  if (bytes.size() <= kMarkBytes) return std::nullopt;
-  bytes = bytes.subspan(kMarkBytes);
-  // Kept: an odd length skips the frame only if a mark is mandatory.
-  if (mark == ByteOrderMark::kTaken && bytes.size() % kUnitBytes != 0) return std::nullopt;
-  return EncodedText{Encoding::kUtf16, little_endian, bytes};
+  if (mark == ByteOrderMark::kOptional && !has_mark) return {Encoding::kUtf16, false, bytes};
+  bytes = bytes.subspan(std::min(bytes.size(), kMarkBytes));
+  // Kept: where a mark is mandatory, an odd length makes the text empty. It still replaces an earlier one.
+  if (mark == ByteOrderMark::kTaken && bytes.size() % kUnitBytes != 0) bytes = {};
+  return {Encoding::kUtf16, little_endian, bytes};
 }
 
 // Kept: both bytes of a big-endian unit are signed, so a low byte of 0x80 or more sets the high byte to 0xFF.

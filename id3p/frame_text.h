@@ -24,7 +24,8 @@ struct EncodedText {
   Bytes bytes;
 };
 
-// Finds the text in a frame body, which begins with the encoding byte. Empty if the frame must be skipped.
+// Finds the text in a frame body, which begins with the encoding byte. Nothing if the encoding is
+// unknown; the frame is skipped then.
 std::optional<EncodedText> find_text(Bytes frame_body, uint8_t encoding, ByteOrderMark mark);
 
 // Converts the text up to the first zero. Null when out of memory.

@@ -40,14 +40,12 @@ struct FrameLayout {
   std::span<const FieldRow> fields;
   std::string_view picture_id;  // empty when pictures are not read
   ByteOrderMark mark;
-  bool skips_empty_frames;
 
   size_t header_bytes() const { return id_bytes + size_bytes + flag_bytes; }
 };
 
-// Kept: an empty frame of version 2.3 is an empty text; one of version 2.2 is skipped.
-constexpr FrameLayout kV22{3, 3, 0, kV22Fields, "", ByteOrderMark::kOptional, true};
-constexpr FrameLayout kV23{4, 4, 2, kV23Fields, "APIC", ByteOrderMark::kTaken, false};
+constexpr FrameLayout kV22{3, 3, 0, kV22Fields, "", ByteOrderMark::kOptional};
+constexpr FrameLayout kV23{4, 4, 2, kV23Fields, "APIC", ByteOrderMark::kTaken};
 
 // Header flags that a tag must not have.
 // Kept: in version 2.3 they fail the parse; in version 2.2 they leave the tag without texts.
@@ -73,7 +71,6 @@ uint32_t big_endian(Bytes bytes) {
 }
 
 int32_t store_text(const FrameLayout& layout, const Frame& frame, TextField field, ID3P_Text& text) {
-  if (frame.body.empty() && layout.skips_empty_frames) return ID3P_OK;
   const auto encoded = find_text(frame.body, frame.encoding, layout.mark);
   if (!encoded) return ID3P_OK;
   Comment stored;

@@ -174,13 +174,14 @@ TEST(Texts, KeptEncodingsAndCommentsOfV23) {
       {"big-endian", title("\1\xFE\xFF\x4E\x7F"s), "title=\\4E7F"},
       {"a low byte of 0x80 or more", title("\1\xFE\xFF\0\xE9\x4E\x80"s), "title=\\FFE9\\FF80"},
       {"any other mark is big-endian", title("\1ab\0S"s), "title=S"},
-      {"nothing after the mark", title("\1\xFF\xFE"s), ""},
-      {"odd length", title("\1\xFF\xFES\0T"s), ""},
+      {"nothing after the mark", title("\1\xFF\xFE"s), "title="},
+      {"an odd length removes an earlier text", concat({title("\0One"s), title("\1\xFF\xFES\0T"s)}),
+       "title="},
       // The byte read as its encoding belongs to the next frame, so that ID starts with zero.
       {"an empty frame replaces an earlier one", concat({title("\0One"s), title(""), Bytes(12, 0)}),
        "title="},
       {"the second replaces the first", concat({title("\0One"s), title("\0Two"s)}), "title=Two"},
-      {"a skipped frame does not", concat({title("\0One"s), title("\3Two"s)}), "title=One"},
+      {"a frame in an unknown encoding does not", concat({title("\0One"s), title("\3Two"s)}), "title=One"},
       {"grouped", title("\0Song"s, 0x20), "title=Song"},
       {"compressed, encrypted and undefined flags",
        concat({title("\0a"s, 0x80), title("\0a"s, 0x40), title("\0a"s, 0x10), title("\0a"s, 0x08),
@@ -200,6 +201,7 @@ TEST(Texts, KeptEncodingsAndCommentsOfV23) {
       {"UTF-16 comment", comment("\1\377\376d\0\0\0T\0u\0"s), "comment=Tu"},
       {"UTF-16 comment, a space ends the description", comment("\1\377\376d\0 \0T\0 \0u\0\0\0v\0"s),
        "comment=T u"},
+      {"UTF-16 comment of an odd length", concat({comment("\0eng\0A\0"s), comment("\1eng"s)}), "comment="},
       {"UTF-16 comment without a terminator", comment("\1\377\376d\0e\0"s), "comment=de"},
       {"UTF-16 comment, nothing after the terminator", comment("\1\377\376d\0\0\0"s), "comment="},
   };
@@ -212,7 +214,8 @@ TEST(Texts, KeptEncodingsOfV22) {
       {"mark alone", v22_title("\1\xFF\xFE"s), ""},
       {"unmarked is big-endian from the first byte", v22_title("\1\0S\0T"s), "title=ST"},
       {"an odd length loses the last byte", v22_title("\1\xFF\xFES\0T"s), "title=S"},
-      {"an empty frame is skipped", concat({v22_title(""), song(2)}), "title=Song"},
+      {"mark alone", v22_title("\1\xFF\xFE"s), "title="},
+      {"an empty frame replaces an earlier one", concat({song(2), v22_title(""), Bytes(12, 0)}), "title="},
       {"UTF-16 comment without a mark", v22_frame("COM", bytes_of("\1\0d\0\0\0T\0u"s)), "comment=Tu"},
   };
   for (const Case& c : cases) EXPECT_EQ(read_back(2, 0, c.content), c.expected) << c.what;
