@@ -6,6 +6,13 @@
 #include "host/aac_format.h"
 
 namespace zdr::host {
+namespace {
+
+bool begins_with_syncword(Bytes unit) {
+  return unit.size() >= 2 && unit[0] == 0xFF && (unit[1] & 0xF0) == 0xF0;
+}
+
+}  // namespace
 
 static_assert(std::endian::native == std::endian::little, "PCM is written in the byte order of the machine");
 
@@ -22,9 +29,20 @@ bool DecodedAacWriter::configure(Bytes config, Bytes first_unit) {
   decoder_.reset(instance);
   Zd_AAC_Dec_Config accepted = *parsed;
   if (Zd_AAC_Dec_SetConfig(instance, &accepted) != ZD_AAC_DEC_OK) return false;
+  core_.frameLength = accepted.frameLength;
+  core_.sampleRate = accepted.sampleRate;
+  core_.profile = accepted.profile;
+  has_adts_headers_ = begins_with_syncword(first_unit);
   pcm_.resize(static_cast<size_t>(accepted.outputBytes) / sizeof(int16_t));
   set_format({static_cast<uint32_t>(accepted.outputRate), static_cast<uint16_t>(accepted.channels)});
   return true;
+}
+
+bool DecodedAacWriter::is_decodable(Bytes unit) const {
+  if (has_adts_headers_) return true;
+  Zd_AAC_Dec_Config config = core_;
+  auto length = static_cast<int32_t>(unit.size());
+  return Zd_AAC_Dec_GetFrameLength(unit.data(), ZD_AAC_DEC_STREAM_RAW, &config, &length, 0) == ZD_AAC_DEC_OK;
 }
 
 DecodedAacWriter::Outcome DecodedAacWriter::decode(Bytes unit, int32_t& pcm_bytes) {
@@ -43,7 +61,7 @@ bool DecodedAacWriter::write_pcm(OutputFile& file, int32_t pcm_bytes) {
 
 bool DecodedAacWriter::decode_unit(OutputFile& file, Bytes unit) {
   int32_t pcm_bytes = 0;
-  const Outcome outcome = decode(unit, pcm_bytes);
+  const Outcome outcome = is_decodable(unit) ? decode(unit, pcm_bytes) : Outcome::kFailed;
   if (outcome != Outcome::kDecoded) note_damage("access unit that cannot be decoded");
   // A replacement frame keeps sound and picture in sync. Before the first frame there is none.
   if (outcome == Outcome::kFailed && decode({}, pcm_bytes) == Outcome::kFailed) return true;

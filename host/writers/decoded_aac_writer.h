@@ -31,12 +31,19 @@ class DecodedAacWriter : public WavWriter {
   enum class Outcome { kDecoded, kConcealed, kFailed };
 
   bool configure(Bytes config, Bytes first_unit);
+  // Measures the unit. A damaged one must not be decoded: that would discard the frame that the decoder
+  // holds.
+  bool is_decodable(Bytes unit) const;
   bool decode_unit(OutputFile& file, Bytes unit);
   // An empty unit stands for a lost one. Yields PCM unless decoding fails.
   Outcome decode(Bytes unit, int32_t& pcm_bytes);
   bool write_pcm(OutputFile& file, int32_t pcm_bytes);
 
   std::unique_ptr<Zd_AAC_Dec_Instance, Closer> decoder_;
+  // For measuring: without the channels and extensions, which each unit shows.
+  Zd_AAC_Dec_Config core_{};
+  // Then units are not measured: the decoder searches them for a header.
+  bool has_adts_headers_ = false;
   std::vector<int16_t> pcm_;
 };
 
