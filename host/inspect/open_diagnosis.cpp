@@ -23,6 +23,7 @@ struct StatusText {
 constexpr StatusText kStatusTexts[] = {
     {P3GPP_ERR_GENERIC, "a box that must be there is missing or damaged"},
     {P3GPP_ERR_NO_MEMORY, "out of memory"},
+    {P3GPP_ERR_OUT_OF_RANGE, "more sample entries or data references than can be stored"},
     {P3GPP_ERR_OPEN, "the file cannot be opened"},
     {P3GPP_ERR_READ, "the file ends inside this box, or the box claims more than it holds"},
     {P3GPP_ERR_SEEK, "a position in the file cannot be reached"},

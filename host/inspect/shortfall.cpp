@@ -7,6 +7,11 @@
 namespace zdr::host {
 namespace {
 
+// The offset comes from the file and may be anything up to 2^64 - 1.
+bool lies_within(const P3gppSample& sample, uint64_t file_size) {
+  return sample.size <= file_size && sample.file_offset <= file_size - sample.size;
+}
+
 std::optional<Shortfall> measure(P3gppTrack* track, uint32_t total, uint64_t payload_bytes,
                                  uint64_t file_size, const WalkWatcher& watch) {
   constexpr uint32_t kUnitsPerCall = 1024;
@@ -16,7 +21,7 @@ std::optional<Shortfall> measure(P3gppTrack* track, uint32_t total, uint64_t pay
     if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, total)) return std::nullopt;
     if (P3GPP_ReadSample(track, &sample) != P3GPP_OK) return Shortfall{sample.number - 1, total, true};
     if (bytes + sample.size > payload_bytes) {
-      return Shortfall{sample.number - 1, total, sample.file_offset + sample.size > file_size};
+      return Shortfall{sample.number - 1, total, !lies_within(sample, file_size)};
     }
     bytes += sample.size;
   }

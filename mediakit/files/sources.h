@@ -54,6 +54,8 @@ class Source {
   };
   std::vector<Read> reads;
   size_t failing_read = 0;
+  // What the size callback returns, if not 0; reads past the content return none.
+  uint64_t claimed_size = 0;
 
  private:
   static int32_t read(void* caller, void* buffer, uint32_t count, uint32_t low, uint32_t high,
@@ -80,8 +82,9 @@ class Source {
     return self.callback_status;
   }
   static int32_t size(void* caller, uint64_t* size) {
-    *size = static_cast<Source*>(caller)->content_.size();
-    return static_cast<Source*>(caller)->callback_status;
+    const auto& self = *static_cast<Source*>(caller);
+    *size = self.claimed_size != 0 ? self.claimed_size : self.content_.size();
+    return self.callback_status;
   }
 
   std::string content_;

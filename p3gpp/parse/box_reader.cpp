@@ -28,7 +28,7 @@ bool BoxReader::read(std::span<uint8_t> out) {
 
 bool BoxReader::can_supply(uint64_t count) {
   if (count > remaining_) fail(P3GPP_ERR_BOX_SIZE);
-  if (count > available()) fail(P3GPP_ERR_READ);
+  if (count > available() || count > ParseContext::kMaxReadBytes) fail(P3GPP_ERR_READ);
   return status_ == P3GPP_OK;
 }
 

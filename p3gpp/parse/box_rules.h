@@ -50,6 +50,10 @@ struct ChildRule {
   Rest rest = Rest::kSkipped;
 };
 
+// The most members of a list: tracks, sample entries, data references. An empty box of 8 bytes takes more
+// than 20 times that in memory, so a file of nothing else must not decide how much is stored.
+inline constexpr size_t kMaxListed = 1024;
+
 struct ContainerRule {
   std::string_view type;
   std::span<const ChildRule> children;

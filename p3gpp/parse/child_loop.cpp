@@ -141,8 +141,11 @@ Status read_child(const ContainerRule& rule, const ChildRule* row, BoxReader& re
                   PathStep& child) {
   if (row == nullptr) return skip_unknown_child(rule, reader, node, child);
   if (row->action == ChildAction::kOpensInPlace) return open_in_place(reader);
-  const size_t listed = rule.list == nullptr ? 0 : rule.list(*node.payload).size();
-  if (row->action == ChildAction::kList) child.ordinal = static_cast<uint32_t>(listed + 1);
+  if (row->action == ChildAction::kList) {
+    const size_t listed = rule.list(*node.payload).size();
+    child.ordinal = static_cast<uint32_t>(listed + 1);
+    if (listed >= kMaxListed) return refuse_child(reader.context(), child, P3GPP_ERR_OUT_OF_RANGE);
+  }
   return handle_child(rule, *row, reader, node, child);
 }
 

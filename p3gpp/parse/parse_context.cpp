@@ -1,13 +1,10 @@
 // Reads and skips on the sequential stream of an open.
 #include "p3gpp/parse/parse_context.h"
 
-#include <limits>
-
 namespace zdr::p3gpp {
 
 Status ParseContext::read(std::span<uint8_t> out) {
-  // The stream returns a signed 32-bit count, in which a longer read would look like a failed one.
-  if (out.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max())) return P3GPP_ERR_READ;
+  if (out.size() > kMaxReadBytes) return P3GPP_ERR_READ;
   const int32_t count = FMGR_FRead(stream, out.data(), static_cast<uint32_t>(out.size()));
   if (count > 0) position += static_cast<uint32_t>(count);
   return count >= 0 && static_cast<size_t>(count) == out.size() ? P3GPP_OK : P3GPP_ERR_READ;

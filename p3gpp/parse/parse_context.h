@@ -12,6 +12,9 @@
 namespace zdr::p3gpp {
 
 struct ParseContext {
+  // The stream returns a signed 32-bit count, in which a longer read would look like a failed one.
+  static constexpr uint32_t kMaxReadBytes = 0x7FFFFFFF;
+
   FMGR_Stream* stream = nullptr;
   uint64_t file_size = 0;
   uint64_t position = 0;                     // of the stream; not always that of the box arithmetic

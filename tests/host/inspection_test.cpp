@@ -56,6 +56,11 @@ TrackDescription with_configuration(const Bytes& configuration, uint16_t channel
                     audio_entry("mp4a", channels, 44100, esds({.decoder_specific_info = configuration})));
 }
 
+TrackDescription with_first_id(TrackDescription track) {
+  track.replaced["tkhd"] = tkhd({.track_id = 1});
+  return track;
+}
+
 // What each file leaves out, in the order of the transcript.
 std::vector<MovieDescription> movies_with_notes() {
   const TrackDescription sound = amr_track(10);
@@ -65,6 +70,7 @@ std::vector<MovieDescription> movies_with_notes() {
       {.tracks = {sound}},
       {.tracks = {sound, of_kind("text"), of_kind("text"), of_kind("ab\x1B/")}},
       {.tracks = {sound, of_kind("soun")}},
+      {.tracks = {avc_track(1), with_first_id(sound)}},
       {.tracks = {sound, of_kind("hint"), of_kind("sbtl"), of_kind("subt"), of_kind("tmcd")}},
       {.tracks = {avc_track(1), amr_track(0)}},
       {.tracks = {wide_edits}},
@@ -132,6 +138,11 @@ TEST_F(ZdrLosses, AreReported) {
   add("overlap.mp4", {.tracks = {overlapping_track()}, .moov_first = false});
   // Twenty frames of 160 units, after an empty edit longer than ten of them.
   add("shifted.mp4", with_edits(amr_track(20), {{1700, -1}, {2000, 0}}));
+  // The end of its only chunk would be 16 in 64 bits.
+  TrackDescription beyond = amr_track(3);
+  beyond.samples_per_chunk = {3};
+  beyond.replaced = {{"stco", co64({0xFFFFFFFFFFFFFFF0})}};
+  add("beyond.mp4", beyond);
   // The filter offers no media type for more than two channels.
   add("surround.mp4", {.tracks = {with_configuration({0x12, 0x30}, 6), avc_track(3)}});
   expect_transcript("losses", folder_);

@@ -56,19 +56,40 @@ ExerciseResult use(const FMGR_Descriptor& descriptor) {
   return exercise(descriptor, context.get(), 3);
 }
 
-// Boxes of a gigabyte in a file of a hundred bytes: the read fails without a large allocation.
-TEST(DamagedFiles, ClaimsBeyondTheFileTakeNoMemory) {
-  for (const std::string path :
-       {"moovmvhd", "moovudtatitl", "moovtraktkhd", "moovtrakmdiamdhd", "moovtrakudtahntisdp ",
-        "moovtrakudtahinfpayt", "moovudtaloci", "moovtraktref", "mooviods"}) {
-    Fields nested;
-    for (size_t at = 0; at < path.size(); at += 4) {
-      nested.append(header(0x40000000 - static_cast<uint32_t>(2 * at), path.substr(at, 4)));
+// Boxes beyond the end of the file, and boxes of more than one read can return: no memory was taken for them.
+TEST(DamagedFiles, BoxesThatCannotBeReadTakeNoMemory) {
+  for (const auto& [box_size, file_size] :
+       {std::pair{0x40000000u, uint64_t{200}}, std::pair{0xC0000000u, uint64_t{1} << 33}}) {
+    for (const std::string path :
+         {"moovmvhd", "moovudtatitl", "moovtraktkhd", "moovtrakmdiamdhd", "moovtrakudtahntisdp ",
+          "moovtrakudtahinfpayt", "moovudtaloci", "moovtraktref", "mooviods"}) {
+      Fields nested;
+      for (size_t at = 0; at < path.size(); at += 4) {
+        nested.append(header(box_size - static_cast<uint32_t>(2 * at), path.substr(at, 4)));
+      }
+      Source source(FMGR_DEV_CALLBACK, as_text(nested.zeros(64).bytes));
+      source.claimed_size = file_size;
+      const FailingAllocator watch(0);
+      EXPECT_EQ(use(source.descriptor()).open_status, P3GPP_ERR_READ) << path;
+      EXPECT_LE(watch.largest(), 1u << 16) << path << ' ' << box_size;
     }
-    const Source source(FMGR_DEV_MEMORY, as_text(nested.zeros(64).bytes));
-    const FailingAllocator watch(0);
-    EXPECT_EQ(use(source.descriptor()).open_status, P3GPP_ERR_READ) << path;
-    EXPECT_LE(watch.largest(), 1u << 16);
+  }
+}
+
+// Too many tracks cost the file only those above the limit.
+TEST(DamagedFiles, ListsHaveAtMost1024Members) {
+  const Bytes tracks = concat(std::vector<Bytes>(5000, box("trak")));
+  const Bytes references = box("dinf", dref(std::vector<Bytes>(5000, url(false, {}))));
+  const Bytes entries = box("stbl", stsd(std::vector<Bytes>(5000, plain_entry("text"))));
+  const auto in_track = [](const Bytes& child) { return box("trak", box("mdia", box("minf", child))); };
+  for (const auto& [children, status, path] : std::vector<std::tuple<Bytes, int32_t, std::string>>{
+           {tracks, P3GPP_OK, "moov/trak[1025]"},
+           {in_track(references), P3GPP_ERR_OUT_OF_RANGE, "moov/trak[1]/mdia/minf/dinf/dref/url [1025]"},
+           {in_track(entries), P3GPP_ERR_OUT_OF_RANGE, "moov/trak[1]/mdia/minf/stbl/stsd/text[1025]"}}) {
+    const OpenedMovie movie(box("moov", children));
+    EXPECT_EQ(movie.status, status) << path;
+    EXPECT_EQ(movie.error.status, P3GPP_ERR_OUT_OF_RANGE) << path;
+    EXPECT_EQ(movie.error.path, path);
   }
 }
 
