@@ -32,6 +32,13 @@ void add_option(CLI::App& app, const OptionRow& row, Options& options) {
     app.add_flag(names, options.**flag, row.summary);
     return;
   }
+  if (const auto* number = std::get_if<uint32_t Options::*>(&row.target); number != nullptr) {
+    constexpr uint32_t kDay = 24 * 60 * 60;
+    app.add_option(names, options.**number, row.summary)
+        ->option_text(row.argument)
+        ->check(CLI::Range(0u, kDay));
+    return;
+  }
   CLI::Option* option =
       app.add_option(names, options.*std::get<std::string Options::*>(row.target), row.summary);
   option->option_text(row.argument);

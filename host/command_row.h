@@ -43,7 +43,7 @@ struct OptionRow {
   const char* argument;  // name of the value in the help; empty for a flag
   const char* choices;   // values separated by blanks, or empty
   const char* summary;
-  std::variant<bool Options::*, std::string Options::*> target;
+  std::variant<bool Options::*, std::string Options::*, uint32_t Options::*> target;
 };
 
 struct CommandTable {

@@ -1,13 +1,16 @@
 // The command-line graph host: plays and examines media files through the source filter module.
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
 
 #include "aacdec/zd_aac_dec.h"
 #include "host/command_line.h"
+#include "host/graph/source_player.h"
 #include "host/messages.h"
 #include "host/terminal.h"
 #include "id3p/id3p.h"
+#include "platform/com/class_modules.h"
 
 namespace zdr::host {
 namespace {
@@ -21,6 +24,14 @@ void silence_libraries() {
   ID3P_SetConsole(discard);
 }
 
+// Every object of a module is released before the program ends; one that is not was forgotten.
+void report_held_module(const Options& options) {
+  if (SourcePlayer::has_left_threads()) return;
+  CoFreeUnusedLibraries();
+  if (!com::modules_hold_objects()) return;
+  Messages(options.quiet).note({"", "", "a filter module still holds objects", ""});
+}
+
 int run(int argc, const char* const* argv) {
   reserve_standard_streams();
   ignore_write_signals();
@@ -28,6 +39,7 @@ int run(int argc, const char* const* argv) {
   const ParsedLine line = parse_command_line(argc, argv);
   const ExitCode code = line.command != nullptr ? line.command->run(line.options, std::cout) : line.exit_code;
   std::cout.flush();
+  report_held_module(line.options);
   if (std::cout) return static_cast<int>(code);
   // No message if the reader (a pager, `head`) has closed its end: it has read all it wanted.
   if (!stdout_reader_gone()) Messages(false).error({"", "", "standard output cannot be written", ""});
@@ -39,7 +51,9 @@ int run(int argc, const char* const* argv) {
 
 int main(int argc, char** argv) {
   try {
-    return zdr::host::run(argc, argv);
+    const int code = zdr::host::run(argc, argv);
+    if (zdr::host::SourcePlayer::has_left_threads()) std::_Exit(code);
+    return code;
   } catch (const std::exception& error) {
     zdr::host::print_line_to_terminal(std::string("zdr: ") + error.what());
     return static_cast<int>(zdr::host::ExitCode::kCannotOpen);

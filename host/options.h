@@ -18,6 +18,7 @@ struct Options {
   std::string shell;   // completion
   std::string cover;   // info: file for the cover image
   uint32_t index = 0;  // keyframe: number of the key frame, from 1
+  uint32_t stall_seconds = 30;  // 0: no limit
   bool json = false;
   bool quiet = false;
   bool force = false;

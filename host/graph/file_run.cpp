@@ -41,7 +41,7 @@ FileRun::FileRun(const std::string& file, const Options& options, Messages& mess
       owner_(owner),
       range_(play_range(options)),
       guard_(delivery_limit(options, file)),
-      player_(file, messages) {}
+      player_(file, messages, options.stall_seconds) {}
 
 ExitCode FileRun::prepare() {
   if (const ExitCode loaded = player_.load(); loaded != ExitCode::kDone) return loaded;

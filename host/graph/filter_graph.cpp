@@ -2,10 +2,39 @@
 #include "host/graph/filter_graph.h"
 
 #include <algorithm>
+#include <future>
+#include <system_error>
+#include <thread>
 
 #include "host/graph/com_boundary.h"
+#include "host/graph/stall_watch.h"
 
 namespace zdr::host {
+namespace {
+
+ComPtr<IBaseFilter> filter_of(IPin& pin) {
+  PIN_INFO info{};
+  ComPtr<IBaseFilter> filter;
+  if (pin.QueryPinInfo(&info) == S_OK) *filter.out() = info.pFilter;
+  return filter;
+}
+
+// True if samples of `from` can reach `to`, along the connections that exist.
+bool leads_to(IBaseFilter& from, IBaseFilter& to) {
+  if (&from == &to) return true;
+  bool found = false;
+  for_each_pin(from, [&](IPin& pin) {
+    PIN_DIRECTION direction = PINDIR_INPUT;
+    ComPtr<IPin> peer;
+    if (found || FAILED(pin.QueryDirection(&direction)) || direction != PINDIR_OUTPUT) return;
+    if (pin.ConnectedTo(peer.out()) != S_OK) return;
+    const ComPtr<IBaseFilter> next = filter_of(*peer.get());
+    found = next && leads_to(*next.get(), to);
+  });
+  return found;
+}
+
+}  // namespace
 
 FilterGraph::FilterGraph() : CUnknown(NAME("filter graph"), nullptr) {}
 
@@ -60,7 +89,15 @@ HRESULT FilterGraph::FindFilterByName(LPCWSTR /*name*/, IBaseFilter** /*filter*/
 
 HRESULT FilterGraph::ConnectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) {
   if (out == nullptr || in == nullptr) return E_POINTER;
+  if (!has(*out) || !has(*in)) return VFW_E_NOT_IN_GRAPH;
+  if (leads_to(*filter_of(*in).get(), *filter_of(*out).get())) return VFW_E_CIRCULAR_GRAPH;
   return out->Connect(in, type);
+}
+
+bool FilterGraph::has(IPin& pin) const {
+  const ComPtr<IBaseFilter> filter = filter_of(pin);
+  return std::ranges::any_of(entries_,
+                             [&](const Entry& entry) { return entry.filter.get() == filter.get(); });
 }
 
 HRESULT FilterGraph::Reconnect(IPin* pin) {
@@ -92,26 +129,44 @@ HRESULT FilterGraph::Notify(LONG code, LONG_PTR param1, LONG_PTR param2) {
   });
 }
 
-template <class Change>
-HRESULT FilterGraph::change_all(Change change) {
+HRESULT FilterGraph::set_state(FILTER_STATE state) {
   HRESULT first_failure = S_OK;
   for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) {
-    const HRESULT hr = change(*entry->filter.get());
+    IBaseFilter& filter = *entry->filter.get();
+    const HRESULT hr = state == State_Stopped  ? filter.Stop()
+                       : state == State_Paused ? filter.Pause()
+                                               : filter.Run(0);
     if (FAILED(hr) && SUCCEEDED(first_failure)) first_failure = hr;
   }
   return first_failure;
 }
 
-HRESULT FilterGraph::pause() {
-  return change_all([](IBaseFilter& filter) { return filter.Pause(); });
+std::optional<HRESULT> FilterGraph::change_state(FILTER_STATE state,
+                                                 const std::function<bool()>& keep_waiting) {
+  const auto change = std::make_shared<std::promise<HRESULT>>();
+  std::future<HRESULT> result = change->get_future();
+  std::thread thread;
+  try {
+    thread = std::thread([this, state, change] { change->set_value(set_state(state)); });
+  } catch (const std::system_error&) {
+    return set_state(state);  // no thread can be had: better to wait without end than not to play
+  }
+  while (result.wait_for(StallWatch::kSlice) != std::future_status::ready) {
+    if (keep_waiting()) continue;
+    thread.detach();
+    return std::nullopt;
+  }
+  thread.join();
+  return result.get();
 }
 
-HRESULT FilterGraph::run() {
-  return change_all([](IBaseFilter& filter) { return filter.Run(0); });
-}
-
-HRESULT FilterGraph::stop() {
-  return change_all([](IBaseFilter& filter) { return filter.Stop(); });
+HRESULT FilterGraph::wait_until_cued(std::chrono::milliseconds timeout) {
+  for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) {
+    FILTER_STATE state = State_Stopped;
+    const HRESULT hr = entry->filter->GetState(static_cast<DWORD>(timeout.count()), &state);
+    if (hr == VFW_S_STATE_INTERMEDIATE || hr == VFW_S_CANT_CUE || FAILED(hr)) return hr;
+  }
+  return S_OK;
 }
 
 void FilterGraph::disconnect_pins(IBaseFilter& filter) {
@@ -124,11 +179,16 @@ void FilterGraph::disconnect_pins(IBaseFilter& filter) {
 }
 
 void FilterGraph::tear_down() {
-  stop();
+  set_state(State_Stopped);
   while (!entries_.empty()) {
     const ComPtr<IBaseFilter> last = entries_.back().filter;
     RemoveFilter(last.get());
   }
+}
+
+bool FilterGraph::has_events() {
+  const std::lock_guard lock(event_mutex_);
+  return !events_.empty();
 }
 
 std::optional<GraphEvent> FilterGraph::wait_event(std::chrono::milliseconds timeout) {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -24,7 +25,8 @@ struct GraphEvent {
   LONG_PTR param2;
 };
 
-// Used only by the host's main thread, except for Notify, which streaming threads call.
+// Used only by the host's main thread, except for Notify, which streaming threads call, and for the thread
+// of a change of state, for which the main thread waits.
 class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEventSink {
  public:
   FilterGraph();
@@ -47,14 +49,19 @@ class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEve
 
   // Filters added later are downstream of the earlier ones. State changes go from the last to the first: a
   // sink is ready before its source delivers, and a blocked source is released before the graph waits for it.
-  HRESULT pause();
-  HRESULT run();
-  HRESULT stop();
+  //
+  // A filter may never return from a change of its state: it waits for its worker. So the change runs on a
+  // thread of its own, and `keep_waiting` is called about ten times a second. Returns nothing if it returned
+  // false before the change was complete; the graph must then be leaked, since the thread goes on using it.
+  std::optional<HRESULT> change_state(FILTER_STATE state, const std::function<bool()>& keep_waiting);
+  // After a change to State_Paused: VFW_S_STATE_INTERMEDIATE while a filter waits for its first sample.
+  HRESULT wait_until_cued(std::chrono::milliseconds timeout);
   // Stops, breaks every connection and releases every filter.
   void tear_down();
 
   // Returns the next event, or nothing if none arrives in time.
   std::optional<GraphEvent> wait_event(std::chrono::milliseconds timeout);
+  bool has_events();
 
  private:
   struct Entry {
@@ -62,8 +69,8 @@ class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEve
     std::u16string name;
   };
   HRESULT add(IBaseFilter& filter, LPCWSTR name);
-  template <class Change>
-  HRESULT change_all(Change change);
+  HRESULT set_state(FILTER_STATE state);
+  bool has(IPin& pin) const;
   void disconnect_pins(IBaseFilter& filter);
 
   std::vector<Entry> entries_;

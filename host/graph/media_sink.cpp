@@ -106,7 +106,7 @@ HRESULT MediaSink::Pause() {
   {
     const std::lock_guard streaming(streaming_mutex_);
     if (streaming_state_ == State_Stopped) {
-      end_of_stream_ = completed_ = false;
+      end_of_stream_ = completed_ = ended_ = false;
       ready_ = !pin_.IsConnected();
     }
     streaming_state_ = State_Paused;
@@ -156,6 +156,7 @@ HRESULT MediaSink::GetState(DWORD timeout_ms, FILTER_STATE* state) {
 // While paused, blocks the first sample until the graph runs, stops or flushes. Preroll samples are not
 // shown, so they pass.
 HRESULT MediaSink::render(IMediaSample& sample) {
+  ++samples_received_;
   if (opens_ != nullptr) opens_->open();
   {
     std::unique_lock streaming(streaming_mutex_);
@@ -166,7 +167,14 @@ HRESULT MediaSink::render(IMediaSample& sample) {
     }
     if (flushing_) return S_FALSE;
     if (streaming_state_ == State_Stopped) return VFW_E_WRONG_STATE;
+    in_consumer_ = true;
   }
+  const HRESULT hr = consume(sample);
+  in_consumer_ = false;
+  return hr;
+}
+
+HRESULT MediaSink::consume(IMediaSample& sample) {
   bool is_taken = false;
   const HRESULT hr = or_out_of_memory([&] {
     is_taken = consumer_.receive(sample);
@@ -187,7 +195,7 @@ void MediaSink::mark_end_of_stream() {
 void MediaSink::finish_stream() {
   {
     const std::lock_guard streaming(streaming_mutex_);
-    end_of_stream_ = ready_ = true;
+    end_of_stream_ = ready_ = ended_ = true;
     changed_.notify_all();
   }
   announce_completion();
@@ -210,7 +218,7 @@ void MediaSink::begin_flush() {
 
 void MediaSink::end_flush() {
   const std::lock_guard streaming(streaming_mutex_);
-  flushing_ = end_of_stream_ = completed_ = false;
+  flushing_ = end_of_stream_ = completed_ = ended_ = false;
   ready_ = false;
 }
 

@@ -3,6 +3,7 @@
 
 #include <streams.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -77,8 +78,16 @@ class MediaSink final : public CBaseFilter, public IAMFilterMiscFlags {
 
   MediaSinkPin& pin() { return pin_; }
 
+  // For watching a run from another thread.
+  uint64_t samples_received() const { return samples_received_; }
+  bool has_ended() const { return ended_; }
+  // True while the consumer handles a sample. After Stop() no further sample reaches it.
+  bool is_in_consumer() const { return in_consumer_; }
+
  private:
   friend class MediaSinkPin;
+
+  HRESULT consume(IMediaSample& sample);
 
   HRESULT render(IMediaSample& sample);
   void mark_end_of_stream();
@@ -100,6 +109,10 @@ class MediaSink final : public CBaseFilter, public IAMFilterMiscFlags {
   bool flushing_ = false;
   bool end_of_stream_ = false;
   bool completed_ = false;
+
+  std::atomic<uint64_t> samples_received_{0};
+  std::atomic<bool> ended_{false};        // like end_of_stream_, but outlasts a stop
+  std::atomic<bool> in_consumer_{false};  // set under the mutex
 
   MediaSinkPin pin_;
 };

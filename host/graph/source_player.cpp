@@ -1,16 +1,22 @@
 // Loads, connects, seeks and runs, in the order that any host of a source filter follows.
 #include "host/graph/source_player.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <set>
+#include <utility>
 
 #include "host/graph/module_loader.h"
+#include "host/graph/stall_watch.h"
 #include "host/inspect/open_diagnosis.h"
+#include "host/terminal.h"
 #include "host/wide_text.h"
 
 namespace zdr::host {
 namespace {
 
-constexpr std::chrono::milliseconds kSlice(100);
+// Set by the main thread.
+bool threads_left = false;
 
 std::vector<CMediaType> offered_types(IPin& pin) {
   std::vector<CMediaType> types;
@@ -31,6 +37,11 @@ std::string pin_name(IPin& pin) {
   return to_utf8(info.achName);
 }
 
+template <class Interface>
+void leak(ComPtr<Interface>& pointer) {
+  [[maybe_unused]] const Interface* const leaked = pointer.detach();
+}
+
 }  // namespace
 
 bool PinEntry::is_audio() const {
@@ -38,12 +49,19 @@ bool PinEntry::is_audio() const {
   return types.front().majortype == MEDIATYPE_Audio;
 }
 
-SourcePlayer::SourcePlayer(std::string file, Messages& messages)
-    : file_(std::move(file)), messages_(messages) {
+SourcePlayer::SourcePlayer(std::string file, Messages& messages, uint32_t stall_seconds)
+    : file_(std::move(file)), messages_(messages), stall_seconds_(stall_seconds) {
   graph_ = ComPtr<FilterGraph>(new FilterGraph);
 }
 
 SourcePlayer::~SourcePlayer() {
+  if (is_left_) {
+    for (PinEntry& entry : pins_) leak(entry.pin);
+    for (Connection& each : connections_) leak(each.sink);
+    leak(source_);
+    leak(graph_);
+    return;
+  }
   pins_.clear();
   graph_->tear_down();
 }
@@ -86,7 +104,7 @@ HRESULT SourcePlayer::connect(const PinEntry& pin, SampleConsumer& consumer, Sta
     graph_->RemoveFilter(sink.get());
     return hr;
   }
-  ++connected_;
+  connections_.push_back({pin.name, sink});
   return S_OK;
 }
 
@@ -133,32 +151,114 @@ HRESULT SourcePlayer::set_positions(const PlayRange& range) {
 }
 
 ExitCode SourcePlayer::play(const std::function<bool()>& on_slice) {
-  HRESULT hr = graph_->pause();
-  if (SUCCEEDED(hr)) hr = graph_->run();
-  if (FAILED(hr)) {
-    graph_->stop();
-    messages_.error(
-        {file_, "", "the graph does not start: " + std::string(hresult_name(hr)), hresult_text(hr)});
-    return ExitCode::kCannotOpen;
-  }
-  const ExitCode result = run_until_complete(on_slice);
-  graph_->stop();
+  ExitCode result = start(on_slice);
+  if (result == ExitCode::kDone && !is_left_) result = run_until_complete(on_slice);
+  if (!is_left_ && !change_state(State_Stopped)) leave_threads();
   return result;
 }
 
+// Returns nothing if the filters do not complete the change in time: within the limit of a stall, but within
+// a second once the run is to end.
+std::optional<HRESULT> SourcePlayer::change_state(FILTER_STATE state) {
+  StallWatch watch(stall_seconds_);
+  StallWatch end(1);
+  return graph_->change_state(state, [&] {
+    if (interrupted() || is_stalled_) return !end.is_stalled(false);
+    return !watch.is_stalled(has_moved());
+  });
+}
+
+ExitCode SourcePlayer::start(const std::function<bool()>& on_slice) {
+  for (const FILTER_STATE state : {State_Paused, State_Running}) {
+    const std::optional<HRESULT> hr = change_state(state);
+    if (!hr) {
+      leave_threads();
+      return ExitCode::kLoss;
+    }
+    if (FAILED(*hr)) return fail_to_start(*hr);
+    if (state == State_Running) break;
+    if (const ExitCode cued = cue(on_slice); cued != ExitCode::kDone) return cued;
+  }
+  return ExitCode::kDone;
+}
+
+ExitCode SourcePlayer::fail_to_start(HRESULT hr) {
+  messages_.error(
+      {file_, "", "the graph does not start: " + std::string(hresult_name(hr)), hresult_text(hr)});
+  return ExitCode::kCannotOpen;
+}
+
+// Waits until every stream has delivered its first sample or ended. A stream that aborts will do neither; the
+// event of that is handled once the graph runs, and so is an end of the run.
+ExitCode SourcePlayer::cue(const std::function<bool()>& on_slice) {
+  StallWatch watch(stall_seconds_);
+  while (graph_->wait_until_cued(StallWatch::kSlice) == VFW_S_STATE_INTERMEDIATE) {
+    if (!on_slice() || graph_->has_events()) break;
+    if (watch.is_stalled(has_moved())) return give_up_stalled();
+  }
+  return ExitCode::kDone;
+}
+
 ExitCode SourcePlayer::run_until_complete(const std::function<bool()>& on_slice) {
+  StallWatch watch(stall_seconds_);
   std::set<LONG_PTR> completed;  // the sinks that have reported their end
-  while (completed.size() < connected_) {
+  while (completed.size() < connections_.size()) {
     if (!on_slice()) return ExitCode::kDone;
-    const std::optional<GraphEvent> event = graph_->wait_event(kSlice);
-    if (!event) continue;
+    const std::optional<GraphEvent> event = graph_->wait_event(StallWatch::kSlice);
+    if (!event) {
+      if (watch.is_stalled(has_moved())) return give_up_stalled();
+      continue;
+    }
     if (event->code == EC_COMPLETE) completed.insert(event->param2);
+    if (event->code == EC_USERABORT) {
+      messages_.error({file_, "", "playback was ended by the user", ""});
+      return ExitCode::kInterrupted;
+    }
     if (event->code != EC_ERRORABORT) continue;
     const auto hr = static_cast<HRESULT>(event->param1);
     messages_.error({file_, "", "a stream was aborted " + std::string(hresult_name(hr)), hresult_text(hr)});
     return ExitCode::kLoss;
   }
   return ExitCode::kDone;
+}
+
+// A consumer may take its time: it waits for a disk, or for the reader of a pipe.
+bool SourcePlayer::is_in_consumer() const {
+  return std::ranges::any_of(connections_,
+                             [](const Connection& each) { return each.sink->is_in_consumer(); });
+}
+
+bool SourcePlayer::has_moved() {
+  uint64_t samples = 0;
+  for (const Connection& each : connections_) samples += each.sink->samples_received();
+  return std::exchange(samples_seen_, samples) != samples || is_in_consumer();
+}
+
+ExitCode SourcePlayer::give_up_stalled() {
+  is_stalled_ = true;
+  for (const Connection& each : connections_) {
+    if (each.sink->has_ended()) continue;
+    messages_.error({file_, each.pin_name,
+                     "given up: nothing was delivered for " + std::to_string(stall_seconds_) +
+                         " s (--stall-timeout sets the limit)",
+                     ""});
+  }
+  return ExitCode::kLoss;
+}
+
+// The sinks are stopped or have never run, so no further sample reaches a consumer. A consumer that is at work
+// now can be neither used nor destroyed, so the process ends at once; its partial files stay.
+void SourcePlayer::leave_threads() {
+  is_left_ = true;
+  threads_left = true;
+  messages_.error({file_, "", interrupted() ? "interrupted" : "the source filter does not stop", ""});
+  if (is_in_consumer()) {
+    std::_Exit(static_cast<int>(interrupted() ? ExitCode::kInterrupted : ExitCode::kLoss));
+  }
+}
+
+bool SourcePlayer::has_left_threads() {
+  return threads_left;
 }
 
 }  // namespace zdr::host

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,7 +37,8 @@ struct PlayRange {
 
 class SourcePlayer {
  public:
-  SourcePlayer(std::string file, Messages& messages);
+  // A run in which nothing moves for `stall_seconds` is given up; 0: never.
+  SourcePlayer(std::string file, Messages& messages, uint32_t stall_seconds = 0);
   ~SourcePlayer();
   SourcePlayer(const SourcePlayer&) = delete;
   SourcePlayer& operator=(const SourcePlayer&) = delete;
@@ -58,21 +60,43 @@ class SourcePlayer {
   ExitCode seek(const PlayRange& range);
 
   // Runs until every connected stream has ended. `on_slice` is called about ten times a second and ends the
-  // run by returning false. Reports a stream that aborts.
+  // run by returning false. Reports a stream that aborts or stalls.
   ExitCode play(const std::function<bool()>& on_slice);
+
+  // True if a filter did not stop, so that its threads still run. The process must then end without running
+  // destructors.
+  static bool has_left_threads();
 
  private:
   ExitCode explain(const Diagnosis& diagnosis);
   void collect_pins();
   HRESULT set_positions(const PlayRange& range);
+  std::optional<HRESULT> change_state(FILTER_STATE state);
+  ExitCode start(const std::function<bool()>& on_slice);
+  ExitCode cue(const std::function<bool()>& on_slice);
   ExitCode run_until_complete(const std::function<bool()>& on_slice);
+  bool has_moved();
+  bool is_in_consumer() const;
+  ExitCode give_up_stalled();
+  ExitCode fail_to_start(HRESULT hr);
+  void leave_threads();
+
+  // The sink of a connected pin.
+  struct Connection {
+    std::string pin_name;
+    ComPtr<MediaSink> sink;
+  };
 
   std::string file_;
   Messages& messages_;
   ComPtr<IBaseFilter> source_;
   ComPtr<FilterGraph> graph_;
   std::vector<PinEntry> pins_;
-  size_t connected_ = 0;
+  std::vector<Connection> connections_;
+  const uint32_t stall_seconds_;
+  uint64_t samples_seen_ = 0;  // by has_moved()
+  bool is_stalled_ = false;
+  bool is_left_ = false;  // its threads still run: nothing of it may be released
 };
 
 }  // namespace zdr::host

@@ -21,4 +21,7 @@ ZDR_PLATFORM_API HRESULT class_object_from_module(const std::string& path, REFCL
 // the module does not export it.
 ZDR_PLATFORM_API HRESULT call_module_entry(const std::string& path, const char* entry) noexcept;
 
+// True if a loaded module refuses to be unloaded because objects of it are alive.
+ZDR_PLATFORM_API bool modules_hold_objects();
+
 }  // namespace zdr::com

@@ -45,6 +45,10 @@ HRESULT call_module_entry(const std::string& path, const char* entry) noexcept {
   });
 }
 
+bool modules_hold_objects() {
+  return ModuleTable::instance().hold_objects();
+}
+
 }  // namespace zdr::com
 
 HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* /*server*/, REFIID riid, void** ppv) noexcept {

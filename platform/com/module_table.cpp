@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -59,6 +60,14 @@ void ModuleTable::free_unused() {
     unused.push_back(std::move(it->second));
     it = modules_.erase(it);
   }
+}
+
+bool ModuleTable::hold_objects() {
+  const std::lock_guard lock(mutex_);
+  return std::ranges::any_of(modules_, [](const auto& entry) {
+    const auto can_unload = entry.second->template function<HRESULT()>("DllCanUnloadNow");
+    return can_unload != nullptr && can_unload() != S_OK;
+  });
 }
 
 }  // namespace zdr::com

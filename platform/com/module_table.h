@@ -47,6 +47,8 @@ class ModuleTable {
   std::shared_ptr<Module> get(const std::string& path);
   // Unloads the modules that allow it.
   void free_unused();
+  // True if DllCanUnloadNow of a loaded module does not return S_OK.
+  bool hold_objects();
 
  private:
   std::mutex mutex_;

@@ -70,7 +70,6 @@ std::vector<MovieDescription> movies_with_notes() {
       {.tracks = {sound}},
       {.tracks = {sound, of_kind("text"), of_kind("text"), of_kind("ab\x1B/")}},
       {.tracks = {sound, of_kind("soun")}},
-      {.tracks = {avc_track(1), with_first_id(sound)}},
       {.tracks = {sound, of_kind("hint"), of_kind("sbtl"), of_kind("subt"), of_kind("tmcd")}},
       {.tracks = {avc_track(1), amr_track(0)}},
       {.tracks = {wide_edits}},
@@ -81,6 +80,7 @@ std::vector<MovieDescription> movies_with_notes() {
   const std::vector<Edit> kEdits[] = {{{200, 0}}, {{190, 80}},          {{150, 0}},          {{150, 80}},
                                       {{199, 0}}, {{50, -1}, {200, 0}}, {{100, 0}, {100, 0}}};
   for (const std::vector<Edit>& edits : kEdits) movies.push_back({.tracks = {with_edits(sound, edits)}});
+  movies.push_back({.tracks = {avc_track(1), with_first_id(sound)}});
   return movies;
 }
 

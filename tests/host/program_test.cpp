@@ -20,6 +20,10 @@ TEST(ZdrProgram, FindsItsFilterThroughTheRegistry) {
   expect_transcript("registry");
 }
 
+TEST(ZdrProgram, GivesUpAnUnresponsiveFilter) {
+  expect_transcript("unresponsive");
+}
+
 TEST(ZdrProgram, DocumentsListTheSameOptions) {
   expect_transcript("documents");
 }
