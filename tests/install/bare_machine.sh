@@ -1,0 +1,42 @@
+#!/bin/bash
+# Proves the two commands of the README on a machine that has nothing: a bare Debian 12 in a temporary root, and a
+# clone in a folder whose name has a blank and an umlaut.
+#
+#     bare_machine.sh           builds and plays
+#     bare_machine.sh --check   then runs ./check as well
+#
+# Needs root, debootstrap and a Debian mirror (DEBIAN_MIRROR; default http://deb.debian.org/debian).
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+mirror=${DEBIAN_MIRROR:-http://deb.debian.org/debian}
+command -v debootstrap >/dev/null ||
+  { apt-get -qq update && apt-get -qq install -y --no-install-recommends debootstrap; }
+
+root=$(mktemp -d)
+cleanup() {
+  umount "$root/proc" 2>/dev/null || true
+  rm -rf --one-file-system "$root"
+}
+trap cleanup EXIT
+
+debootstrap --variant=minbase bookworm "$root" "$mirror" >"$root.log" 2>&1 ||
+  { tail -5 "$root.log"; rm -f "$root.log"; exit 1; }
+rm -f "$root.log"
+mount -t proc proc "$root/proc"
+source="/root/zdr source ü"
+git clone -q . "$root$source"
+
+# Runs a command in the clone with an empty environment, as after a first login.
+on_bare_machine() {
+  chroot "$root" /usr/bin/env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin /bin/sh -c "cd '$source' && $1"
+}
+
+# The commands as the README shows them, without their comments.
+play=$(sed -n 's|^    \(\./zdr play [^#]*\)#.*|\1|p' README.md)
+check=$(sed -n 's|^    \(\./check\) *#.*|\1|p' README.md)
+on_bare_machine "$play"
+for written in out/h263-amr.Audio0.amr out/h263-amr.Video0.h263; do
+  [ -s "$root$source/$written" ] || { echo "bare machine: $written was not written"; exit 1; }
+done
+[ "${1:-}" != --check ] || on_bare_machine "$check"
+echo "bare machine: the commands of the README work in '$source'"
