@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
 """Encodes signals with ffmpeg as AAC, decodes them with zdr, and measures the distance to ffmpeg's floating-point
-decode of the same packets.
+decode of the same packets. ffmpeg has no HE-AAC encoder, so streams of real encoders are judged for that.
 
-    compare_accuracy.py [--seconds N] ZDR [FILE...]      default: streams made here; else the AAC tracks of the files
+    compare_accuracy.py [--seconds N] ZDR [FILE...]
+        default: streams made here, and the HE-AAC files of samples/ and of the folder that ZDR_EXTRA_MEDIA names;
+        else the AAC tracks of the files
 
 Prints one row per stream: the accuracy level K, where the RMS of the difference is 2^-(K-1)/sqrt(12) of full scale
 (16.00 is rounding to 16 bits only, 15 the minimum for AAC-LC in 3GPP TS 26.406), the level that windows of 15 bits allow
-at the signal's own level, and the largest difference in 16-bit steps. Exit status 1 if a stream made here falls short.
-Streams from files are reported but do not fail: each decoder generates its own noise for noise substitution.
+at the signal's own level, and the largest difference in 16-bit steps. For an HE-AAC file, the ratio of signal to difference
+in dB, and that of rounding to 16 bits only. Exit status 1 if a stream made here or an HE-AAC file falls short. Streams from
+FILE arguments are reported but do not fail: each decoder generates its own noise for noise substitution.
 """
 import array
 import math
@@ -24,6 +27,10 @@ RATES = (96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 1
 VARIANTS = (('-aac_is', '0'), ('-aac_ms', '0'), ('-aac_tns', '0'), ('-aac_coder', 'fast'))
 LARGEST_STEPS = 2.0
 MARGIN = 0.05
+# For HE-AAC: a ratio of 70 dB, or at most 4 dB below that of rounding where the signal is too quiet for 70.
+ENOUGH_DB = 70
+MARGIN_DB = 4
+JUDGED_SAMPLES = 400_000
 
 
 def signal():
@@ -99,6 +106,52 @@ def measure(want, got):
     return level(math.sqrt(squares / count)), level(allowed), largest
 
 
+def he_aac_files():
+    """The sound HE-AAC files. Our own writer of samples fills the spectrum with random bits, which no level bounds."""
+    for path in peer_media.media_files(peer_media.ISO | {'.aac'}):
+        streams = [s for s in peer_media.probe_streams(path) if s['codec_type'] == 'audio'][:1]
+        if streams and streams[0].get('profile', '').startswith('HE-AAC') and path.parent != peer_media.ROOT / 'samples':
+            yield path
+
+
+def judge_he_aac(zdr, path, folder):
+    """Returns the ratio of signal to difference and that of rounding alone, in dB; None if there is nothing to compare."""
+    if path.suffix == '.aac':  # the reader of .aac files delivers the core channels only
+        wrapped = folder / 'wrapped.m4a'
+        peer_media.copy_audio(path, wrapped, 'ipod')
+        path = wrapped
+    want, got = reference(path), decoded(zdr, path, folder)
+    if not want or not got:
+        return None
+    if len(want) > 1.5 * len(got):  # mono that might have had parametric stereo: twice the same channel
+        want = want[::2]
+    squares = signal_squares = 0.0
+    count = min(len(want), len(got), JUDGED_SAMPLES)
+    for a, b in zip(want[:count], got[:count]):
+        a = max(-32767.0, min(32767.0, a * 32768))
+        squares += (a - b) * (a - b)
+        signal_squares += a * a
+    return [10 * math.log10(max(signal_squares, 1) / noise) for noise in (max(squares, 1e-9), count / 12)]
+
+
+def judge_he_aac_files(zdr, folder, end):
+    """Prints a row per file. Returns how many fall short and how many were not reached."""
+    failed = left = 0
+    for path in he_aac_files():
+        if time.monotonic() > end:
+            left += 1
+            continue
+        judged = judge_he_aac(zdr, path, folder)
+        if judged is None:
+            print(f'{path.name:40} nothing to compare')
+            continue
+        ratio, limit = judged
+        short = ratio < min(ENOUGH_DB, limit - MARGIN_DB)
+        failed += short
+        print(f'{path.name:40} {ratio:5.1f} dB of {limit:5.1f}{"   SHORT" if short else ""}')
+    return failed, left
+
+
 def main():
     chosen = peer_media.options(__doc__)
     end = time.monotonic() + chosen.seconds
@@ -120,6 +173,10 @@ def main():
             short = not chosen.files and (k < allowed - MARGIN or largest > LARGEST_STEPS)
             failed += short
             print(f'{label:34} K {k:6.2f} of {allowed:5.2f}   largest {largest:8.2f}{"   SHORT" if short else ""}')
+        if not chosen.files:
+            short, late = judge_he_aac_files(chosen.zdr, folder, end)
+            failed += short
+            left += late
     if left:
         print(f'{left} streams not reached in {chosen.seconds:.0f} s')
     sys.exit(1 if failed else 0)
