@@ -211,7 +211,6 @@ TEST(Texts, KeptEncodingsAndCommentsOfV23) {
 TEST(Texts, KeptEncodingsOfV22) {
   const Case cases[] = {
       {"marked big-endian", v22_title("\1\xFE\xFF\0S"s), "title=S"},
-      {"mark alone", v22_title("\1\xFF\xFE"s), ""},
       {"unmarked is big-endian from the first byte", v22_title("\1\0S\0T"s), "title=ST"},
       {"an odd length loses the last byte", v22_title("\1\xFF\xFES\0T"s), "title=S"},
       {"mark alone", v22_title("\1\xFF\xFE"s), "title="},
