@@ -15,9 +15,9 @@ struct Options {
   std::string stop;
   std::string only;
   std::string session;
-  std::string shell;   // completion
-  std::string cover;   // info: file for the cover image
-  uint32_t index = 0;  // keyframe: number of the key frame, from 1
+  std::string shell;            // completion
+  std::string cover;            // info: file for the cover image
+  uint32_t index = 0;           // keyframe: number of the key frame, from 1
   uint32_t stall_seconds = 30;  // 0: no limit
   bool json = false;
   bool quiet = false;

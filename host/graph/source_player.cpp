@@ -246,8 +246,8 @@ ExitCode SourcePlayer::give_up_stalled() {
   return ExitCode::kLoss;
 }
 
-// The sinks are stopped or have never run, so no further sample reaches a consumer. A consumer that is at work
-// now can be neither used nor destroyed, so the process ends at once; its partial files stay.
+// The sinks are stopped or have never run, so no further sample reaches a consumer. A consumer that is at
+// work now can be neither used nor destroyed, so the process ends at once; its partial files stay.
 void SourcePlayer::leave_threads() {
   is_left_ = true;
   threads_left = true;
