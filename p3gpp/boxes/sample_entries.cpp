@@ -126,7 +126,8 @@ Status search_children(const SampleEntryRule& rule, BoxReader& reader, const Box
   return P3GPP_OK;
 }
 
-// Examines only the first child. Unless that is a configuration, leaves the reader at the end of the entry.
+// Kept: examines only the first child, so a configuration after another box is missing. Unless the first
+// child is a configuration, leaves the reader at the end of the entry.
 Status search_first_child(const SampleEntryRule& rule, BoxReader& reader, const BoxNode& node,
                           BoxSlot& found) {
   if (reader.remaining() >= kBoxHeaderSize) {

@@ -39,6 +39,16 @@ TEST(Buffers, ServeTheirOwnStreamAndItsSiblings) {
   EXPECT_EQ(second->counters.device_reads, 1u);
 }
 
+TEST(Buffers, OnlyThoseOfReadersHaveTheReadSize) {
+  const Source source(FMGR_DEV_FILE, "0123456789");
+  const Context context = make_context(8, 4);
+  for (const char* mode : {"rb", "r+b", "ab", "a+", "wb"}) {
+    const Stream stream = open_stream(source, mode, context);
+    ASSERT_NE(stream, nullptr) << mode;
+    EXPECT_EQ(stream->buffer->capacity, mode == std::string("rb") ? 8u : 4u) << mode;
+  }
+}
+
 TEST(Buffers, KeptFailuresOfTheDeviceLookLikeTheEnd) {
   const Source source(FMGR_DEV_FILE, "0123456789");
   const Context context = make_context(4, 4);
@@ -87,9 +97,12 @@ TEST(Buffers, KeptEndIncludesUnwrittenBytesOfLaterSiblingsOnly) {
   const Context context = make_context(8, 8);
   Stream first = open_stream(source, "r+b", context);
   const Stream second = open_stream(source, "r+b", context);
+  const Stream third = open_stream(source, "r+b", context);  // the buffer goes in after that of the first
   EXPECT_EQ(FMGR_FSeek(second.get(), 8, FMGR_SEEK_SET), FMGR_OK);
   EXPECT_EQ(read_text(second, 1), "8");
   ASSERT_TRUE(put(second, "wxyz"));
+  EXPECT_EQ(FMGR_FSeek(third.get(), 0, FMGR_SEEK_END), FMGR_OK);
+  EXPECT_EQ(tell(third), 13u);
   EXPECT_EQ(FMGR_FSeek(first.get(), 0, FMGR_SEEK_END), FMGR_OK);
   EXPECT_EQ(tell(first), 13u);
   EXPECT_EQ(FMGR_FSeek(first.get(), 8, FMGR_SEEK_SET), FMGR_OK);

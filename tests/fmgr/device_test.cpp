@@ -18,6 +18,13 @@ struct DeviceCloser {
 };
 using Device = std::unique_ptr<FMGR_Device, DeviceCloser>;
 
+TEST(StatusCodes, HaveFixedNumbers) {
+  const std::vector<int32_t> codes = {FMGR_ERR_GENERIC, FMGR_ERR_NO_MEMORY, FMGR_ERR_TOO_LARGE,
+                                      FMGR_ERR_READ,    FMGR_ERR_OPEN,      FMGR_ERR_BAD_ARGUMENT,
+                                      FMGR_ERR_WRITE,   FMGR_ERR_SEEK,      FMGR_ERR_NOT_SUPPORTED};
+  EXPECT_EQ(codes, (std::vector<int32_t>{-6001, -6002, -6003, -6006, -6007, -6009, -6010, -6012, -6015}));
+}
+
 Device open(const Source& source, uint32_t mode = OS_OPEN_READ) {
   return Device(fmgr::open_device(source.descriptor(), mode, nullptr));
 }

@@ -102,6 +102,8 @@ TEST(Tags, KeptSizesFlagsAndGenreOfEachVersion) {
   Bytes wide_size = id3v2(4, 0, Bytes(255, 0));
   wide_size[8] = 0;
   wide_size[9] = 255;
+  Bytes revision = id3v2(3, 0, song(3));
+  revision[4] = 7;
   const Case cases[] = {
       {"1", concat({audio, id3v1("A title", "An artist", "1999", 17)}),
        "@10 v1 of 128: title=A title artist=An artist album= year=1999 comment= genre=\\0011"},
@@ -118,6 +120,11 @@ TEST(Tags, KeptSizesFlagsAndGenreOfEachVersion) {
       {"2.4 is measured, without its footer", concat({id3v2(4, 0xFF, Bytes(1000, 0)), audio}),
        "@1010 v2.4 of 1010, footer 16"},
       {"the top bits of size bytes count", wide_size, "@265 v2.4 of 265, footer 0"},
+      {"any revision", revision, "@25 v2.3 of 25: title=Song"},
+      {"an ID that begins with zero ends the tag", id3v2(3, 0, concat({v23_frame("\0IT2"s, {'x'}), song(3)})),
+       "@36 v2.3 of 36: "},
+      {"a zero later in an ID does not", id3v2(3, 0, concat({v23_frame("T\0T2"s, {'x'}), song(3)})),
+       "@36 v2.3 of 36: title=Song"},
       {"padding", concat({id3v2(3, 0, concat({song(3), Bytes(40, 0)})), audio}),
        "@65 v2.3 of 65: title=Song"},
       {"2.5", concat({id3v2(5, 0, song(3)), audio}), "@10"},

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -127,14 +128,18 @@ TEST(DamagedFiles, EveryFailingAllocationIsReported) {
   EXPECT_EQ(sound.tracks, 3u);
   EXPECT_EQ(sound.tags, uint32_t{P3GPP_TAG_COUNT});
   bool triggered = true;
+  std::set<uint32_t> tracks;  // of files that open
   for (uint64_t n = 1; triggered; ++n) {
     const FailingAllocator failing(n);
     try {
-      expect_reported(use(source.descriptor()), sound, "allocation " + std::to_string(n));
+      const ExerciseResult faulty = use(source.descriptor());
+      expect_reported(faulty, sound, "allocation " + std::to_string(n));
+      if (faulty.tracks != 0) tracks.insert(faulty.tracks);
     } catch (const std::bad_alloc&) {  // an allocation of the test itself
     }
     triggered = failing.triggered();
   }
+  EXPECT_EQ(tracks, (std::set<uint32_t>{1, 2, 3})) << "a later track that fails is left out";
 }
 
 // Uses the filter's device type, a file with a wide path, and fails each of its layers at every call.

@@ -80,6 +80,8 @@ TEST(Open, KeptRulesOfCountingAndEstimating) {
       {"a truncated header is as long as the last refill",
        concat({adts_frame(400), Bytes(24171, 0), Bytes(hundred.begin(), hundred.begin() + 6)}),
        "3 4232000 2 24577 2 24572 46"},
+      {"after a gap beyond one buffer the search continues once",
+       concat({adts_file(31, 400), Bytes(13000, 0), adts_file(40, 400)}), "3 200000 70 41400 70 41000 1625"},
       {"tags that overlap leave no audio",
        concat({id3v2(4, 0, concat({Bytes(272, 0), bytes_of("TAG"), Bytes(25, 0)})), adts_frame(100)}),
        "3 0 0 0 0 0 0"},
@@ -198,6 +200,8 @@ TEST(Reads, KeptPlacesEndsAndRestarts) {
   } cases[] = {
       {"in order", adts_file(4, 100), {1, 2, 3, 4, 5, 0}, "0 1024 1024 1024 -1 -1"},
       {"raw, by counting", mixed_blocks(raw_header()), {1, 40, 7, 8, 39}, "0 1024 1024 1024 1024"},
+      {"raw, beyond the scanned part", concat({raw_header(), blocks_of(1400)}), {1400, 2}, "0 1024"},
+      {"ADIF, beyond the scanned part", concat({adif_header(), blocks_of(1400)}), {1400, 2}, "0 1024"},
       {"raw, beyond the end", mixed_blocks(raw_header()), {50, 0xFFFFFFFF, 3, 4}, "-1@41 -1@41 0 1024"},
       {"ADIF, beyond the end", mixed_blocks(adif_header()), {50, 3, 4}, "-1@41 0 1024"},
       {"raw, the stream ends before the tag", raw_and_tag, {1, 5, 6, 5}, "0 1024 -10102 1024"},
@@ -252,6 +256,7 @@ TEST(Reads, KeptFramesAfterATruncatedHeaderAreCountedAtOnce) {
   OpenedFile file(content, 1, [](void* handle, int32_t offset, int32_t whence) {
     return whence == 2 ? 1 : static_cast<MemoryFile*>(handle)->seek(offset, whence);
   });
+  EXPECT_EQ(file.info().total_frames, 12u) << "as many as were scanned";
   EXPECT_EQ(results(file, {0xFFFFFFFF, 2}), "-1 0") << "nothing to decode";
 }
 

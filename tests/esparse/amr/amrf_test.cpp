@@ -142,6 +142,17 @@ TEST(Amrf, KeptAWalkEndsAtAFrameOfSize0) {
   }
 }
 
+TEST(Amrf, SizeIs0IfAFrameCannotBeReached) {
+  const Reader reader = open(speech(false, 3, 0x04).bytes());
+  const std::pair<uint32_t, uint32_t> kSizes[] = {{4, 100}, {5, 0}, {1000, 0}};
+  for (const auto& [number, size] : kSizes) {
+    uint8_t buffer[100];
+    AMRF_FrameRequest request{number, 100, buffer};
+    EXPECT_EQ(AMRF_ReadFrame(reader.get(), &request), -1);
+    EXPECT_EQ(request.size, size) << number;
+  }
+}
+
 TEST(Amrf, AFailedOpenClosesTheFile) {
   const TempFolder folder;
   const std::u16string no_line = (folder / "speech.amr").u16string();

@@ -141,10 +141,7 @@ TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
        "0: 4 252 1 2 16 8000 6844 1 | 1 17 19 6 1 11 421 | 2 16 4 1 0 0 0"},
       {".mp3 of 96 kHz", audio(".mp3", {}, 96000), "soun", "0: 4 254 2 30464"},
       // Only kind and object type are filled.
-      {"samr without damr", audio("samr", box("abcd")), "soun", "0: 2 192 0 0 0 0 0"},
       {"ac-3 without dac3", audio("ac-3", {}), "soun", "0: 4 253 0 0 0 0 0 0 0 0 0 0 0"},
-      {"ec-3 without dec3", audio("ec-3", box("abcd")), "soun", "0: 4 252 0 0 0 0 0 0"},
-      {"sqcp without dqcp", audio("sqcp", box("abcd")), "soun", "-7020"},
       {"s263 without d263", video("s263", box("abcd", Bytes(3))), "", "-7050"},
       {"avc1 without avcC", video("avc1", box("btrt", Bytes(12))), "vide", "-7050"},
       {"text", plain_entry("text", Bytes(30)), "text", "-7020: 1 231 0 0 0 0 0 0 0 0  "},
@@ -154,6 +151,26 @@ TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
       const bool accepted = own_handler.empty() || handler == own_handler;
       EXPECT_EQ(describe(entry, handler), accepted ? expected : "-7031") << name << " in " << handler;
     }
+  }
+}
+
+// The description of an entry with a second child is that of an entry without a configuration.
+TEST(DecoderInfo, KeptConfigurationsOfAudioMustBeTheFirstChild) {
+  const std::vector<std::tuple<const char*, Bytes, std::string>> cases = {
+      {"samr", kDamr, "0: 2 192 0 0 0 0 0"},
+      {"sawb", kDamr, "0: 2 193 0 0 0 0 0"},
+      {"ac-3", dac3(), "0: 4 253 0 0 0 0 0 0 0 0 0 0 0"},
+      {"ec-3", dec3(1, {{}}), "0: 4 252 0 0 0 0 0 0"},
+      {"svmr", damr(1, 2, 3, 4, 5, "dvmr"), "-7020"},
+      {"sawp", dawp(9, 7), "-7020"},
+      {"sevc", speech_configuration("devc", 1, 2, 3), "-7020"},
+      {"secb", speech_configuration("decb", 1, 2, 3), "-7020"},
+      {"secw", speech_configuration("decw", 1, 2, 3), "-7020"},
+      {"sqcp", speech_configuration("dqcp", 1, 2, 3), "-7020"},
+      {"ssmv", speech_configuration("dsmv", 1, 2, 3), "-7020"},
+  };
+  for (const auto& [type, configuration, expected] : cases) {
+    EXPECT_EQ(describe(audio(type, concat({box("abcd"), configuration}))), expected) << type;
   }
 }
 

@@ -70,6 +70,10 @@ TEST(ItemList, KeptOnlyFreeFormItemsNamedGnidAreStored) {
   const std::vector<std::tuple<const char*, std::vector<Bytes>, std::string>> cases = {
       {"in order", {mean, name, data}, "gnid=v, "},
       {"another name", {atom("mean", "a.much.longer.name.space"), atom("name", "iTunSMPB"), data}, ""},
+      {"another first letter", {atom("name", "xnid"), data}, ""},
+      {"another second letter", {atom("name", "gxid"), data}, ""},
+      {"another third letter", {atom("name", "gnxd"), data}, ""},
+      {"another fourth letter", {atom("name", "gnix"), data}, ""},
       {"without mean", {name, data}, "gnid=v, "},
       {"after another name", {atom("name", "abcd"), name, data}, ""},
       {"two values", {mean, name, data_atom("first"), data_atom("second")}, "gnid=first, "},

@@ -22,6 +22,20 @@ TrackDescription chunked(const std::vector<ChunkRun>& chunks, const std::vector<
                    {{"stts", stts({{100, 0}})}, {"stsc", stsc(chunks)}, {"stco", stco(offsets)}});
 }
 
+// Its sample description is followed by 20 bytes that are read as the next box, and ends with as many. The
+// entries of its tables are therefore read 20 bytes too late.
+TrackDescription misread() {
+  const Bytes entry = audio_entry("sawp", 1, 8000, concat({dawp(1, 2), box("free", Bytes(12))}));
+  TrackDescription track = raw_track(0, 0,
+                                     {{"stsd", stsd({entry})},
+                                      {"stts", stts({{0, 0}, {0, 0}, {0, 10}, {5, 0}})},
+                                      {"stsc", stsc({{1, 1, 9}, {1, 1, 1}, {10, 7, 100}})},
+                                      {"stsz", stsz({1, 1, 1, 1, 1, 30, 31, 32})},
+                                      {"stco", stco({1, 2, 3, 4, 5, 6000})}});
+  track.appended["stbl"] = box("free", Bytes(12));
+  return track;
+}
+
 TEST(LookupRules, KeptResultsDependOnEarlierCalls) {
   const Runs two_rates = {{10, 1000}, {10, 500}};
   const Runs above_32_bits = {{4, 0x50000000}, {4, 1}};
@@ -52,6 +66,8 @@ TEST(LookupRules, KeptResultsDependOnEarlierCalls) {
        "d0=-6008 d1=0:10 d3=0:20 d1=0:20"},
       {"composition of single samples", timed({{4, 0}}, 4, {{1, 10}, {1, 20}, {1, 30}}),
        "d3=0:30 d2=0:20 d1=0:10 d2=0:20"},
+      {"composition, far back", timed({{10, 0}}, 10, {{2, 10}, {2, 20}, {2, 30}, {2, 40}, {2, 50}}),
+       "d9=0:50 d3=0:10"},
       // No run covers sample 3: its times are those of the call before, shifted again.
       {"beyond the time tables", timed({{2, 100}}, 4, {{2, 7}}, delay), "d1=1000:7 d2=1100:107 d3=2100:1207"},
 
@@ -76,6 +92,14 @@ TEST(LookupRules, KeptResultsDependOnEarlierCalls) {
       {"chunks at one offset", chunked({{1, 2}}, {1000, 1000}, 4),
        "o2=1016:16:1:0:0 o3=1032:16:1:0:0 o3=1000:16:1:0:0 o4=1016:16:1:0:0"},
 
+      // Opening the track again resets its positions.
+      {"times after opening again", timed(two_rates, 20), "t12000=14@11500 r0=0 t9500=9@8000"},
+      {"composition after opening again", timed({{6, 0}}, 6, {{2, 10}, {2, 20}, {2, 30}}),
+       "d5=0:30 r0=0 d3=0:20"},
+      {"sync search after opening again", synced({10, 21, 31}), "f35=-6003 r0=0 f21=31"},
+
+      {"tables after an entry that leaves bytes to the next box", misread(),
+       "o1=6000:30:7:0:0 o3=6061:32:7:10:10"},
       // A table that claims more entries than its box holds fails past them; no walk over constant sizes.
       {"times past the box", raw_track(10, 16, {{"stts", stts({{4, 100}}, 3)}}),
        "d4=300:300 d5=-7012 d4=300:300"},

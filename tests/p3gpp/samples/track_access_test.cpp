@@ -4,6 +4,7 @@
 
 #include <numeric>
 
+#include "os/os.h"
 #include "tests/p3gpp/samples/track_file.h"
 
 namespace zdr::test {
@@ -106,6 +107,18 @@ TEST(TrackAccess, TrackIsOpenOnceUntilItIsClosed) {
   EXPECT_EQ(P3GPP_CloseTrack(track), P3GPP_ERR_GENERIC);
 }
 
+TEST(TrackAccess, AFailedOpenClosesTheFile) {
+  const Source source(FMGR_DEV_FILE, as_text(make_file({raw_track(10, 16, {{"stsc", stsc({{2, 10}})}})})));
+  const Context context = make_context(0, 0);
+  P3gppFile* file = nullptr;
+  ASSERT_EQ(P3GPP_Open(&file, &source.descriptor(), context.get()), P3GPP_OK);
+  P3gppTrack* track = nullptr;
+  EXPECT_EQ(P3GPP_OpenTrack(file, &track, 1, 1024), P3GPP_ERR_NO_TABLE);
+  void* const writer = OS_fopen(source.path().u16string().c_str(), "r+");  // needs that nobody reads
+  EXPECT_EQ(OS_fclose(writer), 0);
+  P3GPP_Close(file);
+}
+
 // ---- Caches -----------------------------------------------------------------------------------------------
 
 // The first reads of an open track fill the caches, in the order in which the budget is distributed.
@@ -159,9 +172,10 @@ TEST(TrackAccess, KeptTextTracksHaveIdsButAreNotCounted) {
   std::vector<TrackDescription> tracks;
   for (const char* handler :
        {"vide", "soun", "hint", "sdsm", "odsm", "text", "meta", "subt", "soun", "soun", "soun"}) {
-    tracks.push_back(raw_track());
+    tracks.push_back(raw_track(static_cast<uint32_t>(tracks.size())));
     tracks.back().handler = handler;
   }
+  tracks[8].replaced["tkhd"] = tkhd({.track_id = 2});
   tracks[9].replaced["hdlr"] = {};
   tracks[10].replaced["tkhd"] = {};  // counted, but without an ID
   const OpenedMovie movie(make_file(tracks));
@@ -177,13 +191,16 @@ TEST(TrackAccess, KeptTextTracksHaveIdsButAreNotCounted) {
     found.resize(count);
     return found;
   };
-  EXPECT_EQ(ids(P3GPP_TRACK_AUDIO), (Numbers{2, 9}));
+  EXPECT_EQ(ids(P3GPP_TRACK_AUDIO), (Numbers{2, 2}));
   EXPECT_EQ(ids(P3GPP_TRACK_TEXT), (Numbers{6}));
   EXPECT_EQ(ids(P3GPP_TRACK_METADATA), (Numbers{7}));
   EXPECT_EQ(ids(6), Numbers{});
   auto* info = reinterpret_cast<P3gppTrackInfo*>(&counts);
   EXPECT_EQ(P3GPP_GetTrackInfo(movie.file, 8, &info), P3GPP_ERR_UNKNOWN_HANDLER);
   EXPECT_EQ(info, nullptr);
+  ASSERT_EQ(P3GPP_GetTrackInfo(movie.file, 2, &info), P3GPP_OK);
+  EXPECT_EQ(info->sample_count, 1u) << "of the first track with the ID";
+  info->release(info);
 }
 
 TEST(TrackAccess, KeptBitrateLeavesOutTheLastSampleAndFailsBelowASecond) {

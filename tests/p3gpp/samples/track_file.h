@@ -68,12 +68,16 @@ class OpenTrack {
   // A lookup as a short call with its result as text; a failed one returns its status.
   //   'o' offset:size:description:decoding:composition of a sample   'd' decoding:composition
   //   't' number@time of the sample at a time                        's' 1 for a sync sample, else 0
-  //   'f', 'b' the sync sample forward and backward from a sample
+  //   'f', 'b' the sync sample forward and backward from a sample   'r' opens the track again: its status
   // All calls share one record, so a field that a call does not write has the value of an earlier call.
   std::string lookup(char call, uint32_t argument) {
     std::string result;
     uint32_t number = argument;
     int32_t status = P3GPP_OK;
+    if (call == 'r') {
+      reopen();
+      return std::to_string(status_);
+    }
     if (call == 'o') {
       record_.number = argument;
       status = P3GPP_ReadSample(track_, &record_);

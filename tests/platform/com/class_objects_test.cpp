@@ -132,6 +132,9 @@ TEST_F(ClassObjects, ModuleStaysLoadedWhileItIsInUse) {
 
   ASSERT_EQ(create(CLSID_TestAlone, IID_ITestModule, object), S_OK);
   EXPECT_EQ(module_log(), "AIiDAI");
+  object.reset();
+  CoFreeUnusedLibraries();
+  EXPECT_EQ(module_log(), "AIiDAIiD") << "no factory is left over";
 }
 
 TEST_F(ClassObjects, ConcurrentCreationsLoadTheModuleOnce) {

@@ -25,11 +25,13 @@ TEST(AllocatorThreads, ReturnedBufferOrDecommitEndsAWait) {
       return allocator->GetBuffer(sample.out(), nullptr, nullptr, 0);
     });
     allocator->wait_for_waiters(1);
-    if (end == kReturn) held.reset();
-    if (end != kReturn) allocator->Decommit();
-    if (end == kDecommitAndCommit) allocator->Commit();
+    {
+      const CAutoLock lock(allocator.get());  // the waiter sees only the result
+      if (end != kReturn) allocator->Decommit();
+      if (end == kDecommitAndCommit) allocator->Commit();
+      held.reset();
+    }
     EXPECT_EQ(asker.get(), end == kReturn ? S_OK : VFW_E_NOT_COMMITTED) << end;
-    held.reset();
     allocator->Decommit();
     allocator.reset();
     EXPECT_EQ(CBaseObject::ObjectsActive(), 0);

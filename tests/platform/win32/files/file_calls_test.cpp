@@ -50,9 +50,12 @@ TEST_F(FileOpen, FailuresReturnTheirCodeAndDestroyNothing) {
 TEST_F(FileOpen, NamesAreMappedToThoseOfTheSystem) {
   make_file("plain");
   const std::string folder = folder_.path().string();
-  const ScopedVariable drive("ZDR_DRIVE_Q", folder.c_str());
+  const ScopedVariable first("ZDR_DRIVE_A", folder.c_str());
+  const ScopedVariable last("ZDR_DRIVE_Z", folder.c_str());
   const std::string backslashes = folder + "\\plain";
-  for (const std::string& name : {backslashes, "\\\\?\\" + backslashes, std::string("q:\\plain")}) {
+  std::vector<std::string> names = {backslashes, "\\\\?\\" + backslashes};
+  for (const char letter : {'A', 'Z', 'a', 'z'}) names.push_back(letter + std::string(":\\plain"));
+  for (const std::string& name : names) {
     const ScopedHandle file = open_for(name, GENERIC_READ);
     EXPECT_NE(HANDLE{file}, INVALID_HANDLE_VALUE) << name;
   }

@@ -102,6 +102,29 @@ TEST_F(NamedEvents, ASignalReleasesOneLiveSleeper) {
   EXPECT_EQ(poll(signal), WAIT_OBJECT_0) << "not spent on a sleeper that has left";
 }
 
+// A waiting process holds no lock, so a stopped one has nothing that others need.
+TEST_F(NamedEvents, AStoppedSleeperHoldsUpNeitherLocalNorSharedWaits) {
+  const ScopedHandle either[2] = {CreateEventW(nullptr, FALSE, FALSE, nullptr), event(u"Stopped")};
+  const HANDLE both[] = {either[0], either[1]};
+  ChildProcess child;
+  ASSERT_EQ(child.call("event e Stopped"), kAlreadyExists);
+  send_into_wait(child, "e");
+  kill(child.pid(), SIGSTOP);
+  waitpid(child.pid(), nullptr, WUNTRACED);
+  for (const DWORD later : {0u, 1u}) {
+    std::thread setter([&, waiter = gettid()] {
+      await_sleep_in_wait(waiter);
+      SetEvent(both[later]);
+    });
+    EXPECT_EQ(WaitForMultipleObjects(2, both, FALSE, 60'000), WAIT_OBJECT_0 + later);
+    setter.join();
+  }
+  EXPECT_FALSE(child.has_replied());
+  kill(child.pid(), SIGCONT);
+  SetEvent(both[1]);
+  EXPECT_EQ(child.receive(), kServed);
+}
+
 // As if the process that was woken had been killed before it took the signal: the word is set, and nobody is
 // woken.
 TEST_F(NamedEvents, ALostWakeUpIsNoticed) {

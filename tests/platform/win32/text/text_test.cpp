@@ -57,6 +57,9 @@ TEST_F(Text, EachMaximalIllFormedPartGivesOneReplacement) {
   EXPECT_EQ(to_utf8({u'a', 0xD800, u'b', 0xDC00}),
             "a\xEF\xBF\xBD"
             "b\xEF\xBF\xBD");
+  char three[3];
+  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"\U0001F3B5", 1, three, 3, nullptr, nullptr), 3)
+      << "half a pair, whatever follows the text";
 }
 
 // Five bytes have no character; they are the control characters of their number.

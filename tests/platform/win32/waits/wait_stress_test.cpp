@@ -1,6 +1,7 @@
 // Many threads on few objects: no signal is lost or doubled, no mutex has two owners, no thread starves. The
 // thread sanitizer checks the same tests for races.
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <random>
 #include <vector>
@@ -64,6 +65,46 @@ TEST(WaitStress, AWakeUpThatAnotherWaitReceivedIsPassedOn) {
     second.join();
     ResetEvent(both[0]);
   }
+}
+
+// The signal comes as the brief wait times out. A wait that reports a time-out has neither taken the signal
+// nor kept it from the other.
+TEST(WaitStress, ASignalAtATimeOutReachesTheOtherWait) {
+  using std::chrono::steady_clock;
+  for (const LPCWSTR name : {LPCWSTR{nullptr}, LPCWSTR{u"WaitStressTimeOut"}}) {
+    const ScopedHandle signal = CreateEventW(nullptr, FALSE, FALSE, name);
+    for (int round = 0; round < 300 && !testing::Test::HasFailure(); ++round) {
+      const auto set_at = steady_clock::now() + std::chrono::microseconds(1000 + round % 150);
+      std::thread brief([&] {
+        if (WaitForSingleObject(signal, 1) == WAIT_OBJECT_0) SetEvent(signal);
+      });
+      std::thread patient([&] { EXPECT_EQ(WaitForSingleObject(signal, 60'000), WAIT_OBJECT_0); });
+      while (steady_clock::now() < set_at) std::this_thread::yield();
+      SetEvent(signal);
+      brief.join();
+      patient.join();
+      EXPECT_EQ(poll(signal), WAIT_TIMEOUT) << "taken once";
+    }
+  }
+}
+
+// Each owner wakes the next one, also an owner that has slept itself.
+TEST(WaitStress, EverySleeperOfAMutexIsWoken) {
+  const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, nullptr);
+  ASSERT_EQ(poll(mutex), WAIT_OBJECT_0);
+  std::atomic<pid_t> ids[3] = {0, 0, 0};
+  std::vector<std::thread> sleepers;
+  for (auto& id : ids) {
+    sleepers.emplace_back([&] {
+      id = gettid();
+      EXPECT_EQ(WaitForSingleObject(mutex, 60'000), WAIT_OBJECT_0);
+      EXPECT_TRUE(ReleaseMutex(mutex));
+    });
+    while (id == 0) std::this_thread::yield();
+    await_sleep_in_wait(id);
+  }
+  EXPECT_TRUE(ReleaseMutex(mutex));
+  for (std::thread& sleeper : sleepers) sleeper.join();
 }
 
 // Plain counters under mutexes, with recursion and time-outs.
