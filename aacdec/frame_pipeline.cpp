@@ -34,6 +34,7 @@ void FramePipeline::configure(const PipelineSettings& settings, const StreamForm
                               int32_t core_rate_hz) {
   settings_ = settings;
   context_.keep_values = true;
+  // Kept: the reference level of dynamic range control remains that of the previous stream.
   std::fill(std::begin(context_.tags), std::end(context_.tags), kNoTag);
   losses_.lost = 0;
   // Kept: a stream without SBR continues the fade of the previous stream.

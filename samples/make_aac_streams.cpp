@@ -4,6 +4,9 @@
 //   make_aac_streams sbr IN.aac OUT.aac   adds SBR data to every block
 //   make_aac_streams ps IN.aac OUT.aac    adds SBR and parametric stereo data, to mono streams
 //
+// sbr-short and ps-short are like sbr and ps, but leave the optional fields out of the SBR headers, as many
+// encoders do. The values are those that a decoder assumes then, so that the sound is the same.
+//
 // The added data are random, within a range that sounds natural. The rest of each block is copied bit for
 // bit.
 #include <cstdio>
@@ -66,10 +69,11 @@ uint64_t end_position(const Bytes& block, const StreamFormat& format) {
 
 class SbrMaker {
  public:
-  SbrMaker(const AdtsFile& file, bool with_ps)
+  SbrMaker(const AdtsFile& file, bool with_ps, bool short_headers)
       : file_(file),
         pair_(file.channel_configuration == 2),
         with_ps_(with_ps),
+        short_headers_(short_headers),
         header_(sbr_header()),
         writer_(random_, header_, bands_),
         ps_(7) {
@@ -101,7 +105,13 @@ class SbrMaker {
     SbrHeader header;
     header.start_freq = 8;
     header.stop_freq = 9;
+    header.freq_scale = 2;
     header.alter_scale = 1;
+    header.noise_bands = 2;
+    header.limiter_bands = 2;
+    header.limiter_gains = 2;
+    header.interpol_freq = 1;
+    header.smoothing_mode = 1;
     return header;
   }
 
@@ -109,7 +119,7 @@ class SbrMaker {
     const bool with_header = blocks_ % kHeaderEvery == 0;
     BitWriter w;
     w.put(13, 4).put(with_header ? 1 : 0, 1);
-    if (with_header) w.append(sbr_header_bits(header_));
+    if (with_header) w.append(sbr_header_bits(header_, !short_headers_, !short_headers_));
     const bool coupled = pair_ && random_() % 2 != 0;
     writer_.put_element(w, std::span(models_, pair_ ? 2 : 1), coupled);
     BitWriter ps;
@@ -120,6 +130,7 @@ class SbrMaker {
   const AdtsFile& file_;
   bool pair_;
   bool with_ps_;
+  bool short_headers_;
   std::mt19937 random_{5};
   SbrHeader header_;
   SbrBandTables bands_;
@@ -226,8 +237,11 @@ void run(const std::string& what, const char* in, const char* out) {
   const AdtsFile file = read_adts_file(in);
   require(!file.frames.empty(), "no frames");
   if (what == "ltp") return convert(file, LtpMaker(file), kProfileLtp, out);
-  require(what == "sbr" || what == "ps", "ltp, sbr or ps");
-  convert(file, SbrMaker(file, what == "ps"), file.profile, out);
+  const bool short_headers = what.ends_with("-short");
+  const std::string data = what.substr(0, what.find('-'));
+  require((data == "sbr" || data == "ps") && what == data + (short_headers ? "-short" : ""),
+          "ltp, sbr, sbr-short, ps or ps-short");
+  convert(file, SbrMaker(file, data == "ps", short_headers), file.profile, out);
 }
 
 }  // namespace

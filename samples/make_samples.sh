@@ -48,4 +48,7 @@ add ltp aac-ltp-44k-stereo.aac 44100 1.6 2 72k
 add sbr he-aac-v1-stereo.aac 22050 1.8 2 32k
 add sbr he-aac-v1-mono.aac 12000 2.5 1 12k
 add ps he-aac-v2.aac 22050 2.2 1 20k
+# SBR headers that leave their optional fields out.
+add sbr-short he-aac-v1-mono-short-headers.aac 12000 1.5 1 12k
+add ps-short he-aac-v2-short-headers.aac 22050 1.2 1 20k
 rm "$core"

@@ -46,8 +46,8 @@ TEST(Concealment, KeptBridgesEqualFrames3Point55dBBelowTheirLevel) {
   }
 }
 
-// A to C are stereo blocks with long windows, of which C is too long to be stored whole; S and T have eight
-// short windows; M has one channel.
+// A, B, C and E are stereo blocks with long windows. E and C have the contents of A in 1536 bytes, the most
+// that are stored whole, and in 1537. S and T have eight short windows; M has one channel.
 struct Block {
   Bytes bytes;
   std::unique_ptr<Frame> frame;  // with its spectra
@@ -64,11 +64,8 @@ class GapStream {
     const AdtsFile file = sample("he-aac-v1-stereo.aac");
     const std::pair<char, size_t> real[] = {{'A', 12}, {'B', 20}, {'S', 4}, {'T', 9}};
     for (const auto& [name, number] : real) blocks_[name].bytes = file.frames[number].payload;
-    BitWriter padding;
-    for (int element = 0; element < 4; ++element) {
-      padding.fields({{kDse, 3}, {0, 5}, {255, 8}, {200, 8}}).append(Bytes(455, 0x5A));
-    }
-    blocks_['C'].bytes = padding.append(blocks_['A'].bytes).bytes();
+    blocks_['E'].bytes = padded(blocks_['A'].bytes, 1536);
+    blocks_['C'].bytes = padded(blocks_['A'].bytes, 1537);
     blocks_['M'].bytes = block_of(BitWriter{{kSce, 3}, {0, 4}} + channel_of_one_band(180, 1, 1) + kNoTools +
                                   quad(1, -1, 0, 1));
     for (auto& [name, block] : blocks_) {
@@ -100,6 +97,17 @@ class GapStream {
   }
 
  private:
+  // Returns the block after data elements that make it `size` bytes long.
+  static Bytes padded(const Bytes& block, size_t size) {
+    BitWriter w;
+    for (size_t left = size - block.size(), elements = 4; elements > 0; --elements) {
+      const size_t count = left / elements - 3;
+      w.fields({{kDse, 3}, {0, 5}, {255, 8}, {count - 255, 8}}).append(Bytes(count, 0x5A));
+      left -= 3 + count;
+    }
+    return w.append(block).bytes();
+  }
+
   Pcm play(const std::string& outputs) {
     const bool is_silent = outputs[0] == '0';
     const auto frame = std::make_unique<Frame>(*blocks_[outputs[is_silent ? 1 : 0]].frame);
@@ -161,6 +169,7 @@ TEST(Gaps, KeptDepthsAndSilences) {
       {"every further gap starts a step deeper", "AxBxxxx", "- A A~B B B/4 0B 0B"},
       {"different channel counts are faded, not bridged", "AxMBxxMB", "- A A M B B/4 B/2 M"},
       {"a damaged block is silent in the next call", "AdBA", "- !A 0A B"},
+      {"of 1536 bytes, a block is stored whole", "AExxBA", "- A E E/2 E~B B"},
       {"silent after a block that the store truncates", "ACxxBA", "- A A 0A 0A B"},
       {"the fade outlives a new configuration", "Axxxxx!ABA", "- A A/2 A/4 0A 0A ! - 0A B/4"},
   });

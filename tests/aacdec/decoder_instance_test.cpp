@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "mediakit/aac/block_writer.h"
 #include "tests/aacdec/test_decoder.h"
 #include "tests/support/failing_allocator.h"
 
@@ -88,6 +89,39 @@ TEST(DecoderInstance, DecodesOnlyWhenConfiguredAndConcealsOnlyAfterAFrame) {
     EXPECT_EQ(decoder.configure(config), ZD_AAC_DEC_ERR_FAILED);
   }
   EXPECT_EQ(decoder.lose().pcm.size(), 2048U);
+}
+
+// Returns a block of one band with dynamic range data, and with a reference level unless that is negative.
+Bytes block_at_level(int reference_level) {
+  BitWriter range{{11, 4}, {0, 3}};
+  range.put(reference_level < 0 ? 0 : 1, 1);
+  if (reference_level >= 0) range.put(static_cast<uint64_t>(2 * reference_level), 8);
+  return block_of(BitWriter{{0, 7}} + channel_of_one_band(180, 1) + kNoTools + quad(1, -1, 0, 1) +
+                  fill_element(range.put(127, 8)));
+}
+
+// A damaged block sets neither the level nor the tag of a channel.
+TEST(DecoderInstance, KeptReferenceLevelOutlivesAConfigurationButNotADamagedBlock) {
+  const Zd_AAC_Dec_Config config = lc_config(44100, 1);
+  const auto pcm_at_level = [](TestDecoder& decoder, int level) {
+    return decode_all(decoder, std::vector<Bytes>(2, block_at_level(level)));
+  };
+  struct Step {
+    int level;
+    bool damaged;
+    int level_after;
+  };
+  TestDecoder decoder(config);
+  for (const Step& step : {Step{60, true, 0}, {40, false, 40}, {60, true, 40}, {0, false, 0}}) {
+    const Bytes block = truncated(block_at_level(step.level), step.damaged ? 1 : 0);
+    EXPECT_EQ(decoder.decode(block).status, step.damaged ? ZD_AAC_DEC_ERR_FAILED : ZD_AAC_DEC_OK);
+    ASSERT_EQ(decoder.configure(config), ZD_AAC_DEC_OK);
+    TestDecoder expected(config);
+    EXPECT_EQ(pcm_at_level(decoder, -1), pcm_at_level(expected, step.level_after)) << step.level;
+    ASSERT_EQ(decoder.configure(config), ZD_AAC_DEC_OK);
+  }
+  EXPECT_EQ(decoder.decode(truncated(block_of(silent_sce(5) + silent_sce(6)))).status, ZD_AAC_DEC_ERR_FAILED);
+  EXPECT_EQ(decoder.decode(block_of(silent_sce(3))).status, ZD_AAC_DEC_OK);
 }
 
 // Also checks that configuring restarts a stream bit for bit, and that a call without room changes nothing.

@@ -4,10 +4,13 @@
 #include <algorithm>
 
 #include "mediakit/aac/block_writer.h"
+#include "mediakit/aac/sbr_stream.h"
 #include "tests/aacdec/test_decoder.h"
 
 namespace zdr::test {
 namespace {
+
+using aacdec::SbrHeader;
 
 Zd_AAC_Dec_Config sbr_config(int32_t core_hz, int32_t channels, int32_t requested_hz) {
   return {0, 1024, core_hz, channels, 1, requested_hz, ZD_AAC_DEC_EXTENSION_SBR, 0};
@@ -78,6 +81,23 @@ TEST(DecoderSbr, KeptConfiguringResetsTheFadeAndHeadersDoNotChangeTheRateFactor)
   TestDecoder doubled(sbr_config(24000, 2, 48000), ZD_AAC_DEC_MODE_SBR);
   const Bytes fast = adts_frame({.rate_index = 3, .channels = 1}, {0x01, 0x40, 0x20, 0x07});
   EXPECT_EQ(decode_all(doubled, {fast, fast}).size(), 2 * 4096U);
+}
+
+// After a header with other values of all optional fields, and with a conversion of the output.
+TEST(DecoderSbr, ConfiguringRestartsTheStreamBitForBit) {
+  const SbrHeader header = {0, 15, 0, 1, 1, 0, 1, 1, 0, 0, 0};
+  const Bytes before =
+      block_of(silent_sce() + fill_element(BitWriter{{13, 4}, {1, 1}} + sbr_header_bits(header) +
+                                           BitWriter{{0, 8}, {77, 7}, {9, 5}, {0, 2}}));
+  const std::vector<Bytes> units = payloads(sample("he-aac-v1-mono-short-headers.aac"));
+  for (const int32_t requested_hz : {24000, 16000, 8000}) {
+    const Zd_AAC_Dec_Config config = sbr_config(12000, 1, requested_hz);
+    TestDecoder decoder(config, ZD_AAC_DEC_MODE_SBR);
+    const Pcm pcm = decode_all(decoder, units);
+    EXPECT_EQ(decoder.decode(before).status, ZD_AAC_DEC_OK);
+    ASSERT_EQ(decoder.configure(config), ZD_AAC_DEC_OK);
+    EXPECT_EQ(decode_all(decoder, units), pcm) << requested_hz;
+  }
 }
 
 // Wherever in a block the damage is, its bands are silent, and the parser state is as if the block had not

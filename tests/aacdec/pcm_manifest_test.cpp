@@ -21,6 +21,7 @@ struct Entry {
   int32_t requested_hz = 0;  // 0: the rate of the stream
   // Repeated over the units: 1 received, 0 lost, d damaged.
   const char* arrivals = "1";
+  int32_t output_channels = 0;  // 0: those of the stream
 };
 
 constexpr const char* kGaps = "1111101111001111000111100000011111d1111d01110d011";
@@ -32,7 +33,10 @@ constexpr Entry kManifest[] = {
     {"aac-ltp-44k-stereo.aac", 143360, 0x2DE60602AB0FDC82},
     {"he-aac-v1-mono.aac", 63488, 0xDB51639E7E71D8F9},
     {"he-aac-v1-stereo.aac", 163840, 0x8200224622EFD765},
+    {"he-aac-v1-stereo.aac", 81920, 0x2628A02DB5613A83, 0, "1", 1},
     {"he-aac-v2.aac", 200704, 0x0C54773018FCEDE1},
+    {"he-aac-v1-mono-short-headers.aac", 38912, 0xF87798E89EDC06AF},
+    {"he-aac-v2-short-headers.aac", 110592, 0x54AF9FBBDD062D36},
     {"he-aac-v1-stereo.aac", 59444, 0x7AA61AC6A7072EF2, 16000},
     {"he-aac-v1-stereo.aac", 29722, 0x9274132D852FD628, 8000},
     {"he-aac-v2.aac", 72818, 0x9A5A24DCBACC210A, 16000},
@@ -51,6 +55,7 @@ Pcm decode_file(const Entry& entry, bool wide) {
   Zd_AAC_Dec_Config config{};
   EXPECT_EQ(Zd_AAC_Dec_GetConfig(first.data(), &length, &config, 1, nullptr, 0), ZD_AAC_DEC_OK);
   if (entry.requested_hz != 0) config.outputRate = entry.requested_hz;
+  if (entry.output_channels != 0) config.channels = entry.output_channels;
   TestDecoder decoder(config, ZD_AAC_DEC_MODE_PS);
   Pcm pcm;
   for (size_t i = 0; i <= file.frames.size(); ++i) {
@@ -66,7 +71,8 @@ Pcm decode_file(const Entry& entry, bool wide) {
 
 TEST(PcmManifest, EverySampleDecodesToItsPinnedPcm) {
   for (const Entry& entry : kManifest) {
-    SCOPED_TRACE(testing::Message() << entry.file << ' ' << entry.requested_hz << ' ' << entry.arrivals);
+    SCOPED_TRACE(testing::Message() << entry.file << ' ' << entry.requested_hz << ' ' << entry.arrivals << ' '
+                                    << entry.output_channels);
     const Pcm plain = decode_file(entry, false);
     const Pcm pcm = decode_file(entry, true);
     EXPECT_EQ(plain, pcm);

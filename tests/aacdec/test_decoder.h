@@ -34,7 +34,8 @@ class TestDecoder {
   const Zd_AAC_Dec_Config& config() const { return config_; }
   // `room`: bytes of the PCM buffer; -1: one output frame. Expects a failure to write neither byte count.
   Output decode(const Bytes& unit, int32_t room = -1);
-  Output lose(int32_t room = -1) { return call(nullptr, 0, room); }
+  // The size that comes with a null pointer must not count.
+  Output lose(int32_t room = -1) { return call(nullptr, 4711, room); }
 
   Zd_AAC_Dec_Instance* instance() const { return instance_.get(); }
 

@@ -71,6 +71,18 @@ TEST_F(AdtsFraming, KeptFirstHeaderOverridesTheConfiguration) {
   EXPECT_EQ(decode_all(decoder_, units(ltp)), decode_all(configured, payloads(ltp)));
 }
 
+TEST_F(AdtsFraming, EveryHeaderReplacesTheProfile) {
+  const AdtsFile ltp = sample("aac-ltp-44k-stereo.aac");
+  const Bytes silence = block_of(silent_cpe());
+  EXPECT_EQ(status(decoder_, framed(silence)), ZD_AAC_DEC_OK);
+  TestDecoder configured(config_of(ltp));
+  configured.decode(silence);
+  EXPECT_EQ(decode_all(decoder_, units(ltp)), decode_all(configured, payloads(ltp)));
+  // Back in LC, the prediction of a long window is damage.
+  EXPECT_EQ(status(decoder_, framed(silence)), ZD_AAC_DEC_OK);
+  EXPECT_EQ(status(decoder_, framed(payloads(ltp)[0])), ZD_AAC_DEC_ERR_FAILED);
+}
+
 TEST_F(AdtsFraming, Kept7350HertzUsesTheTablesOf8000) {
   const Zd_AAC_Dec_Config config = lc_config(8000, 1);
   const std::vector<Bytes> blocks = payloads(sample("aac-lc-8k-mono.aac"));

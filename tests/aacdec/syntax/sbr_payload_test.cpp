@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <tuple>
 
@@ -20,6 +21,7 @@ namespace {
 using namespace aacdec;
 
 constexpr int32_t kCoreRate = 22050;
+constexpr size_t kOptional = 7;  // fields of a header
 
 struct Payload {
   // Zeros follow the bits of the writer.
@@ -100,6 +102,33 @@ TEST(SbrPayload, KeptCheckWordMissingHeaderAndHeaderWithoutBandsAreNotErrors) {
   EXPECT_EQ(payload.parse(w, false, true), SbrResult::kParsed);
   EXPECT_EQ(payload.position, w.size());
   EXPECT_EQ(payload.first.bands.m, 0);
+}
+
+// The second header, if any, follows the first. All of them send other values than those of a new stream.
+TEST(SbrHeaderRules, KeptOmittedFieldsHaveTheirInitialValuesInTheFirstHeader) {
+  struct Case {
+    const char* groups;                 // of each header: 0 none, 1 the first, 2 the second, 3 both
+    std::array<int, kOptional> fields;  // after the last header
+    uint32_t generation;                // of the band tables
+  };
+  const Case cases[] = {
+      {"0", {2, 2, 2, 2, 2, 1, 1}, 1},  {"1", {1, 0, 1, 2, 2, 1, 1}, 1},  {"2", {2, 2, 2, 1, 0, 0, 0}, 1},
+      {"3", {1, 0, 1, 1, 0, 0, 0}, 1},  {"00", {2, 2, 2, 2, 2, 1, 1}, 1}, {"01", {1, 0, 1, 2, 2, 1, 1}, 2},
+      {"12", {1, 0, 1, 1, 0, 0, 0}, 1}, {"30", {1, 0, 1, 1, 0, 0, 0}, 1},
+  };
+  const SbrHeader sent = {0, 8, 9, 0, 1, 0, 1, 1, 0, 0, 0};
+  for (const Case& c : cases) {
+    Payload payload;
+    for (const char* groups = c.groups; *groups != 0; ++groups) {
+      const int bits = *groups - '0';
+      const BitWriter header = sbr_header_bits(sent, (bits & 1) != 0, (bits & 2) != 0);
+      ASSERT_EQ(payload.parse(BitWriter{{1, 1}} + header), SbrResult::kParsed) << c.groups;
+    }
+    for (size_t i = 0; i < kOptional; ++i) {
+      EXPECT_EQ(payload.first.header.*kSbrHeaderFields[kSbrExtra1 + i].field, c.fields[i]) << c.groups << i;
+    }
+    EXPECT_EQ(payload.first.bands_generation, c.generation) << c.groups;
+  }
 }
 
 // Changes one header field at a time, with the optional groups of fields sent or omitted. The tables are
