@@ -191,6 +191,48 @@ TEST(BasePin, ConnectsOnlyWhileStoppedAndDisconnectsOneSideOnly) {
   EXPECT_EQ(type.majortype, GUID_NULL);
 }
 
+TEST(NullArguments, AreRefused) {
+  Pair pair;
+  IBaseFilter& filter = *pair.out_filter.get();
+  IPin& pin = pair.out;
+  CMediaType type = type_of('A');
+  ComPtr<IEnumPins> pins;
+  ComPtr<IEnumMediaTypes> types;
+  ASSERT_EQ(filter.EnumPins(pins.out()), S_OK);
+  ASSERT_EQ(pin.EnumMediaTypes(types.out()), S_OK);
+  HRESULT hr = S_OK;
+  const ComPtr<CMemAllocator> allocator(new CMemAllocator(NAME("allocator"), nullptr, &hr));
+  ALLOCATOR_PROPERTIES properties{1, 1, 1, 0};
+  const std::pair<const char*, HRESULT> results[] = {
+      {"GetClassID", filter.GetClassID(nullptr)},
+      {"GetState", filter.GetState(0, nullptr)},
+      {"GetSyncSource", filter.GetSyncSource(nullptr)},
+      {"EnumPins", filter.EnumPins(nullptr)},
+      {"QueryFilterInfo", filter.QueryFilterInfo(nullptr)},
+      {"FindPin", filter.FindPin(u"pin", nullptr)},
+      {"QueryInterface", filter.QueryInterface(IID_IBaseFilter, nullptr)},
+      {"Connect", pin.Connect(nullptr, &type)},
+      {"ReceiveConnection", pin.ReceiveConnection(nullptr, &type)},
+      {"ReceiveConnection, type", pair.in.ReceiveConnection(&pin, nullptr)},
+      {"ConnectedTo", pin.ConnectedTo(nullptr)},
+      {"ConnectionMediaType", pin.ConnectionMediaType(nullptr)},
+      {"QueryPinInfo", pin.QueryPinInfo(nullptr)},
+      {"QueryDirection", pin.QueryDirection(nullptr)},
+      {"QueryId", pin.QueryId(nullptr)},
+      {"QueryAccept", pin.QueryAccept(nullptr)},
+      {"EnumMediaTypes", pin.EnumMediaTypes(nullptr)},
+      {"IEnumPins::Next", pins->Next(1, nullptr, nullptr)},
+      {"IEnumPins::Clone", pins->Clone(nullptr)},
+      {"IEnumMediaTypes::Next", types->Next(1, nullptr, nullptr)},
+      {"IEnumMediaTypes::Clone", types->Clone(nullptr)},
+      {"GetBuffer", allocator->GetBuffer(nullptr, nullptr, nullptr, 0)},
+      {"GetProperties", allocator->GetProperties(nullptr)},
+      {"SetProperties", allocator->SetProperties(nullptr, &properties)},
+      {"SetProperties, actual", allocator->SetProperties(&properties, nullptr)},
+  };
+  for (const auto& [call, result] : results) EXPECT_EQ(result, E_POINTER) << call;
+}
+
 // What both pins return in the search for an allocator, and a log of their calls.
 struct Choice {
   HRESULT get_allocator = S_OK;
