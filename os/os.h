@@ -136,8 +136,8 @@ typedef uint32_t (*OS_ThreadRoutine)(void* argument);
 int32_t OS_ThreadInit(void) OS_NOEXCEPT;
 /* Releases what OS_ThreadInit made. Every created thread must have entered its routine. */
 int32_t OS_ThreadShutdown(void) OS_NOEXCEPT;
-/* Starts a thread. `stack_size` is in bytes, 0 for the default; `flags` must be 0. Returns a handle, which the
- * caller closes with CloseHandle. Null on failure, and while 32 created threads have not entered their
+/* Starts a thread. `stack_size` is in bytes, 0 for the default; `flags` must be 0. Returns a handle, which
+ * the caller closes with CloseHandle. Null on failure, and while 32 created threads have not entered their
  * routine yet. */
 void* OS_ThreadCreate(OS_ThreadRoutine routine, void* argument, uint32_t stack_size,
                       uint32_t flags) OS_NOEXCEPT;
