@@ -8,6 +8,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <type_traits>
 
 #include "aacdec/fixed/cpu.h"
 #include "mediakit/aac/sbr_stream.h"
@@ -19,6 +20,12 @@ namespace {
 using namespace aacdec;
 
 using Pcm = std::vector<int16_t>;
+
+template <class T>
+bool same_bits(const T& a, const T& b) {
+  static_assert(std::has_unique_object_representations_v<T>);
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
 
 struct Decoder {
   std::unique_ptr<SbrSynthesis> sbr = std::make_unique<SbrSynthesis>();
@@ -39,6 +46,15 @@ struct Decoder {
                                 stereo ? ps.get() : nullptr, pcm.data(), 2);
     return pcm;
   }
+  // The samples before synthesis, and what they depend on, are finer than those of the PCM.
+  bool has_same_bands(const Decoder& other) const {
+    const PsSynthesisState& a = ps->state;
+    const PsSynthesisState& b = other.ps->state;
+    return same_bits(sbr->bands, other.sbr->bands) && same_bits(sbr->bank, other.sbr->bank) &&
+           same_bits(sbr->levels, other.sbr->levels) && same_bits(a.right, b.right) &&
+           same_bits(a.hybrid, b.hybrid) && same_bits(a.decorrelated, b.decorrelated) &&
+           same_bits(a.energy, b.energy);
+  }
 };
 
 // Decodes one stream with every instruction set and with the reference.
@@ -58,6 +74,7 @@ class Comparison {
     const Pcm pcm = plain_.decode(frame, cores, stereo_, fade_level);
     allow_wide_vectors(true);
     EXPECT_EQ(wide_.decode(frame, cores, stereo_, fade_level), pcm);
+    EXPECT_TRUE(wide_.has_same_bands(plain_));
     std::vector<SbrReference::Signal> signals;
     for (const Pcm& core : cores) signals.emplace_back(core.begin(), core.end());
     const auto expected = reference_.process(frame, signals, stereo_, kFades[fade_level]);

@@ -11,6 +11,7 @@
 #include "aacdec/syntax/raw_data_block.h"
 #include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/syntax/sbr_bands.h"
+#include "aacdec/tables/sbr_codes.h"
 #include "mediakit/aac/block_writer.h"
 #include "mediakit/aac/sbr_stream.h"
 #include "tests/aacdec/checksum.h"
@@ -167,6 +168,23 @@ TEST(SbrHeaderRules, KeptOmittedFieldsHaveThePreviousValues) {
         << step;
   }
   EXPECT_GT(generation, 50U);
+}
+
+// Four envelopes in every frame, of which each value differs from the previous one by -60 or 60.
+TEST(SbrPayload, ValuesEndAtTheRangeOf16Bits) {
+  for (const auto& [code, limit] : {std::pair(0U, -32768), std::pair(120U, 32767)}) {
+    Payload payload;
+    ASSERT_EQ(payload.parse(BitWriter{{1, 1}} + sbr_header_bits({0, 8, 9, 0, 2, 1, 2, 2, 2, 1, 1})),
+              SbrResult::kParsed);
+    BitWriter w{{0, 2}, {0, 2}, {2, 2}, {0, 1}, {63, 6}};
+    w.put(0, 2 * payload.first.bands.noise_count);
+    for (int i = 0; i < 4 * payload.first.bands.low_count; ++i) w.put(kLevelTime15Codes[code]);
+    for (int i = 0; i < 2 * payload.first.bands.noise_count; ++i) w.put(kNoiseTimeCodes[31]);
+    for (int number = 0; number < 140; ++number) ASSERT_EQ(payload.parse(w), SbrResult::kParsed);
+    for (int band = 0; band < payload.first.bands.low_count; ++band) {
+      EXPECT_EQ(payload.first.envelope[3][band], limit);
+    }
+  }
 }
 
 // Parametric stereo data with a header without parameters and one fixed envelope.
