@@ -93,9 +93,6 @@ TEST(LookupRules, KeptResultsDependOnEarlierCalls) {
        "o2=1016:16:1:0:0 o3=1032:16:1:0:0 o3=1000:16:1:0:0 o4=1016:16:1:0:0"},
 
       // Opening the track again resets its positions.
-      {"times after opening again", timed(two_rates, 20), "t12000=14@11500 r0=0 t9500=9@8000"},
-      {"composition after opening again", timed({{6, 0}}, 6, {{2, 10}, {2, 20}, {2, 30}}),
-       "d5=0:30 r0=0 d3=0:20"},
       {"sync search after opening again", synced({10, 21, 31}), "f35=-6003 r0=0 f21=31"},
 
       {"tables after an entry that leaves bytes to the next box", misread(),

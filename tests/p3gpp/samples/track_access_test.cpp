@@ -5,6 +5,8 @@
 #include <numeric>
 
 #include "os/os.h"
+#include "p3gpp/boxes/sample_tables.h"
+#include "p3gpp/samples/track_access.h"
 #include "tests/p3gpp/samples/track_file.h"
 
 namespace zdr::test {
@@ -107,7 +109,7 @@ TEST(TrackAccess, TrackIsOpenOnceUntilItIsClosed) {
   EXPECT_EQ(P3GPP_CloseTrack(track), P3GPP_ERR_GENERIC);
 }
 
-TEST(TrackAccess, AFailedOpenClosesTheFile) {
+TEST(TrackAccess, AFailedOpenFreesStreamsAndCaches) {
   const Source source(FMGR_DEV_FILE, as_text(make_file({raw_track(10, 16, {{"stsc", stsc({{2, 10}})}})})));
   const Context context = make_context(0, 0);
   P3gppFile* file = nullptr;
@@ -116,6 +118,10 @@ TEST(TrackAccess, AFailedOpenClosesTheFile) {
   EXPECT_EQ(P3GPP_OpenTrack(file, &track, 1, 1024), P3GPP_ERR_NO_TABLE);
   void* const writer = OS_fopen(source.path().u16string().c_str(), "r+");  // needs that nobody reads
   EXPECT_EQ(OS_fclose(writer), 0);
+  p3gpp::TrackPath path;
+  ASSERT_EQ(p3gpp::find_tables(*file, 1, path), P3GPP_OK);
+  for (const p3gpp::BoxSlot* table : {&path.stbl->stts, &path.stbl->stsz, &path.stbl->stsc, &path.stbl->stco})
+    EXPECT_EQ(p3gpp::payload_of<p3gpp::AnyTablePayload>(*table)->cursor.cache_capacity(), 0u);
   P3GPP_Close(file);
 }
 
