@@ -149,6 +149,15 @@ TEST(Clips, KeptInformationLeavesMissingFieldsUntouched) {
   }
 }
 
+TEST(Clips, AvcByItsObjectTypeAloneHasNeitherConfigurationNorPicture) {
+  Clips clips;
+  const Bytes entry = video_entry("mp4v", 32, 16, esds({.object_type = 0x7F, .stream_type = 4}));
+  const Opened opened = clips.open("x.mp4", movie({video_track(entry)}));
+  ASSERT_EQ(opened.result, S_OK);
+  EXPECT_FALSE(opened.has_configuration);
+  EXPECT_EQ(clips.information(opened)[0], kUntouched);
+}
+
 TEST(Clips, KeptUnknownExtensionOpensToAUselessHandle) {
   Clips clips;
   Opened opened = clips.open(u"nowhere.wav");
@@ -319,6 +328,16 @@ TEST(Clips, KeptFilterIsOfTheKindOfTheLastClip) {
     ASSERT_EQ(graph.run(), S_OK);
     ASSERT_TRUE(graph.wait_for_ends());
     EXPECT_FALSE(graph.segment(0).empty());
+  }
+  // Also of one that does not open, but not of one whose extension is unknown.
+  for (const auto& [name, type_result] : {std::pair{u"missing.amr", -1}, {u"missing.wav", S_OK}}) {
+    Clips clips;
+    ASSERT_EQ(clips.files.load(kMovie.second), S_OK);
+    Opened opened = clips.open(name);
+    EXPECT_EQ(opened.result, type_result == S_OK ? S_OK : E_FAIL);
+    CMediaType type;
+    EXPECT_EQ(clips.files.media_type(type), type_result);
+    clips.source->CloseClip(opened.clip.release());
   }
 }
 

@@ -131,17 +131,32 @@ TEST(Delivery, KeptOddTimesOfATrack) {
   TrackDescription short_table = avc_track(4);
   short_table.edits = {{.segment_duration = 7, .media_time = -1}, {.segment_duration = 400, .media_time = 0}};
   short_table.replaced["stts"] = stts({{2, 100}});
+  TrackDescription empty_frame = avc_track(3);
+  empty_frame.sizes[1] = 0;
   const std::tuple<std::string, TrackDescription, std::vector<REFERENCE_TIME>> kCases[] = {
       {"last at the stop position", last_at_end, {0, 100, 200}},
       {"duration 0", version_1, {0}},
       {"shifted", shifted, {150, 250, 350, 450, 550, 650, 750, 850, 950}},
       {"short time table", short_table, {7, 107, 114, 121}},
+      {"empty frame", empty_frame, {0, 100, 200}},
   };
   for (const auto& [name, track, starts_ms] : kCases) {
     std::vector<REFERENCE_TIME> starts;
     for (const Filled& each : play(track)) starts.push_back(each.start / kMs);
     EXPECT_EQ(starts, starts_ms) << name;
   }
+  EXPECT_EQ(play(short_table)[2].stop, 121 * kMs);
+}
+
+// The queries share a position in the table, so in an unsorted one their order decides what they find.
+TEST(Delivery, SyncMarksOfAnUnsortedTableFollowTheOrderOfTheQueries) {
+  TrackDescription track = avc_track(25);
+  track.sync_samples = {1, 11, 5, 20};
+  std::vector<REFERENCE_TIME> marked_ms;
+  for (const Filled& each : play(track)) {
+    if (each.sync) marked_ms.push_back(each.start / kMs);
+  }
+  EXPECT_EQ(marked_ms, (std::vector<REFERENCE_TIME>{0, 1000, 1900}));
 }
 
 TEST(Delivery, LastFrameWithoutFrameRateLastsOneUnit) {

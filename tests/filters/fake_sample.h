@@ -37,6 +37,7 @@ class FakeSample final : public CMediaSample {
   HRESULT get_pointer = S_OK;
   HRESULT set_sync_point = S_OK;
   HRESULT set_discontinuity = S_OK;
+  HRESULT set_actual_data_length = S_OK;
   bool null_pointer = false;
 
   Filled content() {
@@ -54,6 +55,9 @@ class FakeSample final : public CMediaSample {
   HRESULT SetSyncPoint(BOOL value) override { return CMediaSample::SetSyncPoint(value), set_sync_point; }
   HRESULT SetDiscontinuity(BOOL value) override {
     return CMediaSample::SetDiscontinuity(value), set_discontinuity;
+  }
+  HRESULT SetActualDataLength(LONG length) override {
+    return CMediaSample::SetActualDataLength(length), set_actual_data_length;
   }
 
  private:

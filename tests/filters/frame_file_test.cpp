@@ -91,11 +91,13 @@ TEST(FrameFile, ARefusedCallSkipsTheFrameAndUsesUpTheMark) {
   FakeSample refusing(1000);
   refusing.set_discontinuity = E_ACCESSDENIED;
   EXPECT_EQ(under_test.fill(0, refusing), S_OK);
+  refusing.set_actual_data_length = VFW_E_BUFFER_OVERFLOW;
+  EXPECT_EQ(under_test.fill(0, refusing), VFW_E_BUFFER_OVERFLOW);
   refusing.get_pointer = E_OUTOFMEMORY;
   EXPECT_EQ(under_test.fill(0, refusing), E_OUTOFMEMORY);
   const Filled next = under_test.fill();
   EXPECT_FALSE(next.discontinuity);
-  EXPECT_EQ(next.start, 12 * 20 * kMs);
+  EXPECT_EQ(next.start, 22 * 20 * kMs);
 }
 
 // A speech file starts again with its first frame, an AAC file with the one that the decoder has held back.

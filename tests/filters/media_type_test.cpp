@@ -235,6 +235,22 @@ TEST(BufferSize, NeedsASampleSizeThatTheFileCanHold) {
   }
 }
 
+TEST(BufferSize, IsUnknownWhereTheSizesCannotBeRead) {
+  const Bytes movie = build_movie(amr_track(20000)).bytes;  // more sizes than are cached
+  int unknown = 0;
+  bool triggered = true;
+  for (int n = 1; triggered; ++n) {
+    FilterUnderTest under_test;
+    const FaultAt fault(platform::FaultPoint::kFileRead, n);
+    const HRESULT loaded = under_test.load(movie);
+    triggered = fault.triggered();
+    FakeAllocator allocator;
+    ALLOCATOR_PROPERTIES properties{};
+    if (loaded == S_OK && under_test.pin(0).DecideBufferSize(&allocator, &properties) == -1) ++unknown;
+  }
+  EXPECT_GT(unknown, 0);
+}
+
 TEST(BufferSize, KeptAacFileHasNoneBeforeItsTypeWasBuilt) {
   FilterUnderTest under_test;
   ASSERT_EQ(under_test.load(adts_file(20, 400), "clip.aac"), S_OK);

@@ -9,6 +9,7 @@
 
 #include "platform/com/registry_key.h"
 #include "tests/filters/debugger_texts.h"
+#include "tests/filters/filter_under_test.h"
 #include "tests/platform/fault_at.h"
 #include "tests/support/failing_allocator.h"
 #include "tests/support/registry_file.h"
@@ -71,6 +72,15 @@ TEST_F(Registration, KeptUnregisteringTakesElevenSourcesAndLeavesThePlayersEntri
   EXPECT_FALSE(RegistryFile::has_key(std::u16string(u"CLSID\\") + kClass));
   EXPECT_FALSE(RegistryFile::has_key(kInstance));
   EXPECT_EQ(DllUnregisterServer(), S_OK) << "nothing left to remove is not a failure";
+}
+
+// registered.reg shows the rest of the record.
+TEST_F(Registration, TheFilterHasTheSetupDataThatAreRegistered) {
+  FilterUnderTest under_test;
+  const LPAMOVIESETUP_FILTER setup = static_cast<CBaseFilter&>(*under_test.filter.get()).GetSetupData();
+  EXPECT_EQ(setup, g_Templates[0].m_pAMovieSetup_Filter);
+  EXPECT_EQ(std::u16string(setup->strName), u"Zandor AMR/QCP/3GPP/MP4/3G2 Source Filter");
+  EXPECT_EQ(std::u16string(setup->lpPin->strName), u"Output");
 }
 
 // Every step of the registry fails once. Registering succeeds if the class, the filter and the keys of the

@@ -217,5 +217,21 @@ TEST(SeekSoak, TwoProcessesSeekAtOnce) {
   }
 }
 
+// The process starts itself twice: one keeps a filter while the other plays and stops.
+TEST(SeekSoak, AStopSetsTheEventsOfAllProcessesOfTheSession) {
+  const char* const session = std::getenv("ZDR_TEST_SESSION");
+  const std::string program = std::filesystem::canonical("/proc/self/exe").string() + " --gtest_filter=";
+  if (session == nullptr) {
+    const std::string joined = "ZDR_TEST_SESSION=zdr-events-" + std::to_string(getpid()) + " ";
+    EXPECT_EQ(std::system((joined + program + "SeekSoak.AStopSets*").c_str()), 0);
+    return;
+  }
+  const FilterUnderTest filter;
+  const SharedEvents events;
+  EXPECT_FALSE(events.wait(0));
+  EXPECT_EQ(std::system((program + "Streaming.PlaysBothTracksToTheirEnds").c_str()), 0);
+  EXPECT_TRUE(events.wait(0));
+}
+
 }  // namespace
 }  // namespace zdr::test

@@ -46,6 +46,12 @@ class SeekSyncTest : public ::testing::Test {
     } while (pending.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready);
     return pending.get();
   }
+  // Whether the stream waits for its peer at all. A request is there already, and only a wait consumes it.
+  bool waits(StreamKind stream, REFERENCE_TIME first_time) {
+    const UniqueHandle stop(CreateEventW(nullptr, FALSE, TRUE, nullptr));
+    sync.resynchronise(stream, first_time, stop.get());
+    return WaitForSingleObject(stop.get(), 0) == WAIT_TIMEOUT;
+  }
   static bool has_ended(Pending& pending) {
     return pending.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   }
@@ -110,10 +116,7 @@ TEST_F(SeekSyncTest, AWaitForThePeerEndsWithThePeerASignalOrARequest) {
 TEST_F(SeekSyncTest, AudioWaitsForVideoAfterAStopOnceTheFilterStarts) {
   for (const bool video_had_sample : {false, true}) {
     both_play();
-    if (video_had_sample) {
-      SetEvent(request.get());
-      sync.resynchronise(StreamKind::kVideo, 0, request.get());
-    }
+    EXPECT_TRUE(!video_had_sample || waits(StreamKind::kVideo, 0));
     for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) {
       sync.loop_left(stream);
       sync.worker_ended(stream);
@@ -121,10 +124,22 @@ TEST_F(SeekSyncTest, AudioWaitsForVideoAfterAStopOnceTheFilterStarts) {
     sync.filter_starting();
     sync.worker_created(StreamKind::kAudio);
     sync.loop_entered(StreamKind::kAudio);
-    const UniqueHandle stop(CreateEventW(nullptr, FALSE, TRUE, nullptr));
-    sync.resynchronise(StreamKind::kAudio, kHour, stop.get());
-    EXPECT_EQ(WaitForSingleObject(stop.get(), 0), WAIT_TIMEOUT) << video_had_sample;  // a wait consumed it
+    EXPECT_TRUE(waits(StreamKind::kAudio, kHour)) << video_had_sample;
   }
+}
+
+TEST_F(SeekSyncTest, NoWorkerWaitsForWhatHasHappenedAlready) {
+  both_play();
+  sync.stream_ended(StreamKind::kAudio);
+  EXPECT_FALSE(waits(StreamKind::kVideo, 0));
+  EXPECT_TRUE(sync.is_preroll(0, kSecond));
+  EXPECT_FALSE(sync.is_preroll(kSecond, kSecond));
+  EXPECT_FALSE(sync.is_preroll(0, kSecond));  // the gate stays open
+  both_play();
+  EXPECT_TRUE(waits(StreamKind::kVideo, 0));
+  // Unlike the signal of a first time, that of a video that has caught up may come before the wait for it.
+  SetEvent(seek_handling.get());
+  EXPECT_FALSE(waits(StreamKind::kAudio, kHour));
 }
 
 TEST_F(SeekSyncTest, TheSecondWorkerSignalsTheFirst) {
@@ -173,11 +188,12 @@ TEST_F(SeekSyncTest, AnOldGateStaysUntilTheTimeOfAudioIsKnown) {
   both_play();  // the next seek, while the gate is set; audio has no time yet
   EXPECT_TRUE(sync.is_preroll(4 * kSecond, 5 * kSecond));
   EXPECT_FALSE(sync.is_preroll(5 * kSecond, 5 * kSecond));
-  video = start(StreamKind::kVideo, 5 * kSecond);
-  sync.resynchronise(StreamKind::kAudio, 5 * kSecond + kBlink, request.get());
+  // Audio waits for the difference of the two, which is short however late they are.
+  video = start(StreamKind::kVideo, kHour);
+  sync.resynchronise(StreamKind::kAudio, kHour + kBlink, request.get());
   video.get();
-  EXPECT_TRUE(sync.is_preroll(5 * kSecond, 5 * kSecond));
-  EXPECT_FALSE(sync.is_preroll(5 * kSecond + kBlink, 5 * kSecond));
+  EXPECT_TRUE(sync.is_preroll(kHour, kHour));
+  EXPECT_FALSE(sync.is_preroll(kHour + kBlink, kHour));
 }
 
 // After a seek of a stopped filter, the worker that starts first does not rely on the other stream.

@@ -1,6 +1,8 @@
 // IMediaSeeking, and the streams after a seek.
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "tests/filters/codecs.h"
 #include "tests/filters/sink_graph.h"
 
@@ -140,6 +142,7 @@ TEST(Seeking, StartsAtTheSyncSampleAtOrBeforeTheTarget) {
       {1000 * kMs, 1, true},
       {-3000 * kMs, 1, false},
       {7990 * kMs, 176, true},
+      {8000 * kMs, 176, true},  // at the stop position
   };
   for (const auto& [target, number, preroll] : kCases) {
     Video video;
@@ -155,10 +158,40 @@ TEST(Seeking, StartsAtTheSyncSampleAtOrBeforeTheTarget) {
 }
 
 TEST(Seeking, AudioAloneCountsFromItsFirstUnit) {
-  FilterUnderTest under_test(long_movie().tracks[0]);
+  for (const bool has_sync_table : {false, true}) {
+    TrackDescription track = long_movie().tracks[0];
+    if (has_sync_table) track.sync_samples = {1, 26, 101};
+    FilterUnderTest under_test(track);
+    under_test.seek(1010 * kMs);
+    const Filled first = under_test.fill();
+    EXPECT_EQ(number_of(first), has_sync_table ? 26u : 49u);
+    EXPECT_EQ(first.start, 0);
+    EXPECT_EQ(under_test.fill().start, 20 * kMs);
+  }
+}
+
+// Of two pins of 8 s and 4 s.
+TEST(Seeking, EachPinKeepsThePositionThatASeekDoesNotSet) {
+  FilterUnderTest under_test(long_movie(100));
+  const auto expect_positions = [&](const std::array<REFERENCE_TIME, 4>& expected_ms) {
+    std::array<REFERENCE_TIME, 4> actual{};
+    for (const int i : {0, 1}) under_test.seeking(i)->GetPositions(&actual[2 * i], &actual[2 * i + 1]);
+    for (REFERENCE_TIME& each : actual) each /= kMs;
+    EXPECT_EQ(actual, expected_ms);
+  };
   under_test.seek(1010 * kMs);
-  EXPECT_EQ(under_test.fill().start, 0);
-  EXPECT_EQ(under_test.fill().start, 20 * kMs);
+  expect_positions({1010, 8000, 1010, 4000});
+  FakeSample sample(1000);
+  EXPECT_EQ(under_test.fill(0, sample), S_OK);  // audio alone counts from its first unit
+  expect_positions({960, 8000, 1010, 4000});
+  LONGLONG stop = 3000 * kMs;
+  EXPECT_EQ(under_test.seeking(1)->SetPositions(nullptr, 0, &stop, kAbsolute), S_OK);
+  expect_positions({960, 3000, 1010, 3000});
+  // Without any position, playback goes on where it was.
+  for (const bool discontinuity : {true, false}) {
+    under_test.seeking(1)->SetPositions(nullptr, 0, nullptr, 0);
+    EXPECT_EQ(under_test.fill().discontinuity, discontinuity);
+  }
 }
 
 TEST(Seeking, KeptSeekPastTheStopContinuesAtTheOldPosition) {
@@ -242,26 +275,97 @@ TEST(Seeking, KeptCurrentPositionCountsFromTheSegmentStart) {
 
 // A late renderer makes the pin skip to the next sync sample if that is closer than the delay.
 TEST(Seeking, KeptLatenessSkipsToTheNextSyncSample) {
-  const std::tuple<int, REFERENCE_TIME, uint32_t> kCases[] = {
-      {1, 949 * kMs, 2},  // 960 ms to the next one, less 10 ms
-      {1, 951 * kMs, 26},
-      {10, 589 * kMs, 11},
-      {10, 591 * kMs, 26},
-      {25, 100 * kMs, 26},  // it is the next sample
-      {199, 5000 * kMs, 200},
-      {0, 5000 * kMs, 1},  // nothing is known before the first frame
+  constexpr uint32_t kEnd = 0;
+  const std::vector<uint32_t> every_25th = long_movie().tracks[1].sync_samples;
+  const std::tuple<uint32_t, std::vector<uint32_t>, int, REFERENCE_TIME, uint32_t> kCases[] = {
+      {40, every_25th, 1, 950 * kMs, 2},  // 960 ms to the next one, less 10 ms
+      {40, every_25th, 1, 950 * kMs + 1, 26},
+      {40, every_25th, 10, 590 * kMs, 11},
+      {40, every_25th, 10, 590 * kMs + 1, 26},
+      {40, every_25th, 25, 100 * kMs, 26},  // it is the next sample
+      {40, every_25th, 199, 5000 * kMs, 200},
+      {40, every_25th, 0, 5000 * kMs, 1},  // nothing is known before the first frame
       // After the last sync sample the time runs below 0, and there is nothing to skip to.
-      {190, 0, 191},
+      {40, every_25th, 190, 0, 191},
+      // The next sync sample, which the track does not have, has no time either.
+      {40, {1, 300}, 1, 0, kEnd},
+      // 8 ms to the next one.
+      {4, every_25th, 23, -2 * kMs, 24},
+      {4, every_25th, 23, -2 * kMs + 1, 26},
   };
-  for (const auto& [frames_played, late, next] : kCases) {
-    Video video;
+  for (const auto& [frame_ms, sync_samples, frames_played, late, next] : kCases) {
+    TrackDescription track = long_movie().tracks[1];
+    track.durations = {frame_ms};
+    track.sync_samples = sync_samples;
+    FilterUnderTest video(track);
     for (int i = 0; i < frames_played; ++i) video.fill();
     EXPECT_EQ(video.pin(0).Notify(nullptr, {Famine, 500, late, 0}), S_OK);
-    EXPECT_EQ(number_of(video.fill()), next) << frames_played;
+    FakeSample sample(1000);
+    const bool filled = video.fill(0, sample) == S_OK;
+    EXPECT_EQ(filled ? number_of(sample.content()) : kEnd, next) << frames_played;
   }
 }
 
-// --- Both streams, with their workers ----------------------------------------------------------------------
+// --- Streams with their workers ----------------------------------------------------------------------------
+
+// A stop and a seek set both events before they wait for the worker; a seek resets them after the flush.
+// Positions outlive a stop.
+TEST(Seeking, AStopAndASeekFreeTheWorkerThroughBothEvents) {
+  Video video;
+  const SharedEvents events;
+  int freed = 0;
+  CallLog log;
+  SinkOptions options;
+  options.log = &log;
+  // Nothing but the events frees the worker from its delivery.
+  options.receive = [&](IMediaSample*) {
+    EXPECT_TRUE(events.wait(30000));
+    ++freed;
+    return S_OK;
+  };
+  options.on_call = [&](std::string_view call) {
+    if (call == "end flush") events.set();  // to be reset
+  };
+  SinkChain chain;
+  chain.add_sinks(static_cast<CBaseFilter&>(*video.filter.get()), {options});
+  ASSERT_EQ(chain.connect_all(), S_OK);
+  const auto expect_calls = [&](size_t sample, std::vector<std::string> expected) {
+    ASSERT_TRUE(chain.sink().wait_for_samples(sample));
+    std::vector<std::string> calls = log.take();
+    calls.pop_back();  // the sample
+    EXPECT_EQ(calls, expected);
+  };
+  ASSERT_EQ(chain.run(), S_OK);
+  expect_calls(1, {"active", "new segment 0-80000000 x1"});
+  LONGLONG start = 3000 * kMs;
+  LONGLONG stop = 4000 * kMs;
+  ASSERT_EQ(video.seeking(0)->SetPositions(&start, kAbsolute, &stop, kAbsolute), S_OK);
+  expect_calls(2, {"begin flush", "end flush", "new segment 30000000-40000000 x1"});
+  ASSERT_EQ(chain.stop(), S_OK);
+  EXPECT_EQ(freed, 2);
+  ASSERT_EQ(chain.run(), S_OK);
+  expect_calls(3, {"inactive", "active", "new segment 30000000-40000000 x1"});
+  ASSERT_EQ(chain.stop(), S_OK);
+  ASSERT_EQ(chain.stop(), S_OK);  // even without a worker
+  EXPECT_TRUE(events.wait(0));
+}
+
+TEST(Seeking, AfterASeekOfAStoppedFilterTheFirstWorkerDoesNotWaitForTheSecond) {
+  FilterUnderTest under_test(long_movie());
+  const mp4source::UniqueHandle audio_plays(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  std::vector<SinkOptions> options(2);
+  options[1].on_call = [&](std::string_view call) {
+    if (call.starts_with("new segment")) WaitForSingleObject(audio_plays.get(), INFINITE);
+  };
+  SinkChain chain;
+  chain.add_sinks(static_cast<CBaseFilter&>(*under_test.filter.get()), std::move(options));
+  ASSERT_EQ(chain.connect_all(), S_OK);
+  under_test.seek(3000 * kMs);
+  EXPECT_EQ(chain.run(), S_OK);
+  EXPECT_TRUE(chain.sink(0).wait_for_samples(1));
+  SetEvent(audio_plays.get());
+  EXPECT_TRUE(chain.wait_for_ends());
+}
 
 TEST(Seeking, NoStreamWaitsForOneThatIsNotPlayed) {
   SinkGraph graph(long_movie());

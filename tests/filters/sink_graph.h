@@ -11,6 +11,23 @@
 
 namespace zdr::test {
 
+// The two events that every filter of the session sets. To be made after a filter, which joins the session.
+class SharedEvents {
+ public:
+  void set() const {
+    for (const HANDLE each : {seek_handling_.get(), av_data_available_.get()}) SetEvent(each);
+  }
+  // Waits for both signals, and consumes them. False when one does not come in that time.
+  bool wait(DWORD milliseconds) const {
+    return WaitForSingleObject(seek_handling_.get(), milliseconds) == WAIT_OBJECT_0 &&
+           WaitForSingleObject(av_data_available_.get(), milliseconds) == WAIT_OBJECT_0;
+  }
+
+ private:
+  mp4source::UniqueHandle seek_handling_{CreateEventW(nullptr, FALSE, FALSE, u"SeekHandlingEvent")};
+  mp4source::UniqueHandle av_data_available_{CreateEventW(nullptr, FALSE, FALSE, u"AVDataAvailableEvent")};
+};
+
 class SinkGraph : public SinkChain {
  public:
   explicit SinkGraph(const MovieDescription& movie) : under_test(movie) { build(); }

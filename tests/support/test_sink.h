@@ -11,6 +11,7 @@
 #include <mutex>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -99,6 +100,8 @@ struct SinkOptions {
   // The result for a sample that has been recorded; S_OK without this function.
   std::function<HRESULT(IMediaSample*)> receive;
   CallLog* log = nullptr;
+  // Called with the text of each call, before the call has an effect.
+  std::function<void(std::string_view)> on_call;
 };
 
 class TestSinkPin final : public CBaseInputPin {
@@ -242,6 +245,7 @@ class TestSinkPin final : public CBaseInputPin {
   }
   void log(const std::string& entry) {
     if (options_.log != nullptr) options_.log->add(entry);
+    if (options_.on_call) options_.on_call(entry);
   }
 
   const SinkOptions options_;
