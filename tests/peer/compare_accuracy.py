@@ -31,6 +31,8 @@ MARGIN = 0.05
 ENOUGH_DB = 70
 MARGIN_DB = 4
 JUDGED_SAMPLES = 400_000
+# Only blocks below this level, and not next to others, are judged: zdr clips the core signal to 16 bits before SBR.
+LOUD, BLOCK = 0.75, 4096
 
 
 def signal():
@@ -68,9 +70,10 @@ def encoded(options, folder):
 
 
 def reference(path):
+    """ffmpeg's samples, and whether it reported damage."""
     done = subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-ignore_editlist', '1', '-flags2', '+skip_manual', '-i',
                            path, '-map', '0:a:0', '-c:a', 'pcm_f32le', '-f', 'f32le', '-'], capture_output=True)
-    return array.array('f', done.stdout[:len(done.stdout) // 4 * 4])
+    return array.array('f', done.stdout[:len(done.stdout) // 4 * 4]), bool(done.stderr)
 
 
 def decoded(zdr, path, folder):
@@ -115,22 +118,29 @@ def he_aac_files():
 
 
 def judge_he_aac(zdr, path, folder):
-    """Returns the ratio of signal to difference and that of rounding alone, in dB; None if there is nothing to compare."""
+    """Returns the ratio of signal to difference and that of rounding alone, in dB; None if there is nothing to compare, or
+    damage, which each decoder conceals in its own way."""
     if path.suffix == '.aac':  # the reader of .aac files delivers the core channels only
         wrapped = folder / 'wrapped.m4a'
         peer_media.copy_audio(path, wrapped, 'ipod')
         path = wrapped
-    want, got = reference(path), decoded(zdr, path, folder)
-    if not want or not got:
+    (want, damaged), got = reference(path), decoded(zdr, path, folder)
+    if damaged or not want or not got:
         return None
     if len(want) > 1.5 * len(got):  # mono that might have had parametric stereo: twice the same channel
         want = want[::2]
     squares = signal_squares = 0.0
-    count = min(len(want), len(got), JUDGED_SAMPLES)
-    for a, b in zip(want[:count], got[:count]):
-        a = max(-32767.0, min(32767.0, a * 32768))
-        squares += (a - b) * (a - b)
-        signal_squares += a * a
+    count = 0
+    for at in range(0, min(len(want), len(got), JUDGED_SAMPLES), BLOCK):
+        if max(map(abs, want[max(at - BLOCK, 0):at + 2 * BLOCK])) > LOUD:
+            continue
+        for a, b in zip(want[at:at + BLOCK], got[at:at + BLOCK]):
+            a *= 32768
+            squares += (a - b) * (a - b)
+            signal_squares += a * a
+            count += 1
+    if count == 0:
+        return None
     return [10 * math.log10(max(signal_squares, 1) / noise) for noise in (max(squares, 1e-9), count / 12)]
 
 
@@ -164,7 +174,7 @@ def main():
                 left += 1
                 continue
             path = stream if chosen.files else encoded(stream, folder)
-            measured = measure(reference(path), decoded(chosen.zdr, path, folder))
+            measured = measure(reference(path)[0], decoded(chosen.zdr, path, folder))
             if measured is None:
                 failed += not chosen.files
                 print(f'{label:34} nothing to compare')

@@ -44,7 +44,9 @@ def probe_streams(path):
     """ffprobe's streams in file order: index, codec_type, codec_name, time_base ..."""
     done = subprocess.run(['ffprobe', '-v', 'error', '-ignore_editlist', '1', '-show_streams', '-of', 'json', str(path)],
                           capture_output=True, text=True)
-    return json.loads(done.stdout or '{}').get('streams', [])
+    if done.returncode != 0:  # ffprobe may have ended within its output
+        return []
+    return json.loads(done.stdout).get('streams', [])
 
 
 def probe_packets(path, index):
@@ -71,5 +73,6 @@ def decode_pcm(path, stream, extra=()):
 
 def copy_audio(path, target, container):
     """Copies the first audio stream into another container without decoding it."""
-    subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-y', '-ignore_editlist', '1', '-i', str(path), '-map', '0:a:0',
-                    '-c', 'copy', '-f', container, str(target)], capture_output=True)
+    whole = ['-ignore_editlist', '1'] if path.suffix.lower() in ISO else []  # an unknown option elsewhere
+    subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-y', *whole, '-i', str(path), '-map', '0:a:0', '-c', 'copy',
+                    '-f', container, str(target)], capture_output=True)
