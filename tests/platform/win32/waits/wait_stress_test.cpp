@@ -88,8 +88,14 @@ TEST(WaitStress, ASignalAtATimeOutReachesTheOtherWait) {
   }
 }
 
-// Each owner wakes the next one, also an owner that has slept itself. A sleeper that is not woken finds the
-// free mutex at its time-out.
+// Takes the mutex before the time-out, at which also a sleeper that is not woken would find it free.
+void take_when_woken(HANDLE mutex) {
+  const auto time_out = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  ASSERT_EQ(WaitForSingleObject(mutex, 30'000), WAIT_OBJECT_0);
+  ASSERT_LT(std::chrono::steady_clock::now(), time_out) << "not woken";
+}
+
+// Each owner wakes the next one, also an owner that has slept itself.
 TEST(WaitStress, EverySleeperOfAMutexIsWoken) {
   const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, nullptr);
   ASSERT_EQ(poll(mutex), WAIT_OBJECT_0);
@@ -98,10 +104,8 @@ TEST(WaitStress, EverySleeperOfAMutexIsWoken) {
   for (auto& id : ids) {
     sleepers.emplace_back([&] {
       id = gettid();
-      const auto time_out = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-      EXPECT_EQ(WaitForSingleObject(mutex, 30'000), WAIT_OBJECT_0);
-      EXPECT_LT(std::chrono::steady_clock::now(), time_out) << "not woken";
-      EXPECT_TRUE(ReleaseMutex(mutex));
+      take_when_woken(mutex);
+      ReleaseMutex(mutex);
     });
     while (id == 0) std::this_thread::yield();
     await_sleep_in_wait(id);
@@ -135,21 +139,28 @@ TEST(WaitStress, AMutexHasOneOwner) {
   for (const int k : {0, 1}) EXPECT_EQ(counters[k], expected[k]);
 }
 
-// A thread that takes and releases without pause lets waiters in.
+// A thread that takes and releases without pause lets in a waiter that fell asleep while it was the owner.
 TEST(WaitStress, ABusyOwnerDoesNotStarveAWaiter) {
   const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, nullptr);
-  std::atomic<bool> done{false};
-  std::thread busy([&] {
-    while (!done) {
-      WaitForSingleObject(mutex, INFINITE);
+  enum { kAlone, kAsked, kHeld, kDone };
+  std::atomic<int> state{kAlone};
+  std::thread busy([&, waiter = gettid()] {
+    while (state != kDone) {
+      WaitForSingleObject(mutex, 30'000);
+      if (state == kAsked) {
+        state = kHeld;
+        await_sleep_in_wait(waiter);
+      }
       ReleaseMutex(mutex);
     }
   });
-  for (int i = 0; i < 200; ++i) {
-    ASSERT_EQ(WaitForSingleObject(mutex, 60'000), WAIT_OBJECT_0);
-    ASSERT_TRUE(ReleaseMutex(mutex));
+  for (int i = 0; i < 200 && !HasFatalFailure(); ++i) {
+    state = kAsked;
+    while (state != kHeld) std::this_thread::yield();
+    take_when_woken(mutex);
+    ReleaseMutex(mutex);
   }
-  done = true;
+  state = kDone;
   busy.join();
 }
 
