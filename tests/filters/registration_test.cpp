@@ -78,7 +78,7 @@ TEST_F(Registration, KeptUnregisteringTakesElevenSourcesAndLeavesThePlayersEntri
 TEST_F(Registration, TheFilterHasTheSetupDataThatAreRegistered) {
   FilterUnderTest under_test;
   const LPAMOVIESETUP_FILTER setup = static_cast<CBaseFilter&>(*under_test.filter.get()).GetSetupData();
-  EXPECT_EQ(setup, g_Templates[0].m_pAMovieSetup_Filter);
+  ASSERT_EQ(setup, g_Templates[0].m_pAMovieSetup_Filter);
   EXPECT_EQ(std::u16string(setup->strName), u"Zandor AMR/QCP/3GPP/MP4/3G2 Source Filter");
   EXPECT_EQ(std::u16string(setup->lpPin->strName), u"Output");
 }
