@@ -98,10 +98,10 @@ struct SinkSample {
 // Fixed at construction.
 struct SinkOptions {
   // The result for a sample that has been recorded; S_OK without this function.
-  std::function<HRESULT(IMediaSample*)> receive;
+  std::function<HRESULT(IMediaSample*)> receive{};
   CallLog* log = nullptr;
   // Called with the text of each call, before the call has an effect.
-  std::function<void(std::string_view)> on_call;
+  std::function<void(std::string_view)> on_call{};
 };
 
 class TestSinkPin final : public CBaseInputPin {
