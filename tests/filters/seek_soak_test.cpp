@@ -205,11 +205,15 @@ TEST(SeekSoak, AStopEndsTheUnlimitedWaitForThePeer) {
   }
 }
 
+// The command that runs tests of this program; its folder may have a blank.
+std::string own_program() {
+  return "'" + std::filesystem::canonical("/proc/self/exe").string() + "' --gtest_filter=";
+}
+
 // In a shared session each process consumes signals of the other, which may end its waits early but never
 // stops it or breaks the order of its streams. In private sessions the two do not affect each other.
 TEST(SeekSoak, TwoProcessesSeekAtOnce) {
-  const std::string soak =
-      std::filesystem::canonical("/proc/self/exe").string() + " --gtest_filter=SeekSoak.EverySeek*";
+  const std::string soak = own_program() + "SeekSoak.EverySeek*";
   const std::string shared = "ZDR_TEST_SESSION=zdr-soak-" + std::to_string(getpid());
   for (const std::string& session : {std::string(), shared}) {
     const std::string once = "ZDR_SOAK_SEEKS=100 " + session + " " + soak;
@@ -220,7 +224,7 @@ TEST(SeekSoak, TwoProcessesSeekAtOnce) {
 // The process starts itself twice: one keeps a filter while the other plays and stops.
 TEST(SeekSoak, AStopSetsTheEventsOfAllProcessesOfTheSession) {
   const char* const session = std::getenv("ZDR_TEST_SESSION");
-  const std::string program = std::filesystem::canonical("/proc/self/exe").string() + " --gtest_filter=";
+  const std::string program = own_program();
   if (session == nullptr) {
     const std::string joined = "ZDR_TEST_SESSION=zdr-events-" + std::to_string(getpid()) + " ";
     EXPECT_EQ(std::system((joined + program + "SeekSoak.AStopSets*").c_str()), 0);

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -43,7 +44,7 @@ class ClassObjects : public testing::Test {
 
   void register_server(REFCLSID clsid, const std::string& path, DWORD type = REG_SZ,
                        size_t missing_bytes = 0) {
-    const std::u16string text(path.begin(), path.end());
+    const std::u16string text = std::filesystem::path(path).u16string();
     com::OpenKey key;
     ASSERT_EQ(key.create(com::class_key(clsid) + u"\\InprocServer32"), ERROR_SUCCESS);
     const size_t bytes = (text.size() + 1) * sizeof(WCHAR);
