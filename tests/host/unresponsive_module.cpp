@@ -42,7 +42,7 @@ class Stream final : public CSourceStream {
   }
   HRESULT FillBuffer(IMediaSample* sample) override {
     if (has_fault("first sample") || (has_fault("second sample") && delivered_ > 0)) hang();
-    if (has_fault("user")) m_pFilter->NotifyEvent(EC_USERABORT, 0, 0);
+    if (has_fault("user") && delivered_ > 0) m_pFilter->NotifyEvent(EC_USERABORT, 0, 0);
     BYTE* data = nullptr;
     if (delivered_++ > 0 || FAILED(sample->GetPointer(&data))) return S_FALSE;
     *data = 0x7C;  // a frame of AMR without data
