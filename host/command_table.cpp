@@ -74,7 +74,7 @@ const OptionRow kOptions[] = {
     {kPlay | kSamples, "--allow-overlap", "", "", "",
      "go on when the tables describe more data than the file holds", &Options::allow_overlap},
     {kPlay | kSamples, "--stall-timeout", "", "SECONDS", "",
-     "give a file up when its streams stand still so long (default: 30; 0: never)", &Options::stall_seconds},
+     "give up a file after SECONDS without a sample (default: 30; 0: never)", &Options::stall_seconds},
     {kAnyFile, "--session", "", "NAME", "", "share named events with other runs of this session name",
      &Options::session},
     {kAnyFile | kBoxes | kRegistry, "--json", "", "", "", "print JSON for programs", &Options::json},

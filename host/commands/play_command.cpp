@@ -163,7 +163,7 @@ void FilePlayback::print(std::ostream& out) const {
   }
 }
 
-// The reason why there is no folder for the outputs; empty if the folder exists or could be created.
+// Creates the folder of the outputs unless it exists. Returns the reason for a failure, else nothing.
 std::string output_folder_error(const Options& options) {
   if (options.output.empty()) return {};
   std::error_code code;

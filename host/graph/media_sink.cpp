@@ -106,7 +106,7 @@ HRESULT MediaSink::Pause() {
   {
     const std::lock_guard streaming(streaming_mutex_);
     if (streaming_state_ == State_Stopped) {
-      end_of_stream_ = completed_ = ended_ = false;
+      end_of_stream_ = completed_ = false;
       ready_ = !pin_.IsConnected();
     }
     streaming_state_ = State_Paused;
@@ -174,6 +174,11 @@ HRESULT MediaSink::render(IMediaSample& sample) {
   return hr;
 }
 
+bool MediaSink::has_ended() {
+  const std::lock_guard streaming(streaming_mutex_);
+  return end_of_stream_;
+}
+
 HRESULT MediaSink::consume(IMediaSample& sample) {
   bool is_taken = false;
   const HRESULT hr = or_out_of_memory([&] {
@@ -195,7 +200,7 @@ void MediaSink::mark_end_of_stream() {
 void MediaSink::finish_stream() {
   {
     const std::lock_guard streaming(streaming_mutex_);
-    end_of_stream_ = ready_ = ended_ = true;
+    end_of_stream_ = ready_ = true;
     changed_.notify_all();
   }
   announce_completion();
@@ -218,7 +223,7 @@ void MediaSink::begin_flush() {
 
 void MediaSink::end_flush() {
   const std::lock_guard streaming(streaming_mutex_);
-  flushing_ = end_of_stream_ = completed_ = ended_ = false;
+  flushing_ = end_of_stream_ = completed_ = false;
   ready_ = false;
 }
 

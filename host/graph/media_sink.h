@@ -80,16 +80,15 @@ class MediaSink final : public CBaseFilter, public IAMFilterMiscFlags {
 
   // For watching a run from another thread.
   uint64_t samples_received() const { return samples_received_; }
-  bool has_ended() const { return ended_; }
+  bool has_ended();
   // True while the consumer handles a sample. After Stop() no further sample reaches it.
   bool is_in_consumer() const { return in_consumer_; }
 
  private:
   friend class MediaSinkPin;
 
-  HRESULT consume(IMediaSample& sample);
-
   HRESULT render(IMediaSample& sample);
+  HRESULT consume(IMediaSample& sample);
   void mark_end_of_stream();
   void finish_stream();
   void begin_flush();
@@ -111,7 +110,6 @@ class MediaSink final : public CBaseFilter, public IAMFilterMiscFlags {
   bool completed_ = false;
 
   std::atomic<uint64_t> samples_received_{0};
-  std::atomic<bool> ended_{false};        // like end_of_stream_, but outlasts a stop
   std::atomic<bool> in_consumer_{false};  // set under the mutex
 
   MediaSinkPin pin_;

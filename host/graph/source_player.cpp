@@ -249,11 +249,13 @@ ExitCode SourcePlayer::give_up_stalled() {
 // The sinks are stopped or have never run, so no further sample reaches a consumer. A consumer that is at
 // work now can be neither used nor destroyed, so the process ends at once; its partial files stay.
 void SourcePlayer::leave_threads() {
-  is_left_ = true;
-  threads_left = true;
-  messages_.error({file_, "", interrupted() ? "interrupted" : "the source filter does not stop", ""});
-  if (is_in_consumer()) {
-    std::_Exit(static_cast<int>(interrupted() ? ExitCode::kInterrupted : ExitCode::kLoss));
+  is_left_ = threads_left = true;
+  const bool ends_now = is_in_consumer();
+  const bool is_interrupted = interrupted();
+  messages_.error(
+      {file_, "", ends_now && is_interrupted ? "interrupted" : "the source filter does not stop", ""});
+  if (ends_now) {
+    std::_Exit(static_cast<int>(is_interrupted ? ExitCode::kInterrupted : ExitCode::kLoss));
   }
 }
 
