@@ -33,7 +33,7 @@ Units text_of(const EncodedText& text);
 
 // The text of a comment, which follows a language code and a short description.
 struct Comment {
-  Units units;  // null if there is no text, or when out of memory
+  Units units;  // null without a text, or when out of memory
   bool out_of_memory = false;
 };
 Comment comment_of(const EncodedText& text);

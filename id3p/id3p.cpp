@@ -61,7 +61,7 @@ int32_t parse_frames(const CallbackFile& file, const V2Header& header, FrameWalk
   if (tag == nullptr) return ID3P_ERR_NO_MEMORY;
   if (!is_in_file(file, header)) return ID3P_ERR_SHORT_READ;
   const std::unique_ptr<uint8_t[]> body(new (std::nothrow) uint8_t[header.body_size]);
-  // Kept: if there is no memory for the body, the tag has no texts.
+  // Kept: if the body cannot be allocated, the tag has no texts.
   if (!body) return ID3P_OK;
   const std::span<uint8_t> bytes(body.get(), header.body_size);
   if (!file.read_whole(bytes)) return ID3P_ERR_SHORT_READ;

@@ -51,7 +51,7 @@ struct ChildRule {
 };
 
 // The most members of a list: tracks, sample entries, data references. An empty box of 8 bytes takes more
-// than 20 times that in memory, so a file of nothing else must not decide how much is stored.
+// than 20 times that in memory, so the number stored must not grow with a file of nothing but those.
 inline constexpr size_t kMaxListed = 1024;
 
 struct ContainerRule {

@@ -22,7 +22,7 @@ inline constexpr GUID MEDIATYPE_Stream = zdr::com::guid("E436EB83-524F-11CE-9F53
 inline constexpr GUID MEDIASUBTYPE_NULL = {};
 inline constexpr GUID MEDIASUBTYPE_PCM = zdr::dshow::fourcc_guid(1);
 
-// Format blocks. FORMAT_None means that there is no block; GUID_NULL leaves it unspecified.
+// Format blocks. FORMAT_None: the type has no block; GUID_NULL leaves it unspecified.
 inline constexpr GUID FORMAT_None = zdr::com::guid("0F6417D6-C318-11D0-A43F-00A0C9223196");
 inline constexpr GUID FORMAT_VideoInfo = zdr::com::guid("05589F80-C356-11CE-BF01-00AA0055595A");
 inline constexpr GUID FORMAT_WaveFormatEx = zdr::com::guid("05589F81-C356-11CE-BF01-00AA0055595A");

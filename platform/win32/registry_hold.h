@@ -14,7 +14,7 @@ class ZDR_PLATFORM_API RegistryHold {
   RegistryHold(const RegistryHold&) = delete;
   RegistryHold& operator=(const RegistryHold&) = delete;
 
-  // Why there is no hold, as the functions that change the registry return it; else NO_ERROR.
+  // NO_ERROR while held, else the error that functions which change the registry return.
   DWORD error() const noexcept { return error_; }
 
  private:

@@ -46,7 +46,7 @@ struct IAMZandorVideoSource : IUnknown {
   // be used. `configuration` is what a decoder needs before the video: the decoder specific info of MPEG-4
   // visual, the 16-bit NAL-length-size-minus-one and the lists of parameter sets of AVC, the first sample of
   // H.263; null and 0 for other clips. The caller frees it with free(). Returns E_POINTER, E_FAIL,
-  // E_OUTOFMEMORY, or -6001 when there is no memory for a file manager.
+  // E_OUTOFMEMORY, or -6001 when a file manager cannot be allocated.
   virtual HRESULT OpenClip(LPCOLESTR file_name, ClipHandle** clip, BYTE** configuration,
                            DWORD* configuration_length) = 0;
   // The access unit of a key frame, counted from 1; an index after the last gives the last. Index 1 is the

@@ -97,7 +97,7 @@ HRESULT IsoSource::mark_and_get_buffer(IMediaSample* sample, BYTE** buffer) {
   return hr;
 }
 
-// Makes all calls to the parser for one sample under one lock. Empty when there is no unit or it starts after
+// Makes all calls to the parser for one sample under one lock. Empty without a unit, or if it starts after
 // the stop position.
 std::optional<IsoSource::ReadUnits> IsoSource::read_up_to(REFERENCE_TIME stop_position,
                                                           std::span<BYTE> buffer) {
