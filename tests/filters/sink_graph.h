@@ -22,6 +22,11 @@ class SharedEvents {
     return WaitForSingleObject(seek_handling_.get(), milliseconds) == WAIT_OBJECT_0 &&
            WaitForSingleObject(av_data_available_.get(), milliseconds) == WAIT_OBJECT_0;
   }
+  // How many of them are set, which this consumes.
+  int count() const {
+    return (WaitForSingleObject(seek_handling_.get(), 0) == WAIT_OBJECT_0) +
+           (WaitForSingleObject(av_data_available_.get(), 0) == WAIT_OBJECT_0);
+  }
 
  private:
   mp4source::UniqueHandle seek_handling_{CreateEventW(nullptr, FALSE, FALSE, u"SeekHandlingEvent")};
