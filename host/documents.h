@@ -1,5 +1,5 @@
-// Shell completions and the man page, made from the table of commands so that they cannot differ from the
-// parser.
+// `zdr completion` and `zdr man-page`: shell completions and the man page, made from the table of commands so
+// that they cannot differ from the parser.
 #pragma once
 
 #include <string>

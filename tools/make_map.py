@@ -4,7 +4,8 @@
     make_map.py           writes the document
     make_map.py --check   fails when the document is not what the code says
 
-The purpose is the first sentence of the file's own head comment. A header and the source of its name share a line.
+The purpose is the first sentence of the file's own head comment. A header and the source of its name share a line, which has
+the header's sentence. So a header's first sentence names whatever a reader may search for: boxes, syntax elements, tools.
 """
 import collections
 import pathlib
@@ -16,15 +17,16 @@ DOCUMENT = ROOT / 'docs/map.md'
 FOLDERS = ['host', 'filters', 'p3gpp', 'esparse', 'aacdec', 'id3p', 'fmgr', 'os', 'platform']
 INTRODUCTION = '''# Map
 
-Where each thing is: a box by its four characters, an AAC tool by its name, a public function, a call of the platform, a
-command of `zdr`. One line for each file (a header and its source share one), from the top of the tree down; search this page.
+Where each thing is: a box by its four characters, an AAC tool by its name, a public function, a call or an interface of the
+platform, a command of `zdr`. One line for each file (a header and its source share one), from the top of the tree down;
+search this page.
 Generated from the heads of the files by `tools/make_map.py`.
 '''
 PUBLIC = re.compile(r'^zdr_public_headers\(([^)]*)\)', re.M)
 CALL = re.compile(r'\b([A-Za-z_]\w+)\s*\(')
 DEFINITION = re.compile(r'^(?:extern "C" )?[A-Za-z_][\w:<>*& ]*?[ *&](\w+)\(')
 METHOD = re.compile(r'^(?:STDMETHODIMP(?:_\(\w+\))?|[A-Za-z_][\w:<>*& ]*?)[ *&]?(I?C[A-Z]\w+)::~?\w+\(')
-CLASS = re.compile(r'^(?:class|struct) ([IC][A-Z]\w+)\b[^;]*$', re.M)
+INTERFACE = re.compile(r'^struct (I[A-Z]\w+) (?:: I[A-Z]\w+ )?{')
 
 
 def head_sentence(text):
@@ -36,7 +38,7 @@ def head_sentence(text):
     while lines and not lines[0]:
         lines.pop(0)
     paragraph = ' '.join(lines[:lines.index('')] if '' in lines else lines)
-    return re.split(r'(?<=[.:])\s+(?=[A-Z])', paragraph)[0].rstrip('.:').replace('|', '\\|')
+    return re.split(r'(?<=\.)\s+(?=[A-Z`])', paragraph)[0].rstrip('.:').replace('|', '\\|')
 
 
 def public_names():
@@ -54,12 +56,13 @@ def public_names():
 
 
 def defined(text, names):
-    """Public functions, and classes of the platform, that a source defines."""
+    """Public functions, entry points, interfaces, and classes of the platform, that a file defines."""
     found = []
     for line in text.splitlines():
-        method = METHOD.match(line)
+        method = METHOD.match(line) or INTERFACE.match(line)
         function = DEFINITION.match(line)
-        name = method[1] if method else function[1] if function and function[1] in names else None
+        is_public = function and (function[1] in names or line.startswith('extern'))
+        name = method[1] if method else function[1] if is_public else None
         if name and name not in found and not line.rstrip().endswith(';'):
             found.append(name)
     return found

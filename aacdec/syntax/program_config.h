@@ -1,4 +1,4 @@
-// Parses a program_config_element (ISO/IEC 14496-3, 4.4.1.1) of a mono or stereo layout.
+// Parses a program_config_element (PCE; ISO/IEC 14496-3, 4.4.1.1) of a mono or stereo layout.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,5 @@
-// The public operations that describe the movie and its tracks. They use no stream.
+// The public operations that describe the movie and its tracks, whose kinds are handler types (vide, soun,
+// hint, sdsm, odsm, text, meta). They use no stream.
 #include <algorithm>
 #include <array>
 #include <string_view>

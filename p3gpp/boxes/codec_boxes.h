@@ -1,6 +1,6 @@
 // The configuration boxes of the codecs, children of the sample entries: esds (ISO/IEC 14496-14, 5.6), avcC
-// (ISO/IEC 14496-15, 5.3.4), d263, damr, dawp (3GPP TS 26.244, 6), devc, decb, decw, dqcp, dsmv, dvmr
-// (3GPP2 C.S0050), dac3, dec3 (ETSI TS 102 366, annex F).
+// (ISO/IEC 14496-15, 5.3.4), d263 with bitr, damr, dawp (3GPP TS 26.244, 6), devc, decb, decw, dqcp, dsmv,
+// dvmr (3GPP2 C.S0050), dac3, dec3 (ETSI TS 102 366, annex F).
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// The containers of a movie (ISO/IEC 14496-12, 8.2 to 8.7): moov, trak, edts, mdia, minf, dinf, stbl.
+// The containers of a movie (ISO/IEC 14496-12, 8.2 to 8.7): moov, trak, edts, mdia, minf, dinf, stbl
+// (which ends at an stdp box).
 #pragma once
 
 #include <cstdint>

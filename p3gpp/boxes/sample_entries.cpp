@@ -1,6 +1,5 @@
-// The table of sample entries, by entry type: mp4v, mp4a, mp4s, avc1, s263, H263, h263, samr, sawb, sawp,
-// svmr, sevc, secb, secw, sqcp, ssmv, ac-3, ec-3, .mp3, text, rtp. A row defines the fields of an entry and
-// which of its children is the codec configuration.
+// The table of sample entries. A row defines the fields of an entry type and which of its children is the
+// codec configuration.
 #include "p3gpp/boxes/sample_entries.h"
 
 #include <algorithm>

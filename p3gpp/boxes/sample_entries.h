@@ -1,5 +1,6 @@
-// Sample descriptions (stsd; ISO/IEC 14496-12, 8.5.2): one entry per coding of a track, each with the codec's
-// configuration.
+// Sample descriptions (stsd; ISO/IEC 14496-12, 8.5.2): one entry per coding of a track (mp4v, mp4a, mp4s,
+// avc1, s263, H263, h263, samr, sawb, sawp, svmr, sevc, secb, secw, sqcp, ssmv, ac-3, ec-3, .mp3, text, rtp),
+// each with the codec's configuration.
 //
 // All entry types share one record. The table in sample_entries.cpp defines which of its fields an entry type
 // has, and which child box is the configuration.

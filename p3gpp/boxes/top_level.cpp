@@ -1,5 +1,4 @@
-// Reads the top-level boxes (ISO/IEC 14496-12, 4.2): ftyp, moov, moof. Only these may be larger than 4 GiB or
-// extend to the end of the file.
+// Reads the top-level boxes. Only these may be larger than 4 GiB or extend to the end of the file.
 #include "p3gpp/boxes/top_level.h"
 
 #include <algorithm>

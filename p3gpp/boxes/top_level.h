@@ -1,4 +1,4 @@
-// The scan over the top-level boxes of a file.
+// The scan over the top-level boxes of a file (ISO/IEC 14496-12, 4.2): ftyp, moov, moof.
 #pragma once
 
 #include "p3gpp/boxes/file_record.h"

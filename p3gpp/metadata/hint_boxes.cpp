@@ -1,5 +1,4 @@
-// Parsers of the user data of a track (ISO/IEC 14496-12, 9.1): sdp in hnti; trpy, totl, nump, npck, tpyl,
-// tpay, maxr, dmed, dimm, drep, tmin, tmax, pmax, dmax and payt in hinf.
+// Parsers of the user data of a track, and the fields that they report.
 #include "p3gpp/metadata/hint_boxes.h"
 
 #include "p3gpp/parse/box_fields.h"

@@ -1,5 +1,6 @@
 // The user data of a hint track, trak/udta (ISO/IEC 14496-12, 9.1): an SDP fragment (hnti, sdp) and
-// statistics of the RTP session (hinf).
+// statistics of the RTP session (hinf: trpy, totl, nump, npck, tpyl, tpay, maxr, dmed, dimm, drep, tmin,
+// tmax, pmax, dmax, payt).
 #pragma once
 
 #include <array>

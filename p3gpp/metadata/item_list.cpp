@@ -1,4 +1,4 @@
-// Parses the item list (ilst in meta): name and value pairs as iTunes writes them.
+// Parses the item list.
 //
 // An item is a box whose first child is a `data` atom: data type and locale (8 bytes), then the value.
 #include "p3gpp/metadata/item_list.h"

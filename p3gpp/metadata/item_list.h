@@ -1,4 +1,6 @@
-// The item list of a movie, moov/udta/meta/ilst: iTunes-style tags.
+// The item list of a movie, moov/udta/meta/ilst, iTunes-style tags: ©nam, ©alb, ©ART, ©art, ©wrt, ©gen, ©day,
+// cpil, cprt, desc, aART, gnre, trkn, disk, covr, each with a data atom; and free-form items (----: mean,
+// name, data), of which only gnid is stored.
 #pragma once
 
 #include "p3gpp/parse/box_reader.h"
