@@ -4,8 +4,9 @@
 A behaviour that looks like a mistake and is intended has a row in the document, a comment that begins with `Kept:` in
 each file that the row names, and a test with Kept in its name. This fails on:
 
-- a row whose file does not exist, or has fewer marks than there are rows that name it;
-- a file with a mark that no row names;
+- a row whose file does not exist;
+- a file whose marks are more or fewer than the rows that name it;
+- a mark that does not begin its comment;
 - a row without a test, or whose test does not exist or has no Kept in its name;
 - a test with Kept in its name that no row names.
 """
@@ -17,7 +18,8 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 DOCUMENT = 'docs/kept-behaviours.md'
 PRODUCT = ['platform', 'os', 'fmgr', 'id3p', 'aacdec', 'p3gpp', 'esparse', 'filters', 'host']
-MARK = re.compile(r'^.*(?://|/\*) ?Kept: \S', re.M)
+MARK = re.compile(r'(?://|/\*) ?Kept: \S')
+ANY_MARK = re.compile(r'\bkept:', re.I)
 TEST = re.compile(r'^(?:TEST|TEST_F|TEST_P|TYPED_TEST|TYPED_TEST_P)\(\s*(\w+),\s*(\w+)\)', re.M)
 NAME = re.compile(r'`([^`]+)`')
 
@@ -38,7 +40,12 @@ def rows():
 
 
 def faults():
-    marks = {path: len(MARK.findall(text)) for path, text in sources(PRODUCT)}
+    marks = {}
+    for path, text in sources(PRODUCT):
+        marks[path] = len(MARK.findall(text))
+        for number, line in enumerate(text.splitlines(), 1):
+            if ANY_MARK.search(line) and not MARK.search(line):
+                yield f'{path}:{number}: the mark does not begin its comment'
     tests = {f'{suite}.{name}' for _, text in sources(['tests']) for suite, name in TEST.findall(text)}
     rows_of_file, named_tests = collections.Counter(), set()
     for number, files, row_tests in rows():
@@ -55,12 +62,9 @@ def faults():
                 yield where + f'there is no test {test}'
             elif 'Kept' not in test.split('.')[1]:
                 yield where + f'{test} has no Kept in its name'
-    for file, count in sorted(rows_of_file.items()):
-        if marks.get(file, count) < count:
-            yield f'{file}: {marks[file]} marks for {count} rows'
     for file, count in sorted(marks.items()):
-        if count and not rows_of_file[file]:
-            yield f'{file}: a mark, but no row of {DOCUMENT} names the file'
+        if count != rows_of_file[file]:
+            yield f'{file}: number of marks is {count}, of rows in {DOCUMENT} that name it {rows_of_file[file]}'
     for test in sorted(tests):
         if 'Kept' in test.split('.')[1] and test not in named_tests:
             yield f'{test}: no row of {DOCUMENT} names this test'

@@ -28,7 +28,7 @@ HRESULT check_flags(const LONGLONG* current, DWORD current_flags, const LONGLONG
   return S_OK;
 }
 
-// The new positions. Kept: they are neither clamped to the duration nor ordered.
+// Kept: the new positions are neither clamped to the duration nor ordered.
 Positions moved(Positions from, const LONGLONG* current, DWORD current_flags, const LONGLONG* stop,
                 DWORD stop_flags) {
   Positions to = from;
