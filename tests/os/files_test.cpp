@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <memory>
 
-#include "fault_injection.h"
 #include "mediakit/files/temp_folder.h"
 #include "os/open_file.h"
 #include "os/path_calls.h"
+#include "platform/win32/fault_injection.h"
 
 namespace zdr::test {
 namespace {

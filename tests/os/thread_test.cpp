@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "fault_injection.h"
 #include "os/mutex_lock.h"
+#include "platform/win32/fault_injection.h"
 
 namespace zdr::test {
 namespace {
