@@ -23,12 +23,10 @@ bool is_sync(const Bytes& data, size_t at) {
   return at + kHeaderBytes <= data.size() && data[at] == 0xFF && (data[at + 1] & 0xF6) == 0xF0;
 }
 
-// True if a frame at `at` is followed by another one, a tag or the end of the file.
+// True for a whole frame.
 bool is_frame(const Bytes& data, size_t at) {
-  if (!is_sync(data, at)) return false;
-  const size_t next = at + frame_bytes(data, at);
-  if (next < at + kHeaderBytes || next > data.size()) return false;
-  return next == data.size() || is_sync(data, next) || data[next] == 'T' || data[next] == 'I';
+  return is_sync(data, at) && frame_bytes(data, at) >= kHeaderBytes &&
+         at + frame_bytes(data, at) <= data.size();
 }
 
 void append_files_of(const std::filesystem::path& folder, std::vector<AdtsFile>& files) {
@@ -50,11 +48,7 @@ AdtsFile read_adts_file(const std::filesystem::path& path) {
   const Bytes data = read_bytes(path);
   AdtsFile file;
   file.name = path.filename().string();
-  for (size_t at = id3_tag_bytes(data); at < data.size();) {
-    if (!is_frame(data, at)) {
-      ++at;
-      continue;
-    }
+  for (size_t at = id3_tag_bytes(data); is_frame(data, at);) {
     const auto begin = data.begin() + static_cast<std::ptrdiff_t>(at);
     const auto block = begin + ((data[at + 1] & 1) != 0 ? 7 : 9);
     at += frame_bytes(data, at);

@@ -24,8 +24,8 @@ struct AdtsFile {
 
 Bytes read_bytes(const std::filesystem::path& path);
 
-// Returns the frames of `path`; none if it is not ADTS. Skips an ID3v2 tag at the start and bytes between
-// frames.
+// Returns the frames of `path` up to the first bytes that are none; none if it is not ADTS. Skips an ID3v2
+// tag at the start.
 AdtsFile read_adts_file(const std::filesystem::path& path);
 
 // Returns a file of samples/.

@@ -128,26 +128,21 @@ TEST(DecoderInstance, KeptReferenceLevelOutlivesAConfigurationButNotADamagedBloc
 TEST(DecoderInstance, KeptEachFrameIsOutputOneCallLater) {
   for (const char* name : {"aac-lc-44k-stereo.aac", "aac-lc-8k-mono.aac", "aac-ltp-44k-stereo.aac"}) {
     const AdtsFile file = sample(name);
-    TestDecoder cramped(config_of(file));
-    const int32_t frame_bytes = cramped.config().outputBytes;
-    for (int stream = 0; stream < 2; ++stream) {
-      TestDecoder whole(config_of(file));
-      for (size_t i = 0; i <= file.frames.size(); ++i) {
-        const bool is_lost = i == file.frames.size();
-        const Bytes unit = is_lost ? Bytes() : file.frames[i].payload;
-        const auto decode = [&](TestDecoder& decoder, int32_t room) {
-          return is_lost ? decoder.lose(room) : decoder.decode(unit, room);
-        };
-        for (const int32_t room : {frame_bytes - 1, 0}) {
-          EXPECT_EQ(decode(cramped, room).status, ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL);
-        }
-        const Output output = decode(cramped, -1);
-        EXPECT_EQ(output.consumed, static_cast<int32_t>(unit.size()));
-        EXPECT_EQ(output.pcm.size(), i == 0 ? 0U : static_cast<size_t>(frame_bytes) / 2);
-        EXPECT_EQ(output.pcm, decode(whole, -1).pcm);
+    const std::vector<Bytes> blocks = payloads(file);
+    TestDecoder decoder(config_of(file));
+    const Pcm expected = decode_all(decoder, blocks);
+    ASSERT_EQ(decoder.configure(config_of(file)), ZD_AAC_DEC_OK);
+    const int32_t frame_bytes = decoder.config().outputBytes;
+    Pcm pcm;
+    for (size_t i = 0; i <= blocks.size(); ++i) {
+      for (const int32_t room : {frame_bytes - 1, 0, -1}) {
+        const Output output = i < blocks.size() ? decoder.decode(blocks[i], room) : decoder.lose(room);
+        EXPECT_EQ(output.status, room < 0 ? ZD_AAC_DEC_OK : ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL);
+        pcm.insert(pcm.end(), output.pcm.begin(), output.pcm.end());
       }
-      ASSERT_EQ(cramped.configure(config_of(file)), ZD_AAC_DEC_OK);
+      EXPECT_EQ(pcm.size(), i * static_cast<size_t>(frame_bytes) / 2);
     }
+    EXPECT_EQ(pcm, expected);
   }
 }
 

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "aacdec/fixed/cpu.h"
-#include "tests/aacdec/checksum.h"
 #include "tests/aacdec/test_decoder.h"
+#include "tests/support/checksum.h"
 
 namespace zdr::test {
 namespace {

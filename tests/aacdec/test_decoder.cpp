@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "aacdec/syntax/raw_data_block.h"
 #include "aacdec/syntax/sampling_rates.h"
 
@@ -85,14 +83,16 @@ std::vector<Bytes> payloads(const AdtsFile& file) {
 
 std::vector<Bytes> units(const AdtsFile& file) {
   std::vector<Bytes> units = payloads(file);
-  for (size_t i = 0; i < units.size(); ++i) units[i] = joined(file.frames[i].header, units[i]);
+  for (size_t i = 0; i < units.size(); ++i) units[i] = concat({file.frames[i].header, units[i]});
   return units;
 }
 
-Bytes joined(const Bytes& a, const Bytes& b) {
-  Bytes both = a;
-  both.insert(both.end(), b.begin(), b.end());
-  return both;
+int32_t measure(const Bytes& data, int32_t kind, Zd_AAC_Dec_Config config) {
+  const auto available = static_cast<int32_t>(data.size());
+  int32_t length = available;
+  if (Zd_AAC_Dec_GetFrameLength(data.data(), kind, &config, &length, 0) == ZD_AAC_DEC_OK) return length;
+  EXPECT_EQ(length, available);
+  return -1;
 }
 
 Bytes truncated(const Bytes& bytes, size_t count) {

@@ -9,6 +9,7 @@
 #include "aacdec/syntax/frame.h"
 #include "aacdec/zd_aac_dec.h"
 #include "mediakit/aac/adts_file.h"
+#include "mediakit/boxes/box_builder.h"
 
 namespace zdr::test {
 
@@ -59,7 +60,8 @@ Pcm decode_all(TestDecoder& decoder, const std::vector<Bytes>& units);
 std::vector<Bytes> payloads(const AdtsFile& file);
 // The frames with their headers.
 std::vector<Bytes> units(const AdtsFile& file);
-Bytes joined(const Bytes& a, const Bytes& b);
+// Returns the length of a frame, or -1 after a failure, which must not write the length.
+int32_t measure(const Bytes& data, int32_t kind, Zd_AAC_Dec_Config config);
 // Returns the bytes without the last `count`.
 Bytes truncated(const Bytes& bytes, size_t count = 1);
 

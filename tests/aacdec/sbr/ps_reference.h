@@ -60,13 +60,8 @@ class PsReference {
 
   // Splits the three lowest bands into ten.
   Signal split(const std::vector<Slot>& x) {
-    constexpr double kPrototype8[7] = {0.125,
-                                       0.11793710567217,
-                                       0.09885108575264,
-                                       0.07266113929591,
-                                       0.04546865930473,
-                                       0.02270420949825,
-                                       0.00746082949812};
+    constexpr double kPrototype8[7] = {0.125,        0.1179371057, 0.0988510858, 0.0726611393,
+                                       0.0454686593, 0.0227042095, 0.0074608295};
     constexpr double kPrototype2[7] = {0.5, 0.30596630545168, 0, -0.07293139167538, 0, 0.01899487526049, 0};
     std::vector<Slot> all = memory_.x;
     all.insert(all.end(), x.begin(), x.end());

@@ -9,15 +9,6 @@
 namespace zdr::test {
 namespace {
 
-// Returns the length, or -1 after a failure, which must not write the length.
-int32_t measure(const Bytes& data, int32_t kind, Zd_AAC_Dec_Config config) {
-  const auto available = static_cast<int32_t>(data.size());
-  int32_t length = available;
-  if (Zd_AAC_Dec_GetFrameLength(data.data(), kind, &config, &length, 0) == ZD_AAC_DEC_OK) return length;
-  EXPECT_EQ(length, available);
-  return -1;
-}
-
 // The bytes after a frame are those of the next one, as in a file.
 TEST(FrameLength, IsExactForEveryFrameOfEveryFile) {
   size_t measured = 0;
@@ -28,12 +19,12 @@ TEST(FrameLength, IsExactForEveryFrameOfEveryFile) {
     for (size_t i = 0; i < file.frames.size(); ++i) {
       SCOPED_TRACE(testing::Message() << file.name << ' ' << i);
       const auto& [header, payload] = file.frames[i];
-      const Bytes block = joined(payload, i + 1 < file.frames.size() ? file.frames[i + 1].header : Bytes{});
+      const Bytes block = concat({payload, i + 1 < file.frames.size() ? file.frames[i + 1].header : Bytes{}});
       const auto bytes = static_cast<int32_t>(payload.size());
       // Only the kind of stream decides whether a header may come first.
       ASSERT_EQ(measure(block, ZD_AAC_DEC_STREAM_RAW, config), bytes);
       ASSERT_EQ(measure(block, ZD_AAC_DEC_STREAM_ADIF, config), block.size() < 8 ? -1 : bytes);
-      const Bytes whole = joined(header, block);
+      const Bytes whole = concat({header, block});
       ASSERT_EQ(measure(whole, ZD_AAC_DEC_STREAM_ADTS, config), static_cast<int32_t>(header.size()) + bytes);
       ++measured;
     }

@@ -1,11 +1,15 @@
-// SBR payloads: random bits decode to pinned values; headers, extended data and fill elements.
+// SBR and parametric stereo data: random bits decode to pinned values; headers and their band tables,
+// extended data and fill elements.
 #include "aacdec/syntax/sbr_payload.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <memory>
+#include <numeric>
+#include <optional>
 #include <tuple>
 
 #include "aacdec/syntax/raw_data_block.h"
@@ -14,7 +18,7 @@
 #include "aacdec/tables/sbr_codes.h"
 #include "mediakit/aac/block_writer.h"
 #include "mediakit/aac/sbr_stream.h"
-#include "tests/aacdec/checksum.h"
+#include "tests/support/checksum.h"
 
 namespace zdr::test {
 namespace {
@@ -22,7 +26,6 @@ namespace {
 using namespace aacdec;
 
 constexpr int32_t kCoreRate = 22050;
-constexpr size_t kOptional = 7;  // fields of a header
 
 struct Payload {
   // Zeros follow the bits of the writer.
@@ -105,69 +108,47 @@ TEST(SbrPayload, KeptCheckWordMissingHeaderAndHeaderWithoutBandsAreNotErrors) {
   EXPECT_EQ(payload.first.bands.m, 0);
 }
 
-// The second header, if any, follows the first. All of them send other values than those of a new stream.
-TEST(SbrHeaderRules, KeptOmittedFieldsHaveTheirInitialValuesInTheFirstHeader) {
-  struct Case {
-    const char* groups;                 // of each header: 0 none, 1 the first, 2 the second, 3 both
-    std::array<int, kOptional> fields;  // after the last header
-    uint32_t generation;                // of the band tables
-  };
-  const Case cases[] = {
-      {"0", {2, 2, 2, 2, 2, 1, 1}, 1},  {"1", {1, 0, 1, 2, 2, 1, 1}, 1},  {"2", {2, 2, 2, 1, 0, 0, 0}, 1},
-      {"3", {1, 0, 1, 1, 0, 0, 0}, 1},  {"00", {2, 2, 2, 2, 2, 1, 1}, 1}, {"01", {1, 0, 1, 2, 2, 1, 1}, 2},
-      {"12", {1, 0, 1, 1, 0, 0, 0}, 1}, {"30", {1, 0, 1, 1, 0, 0, 0}, 1},
-  };
-  const SbrHeader sent = {0, 8, 9, 0, 1, 0, 1, 1, 0, 0, 0};
-  for (const Case& c : cases) {
-    Payload payload;
-    for (const char* groups = c.groups; *groups != 0; ++groups) {
-      const int bits = *groups - '0';
-      const BitWriter header = sbr_header_bits(sent, (bits & 1) != 0, (bits & 2) != 0);
-      ASSERT_EQ(payload.parse(BitWriter{{1, 1}} + header), SbrResult::kParsed) << c.groups;
-    }
-    for (size_t i = 0; i < kOptional; ++i) {
-      EXPECT_EQ(payload.first.header.*kSbrHeaderFields[kSbrExtra1 + i].field, c.fields[i]) << c.groups << i;
-    }
-    EXPECT_EQ(payload.first.bands_generation, c.generation) << c.groups;
-  }
-}
-
-// Changes one header field at a time, with the optional groups of fields sent or omitted. The tables are
-// rebuilt only if a field that they depend on changes. An invalid header is discarded.
-TEST(SbrHeaderRules, KeptOmittedFieldsHaveThePreviousValues) {
+// Streams of random headers, each of which changes one field and sends or omits the optional groups of
+// fields. The tables are rebuilt only if a field that they depend on changes. An invalid header is discarded.
+TEST(SbrHeaderRules, KeptOmittedFieldsHaveThePreviousOrTheInitialValues) {
   std::mt19937 random(5);
-  Payload payload;
-  ASSERT_EQ(payload.parse(header_bits(8, 9)), SbrResult::kParsed);
-  const SbrParserState& state = payload.parser.channel[0];
-  SbrHeader header = state.header;
-  SbrBandTables bands = state.bands;
-  uint32_t generation = 1;
-  for (int step = 0; step < 500; ++step) {
-    SbrHeader next = header;
-    const size_t changed = random() % std::size(kSbrHeaderFields);
-    const auto& [field, bits] = kSbrHeaderFields[changed];
-    next.*field = static_cast<uint8_t>(random() % (1U << bits));
-    const bool extra_1 = random() % 2 != 0;
-    const bool extra_2 = random() % 2 != 0;
-    const BitWriter sent = BitWriter{{1, 1}} + sbr_header_bits(next, extra_1, extra_2);
-    const bool is_sent = changed < kSbrExtra1 || (changed < kSbrExtra2 ? extra_1 : extra_2);
-    if (!is_sent) next = header;
-    SbrBandTables built;
-    const bool is_valid = build_sbr_bands(next, 2 * kCoreRate, built);
-    if (is_valid) {
-      if (changed >= 1 && changed < kSbrExtra2 && next != header) ++generation;
-      header = next;
-      bands = built;
-      build_limiter_bands(header, bands);
+  for (int stream = 0; stream < 100; ++stream) {
+    Payload payload;
+    const SbrParserState& state = payload.parser.channel[0];
+    SbrHeader header = {1, 5, 0, 0, 2, 2, 2, 2, 2, 1, 1};
+    SbrBandTables bands;
+    uint32_t generation = 0;
+    for (int step = 0; step < 20; ++step) {
+      SbrHeader sent = header;
+      sent.alter_scale = std::min(sent.alter_scale, uint8_t{1});  // has one bit
+      const auto& [changed, bits] = kSbrHeaderFields[random() % std::size(kSbrHeaderFields)];
+      sent.*changed = static_cast<uint8_t>(random() % (1U << bits));
+      const bool extra_1 = random() % 2 != 0;
+      const bool extra_2 = random() % 2 != 0;
+      SbrHeader next = header;
+      bool rebuilds = generation == 0;
+      for (size_t i = 0; i < std::size(kSbrHeaderFields); ++i) {
+        if (i >= kSbrExtra1 && !(i < kSbrExtra2 ? extra_1 : extra_2)) continue;
+        const auto field = kSbrHeaderFields[i].field;
+        rebuilds |= i >= 1 && i < kSbrExtra2 && sent.*field != header.*field;
+        next.*field = sent.*field;
+      }
+      SbrBandTables built;
+      const bool is_valid = build_sbr_bands(next, 2 * kCoreRate, built);
+      ASSERT_EQ(payload.parse(BitWriter{{1, 1}} + sbr_header_bits(sent, extra_1, extra_2)),
+                is_valid ? SbrResult::kParsed : SbrResult::kInvalidBands);
+      if (is_valid) {
+        generation += rebuilds ? 1 : 0;
+        header = next;
+        bands = built;
+        build_limiter_bands(header, bands);
+      }
+      ASSERT_EQ(state.header, header) << stream << ' ' << step;
+      ASSERT_EQ(state.bands_generation, generation) << stream << ' ' << step;
+      ASSERT_EQ(state.bands.limiter_count, bands.limiter_count);
+      ASSERT_TRUE(std::equal(bands.limiter, bands.limiter + bands.limiter_count + 1, state.bands.limiter));
     }
-    ASSERT_EQ(payload.parse(sent), is_valid ? SbrResult::kParsed : SbrResult::kInvalidBands) << step;
-    ASSERT_EQ(state.header, header) << step;
-    ASSERT_EQ(state.bands_generation, generation) << step;
-    ASSERT_EQ(state.bands.limiter_count, bands.limiter_count) << step;
-    ASSERT_TRUE(std::equal(bands.limiter, bands.limiter + bands.limiter_count + 1, state.bands.limiter))
-        << step;
   }
-  EXPECT_GT(generation, 50U);
 }
 
 // Four envelopes in every frame, of which each value differs from the previous one by -60 or 60.
@@ -240,6 +221,96 @@ TEST(SbrInABlock, EndsInsideItsFillElement) {
     EXPECT_TRUE(!is_valid || reader.bytes_read() == block.size());
     EXPECT_TRUE(context.sbr_signalled);
   }
+}
+
+// ---- Bands -----------------------------------------------------------------------------------------------
+
+constexpr int kHeaders = 16 * 16 * 4 * 2 * 8;
+
+SbrHeader header_of(int number) {
+  SbrHeader h;
+  h.start_freq = static_cast<uint8_t>(number & 15);
+  h.stop_freq = static_cast<uint8_t>(number >> 4 & 15);
+  h.freq_scale = static_cast<uint8_t>(number >> 8 & 3);
+  h.alter_scale = static_cast<uint8_t>(number >> 10 & 1);
+  h.xover_band = static_cast<uint8_t>(number >> 11);
+  h.noise_bands = static_cast<uint8_t>((number + number / 7) & 3);
+  h.limiter_bands = static_cast<uint8_t>((number + number / 5) & 3);
+  return h;
+}
+
+template <typename Record>
+auto bytes_of(const Record& record) {
+  return std::bit_cast<std::array<uint8_t, sizeof record>>(record);
+}
+
+std::optional<SbrBandTables> build(const SbrHeader& header, int32_t rate_hz) {
+  SbrBandTables tables;
+  if (!build_sbr_bands(header, rate_hz, tables)) return std::nullopt;
+  build_limiter_bands(header, tables);
+  return tables;
+}
+
+// The checksum is pinned; a change here changes every decoder output with SBR. The standard allows 45 bands
+// between 32 and 48 kHz, and has no sixth patch.
+TEST(SbrBands, KeptAtMost35BandsAndFivePatchesAndAnyAlterScaleActsAs1) {
+  Checksum sum;
+  int valid = 0;
+  int widest = 0;  // at 44100 Hz
+  int unfilled = 0;
+  for (const int32_t rate_hz :
+       {14700, 16000, 22050, 24000, 32000, 44100, 48000, 64000, 88200, 96000, 128000, 176400, 192000}) {
+    for (int number = 0; number < kHeaders; ++number) {
+      SbrHeader header = header_of(number);
+      const auto tables = build(header, rate_hz);
+      sum.add(tables.has_value(), bytes_of(tables.value_or(SbrBandTables{})));
+      header.alter_scale = static_cast<uint8_t>(2 * header.alter_scale);
+      ASSERT_EQ(bytes_of(build(header, rate_hz).value_or(SbrBandTables{})),
+                bytes_of(tables.value_or(SbrBandTables{})));
+      if (!tables) continue;
+      ++valid;
+      if (rate_hz == 44100) widest = std::max(widest, tables->k2 - tables->k0);
+      const int end =
+          std::accumulate(tables->patch_width, tables->patch_width + kMaxPatches, int{tables->kx});
+      if (tables->patch_count == kMaxPatches && end + 2 < tables->kx + tables->m) ++unfilled;
+    }
+  }
+  EXPECT_EQ(valid, 115825);
+  EXPECT_EQ(sum.value, 0xA3E8C6D8AB1C6F6BU) << std::hex << sum.value;
+  EXPECT_EQ(widest, 35);
+  EXPECT_GT(unfilled, 0);
+}
+
+// ---- Parametric stereo -----------------------------------------------------------------------------------
+
+// The checksum is pinned; a change here changes every decoder output with parametric stereo. Some data have a
+// header, some are truncated. A header takes effect together with its data: unusable data change nothing.
+TEST(PsPayload, RandomBitsDecodeToPinnedValuesAndUnusableDataChangeNothing) {
+  std::mt19937 random(1);
+  Checksum sum;
+  std::array<int, 3> counts{};  // by result
+  for (int stream = 0; stream < 300; ++stream) {
+    PsParserState state;
+    for (int number = 0; number < 20; ++number) {
+      const bool with_header = random() % 4 == 0;
+      const uint64_t bits = random() % 8 == 0 ? random() % 100 : 1600;
+      const Bytes bytes = (BitWriter{{with_header ? 1 : 0, 1}} + random_bits(random, 200)).bytes();
+      BitReader reader(bytes.data(), bytes.size());
+      PsFrame frame;
+      const auto before = bytes_of(state);
+      const PsResult result = parse_ps_data(reader, bits, state, frame);
+      ++counts[static_cast<size_t>(result)];
+      EXPECT_EQ(frame.present, result == PsResult::kParsed);
+      if (!frame.present) {
+        EXPECT_EQ(bytes_of(state), before);
+        continue;
+      }
+      const uint64_t fields[] = {reader.position(), frame.fine_iid, frame.envelope_count};
+      sum.add(fields, frame.border, frame.iid, frame.icc);
+    }
+  }
+  EXPECT_EQ(counts, (std::array{2570, 1783, 1647}));
+  EXPECT_EQ(sum.value, 0xEC0B42BBD058B733U) << std::hex << sum.value;
 }
 
 }  // namespace

@@ -101,21 +101,6 @@ TEST(RealStreams, KeptEstimatesEndSequentialReadingAndDecideWhereSeeksLand) {
   EXPECT_GE(compared, 6);
 }
 
-TEST(RealStreams, KeptHeAacV2YieldsTwoEqualChannels) {
-  const RealFile real = with_content(sample("he-aac-v2.aac"));
-  OpenedFile file(real.content);
-  EXPECT_EQ(file.config().channels, 2);
-  int loudest = 0;
-  for (uint32_t number = 1; number <= 30; ++number) {
-    const Pcm pcm = file.read(number).pcm;
-    for (size_t i = 0; i + 1 < pcm.size(); i += 2) {
-      ASSERT_EQ(pcm[i], pcm[i + 1]) << "frame " << number;
-      loudest = std::max<int>(loudest, pcm[i]);
-    }
-  }
-  EXPECT_GT(loudest, 1000);
-}
-
 TEST(RealStreams, FramesOfRawStreamsAreFoundByCounting) {
   for (const char* name : {"aac-lc-8k-mono.aac", "he-aac-v2.aac"}) {
     const AdtsFile adts = sample(name);
