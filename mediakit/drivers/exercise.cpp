@@ -67,7 +67,7 @@ class Exercise {
   }
 
   static void touch_box(void* caller, const P3gppBox* box) {
-    static_cast<Exercise*>(caller)->result.checksum += static_cast<unsigned char>(box->path[0]);
+    static_cast<Exercise*>(caller)->add(static_cast<unsigned char>(box->path[0]));
   }
   static void touch_field(void* caller, const P3gppBoxField* field) {
     static_cast<Exercise*>(caller)->sum(field->bytes);
@@ -105,7 +105,7 @@ class Exercise {
       sum(info.u.avc.sps_list, info.u.avc.sps_list_length);
       sum(info.u.avc.pps_list, info.u.avc.pps_list_length);
     } else if (info.object_type == P3GPP_OTI_EAC3 && info.u.eac3.substreams != nullptr) {
-      result.checksum += info.u.eac3.substreams[info.u.eac3.independent_substreams].bsid;
+      add(info.u.eac3.substreams[info.u.eac3.independent_substreams].bsid);
     }
   }
   // A NUL follows the bytes, even if there are none.
@@ -114,8 +114,9 @@ class Exercise {
   }
   void sum(const P3gppBytes& bytes) { sum(bytes.bytes, bytes.length); }
   void sum(const uint8_t* bytes, size_t length) {
-    for (size_t i = 0; i < length; ++i) result.checksum += bytes[i];
+    for (size_t i = 0; i < length; ++i) add(bytes[i]);
   }
+  void add(uint64_t value) { result.checksum = 31 * result.checksum + value; }
 
   void play(P3gppTrack* track, uint32_t sample_count) {
     uint32_t largest = 0;
@@ -134,7 +135,10 @@ class Exercise {
     if (note(P3GPP_ReadSample(track, &sample)) == P3GPP_OK && sample.size <= buffer_.size()) {
       sample.buffer = buffer_.data();
       if (note(P3GPP_ReadSample(track, &sample)) == P3GPP_OK) sum(buffer_.data(), sample.size);
-      result.checksum += sample.file_offset + sample.decoding_time + sample.composition_time;
+      for (const uint64_t field : {sample.file_offset, uint64_t{sample.description_index},
+                                   uint64_t{sample.decoding_time}, uint64_t{sample.composition_time}}) {
+        add(field);
+      }
     }
     uint32_t time = sample.decoding_time;
     uint32_t composition_time = 0;

@@ -28,9 +28,9 @@ inline std::string hex(const uint8_t* bytes, size_t length) {
 
 class OpenedMovie {
  public:
-  explicit OpenedMovie(const Bytes& bytes, const P3gppBoxVisitor* visitor = nullptr)
+  explicit OpenedMovie(const Bytes& bytes)
       : source(FMGR_DEV_CALLBACK, as_text(bytes)), context_(make_context(0, 0)) {
-    status = P3GPP_OpenTraced(&file, &source.descriptor(), context_.get(), &error, visitor);
+    status = P3GPP_OpenExplained(&file, &source.descriptor(), context_.get(), &error);
   }
   ~OpenedMovie() {
     if (file != nullptr) P3GPP_Close(file);
@@ -93,17 +93,6 @@ struct ShownBoxes {
   // "-" for a box that was not shown.
   std::string fields(const std::string& path) const {
     return find(path) == nullptr ? "-" : find(path)->fields;
-  }
-
-  // The last steps of the paths, each followed by " ", "! " for a failed, "? " for a skipped, or "# " for a
-  // refused box.
-  std::string outcomes() const {
-    std::string all;
-    for (const Box& each : boxes) {
-      const char* const outcome[] = {each.header.status == P3GPP_OK ? " " : "! ", "? ", "# "};
-      all += each.path.substr(each.path.rfind('/') + 1) + outcome[each.header.disposition];
-    }
-    return all;
   }
 
  private:

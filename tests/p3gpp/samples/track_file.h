@@ -23,16 +23,11 @@ inline TrackDescription raw_track(uint32_t samples = 10, uint32_t size = 16,
   return track;
 }
 
-// The whole file, with tracks 1, 2, ... Media bytes fill it up to `file_size`; 0: no media. Chunk offsets may
-// point anywhere.
+// The whole file, with tracks 1, 2, ... Media bytes fill it up to `file_size`. Chunk offsets may point
+// anywhere.
 inline Bytes make_file(const std::vector<TrackDescription>& tracks, size_t file_size = 0) {
-  std::vector<Bytes> children = {mvhd()};
-  for (const TrackDescription& track : tracks) {
-    children.push_back(build_trak(track, static_cast<uint32_t>(children.size()), {}));
-  }
-  const Bytes file = concat({ftyp(), box("moov", children)});
-  if (file.size() + 8 >= file_size) return file;
-  return concat({file, box("mdat", Fields().text(make_content(file_size - file.size() - 8)).bytes)});
+  const Bytes file = build_movie({.tracks = tracks}).bytes;
+  return Fields{file}.text(make_content(std::max(file_size, file.size()) - file.size())).bytes;
 }
 
 // A file with its first track opened. Tests check status() first where that may fail.
