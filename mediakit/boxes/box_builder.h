@@ -171,14 +171,6 @@ inline Bytes elst(const std::vector<Edit>& edits, uint32_t version = 0) {
   return full_box("elst", version, 0, body.bytes);
 }
 
-inline Bytes vmhd() {
-  return full_box("vmhd", 0, 1, Fields().zeros(8).bytes);
-}
-
-inline Bytes smhd() {
-  return full_box("smhd", 0, 0, Fields().zeros(4).bytes);
-}
-
 inline Bytes hmhd(uint16_t max_pdu_size, uint16_t average_pdu_size, uint32_t max_bitrate,
                   uint32_t average_bitrate) {
   return full_box("hmhd", 0, 0,

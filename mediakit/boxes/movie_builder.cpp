@@ -124,9 +124,10 @@ Bytes build_trak(const TrackDescription& track, uint32_t track_id,
                             .width = track.width,
                             .height = track.height};
   const Bytes edts = track.edits.empty() ? Bytes() : box("edts", elst(track.edits));
-  const Bytes minf = container(track, "minf",
-                               {track.handler == "vide" ? vmhd() : smhd(), pick(track, "dinf", dinf()),
-                                build_stbl(track, chunk_offsets)});
+  const bool is_video = track.handler == "vide";
+  const Bytes media_header = is_video ? full_box("vmhd", 0, 1, Bytes(8)) : full_box("smhd", 0, 0, Bytes(4));
+  const Bytes minf =
+      container(track, "minf", {media_header, pick(track, "dinf", dinf()), build_stbl(track, chunk_offsets)});
   const Bytes mdia = container(
       track, "mdia",
       {pick(track, "mdhd", mdhd(header)), pick(track, "hdlr", hdlr(track.handler, "handler")), minf});
@@ -153,36 +154,39 @@ BuiltMovie build_movie(const TrackDescription& track) {
   return build_movie(MovieDescription{.tracks = {track}});
 }
 
-TrackDescription avc_track(uint32_t sample_count, uint32_t sample_size) {
-  const Bytes configuration = avcc({.sps = {{0x67, 0x42, 0xC0, 0x1E}}, .pps = {{0x68, 0xCE}}});
+TrackDescription video_track(const Bytes& entry, uint32_t sample_count, uint32_t sample_size) {
   return {.handler = "vide",
-          .sample_entries = {video_entry("avc1", 176, 144, configuration)},
+          .sample_entries = {entry},
           .sizes = std::vector<uint32_t>(sample_count, sample_size),
           .width = 176,
           .height = 144};
 }
 
-namespace {
-
-TrackDescription audio_track(const Bytes& entry, uint32_t time_scale, uint32_t sample_count,
-                             uint32_t sample_size, uint32_t duration) {
+TrackDescription audio_track(const Bytes& entry, uint32_t sample_count, uint32_t sample_size) {
   return {.handler = "soun",
           .sample_entries = {entry},
-          .time_scale = time_scale,
+          .time_scale = 8000,
           .sizes = std::vector<uint32_t>(sample_count, sample_size),
-          .durations = {duration}};
+          .durations = {160}};
 }
 
-}  // namespace
+TrackDescription avc_track(uint32_t sample_count, uint32_t sample_size) {
+  const Bytes configuration = avcc({.sps = {{0x67, 0x42, 0xC0, 0x1E}}, .pps = {{0x68, 0xCE}}});
+  return video_track(video_entry("avc1", 176, 144, configuration), sample_count, sample_size);
+}
 
 TrackDescription amr_track(uint32_t sample_count, uint32_t sample_size) {
-  const Bytes entry = audio_entry("samr", 2, 8000, damr(0x5A414E44, 1, 0x81FF, 0, 1));
-  return audio_track(entry, 8000, sample_count, sample_size, 160);
+  const Bytes configuration = damr(0x5A414E44, 1, 0x81FF, 0, 1);
+  return audio_track(audio_entry("samr", 2, 8000, configuration), sample_count, sample_size);
 }
 
 TrackDescription aac_track(uint32_t sample_count, uint32_t sample_size) {
-  const Bytes entry = audio_entry("mp4a", 2, 44100, esds({.decoder_specific_info = {0x12, 0x10}}));
-  return audio_track(entry, 44100, sample_count, sample_size, 1024);
+  const Bytes configuration = esds({.decoder_specific_info = {0x12, 0x10}});
+  TrackDescription track =
+      audio_track(audio_entry("mp4a", 2, 44100, configuration), sample_count, sample_size);
+  track.time_scale = 44100;
+  track.durations = {1024};
+  return track;
 }
 
 }  // namespace zdr::test

@@ -63,6 +63,9 @@ Bytes sample_content(uint32_t track, uint32_t sample, uint32_t size);
 Bytes build_trak(const TrackDescription& track, uint32_t track_id,
                  const std::vector<uint64_t>& chunk_offsets);
 
+// Frames of 100 ms, and units of 20 ms, with that sample entry.
+TrackDescription video_track(const Bytes& entry, uint32_t sample_count = 10, uint32_t sample_size = 20);
+TrackDescription audio_track(const Bytes& entry, uint32_t sample_count = 10, uint32_t sample_size = 32);
 // Ready-made tracks with plausible configurations; each test changes the fields that it is about.
 TrackDescription avc_track(uint32_t sample_count, uint32_t sample_size = 20);
 TrackDescription amr_track(uint32_t sample_count, uint32_t sample_size = 32);

@@ -12,23 +12,6 @@
 
 namespace zdr::test {
 
-// Ten samples: a second of video, or 200 ms of audio.
-inline TrackDescription video_track(const Bytes& entry) {
-  return {.handler = "vide",
-          .sample_entries = {entry},
-          .sizes = std::vector<uint32_t>(10, 20),
-          .width = 176,
-          .height = 144};
-}
-
-inline TrackDescription audio_track(const Bytes& entry) {
-  return {.handler = "soun",
-          .sample_entries = {entry},
-          .time_scale = 8000,
-          .sizes = std::vector<uint32_t>(10, 32),
-          .durations = {160}};
-}
-
 inline TrackDescription speech_track(std::string_view entry, const Bytes& configuration) {
   return audio_track(audio_entry(entry, 2, 8000, configuration));
 }

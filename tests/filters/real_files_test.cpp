@@ -31,7 +31,7 @@ struct Segment {
 };
 
 Segment segment_of(SinkGraph& graph, size_t index) {
-  Segment segment{graph.segment(index), {}};
+  Segment segment{graph.sink(index).samples(), {}};
   graph.under_test.seeking(static_cast<int>(index))
       ->GetPositions(&segment.positions.start, &segment.positions.stop);
   return segment;

@@ -2,11 +2,7 @@
 // one pin.
 #pragma once
 
-#include <deque>
-#include <memory>
-
 #include "tests/filters/filter_under_test.h"
-#include "tests/support/call_log.h"
 #include "tests/support/sink_chain.h"
 
 namespace zdr::test {
@@ -43,31 +39,17 @@ class SinkGraph : public SinkChain {
   SinkGraph& operator=(const SinkGraph&) = delete;
 
   // Connects a sink to each pin. Returns the first result that is not S_OK.
-  HRESULT build();
+  HRESULT build() {
+    add_sinks(static_cast<CBaseFilter&>(*under_test.filter.get()));
+    return connect_all();
+  }
   // To an absolute start, through the first pin.
   HRESULT seek(REFERENCE_TIME start) { return under_test.seek(start); }
 
   CZanMP4SourceOutputPin& pin(size_t index) { return under_test.pin(static_cast<int>(index)); }
-  // The samples since the last new segment, flush or start of that sink. Takes them from the sink.
-  std::vector<SinkSample> segment(size_t index) { return updated(index).segment; }
-  REFERENCE_TIME segment_start(size_t index) { return updated(index).segment_start; }
-  // Waits until a segment has that many samples; false after kPatience.
-  bool wait_for_segment(size_t index, size_t samples);
   bool wait_for_end(size_t index) { return sink(index).wait_for_end_of_stream(); }
 
   FilterUnderTest under_test;
-
- private:
-  struct Line {
-    CallLog log;
-    std::deque<SinkSample> taken;  // not yet known to belong to the current segment
-    std::vector<SinkSample> segment;
-    REFERENCE_TIME segment_start = -1;
-  };
-
-  Line& updated(size_t index);
-
-  std::vector<std::unique_ptr<Line>> lines_;
 };
 
 }  // namespace zdr::test

@@ -49,7 +49,7 @@ TEST(Streaming, KeptTrackContinuesAfterAStop) {
   graph.sink(0).let_all_pass();
   graph.run();
   ASSERT_TRUE(graph.wait_for_ends());
-  const std::vector<SinkSample> rest = graph.segment(0);
+  const std::vector<SinkSample> rest = graph.sink(0).samples();
   ASSERT_EQ(rest.size(), 16u);
   EXPECT_EQ(rest.front().start, 4 * 1000000);
 }

@@ -19,73 +19,6 @@
 
 namespace zdr::test {
 
-// Checks the order of calls to an input pin and records every breach of its rules. Streaming calls (new
-// segment, sample, end of stream) must not overlap; each run of the stream begins with a new segment; after
-// an end of stream or a refused sample nothing follows until the stream begins anew.
-class StreamOrder {
- public:
-  enum class Call { kNewSegment, kSample, kEndOfStream };
-
-  // Begins a streaming call, which ends when the result is released.
-  [[nodiscard]] std::shared_ptr<const void> begin(Call call) {
-    const std::lock_guard lock(mutex_);
-    if (streaming_.use_count() > 1) breaches_.push_back("overlapping streaming calls");
-    // The receiver refuses calls during a flush, so they change nothing.
-    if (!flushing_) enter(call);
-    return streaming_;
-  }
-  // Call when the receiver has returned anything but S_OK for a sample.
-  void sample_refused() {
-    const std::lock_guard lock(mutex_);
-    phase_ = Phase::kRefused;
-  }
-  void begin_flush() {
-    const std::lock_guard lock(mutex_);
-    if (flushing_) breaches_.push_back("flush within a flush");
-    flushing_ = true;
-  }
-  void end_flush() {
-    const std::lock_guard lock(mutex_);
-    if (!flushing_) breaches_.push_back("end of a flush that has not begun");
-    begin_anew();
-  }
-  // Call when the pin has become active: the stream begins anew.
-  void restart() {
-    const std::lock_guard lock(mutex_);
-    begin_anew();
-  }
-
-  std::vector<std::string> breaches() const {
-    const std::lock_guard lock(mutex_);
-    return breaches_;
-  }
-
- private:
-  enum class Phase { kStart, kStreaming, kEnded, kRefused };
-
-  void begin_anew() {
-    flushing_ = false;
-    phase_ = Phase::kStart;
-  }
-  void enter(Call call) {
-    if (call == Call::kNewSegment) {
-      phase_ = Phase::kStreaming;
-      return;
-    }
-    const std::string name = call == Call::kSample ? "sample" : "end of stream";
-    if (phase_ == Phase::kStart) breaches_.push_back(name + " before a new segment");
-    if (phase_ == Phase::kEnded) breaches_.push_back(name + " after the end of the stream");
-    if (phase_ == Phase::kRefused) breaches_.push_back(name + " after a refused sample");
-    if (call == Call::kEndOfStream) phase_ = Phase::kEnded;
-  }
-
-  const std::shared_ptr<const void> streaming_ = std::make_shared<int>();  // shared by each streaming call
-  mutable std::mutex mutex_;
-  Phase phase_ = Phase::kStart;
-  bool flushing_ = false;
-  std::vector<std::string> breaches_;
-};
-
 // One sample as it was received.
 struct SinkSample {
   std::vector<BYTE> data;
@@ -104,6 +37,9 @@ struct SinkOptions {
   std::function<void(std::string_view)> on_call{};
 };
 
+// Records every breach of the rules of a stream. Streaming calls (new segment, sample, end of stream) must
+// not overlap; each run of the stream begins with a new segment; after an end of stream or a refused sample
+// nothing follows until the stream begins anew.
 class TestSinkPin final : public CBaseInputPin {
  public:
   TestSinkPin(CBaseFilter* filter, CCritSec* lock, SinkOptions options, HRESULT* phr)
@@ -133,67 +69,81 @@ class TestSinkPin final : public CBaseInputPin {
     return wait_until([this] { return ended_; });
   }
 
+  // The samples since the last new segment, flush or start.
   std::vector<SinkSample> samples() const {
     const std::lock_guard lock(mutex_);
     return samples_;
   }
-  // Returns the samples and clears the record.
-  std::vector<SinkSample> take_samples() {
+  // Of the last new segment; -1 before the first.
+  REFERENCE_TIME segment_start() const {
     const std::lock_guard lock(mutex_);
-    return std::exchange(samples_, {});
+    return segment_start_;
   }
   std::size_t sample_count() const {
     const std::lock_guard lock(mutex_);
     return samples_.size();
   }
-  std::vector<std::string> breaches() const { return order_.breaches(); }
+  std::vector<std::string> breaches() const {
+    const std::lock_guard lock(mutex_);
+    return breaches_;
+  }
 
   HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
   HRESULT Active() override {
     log("active");
-    order_.restart();
-    const std::lock_guard lock(mutex_);
-    active_ = true;
-    ended_ = false;
+    change([this] {
+      active_ = true;
+      begin_anew();
+    });
     return CBaseInputPin::Active();
   }
   HRESULT Inactive() override {
     log("inactive");
-    change([this] { active_ = flushing_ = false; });
+    change([this] { active_ = false; });
     return CBaseInputPin::Inactive();
   }
 
   HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override {
-    const auto streaming = order_.begin(StreamOrder::Call::kNewSegment);
+    const auto streaming = begin_streaming(nullptr);
     std::ostringstream entry;
     entry << "new segment " << start << '-' << stop << " x" << rate;
     log(entry.str());
+    change([&] {
+      segment_start_ = start;
+      samples_.clear();
+    });
     return CBaseInputPin::NewSegment(start, stop, rate);
   }
   HRESULT Receive(IMediaSample* sample) override {
-    const auto streaming = order_.begin(StreamOrder::Call::kSample);
+    const auto streaming = begin_streaming("sample");
     const HRESULT hr = receive_in_order(sample);
-    if (hr != S_OK) order_.sample_refused();
+    if (hr != S_OK) change([this] { not_allowed_ = "after a refused sample"; });
     return hr;
   }
   HRESULT EndOfStream() override {
-    const auto streaming = order_.begin(StreamOrder::Call::kEndOfStream);
+    const auto streaming = begin_streaming("end of stream");
     log("end of stream");
-    change([this] { ended_ = true; });
+    change([this] {
+      ended_ = true;
+      not_allowed_ = "after the end of the stream";
+    });
     m_pFilter->NotifyEvent(EC_COMPLETE, S_OK, 0);
     return S_OK;
   }
   HRESULT BeginFlush() override {
     log("begin flush");
-    order_.begin_flush();
-    const HRESULT hr = CBaseInputPin::BeginFlush();
-    change([this] { flushing_ = true; });
-    return hr;
+    change([this] {
+      if (flushing_) breaches_.push_back("flush within a flush");
+      flushing_ = true;
+    });
+    return CBaseInputPin::BeginFlush();
   }
   HRESULT EndFlush() override {
     log("end flush");
-    order_.end_flush();
-    change([this] { flushing_ = ended_ = false; });
+    change([this] {
+      if (!flushing_) breaches_.push_back("end of a flush that has not begun");
+      begin_anew();
+    });
     return CBaseInputPin::EndFlush();
   }
 
@@ -209,6 +159,20 @@ class TestSinkPin final : public CBaseInputPin {
   bool wait_until(Condition is_met) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, kPatience, is_met);
+  }
+  void begin_anew() {
+    flushing_ = ended_ = false;
+    not_allowed_ = "before a new segment";
+    samples_.clear();
+  }
+  // The call ends when the result is released. `name` is null for a new segment.
+  [[nodiscard]] std::shared_ptr<const void> begin_streaming(const char* name) {
+    const std::lock_guard lock(mutex_);
+    if (streaming_.use_count() > 1) breaches_.push_back("overlapping streaming calls");
+    if (flushing_) return streaming_;  // it is refused, and changes nothing
+    if (name == nullptr) not_allowed_.clear();
+    if (!not_allowed_.empty()) breaches_.push_back(name + (" " + not_allowed_));
+    return streaming_;
   }
   HRESULT receive_in_order(IMediaSample* sample) {
     if (const HRESULT hr = CBaseInputPin::Receive(sample); hr != S_OK) return hr;
@@ -249,7 +213,7 @@ class TestSinkPin final : public CBaseInputPin {
   }
 
   const SinkOptions options_;
-  StreamOrder order_;
+  const std::shared_ptr<const void> streaming_ = std::make_shared<int>();  // shared by each streaming call
 
   // Guards what follows. Never held while the filter's lock is taken.
   mutable std::mutex mutex_;
@@ -260,6 +224,9 @@ class TestSinkPin final : public CBaseInputPin {
   int passes_ = 0;
   bool held_ = false;
   bool ended_ = false;
+  std::string not_allowed_ = "before a new segment";  // why a sample or an end would be a breach
+  std::vector<std::string> breaches_;
+  REFERENCE_TIME segment_start_ = -1;
   std::vector<SinkSample> samples_;
 };
 
