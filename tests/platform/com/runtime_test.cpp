@@ -1,13 +1,25 @@
-// The text of GUIDs, and the apartment of each thread.
+// The text of GUIDs, the apartment of each thread, and objects by class identifier: built-in classes, and
+// registered modules with their loading and unloading.
+#include <com_ptr.h>
+#include <dshow.h>
 #include <gtest/gtest.h>
-#include <objbase.h>
 
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <thread>
-#include <tuple>
+#include <vector>
+
+#include "platform/com/registry_key.h"
+#include "tests/platform/com/test_module.h"
+#include "tests/platform/fault_at.h"
+#include "tests/support/registry_file.h"
 
 namespace zdr::test {
 namespace {
+
+using com::ComPtr;
 
 constexpr GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {0xFE, 0xDC, 0xBA, 0x98, 0x76, 0x54, 0x32, 0x10}};
 constexpr std::u16string_view kText = u"{01234567-89AB-CDEF-FEDC-BA9876543210}";
@@ -49,6 +61,140 @@ TEST(Apartment, FirstInitialisationChoosesTheModelUntilAllAreUndone) {
     EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
     CoUninitialize();
   }).join();
+}
+
+const std::string kTestModule = ZDR_TEST_MODULE;
+const std::string kEntrylessModule = ZDR_ENTRYLESS_MODULE;
+
+std::string module_log() {
+  const char* text = std::getenv(kModuleLog);
+  return text != nullptr ? text : "";
+}
+
+template <class Interface>
+HRESULT create(REFCLSID clsid, REFIID iid, ComPtr<Interface>& object, IUnknown* outer = nullptr) {
+  return CoCreateInstance(clsid, outer, CLSCTX_INPROC_SERVER, iid, object.out_void());
+}
+
+class ClassObjects : public testing::Test {
+ protected:
+  ClassObjects() {
+    unsetenv(kModuleLog);
+    for (const CLSID& clsid : {CLSID_TestAlone, CLSID_TestAggregatable}) register_server(clsid, kTestModule);
+  }
+  ~ClassObjects() override { CoFreeUnusedLibraries(); }
+
+  void register_server(REFCLSID clsid, const std::string& path, DWORD type = REG_SZ,
+                       size_t missing_bytes = 0) {
+    const std::u16string text = std::filesystem::path(path).u16string();
+    com::OpenKey key;
+    ASSERT_EQ(key.create(com::class_key(clsid) + u"\\InprocServer32"), ERROR_SUCCESS);
+    const size_t bytes = (text.size() + 1) * sizeof(WCHAR);
+    ASSERT_EQ(key.set(nullptr, type, text.c_str(), bytes - missing_bytes), ERROR_SUCCESS);
+  }
+
+  RegistryFile registry_;
+};
+
+TEST_F(ClassObjects, KeptOuterObjectRequestingMoreThanIUnknownGetsNoInterface) {
+  ComPtr<IMemAllocator> outer;
+  ASSERT_EQ(create(CLSID_MemoryAllocator, IID_IMemAllocator, outer), S_OK);
+  ComPtr<IUnknown> inner;
+  EXPECT_EQ(create(CLSID_TestAlone, IID_IUnknown, inner, outer.get()), CLASS_E_NOAGGREGATION);
+  for (const CLSID& clsid : {CLSID_TestAggregatable, CLSID_MemoryAllocator}) {
+    EXPECT_EQ(create(clsid, IID_IMemAllocator, inner, outer.get()), E_NOINTERFACE);
+    ASSERT_EQ(create(clsid, IID_IUnknown, inner, outer.get()), S_OK);
+  }
+  // The inner allocator shows the identity of the outer object.
+  ComPtr<IMemAllocator> part;
+  ASSERT_EQ(inner->QueryInterface(IID_IMemAllocator, part.out_void()), S_OK);
+  ComPtr<IUnknown> identities[2];
+  ASSERT_EQ(part->QueryInterface(IID_IUnknown, identities[0].out_void()), S_OK);
+  ASSERT_EQ(outer->QueryInterface(IID_IUnknown, identities[1].out_void()), S_OK);
+  EXPECT_EQ(identities[0].get(), identities[1].get());
+}
+
+TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
+  const auto expect_failure = [&](const char* what, REFCLSID clsid, REFIID iid, HRESULT expected,
+                                  DWORD context = CLSCTX_ALL) {
+    void* object = this;
+    EXPECT_EQ(CoCreateInstance(clsid, nullptr, context, iid, &object), expected) << what;
+    EXPECT_EQ(object, nullptr) << what;
+  };
+  // What, path, type of the value, bytes missing at its end, result.
+  const std::tuple<const char*, std::string, DWORD, size_t, HRESULT> servers[] = {
+      {"no such file", "/nonexistent/module.so", REG_SZ, 0, HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)},
+      {"module without entry", kEntrylessModule, REG_SZ, 0, CO_E_ERRORINDLL},
+      {"class not in the module", kTestModule, REG_SZ, 0, CLASS_E_CLASSNOTAVAILABLE},
+      {"text without NUL", kTestModule, REG_SZ, sizeof(WCHAR), CLASS_E_CLASSNOTAVAILABLE},
+      {"half a character", kTestModule, REG_SZ, 1, REGDB_E_INVALIDVALUE},
+      {"relative path", kTestModule.substr(1), REG_SZ, 0, REGDB_E_INVALIDVALUE},
+      {"no path", "", REG_SZ, 0, REGDB_E_INVALIDVALUE},
+      {"another type", kTestModule, REG_EXPAND_SZ, 0, REGDB_E_INVALIDVALUE},
+  };
+  // No interface is out of reach of a class that is not built in: its module decides.
+  void* factory = this;
+  EXPECT_EQ(CoGetClassObject(CLSID_MemoryAllocator, CLSCTX_ALL, nullptr, IID_IPin, &factory), E_NOINTERFACE);
+  EXPECT_EQ(factory, nullptr);
+  expect_failure("not registered", CLSID_TestMissing, IID_IUnknown, REGDB_E_CLASSNOTREG);
+  for (const auto& [what, path, type, missing_bytes, expected] : servers) {
+    register_server(CLSID_TestMissing, path, type, missing_bytes);
+    expect_failure(what, CLSID_TestMissing, IID_IUnknown, expected);
+  }
+  expect_failure("interface not in the class", CLSID_TestAlone, IID_IPin, E_NOINTERFACE);
+  expect_failure("interface not in a built-in class", CLSID_MemoryAllocator, IID_IPin, E_NOINTERFACE);
+  expect_failure("no servers outside of the process", CLSID_MemoryAllocator, IID_IUnknown,
+                 REGDB_E_CLASSNOTREG, CLSCTX_LOCAL_SERVER);
+  const FaultAt fault(platform::FaultPoint::kHeapAllocation, 1);
+  expect_failure("no memory", CLSID_MemoryAllocator, IID_IUnknown, E_OUTOFMEMORY);
+}
+
+TEST_F(ClassObjects, ModuleStaysLoadedWhileItIsInUse) {
+  const auto get_factory = [](ComPtr<IClassFactory>& factory) {
+    return CoGetClassObject(CLSID_TestAlone, CLSCTX_ALL, nullptr, IID_IClassFactory, factory.out_void());
+  };
+  ComPtr<IClassFactory> factory;
+  ASSERT_EQ(get_factory(factory), S_OK);
+  CoFreeUnusedLibraries();
+  EXPECT_EQ(module_log(), "AI") << "unloaded under a living factory";
+
+  ComPtr<ITestModule> object;
+  ASSERT_EQ(factory->CreateInstance(nullptr, IID_ITestModule, object.out_void()), S_OK);
+  EXPECT_EQ(object->CountBesideAllocator(), 2) << "the factory and the object, not those of the platform";
+  ASSERT_EQ(factory->LockServer(TRUE), S_OK);
+  object.reset();
+  factory.reset();
+  CoFreeUnusedLibraries();
+  EXPECT_EQ(module_log(), "AI") << "unloaded although locked";
+
+  ASSERT_EQ(get_factory(factory), S_OK);
+  ASSERT_EQ(factory->LockServer(FALSE), S_OK);
+  factory.reset();
+  CoFreeUnusedLibraries();
+  EXPECT_EQ(module_log(), "AIiD");
+
+  ASSERT_EQ(create(CLSID_TestAlone, IID_ITestModule, object), S_OK);
+  EXPECT_EQ(module_log(), "AIiDAI");
+  object.reset();
+  CoFreeUnusedLibraries();
+  EXPECT_EQ(module_log(), "AIiDAIiD") << "no factory is left over";
+}
+
+TEST_F(ClassObjects, ConcurrentCreationsLoadTheModuleOnce) {
+  constexpr int kRounds = 100;
+  std::vector<std::thread> threads;
+  std::atomic<int> made{0};
+  for (int t = 0; t < 3; ++t) {
+    threads.emplace_back([&made] {
+      for (int i = 0; i < kRounds; ++i) {
+        ComPtr<ITestModule> object;
+        if (create(CLSID_TestAlone, IID_ITestModule, object) == S_OK) ++made;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(made, 3 * kRounds);
+  EXPECT_EQ(module_log(), "AI");
 }
 
 }  // namespace

@@ -1,10 +1,14 @@
-// CMemAllocator on one thread: properties, commits, the layout of the memory, the list of free samples; and
-// its samples: what survives their return, times, data length.
+// CMemAllocator: properties, commits, the layout of the memory, the list of free samples; its samples: what
+// survives their return, times, data length; and waits and returns between threads.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstring>
+#include <future>
+#include <random>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -185,6 +189,76 @@ TEST_F(MediaSample, DataStaysWithinTheBuffer) {
     EXPECT_EQ(sample_->SetActualDataLength(bad), VFW_E_BUFFER_OVERFLOW);
     EXPECT_EQ(sample_->GetActualDataLength(), kSize);
   }
+}
+
+// ---- Between threads
+// ---------------------------------------------------------------------------------------
+
+TEST(AllocatorThreads, ReturnedBufferOrDecommitEndsAWait) {
+  enum { kReturn, kDecommit, kDecommitAndCommit };
+  for (const int end : {kReturn, kDecommit, kDecommitAndCommit}) {
+    auto allocator = make_committed(1, 10);
+    auto held = take(*allocator.get());
+    ComPtr<IMediaSample> sample;
+    auto asker = std::async(std::launch::async,
+                            [&] { return allocator->GetBuffer(sample.out(), nullptr, nullptr, 0); });
+    allocator->wait_for_waiters(1);
+    {
+      const CAutoLock lock(allocator.get());  // the waiter sees only the result
+      if (end != kReturn) allocator->Decommit();
+      if (end == kDecommitAndCommit) allocator->Commit();
+      held.reset();
+    }
+    EXPECT_EQ(asker.get(), end == kReturn ? S_OK : VFW_E_NOT_COMMITTED) << end;
+    allocator->Decommit();
+    allocator.reset();
+    sample.reset();  // the last return destroys the allocator
+    EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
+  }
+}
+
+// Takes and marks buffers until `stop` is set, and checks and returns each after the next one. A buffer that
+// two threads hold would show two marks. Two buffers are never all, so the threads cannot starve each other.
+void use_buffers(CountedAllocator& allocator, BYTE mark, const std::atomic<bool>& stop,
+                 std::atomic<int>& uses) {
+  std::mt19937 random(mark);
+  ComPtr<IMediaSample> held;
+  while (!stop) {
+    ComPtr<IMediaSample> sample = take(allocator, random() % 3 == 0 ? DWORD{0} : DWORD{AM_GBF_NOWAIT});
+    if (sample) {
+      std::memset(pointer_of(*sample.get()), mark, 64);
+      sample->SetActualDataLength(static_cast<LONG>(mark));
+      ++uses;
+    }
+    if (held) {
+      const BYTE* const data = pointer_of(*held.get());
+      ASSERT_EQ(std::count(data, data + 64, mark), 64);
+      ASSERT_EQ(held->GetActualDataLength(), mark);
+    }
+    held = std::move(sample);
+  }
+}
+
+TEST(AllocatorThreads, NoBufferIsLentTwiceWhileCommitsComeAndGo) {
+  constexpr int kUses = 20000;
+  auto allocator = make_committed(5, 64);
+  std::atomic<bool> stop{false};
+  std::atomic<int> uses{0};
+  std::vector<std::thread> threads;
+  for (BYTE mark = 1; mark <= 3; ++mark) {
+    threads.emplace_back([&, mark] { use_buffers(*allocator.get(), mark, stop, uses); });
+  }
+  while (uses < kUses) {
+    ASSERT_EQ(allocator->Decommit(), S_OK);
+    ASSERT_EQ(allocator->Commit(), S_OK);
+    std::this_thread::yield();
+  }
+  stop = true;
+  allocator->Decommit();  // ends the waits
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(allocator->free_count(), 5);
+  allocator.reset();
+  EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
 }
 
 }  // namespace
