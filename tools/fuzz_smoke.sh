@@ -1,11 +1,11 @@
 #!/bin/sh
-# tools/fuzz_smoke.sh FOLDER SECONDS: runs every fuzz target of FOLDER for SECONDS each, seeded with the samples.
+# tools/fuzz_smoke.sh FOLDER SECONDS: runs every fuzz target of FOLDER for SECONDS each, seeded with the samples,
+# as many at a time as there are processors.
 set -eu
-root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
-for target in "$1"/*_fuzz; do
+export samples="$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)/samples" seconds="$2"
+printf '%s\0' "$1"/*_fuzz | xargs -0 -n 1 -P "$(nproc)" sh -euc '
   corpus=$(mktemp -d)
-  find "$root/samples" -type f -size -32k -exec cp {} "$corpus" \;
-  echo "fuzz smoke: $(basename "$target"), $2 s"
-  "$target" -max_total_time="$2" -rss_limit_mb=2048 -timeout=10 -print_final_stats=0 -verbosity=0 "$corpus"
-  rm -rf "$corpus"
-done
+  trap "rm -rf \"$corpus\"" EXIT
+  find "$samples" -type f -size -32k -exec cp {} "$corpus" \;
+  echo "fuzz smoke: ${1##*/}, $seconds s"
+  "$1" -max_total_time="$seconds" -rss_limit_mb=2048 -timeout=10 -print_final_stats=0 -verbosity=0 "$corpus"' smoke
