@@ -6,8 +6,9 @@
 namespace zdr::aacdec {
 
 const CoreKernels& core_kernels() {
-#if defined(__x86_64__)
-  if (use_wide_vectors()) return kAvx2CoreKernels;
+#if defined(__x86_64__) || defined(__i386__)
+  if (vector_level() == VectorLevel::kAvx2) return kAvx2CoreKernels;
+  if (vector_level() == VectorLevel::kSse41) return kSse41CoreKernels;
 #endif
   return kBaseCoreKernels;
 }

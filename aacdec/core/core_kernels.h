@@ -42,7 +42,8 @@ struct CoreKernels {
 
 // One table per instruction set, defined in core_kernels_VARIANT.cpp.
 extern const CoreKernels kBaseCoreKernels;
-extern const CoreKernels kAvx2CoreKernels;  // exists on x86-64 only
+extern const CoreKernels kSse41CoreKernels;  // exists on x86 only
+extern const CoreKernels kAvx2CoreKernels;   // exists on x86 only
 
 // The table for this processor.
 const CoreKernels& core_kernels();

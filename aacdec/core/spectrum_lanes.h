@@ -51,8 +51,8 @@ void attenuate(const int32_t* in, int32_t* out, int count, int shift, int32_t fa
 
 // Shifts the sixteen lanes of `low` and `high` down by one.
 [[gnu::always_inline]] inline void drop_first(Lanes& low, Lanes& high) {
-  low = __builtin_shufflevector(low, high, 1, 2, 3, 4, 5, 6, 7, 8);
-  high = __builtin_shufflevector(high, Lanes{}, 1, 2, 3, 4, 5, 6, 7, 8);
+  low = shuffle<1, 2, 3, 4, 5, 6, 7, 8>(low, high);
+  high = shuffle<1, 2, 3, 4, 5, 6, 7, 8>(high, Lanes{});
 }
 
 // Each output contributes to the next two lines by scalar products, and to later lines through lanes that
@@ -74,7 +74,7 @@ bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t
     before[1] = before[0];
     before[0] = out[n];
     next_sums[0] = next_sums[1];
-    next_sums[1] = static_cast<int32_t>(low[0]);
+    next_sums[1] = static_cast<int32_t>(lane(low, 0));
     drop_first(low, high);
     const Lanes newest = broadcast(out[n]);
     low += mul_q31(newest, low_taps);

@@ -46,7 +46,7 @@ template <int kCount>
 
 [[gnu::always_inline]] inline ComplexLanes rotate_three_eighths(ComplexLanes a) {
   const Lanes root = broadcast(kSquareRootHalf);
-  return {mul_q31(a.im - a.re, root), Lanes{} - mul_q31(a.re + a.im, root)};
+  return {mul_q31(a.im - a.re, root), -mul_q31(a.re + a.im, root)};
 }
 
 [[gnu::always_inline]] inline void fourier_8(ComplexLanes (&v)[8]) {
@@ -99,18 +99,18 @@ template <typename Put>
 }
 
 [[gnu::always_inline]] inline Lanes even_lanes(Lanes a, Lanes b) {
-  return __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14);
+  return shuffle<0, 2, 4, 6, 8, 10, 12, 14>(a, b);
 }
 
 [[gnu::always_inline]] inline Lanes odd_lanes_reversed(Lanes a, Lanes b) {
-  return __builtin_shufflevector(a, b, 15, 13, 11, 9, 7, 5, 3, 1);
+  return shuffle<15, 13, 11, 9, 7, 5, 3, 1>(a, b);
 }
 
 // Stores a[0], b[7], a[1], b[6] and so on.
 [[gnu::always_inline]] inline void store_interleaved(int32_t* to, Lanes a, Lanes b) {
   const Lanes back = reverse(b);
-  store(to, __builtin_shufflevector(a, back, 0, 8, 1, 9, 2, 10, 3, 11));
-  store(to + kLanes, __builtin_shufflevector(a, back, 4, 12, 5, 13, 6, 14, 7, 15));
+  store(to, shuffle<0, 8, 1, 9, 2, 10, 3, 11>(a, back));
+  store(to + kLanes, shuffle<4, 12, 5, 13, 6, 14, 7, 15>(a, back));
 }
 
 void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
@@ -129,8 +129,8 @@ void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
     const int high = 63 - low;
     const ComplexLanes a = rotate(load_row(rows, low), eight_rotations(kLongRotations, 8 * low));
     const ComplexLanes b = rotate(load_row(rows, high), eight_rotations(kLongRotations, 8 * high));
-    store_interleaved(out + 16 * low, a.re, Lanes{} - b.im);
-    store_interleaved(out + 16 * high, b.re, Lanes{} - a.im);
+    store_interleaved(out + 16 * low, a.re, -b.im);
+    store_interleaved(out + 16 * high, b.re, -a.im);
   }
 }
 
@@ -165,7 +165,7 @@ void dct4_short(const int32_t* in, int32_t* out, int32_t* work) {
   fourier_64(rows, [=](int k, ComplexLanes v) {
     const ComplexLanes rotated = rotate(v, one_rotation(kShortRotations, k));
     store(lines + kLanes * 2 * k, rotated.re);
-    store(lines + kLanes * (127 - 2 * k), Lanes{} - rotated.im);
+    store(lines + kLanes * (127 - 2 * k), -rotated.im);
   });
   scatter_windows(lines, out);
 }

@@ -3,28 +3,20 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 
 #include "aacdec/fixed/fixed_lanes.h"
 
 namespace zdr::aacdec {
 namespace {
 
-[[gnu::always_inline]] inline Lanes load_window(const uint16_t* from) {
-  using Half = uint16_t __attribute__((vector_size(2 * kLanes)));
-  Half half;
-  std::memcpy(&half, from, sizeof half);
-  return __builtin_convertvector(half, Lanes);
-}
-
 // The first half of the inverse transform is the second half of y, followed by its negated mirror image.
 void window_rise(const int32_t* y, int length, const uint16_t* window, int32_t* out) {
   for (int i = 0; i < length / 2; i += kLanes) {
     const int mirrored = length - kLanes - i;
     const Lanes v = load(y + length / 2 + i);
-    const Lanes back = reverse(Lanes{} - v);
-    store(out + i, mul_q15(shift_right(v, 8), load_window(window + i)));
-    store(out + mirrored, mul_q15(shift_right(back, 8), load_window(window + mirrored)));
+    const Lanes back = reverse(-v);
+    store(out + i, mul_q15(shift_right(v, 8), load_words(window + i)));
+    store(out + mirrored, mul_q15(shift_right(back, 8), load_words(window + mirrored)));
   }
 }
 
@@ -33,9 +25,9 @@ void window_fall(const int32_t* y, int length, const uint16_t* window, int32_t* 
   for (int i = 0; i < length / 2; i += kLanes) {
     const int late = length / 2 + i;
     const int early = length / 2 - kLanes - i;
-    const Lanes v = shift_right(Lanes{} - load(y + i), 8);
-    store(out + late, mul_q15(v, reverse(load_window(window + early))));
-    store(out + early, mul_q15(reverse(v), reverse(load_window(window + late))));
+    const Lanes v = shift_right(-load(y + i), 8);
+    store(out + late, mul_q15(v, reverse(load_words(window + early))));
+    store(out + early, mul_q15(reverse(v), reverse(load_words(window + late))));
   }
 }
 
@@ -45,21 +37,19 @@ void window_fall(const int32_t* y, int length, const uint16_t* window, int32_t* 
   // 32767 - v and v + 32767 are negative outside the range; v has 27 bits.
   const Lanes limit = broadcast(32767);
   const Lanes cut_above = select(sign_mask(limit - v), limit, v);
-  return select(sign_mask(cut_above + limit), Lanes{} - limit, cut_above);
+  return select(sign_mask(cut_above + limit), -limit, cut_above);
 }
 
 void put_samples(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride) {
-  using Samples = uint16_t __attribute__((vector_size(2 * kLanes)));
   for (int i = 0; i < count; i += kLanes) {
-    const Lanes sum = load(overlap + i) + load(time + i) + 16;
-    const auto samples = __builtin_convertvector(clamp_to_sample(shift_right(sum, 5)), Samples);
+    const Lanes samples = clamp_to_sample(shift_right(load(overlap + i) + load(time + i) + 16, 5));
     if (stride == 1) {
-      std::memcpy(pcm + i, &samples, sizeof samples);
+      store_words(pcm + i, samples);
       continue;
     }
-    int16_t lanes[kLanes];
-    std::memcpy(lanes, &samples, sizeof samples);
-    for (int lane = 0; lane < kLanes; ++lane) pcm[stride * (i + lane)] = lanes[lane];
+    int16_t words[kLanes];
+    store_words(words, samples);
+    for (int k = 0; k < kLanes; ++k) pcm[stride * (i + k)] = words[k];
   }
 }
 

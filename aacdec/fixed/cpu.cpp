@@ -1,29 +1,38 @@
 // Detects the instruction sets of the processor once, when the library is loaded.
 #include "aacdec/fixed/cpu.h"
 
+#include <algorithm>
+
 namespace zdr::aacdec {
 namespace {
 
-bool has_wide_vectors() {
-#if defined(__x86_64__)
+constexpr VectorLevel kLevels[] = {VectorLevel::kBase, VectorLevel::kSse41, VectorLevel::kAvx2};
+
+VectorLevel highest_level() {
+#if defined(__x86_64__) || defined(__i386__)
   // Needed because this may run before the compiler runtime's constructor that does the same.
   __builtin_cpu_init();
-  return __builtin_cpu_supports("avx2") != 0;
-#else
-  return false;
+  if (__builtin_cpu_supports("avx2") != 0) return VectorLevel::kAvx2;
+  if (__builtin_cpu_supports("sse4.1") != 0) return VectorLevel::kSse41;
 #endif
+  return VectorLevel::kBase;
 }
 
-bool wide_vectors = has_wide_vectors();
+const VectorLevel highest = highest_level();
+VectorLevel selected = highest;
 
 }  // namespace
 
-bool use_wide_vectors() {
-  return wide_vectors;
+std::span<const VectorLevel> vector_levels() {
+  return {kLevels, static_cast<size_t>(highest) + 1};
 }
 
-void allow_wide_vectors(bool allowed) {
-  wide_vectors = allowed && has_wide_vectors();
+VectorLevel vector_level() {
+  return selected;
+}
+
+void limit_vector_level(VectorLevel limit) {
+  selected = std::min(limit, highest);
 }
 
 }  // namespace zdr::aacdec

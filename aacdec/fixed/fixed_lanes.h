@@ -1,21 +1,21 @@
-// The operations of fixed_point.h on eight values at a time, with the compiler's vector types: one source
-// produces the same bits with every instruction set.
+// The operations of fixed_point.h on eight values at a time: one source produces the same bits with every
+// instruction set.
 //
 // For kernel files only. Kernel files are compiled once per instruction set. Everything in them except the
 // table of kernels is in an unnamed namespace, and from other headers they use only data and always-inlined
 // functions. Otherwise the linker might keep a copy of a shared function that not every processor can run.
 #pragma once
 
-#include <cstdint>
-#include <cstring>
+#ifdef __AVX2__
+#include "aacdec/fixed/lanes_in_one_register.h"
+#else
+#include "aacdec/fixed/lanes_in_two_registers.h"
+#endif
 
 namespace zdr::aacdec {
 namespace {
 
-inline constexpr int kLanes = 8;
-// Unsigned, because sums wrap.
-using Lanes = uint32_t __attribute__((vector_size(4 * kLanes)));
-using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
+static_assert(kLanes == 8 && sizeof(Lanes) == 4 * kLanes);
 
 [[gnu::always_inline]] inline Lanes load(const int32_t* from) {
   Lanes v;
@@ -39,16 +39,20 @@ using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
 }
 
 [[gnu::always_inline]] inline Lanes broadcast(int32_t v) {
-  return Lanes{} + static_cast<uint32_t>(v);
+  return each([v](Register zero) { return zero + static_cast<uint32_t>(v); }, Lanes{});
+}
+
+[[gnu::always_inline]] inline Lanes shift_right(Lanes v, int count) {
+  return each(
+      [count](Register x) {
+        return reinterpret_cast<Register>(reinterpret_cast<SignedRegister>(x) >> count);
+      },
+      v);
 }
 
 // All ones in negative lanes, else 0.
 [[gnu::always_inline]] inline Lanes sign_mask(Lanes v) {
-  return reinterpret_cast<Lanes>(reinterpret_cast<SignedLanes>(v) >> 31);
-}
-
-[[gnu::always_inline]] inline Lanes shift_right(Lanes v, int count) {
-  return reinterpret_cast<Lanes>(reinterpret_cast<SignedLanes>(v) >> count);
+  return shift_right(v, 31);
 }
 
 [[gnu::always_inline]] inline Lanes select(Lanes mask, Lanes yes, Lanes no) {
@@ -62,8 +66,9 @@ using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
   const Lanes b_bits = (b ^ b_sign) - b_sign;
   const Lanes a_high = a_bits >> 16;
   const Lanes b_high = b_bits >> 16;
-  const Lanes product =
-      ((a_high * b_high) << 1) + (((a_bits & 0xFFFF) * b_high) >> 15) + ((a_high * (b_bits & 0xFFFF)) >> 15);
+  const Lanes product = (product_of_halves(a_high, b_high) << 1) +
+                        (product_of_halves(a_bits & 0xFFFF, b_high) >> 15) +
+                        (product_of_halves(a_high, b_bits & 0xFFFF) >> 15);
   const Lanes sign = a_sign ^ b_sign;
   return (product ^ sign) - sign;
 }
@@ -72,7 +77,8 @@ using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
 [[gnu::always_inline]] inline Lanes mul_q15(Lanes v, Lanes window) {
   const Lanes sign = sign_mask(v);
   const Lanes bits = (v ^ sign) - sign;
-  const Lanes product = (((bits >> 16) * window) << 1) + (((bits & 0xFFFF) * window) >> 15);
+  const Lanes product =
+      (product_of_halves(bits >> 16, window) << 1) + (product_of_halves(bits & 0xFFFF, window) >> 15);
   return (product ^ sign) - sign;
 }
 
@@ -104,7 +110,7 @@ struct ComplexLanes {
 }
 
 [[gnu::always_inline]] inline ComplexLanes times_minus_i(ComplexLanes a) {
-  return {a.im, Lanes{} - a.re};
+  return {a.im, -a.re};
 }
 
 // Fourier transform of 4 points. The results are `step` apart in `out`, which may overlap the arguments.
@@ -137,24 +143,24 @@ struct Rotation {
 [[gnu::always_inline]] inline void transpose(Lanes (&r)[kLanes]) {
   Lanes pair[8];
   for (int i = 0; i < 8; i += 2) {
-    pair[i] = __builtin_shufflevector(r[i], r[i + 1], 0, 8, 1, 9, 4, 12, 5, 13);
-    pair[i + 1] = __builtin_shufflevector(r[i], r[i + 1], 2, 10, 3, 11, 6, 14, 7, 15);
+    pair[i] = shuffle<0, 8, 1, 9, 4, 12, 5, 13>(r[i], r[i + 1]);
+    pair[i + 1] = shuffle<2, 10, 3, 11, 6, 14, 7, 15>(r[i], r[i + 1]);
   }
   Lanes quad[8];
   for (int i = 0; i < 8; i += 4) {
     for (int k = 0; k < 2; ++k) {
-      quad[i + 2 * k] = __builtin_shufflevector(pair[i + k], pair[i + 2 + k], 0, 1, 8, 9, 4, 5, 12, 13);
-      quad[i + 2 * k + 1] = __builtin_shufflevector(pair[i + k], pair[i + 2 + k], 2, 3, 10, 11, 6, 7, 14, 15);
+      quad[i + 2 * k] = shuffle<0, 1, 8, 9, 4, 5, 12, 13>(pair[i + k], pair[i + 2 + k]);
+      quad[i + 2 * k + 1] = shuffle<2, 3, 10, 11, 6, 7, 14, 15>(pair[i + k], pair[i + 2 + k]);
     }
   }
   for (int i = 0; i < 4; ++i) {
-    r[i] = __builtin_shufflevector(quad[i], quad[i + 4], 0, 1, 2, 3, 8, 9, 10, 11);
-    r[i + 4] = __builtin_shufflevector(quad[i], quad[i + 4], 4, 5, 6, 7, 12, 13, 14, 15);
+    r[i] = shuffle<0, 1, 2, 3, 8, 9, 10, 11>(quad[i], quad[i + 4]);
+    r[i + 4] = shuffle<4, 5, 6, 7, 12, 13, 14, 15>(quad[i], quad[i + 4]);
   }
 }
 
 [[gnu::always_inline]] inline Lanes reverse(Lanes v) {
-  return __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0);
+  return shuffle<7, 6, 5, 4, 3, 2, 1, 0>(v, v);
 }
 
 }  // namespace

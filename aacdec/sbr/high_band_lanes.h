@@ -16,9 +16,8 @@ inline constexpr int32_t kTailMasks[2 * kLanes] = {-1, -1, -1, -1, -1, -1, -1, -
   return load(kTailMasks + kLanes - (count < kLanes ? count : kLanes));
 }
 
-inline int64_t total(const WideLanes& v) {
-  const WideHalf sum = v.even + v.odd;
-  return static_cast<int64_t>(sum[0] + sum[1] + sum[2] + sum[3]);
+[[gnu::always_inline]] inline int64_t signed_total(const WideLanes& v) {
+  return static_cast<int64_t>(total(v));
 }
 
 // Adds x[n + lag] conj(x[n]); `late` is x[n + lag], `now` is x[n].
@@ -46,7 +45,7 @@ void correlate(const int32_t* re, const int32_t* im, int count, LaggedSums& sums
     add_lagged({load(re + n + 1), load(im + n + 1)}, now, re1, im1);
     add_lagged({load(re + n + 2), load(im + n + 2)}, now, re2, im2);
   }
-  sums = {total(energy), total(re1), total(im1), total(re2), total(im2)};
+  sums = {signed_total(energy), signed_total(re1), signed_total(im1), signed_total(re2), signed_total(im2)};
 }
 
 uint64_t measure_energy(const int32_t* re, const int32_t* im, int count) {
@@ -56,7 +55,7 @@ uint64_t measure_energy(const int32_t* re, const int32_t* im, int count) {
     const ComplexLanes now{load(re + n) & mask, load(im + n) & mask};
     add_energy(now, energy);
   }
-  return static_cast<uint64_t>(total(energy));
+  return total(energy);
 }
 
 [[gnu::always_inline]] inline Lanes scaled(Lanes v, Lanes mantissa, int shift) {

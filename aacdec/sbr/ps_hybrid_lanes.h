@@ -145,11 +145,7 @@ void measure_energies(const QmfMatrix& bands, PsSynthesisState& ps) {
     uint64_t* const energy = ps.energy[kPsBandOfSubBand[k]];
     for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
       const ComplexLanes v = row.at(slot);
-      const WideLanes sum = wide_product(v.re, v.re) + wide_product(v.im, v.im);
-      for (int i = 0; i < kLanes / 2; ++i) {
-        energy[slot + 2 * i] += sum.even[i];
-        energy[slot + 2 * i + 1] += sum.odd[i];
-      }
+      add_to(energy + slot, wide_product(v.re, v.re) + wide_product(v.im, v.im));
     }
   }
 }

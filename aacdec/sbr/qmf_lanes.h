@@ -93,7 +93,7 @@ inline void analyse_slots(const QmfScratch& scratch, int slot, QmfMatrix& bands)
   const int column = kFrameColumn + slot;
   for (int n = 0; n < kCoreBands; ++n) {
     const ComplexLanes pair{analysis_window(scratch, n, column),
-                            Lanes{} - analysis_window(scratch, n + kCoreBands, column)};
+                            -analysis_window(scratch, n + kCoreBands, column)};
     x[n] = product(pair, kOddFrequencyTwiddles.entry[n]);
   }
   transform<kCoreBands>(x);
@@ -202,7 +202,7 @@ inline void write_slots(const QmfScratch& scratch, int slot, int16_t* pcm, int s
     transpose(block);
     for (int t = 0; t < kLanes; ++t) {
       int16_t* const out = pcm + ((slot + t) * kBands + n) * stride;
-      for (int i = 0; i < kLanes; ++i) out[i * stride] = static_cast<int16_t>(block[t][i]);
+      for (int i = 0; i < kLanes; ++i) out[i * stride] = static_cast<int16_t>(lane(block[t], i));
     }
   }
 }

@@ -6,8 +6,9 @@
 namespace zdr::aacdec {
 
 const SbrKernels& sbr_kernels() {
-#if defined(__x86_64__)
-  if (use_wide_vectors()) return kAvx2SbrKernels;
+#if defined(__x86_64__) || defined(__i386__)
+  if (vector_level() == VectorLevel::kAvx2) return kAvx2SbrKernels;
+  if (vector_level() == VectorLevel::kSse41) return kSse41SbrKernels;
 #endif
   return kBaseSbrKernels;
 }

@@ -60,7 +60,8 @@ struct SbrKernels {
 
 // One table per instruction set, defined in sbr_kernels_VARIANT.cpp.
 extern const SbrKernels kBaseSbrKernels;
-extern const SbrKernels kAvx2SbrKernels;  // exists on x86-64 only
+extern const SbrKernels kSse41SbrKernels;  // exists on x86 only
+extern const SbrKernels kAvx2SbrKernels;   // exists on x86 only
 
 // The table for this processor.
 const SbrKernels& sbr_kernels();

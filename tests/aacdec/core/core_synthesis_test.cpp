@@ -53,24 +53,25 @@ void vary(std::mt19937& random, Frame& frame) {
 constexpr size_t kFramesOfAFile = 20;
 
 // Decodes a frame with every instruction set.
-Pcm decoded(Frame& frame, const StreamFormat& format, int channels, CoreState* states) {
-  Pcm pcm[2];
-  for (const bool wide : {false, true}) {
-    allow_wide_vectors(wide);
-    pcm[wide].resize(static_cast<size_t>(kFrameLength * channels));
-    EXPECT_TRUE(reconstruct_spectra(frame, format, states[wide]));
-    synthesise_core(frame, states[wide], format.profile, channels, pcm[wide].data());
+Pcm decoded(Frame& frame, const StreamFormat& format, int channels, std::vector<CoreState>& states) {
+  std::vector<Pcm> pcm;
+  for (const VectorLevel level : vector_levels()) {
+    limit_vector_level(level);
+    pcm.emplace_back(static_cast<size_t>(kFrameLength * channels));
+    CoreState& state = states[static_cast<size_t>(level)];
+    EXPECT_TRUE(reconstruct_spectra(frame, format, state));
+    synthesise_core(frame, state, format.profile, channels, pcm.back().data());
+    EXPECT_EQ(pcm.back(), pcm.front());
   }
-  EXPECT_EQ(pcm[0], pcm[1]);
-  return pcm[0];
+  return pcm.front();
 }
 
 // A stereo frame for a mono output is mixed in the spectral domain and uses the windows of the first channel.
 void expect_model(const AdtsFile& file, int output_channels) {
   const StreamFormat format = {file.sampling_index, file.profile};
   std::mt19937 random(7);
-  const auto states = std::make_unique<CoreState[]>(2);
-  for (const int wide : {0, 1}) states[wide].reset();
+  std::vector<CoreState> states(vector_levels().size());
+  for (CoreState& state : states) state.reset();
   ReferenceCore model(format);
   double error = 0;  // both squared
   double level = 0;
@@ -84,7 +85,7 @@ void expect_model(const AdtsFile& file, int output_channels) {
       spectra.pop_back();
     }
     const auto expected = model.synthesise(*frame, spectra);
-    const Pcm pcm = decoded(*frame, format, output_channels, states.get());
+    const Pcm pcm = decoded(*frame, format, output_channels, states);
     for (size_t c = 0; c < expected.size(); ++c) {
       Pcm channel;
       for (size_t n = 0; n < kFrameLength; ++n) {
@@ -162,8 +163,8 @@ TEST(CoreSynthesis, KeptSmallestSampleIsMinus32767) {
                             48,          -48,         -49,     32 * 7,    32767 * 32, 32767 * 32 + 16,
                             -32767 * 32, -32768 * 32, 1 << 25, -(1 << 25)};
   const Pcm expected = {0, 0, 1, 0, -1, 1, 2, -1, -2, 7, 32767, 32767, -32767, -32767, 32767, -32767};
-  for (const bool wide : {false, true}) {
-    allow_wide_vectors(wide);
+  for (const VectorLevel level : vector_levels()) {
+    limit_vector_level(level);
     Pcm pcm(16);
     core_kernels().put_samples(overlap, time, 16, pcm.data(), 1);
     EXPECT_EQ(pcm, expected);

@@ -61,25 +61,27 @@ struct Decoder {
 class Comparison {
  public:
   Comparison(const SbrSettings& settings, bool stereo)
-      : plain_(settings),
-        wide_(settings),
-        reference_(static_cast<size_t>(settings.rate_multiplier),
+      : reference_(static_cast<size_t>(settings.rate_multiplier),
                    kCuts[settings.resampling_class] * static_cast<size_t>(settings.rate_multiplier) / 2),
         stereo_(stereo),
-        samples_(1024 * settings.rate_multiplier) {}
+        samples_(1024 * settings.rate_multiplier) {
+    for (size_t i = 0; i < vector_levels().size(); ++i) decoders_.emplace_back(settings);
+  }
 
   // Returns the largest difference in the frame.
   double decode(const SbrFrame& frame, const std::vector<Pcm>& cores, int fade_level) {
-    allow_wide_vectors(false);
-    const Pcm pcm = plain_.decode(frame, cores, stereo_, fade_level);
-    allow_wide_vectors(true);
-    EXPECT_EQ(wide_.decode(frame, cores, stereo_, fade_level), pcm);
-    EXPECT_TRUE(wide_.has_same_bands(plain_));
+    const Pcm pcm = decode_at(VectorLevel::kBase, frame, cores, fade_level);
+    for (const VectorLevel level : vector_levels()) {
+      if (level == VectorLevel::kBase) continue;
+      EXPECT_EQ(decode_at(level, frame, cores, fade_level), pcm);
+      EXPECT_TRUE(decoder(level).has_same_bands(decoder(VectorLevel::kBase)));
+    }
     std::vector<SbrReference::Signal> signals;
     for (const Pcm& core : cores) signals.emplace_back(core.begin(), core.end());
     const auto expected = reference_.process(frame, signals, stereo_, kFades[fade_level]);
-    EXPECT_EQ(plain_.output.samples, samples_);
-    EXPECT_EQ(plain_.output.channel_count, expected.size());
+    const SbrOutput& output = decoder(VectorLevel::kBase).output;
+    EXPECT_EQ(output.samples, samples_);
+    EXPECT_EQ(output.channel_count, expected.size());
     double worst = 0;
     for (size_t c = 0; c < expected.size(); ++c) {
       for (size_t i = 0; i < expected[c].size(); ++i) {
@@ -96,7 +98,13 @@ class Comparison {
   static constexpr size_t kCuts[9] = {64, 32, 16, 46, 23, 11, 42, 21, 10};
   static constexpr double kFades[6] = {1, 1, 0.5, 0.25, 0, 0};
 
-  Decoder plain_, wide_;
+  Decoder& decoder(VectorLevel level) { return decoders_[static_cast<size_t>(level)]; }
+  Pcm decode_at(VectorLevel level, const SbrFrame& frame, const std::vector<Pcm>& cores, int fade_level) {
+    limit_vector_level(level);
+    return decoder(level).decode(frame, cores, stereo_, fade_level);
+  }
+
+  std::vector<Decoder> decoders_;
   SbrReference reference_;
   bool stereo_;
   int samples_;

@@ -1,0 +1,144 @@
+// Eight lanes in two registers. For kernel files only; lanes_in_one_register.h is its counterpart.
+#pragma once
+
+#include "aacdec/fixed/registers.h"
+
+namespace zdr::aacdec {
+namespace {
+
+inline constexpr int kLanes = 2 * kRegisterLanes;
+
+template <class Value>
+struct Pair {
+  Value low, high;
+};
+using Lanes = Pair<Register>;
+using WideLanes = Pair<WideRegisters>;
+
+// Applies an operation on registers to both halves.
+template <class Operation, class... Values>
+[[gnu::always_inline]] inline auto each(Operation operation, const Values&... values) {
+  return Pair<decltype(operation(values.low...))>{operation(values.low...), operation(values.high...)};
+}
+
+[[gnu::always_inline]] inline Lanes operator+(Lanes a, Lanes b) {
+  return each([](Register x, Register y) { return x + y; }, a, b);
+}
+
+[[gnu::always_inline]] inline Lanes operator-(Lanes a, Lanes b) {
+  return each([](Register x, Register y) { return x - y; }, a, b);
+}
+
+[[gnu::always_inline]] inline Lanes operator&(Lanes a, Lanes b) {
+  return each([](Register x, Register y) { return x & y; }, a, b);
+}
+
+[[gnu::always_inline]] inline Lanes operator|(Lanes a, Lanes b) {
+  return each([](Register x, Register y) { return x | y; }, a, b);
+}
+
+[[gnu::always_inline]] inline Lanes operator^(Lanes a, Lanes b) {
+  return each([](Register x, Register y) { return x ^ y; }, a, b);
+}
+
+[[gnu::always_inline]] inline Lanes operator+(Lanes a, uint32_t b) {
+  return each([b](Register x) { return x + b; }, a);
+}
+
+[[gnu::always_inline]] inline Lanes operator&(Lanes a, uint32_t b) {
+  return each([b](Register x) { return x & b; }, a);
+}
+
+[[gnu::always_inline]] inline Lanes operator^(Lanes a, uint32_t b) {
+  return each([b](Register x) { return x ^ b; }, a);
+}
+
+[[gnu::always_inline]] inline Lanes operator<<(Lanes a, int count) {
+  return each([count](Register x) { return x << count; }, a);
+}
+
+// Of the bits, without the sign.
+[[gnu::always_inline]] inline Lanes operator>>(Lanes a, int count) {
+  return each([count](Register x) { return x >> count; }, a);
+}
+
+[[gnu::always_inline]] inline Lanes operator-(Lanes a) {
+  return each([](Register x) { return -x; }, a);
+}
+
+[[gnu::always_inline]] inline Lanes operator~(Lanes a) {
+  return each([](Register x) { return ~x; }, a);
+}
+
+[[gnu::always_inline]] inline Lanes& operator+=(Lanes& a, Lanes b) {
+  return a = a + b;
+}
+
+[[gnu::always_inline]] inline Lanes& operator|=(Lanes& a, Lanes b) {
+  return a = a | b;
+}
+
+[[gnu::always_inline]] inline WideLanes operator+(const WideLanes& a, const WideLanes& b) {
+  return {a.low + b.low, a.high + b.high};
+}
+
+[[gnu::always_inline]] inline WideLanes operator-(const WideLanes& a, const WideLanes& b) {
+  return {a.low - b.low, a.high - b.high};
+}
+
+[[gnu::always_inline]] inline Lanes load_words(const uint16_t* from) {
+  return {load_words_of_register(from), load_words_of_register(from + kRegisterLanes)};
+}
+
+[[gnu::always_inline]] inline void store_words(int16_t* to, Lanes v) {
+  store_words(to, v.low);
+  store_words(to + kRegisterLanes, v.high);
+}
+
+// Four lanes of the sixteen in four registers; they must come from at most two of the registers.
+template <int k0, int k1, int k2, int k3>
+[[gnu::always_inline]] inline Register shuffle_part(const Register (&from)[4]) {
+  constexpr int kFirst = k0 / 4;
+  constexpr int kSecond = k1 / 4 != kFirst ? k1 / 4 : k2 / 4 != kFirst ? k2 / 4 : k3 / 4;
+  constexpr auto place = [](int number) { return number % 4 + (number / 4 == kFirst ? 0 : 4); };
+  constexpr auto reachable = [](int number) { return number / 4 == kFirst || number / 4 == kSecond; };
+  static_assert(reachable(k1) && reachable(k2) && reachable(k3));
+  return __builtin_shufflevector(from[kFirst], from[kSecond], place(k0), place(k1), place(k2), place(k3));
+}
+
+template <int k0, int k1, int k2, int k3, int... kHigh>
+[[gnu::always_inline]] inline Lanes shuffle(Lanes a, Lanes b) {
+  const Register from[] = {a.low, a.high, b.low, b.high};
+  return {shuffle_part<k0, k1, k2, k3>(from), shuffle_part<kHigh...>(from)};
+}
+
+[[gnu::always_inline]] inline uint32_t lane(Lanes v, int number) {
+  return number < kRegisterLanes ? v.low[number] : v.high[number - kRegisterLanes];
+}
+
+[[gnu::always_inline]] inline Lanes product_of_halves(Lanes a, Lanes b) {
+  return {product_of_halves(a.low, b.low), product_of_halves(a.high, b.high)};
+}
+
+[[gnu::always_inline]] inline WideLanes wide_product(Lanes a, Lanes b) {
+  return {wide_product(a.low, b.low), wide_product(a.high, b.high)};
+}
+
+[[gnu::always_inline]] inline Lanes narrowed(const WideLanes& sum, int shift) {
+  return {narrowed(sum.low, shift), narrowed(sum.high, shift)};
+}
+
+[[gnu::always_inline]] inline void add_to(uint64_t* sums, const WideLanes& v) {
+  add_to(sums, v.low);
+  add_to(sums + kRegisterLanes, v.high);
+}
+
+// The sum of all lanes.
+[[gnu::always_inline]] inline uint64_t total(const WideLanes& v) {
+  const WideRegisters halves = v.low + v.high;
+  const WideRegister sum = halves.first + halves.second;
+  return sum[0] + sum[1];
+}
+
+}  // namespace
+}  // namespace zdr::aacdec

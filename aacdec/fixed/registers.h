@@ -1,0 +1,166 @@
+// One register of the instruction set that the including file is compiled for, and the operations whose
+// instructions differ between the sets. For kernel files only; fixed_lanes.h builds on it.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <immintrin.h>
+#elif defined(__aarch64__)
+#include <arm_neon.h>
+#endif
+
+namespace zdr::aacdec {
+namespace {
+
+#ifdef __AVX2__
+inline constexpr int kRegisterLanes = 8;
+#else
+inline constexpr int kRegisterLanes = 4;
+#endif
+
+// Unsigned, because sums wrap.
+using Register = uint32_t __attribute__((vector_size(4 * kRegisterLanes)));
+using SignedRegister = int32_t __attribute__((vector_size(4 * kRegisterLanes)));
+using WideRegister = uint64_t __attribute__((vector_size(4 * kRegisterLanes)));
+
+// 64-bit values of the lanes of one register. Where the instructions multiply every other lane (x86), `first`
+// holds the even lanes and `second` the odd ones; elsewhere they hold the lower and the upper half.
+struct WideRegisters {
+  WideRegister first, second;
+};
+
+[[gnu::always_inline]] inline WideRegisters operator+(WideRegisters a, WideRegisters b) {
+  return {a.first + b.first, a.second + b.second};
+}
+
+[[gnu::always_inline]] inline WideRegisters operator-(WideRegisters a, WideRegisters b) {
+  return {a.first - b.first, a.second - b.second};
+}
+
+[[gnu::always_inline]] inline Register load_words_of_register(const uint16_t* from) {
+  using Words = uint16_t __attribute__((vector_size(2 * kRegisterLanes)));
+  Words words;
+  std::memcpy(&words, from, sizeof words);
+  return __builtin_convertvector(words, Register);
+}
+
+// The low 16 bits of each lane.
+[[gnu::always_inline]] inline void store_words(int16_t* to, Register v) {
+  using Words = uint16_t __attribute__((vector_size(2 * kRegisterLanes)));
+  const Words words = __builtin_convertvector(v, Words);
+  std::memcpy(to, &words, sizeof words);
+}
+
+// The products of lanes below 2^16.
+[[gnu::always_inline]] inline Register product_of_halves(Register a, Register b) {
+#if defined(__SSE2__) && !defined(__SSE4_1__)
+  // There is no 32-bit product; the upper halves of the lanes are 0.
+  const auto x = reinterpret_cast<__m128i>(a);
+  const auto y = reinterpret_cast<__m128i>(b);
+  return reinterpret_cast<Register>(
+      _mm_or_si128(_mm_mullo_epi16(x, y), _mm_slli_epi32(_mm_mulhi_epu16(x, y), 16)));
+#else
+  return a * b;
+#endif
+}
+
+#if defined(__AVX2__)
+
+// The full signed products.
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register b) {
+  const auto x = reinterpret_cast<__m256i>(a);
+  const auto y = reinterpret_cast<__m256i>(b);
+  return {
+      reinterpret_cast<WideRegister>(_mm256_mul_epi32(x, y)),
+      reinterpret_cast<WideRegister>(_mm256_mul_epi32(_mm256_srli_epi64(x, 32), _mm256_srli_epi64(y, 32)))};
+}
+
+// The low words of sum / 2^shift, rounded half up; shift is 1 to 32.
+[[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {
+  const uint64_t half = uint64_t{1} << (shift - 1);
+  const WideRegister even = (sum.first + half) >> shift;
+  const WideRegister odd = (sum.second + half) << (32 - shift);
+  return reinterpret_cast<Register>(
+      _mm256_blend_epi32(reinterpret_cast<__m256i>(even), reinterpret_cast<__m256i>(odd), 0xAA));
+}
+
+// Adds the value of each lane to `sums`, one after the other.
+[[gnu::always_inline]] inline void add_to(uint64_t* sums, WideRegisters v) {
+  for (int i = 0; i < kRegisterLanes / 2; ++i) {
+    sums[2 * i] += v.first[i];
+    sums[2 * i + 1] += v.second[i];
+  }
+}
+
+#elif defined(__SSE2__)
+
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register b) {
+  const auto x = reinterpret_cast<__m128i>(a);
+  const auto y = reinterpret_cast<__m128i>(b);
+#ifdef __SSE4_1__
+  return {reinterpret_cast<WideRegister>(_mm_mul_epi32(x, y)),
+          reinterpret_cast<WideRegister>(_mm_mul_epi32(_mm_srli_epi64(x, 32), _mm_srli_epi64(y, 32)))};
+#else
+  // From the product of the bits: a negative factor has counted as 2^32 too much of the other one.
+  const __m128i excess =
+      _mm_add_epi32(_mm_and_si128(_mm_srai_epi32(x, 31), y), _mm_and_si128(_mm_srai_epi32(y, 31), x));
+  const __m128i even = _mm_mul_epu32(x, y);
+  const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(x, 32), _mm_srli_epi64(y, 32));
+  const __m128i upper_words = _mm_set_epi32(-1, 0, -1, 0);
+  return {reinterpret_cast<WideRegister>(_mm_sub_epi64(even, _mm_slli_epi64(excess, 32))),
+          reinterpret_cast<WideRegister>(_mm_sub_epi64(odd, _mm_and_si128(excess, upper_words)))};
+#endif
+}
+
+[[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {
+  const uint64_t half = uint64_t{1} << (shift - 1);
+  const auto even = reinterpret_cast<Register>((sum.first + half) >> shift);
+  const auto odd = reinterpret_cast<Register>((sum.second + half) << (32 - shift));
+  const Register even_lanes = {0xFFFFFFFFU, 0, 0xFFFFFFFFU, 0};
+  return (even & even_lanes) | (odd & ~even_lanes);
+}
+
+[[gnu::always_inline]] inline void add_to(uint64_t* sums, WideRegisters v) {
+  for (int i = 0; i < kRegisterLanes / 2; ++i) {
+    sums[2 * i] += v.first[i];
+    sums[2 * i + 1] += v.second[i];
+  }
+}
+
+#else
+
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register b) {
+#ifdef __aarch64__
+  const auto x = reinterpret_cast<int32x4_t>(a);
+  const auto y = reinterpret_cast<int32x4_t>(b);
+  return {reinterpret_cast<WideRegister>(vmull_s32(vget_low_s32(x), vget_low_s32(y))),
+          reinterpret_cast<WideRegister>(vmull_high_s32(x, y))};
+#else
+  const auto x = reinterpret_cast<SignedRegister>(a);
+  const auto y = reinterpret_cast<SignedRegister>(b);
+  const auto product = [&](int lane) { return static_cast<uint64_t>(int64_t{x[lane]} * y[lane]); };
+  return {WideRegister{product(0), product(1)}, WideRegister{product(2), product(3)}};
+#endif
+}
+
+[[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {
+  const uint64_t half = uint64_t{1} << (shift - 1);
+  using Half = uint32_t __attribute__((vector_size(8)));
+  const Half low = __builtin_convertvector((sum.first + half) >> shift, Half);
+  const Half high = __builtin_convertvector((sum.second + half) >> shift, Half);
+  return __builtin_shufflevector(low, high, 0, 1, 2, 3);
+}
+
+[[gnu::always_inline]] inline void add_to(uint64_t* sums, WideRegisters v) {
+  for (int i = 0; i < kRegisterLanes / 2; ++i) {
+    sums[i] += v.first[i];
+    sums[kRegisterLanes / 2 + i] += v.second[i];
+  }
+}
+
+#endif
+
+}  // namespace
+}  // namespace zdr::aacdec
