@@ -124,6 +124,10 @@ template <int k0, int k1, int k2, int k3, int... kHigh>
   return {wide_product(a.low, b.low), wide_product(a.high, b.high)};
 }
 
+[[gnu::always_inline]] inline WideLanes wide_product(Lanes a, Factor b) {
+  return {wide_product(a.low, b), wide_product(a.high, b)};
+}
+
 [[gnu::always_inline]] inline Lanes narrowed(const WideLanes& sum, int shift) {
   return {narrowed(sum.low, shift), narrowed(sum.high, shift)};
 }

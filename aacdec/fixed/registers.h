@@ -53,6 +53,15 @@ struct WideRegisters {
   std::memcpy(to, &words, sizeof words);
 }
 
+// One factor in all lanes.
+struct Factor {
+  Register lanes;
+};
+
+[[gnu::always_inline]] inline Factor factor(int32_t v) {
+  return {Register{} + static_cast<uint32_t>(v)};
+}
+
 // The products of lanes below 2^16.
 [[gnu::always_inline]] inline Register product_of_halves(Register a, Register b) {
 #if defined(__SSE2__) && !defined(__SSE4_1__)
@@ -77,6 +86,13 @@ struct WideRegisters {
       reinterpret_cast<WideRegister>(_mm256_mul_epi32(_mm256_srli_epi64(x, 32), _mm256_srli_epi64(y, 32)))};
 }
 
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Factor b) {
+  const auto x = reinterpret_cast<__m256i>(a);
+  const auto y = reinterpret_cast<__m256i>(b.lanes);
+  return {reinterpret_cast<WideRegister>(_mm256_mul_epi32(x, y)),
+          reinterpret_cast<WideRegister>(_mm256_mul_epi32(_mm256_srli_epi64(x, 32), y))};
+}
+
 // The low words of sum / 2^shift, rounded half up; shift is 1 to 32.
 [[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {
   const uint64_t half = uint64_t{1} << (shift - 1);
@@ -96,22 +112,32 @@ struct WideRegisters {
 
 #elif defined(__SSE2__)
 
-[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register b) {
-  const auto x = reinterpret_cast<__m128i>(a);
-  const auto y = reinterpret_cast<__m128i>(b);
+// From the even lanes of the arguments and of these shifted down.
+[[gnu::always_inline]] inline WideRegisters wide_product(__m128i x, __m128i y, __m128i odd_x, __m128i odd_y) {
 #ifdef __SSE4_1__
   return {reinterpret_cast<WideRegister>(_mm_mul_epi32(x, y)),
-          reinterpret_cast<WideRegister>(_mm_mul_epi32(_mm_srli_epi64(x, 32), _mm_srli_epi64(y, 32)))};
+          reinterpret_cast<WideRegister>(_mm_mul_epi32(odd_x, odd_y))};
 #else
   // From the product of the bits: a negative factor has counted as 2^32 too much of the other one.
   const __m128i excess =
       _mm_add_epi32(_mm_and_si128(_mm_srai_epi32(x, 31), y), _mm_and_si128(_mm_srai_epi32(y, 31), x));
-  const __m128i even = _mm_mul_epu32(x, y);
-  const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(x, 32), _mm_srli_epi64(y, 32));
   const __m128i upper_words = _mm_set_epi32(-1, 0, -1, 0);
-  return {reinterpret_cast<WideRegister>(_mm_sub_epi64(even, _mm_slli_epi64(excess, 32))),
-          reinterpret_cast<WideRegister>(_mm_sub_epi64(odd, _mm_and_si128(excess, upper_words)))};
+  return {reinterpret_cast<WideRegister>(_mm_sub_epi64(_mm_mul_epu32(x, y), _mm_slli_epi64(excess, 32))),
+          reinterpret_cast<WideRegister>(
+              _mm_sub_epi64(_mm_mul_epu32(odd_x, odd_y), _mm_and_si128(excess, upper_words)))};
 #endif
+}
+
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register b) {
+  const auto x = reinterpret_cast<__m128i>(a);
+  const auto y = reinterpret_cast<__m128i>(b);
+  return wide_product(x, y, _mm_srli_epi64(x, 32), _mm_srli_epi64(y, 32));
+}
+
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Factor b) {
+  const auto x = reinterpret_cast<__m128i>(a);
+  const auto y = reinterpret_cast<__m128i>(b.lanes);
+  return wide_product(x, y, _mm_srli_epi64(x, 32), y);
 }
 
 [[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {
@@ -143,6 +169,10 @@ struct WideRegisters {
   const auto product = [&](int lane) { return static_cast<uint64_t>(int64_t{x[lane]} * y[lane]); };
   return {WideRegister{product(0), product(1)}, WideRegister{product(2), product(3)}};
 #endif
+}
+
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Factor b) {
+  return wide_product(a, b.lanes);
 }
 
 [[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {

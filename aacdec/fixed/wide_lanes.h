@@ -10,7 +10,7 @@ namespace {
 
 // a * 2^shift, shift below 32.
 [[gnu::always_inline]] inline WideLanes widened(Lanes a, int shift) {
-  return wide_product(a, broadcast(int32_t{1} << shift));
+  return wide_product(a, factor(int32_t{1} << shift));
 }
 
 // v / 2^shift, rounded half up.
@@ -37,7 +37,10 @@ namespace {
 }
 
 [[gnu::always_inline]] inline ComplexLanes product(ComplexLanes a, ComplexQ30 w, int shift = 30) {
-  return product(a, ComplexLanes{broadcast(w.re), broadcast(w.im)}, shift);
+  const Factor re = factor(w.re);
+  const Factor im = factor(w.im);
+  return {narrowed(wide_product(a.re, re) - wide_product(a.im, im), shift),
+          narrowed(wide_product(a.re, im) + wide_product(a.im, re), shift)};
 }
 
 // The OR of the lanes.

@@ -58,18 +58,18 @@ uint64_t measure_energy(const int32_t* re, const int32_t* im, int count) {
   return total(energy);
 }
 
-[[gnu::always_inline]] inline Lanes scaled(Lanes v, Lanes mantissa, int shift) {
+[[gnu::always_inline]] inline Lanes scaled(Lanes v, Factor mantissa, int shift) {
   const WideLanes wide = wide_product(v, mantissa);
   return shift <= 32 ? narrowed(wide, shift) : shift_right_rounded(narrowed(wide, 32), shift - 32);
 }
 
 void apply_gain(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift) {
-  const Lanes factor = broadcast(mantissa);
+  const Factor by = factor(mantissa);
   for (int n = 0; n < count; n += kLanes) {
     const Lanes mask = first_lanes(count - n);
     for (int32_t* row : {re + n, im + n}) {
       const Lanes v = load(row);
-      store(row, select(mask, scaled(v, factor, shift), v));
+      store(row, select(mask, scaled(v, by, shift), v));
     }
   }
 }
@@ -77,10 +77,10 @@ void apply_gain(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift
 uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
   const int32_t* const re = bands.re[filter.source];
   const int32_t* const im = bands.im[filter.source];
-  const Lanes tap1_re = broadcast(filter.tap1_re);
-  const Lanes tap1_im = broadcast(filter.tap1_im);
-  const Lanes tap2_re = broadcast(filter.tap2_re);
-  const Lanes tap2_im = broadcast(filter.tap2_im);
+  const Factor tap1_re = factor(filter.tap1_re);
+  const Factor tap1_im = factor(filter.tap1_im);
+  const Factor tap2_re = factor(filter.tap2_re);
+  const Factor tap2_im = factor(filter.tap2_im);
   Lanes used{};
   // The padding after the row is filtered as well and has no effect on the result.
   for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {

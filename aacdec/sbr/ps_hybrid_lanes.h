@@ -71,8 +71,8 @@ inline void split_in_eight(const HybridInput& in, int slot, int q, WideComplex& 
   for (int t = 1; t <= kHybridDelay; ++t) {
     const ComplexLanes sum = in.at(slot - t) + in.at(slot + t);
     const ComplexLanes difference = in.at(slot - t) - in.at(slot + t);
-    const Lanes tap_re = broadcast(kHybridTaps.tap[q][t - 1].re);
-    const Lanes tap_im = broadcast(kHybridTaps.tap[q][t - 1].im);
+    const Factor tap_re = factor(kHybridTaps.tap[q][t - 1].re);
+    const Factor tap_im = factor(kHybridTaps.tap[q][t - 1].im);
     even.re = even.re + wide_product(sum.re, tap_re);
     even.im = even.im + wide_product(sum.im, tap_re);
     odd.re = odd.re - wide_product(difference.im, tap_im);
@@ -103,7 +103,7 @@ inline void split_in_two(const HybridInput& in, ComplexRow& sum_row, ComplexRow&
     WideComplex odd{};
     for (int i = 0; i < 3; ++i) {
       const ComplexLanes sum = in.at(slot - 2 * i - 1) + in.at(slot + 2 * i + 1);
-      const Lanes tap = broadcast(kHalfBandTapsQ30[i]);
+      const Factor tap = factor(kHalfBandTapsQ30[i]);
       odd.re = odd.re + wide_product(sum.re, tap);
       odd.im = odd.im + wide_product(sum.im, tap);
     }

@@ -81,7 +81,7 @@ inline Lanes analysis_window(const QmfScratch& scratch, int n, int column) {
   const int32_t* const row = scratch.rows[kCoreBands - 1 - n % kCoreBands] + column - n / kCoreBands;
   WideLanes sum{};
   for (int j = 0; j < 5; ++j) {
-    sum = sum + wide_product(load(row - 2 * j), broadcast(kQmfPrototype.q31[2 * (n + 64 * j)]));
+    sum = sum + wide_product(load(row - 2 * j), factor(kQmfPrototype.q31[2 * (n + 64 * j)]));
   }
   return narrowed(sum, 22);
 }
@@ -187,8 +187,8 @@ inline Lanes synthesis_window(const QmfScratch& scratch, int n, int slot) {
   WideLanes sum{};
   for (int j = 0; j < 5; ++j) {
     const int at = kStep * (2 * j * kBands + n);
-    sum = sum + wide_product(load(now - 2 * j), broadcast(kQmfPrototype.q31[at]));
-    sum = sum + wide_product(load(before - 2 * j), broadcast(kQmfPrototype.q31[at + kStep * kBands]));
+    sum = sum + wide_product(load(now - 2 * j), factor(kQmfPrototype.q31[at]));
+    sum = sum + wide_product(load(before - 2 * j), factor(kQmfPrototype.q31[at + kStep * kBands]));
   }
   // From Q31 of samples at 2^12 per step.
   return clamped(shift_right_rounded(narrowed(sum, 32), 11), -32768, 32767);
