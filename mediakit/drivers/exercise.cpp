@@ -77,6 +77,7 @@ class Exercise {
     ++result.tracks;
     P3gppHintInfo hint{};
     note(P3GPP_GetHintInfo(file_, id, &hint));
+    for (const uint64_t value : hint.value) add(value);
     sum_with_nul(hint.sdp);
     sum_with_nul(hint.payload_type);
     P3gppTrackInfo* info = nullptr;

@@ -159,13 +159,6 @@ TEST(Delivery, SyncMarksOfAnUnsortedTableFollowTheOrderOfTheQueries) {
   EXPECT_EQ(marked_ms, (std::vector<REFERENCE_TIME>{0, 1000, 1900}));
 }
 
-TEST(Delivery, LastFrameWithoutFrameRateLastsOneUnit) {
-  TrackDescription track = avc_track(1);
-  track.replaced["mdhd"] = mdhd({.duration = 0});
-  track.replaced["tkhd"] = tkhd({.duration = 0});
-  EXPECT_EQ(play(track).at(0).stop, 1);
-}
-
 TEST(Delivery, ReadsNothingThatDoesNotFit) {
   TrackDescription video = avc_track(3);
   video.sizes = {20, 21, 20};

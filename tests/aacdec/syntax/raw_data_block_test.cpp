@@ -134,6 +134,16 @@ TEST(RawDataBlock, PulsesIncreaseMagnitudesAndMakeZerosNegative) {
   EXPECT_EQ(std::vector<int16_t>(lines, lines + 4), (std::vector<int16_t>{5, -6, -6, 1}));
 }
 
+TEST(RawDataBlock, LongTermPredictionEndsWithItsBlock) {
+  Parser parser;
+  parser.context.format.profile = kProfileLtp;
+  const BitWriter prediction{{0, 10}, {1, 1}, {1, 1}, {1500, 11}, {5, 3}};
+  ASSERT_EQ(parser.parse(kOpenSce + prediction + kNoTools), 1);
+  ASSERT_TRUE(parser.frame->channel[0].ltp.present);
+  ASSERT_EQ(parser.parse(silent_sce()), 1);
+  EXPECT_FALSE(parser.frame->channel[0].ltp.present);
+}
+
 TEST(DynamicRange, KeptReachesLine1031AndUsesTheLastReferenceLevel) {
   const BitWriter two_bands =
       BitWriter{{11, 4}, {1, 1}, {0x35, 8}, {1, 1}, {0x7F, 7}, {1, 1}, {0, 7}, {0, 1}} +

@@ -191,5 +191,27 @@ TEST(OpenError, NamesTheInnermostBoxWithItsOffsetAndSize) {
   }
 }
 
+// Path, disposition and size of each box, whether the tree will have it or not.
+TEST(BoxTrace, ShowsEveryBoxOfAFileThatDoesNotOpen) {
+  const Bytes moov = box("moov", {box("udta", header(99, "free")), header(4, "bad ")});
+  const std::pair<Bytes, std::string> cases[] = {
+      {concat({box("moof", Bytes(4)), large_box("mdat", Bytes(4)), moov}),
+       "moof 0 12, mdat 1 20, moov/udta/free 2 99, moov/udta 0 16, moov/bad  2 4, moov 0 32, "},
+      {with_size(box("mdat"), 0), "mdat 1 0, "}};
+  for (const auto& [file, boxes] : cases) {
+    std::string shown;
+    const auto add = [](void* caller, const P3gppBox* each) {
+      *static_cast<std::string*>(caller) +=
+          each->path + (" " + std::to_string(each->disposition)) + " " + std::to_string(each->size) + ", ";
+    };
+    const P3gppBoxVisitor visitor{&shown, add, nullptr};
+    const Source source(FMGR_DEV_MEMORY, as_text(file));
+    P3gppFile* opened = nullptr;
+    EXPECT_NE(P3GPP_OpenTraced(&opened, &source.descriptor(), make_context(0, 0).get(), nullptr, &visitor),
+              0);
+    EXPECT_EQ(shown, boxes);
+  }
+}
+
 }  // namespace
 }  // namespace zdr::test

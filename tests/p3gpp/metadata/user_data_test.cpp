@@ -124,17 +124,6 @@ struct Hint {
   int32_t status;
 };
 
-TEST(HintBoxes, HaveAllStatisticsAndTheSessionDescription) {
-  const std::string sdp(120, 's');
-  const Hint hint(concat({full_hinf(), hnti(sdp), box("name", Bytes(4))}));
-  ASSERT_EQ(hint.status, P3GPP_OK);
-  EXPECT_EQ(text_of(hint.info.sdp), sdp);
-  EXPECT_EQ(hint.info.present, (1u << P3GPP_HINT_COUNT) - 1);
-  for (uint32_t i = 0; i < P3GPP_HINT_PAYT; ++i) EXPECT_EQ(hint.info.value[i], i + 1) << i;
-  EXPECT_EQ(hint.info.max_rate_bytes, 700u);
-  EXPECT_EQ(text_of(hint.info.payload_type), std::string("\0\0\0\x60\x08H263/90k", 13));
-}
-
 TEST(HintBoxes, LongerNumbersAreTruncatedAndLaterBoxesReplaceEarlierOnes) {
   const uint64_t wide = 0x0102030405060708;
   const Bytes later =
