@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <future>
+#include <thread>
 
 #include "filters/source/mp4/readers/owned_handles.h"
 
@@ -162,6 +163,19 @@ TEST_F(SeekSyncTest, TheWaitForVideoToCatchUpEndsWithARequestASignalOrVideosLoop
     EXPECT_FALSE(has_ended(audio));
     EXPECT_EQ(end_by(audio, end).start, kHour);
   }
+}
+
+TEST_F(SeekSyncTest, NoWaitDependsOnASignalThatAnotherFilterConsumes) {
+  both_play();
+  std::atomic<bool> done{false};
+  std::thread thief([&] {
+    while (!done) WaitForSingleObject(av_data.get(), 1);
+  });
+  Pending video = start(StreamKind::kVideo, 2 * kSecond);
+  EXPECT_EQ(sync.resynchronise(StreamKind::kAudio, kSecond, request.get()).rebase, Rebase::kNone);
+  EXPECT_EQ(video.get().rebase, Rebase::kNone);
+  done = true;
+  thief.join();
 }
 
 TEST_F(SeekSyncTest, AnOldGateStaysUntilTheTimeOfAudioIsKnown) {
