@@ -16,20 +16,13 @@
 namespace zdr::test {
 namespace {
 
-struct RealFile {
-  std::filesystem::path path;
-  Bytes bytes;
-};
-
 // The samples, and the files of the further folder.
-std::vector<RealFile> real_files() {
-  std::vector<RealFile> files;
+std::vector<std::filesystem::path> real_files() {
+  std::vector<std::filesystem::path> files;
   for (const char* folder : {ZDR_SAMPLES_DIR, static_cast<const char*>(std::getenv("ZDR_EXTRA_MEDIA"))}) {
     if (folder == nullptr) continue;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-      if (!entry.is_regular_file()) continue;
-      const std::string content = read_file(entry.path());
-      files.push_back({entry.path(), {content.begin(), content.end()}});
+      if (entry.is_regular_file()) files.push_back(entry.path());
     }
   }
   return files;
@@ -44,20 +37,21 @@ const std::map<std::string, uint64_t> kChecksums = {
 
 TEST(RealFiles, YieldTheirSamplesOrNameTheBoxWhereTheyFail) {
   size_t found = 0;
-  for (const RealFile& file : real_files()) {
-    SCOPED_TRACE(file.path.filename());
-    const OpenedMovie movie(file.bytes);
+  for (const std::filesystem::path& path : real_files()) {
+    SCOPED_TRACE(path.filename());
+    const Source source(FMGR_DEV_MEMORY, read_file(path));
+    const size_t size = source.content().size();
+    const OpenedMovie movie(Fields().text(source.content()).bytes);
     const bool is_named = movie.error.path[0] != '\0';
     EXPECT_EQ(is_named, movie.error.status != P3GPP_OK && movie.error.status != P3GPP_ERR_NO_MOOV);
-    EXPECT_LE(movie.error.offset, file.bytes.size());
-    const Source source(FMGR_DEV_MEMORY, as_text(file.bytes));
+    EXPECT_LE(movie.error.offset, size);
     const Context context = make_context(0, 0);
     const FailingAllocator watch(0);
     const ExerciseResult result = exercise(source.descriptor(), context.get(), 250);
-    EXPECT_LE(watch.largest(), std::max<size_t>(file.bytes.size(), 256 * 1024));
+    EXPECT_LE(watch.largest(), std::max<size_t>(size, 256 * 1024));
     EXPECT_EQ(result.undocumented_status, 0);
-    const auto expected = kChecksums.find(file.path.filename());
-    if (expected == kChecksums.end() || file.path.parent_path() != ZDR_SAMPLES_DIR) continue;
+    const auto expected = kChecksums.find(path.filename());
+    if (expected == kChecksums.end() || path.parent_path() != ZDR_SAMPLES_DIR) continue;
     EXPECT_EQ(result.checksum, expected->second);
     ++found;
   }
