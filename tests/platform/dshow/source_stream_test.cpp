@@ -114,6 +114,16 @@ TEST_F(SourceStream, CommandsBeforeInitAreUnexpectedAndInitComesOnce) {
   EXPECT_EQ(log.take(), (Log{"create", "destroy"}));
 }
 
+TEST_F(SourceStream, StopsWhileTheWorkerWaitsForABuffer) {
+  ComPtr<IMediaSample> held;  // the only buffer
+  connect([&](IMediaSample* sample) { return held = ComPtr<IMediaSample>(sample), S_OK; });
+  ASSERT_EQ(chain.run(), S_OK);
+  ASSERT_TRUE(chain.sink().wait_for_samples(1));
+  EXPECT_EQ(source->Stop(), S_OK);
+  EXPECT_FALSE(stream.ThreadExists());
+  held.reset();
+}
+
 TEST_F(SourceStream, FillBufferAndTheReceiverDecideHowItEnds) {
   HRESULT sink_result = S_OK;
   connect([&](IMediaSample*) { return sink_result; });
