@@ -106,7 +106,8 @@ TEST(WaitStress, EverySleeperOfAMutexIsWoken) {
     while (id == 0) std::this_thread::yield();
     await_sleep_in_wait(id);
   }
-  EXPECT_TRUE(ReleaseMutex(mutex));
+  EXPECT_EQ(poll(mutex), WAIT_OBJECT_0) << "again, while others sleep";
+  EXPECT_TRUE(ReleaseMutex(mutex) && ReleaseMutex(mutex));
   for (std::thread& sleeper : sleepers) sleeper.join();
 }
 
