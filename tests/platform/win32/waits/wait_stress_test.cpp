@@ -91,7 +91,7 @@ void take_when_woken(HANDLE mutex) {
   ASSERT_LT(std::chrono::steady_clock::now(), time_out) << "not woken";
 }
 
-// Each owner wakes the next one, also an owner that has slept itself.
+// Each owner wakes the next one, also an owner that has slept itself, and after a wait that timed out.
 TEST(WaitStress, EverySleeperOfAMutexIsWoken) {
   const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, nullptr);
   ASSERT_EQ(poll(mutex), WAIT_OBJECT_0);
@@ -106,6 +106,7 @@ TEST(WaitStress, EverySleeperOfAMutexIsWoken) {
     while (id == 0) std::this_thread::yield();
     await_sleep_in_wait(id);
   }
+  std::thread([&] { EXPECT_EQ(WaitForSingleObject(mutex, 5), WAIT_TIMEOUT); }).join();
   EXPECT_EQ(poll(mutex), WAIT_OBJECT_0) << "again, while others sleep";
   EXPECT_TRUE(ReleaseMutex(mutex) && ReleaseMutex(mutex));
   for (std::thread& sleeper : sleepers) sleeper.join();
