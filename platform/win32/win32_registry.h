@@ -40,7 +40,6 @@ typedef DWORD REGSAM;
 
 #define KEY_QUERY_VALUE 0x1u
 #define KEY_SET_VALUE 0x2u
-#define KEY_ENUMERATE_SUB_KEYS 0x8u
 #define KEY_READ 0x20019u
 #define KEY_WRITE 0x20006u
 #define KEY_ALL_ACCESS 0xF003Fu
@@ -77,14 +76,5 @@ ZDR_WIN32 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPD
 ZDR_WIN32 LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR sub_key) ZDR_NOEXCEPT;
 // Deletes a key with everything below it; 87 for a NULL or empty `sub_key`.
 ZDR_WIN32 LSTATUS RegDeleteTreeW(HKEY key, LPCWSTR sub_key) ZDR_NOEXCEPT;
-
-// ERROR_NO_MORE_ITEMS 259 past the last one. *characters: in with the NUL, out without it; ERROR_MORE_DATA
-// 234 when the name does not fit. Sub keys and values are in the order of their names, so that it changes
-// only with the keys.
-ZDR_WIN32 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD characters, LPDWORD reserved,
-                                LPWSTR class_name, LPDWORD class_characters, FILETIME* written) ZDR_NOEXCEPT;
-// As RegEnumKeyExW for the name, as RegQueryValueExW for the data.
-ZDR_WIN32 LSTATUS RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD characters, LPDWORD reserved,
-                                LPDWORD type, LPBYTE data, LPDWORD bytes) ZDR_NOEXCEPT;
 
 #endif

@@ -29,36 +29,28 @@
 typedef uint8_t BYTE, UCHAR;
 typedef uint16_t WORD, USHORT;
 typedef uint32_t DWORD, ULONG, UINT;
-typedef int16_t SHORT;
 typedef int32_t INT, LONG, BOOL;
 typedef int64_t LONGLONG, LONG64;
-typedef uint64_t ULONGLONG, DWORDLONG, ULONG64;
+typedef uint64_t ULONGLONG, DWORDLONG;
 typedef LONGLONG REFERENCE_TIME;  // in 100 ns
 typedef double REFTIME;           // in seconds
-typedef float FLOAT;
 typedef intptr_t LONG_PTR, INT_PTR;
 typedef uintptr_t ULONG_PTR, DWORD_PTR, UINT_PTR;
 typedef size_t SIZE_T;
 typedef char CHAR;
 typedef char16_t WCHAR, OLECHAR, TCHAR;
-typedef void VOID, *PVOID, *LPVOID;
+typedef void* LPVOID;
 typedef const void* LPCVOID;
 typedef CHAR* LPSTR;
 typedef const CHAR* LPCSTR;
-typedef WCHAR *LPWSTR, *LPOLESTR, *LPTSTR;
+typedef WCHAR *LPWSTR, *LPOLESTR;
 typedef const WCHAR *LPCWSTR, *LPCOLESTR, *LPCTSTR;
-typedef BYTE *PBYTE, *LPBYTE;
+typedef BYTE* LPBYTE;
 typedef BOOL* LPBOOL;
-typedef DWORD *PDWORD, *LPDWORD;
-typedef LONG *PLONG, *LPLONG;
+typedef DWORD* LPDWORD;
+typedef LONG* PLONG;
 typedef void *HANDLE, *HMODULE, *HINSTANCE, *HKEY;
-typedef HANDLE *PHANDLE, *LPHANDLE;
 typedef DWORD_PTR HSEMAPHORE, HEVENT;
-
-typedef struct _FILETIME {
-  DWORD dwLowDateTime;
-  DWORD dwHighDateTime;
-} FILETIME;  // 100 ns since 1601-01-01 UTC
 
 // The unnamed struct overlays the two words of the quantity, low word first.
 typedef union _ULARGE_INTEGER {
@@ -108,15 +100,6 @@ constexpr bool operator==(const GUID& a, const GUID& b) noexcept {
 constexpr bool operator!=(const GUID& a, const GUID& b) noexcept {
   return !(a == b);
 }
-constexpr bool IsEqualGUID(REFGUID a, REFGUID b) noexcept {
-  return a == b;
-}
-constexpr bool IsEqualIID(REFIID a, REFIID b) noexcept {
-  return a == b;
-}
-constexpr bool IsEqualCLSID(REFCLSID a, REFCLSID b) noexcept {
-  return a == b;
-}
 
 static_assert(sizeof(WCHAR) == 2 && sizeof(LONG) == 4 && sizeof(HANDLE) == 8);
 static_assert(sizeof(GUID) == 16 && alignof(GUID) == 4);
@@ -132,7 +115,6 @@ static_assert(sizeof(ULARGE_INTEGER) == 8);
 #define MAX_PATH 260
 #define INFINITE 0xFFFFFFFFu
 #define INVALID_HANDLE_VALUE ((HANDLE)(intptr_t)-1)
-#define MAXDWORD 0xFFFFFFFFu
 
 #define WIDE(literal) u##literal
 

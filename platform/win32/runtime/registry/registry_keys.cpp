@@ -9,8 +9,8 @@ namespace {
 constexpr size_t kMostNewLevels = 32;
 
 // The path of a sub key of an open key.
-// Kept: a handle opened for reading is enough to make and delete sub keys; its rights count for values and
-// lists only.
+// Kept: a handle opened for reading is enough to make and delete sub keys; its rights count for values
+// only.
 DWORD resolve_sub_key(Registry& registry, HKEY key, LPCWSTR sub_key, KeyPath& path) {
   const DWORD error = registry.handles.resolve(key, 0, registry.store.tree(), path);
   return error == NO_ERROR ? append_names(path, text_or_empty(sub_key)) : error;

@@ -77,23 +77,6 @@ inline std::u16string text_of(HKEY key, const char16_t* name) {
   return text;
 }
 
-// The name that RegEnumKeyExW or RegEnumValueW returns for an index in a buffer of `room` characters; for a
-// failure, its status in angle brackets.
-template <class Enumerate>
-std::u16string listed(Enumerate enumerate, HKEY key, DWORD index, DWORD room = 16) {
-  WCHAR name[16];
-  const LSTATUS status = enumerate(key, index, name, &room, nullptr, nullptr, nullptr, nullptr);
-  return status == ERROR_SUCCESS ? std::u16string(name, room) : u"<" + wide(std::to_string(status)) + u">";
-}
-
-// All names of a list, and the status that ends it.
-template <class Enumerate>
-std::u16string all_listed(Enumerate enumerate, HKEY key) {
-  std::u16string names = listed(enumerate, key, 0);
-  for (DWORD index = 1; !names.ends_with(u'>'); ++index) names += u"," + listed(enumerate, key, index);
-  return names;
-}
-
 inline LSTATUS open_status(HKEY root, const char16_t* path) {
   HKEY key = nullptr;
   const LSTATUS status = RegOpenKeyExW(root, path, 0, KEY_READ, &key);

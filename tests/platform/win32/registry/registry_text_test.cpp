@@ -232,7 +232,7 @@ TEST_F(RegistryTest, TheEnvironmentNamesTheFile) {
   EXPECT_EQ(std::filesystem::status(folder_ / "data/zdr").permissions(), std::filesystem::perms(0700));
   data.set("relative");
   EXPECT_EQ(open_status(kUser, u"K"), ERROR_FILE_NOT_FOUND);
-  EXPECT_FALSE(std::filesystem::exists(folder_ / "home")) << "a look-up created a folder";
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "home")) << "a lookup created a folder";
   EXPECT_EQ(ScopedKey(kUser, u"L").status, ERROR_SUCCESS);
   EXPECT_TRUE(std::filesystem::exists(folder_ / "home/.local/share/zdr/registry.reg"));
   data.set(nullptr);
