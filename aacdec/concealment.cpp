@@ -1,4 +1,4 @@
-// Fades spectra during a gap, and mixes those at the edges of a short one.
+// Fades long gaps, and bridges short ones with the mix of the frames at their edges.
 #include "aacdec/concealment.h"
 
 #include <algorithm>

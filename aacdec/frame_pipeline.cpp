@@ -79,7 +79,7 @@ int FramePipeline::decode(std::span<const uint8_t> input, BitReader& reader, int
     return kDamaged;
   }
   losses_.count_received();
-  hold_spare(bytes_between(input, start, reader));
+  store_held_block(bytes_between(input, start, reader));
   return samples;
 }
 
@@ -96,7 +96,7 @@ int FramePipeline::decode_after_loss(std::span<const uint8_t> input, BitReader& 
   const bool bridged = parse_stored_block() && !long_gap && held().channel_count == spare().channel_count;
   if (bridged) bridge(held(), spare());
   const int samples = synthesise(held(), bridged ? 0 : losses_.level, pcm);
-  hold_spare(bytes_between(input, start, reader));
+  store_held_block(bytes_between(input, start, reader));
   return samples;
 }
 
@@ -155,7 +155,7 @@ bool FramePipeline::parse_stored_block() {
 }
 
 // Makes the frame just parsed the held one.
-void FramePipeline::hold_spare(std::span<const uint8_t> block) {
+void FramePipeline::store_held_block(std::span<const uint8_t> block) {
   held_index_ = 1 - held_index_;
   holds_frame_ = true;
   silence_is_next_ = false;

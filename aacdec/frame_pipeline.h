@@ -78,7 +78,7 @@ class FramePipeline {
   int conceal_again(int16_t* pcm);
   bool parse(BitReader& reader, Frame& frame);
   bool parse_stored_block();
-  void hold_spare(std::span<const uint8_t> block);
+  void store_held_block(std::span<const uint8_t> block);
 
   int synthesise_next(int16_t* pcm);
   int synthesise(Frame& frame, int fade_level, int16_t* pcm);

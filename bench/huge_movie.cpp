@@ -86,7 +86,7 @@ void write_large_movie(const std::filesystem::path& path) {
   const Bytes head = concat({front, pictures_moov(pictures, front.size() + moov_size + 8),
                              header(static_cast<uint32_t>(media + 8), "mdat")});
   write_file(path, {reinterpret_cast<const char*>(head.data()), head.size()});
-  // The bytes are written, because a hole is read at a different speed.
+  // Writes real bytes, because holes are read at another speed.
   std::ofstream file(path, std::ios::binary | std::ios::app);
   const std::string block(1 << 20, 'v');
   for (uint64_t left = media; left != 0;) {

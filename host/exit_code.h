@@ -13,7 +13,7 @@ enum class ExitCode : int {
   kInterrupted = 130,
 };
 
-// From best to worst: a file that lost something is better off than one that did not open.
+// From best to worst: a partly lost file ranks above one that did not open.
 inline constexpr ExitCode kBySeverity[] = {ExitCode::kDone,       ExitCode::kLoss,  ExitCode::kNotSupported,
                                            ExitCode::kCannotOpen, ExitCode::kUsage, ExitCode::kCannotWrite,
                                            ExitCode::kInterrupted};

@@ -21,9 +21,9 @@ bool CallbackFile::seek_from_end(int32_t offset) const {
 }
 
 uint32_t CallbackFile::read(std::span<uint8_t> bytes) const {
-  const auto room = static_cast<uint32_t>(bytes.size());
-  if (room == 0) return 0;
-  return std::min(io_.read(bytes.data(), 1, room, handle_), room);
+  const auto capacity = static_cast<uint32_t>(bytes.size());
+  if (capacity == 0) return 0;
+  return std::min(io_.read(bytes.data(), 1, capacity, handle_), capacity);
 }
 
 // Kept: a size that does not fit 31 bits is reported as one byte less than 2 GiB.

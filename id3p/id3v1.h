@@ -13,7 +13,7 @@ inline constexpr uint32_t kV1TagBytes = 128;
 
 bool is_v1_tag(std::span<const uint8_t, kV1TagBytes> bytes);
 
-// Fills the texts. False when out of memory; `text` then holds the fields read before.
+// Fills the texts. False if out of memory; `text` then holds the fields read before.
 bool read_v1_tag(std::span<const uint8_t, kV1TagBytes> bytes, ID3P_Text& text);
 
 }  // namespace zdr::id3p

@@ -1,4 +1,4 @@
-// The stdio-style interface: results as those of the C library, over file handles of the platform.
+// stdio-style functions over the platform's file handles, with the results of the C library.
 #include <windows.h>
 
 #include <algorithm>

@@ -293,7 +293,7 @@ int32_t P3GPP_GetTrackCounts(P3gppFile* file, P3gppTrackCounts* counts) P3GPP_NO
 /*
  * Writes the IDs of the tracks of one type (P3GPP_TRACK_) to `ids`, in file order, and their number to
  * *count. `ids` must have room for as many entries as P3GPP_GetTrackCounts reports for the type. Text tracks
- * are not counted: for them, room for every text track that the file may have.
+ * are not counted: for them, provide room for as many as the file may contain.
  */
 int32_t P3GPP_GetTrackIds(P3gppFile* file, uint32_t type, uint32_t* ids, uint32_t* count) P3GPP_NOEXCEPT;
 /* Allocates *info, which is null after a failure. P3GPP_ERR_NO_TRACK for an unknown ID, the status of the

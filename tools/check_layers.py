@@ -6,7 +6,7 @@ Six rules:
 1. A folder includes only from the folders that MAY_SEE names for it: downwards, never sideways.
 2. Of another folder it includes only the headers that this folder's CMakeLists.txt declares with zdr_public_headers.
    Tests, benchmarks, fuzz targets and the media kit may look inside.
-3. Within a folder the rooms have an order (ROOMS): a room includes from itself and from those before it.
+3. Within a folder the subfolders have an order (ORDER): each includes from itself and from those before it.
 4. No two files include each other, directly or through others. A header and the source of its name are one file here,
    so that a part never includes its own caller; public headers alone are apart from the source that implements them.
 5. Nothing outside of tests/ includes from tests/, and only platform/ names POSIX headers.
@@ -50,9 +50,9 @@ DSHOW_FOUNDATION = ('combase', 'mtype', 'nothrow_new', 'single_interface', 'wide
 DSHOW_MODULE = ('amfilter', 'built_in_classes', 'dll_setup', 'dshow', 'filter_data', 'filter_mapper', 'filter_setup',
                 'module_entry', 'streams')
 
-# From the bottom up; rooms on one line don't see each other. '.' is the folder itself. A file's name without its ending
-# counts as a room of its own, and a tuple of such names as one room.
-ROOMS = {
+# From the bottom up; subfolders on one line don't see each other. '.' is the folder itself. A file's name without its
+# ending counts as a subfolder of its own, and a tuple of such names as one.
+ORDER = {
     'aacdec': [['tables'], ['fixed'], ['syntax'], ['core', 'sbr'], ['.']],
     WIN32: [['.'], ['runtime']],
     'platform/win32/runtime': [['.'], ['text'], ['files', 'named'], ['waits'], ['registry']],
@@ -63,7 +63,7 @@ ROOMS = {
     'host': [['.'], ['writers', 'inspect'], ['graph'], ['commands'], ['documents'], ['command_table'], ['command_line'],
              ['main']],
 }
-# Headers that any room of their folder may include: the folder's own public face.
+# Headers that any subfolder of their folder may include: the folder's own public face.
 FACES = {'aacdec/zd_aac_dec.h'}
 
 POSIX = re.compile(r'^(unistd|fcntl|pthread|dlfcn|dirent|poll|semaphore|signal|sys/.*|linux/.*)\.h$')
@@ -102,29 +102,29 @@ def includes_of(source):
             yield number, match[1], match[2], file_of(source, *match.groups())
 
 
-def room_of(path, home):
-    """The level of a file within its folder, and the room's name."""
+def place_of(path, home):
+    """The level of a file within its folder, and the subfolder's name."""
     inside = path[len(home) + 1:]
     names = (pathlib.PurePosixPath(inside).stem if '/' not in inside else None,
              inside.split('/')[0] if '/' in inside else '.')
     for name in names:
-        for level, rooms in enumerate(ROOMS[home]):
-            for room in rooms:
-                if name == room or isinstance(room, tuple) and name in room:
-                    return level, room
+        for level, places in enumerate(ORDER[home]):
+            for place in places:
+                if name == place or isinstance(place, tuple) and name in place:
+                    return level, place
     return None, names[1]
 
 
-def room_fault(source, target):
-    homes = [home for home in ROOMS if source.startswith(home + '/') and target.startswith(home + '/')]
-    return next(filter(None, (room_fault_in(home, source, target) for home in homes if target not in FACES)), None)
+def order_fault(source, target):
+    homes = [home for home in ORDER if source.startswith(home + '/') and target.startswith(home + '/')]
+    return next(filter(None, (order_fault_in(home, source, target) for home in homes if target not in FACES)), None)
 
 
-def room_fault_in(home, source, target):
-    (from_level, from_room), (to_level, to_room) = room_of(source, home), room_of(target, home)
+def order_fault_in(home, source, target):
+    (from_level, from_place), (to_level, to_place) = place_of(source, home), place_of(target, home)
     if from_level is None or to_level is None:
-        return f'{home}: no place in the order of rooms for {from_room if from_level is None else to_room}/'
-    if from_room == to_room or to_level < from_level:
+        return f'{home}: no place in the order of subfolders for {from_place if from_level is None else to_place}/'
+    if from_place == to_place or to_level < from_level:
         return None
     return f'{source.removeprefix(home + "/")} must not include {target}, which is above it in {home}'
 
@@ -140,7 +140,7 @@ def layer_fault(source, home, target, public):
     return None
 
 
-def circles(edges):
+def cycles(edges):
     """Yields the groups of files that include each other (Tarjan's strongly connected components)."""
     index, low, stack, on_stack = {}, {}, [], set()
 
@@ -194,10 +194,10 @@ def faults():
                     edges[part(source)].add(part(target))
                 if target.startswith('tests/') and folder != 'tests':
                     yield where + f'{target}: nothing outside of tests/ includes from tests/'
-                fault = home and (layer_fault(source, home, target, public) or room_fault(source, target))
+                fault = home and (layer_fault(source, home, target, public) or order_fault(source, target))
                 if fault:
                     yield where + fault
-    for group in circles(dict(edges)):
+    for group in cycles(dict(edges)):
         yield 'these files include each other: ' + ', '.join(group)
 
 

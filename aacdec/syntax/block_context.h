@@ -15,7 +15,7 @@ inline constexpr size_t kSbrScratchBytes = 4096;
 
 struct BlockContext {
   StreamFormat format;
-  // True when decoding: quantised values are stored. False when measuring: the syntax is parsed, but no
+  // True if decoding: quantised values are stored. False if measuring: the syntax is parsed, but no
   // values are stored.
   bool keep_values = false;
   // The element_instance_tag bound to output channel 0 and 1 by the first single channel element decoded into

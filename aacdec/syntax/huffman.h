@@ -1,4 +1,4 @@
-// Huffman books as two-level look-up tables, built at compile time from {length, codeword} lists.
+// Huffman books as two-level lookup tables, built at compile time from {length, codeword} lists.
 //
 // The first `first_bits` bits of a word select an entry: the decoded word, or for longer codes a link to a
 // second table, indexed by the following bits. Decoding a word takes one or two loads. Static assertions

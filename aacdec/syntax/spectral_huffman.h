@@ -1,7 +1,7 @@
 // Decodes runs of quantised spectral values (ISO/IEC 14496-3, 4.6.3), the hottest loop of the parser.
 //
 // Where a book transmits sign bits after the codeword, codeword and sign bits are merged at compile time into
-// one longer word of a signed book: every word is one look-up, and the values come from a table. Only the
+// one longer word of a signed book: every word is one lookup, and the values come from a table. Only the
 // escapes of book 11 are read separately.
 #pragma once
 

@@ -22,11 +22,11 @@ struct AACF_File {
   zdr::aacf::Decoder decoder;
 
  private:
-  // Must be called after the tags are read. False when no stream follows them.
+  // Must be called after the tags are read. False if no stream follows them.
   bool locate_stream(zdr::aacf::FileLayout& layout) const;
   // Moves the stream to the requested frame. Returns AACF_OK or a failure.
   int32_t seek_to_frame(AACF_FrameRequest& request);
-  // False when the data cannot be decoded; nothing is then consumed.
+  // False if the data cannot be decoded; nothing is then consumed.
   bool decode_frame(zdr::aacf::Bytes data, AACF_FrameRequest& request);
 
   zdr::id3p::CallbackFile file_;

@@ -11,7 +11,7 @@ namespace zdr::aacf {
 
 class Decoder {
  public:
-  // False when out of memory, or when `config` cannot be decoded.
+  // False if out of memory, or if `config` cannot be decoded.
   bool open(Zd_AAC_Dec_Config& config);
   // Restarts the decoder and updates the derived fields of `config`. Returns a status of the decoder.
   int32_t configure(Zd_AAC_Dec_Config& config);

@@ -15,7 +15,7 @@ inline constexpr uint32_t AACF_REFILL_THRESHOLD = 12288;
 
 class StreamBuffer {
  public:
-  // False when out of memory.
+  // False if out of memory.
   bool allocate();
 
   std::span<const uint8_t> unread() const { return {data_.get() + offset_, valid_}; }

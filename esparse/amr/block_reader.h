@@ -25,10 +25,10 @@ class BlockReader {
   std::span<const uint8_t> available();
   // Moves the position forward, also beyond the end.
   void skip(uint32_t count) { position_ += count; }
-  // Copies `count` bytes to `buffer`, or skips them when it is null. False when fewer are left; the position
+  // Copies `count` bytes to `buffer`, or skips them when it is null. False if fewer are left; the position
   // is then at the end.
   bool read(uint8_t* buffer, uint32_t count);
-  // Moves back to an offset that was reached before. False when the seek fails.
+  // Moves back to an offset that was reached before. False if the seek fails.
   bool rewind(uint32_t offset);
 
  private:

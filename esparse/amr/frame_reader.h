@@ -16,10 +16,10 @@ class FrameReader {
   // Throws bad_alloc when out of memory.
   explicit FrameReader(FileHandle file) : bytes_(std::move(file)) {}
 
-  // Must be called once, before the other functions. False when the file has no end of line within 2 GiB.
+  // Must be called once, before the other functions. False if the file has no end of line within 2 GiB.
   bool skip_header();
 
-  // Counts the whole frames. False when the seek to the first one fails.
+  // Counts the whole frames. False if the seek to the first one fails.
   bool scan(AMRF_Info& info);
   int32_t read(AMRF_FrameRequest& request);
 

@@ -1,4 +1,4 @@
-// Offers the same bytes as a device of each type, and owning handles for contexts and streams.
+// A source of bytes for each device type, and owning handles for contexts and streams.
 #pragma once
 
 #include <cstring>
@@ -44,7 +44,7 @@ class Source {
   const std::string& content() const { return content_; }
   const std::filesystem::path& path() const { return path_; }
 
-  // The status that the callbacks return, and the number of bytes by which they overstate what they moved.
+  // The status that the callbacks return, and the bytes added to the count that they report.
   int32_t callback_status = 0;
   uint32_t callback_excess = 0;
   // All calls of the read callback, and the one that fails, counted from 1; 0: none.
@@ -54,7 +54,7 @@ class Source {
   };
   std::vector<Read> reads;
   size_t failing_read = 0;
-  // What the size callback returns, if not 0; reads past the content return none.
+  // The size that the callback reports; 0: the real one. Reads past the content return none.
   uint64_t claimed_size = 0;
 
  private:

@@ -65,11 +65,11 @@ class BoxReader {
 
   // Adds the last `count` bytes to remaining() again, although the stream has passed them. The stream is then
   // ahead of the box arithmetic; after a child of narrowed() that stops early it is short of it.
-  void count_again(uint64_t count) {
+  void uncount(uint64_t count) {
     remaining_ += count;
-    counted_again_ += count;
+    uncounted_ += count;
   }
-  uint64_t counted_again() const { return counted_again_; }
+  uint64_t uncounted() const { return uncounted_; }
 
   // Version and flags of a full box, stored in `node`.
   void read_full_box_header(BoxNode& node);
@@ -89,7 +89,7 @@ class BoxReader {
 
   ParseContext& context_;
   uint64_t remaining_;
-  uint64_t counted_again_ = 0;
+  uint64_t uncounted_ = 0;
   Status status_ = P3GPP_OK;
 };
 

@@ -51,7 +51,7 @@ struct ChildRule {
 };
 
 // The most members of a list: tracks, sample entries, data references. An empty box of 8 bytes takes more
-// than 20 times that in memory, so the number stored must not grow with a file of nothing but those.
+// than 20 times that in memory, and a file of empty boxes must not decide how much memory is used.
 inline constexpr size_t kMaxListed = 1024;
 
 struct ContainerRule {

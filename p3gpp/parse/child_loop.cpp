@@ -21,7 +21,7 @@ void store_child(const ContainerRule& rule, const ChildRule& row, BoxNode& node,
 // Kept: a full box begins with 12 bytes, of which the container counts only 4.
 Status open_in_place(BoxReader& reader) {
   reader.skip(kFullBoxHeaderSize - kBoxHeaderSize);
-  reader.count_again(kBoxHeaderSize);
+  reader.uncount(kBoxHeaderSize);
   return reader.status();
 }
 
@@ -47,7 +47,7 @@ Status handle_child(const ContainerRule& rule, const ChildRule& row, BoxReader& 
 
 Status read_child_header(BoxReader& reader, const BoxNode& parent, PathStep& child, bool* overruns) {
   ParseContext& context = reader.context();
-  child.offset = parent.offset + (parent.size - reader.remaining()) + reader.counted_again();
+  child.offset = parent.offset + (parent.size - reader.remaining()) + reader.uncounted();
   if (reader.remaining() < kBoxHeaderSize) {
     // No box fits into the rest of the container.
     const Status status = context.left_in_file() < kBoxHeaderSize ? P3GPP_ERR_READ : P3GPP_ERR_BOX_SIZE;

@@ -15,7 +15,7 @@ namespace zdr::com {
 // Length of "8-4-4-4-12" without braces.
 inline constexpr std::size_t kGuidTextLength = 36;
 
-// Whether "8-4-4-4-12" has a dash at this position.
+// True if "8-4-4-4-12" has a dash at this position.
 constexpr bool is_guid_dash(std::size_t position) noexcept {
   return position == 8 || position == 13 || position == 18 || position == 23;
 }

@@ -38,7 +38,7 @@ class Module {
 };
 
 // Callers of get() share the ownership of the module, so that free_unused cannot unload it between the
-// look-up and the creation of the first object.
+// lookup and the creation of the first object.
 class ModuleTable {
  public:
   static ModuleTable& instance();

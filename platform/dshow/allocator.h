@@ -62,8 +62,8 @@ class CBaseAllocator : public CUnknown, public IMemAllocator, public CCritSec {
 
  private:
   ULONG m_cDecommits = 0;  // a thread that sees this change while it waits knows that its commit has ended
-  // Changes, with the lock held, whenever waiting threads have to look again. Unlike a condition variable
-  // that waits with any lock it needs no memory of its own.
+  // Changes, with the lock held, whenever waiting threads have to look again. Unlike
+  // std::condition_variable_any, it allocates nothing.
   std::atomic<uint32_t> wakes_{0};
 };
 

@@ -57,8 +57,8 @@ HRESULT unregister_classes() {
   return S_OK;
 }
 
-// When the newer mapper cannot be created, the result is that of creating the older one. No class here serves
-// it, and its interface is not declared, so it is of no use even if a module does.
+// If IFilterMapper2 cannot be created, returns the status of creating the older mapper. That mapper is never
+// used: its interface is not declared.
 HRESULT create_mapper(zdr::com::ComPtr<IFilterMapper2>& mapper) {
   const HRESULT hr = CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,
                                       mapper.out_void());

@@ -73,7 +73,7 @@ BOOL CMediaType::MatchesPartial(const CMediaType* partial) const noexcept {
 }
 
 BOOL CMediaType::IsPartiallySpecified() const noexcept {
-  // Kept: a type that lacks only the sub type counts as fully specified.
+  // Kept: a type that lacks only the subtype counts as fully specified.
   return majortype == GUID_NULL || formattype == GUID_NULL;
 }
 

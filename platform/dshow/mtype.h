@@ -34,7 +34,7 @@ class CMediaType : public AM_MEDIA_TYPE {
   // Sets the state after default construction, without freeing anything.
   void InitMediaType() noexcept;
 
-  // Whether the type agrees with every field that the partial type specifies. The flags, the sample size and
+  // True if the type agrees with every field that the partial type specifies. The flags, the sample size and
   // pUnk are not compared.
   BOOL MatchesPartial(const CMediaType* partial) const noexcept;
   BOOL IsPartiallySpecified() const noexcept;

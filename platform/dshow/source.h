@@ -79,7 +79,7 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
 
  private:
   void take_commands_until_exit();
-  // False when the loop must end and return *result.
+  // False if the loop must end and return *result.
   bool fill_and_deliver(zdr::com::ComPtr<IMediaSample> sample, HRESULT* result);
   HRESULT call_worker(Command command) { return static_cast<HRESULT>(CallWorker(command)); }
 };

@@ -1,4 +1,4 @@
-// Identifiers of the media layer: classes and filter categories, media types, sub types, format blocks, time
+// Identifiers of the media layer: classes and filter categories, media types, subtypes, format blocks, time
 // formats. Identifiers of interfaces are defined with the interfaces.
 #pragma once
 
@@ -18,7 +18,7 @@ inline constexpr GUID MEDIATYPE_Video = zdr::dshow::fourcc_guid(zdr::dshow::four
 inline constexpr GUID MEDIATYPE_Audio = zdr::dshow::fourcc_guid(zdr::dshow::fourcc('a', 'u', 'd', 's'));
 inline constexpr GUID MEDIATYPE_Stream = zdr::com::guid("E436EB83-524F-11CE-9F53-0020AF0BA770");
 
-// Sub types.
+// Subtypes.
 inline constexpr GUID MEDIASUBTYPE_NULL = {};
 inline constexpr GUID MEDIASUBTYPE_PCM = zdr::dshow::fourcc_guid(1);
 

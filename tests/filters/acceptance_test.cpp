@@ -61,7 +61,7 @@ void expect_acceptance(const TrackDescription& track, const Changes& changes, co
 
 const Changes kVideoChanges = {
     {"any video", subtype(kSubtypeAnyVideo), true},
-    {"another sub type", subtype(MEDIASUBTYPE_PCM), false},
+    {"another subtype", subtype(MEDIASUBTYPE_PCM), false},
     {"width", [](CMediaType& t) { ++video(t).bmiHeader.biWidth; }, false},
     {"height", [](CMediaType& t) { ++video(t).bmiHeader.biHeight; }, false},
     {"compression", [](CMediaType& t) { ++video(t).bmiHeader.biCompression; }, false},
@@ -94,12 +94,12 @@ TEST(Acceptance, KeptAvcRuleChecksTheSubTypeOfVideoOnly) {
   expect_acceptance(avc_track(10), kVideoChanges,
                     {{"H.263", subtype(kSubtypeH263), false},
                      {"not video", not_video, true},
-                     {"not video, any sub type", both(not_video, subtype(MEDIATYPE_Stream)), true},
-                     {"another format, any sub type", both(other_format, subtype(kSubtypeH263)), true},
+                     {"not video, any subtype", both(not_video, subtype(MEDIATYPE_Stream)), true},
+                     {"another format, any subtype", both(other_format, subtype(kSubtypeH263)), true},
                      {"parameter sets", byte(88 + 5), true}});
 }
 
-// Each sub type has its own conditions, on every audio pin.
+// Each subtype has its own conditions, on every audio pin.
 TEST(Acceptance, KeptAudioRulesIgnoreTheCodecOfTheTrack) {
   const auto speech = [](const GUID& value, const GUID& format_type, DWORD rate) {
     return both(both(subtype(value), set(&AM_MEDIA_TYPE::formattype, format_type)),

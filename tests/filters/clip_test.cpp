@@ -324,7 +324,7 @@ TEST(Clips, KeptFilterIsOfTheKindOfTheLastClip) {
     ASSERT_TRUE(graph.wait_for_ends());
     EXPECT_FALSE(graph.sink(0).samples().empty());
   }
-  // Also of one that does not open, but not of one whose extension is unknown.
+  // A failed open changes the kind too, unless the extension is unknown.
   for (const auto& [name, type_result] : {std::pair{u"missing.amr", -1}, {u"missing.wav", S_OK}}) {
     Clips clips;
     ASSERT_EQ(clips.files.load(kMovie.second), S_OK);
@@ -336,7 +336,7 @@ TEST(Clips, KeptFilterIsOfTheKindOfTheLastClip) {
   }
 }
 
-// Video without a duration, which gives no frame rate, plays at that of the clip.
+// Video without a duration has no frame rate of its own and uses the clip's.
 TEST(Clips, KeptFrameRateOfAClipOutlivesALoad) {
   Clips clips;
   clips.information(clips.open("x.mp4", movie({avc_track(50)})));  // 10 frames a second

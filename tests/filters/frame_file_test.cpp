@@ -194,7 +194,7 @@ TEST(AacFile, KeptGroupsCarryTheTimeOfTheirSecondFrame) {
     EXPECT_EQ(delivered[i].data.size(), kFirst[i].second * kPcmFrame);
   }
   EXPECT_EQ(delivered[9].start, 2113 * kMs);
-  // Of 10k + 1 frames the time of the last group is that of the stop, or just before it.
+  // With 10k + 1 frames, the last group starts at the stop position or just before it.
   const std::pair<size_t, size_t> kCases[] = {{2, 1}, {10, 1}, {11, 1}, {12, 2}, {21, 2}};
   for (const auto& [frames, samples] : kCases) EXPECT_EQ(Adts(frames).play().size(), samples) << frames;
 }

@@ -74,8 +74,8 @@ TEST(MediaType, KeptBlockSizesWrapAt64KiB) {
 }
 
 TEST(MediaType, KeptAacWithoutUsableConfigurationEndsTheListOfTypes) {
-  // Object type 1; none; and one that needs the first unit, which may have parametric stereo but does not
-  // parse.
+  // Configurations: object type 1; none; one that needs the first unit to show parametric stereo, and that
+  // unit does not parse.
   for (const Bytes& configuration : {Bytes{0x0A, 0x10}, Bytes{}, Bytes{0x12, 0x10}}) {
     FilterUnderTest under_test(aac_track_with(configuration));
     CMediaType type;

@@ -48,7 +48,7 @@ void expect_fresh_start(const Segment& segment) {
 void expect_video(const Segment& video, const Segment* audio, REFERENCE_TIME target) {
   EXPECT_TRUE(video.has(0, AM_SAMPLE_SPLICEPOINT));
   // It starts at the last sync sample before the target: the next one is after it, or at it, where the
-  // look-up of the time returns the frame before.
+  // lookup of the time returns the frame before.
   for (size_t i = 1; i < video.samples.size(); ++i) {
     if (!video.has(i, AM_SAMPLE_SPLICEPOINT)) continue;
     ASSERT_GT(video.positions.start + video.samples[i].stop, target) << i;

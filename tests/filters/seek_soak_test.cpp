@@ -55,7 +55,7 @@ void expect_synchronised(SinkGraph& graph, REFERENCE_TIME target, bool was_stopp
   const REFERENCE_TIME video_first = time_of(video[0], kFrame);
   EXPECT_LE(audio_first, target);
   EXPECT_LT(target - audio_first, 3 * kUnit);
-  // The look-up of a time may return the frame before.
+  // The lookup of a time may return the frame before.
   const REFERENCE_TIME earliest =
       std::max<REFERENCE_TIME>(target - kFrame, 0) / kSyncInterval * kSyncInterval;
   EXPECT_TRUE(video_first == target / kSyncInterval * kSyncInterval || video_first == earliest)

@@ -46,7 +46,7 @@ class SeekSyncTest : public ::testing::Test {
     } while (pending.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready);
     return pending.get();
   }
-  // Whether the stream waits for its peer at all. A request is there already, and only a wait consumes it.
+  // True if the stream waits for its peer at all. A request is there already, and only a wait consumes it.
   bool waits(StreamKind stream, REFERENCE_TIME first_time) {
     const UniqueHandle stop(CreateEventW(nullptr, FALSE, TRUE, nullptr));
     sync.resynchronise(stream, first_time, stop.get());
@@ -69,7 +69,7 @@ TEST_F(SeekSyncTest, VideoStartsEarlierAndAudioWaitsUntilVideoHasCaughtUp) {
   EXPECT_EQ(video.start, 2 * kHour);
   EXPECT_TRUE(sync.is_preroll(kHour, 0));
   EXPECT_TRUE(sync.is_preroll(2 * kHour - 1, 0));
-  EXPECT_FALSE(has_ended(audio));  // it has an hour
+  EXPECT_FALSE(has_ended(audio));  // the wait's limit is an hour
   EXPECT_FALSE(sync.is_preroll(2 * kHour, 0));
   const SeekSync::Outcome outcome = audio.get();
   EXPECT_EQ(outcome.rebase, Rebase::kBothPins);
@@ -82,7 +82,7 @@ TEST_F(SeekSyncTest, VideoWaitsForAudio) {
     both_play();
     SetEvent(av_data.get());
     Pending video = start(StreamKind::kVideo, kSecond);
-    video.wait_for(std::chrono::milliseconds(round % 3));  // nothing depends on it
+    video.wait_for(std::chrono::milliseconds(round % 3));  // the delay only varies the timing
     EXPECT_EQ(sync.resynchronise(StreamKind::kAudio, kSecond + 10000, request.get()).rebase,
               Rebase::kBothPins);
     EXPECT_EQ(video.get().start, kSecond + 10000);

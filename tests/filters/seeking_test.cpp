@@ -37,7 +37,7 @@ TEST(Seeking, KeptStatusesOfTheInterface) {
   IMediaSeeking& seeking = under_test.pin(0);
   DWORD capabilities = 0;
   EXPECT_EQ(seeking.GetCapabilities(&capabilities), S_OK);
-  EXPECT_EQ(capabilities, 55u);  // without that of the current position
+  EXPECT_EQ(capabilities, 55u);  // AM_SEEKING_CanGetCurrentPos is not set
   const std::tuple<DWORD, HRESULT, DWORD> kCapabilities[] = {
       {0x05, S_OK, 0x05}, {0x48, E_FAIL, 0}, {0x40, E_FAIL, 0}, {0x41, S_FALSE, 1}, {0, S_OK, 0}};
   for (const auto& [requested, result, available] : kCapabilities) {
@@ -138,7 +138,7 @@ TEST(Seeking, StartsAtTheSyncSampleAtOrBeforeTheTarget) {
       {0, 1, false},
       {500 * kMs, 1, true},
       {1040 * kMs, 26, true},
-      // The look-up of the time returns the frame before the one that starts here.
+      // The lookup of the time returns the frame before the one that starts here.
       {1000 * kMs, 1, true},
       {-3000 * kMs, 1, false},
       {7990 * kMs, 176, true},
@@ -237,7 +237,7 @@ TEST(Seeking, KeptLastFrameBeforeTheStopIsShownInTheFirst429Seconds) {
     LONGLONG stop = start + each.stop_ms * kMs;
     under_test.seeking(0)->SetPositions(&start, kAbsolute, &stop, kAbsolute);
     Filled sample = under_test.fill();
-    while (sample.start < -1000 * kMs) sample = under_test.fill();  // the look-up lands early
+    while (sample.start < -1000 * kMs) sample = under_test.fill();  // the lookup lands early
     EXPECT_EQ(sample.start, -500 * kMs);
     EXPECT_EQ(sample.preroll, each.preroll) << each.first_frame_ms;
   }
@@ -253,7 +253,7 @@ TEST(Seeking, KeptStopAloneGoesBackToTheSegmentStart) {
   EXPECT_TRUE(sample.discontinuity);
 }
 
-// Of several pins, it is that of the longest, and of equal ones that of the first.
+// With several pins, the position is the longest pin's; among equally long pins, the first one's.
 TEST(Seeking, KeptCurrentPositionCountsFromTheSegmentStart) {
   Video video;
   video.seek(1040 * kMs);
@@ -287,7 +287,7 @@ TEST(Seeking, KeptLatenessSkipsToTheNextSyncSample) {
       {40, every_25th, 0, 5000 * kMs, 1},  // nothing is known before the first frame
       // After the last sync sample the time runs below 0, and there is nothing to skip to.
       {40, every_25th, 190, 0, 191},
-      // The next sync sample, which the track does not have, has no time either.
+      // The track ends before the next listed sync sample, so that sample has no time.
       {40, {1, 300}, 1, 0, kEnd},
       // 8 ms to the next one.
       {4, every_25th, 23, -2 * kMs, 24},

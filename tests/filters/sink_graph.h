@@ -13,7 +13,7 @@ class SharedEvents {
   void set() const {
     for (const HANDLE each : {seek_handling_.get(), av_data_available_.get()}) SetEvent(each);
   }
-  // Waits for both signals, and consumes them. False when one does not come in that time.
+  // Waits for both signals, and consumes them. False if one does not come in that time.
   bool wait(DWORD milliseconds) const {
     return WaitForSingleObject(seek_handling_.get(), milliseconds) == WAIT_OBJECT_0 &&
            WaitForSingleObject(av_data_available_.get(), milliseconds) == WAIT_OBJECT_0;

@@ -42,7 +42,7 @@ uint64_t position(const File& file) {
   return bytes;
 }
 
-// Whether a handle with this access that shares everything can be opened beside the open ones.
+// True if a handle with this access that shares everything can be opened beside the open ones.
 bool can_open(const std::filesystem::path& path, DWORD access) {
   const HANDLE other = CreateFileA(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);

@@ -17,7 +17,7 @@ class FaultAt {
   FaultAt(const FaultAt&) = delete;
   FaultAt& operator=(const FaultAt&) = delete;
 
-  // Whether the Nth call has been made.
+  // True if the Nth call has been made.
   bool triggered() const { return left_ <= 0; }
 
  private:

@@ -20,7 +20,7 @@ class FailingAllocator {
   // Allocations requested so far, and the size of the largest.
   uint64_t count() const { return count_; }
   size_t largest() const { return largest_; }
-  // Whether an allocation has failed.
+  // True if an allocation has failed.
   bool triggered() const { return failing_ != 0 && count_ >= failing_; }
 
   // Counts an allocation of this thread. True if it must fail.

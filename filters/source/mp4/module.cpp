@@ -16,7 +16,7 @@ namespace zdr::mp4source {
 namespace {
 
 // Kept: messages of the libraries, short lines of ASCII, go to the debugger. The console belongs to the
-// program that loads the module, which may use its lines otherwise.
+// program that loads the module, which may need it for its own output.
 void write_to_debugger(const char* text) noexcept {
   std::array<WCHAR, 128> wide{};
   std::copy_n(text, std::min(std::strlen(text), wide.size() - 1), wide.begin());

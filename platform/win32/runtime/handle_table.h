@@ -48,7 +48,7 @@ inline HandleSlot* slot_of(HANDLE handle) noexcept {
   return &handle_slots[(value >> 2) & handle_bits::kIndexMask];
 }
 
-// Whether a slot in this state belongs to the handle, which is then live.
+// True if a slot in this state belongs to the handle, which is then live.
 inline bool is_state_of(uint64_t state, HANDLE handle) noexcept {
   const uint64_t generation = reinterpret_cast<uintptr_t>(handle) >> (2 + handle_bits::kIndexBits);
   return (state & handle_bits::kLive) != 0 && ((state >> 32) & handle_bits::kGenerationMask) == generation;
@@ -98,7 +98,7 @@ class Pin {
 // taken.
 HANDLE open_handle(Ref<KernelObject> object) noexcept;
 
-// False when the handle is not valid.
+// False if the handle is not valid.
 bool close_handle(HANDLE handle) noexcept;
 
 }  // namespace zdr::platform

@@ -37,7 +37,7 @@ inline bool set_record_lock(int file, int command, short type, off_t start, off_
   return repeat_interrupted([&] { return fcntl(file, command, &range); }) == 0;
 }
 
-// Whether the file has lost its last name, for example while the caller waited for a lock on it.
+// True if the file has lost its last name, for example while the caller waited for a lock on it.
 inline bool is_removed(int file) noexcept {
   struct stat info;
   return fstat(file, &info) == 0 && info.st_nlink == 0;

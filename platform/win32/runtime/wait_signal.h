@@ -25,7 +25,7 @@ class WaitSignal : public KernelObject {
   }
   void reset() noexcept { word_.store(kUnset, std::memory_order_relaxed); }
 
-  // Whether the signal is set. An auto-reset one is taken: of several threads that try, one succeeds.
+  // True if the signal is set. An auto-reset one is taken: of several threads that try, one succeeds.
   bool try_take() noexcept {
     if (manual_reset_) return word_.load(std::memory_order_acquire) == kSet;
     uint32_t seen = kSet;

@@ -12,7 +12,7 @@
 
 namespace zdr::test {
 
-// A fully specified type with a letter in its sub type.
+// A fully specified type with a letter in its subtype.
 inline CMediaType type_of(char letter) {
   CMediaType type;
   type.majortype = MEDIATYPE_Stream;

@@ -16,8 +16,7 @@ namespace {
 
 using com::ComPtr;
 
-// A pin with its letter as name, which claims to be connected unless it is u; a, r and i (or I) fail to
-// become active, to run and to become inactive.
+// A pin named by its letter. 'u' is unconnected; 'a', 'r' and 'i' (or 'I') fail in Active, Run and Inactive.
 class LetterPin final : public AgreeingPin {
  public:
   LetterPin(CBaseFilter* filter, CCritSec* lock, char letter, std::string* log)

@@ -59,7 +59,7 @@ class ChildProcess {
     send(line);
     return receive();
   }
-  // Whether the child has sent something that was not received yet.
+  // True if the child has sent something that was not received yet.
   bool has_replied() const {
     pollfd reply = {socket_, POLLIN, 0};
     return ::poll(&reply, 1, 0) == 1;

@@ -21,7 +21,7 @@ struct ClientBytes {
   std::unique_ptr<BYTE, FreeBytes> bytes;
   DWORD size = 0;
 };
-// False when memory runs out. The copy of empty input is null.
+// False if memory runs out. The copy of empty input is null.
 bool copy_for_client(std::span<const uint8_t> bytes, ClientBytes& copy);
 
 // The client sees the two words of the handle. The clip's behaviour depends on its own class, even if the

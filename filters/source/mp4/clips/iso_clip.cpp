@@ -163,7 +163,7 @@ bool IsoClip::report_video(ClipInfo& info, uint32_t duration_ms, std::atomic<dou
     info.sl_config = 0;
     info.sl_config_length = decoder->u.systems.sl_config_length;
   } else if (decoder->object_type == P3GPP_OTI_H263) {
-    // Likewise where the object type alone says so; open_video() has handed out its first sample.
+    // H.263 also when only the object type says so: open_video() returned its first sample.
     const bool is_systems = decoder->kind == P3GPP_KIND_SYSTEMS;
     store_picture(kClipH263Video, is_systems ? decoder->u.systems.width : decoder->u.h263.width,
                   is_systems ? decoder->u.systems.height : decoder->u.h263.height);

@@ -57,7 +57,7 @@ void CZanBaseSourceOutputPin::take_target(const SeekTarget& target) {
   const CAutoLock lock(&owner_.position_lock);
   if (target.start != nullptr) positions_.start = *target.start;
   if (target.stop != nullptr) positions_.stop = *target.stop;
-  // Kept: also when only the stop moves, which sends the pin back to its segment start.
+  // Kept: a seek that moves only the stop also restarts the pin at its segment start.
   if (target.start != nullptr || target.stop != nullptr) positions_.seek_pending = true;
 }
 

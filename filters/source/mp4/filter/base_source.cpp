@@ -78,7 +78,7 @@ HRESULT CZanBaseSourceFilter::GetCurFile(LPOLESTR* file_name, AM_MEDIA_TYPE* med
   if (file_name_) {
     const size_t bytes = bytes_with_terminator(file_name_.get());
     *file_name = static_cast<LPOLESTR>(CoTaskMemAlloc(bytes));
-    // Without memory there is no name, and no error either.
+    // If memory runs out, the call succeeds with a null name.
     if (*file_name != nullptr) std::memcpy(*file_name, file_name_.get(), bytes);
   }
   return S_OK;

@@ -27,7 +27,7 @@ class CZanBaseSourceFilter : public CSource,
   virtual BOOL OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE* media_type) = 0;
   // Clears the record, which may be null: files have no media type of their own.
   virtual BOOL GetCurFileMediaType(AM_MEDIA_TYPE* media_type) = 0;
-  // Makes the duration of the longest pin the filter's. Stores that pin, null without pins.
+  // Sets the filter's duration to that of its longest pin, and stores that pin (null if there is none).
   virtual HRESULT UpdateDuration(CZanBaseSourceOutputPin** longest) = 0;
 
   // IFileSourceFilter. Load succeeds once; after a failure it may be called again.

@@ -22,8 +22,8 @@ HRESULT CZanMP4SourceFilter::OpenClip(LPCOLESTR file_name, ClipHandle** clip, BY
     *clip = nullptr;
     *configuration = nullptr;
     *configuration_length = 0;
-    // Kept: makes the filter one of the clip's kind, whatever it is playing.
-    const SourceKind kind = take_kind_of(file_name);
+    // Kept: sets the filter's kind to the clip's, whatever it is playing.
+    const SourceKind kind = set_kind_from_name(file_name);
     OpenedClip opened = open_clip(kind, file_name, std::move(manager));
     if (opened.result != S_OK) return opened.result;
     *configuration_length = opened.configuration.size;

@@ -47,7 +47,7 @@ SampleSource* CZanMP4SourceOutputPin::active_source() const {
   return source_->kind() == shared_.source_kind ? source_.get() : nullptr;
 }
 
-// The largest sample of a track is known whatever the filter is.
+// A track's largest sample is known even while the filter has another kind.
 uint64_t CZanMP4SourceOutputPin::sample_bytes() const {
   const bool is_known = source_->track_info() != nullptr || active_source() != nullptr;
   return is_known ? source_->sample_bytes() : 0;

@@ -14,7 +14,7 @@ class CZanMP4SourceOutputPin;
 
 // The filter's state that its pins use. The filter owns it.
 struct SharedPlayback {
-  // The filter's kind. A clip may change it to another kind than that of the pins' sources.
+  // The filter's kind. Opening a clip may make it differ from the kind of the pins' sources.
   std::atomic<SourceKind> source_kind{SOURCE_KIND_NONE};
   std::atomic<double> frame_rate{0.0};  // frames per second; 0 when unknown
   SeekSync seek_sync;

@@ -71,7 +71,7 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
  private:
   using PinPointer = std::unique_ptr<CZanMP4SourceOutputPin>;
 
-  SourceKind take_kind_of(LPCOLESTR file_name);
+  SourceKind set_kind_from_name(LPCOLESTR file_name);
   bool open_file_manager(LPCOLESTR file_name);
   bool open_iso_media();
   bool open_speech(LPCOLESTR file_name);

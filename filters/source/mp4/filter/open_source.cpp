@@ -13,7 +13,7 @@ BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) 
     // Kept: whatever its extension, the file is opened as ISO media first. Only the last error of that
     // attempt matters: it reports a missing file as missing even when the extension is unknown.
     if (open_file_manager(file_name)) open_iso_file(descriptor_, file_manager_.get());
-    switch (take_kind_of(file_name)) {
+    switch (set_kind_from_name(file_name)) {
       case SOURCE_KIND_MP4:
         return open_iso_media() ? TRUE : FALSE;
       case SOURCE_KIND_AMR:
@@ -30,9 +30,9 @@ BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) 
   }
 }
 
-// Makes the filter one of the file's kind, if the extension is known. Called for the file that is loaded, and
+// Sets the filter's kind to the file's, if the extension is known. Called for the file that is loaded, and
 // for every clip: pins whose source is of another kind than the filter do nothing (CZanMP4SourceOutputPin).
-SourceKind CZanMP4SourceFilter::take_kind_of(LPCOLESTR file_name) {
+SourceKind CZanMP4SourceFilter::set_kind_from_name(LPCOLESTR file_name) {
   const SourceKind kind = source_kind_of(file_name);
   if (kind != SOURCE_KIND_NONE) shared_.source_kind = kind;
   return kind;
@@ -121,7 +121,7 @@ void CZanMP4SourceFilter::find_longest_pin() {
   shared_.longest_pin = static_cast<CZanMP4SourceOutputPin*>(longest);
 }
 
-// Kept: in a file with audio, the frame rate is that over the longer of the two tracks.
+// Kept: in a file with audio, the frame rate is computed over the duration of the longer track.
 void CZanMP4SourceFilter::update_frame_rate() {
   const auto media_ms = [](const CZanMP4SourceOutputPin* pin) {
     const P3gppTrackInfo* const info = pin->track_info();

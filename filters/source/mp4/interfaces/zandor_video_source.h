@@ -16,8 +16,8 @@ struct ClipInfo {
   DWORD duration_ms;
   DWORD sample_rate;  // of audio, Hz
   DWORD channels;
-  // MPEG-4 visual only. The pointer is always 0, because the bytes do not outlive the call; the length is
-  // that of the bytes.
+  // MPEG-4 visual only. The pointer is always 0, because the bytes are freed before the call returns; only
+  // the length is set.
   DWORD sl_config;
   DWORD sl_config_length;
 };
@@ -39,7 +39,7 @@ struct ClipHandle {
 };
 
 // Threads: calls on different clips may run at once. The interface shares state with its filter: OpenClip
-// makes the filter one of the clip's kind, so it must not be called on a filter that plays a file of another
+// sets the filter's kind to the clip's, so it must not be called on a filter that plays a file of another
 // kind, and GetClipInfo sets the filter's frame rate.
 struct IAMZandorVideoSource : IUnknown {
   // The extension decides how the file is read. A file of an unknown extension opens to a handle that cannot

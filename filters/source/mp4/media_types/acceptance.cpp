@@ -1,5 +1,4 @@
-// The media types that a pin accepts. The rules are older than some of the codecs and differ between them;
-// some do not check the major type.
+// The media types that a pin accepts. The rules differ by codec; some ignore the major type.
 #include <optional>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
@@ -54,7 +53,7 @@ bool accepts_codec_video(const IsoTrack& track, const CMediaType& type) {
       matches_frame(header, track, decoder.u.h263.width, decoder.u.h263.height, kCompressionH263)) {
     return true;
   }
-  // Kept: only types that are video must have the right sub type.
+  // Kept: only types that are video must have the right subtype.
   if (is_video_info(type) && type.subtype != kSubtypeAvc && type.subtype != kSubtypeAnyVideo) return false;
   return decoder.object_type == P3GPP_OTI_AVC &&
          matches_frame(header, track, decoder.u.avc.width, decoder.u.avc.height, kCompressionH264);

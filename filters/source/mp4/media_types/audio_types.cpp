@@ -7,7 +7,7 @@
 namespace zdr::mp4source {
 namespace {
 
-constexpr WORD kTagAmr = 0x7A22;  // Kept: one tag for both bands, which differ by their sub type.
+constexpr WORD kTagAmr = 0x7A22;  // Kept: one tag for both bands, which differ by their subtype.
 constexpr WORD kTagQcelp = 0xF7;
 constexpr WORD kTagEvrc = 0xF9;
 constexpr WORD kTagDolbyAc3 = 0x2000;

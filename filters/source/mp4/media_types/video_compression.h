@@ -1,4 +1,4 @@
-// Four-character codes of biCompression, which differ from those of the sub types.
+// Four-character codes of biCompression, which differ from those of the subtypes.
 #pragma once
 
 #include <dshow.h>

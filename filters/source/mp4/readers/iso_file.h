@@ -16,7 +16,7 @@ FMGR_Descriptor wide_file_descriptor(const WCHAR* path);
 // Null when the file cannot be opened. The descriptor and the manager outlive the file.
 IsoFilePointer open_iso_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager);
 
-// Opens the file once more, for its size alone. False when that fails.
+// Opens the file once more, for its size alone. False if that fails.
 bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint64_t* size);
 
 // The ID of the first track of a type; 0, which is not a valid ID, for a track that has none. `track_count`

@@ -64,10 +64,10 @@ FrameSource::FoundFrame AacSource::find_frame(REFERENCE_TIME target) {
   return found ? FoundFrame{SeekResult::kMoved, frame} : FoundFrame{SeekResult::kFailed, 0};
 }
 
-bool AacSource::read_frame(uint32_t number, uint8_t* buffer, uint32_t room, uint32_t* size) {
+bool AacSource::read_frame(uint32_t number, uint8_t* buffer, uint32_t capacity, uint32_t* size) {
   // The buffer of a sample may have any alignment.
-  const uint32_t capacity = std::min(room, static_cast<uint32_t>(sizeof pcm_));
-  AACF_FrameRequest request{number, capacity, pcm_.data()};
+  const uint32_t pcm_bytes = std::min(capacity, static_cast<uint32_t>(sizeof pcm_));
+  AACF_FrameRequest request{number, pcm_bytes, pcm_.data()};
   if (AACF_ReadFrame(reader_.get(), &request) != AACF_OK) return false;
   std::memcpy(buffer, pcm_.data(), request.size);
   *size = request.size;

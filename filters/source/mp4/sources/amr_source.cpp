@@ -35,8 +35,8 @@ FrameSource::FoundFrame AmrSource::find_frame(REFERENCE_TIME target) {
   return {SeekResult::kMoved, frame};
 }
 
-bool AmrSource::read_frame(uint32_t number, uint8_t* buffer, uint32_t room, uint32_t* size) {
-  AMRF_FrameRequest request{number, room, buffer};
+bool AmrSource::read_frame(uint32_t number, uint8_t* buffer, uint32_t capacity, uint32_t* size) {
+  AMRF_FrameRequest request{number, capacity, buffer};
   if (AMRF_ReadFrame(reader_.get(), &request) != AMRF_OK) return false;
   *size = request.size;
   return true;

@@ -18,7 +18,7 @@ class AmrSource final : public FrameSource {
  protected:
   FoundFrame find_frame(REFERENCE_TIME target) override;
   bool can_rewind() const override { return counted_; }
-  bool read_frame(uint32_t number, uint8_t* buffer, uint32_t room, uint32_t* size) override;
+  bool read_frame(uint32_t number, uint8_t* buffer, uint32_t capacity, uint32_t* size) override;
   int64_t time_before(uint32_t number) override;
 
  private:

@@ -19,7 +19,7 @@ HRESULT FrameSource::fill(IMediaSample* sample) {
       sample->SetSyncPoint(TRUE);
     }
   }
-  mark_first_sample(first_sample_, sample);  // a sample that refuses the mark uses it up
+  mark_first_sample(first_sample_, sample);  // the mark is consumed even if the sample rejects it
   BYTE* buffer = nullptr;
   const HRESULT hr = get_buffer(sample, &buffer);
   const LONG size = sample->GetSize();
@@ -34,8 +34,8 @@ HRESULT FrameSource::fill(IMediaSample* sample) {
   }
   if (group.size == 0) return S_FALSE;
   const REFERENCE_TIME absolute_start = wrapping_ms_to_reference_time(group.time_ms);
-  // Kept: a group at the stop position is not delivered. In a speech file that is a last group of one frame,
-  // in an AAC file it may be.
+  // Kept: a group at the stop position is not delivered. In speech files that is always a last group of one
+  // frame, in AAC files sometimes.
   if (absolute_start >= segment.stop) return S_FALSE;
   REFERENCE_TIME start = wrapping_sub(absolute_start, segment.start);
   REFERENCE_TIME stop = wrapping_add(start, kAudioDuration);
@@ -51,14 +51,14 @@ FrameSource::SeekResult FrameSource::seek(REFERENCE_TIME target) {
   return found.result;
 }
 
-FrameSource::FrameGroup FrameSource::read_group(uint8_t* buffer, uint32_t room) {
+FrameSource::FrameGroup FrameSource::read_group(uint8_t* buffer, uint32_t capacity) {
   ++counter_;
   FrameGroup group;
   // Kept: a failed read, also of a frame that does not fit, leaves the counter on that frame, so that the
   // next group skips it; and a group that fills its sample exactly skips a frame as well.
-  for (uint32_t i = 0; i < kFramesPerGroup && group.size < room; ++i) {
+  for (uint32_t i = 0; i < kFramesPerGroup && group.size < capacity; ++i) {
     uint32_t size = 0;
-    if (!read_frame(counter_, buffer + group.size, room - group.size, &size)) break;
+    if (!read_frame(counter_, buffer + group.size, capacity - group.size, &size)) break;
     group.size += size;
     if (i + 1 < kFramesPerGroup) ++counter_;
     if (i == 0) group.time_ms = time_before(counter_);

@@ -35,11 +35,11 @@ class FrameSource : public SampleSource {
     uint32_t number;  // of kMoved; counted from 1
   };
   virtual FoundFrame find_frame(REFERENCE_TIME target) = 0;
-  // Whether a stop moves the source to its first frame.
+  // True if a stop moves the source to its first frame.
   virtual bool can_rewind() const { return true; }
-  // Reads frame `number` into `room` bytes, which are more than 0, and stores its size. False when it cannot
-  // be read.
-  virtual bool read_frame(uint32_t number, uint8_t* buffer, uint32_t room, uint32_t* size) = 0;
+  // Reads frame `number` into `capacity` bytes, which are more than 0, and stores its size. False if it
+  // cannot be read.
+  virtual bool read_frame(uint32_t number, uint8_t* buffer, uint32_t capacity, uint32_t* size) = 0;
   // The time stamp, in milliseconds, of a group whose first frame is the one before `number`.
   virtual int64_t time_before(uint32_t number) = 0;
 
@@ -51,7 +51,7 @@ class FrameSource : public SampleSource {
   };
 
   SeekResult seek(REFERENCE_TIME target);
-  FrameGroup read_group(uint8_t* buffer, uint32_t room);
+  FrameGroup read_group(uint8_t* buffer, uint32_t capacity);
 
   FirstSampleMark& first_sample_;
   uint32_t counter_ = 0;  // number of the last frame read

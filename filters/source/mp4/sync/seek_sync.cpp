@@ -12,7 +12,7 @@ constexpr StreamKind peer_of(StreamKind stream) {
   return stream == StreamKind::kVideo ? StreamKind::kAudio : StreamKind::kVideo;
 }
 
-// True when the event or the request ended the wait, or the wait failed; false after `milliseconds`.
+// True if the event or the request ended the wait, or the wait failed; false after `milliseconds`.
 bool wait_ended(HANDLE event, HANDLE request, DWORD milliseconds) {
   const HANDLE handles[] = {event, request};
   return WaitForMultipleObjects(2, handles, FALSE, milliseconds) != WAIT_TIMEOUT;

@@ -28,7 +28,7 @@ DWORD executable_path(std::string& path) {
   return NO_ERROR;
 }
 
-// Whether a line of the form "start-end perms offset device inode   path" covers the address.
+// True if a line of the form "start-end perms offset device inode   path" covers the address.
 bool covers(const std::string& line, uintptr_t address) noexcept {
   uintptr_t start = 0;
   uintptr_t end = 0;

@@ -25,7 +25,7 @@ class ShareLease {
   // NO_ERROR or ERROR_SHARING_VIOLATION. May throw bad_alloc.
   static DWORD acquire(const FileIdentity& file, const ShareRequest& request, ShareLease& lease);
 
-  // Whether other processes see this open too.
+  // True if other processes see this open too.
   bool holds_between_processes() const noexcept { return static_cast<bool>(side_file_); }
 
   void release() noexcept;

@@ -36,7 +36,7 @@ struct SideFileName {
   }
 };
 
-// Whether another open holds a lock in the range.
+// True if another open holds a lock in the range.
 bool is_held_elsewhere(int file, off_t start, off_t length) noexcept {
   struct flock lock = record_range(F_WRLCK, start, length);
   return fcntl(file, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
@@ -51,7 +51,7 @@ bool conflicts(int file, const ShareRequest& request) noexcept {
   return false;
 }
 
-// False when the system has no room for more locks; those taken are dropped with the descriptor.
+// False if the system has no room for more locks; those taken are dropped with the descriptor.
 bool take_locks(int file, const ShareRequest& request) noexcept {
   bool taken = true;
   for (int i = 0; i < kClasses; ++i) {

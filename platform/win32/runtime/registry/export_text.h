@@ -29,8 +29,8 @@ struct ExportLimits {
   size_t entries = kMostEntries;
 };
 
-// Whether the text has at most so many bytes, and their number if it has. Each key repeats the names of those
-// above it, so a tree from a file may need hundreds of times the size of the file. Throws bad_alloc.
+// True if the text has at most so many bytes; `bytes` is then their number. Each key repeats the names of
+// those above it, so a tree from a file may need hundreds of times the size of the file. Throws bad_alloc.
 bool export_fits(const RegistryKey& top, const ExportLimits& limits, size_t& bytes);
 
 // Writes UTF-8 to an empty text; permanent keys are left out while they are empty. False, with nothing

@@ -33,7 +33,7 @@ class KeyHandles {
   uintptr_t last_ = 2;
 };
 
-// Whether the tree has the key in any place of the path.
+// True if the tree has the key in any place of the path.
 bool is_visible(const RegistryKey& top, const KeyPath& path);
 
 }  // namespace zdr::platform

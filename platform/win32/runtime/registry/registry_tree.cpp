@@ -21,7 +21,7 @@ bool same_name(std::u16string_view a, std::u16string_view b) noexcept {
   return !LessWithoutCase{}(a, b) && !LessWithoutCase{}(b, a);
 }
 
-// Whether the path is `whole` or one of the levels above it.
+// True if the path is `whole` or one of the levels above it.
 bool leads_to(const KeyPath& path, std::span<const std::u16string_view> whole) noexcept {
   return path.size() <= whole.size() && std::equal(path.begin(), path.end(), whole.begin(), same_name);
 }

@@ -39,7 +39,7 @@ std::u16string_view root_name(std::u16string_view name) noexcept;
 // ERROR_BAD_PATHNAME or ERROR_INVALID_PARAMETER.
 DWORD append_names(KeyPath& path, std::u16string_view sub_key);
 
-// Whether every registry has the key: the roots, and the keys down to the classes and the system of the
+// True if every registry has the key: the roots, and the keys down to the classes and the system of the
 // machine.
 bool is_permanent(const KeyPath& path) noexcept;
 // Adds the permanent keys that are missing.
@@ -50,7 +50,7 @@ RegistryKey* find_key(RegistryKey& top, const KeyPath& path) noexcept;
 // The number of levels of the path that exist.
 size_t existing_levels(const RegistryKey& top, const KeyPath& path) noexcept;
 RegistryKey& make_key(RegistryKey& top, const KeyPath& path);
-// Removes the key with everything below it; false when there is none.
+// Removes the key with everything below it; false if there is none.
 bool remove_key(RegistryKey& top, const KeyPath& path) noexcept;
 
 // Where the tree stores the content of a path; the first place hides the second. Most paths have one place;

@@ -19,7 +19,7 @@ Descriptor open_lock_file(const std::string& path) noexcept {
   return Descriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
 }
 
-// False when the file was removed or replaced while this process waited for its lock.
+// False if the file was removed or replaced while this process waited for its lock.
 bool is_still_at(int file, const std::string& path) noexcept {
   struct stat locked;
   struct stat named;

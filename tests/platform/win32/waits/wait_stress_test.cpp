@@ -91,7 +91,7 @@ void take_when_woken(HANDLE mutex) {
   ASSERT_LT(std::chrono::steady_clock::now(), time_out) << "not woken";
 }
 
-// Each owner wakes the next one, also an owner that has slept itself, and after a wait that timed out.
+// Each owner wakes the next waiter, even if it had to sleep itself, and after a wait that timed out.
 TEST(WaitStress, EverySleeperOfAMutexIsWoken) {
   const ScopedHandle mutex = CreateMutexW(nullptr, FALSE, nullptr);
   ASSERT_EQ(poll(mutex), WAIT_OBJECT_0);
