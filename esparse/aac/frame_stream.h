@@ -7,7 +7,7 @@
 #include "esparse/aac/aacf.h"
 #include "esparse/aac/frame_sync.h"
 #include "esparse/aac/stream_buffer.h"
-#include "esparse/aac/stream_kind.h"
+#include "esparse/aac/stream_description.h"
 
 namespace zdr::aacf {
 
@@ -20,7 +20,7 @@ struct FileLayout {
 
 class FrameStream {
  public:
-  // False when out of memory.
+  // False if out of memory.
   bool allocate() { return buffer_.allocate(); }
 
   // Reads the start of the stream and recognises its kind. False on failure.
@@ -42,7 +42,7 @@ class FrameStream {
   // Reads more of the file. Returns the number of bytes read.
   uint32_t refill() { return buffer_.refill(file_); }
 
-  // Walks to a frame, from the current or the first one. False when the stream ends before it.
+  // Walks to a frame, from the current or the first one. False if the stream ends before it.
   bool skip_to_frame(uint32_t number);
   // Moves to the next header at or after the estimated position of an ADTS frame. Returns AACF_OK or a
   // failure.

@@ -1,6 +1,6 @@
 // Recognises the three kinds of streams by their first bytes: syncword, "ADIF", or the length of a
 // configuration.
-#include "esparse/aac/stream_kind.h"
+#include "esparse/aac/stream_description.h"
 
 #include <string_view>
 
