@@ -164,7 +164,7 @@ TEST(Gaps, AreBridgedOrFaded) {
   });
 }
 
-TEST(Gaps, KeptDepthsAndSilences) {
+TEST(Gaps, KeptFurtherGapsFadeDeeperAndDamagedBlocksAreSilent) {
   check({
       {"every further gap starts a step deeper", "AxBxxxx", "- A A~B B B/4 0B 0B"},
       {"different channel counts are faded, not bridged", "AxMBxxMB", "- A A M B B/4 B/2 M"},

@@ -120,7 +120,7 @@ TEST(Delivery, KeptSizeTableHas16BitsAnEntry) {
 
 // --- Ends and odd tables -----------------------------------------------------------------------------------
 
-TEST(Delivery, KeptOddTimesOfATrack) {
+TEST(Delivery, KeptStopAndEditShiftDecideWhatATrackDelivers) {
   TrackDescription last_at_end = avc_track(3);
   last_at_end.durations = {100, 100, 0};
   TrackDescription version_1 = avc_track(5);  // plays for 0 ms

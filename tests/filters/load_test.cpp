@@ -44,7 +44,7 @@ TEST(Load, KeptOnlyTheFirstTrackOfEachKindIsTried) {
 }
 
 // Tracks are opened by ID, so both pins have the first track of an ID, and only that of its kind can play it.
-TEST(Load, KeptTracksOfOneIdAreTheFirstOfThem) {
+TEST(Load, KeptBothPinsPlayTheFirstTrackOfAnId) {
   TrackDescription without_header = amr_track(3);  // its ID counts as 0
   without_header.replaced["tkhd"] = Bytes{};
   const std::tuple<std::string, std::vector<TrackDescription>, int> kCases[] = {

@@ -109,7 +109,7 @@ TEST(MediaType, KeptPinsOfOtherCodecsExistAndOfferNothing) {
 }
 
 // Without memory for the block or for the first sample, and with a first sample after the end of the file.
-TEST(MediaType, KeptStatusOfEveryFailure) {
+TEST(MediaType, KeptEachFailureHasItsStatus) {
   for (const Codec& codec : every_codec()) {
     SCOPED_TRACE(codec.name);
     FilterUnderTest under_test(codec.track);

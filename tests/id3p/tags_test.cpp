@@ -94,7 +94,7 @@ std::string describe(const Bytes& content) {
   return all;
 }
 
-TEST(Tags, KeptSizesFlagsAndGenreOfEachVersion) {
+TEST(Tags, KeptEachVersionIsReadByItsOwnRules) {
   const auto letters = [](char letter) { return std::string(30, letter); };
   const Bytes audio(100, 0xFF);
   Bytes full_v1_tag = id3v1(letters('t'), letters('a') + letters('a'), "20245", 'g');

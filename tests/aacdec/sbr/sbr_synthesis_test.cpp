@@ -187,17 +187,17 @@ void expect_reference(const Kind& kind, uint32_t number) {
   EXPECT_GT(comparison.energy, 1e9);
 }
 
-class SbrSynthesisOf : public testing::TestWithParam<Kind> {};
+class SbrStreams : public testing::TestWithParam<Kind> {};
 
 // Includes streams that announce 34 bands or the other mixing procedure, and frames without SBR data.
-TEST_P(SbrSynthesisOf, KeptEveryStreamMatchesTheReference) {
+TEST_P(SbrStreams, KeptAllMatchTheReference) {
   for (uint32_t number = 0; number < GetParam().streams; ++number) {
     SCOPED_TRACE(number);
     expect_reference(GetParam(), number);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, SbrSynthesisOf, testing::ValuesIn(kKinds),
+INSTANTIATE_TEST_SUITE_P(All, SbrStreams, testing::ValuesIn(kKinds),
                          [](const auto& kind) { return kind.param.name; });
 
 // Two single channel elements may have different headers. The tables of the first may then be shorter than

@@ -51,7 +51,7 @@ Bytes blocks_of(size_t count, size_t size = 400) {
   return repeated(silent_block(size, 2, 0xFF), count);
 }
 
-TEST(Open, KeptRulesOfCountingAndEstimating) {
+TEST(Open, KeptEstimatesFollowTheFramesThatCount) {
   const Bytes hundred = adts_file(100, 400);
   const Bytes tag = id3v1("t", "a", "1999", 1);
   expect_open({
@@ -184,7 +184,7 @@ Bytes mixed_blocks(const Bytes& header) {
   return content;
 }
 
-TEST(Reads, KeptPlacesEndsAndRestarts) {
+TEST(Reads, KeptJumpsRestartTheDecoderAndEndsFollowTheEstimate) {
   const Bytes raw = concat({raw_header(), blocks_of(5)});
   const Bytes two_blocks = repeated(adts_frame(407, {.blocks = 2}), 10);
   Bytes damaged = adts_file(40, 400);
