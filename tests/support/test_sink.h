@@ -93,7 +93,7 @@ class TestSinkPin final : public CBaseInputPin {
     log("active");
     change([this] {
       active_ = true;
-      begin_anew();
+      restart();
     });
     return CBaseInputPin::Active();
   }
@@ -142,7 +142,7 @@ class TestSinkPin final : public CBaseInputPin {
     log("end flush");
     change([this] {
       if (!flushing_) breaches_.push_back("end of a flush that has not begun");
-      begin_anew();
+      restart();
     });
     return CBaseInputPin::EndFlush();
   }
@@ -160,7 +160,7 @@ class TestSinkPin final : public CBaseInputPin {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, kPatience, is_met);
   }
-  void begin_anew() {
+  void restart() {
     flushing_ = ended_ = false;
     not_allowed_ = "before a new segment";
     samples_.clear();

@@ -14,7 +14,7 @@ TEST(AssetBoxes, KeptIncompleteBoxesHaveTheirCompleteFields) {
   const std::string place =
       utf8("here") + std::string("\x02\0\0\0\x09\0\0\0\x08\0\0\0\x07", 13) + utf8("moon") + "note";
   const auto wide = [](std::string_view text) { return utf16(text).substr(0, 2 + 2 * text.size()); };
-  const auto cut_place = [&](size_t size) { return asset("loci", place.substr(0, size)); };
+  const auto truncated_location = [&](size_t size) { return asset("loci", place.substr(0, size)); };
   const std::vector<std::tuple<const char*, Bytes, std::string>> cases = {
       {"album without a track number", asset("albm", utf8("Title")), "albm=Title|0"},
       {"album without a title", albm("", 9), "albm=|9"},
@@ -22,13 +22,13 @@ TEST(AssetBoxes, KeptIncompleteBoxesHaveTheirCompleteFields) {
       {"keyword past the box", asset("kywd", "\x02\x03one\x04two"), "kywd=2|one"},
       {"no keywords", asset("kywd", "\x02"), "kywd=2"},
       {"an empty keyword", kywd({"one", "", "two"}), "kywd=3|one||two"},
-      {"place cut in its name", cut_place(2), "loci=he|0|0|0|0||"},
-      {"place cut in its longitude", cut_place(9), "loci=here|2|0|0|0||"},
-      {"place cut in its altitude", cut_place(17), "loci=here|2|9|8|0||"},
-      {"place cut in its body", cut_place(20), "loci=here|2|9|8|7|mo|"},
+      {"location cut in its name", truncated_location(2), "loci=he|0|0|0|0||"},
+      {"location cut in its longitude", truncated_location(9), "loci=here|2|0|0|0||"},
+      {"location cut in its altitude", truncated_location(17), "loci=here|2|9|8|0||"},
+      {"location cut in its body", truncated_location(20), "loci=here|2|9|8|7|mo|"},
       {"place in UTF-16", loci({utf16("home"), 1, 2, 3, 4, utf16("earth"), utf16("notes")}),
        "loci=" + wide("home") + "|1|2|3|4|" + wide("earth") + "|" + wide("notes")},
-      {"notes without a terminator", cut_place(99), "loci=here|2|9|8|7|moon|note"},
+      {"notes without a terminator", truncated_location(99), "loci=here|2|9|8|7|moon|note"},
       {"wide name without its whole NUL takes the rest", asset("loci", "\xFE\xFF" + std::string(15, '\x01')),
        "loci=\xFE\xFF" + std::string(15, '\x01') + "|0|0|0|0||"},
       {"later ones replace, unknown ones and items outside of a list are skipped",

@@ -132,7 +132,7 @@ TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
       {"no path", "", REG_SZ, 0, REGDB_E_INVALIDVALUE},
       {"another type", kTestModule, REG_EXPAND_SZ, 0, REGDB_E_INVALIDVALUE},
   };
-  // No interface is out of reach of a class that is not built in: its module decides.
+  // For a class that is not built in, its module decides which interfaces it has.
   void* factory = this;
   EXPECT_EQ(CoGetClassObject(CLSID_MemoryAllocator, CLSCTX_ALL, nullptr, IID_IPin, &factory), E_NOINTERFACE);
   EXPECT_EQ(factory, nullptr);

@@ -1,5 +1,5 @@
 // Events, mutexes and threads of one process: single waits and waits for any of several; handles: every
-// function refuses stale ones, and a close may coincide with a look-up. The tests of the OS layer cover the
+// function refuses stale ones, and a close may coincide with a lookup. The tests of the OS layer cover the
 // ownership of mutexes.
 #include <atomic>
 #include <vector>
