@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <mutex>
 
 #include "host/decoded_text.h"
+#include "host/exit_code.h"
 #include "host/time_text.h"
 
 namespace zdr::host {
@@ -25,9 +27,33 @@ constexpr const char* kClearLine = "\r\x1b[K";
 
 volatile std::sig_atomic_t interrupt_seen = 0;
 
-void on_interrupt(int signal_number) {
+constexpr int kInterrupts[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr suseconds_t kTimeToEndUs = 800'000;
+
+// These three handlers use only what a signal handler may use, as setitimer is a plain system call here.
+void end_now(int /*signal_number*/) {
+  _exit(static_cast<int>(ExitCode::kInterrupted));
+}
+
+void on_interrupt(int signal_number);
+
+bool is_handled(int signal_number) {
+  struct sigaction action {};
+  return sigaction(signal_number, nullptr, &action) == 0 && action.sa_handler == on_interrupt;
+}
+
+void on_interrupt(int /*signal_number*/) {
   interrupt_seen = 1;
-  std::signal(signal_number, SIG_DFL);
+  for (const int each : kInterrupts) {
+    if (is_handled(each)) std::signal(each, SIG_DFL);
+  }
+  const itimerval once{{0, 0}, {0, kTimeToEndUs}};
+  setitimer(ITIMER_REAL, &once, nullptr);
+}
+
+bool is_ignored(int signal_number) {
+  struct sigaction action {};
+  return sigaction(signal_number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
 std::mutex line_mutex;
@@ -84,8 +110,10 @@ bool use_colour() {
 }
 
 void catch_interrupts() {
-  std::signal(SIGINT, on_interrupt);
-  std::signal(SIGTERM, on_interrupt);
+  std::signal(SIGALRM, end_now);
+  for (const int each : kInterrupts) {
+    if (!is_ignored(each)) std::signal(each, on_interrupt);
+  }
 }
 
 void reserve_standard_streams() {

@@ -11,8 +11,9 @@ namespace zdr::host {
 bool stderr_is_terminal();
 bool use_colour();  // standard error is a terminal and NO_COLOR is not set
 
-// After this call the first SIGINT or SIGTERM only sets a flag; a second one ends the process as usual. Only
-// for commands that poll interrupted(): others would ignore the first signal.
+// After this call the first SIGINT, SIGTERM or SIGHUP only sets a flag, so that the command can complete what
+// it writes; for that it has to poll interrupted(). A second one ends the process as usual, and so does time:
+// a process that waits for a disk or a pipe ends within a second. Signals that are ignored remain ignored.
 void catch_interrupts();
 bool interrupted();
 

@@ -326,6 +326,8 @@ int32_t P3GPP_CloseTrack(P3gppTrack* track) P3GPP_NOEXCEPT;
 /* The largest sample size in bytes, as the size table claims, which may be more than the file holds. Reads
  * the whole table. */
 int32_t P3GPP_GetMaxSampleSize(P3gppTrack* track, uint32_t* size) P3GPP_NOEXCEPT;
+/* The sizes of all samples together, in bytes, as the size table claims. Reads the whole table. */
+int32_t P3GPP_GetTotalSampleSize(P3gppTrack* track, uint64_t* bytes) P3GPP_NOEXCEPT;
 /* The average bitrate. Reads the whole size table. Every failure, and a track shorter than a second, is
  * P3GPP_ERR_GENERIC with a result of 0. */
 int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second) P3GPP_NOEXCEPT;

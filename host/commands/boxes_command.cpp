@@ -14,6 +14,7 @@
 #include "host/inspect/left_out.h"
 #include "host/inspect/open_diagnosis.h"
 #include "host/inspect/parsed_movie.h"
+#include "host/inspect/read_failure.h"
 #include "host/json_report.h"
 #include "host/messages.h"
 
@@ -193,7 +194,7 @@ ExitCode report(const std::string& file, const ParsedMovie& movie, const BoxList
     report_left_out(file, &movie, messages);
   note(list.boxes_left_out(), "boxes");
   note(list.entries_left_out(), "list entries");
-  if (movie.is_open()) return ExitCode::kDone;
+  if (movie.is_open()) return report_read_failure(file, messages);
   const Diagnosis diagnosis = diagnose_parse(file, movie);
   messages.error({file, diagnosis.place, diagnosis.reason, diagnosis.status});
   return diagnosis.exit_code;
@@ -204,6 +205,7 @@ ExitCode report(const std::string& file, const ParsedMovie& movie, const BoxList
 ExitCode run_boxes(const Options& options, std::ostream& out) {
   const std::string& file = options.files.front();
   Messages messages(options.quiet || options.json);
+  watch_reads(file);
   BoxList list;
   const ParsedMovie movie(file, &list.visitor());
   list.sort_by_offset();

@@ -12,6 +12,7 @@
 #include "host/inspect/left_out.h"
 #include "host/inspect/media_type_text.h"
 #include "host/inspect/parsed_movie.h"
+#include "host/inspect/read_failure.h"
 #include "host/json_report.h"
 #include "host/time_text.h"
 #include "host/writers/output_file.h"
@@ -90,9 +91,9 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
     messages.error({file, "", "has no cover image", ""});
     return ExitCode::kNotSupported;
   }
-  OutputFile output(options.cover, options.force);
+  OutputFile output(options.cover, options.force, options.files);
   if (output.open() && output.write(image) && output.commit()) return ExitCode::kDone;
-  messages.error({options.cover, "", output.error(), ""});
+  messages.error({options.cover, "", output.failure(), ""});
   return ExitCode::kCannotWrite;
 }
 
@@ -113,6 +114,7 @@ ExitCode show_file(const std::string& file, const Options& options, Messages& me
     }
     code = worse_of(code, save_cover(file, tags, options, messages));
   }
+  code = worse_of(code, report_read_failure(file, messages));
   if (json == nullptr) return code;
   nlohmann::ordered_json object = begin_file_json(file, code);
   if (report) add_json(object, *report);

@@ -8,6 +8,7 @@
 #include "host/graph/module_loader.h"
 #include "host/graph/source_clip.h"
 #include "host/inspect/open_diagnosis.h"
+#include "host/inspect/read_failure.h"
 #include "host/json_report.h"
 #include "host/messages.h"
 #include "host/writers/output_file.h"
@@ -56,7 +57,8 @@ class KeyFrame {
 
   ExitCode extract();
   nlohmann::ordered_json json(ExitCode code);
-  const OutputFile* output() const { return output_ ? &*output_ : nullptr; }
+  // Null unless the picture has been written.
+  const OutputFile* output() const { return is_written_ ? &*output_ : nullptr; }
 
  private:
   ExitCode fail(ExitCode code, const std::string& reason, const std::string& status = "") {
@@ -74,9 +76,11 @@ class KeyFrame {
   const std::string& file_;
   mp4source::ClipInfo info_{};
   std::optional<OutputFile> output_;  // created once there is a picture to write
+  bool is_written_ = false;
 };
 
 ExitCode KeyFrame::extract() {
+  watch_reads(file_);
   if (const auto refused = diagnose_before_open(file_)) return explain(*refused);
   HRESULT hr = S_OK;
   const com::ComPtr<IBaseFilter> filter = create_source_filter(file_, messages_, hr);
@@ -87,18 +91,21 @@ ExitCode KeyFrame::extract() {
 
 ExitCode KeyFrame::extract_from(SourceClip& clip) {
   if (clip.has_video()) clip.info(info_);
+  if (const auto failure = take_read_failure(ExitCode::kLoss)) return explain(*failure);
   const Picture picture = picture_of(info_.video_codec, clip.configuration());
   if (!picture.writer) return fail(ExitCode::kNotSupported, "no video of which pictures can be written");
   ClipBytes frame;
   const HRESULT hr = clip.key_frame(options_.index, frame);
+  if (const auto failure = take_read_failure(ExitCode::kLoss)) return explain(*failure);
   if (FAILED(hr)) {
     return fail(ExitCode::kCannotOpen, "key frame " + std::to_string(options_.index) + " cannot be read",
                 hresult_text(hr));
   }
-  output_.emplace(output_path(options_, picture.extension), options_.force);
+  output_.emplace(output_path(options_, picture.extension), options_.force, options_.files);
   if (!write_picture(*output_, *picture.writer, frame.bytes())) {
-    return fail(ExitCode::kCannotWrite, output_->final_path().string() + ": " + output_->error());
+    return fail(ExitCode::kCannotWrite, output_->final_path().string() + ": " + output_->failure());
   }
+  is_written_ = true;
   if (picture.writer->damaged_units() == 0) return ExitCode::kDone;
   return fail(ExitCode::kLoss, "the picture is damaged: " + picture.writer->first_damage());
 }
@@ -106,7 +113,7 @@ ExitCode KeyFrame::extract_from(SourceClip& clip) {
 nlohmann::ordered_json KeyFrame::json(ExitCode code) {
   nlohmann::ordered_json json = begin_file_json(file_, code);
   json["index"] = options_.index;
-  if (code == ExitCode::kDone || code == ExitCode::kLoss) {
+  if (is_written_) {
     json["codec"] = clip_codec_name(info_.video_codec);
     json["width"] = info_.width;
     json["height"] = info_.height;
@@ -127,7 +134,7 @@ ExitCode run_keyframe(const Options& options, std::ostream& out) {
     JsonReport report(1);
     report.add(key_frame.json(code));
     report.print(out);
-  } else if (code == ExitCode::kDone || code == ExitCode::kLoss) {
+  } else if (key_frame.output() != nullptr) {
     out << key_frame.output()->final_path().string() << ": " << key_frame.output()->size() << " bytes\n";
   }
   return code;

@@ -7,7 +7,6 @@
 #include "host/commands/commands.h"
 #include "host/graph/file_run.h"
 #include "host/graph/stream_recorder.h"
-#include "host/inspect/shortfall.h"
 #include "host/json_report.h"
 
 namespace zdr::host {
@@ -36,11 +35,9 @@ class FilePlayback final : public ConsumerOwner {
   PinConsumer& add_consumer(const std::string& pin_name, DeliveryGuard& guard) override;
   void drop_last_consumer() override { recorders_.pop_back(); }
   void skip_pin(const std::string& pin_name) override;
-  ExitCode finish(StreamRecorder& recorder, bool complete);
+  ExitCode finish(StreamRecorder& recorder);
   ExitCode report_partial(const StreamRecorder& recorder);
-  ExitCode check_complete(const StreamRecorder& recorder);
   ExitCode check_damage(const StreamRecorder& recorder);
-  ExitCode check_shortfall(const StreamRecorder& recorder);
   void note(const std::string& place, const std::string& reason) {
     messages_.note({file_, place, reason, ""});
   }
@@ -63,8 +60,8 @@ ExitCode FilePlayback::refuse_duplicate_name() {
 
 PinConsumer& FilePlayback::add_consumer(const std::string& pin_name, DeliveryGuard& guard) {
   const std::filesystem::path stem = as_path(options_.output) / as_path(file_).stem();
-  return recorders_.emplace_back(pin_name, guard,
-                                 StreamRecorder::Settings{stem, options_.force, options_.decode});
+  return recorders_.emplace_back(
+      pin_name, guard, StreamRecorder::Settings{stem, options_.force, options_.decode, options_.files});
 }
 
 void FilePlayback::skip_pin(const std::string& pin_name) {
@@ -75,27 +72,19 @@ ExitCode FilePlayback::run() {
   if (const ExitCode prepared = run_.prepare(); prepared != ExitCode::kDone) return prepared;
   ExitCode result = run_.play("plays it");
   if (interrupted()) result = ExitCode::kInterrupted;
-  const bool complete = result == ExitCode::kDone;
-  for (StreamRecorder& recorder : recorders_) result = worse_of(result, finish(recorder, complete));
+  for (StreamRecorder& recorder : recorders_) result = worse_of(result, finish(recorder));
   return interrupted() ? fail(ExitCode::kInterrupted, "", "interrupted") : result;
 }
 
-ExitCode FilePlayback::finish(StreamRecorder& recorder, bool complete) {
-  const bool written = complete && recorder.finish();
-  if (!written) {
-    recorder.abandon();
-    return report_partial(recorder);
-  }
-  if (recorder.samples() == 0) note(recorder.pin_name(), "delivered no sample");
-  return check_complete(recorder);
+ExitCode FilePlayback::finish(StreamRecorder& recorder) {
+  if (run_.is_complete() && recorder.finish()) return check_damage(recorder);
+  recorder.abandon();
+  return report_partial(recorder);
 }
 
 ExitCode FilePlayback::report_partial(const StreamRecorder& recorder) {
   const OutputFile* output = recorder.output();
-  std::string partial_note;
-  if (output != nullptr && output->has_partial()) {
-    partial_note = "what was written so far is kept as " + output->partial_path().string();
-  }
+  const std::string partial_note = output != nullptr ? output->partial_note() : "";
   if (!recorder.error().empty()) {
     const std::string name = output != nullptr ? output->final_path().string() + ": " : "";
     return fail(ExitCode::kCannotWrite, recorder.pin_name(),
@@ -104,37 +93,11 @@ ExitCode FilePlayback::report_partial(const StreamRecorder& recorder) {
   return partial_note.empty() ? ExitCode::kDone : fail(ExitCode::kDone, recorder.pin_name(), partial_note);
 }
 
-// Playing a whole file delivers every access unit of a track, except those after the stop position.
-ExitCode FilePlayback::check_complete(const StreamRecorder& recorder) {
-  const ExitCode damage = check_damage(recorder);
-  return worse_of(damage, check_shortfall(recorder));
-}
-
 ExitCode FilePlayback::check_damage(const StreamRecorder& recorder) {
   const StreamWriter* writer = recorder.writer();
   if (writer == nullptr || writer->damaged_units() == 0) return ExitCode::kDone;
   return fail(ExitCode::kLoss, recorder.pin_name(),
               std::to_string(writer->damaged_units()) + " damaged unit(s): " + writer->first_damage());
-}
-
-ExitCode FilePlayback::check_shortfall(const StreamRecorder& recorder) {
-  if (!run_.range().is_whole || run_.movie() == nullptr) return ExitCode::kDone;
-  ProgressLine progress(!options_.quiet);
-  const std::string label = progress_label(file_) + ": checking " + recorder.pin_name();
-  const auto shortfall =
-      find_shortfall(*run_.movie(), file_, recorder.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO,
-                     recorder.payload_bytes(), [&](uint32_t done, uint32_t total) {
-                       progress.update(label, done, total);
-                       return !interrupted();
-                     });
-  if (!shortfall) return ExitCode::kDone;
-  const std::string counts = std::to_string(shortfall->delivered_units) + " of " +
-                             std::to_string(shortfall->total_units) + " access units";
-  if (shortfall->cut_off) {
-    return fail(ExitCode::kLoss, recorder.pin_name(), "cut off: only " + counts + " are in the file");
-  }
-  note(recorder.pin_name(), counts + " lie before the stop position; the rest was left out");
-  return ExitCode::kDone;
 }
 
 nlohmann::ordered_json FilePlayback::json(ExitCode code) {

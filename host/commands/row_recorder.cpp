@@ -56,22 +56,21 @@ RowRecorder::RowRecorder(const std::string& pin_name, DeliveryGuard& guard, bool
 
 bool RowRecorder::receive(IMediaSample& sample) {
   const auto bytes = bytes_of(sample);
-  if (!rows_ || !bytes) return false;
+  if (!rows_ || !bytes) return fail();
   SampleRow row{};
-  row.index = index_++;
+  row.index = samples();
   sample.GetTime(&row.start, &row.stop);
   row.size = bytes->size();
   row.sync = sample.IsSyncPoint() == S_OK;
   row.discontinuity = sample.IsDiscontinuity() == S_OK;
   row.preroll = sample.IsPreroll() == S_OK;
   row.crc = crc32(*bytes);
-  count(row.size);
-  if (!is_within_limit()) return false;
-  set_position(row.start);
+  if (!count_bytes(*bytes)) return false;
+  count_sample(row.start);
   RowText text;
   const int length = format_row(text, row, json_);
   written_ = written_ && write(row_prefix_) && write({text.data(), static_cast<size_t>(length)});
-  return written_;
+  return written_ || fail();
 }
 
 bool RowRecorder::write(std::string_view text) {

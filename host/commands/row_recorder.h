@@ -37,7 +37,6 @@ class RowRecorder final : public PinConsumer {
   std::string row_prefix_;
   bool json_;
   std::unique_ptr<std::FILE, FileCloser> rows_;
-  uint64_t index_ = 0;
   bool written_ = true;
 };
 

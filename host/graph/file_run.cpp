@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "host/inspect/left_out.h"
+#include "host/inspect/read_failure.h"
 #include "host/time_text.h"
 
 namespace zdr::host {
@@ -44,6 +45,11 @@ FileRun::FileRun(const std::string& file, const Options& options, Messages& mess
       player_(file, messages, options.stall_seconds) {}
 
 ExitCode FileRun::prepare() {
+  const ExitCode prepared = load_and_connect();
+  return prepared == ExitCode::kDone ? prepared : worse_of(prepared, report_read_failure(file_, messages_));
+}
+
+ExitCode FileRun::load_and_connect() {
   if (const ExitCode loaded = player_.load(); loaded != ExitCode::kDone) return loaded;
   movie_ = parse_iso_media(file_);
   report_left_out(file_, movie_.get(), messages_);
@@ -67,7 +73,7 @@ ExitCode FileRun::connect() {
       connect_pin(pin, gated);
     }
   }
-  if (!consumers_.empty()) return ExitCode::kDone;
+  if (!streams_.empty()) return ExitCode::kDone;
   messages_.error({file_, "", "no stream that can be played", ""});
   return ExitCode::kNotSupported;
 }
@@ -79,9 +85,10 @@ void FileRun::connect_pin(const PinEntry& pin, bool gated) {
   const HRESULT hr = player_.connect(pin, consumer, opens, waits_for);
   if (SUCCEEDED(hr)) {
     consumer.set_type(SourcePlayer::connection_type(pin));
-    consumers_.push_back(&consumer);
+    streams_.push_back({pin, consumer});
     return;
   }
+  connected_ = ExitCode::kLoss;
   messages_.error(
       {file_, pin.name, "cannot be connected: " + std::string(hresult_name(hr)), hresult_text(hr)});
   owner_.drop_last_consumer();
@@ -90,7 +97,7 @@ void FileRun::connect_pin(const PinEntry& pin, bool gated) {
 
 bool FileRun::on_slice(ProgressLine& progress) const {
   int64_t position = range_.start;
-  for (const PinConsumer* consumer : consumers_) position = std::max(position, consumer->position());
+  for (const Stream& stream : streams_) position = std::max(position, stream.consumer.position());
   const int64_t duration = player_.duration();
   const int64_t end = range_.stop < 0 || duration <= 0 ? duration : std::min(range_.stop, duration);
   progress.update(progress_label(file_), {range_.start, position, end});
@@ -98,6 +105,17 @@ bool FileRun::on_slice(ProgressLine& progress) const {
 }
 
 ExitCode FileRun::play(const char* overlap_advice) {
+  ExitCode result = play_to_end(overlap_advice);
+  const bool is_at_end = result == ExitCode::kDone && !interrupted();
+  if (is_at_end) {
+    for (const Stream& stream : streams_) result = worse_of(result, check_stream(stream));
+  }
+  const ExitCode reads = report_read_failure(file_, messages_);
+  is_complete_ = is_at_end && reads == ExitCode::kDone;
+  return worse_of(worse_of(result, reads), connected_);
+}
+
+ExitCode FileRun::play_to_end(const char* overlap_advice) {
   ExitCode result = ExitCode::kDone;
   {
     ProgressLine progress(!options_.quiet);
@@ -107,6 +125,61 @@ ExitCode FileRun::play(const char* overlap_advice) {
   const std::string advice = std::string(" (--allow-overlap ") + overlap_advice + ")";
   messages_.error({file_, "", "the tables describe more data than the file holds" + advice, ""});
   return worse_of(result, ExitCode::kLoss);
+}
+
+// Playing a whole file delivers every access unit of a track, except those after the stop position.
+ExitCode FileRun::check_stream(const Stream& stream) {
+  if (stream.consumer.has_failed()) return ExitCode::kDone;  // reported with its output
+  if (!range_.is_whole || movie_ == nullptr) return check_samples(stream);
+  ProgressLine progress(!options_.quiet);
+  const PinConsumer& consumer = stream.consumer;
+  const std::string label = progress_label(file_) + ": checking " + consumer.pin_name();
+  const auto shortfall =
+      find_shortfall(*movie_, file_,
+                     {consumer.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO, consumer.samples(),
+                      consumer.payload_bytes(), SourcePlayer::stop_position(stream.pin)},
+                     [&](uint32_t done, uint32_t total) {
+                       progress.update(label, done, total);
+                       return !interrupted();
+                     });
+  return shortfall && !interrupted() ? report_missing(stream, *shortfall) : ExitCode::kDone;
+}
+
+// A file without tables announces samples by its duration.
+ExitCode FileRun::check_samples(const Stream& stream) {
+  if (stream.consumer.samples() != 0) return ExitCode::kDone;
+  const Message message{file_, stream.consumer.pin_name(), "delivered no sample", ""};
+  if (!range_.is_whole || SourcePlayer::stop_position(stream.pin) == 0) {
+    messages_.note(message);
+    return ExitCode::kDone;
+  }
+  messages_.error(message);
+  return ExitCode::kLoss;
+}
+
+ExitCode FileRun::report_missing(const Stream& stream, const Shortfall& shortfall) {
+  const std::string counts = std::to_string(shortfall.delivered_units) + " of " +
+                             std::to_string(shortfall.total_units) + " access units";
+  const auto message = [&](const std::string& reason) {
+    return Message{file_, stream.consumer.pin_name(), reason, ""};
+  };
+  switch (shortfall.reason) {
+    case Missing::kNone:
+      messages_.note(message("delivered no sample"));
+      return ExitCode::kDone;
+    case Missing::kAfterStop:
+      messages_.note(message(counts + " lie before the stop position; the rest was left out"));
+      if (stream.consumer.samples() != 0) return ExitCode::kDone;
+      messages_.error(message("delivered no sample"));
+      break;
+    case Missing::kCutOff:
+      messages_.error(message("cut off: only " + counts + " are in the file"));
+      break;
+    case Missing::kUnknown:
+      messages_.error(message("only " + counts + " were delivered"));
+      break;
+  }
+  return ExitCode::kLoss;
 }
 
 }  // namespace zdr::host

@@ -11,6 +11,7 @@
 #include "host/graph/pin_consumer.h"
 #include "host/graph/source_player.h"
 #include "host/inspect/parsed_movie.h"
+#include "host/inspect/shortfall.h"
 #include "host/messages.h"
 #include "host/options.h"
 #include "host/terminal.h"
@@ -41,16 +42,26 @@ class FileRun {
   // Does everything that precedes playing. Reports the reason for a failure.
   ExitCode prepare();
   // Plays until the end, an interrupt, or a stream delivers more than the file holds. In the last case the
-  // message ends with `overlap_advice`, which states what --allow-overlap does.
+  // message ends with `overlap_advice`, which states what --allow-overlap does. Reports what is missing.
   ExitCode play(const char* overlap_advice);
 
-  const PlayRange& range() const { return range_; }
-  // Null if the extension of the file is not one of ISO media.
-  const ParsedMovie* movie() const { return movie_.get(); }
+  // True after a run that reached its end and in which no read failed, so that the consumers have all that
+  // the filter could deliver.
+  bool is_complete() const { return is_complete_; }
 
  private:
+  struct Stream {
+    const PinEntry& pin;
+    const PinConsumer& consumer;
+  };
+
+  ExitCode load_and_connect();
   ExitCode connect();
   void connect_pin(const PinEntry& pin, bool gated);
+  ExitCode play_to_end(const char* overlap_advice);
+  ExitCode check_stream(const Stream& stream);
+  ExitCode check_samples(const Stream& stream);
+  ExitCode report_missing(const Stream& stream, const Shortfall& shortfall);
   bool is_requested(const PinEntry& pin) const;
   bool on_slice(ProgressLine& progress) const;
 
@@ -63,7 +74,9 @@ class FileRun {
   bool audio_first_ = false;
   StartGate gate_;
   std::unique_ptr<const ParsedMovie> movie_;
-  std::vector<const PinConsumer*> consumers_;
+  std::vector<Stream> streams_;
+  bool is_complete_ = false;
+  ExitCode connected_ = ExitCode::kDone;  // a loss if a pin could not be connected
   SourcePlayer player_;
 };
 

@@ -1,5 +1,5 @@
-// Base of the consumers of `play` and `samples`: stores the name and type of its pin, and tracks the position
-// and the number of bytes delivered.
+// Base of the consumers of `play` and `samples`: stores the name and type of its pin, counts what was
+// delivered, and tracks the position.
 #pragma once
 
 #include <atomic>
@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "host/aac_format.h"
 #include "host/bytes.h"
 #include "host/graph/delivery_guard.h"
 #include "host/graph/media_sink.h"
@@ -25,28 +26,44 @@ class PinConsumer : public SampleConsumer {
   void new_segment(REFERENCE_TIME start, REFERENCE_TIME /*stop*/) final { segment_start_ = start; }
 
   const std::string& pin_name() const { return pin_name_; }
-  uint64_t total_bytes() const { return total_bytes_; }
-  int64_t position() const { return position_; }  // 100 ns of media time; any thread
+  uint64_t samples() const { return samples_; }
+  // True if the consumer could not use a sample, and so has received no more.
+  bool has_failed() const { return has_failed_; }
+  uint64_t payload_bytes() const { return payload_bytes_; }  // excludes the size tables of AAC samples
+  int64_t position() const { return position_; }             // 100 ns of media time; any thread
 
  protected:
+  // The result of receive() for a sample that cannot be used.
+  bool fail() {
+    has_failed_ = true;
+    return false;
+  }
   // Returns nothing for a sample without a buffer.
   static std::optional<Bytes> bytes_of(IMediaSample& sample) {
     BYTE* data = nullptr;
     if (sample.GetPointer(&data) != S_OK) return std::nullopt;
     return Bytes(data, static_cast<size_t>(sample.GetActualDataLength()));
   }
-  void count(uint64_t bytes) { total_bytes_ += bytes; }
-  // False if the stream has delivered more than the file holds. This ends the run. Decoded audio is larger
-  // than its file by nature.
-  bool is_within_limit() { return type_.subtype == MEDIASUBTYPE_PCM || guard_.allows(total_bytes_); }
-  // `start` is the time of a sample within the segment.
-  void set_position(REFERENCE_TIME start) { position_ = segment_start_ + start; }
+  // Counts the bytes of a sample. False if the stream has delivered more than the file holds. This ends the
+  // run. Decoded audio is larger than its file by nature.
+  bool count_bytes(Bytes sample) {
+    const bool has_table = is_aac_access_units(type_) && sample.size() >= kAacSizeTableBytes;
+    payload_bytes_ += sample.size() - (has_table ? kAacSizeTableBytes : 0);
+    return type_.subtype == MEDIASUBTYPE_PCM || guard_.allows(payload_bytes_);
+  }
+  // Call for each sample that was used. `start` is its time within the segment.
+  void count_sample(REFERENCE_TIME start) {
+    ++samples_;
+    position_ = segment_start_ + start;
+  }
 
  private:
   std::string pin_name_;
   DeliveryGuard& guard_;
   CMediaType type_;
-  uint64_t total_bytes_ = 0;
+  uint64_t samples_ = 0;
+  bool has_failed_ = false;
+  uint64_t payload_bytes_ = 0;
   int64_t segment_start_ = 0;
   std::atomic<int64_t> position_{0};
 };

@@ -2,6 +2,7 @@
 #include "host/graph/source_player.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <set>
 #include <utility>
@@ -9,11 +10,15 @@
 #include "host/graph/module_loader.h"
 #include "host/graph/stall_watch.h"
 #include "host/inspect/open_diagnosis.h"
+#include "host/inspect/read_failure.h"
 #include "host/terminal.h"
 #include "host/wide_text.h"
 
 namespace zdr::host {
 namespace {
+
+// An interrupted program ends within a second.
+constexpr std::chrono::milliseconds kTimeToStop{400};
 
 // Set by the main thread.
 bool threads_left = false;
@@ -50,7 +55,7 @@ bool PinEntry::is_audio() const {
 }
 
 SourcePlayer::SourcePlayer(std::string file, Messages& messages, uint32_t stall_seconds)
-    : file_(std::move(file)), messages_(messages), stall_seconds_(stall_seconds) {
+    : file_(std::move(file)), messages_(messages), stall_limit_(stall_seconds) {
   graph_ = ComPtr<FilterGraph>(new FilterGraph);
 }
 
@@ -67,6 +72,7 @@ SourcePlayer::~SourcePlayer() {
 }
 
 ExitCode SourcePlayer::load() {
+  watch_reads(file_);
   if (const auto refused = diagnose_before_open(file_)) return explain(*refused);
   HRESULT hr = S_OK;
   source_ = create_source_filter(file_, messages_, hr);
@@ -127,6 +133,13 @@ int64_t SourcePlayer::duration() const {
   return longest;
 }
 
+int64_t SourcePlayer::stop_position(const PinEntry& pin) {
+  ComPtr<IMediaSeeking> seeking;
+  LONGLONG stop = 0;
+  if (FAILED(pin.pin->QueryInterface(IID_IMediaSeeking, seeking.out_void()))) return 0;
+  return SUCCEEDED(seeking->GetStopPosition(&stop)) ? stop : 0;
+}
+
 ExitCode SourcePlayer::seek(const PlayRange& range) {
   if (range.is_whole) return ExitCode::kDone;
   const HRESULT hr = set_positions(range);
@@ -157,11 +170,11 @@ ExitCode SourcePlayer::play(const std::function<bool()>& on_slice) {
   return result;
 }
 
-// Returns nothing if the filters do not complete the change in time: within the limit of a stall, but within
-// a second once the run is to end.
+// Returns nothing if the filters do not complete the change in time: within the limit of a stall, but soon
+// once the run is to end.
 std::optional<HRESULT> SourcePlayer::change_state(FILTER_STATE state) {
-  StallWatch watch(stall_seconds_);
-  StallWatch end(1);
+  StallWatch watch(stall_limit_);
+  StallWatch end(kTimeToStop);
   return graph_->change_state(state, [&] {
     if (interrupted() || is_stalled_) return !end.is_stalled(false);
     return !watch.is_stalled(has_moved());
@@ -191,7 +204,7 @@ ExitCode SourcePlayer::fail_to_start(HRESULT hr) {
 // Waits until every stream has delivered its first sample or ended. A stream that aborts will do neither; the
 // event of that is handled once the graph runs, and so is an end of the run.
 ExitCode SourcePlayer::cue(const std::function<bool()>& on_slice) {
-  StallWatch watch(stall_seconds_);
+  StallWatch watch(stall_limit_);
   while (graph_->wait_until_cued(StallWatch::kSlice) == VFW_S_STATE_INTERMEDIATE) {
     if (!on_slice() || graph_->has_events()) break;
     if (watch.is_stalled(has_moved())) return give_up_stalled();
@@ -200,7 +213,7 @@ ExitCode SourcePlayer::cue(const std::function<bool()>& on_slice) {
 }
 
 ExitCode SourcePlayer::run_until_complete(const std::function<bool()>& on_slice) {
-  StallWatch watch(stall_seconds_);
+  StallWatch watch(stall_limit_);
   std::set<LONG_PTR> completed;  // the sinks that have reported their end
   while (completed.size() < connections_.size()) {
     if (!on_slice()) return ExitCode::kDone;
@@ -239,7 +252,7 @@ ExitCode SourcePlayer::give_up_stalled() {
   for (const Connection& each : connections_) {
     if (each.sink->has_ended()) continue;
     messages_.error({file_, each.pin_name,
-                     "given up: nothing was delivered for " + std::to_string(stall_seconds_) +
+                     "given up: nothing was delivered for " + std::to_string(stall_limit_.count()) +
                          " s (--stall-timeout sets the limit)",
                      ""});
   }

@@ -4,6 +4,7 @@
 
 #include <dshow.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -56,6 +57,8 @@ class SourcePlayer {
 
   // Duration of the longest stream in 100 ns units; 0 if unknown.
   int64_t duration() const;
+  // The stop position of a pin, in the same units; 0 if unknown.
+  static int64_t stop_position(const PinEntry& pin);
   // Call before play(). Reports the reason for a failure.
   ExitCode seek(const PlayRange& range);
 
@@ -93,7 +96,7 @@ class SourcePlayer {
   ComPtr<FilterGraph> graph_;
   std::vector<PinEntry> pins_;
   std::vector<Connection> connections_;
-  const uint32_t stall_seconds_;
+  const std::chrono::seconds stall_limit_;
   uint64_t samples_seen_ = 0;  // by has_moved()
   bool is_stalled_ = false;
   bool is_left_ = false;  // its threads still run: nothing of it may be released

@@ -13,8 +13,7 @@ class StallWatch {
   static constexpr std::chrono::milliseconds kSlice{100};
 
   // 0: never stalled.
-  explicit StallWatch(uint32_t limit_seconds)
-      : limit_slices_(limit_seconds * (std::chrono::seconds(1) / kSlice)) {}
+  explicit StallWatch(std::chrono::milliseconds limit) : limit_slices_(limit / kSlice) {}
 
   // Call once a slice. True once nothing has moved for the limit.
   bool is_stalled(bool has_moved) {

@@ -13,7 +13,7 @@ StreamRecorder::StreamRecorder(std::string pin_name, DeliveryGuard& guard, Setti
 
 bool StreamRecorder::fail(std::string reason) {
   error_ = std::move(reason);
-  return false;
+  return PinConsumer::fail();
 }
 
 bool StreamRecorder::begin(Bytes first_sample) {
@@ -25,7 +25,7 @@ bool StreamRecorder::begin(Bytes first_sample) {
   }
   std::filesystem::path path = settings_.stem;
   path += "." + pin_name() + "." + choice_.extension;
-  output_ = std::make_unique<OutputFile>(path, settings_.replace);
+  output_ = std::make_unique<OutputFile>(path, settings_.replace, settings_.inputs);
   if (!output_->open() || !choice_.writer->begin(*output_)) return fail(output_->error());
   return true;
 }
@@ -33,15 +33,13 @@ bool StreamRecorder::begin(Bytes first_sample) {
 bool StreamRecorder::receive(IMediaSample& sample) {
   const auto bytes = bytes_of(sample);
   if (!bytes) return fail("a sample without a buffer");
-  if (samples_ == 0 && !begin(*bytes)) return false;
-  const bool has_table = is_aac_access_units(type()) && bytes->size() >= kAacSizeTableBytes;
-  count(bytes->size() - (has_table ? kAacSizeTableBytes : 0));
-  if (!is_within_limit()) return false;
+  if (samples() == 0 && !begin(*bytes)) return false;
+  if (!count_bytes(*bytes)) return false;
   if (!choice_.writer->write(*output_, *bytes)) return fail(output_->error());
-  ++samples_;
   REFERENCE_TIME start = 0;
   REFERENCE_TIME stop = 0;
-  if (SUCCEEDED(sample.GetTime(&start, &stop))) set_position(start);
+  sample.GetTime(&start, &stop);
+  count_sample(start);
   return true;
 }
 
@@ -53,7 +51,10 @@ bool StreamRecorder::finish() {
 }
 
 void StreamRecorder::abandon() {
-  if (output_) output_->abandon();
+  if (!output_) return;
+  // A header that cannot be completed is no news: the file is partial anyway.
+  choice_.writer->seal(*output_);
+  output_->abandon();
 }
 
 }  // namespace zdr::host

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "host/graph/pin_consumer.h"
@@ -14,9 +15,10 @@ namespace zdr::host {
 class StreamRecorder final : public PinConsumer {
  public:
   struct Settings {
-    std::filesystem::path stem;  // of the output: its folder and the name of the media file
-    bool replace = false;        // an existing file
-    bool decode = false;         // AAC to PCM
+    std::filesystem::path stem;           // of the output: its folder and the name of the media file
+    bool replace = false;                 // an existing file
+    bool decode = false;                  // AAC to PCM
+    std::span<const std::string> inputs;  // files that must not be replaced; they outlive the object
   };
   // Writes to STEM.PIN.EXT; the extension depends on the first sample.
   StreamRecorder(std::string pin_name, DeliveryGuard& guard, Settings settings);
@@ -29,10 +31,8 @@ class StreamRecorder final : public PinConsumer {
   // Call after the run: leaves what was written as a partial file.
   void abandon();
 
-  uint64_t samples() const { return samples_; }
-  uint64_t payload_bytes() const { return total_bytes(); }  // excludes the size tables of AAC samples
-  const std::string& error() const { return error_; }       // of the output; empty if there is none
-  bool complete() const { return complete_; }               // the file has its final name
+  const std::string& error() const { return error_; }  // of the output; empty if there is none
+  bool complete() const { return complete_; }          // the file has its final name
   const OutputFile* output() const { return output_.get(); }
   const StreamWriter* writer() const { return choice_.writer.get(); }
 
@@ -44,7 +44,6 @@ class StreamRecorder final : public PinConsumer {
   WriterChoice choice_;
   std::unique_ptr<OutputFile> output_;
   bool complete_ = false;
-  uint64_t samples_ = 0;
   std::string error_;
 };
 

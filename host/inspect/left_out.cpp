@@ -70,11 +70,11 @@ void add_notes_on_played_type(const ParsedMovie& movie, uint32_t type, std::vect
   if (ids.size() > 1) {
     notes.push_back(std::to_string(ids.size() - 1) + " further " + name + " track(s) not used; the first is");
   }
-  uint32_t samples = 0;
-  const int32_t status = movie.get_sample_count(ids[0], samples);
+  TrackFacts facts;
+  const int32_t status = movie.get_facts(ids[0], facts);
   if (status != P3GPP_OK) {
     notes.push_back("the " + name + " track has no usable sample tables [" + std::to_string(status) + "]");
-  } else if (samples == 0) {
+  } else if (facts.samples == 0) {
     notes.push_back("the " + name + " track has no samples in its tables");
   }
   const MovieRecord& record = movie.record();

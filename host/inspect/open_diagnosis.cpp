@@ -9,6 +9,7 @@
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/inspect/aac_diagnosis.h"
+#include "host/inspect/read_failure.h"
 #include "host/messages.h"
 #include "host/wide_text.h"
 
@@ -113,6 +114,7 @@ std::optional<Diagnosis> diagnose_before_open(const std::string& file) {
 
 Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
   if (const auto refused = diagnose_before_open(file)) return *refused;
+  if (const auto failure = take_read_failure(ExitCode::kCannotOpen)) return *failure;
   Diagnosis diagnosis;
   diagnosis.status = std::to_string(movie.status());
   if (movie.status() == P3GPP_ERR_OPEN) {
@@ -139,6 +141,7 @@ Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
 }
 
 Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
+  if (const auto failure = take_read_failure(ExitCode::kCannotOpen)) return *failure;
   const std::string status = hresult_text(load_result);
   if (load_result == VFW_E_NOT_FOUND) return {ExitCode::kCannotOpen, "", "no such file", status};
   std::error_code code;

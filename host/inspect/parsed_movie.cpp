@@ -34,11 +34,11 @@ std::vector<uint32_t> ParsedMovie::track_ids(uint32_t type) const {
   return ids;
 }
 
-int32_t ParsedMovie::get_sample_count(uint32_t id, uint32_t& count) const {
+int32_t ParsedMovie::get_facts(uint32_t id, TrackFacts& facts) const {
   P3gppTrackInfo* info = nullptr;
   const int32_t status = P3GPP_GetTrackInfo(file_, id, &info);
   if (status != P3GPP_OK) return status;
-  count = info->sample_count;
+  facts = {info->sample_count, info->time_scale};
   info->release(info);
   return P3GPP_OK;
 }

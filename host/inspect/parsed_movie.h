@@ -14,6 +14,11 @@ namespace zdr::host {
 
 constexpr uint32_t kTrackCacheBytes = 1024;
 
+struct TrackFacts {
+  uint32_t samples = 0;  // as its tables claim
+  uint32_t time_scale = 0;
+};
+
 class ParsedMovie {
  public:
   // Opens the file as the filter does. `observer`, if not null, receives the boxes while they are parsed.
@@ -31,7 +36,7 @@ class ParsedMovie {
   // IDs of the audio or the video tracks (P3GPP_TRACK_), in file order.
   std::vector<uint32_t> track_ids(uint32_t type) const;
   // Returns the status of the query.
-  int32_t get_sample_count(uint32_t id, uint32_t& count) const;
+  int32_t get_facts(uint32_t id, TrackFacts& facts) const;
 
  private:
   std::u16string path_;

@@ -1,29 +1,46 @@
-// Walks through the sizes and locations of a track's samples.
+// Compares bytes first, and walks through the samples of a track only if some are missing.
 #include "host/inspect/shortfall.h"
 
 #include <filesystem>
+#include <memory>
 #include <system_error>
+
+#include "host/time_text.h"
 
 namespace zdr::host {
 namespace {
+
+struct CloseTrack {
+  void operator()(P3gppTrack* track) const { P3GPP_CloseTrack(track); }
+};
+using OpenTrack = std::unique_ptr<P3gppTrack, CloseTrack>;
 
 // The offset comes from the file and may be anything up to 2^64 - 1.
 bool lies_within(const P3gppSample& sample, uint64_t file_size) {
   return sample.size <= file_size && sample.file_offset <= file_size - sample.size;
 }
 
-std::optional<Shortfall> measure(P3gppTrack* track, uint32_t total, uint64_t payload_bytes,
-                                 uint64_t file_size, const WalkWatcher& watch) {
+// The time of a sample as the filter compares it with the stop position: in whole milliseconds.
+int64_t start_of(const P3gppSample& sample, uint32_t time_scale) {
+  if (time_scale == 0) return 0;
+  return static_cast<int64_t>(sample.decoding_time * 1000.0 / time_scale) * kUnitsPerMillisecond;
+}
+
+std::optional<Shortfall> walk(P3gppTrack* track, const TrackFacts& facts, const Delivery& delivery,
+                              uint64_t file_size, const WalkWatcher& watch) {
   constexpr uint32_t kUnitsPerCall = 1024;
   uint64_t bytes = 0;
   P3gppSample sample{};
-  for (sample.number = 1; sample.number <= total; ++sample.number) {
-    if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, total)) return std::nullopt;
-    if (P3GPP_ReadSample(track, &sample) != P3GPP_OK) return Shortfall{sample.number - 1, total, true};
-    if (bytes + sample.size > payload_bytes) {
-      return Shortfall{sample.number - 1, total, !lies_within(sample, file_size)};
-    }
+  for (sample.number = 1; sample.number <= facts.samples; ++sample.number) {
+    if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, facts.samples)) return std::nullopt;
+    Shortfall shortfall{sample.number - 1, facts.samples, Missing::kUnknown};
+    if (P3GPP_ReadSample(track, &sample) != P3GPP_OK) return shortfall;
     bytes += sample.size;
+    if (bytes <= delivery.payload_bytes) continue;
+    const bool is_after_stop = start_of(sample, facts.time_scale) > delivery.stop_position;
+    if (delivery.stop_position > 0 && is_after_stop) shortfall.reason = Missing::kAfterStop;
+    if (!lies_within(sample, file_size)) shortfall.reason = Missing::kCutOff;
+    return shortfall;
   }
   return std::nullopt;
 }
@@ -31,20 +48,25 @@ std::optional<Shortfall> measure(P3gppTrack* track, uint32_t total, uint64_t pay
 }  // namespace
 
 std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::string& file,
-                                        uint32_t track_type, uint64_t payload_bytes,
-                                        const WalkWatcher& watch) {
+                                        const Delivery& delivery, const WalkWatcher& watch) {
   if (!movie.is_open()) return std::nullopt;
-  const std::vector<uint32_t> ids = movie.track_ids(track_type);
-  P3gppTrack* track = nullptr;
-  if (ids.empty() || P3GPP_OpenTrack(movie.file(), &track, ids[0], kTrackCacheBytes) != P3GPP_OK)
+  const std::vector<uint32_t> ids = movie.track_ids(delivery.track_type);
+  if (ids.empty()) return std::nullopt;
+  TrackFacts facts;
+  if (movie.get_facts(ids[0], facts) != P3GPP_OK) return std::nullopt;
+  if (facts.samples == 0 && delivery.samples == 0) return Shortfall{0, 0, Missing::kNone};
+  P3gppTrack* opened = nullptr;
+  if (P3GPP_OpenTrack(movie.file(), &opened, ids[0], kTrackCacheBytes) != P3GPP_OK) return std::nullopt;
+  const OpenTrack track(opened);
+  uint64_t total_bytes = 0;
+  const int32_t status = P3GPP_GetTotalSampleSize(opened, &total_bytes);
+  if (status == P3GPP_OK && delivery.samples != 0 && total_bytes <= delivery.payload_bytes)
     return std::nullopt;
   std::error_code code;
   const uint64_t file_size = std::filesystem::file_size(file, code);
-  uint32_t samples = 0;
-  movie.get_sample_count(ids[0], samples);
-  const std::optional<Shortfall> shortfall = measure(track, samples, payload_bytes, file_size, watch);
-  P3GPP_CloseTrack(track);
-  return shortfall;
+  if (const auto shortfall = walk(opened, facts, delivery, file_size, watch)) return shortfall;
+  if (delivery.samples != 0) return std::nullopt;
+  return Shortfall{0, facts.samples, Missing::kUnknown};
 }
 
 }  // namespace zdr::host

@@ -10,19 +10,34 @@
 
 namespace zdr::host {
 
+// What a pin has delivered of a track when the whole track was to be played.
+struct Delivery {
+  uint32_t track_type;  // P3GPP_TRACK_; the track is the first of its type
+  uint64_t samples;
+  uint64_t payload_bytes;
+  int64_t stop_position;  // of the pin, in 100 ns units; 0: its duration is unknown
+};
+
+// Why access units are missing.
+enum class Missing {
+  kNone,  // the track has none either
+  kAfterStop,
+  kCutOff,  // the next one extends past the end of the file
+  kUnknown,
+};
+
 struct Shortfall {
-  uint64_t delivered_units;
+  uint32_t delivered_units;
   uint32_t total_units;
-  bool cut_off;  // the next access unit extends past the end of the file
+  Missing reason;
 };
 
 // Called regularly during a long walk over samples; returning false ends the walk.
 using WalkWatcher = std::function<bool(uint32_t done, uint32_t total)>;
 
-// Finds how many access units of the first track of a type (P3GPP_TRACK_) `payload_bytes` cover. Returns
-// nothing if they cover the whole track, or if `watch` ended the walk.
+// Returns nothing if the delivery covers the whole track. Only the table of sizes is read, unless access
+// units are missing.
 std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::string& file,
-                                        uint32_t track_type, uint64_t payload_bytes,
-                                        const WalkWatcher& watch);
+                                        const Delivery& delivery, const WalkWatcher& watch);
 
 }  // namespace zdr::host

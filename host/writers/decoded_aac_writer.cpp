@@ -80,7 +80,7 @@ bool DecodedAacWriter::write(OutputFile& file, Bytes sample) {
 bool DecodedAacWriter::finish(OutputFile& file) {
   int32_t pcm_bytes = 0;
   if (decode({}, pcm_bytes) != Outcome::kFailed && !write_pcm(file, pcm_bytes)) return false;
-  return WavWriter::finish(file);
+  return seal(file);
 }
 
 }  // namespace zdr::host

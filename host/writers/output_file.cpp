@@ -1,14 +1,22 @@
 // Writes the partial file and renames it when it is complete.
 #include "host/writers/output_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
+#include <utility>
 
 namespace zdr::host {
+namespace {
 
-OutputFile::OutputFile(std::filesystem::path final_path, bool replace)
-    : final_path_(std::move(final_path)), partial_path_(final_path_), replace_(replace) {
+constexpr size_t kBufferBytes = 64 * 1024;
+constexpr const char* kAdvice = " (use --force to replace it)";
+
+}  // namespace
+
+OutputFile::OutputFile(std::filesystem::path final_path, bool replace, std::span<const std::string> inputs)
+    : final_path_(std::move(final_path)), partial_path_(final_path_), replace_(replace), inputs_(inputs) {
   partial_path_ += ".part";
 }
 
@@ -16,63 +24,99 @@ OutputFile::~OutputFile() {
   abandon();
 }
 
-bool OutputFile::fail(const char* what) {
-  const int code = errno;
+bool OutputFile::fail(const std::string& what, int code) {
   error_ = what;
   if (code != 0) error_ += std::string(": ") + std::strerror(code);
   return false;
 }
 
-bool OutputFile::open() {
+std::string OutputFile::partial_note() const {
+  return has_partial_ ? "what was written so far is kept as " + partial_path_.string() : "";
+}
+
+std::string OutputFile::failure() const {
+  return error_ + (has_partial_ ? "; " : "") + partial_note();
+}
+
+// Names may differ, through links and folders, where the files do not.
+bool OutputFile::is_input(const std::filesystem::path& path) const {
+  return std::ranges::any_of(inputs_, [&](const std::string& input) {
+    std::error_code code;
+    return std::filesystem::equivalent(path, input, code);
+  });
+}
+
+bool OutputFile::check_target() {
   std::error_code code;
   const std::filesystem::file_status status = std::filesystem::status(final_path_, code);
-  errno = 0;
-  if (std::filesystem::exists(status)) {
-    if (std::filesystem::is_directory(status)) return fail("is a folder");
-    // Renaming onto a device would replace the device by a file.
-    if (!std::filesystem::is_regular_file(status)) return fail("is no regular file, so it is not replaced");
-    if (!replace_) return fail("exists already (use --force to replace it)");
-  }
-  errno = 0;
-  stream_.open(partial_path_, std::ios::binary | std::ios::trunc);
-  has_partial_ = stream_.is_open();
-  return has_partial_ || fail("cannot be created");
+  if (is_input(final_path_) || is_input(partial_path_))
+    return fail("is an input file, which is never replaced");
+  if (!std::filesystem::exists(status)) return true;
+  if (std::filesystem::is_directory(status)) return fail("is a folder");
+  // Renaming onto a device would replace the device by a file.
+  if (!std::filesystem::is_regular_file(status)) return fail("is no regular file, so it is not replaced");
+  return replace_ || fail(std::string("exists already") + kAdvice);
+}
+
+bool OutputFile::open() {
+  if (!check_target()) return false;
+  buffer_.reserve(kBufferBytes);
+  const int code = file_.create(partial_path_.string(), replace_);
+  has_partial_ = code == 0;
+  if (has_partial_) return true;
+  if (code == EBUSY) return fail("is being written by another run");
+  if (code == EEXIST) return fail(partial_path_.filename().string() + " exists already" + kAdvice);
+  return fail("cannot be created", code);
+}
+
+bool OutputFile::store(std::span<const uint8_t> bytes) {
+  const int code = file_.write(stored_, bytes.data(), bytes.size(), stored_);
+  if (code == 0) return true;
+  is_damaged_ = true;
+  return fail("cannot be written", code);
+}
+
+bool OutputFile::flush() {
+  const bool is_stored = store(buffer_);
+  buffer_.clear();
+  return is_stored;
 }
 
 bool OutputFile::write(std::span<const uint8_t> bytes) {
-  errno = 0;
-  stream_.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (!stream_) return fail("cannot be written");
-  size_ += bytes.size();
+  if (buffer_.size() + bytes.size() > kBufferBytes && !flush()) return false;
+  if (bytes.size() > kBufferBytes) return store(bytes);
+  buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
   return true;
 }
 
 bool OutputFile::rewrite(uint64_t offset, std::span<const uint8_t> bytes) {
-  errno = 0;
-  stream_.seekp(static_cast<std::streamoff>(offset));
-  stream_.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  stream_.seekp(0, std::ios::end);
-  return stream_ ? true : fail("cannot be written");
+  if (!flush()) return false;
+  if (offset + bytes.size() > stored_) return fail("is too short for its header");
+  uint64_t written = 0;
+  const int code = file_.write(offset, bytes.data(), bytes.size(), written);
+  return code == 0 || fail("cannot be written", code);
 }
 
 bool OutputFile::commit() {
-  errno = 0;
-  stream_.close();
-  if (!stream_) return fail("cannot be written");
-  std::error_code code;
-  if (!replace_ && std::filesystem::exists(final_path_, code)) {
-    errno = 0;
-    return fail("was created by somebody else meanwhile");
+  if (!flush() || is_damaged_) return false;
+  if (const int code = file_.flush(); code != 0) return fail("cannot be written", code);
+  if (!check_target()) return false;
+  const int code = file_.publish(final_path_.string(), replace_);
+  if (code == EEXIST) return fail("was created by another program meanwhile");
+  if (code == ESTALE) {
+    has_partial_ = false;
+    return fail(partial_path_.filename().string() + " was removed or replaced by another program");
   }
-  std::filesystem::rename(partial_path_, final_path_, code);
-  has_partial_ = static_cast<bool>(code);
-  if (!has_partial_) return true;
-  errno = code.value();
-  return fail("cannot be renamed");
+  if (code != 0) return fail("cannot be renamed", code);
+  has_partial_ = false;
+  file_.close();
+  return true;
 }
 
 void OutputFile::abandon() {
-  if (stream_.is_open()) stream_.close();
+  if (!file_.is_open()) return;
+  flush();
+  file_.close();
 }
 
 }  // namespace zdr::host

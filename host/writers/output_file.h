@@ -1,19 +1,22 @@
 // An output file that appears under its name only when it is complete: it is written as NAME.part and then
-// renamed.
+// renamed. While it is written, no other run can write the same NAME.part.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <span>
 #include <string>
+#include <vector>
+
+#include "platform/win32/new_file.h"
 
 namespace zdr::host {
 
 class OutputFile {
  public:
-  // Does not create the file. Without `replace`, open() fails if the final name exists.
-  OutputFile(std::filesystem::path final_path, bool replace);
+  // Does not create the file. Without `replace`, open() fails if the final name or the partial file exists.
+  // It always fails for a name of one of `inputs`, which must outlive the object.
+  OutputFile(std::filesystem::path final_path, bool replace, std::span<const std::string> inputs = {});
   // Leaves the partial file unless commit() has succeeded.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
@@ -21,8 +24,11 @@ class OutputFile {
 
   bool open();
   bool write(std::span<const uint8_t> bytes);
-  // Overwrites bytes written before, such as header fields that are known only at the end.
+  // Overwrites bytes written before, such as header fields that are known only at the end. Also after a
+  // failed write, within size().
   bool rewrite(uint64_t offset, std::span<const uint8_t> bytes);
+  // Writes what is buffered. After a failure size() is the number of bytes that the file has.
+  bool flush();
   // Flushes, closes and renames to the final name.
   bool commit();
   // Closes without renaming and leaves the partial file.
@@ -32,19 +38,29 @@ class OutputFile {
   const std::filesystem::path& partial_path() const { return partial_path_; }
   // True if open() created the partial file and commit() has not renamed it.
   bool has_partial() const { return has_partial_; }
-  uint64_t size() const { return size_; }
+  uint64_t size() const { return stored_ + buffer_.size(); }
   // Why the last failed call failed.
   const std::string& error() const { return error_; }
+  // Names the partial file that a failure or an interruption leaves; empty if there is none.
+  std::string partial_note() const;
+  // The error, and what it leaves.
+  std::string failure() const;
 
  private:
-  bool fail(const char* what);
+  bool fail(const std::string& what, int code = 0);
+  bool store(std::span<const uint8_t> bytes);
+  bool is_input(const std::filesystem::path& path) const;
+  bool check_target();
 
   std::filesystem::path final_path_;
   std::filesystem::path partial_path_;
   bool replace_;
+  std::span<const std::string> inputs_;
   bool has_partial_ = false;
-  std::ofstream stream_;
-  uint64_t size_ = 0;
+  platform::NewFile file_;
+  std::vector<uint8_t> buffer_;  // follows the stored bytes
+  uint64_t stored_ = 0;
+  bool is_damaged_ = false;  // a write failed
   std::string error_;
 };
 

@@ -23,6 +23,10 @@ constexpr uint16_t kFrameSamples = 160;  // 20 ms at 8000 Hz
 constexpr uint16_t kSampleRate = 8000;
 constexpr uint16_t kSampleBits = 16;
 
+bool seal_riff(OutputFile& file) {
+  return file.rewrite(kRiffSizeOffset, le32(static_cast<uint32_t>(file.size() - 8)));
+}
+
 void append_format_chunk(RiffHeader& header, const QcpCodec& codec) {
   header.text("fmt ");
   header.u32(kFormatChunkBytes);
@@ -101,12 +105,16 @@ bool QcpWriter::write(OutputFile& file, Bytes sample) {
 }
 
 bool QcpWriter::finish(OutputFile& file) {
-  const auto data_bytes = static_cast<uint32_t>(file.size() - kHeaderBytes);
+  if (!seal(file)) return false;
+  if (file.size() % 2 == 0) return true;
   const uint8_t padding = 0;
-  if (data_bytes % 2 != 0 && !file.write({&padding, 1})) return false;
-  return file.rewrite(kRiffSizeOffset, le32(static_cast<uint32_t>(file.size() - 8))) &&
-         file.rewrite(kVariableRateCountOffset, le32(frames_)) &&
-         file.rewrite(kDataSizeOffset, le32(data_bytes));
+  return file.write({&padding, 1}) && seal_riff(file);
+}
+
+bool QcpWriter::seal(OutputFile& file) {
+  const bool is_stored = file.flush();
+  return seal_riff(file) && file.rewrite(kVariableRateCountOffset, le32(frames_)) &&
+         file.rewrite(kDataSizeOffset, le32(static_cast<uint32_t>(file.size() - kHeaderBytes))) && is_stored;
 }
 
 }  // namespace zdr::host

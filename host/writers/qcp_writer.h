@@ -35,6 +35,7 @@ class QcpWriter : public StreamWriter {
   bool begin(OutputFile& file) override;
   bool write(OutputFile& file, Bytes sample) override;
   bool finish(OutputFile& file) override;
+  bool seal(OutputFile& file) override;
 
  private:
   void count_frames(Bytes sample);

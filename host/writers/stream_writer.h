@@ -10,8 +10,8 @@
 
 namespace zdr::host {
 
-// Called in the order begin, write ..., finish, by one thread at a time. Each returns false only if the file
-// could not be written.
+// Called in the order begin, write ..., finish or seal, by one thread at a time. Each returns false only if
+// the file could not be written.
 class StreamWriter {
  public:
   virtual ~StreamWriter() = default;
@@ -20,8 +20,10 @@ class StreamWriter {
   virtual bool begin(OutputFile&) { return true; }
   // Writes one delivered media sample.
   virtual bool write(OutputFile& file, Bytes sample) { return file.write(sample); }
-  // Completes header fields that are known only at the end.
-  virtual bool finish(OutputFile&) { return true; }
+  // Writes what follows the last access unit, and seals the file.
+  virtual bool finish(OutputFile& file) { return seal(file); }
+  // Fills in the header fields that depend on what the file holds, also for a file that ends early.
+  virtual bool seal(OutputFile&) { return true; }
 
   // The number of access units that could not be written as they are, and what was wrong with the first.
   uint64_t damaged_units() const { return damaged_units_; }

@@ -39,9 +39,10 @@ bool WavWriter::begin(OutputFile& file) {
   return file.write(header.bytes());
 }
 
-bool WavWriter::finish(OutputFile& file) {
+bool WavWriter::seal(OutputFile& file) {
+  const bool is_stored = file.flush();
   return file.rewrite(kRiffSizeOffset, le32(riff_size(file.size() - 8))) &&
-         file.rewrite(kDataSizeOffset, le32(riff_size(file.size() - kHeaderBytes)));
+         file.rewrite(kDataSizeOffset, le32(riff_size(file.size() - kHeaderBytes))) && is_stored;
 }
 
 }  // namespace zdr::host

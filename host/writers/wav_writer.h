@@ -17,7 +17,7 @@ class WavWriter : public StreamWriter {
   // Samples are little endian, channels interleaved.
   bool begin(OutputFile& file) override;
   // Sizes beyond 32 bits are written as the largest value, which players read as "to the end of the file".
-  bool finish(OutputFile& file) override;
+  bool seal(OutputFile& file) override;
 
  protected:
   void set_format(PcmFormat format) { format_ = format; }

@@ -41,7 +41,8 @@ Status average_bitrate(const TrackPath& path, float& bits_per_second) {
   if (time_scale == 0) return P3GPP_ERR_GENERIC;
   if (duration / time_scale == 0) return P3GPP_ERR_GENERIC;
   uint64_t bytes = 0;
-  const Status status = bytes_without_last(*stsz, bytes);
+  const uint32_t counted = stsz->sample_count == 0 ? 0 : stsz->sample_count - 1;
+  const Status status = bytes_of_first(*stsz, counted, bytes);
   if (status != P3GPP_OK) return status;
   const double seconds = static_cast<double>(duration) / time_scale;
   bits_per_second = static_cast<float>(static_cast<double>(bytes) / seconds * 8);
@@ -77,6 +78,14 @@ int32_t P3GPP_GetMaxSampleSize(P3gppTrack* track, uint32_t* size) noexcept {
   if (track == nullptr || size == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
   return on_complete_track(track, [&](const TrackPath& path) {
     return largest_sample_size(*payload_of<StszPayload>(path.stbl->stsz), *size);
+  });
+}
+
+int32_t P3GPP_GetTotalSampleSize(P3gppTrack* track, uint64_t* bytes) noexcept {
+  if (track == nullptr || bytes == nullptr) return P3GPP_ERR_BAD_ARGUMENT;
+  return on_complete_track(track, [&](const TrackPath& path) {
+    const auto* stsz = payload_of<StszPayload>(path.stbl->stsz);
+    return bytes_of_first(*stsz, stsz->sample_count, *bytes);
   });
 }
 

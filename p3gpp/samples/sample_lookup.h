@@ -26,8 +26,8 @@ Status sample_size(StszPayload& stsz, uint32_t number, uint32_t& size);
 // Bytes of the samples [first, next). The caller has checked both numbers; first <= next.
 Status bytes_between(StszPayload& stsz, uint32_t first, uint32_t next, uint64_t& bytes);
 Status largest_sample_size(const StszPayload& stsz, uint32_t& size);
-// Bytes of all samples but the last one.
-Status bytes_without_last(const StszPayload& stsz, uint64_t& bytes);
+// Bytes of the first `count` samples, which the table must have.
+Status bytes_of_first(const StszPayload& stsz, uint32_t count, uint64_t& bytes);
 
 // ---- Locations (sample_location.cpp) --------------------------------------------------------------------
 

@@ -83,11 +83,9 @@ Status largest_sample_size(const StszPayload& stsz, uint32_t& size) {
   return P3GPP_OK;
 }
 
-// Kept: the bitrate is computed without the last sample.
-Status bytes_without_last(const StszPayload& stsz, uint64_t& bytes) {
+Status bytes_of_first(const StszPayload& stsz, uint32_t count, uint64_t& bytes) {
   bytes = 0;
-  if (stsz.sample_count == 0) return P3GPP_OK;
-  const uint32_t count = stsz.sample_count - 1;
+  if (count == 0) return P3GPP_OK;
   if (stsz.default_size != 0) {
     bytes = uint64_t{count} * stsz.default_size;
     return P3GPP_OK;

@@ -12,6 +12,14 @@ TEST(ZdrProgram, PlaysAndListsSamples) {
   expect_transcript("play");
 }
 
+TEST(ZdrProgram, WritesIntoFoldersOfOthersAndNeverOverAnInput) {
+  expect_transcript("outputs");
+}
+
+TEST(ZdrProgram, ReportsReadsThatFail) {
+  expect_transcript("reads");
+}
+
 TEST(ZdrProgram, KeyFramesArePicturesOfTheStream) {
   expect_transcript("keyframe");
 }

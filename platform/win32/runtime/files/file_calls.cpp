@@ -100,7 +100,7 @@ HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTE
 
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD count, LPDWORD got, LPOVERLAPPED overlapped) noexcept {
   return transfer_file(file, got, overlapped, [&](FileObject& object, DWORD& moved) -> DWORD {
-    return should_fail(FaultPoint::kFileRead) ? ERROR_IO_DEVICE : object.read(buffer, count, moved);
+    return object.read(buffer, count, moved);
   });
 }
 

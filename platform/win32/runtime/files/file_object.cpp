@@ -9,8 +9,10 @@
 #include <cerrno>
 #include <limits>
 
+#include "platform/win32/fault_injection.h"
 #include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/files/broken_pipe.h"
+#include "platform/win32/runtime/files/read_failure_log.h"
 #include "platform/win32/runtime/system_calls.h"
 
 namespace zdr::platform {
@@ -43,40 +45,41 @@ DWORD error_or_none(int error) noexcept {
 
 }  // namespace
 
-FileObject::FileObject(Descriptor descriptor, FileRights rights, bool seekable, bool read_ahead,
-                       ShareLease lease) noexcept
+FileObject::FileObject(Descriptor descriptor, FileRights rights, uint64_t size, bool seekable,
+                       bool read_ahead, ShareLease lease) noexcept
     : KernelObject(kKind),
       descriptor_(std::move(descriptor)),
       lease_(std::move(lease)),
       rights_(rights),
+      opened_size_(size),
       seekable_(seekable),
       uses_read_ahead_(read_ahead) {}
 
-DWORD FileObject::read_direct(void* buffer, size_t count, uint64_t offset, size_t& got) noexcept {
-  return error_or_none(transfer_all(count, got, [&](size_t done) {
+int FileObject::read_direct(void* buffer, size_t count, uint64_t offset, size_t& got) noexcept {
+  return transfer_all(count, got, [&](size_t done) {
     std::byte* target = static_cast<std::byte*>(buffer) + done;
     return seekable_ ? pread(descriptor_.get(), target, count - done, static_cast<off_t>(offset + done))
                      : ::read(descriptor_.get(), target, count - done);
-  }));
+  });
 }
 
-DWORD FileObject::read_small(void* buffer, size_t count, uint64_t offset, size_t& got) noexcept {
+int FileObject::read_small(void* buffer, size_t count, uint64_t offset, size_t& got) noexcept {
   if (count > ReadAhead::kLargestFill) return read_direct(buffer, count, offset, got);
   if (read_ahead_.serve(offset, buffer, count)) {
     got = count;
-    return NO_ERROR;
+    return 0;
   }
   const size_t planned = read_ahead_.plan(offset, count);
   if (planned == 0) return read_direct(buffer, count, offset, got);
   const ssize_t filled = repeat_interrupted(
       [&] { return pread(descriptor_.get(), read_ahead_.target(), planned, static_cast<off_t>(offset)); });
   got = read_ahead_.fill(offset, filled < 0 ? 0 : static_cast<size_t>(filled), buffer, count);
-  if (filled < 0) return error_from_errno(errno);
-  if (filled == 0 || got == count) return NO_ERROR;
-  // A short block does not mean the end of the file; only a read of no bytes does.
+  if (filled == 0 || got == count) return 0;
+  // A short block does not mean the end of the file; only a read of no bytes does. After a failure, the bytes
+  // that were asked for may still be readable.
   size_t rest = 0;
   std::byte* const target = static_cast<std::byte*>(buffer) + got;
-  const DWORD error = read_direct(target, count - got, offset + got, rest);
+  const int error = read_direct(target, count - got, offset + got, rest);
   got += rest;
   return error;
 }
@@ -88,19 +91,28 @@ DWORD FileObject::read(void* buffer, DWORD count, DWORD& got) noexcept {
   std::lock_guard lock(mutex_);
   const size_t wanted = std::min<uint64_t>(count, kLargestOffset - position_);
   size_t moved = 0;
-  const DWORD error = uses_read_ahead_ ? read_small(buffer, wanted, position_, moved)
-                                       : read_direct(buffer, wanted, position_, moved);
+  int error = EIO;
+  if (!should_fail(FaultPoint::kFileRead)) {
+    error = uses_read_ahead_ ? read_small(buffer, wanted, position_, moved)
+                             : read_direct(buffer, wanted, position_, moved);
+  }
   position_ += moved;
   got = static_cast<DWORD>(moved);
-  return error;
+  if (error != 0 || (moved < wanted && position_ < opened_size_)) log_failure(position_, error);
+  return error_or_none(error);
 }
 
-DWORD FileObject::write_direct(const void* buffer, size_t count, uint64_t offset, size_t& put) noexcept {
-  return error_or_none(transfer_all(count, put, [&](size_t done) {
+// A program that writes the file itself knows how long it is.
+void FileObject::log_failure(uint64_t offset, int system_error) const noexcept {
+  if (!rights_.write) log_read_failure(offset, system_error);
+}
+
+int FileObject::write_direct(const void* buffer, size_t count, uint64_t offset, size_t& put) noexcept {
+  return transfer_all(count, put, [&](size_t done) {
     const std::byte* source = static_cast<const std::byte*>(buffer) + done;
     return seekable_ ? pwrite(descriptor_.get(), source, count - done, static_cast<off_t>(offset + done))
                      : write_stream(descriptor_.get(), source, count - done);
-  }));
+  });
 }
 
 DWORD FileObject::write(const void* buffer, DWORD count, DWORD& put) noexcept {
@@ -109,17 +121,23 @@ DWORD FileObject::write(const void* buffer, DWORD count, DWORD& put) noexcept {
   if (buffer == nullptr) return ERROR_NOACCESS;
   std::lock_guard lock(mutex_);
   size_t moved = 0;
-  const DWORD error = write_direct(buffer, count, position_, moved);
+  const int error = write_direct(buffer, count, position_, moved);
   position_ += moved;
   put = static_cast<DWORD>(moved);
-  return error;
+  return error_or_none(error);
+}
+
+int FileObject::get_size(uint64_t& bytes) const noexcept {
+  struct stat info;
+  if (fstat(descriptor_.get(), &info) != 0) return errno;
+  bytes = static_cast<uint64_t>(info.st_size);
+  return 0;
 }
 
 DWORD FileObject::size(uint64_t& bytes) noexcept {
-  struct stat info;
-  if (fstat(descriptor_.get(), &info) != 0) return error_from_errno(errno);
-  bytes = static_cast<uint64_t>(info.st_size);
-  return NO_ERROR;
+  const int error = get_size(bytes);
+  if (error != 0 || bytes < opened_size_) log_failure(error == 0 ? bytes : 0, error);
+  return error_or_none(error);
 }
 
 DWORD FileObject::seek(int64_t distance, DWORD method, uint64_t limit, uint64_t& position) noexcept {

@@ -163,8 +163,9 @@ DWORD open_file(const std::string& path, const OpenRequest& request, Ref<KernelO
 
   const bool seekable = regular || S_ISBLK(info.st_mode);
   const bool read_ahead = may_read_ahead(share, lease);
-  file = Ref<KernelObject>(
-      new FileObject(std::move(descriptor), rights_of(request), seekable, read_ahead, std::move(lease)));
+  const uint64_t size = regular ? static_cast<uint64_t>(info.st_size) : 0;
+  file = Ref<KernelObject>(new FileObject(std::move(descriptor), rights_of(request), size, seekable,
+                                          read_ahead, std::move(lease)));
   return NO_ERROR;
 }
 

@@ -1,0 +1,24 @@
+// Reads of the media file that failed. The filter and the libraries take a failed read for the end of the
+// data, and so report either nothing or a damaged file.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host/exit_code.h"
+#include "host/inspect/diagnosis.h"
+#include "host/messages.h"
+
+namespace zdr::host {
+
+// Call before a file is opened. Files are handled one after the other, in one thread.
+void watch_reads(const std::string& file);
+
+// Describes the first read since then that failed, or that the file has become shorter since then, and
+// forgets it. Nothing if all is well.
+std::optional<Diagnosis> take_read_failure(ExitCode exit_code);
+
+// Reports the failure that has not been taken yet, as a loss.
+ExitCode report_read_failure(const std::string& file, Messages& messages);
+
+}  // namespace zdr::host
