@@ -1,7 +1,9 @@
-// Calls each conversion of the platform twice: for the length, then for the text.
+// Texts are converted by the platform's public function, first for the length, then for the text.
 #include "host/wide_text.h"
 
 #include <windows.h>
+
+#include "platform/win32/file_names.h"
 
 namespace zdr::host {
 
@@ -14,13 +16,12 @@ std::string to_utf8(std::u16string_view text) {
   return out;
 }
 
-std::u16string to_wide(std::string_view text) {
-  if (text.empty()) return {};
-  const auto length = static_cast<int>(text.size());
-  const int units = MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0);
-  std::u16string out(static_cast<size_t>(units), u'\0');
-  MultiByteToWideChar(CP_UTF8, 0, text.data(), length, out.data(), units);
-  return out;
+std::u16string wide_file_name(std::string_view name) {
+  return platform::utf16_file_name(name);
+}
+
+std::string native_file_name(std::u16string_view name) {
+  return platform::native_file_name(name);
 }
 
 }  // namespace zdr::host

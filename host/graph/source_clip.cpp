@@ -38,8 +38,8 @@ std::string frame_rate_text(double frame_rate) {
 SourceClip::SourceClip(IBaseFilter& filter, const std::string& file) {
   result_ = filter.QueryInterface(mp4source::kIidZandorVideoSource, source_.out_void());
   if (FAILED(result_)) return;
-  result_ =
-      source_->OpenClip(to_wide(file).c_str(), &clip_, configuration_.out_bytes(), configuration_.out_size());
+  result_ = source_->OpenClip(wide_file_name(file).c_str(), &clip_, configuration_.out_bytes(),
+                              configuration_.out_size());
 }
 
 SourceClip::~SourceClip() {

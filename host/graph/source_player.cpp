@@ -83,7 +83,7 @@ ExitCode SourcePlayer::load() {
   graph_->AddFilter(source_.get(), WIDE("Source"));
   ComPtr<IFileSourceFilter> loader;
   hr = source_->QueryInterface(IID_IFileSourceFilter, loader.out_void());
-  if (SUCCEEDED(hr)) hr = loader->Load(to_wide(file_).c_str(), nullptr);
+  if (SUCCEEDED(hr)) hr = loader->Load(wide_file_name(file_).c_str(), nullptr);
   if (FAILED(hr)) return explain(diagnose_failed_open(file_, hr));
   collect_pins();
   return ExitCode::kDone;

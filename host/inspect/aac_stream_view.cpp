@@ -33,7 +33,7 @@ const char* bitrate_kind(uint32_t mode) {
 AacStreamView::AacStreamView(const std::string& file) {
   const AACF_OpenParams params{&kFileIo, kScanLimit};
   AACF_File* opened = nullptr;
-  status = AACF_Open(&opened, to_wide(file).c_str(), &params);
+  status = AACF_Open(&opened, wide_file_name(file).c_str(), &params);
   const std::unique_ptr<AACF_File, CloseReader> reader(opened);
   AACF_GetStreamInfo(reader.get(), &stream);
 }

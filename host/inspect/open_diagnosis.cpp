@@ -98,9 +98,6 @@ Diagnosis diagnose_iso(const std::string& file, int32_t load_result) {
 }  // namespace
 
 std::optional<Diagnosis> diagnose_before_open(const std::string& file) {
-  if (to_utf8(to_wide(file)) != file) {
-    return Diagnosis{ExitCode::kCannotOpen, "", "the name is not UTF-8 and cannot be passed on", ""};
-  }
   std::error_code code;
   switch (std::filesystem::status(file, code).type()) {
     case std::filesystem::file_type::fifo:

@@ -19,7 +19,7 @@ using OwnedFile = std::unique_ptr<void, CloseFile>;
 
 // Returns null if the file cannot be opened.
 inline OwnedFile open_file(const std::string& file) {
-  return OwnedFile(OS_fopen(to_wide(file).c_str(), "rb"));
+  return OwnedFile(OS_fopen(wide_file_name(file).c_str(), "rb"));
 }
 
 }  // namespace zdr::host

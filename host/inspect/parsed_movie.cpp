@@ -9,7 +9,8 @@
 
 namespace zdr::host {
 
-ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer) : path_(to_wide(file)) {
+ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer)
+    : path_(wide_file_name(file)) {
   const FMGR_Config unbuffered{0, 0};
   if (FMGR_Init(&context_, &unbuffered) != FMGR_OK) return;
   descriptor_.type = FMGR_DEV_FILE_W;

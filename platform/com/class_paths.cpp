@@ -39,7 +39,7 @@ HRESULT registered_class_path(REFCLSID clsid, std::string& path) {
   if (status == ERROR_INVALID_DATA) return REGDB_E_INVALIDVALUE;
   if (status != ERROR_SUCCESS) return hresult_of(status);
   if (type != REG_SZ || !is_absolute(text)) return REGDB_E_INVALIDVALUE;
-  path = zdr::platform::utf8_file_name(text);
+  path = zdr::platform::native_file_name(text);
   return S_OK;
 }
 

@@ -1,14 +1,17 @@
-// Converts file names between the platform's UTF-16 and the system's UTF-8.
+// Converts file names between the platform's UTF-16 and the system's bytes, which are UTF-8 by custom only.
 #pragma once
 
 #include <string>
 #include <string_view>
 
+#include "win32_types.h"
+
 namespace zdr::platform {
 
-// Lone surrogates become 3 bytes each, so that every UTF-16 name survives the round trip; ill-formed bytes
-// become U+FFFD. May throw bad_alloc.
-std::string utf8_file_name(std::u16string_view name);
-std::u16string utf16_file_name(std::string_view name);
+// Each byte that is not part of UTF-8 becomes a lone surrogate, U+DC80 to U+DCFF for 80 to FF, and the
+// reverse, so that every name of the system survives the round trip. Other lone surrogates, which no name of
+// the system has, become 3 bytes each. May throw bad_alloc.
+ZDR_PLATFORM_API std::string native_file_name(std::u16string_view name);
+ZDR_PLATFORM_API std::u16string utf16_file_name(std::string_view name);
 
 }  // namespace zdr::platform

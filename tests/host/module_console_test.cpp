@@ -27,7 +27,7 @@ TEST(Console, KeptTextsOfTheModuleAreSentToTheDebugger) {
     const com::ComPtr<IBaseFilter> filter = host::create_source_filter(file, messages, hr);
     com::ComPtr<IFileSourceFilter> loader;
     ASSERT_EQ(filter->QueryInterface(IID_IFileSourceFilter, loader.out_void()), S_OK);
-    EXPECT_EQ(loader->Load(host::to_wide(file).c_str(), nullptr), VFW_E_INVALID_FILE_FORMAT);
+    EXPECT_EQ(loader->Load(host::wide_file_name(file).c_str(), nullptr), VFW_E_INVALID_FILE_FORMAT);
   }
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(debugger.all(),

@@ -46,7 +46,7 @@ DWORD native_path(LPCSTR name, std::string& path) {
 
 DWORD native_path(LPCWSTR name, std::string& path) {
   if (name == nullptr) return ERROR_PATH_NOT_FOUND;
-  path = utf8_file_name(name);
+  path = native_file_name(name);
   return map_to_native(path);
 }
 

@@ -74,7 +74,7 @@ DWORD temp_stem(LPCWSTR directory, LPCWSTR prefix, std::string& stem) {
     if (const DWORD error = native_path(directory, stem); error != NO_ERROR) return error;
   }
   if (stem.empty() || stem.back() != '/') stem += '/';
-  if (prefix != nullptr) stem += utf8_file_name(std::u16string_view(prefix).substr(0, 3));
+  if (prefix != nullptr) stem += native_file_name(std::u16string_view(prefix).substr(0, 3));
   return NO_ERROR;
 }
 

@@ -13,11 +13,11 @@
 #include <string>
 #include <string_view>
 
-#include "platform/win32/file_names.h"
 #include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/named/life_line.h"
 #include "platform/win32/runtime/named/session_name.h"
 #include "platform/win32/runtime/runtime_folder.h"
+#include "platform/win32/runtime/text/utf.h"
 #include "platform/win32/runtime/wait_signal.h"
 
 namespace zdr::platform {
@@ -80,7 +80,7 @@ DWORD make_key(std::u16string_view name, std::string& key) {
     break;
   }
   if (name.empty() || name.find(u'\\') != std::u16string_view::npos) return ERROR_PATH_NOT_FOUND;
-  key = fixed_session_name() + "\n" + utf8_file_name(name);
+  key = fixed_session_name() + "\n" + to_utf8(name);
   return NO_ERROR;
 }
 

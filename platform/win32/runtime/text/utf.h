@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace zdr::platform {
@@ -25,5 +26,10 @@ DecodedPoint decode_utf16(std::u16string_view units) noexcept;
 // Write the encoding of `point` (any value below 0x110000, surrogates included) and return its length.
 size_t encode_utf8(char32_t point, char (&out)[4]) noexcept;
 size_t encode_utf16(char32_t point, char16_t (&out)[2]) noexcept;
+
+// Appends the encoding of `point`. May throw bad_alloc, as the next may.
+void append_utf8(std::string& text, char32_t point);
+// Lone surrogates become 3 bytes each.
+std::string to_utf8(std::u16string_view text);
 
 }  // namespace zdr::platform

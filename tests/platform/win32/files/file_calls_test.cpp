@@ -61,10 +61,11 @@ TEST_F(FileOpen, NamesAreMappedToThoseOfTheSystem) {
     const ScopedHandle file = open_for(name, GENERIC_READ);
     EXPECT_NE(HANDLE{file}, INVALID_HANDLE_VALUE) << name;
   }
-  // A wide name is UTF-8 on disk; a lone surrogate becomes three bytes.
-  const std::u16string odd = wide(folder) + u"/\u00E9\U0001F3B5" + char16_t{0xD800};
+  // A wide name is UTF-8 on disk; a lone surrogate becomes three bytes, or the one byte that it stands for.
+  const std::u16string odd = wide(folder) + u"/\u00E9\U0001F3B5" + char16_t{0xD800} + u'.' +
+                             char16_t{0xDC80} + char16_t{0xDCFF} + char16_t{0xDC7F};
   ScopedHandle file = CreateFileW(odd.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  EXPECT_TRUE(fs::exists(folder + "/\xC3\xA9\xF0\x9F\x8E\xB5\xED\xA0\x80"));
+  EXPECT_TRUE(fs::exists(folder + "/\xC3\xA9\xF0\x9F\x8E\xB5\xED\xA0\x80.\x80\xFF\xED\xB1\xBF"));
   // Narrow names end at MAX_PATH; wide ones do not.
   std::string deep = folder;
   while (deep.size() < MAX_PATH) deep += "/././.";

@@ -2,6 +2,7 @@
 // helpers.
 #include <gmock/gmock.h>
 
+#include "platform/win32/file_names.h"
 #include "tests/platform/win32/win32_test_support.h"
 
 namespace zdr::test {
@@ -38,6 +39,18 @@ TEST_F(Text, EveryCodePointIsConvertedBothWaysAsByThePeer) {
     const std::filesystem::path peer(std::u32string(1, point));
     ASSERT_EQ(to_wide(CP_UTF8, peer.string()), peer.u16string()) << std::hex << uint32_t{point};
     ASSERT_EQ(to_utf8(peer.u16string()), peer.string()) << std::hex << uint32_t{point};
+  }
+}
+
+// All names of up to four bytes from those at which the rules of UTF-8 change.
+TEST_F(Text, EveryNameOfTheSystemSurvivesTheRoundTrip) {
+  constexpr std::string_view kBytes = "a\x7F\x80\x8F\x90\x9F\xA0\xB2\xBF\xC1\xC2\xE0\xED\xEF\xF0\xF4\xF5\xFF";
+  std::vector<std::string> names = {""};
+  for (size_t at = 0; at < names.size(); ++at) {
+    const std::string name = names[at];
+    ASSERT_EQ(platform::native_file_name(platform::utf16_file_name(name)), name);
+    if (name.size() == 4) continue;
+    for (const char byte : kBytes) names.push_back(name + byte);
   }
 }
 
