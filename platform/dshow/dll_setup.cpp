@@ -93,7 +93,9 @@ HRESULT register_module(BOOL register_server) {
 }  // namespace
 
 HRESULT AMovieDllRegisterServer2(BOOL register_server) {
-  const zdr::platform::RegistryHold hold;
+  zdr::platform::RegistryHold hold;
   if (hold.error() != NO_ERROR) return HRESULT_FROM_WIN32(hold.error());
-  return zdr::com::guarded([register_server] { return register_module(register_server); });
+  const HRESULT hr = zdr::com::guarded([register_server] { return register_module(register_server); });
+  const DWORD error = hold.commit();
+  return FAILED(hr) || error == NO_ERROR ? hr : HRESULT_FROM_WIN32(error);
 }

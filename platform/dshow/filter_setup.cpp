@@ -17,7 +17,7 @@ HRESULT ignore_missing(HRESULT hr) {
 template <class Act>
 HRESULT with_mapper(const AMOVIESETUP_FILTER* setup, Act act) {
   if (setup == nullptr) return S_FALSE;
-  const platform::RegistryHold hold;
+  platform::RegistryHold hold;
   if (hold.error() != NO_ERROR) return HRESULT_FROM_WIN32(hold.error());
   const HRESULT apartment = CoInitialize(nullptr);
   com::ComPtr<IFilterMapper2> mapper;
@@ -26,7 +26,8 @@ HRESULT with_mapper(const AMOVIESETUP_FILTER* setup, Act act) {
   if (SUCCEEDED(hr)) hr = act(*mapper.get(), *setup);
   mapper.reset();
   if (SUCCEEDED(apartment)) CoUninitialize();
-  return hr;
+  const DWORD error = hold.commit();
+  return FAILED(hr) || error == NO_ERROR ? hr : HRESULT_FROM_WIN32(error);
 }
 
 }  // namespace

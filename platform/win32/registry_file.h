@@ -17,18 +17,21 @@
 namespace zdr::platform {
 
 struct RegistryReport {
-  std::string path;  // absolute unless the environment names a relative one; empty without a home folder
+  std::string path;        // as the environment names it; empty without a home folder
   DWORD error = NO_ERROR;  // what every registry function would return
   size_t line = 0;         // for ERROR_BADDB: the first line that cannot be parsed, 0 for the file as a whole
   std::string reason;      // in words, for errors of the store itself
   std::string text;        // the whole content, in the form above
 };
 
-// The environment variable ZDR_REGISTRY names the file; without it, the file is zdr/registry.reg in
-// $XDG_DATA_HOME or ~/.local/share. A missing file is an empty registry. Files of users other than this one
-// and root, and files that the group or others may write, are refused, because a class's module is loaded
-// from the path in them. Throws bad_alloc.
+// The environment variable ZDR_REGISTRY names the file, by an absolute path; without it, the file is
+// zdr/registry.reg in $XDG_DATA_HOME or ~/.local/share. A missing file is an empty registry. Files of users
+// other than this one and root, and files that the group or others may write, are refused, because a class's
+// module is loaded from the path in them. Throws bad_alloc.
 ZDR_PLATFORM_API RegistryReport report_registry();
+
+// The absolute path of the file, with links resolved if it exists; empty if there is none. Throws bad_alloc.
+std::string resolved_registry_file();
 
 // Receives what the file holds, in its order: each key, then its values. Not to call the registry.
 class RegistryVisitor {

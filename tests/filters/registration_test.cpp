@@ -2,7 +2,10 @@
 // filter are linked into this program, so the module that is registered is the program itself.
 #include <gtest/gtest.h>
 #include <streams.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -103,6 +106,34 @@ TEST_F(Registration, KeptOnlyFailuresToCreateKeysCount) {
   EXPECT_GT((outcomes[{E_FAIL, u"Failed to create \n"}]), 0) << "the key of a player";
   EXPECT_GT((outcomes[{S_OK, u""}]), 0) << "a value, or the key of the media library";
   EXPECT_EQ(outcomes.size(), 5u);
+}
+
+// Whether a process that does `entry` is killed at this step of its work on the registry.
+bool dies_at(int step, HRESULT (*entry)()) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const auto die = [](platform::FaultPoint point, void* left) {
+      if (point == platform::FaultPoint::kRegistryStep && --*static_cast<int*>(left) == 0) raise(SIGKILL);
+      return false;
+    };
+    platform::set_fault_hook(die, &step);
+    _exit(entry());
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(status == 0 || WIFSIGNALED(status));
+  return status != 0;
+}
+
+TEST_F(Registration, AProcessThatIsKilledAtAnyStepChangesNothing) {
+  for (const auto entry : {&DllRegisterServer, &DllUnregisterServer}) {
+    const std::string before = registry_.content();
+    int step = 1;
+    for (; dies_at(step, entry); ++step) EXPECT_EQ(registry_.content(), before) << step;
+    EXPECT_GT(step, 15);
+    EXPECT_NE(registry_.content(), before);
+    EXPECT_FALSE(std::filesystem::exists(registry_.path().string() + ".tmp")) << "left by a killed process";
+  }
 }
 
 TEST_F(Registration, UnregisteringStopsWhenTheFilterCannotBeRemoved) {

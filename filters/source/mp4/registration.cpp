@@ -96,45 +96,43 @@ HRESULT register_extensions() {
 }
 
 // Skips keys that do not exist or have sub keys. The entries of the media player and the media library stay.
-void unregister_extensions() {
+HRESULT unregister_extensions() {
   std::u16string path;
   path.reserve(std::size(kSourceExtensions) + kLongestTail);
   for (const WCHAR* extension : kUnregistered) {
     RegDeleteKeyW(HKEY_CLASSES_ROOT, extension_key(path, kSourceExtensions, extension));
   }
+  return S_OK;
 }
 
-// The class and its filter. `hold` makes them and the extensions one change.
-HRESULT set_up_module(const platform::RegistryHold& hold, BOOL register_server) {
-  return hold.error() == NO_ERROR ? AMovieDllRegisterServer2(register_server)
-                                  : HRESULT_FROM_WIN32(hold.error());
+// Makes the class, its filter and the extensions one change of the registry, also when only a part was
+// written.
+template <class ChangeExtensions>
+HRESULT set_up_module(BOOL register_server, ChangeExtensions change_extensions) noexcept {
+  platform::RegistryHold hold;
+  HRESULT hr = HRESULT_FROM_WIN32(hold.error());
+  if (SUCCEEDED(hr)) hr = AMovieDllRegisterServer2(register_server);
+  bool is_set_up = SUCCEEDED(hr);
+  try {
+    if (is_set_up) hr = change_extensions();
+  } catch (const std::bad_alloc&) {
+    hr = E_FAIL;
+  }
+  if (const DWORD error = hold.commit(); error != NO_ERROR && is_set_up) {
+    is_set_up = false;
+    hr = HRESULT_FROM_WIN32(error);
+  }
+  if (!is_set_up && register_server) OutputDebugStringW(u"DllRegister Failed");
+  return hr;
 }
 
 }  // namespace
 }  // namespace zdr::mp4source
 
 extern "C" ZDR_MODULE_EXPORT HRESULT DllRegisterServer() {
-  const zdr::platform::RegistryHold hold;
-  const HRESULT hr = zdr::mp4source::set_up_module(hold, TRUE);
-  if (FAILED(hr)) {
-    OutputDebugStringW(u"DllRegister Failed");
-    return hr;
-  }
-  try {
-    return zdr::mp4source::register_extensions();
-  } catch (const std::bad_alloc&) {
-    return E_FAIL;
-  }
+  return zdr::mp4source::set_up_module(TRUE, zdr::mp4source::register_extensions);
 }
 
 extern "C" ZDR_MODULE_EXPORT HRESULT DllUnregisterServer() {
-  const zdr::platform::RegistryHold hold;
-  const HRESULT hr = zdr::mp4source::set_up_module(hold, FALSE);
-  if (FAILED(hr)) return hr;
-  try {
-    zdr::mp4source::unregister_extensions();
-    return hr;
-  } catch (const std::bad_alloc&) {
-    return E_FAIL;
-  }
+  return zdr::mp4source::set_up_module(FALSE, zdr::mp4source::unregister_extensions);
 }

@@ -6,7 +6,6 @@
 #include <optional>
 #include <utility>
 
-#include "platform/win32/file_names.h"
 #include "platform/win32/runtime/registry/export_text.h"
 #include "platform/win32/runtime/text/utf.h"
 #include "platform/win32/win32_registry.h"
@@ -132,7 +131,7 @@ void append_key(ExportSink& out, KeyPath& path, std::string& written_path, const
     if (!out.fits()) return;
     const size_t length = written_path.size();
     path.push_back(name);
-    written_path += "\\" + utf8_file_name(name);
+    written_path += "\\" + to_utf8(name);
     append_key(out, path, written_path, *child);
     written_path.resize(length);
     path.pop_back();
@@ -140,10 +139,10 @@ void append_key(ExportSink& out, KeyPath& path, std::string& written_path, const
 }
 
 void append_tree(ExportSink& out, const RegistryKey& top) {
-  out.add(utf8_file_name(kExportHeader) + "\n");
+  out.add(to_utf8(kExportHeader) + "\n");
   for (const auto& [name, root] : top.children) {
     KeyPath path{name};
-    std::string written_path = utf8_file_name(name);
+    std::string written_path = to_utf8(name);
     append_key(out, path, written_path, *root);
   }
 }

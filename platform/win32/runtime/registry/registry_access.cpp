@@ -6,18 +6,24 @@
 #include <mutex>
 #include <new>
 
-#include "platform/win32/file_names.h"
+#include "platform/win32/fault_injection.h"
 #include "platform/win32/registry_file.h"
-#include "platform/win32/registry_hold.h"
 #include "platform/win32/runtime/registry/store_path.h"
+#include "platform/win32/runtime/text/utf.h"
 #include "platform/win32/win32_error.h"
 
 namespace zdr::platform {
 
 namespace {
 
-constinit std::mutex registry_mutex;        // guards the instance
-constinit std::recursive_mutex hold_mutex;  // of the thread that has holds; taken before the other
+constinit std::recursive_mutex registry_mutex;  // guards the instance
+
+// A message to the debugger is sent after the unlocking, because the debugger's hook may use the registry.
+void unlock_registry() noexcept {
+  const std::u16string message = Registry::instance().store.take_message();
+  registry_mutex.unlock();
+  if (!message.empty()) OutputDebugStringW(message.c_str());
+}
 
 // Recurses at most kDeepestPath levels.
 void visit_key(RegistryVisitor& visitor, std::string& path, const RegistryKey& key) {
@@ -25,7 +31,7 @@ void visit_key(RegistryVisitor& visitor, std::string& path, const RegistryKey& k
   for (const auto& [name, value] : key.values) visitor.on_value(name, value.type, value.data);
   for (const auto& [name, child] : key.children) {
     const size_t length = path.size();
-    path += "\\" + utf8_file_name(name);
+    path += "\\" + to_utf8(name);
     visit_key(visitor, path, *child);
     path.resize(length);
   }
@@ -38,9 +44,7 @@ RegistryLock::RegistryLock() noexcept {
 }
 
 RegistryLock::~RegistryLock() {
-  const std::u16string message = Registry::instance().store.take_message();
-  registry_mutex.unlock();
-  if (!message.empty()) OutputDebugStringW(message.c_str());
+  unlock_registry();
 }
 
 Registry& Registry::instance() noexcept {
@@ -49,35 +53,54 @@ Registry& Registry::instance() noexcept {
   return registry;
 }
 
-DWORD lock_store(const Registry& registry, StoreLock& lock) {
-  if (registry.holds != 0) return NO_ERROR;
-  std::string path;
-  if (const DWORD error = registry_path(path); error != NO_ERROR) return error;
-  return lock.acquire(final_path(path));
+DWORD Registry::load() {
+  if (holds == 0 || !store.is_loaded()) return store.load();
+  return should_fail(FaultPoint::kRegistryStep) ? ERROR_IO_DEVICE : NO_ERROR;
 }
 
-RegistryHold::RegistryHold() noexcept {
-  hold_mutex.lock();
-  const RegistryLock lock;
+DWORD Registry::begin_changes() {
+  std::string path;
+  if (const DWORD error = registry_path(path); error != NO_ERROR) return error;
+  const std::string file = final_path(path);
+  StoreLock lock;
+  if (const DWORD error = lock.acquire(file); error != NO_ERROR) return error;
+  remove_leftover(file);
+  if (const DWORD error = store.load(); error != NO_ERROR) return error;
+  store_lock = std::move(lock);
+  return NO_ERROR;
+}
+
+DWORD Registry::save_changes() {
+  return std::exchange(unsaved, false) ? store.save() : NO_ERROR;
+}
+
+RegistryHold::RegistryHold() noexcept : error_(NO_ERROR) {
+  registry_mutex.lock();
   Registry& registry = Registry::instance();
-  error_ = guarded([&] { return lock_store(registry, registry.hold_lock); });
+  if (registry.holds == 0) error_ = guarded([&] { return registry.begin_changes(); });
   if (error_ == NO_ERROR) ++registry.holds;
 }
 
 RegistryHold::~RegistryHold() {
   if (error_ == NO_ERROR) {
-    const RegistryLock lock;
+    commit();
     Registry& registry = Registry::instance();
-    if (--registry.holds == 0) registry.hold_lock = StoreLock();
+    if (--registry.holds == 0) registry.store_lock = StoreLock();
   }
-  hold_mutex.unlock();
+  unlock_registry();
+}
+
+DWORD RegistryHold::commit() noexcept {
+  if (error_ != NO_ERROR) return error_;
+  Registry& registry = Registry::instance();
+  return registry.holds == 1 ? guarded([&] { return registry.save_changes(); }) : NO_ERROR;
 }
 
 RegistryReport report_registry() {
   const RegistryLock lock;
   RegistryStore& store = Registry::instance().store;
   RegistryReport report;
-  report.error = store.load();
+  report.error = Registry::instance().load();
   report.path = store.path();
   if (report.error == NO_ERROR) {
     write_export(store.tree(), {.bytes = SIZE_MAX, .entries = SIZE_MAX}, report.text);
@@ -88,12 +111,17 @@ RegistryReport report_registry() {
   return report;
 }
 
+std::string resolved_registry_file() {
+  std::string path;
+  return registry_path(path) == NO_ERROR ? final_path(path) : std::string();
+}
+
 void visit_registry(RegistryVisitor& visitor) {
   const RegistryLock lock;
   RegistryStore& store = Registry::instance().store;
-  if (store.load() != NO_ERROR) return;
+  if (Registry::instance().load() != NO_ERROR) return;
   for (const auto& [name, root] : store.tree().children) {
-    std::string path = utf8_file_name(name);
+    std::string path = to_utf8(name);
     visit_key(visitor, path, *root);
   }
 }

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "platform/win32/registry_hold.h"
 #include "platform/win32/runtime/api_boundary.h"
 #include "platform/win32/runtime/registry/key_handles.h"
 #include "platform/win32/runtime/registry/registry_store.h"
@@ -14,15 +15,21 @@ namespace zdr::platform {
 struct Registry {
   RegistryStore store;
   KeyHandles handles;
-  int holds = 0;
-  StoreLock hold_lock;  // taken while there are holds
+  int holds = 0;         // of the thread that has the lock
+  bool unsaved = false;  // the tree has changes that the file has not; only during a hold
+  StoreLock store_lock;  // taken while there are holds
 
   // Never destroyed: keys may be used while the process ends.
   static Registry& instance() noexcept;
+
+  // Loads the tree. During a hold it is loaded already, and has changes that the file has not.
+  DWORD load();
+  // Begins the outermost hold, and stores its changes.
+  DWORD begin_changes();
+  DWORD save_changes();
 };
 
-// Locks the registry for a scope. A message to the debugger is sent after the lock is released, because the
-// debugger's hook may use the registry.
+// Locks the registry for a scope; a thread may nest them.
 class RegistryLock {
  public:
   RegistryLock() noexcept;
@@ -35,39 +42,40 @@ inline std::u16string_view text_or_empty(LPCWSTR text) noexcept {
   return text != nullptr ? std::u16string_view(text) : std::u16string_view();
 }
 
-// Takes the lock beside the registry's file, unless a hold has it.
-DWORD lock_store(const Registry& registry, StoreLock& lock);
-
 // `body(registry)` returns an error code and changes no key.
 template <class Body>
 LSTATUS read_registry(Body&& body) noexcept {
   const RegistryLock lock;
   return static_cast<LSTATUS>(guarded([&]() -> DWORD {
     Registry& registry = Registry::instance();
-    const DWORD error = registry.store.load();
+    const DWORD error = registry.load();
     return error == NO_ERROR ? std::forward<Body>(body)(registry) : error;
   }));
 }
 
-// `body(registry, changed)` sets `changed` when it has changed the tree, which is then saved.
+// `body(registry, changed)` sets `changed` when it has changed the tree. It changes nothing when it fails or
+// throws.
 template <class Body>
-LSTATUS change_registry(Body&& body) noexcept {
-  const RegistryLock lock;
+DWORD change_tree(Registry& registry, Body&& body) noexcept {
   bool changed = false;
   const DWORD error = guarded([&]() -> DWORD {
-    Registry& registry = Registry::instance();
-    StoreLock store_lock;
-    if (const DWORD failure = lock_store(registry, store_lock); failure != NO_ERROR) return failure;
-    if (const DWORD failure = registry.store.load(); failure != NO_ERROR) return failure;
-    const DWORD failure = std::forward<Body>(body)(registry, changed);
-    if (failure != NO_ERROR || !changed) return failure;
-    if (const DWORD unsaved = registry.store.save(); unsaved != NO_ERROR) return unsaved;
-    changed = false;
-    // Handles that cannot be marked without memory are noticed at their next use.
-    guarded([&] { return registry.handles.mark_deleted(registry.store.tree()); });
-    return NO_ERROR;
+    const DWORD failure = registry.load();
+    return failure == NO_ERROR ? std::forward<Body>(body)(registry, changed) : failure;
   });
-  if (changed) Registry::instance().store.forget();
+  if (!changed) return error;
+  registry.unsaved = true;
+  // Handles that cannot be marked without memory are noticed at their next use.
+  guarded([&] { return registry.handles.mark_deleted(registry.store.tree()); });
+  return error;
+}
+
+// Changes the tree and, unless a hold defers that, the file.
+template <class Body>
+LSTATUS change_registry(Body&& body) noexcept {
+  RegistryHold hold;
+  DWORD error = hold.error();
+  if (error == NO_ERROR) error = change_tree(Registry::instance(), std::forward<Body>(body));
+  if (error == NO_ERROR) error = hold.commit();
   return static_cast<LSTATUS>(error);
 }
 

@@ -1,4 +1,6 @@
 // RegCreateKeyExW, RegOpenKeyExW, RegCloseKey, RegDeleteKeyW, RegDeleteTreeW.
+#include <algorithm>
+
 #include "platform/win32/runtime/registry/registry_access.h"
 #include "platform/win32/win32_registry.h"
 
@@ -29,8 +31,8 @@ DWORD make_missing(RegistryKey& top, const KeyPath& path, bool& changed) {
       is_in_closed_root(place, existing)) {
     return ERROR_INVALID_PARAMETER;
   }
-  changed = true;
   make_key(top, place);
+  changed = true;
   return NO_ERROR;
 }
 
@@ -49,8 +51,8 @@ LSTATUS make_and_open_key(HKEY key, LPCWSTR sub_key, REGSAM access, HKEY* result
   const LSTATUS status = change_registry([&](Registry& registry, bool& changed) -> DWORD {
     KeyPath path;
     if (const DWORD error = resolve_sub_key(registry, key, sub_key, path); error != NO_ERROR) return error;
+    opened = registry.handles.open(path, access);
     const DWORD error = make_missing(registry.store.tree(), path, changed);
-    if (error == NO_ERROR) opened = registry.handles.open(path, access);
     made = changed;
     return error;
   });
@@ -75,13 +77,13 @@ DWORD remove_single_key(RegistryKey& top, const KeyPath& path, bool& changed) {
   return ERROR_FILE_NOT_FOUND;
 }
 
-// Permanent keys inside the tree are created again, empty.
+// No permanent key is inside: the keys above one are permanent too.
 DWORD remove_whole_tree(RegistryKey& top, const KeyPath& path, bool& changed) {
-  for (const KeyPath& place : places_of(path)) {
-    if (is_permanent(place)) return ERROR_ACCESS_DENIED;
+  const std::vector<KeyPath> places = places_of(path);
+  if (std::ranges::any_of(places, is_permanent)) return ERROR_ACCESS_DENIED;
+  for (const KeyPath& place : places) {
     if (remove_key(top, place)) changed = true;
   }
-  add_permanent_keys(top);
   return changed ? NO_ERROR : ERROR_FILE_NOT_FOUND;
 }
 

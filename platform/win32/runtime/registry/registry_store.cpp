@@ -62,10 +62,13 @@ DWORD write_all(int file, std::string_view content) noexcept {
   return NO_ERROR;
 }
 
+std::string fresh_name(const std::string& file) {
+  return file + ".tmp";
+}
+
 // Writes a new file. Its content must be on the disk before it gets its final name: otherwise a crash could
 // leave an empty file under that name.
 DWORD write_fresh(const std::string& path, std::string_view content, Descriptor& file, FileMark& mark) {
-  unlink(path.c_str());  // left by a process that died; this one is the only writer
   file = Descriptor(static_cast<int>(
       attempt([&] { return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600); })));
   if (!file) return path_error_from_errno(errno, path.c_str());
@@ -91,6 +94,10 @@ void sync_folder(const std::string& folder) noexcept {
 
 }  // namespace
 
+void remove_leftover(const std::string& file) {
+  unlink(fresh_name(file).c_str());
+}
+
 void RegistryStore::forget() noexcept {
   loaded_ = false;
   top_ = RegistryKey();
@@ -110,6 +117,7 @@ DWORD RegistryStore::load() {
   const DWORD error = registry_path(path);
   if (path != path_) loaded_ = false;
   path_ = path;
+  if (error == ERROR_BAD_PATHNAME) return fail(error, "ZDR_REGISTRY is not an absolute path");
   if (error != NO_ERROR) return fail(error, "there is no home folder");
   if (should_fail(FaultPoint::kRegistryStep)) return fail(ERROR_IO_DEVICE, nullptr);
   struct stat info;
@@ -164,7 +172,7 @@ DWORD RegistryStore::save() {
 DWORD RegistryStore::replace_file(const std::string& text) {
   const std::string path = final_path(path_);
   const std::string folder = folder_of(path);  // allocated before the file is replaced
-  const std::string fresh_path = path + ".tmp";
+  const std::string fresh_path = fresh_name(path);
   Descriptor fresh;
   FileMark mark;
   DWORD error = write_fresh(fresh_path, text, fresh, mark);

@@ -30,8 +30,7 @@ class RegistryStore {
   // Replaces the file as a whole: at every moment, and after a crash, there is either the old file or the new
   // one. After a failure the file is the old one and the tree must be loaded again.
   DWORD save();
-  // Drops a tree that differs from the file.
-  void forget() noexcept;
+  bool is_loaded() const noexcept { return loaded_; }
 
   RegistryKey& tree() noexcept { return top_; }
 
@@ -42,6 +41,8 @@ class RegistryStore {
   std::u16string take_message() noexcept { return std::exchange(message_, {}); }
 
  private:
+  // Drops a tree that differs from the file.
+  void forget() noexcept;
   DWORD read_file();
   DWORD fail(DWORD error, const char* reason, size_t line = 0);
   DWORD replace_file(const std::string& text);
@@ -54,5 +55,9 @@ class RegistryStore {
   TextFault fault_;
   std::u16string message_;
 };
+
+// Removes the new file that a process left which died before it could replace this one. Only for the holder
+// of the StoreLock.
+void remove_leftover(const std::string& file);
 
 }  // namespace zdr::platform

@@ -97,14 +97,20 @@ size_t existing_levels(const RegistryKey& top, const KeyPath& path) noexcept {
 }
 
 RegistryKey& make_key(RegistryKey& top, const KeyPath& path) {
-  RegistryKey* key = &top;
-  for (const std::u16string& name : path) {
-    auto child = key->children.find(name);
-    if (child == key->children.end()) {
-      child = key->children.emplace(name, std::make_unique<RegistryKey>()).first;
-    }
-    key = child->second.get();
+  RegistryKey* parent = &top;
+  size_t level = 0;
+  for (; level < path.size(); ++level) {
+    const auto child = parent->children.find(path[level]);
+    if (child == parent->children.end()) break;
+    parent = child->second.get();
   }
+  if (level == path.size()) return *parent;
+  auto branch = std::make_unique<RegistryKey>();
+  RegistryKey* key = branch.get();
+  for (size_t below = level + 1; below < path.size(); ++below) {
+    key = key->children.emplace(path[below], std::make_unique<RegistryKey>()).first->second.get();
+  }
+  parent->children.emplace(path[level], std::move(branch));
   return *key;
 }
 

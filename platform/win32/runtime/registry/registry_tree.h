@@ -49,6 +49,7 @@ const RegistryKey* find_key(const RegistryKey& top, const KeyPath& path) noexcep
 RegistryKey* find_key(RegistryKey& top, const KeyPath& path) noexcept;
 // The number of levels of the path that exist.
 size_t existing_levels(const RegistryKey& top, const KeyPath& path) noexcept;
+// Makes the levels of the path that are missing, all or, when it throws bad_alloc, none.
 RegistryKey& make_key(RegistryKey& top, const KeyPath& path);
 // Removes the key with everything below it; false if there is none.
 bool remove_key(RegistryKey& top, const KeyPath& path) noexcept;

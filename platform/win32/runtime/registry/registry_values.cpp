@@ -38,8 +38,8 @@ LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const
     RegistryKey& written = *key_to_write(top, path);
     const auto present = written.values.find(value_name);
     if (present != written.values.end() && present->second == value) return NO_ERROR;
-    changed = true;
     written.values.insert_or_assign(std::u16string(value_name), std::move(value));
+    changed = true;
     return NO_ERROR;
   });
 }

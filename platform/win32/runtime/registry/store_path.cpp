@@ -13,7 +13,7 @@ namespace zdr::platform {
 
 namespace {
 
-// A relative value is ignored, since the current folder is not the user's.
+// A relative value is ignored.
 const char* absolute_variable(const char* name) noexcept {
   const char* value = std::getenv(name);
   return value != nullptr && value[0] == '/' ? value : nullptr;
@@ -24,7 +24,7 @@ const char* absolute_variable(const char* name) noexcept {
 DWORD registry_path(std::string& path) {
   if (const char* named = std::getenv("ZDR_REGISTRY"); named != nullptr && *named != '\0') {
     path = named;
-    return NO_ERROR;
+    return path.front() == '/' ? NO_ERROR : ERROR_BAD_PATHNAME;
   }
   if (const char* data = absolute_variable("XDG_DATA_HOME"); data != nullptr) {
     path = data;

@@ -7,7 +7,8 @@
 
 namespace zdr::platform {
 
-// $ZDR_REGISTRY, else zdr/registry.reg in the user's data folder. ERROR_PATH_NOT_FOUND without a home folder.
+// $ZDR_REGISTRY, else zdr/registry.reg in the user's data folder. ERROR_PATH_NOT_FOUND without a home folder,
+// ERROR_BAD_PATHNAME for a relative $ZDR_REGISTRY: the current folder is not the user's.
 DWORD registry_path(std::string& path);
 
 // The file that a path leads to through symbolic links, so that a replacement does not replace the link. The

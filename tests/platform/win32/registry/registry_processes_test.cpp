@@ -11,8 +11,8 @@ namespace zdr::test {
 
 namespace {
 
-// The steps of one change: lock, load, create, write, mode, sync, rename.
-constexpr int kStepsOfAChange = 7;
+// The steps of one change: lock, load, use, create, write, mode, sync, rename.
+constexpr int kStepsOfAChange = 8;
 // The first change of a process also opens the key and reads the file to its end.
 constexpr int kStepsOfAFirstChange = kStepsOfAChange + 3;
 
