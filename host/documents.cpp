@@ -182,7 +182,7 @@ constexpr const char* kManPageEnd =
     "that was ignored\nwhen the program started, as under nohup, remains ignored.\n"
     ".SH ENVIRONMENT\n.TP\n.B NO_COLOR\nno colour on a terminal\n"
     ".TP\n.B ZDR_MODULE\npath of the filter module, whatever the registry says\n"
-    ".TP\n.B ZDR_REGISTRY\nthe registry's file, instead of the one above\n"
+    ".TP\n.B ZDR_REGISTRY\nabsolute path of the registry's file, instead of the one above\n"
     ".TP\n.B XDG_DATA_HOME\nthe folder above the registry's file\n"
     ".TP\n.B XDG_RUNTIME_DIR\nthe folder above that of the named objects which runs of one session "
     "share\n";

@@ -21,13 +21,6 @@ namespace {
 
 using platform::RegistryReport;
 
-Message unreadable(const RegistryReport& report) {
-  const std::string place = report.line == 0 ? "" : "line " + std::to_string(report.line);
-  const std::string reason = report.reason.empty() ? "" : ": " + report.reason;
-  return {report.path, place, "the registry cannot be read" + reason,
-          hresult_text(HRESULT_FROM_WIN32(report.error))};
-}
-
 ExitCode report_failure(const std::string& module, HRESULT hr, Messages& messages) {
   if (hr == HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND) || hr == CO_E_ERRORINDLL) {
     messages.error({module, "", "this is no module that can be registered", hresult_text(hr)});
@@ -35,16 +28,14 @@ ExitCode report_failure(const std::string& module, HRESULT hr, Messages& message
   }
   const RegistryReport report = platform::report_registry();
   if (report.error != NO_ERROR) {
-    messages.error(unreadable(report));
+    messages.error(unreadable_registry(report));
     return ExitCode::kCannotOpen;
   }
   messages.error({report.path, "", "the registry cannot be written", hresult_text(hr)});
   return ExitCode::kCannotWrite;
 }
 
-ExitCode call_module(const Options& options, const char* entry, const char* done) {
-  Messages messages(options.quiet);
-  const std::string module = own_module_path();
+ExitCode call_module(const std::string& module, const char* entry, const char* done, Messages& messages) {
   const HRESULT hr = com::call_module_entry(module, entry);
   if (FAILED(hr)) return report_failure(module, hr, messages);
   messages.note({module, "", done + platform::report_registry().path, ""});
@@ -102,11 +93,18 @@ nlohmann::ordered_json keys_json() {
 }  // namespace
 
 ExitCode run_register(const Options& options, std::ostream& /*out*/) {
-  return call_module(options, "DllRegisterServer", "registered in ");
+  Messages messages(options.quiet);
+  const std::string module = own_module_path();
+  const ExitCode code = call_module(module, "DllRegisterServer", "registered in ", messages);
+  const std::string refusal = com::module_refusal(module);
+  if (code == ExitCode::kDone && !refusal.empty())
+    messages.note({"", "", "through the registry " + refusal, ""});
+  return code;
 }
 
 ExitCode run_unregister(const Options& options, std::ostream& /*out*/) {
-  return call_module(options, "DllUnregisterServer", "unregistered in ");
+  Messages messages(options.quiet);
+  return call_module(own_module_path(), "DllUnregisterServer", "unregistered in ", messages);
 }
 
 ExitCode run_registry(const Options& options, std::ostream& out) {
@@ -114,7 +112,7 @@ ExitCode run_registry(const Options& options, std::ostream& out) {
   const RegistryReport report = platform::report_registry();
   const bool readable = report.error == NO_ERROR;
   const ExitCode code = readable ? ExitCode::kDone : ExitCode::kCannotOpen;
-  if (!readable) messages.error(unreadable(report));
+  if (!readable) messages.error(unreadable_registry(report));
   if (options.json) {
     nlohmann::ordered_json json = begin_json(code);
     json["keys"] = readable ? keys_json() : nlohmann::ordered_json::array();

@@ -27,7 +27,7 @@ const char* named_module() {
 std::filesystem::path program_folder() {
   std::array<WCHAR, 4096> path{};
   const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-  return std::filesystem::path(to_utf8({path.data(), length})).parent_path();
+  return std::filesystem::path(native_file_name({path.data(), length})).parent_path();
 }
 
 ComPtr<IBaseFilter> create_from_module(const std::string& module, HRESULT& hr) {
@@ -62,23 +62,34 @@ LSTATUS source_filter_of(const std::u16string& extension, std::array<WCHAR, CHAR
 // Returns the class that is registered for the extension of the file. Reports faults of the entry or the
 // registry as notes.
 std::optional<CLSID> registered_class(const std::string& file, Messages& messages) {
-  const std::u16string extension = to_wide(std::filesystem::path(file).extension().string());
+  const std::u16string extension = wide_file_name(std::filesystem::path(file).extension().string());
   if (extension.empty() || extension.find(u'\\') != std::u16string::npos) return std::nullopt;
   std::array<WCHAR, CHARS_IN_GUID> text{};
   const LSTATUS status = source_filter_of(extension, text);
   if (status == ERROR_FILE_NOT_FOUND) return std::nullopt;
   CLSID clsid{};
   if (status == ERROR_SUCCESS && SUCCEEDED(CLSIDFromString(text.data(), &clsid))) return clsid;
-  const HRESULT hr = status == ERROR_SUCCESS || status == ERROR_MORE_DATA
-                         ? CO_E_CLASSSTRING
-                         : HRESULT_FROM_WIN32(static_cast<DWORD>(status));
-  messages.note({file, "",
-                 "the registry does not tell the source filter of " + to_utf8(extension) + kFallback,
-                 hresult_text(hr)});
+  if (status == ERROR_SUCCESS || status == ERROR_MORE_DATA) {
+    messages.note(
+        {file, "",
+         "the registry does not tell the source filter of " + native_file_name(extension) + kFallback,
+         hresult_text(CO_E_CLASSSTRING)});
+  } else {
+    const Message unread = unreadable_registry(platform::report_registry());
+    const std::string place = unread.place.empty() ? "" : ": " + unread.place;
+    messages.note({file, "", unread.file + place + ": " + unread.reason + kFallback, unread.status});
+  }
   return std::nullopt;
 }
 
 }  // namespace
+
+Message unreadable_registry(const platform::RegistryReport& report) {
+  const std::string place = report.line == 0 ? "" : "line " + std::to_string(report.line);
+  const std::string reason = report.reason.empty() ? "" : ": " + report.reason;
+  return {report.path, place, "the registry cannot be read" + reason,
+          hresult_text(HRESULT_FROM_WIN32(report.error))};
+}
 
 std::string own_module_path() {
   if (const char* named = named_module(); named != nullptr) return named;
@@ -95,13 +106,19 @@ com::ComPtr<IBaseFilter> create_source_filter(const std::string& file, Messages&
   if (named_module() != nullptr) return create_from_module(own_module_path(), hr);
   if (const std::optional<CLSID> clsid = registered_class(file, messages)) {
     if (ComPtr<IBaseFilter> filter = create_registered(*clsid, hr)) return filter;
+    const std::string refusal = com::registered_module_refusal(*clsid);
     messages.note(
-        {file, "", "the registered source filter cannot be made" + std::string(kFallback), hresult_text(hr)});
+        {file, "",
+         "the registered source filter cannot be made" + (refusal.empty() ? "" : ": " + refusal) + kFallback,
+         hresult_text(hr)});
   }
   std::error_code code;
   const std::string own = own_module_path();
   if (std::filesystem::exists(own, code)) return create_from_module(own, hr);
-  return create_registered(mp4source::kClsidSourceFilter, hr);
+  ComPtr<IBaseFilter> filter = create_registered(mp4source::kClsidSourceFilter, hr);
+  const std::string refusal = com::registered_module_refusal(mp4source::kClsidSourceFilter);
+  if (!filter && !refusal.empty()) messages.error({file, "", refusal, hresult_text(hr)});
+  return filter;
 }
 
 }  // namespace zdr::host

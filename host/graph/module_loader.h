@@ -8,8 +8,12 @@
 
 #include "host/messages.h"
 #include "platform/com/com_ptr.h"
+#include "platform/win32/registry_file.h"
 
 namespace zdr::host {
+
+// The message about a registry that cannot be read; its file is the registry's.
+Message unreadable_registry(const platform::RegistryReport& report);
 
 // Returns the path of this program's module: the one that the environment variable ZDR_MODULE names, else
 // ZdrMp4Source.so beside the program or in ../lib/zdr. The file need not exist.

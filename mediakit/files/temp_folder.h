@@ -11,7 +11,7 @@
 
 namespace zdr::test {
 
-// A new folder, which the destructor deletes with its content.
+// A new folder of this user alone, whatever the umask. The destructor deletes it with its content.
 class TempFolder {
  public:
   explicit TempFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
@@ -19,6 +19,7 @@ class TempFolder {
     do {
       path_ = parent / ("zdr-test-" + std::to_string(random()));
     } while (!std::filesystem::create_directory(path_));
+    std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
   }
   ~TempFolder() {
     std::error_code ignored;

@@ -4,6 +4,8 @@
 #include "class_modules.h"
 #include "class_paths.h"
 #include "module_table.h"
+#include "platform/win32/debug_output.h"
+#include "platform/win32/file_names.h"
 #include "status_guard.h"
 
 namespace zdr::com {
@@ -13,7 +15,10 @@ HRESULT registered_class_object(REFCLSID clsid, REFIID riid, void** ppv) {
   std::string path;
   const HRESULT hr = registered_class_path(clsid, path);
   if (FAILED(hr)) return hr;
-  return class_object_from_module(path, clsid, riid, ppv);
+  const std::string refusal = module_refusal(path);
+  if (refusal.empty()) return class_object_from_module(path, clsid, riid, ppv);
+  OutputDebugStringW(zdr::platform::utf16_file_name("zdr: " + refusal + "\n").c_str());
+  return E_ACCESSDENIED;
 }
 
 HRESULT load_module(const std::string& path, std::shared_ptr<Module>& module) {

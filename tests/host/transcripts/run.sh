@@ -15,6 +15,7 @@ samples=$control/samples program=$control/zdr
 ln -s "$3" "$samples" && ln -s "$2" "$program"
 zdr() { timeout 60 "$program" "$@"; }
 umask 022
+chmod go-w .
 export LC_ALL=C ZDR_REGISTRY=$PWD/registry.reg
 unset NO_COLOR ZDR_MODULE
 
@@ -26,7 +27,7 @@ for line in "${lines[@]}"; do
   eval "${command// @/ $samples/}" > "$control/out" 2> "$control/err" < /dev/null
   code=$?
   for stream in out err; do
-    sed -e '/^$/d' -e "s|$samples/|@|g; s|$bin/|bin/|g; s|$PWD/|./|g" -e 's/^/  /' -e '$a\' "$control/$stream"
+    sed -e '/^$/d' -e "s|$samples/|@|g; s|$bin/|bin/|g; s|$PWD/|./|g; s|$PWD |. |g" -e 's/^/  /' -e '$a\' "$control/$stream"
   done
   ((code == 0)) || echo "  exit code $code"
 done

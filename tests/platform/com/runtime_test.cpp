@@ -3,6 +3,8 @@
 #include <com_ptr.h>
 #include <dshow.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -11,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include "mediakit/files/temp_folder.h"
+#include "platform/com/class_modules.h"
 #include "platform/com/registry_key.h"
 #include "tests/platform/com/test_module.h"
 #include "tests/platform/fault_at.h"
@@ -63,9 +67,6 @@ TEST(Apartment, FirstInitialisationChoosesTheModelUntilAllAreUndone) {
   }).join();
 }
 
-const std::string kTestModule = ZDR_TEST_MODULE;
-const std::string kEntrylessModule = ZDR_ENTRYLESS_MODULE;
-
 std::string module_log() {
   const char* text = std::getenv(kModuleLog);
   return text != nullptr ? text : "";
@@ -80,7 +81,13 @@ class ClassObjects : public testing::Test {
  protected:
   ClassObjects() {
     unsetenv(kModuleLog);
-    for (const CLSID& clsid : {CLSID_TestAlone, CLSID_TestAggregatable}) register_server(clsid, kTestModule);
+    // The build may belong to another user than the one who runs the tests.
+    for (const char* module : {ZDR_TEST_MODULE, ZDR_ENTRYLESS_MODULE}) {
+      const std::filesystem::path copy = folder_ / std::filesystem::path(module).filename();
+      std::filesystem::copy_file(module, copy);
+      std::filesystem::permissions(copy, std::filesystem::perms::owner_all);
+    }
+    for (const CLSID& clsid : {CLSID_TestAlone, CLSID_TestAggregatable}) register_server(clsid, test_module_);
   }
   ~ClassObjects() override { CoFreeUnusedLibraries(); }
 
@@ -94,6 +101,9 @@ class ClassObjects : public testing::Test {
   }
 
   RegistryFile registry_;
+  const TempFolder folder_;
+  const std::string test_module_ = folder_ / std::filesystem::path(ZDR_TEST_MODULE).filename();
+  const std::string entryless_module_ = folder_ / std::filesystem::path(ZDR_ENTRYLESS_MODULE).filename();
 };
 
 TEST_F(ClassObjects, KeptOuterObjectRequestingMoreThanIUnknownGetsNoInterface) {
@@ -124,13 +134,13 @@ TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
   // What, path, type of the value, bytes missing at its end, result.
   const std::tuple<const char*, std::string, DWORD, size_t, HRESULT> servers[] = {
       {"no such file", "/nonexistent/module.so", REG_SZ, 0, HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)},
-      {"module without entry", kEntrylessModule, REG_SZ, 0, CO_E_ERRORINDLL},
-      {"class not in the module", kTestModule, REG_SZ, 0, CLASS_E_CLASSNOTAVAILABLE},
-      {"text without NUL", kTestModule, REG_SZ, sizeof(WCHAR), CLASS_E_CLASSNOTAVAILABLE},
-      {"half a character", kTestModule, REG_SZ, 1, REGDB_E_INVALIDVALUE},
-      {"relative path", kTestModule.substr(1), REG_SZ, 0, REGDB_E_INVALIDVALUE},
+      {"module without entry", entryless_module_, REG_SZ, 0, CO_E_ERRORINDLL},
+      {"class not in the module", test_module_, REG_SZ, 0, CLASS_E_CLASSNOTAVAILABLE},
+      {"text without NUL", test_module_, REG_SZ, sizeof(WCHAR), CLASS_E_CLASSNOTAVAILABLE},
+      {"half a character", test_module_, REG_SZ, 1, REGDB_E_INVALIDVALUE},
+      {"relative path", test_module_.substr(1), REG_SZ, 0, REGDB_E_INVALIDVALUE},
       {"no path", "", REG_SZ, 0, REGDB_E_INVALIDVALUE},
-      {"another type", kTestModule, REG_EXPAND_SZ, 0, REGDB_E_INVALIDVALUE},
+      {"another type", test_module_, REG_EXPAND_SZ, 0, REGDB_E_INVALIDVALUE},
   };
   // For a class that is not built in, its module decides which interfaces it has.
   void* factory = this;
@@ -147,6 +157,39 @@ TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
                  REGDB_E_CLASSNOTREG, CLSCTX_LOCAL_SERVER);
   const FaultAt fault(platform::FaultPoint::kHeapAllocation, 1);
   expect_failure("no memory", CLSID_MemoryAllocator, IID_IUnknown, E_OUTOFMEMORY);
+}
+
+// A link to the module is as good as its target.
+TEST_F(ClassObjects, ModulesThatOthersCanChangeAreNotLoaded) {
+  const TempFolder links;
+  const std::string link = links / "link.so";
+  std::filesystem::create_symlink(test_module_, link);
+  register_server(CLSID_TestAlone, link);
+  const std::string module = std::filesystem::canonical(test_module_);
+  const std::string folder = std::filesystem::path(module).parent_path();
+  const std::string registry = std::filesystem::canonical(registry_.path()).parent_path();
+  const bool is_root = geteuid() == 0;
+  const uid_t other = is_root ? 65534 : geteuid();
+  const std::tuple<std::string, mode_t, uid_t, std::string> kPlaces[] = {
+      {module, 0666, geteuid(), "it can be written by other users"},
+      {folder, 0702, geteuid(), "its folder " + folder + " can be written by other users"},
+      {folder, 01777, geteuid(), "its folder " + folder + " can be written by other users"},
+      {registry, 0702, geteuid(), "the registry's folder " + registry + " can be written by other users"},
+      {links.path(), 0777, geteuid(), ""},
+      {module, 0755, other, is_root ? "it belongs to another user" : ""},
+      {folder, 0755, other, is_root ? "its folder " + folder + " belongs to another user" : ""}};
+  for (const auto& [place, mode, owner, reason] : kPlaces) {
+    struct stat before;
+    ASSERT_EQ(
+        stat(place.c_str(), &before) | chmod(place.c_str(), mode) | chown(place.c_str(), owner, gid_t(-1)),
+        0);
+    ComPtr<IUnknown> object;
+    EXPECT_EQ(create(CLSID_TestAlone, IID_IUnknown, object), reason.empty() ? S_OK : E_ACCESSDENIED)
+        << reason;
+    EXPECT_EQ(com::registered_module_refusal(CLSID_TestAlone),
+              reason.empty() ? "" : module + " is not loaded: " + reason);
+    ASSERT_EQ(chown(place.c_str(), before.st_uid, gid_t(-1)) | chmod(place.c_str(), before.st_mode), 0);
+  }
 }
 
 TEST_F(ClassObjects, ModuleStaysLoadedWhileItIsInUse) {
