@@ -122,17 +122,18 @@ size_t front_length(Bytes text, size_t limit) {
 
 std::string printable(std::string_view utf8) {
   std::string out;
-  for (size_t i = 0; i < utf8.size(); ++i) {
-    const auto byte = static_cast<uint8_t>(utf8[i]);
-    // U+0080 to U+009F are control characters too.
-    const bool is_c1 = byte == 0xC2 && i + 1 < utf8.size() && static_cast<uint8_t>(utf8[i + 1]) < 0xA0;
-    if (is_c1) continue;
-    const bool follows_c2 = i > 0 && static_cast<uint8_t>(utf8[i - 1]) == 0xC2;
-    if (byte >= 0x20 && byte != 0x7F && !(follows_c2 && byte < 0xA0)) {
-      out += utf8[i];
+  for (Bytes rest = as_bytes(utf8); !rest.empty();) {
+    char32_t code = 0;
+    size_t length = 0;
+    const bool is_valid = decode_one(rest, code, length);
+    const bool is_control = code < 0x20 || (code >= 0x7F && code < 0xA0);
+    if (is_valid && !is_control) {
+      append_utf8(out, code);
     } else {
-      out.append("\\x").append(hex_text({&byte, 1}));
+      out.append("\\x").append(
+          hex_text(rest.subspan(length - 1, 1)));  // U+0080 to U+009F end in their number
     }
+    rest = rest.subspan(length);
   }
   return out;
 }

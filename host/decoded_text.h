@@ -24,7 +24,8 @@ DecodedText decode_utf8(Bytes bytes);
 // decode_text() would use.
 size_t front_length(Bytes text, size_t limit);
 
-// Replaces control characters by \xNN (lower case), so that no name or tag can move the cursor of a terminal.
+// Replaces control characters and bytes that are not UTF-8 by \xNN (lower case), so that no name or tag can
+// move the cursor of a terminal.
 std::string printable(std::string_view utf8);
 
 // A four-character code, read as Latin-1, in UTF-8.

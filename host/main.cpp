@@ -6,8 +6,10 @@
 
 #include "aacdec/zd_aac_dec.h"
 #include "host/command_line.h"
+#include "host/decoded_text.h"
 #include "host/graph/source_player.h"
 #include "host/messages.h"
+#include "host/printable_output.h"
 #include "host/terminal.h"
 #include "id3p/id3p.h"
 #include "platform/com/class_modules.h"
@@ -37,6 +39,7 @@ int run(int argc, const char* const* argv) {
   ignore_write_signals();
   silence_libraries();
   const ParsedLine line = parse_command_line(argc, argv);
+  const PrintableOutput printable_output(std::cout, stdout_is_terminal());
   const ExitCode code = line.command != nullptr ? line.command->run(line.options, std::cout) : line.exit_code;
   std::cout.flush();
   report_held_module(line.options);
@@ -55,7 +58,7 @@ int main(int argc, char** argv) {
     if (zdr::host::SourcePlayer::has_left_threads()) std::_Exit(code);
     return code;
   } catch (const std::exception& error) {
-    zdr::host::print_line_to_terminal(std::string("zdr: ") + error.what());
+    zdr::host::print_line_to_terminal("zdr: " + zdr::host::printable(error.what()));
     return static_cast<int>(zdr::host::ExitCode::kCannotOpen);
   }
 }

@@ -101,6 +101,14 @@ std::string progress_text(const MediaProgress& progress, int64_t elapsed_ms) {
 
 }  // namespace
 
+bool stdout_is_terminal() {
+  return isatty(STDOUT_FILENO) == 1;
+}
+
+std::string shown_name(const std::string& name) {
+  return stdout_is_terminal() ? printable(name) : name;
+}
+
 bool stderr_is_terminal() {
   return isatty(STDERR_FILENO) == 1;
 }

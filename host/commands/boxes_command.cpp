@@ -17,6 +17,7 @@
 #include "host/inspect/read_failure.h"
 #include "host/json_report.h"
 #include "host/messages.h"
+#include "host/terminal.h"
 
 namespace zdr::host {
 namespace {
@@ -96,7 +97,7 @@ void print_missing_parents(const std::string& path, const std::string& before, s
 }
 
 void print_text(const std::string& file, const std::vector<BoxRecord>& boxes, std::ostream& out) {
-  out << file << "\n";
+  out << shown_name(file) << "\n";
   std::string before;
   for (const BoxRecord& box : boxes) {
     print_missing_parents(box.path, before, out);

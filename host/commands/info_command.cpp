@@ -14,6 +14,7 @@
 #include "host/inspect/parsed_movie.h"
 #include "host/inspect/read_failure.h"
 #include "host/json_report.h"
+#include "host/terminal.h"
 #include "host/time_text.h"
 #include "host/writers/output_file.h"
 
@@ -60,7 +61,7 @@ FileReport describe(const std::string& file, const SourcePlayer& player, const F
 }
 
 void print_text(const std::string& file, const FileReport& report, std::ostream& out) {
-  out << file << "\n  duration " << format_time(report.duration_100ns) << "\n";
+  out << shown_name(file) << "\n  duration " << format_time(report.duration_100ns) << "\n";
   if (report.clip) out << "  clip: " << clip_line(*report.clip) << "\n";
   for (const PinEntry& pin : report.pins) {
     out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types[0])) << "\n";

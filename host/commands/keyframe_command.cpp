@@ -11,6 +11,7 @@
 #include "host/inspect/read_failure.h"
 #include "host/json_report.h"
 #include "host/messages.h"
+#include "host/terminal.h"
 #include "host/writers/output_file.h"
 #include "host/writers/video_writers.h"
 
@@ -135,7 +136,8 @@ ExitCode run_keyframe(const Options& options, std::ostream& out) {
     report.add(key_frame.json(code));
     report.print(out);
   } else if (key_frame.output() != nullptr) {
-    out << key_frame.output()->final_path().string() << ": " << key_frame.output()->size() << " bytes\n";
+    out << shown_name(key_frame.output()->final_path().string()) << ": " << key_frame.output()->size()
+        << " bytes\n";
   }
   return code;
 }

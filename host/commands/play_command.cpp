@@ -8,6 +8,7 @@
 #include "host/graph/file_run.h"
 #include "host/graph/stream_recorder.h"
 #include "host/json_report.h"
+#include "host/terminal.h"
 
 namespace zdr::host {
 namespace {
@@ -121,7 +122,7 @@ nlohmann::ordered_json FilePlayback::json(ExitCode code) {
 void FilePlayback::print(std::ostream& out) const {
   for (const StreamRecorder& recorder : recorders_) {
     if (!recorder.complete()) continue;
-    out << recorder.output()->final_path().string() << ": " << recorder.samples() << " samples, "
+    out << shown_name(recorder.output()->final_path().string()) << ": " << recorder.samples() << " samples, "
         << recorder.output()->size() << " bytes\n";
   }
 }

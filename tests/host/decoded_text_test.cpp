@@ -50,7 +50,7 @@ TEST(DecodedText, IsUtf8ForAnyBytes) {
 }
 
 TEST(DecodedText, PrintableTextCannotMoveACursor) {
-  EXPECT_EQ(host::printable("a\x1B[2Jb\r\n\x7F"), "a\\x1b[2Jb\\x0d\\x0a\\x7f");
+  EXPECT_EQ(host::printable("a\x1B[2Jb\r\n\x7F\x9B\xC3"), "a\\x1b[2Jb\\x0d\\x0a\\x7f\\x9b\\xc3");
   EXPECT_EQ(host::printable("\xC2\x9B"
                             "1m \u00E9 \u00A0 \u0820"),
             "\\x9b1m \u00E9 \u00A0 \u0820")
