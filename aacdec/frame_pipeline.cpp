@@ -42,6 +42,8 @@ void FramePipeline::configure(const PipelineSettings& settings, const StreamForm
   holds_frame_ = false;
   silence_is_next_ = false;
   stored_bytes_ = 0;
+  // A damaged block leaves parts of a frame as they were, and the silence in its place uses their windows.
+  for (Frame& frame : frames_) frame = {};
   core_.reset();
   for (ResamplerState& resampler : resampler_) resampler = {};
   context_.format = format;

@@ -52,7 +52,8 @@ class FramePipeline {
   FramePipeline(SbrPart* sbr, PsSynthesis* ps) : sbr_(sbr), ps_(ps) {}
   bool has_sbr() const { return sbr_ != nullptr; }
 
-  // Starts a stream: clears everything except the fade level, which only a stream with SBR resets.
+  // Starts a stream: clears everything except the reference level of dynamic range control, and the fade
+  // level, which only a stream with SBR resets.
   void configure(const PipelineSettings& settings, const StreamFormat& format, int32_t core_rate_hz);
   // Sets the format of the blocks that follow. A different rate resets SBR.
   void set_format(const StreamFormat& format, int32_t core_rate_hz);

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
+#include <tuple>
 
 #include "mediakit/aac/block_writer.h"
 #include "mediakit/aac/sbr_stream.h"
@@ -83,20 +85,52 @@ TEST(DecoderSbr, KeptConfiguringResetsTheFadeAndHeadersDoNotChangeTheRateFactor)
   EXPECT_EQ(decode_all(doubled, {fast, fast}).size(), 2 * 4096U);
 }
 
-// After a header with other values of all optional fields, and with a conversion of the output.
+// Half of the blocks have one other byte; none for seed 0.
+std::vector<Bytes> damaged(std::vector<Bytes> units, uint32_t seed) {
+  std::mt19937 random(seed);
+  for (Bytes& unit : units) {
+    if (seed != 0 && random() % 2 == 0)
+      unit[random() % unit.size()] ^= static_cast<uint8_t>(1 + random() % 255);
+  }
+  return units;
+}
+
+std::vector<std::pair<int32_t, Pcm>> outputs(TestDecoder& decoder, const std::vector<Bytes>& units) {
+  std::vector<std::pair<int32_t, Pcm>> all;
+  for (const Bytes& unit : units) {
+    const Output output = decoder.decode(unit);
+    all.emplace_back(output.status, output.pcm);
+  }
+  return all;
+}
+
+// After another stream, and a header with other values of all optional fields; with a conversion of the
+// output.
 TEST(DecoderSbr, ConfiguringRestartsTheStreamBitForBit) {
   const SbrHeader header = {0, 15, 0, 1, 1, 0, 1, 1, 0, 0, 0};
   const Bytes before =
       block_of(silent_sce() + fill_element(BitWriter{{13, 4}, {1, 1}} + sbr_header_bits(header) +
                                            BitWriter{{0, 8}, {77, 7}, {9, 5}, {0, 2}}));
-  const std::vector<Bytes> units = payloads(sample("he-aac-v1-mono-short-headers.aac"));
-  for (const int32_t requested_hz : {24000, 16000, 8000}) {
-    const Zd_AAC_Dec_Config config = sbr_config(12000, 1, requested_hz);
-    TestDecoder decoder(config, ZD_AAC_DEC_MODE_SBR);
-    const Pcm pcm = decode_all(decoder, units);
-    EXPECT_EQ(decoder.decode(before).status, ZD_AAC_DEC_OK);
-    ASSERT_EQ(decoder.configure(config), ZD_AAC_DEC_OK);
-    EXPECT_EQ(decode_all(decoder, units), pcm) << requested_hz;
+  const std::tuple<const char*, int32_t, int32_t> kStreams[] = {
+      {"he-aac-v1-mono-short-headers.aac", 12000, 1},
+      {"he-aac-v2.aac", 22050, 2},
+      {"aac-ltp-44k-stereo.aac", 44100, 2}};
+  for (const auto& [name, core_hz, channels] : kStreams) {
+    std::vector<Bytes> sound = payloads(sample(name));
+    sound.resize(std::min<size_t>(sound.size(), 12));
+    for (const int32_t requested_hz : {2 * core_hz, 16000, 8000}) {
+      const Zd_AAC_Dec_Config config = sbr_config(core_hz, channels, requested_hz);
+      for (uint32_t seed = 0; seed < 12; ++seed) {
+        TestDecoder fresh(config, ZD_AAC_DEC_MODE_PS);
+        TestDecoder reused(config, ZD_AAC_DEC_MODE_PS);
+        outputs(reused, sound);
+        EXPECT_EQ(reused.decode(before).status, ZD_AAC_DEC_OK);
+        ASSERT_EQ(reused.configure(config), ZD_AAC_DEC_OK);
+        const std::vector<Bytes> units = damaged(sound, seed);
+        EXPECT_EQ(outputs(reused, units), outputs(fresh, units))
+            << name << ' ' << requested_hz << ' ' << seed;
+      }
+    }
   }
 }
 
