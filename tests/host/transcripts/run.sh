@@ -9,8 +9,8 @@
 # the failed test left as NAME.printed, and put it in the place of the transcript.
 transcript=$1
 bin=$(dirname "$2")
-control=$(mktemp -d) && trap 'rm -r "$control"' EXIT
-# Names without blanks.
+control=$(mktemp -d /tmp/XXXXXXXX) && trap 'rm -r "$control"' EXIT
+# Names without blanks, wherever the program, the samples and TMPDIR are.
 samples=$control/samples program=$control/zdr
 ln -s "$3" "$samples" && ln -s "$2" "$program"
 zdr() { timeout 60 "$program" "$@"; }
