@@ -9,8 +9,8 @@
 namespace zdr::host {
 
 bool stdout_is_terminal();
-// The name of a file for standard output: printable on a terminal; elsewhere as it is, so that scripts can use
-// it.
+// The name of a file for standard output: printable on a terminal; elsewhere as it is, so that scripts can
+// use it.
 std::string shown_name(const std::string& name);
 bool stderr_is_terminal();
 bool use_colour();  // standard error is a terminal and NO_COLOR is not set
