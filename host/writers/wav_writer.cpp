@@ -11,12 +11,13 @@ namespace {
 constexpr uint64_t kRiffSizeOffset = 4;
 constexpr uint64_t kDataSizeOffset = 40;
 constexpr uint64_t kHeaderBytes = 44;
+constexpr uint32_t kToTheEnd = UINT32_MAX;  // a size, of a file that could not be completed or is too long
 constexpr uint32_t kFormatChunkBytes = 16;
 constexpr uint16_t kPcmTag = 1;
 constexpr uint16_t kSampleBytes = 2;
 
 uint32_t riff_size(uint64_t bytes) {
-  return static_cast<uint32_t>(std::min<uint64_t>(bytes, UINT32_MAX));
+  return static_cast<uint32_t>(std::min<uint64_t>(bytes, kToTheEnd));
 }
 
 }  // namespace
@@ -25,7 +26,7 @@ bool WavWriter::begin(OutputFile& file) {
   const auto block = static_cast<uint16_t>(format_.channels * kSampleBytes);
   RiffHeader header;
   header.text("RIFF");
-  header.u32(0);
+  header.u32(kToTheEnd);
   header.text("WAVEfmt ");
   header.u32(kFormatChunkBytes);
   header.u16(kPcmTag);
@@ -35,7 +36,7 @@ bool WavWriter::begin(OutputFile& file) {
   header.u16(block);
   header.u16(8 * kSampleBytes);
   header.text("data");
-  header.u32(0);
+  header.u32(kToTheEnd);
   return file.write(header.bytes());
 }
 
