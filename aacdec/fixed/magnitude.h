@@ -76,8 +76,8 @@ constexpr Magnitude scaled(Magnitude a, int power_of_two) {
 // sqrt((i + 64.5) * 2^56), to seven bits.
 inline constexpr auto kRootSeeds = [] {
   std::array<uint32_t, 192> seeds{};
-  for (uint64_t i = 0; i < seeds.size(); ++i) {
-    const uint64_t value = (2 * i + 129) << 55;
+  for (size_t i = 0; i < seeds.size(); ++i) {
+    const uint64_t value = (2 * uint64_t{i} + 129) << 55;
     uint64_t root = uint64_t{1} << 31;
     while (root * root < value && root < uint64_t{255} << 24) root += uint64_t{1} << 24;
     seeds[i] = static_cast<uint32_t>(root);
@@ -88,7 +88,7 @@ inline constexpr auto kRootSeeds = [] {
 // Returns sqrt(value) within a unit or two, for values of 2^62 and more. Each Newton step doubles the number
 // of correct bits.
 constexpr uint64_t integer_root(uint64_t value) {
-  uint64_t root = kRootSeeds[(value >> 56) - 64];
+  uint64_t root = kRootSeeds[static_cast<size_t>(value >> 56) - 64];
   root = (root + value / root) >> 1;
   root = (root + value / root) >> 1;
   return (root + value / root) >> 1;

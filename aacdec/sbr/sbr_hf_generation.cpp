@@ -6,33 +6,18 @@
 
 #include "aacdec/fixed/fixed_point.h"
 #include "aacdec/fixed/magnitude.h"
+#include "aacdec/fixed/wide_integer.h"
 #include "aacdec/sbr/sbr_kernels.h"
 
 namespace zdr::aacdec {
 namespace {
 
-// Two's complement in an unsigned type: products of two 64-bit sums are exact, and no signed type overflows.
-__extension__ typedef unsigned __int128 Wide;
-
-Wide wide(int64_t v) {
-  return static_cast<Wide>(v);
-}
-
-Wide wide_product(int64_t a, int64_t b) {
-  return wide(a) * wide(b);
-}
-
-bool is_negative(Wide v) {
-  return (v >> 127) != 0;
-}
-
 // |v| * 2^exponent.
-Magnitude magnitude_of_wide(Wide v, int exponent) {
-  const Wide absolute = is_negative(v) ? Wide{0} - v : v;
-  const auto high = static_cast<uint64_t>(absolute >> 64);
-  if (high == 0) return make_magnitude(static_cast<uint64_t>(absolute), exponent);
-  const int shift = 64 - std::countl_zero(high);
-  return make_magnitude(static_cast<uint64_t>(absolute >> shift), exponent + shift);
+Magnitude magnitude_of_wide(WideInteger v, int exponent) {
+  const WideInteger absolute = v.is_negative() ? -v : v;
+  if (absolute.high == 0) return make_magnitude(absolute.low, exponent);
+  const int shift = 64 - std::countl_zero(absolute.high);
+  return make_magnitude((absolute >> shift).low, exponent + shift);
 }
 
 struct ComplexSum {
@@ -70,9 +55,9 @@ Covariance covariance(const int32_t* re, const int32_t* im) {
 }
 
 // v / (1 + 1e-6), v >= 0.
-Wide relaxed(Wide v) {
+WideInteger relaxed(WideInteger v) {
   constexpr uint64_t kRelaxation = 4503595123;  // 1e-6 / (1 + 1e-6) in Q52
-  const bool fits = (v >> 80) == 0;
+  const bool fits = v.high >> 16 == 0;
   return v - (fits ? v * kRelaxation >> 52 : (v >> 32) * kRelaxation >> 20);
 }
 
@@ -83,14 +68,14 @@ struct Predictor {
 };
 
 // numerator / denominator * 2^exponent in Q28, saturated.
-int32_t ratio_q28(Wide numerator, Magnitude denominator, int exponent) {
+int32_t ratio_q28(WideInteger numerator, Magnitude denominator, int exponent) {
   const Magnitude ratio = magnitude_of_wide(numerator, exponent + 28) / denominator;
   if (ratio.is_zero() || ratio.exponent < -32) return 0;
-  if (ratio.exponent >= 0) return is_negative(numerator) ? -kInt32Max : kInt32Max;
+  if (ratio.exponent >= 0) return numerator.is_negative() ? -kInt32Max : kInt32Max;
   const uint64_t value =
       (uint64_t{ratio.mantissa} + (uint64_t{1} << (-ratio.exponent - 1))) >> -ratio.exponent;
   const auto limited = static_cast<int32_t>(std::min<uint64_t>(value, kInt32Max));
-  return is_negative(numerator) ? -limited : limited;
+  return numerator.is_negative() ? -limited : limited;
 }
 
 bool reaches_four(int32_t re_q28, int32_t im_q28) {
@@ -100,13 +85,13 @@ bool reaches_four(int32_t re_q28, int32_t im_q28) {
 // The second-order linear predictor; zero if a coefficient reaches a magnitude of 4.
 Predictor predict(const Covariance& c) {
   Predictor p;
-  const Wide cross = wide_product(c.r12.re, c.r12.re) + wide_product(c.r12.im, c.r12.im);
-  const Wide determinant = wide_product(c.r11, c.r22) - relaxed(cross);
-  if (determinant != 0) {
+  const WideInteger cross = wide_product(c.r12.re, c.r12.re) + wide_product(c.r12.im, c.r12.im);
+  const WideInteger determinant = wide_product(c.r11, c.r22) - relaxed(cross);
+  if (determinant != WideInteger{}) {
     const Magnitude d = magnitude_of_wide(determinant, 0);
-    const Wide re =
+    const WideInteger re =
         wide_product(c.r01.re, c.r12.re) - wide_product(c.r01.im, c.r12.im) - wide_product(c.r02.re, c.r11);
-    const Wide im =
+    const WideInteger im =
         wide_product(c.r01.re, c.r12.im) + wide_product(c.r01.im, c.r12.re) - wide_product(c.r02.im, c.r11);
     p.tap2_re = ratio_q28(re, d, 0);
     p.tap2_im = ratio_q28(im, d, 0);
@@ -114,12 +99,12 @@ Predictor predict(const Covariance& c) {
   }
   if (c.r11 != 0) {
     const Magnitude d = make_magnitude(static_cast<uint64_t>(c.r11), 0);
-    const Wide re =
+    const WideInteger re =
         (wide(c.r01.re) << 28) + wide_product(p.tap2_re, c.r12.re) + wide_product(p.tap2_im, c.r12.im);
-    const Wide im =
+    const WideInteger im =
         (wide(c.r01.im) << 28) + wide_product(p.tap2_im, c.r12.re) - wide_product(p.tap2_re, c.r12.im);
-    p.tap1_re = ratio_q28(Wide{0} - re, d, -28);
-    p.tap1_im = ratio_q28(Wide{0} - im, d, -28);
+    p.tap1_re = ratio_q28(-re, d, -28);
+    p.tap1_im = ratio_q28(-im, d, -28);
     if (reaches_four(p.tap1_re, p.tap1_im)) return {};
   }
   return p;

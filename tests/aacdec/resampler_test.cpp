@@ -17,20 +17,26 @@ namespace {
 
 using namespace aacdec;
 
-constexpr double kRatio[] = {0, 2, 4, 1.378125, 2.75625, 5.5125, 1.5, 3, 6};
+// The rate that each class converts to 8 kHz.
+constexpr int kInputHz[] = {0, 16000, 32000, 11025, 22050, 44100, 12000, 24000, 48000};
 constexpr int kEmphasis[] = {0, 3277, 983, 9830, 1966, 655, 7864, 1638, 492};
 constexpr int kFrame = 1024;
+
+constexpr double ratio_of(int resampling_class) {
+  return kInputHz[resampling_class] / 8000.0;
+}
 
 // A rate below 16 kHz reaches 16 kHz by SBR doubling, even if the stream signals single-rate SBR.
 TEST(OutputRate, IsConvertedTo8And16KilohertzWhereARatioExists) {
   for (const int32_t core_hz : kSamplingRates) {
     for (const int32_t requested_hz : {8000, 16000}) {
       const int multiplier = requested_hz == 16000 && core_hz < 16000 ? 2 : 1;
-      const auto* const ratio = std::find(kRatio + 1, kRatio + 9, 1.0 * multiplier * core_hz / requested_hz);
+      const int input_hz = multiplier * core_hz / (requested_hz / 8000);
+      const auto* const found = std::find(kInputHz + 1, kInputHz + 9, input_hz);
       for (const bool single_rate : {false, true}) {
         const OutputRate rate = choose_output_rate(core_hz, requested_hz, single_rate);
         EXPECT_EQ(rate.multiplier, multiplier) << core_hz << " to " << requested_hz;
-        EXPECT_EQ(rate.resampling_class, (ratio - kRatio) % 9) << core_hz << " to " << requested_hz;
+        EXPECT_EQ(rate.resampling_class, (found - kInputHz) % 9) << core_hz << " to " << requested_hz;
       }
     }
   }
@@ -49,7 +55,7 @@ Samples resample_blocks(int resampling_class, const Samples& input, size_t block
     const int written =
         resample(state, resampling_class, buffer.data(), static_cast<int>(count), static_cast<int>(stride));
     for (size_t i = 0; i < static_cast<size_t>(written); ++i) output.push_back(buffer[i * stride]);
-    const double expected = static_cast<double>(at + count) / kRatio[resampling_class];
+    const double expected = static_cast<double>(at + count) / ratio_of(resampling_class);
     EXPECT_NEAR(static_cast<double>(output.size()), expected + 0.5, 0.501);
     EXPECT_TRUE(stride == 1 || buffer[1] == 4711);
   }
@@ -79,7 +85,7 @@ TEST(Resampler, FollowsTheSplineAndItsEmphasis) {
     EXPECT_EQ(resample_blocks(c, input, 7, 1), output) << c;
     double before = 0;
     for (size_t n = 0; n < output.size(); ++n) {
-      const double y = ideal_spline(input, static_cast<double>(n) * kRatio[c]);
+      const double y = ideal_spline(input, static_cast<double>(n) * ratio_of(c));
       const double expected = y + (y - before) * kEmphasis[c] / 32768;
       // Errors of up to 4 / 32768 in the weights, at samples of 20000, and two truncations.
       ASSERT_NEAR(output[n], expected, 9) << c << " " << n;
