@@ -106,9 +106,9 @@ function(zdr_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_DEPENDS})
   zdr_test_options(${name})
-  # The longest test takes seconds, but minutes under a sanitizer when it decodes a folder of extra media.
+  # The longest test takes seconds, but minutes under an emulator, or under a sanitizer when it decodes a folder of extra media.
   set(timeout 120)
-  if(ZDR_SANITIZE)
+  if(ZDR_SANITIZE OR CMAKE_CROSSCOMPILING)
     set(timeout 900)
   endif()
   # Tests must not use the user's own registry, which may name another module.
