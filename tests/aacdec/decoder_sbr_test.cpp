@@ -85,13 +85,16 @@ TEST(DecoderSbr, KeptConfiguringResetsTheFadeAndHeadersDoNotChangeTheRateFactor)
   EXPECT_EQ(decode_all(doubled, {fast, fast}).size(), 2 * 4096U);
 }
 
-// Half of the blocks have one other byte; none for seed 0.
+// A third of the blocks is cut off, a third has one other byte, and the second, whose record the stream has
+// not used yet, has no channels. None for seed 0.
 std::vector<Bytes> damaged(std::vector<Bytes> units, uint32_t seed) {
   std::mt19937 random(seed);
   for (Bytes& unit : units) {
-    if (seed != 0 && random() % 2 == 0)
-      unit[random() % unit.size()] ^= static_cast<uint8_t>(1 + random() % 255);
+    const uint64_t kind = seed == 0 ? 2 : random() % 3;
+    if (kind == 0) unit.resize(1 + random() % (random() % 2 == 0 ? 4 : unit.size() - 1));
+    if (kind == 1) unit[random() % unit.size()] ^= static_cast<uint8_t>(1 + random() % 255);
   }
+  if (seed != 0) units[1] = {0xE0};
   return units;
 }
 
@@ -114,6 +117,7 @@ TEST(DecoderSbr, ConfiguringRestartsTheStreamBitForBit) {
   const std::tuple<const char*, int32_t, int32_t> kStreams[] = {
       {"he-aac-v1-mono-short-headers.aac", 12000, 1},
       {"he-aac-v2.aac", 22050, 2},
+      {"aac-lc-44k-stereo.aac", 44100, 2},
       {"aac-ltp-44k-stereo.aac", 44100, 2}};
   for (const auto& [name, core_hz, channels] : kStreams) {
     std::vector<Bytes> sound = payloads(sample(name));
