@@ -60,24 +60,6 @@ size_t sequence_length(uint8_t first) {
   return first >= 0xF0 && first < 0xF5 ? 4 : 0;
 }
 
-// Decodes the first character of `bytes` and sets `length` to its number of bytes. An invalid byte yields
-// kReplacement and a length of 1.
-bool decode_one(Bytes bytes, char32_t& code, size_t& length) {
-  constexpr std::array<char32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
-  length = sequence_length(bytes[0]);
-  code = kReplacement;
-  bool valid = length != 0 && length <= bytes.size();
-  char32_t value = !valid ? 0 : length == 1 ? bytes[0] : bytes[0] & (0x7FU >> length);
-  for (size_t i = 1; valid && i < length; ++i) {
-    valid = (bytes[i] & 0xC0) == 0x80;
-    value = value << 6 | (bytes[i] & 0x3FU);
-  }
-  valid = valid && value >= kSmallest[length] && value < 0x110000 && !is_surrogate(value);
-  if (valid) code = value;
-  if (!valid) length = 1;
-  return valid;
-}
-
 bool starts_with(Bytes bytes, std::initializer_list<uint8_t> mark) {
   return bytes.size() >= mark.size() && std::equal(mark.begin(), mark.end(), bytes.begin());
 }
@@ -88,14 +70,35 @@ bool is_utf16(Bytes bytes) {
 
 }  // namespace
 
+bool take_character(Bytes& utf8, char32_t& code) {
+  constexpr std::array<char32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
+  const size_t length = sequence_length(utf8[0]);
+  bool valid = length != 0 && length <= utf8.size();
+  char32_t value = !valid ? 0 : length == 1 ? utf8[0] : utf8[0] & (0x7FU >> length);
+  for (size_t i = 1; valid && i < length; ++i) {
+    valid = (utf8[i] & 0xC0) == 0x80;
+    value = value << 6 | (utf8[i] & 0x3FU);
+  }
+  valid = valid && value >= kSmallest[length] && value < 0x110000 && !is_surrogate(value);
+  code = valid ? value : kReplacement;
+  utf8 = utf8.subspan(valid ? length : 1);
+  return valid;
+}
+
+bool is_utf8(Bytes bytes) {
+  char32_t code = 0;
+  while (!bytes.empty()) {
+    if (!take_character(bytes, code)) return false;
+  }
+  return true;
+}
+
 DecodedText decode_utf8(Bytes bytes) {
   DecodedText text;
   while (!bytes.empty()) {
     char32_t code = 0;
-    size_t length = 0;
-    if (!decode_one(bytes, code, length)) text.is_valid = false;
+    if (!take_character(bytes, code)) text.is_valid = false;
     append_utf8(text.utf8, code);
-    bytes = bytes.subspan(length);
   }
   return text;
 }
@@ -123,17 +126,17 @@ size_t front_length(Bytes text, size_t limit) {
 std::string printable(std::string_view utf8) {
   std::string out;
   for (Bytes rest = as_bytes(utf8); !rest.empty();) {
+    const Bytes before = rest;
     char32_t code = 0;
-    size_t length = 0;
-    const bool is_valid = decode_one(rest, code, length);
+    const bool is_valid = take_character(rest, code);
     const bool is_control = code < 0x20 || (code >= 0x7F && code < 0xA0);
     if (is_valid && !is_control) {
       append_utf8(out, code);
     } else {
+      const size_t length = before.size() - rest.size();
       out.append("\\x").append(
-          hex_text(rest.subspan(length - 1, 1)));  // U+0080 to U+009F end in their number
+          hex_text(before.subspan(length - 1, 1)));  // U+0080 to U+009F end in their number
     }
-    rest = rest.subspan(length);
   }
   return out;
 }

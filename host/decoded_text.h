@@ -20,6 +20,11 @@ DecodedText decode_text(Bytes bytes);
 // Decodes UTF-8 even if the bytes begin with a byte order mark.
 DecodedText decode_utf8(Bytes bytes);
 
+// Takes the first character off UTF-8 that is not empty. False, with U+FFFD and one byte taken, if no valid
+// character begins there.
+bool take_character(Bytes& utf8, char32_t& code);
+bool is_utf8(Bytes bytes);
+
 // Bytes of the complete characters within the first `limit` bytes of a text in the encoding that
 // decode_text() would use.
 size_t front_length(Bytes text, size_t limit);

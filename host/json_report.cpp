@@ -1,70 +1,53 @@
-// Builds and serialises the objects of `--json`.
+// Writes the parts that the documents of all commands have.
 #include "host/json_report.h"
 
-#include <array>
-#include <cstdio>
 #include <ostream>
 
 #include "host/decoded_text.h"
 
 namespace zdr::host {
-namespace {
 
-constexpr int kIndent = 2;
-
-// Escapes DEL and U+0080 to U+009F, which the library does not escape. They occur only inside strings.
-std::string escape_controls(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (size_t at = 0; at < text.size(); ++at) {
-    const auto byte = static_cast<uint8_t>(text[at]);
-    const auto next = static_cast<uint8_t>(at + 1 < text.size() ? text[at + 1] : 0);
-    const bool is_c1 = byte == 0xC2 && next < 0xA0;
-    if (byte != 0x7F && !is_c1) {
-      out += text[at];
-      continue;
-    }
-    std::array<char, 8> escaped{};
-    std::snprintf(escaped.data(), escaped.size(), "\\u%04x", is_c1 ? next : byte);
-    out += escaped.data();
-    if (is_c1) ++at;
+JsonWriter& JsonReport::begin_file(const std::string& file, ExitCode code) {
+  if (is_list_ && !has_files_) {
+    json_.begin_object();
+    json_.member("schema", kJsonSchema);
+    json_.begin_array("files");
   }
-  return out;
+  has_files_ = true;
+  begin_file_json(json_, file, code);
+  return json_;
 }
 
-}  // namespace
-
-void JsonReport::print(std::ostream& out) const {
-  if (one_file_ && files_.empty()) return;
-  const nlohmann::ordered_json whole =
-      one_file_ ? files_.front() : nlohmann::ordered_json{{"schema", kJsonSchema}, {"files", files_}};
-  out << json_text(whole) << "\n";
+void begin_json(JsonWriter& json, ExitCode code) {
+  json.begin_object();
+  json.member("schema", kJsonSchema);
+  json.member("exit_code", static_cast<int>(code));
 }
 
-nlohmann::ordered_json begin_json(ExitCode code) {
-  return {{"schema", kJsonSchema}, {"exit_code", static_cast<int>(code)}};
-}
-
-nlohmann::ordered_json begin_file_json(const std::string& file, ExitCode code) {
-  nlohmann::ordered_json json{{"schema", kJsonSchema}};
+void begin_file_json(JsonWriter& json, const std::string& file, ExitCode code) {
+  json.begin_object();
+  json.member("schema", kJsonSchema);
   add_name(json, "file", file);
-  json["exit_code"] = static_cast<int>(code);
-  return json;
+  json.member("exit_code", static_cast<int>(code));
 }
 
-void end_json(nlohmann::ordered_json& json, Messages& messages) {
-  json["errors"] = messages.take_errors();
-  json["warnings"] = messages.take_notes();
+void end_json(JsonWriter& json, Messages& messages) {
+  add_texts(json, "errors", messages.take_errors());
+  add_texts(json, "warnings", messages.take_notes());
+  json.end_object();
 }
 
-void add_name(nlohmann::ordered_json& object, const std::string& key, std::string_view file) {
-  const DecodedText text = decode_utf8(as_bytes(file));
-  object[key] = text.utf8;
-  if (!text.is_valid) object[key + "_hex"] = hex_text(as_bytes(file));
+void add_name(JsonWriter& json, std::string_view key, std::string_view file) {
+  json.member(key, file);
+  if (is_utf8(as_bytes(file))) return;
+  json.key(key, "_hex");
+  json.hex_value(as_bytes(file));
 }
 
-std::string json_text(const nlohmann::ordered_json& json) {
-  return escape_controls(json.dump(kIndent, ' ', false, nlohmann::json::error_handler_t::replace));
+void add_texts(JsonWriter& json, std::string_view key, const std::vector<std::string>& texts) {
+  json.begin_array(key);
+  for (const std::string& text : texts) json.value(text);
+  json.end_array();
 }
 
 }  // namespace zdr::host

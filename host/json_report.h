@@ -3,41 +3,42 @@
 #pragma once
 
 #include <iosfwd>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
 #include "host/exit_code.h"
+#include "host/json_writer.h"
 #include "host/messages.h"
 
 namespace zdr::host {
 
 inline constexpr int kJsonSchema = 1;
 
+// The document of a command that takes several files. Each file is written as soon as it is reported, and the
+// document is complete when the report is destroyed.
 class JsonReport {
  public:
   // `named_files` is the number of files on the command line. Only one file is reported without the array
   // "files".
-  explicit JsonReport(size_t named_files) : one_file_(named_files == 1) {}
+  JsonReport(std::ostream& out, size_t named_files) : json_(out), is_list_(named_files != 1) {}
 
-  void add(nlohmann::ordered_json file) { files_.push_back(std::move(file)); }
-  void print(std::ostream& out) const;
+  // Begins the object of a file. The caller adds its members and then calls end_json().
+  JsonWriter& begin_file(const std::string& file, ExitCode code);
 
  private:
-  bool one_file_;
-  nlohmann::ordered_json files_ = nlohmann::ordered_json::array();
+  JsonWriter json_;
+  bool is_list_;
+  bool has_files_ = false;
 };
 
 // Begin an object with schema and exit code; the second adds the name of the file between the two.
-nlohmann::ordered_json begin_json(ExitCode code);
-nlohmann::ordered_json begin_file_json(const std::string& file, ExitCode code);
-// Adds "errors" and "warnings" and clears the messages.
-void end_json(nlohmann::ordered_json& json, Messages& messages);
+void begin_json(JsonWriter& json, ExitCode code);
+void begin_file_json(JsonWriter& json, const std::string& file, ExitCode code);
+// Adds "errors" and "warnings", clears the messages, and ends the object.
+void end_json(JsonWriter& json, Messages& messages);
 
 // Adds the name of a file: `key` with its text, and `key`_hex with its bytes if it is not UTF-8.
-void add_name(nlohmann::ordered_json& object, const std::string& key, std::string_view file);
-
-// Serialises with indentation. Bytes that are not UTF-8 become U+FFFD, control characters \u00XX.
-std::string json_text(const nlohmann::ordered_json& json);
+void add_name(JsonWriter& json, std::string_view key, std::string_view file);
+void add_texts(JsonWriter& json, std::string_view key, const std::vector<std::string>& texts);
 
 }  // namespace zdr::host

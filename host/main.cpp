@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
 
 #include "aacdec/zd_aac_dec.h"
@@ -52,13 +53,19 @@ int run(int argc, const char* const* argv) {
 }  // namespace
 }  // namespace zdr::host
 
+// The destructors of the program must not run while threads that were left use its objects.
+static int end(int code) {
+  if (zdr::host::SourcePlayer::has_left_threads()) std::_Exit(code);
+  return code;
+}
+
 int main(int argc, char** argv) {
   try {
-    const int code = zdr::host::run(argc, argv);
-    if (zdr::host::SourcePlayer::has_left_threads()) std::_Exit(code);
-    return code;
+    return end(zdr::host::run(argc, argv));
+  } catch (const std::bad_alloc&) {
+    zdr::host::print_line_to_terminal("zdr: out of memory");
   } catch (const std::exception& error) {
     zdr::host::print_line_to_terminal("zdr: " + zdr::host::printable(error.what()));
-    return static_cast<int>(zdr::host::ExitCode::kCannotOpen);
   }
+  return end(static_cast<int>(zdr::host::ExitCode::kCannotOpen));
 }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdio>
+#include <exception>
 #include <utility>
 
 #include "host/decoded_text.h"
@@ -67,13 +68,15 @@ std::string format_message(const Message& message) {
   return printable("zdr: " + (message.file.empty() ? "" : message.file + ": ") + without_file(message));
 }
 
-void Messages::error(const Message& message) {
+void Messages::error(const Message& message) noexcept try {
   const std::lock_guard lock(mutex_);
-  errors_.push_back(without_file(message));
   constexpr const char* kRed = "\x1b[31m";
   constexpr const char* kPlain = "\x1b[0m";
   const std::string line = format_message(message);
   print_line_to_terminal(use_colour() ? kRed + line + kPlain : line);
+  errors_.push_back(without_file(message));
+} catch (const std::exception&) {
+  print_line_to_terminal("zdr: out of memory");
 }
 
 void Messages::note(const Message& message) {

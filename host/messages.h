@@ -26,7 +26,8 @@ class Messages {
   // `quiet` suppresses notes; errors are always printed.
   explicit Messages(bool quiet) : quiet_(quiet) {}
 
-  void error(const Message& message);
+  // Without memory for the line, reports that instead.
+  void error(const Message& message) noexcept;
   // Reports what is left out on purpose or ignored.
   void note(const Message& message);
   // Return the messages so far, without "zdr: FILE: ", and clear them.

@@ -147,10 +147,10 @@ bool interrupted() {
   return interrupt_seen != 0;
 }
 
-void print_line_to_terminal(const std::string& line) {
+void print_line_to_terminal(std::string_view line) {
   const std::lock_guard lock(line_mutex);
   clear_line();
-  std::fprintf(stderr, "%s\n", line.c_str());
+  std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
 }
 
 ProgressLine::ProgressLine(bool enabled) : enabled_(enabled && stderr_is_terminal()), begun_ms_(now_ms()) {}

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace zdr::host {
 
@@ -32,7 +33,8 @@ void ignore_write_signals();
 bool stdout_reader_gone();
 
 // Prints a line on standard error. Clears a visible progress line first; its next update shows it again.
-void print_line_to_terminal(const std::string& line);
+// Takes no memory.
+void print_line_to_terminal(std::string_view line);
 
 // A position within a range of media time, in 100 ns units. An end at or before the beginning means that it
 // is unknown.

@@ -1,8 +1,8 @@
 // Parses a frame without storing values, and updates the configuration.
 #include "aacdec/syntax/frame_probe.h"
 
-#include <memory>
-#include <new>
+#include <array>
+#include <cstddef>
 
 #include "aacdec/syntax/frame.h"
 #include "aacdec/syntax/raw_data_block.h"
@@ -50,12 +50,12 @@ bool apply_extension(const BlockContext& context, Zd_AAC_Dec_Config& config) {
 
 bool probe_frame(std::span<const uint8_t> data, Zd_AAC_Dec_Config& config, int32_t& frame_bytes) {
   if (!is_probeable(config)) return false;
-  const std::unique_ptr<std::byte[]> scratch(new (std::nothrow) std::byte[kSbrScratchBytes]);
-  if (scratch == nullptr) return false;
+  // Not allocated: without memory a sound frame would pass for a damaged one.
+  alignas(std::max_align_t) std::array<std::byte, kSbrScratchBytes> scratch;
 
   BlockContext context;
   context.format = {sampling_index_of(config.sampleRate), config.profile};
-  context.scratch = {scratch.get(), kSbrScratchBytes};
+  context.scratch = scratch;
   BitReader reader(data.data(), data.size());
   Frame frame;
   const auto channels = parse_raw_data_block(reader, context, frame);

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
-#include <nlohmann/json.hpp>
+#include <optional>
 #include <ostream>
 #include <vector>
 
@@ -16,13 +16,12 @@
 #include "host/inspect/parsed_movie.h"
 #include "host/inspect/read_failure.h"
 #include "host/json_report.h"
+#include "host/memory.h"
 #include "host/messages.h"
 #include "host/terminal.h"
 
 namespace zdr::host {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr size_t kShownBytes = 16;  // of a field, in the text output
 constexpr size_t kShownTextBytes = 256;
@@ -117,10 +116,12 @@ class TimeScales {
       if (box.type == "mdhd") add(box, "/mdia/mdhd");
     }
   }
-  // Null if the container has none.
-  Json of(const std::string& container) const {
+  // Adds the scale of the container, or null if it has none.
+  void add_to(JsonWriter& json, std::string_view name, std::string_view container) const {
+    json.key(name);
     const auto found = scales_.find(container);
-    return found == scales_.end() ? Json() : Json(found->second);
+    if (found == scales_.end()) return json.value(nullptr);
+    json.value(found->second);
   }
 
  private:
@@ -131,7 +132,7 @@ class TimeScales {
         std::get<uint64_t>(field->value);
   }
 
-  std::map<std::string, uint64_t> scales_;
+  std::map<std::string, uint64_t, std::less<>> scales_;
 };
 
 const char* state_name(BoxState state) {
@@ -139,52 +140,63 @@ const char* state_name(BoxState state) {
   return kNames[static_cast<size_t>(state)];
 }
 
-Json fields_json(const Fields& fields) {
-  Json object = Json::object();
-  for (const Field& field : fields) add_field(object, field);
-  return object;
+void write_fields(JsonWriter& json, const Fields& fields) {
+  json.begin_object();
+  for (const Field& field : fields) add_field(json, field);
+  json.end_object();
 }
 
-Json box_json(const BoxRecord& box, const TimeScales& scales) {
-  Json json{{"path", box.path},
-            {"type", box.type},
-            {"offset", box.offset},
-            {"size", box.size},
-            {"version", box.version},
-            {"flags", box.flags},
-            {"state", state_name(box.state)},
-            {"fields", fields_json(box.fields)}};
-  if (box.status != P3GPP_OK) json["status"] = box.status;
-  for (const Fields& entry : box.entries) json["entries"].push_back(fields_json(entry));
+void write_box(JsonWriter& json, const BoxRecord& box, const TimeScales& scales) {
+  json.begin_object();
+  json.member("path", box.path);
+  json.member("type", box.type);
+  json.member("offset", box.offset);
+  json.member("size", box.size);
+  json.member("version", box.version);
+  json.member("flags", box.flags);
+  json.member("state", state_name(box.state));
+  json.key("fields");
+  write_fields(json, box.fields);
+  if (box.status != P3GPP_OK) json.member("status", box.status);
+  if (!box.entries.empty()) {
+    json.begin_array("entries");
+    for (const Fields& entry : box.entries) write_fields(json, entry);
+    json.end_array();
+  }
+  const std::string_view path = box.path;
+  const size_t movie_end = path.find('/');
   const bool is_edits = box.type == "elst";
-  if (!is_edits && box.type != "tkhd") return json;
-  const size_t movie_end = box.path.find('/');
-  json["movie_time_scale"] = scales.of(box.path.substr(0, movie_end));
-  if (is_edits) json["media_time_scale"] = scales.of(box.path.substr(0, box.path.find('/', movie_end + 1)));
-  return json;
+  if (is_edits || box.type == "tkhd") scales.add_to(json, "movie_time_scale", path.substr(0, movie_end));
+  if (is_edits) scales.add_to(json, "media_time_scale", path.substr(0, path.find('/', movie_end + 1)));
+  json.end_object();
 }
 
 // The box that ended the open, if there is one.
-Json failure_json(const ParsedMovie& movie) {
+void write_failure(JsonWriter& json, const ParsedMovie& movie) {
   const P3gppOpenError& error = movie.error();
-  Json json{{"status", movie.status()}};
-  if (error.path[0] == '\0') return json;
-  json["box_status"] = error.status;
-  json["path"] = error.path;
-  json["offset"] = error.offset;
-  json["size"] = error.size;
-  return json;
+  json.begin_object();
+  json.member("status", movie.status());
+  if (error.path[0] != '\0') {
+    json.member("box_status", error.status);
+    json.member("path", std::string_view(error.path));
+    json.member("offset", error.offset);
+    json.member("size", error.size);
+  }
+  json.end_object();
 }
 
-Json boxes_json(const std::string& file, ExitCode code, const ParsedMovie& movie,
+void write_json(JsonWriter& json, const std::string& file, ExitCode code, const ParsedMovie& movie,
                 const std::vector<BoxRecord>& boxes, Messages& messages) {
-  Json json = begin_file_json(file, code);
   const TimeScales scales(boxes);
-  json["boxes"] = Json::array();
-  for (const BoxRecord& box : boxes) json["boxes"].push_back(box_json(box, scales));
-  if (!movie.is_open()) json["failure"] = failure_json(movie);
+  begin_file_json(json, file, code);
+  json.begin_array("boxes");
+  for (const BoxRecord& box : boxes) write_box(json, box, scales);
+  json.end_array();
+  if (!movie.is_open()) {
+    json.key("failure");
+    write_failure(json, movie);
+  }
   end_json(json, messages);
-  return json;
 }
 
 ExitCode report(const std::string& file, const ParsedMovie& movie, const BoxList& list, Messages& messages) {
@@ -201,21 +213,28 @@ ExitCode report(const std::string& file, const ParsedMovie& movie, const BoxList
   return diagnosis.exit_code;
 }
 
-}  // namespace
-
-ExitCode run_boxes(const Options& options, std::ostream& out) {
-  const std::string& file = options.files.front();
-  Messages messages(options.quiet || options.json);
+ExitCode list_boxes(const std::string& file, const Options& options, Messages& messages, std::ostream& out) {
   watch_reads(file);
   BoxList list;
   const ParsedMovie movie(file, &list.visitor());
+  if (!list.is_complete()) throw std::bad_alloc();
   list.sort_by_offset();
   if (movie.is_open()) list.mark_stored(movie.file());
   if (!options.json) print_text(file, list.boxes(), out);
   out.flush();
   const ExitCode code = report(file, movie, list, messages);
-  if (options.json) out << json_text(boxes_json(file, code, movie, list.boxes(), messages)) << "\n";
+  if (!options.json) return code;
+  JsonWriter json(out);
+  write_json(json, file, code, movie, list.boxes(), messages);
   return code;
+}
+
+}  // namespace
+
+ExitCode run_boxes(const Options& options, std::ostream& out) {
+  const std::string& file = options.files.front();
+  Messages messages(options.quiet || options.json);
+  return report_memory(file, messages, [&] { return list_boxes(file, options, messages, out); });
 }
 
 }  // namespace zdr::host

@@ -2,6 +2,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <span>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/commands/commands.h"
@@ -14,6 +15,7 @@
 #include "host/inspect/parsed_movie.h"
 #include "host/inspect/read_failure.h"
 #include "host/json_report.h"
+#include "host/memory.h"
 #include "host/terminal.h"
 #include "host/time_text.h"
 #include "host/writers/output_file.h"
@@ -27,7 +29,6 @@ using ClipInformation = std::optional<mp4source::ClipInfo>;
 
 std::string no_clip_reason(const std::string& file, HRESULT result) {
   if (result == E_NOINTERFACE) return "the registered filter has none to tell";
-  if (result == E_OUTOFMEMORY) return "out of memory";
   return mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_MP4
              ? "its first video or audio track cannot be described"
              : "its stream cannot be measured";
@@ -37,7 +38,8 @@ std::string no_clip_reason(const std::string& file, HRESULT result) {
 ClipInformation clip_information(const SourcePlayer& player, const std::string& file, Messages& messages) {
   SourceClip clip(player.source(), file);
   mp4source::ClipInfo info{};
-  const HRESULT result = clip.usable() ? clip.info(info) : clip.result();
+  const HRESULT result = with_memory(clip.usable() ? clip.info(info) : clip.result());
+  with_memory(result, FMGR_ERR_GENERIC);  // of an open without memory for a file manager
   if (clip.usable() && SUCCEEDED(result)) return info;
   messages.note({file, "", "no clip information: " + no_clip_reason(file, result), hresult_text(result)});
   return std::nullopt;
@@ -46,7 +48,7 @@ ClipInformation clip_information(const SourcePlayer& player, const std::string& 
 // What the command shows of an open file.
 struct FileReport {
   int64_t duration_100ns;
-  std::vector<PinEntry> pins;
+  std::span<const PinEntry> pins;  // of the player
   ClipInformation clip;
   std::optional<AacStreamView> stream;  // of an AAC file
   std::vector<TagRecord> tags;
@@ -64,23 +66,38 @@ void print_text(const std::string& file, const FileReport& report, std::ostream&
   out << shown_name(file) << "\n  duration " << format_time(report.duration_100ns) << "\n";
   if (report.clip) out << "  clip: " << clip_line(*report.clip) << "\n";
   for (const PinEntry& pin : report.pins) {
-    out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types[0])) << "\n";
+    out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types.front()))
+        << "\n";
   }
   if (report.stream) out << "  stream: " << stream_line(*report.stream) << "\n";
   for (const TagRecord& tag : report.tags) out << "  " << tag_line(tag) << "\n";
 }
 
-void add_json(nlohmann::ordered_json& json, const FileReport& report) {
-  json["duration_100ns"] = report.duration_100ns;
-  json["clip"] = report.clip ? clip_json(*report.clip) : nlohmann::ordered_json();
-  json["pins"] = nlohmann::ordered_json::array();
-  for (const PinEntry& pin : report.pins) {
-    nlohmann::ordered_json entry{{"name", pin.name}, {"media_types", nlohmann::ordered_json::array()}};
-    for (const CMediaType& type : pin.types) entry["media_types"].push_back(media_type_json(type));
-    json["pins"].push_back(entry);
+void write_pin(JsonWriter& json, const PinEntry& pin) {
+  json.begin_object();
+  json.member("name", pin.name);
+  json.begin_array("media_types");
+  for (const CMediaType& type : pin.types) write_media_type(json, type);
+  json.end_array();
+  json.end_object();
+}
+
+void add_report(JsonWriter& json, const FileReport& report) {
+  json.member("duration_100ns", report.duration_100ns);
+  json.key("clip");
+  if (report.clip) {
+    write_clip(json, *report.clip);
+  } else {
+    json.value(nullptr);
   }
-  if (report.stream) json["stream"] = stream_json(*report.stream);
-  json["tags"] = tags_json(report.tags);
+  json.begin_array("pins");
+  for (const PinEntry& pin : report.pins) write_pin(json, pin);
+  json.end_array();
+  if (report.stream) {
+    json.key("stream");
+    write_stream(json, *report.stream);
+  }
+  add_tags(json, report.tags);
 }
 
 // Writes the cover image to options.cover unless that is empty.
@@ -98,29 +115,33 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
   return ExitCode::kCannotWrite;
 }
 
-// Shows one file: adds it to `json`, or prints it as text if `json` is null.
-ExitCode show_file(const std::string& file, const Options& options, Messages& messages, JsonReport* json,
+// Fills `shown` if the file can be described. A file without a usable track may still have a cover.
+ExitCode examine(const std::string& file, const Options& options, SourcePlayer& player, Messages& messages,
+                 std::optional<FileReport>& shown) {
+  const ExitCode code = player.load();
+  if (code == ExitCode::kCannotOpen) return code;
+  const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file);
+  const FileTags tags(file, movie.get());
+  if (code == ExitCode::kDone) {
+    report_left_out(file, movie.get(), messages);
+    shown = describe(file, player, tags, messages);
+  }
+  return worse_of(code, save_cover(file, tags, options, messages));
+}
+
+// Shows one file: adds it to `report`, or prints it as text if `report` is null.
+ExitCode show_file(const std::string& file, const Options& options, Messages& messages, JsonReport* report,
                    std::ostream& out) {
   SourcePlayer player(file, messages);
-  ExitCode code = player.load();
-  std::optional<FileReport> report;
-  // A file without a usable track may still have a cover.
-  if (code != ExitCode::kCannotOpen) {
-    const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file);
-    const FileTags tags(file, movie.get());
-    if (code == ExitCode::kDone) {
-      report_left_out(file, movie.get(), messages);
-      report = describe(file, player, tags, messages);
-      if (json == nullptr) print_text(file, *report, out);
-    }
-    code = worse_of(code, save_cover(file, tags, options, messages));
-  }
+  std::optional<FileReport> shown;
+  ExitCode code =
+      report_memory(file, messages, [&] { return examine(file, options, player, messages, shown); });
+  if (shown && report == nullptr) print_text(file, *shown, out);
   code = worse_of(code, report_read_failure(file, messages));
-  if (json == nullptr) return code;
-  nlohmann::ordered_json object = begin_file_json(file, code);
-  if (report) add_json(object, *report);
-  end_json(object, messages);
-  json->add(std::move(object));
+  if (report == nullptr) return code;
+  JsonWriter& json = report->begin_file(file, code);
+  if (shown) add_report(json, *shown);
+  end_json(json, messages);
   return code;
 }
 
@@ -133,11 +154,10 @@ ExitCode run_info(const Options& options, std::ostream& out) {
   }
   ExitCode worst = ExitCode::kDone;
   Messages messages(options.quiet || options.json);
-  JsonReport report(options.files.size());
+  JsonReport report(out, options.files.size());
   for (const std::string& file : options.files) {
     worst = worse_of(worst, show_file(file, options, messages, options.json ? &report : nullptr, out));
   }
-  if (options.json) report.print(out);
   return worst;
 }
 

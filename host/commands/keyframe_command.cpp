@@ -10,6 +10,7 @@
 #include "host/inspect/open_diagnosis.h"
 #include "host/inspect/read_failure.h"
 #include "host/json_report.h"
+#include "host/memory.h"
 #include "host/messages.h"
 #include "host/terminal.h"
 #include "host/writers/output_file.h"
@@ -57,7 +58,7 @@ class KeyFrame {
       : options_(options), messages_(messages), file_(options.files.front()) {}
 
   ExitCode extract();
-  nlohmann::ordered_json json(ExitCode code);
+  void write(JsonWriter& json, ExitCode code);
   // Null unless the picture has been written.
   const OutputFile* output() const { return is_written_ ? &*output_ : nullptr; }
 
@@ -87,16 +88,17 @@ ExitCode KeyFrame::extract() {
   const com::ComPtr<IBaseFilter> filter = create_source_filter(file_, messages_, hr);
   if (!filter) return fail(ExitCode::kCannotOpen, "the filter module cannot be loaded", hresult_text(hr));
   SourceClip clip(*filter.get(), file_);
+  with_memory(clip.result());
   return clip.usable() ? extract_from(clip) : explain(diagnose_failed_open(file_, clip.result()));
 }
 
 ExitCode KeyFrame::extract_from(SourceClip& clip) {
-  if (clip.has_video()) clip.info(info_);
+  if (clip.has_video()) with_memory(clip.info(info_));
   if (const auto failure = take_read_failure(ExitCode::kLoss)) return explain(*failure);
   const Picture picture = picture_of(info_.video_codec, clip.configuration());
   if (!picture.writer) return fail(ExitCode::kNotSupported, "no video of which pictures can be written");
   ClipBytes frame;
-  const HRESULT hr = clip.key_frame(options_.index, frame);
+  const HRESULT hr = with_memory(clip.key_frame(options_.index, frame));
   if (const auto failure = take_read_failure(ExitCode::kLoss)) return explain(*failure);
   if (FAILED(hr)) {
     return fail(ExitCode::kCannotOpen, "key frame " + std::to_string(options_.index) + " cannot be read",
@@ -111,18 +113,17 @@ ExitCode KeyFrame::extract_from(SourceClip& clip) {
   return fail(ExitCode::kLoss, "the picture is damaged: " + picture.writer->first_damage());
 }
 
-nlohmann::ordered_json KeyFrame::json(ExitCode code) {
-  nlohmann::ordered_json json = begin_file_json(file_, code);
-  json["index"] = options_.index;
+void KeyFrame::write(JsonWriter& json, ExitCode code) {
+  begin_file_json(json, file_, code);
+  json.member("index", options_.index);
   if (is_written_) {
-    json["codec"] = clip_codec_name(info_.video_codec);
-    json["width"] = info_.width;
-    json["height"] = info_.height;
-    add_name(json, "output", output_->final_path().string());
-    json["size"] = output_->size();
+    json.member("codec", clip_codec_name(info_.video_codec));
+    json.member("width", info_.width);
+    json.member("height", info_.height);
+    add_name(json, "output", output_->final_path().native());
+    json.member("size", output_->size());
   }
   end_json(json, messages_);
-  return json;
 }
 
 }  // namespace
@@ -130,11 +131,10 @@ nlohmann::ordered_json KeyFrame::json(ExitCode code) {
 ExitCode run_keyframe(const Options& options, std::ostream& out) {
   Messages messages(options.quiet);
   KeyFrame key_frame(options, messages);
-  const ExitCode code = key_frame.extract();
+  const ExitCode code = report_memory(options.files.front(), messages, [&] { return key_frame.extract(); });
   if (options.json) {
-    JsonReport report(1);
-    report.add(key_frame.json(code));
-    report.print(out);
+    JsonWriter json(out);
+    key_frame.write(json, code);
   } else if (key_frame.output() != nullptr) {
     out << shown_name(key_frame.output()->final_path().string()) << ": " << key_frame.output()->size()
         << " bytes\n";

@@ -8,6 +8,7 @@
 #include "host/graph/file_run.h"
 #include "host/graph/stream_recorder.h"
 #include "host/json_report.h"
+#include "host/memory.h"
 #include "host/terminal.h"
 
 namespace zdr::host {
@@ -29,7 +30,7 @@ class FilePlayback final : public ConsumerOwner {
   ExitCode run();
   // Called instead of run() if the outputs would replace those of an earlier file of the same run.
   ExitCode refuse_duplicate_name();
-  nlohmann::ordered_json json(ExitCode code);
+  void report(JsonReport& report, ExitCode code);
   void print(std::ostream& out) const;
 
  private:
@@ -70,10 +71,15 @@ void FilePlayback::skip_pin(const std::string& pin_name) {
 }
 
 ExitCode FilePlayback::run() {
-  if (const ExitCode prepared = run_.prepare(); prepared != ExitCode::kDone) return prepared;
-  ExitCode result = run_.play("plays it");
+  const ExitCode prepared = report_memory(file_, messages_, [this] { return run_.prepare(); });
+  if (prepared != ExitCode::kDone) return prepared;
+  ExitCode result = report_memory(
+      file_, messages_, [this] { return run_.play("plays it"); }, ExitCode::kLoss);
   if (interrupted()) result = ExitCode::kInterrupted;
-  for (StreamRecorder& recorder : recorders_) result = worse_of(result, finish(recorder));
+  for (StreamRecorder& recorder : recorders_) {
+    const auto finish_one = [&] { return finish(recorder); };
+    result = worse_of(result, report_memory(file_, messages_, finish_one, ExitCode::kLoss));
+  }
   return interrupted() ? fail(ExitCode::kInterrupted, "", "interrupted") : result;
 }
 
@@ -101,22 +107,22 @@ ExitCode FilePlayback::check_damage(const StreamRecorder& recorder) {
               std::to_string(writer->damaged_units()) + " damaged unit(s): " + writer->first_damage());
 }
 
-nlohmann::ordered_json FilePlayback::json(ExitCode code) {
-  nlohmann::ordered_json json = begin_file_json(file_, code);
-  json["streams"] = nlohmann::ordered_json::array();
+void FilePlayback::report(JsonReport& report, ExitCode code) {
+  JsonWriter& json = report.begin_file(file_, code);
+  json.begin_array("streams");
   for (const StreamRecorder& recorder : recorders_) {
-    nlohmann::ordered_json stream{{"pin", recorder.pin_name()},
-                                  {"samples", recorder.samples()},
-                                  {"payload_bytes", recorder.payload_bytes()}};
+    json.begin_object();
+    json.member("pin", recorder.pin_name());
+    json.member("samples", recorder.samples());
+    json.member("payload_bytes", recorder.payload_bytes());
     const OutputFile* output = recorder.output();
-    if (recorder.complete()) add_name(stream, "output", output->final_path().string());
-    if (output != nullptr && output->has_partial()) {
-      add_name(stream, "partial", output->partial_path().string());
-    }
-    json["streams"].push_back(stream);
+    if (recorder.complete()) add_name(json, "output", output->final_path().native());
+    if (output != nullptr && output->has_partial())
+      add_name(json, "partial", output->partial_path().native());
+    json.end_object();
   }
+  json.end_array();
   end_json(json, messages_);
-  return json;
 }
 
 void FilePlayback::print(std::ostream& out) const {
@@ -138,12 +144,13 @@ std::string output_folder_error(const Options& options) {
 
 ExitCode refuse_folder(const Options& options, const std::string& reason, JsonReport& report) {
   Messages(options.quiet).error({options.output, "", reason, ""});
-  for (const std::string& file : options.files) {
-    nlohmann::ordered_json json = begin_file_json(file, ExitCode::kCannotWrite);
-    json["streams"] = nlohmann::ordered_json::array();
-    json["errors"] = {options.output + ": " + reason};
-    json["warnings"] = nlohmann::ordered_json::array();
-    report.add(std::move(json));
+  const std::vector<std::string> errors = {options.output + ": " + reason};
+  for (const std::string& file : options.json ? options.files : std::vector<std::string>()) {
+    JsonWriter& json = report.begin_file(file, ExitCode::kCannotWrite);
+    add_texts(json, "streams", {});
+    add_texts(json, "errors", errors);
+    add_texts(json, "warnings", {});
+    json.end_object();
   }
   return ExitCode::kCannotWrite;
 }
@@ -159,7 +166,7 @@ ExitCode play_files(const Options& options, JsonReport& report, std::ostream& ou
     if (code == ExitCode::kLoss && options.strict) code = ExitCode::kCannotOpen;
     worst = worse_of(worst, code);
     if (options.json) {
-      report.add(playback.json(code));
+      playback.report(report, code);
     } else {
       playback.print(out);
     }
@@ -172,12 +179,10 @@ ExitCode play_files(const Options& options, JsonReport& report, std::ostream& ou
 
 ExitCode run_play(const Options& options, std::ostream& out) {
   catch_interrupts();
-  JsonReport report(options.files.size());
+  JsonReport report(out, options.files.size());
   const std::string folder_error = output_folder_error(options);
-  const ExitCode worst =
-      folder_error.empty() ? play_files(options, report, out) : refuse_folder(options, folder_error, report);
-  if (options.json) report.print(out);
-  return worst;
+  return folder_error.empty() ? play_files(options, report, out)
+                              : refuse_folder(options, folder_error, report);
 }
 
 }  // namespace zdr::host

@@ -1,11 +1,10 @@
 // `zdr register`, `unregister` and `registry`: write and remove the entries of the module, and show the
 // registry.
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <ostream>
 #include <span>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "host/commands/commands.h"
 #include "host/decoded_text.h"
@@ -50,44 +49,67 @@ std::string type_name(DWORD type) {
   return type == REG_QWORD ? "REG_QWORD" : std::to_string(type);
 }
 
-// Returns a value as JSON: text and numbers in readable form, then the bytes.
-nlohmann::ordered_json value_json(const std::string& name, DWORD type, std::span<const BYTE> data) {
-  nlohmann::ordered_json json{{"name", name}, {"type", type_name(type)}};
-  if (type == REG_DWORD && data.size() == sizeof(uint32_t)) {
-    uint32_t number = 0;
-    std::memcpy(&number, data.data(), sizeof number);
-    json["number"] = number;
-  } else if (type == REG_SZ || type == REG_EXPAND_SZ) {
-    std::u16string text(data.size() / sizeof(WCHAR), u'\0');
-    if (!text.empty()) std::memcpy(text.data(), data.data(), text.size() * sizeof(WCHAR));
-    if (!text.empty() && text.back() == u'\0') text.pop_back();
-    json["text"] = to_utf8(text);
-  }
-  json["hex"] = hex_text(data);
-  return json;
-}
-
-// A key without values is not listed; it appears only in the paths of its sub keys.
-class KeyList final : public platform::RegistryVisitor {
- public:
-  void on_key(const std::string& path) override { path_ = path; }
-  void on_value(std::u16string_view name, DWORD type, std::span<const BYTE> data) override {
-    if (!path_.empty()) keys_.push_back({{"key", std::exchange(path_, {})}, {"values", array()}});
-    keys_.back()["values"].push_back(value_json(to_utf8(name), type, data));
-  }
-  nlohmann::ordered_json take() { return std::move(keys_); }
-
- private:
-  static nlohmann::ordered_json array() { return nlohmann::ordered_json::array(); }
-
-  std::string path_;  // of a key that is not in the list
-  nlohmann::ordered_json keys_ = array();
+struct RegistryValue {
+  std::string key;  // its path
+  std::string name;
+  DWORD type;
+  std::string text;  // of texts
+  std::vector<BYTE> data;
 };
 
-nlohmann::ordered_json keys_json() {
-  KeyList list;
-  platform::visit_registry(list);
-  return list.take();
+std::string text_of(DWORD type, std::span<const BYTE> data) {
+  if (type != REG_SZ && type != REG_EXPAND_SZ) return {};
+  std::u16string text(data.size() / sizeof(WCHAR), u'\0');
+  if (!text.empty()) std::memcpy(text.data(), data.data(), text.size() * sizeof(WCHAR));
+  if (!text.empty() && text.back() == u'\0') text.pop_back();
+  return to_utf8(text);
+}
+
+// Writes a value: text and numbers in readable form, then the bytes.
+void write_value(JsonWriter& json, const RegistryValue& value) {
+  json.begin_object();
+  json.member("name", value.name);
+  json.member("type", type_name(value.type));
+  if (value.type == REG_DWORD && value.data.size() == sizeof(uint32_t)) {
+    uint32_t number = 0;
+    std::memcpy(&number, value.data.data(), sizeof number);
+    json.member("number", number);
+  } else if (value.type == REG_SZ || value.type == REG_EXPAND_SZ) {
+    json.member("text", value.text);
+  }
+  json.key("hex");
+  json.hex_value(value.data);
+  json.end_object();
+}
+
+// Collects the values before any is printed, because the visit takes memory.
+class ValueList final : public platform::RegistryVisitor {
+ public:
+  ValueList() { platform::visit_registry(*this); }
+  void on_key(const std::string& path) override { path_ = path; }
+  void on_value(std::u16string_view name, DWORD type, std::span<const BYTE> data) override {
+    values_.push_back({path_, to_utf8(name), type, text_of(type, data), {data.begin(), data.end()}});
+  }
+  const std::vector<RegistryValue>& values() const { return values_; }
+
+ private:
+  std::string path_;
+  std::vector<RegistryValue> values_;
+};
+
+// A key without values is not listed; it appears only in the paths of its sub keys.
+void add_keys(JsonWriter& json, const std::vector<RegistryValue>& values) {
+  json.begin_array("keys");
+  for (auto value = values.begin(); value != values.end();) {
+    const std::string& key = value->key;
+    json.begin_object();
+    json.member("key", key);
+    json.begin_array("values");
+    for (; value != values.end() && value->key == key; ++value) write_value(json, *value);
+    json.end_array();
+    json.end_object();
+  }
+  json.end_array();
 }
 
 }  // namespace
@@ -114,10 +136,11 @@ ExitCode run_registry(const Options& options, std::ostream& out) {
   const ExitCode code = readable ? ExitCode::kDone : ExitCode::kCannotOpen;
   if (!readable) messages.error(unreadable_registry(report));
   if (options.json) {
-    nlohmann::ordered_json json = begin_json(code);
-    json["keys"] = readable ? keys_json() : nlohmann::ordered_json::array();
+    const std::vector<RegistryValue> values = readable ? ValueList().values() : std::vector<RegistryValue>();
+    JsonWriter json(out);
+    begin_json(json, code);
+    add_keys(json, values);
     end_json(json, messages);
-    out << json_text(json) << "\n";
   } else if (readable) {
     out << report.text;
   }

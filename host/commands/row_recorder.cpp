@@ -27,7 +27,7 @@ using RowText = std::array<char, 200>;
 // The part of a row that is the same for all samples of a pin. It is escaped, since the pins of other filters
 // may have any name.
 std::string row_prefix(const std::string& pin, bool json) {
-  if (json) return "{\"schema\":" + std::to_string(kJsonSchema) + ",\"pin\":" + json_text(pin) + ",";
+  if (json) return "{\"schema\":" + std::to_string(kJsonSchema) + ",\"pin\":" + json_string(pin) + ",";
   if (pin.find_first_of(",\"\r\n") == std::string::npos) return pin + ",";
   std::string quoted = "\"";
   for (const char c : pin) quoted.append(c == '"' ? 2 : 1, c);

@@ -5,6 +5,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/row_recorder.h"
 #include "host/graph/file_run.h"
+#include "host/memory.h"
 
 namespace zdr::host {
 namespace {
@@ -55,7 +56,8 @@ ExitCode Listing::print(std::ostream& out) {
 ExitCode run_samples(const Options& options, std::ostream& out) {
   catch_interrupts();
   Messages messages(options.quiet);
-  const ExitCode result = Listing(options, messages).run(out);
+  const ExitCode result =
+      report_memory(options.files.front(), messages, [&] { return Listing(options, messages).run(out); });
   return interrupted() ? ExitCode::kInterrupted : result;
 }
 

@@ -2,12 +2,12 @@
 #include "host/graph/filter_graph.h"
 
 #include <algorithm>
-#include <future>
-#include <system_error>
+#include <exception>
+#include <memory>
 #include <thread>
 
-#include "host/graph/com_boundary.h"
 #include "host/graph/stall_watch.h"
+#include "platform/com/status_guard.h"
 
 namespace zdr::host {
 namespace {
@@ -19,20 +19,45 @@ ComPtr<IBaseFilter> filter_of(IPin& pin) {
   return filter;
 }
 
-// True if samples of `from` can reach `to`, along the connections that exist.
-bool leads_to(IBaseFilter& from, IBaseFilter& to) {
-  if (&from == &to) return true;
-  bool found = false;
-  for_each_pin(from, [&](IPin& pin) {
+// Sets `found` if samples of `from` can reach `to`, along the connections that exist. Returns the first
+// failure of an enumeration.
+HRESULT leads_to(IBaseFilter& from, IBaseFilter& to, bool& found) {
+  found = found || &from == &to;
+  if (found) return S_OK;
+  HRESULT inner = S_OK;
+  const HRESULT outer = for_each_pin(from, [&](IPin& pin) {
     PIN_DIRECTION direction = PINDIR_INPUT;
     ComPtr<IPin> peer;
-    if (found || FAILED(pin.QueryDirection(&direction)) || direction != PINDIR_OUTPUT) return;
+    if (found || FAILED(inner) || FAILED(pin.QueryDirection(&direction)) || direction != PINDIR_OUTPUT)
+      return;
     if (pin.ConnectedTo(peer.out()) != S_OK) return;
     const ComPtr<IBaseFilter> next = filter_of(*peer.get());
-    found = next && leads_to(*next.get(), to);
+    if (next) inner = leads_to(*next.get(), to, found);
   });
-  return found;
+  return FAILED(outer) ? outer : inner;
 }
+
+// The result of a change of state, which its thread and the main thread share. (A promise that is dropped
+// takes memory.)
+class StateChange {
+ public:
+  void complete(HRESULT result) {
+    const std::lock_guard lock(mutex_);
+    result_ = result;
+    completed_.notify_one();
+  }
+  // Returns nothing if there is no result in time.
+  std::optional<HRESULT> wait(std::chrono::milliseconds timeout) {
+    std::unique_lock lock(mutex_);
+    completed_.wait_for(lock, timeout, [this] { return result_.has_value(); });
+    return result_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable completed_;
+  std::optional<HRESULT> result_;
+};
 
 }  // namespace
 
@@ -42,15 +67,15 @@ FilterGraph::~FilterGraph() {
   tear_down();
 }
 
-HRESULT FilterGraph::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+HRESULT FilterGraph::NonDelegatingQueryInterface(REFIID riid, void** ppv) noexcept {
   if (riid == IID_IFilterGraph) return GetInterface(static_cast<IFilterGraph*>(this), ppv);
   if (riid == IID_IMediaEventSink) return GetInterface(static_cast<IMediaEventSink*>(this), ppv);
   return CUnknown::NonDelegatingQueryInterface(riid, ppv);
 }
 
-HRESULT FilterGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
+HRESULT FilterGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) noexcept {
   if (filter == nullptr) return E_POINTER;
-  return or_out_of_memory([&] { return add(*filter, name); });
+  return com::guarded([&] { return add(*filter, name); });
 }
 
 HRESULT FilterGraph::add(IBaseFilter& filter, LPCWSTR name) {
@@ -69,7 +94,7 @@ HRESULT FilterGraph::add(IBaseFilter& filter, LPCWSTR name) {
   return renamed ? VFW_S_DUPLICATE_NAME : S_OK;
 }
 
-HRESULT FilterGraph::RemoveFilter(IBaseFilter* filter) {
+HRESULT FilterGraph::RemoveFilter(IBaseFilter* filter) noexcept {
   const auto entry = std::find_if(entries_.begin(), entries_.end(),
                                   [&](const Entry& candidate) { return candidate.filter.get() == filter; });
   if (entry == entries_.end()) return VFW_E_NOT_FOUND;
@@ -79,19 +104,26 @@ HRESULT FilterGraph::RemoveFilter(IBaseFilter* filter) {
   return S_OK;
 }
 
-HRESULT FilterGraph::EnumFilters(IEnumFilters** /*enumerator*/) {
+HRESULT FilterGraph::EnumFilters(IEnumFilters** /*enumerator*/) noexcept {
   return E_NOTIMPL;
 }
 
-HRESULT FilterGraph::FindFilterByName(LPCWSTR /*name*/, IBaseFilter** /*filter*/) {
+HRESULT FilterGraph::FindFilterByName(LPCWSTR /*name*/, IBaseFilter** /*filter*/) noexcept {
   return E_NOTIMPL;
 }
 
-HRESULT FilterGraph::ConnectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) {
+HRESULT FilterGraph::ConnectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) noexcept {
   if (out == nullptr || in == nullptr) return E_POINTER;
   if (!has(*out) || !has(*in)) return VFW_E_NOT_IN_GRAPH;
-  if (leads_to(*filter_of(*in).get(), *filter_of(*out).get())) return VFW_E_CIRCULAR_GRAPH;
-  return out->Connect(in, type);
+  return com::guarded([&] {
+    bool is_circular = false;
+    HRESULT hr = leads_to(*filter_of(*in).get(), *filter_of(*out).get(), is_circular);
+    if (FAILED(hr) || is_circular) return FAILED(hr) ? hr : VFW_E_CIRCULAR_GRAPH;
+    connections_.reserve(connections_.size() + 1);  // so that storing a connection that was made cannot fail
+    hr = out->Connect(in, type);
+    if (SUCCEEDED(hr)) connections_.push_back({ComPtr<IPin>(out), ComPtr<IPin>(in)});
+    return hr;
+  });
 }
 
 bool FilterGraph::has(IPin& pin) const {
@@ -100,7 +132,7 @@ bool FilterGraph::has(IPin& pin) const {
                              [&](const Entry& entry) { return entry.filter.get() == filter.get(); });
 }
 
-HRESULT FilterGraph::Reconnect(IPin* pin) {
+HRESULT FilterGraph::Reconnect(IPin* pin) noexcept {
   if (pin == nullptr) return E_POINTER;
   ComPtr<IPin> peer;
   if (pin->ConnectedTo(peer.out()) != S_OK) return VFW_E_NOT_CONNECTED;
@@ -111,22 +143,24 @@ HRESULT FilterGraph::Reconnect(IPin* pin) {
   return direction == PINDIR_OUTPUT ? pin->Connect(peer.get(), nullptr) : peer->Connect(pin, nullptr);
 }
 
-HRESULT FilterGraph::Disconnect(IPin* pin) {
+HRESULT FilterGraph::Disconnect(IPin* pin) noexcept {
   return pin != nullptr ? pin->Disconnect() : E_POINTER;
 }
 
-HRESULT FilterGraph::SetDefaultSyncSource() {
+HRESULT FilterGraph::SetDefaultSyncSource() noexcept {
   for (const Entry& entry : entries_) entry.filter->SetSyncSource(nullptr);
   return S_OK;
 }
 
-HRESULT FilterGraph::Notify(LONG code, LONG_PTR param1, LONG_PTR param2) {
-  return or_out_of_memory([&] {
-    const std::lock_guard lock(event_mutex_);
+HRESULT FilterGraph::Notify(LONG code, LONG_PTR param1, LONG_PTR param2) noexcept {
+  const std::lock_guard lock(event_mutex_);
+  const HRESULT hr = com::guarded([&] {
     events_.push_back({code, param1, param2});
-    event_added_.notify_one();
     return S_OK;
   });
+  has_lost_event_ = has_lost_event_ || FAILED(hr);
+  event_added_.notify_one();
+  return hr;
 }
 
 HRESULT FilterGraph::set_state(FILTER_STATE state) {
@@ -143,21 +177,22 @@ HRESULT FilterGraph::set_state(FILTER_STATE state) {
 
 std::optional<HRESULT> FilterGraph::change_state(FILTER_STATE state,
                                                  const std::function<bool()>& keep_waiting) {
-  const auto change = std::make_shared<std::promise<HRESULT>>();
-  std::future<HRESULT> result = change->get_future();
+  std::shared_ptr<StateChange> change;
   std::thread thread;
   try {
-    thread = std::thread([this, state, change] { change->set_value(set_state(state)); });
-  } catch (const std::system_error&) {
-    return set_state(state);  // no thread can be had: better to wait without end than not to play
+    change = std::make_shared<StateChange>();
+    thread = std::thread([this, state, change] { change->complete(set_state(state)); });
+  } catch (const std::exception&) {
+    return set_state(
+        state);  // no thread can be had: better to wait without end than not to play or not to stop
   }
-  while (result.wait_for(StallWatch::kSlice) != std::future_status::ready) {
+  while (!change->wait(StallWatch::kSlice)) {
     if (keep_waiting()) continue;
     thread.detach();
     return std::nullopt;
   }
   thread.join();
-  return result.get();
+  return change->wait(StallWatch::kSlice);
 }
 
 HRESULT FilterGraph::wait_until_cued(std::chrono::milliseconds timeout) {
@@ -169,12 +204,14 @@ HRESULT FilterGraph::wait_until_cued(std::chrono::milliseconds timeout) {
   return S_OK;
 }
 
+// Breaks the connections that were made through the graph. Takes no memory, which enumerating the pins would.
 void FilterGraph::disconnect_pins(IBaseFilter& filter) {
-  for_each_pin(filter, [](IPin& pin) {
-    ComPtr<IPin> peer;
-    if (pin.ConnectedTo(peer.out()) != S_OK) return;
-    peer->Disconnect();
-    pin.Disconnect();
+  const auto is_pin_of = [&](const ComPtr<IPin>& pin) { return filter_of(*pin.get()).get() == &filter; };
+  std::erase_if(connections_, [&](const Connection& connection) {
+    if (!is_pin_of(connection.out) && !is_pin_of(connection.in)) return false;
+    connection.in->Disconnect();
+    connection.out->Disconnect();
+    return true;
   });
 }
 
@@ -188,12 +225,17 @@ void FilterGraph::tear_down() {
 
 bool FilterGraph::has_events() {
   const std::lock_guard lock(event_mutex_);
-  return !events_.empty();
+  return !events_.empty() || has_lost_event_;
 }
 
 std::optional<GraphEvent> FilterGraph::wait_event(std::chrono::milliseconds timeout) {
   std::unique_lock lock(event_mutex_);
-  if (!event_added_.wait_for(lock, timeout, [this] { return !events_.empty(); })) return std::nullopt;
+  const auto has_event = [this] { return !events_.empty() || has_lost_event_; };
+  if (!event_added_.wait_for(lock, timeout, has_event)) return std::nullopt;
+  if (events_.empty()) {
+    has_lost_event_ = false;
+    return GraphEvent{EC_ERRORABORT, E_OUTOFMEMORY, 0};
+  }
   const GraphEvent event = events_.front();
   events_.pop_front();
   return event;

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <new>
 
-#include "host/graph/com_boundary.h"
+#include "platform/com/status_guard.h"
 
 namespace zdr::host {
 namespace {
@@ -17,15 +17,16 @@ class GatedAllocator final : public CMemAllocator {
   GatedAllocator(StartGate& gate, HRESULT* phr)
       : CMemAllocator(NAME("start gate allocator"), nullptr, phr), gate_(gate) {}
 
-  HRESULT GetBuffer(IMediaSample** buffer, REFERENCE_TIME* start, REFERENCE_TIME* end, DWORD flags) override {
+  HRESULT GetBuffer(IMediaSample** buffer, REFERENCE_TIME* start, REFERENCE_TIME* end,
+                    DWORD flags) noexcept override {
     gate_.wait([this] { return !committed_.load(); });
     return CMemAllocator::GetBuffer(buffer, start, end, flags);
   }
-  HRESULT Commit() override {
+  HRESULT Commit() noexcept override {
     committed_ = true;
     return CMemAllocator::Commit();
   }
-  HRESULT Decommit() override {
+  HRESULT Decommit() noexcept override {
     committed_ = false;
     gate_.wake();
     return CMemAllocator::Decommit();
@@ -47,11 +48,11 @@ void StartGate::open() {
 MediaSinkPin::MediaSinkPin(MediaSink& sink, CCritSec* lock, HRESULT* phr)
     : CBaseInputPin(NAME("sink pin"), &sink, lock, phr, WIDE("In")), sink_(sink) {}
 
-HRESULT MediaSinkPin::CheckMediaType(const CMediaType*) {
+HRESULT MediaSinkPin::CheckMediaType(const CMediaType*) noexcept {
   return S_OK;
 }
 
-HRESULT MediaSinkPin::GetAllocator(IMemAllocator** allocator) {
+HRESULT MediaSinkPin::GetAllocator(IMemAllocator** allocator) noexcept {
   if (sink_.waits_for_ == nullptr || m_pAllocator != nullptr) return CBaseInputPin::GetAllocator(allocator);
   if (allocator == nullptr) return E_POINTER;
   HRESULT hr = S_OK;
@@ -62,29 +63,29 @@ HRESULT MediaSinkPin::GetAllocator(IMemAllocator** allocator) {
   return hr;
 }
 
-HRESULT MediaSinkPin::Receive(IMediaSample* sample) {
+HRESULT MediaSinkPin::Receive(IMediaSample* sample) noexcept {
   const HRESULT hr = CBaseInputPin::Receive(sample);
   return hr == S_OK ? sink_.render(*sample) : hr;
 }
 
-HRESULT MediaSinkPin::EndOfStream() {
+HRESULT MediaSinkPin::EndOfStream() noexcept {
   const HRESULT hr = CheckStreaming();
   if (hr != S_OK) return hr;
   sink_.mark_end_of_stream();
   return S_OK;
 }
 
-HRESULT MediaSinkPin::BeginFlush() {
+HRESULT MediaSinkPin::BeginFlush() noexcept {
   sink_.begin_flush();
   return CBaseInputPin::BeginFlush();
 }
 
-HRESULT MediaSinkPin::EndFlush() {
+HRESULT MediaSinkPin::EndFlush() noexcept {
   sink_.end_flush();
   return CBaseInputPin::EndFlush();
 }
 
-HRESULT MediaSinkPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) {
+HRESULT MediaSinkPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) noexcept {
   sink_.consumer_.new_segment(start, stop);
   return CBaseInputPin::NewSegment(start, stop, rate);
 }
@@ -96,12 +97,12 @@ MediaSink::MediaSink(SampleConsumer& consumer, StartGate* opens, StartGate* wait
       waits_for_(waits_for),
       pin_(*this, &filter_lock_, phr) {}
 
-HRESULT MediaSink::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+HRESULT MediaSink::NonDelegatingQueryInterface(REFIID riid, void** ppv) noexcept {
   if (riid == IID_IAMFilterMiscFlags) return GetInterface(static_cast<IAMFilterMiscFlags*>(this), ppv);
   return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
 }
 
-HRESULT MediaSink::Pause() {
+HRESULT MediaSink::Pause() noexcept {
   const CAutoLock lock(&filter_lock_);
   {
     const std::lock_guard streaming(streaming_mutex_);
@@ -116,7 +117,7 @@ HRESULT MediaSink::Pause() {
   return hr != S_OK || ready_ ? hr : S_FALSE;
 }
 
-HRESULT MediaSink::Run(REFERENCE_TIME start) {
+HRESULT MediaSink::Run(REFERENCE_TIME start) noexcept {
   const CAutoLock lock(&filter_lock_);
   const HRESULT hr = CBaseFilter::Run(start);
   if (FAILED(hr)) return hr;
@@ -129,7 +130,7 @@ HRESULT MediaSink::Run(REFERENCE_TIME start) {
   return S_OK;
 }
 
-HRESULT MediaSink::Stop() {
+HRESULT MediaSink::Stop() noexcept {
   {
     const std::lock_guard streaming(streaming_mutex_);
     streaming_state_ = State_Stopped;
@@ -139,7 +140,7 @@ HRESULT MediaSink::Stop() {
   return CBaseFilter::Stop();
 }
 
-HRESULT MediaSink::GetState(DWORD timeout_ms, FILTER_STATE* state) {
+HRESULT MediaSink::GetState(DWORD timeout_ms, FILTER_STATE* state) noexcept {
   if (state == nullptr) return E_POINTER;
   std::unique_lock streaming(streaming_mutex_);
   *state = streaming_state_;
@@ -181,7 +182,7 @@ bool MediaSink::has_ended() {
 
 HRESULT MediaSink::consume(IMediaSample& sample) {
   bool is_taken = false;
-  const HRESULT hr = or_out_of_memory([&] {
+  const HRESULT hr = com::guarded([&] {
     is_taken = consumer_.receive(sample);
     return S_OK;
   });

@@ -47,13 +47,13 @@ class MediaSinkPin final : public CBaseInputPin {
  public:
   MediaSinkPin(MediaSink& sink, CCritSec* lock, HRESULT* phr);
 
-  HRESULT CheckMediaType(const CMediaType* type) override;
-  HRESULT GetAllocator(IMemAllocator** allocator) override;
-  HRESULT Receive(IMediaSample* sample) override;
-  HRESULT EndOfStream() override;
-  HRESULT BeginFlush() override;
-  HRESULT EndFlush() override;
-  HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
+  HRESULT CheckMediaType(const CMediaType* type) noexcept override;
+  HRESULT GetAllocator(IMemAllocator** allocator) noexcept override;
+  HRESULT Receive(IMediaSample* sample) noexcept override;
+  HRESULT EndOfStream() noexcept override;
+  HRESULT BeginFlush() noexcept override;
+  HRESULT EndFlush() noexcept override;
+  HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) noexcept override;
 
  private:
   MediaSink& sink_;
@@ -67,14 +67,14 @@ class MediaSink final : public CBaseFilter, public IAMFilterMiscFlags {
   ~MediaSink() override = default;
 
   DECLARE_IUNKNOWN
-  HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
-  int GetPinCount() override { return 1; }
-  CBasePin* GetPin(int index) override { return index == 0 ? &pin_ : nullptr; }
-  HRESULT Pause() override;
-  HRESULT Run(REFERENCE_TIME start) override;
-  HRESULT Stop() override;
-  HRESULT GetState(DWORD timeout_ms, FILTER_STATE* state) override;
-  ULONG GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_RENDERER; }
+  HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) noexcept override;
+  int GetPinCount() noexcept override { return 1; }
+  CBasePin* GetPin(int index) noexcept override { return index == 0 ? &pin_ : nullptr; }
+  HRESULT Pause() noexcept override;
+  HRESULT Run(REFERENCE_TIME start) noexcept override;
+  HRESULT Stop() noexcept override;
+  HRESULT GetState(DWORD timeout_ms, FILTER_STATE* state) noexcept override;
+  ULONG GetMiscFlags() noexcept override { return AM_FILTER_MISC_FLAGS_IS_RENDERER; }
 
   MediaSinkPin& pin() { return pin_; }
 

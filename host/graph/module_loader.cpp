@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/memory.h"
 #include "host/wide_text.h"
 #include "platform/com/class_modules.h"
 
@@ -36,12 +37,14 @@ ComPtr<IBaseFilter> create_from_module(const std::string& module, HRESULT& hr) {
   hr = com::class_object_from_module(module, mp4source::kClsidSourceFilter, IID_IClassFactory,
                                      factory.out_void());
   if (SUCCEEDED(hr)) hr = factory->CreateInstance(nullptr, IID_IBaseFilter, filter.out_void());
+  with_memory(hr);
   return filter;
 }
 
 ComPtr<IBaseFilter> create_registered(REFCLSID clsid, HRESULT& hr) {
   ComPtr<IBaseFilter> filter;
-  hr = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, filter.out_void());
+  hr =
+      with_memory(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, filter.out_void()));
   return filter;
 }
 
@@ -67,6 +70,7 @@ std::optional<CLSID> registered_class(const std::string& file, Messages& message
   std::array<WCHAR, CHARS_IN_GUID> text{};
   const LSTATUS status = source_filter_of(extension, text);
   if (status == ERROR_FILE_NOT_FOUND) return std::nullopt;
+  with_memory(status, ERROR_NOT_ENOUGH_MEMORY);
   CLSID clsid{};
   if (status == ERROR_SUCCESS && SUCCEEDED(CLSIDFromString(text.data(), &clsid))) return clsid;
   if (status == ERROR_SUCCESS || status == ERROR_MORE_DATA) {

@@ -11,6 +11,7 @@
 #include "host/bytes.h"
 #include "host/graph/delivery_guard.h"
 #include "host/graph/media_sink.h"
+#include "host/memory.h"
 
 namespace zdr::host {
 
@@ -19,7 +20,7 @@ class PinConsumer : public SampleConsumer {
   PinConsumer(std::string pin_name, DeliveryGuard& guard) : pin_name_(std::move(pin_name)), guard_(guard) {}
 
   // Called after the pin is connected, before the first sample.
-  void set_type(const CMediaType& type) { type_ = type; }
+  void set_type(const CMediaType& type) { with_memory(type_.Set(type)); }
   const CMediaType& type() const { return type_; }
   bool is_audio() const { return type_.majortype == MEDIATYPE_Audio; }
 

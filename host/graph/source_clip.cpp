@@ -2,7 +2,6 @@
 #include "host/graph/source_clip.h"
 
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/time_text.h"
@@ -31,6 +30,25 @@ std::string frame_rate_text(double frame_rate) {
   char text[64];
   std::snprintf(text, sizeof text, "%.3f", frame_rate);
   return text;
+}
+
+void write_video(JsonWriter& json, const ClipInfo& info) {
+  if (info.video_codec == 0) return json.value(nullptr);
+  json.begin_object();
+  json.member("codec", clip_codec_name(info.video_codec));
+  json.member("width", info.width);
+  json.member("height", info.height);
+  json.member("frame_rate", info.frame_rate);
+  json.end_object();
+}
+
+void write_audio(JsonWriter& json, const ClipInfo& info) {
+  if (info.audio_codec == 0) return json.value(nullptr);
+  json.begin_object();
+  json.member("codec", clip_codec_name(info.audio_codec));
+  json.member("sample_rate", info.sample_rate);
+  json.member("channels", info.channels);
+  json.end_object();
 }
 
 }  // namespace
@@ -76,21 +94,14 @@ std::string clip_line(const ClipInfo& info) {
   return line;
 }
 
-nlohmann::ordered_json clip_json(const ClipInfo& info) {
-  nlohmann::ordered_json json{
-      {"duration_100ns", info.duration_ms * kUnitsPerMillisecond}, {"video", nullptr}, {"audio", nullptr}};
-  if (info.video_codec != 0) {
-    json["video"] = {{"codec", clip_codec_name(info.video_codec)},
-                     {"width", info.width},
-                     {"height", info.height},
-                     {"frame_rate", info.frame_rate}};
-  }
-  if (info.audio_codec != 0) {
-    json["audio"] = {{"codec", clip_codec_name(info.audio_codec)},
-                     {"sample_rate", info.sample_rate},
-                     {"channels", info.channels}};
-  }
-  return json;
+void write_clip(JsonWriter& json, const ClipInfo& info) {
+  json.begin_object();
+  json.member("duration_100ns", info.duration_ms * kUnitsPerMillisecond);
+  json.key("video");
+  write_video(json, info);
+  json.key("audio");
+  write_audio(json, info);
+  json.end_object();
 }
 
 }  // namespace zdr::host

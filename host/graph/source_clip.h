@@ -4,11 +4,11 @@
 #include <dshow.h>
 
 #include <cstdlib>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "filters/source/mp4/interfaces/zandor_video_source.h"
 #include "host/bytes.h"
+#include "host/json_writer.h"
 #include "platform/com/com_ptr.h"
 
 namespace zdr::host {
@@ -58,6 +58,6 @@ class SourceClip {
 std::string clip_codec_name(DWORD codec);
 // "0:00:04.000, AVC 320x180 25.000 fps, AAC 44100 Hz 2 channels"
 std::string clip_line(const mp4source::ClipInfo& info);
-nlohmann::ordered_json clip_json(const mp4source::ClipInfo& info);
+void write_clip(JsonWriter& json, const mp4source::ClipInfo& info);
 
 }  // namespace zdr::host

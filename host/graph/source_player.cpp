@@ -11,6 +11,7 @@
 #include "host/graph/stall_watch.h"
 #include "host/inspect/open_diagnosis.h"
 #include "host/inspect/read_failure.h"
+#include "host/memory.h"
 #include "host/terminal.h"
 #include "host/wide_text.h"
 
@@ -23,14 +24,18 @@ constexpr std::chrono::milliseconds kTimeToStop{400};
 // Set by the main thread.
 bool threads_left = false;
 
-std::vector<CMediaType> offered_types(IPin& pin) {
-  std::vector<CMediaType> types;
+struct DeleteType {
+  void operator()(AM_MEDIA_TYPE* type) const { DeleteMediaType(type); }
+};
+
+std::list<CMediaType> offered_types(IPin& pin) {
+  std::list<CMediaType> types;
   ComPtr<IEnumMediaTypes> enumerator;
-  if (pin.EnumMediaTypes(enumerator.out()) != S_OK) return types;
-  AM_MEDIA_TYPE* type = nullptr;
-  while (enumerator->Next(1, &type, nullptr) == S_OK) {
-    types.emplace_back(*type);
-    DeleteMediaType(type);
+  if (with_memory(pin.EnumMediaTypes(enumerator.out())) != S_OK) return types;
+  AM_MEDIA_TYPE* next = nullptr;
+  while (with_memory(enumerator->Next(1, &next, nullptr)) == S_OK) {
+    const std::unique_ptr<AM_MEDIA_TYPE, DeleteType> type(next);
+    with_memory(types.emplace_back().Set(*type));
   }
   return types;
 }
@@ -80,10 +85,10 @@ ExitCode SourcePlayer::load() {
     messages_.error({file_, "", "the filter module cannot be loaded", hresult_text(hr)});
     return ExitCode::kCannotOpen;
   }
-  graph_->AddFilter(source_.get(), WIDE("Source"));
+  with_memory(graph_->AddFilter(source_.get(), WIDE("Source")));
   ComPtr<IFileSourceFilter> loader;
   hr = source_->QueryInterface(IID_IFileSourceFilter, loader.out_void());
-  if (SUCCEEDED(hr)) hr = loader->Load(wide_file_name(file_).c_str(), nullptr);
+  if (SUCCEEDED(hr)) hr = with_memory(loader->Load(wide_file_name(file_).c_str(), nullptr));
   if (FAILED(hr)) return explain(diagnose_failed_open(file_, hr));
   collect_pins();
   return ExitCode::kDone;
@@ -95,30 +100,27 @@ ExitCode SourcePlayer::explain(const Diagnosis& diagnosis) {
 }
 
 void SourcePlayer::collect_pins() {
-  for_each_pin(*source_.get(), [this](IPin& pin) {
+  with_memory(for_each_pin(*source_.get(), [this](IPin& pin) {
     pins_.push_back({pin_name(pin), ComPtr<IPin>(&pin), offered_types(pin)});
-  });
+  }));
 }
 
 HRESULT SourcePlayer::connect(const PinEntry& pin, SampleConsumer& consumer, StartGate* opens,
                               StartGate* waits_for) {
   HRESULT hr = S_OK;
   const ComPtr<MediaSink> sink(new MediaSink(consumer, opens, waits_for, &hr));
-  graph_->AddFilter(sink.get(), WIDE("Sink"));
-  if (SUCCEEDED(hr)) hr = graph_->ConnectDirect(pin.pin.get(), &sink->pin(), nullptr);
-  if (FAILED(hr)) {
-    graph_->RemoveFilter(sink.get());
-    return hr;
-  }
   connections_.push_back({pin.name, sink});
-  return S_OK;
+  if (SUCCEEDED(hr)) hr = graph_->AddFilter(sink.get(), WIDE("Sink"));
+  if (SUCCEEDED(hr)) hr = graph_->ConnectDirect(pin.pin.get(), &sink->pin(), nullptr);
+  if (SUCCEEDED(hr)) return S_OK;
+  connections_.pop_back();
+  graph_->RemoveFilter(sink.get());
+  return with_memory(hr);
 }
 
 CMediaType SourcePlayer::connection_type(const PinEntry& pin) {
-  AM_MEDIA_TYPE record{};
-  if (pin.pin->ConnectionMediaType(&record) != S_OK) return CMediaType();
-  CMediaType type(record);
-  FreeMediaType(record);
+  CMediaType type;
+  with_memory(pin.pin->ConnectionMediaType(&type));
   return type;
 }
 
@@ -164,10 +166,22 @@ HRESULT SourcePlayer::set_positions(const PlayRange& range) {
 }
 
 ExitCode SourcePlayer::play(const std::function<bool()>& on_slice) {
-  ExitCode result = start(on_slice);
-  if (result == ExitCode::kDone && !is_left_) result = run_until_complete(on_slice);
+  try {
+    ExitCode result = start(on_slice);
+    if (result == ExitCode::kDone && !is_left_) result = run_until_complete(on_slice);
+    stop();
+    // A stream that fails has ended before it reports the failure, so the last event may be the report.
+    if (result == ExitCode::kDone && !is_left_) result = handle_late_events();
+    return result;
+  } catch (...) {
+    stop();
+    throw;
+  }
+}
+
+// After this the consumers receive nothing more.
+void SourcePlayer::stop() {
   if (!is_left_ && !change_state(State_Stopped)) leave_threads();
-  return result;
 }
 
 // Returns nothing if the filters do not complete the change in time: within the limit of a stall, but soon
@@ -223,16 +237,29 @@ ExitCode SourcePlayer::run_until_complete(const std::function<bool()>& on_slice)
       continue;
     }
     if (event->code == EC_COMPLETE) completed.insert(event->param2);
-    if (event->code == EC_USERABORT) {
-      messages_.error({file_, "", "playback was ended by the user", ""});
-      return ExitCode::kInterrupted;
-    }
-    if (event->code != EC_ERRORABORT) continue;
-    const auto hr = static_cast<HRESULT>(event->param1);
-    messages_.error({file_, "", "a stream was aborted " + std::string(hresult_name(hr)), hresult_text(hr)});
-    return ExitCode::kLoss;
+    if (const ExitCode code = handle_event(*event); code != ExitCode::kDone) return code;
   }
   return ExitCode::kDone;
+}
+
+// Reports an event that ends the run.
+ExitCode SourcePlayer::handle_event(const GraphEvent& event) {
+  if (event.code == EC_USERABORT) {
+    messages_.error({file_, "", "playback was ended by the user", ""});
+    return ExitCode::kInterrupted;
+  }
+  if (event.code != EC_ERRORABORT) return ExitCode::kDone;
+  const auto hr = static_cast<HRESULT>(event.param1);
+  messages_.error({file_, "", "a stream was aborted " + std::string(hresult_name(hr)), hresult_text(hr)});
+  return ExitCode::kLoss;
+}
+
+ExitCode SourcePlayer::handle_late_events() {
+  ExitCode result = ExitCode::kDone;
+  while (const std::optional<GraphEvent> event = graph_->wait_event({})) {
+    if (event->code == EC_ERRORABORT && result == ExitCode::kDone) result = handle_event(*event);
+  }
+  return result;
 }
 
 // A consumer may take its time: it waits for a disk, or for the reader of a pipe.
@@ -265,8 +292,11 @@ void SourcePlayer::leave_threads() {
   is_left_ = threads_left = true;
   const bool ends_now = is_in_consumer();
   const bool is_interrupted = interrupted();
-  messages_.error(
-      {file_, "", ends_now && is_interrupted ? "interrupted" : "the source filter does not stop", ""});
+  report_memory(file_, messages_, [&] {
+    messages_.error(
+        {file_, "", ends_now && is_interrupted ? "interrupted" : "the source filter does not stop", ""});
+    return ExitCode::kLoss;
+  });
   if (ends_now) {
     std::_Exit(static_cast<int>(is_interrupted ? ExitCode::kInterrupted : ExitCode::kLoss));
   }

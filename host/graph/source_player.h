@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <functional>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,7 +24,9 @@ namespace zdr::host {
 struct PinEntry {
   std::string name;  // "Video0"
   ComPtr<IPin> pin;
-  std::vector<CMediaType> types;  // in the order offered; empty: the pin cannot be connected
+  // In the order offered; empty: the pin cannot be connected. A list, because a copy of a type loses its
+  // format block when memory runs out.
+  std::list<CMediaType> types;
 
   // Depends on the offered type, or on the name of a pin that offers none.
   bool is_audio() const;
@@ -78,10 +81,13 @@ class SourcePlayer {
   ExitCode start(const std::function<bool()>& on_slice);
   ExitCode cue(const std::function<bool()>& on_slice);
   ExitCode run_until_complete(const std::function<bool()>& on_slice);
+  ExitCode handle_event(const GraphEvent& event);
+  ExitCode handle_late_events();
   bool has_moved();
   bool is_in_consumer() const;
   ExitCode give_up_stalled();
   ExitCode fail_to_start(HRESULT hr);
+  void stop();
   void leave_threads();
 
   // The sink of a connected pin.

@@ -1,12 +1,22 @@
 // Passes a pin's samples to the writer for their type and the writer's bytes to the output file.
 #include "host/graph/stream_recorder.h"
 
+#include <string_view>
 #include <utility>
 
 #include "host/aac_format.h"
 #include "host/inspect/media_type_text.h"
 
 namespace zdr::host {
+namespace {
+
+// The pins of other filters may have any name.
+bool can_be_in_file_name(std::string_view name) {
+  constexpr std::string_view kEndOrSeparator{"\0/", 2};
+  return !name.empty() && name.find_first_of(kEndOrSeparator) == std::string_view::npos;
+}
+
+}  // namespace
 
 StreamRecorder::StreamRecorder(std::string pin_name, DeliveryGuard& guard, Settings settings)
     : PinConsumer(std::move(pin_name), guard), settings_(std::move(settings)) {}
@@ -23,6 +33,7 @@ bool StreamRecorder::begin(Bytes first_sample) {
                     ? "the decoder does not support this AAC stream"
                     : "no file format for " + codec_name(type()));
   }
+  if (!can_be_in_file_name(pin_name())) return fail("the name of this pin cannot be part of a file name");
   std::filesystem::path path = settings_.stem;
   path += "." + pin_name() + "." + choice_.extension;
   output_ = std::make_unique<OutputFile>(path, settings_.replace, settings_.inputs);

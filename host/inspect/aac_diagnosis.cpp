@@ -64,8 +64,6 @@ Diagnosis diagnose_aac_file(const std::string& file, int32_t load_result) {
       return {ExitCode::kCannotOpen, "", "the file cannot be opened", hresult_text(load_result)};
     case AACF_ERR_SHORT_READ:
       return {ExitCode::kCannotOpen, "", "damaged: the file ends inside its ID3v2 tag", status};
-    case AACF_ERR_NO_MEMORY:
-      return {ExitCode::kCannotOpen, "", "out of memory", status};
     default:
       break;
   }

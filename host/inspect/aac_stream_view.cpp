@@ -2,9 +2,9 @@
 #include "host/inspect/aac_stream_view.h"
 
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "host/inspect/os_file.h"
+#include "host/memory.h"
 
 namespace zdr::host {
 namespace {
@@ -35,6 +35,7 @@ AacStreamView::AacStreamView(const std::string& file) {
   AACF_File* opened = nullptr;
   status = AACF_Open(&opened, wide_file_name(file).c_str(), &params);
   const std::unique_ptr<AACF_File, CloseReader> reader(opened);
+  with_memory(status, AACF_ERR_NO_MEMORY);
   AACF_GetStreamInfo(reader.get(), &stream);
 }
 
@@ -44,13 +45,15 @@ std::string stream_line(const AacStreamView& view) {
          std::to_string(view.stream.audio_bytes) + " bytes of audio";
 }
 
-nlohmann::ordered_json stream_json(const AacStreamView& view) {
-  return {{"estimated_frames", view.stream.total_frames},
-          {"bitrate_mode", bitrate_kind(view.stream.bitrate_mode)},
-          {"bitrate", view.stream.bitrate},
-          {"audio_bytes", view.stream.audio_bytes},
-          {"frames_scanned", view.stream.frames_scanned},
-          {"bytes_scanned", view.stream.bytes_scanned}};
+void write_stream(JsonWriter& json, const AacStreamView& view) {
+  json.begin_object();
+  json.member("estimated_frames", view.stream.total_frames);
+  json.member("bitrate_mode", bitrate_kind(view.stream.bitrate_mode));
+  json.member("bitrate", view.stream.bitrate);
+  json.member("audio_bytes", view.stream.audio_bytes);
+  json.member("frames_scanned", view.stream.frames_scanned);
+  json.member("bytes_scanned", view.stream.bytes_scanned);
+  json.end_object();
 }
 
 }  // namespace zdr::host

@@ -1,10 +1,10 @@
 // The estimates that the reader makes when it opens an AAC file, which the filter does not publish.
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "esparse/aac/aacf.h"
+#include "host/json_writer.h"
 
 namespace zdr::host {
 
@@ -17,6 +17,6 @@ struct AacStreamView {
 
 // "about 682 frames, 120000 bit/s (estimated), 241596 bytes of audio"
 std::string stream_line(const AacStreamView& view);
-nlohmann::ordered_json stream_json(const AacStreamView& view);
+void write_stream(JsonWriter& json, const AacStreamView& view);
 
 }  // namespace zdr::host

@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
 #include <string>
 #include <unordered_set>
 #include <utility>
 
 #include "host/decoded_text.h"
+#include "host/memory.h"
 
 namespace zdr::host {
 namespace {
@@ -43,10 +45,10 @@ class StoredBoxes {
  public:
   explicit StoredBoxes(P3gppFile* file) {
     const P3gppBoxVisitor visitor{this, add, nullptr};
-    is_complete_ = P3GPP_WalkBoxes(file, &visitor) == P3GPP_OK && is_complete_;
+    with_memory(P3GPP_WalkBoxes(file, &visitor), P3GPP_ERR_NO_MEMORY);
+    if (!is_complete_) throw std::bad_alloc();
     std::sort(keys_.begin(), keys_.end());
   }
-  bool is_complete() const { return is_complete_; }
   bool contains(uint64_t offset, const std::string& path) const {
     return std::binary_search(keys_.begin(), keys_.end(), BoxKey{offset, std::hash<std::string>()(path)});
   }
@@ -75,9 +77,10 @@ void BoxList::on_box(void* caller, const P3gppBox* box) noexcept {
   list.stores_fields_ = false;
   try {
     if (list.boxes_.size() < kMostBoxes) return list.add(*box);
-  } catch (...) {  // out of memory: counted as left out
+    ++list.boxes_left_out_;
+  } catch (...) {
+    list.is_complete_ = false;
   }
-  ++list.boxes_left_out_;
 }
 
 void BoxList::add(const P3gppBox& box) {
@@ -104,10 +107,11 @@ void BoxList::on_field(void* caller, const P3gppBoxField* field) noexcept {
   if (begins_entry && list.entries_ == kMostEntries) list.stores_entry_ = false;
   try {
     if (field->entry == 0 || list.stores_entry_) return list.add(*field, begins_entry);
+    if (begins_entry) ++list.entries_left_out_;
   } catch (...) {
-    list.stores_entry_ = false;
+    list.is_complete_ = list.stores_fields_ =
+        false;  // the next field may be one of an entry that is not stored
   }
-  if (begins_entry) ++list.entries_left_out_;
 }
 
 void BoxList::add(const P3gppBoxField& field, bool begins_entry) {
@@ -129,7 +133,6 @@ void BoxList::sort_by_offset() {
 
 void BoxList::mark_stored(P3gppFile* file) {
   const StoredBoxes stored(file);
-  if (!stored.is_complete()) return;
   // A container that the parser does not store counts as stored if a box inside it is.
   std::unordered_set<std::string> parents;
   for (auto box = boxes_.rbegin(); box != boxes_.rend(); ++box) {

@@ -48,10 +48,12 @@ class BoxList {
   const P3gppBoxVisitor& visitor() const { return visitor_; }
   // Sorts by offset, so that parents come first.
   void sort_by_offset();
-  // Turns kRead into kStored or kDropped. The list must be sorted.
+  // Turns kRead into kStored or kDropped. The list must be sorted. Throws std::bad_alloc.
   void mark_stored(P3gppFile* file);
 
   const std::vector<BoxRecord>& boxes() const { return boxes_; }
+  // False if memory ran out: then the list lacks some boxes or fields.
+  bool is_complete() const { return is_complete_; }
   size_t boxes_left_out() const { return boxes_left_out_; }
   size_t entries_left_out() const { return entries_left_out_; }
 
@@ -68,6 +70,7 @@ class BoxList {
   bool stores_entry_ = false;   // the entry being shown is in the list
   uint32_t entry_ = 0;          // number of the entry being shown
   size_t entries_ = 0;
+  bool is_complete_ = true;
   size_t boxes_left_out_ = 0;
   size_t entries_left_out_ = 0;
 };

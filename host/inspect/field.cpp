@@ -1,38 +1,44 @@
 // Decodes text values and renders values as JSON.
 #include "host/inspect/field.h"
 
-#include <nlohmann/json.hpp>
-
 #include "host/decoded_text.h"
 
 namespace zdr::host {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 struct AddValue {
-  Json& object;
-  const std::string& name;
+  JsonWriter& json;
+  std::string_view name;
 
   template <class Plain>
   void operator()(const Plain& value) const {
-    object[name] = value;
+    json.member(name, value);
   }
   void operator()(const TextValue& text) const {
-    object[name] = text.utf8;
-    if (text.is_cut) object[name + "_bytes"] = text.bytes;
-    if (!text.hex.empty()) object[name + "_hex"] = text.hex;
+    json.member(name, text.utf8);
+    if (text.is_cut) add("_bytes", text.bytes);
+    if (!text.hex.empty()) add("_hex", text.hex);
   }
   void operator()(const BytesValue& bytes) const {
-    object[name] = {{"length", bytes.length}, {"hex", bytes.hex}};
+    json.begin_object(name);
+    json.member("length", bytes.length);
+    json.member("hex", bytes.hex);
+    json.end_object();
   }
   void operator()(const std::vector<TextValue>& list) const {
-    object[name] = Json::array();
+    json.begin_array(name);
     for (const TextValue& text : list) {
-      Json item;
-      AddValue{item, "text"}(text);
-      object[name].push_back(item);
+      json.begin_object();
+      AddValue{json, "text"}(text);
+      json.end_object();
     }
+    json.end_array();
+  }
+
+  template <class Value>
+  void add(std::string_view suffix, const Value& value) const {
+    json.key(name, suffix);
+    json.value(value);
   }
 };
 
@@ -43,7 +49,10 @@ struct NumberText {
   }
   std::string operator()(uint64_t value) const { return std::to_string(value); }
   std::string operator()(int64_t value) const { return std::to_string(value); }
-  std::string operator()(double value) const { return Json(value).dump(); }  // the shortest exact digits
+  std::string operator()(double value) const {
+    NumberDigits digits;
+    return std::string(format_number(value, digits));
+  }
 };
 
 }  // namespace
@@ -58,8 +67,8 @@ std::string number_text(const FieldValue& value) {
   return std::visit(NumberText(), value);
 }
 
-void add_field(Json& object, const Field& field) {
-  std::visit(AddValue{object, field.name}, field.value);
+void add_field(JsonWriter& json, const Field& field) {
+  std::visit(AddValue{json, field.name}, field.value);
 }
 
 }  // namespace zdr::host

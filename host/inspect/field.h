@@ -2,12 +2,12 @@
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "host/bytes.h"
+#include "host/json_writer.h"
 
 namespace zdr::host {
 
@@ -41,6 +41,6 @@ std::string number_text(const FieldValue& value);
 
 // Adds the field under its name. Text adds `name`_bytes if it is cut and `name`_hex if it is not valid; bytes
 // are an object with "length" and "hex"; a list is an array of objects with "text".
-void add_field(nlohmann::ordered_json& object, const Field& field);
+void add_field(JsonWriter& json, const Field& field);
 
 }  // namespace zdr::host

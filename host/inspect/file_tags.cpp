@@ -9,6 +9,7 @@
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/decoded_text.h"
+#include "host/memory.h"
 
 namespace zdr::host {
 namespace {
@@ -104,7 +105,7 @@ std::vector<TagRecord> movie_tags(const ParsedMovie& movie) {
   std::vector<TagRecord> tags;
   for (uint32_t code = 1; code <= P3GPP_TAG_COUNT; ++code) {
     P3gppTag tag{};
-    if (P3GPP_GetTag(movie.file(), code, &tag) != P3GPP_OK) continue;
+    if (with_memory(P3GPP_GetTag(movie.file(), code, &tag), P3GPP_ERR_NO_MEMORY) != P3GPP_OK) continue;
     const bool has_language = code <= P3GPP_TAG_ALBUM;
     tags.push_back({kTagNames[code - 1], type_text({tag.type, 4}),
                     has_language ? language_text(tag.language) : "", fields_of(tag)});

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "host/inspect/os_file.h"
+#include "host/memory.h"
 
 namespace zdr::host {
 namespace {
@@ -93,14 +94,15 @@ void add_records(const char* version, const ID3P_Tag* tag, std::vector<TagRecord
 }  // namespace
 
 Id3Tags::Id3Tags(const std::string& file) {
-  status_ = ID3P_Parse(open_file(file).get(), &kFileIo, &tags_);
+  status_ = with_memory(ID3P_Parse(open_file(file).get(), &kFileIo, &tags_), ID3P_ERR_NO_MEMORY);
 }
 
 Id3Tags::Id3Tags(const std::string& file, uint64_t offset, uint64_t size) : status_(ID3P_ERR_FAILED) {
   const OwnedFile handle = open_file(file);
   if (!handle || offset > INT32_MAX || size > INT32_MAX) return;
   FilePart part{handle.get(), static_cast<int64_t>(offset), static_cast<int64_t>(size), 0};
-  if (seek_part(&part, 0, 0) == 0) status_ = ID3P_Parse(&part, &kPartIo, &tags_);
+  if (seek_part(&part, 0, 0) == 0)
+    status_ = with_memory(ID3P_Parse(&part, &kPartIo, &tags_), ID3P_ERR_NO_MEMORY);
 }
 
 uint32_t Id3Tags::v2_bytes() const {

@@ -1,16 +1,16 @@
 // Names subtypes and reads the fields of format blocks.
 #include "host/inspect/media_type_text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <nlohmann/json.hpp>
+#include <utility>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/aac_format.h"
 #include "host/decoded_text.h"
 #include "host/inspect/aac_description.h"
-#include "host/wide_text.h"
 
 namespace zdr::host {
 namespace {
@@ -32,10 +32,22 @@ const NamedGuid kCodecs[] = {
     {MEDIASUBTYPE_PCM, "PCM"},
 };
 
-std::string guid_text(const GUID& guid) {
-  std::array<WCHAR, CHARS_IN_GUID> text{};
-  StringFromGUID2(guid, text.data(), CHARS_IN_GUID);
-  return to_utf8(text.data());
+using GuidText = std::array<char, CHARS_IN_GUID>;
+
+// The text is in `storage`.
+std::string_view guid_text(const GUID& guid, GuidText&& storage = {}) {
+  std::array<WCHAR, CHARS_IN_GUID> wide{};
+  StringFromGUID2(guid, wide.data(), CHARS_IN_GUID);
+  std::ranges::transform(wide, storage.begin(), [](WCHAR unit) { return static_cast<char>(unit); });
+  return storage.data();
+}
+
+std::string_view codec_text(const AM_MEDIA_TYPE& type, GuidText&& storage = {}) {
+  if (is_aac_access_units(type)) return "AAC";
+  for (const NamedGuid& codec : kCodecs) {
+    if (codec.guid == type.subtype) return codec.name;
+  }
+  return guid_text(type.subtype, std::move(storage));
 }
 
 // Copies the fixed part of a format block; false if the block is shorter.
@@ -57,14 +69,42 @@ std::string fourcc_text(DWORD code) {
   return type_text(text);
 }
 
+void add_video(JsonWriter& json, const VIDEOINFOHEADER& video) {
+  json.begin_object("video");
+  json.member("width", video.bmiHeader.biWidth);
+  json.member("height", video.bmiHeader.biHeight);
+  json.member("compression", fourcc_text(video.bmiHeader.biCompression));
+  json.member("header_size", video.bmiHeader.biSize);
+  json.member("bit_rate", video.dwBitRate);
+  json.member("time_per_frame_100ns", video.AvgTimePerFrame);
+  json.end_object();
+}
+
+void add_audio(JsonWriter& json, const WAVEFORMATEX& audio) {
+  json.begin_object("audio");
+  json.member("format_tag", audio.wFormatTag);
+  json.member("channels", audio.nChannels);
+  json.member("sample_rate", audio.nSamplesPerSec);
+  json.member("bytes_per_second", audio.nAvgBytesPerSec);
+  json.member("block_align", audio.nBlockAlign);
+  json.member("bits_per_sample", audio.wBitsPerSample);
+  json.member("extra_size", audio.cbSize);
+  json.end_object();
+}
+
+void add_aac(JsonWriter& json, const AacDescription& aac) {
+  json.begin_object("aac");
+  json.member("channels", aac.channels);
+  json.member("core_rate", aac.core_rate);
+  json.member("output_rate", aac.output_rate);
+  json.member("extension", aac.extension);
+  json.end_object();
+}
+
 }  // namespace
 
 std::string codec_name(const AM_MEDIA_TYPE& type) {
-  if (is_aac_access_units(type)) return "AAC";
-  for (const NamedGuid& codec : kCodecs) {
-    if (codec.guid == type.subtype) return codec.name;
-  }
-  return guid_text(type.subtype);
+  return std::string(codec_text(type));
 }
 
 std::string media_type_line(const AM_MEDIA_TYPE& type) {
@@ -88,37 +128,26 @@ std::string media_type_line(const AM_MEDIA_TYPE& type) {
   return line + ", format block of " + std::to_string(type.cbFormat) + " bytes";
 }
 
-nlohmann::ordered_json media_type_json(const AM_MEDIA_TYPE& type) {
-  nlohmann::ordered_json json{{"codec", codec_name(type)},
-                              {"major_type", guid_text(type.majortype)},
-                              {"subtype", guid_text(type.subtype)},
-                              {"format_type", guid_text(type.formattype)},
-                              {"temporal_compression", type.bTemporalCompression != FALSE},
-                              {"fixed_size_samples", type.bFixedSizeSamples != FALSE}};
+void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type) {
+  json.begin_object();
+  json.member("codec", codec_text(type));
+  json.member("major_type", guid_text(type.majortype));
+  json.member("subtype", guid_text(type.subtype));
+  json.member("format_type", guid_text(type.formattype));
+  json.member("temporal_compression", type.bTemporalCompression != FALSE);
+  json.member("fixed_size_samples", type.bFixedSizeSamples != FALSE);
   VIDEOINFOHEADER video{};
   WAVEFORMATEX audio{};
   if (is_video(type) && read_format(type, video)) {
-    json["video"] = {{"width", video.bmiHeader.biWidth},
-                     {"height", video.bmiHeader.biHeight},
-                     {"compression", fourcc_text(video.bmiHeader.biCompression)},
-                     {"header_size", video.bmiHeader.biSize},
-                     {"bit_rate", video.dwBitRate},
-                     {"time_per_frame_100ns", video.AvgTimePerFrame}};
+    add_video(json, video);
   } else if (read_format(type, audio)) {
-    json["audio"] = {{"format_tag", audio.wFormatTag},      {"channels", audio.nChannels},
-                     {"sample_rate", audio.nSamplesPerSec}, {"bytes_per_second", audio.nAvgBytesPerSec},
-                     {"block_align", audio.nBlockAlign},    {"bits_per_sample", audio.wBitsPerSample},
-                     {"extra_size", audio.cbSize}};
+    add_audio(json, audio);
   }
-  if (const auto aac = describe_aac(type)) {
-    json["aac"] = {{"channels", aac->channels},
-                   {"core_rate", aac->core_rate},
-                   {"output_rate", aac->output_rate},
-                   {"extension", aac->extension}};
-  }
-  json["format_block_size"] = type.cbFormat;
-  json["format_block"] = hex_text({type.pbFormat, type.cbFormat});
-  return json;
+  if (const auto aac = describe_aac(type)) add_aac(json, *aac);
+  json.member("format_block_size", type.cbFormat);
+  json.key("format_block");
+  json.hex_value({type.pbFormat, type.cbFormat});
+  json.end_object();
 }
 
 }  // namespace zdr::host

@@ -3,8 +3,9 @@
 
 #include <dshow.h>
 
-#include <nlohmann/json_fwd.hpp>
 #include <string>
+
+#include "host/json_writer.h"
 
 namespace zdr::host {
 
@@ -12,6 +13,6 @@ namespace zdr::host {
 std::string codec_name(const AM_MEDIA_TYPE& type);
 // One line: codec, picture size or channels and rate, bit rate, size of the format block.
 std::string media_type_line(const AM_MEDIA_TYPE& type);
-nlohmann::ordered_json media_type_json(const AM_MEDIA_TYPE& type);
+void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type);
 
 }  // namespace zdr::host

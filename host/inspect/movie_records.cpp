@@ -9,6 +9,7 @@ void MovieRecorder::on_box(void* caller, const P3gppBox* box) noexcept {
     recorder.read_field_ = recorder.begin_box(*box);
   } catch (...) {
     recorder.read_field_ = nullptr;
+    recorder.is_complete_ = false;
   }
   if (recorder.observer_ != nullptr) recorder.observer_->box(recorder.observer_->caller, box);
 }
@@ -19,6 +20,7 @@ void MovieRecorder::on_field(void* caller, const P3gppBoxField* field) noexcept 
     if (recorder.read_field_ != nullptr) (recorder.*recorder.read_field_)(*field);
   } catch (...) {
     recorder.read_field_ = nullptr;
+    recorder.is_complete_ = false;
   }
   if (recorder.observer_ != nullptr) recorder.observer_->field(recorder.observer_->caller, field);
 }

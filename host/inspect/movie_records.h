@@ -33,7 +33,7 @@ struct MovieRecord {
   std::vector<TrackRecord> tracks;  // those with a handler, a media header or an edit list, in file order
 };
 
-// Fills a MovieRecord during an open. If memory runs out, the record lacks the boxes shown last.
+// Fills a MovieRecord during an open.
 class MovieRecorder {
  public:
   // Passes every box and field on to `observer`, which may be null, must have both functions and must outlive
@@ -45,6 +45,8 @@ class MovieRecorder {
 
   const P3gppBoxVisitor& visitor() const { return visitor_; }
   MovieRecord& record() { return record_; }
+  // False if memory ran out: then the record lacks some boxes.
+  bool is_complete() const { return is_complete_; }
 
  private:
   // Reads a field of the box being shown; null if the box is not recorded.
@@ -63,6 +65,7 @@ class MovieRecorder {
   const P3gppBoxVisitor* observer_;
   P3gppBoxVisitor visitor_;
   MovieRecord record_;
+  bool is_complete_ = true;
   std::string track_path_;  // of the last track of the record
   ReadField read_field_ = nullptr;
   uint64_t segment_duration_ = 0;  // of the edit whose media time follows

@@ -23,7 +23,6 @@ struct StatusText {
 
 constexpr StatusText kStatusTexts[] = {
     {P3GPP_ERR_GENERIC, "a box that must be there is missing or damaged"},
-    {P3GPP_ERR_NO_MEMORY, "out of memory"},
     {P3GPP_ERR_OUT_OF_RANGE, "more sample entries or data references than can be stored"},
     {P3GPP_ERR_OPEN, "the file cannot be opened"},
     {P3GPP_ERR_READ, "the file ends inside this box, or the box claims more than it holds"},
@@ -62,13 +61,18 @@ int32_t track_status(P3gppFile* file, uint32_t id, bool& empty) {
   return status;
 }
 
-// The reason why the first track of a type has no pin; empty if the file has no such track.
-std::string track_reason(const ParsedMovie& movie, uint32_t type, const char* name,
-                         std::string& status_text) {
+// The reason why the first track of a type has no pin; empty if the file has no such track, or if it is
+// sound, which sets `is_sound`.
+std::string track_reason(const ParsedMovie& movie, uint32_t type, const char* name, std::string& status_text,
+                         bool& is_sound) {
   const std::vector<uint32_t> ids = movie.track_ids(type);
   if (ids.empty()) return {};
   bool empty = false;
   const int32_t status = track_status(movie.file(), ids[0], empty);
+  if (status == P3GPP_OK && !empty) {
+    is_sound = true;
+    return {};
+  }
   status_text = std::to_string(status);
   std::string reason = describe(status);
   if (status == P3GPP_ERR_NO_TABLE) reason = "its codec is not supported, or a sample table is missing";
@@ -79,9 +83,13 @@ std::string track_reason(const ParsedMovie& movie, uint32_t type, const char* na
 Diagnosis without_pins(const ParsedMovie& movie) {
   Diagnosis diagnosis{ExitCode::kNotSupported, "", "no audio or video track in the file", ""};
   std::string status;
-  const std::string audio = track_reason(movie, P3GPP_TRACK_AUDIO, "audio", status);
-  const std::string video = track_reason(movie, P3GPP_TRACK_VIDEO, "video", status);
-  if (audio.empty() && video.empty()) return diagnosis;
+  bool is_sound = false;
+  const std::string audio = track_reason(movie, P3GPP_TRACK_AUDIO, "audio", status, is_sound);
+  const std::string video = track_reason(movie, P3GPP_TRACK_VIDEO, "video", status, is_sound);
+  if (audio.empty() && video.empty()) {
+    if (!is_sound) return diagnosis;
+    return {ExitCode::kCannotOpen, "", "could not be opened, although its tracks are sound", ""};
+  }
   diagnosis.reason = "no usable track: " + audio + (audio.empty() || video.empty() ? "" : "; ") + video;
   diagnosis.status = status;
   return diagnosis;
@@ -124,8 +132,7 @@ Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
   }
   const P3gppOpenError& error = movie.error();
   const bool has_movie = std::string(error.path).starts_with("moov");
-  if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4 && !has_movie &&
-      movie.status() != P3GPP_ERR_NO_MEMORY) {
+  if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4 && !has_movie) {
     return {ExitCode::kNotSupported, "", "not an ISO media file", diagnosis.status};
   }
   if (error.path[0] != '\0') {

@@ -2,9 +2,12 @@
 #include "host/inspect/parsed_movie.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
+#include "host/memory.h"
 #include "host/wide_text.h"
 
 namespace zdr::host {
@@ -12,32 +15,34 @@ namespace zdr::host {
 ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer)
     : path_(wide_file_name(file)) {
   const FMGR_Config unbuffered{0, 0};
-  if (FMGR_Init(&context_, &unbuffered) != FMGR_OK) return;
+  FMGR_Context* manager = nullptr;
+  if (FMGR_Init(&manager, &unbuffered) != FMGR_OK) throw std::bad_alloc();
+  context_.reset(manager);
   descriptor_.type = FMGR_DEV_FILE_W;
   descriptor_.source.wide_path = path_.c_str();
   MovieRecorder recorder(observer);
-  status_ = P3GPP_OpenTraced(&file_, &descriptor_, context_, &error_, &recorder.visitor());
+  P3gppFile* opened = nullptr;
+  status_ = P3GPP_OpenTraced(&opened, &descriptor_, context_.get(), &error_, &recorder.visitor());
+  file_.reset(opened);
+  with_memory(status_, P3GPP_ERR_NO_MEMORY);
+  with_memory(error_.status, P3GPP_ERR_NO_MEMORY);
+  if (!recorder.is_complete()) throw std::bad_alloc();
   record_ = std::move(recorder.record());
-}
-
-ParsedMovie::~ParsedMovie() {
-  if (file_ != nullptr) P3GPP_Close(file_);
-  if (context_ != nullptr) FMGR_Deinit(context_);
 }
 
 std::vector<uint32_t> ParsedMovie::track_ids(uint32_t type) const {
   P3gppTrackCounts counts{};
-  if (P3GPP_GetTrackCounts(file_, &counts) != P3GPP_OK) return {};
+  if (P3GPP_GetTrackCounts(file(), &counts) != P3GPP_OK) return {};
   std::vector<uint32_t> ids(type == P3GPP_TRACK_AUDIO ? counts.audio : counts.video);
   uint32_t found = 0;
-  if (ids.empty() || P3GPP_GetTrackIds(file_, type, ids.data(), &found) != P3GPP_OK) return {};
+  if (ids.empty() || P3GPP_GetTrackIds(file(), type, ids.data(), &found) != P3GPP_OK) return {};
   ids.resize(std::min<size_t>(found, ids.size()));
   return ids;
 }
 
 int32_t ParsedMovie::get_facts(uint32_t id, TrackFacts& facts) const {
   P3gppTrackInfo* info = nullptr;
-  const int32_t status = P3GPP_GetTrackInfo(file_, id, &info);
+  const int32_t status = with_memory(P3GPP_GetTrackInfo(file(), id, &info), P3GPP_ERR_NO_MEMORY);
   if (status != P3GPP_OK) return status;
   facts = {info->sample_count, info->time_scale};
   info->release(info);
@@ -46,7 +51,12 @@ int32_t ParsedMovie::get_facts(uint32_t id, TrackFacts& facts) const {
 
 std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file) {
   if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4) return nullptr;
-  return std::make_unique<const ParsedMovie>(file);
+  auto movie = std::make_unique<const ParsedMovie>(file);
+  // The parser has no other status for want of memory or of handles here, and nothing would be known of what
+  // is left out.
+  std::error_code code;
+  if (movie->status() == P3GPP_ERR_OPEN && std::filesystem::exists(file, code)) throw std::bad_alloc();
+  return movie;
 }
 
 }  // namespace zdr::host

@@ -22,15 +22,15 @@ struct TrackFacts {
 class ParsedMovie {
  public:
   // Opens the file as the filter does. `observer`, if not null, receives the boxes while they are parsed.
+  // Throws std::bad_alloc if the parser or the record runs out of memory.
   explicit ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer = nullptr);
-  ~ParsedMovie();
   ParsedMovie(const ParsedMovie&) = delete;
   ParsedMovie& operator=(const ParsedMovie&) = delete;
 
   int32_t status() const { return status_; }  // of the open
   bool is_open() const { return status_ == P3GPP_OK; }
   const P3gppOpenError& error() const { return error_; }
-  P3gppFile* file() const { return file_; }
+  P3gppFile* file() const { return file_.get(); }
   const MovieRecord& record() const { return record_; }
 
   // IDs of the audio or the video tracks (P3GPP_TRACK_), in file order.
@@ -39,16 +39,23 @@ class ParsedMovie {
   int32_t get_facts(uint32_t id, TrackFacts& facts) const;
 
  private:
+  struct DeinitManager {
+    void operator()(FMGR_Context* context) const { FMGR_Deinit(context); }
+  };
+  struct CloseMovie {
+    void operator()(P3gppFile* file) const { P3GPP_Close(file); }
+  };
+
   std::u16string path_;
-  FMGR_Context* context_ = nullptr;
+  std::unique_ptr<FMGR_Context, DeinitManager> context_;
   FMGR_Descriptor descriptor_{};
-  P3gppFile* file_ = nullptr;
+  std::unique_ptr<P3gppFile, CloseMovie> file_;
   P3gppOpenError error_{};
-  int32_t status_ = P3GPP_ERR_NO_MEMORY;
+  int32_t status_ = P3GPP_ERR_GENERIC;
   MovieRecord record_;
 };
 
-// Returns null if the extension of the file is not one of ISO media.
+// For a file that the filter has opened. Returns null if its extension is not one of ISO media.
 std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file);
 
 }  // namespace zdr::host

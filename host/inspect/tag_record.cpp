@@ -1,8 +1,6 @@
 // Renders tags as lines and as JSON.
 #include "host/inspect/tag_record.h"
 
-#include <nlohmann/json.hpp>
-
 #include "host/decoded_text.h"
 
 namespace zdr::host {
@@ -34,15 +32,17 @@ std::string tag_line(const TagRecord& tag) {
   return printable(tag.tag) + " (" + printable(tag.type) + language + "): " + text;
 }
 
-nlohmann::ordered_json tags_json(const std::vector<TagRecord>& tags) {
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+void add_tags(JsonWriter& json, const std::vector<TagRecord>& tags) {
+  json.begin_array("tags");
   for (const TagRecord& tag : tags) {
-    nlohmann::ordered_json json{{"tag", tag.tag}, {"type", tag.type}};
-    if (!tag.language.empty()) json["language"] = tag.language;
+    json.begin_object();
+    json.member("tag", tag.tag);
+    json.member("type", tag.type);
+    if (!tag.language.empty()) json.member("language", tag.language);
     for (const Field& field : tag.fields) add_field(json, field);
-    list.push_back(std::move(json));
+    json.end_object();
   }
-  return list;
+  json.end_array();
 }
 
 }  // namespace zdr::host

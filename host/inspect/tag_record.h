@@ -1,7 +1,6 @@
 // One tag of a file, independent of its format in the file.
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
@@ -19,7 +18,8 @@ struct TagRecord {
 // "title (titl, eng): ...", with control characters made visible.
 std::string tag_line(const TagRecord& tag);
 
-// An array with one object per tag: "tag", "type", "language" if the tag has one, then the fields.
-nlohmann::ordered_json tags_json(const std::vector<TagRecord>& tags);
+// Adds an array "tags" with one object per tag: "tag", "type", "language" if the tag has one, then the
+// fields.
+void add_tags(JsonWriter& json, const std::vector<TagRecord>& tags);
 
 }  // namespace zdr::host

@@ -2,6 +2,7 @@
 #include "host/writers/decoded_aac_writer.h"
 
 #include <bit>
+#include <new>
 
 #include "host/aac_format.h"
 
@@ -25,7 +26,7 @@ bool DecodedAacWriter::configure(Bytes config, Bytes first_unit) {
   const auto parsed = read_aac_config(config, first_unit);
   if (!parsed) return false;
   Zd_AAC_Dec_Instance* instance = nullptr;
-  if (Zd_AAC_Dec_Create(&instance, ZD_AAC_DEC_MODE_PS) != ZD_AAC_DEC_OK) return false;
+  if (Zd_AAC_Dec_Create(&instance, ZD_AAC_DEC_MODE_PS) != ZD_AAC_DEC_OK) throw std::bad_alloc();
   decoder_.reset(instance);
   Zd_AAC_Dec_Config accepted = *parsed;
   if (Zd_AAC_Dec_SetConfig(instance, &accepted) != ZD_AAC_DEC_OK) return false;

@@ -81,8 +81,10 @@ HRESULT CBasePin::AgreeMediaType(IPin* receiver, const CMediaType* type) {
   HRESULT failure = VFW_E_NO_ACCEPTABLE_TYPES;
   for (IPin* const offering : {receiver, static_cast<IPin*>(this)}) {
     ComPtr<IEnumMediaTypes> types;
-    if (FAILED(offering->EnumMediaTypes(types.out()))) continue;
-    const HRESULT hr = TryMediaTypes(receiver, type, types.get());
+    HRESULT hr = offering->EnumMediaTypes(types.out());
+    if (hr == E_OUTOFMEMORY) failure = hr;
+    if (FAILED(hr)) continue;
+    hr = TryMediaTypes(receiver, type, types.get());
     if (SUCCEEDED(hr)) return S_OK;
     // Kept: the later round decides, even if it only found no acceptable type.
     if (!is_plain_refusal(hr)) failure = hr;
@@ -93,8 +95,9 @@ HRESULT CBasePin::AgreeMediaType(IPin* receiver, const CMediaType* type) {
 HRESULT CBasePin::TryMediaTypes(IPin* receiver, const CMediaType* type, IEnumMediaTypes* enumerator) {
   if (const HRESULT hr = enumerator->Reset(); FAILED(hr)) return hr;
   HRESULT first_failure = S_OK;
+  HRESULT next = S_OK;
   AM_MEDIA_TYPE* record = nullptr;
-  while (enumerator->Next(1, &record, nullptr) == S_OK) {
+  while ((next = enumerator->Next(1, &record, nullptr)) == S_OK) {
     const std::unique_ptr<AM_MEDIA_TYPE, decltype(&DeleteMediaType)> owned(record, &DeleteMediaType);
     const CMediaType* const offered = AsMediaType(record);
     if (type != nullptr && !offered->MatchesPartial(type)) continue;
@@ -102,7 +105,8 @@ HRESULT CBasePin::TryMediaTypes(IPin* receiver, const CMediaType* type, IEnumMed
     if (SUCCEEDED(hr)) return S_OK;
     if (SUCCEEDED(first_failure) && !is_plain_refusal(hr)) first_failure = hr;
   }
-  return FAILED(first_failure) ? first_failure : VFW_E_NO_ACCEPTABLE_TYPES;
+  if (FAILED(first_failure)) return first_failure;
+  return next == E_OUTOFMEMORY ? next : VFW_E_NO_ACCEPTABLE_TYPES;
 }
 
 HRESULT CBasePin::AttemptConnection(IPin* receiver, const CMediaType* type) {

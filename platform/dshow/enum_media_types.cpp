@@ -47,9 +47,14 @@ HRESULT CEnumMediaTypes::Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched
     CMediaType type;
     const int position = m_Position;
     advance(1);
-    if (m_pPin->GetMediaType(position, &type) != S_OK) break;
-    types[taken] = CreateMediaType(&type);
-    if (types[taken] == nullptr) break;
+    const HRESULT hr = m_pPin->GetMediaType(position, &type);
+    if (hr == S_OK) types[taken] = CreateMediaType(&type);
+    const bool has_memory = hr == S_OK ? types[taken] != nullptr : !m_pPin->LacksMemory(hr);
+    if (!has_memory) {
+      m_Position = position;
+      if (taken == 0) return E_OUTOFMEMORY;
+    }
+    if (hr != S_OK || !has_memory) break;
     ++taken;
   }
   if (fetched != nullptr) *fetched = taken;

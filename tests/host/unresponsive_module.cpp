@@ -1,5 +1,6 @@
 // A source filter that misbehaves in the way that the environment variable ZDR_TEST_FAULT names: its worker
-// hangs at a sample, it reports that the user ended the playback, or it leaves an object behind.
+// hangs at a sample or runs out of memory, its pin has an odd name, it reports that the user ended the
+// playback, or it leaves an object behind.
 #include <streams.h>
 #include <unistd.h>
 
@@ -20,9 +21,14 @@ bool has_fault(std::string_view name) {
   for (;;) pause();
 }
 
+LPCWSTR pin_name() {
+  if (has_fault("no name")) return nullptr;
+  return has_fault("path") ? WIDE("/../../x") : WIDE("Audio0");
+}
+
 class Stream final : public CSourceStream {
  public:
-  Stream(HRESULT* phr, CSource* filter) : CSourceStream(NAME("stream"), phr, filter, WIDE("Audio0")) {}
+  Stream(HRESULT* phr, CSource* filter) : CSourceStream(NAME("stream"), phr, filter, pin_name()) {}
 
   HRESULT GetMediaType(int position, CMediaType* type) override {
     if (position > 0) return VFW_S_NO_MORE_ITEMS;
@@ -43,6 +49,7 @@ class Stream final : public CSourceStream {
   HRESULT FillBuffer(IMediaSample* sample) override {
     if (has_fault("first sample") || (has_fault("second sample") && delivered_ > 0)) hang();
     if (has_fault("user") && delivered_ > 0) m_pFilter->NotifyEvent(EC_USERABORT, 0, 0);
+    if (has_fault("memory") && delivered_ > 0) return E_OUTOFMEMORY;
     BYTE* data = nullptr;
     if (delivered_++ > 0 || FAILED(sample->GetPointer(&data))) return S_FALSE;
     *data = 0x7C;  // a frame of AMR without data

@@ -65,7 +65,8 @@ HRESULT IsoClip::open(ClientBytes& configuration) {
 
 HRESULT IsoClip::open_video(uint32_t track_id, ClientBytes& configuration) {
   P3gppTrack* opened = nullptr;
-  if (P3GPP_OpenTrack(file_.get(), &opened, track_id, kTrackCacheBudget) != P3GPP_OK) return E_FAIL;
+  if (with_memory(P3GPP_OpenTrack(file_.get(), &opened, track_id, kTrackCacheBudget)) != P3GPP_OK)
+    return E_FAIL;
   video_.reset(opened);
   track = opened;
   const DecoderInfoPointer decoder = read_decoder_info(file_.get(), track_id);
@@ -89,13 +90,14 @@ HRESULT IsoClip::open_video(uint32_t track_id, ClientBytes& configuration) {
 HRESULT IsoClip::read_sample(uint32_t number, ClientBytes& sample) {
   P3gppSample request{};
   request.number = number;
-  if (P3GPP_ReadSample(video_.get(), &request) != P3GPP_OK || request.size > file_size_) return E_FAIL;
+  if (with_memory(P3GPP_ReadSample(video_.get(), &request)) != P3GPP_OK || request.size > file_size_)
+    return E_FAIL;
   ClientBytes read;
   // An empty sample has a buffer that is not null.
   read.bytes.reset(static_cast<BYTE*>(std::malloc(std::max<size_t>(request.size, 1))));
   if (!read.bytes) return E_OUTOFMEMORY;
   request.buffer = read.bytes.get();
-  if (P3GPP_ReadSampleBounded(video_.get(), &request, request.size) != P3GPP_OK) return E_FAIL;
+  if (with_memory(P3GPP_ReadSampleBounded(video_.get(), &request, request.size)) != P3GPP_OK) return E_FAIL;
   read.size = request.size;
   sample = std::move(read);
   return S_OK;
@@ -107,7 +109,7 @@ uint32_t IsoClip::number_of_key_frame(DWORD index) {
   // If every sample is a sync sample, the search would only count up to the index, through as many samples as
   // the file claims.
   uint32_t all_sync = 0;
-  if (P3GPP_GetAllSyncCount(video_.get(), &all_sync) == P3GPP_OK && all_sync != 0) {
+  if (with_memory(P3GPP_GetAllSyncCount(video_.get(), &all_sync)) == P3GPP_OK && all_sync != 0) {
     return std::clamp(index, kFirstSample, all_sync);
   }
   uint32_t number = kFirstSample;
@@ -115,7 +117,7 @@ uint32_t IsoClip::number_of_key_frame(DWORD index) {
   // so does the frame at an index.
   for (DWORD counted = 1; counted < index;) {
     uint32_t found = number;
-    if (P3GPP_FindSyncSample(video_.get(), &found, P3GPP_SYNC_FORWARD) != P3GPP_OK) break;
+    if (with_memory(P3GPP_FindSyncSample(video_.get(), &found, P3GPP_SYNC_FORWARD)) != P3GPP_OK) break;
     if (found == number) {
       ++number;
       continue;

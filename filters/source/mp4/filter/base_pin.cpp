@@ -9,7 +9,9 @@ CZanBaseSourceOutputPin::CZanBaseSourceOutputPin(CObjectName object_name, HRESUL
   // The base class does not report events that could not be created. Without them, a call would not wait for
   // the worker's reply.
   const bool has_events = HANDLE{m_EventSend} != nullptr && HANDLE{m_EventComplete} != nullptr;
-  if (SUCCEEDED(*phr) && !has_events) *phr = E_OUTOFMEMORY;
+  // Nor does it report a name that could not be copied.
+  const bool has_name = Name() != nullptr || name == nullptr;
+  if (SUCCEEDED(*phr) && !(has_events && has_name)) *phr = E_OUTOFMEMORY;
 }
 
 HRESULT CZanBaseSourceOutputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {

@@ -47,7 +47,12 @@ HRESULT CZanBaseSourceFilter::Load(LPCOLESTR file_name, const AM_MEDIA_TYPE* med
   CloseSource();
   if (!store_file_name(file_name)) return E_OUTOFMEMORY;
 
-  loaded_ = OpenSource(file_name_.get(), media_type) != FALSE;
+  try {
+    loaded_ = OpenSource(file_name_.get(), media_type) != FALSE;
+  } catch (const std::bad_alloc&) {
+    CloseSource();
+    return E_OUTOFMEMORY;
+  }
   if (loaded_) {
     IncrementPinVersion();
     return S_OK;

@@ -3,6 +3,7 @@
 
 #include "filters/source/mp4/clips/clip.h"
 #include "filters/source/mp4/filter/mp4_source.h"
+#include "platform/com/status_guard.h"
 
 namespace zdr::mp4source {
 namespace {
@@ -38,12 +39,14 @@ HRESULT CZanMP4SourceFilter::OpenClip(LPCOLESTR file_name, ClipHandle** clip, BY
 HRESULT CZanMP4SourceFilter::GetKeyFrame(ClipHandle* clip, DWORD index, BYTE** buffer, DWORD* size) {
   if (clip == nullptr) return E_HANDLE;
   if (buffer == nullptr || size == nullptr) return E_POINTER;
-  ClientBytes frame;
-  const HRESULT hr = static_cast<Clip*>(clip)->read_key_frame(index, frame);
-  if (FAILED(hr)) return hr;
-  *size = frame.size;
-  *buffer = frame.bytes.release();
-  return hr;
+  return com::guarded([&] {
+    ClientBytes frame;
+    const HRESULT hr = static_cast<Clip*>(clip)->read_key_frame(index, frame);
+    if (FAILED(hr)) return hr;
+    *size = frame.size;
+    *buffer = frame.bytes.release();
+    return hr;
+  });
 }
 
 HRESULT CZanMP4SourceFilter::GetClipInfo(ClipHandle* clip, ClipInfo* info) {
@@ -52,7 +55,7 @@ HRESULT CZanMP4SourceFilter::GetClipInfo(ClipHandle* clip, ClipInfo* info) {
   try {
     return static_cast<Clip*>(clip)->report(*info, shared_.frame_rate);
   } catch (const std::bad_alloc&) {
-    return E_FAIL;
+    return E_OUTOFMEMORY;
   }
 }
 

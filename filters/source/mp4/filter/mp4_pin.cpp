@@ -8,6 +8,7 @@
 #include "filters/source/mp4/sources/aac_source.h"
 #include "filters/source/mp4/sources/amr_source.h"
 #include "filters/source/mp4/sources/iso_source.h"
+#include "platform/com/status_guard.h"
 
 namespace zdr::mp4source {
 namespace {
@@ -68,13 +69,18 @@ HRESULT CZanMP4SourceOutputPin::GetMediaType(int position, CMediaType* type) {
   if (position < 0) return E_INVALIDARG;
   if (position > 0) return VFW_S_NO_MORE_ITEMS;
   SampleSource* const source = active_source();
-  return source != nullptr ? source->build_media_type(*type) : kTypeNotBuilt;
+  if (source == nullptr) return kTypeNotBuilt;
+  return com::guarded([&] { return source->build_media_type(*type); });
+}
+
+bool CZanMP4SourceOutputPin::LacksMemory(HRESULT hr) const noexcept {
+  return hr == kNoSpeechFormat || CZanBaseSourceOutputPin::LacksMemory(hr);
 }
 
 HRESULT CZanMP4SourceOutputPin::CheckMediaType(const CMediaType* type) {
   CheckPointer(type, E_POINTER);
   SampleSource* const source = active_source();
-  return source != nullptr && source->accepts(*type) ? S_OK : E_FAIL;
+  return com::guarded([&] { return source != nullptr && source->accepts(*type) ? S_OK : E_FAIL; });
 }
 
 HRESULT CZanMP4SourceOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) {
@@ -102,8 +108,10 @@ HRESULT CZanMP4SourceOutputPin::GetCurrentPosition(LONGLONG* current) {
 }
 
 HRESULT CZanMP4SourceOutputPin::Notify(IBaseFilter*, Quality quality) {
-  source_->skip_if_late(quality.Late);
-  return S_OK;
+  return com::guarded([&] {
+    source_->skip_if_late(quality.Late);
+    return S_OK;
+  });
 }
 
 HRESULT CZanMP4SourceOutputPin::FillBuffer(IMediaSample* sample) {

@@ -49,6 +49,7 @@ class CZanMP4SourceOutputPin final : public CZanBaseSourceOutputPin, private Pla
 
   // One type, at position 0. After a failure the result may differ: see build_aac_type().
   HRESULT GetMediaType(int position, CMediaType* type) override;
+  bool LacksMemory(HRESULT hr) const noexcept override;
   HRESULT CheckMediaType(const CMediaType* type) override;
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
 

@@ -23,11 +23,10 @@ BOOL CZanMP4SourceFilter::OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE*) 
       case SOURCE_KIND_NONE:
         break;
     }
-    return FALSE;
-  } catch (const std::bad_alloc&) {
+  } catch (const FileNotOpened&) {
     CloseSource();  // pins that were already made are useless without the rest
-    return FALSE;
   }
+  return FALSE;
 }
 
 // Sets the filter's kind to the file's, if the extension is known. Called for the file that is loaded, and
@@ -89,11 +88,12 @@ bool CZanMP4SourceFilter::open_aac(LPCOLESTR file_name) {
   return add_file_pin(std::move(pin));
 }
 
-// Null when the pin cannot be made.
+// Null when the pin cannot be made. Throws bad_alloc when memory runs out.
 CZanMP4SourceFilter::PinPointer CZanMP4SourceFilter::new_pin(LPCWSTR name) {
   HRESULT hr = S_OK;
   PinOwner& owner = *this;
   auto pin = std::make_unique<CZanMP4SourceOutputPin>(&hr, this, owner, shared_, name);
+  if (hr == E_OUTOFMEMORY) throw std::bad_alloc();
   return SUCCEEDED(hr) ? std::move(pin) : nullptr;
 }
 

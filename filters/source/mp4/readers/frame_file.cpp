@@ -1,6 +1,8 @@
 // Opens speech and AAC files with their readers.
 #include "filters/source/mp4/readers/frame_file.h"
 
+#include <new>
+
 #include "os/os.h"
 
 namespace zdr::mp4source {
@@ -22,7 +24,7 @@ AmrFilePointer open_amr_file(const WCHAR* file_name) {
 AacFilePointer open_aac_file(const WCHAR* file_name) {
   const AACF_OpenParams params{&kFileIo, kScanLimit};
   AACF_File* reader = nullptr;
-  AACF_Open(&reader, file_name, &params);
+  if (AACF_Open(&reader, file_name, &params) == AACF_ERR_NO_MEMORY) throw std::bad_alloc();
   return AacFilePointer(reader);
 }
 

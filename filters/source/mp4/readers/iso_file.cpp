@@ -1,6 +1,7 @@
 // Opens ISO media files and reads the descriptions of their tracks.
 #include "filters/source/mp4/readers/iso_file.h"
 
+#include <new>
 #include <vector>
 
 namespace zdr::mp4source {
@@ -9,6 +10,11 @@ namespace {
 constexpr uint32_t kFirstDescription = 1;
 
 }  // namespace
+
+int32_t with_memory(int32_t status) {
+  if (status == P3GPP_ERR_NO_MEMORY) throw std::bad_alloc();
+  return status;
+}
 
 FileManagerPointer new_file_manager() {
   const FMGR_Config unbuffered{0, 0};
@@ -26,8 +32,11 @@ FMGR_Descriptor wide_file_descriptor(const WCHAR* path) {
 
 IsoFilePointer open_iso_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager) {
   P3gppFile* file = nullptr;
-  const bool opened = P3GPP_Open(&file, &descriptor, manager) == P3GPP_OK;
-  return IsoFilePointer(opened ? file : nullptr);
+  P3gppOpenError error{};
+  const bool opened = P3GPP_OpenExplained(&file, &descriptor, manager, &error) == P3GPP_OK;
+  IsoFilePointer owned(opened ? file : nullptr);
+  with_memory(error.status);  // also if the parser tolerates the failure, which cost a track
+  return owned;
 }
 
 bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint64_t* size) {
@@ -41,7 +50,7 @@ bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint
 uint32_t first_track_id(P3gppFile* file, uint32_t type, uint32_t track_count) {
   std::vector<uint32_t> ids(track_count, 0);
   uint32_t listed = 0;
-  P3GPP_GetTrackIds(file, type, ids.data(), &listed);
+  with_memory(P3GPP_GetTrackIds(file, type, ids.data(), &listed));
   return ids.front();
 }
 
@@ -50,14 +59,14 @@ TrackInfoPointer read_track_info(P3gppFile* file, uint32_t track_id) {
   P3gppTrackInfo* info = nullptr;
   const int32_t status = P3GPP_GetTrackInfo(file, track_id, &info);
   TrackInfoPointer owned(info);
-  return status == P3GPP_OK ? std::move(owned) : nullptr;
+  return with_memory(status) == P3GPP_OK ? std::move(owned) : nullptr;
 }
 
 DecoderInfoPointer read_decoder_info(P3gppFile* file, uint32_t track_id) {
   P3gppDecoderInfo* info = nullptr;
   const int32_t status = P3GPP_GetDecoderInfo(file, track_id, &info, kFirstDescription);
   DecoderInfoPointer owned(info);
-  return status == P3GPP_OK ? std::move(owned) : nullptr;
+  return with_memory(status) == P3GPP_OK ? std::move(owned) : nullptr;
 }
 
 }  // namespace zdr::mp4source

@@ -7,20 +7,29 @@
 
 namespace zdr::mp4source {
 
+// Returns a status of the parser. Throws bad_alloc for that of exhausted memory, which must not pass for a
+// track that cannot be played.
+int32_t with_memory(int32_t status);
+
+// Thrown if an open file cannot be opened once more, for a track: that is no reason to play it without the
+// track.
+struct FileNotOpened {};
+
 // Null when memory runs out. Unbuffered: the parser reads in blocks of its own.
 FileManagerPointer new_file_manager();
 
 // `path` outlives the descriptor.
 FMGR_Descriptor wide_file_descriptor(const WCHAR* path);
 
-// Null when the file cannot be opened. The descriptor and the manager outlive the file.
+// Null when the file cannot be opened; this and the functions below throw bad_alloc when memory runs out. The
+// descriptor and the manager outlive the file.
 IsoFilePointer open_iso_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager);
 
 // Opens the file once more, for its size alone. False if that fails.
 bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint64_t* size);
 
 // The ID of the first track of a type; 0, which is not a valid ID, for a track that has none. `track_count`
-// is the parser's count for that type, above 0. Throws bad_alloc when memory runs out.
+// is the parser's count for that type, above 0.
 uint32_t first_track_id(P3gppFile* file, uint32_t type, uint32_t track_count);
 
 // Null when the track cannot be described.

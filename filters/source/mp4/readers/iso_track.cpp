@@ -46,15 +46,16 @@ bool IsoTrack::open(P3gppFile* file, uint32_t track_id, StreamKind stream, uint6
 
   P3gppTrack* track = nullptr;
   const bool is_video = stream == StreamKind::kVideo;
-  if (P3GPP_OpenTrack(file, &track, track_id, is_video ? kVideoCacheBudget : kAudioCacheBudget) != P3GPP_OK) {
-    return false;
-  }
+  const uint32_t cache_budget = is_video ? kVideoCacheBudget : kAudioCacheBudget;
+  const int32_t status = with_memory(P3GPP_OpenTrack(file, &track, track_id, cache_budget));
+  if (status == P3GPP_ERR_OPEN) throw FileNotOpened();
+  if (status != P3GPP_OK) return false;
   track_.reset(track);
   // Both may fail: without a size no buffer is allocated, without a bitrate the media type has 0.
   uint32_t largest_sample = 0;
-  P3GPP_GetMaxSampleSize(track, &largest_sample);
+  with_memory(P3GPP_GetMaxSampleSize(track, &largest_sample));
   largest_sample_ = static_cast<uint32_t>(std::min<uint64_t>(largest_sample, file_size));
-  if (is_video) P3GPP_GetBitrate(track, &average_bitrate_);
+  if (is_video) with_memory(P3GPP_GetBitrate(track, &average_bitrate_));
   return true;
 }
 
@@ -95,7 +96,7 @@ bool IsoTrack::packs_groups() const {
 bool IsoTrack::read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, uint32_t room) {
   sample.number = number;
   sample.buffer = buffer;
-  return P3GPP_ReadSampleBounded(track_.get(), &sample, room) == P3GPP_OK;
+  return with_memory(P3GPP_ReadSampleBounded(track_.get(), &sample, room)) == P3GPP_OK;
 }
 
 ReadResult IsoTrack::read_first_sample(OwnedSample& sample) {
@@ -110,8 +111,8 @@ ReadResult IsoTrack::read_first_sample(OwnedSample& sample) {
 bool IsoTrack::seek(REFERENCE_TIME target) {
   uint32_t media_time = seek_media_time(target, time_scale());
   uint32_t number = 0;
-  if (P3GPP_TimeToSample(track_.get(), &media_time, &number) != P3GPP_OK) return false;
-  if (P3GPP_FindSyncSample(track_.get(), &number, P3GPP_SYNC_BACKWARD) != P3GPP_OK) return false;
+  if (with_memory(P3GPP_TimeToSample(track_.get(), &media_time, &number)) != P3GPP_OK) return false;
+  if (with_memory(P3GPP_FindSyncSample(track_.get(), &number, P3GPP_SYNC_BACKWARD)) != P3GPP_OK) return false;
   counter_ = number - 1;
   return true;
 }
@@ -149,13 +150,13 @@ std::optional<AccessUnits> IsoTrack::read_group(uint8_t* buffer, uint32_t room) 
 // False when the query fails.
 bool IsoTrack::is_sync_sample(uint32_t number) {
   int32_t is_sync = 0;
-  return P3GPP_IsSyncSample(track_.get(), number, &is_sync) == P3GPP_OK && is_sync != 0;
+  return with_memory(P3GPP_IsSyncSample(track_.get(), number, &is_sync)) == P3GPP_OK && is_sync != 0;
 }
 
 std::optional<uint32_t> IsoTrack::decoding_time_of(uint32_t number, uint32_t fallback) {
   uint32_t decoding_time = fallback;
   uint32_t composition_time = fallback;
-  if (P3GPP_GetSampleTime(track_.get(), number, &decoding_time, &composition_time) != P3GPP_OK) {
+  if (with_memory(P3GPP_GetSampleTime(track_.get(), number, &decoding_time, &composition_time)) != P3GPP_OK) {
     return std::nullopt;
   }
   return decoding_time;
@@ -165,8 +166,8 @@ std::optional<uint32_t> IsoTrack::decoding_time_of(uint32_t number, uint32_t fal
 uint32_t IsoTrack::next_sync_sample(uint32_t number) {
   uint32_t next = number + 1;
   int32_t is_sync = 0;
-  if (P3GPP_IsSyncSample(track_.get(), next, &is_sync) != P3GPP_OK || is_sync != 0) return next;
-  return P3GPP_FindSyncSample(track_.get(), &next, P3GPP_SYNC_FORWARD) == P3GPP_OK ? next : 0;
+  if (with_memory(P3GPP_IsSyncSample(track_.get(), next, &is_sync)) != P3GPP_OK || is_sync != 0) return next;
+  return with_memory(P3GPP_FindSyncSample(track_.get(), &next, P3GPP_SYNC_FORWARD)) == P3GPP_OK ? next : 0;
 }
 
 // The queries use the cursors of the reads, so their results depend on their order.
@@ -197,8 +198,9 @@ void IsoTrack::skip_if_late(REFERENCE_TIME lateness) {
   if (time_to_next_sync_ == 0 || lateness <= wrapping_sub(time_to_next_sync_, kLatenessMargin)) return;
   uint32_t number = counter_ + 1;
   int32_t is_sync = 0;
-  if (P3GPP_IsSyncSample(track_.get(), number, &is_sync) != P3GPP_OK || is_sync != 0) return;
-  if (P3GPP_FindSyncSample(track_.get(), &number, P3GPP_SYNC_FORWARD) == P3GPP_OK) counter_ = number - 1;
+  if (with_memory(P3GPP_IsSyncSample(track_.get(), number, &is_sync)) != P3GPP_OK || is_sync != 0) return;
+  if (with_memory(P3GPP_FindSyncSample(track_.get(), &number, P3GPP_SYNC_FORWARD)) == P3GPP_OK)
+    counter_ = number - 1;
 }
 
 }  // namespace zdr::mp4source

@@ -7,6 +7,7 @@
 #include "filters/source/mp4/media_types/media_type.h"
 #include "filters/source/mp4/sources/first_sample.h"
 #include "filters/source/mp4/sources/sample_buffer.h"
+#include "platform/com/status_guard.h"
 
 namespace zdr::mp4source {
 namespace {
@@ -46,7 +47,7 @@ void IsoSource::skip_if_late(REFERENCE_TIME lateness) {
 
 HRESULT IsoSource::fill(IMediaSample* sample) {
   const Positions segment = context_.positions();
-  const HRESULT hr = fill_from(segment, sample);
+  const HRESULT hr = com::guarded([&] { return fill_from(segment, sample); });
   if (hr != S_OK && segment.seek_pending) abandon_seek(hr);
   return hr;
 }

@@ -1,0 +1,37 @@
+// Exhausted memory is std::bad_alloc within the host, a status of the interfaces and libraries that it calls
+// and of the COM methods that it implements, and a message to the user.
+#pragma once
+
+#include <windows.h>
+
+#include <new>
+
+#include "host/exit_code.h"
+#include "host/messages.h"
+
+namespace zdr::host {
+
+// Returns the status of a COM method, unless that is E_OUTOFMEMORY: then throws std::bad_alloc.
+inline HRESULT with_memory(HRESULT hr) {
+  if (hr == E_OUTOFMEMORY) throw std::bad_alloc();
+  return hr;
+}
+// The same for a status of the libraries, each of which has a code of its own for exhausted memory.
+inline int32_t with_memory(int32_t status, int32_t no_memory) {
+  if (status == no_memory) throw std::bad_alloc();
+  return status;
+}
+
+// Returns what `body` returns. Reports exhausted memory as an error of the file and returns `failure`.
+template <class Body>
+ExitCode report_memory(const std::string& file, Messages& messages, Body body,
+                       ExitCode failure = ExitCode::kCannotOpen) {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    messages.error({file, "", "out of memory", ""});
+    return failure;
+  }
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,167 @@
+#!/usr/bin/env python3
+"""Measures the memory that `zdr` takes for files made to cost much of it.
+
+    memory_bound.py [--size KIB] PROGRAM FAILING_MALLOC.so
+
+For each file of this size (default: 64) and each command, prints the peak above that of `zdr --version` in KiB. Fails if
+a file of 64 KiB takes more than 8 MiB, or a larger one more than 64 MiB and four times its size.
+"""
+import argparse
+import os
+import pathlib
+import struct
+import subprocess
+import sys
+import tempfile
+
+
+def box(kind, *parts):
+    content = b"".join(parts)
+    return struct.pack(">I4s", len(content) + 8, kind) + content
+
+
+def full_box(kind, *parts):
+    return box(kind, bytes(4), *parts)
+
+
+def filled(size, item, *around):
+    """As many copies of `item` as fit beside what is around them."""
+    return item * ((size - sum(map(len, around))) // len(item))
+
+
+def nest(kinds, content):
+    for kind in reversed(kinds):
+        content = box(kind, content)
+    return content
+
+
+def table(kind, size, entry):
+    count = size // len(entry)
+    return full_box(kind, struct.pack(">I", count), entry * count)
+
+
+FTYP = box(b"ftyp", b"isom", bytes(4))
+MVHD = full_box(b"mvhd", bytes(8), struct.pack(">II", 1000, 1000), bytes(80))
+MDHD = full_box(b"mdhd", bytes(8), struct.pack(">II", 1000, 1000), bytes(4))
+TKHD = full_box(b"tkhd", bytes(8), struct.pack(">II", 1, 0), struct.pack(">I", 1000), bytes(60))
+STBL = [b"moov", b"trak", b"mdia", b"minf", b"stbl"]
+
+
+def handler(kind):
+    return full_box(b"hdlr", bytes(4), kind, bytes(13))
+
+
+def movie(size, stbl, more=b""):
+    """A movie with one AMR track whose sample tables are `stbl` and then `more`, filled up to the size with media."""
+    entry = box(b"samr", bytes(6), b"\0\1", bytes(8), b"\0\2\0\20", bytes(4), struct.pack(">I", 8000 << 16),
+                box(b"damr", b"ZDRX", bytes(1), b"\x81\xff", b"\0\1"))
+    tables = full_box(b"stsd", struct.pack(">I", 1), entry) + stbl
+    dinf = box(b"dinf", full_box(b"dref", struct.pack(">I", 1), full_box(b"url ")))
+    media = box(b"mdia", MDHD, handler(b"soun"), box(b"minf", full_box(b"smhd", bytes(4)), dinf, box(b"stbl", tables)))
+    front = FTYP + box(b"moov", MVHD, box(b"trak", TKHD, media), more)
+    return front + box(b"mdat", bytes(max(0, size - len(front) - 8)))
+
+
+def samples_of_one_byte(size):
+    count = size // 9
+    stsc = full_box(b"stsc", struct.pack(">IIII", 1, 1, 1, 1))
+    return movie(size, table(b"stts", 8, struct.pack(">II", count, 160)) + stsc +
+                 full_box(b"stsz", struct.pack(">II", 0, count), b"\0\0\0\1" * count) +
+                 full_box(b"stco", struct.pack(">I", count), b"\0\0\0\1" * count))
+
+
+def one_large_sample(size):
+    stsc = full_box(b"stsc", struct.pack(">IIII", 1, 1, 10, 1))
+    return movie(size, full_box(b"stts", struct.pack(">III", 1, 10, 160)) + stsc +
+                 full_box(b"stsz", struct.pack(">II", size - 1, 10)) + full_box(b"stco", struct.pack(">II", 1, 0)))
+
+
+def movie_with(size, *path):
+    """A movie that can be played, with as many copies of a box as fit at its place in moov."""
+    *kinds, item = path
+    stsc = full_box(b"stsc", struct.pack(">IIII", 1, 1, 1, 1))
+    stbl = full_box(b"stts", struct.pack(">III", 1, 1, 160)) + stsc + full_box(b"stsz", struct.pack(">II", 1, 1))
+    return movie(0, stbl + full_box(b"stco", struct.pack(">II", 1, 0)), nest(kinds, filled(size - 800, item)))
+
+
+def id3(size):
+    frame = b"TIT2" + struct.pack(">IH", 3, 0) + b"\0ab"
+    body = filled(size - 1000, frame)
+    length = bytes((len(body) >> shift) & 127 for shift in (21, 14, 7, 0))
+    return b"ID3\3\0\0" + length + body + ADTS * 100
+
+
+ADTS = bytes([0xFF, 0xF1, 0x50, 0x40, 0x01, 0x7F, 0xFC, 0, 0, 0, 7])  # a silent frame
+TEXT = full_box(b"data", bytes(4), b"x")
+
+FILES = {
+    "empty-boxes.mp4": lambda size: FTYP + filled(size, box(b"free"), FTYP),
+    "empty-in-movie.mp4": lambda size: movie_with(size, box(b"free")),
+    "empty-containers.mp4": lambda size: movie_with(size, b"udta", box(b"meta")),
+    "empty-movies.mp4": lambda size: FTYP + filled(size, box(b"moov"), FTYP),
+    "nested.mp4": lambda size: FTYP + nest([b"moov"] * (size // 8 - 2), b""),
+    "nested-traks.mp4": lambda size: FTYP + nest([b"moov"] + [b"trak"] * (size // 8 - 3), b""),
+    "traks.mp4": lambda size: movie_with(size, box(b"trak")),
+    "traks-with-headers.mp4": lambda size: movie_with(size, box(b"trak", TKHD)),
+    "traks-with-handlers.mp4": lambda size: movie_with(size, box(b"trak", box(b"mdia", handler(b"vide")))),
+    "traks-of-kinds.mp4": lambda size: movie_with(size, b"".join(
+        box(b"trak", box(b"mdia", handler(struct.pack(">I", i)))) for i in range((size - 800) // 60))),
+    "brands.mp4": lambda size: box(b"ftyp", b"isom", bytes(4), filled(size - 16, b"abcd")),
+    "edits.mp4": lambda size: movie_with(size, b"trak", b"edts", table(b"elst", size - 1000, bytes(12))),
+    "entries.mp4": lambda size: FTYP + nest(STBL, table(b"stsd", size - 300, box(b"mp4a"))),
+    "references.mp4": lambda size: FTYP + nest([*STBL[:4], b"dinf"], table(b"dref", size - 300, full_box(b"url "))),
+    "times.mp4": lambda size: FTYP + nest(STBL, table(b"stts", size - 300, struct.pack(">II", 1, 1))),
+    "items.mp4": lambda size: movie_with(size, b"udta", full_box(b"meta", box(b"ilst", filled(
+        size - 1000, box(b"\xa9nam", TEXT))))),
+    "titles.mp4": lambda size: movie_with(size, b"udta", full_box(b"titl", b"\x15\xc7x\0")),
+    "keywords.mp4": lambda size: movie_with(size, b"udta", full_box(b"kywd", b"\x15\xc7\xff", b"\1x" * 255)),
+    "invalid-text.mp4": lambda size: movie_with(size, b"udta", full_box(b"titl", b"\x15\xc7", b"\xff" * (size - 1000))),
+    "short-invalid-texts.mp4": lambda size: movie_with(size, b"udta", full_box(b"titl", b"\x15\xc7", b"\xff" * 4096)),
+    "samples-of-one-byte.mp4": samples_of_one_byte,
+    "one-large-sample.mp4": one_large_sample,
+    "frames.aac": lambda size: filled(size, ADTS),
+    "tag.aac": id3,
+    "frames.amr": lambda size: b"#!AMR\n" + b"\x7c" * (size - 6),
+    "frames.awb": lambda size: b"#!AMR-WB\n" + b"\x7c" * (size - 9),
+    "zeros.mp4": lambda size: bytes(size),
+}
+COMMANDS = [["info", "--json"], ["info"], ["boxes", "--json"], ["boxes"], ["samples"], ["play", "--decode"],
+            ["keyframe", "1"]]
+
+
+def peak_kib(arguments, command):
+    environment = {**os.environ, "LD_PRELOAD": str(arguments.failing_malloc.resolve()), "FAILING_MALLOC": "0 1 0 once 60"}
+    with tempfile.TemporaryDirectory() as folder:
+        run = subprocess.run([arguments.program.resolve(), *command], cwd=folder, env=environment, check=True, capture_output=True)
+    _, status, _, peak = map(int, run.stdout.split())
+    return status, peak
+
+
+def main():
+    parser = argparse.ArgumentParser(usage=__doc__)
+    parser.add_argument("--size", type=int, default=64)
+    parser.add_argument("program", type=pathlib.Path)
+    parser.add_argument("failing_malloc", type=pathlib.Path)
+    arguments = parser.parse_args()
+    limit = 8 * 1024 if arguments.size <= 64 else max(64 * 1024, 4 * arguments.size)
+    empty = peak_kib(arguments, ["--version"])[1]
+    above = 0
+    print(f"{'KiB above ' + str(empty):24} " + " ".join(f"{' '.join(command):>14}" for command in COMMANDS))
+    with tempfile.TemporaryDirectory() as folder:
+        for name, make in FILES.items():
+            path = pathlib.Path(folder, name)
+            path.write_bytes(make(arguments.size * 1024))
+            cells = []
+            for command in COMMANDS:
+                status, peak = peak_kib(arguments, [command[0], str(path), *command[1:]])
+                is_above = peak - empty > limit or status < 0
+                above += is_above
+                cells.append(f"{peak - empty}{'!' if is_above else ' '}({status})")
+            print(f"{name:24} " + " ".join(f"{cell:>14}" for cell in cells), flush=True)
+            path.unlink()
+    print(f"{above} above {limit} KiB")
+    return 1 if above else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
