@@ -95,7 +95,7 @@ int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second) noexcept {
   if (track == nullptr) return P3GPP_ERR_GENERIC;
   const Status status = on_complete_track(
       track, [&](const TrackPath& path) { return average_bitrate(path, *bits_per_second); });
-  return status == P3GPP_OK ? P3GPP_OK : P3GPP_ERR_GENERIC;
+  return status == P3GPP_OK || status == P3GPP_ERR_NO_MEMORY ? status : P3GPP_ERR_GENERIC;
 }
 
 int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample) noexcept {
