@@ -27,12 +27,14 @@ void silence_libraries() {
   ID3P_SetConsole(discard);
 }
 
-// Every object of a module is released before the program ends; one that is not was forgotten.
-void report_held_module(const Options& options) {
+// Every object of a module is released before the program ends; one that is not was forgotten. The note needs
+// memory, but its lack does not change the result, which is printed already.
+void report_held_module(const Options& options) try {
   if (SourcePlayer::has_left_threads()) return;
   CoFreeUnusedLibraries();
   if (!com::modules_hold_objects()) return;
   Messages(options.quiet).note({"", "", "a filter module still holds objects", ""});
+} catch (const std::bad_alloc&) {
 }
 
 int run(int argc, const char* const* argv) {
