@@ -5,6 +5,7 @@
 #include <session.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <new>
 #include <stdexcept>
 
@@ -27,8 +28,8 @@ bool join_session() {
 
 }  // namespace
 
-std::u16string wide(std::string_view ascii) {
-  return {ascii.begin(), ascii.end()};
+std::u16string wide(std::string_view utf8) {
+  return std::filesystem::path(utf8).u16string();
 }
 
 FilterUnderTest::FilterUnderTest() {

@@ -20,8 +20,8 @@ namespace zdr::test {
 // A value that no function sets: shows whether a call changed the last error.
 constexpr DWORD kUntouched = 0xABCD;
 
-inline std::u16string wide(const std::string& ascii) {
-  return {ascii.begin(), ascii.end()};
+inline std::u16string wide(const std::string& utf8) {
+  return std::filesystem::path(utf8).u16string();
 }
 
 constexpr DWORD kNoFailure = 0xDCBA;
