@@ -134,23 +134,26 @@ TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
   // What, path, type of the value, bytes missing at its end, result.
   const std::tuple<const char*, std::string, DWORD, size_t, HRESULT> servers[] = {
       {"no such file", "/nonexistent/module.so", REG_SZ, 0, HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)},
-      {"module without entry", entryless_module_, REG_SZ, 0, CO_E_ERRORINDLL},
       {"class not in the module", test_module_, REG_SZ, 0, CLASS_E_CLASSNOTAVAILABLE},
       {"text without NUL", test_module_, REG_SZ, sizeof(WCHAR), CLASS_E_CLASSNOTAVAILABLE},
       {"half a character", test_module_, REG_SZ, 1, REGDB_E_INVALIDVALUE},
       {"relative path", test_module_.substr(1), REG_SZ, 0, REGDB_E_INVALIDVALUE},
       {"no path", "", REG_SZ, 0, REGDB_E_INVALIDVALUE},
       {"another type", test_module_, REG_EXPAND_SZ, 0, REGDB_E_INVALIDVALUE},
+      {"module without entry", entryless_module_, REG_SZ, 0, CO_E_ERRORINDLL},
   };
-  // For a class that is not built in, its module decides which interfaces it has.
-  void* factory = this;
-  EXPECT_EQ(CoGetClassObject(CLSID_MemoryAllocator, CLSCTX_ALL, nullptr, IID_IPin, &factory), E_NOINTERFACE);
-  EXPECT_EQ(factory, nullptr);
+  const auto factory_result = [](REFCLSID clsid) {
+    ComPtr<IPin> factory;
+    return CoGetClassObject(clsid, CLSCTX_ALL, nullptr, IID_IPin, factory.out_void());
+  };
+  EXPECT_EQ(factory_result(CLSID_MemoryAllocator), E_NOINTERFACE);
+  EXPECT_EQ(factory_result(CLSID_TestMissing), REGDB_E_CLASSNOTREG) << "interface not in built-in factories";
   expect_failure("not registered", CLSID_TestMissing, IID_IUnknown, REGDB_E_CLASSNOTREG);
   for (const auto& [what, path, type, missing_bytes, expected] : servers) {
     register_server(CLSID_TestMissing, path, type, missing_bytes);
     expect_failure(what, CLSID_TestMissing, IID_IUnknown, expected);
   }
+  EXPECT_EQ(factory_result(CLSID_TestMissing), CO_E_ERRORINDLL) << "its module is asked";
   expect_failure("interface not in the class", CLSID_TestAlone, IID_IPin, E_NOINTERFACE);
   expect_failure("interface not in a built-in class", CLSID_MemoryAllocator, IID_IPin, E_NOINTERFACE);
   expect_failure("no servers outside of the process", CLSID_MemoryAllocator, IID_IUnknown,
