@@ -23,10 +23,13 @@ class BodyView {
   const std::vector<uint8_t>& bytes_;
 };
 
-// Reads the whole body, which must hold the fields of its version; sets version and flags of `node`.
+constexpr uint64_t kMaxReadOfHeader = 4096;
+
+// Reads the body, which must hold the fields of its version; sets version and flags of `node`. What follows
+// the first few KiB is skipped: it is no part of the header, and may be 2 GiB of a sparse file.
 std::vector<uint8_t> read_versioned_body(BoxReader& reader, BoxNode& node, size_t version_0_size,
                                          size_t version_1_size) {
-  std::vector<uint8_t> body = reader.read_bytes(reader.remaining());
+  std::vector<uint8_t> body = reader.read_front(kMaxReadOfHeader);
   const size_t needed = !body.empty() && body[0] == 1 ? version_1_size : version_0_size;
   if (body.size() < needed) reader.fail(P3GPP_ERR_BOX_SIZE);
   if (reader.status() != P3GPP_OK) return {};

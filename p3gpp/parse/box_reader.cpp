@@ -32,15 +32,30 @@ bool BoxReader::can_supply(uint64_t count) {
   return status_ == P3GPP_OK;
 }
 
+bool BoxReader::may_keep(uint64_t count) {
+  if (!can_supply(count)) return false;
+  if (count > context_.left_to_keep) return fail(P3GPP_ERR_READ) == P3GPP_OK;
+  context_.left_to_keep -= count;
+  return true;
+}
+
 std::vector<uint8_t> BoxReader::read_bytes(uint64_t count) {
-  if (!can_supply(count)) return {};
+  if (!may_keep(count)) return {};
   std::vector<uint8_t> bytes(static_cast<size_t>(count));
   read(bytes);
   return bytes;
 }
 
+std::vector<uint8_t> BoxReader::read_front(uint64_t count) {
+  if (!can_supply(remaining_)) return {};
+  std::vector<uint8_t> bytes(static_cast<size_t>(std::min(count, remaining_)));
+  read(bytes);
+  skip_to_end();
+  return bytes;
+}
+
 std::string BoxReader::read_text(uint64_t count) {
-  if (!can_supply(count)) return {};
+  if (!may_keep(count)) return {};
   std::string text(static_cast<size_t>(count), '\0');
   read({reinterpret_cast<uint8_t*>(text.data()), text.size()});
   return text;

@@ -58,9 +58,12 @@ class BoxReader {
   uint32_t u32() { return load_be32(read_array<4>().data()); }
   uint64_t u64() { return load_be64(read_array<8>().data()); }
 
-  // Like read(), but into memory that is allocated only if box and file can supply `count` bytes.
+  // Like read(), but into memory that is allocated only if box and file can supply `count` bytes, and if all
+  // boxes of the file together have no more than kMaxKeptBytes of it; else P3GPP_ERR_READ.
   std::vector<uint8_t> read_bytes(uint64_t count);
   std::string read_text(uint64_t count);
+  // Like read_bytes(remaining()), but returns at most `count` bytes and skips the others.
+  std::vector<uint8_t> read_front(uint64_t count);
   std::string read_rest_as_text() { return read_text(remaining_); }
 
   // Adds the last `count` bytes to remaining() again, although the stream has passed them. The stream is then
@@ -86,6 +89,8 @@ class BoxReader {
  private:
   // True if box and file can supply `count` bytes; else remembers the error.
   bool can_supply(uint64_t count);
+  // The same, and takes the bytes from what the file may still keep.
+  bool may_keep(uint64_t count);
 
   ParseContext& context_;
   uint64_t remaining_;

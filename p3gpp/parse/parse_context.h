@@ -14,9 +14,13 @@ namespace zdr::p3gpp {
 struct ParseContext {
   // The stream returns a signed 32-bit count, in which a longer read would look like a failed one.
   static constexpr uint32_t kMaxReadBytes = 0x7FFFFFFF;
+  // Bodies are kept as they are, and a sparse file of a few KiB can have any number of bodies of 2 GiB. As
+  // much as the largest ID3v2 tag.
+  static constexpr uint64_t kMaxKeptBytes = uint64_t{256} << 20;
 
   FMGR_Stream* stream = nullptr;
   uint64_t file_size = 0;
+  uint64_t left_to_keep = kMaxKeptBytes;
   uint64_t position = 0;                     // of the stream; not always that of the box arithmetic
   OpenErrorTrail trail;                      // the boxes being parsed, and the first error
   const P3gppBoxVisitor* visitor = nullptr;  // receives every box; null if the open is not traced

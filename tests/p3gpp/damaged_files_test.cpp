@@ -57,10 +57,11 @@ ExerciseResult use(const FMGR_Descriptor& descriptor) {
   return exercise(descriptor, context.get(), 3);
 }
 
-// Boxes beyond the end of the file, and boxes of more than one read can return: no memory was taken for them.
+// Boxes beyond the end of the file, of more than one read can return, and of more than a file may keep.
 TEST(DamagedFiles, BoxesThatCannotBeReadTakeNoMemory) {
   for (const auto& [box_size, file_size] :
-       {std::pair{0x40000000u, uint64_t{200}}, std::pair{0xC0000000u, uint64_t{1} << 33}}) {
+       {std::pair{0x40000000u, uint64_t{200}}, std::pair{0xC0000000u, uint64_t{1} << 33},
+        std::pair{0x7F000000u, uint64_t{1} << 33}}) {
     for (const std::string path :
          {"moovmvhd", "moovudtatitl", "moovtraktkhd", "moovtrakmdiamdhd", "moovtrakudtahntisdp ",
           "moovtrakudtahinfpayt", "moovudtaloci", "moovtraktref", "mooviods"}) {
