@@ -7,6 +7,7 @@
 #include "host/commands/commands.h"
 #include "host/graph/file_run.h"
 #include "host/graph/stream_recorder.h"
+#include "host/inspect/left_out.h"
 #include "host/json_report.h"
 #include "host/memory.h"
 #include "host/terminal.h"
@@ -36,7 +37,7 @@ class FilePlayback final : public ConsumerOwner {
  private:
   PinConsumer& add_consumer(const std::string& pin_name, DeliveryGuard& guard) override;
   void drop_last_consumer() override { recorders_.pop_back(); }
-  void skip_pin(const std::string& pin_name) override;
+  void skip_pin(const PinEntry& pin) override;
   ExitCode finish(StreamRecorder& recorder);
   ExitCode report_partial(const StreamRecorder& recorder);
   ExitCode check_damage(const StreamRecorder& recorder);
@@ -66,8 +67,10 @@ PinConsumer& FilePlayback::add_consumer(const std::string& pin_name, DeliveryGua
       pin_name, guard, StreamRecorder::Settings{stem, options_.force, options_.decode, options_.files});
 }
 
-void FilePlayback::skip_pin(const std::string& pin_name) {
-  note(pin_name, "not played: it offers no media type (codec or configuration not supported)");
+void FilePlayback::skip_pin(const PinEntry& pin) {
+  const bool has_other = run_.movie() != nullptr && has_track_of_another_type(*run_.movie(), pin.is_audio());
+  note(pin.name, has_other ? "not played: its track is of another type"
+                           : "not played: it offers no media type (codec or configuration not supported)");
 }
 
 ExitCode FilePlayback::run() {

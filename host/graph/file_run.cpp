@@ -68,7 +68,7 @@ ExitCode FileRun::connect() {
   for (const PinEntry& pin : player_.pins()) {
     if (!is_requested(pin)) continue;
     if (pin.types.empty()) {
-      owner_.skip_pin(pin.name);
+      owner_.skip_pin(pin);
     } else {
       connect_pin(pin, gated);
     }

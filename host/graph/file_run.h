@@ -26,7 +26,7 @@ class ConsumerOwner {
   // Destroys the last consumer, whose pin could not be connected.
   virtual void drop_last_consumer() = 0;
   // Called for a pin that offers no media type and so cannot be connected.
-  virtual void skip_pin(const std::string& /*pin_name*/) {}
+  virtual void skip_pin(const PinEntry& /*pin*/) {}
 };
 
 class FileRun {

@@ -181,7 +181,7 @@ ExitCode SourcePlayer::play(const std::function<bool()>& on_slice) {
 
 // After this the consumers receive nothing more.
 void SourcePlayer::stop() {
-  if (!is_left_ && !change_state(State_Stopped)) leave_threads();
+  if (!is_left_ && !change_state(State_Stopped)) leave_threads("the source filter does not stop");
 }
 
 // Returns nothing if the filters do not complete the change in time: within the limit of a stall, but soon
@@ -199,7 +199,10 @@ ExitCode SourcePlayer::start(const std::function<bool()>& on_slice) {
   for (const FILTER_STATE state : {State_Paused, State_Running}) {
     const std::optional<HRESULT> hr = change_state(state);
     if (!hr) {
-      leave_threads();
+      leave_threads(interrupted()
+                        ? "the source filter does not stop"
+                        : "given up: the source filter does not start within " +
+                              std::to_string(stall_limit_.count()) + " s (--stall-timeout sets the limit)");
       return ExitCode::kLoss;
     }
     if (FAILED(*hr)) return fail_to_start(*hr);
@@ -288,13 +291,12 @@ ExitCode SourcePlayer::give_up_stalled() {
 
 // The sinks are stopped or have never run, so no further sample reaches a consumer. A consumer that is at
 // work now can be neither used nor destroyed, so the process ends at once; its partial files stay.
-void SourcePlayer::leave_threads() {
+void SourcePlayer::leave_threads(const std::string& reason) {
   is_left_ = threads_left = true;
   const bool ends_now = is_in_consumer();
   const bool is_interrupted = interrupted();
   report_memory(file_, messages_, [&] {
-    messages_.error(
-        {file_, "", ends_now && is_interrupted ? "interrupted" : "the source filter does not stop", ""});
+    messages_.error({file_, "", ends_now && is_interrupted ? "interrupted" : reason, ""});
     return ExitCode::kLoss;
   });
   if (ends_now) {

@@ -88,7 +88,7 @@ class SourcePlayer {
   ExitCode give_up_stalled();
   ExitCode fail_to_start(HRESULT hr);
   void stop();
-  void leave_threads();
+  void leave_threads(const std::string& reason);
 
   // The sink of a connected pin.
   struct Connection {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -84,12 +85,41 @@ void add_notes_on_played_type(const ParsedMovie& movie, uint32_t type, std::vect
   if (!edits.empty()) notes.push_back("the " + name + " track's edit list is not applied: " + edits);
 }
 
-void add_note_on_one_id(const ParsedMovie& movie, std::vector<std::string>& notes) {
-  const std::vector<uint32_t> audio = movie.track_ids(P3GPP_TRACK_AUDIO);
-  const std::vector<uint32_t> video = movie.track_ids(P3GPP_TRACK_VIDEO);
-  if (audio.empty() || video.empty() || audio[0] != video[0]) return;
-  notes.push_back("the audio and the video track have the same ID, " + std::to_string(audio[0]) +
-                  ": both pins have the first track of that ID");
+// The track that a pin has: the filter takes the first track of the pin's type, and opens it by its ID, which
+// is 0 for a track without a header. The first track of that ID is opened.
+struct TrackOfPin {
+  bool has_header = false;
+  uint32_t id = 0;
+  std::optional<uint32_t> type;  // P3GPP_TRACK_; empty without a track of that ID
+};
+
+// Empty without a track of that type.
+std::optional<TrackOfPin> track_of_pin(const ParsedMovie& movie, uint32_t type) {
+  P3gppTrackCounts counts{};
+  if (P3GPP_GetTrackCounts(movie.file(), &counts) != P3GPP_OK) return std::nullopt;
+  if ((type == P3GPP_TRACK_AUDIO ? counts.audio : counts.video) == 0) return std::nullopt;
+  TrackOfPin track;
+  const std::vector<uint32_t> ids = movie.track_ids(type);
+  track.has_header = !ids.empty();
+  if (track.has_header) track.id = ids[0];
+  P3gppTrackInfo* info = nullptr;
+  if (P3GPP_GetTrackInfo(movie.file(), track.id, &info) == P3GPP_OK) track.type = info->track_type;
+  if (info != nullptr) info->release(info);
+  return track;
+}
+
+void add_notes_on_ids(const ParsedMovie& movie, std::vector<std::string>& notes) {
+  const auto audio = track_of_pin(movie, P3GPP_TRACK_AUDIO);
+  const auto video = track_of_pin(movie, P3GPP_TRACK_VIDEO);
+  if (audio && video && audio->has_header && video->has_header && audio->id == video->id) {
+    notes.push_back("the audio and the video track have the same ID, " + std::to_string(audio->id) +
+                    ": both pins have the first track of that ID");
+  }
+  for (const auto& [track, name] : {std::pair{audio, "audio"}, std::pair{video, "video"}}) {
+    if (!track || track->has_header) continue;
+    notes.push_back(std::string("the ") + name + " track has no header and so no ID: " +
+                    (track->type ? "its pin has the first track of ID 0" : "it is not used"));
+  }
 }
 
 std::string kind_of(const std::string& handler) {
@@ -128,9 +158,15 @@ std::vector<std::string> left_out_notes(const ParsedMovie& movie) {
   if (movie.record().is_fragmented) notes.emplace_back("movie fragments are not read");
   add_notes_on_played_type(movie, P3GPP_TRACK_AUDIO, notes);
   add_notes_on_played_type(movie, P3GPP_TRACK_VIDEO, notes);
-  add_note_on_one_id(movie, notes);
+  add_notes_on_ids(movie, notes);
   add_notes_on_other_kinds(movie.record(), notes);
   return notes;
+}
+
+bool has_track_of_another_type(const ParsedMovie& movie, bool is_audio) {
+  const uint32_t type = is_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO;
+  const auto track = track_of_pin(movie, type);
+  return track && track->type && *track->type != type;
 }
 
 void report_left_out(const std::string& file, const ParsedMovie* movie, Messages& messages) {

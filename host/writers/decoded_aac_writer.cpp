@@ -1,6 +1,7 @@
 // Feeds access units to the decoder, whose output is one frame late.
 #include "host/writers/decoded_aac_writer.h"
 
+#include <algorithm>
 #include <bit>
 #include <new>
 
@@ -13,6 +14,12 @@ bool begins_with_syncword(Bytes unit) {
   return unit.size() >= 2 && unit[0] == 0xFF && (unit[1] & 0xF0) == 0xF0;
 }
 
+// The raw data block of a unit, which may have an ADTS header, with or without a CRC.
+Bytes without_header(Bytes unit) {
+  if (!begins_with_syncword(unit)) return unit;
+  return unit.subspan(std::min<size_t>((unit[1] & 1) != 0 ? 7 : 9, unit.size()));
+}
+
 }  // namespace
 
 static_assert(std::endian::native == std::endian::little, "PCM is written in the byte order of the machine");
@@ -23,7 +30,7 @@ DecodedAacWriter::DecodedAacWriter(Bytes config, Bytes first_sample) {
 }
 
 bool DecodedAacWriter::configure(Bytes config, Bytes first_unit) {
-  const auto parsed = read_aac_config(config, first_unit);
+  const auto parsed = read_aac_config(config, without_header(first_unit));
   if (!parsed) return false;
   Zd_AAC_Dec_Instance* instance = nullptr;
   if (Zd_AAC_Dec_Create(&instance, ZD_AAC_DEC_MODE_PS) != ZD_AAC_DEC_OK) throw std::bad_alloc();
@@ -40,10 +47,12 @@ bool DecodedAacWriter::configure(Bytes config, Bytes first_unit) {
 }
 
 bool DecodedAacWriter::is_decodable(Bytes unit) const {
-  if (has_adts_headers_) return true;
+  // The decoder searches a unit without a header for one.
+  if (has_adts_headers_ && !begins_with_syncword(unit)) return true;
+  const int32_t kind = has_adts_headers_ ? ZD_AAC_DEC_STREAM_ADTS : ZD_AAC_DEC_STREAM_RAW;
   Zd_AAC_Dec_Config config = core_;
   auto length = static_cast<int32_t>(unit.size());
-  return Zd_AAC_Dec_GetFrameLength(unit.data(), ZD_AAC_DEC_STREAM_RAW, &config, &length, 0) == ZD_AAC_DEC_OK;
+  return Zd_AAC_Dec_GetFrameLength(unit.data(), kind, &config, &length, 0) == ZD_AAC_DEC_OK;
 }
 
 DecodedAacWriter::Outcome DecodedAacWriter::decode(Bytes unit, int32_t& pcm_bytes) {

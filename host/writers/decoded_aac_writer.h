@@ -42,7 +42,6 @@ class DecodedAacWriter : public WavWriter {
   std::unique_ptr<Zd_AAC_Dec_Instance, Closer> decoder_;
   // For measuring: without the channels and extensions, which each unit shows.
   Zd_AAC_Dec_Config core_{};
-  // Then units are not measured: the decoder searches them for a header.
   bool has_adts_headers_ = false;
   std::vector<int16_t> pcm_;
 };

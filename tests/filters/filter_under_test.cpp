@@ -28,10 +28,6 @@ bool join_session() {
 
 }  // namespace
 
-std::u16string wide(std::string_view utf8) {
-  return std::filesystem::path(utf8).u16string();
-}
-
 FilterUnderTest::FilterUnderTest() {
   static const bool kJoined = join_session();
   EXPECT_TRUE(kJoined);

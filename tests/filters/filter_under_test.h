@@ -61,6 +61,4 @@ class FilterUnderTest {
   HRESULT load_result_ = S_OK;
 };
 
-std::u16string wide(std::string_view ascii);
-
 }  // namespace zdr::test

@@ -129,7 +129,7 @@ TEST(Load, KeptGetCurFileSucceedsWithoutAFileAndAfterAFailure) {
   const std::filesystem::path missing = under_test.folder / "missing.mp4";
   EXPECT_EQ(under_test.load(missing), VFW_E_NOT_FOUND);
   EXPECT_EQ(under_test.file_source->GetCurFile(&name, nullptr), S_OK);
-  EXPECT_EQ(std::u16string(name), wide(missing.string()));
+  EXPECT_EQ(std::u16string(name), missing.u16string());
   CoTaskMemFree(name);
   const FaultAt fault(platform::FaultPoint::kTaskAllocation, 1);  // no name, and no error
   EXPECT_EQ(under_test.file_source->GetCurFile(&name, nullptr), S_OK);

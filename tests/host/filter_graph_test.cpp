@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "host/graph/media_sink.h"
+#include "tests/platform/dshow/any_filter.h"
 
 namespace zdr::test {
 namespace {
@@ -26,6 +27,24 @@ TEST(FilterGraph, ConnectsPinsOfItsOwnFiltersThatFormNoCircle) {
   EXPECT_EQ(graph->ConnectDirect(&outside->pin(), &inside->pin(), nullptr), VFW_E_NOT_IN_GRAPH);
   EXPECT_EQ(graph->ConnectDirect(&inside->pin(), &inside->pin(), nullptr), VFW_E_CIRCULAR_GRAPH);
   EXPECT_EQ(graph->ConnectDirect(nullptr, &inside->pin(), nullptr), E_POINTER);
+}
+
+// A chain of three filters refuses only the connection of its end to its beginning.
+TEST(FilterGraph, LongCirclesAreRefused) {
+  const ComPtr<FilterGraph> graph(new FilterGraph);
+  ComPtr<AnyFilter> filters[3];
+  for (ComPtr<AnyFilter>& filter : filters) {
+    filter = ComPtr<AnyFilter>(new AnyFilter);
+    filter->add<AgreeingPin>(u"in", PINDIR_INPUT);
+    filter->add<AgreeingPin>(u"out", PINDIR_OUTPUT, "A");
+    ASSERT_EQ(graph->AddFilter(filter.get(), u"link"),
+              filter.get() == filters[0].get() ? S_OK : VFW_S_DUPLICATE_NAME);
+  }
+  for (const auto& [from, to, result] :
+       {std::tuple{1, 2, S_OK}, {0, 1, S_OK}, {2, 0, VFW_E_CIRCULAR_GRAPH}}) {
+    EXPECT_EQ(graph->ConnectDirect(filters[from]->GetPin(1), filters[to]->GetPin(0), nullptr), result)
+        << from;
+  }
 }
 
 }  // namespace

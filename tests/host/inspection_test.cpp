@@ -56,8 +56,8 @@ TrackDescription with_configuration(const Bytes& configuration, uint16_t channel
                     audio_entry("mp4a", channels, 44100, esds({.decoder_specific_info = configuration})));
 }
 
-TrackDescription with_first_id(TrackDescription track) {
-  track.replaced["tkhd"] = tkhd({.track_id = 1});
+TrackDescription with_header(TrackDescription track, const Bytes& header) {
+  track.replaced["tkhd"] = header;
   return track;
 }
 
@@ -80,7 +80,10 @@ std::vector<MovieDescription> movies_with_notes() {
   const std::vector<Edit> kEdits[] = {{{200, 0}}, {{190, 80}},          {{150, 0}},          {{150, 80}},
                                       {{199, 0}}, {{50, -1}, {200, 0}}, {{100, 0}, {100, 0}}};
   for (const std::vector<Edit>& edits : kEdits) movies.push_back({.tracks = {with_edits(sound, edits)}});
-  movies.push_back({.tracks = {avc_track(1), with_first_id(sound)}});
+  // IDs: both 1; video has 0 and audio has no header.
+  movies.push_back({.tracks = {avc_track(1), with_header(sound, tkhd({.track_id = 1}))}});
+  movies.push_back(
+      {.tracks = {with_header(sound, Bytes{}), with_header(avc_track(1), tkhd({.track_id = 0}))}});
   return movies;
 }
 
@@ -109,6 +112,7 @@ TEST_F(ZdrInspection, ShowsTagsBoxesAndWhatIsLeftOut) {
   for (const MovieDescription& movie : movies_with_notes()) {
     add("note" + std::to_string(number++) + ".mp4", movie);
   }
+  add("headless.mp4", {.tracks = {avc_track(1), with_header(amr_track(1), Bytes{})}});
   // Explicit SBR and PS; then backward compatible signalling, at twice the core rate and at the core rate.
   // The first unit is empty: a unit may show PS too.
   add("aac-sbr.mp4", with_configuration({0x2B, 0x8A, 0x08, 0x00}));

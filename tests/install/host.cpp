@@ -2,20 +2,19 @@
 // a file.
 #include <dshow.h>
 
-#include <string>
+#include <filesystem>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 
 int main(int argument_count, char** arguments) {
   if (argument_count != 2) return 2;
-  const std::string path = arguments[1];
   CoInitialize(nullptr);
   IFileSourceFilter* filter = nullptr;
   if (CoCreateInstance(zdr::mp4source::kClsidSourceFilter, nullptr, CLSCTX_INPROC_SERVER,
                        IID_IFileSourceFilter, reinterpret_cast<void**>(&filter)) != S_OK) {
     return 1;
   }
-  const HRESULT loaded = filter->Load(std::u16string(path.begin(), path.end()).c_str(), nullptr);
+  const HRESULT loaded = filter->Load(std::filesystem::path(arguments[1]).u16string().c_str(), nullptr);
   filter->Release();
   CoUninitialize();
   return loaded == S_OK ? 0 : 1;

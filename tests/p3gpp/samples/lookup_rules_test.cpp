@@ -110,6 +110,10 @@ TEST(LookupRules, KeptResultsDependOnEarlierCalls) {
                   {"stsc", stsc({{1, 0xFFFFFFFF}})},
                   {"stsz", constant_stsz(1000, 0xFFFFFFFF)}}),
        "o4294967295=4294967294000:1000:1:0:0"},
+      // Readers bound offsets; here a sum wraps.
+      {"offsets past 2^64",
+       raw_track(2, 16, {{"stsc", stsc({{1, 2}})}, {"stco", co64({0xFFFFFFFFFFFFFFF6})}}),
+       "o1=18446744073709551606:16:1:0:0 o2=6:16:1:1:1"},
   };
   for (const auto& [name, track, calls] : cases) EXPECT_EQ(replayed(track, calls), calls) << name;
 }

@@ -131,12 +131,22 @@ DWORD die_in_registry(std::istream& words) {
   return set_value(words);
 }
 
+// How many descriptors a program started now would inherit.
+DWORD count_inheritable(std::istream&) {
+  DWORD count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    count += (fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC) == 0;
+  }
+  return count;
+}
+
 const std::map<std::string, std::function<DWORD(std::istream&)>> kCommands = {
     {"open-file", open_file},
     {"read", read_bytes},
     {"compete", compete_for_file},
     {"churn", [](std::istream& words) { return create_and_delete(next(words), 1500); }},
     {"event", create_event},
+    {"inheritable", count_inheritable},
     {"close", [](std::istream& words) { return static_cast<DWORD>(CloseHandle(handle_of(words))); }},
     {"set", [](std::istream& words) { return static_cast<DWORD>(SetEvent(handle_of(words))); }},
     {"poll", [](std::istream& words) { return poll(handle_of(words)); }},

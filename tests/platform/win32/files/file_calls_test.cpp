@@ -7,6 +7,7 @@
 #include <csignal>
 
 #include "platform/win32/debug_output.h"
+#include "tests/platform/win32/child_process.h"
 #include "tests/platform/win32/win32_test_support.h"
 
 namespace zdr::test {
@@ -79,6 +80,15 @@ TEST_F(FileOpen, OpenAlwaysCreatesTheTargetOfALink) {
   const ScopedHandle file = open_for(path("link"), GENERIC_WRITE, 0, OPEN_ALWAYS);
   EXPECT_EQ(GetLastError(), NO_ERROR);
   EXPECT_TRUE(fs::exists(path("target")));
+}
+
+TEST_F(FileOpen, NothingIsInheritedByOtherPrograms) {
+  ChildProcess child;
+  const std::string before = child.call("inheritable");
+  EXPECT_EQ(child.call("open-file f 2147483648 1 " + make_file("file")), "0");
+  EXPECT_EQ(child.call("event e Inherited"), "0");
+  EXPECT_EQ(child.call("registry-set Inherited text"), "0");
+  EXPECT_EQ(child.call("inheritable"), before);
 }
 
 TEST_F(FileOpen, DeletionRefusesFoldersAndReadOnlyOrUnsharedFiles) {
