@@ -113,7 +113,7 @@ TEST(LookupRules, KeptResultsDependOnEarlierCalls) {
       // Readers bound offsets; here a sum wraps.
       {"offsets past 2^64",
        raw_track(2, 16, {{"stsc", stsc({{1, 2}})}, {"stco", co64({0xFFFFFFFFFFFFFFF6})}}),
-       "o1=18446744073709551606:16:1:0:0 o2=6:16:1:1:1"},
+       "o2=6:16:1:1:1 o1=18446744073709551606:16:1:0:0 o2=6:16:1:1:1"},
   };
   for (const auto& [name, track, calls] : cases) EXPECT_EQ(replayed(track, calls), calls) << name;
 }
