@@ -48,6 +48,8 @@ class FileRun {
   // True after a run that reached its end and in which no read failed, so that the consumers have all that
   // the filter could deliver.
   bool is_complete() const { return is_complete_; }
+  // Null before prepare() and for other than ISO media files.
+  const ParsedMovie* movie() const { return movie_.get(); }
 
  private:
   struct Stream {
