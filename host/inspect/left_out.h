@@ -10,8 +10,8 @@
 
 namespace zdr::host {
 
-// One note each on further tracks, IDs that two tracks have or one lacks, tracks of other kinds, movie fragments, edits
-// that are not applied and a damaged tail. No notes for a movie that did not open.
+// One note each on further tracks, IDs that two tracks have or one lacks, tracks of other kinds, movie
+// fragments, edits that are not applied and a damaged tail. No notes for a movie that did not open.
 std::vector<std::string> left_out_notes(const ParsedMovie& movie);
 
 // True if the audio or the video pin of the movie has a track of another type, since that has its ID.
