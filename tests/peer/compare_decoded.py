@@ -87,7 +87,8 @@ def explained(row):
         return False
     if pin == '-' or verdict in ('equal', 'neither decodes'):
         return True
-    return verdict.startswith('first') and ('stop position' in message or 'cut off' in message)
+    reasons = ('stop position', 'cut off') if code != 3 else ('cut off', 'access units were delivered')
+    return verdict.startswith('first') and any(reason in message for reason in reasons)
 
 
 def print_row(row, counts):
