@@ -7,7 +7,7 @@ preset=$2
 root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 exec 1>&2
 
-# Each entry is PROBE:PACKAGE. The package is installed if the probe, a command or an absolute file name, exists.
+# Each entry is PROBE:PACKAGE. The package is installed unless the probe, a command or an absolute file name, exists.
 needs="g++:g++ cmake:cmake ninja:ninja-build /usr/include/CLI/CLI.hpp:libcli11-dev"
 [ "$what" = tests ] && needs="$needs /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev
 python3:python3 script:bsdutils"
