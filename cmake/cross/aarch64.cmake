@@ -1,8 +1,4 @@
-# Builds for aarch64 with Debian's cross compiler; programs run under the emulator of qemu-user-static.
-set(CMAKE_SYSTEM_NAME Linux)
-set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
-# Needs no libraries of that processor at run time.
-set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
+# Builds for aarch64; programs run under the emulator of qemu-user-static.
+set(ZDR_PROCESSOR aarch64)
+include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64-static)

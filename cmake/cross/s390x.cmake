@@ -1,8 +1,4 @@
-# Builds for s390x with Debian's cross compiler; programs run under the emulator of qemu-user-static.
-set(CMAKE_SYSTEM_NAME Linux)
-set(CMAKE_SYSTEM_PROCESSOR s390x)
-set(CMAKE_C_COMPILER s390x-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER s390x-linux-gnu-g++)
-# Needs no libraries of that processor at run time.
-set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
+# Builds for s390x; programs run under the emulator of qemu-user-static.
+set(ZDR_PROCESSOR s390x)
+include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-s390x-static)

@@ -118,9 +118,9 @@ ExitCode run_register(const Options& options, std::ostream& /*out*/) {
   Messages messages(options.quiet);
   const std::string module = own_module_path();
   const ExitCode code = call_module(module, "DllRegisterServer", "registered in ", messages);
+  if (code != ExitCode::kDone) return code;
   const std::string refusal = com::module_refusal(module);
-  if (code == ExitCode::kDone && !refusal.empty())
-    messages.note({"", "", "through the registry " + refusal, ""});
+  if (!refusal.empty()) messages.note({"", "", "through the registry " + refusal, ""});
   return code;
 }
 

@@ -46,7 +46,7 @@ class StateChange {
     result_ = result;
     completed_.notify_one();
   }
-  // Returns nothing if there is no result in time.
+  // Returns nothing if the result comes too late.
   std::optional<HRESULT> wait(std::chrono::milliseconds timeout) {
     std::unique_lock lock(mutex_);
     completed_.wait_for(lock, timeout, [this] { return result_.has_value(); });
@@ -183,8 +183,8 @@ std::optional<HRESULT> FilterGraph::change_state(FILTER_STATE state,
     change = std::make_shared<StateChange>();
     thread = std::thread([this, state, change] { change->complete(set_state(state)); });
   } catch (const std::exception&) {
-    return set_state(
-        state);  // no thread can be had: better to wait without end than not to play or not to stop
+    // Without a thread, an endless wait is better than neither playing nor stopping.
+    return set_state(state);
   }
   while (!change->wait(StallWatch::kSlice)) {
     if (keep_waiting()) continue;

@@ -120,8 +120,9 @@ com::ComPtr<IBaseFilter> create_source_filter(const std::string& file, Messages&
   const std::string own = own_module_path();
   if (std::filesystem::exists(own, code)) return create_from_module(own, hr);
   ComPtr<IBaseFilter> filter = create_registered(mp4source::kClsidSourceFilter, hr);
+  if (filter) return filter;
   const std::string refusal = com::registered_module_refusal(mp4source::kClsidSourceFilter);
-  if (!filter && !refusal.empty()) messages.error({file, "", refusal, hresult_text(hr)});
+  if (!refusal.empty()) messages.error({file, "", refusal, hresult_text(hr)});
   return filter;
 }
 

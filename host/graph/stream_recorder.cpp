@@ -63,7 +63,7 @@ bool StreamRecorder::finish() {
 
 void StreamRecorder::abandon() {
   if (!output_) return;
-  // A header that cannot be completed is no news: the file is partial anyway.
+  // A failure to complete the header is not reported: the file is partial anyway.
   choice_.writer->seal(*output_);
   output_->abandon();
 }

@@ -54,7 +54,7 @@ bool OutputFile::check_target() {
   if (!std::filesystem::exists(status)) return true;
   if (std::filesystem::is_directory(status)) return fail("is a folder");
   // Renaming onto a device would replace the device by a file.
-  if (!std::filesystem::is_regular_file(status)) return fail("is no regular file, so it is not replaced");
+  if (!std::filesystem::is_regular_file(status)) return fail("is not a regular file, so it is not replaced");
   return replace_ || fail(std::string("exists already") + kAdvice);
 }
 

@@ -26,7 +26,7 @@ class BodyView {
 constexpr uint64_t kMaxReadOfHeader = 4096;
 
 // Reads the body, which must hold the fields of its version; sets version and flags of `node`. What follows
-// the first few KiB is skipped: it is no part of the header, and may be 2 GiB of a sparse file.
+// the first few KiB is skipped: it does not belong to the header, and may be 2 GiB of a sparse file.
 std::vector<uint8_t> read_versioned_body(BoxReader& reader, BoxNode& node, size_t version_0_size,
                                          size_t version_1_size) {
   std::vector<uint8_t> body = reader.read_front(kMaxReadOfHeader);

@@ -11,8 +11,8 @@ namespace zdr::mp4source {
 // track that cannot be played.
 int32_t with_memory(int32_t status);
 
-// Thrown if an open file cannot be opened once more, for a track: that is no reason to play it without the
-// track.
+// Thrown if an open file cannot be opened once more, for a track. The load then fails: playing without the
+// track would hide it.
 struct FileNotOpened {};
 
 // Null when memory runs out. Unbuffered: the parser reads in blocks of its own.
