@@ -62,6 +62,11 @@ bool OutputFile::open() {
   if (!check_target()) return false;
   buffer_.reserve(kBufferBytes);
   const int code = file_.create(partial_path_.string(), replace_);
+  // Another run may have completed the file between the check and the creation.
+  if (code == 0 && !check_target()) {
+    file_.discard();
+    return false;
+  }
   has_partial_ = code == 0;
   if (has_partial_) return true;
   if (code == EBUSY) return fail("is being written by another run");

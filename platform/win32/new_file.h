@@ -32,6 +32,8 @@ class ZDR_PLATFORM_API NewFile {
   // if the temporary name no longer refers to the file.
   int publish(const std::string& final_path, bool replace) noexcept;
   int close() noexcept;
+  // Closes the file and removes it, if the temporary name still refers to it.
+  void discard() noexcept;
 
  private:
   int create_and_lock(const char* path) noexcept;

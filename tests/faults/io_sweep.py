@@ -20,6 +20,8 @@ import subprocess
 import sys
 import tempfile
 
+from preload import preload
+
 MOVIES, FILES = ["avc-aac.mp4", "moov-first.3gp"], ["amr-nb.amr", "aac-lc-8k-mono.aac"]
 READS = [(["info"], MOVIES + FILES), (["play"], MOVIES + FILES), (["play", "--decode"], MOVIES[:1]),
          (["play", "--start", "1"], MOVIES + FILES), (["samples"], MOVIES + FILES), (["boxes"], MOVIES),
@@ -40,7 +42,7 @@ def run(command, name, plan=None, limit=None):
         environment = dict(os.environ, ZDR_REGISTRY=folder + "/registry.reg", LC_ALL="C",
                            ASAN_OPTIONS=os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0")
         if plan:
-            environment |= {"LD_PRELOAD": str(options.library), "FAILING_FILES": plan, "FAILING_FILES_LOG": str(calls)}
+            environment |= {**preload(options.library), "FAILING_FILES": plan, "FAILING_FILES_LOG": str(calls)}
         line = [options.program, command[0], name, *command[1:]]
         if limit:
             line = ["prlimit", f"--fsize={limit}", *line]

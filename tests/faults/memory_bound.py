@@ -14,6 +14,8 @@ import subprocess
 import sys
 import tempfile
 
+from preload import preload
+
 
 def box(kind, *parts):
     content = b"".join(parts)
@@ -130,7 +132,7 @@ COMMANDS = [["info", "--json"], ["info"], ["boxes", "--json"], ["boxes"], ["samp
 
 
 def peak_kib(arguments, command):
-    environment = {**os.environ, "LD_PRELOAD": str(arguments.failing_malloc.resolve()), "FAILING_MALLOC": "0 1 0 once 60"}
+    environment = {**os.environ, **preload(arguments.failing_malloc), "FAILING_MALLOC": "0 1 0 once 60"}
     with tempfile.TemporaryDirectory() as folder:
         run = subprocess.run([arguments.program.resolve(), *command], cwd=folder, env=environment, check=True, capture_output=True)
     _, status, _, peak = map(int, run.stdout.split())

@@ -19,6 +19,8 @@ import subprocess
 import sys
 import tempfile
 
+from preload import preload
+
 DOCUMENTED = {0, 1, 3, 4, 5}
 FILES = ["avc-aac.mp4", "h263-amr.3gp", "mpeg4-amrwb.3gp", "ac3.mp4", "amr-nb.amr", "he-aac-v2.aac"]
 MOVIES = FILES[:3]
@@ -78,7 +80,7 @@ def faults(status, found, whole, command):
 def sweep(arguments, command, mode):
     """Runs one command with failing allocations. Returns the statuses and the faults by allocation."""
     folder = pathlib.Path(tempfile.mkdtemp(dir=MEMORY_DISK))
-    environment = {**os.environ, "LD_PRELOAD": str(arguments.failing_malloc.resolve()), "LC_ALL": "C"}
+    environment = {**os.environ, **preload(arguments.failing_malloc), "LC_ALL": "C"}
     statuses, problems, whole, first = collections.Counter(), [], {}, 0
     try:
         while True:

@@ -11,8 +11,8 @@ transcript=$1
 bin=$(dirname "$2")
 control=$(mktemp -d /tmp/XXXXXXXX) && trap 'rm -r "$control"' EXIT
 # Names without blanks, wherever the program, the samples and TMPDIR are.
-samples=$control/samples program=$control/zdr
-ln -s "$3" "$samples" && ln -s "$2" "$program"
+samples=$control/samples program=$control/zdr failing_files=$control/failing_files.so
+ln -s "$3" "$samples" && ln -s "$2" "$program" && ln -s "$bin/libzdr_failing_files.so" "$failing_files"
 zdr() { timeout 60 "$program" "$@"; }
 umask 022
 chmod go-w .

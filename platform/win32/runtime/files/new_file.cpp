@@ -144,4 +144,9 @@ int NewFile::close() noexcept {
   return file < 0 ? 0 : error_of(::close(file));
 }
 
+void NewFile::discard() noexcept {
+  if (has_name(path_.c_str())) unlink(path_.c_str());
+  close();
+}
+
 }  // namespace zdr::platform
