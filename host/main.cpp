@@ -30,7 +30,7 @@ void silence_libraries() {
 // Every object of a module is released before the program ends; one that is not was forgotten. The note needs
 // memory, but its lack does not change the result, which is printed already.
 void report_held_module(const Options& options) try {
-  if (SourcePlayer::has_left_threads()) return;
+  if (SourcePlayer::has_abandoned_filter()) return;
   CoFreeUnusedLibraries();
   if (!com::modules_hold_objects()) return;
   Messages(options.quiet).note({"", "", "a filter module still holds objects", ""});
@@ -57,7 +57,7 @@ int run(int argc, const char* const* argv) {
 
 // The destructors of the program must not run while threads that were left use its objects.
 static int end(int code) {
-  if (zdr::host::SourcePlayer::has_left_threads()) std::_Exit(code);
+  if (zdr::host::SourcePlayer::has_abandoned_filter()) std::_Exit(code);
   return code;
 }
 

@@ -22,7 +22,7 @@ namespace {
 constexpr std::chrono::milliseconds kTimeToStop{400};
 
 // Set by the main thread.
-bool threads_left = false;
+bool filter_abandoned = false;
 
 struct DeleteType {
   void operator()(AM_MEDIA_TYPE* type) const { DeleteMediaType(type); }
@@ -65,7 +65,7 @@ SourcePlayer::SourcePlayer(std::string file, Messages& messages, uint32_t stall_
 }
 
 SourcePlayer::~SourcePlayer() {
-  if (is_left_) {
+  if (is_abandoned_) {
     for (PinEntry& entry : pins_) leak(entry.pin);
     for (Connection& each : connections_) leak(each.sink);
     leak(source_);
@@ -168,10 +168,10 @@ HRESULT SourcePlayer::set_positions(const PlayRange& range) {
 ExitCode SourcePlayer::play(const std::function<bool()>& on_slice) {
   try {
     ExitCode result = start(on_slice);
-    if (result == ExitCode::kDone && !is_left_) result = run_until_complete(on_slice);
+    if (result == ExitCode::kDone && !is_abandoned_) result = run_until_complete(on_slice);
     stop();
     // A stream that fails has ended before it reports the failure, so the last event may be the report.
-    if (result == ExitCode::kDone && !is_left_) result = handle_late_events();
+    if (result == ExitCode::kDone && !is_abandoned_) result = handle_late_events();
     return result;
   } catch (...) {
     stop();
@@ -181,7 +181,7 @@ ExitCode SourcePlayer::play(const std::function<bool()>& on_slice) {
 
 // After this the consumers receive nothing more.
 void SourcePlayer::stop() {
-  if (!is_left_ && !change_state(State_Stopped)) leave_threads("the source filter does not stop");
+  if (!is_abandoned_ && !change_state(State_Stopped)) abandon_filter("the source filter does not stop");
 }
 
 // Returns nothing if the filters do not complete the change in time: within the limit of a stall, but soon
@@ -199,7 +199,7 @@ ExitCode SourcePlayer::start(const std::function<bool()>& on_slice) {
   for (const FILTER_STATE state : {State_Paused, State_Running}) {
     const std::optional<HRESULT> hr = change_state(state);
     if (!hr) {
-      leave_threads(interrupted()
+      abandon_filter(interrupted()
                         ? "the source filter does not stop"
                         : "given up: the source filter does not start within " +
                               std::to_string(stall_limit_.count()) + " s (--stall-timeout sets the limit)");
@@ -291,8 +291,8 @@ ExitCode SourcePlayer::give_up_stalled() {
 
 // The sinks are stopped or have never run, so no further sample reaches a consumer. A consumer that is at
 // work now can be neither used nor destroyed, so the process ends at once; its partial files stay.
-void SourcePlayer::leave_threads(const std::string& reason) {
-  is_left_ = threads_left = true;
+void SourcePlayer::abandon_filter(const std::string& reason) {
+  is_abandoned_ = filter_abandoned = true;
   const bool ends_now = is_in_consumer();
   const bool is_interrupted = interrupted();
   report_memory(file_, messages_, [&] {
@@ -304,8 +304,8 @@ void SourcePlayer::leave_threads(const std::string& reason) {
   }
 }
 
-bool SourcePlayer::has_left_threads() {
-  return threads_left;
+bool SourcePlayer::has_abandoned_filter() {
+  return filter_abandoned;
 }
 
 }  // namespace zdr::host

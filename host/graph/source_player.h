@@ -71,7 +71,7 @@ class SourcePlayer {
 
   // True if a filter did not stop, so that its threads still run. The process must then end without running
   // destructors.
-  static bool has_left_threads();
+  static bool has_abandoned_filter();
 
  private:
   ExitCode explain(const Diagnosis& diagnosis);
@@ -88,7 +88,7 @@ class SourcePlayer {
   ExitCode give_up_stalled();
   ExitCode fail_to_start(HRESULT hr);
   void stop();
-  void leave_threads(const std::string& reason);
+  void abandon_filter(const std::string& reason);
 
   // The sink of a connected pin.
   struct Connection {
@@ -105,7 +105,7 @@ class SourcePlayer {
   const std::chrono::seconds stall_limit_;
   uint64_t samples_seen_ = 0;  // by has_moved()
   bool is_stalled_ = false;
-  bool is_left_ = false;  // its threads still run: nothing of it may be released
+  bool is_abandoned_ = false;  // its threads still run: nothing of it may be released
 };
 
 }  // namespace zdr::host

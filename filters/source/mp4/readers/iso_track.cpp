@@ -93,10 +93,10 @@ bool IsoTrack::packs_groups() const {
 }
 
 // Reading a sample that does not fit fails.
-bool IsoTrack::read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, uint32_t room) {
+bool IsoTrack::read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, uint32_t capacity) {
   sample.number = number;
   sample.buffer = buffer;
-  return with_memory(P3GPP_ReadSampleBounded(track_.get(), &sample, room)) == P3GPP_OK;
+  return with_memory(P3GPP_ReadSampleBounded(track_.get(), &sample, capacity)) == P3GPP_OK;
 }
 
 ReadResult IsoTrack::read_first_sample(OwnedSample& sample) {
@@ -117,22 +117,22 @@ bool IsoTrack::seek(REFERENCE_TIME target) {
   return true;
 }
 
-std::optional<AccessUnits> IsoTrack::read_next(uint8_t* buffer, uint32_t room) {
+std::optional<AccessUnits> IsoTrack::read_next(uint8_t* buffer, uint32_t capacity) {
   ++counter_;
-  if (packs_groups()) return read_group(buffer, room);
-  if (!read_unit(counter_, sample_, buffer, room)) return std::nullopt;
+  if (packs_groups()) return read_group(buffer, capacity);
+  if (!read_unit(counter_, sample_, buffer, capacity)) return std::nullopt;
   return AccessUnits{counter_, sample_.decoding_time, sample_.size};
 }
 
-std::optional<AccessUnits> IsoTrack::read_group(uint8_t* buffer, uint32_t room) {
+std::optional<AccessUnits> IsoTrack::read_group(uint8_t* buffer, uint32_t capacity) {
   const uint32_t table_bytes = is_aac_ ? kSizeTableBytes : 0;
-  const uint32_t room_for_units = room - std::min(room, table_bytes);
+  const uint32_t unit_capacity = capacity - std::min(capacity, table_bytes);
   AccessUnits units{.number = counter_};
   uint16_t sizes[kUnitsPerGroup] = {};
   // Kept: a failed read leaves the counter on the failed unit, so that the next group skips it.
   for (uint32_t i = 0; i < kUnitsPerGroup; ++i) {
     if (i > 0) ++counter_;
-    if (!read_unit(counter_, sample_, buffer + units.size, room_for_units - units.size)) break;
+    if (!read_unit(counter_, sample_, buffer + units.size, unit_capacity - units.size)) break;
     if (i == 0) units.decoding_time = sample_.decoding_time;
     sizes[i] = static_cast<uint16_t>(sample_.size);  // Kept: an entry has 16 bits, even for larger units.
     units.size += sample_.size;
@@ -147,7 +147,7 @@ std::optional<AccessUnits> IsoTrack::read_group(uint8_t* buffer, uint32_t room) 
   return units;
 }
 
-// False when the query fails.
+// False if the query fails.
 bool IsoTrack::is_sync_sample(uint32_t number) {
   int32_t is_sync = 0;
   return with_memory(P3GPP_IsSyncSample(track_.get(), number, &is_sync)) == P3GPP_OK && is_sync != 0;

@@ -57,7 +57,7 @@ class IsoTrack {
   IsoTrack(const IsoTrack&) = delete;
   IsoTrack& operator=(const IsoTrack&) = delete;
 
-  // False when the track cannot be described or opened; it is unusable then. `file` outlives this object.
+  // False if the track cannot be described or opened; it is unusable then. `file` outlives this object.
   // `file_size` limits the largest sample that the tables claim.
   bool open(P3gppFile* file, uint32_t track_id, StreamKind stream, uint64_t file_size);
 
@@ -83,12 +83,12 @@ class IsoTrack {
   // Reads sample 1. Playback does not move, although both use the same cursors.
   ReadResult read_first_sample(OwnedSample& sample);
 
-  // Moves to the sync sample at or before the time; read_next() then reads that sample. False when there is
+  // Moves to the sync sample at or before the time; read_next() then reads that sample. False if there is
   // none.
   bool seek(REFERENCE_TIME target);
-  // Reads the next unit, or for packed codecs the next ten, into `buffer` of `room` bytes. Empty when the
+  // Reads the next unit, or for packed codecs the next ten, into `buffer` of `capacity` bytes. Empty when the
   // track has ended, the read failed, or the first unit does not fit.
-  std::optional<AccessUnits> read_next(uint8_t* buffer, uint32_t room);
+  std::optional<AccessUnits> read_next(uint8_t* buffer, uint32_t capacity);
   void skip_next() { ++counter_; }
 
   // Video: classifies the frame just read and measures the time to the next frame and the next sync sample.
@@ -98,8 +98,8 @@ class IsoTrack {
 
  private:
   bool packs_groups() const;
-  bool read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, uint32_t room);
-  std::optional<AccessUnits> read_group(uint8_t* buffer, uint32_t room);
+  bool read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, uint32_t capacity);
+  std::optional<AccessUnits> read_group(uint8_t* buffer, uint32_t capacity);
   bool is_sync_sample(uint32_t number);
   std::optional<uint32_t> decoding_time_of(uint32_t number, uint32_t fallback);
   uint32_t next_sync_sample(uint32_t number);
