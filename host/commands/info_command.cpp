@@ -119,7 +119,7 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
 ExitCode examine(const std::string& file, const Options& options, SourcePlayer& player, Messages& messages,
                  std::optional<FileReport>& shown) {
   const ExitCode code = player.load();
-  if (code == ExitCode::kCannotOpen) return code;
+  if (code == ExitCode::kCannotOpen || (code != ExitCode::kDone && options.cover.empty())) return code;
   const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file);
   const FileTags tags(file, movie.get());
   if (code == ExitCode::kDone) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <ostream>
 
+#include "host/codec_names.h"
 #include "host/commands/commands.h"
 #include "host/graph/module_loader.h"
 #include "host/graph/source_clip.h"
@@ -117,7 +118,7 @@ void KeyFrame::write(JsonWriter& json, ExitCode code) {
   begin_file_json(json, file_, code);
   json.member("index", options_.index);
   if (is_written_) {
-    json.member("codec", clip_codec_name(info_.video_codec));
+    json.member("codec", codec_of_clip(info_.video_codec));
     json.member("width", info_.width);
     json.member("height", info_.height);
     add_name(json, "output", output_->final_path().native());

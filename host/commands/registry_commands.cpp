@@ -4,7 +4,7 @@
 #include <ostream>
 #include <span>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "host/commands/commands.h"
 #include "host/decoded_text.h"
@@ -20,16 +20,19 @@ namespace {
 
 using platform::RegistryReport;
 
+ExitCode report_unreadable(const RegistryReport& report, Messages& messages) {
+  if (report.error == NO_ERROR) return ExitCode::kDone;
+  messages.error(unreadable_registry(report));
+  return ExitCode::kCannotOpen;
+}
+
 ExitCode report_failure(const std::string& module, HRESULT hr, Messages& messages) {
   if (hr == HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND) || hr == CO_E_ERRORINDLL) {
     messages.error({module, "", "this is no module that can be registered", hresult_text(hr)});
     return ExitCode::kCannotOpen;
   }
   const RegistryReport report = platform::report_registry();
-  if (report.error != NO_ERROR) {
-    messages.error(unreadable_registry(report));
-    return ExitCode::kCannotOpen;
-  }
+  if (const ExitCode code = report_unreadable(report, messages); code != ExitCode::kDone) return code;
   messages.error({report.path, "", "the registry cannot be written", hresult_text(hr)});
   return ExitCode::kCannotWrite;
 }
@@ -49,16 +52,7 @@ std::string type_name(DWORD type) {
   return type == REG_QWORD ? "REG_QWORD" : std::to_string(type);
 }
 
-struct RegistryValue {
-  std::string key;  // its path
-  std::string name;
-  DWORD type;
-  std::string text;  // of texts
-  std::vector<BYTE> data;
-};
-
-std::string text_of(DWORD type, std::span<const BYTE> data) {
-  if (type != REG_SZ && type != REG_EXPAND_SZ) return {};
+std::string text_of(std::span<const BYTE> data) {
   std::u16string text(data.size() / sizeof(WCHAR), u'\0');
   if (!text.empty()) std::memcpy(text.data(), data.data(), text.size() * sizeof(WCHAR));
   if (!text.empty() && text.back() == u'\0') text.pop_back();
@@ -66,51 +60,68 @@ std::string text_of(DWORD type, std::span<const BYTE> data) {
 }
 
 // Writes a value: text and numbers in readable form, then the bytes.
-void write_value(JsonWriter& json, const RegistryValue& value) {
+void write_value(JsonWriter& json, std::u16string_view name, DWORD type, std::span<const BYTE> data) {
   json.begin_object();
-  json.member("name", value.name);
-  json.member("type", type_name(value.type));
-  if (value.type == REG_DWORD && value.data.size() == sizeof(uint32_t)) {
+  json.member("name", to_utf8(name));
+  json.member("type", type_name(type));
+  if (type == REG_DWORD && data.size() == sizeof(uint32_t)) {
     uint32_t number = 0;
-    std::memcpy(&number, value.data.data(), sizeof number);
+    std::memcpy(&number, data.data(), sizeof number);
     json.member("number", number);
-  } else if (value.type == REG_SZ || value.type == REG_EXPAND_SZ) {
-    json.member("text", value.text);
+  } else if (type == REG_SZ || type == REG_EXPAND_SZ) {
+    json.member("text", text_of(data));
   }
   json.key("hex");
-  json.hex_value(value.data);
+  json.hex_value(data);
   json.end_object();
 }
 
-// Collects the values before any is printed, because the visit takes memory.
-class ValueList final : public platform::RegistryVisitor {
+// Writes the document while the registry is visited, since a list of all values would take more memory than
+// the registry. A key without values is not listed; it appears only in the paths of its sub keys.
+class KeyWriter final : public platform::RegistryVisitor {
  public:
-  ValueList() { platform::visit_registry(*this); }
-  void on_key(const std::string& path) override { path_ = path; }
-  void on_value(std::u16string_view name, DWORD type, std::span<const BYTE> data) override {
-    values_.push_back({path_, to_utf8(name), type, text_of(type, data), {data.begin(), data.end()}});
+  explicit KeyWriter(std::ostream& out) : json_(out) {}
+
+  void on_key(const std::string& path) override {
+    end_key();
+    path_ = path;
   }
-  const std::vector<RegistryValue>& values() const { return values_; }
+  void on_value(std::u16string_view name, DWORD type, std::span<const BYTE> data) override {
+    begin(ExitCode::kDone);
+    if (!is_in_key_) {
+      json_.begin_object();
+      json_.member("key", path_);
+      json_.begin_array("values");
+      is_in_key_ = true;
+    }
+    write_value(json_, name, type, data);
+  }
+  void finish(ExitCode code, Messages& messages) {
+    begin(code);
+    end_key();
+    json_.end_array();
+    end_json(json_, messages);
+  }
 
  private:
-  std::string path_;
-  std::vector<RegistryValue> values_;
-};
-
-// A key without values is not listed; it appears only in the paths of its sub keys.
-void add_keys(JsonWriter& json, const std::vector<RegistryValue>& values) {
-  json.begin_array("keys");
-  for (auto value = values.begin(); value != values.end();) {
-    const std::string& key = value->key;
-    json.begin_object();
-    json.member("key", key);
-    json.begin_array("values");
-    for (; value != values.end() && value->key == key; ++value) write_value(json, *value);
-    json.end_array();
-    json.end_object();
+  void begin(ExitCode code) {
+    if (has_begun_) return;
+    has_begun_ = true;
+    begin_json(json_, code);
+    json_.begin_array("keys");
   }
-  json.end_array();
-}
+  void end_key() {
+    if (!is_in_key_) return;
+    is_in_key_ = false;
+    json_.end_array();
+    json_.end_object();
+  }
+
+  JsonWriter json_;
+  std::string path_;
+  bool has_begun_ = false;
+  bool is_in_key_ = false;
+};
 
 }  // namespace
 
@@ -131,20 +142,15 @@ ExitCode run_unregister(const Options& options, std::ostream& /*out*/) {
 
 ExitCode run_registry(const Options& options, std::ostream& out) {
   Messages messages(options.quiet);
-  const RegistryReport report = platform::report_registry();
-  const bool readable = report.error == NO_ERROR;
-  const ExitCode code = readable ? ExitCode::kDone : ExitCode::kCannotOpen;
-  if (!readable) messages.error(unreadable_registry(report));
   if (options.json) {
-    const std::vector<RegistryValue> values = readable ? ValueList().values() : std::vector<RegistryValue>();
-    JsonWriter json(out);
-    begin_json(json, code);
-    add_keys(json, values);
-    end_json(json, messages);
-  } else if (readable) {
-    out << report.text;
+    KeyWriter keys(out);
+    const ExitCode code = report_unreadable(platform::visit_registry(keys), messages);
+    keys.finish(code, messages);
+    return code;
   }
-  return code;
+  const RegistryReport report = platform::report_registry();
+  out << report.text;
+  return report_unreadable(report, messages);
 }
 
 }  // namespace zdr::host

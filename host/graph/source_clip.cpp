@@ -1,9 +1,10 @@
-// Calls the module's private interface and maps its codec codes to names.
+// Calls the module's private interface and shows what it tells.
 #include "host/graph/source_clip.h"
 
 #include <cstdio>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/codec_names.h"
 #include "host/time_text.h"
 #include "host/wide_text.h"
 
@@ -11,20 +12,6 @@ namespace zdr::host {
 namespace {
 
 using mp4source::ClipInfo;
-
-struct CodecName {
-  DWORD codec;
-  const char* name;
-};
-constexpr CodecName kCodecNames[] = {
-    {mp4source::kClipMpeg4Video, "MPEG-4 visual"},
-    {mp4source::kClipH263Video, "H.263"},
-    {mp4source::kClipAvcVideo, "AVC"},
-    {mp4source::kClipAmrAudio, "AMR"},
-    {mp4source::kClipAmrWbAudio, "AMR-WB"},
-    {mp4source::kClipAacAudio, "AAC"},
-    {mp4source::kClipQcelpAudio, "QCELP"},
-};
 
 std::string frame_rate_text(double frame_rate) {
   char text[64];
@@ -35,7 +22,7 @@ std::string frame_rate_text(double frame_rate) {
 void write_video(JsonWriter& json, const ClipInfo& info) {
   if (info.video_codec == 0) return json.value(nullptr);
   json.begin_object();
-  json.member("codec", clip_codec_name(info.video_codec));
+  json.member("codec", codec_of_clip(info.video_codec));
   json.member("width", info.width);
   json.member("height", info.height);
   json.member("frame_rate", info.frame_rate);
@@ -45,7 +32,7 @@ void write_video(JsonWriter& json, const ClipInfo& info) {
 void write_audio(JsonWriter& json, const ClipInfo& info) {
   if (info.audio_codec == 0) return json.value(nullptr);
   json.begin_object();
-  json.member("codec", clip_codec_name(info.audio_codec));
+  json.member("codec", codec_of_clip(info.audio_codec));
   json.member("sample_rate", info.sample_rate);
   json.member("channels", info.channels);
   json.end_object();
@@ -74,22 +61,15 @@ HRESULT SourceClip::key_frame(uint32_t index, ClipBytes& frame) {
   return source_->GetKeyFrame(clip_, index, frame.out_bytes(), frame.out_size());
 }
 
-std::string clip_codec_name(DWORD codec) {
-  for (const CodecName& known : kCodecNames) {
-    if (known.codec == codec) return known.name;
-  }
-  return {};
-}
-
 std::string clip_line(const ClipInfo& info) {
   std::string line = format_time(info.duration_ms * kUnitsPerMillisecond);
   if (info.video_codec != 0) {
-    line += ", " + clip_codec_name(info.video_codec) + " " + std::to_string(info.width) + "x" +
+    line += ", " + std::string(codec_of_clip(info.video_codec)) + " " + std::to_string(info.width) + "x" +
             std::to_string(info.height) + " " + frame_rate_text(info.frame_rate) + " fps";
   }
   if (info.audio_codec != 0) {
-    line += ", " + clip_codec_name(info.audio_codec) + " " + std::to_string(info.sample_rate) + " Hz " +
-            std::to_string(info.channels) + (info.channels == 1 ? " channel" : " channels");
+    line += ", " + std::string(codec_of_clip(info.audio_codec)) + " " + std::to_string(info.sample_rate) +
+            " Hz " + std::to_string(info.channels) + (info.channels == 1 ? " channel" : " channels");
   }
   return line;
 }

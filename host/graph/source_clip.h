@@ -54,8 +54,6 @@ class SourceClip {
   HRESULT result_ = S_OK;
 };
 
-// "AVC", "AMR-WB" ...; empty for 0.
-std::string clip_codec_name(DWORD codec);
 // "0:00:04.000, AVC 320x180 25.000 fps, AAC 44100 Hz 2 channels"
 std::string clip_line(const mp4source::ClipInfo& info);
 void write_clip(JsonWriter& json, const mp4source::ClipInfo& info);

@@ -6,31 +6,15 @@
 #include <cstdio>
 #include <cstring>
 #include <utility>
+#include <variant>
 
-#include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/aac_format.h"
+#include "host/codec_names.h"
 #include "host/decoded_text.h"
 #include "host/inspect/aac_description.h"
 
 namespace zdr::host {
 namespace {
-
-struct NamedGuid {
-  GUID guid;
-  const char* name;
-};
-
-const NamedGuid kCodecs[] = {
-    {mp4source::kSubtypeAvc, "AVC"},
-    {mp4source::kSubtypeMpeg4Visual, "MPEG-4 visual"},
-    {mp4source::kSubtypeH263, "H.263"},
-    {mp4source::kSubtypeAmrNarrowBand, "AMR"},
-    {mp4source::kSubtypeAmrWideBand, "AMR-WB"},
-    {mp4source::kSubtypeQcelp, "QCELP"},
-    {mp4source::kSubtypeEvrc, "EVRC"},
-    {mp4source::kSubtypeDolbyAc3, "AC-3"},
-    {MEDIASUBTYPE_PCM, "PCM"},
-};
 
 using GuidText = std::array<char, CHARS_IN_GUID>;
 
@@ -44,22 +28,24 @@ std::string_view guid_text(const GUID& guid, GuidText&& storage = {}) {
 
 std::string_view codec_text(const AM_MEDIA_TYPE& type, GuidText&& storage = {}) {
   if (is_aac_access_units(type)) return "AAC";
-  for (const NamedGuid& codec : kCodecs) {
-    if (codec.guid == type.subtype) return codec.name;
-  }
-  return guid_text(type.subtype, std::move(storage));
+  const std::string_view name = codec_of_subtype(type.subtype);
+  return name.empty() ? guid_text(type.subtype, std::move(storage)) : name;
 }
 
-// Copies the fixed part of a format block; false if the block is shorter.
+// The fixed part of a format block; nothing if the block is shorter.
+using FormatRecord = std::variant<std::monostate, VIDEOINFOHEADER, WAVEFORMATEX>;
+
 template <class Record>
-bool read_format(const AM_MEDIA_TYPE& type, Record& record) {
-  if (type.pbFormat == nullptr || type.cbFormat < sizeof(Record)) return false;
-  std::memcpy(&record, type.pbFormat, sizeof(Record));
-  return true;
+FormatRecord copy_record(const AM_MEDIA_TYPE& type) {
+  if (type.pbFormat == nullptr || type.cbFormat < sizeof(Record)) return {};
+  Record record;
+  std::memcpy(&record, type.pbFormat, sizeof record);
+  return record;
 }
 
-bool is_video(const AM_MEDIA_TYPE& type) {
-  return type.majortype == MEDIATYPE_Video;
+FormatRecord read_format(const AM_MEDIA_TYPE& type) {
+  return type.majortype == MEDIATYPE_Video ? copy_record<VIDEOINFOHEADER>(type)
+                                           : copy_record<WAVEFORMATEX>(type);
 }
 
 // The first character is in the lowest byte.
@@ -109,21 +95,22 @@ std::string codec_name(const AM_MEDIA_TYPE& type) {
 
 std::string media_type_line(const AM_MEDIA_TYPE& type) {
   std::string line = codec_name(type);
-  VIDEOINFOHEADER video{};
-  WAVEFORMATEX audio{};
-  if (is_video(type) && read_format(type, video)) {
-    line += ", " + std::to_string(video.bmiHeader.biWidth) + "x" + std::to_string(video.bmiHeader.biHeight);
-    if (video.AvgTimePerFrame > 0) {
+  const FormatRecord format = read_format(type);
+  const auto aac = describe_aac(type);
+  if (const auto* video = std::get_if<VIDEOINFOHEADER>(&format)) {
+    line += ", " + std::to_string(video->bmiHeader.biWidth) + "x" + std::to_string(video->bmiHeader.biHeight);
+    if (video->AvgTimePerFrame > 0) {
       std::array<char, 32> rate{};
-      std::snprintf(rate.data(), rate.size(), ", %.3f fps", 1e7 / static_cast<double>(video.AvgTimePerFrame));
+      std::snprintf(rate.data(), rate.size(), ", %.3f fps",
+                    1e7 / static_cast<double>(video->AvgTimePerFrame));
       line += rate.data();
     }
-    if (video.dwBitRate > 0) line += ", " + std::to_string(video.dwBitRate) + " bit/s";
-  } else if (const auto aac = describe_aac(type)) {
+    if (video->dwBitRate > 0) line += ", " + std::to_string(video->dwBitRate) + " bit/s";
+  } else if (aac) {
     line += ", " + std::to_string(aac->channels) + " ch, core " + std::to_string(aac->core_rate) +
             " Hz, output " + std::to_string(aac->output_rate) + " Hz, extension " + aac->extension;
-  } else if (read_format(type, audio)) {
-    line += ", " + std::to_string(audio.nChannels) + " ch, " + std::to_string(audio.nSamplesPerSec) + " Hz";
+  } else if (const auto* audio = std::get_if<WAVEFORMATEX>(&format)) {
+    line += ", " + std::to_string(audio->nChannels) + " ch, " + std::to_string(audio->nSamplesPerSec) + " Hz";
   }
   return line + ", format block of " + std::to_string(type.cbFormat) + " bytes";
 }
@@ -136,13 +123,9 @@ void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type) {
   json.member("format_type", guid_text(type.formattype));
   json.member("temporal_compression", type.bTemporalCompression != FALSE);
   json.member("fixed_size_samples", type.bFixedSizeSamples != FALSE);
-  VIDEOINFOHEADER video{};
-  WAVEFORMATEX audio{};
-  if (is_video(type) && read_format(type, video)) {
-    add_video(json, video);
-  } else if (read_format(type, audio)) {
-    add_audio(json, audio);
-  }
+  const FormatRecord format = read_format(type);
+  if (const auto* video = std::get_if<VIDEOINFOHEADER>(&format)) add_video(json, *video);
+  if (const auto* audio = std::get_if<WAVEFORMATEX>(&format)) add_audio(json, *audio);
   if (const auto aac = describe_aac(type)) add_aac(json, *aac);
   json.member("format_block_size", type.cbFormat);
   json.key("format_block");

@@ -21,7 +21,7 @@ struct RegistryReport {
   DWORD error = NO_ERROR;  // what every registry function would return
   size_t line = 0;         // for ERROR_BADDB: the first line that cannot be parsed, 0 for the file as a whole
   std::string reason;      // in words, for errors of the store itself
-  std::string text;        // the whole content, in the form above
+  std::string text;        // the whole content, in the form above; empty after a visit
 };
 
 // The environment variable ZDR_REGISTRY names the file, by an absolute path; without it, the file is
@@ -33,7 +33,8 @@ ZDR_PLATFORM_API RegistryReport report_registry();
 // The absolute path of the file, with links resolved if it exists; empty if there is none. Throws bad_alloc.
 std::string resolved_registry_file();
 
-// Receives what the file holds, in its order: each key, then its values. Not to call the registry.
+// Receives what the file holds, in its order: each key, then its values. Not to call the registry, which is
+// locked within the process meanwhile.
 class RegistryVisitor {
  public:
   virtual void on_key(const std::string& path) = 0;
@@ -45,6 +46,6 @@ class RegistryVisitor {
 
 // Takes one look at each key, where enumerating by index takes one for each pair of keys. Shows nothing when
 // the registry cannot be read. Passes on what the visitor throws; throws bad_alloc.
-ZDR_PLATFORM_API void visit_registry(RegistryVisitor& visitor);
+ZDR_PLATFORM_API RegistryReport visit_registry(RegistryVisitor& visitor);
 
 }  // namespace zdr::platform

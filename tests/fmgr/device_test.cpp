@@ -50,6 +50,21 @@ TEST(Devices, KeptOnlyTypesOfTheFirstListOpen) {
   }
 }
 
+TEST(Devices, RefuseOperationsThatTheirTypeDoesNotHave) {
+  uint64_t number = 0;
+  for (const FMGR_DeviceOps* ops : {&fmgr::kCallbackOps, &fmgr::kMemoryOps, &fmgr::kReservedOps}) {
+    EXPECT_EQ(ops->write(nullptr, "x", 1), FMGR_ERR_NOT_SUPPORTED);
+    EXPECT_EQ(ops->flush(nullptr), FMGR_ERR_NOT_SUPPORTED);
+    EXPECT_EQ(ops->free_space(nullptr, &number), FMGR_ERR_NOT_SUPPORTED);
+    EXPECT_EQ(ops->create_temporary(nullptr, nullptr, nullptr), nullptr);
+    EXPECT_EQ(ops->remove(nullptr), ops == &fmgr::kCallbackOps ? FMGR_OK : FMGR_ERR_NOT_SUPPORTED);
+  }
+  const FMGR_DeviceOps& reserved = fmgr::kReservedOps;
+  EXPECT_EQ(reserved.open(nullptr, OS_OPEN_READ, nullptr), nullptr);
+  EXPECT_EQ(reserved.read(nullptr, &number, 1), FMGR_ERR_NOT_SUPPORTED);
+  EXPECT_EQ(reserved.seek(nullptr, 0, 0, FMGR_SEEK_SET), FMGR_ERR_NOT_SUPPORTED);
+}
+
 TEST(FileDevice, WritesAndDeletesItsTemporaryFiles) {
   for (const uint32_t type : {FMGR_DEV_FILE, FMGR_DEV_FILE_W}) {
     const Source source(type, "0123456789");

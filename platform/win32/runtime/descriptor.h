@@ -21,6 +21,7 @@ class Descriptor {
   }
 
   int get() const noexcept { return number_; }
+  int release() noexcept { return std::exchange(number_, -1); }
   explicit operator bool() const noexcept { return number_ >= 0; }
 
  private:

@@ -9,6 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <utility>
+
+#include "platform/win32/runtime/descriptor.h"
 
 namespace zdr::platform {
 
@@ -21,41 +24,31 @@ bool is_private(int folder) noexcept {
   return fstat(folder, &info) == 0 && info.st_uid == geteuid() && (info.st_mode & 077) == 0;
 }
 
-// Opens `name` in `parent`, making it if missing; -1 when it is not private.
-int open_private_folder(int parent, const char* name) noexcept {
+// Opens `name` in `parent`, making it if missing. Holds nothing if it is not private.
+Descriptor open_private_folder(int parent, const char* name) noexcept {
   mkdirat(parent, name, 0700);
-  const int folder = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (folder >= 0 && !is_private(folder)) {
-    close(folder);
-    return -1;
-  }
-  return folder;
+  Descriptor folder(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  return folder && is_private(folder.get()) ? std::move(folder) : Descriptor();
 }
 
-int open_below(const char* base, const char* name) noexcept {
-  const int parent = open(base, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (parent < 0) return -1;
-  const int folder = open_private_folder(parent, name);
-  close(parent);
-  return folder;
+Descriptor open_below(const char* base, const char* name) noexcept {
+  const Descriptor parent(open(base, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return parent ? open_private_folder(parent.get(), name) : Descriptor();
 }
 
-int open_root() noexcept {
+Descriptor open_root() noexcept {
   const char* base = std::getenv("XDG_RUNTIME_DIR");
   if (base != nullptr && base[0] == '/') {
-    if (const int root = open_below(base, "zdr"); root >= 0) return root;
+    if (Descriptor root = open_below(base, "zdr")) return root;
   }
   char name[32];
   std::snprintf(name, sizeof name, "zdr-%u", static_cast<unsigned>(geteuid()));
   return open_below("/dev/shm", name);
 }
 
-int open_subfolder(const char* name) noexcept {
-  const int root = open_root();
-  if (root < 0) return -1;
-  const int folder = open_private_folder(root, name);
-  close(root);
-  return folder;
+Descriptor open_subfolder(const char* name) noexcept {
+  const Descriptor root = open_root();
+  return root ? open_private_folder(root.get(), name) : Descriptor();
 }
 
 // A folder that another program has removed can hold no new files.
@@ -73,7 +66,7 @@ int runtime_folder(RuntimeFolder folder) noexcept {
   std::lock_guard lock(mutex);
   int& descriptor = open_folders[index];
   // The descriptor of a removed folder is replaced but not closed, because another thread may be using it.
-  if (!is_usable(descriptor)) descriptor = open_subfolder(kSubfolders[index]);
+  if (!is_usable(descriptor)) descriptor = open_subfolder(kSubfolders[index]).release();
   return descriptor;
 }
 

@@ -25,6 +25,20 @@ void unlock_registry() noexcept {
   if (!message.empty()) OutputDebugStringW(message.c_str());
 }
 
+// Without the text.
+RegistryReport load_and_report() {
+  Registry& registry = Registry::instance();
+  RegistryReport report;
+  report.error = registry.load();
+  report.path = registry.store.path();
+  const TextFault& fault = registry.store.fault();
+  if (report.error != NO_ERROR && fault.reason != nullptr) {
+    report.line = fault.line;
+    report.reason = fault.reason;
+  }
+  return report;
+}
+
 // Recurses at most kDeepestPath levels.
 void visit_key(RegistryVisitor& visitor, std::string& path, const RegistryKey& key) {
   visitor.on_key(path);
@@ -98,15 +112,10 @@ DWORD RegistryHold::commit() noexcept {
 
 RegistryReport report_registry() {
   const RegistryLock lock;
-  RegistryStore& store = Registry::instance().store;
-  RegistryReport report;
-  report.error = Registry::instance().load();
-  report.path = store.path();
+  RegistryReport report = load_and_report();
   if (report.error == NO_ERROR) {
-    write_export(store.tree(), {.bytes = SIZE_MAX, .entries = SIZE_MAX}, report.text);
-  } else if (store.fault().reason != nullptr) {
-    report.line = store.fault().line;
-    report.reason = store.fault().reason;
+    const RegistryKey& top = Registry::instance().store.tree();
+    write_export(top, {.bytes = SIZE_MAX, .entries = SIZE_MAX}, report.text);
   }
   return report;
 }
@@ -116,14 +125,15 @@ std::string resolved_registry_file() {
   return registry_path(path) == NO_ERROR ? final_path(path) : std::string();
 }
 
-void visit_registry(RegistryVisitor& visitor) {
+RegistryReport visit_registry(RegistryVisitor& visitor) {
   const RegistryLock lock;
-  RegistryStore& store = Registry::instance().store;
-  if (Registry::instance().load() != NO_ERROR) return;
-  for (const auto& [name, root] : store.tree().children) {
+  RegistryReport report = load_and_report();
+  if (report.error != NO_ERROR) return report;
+  for (const auto& [name, root] : Registry::instance().store.tree().children) {
     std::string path = to_utf8(name);
     visit_key(visitor, path, *root);
   }
+  return report;
 }
 
 }  // namespace zdr::platform
