@@ -200,9 +200,9 @@ ExitCode SourcePlayer::start(const std::function<bool()>& on_slice) {
     const std::optional<HRESULT> hr = change_state(state);
     if (!hr) {
       abandon_filter(interrupted()
-                        ? "the source filter does not stop"
-                        : "given up: the source filter does not start within " +
-                              std::to_string(stall_limit_.count()) + " s (--stall-timeout sets the limit)");
+                         ? "the source filter does not stop"
+                         : "given up: the source filter does not start within " +
+                               std::to_string(stall_limit_.count()) + " s (--stall-timeout sets the limit)");
       return ExitCode::kLoss;
     }
     if (FAILED(*hr)) return fail_to_start(*hr);

@@ -86,7 +86,9 @@ TEST(SampleEntries, KeptSpeechEntriesMustEndWithTheirConfiguration) {
                                                             {"ssmv", speech_configuration("dsmv", 1, 2, 3)}};
   for (const auto& [type, configuration] : cases) {
     SCOPED_TRACE(type);
-    const auto entry = [&, type = type](const Bytes& children) { return audio_entry(type, 1, 8000, children); };
+    const auto entry = [&, type = type](const Bytes& children) {
+      return audio_entry(type, 1, 8000, children);
+    };
     expect_statuses({
         {"configuration", with_stsd(stsd({entry(configuration)})), P3GPP_OK},
         {"then 8 zeros", with_stsd(stsd({entry(concat({configuration, Bytes(8)}))})), P3GPP_ERR_BOX_SIZE},
