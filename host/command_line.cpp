@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "host/command_table.h"
-#include "host/decoded_text.h"
+#include "host/messages.h"
 #include "host/terminal.h"
 #include "host/time_text.h"
 #include "host/version.h"
@@ -68,7 +68,7 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
   files->required()->option_text(row.many_operands ? row.operand : "FILE");
   files->check([](const std::string& name) {
     if (name.empty()) return std::string("a file name is empty");
-    return name == "-" ? std::string("standard input cannot be sought; name a file") : std::string();
+    return name == "-" ? std::string("standard input is not seekable; name a file") : std::string();
   });
   if (row.bit != kKeyframe) return;
   app.add_option("number", options.index, "which key frame, from 1")
@@ -83,7 +83,7 @@ bool is_command(std::string_view word) {
 }
 
 ParsedLine refuse(const std::string& reason) {
-  print_line_to_terminal("zdr: " + printable(reason) + " (zdr --help tells the usage)");
+  print_line_to_terminal(error_line(reason + " (zdr --help shows the usage)"));
   return {nullptr, {}, ExitCode::kUsage};
 }
 
@@ -92,7 +92,7 @@ ParsedLine refuse(const std::string& reason) {
 ParsedLine parse_command_line(int argc, const char* const* argv) {
   // CLI11 would report only that a subcommand is missing, not the unknown word.
   if (argc > 1 && *argv[1] != '-' && !is_command(argv[1])) {
-    return refuse("'" + std::string(argv[1]) + "' is no command");
+    return refuse("'" + std::string(argv[1]) + "' is not a command");
   }
   ParsedLine line;
   CLI::App app("Plays 3GPP/MP4, AMR and AAC files through the ZdrMp4Source filter.", "zdr");

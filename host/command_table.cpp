@@ -21,7 +21,8 @@ bool join_session(const Options& options) {
 template <ExitCode (*kRun)(const Options&, std::ostream&)>
 ExitCode in_session(const Options& options, std::ostream& out) {
   if (join_session(options)) return kRun(options, out);
-  Messages(false).error({"", "", "'" + options.session + "' cannot be used as a session name", ""});
+  Messages(false).error(
+      {MessageCode::kUsage, "", {}, "'" + options.session + "' cannot be used as a session name", ""});
   return ExitCode::kUsage;
 }
 
@@ -49,7 +50,7 @@ constexpr CommandRow kCommands[] = {
     {kRegister, "register", "", false, "enter the filter module in the registry", true, run_register},
     {kUnregister, "unregister", "", false, "take the filter module out of the registry", true,
      run_unregister},
-    {kRegistry, "registry", "", false, "print what stands in the registry", true, run_registry},
+    {kRegistry, "registry", "", false, "print the content of the registry", true, run_registry},
     {kCompletion, "completion", "SHELL", false, "print the completion script for bash, zsh or fish", true,
      run_completion},
     {kManPage, "man-page", "", false, "print the man page", false, run_man_page},

@@ -12,7 +12,7 @@
 
 namespace zdr::host {
 
-inline constexpr int kJsonSchema = 1;
+inline constexpr int kJsonSchema = 2;
 
 // The document of a command that takes several files. Each file is written as soon as it is reported, and the
 // document is complete when the report is destroyed.
@@ -39,6 +39,6 @@ void end_json(JsonWriter& json, Messages& messages);
 
 // Adds the name of a file: `key` with its text, and `key`_hex with its bytes if it is not UTF-8.
 void add_name(JsonWriter& json, std::string_view key, std::string_view file);
-void add_texts(JsonWriter& json, std::string_view key, const std::vector<std::string>& texts);
+void add_messages(JsonWriter& json, std::string_view key, const std::vector<Message>& messages);
 
 }  // namespace zdr::host

@@ -7,7 +7,6 @@
 
 #include "aacdec/zd_aac_dec.h"
 #include "host/command_line.h"
-#include "host/decoded_text.h"
 #include "host/graph/source_player.h"
 #include "host/messages.h"
 #include "host/printable_output.h"
@@ -33,7 +32,8 @@ void report_held_module(const Options& options) try {
   if (SourcePlayer::has_abandoned_filter()) return;
   CoFreeUnusedLibraries();
   if (!com::modules_hold_objects()) return;
-  Messages(options.quiet).note({"", "", "a filter module still holds objects", ""});
+  Messages(options.quiet)
+      .note({MessageCode::kModuleFailed, "", {}, "a filter module still holds objects", ""});
 } catch (const std::bad_alloc&) {
 }
 
@@ -48,7 +48,8 @@ int run(int argc, const char* const* argv) {
   report_held_module(line.options);
   if (std::cout) return static_cast<int>(code);
   // No message if the reader (a pager, `head`) has closed its end: it has read all it wanted.
-  if (!stdout_reader_gone()) Messages(false).error({"", "", "standard output cannot be written", ""});
+  if (!stdout_reader_gone())
+    Messages(false).error({MessageCode::kOutputFailed, "", {}, "standard output cannot be written", ""});
   return static_cast<int>(ExitCode::kCannotWrite);
 }
 
@@ -65,9 +66,9 @@ int main(int argc, char** argv) {
   try {
     return end(zdr::host::run(argc, argv));
   } catch (const std::bad_alloc&) {
-    zdr::host::print_line_to_terminal("zdr: out of memory");
+    zdr::host::print_line_to_terminal("zdr: error: out of memory");
   } catch (const std::exception& error) {
-    zdr::host::print_line_to_terminal("zdr: " + zdr::host::printable(error.what()));
+    zdr::host::print_line_to_terminal(zdr::host::error_line(error.what()));
   }
   return end(static_cast<int>(zdr::host::ExitCode::kCannotOpen));
 }

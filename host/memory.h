@@ -29,7 +29,7 @@ ExitCode report_memory(const std::string& file, Messages& messages, Body body,
   try {
     return body();
   } catch (const std::bad_alloc&) {
-    messages.error({file, "", "out of memory", ""});
+    messages.error({MessageCode::kOutOfMemory, file, {}, "out of memory", ""});
     return failure;
   }
 }

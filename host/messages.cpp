@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <iterator>
 #include <utility>
 
 #include "host/decoded_text.h"
@@ -40,15 +41,69 @@ constexpr NamedResult kNames[] = {
     {VFW_E_INVALID_FILE_FORMAT, "VFW_E_INVALID_FILE_FORMAT"},
 };
 
-std::string without_file(const Message& message) {
-  std::string line;
-  if (!message.place.empty()) line += message.place + ": ";
-  line += message.reason;
+constexpr std::string_view kWords[] = {"file-not-found",
+                                       "file-not-readable",
+                                       "file-not-seekable",
+                                       "file-type-unknown",
+                                       "file-damaged",
+                                       "read-failed",
+                                       "out-of-memory",
+                                       "not-shown",
+                                       "module-failed",
+                                       "registry-failed",
+                                       "registry-changed",
+                                       "no-playable-track",
+                                       "track-not-played",
+                                       "edits-not-applied",
+                                       "pin-not-connected",
+                                       "range-not-playable",
+                                       "graph-failed",
+                                       "stalled",
+                                       "interrupted",
+                                       "tables-overlap",
+                                       "cut-off",
+                                       "units-missing",
+                                       "nothing-delivered",
+                                       "units-damaged",
+                                       "units-after-end",
+                                       "stream-incomplete",
+                                       "stereo-duplicated",
+                                       "description-ignored",
+                                       "not-measured",
+                                       "key-frame-missing",
+                                       "cover-missing",
+                                       "output-refused",
+                                       "output-failed",
+                                       "output-partial",
+                                       "usage"};
+static_assert(std::size(kWords) == static_cast<size_t>(MessageCode::kUsage) + 1);
+
+// "zdr: error: FILE: PLACE: REASON [STATUS]". A line break or an escape sequence in a file name must not
+// reach the terminal.
+std::string line_of(const char* kind, const Message& message) {
+  std::string line = std::string("zdr: ") + kind;
+  if (!message.file.empty()) line += message.file + ": ";
+  line += message.text();
   if (!message.status.empty()) line += " [" + message.status + "]";
-  return line;
+  return printable(line);
 }
 
 }  // namespace
+
+std::string_view word_of(MessageCode code) {
+  return kWords[static_cast<size_t>(code)];
+}
+
+std::string Place::text() const {
+  if (kind == Kind::kLine) return "line " + std::to_string(number);
+  if (kind != Kind::kBox) return name;
+  return name + " at offset " + std::to_string(number) + ", size " + std::to_string(size);
+}
+
+std::string Message::text() const {
+  const std::string where = place.text();
+  return where.empty() ? reason : where + ": " + reason;
+}
 
 std::string_view hresult_name(int32_t hr) {
   for (const NamedResult& known : kNames) {
@@ -63,34 +118,42 @@ std::string hresult_text(int32_t hr) {
   return text.data();
 }
 
-std::string format_message(const Message& message) {
-  // A line break or an escape sequence in a file name must not reach the terminal.
-  return printable("zdr: " + (message.file.empty() ? "" : message.file + ": ") + without_file(message));
+std::string counted(uint64_t count, std::string_view noun) {
+  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+std::string error_line(std::string_view reason) {
+  return "zdr: error: " + printable(reason);
 }
 
 void Messages::error(const Message& message) noexcept try {
   const std::lock_guard lock(mutex_);
   constexpr const char* kRed = "\x1b[31m";
   constexpr const char* kPlain = "\x1b[0m";
-  const std::string line = format_message(message);
+  const std::string line = line_of("error: ", message);
   print_line_to_terminal(use_colour() ? kRed + line + kPlain : line);
-  errors_.push_back(without_file(message));
+  errors_.push_back(message);
 } catch (const std::exception&) {
-  print_line_to_terminal("zdr: out of memory");
+  print_line_to_terminal("zdr: error: out of memory");
+}
+
+ExitCode Messages::error(const std::string& file, const Diagnosis& diagnosis) {
+  error({diagnosis.code, file, diagnosis.place, diagnosis.reason, diagnosis.status});
+  return diagnosis.exit_code;
 }
 
 void Messages::note(const Message& message) {
   const std::lock_guard lock(mutex_);
-  notes_.push_back(without_file(message));
-  if (!quiet_) print_line_to_terminal(format_message(message));
+  notes_.push_back(message);
+  if (!quiet_) print_line_to_terminal(line_of("note: ", message));
 }
 
-std::vector<std::string> Messages::take_errors() {
+std::vector<Message> Messages::take_errors() {
   const std::lock_guard lock(mutex_);
   return std::exchange(errors_, {});
 }
 
-std::vector<std::string> Messages::take_notes() {
+std::vector<Message> Messages::take_notes() {
   const std::lock_guard lock(mutex_);
   return std::exchange(notes_, {});
 }

@@ -2,23 +2,101 @@
 // "warnings".
 #pragma once
 
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/exit_code.h"
+
 namespace zdr::host {
 
-// Printed as "zdr: FILE: PLACE: REASON [STATUS]"; empty parts are omitted.
-struct Message {
-  std::string file;
-  std::string place;  // pin, track or box path
-  std::string reason;
-  std::string status;  // numeric status as text, or empty
+// What a message is about, for programs. Each has a word that never changes (docs/json.md).
+enum class MessageCode : uint8_t {
+  kFileNotFound,
+  kFileNotReadable,
+  kFileNotSeekable,
+  kFileTypeUnknown,
+  kFileDamaged,
+  kReadFailed,
+  kOutOfMemory,
+  kNotShown,
+  kModuleFailed,
+  kRegistryFailed,
+  kRegistryChanged,
+  kNoPlayableTrack,
+  kTrackNotPlayed,
+  kEditsNotApplied,
+  kPinNotConnected,
+  kRangeNotPlayable,
+  kGraphFailed,
+  kStalled,
+  kInterrupted,
+  kTablesOverlap,
+  kCutOff,
+  kUnitsMissing,
+  kNothingDelivered,
+  kUnitsDamaged,
+  kUnitsAfterEnd,
+  kStreamIncomplete,
+  kStereoDuplicated,
+  kDescriptionIgnored,
+  kNotMeasured,
+  kKeyFrameMissing,
+  kCoverMissing,
+  kOutputRefused,
+  kOutputFailed,
+  kOutputPartial,
+  kUsage,
 };
 
-// Returns the line of a message, with control characters as \xNN.
-std::string format_message(const Message& message);
+// "file-not-found" ...
+std::string_view word_of(MessageCode code);
+
+// The part of a file that a message is about.
+struct Place {
+  enum class Kind : uint8_t { kFile, kPin, kTrack, kBox, kLine };
+
+  static Place pin(std::string name) { return {Kind::kPin, std::move(name)}; }
+  // `name` is text like "video track 2 (hvc1)"; the number counts all tracks of the file from 1.
+  static Place track(std::string name, uint64_t number) { return {Kind::kTrack, std::move(name), number}; }
+  static Place box(std::string path, uint64_t offset, uint64_t size) {
+    return {Kind::kBox, std::move(path), offset, size};
+  }
+  static Place line(uint64_t number) { return {Kind::kLine, {}, number}; }
+
+  // "Video0", "moov/trak[1] at offset 152, size 3" ...; empty for the file as a whole.
+  std::string text() const;
+
+  Kind kind = Kind::kFile;
+  std::string name;
+  uint64_t number = 0;  // of a track or line; offset of a box
+  uint64_t size = 0;    // of a box
+};
+
+// Printed as "zdr: error: FILE: PLACE: REASON [STATUS]"; empty parts are omitted.
+struct Message {
+  MessageCode code;
+  std::string file;
+  Place place;
+  std::string reason;
+  std::string status;  // numeric status as text, or empty
+
+  std::string text() const;  // the place and the reason
+};
+
+// The reason why a file cannot be used, or not as a whole.
+struct Diagnosis {
+  ExitCode exit_code = ExitCode::kCannotOpen;
+  MessageCode code = MessageCode::kFileDamaged;
+  Place place;
+  std::string reason;
+  std::string status;
+};
+
+// "zdr: error: reason", for reasons that may have any characters.
+std::string error_line(std::string_view reason);
 
 // Prints the messages of one run and collects them. Any thread may add messages.
 class Messages {
@@ -28,22 +106,26 @@ class Messages {
 
   // Without memory for the line, reports that instead.
   void error(const Message& message) noexcept;
+  // Reports an error and returns its exit code.
+  ExitCode error(const std::string& file, const Diagnosis& diagnosis);
   // Reports what is left out on purpose or ignored.
   void note(const Message& message);
-  // Return the messages so far, without "zdr: FILE: ", and clear them.
-  std::vector<std::string> take_errors();
-  std::vector<std::string> take_notes();
+  // Return the messages so far and clear them.
+  std::vector<Message> take_errors();
+  std::vector<Message> take_notes();
 
  private:
   bool quiet_;
   std::mutex mutex_;
-  std::vector<std::string> errors_;
-  std::vector<std::string> notes_;
+  std::vector<Message> errors_;
+  std::vector<Message> notes_;
 };
 
 // "VFW_E_NOT_FOUND" for the codes that occur in a graph; empty for others.
 std::string_view hresult_name(int32_t hr);
 // "0x8004022F"
 std::string hresult_text(int32_t hr);
+// "1 sample", "2 samples"
+std::string counted(uint64_t count, std::string_view noun);
 
 }  // namespace zdr::host

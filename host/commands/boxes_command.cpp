@@ -201,16 +201,16 @@ void write_json(JsonWriter& json, const std::string& file, ExitCode code, const 
 
 ExitCode report(const std::string& file, const ParsedMovie& movie, const BoxList& list, Messages& messages) {
   const auto note = [&](size_t count, const char* what) {
-    if (count != 0) messages.note({file, "", std::to_string(count) + " more " + what + " are not shown", ""});
+    if (count != 0)
+      messages.note(
+          {MessageCode::kNotShown, file, {}, std::to_string(count) + " more " + what + " are not shown", ""});
   };
   if (movie.is_open() && mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_MP4)
     report_left_out(file, &movie, messages);
   note(list.boxes_left_out(), "boxes");
   note(list.entries_left_out(), "list entries");
   if (movie.is_open()) return report_read_failure(file, messages);
-  const Diagnosis diagnosis = diagnose_parse(file, movie);
-  messages.error({file, diagnosis.place, diagnosis.reason, diagnosis.status});
-  return diagnosis.exit_code;
+  return messages.error(file, diagnose_parse(file, movie));
 }
 
 ExitCode list_boxes(const std::string& file, const Options& options, Messages& messages, std::ostream& out) {

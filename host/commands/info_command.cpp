@@ -28,7 +28,7 @@ constexpr const char* kNoType = "offers no media type: its codec or configuratio
 using ClipInformation = std::optional<mp4source::ClipInfo>;
 
 std::string no_clip_reason(const std::string& file, HRESULT result) {
-  if (result == E_NOINTERFACE) return "the registered filter has none to tell";
+  if (result == E_NOINTERFACE) return "the registered filter does not provide it";
   return mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_MP4
              ? "its first video or audio track cannot be described"
              : "its stream cannot be measured";
@@ -41,7 +41,11 @@ ClipInformation clip_information(const SourcePlayer& player, const std::string& 
   const HRESULT result = with_memory(clip.usable() ? clip.info(info) : clip.result());
   with_memory(result, FMGR_ERR_GENERIC);  // of an open without memory for a file manager
   if (clip.usable() && SUCCEEDED(result)) return info;
-  messages.note({file, "", "no clip information: " + no_clip_reason(file, result), hresult_text(result)});
+  messages.note({MessageCode::kTrackNotPlayed,
+                 file,
+                 {},
+                 "no clip information: " + no_clip_reason(file, result),
+                 hresult_text(result)});
   return std::nullopt;
 }
 
@@ -106,12 +110,12 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
   if (options.cover.empty()) return ExitCode::kDone;
   const std::vector<uint8_t> image = tags.cover();
   if (image.empty()) {
-    messages.error({file, "", "has no cover image", ""});
+    messages.error({MessageCode::kCoverMissing, file, {}, "has no cover image", ""});
     return ExitCode::kNotSupported;
   }
   OutputFile output(options.cover, options.force, options.files);
   if (output.open() && output.write(image) && output.commit()) return ExitCode::kDone;
-  messages.error({options.cover, "", output.failure(), ""});
+  messages.error({MessageCode::kOutputFailed, options.cover, {}, output.failure(), ""});
   return ExitCode::kCannotWrite;
 }
 
@@ -149,7 +153,7 @@ ExitCode show_file(const std::string& file, const Options& options, Messages& me
 
 ExitCode run_info(const Options& options, std::ostream& out) {
   if (!options.cover.empty() && options.files.size() > 1) {
-    Messages(false).error({"", "", "--cover takes the image of one file; name one", ""});
+    Messages(false).error({MessageCode::kUsage, "", {}, "--cover takes the image of one file; name one", ""});
     return ExitCode::kUsage;
   }
   ExitCode worst = ExitCode::kDone;

@@ -64,13 +64,9 @@ class KeyFrame {
   const OutputFile* output() const { return is_written_ ? &*output_ : nullptr; }
 
  private:
-  ExitCode fail(ExitCode code, const std::string& reason, const std::string& status = "") {
-    messages_.error({file_, "", reason, status});
-    return code;
-  }
-  ExitCode explain(const Diagnosis& diagnosis) {
-    messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
-    return diagnosis.exit_code;
+  ExitCode fail(ExitCode exit_code, MessageCode code, const std::string& reason,
+                const std::string& status = "") {
+    return messages_.error(file_, {exit_code, code, {}, reason, status});
   }
   ExitCode extract_from(SourceClip& clip);
 
@@ -84,34 +80,41 @@ class KeyFrame {
 
 ExitCode KeyFrame::extract() {
   watch_reads(file_);
-  if (const auto refused = diagnose_before_open(file_)) return explain(*refused);
+  if (const auto refused = diagnose_before_open(file_)) return messages_.error(file_, *refused);
   HRESULT hr = S_OK;
   const com::ComPtr<IBaseFilter> filter = create_source_filter(file_, messages_, hr);
-  if (!filter) return fail(ExitCode::kCannotOpen, "the filter module cannot be loaded", hresult_text(hr));
+  if (!filter)
+    return fail(ExitCode::kCannotOpen, MessageCode::kModuleFailed, "the filter module cannot be loaded",
+                hresult_text(hr));
   SourceClip clip(*filter.get(), file_);
   with_memory(clip.result());
-  return clip.usable() ? extract_from(clip) : explain(diagnose_failed_open(file_, clip.result()));
+  return clip.usable() ? extract_from(clip)
+                       : messages_.error(file_, diagnose_failed_open(file_, clip.result()));
 }
 
 ExitCode KeyFrame::extract_from(SourceClip& clip) {
   if (clip.has_video()) with_memory(clip.info(info_));
-  if (const auto failure = take_read_failure(ExitCode::kLoss)) return explain(*failure);
+  if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.error(file_, *failure);
   const Picture picture = picture_of(info_.video_codec, clip.configuration());
-  if (!picture.writer) return fail(ExitCode::kNotSupported, "no video of which pictures can be written");
+  if (!picture.writer)
+    return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack,
+                "no video of which pictures can be written");
   ClipBytes frame;
   const HRESULT hr = with_memory(clip.key_frame(options_.index, frame));
-  if (const auto failure = take_read_failure(ExitCode::kLoss)) return explain(*failure);
+  if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.error(file_, *failure);
   if (FAILED(hr)) {
-    return fail(ExitCode::kCannotOpen, "key frame " + std::to_string(options_.index) + " cannot be read",
-                hresult_text(hr));
+    return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
+                "key frame " + std::to_string(options_.index) + " cannot be read", hresult_text(hr));
   }
   output_.emplace(output_path(options_, picture.extension), options_.force, options_.files);
   if (!write_picture(*output_, *picture.writer, frame.bytes())) {
-    return fail(ExitCode::kCannotWrite, output_->final_path().string() + ": " + output_->failure());
+    return fail(ExitCode::kCannotWrite, MessageCode::kOutputFailed,
+                output_->final_path().string() + ": " + output_->failure());
   }
   is_written_ = true;
   if (picture.writer->damaged_units() == 0) return ExitCode::kDone;
-  return fail(ExitCode::kLoss, "the picture is damaged: " + picture.writer->first_damage());
+  return fail(ExitCode::kLoss, MessageCode::kUnitsDamaged,
+              "the picture is damaged: " + picture.writer->first_damage());
 }
 
 void KeyFrame::write(JsonWriter& json, ExitCode code) {
@@ -137,8 +140,8 @@ ExitCode run_keyframe(const Options& options, std::ostream& out) {
     JsonWriter json(out);
     key_frame.write(json, code);
   } else if (key_frame.output() != nullptr) {
-    out << shown_name(key_frame.output()->final_path().string()) << ": " << key_frame.output()->size()
-        << " bytes\n";
+    out << shown_name(key_frame.output()->final_path().string()) << ": "
+        << counted(key_frame.output()->size(), "byte") << "\n";
   }
   return code;
 }

@@ -41,12 +41,8 @@ class FilePlayback final : public ConsumerOwner {
   ExitCode finish(StreamRecorder& recorder);
   ExitCode report_partial(const StreamRecorder& recorder);
   ExitCode check_damage(const StreamRecorder& recorder);
-  void note(const std::string& place, const std::string& reason) {
-    messages_.note({file_, place, reason, ""});
-  }
-  ExitCode fail(ExitCode code, const std::string& place, const std::string& reason) {
-    messages_.error({file_, place, reason, ""});
-    return code;
+  ExitCode fail(ExitCode exit_code, MessageCode code, Place place, const std::string& reason) {
+    return messages_.error(file_, {exit_code, code, std::move(place), reason, ""});
   }
 
   std::string file_;
@@ -57,7 +53,7 @@ class FilePlayback final : public ConsumerOwner {
 };
 
 ExitCode FilePlayback::refuse_duplicate_name() {
-  return fail(ExitCode::kCannotWrite, "",
+  return fail(ExitCode::kCannotWrite, MessageCode::kOutputRefused, {},
               "not played: its outputs would replace those of the file of this name before it");
 }
 
@@ -69,8 +65,10 @@ PinConsumer& FilePlayback::add_consumer(const std::string& pin_name, DeliveryGua
 
 void FilePlayback::skip_pin(const PinEntry& pin) {
   const bool has_other = run_.movie() != nullptr && has_track_of_another_type(*run_.movie(), pin.is_audio());
-  note(pin.name, has_other ? "not played: its track is of another type"
-                           : "not played: it offers no media type (codec or configuration not supported)");
+  messages_.note({MessageCode::kTrackNotPlayed, file_, Place::pin(pin.name),
+                  has_other ? "not played: its track is of another type"
+                            : "not played: it offers no media type (codec or configuration not supported)",
+                  ""});
 }
 
 ExitCode FilePlayback::run() {
@@ -83,7 +81,7 @@ ExitCode FilePlayback::run() {
     const auto finish_one = [&] { return finish(recorder); };
     result = worse_of(result, report_memory(file_, messages_, finish_one, ExitCode::kLoss));
   }
-  return interrupted() ? fail(ExitCode::kInterrupted, "", "interrupted") : result;
+  return interrupted() ? fail(ExitCode::kInterrupted, MessageCode::kInterrupted, {}, "interrupted") : result;
 }
 
 ExitCode FilePlayback::finish(StreamRecorder& recorder) {
@@ -97,17 +95,19 @@ ExitCode FilePlayback::report_partial(const StreamRecorder& recorder) {
   const std::string partial_note = output != nullptr ? output->partial_note() : "";
   if (!recorder.error().empty()) {
     const std::string name = output != nullptr ? output->final_path().string() + ": " : "";
-    return fail(ExitCode::kCannotWrite, recorder.pin_name(),
+    return fail(ExitCode::kCannotWrite, MessageCode::kOutputFailed, Place::pin(recorder.pin_name()),
                 name + recorder.error() + (partial_note.empty() ? "" : "; " + partial_note));
   }
-  return partial_note.empty() ? ExitCode::kDone : fail(ExitCode::kDone, recorder.pin_name(), partial_note);
+  return partial_note.empty() ? ExitCode::kDone
+                              : fail(ExitCode::kDone, MessageCode::kOutputPartial,
+                                     Place::pin(recorder.pin_name()), partial_note);
 }
 
 ExitCode FilePlayback::check_damage(const StreamRecorder& recorder) {
   const StreamWriter* writer = recorder.writer();
   if (writer == nullptr || writer->damaged_units() == 0) return ExitCode::kDone;
-  return fail(ExitCode::kLoss, recorder.pin_name(),
-              std::to_string(writer->damaged_units()) + " damaged unit(s): " + writer->first_damage());
+  return fail(ExitCode::kLoss, MessageCode::kUnitsDamaged, Place::pin(recorder.pin_name()),
+              counted(writer->damaged_units(), "damaged unit") + ": " + writer->first_damage());
 }
 
 void FilePlayback::report(JsonReport& report, ExitCode code) {
@@ -131,8 +131,9 @@ void FilePlayback::report(JsonReport& report, ExitCode code) {
 void FilePlayback::print(std::ostream& out) const {
   for (const StreamRecorder& recorder : recorders_) {
     if (!recorder.complete()) continue;
-    out << shown_name(recorder.output()->final_path().string()) << ": " << recorder.samples() << " samples, "
-        << recorder.output()->size() << " bytes\n";
+    out << shown_name(recorder.output()->final_path().string()) << ": "
+        << counted(recorder.samples(), "sample") << ", " << counted(recorder.output()->size(), "byte")
+        << "\n";
   }
 }
 
@@ -146,13 +147,14 @@ std::string output_folder_error(const Options& options) {
 }
 
 ExitCode refuse_folder(const Options& options, const std::string& reason, JsonReport& report) {
-  Messages(options.quiet).error({options.output, "", reason, ""});
-  const std::vector<std::string> errors = {options.output + ": " + reason};
+  const Message message{MessageCode::kOutputRefused, "", {}, options.output + ": " + reason, ""};
+  Messages(options.quiet).error(message);
   for (const std::string& file : options.json ? options.files : std::vector<std::string>()) {
     JsonWriter& json = report.begin_file(file, ExitCode::kCannotWrite);
-    add_texts(json, "streams", {});
-    add_texts(json, "errors", errors);
-    add_texts(json, "warnings", {});
+    json.begin_array("streams");
+    json.end_array();
+    add_messages(json, "errors", {message});
+    add_messages(json, "warnings", {});
     json.end_object();
   }
   return ExitCode::kCannotWrite;

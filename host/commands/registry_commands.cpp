@@ -28,19 +28,21 @@ ExitCode report_unreadable(const RegistryReport& report, Messages& messages) {
 
 ExitCode report_failure(const std::string& module, HRESULT hr, Messages& messages) {
   if (hr == HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND) || hr == CO_E_ERRORINDLL) {
-    messages.error({module, "", "this is no module that can be registered", hresult_text(hr)});
+    messages.error(
+        {MessageCode::kModuleFailed, module, {}, "is not a module that can be registered", hresult_text(hr)});
     return ExitCode::kCannotOpen;
   }
   const RegistryReport report = platform::report_registry();
   if (const ExitCode code = report_unreadable(report, messages); code != ExitCode::kDone) return code;
-  messages.error({report.path, "", "the registry cannot be written", hresult_text(hr)});
+  messages.error(
+      {MessageCode::kRegistryFailed, report.path, {}, "the registry cannot be written", hresult_text(hr)});
   return ExitCode::kCannotWrite;
 }
 
 ExitCode call_module(const std::string& module, const char* entry, const char* done, Messages& messages) {
   const HRESULT hr = com::call_module_entry(module, entry);
   if (FAILED(hr)) return report_failure(module, hr, messages);
-  messages.note({module, "", done + platform::report_registry().path, ""});
+  messages.note({MessageCode::kRegistryChanged, module, {}, done + platform::report_registry().path, ""});
   return ExitCode::kDone;
 }
 
@@ -131,7 +133,8 @@ ExitCode run_register(const Options& options, std::ostream& /*out*/) {
   const ExitCode code = call_module(module, "DllRegisterServer", "registered in ", messages);
   if (code != ExitCode::kDone) return code;
   const std::string refusal = com::module_refusal(module);
-  if (!refusal.empty()) messages.note({"", "", "through the registry " + refusal, ""});
+  if (!refusal.empty())
+    messages.note({MessageCode::kModuleFailed, "", {}, "through the registry " + refusal, ""});
   return code;
 }
 

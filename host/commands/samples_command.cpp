@@ -44,8 +44,8 @@ ExitCode Listing::print(std::ostream& out) {
   ExitCode result = ExitCode::kDone;
   for (RowRecorder& recorder : recorders_) {
     if (recorder.print(out)) continue;
-    messages_.error(
-        {options_.files.front(), recorder.pin_name(), "the rows could not be kept in a temporary file", ""});
+    messages_.error({MessageCode::kOutputFailed, options_.files.front(), Place::pin(recorder.pin_name()),
+                     "the rows could not be stored in a temporary file", ""});
     result = ExitCode::kCannotWrite;
   }
   return result;

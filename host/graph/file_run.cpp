@@ -74,7 +74,7 @@ ExitCode FileRun::connect() {
     }
   }
   if (!streams_.empty()) return ExitCode::kDone;
-  messages_.error({file_, "", "no stream that can be played", ""});
+  messages_.error({MessageCode::kNoPlayableTrack, file_, {}, "no stream can be played", ""});
   return ExitCode::kNotSupported;
 }
 
@@ -89,8 +89,8 @@ void FileRun::connect_pin(const PinEntry& pin, bool gated) {
     return;
   }
   connected_ = ExitCode::kLoss;
-  messages_.error(
-      {file_, pin.name, "cannot be connected: " + std::string(hresult_name(hr)), hresult_text(hr)});
+  messages_.error({MessageCode::kPinNotConnected, file_, Place::pin(pin.name),
+                   "cannot be connected: " + std::string(hresult_name(hr)), hresult_text(hr)});
   owner_.drop_last_consumer();
   gate_.open();
 }
@@ -123,7 +123,11 @@ ExitCode FileRun::play_to_end(const char* overlap_advice) {
   }
   if (!guard_.tripped()) return result;
   const std::string advice = std::string(" (--allow-overlap ") + overlap_advice + ")";
-  messages_.error({file_, "", "the tables describe more data than the file holds" + advice, ""});
+  messages_.error({MessageCode::kTablesOverlap,
+                   file_,
+                   {},
+                   "the tables describe more data than the file holds" + advice,
+                   ""});
   return worse_of(result, ExitCode::kLoss);
 }
 
@@ -148,7 +152,8 @@ ExitCode FileRun::check_stream(const Stream& stream) {
 // A file without tables announces samples by its duration.
 ExitCode FileRun::check_samples(const Stream& stream) {
   if (stream.consumer.samples() != 0) return ExitCode::kDone;
-  const Message message{file_, stream.consumer.pin_name(), "delivered no sample", ""};
+  const Message message{MessageCode::kNothingDelivered, file_, Place::pin(stream.consumer.pin_name()),
+                        "delivered no sample", ""};
   if (!range_.is_whole || SourcePlayer::stop_position(stream.pin) == 0) {
     messages_.note(message);
     return ExitCode::kDone;
@@ -158,25 +163,26 @@ ExitCode FileRun::check_samples(const Stream& stream) {
 }
 
 ExitCode FileRun::report_missing(const Stream& stream, const Shortfall& shortfall) {
-  const std::string counts = std::to_string(shortfall.delivered_units) + " of " +
-                             std::to_string(shortfall.total_units) + " access units";
-  const auto message = [&](const std::string& reason) {
-    return Message{file_, stream.consumer.pin_name(), reason, ""};
+  const std::string counts =
+      std::to_string(shortfall.delivered_units) + " of " + counted(shortfall.total_units, "access unit");
+  const auto message = [&](MessageCode code, const std::string& reason) {
+    return Message{code, file_, Place::pin(stream.consumer.pin_name()), reason, ""};
   };
   switch (shortfall.reason) {
     case Missing::kNone:
-      messages_.note(message("delivered no sample"));
+      messages_.note(message(MessageCode::kNothingDelivered, "delivered no sample"));
       return ExitCode::kDone;
     case Missing::kAfterStop:
-      messages_.note(message(counts + " lie before the stop position; the rest was left out"));
+      messages_.note(message(MessageCode::kUnitsAfterEnd,
+                             counts + " lie before the stop position; the rest was left out"));
       if (stream.consumer.samples() != 0) return ExitCode::kDone;
-      messages_.error(message("delivered no sample"));
+      messages_.error(message(MessageCode::kNothingDelivered, "delivered no sample"));
       break;
     case Missing::kCutOff:
-      messages_.error(message("cut off: only " + counts + " are in the file"));
+      messages_.error(message(MessageCode::kCutOff, "cut off: only " + counts + " are in the file"));
       break;
     case Missing::kUnknown:
-      messages_.error(message("only " + counts + " were delivered"));
+      messages_.error(message(MessageCode::kUnitsMissing, "only " + counts + " were delivered"));
       break;
   }
   return ExitCode::kLoss;

@@ -75,13 +75,14 @@ std::optional<CLSID> registered_class(const std::string& file, Messages& message
   if (status == ERROR_SUCCESS && SUCCEEDED(CLSIDFromString(text.data(), &clsid))) return clsid;
   if (status == ERROR_SUCCESS || status == ERROR_MORE_DATA) {
     messages.note(
-        {file, "",
-         "the registry does not tell the source filter of " + native_file_name(extension) + kFallback,
+        {MessageCode::kRegistryFailed,
+         file,
+         {},
+         "the registry does not name the source filter of " + native_file_name(extension) + kFallback,
          hresult_text(CO_E_CLASSSTRING)});
   } else {
     const Message unread = unreadable_registry(platform::report_registry());
-    const std::string place = unread.place.empty() ? "" : ": " + unread.place;
-    messages.note({file, "", unread.file + place + ": " + unread.reason + kFallback, unread.status});
+    messages.note({unread.code, file, {}, unread.file + ": " + unread.text() + kFallback, unread.status});
   }
   return std::nullopt;
 }
@@ -89,9 +90,9 @@ std::optional<CLSID> registered_class(const std::string& file, Messages& message
 }  // namespace
 
 Message unreadable_registry(const platform::RegistryReport& report) {
-  const std::string place = report.line == 0 ? "" : "line " + std::to_string(report.line);
+  const Place place = report.line == 0 ? Place{} : Place::line(report.line);
   const std::string reason = report.reason.empty() ? "" : ": " + report.reason;
-  return {report.path, place, "the registry cannot be read" + reason,
+  return {MessageCode::kRegistryFailed, report.path, place, "the registry cannot be read" + reason,
           hresult_text(HRESULT_FROM_WIN32(report.error))};
 }
 
@@ -111,10 +112,12 @@ com::ComPtr<IBaseFilter> create_source_filter(const std::string& file, Messages&
   if (const std::optional<CLSID> clsid = registered_class(file, messages)) {
     if (ComPtr<IBaseFilter> filter = create_registered(*clsid, hr)) return filter;
     const std::string refusal = com::registered_module_refusal(*clsid);
-    messages.note(
-        {file, "",
-         "the registered source filter cannot be made" + (refusal.empty() ? "" : ": " + refusal) + kFallback,
-         hresult_text(hr)});
+    messages.note({MessageCode::kModuleFailed,
+                   file,
+                   {},
+                   "the registered source filter cannot be created" +
+                       (refusal.empty() ? "" : ": " + refusal) + kFallback,
+                   hresult_text(hr)});
   }
   std::error_code code;
   const std::string own = own_module_path();
@@ -122,7 +125,7 @@ com::ComPtr<IBaseFilter> create_source_filter(const std::string& file, Messages&
   ComPtr<IBaseFilter> filter = create_registered(mp4source::kClsidSourceFilter, hr);
   if (filter) return filter;
   const std::string refusal = com::registered_module_refusal(mp4source::kClsidSourceFilter);
-  if (!refusal.empty()) messages.error({file, "", refusal, hresult_text(hr)});
+  if (!refusal.empty()) messages.error({MessageCode::kModuleFailed, file, {}, refusal, hresult_text(hr)});
   return filter;
 }
 

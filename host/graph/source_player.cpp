@@ -78,25 +78,21 @@ SourcePlayer::~SourcePlayer() {
 
 ExitCode SourcePlayer::load() {
   watch_reads(file_);
-  if (const auto refused = diagnose_before_open(file_)) return explain(*refused);
+  if (const auto refused = diagnose_before_open(file_)) return messages_.error(file_, *refused);
   HRESULT hr = S_OK;
   source_ = create_source_filter(file_, messages_, hr);
   if (!source_) {
-    messages_.error({file_, "", "the filter module cannot be loaded", hresult_text(hr)});
+    messages_.error(
+        {MessageCode::kModuleFailed, file_, {}, "the filter module cannot be loaded", hresult_text(hr)});
     return ExitCode::kCannotOpen;
   }
   with_memory(graph_->AddFilter(source_.get(), WIDE("Source")));
   ComPtr<IFileSourceFilter> loader;
   hr = source_->QueryInterface(IID_IFileSourceFilter, loader.out_void());
   if (SUCCEEDED(hr)) hr = with_memory(loader->Load(wide_file_name(file_).c_str(), nullptr));
-  if (FAILED(hr)) return explain(diagnose_failed_open(file_, hr));
+  if (FAILED(hr)) return messages_.error(file_, diagnose_failed_open(file_, hr));
   collect_pins();
   return ExitCode::kDone;
-}
-
-ExitCode SourcePlayer::explain(const Diagnosis& diagnosis) {
-  messages_.error({file_, diagnosis.place, diagnosis.reason, diagnosis.status});
-  return diagnosis.exit_code;
 }
 
 void SourcePlayer::collect_pins() {
@@ -146,7 +142,11 @@ ExitCode SourcePlayer::seek(const PlayRange& range) {
   if (range.is_whole) return ExitCode::kDone;
   const HRESULT hr = set_positions(range);
   if (SUCCEEDED(hr)) return ExitCode::kDone;
-  messages_.error({file_, "", "cannot be sought: " + std::string(hresult_name(hr)), hresult_text(hr)});
+  messages_.error({MessageCode::kRangeNotPlayable,
+                   file_,
+                   {},
+                   "is not seekable: " + std::string(hresult_name(hr)),
+                   hresult_text(hr)});
   return ExitCode::kNotSupported;
 }
 
@@ -213,8 +213,11 @@ ExitCode SourcePlayer::start(const std::function<bool()>& on_slice) {
 }
 
 ExitCode SourcePlayer::fail_to_start(HRESULT hr) {
-  messages_.error(
-      {file_, "", "the graph does not start: " + std::string(hresult_name(hr)), hresult_text(hr)});
+  messages_.error({MessageCode::kGraphFailed,
+                   file_,
+                   {},
+                   "the graph does not start: " + std::string(hresult_name(hr)),
+                   hresult_text(hr)});
   return ExitCode::kCannotOpen;
 }
 
@@ -248,12 +251,16 @@ ExitCode SourcePlayer::run_until_complete(const std::function<bool()>& on_slice)
 // Reports an event that ends the run.
 ExitCode SourcePlayer::handle_event(const GraphEvent& event) {
   if (event.code == EC_USERABORT) {
-    messages_.error({file_, "", "playback was ended by the user", ""});
+    messages_.error({MessageCode::kInterrupted, file_, {}, "playback was ended by the user", ""});
     return ExitCode::kInterrupted;
   }
   if (event.code != EC_ERRORABORT) return ExitCode::kDone;
   const auto hr = static_cast<HRESULT>(event.param1);
-  messages_.error({file_, "", "a stream was aborted " + std::string(hresult_name(hr)), hresult_text(hr)});
+  messages_.error({MessageCode::kGraphFailed,
+                   file_,
+                   {},
+                   "a stream was aborted: " + std::string(hresult_name(hr)),
+                   hresult_text(hr)});
   return ExitCode::kLoss;
 }
 
@@ -281,7 +288,7 @@ ExitCode SourcePlayer::give_up_stalled() {
   is_stalled_ = true;
   for (const Connection& each : connections_) {
     if (each.sink->has_ended()) continue;
-    messages_.error({file_, each.pin_name,
+    messages_.error({MessageCode::kStalled, file_, Place::pin(each.pin_name),
                      "given up: nothing was delivered for " + std::to_string(stall_limit_.count()) +
                          " s (--stall-timeout sets the limit)",
                      ""});
@@ -296,7 +303,8 @@ void SourcePlayer::abandon_filter(const std::string& reason) {
   const bool ends_now = is_in_consumer();
   const bool is_interrupted = interrupted();
   report_memory(file_, messages_, [&] {
-    messages_.error({file_, "", ends_now && is_interrupted ? "interrupted" : reason, ""});
+    const MessageCode code = is_interrupted ? MessageCode::kInterrupted : MessageCode::kStalled;
+    messages_.error({code, file_, {}, ends_now && is_interrupted ? "interrupted" : reason, ""});
     return ExitCode::kLoss;
   });
   if (ends_now) {

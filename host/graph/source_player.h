@@ -15,7 +15,6 @@
 #include "host/exit_code.h"
 #include "host/graph/filter_graph.h"
 #include "host/graph/media_sink.h"
-#include "host/inspect/diagnosis.h"
 #include "host/messages.h"
 #include "platform/com/com_ptr.h"
 
@@ -74,7 +73,6 @@ class SourcePlayer {
   static bool has_abandoned_filter();
 
  private:
-  ExitCode explain(const Diagnosis& diagnosis);
   void collect_pins();
   HRESULT set_positions(const PlayRange& range);
   std::optional<HRESULT> change_state(FILTER_STATE state);

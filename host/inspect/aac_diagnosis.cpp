@@ -44,14 +44,25 @@ Diagnosis diagnose_stream(const std::string& file, uint32_t tag_bytes, const std
   const auto start = stream_start(file, tag_bytes);
   if (is_adts(start)) {
     const std::string reason = unsupported_adts(start);
-    if (!reason.empty()) return {ExitCode::kNotSupported, "", reason, status};
-    return {ExitCode::kCannotOpen, "", "damaged: the first frame of its ADTS stream is not decodable",
+    if (!reason.empty()) return {ExitCode::kNotSupported, MessageCode::kFileTypeUnknown, {}, reason, status};
+    return {ExitCode::kCannotOpen,
+            MessageCode::kFileDamaged,
+            {},
+            "damaged: the first frame of its ADTS stream is not decodable",
             status};
   }
   if (tag_bytes != 0) {
-    return {ExitCode::kNotSupported, "", "behind an ID3v2 tag only ADTS streams are recognised", status};
+    return {ExitCode::kNotSupported,
+            MessageCode::kFileTypeUnknown,
+            {},
+            "after an ID3v2 tag only ADTS streams are recognised",
+            status};
   }
-  return {ExitCode::kCannotOpen, "", "it begins with none of ADTS, ADIF and an AAC configuration", status};
+  return {ExitCode::kCannotOpen,
+          MessageCode::kFileTypeUnknown,
+          {},
+          "begins with none of ADTS, ADIF and an AAC configuration",
+          status};
 }
 
 }  // namespace
@@ -61,15 +72,27 @@ Diagnosis diagnose_aac_file(const std::string& file, int32_t load_result) {
   const std::string status = std::to_string(view.status);
   switch (view.status) {
     case AACF_ERR_OPEN:
-      return {ExitCode::kCannotOpen, "", "the file cannot be opened", hresult_text(load_result)};
+      return {ExitCode::kCannotOpen,
+              MessageCode::kFileNotReadable,
+              {},
+              "cannot be opened",
+              hresult_text(load_result)};
     case AACF_ERR_SHORT_READ:
-      return {ExitCode::kCannotOpen, "", "damaged: the file ends inside its ID3v2 tag", status};
+      return {ExitCode::kCannotOpen,
+              MessageCode::kFileDamaged,
+              {},
+              "damaged: the file ends inside its ID3v2 tag",
+              status};
     default:
       break;
   }
   const Id3Tags tags(file);
   if (tags.status() != ID3P_OK) {
-    return {ExitCode::kCannotOpen, "", "damaged: its ID3v2.3 tag has flags that are not defined", status};
+    return {ExitCode::kCannotOpen,
+            MessageCode::kFileDamaged,
+            {},
+            "damaged: its ID3v2.3 tag has flags that are not defined",
+            status};
   }
   return diagnose_stream(file, tags.v2_bytes(), status);
 }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host/inspect/diagnosis.h"
+#include "host/messages.h"
 
 namespace zdr::host {
 

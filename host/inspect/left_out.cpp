@@ -171,7 +171,8 @@ bool has_track_of_another_type(const ParsedMovie& movie, bool is_audio) {
 
 void report_left_out(const std::string& file, const ParsedMovie* movie, Messages& messages) {
   if (movie == nullptr) return;
-  for (const std::string& note : left_out_notes(*movie)) messages.note({file, "", note, ""});
+  for (const std::string& note : left_out_notes(*movie))
+    messages.note({MessageCode::kTrackNotPlayed, file, {}, note, ""});
 }
 
 }  // namespace zdr::host

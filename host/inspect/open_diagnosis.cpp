@@ -3,8 +3,12 @@
 
 #include <dshow.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
+#include <memory>
+#include <string_view>
 #include <vector>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
@@ -16,6 +20,10 @@
 namespace zdr::host {
 namespace {
 
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
 struct StatusText {
   int32_t status;
   const char* text;
@@ -24,7 +32,6 @@ struct StatusText {
 constexpr StatusText kStatusTexts[] = {
     {P3GPP_ERR_GENERIC, "a box that must be there is missing or damaged"},
     {P3GPP_ERR_OUT_OF_RANGE, "more sample entries or data references than can be stored"},
-    {P3GPP_ERR_OPEN, "the file cannot be opened"},
     {P3GPP_ERR_READ, "the file ends inside this box, or the box claims more than it holds"},
     {P3GPP_ERR_SEEK, "a position in the file cannot be reached"},
     {P3GPP_ERR_BOX_SIZE, "the box size is wrong"},
@@ -81,89 +88,101 @@ std::string track_reason(const ParsedMovie& movie, uint32_t type, const char* na
 }
 
 Diagnosis without_pins(const ParsedMovie& movie) {
-  Diagnosis diagnosis{ExitCode::kNotSupported, "", "no audio or video track in the file", ""};
+  const auto refuse = [](ExitCode code, const std::string& reason, const std::string& status = "") {
+    return Diagnosis{code, MessageCode::kNoPlayableTrack, {}, reason, status};
+  };
   std::string status;
   bool is_sound = false;
   const std::string audio = track_reason(movie, P3GPP_TRACK_AUDIO, "audio", status, is_sound);
   const std::string video = track_reason(movie, P3GPP_TRACK_VIDEO, "video", status, is_sound);
-  if (audio.empty() && video.empty()) {
-    if (!is_sound) return diagnosis;
-    return {ExitCode::kCannotOpen, "", "could not be opened, although its tracks are sound", ""};
+  if (!audio.empty() || !video.empty()) {
+    const std::string separator = audio.empty() || video.empty() ? "" : "; ";
+    return refuse(ExitCode::kNotSupported, "no usable track: " + audio + separator + video, status);
   }
-  diagnosis.reason = "no usable track: " + audio + (audio.empty() || video.empty() ? "" : "; ") + video;
-  diagnosis.status = status;
-  return diagnosis;
+  return is_sound ? refuse(ExitCode::kCannotOpen, "could not be opened, although its tracks are sound")
+                  : refuse(ExitCode::kNotSupported, "no audio or video track in the file");
 }
 
-Diagnosis diagnose_iso(const std::string& file, int32_t load_result) {
+Diagnosis diagnose_iso(const std::string& file) {
   const ParsedMovie movie(file);
-  if (movie.is_open()) return without_pins(movie);
-  Diagnosis diagnosis = diagnose_parse(file, movie);
-  if (movie.status() == P3GPP_ERR_OPEN) diagnosis.status = hresult_text(load_result);
-  return diagnosis;
+  return movie.is_open() ? without_pins(movie) : diagnose_parse(file, movie);
+}
+
+constexpr const char* kPipe = "is a pipe or a device, which is not seekable";
+
+bool is_pipe_or_device(std::filesystem::file_type type) {
+  using std::filesystem::file_type;
+  return type == file_type::fifo || type == file_type::character || type == file_type::socket;
+}
+
+// Why the system does not open the file; nothing if it does.
+std::optional<Diagnosis> system_refusal(const std::string& file, const std::string& status) {
+  const auto refuse = [&](MessageCode code, const std::string& reason) {
+    return Diagnosis{ExitCode::kCannotOpen, code, {}, reason, status};
+  };
+  std::error_code error;
+  const std::filesystem::file_status found = std::filesystem::status(file, error);
+  if (found.type() == std::filesystem::file_type::not_found)
+    return refuse(MessageCode::kFileNotFound, "no such file");
+  if (is_pipe_or_device(found.type())) return refuse(MessageCode::kFileNotSeekable, kPipe);
+  if (std::filesystem::is_directory(found)) return refuse(MessageCode::kFileNotReadable, "is a folder");
+  if (const std::unique_ptr<std::FILE, CloseFile> opened{std::fopen(file.c_str(), "rb")}) return std::nullopt;
+  return refuse(MessageCode::kFileNotReadable, std::string("cannot be opened: ") + std::strerror(errno));
+}
+
+std::string known_extensions() {
+  std::string list;
+  for (const mp4source::KnownExtension& known : mp4source::kKnownExtensions) {
+    list.append(list.empty() ? "" : " ").append(known.extension);
+  }
+  return list;
 }
 
 }  // namespace
 
 std::optional<Diagnosis> diagnose_before_open(const std::string& file) {
-  std::error_code code;
-  switch (std::filesystem::status(file, code).type()) {
-    case std::filesystem::file_type::fifo:
-    case std::filesystem::file_type::character:
-    case std::filesystem::file_type::socket:
-      return Diagnosis{ExitCode::kCannotOpen, "", "is a pipe or a device, which cannot be sought", ""};
-    default:
-      return std::nullopt;
-  }
+  std::error_code error;
+  if (!is_pipe_or_device(std::filesystem::status(file, error).type())) return std::nullopt;
+  return Diagnosis{ExitCode::kCannotOpen, MessageCode::kFileNotSeekable, {}, kPipe, ""};
 }
 
 Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
-  if (const auto refused = diagnose_before_open(file)) return *refused;
+  const std::string status = std::to_string(movie.status());
+  if (const auto refused = system_refusal(file, status)) return *refused;
   if (const auto failure = take_read_failure(ExitCode::kCannotOpen)) return *failure;
-  Diagnosis diagnosis;
-  diagnosis.status = std::to_string(movie.status());
-  if (movie.status() == P3GPP_ERR_OPEN) {
-    std::error_code code;
-    const bool exists = std::filesystem::exists(file, code);
-    diagnosis.reason = !exists                                     ? "no such file"
-                       : std::filesystem::is_directory(file, code) ? "is a folder"
-                                                                   : "the file cannot be opened";
-    return diagnosis;
-  }
   const P3gppOpenError& error = movie.error();
-  const bool has_movie = std::string(error.path).starts_with("moov");
-  if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4 && !has_movie) {
-    return {ExitCode::kNotSupported, "", "not an ISO media file", diagnosis.status};
-  }
-  if (error.path[0] != '\0') {
-    diagnosis.place = std::string(error.path) + " at offset " + std::to_string(error.offset) + ", size " +
-                      std::to_string(error.size);
-  }
+  const bool has_movie = std::string_view(error.path).starts_with("moov");
+  if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4 && !has_movie)
+    return {ExitCode::kNotSupported, MessageCode::kFileTypeUnknown, {}, "is not an ISO media file", status};
+  std::error_code ignored;
+  if (std::filesystem::file_size(file, ignored) == 0)
+    return {ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "is empty", status};
   // The status of the box is more specific than the one that its container returned.
-  diagnosis.reason = "damaged: " + describe(error.status);
+  Diagnosis diagnosis{
+      ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "damaged: " + describe(error.status), status};
+  if (error.path[0] != '\0') diagnosis.place = Place::box(error.path, error.offset, error.size);
   return diagnosis;
 }
 
 Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
-  if (const auto failure = take_read_failure(ExitCode::kCannotOpen)) return *failure;
   const std::string status = hresult_text(load_result);
-  if (load_result == VFW_E_NOT_FOUND) return {ExitCode::kCannotOpen, "", "no such file", status};
-  std::error_code code;
-  const auto path = std::filesystem::path(file);
-  if (!std::filesystem::exists(path, code)) return {ExitCode::kCannotOpen, "", "no such file", status};
-  if (std::filesystem::is_directory(path, code)) return {ExitCode::kCannotOpen, "", "is a folder", status};
-  if (!std::ifstream(path)) return {ExitCode::kCannotOpen, "", "the file cannot be opened", status};
-  switch (mp4source::source_kind_of(file)) {
-    case mp4source::SOURCE_KIND_MP4:
-      return diagnose_iso(file, load_result);
-    case mp4source::SOURCE_KIND_AMR:
-      return {ExitCode::kCannotOpen, "", "damaged: the header line does not end", status};
-    case mp4source::SOURCE_KIND_AAC:
-      return diagnose_aac_file(file, load_result);
-    case mp4source::SOURCE_KIND_NONE:
-      break;
+  if (const auto failure = take_read_failure(ExitCode::kCannotOpen)) return *failure;
+  if (const auto refused = system_refusal(file, status)) return *refused;
+  const mp4source::SourceKind kind = mp4source::source_kind_of(file);
+  if (kind == mp4source::SOURCE_KIND_NONE) {
+    return {ExitCode::kNotSupported,
+            MessageCode::kFileTypeUnknown,
+            {},
+            "unknown extension, which decides how a file is read; known: " + known_extensions(),
+            status};
   }
-  return {ExitCode::kNotSupported, "", "unknown extension (it decides how a file is read)", status};
+  std::error_code ignored;
+  if (std::filesystem::file_size(file, ignored) == 0)
+    return {ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "is empty", status};
+  if (kind == mp4source::SOURCE_KIND_MP4) return diagnose_iso(file);
+  if (kind == mp4source::SOURCE_KIND_AAC) return diagnose_aac_file(file, load_result);
+  return {
+      ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "damaged: the header line does not end", status};
 }
 
 }  // namespace zdr::host

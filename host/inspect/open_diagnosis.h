@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "host/inspect/diagnosis.h"
 #include "host/inspect/parsed_movie.h"
+#include "host/messages.h"
 
 namespace zdr::host {
 

@@ -48,14 +48,12 @@ std::optional<Diagnosis> take_read_failure(ExitCode exit_code) {
   const std::string reason = failure.system_error == 0
                                  ? "became shorter while it was read: " + offset + " is beyond its end"
                                  : "cannot be read at " + offset + ": " + std::strerror(failure.system_error);
-  return Diagnosis{exit_code, "", reason, ""};
+  return Diagnosis{exit_code, MessageCode::kReadFailed, {}, reason, ""};
 }
 
 ExitCode report_read_failure(const std::string& file, Messages& messages) {
   const auto failure = take_read_failure(ExitCode::kLoss);
-  if (!failure) return ExitCode::kDone;
-  messages.error({file, failure->place, failure->reason, failure->status});
-  return failure->exit_code;
+  return failure ? messages.error(file, *failure) : ExitCode::kDone;
 }
 
 }  // namespace zdr::host

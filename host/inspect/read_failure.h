@@ -6,7 +6,6 @@
 #include <string>
 
 #include "host/exit_code.h"
-#include "host/inspect/diagnosis.h"
 #include "host/messages.h"
 
 namespace zdr::host {
