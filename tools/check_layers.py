@@ -3,25 +3,28 @@
 
 Six rules:
 
-1. A folder includes only from the folders that MAY_SEE names for it: downwards, never sideways.
+1. Every source belongs to a folder of MAY_SEE, and includes only from the folders named there: downwards, never sideways.
+   Tests, benchmarks, fuzz targets and the media kit have folders of their own (SUPPORT), which no product code includes.
 2. Of another folder it includes only the headers that this folder's CMakeLists.txt declares with zdr_public_headers.
-   Tests, benchmarks, fuzz targets and the media kit may look inside.
+   The folders of SUPPORT may look inside.
 3. Within a folder the subfolders have an order (ORDER): each includes from itself and from those before it.
 4. No two files include each other, directly or through others. A header and the source of its name are one file here,
    so that a part never includes its own caller; public headers alone are apart from the source that implements them.
-5. Nothing outside of tests/ includes from tests/, and only platform/ names POSIX headers.
-6. An include in quotes names its file from the root of the tree or from the includer's folder, so that the rules above
-   see every file.
+5. Above platform/, the headers from outside of the tree are those of the C++ and C standards and of OUTSIDE.
+6. An include names its file in quotes, from the root of the tree or from the includer's folder, without `..` and
+   without a macro, so that the rules above see every file. Angle brackets are for headers from outside of the tree, and
+   for the platform's own names (<windows.h> ...), which stand for the file that provides them.
 
-The platform's own header names (<windows.h> ...) stand for the file that provides them.
+check_layers_test.py shows that each rule refuses what breaks it.
 """
 import collections
+import os
 import pathlib
 import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-SOURCES = ('.h', '.hpp', '.cpp', '.c', '.inc')
+SOURCES = ('.h', '.hh', '.hpp', '.hxx', '.cpp', '.cc', '.cxx', '.c', '.inc', '.ipp', '.inl', '.def')
 
 WIN32, COM, DSHOW = 'platform/win32', 'platform/com', 'platform/dshow'
 PLATFORM = [WIN32, COM, DSHOW]
@@ -41,7 +44,8 @@ MAY_SEE = {
     # explain a failed open; the tag parser, because the filter does not publish the tags of AAC files.
     'host': PLATFORM + ['aacdec', 'p3gpp', 'fmgr', 'esparse/aac', 'id3p', 'os', 'filters/source/mp4'],
 }
-LOOK_INSIDE = ['mediakit', 'tests', 'bench', 'fuzz', 'samples']
+# Each of these sees all of the product, and of the others those that it names.
+SUPPORT = {'mediakit': [], 'samples': ['mediakit'], 'tests': ['mediakit'], 'bench': ['mediakit'], 'fuzz': ['mediakit']}
 
 # The platform's base classes are one flat folder, since the platform has no folders in its header names.
 DSHOW_INTERFACES = ('amvideo', 'evcode', 'filter_interfaces', 'fourcc', 'graph_interfaces', 'media_records', 'mmreg',
@@ -66,15 +70,34 @@ ORDER = {
 # Headers that any subfolder of their folder may include: the folder's own public face.
 FACES = {'aacdec/zd_aac_dec.h'}
 
-POSIX = re.compile(r'^(unistd|fcntl|pthread|dlfcn|dirent|poll|semaphore|signal|sys/.*|linux/.*)\.h$')
-# The host is a terminal program: this one file queries the terminal and catches Ctrl-C.
-POSIX_ALLOWED = {'host/terminal.cpp'}
+STANDARD = re.compile(r'^([a-z_]+|(assert|ctype|errno|fenv|float|inttypes|iso646|limits|locale|math|setjmp|signal|std(arg|bool|'
+                      r'def|int|io|lib)|string|time|uchar|wchar|wctype)\.h)$')
+# Other headers from outside of the tree, by folder or file: processor extensions, the parser of the command line, and
+# POSIX for the one file that handles signals and the terminal.
+OUTSIDE = {
+    'aacdec': {'immintrin.h', 'arm_neon.h'},
+    'host': {'CLI/CLI.hpp'},
+    'host/terminal.cpp': {'fcntl.h', 'poll.h', 'sys/time.h', 'unistd.h'},
+}
+ANY_INCLUDE = re.compile(r'^\s*#\s*(include|include_next|import)\b')
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 DECLARATION = re.compile(r'^zdr_public_headers\(([^)]*)\)', re.M)
 
 
 def longest_prefix(path, folders):
     return max((f for f in folders if path.startswith(f + '/')), key=len, default=None)
+
+
+def home_of(path):
+    return longest_prefix(path, [*MAY_SEE, *SUPPORT])
+
+
+def sources():
+    for top in sorted(ROOT.iterdir()):
+        if top.name != 'build' and not top.name.startswith('.'):
+            for path in [top, *sorted(top.rglob('*'))]:
+                if path.suffix in SOURCES:
+                    yield path.relative_to(ROOT).as_posix()
 
 
 def public_headers():
@@ -87,19 +110,40 @@ def public_headers():
     return declared
 
 
+def is_file(path):
+    return (ROOT / path).is_file()
+
+
 def file_of(source, quote, name):
     """The file of the tree that an include names, or None for the standard library and third parties."""
-    candidates = [f'{folder}/{name}' for folder in PLATFORM] if quote == '<' else [
-        (pathlib.PurePosixPath(source).parent / name).as_posix(), name]
-    return next((c for c in candidates if (ROOT / c).is_file()), None)
+    folders = PLATFORM + ['.'] if quote == '<' else [pathlib.PurePosixPath(source).parent, '.']
+    return next(filter(is_file, (os.path.normpath(f'{folder}/{name}') for folder in folders)), None)
 
 
 def includes_of(source):
-    """Yields (line number, quote, name as written, file of the tree or None)."""
+    """Yields (line number, quote, name as written, file of the tree or None); quote is empty for what is no plain include."""
     for number, line in enumerate((ROOT / source).read_text(encoding='utf-8').splitlines(), 1):
-        match = INCLUDE.match(line)
-        if match:
-            yield number, match[1], match[2], file_of(source, *match.groups())
+        if ANY_INCLUDE.match(line):
+            match = INCLUDE.match(line)
+            quote, name = match.groups() if match else ('', line.strip())
+            yield number, quote, name, file_of(source, quote, name) if match else None
+
+
+def form_fault(source, home, quote, name, target):
+    """Rules 5 and 6."""
+    if not quote:
+        return f'{name}: write the name of the file'
+    if '..' in pathlib.PurePosixPath(name).parts:
+        return f'{name}: name the file from the root of the tree'
+    if target:
+        by_platform = any(target == f'{folder}/{name}' for folder in PLATFORM)
+        return None if quote == '"' or by_platform else f'<{name}> is in the tree: write it in quotes'
+    if quote == '"':
+        return None if is_file(name + '.in') else f'{name} is not found from the root of the tree or from this folder'
+    allowed = OUTSIDE.get(home, set()) | OUTSIDE.get(source, set())
+    if home in MAY_SEE and home not in PLATFORM and name not in allowed and not STANDARD.match(name):
+        return f'<{name}> is neither a standard header nor in OUTSIDE: what the system offers belongs below platform/'
+    return None
 
 
 def place_of(path, home):
@@ -129,13 +173,16 @@ def order_fault_in(home, source, target):
     return f'{source.removeprefix(home + "/")} must not include {target}, which is above it in {home}'
 
 
-def layer_fault(source, home, target, public):
-    folder = longest_prefix(target, MAY_SEE)
-    if not folder or folder == home:
+def layer_fault(home, target, public):
+    """Rules 1 and 2."""
+    folder = home_of(target)
+    if not folder:
+        return f'{target} is in no folder that has a place in the layers'
+    if folder == home:
         return None
-    if folder not in MAY_SEE[home]:
+    if folder not in MAY_SEE[home] if home in MAY_SEE else folder in SUPPORT and folder not in SUPPORT[home]:
         return f'{home} must not include from {folder} ({target})'
-    if target not in public[folder]:
+    if home in MAY_SEE and target not in public[folder]:
         return f'{target} is internal to {folder}'
     return None
 
@@ -175,28 +222,20 @@ def faults():
         return path if path in faces else path.rsplit('.', 1)[0]
 
     edges = collections.defaultdict(set)
-    for folder in list(MAY_SEE) + LOOK_INSIDE:
-        for path in sorted((ROOT / folder).rglob('*')):
-            source = path.relative_to(ROOT).as_posix()
-            home = longest_prefix(source, MAY_SEE)
-            if path.suffix not in SOURCES or (home or folder) != folder:
-                continue
-            edges[part(source)]
-            for number, quote, name, target in includes_of(source):
-                where = f'{source}:{number}: '
-                if POSIX.match(name) and home and home not in PLATFORM and source not in POSIX_ALLOWED:
-                    yield where + f'{name} belongs below platform/'
-                if not target:
-                    if quote == '"' and not (ROOT / (name + '.in')).is_file():
-                        yield where + f'{name} is not found from the root of the tree or from this folder'
-                    continue
+    for source in sources():
+        home = home_of(source)
+        if not home:
+            yield f'{source}: its folder has no place in the layers'
+            continue
+        edges[part(source)]
+        for number, quote, name, target in includes_of(source):
+            fault = form_fault(source, home, quote, name, target)
+            if target:
+                fault = fault or layer_fault(home, target, public) or order_fault(source, target)
                 if part(target) != part(source):
                     edges[part(source)].add(part(target))
-                if target.startswith('tests/') and folder != 'tests':
-                    yield where + f'{target}: nothing outside of tests/ includes from tests/'
-                fault = home and (layer_fault(source, home, target, public) or order_fault(source, target))
-                if fault:
-                    yield where + fault
+            if fault:
+                yield f'{source}:{number}: {fault}'
     for group in cycles(dict(edges)):
         yield 'these files include each other: ' + ', '.join(group)
 

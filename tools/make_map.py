@@ -58,14 +58,20 @@ def public_names():
 def defined(text, names):
     """Public functions, entry points, interfaces, and classes of the platform, that a file defines."""
     found = []
-    for line in text.splitlines():
+    lines = text.splitlines()
+    for number, line in enumerate(lines):
         method = METHOD.match(line) or INTERFACE.match(line)
         function = DEFINITION.match(line)
         is_public = function and (function[1] in names or line.startswith('extern'))
         name = method[1] if method else function[1] if is_public else None
-        if name and name not in found and not line.rstrip().endswith(';'):
+        if name and name not in found and is_definition('\n'.join(lines[number:number + 20])):
             found.append(name)
     return found
+
+
+def is_definition(text):
+    """True if a body comes before the end of the declaration that the text begins with."""
+    return text.partition(';')[0].find('{') >= 0
 
 
 def units():
