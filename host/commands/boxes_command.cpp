@@ -206,7 +206,7 @@ ExitCode report(const std::string& file, const ParsedMovie& movie, const BoxList
           {MessageCode::kNotShown, file, {}, std::to_string(count) + " more " + what + " are not shown", ""});
   };
   if (movie.is_open() && mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_MP4)
-    report_left_out(file, &movie, messages);
+    report_left_out(file, &movie, std::nullopt, false, messages);
   note(list.boxes_left_out(), "boxes");
   note(list.entries_left_out(), "list entries");
   if (movie.is_open()) return report_read_failure(file, messages);

@@ -122,12 +122,12 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
 // Fills `shown` if the file can be described. A file without a usable track may still have a cover.
 ExitCode examine(const std::string& file, const Options& options, SourcePlayer& player, Messages& messages,
                  std::optional<FileReport>& shown) {
-  const ExitCode code = player.load();
+  ExitCode code = player.load();
   if (code == ExitCode::kCannotOpen || (code != ExitCode::kDone && options.cover.empty())) return code;
   const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file);
   const FileTags tags(file, movie.get());
   if (code == ExitCode::kDone) {
-    report_left_out(file, movie.get(), messages);
+    code = report_left_out(file, movie.get(), player.playable_kinds(), true, messages);
     shown = describe(file, player, tags, messages);
   }
   return worse_of(code, save_cover(file, tags, options, messages));

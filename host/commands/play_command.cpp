@@ -7,7 +7,6 @@
 #include "host/commands/commands.h"
 #include "host/graph/file_run.h"
 #include "host/graph/stream_recorder.h"
-#include "host/inspect/left_out.h"
 #include "host/json_report.h"
 #include "host/memory.h"
 #include "host/terminal.h"
@@ -26,7 +25,7 @@ class FilePlayback final : public ConsumerOwner {
       : file_(file),
         options_(options),
         messages_(options.quiet || options.json),
-        run_(file_, options, messages_, *this) {}
+        run_(file_, options, FileRun::Use::kRecording, messages_, *this) {}
 
   ExitCode run();
   // Called instead of run() if the outputs would replace those of an earlier file of the same run.
@@ -37,7 +36,6 @@ class FilePlayback final : public ConsumerOwner {
  private:
   PinConsumer& add_consumer(const std::string& pin_name, DeliveryGuard& guard) override;
   void drop_last_consumer() override { recorders_.pop_back(); }
-  void skip_pin(const PinEntry& pin) override;
   ExitCode finish(StreamRecorder& recorder);
   ExitCode report_partial(const StreamRecorder& recorder);
   ExitCode check_damage(const StreamRecorder& recorder);
@@ -61,14 +59,6 @@ PinConsumer& FilePlayback::add_consumer(const std::string& pin_name, DeliveryGua
   const std::filesystem::path stem = as_path(options_.output) / as_path(file_).stem();
   return recorders_.emplace_back(
       pin_name, guard, StreamRecorder::Settings{stem, options_.force, options_.decode, options_.files});
-}
-
-void FilePlayback::skip_pin(const PinEntry& pin) {
-  const bool has_other = run_.movie() != nullptr && has_track_of_another_type(*run_.movie(), pin.is_audio());
-  messages_.note({MessageCode::kTrackNotPlayed, file_, Place::pin(pin.name),
-                  has_other ? "not played: its track is of another type"
-                            : "not played: it offers no media type (codec or configuration not supported)",
-                  ""});
 }
 
 ExitCode FilePlayback::run() {

@@ -13,9 +13,9 @@ namespace {
 class Listing final : public ConsumerOwner {
  public:
   Listing(const Options& options, Messages& messages)
-      : options_(options), messages_(messages), run_(options.files.front(), options, messages, *this) {
-    run_.set_audio_first();
-  }
+      : options_(options),
+        messages_(messages),
+        run_(options.files.front(), options, FileRun::Use::kListing, messages, *this) {}
 
   ExitCode run(std::ostream& out);
 

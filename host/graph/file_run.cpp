@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "host/inspect/left_out.h"
+#include "host/inspect/open_diagnosis.h"
 #include "host/inspect/read_failure.h"
 #include "host/time_text.h"
 
@@ -35,11 +35,13 @@ std::string progress_label(const std::string& file) {
   return std::filesystem::path(file).filename().string();
 }
 
-FileRun::FileRun(const std::string& file, const Options& options, Messages& messages, ConsumerOwner& owner)
+FileRun::FileRun(const std::string& file, const Options& options, Use use, Messages& messages,
+                 ConsumerOwner& owner)
     : file_(file),
       options_(options),
       messages_(messages),
       owner_(owner),
+      use_(use),
       range_(play_range(options)),
       guard_(delivery_limit(options, file)),
       player_(file, messages, options.stall_seconds) {}
@@ -52,29 +54,38 @@ ExitCode FileRun::prepare() {
 ExitCode FileRun::load_and_connect() {
   if (const ExitCode loaded = player_.load(); loaded != ExitCode::kDone) return loaded;
   movie_ = parse_iso_media(file_);
-  report_left_out(file_, movie_.get(), messages_);
+  prepared_ = report_left_out(file_, movie_.get(), playable_kinds(), use_ == Use::kRecording, messages_);
   if (const ExitCode connected = connect(); connected != ExitCode::kDone) return connected;
   return player_.seek(range_);
 }
 
-bool FileRun::is_requested(const PinEntry& pin) const {
-  return options_.only.empty() || (options_.only == "audio") == pin.is_audio();
+bool FileRun::is_requested(bool audio) const {
+  return options_.only.empty() || (options_.only == "audio") == audio;
+}
+
+// A kind that is not requested needs no pin.
+PlayableKinds FileRun::playable_kinds() const {
+  const PlayableKinds kinds = player_.playable_kinds();
+  return {kinds.audio || !is_requested(true), kinds.video || !is_requested(false)};
 }
 
 ExitCode FileRun::connect() {
-  const auto usable = std::ranges::count_if(
-      player_.pins(), [this](const PinEntry& pin) { return is_requested(pin) && !pin.types.empty(); });
-  const bool gated = audio_first_ && range_.is_whole && usable > 1;
+  const auto usable = std::ranges::count_if(player_.pins(), [this](const PinEntry& pin) {
+    return is_requested(pin.is_audio()) && !pin.types.empty();
+  });
+  const bool gated = use_ == Use::kListing && range_.is_whole && usable > 1;
   for (const PinEntry& pin : player_.pins()) {
-    if (!is_requested(pin)) continue;
-    if (pin.types.empty()) {
-      owner_.skip_pin(pin);
-    } else {
-      connect_pin(pin, gated);
-    }
+    if (is_requested(pin.is_audio()) && !pin.types.empty()) connect_pin(pin, gated);
   }
   if (!streams_.empty()) return ExitCode::kDone;
-  messages_.error({MessageCode::kNoPlayableTrack, file_, {}, "no stream can be played", ""});
+  if (movie_ != nullptr && !player_.playable_kinds().any()) {
+    return messages_.error(file_, diagnose_unplayable(*movie_));
+  }
+  messages_.error({MessageCode::kNoPlayableTrack,
+                   file_,
+                   {},
+                   "no " + options_.only + (options_.only.empty() ? "" : " ") + "stream can be played",
+                   ""});
   return ExitCode::kNotSupported;
 }
 
@@ -88,7 +99,7 @@ void FileRun::connect_pin(const PinEntry& pin, bool gated) {
     streams_.push_back({pin, consumer});
     return;
   }
-  connected_ = ExitCode::kLoss;
+  prepared_ = ExitCode::kLoss;
   messages_.error({MessageCode::kPinNotConnected, file_, Place::pin(pin.name),
                    "cannot be connected: " + std::string(hresult_name(hr)), hresult_text(hr)});
   owner_.drop_last_consumer();
@@ -112,7 +123,7 @@ ExitCode FileRun::play(const char* overlap_advice) {
   }
   const ExitCode reads = report_read_failure(file_, messages_);
   is_complete_ = is_at_end && reads == ExitCode::kDone;
-  return worse_of(worse_of(result, reads), connected_);
+  return worse_of(worse_of(result, reads), prepared_);
 }
 
 ExitCode FileRun::play_to_end(const char* overlap_advice) {
@@ -163,29 +174,36 @@ ExitCode FileRun::check_samples(const Stream& stream) {
 }
 
 ExitCode FileRun::report_missing(const Stream& stream, const Shortfall& shortfall) {
+  const auto report = [&](MessageCode code, const std::string& reason, bool is_loss) {
+    const Message message{code, file_, Place::pin(stream.consumer.pin_name()), reason, ""};
+    is_loss ? messages_.error(message) : messages_.note(message);
+    return is_loss ? ExitCode::kLoss : ExitCode::kDone;
+  };
+  const bool has_samples = stream.consumer.samples() != 0;
   const std::string counts =
       std::to_string(shortfall.delivered_units) + " of " + counted(shortfall.total_units, "access unit");
-  const auto message = [&](MessageCode code, const std::string& reason) {
-    return Message{code, file_, Place::pin(stream.consumer.pin_name()), reason, ""};
-  };
+  if (shortfall.has_wide_times) {
+    return report(MessageCode::kUnitsMissing,
+                  "only " + counts + " were delivered: its headers have 64-bit times, which are not read",
+                  true);
+  }
   switch (shortfall.reason) {
     case Missing::kNone:
-      messages_.note(message(MessageCode::kNothingDelivered, "delivered no sample"));
-      return ExitCode::kDone;
+      return report(MessageCode::kNothingDelivered, "delivered no sample", false);
+    case Missing::kShiftedBeyondStop:
+      return report(MessageCode::kUnitsAfterEnd,
+                    counts + " were delivered: the edit list shifts the rest beyond the end of the track",
+                    !has_samples);
     case Missing::kAfterStop:
-      messages_.note(message(MessageCode::kUnitsAfterEnd,
-                             counts + " lie before the stop position; the rest was left out"));
-      if (stream.consumer.samples() != 0) return ExitCode::kDone;
-      messages_.error(message(MessageCode::kNothingDelivered, "delivered no sample"));
-      break;
+      return report(MessageCode::kUnitsAfterEnd,
+                    "only " + counts + " were delivered: the rest is after the end that the headers state",
+                    true);
     case Missing::kCutOff:
-      messages_.error(message(MessageCode::kCutOff, "cut off: only " + counts + " are in the file"));
-      break;
+      return report(MessageCode::kCutOff, "cut off: only " + counts + " are in the file", true);
     case Missing::kUnknown:
-      messages_.error(message(MessageCode::kUnitsMissing, "only " + counts + " were delivered"));
       break;
   }
-  return ExitCode::kLoss;
+  return report(MessageCode::kUnitsMissing, "only " + counts + " were delivered", true);
 }
 
 }  // namespace zdr::host

@@ -10,6 +10,7 @@
 #include "host/graph/delivery_guard.h"
 #include "host/graph/pin_consumer.h"
 #include "host/graph/source_player.h"
+#include "host/inspect/left_out.h"
 #include "host/inspect/parsed_movie.h"
 #include "host/inspect/shortfall.h"
 #include "host/messages.h"
@@ -25,19 +26,18 @@ class ConsumerOwner {
   virtual PinConsumer& add_consumer(const std::string& pin_name, DeliveryGuard& guard) = 0;
   // Destroys the last consumer, whose pin could not be connected.
   virtual void drop_last_consumer() = 0;
-  // Called for a pin that offers no media type and so cannot be connected.
-  virtual void skip_pin(const PinEntry& /*pin*/) {}
 };
 
 class FileRun {
  public:
-  // All references must outlive the object.
-  FileRun(const std::string& file, const Options& options, Messages& messages, ConsumerOwner& owner);
+  // A recording writes what each pin delivers. A listing must be the same in every run: the filter marks the
+  // first samples of a process, and which pin delivers them must not depend on the faster worker. So its
+  // other pins begin after the audio pin, unless only a part of the file is played: after a seek every pin's
+  // first sample is marked, and the workers wait for each other.
+  enum class Use { kRecording, kListing };
 
-  // Makes the other pins begin after the audio pin, unless only a part of the file is played. The filter
-  // marks the first samples of a process, and which pin delivers them must not depend on the faster worker.
-  // (After a seek every pin's first sample is marked, and the workers wait for each other.)
-  void set_audio_first() { audio_first_ = true; }
+  // All references must outlive the object.
+  FileRun(const std::string& file, const Options& options, Use use, Messages& messages, ConsumerOwner& owner);
 
   // Does everything that precedes playing. Reports the reason for a failure.
   ExitCode prepare();
@@ -48,8 +48,6 @@ class FileRun {
   // True after a run that reached its end and in which no read failed, so that the consumers have all that
   // the filter could deliver.
   bool is_complete() const { return is_complete_; }
-  // Null before prepare() and for other than ISO media files.
-  const ParsedMovie* movie() const { return movie_.get(); }
 
  private:
   struct Stream {
@@ -64,21 +62,22 @@ class FileRun {
   ExitCode check_stream(const Stream& stream);
   ExitCode check_samples(const Stream& stream);
   ExitCode report_missing(const Stream& stream, const Shortfall& shortfall);
-  bool is_requested(const PinEntry& pin) const;
+  bool is_requested(bool audio) const;
+  PlayableKinds playable_kinds() const;
   bool on_slice(ProgressLine& progress) const;
 
   const std::string& file_;
   const Options& options_;
   Messages& messages_;
   ConsumerOwner& owner_;
+  const Use use_;
   const PlayRange range_;
   DeliveryGuard guard_;
-  bool audio_first_ = false;
   StartGate gate_;
   std::unique_ptr<const ParsedMovie> movie_;
   std::vector<Stream> streams_;
   bool is_complete_ = false;
-  ExitCode connected_ = ExitCode::kDone;  // a loss if a pin could not be connected
+  ExitCode prepared_ = ExitCode::kDone;  // a loss if a track has no pin or a pin could not be connected
   SourcePlayer player_;
 };
 

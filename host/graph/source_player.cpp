@@ -101,6 +101,14 @@ void SourcePlayer::collect_pins() {
   }));
 }
 
+PlayableKinds SourcePlayer::playable_kinds() const {
+  PlayableKinds kinds;
+  for (const PinEntry& pin : pins_) {
+    if (!pin.types.empty()) (pin.is_audio() ? kinds.audio : kinds.video) = true;
+  }
+  return kinds;
+}
+
 HRESULT SourcePlayer::connect(const PinEntry& pin, SampleConsumer& consumer, StartGate* opens,
                               StartGate* waits_for) {
   HRESULT hr = S_OK;

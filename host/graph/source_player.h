@@ -15,6 +15,7 @@
 #include "host/exit_code.h"
 #include "host/graph/filter_graph.h"
 #include "host/graph/media_sink.h"
+#include "host/inspect/left_out.h"
 #include "host/messages.h"
 #include "platform/com/com_ptr.h"
 
@@ -49,6 +50,8 @@ class SourcePlayer {
   // Reports the reason for a failure.
   ExitCode load();
   const std::vector<PinEntry>& pins() const { return pins_; }
+  // Those of the pins that offer a media type.
+  PlayableKinds playable_kinds() const;
   IBaseFilter& source() const { return *source_.get(); }
 
   // Connects a sink that passes the pin's samples to `consumer`, which must outlive the player. The gates are

@@ -1,21 +1,19 @@
-// Derives the notes from the records of the tracks.
+// Derives what is left out from the records of the tracks.
 #include "host/inspect/left_out.h"
 
 #include <algorithm>
 #include <iterator>
-#include <optional>
 #include <string_view>
 #include <utility>
 
 #include "host/decoded_text.h"
+#include "host/inspect/open_diagnosis.h"
+#include "host/inspect/track_diagnosis.h"
 
 namespace zdr::host {
 namespace {
 
-constexpr std::string_view kVideo = "vide";
-constexpr std::string_view kAudio = "soun";
-constexpr size_t kMostKinds = 16;  // of tracks named in notes; a hostile file may have thousands
-
+constexpr size_t kMostTracks = 16;                 // named in messages; a hostile file may have thousands
 constexpr uint64_t kUnknownDuration = UINT32_MAX;  // or more
 
 struct HandlerName {
@@ -46,7 +44,7 @@ uint64_t tail_after_edit(const TrackRecord& track, uint64_t movie_time_scale) {
 }
 
 // Describes the edits that are not applied; empty if the edits show the whole media.
-std::string unapplied_edits(const TrackRecord& track, uint64_t movie_time_scale, bool is_audio) {
+std::string edits_text(const TrackRecord& track, uint64_t movie_time_scale) {
   const EditRecord& edits = track.edits;
   if (edits.count == 0) return {};
   if (edits.is_wide) return "its entries are 64 bits wide";
@@ -54,7 +52,8 @@ std::string unapplied_edits(const TrackRecord& track, uint64_t movie_time_scale,
   std::string text;
   if (edits.first_media_time > 0) {
     const std::string front = seconds(static_cast<uint64_t>(edits.first_media_time), track.time_scale);
-    text = is_audio ? "priming of " + front + " is not trimmed" : "it begins " + front + " into the media";
+    text = is_audio(track) ? "priming of " + front + " is not trimmed"
+                           : "it begins " + front + " into the media";
   }
   if (const uint64_t tail = tail_after_edit(track, movie_time_scale); tail > 0) {
     text += (text.empty() ? "" : ", ") + ("the last " + seconds(tail, track.time_scale) + " are not trimmed");
@@ -62,117 +61,150 @@ std::string unapplied_edits(const TrackRecord& track, uint64_t movie_time_scale,
   return text;
 }
 
-// Notes on the tracks of a type that pins can play (P3GPP_TRACK_).
-void add_notes_on_played_type(const ParsedMovie& movie, uint32_t type, std::vector<std::string>& notes) {
-  const bool is_audio = type == P3GPP_TRACK_AUDIO;
-  const std::string name = is_audio ? "audio" : "video";
-  const std::vector<uint32_t> ids = movie.track_ids(type);
-  if (ids.empty()) return;
-  if (ids.size() > 1) {
-    notes.push_back(std::to_string(ids.size() - 1) + " further " + name + " track(s) not used; the first is");
-  }
-  TrackFacts facts;
-  const int32_t status = movie.get_facts(ids[0], facts);
-  if (status != P3GPP_OK) {
-    notes.push_back("the " + name + " track has no usable sample tables [" + std::to_string(status) + "]");
-  } else if (facts.samples == 0) {
-    notes.push_back("the " + name + " track has no samples in its tables");
-  }
-  const MovieRecord& record = movie.record();
-  const auto track = std::ranges::find(record.tracks, is_audio ? kAudio : kVideo, &TrackRecord::handler);
-  if (track == record.tracks.end()) return;
-  const std::string edits = unapplied_edits(*track, record.time_scale, is_audio);
-  if (!edits.empty()) notes.push_back("the " + name + " track's edit list is not applied: " + edits);
+// The track that the filter opens for a kind: the first of that kind that the parser could read. Null without
+// one.
+const TrackRecord* played_track(const ParsedMovie& movie, bool wants_audio) {
+  const std::vector<uint32_t> ids = movie.track_ids(wants_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO);
+  if (ids.empty()) return nullptr;
+  const auto& tracks = movie.record().tracks;
+  const auto found = std::ranges::find_if(tracks, [&](const TrackRecord& track) {
+    return track.id == ids[0] && (wants_audio ? is_audio(track) : is_video(track));
+  });
+  return found != tracks.end() ? &*found : nullptr;
 }
 
-// The track that a pin has: the filter takes the first track of the pin's type, and opens it by its ID, which
-// is 0 for a track without a header. The first track of that ID is opened.
-struct TrackOfPin {
-  bool has_header = false;
-  uint32_t id = 0;
-  std::optional<uint32_t> type;  // P3GPP_TRACK_; empty without a track of that ID
-};
+// Collects the entries, and counts those that are too many to be listed.
+class LeftOut {
+ public:
+  LeftOut(const ParsedMovie& movie, std::optional<PlayableKinds> kinds) : movie_(movie), kinds_(kinds) {}
 
-// Empty without a track of that type.
-std::optional<TrackOfPin> track_of_pin(const ParsedMovie& movie, uint32_t type) {
-  P3gppTrackCounts counts{};
-  if (P3GPP_GetTrackCounts(movie.file(), &counts) != P3GPP_OK) return std::nullopt;
-  if ((type == P3GPP_TRACK_AUDIO ? counts.audio : counts.video) == 0) return std::nullopt;
-  TrackOfPin track;
-  const std::vector<uint32_t> ids = movie.track_ids(type);
-  track.has_header = !ids.empty();
-  if (track.has_header) track.id = ids[0];
-  P3gppTrackInfo* info = nullptr;
-  if (P3GPP_GetTrackInfo(movie.file(), track.id, &info) == P3GPP_OK) track.type = info->track_type;
-  if (info != nullptr) info->release(info);
-  return track;
-}
-
-void add_notes_on_ids(const ParsedMovie& movie, std::vector<std::string>& notes) {
-  const auto audio = track_of_pin(movie, P3GPP_TRACK_AUDIO);
-  const auto video = track_of_pin(movie, P3GPP_TRACK_VIDEO);
-  if (audio && video && audio->has_header && video->has_header && audio->id == video->id) {
-    notes.push_back("the audio and the video track have the same ID, " + std::to_string(audio->id) +
-                    ": both pins have the first track of that ID");
+  std::vector<Diagnosis> find() {
+    add_damage();
+    add_fragments();
+    for (const bool wants_audio : {false, true}) add_tracks_of_kind(wants_audio);
+    add_other_kinds();
+    return std::move(entries_);
   }
-  for (const auto& [track, name] : {std::pair{audio, "audio"}, std::pair{video, "video"}}) {
-    if (!track || track->has_header) continue;
-    notes.push_back(std::string("the ") + name + " track has no header and so no ID: " +
-                    (track->type ? "its pin has the first track of ID 0" : "it is not used"));
+
+ private:
+  void add(ExitCode code, MessageCode message, Place place, const std::string& reason,
+           const std::string& status = "") {
+    entries_.push_back({code, message, std::move(place), reason, status});
   }
-}
 
-std::string kind_of(const std::string& handler) {
-  const auto* const known = std::ranges::find(kHandlerNames, handler, &HandlerName::handler);
-  if (known != std::end(kHandlerNames)) return std::string(known->name) + " track(s)";
-  return "track(s) with the handler '" + printable(type_text(handler)) + "'";
-}
+  // The parser uses what it read before the damage.
+  void add_damage() {
+    const P3gppOpenError& error = movie_.error();
+    if (error.status == P3GPP_OK) return;
+    const std::string_view path = error.path;
+    const bool costs_track =
+        path.starts_with("moov/trak") ||
+        (path.starts_with("moov") && movie_.has_box("trak", error.offset, movie_.record().movie_end));
+    add(costs_track ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kFileDamaged,
+        Place::box(error.path, error.offset, error.size),
+        "damaged: " + describe_status(error.status) + "; what follows in its box is not read",
+        std::to_string(error.status));
+  }
 
-void add_notes_on_other_kinds(const MovieRecord& record, std::vector<std::string>& notes) {
-  std::vector<std::pair<std::string, size_t>> kinds;  // in the order of the file
-  for (const TrackRecord& track : record.tracks) {
-    if (track.handler.empty() || track.handler == kAudio || track.handler == kVideo) continue;
-    const std::string kind = kind_of(track.handler);
-    const auto known = std::ranges::find(kinds, kind, &std::pair<std::string, size_t>::first);
-    if (known != kinds.end()) {
-      ++known->second;
-    } else if (kinds.size() < kMostKinds) {
-      kinds.emplace_back(kind, 1);
+  void add_fragments() {
+    if (movie_.has_fragments())
+      add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, {}, "movie fragments are not read");
+  }
+
+  // A track before the one that is played could not be read; those after it are further ones.
+  void add_tracks_of_kind(bool wants_audio) {
+    const bool has_pin = !kinds_ || (wants_audio ? kinds_->audio : kinds_->video);
+    const TrackRecord* const played = has_pin ? played_track(movie_, wants_audio) : nullptr;
+    bool is_further = false;
+    size_t listed = 0;
+    for (const TrackRecord& track : movie_.record().tracks) {
+      if (!(wants_audio ? is_audio(track) : is_video(track))) continue;
+      const bool has_place = !is_further;
+      is_further = is_further || played == nullptr || &track == played;
+      if (&track == played || listed++ >= kMostTracks) continue;
+      if (!has_place) {
+        add(ExitCode::kDone, MessageCode::kTrackNotPlayed, place_of(track),
+            std::string("not played: only the first ") + (wants_audio ? "audio" : "video") + " track is");
+      } else if (kinds_) {
+        entries_.push_back(note_unless_loss(why_not_played(movie_, track)));
+      }
     }
   }
-  for (const auto& [kind, count] : kinds) {
-    notes.push_back(std::to_string(count) + " " + kind + " not used");
+
+  static Diagnosis note_unless_loss(Diagnosis diagnosis) {
+    if (diagnosis.exit_code == ExitCode::kNotSupported) diagnosis.exit_code = ExitCode::kDone;
+    return diagnosis;
   }
-}
+
+  // Text, hints ... Tracks whose handler cannot be read may have been media.
+  void add_other_kinds() {
+    std::vector<std::pair<std::string, size_t>> kinds;  // in the order of the file
+    for (const TrackRecord& track : movie_.record().tracks) {
+      if (is_audio(track) || is_video(track)) continue;
+      if (track.handler.empty()) {
+        if (kinds_)
+          add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, place_of(track),
+              "damaged: it has no handler, which states its kind");
+        continue;
+      }
+      const std::string kind = kind_of(track.handler);
+      const auto known = std::ranges::find(kinds, kind, &std::pair<std::string, size_t>::first);
+      if (known != kinds.end()) {
+        ++known->second;
+      } else if (kinds.size() < kMostTracks) {
+        kinds.emplace_back(kind, 1);
+      }
+    }
+    for (const auto& [kind, count] : kinds) {
+      add(ExitCode::kDone, MessageCode::kTrackNotPlayed, {},
+          counted(count, kind + " track") + (count == 1 ? " is" : " are") + " not played");
+    }
+  }
+
+  static std::string kind_of(const std::string& handler) {
+    const auto* const known = std::ranges::find(kHandlerNames, handler, &HandlerName::handler);
+    return known != std::end(kHandlerNames) ? known->name : "'" + printable(type_text(handler)) + "'";
+  }
+
+  const ParsedMovie& movie_;
+  const std::optional<PlayableKinds> kinds_;
+  std::vector<Diagnosis> entries_;
+};
 
 }  // namespace
 
-std::vector<std::string> left_out_notes(const ParsedMovie& movie) {
-  std::vector<std::string> notes;
-  if (!movie.is_open()) return notes;
-  const P3gppOpenError& error = movie.error();
-  if (error.status != P3GPP_OK) {
-    notes.push_back(std::string("damaged after the tracks in use: ") + error.path + " at offset " +
-                    std::to_string(error.offset) + " [" + std::to_string(error.status) + "]");
+std::vector<Diagnosis> find_left_out(const ParsedMovie& movie, std::optional<PlayableKinds> kinds) {
+  return movie.is_open() ? LeftOut(movie, kinds).find() : std::vector<Diagnosis>();
+}
+
+std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds) {
+  std::string text;
+  for (const bool wants_audio : {false, true}) {
+    const bool is_played = wants_audio ? kinds.audio : kinds.video;
+    const TrackRecord* const track = is_played ? played_track(movie, wants_audio) : nullptr;
+    if (track == nullptr) continue;
+    const std::string edits = edits_text(*track, movie.record().time_scale);
+    if (!edits.empty()) text += (text.empty() ? "" : "; ") + place_of(*track).text() + ": " + edits;
   }
-  if (movie.record().is_fragmented) notes.emplace_back("movie fragments are not read");
-  add_notes_on_played_type(movie, P3GPP_TRACK_AUDIO, notes);
-  add_notes_on_played_type(movie, P3GPP_TRACK_VIDEO, notes);
-  add_notes_on_ids(movie, notes);
-  add_notes_on_other_kinds(movie.record(), notes);
-  return notes;
+  return text;
 }
 
-bool has_track_of_another_type(const ParsedMovie& movie, bool is_audio) {
-  const uint32_t type = is_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO;
-  const auto track = track_of_pin(movie, type);
-  return track && track->type && *track->type != type;
-}
-
-void report_left_out(const std::string& file, const ParsedMovie* movie, Messages& messages) {
-  if (movie == nullptr) return;
-  for (const std::string& note : left_out_notes(*movie))
-    messages.note({MessageCode::kTrackNotPlayed, file, {}, note, ""});
+ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
+                         std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages) {
+  if (movie == nullptr || (kinds && !kinds->any())) return ExitCode::kDone;
+  ExitCode worst = ExitCode::kDone;
+  for (const Diagnosis& entry : find_left_out(*movie, kinds)) {
+    worst = worse_of(worst, entry.exit_code);
+    if (entry.exit_code == ExitCode::kDone) {
+      messages.note({entry.code, file, entry.place, entry.reason, entry.status});
+    } else {
+      messages.error(file, entry);
+    }
+  }
+  const std::string edits = with_edits && kinds && movie->is_open() ? unapplied_edits(*movie, *kinds) : "";
+  if (!edits.empty())
+    messages.note({MessageCode::kEditsNotApplied, file, {}, "edit lists are not applied: " + edits, ""});
+  return worst;
 }
 
 }  // namespace zdr::host

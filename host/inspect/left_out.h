@@ -1,7 +1,8 @@
-// Notes on the parts of a file that the filter leaves out on purpose, which explain differences from other
-// players.
+// The parts of a movie that the filter leaves out: on purpose, which explains differences from other players,
+// or because they are damaged, which is a loss.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,14 +11,25 @@
 
 namespace zdr::host {
 
-// One note each on further tracks, IDs that two tracks have or one lacks, tracks of other kinds, movie
-// fragments, edits that are not applied and a damaged tail. No notes for a movie that did not open.
-std::vector<std::string> left_out_notes(const ParsedMovie& movie);
+// The kinds of media for which the filter has a pin that can be connected.
+struct PlayableKinds {
+  bool audio = false;
+  bool video = false;
 
-// True if the audio or the video pin of the movie has a track of another type, since that has its ID.
-bool has_track_of_another_type(const ParsedMovie& movie, bool is_audio);
+  bool any() const { return audio || video; }
+};
 
-// `movie` may be null.
-void report_left_out(const std::string& file, const ParsedMovie* movie, Messages& messages);
+// Without `kinds`, no entries on tracks that should have a pin. The exit code of an entry is kLoss for a
+// loss, else kDone. No entries for a movie that did not open.
+std::vector<Diagnosis> find_left_out(const ParsedMovie& movie, std::optional<PlayableKinds> kinds);
+
+// The edits of the tracks that are played which the filter does not apply, in one line; empty if there are
+// none.
+std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds);
+
+// Reports the entries as errors and notes, and the edits if asked to, unless nothing can be played. `movie`
+// may be null.
+ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
+                         std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages);
 
 }  // namespace zdr::host

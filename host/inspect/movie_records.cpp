@@ -1,7 +1,16 @@
 // Selects the boxes that describe tracks and reads their fields.
 #include "host/inspect/movie_records.h"
 
+#include <algorithm>
+#include <charconv>
+
 namespace zdr::host {
+namespace {
+
+constexpr std::string_view kTrackPath = "moov/trak[";
+constexpr std::string_view kEntryPath = "/mdia/minf/stbl/stsd/";
+
+}  // namespace
 
 void MovieRecorder::on_box(void* caller, const P3gppBox* box) noexcept {
   auto& recorder = *static_cast<MovieRecorder*>(caller);
@@ -27,9 +36,21 @@ void MovieRecorder::on_field(void* caller, const P3gppBoxField* field) noexcept 
 
 MovieRecorder::ReadField MovieRecorder::begin_box(const P3gppBox& box) {
   const std::string_view path = box.path;
-  if (path == "moof" || path == "moov/mvex") record_.is_fragmented = true;
+  if (path == "moof" || path == "moov/mvex") record_.may_have_fragments = true;
+  if (path == "moov" && box.size > 1) record_.movie_end = box.offset + box.size;
   if (path == "moov/mvhd") return &MovieRecorder::read_movie_header;
-  return path.starts_with("moov/trak[") ? begin_track_box(box) : nullptr;
+  return path.starts_with(kTrackPath) ? begin_track_box(box) : nullptr;
+}
+
+// The path of a track's box begins with "moov/trak[N]". Children are shown before the track itself.
+TrackRecord& MovieRecorder::track_at(std::string_view path) {
+  uint32_t number = 0;
+  const std::string_view digits = path.substr(kTrackPath.size());
+  std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  if (record_.tracks.empty() || record_.tracks.back().number != number) {
+    record_.tracks.emplace_back().number = number;
+  }
+  return record_.tracks.back();
 }
 
 MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
@@ -37,18 +58,22 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
     std::string_view path;  // within the track
     ReadField read_field;
   };
-  static constexpr Row kRows[] = {{"/mdia/hdlr", &MovieRecorder::read_handler},
+  static constexpr Row kRows[] = {{"/tkhd", &MovieRecorder::read_track_header},
+                                  {"/mdia/hdlr", &MovieRecorder::read_handler},
                                   {"/mdia/mdhd", &MovieRecorder::read_media_header},
                                   {"/edts/elst", &MovieRecorder::read_edit}};
   const std::string_view path = box.path;
-  const std::string_view track = path.substr(0, path.find('/', path.find('[')));
+  TrackRecord& track = track_at(path);
+  const std::string_view rest = path.substr(std::min(path.size(), path.find(']') + 1));
+  if (rest.starts_with(kEntryPath) && rest.find('/', kEntryPath.size()) == rest.npos) {
+    if (track.sample_entries++ == 0) track.sample_entry = box.type;
+  }
+  if (rest == "/mdia/minf/stbl/stz2") track.has_compact_sizes = true;
   for (const Row& row : kRows) {
-    if (path.substr(track.size()) != row.path) continue;
-    if (record_.tracks.empty() || track_path_ != track) {
-      record_.tracks.emplace_back();
-      track_path_ = track;
-    }
-    if (row.read_field == &MovieRecorder::read_edit) record_.tracks.back().edits.is_wide = box.version != 0;
+    if (rest != row.path) continue;
+    const bool is_header = row.path == "/tkhd" || row.path == "/mdia/mdhd";
+    if (is_header && box.version != 0) track.has_wide_times = true;
+    if (row.read_field == &MovieRecorder::read_edit) track.edits.is_wide = box.version != 0;
     return row.read_field;
   }
   return nullptr;
@@ -56,6 +81,11 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
 
 void MovieRecorder::read_movie_header(const P3gppBoxField& field) {
   if (std::string_view(field.name) == "time_scale") record_.time_scale = field.number;
+}
+
+void MovieRecorder::read_track_header(const P3gppBoxField& field) {
+  if (std::string_view(field.name) == "track_id")
+    record_.tracks.back().id = static_cast<uint32_t>(field.number);
 }
 
 void MovieRecorder::read_handler(const P3gppBoxField& field) {

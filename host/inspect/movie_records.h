@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,16 +22,23 @@ struct EditRecord {
 };
 
 struct TrackRecord {
+  uint32_t number = 0;         // among all tracks of the file, from 1
+  std::optional<uint32_t> id;  // none without a readable track header
   std::string handler;
+  std::string sample_entry;  // type of the first sample description; empty without one
+  uint32_t sample_entries = 0;
+  bool has_compact_sizes = false;  // stz2 in place of stsz
   uint64_t time_scale = 0;
-  uint64_t duration = 0;  // in units of the track
+  uint64_t duration = 0;        // in units of the track
+  bool has_wide_times = false;  // headers of version 1, whose 64-bit times the parser does not read
   EditRecord edits;
 };
 
 struct MovieRecord {
   uint64_t time_scale = 0;
-  bool is_fragmented = false;
-  std::vector<TrackRecord> tracks;  // those with a handler, a media header or an edit list, in file order
+  bool may_have_fragments = false;
+  uint64_t movie_end = 0;           // offset after the movie box; 0 if its size is not known
+  std::vector<TrackRecord> tracks;  // in file order, including those that could not be read
 };
 
 // Fills a MovieRecord during an open.
@@ -57,7 +65,9 @@ class MovieRecorder {
   static void on_field(void* caller, const P3gppBoxField* field) noexcept;
   ReadField begin_box(const P3gppBox& box);
   ReadField begin_track_box(const P3gppBox& box);
+  TrackRecord& track_at(std::string_view path);
   void read_movie_header(const P3gppBoxField& field);
+  void read_track_header(const P3gppBoxField& field);
   void read_handler(const P3gppBoxField& field);
   void read_media_header(const P3gppBoxField& field);
   void read_edit(const P3gppBoxField& field);
@@ -66,7 +76,6 @@ class MovieRecorder {
   P3gppBoxVisitor visitor_;
   MovieRecord record_;
   bool is_complete_ = true;
-  std::string track_path_;  // of the last track of the record
   ReadField read_field_ = nullptr;
   uint64_t segment_duration_ = 0;  // of the edit whose media time follows
 };

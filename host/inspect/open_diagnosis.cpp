@@ -14,6 +14,7 @@
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/inspect/aac_diagnosis.h"
 #include "host/inspect/read_failure.h"
+#include "host/inspect/track_diagnosis.h"
 #include "host/messages.h"
 #include "host/wide_text.h"
 
@@ -30,82 +31,56 @@ struct StatusText {
 };
 
 constexpr StatusText kStatusTexts[] = {
-    {P3GPP_ERR_GENERIC, "a box that must be there is missing or damaged"},
+    {P3GPP_ERR_GENERIC, "a required box is missing or damaged"},
     {P3GPP_ERR_OUT_OF_RANGE, "more sample entries or data references than can be stored"},
     {P3GPP_ERR_READ, "the file ends inside this box, or the box claims more than it holds"},
     {P3GPP_ERR_SEEK, "a position in the file cannot be reached"},
     {P3GPP_ERR_BOX_SIZE, "the box size is wrong"},
-    {P3GPP_ERR_NO_MOOV, "no movie box found: not an ISO media file, or its front part only"},
+    {P3GPP_ERR_NO_MOOV, "no movie box found: not an ISO media file, or only the beginning of one"},
     {P3GPP_ERR_NO_TABLE, "a sample table is missing or shorter than its count"},
     {P3GPP_ERR_NO_STBL_PAYLOAD, "the track has no usable sample tables"},
     {P3GPP_ERR_NO_STBL, "the track has no sample tables"},
     {P3GPP_ERR_NO_ENTRY_PAYLOAD, "the sample entry has no decoder configuration"},
+    {P3GPP_ERR_NO_TRACK, "its boxes could not be read"},
     {P3GPP_ERR_ENTRY_NOT_HANDLED, "no decoder description for this kind of sample entry"},
     {P3GPP_ERR_DECODER_CONFIG, "the decoder configuration is missing or malformed"},
 };
 
-std::string describe(int32_t status) {
+}  // namespace
+
+std::string describe_status(int32_t status) {
   for (const StatusText& known : kStatusTexts) {
     if (known.status == status) return known.text;
   }
-  return "the parser refuses the file";
+  return "the parser refuses it";
 }
 
-// Returns the first failure of the queries that a pin needs.
-int32_t track_status(P3gppFile* file, uint32_t id, bool& empty) {
-  P3gppTrackInfo* info = nullptr;
-  int32_t status = P3GPP_GetTrackInfo(file, id, &info);
-  if (status != P3GPP_OK) return status;
-  empty = info->sample_count == 0;
-  info->release(info);
-  P3gppDecoderInfo* decoder = nullptr;
-  status = P3GPP_GetDecoderInfo(file, id, &decoder, 1);
-  if (decoder != nullptr) decoder->release(decoder);
-  if (status != P3GPP_OK) return status;
-  P3gppTrack* track = nullptr;
-  status = P3GPP_OpenTrack(file, &track, id, kTrackCacheBytes);
-  if (status == P3GPP_OK) P3GPP_CloseTrack(track);
-  return status;
-}
+namespace {
 
-// The reason why the first track of a type has no pin; empty if the file has no such track, or if it is
-// sound, which sets `is_sound`.
-std::string track_reason(const ParsedMovie& movie, uint32_t type, const char* name, std::string& status_text,
-                         bool& is_sound) {
-  const std::vector<uint32_t> ids = movie.track_ids(type);
-  if (ids.empty()) return {};
-  bool empty = false;
-  const int32_t status = track_status(movie.file(), ids[0], empty);
-  if (status == P3GPP_OK && !empty) {
-    is_sound = true;
-    return {};
+constexpr size_t kLongestReason = 1024;
+
+}  // namespace
+
+Diagnosis diagnose_unplayable(const ParsedMovie& movie) {
+  Diagnosis result{ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, {}, "", ""};
+  for (const TrackRecord& track : movie.record().tracks) {
+    if (!is_audio(track) && !is_video(track)) continue;
+    const Diagnosis found = why_not_played(movie, track);
+    if (found.exit_code == ExitCode::kLoss) result.exit_code = ExitCode::kCannotOpen;
+    if (result.reason.size() > kLongestReason) continue;  // a hostile file may have thousands of tracks
+    result.reason += (result.reason.empty() ? "" : "; ") + found.place.text() + ": " + found.reason;
+    result.status = found.status;
   }
-  status_text = std::to_string(status);
-  std::string reason = describe(status);
-  if (status == P3GPP_ERR_NO_TABLE) reason = "its codec is not supported, or a sample table is missing";
-  if (empty) reason = "no samples in its tables (movie fragments are not read)";
-  return std::string(name) + " track: " + reason;
+  if (result.reason.empty()) result.reason = "no audio or video track in the file";
+  if (movie.has_fragments()) result.reason += "; movie fragments are not read";
+  return result;
 }
 
-Diagnosis without_pins(const ParsedMovie& movie) {
-  const auto refuse = [](ExitCode code, const std::string& reason, const std::string& status = "") {
-    return Diagnosis{code, MessageCode::kNoPlayableTrack, {}, reason, status};
-  };
-  std::string status;
-  bool is_sound = false;
-  const std::string audio = track_reason(movie, P3GPP_TRACK_AUDIO, "audio", status, is_sound);
-  const std::string video = track_reason(movie, P3GPP_TRACK_VIDEO, "video", status, is_sound);
-  if (!audio.empty() || !video.empty()) {
-    const std::string separator = audio.empty() || video.empty() ? "" : "; ";
-    return refuse(ExitCode::kNotSupported, "no usable track: " + audio + separator + video, status);
-  }
-  return is_sound ? refuse(ExitCode::kCannotOpen, "could not be opened, although its tracks are sound")
-                  : refuse(ExitCode::kNotSupported, "no audio or video track in the file");
-}
+namespace {
 
 Diagnosis diagnose_iso(const std::string& file) {
   const ParsedMovie movie(file);
-  return movie.is_open() ? without_pins(movie) : diagnose_parse(file, movie);
+  return movie.is_open() ? diagnose_unplayable(movie) : diagnose_parse(file, movie);
 }
 
 constexpr const char* kPipe = "is a pipe or a device, which is not seekable";
@@ -158,8 +133,11 @@ Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
   if (std::filesystem::file_size(file, ignored) == 0)
     return {ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "is empty", status};
   // The status of the box is more specific than the one that its container returned.
-  Diagnosis diagnosis{
-      ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "damaged: " + describe(error.status), status};
+  Diagnosis diagnosis{ExitCode::kCannotOpen,
+                      MessageCode::kFileDamaged,
+                      {},
+                      "damaged: " + describe_status(error.status),
+                      status};
   if (error.path[0] != '\0') diagnosis.place = Place::box(error.path, error.offset, error.size);
   return diagnosis;
 }

@@ -30,6 +30,26 @@ ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observe
   record_ = std::move(recorder.record());
 }
 
+WalkEnd ParsedMovie::walk_boxes(uint64_t begin, uint64_t end,
+                                const std::function<bool(const BoxHeader&)>& visit) const {
+  struct CloseStream {
+    void operator()(FMGR_Stream* stream) const { FMGR_FClose(stream); }
+  };
+  const std::unique_ptr<FMGR_Stream, CloseStream> stream(FMGR_FOpen(&descriptor_, "rb", context_.get()));
+  uint64_t size = 0;
+  if (!stream || FMGR_FSize64(stream.get(), &size) != FMGR_OK) return {begin, false};
+  return walk_box_headers(stream.get(), begin, std::min(end, size), visit);
+}
+
+bool ParsedMovie::has_box(std::string_view type, uint64_t begin, uint64_t end) const {
+  bool found = false;
+  walk_boxes(begin, end, [&](const BoxHeader& box) {
+    found = box.name() == type;
+    return !found;
+  });
+  return found;
+}
+
 std::vector<uint32_t> ParsedMovie::track_ids(uint32_t type) const {
   P3gppTrackCounts counts{};
   if (P3GPP_GetTrackCounts(file(), &counts) != P3GPP_OK) return {};

@@ -1,6 +1,7 @@
 // Compares bytes first, and walks through the samples of a track only if some are missing.
 #include "host/inspect/shortfall.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -31,32 +32,32 @@ std::optional<Shortfall> walk(P3gppTrack* track, const TrackFacts& facts, const 
   constexpr uint32_t kUnitsPerCall = 1024;
   uint64_t bytes = 0;
   P3gppSample sample{};
+  int64_t shift = 0;  // of the edit list, which the parser adds to every time
   for (sample.number = 1; sample.number <= facts.samples; ++sample.number) {
     if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, facts.samples)) return std::nullopt;
     Shortfall shortfall{sample.number - 1, facts.samples, Missing::kUnknown};
     if (P3GPP_ReadSample(track, &sample) != P3GPP_OK) return shortfall;
     bytes += sample.size;
+    if (sample.number == 1) shift = start_of(sample, facts.time_scale);
     if (bytes <= delivery.payload_bytes) continue;
-    const bool is_after_stop = start_of(sample, facts.time_scale) > delivery.stop_position;
-    if (delivery.stop_position > 0 && is_after_stop) shortfall.reason = Missing::kAfterStop;
+    const int64_t start = start_of(sample, facts.time_scale);
+    if (delivery.stop_position > 0 && start > delivery.stop_position) {
+      const bool is_shifted = start - shift <= delivery.stop_position;
+      shortfall.reason = is_shifted ? Missing::kShiftedBeyondStop : Missing::kAfterStop;
+    }
     if (!lies_within(sample, file_size)) shortfall.reason = Missing::kCutOff;
     return shortfall;
   }
   return std::nullopt;
 }
 
-}  // namespace
-
-std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::string& file,
-                                        const Delivery& delivery, const WalkWatcher& watch) {
-  if (!movie.is_open()) return std::nullopt;
-  const std::vector<uint32_t> ids = movie.track_ids(delivery.track_type);
-  if (ids.empty()) return std::nullopt;
+std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const std::string& file,
+                                 const Delivery& delivery, const WalkWatcher& watch) {
   TrackFacts facts;
-  if (movie.get_facts(ids[0], facts) != P3GPP_OK) return std::nullopt;
+  if (movie.get_facts(id, facts) != P3GPP_OK) return std::nullopt;
   if (facts.samples == 0 && delivery.samples == 0) return Shortfall{0, 0, Missing::kNone};
   P3gppTrack* opened = nullptr;
-  if (P3GPP_OpenTrack(movie.file(), &opened, ids[0], kTrackCacheBytes) != P3GPP_OK) return std::nullopt;
+  if (P3GPP_OpenTrack(movie.file(), &opened, id, kTrackCacheBytes) != P3GPP_OK) return std::nullopt;
   const OpenTrack track(opened);
   uint64_t total_bytes = 0;
   const int32_t status = P3GPP_GetTotalSampleSize(opened, &total_bytes);
@@ -67,6 +68,20 @@ std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::str
   if (const auto shortfall = walk(opened, facts, delivery, file_size, watch)) return shortfall;
   if (delivery.samples != 0) return std::nullopt;
   return Shortfall{0, facts.samples, Missing::kUnknown};
+}
+
+}  // namespace
+
+std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::string& file,
+                                        const Delivery& delivery, const WalkWatcher& watch) {
+  if (!movie.is_open()) return std::nullopt;
+  const std::vector<uint32_t> ids = movie.track_ids(delivery.track_type);
+  if (ids.empty()) return std::nullopt;
+  std::optional<Shortfall> shortfall = compare(movie, ids[0], file, delivery, watch);
+  const auto& tracks = movie.record().tracks;
+  const auto record = std::ranges::find(tracks, ids[0], &TrackRecord::id);
+  if (shortfall && record != tracks.end()) shortfall->has_wide_times = record->has_wide_times;
+  return shortfall;
 }
 
 }  // namespace zdr::host

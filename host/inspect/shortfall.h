@@ -20,9 +20,10 @@ struct Delivery {
 
 // Why access units are missing.
 enum class Missing {
-  kNone,  // the track has none either
-  kAfterStop,
-  kCutOff,  // the next one extends past the end of the file
+  kNone,               // the track has none either
+  kAfterStop,          // the tables describe more than the duration of the track
+  kShiftedBeyondStop,  // the edit list shifts the track beyond the end of the movie
+  kCutOff,             // the next one extends past the end of the file
   kUnknown,
 };
 
@@ -30,6 +31,7 @@ struct Shortfall {
   uint32_t delivered_units;
   uint32_t total_units;
   Missing reason;
+  bool has_wide_times = false;  // of its headers, which the parser does not read
 };
 
 // Called regularly during a long walk over samples; returning false ends the walk.

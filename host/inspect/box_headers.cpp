@@ -1,0 +1,53 @@
+// Reads 16 bytes a box.
+#include "host/inspect/box_headers.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace zdr::host {
+namespace {
+
+constexpr uint32_t kShortHeader = 8;
+constexpr uint32_t kLongHeader = 16;
+
+uint64_t big_endian(const uint8_t* bytes, uint32_t count) {
+  uint64_t number = 0;
+  for (uint32_t i = 0; i < count; ++i) number = number << 8 | bytes[i];
+  return number;
+}
+
+std::optional<BoxHeader> read_header(FMGR_Stream* stream, uint64_t offset, uint64_t end) {
+  std::array<uint8_t, kLongHeader> bytes{};
+  const auto wanted = static_cast<uint32_t>(std::min<uint64_t>(kLongHeader, end - offset));
+  int32_t got = 0;
+  const int32_t status = FMGR_FReadAt(stream, static_cast<uint32_t>(offset),
+                                      static_cast<uint32_t>(offset >> 32), bytes.data(), wanted, &got);
+  if (status != FMGR_OK || got < static_cast<int32_t>(kShortHeader)) return std::nullopt;
+  BoxHeader box{offset, big_endian(bytes.data(), 4), kShortHeader, {}};
+  std::copy_n(bytes.begin() + 4, box.type.size(), box.type.begin());
+  if (box.size == 1) {
+    if (got < static_cast<int32_t>(kLongHeader)) return std::nullopt;
+    box.size = big_endian(bytes.data() + kShortHeader, 8);
+    box.header_size = kLongHeader;
+  } else if (box.size == 0) {
+    box.size = end - offset;
+  }
+  const bool is_inside = box.size >= box.header_size && box.size <= end - offset;
+  return is_inside ? std::optional(box) : std::nullopt;
+}
+
+}  // namespace
+
+WalkEnd walk_box_headers(FMGR_Stream* stream, uint64_t begin, uint64_t end,
+                         const std::function<bool(const BoxHeader&)>& visit) {
+  uint64_t offset = begin;
+  while (offset < end) {
+    const std::optional<BoxHeader> box = read_header(stream, offset, end);
+    if (!box) return {offset, false};
+    offset = box->end();
+    if (!visit(*box)) break;
+  }
+  return {offset, offset == end};
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,36 @@
+// Walks the headers of the boxes in a part of a file (ISO/IEC 14496-12, 4.2), which the parser does only as
+// far as it needs them.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "fmgr/fmgr.h"
+
+namespace zdr::host {
+
+struct BoxHeader {
+  uint64_t offset;
+  uint64_t size;         // of the box, resolved: never 0 or 1
+  uint32_t header_size;  // 8 or 16 bytes
+  std::array<char, 4> type;
+
+  std::string_view name() const { return {type.data(), type.size()}; }
+  uint64_t end() const { return offset + size; }
+};
+
+// Where a walk ended.
+struct WalkEnd {
+  uint64_t offset;   // of the first byte that belongs to no box
+  bool is_complete;  // that is the end of the range
+};
+
+// Calls `visit` for each box from `begin` on; returning false ends the walk. Stops at a box that is shorter
+// than its header or extends past `end`, and where the file cannot be read.
+WalkEnd walk_box_headers(FMGR_Stream* stream, uint64_t begin, uint64_t end,
+                         const std::function<bool(const BoxHeader&)>& visit);
+
+}  // namespace zdr::host

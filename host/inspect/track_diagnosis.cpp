@@ -1,0 +1,141 @@
+// Repeats the queries with which the filter describes a track, and names the first that fails.
+#include "host/inspect/track_diagnosis.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <iterator>
+#include <memory>
+#include <string_view>
+
+#include "host/decoded_text.h"
+#include "host/inspect/open_diagnosis.h"
+#include "host/memory.h"
+
+namespace zdr::host {
+namespace {
+
+// Types of the sample descriptions whose codecs the filter has media types for.
+constexpr std::string_view kPlayedEntries[] = {"avc1", "mp4v", "s263", "H263", "h263", "mp4a",
+                                               "samr", "sawb", "sqcp", "sevc", "ac-3", "ec-3"};
+constexpr std::string_view kEncryptedEntries[] = {"encv", "enca", "drmi", "drms"};
+
+template <class Record>
+struct Release {
+  void operator()(Record* record) const { record->release(record); }
+};
+
+struct TrackState {
+  int32_t status = P3GPP_OK;  // of the first query that failed
+  uint32_t type = 0;          // P3GPP_TRACK_
+  uint32_t samples = 0;
+  uint32_t object_type = 0;
+  std::string aac_refusal;
+};
+
+// Why the decoder has no use for an AudioSpecificConfig (ISO/IEC 14496-3, 1.6.2.1); empty if its first fields
+// are of a supported kind.
+std::string aac_refusal(const P3gppSystemsInfo& systems) {
+  if (systems.decoder_specific_info_length < 2) return {};
+  const unsigned bits = systems.decoder_specific_info[0] << 8 | systems.decoder_specific_info[1];
+  const unsigned object_type = bits >> 11;
+  const unsigned rate_index = bits >> 7 & 15;
+  const unsigned channels = bits >> 3 & 15;
+  constexpr unsigned kSupportedTypes[] = {2, 4, 5, 29};  // LC, LTP, SBR, parametric stereo
+  if (std::ranges::find(kSupportedTypes, object_type) == std::end(kSupportedTypes))
+    return "AAC of audio object type " + std::to_string(object_type) + " is not supported";
+  if (rate_index == 12) return "AAC at 7350 Hz is not supported";
+  constexpr unsigned kExplicitRate = 15;  // the channels come later then
+  if (rate_index != kExplicitRate && channels > 2)
+    return "AAC with channel configuration " + std::to_string(channels) + " is not supported";
+  return {};
+}
+
+TrackState query(P3gppFile* file, uint32_t id) {
+  TrackState state;
+  P3gppTrackInfo* info = nullptr;
+  state.status = with_memory(P3GPP_GetTrackInfo(file, id, &info), P3GPP_ERR_NO_MEMORY);
+  if (state.status != P3GPP_OK) return state;
+  const std::unique_ptr<P3gppTrackInfo, Release<P3gppTrackInfo>> owned_info(info);
+  state.type = info->track_type;
+  state.samples = info->sample_count;
+  P3gppDecoderInfo* decoder = nullptr;
+  state.status = with_memory(P3GPP_GetDecoderInfo(file, id, &decoder, 1), P3GPP_ERR_NO_MEMORY);
+  const std::unique_ptr<P3gppDecoderInfo, Release<P3gppDecoderInfo>> owned_decoder(decoder);
+  if (state.status != P3GPP_OK) return state;
+  state.object_type = decoder->object_type;
+  if (decoder->kind == P3GPP_KIND_SYSTEMS && state.object_type == P3GPP_OTI_AAC)
+    state.aac_refusal = aac_refusal(decoder->u.systems);
+  P3gppTrack* track = nullptr;
+  state.status = with_memory(P3GPP_OpenTrack(file, &track, id, kTrackCacheBytes), P3GPP_ERR_NO_MEMORY);
+  if (state.status == P3GPP_OK) P3GPP_CloseTrack(track);
+  return state;
+}
+
+bool is_played_object_type(uint32_t type) {
+  constexpr uint32_t kPlayed[] = {P3GPP_OTI_MPEG4_VISUAL, P3GPP_OTI_AAC,  P3GPP_OTI_MPEG2_AAC_LC,
+                                  P3GPP_OTI_AVC,          P3GPP_OTI_AMR,  P3GPP_OTI_AMR_WB,
+                                  P3GPP_OTI_H263,         P3GPP_OTI_EVRC, P3GPP_OTI_QCELP,
+                                  P3GPP_OTI_EAC3,         P3GPP_OTI_AC3};
+  return std::ranges::find(kPlayed, type) != std::end(kPlayed);
+}
+
+Diagnosis diagnose(ExitCode code, const TrackRecord& track, const std::string& reason,
+                   const std::string& status = "") {
+  return {code, MessageCode::kTrackNotPlayed, place_of(track), reason, status};
+}
+
+std::string object_type_text(uint32_t type) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "0x%02X", static_cast<unsigned>(type));
+  return text.data();
+}
+
+}  // namespace
+
+bool is_video(const TrackRecord& track) {
+  return track.handler == "vide";
+}
+
+bool is_audio(const TrackRecord& track) {
+  return track.handler == "soun";
+}
+
+Place place_of(const TrackRecord& track) {
+  std::string name = is_video(track) ? "video track " : is_audio(track) ? "audio track " : "track ";
+  name += std::to_string(track.number);
+  if (!track.sample_entry.empty()) name += " (" + type_text(track.sample_entry) + ")";
+  return Place::track(name, track.number);
+}
+
+Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
+  const auto is_in = [&](const auto& list) {
+    return std::ranges::find(list, track.sample_entry) != std::end(list);
+  };
+  if (is_in(kEncryptedEntries))
+    return diagnose(ExitCode::kNotSupported, track, "is encrypted, which is not supported");
+  if (!track.sample_entry.empty() && !is_in(kPlayedEntries))
+    return diagnose(ExitCode::kNotSupported, track, "codec not supported");
+  if (!track.id) return diagnose(ExitCode::kLoss, track, "damaged: it has no track header and so no ID");
+  const TrackState state = query(movie.file(), *track.id);
+  if (state.object_type != 0 && !is_played_object_type(state.object_type)) {
+    return diagnose(ExitCode::kNotSupported, track,
+                    "codec not supported (object type " + object_type_text(state.object_type) + ")");
+  }
+  if (!state.aac_refusal.empty()) return diagnose(ExitCode::kNotSupported, track, state.aac_refusal);
+  const bool is_described = state.status == P3GPP_OK || state.object_type != 0;
+  if (is_described && state.samples == 0)
+    return diagnose(ExitCode::kDone, track, "has no samples in its tables");
+  if (state.status == P3GPP_ERR_NO_TABLE && track.has_compact_sizes)
+    return diagnose(ExitCode::kNotSupported, track, "its sizes are in a stz2 box, which is not read");
+  if (state.status != P3GPP_OK) {
+    return diagnose(ExitCode::kLoss, track, "damaged: " + describe_status(state.status),
+                    std::to_string(state.status));
+  }
+  if (state.type != (is_audio(track) ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO))
+    return diagnose(ExitCode::kLoss, track,
+                    "not played, because another track has the ID " + std::to_string(*track.id));
+  return diagnose(ExitCode::kLoss, track, "damaged: its configuration or first access unit cannot be used");
+}
+
+}  // namespace zdr::host

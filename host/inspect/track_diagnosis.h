@@ -1,0 +1,20 @@
+// Why the filter does not play a track of a kind that it could play.
+#pragma once
+
+#include <string>
+
+#include "host/inspect/parsed_movie.h"
+#include "host/messages.h"
+
+namespace zdr::host {
+
+// "video track 2 (hvc1)"
+Place place_of(const TrackRecord& track);
+bool is_video(const TrackRecord& track);
+bool is_audio(const TrackRecord& track);
+
+// The exit code is kNotSupported for a codec or protection that is not supported, kDone for a track that has
+// no samples, and kLoss for one that is damaged.
+Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track);
+
+}  // namespace zdr::host

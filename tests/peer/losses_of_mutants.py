@@ -1,0 +1,180 @@
+#!/usr/bin/env python3
+"""losses_of_mutants.py [--seconds S] [--count N] zdr [file...]
+
+Damages the movie box of each sample in N ways (or cuts the file off), plays the mutant, and compares the bytes written with those
+of the sound file. A run that lacks more than 2 % must not end with 0, unless the mutant is itself a sound, smaller file:
+unless the tables of its tracks agree with each other and with their headers, and all that they describe was written.
+Prints a table of the mutants by exit code, and the runs at fault.
+"""
+import argparse
+import collections
+import concurrent.futures
+import os
+import pathlib
+import random
+import struct
+import subprocess
+import sys
+import tempfile
+
+import peer_media
+
+LOSS = 0.02
+CONTAINERS = {b'moov', b'trak', b'mdia', b'minf', b'stbl', b'edts', b'udta', b'dinf'}
+PLAYED = {b'soun', b'vide'}
+
+Track = collections.namedtuple('Track', 'handler duration seconds sizes times chunked entry')
+
+
+def boxes(data, start, end):
+    while start + 8 <= end:
+        size, kind = struct.unpack_from('>I4s', data, start)
+        size = end - start if size == 0 else size
+        if size < 8 or start + size > end:
+            return
+        yield kind, start + 8, start + size
+        start += size
+
+
+def find(data, start, end, *path):
+    for kind, first, last in boxes(data, start, end):
+        if kind == path[0]:
+            if len(path) == 1:
+                return first, last
+            found = find(data, first, last, *path[1:])
+            if found:
+                return found
+    return None
+
+
+
+def describe(data, start, end):
+    """What the tables of a track say. Raises when one is missing or too short."""
+    stbl = find(data, start, end, b'mdia', b'minf', b'stbl')
+    table = {kind: (first, last) for kind, first, last in boxes(data, *stbl)}
+    mdhd = find(data, start, end, b'mdia', b'mdhd')[0]
+    scale, duration = struct.unpack_from('>II', data, mdhd + 12)
+    common, count = struct.unpack_from('>II', data, table[b'stsz'][0] + 4)
+    sizes = [common] * count if common else list(struct.unpack_from(f'>{count}I', data, table[b'stsz'][0] + 12))
+    stts = table[b'stts'][0]
+    runs = struct.iter_unpack('>II', data[stts + 8:stts + 8 + 8 * struct.unpack_from('>I', data, stts + 4)[0]])
+    runs = list(runs)
+    stsc = table[b'stsc'][0]
+    rows = list(struct.iter_unpack('>III', data[stsc + 8:stsc + 8 + 12 * struct.unpack_from('>I', data, stsc + 4)[0]]))
+    chunks = struct.unpack_from('>I', data, table[b'stco'][0] + 4)[0]
+    ends = [row[0] for row in rows[1:]] + [chunks + 1]
+    handler = find(data, start, end, b'mdia', b'hdlr')[0]
+    entry = table[b'stsd'][0]
+    return Track(data[handler + 8:handler + 12], duration, duration / scale, sizes,
+                 (sum(run[0] for run in runs), sum(run[0] * run[1] for run in runs)),
+                 sum((end - row[0]) * row[1] for row, end in zip(rows, ends)), data[entry + 12:entry + 16])
+
+
+def tracks(data):
+    moov = find(data, 0, len(data), b'moov')
+    return [describe(data, first, last) for kind, first, last in boxes(data, *moov) if kind == b'trak']
+
+
+def is_sound(data, written, entries):
+    """Whether the mutant describes no more than was written, and nothing in it contradicts that."""
+    try:
+        described = [track for track in tracks(data) if track.handler in PLAYED]
+    except (struct.error, KeyError, TypeError, ZeroDivisionError, MemoryError, OverflowError):
+        return False
+    total = 0
+    for track in described:
+        units, duration = track.times
+        if not len(track.sizes) == units == track.chunked or abs(duration - track.duration) > track.duration // 50:
+            return False
+        if track.entry in entries:  # another codec is not supported, which is a note
+            total += sum(track.sizes)
+    return total <= written
+
+
+def written_by(zdr, path):
+    with tempfile.TemporaryDirectory() as folder:
+        done = subprocess.run([zdr, 'play', path, '-o', folder, '-q'], capture_output=True, timeout=60)
+        return done, sum(file.stat().st_size for file in pathlib.Path(folder).iterdir())
+
+
+def mutate(data, moov, chance):
+    """A mutant of the file, and what was done."""
+    first, last = moov
+    place = chance.randrange(first, last - 4)
+    changed = bytearray(data)
+    kind = chance.choice(('byte', 'word', 'word', 'type', 'cut', 'zeros'))
+    if kind == 'byte':
+        changed[place] ^= chance.randrange(1, 256)
+    elif kind == 'word':
+        old = struct.unpack_from('>I', data, place)[0]
+        new = chance.choice((0, 1, 0x7FFFFFFF, 0xFFFFFFFF, old + 1, old - 1, old * 2, old // 2)) & 0xFFFFFFFF
+        struct.pack_into('>I', changed, place, new)
+    elif kind == 'type':
+        names = [at for at in range(first, last - 8) if data[at:at + 4].isalpha()]
+        place = chance.choice(names)
+        changed[place:place + 4] = b'skip'
+    elif kind == 'cut':
+        place = chance.randrange(len(data))
+        del changed[place:]
+    else:
+        changed[place:place + 64] = bytes(len(changed[place:place + 64]))
+    return bytes(changed), f'{kind} at {place}'
+
+
+def check(zdr, path, number):
+    """The exit code of a mutant, what it lost, and why that is no fault; or None when nothing was lost."""
+    data = path.read_bytes()
+    moov = find(data, 0, len(data), b'moov')
+    chance = random.Random(f'{path.name} {number}')
+    mutant, deed = mutate(data, moov, chance)
+    with tempfile.TemporaryDirectory() as folder:
+        copy = pathlib.Path(folder) / path.name
+        copy.write_bytes(mutant)
+        try:
+            done, size = written_by(zdr, copy)
+        except subprocess.TimeoutExpired:
+            return deed, None, 1, ''
+    whole = sound_size(zdr, path)
+    lost = 1 - size / whole
+    verdict = ''
+    if lost > LOSS and done.returncode == 0:
+        entries = {track.entry for track in tracks(data)}
+        verdict = 'sound' if is_sound(mutant, size, entries) else 'at fault'
+    return deed, done.returncode, lost, verdict
+
+
+sizes = {}
+
+
+def sound_size(zdr, path):
+    if path not in sizes:
+        sizes[path] = written_by(zdr, path)[1]
+    return sizes[path]
+
+
+def main():
+    parser = argparse.ArgumentParser(usage=__doc__)
+    parser.add_argument('--seconds', type=float, default=float('inf'))
+    parser.add_argument('--count', type=int, default=150)
+    parser.add_argument('zdr')
+    parser.add_argument('files', nargs='*', type=pathlib.Path)
+    chosen = parser.parse_args()
+    files = chosen.files or sorted(file for file in (peer_media.ROOT / 'samples').iterdir() if file.suffix in peer_media.ISO)
+    zdr = os.path.abspath(chosen.zdr)
+    table, faults = collections.Counter(), []
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        jobs = [(path, number) for path in files for number in range(chosen.count)]
+        for (path, number), result in zip(jobs, pool.map(lambda job: check(zdr, *job), jobs)):
+            deed, code, lost, verdict = result
+            table[code, 'more than 2 %' if lost > LOSS else 'no'] += 1
+            table['sound, smaller files'] += verdict == 'sound'
+            if verdict == 'at fault' or code not in (0, 1, 3, 4):
+                faults.append(f'{path.name} {number}: {deed}: exit code {code}, {lost:.0%} lost')
+    for key, count in sorted(table.items(), key=str):
+        print(f'{count:6} ' + (key if isinstance(key, str) else f'exit code {key[0]}, {key[1]} loss'))
+    print(*faults, f'{len(faults)} at fault', sep='\n')
+    return len(faults) > 0
+
+
+if __name__ == '__main__':
+    sys.exit(main())
