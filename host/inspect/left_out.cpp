@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "host/decoded_text.h"
-#include "host/inspect/open_diagnosis.h"
+#include "host/inspect/parser_status.h"
 #include "host/inspect/track_diagnosis.h"
 
 namespace zdr::host {

@@ -15,9 +15,6 @@ namespace zdr::host {
 // pipe waits for its writer), and names that UTF-16 cannot represent.
 std::optional<Diagnosis> diagnose_before_open(const std::string& file);
 
-// The meaning of a status of the parser.
-std::string describe_status(int32_t status);
-
 // Why a movie that opened has nothing to play.
 Diagnosis diagnose_unplayable(const ParsedMovie& movie);
 

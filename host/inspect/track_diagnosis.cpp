@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "host/decoded_text.h"
-#include "host/inspect/open_diagnosis.h"
+#include "host/inspect/parser_status.h"
 #include "host/memory.h"
 
 namespace zdr::host {
