@@ -117,11 +117,16 @@ function(zdr_test name)
 endfunction()
 
 # zdr_fuzz(NAME SOURCES a.cpp ... [DEPENDS targets ...])
+# One fuzz target; the target "fuzzers" builds all of them.
 function(zdr_fuzz name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE zdr_flags ${ARG_DEPENDS})
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  if(NOT TARGET fuzzers)
+    add_custom_target(fuzzers)
+  endif()
+  add_dependencies(fuzzers ${name})
 endfunction()
 
 # zdr_bench(NAME SOURCES a.cpp ... [DEPENDS targets ...])

@@ -6,23 +6,20 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 #include <vector>
 
 #include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"
+#include "fuzz/require.h"
 
 namespace {
 
+using zdr::fuzz::require;
 using Bytes = std::span<const uint8_t>;
 
 constexpr int kMaxCalls = 12;
 constexpr size_t kAdtsHeaderBytes = 7;
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
 
 struct Choice {
   int32_t mode;
@@ -51,8 +48,9 @@ Choice choose(uint8_t first, uint8_t second) {
 class Decoder {
  public:
   explicit Decoder(Choice& choice) {
-    require(Zd_AAC_Dec_Create(&instance_, choice.mode) == ZD_AAC_DEC_OK);
-    require(Zd_AAC_Dec_SetConfig(instance_, &choice.config) == ZD_AAC_DEC_OK);
+    require(Zd_AAC_Dec_Create(&instance_, choice.mode) == ZD_AAC_DEC_OK, "every mode has a decoder");
+    require(Zd_AAC_Dec_SetConfig(instance_, &choice.config) == ZD_AAC_DEC_OK,
+            "the decoder takes the configuration");
     channels_ = choice.config.channels;
     pcm_.resize(static_cast<size_t>(choice.config.outputBytes) / 2);
   }
@@ -66,8 +64,9 @@ class Decoder {
     auto written = static_cast<int32_t>(2 * pcm_.size());
     const int32_t room = written;
     if (Zd_AAC_Dec_Decode(instance_, unit, &consumed, pcm_.data(), &written) != ZD_AAC_DEC_OK) return -1;
-    require(written >= 0 && written <= room && written % (2 * channels_) == 0);
-    require(consumed >= 0 && consumed <= static_cast<int32_t>(size));
+    require(written >= 0 && written <= room && written % (2 * channels_) == 0,
+            "whole samples are written, within the buffer");
+    require(consumed >= 0 && consumed <= static_cast<int32_t>(size), "no more is consumed than there is");
     return consumed;
   }
 

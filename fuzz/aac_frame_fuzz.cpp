@@ -5,27 +5,25 @@
 // The first byte selects sampling rate, profile and function; the rest is the data.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 
 #include "aacdec/syntax/raw_data_block.h"
 #include "aacdec/syntax/sampling_rates.h"
 #include "aacdec/zd_aac_dec.h"
+#include "fuzz/require.h"
 
 namespace {
 
 using namespace zdr::aacdec;
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
+using zdr::fuzz::require;
 
 void measure(const uint8_t* data, int32_t size, int rate_index, int profile, int32_t kind) {
   const int32_t rate = kSamplingRates[rate_index];
   Zd_AAC_Dec_Config config{2048, 1024, rate, 0, profile, rate, 0, 0};
   int32_t length = size;
   if (Zd_AAC_Dec_GetFrameLength(data, kind, &config, &length, 0) != ZD_AAC_DEC_OK) return;
-  require(length > 0 && length <= size && config.channels >= 1 && config.channels <= 2);
+  require(length > 0 && length <= size && config.channels >= 1 && config.channels <= 2,
+          "a frame is part of the data, with one or two channels");
 }
 
 void configure(const uint8_t* data, int32_t size, int32_t header_mode) {
@@ -33,7 +31,7 @@ void configure(const uint8_t* data, int32_t size, int32_t header_mode) {
   Zd_AAC_Dec_Config config{};
   int32_t length = size;
   const int32_t status = Zd_AAC_Dec_GetConfig(data, &length, &config, header_mode, data, size);
-  require(status != ZD_AAC_DEC_OK || (length >= 0 && length <= size));
+  require(status != ZD_AAC_DEC_OK || (length >= 0 && length <= size), "a configuration is part of the data");
 }
 
 void parse(const uint8_t* data, size_t size, int rate_index, int profile) {

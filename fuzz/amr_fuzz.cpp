@@ -4,27 +4,21 @@
 // Input: the number of operations; three bytes for each (a frame number of 11 bits and a capacity; capacity
 // 255 is a scan); the file.
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
 #include <span>
 #include <vector>
 
 #include "esparse/amr/amrf.h"
+#include "fuzz/require.h"
 #include "mediakit/files/temp_folder.h"
 
 namespace {
 
+using zdr::fuzz::require;
 using Bytes = std::span<const uint8_t>;
 
 constexpr size_t kOperationBytes = 3;
 constexpr uint8_t kScan = 255;
-
-void require(bool condition, const char* what) {
-  if (condition) return;
-  std::fprintf(stderr, "not true: %s\n", what);
-  std::abort();
-}
 
 void scan(AMRF_File* reader, std::optional<AMRF_Info>& first) {
   AMRF_Info info{};

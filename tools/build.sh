@@ -38,7 +38,7 @@ tests=OFF
 [ "$what" = host ] && grep -qs 'ZDR_TESTS:BOOL=ON' "$root/build/$preset/CMakeCache.txt" && tests=ON
 target=all
 [ "$what" = host ] && target="zdr ZdrMp4Source"
-[ "$what" = fuzz ] && target="aac_frame_fuzz aac_decode_fuzz amr_fuzz p3gpp_fuzz fmgr_fuzz id3_fuzz aacf_fuzz"
+[ "$what" = fuzz ] && target=fuzzers
 cd "$root"
 cmake --preset "$preset" -DZDR_TESTS=$tests >"$root/build-configure.log" 2>&1 || {
   cat "$root/build-configure.log"
