@@ -111,7 +111,8 @@ class JsonChecker {
   bool read_escape() {
     if (take_any("\"\\/bfnrt")) return true;
     if (!take('u')) return false;
-    const bool is_surrogate = rest_.starts_with("d8") || rest_.starts_with("D8");
+    const bool is_surrogate = (rest_.starts_with('d') || rest_.starts_with('D')) &&
+                              rest_.substr(1).find_first_of("89abcdefABCDEF") == 0;
     for (int i = 0; i < 4; ++i) {
       if (!take_any("0123456789abcdefABCDEF")) return false;
     }
