@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "aacdec/zd_aac_dec.h"
+#include "fuzz/engine_option.h"
 #include "fuzz/json_checker.h"
 #include "fuzz/media_input.h"
 #include "fuzz/require.h"
@@ -51,13 +51,10 @@ void describe(const std::filesystem::path& file, uint8_t choice) {
 }  // namespace
 }  // namespace zdr::fuzz
 
-// Discards the messages of the commands, unless the command line says otherwise.
+// Discards the messages of the commands.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   static char discard[] = "-close_fd_mask=2";
-  static std::vector<char*> arguments(*argv, *argv + *argc);
-  arguments.insert(arguments.begin() + 1, discard);
-  *argc = static_cast<int>(arguments.size());
-  *argv = arguments.data();
+  zdr::fuzz::add_engine_option(argc, argv, discard);
   zdr::fuzz::require(zdr::platform::set_private_session(), "the session is private");
   // The module beside the program, whatever is registered.
   setenv("ZDR_MODULE", zdr::host::own_module_path().c_str(), 0);
