@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <sstream>
 
 #include "host/command_table.h"
@@ -116,6 +117,9 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     return refuse(error.what());
   }
+  const std::optional<int64_t> start = parse_time(line.options.start);
+  const std::optional<int64_t> stop = parse_time(line.options.stop);
+  if (start && stop && *stop <= *start) return refuse("--stop is not after --start");
   return line;
 }
 

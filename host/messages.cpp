@@ -137,8 +137,9 @@ void Messages::error(const Message& message) noexcept try {
   print_line_to_terminal("zdr: error: out of memory");
 }
 
-ExitCode Messages::error(const std::string& file, const Diagnosis& diagnosis) {
-  error({diagnosis.code, file, diagnosis.place, diagnosis.reason, diagnosis.status});
+ExitCode Messages::report(const std::string& file, const Diagnosis& diagnosis) {
+  const Message message{diagnosis.code, file, diagnosis.place, diagnosis.reason, diagnosis.status};
+  diagnosis.exit_code == ExitCode::kDone ? note(message) : error(message);
   return diagnosis.exit_code;
 }
 

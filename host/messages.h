@@ -106,8 +106,8 @@ class Messages {
 
   // Without memory for the line, reports that instead.
   void error(const Message& message) noexcept;
-  // Reports an error and returns its exit code.
-  ExitCode error(const std::string& file, const Diagnosis& diagnosis);
+  // Reports an error, or a note if the exit code is kDone, and returns the exit code.
+  ExitCode report(const std::string& file, const Diagnosis& diagnosis);
   // Reports what is left out on purpose or ignored.
   void note(const Message& message);
   // Return the messages so far and clear them.

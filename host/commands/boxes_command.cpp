@@ -210,7 +210,7 @@ ExitCode report(const std::string& file, const ParsedMovie& movie, const BoxList
   note(list.boxes_left_out(), "boxes");
   note(list.entries_left_out(), "list entries");
   if (movie.is_open()) return report_read_failure(file, messages);
-  return messages.error(file, diagnose_parse(file, movie));
+  return messages.report(file, diagnose_parse(file, movie));
 }
 
 ExitCode list_boxes(const std::string& file, const Options& options, Messages& messages, std::ostream& out) {

@@ -9,6 +9,7 @@
 #include "host/graph/module_loader.h"
 #include "host/graph/source_clip.h"
 #include "host/inspect/open_diagnosis.h"
+#include "host/inspect/parsed_movie.h"
 #include "host/inspect/read_failure.h"
 #include "host/json_report.h"
 #include "host/memory.h"
@@ -66,9 +67,11 @@ class KeyFrame {
  private:
   ExitCode fail(ExitCode exit_code, MessageCode code, const std::string& reason,
                 const std::string& status = "") {
-    return messages_.error(file_, {exit_code, code, {}, reason, status});
+    return messages_.report(file_, {exit_code, code, {}, reason, status});
   }
   ExitCode extract_from(SourceClip& clip);
+  // Of the track that is played; nothing if the tables do not state it.
+  std::optional<uint32_t> key_frame_count() const;
 
   const Options& options_;
   Messages& messages_;
@@ -80,7 +83,7 @@ class KeyFrame {
 
 ExitCode KeyFrame::extract() {
   watch_reads(file_);
-  if (const auto refused = diagnose_before_open(file_)) return messages_.error(file_, *refused);
+  if (const auto refused = diagnose_before_open(file_)) return messages_.report(file_, *refused);
   HRESULT hr = S_OK;
   const com::ComPtr<IBaseFilter> filter = create_source_filter(file_, messages_, hr);
   if (!filter)
@@ -89,19 +92,35 @@ ExitCode KeyFrame::extract() {
   SourceClip clip(*filter.get(), file_);
   with_memory(clip.result());
   return clip.usable() ? extract_from(clip)
-                       : messages_.error(file_, diagnose_failed_open(file_, clip.result()));
+                       : messages_.report(file_, diagnose_failed_open(file_, clip.result()));
+}
+
+std::optional<uint32_t> KeyFrame::key_frame_count() const {
+  const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file_);
+  const TrackRecord* const track =
+      movie != nullptr && movie->is_open() ? movie->first_track(P3GPP_TRACK_VIDEO) : nullptr;
+  if (track == nullptr) return std::nullopt;
+  TrackFacts facts;
+  if (track->sync_samples) return track->sync_samples;
+  return movie->get_facts(*track->id, facts) == P3GPP_OK ? std::optional(facts.samples) : std::nullopt;
 }
 
 ExitCode KeyFrame::extract_from(SourceClip& clip) {
   if (clip.has_video()) with_memory(clip.info(info_));
-  if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.error(file_, *failure);
+  if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.report(file_, *failure);
   const Picture picture = picture_of(info_.video_codec, clip.configuration());
   if (!picture.writer)
     return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack,
-                "no video of which pictures can be written");
+                "no video track whose pictures can be written");
+  // For a number past the last key frame the clip returns the last one.
+  if (const auto count = key_frame_count(); count && options_.index > *count) {
+    return fail(
+        ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
+        "has " + counted(*count, "key frame") + ", so none with number " + std::to_string(options_.index));
+  }
   ClipBytes frame;
   const HRESULT hr = with_memory(clip.key_frame(options_.index, frame));
-  if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.error(file_, *failure);
+  if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.report(file_, *failure);
   if (FAILED(hr)) {
     return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
                 "key frame " + std::to_string(options_.index) + " cannot be read", hresult_text(hr));

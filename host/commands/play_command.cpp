@@ -40,7 +40,7 @@ class FilePlayback final : public ConsumerOwner {
   ExitCode report_partial(const StreamRecorder& recorder);
   ExitCode check_damage(const StreamRecorder& recorder);
   ExitCode fail(ExitCode exit_code, MessageCode code, Place place, const std::string& reason) {
-    return messages_.error(file_, {exit_code, code, std::move(place), reason, ""});
+    return messages_.report(file_, {exit_code, code, std::move(place), reason, ""});
   }
 
   std::string file_;
@@ -88,9 +88,10 @@ ExitCode FilePlayback::report_partial(const StreamRecorder& recorder) {
     return fail(ExitCode::kCannotWrite, MessageCode::kOutputFailed, Place::pin(recorder.pin_name()),
                 name + recorder.error() + (partial_note.empty() ? "" : "; " + partial_note));
   }
-  return partial_note.empty() ? ExitCode::kDone
-                              : fail(ExitCode::kDone, MessageCode::kOutputPartial,
-                                     Place::pin(recorder.pin_name()), partial_note);
+  if (!partial_note.empty()) {
+    messages_.error({MessageCode::kOutputPartial, file_, Place::pin(recorder.pin_name()), partial_note, ""});
+  }
+  return ExitCode::kDone;
 }
 
 ExitCode FilePlayback::check_damage(const StreamRecorder& recorder) {

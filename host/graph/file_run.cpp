@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "filters/source/mp4/interfaces/source_kind.h"
+#include "host/inspect/aac_shortfall.h"
 #include "host/inspect/open_diagnosis.h"
 #include "host/inspect/read_failure.h"
 #include "host/time_text.h"
@@ -56,6 +58,13 @@ ExitCode FileRun::load_and_connect() {
   movie_ = parse_iso_media(file_);
   prepared_ = report_left_out(file_, movie_.get(), playable_kinds(), use_ == Use::kRecording, messages_);
   if (const ExitCode connected = connect(); connected != ExitCode::kDone) return connected;
+  if (const int64_t end = player_.duration(); end > 0 && range_.start >= end) {
+    return messages_.report(file_, {ExitCode::kNotSupported,
+                                    MessageCode::kRangeNotPlayable,
+                                    {},
+                                    "--start is past the end, which is " + format_time(end),
+                                    ""});
+  }
   return player_.seek(range_);
 }
 
@@ -79,7 +88,7 @@ ExitCode FileRun::connect() {
   }
   if (!streams_.empty()) return ExitCode::kDone;
   if (movie_ != nullptr && !player_.playable_kinds().any()) {
-    return messages_.error(file_, diagnose_unplayable(*movie_));
+    return messages_.report(file_, diagnose_unplayable(*movie_));
   }
   messages_.error({MessageCode::kNoPlayableTrack,
                    file_,
@@ -145,19 +154,38 @@ ExitCode FileRun::play_to_end(const char* overlap_advice) {
 // Playing a whole file delivers every access unit of a track, except those after the stop position.
 ExitCode FileRun::check_stream(const Stream& stream) {
   if (stream.consumer.has_failed()) return ExitCode::kDone;  // reported with its output
+  const bool is_aac_file = mp4source::source_kind_of(file_) == mp4source::SOURCE_KIND_AAC;
+  if (range_.is_whole && is_aac_file && stream.consumer.samples() != 0) return check_aac(stream);
   if (!range_.is_whole || movie_ == nullptr) return check_samples(stream);
   ProgressLine progress(!options_.quiet);
   const PinConsumer& consumer = stream.consumer;
   const std::string label = progress_label(file_) + ": checking " + consumer.pin_name();
-  const auto shortfall =
-      find_shortfall(*movie_, file_,
-                     {consumer.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO, consumer.samples(),
-                      consumer.payload_bytes(), SourcePlayer::stop_position(stream.pin)},
-                     [&](uint32_t done, uint32_t total) {
-                       progress.update(label, done, total);
-                       return !interrupted();
-                     });
+  const uint32_t type = consumer.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO;
+  const auto watch = [&](uint32_t done, uint32_t total) {
+    progress.update(label, done, total);
+    return !interrupted();
+  };
+  if (const uint32_t others = samples_of_other_descriptions(*movie_, type, watch); others != 0) {
+    messages_.note({MessageCode::kDescriptionIgnored, file_, Place::pin(consumer.pin_name()),
+                    counted(others, "access unit") +
+                        " of another sample description: the configuration of the "
+                        "first one is used for all",
+                    ""});
+  }
+  const auto shortfall = find_shortfall(
+      *movie_, file_,
+      {type, consumer.samples(), consumer.payload_bytes(), SourcePlayer::stop_position(stream.pin)}, watch);
   return shortfall && !interrupted() ? report_missing(stream, *shortfall) : ExitCode::kDone;
+}
+
+ExitCode FileRun::check_aac(const Stream& stream) {
+  ExitCode result = ExitCode::kDone;
+  for (Diagnosis& found :
+       find_aac_shortfall(file_, stream.consumer.payload_bytes(), [] { return !interrupted(); })) {
+    found.place = Place::pin(stream.consumer.pin_name());
+    result = worse_of(result, messages_.report(file_, found));
+  }
+  return result;
 }
 
 // A file without tables announces samples by its duration.

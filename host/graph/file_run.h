@@ -60,6 +60,7 @@ class FileRun {
   void connect_pin(const PinEntry& pin, bool gated);
   ExitCode play_to_end(const char* overlap_advice);
   ExitCode check_stream(const Stream& stream);
+  ExitCode check_aac(const Stream& stream);
   ExitCode check_samples(const Stream& stream);
   ExitCode report_missing(const Stream& stream, const Shortfall& shortfall);
   bool is_requested(bool audio) const;

@@ -9,6 +9,7 @@
 
 #include "host/graph/module_loader.h"
 #include "host/graph/stall_watch.h"
+#include "host/inspect/content_hint.h"
 #include "host/inspect/open_diagnosis.h"
 #include "host/inspect/read_failure.h"
 #include "host/memory.h"
@@ -78,7 +79,8 @@ SourcePlayer::~SourcePlayer() {
 
 ExitCode SourcePlayer::load() {
   watch_reads(file_);
-  if (const auto refused = diagnose_before_open(file_)) return messages_.error(file_, *refused);
+  if (const auto refused = diagnose_before_open(file_)) return messages_.report(file_, *refused);
+  report_content_hint(file_, messages_);
   HRESULT hr = S_OK;
   source_ = create_source_filter(file_, messages_, hr);
   if (!source_) {
@@ -90,7 +92,7 @@ ExitCode SourcePlayer::load() {
   ComPtr<IFileSourceFilter> loader;
   hr = source_->QueryInterface(IID_IFileSourceFilter, loader.out_void());
   if (SUCCEEDED(hr)) hr = with_memory(loader->Load(wide_file_name(file_).c_str(), nullptr));
-  if (FAILED(hr)) return messages_.error(file_, diagnose_failed_open(file_, hr));
+  if (FAILED(hr)) return messages_.report(file_, diagnose_failed_open(file_, hr));
   collect_pins();
   return ExitCode::kDone;
 }

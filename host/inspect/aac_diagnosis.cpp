@@ -4,6 +4,7 @@
 #include <array>
 
 #include "host/inspect/aac_stream_view.h"
+#include "host/inspect/adts_frames.h"
 #include "host/inspect/id3_tags.h"
 #include "host/inspect/os_file.h"
 #include "host/messages.h"
@@ -19,10 +20,6 @@ std::array<uint8_t, 4> stream_start(const std::string& file, uint32_t offset) {
     OS_fread(bytes.data(), 1, static_cast<uint32_t>(bytes.size()), handle.get());
   }
   return bytes;
-}
-
-bool is_adts(const std::array<uint8_t, 4>& start) {
-  return start[0] == 0xFF && (start[1] & 0xF6) == 0xF0;
 }
 
 // Why the decoder does not support the stream of an ADTS header; empty if it does.
@@ -42,7 +39,7 @@ std::string unsupported_adts(const std::array<uint8_t, 4>& start) {
 
 Diagnosis diagnose_stream(const std::string& file, uint32_t tag_bytes, const std::string& status) {
   const auto start = stream_start(file, tag_bytes);
-  if (is_adts(start)) {
+  if (is_adts_header(start)) {
     const std::string reason = unsupported_adts(start);
     if (!reason.empty()) return {ExitCode::kNotSupported, MessageCode::kFileTypeUnknown, {}, reason, status};
     return {ExitCode::kCannotOpen,

@@ -1,7 +1,5 @@
-// Opens AAC files with the same parameters as the filter, so that the estimates are the same.
+// Opens AAC files as the filter does.
 #include "host/inspect/aac_stream_view.h"
-
-#include <memory>
 
 #include "host/inspect/os_file.h"
 #include "host/memory.h"
@@ -10,10 +8,6 @@ namespace zdr::host {
 namespace {
 
 constexpr uint32_t kScanLimit = 0x80000;  // the filter's value
-
-struct CloseReader {
-  void operator()(AACF_File* reader) const { AACF_Close(reader); }
-};
 
 const char* bitrate_kind(uint32_t mode) {
   switch (mode) {
@@ -30,13 +24,32 @@ const char* bitrate_kind(uint32_t mode) {
 
 }  // namespace
 
-AacStreamView::AacStreamView(const std::string& file) {
+AacReader::AacReader(const std::string& file) {
   const AACF_OpenParams params{&kFileIo, kScanLimit};
   AACF_File* opened = nullptr;
-  status = AACF_Open(&opened, wide_file_name(file).c_str(), &params);
-  const std::unique_ptr<AACF_File, CloseReader> reader(opened);
-  with_memory(status, AACF_ERR_NO_MEMORY);
-  AACF_GetStreamInfo(reader.get(), &stream);
+  status_ = AACF_Open(&opened, wide_file_name(file).c_str(), &params);
+  reader_.reset(opened);
+  with_memory(status_, AACF_ERR_NO_MEMORY);
+}
+
+Zd_AAC_Dec_Config AacReader::config() const {
+  Zd_AAC_Dec_Config config{};
+  AACF_GetConfig(get(), &config);
+  return config;
+}
+
+AACF_StreamInfo AacReader::stream() const {
+  AACF_StreamInfo stream{};
+  AACF_GetStreamInfo(get(), &stream);
+  return stream;
+}
+
+AacStreamView::AacStreamView(const std::string& file) {
+  const AacReader reader(file);
+  status = reader.status();
+  if (status != AACF_OK) return;
+  stream = reader.stream();
+  config = reader.config();
 }
 
 std::string stream_line(const AacStreamView& view) {

@@ -1,6 +1,7 @@
-// The estimates that the reader makes when it opens an AAC file, which the filter does not publish.
+// AAC files opened with their reader: its estimates, which the filter does not publish.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "esparse/aac/aacf.h"
@@ -8,11 +9,31 @@
 
 namespace zdr::host {
 
+// A file opened with the same parameters as by the filter, so that the estimates are the same.
+class AacReader {
+ public:
+  explicit AacReader(const std::string& file);
+
+  int32_t status() const { return status_; }  // of the open
+  AACF_File* get() const { return reader_.get(); }
+  Zd_AAC_Dec_Config config() const;
+  AACF_StreamInfo stream() const;
+
+ private:
+  struct CloseReader {
+    void operator()(AACF_File* reader) const { AACF_Close(reader); }
+  };
+
+  int32_t status_;
+  std::unique_ptr<AACF_File, CloseReader> reader_;
+};
+
 struct AacStreamView {
   explicit AacStreamView(const std::string& file);
 
-  int32_t status = AACF_ERR_FAILED;  // of the open; `stream` is valid for AACF_OK
+  int32_t status = AACF_ERR_FAILED;  // of the open; the others are valid for AACF_OK
   AACF_StreamInfo stream{};
+  Zd_AAC_Dec_Config config{};
 };
 
 // "about 682 frames, 120000 bit/s (estimated), 241596 bytes of audio"

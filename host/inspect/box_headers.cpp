@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <span>
 
 namespace zdr::host {
 namespace {
@@ -16,17 +17,15 @@ uint64_t big_endian(const uint8_t* bytes, uint32_t count) {
   return number;
 }
 
-std::optional<BoxHeader> read_header(FMGR_Stream* stream, uint64_t offset, uint64_t end) {
+std::optional<BoxHeader> read_header(FileStream& stream, uint64_t offset, uint64_t end) {
   std::array<uint8_t, kLongHeader> bytes{};
-  const auto wanted = static_cast<uint32_t>(std::min<uint64_t>(kLongHeader, end - offset));
-  int32_t got = 0;
-  const int32_t status = FMGR_FReadAt(stream, static_cast<uint32_t>(offset),
-                                      static_cast<uint32_t>(offset >> 32), bytes.data(), wanted, &got);
-  if (status != FMGR_OK || got < static_cast<int32_t>(kShortHeader)) return std::nullopt;
+  const uint64_t wanted = std::min<uint64_t>(kLongHeader, end - offset);
+  const size_t got = stream.read_at(offset, std::span(bytes).first(wanted));
+  if (got < kShortHeader) return std::nullopt;
   BoxHeader box{offset, big_endian(bytes.data(), 4), kShortHeader, {}};
   std::copy_n(bytes.begin() + 4, box.type.size(), box.type.begin());
   if (box.size == 1) {
-    if (got < static_cast<int32_t>(kLongHeader)) return std::nullopt;
+    if (got < kLongHeader) return std::nullopt;
     box.size = big_endian(bytes.data() + kShortHeader, 8);
     box.header_size = kLongHeader;
   } else if (box.size == 0) {
@@ -38,7 +37,7 @@ std::optional<BoxHeader> read_header(FMGR_Stream* stream, uint64_t offset, uint6
 
 }  // namespace
 
-WalkEnd walk_box_headers(FMGR_Stream* stream, uint64_t begin, uint64_t end,
+WalkEnd walk_box_headers(FileStream& stream, uint64_t begin, uint64_t end,
                          const std::function<bool(const BoxHeader&)>& visit) {
   uint64_t offset = begin;
   while (offset < end) {

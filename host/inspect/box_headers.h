@@ -5,10 +5,9 @@
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <string>
 #include <string_view>
 
-#include "fmgr/fmgr.h"
+#include "host/inspect/file_stream.h"
 
 namespace zdr::host {
 
@@ -30,7 +29,7 @@ struct WalkEnd {
 
 // Calls `visit` for each box from `begin` on; returning false ends the walk. Stops at a box that is shorter
 // than its header or extends past `end`, and where the file cannot be read.
-WalkEnd walk_box_headers(FMGR_Stream* stream, uint64_t begin, uint64_t end,
+WalkEnd walk_box_headers(FileStream& stream, uint64_t begin, uint64_t end,
                          const std::function<bool(const BoxHeader&)>& visit);
 
 }  // namespace zdr::host

@@ -61,16 +61,8 @@ std::string edits_text(const TrackRecord& track, uint64_t movie_time_scale) {
   return text;
 }
 
-// The track that the filter opens for a kind: the first of that kind that the parser could read. Null without
-// one.
 const TrackRecord* played_track(const ParsedMovie& movie, bool wants_audio) {
-  const std::vector<uint32_t> ids = movie.track_ids(wants_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO);
-  if (ids.empty()) return nullptr;
-  const auto& tracks = movie.record().tracks;
-  const auto found = std::ranges::find_if(tracks, [&](const TrackRecord& track) {
-    return track.id == ids[0] && (wants_audio ? is_audio(track) : is_video(track));
-  });
-  return found != tracks.end() ? &*found : nullptr;
+  return movie.first_track(wants_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO);
 }
 
 // Collects the entries, and counts those that are too many to be listed.
@@ -194,12 +186,7 @@ ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
   if (movie == nullptr || (kinds && !kinds->any())) return ExitCode::kDone;
   ExitCode worst = ExitCode::kDone;
   for (const Diagnosis& entry : find_left_out(*movie, kinds)) {
-    worst = worse_of(worst, entry.exit_code);
-    if (entry.exit_code == ExitCode::kDone) {
-      messages.note({entry.code, file, entry.place, entry.reason, entry.status});
-    } else {
-      messages.error(file, entry);
-    }
+    worst = worse_of(worst, messages.report(file, entry));
   }
   const std::string edits = with_edits && kinds && movie->is_open() ? unapplied_edits(*movie, *kinds) : "";
   if (!edits.empty())

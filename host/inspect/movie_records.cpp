@@ -61,6 +61,7 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
   static constexpr Row kRows[] = {{"/tkhd", &MovieRecorder::read_track_header},
                                   {"/mdia/hdlr", &MovieRecorder::read_handler},
                                   {"/mdia/mdhd", &MovieRecorder::read_media_header},
+                                  {"/mdia/minf/stbl/stss", &MovieRecorder::read_sync_samples},
                                   {"/edts/elst", &MovieRecorder::read_edit}};
   const std::string_view path = box.path;
   TrackRecord& track = track_at(path);
@@ -97,6 +98,11 @@ void MovieRecorder::read_media_header(const P3gppBoxField& field) {
   const std::string_view name = field.name;
   if (name == "time_scale") record_.tracks.back().time_scale = field.number;
   if (name == "duration") record_.tracks.back().duration = field.number;
+}
+
+void MovieRecorder::read_sync_samples(const P3gppBoxField& field) {
+  if (std::string_view(field.name) == "entry_count")
+    record_.tracks.back().sync_samples = static_cast<uint32_t>(field.number);
 }
 
 void MovieRecorder::read_edit(const P3gppBoxField& field) {

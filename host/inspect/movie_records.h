@@ -27,7 +27,8 @@ struct TrackRecord {
   std::string handler;
   std::string sample_entry;  // type of the first sample description; empty without one
   uint32_t sample_entries = 0;
-  bool has_compact_sizes = false;  // stz2 in place of stsz
+  std::optional<uint32_t> sync_samples;  // none without a table of them: all are sync samples
+  bool has_compact_sizes = false;        // stz2 in place of stsz
   uint64_t time_scale = 0;
   uint64_t duration = 0;        // in units of the track
   bool has_wide_times = false;  // headers of version 1, whose 64-bit times the parser does not read
@@ -70,6 +71,7 @@ class MovieRecorder {
   void read_track_header(const P3gppBoxField& field);
   void read_handler(const P3gppBoxField& field);
   void read_media_header(const P3gppBoxField& field);
+  void read_sync_samples(const P3gppBoxField& field);
   void read_edit(const P3gppBoxField& field);
 
   const P3gppBoxVisitor* observer_;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
+#include "host/inspect/box_headers.h"
 #include "host/memory.h"
 #include "host/wide_text.h"
 
@@ -30,20 +31,10 @@ ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observe
   record_ = std::move(recorder.record());
 }
 
-WalkEnd ParsedMovie::walk_boxes(uint64_t begin, uint64_t end,
-                                const std::function<bool(const BoxHeader&)>& visit) const {
-  struct CloseStream {
-    void operator()(FMGR_Stream* stream) const { FMGR_FClose(stream); }
-  };
-  const std::unique_ptr<FMGR_Stream, CloseStream> stream(FMGR_FOpen(&descriptor_, "rb", context_.get()));
-  uint64_t size = 0;
-  if (!stream || FMGR_FSize64(stream.get(), &size) != FMGR_OK) return {begin, false};
-  return walk_box_headers(stream.get(), begin, std::min(end, size), visit);
-}
-
 bool ParsedMovie::has_box(std::string_view type, uint64_t begin, uint64_t end) const {
+  FileStream stream(native_file_name(path_));
   bool found = false;
-  walk_boxes(begin, end, [&](const BoxHeader& box) {
+  walk_box_headers(stream, begin, std::min(end, stream.size()), [&](const BoxHeader& box) {
     found = box.name() == type;
     return !found;
   });
@@ -58,6 +49,16 @@ std::vector<uint32_t> ParsedMovie::track_ids(uint32_t type) const {
   if (ids.empty() || P3GPP_GetTrackIds(file(), type, ids.data(), &found) != P3GPP_OK) return {};
   ids.resize(std::min<size_t>(found, ids.size()));
   return ids;
+}
+
+const TrackRecord* ParsedMovie::first_track(uint32_t type) const {
+  const std::vector<uint32_t> ids = track_ids(type);
+  if (ids.empty()) return nullptr;
+  const std::string_view handler = type == P3GPP_TRACK_AUDIO ? "soun" : "vide";
+  const auto found = std::ranges::find_if(record_.tracks, [&](const TrackRecord& track) {
+    return track.id == ids[0] && track.handler == handler;
+  });
+  return found != record_.tracks.end() ? &*found : nullptr;
 }
 
 int32_t ParsedMovie::get_facts(uint32_t id, TrackFacts& facts) const {

@@ -3,13 +3,11 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "host/inspect/box_headers.h"
 #include "host/inspect/movie_records.h"
 #include "p3gpp/p3gpp.h"
 
@@ -36,15 +34,16 @@ class ParsedMovie {
   P3gppFile* file() const { return file_.get(); }
   const MovieRecord& record() const { return record_; }
 
-  // Walks the headers of the boxes from `begin` to `end`, or to the end of the file if that is earlier,
-  // whatever the parser made of them.
-  WalkEnd walk_boxes(uint64_t begin, uint64_t end, const std::function<bool(const BoxHeader&)>& visit) const;
+  // True if a box of the type is between the two offsets, whatever the parser made of it.
   bool has_box(std::string_view type, uint64_t begin, uint64_t end) const;
   // True if samples are in movie fragments, which the parser does not read.
   bool has_fragments() const { return record_.may_have_fragments && has_box("moof", 0, UINT64_MAX); }
 
   // IDs of the audio or the video tracks (P3GPP_TRACK_), in file order.
   std::vector<uint32_t> track_ids(uint32_t type) const;
+  // The record of the first track of a type that the parser could read, which the filter plays. Null without
+  // one.
+  const TrackRecord* first_track(uint32_t type) const;
   // Returns the status of the query.
   int32_t get_facts(uint32_t id, TrackFacts& facts) const;
 

@@ -53,7 +53,7 @@ std::optional<Diagnosis> take_read_failure(ExitCode exit_code) {
 
 ExitCode report_read_failure(const std::string& file, Messages& messages) {
   const auto failure = take_read_failure(ExitCode::kLoss);
-  return failure ? messages.error(file, *failure) : ExitCode::kDone;
+  return failure ? messages.report(file, *failure) : ExitCode::kDone;
 }
 
 }  // namespace zdr::host

@@ -1,7 +1,6 @@
 // Compares bytes first, and walks through the samples of a track only if some are missing.
 #include "host/inspect/shortfall.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -10,6 +9,8 @@
 
 namespace zdr::host {
 namespace {
+
+constexpr uint32_t kUnitsPerCall = 1024;
 
 struct CloseTrack {
   void operator()(P3gppTrack* track) const { P3GPP_CloseTrack(track); }
@@ -29,7 +30,6 @@ int64_t start_of(const P3gppSample& sample, uint32_t time_scale) {
 
 std::optional<Shortfall> walk(P3gppTrack* track, const TrackFacts& facts, const Delivery& delivery,
                               uint64_t file_size, const WalkWatcher& watch) {
-  constexpr uint32_t kUnitsPerCall = 1024;
   uint64_t bytes = 0;
   P3gppSample sample{};
   int64_t shift = 0;  // of the edit list, which the parser adds to every time
@@ -72,15 +72,33 @@ std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const st
 
 }  // namespace
 
+uint32_t samples_of_other_descriptions(const ParsedMovie& movie, uint32_t track_type,
+                                       const WalkWatcher& watch) {
+  const TrackRecord* const record = movie.first_track(track_type);
+  TrackFacts facts;
+  if (record == nullptr || record->sample_entries < 2 || movie.get_facts(*record->id, facts) != P3GPP_OK)
+    return 0;
+  P3gppTrack* opened = nullptr;
+  if (P3GPP_OpenTrack(movie.file(), &opened, *record->id, kTrackCacheBytes) != P3GPP_OK) return 0;
+  const OpenTrack track(opened);
+  uint32_t count = 0;
+  P3gppSample sample{};
+  for (sample.number = 1; sample.number <= facts.samples; ++sample.number) {
+    if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, facts.samples)) return count;
+    if (P3GPP_ReadSample(opened, &sample) != P3GPP_OK) return count;
+    count += sample.description_index != 1 ? 1 : 0;
+  }
+  return count;
+}
+
 std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::string& file,
                                         const Delivery& delivery, const WalkWatcher& watch) {
   if (!movie.is_open()) return std::nullopt;
   const std::vector<uint32_t> ids = movie.track_ids(delivery.track_type);
   if (ids.empty()) return std::nullopt;
   std::optional<Shortfall> shortfall = compare(movie, ids[0], file, delivery, watch);
-  const auto& tracks = movie.record().tracks;
-  const auto record = std::ranges::find(tracks, ids[0], &TrackRecord::id);
-  if (shortfall && record != tracks.end()) shortfall->has_wide_times = record->has_wide_times;
+  const TrackRecord* const record = movie.first_track(delivery.track_type);
+  if (shortfall && record != nullptr) shortfall->has_wide_times = record->has_wide_times;
   return shortfall;
 }
 

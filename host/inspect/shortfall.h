@@ -37,6 +37,11 @@ struct Shortfall {
 // Called regularly during a long walk over samples; returning false ends the walk.
 using WalkWatcher = std::function<bool(uint32_t done, uint32_t total)>;
 
+// How many samples of the track have another description than the first, whose configuration the filter uses
+// for all. Reads no table unless there are several descriptions.
+uint32_t samples_of_other_descriptions(const ParsedMovie& movie, uint32_t track_type,
+                                       const WalkWatcher& watch);
+
 // Returns nothing if the delivery covers the whole track. Only the table of sizes is read, unless access
 // units are missing.
 std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::string& file,
