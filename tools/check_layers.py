@@ -45,14 +45,15 @@ MAY_SEE = {
     'host': PLATFORM + ['aacdec', 'p3gpp', 'fmgr', 'esparse/aac', 'id3p', 'os', 'filters/source/mp4'],
 }
 # Each of these sees all of the product, and of the others those that it names.
-SUPPORT = {'mediakit': [], 'samples': ['mediakit'], 'tests': ['mediakit'], 'bench': ['mediakit'], 'fuzz': ['mediakit']}
+SUPPORT = {'mediakit': [], 'samples': ['mediakit'], 'tests': ['mediakit'], 'bench': ['mediakit'], 'fuzz': ['mediakit'],
+           'examples': []}
 
 # The platform's base classes are one flat folder, since the platform has no folders in its header names.
 DSHOW_INTERFACES = ('amvideo', 'evcode', 'filter_interfaces', 'fourcc', 'graph_interfaces', 'media_records', 'mmreg',
                     'registration', 'sample_interfaces', 'uuids')
 DSHOW_FOUNDATION = ('combase', 'mtype', 'nothrow_new', 'single_interface', 'wide_text', 'wxdebug', 'wxutil')
 DSHOW_MODULE = ('amfilter', 'built_in_classes', 'dll_setup', 'dshow', 'filter_data', 'filter_mapper', 'filter_setup',
-                'module_entry', 'streams')
+                'module_entry', 'module_templates', 'streams')
 
 # From the bottom up; subfolders on one line don't see each other. '.' is the folder itself. A file's name without its
 # ending counts as a subfolder of its own, and a tuple of such names as one.
@@ -64,8 +65,8 @@ ORDER = {
     'p3gpp': [['.'], ['parse'], ['metadata'], ['boxes'], ['samples'], ['api']],
     'filters/source/mp4': [['interfaces'], ['core'], ['readers'], ['media_types', 'sync'], ['sources', 'clips'], ['filter'],
                            ['.']],
-    'host': [['.'], ['writers', 'inspect'], ['graph'], ['commands'], ['documents'], ['command_table'], ['command_line'],
-             ['main']],
+    'host': [['.'], ['writers', 'inspect'], ['graph'], ['commands'], [('documents', 'man_page')], ['command_table'],
+             ['command_line'], ['main']],
 }
 # Headers that any subfolder of their folder may include: the folder's own public face.
 FACES = {'aacdec/zd_aac_dec.h'}

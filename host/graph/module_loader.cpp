@@ -9,6 +9,7 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/memory.h"
+#include "host/version.h"
 #include "host/wide_text.h"
 #include "platform/com/class_modules.h"
 
@@ -32,12 +33,9 @@ std::filesystem::path program_folder() {
 }
 
 ComPtr<IBaseFilter> create_from_module(const std::string& module, HRESULT& hr) {
-  ComPtr<IClassFactory> factory;
   ComPtr<IBaseFilter> filter;
-  hr = com::class_object_from_module(module, mp4source::kClsidSourceFilter, IID_IClassFactory,
-                                     factory.out_void());
-  if (SUCCEEDED(hr)) hr = factory->CreateInstance(nullptr, IID_IBaseFilter, filter.out_void());
-  with_memory(hr);
+  hr = with_memory(
+      com::create_from_module(module, mp4source::kClsidSourceFilter, IID_IBaseFilter, filter.out_void()));
   return filter;
 }
 
@@ -100,7 +98,7 @@ std::string own_module_path() {
   if (const char* named = named_module(); named != nullptr) return named;
   const std::filesystem::path folder = program_folder();
   std::error_code code;
-  const std::filesystem::path installed = folder / "../lib/zdr" / kModuleName;
+  const std::filesystem::path installed = folder / kModuleFolder / kModuleName;
   const std::filesystem::path beside = folder / kModuleName;
   return (std::filesystem::exists(beside, code) || !std::filesystem::exists(installed, code) ? beside
                                                                                              : installed)

@@ -1,5 +1,11 @@
-// Class objects that do not come from the registry: those of the platform library's own classes, and those of
-// a module named by its path.
+// Objects of a module that is named by its path, so that a host can use it without registering it:
+//
+//     ComPtr<IBaseFilter> filter;
+//     HRESULT hr = zdr::com::create_from_module(path, zdr::mp4source::kClsidSourceFilter, IID_IBaseFilter,
+//                                               filter.out_void());
+//
+// The path is UTF-8, and its file may be anywhere. A module is loaded when it is first named, and
+// CoFreeUnusedLibraries may unload it again.
 #pragma once
 
 #include <objbase.h>
@@ -8,14 +14,14 @@
 
 namespace zdr::com {
 
-// The class objects of the platform library itself. CLASS_E_CLASSNOTAVAILABLE for any other class.
-HRESULT built_in_class_object(REFCLSID clsid, REFIID riid, void** ppv) noexcept;
-
-// A class object of the module at this path (UTF-8), regardless of the registry. Loads the module if it is
-// not loaded yet; CoFreeUnusedLibraries may unload it again. HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND),
-// CO_E_ERRORINDLL for a module without DllGetClassObject, or what that function returns.
+// CoGetClassObject for the module at this path. HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND) when it cannot be
+// loaded, CO_E_ERRORINDLL for a module without DllGetClassObject, or what that function returns.
 ZDR_PLATFORM_API HRESULT class_object_from_module(const std::string& path, REFCLSID clsid, REFIID riid,
                                                   void** ppv) noexcept;
+// CoCreateInstance for the module at this path: its class object, then IClassFactory::CreateInstance. *ppv is
+// NULL after a failure.
+ZDR_PLATFORM_API HRESULT create_from_module(const std::string& path, REFCLSID clsid, REFIID riid,
+                                            void** ppv) noexcept;
 
 // Why a module must not be loaded by the registry's word, as a sentence that names it; empty if it may be:
 // it, its folder and the registry's folder belong to this user or root, and nobody else can write to them.

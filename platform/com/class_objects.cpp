@@ -1,8 +1,10 @@
 // CoGetClassObject and CoCreateInstance, and what they share with callers that name a module by its path.
 #include <objbase.h>
 
+#include "built_in_classes.h"
 #include "class_modules.h"
 #include "class_paths.h"
+#include "com_ptr.h"
 #include "module_table.h"
 #include "platform/win32/debug_output.h"
 #include "platform/win32/file_names.h"
@@ -40,6 +42,14 @@ HRESULT class_object_from_module(const std::string& path, REFCLSID clsid, REFIID
   });
 }
 
+HRESULT create_from_module(const std::string& path, REFCLSID clsid, REFIID riid, void** ppv) noexcept {
+  if (ppv == nullptr) return E_POINTER;
+  *ppv = nullptr;
+  ComPtr<IClassFactory> factory;
+  const HRESULT hr = class_object_from_module(path, clsid, IID_IClassFactory, factory.out_void());
+  return SUCCEEDED(hr) ? factory->CreateInstance(nullptr, riid, ppv) : hr;
+}
+
 HRESULT call_module_entry(const std::string& path, const char* entry) noexcept {
   return guarded([&] {
     std::shared_ptr<Module> module;
@@ -69,13 +79,9 @@ HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* /*server*/, REFIID
 HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID riid, void** ppv) noexcept {
   if (ppv == nullptr) return E_POINTER;
   *ppv = nullptr;
-  void* object = nullptr;
-  HRESULT hr = CoGetClassObject(clsid, context, nullptr, IID_IClassFactory, &object);
-  if (FAILED(hr)) return hr;
-  auto* factory = static_cast<IClassFactory*>(object);
-  hr = factory->CreateInstance(outer, riid, ppv);
-  factory->Release();
-  return hr;
+  zdr::com::ComPtr<IClassFactory> factory;
+  const HRESULT hr = CoGetClassObject(clsid, context, nullptr, IID_IClassFactory, factory.out_void());
+  return SUCCEEDED(hr) ? factory->CreateInstance(outer, riid, ppv) : hr;
 }
 
 void CoFreeUnusedLibraries() noexcept {

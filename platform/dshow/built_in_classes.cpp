@@ -1,11 +1,12 @@
 // The classes that the platform library itself serves. CoGetClassObject looks here before it searches the
 // registry.
 #include <algorithm>
+#include <iterator>
 
 #include "allocator.h"
 #include "class_factory.h"
 #include "filter_mapper.h"
-#include "platform/com/class_modules.h"
+#include "platform/com/built_in_classes.h"
 #include "uuids.h"
 
 namespace {
@@ -21,6 +22,6 @@ constexpr CFactoryTemplate kTemplates[] = {
 HRESULT zdr::com::built_in_class_object(REFCLSID clsid, REFIID riid, void** ppv) noexcept {
   const bool is_built_in =
       std::ranges::any_of(kTemplates, [&](const CFactoryTemplate& known) { return known.IsClassID(clsid); });
-  return is_built_in ? zdr::dshow::template_class_object(kTemplates, clsid, riid, ppv)
-                     : CLASS_E_CLASSNOTAVAILABLE;
+  if (!is_built_in) return CLASS_E_CLASSNOTAVAILABLE;
+  return zdr::dshow::template_class_object(kTemplates, std::size(kTemplates), clsid, riid, ppv);
 }

@@ -1,6 +1,8 @@
 // Creation of objects through the templates of a module.
 #include "class_factory.h"
 
+#include <span>
+
 #include "nothrow_new.h"
 
 constinit std::atomic<LONG> CClassFactory::m_cLocked{0};
@@ -36,12 +38,12 @@ HRESULT CClassFactory::LockServer(BOOL lock) {
 
 namespace zdr::dshow {
 
-HRESULT template_class_object(std::span<const CFactoryTemplate> templates, REFCLSID clsid, REFIID riid,
-                              void** ppv) {
+HRESULT template_class_object(const CFactoryTemplate* templates, std::size_t count, REFCLSID clsid,
+                              REFIID riid, void** ppv) {
   CheckPointer(ppv, E_POINTER);
   *ppv = nullptr;
   if (riid != IID_IUnknown && riid != IID_IClassFactory) return E_NOINTERFACE;
-  for (const CFactoryTemplate& candidate : templates) {
+  for (const CFactoryTemplate& candidate : std::span(templates, count)) {
     if (!candidate.IsClassID(clsid)) continue;
     *ppv = static_cast<IClassFactory*>(new_or_null<CClassFactory>(&candidate));
     return *ppv != nullptr ? S_OK : E_OUTOFMEMORY;

@@ -2,7 +2,7 @@
 // library.
 #pragma once
 
-#include <span>
+#include <cstddef>
 
 #include "combase.h"
 #include "registration.h"
@@ -46,9 +46,9 @@ class CClassFactory final : public zdr::dshow::SingleInterface<IClassFactory, II
 
 namespace zdr::dshow {
 
-// A factory for the first template of the class. E_NOINTERFACE for a riid other than IUnknown and
-// IClassFactory, CLASS_E_CLASSNOTAVAILABLE when no template has the class.
-HRESULT template_class_object(std::span<const CFactoryTemplate> templates, REFCLSID clsid, REFIID riid,
-                              void** ppv);
+// A factory for the first of the `count` templates that has the class. E_NOINTERFACE for a riid other than
+// IUnknown and IClassFactory, CLASS_E_CLASSNOTAVAILABLE when no template has the class.
+HRESULT template_class_object(const CFactoryTemplate* templates, std::size_t count, REFCLSID clsid,
+                              REFIID riid, void** ppv);
 
 }  // namespace zdr::dshow

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "filter_setup.h"
-#include "module_entry.h"
+#include "module_templates.h"
 #include "platform/com/com_ptr.h"
 #include "platform/com/registry_key.h"
 #include "platform/com/status_guard.h"

@@ -2,6 +2,8 @@
 // its DllMain with attach and detach.
 #include "module_entry.h"
 
+#include "module_templates.h"
+
 // A module need not have a DllMain.
 extern "C" __attribute__((weak)) BOOL DllMain(HINSTANCE instance, ULONG reason, void* reserved);
 
@@ -49,7 +51,8 @@ BOOL DllEntryPoint(HINSTANCE instance, ULONG reason, void* /*reserved*/) {
 }
 
 HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) {
-  return zdr::dshow::template_class_object(zdr::dshow::module_templates(), rclsid, riid, ppv);
+  const auto templates = zdr::dshow::module_templates();
+  return zdr::dshow::template_class_object(templates.data(), templates.size(), rclsid, riid, ppv);
 }
 
 HRESULT DllCanUnloadNow() {

@@ -22,11 +22,3 @@ ZDR_MODULE_EXPORT BOOL DllMain(HINSTANCE instance, ULONG reason, void* reserved)
 ZDR_MODULE_EXPORT HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv);
 ZDR_MODULE_EXPORT HRESULT DllCanUnloadNow();
 }
-
-namespace zdr::dshow {
-
-inline std::span<const CFactoryTemplate> module_templates() noexcept {
-  return {g_Templates, static_cast<std::size_t>(g_cTemplates)};
-}
-
-}  // namespace zdr::dshow

@@ -1,8 +1,8 @@
-// The seam through which tests make the Nth file operation, object creation or allocation fail.
-// Without a hook each point costs one relaxed load.
+// The seam through which tests make the Nth file operation, object creation or allocation fail: a test
+// program defines zdr_fault_hook. In other programs the weak symbol is null, and each point costs one
+// comparison.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include "win32_types.h"
@@ -20,24 +20,21 @@ enum class FaultPoint : uint32_t {
   kMutexCreate,     // ERROR_NOT_ENOUGH_MEMORY 8
   kThreadCreate,    // ERROR_NOT_ENOUGH_MEMORY 8
   kRegistryStep,    // ERROR_IO_DEVICE 1117, returned; one step of loading or replacing the registry's file
-  kTaskAllocation,  // none: CoTaskMemAlloc and CoTaskMemRealloc return NULL
+  kTaskAllocation,  // none: CoTaskMemAlloc returns NULL
   kHeapAllocation,  // none: an allocation of the layers above, with a status of their own
 };
 
+}  // namespace zdr::platform
+
 // Returns true to make this call fail. Runs on the calling thread; several threads may call it at once.
-using FaultHook = bool (*)(FaultPoint point, void* context);
+extern "C" __attribute__((weak, visibility("default"))) bool zdr_fault_hook(
+    zdr::platform::FaultPoint point) noexcept;
 
-// Installs a hook (nullptr removes it). No other thread may be inside the platform during the call.
-ZDR_PLATFORM_API void set_fault_hook(FaultHook hook, void* context) noexcept;
-
-namespace detail {
-ZDR_PLATFORM_API extern std::atomic<bool> fault_hook_installed;
-ZDR_PLATFORM_API bool call_fault_hook(FaultPoint point) noexcept;
-}  // namespace detail
+namespace zdr::platform {
 
 // Called once at the start of an operation that can fail at `point`.
 inline bool should_fail(FaultPoint point) noexcept {
-  return detail::fault_hook_installed.load(std::memory_order_relaxed) && detail::call_fault_hook(point);
+  return zdr_fault_hook != nullptr && zdr_fault_hook(point);
 }
 
 }  // namespace zdr::platform

@@ -9,31 +9,31 @@
 namespace zdr::platform {
 
 // For one thread at a time. The functions that return int return 0 or an errno.
-class ZDR_PLATFORM_API NewFile {
+class NewFile {
  public:
   NewFile() = default;
   // Closes the file and leaves it.
-  ~NewFile();
+  ZDR_PLATFORM_API ~NewFile();
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
   // Creates the file and locks it until it is closed. What has the name already is never opened for writing:
   // EBUSY if a NewFile that is still open has it, else EEXIST. With `replace`, an entry that is not in use is
   // removed first, whatever it is; a folder is not.
-  int create(const std::string& path, bool replace);
+  ZDR_PLATFORM_API int create(const std::string& path, bool replace);
   bool is_open() const { return descriptor_ >= 0; }
 
   // Writes `count` bytes at `offset` and adds the number of bytes written, also by a failed call, to
   // `written`.
-  int write(uint64_t offset, const void* bytes, size_t count, uint64_t& written) noexcept;
+  ZDR_PLATFORM_API int write(uint64_t offset, const void* bytes, size_t count, uint64_t& written) noexcept;
   // Waits until the bytes are stored, and so reports errors that the system found late.
-  int flush() noexcept;
+  ZDR_PLATFORM_API int flush() noexcept;
   // Gives the file its own name, in the same folder. Without `replace`, EEXIST if the name is in use. ESTALE
   // if the temporary name no longer refers to the file.
-  int publish(const std::string& final_path, bool replace) noexcept;
-  int close() noexcept;
+  ZDR_PLATFORM_API int publish(const std::string& final_path, bool replace) noexcept;
+  ZDR_PLATFORM_API int close() noexcept;
   // Closes the file and removes it, if the temporary name still refers to it.
-  void discard() noexcept;
+  ZDR_PLATFORM_API void discard() noexcept;
 
  private:
   int create_and_lock(const char* path) noexcept;

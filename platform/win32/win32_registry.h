@@ -1,4 +1,4 @@
-// The registry: keys with values, one store for the user, in a text file (registry_file.h gives its path).
+// The registry: keys with values, one store for the user, in a text file that the environment names.
 //
 // Every function returns its error code and leaves the last error alone. Names are compared without regard to
 // the case of ASCII and Latin-1 letters and keep the case of their creation. A key name has at most 255

@@ -116,7 +116,7 @@ bool dies_at(int step, HRESULT (*entry)()) {
       if (point == platform::FaultPoint::kRegistryStep && --*static_cast<int*>(left) == 0) raise(SIGKILL);
       return false;
     };
-    platform::set_fault_hook(die, &step);
+    set_fault_hook(die, &step);
     _exit(entry());
   }
   int status = -1;

@@ -9,7 +9,7 @@
 #include "mediakit/files/temp_folder.h"
 #include "os/open_file.h"
 #include "os/path_calls.h"
-#include "platform/win32/fault_injection.h"
+#include "tests/platform/fault_at.h"
 
 namespace zdr::test {
 namespace {
@@ -282,14 +282,14 @@ TEST(Files, FailuresOfTheSystemReturnTheirStatuses) {
   void* const handle = open(folder / "file", OS_OPEN_READWRITE).release();
   char byte = 0;
   uint64_t number = 77;
-  platform::set_fault_hook([](platform::FaultPoint, void*) { return true; }, nullptr);
+  set_fault_hook([](platform::FaultPoint, void*) { return true; }, nullptr);
   EXPECT_EQ(OS_FileTell(handle, &number), FMGR_ERR_SEEK);
   EXPECT_EQ(OS_FileSize(handle, &number), FMGR_ERR_GENERIC);
   EXPECT_EQ(number, 0u) << "cleared first";
   EXPECT_EQ(OS_fread(&byte, 1, 1, handle) + OS_fwrite(&byte, 1, 1, handle), 0u);
   EXPECT_EQ(OS_fseek(handle, 1, OS_SEEK_BEGIN), 1);
   EXPECT_EQ(OS_ftell(handle), -1);
-  platform::set_fault_hook(nullptr, nullptr);
+  set_fault_hook(nullptr, nullptr);
   EXPECT_EQ(OS_fclose(handle), 0);
   EXPECT_EQ(OS_fclose(handle), -1);
   EXPECT_EQ(OS_FileClose(handle), FMGR_ERR_GENERIC);

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "os/mutex_lock.h"
-#include "platform/win32/fault_injection.h"
+#include "tests/platform/fault_at.h"
 
 namespace zdr::test {
 namespace {
@@ -37,7 +37,7 @@ TEST(Threads, KeptPriorityStatusIsReversedAndASlotIsTakenUntilItsThreadRuns) {
   std::atomic<size_t> count = 0;
   EXPECT_EQ(OS_ThreadCreate(&count_up, &count, 0, 0), nullptr) << "before the table exists";
   ASSERT_EQ(OS_ThreadInit(), FMGR_OK);
-  platform::set_fault_hook(
+  set_fault_hook(
       [](platform::FaultPoint, void* counter) {
         ++creations;
         EXPECT_EQ(OS_ThreadCreate(&count_up, counter, 0, 0), nullptr);
@@ -45,7 +45,7 @@ TEST(Threads, KeptPriorityStatusIsReversedAndASlotIsTakenUntilItsThreadRuns) {
       },
       &count);
   EXPECT_EQ(OS_ThreadCreate(&count_up, &count, 0, 0), nullptr);
-  platform::set_fault_hook(nullptr, nullptr);
+  set_fault_hook(nullptr, nullptr);
   EXPECT_EQ(creations, kSlots) << "the next one finds no free slot";
   std::vector<HANDLE> threads;
   while (threads.size() < 2 * kSlots) {

@@ -14,9 +14,9 @@
 #include <sstream>
 
 #include "child_process.h"
-#include "platform/win32/fault_injection.h"
 #include "platform/win32/session.h"
 #include "registry/registry_test_support.h"
+#include "tests/platform/fault_at.h"
 
 namespace zdr::test {
 
@@ -122,7 +122,7 @@ DWORD set_value(std::istream& words) {
 DWORD die_in_registry(std::istream& words) {
   static int left;
   left = next<int>(words);
-  platform::set_fault_hook(
+  set_fault_hook(
       [](platform::FaultPoint point, void*) {
         if (point == platform::FaultPoint::kRegistryStep && --left == 0) kill(getpid(), SIGKILL);
         return false;

@@ -2,7 +2,6 @@
 #include <thread>
 #include <vector>
 
-#include "platform/win32/fault_injection.h"
 #include "registry_test_support.h"
 #include "tests/platform/fault_at.h"
 #include "tests/platform/win32/child_process.h"
