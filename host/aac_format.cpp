@@ -9,11 +9,10 @@
 namespace zdr::host {
 namespace {
 
-// Layout of the block: a WAVEFORMATEX, the sizes of the configuration and of the access unit (four bytes
-// each, little endian), the configuration, the access unit.
-constexpr size_t kConfigSizeOffset = 18;
-constexpr size_t kUnitSizeOffset = 22;
-constexpr size_t kConfigOffset = 26;
+using mp4source::kAacConfigOffset;
+using mp4source::kAacConfigSizeOffset;
+using mp4source::kAacUnitSizeOffset;
+
 constexpr int32_t kPlainConfiguration = 0;
 
 }  // namespace
@@ -24,12 +23,12 @@ bool is_aac_access_units(const AM_MEDIA_TYPE& type) {
 }
 
 AacFormat read_aac_format(const AM_MEDIA_TYPE& type) {
-  if (type.pbFormat == nullptr || type.cbFormat < kConfigOffset) return {};
+  if (type.pbFormat == nullptr || type.cbFormat < kAacConfigOffset) return {};
   const Bytes block(type.pbFormat, type.cbFormat);
-  const Bytes rest = block.subspan(kConfigOffset);
-  const Bytes config = rest.first(std::min<size_t>(block[kConfigSizeOffset], rest.size()));
+  const Bytes rest = block.subspan(kAacConfigOffset);
+  const Bytes config = rest.first(std::min<size_t>(block[kAacConfigSizeOffset], rest.size()));
   const Bytes after = rest.subspan(config.size());
-  const size_t unit_size = size_t{block[kUnitSizeOffset]} | size_t{block[kUnitSizeOffset + 1]} << 8;
+  const size_t unit_size = size_t{block[kAacUnitSizeOffset]} | size_t{block[kAacUnitSizeOffset + 1]} << 8;
   return {config, after.first(std::min(unit_size, after.size()))};
 }
 

@@ -1,4 +1,4 @@
-// The filter's format block for AAC access units, and the layout of a media sample with them.
+// Parses the filter's format block for AAC access units, and the media samples with them.
 #pragma once
 
 #include <dshow.h>
@@ -7,13 +7,13 @@
 #include <vector>
 
 #include "aacdec/zd_aac_dec.h"
+#include "filters/source/mp4/interfaces/aac_sample.h"
 #include "host/bytes.h"
 
 namespace zdr::host {
 
-// Media samples hold up to ten access units and end with a table of ten 16-bit little-endian sizes.
-constexpr size_t kAacUnitsPerSample = 10;
-constexpr size_t kAacSizeTableBytes = 2 * kAacUnitsPerSample;
+using mp4source::kAacSizeTableBytes;
+using mp4source::kAacUnitsPerSample;
 
 bool is_aac_access_units(const AM_MEDIA_TYPE& type);
 

@@ -2,7 +2,7 @@
 // content.
 #pragma once
 
-#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -30,19 +30,27 @@ inline constexpr KnownExtension kKnownExtensions[] = {
     {".mp4a", SOURCE_KIND_MP4},    {".mp4a-drm", SOURCE_KIND_MP4},
 };
 
+// True if the text is `lower` after its ASCII letters have become lower case.
+template <class Char>
+constexpr bool matches_without_case(std::basic_string_view<Char> text, std::string_view lower) {
+  if (text.size() != lower.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool is_upper = text[i] >= Char{'A'} && text[i] <= Char{'Z'};
+    const Char folded = is_upper ? static_cast<Char>(text[i] + ('a' - 'A')) : text[i];
+    if (folded != static_cast<Char>(lower[i])) return false;
+  }
+  return true;
+}
+
 // SOURCE_KIND_NONE for an unknown extension. ASCII letters match in either case.
 template <class Char>
 constexpr SourceKind source_kind_of_name(std::basic_string_view<Char> file_name) {
   // Kept: the last dot of the whole path counts, so a dot in a folder's name counts when the file's name has
   // none.
-  const size_t dot = file_name.rfind(Char{'.'});
+  const std::size_t dot = file_name.rfind(Char{'.'});
   if (dot == std::basic_string_view<Char>::npos) return SOURCE_KIND_NONE;
-  const auto matches = [](Char given, char lower) {
-    const bool is_upper = given >= Char{'A'} && given <= Char{'Z'};
-    return (is_upper ? static_cast<Char>(given + ('a' - 'A')) : given) == static_cast<Char>(lower);
-  };
   for (const KnownExtension& known : kKnownExtensions) {
-    if (std::ranges::equal(file_name.substr(dot), known.extension, matches)) return known.kind;
+    if (matches_without_case(file_name.substr(dot), known.extension)) return known.kind;
   }
   return SOURCE_KIND_NONE;
 }

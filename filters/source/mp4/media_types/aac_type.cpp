@@ -1,10 +1,6 @@
-// The type of an AAC track. The format block gives the decoder the configuration and the first access unit:
-//
-//   0   WAVEFORMATEX
-//   18  length of the configuration, low byte; three bytes 0
-//   22  size of the access unit, 16 bits, low byte first; two bytes 0
-//   26  the configuration (AudioSpecificConfig), then the access unit
+// The type of an AAC track. aac_sample.h has the layout of its format block.
 #include "aacdec/zd_aac_dec.h"
+#include "filters/source/mp4/interfaces/aac_sample.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "filters/source/mp4/media_types/media_type.h"
 
@@ -12,7 +8,6 @@ namespace zdr::mp4source {
 namespace {
 
 constexpr WORD kTagAac = 0xA106;
-constexpr uint32_t kFixedBytes = 26;
 constexpr int32_t kPlainConfiguration = 0;  // as opposed to the header of a stream
 
 // Kept: shortens the track's configuration to the bytes that the parser has read, so that a second type may
@@ -51,9 +46,9 @@ HRESULT build_aac_type(const TypeRequest& request, CMediaType& type) {
 
   const auto configuration = request.track.configuration();
   // Kept: the block's size has 16 bits, and what exceeds it is cut off.
-  const uint64_t whole_bytes = uint64_t{kFixedBytes} + configuration.size() + first_unit.size;
+  const uint64_t whole_bytes = uint64_t{kAacConfigOffset} + configuration.size() + first_unit.size;
   const auto block_bytes = static_cast<uint32_t>(whole_bytes & 0xFFFF);
-  if (block_bytes < kFixedBytes) return kTypeNotBuilt;
+  if (block_bytes < kAacConfigOffset) return kTypeNotBuilt;
   BYTE* const block = new_format_block(type, block_bytes);
   if (block == nullptr) return E_OUTOFMEMORY;
   Zd_AAC_Dec_Config config{};
@@ -62,10 +57,10 @@ HRESULT build_aac_type(const TypeRequest& request, CMediaType& type) {
 
   const WAVEFORMATEX wave = aac_format(config, decoder.u.systems.average_bitrate, block_bytes);
   std::memcpy(block, &wave, sizeof wave);
-  block[18] = static_cast<BYTE>(configuration.size());
-  block[22] = static_cast<BYTE>(first_unit.size);
-  block[23] = static_cast<BYTE>(first_unit.size >> 8);
-  BlockWriter rest({block + kFixedBytes, block_bytes - kFixedBytes});
+  block[kAacConfigSizeOffset] = static_cast<BYTE>(configuration.size());
+  block[kAacUnitSizeOffset] = static_cast<BYTE>(first_unit.size);
+  block[kAacUnitSizeOffset + 1] = static_cast<BYTE>(first_unit.size >> 8);
+  BlockWriter rest({block + kAacConfigOffset, block_bytes - kAacConfigOffset});
   rest.append(configuration);
   rest.append(first_unit.span());
   set_audio_type(kSubtypeAac, FORMAT_WaveFormatEx, type);

@@ -14,15 +14,16 @@
 #include <span>
 
 #include "filters/source/mp4/core/stream_kind.h"
+#include "filters/source/mp4/interfaces/aac_sample.h"
 #include "filters/source/mp4/readers/owned_handles.h"
 #include "p3gpp/p3gpp.h"
 
 namespace zdr::mp4source {
 
-// Access units of speech and AAC audio are small, so ten of them share one media sample.
-inline constexpr uint32_t kUnitsPerGroup = 10;
-// A table of the units' sizes follows an AAC group: 16 bits each, little-endian.
-inline constexpr uint32_t kSizeTableBytes = 2 * kUnitsPerGroup;
+// Access units of speech and AAC audio are small, so ten of them share one media sample. The units of an AAC
+// group are followed by a table of their sizes.
+inline constexpr uint32_t kUnitsPerGroup = kAacUnitsPerSample;
+inline constexpr uint32_t kSizeTableBytes = kAacSizeTableBytes;
 
 // The content of one media sample.
 struct AccessUnits {
