@@ -11,6 +11,7 @@ namespace zdr::host {
 
 // Returns the script for "bash", "zsh" or "fish"; empty for any other shell.
 std::string completion_script(const CommandTable& table, std::string_view shell);
+// Returns the man page as roff source.
 std::string man_page(const CommandTable& table, std::string_view version);
 
 }  // namespace zdr::host

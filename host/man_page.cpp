@@ -1,0 +1,250 @@
+// Writes the man page: the commands from their table, the extensions from the table of the filter, and the
+// rest of what a user must know from the texts of this file.
+#include <span>
+#include <sstream>
+
+#include "filters/source/mp4/interfaces/source_kind.h"
+#include "host/documents.h"
+
+namespace zdr::host {
+namespace {
+
+// roff turns a plain - into a typographic hyphen; \- remains a minus sign.
+std::string roff(std::string_view text) {
+  std::string out;
+  for (char c : text) {
+    if (c == '-') out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+// A term with its explanation.
+struct Term {
+  const char* term;
+  const char* text;
+};
+
+void append_terms(std::ostringstream& out, std::span<const Term> terms) {
+  for (const Term& each : terms) out << ".TP\n.B " << roff(each.term) << "\n" << roff(each.text) << "\n";
+}
+
+constexpr const char* kDescription = R"(.SH DESCRIPTION
+.B play
+and
+.B samples
+load the source filter module, connect a sink to each of its pins, run the graph and write or list
+what was delivered;
+.B info
+and
+.B keyframe
+query the module without running it.
+.B boxes
+reads the file with the parser alone. The other commands register the module and print the program's
+own documents.
+.PP
+Results go to standard output. Messages go to standard error, one line each; notes among them list
+what is left out by design.
+.SH OPTIONS
+.TP
+.B \-\-help
+print the usage; after the name of a command, that of the command.
+.TP
+.B \-\-version
+print the version.
+)";
+
+constexpr Term kOutputs[] = {
+    {".h264", "AVC, as a byte stream that begins with its parameter sets"},
+    {".m4v", "MPEG-4 visual, after its configuration"},
+    {".h263", "H.263"},
+    {".aac", "AAC in ADTS frames"},
+    {".wav", "16-bit PCM: decoded AAC, of AAC files always and of other files with --decode"},
+    {".amr, .awb", "AMR and AMR-WB, after the magic line"},
+    {".qcp", "QCELP and EVRC"},
+    {".ac3, .eac3", "AC-3 and E-AC-3"},
+};
+
+constexpr Term kColumns[] = {
+    {"pin", "name of the pin"},
+    {"index", "number of the sample within its pin, from 0"},
+    {"start, stop",
+     "times in units of 100 ns, from the start of playback; an audio sample ends one unit after its start"},
+    {"size",
+     "bytes; a sample of an AAC track holds up to ten access units and a table of their sizes, 20 bytes"},
+    {"sync, discontinuity, preroll", "1 if the sample has the mark, else 0"},
+    {"crc32", "CRC-32 of the bytes, 8 hexadecimal digits"},
+};
+
+constexpr Term kExitCodes[] = {
+    {"0",
+     "Done: all that the file holds in tracks of supported kinds was delivered and written. What is left out "
+     "by design is listed as notes."},
+    {"1",
+     "A file could not be opened or read: it does not exist, is a folder, may not be read, or is damaged; it "
+     "has no key frame of that number; or the filter module cannot be loaded. With --strict, also the cases "
+     "of 3."},
+    {"2",
+     "Bad usage: an unknown command or option, a missing or bad value, --stop not after --start, \"-\" as a "
+     "file."},
+    {"3",
+     "Played, but something was lost: the file ends or cannot be read before its tables end, a track or a "
+     "unit is damaged, a pin failed, no sample came in time (--stall-timeout), or the tables describe more "
+     "data than the file holds (--allow-overlap)."},
+    {"4", "Not supported: an unknown extension, no audio or video that can be played, --start past the end."},
+    {"5",
+     "An output could not be written: it exists and --force is not given, the folder cannot be written "
+     "to, the disk is full, or standard output cannot be written."},
+    {"130", "Interrupted."},
+};
+
+constexpr Term kEnvironment[] = {
+    {"NO_COLOR", "no colour on a terminal"},
+    {"ZDR_MODULE", "path of the filter module, whatever the registry says"},
+    {"ZDR_REGISTRY", "absolute path of the registry's file"},
+    {"XDG_DATA_HOME", "folder of zdr/registry.reg (default: ~/.local/share)"},
+    {"XDG_RUNTIME_DIR", "folder of the named objects that the runs of one --session share"},
+};
+
+constexpr Term kExamples[] = {
+    {"zdr play clip.mp4 -o out", "Writes out/clip.Audio0.aac and out/clip.Video0.h264."},
+    {"zdr play --decode --start 10 --stop 1:00:00.5 clip.mp4", "Decodes the audio of a part."},
+    {"zdr info song.m4a --cover cover.jpg", "Shows tracks and tags, and saves the cover image."},
+    {"zdr info --json *.3gp", "Describes many files for a program."},
+    {"zdr samples clip.mp4 --only video", "Lists the pictures with their times."},
+    {"zdr keyframe clip.mp4 3 -o key.h264", "Saves the third key frame."},
+    {"source <(zdr completion bash)", "Completes commands and options in this shell."},
+};
+
+constexpr const char* kJson = R"(.SH JSON
+With
+.B \-\-json
+a command prints one object, in UTF\-8. The object of a file ends with its "errors" and "warnings",
+each an object with a "code" and a "text", and has its "exit_code"; with several files, the array
+"files" has one object for each.
+.B samples
+prints one object per line and sample, with the names of the columns above. Times are integers in
+units of 100 ns, or in a time scale that is beside them. A name that is not UTF\-8 is repeated in
+hexadecimal digits, under its key with "_hex" added.
+)";
+
+constexpr const char* kFiles = R"(.SH FILES
+A written file appears under its name only when it is complete. After a failure or an interruption,
+what was written so far remains as \fINAME\fR.part. A file that exists, also one of that name from
+an earlier run, is replaced only with \-\-force; input files, folders, pipes and devices never are.
+Of several runs that write the same file at once, one does and the others are refused.
+.PP
+The registry is the text file \fIzdr/registry.reg\fR in $XDG_DATA_HOME or ~/.local/share. Files are
+opened by the source filter that it names for their extension, else by that of the module beside the
+program.
+)";
+
+constexpr const char* kSignals = R"(.SH SIGNALS
+SIGINT, SIGTERM and SIGHUP end a run of play or samples within a second; it keeps what was written.
+A second one ends the program at once, as does the first in the other commands. A signal that was
+ignored when the program started, as under nohup, remains ignored.
+)";
+
+constexpr const char* kLimits = R"(.SH LIMITS
+Only the first audio and the first video track of a file are played, and only codecs that have an
+output format above. Edit lists are not applied, so priming is not trimmed. Movie fragments and text
+tracks are not read. AAC is decoded if it is LC or LTP, mono or stereo, with frames of 1024 samples,
+with or without SBR and parametric stereo; of an AAC file, the last one or two frames are not read,
+and parametric stereo is not used. Files must be seekable.
+)";
+
+void append_option(std::ostringstream& out, const OptionRow& option) {
+  out << ".TP\n.B " << roff(option.name);
+  if (*option.short_name != '\0') out << ", " << roff(option.short_name);
+  if (*option.argument != '\0') out << " \\fI" << option.argument << "\\fR";
+  out << "\n" << roff(option.summary);
+  if (*option.choices != '\0') out << " (one of: " << option.choices << ")";
+  out << ".\n";
+}
+
+void append_synopsis(std::ostringstream& out, const CommandTable& table) {
+  out << ".SH SYNOPSIS\n";
+  for (const CommandRow& command : table.commands) {
+    if (!command.listed) continue;
+    out << ".B zdr " << command.name << "\n[\\fIoptions\\fR]";
+    if (*command.operand != '\0') out << " \\fI" << command.operand << "\\fR";
+    out << (command.many_operands ? "..." : "") << "\n.br\n";
+  }
+}
+
+void append_commands(std::ostringstream& out, const CommandTable& table) {
+  out << ".SH COMMANDS\n";
+  for (const CommandRow& command : table.commands) {
+    if (!command.listed) continue;
+    out << ".SS " << command.name << "\n" << roff(command.summary) << ".\n";
+    for (const OptionRow& option : table.options) {
+      if ((option.commands & command.bit) != 0) append_option(out, option);
+    }
+  }
+}
+
+void append_inputs(std::ostringstream& out) {
+  struct Kind {
+    mp4source::SourceKind kind;
+    const char* name;
+  };
+  constexpr Kind kKinds[] = {
+      {mp4source::SOURCE_KIND_MP4, "3GPP, MP4 and 3GPP2 files (ISO media): pins Audio0 and Video0"},
+      {mp4source::SOURCE_KIND_AMR, "AMR and AMR-WB files: pin \"AMR Audio1\""},
+      {mp4source::SOURCE_KIND_AAC, "AAC files (ADTS, ADIF or raw): pin Audio1, which delivers PCM"},
+  };
+  out << ".SH INPUT FILES\nThe extension of the name decides how a file is read, in capitals or not; its "
+         "content does "
+         "not.\n";
+  for (const Kind& kind : kKinds) {
+    out << ".TP\n" << roff(kind.name) << "\n";
+    for (const mp4source::KnownExtension& known : mp4source::kKnownExtensions) {
+      if (known.kind == kind.kind) out << "\\&" << roff(known.extension) << "\n";
+    }
+  }
+}
+
+void append_outputs(std::ostringstream& out) {
+  out << ".SH OUTPUT FILES\n.B play\nwrites \\fISTEM\\fR.\\fIPIN\\fR.\\fIEXT\\fR for each pin: the name of "
+         "the file "
+         "without its extension, the\nname of the pin, and an extension for the format:\n";
+  append_terms(out, kOutputs);
+  out << ".PP\n.B keyframe\nwrites \\fISTEM\\fR.keyframe\\fIN\\fR.\\fIEXT\\fR, in one of the first three.\n";
+}
+
+void append_samples(std::ostringstream& out) {
+  out << ".SH ROWS OF SAMPLES\n.B samples\nprints a line with the names of the columns, then one row per "
+         "media sample, "
+         "separated by commas:\n";
+  append_terms(out, kColumns);
+}
+
+void append_examples(std::ostringstream& out) {
+  out << ".SH EXAMPLES\n";
+  append_terms(out, kExamples);
+}
+
+}  // namespace
+
+std::string man_page(const CommandTable& table, std::string_view version) {
+  std::ostringstream out;
+  out << ".TH ZDR 1 \"\" \"zdr " << version << "\" \"User Commands\"\n"
+      << ".SH NAME\nzdr \\- play media files through the ZdrMp4Source filter\n";
+  append_synopsis(out, table);
+  out << kDescription;
+  append_commands(out, table);
+  append_inputs(out);
+  append_outputs(out);
+  append_samples(out);
+  out << kJson << kFiles << ".SH EXIT STATUS\n";
+  append_terms(out, kExitCodes);
+  out << ".PP\nOf several files, the worst: 130, then 5, 2, 1, 4, 3.\n" << kSignals << ".SH ENVIRONMENT\n";
+  append_terms(out, kEnvironment);
+  append_examples(out);
+  out << kLimits
+      << ".SH SEE ALSO\nThe documents of the filter and the libraries, in share/doc/ZdrMp4Source of the\n"
+      << "installation.\n";
+  return out.str();
+}
+
+}  // namespace zdr::host
