@@ -37,7 +37,7 @@ tests=OFF
 [ "$what" = tests ] && tests=ON
 [ "$what" = host ] && grep -qs 'ZDR_TESTS:BOOL=ON' "$root/build/$preset/CMakeCache.txt" && tests=ON
 target=all
-[ "$what" = host ] && target="zdr ZdrMp4Source"
+[ "$what" = host ] && target="zdr ZdrMp4Source zdr_documents"
 [ "$what" = fuzz ] && target=fuzzers
 cd "$root"
 cmake --preset "$preset" -DZDR_TESTS=$tests >"$root/build-configure.log" 2>&1 || {

@@ -1,47 +1,127 @@
 #!/bin/sh
 # tests/install/check_install.sh BUILD_FOLDER: installs a build into a temporary folder and uses the result: the program
-# on a sample, its man page and completions, the libraries through CMake and through pkg-config, the module from another
-# host.
+# on a sample, its documents, each header alone, the examples built with CMake and with pkg-config, the Debian package.
 set -eu
-build=$1
-here=$(CDPATH='' cd -- "$(dirname -- "$0")" && pwd)
-sample=$here/../../samples/two-tracks.3gp
+build=$(CDPATH='' cd -- "$1" && pwd)
+root=$(CDPATH='' cd -- "$(dirname -- "$0")/../.." && pwd)
+samples=$root/samples
 temporary=$(mktemp -d)
 trap 'rm -rf "$temporary"' EXIT
-prefix=$temporary/prefix
+prefix=$temporary/moved
 fail() {
   echo "install: $1" >&2
   exit 1
 }
+# Runs a command, and prints what it printed only if it fails.
+quietly() {
+  "$@" >"$temporary/log" 2>&1 || fail "$(cat "$temporary/log")"
+}
 
-cmake --install "$build" --prefix "$prefix" >"$temporary/log" || fail "$(cat "$temporary/log")"
+quietly cmake --install "$build" --prefix "$temporary/prefix"
+runs=$(grep -h execute_process "$build/cmake_install.cmake" | grep -v /strip) || true
+[ -z "$runs" ] || fail "the installation runs a program, which may be for another machine: $runs"
 # Move the installation, so that it cannot depend on the build folder or on its first path.
-mv "$prefix" "$temporary/moved"
-prefix=$temporary/moved
-rpath=$(readelf -d "$prefix/bin/zdr" "$prefix/lib/zdr/ZdrMp4Source.so" | grep -c "ORIGIN")
+mv "$temporary/prefix" "$prefix"
+module=$(find "$prefix" -name ZdrMp4Source.so)
+libraries=$(dirname "$(dirname "$module")")
+rpath=$(readelf -d "$prefix/bin/zdr" "$module" | grep -c "ORIGIN")
 [ "$rpath" = 2 ] || fail "program or module looks for its libraries elsewhere"
 
-"$prefix/bin/zdr" play "$sample" -o "$temporary/out" -q >"$temporary/played"
+"$prefix/bin/zdr" play "$samples/two-tracks.3gp" -o "$temporary/out" -q >"$temporary/played"
 [ "$(find "$temporary/out" -type f | wc -l)" = 2 ] || fail "the installed program plays no two streams"
+export ZDR_REGISTRY="$temporary/registry.reg"
+"$prefix/bin/zdr" register -q >/dev/null
+grep -q "$module" "$ZDR_REGISTRY" || fail "another module than the installed one is registered"
+
+# Documents: the program's own, and those of the tree with every page that they link to.
 grep -q "^.B zdr play" "$prefix/share/man/man1/zdr.1" || fail "no man page"
 for completion in bash-completion/completions/zdr zsh/site-functions/_zdr fish/vendor_completions.d/zdr.fish; do
   [ -s "$prefix/share/$completion" ] || fail "no $completion"
 done
+pages=$prefix/share/doc/ZdrMp4Source
+for page in "$pages/README.md" "$pages/CHANGELOG.md" "$pages"/docs/*.md "$pages/examples/README.md"; do
+  grep -o '](\([^):#]*\)' "$page" | cut -c3- | while read -r link; do
+    [ -e "$(dirname "$page")/$link" ] || fail "$page links to $link, which is not installed"
+  done
+done
 
-cmake -S "$here" -B "$temporary/consumer" -DCMAKE_PREFIX_PATH="$prefix" >"$temporary/log" 2>&1 &&
-  cmake --build "$temporary/consumer" >>"$temporary/log" 2>&1 || fail "$(cat "$temporary/log")"
-[ "$("$temporary/consumer/consumer" "$sample")" = "2 audio, 2 video" ] || fail "the consumer reads the sample wrongly"
+# The platform library exports what is declared in an installed header or used by the program.
+headers=$prefix/include/zdr
+names_of() { # --defined-only or --undefined-only, FILE
+  nm -DC "$1" "$2" | sed 's/^[0-9a-f ]* [A-Za-z] //; s/(.*//; s/@.*//; s/\[abi:[a-z0-9]*]//' | sort -u
+}
+names_of --undefined-only "$prefix/bin/zdr" >"$temporary/used"
+names_of --defined-only "$libraries/libzdrplatform.so" | comm -23 - "$temporary/used" | while read -r name; do
+  grep -rqw -e "${name##*::}" "$headers" || fail "libzdrplatform exports $name"
+done
+
+# Each header compiles alone: as C++17, and as C11 if it is for C as well, and so cannot have #pragma once.
+compile_alone() {
+  cat >"$temporary/alone.sh" <<'END'
+set -eu
+include="-I $1 -I $1/platform/win32 -I $1/platform/com -I $1/platform/dshow"
+strict="-pedantic-errors -Wall -Wextra -Werror -fsyntax-only"
+echo "#include \"$2\"" | c++ -std=c++17 $strict $include -x c++ -
+grep -q "^#pragma once" "$1/$2" || echo "#include \"$2\"" | cc -std=c11 $strict $include -x c -
+END
+  (cd "$headers" && find . -name '*.h' -print0) | xargs -0 -n 1 -P "$(nproc)" sh "$temporary/alone.sh" "$headers"
+}
+compile_alone || fail "a header does not compile alone"
+
+# The examples. Their rows are those of the program, which reads through the same module.
+rows_of() {
+  "$prefix/bin/zdr" samples -q "$samples/$1" | tail -n +2
+}
+use_examples() { # FOLDER of the programs, MODULE
+  "$1/list_samples" "$samples/h263-amr.3gp" >"$temporary/listed" || fail "list_samples fails"
+  "$1/aac_to_wav" "$samples/he-aac-v1-stereo.aac" "$temporary/decoded.wav" || fail "aac_to_wav fails"
+  "$1/pull_samples" "$2" "$samples/avc-aac.mp4" | sort >"$temporary/pulled" || fail "pull_samples fails"
+  # Of a picture, the parser and the filter have the same size and key mark.
+  rows_of h263-amr.3gp | grep ^Video0 | cut -d, -f5,6 >"$temporary/expected"
+  grep "^$(tail -n 1 "$temporary/listed" | cut -d, -f1)," "$temporary/listed" | cut -d, -f4,5 |
+    cmp -s - "$temporary/expected" || fail "list_samples lists other pictures"
+  rows_of avc-aac.mp4 | sed 's/^Audio0/0/; s/^Video0/1/' | cut -d, -f1,3,4,5 | sort |
+    cmp -s - "$temporary/pulled" || fail "pull_samples gets other samples"
+  # The reader leaves out the last frames of a file; what it delivers is what the decoder alone yields.
+  "$prefix/bin/zdr" play "$samples/he-aac-v1-stereo.aac" -o "$temporary/out" -q --force >/dev/null
+  played=$temporary/out/he-aac-v1-stereo.Audio1.wav
+  bytes=$(($(stat -c %s "$played") - 44))
+  [ "$bytes" -gt 100000 ] && cmp -s -i 44 -n "$bytes" "$played" "$temporary/decoded.wav" || fail "aac_to_wav decodes otherwise"
+}
+examples=$pages/examples
+for example in "$examples"/*.c "$examples"/*.cpp; do
+  [ "$(wc -l <"$example")" -lt 60 ] || fail "$example is too long for an example"
+done
+quietly cmake -S "$examples" -B "$temporary/examples" -DCMAKE_PREFIX_PATH="$prefix" -DCLIP="$samples/amr-nb.amr"
+quietly cmake --build "$temporary/examples" -j "$(nproc)"
+use_examples "$temporary/examples" "$module"
+quietly cmake --build "$temporary/examples" --target play
 
 if command -v pkg-config >/dev/null; then
-  export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
-  # shellcheck disable=SC2046
-  cc -std=c11 "$here/consumer.c" -o "$temporary/by-pkg-config" $(pkg-config --cflags --libs zdr-p3gpp)
-  tracks=$(LD_LIBRARY_PATH=$prefix/lib "$temporary/by-pkg-config" "$sample")
-  [ "$tracks" = "2 audio, 2 video" ] || fail "the consumer built with pkg-config reads the sample wrongly"
-  # shellcheck disable=SC2046
-  c++ -std=c++20 "$here/host.cpp" -o "$temporary/host" $(pkg-config --cflags --libs zdrplatform)
-  export ZDR_REGISTRY="$temporary/registry.reg"
-  "$prefix/bin/zdr" register >/dev/null
-  LD_LIBRARY_PATH=$prefix/lib "$temporary/host" "$sample" || fail "a host cannot load the sample"
+  export PKG_CONFIG_PATH="$libraries/pkgconfig"
+  mkdir "$temporary/by-pkg-config"
+  # The command lines of the README, in its folder.
+  grep -E '^ +(cc|c\+\+) ' "$examples/README.md" | sed "s| -o | -o '$temporary/by-pkg-config'/|" >"$temporary/build.sh"
+  [ "$(wc -l <"$temporary/build.sh")" = 3 ] || fail "examples/README.md builds no three programs with pkg-config"
+  (cd "$examples" && quietly sh -eu "$temporary/build.sh")
+  LD_LIBRARY_PATH=$libraries use_examples "$temporary/by-pkg-config" "$(pkg-config --variable=module zdr-dshow)"
 fi
-echo "install: program, module, documents and libraries work from where they were put"
+
+# The package: installed into an empty root, used there, and removed without a trace.
+if command -v dpkg >/dev/null; then
+  quietly cpack -G DEB --config "$build/CPackConfig.cmake" -B "$temporary/package"
+  unpacked=$temporary/root
+  mkdir -p "$unpacked/var/lib/dpkg/info" "$unpacked/var/lib/dpkg/updates" "$unpacked/var/lib/dpkg/triggers"
+  touch "$unpacked/var/lib/dpkg/status"
+  # The root has no shell and no dependencies, and the libraries of this machine are not its own.
+  mkdir "$temporary/bin" && ln -s "$(command -v true)" "$temporary/bin/ldconfig"
+  in_root="env PATH=$temporary/bin:$PATH dpkg --root=$unpacked --log=$temporary/dpkg.log --force-depends
+           --force-not-root --force-bad-path --force-script-chrootless"
+  quietly $in_root --install "$temporary"/package/*.deb
+  "$unpacked/usr/bin/zdr" play "$samples/h263-amr.3gp" -o "$temporary/packaged" -q >"$temporary/played"
+  [ "$(find "$temporary/packaged" -type f -size +0 | wc -l)" = 2 ] || fail "the packaged program plays no two streams"
+  quietly $in_root --purge zdr
+  left=$(find "$unpacked" -path "$unpacked/var" -prune -o ! -path "$unpacked" -print)
+  [ -z "$left" ] || fail "the package leaves $left"
+fi
+echo "install: program, module, documents, headers, libraries, examples and package work from where they were put"
