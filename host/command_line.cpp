@@ -3,9 +3,14 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <limits>
+#include <numeric>
 #include <optional>
 #include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "host/command_table.h"
 #include "host/messages.h"
@@ -83,23 +88,82 @@ bool is_command(std::string_view word) {
                              [word](const CommandRow& row) { return row.name == word; });
 }
 
-ParsedLine refuse(const std::string& reason) {
-  print_line_to_terminal(error_line(reason + " (zdr --help shows the usage)"));
+ParsedLine refuse(const std::string& reason, const std::string& command = "") {
+  const std::string help = "zdr " + command + (command.empty() ? "" : " ") + "--help";
+  print_line_to_terminal(error_line(reason + " (" + help + " shows the usage)"));
   return {nullptr, {}, ExitCode::kUsage};
+}
+
+// The number of insertions, removals and changes of single characters that make one word of the other.
+size_t distance(std::string_view from, std::string_view to) {
+  std::vector<size_t> row(to.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < from.size(); ++i) {
+    size_t diagonal = std::exchange(row[0], i + 1);
+    for (size_t k = 0; k < to.size(); ++k) {
+      const size_t changed = diagonal + (from[i] == to[k] ? 0 : 1);
+      diagonal = row[k + 1];
+      row[k + 1] = std::min({changed, row[k] + 1, diagonal + 1});
+    }
+  }
+  return row.back();
+}
+
+// ": did you mean WORD?" for the nearest of the words, unless none is near.
+std::string suggestion(std::string_view given, const std::vector<std::string>& words) {
+  const auto nearest =
+      std::ranges::min_element(words, {}, [&](const std::string& word) { return distance(given, word); });
+  const size_t near = given.size() < 4 ? 1 : 2;
+  return nearest == words.end() || distance(given, *nearest) > near ? "" : ": did you mean " + *nearest + "?";
+}
+
+ParsedLine refuse_command(const std::string& given, const CommandTable& table) {
+  std::vector<std::string> names;
+  for (const CommandRow& row : table.commands) {
+    if (row.listed) names.emplace_back(row.name);
+  }
+  return refuse("unknown command '" + given + "'" + suggestion(given, names));
+}
+
+// Reports words that a command does not take.
+ParsedLine refuse_extras(const std::vector<std::string>& extras, const CommandRow& command,
+                         const CommandTable& table) {
+  const auto is_option = [](const std::string& word) { return word.starts_with('-'); };
+  const auto option = std::ranges::find_if(extras, is_option);
+  if (option == extras.end()) return refuse("unexpected '" + extras.front() + "'", command.name);
+  std::vector<std::string> names;
+  for (const OptionRow& row : table.options) {
+    if ((row.commands & command.bit) != 0) names.emplace_back(row.name);
+  }
+  return refuse("unknown option " + *option + suggestion(*option, names), command.name);
+}
+
+std::string in_lower_case(std::string text) {
+  if (!text.empty()) text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+  return text;
 }
 
 }  // namespace
 
 ParsedLine parse_command_line(int argc, const char* const* argv) {
-  // CLI11 would report only that a subcommand is missing, not the unknown word.
-  if (argc > 1 && *argv[1] != '-' && !is_command(argv[1])) {
-    return refuse("'" + std::string(argv[1]) + "' is not a command");
+  const CommandTable table = command_table();
+  std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  if (!words.empty() && words[0] == "help") {
+    words.erase(words.begin());
+    words.resize(std::min<size_t>(words.size(), 1));
+    words.emplace_back("--help");
   }
+  // CLI11 would report only that a subcommand is missing, not the unknown word.
+  if (!words.empty() && !words[0].starts_with('-') && !is_command(words[0]))
+    return refuse_command(words[0], table);
+  if (words.empty()) return refuse("a command is required");
+  if (words[0].starts_with('-') && words[0] != "--help" && words[0] != "-h" && words[0] != "--version")
+    return refuse("unknown option " + words[0]);
+
   ParsedLine line;
   CLI::App app("Plays 3GPP/MP4, AMR and AAC files through the ZdrMp4Source filter.", "zdr");
   app.set_version_flag("--version", std::string("zdr ") + kVersion);
   app.require_subcommand(1);
-  const CommandTable table = command_table();
   for (const CommandRow& row : table.commands) {
     CLI::App* command = app.add_subcommand(row.name, row.summary);
     if (!row.listed) command->group("");
@@ -109,17 +173,25 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
     }
     command->callback([&line, &row] { line.command = &row; });
   }
+  const std::string command = words[0].starts_with('-') ? "" : words[0];
   try {
-    app.parse(argc, argv);
+    std::ranges::reverse(words);  // the order that CLI11 wants
+    app.parse(words);
   } catch (const CLI::Success& success) {
     app.exit(success);
     return {};
+  } catch (const CLI::ExtrasError& error) {
+    const auto row = std::ranges::find(table.commands, std::string_view(command), &CommandRow::name);
+    const std::vector<std::string> extras =
+        command.empty() ? std::vector<std::string>() : app.remaining(true);
+    if (row == table.commands.end() || extras.empty()) return refuse(in_lower_case(error.what()), command);
+    return refuse_extras(extras, *row, table);
   } catch (const CLI::ParseError& error) {
-    return refuse(error.what());
+    return refuse(in_lower_case(error.what()), command);
   }
   const std::optional<int64_t> start = parse_time(line.options.start);
   const std::optional<int64_t> stop = parse_time(line.options.stop);
-  if (start && stop && *stop <= *start) return refuse("--stop is not after --start");
+  if (start && stop && *stop <= *start) return refuse("--stop is not after --start", command);
   return line;
 }
 

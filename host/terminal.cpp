@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <string_view>
 
 #include "host/decoded_text.h"
 #include "host/exit_code.h"
@@ -99,6 +101,33 @@ std::string progress_text(const MediaProgress& progress, int64_t elapsed_ms) {
   return text.data();
 }
 
+// False for terminals that show escape sequences as text.
+bool can_rewrite_lines() {
+  const char* const type = std::getenv("TERM");
+  return stderr_is_terminal() && (type == nullptr || std::string_view(type) != "dumb");
+}
+
+// Columns of the terminal, which may change at any time.
+size_t terminal_width() {
+  constexpr size_t kUnknownWidth = 80;
+  winsize size{};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUnknownWidth;
+}
+
+// `label` and `text` within the width: the label loses characters in its middle.
+std::string fit_line(const std::string& label, const std::string& text) {
+  const size_t room = terminal_width() - 1;  // a full line would wrap
+  const std::string rest = ": " + text;
+  if (label.size() + rest.size() <= room) return label + rest;
+  constexpr std::string_view kGap = "...";
+  const size_t shown = room > rest.size() + kGap.size() ? room - rest.size() - kGap.size() : 0;
+  if (shown == 0) return text.substr(0, room);
+  const size_t front = front_length(as_bytes(label), shown / 2);
+  size_t back = label.size() - (shown - shown / 2);
+  while (back < label.size() && (label[back] & 0xC0) == 0x80) ++back;  // not within a character
+  return label.substr(0, front) + std::string(kGap) + label.substr(back) + rest;
+}
+
 }  // namespace
 
 bool stdout_is_terminal() {
@@ -114,7 +143,8 @@ bool stderr_is_terminal() {
 }
 
 bool use_colour() {
-  return stderr_is_terminal() && std::getenv("NO_COLOR") == nullptr;
+  const char* const no_colour = std::getenv("NO_COLOR");
+  return can_rewrite_lines() && (no_colour == nullptr || *no_colour == '\0');
 }
 
 void catch_interrupts() {
@@ -153,7 +183,7 @@ void print_line_to_terminal(std::string_view line) {
   std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
 }
 
-ProgressLine::ProgressLine(bool enabled) : enabled_(enabled && stderr_is_terminal()), begun_ms_(now_ms()) {}
+ProgressLine::ProgressLine(bool enabled) : enabled_(enabled && can_rewrite_lines()), begun_ms_(now_ms()) {}
 
 ProgressLine::~ProgressLine() {
   const std::lock_guard lock(line_mutex);
@@ -167,22 +197,22 @@ std::optional<int64_t> ProgressLine::due_ms() {
   return now - begun_ms_;
 }
 
-void ProgressLine::show(const std::string& text) {
+void ProgressLine::show(const std::string& label, const std::string& text) {
   const std::lock_guard lock(line_mutex);
-  std::fprintf(stderr, "%s%s", kClearLine, printable(text).c_str());
+  std::fprintf(stderr, "%s%s", kClearLine, fit_line(printable(label), text).c_str());
   std::fflush(stderr);
   line_shown = true;
 }
 
 void ProgressLine::update(const std::string& label, const MediaProgress& progress) {
-  if (const auto elapsed = due_ms()) show(label + ": " + progress_text(progress, *elapsed));
+  if (const auto elapsed = due_ms()) show(label, progress_text(progress, *elapsed));
 }
 
 void ProgressLine::update(const std::string& label, uint64_t done, uint64_t total) {
   const auto elapsed = due_ms();
   if (!elapsed || done == 0 || total == 0) return;
   const Share share = share_of(static_cast<double>(done), static_cast<double>(total), *elapsed);
-  show(label + ": " + std::to_string(share.percent) + "%, " + share.left + " left");
+  show(label, std::to_string(share.percent) + "%, " + share.left + " left");
 }
 
 }  // namespace zdr::host

@@ -14,7 +14,7 @@ bool stdout_is_terminal();
 // use it.
 std::string shown_name(const std::string& name);
 bool stderr_is_terminal();
-bool use_colour();  // standard error is a terminal and NO_COLOR is not set
+bool use_colour();  // standard error is a terminal, not a dumb one, and NO_COLOR is not set or empty
 
 // After this call the first SIGINT, SIGTERM or SIGHUP only sets a flag, so that the command can complete what
 // it writes; for that it has to poll interrupted(). A second one ends the process as usual, and so does time:
@@ -45,7 +45,7 @@ struct MediaProgress {
 };
 
 // One line on a terminal's standard error, rewritten in place at most ten times a second, and only for work
-// that takes longer than half a second.
+// that takes longer than half a second. It fits the terminal, also after a change of its width.
 class ProgressLine {
  public:
   explicit ProgressLine(bool enabled);
@@ -60,7 +60,7 @@ class ProgressLine {
  private:
   // Returns the time since construction, if a line is due.
   std::optional<int64_t> due_ms();
-  void show(const std::string& text);
+  void show(const std::string& label, const std::string& text);
 
   bool enabled_;
   int64_t begun_ms_;

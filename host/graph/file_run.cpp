@@ -33,8 +33,11 @@ PlayRange play_range(const Options& options) {
 
 }  // namespace
 
-std::string progress_label(const std::string& file) {
-  return std::filesystem::path(file).filename().string();
+std::string progress_label(const std::string& file, const std::vector<std::string>& files) {
+  const std::string name = std::filesystem::path(file).filename().string();
+  if (files.size() < 2) return name;
+  const auto number = std::ranges::find(files, file) - files.begin() + 1;
+  return std::to_string(number) + " of " + std::to_string(files.size()) + ": " + name;
 }
 
 FileRun::FileRun(const std::string& file, const Options& options, Use use, Messages& messages,
@@ -120,7 +123,7 @@ bool FileRun::on_slice(ProgressLine& progress) const {
   for (const Stream& stream : streams_) position = std::max(position, stream.consumer.position());
   const int64_t duration = player_.duration();
   const int64_t end = range_.stop < 0 || duration <= 0 ? duration : std::min(range_.stop, duration);
-  progress.update(progress_label(file_), {range_.start, position, end});
+  progress.update(progress_label(file_, options_.files), {range_.start, position, end});
   return !interrupted() && !guard_.tripped();
 }
 
@@ -159,7 +162,7 @@ ExitCode FileRun::check_stream(const Stream& stream) {
   if (!range_.is_whole || movie_ == nullptr) return check_samples(stream);
   ProgressLine progress(!options_.quiet);
   const PinConsumer& consumer = stream.consumer;
-  const std::string label = progress_label(file_) + ": checking " + consumer.pin_name();
+  const std::string label = progress_label(file_, options_.files) + ": checking " + consumer.pin_name();
   const uint32_t type = consumer.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO;
   const auto watch = [&](uint32_t done, uint32_t total) {
     progress.update(label, done, total);

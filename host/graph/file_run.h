@@ -83,6 +83,6 @@ class FileRun {
 };
 
 // Returns the name of a file for a progress line.
-std::string progress_label(const std::string& file);
+std::string progress_label(const std::string& file, const std::vector<std::string>& files);
 
 }  // namespace zdr::host

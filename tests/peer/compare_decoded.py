@@ -87,7 +87,7 @@ def explained(row):
         return False
     if pin == '-' or verdict in ('equal', 'neither decodes'):
         return True
-    reasons = ('stop position', 'cut off') if code != 3 else ('cut off', 'access units were delivered')
+    reasons = ('cut off', 'access units were delivered')
     return verdict.startswith('first') and any(reason in message for reason in reasons)
 
 
