@@ -78,7 +78,7 @@ STANDARD = re.compile(r'^([a-z_]+|(assert|ctype|errno|fenv|float|inttypes|iso646
 OUTSIDE = {
     'aacdec': {'immintrin.h', 'arm_neon.h'},
     'host': {'CLI/CLI.hpp'},
-    'host/terminal.cpp': {'fcntl.h', 'poll.h', 'sys/time.h', 'unistd.h'},
+    'host/terminal.cpp': {'fcntl.h', 'poll.h', 'sys/ioctl.h', 'sys/time.h', 'unistd.h'},
 }
 ANY_INCLUDE = re.compile(r'^\s*#\s*(include|include_next|import)\b')
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
