@@ -37,7 +37,8 @@ struct TrackState {
 // are of a supported kind.
 std::string aac_refusal(const P3gppSystemsInfo& systems) {
   if (systems.decoder_specific_info_length < 2) return {};
-  const unsigned bits = systems.decoder_specific_info[0] << 8 | systems.decoder_specific_info[1];
+  const uint8_t* bytes = systems.decoder_specific_info;
+  const unsigned bits = unsigned{bytes[0]} << 8 | bytes[1];
   const unsigned object_type = bits >> 11;
   const unsigned rate_index = bits >> 7 & 15;
   const unsigned channels = bits >> 3 & 15;
