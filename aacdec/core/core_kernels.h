@@ -13,7 +13,8 @@ inline constexpr int kTransformWork = 2048;
 // out[n] = in[n] 2^shift - 2^exponent sum of mul_q31(a[i], out[n - 1 - i])
 struct AllPoleFilter {
   static constexpr int kTaps = 18;
-  int32_t a[kTaps];  // Q31; unused taps are 0
+  static constexpr int kNearTaps = 2;  // those that kernels apply one by one
+  int32_t a[kTaps];                    // Q31; unused taps are 0
   int exponent;
   int shift;
   int32_t limit;  // while |out[n]| stays below it, no sum overflows 32 bits

@@ -49,16 +49,20 @@ void attenuate(const int32_t* in, int32_t* out, int count, int shift, int32_t fa
   if (i < count) store_half(out + i, attenuated(load_half(in + i), by));
 }
 
-// Shifts the sixteen lanes of `low` and `high` down by one.
-[[gnu::always_inline]] inline void drop_first(Lanes& low, Lanes& high) {
-  low = shuffle<1, 2, 3, 4, 5, 6, 7, 8>(low, high);
-  high = shuffle<1, 2, 3, 4, 5, 6, 7, 8>(high, Lanes{});
+// Moves all lanes of `low` down by one; the last one becomes the first lane of `high`.
+[[gnu::always_inline]] inline Lanes moved_down(Lanes low, Lanes high) {
+  constexpr int32_t kLast[kLanes] = {0, 0, 0, 0, 0, 0, 0, -1};
+  const Lanes rotated = shuffle<1, 2, 3, 4, 5, 6, 7, 0>(low, low);
+  return select(load(kLast), shuffle<1, 2, 3, 4, 5, 6, 7, 0>(high, high), rotated);
 }
 
 // Each output contributes to the next two lines by scalar products, and to later lines through lanes that
-// accumulate their sums. No step therefore waits for a vector product.
-bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out) {
-  constexpr int kNear = 2;
+// accumulate their sums. No step therefore waits for a vector product. kLong: the filter has more than ten
+// taps.
+template <bool kLong>
+inline bool run_all_pole(const AllPoleFilter& described, const int32_t* in, int count, int32_t* out) {
+  const AllPoleFilter filter = described;  // which `out` cannot overlap
+  constexpr int kNear = AllPoleFilter::kNearTaps;
   const Lanes low_taps = load(filter.a + kNear);
   const Lanes high_taps = load(filter.a + kNear + kLanes);
   Lanes low = {};
@@ -75,12 +79,17 @@ bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t
     before[0] = out[n];
     next_sums[0] = next_sums[1];
     next_sums[1] = static_cast<int32_t>(lane(low, 0));
-    drop_first(low, high);
     const Lanes newest = broadcast(out[n]);
-    low += mul_q31(newest, low_taps);
-    high += mul_q31(newest, high_taps);
+    low = moved_down(low, kLong ? high : Lanes{}) + mul_q31_limited(newest, low_taps);
+    if constexpr (kLong) high = moved_down(high, Lanes{}) + mul_q31_limited(newest, high_taps);
   }
   return true;
+}
+
+bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out) {
+  bool is_long = false;
+  for (int i = AllPoleFilter::kNearTaps + kLanes; i < AllPoleFilter::kTaps; ++i) is_long |= filter.a[i] != 0;
+  return is_long ? run_all_pole<true>(filter, in, count, out) : run_all_pole<false>(filter, in, count, out);
 }
 
 }  // namespace

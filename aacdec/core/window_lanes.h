@@ -43,13 +43,7 @@ void window_fall(const int32_t* y, int length, const uint16_t* window, int32_t* 
 void put_samples(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride) {
   for (int i = 0; i < count; i += kLanes) {
     const Lanes samples = clamp_to_sample(shift_right(load(overlap + i) + load(time + i) + 16, 5));
-    if (stride == 1) {
-      store_words(pcm + i, samples);
-      continue;
-    }
-    int16_t words[kLanes];
-    store_words(words, samples);
-    for (int k = 0; k < kLanes; ++k) pcm[stride * (i + k)] = words[k];
+    put_words(pcm + stride * i, samples, stride, i + kLanes == count);
   }
 }
 

@@ -55,22 +55,24 @@ static_assert(kLanes == 8 && sizeof(Lanes) == 4 * kLanes);
   return shift_right(v, 31);
 }
 
-[[gnu::always_inline]] inline Lanes select(Lanes mask, Lanes yes, Lanes no) {
-  return (mask & yes) | (~mask & no);
+// b is not kInt32Min.
+[[gnu::always_inline]] inline Lanes mul_q31(Lanes a, Lanes b) {
+  return each(
+      [](Register x, Register y) {
+        const Register x_bits = absolute(x);
+        const Register y_bits = absolute(y);
+        // A magnitude of 2^31 is too large for product_q31().
+        const auto is_largest = reinterpret_cast<Register>(x == 0x80000000U);
+        return with_sign_of_product(select(is_largest, y_bits, product_q31(x_bits, y_bits)), x, y);
+      },
+      a, b);
 }
 
-[[gnu::always_inline]] inline Lanes mul_q31(Lanes a, Lanes b) {
-  const Lanes a_sign = sign_mask(a);
-  const Lanes b_sign = sign_mask(b);
-  const Lanes a_bits = (a ^ a_sign) - a_sign;
-  const Lanes b_bits = (b ^ b_sign) - b_sign;
-  const Lanes a_high = a_bits >> 16;
-  const Lanes b_high = b_bits >> 16;
-  const Lanes product = (product_of_halves(a_high, b_high) << 1) +
-                        (product_of_halves(a_bits & 0xFFFF, b_high) >> 15) +
-                        (product_of_halves(a_high, b_bits & 0xFFFF) >> 15);
-  const Lanes sign = a_sign ^ b_sign;
-  return (product ^ sign) - sign;
+// mul_q31 where neither a nor b is kInt32Min.
+[[gnu::always_inline]] inline Lanes mul_q31_limited(Lanes a, Lanes b) {
+  return each([](Register x,
+                 Register y) { return with_sign_of_product(product_q31(absolute(x), absolute(y)), x, y); },
+              a, b);
 }
 
 // mul_q31 by window << 16, whose low half is 0. A window of 2^15 leaves v unchanged.
@@ -95,6 +97,18 @@ static_assert(kLanes == 8 && sizeof(Lanes) == 4 * kLanes);
 [[gnu::always_inline]] inline Lanes sub_saturating(Lanes a, Lanes b) {
   const Lanes difference = a - b;
   return select(sign_mask((a ^ b) & (a ^ difference)), saturated(a), difference);
+}
+
+// Stores the low 16 bits of each lane at to[i * stride]; stride is 1 or 2. The last call of a buffer writes
+// nothing beyond its last word.
+[[gnu::always_inline]] inline void put_words(int16_t* to, Lanes v, int stride, bool last) {
+  if (stride == 1) {
+    store_words(to, v);
+  } else if (!last) {
+    store_every_second_word(to, v);
+  } else {
+    for (int i = 0; i < kLanes; ++i) to[2 * i] = static_cast<int16_t>(lane(v, i));
+  }
 }
 
 struct ComplexLanes {

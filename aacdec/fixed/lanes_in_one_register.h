@@ -20,6 +20,10 @@ template <class Operation, class... Values>
   return load_words_of_register(from);
 }
 
+[[gnu::always_inline]] inline Lanes pair_product(Lanes a, Factor b) {
+  return pair_product(a, b.lanes);
+}
+
 // The lanes of a and b, counted from 0 to 15, that have these numbers.
 template <int... kNumbers>
 [[gnu::always_inline]] inline Lanes shuffle(Lanes a, Lanes b) {

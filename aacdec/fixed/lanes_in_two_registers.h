@@ -86,6 +86,10 @@ template <class Operation, class... Values>
   return {a.low - b.low, a.high - b.high};
 }
 
+[[gnu::always_inline]] inline Lanes select(Lanes mask, Lanes yes, Lanes no) {
+  return {select(mask.low, yes.low, no.low), select(mask.high, yes.high, no.high)};
+}
+
 [[gnu::always_inline]] inline Lanes load_words(const uint16_t* from) {
   return {load_words_of_register(from), load_words_of_register(from + kRegisterLanes)};
 }
@@ -130,6 +134,23 @@ template <int k0, int k1, int k2, int k3, int... kHigh>
 
 [[gnu::always_inline]] inline Lanes narrowed(const WideLanes& sum, int shift) {
   return {narrowed(sum.low, shift), narrowed(sum.high, shift)};
+}
+
+[[gnu::always_inline]] inline Lanes upper_words(const WideLanes& sum) {
+  return {upper_words(sum.low), upper_words(sum.high)};
+}
+
+[[gnu::always_inline]] inline Lanes pairs_of(Lanes low, Lanes high) {
+  return {pairs_of(low.low, high.low), pairs_of(low.high, high.high)};
+}
+
+[[gnu::always_inline]] inline Lanes pair_product(Lanes a, Factor b) {
+  return {pair_product(a.low, b.lanes), pair_product(a.high, b.lanes)};
+}
+
+[[gnu::always_inline]] inline void store_every_second_word(int16_t* to, Lanes v) {
+  store_every_second_word(to, v.low);
+  store_every_second_word(to + 2 * kRegisterLanes, v.high);
 }
 
 [[gnu::always_inline]] inline void add_to(uint64_t* sums, const WideLanes& v) {

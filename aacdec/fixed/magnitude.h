@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "aacdec/tables/constant_math.h"
+
 namespace zdr::aacdec {
 
 // mantissa * 2^exponent; the mantissa has its top bit set, or is 0 for zero.
@@ -42,7 +44,11 @@ consteval Magnitude magnitude_of(double value) {
 }
 
 constexpr Magnitude operator*(Magnitude a, Magnitude b) {
-  return make_magnitude(uint64_t{a.mantissa} * b.mantissa, a.exponent + b.exponent);
+  const uint64_t product = uint64_t{a.mantissa} * b.mantissa;
+  if (product == 0) return {};
+  // Of two mantissas with the top bit set.
+  const int shift = product >> 63 != 0 ? 0 : 1;
+  return {static_cast<uint32_t>(product << shift >> 32), a.exponent + b.exponent + 32 - shift};
 }
 
 // `b` must not be zero.
@@ -74,25 +80,29 @@ constexpr Magnitude scaled(Magnitude a, int power_of_two) {
   return {a.mantissa, a.exponent + power_of_two};
 }
 
-// sqrt((i + 64.5) * 2^56), to seven bits.
-inline constexpr auto kRootSeeds = [] {
-  std::array<uint32_t, 192> seeds{};
-  for (size_t i = 0; i < seeds.size(); ++i) {
-    const uint64_t value = (2 * uint64_t{i} + 129) << 55;
-    uint64_t root = uint64_t{1} << 31;
-    while (root * root < value && root < uint64_t{255} << 24) root += uint64_t{1} << 24;
-    seeds[i] = static_cast<uint32_t>(root);
+// 1 / sqrt((i + 128.5) / 512) in Q30.
+inline constexpr auto kInverseRoots = [] {
+  std::array<int32_t, 384> roots{};
+  for (size_t i = 0; i < roots.size(); ++i) {
+    const double inverse = constant_math::square_root(1024 / (2 * static_cast<double>(i) + 257));
+    roots[i] = constant_math::fixed(inverse, constant_math::kQ30);
   }
-  return seeds;
+  return roots;
 }();
 
-// Returns sqrt(value) within a unit or two, for values of 2^62 and more. Each Newton step doubles the number
-// of correct bits.
+// Returns sqrt(value), truncated, for values of 2^62 and more. A Newton step on the inverse root gives 17
+// bits, one on the root 34; both only multiply.
 constexpr uint64_t integer_root(uint64_t value) {
-  uint64_t root = kRootSeeds[static_cast<size_t>(value >> 56) - 64];
-  root = (root + value / root) >> 1;
-  root = (root + value / root) >> 1;
-  return (root + value / root) >> 1;
+  const uint64_t high = value >> 32;
+  const auto seed = static_cast<uint64_t>(kInverseRoots[static_cast<size_t>(value >> 55) - 128]);
+  const uint64_t product_q28 = (seed * seed >> 32) * high >> 32;  // nearly 1
+  const uint64_t inverse_q30 = seed * ((uint64_t{3} << 28) - product_q28) >> 29;
+  uint64_t root = high * inverse_q30 >> 30;
+  const auto rest = static_cast<int64_t>(value - root * root);
+  root += static_cast<uint64_t>((rest >> 16) * static_cast<int64_t>(inverse_q30) >> 47);
+  const auto error = static_cast<int64_t>(value - root * root);
+  if (error < 0) return root - 1;
+  return error > static_cast<int64_t>(2 * root) ? root + 1 : root;
 }
 
 constexpr Magnitude square_root(Magnitude a) {

@@ -2,6 +2,7 @@
 // instructions differ between the sets. For kernel files only; fixed_lanes.h builds on it.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -75,22 +76,118 @@ struct Factor {
 #endif
 }
 
+// Two numbers of 16 bits in each lane.
+[[gnu::always_inline]] inline Register pairs_of(Register low, Register high) {
+  return (low & 0xFFFF) | (high << 16);
+}
+
+// The sums of the two signed products of each lane of pairs.
+[[gnu::always_inline]] inline Register pair_product(Register a, Register b) {
 #if defined(__AVX2__)
+  return reinterpret_cast<Register>(
+      _mm256_madd_epi16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
+#elif defined(__SSE2__)
+  return reinterpret_cast<Register>(
+      _mm_madd_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+#else
+  const auto low = [](Register v) { return reinterpret_cast<SignedRegister>(v << 16) >> 16; };
+  const auto high = [](Register v) { return reinterpret_cast<SignedRegister>(v) >> 16; };
+  return reinterpret_cast<Register>(low(a) * low(b) + high(a) * high(b));
+#endif
+}
+
+// The lanes of `yes` where the mask is all ones, those of `no` where it is 0.
+[[gnu::always_inline]] inline Register select(Register mask, Register yes, Register no) {
+#if defined(__AVX2__)
+  return reinterpret_cast<Register>(_mm256_blendv_epi8(
+      reinterpret_cast<__m256i>(no), reinterpret_cast<__m256i>(yes), reinterpret_cast<__m256i>(mask)));
+#elif defined(__SSE4_1__)
+  return reinterpret_cast<Register>(_mm_blendv_epi8(
+      reinterpret_cast<__m128i>(no), reinterpret_cast<__m128i>(yes), reinterpret_cast<__m128i>(mask)));
+#else
+  return (mask & yes) | (~mask & no);
+#endif
+}
+
+// |a|; 2^31 for the smallest number.
+[[gnu::always_inline]] inline Register absolute(Register a) {
+#if defined(__AVX2__)
+  return reinterpret_cast<Register>(_mm256_abs_epi32(reinterpret_cast<__m256i>(a)));
+#elif defined(__SSE4_1__)
+  return reinterpret_cast<Register>(_mm_abs_epi32(reinterpret_cast<__m128i>(a)));
+#else
+  const auto sign = reinterpret_cast<Register>(reinterpret_cast<SignedRegister>(a) >> 31);
+  return (a ^ sign) - sign;
+#endif
+}
+
+// v where a and b have the same sign, else -v. v is 0 where a or b is 0.
+[[gnu::always_inline]] inline Register with_sign_of_product(Register v, Register a, Register b) {
+#if defined(__AVX2__)
+  return reinterpret_cast<Register>(
+      _mm256_sign_epi32(_mm256_sign_epi32(reinterpret_cast<__m256i>(v), reinterpret_cast<__m256i>(a)),
+                        reinterpret_cast<__m256i>(b)));
+#elif defined(__SSE4_1__)
+  return reinterpret_cast<Register>(
+      _mm_sign_epi32(_mm_sign_epi32(reinterpret_cast<__m128i>(v), reinterpret_cast<__m128i>(a)),
+                     reinterpret_cast<__m128i>(b)));
+#else
+  const auto sign = reinterpret_cast<Register>(reinterpret_cast<SignedRegister>(a ^ b) >> 31);
+  return (v ^ sign) - sign;
+#endif
+}
+
+// The product of mul_q31 (fixed_point.h) for absolute values below 2^31.
+[[gnu::always_inline]] inline Register product_q31(Register a, Register b) {
+#ifdef __SSE2__
+  constexpr uint32_t kUpper = 0xFFFF0000U;
+  // Both mixed products at once: with one factor doubled, their upper halves are already shifted by 15.
+  const Register doubled = a + (a & kUpper);
+  const Register swapped = (b << 16) + (b >> 16 << 1);
+#ifdef __AVX2__
+  const auto mixed = reinterpret_cast<Register>(
+      _mm256_mulhi_epu16(reinterpret_cast<__m256i>(doubled), reinterpret_cast<__m256i>(swapped)));
+#else
+  const auto mixed = reinterpret_cast<Register>(
+      _mm_mulhi_epu16(reinterpret_cast<__m128i>(doubled), reinterpret_cast<__m128i>(swapped)));
+#endif
+  return (pair_product(a, b & kUpper) << 1) + (mixed >> 16) + (mixed & 0xFFFF);
+#else
+  const Register a_high = a >> 16;
+  const Register b_high = b >> 16;
+  return (a_high * b_high << 1) + ((a & 0xFFFF) * b_high >> 15) + (a_high * (b & 0xFFFF) >> 15);
+#endif
+}
+
+// Replaces every second of the words from `to` on by the low 16 bits of each lane; the first one is replaced.
+[[gnu::always_inline]] inline void store_every_second_word(int16_t* to, Register v) {
+  constexpr int kPlace = std::endian::native == std::endian::little ? 0 : 16;
+  Register words;
+  std::memcpy(&words, to, sizeof words);
+  words = (words & ~(0xFFFFU << kPlace)) | ((v & 0xFFFF) << kPlace);
+  std::memcpy(to, &words, sizeof words);
+}
+
+#if defined(__AVX2__)
+
+// The odd lanes in the places of the even ones. A shuffle, because multiplications and shifts share units.
+[[gnu::always_inline]] inline __m256i odd_lanes(__m256i x) {
+  return _mm256_shuffle_epi32(x, 0xF5);
+}
 
 // The full signed products.
 [[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register b) {
   const auto x = reinterpret_cast<__m256i>(a);
   const auto y = reinterpret_cast<__m256i>(b);
-  return {
-      reinterpret_cast<WideRegister>(_mm256_mul_epi32(x, y)),
-      reinterpret_cast<WideRegister>(_mm256_mul_epi32(_mm256_srli_epi64(x, 32), _mm256_srli_epi64(y, 32)))};
+  return {reinterpret_cast<WideRegister>(_mm256_mul_epi32(x, y)),
+          reinterpret_cast<WideRegister>(_mm256_mul_epi32(odd_lanes(x), odd_lanes(y)))};
 }
 
 [[gnu::always_inline]] inline WideRegisters wide_product(Register a, Factor b) {
   const auto x = reinterpret_cast<__m256i>(a);
   const auto y = reinterpret_cast<__m256i>(b.lanes);
   return {reinterpret_cast<WideRegister>(_mm256_mul_epi32(x, y)),
-          reinterpret_cast<WideRegister>(_mm256_mul_epi32(_mm256_srli_epi64(x, 32), y))};
+          reinterpret_cast<WideRegister>(_mm256_mul_epi32(odd_lanes(x), y))};
 }
 
 // The low words of sum / 2^shift, rounded half up; shift is 1 to 32.
@@ -102,6 +199,12 @@ struct Factor {
       _mm256_blend_epi32(reinterpret_cast<__m256i>(even), reinterpret_cast<__m256i>(odd), 0xAA));
 }
 
+// The upper words: sum / 2^32, rounded down.
+[[gnu::always_inline]] inline Register upper_words(WideRegisters sum) {
+  return reinterpret_cast<Register>(_mm256_blend_epi32(odd_lanes(reinterpret_cast<__m256i>(sum.first)),
+                                                       reinterpret_cast<__m256i>(sum.second), 0xAA));
+}
+
 // Adds the value of each lane to `sums`, one after the other.
 [[gnu::always_inline]] inline void add_to(uint64_t* sums, WideRegisters v) {
   for (int i = 0; i < kRegisterLanes / 2; ++i) {
@@ -111,6 +214,10 @@ struct Factor {
 }
 
 #elif defined(__SSE2__)
+
+[[gnu::always_inline]] inline __m128i odd_lanes(__m128i x) {
+  return _mm_shuffle_epi32(x, 0xF5);
+}
 
 // From the even lanes of the arguments and of these shifted down.
 [[gnu::always_inline]] inline WideRegisters wide_product(__m128i x, __m128i y, __m128i odd_x, __m128i odd_y) {
@@ -131,21 +238,34 @@ struct Factor {
 [[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register b) {
   const auto x = reinterpret_cast<__m128i>(a);
   const auto y = reinterpret_cast<__m128i>(b);
-  return wide_product(x, y, _mm_srli_epi64(x, 32), _mm_srli_epi64(y, 32));
+  return wide_product(x, y, odd_lanes(x), odd_lanes(y));
 }
 
 [[gnu::always_inline]] inline WideRegisters wide_product(Register a, Factor b) {
   const auto x = reinterpret_cast<__m128i>(a);
   const auto y = reinterpret_cast<__m128i>(b.lanes);
-  return wide_product(x, y, _mm_srli_epi64(x, 32), y);
+  return wide_product(x, y, odd_lanes(x), y);
+}
+
+// The even lanes of one register, the odd lanes of the other.
+[[gnu::always_inline]] inline Register interleaved(__m128i even, __m128i odd) {
+#ifdef __SSE4_1__
+  return reinterpret_cast<Register>(_mm_blend_epi16(even, odd, 0xCC));
+#else
+  const __m128i odd_lanes = _mm_set_epi32(-1, 0, -1, 0);
+  return reinterpret_cast<Register>(
+      _mm_or_si128(_mm_andnot_si128(odd_lanes, even), _mm_and_si128(odd_lanes, odd)));
+#endif
 }
 
 [[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {
   const uint64_t half = uint64_t{1} << (shift - 1);
-  const auto even = reinterpret_cast<Register>((sum.first + half) >> shift);
-  const auto odd = reinterpret_cast<Register>((sum.second + half) << (32 - shift));
-  const Register even_lanes = {0xFFFFFFFFU, 0, 0xFFFFFFFFU, 0};
-  return (even & even_lanes) | (odd & ~even_lanes);
+  return interleaved(reinterpret_cast<__m128i>((sum.first + half) >> shift),
+                     reinterpret_cast<__m128i>((sum.second + half) << (32 - shift)));
+}
+
+[[gnu::always_inline]] inline Register upper_words(WideRegisters sum) {
+  return interleaved(odd_lanes(reinterpret_cast<__m128i>(sum.first)), reinterpret_cast<__m128i>(sum.second));
 }
 
 [[gnu::always_inline]] inline void add_to(uint64_t* sums, WideRegisters v) {
@@ -180,6 +300,13 @@ struct Factor {
   using Half = uint32_t __attribute__((vector_size(8)));
   const Half low = __builtin_convertvector((sum.first + half) >> shift, Half);
   const Half high = __builtin_convertvector((sum.second + half) >> shift, Half);
+  return __builtin_shufflevector(low, high, 0, 1, 2, 3);
+}
+
+[[gnu::always_inline]] inline Register upper_words(WideRegisters sum) {
+  using Half = uint32_t __attribute__((vector_size(8)));
+  const Half low = __builtin_convertvector(sum.first >> 32, Half);
+  const Half high = __builtin_convertvector(sum.second >> 32, Half);
   return __builtin_shufflevector(low, high, 0, 1, 2, 3);
 }
 

@@ -40,13 +40,19 @@ constexpr WideInteger operator>>(WideInteger a, int count) {
   return {a.high >> count, a.low >> count | a.high << (64 - count)};
 }
 
-// The product of the bits, from four of 32 bits.
+// The product of the bits.
 constexpr WideInteger unsigned_product(uint64_t a, uint64_t b) {
+#ifdef __SIZEOF_INT128__
+  __extension__ using Native = unsigned __int128;
+  const Native product = Native{a} * b;
+  return {static_cast<uint64_t>(product >> 64), static_cast<uint64_t>(product)};
+#else
   constexpr uint64_t kLow = 0xFFFFFFFF;
   const uint64_t lowest = (a & kLow) * (b & kLow);
   const uint64_t first = (a >> 32) * (b & kLow) + (lowest >> 32);
   const uint64_t second = (a & kLow) * (b >> 32) + (first & kLow);
   return {(a >> 32) * (b >> 32) + (first >> 32) + (second >> 32), second << 32 | (lowest & kLow)};
+#endif
 }
 
 constexpr WideInteger wide_product(int64_t a, int64_t b) {

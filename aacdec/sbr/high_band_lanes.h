@@ -5,6 +5,7 @@
 
 #include "aacdec/fixed/wide_lanes.h"
 #include "aacdec/sbr/sbr_kernels.h"
+#include "aacdec/tables/sbr_noise.h"
 
 namespace zdr::aacdec {
 namespace {
@@ -20,11 +21,12 @@ inline constexpr int32_t kTailMasks[2 * kLanes] = {-1, -1, -1, -1, -1, -1, -1, -
   return static_cast<int64_t>(total(v));
 }
 
-// Adds x[n + lag] conj(x[n]); `late` is x[n + lag], `now` is x[n].
+// Adds x[n + lag] conj(x[n]), with three multiplications; `late` is x[n + lag], `now` is x[n].
 [[gnu::always_inline]] inline void add_lagged(const ComplexLanes& late, const ComplexLanes& now,
                                               WideLanes& re, WideLanes& im) {
-  re = re + wide_product(late.re, now.re) + wide_product(late.im, now.im);
-  im = im + wide_product(late.im, now.re) - wide_product(late.re, now.im);
+  const WideLanes common = wide_product(late.re + late.im, now.re);
+  re = re + common - wide_product(late.im, now.re - now.im);
+  im = im + common - wide_product(late.re, now.re + now.im);
 }
 
 // Adds |x[n]|^2.
@@ -38,14 +40,19 @@ void correlate(const int32_t* re, const int32_t* im, int count, LaggedSums& sums
   WideLanes im1{};
   WideLanes re2{};
   WideLanes im2{};
-  for (int n = 0; n < count; n += kLanes) {
+  Lanes bits{};
+  static_assert(kRowSlots % kLanes == 0);
+  for (int n = 0; n < kRowSlots; n += kLanes) {
+    const ComplexLanes all{load(re + n), load(im + n)};
+    bits |= each(absolute, all.re) | each(absolute, all.im);
     const Lanes mask = first_lanes(count - n);
-    const ComplexLanes now{load(re + n) & mask, load(im + n) & mask};
+    const ComplexLanes now{all.re & mask, all.im & mask};
     add_energy(now, energy);
     add_lagged({load(re + n + 1), load(im + n + 1)}, now, re1, im1);
     add_lagged({load(re + n + 2), load(im + n + 2)}, now, re2, im2);
   }
-  sums = {signed_total(energy), signed_total(re1), signed_total(im1), signed_total(re2), signed_total(im2)};
+  sums = {signed_total(energy), signed_total(re1), signed_total(im1),
+          signed_total(re2),    signed_total(im2), any_bits(bits)};
 }
 
 uint64_t measure_energy(const int32_t* re, const int32_t* im, int count) {
@@ -74,24 +81,62 @@ void apply_gain(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift
   }
 }
 
+// The 2^31 of each lane's product is rounded in 33 bits or more.
+[[gnu::always_inline]] inline Lanes scaled_noise(Lanes noise, Factor mantissa, int shift) {
+  return shift_right(upper_words(wide_product(noise, mantissa)) + (1U << (shift - 33)), shift - 32);
+}
+
+void apply_gain_and_noise(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift,
+                          const NoiseMix& noise) {
+  const Factor by = factor(mantissa);
+  const Factor noise_by = factor(noise.mantissa);
+  int index = noise.index;
+  for (int n = 0; n < count; n += kLanes) {
+    int32_t values[kLanes][2];
+    for (auto& value : values) {
+      std::memcpy(value, kSbrNoiseQ31[index & (kSbrNoiseLength - 1)], sizeof value);
+      index += noise.step;
+    }
+    const Lanes low = load(values[0]);
+    const Lanes high = load(values[kLanes / 2]);
+    const ComplexLanes pair{shuffle<0, 2, 4, 6, 8, 10, 12, 14>(low, high),
+                            shuffle<1, 3, 5, 7, 9, 11, 13, 15>(low, high)};
+    const Lanes mask = first_lanes(count - n);
+    const auto mixed = [&](Lanes v, Lanes by_noise) {
+      return select(mask, scaled(v, by, shift) + scaled_noise(by_noise, noise_by, noise.shift), v);
+    };
+    store(re + n, mixed(load(re + n), pair.re));
+    store(im + n, mixed(load(im + n), pair.im));
+  }
+}
+
+[[gnu::always_inline]] inline ComplexLanes load_complex(const int32_t* re, const int32_t* im) {
+  return {load(re), load(im)};
+}
+
+// A tap in the form for products with three multiplications.
+struct Tap {
+  Factor re, re_plus_im, im_minus_re;
+
+  Tap(int32_t tap_re, int32_t tap_im)
+      : re(factor(tap_re)), re_plus_im(factor(tap_re + tap_im)), im_minus_re(factor(tap_im - tap_re)) {}
+};
+
 uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
   const int32_t* const re = bands.re[filter.source];
   const int32_t* const im = bands.im[filter.source];
-  const Factor tap1_re = factor(filter.tap1_re);
-  const Factor tap1_im = factor(filter.tap1_im);
-  const Factor tap2_re = factor(filter.tap2_re);
-  const Factor tap2_im = factor(filter.tap2_im);
+  const Tap tap1(filter.tap1_re, filter.tap1_im);
+  const Tap tap2(filter.tap2_re, filter.tap2_im);
   Lanes used{};
   // The padding after the row is filtered as well and has no effect on the result.
   for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {
-    const ComplexLanes one{load(re + s - 1), load(im + s - 1)};
-    const ComplexLanes two{load(re + s - 2), load(im + s - 2)};
-    const WideLanes sum_re = widened(load(re + s), 28) + wide_product(one.re, tap1_re) -
-                             wide_product(one.im, tap1_im) + wide_product(two.re, tap2_re) -
-                             wide_product(two.im, tap2_im);
-    const WideLanes sum_im = widened(load(im + s), 28) + wide_product(one.re, tap1_im) +
-                             wide_product(one.im, tap1_re) + wide_product(two.re, tap2_im) +
-                             wide_product(two.im, tap2_re);
+    const ComplexLanes one = load_complex(re + s - 1, im + s - 1);
+    const ComplexLanes two = load_complex(re + s - 2, im + s - 2);
+    const WideLanes common = wide_product(one.re + one.im, tap1.re) + wide_product(two.re + two.im, tap2.re);
+    const WideLanes sum_re = widened(load(re + s), 28) + common - wide_product(one.im, tap1.re_plus_im) -
+                             wide_product(two.im, tap2.re_plus_im);
+    const WideLanes sum_im = widened(load(im + s), 28) + common + wide_product(one.re, tap1.im_minus_re) +
+                             wide_product(two.re, tap2.im_minus_re);
     const ComplexLanes out{narrowed(sum_re, filter.shift), narrowed(sum_im, filter.shift)};
     store(bands.re[filter.target] + s, out.re);
     store(bands.im[filter.target] + s, out.im);

@@ -24,30 +24,57 @@ inline constexpr int kAnalysisHistory = 9;
   fourier_4(x[0], x[step], x[2 * step], x[3 * step], x, step);
 }
 
+// Times exp(-i pi / 4) and exp(-i 3 pi / 4).
+[[gnu::always_inline]] inline ComplexLanes rotate_eighth(ComplexLanes a) {
+  const Factor cosine = factor(kCosineOfEighth);
+  return {narrowed(wide_product(a.re + a.im, cosine), 30), narrowed(wide_product(a.im - a.re, cosine), 30)};
+}
+
+[[gnu::always_inline]] inline ComplexLanes rotate_three_eighths(ComplexLanes a) {
+  return {narrowed(wide_product(a.im - a.re, factor(kCosineOfEighth)), 30),
+          narrowed(wide_product(a.re + a.im, factor(-kCosineOfEighth)), 30)};
+}
+
 inline void transform16(ComplexLanes* x) {
-  for (int n = 0; n < 4; ++n) {
-    fourier_4(x + n, 4);
-    if (n == 0) continue;
-    for (int p = 1; p < 4; ++p) x[n + 4 * p] = product(x[n + 4 * p], kFft16Twiddles[n].entry[p]);
-  }
+  constexpr TwiddleQ30 kOne = twiddle(polar_q30(-1, 16));
+  constexpr TwiddleQ30 kThree = twiddle(polar_q30(-3, 16));
+  constexpr TwiddleQ30 kNine = twiddle(polar_q30(-9, 16));
+  for (int n = 0; n < 4; ++n) fourier_4(x + n, 4);
+  // Value n + 4 p is rotated by n p sixteenths of a turn.
+  x[5] = product(x[5], kOne);
+  x[6] = rotate_eighth(x[6]);
+  x[7] = product(x[7], kThree);
+  x[9] = rotate_eighth(x[9]);
+  x[10] = times_minus_i(x[10]);
+  x[11] = rotate_three_eighths(x[11]);
+  x[13] = product(x[13], kThree);
+  x[14] = rotate_three_eighths(x[14]);
+  x[15] = product(x[15], kNine);
   for (int p = 0; p < 4; ++p) fourier_4(x + 4 * p, 1);
+}
+
+// Replaces x[n] by the sum of x[n] and x[n + 16], and returns the difference.
+[[gnu::always_inline]] inline ComplexLanes fold(ComplexLanes* x, int n) {
+  const ComplexLanes difference = x[n] - x[n + 16];
+  x[n] = x[n] + x[n + 16];
+  return difference;
 }
 
 // Unscaled discrete Fourier transform of kPoints (16 or 32) values in place. Frequency f is stored at
 // bin_position<kPoints>(f).
 template <int kPoints>
 inline void transform(ComplexLanes* x) {
-  if constexpr (kPoints == 16) {
-    transform16(x);
-  } else {
-    for (int n = 0; n < 16; ++n) {
-      const ComplexLanes difference = x[n] - x[n + 16];
-      x[n] = x[n] + x[n + 16];
-      x[n + 16] = product(difference, kFft32Twiddles.entry[n]);
+  if constexpr (kPoints == 32) {
+    x[16] = fold(x, 0);
+    x[20] = rotate_eighth(fold(x, 4));
+    x[24] = times_minus_i(fold(x, 8));
+    x[28] = rotate_three_eighths(fold(x, 12));
+    for (int n = 1; n < 16; ++n) {
+      if (n % 4 != 0) x[n + 16] = product(fold(x, n), kFft32Twiddles.entry[n]);
     }
-    transform16(x);
     transform16(x + 16);
   }
+  transform16(x);
 }
 
 template <int kPoints>
@@ -61,29 +88,52 @@ constexpr int bin_position(int f) {
 
 // ---- Analysis ----
 
-// Stores sample i of slot t in rows[i][kFrameColumn + t].
+// Stores samples i of slots t and t - 2 as a pair in rows[i][kFrameColumn + t].
 inline void load_samples(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch) {
-  constexpr int kFirst = kFrameColumn - kAnalysisHistory;
-  for (int t = 0; t < kAnalysisHistory; ++t) {
-    for (int i = 0; i < kCoreBands; ++i) scratch.rows[i][kFirst + t] = state.history[t * kCoreBands + i];
+  constexpr int kHistory = kAnalysisHistory * kCoreBands;
+  constexpr int kNew = kQmfSlots * kCoreBands;
+  int16_t samples[kHistory + kNew];
+  std::memcpy(samples, state.history, sizeof state.history);
+  if (stride == 1) {
+    std::memcpy(samples + kHistory, pcm, kNew * sizeof(int16_t));
+  } else {
+    for (int i = 0; i < kNew; ++i) samples[kHistory + i] = pcm[2 * i];
   }
-  for (int t = 0; t < kQmfSlots; ++t) {
-    for (int i = 0; i < kCoreBands; ++i) {
-      scratch.rows[i][kFrameColumn + t] = pcm[(t * kCoreBands + i) * stride];
+  std::memcpy(state.history, samples + kNew, sizeof state.history);
+  for (int i = 0; i < kCoreBands; ++i) scratch.rows[i][kFrameColumn - kAnalysisHistory] = samples[i];
+  for (int slot = 1 - kAnalysisHistory; slot < kQmfSlots; slot += kLanes) {
+    const auto* const from = reinterpret_cast<const uint16_t*>(samples) + kHistory + slot * kCoreBands;
+    for (int i = 0; i < kCoreBands; i += kLanes) {
+      Lanes block[kLanes];
+      for (int t = 0; t < kLanes; ++t) block[t] = load_words(from + t * kCoreBands + i);
+      transpose(block);
+      for (int k = 0; k < kLanes; ++k) store(scratch.rows[i + k] + kFrameColumn + slot, block[k]);
     }
   }
-  const int16_t* const last = pcm + (kQmfSlots - kAnalysisHistory) * kCoreBands * stride;
-  for (int i = 0; i < kAnalysisHistory * kCoreBands; ++i) state.history[i] = last[i * stride];
+  for (int i = 0; i < kCoreBands; ++i) {
+    // Backwards, because a pair replaces the sample of a later one.
+    for (int column = kFrameColumn + kQmfSlots - kLanes; column >= kFrameColumn - kLanes; column -= kLanes) {
+      int32_t* const at = scratch.rows[i] + column;
+      store(at, pairs_of(load(at), load(at - 2)));
+    }
+  }
 }
 
 // Windowed sample n (0 to 63, newest first) of the slots from `column` on, at 2^9 per step of PCM.
 inline Lanes analysis_window(const QmfScratch& scratch, int n, int column) {
   const int32_t* const row = scratch.rows[kCoreBands - 1 - n % kCoreBands] + column - n / kCoreBands;
-  WideLanes sum{};
-  for (int j = 0; j < 5; ++j) {
-    sum = sum + wide_product(load(row - 2 * j), factor(kQmfPrototype.q31[2 * (n + 64 * j)]));
-  }
-  return narrowed(sum, 22);
+  const AnalysisTaps& taps = kAnalysisTaps.taps[n];
+  const Lanes newest = load(row);
+  const Lanes centre = load(row - (has_older_neighbour(n) ? 4 : 2));
+  const Lanes oldest = load(row - 6);
+  const Lanes outer_high =
+      pair_product(newest, factor(taps.newest_high)) + pair_product(oldest, factor(taps.oldest_high));
+  const Lanes low = pair_product(newest, factor(taps.newest_low)) +
+                    pair_product(oldest, factor(taps.oldest_low)) +
+                    pair_product(centre, factor(taps.centre_low));
+  // The exact sum, rounded from 22 bits more.
+  const Lanes outer = outer_high + shift_right(low, AnalysisTaps::kOuterBits) + 256;
+  return shift_right(pair_product(centre, factor(taps.centre_high)) + shift_right(outer, 3), 6);
 }
 
 // The two halves of the 64 windowed samples form one complex signal of 32. Its spectrum at odd frequencies
@@ -94,7 +144,7 @@ inline void analyse_slots(const QmfScratch& scratch, int slot, QmfMatrix& bands)
   for (int n = 0; n < kCoreBands; ++n) {
     const ComplexLanes pair{analysis_window(scratch, n, column),
                             -analysis_window(scratch, n + kCoreBands, column)};
-    x[n] = product(pair, kOddFrequencyTwiddles.entry[n]);
+    x[n] = n == 0 ? pair : product(pair, kOddFrequencyTwiddles.entry[n]);
   }
   transform<kCoreBands>(x);
   for (int band = 0; band < kCoreBands; ++band) {
@@ -201,8 +251,8 @@ inline void write_slots(const QmfScratch& scratch, int slot, int16_t* pcm, int s
     for (int i = 0; i < kLanes; ++i) block[i] = synthesis_window<kBands>(scratch, n + i, slot);
     transpose(block);
     for (int t = 0; t < kLanes; ++t) {
-      int16_t* const out = pcm + ((slot + t) * kBands + n) * stride;
-      for (int i = 0; i < kLanes; ++i) out[i * stride] = static_cast<int16_t>(lane(block[t], i));
+      const bool last = n + kLanes == kBands && slot + t + 1 == kQmfSlots;
+      put_words(pcm + ((slot + t) * kBands + n) * stride, block[t], stride, last);
     }
   }
 }

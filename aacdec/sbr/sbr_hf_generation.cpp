@@ -39,9 +39,7 @@ ComplexSum lagged_product(const int32_t* re, const int32_t* im, int at, int lag)
 }
 
 // Samples below 2^28 keep every sum below 2^63.
-Covariance covariance(const int32_t* re, const int32_t* im) {
-  LaggedSums sums;
-  sbr_kernels().correlate(re, im, kCovarianceSlots, sums);
+Covariance covariance(const int32_t* re, const int32_t* im, const LaggedSums& sums) {
   Covariance c;
   c.r22 = sums.energy;
   c.r12 = {sums.re1, sums.im1};
@@ -146,19 +144,17 @@ int32_t scaled_q31(int32_t value, int32_t factor_q31) {
   return static_cast<int32_t>((int64_t{value} * factor_q31 + (1 << 30)) >> 31);
 }
 
-int row_bits(const QmfMatrix& bands, int row) {
-  uint32_t any = 0;
-  for (int s = 0; s < kRowSlots; ++s) any |= magnitude(bands.re[row][s]) | magnitude(bands.im[row][s]);
-  return static_cast<int>(std::bit_width(any));
-}
-
 struct Source {
   Predictor predictor;
   int bits = 0;
 };
 
 Source analyse_source(const QmfMatrix& bands, int row) {
-  return {predict(covariance(bands.re[row], bands.im[row])), row_bits(bands, row)};
+  const int32_t* const re = bands.re[row];
+  const int32_t* const im = bands.im[row];
+  LaggedSums sums;
+  sbr_kernels().correlate(re, im, kCovarianceSlots, sums);
+  return {predict(covariance(re, im, sums)), static_cast<int>(std::bit_width(sums.bits))};
 }
 
 // The bandwidth of a target band is that of the noise band that contains it.

@@ -72,6 +72,17 @@ class BandMixer {
   void set_gain(Magnitude gain) { gain_ = factor_of(gain, scale_.exponent + kSampleScaleBits, scale_.bits); }
   void set_noise(Magnitude noise) { noise_ = factor_of(noise, kSampleScaleBits - 31, 31); }
 
+  // The index advances by `step` per slot.
+  void scale_and_add_noise(int first, int end, int index, int step) {
+    if (!gain_.in_range || !noise_.in_range || noise_.mantissa == 0) {
+      scale(first, end);
+      add_noise(first, end, index, step);
+      return;
+    }
+    const NoiseMix noise{static_cast<int32_t>(noise_.mantissa), noise_.shift, index, step};
+    sbr_kernels().apply_gain_and_noise(re_ + first, im_ + first, end - first,
+                                       static_cast<int32_t>(gain_.mantissa), gain_.shift, noise);
+  }
   void scale(int first, int end) {
     if (gain_.in_range) {
       sbr_kernels().apply_gain(re_ + first, im_ + first, end - first, static_cast<int32_t>(gain_.mantissa),
@@ -83,7 +94,6 @@ class BandMixer {
       im_[s] = gain_.apply_limited(im_[s]);
     }
   }
-  // The index advances by `step` per slot.
   void add_noise(int first, int end, int index, int step) {
     for (int s = first; s < end; ++s, index += step) {
       const int32_t* const value = kSbrNoiseQ31[index & (kSbrNoiseLength - 1)];
@@ -122,11 +132,13 @@ struct Mix {
 void mix_part(const Mix& mix, BandMixer& mixer, int band, int first, int end, Magnitude gain,
               Magnitude noise) {
   mixer.set_gain(gain);
-  mixer.scale(first, end);
-  if (mix.slots.transient || !mix.levels.sine[band].is_zero() || noise.is_zero()) return;
+  if (mix.slots.transient || !mix.levels.sine[band].is_zero() || noise.is_zero()) {
+    mixer.scale(first, end);
+    return;
+  }
   mixer.set_noise(noise);
   const int index = mix.state.noise_index + (first - mix.slots.first) * mix.tables.m + band + 1;
-  mixer.add_noise(first, end, index, mix.tables.m);
+  mixer.scale_and_add_noise(first, end, index, mix.tables.m);
 }
 
 // With smoothing, each slot within reach of the history has its own values; those of later slots are

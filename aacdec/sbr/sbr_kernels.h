@@ -24,6 +24,15 @@ struct LaggedSums {
   int64_t energy = 0;
   int64_t re1 = 0, im1 = 0;
   int64_t re2 = 0, im2 = 0;
+  uint32_t bits = 0;  // the OR of the absolute values
+};
+
+// Noise of kSbrNoiseQ31 times mantissa / 2^shift.
+struct NoiseMix {
+  int32_t mantissa = 0;
+  int shift = 33;  // 33 to 62
+  int index = 0;   // of the first slot
+  int step = 0;    // from one slot to the next
 };
 
 struct SbrKernels {
@@ -39,12 +48,16 @@ struct SbrKernels {
   // to the end of the row; the padding after the row is overwritten. Results of 2^31 and more wrap. Returns
   // the OR of the absolute values of the row.
   uint32_t (*patch)(QmfMatrix& bands, const PatchFilter& filter);
-  // Computes `sums` over n from 0 to count - 1. Rows may be read up to 9 values past the last one used.
+  // Computes the sums over n from 0 to count - 1, and the bits of all kRowSlots values. Samples are below
+  // 2^28.
   void (*correlate)(const int32_t* re, const int32_t* im, int count, LaggedSums& sums);
   // Returns the sum of |x[n]|^2 over the same range.
   uint64_t (*measure_energy)(const int32_t* re, const int32_t* im, int count);
   // Multiplies by mantissa / 2^shift, shift 1 to 62. Results of 2^31 and more wrap.
   void (*apply_gain)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift);
+  // The same, and adds noise. Rows may be read up to 7 values past the last one used.
+  void (*apply_gain_and_noise)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift,
+                               const NoiseMix& noise);
 
   // The steps of parametric stereo, in call order.
   //

@@ -12,9 +12,9 @@
 namespace zdr::aacdec {
 namespace {
 
-constexpr SbrKernels kCompiledSbrKernels = {analyse,        synthesise,  patch,       correlate,
-                                            measure_energy, apply_gain,  split_bands, measure_energies,
-                                            decorrelate,    mix_channels};
+constexpr SbrKernels kCompiledSbrKernels = {
+    analyse,     synthesise,       patch,       correlate,   measure_energy, apply_gain, apply_gain_and_noise,
+    split_bands, measure_energies, decorrelate, mix_channels};
 
 }  // namespace
 }  // namespace zdr::aacdec

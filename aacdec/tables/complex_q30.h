@@ -11,6 +11,16 @@ struct ComplexQ30 {
   int32_t re, im;
 };
 
+// A complex factor in the form for products with three multiplications.
+struct TwiddleQ30 {
+  int32_t re, re_plus_im, im_minus_re;
+};
+
+// The larger part of a factor of length 1 or less is below 2^30 * 1.42 in sums and differences.
+constexpr TwiddleQ30 twiddle(ComplexQ30 w) {
+  return {w.re, w.re + w.im, w.im - w.re};
+}
+
 // length * exp(i 2 pi numerator / denominator).
 constexpr ComplexQ30 polar_q30(int64_t numerator, int64_t denominator, double length = 1) {
   const constant_math::Angle angle = constant_math::turns(numerator, denominator);

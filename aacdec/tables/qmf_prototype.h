@@ -65,4 +65,71 @@ constexpr QmfPrototype make_qmf_prototype() {
 
 inline constexpr QmfPrototype kQmfPrototype = make_qmf_prototype();
 
+// The five coefficients of a windowed sample of the 32-band analysis, which apply to samples two slots apart,
+// as numbers of 16 bits. A word has two of them, the low half for the newer of two samples. The largest one,
+// in the centre, and its larger neighbour need more bits than the others: their upper halves make a word of
+// their own.
+struct AnalysisTaps {
+  static constexpr int kOuterBits = 13;   // all but the centre: high * 2^13 + low
+  static constexpr int kCentreBits = 16;  // high * 2^16 + low
+  int32_t newest_high, oldest_high, newest_low, oldest_low;
+  int32_t centre_high, centre_low;
+};
+
+// The neighbour is older than the centre in the first half of the window, newer in the second.
+constexpr bool has_older_neighbour(int n) {
+  return n < 32;
+}
+
+constexpr int32_t pair_of_words(int32_t newer, int32_t older) {
+  return static_cast<int32_t>(static_cast<uint32_t>(older) << 16 | (static_cast<uint32_t>(newer) & 0xFFFF));
+}
+
+// Of windowed sample n, 0 to 63.
+constexpr AnalysisTaps analysis_taps(int n) {
+  int32_t c[5] = {};
+  for (int j = 0; j < 5; ++j) c[j] = kQmfPrototype.q31[2 * n + 128 * j];
+  const auto take_upper = [](int32_t& v) {
+    const int32_t upper = (v - static_cast<int16_t>(v)) >> AnalysisTaps::kCentreBits;
+    v = static_cast<int16_t>(v);
+    return upper;
+  };
+  const auto high = [](int32_t v) { return v >> AnalysisTaps::kOuterBits; };
+  const auto low = [](int32_t v) { return v & ((1 << AnalysisTaps::kOuterBits) - 1); };
+  const bool older = has_older_neighbour(n);
+  const int32_t neighbour = take_upper(c[older ? 3 : 1]);
+  const int32_t centre = take_upper(c[2]);
+  return {pair_of_words(high(c[0]), high(c[1])),
+          pair_of_words(high(c[3]), high(c[4])),
+          pair_of_words(low(c[0]), low(c[1])),
+          pair_of_words(low(c[3]), low(c[4])),
+          older ? pair_of_words(centre, neighbour) : pair_of_words(neighbour, centre),
+          older ? pair_of_words(c[2], 0) : pair_of_words(0, c[2])};
+}
+
+struct AnalysisTapTable {
+  AnalysisTaps taps[64];
+};
+
+inline constexpr AnalysisTapTable kAnalysisTaps = [] {
+  AnalysisTapTable table = {};
+  for (int n = 0; n < 64; ++n) table.taps[n] = analysis_taps(n);
+  return table;
+}();
+
+// Sums of products with 16-bit samples fit 32 bits: the large coefficients add up to less than 2^31 * 1.25
+// and are at least halved, the others to less than 2^28 and are eight times as large, by their 13 bits.
+static_assert([] {
+  for (int n = 0; n < 64; ++n) {
+    int64_t sum[2] = {};
+    for (int j = 0; j < 5; ++j) {
+      const int64_t v = kQmfPrototype.q31[2 * n + 128 * j];
+      const bool large = j == 2 || j == (has_older_neighbour(n) ? 3 : 1);
+      sum[large ? 1 : 0] += v < 0 ? -v : v;
+    }
+    if (sum[0] >= int64_t{1} << 28 || sum[1] >= int64_t{5} << 29) return false;
+  }
+  return true;
+}());
+
 }  // namespace zdr::aacdec

@@ -8,21 +8,24 @@ namespace zdr::aacdec {
 
 template <int kCount>
 struct TwiddleTable {
-  ComplexQ30 entry[kCount];
+  TwiddleQ30 entry[kCount];
 };
 
 // Entry n is exp(-i 2 pi (step n + first) / denominator).
 template <int kCount>
 constexpr TwiddleTable<kCount> make_twiddles(int step, int first, int denominator) {
   TwiddleTable<kCount> table = {};
-  for (int n = 0; n < kCount; ++n) table.entry[n] = polar_q30(-(step * n + first), denominator);
+  for (int n = 0; n < kCount; ++n) table.entry[n] = twiddle(polar_q30(-(step * n + first), denominator));
   return table;
 }
 
-// exp(-i 2 pi n / 32) and, for the rows of the 16-point transform, exp(-i 2 pi n p / 16), p = 0 to 3.
+// exp(-i 2 pi n / 32).
 inline constexpr TwiddleTable<16> kFft32Twiddles = make_twiddles<16>(1, 0, 32);
-inline constexpr TwiddleTable<4> kFft16Twiddles[4] = {make_twiddles<4>(0, 0, 16), make_twiddles<4>(1, 0, 16),
-                                                      make_twiddles<4>(2, 0, 16), make_twiddles<4>(3, 0, 16)};
+
+// cos(pi / 4). Rotations by an eighth of a turn multiply both parts by it, and those by a quarter by 1.
+inline constexpr int32_t kCosineOfEighth = polar_q30(1, 8).re;
+static_assert(polar_q30(1, 8).im == kCosineOfEighth && polar_q30(3, 8).re == -kCosineOfEighth);
+static_assert(polar_q30(1, 4).re == 0 && polar_q30(1, 4).im == 1 << 30);
 
 // exp(-i pi (n + 1/8) / N): applied before and after the transform, for a DCT-IV of N points.
 inline constexpr TwiddleTable<32> kDct64Twiddles = make_twiddles<32>(8, 1, 1024);
