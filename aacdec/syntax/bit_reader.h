@@ -83,6 +83,10 @@ class BitCache {
     next_byte_ += static_cast<uint64_t>(63 - valid_) >> 3;
     valid_ |= 56;
   }
+  // Refills only if fewer than `count` bits are valid.
+  void require(int count) {
+    if (valid_ < count) refill();
+  }
   // The next bits, left-aligned.
   uint64_t window() const { return window_; }
   // Removes `count` bits, which must be valid.

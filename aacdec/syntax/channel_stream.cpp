@@ -63,7 +63,7 @@ class ScaleFactorDecoder {
 
   int next(BitCache& bits, int book) {
     if (book == kZeroBook) return 0;
-    bits.refill();
+    bits.require(HuffmanEntry::kMaxCodeLength);
     if (book == kNoiseBook && first_noise_) {
       first_noise_ = false;
       return noise_energy_ += static_cast<int>(bits.take(9));
@@ -89,12 +89,11 @@ bool parse_scale_factor_data(BitReader& reader, ChannelStream& channel) {
     const int first = ics.band(group, 0);
     for (int band = first; band < first + ics.max_sfb; ++band) {
       channel.scale[band] = static_cast<int16_t>(decoder.next(bits, channel.codebook[band]));
-      if (bits.past_end()) return false;
     }
     std::fill(channel.scale + first + ics.max_sfb, channel.scale + first + ics.band_count, int16_t{0});
   }
   reader.seek(bits.position());
-  return true;
+  return !bits.past_end();
 }
 
 // Returns the end of the run of bands that share the codebook of `sfb`.
@@ -105,9 +104,9 @@ int run_end(const ChannelStream& channel, int group, int sfb) {
   return end;
 }
 
-bool parse_spectral_run(BitReader& reader, int book, int start, int count, std::span<int16_t> quantised) {
-  if (quantised.empty()) return skip_spectral_values(reader, book, count);
-  return decode_spectral_values(reader, book,
+bool parse_spectral_run(BitCache& bits, int book, int start, int count, std::span<int16_t> quantised) {
+  if (quantised.empty()) return skip_spectral_values(bits, book, count);
+  return decode_spectral_values(bits, book,
                                 quantised.subspan(static_cast<size_t>(start), static_cast<size_t>(count)));
 }
 
@@ -158,6 +157,7 @@ bool parse_spectral_data(BitReader& reader, const StreamFormat& format, ChannelS
   const IcsInfo& ics = channel.ics;
   const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, ics.is_short());
   std::fill(quantised.begin(), quantised.end(), int16_t{0});
+  BitCache bits(reader);
   int group_start = 0;
   for (int group = 0; group < ics.group_count; ++group) {
     const int windows = ics.group_length[group];
@@ -168,12 +168,13 @@ bool parse_spectral_data(BitReader& reader, const StreamFormat& format, ChannelS
       if (is_spectral_book(book)) {
         const int start = group_start + bands.offsets[sfb] * windows;
         const int count = (bands.offsets[end] - bands.offsets[sfb]) * windows;
-        if (!parse_spectral_run(reader, book, start, count, quantised)) return false;
+        if (!parse_spectral_run(bits, book, start, count, quantised)) return false;
       }
       sfb = end;
     }
     group_start += windows * ics.window_length();
   }
+  reader.seek(bits.position());
   if (channel.pulse.present && !quantised.empty()) add_pulses(channel.pulse, bands, quantised);
   return true;
 }

@@ -164,34 +164,29 @@ constexpr HuffmanTable kTables[12] = {{},
 // Two words of up to 20 bits fit a refill.
 static_assert(2 * HuffmanEntry::kMaxCodeLength <= BitCache::kRefilled);
 
-template <bool kKeep>
 void decode_quads(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
   for (int i = 0; i < count; i += 4) {
     bits.refill();
     const int payload = table.take(bits);
-    if constexpr (kKeep) std::memcpy(out + i, kQuads[static_cast<size_t>(payload)].data(), sizeof(Quad));
+    std::memcpy(out + i, kQuads[static_cast<size_t>(payload)].data(), sizeof(Quad));
   }
 }
 
-template <bool kKeep>
 void decode_pairs(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
   for (int i = 0; i < count; i += 4) {
     bits.refill();
     const int first = table.take(bits);
     const int second = table.take(bits);
-    if constexpr (kKeep) {
-      std::memcpy(out + i, kPairs[static_cast<size_t>(first)].data(), sizeof(Pair));
-      std::memcpy(out + i + 2, kPairs[static_cast<size_t>(second)].data(), sizeof(Pair));
-    }
+    std::memcpy(out + i, kPairs[static_cast<size_t>(first)].data(), sizeof(Pair));
+    std::memcpy(out + i + 2, kPairs[static_cast<size_t>(second)].data(), sizeof(Pair));
   }
 }
 
 // Reads an escape: N ones, a zero, and N + 4 bits w code 2^(N+4) + w.
 //
 // Kept: valid streams have N up to 8, but any N is accepted; the result is truncated to 16 bits.
-uint16_t read_escape(BitCache& bits) {
+uint16_t read_long_escape(BitCache& bits) {
   uint64_t prefix = 0;
-  bits.refill();
   int run = std::countl_one(bits.window());
   while (run >= BitCache::kRefilled) {
     bits.consume(BitCache::kRefilled);
@@ -202,13 +197,19 @@ uint16_t read_escape(BitCache& bits) {
   prefix += static_cast<uint64_t>(run);
   bits.consume(run);
   bits.consume(1);
-  const uint64_t width = prefix + 4;
-  if (width >= 16) {
-    bits.skip(width - 16);
-    return static_cast<uint16_t>(bits.take(16));
-  }
+  bits.skip(prefix + 4 - 16);
+  return static_cast<uint16_t>(bits.take(16));
+}
+
+uint16_t read_escape(BitCache& bits) {
   bits.refill();
-  return static_cast<uint16_t>((1U << width) + bits.take(static_cast<int>(width)));
+  const int run = std::countl_one(bits.window());
+  const int width = run + 4;
+  if (width >= 16) [[unlikely]]
+    return read_long_escape(bits);
+  const uint64_t low = bits.window() << (run + 1) >> (64 - width);
+  bits.consume(run + 1 + width);
+  return static_cast<uint16_t>((uint64_t{1} << width) + low);
 }
 
 int16_t escaped_value(BitCache& bits, int16_t value) {
@@ -217,7 +218,6 @@ int16_t escaped_value(BitCache& bits, int16_t value) {
   return static_cast<int16_t>(value < 0 ? static_cast<uint16_t>(-magnitude) : magnitude);
 }
 
-template <bool kKeep>
 void decode_escaped_pairs(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
   for (int i = 0; i < count; i += 2) {
     bits.refill();
@@ -227,33 +227,99 @@ void decode_escaped_pairs(BitCache& bits, HuffmanTable table, int count, int16_t
       pair[0] = escaped_value(bits, pair[0]);
       pair[1] = escaped_value(bits, pair[1]);
     }
-    if constexpr (kKeep) std::memcpy(out + i, pair.data(), sizeof(Pair));
+    std::memcpy(out + i, pair.data(), sizeof(Pair));
   }
 }
 
-template <bool kKeep>
-bool decode(BitReader& reader, int book, int count, int16_t* out) {
-  const HuffmanTable table = kTables[book];
-  BitCache bits(reader);
-  if (kShapes[book].dimension == 4) {
-    decode_quads<kKeep>(bits, table, count, out);
-  } else if (book == kLastSpectralBook) {
-    decode_escaped_pairs<kKeep>(bits, table, count, out);
-  } else {
-    decode_pairs<kKeep>(bits, table, count, out);
+// The words without escapes that lie completely within kSkipBits bits.
+class Skip {
+ public:
+  constexpr Skip() = default;
+  constexpr Skip(int words, int length) : bits_(static_cast<uint8_t>(words << 4 | length)) {}
+  constexpr int words() const { return bits_ >> 4; }
+  constexpr int length() const { return bits_ & 15; }
+
+ private:
+  uint8_t bits_ = 0;
+};
+constexpr int kSkipBits = 12;
+// The lookups after a refill, the last one perhaps of a single word.
+constexpr int kLookups = 4;
+static_assert((kLookups - 1) * kSkipBits + HuffmanEntry::kMaxCodeLength <= BitCache::kRefilled);
+
+bool has_escape(int book, int payload) {
+  return book == kLastSpectralBook && payload >= kFirstEscapePair;
+}
+
+using SkipTable = std::array<Skip, size_t{1} << kSkipBits>;
+
+SkipTable list_skips(int book) {
+  SkipTable skips;
+  for (size_t i = 0; i < skips.size(); ++i) {
+    const uint64_t window = uint64_t{i} << (64 - kSkipBits);
+    int words = 0;
+    int length = 0;
+    for (;; ++words) {
+      const HuffmanEntry entry = kTables[book].find(window << length);
+      // A longer word continues after these bits.
+      if (length + entry.length() > kSkipBits || has_escape(book, entry.payload())) break;
+      length += entry.length();
+    }
+    skips[i] = Skip(words, length);
   }
-  reader.seek(bits.position());
-  return !reader.past_end();
+  return skips;
+}
+
+const SkipTable& skips_of_book(int book) {
+  static const auto tables = [] {
+    std::array<SkipTable, 12> all;
+    for (int i = kFirstSpectralBook; i <= kLastSpectralBook; ++i) all[static_cast<size_t>(i)] = list_skips(i);
+    return all;
+  }();
+  return tables[static_cast<size_t>(book)];
+}
+
+void skip_word(BitCache& bits, int book) {
+  const int payload = kTables[book].take(bits);
+  if (!has_escape(book, payload)) return;
+  for (const int16_t value : kPairs[static_cast<size_t>(payload)]) escaped_value(bits, value);
+}
+
+void skip_words(BitCache& bits, int book, int count) {
+  const SkipTable& skips = skips_of_book(book);
+  while (count > 0) {
+    bits.refill();
+    for (int i = 0; i < kLookups && count > 0; ++i) {
+      const Skip skip = skips[bits.window() >> (64 - kSkipBits)];
+      if (skip.words() == 0 || skip.words() > count) {
+        skip_word(bits, book);
+        --count;
+        break;
+      }
+      bits.consume(skip.length());
+      count -= skip.words();
+    }
+  }
 }
 
 }  // namespace
 
-bool decode_spectral_values(BitReader& reader, int book, std::span<int16_t> values) {
-  return decode<true>(reader, book, static_cast<int>(values.size()), values.data());
+bool decode_spectral_values(BitCache& bits, int book, std::span<int16_t> values) {
+  const HuffmanTable table = kTables[book];
+  const auto count = static_cast<int>(values.size());
+  if (kShapes[book].dimension == 4) {
+    decode_quads(bits, table, count, values.data());
+  } else if (book == kLastSpectralBook) {
+    decode_escaped_pairs(bits, table, count, values.data());
+  } else {
+    decode_pairs(bits, table, count, values.data());
+  }
+  return !bits.past_end();
 }
 
-bool skip_spectral_values(BitReader& reader, int book, int count) {
-  return decode<false>(reader, book, count, nullptr);
+bool skip_spectral_values(BitCache& bits, int book, int count) {
+  skip_words(bits, book, count / kShapes[book].dimension);
+  return !bits.past_end();
 }
 
 }  // namespace zdr::aacdec
