@@ -31,7 +31,7 @@ Bytes moov(uint32_t samples, uint64_t media_offset) {
   const Bytes stbl = box("stbl", {stsd({entry}), stts({{samples, kSampleDelta}}),
                                   stsc({{1, kSamplesPerChunk}}), stsz(sizes), stco(offsets)});
   const Bytes mdia = box("mdia", {mdhd({.time_scale = kTimeScale, .duration = duration}), hdlr("soun"),
-                                  box("minf", {smhd(), dinf(), stbl})});
+                                  box("minf", {full_box("smhd", 0, 0, Bytes(4)), dinf(), stbl})});
   return box("moov", {mvhd({.duration = 1000}), box("trak", {tkhd({.duration = 1000}), mdia})});
 }
 
