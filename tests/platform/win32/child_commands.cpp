@@ -32,6 +32,13 @@ T next(std::istream& words) {
   return word;
 }
 
+// The rest of a command: a path, which may have blanks.
+std::string last(std::istream& words) {
+  std::string path;
+  std::getline(words >> std::ws, path);
+  return path;
+}
+
 HANDLE& handle_of(std::istream& words) {
   return handles[next(words)];
 }
@@ -41,7 +48,7 @@ DWORD open_file(std::istream& words) {
   HANDLE& handle = handle_of(words);
   const auto access = next<DWORD>(words);
   const auto share = next<DWORD>(words);
-  handle = open_for(next(words), access, share);
+  handle = open_for(last(words), access, share);
   return GetLastError();
 }
 
@@ -58,7 +65,7 @@ DWORD read_bytes(std::istream& words) {
 // too. The process that has the file open creates a marker, which must not exist yet.
 DWORD compete_for_file(std::istream& words) {
   const int rounds = next<int>(words);
-  const auto path = next(words);
+  const std::string path = last(words);
   const std::string marker = path + ".marker";
   DWORD intruders = 0;
   for (int won = 0; won < rounds;) {
@@ -144,7 +151,7 @@ const std::map<std::string, std::function<DWORD(std::istream&)>> kCommands = {
     {"open-file", open_file},
     {"read", read_bytes},
     {"compete", compete_for_file},
-    {"churn", [](std::istream& words) { return create_and_delete(next(words), 1500); }},
+    {"churn", [](std::istream& words) { return create_and_delete(last(words), 1500); }},
     {"event", create_event},
     {"inheritable", count_inheritable},
     {"close", [](std::istream& words) { return static_cast<DWORD>(CloseHandle(handle_of(words))); }},
