@@ -3,6 +3,7 @@
 #include "id3p/frame_text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <new>
 
@@ -89,6 +90,22 @@ Units converted(const Characters& characters, size_t length) {
   return units;
 }
 
+// Converts up to the first zero byte, in pieces, because the conversion takes text with a zero at its end.
+Units single_byte_units(Bytes bytes) {
+  constexpr size_t kPieceBytes = 512;
+  std::array<char, kPieceBytes + 1> piece;
+  Units units = make_units(bytes.size());
+  Bytes left(bytes.begin(), std::find(bytes.begin(), bytes.end(), 0));
+  for (char16_t* out = units.get(); units && !left.empty();) {
+    const Bytes part = left.first(std::min(left.size(), kPieceBytes));
+    *std::copy(part.begin(), part.end(), piece.begin()) = '\0';
+    OS_AnsiToWide(piece.data(), out, static_cast<uint32_t>(part.size()));
+    out += part.size();
+    left = left.subspan(part.size());
+  }
+  return units;
+}
+
 Comment single_byte_comment(Bytes bytes) {
   const Characters characters = single_byte_text(bytes);
   if (!characters) return {nullptr, true};
@@ -117,7 +134,7 @@ std::optional<EncodedText> find_text(Bytes frame_body, uint8_t encoding, ByteOrd
 
 Units text_of(const EncodedText& text) {
   if (text.encoding == Encoding::kUtf16) return utf16_text(text, 0);
-  return converted(single_byte_text(text.bytes), text.bytes.size());
+  return single_byte_units(text.bytes);
 }
 
 Comment comment_of(const EncodedText& text) {

@@ -98,10 +98,10 @@ int32_t fill_picture(Bytes body, ID3P_Picture& picture) {
   for (size_t i = 0; i < kHeadBytes; ++i) picture.head[i] = byte_at(body, i);
   *picture.text_encoding = byte_at(body, kEncodingOffset);
   const size_t mime_at = read_mime_type(body, picture);
-  if (!make(picture.data, body.size(), "\n PictureData  malloc Fail")) return ID3P_ERR_FAILED;
   const auto image = find_image(body);
+  const Bytes image_bytes = image ? body.subspan(image->offset) : Bytes();
+  if (!make(picture.data, image_bytes.size(), "\n PictureData  malloc Fail")) return ID3P_ERR_FAILED;
   if (!image) return ID3P_OK;
-  const Bytes image_bytes = body.subspan(image->offset);
   std::copy(image_bytes.begin(), image_bytes.end(), picture.data);
   picture.format = image->format;
   picture.data_length = static_cast<uint32_t>(image_bytes.size());

@@ -163,7 +163,7 @@ enum {
 };
 
 typedef struct P3gppBoxField {
-  const char* name; /* lower case with underscores */
+  const char* name; /* lower case with underscores; valid as long as the program */
   uint32_t entry;   /* 1-based number of the list entry that has the field; 0: a field of the box itself */
   int32_t kind;     /* P3GPP_FIELD_ */
   uint64_t number;
@@ -188,8 +188,8 @@ typedef struct P3gppBox {
   int32_t status;
 } P3gppBox;
 
-/* The arguments of both functions are valid during the call only. `field` may be null. Neither may throw, or
- * call P3GPP on the file being shown. */
+/* The arguments of both functions, other than names, are valid during the call only. `field` may be null.
+ * Neither may throw, or call P3GPP on the file being shown. */
 typedef struct P3gppBoxVisitor {
   void* caller;
   void (*box)(void* caller, const P3gppBox* box);

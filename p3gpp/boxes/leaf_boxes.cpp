@@ -9,7 +9,6 @@ namespace zdr::p3gpp {
 namespace {
 
 constexpr uint32_t kMaxBrandBytes = 128;  // 32 compatible brands
-constexpr uint32_t kElstEntrySize = 12;
 constexpr uint32_t kHmhdSize = 28;
 
 }  // namespace
@@ -64,26 +63,26 @@ Status parse_elst(BoxReader& reader, BoxNode& node) {
   const uint32_t count = reader.u32();
   if (reader.status() != P3GPP_OK) return reader.status();
   // Kept: entries are read as 12 bytes in version 1 too, where they are longer; the rest is skipped.
-  const uint64_t entry_bytes = uint64_t{count} * kElstEntrySize;
+  const uint64_t entry_bytes = uint64_t{count} * ElstEntry::kSize;
   if (entry_bytes > reader.remaining()) return reader.fail(P3GPP_ERR_READ);
-  const std::vector<uint8_t> bytes = reader.read_bytes(entry_bytes);
-  if (reader.status() != P3GPP_OK) return reader.status();
   auto payload = std::make_unique<ElstPayload>();
-  payload->entries.reserve(count);
-  for (const uint8_t* at = bytes.data(); payload->entries.size() < count; at += kElstEntrySize) {
-    payload->entries.push_back({load_be32(at), load_be32(at + 4), load_be16(at + 8), load_be16(at + 10)});
-  }
-  node.payload = std::move(payload);
-  return P3GPP_OK;
+  payload->bytes = reader.read_bytes(entry_bytes);
+  return store_payload(reader, node, std::move(payload));
+}
+
+ElstEntry ElstPayload::entry(size_t index) const {
+  const uint8_t* at = bytes.data() + index * ElstEntry::kSize;
+  return {load_be32(at), load_be32(at + 4), load_be16(at + 8), load_be16(at + 10)};
 }
 
 void ElstPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
-  fields.number("entry_count", entries.size());
-  for (const ElstEntry& entry : entries) {
+  fields.number("entry_count", entry_count());
+  for (size_t i = 0; i < entry_count(); ++i) {
+    const ElstEntry edit = entry(i);
     fields.next_entry();
-    fields.number("segment_duration", entry.segment_duration);
-    fields.integer("media_time", static_cast<int32_t>(entry.media_time));  // -1: an empty edit
-    fields.fixed("media_rate", uint32_t{entry.media_rate_integer} << 16 | entry.media_rate_fraction);
+    fields.number("segment_duration", edit.segment_duration);
+    fields.integer("media_time", static_cast<int32_t>(edit.media_time));  // -1: an empty edit
+    fields.fixed("media_rate", uint32_t{edit.media_rate_integer} << 16 | edit.media_rate_fraction);
   }
 }
 

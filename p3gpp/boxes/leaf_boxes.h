@@ -30,6 +30,7 @@ struct TrefPayload final : BoxPayload {
 };
 
 struct ElstEntry {
+  static constexpr uint32_t kSize = 12;
   uint32_t segment_duration = 0;  // movie time scale
   uint32_t media_time = 0;        // media time scale; kEmptyEdit marks an initial delay
   uint16_t media_rate_integer = 0;
@@ -38,7 +39,10 @@ struct ElstEntry {
 inline constexpr uint32_t kEmptyEdit = 0xFFFFFFFF;
 
 struct ElstPayload final : BoxPayload {
-  std::vector<ElstEntry> entries;
+  std::vector<uint8_t> bytes;  // of all entries
+
+  size_t entry_count() const { return bytes.size() / ElstEntry::kSize; }
+  ElstEntry entry(size_t index) const;
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 

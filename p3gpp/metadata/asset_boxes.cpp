@@ -41,14 +41,14 @@ class LocationBody {
   explicit LocationBody(std::string_view body) : body_(body) {}
 
   // Takes a text and drops its NUL, which has two bytes in UTF-16.
-  std::string take_text() {
+  std::string_view take_text() {
     const bool is_wide = body_.starts_with("\xFE\xFF") || body_.starts_with("\xFF\xFE");
     const size_t unit = is_wide ? 2 : 1;
     size_t length = 0;
     while (length + unit <= body_.size() && !is_nul(length, unit)) length += unit;
     const bool has_nul = length + unit <= body_.size();
     if (!has_nul) length = body_.size();
-    std::string text(body_.substr(0, length));
+    const std::string_view text = body_.substr(0, length);
     body_.remove_prefix(length + (has_nul ? unit : 0));
     return text;
   }
@@ -62,7 +62,7 @@ class LocationBody {
   std::array<uint8_t, kCount> take_bytes() {
     std::array<uint8_t, kCount> bytes{};
     if (body_.size() < kCount) {
-      body_ = {};
+      body_.remove_prefix(body_.size());
       return bytes;
     }
     std::copy_n(body_.begin(), kCount, bytes.begin());
@@ -172,8 +172,8 @@ Status parse_loci(BoxReader& reader, BoxNode& node) {
   auto payload = std::make_unique<LociPayload>();
   payload->language = read_language(reader);
   if (reader.remaining() == 0) return reader.fail(P3GPP_ERR_BOX_SIZE);  // not even an empty name
-  const std::string bytes = reader.read_rest_as_text();
-  LocationBody body(bytes);
+  payload->bytes = reader.read_rest_as_text();
+  LocationBody body(payload->bytes);
   payload->name = body.take_text();
   payload->role = body.take_u8();
   payload->longitude = body.take_u32();

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "p3gpp/metadata/tag_slots.h"
@@ -44,13 +45,14 @@ struct KywdPayload final : TagPayload {
 };
 
 struct LociPayload final : TagPayload {
-  std::string name;  // without its terminator, like the other two texts
+  std::string bytes;      // the bytes after the language
+  std::string_view name;  // points into `bytes`, like the other two texts; its terminator follows it
   uint8_t role = 0;
   uint32_t longitude = 0;  // this and the next two: 16.16 as stored, degrees and metres
   uint32_t latitude = 0;
   uint32_t altitude = 0;
-  std::string astronomical_body;
-  std::string notes;
+  std::string_view astronomical_body;
+  std::string_view notes;
   void fill(P3gppTag& tag) const override;
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };

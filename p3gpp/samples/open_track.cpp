@@ -88,10 +88,12 @@ Status read_chunk_number_base(StblPayload& stbl) {
 uint32_t edit_shift_of(const TrakPayload& trak) {
   const auto* edts = payload_of<EdtsPayload>(trak.edts);
   const auto* elst = edts == nullptr ? nullptr : payload_of<ElstPayload>(edts->elst);
-  if (elst == nullptr || elst->entries.size() < 2) return 0;
-  const auto empty = std::find_if(elst->entries.begin(), elst->entries.end(),
-                                  [](const ElstEntry& entry) { return entry.media_time == kEmptyEdit; });
-  return empty == elst->entries.end() ? 0 : empty->segment_duration;
+  if (elst == nullptr || elst->entry_count() < 2) return 0;
+  for (size_t i = 0; i < elst->entry_count(); ++i) {
+    const ElstEntry edit = elst->entry(i);
+    if (edit.media_time == kEmptyEdit) return edit.segment_duration;
+  }
+  return 0;
 }
 
 Status open_streams(const P3gppFile& file, TrakPayload& trak) {
