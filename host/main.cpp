@@ -8,6 +8,7 @@
 #include "aacdec/zd_aac_dec.h"
 #include "host/command_line.h"
 #include "host/graph/source_player.h"
+#include "host/memory.h"
 #include "host/messages.h"
 #include "host/printable_output.h"
 #include "host/terminal.h"
@@ -42,6 +43,7 @@ int run(int argc, const char* const* argv) {
   ignore_write_signals();
   silence_libraries();
   const ParsedLine line = parse_command_line(argc, argv);
+  limit_memory(line.options.files);
   const PrintableOutput printable_output(std::cout, stdout_is_terminal());
   const ExitCode code = line.command != nullptr ? line.command->run(line.options, std::cout) : line.exit_code;
   std::cout.flush();

@@ -134,6 +134,9 @@ what was written so far remains as \fINAME\fR.part. A file that exists, also one
 an earlier run, is replaced only with \-\-force; input files, folders, pipes and devices never are.
 Of several runs that write the same file at once, one does and the others are refused.
 .PP
+The program takes at most 64 MiB of memory, or four times the size of the largest file named, if that
+is more. A file that needs more is an error.
+.PP
 The registry is the text file \fIzdr/registry.reg\fR in $XDG_DATA_HOME or ~/.local/share. Files are
 opened by the source filter that it names for their extension, else by that of the module beside the
 program.

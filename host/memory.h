@@ -5,6 +5,8 @@
 #include <windows.h>
 
 #include <new>
+#include <string>
+#include <vector>
 
 #include "host/exit_code.h"
 #include "host/messages.h"
@@ -22,6 +24,13 @@ inline int32_t with_memory(int32_t status, int32_t no_memory) {
   return status;
 }
 
+// Limits the memory of the program to what the largest of these files may take: four times its size, but at
+// least 64 MiB.
+void limit_memory(const std::vector<std::string>& files);
+
+// "out of memory (limit: 64 MiB)"
+std::string out_of_memory();
+
 // Returns what `body` returns. Reports exhausted memory as an error of the file and returns `failure`.
 template <class Body>
 ExitCode report_memory(const std::string& file, Messages& messages, Body body,
@@ -29,7 +38,7 @@ ExitCode report_memory(const std::string& file, Messages& messages, Body body,
   try {
     return body();
   } catch (const std::bad_alloc&) {
-    messages.error({MessageCode::kOutOfMemory, file, {}, "out of memory", ""});
+    messages.error({MessageCode::kOutOfMemory, file, {}, out_of_memory(), ""});
     return failure;
   }
 }
