@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <initializer_list>
 
 namespace zdr::host {
@@ -28,8 +29,46 @@ bool is_surrogate(char32_t code) {
   return code >= 0xD800 && code < 0xE000;
 }
 
-DecodedText from_utf16(Bytes bytes, bool big_endian) {
-  DecodedText text;
+// Collects characters into pieces. NULs are held back until a character follows.
+class Pieces {
+ public:
+  explicit Pieces(const std::function<void(std::string_view)>& put) : put_(put) {}
+
+  void add(char32_t code, bool is_valid) {
+    is_valid_ = is_valid_ && is_valid;
+    if (code == 0) {
+      ++nuls_;
+      return;
+    }
+    for (; nuls_ > 0; --nuls_) append(0);
+    append(code);
+  }
+  // Returns whether all characters were valid.
+  bool end() {
+    flush();
+    return is_valid_;
+  }
+
+ private:
+  void append(char32_t code) {
+    std::string character;  // of at most four bytes, which take no memory
+    append_utf8(character, code);
+    if (used_ + character.size() > piece_.size()) flush();
+    used_ += character.copy(piece_.data() + used_, character.size());
+  }
+  void flush() {
+    put_({piece_.data(), used_});
+    used_ = 0;
+  }
+
+  const std::function<void(std::string_view)>& put_;
+  std::array<char, 1024> piece_;
+  size_t used_ = 0;
+  size_t nuls_ = 0;
+  bool is_valid_ = true;
+};
+
+void add_utf16(Bytes bytes, bool big_endian, Pieces& pieces) {
   const auto unit = [&](size_t at) {
     return static_cast<char32_t>(big_endian ? bytes[at] << 8 | bytes[at + 1]
                                             : bytes[at + 1] << 8 | bytes[at]);
@@ -42,14 +81,18 @@ DecodedText from_utf16(Bytes bytes, bool big_endian) {
       code = 0x10000 + ((code - 0xD800) << 10) + (unit(at + 2) - 0xDC00);
       at += 2;
     }
-    text.is_valid = text.is_valid && !is_surrogate(code);
-    append_utf8(text.utf8, is_surrogate(code) ? kReplacement : code);
+    const bool is_valid = !is_surrogate(code);
+    pieces.add(is_valid ? code : kReplacement, is_valid);
   }
-  if (at < bytes.size() && bytes[at] != 0) {  // half a UTF-16 unit
-    text.is_valid = false;
-    append_utf8(text.utf8, kReplacement);
+  if (at < bytes.size() && bytes[at] != 0) pieces.add(kReplacement, false);  // half a UTF-16 unit
+}
+
+void add_utf8(Bytes bytes, Pieces& pieces) {
+  while (!bytes.empty()) {
+    char32_t code = 0;
+    const bool is_valid = take_character(bytes, code);
+    pieces.add(code, is_valid);
   }
-  return text;
 }
 
 // Length of the UTF-8 sequence that begins with this byte; 0 if no sequence does.
@@ -93,24 +136,22 @@ bool is_utf8(Bytes bytes) {
   return true;
 }
 
-DecodedText decode_utf8(Bytes bytes) {
-  DecodedText text;
-  while (!bytes.empty()) {
-    char32_t code = 0;
-    if (!take_character(bytes, code)) text.is_valid = false;
-    append_utf8(text.utf8, code);
+bool decode_text(Bytes bytes, TextEncoding encoding, const std::function<void(std::string_view utf8)>& put) {
+  Pieces pieces(put);
+  if (encoding == TextEncoding::kWide) {
+    add_utf16(bytes, std::endian::native == std::endian::big, pieces);
+  } else if (is_utf16(bytes)) {
+    add_utf16(bytes.subspan(2), bytes[0] == 0xFE, pieces);
+  } else {
+    add_utf8(starts_with(bytes, {0xEF, 0xBB, 0xBF}) ? bytes.subspan(3) : bytes, pieces);
   }
-  return text;
+  return pieces.end();
 }
 
 DecodedText decode_text(Bytes bytes) {
   DecodedText text;
-  if (is_utf16(bytes)) {
-    text = from_utf16(bytes.subspan(2), bytes[0] == 0xFE);
-  } else {
-    text = decode_utf8(starts_with(bytes, {0xEF, 0xBB, 0xBF}) ? bytes.subspan(3) : bytes);
-  }
-  text.utf8.resize(text.utf8.find_last_not_of('\0') + 1);
+  text.is_valid =
+      decode_text(bytes, TextEncoding::kUnknown, [&text](std::string_view piece) { text.utf8 += piece; });
   return text;
 }
 

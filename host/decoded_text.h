@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -14,11 +15,16 @@ struct DecodedText {
   bool is_valid = true;  // nothing had to be replaced
 };
 
-// Decodes UTF-16 if there is a byte order mark, else UTF-8. Drops NULs at the end, and also half of a UTF-16
-// NUL: the parser may have read the other half as a number that follows the text.
+enum class TextEncoding : uint8_t {
+  kUnknown,  // UTF-16 if there is a byte order mark, else UTF-8
+  kWide,     // UTF-16 of this machine, without a mark
+};
+
+// Passes the text to `put` in pieces of whole characters, so that a long text is nowhere in memory as a
+// whole. Drops NULs at the end, and also half of a UTF-16 NUL: the parser may have read the other half as a
+// number that follows the text. Returns DecodedText::is_valid.
+bool decode_text(Bytes bytes, TextEncoding encoding, const std::function<void(std::string_view utf8)>& put);
 DecodedText decode_text(Bytes bytes);
-// Decodes UTF-8 even if the bytes begin with a byte order mark.
-DecodedText decode_utf8(Bytes bytes);
 
 // Takes the first character off UTF-8 that is not empty. False, with U+FFFD and one byte taken, if no valid
 // character begins there.

@@ -118,36 +118,31 @@ void JsonWriter::end(char bracket) {
 void JsonWriter::key(std::string_view name, std::string_view suffix) {
   before_value();
   put('"');
-  put_string_part(name);
-  put_string_part(suffix);
+  put_text(name);
+  put_text(suffix);
   put(layout_ == Layout::kOneLine ? "\":" : "\": ");
   after_key_ = true;
 }
 
-void JsonWriter::value(std::string_view text) {
+void JsonWriter::begin_text() {
   before_value();
-  put('"');
-  put_string_part(text);
   put('"');
 }
 
-void JsonWriter::hex_value(Bytes bytes) {
-  before_value();
-  put('"');
+void JsonWriter::put_text(std::string_view piece) {
+  escape(piece, [this](std::string_view part) { put(part); });
+}
+
+void JsonWriter::put_hex(Bytes bytes) {
   for (const uint8_t byte : bytes) {
     put(kHexDigits[byte >> 4]);
     put(kHexDigits[byte & 15]);
   }
-  put('"');
 }
 
 void JsonWriter::value(double number) {
   NumberDigits digits;
   put_token(std::isfinite(number) ? format_number(number, digits) : "null");
-}
-
-void JsonWriter::put_string_part(std::string_view text) {
-  escape(text, [this](std::string_view part) { put(part); });
 }
 
 void JsonWriter::put_token(std::string_view token) {

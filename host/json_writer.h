@@ -37,7 +37,11 @@ class JsonWriter {
   // The key is `name` followed by `suffix`.
   void key(std::string_view name, std::string_view suffix = {});
   // Control characters become \u00XX, and bytes that are not UTF-8 become U+FFFD.
-  void value(std::string_view text);
+  void value(std::string_view text) {
+    begin_text();
+    put_text(text);
+    end_text();
+  }
   void value(const char* text) { value(std::string_view(text)); }
   void value(const std::string& text) { value(std::string_view(text)); }
   void value(std::nullptr_t /*null*/) { put_token("null"); }
@@ -45,8 +49,16 @@ class JsonWriter {
   void value(double number);  // null if it is not finite
   void value(std::signed_integral auto number) { put_number(int64_t{number}); }
   void value(std::unsigned_integral auto number) { put_number(uint64_t{number}); }
-  // A string of hexadecimal digits.
-  void hex_value(Bytes bytes);
+  // A text in pieces of whole characters.
+  void begin_text();
+  void put_text(std::string_view piece);
+  void end_text() { put('"'); }
+  void put_hex(Bytes bytes);  // the same as hexadecimal digits
+  void hex_value(Bytes bytes) {
+    begin_text();
+    put_hex(bytes);
+    end_text();
+  }
 
   template <class Value>
   void member(std::string_view name, const Value& content) {
@@ -64,7 +76,6 @@ class JsonWriter {
   void put_token(std::string_view token);
   void put_number(int64_t number);
   void put_number(uint64_t number);
-  void put_string_part(std::string_view text);
   void flush();
 
   std::ostream& out_;

@@ -5,7 +5,7 @@
 #include <map>
 #include <optional>
 #include <ostream>
-#include <vector>
+#include <utility>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/commands/commands.h"
@@ -33,28 +33,23 @@ std::string quoted(const std::string& text) {
   return "\"" + printable(text.substr(0, length)) + (length < text.size() ? "\"..." : "\"");
 }
 
-std::string bytes_text(const BytesValue& bytes) {
+std::string bytes_text(const BytesView& bytes) {
   const bool is_whole = bytes.length <= kShownBytes;
-  return bytes.hex.substr(0, 2 * kShownBytes) + (is_whole ? "" : "...") + " (" +
-         std::to_string(bytes.length) + " bytes)";
+  return hex_text(bytes.front, kShownBytes) + (is_whole ? "" : "...") + " (" + std::to_string(bytes.length) +
+         " bytes)";
 }
 
 std::string field_text(const Field& field) {
-  const std::string begin = "  " + field.name + "=";
-  const auto* bytes = std::get_if<BytesValue>(&field.value);
+  const std::string begin = std::string("  ") + field.name + "=";
+  const auto* bytes = std::get_if<BytesView>(&field.value);
   if (bytes != nullptr) return begin + bytes_text(*bytes);
   const auto* plain = std::get_if<std::string>(&field.value);
   if (plain != nullptr) return begin + quoted(*plain);
-  const auto* text = std::get_if<TextValue>(&field.value);
+  const auto* text = std::get_if<TextView>(&field.value);
   if (text == nullptr) return begin + number_text(field.value);
-  const std::string length = text->is_cut ? "  " + field.name + "_bytes=" + std::to_string(text->bytes) : "";
-  return begin + quoted(text->utf8) + length;
-}
-
-std::string fields_text(const Fields& fields) {
-  std::string text;
-  for (const Field& field : fields) text += field_text(field);
-  return text;
+  const std::string length =
+      text->is_cut() ? std::string("  ") + field.name + "_bytes=" + std::to_string(text->length) : "";
+  return begin + quoted(decode_text(text->front).utf8) + length;
 }
 
 std::string state_text(const BoxRecord& box) {
@@ -76,14 +71,17 @@ std::string name_of(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
 }
 
-void print_box(const BoxRecord& box, std::ostream& out) {
+void print_box(const BoxList& list, const BoxRecord& box, std::ostream& out) {
   const std::string indent = indent_of(box.path);
-  out << indent << name_of(box.path) << "  @" << box.offset << " size " << box.size;
-  out << state_text(box) << fields_text(box.fields) << "\n";
-  size_t number = 0;
-  for (const Fields& entry : box.entries) {
-    out << indent << "  [" << ++number << "]" << fields_text(entry) << "\n";
+  out << indent << name_of(box.path) << "  @" << box.offset << " size " << box.size << state_text(box);
+  uint32_t entry = 0;
+  for (size_t number = box.first_field; number < box.first_field + box.fields; ++number) {
+    if (std::exchange(entry, list.entry_of(number)) != list.entry_of(number)) {
+      out << "\n" << indent << "  [" << entry << "]";
+    }
+    out << field_text(list.field(number));
   }
+  out << "\n";
 }
 
 // A container beyond the limit of the list still gets a line, so that the tree has no gaps.
@@ -95,12 +93,12 @@ void print_missing_parents(const std::string& path, const std::string& before, s
   }
 }
 
-void print_text(const std::string& file, const std::vector<BoxRecord>& boxes, std::ostream& out) {
+void print_text(const std::string& file, const BoxList& list, std::ostream& out) {
   out << shown_name(file) << "\n";
   std::string before;
-  for (const BoxRecord& box : boxes) {
+  for (const BoxRecord& box : list.boxes()) {
     print_missing_parents(box.path, before, out);
-    print_box(box, out);
+    print_box(list, box, out);
     before = box.path;
   }
 }
@@ -110,10 +108,10 @@ void print_text(const std::string& file, const std::vector<BoxRecord>& boxes, st
 // The time scales of the movie and of the tracks, by the path of their container.
 class TimeScales {
  public:
-  explicit TimeScales(const std::vector<BoxRecord>& boxes) {
-    for (const BoxRecord& box : boxes) {
-      if (box.type == "mvhd") add(box, "/mvhd");
-      if (box.type == "mdhd") add(box, "/mdia/mdhd");
+  explicit TimeScales(const BoxList& list) {
+    for (const BoxRecord& box : list.boxes()) {
+      if (box.is("mvhd")) add(list, box, "/mvhd");
+      if (box.is("mdhd")) add(list, box, "/mdia/mdhd");
     }
   }
   // Adds the scale of the container, or null if it has none.
@@ -125,11 +123,13 @@ class TimeScales {
   }
 
  private:
-  void add(const BoxRecord& box, std::string_view path_in_container) {
-    const auto field = std::ranges::find(box.fields, "time_scale", &Field::name);
-    if (field == box.fields.end() || !box.path.ends_with(path_in_container)) return;
-    scales_[box.path.substr(0, box.path.size() - path_in_container.size())] =
-        std::get<uint64_t>(field->value);
+  void add(const BoxList& list, const BoxRecord& box, std::string_view path_in_container) {
+    if (!box.path.ends_with(path_in_container)) return;
+    const std::string container = box.path.substr(0, box.path.size() - path_in_container.size());
+    for (size_t number = box.first_field; number < box.first_field + box.fields; ++number) {
+      const Field field = list.field(number);
+      if (std::string_view(field.name) == "time_scale") scales_[container] = std::get<uint64_t>(field.value);
+    }
   }
 
   std::map<std::string, uint64_t, std::less<>> scales_;
@@ -140,33 +140,36 @@ const char* state_name(BoxState state) {
   return kNames[static_cast<size_t>(state)];
 }
 
-void write_fields(JsonWriter& json, const Fields& fields) {
+// Writes the fields from `number` to `end` that belong to one entry, and moves `number` beyond them.
+void write_fields(JsonWriter& json, const BoxList& list, size_t& number, size_t end, uint32_t entry) {
   json.begin_object();
-  for (const Field& field : fields) add_field(json, field);
+  for (; number < end && list.entry_of(number) == entry; ++number) add_field(json, list.field(number));
   json.end_object();
 }
 
-void write_box(JsonWriter& json, const BoxRecord& box, const TimeScales& scales) {
+void write_box(JsonWriter& json, const BoxList& list, const BoxRecord& box, const TimeScales& scales) {
   json.begin_object();
   json.member("path", box.path);
-  json.member("type", box.type);
+  json.member("type", type_text({box.type.data(), box.type.size()}));
   json.member("offset", box.offset);
   json.member("size", box.size);
   json.member("version", box.version);
   json.member("flags", box.flags);
   json.member("state", state_name(box.state));
   json.key("fields");
-  write_fields(json, box.fields);
+  size_t number = box.first_field;
+  const size_t end = number + box.fields;
+  write_fields(json, list, number, end, 0);
   if (box.status != P3GPP_OK) json.member("status", box.status);
-  if (!box.entries.empty()) {
+  if (number < end) {
     json.begin_array("entries");
-    for (const Fields& entry : box.entries) write_fields(json, entry);
+    while (number < end) write_fields(json, list, number, end, list.entry_of(number));
     json.end_array();
   }
   const std::string_view path = box.path;
   const size_t movie_end = path.find('/');
-  const bool is_edits = box.type == "elst";
-  if (is_edits || box.type == "tkhd") scales.add_to(json, "movie_time_scale", path.substr(0, movie_end));
+  const bool is_edits = box.is("elst");
+  if (is_edits || box.is("tkhd")) scales.add_to(json, "movie_time_scale", path.substr(0, movie_end));
   if (is_edits) scales.add_to(json, "media_time_scale", path.substr(0, path.find('/', movie_end + 1)));
   json.end_object();
 }
@@ -186,11 +189,11 @@ void write_failure(JsonWriter& json, const ParsedMovie& movie) {
 }
 
 void write_json(JsonWriter& json, const std::string& file, ExitCode code, const ParsedMovie& movie,
-                const std::vector<BoxRecord>& boxes, Messages& messages) {
-  const TimeScales scales(boxes);
+                const BoxList& list, Messages& messages) {
+  const TimeScales scales(list);
   begin_file_json(json, file, code);
   json.begin_array("boxes");
-  for (const BoxRecord& box : boxes) write_box(json, box, scales);
+  for (const BoxRecord& box : list.boxes()) write_box(json, list, box, scales);
   json.end_array();
   if (!movie.is_open()) {
     json.key("failure");
@@ -220,12 +223,12 @@ ExitCode list_boxes(const std::string& file, const Options& options, Messages& m
   if (!list.is_complete()) throw std::bad_alloc();
   list.sort_by_offset();
   if (movie.is_open()) list.mark_stored(movie.file());
-  if (!options.json) print_text(file, list.boxes(), out);
+  if (!options.json) print_text(file, list, out);
   out.flush();
   const ExitCode code = report(file, movie, list, messages);
   if (!options.json) return code;
   JsonWriter json(out);
-  write_json(json, file, code, movie, list.boxes(), messages);
+  write_json(json, file, code, movie, list, messages);
   return code;
 }
 

@@ -3,6 +3,8 @@
 #include <optional>
 #include <ostream>
 #include <span>
+#include <utility>
+#include <vector>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/commands/commands.h"
@@ -25,7 +27,10 @@ namespace {
 
 constexpr const char* kNoType = "offers no media type: its codec or configuration is not supported";
 
-using ClipInformation = std::optional<mp4source::ClipInfo>;
+struct ClipInformation {
+  HRESULT result;  // E_NOINTERFACE of a filter that has none
+  std::optional<mp4source::ClipInfo> info;
+};
 
 std::string no_clip_reason(const std::string& file, HRESULT result) {
   if (result == E_NOINTERFACE) return "the registered filter does not provide it";
@@ -34,47 +39,80 @@ std::string no_clip_reason(const std::string& file, HRESULT result) {
              : "its stream cannot be measured";
 }
 
-// Returns the clip's information. If it has none, reports the reason as a note and returns nothing.
-ClipInformation clip_information(const SourcePlayer& player, const std::string& file, Messages& messages) {
+ClipInformation read_clip(const SourcePlayer& player, const std::string& file) {
   SourceClip clip(player.source(), file);
   mp4source::ClipInfo info{};
   const HRESULT result = with_memory(clip.usable() ? clip.info(info) : clip.result());
   with_memory(result, FMGR_ERR_GENERIC);  // of an open without memory for a file manager
-  if (clip.usable() && SUCCEEDED(result)) return info;
-  messages.note({MessageCode::kTrackNotPlayed,
-                 file,
-                 {},
-                 "no clip information: " + no_clip_reason(file, result),
-                 hresult_text(result)});
-  return std::nullopt;
+  if (clip.usable() && SUCCEEDED(result)) return {result, info};
+  return {result, std::nullopt};
 }
 
-// What the command shows of an open file.
+// Returns the clip's information. If it has none, reports the reason as a note. The module states the same
+// failure for a moment without memory, so that a failure counts only if it recurs.
+ClipInformation clip_information(const SourcePlayer& player, const std::string& file, Messages& messages) {
+  ClipInformation clip = read_clip(player, file);
+  if (clip.result == E_FAIL) clip = read_clip(player, file);
+  if (!clip.info) {
+    messages.note({MessageCode::kTrackNotPlayed,
+                   file,
+                   {},
+                   "no clip information: " + no_clip_reason(file, clip.result),
+                   hresult_text(clip.result)});
+  }
+  return clip;
+}
+
+// What the command shows of a file that the filter has opened.
 struct FileReport {
   int64_t duration_100ns;
   std::span<const PinEntry> pins;  // of the player
   ClipInformation clip;
   std::optional<AacStreamView> stream;  // of an AAC file
-  std::vector<TagRecord> tags;
 };
 
-FileReport describe(const std::string& file, const SourcePlayer& player, const FileTags& tags,
-                    Messages& messages) {
-  FileReport report{
-      player.duration(), player.pins(), clip_information(player, file, messages), {}, tags.records()};
+// What the parsers hold of a file: the tags are views of it.
+struct FileContent {
+  std::unique_ptr<const ParsedMovie> movie;  // null unless it is an ISO media file
+  std::optional<FileTags> tag_source;
+  std::vector<TagRecord> tags;
+  std::optional<FileReport> report;  // none if the file has no usable track, or cannot be described
+};
+
+FileReport describe(const std::string& file, const SourcePlayer& player, Messages& messages) {
+  FileReport report{player.duration(), player.pins(), clip_information(player, file, messages), {}};
   if (mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_AAC) report.stream.emplace(file);
   return report;
 }
 
-void print_text(const std::string& file, const FileReport& report, std::ostream& out) {
+// The filter has opened the AAC file already, so opening it again fails for want of memory, or because the
+// file was changed; the reader does not state which.
+ExitCode check_stream(const std::string& file, const FileReport& report, Messages& messages) {
+  const bool is_foreign = report.clip.result == E_NOINTERFACE;  // which may open other files than the reader
+  if (!report.stream || is_foreign) return ExitCode::kDone;
+  if (report.clip.info && report.stream->status == AACF_OK) return ExitCode::kDone;
+  messages.error({MessageCode::kFileNotReadable,
+                  file,
+                  {},
+                  "cannot be opened a second time",
+                  std::to_string(report.stream->status)});
+  return ExitCode::kLoss;
+}
+
+void print_text(const std::string& file, const FileReport& report, const std::vector<TagRecord>& tags,
+                std::ostream& out) {
   out << shown_name(file) << "\n  duration " << format_time(report.duration_100ns) << "\n";
-  if (report.clip) out << "  clip: " << clip_line(*report.clip) << "\n";
+  if (report.clip.info) out << "  clip: " << clip_line(*report.clip.info) << "\n";
   for (const PinEntry& pin : report.pins) {
     out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types.front()))
         << "\n";
   }
   if (report.stream) out << "  stream: " << stream_line(*report.stream) << "\n";
-  for (const TagRecord& tag : report.tags) out << "  " << tag_line(tag) << "\n";
+  for (const TagRecord& tag : tags) {
+    out << "  ";
+    print_tag(tag, out);
+    out << "\n";
+  }
 }
 
 void write_pin(JsonWriter& json, const PinEntry& pin) {
@@ -86,11 +124,11 @@ void write_pin(JsonWriter& json, const PinEntry& pin) {
   json.end_object();
 }
 
-void add_report(JsonWriter& json, const FileReport& report) {
+void add_report(JsonWriter& json, const FileReport& report, const std::vector<TagRecord>& tags) {
   json.member("duration_100ns", report.duration_100ns);
   json.key("clip");
-  if (report.clip) {
-    write_clip(json, *report.clip);
+  if (report.clip.info) {
+    write_clip(json, *report.clip.info);
   } else {
     json.value(nullptr);
   }
@@ -101,14 +139,14 @@ void add_report(JsonWriter& json, const FileReport& report) {
     json.key("stream");
     write_stream(json, *report.stream);
   }
-  add_tags(json, report.tags);
+  add_tags(json, tags);
 }
 
 // Writes the cover image to options.cover unless that is empty.
 ExitCode save_cover(const std::string& file, const FileTags& tags, const Options& options,
                     Messages& messages) {
   if (options.cover.empty()) return ExitCode::kDone;
-  const std::vector<uint8_t> image = tags.cover();
+  const Bytes image = tags.cover();
   if (image.empty()) {
     messages.error({MessageCode::kCoverMissing, file, {}, "has no cover image", ""});
     return ExitCode::kNotSupported;
@@ -119,32 +157,37 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
   return ExitCode::kCannotWrite;
 }
 
-// Fills `shown` if the file can be described. A file without a usable track may still have a cover.
+// Fills `content`. A file without a usable track may still have a cover. The tags come last: every reader
+// that is opened before has a copy of them, until it is closed.
 ExitCode examine(const std::string& file, const Options& options, SourcePlayer& player, Messages& messages,
-                 std::optional<FileReport>& shown) {
+                 FileContent& content) {
   ExitCode code = player.load();
   if (code == ExitCode::kCannotOpen || (code != ExitCode::kDone && options.cover.empty())) return code;
-  const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file);
-  const FileTags tags(file, movie.get());
+  content.movie = parse_iso_media(file);
+  std::optional<FileReport> report;
   if (code == ExitCode::kDone) {
-    code = report_left_out(file, movie.get(), player.playable_kinds(), true, messages);
-    shown = describe(file, player, tags, messages);
+    code = report_left_out(file, content.movie.get(), player.playable_kinds(), true, messages);
+    report = describe(file, player, messages);
+    code = worse_of(code, check_stream(file, *report, messages));
   }
-  return worse_of(code, save_cover(file, tags, options, messages));
+  content.tag_source.emplace(file, content.movie.get());
+  content.tags = content.tag_source->records();
+  content.report = std::move(report);
+  return worse_of(code, save_cover(file, *content.tag_source, options, messages));
 }
 
 // Shows one file: adds it to `report`, or prints it as text if `report` is null.
 ExitCode show_file(const std::string& file, const Options& options, Messages& messages, JsonReport* report,
                    std::ostream& out) {
   SourcePlayer player(file, messages);
-  std::optional<FileReport> shown;
+  FileContent content;
   ExitCode code =
-      report_memory(file, messages, [&] { return examine(file, options, player, messages, shown); });
-  if (shown && report == nullptr) print_text(file, *shown, out);
+      report_memory(file, messages, [&] { return examine(file, options, player, messages, content); });
+  if (content.report && report == nullptr) print_text(file, *content.report, content.tags, out);
   code = worse_of(code, report_read_failure(file, messages));
   if (report == nullptr) return code;
   JsonWriter& json = report->begin_file(file, code);
-  if (shown) add_report(json, *shown);
+  if (content.report) add_report(json, *content.report, content.tags);
   end_json(json, messages);
   return code;
 }

@@ -20,24 +20,16 @@ BoxState state_of(const P3gppBox& box) {
   return box.status == P3GPP_OK ? BoxState::kRead : BoxState::kFailed;
 }
 
-FieldValue value_of(const P3gppBoxField& field) {
+bool has_bytes(int32_t kind) {
+  return kind == P3GPP_FIELD_TYPE || kind == P3GPP_FIELD_TEXT || kind == P3GPP_FIELD_BYTES;
+}
+
+// The part of the bytes that is stored.
+std::string front_of(const P3gppBoxField& field) {
   const Bytes bytes(field.bytes.bytes, field.bytes.length);
-  switch (field.kind) {
-    case P3GPP_FIELD_TYPE:
-      return type_text({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-    case P3GPP_FIELD_TEXT:
-      return text_value(bytes, BoxList::kMostTextBytes, BoxList::kMostBytes);
-    case P3GPP_FIELD_BYTES:
-      return BytesValue{bytes.size(), hex_text(bytes, BoxList::kMostBytes)};
-    case P3GPP_FIELD_FIXED:
-      return from_fixed(static_cast<uint32_t>(field.number));
-    case P3GPP_FIELD_LANGUAGE:
-      return language_text(static_cast<uint32_t>(field.number));
-    case P3GPP_FIELD_SIGNED:
-      return static_cast<int64_t>(field.number);
-    default:
-      return field.number;
-  }
+  const size_t length = field.kind == P3GPP_FIELD_TEXT ? front_length(bytes, BoxList::kMostTextBytes)
+                                                       : std::min(bytes.size(), BoxList::kMostBytes);
+  return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)};
 }
 
 // The boxes of an open file by offset and path.
@@ -84,16 +76,16 @@ void BoxList::on_box(void* caller, const P3gppBox* box) noexcept {
 }
 
 void BoxList::add(const P3gppBox& box) {
-  boxes_.push_back({box.path,
-                    type_text({box.type, 4}),
-                    box.offset,
-                    box.size,
-                    box.version,
-                    box.flags,
-                    state_of(box),
-                    box.status,
-                    {},
-                    {}});
+  BoxRecord record{.path = box.path,
+                   .offset = box.offset,
+                   .size = box.size,
+                   .flags = box.flags,
+                   .status = box.status,
+                   .first_field = fields_.size(),
+                   .version = box.version,
+                   .state = state_of(box)};
+  std::copy_n(box.type, record.type.size(), record.type.begin());
+  boxes_.push_back(std::move(record));
   stores_fields_ = true;
   stores_entry_ = true;
   entry_ = 0;
@@ -115,16 +107,31 @@ void BoxList::on_field(void* caller, const P3gppBoxField* field) noexcept {
 }
 
 void BoxList::add(const P3gppBoxField& field, bool begins_entry) {
-  BoxRecord& box = boxes_.back();
-  if (field.entry == 0) {
-    box.fields.push_back({field.name, value_of(field)});
-    return;
+  StoredField stored{field.name, field.number, field.entry, static_cast<uint8_t>(field.kind)};
+  if (has_bytes(field.kind)) {
+    stored.number = bytes_.size();
+    bytes_.push_back({front_of(field), field.bytes.length});
   }
-  if (begins_entry) {
-    box.entries.emplace_back();
-    ++entries_;
-  }
-  box.entries.back().push_back({field.name, value_of(field)});
+  fields_.push_back(stored);
+  ++boxes_.back().fields;
+  if (begins_entry) ++entries_;
+}
+
+Field BoxList::field(size_t number) const {
+  const StoredField& stored = fields_[number];
+  const auto value = [&]() -> FieldValue {
+    if (has_bytes(stored.kind)) {
+      const StoredBytes& bytes = bytes_[stored.number];
+      if (stored.kind == P3GPP_FIELD_TYPE) return type_text(bytes.front);
+      if (stored.kind == P3GPP_FIELD_BYTES) return BytesView{as_bytes(bytes.front), bytes.length};
+      return TextView{as_bytes(bytes.front), bytes.length, kMostBytes};
+    }
+    if (stored.kind == P3GPP_FIELD_FIXED) return from_fixed(static_cast<uint32_t>(stored.number));
+    if (stored.kind == P3GPP_FIELD_LANGUAGE) return language_text(static_cast<uint32_t>(stored.number));
+    if (stored.kind == P3GPP_FIELD_SIGNED) return static_cast<int64_t>(stored.number);
+    return stored.number;
+  };
+  return {stored.name, value()};
 }
 
 void BoxList::sort_by_offset() {

@@ -1,17 +1,20 @@
 // Collects the boxes that the parser shows, one record per box. Limits on boxes, list entries and bytes of a
-// field bound the memory that a file can make it use.
+// field bound the memory that a file can make it use, and so do fields of 24 bytes, since a box of 8 bytes
+// may have a dozen.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <deque>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "host/inspect/field.h"
 #include "p3gpp/p3gpp.h"
 
 namespace zdr::host {
 
-enum class BoxState {
+enum class BoxState : uint8_t {
   kRead,     // while parsing; becomes stored or dropped
   kFailed,   // its parser failed
   kSkipped,  // unknown or not needed
@@ -22,15 +25,19 @@ enum class BoxState {
 
 struct BoxRecord {
   std::string path;  // "moov/trak[1]/tkhd"
-  std::string type;  // UTF-8
   uint64_t offset;
   uint64_t size;
-  uint8_t version;
   uint32_t flags;
+  int32_t status;      // of the parser
+  size_t first_field;  // number of its first field in the list
+  size_t fields = 0;   // first those of the box itself, then those of its entries
+  std::array<char, 4> type{};
+  uint8_t version;
   BoxState state;
-  int32_t status;  // of the parser
-  Fields fields;
-  std::vector<Fields> entries;
+
+  bool is(std::string_view four_characters) const {
+    return std::string_view(type.data(), 4) == four_characters;
+  }
 };
 
 class BoxList {
@@ -51,7 +58,12 @@ class BoxList {
   // Turns kRead into kStored or kDropped. The list must be sorted. Throws std::bad_alloc.
   void mark_stored(P3gppFile* file);
 
-  const std::vector<BoxRecord>& boxes() const { return boxes_; }
+  // In chunks, so that growing does not take the memory twice.
+  const std::deque<BoxRecord>& boxes() const { return boxes_; }
+  // Fields by their number; valid as long as the list.
+  Field field(size_t number) const;
+  // Number of the list entry that has the field, from 1; 0: a field of the box itself.
+  uint32_t entry_of(size_t number) const { return fields_[number].entry; }
   // False if memory ran out: then the list lacks some boxes or fields.
   bool is_complete() const { return is_complete_; }
   size_t boxes_left_out() const { return boxes_left_out_; }
@@ -64,8 +76,21 @@ class BoxList {
   void add(const P3gppBox& box);
   void add(const P3gppBoxField& field, bool begins_entry);
 
+  struct StoredField {
+    const char* name;
+    uint64_t number;  // for types, texts and bytes: the number of `bytes_`
+    uint32_t entry;
+    uint8_t kind;  // P3GPP_FIELD_
+  };
+  struct StoredBytes {
+    std::string front;
+    size_t length;  // in the file
+  };
+
   P3gppBoxVisitor visitor_;
-  std::vector<BoxRecord> boxes_;
+  std::deque<BoxRecord> boxes_;
+  std::deque<StoredField> fields_;
+  std::deque<StoredBytes> bytes_;
   bool stores_fields_ = false;  // the box being shown is in the list
   bool stores_entry_ = false;   // the entry being shown is in the list
   uint32_t entry_ = 0;          // number of the entry being shown

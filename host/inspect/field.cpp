@@ -1,10 +1,12 @@
-// Decodes text values and renders values as JSON.
+// Renders values as JSON.
 #include "host/inspect/field.h"
 
-#include "host/decoded_text.h"
+#include <algorithm>
 
 namespace zdr::host {
 namespace {
+
+constexpr std::u16string_view kWideMark = u"\uFEFF";
 
 struct AddValue {
   JsonWriter& json;
@@ -14,31 +16,38 @@ struct AddValue {
   void operator()(const Plain& value) const {
     json.member(name, value);
   }
-  void operator()(const TextValue& text) const {
-    json.member(name, text.utf8);
-    if (text.is_cut) add("_bytes", text.bytes);
-    if (!text.hex.empty()) add("_hex", text.hex);
+  void operator()(const TextView& text) const {
+    json.key(name);
+    json.begin_text();
+    const bool is_valid =
+        decode_text(text.front, text.encoding, [this](std::string_view piece) { json.put_text(piece); });
+    json.end_text();
+    if (text.is_cut()) {
+      json.key(name, "_bytes");
+      json.value(text.length);
+    }
+    if (is_valid) return;
+    json.key(name, "_hex");
+    json.begin_text();
+    if (text.encoding == TextEncoding::kWide) json.put_hex(as_bytes(kWideMark));
+    json.put_hex(text.front.first(std::min(text.front.size(), text.most_hex)));
+    json.end_text();
   }
-  void operator()(const BytesValue& bytes) const {
+  void operator()(const BytesView& bytes) const {
     json.begin_object(name);
     json.member("length", bytes.length);
-    json.member("hex", bytes.hex);
+    json.key("hex");
+    json.hex_value(bytes.front);
     json.end_object();
   }
-  void operator()(const std::vector<TextValue>& list) const {
+  void operator()(const std::vector<TextView>& list) const {
     json.begin_array(name);
-    for (const TextValue& text : list) {
+    for (const TextView& text : list) {
       json.begin_object();
       AddValue{json, "text"}(text);
       json.end_object();
     }
     json.end_array();
-  }
-
-  template <class Value>
-  void add(std::string_view suffix, const Value& value) const {
-    json.key(name, suffix);
-    json.value(value);
   }
 };
 
@@ -57,10 +66,12 @@ struct NumberText {
 
 }  // namespace
 
-TextValue text_value(Bytes bytes, size_t limit, size_t hex_limit) {
-  DecodedText text = decode_text(bytes.first(front_length(bytes, limit)));
-  return {std::move(text.utf8), bytes.size(), bytes.size() > limit,
-          text.is_valid ? std::string() : hex_text(bytes, hex_limit)};
+TextView text_view(Bytes bytes, TextEncoding encoding) {
+  return {bytes, bytes.size(), SIZE_MAX, encoding};
+}
+
+TextView text_front(Bytes bytes, size_t limit, size_t most_hex) {
+  return {bytes.first(front_length(bytes, limit)), bytes.size(), most_hex};
 }
 
 std::string number_text(const FieldValue& value) {

@@ -1,4 +1,5 @@
-// Named values of boxes and tags, from which both text and JSON are rendered.
+// Named values of boxes and tags, from which both text and JSON are rendered. Long values are views of the
+// record that holds them, and are decoded only while they are written.
 #pragma once
 
 #include <cstdint>
@@ -7,31 +8,36 @@
 #include <vector>
 
 #include "host/bytes.h"
+#include "host/decoded_text.h"
 #include "host/json_writer.h"
 
 namespace zdr::host {
 
-// A text of a file in UTF-8, or the beginning of a text longer than the limit.
-struct TextValue {
-  std::string utf8;
-  size_t bytes = 0;  // length in the file
-  bool is_cut = false;
-  std::string hex;  // bytes of the file, only if the text is not valid
+// A text of a file, or the beginning of one that is longer than a limit.
+struct TextView {
+  Bytes front;
+  size_t length = 0;           // in the file
+  size_t most_hex = SIZE_MAX;  // bytes that are shown in hex if the text is not valid
+  TextEncoding encoding = TextEncoding::kUnknown;
+
+  bool is_cut() const { return front.size() < length; }
 };
 
-// Decodes at most `limit` bytes from the beginning; of an invalid text `hex` has at most `hex_limit` bytes.
-TextValue text_value(Bytes bytes, size_t limit = SIZE_MAX, size_t hex_limit = SIZE_MAX);
+// The whole text.
+TextView text_view(Bytes bytes, TextEncoding encoding = TextEncoding::kUnknown);
+// The complete characters within the first `limit` bytes.
+TextView text_front(Bytes bytes, size_t limit, size_t most_hex);
 
-struct BytesValue {
-  size_t length;    // in the file
-  std::string hex;  // of the beginning
+struct BytesView {
+  Bytes front;
+  size_t length;  // in the file
 };
 
 using FieldValue =
-    std::variant<uint64_t, int64_t, double, std::string, TextValue, BytesValue, std::vector<TextValue>>;
+    std::variant<uint64_t, int64_t, double, std::string, TextView, BytesView, std::vector<TextView>>;
 
 struct Field {
-  std::string name;
+  const char* name;
   FieldValue value;
 };
 using Fields = std::vector<Field>;

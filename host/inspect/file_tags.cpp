@@ -28,7 +28,7 @@ Bytes span_of(const P3gppBytes& bytes) {
 }
 
 Field text_field(const P3gppBytes& bytes) {
-  return {"text", text_value(span_of(bytes))};
+  return {"text", text_view(span_of(bytes))};
 }
 
 Field number_field(const char* name, uint64_t value) {
@@ -47,9 +47,9 @@ std::string image_type(Bytes image) {
 }
 
 Fields keyword_fields(const P3gppTag& tag) {
-  std::vector<TextValue> list;
+  std::vector<TextView> list;
   for (uint32_t i = 0; i < tag.u.keywords.count; ++i)
-    list.push_back(text_value(span_of(tag.u.keywords.list[i])));
+    list.push_back(text_view(span_of(tag.u.keywords.list[i])));
   return {{"keywords", std::move(list)}};
 }
 
@@ -60,8 +60,8 @@ Fields location_fields(const P3gppTag& tag) {
           {"longitude", from_fixed(place.longitude)},
           {"latitude", from_fixed(place.latitude)},
           {"altitude", from_fixed(place.altitude)},
-          {"astronomical_body", text_value(span_of(place.astronomical_body))},
-          {"notes", text_value(span_of(place.notes))}};
+          {"astronomical_body", text_view(span_of(place.astronomical_body))},
+          {"notes", text_view(span_of(place.notes))}};
 }
 
 // The flag is the byte 0 or 1, not text.
@@ -113,11 +113,9 @@ std::vector<TagRecord> movie_tags(const ParsedMovie& movie) {
   return tags;
 }
 
-std::vector<uint8_t> movie_cover(const ParsedMovie& movie) {
+Bytes movie_cover(const ParsedMovie& movie) {
   P3gppTag tag{};
-  if (P3GPP_GetTag(movie.file(), P3GPP_TAG_ITEM_COVER, &tag) != P3GPP_OK) return {};
-  const Bytes image = span_of(tag.text);
-  return {image.begin(), image.end()};
+  return P3GPP_GetTag(movie.file(), P3GPP_TAG_ITEM_COVER, &tag) == P3GPP_OK ? span_of(tag.text) : Bytes();
 }
 
 TagRecord id3_location_record(const P3gppId3Location& location) {
@@ -129,26 +127,28 @@ TagRecord id3_location_record(const P3gppId3Location& location) {
 }  // namespace
 
 FileTags::FileTags(const std::string& file, const ParsedMovie* movie)
-    : file_(file), movie_(movie != nullptr && movie->is_open() ? movie : nullptr) {
+    : movie_(movie != nullptr && movie->is_open() ? movie : nullptr) {
   if (mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_AAC)
     id3_ = std::make_unique<const Id3Tags>(file);
+  P3gppId3Location location{};
+  if (movie_ == nullptr || P3GPP_GetId3Location(movie_->file(), &location) != P3GPP_OK) return;
+  id3_location_ = id3_location_record(location);
+  id3_ = std::make_unique<const Id3Tags>(file, location.offset, location.size);
 }
 
 std::vector<TagRecord> FileTags::records() const {
-  if (id3_) return id3_->records();
-  if (movie_ == nullptr) return {};
+  if (movie_ == nullptr) return id3_ ? id3_->records() : std::vector<TagRecord>();
   std::vector<TagRecord> records = movie_tags(*movie_);
-  P3gppId3Location location{};
-  if (P3GPP_GetId3Location(movie_->file(), &location) != P3GPP_OK) return records;
-  records.push_back(id3_location_record(location));
-  std::vector<TagRecord> inside = Id3Tags(file_, location.offset, location.size).v2_records();
+  if (!id3_) return records;
+  records.push_back(id3_location_);
+  std::vector<TagRecord> inside = id3_->v2_records();
   std::move(inside.begin(), inside.end(), std::back_inserter(records));
   return records;
 }
 
-std::vector<uint8_t> FileTags::cover() const {
-  if (id3_) return id3_->picture();
-  return movie_ != nullptr ? movie_cover(*movie_) : std::vector<uint8_t>();
+Bytes FileTags::cover() const {
+  if (movie_ != nullptr) return movie_cover(*movie_);
+  return id3_ ? id3_->picture() : Bytes();
 }
 
 }  // namespace zdr::host

@@ -1,7 +1,6 @@
 // The tags and the cover of an ISO media or AAC file, as `zdr info` shows them.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,14 +16,14 @@ class FileTags {
   // `movie` is the opened ISO media file and must outlive the object; null for other files.
   FileTags(const std::string& file, const ParsedMovie* movie);
 
+  // Both are valid as long as the object. The bytes of the cover image are empty if there is none.
   std::vector<TagRecord> records() const;
-  // The bytes of the cover image; empty if there is none.
-  std::vector<uint8_t> cover() const;
+  Bytes cover() const;
 
  private:
-  std::string file_;
   const ParsedMovie* movie_;
-  std::unique_ptr<const Id3Tags> id3_;  // of an AAC file
+  std::unique_ptr<const Id3Tags> id3_;  // of an AAC file, or of the box for them in an ISO media file
+  TagRecord id3_location_;              // of that box
 };
 
 }  // namespace zdr::host

@@ -65,22 +65,15 @@ constexpr NamedField kFields[] = {
 
 constexpr const char* kImageNames[] = {"JPEG", "GIF", "PNG"};
 
-// The text as UTF-16, little endian, after a byte order mark.
-std::vector<uint8_t> with_byte_order_mark(std::u16string_view text) {
-  std::vector<uint8_t> bytes{0xFF, 0xFE};
-  for (const char16_t unit : text) {
-    bytes.push_back(static_cast<uint8_t>(unit & 0xFF));
-    bytes.push_back(static_cast<uint8_t>(unit >> 8));
-  }
-  return bytes;
-}
-
 void add_records(const char* version, const ID3P_Tag* tag, std::vector<TagRecord>& records) {
   if (tag == nullptr) return;
   for (const NamedField& named : kFields) {
     const char16_t* const text = tag->text.*named.field;
     if (text == nullptr || *text == 0) continue;
-    records.push_back({named.name, version, "", {{"text", text_value(with_byte_order_mark(text))}}});
+    records.push_back({named.name,
+                       version,
+                       "",
+                       {{"text", text_view(as_bytes(std::u16string_view(text)), TextEncoding::kWide)}}});
   }
   const ID3P_Picture* const picture = tag->text.picture;
   if (picture == nullptr || picture->data_length == 0) return;
@@ -94,15 +87,23 @@ void add_records(const char* version, const ID3P_Tag* tag, std::vector<TagRecord
 }  // namespace
 
 Id3Tags::Id3Tags(const std::string& file) {
-  status_ = with_memory(ID3P_Parse(open_file(file).get(), &kFileIo, &tags_), ID3P_ERR_NO_MEMORY);
+  parse(open_file(file).get(), kFileIo);
 }
 
-Id3Tags::Id3Tags(const std::string& file, uint64_t offset, uint64_t size) : status_(ID3P_ERR_FAILED) {
+Id3Tags::Id3Tags(const std::string& file, uint64_t offset, uint64_t size) {
   const OwnedFile handle = open_file(file);
   if (!handle || offset > INT32_MAX || size > INT32_MAX) return;
   FilePart part{handle.get(), static_cast<int64_t>(offset), static_cast<int64_t>(size), 0};
-  if (seek_part(&part, 0, 0) == 0)
-    status_ = with_memory(ID3P_Parse(&part, &kPartIo, &tags_), ID3P_ERR_NO_MEMORY);
+  if (seek_part(&part, 0, 0) == 0) parse(&part, kPartIo);
+}
+
+// Without memory for the body of a tag, the parser reports a tag without texts; the file is then still where
+// the body begins.
+void Id3Tags::parse(void* handle, const AACF_FileIo& io) {
+  status_ = with_memory(ID3P_Parse(handle, &io, &tags_), ID3P_ERR_NO_MEMORY);
+  if (status_ == ID3P_OK && v2_bytes() != 0 && io.tell(handle) != static_cast<int32_t>(v2_bytes())) {
+    throw std::bad_alloc();
+  }
 }
 
 uint32_t Id3Tags::v2_bytes() const {
@@ -129,10 +130,9 @@ std::vector<TagRecord> Id3Tags::records() const {
   return records;
 }
 
-std::vector<uint8_t> Id3Tags::picture() const {
+Bytes Id3Tags::picture() const {
   const ID3P_Picture* const picture = tags_.v23 != nullptr ? tags_.v23->text.picture : nullptr;
-  if (picture == nullptr) return {};
-  return {picture->data, picture->data + picture->data_length};
+  return picture != nullptr ? Bytes(picture->data, picture->data_length) : Bytes();
 }
 
 }  // namespace zdr::host

@@ -1,35 +1,47 @@
 // Renders tags as lines and as JSON.
 #include "host/inspect/tag_record.h"
 
+#include <ostream>
+#include <utility>
+
 #include "host/decoded_text.h"
 
 namespace zdr::host {
 namespace {
 
-std::string value_text(const FieldValue& value) {
+void print_text(const TextView& text, std::ostream& out) {
+  decode_text(text.front, text.encoding, [&out](std::string_view piece) { out << printable(piece); });
+}
+
+void print_value(const FieldValue& value, std::ostream& out) {
   const auto* plain = std::get_if<std::string>(&value);
-  if (plain != nullptr) return printable(*plain);
-  const auto* text = std::get_if<TextValue>(&value);
-  if (text != nullptr) return printable(text->utf8);
-  const auto* list = std::get_if<std::vector<TextValue>>(&value);
-  if (list == nullptr) return number_text(value);
-  std::string joined;
-  for (const TextValue& item : *list) joined.append(joined.empty() ? "" : ", ").append(printable(item.utf8));
-  return joined;
+  if (plain != nullptr) out << printable(*plain);
+  const auto* text = std::get_if<TextView>(&value);
+  if (text != nullptr) print_text(*text, out);
+  const auto* list = std::get_if<std::vector<TextView>>(&value);
+  if (list == nullptr) {
+    out << number_text(value);
+    return;
+  }
+  const char* separator = "";
+  for (const TextView& item : *list) {
+    out << std::exchange(separator, ", ");
+    print_text(item, out);
+  }
 }
 
 }  // namespace
 
-std::string tag_line(const TagRecord& tag) {
-  std::string text;
+void print_tag(const TagRecord& tag, std::ostream& out) {
+  const std::string language = tag.language.empty() ? "" : ", " + printable(tag.language);
+  out << printable(tag.tag) << " (" << printable(tag.type) << language << "): ";
+  const char* separator = "";
   for (const Field& field : tag.fields) {
     const bool has_name =
-        field.name != "text" && !std::holds_alternative<std::vector<TextValue>>(field.value);
-    if (!text.empty()) text += ", ";
-    text += (has_name ? field.name + " " : "") + value_text(field.value);
+        std::string_view(field.name) != "text" && !std::holds_alternative<std::vector<TextView>>(field.value);
+    out << std::exchange(separator, ", ") << (has_name ? field.name + std::string(" ") : "");
+    print_value(field.value, out);
   }
-  const std::string language = tag.language.empty() ? "" : ", " + printable(tag.language);
-  return printable(tag.tag) + " (" + printable(tag.type) + language + "): " + text;
 }
 
 void add_tags(JsonWriter& json, const std::vector<TagRecord>& tags) {

@@ -1,6 +1,7 @@
-// One tag of a file, independent of its format in the file.
+// One tag of a file, independent of its format in the file. Its texts are those of the parser that read it.
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -15,8 +16,8 @@ struct TagRecord {
   Fields fields;         // a main text, named "text", comes first
 };
 
-// "title (titl, eng): ...", with control characters made visible.
-std::string tag_line(const TagRecord& tag);
+// Prints "title (titl, eng): ...", with control characters made visible.
+void print_tag(const TagRecord& tag, std::ostream& out);
 
 // Adds an array "tags" with one object per tag: "tag", "type", "language" if the tag has one, then the
 // fields.

@@ -68,7 +68,7 @@ TEST(DecodedText, LanguagesAndTypesAreReadable) {
   EXPECT_EQ(host::from_fixed(0xFFFF8000), -0.5);
 }
 
-TEST(TextValue, LongTextIsCutBetweenCharactersAndInvalidTextHasItsBytes) {
+TEST(TextView, LongTextIsCutBetweenCharactersAndInvalidTextHasItsBytes) {
   const std::string euros = "\xE2\x82\xAC\xE2\x82\xAC\xE2\x82\xAC";
   const std::string wide = "\xFE\xFF\0A\0B"s;
   const std::string bad = "\xFFno";
@@ -88,7 +88,7 @@ TEST(TextValue, LongTextIsCutBetweenCharactersAndInvalidTextHasItsBytes) {
     std::ostringstream out;
     host::JsonWriter json(out, host::JsonWriter::Layout::kOneLine);
     json.begin_object();
-    host::add_field(json, {"t", host::text_value(as_bytes(bytes), limit, hex_limit)});
+    host::add_field(json, {"t", host::text_front(as_bytes(bytes), limit, hex_limit)});
     json.end_object();
     EXPECT_EQ(out.str(), expected + "\n") << limit;
   }
