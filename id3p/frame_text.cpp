@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <new>
 
 #include "os/os.h"
@@ -73,52 +72,43 @@ Units utf16_comment(const EncodedText& text) {
   return utf16_text(text, 0);
 }
 
-using Characters = std::unique_ptr<char[]>;
-
-// Copies up to the first zero byte; the rest is zero.
-Characters single_byte_text(Bytes bytes) {
-  Characters characters(new (std::nothrow) char[bytes.size() + 1]());
-  if (!characters || bytes.empty()) return characters;
-  const auto end = std::find(bytes.begin(), bytes.end(), 0);
-  std::copy(bytes.begin(), end, characters.get());
-  return characters;
+Bytes up_to_zero(Bytes bytes) {
+  return {bytes.begin(), std::find(bytes.begin(), bytes.end(), 0)};
 }
 
-Units converted(const Characters& characters, size_t length) {
-  Units units = characters ? make_units(length) : nullptr;
-  if (units) OS_AnsiToWide(characters.get(), units.get(), static_cast<uint32_t>(length));
-  return units;
-}
-
-// Converts up to the first zero byte, in pieces, because the conversion takes text with a zero at its end.
-Units single_byte_units(Bytes bytes) {
+// Converts text without zero bytes, in pieces, because the conversion takes text with a zero at its end.
+void convert(Bytes text, char16_t* out) {
   constexpr size_t kPieceBytes = 512;
   std::array<char, kPieceBytes + 1> piece;
-  Units units = make_units(bytes.size());
-  Bytes left(bytes.begin(), std::find(bytes.begin(), bytes.end(), 0));
-  for (char16_t* out = units.get(); units && !left.empty();) {
-    const Bytes part = left.first(std::min(left.size(), kPieceBytes));
+  while (!text.empty()) {
+    const Bytes part = text.first(std::min(text.size(), kPieceBytes));
     *std::copy(part.begin(), part.end(), piece.begin()) = '\0';
     OS_AnsiToWide(piece.data(), out, static_cast<uint32_t>(part.size()));
     out += part.size();
-    left = left.subspan(part.size());
+    text = text.subspan(part.size());
   }
+}
+
+Units single_byte_text(Bytes bytes) {
+  Units units = make_units(bytes.size());
+  if (units) convert(up_to_zero(bytes), units.get());
   return units;
 }
 
 Comment single_byte_comment(Bytes bytes) {
-  const Characters characters = single_byte_text(bytes);
-  if (!characters) return {nullptr, true};
-  const auto terminator = std::find(bytes.begin(), bytes.end(), 0);
-  if (terminator != bytes.end()) {
-    const Bytes rest(terminator + 1, bytes.end());
-    if (rest.empty()) return {};
-    // Kept: a text without a terminator is followed by the rest of a longer description.
-    std::strncpy(characters.get(), reinterpret_cast<const char*>(rest.data()), rest.size());
+  const Bytes description = up_to_zero(bytes);
+  const Bytes rest = bytes.subspan(std::min(bytes.size(), description.size() + 1));
+  const bool has_terminator = description.size() < bytes.size();
+  if (has_terminator && rest.empty()) return {};
+  Units units = make_units(bytes.size());
+  if (!units) return {nullptr, true};
+  const Bytes text = up_to_zero(rest);
+  convert(text, units.get());
+  // Kept: a text without a terminator is followed by the rest of a longer description.
+  if (text.size() == rest.size() && description.size() > text.size()) {
+    convert(description.subspan(text.size()), units.get() + text.size());
   }
-  Units units = converted(characters, bytes.size());
-  const bool out_of_memory = !units;
-  return {std::move(units), out_of_memory};
+  return {std::move(units), false};
 }
 
 }  // namespace
@@ -134,7 +124,7 @@ std::optional<EncodedText> find_text(Bytes frame_body, uint8_t encoding, ByteOrd
 
 Units text_of(const EncodedText& text) {
   if (text.encoding == Encoding::kUtf16) return utf16_text(text, 0);
-  return single_byte_units(text.bytes);
+  return single_byte_text(text.bytes);
 }
 
 Comment comment_of(const EncodedText& text) {

@@ -21,6 +21,7 @@
 #include "host/terminal.h"
 #include "host/time_text.h"
 #include "host/writers/output_file.h"
+#include "platform/win32/read_failures.h"
 
 namespace zdr::host {
 namespace {
@@ -85,17 +86,17 @@ FileReport describe(const std::string& file, const SourcePlayer& player, Message
   return report;
 }
 
-// The filter has opened the AAC file already, so opening it again fails for want of memory, or because the
-// file was changed; the reader does not state which.
-ExitCode check_stream(const std::string& file, const FileReport& report, Messages& messages) {
+// The filter has opened the AAC file already, so opening it again fails because it cannot be read any more,
+// for want of memory, or because it was changed; the reader does not state which.
+ExitCode check_stream(const std::string& file, FileReport& report, Messages& messages) {
   const bool is_foreign = report.clip.result == E_NOINTERFACE;  // which may open other files than the reader
-  if (!report.stream || is_foreign) return ExitCode::kDone;
-  if (report.clip.info && report.stream->status == AACF_OK) return ExitCode::kDone;
-  messages.error({MessageCode::kFileNotReadable,
-                  file,
-                  {},
-                  "cannot be opened a second time",
-                  std::to_string(report.stream->status)});
+  if (!report.stream || (report.clip.info && report.stream->status == AACF_OK)) return ExitCode::kDone;
+  const std::string status = std::to_string(report.stream->status);
+  if (report.stream->status != AACF_OK) report.stream.reset();
+  if (is_foreign) return ExitCode::kDone;
+  platform::ReadFailure failure{};
+  if (platform::first_read_failure(failure)) return ExitCode::kLoss;  // which is reported at the end
+  messages.error({MessageCode::kFileNotReadable, file, {}, "cannot be opened a second time", status});
   return ExitCode::kLoss;
 }
 

@@ -223,6 +223,7 @@ ExitCode SourcePlayer::start(const std::function<bool()>& on_slice) {
 }
 
 ExitCode SourcePlayer::fail_to_start(HRESULT hr) {
+  with_memory(hr);
   messages_.error({MessageCode::kGraphFailed,
                    file_,
                    {},

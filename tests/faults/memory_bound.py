@@ -164,8 +164,8 @@ FILES = {
         b"titl", b"\x15\xc7\xfe\xff", b"\x20\xac" * (size // 2 - 500))),
     "texts.mp4": lambda size: movie_with(size, b"udta", b"".join(full_box(
         kind, b"\x15\xc7", b"\xff" * (size // 6 - 200)) for kind in (b"titl", b"dscp", b"cprt", b"perf", b"auth", b"gnre"))),
-    "id3-text.mp4": lambda size: movie_with(size, b"meta", full_box(b"ID32", b"\x15\xc7", id3_tag(
-        id3_frame(b"TIT2", b"\0" + b"x" * (size - 1200))))),
+    "id3-text.mp4": lambda size: movie_with(size, full_box(b"meta", full_box(b"ID32", b"\x15\xc7", id3_tag(
+        id3_frame(b"TIT2", b"\0" + b"x" * (size - 1200)))))),
     "sdp.mp4": lambda size: movie_with(size, b"trak", b"udta", b"hnti", box(b"sdp ", b"x" * (size - 1000))),
     "references-of-track.mp4": lambda size: movie_with(size, b"trak", box(b"tref", bytes(size - 1000))),
     "object-descriptor.mp4": lambda size: movie_with(size, full_box(b"iods", bytes(size - 1000))),
@@ -201,7 +201,7 @@ DOCUMENTED = {0, 1, 2, 3, 4, 5}
 
 def peak_kib(arguments, command):
     """The exit code, the peak, and whether the limit of the program ended the run."""
-    environment = {**os.environ, **preload(arguments.failing_malloc), "FAILING_MALLOC": "0 1 0 once 60"}
+    environment = {**os.environ, **preload(arguments.failing_malloc), "FAILING_MALLOC": "0 1 0 once 600"}
     with tempfile.TemporaryDirectory() as folder:
         run = subprocess.run([arguments.program.resolve(), *command], cwd=folder, env=environment, check=True, capture_output=True)
         messages = pathlib.Path(folder, "0", "err").read_text(errors="replace")
