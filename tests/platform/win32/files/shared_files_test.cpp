@@ -66,6 +66,7 @@ TEST_F(ShareModes, ThreeOpensMustAllBeCompatible) {
 TEST_F(ShareModes, AKilledHolderLosesItsLocksAndSideFile) {
   const fs::path folder = fs::path(std::getenv("XDG_RUNTIME_DIR")) / "zdr" / "share";
   const std::string name = make_file("file");
+  fs::remove_all(folder);  // what programs that other tests have killed left
   ChildProcess child;
   ASSERT_EQ(child.call(command("f", 1, 0, name)), "0");
   EXPECT_EQ(failed_open(open_for(name, GENERIC_READ, 7)), ERROR_SHARING_VIOLATION);
