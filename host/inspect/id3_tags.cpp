@@ -98,9 +98,13 @@ Id3Tags::Id3Tags(const std::string& file, uint64_t offset, uint64_t size) {
 }
 
 // Without memory for the body of a tag, the parser reports a tag without texts; the file is then still where
-// the body begins.
+// the body begins. For a picture without memory it has the status of damage, which counts only if it recurs.
 void Id3Tags::parse(void* handle, const AACF_FileIo& io) {
   status_ = with_memory(ID3P_Parse(handle, &io, &tags_), ID3P_ERR_NO_MEMORY);
+  if (status_ == ID3P_ERR_FAILED) {
+    ID3P_FreeTags(&tags_);
+    status_ = with_memory(ID3P_Parse(handle, &io, &tags_), ID3P_ERR_NO_MEMORY);
+  }
   if (status_ == ID3P_OK && v2_bytes() != 0 && io.tell(handle) != static_cast<int32_t>(v2_bytes())) {
     throw std::bad_alloc();
   }
