@@ -5,7 +5,7 @@
 #include <ostream>
 
 #include "host/commands/crc32.h"
-#include "host/json_report.h"
+#include "host/json_writer.h"
 #include "host/terminal.h"
 
 namespace zdr::host {
@@ -27,7 +27,7 @@ using RowText = std::array<char, 200>;
 // The part of a row that is the same for all samples of a pin. It is escaped, since the pins of other filters
 // may have any name.
 std::string row_prefix(const std::string& pin, bool json) {
-  if (json) return "{\"schema\":" + std::to_string(kJsonSchema) + ",\"pin\":" + json_string(pin) + ",";
+  if (json) return "{\"pin\":" + json_string(pin) + ",";
   if (pin.find_first_of(",\"\r\n") == std::string::npos) return pin + ",";
   std::string quoted = "\"";
   for (const char c : pin) quoted.append(c == '"' ? 2 : 1, c);
@@ -36,12 +36,13 @@ std::string row_prefix(const std::string& pin, bool json) {
 
 // Formats the rest of a row and returns its length.
 int format_row(RowText& text, const SampleRow& row, bool json) {
-  const char* format = json ? "\"index\":%llu,\"start\":%lld,\"stop\":%lld,\"size\":%zu,"
-                              "\"sync\":%d,\"discontinuity\":%d,\"preroll\":%d,\"crc32\":\"%08x\"}\n"
-                            : "%llu,%lld,%lld,%zu,%d,%d,%d,%08x\n";
+  const char* const format = json ? "\"index\":%llu,\"start\":%lld,\"stop\":%lld,\"size\":%zu,"
+                                    "\"sync\":%s,\"discontinuity\":%s,\"preroll\":%s,\"crc32\":\"%08x\"}\n"
+                                  : "%llu,%lld,%lld,%zu,%s,%s,%s,%08x\n";
+  const auto flag = [json](bool set) { return json ? (set ? "true" : "false") : (set ? "1" : "0"); };
   return std::snprintf(text.data(), text.size(), format, static_cast<unsigned long long>(row.index),
                        static_cast<long long>(row.start), static_cast<long long>(row.stop), row.size,
-                       row.sync, row.discontinuity, row.preroll, row.crc);
+                       flag(row.sync), flag(row.discontinuity), flag(row.preroll), row.crc);
 }
 
 }  // namespace

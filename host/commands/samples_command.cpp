@@ -1,10 +1,13 @@
 // `zdr samples`: prints one row per delivered media sample, one pin after the other, the same in every run.
+// As JSON, each row is a line, between one that names the file and one with the totals.
 #include <list>
+#include <memory>
 #include <ostream>
 
 #include "host/commands/commands.h"
 #include "host/commands/row_recorder.h"
 #include "host/graph/file_run.h"
+#include "host/json_report.h"
 #include "host/memory.h"
 
 namespace zdr::host {
@@ -18,6 +21,7 @@ class Listing final : public ConsumerOwner {
         run_(options.files.front(), options, FileRun::Use::kListing, messages, *this) {}
 
   ExitCode run(std::ostream& out);
+  void write_totals(JsonWriter& json) const;
 
  private:
   PinConsumer& add_consumer(const std::string& pin_name, DeliveryGuard& guard) override {
@@ -51,14 +55,50 @@ ExitCode Listing::print(std::ostream& out) {
   return result;
 }
 
+void Listing::write_totals(JsonWriter& json) const {
+  for (const RowRecorder& recorder : recorders_) {
+    json.begin_object();
+    json.member("pin", recorder.pin_name());
+    json.member("samples", recorder.samples());
+    json.member("payload_bytes", recorder.payload_bytes());
+    json.end_object();
+  }
+}
+
+void print_first_line(const std::string& file, std::ostream& out) {
+  JsonWriter json(out, JsonWriter::Layout::kOneLine);
+  json.begin_object();
+  json.member("schema", kJsonSchema);
+  add_name(json, "file", file);
+  json.end_object();
+}
+
+// `listing` is null if there was no memory for it.
+void print_last_line(const Listing* listing, ExitCode code, Messages& messages, std::ostream& out) {
+  JsonWriter json(out, JsonWriter::Layout::kOneLine);
+  json.begin_object();
+  json.member("exit_code", static_cast<int>(code));
+  json.begin_array("streams");
+  if (listing != nullptr) listing->write_totals(json);
+  json.end_array();
+  end_json(json, messages);
+}
+
 }  // namespace
 
 ExitCode run_samples(const Options& options, std::ostream& out) {
   catch_interrupts();
-  Messages messages(options.quiet);
-  const ExitCode result =
-      report_memory(options.files.front(), messages, [&] { return Listing(options, messages).run(out); });
-  return interrupted() ? ExitCode::kInterrupted : result;
+  const std::string& file = options.files.front();
+  Messages messages(options.quiet || options.json);
+  if (options.json) print_first_line(file, out);
+  std::unique_ptr<Listing> listing;
+  ExitCode result = report_memory(file, messages, [&] {
+    listing = std::make_unique<Listing>(options, messages);
+    return listing->run(out);
+  });
+  if (interrupted()) result = ExitCode::kInterrupted;
+  if (options.json) print_last_line(listing.get(), result, messages, out);
+  return result;
 }
 
 }  // namespace zdr::host
