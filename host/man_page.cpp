@@ -48,7 +48,7 @@ what is left out by design.
 .SH OPTIONS
 .TP
 .B \-\-help
-print the usage; after the name of a command, that of the command.
+print the usage; after the name of a command, that of the command, as does \fBzdr help\fR \fICOMMAND\fR.
 .TP
 .B \-\-version
 print the version.
@@ -99,7 +99,8 @@ constexpr Term kExitCodes[] = {
 };
 
 constexpr Term kEnvironment[] = {
-    {"NO_COLOR", "no colour on a terminal"},
+    {"NO_COLOR", "unless empty, no colour on a terminal"},
+    {"TERM", "\"dumb\": neither colour nor a progress line"},
     {"ZDR_MODULE", "path of the filter module, whatever the registry says"},
     {"ZDR_REGISTRY", "absolute path of the registry's file"},
     {"XDG_DATA_HOME", "folder of zdr/registry.reg (default: ~/.local/share)"},
