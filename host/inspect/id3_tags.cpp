@@ -2,7 +2,9 @@
 #include "host/inspect/id3_tags.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
 #include "host/inspect/os_file.h"
 #include "host/memory.h"
@@ -84,14 +86,22 @@ void add_records(const char* version, const ID3P_Tag* tag, std::vector<TagRecord
        {{"image", std::string(kImageNames[picture->format])}, {"bytes", uint64_t{picture->data_length}}}});
 }
 
+// The file was opened before, so if it is still there, it is memory or handles that lack.
+OwnedFile reopened(const std::string& file) {
+  OwnedFile handle = open_file(file);
+  std::error_code code;
+  if (!handle && std::filesystem::exists(file, code)) throw std::bad_alloc();
+  return handle;
+}
+
 }  // namespace
 
 Id3Tags::Id3Tags(const std::string& file) {
-  parse(open_file(file).get(), kFileIo);
+  parse(reopened(file).get(), kFileIo);
 }
 
 Id3Tags::Id3Tags(const std::string& file, uint64_t offset, uint64_t size) {
-  const OwnedFile handle = open_file(file);
+  const OwnedFile handle = reopened(file);
   if (!handle || offset > INT32_MAX || size > INT32_MAX) return;
   FilePart part{handle.get(), static_cast<int64_t>(offset), static_cast<int64_t>(size), 0};
   if (seek_part(&part, 0, 0) == 0) parse(&part, kPartIo);
