@@ -9,6 +9,7 @@
 #include "platform/win32/debug_output.h"
 #include "tests/platform/win32/child_process.h"
 #include "tests/platform/win32/win32_test_support.h"
+#include "tests/support/registry_file.h"
 
 namespace zdr::test {
 
@@ -83,6 +84,7 @@ TEST_F(FileOpen, OpenAlwaysCreatesTheTargetOfALink) {
 }
 
 TEST_F(FileOpen, NothingIsInheritedByOtherPrograms) {
+  const RegistryFile registry;  // not that of the user
   ChildProcess child;
   const std::string before = child.call("inheritable");
   EXPECT_EQ(child.call("open-file f 2147483648 1 " + make_file("file")), "0");
