@@ -124,9 +124,10 @@ a command prints one object, in UTF\-8. The object of a file ends with its "erro
 each an object with a "code" and a "text", and has its "exit_code"; with several files, the array
 "files" has one object for each.
 .B samples
-prints one object per line and sample, with the names of the columns above. Times are integers in
-units of 100 ns, or in a time scale that is beside them. A name that is not UTF\-8 is repeated in
-hexadecimal digits, under its key with "_hex" added.
+prints one object per line: one with the name of the file, one per sample with the names of the
+columns above and marks as true or false, and one with the totals of each pin, messages and exit
+code. Times are integers in units of 100 ns, or in a time scale that is beside them. A name that is
+not UTF\-8 is repeated in hexadecimal digits, under its key with "_hex" added.
 )";
 
 constexpr const char* kFiles = R"(.SH FILES
@@ -151,10 +152,11 @@ ignored when the program started, as under nohup, remains ignored.
 
 constexpr const char* kLimits = R"(.SH LIMITS
 Only the first audio and the first video track of a file are played, and only codecs that have an
-output format above. Edit lists are not applied, so priming is not trimmed. Movie fragments and text
-tracks are not read. AAC is decoded if it is LC or LTP, mono or stereo, with frames of 1024 samples,
-with or without SBR and parametric stereo; of an AAC file, the last one or two frames are not read,
-and parametric stereo is not used. Files must be seekable.
+output format above. Edit lists are not applied, so priming is not trimmed. Text tracks are not read.
+Movie fragments and headers with 64\-bit times are not read, and what they hold is reported as lost.
+AAC is decoded if it is LC or LTP, mono or stereo, with frames of 1024 samples, with or without SBR
+and parametric stereo; of an AAC file, the last one or two frames are not read, and parametric stereo
+is not used. Files must be seekable.
 )";
 
 void append_option(std::ostringstream& out, const OptionRow& option) {
