@@ -63,7 +63,7 @@ constexpr size_t instance_bytes(int32_t mode) {
   return bytes;
 }
 
-// Allocates and constructs an instance; null when out of memory. The caller frees it with its release
+// Allocates and constructs an instance; null if out of memory. The caller frees it with its release
 // operation.
 Zd_AAC_Dec_Instance* create_instance(int32_t mode);
 

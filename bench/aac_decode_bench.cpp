@@ -12,8 +12,10 @@
 #include "aacdec/zd_aac_dec.h"
 #include "mediakit/aac/adts_file.h"
 
-namespace zdr::aacdec {
+namespace zdr::bench {
 namespace {
+
+using namespace aacdec;
 
 struct Closer {
   void operator()(Zd_AAC_Dec_Instance* instance) const { Zd_AAC_Dec_Close(instance); }
@@ -68,4 +70,4 @@ BENCHMARK_CAPTURE(decode_file, he_v1, "he-aac-v1-stereo.aac")->ArgName("level")-
 BENCHMARK_CAPTURE(decode_file, he_v2, "he-aac-v2.aac")->ArgName("level")->DenseRange(0, 2);
 
 }  // namespace
-}  // namespace zdr::aacdec
+}  // namespace zdr::bench

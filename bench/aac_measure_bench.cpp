@@ -14,8 +14,10 @@
 #include "aacdec/zd_aac_dec.h"
 #include "mediakit/aac/adts_file.h"
 
-namespace zdr::aacdec {
+namespace zdr::bench {
 namespace {
+
+using namespace aacdec;
 
 const test::AdtsFile& input() {
   static const test::AdtsFile file = [] {
@@ -134,4 +136,4 @@ void parse_frames_with_values(benchmark::State& state) {
 BENCHMARK(parse_frames_with_values);
 
 }  // namespace
-}  // namespace zdr::aacdec
+}  // namespace zdr::bench

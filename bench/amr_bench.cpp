@@ -10,6 +10,7 @@
 #include "mediakit/files/temp_folder.h"
 #include "os/os.h"
 
+namespace zdr::bench {
 namespace {
 
 constexpr uint32_t kFileBytes = 100'000'000;
@@ -33,7 +34,7 @@ class SpeechFile {
   uint32_t frames() const { return frames_; }
 
  private:
-  zdr::test::TempFolder folder_;
+  test::TempFolder folder_;
   std::filesystem::path path_;
   std::u16string wide_path_;
   uint32_t frames_ = 0;
@@ -104,3 +105,4 @@ void BM_WalkToTheLast(benchmark::State& state) {
 BENCHMARK(BM_WalkToTheLast)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+}  // namespace zdr::bench

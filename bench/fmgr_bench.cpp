@@ -9,9 +9,10 @@
 #include "mediakit/files/sources.h"
 #include "os/os.h"
 
+namespace zdr::bench {
 namespace {
 
-using namespace zdr::test;
+using namespace test;
 
 constexpr uint32_t kFileBytes = 100'000'000;
 constexpr uint32_t kReadBytes = 300;
@@ -81,3 +82,4 @@ BENCHMARK(BM_ManagerPairs)->ArgName("order")->Arg(kForward)->Arg(kRandom)->Arg(k
 BENCHMARK(BM_OsPairs)->ArgName("order")->Arg(kForward)->Arg(kRandom)->Arg(kTwoRegions);
 
 }  // namespace
+}  // namespace zdr::bench

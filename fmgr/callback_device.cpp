@@ -10,7 +10,7 @@ namespace {
 struct CallbackDevice : FMGR_Device {
   void* caller;
   FMGR_ReadCallback read;
-  FMGR_WriteCallback write;  // null when the device only reads
+  FMGR_WriteCallback write;  // null if the device only reads
   uint64_t position;
   uint64_t size;
 };

@@ -45,7 +45,7 @@ extern const FMGR_DeviceOps kMemoryOps;
 extern const FMGR_DeviceOps kReservedOps;
 extern const FMGR_DeviceOps kCallbackReadWriteOps;
 
-// Opens the device that `descriptor` describes. Null when its type is unknown or the open fails.
+// Opens the device that `descriptor` describes. Null if its type is unknown or the open fails.
 FMGR_Device* open_device(const FMGR_Descriptor& descriptor, uint32_t os_mode, FMGR_Stream* owner);
 
 // For the slots of operations that a device type does not have.

@@ -5,7 +5,7 @@
 
 namespace zdr::fmgr {
 
-// Null when the mode names no access, the device does not open or memory runs out.
+// Null if the mode names no access, the device does not open or memory runs out.
 FMGR_Stream* open_stream(const FMGR_Descriptor& descriptor, const char* mode, FMGR_Context& context);
 
 // Writes back, detaches and releases the stream. Returns the status of closing the device, if that was its

@@ -26,7 +26,7 @@ struct FMGR_Buffer {
   uint64_t position = 0;  // of the first byte in the file
   uint32_t cursor = 0;    // index of the next byte to read
   uint32_t capacity = 0;
-  uint32_t valid = 0;                 // bytes in `data`; 0 when empty
+  uint32_t valid = 0;                 // bytes in `data`; 0 if empty
   std::unique_ptr<uint8_t[]> data{};  // allocated at the first read
   FMGR_Stream* owner = nullptr;
   FMGR_Buffer* previous = nullptr;

@@ -12,9 +12,9 @@ int32_t read_device(FMGR_Stream& stream, void* buffer, uint32_t count);
 int32_t write_device(FMGR_Stream& stream, const void* buffer, uint32_t count);
 
 int32_t device_size(const FMGR_File& file, uint64_t* size);
-// For seeks, which cannot fail: 0 when the device does not know its size.
+// For seeks, which cannot fail: 0 if the device does not know its size.
 uint64_t device_size_or_zero(const FMGR_File& file);
-// FMGR_ERR_TOO_LARGE and 0 when the size does not fit a signed 32-bit number.
+// FMGR_ERR_TOO_LARGE and 0 if the size does not fit a signed 32-bit number.
 int32_t device_size32(const FMGR_File& file, uint32_t* size);
 
 // Set the position of the stream. An unknown `whence` changes nothing.

@@ -62,9 +62,9 @@ class Decoder {
   int32_t decode(const uint8_t* unit, size_t size) {
     auto consumed = static_cast<int32_t>(size);
     auto written = static_cast<int32_t>(2 * pcm_.size());
-    const int32_t room = written;
+    const int32_t capacity = written;
     if (Zd_AAC_Dec_Decode(instance_, unit, &consumed, pcm_.data(), &written) != ZD_AAC_DEC_OK) return -1;
-    require(written >= 0 && written <= room && written % (2 * channels_) == 0,
+    require(written >= 0 && written <= capacity && written % (2 * channels_) == 0,
             "whole samples are written, within the buffer");
     require(consumed >= 0 && consumed <= static_cast<int32_t>(size), "no more is consumed than there is");
     return consumed;

@@ -28,7 +28,7 @@ struct EncodedText {
 // unknown; the frame is skipped then.
 std::optional<EncodedText> find_text(Bytes frame_body, uint8_t encoding, ByteOrderMark mark);
 
-// Converts the text up to the first zero. Null when out of memory.
+// Converts the text up to the first zero. Null if out of memory.
 Units text_of(const EncodedText& text);
 
 // The text of a comment, which follows a language code and a short description.

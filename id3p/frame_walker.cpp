@@ -38,7 +38,7 @@ struct FrameLayout {
   size_t size_bytes;
   size_t flag_bytes;
   std::span<const FieldRow> fields;
-  std::string_view picture_id;  // empty when pictures are not read
+  std::string_view picture_id;  // empty if pictures are not read
   ByteOrderMark mark;
 
   size_t header_bytes() const { return id_bytes + size_bytes + flag_bytes; }

@@ -42,13 +42,13 @@ typedef struct ID3P_Picture {
   uint8_t* text_encoding; /* one byte: the body's byte at offset 4 */
   char* mime_type;        /* "image/png", "image/jpeg", or seven bytes that are neither */
   uint8_t* picture_type;  /* one byte */
-  uint8_t* description;   /* the bytes from the picture type to the image; null when empty */
+  uint8_t* description;   /* the bytes from the picture type to the image; null if empty */
   uint8_t* data;          /* the image */
   uint32_t format;        /* an ID3P_PICTURE_ format; 0 also without an image */
-  uint32_t data_length;   /* bytes of the image, 0 when none was found */
+  uint32_t data_length;   /* bytes of the image, 0 if none was found */
 } ID3P_Picture;
 
-/* The texts of a tag: null when absent, else zero-terminated and owned by the record. */
+/* The texts of a tag: null if absent, else zero-terminated and owned by the record. */
 typedef struct ID3P_Text {
   char16_t* title;
   char16_t* artist;
@@ -79,7 +79,7 @@ typedef struct ID3P_V24Info {
   uint8_t footer; /* 0x10 when the header announces a footer, else 0 */
 } ID3P_V24Info;
 
-/* The tags of a file, null when absent. At most one of the ID3v2 tags is present. */
+/* The tags of a file, null if absent. At most one of the ID3v2 tags is present. */
 typedef struct ID3P_TagSet {
   ID3P_Tag* v1;
   ID3P_Tag* v22;

@@ -68,7 +68,7 @@ bool make_fixed_buffers(ID3P_Picture& picture) {
          make(picture.picture_type, 1, "\n PictureType  malloc Fail");
 }
 
-// Returns the offset of the MIME type, found by its first letter; 0 when there is no "image/p" or "image/j".
+// Returns the offset of the MIME type, found by its first letter; 0 if there is no "image/p" or "image/j".
 size_t read_mime_type(Bytes body, ID3P_Picture& picture) {
   for (size_t at = 0; at < body.size(); ++at) {
     if (body[at] != 'i') continue;

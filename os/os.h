@@ -76,7 +76,7 @@ int32_t OS_DiskFreeBytes(const char* path, uint64_t* bytes) OS_NOEXCEPT;
 int32_t OS_DiskFreeBytesW(const char16_t* path, uint64_t* bytes) OS_NOEXCEPT;
 
 typedef void (*OS_ReleaseFunction)(void* block);
-/* Returns `path` followed by ".tmp" as a new string, which the caller releases with `*release`. Null when out
+/* Returns `path` followed by ".tmp" as a new string, which the caller releases with `*release`. Null if out
  * of memory, and for null arguments. */
 char* OS_TempName(const char* path, OS_ReleaseFunction* release) OS_NOEXCEPT;
 char16_t* OS_TempNameW(const char16_t* path, OS_ReleaseFunction* release) OS_NOEXCEPT;

@@ -267,7 +267,7 @@ typedef struct P3gppSample {
 /* P3GPP_FindSyncSample's direction. */
 enum { P3GPP_SYNC_BACKWARD = 0, P3GPP_SYNC_FORWARD = 1 };
 
-/* ---- Files -------------------------------------------------------------------------------------------- */
+/* --- Files --- */
 
 /*
  * Opens a file and reads its box tree. *file then belongs to the caller until P3GPP_Close; it is null after a
@@ -283,7 +283,7 @@ int32_t P3GPP_OpenExplained(P3gppFile** file, const FMGR_Descriptor* descriptor,
  * invalid. */
 int32_t P3GPP_Close(P3gppFile* file) P3GPP_NOEXCEPT;
 
-/* ---- Queries on an open file, which need no open track and read nothing from the file ------------------ */
+/* --- Queries on an open file, which need no open track and read nothing from the file --- */
 
 /* Fills *info; info->release is set even on failure. P3GPP_ERR_NO_MOOV_PAYLOAD without a movie header,
  * P3GPP_ERR_NO_IODS_BYTES for an empty object descriptor. */
@@ -304,7 +304,7 @@ int32_t P3GPP_GetTrackInfo(P3gppFile* file, uint32_t track_id, P3gppTrackInfo** 
 int32_t P3GPP_GetDecoderInfo(P3gppFile* file, uint32_t track_id, P3gppDecoderInfo** info,
                              uint32_t description_index) P3GPP_NOEXCEPT;
 
-/* ---- Open tracks -------------------------------------------------------------------------------------- */
+/* --- Open tracks --- */
 
 /*
  * Opens a track for reading: two streams, and a cache for each sample table. `cache_budget` is in bytes for

@@ -28,7 +28,7 @@ typedef struct P3gppBytes {
   uint32_t length;
 } P3gppBytes;
 
-/* ---- Tags of the movie ------------------------------------------------------------------------------ */
+/* --- Tags of the movie --- */
 
 /* One record per code: if the file has several boxes of a kind, the last one is used. */
 enum {
@@ -116,7 +116,7 @@ typedef struct P3gppId3Location {
 /* Fills *location. P3GPP_ERR_NO_TAG if there is none. */
 int32_t P3GPP_GetId3Location(P3gppFile* file, P3gppId3Location* location) P3GPP_NOEXCEPT;
 
-/* ---- Hint tracks ------------------------------------------------------------------------------------ */
+/* --- Hint tracks --- */
 
 /* Indices into P3gppHintInfo::value. */
 enum {
@@ -150,7 +150,7 @@ typedef struct P3gppHintInfo {
  * P3GPP_ERR_NO_TAG if the track has neither SDP nor statistics. */
 int32_t P3GPP_GetHintInfo(P3gppFile* file, uint32_t track_id, P3gppHintInfo* info) P3GPP_NOEXCEPT;
 
-/* ---- Boxes ------------------------------------------------------------------------------------------ */
+/* --- Boxes --- */
 
 enum {
   P3GPP_FIELD_NUMBER = 0,

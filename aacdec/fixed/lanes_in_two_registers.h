@@ -57,7 +57,7 @@ template <class Operation, class... Values>
   return each([count](Register x) { return x << count; }, a);
 }
 
-// Of the bits, without the sign.
+// Shifts zeros in, whatever the sign.
 [[gnu::always_inline]] inline Lanes operator>>(Lanes a, int count) {
   return each([count](Register x) { return x >> count; }, a);
 }

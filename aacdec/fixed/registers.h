@@ -219,13 +219,13 @@ struct Factor {
   return _mm_shuffle_epi32(x, 0xF5);
 }
 
-// From the even lanes of the arguments and of these shifted down.
+// Multiplies even lanes: those of x and y, and the odd lanes, which the caller has shifted down to even ones.
 [[gnu::always_inline]] inline WideRegisters wide_product(__m128i x, __m128i y, __m128i odd_x, __m128i odd_y) {
 #ifdef __SSE4_1__
   return {reinterpret_cast<WideRegister>(_mm_mul_epi32(x, y)),
           reinterpret_cast<WideRegister>(_mm_mul_epi32(odd_x, odd_y))};
 #else
-  // From the product of the bits: a negative factor has counted as 2^32 too much of the other one.
+  // Only unsigned products exist. Read as unsigned, a negative factor is 2^32 too large.
   const __m128i excess =
       _mm_add_epi32(_mm_and_si128(_mm_srai_epi32(x, 31), y), _mm_and_si128(_mm_srai_epi32(y, 31), x));
   const __m128i upper_words = _mm_set_epi32(-1, 0, -1, 0);

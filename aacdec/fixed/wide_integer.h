@@ -34,13 +34,13 @@ constexpr WideInteger operator<<(WideInteger a, int count) {
   return {a.high << count | a.low >> (64 - count), a.low << count};
 }
 
-// Of the bits, without the sign; the count is 1 to 64.
+// Shifts zeros in, whatever the sign; the count is 1 to 64.
 constexpr WideInteger operator>>(WideInteger a, int count) {
   if (count == 64) return {0, a.high};
   return {a.high >> count, a.low >> count | a.high << (64 - count)};
 }
 
-// The product of the bits.
+// The product of unsigned numbers.
 constexpr WideInteger unsigned_product(uint64_t a, uint64_t b) {
 #ifdef __SIZEOF_INT128__
   __extension__ using Native = unsigned __int128;
@@ -57,13 +57,13 @@ constexpr WideInteger unsigned_product(uint64_t a, uint64_t b) {
 
 constexpr WideInteger wide_product(int64_t a, int64_t b) {
   WideInteger product = unsigned_product(static_cast<uint64_t>(a), static_cast<uint64_t>(b));
-  // A negative factor has counted as 2^64 too much of the other one.
+  // Read as unsigned, a negative factor is 2^64 too large.
   if (a < 0) product.high -= static_cast<uint64_t>(b);
   if (b < 0) product.high -= static_cast<uint64_t>(a);
   return product;
 }
 
-// The low 128 bits.
+// The low 128 bits of the product.
 constexpr WideInteger operator*(WideInteger a, uint64_t b) {
   WideInteger product = unsigned_product(a.low, b);
   product.high += a.high * b;

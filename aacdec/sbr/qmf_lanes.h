@@ -86,7 +86,7 @@ constexpr int bin_position(int f) {
   }
 }
 
-// ---- Analysis ----
+// --- Analysis ---
 
 // Stores samples i of slots t and t - 2 as a pair in rows[i][kFrameColumn + t].
 inline void load_samples(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch) {
@@ -163,7 +163,7 @@ void analyse(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) analyse_slots(scratch, slot, bands);
 }
 
-// ---- Synthesis ----
+// --- Synthesis ---
 
 // The right shift that brings all samples below 2^24, so that no sum over all bands overflows.
 inline int headroom_shift(const QmfMatrix& bands, int band_count) {

@@ -1,5 +1,7 @@
-// Parses a raw_data_block (ISO/IEC 14496-3, 4.4.2.1), the elements of one frame. Decoding and measuring share
-// this parser; measuring stores no values.
+// Parses a raw_data_block (ISO/IEC 14496-3, 4.4.2.1), the elements of one frame: single_channel_element
+// (SCE), channel_pair_element (CPE), data_stream_element (DSE), program_config_element (PCE), fill_element
+// (FIL); coupling_channel_element (CCE) and lfe_channel_element (LFE) are refused. Decoding and measuring
+// share this parser; measuring stores no values.
 //
 // A decoder keeps one BlockContext per stream, with `keep_values` set and `sbr` pointing to its own SbrParser
 // (null while SBR is off), one or two Frame records, and a BitReader on the access unit. After a successful

@@ -33,7 +33,7 @@ class FrameStream {
   // True for ADTS with more than one raw_data_block per frame.
   bool has_frames_of_several_blocks() const { return kind() == AACF_KIND_ADTS && (head_[6] & 3) != 0; }
 
-  // The number of the frame at the read position, 0 when unknown.
+  // The number of the frame at the read position, 0 if unknown.
   uint32_t current_frame() const { return current_frame_; }
 
   // Stores the length of the frame at the read position. False at the end, or if no frame is found.

@@ -18,7 +18,7 @@ struct StreamDescription {
   uint16_t header_bytes = 0;  // before the first frame; in ADTS, within it
 };
 
-// `data` begins with the start of the stream and its first frame. Empty when the stream cannot be decoded.
+// `data` begins with the start of the stream and its first frame. Empty if the stream cannot be decoded.
 std::optional<StreamDescription> describe_stream(std::span<const uint8_t> data);
 
 }  // namespace zdr::aacf

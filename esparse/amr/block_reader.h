@@ -16,7 +16,7 @@ using FileHandle = std::unique_ptr<void, CloseFile>;
 
 class BlockReader {
  public:
-  // `file` is open and at its start. Throws bad_alloc when out of memory.
+  // `file` is open and at its start. Throws bad_alloc if out of memory.
   explicit BlockReader(FileHandle file);
 
   uint64_t position() const { return position_; }

@@ -13,7 +13,7 @@ inline constexpr uint32_t kFrameMs = 20;  // duration of a frame
 
 class FrameReader {
  public:
-  // Throws bad_alloc when out of memory.
+  // Throws bad_alloc if out of memory.
   explicit FrameReader(FileHandle file) : bytes_(std::move(file)) {}
 
   // Must be called once, before the other functions. False if the file has no end of line within 2 GiB.
@@ -33,7 +33,7 @@ class FrameReader {
   uint32_t data_start_ = 0;
   uint32_t codec_ = AMRF_CODEC_NB;
   const std::array<uint8_t, 16>* sizes_ = &kNarrowBandFrameSizes;
-  // The number of the frame before the position; 0 when unknown or before the first frame.
+  // The number of the frame before the position; 0 if unknown or before the first frame.
   uint32_t last_frame_ = 0;
 };
 

@@ -19,9 +19,9 @@ void put_data_element(BitWriter& w, size_t count, uint8_t filler) {
 Bytes silent_block(size_t size, int channels, uint8_t filler) {
   BitWriter w = channels == 1 ? silent_sce() : silent_cpe();
   // Bytes between the header of the next data element and the end element.
-  const auto room = [&w, size] { return size - 1 - (w.size() + kDataElementHeaderBits + 7) / 8; };
-  while (room() > kLargestDataElement) put_data_element(w, 200, filler);
-  put_data_element(w, room(), filler);
+  const auto free_bytes = [&w, size] { return size - 1 - (w.size() + kDataElementHeaderBits + 7) / 8; };
+  while (free_bytes() > kLargestDataElement) put_data_element(w, 200, filler);
+  put_data_element(w, free_bytes(), filler);
   return block_of(w);
 }
 

@@ -65,7 +65,7 @@ inline uint32_t load_be32(const Bytes& bytes, size_t at) {
   return value;
 }
 
-// ---- Raw boxes --------------------------------------------------------------------------------------------
+// --- Raw boxes ---
 
 inline Bytes box(std::string_view type, const Bytes& body = {}) {
   return Fields().u32(body.size() + 8).text(type).append(body).bytes;
@@ -96,7 +96,7 @@ inline Bytes header(uint32_t size, std::string_view type) {
   return Fields().u32(size).text(type).bytes;
 }
 
-// ---- File, movie and track level --------------------------------------------------------------------------
+// --- File, movie and track level ---
 
 inline Bytes ftyp(std::string_view brand = "isom", uint32_t minor_version = 512,
                   const std::vector<std::string_view>& compatible = {"isom"}) {
@@ -200,7 +200,8 @@ inline Bytes dinf() {
   return box("dinf", dref({url(true)}));
 }
 
-// ---- Sample tables. A claimed count of -1 is the true one. ------------------------------------------------
+// --- Sample tables ---
+// A claimed count of -1 is the true one.
 
 using Runs = std::vector<std::pair<uint32_t, uint32_t>>;  // (sample count, delta or offset)
 struct ChunkRun {
@@ -264,7 +265,7 @@ inline Bytes stsd(const std::vector<Bytes>& entries, int64_t claimed_count = -1)
   return counted_table("stsd", entries.size(), concat(entries), claimed_count);
 }
 
-// ---- Sample entries and codec configurations --------------------------------------------------------------
+// --- Sample entries and codec configurations ---
 
 inline Bytes video_entry(std::string_view type, uint16_t width, uint16_t height, const Bytes& children = {}) {
   Fields body;

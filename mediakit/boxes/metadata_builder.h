@@ -25,7 +25,7 @@ inline std::string utf8(std::string_view text) {
   return std::string(text) + '\0';
 }
 
-// ---- Asset boxes: texts are written unchanged, terminators included ---------------------------------------
+// --- Asset boxes: texts are written unchanged, terminators included ---
 
 // Version and flags, language, body.
 inline Bytes asset(std::string_view type, std::string_view body, uint16_t language = kEnglish) {
@@ -72,7 +72,7 @@ inline Bytes yrrc(uint16_t year) {
   return full_box("yrrc", 0, 0, Fields().u16(year).bytes);
 }
 
-// ---- Item lists -------------------------------------------------------------------------------------------
+// --- Item lists ---
 
 // A box "data": type, locale, value.
 inline Bytes data_atom(const Bytes& value, uint32_t data_type = 1) {
@@ -128,7 +128,7 @@ inline Bytes full_user_data() {
       .bytes;
 }
 
-// ---- Hint tracks ------------------------------------------------------------------------------------------
+// --- Hint tracks ---
 
 inline Bytes hnti(std::string_view sdp) {
   return box("hnti", box("sdp ", Fields().text(sdp).bytes));

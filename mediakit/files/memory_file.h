@@ -87,17 +87,17 @@ class MemoryFile {
   }
   uint32_t read(uint8_t* buffer, uint64_t count) {
     ++counts_.reads;
-    uint64_t room = position_ < size_ ? std::min(count, size_ - position_) : 0;
-    if (fails()) room /= 2;
-    for (uint64_t done = 0; done < room;) {
+    uint64_t available = position_ < size_ ? std::min(count, size_ - position_) : 0;
+    if (fails()) available /= 2;
+    for (uint64_t done = 0; done < available;) {
       const uint64_t at = position_ % content_.size();
-      const uint64_t run = std::min(room - done, content_.size() - at);
+      const uint64_t run = std::min(available - done, content_.size() - at);
       std::copy_n(content_.begin() + static_cast<std::ptrdiff_t>(at), run, buffer + done);
       done += run;
       position_ += run;
     }
-    counts_.bytes_read += room;
-    return static_cast<uint32_t>(room);
+    counts_.bytes_read += available;
+    return static_cast<uint32_t>(available);
   }
 
   static inline thread_local MemoryFile* latest_ = nullptr;

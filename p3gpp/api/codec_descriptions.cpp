@@ -35,7 +35,7 @@ bool take_nal_list(std::span<const uint8_t>& bytes, uint32_t count, std::span<co
 
 }  // namespace
 
-// ---- MPEG-4 systems -------------------------------------------------------------------------------------
+// --- MPEG-4 systems ---
 
 Status fill_systems(DescribedEntry& entry, P3gppDecoderInfo& info) {
   EsDescriptor descriptor;
@@ -78,7 +78,7 @@ Status fill_text(DescribedEntry& entry, P3gppDecoderInfo&) {
   return P3GPP_ERR_NO_ENTRY_PAYLOAD;
 }
 
-// ---- Codecs with their own configuration box --------------------------------------------------------------
+// --- Codecs with their own configuration box ---
 
 Status fill_amr(DescribedEntry& entry, P3gppDecoderInfo& info) {
   const auto& damr = *entry.configuration<AmrPayload>();
@@ -165,7 +165,7 @@ Status fill_speech_3gpp2(DescribedEntry& entry, P3gppDecoderInfo& info) {
   return P3GPP_OK;
 }
 
-// ---- Compressed audio -------------------------------------------------------------------------------------
+// --- Compressed audio ---
 
 Status fill_ac3(DescribedEntry& entry, P3gppDecoderInfo& info) {
   const auto& dac3 = *entry.configuration<Ac3Payload>();

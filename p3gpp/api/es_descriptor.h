@@ -14,7 +14,7 @@ struct EsDescriptor {
   uint8_t stream_type = 0;
   uint32_t max_bitrate = 0;
   uint32_t average_bitrate = 0;
-  // Point into the descriptor bytes; empty when the descriptor has none.
+  // Point into the descriptor bytes; empty if the descriptor has none.
   std::span<const uint8_t> decoder_specific_info;
   std::span<const uint8_t> sl_config;
   // Reading stopped because MPEG-4 visual has no decoder specific info.

@@ -19,7 +19,7 @@ struct DrefPayload final : BoxPayload {
 
 struct UrlPayload final : BoxPayload {
   bool self_contained = false;
-  std::vector<uint8_t> location;  // empty when self-contained
+  std::vector<uint8_t> location;  // empty if self-contained
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 

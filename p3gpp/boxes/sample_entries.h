@@ -26,7 +26,7 @@ struct SampleEntryPayload final : BoxPayload {
   uint16_t channel_count = 0;  // audio entries
   uint16_t sample_size = 0;    // audio entries, bits
   uint16_t sample_rate = 0;    // audio entries, Hz
-  BoxSlot configuration;       // codec_boxes.h; null when the entry has none
+  BoxSlot configuration;       // codec_boxes.h; null if the entry has none
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 

@@ -17,7 +17,7 @@
 
 namespace zdr::p3gpp {
 
-// ---- Entries --------------------------------------------------------------------------------------------
+// --- Entries ---
 
 struct SttsEntry {
   static constexpr uint16_t kSize = 8;
@@ -67,7 +67,7 @@ Status read_entry(TableCursor& cursor, uint32_t index, Entry& entry) {
   return status;
 }
 
-// ---- Payloads -------------------------------------------------------------------------------------------
+// --- Payloads ---
 
 struct AnyTablePayload : BoxPayload {
   TableCursor cursor;
@@ -107,7 +107,7 @@ struct StszPayload final : TablePayload<Number32Entry> {
   void describe(const BoxNode& node, BoxFields& fields) const override;
 };
 
-// ---- Parsers of the table headers ------------------------------------------------------------------------
+// --- Parsers of the table headers ---
 
 Status parse_stts(BoxReader& reader, BoxNode& node);
 Status parse_ctts(BoxReader& reader, BoxNode& node);

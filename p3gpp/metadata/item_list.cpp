@@ -77,7 +77,7 @@ Status read_item(const ChildRule& row, BoxReader& reader, const BoxNode& list, c
   return store_item(row, reader.narrowed(child.size - kBoxHeaderSize), item, list);
 }
 
-// ---- Free-form items --------------------------------------------------------------------------------------
+// --- Free-form items ---
 
 PathStep read_atom_header(BoxReader& reader, const PathStep& item) {
   PathStep atom;

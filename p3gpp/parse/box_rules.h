@@ -85,7 +85,7 @@ void for_each_stored_child(const BoxNode& node, const std::function<void(const S
 // Returns null for a type without a row.
 const ChildRule* find_child_rule(const ContainerRule& rule, const PathStep& child);
 
-// ---- Building rows --------------------------------------------------------------------------------------
+// --- Building rows ---
 
 // Access to the member `kMember` of the payload record that declares it, through the base class.
 template <auto kMember>

@@ -19,7 +19,7 @@
 
 namespace zdr::p3gpp {
 
-// ---- Sizes (sample_size.cpp) ----------------------------------------------------------------------------
+// --- Sizes (sample_size.cpp) ---
 
 // Sample number 0: P3GPP_ERR_BAD_ARGUMENT.
 Status sample_size(StszPayload& stsz, uint32_t number, uint32_t& size);
@@ -29,12 +29,12 @@ Status largest_sample_size(const StszPayload& stsz, uint32_t& size);
 // Bytes of the first `count` samples, which the table must have.
 Status bytes_of_first(const StszPayload& stsz, uint32_t count, uint64_t& bytes);
 
-// ---- Locations (sample_location.cpp) --------------------------------------------------------------------
+// --- Locations (sample_location.cpp) ---
 
 // Fills the output fields of `sample` for sample.number; the decoding time without edit shift.
 Status locate_sample(StblPayload& stbl, P3gppSample& sample);
 
-// ---- Times (sample_times.cpp, time_to_sample.cpp) -------------------------------------------------------
+// --- Times (sample_times.cpp, time_to_sample.cpp) ---
 
 inline constexpr uint64_t kLastTime = std::numeric_limits<uint32_t>::max();
 
@@ -51,7 +51,7 @@ Status time_to_sample(StblPayload& stbl, uint32_t time, TimedSample& sample);
 // Moves the position back over the run before it, which must exist, and reads that run into `entry`.
 Status step_back(SttsPayload& stts, SttsEntry& entry);
 
-// ---- Sync samples (sync_samples.cpp) --------------------------------------------------------------------
+// --- Sync samples (sync_samples.cpp) ---
 
 // Sample number 0: P3GPP_ERR_BAD_ARGUMENT; above the sample count: false, without an error.
 Status is_sync_sample(StblPayload& stbl, uint32_t number, bool& is_sync);

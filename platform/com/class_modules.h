@@ -23,14 +23,15 @@ ZDR_PLATFORM_API HRESULT class_object_from_module(const std::string& path, REFCL
 ZDR_PLATFORM_API HRESULT create_from_module(const std::string& path, REFCLSID clsid, REFIID riid,
                                             void** ppv) noexcept;
 
-// Why a module must not be loaded by the registry's word, as a sentence that names it; empty if it may be:
-// it, its folder and the registry's folder belong to this user or root, and nobody else can write to them.
-// Links are resolved. Empty also for a file that does not exist. Throws bad_alloc.
+// The reason, as a sentence with the module's name, why a module that the registry names must not be loaded.
+// Empty if it may be loaded: the module, its folder and the registry's folder belong to this user or root,
+// and nobody else can write to them. Links are resolved. Empty also for a file that does not exist. Throws
+// bad_alloc.
 ZDR_PLATFORM_API std::string module_refusal(const std::string& path);
 // The same for the module that the registry names for a class; empty also without one.
 ZDR_PLATFORM_API std::string registered_module_refusal(REFCLSID clsid);
 
-// Calls an entry point of a module that takes no arguments, such as DllRegisterServer. CO_E_ERRORINDLL when
+// Calls an entry point of a module that takes no arguments, such as DllRegisterServer. CO_E_ERRORINDLL if
 // the module does not export it.
 ZDR_PLATFORM_API HRESULT call_module_entry(const std::string& path, const char* entry) noexcept;
 

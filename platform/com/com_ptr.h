@@ -11,7 +11,7 @@ template <class Interface>
 class ComPtr {
  public:
   ComPtr() noexcept = default;
-  // Adds a reference; NULL is allowed.
+  // Adds a reference; null is allowed.
   explicit ComPtr(Interface* pointer) : pointer_(pointer) {
     if (pointer_ != nullptr) pointer_->AddRef();
   }

@@ -13,7 +13,7 @@ namespace zdr::com {
 // One loaded module; unloaded with its last owner.
 class Module {
  public:
-  // nullptr when the file cannot be loaded. `path` is absolute: GetModuleFileName reports it as it was given,
+  // Null if the file cannot be loaded. `path` is absolute: GetModuleFileName reports it as it was given,
   // and the current directory may change.
   static std::shared_ptr<Module> load(const std::string& path);
 
@@ -22,7 +22,7 @@ class Module {
   Module(const Module&) = delete;
   Module& operator=(const Module&) = delete;
 
-  // nullptr when the module does not export the name.
+  // Null if the module does not export the name.
   template <class Function>
   Function* function(const char* name) const noexcept {
     return reinterpret_cast<Function*>(symbol(name));
@@ -43,7 +43,7 @@ class ModuleTable {
  public:
   static ModuleTable& instance();
 
-  // Loads the module if it is not loaded yet. nullptr when the file cannot be loaded.
+  // Loads the module if it is not loaded yet. Null if the file cannot be loaded.
   std::shared_ptr<Module> get(const std::string& path);
   // Unloads the modules that allow it.
   void free_unused();

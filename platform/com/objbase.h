@@ -29,15 +29,15 @@ inline constexpr int CHARS_IN_GUID = 39;
 
 extern "C" {
 
-// Task memory. A block that a function returns is freed by the caller. CoTaskMemAlloc returns NULL when
-// memory is exhausted, and a valid pointer for a size of 0. Freeing NULL is harmless.
+// Task memory. A block that a function returns is freed by the caller. CoTaskMemAlloc returns null if
+// memory is exhausted, and a valid pointer for a size of 0. Freeing null is harmless.
 ZDR_PLATFORM_API void* CoTaskMemAlloc(SIZE_T size) noexcept;
 ZDR_PLATFORM_API void CoTaskMemFree(void* block) noexcept;
 
-// Writes "{8-4-4-4-12}" in upper case with its NUL and returns 39, or 0 when the buffer holds fewer than 39.
+// Writes "{8-4-4-4-12}" in upper case with its NUL and returns 39, or 0 if the buffer holds fewer than 39.
 ZDR_PLATFORM_API int StringFromGUID2(REFGUID guid, WCHAR* buffer, int characters) noexcept;
 
-// Reads "{8-4-4-4-12}", digits of either case. A NULL text yields GUID_NULL and S_OK; any other text that is
+// Reads "{8-4-4-4-12}", digits of either case. A null text yields GUID_NULL and S_OK; any other text that is
 // not of this form yields GUID_NULL and CO_E_CLASSSTRING.
 ZDR_PLATFORM_API HRESULT CLSIDFromString(const WCHAR* text, CLSID* clsid) noexcept;
 
@@ -54,7 +54,7 @@ ZDR_PLATFORM_API void CoUninitialize() noexcept;
 ZDR_PLATFORM_API HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* server, REFIID riid,
                                           void** ppv) noexcept;
 
-// CoGetClassObject, then IClassFactory::CreateInstance. *ppv is NULL after a failure.
+// CoGetClassObject, then IClassFactory::CreateInstance. *ppv is null after a failure.
 ZDR_PLATFORM_API HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID riid,
                                           void** ppv) noexcept;
 

@@ -7,7 +7,7 @@
 
 namespace zdr::com {
 
-// The result of work(); E_OUTOFMEMORY when it runs out of memory, E_UNEXPECTED for any other exception.
+// The result of work(); E_OUTOFMEMORY if it runs out of memory, E_UNEXPECTED for any other exception.
 template <class Work>
 HRESULT guarded(Work work) noexcept {
   try {

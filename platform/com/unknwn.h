@@ -11,7 +11,7 @@
 // IID_IUnknown returns the same pointer on every interface of one object. The results of AddRef and Release
 // are advisory.
 struct IUnknown {
-  // S_OK, or E_NOINTERFACE with *ppv = NULL; E_POINTER for a NULL ppv.
+  // S_OK, or E_NOINTERFACE with null in *ppv; E_POINTER for a null ppv.
   virtual HRESULT QueryInterface(REFIID riid, void** ppv) = 0;
   virtual ULONG AddRef() = 0;
   virtual ULONG Release() = 0;
@@ -19,7 +19,7 @@ struct IUnknown {
 
 struct IClassFactory : IUnknown {
   // With an outer object riid must be IID_IUnknown; CLASS_E_NOAGGREGATION when the class cannot be
-  // aggregated. *ppv is NULL after a failure.
+  // aggregated. *ppv is null after a failure.
   virtual HRESULT CreateInstance(IUnknown* pUnkOuter, REFIID riid, void** ppv) = 0;
   virtual HRESULT LockServer(BOOL fLock) = 0;
 };

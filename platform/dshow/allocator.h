@@ -61,7 +61,8 @@ class CBaseAllocator : public CUnknown, public IMemAllocator, public CCritSec {
   BOOL m_bDecommitInProgress = FALSE;
 
  private:
-  ULONG m_cDecommits = 0;  // a thread that sees this change while it waits knows that its commit has ended
+  // Changes with each decommit, so that a waiting thread notices one even after a new commit.
+  ULONG m_cDecommits = 0;
   // Changes, with the lock held, whenever waiting threads have to look again. Unlike
   // std::condition_variable_any, it allocates nothing.
   std::atomic<uint32_t> wakes_{0};

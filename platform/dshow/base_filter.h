@@ -56,7 +56,7 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   void IncrementPinVersion();
 
   virtual int GetPinCount() = 0;
-  // NULL when out of range. Adds no reference.
+  // Null if out of range. Adds no reference.
   virtual CBasePin* GetPin(int index) = 0;
 
   HRESULT Register() override;

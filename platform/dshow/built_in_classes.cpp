@@ -18,7 +18,7 @@ constexpr CFactoryTemplate kTemplates[] = {
 
 }  // namespace
 
-// The class is looked up first: which interfaces the factory of another class has, its module knows.
+// Looks up the class first: for another class, its module decides which interfaces the factory has.
 HRESULT zdr::com::built_in_class_object(REFCLSID clsid, REFIID riid, void** ppv) noexcept {
   const bool is_built_in =
       std::ranges::any_of(kTemplates, [&](const CFactoryTemplate& known) { return known.IsClassID(clsid); });

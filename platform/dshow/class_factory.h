@@ -19,7 +19,7 @@ class CFactoryTemplate {
   const WCHAR* m_Name;
   const CLSID* m_ClsID;
   LPFNNewCOMObject m_lpfnNew;
-  LPFNInitRoutine m_lpfnInit;  // may be NULL
+  LPFNInitRoutine m_lpfnInit;  // may be null
   const AMOVIESETUP_FILTER* m_pAMovieSetup_Filter;
 
   bool IsClassID(REFCLSID clsid) const noexcept { return *m_ClsID == clsid; }

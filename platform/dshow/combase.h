@@ -14,7 +14,7 @@
 class CObjectName {
  public:
   constexpr CObjectName(std::nullptr_t) noexcept {}
-  // A template, so that NULL is not ambiguous.
+  // A template, so that null is not ambiguous.
   template <class Char>
   constexpr CObjectName(const Char*) noexcept {}
 };
@@ -78,7 +78,7 @@ class CUnknown : public INonDelegatingUnknown, public CBaseObject {
   IUnknown* m_pUnknown;
 };
 
-// Stores the interface with a reference of its own. E_POINTER for a NULL ppv.
+// Stores the interface with a reference of its own. E_POINTER for a null ppv.
 HRESULT GetInterface(IUnknown* unknown, void** ppv);
 
 #define DECLARE_IUNKNOWN                                     \

@@ -75,7 +75,7 @@ class Packer {
     data_.insert(data_.end(), name.begin(), name.end());
   }
 
-  // The offset of the GUID from the start of the data. NULL is stored as GUID_NULL.
+  // The offset of the GUID from the start of the data. Null is stored as GUID_NULL.
   DWORD pooled(const GUID* guid) {
     const GUID value = guid != nullptr ? *guid : GUID_NULL;
     const auto found = std::find(pool_.begin(), pool_.end(), value);

@@ -1,6 +1,6 @@
 // Interfaces of filters and pins, in the platform's slot order: state control, connection, enumeration,
 // seeking, quality, file source, clock. Unless stated otherwise a method returns S_OK on success, E_POINTER
-// for a NULL mandatory out-argument, or E_OUTOFMEMORY. Returned interfaces carry a reference; returned
+// for a null mandatory out-argument, or E_OUTOFMEMORY. Returned interfaces carry a reference; returned
 // strings and media types are task memory that the caller frees.
 #pragma once
 
@@ -38,10 +38,10 @@ struct IMediaFilter : IPersist {
 
 struct IBaseFilter : IMediaFilter {
   virtual HRESULT EnumPins(IEnumPins** ppEnum) = 0;
-  // VFW_E_NOT_FOUND with *ppPin = NULL.
+  // VFW_E_NOT_FOUND with null in *ppPin.
   virtual HRESULT FindPin(LPCWSTR Id, IPin** ppPin) = 0;
   virtual HRESULT QueryFilterInfo(FILTER_INFO* pInfo) = 0;
-  // A NULL graph removes the filter from its graph. The filter holds no reference on the graph.
+  // A null graph removes the filter from its graph. The filter holds no reference on the graph.
   virtual HRESULT JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName) = 0;
   virtual HRESULT QueryVendorInfo(LPWSTR* pVendorInfo) = 0;
 };
@@ -49,13 +49,13 @@ struct IBaseFilter : IMediaFilter {
 // EndOfStream, NewSegment and IMemInputPin::Receive are streaming calls and are serialised with each other;
 // BeginFlush and EndFlush are control calls that arrive while the streaming thread may be inside Receive.
 struct IPin : IUnknown {
-  // pmt may be NULL or partial. VFW_E_ALREADY_CONNECTED, VFW_E_NOT_STOPPED, VFW_E_TYPE_NOT_ACCEPTED,
+  // pmt may be null or partial. VFW_E_ALREADY_CONNECTED, VFW_E_NOT_STOPPED, VFW_E_TYPE_NOT_ACCEPTED,
   // VFW_E_NO_ACCEPTABLE_TYPES, VFW_E_NO_TRANSPORT.
   virtual HRESULT Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt) = 0;
   virtual HRESULT ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt) = 0;
   // Breaks this side only. S_FALSE when not connected.
   virtual HRESULT Disconnect() = 0;
-  // VFW_E_NOT_CONNECTED with *pPin = NULL.
+  // VFW_E_NOT_CONNECTED with null in *pPin.
   virtual HRESULT ConnectedTo(IPin** pPin) = 0;
   // The caller frees the block of the record.
   virtual HRESULT ConnectionMediaType(AM_MEDIA_TYPE* pmt) = 0;
@@ -75,7 +75,7 @@ struct IPin : IUnknown {
 };
 
 // Enumerators. Next returns S_OK when it delivered all items requested, S_FALSE for fewer, E_INVALIDARG for
-// more than one item without pcFetched, VFW_E_ENUM_OUT_OF_SYNC when the set has changed. Reset synchronises
+// more than one item without pcFetched, VFW_E_ENUM_OUT_OF_SYNC if the set has changed. Reset synchronises
 // again.
 struct IEnumPins : IUnknown {
   virtual HRESULT Next(ULONG cPins, IPin** ppPins, ULONG* pcFetched) = 0;
@@ -106,7 +106,7 @@ struct IMediaSeeking : IUnknown {
   virtual HRESULT GetDuration(LONGLONG* pDuration) = 0;
   virtual HRESULT GetStopPosition(LONGLONG* pStop) = 0;
   virtual HRESULT GetCurrentPosition(LONGLONG* pCurrent) = 0;
-  // A NULL format is the current one.
+  // A null format is the current one.
   virtual HRESULT ConvertTimeFormat(LONGLONG* pTarget, const GUID* pTargetFormat, LONGLONG Source,
                                     const GUID* pSourceFormat) = 0;
   // S_FALSE when there is nothing to change. AM_SEEKING_ReturnTime returns reference times in the arguments.
@@ -128,7 +128,7 @@ struct IQualityControl : IUnknown {
 struct IFileSourceFilter : IUnknown {
   // Called once per filter; a second file is refused.
   virtual HRESULT Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) = 0;
-  // pmt may be NULL. E_FAIL, or S_OK with a NULL string, when there is no file.
+  // pmt may be null. E_FAIL, or S_OK with a null string, if there is no file.
   virtual HRESULT GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) = 0;
 };
 

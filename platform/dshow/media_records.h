@@ -103,14 +103,14 @@ struct ALLOCATOR_PROPERTIES {
 };
 static_assert(sizeof(ALLOCATOR_PROPERTIES) == 16);
 
-// pGraph carries a reference when it is not NULL.
+// pGraph carries a reference if it is not null.
 struct FILTER_INFO {
   WCHAR achName[MAX_FILTER_NAME];
   IFilterGraph* pGraph;
 };
 static_assert(sizeof(FILTER_INFO) == 264 && offsetof(FILTER_INFO, pGraph) == 256);
 
-// pFilter carries a reference when it is not NULL.
+// pFilter carries a reference if it is not null.
 struct PIN_INFO {
   IBaseFilter* pFilter;
   PIN_DIRECTION dir;
@@ -134,7 +134,7 @@ struct AM_SAMPLE2_PROPERTIES {
   REFERENCE_TIME tStart;
   REFERENCE_TIME tStop;
   DWORD dwStreamId;           // AM_STREAM_*
-  AM_MEDIA_TYPE* pMediaType;  // owned by the sample; NULL when the type does not change
+  AM_MEDIA_TYPE* pMediaType;  // owned by the sample; null if the type does not change
   BYTE* pbBuffer;
   LONG cbBuffer;  // bytes of the buffer
 };

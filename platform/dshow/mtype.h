@@ -27,7 +27,7 @@ class CMediaType : public AM_MEDIA_TYPE {
   void SetTemporalCompression(BOOL compressed) noexcept { bTemporalCompression = compressed; }
 
   void ResetFormatBuffer() noexcept;
-  // Replaces the block by one of this length, content undefined. NULL, with the old block unchanged, for a
+  // Replaces the block by one of this length, content undefined. Null, with the old block unchanged, for a
   // length of 0 or when memory runs out.
   BYTE* AllocFormatBuffer(ULONG length) noexcept;
 
@@ -52,7 +52,7 @@ inline const CMediaType* AsMediaType(const AM_MEDIA_TYPE* type) noexcept {
 HRESULT CopyMediaType(AM_MEDIA_TYPE* target, const AM_MEDIA_TYPE* source) noexcept;
 // Frees the block and releases pUnk, not the record itself.
 void FreeMediaType(AM_MEDIA_TYPE& type) noexcept;
-// A copy in task memory, or NULL when memory runs out.
+// A copy in task memory, or null if memory runs out.
 AM_MEDIA_TYPE* CreateMediaType(const AM_MEDIA_TYPE* source) noexcept;
-// Frees a record in task memory with all it owns; NULL is harmless.
+// Frees a record in task memory with all it owns; null is harmless.
 void DeleteMediaType(AM_MEDIA_TYPE* type) noexcept;

@@ -9,7 +9,7 @@
 
 namespace zdr::dshow {
 
-// nullptr when memory runs out.
+// Null if memory runs out.
 template <class Object, class... Arguments>
 Object* new_or_null(Arguments&&... arguments) {
   if (zdr::platform::should_fail(zdr::platform::FaultPoint::kHeapAllocation)) return nullptr;

@@ -79,8 +79,8 @@ struct IFilterMapper2 : IUnknown {
   virtual HRESULT CreateCategory(REFCLSID clsidCategory, DWORD dwCategoryMerit, LPCWSTR Description) = 0;
   // HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) for a filter that is not registered.
   virtual HRESULT UnregisterFilter(const CLSID* pclsidCategory, LPCOLESTR szInstance, REFCLSID Filter) = 0;
-  // A NULL category is the legacy one, a NULL instance the text of the filter's identifier. Does not register
-  // the module that serves the class. VFW_E_BAD_KEY when the registry cannot be written.
+  // A null category is the legacy one, a null instance the text of the filter's identifier. Does not register
+  // the module that serves the class. VFW_E_BAD_KEY if the registry cannot be written.
   virtual HRESULT RegisterFilter(REFCLSID clsidFilter, LPCWSTR Name, IMoniker** ppMoniker,
                                  const CLSID* pclsidCategory, LPCOLESTR szInstance,
                                  const REGFILTER2* prf2) = 0;

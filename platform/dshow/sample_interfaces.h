@@ -10,7 +10,7 @@ struct IMediaSample : IUnknown {
   virtual LONG GetSize() = 0;
   // VFW_S_NO_STOP_TIME with end = start + 1, VFW_E_SAMPLE_TIME_NOT_SET.
   virtual HRESULT GetTime(REFERENCE_TIME* pTimeStart, REFERENCE_TIME* pTimeEnd) = 0;
-  // (NULL, NULL) invalidates the times, (start, NULL) sets only the start.
+  // (null, null) invalidates the times, (start, null) sets only the start.
   virtual HRESULT SetTime(REFERENCE_TIME* pTimeStart, REFERENCE_TIME* pTimeEnd) = 0;
   virtual HRESULT IsSyncPoint() = 0;
   virtual HRESULT SetSyncPoint(BOOL bIsSyncPoint) = 0;
@@ -19,14 +19,14 @@ struct IMediaSample : IUnknown {
   virtual LONG GetActualDataLength() = 0;
   // VFW_E_BUFFER_OVERFLOW for a negative length or one above the size.
   virtual HRESULT SetActualDataLength(LONG length) = 0;
-  // A copy for the caller, or S_FALSE with *ppMediaType = NULL when the type does not change.
+  // A copy for the caller, or S_FALSE with null in *ppMediaType if the type does not change.
   virtual HRESULT GetMediaType(AM_MEDIA_TYPE** ppMediaType) = 0;
   virtual HRESULT SetMediaType(AM_MEDIA_TYPE* pMediaType) = 0;
   virtual HRESULT IsDiscontinuity() = 0;
   virtual HRESULT SetDiscontinuity(BOOL bDiscontinuity) = 0;
   // VFW_E_MEDIA_TIME_NOT_SET.
   virtual HRESULT GetMediaTime(LONGLONG* pTimeStart, LONGLONG* pTimeEnd) = 0;
-  // NULL start invalidates; E_POINTER for a start without an end.
+  // Null start invalidates; E_POINTER for a start without an end.
   virtual HRESULT SetMediaTime(LONGLONG* pTimeStart, LONGLONG* pTimeEnd) = 0;
 };
 

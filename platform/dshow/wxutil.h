@@ -31,7 +31,7 @@ class [[nodiscard]] CAutoLock {
   CCritSec* m_pLock;
 };
 
-// An unnamed event, initially not signalled. Its handle is NULL when it cannot be created.
+// An unnamed event, initially not signalled. Its handle is null if it cannot be created.
 class CAMEvent {
  public:
   explicit CAMEvent(BOOL manual_reset) noexcept;
@@ -42,7 +42,7 @@ class CAMEvent {
   operator HANDLE() const noexcept { return m_hEvent; }
   void Set() noexcept { SetEvent(m_hEvent); }
   void Reset() noexcept { ResetEvent(m_hEvent); }
-  // TRUE when the event was signalled, FALSE after a time-out or an error.
+  // TRUE if the event was signalled, FALSE after a time-out or an error.
   BOOL Wait(DWORD milliseconds = INFINITE) noexcept {
     return WaitForSingleObject(m_hEvent, milliseconds) == WAIT_OBJECT_0;
   }
@@ -64,7 +64,7 @@ class CAMThread {
 
   CCritSec m_AccessLock;  // serialises callers: held during Create and CallWorker
 
-  // FALSE when a thread exists, even one that has returned, or when none can be created.
+  // FALSE if a thread exists, even one that has returned, or if none can be created.
   BOOL Create() noexcept;
   // Passes the command to the worker and returns its reply, or E_FAIL as a DWORD when there is no thread. Not
   // to be called by the worker itself.

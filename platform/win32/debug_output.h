@@ -9,7 +9,7 @@ namespace zdr::platform {
 // throw. The last error is preserved around the call.
 using DebugOutputHook = void (*)(const WCHAR* text, void* context);
 
-// Installs the hook (nullptr removes it). Calls of the previous hook may still be running afterwards.
+// Installs the hook (null removes it). Calls of the previous hook may still be running afterwards.
 ZDR_PLATFORM_API void set_debug_output_hook(DebugOutputHook hook, void* context) noexcept;
 
 }  // namespace zdr::platform

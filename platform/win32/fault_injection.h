@@ -20,7 +20,7 @@ enum class FaultPoint : uint32_t {
   kMutexCreate,     // ERROR_NOT_ENOUGH_MEMORY 8
   kThreadCreate,    // ERROR_NOT_ENOUGH_MEMORY 8
   kRegistryStep,    // ERROR_IO_DEVICE 1117, returned; one step of loading or replacing the registry's file
-  kTaskAllocation,  // none: CoTaskMemAlloc returns NULL
+  kTaskAllocation,  // none: CoTaskMemAlloc returns null
   kHeapAllocation,  // none: an allocation of the layers above, with a status of their own
 };
 

@@ -1,4 +1,4 @@
-// Whether a file or folder can decide what this process loads.
+// Finds out who else can change a file or folder that decides what this process loads.
 #pragma once
 
 #include <string>

@@ -17,9 +17,9 @@ class NewFile {
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  // Creates the file and locks it until it is closed. What has the name already is never opened for writing:
-  // EBUSY if a NewFile that is still open has it, else EEXIST. With `replace`, an entry that is not in use is
-  // removed first, whatever it is; a folder is not.
+  // Creates the file and locks it until it is closed. An existing entry of this name is never opened for
+  // writing: EBUSY if an open NewFile has it, else EEXIST. With `replace`, an entry that is not in use is
+  // removed first, unless it is a folder.
   ZDR_PLATFORM_API int create(const std::string& path, bool replace);
   bool is_open() const { return descriptor_ >= 0; }
 

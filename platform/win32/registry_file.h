@@ -33,8 +33,8 @@ ZDR_PLATFORM_API RegistryReport report_registry();
 // The absolute path of the file, with links resolved if it exists; empty if there is none. Throws bad_alloc.
 std::string resolved_registry_file();
 
-// Receives what the file holds, in its order: each key, then its values. Not to call the registry, which is
-// locked within the process meanwhile.
+// Receives what the file holds, in its order: each key, then its values. Must not use the registry, which
+// is locked for the process during the visit.
 class RegistryVisitor {
  public:
   virtual void on_key(const std::string& path) = 0;
@@ -44,8 +44,8 @@ class RegistryVisitor {
   ~RegistryVisitor() = default;
 };
 
-// Takes one look at each key, where enumerating by index takes one for each pair of keys. Shows nothing when
-// the registry cannot be read. Passes on what the visitor throws; throws bad_alloc.
+// Visits each key once. Visits nothing if the registry cannot be read. Passes on what the visitor throws;
+// throws bad_alloc.
 ZDR_PLATFORM_API RegistryReport visit_registry(RegistryVisitor& visitor);
 
 }  // namespace zdr::platform

@@ -11,7 +11,7 @@ ZDR_WIN32 DWORD GetLastError(void) ZDR_NOEXCEPT;
 ZDR_WIN32 void SetLastError(DWORD code) ZDR_NOEXCEPT;
 
 // Passes the text to the hook of debug_output.h; without a hook, as without a debugger, it has no effect.
-// NULL is ignored.
+// Null is ignored.
 ZDR_WIN32 void OutputDebugStringW(LPCWSTR text) ZDR_NOEXCEPT;
 
 #endif

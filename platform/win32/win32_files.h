@@ -25,7 +25,7 @@
 #define INVALID_SET_FILE_POINTER 0xFFFFFFFFu
 #define INVALID_FILE_SIZE 0xFFFFFFFFu
 
-// INVALID_HANDLE_VALUE (never NULL) on failure. On success the last error is 0, or 183 (ERROR_ALREADY_EXISTS)
+// INVALID_HANDLE_VALUE (never null) on failure. On success the last error is 0, or 183 (ERROR_ALREADY_EXISTS)
 // when CREATE_ALWAYS or OPEN_ALWAYS found an existing file. Failures: 2 missing file, 3 missing directory, 4
 // too many open files, 5 directory, no permission or read-only file, 32 sharing conflict in either direction,
 // 112 disk full, 206 name too long, 87 an access, disposition, flag or attribute other than those above, or
@@ -38,7 +38,7 @@ ZDR_WIN32 HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY
                              HANDLE template_file) ZDR_NOEXCEPT;
 
 // Blocks until all bytes have moved, the file ends, or an error occurs. At or past the end: TRUE with *got ==
-// 0. Failures: 5 the handle lacks the access, 6 bad handle, 87 a NULL pointer to the count, or an
+// 0. Failures: 5 the handle lacks the access, 6 bad handle, 87 a null pointer to the count, or an
 // `overlapped`, which is not supported, 112 disk full, 1117 device error. After a failure the count is the
 // number of bytes that moved before it.
 ZDR_WIN32 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD count, LPDWORD got,

@@ -9,7 +9,7 @@
 // ERROR_INVALID_PARAMETER 87, ERROR_NOT_ENOUGH_MEMORY 8, ERROR_KEY_DELETED 1018 for a handle whose key is
 // gone, ERROR_BADDB 1009 for a store that cannot be parsed (which is then never rewritten), and the code of a
 // failed file operation. A call that fails has changed nothing. Reserved and class arguments must be 0 or
-// NULL where a function would return something through them, and have no effect elsewhere.
+// null where a function would return something through them, and have no effect elsewhere.
 #ifndef ZDR_WIN32_REGISTRY_H
 #define ZDR_WIN32_REGISTRY_H
 
@@ -48,33 +48,33 @@ typedef DWORD REGSAM;
 // new key is made in the latter, a value is set in the former when the key exists there.
 
 // Makes `sub_key` with every missing level above it (at most 32 new ones), or opens it. "" opens `key` again.
-// Failures: 87 NULL, or a new level directly below HKEY_LOCAL_MACHINE or HKEY_USERS; ERROR_BAD_PATHNAME 161 a
-// leading or doubled backslash. `class_name`, `options` and `security` have no effect. *disposition (NULL
+// Failures: 87 null, or a new level directly below HKEY_LOCAL_MACHINE or HKEY_USERS; ERROR_BAD_PATHNAME 161 a
+// leading or doubled backslash. `class_name`, `options` and `security` have no effect. *disposition (null
 // allowed) receives REG_CREATED_NEW_KEY or REG_OPENED_EXISTING_KEY. The caller closes the key with
 // RegCloseKey.
 ZDR_WIN32 LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR sub_key, DWORD reserved, LPWSTR class_name, DWORD options,
                                   REGSAM access, LPSECURITY_ATTRIBUTES security, HKEY* result,
                                   LPDWORD disposition) ZDR_NOEXCEPT;
-// ERROR_FILE_NOT_FOUND 2 for a missing key. A NULL `sub_key` is "".
+// ERROR_FILE_NOT_FOUND 2 for a missing key. A null `sub_key` is "".
 ZDR_WIN32 LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR sub_key, DWORD options, REGSAM access,
                                 HKEY* result) ZDR_NOEXCEPT;
 // Has no effect on the predefined keys.
 ZDR_WIN32 LSTATUS RegCloseKey(HKEY key) ZDR_NOEXCEPT;
 
-// `bytes` counts the terminating NUL of text; data is stored as given. A NULL or empty name is the default
-// value. ERROR_ACCESS_DENIED 5 for a key opened without KEY_SET_VALUE, ERROR_NOACCESS 998 for NULL data with
+// `bytes` counts the terminating NUL of text; data is stored as given. A null or empty name is the default
+// value. ERROR_ACCESS_DENIED 5 for a key opened without KEY_SET_VALUE, ERROR_NOACCESS 998 for null data with
 // a nonzero length, ERROR_NO_SYSTEM_RESOURCES 1450 when the store would become too large.
 ZDR_WIN32 LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
                                  DWORD bytes) ZDR_NOEXCEPT;
 // ERROR_FILE_NOT_FOUND 2 for a missing value; ERROR_MORE_DATA 234, with the size needed in *bytes, for a
-// buffer that is too small; 5 for a key opened without KEY_QUERY_VALUE. A NULL `data` requests only type and
+// buffer that is too small; 5 for a key opened without KEY_QUERY_VALUE. A null `data` requests only type and
 // size. Text is returned as it was stored, so its NUL may be missing.
 ZDR_WIN32 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data,
                                    LPDWORD bytes) ZDR_NOEXCEPT;
 
 // Deletes one key with its values: ERROR_ACCESS_DENIED 5 while it has sub keys, and for permanent keys.
 ZDR_WIN32 LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR sub_key) ZDR_NOEXCEPT;
-// Deletes a key with everything below it; 87 for a NULL or empty `sub_key`.
+// Deletes a key with everything below it; 87 for a null or empty `sub_key`.
 ZDR_WIN32 LSTATUS RegDeleteTreeW(HKEY key, LPCWSTR sub_key) ZDR_NOEXCEPT;
 
 #endif

@@ -10,13 +10,13 @@
 #define WAIT_FAILED 0xFFFFFFFFu
 #define MAXIMUM_WAIT_OBJECTS 64
 
-// TRUE once per handle; 6 for NULL, unknown or closed handles. Closes files, threads, events and mutexes.
+// TRUE once per handle; 6 for null, unknown or closed handles. Closes files, threads, events and mutexes.
 ZDR_WIN32 BOOL CloseHandle(HANDLE handle) ZDR_NOEXCEPT;
 
-// NULL on failure. A named event is shared between the processes of one user within one session (session.h).
+// Null on failure. A named event is shared between the processes of one user within one session (session.h).
 // It ends with its last handle in any process, even when a process is killed. A child forked without exec
 // must not use it. Names are case-sensitive and have up to MAX_PATH characters; `Global\` or `Local\` may
-// precede one, any other backslash is refused (3). An empty or NULL name means no name. Success sets the last
+// precede one, any other backslash is refused (3). An empty or null name means no name. Success sets the last
 // error: 0 created, 183 opened, in which case the other arguments have no effect. Failure: 8 out of memory.
 ZDR_WIN32 HANDLE CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manual_reset, BOOL initial_state,
                               LPCWSTR name) ZDR_NOEXCEPT;

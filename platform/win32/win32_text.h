@@ -16,12 +16,12 @@ ZDR_WIN32 int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR bytes, int
 ZDR_WIN32 int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR wide, int wide_count, LPSTR bytes,
                                   int byte_size, LPCSTR default_char, LPBOOL used_default) ZDR_NOEXCEPT;
 
-// 0 for NULL.
+// 0 for null.
 ZDR_WIN32 int lstrlenW(LPCWSTR text) ZDR_NOEXCEPT;
-// Copies at most size - 1 units and always terminates (size >= 1). Returns the target, NULL for a NULL
+// Copies at most size - 1 units and always terminates (size >= 1). Returns the target, null for a null
 // argument.
 ZDR_WIN32 LPWSTR lstrcpynW(LPWSTR target, LPCWSTR source, int size) ZDR_NOEXCEPT;
-// The decimal number after blanks at the start of the text, saturating; 0 when there is none.
+// The decimal number after blanks at the start of the text, saturating; 0 if there is none.
 ZDR_WIN32 int _wtoi(LPCWSTR text) ZDR_NOEXCEPT;
 
 #endif

@@ -18,7 +18,7 @@
 
 typedef DWORD (*LPTHREAD_START_ROUTINE)(LPVOID);
 
-// NULL on failure: 8, or 87 for a NULL routine or any flag. The handle becomes signalled when the thread has
+// Null on failure: 8, or 87 for a null routine or any flag. The handle becomes signalled when the thread has
 // ended, after its thread-local destructors; it may be closed while the thread runs. The stack is never
 // smaller than the system's default. The routine's result is dropped.
 ZDR_WIN32 HANDLE CreateThread(LPSECURITY_ATTRIBUTES security, SIZE_T stack_size,

@@ -135,9 +135,10 @@ TEST(DecoderInstance, KeptEachFrameIsOutputOneCallLater) {
     const int32_t frame_bytes = decoder.config().outputBytes;
     Pcm pcm;
     for (size_t i = 0; i <= blocks.size(); ++i) {
-      for (const int32_t room : {frame_bytes - 1, 0, -1}) {
-        const Output output = i < blocks.size() ? decoder.decode(blocks[i], room) : decoder.lose(room);
-        EXPECT_EQ(output.status, room < 0 ? ZD_AAC_DEC_OK : ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL);
+      for (const int32_t capacity : {frame_bytes - 1, 0, -1}) {
+        const Output output =
+            i < blocks.size() ? decoder.decode(blocks[i], capacity) : decoder.lose(capacity);
+        EXPECT_EQ(output.status, capacity < 0 ? ZD_AAC_DEC_OK : ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL);
         pcm.insert(pcm.end(), output.pcm.begin(), output.pcm.end());
       }
       EXPECT_EQ(pcm.size(), i * static_cast<size_t>(frame_bytes) / 2);

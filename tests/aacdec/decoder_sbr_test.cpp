@@ -85,8 +85,8 @@ TEST(DecoderSbr, KeptConfiguringResetsTheFadeAndHeadersDoNotChangeTheRateFactor)
   EXPECT_EQ(decode_all(doubled, {fast, fast}).size(), 2 * 4096U);
 }
 
-// A third of the blocks is cut off, a third has one other byte, and the second, whose record the stream has
-// not used yet, has no channels. None for seed 0.
+// Truncates a third of the blocks and changes one byte in another third. The second block, whose frame record
+// the stream has not used yet, becomes one without channels. Seed 0 changes nothing.
 std::vector<Bytes> damaged(std::vector<Bytes> units, uint32_t seed) {
   std::mt19937 random(seed);
   for (Bytes& unit : units) {

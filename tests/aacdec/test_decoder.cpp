@@ -37,8 +37,8 @@ int32_t TestDecoder::configure(Zd_AAC_Dec_Config config) {
   return status;
 }
 
-Output TestDecoder::call(const uint8_t* data, int32_t size, int32_t room) {
-  const int32_t given = room < 0 ? config_.outputBytes : room;
+Output TestDecoder::call(const uint8_t* data, int32_t size, int32_t capacity) {
+  const int32_t given = capacity < 0 ? config_.outputBytes : capacity;
   Output output;
   // Has exactly the stated size, so that the address sanitizer detects a write past its end; but not null.
   output.pcm.reserve(1);
@@ -56,8 +56,8 @@ Output TestDecoder::call(const uint8_t* data, int32_t size, int32_t room) {
   return output;
 }
 
-Output TestDecoder::decode(const Bytes& unit, int32_t room) {
-  return call(unit.data(), static_cast<int32_t>(unit.size()), room);
+Output TestDecoder::decode(const Bytes& unit, int32_t capacity) {
+  return call(unit.data(), static_cast<int32_t>(unit.size()), capacity);
 }
 
 Pcm decode_all(TestDecoder& decoder, const std::vector<Bytes>& units) {

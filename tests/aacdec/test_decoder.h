@@ -33,10 +33,10 @@ class TestDecoder {
   int32_t configure(Zd_AAC_Dec_Config config);
   // The configuration as updated by SetConfig.
   const Zd_AAC_Dec_Config& config() const { return config_; }
-  // `room`: bytes of the PCM buffer; -1: one output frame. Expects a failure to write neither byte count.
-  Output decode(const Bytes& unit, int32_t room = -1);
+  // `capacity`: bytes of the PCM buffer; -1: one output frame. Expects a failure to write neither byte count.
+  Output decode(const Bytes& unit, int32_t capacity = -1);
   // The size that comes with a null pointer must not count.
-  Output lose(int32_t room = -1) { return call(nullptr, 4711, room); }
+  Output lose(int32_t capacity = -1) { return call(nullptr, 4711, capacity); }
 
   Zd_AAC_Dec_Instance* instance() const { return instance_.get(); }
 
@@ -44,7 +44,7 @@ class TestDecoder {
   struct Closer {
     void operator()(Zd_AAC_Dec_Instance* instance) const { Zd_AAC_Dec_Close(instance); }
   };
-  Output call(const uint8_t* data, int32_t size, int32_t room);
+  Output call(const uint8_t* data, int32_t size, int32_t capacity);
 
   std::unique_ptr<Zd_AAC_Dec_Instance, Closer> instance_;
   Zd_AAC_Dec_Config config_{};

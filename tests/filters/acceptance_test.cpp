@@ -90,7 +90,7 @@ TEST(Acceptance, H263NeedsNoFirstFrame) {
                      {"first frame missing", truncated_to(88), true}});
 }
 
-TEST(Acceptance, KeptAvcRuleChecksTheSubTypeOfVideoOnly) {
+TEST(Acceptance, KeptAvcRuleChecksTheSubtypeOfVideoOnly) {
   expect_acceptance(avc_track(10), kVideoChanges,
                     {{"H.263", subtype(kSubtypeH263), false},
                      {"not video", not_video, true},

@@ -80,7 +80,7 @@ class Clips {
   }
   Opened open(const std::string& name, const Bytes& bytes) { return open(write(name, bytes)); }
 
-  // The number of the sample that a key frame is; 0 when the call fails.
+  // The number of the sample that a key frame is; 0 if the call fails.
   uint32_t key_frame(const Opened& opened, DWORD index) {
     BYTE* bytes = nullptr;
     DWORD size = 0;

@@ -26,7 +26,7 @@ inline TrackDescription aac_track_with(const Bytes& configuration, uint32_t firs
   return track;
 }
 
-// --- Format blocks -----------------------------------------------------------------------------------------
+// --- Format blocks ---
 
 template <class Record>
 Bytes bytes_of_record(const Record& record) {

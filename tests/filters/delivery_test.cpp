@@ -1,4 +1,4 @@
-// What the worker's function puts into each sample, compared with a plain computation from the track's
+// What FillBuffer() writes to each media sample, compared with a plain computation from the track's
 // description.
 #include <gtest/gtest.h>
 
@@ -11,12 +11,11 @@
 namespace zdr::test {
 namespace {
 
-std::vector<Filled> play(const TrackDescription& track, LONG room = FilterUnderTest::kRoom) {
-  FilterUnderTest under_test(track);
-  return under_test.play(room);
+std::vector<Filled> play(const TrackDescription& track, LONG capacity = FilterUnderTest::kCapacity) {
+  return FilterUnderTest(track).play(capacity);
 }
 
-// --- The plain computation ---------------------------------------------------------------------------------
+// --- The plain computation ---
 
 int64_t duration_of(const TrackDescription& track, size_t index) {
   return track.durations.empty() ? 100 : track.durations[std::min(index, track.durations.size() - 1)];
@@ -92,7 +91,7 @@ TrackDescription randomised(TrackDescription track, uint32_t seed) {
   return track;
 }
 
-// --- Whole tracks ------------------------------------------------------------------------------------------
+// --- Whole tracks ---
 
 TEST(Delivery, VideoIsOneFrameASample) {
   for (uint32_t seed = 0; seed < 60; ++seed) {
@@ -118,11 +117,11 @@ TEST(Delivery, KeptSizeTableHas16BitsAnEntry) {
   EXPECT_EQ(play(track), expected_audio(track, 10, true));
 }
 
-// --- Ends and odd tables -----------------------------------------------------------------------------------
+// --- Ends and odd tables ---
 
 TEST(Delivery, KeptStopAndEditShiftDecideWhatATrackDelivers) {
-  TrackDescription last_at_end = avc_track(3);
-  last_at_end.durations = {100, 100, 0};
+  TrackDescription last_at_end = avc_track(3), audio_at_end = track_of("EVRC", 3);
+  last_at_end.durations = audio_at_end.durations = {100, 100, 0};
   TrackDescription version_1 = avc_track(5);  // plays for 0 ms
   version_1.header_version = 1;
   TrackDescription shifted = avc_track(10);  // of 1000 ms; its tail is after the stop position
@@ -135,6 +134,7 @@ TEST(Delivery, KeptStopAndEditShiftDecideWhatATrackDelivers) {
   empty_frame.sizes[1] = 0;
   const std::tuple<std::string, TrackDescription, std::vector<REFERENCE_TIME>> kCases[] = {
       {"last at the stop position", last_at_end, {0, 100, 200}},
+      {"the same for audio", audio_at_end, {0, 12, 25}},
       {"duration 0", version_1, {0}},
       {"shifted", shifted, {150, 250, 350, 450, 550, 650, 750, 850, 950}},
       {"short time table", short_table, {7, 107, 114, 121}},
@@ -195,7 +195,7 @@ TEST(Delivery, KeptBadUnitEndsItsGroupAndIsSkipped) {
   EXPECT_EQ(rest[0].start, 11 * 200000);
 }
 
-// --- Marks and failures ------------------------------------------------------------------------------------
+// --- Marks and failures ---
 
 TEST(Delivery, KeptFirstSampleOfTheProcessIsADiscontinuity) {
   FilterUnderTest first(amr_track(30));

@@ -91,15 +91,15 @@ HRESULT FilterUnderTest::fill(int pin_index, IMediaSample& sample) {
   return (stream.*&WorkerAccess::FillBuffer)(&sample);
 }
 
-Filled FilterUnderTest::fill(LONG room) {
-  FakeSample sample(room);
+Filled FilterUnderTest::fill(LONG capacity) {
+  FakeSample sample(capacity);
   EXPECT_EQ(fill(0, sample), S_OK);
   return sample.content();
 }
 
-std::vector<Filled> FilterUnderTest::play(LONG room) {
+std::vector<Filled> FilterUnderTest::play(LONG capacity) {
   for (std::vector<Filled> all;;) {
-    FakeSample sample(room);
+    FakeSample sample(capacity);
     if (fill(0, sample) != S_OK) return all;
     all.push_back(sample.content());
   }

@@ -23,7 +23,7 @@ inline constexpr REFERENCE_TIME kMs = 10000;
 
 class FilterUnderTest {
  public:
-  // Creates the filter without a file. Throws bad_alloc when that fails.
+  // Creates the filter without a file. Throws bad_alloc if that fails.
   FilterUnderTest();
   // Loads a movie as `file_name`.
   explicit FilterUnderTest(const MovieDescription& movie, std::string_view file_name = "clip.mp4");
@@ -43,16 +43,16 @@ class FilterUnderTest {
   // Requests the type of the pin.
   HRESULT media_type(CMediaType& type, int index = 0) { return pin(index).GetMediaType(0, &type); }
 
-  // One call of the worker's function on that pin; the worker itself does not run.
+  // Calls FillBuffer() of that pin on this thread; no worker runs.
   HRESULT fill(int pin_index, IMediaSample& sample);
   // The same with a sample of that size, which must be filled.
-  Filled fill(LONG room = kRoom);
+  Filled fill(LONG capacity = kCapacity);
   // Fills samples of the first pin until it returns another result than S_OK.
-  std::vector<Filled> play(LONG room = kRoom);
+  std::vector<Filled> play(LONG capacity = kCapacity);
   // Seeks all pins through the first.
   HRESULT seek(REFERENCE_TIME start);
 
-  static constexpr LONG kRoom = 100000;
+  static constexpr LONG kCapacity = 100000;
   com::ComPtr<IBaseFilter> filter;
   com::ComPtr<IFileSourceFilter> file_source;
   TempFolder folder;

@@ -1,4 +1,4 @@
-// Speech and AAC files through the filter: their pin, and what its worker's function puts into each sample.
+// Speech and AAC files through the filter: their pin, and what FillBuffer() writes to each sample.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,7 +31,7 @@ struct Adts : FilterUnderTest {
   explicit Adts(const char* sample) { EXPECT_EQ(load(sample_path(sample)), S_OK); }
 };
 
-// --- Both kinds --------------------------------------------------------------------------------------------
+// --- Both kinds ---
 
 TEST(FrameFile, KeptPinAcceptsEveryType) {
   const Bytes narrow = speech(false, 2, 0x3C).bytes();
@@ -77,14 +77,14 @@ TEST(FrameFile, KeptFrameThatDoesNotFitIsSkipped) {
   EXPECT_EQ(under_test.fill(0, none), S_FALSE);
 
   Adts aac(60);
-  aac.fill(3 * kPcmFrame +
-           kPcmFrame / 2);  // frames 1 to 4; the first yields nothing, and the fifth does not fit
+  // Frames 1 to 4: the first yields nothing, and the fifth does not fit.
+  aac.fill(3 * kPcmFrame + kPcmFrame / 2);
   const Filled second = aac.fill(3 * kPcmFrame + kPcmFrame / 2);
   EXPECT_EQ(second.data.size(), 3 * kPcmFrame);
   EXPECT_EQ(second.start, 139 * kMs);  // of frame 7
 }
 
-// Unlike in ISO media, a sample that refuses the mark of the first one uses it up.
+// Unlike in ISO media, a sample that refuses the discontinuity mark consumes it.
 TEST(FrameFile, ARefusedCallSkipsTheFrameAndUsesUpTheMark) {
   NarrowBand under_test;
   FakeSample refusing(1000);
@@ -129,7 +129,7 @@ TEST(FrameFile, KeptStopRewinds) {
   }
 }
 
-// --- Speech ------------------------------------------------------------------------------------------------
+// --- Speech ---
 
 // Ten frames a sample; a group stamped with the end of the file is not delivered.
 TEST(AmrFile, KeptGroupsCarryTheEndOfTheirFirstFrame) {
@@ -181,7 +181,7 @@ TEST(AmrFile, KeptSeekToTheSameTargetChangesNothing) {
   }
 }
 
-// --- AAC ---------------------------------------------------------------------------------------------------
+// --- AAC ---
 
 TEST(AacFile, KeptGroupsCarryTheTimeOfTheirSecondFrame) {
   const std::vector<Filled> delivered = Adts().play();

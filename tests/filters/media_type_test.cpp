@@ -152,7 +152,7 @@ TEST(MediaType, KeptFrameRateUsesTheLongerTrack) {
   }
 }
 
-// --- Buffers -----------------------------------------------------------------------------------------------
+// --- Buffers ---
 
 // What an allocator grants.
 struct Grant {

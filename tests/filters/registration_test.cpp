@@ -108,7 +108,7 @@ TEST_F(Registration, KeptOnlyFailuresToCreateKeysCount) {
   EXPECT_EQ(outcomes.size(), 5u);
 }
 
-// Whether a process that does `entry` is killed at this step of its work on the registry.
+// True if a process that calls `entry` is killed at this step of its work on the registry.
 bool dies_at(int step, HRESULT (*entry)()) {
   const pid_t child = fork();
   if (child == 0) {

@@ -13,19 +13,20 @@ namespace zdr::test {
 namespace {
 
 using namespace mp4source;
-using Rebase = SeekSync::Rebase;
+using Sync = mp4source::SeekSync;  // the fixture has the name of the suite
+using Rebase = Sync::Rebase;
 
 constexpr REFERENCE_TIME kSecond = 10000000;
 constexpr REFERENCE_TIME kBlink = kSecond / 50;
 constexpr REFERENCE_TIME kHour = 3600 * kSecond;
 
-class SeekSyncTest : public ::testing::Test {
+class SeekSync : public ::testing::Test {
  protected:
   // A wait that does not end would hold the program for an hour.
-  SeekSyncTest() { alarm(60); }
-  ~SeekSyncTest() override { alarm(0); }
+  SeekSync() { alarm(60); }
+  ~SeekSync() override { alarm(0); }
 
-  using Pending = std::future<SeekSync::Outcome>;
+  using Pending = std::future<Sync::Outcome>;
 
   // As after a seek in which both streams take part and both workers play.
   void both_play() {
@@ -40,7 +41,7 @@ class SeekSyncTest : public ::testing::Test {
   // Repeats the action until the wait has ended, because an action before the start of the wait may have no
   // effect.
   template <class Action>
-  static SeekSync::Outcome end_by(Pending& pending, Action action) {
+  static Sync::Outcome end_by(Pending& pending, Action action) {
     do {
       action();
     } while (pending.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready);
@@ -58,26 +59,26 @@ class SeekSyncTest : public ::testing::Test {
   UniqueHandle av_data{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
   UniqueHandle seek_handling{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
   UniqueHandle request{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-  SeekSync sync{av_data.get(), seek_handling.get()};
+  Sync sync{av_data.get(), seek_handling.get()};
 };
 
-TEST_F(SeekSyncTest, VideoStartsEarlierAndAudioWaitsUntilVideoHasCaughtUp) {
+TEST_F(SeekSync, VideoStartsEarlierAndAudioWaitsUntilVideoHasCaughtUp) {
   both_play();
   Pending audio = start(StreamKind::kAudio, 2 * kHour);
-  const SeekSync::Outcome video = sync.resynchronise(StreamKind::kVideo, kHour, request.get());
+  const Sync::Outcome video = sync.resynchronise(StreamKind::kVideo, kHour, request.get());
   EXPECT_EQ(video.rebase, Rebase::kBothPins);
   EXPECT_EQ(video.start, 2 * kHour);
   EXPECT_TRUE(sync.is_preroll(kHour, 0));
   EXPECT_TRUE(sync.is_preroll(2 * kHour - 1, 0));
   EXPECT_FALSE(has_ended(audio));  // the wait's limit is an hour
   EXPECT_FALSE(sync.is_preroll(2 * kHour, 0));
-  const SeekSync::Outcome outcome = audio.get();
+  const Sync::Outcome outcome = audio.get();
   EXPECT_EQ(outcome.rebase, Rebase::kBothPins);
   EXPECT_EQ(outcome.start, 2 * kHour);
 }
 
 // Whichever comes first, and with a signal left over from an earlier seek.
-TEST_F(SeekSyncTest, VideoWaitsForAudio) {
+TEST_F(SeekSync, VideoWaitsForAudio) {
   for (int round = 0; round < 20; ++round) {
     both_play();
     SetEvent(av_data.get());
@@ -89,7 +90,7 @@ TEST_F(SeekSyncTest, VideoWaitsForAudio) {
   }
 }
 
-TEST_F(SeekSyncTest, AWaitForThePeerEndsWithThePeerASignalOrARequest) {
+TEST_F(SeekSync, AWaitForThePeerEndsWithThePeerASignalOrARequest) {
   const struct {
     std::string name;
     StreamKind waiting;
@@ -113,7 +114,7 @@ TEST_F(SeekSyncTest, AWaitForThePeerEndsWithThePeerASignalOrARequest) {
 }
 
 // Both workers ended with the stop, perhaps after video had its first sample, and audio starts before video.
-TEST_F(SeekSyncTest, AudioWaitsForVideoAfterAStopOnceTheFilterStarts) {
+TEST_F(SeekSync, AudioWaitsForVideoAfterAStopOnceTheFilterStarts) {
   for (const bool video_had_sample : {false, true}) {
     both_play();
     EXPECT_TRUE(!video_had_sample || waits(StreamKind::kVideo, 0));
@@ -128,7 +129,7 @@ TEST_F(SeekSyncTest, AudioWaitsForVideoAfterAStopOnceTheFilterStarts) {
   }
 }
 
-TEST_F(SeekSyncTest, NoWorkerWaitsForWhatHasHappenedAlready) {
+TEST_F(SeekSync, NoWorkerWaitsForWhatHasHappenedAlready) {
   both_play();
   sync.stream_ended(StreamKind::kAudio);
   EXPECT_FALSE(waits(StreamKind::kVideo, 0));
@@ -142,7 +143,7 @@ TEST_F(SeekSyncTest, NoWorkerWaitsForWhatHasHappenedAlready) {
   EXPECT_FALSE(waits(StreamKind::kAudio, kHour));
 }
 
-TEST_F(SeekSyncTest, TheSecondWorkerSignalsTheFirst) {
+TEST_F(SeekSync, TheSecondWorkerSignalsTheFirst) {
   both_play();
   Pending audio = start(StreamKind::kAudio, 0);
   end_by(audio, [&] { SetEvent(av_data.get()); });
@@ -151,7 +152,7 @@ TEST_F(SeekSyncTest, TheSecondWorkerSignalsTheFirst) {
   EXPECT_EQ(WaitForSingleObject(av_data.get(), 0), WAIT_OBJECT_0);
 }
 
-TEST_F(SeekSyncTest, TheWaitForVideoToCatchUpEndsWithARequestASignalOrVideosLoop) {
+TEST_F(SeekSync, TheWaitForVideoToCatchUpEndsWithARequestASignalOrVideosLoop) {
   const std::function<void()> kEnds[] = {[&] { SetEvent(request.get()); },
                                          [&] { sync.loop_left(StreamKind::kVideo); },
                                          [&] { SetEvent(seek_handling.get()); }};
@@ -165,7 +166,7 @@ TEST_F(SeekSyncTest, TheWaitForVideoToCatchUpEndsWithARequestASignalOrVideosLoop
   }
 }
 
-TEST_F(SeekSyncTest, NoWaitDependsOnASignalThatAnotherFilterConsumes) {
+TEST_F(SeekSync, NoWaitDependsOnASignalThatAnotherFilterConsumes) {
   both_play();
   std::atomic<bool> done{false};
   std::thread thief([&] {
@@ -178,7 +179,7 @@ TEST_F(SeekSyncTest, NoWaitDependsOnASignalThatAnotherFilterConsumes) {
   thief.join();
 }
 
-TEST_F(SeekSyncTest, AnOldGateStaysUntilTheTimeOfAudioIsKnown) {
+TEST_F(SeekSync, AnOldGateStaysUntilTheTimeOfAudioIsKnown) {
   both_play();
   Pending video = start(StreamKind::kVideo, 0);
   sync.resynchronise(StreamKind::kAudio, kBlink, request.get());
@@ -197,7 +198,7 @@ TEST_F(SeekSyncTest, AnOldGateStaysUntilTheTimeOfAudioIsKnown) {
 }
 
 // After a seek of a stopped filter, the worker that starts first does not rely on the other stream.
-TEST_F(SeekSyncTest, KeptFirstWorkerToStartDisarmsTheOtherStream) {
+TEST_F(SeekSync, KeptFirstWorkerToStartDisarmsTheOtherStream) {
   for (const bool running : {false, true}) {
     for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) sync.pin_seeking(stream, false);
     // A seek that finds workers sets the latches again.
@@ -212,7 +213,7 @@ TEST_F(SeekSyncTest, KeptFirstWorkerToStartDisarmsTheOtherStream) {
     EXPECT_TRUE(running || audio.get().rebase == Rebase::kThisPin);
     // Video starts later, finds the time of audio, and moves both.
     sync.arm(StreamKind::kVideo);
-    const SeekSync::Outcome video = sync.resynchronise(StreamKind::kVideo, kSecond - kBlink, request.get());
+    const Sync::Outcome video = sync.resynchronise(StreamKind::kVideo, kSecond - kBlink, request.get());
     EXPECT_EQ(video.rebase, Rebase::kBothPins);
     EXPECT_EQ(video.start, kSecond);
     EXPECT_TRUE(!running || audio.get().rebase == Rebase::kBothPins);

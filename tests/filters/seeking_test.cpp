@@ -30,7 +30,7 @@ struct Video : FilterUnderTest {
   Video() : FilterUnderTest(long_movie().tracks[1]) {}
 };
 
-// --- The interface -----------------------------------------------------------------------------------------
+// --- The interface ---
 
 TEST(Seeking, KeptStatusesOfTheInterface) {
   FilterUnderTest under_test(long_movie());
@@ -131,7 +131,7 @@ TEST(Seeking, KeptPositionsAreNeitherClampedNorOrdered) {
   }
 }
 
-// --- What the worker's function fills after it -------------------------------------------------------------
+// --- FillBuffer() after a seek ---
 
 TEST(Seeking, StartsAtTheSyncSampleAtOrBeforeTheTarget) {
   const std::tuple<REFERENCE_TIME, uint32_t, bool> kCases[] = {
@@ -306,7 +306,7 @@ TEST(Seeking, KeptLatenessSkipsToTheNextSyncSample) {
   }
 }
 
-// --- Streams with their workers ----------------------------------------------------------------------------
+// --- Streams with their workers ---
 
 // A stop and a seek set both events before they wait for the worker; a seek resets them after the flush.
 // Positions outlive a stop.

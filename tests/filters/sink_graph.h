@@ -7,7 +7,7 @@
 
 namespace zdr::test {
 
-// The two events that every filter of the session sets. To be made after a filter, which joins the session.
+// The two events that every filter of the session sets. Made after the first filter, which joins the session.
 class SharedEvents {
  public:
   void set() const {
@@ -18,7 +18,7 @@ class SharedEvents {
     return WaitForSingleObject(seek_handling_.get(), milliseconds) == WAIT_OBJECT_0 &&
            WaitForSingleObject(av_data_available_.get(), milliseconds) == WAIT_OBJECT_0;
   }
-  // How many of them are set, which this consumes.
+  // The number of signals, which it consumes.
   int count() const {
     return (WaitForSingleObject(seek_handling_.get(), 0) == WAIT_OBJECT_0) +
            (WaitForSingleObject(av_data_available_.get(), 0) == WAIT_OBJECT_0);

@@ -44,7 +44,7 @@ TEST(SourceKind, KeptExtensionStartsAtTheLastDotOfThePath) {
   }
 }
 
-// Decoders and hosts of other makers have them, so they never change.
+// Decoders and hosts of other makers use these values, so they never change.
 TEST(Guids, OfTheClassTheInterfaceAndTheTypesAreFixed) {
   const std::pair<GUID, std::u16string> kGuids[] = {
       {kClsidSourceFilter, u"{7C0B2D5E-3A94-4E61-9F27-5D8B1A6E40C3}"},

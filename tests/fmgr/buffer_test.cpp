@@ -97,7 +97,7 @@ TEST(Buffers, KeptEndIncludesUnwrittenBytesOfLaterSiblingsOnly) {
   const Context context = make_context(8, 8);
   Stream first = open_stream(source, "r+b", context);
   const Stream second = open_stream(source, "r+b", context);
-  const Stream third = open_stream(source, "r+b", context);  // the buffer goes in after that of the first
+  const Stream third = open_stream(source, "r+b", context);  // its buffer is inserted after the first one
   EXPECT_EQ(FMGR_FSeek(second.get(), 8, FMGR_SEEK_SET), FMGR_OK);
   EXPECT_EQ(read_text(second, 1), "8");
   ASSERT_TRUE(put(second, "wxyz"));

@@ -16,7 +16,7 @@ struct NoConsumer : SampleConsumer {
   void new_segment(REFERENCE_TIME, REFERENCE_TIME) override {}
 };
 
-TEST(FilterGraph, ConnectsPinsOfItsOwnFiltersThatFormNoCircle) {
+TEST(FilterGraph, ConnectsPinsOfItsOwnFiltersThatFormNoCycle) {
   NoConsumer consumer;
   HRESULT hr = S_OK;
   const ComPtr<MediaSink> inside(new MediaSink(consumer, nullptr, nullptr, &hr));
@@ -30,7 +30,7 @@ TEST(FilterGraph, ConnectsPinsOfItsOwnFiltersThatFormNoCircle) {
 }
 
 // A chain of three filters refuses only the connection of its end to its beginning.
-TEST(FilterGraph, LongCirclesAreRefused) {
+TEST(FilterGraph, LongCyclesAreRefused) {
   const ComPtr<FilterGraph> graph(new FilterGraph);
   ComPtr<AnyFilter> filters[3];
   for (ComPtr<AnyFilter>& filter : filters) {

@@ -57,7 +57,7 @@ ExerciseResult use(const FMGR_Descriptor& descriptor) {
   return exercise(descriptor, context.get(), 3);
 }
 
-// Boxes beyond the end of the file, of more than one read can return, and of more than a file may keep.
+// Boxes larger than the file, than one read can return, and than all bodies that the parser stores.
 TEST(DamagedFiles, BoxesThatCannotBeReadTakeNoMemory) {
   for (const auto& [box_size, file_size] :
        {std::pair{0x40000000u, uint64_t{200}}, std::pair{0xC0000000u, uint64_t{1} << 33},

@@ -37,7 +37,7 @@ class OpenedMovie {
   }
 
   Source source;
-  P3gppFile* file = nullptr;  // null when the open failed
+  P3gppFile* file = nullptr;  // null if the open failed
   P3gppOpenError error{};
   int32_t status = 0;
 
@@ -74,7 +74,7 @@ inline std::string sample_text(const P3gppSample& sample) {
   return text;
 }
 
-// ---- Boxes ------------------------------------------------------------------------------------------------
+// --- Boxes ---
 
 struct ShownBoxes {
   struct Box {

@@ -13,7 +13,7 @@ namespace zdr::platform {
 using FutexWord = std::atomic<uint32_t>;
 static_assert(sizeof(FutexWord) == 4 && FutexWord::is_always_lock_free);
 
-// Whether a word is private to the process or lies in memory shared with others.
+// A word is private to the process, or in memory shared with others.
 enum class FutexScope { kProcess, kShared };
 
 // A point in time, or never.

@@ -1,5 +1,5 @@
 // The table that HANDLE values refer to. A handle is (generation, index) packed into 29 bits and shifted left
-// by 2, so it is never NULL, -1 or -2, fits a 32-bit word, and becomes stale when its slot is closed.
+// by 2, so it is never null, -1 or -2, fits a 32-bit word, and becomes stale when its slot is closed.
 //
 // Looking a handle up takes no lock: slots are never freed, and a slot's one atomic word holds its
 // generation, two flags and a count of pins. A pin keeps the object alive, so a concurrent CloseHandle cannot
@@ -54,7 +54,7 @@ inline bool is_state_of(uint64_t state, HANDLE handle) noexcept {
   return (state & handle_bits::kLive) != 0 && ((state >> 32) & handle_bits::kGenerationMask) == generation;
 }
 
-// Keeps a handle's object alive during a call. Empty when the handle is unknown, stale or closed.
+// Keeps a handle's object alive during a call. Empty if the handle is unknown, stale or closed.
 class Pin {
  public:
   Pin() noexcept = default;
@@ -94,7 +94,7 @@ class Pin {
   HandleSlot* slot_ = nullptr;
 };
 
-// Returns a new handle, which takes over the reference; NULL, with the reference dropped, when all slots are
+// Returns a new handle, which takes over the reference; null, with the reference dropped, if all slots are
 // taken.
 HANDLE open_handle(Ref<KernelObject> object) noexcept;
 

@@ -223,7 +223,7 @@ TEST(SbrInABlock, EndsInsideItsFillElement) {
   }
 }
 
-// ---- Bands -----------------------------------------------------------------------------------------------
+// --- Bands ---
 
 constexpr int kHeaders = 16 * 16 * 4 * 2 * 8;
 
@@ -281,7 +281,7 @@ TEST(SbrBands, KeptAtMost35BandsAndFivePatchesAndAnyAlterScaleActsAs1) {
   EXPECT_GT(unfilled, 0);
 }
 
-// ---- Parametric stereo -----------------------------------------------------------------------------------
+// --- Parametric stereo ---
 
 // The checksum is pinned; a change here changes every decoder output with parametric stereo. Some data have a
 // header, some are truncated. A header takes effect together with its data: unusable data change nothing.

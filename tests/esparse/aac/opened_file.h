@@ -40,9 +40,9 @@ class OpenedFile {
     std::vector<int16_t> pcm;
   };
   // Reads to an odd address.
-  Read read(uint32_t number, uint32_t room = 16384) {
-    Bytes pcm(room + 1);
-    AACF_FrameRequest request{number, room, reinterpret_cast<int16_t*>(pcm.data() + 1)};
+  Read read(uint32_t number, uint32_t capacity = 16384) {
+    Bytes pcm(capacity + 1);
+    AACF_FrameRequest request{number, capacity, reinterpret_cast<int16_t*>(pcm.data() + 1)};
     Read result{AACF_ReadFrame(reader_, &request), request.number, {}};
     result.pcm.resize(result.status == AACF_OK ? request.size / 2 : 0);
     std::copy_n(pcm.begin() + 1, 2 * result.pcm.size(), reinterpret_cast<uint8_t*>(result.pcm.data()));

@@ -30,7 +30,7 @@ Bytes audio(const char* type, const Bytes& child, uint32_t rate = 8000) {
   return audio_entry(type, 2, rate, child);
 }
 
-// ---- The fields as text -----------------------------------------------------------------------------------
+// --- The fields as text ---
 
 // The numbers, each preceded by a blank.
 template <typename... Numbers>
@@ -99,7 +99,7 @@ std::string describe(const Bytes& entry, const std::string& handler = "soun") {
   return all;
 }
 
-// ---- Supported entries and their descriptions -------------------------------------------------------------
+// --- Supported entries and their descriptions ---
 
 TEST(DecoderInfo, KeptDescriptionsFollowEntryAndHandlerTypes) {
   const auto video = [](const char* type, const Bytes& child) { return video_entry(type, 352, 288, child); };
@@ -210,7 +210,7 @@ TEST(DecoderInfo, KeptMissingVideoDimensionsAreThoseOfTheTrackSwapped) {
   EXPECT_EQ(dimensions(0, 240), "144 176");
 }
 
-// ---- ES descriptors ---------------------------------------------------------------------------------------
+// --- ES descriptors ---
 
 std::string describe_esds(const Bytes& descriptors) {
   return describe(audio("mp4a", full_box("esds", 0, 0, descriptors)));

@@ -27,7 +27,7 @@ TrackDescription extending(const std::string& container, const Bytes& bytes) {
   return track;
 }
 
-// ---- Top level --------------------------------------------------------------------------------------------
+// --- Top level ---
 
 TEST(TopLevel, KeptScanEndsAtMoovAndAtSize0) {
   const Bytes mdat = box("mdat", Bytes(100));
@@ -96,7 +96,7 @@ TEST(TopLevel, KeptFileTypeOfUpTo32Brands) {
   EXPECT_EQ(shown.find("moof")->header.offset, ftyp("old ", 1).size());
 }
 
-// ---- The child loop ---------------------------------------------------------------------------------------
+// --- The child loop ---
 
 TEST(ChildLoop, RefusesChildrenThatDoNotFit) {
   const auto file = [](const Bytes& more) { return concat({box("moov", {mvhd(), more}), Bytes(16)}); };

@@ -107,7 +107,7 @@ TEST(Tags, HaveTheirPlaceInTheFileAndFailureClearsTheWholeRecord) {
   EXPECT_EQ(tag.u.location.notes.bytes, nullptr);
 }
 
-// ---- Of a track -------------------------------------------------------------------------------------------
+// --- Of a track ---
 
 TrackDescription with_track_data(const Bytes& udta_children) {
   TrackDescription track = amr_track(3);

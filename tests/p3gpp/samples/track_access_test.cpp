@@ -116,7 +116,7 @@ TEST(TrackAccess, AFailedOpenFreesStreamsAndCaches) {
   ASSERT_EQ(P3GPP_Open(&file, &source.descriptor(), context.get()), P3GPP_OK);
   P3gppTrack* track = nullptr;
   EXPECT_EQ(P3GPP_OpenTrack(file, &track, 1, 1024), P3GPP_ERR_NO_TABLE);
-  void* const writer = OS_fopen(source.path().u16string().c_str(), "r+");  // needs that nobody reads
+  void* const writer = OS_fopen(source.path().u16string().c_str(), "r+");  // fails while another handle reads
   EXPECT_EQ(OS_fclose(writer), 0);
   p3gpp::TrackPath path;
   ASSERT_EQ(p3gpp::find_tables(*file, 1, path), P3GPP_OK);
@@ -125,7 +125,7 @@ TEST(TrackAccess, AFailedOpenFreesStreamsAndCaches) {
   P3GPP_Close(file);
 }
 
-// ---- Caches -----------------------------------------------------------------------------------------------
+// --- Caches ---
 
 // The first reads of an open track fill the caches, in the order in which the budget is distributed.
 TEST(TrackAccess, KeptBudgetIsDistributedTableByTable) {
@@ -172,7 +172,7 @@ TEST(TrackAccess, KeptReadingBackwardsRefillsHalfBlocks) {
   EXPECT_NEAR(refills(one_chunk, 2), 6000.0 / 84, 3);
 }
 
-// ---- Counts and records -----------------------------------------------------------------------------------
+// --- Counts and records ---
 
 TEST(TrackAccess, KeptTextTracksHaveIdsButAreNotCounted) {
   std::vector<TrackDescription> tracks;

@@ -41,7 +41,7 @@ inline com::ComPtr<CountedAllocator> make_committed(LONG buffers, LONG size) {
   return allocator;
 }
 
-// Null when no sample is free.
+// Null if no sample is free.
 inline com::ComPtr<IMediaSample> take(IMemAllocator& allocator, DWORD flags = AM_GBF_NOWAIT) {
   com::ComPtr<IMediaSample> sample;
   allocator.GetBuffer(sample.out(), nullptr, nullptr, flags);

@@ -19,7 +19,7 @@ CMediaType make_type(const GUID& major, const GUID& sub, const GUID& format, con
   return type;
 }
 
-TEST(MediaType, KeptTypeLackingOnlyTheSubTypeIsNotPartial) {
+TEST(MediaType, KeptTypeLackingOnlyTheSubtypeIsNotPartial) {
   const CMediaType full = make_type(MEDIATYPE_Audio, MEDIASUBTYPE_PCM, FORMAT_WaveFormatEx, "block");
   const GUID any = GUID_NULL;
   const std::tuple<const char*, CMediaType, bool, bool> cases[] = {

@@ -191,8 +191,7 @@ TEST_F(MediaSample, DataStaysWithinTheBuffer) {
   }
 }
 
-// ---- Between threads
-// ---------------------------------------------------------------------------------------
+// --- Between threads ---
 
 TEST(AllocatorThreads, ReturnedBufferOrDecommitEndsAWait) {
   enum { kReturn, kDecommit, kDecommitAndCommit };
@@ -218,7 +217,8 @@ TEST(AllocatorThreads, ReturnedBufferOrDecommitEndsAWait) {
 }
 
 // Takes and marks buffers until `stop` is set, and checks and returns each after the next one. A buffer that
-// two threads hold would show two marks. Two buffers are never all, so the threads cannot starve each other.
+// two threads hold would show two marks. A thread waits with at most one of the five buffers, so the three
+// cannot all wait.
 void use_buffers(CountedAllocator& allocator, BYTE mark, const std::atomic<bool>& stop,
                  std::atomic<int>& uses) {
   std::mt19937 random(mark);

@@ -236,8 +236,8 @@ TEST(NullArguments, AreRefused) {
 // What both pins return in the search for an allocator, and a log of their calls.
 struct Choice {
   HRESULT get_allocator = S_OK;
-  int decide_failures = 0;  // so many calls of the output pin fail, when it sets the size
-  int notify_failures = 0;  // the same for the input pin, when it is passed the chosen allocator
+  int decide_failures = 0;  // calls of DecideBufferSize that fail
+  int notify_failures = 0;  // calls of NotifyAllocator that fail
   ALLOCATOR_PROPERTIES requirements{};
   std::string log{};
 };

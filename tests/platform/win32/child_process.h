@@ -48,7 +48,7 @@ class ChildProcess {
       throw std::runtime_error("the child does not read its commands");
     }
   }
-  // Blocks; empty when the child has ended.
+  // Blocks; empty if the child has ended.
   std::string receive() {
     std::string line;
     char c;

@@ -49,7 +49,7 @@ struct OpenedClip {
   ClientBytes configuration;
 };
 
-// Throws bad_alloc when memory runs out. The clip owns the manager.
+// Throws bad_alloc if memory runs out. The clip owns the manager.
 OpenedClip open_clip(SourceKind kind, const WCHAR* file_name, FileManagerPointer manager);
 
 OpenedClip open_iso_clip(const WCHAR* file_name, FileManagerPointer manager);

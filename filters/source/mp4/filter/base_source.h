@@ -22,7 +22,7 @@ class CZanBaseSourceFilter : public CSource,
   HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
   LPAMOVIESETUP_FILTER GetSetupData() override;
 
-  // Opens the file and makes the pins. TRUE when at least one pin was made. `file_name` lasts until
+  // Opens the file and makes the pins. TRUE if at least one pin was made. `file_name` lasts until
   // everything that it opened is closed.
   virtual BOOL OpenSource(LPCOLESTR file_name, const AM_MEDIA_TYPE* media_type) = 0;
   // Clears the record, which may be null: files have no media type of their own.

@@ -16,7 +16,7 @@ class CZanMP4SourceOutputPin;
 struct SharedPlayback {
   // The filter's kind. Opening a clip may make it differ from the kind of the pins' sources.
   std::atomic<SourceKind> source_kind{SOURCE_KIND_NONE};
-  std::atomic<double> frame_rate{0.0};  // frames per second; 0 when unknown
+  std::atomic<double> frame_rate{0.0};  // frames per second; 0 if unknown
   SeekSync seek_sync;
   // Null, or fixed while the file is loaded. The longest pin is guarded by the position lock.
   CZanMP4SourceOutputPin* audio_pin = nullptr;

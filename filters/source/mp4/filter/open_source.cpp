@@ -88,7 +88,7 @@ bool CZanMP4SourceFilter::open_aac(LPCOLESTR file_name) {
   return add_file_pin(std::move(pin));
 }
 
-// Null when the pin cannot be made. Throws bad_alloc when memory runs out.
+// Null if the pin cannot be made. Throws bad_alloc if memory runs out.
 CZanMP4SourceFilter::PinPointer CZanMP4SourceFilter::new_pin(LPCWSTR name) {
   HRESULT hr = S_OK;
   PinOwner& owner = *this;
@@ -105,7 +105,7 @@ bool CZanMP4SourceFilter::add_file_pin(PinPointer pin) {
   return true;
 }
 
-// Null when the track cannot be played; its pin is destroyed then.
+// Null if the track cannot be played; its pin is destroyed then.
 CZanMP4SourceOutputPin* CZanMP4SourceFilter::add_track_pin(StreamKind stream, P3gppFile* file,
                                                            uint32_t track_id) {
   PinPointer pin = new_pin(stream == StreamKind::kAudio ? u"Audio0" : u"Video0");

@@ -18,7 +18,7 @@ inline constexpr HRESULT kNoSpeechFormat = -2;  // no memory for the format bloc
 
 struct TypeRequest {
   IsoTrack& track;
-  double frame_rate;  // frames per second; 0 when unknown
+  double frame_rate;  // frames per second; 0 if unknown
 };
 using TypeBuilder = HRESULT (*)(const TypeRequest& request, CMediaType& type);
 
@@ -41,7 +41,7 @@ HRESULT build_amr_type_of_band(bool wide_band, std::span<const uint8_t> configur
 
 bool accepts_media_type(const IsoTrack& track, const CMediaType& type);
 
-// Gives the type a new, zero-filled format block. Null when memory runs out.
+// Gives the type a new, zero-filled format block. Null if memory runs out.
 BYTE* new_format_block(CMediaType& type, uint32_t size);
 
 void set_audio_type(const GUID& subtype, const GUID& format_type, CMediaType& type);

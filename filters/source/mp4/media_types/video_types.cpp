@@ -26,7 +26,7 @@ REFERENCE_TIME average_time_per_frame(double frame_rate) {
   return frame_rate == 0 ? 0 : trunc_to_i64(1e7 / frame_rate);
 }
 
-// Gives the type its block and header, and returns the block; null when memory runs out.
+// Gives the type its block and header, and returns the block; null if memory runs out.
 BYTE* describe_video(const VideoDescription& video, double frame_rate, uint64_t block_bytes,
                      CMediaType& type) {
   if (block_bytes > std::numeric_limits<int32_t>::max()) return nullptr;

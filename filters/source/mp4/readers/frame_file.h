@@ -5,7 +5,7 @@
 
 namespace zdr::mp4source {
 
-// Null when the file cannot be opened.
+// Null if the file cannot be opened.
 AmrFilePointer open_amr_file(const WCHAR* file_name);
 AacFilePointer open_aac_file(const WCHAR* file_name);
 

@@ -35,7 +35,7 @@ IsoFilePointer open_iso_file(const FMGR_Descriptor& descriptor, FMGR_Context* ma
   P3gppOpenError error{};
   const bool opened = P3GPP_OpenExplained(&file, &descriptor, manager, &error) == P3GPP_OK;
   IsoFilePointer owned(opened ? file : nullptr);
-  with_memory(error.status);  // also if the parser tolerates the failure, which cost a track
+  with_memory(error.status);  // also if the parser tolerated the failure and dropped a track
   return owned;
 }
 

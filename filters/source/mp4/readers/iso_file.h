@@ -15,13 +15,13 @@ int32_t with_memory(int32_t status);
 // track would hide it.
 struct FileNotOpened {};
 
-// Null when memory runs out. Unbuffered: the parser reads in blocks of its own.
+// Null if memory runs out. Unbuffered: the parser reads in blocks of its own.
 FileManagerPointer new_file_manager();
 
 // `path` outlives the descriptor.
 FMGR_Descriptor wide_file_descriptor(const WCHAR* path);
 
-// Null when the file cannot be opened; this and the functions below throw bad_alloc when memory runs out. The
+// Null if the file cannot be opened; this and the functions below throw bad_alloc if memory runs out. The
 // descriptor and the manager outlive the file.
 IsoFilePointer open_iso_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager);
 
@@ -32,7 +32,7 @@ bool size_of_file(const FMGR_Descriptor& descriptor, FMGR_Context* manager, uint
 // is the parser's count for that type, above 0.
 uint32_t first_track_id(P3gppFile* file, uint32_t type, uint32_t track_count);
 
-// Null when the track cannot be described.
+// Null if the track cannot be described.
 TrackInfoPointer read_track_info(P3gppFile* file, uint32_t track_id);
 // Of the track's first sample description.
 DecoderInfoPointer read_decoder_info(P3gppFile* file, uint32_t track_id);

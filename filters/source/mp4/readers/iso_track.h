@@ -70,7 +70,7 @@ class IsoTrack {
   uint32_t time_scale() const { return info_ ? info_->time_scale : 0; }
   uint32_t duration_ms() const;
   bool is_aac() const { return is_aac_; }
-  uint32_t largest_sample() const { return largest_sample_; }  // bytes; 0 when unknown
+  uint32_t largest_sample() const { return largest_sample_; }  // bytes; 0 if unknown
   float average_bitrate() const { return average_bitrate_; }   // of video, bits per second
 
   // The decoder configuration that media types carry: the bytes of a systems record; empty for other codecs.
@@ -87,7 +87,7 @@ class IsoTrack {
   // Moves to the sync sample at or before the time; read_next() then reads that sample. False if there is
   // none.
   bool seek(REFERENCE_TIME target);
-  // Reads the next unit, or for packed codecs the next ten, into `buffer` of `capacity` bytes. Empty when the
+  // Reads the next unit, or for packed codecs the next ten, into `buffer` of `capacity` bytes. Empty if the
   // track has ended, the read failed, or the first unit does not fit.
   std::optional<AccessUnits> read_next(uint8_t* buffer, uint32_t capacity);
   void skip_next() { ++counter_; }

@@ -46,7 +46,7 @@ class FrameSource : public SampleSource {
  private:
   // The content of one media sample.
   struct FrameGroup {
-    uint32_t size = 0;    // bytes; 0 when nothing could be read
+    uint32_t size = 0;    // bytes; 0 if nothing could be read
     int64_t time_ms = 0;  // from the start of the file
   };
 

@@ -32,7 +32,7 @@ class PlaybackContext {
   // Signalled when the worker has a command to answer.
   virtual HANDLE request_handle() = 0;
   virtual SeekSync& seek_sync() = 0;
-  virtual double frame_rate() = 0;  // frames per second; 0 when unknown
+  virtual double frame_rate() = 0;  // frames per second; 0 if unknown
 
  protected:
   ~PlaybackContext() = default;
@@ -47,7 +47,7 @@ class SampleSource {
   SourceKind kind() const { return kind_; }
   virtual StreamKind stream() const = 0;
   virtual DWORD duration_ms() const = 0;
-  // Bytes that a media sample must have; 0 when unknown, and then the pin cannot be connected.
+  // Bytes that a media sample must have; 0 if unknown, and then the pin cannot be connected.
   virtual uint64_t sample_bytes() const = 0;
   // Null for a source that is not a track.
   virtual const P3gppTrackInfo* track_info() const { return nullptr; }

@@ -43,8 +43,8 @@ class SeekSync {
   SeekSync(const SeekSync&) = delete;
   SeekSync& operator=(const SeekSync&) = delete;
 
-  // --- Called by the seeking thread, in this order: once per pin while its worker is stopping, then once
-  // when all workers have stopped.
+  // --- Called by the seeking thread ---
+  // In this order: once per pin while its worker is stopping, then once when all workers have stopped.
 
   void pin_seeking(StreamKind stream, bool worker_exists);
   // A stream takes part if its pin is connected and its worker exists or will be started.
@@ -52,11 +52,12 @@ class SeekSync {
   // The pin will not play after all.
   void disarm(StreamKind stream);
 
-  // --- Called by the thread that starts a stopped filter, before any worker exists.
+  // --- Called by the thread that starts a stopped filter ---
+  // Before any worker exists.
 
   void filter_starting();
 
-  // --- Called by workers.
+  // --- Called by workers ---
 
   void worker_created(StreamKind stream);
   void worker_ended(StreamKind stream);

@@ -75,8 +75,8 @@ int FileObject::read_small(void* buffer, size_t count, uint64_t offset, size_t& 
       [&] { return pread(descriptor_.get(), read_ahead_.target(), planned, static_cast<off_t>(offset)); });
   got = read_ahead_.fill(offset, filled < 0 ? 0 : static_cast<size_t>(filled), buffer, count);
   if (filled == 0 || got == count) return 0;
-  // A short block does not mean the end of the file; only a read of no bytes does. After a failure, the bytes
-  // that were asked for may still be readable.
+  // A short block does not mean the end of the file; only a read of no bytes does. After a failure, the
+  // requested bytes may still be readable.
   size_t rest = 0;
   std::byte* const target = static_cast<std::byte*>(buffer) + got;
   const int error = read_direct(target, count - got, offset + got, rest);

@@ -9,7 +9,7 @@
 namespace zdr::platform {
 
 // `\` becomes `/`, a `\\?\` prefix is dropped, and `X:/` is replaced by the folder that the environment
-// variable ZDR_DRIVE_X names (without one: ERROR_PATH_NOT_FOUND). An empty or NULL name is
+// variable ZDR_DRIVE_X names (without one: ERROR_PATH_NOT_FOUND). An empty or null name is
 // ERROR_PATH_NOT_FOUND as well. A-names are UTF-8; one of MAX_PATH bytes or more is
 // ERROR_FILENAME_EXCED_RANGE. All may throw bad_alloc.
 DWORD native_path(LPCSTR name, std::string& path);

@@ -29,7 +29,7 @@ class ReadAhead {
   // Copies the bytes when a lane holds all of them.
   bool serve(uint64_t offset, void* buffer, size_t count) noexcept;
 
-  // The number of bytes to read into `target` after a miss; 0 when the read should go straight to the file.
+  // The number of bytes to read into `target` after a miss; 0 if the read should go straight to the file.
   size_t plan(uint64_t offset, size_t count) noexcept;
   std::byte* target() noexcept { return chosen_->bytes.get(); }
   // After `filled` bytes from `offset` have been read into the target: copies up to `count`, returns how

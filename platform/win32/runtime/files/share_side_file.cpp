@@ -62,7 +62,7 @@ bool take_locks(int file, const ShareRequest& request) noexcept {
   return taken;
 }
 
-// The side file, created if missing, with its gate taken; empty when it cannot be opened or locked.
+// The side file, created if missing, with its gate taken; empty if it cannot be opened or locked.
 Descriptor open_with_gate(int folder, const char* name) noexcept {
   for (;;) {
     Descriptor file(openat(folder, name, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));

@@ -26,7 +26,7 @@ class LifeLine {
   // Opens or makes the file `name` in `folder` and takes the gate, waiting for it.
   DWORD enter(int folder, const std::string& name);
 
-  // With the gate taken: whether no other process has the event open. The caller is then the only user until
+  // With the gate taken: true if no other process has the event open. The caller is then the only user until
   // it joins or leaves.
   bool is_alone() noexcept;
 

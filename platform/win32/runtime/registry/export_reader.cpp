@@ -140,7 +140,7 @@ bool ExportReader::read_key() {
   const size_t close = line.rfind(u']');
   if (close == std::u16string_view::npos) return fail("a key without its closing bracket", start);
   if (line.substr(close + 1).find_first_not_of(u" \t") != std::u16string_view::npos)
-    return fail("text behind a key", start);
+    return fail("text after a key", start);
   line = line.substr(0, close);
   const bool remove = line.starts_with(u'-');
   return enter_key(line.substr(remove ? 1 : 0), remove) || fail(reason_, start);
@@ -293,7 +293,7 @@ bool ExportReader::skip_continuation() {
 bool ExportReader::read_line_end() {
   skip_blanks();
   if (at_end() || is_line_end(peek()) || peek() == u';') return true;
-  return fail("text behind a value");
+  return fail("text after a value");
 }
 
 size_t line_of(std::u16string_view text, size_t position) noexcept {

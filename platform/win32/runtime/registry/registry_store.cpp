@@ -19,7 +19,8 @@ namespace zdr::platform {
 namespace {
 
 constexpr size_t kLargestFile = 4u << 20;
-// Of a file that is read, as this library would write it: editors have shorter forms for some characters.
+// The limit for a file's content in the form that this library writes; editors have shorter forms of the same
+// content.
 constexpr size_t kLargestText = 2 * kLargestFile;
 
 FileMark mark_of(const struct stat& info) noexcept {

@@ -35,7 +35,7 @@ class RegistryStore {
   RegistryKey& tree() noexcept { return top_; }
 
   const std::string& path() const noexcept { return path_; }
-  // Why the last load failed; null and 0 when the error code alone describes it.
+  // Why the last load failed; null and 0 if the error code alone describes it.
   const TextFault& fault() const noexcept { return fault_; }
   // The message for the debugger about a failed load; empty if there is none. Returned only once.
   std::u16string take_message() noexcept { return std::exchange(message_, {}); }
@@ -56,8 +56,7 @@ class RegistryStore {
   std::u16string message_;
 };
 
-// Removes the new file that a process left which died before it could replace this one. Only for the holder
-// of the StoreLock.
+// Removes the new file of a process that died before the rename. Only for the holder of the StoreLock.
 void remove_leftover(const std::string& file);
 
 }  // namespace zdr::platform

@@ -14,7 +14,7 @@ int lstrlenW(LPCWSTR text) noexcept {
 LPWSTR lstrcpynW(LPWSTR target, LPCWSTR source, int size) noexcept {
   if (target == nullptr || source == nullptr || size <= 0) return nullptr;
   LPWSTR end = target;
-  for (int room = size - 1; room > 0 && *source != 0; --room) *end++ = *source++;
+  for (int left = size - 1; left > 0 && *source != 0; --left) *end++ = *source++;
   *end = 0;
   return target;
 }

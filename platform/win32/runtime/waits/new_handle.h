@@ -17,7 +17,7 @@ inline HANDLE fail_handle(DWORD error) noexcept {
   return nullptr;
 }
 
-// A new handle to the object, which is null when there was no memory for it. Success sets the last error,
+// A new handle to the object, which is null if there was no memory for it. Success sets the last error,
 // because callers use it to learn whether the object existed.
 inline HANDLE new_handle(Ref<KernelObject> object, DWORD success_error) noexcept {
   if (!object) return fail_handle(ERROR_NOT_ENOUGH_MEMORY);

@@ -41,10 +41,10 @@ size_t take_first(std::span<WaitSignal* const> signals) noexcept {
 
 // Blocks until one of the signals (at most MAXIMUM_WAIT_OBJECTS) is taken.
 DWORD wait_for_any(std::span<WaitSignal* const> signals, DWORD milliseconds) noexcept {
-  std::array<FutexWait, MAXIMUM_WAIT_OBJECTS> room;
-  std::transform(signals.begin(), signals.end(), room.begin(),
+  std::array<FutexWait, MAXIMUM_WAIT_OBJECTS> storage;
+  std::transform(signals.begin(), signals.end(), storage.begin(),
                  [](WaitSignal* each) { return each->sleep_while_unset(); });
-  const auto words = std::span(room).first(signals.size());
+  const auto words = std::span(storage).first(signals.size());
   const bool any_shared =
       std::any_of(signals.begin(), signals.end(), [](WaitSignal* each) { return each->is_shared(); });
   const Deadline deadline = Deadline::after(milliseconds);

@@ -7,7 +7,7 @@ namespace zdr::test {
 
 namespace {
 
-TEST_F(RegistryTest, CreateMakesMissingLevelsAndOpensExistingOnes) {
+TEST_F(Registry, CreateMakesMissingLevelsAndOpensExistingOnes) {
   const ScopedKey made(kUser, u"Software\\Vendor\\Product");
   EXPECT_EQ(made.disposition, REG_CREATED_NEW_KEY);
   const ScopedKey again(kUser, u"SOFTWARE\\vendor\\PRODUCT\\");
@@ -20,7 +20,7 @@ TEST_F(RegistryTest, CreateMakesMissingLevelsAndOpensExistingOnes) {
       << "the multiplication and division signs have no case";
 }
 
-TEST_F(RegistryTest, CreateAndOpenRefuseInvalidKeysAndPaths) {
+TEST_F(Registry, CreateAndOpenRefuseInvalidKeysAndPaths) {
   const std::u16string longest(255, u'k');
   std::u16string deep;
   for (int i = 0; i < 33; ++i) deep += u"d\\";
@@ -45,7 +45,7 @@ TEST_F(RegistryTest, CreateAndOpenRefuseInvalidKeysAndPaths) {
   EXPECT_EQ(ScopedKey(kUser, deep.substr(2).c_str()).status, ERROR_SUCCESS);
 }
 
-TEST_F(RegistryTest, HandlesEndWithCloseAndAreNotFileHandles) {
+TEST_F(Registry, HandlesEndWithCloseAndAreNotFileHandles) {
   HKEY key = nullptr;
   EXPECT_EQ(RegOpenKeyExW(kUser, nullptr, 0, KEY_READ, &key), ERROR_SUCCESS);
   EXPECT_EQ(failure(CloseHandle(key)), ERROR_INVALID_HANDLE);
@@ -58,7 +58,7 @@ TEST_F(RegistryTest, HandlesEndWithCloseAndAreNotFileHandles) {
   EXPECT_EQ(RegCloseKey(HKEY_LOCAL_MACHINE), ERROR_SUCCESS);
 }
 
-TEST_F(RegistryTest, ValuesHaveTheirLimits) {
+TEST_F(Registry, ValuesHaveTheirLimits) {
   const ScopedKey key(kUser, u"Key");
   ASSERT_EQ(set_bytes(key, u"V", REG_BINARY, "12345"), ERROR_SUCCESS);
   std::array<BYTE, 8> buffer{};
@@ -72,7 +72,7 @@ TEST_F(RegistryTest, ValuesHaveTheirLimits) {
   EXPECT_EQ(set_bytes(key, std::u16string(16384, u'n').c_str(), REG_NONE, ""), ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(RegistryTest, KeptHandleRightsApplyToValuesOnly) {
+TEST_F(Registry, KeptHandleRightsApplyToValuesOnly) {
   const ScopedKey all(kUser, u"Key");
   ASSERT_EQ(set_text(all, u"V", u"x"), ERROR_SUCCESS);
   const ScopedKey reader(kUser, u"Key", KEY_READ);
@@ -84,7 +84,7 @@ TEST_F(RegistryTest, KeptHandleRightsApplyToValuesOnly) {
   EXPECT_EQ(RegDeleteKeyW(reader, u"Sub"), ERROR_SUCCESS);
 }
 
-TEST_F(RegistryTest, DeletionLeavesParentsAndInvalidatesHandles) {
+TEST_F(Registry, DeletionLeavesParentsAndInvalidatesHandles) {
   const ScopedKey parent(kUser, u"Parent");
   const ScopedKey child(parent, u"Child");
   EXPECT_EQ(RegDeleteKeyW(kUser, u"Parent"), ERROR_ACCESS_DENIED);
@@ -104,7 +104,7 @@ TEST_F(RegistryTest, DeletionLeavesParentsAndInvalidatesHandles) {
   EXPECT_EQ(RegDeleteKeyW(kUser, u""), ERROR_ACCESS_DENIED);
 }
 
-TEST_F(RegistryTest, ClassesRootShowsTheUsersClassesOverThoseOfTheMachine) {
+TEST_F(Registry, ClassesRootShowsTheUsersClassesOverThoseOfTheMachine) {
   const ScopedKey made(HKEY_CLASSES_ROOT, u"Common");
   set_text(made, u"V", u"machine");
   set_text(made, u"Only", u"machine");

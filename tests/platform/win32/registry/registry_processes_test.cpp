@@ -19,7 +19,7 @@ std::u16string key_name(char16_t writer, int number) {
   return std::u16string(1, writer) + wide(std::to_string(number));
 }
 
-TEST_F(RegistryTest, WritersOfTwoProcessesAndTwoThreadsLoseNothing) {
+TEST_F(Registry, WritersOfTwoProcessesAndTwoThreadsLoseNothing) {
   constexpr int kKeys = 40;
   ChildProcess children[2];
   for (int i = 0; i < kKeys; ++i) {
@@ -41,7 +41,7 @@ TEST_F(RegistryTest, WritersOfTwoProcessesAndTwoThreadsLoseNothing) {
   }
 }
 
-TEST_F(RegistryTest, ChangesOfAnotherProcessAreSeenAtOnce) {
+TEST_F(Registry, ChangesOfAnotherProcessAreSeenAtOnce) {
   ChildProcess other;
   const ScopedKey key(kUser, u"A0");
   for (int round = 0; round < 20; ++round) {
@@ -51,7 +51,7 @@ TEST_F(RegistryTest, ChangesOfAnotherProcessAreSeenAtOnce) {
   }
 }
 
-TEST_F(RegistryTest, AProcessThatDiesAtAnyStepLeavesTheOldFileOrTheNewOne) {
+TEST_F(Registry, AProcessThatDiesAtAnyStepLeavesTheOldFileOrTheNewOne) {
   ASSERT_EQ(ScopedKey(kUser, u"Before").status, ERROR_SUCCESS);
   const std::string old_text = file_text();
   for (int step = 1; step <= kStepsOfAFirstChange; ++step) {
@@ -69,7 +69,7 @@ TEST_F(RegistryTest, AProcessThatDiesAtAnyStepLeavesTheOldFileOrTheNewOne) {
   EXPECT_NE(file_text(), old_text);
 }
 
-TEST_F(RegistryTest, AFailedStepChangesNothing) {
+TEST_F(Registry, AFailedStepChangesNothing) {
   const ScopedKey key(kUser, u"Key");
   ASSERT_EQ(set_text(key, u"V", u"old"), ERROR_SUCCESS);
   const std::string old_text = file_text();

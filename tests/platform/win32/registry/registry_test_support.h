@@ -11,9 +11,9 @@ namespace zdr::test {
 const HKEY kUser = HKEY_CURRENT_USER;
 
 // Registry functions leave the last error alone; the fixture checks that in every test.
-class RegistryTest : public Win32Test {
+class Registry : public Win32Test {
  protected:
-  RegistryTest() : variable_("ZDR_REGISTRY", path("registry.reg").c_str()) {}
+  Registry() : variable_("ZDR_REGISTRY", path("registry.reg").c_str()) {}
   void TearDown() override { EXPECT_EQ(GetLastError(), kUntouched); }
 
   std::string file_text() const { return read_file(folder_ / "registry.reg"); }
@@ -62,8 +62,8 @@ inline Stored stored(HKEY key, const char16_t* name) {
   result.status = RegQueryValueExW(key, name, nullptr, &result.type, nullptr, &bytes);
   if (result.status != ERROR_SUCCESS) return result;
   result.bytes.resize(bytes);
-  auto* room = reinterpret_cast<BYTE*>(result.bytes.data());
-  result.status = RegQueryValueExW(key, name, nullptr, &result.type, room, &bytes);
+  auto* data = reinterpret_cast<BYTE*>(result.bytes.data());
+  result.status = RegQueryValueExW(key, name, nullptr, &result.type, data, &bytes);
   return result;
 }
 

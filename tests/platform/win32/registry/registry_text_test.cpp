@@ -20,7 +20,7 @@ std::string utf16(const std::u16string& text) {
 }
 
 // In the order of the file: what is stored, and its line.
-TEST_F(RegistryTest, ValuesAreReadAsStoredAndWrittenAsEditorsDo) {
+TEST_F(Registry, ValuesAreReadAsStoredAndWrittenAsEditorsDo) {
   const std::tuple<std::u16string, DWORD, std::string, std::string> rows[] = {
       {u"", REG_SZ, utf16(u"C:\\path \"quoted\" \u00e4\U0001F3B5") + std::string(2, '\0'),
        R"(@="C:\\path \"quoted\" ä🎵")"},
@@ -54,7 +54,7 @@ TEST_F(RegistryTest, ValuesAreReadAsStoredAndWrittenAsEditorsDo) {
   }
 }
 
-TEST_F(RegistryTest, ReadsWhatEditorsWrite) {
+TEST_F(Registry, ReadsWhatEditorsWrite) {
   const std::u16string exported =
       u"Windows Registry Editor Version 5.00\r\n\r\n; a remark\r\n[HKEY_CLASSES_ROOT\\.ext]\r\n"
       u"@=\"text \u00e4\"\r\n\"many\"=hex(7):61,00,\\\r\n  00,00,\\\r\n  00,00\r\n"
@@ -78,7 +78,7 @@ TEST_F(RegistryTest, ReadsWhatEditorsWrite) {
   }
 }
 
-TEST_F(RegistryTest, DamagedTextIsReportedByLineAndLeftAlone) {
+TEST_F(Registry, DamagedTextIsReportedByLineAndLeftAlone) {
   const std::string key = "[HKEY_CURRENT_USER\\K]\n";
   const std::string value = key + "\"v\"";
   std::string deepest = "[HKEY_CURRENT_USER";
@@ -127,7 +127,7 @@ TEST_F(RegistryTest, DamagedTextIsReportedByLineAndLeftAlone) {
 }
 
 // Truncated or changed text is either read or refused, and never crashes or hangs the reader.
-TEST_F(RegistryTest, EveryTruncationAndFlippedByteIsReadOrRefused) {
+TEST_F(Registry, EveryTruncationAndFlippedByteIsReadOrRefused) {
   const std::string whole =
       std::string(kHeader) +
       "\n[HKEY_CURRENT_USER\\K]\n@=\"a\\\\b\"\n\"n\"=hex(7):61,00,\\\n  00,00\n\"d\"=dword:0000001f\n";
@@ -145,7 +145,7 @@ TEST_F(RegistryTest, EveryTruncationAndFlippedByteIsReadOrRefused) {
   EXPECT_GT(refused, 100);
 }
 
-TEST_F(RegistryTest, FilesThatOthersCouldForgeAreRefused) {
+TEST_F(Registry, FilesThatOthersCouldForgeAreRefused) {
   const std::string file = path("registry.reg");
   ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
   EXPECT_EQ(ScopedKey(kUser, u"K").status, ERROR_BADDB) << "a pipe must neither block nor be replaced";
@@ -168,7 +168,7 @@ TEST_F(RegistryTest, FilesThatOthersCouldForgeAreRefused) {
 
 // Four MiB of text could otherwise become two million keys, or a gigabyte once each repeats the names of
 // those above it. What is refused stays as it is.
-TEST_F(RegistryTest, AFileMayHoldOnlySoManyKeysAndNotRepeatTooManyNames) {
+TEST_F(Registry, AFileMayHoldOnlySoManyKeysAndNotRepeatTooManyNames) {
   const auto paths = [](int count, int levels, size_t name_length) {
     std::string deep;
     for (int i = 1; i < levels; ++i) deep += "\\" + std::string(name_length, 'k');
@@ -197,7 +197,7 @@ TEST_F(RegistryTest, AFileMayHoldOnlySoManyKeysAndNotRepeatTooManyNames) {
   }
 }
 
-TEST_F(RegistryTest, TheHookOfTheDebugOutputMayUseTheRegistry) {
+TEST_F(Registry, TheHookOfTheDebugOutputMayUseTheRegistry) {
   write_file_text("nonsense");
   LSTATUS seen = ERROR_SUCCESS;
   const auto hook = [](const WCHAR*, void* status) {
@@ -209,7 +209,7 @@ TEST_F(RegistryTest, TheHookOfTheDebugOutputMayUseTheRegistry) {
   EXPECT_EQ(seen, ERROR_BADDB);
 }
 
-TEST_F(RegistryTest, LinksLeadToTheFileThatIsReplaced) {
+TEST_F(Registry, LinksLeadToTheFileThatIsReplaced) {
   ASSERT_EQ(mkdir(path("real").c_str(), 0700), 0);
   write_file(folder_ / "real/file.reg", kHeader);
   std::filesystem::create_symlink(folder_ / "real/file.reg", folder_ / "registry.reg");
@@ -223,7 +223,7 @@ TEST_F(RegistryTest, LinksLeadToTheFileThatIsReplaced) {
   EXPECT_EQ(read_file(folder_ / "victim"), "untouched");
 }
 
-TEST_F(RegistryTest, TheEnvironmentNamesTheFile) {
+TEST_F(Registry, TheEnvironmentNamesTheFile) {
   const ScopedVariable home("HOME", path("home").c_str());
   ScopedVariable data("XDG_DATA_HOME", path("data").c_str());
   variable_.set(nullptr);

@@ -84,7 +84,8 @@ TEST(WaitStress, ASignalAtATimeOutReachesTheOtherWait) {
   }
 }
 
-// Takes the mutex before the time-out, at which also a sleeper that is not woken would find it free.
+// Fails if the mutex is obtained only at the time-out: a sleeper that was never woken would find it free
+// then.
 void take_when_woken(HANDLE mutex) {
   const auto time_out = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   ASSERT_EQ(WaitForSingleObject(mutex, 30'000), WAIT_OBJECT_0);
