@@ -52,7 +52,7 @@ def content(folder):
 
 
 def is_json(text, status):
-    """Whether each line, or the whole, is an object that states no other exit code."""
+    """True if each line, or the whole, is an object that states no other exit code."""
     try:
         parts = [json.loads(part) for part in (text.splitlines() if text.startswith(b'{"') else [text])]
         return all(part.get("exit_code", status) == status for part in parts)

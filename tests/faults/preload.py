@@ -3,6 +3,6 @@ import os
 
 
 def preload(library):
-    """The environment that does it. The loader splits LD_PRELOAD at blanks, so it gets the bare name."""
+    """Returns the environment that preloads `library`, by its bare name, because the loader splits LD_PRELOAD at blanks."""
     folders = [str(library.resolve().parent), os.environ.get("LD_LIBRARY_PATH", "")]
     return {"LD_PRELOAD": library.name, "LD_LIBRARY_PATH": ":".join(filter(None, folders))}

@@ -76,7 +76,7 @@ def tracks(data):
 
 
 def is_sound(data, written, entries):
-    """Whether the mutant describes no more than was written, and nothing in it contradicts that."""
+    """True if the mutant describes no more than was written, and nothing in it contradicts that."""
     try:
         described = [track for track in tracks(data) if track.handler in PLAYED]
     except (struct.error, KeyError, TypeError, ZeroDivisionError, MemoryError, OverflowError):
