@@ -62,7 +62,7 @@ struct Model {
   }
 };
 
-// ---- Devices ----------------------------------------------------------------------------------------------
+// --- Devices ---
 
 struct DeviceType {
   uint32_t type;
@@ -161,7 +161,7 @@ class DrivenDevice {
   FMGR_Device* device_ = nullptr;
 };
 
-// ---- Buffered streams -------------------------------------------------------------------------------------
+// --- Buffered streams ---
 
 class DrivenStream {
  public:

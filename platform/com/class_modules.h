@@ -19,7 +19,7 @@ namespace zdr::com {
 ZDR_PLATFORM_API HRESULT class_object_from_module(const std::string& path, REFCLSID clsid, REFIID riid,
                                                   void** ppv) noexcept;
 // CoCreateInstance for the module at this path: its class object, then IClassFactory::CreateInstance. *ppv is
-// NULL after a failure.
+// null after a failure.
 ZDR_PLATFORM_API HRESULT create_from_module(const std::string& path, REFCLSID clsid, REFIID riid,
                                             void** ppv) noexcept;
 
