@@ -247,37 +247,34 @@ constexpr int kSkipBits = 12;
 constexpr int kLookups = 4;
 static_assert((kLookups - 1) * kSkipBits + HuffmanEntry::kMaxCodeLength <= BitCache::kRefilled);
 
-bool has_escape(int book, int payload) {
+constexpr bool has_escape(int book, int payload) {
   return book == kLastSpectralBook && payload >= kFirstEscapePair;
 }
 
 using SkipTable = std::array<Skip, size_t{1} << kSkipBits>;
 
-SkipTable list_skips(int book) {
+template <int kBook>
+constexpr SkipTable kSkipsOfBook = [] {
   SkipTable skips;
   for (size_t i = 0; i < skips.size(); ++i) {
     const uint64_t window = uint64_t{i} << (64 - kSkipBits);
     int words = 0;
     int length = 0;
     for (;; ++words) {
-      const HuffmanEntry entry = kTables[book].find(window << length);
+      const HuffmanEntry entry = kTables[kBook].find(window << length);
       // A longer word continues after these bits.
-      if (length + entry.length() > kSkipBits || has_escape(book, entry.payload())) break;
+      if (length + entry.length() > kSkipBits || has_escape(kBook, entry.payload())) break;
       length += entry.length();
     }
     skips[i] = Skip(words, length);
   }
   return skips;
-}
+}();
 
-const SkipTable& skips_of_book(int book) {
-  static const auto tables = [] {
-    std::array<SkipTable, 12> all;
-    for (int i = kFirstSpectralBook; i <= kLastSpectralBook; ++i) all[static_cast<size_t>(i)] = list_skips(i);
-    return all;
-  }();
-  return tables[static_cast<size_t>(book)];
-}
+constexpr const SkipTable* kSkips[12] = {nullptr,          &kSkipsOfBook<1>,  &kSkipsOfBook<2>,
+                                         &kSkipsOfBook<3>, &kSkipsOfBook<4>,  &kSkipsOfBook<5>,
+                                         &kSkipsOfBook<6>, &kSkipsOfBook<7>,  &kSkipsOfBook<8>,
+                                         &kSkipsOfBook<9>, &kSkipsOfBook<10>, &kSkipsOfBook<11>};
 
 void skip_word(BitCache& bits, int book) {
   const int payload = kTables[book].take(bits);
@@ -286,7 +283,7 @@ void skip_word(BitCache& bits, int book) {
 }
 
 void skip_words(BitCache& bits, int book, int count) {
-  const SkipTable& skips = skips_of_book(book);
+  const SkipTable& skips = *kSkips[book];
   while (count > 0) {
     bits.refill();
     for (int i = 0; i < kLookups && count > 0; ++i) {
@@ -318,7 +315,7 @@ bool decode_spectral_values(BitCache& bits, int book, std::span<int16_t> values)
 }
 
 bool skip_spectral_values(BitCache& bits, int book, int count) {
-  skip_words(bits, book, count / kShapes[book].dimension);
+  skip_words(bits, book, kShapes[book].dimension == 4 ? count / 4 : count / 2);
   return !bits.past_end();
 }
 
