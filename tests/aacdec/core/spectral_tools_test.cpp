@@ -11,6 +11,7 @@
 #include "aacdec/core/noise_shaping.h"
 #include "aacdec/core/noise_substitution.h"
 #include "aacdec/core/stereo_tools.h"
+#include "aacdec/fixed/fixed_lanes.h"
 #include "aacdec/fixed/fixed_point.h"
 
 namespace zdr::test {
@@ -59,6 +60,18 @@ double level(const int32_t* lines, int count) {
   double sum = 0;
   for (int i = 0; i < count; ++i) sum += static_cast<double>(lines[i]) * lines[i];
   return std::sqrt(sum);
+}
+
+TEST(FixedLanes, MultiplyLikeTheScalarFunction) {
+  constexpr int32_t kFactors[] = {kInt32Min, kInt32Min + 1, -98305, -65536,   -1, 0,
+                                  1,         32768,         65535,  kInt32Max};
+  for (const int32_t a : kFactors) {
+    for (const int32_t b : kFactors) {
+      if (b == kInt32Min) continue;
+      const Lanes product = mul_q31(broadcast(a), broadcast(b));
+      EXPECT_EQ(static_cast<int32_t>(lane(product, 7)), mul_q31(a, b)) << a << " " << b;
+    }
+  }
 }
 
 TEST(NoiseSubstitution, HasTheEnergyOfTheBand) {
