@@ -64,8 +64,9 @@ Bytes pictures_moov(uint32_t pictures, uint64_t media_offset) {
   const Bytes entry = video_entry("avc1", 640, 480, avcc({.sps = {kSps}, .pps = {kPps}}));
   const Bytes stbl = box("stbl", {stsd({entry}), stts({{pictures, 40}}), stsc({{1, kPicturesPerChunk}}),
                                   stsz(sizes), stco(offsets)});
-  const Bytes mdia = box("mdia", {mdhd({.time_scale = 1000, .duration = pictures * uint64_t{40}}),
-                                  hdlr("vide"), box("minf", {vmhd(), dinf(), stbl})});
+  const Bytes mdia =
+      box("mdia", {mdhd({.time_scale = 1000, .duration = pictures * uint64_t{40}}), hdlr("vide"),
+                   box("minf", {full_box("vmhd", 0, 1, Bytes(8)), dinf(), stbl})});
   return box("moov", {mvhd({.duration = 1000}),
                       box("trak", {tkhd({.duration = 1000, .width = 640, .height = 480}), mdia})});
 }
