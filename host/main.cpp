@@ -27,8 +27,8 @@ void silence_libraries() {
   ID3P_SetConsole(discard);
 }
 
-// Every object of a module is released before the program ends; one that is not was forgotten. The note needs
-// memory, but its lack does not change the result, which is printed already.
+// By now all objects of the module should be released; any that is left has leaked. Without memory for the
+// note the exit code stays: the results are printed already.
 void report_held_module(const Options& options) try {
   if (SourcePlayer::has_abandoned_filter()) return;
   CoFreeUnusedLibraries();
@@ -58,7 +58,7 @@ int run(int argc, const char* const* argv) {
 }  // namespace
 }  // namespace zdr::host
 
-// The destructors of the program must not run while threads that were left use its objects.
+// The destructors of the program must not run while threads of an abandoned filter may use its objects.
 static int end(int code) {
   if (zdr::host::SourcePlayer::has_abandoned_filter()) std::_Exit(code);
   return code;

@@ -1,5 +1,5 @@
-// Exhausted memory is std::bad_alloc within the host, a status of the interfaces and libraries that it calls
-// and of the COM methods that it implements, and a message to the user.
+// How the host treats exhausted memory: std::bad_alloc inside, a status in its COM methods and at the
+// interfaces and libraries that it calls, a message to the user.
 #pragma once
 
 #include <windows.h>

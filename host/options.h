@@ -7,7 +7,7 @@
 
 namespace zdr::host {
 
-// Members that a command has no option for keep their defaults.
+// Members for which a command has no option keep their defaults.
 struct Options {
   std::vector<std::string> files;
   std::string output;  // play: folder; keyframe: file or folder

@@ -32,7 +32,7 @@ volatile std::sig_atomic_t interrupt_seen = 0;
 constexpr int kInterrupts[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr suseconds_t kTimeToEndUs = 800'000;
 
-// These three handlers use only what a signal handler may use, as setitimer is a plain system call here.
+// These handlers call only async-signal-safe functions; setitimer is one here, a plain system call.
 void end_now(int /*signal_number*/) {
   _exit(static_cast<int>(ExitCode::kInterrupted));
 }
@@ -116,12 +116,12 @@ size_t terminal_width() {
 
 // `label` and `text` within the width: the label loses characters in its middle.
 std::string fit_line(const std::string& label, const std::string& text) {
-  const size_t room = terminal_width() - 1;  // a full line would wrap
+  const size_t width = terminal_width() - 1;  // a full line would wrap
   const std::string rest = ": " + text;
-  if (label.size() + rest.size() <= room) return label + rest;
+  if (label.size() + rest.size() <= width) return label + rest;
   constexpr std::string_view kGap = "...";
-  const size_t shown = room > rest.size() + kGap.size() ? room - rest.size() - kGap.size() : 0;
-  if (shown == 0) return text.substr(0, room);
+  const size_t shown = width > rest.size() + kGap.size() ? width - rest.size() - kGap.size() : 0;
+  if (shown == 0) return text.substr(0, width);
   const size_t front = front_length(as_bytes(label), shown / 2);
   size_t back = label.size() - (shown - shown / 2);
   while (back < label.size() && (label[back] & 0xC0) == 0x80) ++back;  // not within a character

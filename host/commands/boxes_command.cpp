@@ -26,7 +26,7 @@ namespace {
 constexpr size_t kShownBytes = 16;  // of a field, in the text output
 constexpr size_t kShownTextBytes = 256;
 
-// ---- As text ----------------------------------------------------------------------------------------------
+// --- As text ---
 
 std::string quoted(const std::string& text) {
   const size_t length = front_length(as_bytes(text), kShownTextBytes);
@@ -103,7 +103,7 @@ void print_text(const std::string& file, const BoxList& list, std::ostream& out)
   }
 }
 
-// ---- As JSON ----------------------------------------------------------------------------------------------
+// --- As JSON ---
 
 // The time scales of the movie and of the tracks, by the path of their container.
 class TimeScales {

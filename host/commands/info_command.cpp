@@ -34,7 +34,7 @@ struct ClipInformation {
 };
 
 std::string no_clip_reason(const std::string& file, HRESULT result) {
-  if (result == E_NOINTERFACE) return "the registered filter does not provide it";
+  if (result == E_NOINTERFACE) return "the registered filter does not have this interface";
   return mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_MP4
              ? "its first video or audio track cannot be described"
              : "its stream cannot be measured";

@@ -41,8 +41,9 @@ class FileRun {
 
   // Does everything that precedes playing. Reports the reason for a failure.
   ExitCode prepare();
-  // Plays until the end, an interrupt, or a stream delivers more than the file holds. In the last case the
-  // message ends with `overlap_advice`, which states what --allow-overlap does. Reports what is missing.
+  // Plays until the end, until interrupted, or until a stream delivers more than the file holds. In the last
+  // case the message ends with `overlap_advice`, which states what --allow-overlap does. Reports what is
+  // missing.
   ExitCode play(const char* overlap_advice);
 
   // True after a run that reached its end and in which no read failed, so that the consumers have all that

@@ -19,7 +19,7 @@ namespace {
 using com::ComPtr;
 
 constexpr const char* kModuleName = "ZdrMp4Source.so";
-constexpr const char* kFallback = "; the filter beside this program is used";
+constexpr const char* kFallback = "; using the filter next to this program";
 
 const char* named_module() {
   const char* named = std::getenv("ZDR_MODULE");
@@ -76,7 +76,7 @@ std::optional<CLSID> registered_class(const std::string& file, Messages& message
         {MessageCode::kRegistryFailed,
          file,
          {},
-         "the registry does not name the source filter of " + native_file_name(extension) + kFallback,
+         "the registry entry for " + native_file_name(extension) + " is not a class identifier" + kFallback,
          hresult_text(CO_E_CLASSSTRING)});
   } else {
     const Message unread = unreadable_registry(platform::report_registry());

@@ -1,4 +1,4 @@
-// Calls the module's private interface and shows what it tells.
+// Calls the module's private interface and renders the results as text and JSON.
 #include "host/graph/source_clip.h"
 
 #include <cstdio>

@@ -232,8 +232,8 @@ ExitCode SourcePlayer::fail_to_start(HRESULT hr) {
   return ExitCode::kCannotOpen;
 }
 
-// Waits until every stream has delivered its first sample or ended. A stream that aborts will do neither; the
-// event of that is handled once the graph runs, and so is an end of the run.
+// Waits until every stream has delivered its first sample or ended. Returns early if a
+// stream aborts or the run is to end; run_until_complete() handles both.
 ExitCode SourcePlayer::cue(const std::function<bool()>& on_slice) {
   StallWatch watch(stall_limit_);
   while (graph_->wait_until_cued(StallWatch::kSlice) == VFW_S_STATE_INTERMEDIATE) {
@@ -283,7 +283,7 @@ ExitCode SourcePlayer::handle_late_events() {
   return result;
 }
 
-// A consumer may take its time: it waits for a disk, or for the reader of a pipe.
+// A consumer may be slow: it may wait for a disk, or for the reader of a pipe.
 bool SourcePlayer::is_in_consumer() const {
   return std::ranges::any_of(connections_,
                              [](const Connection& each) { return each.sink->is_in_consumer(); });

@@ -73,8 +73,8 @@ int32_t ParsedMovie::get_facts(uint32_t id, TrackFacts& facts) const {
 std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file) {
   if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4) return nullptr;
   auto movie = std::make_unique<const ParsedMovie>(file);
-  // The parser has no other status for want of memory or of handles here, and nothing would be known of what
-  // is left out.
+  // Here the parser reports exhausted memory or handles with this status only. Without the movie, the notes
+  // on what is left out would be missing silently.
   std::error_code code;
   if (movie->status() == P3GPP_ERR_OPEN && std::filesystem::exists(file, code)) throw std::bad_alloc();
   return movie;

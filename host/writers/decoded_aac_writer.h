@@ -35,7 +35,7 @@ class DecodedAacWriter : public WavWriter {
   // holds.
   bool is_decodable(Bytes unit) const;
   bool decode_unit(OutputFile& file, Bytes unit);
-  // An empty unit stands for a lost one. Yields PCM unless decoding fails.
+  // An empty unit is a lost one. Yields PCM unless decoding fails.
   Outcome decode(Bytes unit, int32_t& pcm_bytes);
   bool write_pcm(OutputFile& file, int32_t pcm_bytes);
 
