@@ -42,7 +42,6 @@ enum class MessageCode : uint8_t {
   kStreamIncomplete,
   kStereoDuplicated,
   kDescriptionIgnored,
-  kNotMeasured,
   kKeyFrameMissing,
   kCoverMissing,
   kOutputRefused,

@@ -103,7 +103,7 @@ ExitCode check_stream(const std::string& file, FileReport& report, Messages& mes
 void print_text(const std::string& file, const FileReport& report, const std::vector<TagRecord>& tags,
                 std::ostream& out) {
   out << shown_name(file) << "\n  duration " << format_time(report.duration_100ns) << "\n";
-  if (report.clip.info) out << "  clip: " << clip_line(*report.clip.info) << "\n";
+  if (report.clip.info) out << "  headers: " << clip_line(*report.clip.info) << "\n";
   for (const PinEntry& pin : report.pins) {
     out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types.front()))
         << "\n";

@@ -1,10 +1,9 @@
 // Calls the module's private interface and renders the results as text and JSON.
 #include "host/graph/source_clip.h"
 
-#include <cstdio>
-
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/codec_names.h"
+#include "host/messages.h"
 #include "host/time_text.h"
 #include "host/wide_text.h"
 
@@ -12,12 +11,6 @@ namespace zdr::host {
 namespace {
 
 using mp4source::ClipInfo;
-
-std::string frame_rate_text(double frame_rate) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.3f", frame_rate);
-  return text;
-}
 
 void write_video(JsonWriter& json, const ClipInfo& info) {
   if (info.video_codec == 0) return json.value(nullptr);
@@ -62,16 +55,18 @@ HRESULT SourceClip::key_frame(uint32_t index, ClipBytes& frame) {
 }
 
 std::string clip_line(const ClipInfo& info) {
-  std::string line = format_time(info.duration_ms * kUnitsPerMillisecond);
+  std::string line;
   if (info.video_codec != 0) {
-    line += ", " + std::string(codec_of_clip(info.video_codec)) + " " + std::to_string(info.width) + "x" +
-            std::to_string(info.height) + " " + frame_rate_text(info.frame_rate) + " fps";
+    line = std::string(codec_of_clip(info.video_codec)) + " " + std::to_string(info.width) + "x" +
+           std::to_string(info.height);
   }
   if (info.audio_codec != 0) {
-    line += ", " + std::string(codec_of_clip(info.audio_codec)) + " " + std::to_string(info.sample_rate) +
-            " Hz " + std::to_string(info.channels) + (info.channels == 1 ? " channel" : " channels");
+    if (!line.empty()) line += ", ";
+    line += codec_of_clip(info.audio_codec);
+    if (info.sample_rate != 0) line += " " + std::to_string(info.sample_rate) + " Hz";
+    line += " " + counted(info.channels, "channel");
   }
-  return line;
+  return line.empty() ? "no codec that it knows" : line;
 }
 
 void write_clip(JsonWriter& json, const ClipInfo& info) {

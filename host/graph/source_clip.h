@@ -54,7 +54,8 @@ class SourceClip {
   HRESULT result_ = S_OK;
 };
 
-// "0:00:04.000, AVC 320x180 25.000 fps, AAC 44100 Hz 2 channels"
+// "AVC 320x180, AAC 44100 Hz 2 channels", as the headers of the first tracks state them. The duration and the
+// frame rate are left out: those of the pins are what is played.
 std::string clip_line(const mp4source::ClipInfo& info);
 void write_clip(JsonWriter& json, const mp4source::ClipInfo& info);
 

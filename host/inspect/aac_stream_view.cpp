@@ -61,8 +61,8 @@ std::string stream_line(const AacStreamView& view) {
 void write_stream(JsonWriter& json, const AacStreamView& view) {
   json.begin_object();
   json.member("estimated_frames", view.stream.total_frames);
-  json.member("bitrate_mode", bitrate_kind(view.stream.bitrate_mode));
-  json.member("bitrate", view.stream.bitrate);
+  json.member("bit_rate_mode", bitrate_kind(view.stream.bitrate_mode));
+  json.member("bit_rate", view.stream.bitrate);
   json.member("audio_bytes", view.stream.audio_bytes);
   json.member("frames_scanned", view.stream.frames_scanned);
   json.member("bytes_scanned", view.stream.bytes_scanned);
