@@ -1,6 +1,6 @@
 #!/bin/sh
 # bench/count_products.sh BUILD [OBJDUMP]: how many multiplications of each kernel file are instructions on vectors, and how
-# many on single numbers. For processors that only an emulator runs here, which tells nothing about time.
+# many on single numbers. For processors that only an emulator runs here, which says nothing about time.
 set -eu
 find "$1/aacdec" -name '*_kernels_*.o' | sort | while read -r object; do
   "${2:-objdump}" -d "$object" | awk -v name="$(basename "$object" .cpp.o)" '

@@ -6,7 +6,7 @@ include(CMakePackageConfigHelpers)
 set(ZDR_MODULE_DIR ${CMAKE_INSTALL_LIBDIR}/zdr)
 set(ZDR_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zdr)
 set(ZDR_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZdrMp4Source)
-# From the folder of the pkg-config files; how deep the library folder is, and where the headers are, varies.
+# Paths relative to the folder of the pkg-config files, because the depth of that folder and the place of the headers vary.
 set(pkg_config_dir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH ZDR_PREFIX_FROM_PC ${pkg_config_dir} ${CMAKE_INSTALL_PREFIX})
 file(RELATIVE_PATH ZDR_HEADERS_FROM_PC ${pkg_config_dir} ${CMAKE_INSTALL_FULL_INCLUDEDIR}/zdr)
@@ -87,8 +87,8 @@ install(FILES ${CMAKE_BINARY_DIR}/generated/ZdrMp4SourceConfig.cmake
               ${CMAKE_BINARY_DIR}/generated/ZdrMp4SourceConfigVersion.cmake DESTINATION ${ZDR_PACKAGE_DIR})
 
 # The program writes its own man page and completions from its table of options, so that they cannot disagree with it.
-# It runs while building: an installation runs nothing, and so works for another machine. A cross build runs the program
-# under CMAKE_CROSSCOMPILING_EMULATOR, or one of this machine and the same version that ZDR_NATIVE_PROGRAM names.
+# It runs during the build, so that an installation for another machine runs no program. A cross build runs it under
+# CMAKE_CROSSCOMPILING_EMULATOR, or runs ZDR_NATIVE_PROGRAM, a zdr of the same version for the build machine.
 set(ZDR_NATIVE_PROGRAM "" CACHE FILEPATH "A zdr that runs on this machine, for the documents of a cross build")
 set(writer zdr)
 if(ZDR_NATIVE_PROGRAM)

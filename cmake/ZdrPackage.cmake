@@ -13,10 +13,10 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-# The system's cache of libraries learns of the package.
+# Installing the package updates the system's cache of libraries.
 file(WRITE ${CMAKE_BINARY_DIR}/generated/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/generated/triggers)
-# Without the tools that find the libraries' versions, which no build needs, only the compiler's own is known.
+# A build does not need the tools that find the versions of libraries; without them, assume those of the compiler.
 find_program(ZDR_SHLIBDEPS dpkg-shlibdeps)
 find_program(ZDR_FILE file)
 if(ZDR_SHLIBDEPS AND ZDR_FILE)

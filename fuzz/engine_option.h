@@ -5,8 +5,8 @@
 
 namespace zdr::fuzz {
 
-// For LLVMFuzzerInitialize. The command line may still say otherwise, as the engine takes the last of
-// several.
+// Call from LLVMFuzzerInitialize. An option on the command line takes precedence, because the engine uses the
+// last of several.
 inline void add_engine_option(int* argc, char*** argv, char* option) {
   static std::vector<char*> arguments(*argv, *argv + *argc);
   arguments.insert(arguments.begin() + 1, option);

@@ -1,7 +1,7 @@
 // Plays arbitrary bytes as a file through the source filter and the host's graph and sinks. A script runs,
 // pauses, stops, seeks, connects and disconnects; then what is left is played to its end. Every stream ends
-// or delivers kMostSamples, and nothing is left behind. No step depends on the clock: what hangs, the engine
-// reports as a time-out.
+// or delivers kMostSamples, and every object is released. No step depends on the clock: the engine reports a
+// hang as a time-out.
 #include <cstdint>
 #include <list>
 
@@ -200,8 +200,8 @@ class Player {
 }  // namespace
 }  // namespace zdr::fuzz
 
-// Searches for leaks at the end only: a worker has announced its end before it releases its last object, and
-// the search does not see what a thread in its last steps still holds.
+// Searches for leaks at the end only: a worker announces its end before it releases its last object, and the
+// search does not see what such a thread still holds.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   static char at_the_end[] = "-detect_leaks=0";
   zdr::fuzz::add_engine_option(argc, argv, at_the_end);

@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   static char discard[] = "-close_fd_mask=2";
   zdr::fuzz::add_engine_option(argc, argv, discard);
   zdr::fuzz::require(zdr::platform::set_private_session(), "the session is private");
-  // The module beside the program, whatever is registered.
+  // The module next to the program, whatever is registered.
   setenv("ZDR_MODULE", zdr::host::own_module_path().c_str(), 0);
   Zd_AAC_Dec_SetConsole([](const char*) {});
   ID3P_SetConsole([](const char*) {});

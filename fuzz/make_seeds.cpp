@@ -1,5 +1,6 @@
-// make_seeds SAMPLES FOLDER: writes the inputs with which the targets begin: the small files of SAMPLES,
-// small ISO files with every codec and kind of box, and texts of the registry. Media also with a script.
+// make_seeds SAMPLES FOLDER: writes the inputs with which the targets begin: the beginnings of the speech and
+// AAC files of SAMPLES, small ISO files with every codec and kind of box, and texts of the registry. Writes
+// each media file alone and with scripts.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>

@@ -1,5 +1,5 @@
-// Inputs that are a media file followed by a script, of at most 31 bytes, whose length is the last byte. So
-// every media file is a good seed, and a change of the script leaves the file as it is.
+// Inputs that are a media file followed by a script of at most 31 bytes; the last byte is the length of the
+// script. So every media file is a good seed, and a change of the script leaves the file as it is.
 #pragma once
 
 #include <algorithm>
@@ -42,7 +42,7 @@ inline MediaInput split_input(Bytes input) {
   return {all.first(all.size() - script.size()), Script(script)};
 }
 
-// The extension with which the module reads the file as what it begins like.
+// The extension that makes the module read the file as the type of its first bytes.
 inline const char* extension_of(Bytes file) {
   const auto begins_with = [&](std::string_view text) {
     return file.size() >= text.size() &&

@@ -130,7 +130,7 @@ ParsedLine refuse_extras(const std::vector<std::string>& extras, const CommandRo
                          const CommandTable& table) {
   const auto is_option = [](const std::string& word) { return word.starts_with('-'); };
   const auto option = std::ranges::find_if(extras, is_option);
-  if (option == extras.end()) return refuse("unexpected '" + extras.front() + "'", command.name);
+  if (option == extras.end()) return refuse("unexpected argument '" + extras.front() + "'", command.name);
   std::vector<std::string> names;
   for (const OptionRow& row : table.options) {
     if ((row.commands & command.bit) != 0) names.emplace_back(row.name);
@@ -156,7 +156,7 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
   // CLI11 would report only that a subcommand is missing, not the unknown word.
   if (!words.empty() && !words[0].starts_with('-') && !is_command(words[0]))
     return refuse_command(words[0], table);
-  if (words.empty()) return refuse("a command is required");
+  if (words.empty()) return refuse("no command given");
   if (words[0].starts_with('-') && words[0] != "--help" && words[0] != "-h" && words[0] != "--version")
     return refuse("unknown option " + words[0]);
 

@@ -51,7 +51,7 @@ class Pieces {
 
  private:
   void append(char32_t code) {
-    std::string character;  // of at most four bytes, which take no memory
+    std::string character;  // at most four bytes, which the string stores without allocating
     append_utf8(character, code);
     if (used_ + character.size() > piece_.size()) flush();
     used_ += character.copy(piece_.data() + used_, character.size());

@@ -20,9 +20,9 @@ enum class TextEncoding : uint8_t {
   kWide,     // UTF-16 of this machine, without a mark
 };
 
-// Passes the text to `put` in pieces of whole characters, so that a long text is nowhere in memory as a
-// whole. Drops NULs at the end, and also half of a UTF-16 NUL: the parser may have read the other half as a
-// number that follows the text. Returns DecodedText::is_valid.
+// Passes the text to `put` in pieces of whole characters, so that a long text is never in memory as a whole.
+// Drops NULs at the end, and also half of a UTF-16 NUL: the parser may have read the other half as a number
+// that follows the text. Returns DecodedText::is_valid.
 bool decode_text(Bytes bytes, TextEncoding encoding, const std::function<void(std::string_view utf8)>& put);
 DecodedText decode_text(Bytes bytes);
 

@@ -5,10 +5,10 @@ namespace zdr::host {
 
 enum class ExitCode : int {
   kDone = 0,
-  kCannotOpen = 1,  // not found, unreadable or damaged
+  kCannotOpen = 1,  // not found, unreadable or damaged; no such key frame
   kUsage = 2,
-  kLoss = 3,          // played, but something was cut off or a pin failed
-  kNotSupported = 4,  // no usable track, unknown extension
+  kLoss = 3,          // something is missing: cut off, damaged, or a pin failed
+  kNotSupported = 4,  // no usable track, unknown extension, start past the end, no cover
   kCannotWrite = 5,
   kInterrupted = 130,
 };

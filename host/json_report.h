@@ -1,5 +1,5 @@
-// The common form of all `--json` output: one object that begins with "schema" and "exit_code" and ends with
-// "errors" and "warnings". For several files it has an array "files" with one object each.
+// The parts that all `--json` output has: "schema", "exit_code", "errors" and "warnings". Several files are
+// an array "files" with one object each; `samples` spreads the parts over its first and its last line.
 #pragma once
 
 #include <iosfwd>

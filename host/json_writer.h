@@ -49,11 +49,11 @@ class JsonWriter {
   void value(double number);  // null if it is not finite
   void value(std::signed_integral auto number) { put_number(int64_t{number}); }
   void value(std::unsigned_integral auto number) { put_number(uint64_t{number}); }
-  // A text in pieces of whole characters.
+  // Write a text in pieces, each of whole characters.
   void begin_text();
   void put_text(std::string_view piece);
   void end_text() { put('"'); }
-  void put_hex(Bytes bytes);  // the same as hexadecimal digits
+  void put_hex(Bytes bytes);  // writes a piece of hexadecimal digits
   void hex_value(Bytes bytes) {
     begin_text();
     put_hex(bytes);

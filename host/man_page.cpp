@@ -40,15 +40,16 @@ and
 .B keyframe
 query the module without running it.
 .B boxes
-reads the file with the parser alone. The other commands register the module and print the program's
-own documents.
+reads the file with the parser alone. The other commands register the module, print the registry, or
+print the program's own documents.
 .PP
 Results go to standard output. Messages go to standard error, one line each; notes among them list
 what is left out by design.
 .SH OPTIONS
 .TP
 .B \-\-help
-print the usage; after the name of a command, that of the command, as does \fBzdr help\fR \fICOMMAND\fR.
+print the usage or, after the name of a command, the usage of that command; \fBzdr help\fR \fICOMMAND\fR
+does the same.
 .TP
 .B \-\-version
 print the version.
@@ -56,11 +57,11 @@ print the version.
 
 constexpr Term kOutputs[] = {
     {".h264", "AVC, as a byte stream that begins with its parameter sets"},
-    {".m4v", "MPEG-4 visual, after its configuration"},
+    {".m4v", "MPEG-4 visual, preceded by its configuration"},
     {".h263", "H.263"},
     {".aac", "AAC in ADTS frames"},
     {".wav", "16-bit PCM: decoded AAC, of AAC files always and of other files with --decode"},
-    {".amr, .awb", "AMR and AMR-WB, after the magic line"},
+    {".amr, .awb", "AMR and AMR-WB, preceded by the magic line"},
     {".qcp", "QCELP and EVRC"},
     {".ac3, .eac3", "AC-3 and E-AC-3"},
 };
@@ -69,17 +70,15 @@ constexpr Term kColumns[] = {
     {"pin", "name of the pin"},
     {"index", "number of the sample within its pin, from 0"},
     {"start, stop",
-     "times in units of 100 ns, from the start of playback; an audio sample ends one unit after its start"},
+     "times in units of 100 ns, from the start of playback; the stop of an audio sample is its start + 1"},
     {"size",
      "bytes; a sample of an AAC track holds up to ten access units and a table of their sizes, 20 bytes"},
-    {"sync, discontinuity, preroll", "1 if the sample has the mark, else 0"},
+    {"sync, discontinuity, preroll", "1 if the flag is set, else 0"},
     {"crc32", "CRC-32 of the bytes, 8 hexadecimal digits"},
 };
 
 constexpr Term kExitCodes[] = {
-    {"0",
-     "Done: all that the file holds in tracks of supported kinds was delivered and written. What is left out "
-     "by design is listed as notes."},
+    {"0", "Done: everything was delivered and written, except what the notes list as left out by design."},
     {"1",
      "A file could not be opened or read: it does not exist, is a folder, may not be read, or is damaged; it "
      "has no key frame of that number; or the filter module cannot be loaded. With --strict, also the cases "
@@ -91,7 +90,9 @@ constexpr Term kExitCodes[] = {
      "Played, but something was lost: the file ends or cannot be read before its tables end, a track or a "
      "unit is damaged, a pin failed, no sample came in time (--stall-timeout), or the tables describe more "
      "data than the file holds (--allow-overlap)."},
-    {"4", "Not supported: an unknown extension, no audio or video that can be played, --start past the end."},
+    {"4",
+     "Not supported: an unknown extension, no audio or video that can be played, no cover image (--cover), "
+     "or --start past the end."},
     {"5",
      "An output could not be written: it exists and --force is not given, the folder cannot be written "
      "to, the disk is full, or standard output cannot be written."},
@@ -109,7 +110,8 @@ constexpr Term kEnvironment[] = {
 
 constexpr Term kExamples[] = {
     {"zdr play clip.mp4 -o out", "Writes out/clip.Audio0.aac and out/clip.Video0.h264."},
-    {"zdr play --decode --start 10 --stop 1:00:00.5 clip.mp4", "Decodes the audio of a part."},
+    {"zdr play --decode --start 10 --stop 1:00:00.5 clip.mp4",
+     "Writes a part of the clip, its audio decoded."},
     {"zdr info song.m4a --cover cover.jpg", "Shows tracks and tags, and saves the cover image."},
     {"zdr info --json *.3gp", "Describes many files for a program."},
     {"zdr samples clip.mp4 --only video", "Lists the pictures with their times."},
@@ -125,23 +127,23 @@ each an object with a "code" and a "text", and has its "exit_code"; with several
 "files" has one object for each.
 .B samples
 prints one object per line: one with the name of the file, one per sample with the names of the
-columns above and marks as true or false, and one with the totals of each pin, messages and exit
-code. Times are integers in units of 100 ns, or in a time scale that is beside them. A name that is
+columns above and flags as true or false, and one with the totals of each pin, messages and exit
+code. Times are integers in units of 100 ns, or of the time scale that is given with them. A name that is
 not UTF\-8 is repeated in hexadecimal digits, under its key with "_hex" added.
 )";
 
 constexpr const char* kFiles = R"(.SH FILES
 A written file appears under its name only when it is complete. After a failure or an interruption,
-what was written so far remains as \fINAME\fR.part. A file that exists, also one of that name from
-an earlier run, is replaced only with \-\-force; input files, folders, pipes and devices never are.
-Of several runs that write the same file at once, one does and the others are refused.
+what was written so far remains as \fINAME\fR.part. An existing file, including a .part of an earlier
+run, is replaced only with \-\-force; input files, folders, pipes and devices never are. If several
+runs write the same file at once, all but the first are refused.
 .PP
-The program takes at most 64 MiB of memory, or four times the size of the largest file named, if that
+The program uses at most 64 MiB of memory, or four times the size of the largest file named, if that
 is more. A file that needs more is an error.
 .PP
 The registry is the text file \fIzdr/registry.reg\fR in $XDG_DATA_HOME or ~/.local/share. Files are
-opened by the source filter that it names for their extension, else by that of the module beside the
-program.
+opened by the source filter that it names for their extension, else by that of the module next to
+the program.
 )";
 
 constexpr const char* kSignals = R"(.SH SIGNALS
@@ -199,8 +201,8 @@ void append_inputs(std::ostringstream& out) {
       {mp4source::SOURCE_KIND_AMR, "AMR and AMR-WB files: pin \"AMR Audio1\""},
       {mp4source::SOURCE_KIND_AAC, "AAC files (ADTS, ADIF or raw): pin Audio1, which delivers PCM"},
   };
-  out << ".SH INPUT FILES\nThe extension of the name decides how a file is read, in capitals or not; its "
-         "content does "
+  out << ".SH INPUT FILES\nThe extension of the name, upper or lower case, decides how a file is read; "
+         "its content does "
          "not.\n";
   for (const Kind& kind : kKinds) {
     out << ".TP\n" << roff(kind.name) << "\n";
@@ -215,13 +217,14 @@ void append_outputs(std::ostringstream& out) {
          "the file "
          "without its extension, the\nname of the pin, and an extension for the format:\n";
   append_terms(out, kOutputs);
-  out << ".PP\n.B keyframe\nwrites \\fISTEM\\fR.keyframe\\fIN\\fR.\\fIEXT\\fR, in one of the first three.\n";
+  out << ".PP\n.B keyframe\nwrites \\fISTEM\\fR.keyframe\\fIN\\fR.\\fIEXT\\fR, in one of the first three "
+         "formats.\n";
 }
 
 void append_samples(std::ostringstream& out) {
   out << ".SH ROWS OF SAMPLES\n.B samples\nprints a line with the names of the columns, then one row per "
          "media sample, "
-         "separated by commas:\n";
+         "its values separated by commas:\n";
   append_terms(out, kColumns);
 }
 

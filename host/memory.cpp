@@ -1,4 +1,4 @@
-// Chooses the limit and puts it into words.
+// Chooses the limit and formats the message about it.
 #include "host/memory.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace {
 constexpr uint64_t kMiB = uint64_t{1} << 20;
 constexpr uint64_t kLeast = 64 * kMiB;
 constexpr uint64_t kTimesTheFile = 4;
-constexpr uint64_t kLargestFile = uint64_t{1} << 40;  // beyond, the limit is that of the machine
+constexpr uint64_t kLargestFile = uint64_t{1} << 40;  // larger files count as this, against overflow
 
 uint64_t limit = 0;  // none
 

@@ -12,7 +12,7 @@
 
 namespace zdr::host {
 
-// What a message is about, for programs. Each has a word that never changes (docs/json.md).
+// The kind of a message, for programs that read it. Each has a word that never changes (docs/json.md).
 enum class MessageCode : uint8_t {
   kFileNotFound,
   kFileNotReadable,
@@ -50,7 +50,7 @@ enum class MessageCode : uint8_t {
   kUsage,
 };
 
-// "file-not-found" ...
+// Returns the word of a code, such as "file-not-found".
 std::string_view word_of(MessageCode code);
 
 // The part of a file that a message is about.
@@ -94,7 +94,7 @@ struct Diagnosis {
   std::string status;
 };
 
-// "zdr: error: reason", for reasons that may have any characters.
+// Returns "zdr: error: REASON", with control characters as \xNN.
 std::string error_line(std::string_view reason);
 
 // Prints the messages of one run and collects them. Any thread may add messages.

@@ -14,12 +14,11 @@ bool stdout_is_terminal();
 // use it.
 std::string shown_name(const std::string& name);
 bool stderr_is_terminal();
-bool use_colour();  // standard error is a terminal, not a dumb one, and NO_COLOR is not set or empty
+bool use_colour();  // standard error is a terminal, but not a dumb one, and NO_COLOR is unset or empty
 
 // After this call the first SIGINT, SIGTERM or SIGHUP only sets a flag, so that the command can complete what
-// it writes; for that it has to poll interrupted(). A second one ends the process at once. So does
-// a timer after at most a second, for a process that is blocked on a disk or a pipe. Signals that are ignored
-// remain ignored.
+// it writes; for that it has to poll interrupted(). A second one ends the process at once, and a timer ends a
+// process that is blocked on a disk or a pipe within a second. Signals that are ignored remain ignored.
 void catch_interrupts();
 bool interrupted();
 

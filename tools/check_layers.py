@@ -15,7 +15,7 @@ Six rules:
    without a macro, so that the rules above see every file. Angle brackets are for headers from outside of the tree, and
    for the platform's own names (<windows.h> ...), which stand for the file that provides them.
 
-check_layers_test.py shows that each rule refuses what breaks it.
+check_layers_test.py shows that each rule finds its breaches.
 """
 import collections
 import os
@@ -44,7 +44,7 @@ MAY_SEE = {
     # explain a failed open; the tag parser, because the filter does not publish the tags of AAC files.
     'host': PLATFORM + ['aacdec', 'p3gpp', 'fmgr', 'esparse/aac', 'id3p', 'os', 'filters/source/mp4'],
 }
-# Each of these sees all of the product, and of the others those that it names.
+# Each of these may include from all of the product and from the folders named here.
 SUPPORT = {'mediakit': [], 'samples': ['mediakit'], 'tests': ['mediakit'], 'bench': ['mediakit'], 'fuzz': ['mediakit'],
            'examples': []}
 
@@ -122,7 +122,7 @@ def file_of(source, quote, name):
 
 
 def includes_of(source):
-    """Yields (line number, quote, name as written, file of the tree or None); quote is empty for what is no plain include."""
+    """Yields (line number, quote, name as written, file of the tree or None); quote is empty unless the form is plain."""
     for number, line in enumerate((ROOT / source).read_text(encoding='utf-8').splitlines(), 1):
         if ANY_INCLUDE.match(line):
             match = INCLUDE.match(line)
@@ -131,7 +131,7 @@ def includes_of(source):
 
 
 def form_fault(source, home, quote, name, target):
-    """Rules 5 and 6."""
+    """Returns the breach of rule 5 or 6 by the form of an include, or None."""
     if not quote:
         return f'{name}: write the name of the file'
     if '..' in pathlib.PurePosixPath(name).parts:
@@ -175,7 +175,7 @@ def order_fault_in(home, source, target):
 
 
 def layer_fault(home, target, public):
-    """Rules 1 and 2."""
+    """Returns the breach of rule 1 or 2, or None."""
     folder = home_of(target)
     if not folder:
         return f'{target} is in no folder that has a place in the layers'

@@ -13,7 +13,7 @@ inline constexpr int kTransformWork = 2048;
 // out[n] = in[n] 2^shift - 2^exponent sum of mul_q31(a[i], out[n - 1 - i])
 struct AllPoleFilter {
   static constexpr int kTaps = 18;
-  static constexpr int kNearTaps = 2;  // those that kernels apply one by one
+  static constexpr int kNearTaps = 2;  // the taps that kernels apply with scalar products
   int32_t a[kTaps];                    // Q31; unused taps are 0
   int exponent;
   int shift;

@@ -90,8 +90,8 @@ inline constexpr auto kInverseRoots = [] {
   return roots;
 }();
 
-// Returns sqrt(value), truncated, for values of 2^62 and more. A Newton step on the inverse root gives 17
-// bits, one on the root 34; both only multiply.
+// Returns sqrt(value), truncated, for values of 2^62 and more. A Newton step on the inverse root gives
+// 17 correct bits, and one on the root 34; neither needs a division.
 constexpr uint64_t integer_root(uint64_t value) {
   const uint64_t high = value >> 32;
   const auto seed = static_cast<uint64_t>(kInverseRoots[static_cast<size_t>(value >> 55) - 128]);

@@ -159,7 +159,7 @@ struct Factor {
 #endif
 }
 
-// Replaces every second of the words from `to` on by the low 16 bits of each lane; the first one is replaced.
+// Stores the low 16 bits of each lane at to[0], to[2], to[4] ... and leaves the words between unchanged.
 [[gnu::always_inline]] inline void store_every_second_word(int16_t* to, Register v) {
   constexpr int kPlace = std::endian::native == std::endian::little ? 0 : 16;
   Register words;
@@ -219,7 +219,7 @@ struct Factor {
   return _mm_shuffle_epi32(x, 0xF5);
 }
 
-// Multiplies even lanes: those of x and y, and the odd lanes, which the caller has shifted down to even ones.
+// Multiplies the even lanes of x and y, and those of odd_x and odd_y, to which the caller moved the odd ones.
 [[gnu::always_inline]] inline WideRegisters wide_product(__m128i x, __m128i y, __m128i odd_x, __m128i odd_y) {
 #ifdef __SSE4_1__
   return {reinterpret_cast<WideRegister>(_mm_mul_epi32(x, y)),

@@ -81,7 +81,7 @@ void apply_gain(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift
   }
 }
 
-// The 2^31 of each lane's product is rounded in 33 bits or more.
+// noise * mantissa / 2^shift, rounded half up. With a shift of 33 or more the lower words change nothing.
 [[gnu::always_inline]] inline Lanes scaled_noise(Lanes noise, Factor mantissa, int shift) {
   return shift_right(upper_words(wide_product(noise, mantissa)) + (1U << (shift - 33)), shift - 32);
 }

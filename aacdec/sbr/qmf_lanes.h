@@ -24,7 +24,7 @@ inline constexpr int kAnalysisHistory = 9;
   fourier_4(x[0], x[step], x[2 * step], x[3 * step], x, step);
 }
 
-// Times exp(-i pi / 4) and exp(-i 3 pi / 4).
+// Multiply by exp(-i pi / 4) and exp(-i 3 pi / 4).
 [[gnu::always_inline]] inline ComplexLanes rotate_eighth(ComplexLanes a) {
   const Factor cosine = factor(kCosineOfEighth);
   return {narrowed(wide_product(a.re + a.im, cosine), 30), narrowed(wide_product(a.im - a.re, cosine), 30)};
@@ -131,7 +131,7 @@ inline Lanes analysis_window(const QmfScratch& scratch, int n, int column) {
   const Lanes low = pair_product(newest, factor(taps.newest_low)) +
                     pair_product(oldest, factor(taps.oldest_low)) +
                     pair_product(centre, factor(taps.centre_low));
-  // The exact sum, rounded from 22 bits more.
+  // Equals the exact sum, rounded by 22 bits.
   const Lanes outer = outer_high + shift_right(low, AnalysisTaps::kOuterBits) + 256;
   return shift_right(pair_product(centre, factor(taps.centre_high)) + shift_right(outer, 3), 6);
 }

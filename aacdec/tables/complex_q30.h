@@ -16,7 +16,7 @@ struct TwiddleQ30 {
   int32_t re, re_plus_im, im_minus_re;
 };
 
-// The larger part of a factor of length 1 or less is below 2^30 * 1.42 in sums and differences.
+// For |w| <= 1 the sum and the difference of the parts are below 2^30 * 1.42, so they fit 32 bits.
 constexpr TwiddleQ30 twiddle(ComplexQ30 w) {
   return {w.re, w.re + w.im, w.im - w.re};
 }

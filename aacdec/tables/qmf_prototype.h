@@ -65,10 +65,10 @@ constexpr QmfPrototype make_qmf_prototype() {
 
 inline constexpr QmfPrototype kQmfPrototype = make_qmf_prototype();
 
-// The five coefficients of a windowed sample of the 32-band analysis, which apply to samples two slots apart,
-// as numbers of 16 bits. A word has two of them, the low half for the newer of two samples. The largest one,
-// in the centre, and its larger neighbour need more bits than the others: their upper halves make a word of
-// their own.
+// The five coefficients of a windowed sample of the 32-band analysis, split into numbers of 16 bits. They
+// apply to samples two slots apart. Each word holds two numbers, the low half for the newer of two samples.
+// The centre coefficient is the largest; it and its larger neighbour need more bits than the others, so their
+// upper halves are in a word of their own.
 struct AnalysisTaps {
   static constexpr int kOuterBits = 13;   // all but the centre: high * 2^13 + low
   static constexpr int kCentreBits = 16;  // high * 2^16 + low
@@ -85,7 +85,7 @@ constexpr int32_t pair_of_words(int32_t newer, int32_t older) {
   return static_cast<int32_t>(static_cast<uint32_t>(older) << 16 | (static_cast<uint32_t>(newer) & 0xFFFF));
 }
 
-// Of windowed sample n, 0 to 63.
+// The taps of windowed sample n, 0 to 63.
 constexpr AnalysisTaps analysis_taps(int n) {
   int32_t c[5] = {};
   for (int j = 0; j < 5; ++j) c[j] = kQmfPrototype.q31[2 * n + 128 * j];
@@ -118,7 +118,7 @@ inline constexpr AnalysisTapTable kAnalysisTaps = [] {
 }();
 
 // Sums of products with 16-bit samples fit 32 bits: the large coefficients add up to less than 2^31 * 1.25
-// and are at least halved, the others to less than 2^28 and are eight times as large, by their 13 bits.
+// and are split at bit 16; the others add up to less than 2^28 and are split at bit 13.
 static_assert([] {
   for (int n = 0; n < 64; ++n) {
     int64_t sum[2] = {};

@@ -49,8 +49,8 @@ ClipInformation read_clip(const SourcePlayer& player, const std::string& file) {
   return {result, std::nullopt};
 }
 
-// Returns the clip's information. If it has none, reports the reason as a note. The module states the same
-// failure for a moment without memory, so that a failure counts only if it recurs.
+// Returns the clip's information. If it has none, reports the reason as a note. The module also returns
+// E_FAIL when memory is exhausted for a moment, so the failure counts only if it recurs.
 ClipInformation clip_information(const SourcePlayer& player, const std::string& file, Messages& messages) {
   ClipInformation clip = read_clip(player, file);
   if (clip.result == E_FAIL) clip = read_clip(player, file);
@@ -72,7 +72,7 @@ struct FileReport {
   std::optional<AacStreamView> stream;  // of an AAC file
 };
 
-// What the parsers hold of a file: the tags are views of it.
+// What the parsers read of a file. `tags` are views of `movie` and `tag_source`.
 struct FileContent {
   std::unique_ptr<const ParsedMovie> movie;  // null unless it is an ISO media file
   std::optional<FileTags> tag_source;
@@ -86,8 +86,8 @@ FileReport describe(const std::string& file, const SourcePlayer& player, Message
   return report;
 }
 
-// The filter has opened the AAC file already, so opening it again fails because it cannot be read any more,
-// for want of memory, or because it was changed; the reader does not state which.
+// The filter has opened the AAC file already, so a second open fails because the file can no longer be read,
+// memory is exhausted, or the file was changed. The reader does not report which.
 ExitCode check_stream(const std::string& file, FileReport& report, Messages& messages) {
   const bool is_foreign = report.clip.result == E_NOINTERFACE;  // which may open other files than the reader
   if (!report.stream || (report.clip.info && report.stream->status == AACF_OK)) return ExitCode::kDone;
@@ -158,8 +158,8 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
   return ExitCode::kCannotWrite;
 }
 
-// Fills `content`. A file without a usable track may still have a cover. The tags come last: every reader
-// that is opened before has a copy of them, until it is closed.
+// Fills `content`. A file without a usable track may still have a cover. Reads the tags last, because each
+// reader holds a copy of them while it is open.
 ExitCode examine(const std::string& file, const Options& options, SourcePlayer& player, Messages& messages,
                  FileContent& content) {
   ExitCode code = player.load();
@@ -197,7 +197,7 @@ ExitCode show_file(const std::string& file, const Options& options, Messages& me
 
 ExitCode run_info(const Options& options, std::ostream& out) {
   if (!options.cover.empty() && options.files.size() > 1) {
-    Messages(false).error({MessageCode::kUsage, "", {}, "--cover takes the image of one file; name one", ""});
+    Messages(false).error({MessageCode::kUsage, "", {}, "--cover needs exactly one file", ""});
     return ExitCode::kUsage;
   }
   ExitCode worst = ExitCode::kDone;

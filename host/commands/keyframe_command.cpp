@@ -116,7 +116,7 @@ ExitCode KeyFrame::extract_from(SourceClip& clip) {
   if (const auto count = key_frame_count(); count && options_.index > *count) {
     return fail(
         ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
-        "has " + counted(*count, "key frame") + ", so none with number " + std::to_string(options_.index));
+        "has no key frame " + std::to_string(options_.index) + ": only " + counted(*count, "key frame"));
   }
   ClipBytes frame;
   const HRESULT hr = with_memory(clip.key_frame(options_.index, frame));

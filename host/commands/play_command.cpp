@@ -52,7 +52,7 @@ class FilePlayback final : public ConsumerOwner {
 
 ExitCode FilePlayback::refuse_duplicate_name() {
   return fail(ExitCode::kCannotWrite, MessageCode::kOutputRefused, {},
-              "not played: its outputs would replace those of the file of this name before it");
+              "not played: its outputs would replace those of an earlier file of the same name");
 }
 
 PinConsumer& FilePlayback::add_consumer(const std::string& pin_name, DeliveryGuard& guard) {

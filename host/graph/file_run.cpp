@@ -65,7 +65,7 @@ ExitCode FileRun::load_and_connect() {
     return messages_.report(file_, {ExitCode::kNotSupported,
                                     MessageCode::kRangeNotPlayable,
                                     {},
-                                    "--start is past the end, which is " + format_time(end),
+                                    "--start is past the end (" + format_time(end) + ")",
                                     ""});
   }
   return player_.seek(range_);

@@ -30,10 +30,10 @@ class ConsumerOwner {
 
 class FileRun {
  public:
-  // A recording writes what each pin delivers. A listing must be the same in every run: the filter marks the
-  // first samples of a process, and which pin delivers them must not depend on the faster worker. So its
-  // other pins begin after the audio pin, unless only a part of the file is played: after a seek every pin's
-  // first sample is marked, and the workers wait for each other.
+  // A recording writes what each pin delivers. A listing must be the same in every run. The filter marks the
+  // first samples of a process, so the pin that delivers them must not depend on which worker is faster: the
+  // other pins of a listing start after the audio pin. A part of a file does not need this, because after a
+  // seek the filter marks the first sample of every pin and the workers wait for each other.
   enum class Use { kRecording, kListing };
 
   // All references must outlive the object.

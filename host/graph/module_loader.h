@@ -16,7 +16,7 @@ namespace zdr::host {
 Message unreadable_registry(const platform::RegistryReport& report);
 
 // Returns the path of this program's module: the one that the environment variable ZDR_MODULE names, else
-// ZdrMp4Source.so beside the program or in kModuleFolder. The file need not exist.
+// Returns the path of ZdrMp4Source.so next to the program or in kModuleFolder. The file need not exist.
 std::string own_module_path();
 
 // Creates a filter for the file, from the first of these:

@@ -58,7 +58,7 @@ Diagnosis diagnose_stream(const std::string& file, uint32_t tag_bytes, const std
   return {ExitCode::kCannotOpen,
           MessageCode::kFileTypeUnknown,
           {},
-          "begins with none of ADTS, ADIF and an AAC configuration",
+          "does not begin with ADTS, ADIF or an AAC configuration",
           status};
 }
 

@@ -1,4 +1,4 @@
-// Counts the frames by their headers or, in streams without, takes the number that the reader found.
+// Counts the frames by their headers; for streams without headers, uses the number that the reader found.
 #include "host/inspect/aac_shortfall.h"
 
 #include <algorithm>
@@ -17,10 +17,10 @@
 namespace zdr::host {
 namespace {
 
-// The decoder is a frame late, and the reader does not read the last frame, or the last two if they are
-// short.
+// The most frames at the end that undamaged files lack: the decoder holds one back, and the reader stops
+// before the last ones.
 constexpr uint64_t kNeverDelivered = 3;
-// An estimated number of frames proves nothing as long as most of them came.
+// An estimate of the number of frames is too rough to report a loss while this share was delivered.
 constexpr double kDoubtfulShare = 0.9;
 
 struct FrameCount {
@@ -50,7 +50,7 @@ FrameCount count_frames(const std::string& file, const AacStreamView& view,
   return {frames.count, true, frames};
 }
 
-// The number of the first frame that cannot be decoded; 0 if all can that the reader reads.
+// Returns the number of the first frame that cannot be decoded, or 0 if the reader can decode all its frames.
 uint64_t undecodable_frame(const std::string& file, const std::function<bool()>& watch) {
   const AacReader reader(file);
   if (reader.status() != AACF_OK) return 0;
@@ -110,7 +110,7 @@ class Comparison {
                      ""};
   }
 
-  // The reader reads as many frames as it estimates at its opening.
+  // The reader stops at the number of frames that it estimated when it opened the file.
   std::optional<Diagnosis> find_last_frames() const {
     if (missing_ == 0 || !count_.is_exact) return std::nullopt;
     constexpr uint64_t kFiftieth = 50;
@@ -123,11 +123,7 @@ class Comparison {
     }
     const std::string frames =
         missing_ == 1 ? "the last frame is" : "the last " + counted(missing_, "frame") + " are";
-    return Diagnosis{ExitCode::kDone,
-                     MessageCode::kUnitsAfterEnd,
-                     {},
-                     frames + " not delivered, by the reader's rule",
-                     ""};
+    return Diagnosis{ExitCode::kDone, MessageCode::kUnitsAfterEnd, {}, frames + " left out by design", ""};
   }
 
  private:

@@ -40,7 +40,7 @@ size_t frame_length(std::span<const uint8_t> bytes) {
   return length >= kHeaderBytes ? length : 0;
 }
 
-// Where the next two frames follow each other; `end` if there are none.
+// Returns the offset of the next frame that another one follows at once, or `end`.
 uint64_t find_frames(Block& block, uint64_t begin, uint64_t end) {
   for (uint64_t offset = begin; offset + 2 * kHeaderBytes <= end; ++offset) {
     const size_t length = frame_length(block.from(offset, kHeaderBytes));
@@ -65,7 +65,6 @@ AdtsFrames walk_adts_frames(FileStream& stream, uint64_t begin, uint64_t end,
     const size_t length = frame_length(block.from(offset, kHeaderBytes));
     if (length == 0) {
       offset = find_frames(block, offset + 1, end);
-      frames.has_gaps = frames.has_gaps || offset < end;
       continue;
     }
     frames.is_cut = offset + length > end;

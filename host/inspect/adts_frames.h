@@ -10,17 +10,16 @@
 namespace zdr::host {
 
 struct AdtsFrames {
-  uint64_t count = 0;     // whole frames
-  uint64_t end = 0;       // offset after the last one
-  bool is_cut = false;    // the stream ends inside another frame
-  bool has_gaps = false;  // bytes that belong to no frame lie between frames
+  uint64_t count = 0;   // whole frames
+  uint64_t end = 0;     // offset after the last one
+  bool is_cut = false;  // the stream ends inside another frame
 };
 
-// The first bytes of a frame, at least 4, with a profile of any kind.
+// True if the bytes, at least two, begin a frame of any profile.
 bool is_adts_header(std::span<const uint8_t> bytes);
 
-// Counts from `begin` to `end`; where no frame begins, goes on at the next two that follow each other.
-// `on_frame`, called with the number from 1 and the offset of each frame, ends the walk by returning false.
+// Counts from `begin` to `end`. Where no frame begins, skips to the next one that another follows at once.
+// Calls `on_frame` with the number (from 1) and the offset of each frame; returning false ends the walk.
 AdtsFrames walk_adts_frames(FileStream& stream, uint64_t begin, uint64_t end,
                             const std::function<bool(uint64_t number, uint64_t offset)>& on_frame);
 

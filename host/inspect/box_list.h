@@ -1,6 +1,6 @@
 // Collects the boxes that the parser shows, one record per box. Limits on boxes, list entries and bytes of a
-// field bound the memory that a file can make it use, and so do fields of 24 bytes, since a box of 8 bytes
-// may have a dozen.
+// field bound the memory that a file can make it use. A stored field takes only 24 bytes, because a box of 8
+// bytes may have a dozen fields.
 #pragma once
 
 #include <array>
@@ -58,7 +58,7 @@ class BoxList {
   // Turns kRead into kStored or kDropped. The list must be sorted. Throws std::bad_alloc.
   void mark_stored(P3gppFile* file);
 
-  // In chunks, so that growing does not take the memory twice.
+  // Deques, because growing a vector needs the memory twice.
   const std::deque<BoxRecord>& boxes() const { return boxes_; }
   // Fields by their number; valid as long as the list.
   Field field(size_t number) const;
@@ -78,7 +78,7 @@ class BoxList {
 
   struct StoredField {
     const char* name;
-    uint64_t number;  // for types, texts and bytes: the number of `bytes_`
+    uint64_t number;  // for types, texts and bytes: the index in `bytes_`
     uint32_t entry;
     uint8_t kind;  // P3GPP_FIELD_
   };

@@ -8,7 +8,7 @@
 namespace zdr::host {
 
 // Notes that a file looks like one of another type, or that a speech file does not begin as it should.
-// Nothing for files that cannot be opened.
+// Reports nothing for files that cannot be opened.
 void report_content_hint(const std::string& file, Messages& messages);
 
 }  // namespace zdr::host

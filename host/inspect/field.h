@@ -17,7 +17,7 @@ namespace zdr::host {
 struct TextView {
   Bytes front;
   size_t length = 0;           // in the file
-  size_t most_hex = SIZE_MAX;  // bytes that are shown in hex if the text is not valid
+  size_t most_hex = SIZE_MAX;  // limit of the bytes that are shown in hex if the text is not valid
   TextEncoding encoding = TextEncoding::kUnknown;
 
   bool is_cut() const { return front.size() < length; }

@@ -1,4 +1,4 @@
-// Reads a file at any offset through the file manager, so that reads that fail are noticed like those of the
+// Reads a file at any offset through the file manager, so that failed reads are logged like those of the
 // filter.
 #pragma once
 

@@ -86,7 +86,7 @@ void add_records(const char* version, const ID3P_Tag* tag, std::vector<TagRecord
        {{"image", std::string(kImageNames[picture->format])}, {"bytes", uint64_t{picture->data_length}}}});
 }
 
-// The file was opened before, so if it is still there, it is memory or handles that lack.
+// The file was opened before, so if it still exists, memory or handles are exhausted.
 OwnedFile reopened(const std::string& file) {
   OwnedFile handle = open_file(file);
   std::error_code code;
@@ -107,8 +107,9 @@ Id3Tags::Id3Tags(const std::string& file, uint64_t offset, uint64_t size) {
   if (seek_part(&part, 0, 0) == 0) parse(&part, kPartIo);
 }
 
-// Without memory for the body of a tag, the parser reports a tag without texts; the file is then still where
-// the body begins. For a picture without memory it has the status of damage, which counts only if it recurs.
+// If memory runs out for the body of a tag, the parser reports a tag without texts and leaves the file
+// position before the body. If it runs out for a picture, the parser returns the status of damage, which
+// therefore counts only if it recurs.
 void Id3Tags::parse(void* handle, const AACF_FileIo& io) {
   status_ = with_memory(ID3P_Parse(handle, &io, &tags_), ID3P_ERR_NO_MEMORY);
   if (status_ == ID3P_ERR_FAILED) {

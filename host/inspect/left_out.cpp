@@ -94,7 +94,7 @@ class LeftOut {
         (path.starts_with("moov") && movie_.has_box("trak", error.offset, movie_.record().movie_end));
     add(costs_track ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kFileDamaged,
         Place::box(error.path, error.offset, error.size),
-        "damaged: " + describe_status(error.status) + "; what follows in its box is not read",
+        "damaged: " + describe_status(error.status) + "; the rest of the box around it is not read",
         std::to_string(error.status));
   }
 
@@ -103,7 +103,7 @@ class LeftOut {
       add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, {}, "movie fragments are not read");
   }
 
-  // A track before the one that is played could not be read; those after it are further ones.
+  // Tracks before the one that is played could not be used; tracks after it are left out by design.
   void add_tracks_of_kind(bool wants_audio) {
     const bool has_pin = !kinds_ || (wants_audio ? kinds_->audio : kinds_->video);
     const TrackRecord* const played = has_pin ? played_track(movie_, wants_audio) : nullptr;
@@ -116,7 +116,8 @@ class LeftOut {
       if (&track == played || listed++ >= kMostTracks) continue;
       if (!has_place) {
         add(ExitCode::kDone, MessageCode::kTrackNotPlayed, place_of(track),
-            std::string("not played: only the first ") + (wants_audio ? "audio" : "video") + " track is");
+            std::string("not played: only the first ") + (wants_audio ? "audio" : "video") +
+                " track is played");
       } else if (kinds_) {
         entries_.push_back(note_unless_loss(why_not_played(movie_, track)));
       }
@@ -136,7 +137,7 @@ class LeftOut {
       if (track.handler.empty()) {
         if (kinds_)
           add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, place_of(track),
-              "damaged: it has no handler, which states its kind");
+              "damaged: it has no handler, so its type is unknown");
         continue;
       }
       const std::string kind = kind_of(track.handler);

@@ -19,16 +19,16 @@ struct PlayableKinds {
   bool any() const { return audio || video; }
 };
 
-// Without `kinds`, no entries on tracks that should have a pin. The exit code of an entry is kLoss for a
-// loss, else kDone. No entries for a movie that did not open.
+// Returns the entries, none for a movie that did not open. Without `kinds`, which only a filter knows, omits
+// the tracks that the filter fails to play. The exit code of an entry is kLoss for a loss, else kDone.
 std::vector<Diagnosis> find_left_out(const ParsedMovie& movie, std::optional<PlayableKinds> kinds);
 
 // The edits of the tracks that are played which the filter does not apply, in one line; empty if there are
 // none.
 std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds);
 
-// Reports the entries as errors and notes, and the edits if asked to, unless nothing can be played. `movie`
-// may be null.
+// Reports the entries as errors and notes, with `with_edits` also the edits, unless nothing can be played.
+// `movie` may be null.
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
                          std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages);
 

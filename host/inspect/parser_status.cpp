@@ -33,7 +33,7 @@ std::string describe_status(int32_t status) {
   for (const StatusText& known : kStatusTexts) {
     if (known.status == status) return known.text;
   }
-  return "the parser refuses it";
+  return "cannot be parsed";
 }
 
 }  // namespace zdr::host

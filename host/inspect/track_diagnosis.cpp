@@ -33,8 +33,8 @@ struct TrackState {
   std::string aac_refusal;
 };
 
-// Why the decoder has no use for an AudioSpecificConfig (ISO/IEC 14496-3, 1.6.2.1); empty if its first fields
-// are of a supported kind.
+// Returns why the decoder does not support an AudioSpecificConfig (ISO/IEC 14496-3, 1.6.2.1), or an empty
+// string if the first fields are supported.
 std::string aac_refusal(const P3gppSystemsInfo& systems) {
   if (systems.decoder_specific_info_length < 2) return {};
   const uint8_t* bytes = systems.decoder_specific_info;
@@ -46,7 +46,7 @@ std::string aac_refusal(const P3gppSystemsInfo& systems) {
   if (std::ranges::find(kSupportedTypes, object_type) == std::end(kSupportedTypes))
     return "AAC of audio object type " + std::to_string(object_type) + " is not supported";
   if (rate_index == 12) return "AAC at 7350 Hz is not supported";
-  constexpr unsigned kExplicitRate = 15;  // the channels come later then
+  constexpr unsigned kExplicitRate = 15;  // the rate follows, and then the channels
   if (rate_index != kExplicitRate && channels > 2)
     return "AAC with channel configuration " + std::to_string(channels) + " is not supported";
   return {};
@@ -128,7 +128,7 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
   if (is_described && state.samples == 0)
     return diagnose(ExitCode::kDone, track, "has no samples in its tables");
   if (state.status == P3GPP_ERR_NO_TABLE && track.has_compact_sizes)
-    return diagnose(ExitCode::kNotSupported, track, "its sizes are in a stz2 box, which is not read");
+    return diagnose(ExitCode::kNotSupported, track, "its sizes are in an stz2 box, which is not read");
   if (state.status != P3GPP_OK) {
     return diagnose(ExitCode::kLoss, track, "damaged: " + describe_status(state.status),
                     std::to_string(state.status));

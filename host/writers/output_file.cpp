@@ -55,7 +55,7 @@ bool OutputFile::check_target() {
   if (std::filesystem::is_directory(status)) return fail("is a folder");
   // Renaming onto a device would replace the device by a file.
   if (!std::filesystem::is_regular_file(status)) return fail("is not a regular file, so it is not replaced");
-  return replace_ || fail(std::string("exists already") + kAdvice);
+  return replace_ || fail(std::string("already exists") + kAdvice);
 }
 
 bool OutputFile::open() {
@@ -70,7 +70,7 @@ bool OutputFile::open() {
   has_partial_ = code == 0;
   if (has_partial_) return true;
   if (code == EBUSY) return fail("is being written by another run");
-  if (code == EEXIST) return fail(partial_path_.filename().string() + " exists already" + kAdvice);
+  if (code == EEXIST) return fail(partial_path_.filename().string() + " already exists" + kAdvice);
   return fail("cannot be created", code);
 }
 

@@ -5,7 +5,7 @@
 
 namespace zdr::com {
 
-// CLASS_E_CLASSNOTAVAILABLE for a class of anybody else.
+// Returns CLASS_E_CLASSNOTAVAILABLE for any other class.
 HRESULT built_in_class_object(REFCLSID clsid, REFIID riid, void** ppv) noexcept;
 
 }  // namespace zdr::com

@@ -48,7 +48,7 @@ ZDR_CONSTEXPR_INLINE HRESULT HRESULT_FROM_WIN32(uint32_t error) {
 #define RPC_E_CHANGED_MODE ZDR_HRESULT_VALUE(0x80010106u)
 
 // --- DirectShow HRESULTs ---
-// Those that a method returns or passes on.
+// Only those that some method returns or passes on.
 #define VFW_E_ENUM_OUT_OF_SYNC ZDR_HRESULT_VALUE(0x80040203u)
 #define VFW_E_ALREADY_CONNECTED ZDR_HRESULT_VALUE(0x80040204u)
 #define VFW_E_NO_TYPES ZDR_HRESULT_VALUE(0x80040206u)

@@ -1,4 +1,4 @@
-"""How the tests put a library in front of the C library of a program."""
+"""Preloads a library into a program, so that its functions replace those of the C library."""
 import os
 
 

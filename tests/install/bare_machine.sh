@@ -1,5 +1,5 @@
 #!/bin/bash
-# Proves the two commands of the README and the Debian package on a machine that has nothing: a bare Debian 12 in a
+# Runs the two commands of the README and the Debian package on a machine that has nothing: a bare Debian 12 in a
 # temporary root, and a clone in a folder whose name has a blank and an umlaut.
 #
 #     bare_machine.sh           builds and plays; makes, installs, uses and removes the Debian package

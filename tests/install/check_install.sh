@@ -28,10 +28,10 @@ rpath=$(readelf -d "$prefix/bin/zdr" "$module" | grep -c "ORIGIN")
 [ "$rpath" = 2 ] || fail "program or module looks for its libraries elsewhere"
 
 "$prefix/bin/zdr" play "$samples/two-tracks.3gp" -o "$temporary/out" -q >"$temporary/played"
-[ "$(find "$temporary/out" -type f | wc -l)" = 2 ] || fail "the installed program plays no two streams"
+[ "$(find "$temporary/out" -type f | wc -l)" = 2 ] || fail "the installed program does not play two streams"
 export ZDR_REGISTRY="$temporary/registry.reg"
 "$prefix/bin/zdr" register -q >/dev/null
-grep -q "$module" "$ZDR_REGISTRY" || fail "another module than the installed one is registered"
+grep -q "$module" "$ZDR_REGISTRY" || fail "the registered module is not the installed one"
 
 # Documents: the program's own, and those of the tree with every page that they link to.
 grep -q "^.B zdr play" "$prefix/share/man/man1/zdr.1" || fail "no man page"
@@ -68,7 +68,7 @@ END
 }
 compile_alone || fail "a header does not compile alone"
 
-# The examples. Their rows are those of the program, which reads through the same module.
+# The examples. Their rows equal those of the program, which uses the same module.
 rows_of() {
   "$prefix/bin/zdr" samples -q "$samples/$1" | tail -n +2
 }
@@ -76,7 +76,7 @@ use_examples() { # FOLDER of the programs, MODULE
   "$1/list_samples" "$samples/h263-amr.3gp" >"$temporary/listed" || fail "list_samples fails"
   "$1/aac_to_wav" "$samples/he-aac-v1-stereo.aac" "$temporary/decoded.wav" || fail "aac_to_wav fails"
   "$1/pull_samples" "$2" "$samples/avc-aac.mp4" | sort >"$temporary/pulled" || fail "pull_samples fails"
-  # Of a picture, the parser and the filter have the same size and key mark.
+  # The parser and the filter report the same size and key flag for each picture.
   rows_of h263-amr.3gp | grep ^Video0 | cut -d, -f5,6 >"$temporary/expected"
   grep "^$(tail -n 1 "$temporary/listed" | cut -d, -f1)," "$temporary/listed" | cut -d, -f4,5 |
     cmp -s - "$temporary/expected" || fail "list_samples lists other pictures"
@@ -86,7 +86,7 @@ use_examples() { # FOLDER of the programs, MODULE
   "$prefix/bin/zdr" play "$samples/he-aac-v1-stereo.aac" -o "$temporary/out" -q --force >/dev/null
   played=$temporary/out/he-aac-v1-stereo.Audio1.wav
   bytes=$(($(stat -c %s "$played") - 44))
-  [ "$bytes" -gt 100000 ] && cmp -s -i 44 -n "$bytes" "$played" "$temporary/decoded.wav" || fail "aac_to_wav decodes otherwise"
+  [ "$bytes" -gt 100000 ] && cmp -s -i 44 -n "$bytes" "$played" "$temporary/decoded.wav" || fail "aac_to_wav differs"
 }
 examples=$pages/examples
 for example in "$examples"/*.c "$examples"/*.cpp; do
@@ -102,7 +102,7 @@ if command -v pkg-config >/dev/null; then
   mkdir "$temporary/by-pkg-config"
   # The command lines of the README, in its folder.
   grep -E '^ +(cc|c\+\+) ' "$examples/README.md" | sed "s| -o | -o '$temporary/by-pkg-config'/|" >"$temporary/build.sh"
-  [ "$(wc -l <"$temporary/build.sh")" = 3 ] || fail "examples/README.md builds no three programs with pkg-config"
+  [ "$(wc -l <"$temporary/build.sh")" = 3 ] || fail "examples/README.md does not build three programs with pkg-config"
   (cd "$examples" && quietly sh -eu "$temporary/build.sh")
   LD_LIBRARY_PATH=$libraries use_examples "$temporary/by-pkg-config" "$(pkg-config --variable=module zdr-dshow)"
 fi
@@ -119,7 +119,7 @@ if command -v dpkg >/dev/null; then
            --force-not-root --force-bad-path --force-script-chrootless"
   quietly $in_root --install "$temporary"/package/*.deb
   "$unpacked/usr/bin/zdr" play "$samples/h263-amr.3gp" -o "$temporary/packaged" -q >"$temporary/played"
-  [ "$(find "$temporary/packaged" -type f -size +0 | wc -l)" = 2 ] || fail "the packaged program plays no two streams"
+  [ "$(find "$temporary/packaged" -type f -size +0 | wc -l)" = 2 ] || fail "the packaged program does not play two streams"
   quietly $in_root --purge zdr
   left=$(find "$unpacked" -path "$unpacked/var" -prune -o ! -path "$unpacked" -print)
   [ -z "$left" ] || fail "the package leaves $left"

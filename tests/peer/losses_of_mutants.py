@@ -2,8 +2,8 @@
 """losses_of_mutants.py [--seconds S] [--count N] zdr [file...]
 
 Damages the movie box of each sample in N ways (or cuts the file off), plays the mutant, and compares the bytes written with those
-of the sound file. A run that lacks more than 2 % must not end with 0, unless the mutant is itself a sound, smaller file:
-unless the tables of its tracks agree with each other and with their headers, and all that they describe was written.
+of the undamaged file. A run that lacks more than 2 % must not end with 0, unless the mutant is itself a valid, smaller file:
+the tables of its tracks agree with each other and with their headers, and all that they describe was written.
 Prints a table of the mutants by exit code, and the runs at fault.
 """
 import argparse
@@ -98,7 +98,7 @@ def written_by(zdr, path):
 
 
 def mutate(data, moov, chance):
-    """A mutant of the file, and what was done."""
+    """Returns a mutant of the file, and what was done to it."""
     first, last = moov
     place = chance.randrange(first, last - 4)
     changed = bytearray(data)
@@ -122,7 +122,7 @@ def mutate(data, moov, chance):
 
 
 def check(zdr, path, number):
-    """The exit code of a mutant, what it lost, and why that is no fault; or None when nothing was lost."""
+    """Returns what was done to a mutant, its exit code, the share that was lost, and the verdict on it ('' if none)."""
     data = path.read_bytes()
     moov = find(data, 0, len(data), b'moov')
     chance = random.Random(f'{path.name} {number}')

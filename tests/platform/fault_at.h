@@ -32,7 +32,7 @@ extern "C" [[gnu::used]] inline bool zdr_fault_hook(zdr::platform::FaultPoint po
 
 namespace zdr::test {
 
-// During its life the Nth call at the point fails.
+// While it exists, the Nth call at the point fails.
 class FaultAt {
  public:
   // `nth` counts from 1.

@@ -49,9 +49,8 @@ struct IAMZandorVideoSource : IUnknown {
   // E_OUTOFMEMORY, or -6001 when a file manager cannot be allocated.
   virtual HRESULT OpenClip(LPCOLESTR file_name, ClipHandle** clip, BYTE** configuration,
                            DWORD* configuration_length) = 0;
-  // The access unit of a key frame, counted from 1; an index past the last key frame returns
-  // the last. Index 1 is the first sample, key frame or not. The caller frees the buffer with free(). E_FAIL
-  // without video.
+  // The access unit of a key frame, counted from 1; an index past the last key frame returns the last. Index
+  // 1 is the first sample, key frame or not. The caller frees the buffer with free(). E_FAIL without video.
   virtual HRESULT GetKeyFrame(ClipHandle* clip, DWORD index, BYTE** buffer, DWORD* size) = 0;
   // E_POINTER for a null record, E_HANDLE for a null clip, E_FAIL if the clip cannot be read.
   virtual HRESULT GetClipInfo(ClipHandle* clip, ClipInfo* info) = 0;
