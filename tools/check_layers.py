@@ -42,7 +42,7 @@ MAY_SEE = {
     'filters/source/mp4': PLATFORM + ['os', 'fmgr', 'id3p', 'aacdec', 'p3gpp', 'esparse/amr', 'esparse/aac'],
     # The module's interfaces; the decoder for --decode; the parser for the box view; the parser and the AAC reader to
     # explain a failed open; the tag parser, because the filter does not publish the tags of AAC files.
-    'host': PLATFORM + ['aacdec', 'p3gpp', 'fmgr', 'esparse/aac', 'id3p', 'os', 'filters/source/mp4'],
+    'host': PLATFORM + ['aacdec', 'p3gpp', 'fmgr', 'esparse/aac', 'esparse/amr', 'id3p', 'os', 'filters/source/mp4'],
 }
 # Each of these may include from all of the product and from the folders named here.
 SUPPORT = {'mediakit': [], 'samples': ['mediakit'], 'tests': ['mediakit'], 'bench': ['mediakit'], 'fuzz': ['mediakit'],

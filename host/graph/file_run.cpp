@@ -6,7 +6,9 @@
 #include <system_error>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
+#include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/inspect/aac_shortfall.h"
+#include "host/inspect/amr_shortfall.h"
 #include "host/inspect/open_diagnosis.h"
 #include "host/inspect/read_failure.h"
 #include "host/time_text.h"
@@ -159,6 +161,8 @@ ExitCode FileRun::check_stream(const Stream& stream) {
   if (stream.consumer.has_failed()) return ExitCode::kDone;  // reported with its output
   const bool is_aac_file = mp4source::source_kind_of(file_) == mp4source::SOURCE_KIND_AAC;
   if (range_.is_whole && is_aac_file && stream.consumer.samples() != 0) return check_aac(stream);
+  const bool is_amr_file = mp4source::source_kind_of(file_) == mp4source::SOURCE_KIND_AMR;
+  if (range_.is_whole && is_amr_file && stream.consumer.samples() != 0) return check_amr(stream);
   if (!range_.is_whole || movie_ == nullptr) return check_samples(stream);
   ProgressLine progress(!options_.quiet);
   const PinConsumer& consumer = stream.consumer;
@@ -189,6 +193,14 @@ ExitCode FileRun::check_aac(const Stream& stream) {
     result = worse_of(result, messages_.report(file_, found));
   }
   return result;
+}
+
+ExitCode FileRun::check_amr(const Stream& stream) {
+  const bool is_wide_band = stream.consumer.type().subtype == mp4source::kSubtypeAmrWideBand;
+  auto found = find_amr_shortfall(file_, is_wide_band, stream.consumer.payload_bytes());
+  if (!found) return ExitCode::kDone;
+  found->place = Place::pin(stream.consumer.pin_name());
+  return messages_.report(file_, *found);
 }
 
 // A file without tables announces samples by its duration.
@@ -230,7 +242,12 @@ ExitCode FileRun::report_missing(const Stream& stream, const Shortfall& shortfal
                     "only " + counts + " were delivered: the rest is after the end that the headers state",
                     true);
     case Missing::kCutOff:
-      return report(MessageCode::kCutOff, "cut off: only " + counts + " are in the file", true);
+      return report(MessageCode::kCutOff,
+                    "only " + counts + " were delivered: the next one is beyond the end of the file", true);
+    case Missing::kNotInSizes:
+      return report(MessageCode::kUnitsMissing,
+                    "only " + counts + " were delivered: the others have times in the tables, but no sizes",
+                    true);
     case Missing::kUnknown:
       break;
   }

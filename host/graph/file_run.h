@@ -62,6 +62,7 @@ class FileRun {
   ExitCode play_to_end(const char* overlap_advice);
   ExitCode check_stream(const Stream& stream);
   ExitCode check_aac(const Stream& stream);
+  ExitCode check_amr(const Stream& stream);
   ExitCode check_samples(const Stream& stream);
   ExitCode report_missing(const Stream& stream, const Shortfall& shortfall);
   bool is_requested(bool audio) const;

@@ -72,7 +72,7 @@ std::string offset_text(const std::string& file, const AacStreamView& view, uint
   const uint64_t begin = Id3Tags(file).v2_bytes();
   uint64_t found = 0;
   walk_adts_frames(stream, begin, begin + view.stream.audio_bytes, [&](uint64_t number, uint64_t offset) {
-    if (number == frame) found = offset;
+    if (number <= frame) found = offset;  // a frame with several blocks has the number of its first
     return number < frame;
   });
   return found == 0 && frame != 1 ? "" : " at offset " + std::to_string(found);
@@ -107,6 +107,16 @@ class Comparison {
                      MessageCode::kCutOff,
                      {},
                      "cut off: the file ends inside the frame at offset " + std::to_string(count_.adts->end),
+                     ""};
+  }
+
+  std::optional<Diagnosis> find_gap() const {
+    if (!count_.adts || count_.adts->gap_bytes == 0) return std::nullopt;
+    return Diagnosis{ExitCode::kLoss,
+                     MessageCode::kFileDamaged,
+                     {},
+                     "damaged: " + counted(count_.adts->gap_bytes, "byte") + " from offset " +
+                         std::to_string(count_.adts->gap_offset) + " on belong to no frame",
                      ""};
   }
 
@@ -165,6 +175,7 @@ std::vector<Diagnosis> find_aac_shortfall(const std::string& file, uint64_t pcm_
   }
   const Comparison comparison(file, view, pcm_bytes, watch);
   auto shortfall = comparison.find_failed_frame();
+  if (!shortfall) shortfall = comparison.find_gap();
   if (!shortfall) shortfall = comparison.find_cut();
   if (!shortfall) shortfall = comparison.find_last_frames();
   if (shortfall) found.push_back(*shortfall);

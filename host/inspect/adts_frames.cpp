@@ -2,6 +2,7 @@
 #include "host/inspect/adts_frames.h"
 
 #include <algorithm>
+#include <string_view>
 #include <vector>
 
 namespace zdr::host {
@@ -9,6 +10,7 @@ namespace {
 
 constexpr size_t kBlockBytes = 256 * 1024;
 constexpr size_t kHeaderBytes = 7;
+constexpr std::string_view kTagMark = "ID3";
 
 // A window into the file.
 class Block {
@@ -40,6 +42,16 @@ size_t frame_length(std::span<const uint8_t> bytes) {
   return length >= kHeaderBytes ? length : 0;
 }
 
+// The raw data blocks of a frame, each of which is an AAC frame.
+uint64_t block_count(std::span<const uint8_t> header) {
+  return (header[6] & 3U) + 1;
+}
+
+// Some streams have further ID3v2 tags between frames.
+bool begins_tag(std::span<const uint8_t> bytes) {
+  return bytes.size() >= kTagMark.size() && std::equal(kTagMark.begin(), kTagMark.end(), bytes.begin());
+}
+
 // Returns the offset of the next frame that another one follows at once, or `end`.
 uint64_t find_frames(Block& block, uint64_t begin, uint64_t end) {
   for (uint64_t offset = begin; offset + 2 * kHeaderBytes <= end; ++offset) {
@@ -62,16 +74,27 @@ AdtsFrames walk_adts_frames(FileStream& stream, uint64_t begin, uint64_t end,
   Block block(stream);
   AdtsFrames frames{.end = begin};
   for (uint64_t offset = begin; offset < end;) {
-    const size_t length = frame_length(block.from(offset, kHeaderBytes));
+    const std::span<const uint8_t> header = block.from(offset, kHeaderBytes);
+    const size_t length = frame_length(header);
     if (length == 0) {
-      offset = find_frames(block, offset + 1, end);
+      const uint64_t next = find_frames(block, offset + 1, end);
+      if (next == end) {
+        frames.is_cut =
+            offset == frames.end && end - offset < kHeaderBytes && block.from(offset, 1)[0] == 0xFF;
+        return frames;
+      }
+      if (!begins_tag(block.from(offset, kTagMark.size()))) {
+        if (frames.gap_bytes == 0) frames.gap_offset = offset;
+        frames.gap_bytes += next - offset;
+      }
+      offset = next;
       continue;
     }
     frames.is_cut = offset + length > end;
     if (frames.is_cut || !on_frame(frames.count + 1, offset)) return frames;
     offset += length;
     frames.end = offset;
-    ++frames.count;
+    frames.count += block_count(header);
   }
   return frames;
 }

@@ -10,9 +10,11 @@
 namespace zdr::host {
 
 struct AdtsFrames {
-  uint64_t count = 0;   // whole frames
-  uint64_t end = 0;     // offset after the last one
-  bool is_cut = false;  // the stream ends inside another frame
+  uint64_t count = 0;       // raw data blocks of whole frames; most frames have one
+  uint64_t end = 0;         // offset after the last one
+  bool is_cut = false;      // the stream ends inside another frame
+  uint64_t gap_bytes = 0;   // bytes between frames that belong to none and to no tag
+  uint64_t gap_offset = 0;  // of the first of them
 };
 
 // True if the bytes, at least two, begin a frame of any profile.

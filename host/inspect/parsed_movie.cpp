@@ -65,7 +65,7 @@ int32_t ParsedMovie::get_facts(uint32_t id, TrackFacts& facts) const {
   P3gppTrackInfo* info = nullptr;
   const int32_t status = with_memory(P3GPP_GetTrackInfo(file(), id, &info), P3GPP_ERR_NO_MEMORY);
   if (status != P3GPP_OK) return status;
-  facts = {info->sample_count, info->time_scale};
+  facts = {info->sample_count, info->time_scale, info->media_duration};
   info->release(info);
   return P3GPP_OK;
 }

@@ -18,6 +18,7 @@ constexpr uint32_t kTrackCacheBytes = 1024;
 struct TrackFacts {
   uint32_t samples = 0;  // as its tables claim
   uint32_t time_scale = 0;
+  uint32_t duration = 0;  // of the media, in units of the time scale
 };
 
 class ParsedMovie {

@@ -22,9 +22,10 @@ constexpr StatusText kStatusTexts[] = {
     {P3GPP_ERR_NO_STBL_PAYLOAD, "the track has no usable sample tables"},
     {P3GPP_ERR_NO_STBL, "the track has no sample tables"},
     {P3GPP_ERR_NO_ENTRY_PAYLOAD, "the sample entry has no decoder configuration"},
-    {P3GPP_ERR_NO_TRACK, "its boxes could not be read"},
+    {P3GPP_ERR_NO_TRACK, "its boxes are damaged"},
     {P3GPP_ERR_ENTRY_NOT_HANDLED, "no decoder description for this kind of sample entry"},
-    {P3GPP_ERR_DECODER_CONFIG, "the decoder configuration is missing or malformed"},
+    {P3GPP_ERR_DECODER_CONFIG,
+     "the decoder configuration is missing, malformed or of a form that is not read"},
 };
 
 }  // namespace

@@ -51,6 +51,15 @@ std::optional<Shortfall> walk(P3gppTrack* track, const TrackFacts& facts, const 
   return std::nullopt;
 }
 
+// The number of the sample at the end of the track's duration by the table of times, which the parser does
+// not check against the number of sizes; 0 if there is none.
+uint32_t last_timed_sample(P3gppTrack* track, const TrackFacts& facts) {
+  uint32_t time = facts.duration - 1;
+  uint32_t number = 0;
+  if (facts.duration == 0 || P3GPP_TimeToSample(track, &time, &number) != P3GPP_OK) return 0;
+  return number;
+}
+
 std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const std::string& file,
                                  const Delivery& delivery, const WalkWatcher& watch) {
   TrackFacts facts;
@@ -61,8 +70,11 @@ std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const st
   const OpenTrack track(opened);
   uint64_t total_bytes = 0;
   const int32_t status = P3GPP_GetTotalSampleSize(opened, &total_bytes);
-  if (status == P3GPP_OK && delivery.samples != 0 && total_bytes <= delivery.payload_bytes)
-    return std::nullopt;
+  if (status == P3GPP_OK && delivery.samples != 0 && total_bytes <= delivery.payload_bytes) {
+    const uint32_t timed = last_timed_sample(opened, facts);
+    if (timed <= facts.samples) return std::nullopt;
+    return Shortfall{facts.samples, timed, Missing::kNotInSizes};
+  }
   std::error_code code;
   const uint64_t file_size = std::filesystem::file_size(file, code);
   if (const auto shortfall = walk(opened, facts, delivery, file_size, watch)) return shortfall;

@@ -39,7 +39,8 @@ std::string aac_refusal(const P3gppSystemsInfo& systems) {
   if (systems.decoder_specific_info_length < 2) return {};
   const uint8_t* bytes = systems.decoder_specific_info;
   const unsigned bits = unsigned{bytes[0]} << 8 | bytes[1];
-  const unsigned object_type = bits >> 11;
+  constexpr unsigned kEscape = 31;
+  const unsigned object_type = bits >> 11 == kEscape ? 32 + (bits >> 5 & 63) : bits >> 11;
   const unsigned rate_index = bits >> 7 & 15;
   const unsigned channels = bits >> 3 & 15;
   constexpr unsigned kSupportedTypes[] = {2, 4, 5, 29};  // LC, LTP, SBR, parametric stereo
@@ -130,7 +131,7 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
   if (state.status == P3GPP_ERR_NO_TABLE && track.has_compact_sizes)
     return diagnose(ExitCode::kNotSupported, track, "its sizes are in an stz2 box, which is not read");
   if (state.status != P3GPP_OK) {
-    return diagnose(ExitCode::kLoss, track, "damaged: " + describe_status(state.status),
+    return diagnose(ExitCode::kLoss, track, "cannot be read: " + describe_status(state.status),
                     std::to_string(state.status));
   }
   if (state.type != (is_audio(track) ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO))
