@@ -51,7 +51,10 @@ bool OutputFile::check_target() {
   const std::filesystem::file_status status = std::filesystem::status(final_path_, code);
   if (is_input(final_path_) || is_input(partial_path_))
     return fail("is an input file, which is never replaced");
-  if (!std::filesystem::exists(status)) return true;
+  if (!std::filesystem::exists(status)) {
+    const bool is_dangling = std::filesystem::is_symlink(std::filesystem::symlink_status(final_path_, code));
+    return !is_dangling || replace_ || fail(std::string("already exists, as a link to nothing") + kAdvice);
+  }
   if (std::filesystem::is_directory(status)) return fail("is a folder");
   // Renaming onto a device would replace the device by a file.
   if (!std::filesystem::is_regular_file(status)) return fail("is not a regular file, so it is not replaced");

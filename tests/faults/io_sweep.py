@@ -76,11 +76,19 @@ def faults(result, whole, is_lasting):
                 yield f"{name} has {len(content)} bytes and a header for {size}"
 
 
+def count_calls(command, name, what):
+    """How many of these calls a run makes. None means that the library is not loaded."""
+    count = run(command, name, f"{what} 0 1 0").calls
+    if count == 0:
+        sys.exit(f"no call of '{what}' was seen in {' '.join(command)} {name}: is {options.library} loaded?")
+    return count
+
+
 def cases():
     """Yields (row of the table, command, file, plan, limit)."""
     for command, names in READS:
         for name in names:
-            count = run(command, name, f"read {name} 0 1 0").calls
+            count = count_calls(command, name, f"read {name}")
             half = (options.samples / name).stat().st_size // 2
             for number in range(1, count + 1, options.step):
                 for mode, rest in (("once", f"1 {errno.EIO}"), ("lasting", f"0 {errno.EIO}"),
@@ -89,7 +97,7 @@ def cases():
     for command, names in WRITES:
         for name in names:
             for call, error in (("write", errno.ENOSPC), ("sync", errno.EIO), ("rename", errno.EACCES)):
-                count = run(command, name, f"{call} .part 0 1 0").calls
+                count = count_calls(command, name, f"{call} .part")
                 for number in range(1, count + 1):
                     yield f"{call} once", command, name, f"{call} .part {number} 1 {error}", None
                     yield f"{call} lasting", command, name, f"{call} .part {number} 0 {error}", None
@@ -107,6 +115,8 @@ def main():
         todo = list(cases())
         for command, name in {(tuple(command), name) for _, command, name, _, _ in todo}:
             whole[command, name] = run(command, name)
+            if whole[command, name].code != 0:
+                found.append(f"{' '.join(command)} {name}: undisturbed, it ends with {whole[command, name].code}")
         results = pool.map(lambda case: run(*case[1:]), todo)
         for (row, command, name, plan, limit), result in zip(todo, results):
             table[row, " ".join(command), name][result.code] += 1

@@ -196,6 +196,8 @@ COMMANDS = [["info", "--json"], ["info"], ["boxes", "--json"], ["boxes"], ["samp
 WORST = {"edits.mp4": COMMANDS[2], "headers.mp4": COMMANDS[3], "locations.mp4": COMMANDS[2], "texts.mp4": COMMANDS[0],
          "location.mp4": COMMANDS[1], "cover.mp4": COMMANDS[0], "invalid-text.mp4": COMMANDS[1], "first-frame.mp4": COMMANDS[4],
          "one-large-sample.mp4": COMMANDS[5], "text.aac": COMMANDS[1], "picture.aac": COMMANDS[0]}
+# Of those, the files that the program may refuse. The others are shown or played.
+REFUSED = {"first-frame.mp4", "one-large-sample.mp4", "text.aac"}
 DOCUMENTED = {0, 1, 2, 3, 4, 5}
 
 
@@ -234,6 +236,7 @@ def main():
                     continue
                 status, peak, is_refused = peak_kib(arguments, [command[0], str(path), *command[1:]])
                 is_fault = peak - empty > limit or status not in DOCUMENTED or (is_refused and status not in (1, 3))
+                is_fault = is_fault or (arguments.worst and status != 0 and not (is_refused and name in REFUSED))
                 at_fault += is_fault
                 cells.append(f"{peak - empty}{'!' if is_fault else 'r' if is_refused else ' '}({status})")
             print(f"{name:24} " + " ".join(f"{cell:>14}" for cell in cells), flush=True)
