@@ -14,7 +14,7 @@ command -v debootstrap >/dev/null ||
 
 root=$(mktemp -d)
 cleanup() {
-  umount "$root/proc" 2>/dev/null || true
+  umount "$root/proc" "$root/dev/pts" 2>/dev/null || true
   rm -rf --one-file-system "$root"
   rm -f "$root.log"
 }
@@ -23,6 +23,7 @@ trap cleanup EXIT
 debootstrap --variant=minbase bookworm "$root" "$mirror" >"$root.log" 2>&1 ||
   { tail -5 "$root.log"; exit 1; }
 mount -t proc proc "$root/proc"
+mount --bind /dev/pts "$root/dev/pts"  # tests of the terminal
 source="/root/zdr source ü"
 git clone -q . "$root$source"
 
