@@ -55,7 +55,9 @@ bool begins_tag(std::span<const uint8_t> bytes) {
 // Returns the offset of the next frame that another one follows at once, or `end`.
 uint64_t find_frames(Block& block, uint64_t begin, uint64_t end) {
   for (uint64_t offset = begin; offset + 2 * kHeaderBytes <= end; ++offset) {
-    const size_t length = frame_length(block.from(offset, kHeaderBytes));
+    const std::span<const uint8_t> bytes = block.from(offset, kHeaderBytes);
+    if (bytes.size() < kHeaderBytes) return end;  // the file ends, or cannot be read
+    const size_t length = frame_length(bytes);
     if (length != 0 && offset + length + kHeaderBytes <= end &&
         frame_length(block.from(offset + length, kHeaderBytes)) != 0)
       return offset;
@@ -77,10 +79,10 @@ AdtsFrames walk_adts_frames(FileStream& stream, uint64_t begin, uint64_t end,
     const std::span<const uint8_t> header = block.from(offset, kHeaderBytes);
     const size_t length = frame_length(header);
     if (length == 0) {
+      const bool begins_frame = !header.empty() && header[0] == 0xFF;
       const uint64_t next = find_frames(block, offset + 1, end);
       if (next == end) {
-        frames.is_cut =
-            offset == frames.end && end - offset < kHeaderBytes && block.from(offset, 1)[0] == 0xFF;
+        frames.is_cut = begins_frame && offset == frames.end && end - offset < kHeaderBytes;
         return frames;
       }
       if (!begins_tag(block.from(offset, kTagMark.size()))) {

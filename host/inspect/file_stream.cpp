@@ -1,20 +1,10 @@
-// Opens the file as the filter does, without a buffer.
+// Hides the two words of an offset.
 #include "host/inspect/file_stream.h"
-
-#include <new>
-
-#include "host/wide_text.h"
 
 namespace zdr::host {
 
-FileStream::FileStream(const std::string& file) : path_(wide_file_name(file)) {
-  const FMGR_Config unbuffered{0, 0};
-  FMGR_Context* manager = nullptr;
-  if (FMGR_Init(&manager, &unbuffered) != FMGR_OK) throw std::bad_alloc();
-  context_.reset(manager);
-  descriptor_.type = FMGR_DEV_FILE_W;
-  descriptor_.source.wide_path = path_.c_str();
-  stream_.reset(FMGR_FOpen(&descriptor_, "rb", manager));
+FileStream::FileStream(const std::string& file)
+    : file_(file), stream_(FMGR_FOpen(file_.descriptor(), "rb", file_.context())) {
   if (stream_ && FMGR_FSize64(stream_.get(), &size_) != FMGR_OK) size_ = 0;
 }
 

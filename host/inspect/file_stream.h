@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "fmgr/fmgr.h"
+#include "host/inspect/managed_file.h"
 
 namespace zdr::host {
 
@@ -23,16 +23,11 @@ class FileStream {
   size_t read_at(uint64_t offset, std::span<uint8_t> buffer);
 
  private:
-  struct DeinitManager {
-    void operator()(FMGR_Context* context) const { FMGR_Deinit(context); }
-  };
   struct CloseStream {
     void operator()(FMGR_Stream* stream) const { FMGR_FClose(stream); }
   };
 
-  std::u16string path_;
-  FMGR_Descriptor descriptor_{};
-  std::unique_ptr<FMGR_Context, DeinitManager> context_;
+  ManagedFile file_;
   std::unique_ptr<FMGR_Stream, CloseStream> stream_;
   uint64_t size_ = 0;
 };

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "host/decoded_text.h"
 #include "host/inspect/parser_status.h"
@@ -164,12 +165,8 @@ class LeftOut {
   std::vector<Diagnosis> entries_;
 };
 
-}  // namespace
-
-std::vector<Diagnosis> find_left_out(const ParsedMovie& movie, std::optional<PlayableKinds> kinds) {
-  return movie.is_open() ? LeftOut(movie, kinds).find() : std::vector<Diagnosis>();
-}
-
+// The edits of the tracks that are played which the filter does not apply, in one line; empty if there are
+// none.
 std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds) {
   std::string text;
   for (const bool wants_audio : {false, true}) {
@@ -182,14 +179,16 @@ std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds) {
   return text;
 }
 
+}  // namespace
+
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
                          std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages) {
-  if (movie == nullptr || (kinds && !kinds->any())) return ExitCode::kDone;
+  if (movie == nullptr || !movie->is_open() || (kinds && !kinds->any())) return ExitCode::kDone;
   ExitCode worst = ExitCode::kDone;
-  for (const Diagnosis& entry : find_left_out(*movie, kinds)) {
+  for (const Diagnosis& entry : LeftOut(*movie, kinds).find()) {
     worst = worse_of(worst, messages.report(file, entry));
   }
-  const std::string edits = with_edits && kinds && movie->is_open() ? unapplied_edits(*movie, *kinds) : "";
+  const std::string edits = with_edits && kinds ? unapplied_edits(*movie, *kinds) : "";
   if (!edits.empty())
     messages.note({MessageCode::kEditsNotApplied, file, {}, "edit lists are not applied: " + edits, ""});
   return worst;

@@ -4,7 +4,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "host/inspect/parsed_movie.h"
 #include "host/messages.h"
@@ -19,16 +18,9 @@ struct PlayableKinds {
   bool any() const { return audio || video; }
 };
 
-// Returns the entries, none for a movie that did not open. Without `kinds`, which only a filter knows, omits
-// the tracks that the filter fails to play. The exit code of an entry is kLoss for a loss, else kDone.
-std::vector<Diagnosis> find_left_out(const ParsedMovie& movie, std::optional<PlayableKinds> kinds);
-
-// The edits of the tracks that are played which the filter does not apply, in one line; empty if there are
-// none.
-std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds);
-
-// Reports the entries as errors and notes, with `with_edits` also the edits, unless nothing can be played.
-// `movie` may be null.
+// Reports what is left out as errors and notes, with `with_edits` also the edits that are not applied, unless
+// nothing can be played. Without `kinds`, which only a filter knows, omits the tracks that the filter fails
+// to play. `movie` may be null, or a movie that did not open. Returns kLoss if anything is lost, else kDone.
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
                          std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages);
 

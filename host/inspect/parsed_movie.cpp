@@ -9,21 +9,15 @@
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/inspect/box_headers.h"
 #include "host/memory.h"
-#include "host/wide_text.h"
 
 namespace zdr::host {
 
 ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer)
-    : path_(wide_file_name(file)) {
-  const FMGR_Config unbuffered{0, 0};
-  FMGR_Context* manager = nullptr;
-  if (FMGR_Init(&manager, &unbuffered) != FMGR_OK) throw std::bad_alloc();
-  context_.reset(manager);
-  descriptor_.type = FMGR_DEV_FILE_W;
-  descriptor_.source.wide_path = path_.c_str();
+    : name_(file), managed_(file) {
   MovieRecorder recorder(observer);
   P3gppFile* opened = nullptr;
-  status_ = P3GPP_OpenTraced(&opened, &descriptor_, context_.get(), &error_, &recorder.visitor());
+  status_ =
+      P3GPP_OpenTraced(&opened, managed_.descriptor(), managed_.context(), &error_, &recorder.visitor());
   file_.reset(opened);
   with_memory(status_, P3GPP_ERR_NO_MEMORY);
   with_memory(error_.status, P3GPP_ERR_NO_MEMORY);
@@ -32,7 +26,7 @@ ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observe
 }
 
 bool ParsedMovie::has_box(std::string_view type, uint64_t begin, uint64_t end) const {
-  FileStream stream(native_file_name(path_));
+  FileStream stream(name_);
   bool found = false;
   walk_box_headers(stream, begin, std::min(end, stream.size()), [&](const BoxHeader& box) {
     found = box.name() == type;

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/inspect/managed_file.h"
 #include "host/inspect/movie_records.h"
 #include "p3gpp/p3gpp.h"
 
@@ -49,16 +50,12 @@ class ParsedMovie {
   int32_t get_facts(uint32_t id, TrackFacts& facts) const;
 
  private:
-  struct DeinitManager {
-    void operator()(FMGR_Context* context) const { FMGR_Deinit(context); }
-  };
   struct CloseMovie {
     void operator()(P3gppFile* file) const { P3GPP_Close(file); }
   };
 
-  std::u16string path_;
-  std::unique_ptr<FMGR_Context, DeinitManager> context_;
-  FMGR_Descriptor descriptor_{};
+  std::string name_;
+  ManagedFile managed_;
   std::unique_ptr<P3gppFile, CloseMovie> file_;
   P3gppOpenError error_{};
   int32_t status_ = P3GPP_ERR_GENERIC;

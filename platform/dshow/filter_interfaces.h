@@ -128,7 +128,7 @@ struct IQualityControl : IUnknown {
 struct IFileSourceFilter : IUnknown {
   // Called once per filter; a second file is refused.
   virtual HRESULT Load(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) = 0;
-  // pmt may be null. E_FAIL, or S_OK with a null string, if there is no file.
+  // pmt may be null. Without a file: E_FAIL, or S_OK with a null string.
   virtual HRESULT GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) = 0;
 };
 

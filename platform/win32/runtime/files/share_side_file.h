@@ -8,7 +8,7 @@
 namespace zdr::platform {
 
 // Checks the request against all other opens and takes its locks. ERROR_SHARING_VIOLATION, or NO_ERROR with
-// the side file, which stays empty if there is no runtime folder or no lock (reported once to the debug
+// the side file, which stays empty without a runtime folder or a lock (reported once to the debug
 // output).
 DWORD lock_side_file(const FileIdentity& file, const ShareRequest& request, Descriptor& side_file) noexcept;
 
