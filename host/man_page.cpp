@@ -40,7 +40,7 @@ and
 .B keyframe
 query the module without running it.
 .B boxes
-reads the file with the parser alone. The other commands register the module, print the registry, or
+reads the file with the parser alone; boxes that the parser does not use are marked as not read. The other commands register the module, print the registry, or
 print the program's own documents.
 .PP
 Results go to standard output. Messages go to standard error, one line each; notes among them list
@@ -81,7 +81,8 @@ constexpr Term kExitCodes[] = {
     {"0", "Done: everything was delivered and written, except what the notes list as left out by design."},
     {"1",
      "A file could not be opened or read: it does not exist, is a folder, may not be read, or is damaged; it "
-     "has no key frame of that number; or the filter module cannot be loaded. With --strict, also the cases "
+     "has no key frame of that number, or no such box or table; or the filter module cannot be loaded. With "
+     "--strict, also the cases "
      "of 3."},
     {"2",
      "Bad usage: an unknown command or option, a missing or bad value, --stop not after --start, \"-\" as a "
@@ -115,6 +116,8 @@ constexpr Term kExamples[] = {
     {"zdr info song.m4a --cover cover.jpg", "Shows tracks and tags, and saves the cover image."},
     {"zdr info --json *.3gp", "Describes many files for a program."},
     {"zdr samples clip.mp4 --only video", "Lists the pictures with their times."},
+    {"zdr boxes clip.mp4 --path moov/trak[2] --entries stts --all",
+     "Lists the boxes of the second track, and how long each picture is shown."},
     {"zdr keyframe clip.mp4 3 -o key.h264", "Saves the third key frame."},
     {"source <(zdr completion bash)", "Completes commands and options in this shell."},
 };

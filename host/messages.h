@@ -44,6 +44,7 @@ enum class MessageCode : uint8_t {
   kDescriptionIgnored,
   kKeyFrameMissing,
   kCoverMissing,
+  kBoxMissing,
   kOutputRefused,
   kOutputFailed,
   kOutputPartial,

@@ -2,6 +2,7 @@
 #include "host/time_text.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 
 namespace zdr::host {
@@ -62,6 +63,23 @@ std::string format_time(int64_t units) {
   std::snprintf(text.data(), text.size(), "%s%llu:%02llu:%02llu.%03llu", sign, ms / 3'600'000,
                 ms / 60'000 % 60, ms / 1000 % 60, ms % 1000);
   return text.data();
+}
+
+std::string_view format_date(uint64_t seconds_since_1904, DateDigits& digits) {
+  using namespace std::chrono;
+  constexpr sys_seconds kBegin = sys_days(year(1904) / 1 / 1);
+  constexpr sys_seconds kEnd = sys_days(year(10000) / 1 / 1);
+  constexpr auto kMost = static_cast<uint64_t>((kEnd - kBegin).count());
+  if (seconds_since_1904 == 0 || seconds_since_1904 >= kMost) return {};
+  const sys_seconds time = kBegin + seconds(seconds_since_1904);
+  const sys_days day = floor<days>(time);
+  const year_month_day date(day);
+  const hh_mm_ss clock(time - day);
+  std::snprintf(digits.data(), digits.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return digits.data();
 }
 
 }  // namespace zdr::host

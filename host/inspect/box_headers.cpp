@@ -2,7 +2,6 @@
 #include "host/inspect/box_headers.h"
 
 #include <algorithm>
-#include <optional>
 #include <span>
 
 namespace zdr::host {
@@ -17,7 +16,9 @@ uint64_t big_endian(const uint8_t* bytes, uint32_t count) {
   return number;
 }
 
-std::optional<BoxHeader> read_header(FileStream& stream, uint64_t offset, uint64_t end) {
+}  // namespace
+
+std::optional<BoxHeader> read_box_header(FileStream& stream, uint64_t offset, uint64_t end) {
   std::array<uint8_t, kLongHeader> bytes{};
   const uint64_t wanted = std::min<uint64_t>(kLongHeader, end - offset);
   const size_t got = stream.read_at(offset, std::span(bytes).first(wanted));
@@ -31,18 +32,15 @@ std::optional<BoxHeader> read_header(FileStream& stream, uint64_t offset, uint64
   } else if (box.size == 0) {
     box.size = end - offset;
   }
-  const bool is_inside = box.size >= box.header_size && box.size <= end - offset;
-  return is_inside ? std::optional(box) : std::nullopt;
+  return box.size >= box.header_size ? std::optional(box) : std::nullopt;
 }
-
-}  // namespace
 
 WalkEnd walk_box_headers(FileStream& stream, uint64_t begin, uint64_t end,
                          const std::function<bool(const BoxHeader&)>& visit) {
   uint64_t offset = begin;
   while (offset < end) {
-    const std::optional<BoxHeader> box = read_header(stream, offset, end);
-    if (!box) return {offset, false};
+    const std::optional<BoxHeader> box = read_box_header(stream, offset, end);
+    if (!box || box->size > end - offset) return {offset, false};
     offset = box->end();
     if (!visit(*box)) break;
   }

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string_view>
 
 #include "host/inspect/file_stream.h"
@@ -20,6 +21,10 @@ struct BoxHeader {
   std::string_view name() const { return {type.data(), type.size()}; }
   uint64_t end() const { return offset + size; }
 };
+
+// Reads the header of the box at `offset`, which may claim to extend past `end`. Returns nothing if there is
+// no room for a header, if the box is shorter than its header, and where the file cannot be read.
+std::optional<BoxHeader> read_box_header(FileStream& stream, uint64_t offset, uint64_t end);
 
 // Where a walk ended.
 struct WalkEnd {

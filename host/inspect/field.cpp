@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "host/time_text.h"
+
 namespace zdr::host {
 namespace {
 
@@ -49,6 +51,18 @@ struct AddValue {
     }
     json.end_array();
   }
+  void operator()(const ArrayView& array) const {
+    json.begin_array(name);
+    for (size_t i = 0; i < array.size(); ++i) {
+      const std::optional<ArrayView::Item> item = array.at(i);
+      if (item) std::visit([this](const auto& value) { json.value(value); }, *item);
+    }
+    json.end_array();
+  }
+  void operator()(const FileDate& date) const {
+    DateDigits digits;
+    json.member(name, format_date(date.seconds, digits));
+  }
 };
 
 struct NumberText {
@@ -62,6 +76,10 @@ struct NumberText {
     NumberDigits digits;
     return std::string(format_number(value, digits));
   }
+  std::string operator()(const FileDate& date) const {
+    DateDigits digits;
+    return std::string(format_date(date.seconds, digits));
+  }
 };
 
 }  // namespace
@@ -72,6 +90,20 @@ TextView text_view(Bytes bytes, TextEncoding encoding) {
 
 TextView text_front(Bytes bytes, size_t limit, size_t most_hex) {
   return {bytes.first(front_length(bytes, limit)), bytes.size(), most_hex};
+}
+
+std::optional<ArrayView::Item> ArrayView::at(size_t index) const {
+  if (kind == Kind::kBits) {
+    const uint8_t byte = bytes[bytes.size() - 1 - index / 8];
+    return (byte >> index % 8 & 1) != 0 ? std::optional<Item>(uint64_t{index}) : std::nullopt;
+  }
+  const Bytes item = bytes.subspan(4 * index, 4);
+  if (kind == Kind::kTypes) return type_text({reinterpret_cast<const char*>(item.data()), item.size()});
+  const uint32_t number =
+      uint32_t{item[0]} << 24 | uint32_t{item[1]} << 16 | uint32_t{item[2]} << 8 | item[3];
+  if (kind == Kind::kNumbers) return uint64_t{number};
+  constexpr double kTwoTo14 = 16384;
+  return index % 3 == 2 ? from_fixed(number) / kTwoTo14 : from_fixed(number);
 }
 
 std::string number_text(const FieldValue& value) {

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -33,8 +35,32 @@ struct BytesView {
   size_t length;  // in the file
 };
 
-using FieldValue =
-    std::variant<uint64_t, int64_t, double, std::string, TextView, BytesView, std::vector<TextView>>;
+// An array as it is in the file.
+struct ArrayView {
+  enum class Kind : uint8_t {
+    kTypes,    // of four characters
+    kNumbers,  // of 32 bits
+    kBits,     // the numbers of those that are set, the last of the bytes having number 0 to 7
+    kMatrix,   // signed, 16.16 in the first two of three columns, and 2.30 in the last
+  };
+  Bytes bytes;
+  Kind kind;
+
+  using Item = std::variant<uint64_t, double, std::string>;
+  // Number of groups of 4 bytes, or of bits.
+  size_t size() const { return kind == Kind::kBits ? bytes.size() * 8 : bytes.size() / 4; }
+  // Nothing for a bit that is not set.
+  std::optional<Item> at(size_t index) const;
+};
+
+// Seconds since the start of 1904.
+struct FileDate {
+  uint64_t seconds;
+};
+
+// None of these takes memory that the file decides on, so that writing a document cannot fail for want of it.
+using FieldValue = std::variant<uint64_t, int64_t, double, std::string, std::string_view, TextView, BytesView,
+                                std::vector<TextView>, ArrayView, FileDate>;
 
 struct Field {
   const char* name;
@@ -42,11 +68,11 @@ struct Field {
 };
 using Fields = std::vector<Field>;
 
-// Digits of the three kinds of numbers; empty for other values.
+// Digits of the three kinds of numbers, and dates; empty for other values.
 std::string number_text(const FieldValue& value);
 
 // Adds the field under its name. Text adds `name`_bytes if it is cut and `name`_hex if it is not valid; bytes
-// are an object with "length" and "hex"; a list is an array of objects with "text".
+// are an object with "length" and "hex"; a list of texts is an array of objects with "text".
 void add_field(JsonWriter& json, const Field& field);
 
 }  // namespace zdr::host

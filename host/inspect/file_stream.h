@@ -18,6 +18,7 @@ class FileStream {
   FileStream(const FileStream&) = delete;
   FileStream& operator=(const FileStream&) = delete;
 
+  bool is_open() const { return stream_ != nullptr; }
   uint64_t size() const { return size_; }  // 0 also if the file could not be opened
   // Returns the number of bytes read, which is less at the end of the file and 0 after a failure.
   size_t read_at(uint64_t offset, std::span<uint8_t> buffer);

@@ -72,7 +72,7 @@ class LeftOut {
   LeftOut(const ParsedMovie& movie, std::optional<PlayableKinds> kinds) : movie_(movie), kinds_(kinds) {}
 
   std::vector<Diagnosis> find() {
-    add_damage();
+    if (auto damage = find_damage(movie_)) entries_.push_back(std::move(*damage));
     add_fragments();
     for (const bool wants_audio : {false, true}) add_tracks_of_kind(wants_audio);
     add_other_kinds();
@@ -83,20 +83,6 @@ class LeftOut {
   void add(ExitCode code, MessageCode message, Place place, const std::string& reason,
            const std::string& status = "") {
     entries_.push_back({code, message, std::move(place), reason, status});
-  }
-
-  // The parser uses what it read before the damage.
-  void add_damage() {
-    const P3gppOpenError& error = movie_.error();
-    if (error.status == P3GPP_OK) return;
-    const std::string_view path = error.path;
-    const bool costs_track =
-        path.starts_with("moov/trak") ||
-        (path.starts_with("moov") && movie_.has_box("trak", error.offset, movie_.record().movie_end));
-    add(costs_track ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kFileDamaged,
-        Place::box(error.path, error.offset, error.size),
-        "damaged: " + describe_status(error.status) + "; the rest of the box around it is not read",
-        std::to_string(error.status));
   }
 
   void add_fragments() {
@@ -180,6 +166,21 @@ std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds) {
 }
 
 }  // namespace
+
+// The parser uses what it read before the damage.
+std::optional<Diagnosis> find_damage(const ParsedMovie& movie) {
+  const P3gppOpenError& error = movie.error();
+  if (error.status == P3GPP_OK) return std::nullopt;
+  const std::string_view path = error.path;
+  const bool costs_track =
+      path.starts_with("moov/trak") ||
+      (path.starts_with("moov") && movie.has_box("trak", error.offset, movie.record().movie_end));
+  return Diagnosis{
+      costs_track ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kFileDamaged,
+      Place::box(error.path, error.offset, error.size),
+      "damaged: " + describe_status(error.status) + "; the rest of the box around it is not read",
+      std::to_string(error.status)};
+}
 
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
                          std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages) {

@@ -24,4 +24,8 @@ struct PlayableKinds {
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
                          std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages);
 
+// The damage after which the parser went on with what it had read; nothing if there is none. A loss if it
+// costs a track, else a note.
+std::optional<Diagnosis> find_damage(const ParsedMovie& movie);
+
 }  // namespace zdr::host

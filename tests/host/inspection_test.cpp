@@ -87,6 +87,22 @@ std::vector<MovieDescription> movies_with_notes() {
   return movies;
 }
 
+// Headers of version 1 and a picture turned by 90 degrees, in boxes that the parser misreads or does not
+// know.
+TrackDescription wide_track() {
+  const Bytes hvcc =
+      numbers("1146121111211", {1, 0x21, 0x60000000, 0, 93, 0xF000, 0xFC, 0xFD, 0xFA, 0xF8, 0, 15, 0});
+  const Bytes colr = concat({bytes_of("nclx"), numbers("2221", {1, 13, 6, 0x80})});
+  Bytes header = tkhd(
+      {.version = 1, .creation_time = 3792009600, .track_id = 2, .layer = 7, .width = 320, .height = 180});
+  const Bytes turned = numbers("44444", {0, 0x10000, 0, 0xFFFF0000, 0});
+  std::copy(turned.begin(), turned.end(), header.end() - 44);
+  TrackDescription track =
+      with_entry(avc_track(1), video_entry("hvc1", 320, 180, concat({box("hvcC", hvcc), box("colr", colr)})));
+  track.replaced = {{"tkhd", header}, {"edts", box("edts", elst({{1ULL << 33, -1}, {40, 0}}, 1))}};
+  return track;
+}
+
 TEST_F(ZdrInspection, ShowsTagsBoxesAndWhatIsLeftOut) {
   const Bytes title = v23_frame("TIT2", bytes_of(std::string("\0id title", 9)));
   add("all.3gp", concat({full_user_data(), asset("dscp", utf16("wide"))}),
@@ -112,6 +128,7 @@ TEST_F(ZdrInspection, ShowsTagsBoxesAndWhatIsLeftOut) {
   for (const MovieDescription& movie : movies_with_notes()) {
     add("note" + std::to_string(number++) + ".mp4", movie);
   }
+  add("wide.mp4", {.tracks = {amr_track(2), wide_track()}});
   add("headless.mp4", {.tracks = {avc_track(1), with_header(amr_track(1), Bytes{})}});
   // Explicit SBR and PS; then backward compatible signalling, at twice the core rate and at the core rate.
   // The first unit is empty: a unit may show PS too.

@@ -1,0 +1,42 @@
+// The two forms in which `zdr boxes` shows a tree.
+#pragma once
+
+#include <iosfwd>
+
+#include "host/inspect/box_walk.h"
+#include "host/json_writer.h"
+
+namespace zdr::host {
+
+// One indented line a box: "mvhd  @28 size 108  version 0  time_scale=1000 ...".
+class BoxLines final : public BoxSink {
+ public:
+  BoxLines(const BoxTree& tree, const EntryChoice& choice, std::ostream& out)
+      : tree_(tree), choice_(choice), out_(out) {}
+
+  void begin_box(const BoxRecord& box, const BoxContext& context) override;
+  void end_box(const BoxRecord& /*box*/) override { --depth_; }
+
+ private:
+  const BoxTree& tree_;
+  const EntryChoice& choice_;
+  std::ostream& out_;
+  size_t depth_ = 1;
+};
+
+// One object a box, with its children in it.
+class BoxObjects final : public BoxSink {
+ public:
+  BoxObjects(const BoxTree& tree, const EntryChoice& choice, JsonWriter& json)
+      : tree_(tree), choice_(choice), json_(json) {}
+
+  void begin_box(const BoxRecord& box, const BoxContext& context) override;
+  void end_box(const BoxRecord& box) override;
+
+ private:
+  const BoxTree& tree_;
+  const EntryChoice& choice_;
+  JsonWriter& json_;
+};
+
+}  // namespace zdr::host

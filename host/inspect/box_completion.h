@@ -1,0 +1,18 @@
+// Adds to the boxes that the parser showed what it did not: boxes that it passed over or never reached, to
+// the end of the file, bytes that belong to no box, and the contents that box_details.h describes.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "host/inspect/box_details.h"
+#include "host/inspect/box_tree.h"
+#include "host/inspect/file_stream.h"
+
+namespace zdr::host {
+
+// Returns the offset from which on boxes are not in the tree because it is full; nothing if all are in it.
+// Throws std::bad_alloc. Where the file cannot be read, the failure is logged.
+std::optional<uint64_t> complete_tree(BoxTree& tree, FileStream& stream, const EntryChoice& choice);
+
+}  // namespace zdr::host

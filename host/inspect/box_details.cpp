@@ -1,0 +1,380 @@
+// The layouts, one row per box, and the reader that follows them.
+#include "host/inspect/box_details.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "host/decoded_text.h"
+#include "host/inspect/bit_reader.h"
+#include "host/inspect/box_layout.h"
+#include "host/inspect/codec_details.h"
+#include "host/time_text.h"
+
+namespace zdr::host {
+namespace {
+
+enum class Kind : uint8_t {
+  kSkipped,
+  kNumber,
+  kSigned,
+  kOffset,  // signed from version 1 on
+  kFixed,   // signed, with half of its bits after the point
+  kTime,    // seconds since 1904
+  kLanguage,
+  kType,
+  kCount,       // of the entries
+  kCommonSize,  // if it is not 0, there are no entries
+  kMatrix,
+  kTypes,  // these take the rest of the body
+  kTrackIds,
+  kText,
+};
+
+struct FieldSpec {
+  const char* name;
+  uint16_t bits;  // kWide: 32, in version 1 64
+  Kind kind = Kind::kNumber;
+  const char* second_name = nullptr;  // of a second form of the value
+  uint8_t bias = 0;                   // added to a number
+};
+
+constexpr uint16_t kWide = 0;
+constexpr uint16_t kRest = 0;
+constexpr uint16_t kMatrixBits = 9 * 32;
+constexpr FieldSpec skip(uint16_t bits) {
+  return {"", bits, Kind::kSkipped};
+}
+constexpr FieldSpec kCreated{"creation_time", kWide, Kind::kTime, "creation_time_utc"};
+constexpr FieldSpec kModified{"modification_time", kWide, Kind::kTime, "modification_time_utc"};
+constexpr FieldSpec kEntryCount{"entry_count", 32, Kind::kCount};
+constexpr FieldSpec kMatrix{"matrix", kMatrixBits, Kind::kMatrix, "rotation_degrees"};
+constexpr FieldSpec kVolume{"volume", 16, Kind::kFixed};
+
+// --- Boxes ---
+
+constexpr FieldSpec kFtyp[] = {
+    {"major_brand", 32, Kind::kType}, {"minor_version", 32}, {"compatible_brands", kRest, Kind::kTypes}};
+constexpr FieldSpec kMvhd[] = {
+    kCreated, kModified, {"time_scale", 32}, {"duration", kWide},  {"rate", 32, Kind::kFixed}, kVolume,
+    skip(80), kMatrix,   skip(192),          {"next_track_id", 32}};
+constexpr FieldSpec kTkhd[] = {kCreated,
+                               kModified,
+                               {"track_id", 32},
+                               skip(32),
+                               {"duration", kWide},
+                               skip(64),
+                               {"layer", 16, Kind::kSigned},
+                               {"alternate_group", 16, Kind::kSigned},
+                               kVolume,
+                               skip(16),
+                               kMatrix,
+                               {"width", 32, Kind::kFixed},
+                               {"height", 32, Kind::kFixed}};
+constexpr FieldSpec kMdhd[] = {
+    kCreated, kModified, {"time_scale", 32}, {"duration", kWide}, {"language", 16, Kind::kLanguage}};
+constexpr FieldSpec kHdlr[] = {
+    skip(32), {"handler_type", 32, Kind::kType}, skip(96), {"name", kRest, Kind::kText}};
+constexpr FieldSpec kVmhd[] = {{"graphics_mode", 16}};
+constexpr FieldSpec kSmhd[] = {{"balance", 16, Kind::kFixed}};
+constexpr FieldSpec kCountOnly[] = {kEntryCount};
+constexpr FieldSpec kEdit[] = {
+    {"segment_duration", kWide}, {"media_time", kWide, Kind::kSigned}, {"media_rate", 32, Kind::kFixed}};
+constexpr FieldSpec kStsz[] = {{"default_size", 32, Kind::kCommonSize}, {"sample_count", 32, Kind::kCount}};
+constexpr FieldSpec kTimeRun[] = {{"sample_count", 32}, {"sample_delta", 32}};
+constexpr FieldSpec kOffsetRun[] = {{"sample_count", 32}, {"sample_offset", 32, Kind::kOffset}};
+constexpr FieldSpec kChunkRun[] = {{"first_chunk", 32}, {"samples_per_chunk", 32}, {"description_index", 32}};
+constexpr FieldSpec kSyncSample[] = {{"sample_number", 32}};
+constexpr FieldSpec kShadow[] = {{"shadowed_sample", 32}, {"sync_sample", 32}};
+constexpr FieldSpec kSize[] = {{"sample_size", 32}};
+constexpr FieldSpec kChunkOffset[] = {{"chunk_offset", 32}};
+constexpr FieldSpec kChunkOffset64[] = {{"chunk_offset", 64}};
+constexpr FieldSpec kStz2[] = {skip(24), {"field_size", 8}, {"sample_count", 32}};
+constexpr FieldSpec kTrackIds[] = {{"track_ids", kRest, Kind::kTrackIds}};
+constexpr FieldSpec kMehd[] = {{"fragment_duration", kWide}};
+constexpr FieldSpec kTrex[] = {{"track_id", 32},
+                               {"description_index", 32},
+                               {"sample_duration", 32},
+                               {"sample_size", 32},
+                               {"sample_flags", 32}};
+constexpr FieldSpec kMfhd[] = {{"sequence_number", 32}};
+constexpr FieldSpec kTfhd[] = {{"track_id", 32}};
+constexpr FieldSpec kTfdt[] = {{"base_media_decode_time", kWide}};
+constexpr FieldSpec kTrun[] = {{"sample_count", 32}};
+
+// --- Sample entries and their children ---
+
+constexpr FieldSpec kVideoEntry[] = {
+    skip(48), {"data_reference_index", 16}, skip(128), {"width", 16}, {"height", 16}};
+constexpr FieldSpec kAudioEntry[] = {
+    skip(48), {"data_reference_index", 16}, skip(64), {"channel_count", 16}, {"sample_size", 16},
+    skip(32), {"sample_rate", 16}};
+constexpr FieldSpec kPasp[] = {{"h_spacing", 32}, {"v_spacing", 32}};
+constexpr FieldSpec kBtrt[] = {{"buffer_size", 32}, {"max_bitrate", 32}, {"average_bitrate", 32}};
+constexpr FieldSpec kHvcc[] = {{"configuration_version", 8},
+                               {"profile_space", 2},
+                               {"tier", 1},
+                               {"profile", 5},
+                               {"profile_compatibility", 32},
+                               skip(48),
+                               {"level", 8},
+                               skip(30),
+                               {"chroma_format", 2},
+                               skip(5),
+                               {"bit_depth_luma", 3, Kind::kNumber, nullptr, 8},
+                               skip(5),
+                               {"bit_depth_chroma", 3, Kind::kNumber, nullptr, 8},
+                               {"average_frame_rate", 16},
+                               {"constant_frame_rate", 2},
+                               {"temporal_layers", 3},
+                               {"temporal_id_nested", 1},
+                               {"nal_length_size", 2, Kind::kNumber, nullptr, 1},
+                               {"array_count", 8}};
+
+enum class Use : uint8_t {
+  kReplaces,  // the fields of the parser
+  kAddsTo,    // them
+};
+
+struct Layout {
+  std::string_view type;
+  std::span<const FieldSpec> fields;
+  std::span<const FieldSpec> entry = {};
+  Use use = Use::kReplaces;
+  void (*decode)(Bytes front, FieldSink& sink) = nullptr;  // instead of the fields
+};
+
+constexpr Layout kLayouts[] = {{"ftyp", kFtyp},
+                               {"styp", kFtyp},
+                               {"mvhd", kMvhd},
+                               {"tkhd", kTkhd},
+                               {"mdhd", kMdhd},
+                               {"hdlr", kHdlr},
+                               {"vmhd", kVmhd},
+                               {"smhd", kSmhd},
+                               {"elst", kCountOnly, kEdit},
+                               {"stsd", kCountOnly},
+                               {"stts", kCountOnly, kTimeRun},
+                               {"ctts", kCountOnly, kOffsetRun},
+                               {"stsc", kCountOnly, kChunkRun},
+                               {"stss", kCountOnly, kSyncSample},
+                               {"stsh", kCountOnly, kShadow},
+                               {"stsz", kStsz, kSize},
+                               {"stco", kCountOnly, kChunkOffset},
+                               {"co64", kCountOnly, kChunkOffset64},
+                               {"stz2", kStz2},
+                               {"mehd", kMehd},
+                               {"trex", kTrex},
+                               {"mfhd", kMfhd},
+                               {"tfhd", kTfhd},
+                               {"tfdt", kTfdt},
+                               {"trun", kTrun},
+                               {"pasp", kPasp},
+                               {"btrt", kBtrt},
+                               {"hvcC", kHvcc},
+                               {"avcC", {}, {}, Use::kReplaces, describe_avcc},
+                               {"esds", {}, {}, Use::kReplaces, describe_esds},
+                               {"colr", {}, {}, Use::kReplaces, describe_colr},
+                               {"dac3", {}, {}, Use::kAddsTo, describe_dac3},
+                               {"damr", {}, {}, Use::kAddsTo, describe_damr}};
+constexpr Layout kVideoLayout{"", kVideoEntry};
+constexpr Layout kAudioLayout{"", kAudioEntry};
+constexpr Layout kReferenceLayout{"", kTrackIds};
+
+constexpr uint64_t kMostRestBytes = 1024;
+constexpr uint64_t kMostConfigurationBytes = 4096;
+
+const Layout* find_layout(std::string_view type, std::string_view container) {
+  if (container == "stsd")
+    return is_video_entry(type) ? &kVideoLayout : is_audio_entry(type) ? &kAudioLayout : nullptr;
+  if (container == "tref") return &kReferenceLayout;
+  if (container == "ilst") return nullptr;
+  const auto* const found = std::ranges::find(kLayouts, type, &Layout::type);
+  return found != std::end(kLayouts) ? found : nullptr;
+}
+
+bool takes_rest(Kind kind) {
+  return kind >= Kind::kTypes;
+}
+
+size_t bits_of(const FieldSpec& spec, uint8_t version) {
+  return spec.bits != kWide ? spec.bits : version == 1 ? 64 : 32;
+}
+
+// The bytes of fields without those that take the rest.
+uint64_t bytes_of(std::span<const FieldSpec> specs, uint8_t version) {
+  size_t bits = 0;
+  for (const FieldSpec& spec : specs) bits += takes_rest(spec.kind) ? 0 : bits_of(spec, version);
+  return (bits + 7) / 8;
+}
+
+bool shows_entries(std::string_view type, const EntryChoice& choice) {
+  return type == choice.table || type == "elst";
+}
+
+// --- Values ---
+
+int64_t sign_extended(uint64_t value, size_t bits) {
+  const uint64_t sign = uint64_t{1} << (bits - 1);
+  return static_cast<int64_t>((value ^ sign) - sign);
+}
+
+std::string type_of(uint64_t raw) {
+  std::string type;
+  for (unsigned shift = 32; shift > 0; shift -= 8) type += static_cast<char>(raw >> (shift - 8) & 0xFF);
+  return type_text(type);
+}
+
+// A name of QuickTime begins with its length.
+TextView text_of(Bytes bytes) {
+  if (!bytes.empty() && bytes[0] == bytes.size() - 1) bytes = bytes.subspan(1);
+  while (!bytes.empty() && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
+  return text_view(bytes);
+}
+
+// The angle by which a matrix turns the picture, if it does nothing else.
+std::optional<uint64_t> rotation_of(const ArrayView& matrix) {
+  struct Rotation {
+    std::array<double, 4> matrix;  // its upper left corner
+    uint64_t degrees;
+  };
+  constexpr Rotation kRotations[] = {
+      {{1, 0, 0, 1}, 0}, {{0, 1, -1, 0}, 90}, {{-1, 0, 0, -1}, 180}, {{0, -1, 1, 0}, 270}};
+  const auto at = [&](size_t index) { return std::get<double>(*matrix.at(index)); };
+  const std::array corner = {at(0), at(1), at(3), at(4)};
+  const auto* const found = std::ranges::find(kRotations, corner, &Rotation::matrix);
+  return found != std::end(kRotations) ? std::optional(found->degrees) : std::nullopt;
+}
+
+// --- Reading ---
+
+// Reads the fields of a box or of an entry.
+class LayoutReader {
+ public:
+  LayoutReader(Bytes bytes, uint8_t version, FieldSink& sink)
+      : reader_(bytes), version_(version), sink_(sink) {}
+
+  void read(std::span<const FieldSpec> specs) {
+    for (const FieldSpec& spec : specs) {
+      if (!reader_.has_failed()) read(spec);
+    }
+  }
+  bool has_failed() const { return reader_.has_failed(); }
+  uint64_t entries() const { return common_size_ == 0 ? entries_ : 0; }
+
+ private:
+  void read(const FieldSpec& spec);
+  void read_matrix(const FieldSpec& spec);
+  void read_number(const FieldSpec& spec);
+  FieldValue value_of(const FieldSpec& spec, uint64_t raw, size_t bits) const;
+
+  BitReader reader_;
+  uint8_t version_;
+  FieldSink& sink_;
+  uint64_t entries_ = 0;
+  uint64_t common_size_ = 0;
+};
+
+void LayoutReader::read(const FieldSpec& spec) {
+  switch (spec.kind) {
+    case Kind::kSkipped:
+      reader_.skip(bits_of(spec, version_));
+      return;
+    case Kind::kMatrix:
+      return read_matrix(spec);
+    case Kind::kTypes:
+      return sink_.add({spec.name, ArrayView{reader_.rest(), ArrayView::Kind::kTypes}});
+    case Kind::kTrackIds:
+      return sink_.add({spec.name, ArrayView{reader_.rest(), ArrayView::Kind::kNumbers}});
+    case Kind::kText:
+      return sink_.add({spec.name, text_of(reader_.rest())});
+    default:
+      return read_number(spec);
+  }
+}
+
+void LayoutReader::read_matrix(const FieldSpec& spec) {
+  const ArrayView matrix{reader_.take_bytes(kMatrixBits / 8), ArrayView::Kind::kMatrix};
+  if (matrix.bytes.size() < kMatrixBits / 8) return;
+  sink_.add({spec.name, matrix});
+  if (const auto degrees = rotation_of(matrix)) sink_.add({spec.second_name, *degrees});
+}
+
+void LayoutReader::read_number(const FieldSpec& spec) {
+  const size_t bits = bits_of(spec, version_);
+  const uint64_t raw = reader_.take(bits);
+  if (reader_.has_failed()) return;
+  if (spec.kind == Kind::kCount) entries_ = raw;
+  if (spec.kind == Kind::kCommonSize) common_size_ = raw;
+  sink_.add({spec.name, value_of(spec, raw, bits)});
+  DateDigits digits;
+  if (spec.kind == Kind::kTime && !format_date(raw, digits).empty())
+    sink_.add({spec.second_name, FileDate{raw}});
+}
+
+FieldValue LayoutReader::value_of(const FieldSpec& spec, uint64_t raw, size_t bits) const {
+  switch (spec.kind) {
+    case Kind::kSigned:
+      return sign_extended(raw, bits);
+    case Kind::kOffset:
+      return version_ == 0 ? FieldValue(raw) : FieldValue(sign_extended(raw, bits));
+    case Kind::kFixed:
+      return from_fixed(static_cast<uint32_t>(raw << (32 - bits))) /
+             static_cast<double>(uint64_t{1} << (32 - bits) / 2);
+    case Kind::kLanguage:
+      return language_text(static_cast<uint32_t>(raw));
+    case Kind::kType:
+      return type_of(raw);
+    default:
+      return raw + spec.bias;
+  }
+}
+
+void read_entries(const BodyView& body, const Layout& layout, uint64_t claimed, const EntryChoice& choice,
+                  FieldSink& sink) {
+  const uint64_t header = bytes_of(layout.fields, body.version);
+  const auto size = static_cast<size_t>(bytes_of(layout.entry, body.version));
+  const uint64_t held = std::min(claimed, (body.length - header) / size);
+  if (held < claimed) sink.add({"entries_in_box", held});
+  if (!shows_entries(body.type, choice)) return;
+  const Bytes entries = body.front.subspan(static_cast<size_t>(header));
+  const uint64_t shown = std::min({held, choice.most, uint64_t{entries.size() / size}});
+  for (size_t entry = 0; entry < shown; ++entry) {
+    sink.begin_entry();
+    LayoutReader(entries.subspan(entry * size, size), body.version, sink).read(layout.entry);
+  }
+  if (shown < held) sink.leave_out(held - shown);
+}
+
+}  // namespace
+
+bool has_layout(std::string_view type) {
+  const auto* const found = std::ranges::find(kLayouts, type, &Layout::type);
+  return found != std::end(kLayouts) ? found->use == Use::kReplaces
+                                     : is_video_entry(type) || is_audio_entry(type);
+}
+
+uint64_t wanted_body_bytes(std::string_view type, std::string_view container, const EntryChoice& choice) {
+  const Layout* const layout = find_layout(type, container);
+  if (layout == nullptr) return 0;
+  if (layout->decode != nullptr) return kMostConfigurationBytes;
+  const bool has_rest = takes_rest(layout->fields.back().kind);
+  const uint64_t fields = bytes_of(layout->fields, 1) + (has_rest ? kMostRestBytes : 0);
+  const uint64_t entry = bytes_of(layout->entry, 1);
+  if (entry == 0 || !shows_entries(type, choice)) return fields;
+  return fields + entry * std::min(choice.most, UINT64_MAX / 2 / entry);
+}
+
+void describe_body(const BodyView& body, const EntryChoice& choice, FieldSink& sink) {
+  const Layout* const layout = find_layout(body.type, body.container);
+  if (layout == nullptr || body.front.empty()) return;
+  if (layout->decode != nullptr) return layout->decode(body.front, sink);
+  LayoutReader reader(body.front, body.version, sink);
+  reader.read(layout->fields);
+  if (!layout->entry.empty() && !reader.has_failed())
+    read_entries(body, *layout, reader.entries(), choice, sink);
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,24 @@
+// The form of known boxes (ISO/IEC 14496-12 and the registered additions to it): which have a version and
+// flags, and where their children begin.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace zdr::host {
+
+// True if the box has a version and flags. `container` is the type of the box around it.
+bool is_full_box(std::string_view type, std::string_view container);
+
+// The bytes between the header of a container and its first child; nothing if the box has no children.
+std::optional<uint32_t> children_offset(std::string_view type, std::string_view container);
+
+// True for the entries of a sample description that have the fields of video, or of sound.
+bool is_video_entry(std::string_view type);
+bool is_audio_entry(std::string_view type);
+
+// True if a file may begin with, or have at its top level, a box of the type.
+bool is_top_level_type(std::string_view type);
+
+}  // namespace zdr::host
