@@ -4,6 +4,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
+#include <charconv>
+#include <functional>
 #include <limits>
 #include <numeric>
 #include <optional>
@@ -30,6 +32,28 @@ std::string refuse_empty(const std::string& value) {
   return value.empty() ? "its value is empty" : "";
 }
 
+// The library's own checks have texts that are no sentences.
+std::function<std::string(const std::string&)> number_check(uint64_t lowest, uint64_t highest) {
+  return [lowest, highest](const std::string& text) {
+    uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool is_number = error == std::errc() && end == text.data() + text.size();
+    if (is_number && number >= lowest && number <= highest) return std::string();
+    return "'" + text + "' is not a number from " + std::to_string(lowest) + " to " + std::to_string(highest);
+  };
+}
+
+std::function<std::string(const std::string&)> choice_check(const std::vector<std::string>& choices) {
+  return [choices](const std::string& text) {
+    if (std::ranges::find(choices, text) != choices.end()) return std::string();
+    std::string list;
+    for (const std::string& choice : choices) {
+      list += (list.empty() ? "" : &choice == &choices.back() ? " or " : ", ") + choice;
+    }
+    return "'" + text + "' is not " + list;
+  };
+}
+
 void add_option(CLI::App& app, const OptionRow& row, Options& options) {
   std::string names = row.name;
   if (*row.short_name != '\0') names = std::string(row.short_name) + "," + names;
@@ -42,14 +66,14 @@ void add_option(CLI::App& app, const OptionRow& row, Options& options) {
     constexpr uint32_t kDay = 24 * 60 * 60;
     app.add_option(names, options.**number, row.summary)
         ->option_text(row.argument)
-        ->check(CLI::Range(0u, kDay));
+        ->check(number_check(0, kDay));
     return;
   }
   CLI::Option* option =
       app.add_option(names, options.*std::get<std::string Options::*>(row.target), row.summary);
   option->option_text(row.argument);
   option->check(refuse_empty);
-  if (*row.choices != '\0') option->check(CLI::IsMember(split_words(row.choices)));
+  if (*row.choices != '\0') option->check(choice_check(split_words(row.choices)));
   if (std::string_view(row.argument) == "TIME") {
     option->check([](const std::string& text) {
       return parse_time(text) ? std::string() : "'" + text + "' is not a time (12.5 or h:mm:ss.mmm)";
@@ -62,7 +86,7 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
   if (row.bit == kCompletion) {
     app.add_option("shell", options.shell, "bash, zsh or fish")
         ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+        ->check(choice_check({"bash", "zsh", "fish"}));
     return;
   }
   // A list of files would also swallow the operand that follows.
@@ -80,7 +104,7 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
   app.add_option("number", options.index, "which key frame, from 1")
       ->required()
       ->option_text("N")
-      ->check(CLI::Range(1u, std::numeric_limits<uint32_t>::max()));
+      ->check(number_check(1, std::numeric_limits<uint32_t>::max()));
 }
 
 bool is_command(std::string_view word) {
@@ -191,7 +215,7 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
   }
   const std::optional<int64_t> start = parse_time(line.options.start);
   const std::optional<int64_t> stop = parse_time(line.options.stop);
-  if (start && stop && *stop <= *start) return refuse("--stop is not after --start", command);
+  if (stop && *stop <= start.value_or(0)) return refuse("--stop is not after --start", command);
   return line;
 }
 

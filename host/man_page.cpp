@@ -160,7 +160,7 @@ Only the first audio and the first video track of a file are played, and only co
 output format above. Edit lists are not applied, so priming is not trimmed. Text tracks are not read.
 Movie fragments and headers with 64\-bit times are not read, and what they hold is reported as lost.
 AAC is decoded if it is LC or LTP, mono or stereo, with frames of 1024 samples, with or without SBR
-and parametric stereo; of an AAC file, the last one or two frames are not read, and parametric stereo
+and parametric stereo; of an AAC file, the last one to three frames are not read, and parametric stereo
 is not used. Files must be seekable.
 )";
 

@@ -96,7 +96,9 @@ ExitCode FilePlayback::report_partial(const StreamRecorder& recorder) {
 
 ExitCode FilePlayback::check_damage(const StreamRecorder& recorder) {
   const StreamWriter* writer = recorder.writer();
-  if (writer == nullptr || writer->damaged_units() == 0) return ExitCode::kDone;
+  // The run has reported the samples that contradict their codec, which a writer may find damaged too.
+  if (writer == nullptr || writer->damaged_units() == 0 || recorder.damaged_samples() != 0)
+    return ExitCode::kDone;
   return fail(ExitCode::kLoss, MessageCode::kUnitsDamaged, Place::pin(recorder.pin_name()),
               counted(writer->damaged_units(), "damaged unit") + ": " + writer->first_damage());
 }
@@ -156,8 +158,7 @@ ExitCode play_files(const Options& options, JsonReport& report, std::ostream& ou
   std::set<std::filesystem::path> names;  // file names so far, with which their outputs begin
   for (const std::string& file : options.files) {
     FilePlayback playback(file, options);
-    // Without --force the existing output is an error anyway.
-    const bool is_duplicate = !names.insert(as_path(file).stem()).second && options.force;
+    const bool is_duplicate = !names.insert(as_path(file).stem()).second;
     ExitCode code = is_duplicate ? playback.refuse_duplicate_name() : playback.run();
     if (code == ExitCode::kLoss && options.strict) code = ExitCode::kCannotOpen;
     worst = worse_of(worst, code);

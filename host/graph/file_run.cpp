@@ -61,7 +61,8 @@ ExitCode FileRun::prepare() {
 ExitCode FileRun::load_and_connect() {
   if (const ExitCode loaded = player_.load(); loaded != ExitCode::kDone) return loaded;
   movie_ = parse_iso_media(file_);
-  prepared_ = report_left_out(file_, movie_.get(), playable_kinds(), use_ == Use::kRecording, messages_);
+  prepared_ = report_left_out(file_, movie_.get(), playable_kinds(), false, messages_);
+  if (use_ == Use::kRecording) report_unapplied_edits(file_, movie_.get(), kinds_to_play(), messages_);
   if (const ExitCode connected = connect(); connected != ExitCode::kDone) return connected;
   if (const int64_t end = player_.duration(); end > 0 && range_.start >= end) {
     return messages_.report(file_, {ExitCode::kNotSupported,
@@ -81,6 +82,11 @@ bool FileRun::is_requested(bool audio) const {
 PlayableKinds FileRun::playable_kinds() const {
   const PlayableKinds kinds = player_.playable_kinds();
   return {kinds.audio || !is_requested(true), kinds.video || !is_requested(false)};
+}
+
+PlayableKinds FileRun::kinds_to_play() const {
+  const PlayableKinds kinds = player_.playable_kinds();
+  return {kinds.audio && is_requested(true), kinds.video && is_requested(false)};
 }
 
 ExitCode FileRun::connect() {
@@ -156,14 +162,34 @@ ExitCode FileRun::play_to_end(const char* overlap_advice) {
   return worse_of(result, ExitCode::kLoss);
 }
 
-// Playing a whole file delivers every access unit of a track, except those after the stop position.
+// Playing delivers every access unit up to the stop position.
 ExitCode FileRun::check_stream(const Stream& stream) {
   if (stream.consumer.has_failed()) return ExitCode::kDone;  // reported with its output
-  const bool is_aac_file = mp4source::source_kind_of(file_) == mp4source::SOURCE_KIND_AAC;
-  if (range_.is_whole && is_aac_file && stream.consumer.samples() != 0) return check_aac(stream);
-  const bool is_amr_file = mp4source::source_kind_of(file_) == mp4source::SOURCE_KIND_AMR;
-  if (range_.is_whole && is_amr_file && stream.consumer.samples() != 0) return check_amr(stream);
-  if (!range_.is_whole || movie_ == nullptr) return check_samples(stream);
+  return worse_of(check_damage(stream), check_completeness(stream));
+}
+
+ExitCode FileRun::check_damage(const Stream& stream) {
+  const uint64_t damaged = stream.consumer.damaged_samples();
+  // The frames of a speech file are examined with its completeness.
+  const bool is_speech_file = mp4source::source_kind_of(file_) == mp4source::SOURCE_KIND_AMR;
+  if (damaged == 0 || is_speech_file) return ExitCode::kDone;
+  return report(stream, MessageCode::kUnitsDamaged,
+                counted(damaged, "damaged sample") + ": " + stream.consumer.first_damage());
+}
+
+ExitCode FileRun::check_completeness(const Stream& stream) {
+  if (movie_ == nullptr && stream.consumer.samples() == 0) return check_frames_left(stream);
+  switch (mp4source::source_kind_of(file_)) {
+    case mp4source::SOURCE_KIND_AAC:
+      return check_aac(stream);
+    case mp4source::SOURCE_KIND_AMR:
+      return check_amr(stream);
+    default:
+      return movie_ != nullptr ? check_track(stream) : ExitCode::kDone;
+  }
+}
+
+ExitCode FileRun::check_track(const Stream& stream) {
   ProgressLine progress(!options_.quiet);
   const PinConsumer& consumer = stream.consumer;
   const std::string label = progress_label(file_, options_.files) + ": checking " + consumer.pin_name();
@@ -179,79 +205,121 @@ ExitCode FileRun::check_stream(const Stream& stream) {
                         "first one is used for all",
                     ""});
   }
-  const auto shortfall = find_shortfall(
-      *movie_, file_,
-      {type, consumer.samples(), consumer.payload_bytes(), SourcePlayer::stop_position(stream.pin)}, watch);
-  return shortfall && !interrupted() ? report_missing(stream, *shortfall) : ExitCode::kDone;
+  const int64_t stop = SourcePlayer::stop_position(stream.pin);
+  if (range_.is_whole) {
+    const auto shortfall =
+        find_shortfall(*movie_, file_, {type, consumer.samples(), consumer.payload_bytes(), stop}, watch);
+    return shortfall && !interrupted() ? report_missing(stream, *shortfall) : ExitCode::kDone;
+  }
+  const auto early = find_early_end(*movie_, file_,
+                                    {type, consumer.samples(), range_.start, stop, last_start(stream),
+                                     consumer.last_sample().payload_bytes},
+                                    watch);
+  return early && !interrupted() ? report_early_end(stream, *early) : ExitCode::kDone;
+}
+
+// The media time of the last sample.
+int64_t FileRun::last_start(const Stream& stream) {
+  return SourcePlayer::segment_start(stream.pin) + stream.consumer.last_sample().start;
+}
+
+// The stop position of a pin, but not after the end of the file; 0 if both are unknown.
+int64_t FileRun::stop_of(const Stream& stream) const {
+  const int64_t stop = SourcePlayer::stop_position(stream.pin);
+  return range_.is_whole || player_.duration() == 0 ? stop : std::min(stop, player_.duration());
 }
 
 ExitCode FileRun::check_aac(const Stream& stream) {
+  const PinConsumer& consumer = stream.consumer;
+  const bool is_to_end = range_.stop < 0 || range_.stop >= player_.duration();
+  const AacDelivery delivery{options_.start.empty(),
+                             is_to_end,
+                             consumer.short_samples() != 0,
+                             consumer.samples(),
+                             consumer.payload_bytes(),
+                             stop_of(stream),
+                             last_start(stream),
+                             consumer.last_sample().payload_bytes};
   ExitCode result = ExitCode::kDone;
-  for (Diagnosis& found :
-       find_aac_shortfall(file_, stream.consumer.payload_bytes(), [] { return !interrupted(); })) {
-    found.place = Place::pin(stream.consumer.pin_name());
+  for (Diagnosis& found : find_aac_shortfall(file_, delivery, [] { return !interrupted(); })) {
+    found.place = Place::pin(consumer.pin_name());
     result = worse_of(result, messages_.report(file_, found));
   }
   return result;
 }
 
 ExitCode FileRun::check_amr(const Stream& stream) {
-  const bool is_wide_band = stream.consumer.type().subtype == mp4source::kSubtypeAmrWideBand;
-  auto found = find_amr_shortfall(file_, is_wide_band, stream.consumer.payload_bytes());
+  const PinConsumer& consumer = stream.consumer;
+  const bool is_to_end = range_.stop < 0 || range_.stop >= player_.duration();
+  auto found = find_amr_shortfall(
+      file_, {options_.start.empty(), is_to_end, consumer.type().subtype == mp4source::kSubtypeAmrWideBand,
+              consumer.damaged_samples() != 0, consumer.payload_bytes(), stop_of(stream), last_start(stream),
+              consumer.last_sample().speech_frames});
   if (!found) return ExitCode::kDone;
-  found->place = Place::pin(stream.consumer.pin_name());
+  found->place = Place::pin(consumer.pin_name());
   return messages_.report(file_, *found);
 }
 
-// A file without tables announces samples by its duration.
-ExitCode FileRun::check_samples(const Stream& stream) {
-  if (stream.consumer.samples() != 0) return ExitCode::kDone;
-  const Message message{MessageCode::kNothingDelivered, file_, Place::pin(stream.consumer.pin_name()),
-                        "delivered no sample", ""};
-  if (!range_.is_whole || SourcePlayer::stop_position(stream.pin) == 0) {
-    messages_.note(message);
-    return ExitCode::kDone;
+// A speech or AAC file of which nothing was delivered. The last frame is left out by design, so a part of a
+// file may have none.
+ExitCode FileRun::check_frames_left(const Stream& stream) {
+  const int64_t stop = stop_of(stream);
+  constexpr int64_t kLongestSample = 500 * kUnitsPerMillisecond;  // ten frames
+  const bool is_aac_file = mp4source::source_kind_of(file_) == mp4source::SOURCE_KIND_AAC;
+  const bool is_loss = range_.is_whole ? is_aac_file || stop != 0 : stop - range_.start > kLongestSample;
+  return report(stream, MessageCode::kNothingDelivered, "delivered no sample", is_loss);
+}
+
+ExitCode FileRun::report(const Stream& stream, MessageCode code, const std::string& reason, bool is_loss) {
+  const Message message{code, file_, Place::pin(stream.consumer.pin_name()), reason, ""};
+  is_loss ? messages_.error(message) : messages_.note(message);
+  return is_loss ? ExitCode::kLoss : ExitCode::kDone;
+}
+
+ExitCode FileRun::report_early_end(const Stream& stream, const EarlyEnd& end) {
+  if (end.has_wide_times) {
+    return report(stream, MessageCode::kUnitsMissing,
+                  "--start and --stop do not apply: its headers have 64-bit times, which are not read");
   }
-  messages_.error(message);
-  return ExitCode::kLoss;
+  const bool is_cut = end.reason == Missing::kCutOff;
+  const std::string outcome = stream.consumer.samples() == 0 ? "delivered no sample" : "ended early";
+  return report(stream, is_cut ? MessageCode::kCutOff : MessageCode::kUnitsMissing,
+                outcome + ": the access unit at " + format_time(end.time) +
+                    (is_cut ? " is beyond the end of the file" : " is missing"));
 }
 
 ExitCode FileRun::report_missing(const Stream& stream, const Shortfall& shortfall) {
-  const auto report = [&](MessageCode code, const std::string& reason, bool is_loss) {
-    const Message message{code, file_, Place::pin(stream.consumer.pin_name()), reason, ""};
-    is_loss ? messages_.error(message) : messages_.note(message);
-    return is_loss ? ExitCode::kLoss : ExitCode::kDone;
-  };
   const bool has_samples = stream.consumer.samples() != 0;
   const std::string counts =
       std::to_string(shortfall.delivered_units) + " of " + counted(shortfall.total_units, "access unit");
   if (shortfall.has_wide_times) {
-    return report(MessageCode::kUnitsMissing,
+    return report(stream, MessageCode::kUnitsMissing,
                   "only " + counts + " were delivered: its headers have 64-bit times, which are not read",
                   true);
   }
   switch (shortfall.reason) {
     case Missing::kNone:
-      return report(MessageCode::kNothingDelivered, "delivered no sample", false);
+      return report(stream, MessageCode::kNothingDelivered, "delivered no sample", false);
     case Missing::kShiftedBeyondStop:
-      return report(MessageCode::kUnitsAfterEnd,
+      return report(stream, MessageCode::kUnitsAfterEnd,
                     counts + " were delivered: the edit list shifts the rest beyond the end of the track",
                     !has_samples);
     case Missing::kAfterStop:
-      return report(MessageCode::kUnitsAfterEnd,
+      return report(stream, MessageCode::kUnitsAfterEnd,
                     "only " + counts + " were delivered: the rest is after the end that the headers state",
                     true);
     case Missing::kCutOff:
-      return report(MessageCode::kCutOff,
+      return report(stream, MessageCode::kCutOff,
                     "only " + counts + " were delivered: the next one is beyond the end of the file", true);
     case Missing::kNotInSizes:
-      return report(MessageCode::kUnitsMissing,
-                    "only " + counts + " were delivered: the others have times in the tables, but no sizes",
-                    true);
+      return report(stream, MessageCode::kUnitsMissing,
+                    (shortfall.total_units == 0 ? "delivered no sample: its access units"
+                                                : "only " + counts + " were delivered: the others") +
+                        std::string(" have times in the tables, but no sizes"));
     case Missing::kUnknown:
       break;
   }
-  return report(MessageCode::kUnitsMissing, "only " + counts + " were delivered", true);
+  return report(stream, MessageCode::kUnitsMissing, "only " + counts + " were delivered", true);
 }
 
 }  // namespace zdr::host

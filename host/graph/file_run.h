@@ -61,12 +61,20 @@ class FileRun {
   void connect_pin(const PinEntry& pin, bool gated);
   ExitCode play_to_end(const char* overlap_advice);
   ExitCode check_stream(const Stream& stream);
+  ExitCode check_damage(const Stream& stream);
+  ExitCode check_completeness(const Stream& stream);
+  ExitCode check_track(const Stream& stream);
   ExitCode check_aac(const Stream& stream);
   ExitCode check_amr(const Stream& stream);
-  ExitCode check_samples(const Stream& stream);
+  ExitCode check_frames_left(const Stream& stream);
+  static int64_t last_start(const Stream& stream);
+  int64_t stop_of(const Stream& stream) const;
+  ExitCode report(const Stream& stream, MessageCode code, const std::string& reason, bool is_loss = true);
   ExitCode report_missing(const Stream& stream, const Shortfall& shortfall);
+  ExitCode report_early_end(const Stream& stream, const EarlyEnd& end);
   bool is_requested(bool audio) const;
   PlayableKinds playable_kinds() const;
+  PlayableKinds kinds_to_play() const;
   bool on_slice(ProgressLine& progress) const;
 
   const std::string& file_;

@@ -1,7 +1,8 @@
-// Base of the consumers of `play` and `samples`: stores the name and type of its pin, counts what was
-// delivered, and tracks the position.
+// Base of the consumers of `play` and `samples`: stores the name and type of its pin, counts and examines
+// what was delivered, and tracks the position.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "host/bytes.h"
 #include "host/graph/delivery_guard.h"
 #include "host/graph/media_sink.h"
+#include "host/graph/unit_damage.h"
 #include "host/memory.h"
 
 namespace zdr::host {
@@ -33,6 +35,21 @@ class PinConsumer : public SampleConsumer {
   uint64_t payload_bytes() const { return payload_bytes_; }  // excludes the size tables of AAC samples
   int64_t position() const { return position_; }             // 100 ns of media time; any thread
 
+  // What the last sample held, and its start within the segment in 100 ns units.
+  struct LastSample {
+    int64_t start = 0;
+    uint64_t payload_bytes = 0;
+    uint32_t speech_frames = 0;
+  };
+  const LastSample& last_sample() const { return last_sample_; }
+  // The samples, other than the last, that hold less than the largest one before them. Those of an AAC file
+  // are of one size, so they lack frames; but the first one is shorter by a frame that the decoder holds
+  // back.
+  uint64_t short_samples() const { return short_samples_; }
+  // The samples that contradict their codec, and what was wrong with the first.
+  uint64_t damaged_samples() const { return damaged_samples_; }
+  const char* first_damage() const { return first_damage_; }
+
  protected:
   // The result of receive() for a sample that cannot be used.
   bool fail() {
@@ -49,22 +66,38 @@ class PinConsumer : public SampleConsumer {
   // run. Decoded audio is larger than its file by nature.
   bool count_bytes(Bytes sample) {
     const bool has_table = is_aac_access_units(type_) && sample.size() >= kAacSizeTableBytes;
-    payload_bytes_ += sample.size() - (has_table ? kAacSizeTableBytes : 0);
+    if (samples_ > 1 && last_sample_.payload_bytes < largest_bytes_) ++short_samples_;
+    largest_bytes_ = std::max(largest_bytes_, last_sample_.payload_bytes);
+    last_sample_.payload_bytes = sample.size() - (has_table ? kAacSizeTableBytes : 0);
+    payload_bytes_ += last_sample_.payload_bytes;
+    examine(sample);
     return type_.subtype == MEDIASUBTYPE_PCM || guard_.allows(payload_bytes_);
   }
   // Call for each sample that was used. `start` is its time within the segment.
   void count_sample(REFERENCE_TIME start) {
     ++samples_;
+    last_sample_.start = start;
     position_ = segment_start_ + start;
   }
 
  private:
+  void examine(Bytes sample) {
+    const UnitReport report = examine_units(type_, sample);
+    last_sample_.speech_frames = report.speech_frames;
+    if (report.damage != nullptr && damaged_samples_++ == 0) first_damage_ = report.damage;
+  }
+
   std::string pin_name_;
   DeliveryGuard& guard_;
   CMediaType type_;
   uint64_t samples_ = 0;
   bool has_failed_ = false;
   uint64_t payload_bytes_ = 0;
+  LastSample last_sample_;
+  uint64_t largest_bytes_ = 0;  // of the samples before the last
+  uint64_t short_samples_ = 0;
+  uint64_t damaged_samples_ = 0;
+  const char* first_damage_ = nullptr;
   int64_t segment_start_ = 0;
   std::atomic<int64_t> position_{0};
 };

@@ -148,6 +148,13 @@ int64_t SourcePlayer::stop_position(const PinEntry& pin) {
   return SUCCEEDED(seeking->GetStopPosition(&stop)) ? stop : 0;
 }
 
+int64_t SourcePlayer::segment_start(const PinEntry& pin) {
+  ComPtr<IMediaSeeking> seeking;
+  LONGLONG start = 0;
+  if (FAILED(pin.pin->QueryInterface(IID_IMediaSeeking, seeking.out_void()))) return 0;
+  return SUCCEEDED(seeking->GetAvailable(&start, nullptr)) ? start : 0;
+}
+
 ExitCode SourcePlayer::seek(const PlayRange& range) {
   if (range.is_whole) return ExitCode::kDone;
   const HRESULT hr = set_positions(range);

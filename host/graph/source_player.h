@@ -64,6 +64,9 @@ class SourcePlayer {
   int64_t duration() const;
   // The stop position of a pin, in the same units; 0 if unknown.
   static int64_t stop_position(const PinEntry& pin);
+  // Call after play(): where the segment of a pin began, which a seek of audio and video together may have
+  // moved to a key frame.
+  static int64_t segment_start(const PinEntry& pin);
   // Call before play(). Reports the reason for a failure.
   ExitCode seek(const PlayRange& range);
 

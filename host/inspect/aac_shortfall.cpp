@@ -1,4 +1,4 @@
-// Counts the frames by their headers; for streams without headers, uses the number that the reader found.
+// Counts the frames by their headers, or by parsing those of a stream without headers.
 #include "host/inspect/aac_shortfall.h"
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 #include "host/inspect/adts_frames.h"
 #include "host/inspect/file_stream.h"
 #include "host/inspect/id3_tags.h"
+#include "host/inspect/raw_frames.h"
 #include "host/memory.h"
 #include "host/messages.h"
 #include "host/time_text.h"
@@ -20,12 +21,11 @@ namespace {
 // The most frames at the end that undamaged files lack: the decoder holds one back, and the reader stops
 // before the last ones.
 constexpr uint64_t kNeverDelivered = 3;
-// An estimate of the number of frames is too rough to report a loss while this share was delivered.
-constexpr double kDoubtfulShare = 0.9;
 
 struct FrameCount {
   uint64_t total = 0;
-  bool is_exact = false;
+  uint64_t end = 0;  // offset after the last whole frame
+  bool is_cut = false;
   std::optional<AdtsFrames> adts;
 };
 
@@ -35,6 +35,17 @@ uint64_t bytes_per_frame(const Zd_AAC_Dec_Config& config) {
       std::max<int64_t>(1, int64_t{config.frameLength} * rate_factor * config.channels * 2));
 }
 
+// An ID3v1 tag takes the last bytes of a file.
+uint64_t end_of_audio(FileStream& stream) {
+  constexpr uint64_t kTagBytes = 128;
+  constexpr std::array<uint8_t, 3> kMark = {'T', 'A', 'G'};
+  std::array<uint8_t, 3> bytes{};
+  const uint64_t size = stream.size();
+  const bool has_tag =
+      size >= kTagBytes && stream.read_at(size - kTagBytes, bytes) == bytes.size() && bytes == kMark;
+  return has_tag ? size - kTagBytes : size;
+}
+
 FrameCount count_frames(const std::string& file, const AacStreamView& view,
                         const std::function<bool()>& watch) {
   FileStream stream(file);
@@ -42,12 +53,17 @@ FrameCount count_frames(const std::string& file, const AacStreamView& view,
   std::array<uint8_t, 4> start{};
   stream.read_at(begin, start);
   const AACF_StreamInfo& info = view.stream;
-  if (!is_adts_header(start)) return {info.total_frames, info.bytes_scanned >= info.audio_bytes, {}};
+  if (!is_adts_header(start)) {
+    const uint64_t end = end_of_audio(stream);
+    const RawFrames frames =
+        count_raw_frames(stream, end - std::min<uint64_t>(end, info.audio_bytes), end, view.config, watch);
+    return {frames.count, frames.end, frames.end < end && watch(), {}};
+  }
   constexpr uint64_t kFramesPerCall = 4096;
   const AdtsFrames frames =
       walk_adts_frames(stream, begin, begin + info.audio_bytes,
                        [&](uint64_t number, uint64_t) { return number % kFramesPerCall != 0 || watch(); });
-  return {frames.count, true, frames};
+  return {frames.count, frames.end, frames.is_cut, frames};
 }
 
 // Returns the number of the first frame that cannot be decoded, or 0 if the reader can decode all its frames.
@@ -80,38 +96,55 @@ std::string offset_text(const std::string& file, const AacStreamView& view, uint
 
 class Comparison {
  public:
-  Comparison(const std::string& file, const AacStreamView& view, uint64_t pcm_bytes,
+  Comparison(const std::string& file, const AacStreamView& view, const AacDelivery& delivery,
              const std::function<bool()>& watch)
       : file_(file),
         view_(view),
+        delivery_(delivery),
         watch_(watch),
         count_(count_frames(file, view, watch)),
-        delivered_(pcm_bytes / bytes_per_frame(view.config)),
-        missing_(count_.total - std::min(count_.total, delivered_)) {}
+        delivered_(last_delivered_frame()),
+        wanted_(last_wanted_frame()),
+        missing_(wanted_ - std::min(wanted_, delivered_)) {}
 
+  // The filter skips a frame that cannot be decoded, but ends at one that would be the first of a sample.
   std::optional<Diagnosis> find_failed_frame() const {
-    const uint64_t number = is_doubtful() ? undecodable_frame(file_, watch_) : 0;
-    if (number == 0 || number + kNeverDelivered > count_.total) return std::nullopt;
+    const bool has_ended = missing_ > kNeverDelivered;
+    const bool lacks_frames = is_whole() ? delivered_ < frames_of_sound_stream() : delivery_.lacks_frames;
+    if (!has_ended && !lacks_frames) return std::nullopt;
+    const uint64_t number = undecodable_frame(file_, watch_);
+    if (number == 0 && is_whole() && lacks_frames && !has_ended) {
+      // A damaged frame was decodable, but swallowed the next one.
+      return Diagnosis{ExitCode::kLoss,
+                       MessageCode::kUnitsMissing,
+                       {},
+                       "damaged: only " + std::to_string(delivered_) + " of " +
+                           counted(frames_of_sound_stream(), "frame") + " were delivered",
+                       ""};
+    }
+    if (number == 0 || number > wanted_) return std::nullopt;
     const std::string offset = count_.adts ? offset_text(file_, view_, number) : "";
     return Diagnosis{ExitCode::kLoss,
                      MessageCode::kStreamIncomplete,
                      {},
-                     ended() + ": frame " + std::to_string(number) + " of " + std::to_string(count_.total) +
-                         offset + " cannot be decoded",
+                     (has_ended ? ended() + ": " : "") + "frame " + std::to_string(number) + " of " +
+                         std::to_string(count_.total) + offset + " cannot be decoded",
                      ""};
   }
 
   std::optional<Diagnosis> find_cut() const {
-    if (!count_.adts || !count_.adts->is_cut) return std::nullopt;
+    if (!count_.is_cut || !delivery_.is_to_end) return std::nullopt;
     return Diagnosis{ExitCode::kLoss,
                      MessageCode::kCutOff,
                      {},
-                     "cut off: the file ends inside the frame at offset " + std::to_string(count_.adts->end),
+                     (count_.adts ? "cut off: the file ends inside the frame at offset "
+                                  : "cut off or damaged: no whole frame at offset ") +
+                         std::to_string(count_.end),
                      ""};
   }
 
   std::optional<Diagnosis> find_gap() const {
-    if (!count_.adts || count_.adts->gap_bytes == 0) return std::nullopt;
+    if (!is_whole() || !count_.adts || count_.adts->gap_bytes == 0) return std::nullopt;
     return Diagnosis{ExitCode::kLoss,
                      MessageCode::kFileDamaged,
                      {},
@@ -120,48 +153,69 @@ class Comparison {
                      ""};
   }
 
-  // The reader stops at the number of frames that it estimated when it opened the file.
+  // The reader stops at the number of frames that it estimated when it opened the file. It also estimates the
+  // place of a seek, so the last frame of a part is not known exactly.
   std::optional<Diagnosis> find_last_frames() const {
-    if (missing_ == 0 || !count_.is_exact) return std::nullopt;
-    constexpr uint64_t kFiftieth = 50;
-    if (missing_ > kNeverDelivered && missing_ * kFiftieth > count_.total) {
+    if (!is_whole()) return std::nullopt;
+    if (missing_ > kNeverDelivered) {
       return Diagnosis{ExitCode::kLoss,
                        MessageCode::kStreamIncomplete,
                        {},
                        ended() + ": the reader estimates fewer frames than the file has",
                        ""};
     }
+    if (missing_ == 0) return std::nullopt;
     const std::string frames =
         missing_ == 1 ? "the last frame is" : "the last " + counted(missing_, "frame") + " are";
     return Diagnosis{ExitCode::kDone, MessageCode::kUnitsAfterEnd, {}, frames + " left out by design", ""};
   }
 
  private:
-  bool is_doubtful() const {
-    if (count_.is_exact) return missing_ > kNeverDelivered;
-    return static_cast<double>(delivered_) < kDoubtfulShare * static_cast<double>(count_.total);
+  bool is_whole() const { return delivery_.is_from_start && delivery_.is_to_end; }
+  double frame_ms() const { return 1000.0 * view_.config.frameLength / std::max(1, view_.config.sampleRate); }
+  uint64_t frames_until(int64_t time) const {
+    return static_cast<uint64_t>(
+        std::max(0.0, static_cast<double>(time) / kUnitsPerMillisecond / frame_ms() + 0.5));
+  }
+  // The decoder delivers each frame when the next one is read; so the first sample has one frame less than
+  // were read, and the others end one frame earlier.
+  uint64_t last_delivered_frame() const {
+    if (is_whole()) return delivery_.pcm_bytes / bytes_per_frame(view_.config);
+    const uint64_t late = delivery_.samples == 1 ? 1 : 2;
+    const uint64_t end =
+        frames_until(delivery_.last_start) + delivery_.last_pcm_bytes / bytes_per_frame(view_.config);
+    return end - std::min(end, late);
+  }
+  // What the filter delivers of a stream in which nothing is damaged: it reads as many frames as the reader
+  // has estimated, except one that would begin a group at the stop position, and the last one is held back.
+  uint64_t frames_of_sound_stream() const {
+    constexpr uint64_t kFramesPerGroup = 10;
+    const uint64_t estimated = view_.stream.total_frames;
+    uint64_t read = std::min(count_.total, estimated);
+    if (read == estimated && read % kFramesPerGroup == 1) --read;
+    return read - std::min<uint64_t>(read, 1);
+  }
+  uint64_t last_wanted_frame() const {
+    return delivery_.is_to_end ? count_.total : std::min(count_.total, frames_until(delivery_.stop));
   }
   std::string time_of(uint64_t frames) const {
-    const double seconds =
-        static_cast<double>(frames) * view_.config.frameLength / std::max(1, view_.config.sampleRate);
-    return format_time(static_cast<int64_t>(seconds * 1000) * kUnitsPerMillisecond);
+    return format_time(static_cast<int64_t>(static_cast<double>(frames) * frame_ms()) * kUnitsPerMillisecond);
   }
-  std::string ended() const {
-    return "ended at " + time_of(delivered_) + " of " + (count_.is_exact ? "" : "about ") +
-           time_of(count_.total);
-  }
+  std::string ended() const { return "ended at " + time_of(delivered_) + " of " + time_of(wanted_); }
 
   const std::string& file_;
   const AacStreamView& view_;
+  const AacDelivery& delivery_;
   const std::function<bool()>& watch_;
   const FrameCount count_;
-  const uint64_t delivered_;
-  const uint64_t missing_;  // of the frames of the file
+  const uint64_t delivered_;  // number of the last frame
+  const uint64_t wanted_;     // number of the last frame up to the stop position
+  const uint64_t missing_;
 };
 
 }  // namespace
 
-std::vector<Diagnosis> find_aac_shortfall(const std::string& file, uint64_t pcm_bytes,
+std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDelivery& delivery,
                                           const std::function<bool()>& watch) {
   const AacStreamView view(file);
   if (view.status != AACF_OK) return {};
@@ -173,7 +227,7 @@ std::vector<Diagnosis> find_aac_shortfall(const std::string& file, uint64_t pcm_
                      "its parametric stereo is not used: both channels have the same sound",
                      ""});
   }
-  const Comparison comparison(file, view, pcm_bytes, watch);
+  const Comparison comparison(file, view, delivery, watch);
   auto shortfall = comparison.find_failed_frame();
   if (!shortfall) shortfall = comparison.find_gap();
   if (!shortfall) shortfall = comparison.find_cut();

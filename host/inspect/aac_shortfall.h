@@ -10,10 +10,22 @@
 
 namespace zdr::host {
 
-// What a play of a whole file that delivered `pcm_bytes` has left out: the frames that the reader never
-// delivers (exit code kDone), and those from a damaged one on (kLoss). Decodes the file again, if frames are
-// missing, to find the one that ended it. Incomplete if `watch`, called regularly, returns false.
-std::vector<Diagnosis> find_aac_shortfall(const std::string& file, uint64_t pcm_bytes,
+struct AacDelivery {
+  bool is_from_start;
+  bool is_to_end;
+  bool lacks_frames;  // between its first and its last sample
+  uint64_t samples;
+  uint64_t pcm_bytes;
+  int64_t stop;        // of the pin, in 100 ns units
+  int64_t last_start;  // media time of the last sample, which is the end of its first frame
+  uint64_t last_pcm_bytes;
+};
+
+// What a play has left out up to its stop position: the frames that the reader never delivers (exit code
+// kDone), and those from a damaged one on (kLoss). No table of the file states the number of frames, so they
+// are counted by their headers, without decoding; only if frames are missing is the file decoded again, to
+// find the one that ended the play. Incomplete if `watch`, called regularly, returns false.
+std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDelivery& delivery,
                                           const std::function<bool()>& watch);
 
 }  // namespace zdr::host

@@ -1,8 +1,11 @@
 // Opens AAC files as the filter does.
 #include "host/inspect/aac_stream_view.h"
 
+#include <algorithm>
+
 #include "host/inspect/os_file.h"
 #include "host/memory.h"
+#include "host/messages.h"
 
 namespace zdr::host {
 namespace {
@@ -53,9 +56,16 @@ AacStreamView::AacStreamView(const std::string& file) {
 }
 
 std::string stream_line(const AacStreamView& view) {
-  return "about " + std::to_string(view.stream.total_frames) + " frames, " +
-         std::to_string(view.stream.bitrate) + " bit/s (" + bitrate_kind(view.stream.bitrate_mode) + "), " +
-         std::to_string(view.stream.audio_bytes) + " bytes of audio";
+  const uint32_t frames = view.stream.total_frames;
+  const double seconds =
+      static_cast<double>(frames) * view.config.frameLength / std::max(1, view.config.sampleRate);
+  const double average = seconds > 0 ? view.stream.audio_bytes * 8 / seconds : 0;
+  // The reader takes the rate of an ADIF header from fixed bytes, which may hold something else.
+  const bool is_estimate = view.stream.bitrate_mode == AACF_BITRATE_ESTIMATED && view.stream.bitrate != 0;
+  const std::string rate = is_estimate ? std::to_string(view.stream.bitrate) + " bit/s (estimated)"
+                                       : std::to_string(static_cast<uint64_t>(average)) + " bit/s (average)";
+  return "about " + counted(frames, "frame") + ", " + rate + ", " + counted(view.stream.audio_bytes, "byte") +
+         " of audio";
 }
 
 void write_stream(JsonWriter& json, const AacStreamView& view) {

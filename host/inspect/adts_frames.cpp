@@ -1,43 +1,28 @@
-// Reads the file in large blocks and steps from header to header within them.
+// Steps from header to header.
 #include "host/inspect/adts_frames.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
-#include <vector>
 
 namespace zdr::host {
 namespace {
 
-constexpr size_t kBlockBytes = 256 * 1024;
 constexpr size_t kHeaderBytes = 7;
 constexpr std::string_view kTagMark = "ID3";
+constexpr size_t kTailMarkBytes = 8;
 
-// A window into the file.
-class Block {
- public:
-  explicit Block(FileStream& stream) : stream_(stream) {}
+// The bits that all headers of a stream share: those up to the channel configuration.
+using FixedBits = std::array<uint8_t, 4>;
 
-  // The bytes from `offset` on, at least `count` of them unless the file ends earlier.
-  std::span<const uint8_t> from(uint64_t offset, size_t count) {
-    if (offset < begin_ || offset + count > begin_ + bytes_.size()) load(offset);
-    return std::span(bytes_).subspan(std::min<uint64_t>(offset - begin_, bytes_.size()));
-  }
+FixedBits fixed_bits(std::span<const uint8_t> header) {
+  if (header.size() < kHeaderBytes) return {};
+  return {header[0], header[1], header[2], static_cast<uint8_t>(header[3] & 0xF0)};
+}
 
- private:
-  void load(uint64_t offset) {
-    bytes_.resize(kBlockBytes);
-    bytes_.resize(stream_.read_at(offset, bytes_));
-    begin_ = offset;
-  }
-
-  FileStream& stream_;
-  std::vector<uint8_t> bytes_;
-  uint64_t begin_ = 0;
-};
-
-// 0 unless a header begins here.
-size_t frame_length(std::span<const uint8_t> bytes) {
-  if (bytes.size() < kHeaderBytes || !is_adts_header(bytes)) return 0;
+// 0 unless a header of the stream begins here. The reader skips frames of other headers, too.
+size_t frame_length(std::span<const uint8_t> bytes, const FixedBits& fixed) {
+  if (bytes.size() < kHeaderBytes || !is_adts_header(bytes) || fixed_bits(bytes) != fixed) return 0;
   const size_t length = size_t{bytes[3] & 3U} << 11 | size_t{bytes[4]} << 3 | bytes[5] >> 5;
   return length >= kHeaderBytes ? length : 0;
 }
@@ -52,14 +37,22 @@ bool begins_tag(std::span<const uint8_t> bytes) {
   return bytes.size() >= kTagMark.size() && std::equal(kTagMark.begin(), kTagMark.end(), bytes.begin());
 }
 
+// What may follow the last frame: padding, or a tag of another kind.
+bool is_tail(std::span<const uint8_t> bytes) {
+  const std::span<const uint8_t> mark = bytes.first(std::min(bytes.size(), kTailMarkBytes));
+  const auto is_zero = [](uint8_t byte) { return byte == 0; };
+  return std::ranges::all_of(mark, is_zero) || std::ranges::equal(mark, std::string_view("APETAGEX")) ||
+         begins_tag(bytes);
+}
+
 // Returns the offset of the next frame that another one follows at once, or `end`.
-uint64_t find_frames(Block& block, uint64_t begin, uint64_t end) {
+uint64_t find_frames(BlockReader& block, const FixedBits& fixed, uint64_t begin, uint64_t end) {
   for (uint64_t offset = begin; offset + 2 * kHeaderBytes <= end; ++offset) {
     const std::span<const uint8_t> bytes = block.from(offset, kHeaderBytes);
     if (bytes.size() < kHeaderBytes) return end;  // the file ends, or cannot be read
-    const size_t length = frame_length(bytes);
+    const size_t length = frame_length(bytes, fixed);
     if (length != 0 && offset + length + kHeaderBytes <= end &&
-        frame_length(block.from(offset + length, kHeaderBytes)) != 0)
+        frame_length(block.from(offset + length, kHeaderBytes), fixed) != 0)
       return offset;
   }
   return end;
@@ -73,22 +66,21 @@ bool is_adts_header(std::span<const uint8_t> bytes) {
 
 AdtsFrames walk_adts_frames(FileStream& stream, uint64_t begin, uint64_t end,
                             const std::function<bool(uint64_t number, uint64_t offset)>& on_frame) {
-  Block block(stream);
+  BlockReader block(stream);
   AdtsFrames frames{.end = begin};
+  const FixedBits fixed = fixed_bits(block.from(begin, kHeaderBytes));
   for (uint64_t offset = begin; offset < end;) {
     const std::span<const uint8_t> header = block.from(offset, kHeaderBytes);
-    const size_t length = frame_length(header);
+    const size_t length = frame_length(header, fixed);
     if (length == 0) {
       const bool begins_frame = !header.empty() && header[0] == 0xFF;
-      const uint64_t next = find_frames(block, offset + 1, end);
+      const uint64_t next = find_frames(block, fixed, offset + 1, end);
       if (next == end) {
         frames.is_cut = begins_frame && offset == frames.end && end - offset < kHeaderBytes;
+        if (!frames.is_cut && !is_tail(block.from(offset, kTailMarkBytes))) frames.add_gap(offset, end);
         return frames;
       }
-      if (!begins_tag(block.from(offset, kTagMark.size()))) {
-        if (frames.gap_bytes == 0) frames.gap_offset = offset;
-        frames.gap_bytes += next - offset;
-      }
+      if (!begins_tag(block.from(offset, kTagMark.size()))) frames.add_gap(offset, next);
       offset = next;
       continue;
     }

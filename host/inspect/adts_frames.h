@@ -15,6 +15,11 @@ struct AdtsFrames {
   bool is_cut = false;      // the stream ends inside another frame
   uint64_t gap_bytes = 0;   // bytes between frames that belong to none and to no tag
   uint64_t gap_offset = 0;  // of the first of them
+
+  void add_gap(uint64_t begin, uint64_t gap_end) {
+    if (gap_bytes == 0) gap_offset = begin;
+    gap_bytes += gap_end - begin;
+  }
 };
 
 // True if the bytes, at least two, begin a frame of any profile.

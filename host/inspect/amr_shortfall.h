@@ -9,10 +9,20 @@
 
 namespace zdr::host {
 
-// What a play of a whole file that delivered `payload_bytes` has left out: a last frame that would be a media
-// sample of its own (exit code kDone), a frame that is cut off, or what follows a byte that cannot begin a
-// frame (kLoss).
-std::optional<Diagnosis> find_amr_shortfall(const std::string& file, bool is_wide_band,
-                                            uint64_t payload_bytes);
+struct AmrDelivery {
+  bool is_from_start;
+  bool is_to_end;
+  bool is_wide_band;
+  bool is_damaged;  // a sample had a frame of an impossible type or size
+  uint64_t payload_bytes;
+  int64_t stop;          // of the pin, in 100 ns units
+  int64_t last_start;    // media time of the last sample, which is the end of its first frame
+  uint32_t last_frames;  // in the last sample
+};
+
+// What a play has left out up to its stop position: a last frame that would be a media sample of its own
+// (exit code kDone), a frame that is cut off, or what follows a byte that cannot begin a frame (kLoss).
+// Reads only what was not delivered, unless something is wrong or the play began inside the file.
+std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDelivery& delivery);
 
 }  // namespace zdr::host

@@ -35,12 +35,17 @@ SourceKind kind_of_content(std::span<const uint8_t> bytes) {
   return mp4source::SOURCE_KIND_NONE;
 }
 
+bool is_known_speech(std::string_view text) {
+  return text.starts_with("#!AMR\n") || text.starts_with("#!AMR-WB\n");
+}
+
 }  // namespace
 
 void report_content_hint(const std::string& file, Messages& messages) {
   FileStream stream(file);
   std::array<uint8_t, 16> bytes{};
   const size_t count = stream.read_at(0, bytes);
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), count);
   const SourceKind named = mp4source::source_kind_of(file);
   const SourceKind found = kind_of_content(std::span(bytes).first(count));
   const auto* const known = std::ranges::find(kKindNames, found, &KindName::kind);
@@ -51,6 +56,13 @@ void report_content_hint(const std::string& file, Messages& messages) {
                    std::string("looks like ") + known->name + "; rename it to " + known->extension +
                        " to play it as one",
                    ""});
+  } else if (named == mp4source::SOURCE_KIND_AMR && found == named && !is_known_speech(text)) {
+    messages.note(
+        {MessageCode::kFileTypeUnknown,
+         file,
+         {},
+         "its first line is neither #!AMR nor #!AMR-WB; files of several channels are not supported",
+         ""});
   } else if (named == mp4source::SOURCE_KIND_AMR && found != named && count != 0) {
     messages.note(
         {MessageCode::kFileTypeUnknown, file, {}, "does not begin with #!AMR, so it may not be speech", ""});

@@ -1,6 +1,8 @@
 // Hides the two words of an offset.
 #include "host/inspect/file_stream.h"
 
+#include <algorithm>
+
 namespace zdr::host {
 
 FileStream::FileStream(const std::string& file)
@@ -15,6 +17,16 @@ size_t FileStream::read_at(uint64_t offset, std::span<uint8_t> buffer) {
       FMGR_FReadAt(stream_.get(), static_cast<uint32_t>(offset), static_cast<uint32_t>(offset >> 32),
                    buffer.data(), static_cast<uint32_t>(buffer.size()), &moved);
   return status == FMGR_OK && moved > 0 ? static_cast<size_t>(moved) : 0;
+}
+
+std::span<const uint8_t> BlockReader::from(uint64_t offset, size_t count) {
+  constexpr size_t kBlockBytes = 256 * 1024;
+  if (offset < begin_ || offset + count > begin_ + bytes_.size()) {
+    bytes_.resize(kBlockBytes);
+    bytes_.resize(stream_.read_at(offset, bytes_));
+    begin_ = offset;
+  }
+  return std::span(bytes_).subspan(static_cast<size_t>(std::min<uint64_t>(offset - begin_, bytes_.size())));
 }
 
 }  // namespace zdr::host

@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "host/inspect/managed_file.h"
 
@@ -31,6 +32,21 @@ class FileStream {
   ManagedFile file_;
   std::unique_ptr<FMGR_Stream, CloseStream> stream_;
   uint64_t size_ = 0;
+};
+
+// A window into a file, for walks that read a few bytes here and there in ascending order.
+class BlockReader {
+ public:
+  explicit BlockReader(FileStream& stream) : stream_(stream) {}
+
+  // The bytes from `offset` on, at least `count` of them unless the file ends earlier or cannot be read.
+  // Valid until the next call.
+  std::span<const uint8_t> from(uint64_t offset, size_t count);
+
+ private:
+  FileStream& stream_;
+  std::vector<uint8_t> bytes_;
+  uint64_t begin_ = 0;
 };
 
 }  // namespace zdr::host

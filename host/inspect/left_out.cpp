@@ -93,21 +93,28 @@ class LeftOut {
   // Tracks before the one that is played could not be used; tracks after it are left out by design.
   void add_tracks_of_kind(bool wants_audio) {
     const bool has_pin = !kinds_ || (wants_audio ? kinds_->audio : kinds_->video);
-    const TrackRecord* const played = has_pin ? played_track(movie_, wants_audio) : nullptr;
+    const TrackRecord* const first = played_track(movie_, wants_audio);
+    const TrackRecord* const played = has_pin ? first : nullptr;
+    if (played != nullptr && kinds_) add_faults(*played);
     bool is_further = false;
     size_t listed = 0;
     for (const TrackRecord& track : movie_.record().tracks) {
       if (!(wants_audio ? is_audio(track) : is_video(track))) continue;
       const bool has_place = !is_further;
-      is_further = is_further || played == nullptr || &track == played;
+      is_further = is_further || first == nullptr || &track == first;
       if (&track == played || listed++ >= kMostTracks) continue;
       if (!has_place) {
-        add(ExitCode::kDone, MessageCode::kTrackNotPlayed, place_of(track),
-            std::string("not played: only the first ") + (wants_audio ? "audio" : "video") +
-                " track is played");
+        entries_.push_back(further_track(track));
       } else if (kinds_) {
         entries_.push_back(note_unless_loss(why_not_played(movie_, track)));
       }
+    }
+  }
+
+  // What is wrong with a track although it can be played.
+  void add_faults(const TrackRecord& track) {
+    for (const char* const fault : faults_of(movie_, track)) {
+      add(ExitCode::kLoss, MessageCode::kFileDamaged, place_of(track), fault);
     }
   }
 
@@ -189,10 +196,16 @@ ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
   for (const Diagnosis& entry : LeftOut(*movie, kinds).find()) {
     worst = worse_of(worst, messages.report(file, entry));
   }
-  const std::string edits = with_edits && kinds ? unapplied_edits(*movie, *kinds) : "";
+  if (with_edits && kinds) report_unapplied_edits(file, movie, *kinds, messages);
+  return worst;
+}
+
+void report_unapplied_edits(const std::string& file, const ParsedMovie* movie, PlayableKinds kinds,
+                            Messages& messages) {
+  if (movie == nullptr || !movie->is_open()) return;
+  const std::string edits = unapplied_edits(*movie, kinds);
   if (!edits.empty())
     messages.note({MessageCode::kEditsNotApplied, file, {}, "edit lists are not applied: " + edits, ""});
-  return worst;
 }
 
 }  // namespace zdr::host

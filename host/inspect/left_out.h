@@ -28,4 +28,8 @@ ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
 // costs a track, else a note.
 std::optional<Diagnosis> find_damage(const ParsedMovie& movie);
 
+// Reports the edits that are not applied of the tracks of these kinds, which are played.
+void report_unapplied_edits(const std::string& file, const ParsedMovie* movie, PlayableKinds kinds,
+                            Messages& messages);
+
 }  // namespace zdr::host

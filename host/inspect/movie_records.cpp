@@ -8,6 +8,8 @@ namespace zdr::host {
 namespace {
 
 constexpr std::string_view kTrackPath = "moov/trak[";
+constexpr std::string_view kFirstReference = "/mdia/minf/dinf/dref/url [1]";
+constexpr uint64_t kTableHeader = 16;  // bytes before the entries of a sample table
 constexpr std::string_view kEntryPath = "/mdia/minf/stbl/stsd/";
 
 }  // namespace
@@ -36,7 +38,7 @@ void MovieRecorder::on_field(void* caller, const P3gppBoxField* field) noexcept 
 
 MovieRecorder::ReadField MovieRecorder::begin_box(const P3gppBox& box) {
   const std::string_view path = box.path;
-  if (path == "moof" || path == "moov/mvex") record_.may_have_fragments = true;
+  if (path == "moof") record_.has_fragment = true;
   if (path == "moov" && box.size > 1) record_.movie_end = box.offset + box.size;
   if (path == "moov/mvhd") return &MovieRecorder::read_movie_header;
   return path.starts_with(kTrackPath) ? begin_track_box(box) : nullptr;
@@ -62,6 +64,8 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
                                   {"/mdia/hdlr", &MovieRecorder::read_handler},
                                   {"/mdia/mdhd", &MovieRecorder::read_media_header},
                                   {"/mdia/minf/stbl/stss", &MovieRecorder::read_sync_samples},
+                                  {"/mdia/minf/stbl/stts", &MovieRecorder::read_times},
+                                  {"/mdia/minf/stbl/stsc", &MovieRecorder::read_chunk_runs},
                                   {"/edts/elst", &MovieRecorder::read_edit}};
   const std::string_view path = box.path;
   TrackRecord& track = track_at(path);
@@ -70,6 +74,11 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
     if (track.sample_entries++ == 0) track.sample_entry = box.type;
   }
   if (rest == "/mdia/minf/stbl/stz2") track.has_compact_sizes = true;
+  if (rest == "/mdia/minf/stbl/stsc") track.chunk_runs_offset = box.offset + kTableHeader;
+  constexpr uint32_t kSelfContained = 1;
+  constexpr uint64_t kWithoutLocation = 12;  // some writers forget the flag
+  const bool names_file = (box.flags & kSelfContained) == 0 && box.size > kWithoutLocation;
+  if (rest == kFirstReference && names_file) track.has_external_data = true;
   for (const Row& row : kRows) {
     if (rest != row.path) continue;
     const bool is_header = row.path == "/tkhd" || row.path == "/mdia/mdhd";
@@ -103,6 +112,14 @@ void MovieRecorder::read_media_header(const P3gppBoxField& field) {
 void MovieRecorder::read_sync_samples(const P3gppBoxField& field) {
   if (std::string_view(field.name) == "entry_count")
     record_.tracks.back().sync_samples = static_cast<uint32_t>(field.number);
+}
+
+void MovieRecorder::read_times(const P3gppBoxField& field) {
+  if (std::string_view(field.name) == "entry_count") record_.tracks.back().timed_runs = field.number;
+}
+
+void MovieRecorder::read_chunk_runs(const P3gppBoxField& field) {
+  if (std::string_view(field.name) == "entry_count") record_.tracks.back().chunk_runs = field.number;
 }
 
 void MovieRecorder::read_edit(const P3gppBoxField& field) {

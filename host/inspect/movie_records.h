@@ -29,6 +29,10 @@ struct TrackRecord {
   uint32_t sample_entries = 0;
   std::optional<uint32_t> sync_samples;  // none without a table of them: all are sync samples
   bool has_compact_sizes = false;        // stz2 in place of stsz
+  std::optional<uint64_t> timed_runs;    // entries of stts; none without this table
+  bool has_external_data = false;        // the first data reference names another file
+  uint64_t chunk_runs_offset = 0;        // of the entries of stsc; 0 without this table
+  uint64_t chunk_runs = 0;
   uint64_t time_scale = 0;
   uint64_t duration = 0;        // in units of the track
   bool has_wide_times = false;  // headers of version 1, whose 64-bit times the parser does not read
@@ -37,7 +41,7 @@ struct TrackRecord {
 
 struct MovieRecord {
   uint64_t time_scale = 0;
-  bool may_have_fragments = false;
+  bool has_fragment = false;        // before the movie box
   uint64_t movie_end = 0;           // offset after the movie box; 0 if its size is not known
   std::vector<TrackRecord> tracks;  // in file order, including those that could not be read
 };
@@ -72,6 +76,8 @@ class MovieRecorder {
   void read_handler(const P3gppBoxField& field);
   void read_media_header(const P3gppBoxField& field);
   void read_sync_samples(const P3gppBoxField& field);
+  void read_times(const P3gppBoxField& field);
+  void read_chunk_runs(const P3gppBoxField& field);
   void read_edit(const P3gppBoxField& field);
 
   const P3gppBoxVisitor* observer_;

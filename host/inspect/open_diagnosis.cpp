@@ -34,7 +34,10 @@ Diagnosis diagnose_unplayable(const ParsedMovie& movie) {
   Diagnosis result{ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, {}, "", ""};
   for (const TrackRecord& track : movie.record().tracks) {
     if (!is_audio(track) && !is_video(track)) continue;
-    const Diagnosis found = why_not_played(movie, track);
+    const TrackRecord* const first =
+        movie.first_track(is_audio(track) ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO);
+    const bool is_further = first != nullptr && track.number > first->number;
+    const Diagnosis found = is_further ? further_track(track) : why_not_played(movie, track);
     if (found.exit_code == ExitCode::kLoss) result.exit_code = ExitCode::kCannotOpen;
     if (result.reason.size() > kLongestReason) continue;  // a hostile file may have thousands of tracks
     result.reason += (result.reason.empty() ? "" : "; ") + found.place.text() + ": " + found.reason;

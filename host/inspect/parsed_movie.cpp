@@ -2,7 +2,9 @@
 #include "host/inspect/parsed_movie.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
+#include <span>
 #include <system_error>
 #include <utility>
 
@@ -26,13 +28,34 @@ ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observe
 }
 
 bool ParsedMovie::has_box(std::string_view type, uint64_t begin, uint64_t end) const {
+  constexpr uint32_t kMostBoxes = 100'000;  // a hostile file may have millions
   FileStream stream(name_);
   bool found = false;
+  uint32_t boxes = 0;
   walk_box_headers(stream, begin, std::min(end, stream.size()), [&](const BoxHeader& box) {
     found = box.name() == type;
-    return !found;
+    return !found && ++boxes < kMostBoxes;
   });
   return found;
+}
+
+bool ParsedMovie::has_invalid_description(const TrackRecord& track) const {
+  constexpr uint64_t kEntryBytes = 12;  // first chunk, samples a chunk, sample description
+  std::array<uint8_t, 512 * kEntryBytes> entries;
+  FileStream stream(name_);
+  uint64_t offset = track.chunk_runs_offset;
+  for (uint64_t left = track.chunk_runs * kEntryBytes; left != 0;) {
+    const std::span<uint8_t> wanted = std::span(entries).first(std::min<uint64_t>(left, entries.size()));
+    if (stream.read_at(offset, wanted) != wanted.size()) return false;  // reported when its samples are read
+    for (size_t at = 0; at < wanted.size(); at += kEntryBytes) {
+      const uint32_t description =
+          uint32_t{entries[at + 8]} << 24 | entries[at + 9] << 16 | entries[at + 10] << 8 | entries[at + 11];
+      if (description == 0 || description > track.sample_entries) return true;
+    }
+    offset += wanted.size();
+    left -= wanted.size();
+  }
+  return false;
 }
 
 std::vector<uint32_t> ParsedMovie::track_ids(uint32_t type) const {

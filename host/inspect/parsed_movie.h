@@ -39,7 +39,12 @@ class ParsedMovie {
   // True if a box of the type is between the two offsets, whatever the parser made of it.
   bool has_box(std::string_view type, uint64_t begin, uint64_t end) const;
   // True if samples are in movie fragments, which the parser does not read.
-  bool has_fragments() const { return record_.may_have_fragments && has_box("moof", 0, UINT64_MAX); }
+  bool has_fragments() const {
+    return record_.has_fragment || has_box("moof", record_.movie_end, UINT64_MAX);
+  }
+
+  // True if a run of chunks refers to a sample description that the track does not have.
+  bool has_invalid_description(const TrackRecord& track) const;
 
   // IDs of the audio or the video tracks (P3GPP_TRACK_), in file order.
   std::vector<uint32_t> track_ids(uint32_t type) const;

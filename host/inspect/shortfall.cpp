@@ -82,6 +82,42 @@ std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const st
   return Shortfall{0, facts.samples, Missing::kUnknown};
 }
 
+// Walks over a part of a track: to the units of the last delivered sample, and to the one after them.
+class PartWalk {
+ public:
+  PartWalk(P3gppTrack* track, const TrackFacts& facts, const PartDelivery& delivery)
+      : track_(track), facts_(facts), delivery_(delivery) {}
+
+  // The first access unit that is missing; nothing if the part ends before it or the walk was ended.
+  std::optional<P3gppSample> find_missing(const WalkWatcher& watch) {
+    P3gppSample sample{};
+    for (sample.number = 1; sample.number <= facts_.samples; ++sample.number) {
+      if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, facts_.samples)) return std::nullopt;
+      if (P3GPP_ReadSample(track_, &sample) != P3GPP_OK) return std::nullopt;
+      const int64_t start = start_of(sample, facts_.time_scale);
+      if (start > delivery_.stop) return std::nullopt;
+      if (is_missing(sample, start)) return sample;
+    }
+    return std::nullopt;
+  }
+
+ private:
+  // Without a delivered sample, the unit at the requested start is missing. Otherwise the one that follows
+  // the units of the last sample, which may be several.
+  bool is_missing(const P3gppSample& sample, int64_t start) {
+    if (delivery_.samples == 0) return start >= delivery_.start;
+    if (start < delivery_.last_sample_start) return false;
+    const bool is_delivered = start == delivery_.last_sample_start || bytes_ < delivery_.last_sample_bytes;
+    bytes_ = (start == delivery_.last_sample_start ? 0 : bytes_) + sample.size;
+    return !is_delivered;
+  }
+
+  P3gppTrack* const track_;
+  const TrackFacts& facts_;
+  const PartDelivery& delivery_;
+  uint64_t bytes_ = 0;  // from the last unit that has the start of the last delivered sample
+};
+
 }  // namespace
 
 uint32_t samples_of_other_descriptions(const ParsedMovie& movie, uint32_t track_type,
@@ -110,8 +146,27 @@ std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::str
   if (ids.empty()) return std::nullopt;
   std::optional<Shortfall> shortfall = compare(movie, ids[0], file, delivery, watch);
   const TrackRecord* const record = movie.first_track(delivery.track_type);
-  if (shortfall && record != nullptr) shortfall->has_wide_times = record->has_wide_times;
+  if (!shortfall || record == nullptr) return shortfall;
+  shortfall->has_wide_times = record->has_wide_times;
+  const bool has_times = record->timed_runs.value_or(0) != 0;
+  if (shortfall->reason == Missing::kNone && has_times) shortfall->reason = Missing::kNotInSizes;
   return shortfall;
+}
+
+std::optional<EarlyEnd> find_early_end(const ParsedMovie& movie, const std::string& file,
+                                       const PartDelivery& delivery, const WalkWatcher& watch) {
+  const TrackRecord* const record = movie.first_track(delivery.track_type);
+  TrackFacts facts;
+  if (record == nullptr || movie.get_facts(*record->id, facts) != P3GPP_OK) return std::nullopt;
+  if (record->has_wide_times) return EarlyEnd{delivery.last_sample_start, Missing::kUnknown, true};
+  P3gppTrack* opened = nullptr;
+  if (P3GPP_OpenTrack(movie.file(), &opened, *record->id, kTrackCacheBytes) != P3GPP_OK) return std::nullopt;
+  const OpenTrack track(opened);
+  const auto missing = PartWalk(opened, facts, delivery).find_missing(watch);
+  if (!missing) return std::nullopt;
+  std::error_code code;
+  const bool is_inside = lies_within(*missing, std::filesystem::file_size(file, code));
+  return EarlyEnd{start_of(*missing, facts.time_scale), is_inside ? Missing::kUnknown : Missing::kCutOff};
 }
 
 }  // namespace zdr::host

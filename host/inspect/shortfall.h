@@ -18,6 +18,16 @@ struct Delivery {
   int64_t stop_position;  // of the pin, in 100 ns units; 0: its duration is unknown
 };
 
+// What a pin has delivered of a part of a track.
+struct PartDelivery {
+  uint32_t track_type;
+  uint64_t samples;
+  int64_t start;              // the requested start, in 100 ns units
+  int64_t stop;               // of the pin: the requested stop or the end of the track
+  int64_t last_sample_start;  // media time
+  uint64_t last_sample_bytes;
+};
+
 // Why access units are missing.
 enum class Missing {
   kNone,               // the track has none either
@@ -26,6 +36,13 @@ enum class Missing {
   kCutOff,             // the next one extends past the end of the file
   kNotInSizes,         // the table of times has more access units than the table of sizes
   kUnknown,
+};
+
+// The next access unit after a part that ended too early.
+struct EarlyEnd {
+  int64_t time;  // when it should have been delivered, in 100 ns units
+  Missing reason;
+  bool has_wide_times = false;
 };
 
 struct Shortfall {
@@ -47,5 +64,9 @@ uint32_t samples_of_other_descriptions(const ParsedMovie& movie, uint32_t track_
 // units are missing.
 std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::string& file,
                                         const Delivery& delivery, const WalkWatcher& watch);
+
+// The same for a part of a track: returns nothing if the access unit after the last one is beyond the part.
+std::optional<EarlyEnd> find_early_end(const ParsedMovie& movie, const std::string& file,
+                                       const PartDelivery& delivery, const WalkWatcher& watch);
 
 }  // namespace zdr::host

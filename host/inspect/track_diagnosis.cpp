@@ -126,8 +126,12 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
   }
   if (!state.aac_refusal.empty()) return diagnose(ExitCode::kNotSupported, track, state.aac_refusal);
   const bool is_described = state.status == P3GPP_OK || state.object_type != 0;
-  if (is_described && state.samples == 0)
-    return diagnose(ExitCode::kDone, track, "has no samples in its tables");
+  if (is_described && state.samples == 0) {
+    return track.timed_runs.value_or(0) == 0
+               ? diagnose(ExitCode::kDone, track, "its tables list no samples")
+               : diagnose(ExitCode::kLoss, track,
+                          "damaged: its samples have times in the tables, but no sizes");
+  }
   if (state.status == P3GPP_ERR_NO_TABLE && track.has_compact_sizes)
     return diagnose(ExitCode::kNotSupported, track, "its sizes are in an stz2 box, which is not read");
   if (state.status != P3GPP_OK) {
@@ -138,6 +142,21 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
     return diagnose(ExitCode::kLoss, track,
                     "not played, because another track has the ID " + std::to_string(*track.id));
   return diagnose(ExitCode::kLoss, track, "damaged: its configuration or first access unit cannot be used");
+}
+
+Diagnosis further_track(const TrackRecord& track) {
+  const std::string kind = is_audio(track) ? "audio" : "video";
+  return diagnose(ExitCode::kDone, track, "not played: only the first " + kind + " track is played");
+}
+
+std::vector<const char*> faults_of(const ParsedMovie& movie, const TrackRecord& track) {
+  std::vector<const char*> faults;
+  if (track.has_external_data) faults.push_back("its media data are in another file, which is not read");
+  if (track.time_scale == 0) faults.push_back("damaged: its time scale is 0, so its samples have no times");
+  if (track.timed_runs == 0) faults.push_back("damaged: its table of times is empty");
+  if (movie.has_invalid_description(track))
+    faults.push_back("damaged: its samples refer to a sample description that does not exist");
+  return faults;
 }
 
 }  // namespace zdr::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/inspect/parsed_movie.h"
 #include "host/messages.h"
@@ -16,5 +17,11 @@ bool is_audio(const TrackRecord& track);
 // The exit code is kNotSupported for a codec or protection that is not supported, kDone for a track that has
 // no samples, and kLoss for one that is damaged.
 Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track);
+
+// For a track after the one that the filter plays, or would play.
+Diagnosis further_track(const TrackRecord& track);
+
+// What makes the samples of a track wrong although it can be played; empty if nothing is seen.
+std::vector<const char*> faults_of(const ParsedMovie& movie, const TrackRecord& track);
 
 }  // namespace zdr::host

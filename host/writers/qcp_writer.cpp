@@ -70,6 +70,19 @@ const QcpCodec kEvrcCodec = {
     {{{4, 22}, {3, 10}, {2, 5}, {1, 2}, {0, 0}}},
     5};
 
+SpeechFrames count_speech_frames(const QcpCodec& codec, Bytes rest) {
+  uint32_t count = 0;
+  while (!rest.empty()) {
+    const auto* end = codec.rates.begin() + codec.rate_count;
+    const auto* rate =
+        std::find_if(codec.rates.begin(), end, [&](SpeechRate r) { return r.octet == rest[0]; });
+    if (rate == end || rest.size() < rate->frame_bytes + 1u) return {count, false};
+    rest = rest.subspan(rate->frame_bytes + 1u);
+    ++count;
+  }
+  return {count, true};
+}
+
 bool QcpWriter::begin(OutputFile& file) {
   RiffHeader header;
   header.text("RIFF");
@@ -85,22 +98,10 @@ bool QcpWriter::begin(OutputFile& file) {
   return file.write(header.bytes());
 }
 
-void QcpWriter::count_frames(Bytes sample) {
-  while (!sample.empty()) {
-    const auto* end = codec_.rates.begin() + codec_.rate_count;
-    const auto* rate =
-        std::find_if(codec_.rates.begin(), end, [&](SpeechRate r) { return r.octet == sample[0]; });
-    if (rate == end || sample.size() < rate->frame_bytes + 1u) {
-      note_damage("speech frame with an unknown rate octet or cut off");
-      return;
-    }
-    sample = sample.subspan(rate->frame_bytes + 1u);
-    ++frames_;
-  }
-}
-
 bool QcpWriter::write(OutputFile& file, Bytes sample) {
-  count_frames(sample);
+  const SpeechFrames frames = count_speech_frames(codec_, sample);
+  if (!frames.is_whole) note_damage(kSpeechFrameDamage);
+  frames_ += frames.count;
   return file.write(sample);
 }
 

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
+#include <span>
 
 #include "host/writers/stream_writer.h"
 
@@ -23,6 +25,14 @@ struct QcpCodec {
   unsigned rate_count;
 };
 
+// The frames of an access unit, each of which begins with its rate octet.
+struct SpeechFrames {
+  uint32_t count;
+  bool is_whole;  // nothing but whole frames of known rates
+};
+SpeechFrames count_speech_frames(const QcpCodec& codec, std::span<const uint8_t> access_unit);
+inline constexpr const char* kSpeechFrameDamage = "speech frame with an unknown rate octet or cut off";
+
 extern const QcpCodec kQcelpCodec;
 extern const QcpCodec kEvrcCodec;
 
@@ -38,8 +48,6 @@ class QcpWriter : public StreamWriter {
   bool seal(OutputFile& file) override;
 
  private:
-  void count_frames(Bytes sample);
-
   const QcpCodec& codec_;
   uint32_t frames_ = 0;
 };

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/video_format.h"
 #include "host/writers/byte_order.h"
 
 namespace zdr::host {
@@ -30,7 +31,7 @@ size_t configuration_length(Bytes extra) {
 
 AnnexBWriter::AnnexBWriter(Bytes extra) {
   if (extra.size() < 2) return;
-  length_size_ = (extra[0] & 3u) + 1;
+  length_size_ = nal_length_bytes(extra);
   if (!convert(extra.subspan(2), kParameterSetLengthSize)) note_damage("parameter sets cut off");
   parameter_sets_.swap(out_);
 }

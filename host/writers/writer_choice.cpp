@@ -7,6 +7,7 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/aac_format.h"
+#include "host/video_format.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
 #include "host/writers/qcp_writer.h"
@@ -25,15 +26,6 @@ class MagicWriter : public StreamWriter {
  private:
   std::string_view magic_;
 };
-
-Bytes format_extra(const AM_MEDIA_TYPE& type, size_t fixed_bytes) {
-  if (type.pbFormat == nullptr || type.cbFormat < fixed_bytes) return {};
-  return Bytes(type.pbFormat, type.cbFormat).subspan(fixed_bytes);
-}
-
-Bytes video_extra(const AM_MEDIA_TYPE& type) {
-  return format_extra(type, sizeof(VIDEOINFOHEADER));
-}
 
 // Both syntaxes begin with 0x0B77. E-AC-3 has a bitstream identification (bsid) above 10 (ETSI TS 102 366,
 // annex E).

@@ -11,7 +11,10 @@ namespace {
 class Media : public testing::Test {
  protected:
   void add(const std::string& name, const MovieDescription& movie) {
-    const Bytes bytes = build_movie(movie).bytes;
+    BuiltMovie built = build_movie(movie);
+    for (size_t i = 0; i < movie.tracks.size(); ++i)
+      make_whole(movie.tracks[i], built.sample_offsets[i], built);
+    const Bytes& bytes = built.bytes;
     write_file(folder_ / name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   }
   void add(const std::string& name, const TrackDescription& track) {
@@ -23,6 +26,18 @@ class Media : public testing::Test {
     track.appended["trak"] = box("udta", concat({full_hinf(), hnti("v=0\r\n")}));
     add(name, MovieDescription{.tracks = {track},
                                .moov_children = concat({box("udta", user_data), moov_children})});
+  }
+
+  // Gives samples of the usual sizes content that is whole: speech frames of 12.2 kbit/s, whose every byte
+  // could begin one, and a NAL unit length.
+  static void make_whole(const TrackDescription& track, const std::vector<uint64_t>& offsets,
+                         BuiltMovie& built) {
+    for (size_t i = 0; i < offsets.size(); ++i) {
+      uint8_t* const sample = built.bytes.data() + offsets[i];
+      const bool is_speech = track.sample_entries[0][4] == 's';
+      if (is_speech) std::fill_n(sample, track.sizes[i], 0x3C);
+      if (track.handler == "vide" && track.sizes[i] == 20) std::copy_n("\0\0\0\x10", 4, sample);
+    }
   }
 
   TempFolder folder_;
@@ -139,17 +154,17 @@ TEST_F(ZdrInspection, ShowsTagsBoxesAndWhatIsLeftOut) {
   expect_transcript("inspection", folder_);
 }
 
-// 2000 chunks of one sample of 100 bytes, alternating between two offsets whose samples overlap: consecutive
+// 2000 chunks of one sample of 96 bytes, alternating between two offsets whose samples overlap: consecutive
 // chunks at the same offset would be read as one.
 TrackDescription overlapping_track() {
-  TrackDescription track = amr_track(1, 101);
+  TrackDescription track = amr_track(1, 97);
   const uint64_t place =
       build_movie(MovieDescription{.tracks = {track}, .moov_first = false}).sample_offsets[0][0];
   std::vector<uint64_t> places(2000, place);
   for (size_t i = 0; i < places.size(); i += 2) ++places[i];
   track.replaced = {{"mdhd", mdhd({.time_scale = track.time_scale, .duration = 2000 * 160})},
                     {"stts", stts({{2000, 160}})},
-                    {"stsz", stsz(std::vector<uint32_t>(2000, 100))},
+                    {"stsz", stsz(std::vector<uint32_t>(2000, 96))},
                     {"stsc", stsc({{1, 1}})},
                     {"stco", stco(places)}};
   return track;
@@ -165,7 +180,7 @@ TEST_F(ZdrLosses, AreReported) {
   beyond.replaced = {{"stco", co64({0xFFFFFFFFFFFFFFF0})}};
   add("beyond.mp4", beyond);
   // The filter offers no media type for more than two channels.
-  add("surround.mp4", {.tracks = {with_configuration({0x12, 0x30}, 6), avc_track(3)}});
+  add("surround.mp4", {.tracks = {with_configuration({0x12, 0x30}, 6), avc_track(3, 21)}});
   expect_transcript("losses", folder_);
 }
 

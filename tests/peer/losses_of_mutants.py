@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
-"""losses_of_mutants.py [--seconds S] [--count N] zdr [file...]
+"""losses_of_mutants.py [--count N] zdr [file...]
 
 Damages the movie box of each sample in N ways (or cuts the file off), plays the mutant, and compares the bytes written with those
 of the undamaged file. A run that lacks more than 2 % must not end with 0, unless the mutant is itself a valid, smaller file:
 the tables of its tracks agree with each other and with their headers, and all that they describe was written.
+AAC and AMR files are damaged anywhere, and a run that lacks a single frame must not end with 0, unless the file was cut between
+two frames.
 Prints a table of the mutants by exit code, and the runs at fault.
 """
 import argparse
@@ -21,7 +23,9 @@ import peer_media
 
 LOSS = 0.02
 CONTAINERS = {b'moov', b'trak', b'mdia', b'minf', b'stbl', b'edts', b'udta', b'dinf'}
+MEDIA = peer_media.ISO | {'.aac', '.amr', '.awb'}
 PLAYED = {b'soun', b'vide'}
+SPEECH_BYTES = ((13, 14, 16, 18, 20, 21, 27, 32, 6, 1, 1, 1, 1, 1, 1, 1), (18, 24, 33, 37, 41, 47, 51, 59, 61, 6, 6, 1, 1, 1, 1, 1))
 
 Track = collections.namedtuple('Track', 'handler duration seconds sizes times chunked entry')
 
@@ -91,18 +95,35 @@ def is_sound(data, written, entries):
     return total <= written
 
 
+def extent(file):
+    """The size of an output; of decoded sound its time, because a damaged first frame may hide that the stream has twice the rate."""
+    if file.suffix != '.wav':
+        return file.stat().st_size
+    head = file.read_bytes()[:44]
+    return (file.stat().st_size - len(head)) / struct.unpack_from('<I', head, 28)[0]
+
+
 def written_by(zdr, path):
     with tempfile.TemporaryDirectory() as folder:
         done = subprocess.run([zdr, 'play', path, '-o', folder, '-q'], capture_output=True, timeout=60)
-        return done, sum(file.stat().st_size for file in pathlib.Path(folder).iterdir())
+        return done, sum(extent(file) for file in pathlib.Path(folder).iterdir())
+
+
+def ends_between_frames(data, cut):
+    """True if a stream of AAC or AMR frames is cut between two of them. The samples begin with a frame or with the line of AMR."""
+    at = data.index(b'\n') + 1 if data.startswith(b'#!AMR') else 0
+    sizes = SPEECH_BYTES[data.startswith(b'#!AMR-WB')]
+    while at < cut:
+        at += (data[at + 3] & 3) << 11 | data[at + 4] << 3 | data[at + 5] >> 5 if data[0] == 0xFF else sizes[data[at] >> 3 & 15]
+    return at == cut
 
 
 def mutate(data, moov, chance):
     """Returns a mutant of the file, and what was done to it."""
-    first, last = moov
+    first, last = moov or (0, len(data))
     place = chance.randrange(first, last - 4)
     changed = bytearray(data)
-    kind = chance.choice(('byte', 'word', 'word', 'type', 'cut', 'zeros'))
+    kind = chance.choice(('byte', 'word', 'word', 'type' if moov else 'byte', 'cut', 'zeros'))
     if kind == 'byte':
         changed[place] ^= chance.randrange(1, 256)
     elif kind == 'word':
@@ -124,7 +145,7 @@ def mutate(data, moov, chance):
 def check(zdr, path, number):
     """Returns what was done to a mutant, its exit code, the share that was lost, and the verdict on it ('' if none)."""
     data = path.read_bytes()
-    moov = find(data, 0, len(data), b'moov')
+    moov = find(data, 0, len(data), b'moov') if path.suffix in peer_media.ISO else None
     chance = random.Random(f'{path.name} {number}')
     mutant, deed = mutate(data, moov, chance)
     with tempfile.TemporaryDirectory() as folder:
@@ -137,6 +158,9 @@ def check(zdr, path, number):
     whole = sound_size(zdr, path)
     lost = 1 - size / whole
     verdict = ''
+    if moov is None:
+        is_cut = deed.startswith('cut ') and ends_between_frames(data, len(mutant))
+        return deed, done.returncode, lost, '' if lost <= 0 or done.returncode else 'sound' if is_cut else 'at fault'
     if lost > LOSS and done.returncode == 0:
         entries = {track.entry for track in tracks(data)}
         verdict = 'sound' if is_sound(mutant, size, entries) else 'at fault'
@@ -154,12 +178,11 @@ def sound_size(zdr, path):
 
 def main():
     parser = argparse.ArgumentParser(usage=__doc__)
-    parser.add_argument('--seconds', type=float, default=float('inf'))
     parser.add_argument('--count', type=int, default=150)
     parser.add_argument('zdr')
     parser.add_argument('files', nargs='*', type=pathlib.Path)
     chosen = parser.parse_args()
-    files = chosen.files or sorted(file for file in (peer_media.ROOT / 'samples').iterdir() if file.suffix in peer_media.ISO)
+    files = chosen.files or sorted(file for file in (peer_media.ROOT / 'samples').iterdir() if file.suffix in MEDIA)
     zdr = os.path.abspath(chosen.zdr)
     table, faults = collections.Counter(), []
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:

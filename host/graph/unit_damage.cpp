@@ -1,0 +1,92 @@
+// One check a codec.
+#include "host/graph/unit_damage.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "esparse/amr/amrf.h"
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/video_format.h"
+#include "host/writers/byte_order.h"
+#include "host/writers/qcp_writer.h"
+
+namespace zdr::host {
+namespace {
+
+// Each NAL unit is preceded by its length (ISO/IEC 14496-15).
+UnitReport examine_avc(const AM_MEDIA_TYPE& type, Bytes rest) {
+  const unsigned length_bytes = nal_length_bytes(video_extra(type));
+  if (rest.size() >= length_bytes && read_be(rest.data(), length_bytes) == 0) return {"empty NAL unit"};
+  while (!rest.empty()) {
+    const size_t length = rest.size() < length_bytes ? rest.size() : read_be(rest.data(), length_bytes);
+    if (rest.size() < length_bytes || length > rest.size() - length_bytes)
+      return {"NAL unit length runs past its access unit"};
+    rest = rest.subspan(length_bytes + length);
+  }
+  return {};
+}
+
+UnitReport examine_h263(const AM_MEDIA_TYPE&, Bytes sample) {
+  const bool begins_picture = sample.size() > 2 && read_be(sample.data(), 3) >> 2 == 0x20;
+  return {begins_picture ? nullptr : "picture without its start code"};
+}
+
+UnitReport examine_mpeg4_visual(const AM_MEDIA_TYPE&, Bytes sample) {
+  const bool has_start_code = sample.size() > 3 && read_be(sample.data(), 3) == 1;
+  return {has_start_code ? nullptr : "picture without its start code"};
+}
+
+// The same for E-AC-3 (ETSI TS 102 366).
+UnitReport examine_ac3(const AM_MEDIA_TYPE&, Bytes sample) {
+  const bool has_sync_word = sample.size() > 1 && read_be(sample.data(), 2) == 0x0B77;
+  return {has_sync_word ? nullptr : "AC-3 frame without its sync word"};
+}
+
+// Frames of the storage format (RFC 4867, 5.3).
+template <uint32_t (*FrameSize)(uint8_t) noexcept>
+UnitReport examine_amr(const AM_MEDIA_TYPE&, Bytes rest) {
+  constexpr uint8_t kZeroBits = 0x83;
+  UnitReport report;
+  while (!rest.empty()) {
+    const uint32_t size = FrameSize(rest[0]);
+    if ((rest[0] & kZeroBits) != 0 || size == 0 || size > rest.size()) {
+      report.damage = "speech frame of an impossible type or size";
+      return report;
+    }
+    ++report.speech_frames;
+    rest = rest.subspan(size);
+  }
+  return report;
+}
+
+template <const QcpCodec& Codec>
+UnitReport examine_qcp(const AM_MEDIA_TYPE&, Bytes sample) {
+  return {count_speech_frames(Codec, sample).is_whole ? nullptr : kSpeechFrameDamage};
+}
+
+struct ExaminerRow {
+  const GUID& subtype;
+  UnitReport (*examine)(const AM_MEDIA_TYPE& type, Bytes sample);
+};
+
+constexpr ExaminerRow kExaminers[] = {
+    {mp4source::kSubtypeAvc, examine_avc},
+    {mp4source::kSubtypeH263, examine_h263},
+    {mp4source::kSubtypeMpeg4Visual, examine_mpeg4_visual},
+    {mp4source::kSubtypeAmrNarrowBand, examine_amr<AMRF_FrameSizeNB>},
+    {mp4source::kSubtypeAmrWideBand, examine_amr<AMRF_FrameSizeWB>},
+    {mp4source::kSubtypeDolbyAc3, examine_ac3},
+    {mp4source::kSubtypeQcelp, examine_qcp<kQcelpCodec>},
+    {mp4source::kSubtypeEvrc, examine_qcp<kEvrcCodec>},
+};
+
+}  // namespace
+
+UnitReport examine_units(const AM_MEDIA_TYPE& type, Bytes sample) {
+  if (sample.empty()) return {};
+  const auto* const row =
+      std::ranges::find_if(kExaminers, [&](const ExaminerRow& each) { return each.subtype == type.subtype; });
+  return row == std::end(kExaminers) ? UnitReport{} : row->examine(type, sample);
+}
+
+}  // namespace zdr::host

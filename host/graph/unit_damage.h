@@ -1,0 +1,22 @@
+// Finds damage in access units without decoding them: sizes and start codes that contradict the codec. Media
+// data that were overwritten, or never written, show it.
+#pragma once
+
+#include <dshow.h>
+
+#include <cstdint>
+
+#include "host/bytes.h"
+
+namespace zdr::host {
+
+struct UnitReport {
+  const char* damage = nullptr;  // what is wrong with the sample; null if nothing is
+  uint32_t speech_frames = 0;    // of AMR, before the damage
+};
+
+// Examines one media sample, which may hold several access units. AAC is not examined: only decoding shows
+// its damage.
+UnitReport examine_units(const AM_MEDIA_TYPE& type, Bytes sample);
+
+}  // namespace zdr::host
