@@ -135,8 +135,10 @@ std::string output_folder_error(const Options& options) {
   if (options.output.empty()) return {};
   std::error_code code;
   std::filesystem::create_directories(as_path(options.output), code);
-  const bool usable = std::filesystem::is_directory(as_path(options.output), code);
-  return usable ? "" : "is not a folder that can be written to";
+  std::error_code ignored;
+  if (std::filesystem::is_directory(as_path(options.output), ignored)) return {};
+  const bool exists = std::filesystem::exists(as_path(options.output), ignored);
+  return exists ? "is not a folder" : "the folder cannot be created: " + code.message();
 }
 
 ExitCode refuse_folder(const Options& options, const std::string& reason, JsonReport& report) {

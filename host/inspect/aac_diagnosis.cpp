@@ -3,44 +3,34 @@
 
 #include <array>
 
+#include "host/adts_header.h"
 #include "host/inspect/aac_stream_view.h"
-#include "host/inspect/adts_frames.h"
+#include "host/inspect/file_stream.h"
 #include "host/inspect/id3_tags.h"
-#include "host/inspect/os_file.h"
 #include "host/messages.h"
 
 namespace zdr::host {
 namespace {
 
-// Reads the first bytes after the tag, where a stream that follows the tag directly begins.
-std::array<uint8_t, 4> stream_start(const std::string& file, uint32_t offset) {
-  std::array<uint8_t, 4> bytes{};
-  const OwnedFile handle = open_file(file);
-  if (handle && OS_fseek(handle.get(), static_cast<int32_t>(offset), OS_SEEK_BEGIN) == 0) {
-    OS_fread(bytes.data(), 1, static_cast<uint32_t>(bytes.size()), handle.get());
-  }
-  return bytes;
-}
-
 // Why the decoder does not support the stream of an ADTS header; empty if it does.
-std::string unsupported_adts(const std::array<uint8_t, 4>& start) {
+std::string unsupported_adts(const AdtsHeader& header) {
   constexpr const char* kProfiles[] = {"Main", "LC", "SSR", "LTP"};
-  const int profile = start[2] >> 6;
-  const int channels = (start[2] & 1) << 2 | start[3] >> 6;
-  if (profile != 1 && profile != 3) {
-    return std::string("its ADTS stream has the ") + kProfiles[profile] + " profile, which is not supported";
+  if (header.profile != 1 && header.profile != 3) {
+    return std::string("its ADTS stream has the ") + kProfiles[header.profile] +
+           " profile, which is not supported";
   }
-  if (channels > 2) {
-    return "its ADTS stream has channel configuration " + std::to_string(channels) +
+  if (header.channel_configuration > 2) {
+    return "its ADTS stream has channel configuration " + std::to_string(header.channel_configuration) +
            "; at most two channels are supported";
   }
   return {};
 }
 
 Diagnosis diagnose_stream(const std::string& file, uint32_t tag_bytes, const std::string& status) {
-  const auto start = stream_start(file, tag_bytes);
-  if (is_adts_header(start)) {
-    const std::string reason = unsupported_adts(start);
+  std::array<uint8_t, AdtsHeader::kBytes> start{};
+  const size_t count = FileStream(file).read_at(tag_bytes, start);
+  if (const auto header = read_adts_header(Bytes(start).first(count))) {
+    const std::string reason = unsupported_adts(*header);
     if (!reason.empty()) return {ExitCode::kNotSupported, MessageCode::kFileTypeUnknown, {}, reason, status};
     return {ExitCode::kCannotOpen,
             MessageCode::kFileDamaged,

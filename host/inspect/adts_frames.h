@@ -3,8 +3,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <span>
 
+#include "host/adts_header.h"
 #include "host/inspect/file_stream.h"
 
 namespace zdr::host {
@@ -22,10 +22,7 @@ struct AdtsFrames {
   }
 };
 
-// True if the bytes, at least two, begin a frame of any profile.
-bool is_adts_header(std::span<const uint8_t> bytes);
-
-// Counts from `begin` to `end`. Where no frame begins, skips to the next one that another follows at once.
+// Counts from `begin` to `end`. Where no frame begins, skips to the next one that is directly followed by another.
 // Calls `on_frame` with the number (from 1) and the offset of each frame; returning false ends the walk.
 AdtsFrames walk_adts_frames(FileStream& stream, uint64_t begin, uint64_t end,
                             const std::function<bool(uint64_t number, uint64_t offset)>& on_frame);

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
-#include "host/inspect/adts_frames.h"
+#include "host/adts_header.h"
 #include "host/inspect/file_stream.h"
 
 namespace zdr::host {

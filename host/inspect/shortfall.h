@@ -30,7 +30,7 @@ struct PartDelivery {
 
 // Why access units are missing.
 enum class Missing {
-  kNone,               // the track has none either
+  kNone,               // the track has no access units
   kAfterStop,          // the tables describe more than the duration of the track
   kShiftedBeyondStop,  // the edit list shifts the track beyond the end of the movie
   kCutOff,             // the next one extends past the end of the file
