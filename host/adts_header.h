@@ -31,12 +31,13 @@ inline bool is_adts_header(Bytes bytes) {
 // Nothing unless a whole header begins here.
 inline std::optional<AdtsHeader> read_adts_header(Bytes bytes) {
   if (bytes.size() < AdtsHeader::kBytes || !is_adts_header(bytes)) return std::nullopt;
-  return AdtsHeader{.fixed_bits = {bytes[0], bytes[1], bytes[2], static_cast<uint8_t>(bytes[3] & 0xF0)},
-                    .profile = uint32_t{bytes[2]} >> 6,
-                    .channel_configuration = (bytes[2] & 1u) << 2 | uint32_t{bytes[3]} >> 6,
-                    .has_crc = (bytes[1] & 1) == 0,
-                    .frame_length = size_t{bytes[3] & 3u} << 11 | size_t{bytes[4]} << 3 | size_t{bytes[5]} >> 5,
-                    .blocks = (bytes[6] & 3u) + 1};
+  return AdtsHeader{
+      .fixed_bits = {bytes[0], bytes[1], bytes[2], static_cast<uint8_t>(bytes[3] & 0xF0)},
+      .profile = uint32_t{bytes[2]} >> 6,
+      .channel_configuration = (bytes[2] & 1u) << 2 | uint32_t{bytes[3]} >> 6,
+      .has_crc = (bytes[1] & 1) == 0,
+      .frame_length = size_t{bytes[3] & 3u} << 11 | size_t{bytes[4]} << 3 | size_t{bytes[5]} >> 5,
+      .blocks = (bytes[6] & 3u) + 1};
 }
 
 }  // namespace zdr::host

@@ -9,7 +9,6 @@
 #include "host/inspect/aac_stream_view.h"
 #include "host/inspect/adts_frames.h"
 #include "host/inspect/file_stream.h"
-#include "host/inspect/id3_tags.h"
 #include "host/inspect/raw_frames.h"
 #include "host/memory.h"
 #include "host/messages.h"
@@ -35,34 +34,37 @@ uint64_t bytes_per_frame(const Zd_AAC_Dec_Config& config) {
       std::max<int64_t>(1, int64_t{config.frameLength} * rate_factor * config.channels * 2));
 }
 
-// An ID3v1 tag takes the last bytes of a file.
-uint64_t end_of_audio(FileStream& stream) {
+// The bytes of the audio, without tags and header.
+struct AudioRange {
+  uint64_t begin;
+  uint64_t end;
+};
+
+// An ID3v1 tag takes the last bytes of a file. The reader knows the size of the rest without its first tag.
+AudioRange audio_range(FileStream& stream, const AacStreamView& view) {
   constexpr uint64_t kTagBytes = 128;
   constexpr std::array<uint8_t, 3> kMark = {'T', 'A', 'G'};
   std::array<uint8_t, 3> bytes{};
   const uint64_t size = stream.size();
   const bool has_tag =
       size >= kTagBytes && stream.read_at(size - kTagBytes, bytes) == bytes.size() && bytes == kMark;
-  return has_tag ? size - kTagBytes : size;
+  const uint64_t end = has_tag ? size - kTagBytes : size;
+  return {end - std::min<uint64_t>(end, view.stream.audio_bytes), end};
 }
 
 FrameCount count_frames(const std::string& file, const AacStreamView& view,
                         const std::function<bool()>& watch) {
   FileStream stream(file);
-  const uint64_t begin = Id3Tags(file).v2_bytes();
-  std::array<uint8_t, 4> start{};
+  const auto [begin, end] = audio_range(stream, view);
+  std::array<uint8_t, 2> start{};
   stream.read_at(begin, start);
-  const AACF_StreamInfo& info = view.stream;
   if (!is_adts_header(start)) {
-    const uint64_t end = end_of_audio(stream);
-    const RawFrames frames =
-        count_raw_frames(stream, end - std::min<uint64_t>(end, info.audio_bytes), end, view.config, watch);
+    const RawFrames frames = count_raw_frames(stream, begin, end, view.config, watch);
     return {frames.count, frames.end, frames.end < end && watch(), {}};
   }
   constexpr uint64_t kFramesPerCall = 4096;
-  const AdtsFrames frames =
-      walk_adts_frames(stream, begin, begin + info.audio_bytes,
-                       [&](uint64_t number, uint64_t) { return number % kFramesPerCall != 0 || watch(); });
+  const AdtsFrames frames = walk_adts_frames(
+      stream, begin, end, [&](uint64_t number, uint64_t) { return number % kFramesPerCall != 0 || watch(); });
   return {frames.count, frames.end, frames.is_cut, frames};
 }
 
@@ -85,9 +87,9 @@ uint64_t undecodable_frame(const std::string& file, const std::function<bool()>&
 // " at offset 1234" of a frame of an ADTS stream.
 std::string offset_text(const std::string& file, const AacStreamView& view, uint64_t frame) {
   FileStream stream(file);
-  const uint64_t begin = Id3Tags(file).v2_bytes();
+  const auto [begin, end] = audio_range(stream, view);
   uint64_t found = 0;
-  walk_adts_frames(stream, begin, begin + view.stream.audio_bytes, [&](uint64_t number, uint64_t offset) {
+  walk_adts_frames(stream, begin, end, [&](uint64_t number, uint64_t offset) {
     if (number <= frame) found = offset;  // a frame with several blocks has the number of its first
     return number < frame;
   });

@@ -19,6 +19,9 @@ chmod go-w .
 export LC_ALL=C ZDR_REGISTRY=$PWD/registry.reg
 unset NO_COLOR ZDR_MODULE
 
+# A path as the pattern of a command of sed.
+pattern() { printf '%s' "$1" | sed 's/[][\.*^$|]/\\&/g'; }
+
 mapfile -t lines < "$transcript"
 for line in "${lines[@]}"; do
   [[ $line != "  "* || $line == "  $ "* ]] && printf '%s\n' "$line"
@@ -27,7 +30,8 @@ for line in "${lines[@]}"; do
   eval "${command// @/ $samples/}" > "$control/out" 2> "$control/err" < /dev/null
   code=$?
   for stream in out err; do
-    sed -e '/^$/d' -e "s|$samples/|@|g; s|$bin/|bin/|g; s|$PWD/|./|g; s|$PWD |. |g" -e 's/^/  /' -e '$a\' "$control/$stream"
+    sed -e '/^$/d' -e "s|$samples/|@|g; s|$(pattern "$bin")/|bin/|g; s|$(pattern "$PWD")\([/ ]\)|.\1|g" -e 's/^/  /' \
+      -e '$a\' "$control/$stream"
   done
   ((code == 0)) || echo "  exit code $code"
 done
