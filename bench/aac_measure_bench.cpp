@@ -78,7 +78,7 @@ std::vector<SpectralData> spectral_data(const test::AdtsFrame& frame) {
   }
   std::vector<SpectralData> channels;
   for (int c = 0; c < kMaxChannels; ++c) {
-    parse_channel_side_info(reader, data.format, common_window, data.channel);
+    parse_channel_side_info(reader, data.format, common_window, false, data.channel);
     channels.push_back(data);
     parse_spectral_data(reader, data.format, data.channel, {});
   }

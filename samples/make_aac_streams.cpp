@@ -185,7 +185,7 @@ class LtpMaker {
 
   void put_channel(BitWriter& w, BitReader& reader, bool common_window) {
     const uint64_t start = reader.position();
-    require(parse_channel_side_info(reader, format_, common_window, channel_) &&
+    require(parse_channel_side_info(reader, format_, common_window, false, channel_) &&
                 parse_spectral_data(reader, format_, channel_, {}),
             "a channel that does not parse");
     const uint64_t end = reader.position();

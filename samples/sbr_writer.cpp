@@ -189,7 +189,7 @@ void SbrFrameWriter::put_element(BitWriter& w, std::span<SbrChannelCoding> model
   if (pair) w.put(coupled ? 1 : 0, 1);
   const SbrChannelFrame& first = models[0].frame;
   for (SbrChannelCoding& model : models) {
-    SbrChannelFrame frame;
+    SbrChannelFrame frame{};
     frame.coupled = coupled && &model != models.data();
     frame.grid = frame.coupled ? first.grid : model.frame.grid;
     frame.amp_res = first.amp_res;

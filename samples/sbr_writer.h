@@ -18,7 +18,7 @@ using SbrValues = std::array<int16_t, aacdec::kMaxSbrBands>;
 // The state of one channel: its last frame, and the values to which the time differences of the next frame
 // refer.
 struct SbrChannelCoding {
-  aacdec::SbrChannelFrame frame;  // only what the coding of the next frame depends on
+  aacdec::SbrChannelFrame frame{};  // only what the coding of the next frame depends on
   bool along_time[aacdec::kMaxEnvelopes] = {};
   bool noise_along_time[aacdec::kMaxNoiseFloors] = {};
   bool high_before = false;

@@ -69,6 +69,8 @@ class BitReader {
   uint64_t position_ = 0;
 };
 
+// Meant for one loop: passed by reference, it lives in memory, which makes every word wait for the one before
+// it.
 class BitCache {
  public:
   // The number of bits that are valid after refill().
@@ -100,22 +102,22 @@ class BitCache {
     consume(count);
     return value;
   }
-  // Skips any number of bits and refills.
-  void skip(uint64_t count) { seek(position() + count); }
+  void seek(uint64_t position) {
+    next_byte_ = position / 8 + 7;
+    valid_ = 56 - static_cast<int>(position % 8);
+    window_ = reader_.load(position / 8) << (position % 8);
+  }
 
   uint64_t position() const { return next_byte_ * 8 - static_cast<uint64_t>(valid_); }
   bool past_end() const { return position() / 8 > reader_.length(); }
-
- private:
-  void seek(uint64_t position) {
-    next_byte_ = position / 8;
-    window_ = 0;
-    valid_ = 0;
-    refill();
-    consume(static_cast<int>(position % 8));
-    refill();
+  // The same data at the position of the cache.
+  BitReader reader() const {
+    BitReader at = reader_;
+    at.seek(position());
+    return at;
   }
 
+ private:
   BitReader reader_;
   uint64_t window_ = 0;
   uint64_t next_byte_ = 0;

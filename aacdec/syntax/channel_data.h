@@ -53,12 +53,19 @@ struct IcsInfo {
   int band(int group, int sfb) const { return group * band_count + sfb; }
 };
 
+// Bands of a group that share a codebook.
+struct Section {
+  uint8_t group;
+  uint8_t book;
+  uint8_t start, end;  // scale factor bands
+};
+
 struct PulseData {
   bool present = false;
   uint8_t count = 0;
   uint8_t start_sfb = 0;
-  uint8_t offset[kMaxPulses] = {};
-  uint8_t amplitude[kMaxPulses] = {};
+  uint8_t offset[kMaxPulses];
+  uint8_t amplitude[kMaxPulses];
 };
 
 // Temporal noise shaping (TNS).
@@ -66,7 +73,7 @@ struct TnsFilter {
   uint8_t length = 0;  // bands
   uint8_t order = 0;   // at most 12 in long, 7 in short windows; 0: the filter only moves the band range
   bool downwards = false;
-  int8_t coefficient[kMaxTnsOrder] = {};  // transmitted field, sign-extended from its coded width
+  int8_t coefficient[kMaxTnsOrder];  // transmitted field, sign-extended from its coded width
 };
 
 struct TnsWindow {
@@ -85,18 +92,21 @@ struct LtpData {
   bool present = false;
   uint16_t lag = 0;         // 0 to 2047 samples
   uint8_t coefficient = 0;  // 0 to 7, index of the gain
-  bool long_used[kMaxLtpBands] = {};
+  bool long_used[kMaxLtpBands];
 };
 
 struct ChannelStream {
   uint8_t global_gain = 0;
   bool uses_noise = false;  // at least one band has the noise book (PNS)
   IcsInfo ics;
+  // In stream order, none empty; neighbours with the same codebook are one section.
+  uint8_t section_count = 0;
+  Section section[kMaxBands];
   // Bands from max_sfb on have the zero book.
-  uint8_t codebook[kMaxBands] = {};
+  uint8_t codebook[kMaxBands];
   // The meaning depends on the codebook. 1 to 11: scale factor; 13: noise energy (noise_nrg minus its offsets
   // 90 and 256); 14 and 15: intensity position; 0: always 0. Not range-checked.
-  int16_t scale[kMaxBands] = {};
+  int16_t scale[kMaxBands];
   PulseData pulse;  // already added to the quantised values
   TnsData tns;
   LtpData ltp;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "aacdec/syntax/huffman.h"
+#include "aacdec/syntax/huffman_skip.h"
 #include "aacdec/syntax/scale_factor_bands.h"
 #include "aacdec/syntax/spectral_huffman.h"
 #include "aacdec/syntax/tools_data.h"
@@ -17,6 +18,7 @@ using ScaleFactorBook = HuffmanBook<kScaleFactorCodes, 9>;
 constexpr int kScaleFactorOffset = 60;
 // noise_nrg starts 90 below global_gain, and its first value is coded in 9 bits with an offset of 256.
 constexpr int kNoiseOffset = 90 + 256;
+constexpr int kFirstNoiseBits = 9;
 
 void group_windows(uint32_t grouping, IcsInfo& ics) {
   ics.group_count = 1;
@@ -28,31 +30,64 @@ void group_windows(uint32_t grouping, IcsInfo& ics) {
   }
 }
 
+void add_section(int group, int book, int start, int end, ChannelStream& channel) {
+  if (start == end) return;
+  if (start > 0) {
+    Section& previous = channel.section[channel.section_count - 1];
+    if (previous.book == book) {
+      previous.end = static_cast<uint8_t>(end);
+      return;
+    }
+  }
+  channel.section[channel.section_count++] = {static_cast<uint8_t>(group), static_cast<uint8_t>(book),
+                                              static_cast<uint8_t>(start), static_cast<uint8_t>(end)};
+}
+
 bool parse_section_data(BitReader& reader, ChannelStream& channel) {
+  constexpr int kBookBits = 4;
   const IcsInfo& ics = channel.ics;
   const int length_bits = ics.is_short() ? 3 : 5;
   const int escape = (1 << length_bits) - 1;
+  BitCache bits(reader);
+  channel.section_count = 0;
   for (int group = 0; group < ics.group_count; ++group) {
-    uint8_t* const books = channel.codebook + ics.band(group, 0);
     int sfb = 0;
     while (sfb < ics.max_sfb) {
       // A section may be empty: without this check the zeros past the end of the data would loop forever.
-      if (reader.past_end()) return false;
-      const auto book = static_cast<uint8_t>(reader.read(4));
+      if (bits.past_end()) return false;
+      bits.require(kBookBits + length_bits);
+      const auto book = static_cast<int>(bits.take(kBookBits));
       if (book == kReservedBook) return false;
       int end = sfb;
       int increment = 0;
       do {
-        increment = static_cast<int>(reader.read(length_bits));
+        bits.require(length_bits);
+        increment = static_cast<int>(bits.take(length_bits));
         end += increment;
       } while (increment == escape && end <= ics.max_sfb);
       if (end > ics.max_sfb) return false;
-      std::fill(books + sfb, books + end, book);
+      add_section(group, book, sfb, end, channel);
       sfb = end;
     }
-    std::fill(books + sfb, books + ics.band_count, uint8_t{kZeroBook});
   }
+  reader.seek(bits.position());
   return true;
+}
+
+// Calls action(section, band), `band` being the index of its first band.
+template <class Action>
+void for_each_section(const ChannelStream& channel, Action action) {
+  for (int i = 0; i < channel.section_count; ++i) {
+    const Section& section = channel.section[i];
+    action(section, channel.ics.band(section.group, section.start));
+  }
+}
+
+void fill_codebooks(ChannelStream& channel) {
+  std::fill_n(channel.codebook, channel.ics.band(channel.ics.group_count, 0), uint8_t{kZeroBook});
+  for_each_section(channel, [&](const Section& section, int band) {
+    std::fill_n(channel.codebook + band, section.end - section.start, section.book);
+  });
 }
 
 // The three running values of scale_factor_data: scale factor, noise energy (PNS) and intensity position.
@@ -61,20 +96,27 @@ class ScaleFactorDecoder {
   explicit ScaleFactorDecoder(int global_gain)
       : scale_factor_(global_gain), noise_energy_(global_gain - kNoiseOffset) {}
 
-  int next(BitCache& bits, int book) {
-    if (book == kZeroBook) return 0;
-    bits.require(HuffmanEntry::kMaxCodeLength);
+  void decode(BitCache& bits, int book, std::span<int16_t> scales) {
+    if (book == kZeroBook) return;
+    int& value = running_value(book);
+    size_t done = 0;
     if (book == kNoiseBook && first_noise_) {
       first_noise_ = false;
-      return noise_energy_ += static_cast<int>(bits.take(9));
+      bits.require(kFirstNoiseBits);
+      scales[done++] = static_cast<int16_t>(value += static_cast<int>(bits.take(kFirstNoiseBits)));
     }
-    const int difference = ScaleFactorBook::kTable.take(bits) - kScaleFactorOffset;
-    if (book == kNoiseBook) return noise_energy_ += difference;
-    if (book >= kIntensityOutOfPhaseBook) return intensity_position_ += difference;
-    return scale_factor_ += difference;
+    for (int16_t& scale : scales.subspan(done)) {
+      bits.require(HuffmanEntry::kMaxCodeLength);
+      scale = static_cast<int16_t>(value += ScaleFactorBook::kTable.take(bits) - kScaleFactorOffset);
+    }
   }
 
  private:
+  int& running_value(int book) {
+    if (book == kNoiseBook) return noise_energy_;
+    return book >= kIntensityOutOfPhaseBook ? intensity_position_ : scale_factor_;
+  }
+
   int scale_factor_;
   int noise_energy_;
   int intensity_position_ = 0;
@@ -82,31 +124,55 @@ class ScaleFactorDecoder {
 };
 
 bool parse_scale_factor_data(BitReader& reader, ChannelStream& channel) {
-  const IcsInfo& ics = channel.ics;
+  std::fill_n(channel.scale, channel.ics.band(channel.ics.group_count, 0), int16_t{0});
   ScaleFactorDecoder decoder(channel.global_gain);
   BitCache bits(reader);
-  for (int group = 0; group < ics.group_count; ++group) {
-    const int first = ics.band(group, 0);
-    for (int band = first; band < first + ics.max_sfb; ++band) {
-      channel.scale[band] = static_cast<int16_t>(decoder.next(bits, channel.codebook[band]));
-    }
-    std::fill(channel.scale + first + ics.max_sfb, channel.scale + first + ics.band_count, int16_t{0});
-  }
+  for_each_section(channel, [&](const Section& section, int band) {
+    const auto count = static_cast<size_t>(section.end - section.start);
+    decoder.decode(bits, section.book, {channel.scale + band, count});
+  });
   reader.seek(bits.position());
   return !bits.past_end();
 }
 
-// Returns the end of the run of bands that share the codebook of `sfb`.
-int run_end(const ChannelStream& channel, int group, int sfb) {
-  const uint8_t* const books = channel.codebook + channel.ics.band(group, 0);
-  int end = sfb + 1;
-  while (end < channel.ics.max_sfb && books[end] == books[sfb]) ++end;
-  return end;
+// The words of all bands with a codebook, up to the first one of noise if that is coded without a book.
+struct ScaleFactorWords {
+  int before_noise = 0;
+  int after_noise = 0;
+  bool has_noise = false;
+};
+
+ScaleFactorWords count_scale_factor_words(const ChannelStream& channel) {
+  ScaleFactorWords words;
+  for (int i = 0; i < channel.section_count; ++i) {
+    const Section& section = channel.section[i];
+    if (section.book == kZeroBook) continue;
+    int count = section.end - section.start;
+    if (section.book == kNoiseBook && !words.has_noise) {
+      words.has_noise = true;
+      --count;
+    }
+    (words.has_noise ? words.after_noise : words.before_noise) += count;
+  }
+  return words;
 }
 
-bool parse_spectral_run(BitCache& bits, int book, int start, int count, std::span<int16_t> quantised) {
-  if (quantised.empty()) return skip_spectral_values(bits, book, count);
-  return decode_spectral_values(bits, book,
+// Reads scale_factor_data without storing values.
+bool skip_scale_factor_data(BitReader& reader, const ChannelStream& channel) {
+  static constexpr HuffmanTable kTable = ScaleFactorBook::kTable;
+  static constexpr HuffmanSkipTable kSkips = make_skip_table<NoEscapes>(kTable);
+  const ScaleFactorWords words = count_scale_factor_words(channel);
+  skip_words<NoEscapes>(reader, kTable, kSkips, words.before_noise);
+  if (words.has_noise) {
+    reader.skip(kFirstNoiseBits);
+    skip_words<NoEscapes>(reader, kTable, kSkips, words.after_noise);
+  }
+  return !reader.past_end();
+}
+
+bool parse_spectral_run(BitReader& reader, int book, int start, int count, std::span<int16_t> quantised) {
+  if (quantised.empty()) return skip_spectral_values(reader, book, count);
+  return decode_spectral_values(reader, book,
                                 quantised.subspan(static_cast<size_t>(start), static_cast<size_t>(count)));
 }
 
@@ -136,11 +202,16 @@ bool parse_ics_info(BitReader& reader, const StreamFormat& format, IcsInfo& ics,
 }
 
 bool parse_channel_side_info(BitReader& reader, const StreamFormat& format, bool common_window,
-                             ChannelStream& channel) {
+                             bool keep_values, ChannelStream& channel) {
   channel.global_gain = static_cast<uint8_t>(reader.read(8));
   if (!common_window && !parse_ics_info(reader, format, channel.ics, channel.ltp, nullptr)) return false;
   if (!parse_section_data(reader, channel)) return false;
-  if (!parse_scale_factor_data(reader, channel)) return false;
+  if (keep_values) {
+    fill_codebooks(channel);
+    if (!parse_scale_factor_data(reader, channel)) return false;
+  } else if (!skip_scale_factor_data(reader, channel)) {
+    return false;
+  }
 
   const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, channel.ics.is_short());
   const bool has_pulses = reader.read_bit();
@@ -157,24 +228,18 @@ bool parse_spectral_data(BitReader& reader, const StreamFormat& format, ChannelS
   const IcsInfo& ics = channel.ics;
   const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, ics.is_short());
   std::fill(quantised.begin(), quantised.end(), int16_t{0});
-  BitCache bits(reader);
+  int group = 0;
   int group_start = 0;
-  for (int group = 0; group < ics.group_count; ++group) {
+  for (int i = 0; i < channel.section_count; ++i) {
+    const Section& section = channel.section[i];
+    while (group < section.group) group_start += ics.group_length[group++] * ics.window_length();
+    if (section.book == kNoiseBook) channel.uses_noise = true;
+    if (!is_spectral_book(section.book)) continue;
     const int windows = ics.group_length[group];
-    for (int sfb = 0; sfb < ics.max_sfb;) {
-      const int book = channel.codebook[ics.band(group, sfb)];
-      const int end = run_end(channel, group, sfb);
-      if (book == kNoiseBook) channel.uses_noise = true;
-      if (is_spectral_book(book)) {
-        const int start = group_start + bands.offsets[sfb] * windows;
-        const int count = (bands.offsets[end] - bands.offsets[sfb]) * windows;
-        if (!parse_spectral_run(bits, book, start, count, quantised)) return false;
-      }
-      sfb = end;
-    }
-    group_start += windows * ics.window_length();
+    const int start = group_start + bands.offsets[section.start] * windows;
+    const int count = (bands.offsets[section.end] - bands.offsets[section.start]) * windows;
+    if (!parse_spectral_run(reader, section.book, start, count, quantised)) return false;
   }
-  reader.seek(bits.position());
   if (channel.pulse.present && !quantised.empty()) add_pulses(channel.pulse, bands, quantised);
   return true;
 }

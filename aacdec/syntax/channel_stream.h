@@ -15,10 +15,10 @@ namespace zdr::aacdec {
 bool parse_ics_info(BitReader& reader, const StreamFormat& format, IcsInfo& ics, LtpData& ltp,
                     LtpData* second_ltp);
 
-// Reads everything before the spectral data. With `common_window` the caller has filled channel.ics. False
-// for damaged or unsupported data.
+// Reads everything before the spectral data. With `common_window` the caller has filled channel.ics. Without
+// `keep_values`, the arrays by band are not filled. False for damaged or unsupported data.
 bool parse_channel_side_info(BitReader& reader, const StreamFormat& format, bool common_window,
-                             ChannelStream& channel);
+                             bool keep_values, ChannelStream& channel);
 
 // Reads spectral_data. `quantised` receives kFrameLength values, zeros and pulses included; if the span is
 // empty, the data are parsed without storing values. False for damaged data.

@@ -19,8 +19,8 @@ inline constexpr int kSpectrumLines = kFrameLength + 8;
 // Side information of the stereo tools of a channel pair: M/S and intensity.
 struct PairData {
   bool common_window = false;
-  uint8_t ms_mask_present = 0;      // 0 none, 1 by ms_used, 2 all bands, 3 reserved, acts as 0
-  uint8_t ms_used[kMaxBands] = {};  // indexed like the bands of a channel; all 0 unless ms_mask_present is 1
+  uint8_t ms_mask_present = 0;  // 0 none, 1 by ms_used, 2 all bands, 3 reserved, acts as 0
+  uint8_t ms_used[kMaxBands];   // indexed like the bands of a channel; all 0 unless ms_mask_present is 1
 };
 
 struct Frame {

@@ -22,8 +22,8 @@ struct PsFrame {
   // End of each envelope in slots, 1 to 32, in ascending order: the parameters of envelope e are reached at
   // slot border[e] - 1, those of an empty envelope immediately.
   uint8_t border[kMaxPsEnvelopes] = {};
-  int8_t iid[kMaxPsEnvelopes][kPsBands] = {};
-  int8_t icc[kMaxPsEnvelopes][kPsBands] = {};  // 0 to 7
+  int8_t iid[kMaxPsEnvelopes][kPsBands];
+  int8_t icc[kMaxPsEnvelopes][kPsBands];  // 0 to 7
 };
 
 // The state that the parser carries from frame to frame.

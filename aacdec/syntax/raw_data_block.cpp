@@ -87,7 +87,7 @@ class BlockParser {
     ChannelStream& channel = frame_.channel[number];
     const auto quantised =
         context_.keep_values ? std::span<int16_t>(frame_.quantised[number]) : std::span<int16_t>();
-    return parse_channel_side_info(reader_, context_.format, common_window, channel) &&
+    return parse_channel_side_info(reader_, context_.format, common_window, context_.keep_values, channel) &&
            parse_spectral_data(reader_, context_.format, channel, quantised);
   }
 
@@ -128,13 +128,19 @@ class BlockParser {
     }
     frame_.channel[1].ics = ics;
     pair.ms_mask_present = static_cast<uint8_t>(reader_.read(2));
-    if (pair.ms_mask_present != 1) return true;
-    for (int group = 0; group < ics.group_count; ++group) {
-      for (int sfb = 0; sfb < ics.max_sfb; ++sfb) {
-        pair.ms_used[ics.band(group, sfb)] = static_cast<uint8_t>(reader_.read(1));
-      }
-    }
+    if (pair.ms_mask_present == 1) parse_ms_used(ics);
     return true;
+  }
+
+  void parse_ms_used(const IcsInfo& ics) {
+    // A window holds the bits of a group, which has at most 51 bands.
+    for (int group = 0; group < ics.group_count; ++group) {
+      uint64_t window = reader_.window();
+      uint8_t* const used = frame_.pair.ms_used + ics.band(group, 0);
+      for (int sfb = 0; sfb < ics.max_sfb; ++sfb, window <<= 1)
+        used[sfb] = static_cast<uint8_t>(window >> 63);
+      reader_.skip(ics.max_sfb);
+    }
   }
 
   bool parse_program() {

@@ -35,10 +35,10 @@ struct SbrChannelFrame {
   // Sums of the delta coding, by envelope and band of its resolution. Valid streams keep levels in 0..127 and
   // balances in 0..48. Other values are stored unchanged, within 16 bits: clamp them before using them as an
   // index or exponent.
-  int16_t envelope[kMaxEnvelopes][kMaxSbrBands] = {};
+  int16_t envelope[kMaxEnvelopes][kMaxSbrBands];
   // By noise floor and noise band; 0..30 in a valid stream.
-  int16_t noise[kMaxNoiseFloors][kMaxNoiseBands] = {};
-  uint8_t add_harmonic[kMaxSbrBands] = {};  // 0 or 1, by band of the high resolution table
+  int16_t noise[kMaxNoiseFloors][kMaxNoiseBands];
+  uint8_t add_harmonic[kMaxSbrBands];  // 0 or 1, by band of the high resolution table
 
   PsFrame ps;  // single channel elements only
 };

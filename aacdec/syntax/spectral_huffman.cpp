@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "aacdec/syntax/huffman.h"
+#include "aacdec/syntax/huffman_skip.h"
 #include "aacdec/tables/spectral_codes.h"
 
 namespace zdr::aacdec {
@@ -164,15 +165,18 @@ constexpr HuffmanTable kTables[12] = {{},
 // Two words of up to 20 bits fit a refill.
 static_assert(2 * HuffmanEntry::kMaxCodeLength <= BitCache::kRefilled);
 
-void decode_quads(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
+void decode_quads(BitReader& reader, HuffmanTable table, int count, int16_t* out) {
+  BitCache bits(reader);
   for (int i = 0; i < count; i += 4) {
     bits.refill();
     const int payload = table.take(bits);
     std::memcpy(out + i, kQuads[static_cast<size_t>(payload)].data(), sizeof(Quad));
   }
+  reader.seek(bits.position());
 }
 
-void decode_pairs(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
+void decode_pairs(BitReader& reader, HuffmanTable table, int count, int16_t* out) {
+  BitCache bits(reader);
   for (int i = 0; i < count; i += 4) {
     bits.refill();
     const int first = table.take(bits);
@@ -180,143 +184,131 @@ void decode_pairs(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
     std::memcpy(out + i, kPairs[static_cast<size_t>(first)].data(), sizeof(Pair));
     std::memcpy(out + i + 2, kPairs[static_cast<size_t>(second)].data(), sizeof(Pair));
   }
+  reader.seek(bits.position());
 }
+
+constexpr bool is_escape(int16_t value) {
+  return value == kEscapeMagnitude || value == -kEscapeMagnitude;
+}
+
+struct LongEscape {
+  uint16_t value;
+  uint64_t end;  // position
+};
 
 // Reads an escape: N ones, a zero, and N + 4 bits w code 2^(N+4) + w.
 //
 // Kept: valid streams have N up to 8, but any N is accepted; the result is truncated to 16 bits.
-uint16_t read_long_escape(BitCache& bits) {
+[[gnu::noinline]] LongEscape read_long_escape(BitReader reader) {
+  constexpr int kWindow = 57;
   uint64_t prefix = 0;
-  int run = std::countl_one(bits.window());
-  while (run >= BitCache::kRefilled) {
-    bits.consume(BitCache::kRefilled);
-    prefix += BitCache::kRefilled;
-    bits.refill();
-    run = std::countl_one(bits.window());
+  int run = std::countl_one(reader.window());
+  while (run >= kWindow) {
+    reader.skip(kWindow);
+    prefix += kWindow;
+    run = std::countl_one(reader.window());
   }
   prefix += static_cast<uint64_t>(run);
-  bits.consume(run);
-  bits.consume(1);
-  bits.skip(prefix + 4 - 16);
-  return static_cast<uint16_t>(bits.take(16));
+  reader.skip(static_cast<uint64_t>(run) + 1 + prefix + 4 - 16);
+  const auto value = static_cast<uint16_t>(reader.read(16));
+  return {value, reader.position()};
 }
 
-uint16_t read_escape(BitCache& bits) {
-  bits.refill();
+// The bits of a prefix of up to 11 ones, and of the escape that it belongs to.
+constexpr int kShortEscapeBits = 2 * 11 + 5;
+static_assert(HuffmanEntry::kMaxCodeLength + kShortEscapeBits <= BitCache::kRefilled);
+
+// Needs kShortEscapeBits valid bits.
+[[gnu::always_inline]] inline uint16_t read_escape(BitCache& bits) {
   const int run = std::countl_one(bits.window());
   const int width = run + 4;
-  if (width >= 16) [[unlikely]]
-    return read_long_escape(bits);
+  if (width >= 16) [[unlikely]] {
+    const LongEscape escape = read_long_escape(bits.reader());
+    bits.seek(escape.end);
+    return escape.value;
+  }
   const uint64_t low = bits.window() << (run + 1) >> (64 - width);
   bits.consume(run + 1 + width);
   return static_cast<uint16_t>((uint64_t{1} << width) + low);
 }
 
-int16_t escaped_value(BitCache& bits, int16_t value) {
-  if (value != kEscapeMagnitude && value != -kEscapeMagnitude) return value;
+[[gnu::always_inline]] inline void skip_escape(BitCache& bits) {
+  bits.require(kShortEscapeBits);
+  read_escape(bits);
+}
+
+[[gnu::always_inline]] inline int16_t escaped_value(BitCache& bits, int16_t value) {
+  if (!is_escape(value)) return value;
+  bits.require(kShortEscapeBits);
   const uint16_t magnitude = read_escape(bits);
   return static_cast<int16_t>(value < 0 ? static_cast<uint16_t>(-magnitude) : magnitude);
 }
 
-void decode_escaped_pairs(BitCache& bits, HuffmanTable table, int count, int16_t* out) {
+[[gnu::always_inline]] inline Pair read_escaped_pair(BitCache& bits, HuffmanTable table) {
+  const auto payload = static_cast<size_t>(table.take(bits));
+  Pair pair = kPairs[payload];
+  if (payload >= kFirstEscapePair) [[unlikely]] {
+    pair[0] = escaped_value(bits, pair[0]);
+    pair[1] = escaped_value(bits, pair[1]);
+  }
+  return pair;
+}
+
+void decode_escaped_pairs(BitReader& reader, HuffmanTable table, int count, int16_t* out) {
+  BitCache bits(reader);
   for (int i = 0; i < count; i += 2) {
     bits.refill();
-    const auto payload = static_cast<size_t>(table.take(bits));
-    Pair pair = kPairs[payload];
-    if (payload >= kFirstEscapePair) [[unlikely]] {
-      pair[0] = escaped_value(bits, pair[0]);
-      pair[1] = escaped_value(bits, pair[1]);
-    }
+    const Pair pair = read_escaped_pair(bits, table);
     std::memcpy(out + i, pair.data(), sizeof(Pair));
   }
+  reader.seek(bits.position());
 }
 
-// The words without escapes that lie completely within kSkipBits bits.
-class Skip {
- public:
-  constexpr Skip() = default;
-  constexpr Skip(int words, int length) : bits_(static_cast<uint8_t>(words << 4 | length)) {}
-  constexpr int words() const { return bits_ >> 4; }
-  constexpr int length() const { return bits_ & 15; }
-
- private:
-  uint8_t bits_ = 0;
+struct PairEscapes {
+  static constexpr int count(int payload) {
+    const Pair& pair = kPairs[static_cast<size_t>(payload)];
+    return (is_escape(pair[0]) ? 1 : 0) + (is_escape(pair[1]) ? 1 : 0);
+  }
+  [[gnu::always_inline]] static inline void skip(BitCache& bits, int number) {
+    if (number > 0) skip_escape(bits);
+    if (number > 1) skip_escape(bits);
+  }
 };
-constexpr int kSkipBits = 12;
-// The lookups after a refill, the last one perhaps of a single word.
-constexpr int kLookups = 4;
-static_assert((kLookups - 1) * kSkipBits + HuffmanEntry::kMaxCodeLength <= BitCache::kRefilled);
-
-constexpr bool has_escape(int book, int payload) {
-  return book == kLastSpectralBook && payload >= kFirstEscapePair;
-}
-
-using SkipTable = std::array<Skip, size_t{1} << kSkipBits>;
 
 template <int kBook>
-constexpr SkipTable kSkipsOfBook = [] {
-  SkipTable skips;
-  for (size_t i = 0; i < skips.size(); ++i) {
-    const uint64_t window = uint64_t{i} << (64 - kSkipBits);
-    int words = 0;
-    int length = 0;
-    for (;; ++words) {
-      const HuffmanEntry entry = kTables[kBook].find(window << length);
-      // A longer word continues after these bits.
-      if (length + entry.length() > kSkipBits || has_escape(kBook, entry.payload())) break;
-      length += entry.length();
-    }
-    skips[i] = Skip(words, length);
-  }
-  return skips;
-}();
+constexpr HuffmanSkipTable kSkipsOfBook = make_skip_table<NoEscapes>(kTables[kBook]);
+template <>
+constexpr HuffmanSkipTable kSkipsOfBook<kLastSpectralBook> =
+    make_skip_table<PairEscapes>(kTables[kLastSpectralBook]);
 
-constexpr const SkipTable* kSkips[12] = {nullptr,          &kSkipsOfBook<1>,  &kSkipsOfBook<2>,
-                                         &kSkipsOfBook<3>, &kSkipsOfBook<4>,  &kSkipsOfBook<5>,
-                                         &kSkipsOfBook<6>, &kSkipsOfBook<7>,  &kSkipsOfBook<8>,
-                                         &kSkipsOfBook<9>, &kSkipsOfBook<10>, &kSkipsOfBook<11>};
-
-void skip_word(BitCache& bits, int book) {
-  const int payload = kTables[book].take(bits);
-  if (!has_escape(book, payload)) return;
-  for (const int16_t value : kPairs[static_cast<size_t>(payload)]) escaped_value(bits, value);
-}
-
-void skip_words(BitCache& bits, int book, int count) {
-  const SkipTable& skips = *kSkips[book];
-  while (count > 0) {
-    bits.refill();
-    for (int i = 0; i < kLookups && count > 0; ++i) {
-      const Skip skip = skips[bits.window() >> (64 - kSkipBits)];
-      if (skip.words() == 0 || skip.words() > count) {
-        skip_word(bits, book);
-        --count;
-        break;
-      }
-      bits.consume(skip.length());
-      count -= skip.words();
-    }
-  }
-}
+constexpr const HuffmanSkipTable* kSkips[12] = {nullptr,          &kSkipsOfBook<1>,  &kSkipsOfBook<2>,
+                                                &kSkipsOfBook<3>, &kSkipsOfBook<4>,  &kSkipsOfBook<5>,
+                                                &kSkipsOfBook<6>, &kSkipsOfBook<7>,  &kSkipsOfBook<8>,
+                                                &kSkipsOfBook<9>, &kSkipsOfBook<10>, &kSkipsOfBook<11>};
 
 }  // namespace
 
-bool decode_spectral_values(BitCache& bits, int book, std::span<int16_t> values) {
+bool decode_spectral_values(BitReader& reader, int book, std::span<int16_t> values) {
   const HuffmanTable table = kTables[book];
   const auto count = static_cast<int>(values.size());
   if (kShapes[book].dimension == 4) {
-    decode_quads(bits, table, count, values.data());
+    decode_quads(reader, table, count, values.data());
   } else if (book == kLastSpectralBook) {
-    decode_escaped_pairs(bits, table, count, values.data());
+    decode_escaped_pairs(reader, table, count, values.data());
   } else {
-    decode_pairs(bits, table, count, values.data());
+    decode_pairs(reader, table, count, values.data());
   }
-  return !bits.past_end();
+  return !reader.past_end();
 }
 
-bool skip_spectral_values(BitCache& bits, int book, int count) {
-  skip_words(bits, book, kShapes[book].dimension == 4 ? count / 4 : count / 2);
-  return !bits.past_end();
+bool skip_spectral_values(BitReader& reader, int book, int count) {
+  const int words = kShapes[book].dimension == 4 ? count / 4 : count / 2;
+  if (book == kLastSpectralBook) {
+    skip_words<PairEscapes>(reader, kTables[book], *kSkips[book], words);
+  } else {
+    skip_words<NoEscapes>(reader, kTables[book], *kSkips[book], words);
+  }
+  return !reader.past_end();
 }
 
 }  // namespace zdr::aacdec

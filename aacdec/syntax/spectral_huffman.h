@@ -18,9 +18,9 @@ inline constexpr int kLastSpectralBook = 11;
 // Reads values.size() values (a multiple of 4) of book `book` (1 to 11). False if a word extends past the end
 // of the data; the values are unspecified then. Magnitudes of 8192 and more are invalid; the dequantiser
 // rejects them.
-bool decode_spectral_values(BitCache& bits, int book, std::span<int16_t> values);
+bool decode_spectral_values(BitReader& reader, int book, std::span<int16_t> values);
 
 // The same without storing the values, for measuring a frame.
-bool skip_spectral_values(BitCache& bits, int book, int count);
+bool skip_spectral_values(BitReader& reader, int book, int count);
 
 }  // namespace zdr::aacdec

@@ -184,7 +184,7 @@ class SbrStream {
   bool header_due_ = true;
   aacdec::SbrParser parser_;
   aacdec::PsParserState ps_;
-  aacdec::SbrFrame frame_;
+  aacdec::SbrFrame frame_{};
   uint8_t ends_[2] = {};  // of the envelopes, past the end of the frame
   int count_ = 0;
 };

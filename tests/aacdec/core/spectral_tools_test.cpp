@@ -41,7 +41,7 @@ TEST(Dequantiser, FollowsThePowerLawUntilTheShiftOverflows) {
 }
 
 TEST(Dequantiser, RefusesValuesFrom8192AndSilencesBandsWithTooLargeAScale) {
-  ChannelStream channel;
+  ChannelStream channel{};
   channel.ics.band_count = 49;
   channel.ics.max_sfb = 2;
   channel.codebook[0] = channel.codebook[1] = 11;
@@ -159,7 +159,7 @@ TEST(StereoTools, ApplyByBandAndSaturate) {
 
 // Runs the steepest possible predictor over full-scale lines.
 TEST(NoiseShaping, SaturatesWhereAFilterIsUnstable) {
-  ChannelStream channel;
+  ChannelStream channel{};
   channel.ics.band_count = channel.ics.max_sfb = 49;
   channel.tns.present = true;
   channel.tns.window[0] = {

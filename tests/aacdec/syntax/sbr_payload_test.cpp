@@ -39,7 +39,7 @@ struct Payload {
   }
 
   SbrParser parser{kCoreRate};
-  SbrFrame frame;
+  SbrFrame frame{};
   const SbrChannelFrame& first = frame.channel[0];
   bool ps_signalled = false;
   uint64_t position = 0;
@@ -296,7 +296,7 @@ TEST(PsPayload, RandomBitsDecodeToPinnedValuesAndUnusableDataChangeNothing) {
       const uint64_t bits = random() % 8 == 0 ? random() % 100 : 1600;
       const Bytes bytes = (BitWriter{{with_header ? 1 : 0, 1}} + random_bits(random, 200)).bytes();
       BitReader reader(bytes.data(), bytes.size());
-      PsFrame frame;
+      PsFrame frame{};
       const auto before = bytes_of(state);
       const PsResult result = parse_ps_data(reader, bits, state, frame);
       ++counts[static_cast<size_t>(result)];

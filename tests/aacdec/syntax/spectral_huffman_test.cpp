@@ -28,8 +28,8 @@ TEST(SpectralBooks, KeptEscapesMayHaveAnyPrefixAndKeep16Bits) {
         w.put(bit, 1);
       }
       const Bytes bytes = w.put(kSpectralBook11[0]).bytes();
-      BitCache reader(BitReader(bytes.data(), bytes.size()));
-      BitCache skipper = reader;
+      BitReader reader(bytes.data(), bytes.size());
+      BitReader skipper = reader;
       std::vector<int16_t> values(4, 77);
       ASSERT_TRUE(decode_spectral_values(reader, 11, values) && skip_spectral_values(skipper, 11, 4));
       ASSERT_EQ(values[0], static_cast<int16_t>(negative ? 0 - value : value)) << prefix;
@@ -39,7 +39,7 @@ TEST(SpectralBooks, KeptEscapesMayHaveAnyPrefixAndKeep16Bits) {
   }
   // Ones up to the end of the data.
   const Bytes ones(500, 0xFF);
-  BitCache reader(BitReader(ones.data(), ones.size()));
+  BitReader reader(ones.data(), ones.size());
   int16_t values[1024];
   EXPECT_FALSE(decode_spectral_values(reader, 11, values));
 }

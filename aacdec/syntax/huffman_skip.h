@@ -1,0 +1,104 @@
+// Skips runs of Huffman words without decoding them: one lookup passes over all words that lie completely
+// within the next kSkipBits bits.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "aacdec/syntax/bit_reader.h"
+#include "aacdec/syntax/huffman.h"
+
+namespace zdr::aacdec {
+
+inline constexpr int kSkipBits = 12;
+
+// A number of words and their length; or, in place of the number, what the first word is.
+class HuffmanSkip {
+ public:
+  static constexpr int kMostWords = kSkipBits;
+  // An escape word, with one and with two escapes after it.
+  static constexpr int kOneEscape = kMostWords + 1;
+  static constexpr int kTwoEscapes = kMostWords + 2;
+  static constexpr int kLonger = kMostWords + 3;  // than kSkipBits
+
+  constexpr HuffmanSkip() = default;
+  constexpr HuffmanSkip(int words, int length) : bits_(static_cast<uint8_t>(words << 4 | length)) {}
+  constexpr int words() const { return bits_ >> 4; }
+  constexpr int length() const { return bits_ & 15; }
+
+ private:
+  uint8_t bits_ = 0;
+};
+
+using HuffmanSkipTable = std::array<HuffmanSkip, size_t{1} << kSkipBits>;
+
+// The lookups after a refill, the last one perhaps of a single word.
+inline constexpr int kSkipLookups = 4;
+static_assert((kSkipLookups - 1) * kSkipBits + HuffmanEntry::kMaxCodeLength <= BitCache::kRefilled);
+
+struct NoEscapes {
+  static constexpr int count(int /*payload*/) { return 0; }
+  static void skip(BitCache& /*bits*/, int /*number*/) {}
+};
+
+// Escapes::count(payload) is the number of escapes after the word of a payload, 0 to 2.
+template <class Escapes>
+constexpr HuffmanSkip skip_of(const HuffmanTable& table, uint64_t window) {
+  int words = 0;
+  int length = 0;
+  for (;; ++words) {
+    const HuffmanEntry entry = table.find(window << length);
+    // A longer word continues after these bits.
+    const bool fits = length + entry.length() <= kSkipBits;
+    if (fits && Escapes::count(entry.payload()) == 0) {
+      length += entry.length();
+      continue;
+    }
+    if (words > 0) return {words, length};
+    if (!fits) return {HuffmanSkip::kLonger, 0};
+    return {HuffmanSkip::kMostWords + Escapes::count(entry.payload()), entry.length()};
+  }
+}
+
+template <class Escapes>
+constexpr HuffmanSkipTable make_skip_table(const HuffmanTable& table) {
+  HuffmanSkipTable skips;
+  for (size_t i = 0; i < skips.size(); ++i)
+    skips[i] = skip_of<Escapes>(table, uint64_t{i} << (64 - kSkipBits));
+  return skips;
+}
+
+// Skips `count` words. `Escapes` has count(payload), as above, and skip(bits, number), which skips that many.
+template <class Escapes>
+inline void skip_words(BitReader& reader, const HuffmanTable& table, const HuffmanSkipTable& skips,
+                       int count) {
+  BitCache bits(reader);
+  while (count > 0) {
+    bits.refill();
+    for (int i = 0; i < kSkipLookups && count > 0; ++i) {
+      const HuffmanSkip skip = skips[bits.window() >> (64 - kSkipBits)];
+      if (skip.words() <= std::min(count, HuffmanSkip::kMostWords)) [[likely]] {
+        bits.consume(skip.length());
+        count -= skip.words();
+        continue;
+      }
+      if (skip.words() <= HuffmanSkip::kMostWords) {  // more than are left
+        for (; count > 0; --count) table.take(bits);
+        break;
+      }
+      --count;
+      if (skip.words() != HuffmanSkip::kLonger) {
+        bits.consume(skip.length());
+        Escapes::skip(bits, skip.words() - HuffmanSkip::kMostWords);
+      } else {
+        Escapes::skip(bits, Escapes::count(table.take(bits)));
+      }
+      break;
+    }
+  }
+  reader.seek(bits.position());
+}
+
+}  // namespace zdr::aacdec
