@@ -213,6 +213,7 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     return refuse(in_lower_case(error.what()), command);
   }
+  line.options.json = line.options.json || line.options.json_lines;
   const std::optional<int64_t> start = parse_time(line.options.start);
   const std::optional<int64_t> stop = parse_time(line.options.stop);
   if (stop && *stop <= start.value_or(0)) return refuse("--stop is not after --start", command);

@@ -68,6 +68,7 @@ const OptionRow kOptions[] = {
      &Options::only},
     {kPlay, "--decode", "", "", "", "decode AAC and write it as .wav", &Options::decode},
     {kInfo, "--cover", "", "OUT", "", "write the cover image of the file to OUT", &Options::cover},
+    {kInfo, "--full", "", "", "", "show the bytes of the format blocks", &Options::full},
     {kPlay | kInfo | kKeyframe, "--force", "", "", "", "replace existing files", &Options::force},
     {kPlay, "--strict", "", "", "", "exit with 1 instead of 3 when something was lost", &Options::strict},
     {kPlay | kSamples, "--allow-overlap", "", "", "",
@@ -84,6 +85,8 @@ const OptionRow kOptions[] = {
     {kAnyFile, "--session", "", "NAME", "", "share named events with other runs of this session name",
      &Options::session},
     {kAnyFile | kBoxes | kRegistry, "--json", "", "", "", "print JSON for programs", &Options::json},
+    {kPlay | kInfo | kBoxes, "--jsonl", "", "", "", "print JSON, a line for each file as soon as it is done",
+     &Options::json_lines},
     {kAnyFile | kBoxes | kRegister | kUnregister | kRegistry, "--quiet", "-q", "", "",
      "no progress line and no notes, errors only", &Options::quiet},
 };

@@ -9,6 +9,7 @@
 #include "host/exit_code.h"
 #include "host/json_writer.h"
 #include "host/messages.h"
+#include "host/options.h"
 
 namespace zdr::host {
 
@@ -18,9 +19,10 @@ inline constexpr int kJsonSchema = 2;
 // document is complete when the report is destroyed.
 class JsonReport {
  public:
-  // `named_files` is the number of files on the command line. Only one file is reported without the array
-  // "files".
-  JsonReport(std::ostream& out, size_t named_files) : json_(out), is_list_(named_files != 1) {}
+  // Several files on the command line are an array "files", unless each is a line of its own.
+  JsonReport(std::ostream& out, const Options& options)
+      : json_(out, options.json_lines ? JsonWriter::Layout::kOneLine : JsonWriter::Layout::kIndented),
+        is_list_(options.files.size() != 1 && !options.json_lines) {}
 
   // Begins the object of a file. The caller adds its members and then calls end_json().
   JsonWriter& begin_file(const std::string& file, ExitCode code);

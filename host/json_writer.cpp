@@ -113,6 +113,7 @@ void JsonWriter::end(char bracket) {
   if (depth_ > 0) return;
   put('\n');
   flush();
+  out_.flush();
 }
 
 void JsonWriter::key(std::string_view name, std::string_view suffix) {

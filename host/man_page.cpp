@@ -127,7 +127,9 @@ With
 .B \-\-json
 a command prints one object, in UTF\-8. The object of a file ends with its "errors" and "warnings",
 each an object with a "code" and a "text", and has its "exit_code"; with several files, the array
-"files" has one object for each.
+"files" has one object for each, while
+.B \-\-jsonl
+prints each as a line as soon as the file is done.
 .B samples
 prints one object per line: one with the name of the file, one per sample with the names of the
 columns above and flags as true or false, and one with the totals of each pin, messages and exit

@@ -23,12 +23,14 @@ struct Options {
   uint32_t stall_seconds = 30;  // 0: no limit
   uint32_t most_entries = 10;   // boxes: of one table
   bool json = false;
+  bool json_lines = false;  // of each file one line; implies json
   bool quiet = false;
   bool force = false;
   bool decode = false;
   bool strict = false;
   bool allow_overlap = false;
   bool all_entries = false;
+  bool full = false;  // info: with the format blocks
 };
 
 }  // namespace zdr::host

@@ -171,16 +171,20 @@ void BoxView::add_to(JsonWriter& json) const {
 ExitCode show_file(const std::string& file, const Options& options, Messages& messages, JsonReport* report,
                    std::ostream& out) {
   watch_reads(file);
-  BoxView view(file, options, messages);
-  view.complete();
-  if (report == nullptr) {
-    view.print(out);
+  std::optional<BoxView> view;
+  bool is_complete = false;
+  const ExitCode code = report_memory(file, messages, [&] {
+    view.emplace(file, options, messages);
+    view->complete();
+    if (report == nullptr) view->print(out);
     out.flush();
-    return view.report();
-  }
-  const ExitCode code = view.report();
+    const ExitCode result = view->report();
+    is_complete = true;
+    return result;
+  });
+  if (report == nullptr) return code;
   JsonWriter& json = report->begin_file(file, code);
-  view.add_to(json);
+  if (is_complete) view->add_to(json);
   end_json(json, messages);
   return code;
 }
@@ -190,11 +194,9 @@ ExitCode show_file(const std::string& file, const Options& options, Messages& me
 ExitCode run_boxes(const Options& options, std::ostream& out) {
   ExitCode worst = ExitCode::kDone;
   Messages messages(options.quiet || options.json);
-  JsonReport report(out, options.files.size());
+  JsonReport report(out, options);
   for (const std::string& file : options.files) {
-    worst = worse_of(worst, report_memory(file, messages, [&] {
-                       return show_file(file, options, messages, options.json ? &report : nullptr, out);
-                     }));
+    worst = worse_of(worst, show_file(file, options, messages, options.json ? &report : nullptr, out));
   }
   return worst;
 }

@@ -8,6 +8,7 @@
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/commands/commands.h"
+#include "host/decoded_text.h"
 #include "host/graph/source_clip.h"
 #include "host/graph/source_player.h"
 #include "host/inspect/aac_stream_view.h"
@@ -101,12 +102,14 @@ ExitCode check_stream(const std::string& file, FileReport& report, Messages& mes
 }
 
 void print_text(const std::string& file, const FileReport& report, const std::vector<TagRecord>& tags,
-                std::ostream& out) {
+                bool is_full, std::ostream& out) {
   out << shown_name(file) << "\n  duration " << format_time(report.duration_100ns) << "\n";
   if (report.clip.info) out << "  headers: " << clip_line(*report.clip.info) << "\n";
   for (const PinEntry& pin : report.pins) {
     out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types.front()))
         << "\n";
+    if (is_full && !pin.types.empty())
+      out << "    format block: " << hex_text(format_block(pin.types.front())) << "\n";
   }
   if (report.stream) out << "  stream: " << stream_line(*report.stream) << "\n";
   for (const TagRecord& tag : tags) {
@@ -116,16 +119,17 @@ void print_text(const std::string& file, const FileReport& report, const std::ve
   }
 }
 
-void write_pin(JsonWriter& json, const PinEntry& pin) {
+void write_pin(JsonWriter& json, const PinEntry& pin, bool is_full) {
   json.begin_object();
   json.member("name", pin.name);
   json.begin_array("media_types");
-  for (const CMediaType& type : pin.types) write_media_type(json, type);
+  for (const CMediaType& type : pin.types) write_media_type(json, type, is_full);
   json.end_array();
   json.end_object();
 }
 
-void add_report(JsonWriter& json, const FileReport& report, const std::vector<TagRecord>& tags) {
+void add_report(JsonWriter& json, const FileReport& report, const std::vector<TagRecord>& tags,
+                bool is_full) {
   json.member("duration_100ns", report.duration_100ns);
   json.key("clip");
   if (report.clip.info) {
@@ -134,7 +138,7 @@ void add_report(JsonWriter& json, const FileReport& report, const std::vector<Ta
     json.value(nullptr);
   }
   json.begin_array("pins");
-  for (const PinEntry& pin : report.pins) write_pin(json, pin);
+  for (const PinEntry& pin : report.pins) write_pin(json, pin, is_full);
   json.end_array();
   if (report.stream) {
     json.key("stream");
@@ -184,11 +188,11 @@ ExitCode show_file(const std::string& file, const Options& options, Messages& me
   FileContent content;
   ExitCode code =
       report_memory(file, messages, [&] { return examine(file, options, player, messages, content); });
-  if (content.report && report == nullptr) print_text(file, *content.report, content.tags, out);
+  if (content.report && report == nullptr) print_text(file, *content.report, content.tags, options.full, out);
   code = worse_of(code, report_read_failure(file, messages));
   if (report == nullptr) return code;
   JsonWriter& json = report->begin_file(file, code);
-  if (content.report) add_report(json, *content.report, content.tags);
+  if (content.report) add_report(json, *content.report, content.tags, options.full);
   end_json(json, messages);
   return code;
 }
@@ -202,7 +206,7 @@ ExitCode run_info(const Options& options, std::ostream& out) {
   }
   ExitCode worst = ExitCode::kDone;
   Messages messages(options.quiet || options.json);
-  JsonReport report(out, options.files.size());
+  JsonReport report(out, options);
   for (const std::string& file : options.files) {
     worst = worse_of(worst, show_file(file, options, messages, options.json ? &report : nullptr, out));
   }

@@ -178,7 +178,7 @@ ExitCode play_files(const Options& options, JsonReport& report, std::ostream& ou
 
 ExitCode run_play(const Options& options, std::ostream& out) {
   catch_interrupts();
-  JsonReport report(out, options.files.size());
+  JsonReport report(out, options);
   const std::string folder_error = output_folder_error(options);
   return folder_error.empty() ? play_files(options, report, out)
                               : refuse_folder(options, folder_error, report);

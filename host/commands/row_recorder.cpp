@@ -4,7 +4,7 @@
 #include <array>
 #include <ostream>
 
-#include "host/commands/crc32.h"
+#include "host/crc32.h"
 #include "host/json_writer.h"
 #include "host/terminal.h"
 

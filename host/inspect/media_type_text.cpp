@@ -10,6 +10,7 @@
 
 #include "host/aac_format.h"
 #include "host/codec_names.h"
+#include "host/crc32.h"
 #include "host/decoded_text.h"
 #include "host/inspect/aac_description.h"
 
@@ -93,6 +94,10 @@ std::string codec_name(const AM_MEDIA_TYPE& type) {
   return std::string(codec_text(type));
 }
 
+Bytes format_block(const AM_MEDIA_TYPE& type) {
+  return type.pbFormat == nullptr ? Bytes() : Bytes(type.pbFormat, type.cbFormat);
+}
+
 std::string media_type_line(const AM_MEDIA_TYPE& type) {
   std::string line = codec_name(type);
   const FormatRecord format = read_format(type);
@@ -115,7 +120,7 @@ std::string media_type_line(const AM_MEDIA_TYPE& type) {
   return line + ", format block of " + std::to_string(type.cbFormat) + " bytes";
 }
 
-void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type) {
+void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type, bool is_full) {
   json.begin_object();
   json.member("codec", codec_text(type));
   json.member("major_type", guid_text(type.majortype));
@@ -128,8 +133,13 @@ void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type) {
   if (const auto* audio = std::get_if<WAVEFORMATEX>(&format)) add_audio(json, *audio);
   if (const auto aac = describe_aac(type)) add_aac(json, *aac);
   json.member("format_block_size", type.cbFormat);
-  json.key("format_block");
-  json.hex_value({type.pbFormat, type.cbFormat});
+  std::array<char, 9> digits{};
+  std::snprintf(digits.data(), digits.size(), "%08x", crc32(format_block(type)));
+  json.member("format_block_crc32", digits.data());
+  if (is_full) {
+    json.key("format_block");
+    json.hex_value(format_block(type));
+  }
   json.end_object();
 }
 

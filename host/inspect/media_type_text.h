@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "host/bytes.h"
 #include "host/json_writer.h"
 
 namespace zdr::host {
@@ -13,6 +14,9 @@ namespace zdr::host {
 std::string codec_name(const AM_MEDIA_TYPE& type);
 // One line: codec, picture size or channels and rate, bit rate, size of the format block.
 std::string media_type_line(const AM_MEDIA_TYPE& type);
-void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type);
+// The bytes of the format block; empty if there is none.
+Bytes format_block(const AM_MEDIA_TYPE& type);
+// An object. Of the format block it has the size, the CRC and the fields, with `is_full` also the bytes.
+void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type, bool is_full);
 
 }  // namespace zdr::host

@@ -1,5 +1,5 @@
 // Processes a byte at a time with a table made at compile time.
-#include "host/commands/crc32.h"
+#include "host/crc32.h"
 
 #include <array>
 
