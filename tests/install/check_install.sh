@@ -39,6 +39,7 @@ for completion in bash-completion/completions/zdr zsh/site-functions/_zdr fish/v
   [ -s "$prefix/share/$completion" ] || fail "no $completion"
 done
 pages=$prefix/share/doc/ZdrMp4Source
+[ -s "$pages/docs/schema/boxes.schema.json" ] || fail "no schemas"
 for page in "$pages/README.md" "$pages/CHANGELOG.md" "$pages"/docs/*.md "$pages/examples/README.md"; do
   grep -o '](\([^):#]*\)' "$page" | cut -c3- | while read -r link; do
     [ -e "$(dirname "$page")/$link" ] || fail "$page links to $link, which is not installed"
