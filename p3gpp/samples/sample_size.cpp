@@ -1,5 +1,7 @@
 // Sample sizes (stsz), and sums and maxima over many of them.
 #include <algorithm>
+#include <bit>
+#include <cstring>
 
 #include "p3gpp/samples/sample_lookup.h"
 
@@ -8,6 +10,7 @@ namespace {
 
 // Ranges up to this many entries are summed through the cache, longer ones in blocks that bypass it.
 constexpr uint32_t kCachedRangeEntries = 256;
+constexpr bool kIsLittleEndian = std::endian::native == std::endian::little;
 
 uint64_t sum_of(const uint8_t* sizes, uint32_t count) {
   uint64_t sum = 0;
@@ -15,12 +18,25 @@ uint64_t sum_of(const uint8_t* sizes, uint32_t count) {
   return sum;
 }
 
+// Four at a time: opening a track of millions of samples does little else.
 uint32_t largest_of(const uint8_t* sizes, uint32_t count) {
-  uint32_t largest = 0;
-  for (uint32_t i = 0; i < count; ++i) {
-    largest = std::max(largest, load_be32(sizes + size_t{i} * Number32Entry::kSize));
+  constexpr uint32_t kLanes = 4;
+  using Numbers [[gnu::vector_size(kLanes * sizeof(uint32_t))]] = uint32_t;
+  Numbers largest{};
+  uint32_t done = 0;
+  for (; done + kLanes <= count; done += kLanes) {
+    Numbers stored;
+    std::memcpy(&stored, sizes + size_t{done} * Number32Entry::kSize, sizeof stored);
+    const Numbers swapped = (stored >> 8 & 0x00FF00FFu) | (stored << 8 & 0xFF00FF00u);  // in pairs of bytes
+    const Numbers numbers = kIsLittleEndian ? swapped >> 16 | swapped << 16 : stored;
+    largest = numbers > largest ? numbers : largest;
   }
-  return largest;
+  uint32_t result = 0;
+  for (uint32_t lane = 0; lane < kLanes; ++lane) result = std::max(result, largest[lane]);
+  for (; done < count; ++done) {
+    result = std::max(result, load_be32(sizes + size_t{done} * Number32Entry::kSize));
+  }
+  return result;
 }
 
 Status sum_through_cache(TableCursor& cursor, uint32_t first_index, uint32_t count, uint64_t& sum) {
