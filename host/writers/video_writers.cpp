@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/byte_order.h"
 #include "host/video_format.h"
-#include "host/writers/byte_order.h"
 
 namespace zdr::host {
 namespace {

@@ -17,8 +17,8 @@
 #include "platform/win32/runtime/named/life_line.h"
 #include "platform/win32/runtime/named/session_name.h"
 #include "platform/win32/runtime/runtime_folder.h"
-#include "platform/win32/runtime/text/utf.h"
 #include "platform/win32/runtime/wait_signal.h"
+#include "platform/win32/utf.h"
 
 namespace zdr::platform {
 

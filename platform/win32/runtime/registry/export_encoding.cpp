@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "platform/win32/runtime/text/utf.h"
 #include "platform/win32/runtime/text/windows_1252.h"
+#include "platform/win32/utf.h"
 
 namespace zdr::platform {
 

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "platform/win32/runtime/registry/export_text.h"
-#include "platform/win32/runtime/text/utf.h"
+#include "platform/win32/utf.h"
 #include "platform/win32/win32_registry.h"
 
 namespace zdr::platform {

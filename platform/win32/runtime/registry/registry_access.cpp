@@ -9,7 +9,7 @@
 #include "platform/win32/fault_injection.h"
 #include "platform/win32/registry_file.h"
 #include "platform/win32/runtime/registry/store_path.h"
-#include "platform/win32/runtime/text/utf.h"
+#include "platform/win32/utf.h"
 #include "platform/win32/win32_error.h"
 
 namespace zdr::platform {

@@ -2,8 +2,8 @@
 #include <cstring>
 #include <limits>
 
-#include "platform/win32/runtime/text/utf.h"
 #include "platform/win32/runtime/text/windows_1252.h"
+#include "platform/win32/utf.h"
 #include "platform/win32/win32_error.h"
 #include "platform/win32/win32_text.h"
 

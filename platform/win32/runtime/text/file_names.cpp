@@ -1,7 +1,7 @@
 // Conversion of file names, code point by code point.
 #include "platform/win32/file_names.h"
 
-#include "platform/win32/runtime/text/utf.h"
+#include "platform/win32/utf.h"
 
 namespace zdr::platform {
 

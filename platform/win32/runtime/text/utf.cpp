@@ -1,5 +1,5 @@
 // UTF-8 and UTF-16 decoding and encoding.
-#include "platform/win32/runtime/text/utf.h"
+#include "platform/win32/utf.h"
 
 namespace zdr::platform {
 
