@@ -6,28 +6,13 @@
 #include <bit>
 #include <initializer_list>
 
+#include "platform/win32/utf.h"
+
 namespace zdr::host {
 namespace {
 
-constexpr char32_t kReplacement = 0xFFFD;
-
-void append_utf8(std::string& out, char32_t code) {
-  const auto unit = [](char32_t bits) { return static_cast<char>(bits); };
-  if (code < 0x80) {
-    out += unit(code);
-  } else if (code < 0x800) {
-    out.append({unit(0xC0 | code >> 6), unit(0x80 | (code & 0x3F))});
-  } else if (code < 0x10000) {
-    out.append({unit(0xE0 | code >> 12), unit(0x80 | (code >> 6 & 0x3F)), unit(0x80 | (code & 0x3F))});
-  } else {
-    out.append({unit(0xF0 | code >> 18), unit(0x80 | (code >> 12 & 0x3F)), unit(0x80 | (code >> 6 & 0x3F)),
-                unit(0x80 | (code & 0x3F))});
-  }
-}
-
-bool is_surrogate(char32_t code) {
-  return code >= 0xD800 && code < 0xE000;
-}
+using platform::DecodedPoint;
+using platform::kReplacementCharacter;
 
 // Collects characters into pieces. NULs are held back until a character follows.
 class Pieces {
@@ -51,10 +36,10 @@ class Pieces {
 
  private:
   void append(char32_t code) {
-    std::string character;  // at most four bytes, which the string stores without allocating
-    append_utf8(character, code);
-    if (used_ + character.size() > piece_.size()) flush();
-    used_ += character.copy(piece_.data() + used_, character.size());
+    char character[4];
+    const size_t length = platform::encode_utf8(code, character);
+    if (used_ + length > piece_.size()) flush();
+    used_ += std::string_view(character, length).copy(piece_.data() + used_, length);
   }
   void flush() {
     put_({piece_.data(), used_});
@@ -69,22 +54,18 @@ class Pieces {
 };
 
 void add_utf16(Bytes bytes, bool big_endian, Pieces& pieces) {
-  const auto unit = [&](size_t at) {
-    return static_cast<char32_t>(big_endian ? bytes[at] << 8 | bytes[at + 1]
+  const auto unit_at = [&](size_t at) {
+    return static_cast<char16_t>(big_endian ? bytes[at] << 8 | bytes[at + 1]
                                             : bytes[at + 1] << 8 | bytes[at]);
   };
   size_t at = 0;
-  for (; at + 1 < bytes.size(); at += 2) {
-    char32_t code = unit(at);
-    const bool is_high = code >= 0xD800 && code < 0xDC00;
-    if (is_high && at + 3 < bytes.size() && unit(at + 2) >= 0xDC00 && unit(at + 2) < 0xE000) {
-      code = 0x10000 + ((code - 0xD800) << 10) + (unit(at + 2) - 0xDC00);
-      at += 2;
-    }
-    const bool is_valid = !is_surrogate(code);
-    pieces.add(is_valid ? code : kReplacement, is_valid);
+  while (at + 1 < bytes.size()) {
+    const char16_t units[] = {unit_at(at), at + 3 < bytes.size() ? unit_at(at + 2) : u'\0'};
+    const DecodedPoint decoded = platform::decode_utf16({units, 2});
+    pieces.add(decoded.well_formed ? decoded.point : kReplacementCharacter, decoded.well_formed);
+    at += 2 * decoded.units;
   }
-  if (at < bytes.size() && bytes[at] != 0) pieces.add(kReplacement, false);  // half a UTF-16 unit
+  if (at < bytes.size() && bytes[at] != 0) pieces.add(kReplacementCharacter, false);  // half a UTF-16 unit
 }
 
 void add_utf8(Bytes bytes, Pieces& pieces) {
@@ -93,14 +74,6 @@ void add_utf8(Bytes bytes, Pieces& pieces) {
     const bool is_valid = take_character(bytes, code);
     pieces.add(code, is_valid);
   }
-}
-
-// Length of the UTF-8 sequence that begins with this byte; 0 if no sequence does.
-size_t sequence_length(uint8_t first) {
-  if (first < 0x80) return 1;
-  if (first >= 0xC2 && first < 0xE0) return 2;
-  if (first >= 0xE0 && first < 0xF0) return 3;
-  return first >= 0xF0 && first < 0xF5 ? 4 : 0;
 }
 
 bool starts_with(Bytes bytes, std::initializer_list<uint8_t> mark) {
@@ -114,18 +87,11 @@ bool is_utf16(Bytes bytes) {
 }  // namespace
 
 bool take_character(Bytes& utf8, char32_t& code) {
-  constexpr std::array<char32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
-  const size_t length = sequence_length(utf8[0]);
-  bool valid = length != 0 && length <= utf8.size();
-  char32_t value = !valid ? 0 : length == 1 ? utf8[0] : utf8[0] & (0x7FU >> length);
-  for (size_t i = 1; valid && i < length; ++i) {
-    valid = (utf8[i] & 0xC0) == 0x80;
-    value = value << 6 | (utf8[i] & 0x3FU);
-  }
-  valid = valid && value >= kSmallest[length] && value < 0x110000 && !is_surrogate(value);
-  code = valid ? value : kReplacement;
-  utf8 = utf8.subspan(valid ? length : 1);
-  return valid;
+  const std::string_view text(reinterpret_cast<const char*>(utf8.data()), utf8.size());
+  const DecodedPoint decoded = platform::decode_utf8(text, false);
+  code = decoded.point;
+  utf8 = utf8.subspan(decoded.well_formed ? decoded.units : 1);
+  return decoded.well_formed;
 }
 
 bool is_utf8(Bytes bytes) {
@@ -172,7 +138,7 @@ std::string printable(std::string_view utf8) {
     const bool is_valid = take_character(rest, code);
     const bool is_control = code < 0x20 || (code >= 0x7F && code < 0xA0);
     if (is_valid && !is_control) {
-      append_utf8(out, code);
+      platform::append_utf8(out, code);
     } else {
       const size_t length = before.size() - rest.size();
       out.append("\\x").append(
@@ -184,7 +150,7 @@ std::string printable(std::string_view utf8) {
 
 std::string type_text(std::string_view type) {
   std::string out;
-  for (const char character : type) append_utf8(out, static_cast<uint8_t>(character));
+  for (const char character : type) platform::append_utf8(out, static_cast<uint8_t>(character));
   return out;
 }
 

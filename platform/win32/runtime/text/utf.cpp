@@ -82,11 +82,6 @@ size_t encode_utf16(char32_t point, char16_t (&out)[2]) noexcept {
   return 2;
 }
 
-void append_utf8(std::string& text, char32_t point) {
-  char encoded[4];
-  text.append(encoded, encode_utf8(point, encoded));
-}
-
 std::string to_utf8(std::u16string_view text) {
   std::string result;
   result.reserve(text.size());
