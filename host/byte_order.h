@@ -6,8 +6,9 @@
 
 namespace zdr::host {
 
-constexpr uint32_t read_be(const uint8_t* bytes, unsigned count) {
-  uint32_t value = 0;
+// A number of at most 8 bytes.
+constexpr uint64_t read_be(const uint8_t* bytes, unsigned count) {
+  uint64_t value = 0;
   for (unsigned i = 0; i < count; ++i) value = value << 8 | bytes[i];
   return value;
 }

@@ -4,17 +4,13 @@
 #include <algorithm>
 #include <span>
 
+#include "host/byte_order.h"
+
 namespace zdr::host {
 namespace {
 
 constexpr uint32_t kShortHeader = 8;
 constexpr uint32_t kLongHeader = 16;
-
-uint64_t big_endian(const uint8_t* bytes, uint32_t count) {
-  uint64_t number = 0;
-  for (uint32_t i = 0; i < count; ++i) number = number << 8 | bytes[i];
-  return number;
-}
 
 }  // namespace
 
@@ -23,11 +19,11 @@ std::optional<BoxHeader> read_box_header(FileStream& stream, uint64_t offset, ui
   const uint64_t wanted = std::min<uint64_t>(kLongHeader, end - offset);
   const size_t got = stream.read_at(offset, std::span(bytes).first(wanted));
   if (got < kShortHeader) return std::nullopt;
-  BoxHeader box{offset, big_endian(bytes.data(), 4), kShortHeader, {}};
+  BoxHeader box{offset, read_be(bytes.data(), 4), kShortHeader, {}};
   std::copy_n(bytes.begin() + 4, box.type.size(), box.type.begin());
   if (box.size == 1) {
     if (got < kLongHeader) return std::nullopt;
-    box.size = big_endian(bytes.data() + kShortHeader, 8);
+    box.size = read_be(bytes.data() + kShortHeader, 8);
     box.header_size = kLongHeader;
   } else if (box.size == 0) {
     box.size = end - offset;
