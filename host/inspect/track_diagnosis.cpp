@@ -8,6 +8,7 @@
 #include <memory>
 #include <string_view>
 
+#include "filters/source/mp4/interfaces/played_codecs.h"
 #include "host/decoded_text.h"
 #include "host/inspect/parser_status.h"
 #include "host/memory.h"
@@ -15,9 +16,6 @@
 namespace zdr::host {
 namespace {
 
-// Types of the sample descriptions whose codecs the filter has media types for.
-constexpr std::string_view kPlayedEntries[] = {"avc1", "mp4v", "s263", "H263", "h263", "mp4a",
-                                               "samr", "sawb", "sqcp", "sevc", "ac-3", "ec-3"};
 constexpr std::string_view kEncryptedEntries[] = {"encv", "enca", "drmi", "drms"};
 
 template <class Record>
@@ -74,14 +72,6 @@ TrackState query(P3gppFile* file, uint32_t id) {
   return state;
 }
 
-bool is_played_object_type(uint32_t type) {
-  constexpr uint32_t kPlayed[] = {P3GPP_OTI_MPEG4_VISUAL, P3GPP_OTI_AAC,  P3GPP_OTI_MPEG2_AAC_LC,
-                                  P3GPP_OTI_AVC,          P3GPP_OTI_AMR,  P3GPP_OTI_AMR_WB,
-                                  P3GPP_OTI_H263,         P3GPP_OTI_EVRC, P3GPP_OTI_QCELP,
-                                  P3GPP_OTI_EAC3,         P3GPP_OTI_AC3};
-  return std::ranges::find(kPlayed, type) != std::end(kPlayed);
-}
-
 Diagnosis diagnose(ExitCode code, const TrackRecord& track, const std::string& reason,
                    const std::string& status = "") {
   return {code, MessageCode::kTrackNotPlayed, place_of(track), reason, status};
@@ -111,16 +101,13 @@ Place place_of(const TrackRecord& track) {
 }
 
 Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
-  const auto is_in = [&](const auto& list) {
-    return std::ranges::find(list, track.sample_entry) != std::end(list);
-  };
-  if (is_in(kEncryptedEntries))
+  if (std::ranges::find(kEncryptedEntries, track.sample_entry) != std::end(kEncryptedEntries))
     return diagnose(ExitCode::kNotSupported, track, "is encrypted, which is not supported");
-  if (!track.sample_entry.empty() && !is_in(kPlayedEntries))
+  if (!track.sample_entry.empty() && !mp4source::is_played_sample_entry(track.sample_entry))
     return diagnose(ExitCode::kNotSupported, track, "codec not supported");
   if (!track.id) return diagnose(ExitCode::kLoss, track, "damaged: it has no track header and so no ID");
   const TrackState state = query(movie.file(), *track.id);
-  if (state.object_type != 0 && !is_played_object_type(state.object_type)) {
+  if (state.object_type != 0 && !mp4source::is_played_object_type(state.object_type)) {
     return diagnose(ExitCode::kNotSupported, track,
                     "codec not supported (object type " + object_type_text(state.object_type) + ")");
   }

@@ -1,6 +1,8 @@
 // The builder of each codec's type, and the helpers that all builders share.
 #include "filters/source/mp4/media_types/media_type.h"
 
+#include "filters/source/mp4/interfaces/played_codecs.h"
+
 namespace zdr::mp4source {
 namespace {
 
@@ -23,6 +25,9 @@ constexpr TypeRow kTypes[] = {
     {StreamKind::kAudio, P3GPP_OTI_AC3, build_ac3_type},
     {StreamKind::kAudio, P3GPP_OTI_EAC3, build_ac3_type},
 };
+static_assert(std::ranges::is_permutation(kTypes, kPlayedCodecs, {}, &TypeRow::object_type,
+                                          &PlayedCodec::object_type),
+              "a codec that is played has a row in both tables");
 
 }  // namespace
 
