@@ -11,8 +11,8 @@ Six rules:
 4. No two files include each other, directly or through others. A header and the source of its name are one file here,
    so that a part never includes its own caller; public headers alone are apart from the source that implements them.
 5. Above platform/, the headers from outside of the tree are those of the C++ and C standards and of OUTSIDE.
-6. An include names its file in quotes, from the root of the tree or from the includer's folder, without `..` and
-   without a macro, so that the rules above see every file. Angle brackets are for headers from outside of the tree, and
+6. An include names its file in quotes, from the root of the tree or from the includer's folder, without `..`, without
+   a macro and without a module's `import`, so that the rules above see every file. Angle brackets are for headers from outside of the tree, and
    for the platform's own names (<windows.h> ...), which stand for the file that provides them.
 
 check_layers_test.py shows that each rule finds its breaches.
@@ -24,7 +24,7 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-SOURCES = ('.h', '.hh', '.hpp', '.hxx', '.cpp', '.cc', '.cxx', '.c', '.inc', '.ipp', '.inl', '.def')
+SOURCES = ('.h', '.hh', '.hpp', '.hxx', '.cpp', '.cc', '.cxx', '.c', '.inc', '.ipp', '.inl', '.def', '.in')
 
 WIN32, COM, DSHOW = 'platform/win32', 'platform/com', 'platform/dshow'
 PLATFORM = [WIN32, COM, DSHOW]
@@ -40,8 +40,9 @@ MAY_SEE = {
     'esparse/amr': ['os'],
     'esparse/aac': ['id3p', 'aacdec'],
     'filters/source/mp4': PLATFORM + ['os', 'fmgr', 'id3p', 'aacdec', 'p3gpp', 'esparse/amr', 'esparse/aac'],
-    # The module's interfaces; the decoder for --decode; the parser for the box view; the parser and the AAC reader to
-    # explain a failed open; the tag parser, because the filter does not publish the tags of AAC files.
+    # The module's interfaces; the decoder for --decode; the parser for the box view; the parser and the readers to explain
+    # a failed open and to find what a play has missed; the tag parser, because the filter does not publish the tags of AAC
+    # files.
     'host': PLATFORM + ['aacdec', 'p3gpp', 'fmgr', 'esparse/aac', 'esparse/amr', 'id3p', 'os', 'filters/source/mp4'],
 }
 # Each of these may include from all of the product and from the folders named here.
@@ -80,8 +81,10 @@ OUTSIDE = {
     'host': {'CLI/CLI.hpp'},
     'host/terminal.cpp': {'fcntl.h', 'poll.h', 'sys/ioctl.h', 'sys/time.h', 'unistd.h'},
 }
-ANY_INCLUDE = re.compile(r'^\s*#\s*(include|include_next|import)\b')
+ANY_INCLUDE = re.compile(r'^\s*((#|%:)\s*(include|include_next|import)|(export\s+)?import)\b')
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
+CONTINUED = re.compile(r'((?:[^\n]*\\[ \t]*\n)+)([^\n]*)')
+COMMENT_OR_TEXT = re.compile(r'//[^\n]*|"(?:\\.|[^"\\\n])*"|/\*.*?\*/', re.S)
 DECLARATION = re.compile(r'^zdr_public_headers\(([^)]*)\)', re.M)
 
 
@@ -121,9 +124,17 @@ def file_of(source, quote, name):
     return next(filter(is_file, (os.path.normpath(f'{folder}/{name}') for folder in folders)), None)
 
 
+def lines_of(source):
+    """The lines of a file with continued lines joined and block comments blanked, as the compiler sees directives."""
+    text = (ROOT / source).read_text(encoding='utf-8')
+    text = CONTINUED.sub(lambda m: re.sub(r'\\[ \t]*\n', '', m[1]) + m[2] + '\n' * m[1].count('\n'), text)
+    text = COMMENT_OR_TEXT.sub(lambda m: ' ' + '\n' * m[0].count('\n') if m[0].startswith('/*') else m[0], text)
+    return text.splitlines()
+
+
 def includes_of(source):
     """Yields (line number, quote, name as written, file of the tree or None); quote is empty unless the form is plain."""
-    for number, line in enumerate((ROOT / source).read_text(encoding='utf-8').splitlines(), 1):
+    for number, line in enumerate(lines_of(source), 1):
         if ANY_INCLUDE.match(line):
             match = INCLUDE.match(line)
             quote, name = match.groups() if match else ('', line.strip())
@@ -133,7 +144,7 @@ def includes_of(source):
 def form_fault(source, home, quote, name, target):
     """Returns the breach of rule 5 or 6 by the form of an include, or None."""
     if not quote:
-        return f'{name}: write the name of the file'
+        return f'{name}: write #include and the name of the file'
     if '..' in pathlib.PurePosixPath(name).parts:
         return f'{name}: name the file from the root of the tree'
     if target:

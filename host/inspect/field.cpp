@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/byte_order.h"
 #include "host/time_text.h"
 
 namespace zdr::host {
@@ -88,10 +89,6 @@ TextView text_view(Bytes bytes, TextEncoding encoding) {
   return {bytes, bytes.size(), SIZE_MAX, encoding};
 }
 
-TextView text_front(Bytes bytes, size_t limit, size_t most_hex) {
-  return {bytes.first(front_length(bytes, limit)), bytes.size(), most_hex};
-}
-
 std::optional<ArrayView::Item> ArrayView::at(size_t index) const {
   if (kind == Kind::kBits) {
     const uint8_t byte = bytes[bytes.size() - 1 - index / 8];
@@ -99,8 +96,7 @@ std::optional<ArrayView::Item> ArrayView::at(size_t index) const {
   }
   const Bytes item = bytes.subspan(4 * index, 4);
   if (kind == Kind::kTypes) return type_text({reinterpret_cast<const char*>(item.data()), item.size()});
-  const uint32_t number =
-      uint32_t{item[0]} << 24 | uint32_t{item[1]} << 16 | uint32_t{item[2]} << 8 | item[3];
+  const auto number = static_cast<uint32_t>(read_be(item.data(), 4));
   if (kind == Kind::kNumbers) return uint64_t{number};
   constexpr double kTwoTo14 = 16384;
   return index % 3 == 2 ? from_fixed(number) / kTwoTo14 : from_fixed(number);

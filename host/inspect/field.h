@@ -27,8 +27,6 @@ struct TextView {
 
 // The whole text.
 TextView text_view(Bytes bytes, TextEncoding encoding = TextEncoding::kUnknown);
-// The complete characters within the first `limit` bytes.
-TextView text_front(Bytes bytes, size_t limit, size_t most_hex);
 
 struct BytesView {
   Bytes front;

@@ -110,7 +110,7 @@ TEST(BasePin, ConnectsInOneFixedOrderAndUndoesEveryFailedStep) {
       {"output cannot set", {.set_type = E_OUTOFMEMORY}, {}, E_OUTOFMEMORY, "CTSBB"},
       {"input refuses peer", {}, {.check_connect = E_ACCESSDENIED}, E_ACCESSDENIED, "CTScbBB"},
       {"input refuses type", {}, {.check_type = E_FAIL}, VFW_E_TYPE_NOT_ACCEPTED, "CTSctbBB"},
-      {"input has a reason", {}, {.check_type = VFW_E_NO_DECOMPRESSOR}, VFW_E_NO_DECOMPRESSOR, "CTSctbBB"},
+      {"input has a reason", {}, {.check_type = E_ACCESSDENIED}, E_ACCESSDENIED, "CTSctbBB"},
       {"input cannot set", {}, {.set_type = E_OUTOFMEMORY}, E_OUTOFMEMORY, "CTSctsbBB"},
       {"input cannot finish", {}, {.complete = E_ABORT}, E_ABORT, "CTSctsfbBB"},
       {"output cannot finish", {.complete = E_ABORT}, {}, E_ABORT, "CTSctsfFbBB"},

@@ -131,7 +131,7 @@ TEST_F(SourceStream, FillBufferAndTheReceiverDecideHowItEnds) {
   const std::tuple<HRESULT, HRESULT, Log, GraphEvent> cases[] = {
       // A receiver that refuses a sample gets nothing more, not even an end of stream.
       {S_FALSE, S_FALSE, {"done"}, {}},
-      {S_FALSE, VFW_E_RUNTIME_ERROR, {"done"}, {}},
+      {S_FALSE, E_ABORT, {"done"}, {}},
       {E_ACCESSDENIED, S_OK, {"buffer free", "end of stream", "failed"}, {EC_ERRORABORT, E_ACCESSDENIED, 0}},
   };
   for (const auto& [end_result, result, after, event] : cases) {
