@@ -1,11 +1,17 @@
-// Text of any encoding made safe for terminals and JSON, and times as users type them.
+// Text of any encoding made safe for terminals and JSON, the progress line, and times as users type them.
 #include "host/decoded_text.h"
 
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
+#include <chrono>
+#include <cstdlib>
 #include <sstream>
 
 #include "host/inspect/field.h"
+#include "host/terminal.h"
 #include "host/time_text.h"
 
 namespace zdr::test {
@@ -88,10 +94,30 @@ TEST(TextView, LongTextIsCutBetweenCharactersAndInvalidTextHasItsBytes) {
     std::ostringstream out;
     host::JsonWriter json(out, host::JsonWriter::Layout::kOneLine);
     json.begin_object();
-    host::add_field(json, {"t", host::text_front(as_bytes(bytes), limit, hex_limit)});
+    const host::Bytes front = as_bytes(bytes).first(host::front_length(as_bytes(bytes), limit));
+    host::add_field(json, {"t", host::TextView{front, bytes.size(), hex_limit}});
     json.end_object();
     EXPECT_EQ(out.str(), expected + "\n") << limit;
   }
+}
+
+// Three lines, of 24 to 34 bytes each, take the half second before the first and two tenths of a second.
+TEST(ProgressLine, IsDrawnAtMostTenTimesASecond) {
+  int terminal = -1;
+  int end_of_program = -1;
+  ASSERT_EQ(openpty(&terminal, &end_of_program, nullptr, nullptr, nullptr), 0);
+  const int before = dup(STDERR_FILENO);
+  dup2(end_of_program, STDERR_FILENO);
+  setenv("TERM", "xterm", 1);
+  const auto begin = std::chrono::steady_clock::now();
+  {
+    host::ProgressLine line(true);
+    for (int bytes = 0; bytes < 70; ioctl(terminal, FIONREAD, &bytes)) line.update("clip", 1, 2);
+  }
+  const auto elapsed = std::chrono::steady_clock::now() - begin;
+  dup2(before, STDERR_FILENO);
+  for (const int file : {before, terminal, end_of_program}) close(file);
+  EXPECT_GT(elapsed, std::chrono::milliseconds(650));
 }
 
 TEST(TimeText, ReadsSecondsAndClockTimes) {

@@ -45,6 +45,25 @@ TEST(FilterGraph, LongCyclesAreRefused) {
     EXPECT_EQ(graph->ConnectDirect(filters[from]->GetPin(1), filters[to]->GetPin(0), nullptr), result)
         << from;
   }
+  EXPECT_EQ(graph->Reconnect(filters[0]->GetPin(1)), S_OK);
+}
+
+// A source reports its end also after a consumer has taken all it needs.
+TEST(FilterGraph, EachSinkReportsItsEndOnce) {
+  NoConsumer consumer;
+  HRESULT hr = S_OK;
+  const ComPtr<MediaSink> sink(new MediaSink(consumer, nullptr, nullptr, &hr));
+  const ComPtr<AnyFilter> source(new AnyFilter);
+  source->add<AgreeingPin>(u"out", PINDIR_OUTPUT, "A");
+  const ComPtr<FilterGraph> graph(new FilterGraph);
+  ASSERT_EQ(graph->AddFilter(source.get(), u"source"), S_OK);
+  ASSERT_EQ(graph->AddFilter(sink.get(), u"sink"), S_OK);
+  ASSERT_EQ(graph->ConnectDirect(source->GetPin(0), &sink->pin(), nullptr), S_OK);
+  graph->change_state(State_Running, [] { return true; });
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(sink->pin().EndOfStream(), S_OK);
+  const std::optional<GraphEvent> event = graph->wait_event({});
+  EXPECT_TRUE(event && event->code == EC_COMPLETE);
+  EXPECT_FALSE(graph->has_events());
 }
 
 }  // namespace

@@ -119,7 +119,8 @@ TrackDescription wide_track() {
 }
 
 TEST_F(ZdrInspection, ShowsTagsBoxesAndWhatIsLeftOut) {
-  const Bytes title = v23_frame("TIT2", bytes_of(std::string("\0id title", 9)));
+  // The tag is larger than what precedes its box, so it is read at its own place or not at all.
+  const Bytes title = concat({v23_frame("TIT2", bytes_of(std::string("\0id title", 9))), Bytes(4000, 0)});
   add("all.3gp", concat({full_user_data(), asset("dscp", utf16("wide"))}),
       full_box("meta", 0, 0, id32(0x55C4, id3v2(3, 0, title))));
   add("cursor.3gp", asset("titl", "\x1B[2Jgone\x7F\xC2\x85"));

@@ -221,6 +221,7 @@ TEST(Texts, KeptEncodingsOfV22) {
       {"unmarked is big-endian from the first byte", v22_title("\1\0S\0T"s), "title=ST"},
       {"an odd length loses the last byte", v22_title("\1\xFF\xFES\0T"s), "title=S"},
       {"mark alone", v22_title("\1\xFF\xFE"s), "title="},
+      {"big-endian mark alone", v22_title("\1\xFE\xFF"s), "title="},
       {"an empty frame replaces an earlier one", concat({song(2), v22_title(""), Bytes(12, 0)}), "title="},
       {"UTF-16 comment without a mark", v22_frame("COM", bytes_of("\1\0d\0\0\0T\0u"s)), "comment=Tu"},
   };

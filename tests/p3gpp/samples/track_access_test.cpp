@@ -71,6 +71,7 @@ TEST(TrackAccess, NullArgumentsAndUnknownCodesAreRefused) {
       P3GPP_ReadSample(track, nullptr),
       P3GPP_GetSampleTime(track, 1, &a, nullptr),
       P3GPP_IsSyncSample(track, 1, nullptr),
+      P3GPP_FindSyncSample(track, nullptr, P3GPP_SYNC_FORWARD),
       P3GPP_GetHintInfo(file, 1, nullptr),
       P3GPP_GetTag(file, 0, &tag),
       P3GPP_GetTag(file, P3GPP_TAG_COUNT + 1, &tag),
