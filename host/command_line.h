@@ -8,7 +8,7 @@ namespace zdr::host {
 struct ParsedLine {
   const CommandRow* command = nullptr;  // null when help, the version or an error was printed
   Options options;
-  ExitCode exit_code = ExitCode::kDone;  // of a run without a command
+  ExitCode exit_code = ExitCode::kDone;  // if no command is to run
 };
 
 ParsedLine parse_command_line(int argc, const char* const* argv);

@@ -1,5 +1,5 @@
-// Writes a JSON document to a stream piece by piece, so that no copy of the document is in memory and no
-// piece can fail for want of it.
+// Writes a JSON document to a stream piece by piece: no copy of the document is in memory, and no piece can
+// fail for lack of memory.
 #pragma once
 
 #include <array>

@@ -1,4 +1,6 @@
-// Walks over the frames of an ID3v2.2 or ID3v2.3 tag (id3.org: "ID3 tag version 2.3.0", 3.3).
+// Walks over the frames of an ID3v2.2 or ID3v2.3 tag (id3.org: "ID3 tag version 2.3.0", 3.3) and reads TIT2,
+// TPE1, TALB, TYER, COMM, TCON, TRCK, TLEN, TCOM, TOPE, WXXX and APIC, or TT2, TP1, TAL, TYE, COM, TCO, TRK
+// and TLE.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// HF generation of SBR (ISO/IEC 14496-3, 4.6.18.6): copies the low bands up, patch by patch, through an
-// inverse filter that removes as much of their tonality as the stream requests.
+// HF generation of SBR (patching and inverse filtering; ISO/IEC 14496-3, 4.6.18.6): copies the low bands up,
+// patch by patch, through an inverse filter that removes as much of their tonality as the stream requests.
 #pragma once
 
 #include "aacdec/sbr/qmf_data.h"

@@ -1,5 +1,5 @@
 // The last step of HF adjustment (ISO/IEC 14496-3, 4.6.18.7.6): generated signal times gain, plus noise, plus
-// sinusoids.
+// sinusoids (added harmonics).
 #pragma once
 
 #include "aacdec/sbr/qmf_data.h"

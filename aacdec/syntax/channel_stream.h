@@ -1,5 +1,5 @@
-// Parses an individual_channel_stream (ISO/IEC 14496-3, 4.4.2.7): ics_info, section_data,
-// scale_factor_data, the side data of the tools, spectral_data.
+// Parses an individual_channel_stream (ISO/IEC 14496-3, 4.4.2.7): ics_info (window
+// sequence and window shape), section_data, scale_factor_data, the side data of the tools, spectral_data.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// Parses the side data of three tools in a channel stream (ISO/IEC 14496-3, 4.4.2.7): pulse_data, tns_data
-// (temporal noise shaping, TNS) and ltp_data (long term prediction, LTP).
+// Parses the side data of three tools in a channel stream (ISO/IEC 14496-3, 4.4.2.7): pulse data
+// (pulse_data), temporal noise shaping (tns_data, TNS) and long term prediction (ltp_data, LTP).
 #pragma once
 
 #include <cstdint>

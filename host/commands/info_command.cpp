@@ -30,7 +30,7 @@ namespace {
 constexpr const char* kNoType = "offers no media type: its codec or configuration is not supported";
 
 struct ClipInformation {
-  HRESULT result;  // E_NOINTERFACE of a filter that has none
+  HRESULT result;  // E_NOINTERFACE: the filter has no clip interface
   std::optional<mp4source::ClipInfo> info;
 };
 

@@ -85,7 +85,7 @@ class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEve
   std::mutex event_mutex_;
   std::condition_variable event_added_;
   std::deque<GraphEvent> events_;
-  bool has_lost_event_ = false;  // for want of memory
+  bool has_lost_event_ = false;  // for lack of memory
 };
 
 // Calls `visit` with each pin of a filter. Returns S_OK, or the failure that ended the enumeration.

@@ -15,8 +15,8 @@ namespace zdr::host {
 // The message about a registry that cannot be read; its file is the registry's.
 Message unreadable_registry(const platform::RegistryReport& report);
 
-// Returns the path of this program's module: the one that the environment variable ZDR_MODULE names, else
-// Returns the path of ZdrMp4Source.so next to the program or in kModuleFolder. The file need not exist.
+// The path of this program's module: the one that the environment variable ZDR_MODULE names, else
+// ZdrMp4Source.so next to the program, else in kModuleFolder. The file need not exist.
 std::string own_module_path();
 
 // Creates a filter for the file, from the first of these:

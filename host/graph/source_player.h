@@ -107,7 +107,7 @@ class SourcePlayer {
   std::vector<PinEntry> pins_;
   std::vector<Connection> connections_;
   const std::chrono::seconds stall_limit_;
-  uint64_t samples_seen_ = 0;  // by has_moved()
+  uint64_t samples_seen_ = 0;  // when has_moved() was last called
   bool is_stalled_ = false;
   bool is_abandoned_ = false;  // its threads still run: nothing of it may be released
 };

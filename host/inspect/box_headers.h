@@ -29,7 +29,7 @@ std::optional<BoxHeader> read_box_header(FileStream& stream, uint64_t offset, ui
 // Where a walk ended.
 struct WalkEnd {
   uint64_t offset;   // of the first byte that belongs to no box
-  bool is_complete;  // that is the end of the range
+  bool is_complete;  // the walk reached `end`
 };
 
 // Calls `visit` for each box from `begin` on; returning false ends the walk. Stops at a box that is shorter

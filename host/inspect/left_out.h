@@ -18,9 +18,10 @@ struct PlayableKinds {
   bool any() const { return audio || video; }
 };
 
-// Reports what is left out as errors and notes, with `with_edits` also the edits that are not applied, unless
-// nothing can be played. Without `kinds`, which only a filter knows, omits the tracks that the filter fails
-// to play. `movie` may be null, or a movie that did not open. Returns kLoss if anything is lost, else kDone.
+// Reports what is left out, as errors and notes; `with_edits`: also the edits that are not applied, if
+// anything can be played. Without `kinds`, which only a filter can provide, tracks that the filter fails to
+// play are not reported. `movie` may be null, or a movie that did not open. Returns kLoss if anything is
+// lost, else kDone.
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
                          std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages);
 

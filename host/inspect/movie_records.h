@@ -1,5 +1,6 @@
 // Facts about an ISO media file that the parser's queries do not report: every handler, the edit lists,
-// fragments. They are collected from the boxes that the parser shows during an open.
+// fragments. They are collected from the boxes that the parser shows during an open. The parser identifies a
+// box by its path alone, so this is the one place of the host that reads paths.
 #pragma once
 
 #include <cstdint>

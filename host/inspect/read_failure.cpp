@@ -24,7 +24,7 @@ std::optional<uintmax_t> size_of(const std::string& file) {
   return code ? std::nullopt : std::optional(size);
 }
 
-// No read may have failed: the file may have become shorter before it was opened or measured.
+// Perhaps no read failed: the file may have shrunk before it was opened or measured.
 bool has_shrunk(platform::ReadFailure& failure) {
   if (!watched.size) return false;
   const auto size = size_of(watched.name);

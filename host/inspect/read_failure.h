@@ -13,8 +13,8 @@ namespace zdr::host {
 // Call before a file is opened. Files are handled one after the other, in one thread.
 void watch_reads(const std::string& file);
 
-// Describes the first read since then that failed, or that the file has become shorter since then, and
-// forgets it. Nothing if all is well.
+// Returns and forgets the first read since then that failed, or the fact that the file has shrunk since then;
+// nothing if neither happened.
 std::optional<Diagnosis> take_read_failure(ExitCode exit_code);
 
 // Reports the failure that has not been taken yet, as a loss.

@@ -1,4 +1,4 @@
-// Decodes AAC access units and writes the PCM as a WAVE file.
+// Decodes AAC access units (`zdr play --decode`) and writes the PCM as a WAVE file.
 #pragma once
 
 #include <memory>

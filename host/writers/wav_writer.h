@@ -1,4 +1,4 @@
-// 16-bit PCM as a WAVE file (Microsoft/IBM RIFF, WAVE_FORMAT_PCM).
+// 16-bit PCM as a WAVE file (.wav; Microsoft/IBM RIFF, WAVE_FORMAT_PCM).
 #pragma once
 
 #include "host/writers/stream_writer.h"

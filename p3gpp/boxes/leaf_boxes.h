@@ -1,5 +1,5 @@
-// The small boxes without children (ISO/IEC 14496-12): ftyp (4.3), tref (8.3.3), hdlr (8.4.3), elst (8.6.6),
-// hmhd (12.4.2); iods (ISO/IEC 14496-14).
+// The small boxes without children (ISO/IEC 14496-12): ftyp (4.3), tref (8.3.3), hdlr (8.4.3), elst (edit
+// list, 8.6.6), hmhd (12.4.2); iods (ISO/IEC 14496-14).
 #pragma once
 
 #include <array>

@@ -14,7 +14,7 @@ namespace zdr::com {
 class Module {
  public:
   // Null if the file cannot be loaded. `path` is absolute: GetModuleFileName reports it as it was given,
-  // and the current directory may change.
+  // and the current folder may change.
   static std::shared_ptr<Module> load(const std::string& path);
 
   Module(void* handle) noexcept : handle_(handle) {}

@@ -53,7 +53,7 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   // S_OK, VFW_S_NO_MORE_ITEMS past the end, E_INVALIDARG for a negative position.
   virtual HRESULT GetMediaType(int position, CMediaType* type);
   // True if this status of GetMediaType means exhausted memory. The enumerator then fails with E_OUTOFMEMORY:
-  // a type must not be missing from the list for want of memory.
+  // a type must not be missing from the list for lack of memory.
   virtual bool LacksMemory(HRESULT hr) const noexcept { return hr == E_OUTOFMEMORY; }
 
  protected:

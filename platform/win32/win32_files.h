@@ -26,8 +26,8 @@
 #define INVALID_FILE_SIZE 0xFFFFFFFFu
 
 // INVALID_HANDLE_VALUE (never null) on failure. On success the last error is 0, or 183 (ERROR_ALREADY_EXISTS)
-// when CREATE_ALWAYS or OPEN_ALWAYS found an existing file. Failures: 2 missing file, 3 missing directory, 4
-// too many open files, 5 directory, no permission or read-only file, 32 sharing conflict in either direction,
+// when CREATE_ALWAYS or OPEN_ALWAYS found an existing file. Failures: 2 missing file, 3 missing folder, 4
+// too many open files, 5 folder, no permission or read-only file, 32 sharing conflict in either direction,
 // 112 disk full, 206 name too long, 87 an access, disposition, flag or attribute other than those above, or
 // no access. `security` and `template_file` have no effect.
 ZDR_WIN32 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
@@ -56,7 +56,7 @@ ZDR_WIN32 DWORD GetFileSize(HANDLE file, LPDWORD high) ZDR_NOEXCEPT;
 // Returns when the data is on the device; needs write access (else 5).
 ZDR_WIN32 BOOL FlushFileBuffers(HANDLE file) ZDR_NOEXCEPT;
 
-// Failures: 2 missing file, 3 missing directory, 5 directory or read-only file, 32 open without
+// Failures: 2 missing file, 3 missing folder, 5 folder or read-only file, 32 open without
 // FILE_SHARE_DELETE.
 ZDR_WIN32 BOOL DeleteFileA(LPCSTR name) ZDR_NOEXCEPT;
 ZDR_WIN32 BOOL DeleteFileW(LPCWSTR name) ZDR_NOEXCEPT;

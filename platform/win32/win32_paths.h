@@ -4,7 +4,7 @@
 
 #include "win32_types.h"
 
-// Joins the name with the current directory and folds `.` and `..`, without looking at any file. Returns the
+// Joins the name with the current folder and folds `.` and `..`, without looking at any file. Returns the
 // length without NUL on success, the size needed with NUL when the buffer is too small, 0 on failure. *last
 // (if given) points at the last component inside the buffer, or is null if the path ends in a separator.
 ZDR_WIN32 DWORD GetFullPathNameA(LPCSTR name, DWORD size, LPSTR buffer, LPSTR* last) ZDR_NOEXCEPT;
@@ -15,7 +15,7 @@ ZDR_WIN32 DWORD GetFullPathNameW(LPCWSTR name, DWORD size, LPWSTR buffer, LPWSTR
 ZDR_WIN32 DWORD GetTempPathW(DWORD size, LPWSTR buffer) ZDR_NOEXCEPT;
 
 // `buffer` has MAX_PATH places. unique != 0 only builds the name; 0 finds a free one and creates the empty
-// file. Returns the number in the name, 0 on failure: 87 null, 111 directory too long, 267 missing directory.
+// file. Returns the number in the name, 0 on failure: 87 null, 111 folder too long, 267 missing folder.
 ZDR_WIN32 UINT GetTempFileNameW(LPCWSTR directory, LPCWSTR prefix, UINT unique, LPWSTR buffer) ZDR_NOEXCEPT;
 
 // Any folder of the volume, null for the current one; cluster counts are clamped to 32 bits.
@@ -23,7 +23,7 @@ ZDR_WIN32 BOOL GetDiskFreeSpaceA(LPCSTR root, LPDWORD sectors_per_cluster, LPDWO
                                  LPDWORD free_clusters, LPDWORD total_clusters) ZDR_NOEXCEPT;
 ZDR_WIN32 BOOL GetDiskFreeSpaceW(LPCWSTR root, LPDWORD sectors_per_cluster, LPDWORD bytes_per_sector,
                                  LPDWORD free_clusters, LPDWORD total_clusters) ZDR_NOEXCEPT;
-// In bytes; each out-pointer may be null. 3 for a missing directory.
+// In bytes; each out-pointer may be null. 3 for a missing folder.
 ZDR_WIN32 BOOL GetDiskFreeSpaceExW(LPCWSTR directory, PULARGE_INTEGER available, PULARGE_INTEGER total,
                                    PULARGE_INTEGER total_free) ZDR_NOEXCEPT;
 

@@ -42,7 +42,7 @@ TEST(SampleEntries, FailTheTrackIfTheyAreMalformed) {
       {"child past the end in s263", video("s263", overrun), P3GPP_ERR_BOX_SIZE},
       {"d263 of 14 bytes", video("s263", box("d263", Bytes(6))), P3GPP_ERR_BOX_SIZE},
       {"bitr of 12 bytes", video("s263", d263(1, 2, 3, 4, box("bitr", Bytes(4)))), P3GPP_ERR_BOX_SIZE},
-      {"dec3 short of a substream", audio("ec-3", dec3(1, {{}}, 1)), P3GPP_ERR_BOX_SIZE},
+      {"dec3 that lacks a substream", audio("ec-3", dec3(1, {{}}, 1)), P3GPP_ERR_BOX_SIZE},
       {"first child past the end", audio("samr", with_size(kDamr, 18)), P3GPP_ERR_BOX_SIZE},
       {"damr of 16 bytes", audio("samr", box("damr", Bytes(8))), P3GPP_ERR_BOX_SIZE},
       {"samr of 30 bytes", box("samr", Bytes(22)), P3GPP_ERR_BOX_SIZE},

@@ -9,7 +9,7 @@ CZanBaseSourceOutputPin::CZanBaseSourceOutputPin(CObjectName object_name, HRESUL
   // The base class does not report events that could not be created. Without them, a call would not wait for
   // the worker's reply.
   const bool has_events = HANDLE{m_EventSend} != nullptr && HANDLE{m_EventComplete} != nullptr;
-  // Nor does it report a name that could not be copied.
+  // The base class does not report a name that could not be copied, either.
   const bool has_name = Name() != nullptr || name == nullptr;
   if (SUCCEEDED(*phr) && !(has_events && has_name)) *phr = E_OUTOFMEMORY;
 }

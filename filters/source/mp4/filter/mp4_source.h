@@ -89,7 +89,7 @@ class CZanMP4SourceFilter final : public CZanBaseSourceFilter {
   FileManagerPointer file_manager_;
   FMGR_Descriptor descriptor_{};
   IsoFilePointer iso_file_;
-  IsoFilePointer second_iso_file_;  // for video whose track is already the audio pin's
+  IsoFilePointer second_iso_file_;  // for a video pin whose track the audio pin has already
   uint64_t file_size_ = 0;
   std::vector<PinPointer> pins_;
 };

@@ -19,7 +19,7 @@ namespace zdr::platform {
 
 namespace {
 
-// Room that the directory must leave for `/`, prefix, number, `.TMP` and NUL.
+// Room that the folder must leave for `/`, prefix, number, `.TMP` and NUL.
 constexpr size_t kTempNameTail = 14;
 
 std::string temp_folder() {
@@ -66,7 +66,7 @@ DWORD create_unique(const std::string& stem, UINT& number, std::string& name) {
   return ERROR_FILE_EXISTS;
 }
 
-// The directory with its separator, and up to three characters of the prefix.
+// The folder with its separator, and up to three characters of the prefix.
 DWORD temp_stem(LPCWSTR directory, LPCWSTR prefix, std::string& stem) {
   if (directory == nullptr) return ERROR_INVALID_PARAMETER;
   if (std::char_traits<WCHAR>::length(directory) > MAX_PATH - kTempNameTail) return ERROR_BUFFER_OVERFLOW;

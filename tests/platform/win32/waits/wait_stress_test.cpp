@@ -64,7 +64,7 @@ TEST(WaitStress, AWakeUpThatAnotherWaitReceivedIsPassedOn) {
 }
 
 // The signal comes as the brief wait times out. A wait that reports a time-out has neither taken the signal
-// nor kept it from the other.
+// nor withheld it from the other.
 TEST(WaitStress, ASignalAtATimeOutReachesTheOtherWait) {
   using std::chrono::steady_clock;
   for (const LPCWSTR name : {LPCWSTR{nullptr}, LPCWSTR{u"WaitStressTimeOut"}}) {
