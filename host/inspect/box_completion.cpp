@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/byte_order.h"
 #include "host/decoded_text.h"
 #include "host/inspect/box_details.h"
 #include "host/inspect/box_headers.h"
@@ -266,7 +267,7 @@ void TreeCompletion::read_version(BoxRecord& box) {
   if (box.is("meta") && text.substr(4, 4) == "hdlr") box.has_version = false;
   if (!box.has_version) return;
   box.version = bytes[0];
-  box.flags = uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
+  box.flags = static_cast<uint32_t>(read_be(&bytes[1], 3));
 }
 
 }  // namespace

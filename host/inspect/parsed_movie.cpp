@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
+#include "host/byte_order.h"
 #include "host/inspect/box_headers.h"
 #include "host/memory.h"
 
@@ -48,8 +49,7 @@ bool ParsedMovie::has_invalid_description(const TrackRecord& track) const {
     const std::span<uint8_t> wanted = std::span(entries).first(std::min<uint64_t>(left, entries.size()));
     if (stream.read_at(offset, wanted) != wanted.size()) return false;  // reported when its samples are read
     for (size_t at = 0; at < wanted.size(); at += kEntryBytes) {
-      const uint32_t description =
-          uint32_t{entries[at + 8]} << 24 | entries[at + 9] << 16 | entries[at + 10] << 8 | entries[at + 11];
+      const uint64_t description = read_be(&entries[at + 8], 4);
       if (description == 0 || description > track.sample_entries) return true;
     }
     offset += wanted.size();

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "filters/source/mp4/interfaces/played_codecs.h"
+#include "host/byte_order.h"
 #include "host/decoded_text.h"
 #include "host/inspect/parser_status.h"
 #include "host/memory.h"
@@ -35,8 +36,7 @@ struct TrackState {
 // string if the first fields are supported.
 std::string aac_refusal(const P3gppSystemsInfo& systems) {
   if (systems.decoder_specific_info_length < 2) return {};
-  const uint8_t* bytes = systems.decoder_specific_info;
-  const unsigned bits = unsigned{bytes[0]} << 8 | bytes[1];
+  const auto bits = static_cast<unsigned>(read_be(systems.decoder_specific_info, 2));
   constexpr unsigned kEscape = 31;
   const unsigned object_type = bits >> 11 == kEscape ? 32 + (bits >> 5 & 63) : bits >> 11;
   const unsigned rate_index = bits >> 7 & 15;
