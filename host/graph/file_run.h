@@ -12,7 +12,6 @@
 #include "host/graph/source_player.h"
 #include "host/inspect/left_out.h"
 #include "host/inspect/parsed_movie.h"
-#include "host/inspect/shortfall.h"
 #include "host/messages.h"
 #include "host/options.h"
 #include "host/terminal.h"
@@ -60,18 +59,6 @@ class FileRun {
   ExitCode connect();
   void connect_pin(const PinEntry& pin, bool gated);
   ExitCode play_to_end(const char* overlap_advice);
-  ExitCode check_stream(const Stream& stream);
-  ExitCode check_damage(const Stream& stream);
-  ExitCode check_completeness(const Stream& stream);
-  ExitCode check_track(const Stream& stream);
-  ExitCode check_aac(const Stream& stream);
-  ExitCode check_amr(const Stream& stream);
-  ExitCode check_frames_left(const Stream& stream);
-  static int64_t last_start(const Stream& stream);
-  int64_t stop_of(const Stream& stream) const;
-  ExitCode report(const Stream& stream, MessageCode code, const std::string& reason, bool is_loss = true);
-  ExitCode report_missing(const Stream& stream, const Shortfall& shortfall);
-  ExitCode report_early_end(const Stream& stream, const EarlyEnd& end);
   bool is_requested(bool audio) const;
   PlayableKinds playable_kinds() const;
   PlayableKinds kinds_to_play() const;
@@ -82,6 +69,7 @@ class FileRun {
   Messages& messages_;
   ConsumerOwner& owner_;
   const Use use_;
+  const std::string label_;  // of the file in progress lines
   const PlayRange range_;
   DeliveryGuard guard_;
   StartGate gate_;
@@ -91,8 +79,5 @@ class FileRun {
   ExitCode prepared_ = ExitCode::kDone;  // a loss if a track has no pin or a pin could not be connected
   SourcePlayer player_;
 };
-
-// Returns the name of a file for a progress line.
-std::string progress_label(const std::string& file, const std::vector<std::string>& files);
 
 }  // namespace zdr::host

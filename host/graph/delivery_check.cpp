@@ -1,0 +1,178 @@
+// Finds what is missing by the kind of the file, and words it.
+#include "host/graph/delivery_check.h"
+
+#include <algorithm>
+
+#include "filters/source/mp4/interfaces/source_kind.h"
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/inspect/aac_shortfall.h"
+#include "host/inspect/amr_shortfall.h"
+#include "host/terminal.h"
+#include "host/time_text.h"
+
+namespace zdr::host {
+namespace {
+
+int64_t stop_of(const CheckedPlay& play, const PinEntry& pin) {
+  const int64_t stop = SourcePlayer::stop_position(pin);
+  return play.range.is_whole || play.duration == 0 ? stop : std::min(stop, play.duration);
+}
+
+// "only 2 of 60 access units were delivered"
+std::string delivered_text(const Shortfall& shortfall) {
+  const std::string total = counted(shortfall.total_units, "access unit");
+  if (shortfall.delivered_units == 0) return "none of the " + total + " was delivered";
+  return "only " + std::to_string(shortfall.delivered_units) + " of " + total + " were delivered";
+}
+
+}  // namespace
+
+DeliveryCheck::DeliveryCheck(const CheckedPlay& play, const PinEntry& pin, const PinConsumer& consumer)
+    : play_(play),
+      consumer_(consumer),
+      is_from_start_(play.range.start == 0),
+      is_to_end_(play.range.stop < 0 || play.range.stop >= play.duration),
+      stop_(stop_of(play, pin)),
+      last_start_(SourcePlayer::segment_start(pin) + consumer.last_sample().start) {}
+
+ExitCode DeliveryCheck::run() const {
+  if (consumer_.has_failed()) return ExitCode::kDone;  // reported with its output
+  return worse_of(check_damage(), check_completeness());
+}
+
+ExitCode DeliveryCheck::check_damage() const {
+  const uint64_t damaged = consumer_.damaged_samples();
+  // The frames of a speech file are examined with its completeness.
+  const bool is_speech_file = mp4source::source_kind_of(play_.file) == mp4source::SOURCE_KIND_AMR;
+  if (damaged == 0 || is_speech_file) return ExitCode::kDone;
+  return report(MessageCode::kUnitsDamaged,
+                counted(damaged, "damaged sample") + ": " + consumer_.first_damage());
+}
+
+ExitCode DeliveryCheck::check_completeness() const {
+  if (play_.movie != nullptr) return check_track();
+  if (consumer_.samples() == 0) return check_silence();
+  switch (mp4source::source_kind_of(play_.file)) {
+    case mp4source::SOURCE_KIND_AAC:
+      return check_aac_file();
+    case mp4source::SOURCE_KIND_AMR:
+      return check_speech_file();
+    default:
+      return ExitCode::kDone;
+  }
+}
+
+ExitCode DeliveryCheck::check_track() const {
+  ProgressLine progress(!play_.is_quiet);
+  const std::string label = play_.label + ": checking " + consumer_.pin_name();
+  const auto watch = [&](uint32_t done, uint32_t total) {
+    progress.update(label, done, total);
+    return !interrupted();
+  };
+  const uint32_t type = consumer_.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO;
+  if (const uint32_t others = samples_of_other_descriptions(*play_.movie, type, watch); others != 0) {
+    report(MessageCode::kDescriptionIgnored,
+           counted(others, "access unit") +
+               " of another sample description: the configuration of the first one is used for all",
+           false);
+  }
+  if (play_.range.is_whole) {
+    const Delivery delivery{type, consumer_.samples(), consumer_.payload_bytes(), stop_};
+    const auto shortfall = find_shortfall(*play_.movie, play_.file, delivery, watch);
+    return shortfall && !interrupted() ? report_missing(*shortfall) : ExitCode::kDone;
+  }
+  const PartDelivery delivery{type,  consumer_.samples(), play_.range.start,
+                              stop_, last_start_,         consumer_.last_sample().payload_bytes};
+  const auto early = find_early_end(*play_.movie, play_.file, delivery, watch);
+  return early && !interrupted() ? report_early_end(*early) : ExitCode::kDone;
+}
+
+ExitCode DeliveryCheck::check_aac_file() const {
+  const AacDelivery delivery{.is_from_start = is_from_start_,
+                             .is_to_end = is_to_end_,
+                             .lacks_frames = consumer_.short_samples() != 0,
+                             .samples = consumer_.samples(),
+                             .pcm_bytes = consumer_.payload_bytes(),
+                             .stop = stop_,
+                             .last_start = last_start_,
+                             .last_pcm_bytes = consumer_.last_sample().payload_bytes};
+  ExitCode result = ExitCode::kDone;
+  for (Diagnosis& found : find_aac_shortfall(play_.file, delivery, [] { return !interrupted(); })) {
+    found.place = Place::pin(consumer_.pin_name());
+    result = worse_of(result, play_.messages.report(play_.file, found));
+  }
+  return result;
+}
+
+ExitCode DeliveryCheck::check_speech_file() const {
+  const AmrDelivery delivery{.is_from_start = is_from_start_,
+                             .is_to_end = is_to_end_,
+                             .is_wide_band = consumer_.type().subtype == mp4source::kSubtypeAmrWideBand,
+                             .is_damaged = consumer_.damaged_samples() != 0,
+                             .payload_bytes = consumer_.payload_bytes(),
+                             .stop = stop_,
+                             .last_start = last_start_,
+                             .last_frames = consumer_.last_sample().speech_frames};
+  auto found = find_amr_shortfall(play_.file, delivery);
+  if (!found) return ExitCode::kDone;
+  found->place = Place::pin(consumer_.pin_name());
+  return play_.messages.report(play_.file, *found);
+}
+
+// A speech or AAC file of which nothing was delivered. Its last frames are left out by design, so a part of a
+// file may have none.
+ExitCode DeliveryCheck::check_silence() const {
+  constexpr int64_t kLongestSample = 500 * kUnitsPerMillisecond;  // ten frames
+  const bool is_aac_file = mp4source::source_kind_of(play_.file) == mp4source::SOURCE_KIND_AAC;
+  const bool is_loss =
+      play_.range.is_whole ? is_aac_file || stop_ != 0 : stop_ - play_.range.start > kLongestSample;
+  return report(MessageCode::kNothingDelivered, "delivered no sample", is_loss);
+}
+
+ExitCode DeliveryCheck::report(MessageCode code, const std::string& reason, bool is_loss) const {
+  return play_.messages.report(play_.file, {is_loss ? ExitCode::kLoss : ExitCode::kDone, code,
+                                            Place::pin(consumer_.pin_name()), reason, ""});
+}
+
+ExitCode DeliveryCheck::report_early_end(const EarlyEnd& end) const {
+  if (end.has_wide_times) {
+    return report(MessageCode::kUnitsMissing,
+                  "--start and --stop do not apply: its headers have 64-bit times, which are not read");
+  }
+  const bool is_cut = end.reason == Missing::kCutOff;
+  const std::string outcome = consumer_.samples() == 0 ? "delivered no sample" : "ended early";
+  return report(is_cut ? MessageCode::kCutOff : MessageCode::kUnitsMissing,
+                outcome + ": the access unit at " + format_time(end.time) +
+                    (is_cut ? " is beyond the end of the file" : " is missing"));
+}
+
+ExitCode DeliveryCheck::report_missing(const Shortfall& shortfall) const {
+  const std::string delivered = delivered_text(shortfall);
+  if (shortfall.has_wide_times) {
+    return report(MessageCode::kUnitsMissing,
+                  delivered + ": its headers have 64-bit times, which are not read");
+  }
+  switch (shortfall.reason) {
+    case Missing::kNone:
+      return report(MessageCode::kNothingDelivered, "delivered no sample", false);
+    case Missing::kShiftedBeyondStop:
+      return report(MessageCode::kUnitsAfterEnd,
+                    delivered + ": the edit list shifts the rest beyond the end of the track",
+                    consumer_.samples() == 0);
+    case Missing::kAfterStop:
+      return report(MessageCode::kUnitsAfterEnd,
+                    delivered + ": the rest is after the end that the headers state");
+    case Missing::kCutOff:
+      return report(MessageCode::kCutOff, delivered + ": the next one is beyond the end of the file");
+    case Missing::kNotInSizes:
+      return report(MessageCode::kUnitsMissing,
+                    (shortfall.total_units == 0 ? "delivered no sample: its access units"
+                                                : delivered + ": the others") +
+                        std::string(" have times in the tables, but no sizes"));
+    case Missing::kUnknown:
+      break;
+  }
+  return report(MessageCode::kUnitsMissing, delivered);
+}
+
+}  // namespace zdr::host
