@@ -38,6 +38,8 @@ void describe(const std::filesystem::path& file, uint8_t choice) {
   options.json = (choice & 1) == 0;
   const bool shows_boxes = (choice & 2) == 0;
   if (!shows_boxes && (choice & 12) == 12) options.cover = (output_folder() / "cover").string();
+  if (shows_boxes && (choice & 4) != 0) options.entries = "stts";
+  if (shows_boxes && (choice & 8) != 0) options.path = "moov/trak";
   options.force = true;
   std::ostringstream out;
   const ExitCode code = shows_boxes ? host::run_boxes(options, out) : host::run_info(options, out);

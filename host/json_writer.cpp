@@ -80,14 +80,14 @@ void JsonWriter::put(std::string_view text) {
 }
 
 void JsonWriter::new_line() {
-  if (layout_ == Layout::kOneLine) return;
+  if (layout_ == Layout::kOneLine || is_row_) return;
   put('\n');
   for (size_t i = 0; i < kIndent * depth_; ++i) put(' ');
 }
 
 void JsonWriter::before_value() {
   if (!after_key_ && depth_ > 0) {
-    if ((has_members_ & 1) != 0) put(',');
+    if ((has_members_ & 1) != 0) put(is_row_ && layout_ == Layout::kIndented ? ", " : ",");
     has_members_ |= 1;
     new_line();
   }
@@ -109,6 +109,7 @@ void JsonWriter::end(char bracket) {
   has_members_ >>= 1;
   --depth_;
   if (has_members) new_line();
+  is_row_ = false;
   put(bracket);
   if (depth_ > 0) return;
   put('\n');

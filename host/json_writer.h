@@ -34,6 +34,12 @@ class JsonWriter {
   void begin_object(std::string_view name) { (key(name), begin_object()); }
   void begin_array(std::string_view name) { (key(name), begin_array()); }
 
+  // An array of numbers or short texts, which is on one line in either layout.
+  void begin_row(std::string_view name) {
+    begin_array(name);
+    is_row_ = true;
+  }
+
   // The key is `name` followed by `suffix`.
   void key(std::string_view name, std::string_view suffix = {});
   // Control characters become \u00XX, and bytes that are not UTF-8 become U+FFFD.
@@ -87,6 +93,7 @@ class JsonWriter {
   uint64_t has_members_ = 0;
   unsigned depth_ = 0;
   bool after_key_ = false;
+  bool is_row_ = false;  // the innermost level
 };
 
 // The shortest digits that are read back as `number`, with a point or an exponent. `digits` is their storage.

@@ -2,6 +2,7 @@
 #include "host/commands/box_output.h"
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -9,6 +10,7 @@
 
 #include "host/decoded_text.h"
 #include "host/messages.h"
+#include "host/time_text.h"
 
 namespace zdr::host {
 namespace {
@@ -76,18 +78,40 @@ std::string state_text(const BoxRecord& box) {
 // Appends the fields of a box to its line, and adds a line for each entry.
 class FieldTexts final : public FieldSink {
  public:
-  FieldTexts(const std::string& indent, std::ostream& out) : indent_(indent), out_(out) {}
+  FieldTexts(const std::string& indent, const BoxContext& context, std::ostream& out)
+      : indent_(indent), context_(context), out_(out) {}
 
-  void add(const Field& field) override { out_ << field_text(field); }
+  void add(const Field& field) override {
+    const std::string_view name = field.name;
+    if (name == "time_scale") own_scale_ = std::get<uint64_t>(field.value);
+    out_ << field_text(field);
+    if (name == "duration") print_time(field, own_scale_ ? own_scale_ : context_.movie_time_scale);
+    if (name == "segment_duration") print_time(field, context_.movie_time_scale);
+    if (name == "media_time") print_time(field, context_.media_time_scale);
+  }
   void begin_entry() override { out_ << "\n" << indent_ << "  [" << ++entry_ << "]"; }
   void leave_out(uint64_t entries) override {
     out_ << "\n" << indent_ << "  ... " << entries << (entries == 1 ? " more entry" : " more entries");
   }
 
  private:
+  // Appends the value as a time, unless it is that of an empty edit or cannot be one.
+  void print_time(const Field& field, const std::optional<uint64_t>& scale) {
+    const auto* const units = std::get_if<uint64_t>(&field.value);
+    const auto* const edit_units = std::get_if<int64_t>(&field.value);
+    if (!scale || *scale == 0 || (units == nullptr && (edit_units == nullptr || *edit_units < 0))) return;
+    const auto count = units != nullptr ? *units : static_cast<uint64_t>(*edit_units);
+    const double seconds = static_cast<double>(count) / static_cast<double>(*scale);
+    constexpr double kMostSeconds = 1e9;
+    if (seconds >= kMostSeconds) return;
+    out_ << " (" << format_time(std::llround(seconds * static_cast<double>(kUnitsPerSecond))) << ")";
+  }
+
   const std::string& indent_;
+  const BoxContext& context_;
   std::ostream& out_;
   size_t entry_ = 0;
+  std::optional<uint64_t> own_scale_;
 };
 
 }  // namespace
@@ -100,7 +124,7 @@ void BoxLines::begin_box(const BoxRecord& box, const BoxContext& context) {
   }
   out_ << indent << box.path.substr(box.path.rfind('/') + 1) << "  @" << box.offset << " size " << box.size
        << state_text(box);
-  FieldTexts texts(indent, out_);
+  FieldTexts texts(indent, context, out_);
   describe_box(tree_, box, context.container, choice_, texts);
   out_ << "\n";
 }

@@ -53,7 +53,7 @@ struct AddValue {
     json.end_array();
   }
   void operator()(const ArrayView& array) const {
-    json.begin_array(name);
+    json.begin_row(name);
     for (size_t i = 0; i < array.size(); ++i) {
       const std::optional<ArrayView::Item> item = array.at(i);
       if (item) std::visit([this](const auto& value) { json.value(value); }, *item);

@@ -45,6 +45,11 @@ def refuse_repeated_keys(pairs):
     return dict(pairs)
 
 
+def document_name(text):
+    found = re.search(r'"file": ?"([^"]*)', text)
+    return pathlib.Path(found[1]).name if found else text[:40]
+
+
 def check(command, text, code):
     name = command[0]
     try:
@@ -57,7 +62,7 @@ def check(command, text, code):
         reason = str(failure)
     counts[name] = counts.get(name, 0) + 1
     if reason:
-        faults.append(f"{' '.join(map(str, command))}: {reason[:500]}")
+        faults.append(f"{' '.join(map(str, command))[:60]} ({document_name(text)}): {reason[:500]}")
 
 
 def run(command, by_line):
