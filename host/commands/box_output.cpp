@@ -69,8 +69,7 @@ std::string state_text(const BoxRecord& box) {
   if (box.state == BoxState::kRefused) text += "  REFUSED" + status;
   if (box.state == BoxState::kNotRead) text += "  (not read)";
   if (box.state == BoxState::kDropped) text += "  (not kept)";
-  if (box.overlap != 0)
-    text += "  (begins " + counted(box.overlap, "byte") + " before the end of the box before it)";
+  if (box.overlap != 0) text += "  (overlaps " + counted(box.overlap, "byte") + " of what precedes it)";
   if (box.excess != 0) text += "  (cut off: its last " + counted(box.excess, "byte") + " are missing)";
   return text;
 }

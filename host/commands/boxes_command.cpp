@@ -51,7 +51,7 @@ class BoxView {
   BoxTree tree_;
   const ParsedMovie movie_;
   EntryChoice choice_;
-  std::optional<uint64_t> not_listed_;  // offset of the first box for which the tree had no room
+  LeftOutBoxes left_out_;
 };
 
 class BoxView::Counter final : public BoxSink {
@@ -76,7 +76,7 @@ void BoxView::complete() {
   FileStream stream(file_);
   if (movie_.is_open() && !stream.is_open())
     throw std::bad_alloc();  // which the file manager does not report
-  not_listed_ = complete_tree(tree_, stream, choice_);
+  left_out_ = complete_tree(tree_, stream, choice_);
   const std::vector<BoxIndex> boxes = tree_.children(kNoBox);
   const auto is_gap = [this](BoxIndex index) { return tree_.box(index).state == BoxState::kGap; };
   if (std::ranges::all_of(boxes, is_gap)) tree_.set_children(kNoBox, {});
@@ -131,8 +131,10 @@ ExitCode BoxView::report() {
   if (movie_.is_open()) code = worse_of(code, report_missing());
   if (tree_.boxes_left_out() != 0)
     note_not_shown(std::to_string(tree_.boxes_left_out()) + " more boxes are not shown");
-  if (not_listed_)
-    note_not_shown("the boxes from offset " + std::to_string(*not_listed_) + " on are not shown");
+  if (left_out_.offset)
+    note_not_shown("the boxes from offset " + std::to_string(*left_out_.offset) + " on are not shown");
+  if (left_out_.are_deep)
+    note_not_shown("boxes more than " + std::to_string(kMostBoxLevels) + " levels deep are not shown");
   if (tree_.entries_left_out() != 0)
     note_not_shown(std::to_string(tree_.entries_left_out()) + " more list entries are not shown");
   return code;

@@ -17,7 +17,6 @@
 namespace zdr::host {
 namespace {
 
-constexpr unsigned kMostLevels = 16;
 constexpr uint32_t kVersionAndFlags = 4;
 
 // As the parser writes the steps of its paths.
@@ -58,15 +57,16 @@ class TreeCompletion {
   TreeCompletion(BoxTree& tree, FileStream& stream, const EntryChoice& choice)
       : tree_(tree), stream_(stream), choice_(choice), adds_(tree.boxes_left_out() == 0) {}
 
-  std::optional<uint64_t> run() {
+  LeftOutBoxes run() {
     tree_.set_children(kNoBox, tree_.children(kNoBox));
     complete({kNoBox, "", 0, stream_.size()}, 0);
-    return not_listed_;
+    return left_out_;
   }
 
  private:
   void complete(const Range& range, unsigned level);
-  void complete_children(BoxIndex index, std::string_view container, unsigned level);
+  void complete_children(BoxIndex index, const Range& around, unsigned level);
+  uint64_t fields_of_quicktime(const BoxRecord& box, const Range& around) const;
   void examine(BoxRecord& box, std::string_view container);
   void read_version(BoxRecord& box);
   bool read(uint64_t offset, std::span<uint8_t> buffer) {
@@ -77,7 +77,7 @@ class TreeCompletion {
   FileStream& stream_;
   const EntryChoice& choice_;
   bool adds_;  // false: the tree is full
-  std::optional<uint64_t> not_listed_;
+  LeftOutBoxes left_out_;
 };
 
 // Merges the boxes that the parser showed in a range with those and the gaps between them.
@@ -220,29 +220,41 @@ void TreeCompletion::complete(const Range& range, unsigned level) {
     RangeMerge merge(tree_, stream_, range);
     merge.run();
     tree_.set_children(range.container, merge.take_boxes());
-    not_listed_ = merge.not_listed();
-    adds_ = !not_listed_;
+    left_out_.offset = merge.not_listed();
+    adds_ = !left_out_.offset;
   }
   for (const BoxIndex child : tree_.children(range.container)) {
     if (tree_.box(child).state == BoxState::kGap) continue;
     examine(tree_.box(child), range.type);
-    if (level < kMostLevels) complete_children(child, range.type, level + 1);
+    complete_children(child, range, level + 1);
   }
 }
 
-void TreeCompletion::complete_children(BoxIndex index, std::string_view container, unsigned level) {
+// The additional fields of a sound description of version 1 or 2.
+uint64_t TreeCompletion::fields_of_quicktime(const BoxRecord& box, const Range& around) const {
+  constexpr size_t kVersion = 8;  // offset in the body
+  const bool is_sound = around.type == "stsd" && is_audio_entry(box.type_name());
+  if (!is_sound || tree_.box(around.container).version != 0 || box.body.size() < kVersion + 2) return 0;
+  const uint64_t version = read_be(&box.body[kVersion], 2);
+  return version == 1 ? 16 : version == 2 ? 36 : 0;
+}
+
+void TreeCompletion::complete_children(BoxIndex index, const Range& around, unsigned level) {
   const BoxRecord& box = tree_.box(index);
-  const std::optional<uint32_t> skipped = children_offset(box.type_name(), container);
+  const std::optional<uint32_t> skipped = children_offset(box.type_name(), around.type);
   const bool has_children = box.first_child != kNoBox;
   if (box.state == BoxState::kRefused || (!skipped && !has_children)) return;
   // A meta of QuickTime has no version and flags.
   const uint32_t missing = box.is("meta") && !box.has_version ? kVersionAndFlags : 0;
-  uint64_t begin = box.offset + box.header_size + skipped.value_or(missing) - missing;
-  if (has_children) {
+  const uint64_t more = fields_of_quicktime(box, around);  // which the parser takes for children
+  uint64_t begin = box.offset + box.header_size + skipped.value_or(missing) - missing + more;
+  if (has_children && more == 0) {
     const uint64_t first = tree_.box(box.first_child).offset;
     begin = skipped ? std::min(begin, first) : first;
   }
-  if (begin < box.end()) complete({index, box.type_name(), begin, box.end()}, level);
+  if (begin >= box.end()) return;
+  if (level < kMostBoxLevels) return complete({index, box.type_name(), begin, box.end()}, level);
+  left_out_.are_deep = true;
 }
 
 // Reads what is shown of the box itself.
@@ -272,7 +284,7 @@ void TreeCompletion::read_version(BoxRecord& box) {
 
 }  // namespace
 
-std::optional<uint64_t> complete_tree(BoxTree& tree, FileStream& stream, const EntryChoice& choice) {
+LeftOutBoxes complete_tree(BoxTree& tree, FileStream& stream, const EntryChoice& choice) {
   return TreeCompletion(tree, stream, choice).run();
 }
 

@@ -11,8 +11,14 @@
 
 namespace zdr::host {
 
-// Returns the offset from which on boxes are not in the tree because it is full; nothing if all are in it.
+// What is not in a completed tree.
+struct LeftOutBoxes {
+  std::optional<uint64_t> offset;  // from which on boxes are missing because the tree is full
+  bool are_deep = false;           // boxes deeper than kMostBoxLevels are missing
+};
+inline constexpr unsigned kMostBoxLevels = 16;
+
 // Throws std::bad_alloc. Where the file cannot be read, the failure is logged.
-std::optional<uint64_t> complete_tree(BoxTree& tree, FileStream& stream, const EntryChoice& choice);
+LeftOutBoxes complete_tree(BoxTree& tree, FileStream& stream, const EntryChoice& choice);
 
 }  // namespace zdr::host

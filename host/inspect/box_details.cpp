@@ -62,8 +62,9 @@ std::string type_of(uint64_t raw) {
   return type_text(type);
 }
 
-// A name of QuickTime begins with its length.
-TextView text_of(Bytes bytes) {
+// A name of QuickTime begins with its length. `left_out` bytes of the text are not in `bytes`.
+TextView text_of(Bytes bytes, uint64_t left_out) {
+  if (left_out != 0) return {bytes, bytes.size() + static_cast<size_t>(left_out)};
   if (!bytes.empty() && bytes[0] == bytes.size() - 1) bytes = bytes.subspan(1);
   while (!bytes.empty() && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
   return text_view(bytes);
@@ -88,8 +89,9 @@ std::optional<uint64_t> rotation_of(const ArrayView& matrix) {
 // Reads the fields of a box or of an entry.
 class LayoutReader {
  public:
-  LayoutReader(Bytes bytes, uint8_t version, FieldSink& sink)
-      : reader_(bytes), version_(version), sink_(sink) {}
+  // `left_out`: bytes that follow in the file.
+  LayoutReader(Bytes bytes, uint64_t left_out, uint8_t version, FieldSink& sink)
+      : reader_(bytes), left_out_(left_out), version_(version), sink_(sink) {}
 
   void read(std::span<const FieldSpec> specs) {
     for (const FieldSpec& spec : specs) {
@@ -106,6 +108,7 @@ class LayoutReader {
   FieldValue value_of(const FieldSpec& spec, uint64_t raw, size_t bits) const;
 
   BitReader reader_;
+  uint64_t left_out_;
   uint8_t version_;
   FieldSink& sink_;
   uint64_t entries_ = 0;
@@ -124,7 +127,7 @@ void LayoutReader::read(const FieldSpec& spec) {
     case Kind::kTrackIds:
       return sink_.add({spec.name, ArrayView{reader_.rest(), ArrayView::Kind::kNumbers}});
     case Kind::kText:
-      return sink_.add({spec.name, text_of(reader_.rest())});
+      return sink_.add({spec.name, text_of(reader_.rest(), left_out_)});
     default:
       return read_number(spec);
   }
@@ -178,7 +181,7 @@ void read_entries(const BodyView& body, const Layout& layout, uint64_t claimed, 
   const uint64_t shown = std::min({held, choice.most, uint64_t{entries.size() / size}});
   for (size_t entry = 0; entry < shown; ++entry) {
     sink.begin_entry();
-    LayoutReader(entries.subspan(entry * size, size), body.version, sink).read(layout.entry);
+    LayoutReader(entries.subspan(entry * size, size), 0, body.version, sink).read(layout.entry);
   }
   if (shown < held) sink.leave_out(held - shown);
 }
@@ -206,7 +209,7 @@ void describe_body(const BodyView& body, const EntryChoice& choice, FieldSink& s
   const Layout* const layout = find_layout(body.type, body.container);
   if (layout == nullptr || body.front.empty()) return;
   if (layout->decode != nullptr) return layout->decode(body.front, sink);
-  LayoutReader reader(body.front, body.version, sink);
+  LayoutReader reader(body.front, body.length - body.front.size(), body.version, sink);
   reader.read(layout->fields);
   if (!layout->entry.empty() && !reader.has_failed())
     read_entries(body, *layout, reader.entries(), choice, sink);

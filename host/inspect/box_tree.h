@@ -35,7 +35,7 @@ struct BoxRecord {
   uint64_t offset = 0;
   uint64_t size = 0;
   uint64_t excess = 0;   // bytes by which it extends past the end of its container or of the file
-  uint64_t overlap = 0;  // bytes by which it begins before the end of the box before it
+  uint64_t overlap = 0;  // bytes by which it begins before the end of what precedes it
   uint32_t flags = 0;
   int32_t status = P3GPP_OK;  // of the parser
   uint32_t first_field = 0;   // number of its first field in the tree
