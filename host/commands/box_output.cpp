@@ -116,6 +116,7 @@ class FieldTexts final : public FieldSink {
 }  // namespace
 
 void BoxLines::begin_box(const BoxRecord& box, const BoxContext& context) {
+  if (!heading_.empty()) out_ << std::exchange(heading_, {}) << "\n";
   const std::string indent(2 * depth_++, ' ');
   if (box.state == BoxState::kGap) {
     out_ << indent << "(no box)  @" << box.offset << " size " << box.size << "\n";

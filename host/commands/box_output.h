@@ -2,17 +2,20 @@
 #pragma once
 
 #include <iosfwd>
+#include <string>
+#include <utility>
 
 #include "host/inspect/box_walk.h"
 #include "host/json_writer.h"
 
 namespace zdr::host {
 
-// One indented line a box: "mvhd  @28 size 108  version 0  time_scale=1000 ...".
+// A line with a heading, if there are any boxes, and an indented line for each: "mvhd  @28 size 108  version
+// 0 time_scale=1000 ...".
 class BoxLines final : public BoxSink {
  public:
-  BoxLines(const BoxTree& tree, const EntryChoice& choice, std::ostream& out)
-      : tree_(tree), choice_(choice), out_(out) {}
+  BoxLines(const BoxTree& tree, const EntryChoice& choice, std::string heading, std::ostream& out)
+      : tree_(tree), choice_(choice), heading_(std::move(heading)), out_(out) {}
 
   void begin_box(const BoxRecord& box, const BoxContext& context) override;
   void end_box(const BoxRecord& /*box*/) override { --depth_; }
@@ -20,6 +23,7 @@ class BoxLines final : public BoxSink {
  private:
   const BoxTree& tree_;
   const EntryChoice& choice_;
+  std::string heading_;  // empty once it is printed
   std::ostream& out_;
   size_t depth_ = 1;
 };

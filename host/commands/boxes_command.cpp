@@ -22,6 +22,8 @@
 namespace zdr::host {
 namespace {
 
+constexpr size_t kMostReported = 16;  // gaps and the like; a hostile file may have thousands
+
 // A file with its boxes.
 class BoxView {
  public:
@@ -85,15 +87,18 @@ void BoxView::complete() {
 // The boxes of the file must follow each other without a gap.
 ExitCode BoxView::report_structure() {
   ExitCode worst = ExitCode::kDone;
+  size_t found = 0;
   const auto report = [&](ExitCode exit_code, MessageCode code, Place place, const std::string& reason) {
-    worst = worse_of(worst, messages_.report(file_, {exit_code, code, std::move(place), reason, ""}));
+    worst = worse_of(worst, exit_code);
+    if (++found <= kMostReported) messages_.report(file_, {exit_code, code, std::move(place), reason, ""});
   };
   for (const BoxIndex index : tree_.children(kNoBox)) {
     const BoxRecord& box = tree_.box(index);
     const Place place = Place::box(box.path, box.offset, box.size);
     if (box.state == BoxState::kGap)
       report(ExitCode::kDone, MessageCode::kFileDamaged, {},
-             counted(box.size, "byte") + " at offset " + std::to_string(box.offset) + " belong to no box");
+             counted(box.size, "byte") + " at offset " + std::to_string(box.offset) +
+                 (box.size == 1 ? " belongs" : " belong") + " to no box");
     if (box.overlap != 0)
       report(ExitCode::kDone, MessageCode::kFileDamaged, place,
              "begins " + counted(box.overlap, "byte") + " before the end of the box before it");
@@ -101,6 +106,8 @@ ExitCode BoxView::report_structure() {
       report(ExitCode::kLoss, MessageCode::kCutOff, place,
              "the file ends " + counted(box.excess, "byte") + " before the box does");
   }
+  if (found > kMostReported)
+    note_not_shown(std::to_string(found - kMostReported) + " more places like these are not listed");
   return worst;
 }
 
@@ -141,9 +148,7 @@ ExitCode BoxView::report() {
 }
 
 void BoxView::print(std::ostream& out) const {
-  if (tree_.children(kNoBox).empty()) return;
-  out << shown_name(file_) << "\n";
-  BoxLines lines(tree_, choice_, out);
+  BoxLines lines(tree_, choice_, shown_name(file_), out);
   walk_tree(tree_, options_.path, lines);
 }
 

@@ -131,7 +131,11 @@ void RangeMerge::run() {
     if (read_has_failed()) break;
     step(header);
   }
-  while (taken_ < shown_.size()) append(shown_[taken_++]);
+  const bool is_whole_file = range_.container == kNoBox && position_ >= range_.end;
+  for (; taken_ < shown_.size(); ++taken_) {
+    const bool is_beyond = is_whole_file && tree_.box(shown_[taken_]).state == BoxState::kNotRead;
+    if (!is_beyond) append(shown_[taken_]);
+  }
 }
 
 void RangeMerge::step(const std::optional<BoxHeader>& header) {
@@ -162,6 +166,7 @@ void RangeMerge::take_overlapping() {
   std::vector<BoxIndex> parts;
   for (; taken_ < shown_.size() && tree_.box(shown_[taken_]).offset < position_; ++taken_) {
     BoxRecord& box = tree_.box(shown_[taken_]);
+    if (range_.container == kNoBox && box.state == BoxState::kNotRead) continue;  // nonsense, as in step()
     if (is_box && box.end() <= position_) {
       parts.push_back(shown_[taken_]);
     } else {
