@@ -131,6 +131,7 @@ void RangeMerge::run() {
     if (read_has_failed()) break;
     step(header);
   }
+  take_overlapping();
   const bool is_whole_file = range_.container == kNoBox && position_ >= range_.end;
   for (; taken_ < shown_.size(); ++taken_) {
     const bool is_beyond = is_whole_file && tree_.box(shown_[taken_]).state == BoxState::kNotRead;
