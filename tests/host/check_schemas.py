@@ -4,8 +4,8 @@
     check_schemas.py PROGRAM SAMPLES DOCS
 
 Runs the commands that print JSON over every file, over its first part, and over files that cannot be opened, and validates
-each document and each line against DOCS/schema. Every name in the schemas must be described in DOCS/json.md. Needs the
-Python module jsonschema.
+each document and each line against DOCS/schema. The boxes that `boxes` lists must cover the file. Every name in the schemas
+must be described in DOCS/json.md. Needs the Python module jsonschema.
 """
 import json
 import os
@@ -50,6 +50,18 @@ def document_name(text):
     return pathlib.Path(found[1]).name if found else text[:40]
 
 
+def uncovered(boxes, at, end):
+    """The first byte of a range that is in no box, or in two. `at` is None where fields may precede the boxes."""
+    for box in boxes:
+        if at is not None and box["offset"] != at:
+            return at
+        at = box["offset"] + box["size"] - box.get("missing", 0)
+        inside = uncovered(box["children"], None, at) if "children" in box else None
+        if inside is not None:
+            return inside
+    return at if boxes and at != end else None
+
+
 def check(command, text, code):
     name = command[0]
     try:
@@ -58,6 +70,9 @@ def check(command, text, code):
         reason = f"{error.json_path}: {error.message}" if error else ""
         if not reason and code is not None and document.get("exit_code", code) != code:
             reason = f"exit code {code}, but {document['exit_code']} in the document"
+        if not reason and command[:2] == ["boxes", "--jsonl"] and document["exit_code"] in (0, 3):
+            gap = uncovered(document["boxes"], 0, os.path.getsize(document["file"]))
+            reason = f"no box, or two of them, at offset {gap}" if gap is not None else ""
     except ValueError as failure:
         reason = str(failure)
     counts[name] = counts.get(name, 0) + 1
