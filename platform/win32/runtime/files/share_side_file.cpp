@@ -4,7 +4,7 @@
 // With the gate taken, an open checks whether any other denies what it uses or uses what it denies, and then
 // takes shared locks on its own uses and denials. An open that ends takes the gate and removes the side file
 // if no other lock is left; opens that still wait for its gate then notice that the file was removed, and
-// create a new one.
+// create a new one. The first open of a process removes the side files that killed programs left.
 #include "platform/win32/runtime/files/share_side_file.h"
 
 #include <fcntl.h>
@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "platform/win32/runtime/folder_entries.h"
 #include "platform/win32/runtime/runtime_folder.h"
 #include "platform/win32/runtime/system_calls.h"
 #include "platform/win32/win32_error.h"
@@ -71,6 +72,22 @@ Descriptor open_with_gate(int folder, const char* name) noexcept {
   }
 }
 
+// Requires the gate.
+void remove_if_unused(int folder, const char* name, int file) noexcept {
+  if (!is_removed(file) && !is_held_elsewhere(file, kUseBytes, 2 * kClasses)) unlinkat(folder, name, 0);
+}
+
+void remove_stale_files_once(int folder) noexcept {
+  static constinit std::atomic_flag done;
+  if (folder < 0 || done.test_and_set()) return;
+  for_each_entry(folder, [folder](const char* name) {
+    const Descriptor file(openat(folder, name, O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    if (file && set_record_lock(file.get(), F_OFD_SETLK, F_WRLCK, kGateByte, 1)) {
+      remove_if_unused(folder, name, file.get());
+    }
+  });
+}
+
 void report_once_that_sharing_is_local() noexcept {
   static constinit std::atomic<bool> reported{false};
   if (!reported.exchange(true)) {
@@ -83,6 +100,7 @@ void report_once_that_sharing_is_local() noexcept {
 
 DWORD lock_side_file(const FileIdentity& file, const ShareRequest& request, Descriptor& side_file) noexcept {
   const int folder = runtime_folder(RuntimeFolder::kShareModes);
+  remove_stale_files_once(folder);
   Descriptor opened = folder < 0 ? Descriptor() : open_with_gate(folder, SideFileName(file).text);
   if (opened && conflicts(opened.get(), request)) return ERROR_SHARING_VIOLATION;
   if (!opened || !take_locks(opened.get(), request)) {
@@ -97,8 +115,8 @@ DWORD lock_side_file(const FileIdentity& file, const ShareRequest& request, Desc
 void unlock_side_file(const FileIdentity& file, Descriptor side_file) noexcept {
   const int folder = runtime_folder(RuntimeFolder::kShareModes);
   const int lock = side_file.get();
-  if (folder < 0 || !set_record_lock(lock, F_OFD_SETLKW, F_WRLCK, kGateByte, 1) || is_removed(lock)) return;
-  if (!is_held_elsewhere(lock, kUseBytes, 2 * kClasses)) unlinkat(folder, SideFileName(file).text, 0);
+  if (folder < 0 || !set_record_lock(lock, F_OFD_SETLKW, F_WRLCK, kGateByte, 1)) return;
+  remove_if_unused(folder, SideFileName(file).text, lock);
 }
 
 }  // namespace zdr::platform

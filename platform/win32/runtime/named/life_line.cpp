@@ -1,14 +1,14 @@
 // The locks on the files of named events, and the removal of files that are no longer in use.
 #include "platform/win32/runtime/named/life_line.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <memory>
+#include <utility>
 
 #include "platform/win32/runtime/errno_map.h"
+#include "platform/win32/runtime/folder_entries.h"
 #include "platform/win32/runtime/system_calls.h"
 
 namespace zdr::platform {
@@ -21,10 +21,6 @@ constexpr int kOpenFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
 bool take_gate(int file, int command) noexcept {
   return set_record_lock(file, command, F_WRLCK, 0, 1);
 }
-
-struct CloseFolder {
-  void operator()(DIR* folder) const noexcept { closedir(folder); }
-};
 
 }  // namespace
 
@@ -59,16 +55,13 @@ void LifeLine::join() noexcept {
 }
 
 void LifeLine::remove_stale_files(int folder) {
-  const std::unique_ptr<DIR, CloseFolder> list(
-      fdopendir(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
-  if (!list) return;
-  while (const dirent* entry = readdir(list.get())) {
+  for_each_entry(folder, [folder](const char* name) {
     LifeLine line;  // its destructor removes the file
     line.folder_ = folder;
-    line.name_ = entry->d_name;
-    Descriptor file(openat(folder, entry->d_name, kOpenFlags));
+    line.name_ = name;
+    Descriptor file(openat(folder, name, kOpenFlags));
     if (file && take_gate(file.get(), F_OFD_SETLK)) line.file_ = std::move(file);
-  }
+  });
 }
 
 }  // namespace zdr::platform

@@ -70,17 +70,27 @@ TEST_F(ShareModes, AKilledHolderLosesItsLocksAndSideFile) {
   ChildProcess child;
   ASSERT_EQ(child.call(command("f", 1, 0, name)), "0");
   EXPECT_EQ(failed_open(open_for(name, GENERIC_READ, 7)), ERROR_SHARING_VIOLATION);
+  const auto left = [&] { return std::distance(fs::directory_iterator(folder), {}); };
   for (const fs::path& each : {folder.parent_path(), folder}) {
     EXPECT_EQ(fs::status(each).permissions(), fs::perms::owner_all);
   }
-  ASSERT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+  ASSERT_EQ(left(), 1);
   EXPECT_EQ(fs::directory_iterator(folder)->status().permissions(),
             fs::perms::owner_read | fs::perms::owner_write);
+  ASSERT_EQ(child.call(command("g", 1, 0, make_file("unused from now on"))), "0");
   child.kill_hard();
   ScopedHandle file = open_for(name, GENERIC_READ, 7);
   EXPECT_NE(HANDLE{file}, INVALID_HANDLE_VALUE);
   file.close();
-  EXPECT_TRUE(fs::is_empty(folder));
+  EXPECT_EQ(left(), 1);
+  const std::string held = make_file("held");
+  ChildProcess next;
+  ASSERT_EQ(next.call(command("f", 1, 0, held)), "0");
+  EXPECT_EQ(left(), 1) << "the first open of a process removes files without locks";
+  ChildProcess last;
+  EXPECT_EQ(last.call(command("f", 1, 7, held)), std::to_string(ERROR_SHARING_VIOLATION));
+  EXPECT_EQ(next.call("close f"), "1");
+  EXPECT_EQ(left(), 0);
 }
 
 // The file system gives the inode number of a deleted file to the next new one, which may be another
