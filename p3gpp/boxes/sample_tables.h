@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "p3gpp/boxes/entry_blocks.h"
 #include "p3gpp/boxes/lookup_state.h"
 #include "p3gpp/boxes/table_cursor.h"
 #include "p3gpp/parse/big_endian.h"
@@ -90,6 +91,7 @@ struct CttsPayload final : TablePayload<CttsEntry> {
 // Never empty: a table without entries is dropped, and then every sample is a sync sample.
 struct StssPayload final : TablePayload<Number32Entry> {
   SyncPosition position;
+  EntryBlocks blocks;  // behind the sorted front
 };
 
 struct StscPayload final : TablePayload<StscEntry> {

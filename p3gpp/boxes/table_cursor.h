@@ -37,6 +37,8 @@ class TableCursor {
   Status scan(uint32_t first, uint64_t count, Visit&& visit) const;
 
   uint32_t entry_count() const { return entry_count_; }
+  // Entries that lie within the box; never above entry_count().
+  uint32_t readable_count() const { return readable_count_; }
   // 0 while no track is open on the table.
   uint32_t cache_capacity() const { return capacity_; }
 
@@ -50,7 +52,7 @@ class TableCursor {
 
   uint64_t entries_offset_ = 0;
   uint32_t entry_count_ = 0;
-  uint32_t readable_count_ = 0;  // entries that lie within the box; never above entry_count_
+  uint32_t readable_count_ = 0;
   uint16_t entry_size_ = 1;
   std::unique_ptr<uint8_t[]> cache_;  // raw big-endian entries
   uint32_t capacity_ = 0;             // bytes

@@ -1,8 +1,11 @@
 // Sync samples (stss): whether a sample is one, and which is the next or the previous one.
 //
 // A query walks the table entry by entry from where the last query ended; the last entry read becomes the
-// position. Within the front of the table that is known to be sorted, a binary search replaces the walk, with
-// the same result and position. In an unsorted table the order of the walk decides the result.
+// position. Within the front of the table that is known to be sorted, a binary search replaces the walk;
+// behind it, the walk skips blocks that cannot end it. Result and position are the same. In an unsorted table
+// the order of the walk decides the result.
+#include <algorithm>
+
 #include "p3gpp/samples/sample_lookup.h"
 
 namespace zdr::p3gpp {
@@ -20,6 +23,7 @@ Status move_to(StssPayload& stss, uint32_t index, uint32_t& number) {
     ++position.sorted_count;
     position.last_sorted = number;
   }
+  if (index >= position.sorted_count) stss.blocks.note(index, number, stss.cursor.readable_count());
   return P3GPP_OK;
 }
 
@@ -47,7 +51,9 @@ Status walk_back(StssPayload& stss, uint32_t number, uint32_t& entry) {
   while (entry > number && stss.position.index > 0) {
     skip_sorted(stss, -1, [number](uint32_t value) { return value > number; });
     if (stss.position.index == 0) return move_to(stss, 0, entry);
-    const Status status = move_to(stss, stss.position.index - 1, entry);
+    const uint32_t next = stss.blocks.skip_back(stss.position.index - 1, number);
+    stss.position.index = next + 1;
+    const Status status = move_to(stss, next, entry);
     if (status != P3GPP_OK) return status;
   }
   return P3GPP_OK;
@@ -60,7 +66,9 @@ Status walk_forward(StssPayload& stss, uint64_t number, uint32_t& entry) {
   while (entry < number && stss.position.index + 1 < count) {
     skip_sorted(stss, 1, [number](uint32_t value) { return value < number; });
     if (stss.position.index + 1 == count) return move_to(stss, count - 1, entry);
-    const Status status = move_to(stss, stss.position.index + 1, entry);
+    const uint32_t next = std::min(stss.blocks.skip_forward(stss.position.index + 1, number), count - 1);
+    stss.position.index = next - 1;
+    const Status status = move_to(stss, next, entry);
     if (status != P3GPP_OK) return status;
   }
   return P3GPP_OK;
