@@ -15,8 +15,9 @@ struct ParseContext {
   // The stream returns a signed 32-bit count, in which a longer read would look like a failed one.
   static constexpr uint32_t kMaxReadBytes = 0x7FFFFFFF;
   // The most bytes of box bodies that are stored as they are: a sparse file of a few KiB can have any number
-  // of bodies of 2 GiB. Enough for the largest ID3v2 tag.
-  static constexpr uint64_t kMaxKeptBytes = uint64_t{256} << 20;
+  // of bodies of 2 GiB. Real files have some KiB of texts, descriptors and parameter sets, and some MiB of
+  // covers.
+  static constexpr uint64_t kMaxKeptBytes = uint64_t{32} << 20;
 
   FMGR_Stream* stream = nullptr;
   uint64_t file_size = 0;

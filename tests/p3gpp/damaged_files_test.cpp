@@ -78,6 +78,14 @@ TEST(DamagedFiles, BoxesThatCannotBeReadTakeNoMemory) {
   }
 }
 
+TEST(DamagedFiles, BodiesInMemoryAreBoundedTogether) {
+  const Bytes text = item("desc", std::string(12 << 20, 'x'));
+  for (const auto& [items, status] :
+       {std::pair{std::vector{text, text}, P3GPP_OK}, {{text, text, text}, P3GPP_ERR_READ}}) {
+    EXPECT_EQ(OpenedMovie(box("moov", box("udta", item_list_meta(items)))).error.status, status);
+  }
+}
+
 // Too many tracks cost the file only those above the limit.
 TEST(DamagedFiles, ListsHaveAtMost1024Members) {
   const Bytes tracks = concat(std::vector<Bytes>(5000, box("trak")));
