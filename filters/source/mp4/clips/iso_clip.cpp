@@ -137,7 +137,7 @@ HRESULT IsoClip::report(ClipInfo& info, std::atomic<double>& frame_rate) {
   const int32_t status = P3GPP_GetMovieInfo(file_.get(), &movie);
   const uint32_t duration_ms = media_time_to_whole_ms(movie.duration, movie.time_scale);
   if (movie.release != nullptr) movie.release(&movie);
-  if (status != P3GPP_OK) return E_FAIL;
+  if (with_memory(status) != P3GPP_OK) return E_FAIL;
   info.duration_ms = duration_ms;
   if (counts_.video > 0 && !report_video(info, duration_ms, frame_rate)) return E_FAIL;
   if (counts_.audio > 0 && !report_audio(info)) return E_FAIL;
