@@ -64,7 +64,7 @@ class FramePipeline {
   // channels.
   //
   // Parses the block at the reader's position, moves the reader to the byte after it, and synthesises the
-  // held frame. Returns -1 for a damaged block: the held frame has been synthesised, and the next call
+  // held frame. Returns -1 for a damaged block: the held frame, if any, is in `pcm`, and the next call
   // outputs silence. While frames are being concealed, a damaged block counts as lost: the reader does not
   // move, and a replacement is written.
   int decode(std::span<const uint8_t> input, BitReader& reader, int16_t* pcm);

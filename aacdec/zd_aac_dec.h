@@ -146,9 +146,14 @@ int32_t Zd_AAC_Dec_SetConfig(Zd_AAC_Dec_Instance* instance, Zd_AAC_Dec_Config* c
  *
  * Returns ZD_AAC_DEC_OK. Returns ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL and consumes nothing if one output frame
  * does not fit. Returns ZD_AAC_DEC_ERR_FAILED for a null argument, an instance without configuration, a first
- * unit that is null, a damaged or unsupported unit, a missing ADTS header, or a change of the rate; the
- * contents of pcm_out are unspecified then. To keep the held frame when a unit is damaged, measure each
- * raw_data_block with Zd_AAC_Dec_GetFrameLength first, and report one that fails as lost.
+ * unit that is null, a damaged or unsupported unit, a missing or unsupported ADTS header, or a change of the
+ * rate.
+ *
+ * A damaged or unsupported raw_data_block fails after the held frame has been decoded: pcm_out has it, one
+ * output frame (fewer samples if the rate is converted), and the next call returns silence in place of the
+ * damaged unit. All other failures leave pcm_out unchanged, and the frame held. For a better replacement,
+ * measure each raw_data_block with Zd_AAC_Dec_GetFrameLength first, and report one that fails as lost. One
+ * that passes can still be refused here, because the measuring lacks the SBR headers of earlier units.
  *
  * Between lost units a damaged one counts as lost, and the call succeeds. It consumes the ADTS header of such
  * a unit and nothing of a raw_data_block: a caller that advances by the bytes consumed must skip the rest of

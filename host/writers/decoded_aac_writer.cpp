@@ -14,6 +14,12 @@ bool begins_with_syncword(Bytes unit) {
   return unit.size() >= 2 && unit[0] == 0xFF && (unit[1] & 0xF0) == 0xF0;
 }
 
+// The decoder skips what precedes the first syncword.
+Bytes from_syncword(Bytes unit) {
+  while (!unit.empty() && !begins_with_syncword(unit)) unit = unit.subspan(1);
+  return unit;
+}
+
 // The raw data block of a unit, which may have an ADTS header, with or without a CRC.
 Bytes without_header(Bytes unit) {
   if (!begins_with_syncword(unit)) return unit;
@@ -46,10 +52,16 @@ bool DecodedAacWriter::configure(Bytes config, Bytes first_unit) {
   return true;
 }
 
-bool DecodedAacWriter::is_decodable(Bytes unit) const {
-  // The decoder searches a unit without a header for one.
-  if (has_adts_headers_ && !begins_with_syncword(unit)) return true;
-  const int32_t kind = has_adts_headers_ ? ZD_AAC_DEC_STREAM_ADTS : ZD_AAC_DEC_STREAM_RAW;
+bool DecodedAacWriter::is_decodable(Bytes unit) {
+  int32_t kind = ZD_AAC_DEC_STREAM_RAW;
+  if (has_adts_headers_) {
+    unit = from_syncword(unit);
+    if (unit.size() < 3) return false;
+    const int rate_index = unit[2] >> 2 & 0xF;
+    if (holds_frame_ && rate_index != rate_index_) return false;
+    rate_index_ = rate_index;
+    kind = ZD_AAC_DEC_STREAM_ADTS;
+  }
   Zd_AAC_Dec_Config config = core_;
   auto length = static_cast<int32_t>(unit.size());
   return Zd_AAC_Dec_GetFrameLength(unit.data(), kind, &config, &length, 0) == ZD_AAC_DEC_OK;
@@ -62,6 +74,7 @@ DecodedAacWriter::Outcome DecodedAacWriter::decode(Bytes unit, int32_t& pcm_byte
                         &pcm_bytes) != ZD_AAC_DEC_OK) {
     return Outcome::kFailed;
   }
+  holds_frame_ = true;
   return unit_bytes == 0 && !unit.empty() ? Outcome::kConcealed : Outcome::kDecoded;
 }
 
@@ -71,10 +84,14 @@ bool DecodedAacWriter::write_pcm(OutputFile& file, int32_t pcm_bytes) {
 
 bool DecodedAacWriter::decode_unit(OutputFile& file, Bytes unit) {
   int32_t pcm_bytes = 0;
-  const Outcome outcome = is_decodable(unit) ? decode(unit, pcm_bytes) : Outcome::kFailed;
+  const bool decodable = is_decodable(unit);
+  const Outcome outcome = decodable ? decode(unit, pcm_bytes) : Outcome::kFailed;
   if (outcome != Outcome::kDecoded) note_damage("access unit that cannot be decoded");
   // A replacement frame keeps sound and picture in sync. Before the first frame there is none.
-  if (outcome == Outcome::kFailed && decode({}, pcm_bytes) == Outcome::kFailed) return true;
+  if (outcome == Outcome::kFailed && !holds_frame_) return true;
+  // Damage that only decoding detects leaves the frame that the decoder held in the buffer, of whose size
+  // `pcm_bytes` still is.
+  if (outcome == Outcome::kFailed && !decodable && decode({}, pcm_bytes) == Outcome::kFailed) return true;
   return write_pcm(file, pcm_bytes);
 }
 

@@ -31,9 +31,9 @@ class DecodedAacWriter : public WavWriter {
   enum class Outcome { kDecoded, kConcealed, kFailed };
 
   bool configure(Bytes config, Bytes first_unit);
-  // Measures the unit. A damaged one must not be decoded: that would discard the frame that the decoder
-  // holds.
-  bool is_decodable(Bytes unit) const;
+  // Measures the unit. A damaged one is reported as lost, so that the decoder bridges it. One that passes can
+  // still be damaged in its SBR data, but not in what the decoder checks before it outputs the held frame.
+  bool is_decodable(Bytes unit);
   bool decode_unit(OutputFile& file, Bytes unit);
   // An empty unit is a lost one. Yields PCM unless decoding fails.
   Outcome decode(Bytes unit, int32_t& pcm_bytes);
@@ -43,6 +43,8 @@ class DecodedAacWriter : public WavWriter {
   // For measuring: without the channels and extensions, which each unit shows.
   Zd_AAC_Dec_Config core_{};
   bool has_adts_headers_ = false;
+  bool holds_frame_ = false;
+  int rate_index_ = 0;  // of the ADTS headers
   std::vector<int16_t> pcm_;
 };
 

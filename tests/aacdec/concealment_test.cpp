@@ -93,7 +93,7 @@ class GapStream {
     const bool is_consumed = fails || (call != kLost && call != kDamaged);
     EXPECT_EQ(output.consumed, is_consumed ? static_cast<int32_t>(bytes.size()) : 0);
     const Pcm expected = outputs == "-" ? Pcm() : play(fails ? outputs.substr(1) : outputs);
-    EXPECT_TRUE(fails || output.pcm == expected);
+    EXPECT_EQ(fails ? output.left_by_failure : output.pcm, expected);
   }
 
  private:

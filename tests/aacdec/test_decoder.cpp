@@ -49,6 +49,7 @@ Output TestDecoder::call(const uint8_t* data, int32_t size, int32_t capacity) {
   if (output.status != ZD_AAC_DEC_OK) {
     EXPECT_EQ(output.consumed, size);
     EXPECT_EQ(written, given);
+    output.left_by_failure = output.pcm;
     written = 0;
   }
   EXPECT_LE(written, given);

@@ -19,6 +19,7 @@ struct Output {
   int32_t status = 0;
   int32_t consumed = 0;
   Pcm pcm;
+  Pcm left_by_failure;  // the whole buffer
 };
 
 Zd_AAC_Dec_Config lc_config(int32_t rate_hz, int32_t channels);

@@ -252,6 +252,37 @@ TEST_F(DecodedAac, DamagedUnitsAreReplacedByFramesOfTheSameLength) {
   }
 }
 
+// Measuring a unit whose SBR data have no header skips them; then the decoder refuses the unit.
+TEST(DecodedHeAac, DamagedSbrCostsNoOtherUnit) {
+  const AdtsFile file = sample("he-aac-v1-stereo.aac");
+  const std::vector<Data> units = payloads(file);
+  const Data record = {static_cast<uint8_t>(0x10 | file.sampling_index >> 1),
+                       static_cast<uint8_t>((file.sampling_index & 1) << 7 | 2 << 3)};
+  DecodedAacWriter sound(record, media_samples(units).front());
+  const std::vector<int16_t> whole = pcm_of(written(sound, media_samples(units)));
+  Zd_AAC_Dec_Config core = config_of(file);
+  Zd_AAC_Dec_Config doubled = core;
+  doubled.extension = ZD_AAC_DEC_EXTENSION_SBR;
+  doubled.outputRate *= 2;
+  core.channels = 0;
+  for (const size_t number : {8U, 9U, 20U}) {
+    std::vector<Data> damaged = units;
+    for (size_t bit = 8 * units[number].size(); bit-- > 0;) {
+      damaged[number] = units[number];
+      damaged[number][bit / 8] ^= static_cast<uint8_t>(0x80 >> bit % 8);
+      if (measure(damaged[number], ZD_AAC_DEC_STREAM_RAW, core) < 0) continue;
+      TestDecoder decoder(doubled, ZD_AAC_DEC_MODE_SBR);
+      for (size_t i = 0; i < number; ++i) decoder.decode(units[i]);
+      if (decoder.decode(damaged[number]).status != ZD_AAC_DEC_OK) break;
+    }
+    DecodedAacWriter writer(record, media_samples(damaged).front());
+    const std::vector<int16_t> pcm = pcm_of(written(writer, media_samples(damaged)));
+    EXPECT_EQ(writer.damaged_units(), 1U) << number;
+    ASSERT_EQ(pcm.size(), whole.size());
+    EXPECT_TRUE(std::equal(pcm.begin(), pcm.begin() + static_cast<int64_t>(number) * 4096, whole.begin()));
+  }
+}
+
 TEST_F(DecodedAac, NeedsAConfigurationThatTheDecoderSupports) {
   const Data first = media_samples(units_).front();
   const Data surround = {0x12, 0x30};

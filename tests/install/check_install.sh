@@ -88,6 +88,12 @@ use_examples() { # FOLDER of the programs, MODULE
   played=$temporary/out/he-aac-v1-stereo.Audio1.wav
   bytes=$(($(stat -c %s "$played") - 44))
   [ "$bytes" -gt 100000 ] && cmp -s -i 44 -n "$bytes" "$played" "$temporary/decoded.wav" || fail "aac_to_wav differs"
+  # Damage changes neither the length nor what precedes it, and the header states the size.
+  cp "$samples/he-aac-v1-stereo.aac" "$temporary/damaged.aac"
+  dd if=/dev/zero of="$temporary/damaged.aac" bs=1 seek=5000 count=40 conv=notrunc 2>/dev/null
+  "$1/aac_to_wav" "$temporary/damaged.aac" "$temporary/damaged.wav" || fail "aac_to_wav stops at damage"
+  cmp -s -n 60000 "$temporary/damaged.wav" "$temporary/decoded.wav" || fail "aac_to_wav loses frames before damage"
+  [ "$(stat -c %s "$temporary/damaged.wav")" = "$(stat -c %s "$temporary/decoded.wav")" ] || fail "damage shifts"
 }
 examples=$pages/examples
 for example in "$examples"/*.c "$examples"/*.cpp; do
