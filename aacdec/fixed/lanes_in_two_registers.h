@@ -132,6 +132,14 @@ template <int k0, int k1, int k2, int k3, int... kHigh>
   return {wide_product(a.low, b), wide_product(a.high, b)};
 }
 
+[[gnu::always_inline]] inline WideLanes with_half(const WideLanes& sum, int shift) {
+  return {with_half(sum.low, shift), with_half(sum.high, shift)};
+}
+
+[[gnu::always_inline]] inline Lanes truncated(const WideLanes& sum, int shift) {
+  return {truncated(sum.low, shift), truncated(sum.high, shift)};
+}
+
 [[gnu::always_inline]] inline Lanes narrowed(const WideLanes& sum, int shift) {
   return {narrowed(sum.low, shift), narrowed(sum.high, shift)};
 }

@@ -190,11 +190,10 @@ struct Factor {
           reinterpret_cast<WideRegister>(_mm256_mul_epi32(odd_lanes(x), y))};
 }
 
-// The low words of sum / 2^shift, rounded half up; shift is 1 to 32.
-[[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {
-  const uint64_t half = uint64_t{1} << (shift - 1);
-  const WideRegister even = (sum.first + half) >> shift;
-  const WideRegister odd = (sum.second + half) << (32 - shift);
+// The low words of sum / 2^shift, rounded down; shift is 1 to 32.
+[[gnu::always_inline]] inline Register truncated(WideRegisters sum, int shift) {
+  const WideRegister even = sum.first >> shift;
+  const WideRegister odd = sum.second << (32 - shift);
   return reinterpret_cast<Register>(
       _mm256_blend_epi32(reinterpret_cast<__m256i>(even), reinterpret_cast<__m256i>(odd), 0xAA));
 }
@@ -258,10 +257,9 @@ struct Factor {
 #endif
 }
 
-[[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {
-  const uint64_t half = uint64_t{1} << (shift - 1);
-  return interleaved(reinterpret_cast<__m128i>((sum.first + half) >> shift),
-                     reinterpret_cast<__m128i>((sum.second + half) << (32 - shift)));
+[[gnu::always_inline]] inline Register truncated(WideRegisters sum, int shift) {
+  return interleaved(reinterpret_cast<__m128i>(sum.first >> shift),
+                     reinterpret_cast<__m128i>(sum.second << (32 - shift)));
 }
 
 [[gnu::always_inline]] inline Register upper_words(WideRegisters sum) {
@@ -295,11 +293,10 @@ struct Factor {
   return wide_product(a, b.lanes);
 }
 
-[[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {
-  const uint64_t half = uint64_t{1} << (shift - 1);
+[[gnu::always_inline]] inline Register truncated(WideRegisters sum, int shift) {
   using Half = uint32_t __attribute__((vector_size(8)));
-  const Half low = __builtin_convertvector((sum.first + half) >> shift, Half);
-  const Half high = __builtin_convertvector((sum.second + half) >> shift, Half);
+  const Half low = __builtin_convertvector(sum.first >> shift, Half);
+  const Half high = __builtin_convertvector(sum.second >> shift, Half);
   return __builtin_shufflevector(low, high, 0, 1, 2, 3);
 }
 
@@ -318,6 +315,17 @@ struct Factor {
 }
 
 #endif
+
+// Adds what makes truncated() round half up.
+[[gnu::always_inline]] inline WideRegisters with_half(WideRegisters sum, int shift) {
+  const uint64_t half = uint64_t{1} << (shift - 1);
+  return {sum.first + half, sum.second + half};
+}
+
+// The low words of sum / 2^shift, rounded half up; shift is 1 to 32.
+[[gnu::always_inline]] inline Register narrowed(WideRegisters sum, int shift) {
+  return truncated(with_half(sum, shift), shift);
+}
 
 }  // namespace
 }  // namespace zdr::aacdec

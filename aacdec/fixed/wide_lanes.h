@@ -38,9 +38,10 @@ namespace {
 
 // The same by a constant, with three multiplications. The sum of the parts of `a` must not overflow.
 [[gnu::always_inline]] inline ComplexLanes product(ComplexLanes a, TwiddleQ30 w, int shift = 30) {
-  const WideLanes common = wide_product(a.re + a.im, factor(w.re));
-  return {narrowed(common - wide_product(a.im, factor(w.re_plus_im)), shift),
-          narrowed(common + wide_product(a.re, factor(w.im_minus_re)), shift)};
+  // Both parts share the half that rounds them.
+  const WideLanes common = with_half(wide_product(a.re + a.im, factor(w.re)), shift);
+  return {truncated(common - wide_product(a.im, factor(w.re_plus_im)), shift),
+          truncated(common + wide_product(a.re, factor(w.im_minus_re)), shift)};
 }
 
 // The OR of the lanes.

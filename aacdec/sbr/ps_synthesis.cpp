@@ -70,6 +70,10 @@ std::array<int32_t, kMixingEntries> mixing_of(const PsFrame& frame, int envelope
 
 // Interpolates linearly from `from`, reached before slot `first`, to `to`, reached at slot `end` - 1.
 void interpolate_line(int32_t* row, int first, int end, int32_t from, int32_t to) {
+  if (from == to) {
+    std::fill(row + first, row + end, to);
+    return;
+  }
   constexpr int kFraction = 20;
   const int64_t step = (int64_t{to} - from) * (1 << kFraction) / (end - first);
   int64_t value = int64_t{from} << kFraction;
