@@ -31,12 +31,10 @@ inline constexpr int32_t kInt32Min = -0x7FFFFFFF - 1;
 [[gnu::always_inline]] constexpr int32_t mul_q31(int32_t a, int32_t b) {
   const uint32_t a_bits = magnitude(a);
   const uint32_t b_bits = magnitude(b);
-  const uint32_t a_high = a_bits >> 16;
-  const uint32_t a_low = a_bits & 0xFFFF;
   const uint32_t b_high = b_bits >> 16;
-  const uint32_t b_low = b_bits & 0xFFFF;
-  const uint32_t product = 2 * a_high * b_high + (a_low * b_high >> 15) + (a_high * b_low >> 15);
-  return with_sign_of(product, a ^ b);
+  // The product of the high halves and the first mixed one are a single product, which truncates equally.
+  const auto product = static_cast<uint32_t>(uint64_t{a_bits} * b_high >> 15);
+  return with_sign_of(product + ((a_bits >> 16) * (b_bits & 0xFFFF) >> 15), a ^ b);
 }
 
 constexpr int32_t saturate(int64_t v) {

@@ -128,8 +128,7 @@ uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
   const Tap tap1(filter.tap1_re, filter.tap1_im);
   const Tap tap2(filter.tap2_re, filter.tap2_im);
   Lanes used{};
-  // The padding after the row is filtered as well and has no effect on the result.
-  for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {
+  for (int s = kLeadSlots; s < filter.end; s += kLanes) {
     const ComplexLanes one = load_complex(re + s - 1, im + s - 1);
     const ComplexLanes two = load_complex(re + s - 2, im + s - 2);
     const WideLanes common = wide_product(one.re + one.im, tap1.re) + wide_product(two.re + two.im, tap2.re);
@@ -140,7 +139,7 @@ uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
     const ComplexLanes out{narrowed(sum_re, filter.shift), narrowed(sum_im, filter.shift)};
     store(bands.re[filter.target] + s, out.re);
     store(bands.im[filter.target] + s, out.im);
-    used |= ((out.re ^ sign_mask(out.re)) | (out.im ^ sign_mask(out.im))) & first_lanes(kRowSlots - s);
+    used |= ((out.re ^ sign_mask(out.re)) | (out.im ^ sign_mask(out.im))) & first_lanes(filter.end - s);
   }
   return any_bits(used);
 }

@@ -13,9 +13,9 @@ namespace zdr::aacdec {
 namespace {
 
 // Scales the slots of all bands to kPsScaleBits and limits them to 2^27.
-inline void limit_samples(QmfMatrix& bands) {
+inline void limit_samples(QmfMatrix& bands, int band_end) {
   constexpr int32_t kLimit = 1 << 27;
-  for (int band = 0; band < kQmfBands; ++band) {
+  for (int band = 0; band < band_end; ++band) {
     // Includes the slots after the frame.
     for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {
       for (int32_t* row : {bands.re[band] + s, bands.im[band] + s}) {
@@ -113,8 +113,8 @@ inline void split_in_two(const HybridInput& in, ComplexRow& sum_row, ComplexRow&
 }
 
 // Fills ps.hybrid; the other sub-bands are rows of `bands`, limited in place.
-void split_bands(QmfMatrix& bands, PsSynthesisState& ps) {
-  limit_samples(bands);
+void split_bands(QmfMatrix& bands, int band_end, PsSynthesisState& ps) {
+  limit_samples(bands, band_end);
   HybridInput in;
   load_hybrid_input(bands, 0, ps, in);
   split_band_0(in, ps.hybrid);
@@ -138,9 +138,9 @@ inline SubBandRow sub_band_row(const QmfMatrix& bands, const PsSynthesisState& p
 }
 
 // Fills ps.energy.
-void measure_energies(const QmfMatrix& bands, PsSynthesisState& ps) {
+void measure_energies(const QmfMatrix& bands, int band_end, PsSynthesisState& ps) {
   std::memset(ps.energy, 0, sizeof ps.energy);
-  for (int k = 0; k < kSubBands; ++k) {
+  for (int k = 0; k < band_end + kHybridBands - kSplitBands; ++k) {
     const SubBandRow row = sub_band_row(bands, ps, k);
     uint64_t* const energy = ps.energy[kPsBandOfSubBand[k]];
     for (int slot = 0; slot < kQmfSlots; slot += kLanes) {

@@ -97,12 +97,16 @@ inline void mix_delayed_band(int k, PsSynthesisState& ps, QmfMatrix& bands) {
 }
 
 // Writes the left channel to `bands` and the right one to ps.right.
-void mix_channels(PsSynthesisState& ps, QmfMatrix& bands) {
+void mix_channels(PsSynthesisState& ps, int band_end, QmfMatrix& bands) {
   mix_split_band(0, 6, 0, ps, bands);
   mix_split_band(6, 8, 1, ps, bands);
   mix_split_band(8, kHybridBands, 2, ps, bands);
   for (int k = kHybridBands; k < kAllPassBands; ++k) mix_all_pass_band(k, ps, bands);
-  for (int k = kAllPassBands; k < kSubBands; ++k) mix_delayed_band(k, ps, bands);
+  for (int k = kAllPassBands; k < band_end + kHybridBands - kSplitBands; ++k) mix_delayed_band(k, ps, bands);
+  for (int band = band_end; band < kQmfBands; ++band) {
+    std::memset(ps.right.re[band] + kLeadSlots, 0, kQmfSlots * 4);
+    std::memset(ps.right.im[band] + kLeadSlots, 0, kQmfSlots * 4);
+  }
 }
 
 }  // namespace

@@ -113,15 +113,17 @@ void PsSynthesis::clear_signal() {
   std::memset(&state.memory, 0, sizeof state.memory);
 }
 
-void PsSynthesis::process(const PsFrame& frame, int band_end, QmfMatrix& bands) {
+void PsSynthesis::process(const PsFrame& frame, int band_end, int sounding_end, QmfMatrix& bands) {
   const SbrKernels& kernels = sbr_kernels();
+  // The bands that the kernels need not compute are above the all-pass chains.
+  const int end = std::max(sounding_end, kAllPassBands - kHybridBands + kSplitBands);
   clear_bands_above(band_end, state);
-  kernels.split_bands(bands, state);
-  kernels.measure_energies(bands, state);
+  kernels.split_bands(bands, end, state);
+  kernels.measure_energies(bands, end, state);
   damp_transients(state);
   kernels.decorrelate(bands, state);
   for (int band = 0; band < kPsBands; ++band) interpolate_mixing(frame, band, state);
-  kernels.mix_channels(state, bands);
+  kernels.mix_channels(state, end, bands);
 }
 
 }  // namespace zdr::aacdec

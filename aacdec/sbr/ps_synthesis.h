@@ -24,9 +24,10 @@ struct PsSynthesis {
   void clear_signal();
 
   // Replaces `bands` with the left channel and writes the right one to state.right. The lowest kSplitBands
-  // rows of `bands` must hold kHybridDelay slots more than the frame; rows from `band_end` on are silent. A
-  // frame without data continues with the current parameters.
-  void process(const PsFrame& frame, int band_end, QmfMatrix& bands);
+  // rows of `bands` must hold kHybridDelay slots more than the frame. Rows from `sounding_end` on are 0;
+  // those from `band_end` on are silent after this frame. A frame without data continues with the current
+  // parameters.
+  void process(const PsFrame& frame, int band_end, int sounding_end, QmfMatrix& bands);
 };
 
 }  // namespace zdr::aacdec

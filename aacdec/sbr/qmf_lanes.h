@@ -190,8 +190,13 @@ struct Scaling {
 }
 
 template <int kBands>
+[[gnu::always_inline]] inline TwiddleQ30 dct_twiddle(int n) {
+  return kBands == 64 ? kDct64Twiddles.entry[n] : kDct32Twiddles.entry[n];
+}
+
+template <int kBands>
 [[gnu::always_inline]] inline ComplexLanes dct_twiddled(ComplexLanes value, int n) {
-  return product(value, kBands == 64 ? kDct64Twiddles.entry[n] : kDct32Twiddles.entry[n]);
+  return product(value, dct_twiddle<kBands>(n));
 }
 
 template <int kBands>
@@ -202,14 +207,33 @@ template <int kBands>
   return kBands == 64 ? sample : product(sample, kQuarterSampleTwiddles.entry[band]);
 }
 
+// product({re, 0}, w) and product({0, im}, w).
+[[gnu::always_inline]] inline ComplexLanes real_product(Lanes re, TwiddleQ30 w) {
+  return {narrowed(wide_product(re, factor(w.re)), 30),
+          narrowed(wide_product(re, factor(w.re_plus_im - w.re)), 30)};
+}
+
+[[gnu::always_inline]] inline ComplexLanes imaginary_product(Lanes im, TwiddleQ30 w) {
+  return {narrowed(wide_product(im, factor(w.re - w.re_plus_im)), 30),
+          narrowed(wide_product(im, factor(w.re)), 30)};
+}
+
 // A DCT-IV of the real parts and a DST-IV (as a DCT-IV in reversed order) of the imaginary ones; their sum
 // and difference are the two halves of the time signal.
 template <int kBands>
-inline void modulate_slots(const QmfMatrix& bands, int slot, Scaling scaling, QmfScratch& scratch) {
+inline void modulate_slots(const QmfMatrix& bands, int band_end, int slot, Scaling scaling,
+                           QmfScratch& scratch) {
   constexpr int kPoints = kBands / 2;
   ComplexLanes cosines[kPoints];
   ComplexLanes sines[kPoints];
-  for (int n = 0; n < kPoints; ++n) {
+  int n = 0;
+  // Where the higher band is 0.
+  for (; kBands - 1 - 2 * n >= band_end && n < kPoints; ++n) {
+    const ComplexLanes low = band_sample<kBands>(bands, 2 * n, kLeadSlots + slot, scaling);
+    cosines[n] = real_product(low.re, dct_twiddle<kBands>(n));
+    sines[n] = imaginary_product(low.im, dct_twiddle<kBands>(n));
+  }
+  for (; n < kPoints; ++n) {
     const ComplexLanes low = band_sample<kBands>(bands, 2 * n, kLeadSlots + slot, scaling);
     const ComplexLanes high = band_sample<kBands>(bands, kBands - 1 - 2 * n, kLeadSlots + slot, scaling);
     cosines[n] = dct_twiddled<kBands>({low.re, high.re}, n);
@@ -258,16 +282,16 @@ inline void write_slots(const QmfScratch& scratch, int slot, int16_t* pcm, int s
 }
 
 template <int kBands>
-inline void synthesise_bands(const QmfMatrix& bands, int scale_bits, QmfSynthesisState& state,
+inline void synthesise_bands(const QmfMatrix& bands, int band_end, int scale_bits, QmfSynthesisState& state,
                              QmfScratch& scratch, int16_t* pcm, int stride) {
-  const int right = headroom_shift(bands, kBands);
+  const int right = headroom_shift(bands, band_end < kBands ? band_end : kBands);
   const Scaling scaling{right, right + kSampleScaleBits - scale_bits};
   for (int n = 0; n < 2 * kBands; ++n) {
     std::memcpy(scratch.rows[n] + kFrameColumn - kSynthesisHistory, state.history[n],
                 sizeof state.history[n]);
   }
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
-    modulate_slots<kBands>(bands, slot, scaling, scratch);
+    modulate_slots<kBands>(bands, band_end, slot, scaling, scratch);
   }
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) write_slots<kBands>(scratch, slot, pcm, stride);
   for (int n = 0; n < 2 * kBands; ++n) {
@@ -276,12 +300,12 @@ inline void synthesise_bands(const QmfMatrix& bands, int scale_bits, QmfSynthesi
   }
 }
 
-void synthesise(const QmfMatrix& bands, int band_count, int scale_bits, QmfSynthesisState& state,
-                QmfScratch& scratch, int16_t* pcm, int stride) {
+void synthesise(const QmfMatrix& bands, int band_count, int band_end, int scale_bits,
+                QmfSynthesisState& state, QmfScratch& scratch, int16_t* pcm, int stride) {
   if (band_count == kQmfBands) {
-    synthesise_bands<kQmfBands>(bands, scale_bits, state, scratch, pcm, stride);
+    synthesise_bands<kQmfBands>(bands, band_end, scale_bits, state, scratch, pcm, stride);
   } else {
-    synthesise_bands<kCoreBands>(bands, scale_bits, state, scratch, pcm, stride);
+    synthesise_bands<kCoreBands>(bands, band_end, scale_bits, state, scratch, pcm, stride);
   }
 }
 

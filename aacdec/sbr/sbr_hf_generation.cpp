@@ -165,7 +165,7 @@ int32_t bandwidth_of_band(const SbrChannelFrame& frame, const SbrChannelState& s
 }
 
 // With taps below 4, the result of the filter is below 2^4 times its input.
-RowScale patch_row(QmfMatrix& bands, const Source& source, int source_row, int target_row,
+RowScale patch_row(QmfMatrix& bands, const Source& source, int source_row, int target_row, int end_slot,
                    int32_t bandwidth_q31) {
   const int32_t squared = scaled_q31(bandwidth_q31, bandwidth_q31);
   const Predictor& p = source.predictor;
@@ -177,6 +177,7 @@ RowScale patch_row(QmfMatrix& bands, const Source& source, int source_row, int t
   filter.tap2_re = scaled_q31(p.tap2_re, squared);
   filter.tap2_im = scaled_q31(p.tap2_im, squared);
   filter.shift = source.bits + 4;
+  filter.end = end_slot;
   const uint32_t used = sbr_kernels().patch(bands, filter);
   return {static_cast<int8_t>(filter.shift - 28 - kSampleScaleBits),
           static_cast<uint8_t>(std::bit_width(used))};
@@ -191,13 +192,16 @@ void generate_high_bands(const SbrChannelFrame& frame, SbrChannelState& state, Q
   Source sources[kCoreBands];
   bool known[kCoreBands] = {};
   const int end = tables.kx + tables.m;
+  // The slots after the last border stay silent.
+  const int end_slot = kLeadSlots + 2 * frame.grid.border[frame.grid.envelope_count];
   int target = tables.kx;
   for (int patch = 0; patch < tables.patch_count; ++patch) {
     for (int i = 0; i < tables.patch_width[patch] && target < end; ++i, ++target) {
       const int row = tables.patch_start[patch] + i;
       if (!known[row]) sources[row] = analyse_source(bands, row);
       known[row] = true;
-      scales[target] = patch_row(bands, sources[row], row, target, bandwidth_of_band(frame, state, target));
+      scales[target] =
+          patch_row(bands, sources[row], row, target, end_slot, bandwidth_of_band(frame, state, target));
     }
   }
   for (; target < end; ++target) {

@@ -16,7 +16,8 @@ struct PatchFilter {
   // Q28. Tap 1 weights the previous sample, tap 2 the one before it.
   int32_t tap1_re = 0, tap1_im = 0;
   int32_t tap2_re = 0, tap2_im = 0;
-  int shift = 28;  // right shift of the result
+  int shift = 28;       // right shift of the result
+  int end = kRowSlots;  // of the slots to compute
 };
 
 // Sums over a row of |x[n]|^2 and of x[n + lag] conj(x[n]) for lags 1 and 2.
@@ -40,13 +41,13 @@ struct SbrKernels {
   void (*analyse)(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch,
                   QmfMatrix& bands);
   // QMF synthesis: writes the 32 slots as 32 * `band_count` samples at pcm[i * stride], rounded and clamped
-  // to 16 bits. `band_count` is 64 or 32; 32 uses the lower bands alone. Samples in `bands` are at
-  // 2^scale_bits per step, of any size below 2^31.
-  void (*synthesise)(const QmfMatrix& bands, int band_count, int scale_bits, QmfSynthesisState& state,
-                     QmfScratch& scratch, int16_t* pcm, int stride);
+  // to 16 bits. `band_count` is 64 or 32; 32 uses the lower bands alone. Bands from `band_end` on are 0.
+  // Samples in `bands` are at 2^scale_bits per step, of any size below 2^31.
+  void (*synthesise)(const QmfMatrix& bands, int band_count, int band_end, int scale_bits,
+                     QmfSynthesisState& state, QmfScratch& scratch, int16_t* pcm, int stride);
   // target[s] = (2^28 source[s] + tap1 source[s - 1] + tap2 source[s - 2]) / 2^shift, for s from kLeadSlots
-  // to the end of the row; the padding after the row is overwritten. Results of 2^31 and more wrap. Returns
-  // the OR of the absolute values of the row.
+  // to `end`; up to 7 slots after it are overwritten. Results of 2^31 and more wrap. Returns the OR of the
+  // absolute values of the results.
   uint32_t (*patch)(QmfMatrix& bands, const PatchFilter& filter);
   // Computes the sums over n from 0 to count - 1, and the bits of all kRowSlots values. Samples are below
   // 2^28.
@@ -59,16 +60,16 @@ struct SbrKernels {
   void (*apply_gain_and_noise)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift,
                                const NoiseMix& noise);
 
-  // The steps of parametric stereo, in call order.
+  // The steps of parametric stereo, in call order. Bands from `band_end` on are 0, like their delay lines.
   //
   // Splits the lowest bands into ps.hybrid and limits the samples of all bands.
-  void (*split_bands)(QmfMatrix& bands, PsSynthesisState& ps);
+  void (*split_bands)(QmfMatrix& bands, int band_end, PsSynthesisState& ps);
   // Fills ps.energy by parameter band and slot.
-  void (*measure_energies)(const QmfMatrix& bands, PsSynthesisState& ps);
+  void (*measure_energies)(const QmfMatrix& bands, int band_end, PsSynthesisState& ps);
   // Fills ps.decorrelated.
   void (*decorrelate)(const QmfMatrix& bands, PsSynthesisState& ps);
   // Writes the left channel to `bands` and the right one to ps.right.
-  void (*mix_channels)(PsSynthesisState& ps, QmfMatrix& bands);
+  void (*mix_channels)(PsSynthesisState& ps, int band_end, QmfMatrix& bands);
 };
 
 // One table per instruction set, defined in sbr_kernels_VARIANT.cpp.

@@ -127,16 +127,22 @@ void set_banks(SbrSynthesis& sbr, int banks) {
   sbr.banks = banks;
 }
 
+struct BandEnds {
+  int range;     // of the bands of the frame
+  int sounding;  // of all bands that are not 0: the first slots belong to the previous frame
+};
+
 // Computes all bands of the output, in sbr.bands, from core samples.
-Range make_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade, const int16_t* pcm,
-                 int stride) {
+BandEnds make_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade, const int16_t* pcm,
+                    int stride) {
   sbr_kernels().analyse(pcm, stride, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
-  const Range range = extend_channel(sbr, channel, frame, fade);
+  const int end_before = sbr.channel[channel].kx + sbr.channel[channel].m;
+  const int end = extend_channel(sbr, channel, frame, fade).end();
   const int cut = kResamplingCut[sbr.settings.resampling_class] * sbr.settings.rate_multiplier / 2;
   for (int row = cut; row < kQmfBands; ++row) {
     clear_columns(sbr.bands, row, kLeadSlots, kLeadSlots + kQmfSlots);
   }
-  return range;
+  return {end, std::max({end, end_before, kSplitBands})};
 }
 
 }  // namespace
@@ -163,16 +169,18 @@ SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int f
   if (use_ps) {
     ps->active = true;
     static constexpr PsFrame kNoData{};
-    const Range range = make_bands(*this, 0, frame, fade, pcm, stride);
-    ps->process(has_ps_data ? first.ps : kNoData, range.end(), bands);
-    sbr_kernels().synthesise(bands, band_count, kPsOutputScaleBits, bank[0], scratch, pcm, stride);
-    sbr_kernels().synthesise(ps->state.right, band_count, kPsOutputScaleBits, bank[1], scratch, pcm + 1,
+    const BandEnds ends = make_bands(*this, 0, frame, fade, pcm, stride);
+    ps->process(has_ps_data ? first.ps : kNoData, ends.range, ends.sounding, bands);
+    sbr_kernels().synthesise(bands, band_count, ends.sounding, kPsOutputScaleBits, bank[0], scratch, pcm,
                              stride);
+    sbr_kernels().synthesise(ps->state.right, band_count, ends.sounding, kPsOutputScaleBits, bank[1], scratch,
+                             pcm + 1, stride);
     return output;
   }
   for (int c = 0; c < channels; ++c) {
-    make_bands(*this, c, frame, fade, pcm + c, stride);
-    sbr_kernels().synthesise(bands, band_count, kSampleScaleBits, bank[c], scratch, pcm + c, stride);
+    const BandEnds ends = make_bands(*this, c, frame, fade, pcm + c, stride);
+    sbr_kernels().synthesise(bands, band_count, ends.sounding, kSampleScaleBits, bank[c], scratch, pcm + c,
+                             stride);
   }
   return output;
 }
