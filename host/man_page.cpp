@@ -81,9 +81,8 @@ constexpr Term kExitCodes[] = {
     {"0", "Done: everything was delivered and written, except what the notes list as left out by design."},
     {"1",
      "A file could not be opened or read: it does not exist, is a folder, may not be read, or is damaged; it "
-     "has no key frame of that number, or no such box or table; or the filter module cannot be loaded. With "
-     "--strict, also the cases "
-     "of 3."},
+     "has no key frame of that number, or no such box or table; or the filter module cannot be loaded "
+     "or does not answer in time (--stall-timeout). With --strict, also the cases of 3."},
     {"2",
      "Bad usage: an unknown command or option, a missing or bad value, --stop not after --start, \"-\" as a "
      "file."},

@@ -184,7 +184,7 @@ ExitCode examine(const std::string& file, const Options& options, SourcePlayer& 
 // Shows one file: adds it to `report`, or prints it as text if `report` is null.
 ExitCode show_file(const std::string& file, const Options& options, Messages& messages, JsonReport* report,
                    std::ostream& out) {
-  SourcePlayer player(file, messages);
+  SourcePlayer player(file, messages, options.stall_seconds);
   FileContent content;
   ExitCode code =
       report_memory(file, messages, [&] { return examine(file, options, player, messages, content); });

@@ -95,6 +95,7 @@ ExitCode FileRun::connect() {
   const bool gated = use_ == Use::kListing && range_.is_whole && usable > 1;
   for (const PinEntry& pin : player_.pins()) {
     if (is_requested(pin.is_audio()) && !pin.types.empty()) connect_pin(pin, gated);
+    if (player_.has_given_up()) return ExitCode::kLoss;
   }
   if (!streams_.empty()) return ExitCode::kDone;
   if (movie_ != nullptr && !player_.playable_kinds().any()) {

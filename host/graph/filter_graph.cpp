@@ -2,11 +2,8 @@
 #include "host/graph/filter_graph.h"
 
 #include <algorithm>
-#include <exception>
 #include <memory>
-#include <thread>
 
-#include "host/graph/stall_watch.h"
 #include "platform/com/status_guard.h"
 
 namespace zdr::host {
@@ -36,28 +33,6 @@ HRESULT leads_to(IBaseFilter& from, IBaseFilter& to, bool& found) {
   });
   return FAILED(outer) ? outer : inner;
 }
-
-// The result of a change of state, which its thread and the main thread share. (A promise that is dropped
-// takes memory.)
-class StateChange {
- public:
-  void complete(HRESULT result) {
-    const std::lock_guard lock(mutex_);
-    result_ = result;
-    completed_.notify_one();
-  }
-  // Returns nothing if the result comes too late.
-  std::optional<HRESULT> wait(std::chrono::milliseconds timeout) {
-    std::unique_lock lock(mutex_);
-    completed_.wait_for(lock, timeout, [this] { return result_.has_value(); });
-    return result_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable completed_;
-  std::optional<HRESULT> result_;
-};
 
 }  // namespace
 
@@ -173,26 +148,6 @@ HRESULT FilterGraph::set_state(FILTER_STATE state) {
     if (FAILED(hr) && SUCCEEDED(first_failure)) first_failure = hr;
   }
   return first_failure;
-}
-
-std::optional<HRESULT> FilterGraph::change_state(FILTER_STATE state,
-                                                 const std::function<bool()>& keep_waiting) {
-  std::shared_ptr<StateChange> change;
-  std::thread thread;
-  try {
-    change = std::make_shared<StateChange>();
-    thread = std::thread([this, state, change] { change->complete(set_state(state)); });
-  } catch (const std::exception&) {
-    // Without a thread, an endless wait is better than neither playing nor stopping.
-    return set_state(state);
-  }
-  while (!change->wait(StallWatch::kSlice)) {
-    if (keep_waiting()) continue;
-    thread.detach();
-    return std::nullopt;
-  }
-  thread.join();
-  return change->wait(StallWatch::kSlice);
 }
 
 HRESULT FilterGraph::wait_until_cued(std::chrono::milliseconds timeout) {

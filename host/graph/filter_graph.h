@@ -50,11 +50,8 @@ class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEve
 
   // Filters added later are downstream of the earlier ones. State changes go from the last to the first: a
   // sink is ready before its source delivers, and a blocked source is released before the graph waits for it.
-  //
-  // A filter may never return from a change of its state: it waits for its worker. So the change runs on a
-  // thread of its own, and `keep_waiting` is called about ten times a second. Returns nothing if it returned
-  // false before the change was complete; the graph must then be leaked, since the thread goes on using it.
-  std::optional<HRESULT> change_state(FILTER_STATE state, const std::function<bool()>& keep_waiting);
+  // Returns the first failure.
+  HRESULT set_state(FILTER_STATE state);
   // After a change to State_Paused: VFW_S_STATE_INTERMEDIATE while a filter waits for its first sample.
   HRESULT wait_until_cued(std::chrono::milliseconds timeout);
   // Stops, breaks every connection and releases every filter.
@@ -76,7 +73,6 @@ class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEve
     std::u16string name;
   };
   HRESULT add(IBaseFilter& filter, LPCWSTR name);
-  HRESULT set_state(FILTER_STATE state);
   bool has(IPin& pin) const;
   void disconnect_pins(IBaseFilter& filter);
 

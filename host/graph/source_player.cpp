@@ -9,12 +9,15 @@
 
 #include "host/graph/module_loader.h"
 #include "host/graph/stall_watch.h"
+#include "host/graph/thread_states.h"
+#include "host/graph/watched_call.h"
 #include "host/inspect/content_hint.h"
 #include "host/inspect/open_diagnosis.h"
 #include "host/inspect/read_failure.h"
 #include "host/memory.h"
 #include "host/terminal.h"
 #include "host/wide_text.h"
+#include "platform/com/status_guard.h"
 
 namespace zdr::host {
 namespace {
@@ -46,6 +49,33 @@ std::string pin_name(IPin& pin) {
   if (pin.QueryPinInfo(&info) != S_OK) return "?";
   if (info.pFilter != nullptr) info.pFilter->Release();
   return to_utf8(info.achName);
+}
+
+// A file being opened. Owns what it uses, because a filter that hangs may still use it when the player is
+// gone.
+struct Opening {
+  ComPtr<IBaseFilter> source;
+  std::u16string file;
+  HRESULT loaded;
+  std::vector<PinEntry> pins;
+};
+
+// Returns a failure to enumerate the pins.
+HRESULT open(Opening& opening) {
+  ComPtr<IFileSourceFilter> loader;
+  opening.loaded = opening.source->QueryInterface(IID_IFileSourceFilter, loader.out_void());
+  if (SUCCEEDED(opening.loaded)) opening.loaded = loader->Load(opening.file.c_str(), nullptr);
+  if (FAILED(opening.loaded)) return S_OK;
+  return for_each_pin(*opening.source.get(), [&](IPin& pin) {
+    opening.pins.push_back({pin_name(pin), ComPtr<IPin>(&pin), offered_types(pin)});
+  });
+}
+
+// A thread that runs is in an endless loop; one that is asleep waits for something.
+std::string limit_and_threads(std::chrono::seconds limit) {
+  const std::string threads = thread_states();
+  return std::to_string(limit.count()) + " s (--stall-timeout sets the limit)" +
+         (threads.empty() ? "" : "; " + threads);
 }
 
 template <class Interface>
@@ -89,18 +119,21 @@ ExitCode SourcePlayer::load() {
     return ExitCode::kCannotOpen;
   }
   with_memory(graph_->AddFilter(source_.get(), WIDE("Source")));
-  ComPtr<IFileSourceFilter> loader;
-  hr = source_->QueryInterface(IID_IFileSourceFilter, loader.out_void());
-  if (SUCCEEDED(hr)) hr = with_memory(loader->Load(wide_file_name(file_).c_str(), nullptr));
-  if (FAILED(hr)) return messages_.report(file_, diagnose_failed_open(file_, hr));
-  collect_pins();
+  const auto opening = std::make_shared<Opening>(Opening{source_, wide_file_name(file_), S_OK, {}});
+  const std::optional<HRESULT> opened =
+      watched([opening] { return com::guarded([&] { return open(*opening); }); });
+  if (!opened) {
+    is_abandoned_ = filter_abandoned = true;
+    if (interrupted()) return ExitCode::kInterrupted;
+    messages_.error({MessageCode::kStalled, file_, {}, given_up("does not open the file"), ""});
+    return ExitCode::kCannotOpen;
+  }
+  if (FAILED(with_memory(opening->loaded))) {
+    return messages_.report(file_, diagnose_failed_open(file_, opening->loaded));
+  }
+  with_memory(*opened);
+  pins_ = std::move(opening->pins);
   return ExitCode::kDone;
-}
-
-void SourcePlayer::collect_pins() {
-  with_memory(for_each_pin(*source_.get(), [this](IPin& pin) {
-    pins_.push_back({pin_name(pin), ComPtr<IPin>(&pin), offered_types(pin)});
-  }));
 }
 
 PlayableKinds SourcePlayer::playable_kinds() const {
@@ -113,11 +146,19 @@ PlayableKinds SourcePlayer::playable_kinds() const {
 
 HRESULT SourcePlayer::connect(const PinEntry& pin, SampleConsumer& consumer, StartGate* opens,
                               StartGate* waits_for) {
+  if (is_abandoned_) return VFW_E_TIMEOUT;
   HRESULT hr = S_OK;
   const ComPtr<MediaSink> sink(new MediaSink(consumer, opens, waits_for, &hr));
   connections_.push_back({pin.name, sink});
   if (SUCCEEDED(hr)) hr = graph_->AddFilter(sink.get(), WIDE("Sink"));
-  if (SUCCEEDED(hr)) hr = graph_->ConnectDirect(pin.pin.get(), &sink->pin(), nullptr);
+  if (SUCCEEDED(hr)) {
+    const auto connected = watched([graph = graph_.get(), out = pin.pin.get(), in = &sink->pin()] {
+      return graph->ConnectDirect(out, in, nullptr);
+    });
+    if (!connected) abandon_filter(given_up("does not connect " + pin.name));
+    if (!connected) return VFW_E_TIMEOUT;
+    hr = *connected;
+  }
   if (SUCCEEDED(hr)) return S_OK;
   connections_.pop_back();
   graph_->RemoveFilter(sink.get());
@@ -132,6 +173,7 @@ CMediaType SourcePlayer::connection_type(const PinEntry& pin) {
 
 int64_t SourcePlayer::duration() const {
   int64_t longest = 0;
+  if (is_abandoned_) return longest;
   for (const PinEntry& entry : pins_) {
     ComPtr<IMediaSeeking> seeking;
     LONGLONG duration = 0;
@@ -157,6 +199,7 @@ int64_t SourcePlayer::segment_start(const PinEntry& pin) {
 
 ExitCode SourcePlayer::seek(const PlayRange& range) {
   if (range.is_whole) return ExitCode::kDone;
+  if (is_abandoned_) return ExitCode::kLoss;
   const HRESULT hr = set_positions(range);
   if (SUCCEEDED(hr)) return ExitCode::kDone;
   messages_.error({MessageCode::kRangeNotPlayable,
@@ -183,6 +226,7 @@ HRESULT SourcePlayer::set_positions(const PlayRange& range) {
 }
 
 ExitCode SourcePlayer::play(const std::function<bool()>& on_slice) {
+  if (is_abandoned_) return ExitCode::kLoss;
   try {
     ExitCode result = start(on_slice);
     if (result == ExitCode::kDone && !is_abandoned_) result = run_until_complete(on_slice);
@@ -201,25 +245,25 @@ void SourcePlayer::stop() {
   if (!is_abandoned_ && !change_state(State_Stopped)) abandon_filter("the source filter does not stop");
 }
 
-// Returns nothing if the filters do not complete the change in time: within the limit of a stall, but soon
-// once the run is to end.
-std::optional<HRESULT> SourcePlayer::change_state(FILTER_STATE state) {
+std::optional<HRESULT> SourcePlayer::watched(std::function<HRESULT()> call) {
   StallWatch watch(stall_limit_);
   StallWatch end(kTimeToStop);
-  return graph_->change_state(state, [&] {
+  return watched_call(std::move(call), [&] {
     if (interrupted() || is_stalled_) return !end.is_stalled(false);
     return !watch.is_stalled(has_moved());
   });
+}
+
+// A filter may not return from a change of its state, because it waits for its worker.
+std::optional<HRESULT> SourcePlayer::change_state(FILTER_STATE state) {
+  return watched([graph = graph_.get(), state] { return graph->set_state(state); });
 }
 
 ExitCode SourcePlayer::start(const std::function<bool()>& on_slice) {
   for (const FILTER_STATE state : {State_Paused, State_Running}) {
     const std::optional<HRESULT> hr = change_state(state);
     if (!hr) {
-      abandon_filter(interrupted()
-                         ? "the source filter does not stop"
-                         : "given up: the source filter does not start within " +
-                               std::to_string(stall_limit_.count()) + " s (--stall-timeout sets the limit)");
+      abandon_filter(given_up("does not start"));
       return ExitCode::kLoss;
     }
     if (FAILED(*hr)) return fail_to_start(*hr);
@@ -307,11 +351,14 @@ ExitCode SourcePlayer::give_up_stalled() {
   for (const Connection& each : connections_) {
     if (each.sink->has_ended()) continue;
     messages_.error({MessageCode::kStalled, file_, Place::pin(each.pin_name),
-                     "given up: nothing was delivered for " + std::to_string(stall_limit_.count()) +
-                         " s (--stall-timeout sets the limit)",
-                     ""});
+                     "given up: nothing was delivered for " + limit_and_threads(stall_limit_), ""});
   }
   return ExitCode::kLoss;
+}
+
+std::string SourcePlayer::given_up(const std::string& what) const {
+  if (interrupted()) return "the source filter does not stop";
+  return "given up: the source filter " + what + " within " + limit_and_threads(stall_limit_);
 }
 
 // The sinks are stopped or have never run, so no further sample reaches a consumer. A consumer that is at

@@ -41,8 +41,8 @@ struct PlayRange {
 
 class SourcePlayer {
  public:
-  // A run in which nothing moves for `stall_seconds` is given up; 0: never.
-  SourcePlayer(std::string file, Messages& messages, uint32_t stall_seconds = 0);
+  // A call or a run in which nothing moves for `stall_seconds` is given up; 0: never.
+  SourcePlayer(std::string file, Messages& messages, uint32_t stall_seconds);
   ~SourcePlayer();
   SourcePlayer(const SourcePlayer&) = delete;
   SourcePlayer& operator=(const SourcePlayer&) = delete;
@@ -53,6 +53,9 @@ class SourcePlayer {
   // Those of the pins that offer a media type.
   PlayableKinds playable_kinds() const;
   IBaseFilter& source() const { return *source_.get(); }
+
+  // True if a call into the filter has not returned in time and was reported. Then every further call fails.
+  bool has_given_up() const { return is_abandoned_; }
 
   // Connects a sink that passes the pin's samples to `consumer`, which must outlive the player. The gates are
   // those of MediaSink.
@@ -79,9 +82,11 @@ class SourcePlayer {
   static bool has_abandoned_filter();
 
  private:
-  void collect_pins();
-  HRESULT set_positions(const PlayRange& range);
+  // Returns nothing if the call does not return in time: within the limit of a stall, but soon once the run
+  // is to end. What it uses is then leaked.
+  std::optional<HRESULT> watched(std::function<HRESULT()> call);
   std::optional<HRESULT> change_state(FILTER_STATE state);
+  HRESULT set_positions(const PlayRange& range);
   ExitCode start(const std::function<bool()>& on_slice);
   ExitCode cue(const std::function<bool()>& on_slice);
   ExitCode run_until_complete(const std::function<bool()>& on_slice);
@@ -92,6 +97,7 @@ class SourcePlayer {
   ExitCode give_up_stalled();
   ExitCode fail_to_start(HRESULT hr);
   void stop();
+  std::string given_up(const std::string& what) const;
   void abandon_filter(const std::string& reason);
 
   // The sink of a connected pin.

@@ -1,6 +1,6 @@
-// A source filter that misbehaves in the way that the environment variable ZDR_TEST_FAULT names: its worker
-// hangs at a sample or runs out of memory, its pin has an odd name, it reports that the user ended the
-// playback, or it leaves an object behind.
+// A source filter that misbehaves in the way that the environment variable ZDR_TEST_FAULT names: it hangs
+// when it loads or connects, its worker hangs at a sample or runs out of memory, its pin has an odd name, it
+// reports that the user ended the playback, or it leaves an object behind.
 #include <streams.h>
 #include <unistd.h>
 
@@ -36,7 +36,10 @@ class Stream final : public CSourceStream {
     type->SetSubtype(&zdr::mp4source::kSubtypeAmrNarrowBand);
     return S_OK;
   }
-  HRESULT CheckMediaType(const CMediaType* /*type*/) override { return S_OK; }
+  HRESULT CheckMediaType(const CMediaType* /*type*/) override {
+    if (has_fault("connect")) hang();
+    return S_OK;
+  }
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* wanted) override {
     *wanted = {1, 32, 1, 0};
     ALLOCATOR_PROPERTIES actual{};
@@ -70,6 +73,7 @@ class Source final : public CSource, public IFileSourceFilter {
     return CSource::NonDelegatingQueryInterface(riid, ppv);
   }
   HRESULT Load(LPCOLESTR /*name*/, const AM_MEDIA_TYPE* /*type*/) override {
+    if (has_fault("load")) hang();
     HRESULT hr = S_OK;
     new Stream(&hr, this);  // the filter owns its pins
     return hr;
