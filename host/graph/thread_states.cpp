@@ -1,8 +1,6 @@
 // Reads the states of threads from /proc/self/task (proc(5)).
 #include "host/graph/thread_states.h"
 
-#include <unistd.h>
-
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -32,9 +30,10 @@ std::string thread_states() {
   };
   Count counts[] = {{'S', " asleep"}, {'R', " running"}, {'D', " waiting for a device"}, {'T', " stopped"}};
   std::error_code code;
+  const std::filesystem::path own = std::filesystem::read_symlink("/proc/thread-self", code).filename();
   for (std::filesystem::directory_iterator each("/proc/self/task", code), end; !code && each != end;
        each.increment(code)) {
-    if (each->path().filename() == std::to_string(gettid())) continue;
+    if (each->path().filename() == own) continue;
     const char state = state_of(each->path());
     for (Count& count : counts) count.threads += count.state == state ? 1 : 0;
   }
