@@ -251,11 +251,13 @@ TEST(Clips, ReadNoMoreThanTheFileHas) {
 // Every allocation fails once. A failure leaves nothing open: the file may be written.
 TEST(Clips, KeptMissingFileManagerHasAStatusOfItsOwn) {
   Clips clips;
-  const std::u16string names[] = {clips.write("mpeg4.mp4", movie({track_of("MPEG-4 visual")})),
-                                  clips.write("avc.mp4", movie({avc_track(3), amr_track(3)})),
-                                  clips.write("h263.mp4", movie({track_of("H.263")})),
-                                  clips.write("x.amr", speech(false, 2, 0x3C).bytes()),
-                                  clips.write("x.aac", adts_file(3, 400))};
+  const Bytes iods = full_box("iods", 0, 0, Bytes(7));
+  const Bytes with_descriptor =
+      build_movie({.tracks = {avc_track(3), amr_track(3)}, .moov_children = iods}).bytes;
+  const std::u16string names[] = {
+      clips.write("mpeg4.mp4", movie({track_of("MPEG-4 visual")})), clips.write("avc.mp4", with_descriptor),
+      clips.write("h263.mp4", movie({track_of("H.263")})),
+      clips.write("x.amr", speech(false, 2, 0x3C).bytes()), clips.write("x.aac", adts_file(3, 400))};
   const auto with_fault = [](uint64_t nth, auto step) {
     const FailingAllocator fault(nth);
     step();
