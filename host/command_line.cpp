@@ -64,9 +64,10 @@ void add_option(CLI::App& app, const OptionRow& row, Options& options) {
   }
   if (const auto* number = std::get_if<uint32_t Options::*>(&row.target); number != nullptr) {
     constexpr uint32_t kDay = 24 * 60 * 60;
+    constexpr uint32_t kMostEntries = std::numeric_limits<uint32_t>::max();
     app.add_option(names, options.**number, row.summary)
         ->option_text(row.argument)
-        ->check(number_check(0, kDay));
+        ->check(number_check(0, std::string_view(row.name) == "--first" ? kMostEntries : kDay));
     return;
   }
   CLI::Option* option =
@@ -174,7 +175,7 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
   if (!words.empty() && words[0] == "help") {
     words.erase(words.begin());
-    words.resize(std::min<size_t>(words.size(), 1));
+    if (words.size() > 1) return refuse("unexpected argument '" + words[1] + "'");
     words.emplace_back("--help");
   }
   // CLI11 would report only that a subcommand is missing, not the unknown word.
@@ -210,6 +211,9 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
         command.empty() ? std::vector<std::string>() : app.remaining(true);
     if (row == table.commands.end() || extras.empty()) return refuse(in_lower_case(error.what()), command);
     return refuse_extras(extras, *row, table);
+  } catch (const CLI::ArgumentMismatch& error) {
+    const std::string option = std::string(error.what()).substr(0, std::string_view(error.what()).find(':'));
+    return refuse(option + " takes one value", command);
   } catch (const CLI::ParseError& error) {
     return refuse(in_lower_case(error.what()), command);
   }

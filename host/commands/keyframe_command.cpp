@@ -87,8 +87,8 @@ ExitCode KeyFrame::extract() {
   HRESULT hr = S_OK;
   const com::ComPtr<IBaseFilter> filter = create_source_filter(file_, messages_, hr);
   if (!filter)
-    return fail(ExitCode::kCannotOpen, MessageCode::kModuleFailed, "the filter module cannot be loaded",
-                hresult_text(hr));
+    return fail(ExitCode::kCannotOpen, MessageCode::kModuleFailed,
+                "the filter module cannot be loaded: " + own_module_path(), hresult_text(hr));
   SourceClip clip(*filter.get(), file_);
   with_memory(clip.result());
   return clip.usable() ? extract_from(clip)

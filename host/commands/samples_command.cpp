@@ -96,7 +96,9 @@ ExitCode run_samples(const Options& options, std::ostream& out) {
     listing = std::make_unique<Listing>(options, messages);
     return listing->run(out);
   });
-  if (interrupted()) result = ExitCode::kInterrupted;
+  if (interrupted())
+    result =
+        messages.report(file, {ExitCode::kInterrupted, MessageCode::kInterrupted, {}, "interrupted", ""});
   if (options.json) print_last_line(listing.get(), result, messages, out);
   return result;
 }

@@ -81,10 +81,18 @@ ExitCode DeliveryCheck::check_track() const {
     const auto shortfall = find_shortfall(*play_.movie, play_.file, delivery, watch);
     return shortfall && !interrupted() ? report_missing(*shortfall) : ExitCode::kDone;
   }
-  const PartDelivery delivery{type,  consumer_.samples(), play_.range.start,
-                              stop_, last_start_,         consumer_.last_sample().payload_bytes};
+  const PartDelivery delivery{.track_type = type,
+                              .samples = consumer_.samples(),
+                              .start = play_.range.start,
+                              .stop = stop_,
+                              .is_to_end = is_to_end_,
+                              .last_sample_start = last_start_,
+                              .last_sample_bytes = consumer_.last_sample().payload_bytes};
   const auto early = find_early_end(*play_.movie, play_.file, delivery, watch);
-  return early && !interrupted() ? report_early_end(*early) : ExitCode::kDone;
+  if (interrupted()) return ExitCode::kDone;
+  if (early) return report_early_end(*early);
+  return consumer_.samples() != 0 ? ExitCode::kDone
+                                  : report(MessageCode::kNothingDelivered, "delivered no sample", false);
 }
 
 ExitCode DeliveryCheck::check_aac_file() const {
@@ -92,6 +100,7 @@ ExitCode DeliveryCheck::check_aac_file() const {
                              .is_to_end = is_to_end_,
                              .lacks_frames = consumer_.short_samples() != 0,
                              .samples = consumer_.samples(),
+                             .start = play_.range.start,
                              .pcm_bytes = consumer_.payload_bytes(),
                              .stop = stop_,
                              .last_start = last_start_,
@@ -137,13 +146,24 @@ ExitCode DeliveryCheck::report(MessageCode code, const std::string& reason, bool
 ExitCode DeliveryCheck::report_early_end(const EarlyEnd& end) const {
   if (end.has_wide_times) {
     return report(MessageCode::kUnitsMissing,
-                  "--start and --stop do not apply: its headers have 64-bit times, which are not read");
+                  "--start and --stop may not apply: its headers have 64-bit times, which are not read");
   }
-  const bool is_cut = end.reason == Missing::kCutOff;
   const std::string outcome = consumer_.samples() == 0 ? "delivered no sample" : "ended early";
-  return report(is_cut ? MessageCode::kCutOff : MessageCode::kUnitsMissing,
-                outcome + ": the access unit at " + format_time(end.time) +
-                    (is_cut ? " is beyond the end of the file" : " is missing"));
+  const std::string unit = outcome + ": the access unit at " + format_time(end.time);
+  switch (end.reason) {
+    case Missing::kCutOff:
+      return report(MessageCode::kCutOff, unit + " is beyond the end of the file");
+    case Missing::kNotInSizes:
+      return report(MessageCode::kUnitsMissing, unit + " has a time in the tables, but no size");
+    case Missing::kAfterStop:
+      return report(MessageCode::kUnitsAfterEnd, unit + " is after the end that the headers state");
+    case Missing::kShiftedBeyondStop:
+      return report(MessageCode::kUnitsAfterEnd,
+                    unit + " is shifted beyond the end of the track by the edit list",
+                    consumer_.samples() == 0);
+    default:
+      return report(MessageCode::kUnitsMissing, unit + " is missing");
+  }
 }
 
 ExitCode DeliveryCheck::report_missing(const Shortfall& shortfall) const {

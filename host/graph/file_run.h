@@ -70,7 +70,7 @@ class FileRun {
   ConsumerOwner& owner_;
   const Use use_;
   const std::string label_;  // of the file in progress lines
-  const PlayRange range_;
+  PlayRange range_;
   DeliveryGuard guard_;
   StartGate gate_;
   std::unique_ptr<const ParsedMovie> movie_;

@@ -42,14 +42,16 @@ UnitReport examine_ac3(const AM_MEDIA_TYPE&, Bytes sample) {
   return {has_sync_word ? nullptr : "AC-3 frame without its sync word"};
 }
 
-// Frames of the storage format (RFC 4867, 5.3).
-template <uint32_t (*FrameSize)(uint8_t) noexcept>
+// Frames of the storage format (RFC 4867, 5.3), with the first and the last of the types that are reserved.
+template <uint32_t (*FrameSize)(uint8_t) noexcept, uint8_t FirstReserved, uint8_t LastReserved>
 UnitReport examine_amr(const AM_MEDIA_TYPE&, Bytes rest) {
   constexpr uint8_t kZeroBits = 0x83;
   UnitReport report;
   while (!rest.empty()) {
     const uint32_t size = FrameSize(rest[0]);
-    if ((rest[0] & kZeroBits) != 0 || size == 0 || size > rest.size()) {
+    const unsigned type = rest[0] >> 3 & 15u;
+    const bool is_reserved = type >= FirstReserved && type <= LastReserved;
+    if ((rest[0] & kZeroBits) != 0 || is_reserved || size > rest.size()) {
       report.damage = "speech frame of an impossible type or size";
       return report;
     }
@@ -73,8 +75,8 @@ constexpr ExaminerRow kExaminers[] = {
     {mp4source::kSubtypeAvc, examine_avc},
     {mp4source::kSubtypeH263, examine_h263},
     {mp4source::kSubtypeMpeg4Visual, examine_mpeg4_visual},
-    {mp4source::kSubtypeAmrNarrowBand, examine_amr<AMRF_FrameSizeNB>},
-    {mp4source::kSubtypeAmrWideBand, examine_amr<AMRF_FrameSizeWB>},
+    {mp4source::kSubtypeAmrNarrowBand, examine_amr<AMRF_FrameSizeNB, 12, 14>},
+    {mp4source::kSubtypeAmrWideBand, examine_amr<AMRF_FrameSizeWB, 10, 13>},
     {mp4source::kSubtypeDolbyAc3, examine_ac3},
     {mp4source::kSubtypeQcelp, examine_qcp<kQcelpCodec>},
     {mp4source::kSubtypeEvrc, examine_qcp<kEvrcCodec>},

@@ -112,19 +112,22 @@ class Comparison {
   // The filter skips a frame that cannot be decoded, but ends at one that would be the first of a sample.
   std::optional<Diagnosis> find_failed_frame() const {
     const bool has_ended = missing_ > kNeverDelivered;
-    const bool lacks_frames = is_whole() ? delivered_ < frames_of_sound_stream() : delivery_.lacks_frames;
+    const uint64_t delivered = delivery_.pcm_bytes / bytes_per_frame(view_.config);
+    const uint64_t expected = frames_of_sound_play();
+    const bool lacks_frames = delivered < expected || delivery_.lacks_frames;
     if (!has_ended && !lacks_frames) return std::nullopt;
     const uint64_t number = undecodable_frame(file_, watch_);
-    if (number == 0 && is_whole() && lacks_frames && !has_ended) {
-      // A damaged frame was decodable, but swallowed the next one.
+    if (number == 0 || number > wanted_) {
+      // A damaged frame may be decodable and swallow the next one.
+      const bool is_certain = knows_places() && delivered < expected && !(is_whole() && has_ended);
+      if (!is_certain) return std::nullopt;
       return Diagnosis{ExitCode::kLoss,
                        MessageCode::kUnitsMissing,
                        {},
-                       "damaged: only " + std::to_string(delivered_) + " of " +
-                           counted(frames_of_sound_stream(), "frame") + " were delivered",
+                       "damaged: only " + std::to_string(delivered) + " of " + counted(expected, "frame") +
+                           " were delivered",
                        ""};
     }
-    if (number == 0 || number > wanted_) return std::nullopt;
     const std::string offset = count_.adts ? offset_text(file_, view_, number) : "";
     return Diagnosis{ExitCode::kLoss,
                      MessageCode::kStreamIncomplete,
@@ -135,7 +138,10 @@ class Comparison {
   }
 
   std::optional<Diagnosis> find_cut() const {
-    if (!count_.is_cut || !delivery_.is_to_end) return std::nullopt;
+    // The walk over a stream without headers ends at the first damage, wherever it is.
+    const bool is_in_part =
+        delivery_.is_to_end || (!count_.adts && frames_until(delivery_.stop) > count_.total);
+    if (!count_.is_cut || !is_in_part) return std::nullopt;
     return Diagnosis{ExitCode::kLoss,
                      MessageCode::kCutOff,
                      {},
@@ -188,13 +194,26 @@ class Comparison {
         frames_until(delivery_.last_start) + delivery_.last_pcm_bytes / bytes_per_frame(view_.config);
     return end - std::min(end, late);
   }
-  // What the filter delivers of a stream in which nothing is damaged: it reads as many frames as the reader
-  // has estimated, except one that would begin a group at the stop position, and the last one is held back.
-  uint64_t frames_of_sound_stream() const {
-    constexpr uint64_t kFramesPerGroup = 10;
-    const uint64_t estimated = view_.stream.total_frames;
-    uint64_t read = std::min(count_.total, estimated);
-    if (read == estimated && read % kFramesPerGroup == 1) --read;
+  // The reader finds the place of a seek in a large ADTS file by an estimate.
+  bool knows_places() const {
+    return is_whole() || !count_.adts || view_.stream.bytes_scanned >= view_.stream.audio_bytes;
+  }
+  // The frames that the filter delivers of a stream in which nothing is damaged: groups of ten up to the stop
+  // position and the number of frames that the reader has estimated. The last frame is held back.
+  uint64_t frames_of_sound_play() const {
+    constexpr uint32_t kFramesPerGroup = 10;
+    const AacReader reader(file_);
+    uint32_t number = 1;
+    const auto start_ms = static_cast<uint32_t>(std::max<int64_t>(1, delivery_.start / kUnitsPerMillisecond));
+    if (!is_whole() && AACF_TimeToFrame(reader.get(), start_ms, &number) != AACF_OK) return 0;
+    const uint64_t last = std::min<uint64_t>(count_.total, view_.stream.total_frames);
+    uint64_t read = 0;
+    for (; number <= last; number += kFramesPerGroup) {
+      uint64_t end_ms = 0;  // of the first frame of the group, which is its time stamp
+      AACF_FrameToTime(reader.get(), number + 1, &end_ms);
+      if (static_cast<int64_t>(end_ms) * kUnitsPerMillisecond >= delivery_.stop) break;
+      read += std::min<uint64_t>(kFramesPerGroup, last - number + 1);
+    }
     return read - std::min<uint64_t>(read, 1);
   }
   uint64_t last_wanted_frame() const {

@@ -15,6 +15,7 @@ struct AacDelivery {
   bool is_to_end;
   bool lacks_frames;  // between its first and its last sample
   uint64_t samples;
+  int64_t start;  // the requested one, in 100 ns units
   uint64_t pcm_bytes;
   int64_t stop;        // of the pin, in 100 ns units
   int64_t last_start;  // media time of the last sample, which is the end of its first frame

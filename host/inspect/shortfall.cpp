@@ -85,23 +85,39 @@ std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const st
 // Walks over a part of a track: to the units of the last delivered sample, and to the one after them.
 class PartWalk {
  public:
-  PartWalk(P3gppTrack* track, const TrackFacts& facts, const PartDelivery& delivery)
-      : track_(track), facts_(facts), delivery_(delivery) {}
+  PartWalk(P3gppTrack* track, const TrackFacts& facts, const PartDelivery& delivery, uint64_t file_size)
+      : track_(track), facts_(facts), delivery_(delivery), file_size_(file_size) {}
 
   // The first access unit that is missing; nothing if the part ends before it or the walk was ended.
-  std::optional<P3gppSample> find_missing(const WalkWatcher& watch) {
+  std::optional<EarlyEnd> find_missing(const WalkWatcher& watch) {
     P3gppSample sample{};
-    for (sample.number = 1; sample.number <= facts_.samples; ++sample.number) {
-      if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, facts_.samples)) return std::nullopt;
-      if (P3GPP_ReadSample(track_, &sample) != P3GPP_OK) return std::nullopt;
+    int64_t shift = 0;  // of the edit list
+    const uint32_t last = std::max(facts_.samples, last_timed_sample(track_, facts_));
+    for (sample.number = 1; sample.number <= last; ++sample.number) {
+      if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, last)) return std::nullopt;
+      const bool is_read = P3GPP_ReadSample(track_, &sample) == P3GPP_OK;
+      if (!is_read)
+        P3GPP_GetSampleTime(track_, sample.number, &sample.decoding_time, &sample.composition_time);
       const int64_t start = start_of(sample, facts_.time_scale);
-      if (start > delivery_.stop) return std::nullopt;
-      if (is_missing(sample, start)) return sample;
+      if (sample.number == 1) shift = start;
+      if (start > delivery_.stop) return after_stop(start, start - shift);
+      if (!is_read) {
+        return EarlyEnd{start, sample.number > facts_.samples ? Missing::kNotInSizes : Missing::kUnknown};
+      }
+      if (is_missing(sample, start))
+        return EarlyEnd{start, lies_within(sample, file_size_) ? Missing::kUnknown : Missing::kCutOff};
     }
     return std::nullopt;
   }
 
  private:
+  // Only where a stop was requested may a unit be after it.
+  std::optional<EarlyEnd> after_stop(int64_t start, int64_t unshifted_start) const {
+    if (!delivery_.is_to_end) return std::nullopt;
+    const bool is_shifted = unshifted_start <= delivery_.stop;
+    return EarlyEnd{start, is_shifted ? Missing::kShiftedBeyondStop : Missing::kAfterStop};
+  }
+
   // Without a delivered sample, the unit at the requested start is missing. Otherwise the one that follows
   // the units of the last sample, which may be several.
   bool is_missing(const P3gppSample& sample, int64_t start) {
@@ -115,6 +131,7 @@ class PartWalk {
   P3gppTrack* const track_;
   const TrackFacts& facts_;
   const PartDelivery& delivery_;
+  const uint64_t file_size_;
   uint64_t bytes_ = 0;  // from the last unit that has the start of the last delivered sample
 };
 
@@ -162,11 +179,8 @@ std::optional<EarlyEnd> find_early_end(const ParsedMovie& movie, const std::stri
   P3gppTrack* opened = nullptr;
   if (P3GPP_OpenTrack(movie.file(), &opened, *record->id, kTrackCacheBytes) != P3GPP_OK) return std::nullopt;
   const OpenTrack track(opened);
-  const auto missing = PartWalk(opened, facts, delivery).find_missing(watch);
-  if (!missing) return std::nullopt;
   std::error_code code;
-  const bool is_inside = lies_within(*missing, std::filesystem::file_size(file, code));
-  return EarlyEnd{start_of(*missing, facts.time_scale), is_inside ? Missing::kUnknown : Missing::kCutOff};
+  return PartWalk(opened, facts, delivery, std::filesystem::file_size(file, code)).find_missing(watch);
 }
 
 }  // namespace zdr::host

@@ -24,6 +24,7 @@ struct PartDelivery {
   uint64_t samples;
   int64_t start;              // the requested start, in 100 ns units
   int64_t stop;               // of the pin: the requested stop or the end of the track
+  bool is_to_end;             // no stop was requested before the end
   int64_t last_sample_start;  // media time
   uint64_t last_sample_bytes;
 };
