@@ -159,8 +159,7 @@ ExitCode DeliveryCheck::report_early_end(const EarlyEnd& end) const {
       return report(MessageCode::kUnitsAfterEnd, unit + " is after the end that the headers state");
     case Missing::kShiftedBeyondStop:
       return report(MessageCode::kUnitsAfterEnd,
-                    unit + " is shifted beyond the end of the track by the edit list",
-                    consumer_.samples() == 0);
+                    unit + " is shifted beyond the end of the track by the edit list", false);
     default:
       return report(MessageCode::kUnitsMissing, unit + " is missing");
   }

@@ -152,7 +152,7 @@ class Comparison {
   }
 
   std::optional<Diagnosis> find_gap() const {
-    if (!is_whole() || !count_.adts || count_.adts->gap_bytes == 0) return std::nullopt;
+    if (!delivery_.is_to_end || !count_.adts || count_.adts->gap_bytes == 0) return std::nullopt;
     return Diagnosis{ExitCode::kLoss,
                      MessageCode::kFileDamaged,
                      {},
