@@ -32,7 +32,7 @@ std::string refuse_empty(const std::string& value) {
   return value.empty() ? "its value is empty" : "";
 }
 
-// The library's own checks have texts that are no sentences.
+// The messages of the library's own checks are not sentences.
 std::function<std::string(const std::string&)> number_check(uint64_t lowest, uint64_t highest) {
   return [lowest, highest](const std::string& text) {
     uint64_t number = 0;
@@ -87,6 +87,7 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
   if (row.bit == kCompletion) {
     app.add_option("shell", options.shell, "bash, zsh or fish")
         ->required()
+        ->option_text("SHELL")
         ->check(choice_check({"bash", "zsh", "fish"}));
     return;
   }
@@ -102,7 +103,7 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
     return name == "-" ? std::string("standard input is not seekable; name a file") : std::string();
   });
   if (row.bit != kKeyframe) return;
-  app.add_option("number", options.index, "which key frame, from 1")
+  app.add_option("number", options.index, "number of the key frame, from 1")
       ->required()
       ->option_text("N")
       ->check(number_check(1, std::numeric_limits<uint32_t>::max()));
@@ -187,11 +188,14 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
 
   ParsedLine line;
   CLI::App app("Plays 3GPP/MP4, AMR and AAC files through the ZdrMp4Source filter.", "zdr");
-  app.set_version_flag("--version", std::string("zdr ") + kVersion);
+  app.set_help_flag("-h,--help", "print the usage");
+  app.set_version_flag("--version", std::string("zdr ") + kVersion, "print the version");
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.get_formatter()->label("Positionals", "Operands");
   app.require_subcommand(1);
   for (const CommandRow& row : table.commands) {
     CLI::App* command = app.add_subcommand(row.name, row.summary);
-    if (!row.listed) command->group("");
+    command->group(row.listed ? "Commands" : "");
     add_operand(*command, row, line.options);
     for (const OptionRow& option : table.options) {
       if ((option.commands & row.bit) != 0) add_option(*command, option, line.options);
@@ -200,7 +204,7 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
   }
   const std::string command = words[0].starts_with('-') ? "" : words[0];
   try {
-    std::ranges::reverse(words);  // the order that CLI11 wants
+    std::ranges::reverse(words);  // the order that CLI11 expects
     app.parse(words);
   } catch (const CLI::Success& success) {
     app.exit(success);

@@ -107,7 +107,7 @@ std::string zsh_completion(const CommandTable& table) {
   out << "  )\n  if (( CURRENT == 2 )); then _describe command commands; compadd -- --help --version; "
          "return; fi\n  case ${words[2]} in\n";
   for (const CommandRow& command : table.commands) {
-    out << "    " << command.name << ") _arguments '(-h --help)'{-h,--help}'[show the options]'";
+    out << "    " << command.name << ") _arguments '(-h --help)'{-h,--help}'[print the usage]'";
     for (const OptionRow& option : table.options) {
       if ((option.commands & command.bit) != 0) out << " " << zsh_option(option);
     }
@@ -134,8 +134,8 @@ std::string fish_completion(const CommandTable& table) {
       out << " -d '" << option.summary << "'\n";
     }
   }
-  out << "complete -c zdr -s h -l help -d 'show the options'\n"
-         "complete -c zdr -n __fish_use_subcommand -l version -d 'show the version'\n"
+  out << "complete -c zdr -s h -l help -d 'print the usage'\n"
+         "complete -c zdr -n __fish_use_subcommand -l version -d 'print the version'\n"
          "complete -c zdr -n '__fish_seen_subcommand_from completion' -a 'bash zsh fish'\n";
   return out.str();
 }

@@ -1,5 +1,5 @@
-// Writes the man page: the commands from their table, the extensions from the table of the filter, and the
-// rest of what a user must know from the texts of this file.
+// Writes the man page from the table of commands, the filter's table of extensions, and the texts of this
+// file.
 #include <span>
 #include <sstream>
 
@@ -40,11 +40,12 @@ and
 .B keyframe
 query the module without running it.
 .B boxes
-reads the file with the parser alone; boxes that the parser does not use are marked as not read. The other commands register the module, print the registry, or
-print the program's own documents.
+lists the boxes of a file without the module, even if the file does not open; boxes that the parser does
+not use are marked as not read. The other commands register the module, and print the registry or a
+completion script.
 .PP
-Results go to standard output. Messages go to standard error, one line each; notes among them list
-what is left out by design.
+Results go to standard output. Messages go to standard error, one line each. Errors report
+what went wrong, and notes list what is left out by design.
 .SH OPTIONS
 .TP
 .B \-\-help
@@ -56,11 +57,11 @@ print the version.
 )";
 
 constexpr Term kOutputs[] = {
-    {".h264", "AVC, as a byte stream that begins with its parameter sets"},
+    {".h264", "AVC, a byte stream that begins with the parameter sets"},
     {".m4v", "MPEG-4 visual, preceded by its configuration"},
     {".h263", "H.263"},
     {".aac", "AAC in ADTS frames"},
-    {".wav", "16-bit PCM: decoded AAC, of AAC files always and of other files with --decode"},
+    {".wav", "16-bit PCM: decoded AAC; always for AAC files, and with --decode for other files"},
     {".amr, .awb", "AMR and AMR-WB, preceded by the magic line"},
     {".qcp", "QCELP and EVRC"},
     {".ac3, .eac3", "AC-3 and E-AC-3"},
@@ -70,9 +71,9 @@ constexpr Term kColumns[] = {
     {"pin", "name of the pin"},
     {"index", "number of the sample within its pin, from 0"},
     {"start, stop",
-     "times in units of 100 ns, from the start of playback; the stop of an audio sample is its start + 1"},
+     "times in units of 100 ns, relative to --start; the stop of an audio sample is its start + 1"},
     {"size",
-     "bytes; a sample of an AAC track holds up to ten access units and a table of their sizes, 20 bytes"},
+     "bytes; a sample of an AAC track holds up to ten access units, and the 20-byte table of their sizes"},
     {"sync, discontinuity, preroll", "1 if the flag is set, else 0"},
     {"crc32", "CRC-32 of the bytes, 8 hexadecimal digits"},
 };
@@ -87,36 +88,36 @@ constexpr Term kExitCodes[] = {
      "Bad usage: an unknown command or option, a missing or bad value, --stop not after --start, \"-\" as a "
      "file."},
     {"3",
-     "Played, but something was lost: the file ends or cannot be read before its tables end, a track or a "
-     "unit is damaged, a pin failed, no sample came in time (--stall-timeout), or the tables describe more "
+     "Done, but something was lost: the file is cut off or became unreadable, a track or an access unit is "
+     "damaged, a pin failed, no sample arrived in time (--stall-timeout), or the sample tables describe more "
      "data than the file holds (--allow-overlap)."},
     {"4",
-     "Not supported: an unknown extension, no audio or video that can be played, no cover image (--cover), "
+     "Not supported: an unknown extension, no track that can be played, no cover image (--cover), "
      "or --start past the end."},
     {"5",
-     "An output could not be written: it exists and --force is not given, the folder cannot be written "
+     "An output could not be written: it exists and --force was not given, the folder cannot be written "
      "to, the disk is full, or standard output cannot be written."},
     {"130", "Interrupted."},
 };
 
 constexpr Term kEnvironment[] = {
-    {"NO_COLOR", "unless empty, no colour on a terminal"},
-    {"TERM", "\"dumb\": neither colour nor a progress line"},
-    {"ZDR_MODULE", "path of the filter module, whatever the registry says"},
-    {"ZDR_REGISTRY", "absolute path of the registry's file"},
+    {"NO_COLOR", "if not empty, messages on a terminal have no colour"},
+    {"TERM", "if \"dumb\", neither colour nor a progress line"},
+    {"ZDR_MODULE", "path of the filter module; overrides the registry"},
+    {"ZDR_REGISTRY", "absolute path of the registry file"},
     {"XDG_DATA_HOME", "folder of zdr/registry.reg (default: ~/.local/share)"},
-    {"XDG_RUNTIME_DIR", "folder of the named objects that the runs of one --session share"},
+    {"XDG_RUNTIME_DIR", "folder of the named objects that runs of the same --session share"},
 };
 
 constexpr Term kExamples[] = {
     {"zdr play clip.mp4 -o out", "Writes out/clip.Audio0.aac and out/clip.Video0.h264."},
     {"zdr play --decode --start 10 --stop 1:00:00.5 clip.mp4",
-     "Writes a part of the clip, its audio decoded."},
+     "Writes a part of the clip, with decoded audio."},
     {"zdr info song.m4a --cover cover.jpg", "Shows tracks and tags, and saves the cover image."},
-    {"zdr info --json *.3gp", "Describes many files for a program."},
+    {"zdr info --json *.3gp", "Describes many files as JSON."},
     {"zdr samples clip.mp4 --only video", "Lists the pictures with their times."},
     {"zdr boxes clip.mp4 --path moov/trak[2] --entries stts --all",
-     "Lists the boxes of the second track, and how long each picture is shown."},
+     "Lists the boxes of the second track, with all durations in its time table."},
     {"zdr keyframe clip.mp4 3 -o key.h264", "Saves the third key frame."},
     {"source <(zdr completion bash)", "Completes commands and options in this shell."},
 };
@@ -124,16 +125,16 @@ constexpr Term kExamples[] = {
 constexpr const char* kJson = R"(.SH JSON
 With
 .B \-\-json
-a command prints one object, in UTF\-8. The object of a file ends with its "errors" and "warnings",
-each an object with a "code" and a "text", and has its "exit_code"; with several files, the array
-"files" has one object for each, while
+a command prints one object, in UTF\-8. The object of a file has its "exit_code", and ends with the arrays
+"errors" and "warnings" (the notes) of objects with a "code" and a "text". With several files, the array
+"files" has one object per file;
 .B \-\-jsonl
-prints each as a line as soon as the file is done.
+prints each of these objects on a line of its own, as soon as the file is done.
 .B samples
-prints one object per line: one with the name of the file, one per sample with the names of the
-columns above and flags as true or false, and one with the totals of each pin, messages and exit
-code. Times are integers in units of 100 ns, or of the time scale that is given with them. A name that is
-not UTF\-8 is repeated in hexadecimal digits, under its key with "_hex" added.
+prints one object per line: one with the name of the file, one per sample with the columns
+above as members and flags as true or false, and one with the totals of each pin, the messages and the exit
+code. Times are integers in units of 100 ns, or of the time scale that is given with them. If a name is not
+UTF\-8, a second member, whose key ends in "_hex", has its bytes in hexadecimal.
 )";
 
 constexpr const char* kFiles = R"(.SH FILES
@@ -143,7 +144,7 @@ run, is replaced only with \-\-force; input files, folders, pipes and devices ne
 runs write the same file at once, all but the first are refused.
 .PP
 The program uses at most 64 MiB of memory, or four times the size of the largest file named, if that
-is more. A file that needs more is an error.
+is more. A file that needs more is refused.
 .PP
 The registry is the text file \fIzdr/registry.reg\fR in $XDG_DATA_HOME or ~/.local/share. Files are
 opened by the source filter that it names for their extension, else by that of the module next to
@@ -151,8 +152,8 @@ the program.
 )";
 
 constexpr const char* kSignals = R"(.SH SIGNALS
-SIGINT, SIGTERM and SIGHUP end a run of play or samples within a second; it keeps what was written.
-A second one ends the program at once, as does the first in the other commands. A signal that was
+SIGINT, SIGTERM and SIGHUP end a run of play or samples within a second; incomplete outputs remain as
+\fINAME\fR.part. A second signal ends the program at once, as the first does in the other commands. A signal that was
 ignored when the program started, as under nohup, remains ignored.
 )";
 
@@ -206,8 +207,7 @@ void append_inputs(std::ostringstream& out) {
       {mp4source::SOURCE_KIND_AAC, "AAC files (ADTS, ADIF or raw): pin Audio1, which delivers PCM"},
   };
   out << ".SH INPUT FILES\nThe extension of the name, upper or lower case, decides how a file is read; "
-         "its content does "
-         "not.\n";
+         "its content does not.\n";
   for (const Kind& kind : kKinds) {
     out << ".TP\n" << roff(kind.name) << "\n";
     for (const mp4source::KnownExtension& known : mp4source::kKnownExtensions) {
@@ -251,7 +251,8 @@ std::string man_page(const CommandTable& table, std::string_view version) {
   append_samples(out);
   out << kJson << kFiles << ".SH EXIT STATUS\n";
   append_terms(out, kExitCodes);
-  out << ".PP\nOf several files, the worst: 130, then 5, 2, 1, 4, 3.\n" << kSignals << ".SH ENVIRONMENT\n";
+  out << ".PP\nWith several files, the worst of their codes: 130, then 5, 2, 1, 4, 3.\n"
+      << kSignals << ".SH ENVIRONMENT\n";
   append_terms(out, kEnvironment);
   append_examples(out);
   out << kLimits

@@ -17,13 +17,13 @@ struct Options {
   std::string session;
   std::string shell;            // completion
   std::string cover;            // info: file for the cover image
-  std::string path;             // boxes: of the branches to show; empty: all
+  std::string path;             // boxes: path of the boxes to show; empty: all
   std::string entries;          // boxes: type of the table whose entries are shown
   uint32_t index = 0;           // keyframe: number of the key frame, from 1
   uint32_t stall_seconds = 30;  // 0: no limit
   uint32_t most_entries = 10;   // boxes: of one table
   bool json = false;
-  bool json_lines = false;  // of each file one line; implies json
+  bool json_lines = false;  // one line per file; implies json
   bool quiet = false;
   bool force = false;
   bool decode = false;

@@ -20,8 +20,8 @@ std::optional<int64_t> parse_time(std::string_view text);
 std::string format_time(int64_t units);
 
 // Writes a time of an ISO media file, in seconds since the start of 1904, as "2024-02-29T12:00:00Z" into
-// `digits`. Returns nothing for 0, which means that the time is not known, and for years with more than four
-// digits.
+// `digits`. Returns an empty text for 0, which means that the time is not known, and for years with more than
+// four digits.
 using DateDigits = std::array<char, 32>;
 std::string_view format_date(uint64_t seconds_since_1904, DateDigits& digits);
 

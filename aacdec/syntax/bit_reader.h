@@ -69,8 +69,8 @@ class BitReader {
   uint64_t position_ = 0;
 };
 
-// Meant for one loop: passed by reference, it lives in memory, which makes every word wait for the one before
-// it.
+// Meant to be local to one loop: passed by reference, it would be in memory instead of registers, and every
+// word would wait for the previous one.
 class BitCache {
  public:
   // The number of bits that are valid after refill().
@@ -110,7 +110,7 @@ class BitCache {
 
   uint64_t position() const { return next_byte_ * 8 - static_cast<uint64_t>(valid_); }
   bool past_end() const { return position() / 8 > reader_.length(); }
-  // The same data at the position of the cache.
+  // Returns a reader of the same data, at the position of the cache.
   BitReader reader() const {
     BitReader at = reader_;
     at.seek(position());

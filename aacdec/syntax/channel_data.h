@@ -99,7 +99,7 @@ struct ChannelStream {
   uint8_t global_gain = 0;
   bool uses_noise = false;  // at least one band has the noise book (PNS)
   IcsInfo ics;
-  // In stream order, none empty; neighbours with the same codebook are one section.
+  // In stream order, without empty ones; adjacent bands with the same codebook are one section.
   uint8_t section_count = 0;
   Section section[kMaxBands];
   // Bands from max_sfb on have the zero book.

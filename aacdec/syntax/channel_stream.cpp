@@ -135,7 +135,7 @@ bool parse_scale_factor_data(BitReader& reader, ChannelStream& channel) {
   return !bits.past_end();
 }
 
-// The words of all bands with a codebook, up to the first one of noise if that is coded without a book.
+// Numbers of Huffman words before and after the value of the first noise band, which is not Huffman-coded.
 struct ScaleFactorWords {
   int before_noise = 0;
   int after_noise = 0;

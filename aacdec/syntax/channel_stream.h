@@ -16,7 +16,7 @@ bool parse_ics_info(BitReader& reader, const StreamFormat& format, IcsInfo& ics,
                     LtpData* second_ltp);
 
 // Reads everything before the spectral data. With `common_window` the caller has filled channel.ics. Without
-// `keep_values`, the arrays by band are not filled. False for damaged or unsupported data.
+// `keep_values`, the arrays indexed by band are not filled. False for damaged or unsupported data.
 bool parse_channel_side_info(BitReader& reader, const StreamFormat& format, bool common_window,
                              bool keep_values, ChannelStream& channel);
 

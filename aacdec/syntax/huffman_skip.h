@@ -14,14 +14,15 @@ namespace zdr::aacdec {
 
 inline constexpr int kSkipBits = 12;
 
-// A number of words and their length; or, in place of the number, what the first word is.
+// The number and total length of whole words; or, if the first word has escapes or is too long, a mark in
+// place of the number.
 class HuffmanSkip {
  public:
   static constexpr int kMostWords = kSkipBits;
-  // An escape word, with one and with two escapes after it.
+  // The first word is followed by one escape, or by two.
   static constexpr int kOneEscape = kMostWords + 1;
   static constexpr int kTwoEscapes = kMostWords + 2;
-  static constexpr int kLonger = kMostWords + 3;  // than kSkipBits
+  static constexpr int kLonger = kMostWords + 3;  // the first word is longer than kSkipBits
 
   constexpr HuffmanSkip() = default;
   constexpr HuffmanSkip(int words, int length) : bits_(static_cast<uint8_t>(words << 4 | length)) {}
@@ -34,7 +35,7 @@ class HuffmanSkip {
 
 using HuffmanSkipTable = std::array<HuffmanSkip, size_t{1} << kSkipBits>;
 
-// The lookups after a refill, the last one perhaps of a single word.
+// Lookups per refill; the last may have to pass a single long word.
 inline constexpr int kSkipLookups = 4;
 static_assert((kSkipLookups - 1) * kSkipBits + HuffmanEntry::kMaxCodeLength <= BitCache::kRefilled);
 

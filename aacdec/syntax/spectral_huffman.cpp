@@ -214,7 +214,7 @@ struct LongEscape {
   return {value, reader.position()};
 }
 
-// The bits of a prefix of up to 11 ones, and of the escape that it belongs to.
+// The most bits of an escape whose prefix has up to 11 ones, prefix included.
 constexpr int kShortEscapeBits = 2 * 11 + 5;
 static_assert(HuffmanEntry::kMaxCodeLength + kShortEscapeBits <= BitCache::kRefilled);
 

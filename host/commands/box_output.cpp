@@ -68,9 +68,9 @@ std::string state_text(const BoxRecord& box) {
   if (box.state == BoxState::kFailed) text += "  FAILED" + status;
   if (box.state == BoxState::kRefused) text += "  REFUSED" + status;
   if (box.state == BoxState::kNotRead) text += "  (not read)";
-  if (box.state == BoxState::kDropped) text += "  (not kept)";
+  if (box.state == BoxState::kDropped) text += "  (dropped)";
   if (box.overlap != 0) text += "  (overlaps " + counted(box.overlap, "byte") + " of what precedes it)";
-  if (box.excess != 0) text += "  (cut off: its last " + counted(box.excess, "byte") + " are missing)";
+  if (box.excess != 0) text += "  (cut off by " + counted(box.excess, "byte") + ")";
   return text;
 }
 
@@ -134,7 +134,7 @@ void BoxLines::begin_box(const BoxRecord& box, const BoxContext& context) {
 namespace {
 
 const char* state_name(BoxState state) {
-  constexpr const char* kNames[] = {"read", "failed", "not-read", "refused", "kept", "dropped", "gap"};
+  constexpr const char* kNames[] = {"read", "failed", "not-read", "refused", "stored", "dropped", "gap"};
   return kNames[static_cast<size_t>(state)];
 }
 
@@ -197,7 +197,7 @@ void BoxObjects::begin_box(const BoxRecord& box, const BoxContext& context) {
     json_.member("flags", box.flags);
   }
   if (box.overlap != 0) json_.member("overlap", box.overlap);
-  if (box.excess != 0) json_.member("missing", box.excess);
+  if (box.excess != 0) json_.member("excess", box.excess);
   FieldObjects fields(json_);
   describe_box(tree_, box, context.container, choice_, fields);
   fields.end();

@@ -28,7 +28,7 @@ class BoxLines final : public BoxSink {
   size_t depth_ = 1;
 };
 
-// One object a box, with its children in it.
+// Writes one object per box, with its children in it.
 class BoxObjects final : public BoxSink {
  public:
   BoxObjects(const BoxTree& tree, const EntryChoice& choice, JsonWriter& json)

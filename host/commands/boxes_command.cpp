@@ -1,4 +1,4 @@
-// `zdr boxes`: lists the boxes of a file to its end, and what the parser did with each: kept, dropped,
+// `zdr boxes`: lists the boxes of a file to its end, and what the parser did with each: stored, dropped,
 // refused, not read. For a file that does not open, it lists what was read before the failure, and the
 // reason.
 #include <algorithm>
@@ -37,7 +37,7 @@ class BoxView {
   void add_to(JsonWriter& json) const;
 
  private:
-  // Counts what the command line names.
+  // Counts the boxes of the type that --entries names.
   class Counter;
 
   ExitCode report_structure();
@@ -84,7 +84,7 @@ void BoxView::complete() {
   if (std::ranges::all_of(boxes, is_gap)) tree_.set_children(kNoBox, {});
 }
 
-// The boxes of the file must follow each other without a gap.
+// Reports gaps, overlaps and boxes that are cut off at the top level, where boxes must follow one another.
 ExitCode BoxView::report_structure() {
   ExitCode worst = ExitCode::kDone;
   size_t found = 0;
@@ -101,10 +101,10 @@ ExitCode BoxView::report_structure() {
                  (box.size == 1 ? " belongs" : " belong") + " to no box");
     if (box.overlap != 0)
       report(ExitCode::kDone, MessageCode::kFileDamaged, place,
-             "begins " + counted(box.overlap, "byte") + " before the end of the box before it");
+             "overlaps the previous box by " + counted(box.overlap, "byte"));
     if (box.excess != 0 && box.state != BoxState::kFailed)
       report(ExitCode::kLoss, MessageCode::kCutOff, place,
-             "the file ends " + counted(box.excess, "byte") + " before the box does");
+             "cut off: extends " + counted(box.excess, "byte") + " past the end of the file");
   }
   if (found > kMostReported)
     note_not_shown(std::to_string(found - kMostReported) + " more places like these are not listed");
@@ -137,13 +137,13 @@ ExitCode BoxView::report() {
   code = worse_of(code, report_structure());
   if (movie_.is_open()) code = worse_of(code, report_missing());
   if (tree_.boxes_left_out() != 0)
-    note_not_shown(std::to_string(tree_.boxes_left_out()) + " more boxes are not shown");
+    note_not_shown("not shown: " + std::to_string(tree_.boxes_left_out()) + " more boxes");
   if (left_out_.offset)
     note_not_shown("the boxes from offset " + std::to_string(*left_out_.offset) + " on are not shown");
   if (left_out_.are_deep)
     note_not_shown("boxes more than " + std::to_string(kMostBoxLevels) + " levels deep are not shown");
   if (tree_.entries_left_out() != 0)
-    note_not_shown(std::to_string(tree_.entries_left_out()) + " more list entries are not shown");
+    note_not_shown("not shown: " + std::to_string(tree_.entries_left_out()) + " more list entries");
   return code;
 }
 

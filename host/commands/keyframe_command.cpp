@@ -111,12 +111,12 @@ ExitCode KeyFrame::extract_from(SourceClip& clip) {
   const Picture picture = picture_of(info_.video_codec, clip.configuration());
   if (!picture.writer)
     return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack,
-                "no video track whose pictures can be written");
+                "has no video track whose pictures can be written");
   // For a number past the last key frame the clip returns the last one.
   if (const auto count = key_frame_count(); count && options_.index > *count) {
     return fail(
         ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
-        "has no key frame " + std::to_string(options_.index) + ": only " + counted(*count, "key frame"));
+        "has no key frame " + std::to_string(options_.index) + ": it has " + counted(*count, "key frame"));
   }
   ClipBytes frame;
   const HRESULT hr = with_memory(clip.key_frame(options_.index, frame));
@@ -133,7 +133,7 @@ ExitCode KeyFrame::extract_from(SourceClip& clip) {
   is_written_ = true;
   if (picture.writer->damaged_units() == 0) return ExitCode::kDone;
   return fail(ExitCode::kLoss, MessageCode::kUnitsDamaged,
-              "the picture is damaged: " + picture.writer->first_damage());
+              "damaged picture: " + picture.writer->first_damage());
 }
 
 void KeyFrame::write(JsonWriter& json, ExitCode code) {

@@ -65,7 +65,7 @@ ExitCode FilePlayback::run() {
   const ExitCode prepared = report_memory(file_, messages_, [this] { return run_.prepare(); });
   if (prepared != ExitCode::kDone) return prepared;
   ExitCode result = report_memory(
-      file_, messages_, [this] { return run_.play("plays it"); }, ExitCode::kLoss);
+      file_, messages_, [this] { return run_.play("play it"); }, ExitCode::kLoss);
   if (interrupted()) result = ExitCode::kInterrupted;
   for (StreamRecorder& recorder : recorders_) {
     const auto finish_one = [&] { return finish(recorder); };
@@ -100,7 +100,7 @@ ExitCode FilePlayback::check_damage(const StreamRecorder& recorder) {
   if (writer == nullptr || writer->damaged_units() == 0 || recorder.damaged_samples() != 0)
     return ExitCode::kDone;
   return fail(ExitCode::kLoss, MessageCode::kUnitsDamaged, Place::pin(recorder.pin_name()),
-              counted(writer->damaged_units(), "damaged unit") + ": " + writer->first_damage());
+              counted(writer->damaged_units(), "damaged access unit") + ": " + writer->first_damage());
 }
 
 void FilePlayback::report(JsonReport& report, ExitCode code) {
@@ -138,7 +138,7 @@ std::string output_folder_error(const Options& options) {
   std::error_code ignored;
   if (std::filesystem::is_directory(as_path(options.output), ignored)) return {};
   const bool exists = std::filesystem::exists(as_path(options.output), ignored);
-  return exists ? "is not a folder" : "the folder cannot be created: " + code.message();
+  return exists ? "is not a folder" : "cannot be created: " + code.message();
 }
 
 ExitCode refuse_folder(const Options& options, const std::string& reason, JsonReport& report) {

@@ -134,7 +134,7 @@ ExitCode run_register(const Options& options, std::ostream& /*out*/) {
   if (code != ExitCode::kDone) return code;
   const std::string refusal = com::module_refusal(module);
   if (!refusal.empty())
-    messages.note({MessageCode::kModuleFailed, "", {}, "the registration has no effect: " + refusal, ""});
+    messages.note({MessageCode::kModuleFailed, "", {}, "registration has no effect: " + refusal, ""});
   return code;
 }
 

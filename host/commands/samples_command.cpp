@@ -38,7 +38,7 @@ class Listing final : public ConsumerOwner {
 
 ExitCode Listing::run(std::ostream& out) {
   if (const ExitCode prepared = run_.prepare(); prepared != ExitCode::kDone) return prepared;
-  const ExitCode played = run_.play("goes on");
+  const ExitCode played = run_.play("list it");
   const bool has_rows = played == ExitCode::kDone || played == ExitCode::kLoss;
   return has_rows ? worse_of(played, print(out)) : played;
 }

@@ -18,11 +18,11 @@ int64_t stop_of(const CheckedPlay& play, const PinEntry& pin) {
   return play.range.is_whole || play.duration == 0 ? stop : std::min(stop, play.duration);
 }
 
-// "only 2 of 60 access units were delivered"
+// "delivered only 2 of 60 access units"
 std::string delivered_text(const Shortfall& shortfall) {
   const std::string total = counted(shortfall.total_units, "access unit");
-  if (shortfall.delivered_units == 0) return "none of the " + total + " was delivered";
-  return "only " + std::to_string(shortfall.delivered_units) + " of " + total + " were delivered";
+  if (shortfall.delivered_units == 0) return "delivered none of " + total;
+  return "delivered only " + std::to_string(shortfall.delivered_units) + " of " + total;
 }
 
 }  // namespace
@@ -42,7 +42,7 @@ ExitCode DeliveryCheck::run() const {
 
 ExitCode DeliveryCheck::check_damage() const {
   const uint64_t damaged = consumer_.damaged_samples();
-  // The frames of a speech file are examined with its completeness.
+  // check_speech_file() reports the damage of a speech file.
   const bool is_speech_file = mp4source::source_kind_of(play_.file) == mp4source::SOURCE_KIND_AMR;
   if (damaged == 0 || is_speech_file) return ExitCode::kDone;
   return report(MessageCode::kUnitsDamaged,
@@ -72,8 +72,8 @@ ExitCode DeliveryCheck::check_track() const {
   const uint32_t type = consumer_.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO;
   if (const uint32_t others = samples_of_other_descriptions(*play_.movie, type, watch); others != 0) {
     report(MessageCode::kDescriptionIgnored,
-           counted(others, "access unit") +
-               " of another sample description: the configuration of the first one is used for all",
+           "only the first sample description is used, even for " + counted(others, "access unit") +
+               " of another one",
            false);
   }
   if (play_.range.is_whole) {
@@ -128,8 +128,8 @@ ExitCode DeliveryCheck::check_speech_file() const {
   return play_.messages.report(play_.file, *found);
 }
 
-// A speech or AAC file of which nothing was delivered. Its last frames are left out by design, so a part of a
-// file may have none.
+// For a speech or AAC file that delivered nothing. Its last frames are left out by design, so a short part of
+// a file may have none to deliver.
 ExitCode DeliveryCheck::check_silence() const {
   constexpr int64_t kLongestSample = 500 * kUnitsPerMillisecond;  // ten frames
   const bool is_aac_file = mp4source::source_kind_of(play_.file) == mp4source::SOURCE_KIND_AAC;
@@ -176,13 +176,13 @@ ExitCode DeliveryCheck::report_missing(const Shortfall& shortfall) const {
       return report(MessageCode::kNothingDelivered, "delivered no sample", false);
     case Missing::kShiftedBeyondStop:
       return report(MessageCode::kUnitsAfterEnd,
-                    delivered + ": the edit list shifts the rest beyond the end of the track",
+                    delivered + ": the edit list shifts the rest past the end of the track",
                     consumer_.samples() == 0);
     case Missing::kAfterStop:
       return report(MessageCode::kUnitsAfterEnd,
                     delivered + ": the rest is after the end that the headers state");
     case Missing::kCutOff:
-      return report(MessageCode::kCutOff, delivered + ": the next one is beyond the end of the file");
+      return report(MessageCode::kCutOff, delivered + ": the next one is past the end of the file");
     case Missing::kNotInSizes:
       return report(MessageCode::kUnitsMissing,
                     (shortfall.total_units == 0 ? "delivered no sample: its access units"

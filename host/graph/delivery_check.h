@@ -1,5 +1,5 @@
-// Compares what a pin delivered with what the file holds, once a play has reached its end, and reports what
-// is missing or damaged. `play` and `samples` share it.
+// Compares what a pin delivered with what the file holds, after a run has reached its end, and reports what
+// is missing or damaged. Used by `play` and `samples`.
 #pragma once
 
 #include <string>

@@ -160,11 +160,11 @@ ExitCode FileRun::play_to_end(const char* overlap_advice) {
     result = player_.play([&] { return on_slice(progress); });
   }
   if (!guard_.tripped()) return result;
-  const std::string advice = std::string(" (--allow-overlap ") + overlap_advice + ")";
+  const std::string advice = std::string(" (use --allow-overlap to ") + overlap_advice + " anyway)";
   messages_.error({MessageCode::kTablesOverlap,
                    file_,
                    {},
-                   "the tables describe more data than the file holds" + advice,
+                   "the sample tables describe more data than the file holds" + advice,
                    ""});
   return worse_of(result, ExitCode::kLoss);
 }

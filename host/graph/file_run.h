@@ -41,8 +41,7 @@ class FileRun {
   // Does everything that precedes playing. Reports the reason for a failure.
   ExitCode prepare();
   // Plays until the end, until interrupted, or until a stream delivers more than the file holds. In the last
-  // case the message ends with `overlap_advice`, which states what --allow-overlap does. Reports what is
-  // missing.
+  // case the message advises "use --allow-overlap to `overlap_advice` anyway". Reports what is missing.
   ExitCode play(const char* overlap_advice);
 
   // True after a run that reached its end and in which no read failed, so that the consumers have all that
@@ -76,7 +75,7 @@ class FileRun {
   std::unique_ptr<const ParsedMovie> movie_;
   std::vector<Stream> streams_;
   bool is_complete_ = false;
-  ExitCode prepared_ = ExitCode::kDone;  // a loss if a track has no pin or a pin could not be connected
+  ExitCode prepared_ = ExitCode::kDone;  // kLoss if a track has no pin or a pin could not be connected
   SourcePlayer player_;
 };
 

@@ -30,7 +30,7 @@ class PinConsumer : public SampleConsumer {
 
   const std::string& pin_name() const { return pin_name_; }
   uint64_t samples() const { return samples_; }
-  // True if the consumer could not use a sample, and so has received no more.
+  // True if the consumer could not use a sample; it receives no more after that.
   bool has_failed() const { return has_failed_; }
   uint64_t payload_bytes() const { return payload_bytes_; }  // excludes the size tables of AAC samples
   int64_t position() const { return position_; }             // 100 ns of media time; any thread
@@ -42,11 +42,11 @@ class PinConsumer : public SampleConsumer {
     uint32_t speech_frames = 0;
   };
   const LastSample& last_sample() const { return last_sample_; }
-  // The samples, other than the last, that hold less than the largest one before them. Those of an AAC file
-  // are of one size, so they lack frames; but the first one is shorter by a frame that the decoder holds
-  // back.
+  // Number of samples, without the first and the last, that are smaller than one before them. All samples of
+  // an AAC file have one size, except the first (the decoder holds back one frame) and the last, so a smaller
+  // one lacks frames.
   uint64_t short_samples() const { return short_samples_; }
-  // The samples that contradict their codec, and what was wrong with the first.
+  // Number of samples that are not valid for their codec, and what is wrong with the first.
   uint64_t damaged_samples() const { return damaged_samples_; }
   const char* first_damage() const { return first_damage_; }
 

@@ -1,4 +1,4 @@
-// One check a codec.
+// One check per codec.
 #include "host/graph/unit_damage.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ UnitReport examine_avc(const AM_MEDIA_TYPE& type, Bytes rest) {
   while (!rest.empty()) {
     const size_t length = rest.size() < length_bytes ? rest.size() : read_be(rest.data(), length_bytes);
     if (rest.size() < length_bytes || length > rest.size() - length_bytes)
-      return {"NAL unit length runs past its access unit"};
+      return {"NAL unit extends past the end of its access unit"};
     rest = rest.subspan(length_bytes + length);
   }
   return {};
@@ -28,18 +28,18 @@ UnitReport examine_avc(const AM_MEDIA_TYPE& type, Bytes rest) {
 
 UnitReport examine_h263(const AM_MEDIA_TYPE&, Bytes sample) {
   const bool begins_picture = sample.size() > 2 && read_be(sample.data(), 3) >> 2 == 0x20;
-  return {begins_picture ? nullptr : "picture without its start code"};
+  return {begins_picture ? nullptr : "picture without a start code"};
 }
 
 UnitReport examine_mpeg4_visual(const AM_MEDIA_TYPE&, Bytes sample) {
   const bool has_start_code = sample.size() > 3 && read_be(sample.data(), 3) == 1;
-  return {has_start_code ? nullptr : "picture without its start code"};
+  return {has_start_code ? nullptr : "picture without a start code"};
 }
 
 // The same for E-AC-3 (ETSI TS 102 366).
 UnitReport examine_ac3(const AM_MEDIA_TYPE&, Bytes sample) {
   const bool has_sync_word = sample.size() > 1 && read_be(sample.data(), 2) == 0x0B77;
-  return {has_sync_word ? nullptr : "AC-3 frame without its sync word"};
+  return {has_sync_word ? nullptr : "AC-3 frame without a sync word"};
 }
 
 // Frames of the storage format (RFC 4867, 5.3), with the first and the last of the types that are reserved.
@@ -52,7 +52,7 @@ UnitReport examine_amr(const AM_MEDIA_TYPE&, Bytes rest) {
     const unsigned type = rest[0] >> 3 & 15u;
     const bool is_reserved = type >= FirstReserved && type <= LastReserved;
     if ((rest[0] & kZeroBits) != 0 || is_reserved || size > rest.size()) {
-      report.damage = "speech frame of an impossible type or size";
+      report.damage = "speech frame of an invalid type or size";
       return report;
     }
     ++report.speech_frames;

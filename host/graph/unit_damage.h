@@ -1,5 +1,5 @@
-// Finds damage in access units without decoding them: sizes and start codes that contradict the codec. Media
-// data that were overwritten, or never written, show it.
+// Finds damage in access units without decoding them: sizes and start codes that are not valid for the codec.
+// This detects media data that was overwritten or never written.
 #pragma once
 
 #include <dshow.h>
@@ -12,10 +12,10 @@ namespace zdr::host {
 
 struct UnitReport {
   const char* damage = nullptr;  // what is wrong with the sample; null if nothing is
-  uint32_t speech_frames = 0;    // of AMR, before the damage
+  uint32_t speech_frames = 0;    // number of AMR frames before the damage
 };
 
-// Examines one media sample, which may hold several access units. AAC is not examined: only decoding shows
+// Examines one media sample, which may hold several access units. AAC is not examined: only decoding reveals
 // its damage.
 UnitReport examine_units(const AM_MEDIA_TYPE& type, Bytes sample);
 

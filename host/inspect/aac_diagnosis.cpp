@@ -42,7 +42,7 @@ Diagnosis diagnose_stream(const std::string& file, uint32_t tag_bytes, const std
     return {ExitCode::kNotSupported,
             MessageCode::kFileTypeUnknown,
             {},
-            "after an ID3v2 tag only ADTS streams are recognised",
+            "its ID3v2 tag is not followed by an ADTS stream, the only kind that is recognised there",
             status};
   }
   return {ExitCode::kCannotOpen,

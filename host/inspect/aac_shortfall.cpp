@@ -17,8 +17,8 @@
 namespace zdr::host {
 namespace {
 
-// The most frames at the end that undamaged files lack: the decoder holds one back, and the reader stops
-// before the last ones.
+// The number of frames at the end of an undamaged file that may not be delivered: the decoder holds one back,
+// and the reader stops before the last ones.
 constexpr uint64_t kNeverDelivered = 3;
 
 struct FrameCount {
@@ -40,7 +40,7 @@ struct AudioRange {
   uint64_t end;
 };
 
-// An ID3v1 tag takes the last bytes of a file. The reader knows the size of the rest without its first tag.
+// An ID3v1 tag takes the last bytes of a file. The reader reports the size without the first tag.
 AudioRange audio_range(FileStream& stream, const AacStreamView& view) {
   constexpr uint64_t kTagBytes = 128;
   constexpr std::array<uint8_t, 3> kMark = {'T', 'A', 'G'};
@@ -113,7 +113,7 @@ class Comparison {
   std::optional<Diagnosis> find_failed_frame() const {
     const bool has_ended = missing_ > kNeverDelivered;
     const uint64_t delivered = delivery_.pcm_bytes / bytes_per_frame(view_.config);
-    const uint64_t expected = frames_of_sound_play();
+    const uint64_t expected = frames_of_undamaged_play();
     const bool lacks_frames = delivered < expected || delivery_.lacks_frames;
     if (!has_ended && !lacks_frames) return std::nullopt;
     const uint64_t number = undecodable_frame(file_, watch_);
@@ -156,8 +156,8 @@ class Comparison {
     return Diagnosis{ExitCode::kLoss,
                      MessageCode::kFileDamaged,
                      {},
-                     "damaged: " + counted(count_.adts->gap_bytes, "byte") + " from offset " +
-                         std::to_string(count_.adts->gap_offset) + " on belong to no frame",
+                     "damaged: has " + counted(count_.adts->gap_bytes, "byte") +
+                         " outside any frame, the first at offset " + std::to_string(count_.adts->gap_offset),
                      ""};
   }
 
@@ -200,7 +200,7 @@ class Comparison {
   }
   // The frames that the filter delivers of a stream in which nothing is damaged: groups of ten up to the stop
   // position and the number of frames that the reader has estimated. The last frame is held back.
-  uint64_t frames_of_sound_play() const {
+  uint64_t frames_of_undamaged_play() const {
     constexpr uint32_t kFramesPerGroup = 10;
     const AacReader reader(file_);
     uint32_t number = 1;
@@ -245,7 +245,7 @@ std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDeli
     found.push_back({ExitCode::kDone,
                      MessageCode::kStereoDuplicated,
                      {},
-                     "its parametric stereo is not used: both channels have the same sound",
+                     "parametric stereo is not used: both channels are the same",
                      ""});
   }
   const Comparison comparison(file, view, delivery, watch);

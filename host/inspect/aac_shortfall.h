@@ -1,4 +1,4 @@
-// Compares the sound that was delivered of an AAC file with the frames that the file has.
+// Compares the audio that was delivered from an AAC file with the frames that the file has.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace zdr::host {
 struct AacDelivery {
   bool is_from_start;
   bool is_to_end;
-  bool lacks_frames;  // between its first and its last sample
+  bool lacks_frames;  // in a sample between the first and the last
   uint64_t samples;
   int64_t start;  // the requested one, in 100 ns units
   uint64_t pcm_bytes;
@@ -25,7 +25,8 @@ struct AacDelivery {
 // What a play has left out up to its stop position: the frames that the reader never delivers (exit code
 // kDone), and those from a damaged one on (kLoss). No table of the file states the number of frames, so they
 // are counted by their headers, without decoding; only if frames are missing is the file decoded again, to
-// find the one that ended the play. Incomplete if `watch`, called regularly, returns false.
+// find the one that ended the play. `watch` is called regularly;
+// if it returns false, the result is incomplete.
 std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDelivery& delivery,
                                           const std::function<bool()>& watch);
 

@@ -65,7 +65,7 @@ std::string stream_line(const AacStreamView& view) {
   const std::string rate = is_estimate ? std::to_string(view.stream.bitrate) + " bit/s (estimated)"
                                        : std::to_string(static_cast<uint64_t>(average)) + " bit/s (average)";
   return "about " + counted(frames, "frame") + ", " + rate + ", " + counted(view.stream.audio_bytes, "byte") +
-         " of audio";
+         " of audio data";
 }
 
 void write_stream(JsonWriter& json, const AacStreamView& view) {

@@ -12,7 +12,7 @@ constexpr size_t kHeaderBytes = AdtsHeader::kBytes;
 constexpr std::string_view kTagMark = "ID3";
 constexpr size_t kTailMarkBytes = 8;
 
-// The header of the stream that begins here, if any. The reader skips frames of other headers, too.
+// The header that begins here, if it belongs to the stream. The reader, too, skips frames with other headers.
 std::optional<AdtsHeader> read_header(Bytes bytes, const AdtsHeader::FixedBits& fixed_bits) {
   const auto header = read_adts_header(bytes);
   const bool is_of_stream =

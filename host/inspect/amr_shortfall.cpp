@@ -66,18 +66,18 @@ std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDe
   FileStream stream(file);
   BlockReader block(stream);
   const uint64_t begin = first_frame(block);
-  const bool is_sound = delivery.is_from_start && delivery.is_to_end && !delivery.is_damaged;
-  AmrFrames rest =
-      walk(block, is_sound ? begin + delivery.payload_bytes : begin, stream.size(), delivery.is_wide_band);
-  if (is_sound && rest.count == 0 && rest.end == stream.size()) return std::nullopt;
-  const bool is_last_frame = is_sound && rest.count == 1 && rest.end == stream.size();
+  const bool is_undamaged = delivery.is_from_start && delivery.is_to_end && !delivery.is_damaged;
+  AmrFrames rest = walk(block, is_undamaged ? begin + delivery.payload_bytes : begin, stream.size(),
+                        delivery.is_wide_band);
+  if (is_undamaged && rest.count == 0 && rest.end == stream.size()) return std::nullopt;
+  const bool is_last_frame = is_undamaged && rest.count == 1 && rest.end == stream.size();
   if (is_last_frame) {
     return Diagnosis{
         ExitCode::kDone, MessageCode::kUnitsAfterEnd, {}, "the last frame is left out by design", ""};
   }
-  if (is_sound) rest = walk(block, begin, stream.size(), delivery.is_wide_band);
+  if (is_undamaged) rest = walk(block, begin, stream.size(), delivery.is_wide_band);
   const std::string offset = std::to_string(rest.end);
-  if (rest.is_damaged && (is_sound || delivery.is_damaged)) {
+  if (rest.is_damaged && (is_undamaged || delivery.is_damaged)) {
     return loss(MessageCode::kFileDamaged, "damaged after " + counted(rest.count, "frame") +
                                                ": the byte at offset " + offset + " does not begin a frame");
   }
@@ -85,8 +85,8 @@ std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDe
     return loss(MessageCode::kCutOff, "cut off: the file ends inside the frame at offset " + offset);
   const uint64_t missing = missing_frames(delivery);
   if (missing == 0) return std::nullopt;
-  return loss(MessageCode::kUnitsMissing, counted(missing, "frame") + " after " +
-                                              format_time(delivery.last_start) + " were not delivered");
+  return loss(MessageCode::kUnitsMissing,
+              "lacks " + counted(missing, "frame") + " after " + format_time(delivery.last_start));
 }
 
 }  // namespace zdr::host

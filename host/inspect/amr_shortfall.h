@@ -1,4 +1,4 @@
-// Compares the frames that were delivered of an AMR file with those that it has.
+// Compares the frames that were delivered from an AMR file with those that the file has.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ struct AmrDelivery {
   bool is_from_start;
   bool is_to_end;
   bool is_wide_band;
-  bool is_damaged;  // a sample had a frame of an impossible type or size
+  bool is_damaged;  // a sample had a frame of an invalid type or size
   uint64_t payload_bytes;
   int64_t stop;          // of the pin, in 100 ns units
   int64_t last_start;    // media time of the last sample, which is the end of its first frame

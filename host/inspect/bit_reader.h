@@ -13,7 +13,7 @@ class BitReader {
  public:
   explicit BitReader(Bytes bytes) : bytes_(bytes) {}
 
-  // Returns up to 64 bits, or 0 if there are not as many: then nothing more can be read.
+  // Returns the next `bits` bits, at most 64. Returns 0 if fewer are left; then every later read fails, too.
   uint64_t take(size_t bits) {
     uint64_t value = 0;
     if (!skip(bits)) return 0;
@@ -26,7 +26,7 @@ class BitReader {
     if (!has_failed_) position_ += bits;
     return !has_failed_;
   }
-  // Whole bytes, fewer if the body ends before.
+  // Returns `count` whole bytes, or fewer at the end of the body.
   Bytes take_bytes(size_t count) {
     const Bytes rest = has_failed_ ? Bytes() : bytes_.subspan((position_ + 7) / 8);
     const Bytes taken = rest.first(std::min(count, rest.size()));

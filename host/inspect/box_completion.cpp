@@ -1,4 +1,4 @@
-// Walks the headers of the file beside the tree of the parser.
+// Walks the box headers of the file, and merges them with the tree of the parser.
 #include "host/inspect/box_completion.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace {
 
 constexpr uint32_t kVersionAndFlags = 4;
 
-// As the parser writes the steps of its paths.
+// Escapes a type as the parser does in its paths.
 std::string step_text(std::string_view type) {
   constexpr std::string_view kHex = "0123456789ABCDEF";
   std::string text;
@@ -80,7 +80,7 @@ class TreeCompletion {
   LeftOutBoxes left_out_;
 };
 
-// Merges the boxes that the parser showed in a range with those and the gaps between them.
+// Merges the boxes that the parser showed in a range with those that it did not show and with the gaps.
 class RangeMerge {
  public:
   RangeMerge(BoxTree& tree, FileStream& stream, const Range& range)
@@ -89,14 +89,14 @@ class RangeMerge {
         range_(range),
         shown_(tree.children(range.container)),
         position_(range.begin) {
-    // The parser shows what is inside a box that it does not enter before the box.
+    // Boxes inside a box that the parser does not enter are shown before that box, as its siblings.
     std::ranges::stable_sort(shown_, {}, [&](BoxIndex index) { return tree_.box(index).offset; });
   }
 
   // Stops early if the tree is full, or if a read fails.
   void run();
   std::vector<BoxIndex> take_boxes() { return std::move(boxes_); }
-  // Offset of the first box that is not in the tree because it is full.
+  // Offset of the first box that did not fit in the tree.
   std::optional<uint64_t> not_listed() const { return not_listed_; }
 
  private:
@@ -120,7 +120,7 @@ class RangeMerge {
   size_t taken_ = 0;
   uint64_t position_;
   std::vector<BoxIndex> boxes_;
-  size_t members_ = 0;  // boxes so far that have a number in their paths
+  size_t members_ = 0;  // number of boxes so far that have a number in their path
   std::optional<uint64_t> not_listed_;
 };
 
@@ -143,7 +143,7 @@ void RangeMerge::step(const std::optional<BoxHeader>& header) {
   const bool is_shown = taken_ < shown_.size() && next_shown() == position_;
   const bool is_box = header && is_credible(*header, is_shown);
   const bool is_top = range_.container == kNoBox;
-  // At the top level the parser passes over anything that has room for a header.
+  // At the top level the parser skips anything that is large enough for a header.
   const bool is_nonsense =
       is_shown && is_top && !is_box && tree_.box(shown_[taken_]).state == BoxState::kNotRead;
   if (is_shown && !is_nonsense) return take_shown(header);
@@ -160,7 +160,7 @@ void RangeMerge::step(const std::optional<BoxHeader>& header) {
   add({.path = {}, .offset = position_, .size = next_shown() - position_, .state = BoxState::kGap});
 }
 
-// Boxes that the parser saw inside another one: parts of an item in its list, or errors.
+// Takes the boxes that the parser showed inside another one: parts of an item of ilst, or errors.
 void RangeMerge::take_overlapping() {
   const BoxIndex around = range_.container == kNoBox || boxes_.empty() ? kNoBox : boxes_.back();
   const bool is_box = around != kNoBox && tree_.box(around).state != BoxState::kGap;
@@ -207,7 +207,7 @@ void RangeMerge::add(BoxRecord box) {
   position_ = tree_.box(index).end();
 }
 
-// Tracks are numbered among themselves, the entries of a list among all.
+// Tracks are numbered among the tracks, list entries among all boxes of the list.
 void RangeMerge::append(BoxIndex index) {
   boxes_.push_back(index);
   const BoxRecord& box = tree_.box(index);
@@ -250,7 +250,7 @@ void TreeCompletion::complete_children(BoxIndex index, const Range& around, unsi
   const std::optional<uint32_t> skipped = children_offset(box.type_name(), around.type);
   const bool has_children = box.first_child != kNoBox;
   if (box.state == BoxState::kRefused || (!skipped && !has_children)) return;
-  // A meta of QuickTime has no version and flags.
+  // A QuickTime meta box has no version and flags.
   const uint32_t missing = box.is("meta") && !box.has_version ? kVersionAndFlags : 0;
   const uint64_t more = fields_of_quicktime(box, around);  // which the parser takes for children
   uint64_t begin = box.offset + box.header_size + skipped.value_or(missing) - missing + more;

@@ -1,5 +1,5 @@
-// Adds to the boxes that the parser showed what it did not: boxes that it passed over or never reached, to
-// the end of the file, bytes that belong to no box, and the contents that box_details.h describes.
+// Completes the tree of the parser's boxes: adds the boxes that the parser skipped or never reached, up to
+// the end of the file, the gaps between boxes, and the contents that box_details.h describes.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // Decodes the contents of known boxes for people: headers, sample tables, codec configurations. The layouts
-// are tables, read from the bytes of the file, so that they hold for boxes that the parser does not read and
-// for fields that it reads otherwise.
+// are tables, read from the bytes of the file, so that they also apply to boxes that the parser does not read
+// and to fields that it reads differently.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,8 @@
 
 namespace zdr::host {
 
-// The table whose entries are shown, and how many of them. Edit lists are always shown, and of them as many.
+// The table whose entries are shown, and how many of them. Edit lists are
+// always shown, up to the same number of entries.
 struct EntryChoice {
   std::string table;   // "stts"; empty: none
   uint64_t most = 10;  // of one table
@@ -33,8 +34,8 @@ struct BodyView {
   uint64_t length;  // of the whole body
 };
 
-// Passes the fields and entries of a known type, up to the end of the body. Takes no memory: values point
-// into the body.
+// Passes the fields and entries of a known type, up to the end of the body. Allocates no memory: values
+// point into the body.
 void describe_body(const BodyView& body, const EntryChoice& choice, FieldSink& sink);
 
 }  // namespace zdr::host

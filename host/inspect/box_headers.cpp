@@ -1,4 +1,4 @@
-// Reads 16 bytes a box.
+// Reads at most 16 bytes per box.
 #include "host/inspect/box_headers.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// The form of known boxes (ISO/IEC 14496-12 and the registered additions to it): which have a version and
-// flags, and where their children begin.
+// The structure of known boxes (ISO/IEC 14496-12 and the registered additions to it): which have a version
+// and flags, and where their children begin.
 #pragma once
 
 #include <cstdint>
@@ -14,11 +14,11 @@ bool is_full_box(std::string_view type, std::string_view container);
 // The bytes between the header of a container and its first child; nothing if the box has no children.
 std::optional<uint32_t> children_offset(std::string_view type, std::string_view container);
 
-// True for the entries of a sample description that have the fields of video, or of sound.
+// True for the types of sample entries that have the fields of video, or of audio.
 bool is_video_entry(std::string_view type);
 bool is_audio_entry(std::string_view type);
 
-// True if a file may begin with, or have at its top level, a box of the type.
+// True if boxes of the type occur at the top level of a file.
 bool is_top_level_type(std::string_view type);
 
 }  // namespace zdr::host

@@ -79,7 +79,7 @@ void BoxTree::on_box(void* caller, const P3gppBox* box) noexcept {
   }
 }
 
-// There is always room for the parents of a box in the tree, which has no gaps therefore.
+// There is always room for the parents of a box in the tree, so that every box in it can be reached.
 bool BoxTree::has_room_for(const P3gppBox& box) const {
   return boxes_.size() < kMostBoxes || (!top_.empty() && is_below(boxes_[top_.back()].path, box.path));
 }

@@ -40,7 +40,7 @@ struct BoxRecord {
   int32_t status = P3GPP_OK;  // of the parser
   uint32_t first_field = 0;   // number of its first field in the tree
   uint32_t fields = 0;        // first those of the box itself, then those of its entries
-  Bytes body{};               // after the header and the version, or the first of them, if stored
+  Bytes body{};  // the bytes after header, version and flags, or the first of them; empty if not stored
   BoxIndex first_child = kNoBox;
   BoxIndex next = kNoBox;  // sibling
   std::array<char, 4> type{};

@@ -1,4 +1,4 @@
-// Walks a completed tree of boxes, the whole or the branches that a path names.
+// Walks a completed tree of boxes, or only the branches that a path names.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace zdr::host {
 
-// What a box is shown with.
+// What the output of a box depends on besides the box.
 struct BoxContext {
   std::string_view container;  // type of the box around it; empty at the top
   std::optional<uint64_t> movie_time_scale;
@@ -26,14 +26,14 @@ class BoxSink {
   virtual void end_box(const BoxRecord& box) = 0;
 };
 
-// Passes the fields and entries of a box: those of the parser, and those that its layout adds or has instead.
-// They point into the tree.
+// Passes the fields and entries of a box: those of the parser, and those that the layout of the box adds or
+// has instead. Their values point into the tree.
 void describe_box(const BoxTree& tree, const BoxRecord& box, std::string_view container,
                   const EntryChoice& choice, FieldSink& sink);
 
 // Passes the boxes to the sink; with a path only the boxes that it names, and what is in them. A step of the
-// path without a number, "moov/trak", stands for every number. Returns the count of the boxes that the path
-// names. Takes no memory.
+// path without a number, "moov/trak", stands for every number. Returns the number of boxes that the path
+// names. Allocates no memory.
 size_t walk_tree(const BoxTree& tree, std::string_view path, BoxSink& sink);
 
 }  // namespace zdr::host

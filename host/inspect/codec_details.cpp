@@ -1,4 +1,4 @@
-// Names the values of the standards.
+// Reads the fields, and names their values as the standards do.
 #include "host/inspect/codec_details.h"
 
 #include <algorithm>
@@ -83,7 +83,8 @@ constexpr uint64_t kSampleRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 2
 
 enum Tag : uint8_t { kEs = 3, kDecoderConfig = 4, kDecoderSpecificInfo = 5 };
 
-// Skips the tag and the size of a descriptor, and returns the size; nothing if another one comes.
+// Skips the tag and the size of a descriptor, and returns the size; nothing if a descriptor with another tag
+// follows.
 std::optional<uint64_t> take_descriptor(BitReader& reader, Tag tag) {
   if (reader.take(8) != tag) return std::nullopt;
   uint64_t size = 0;
@@ -173,7 +174,7 @@ void describe_dac3(Bytes front, FieldSink& sink) {
   fields.add("sample_rate", kRates[bits.take(2)]);
   bits.skip(8);
   const uint64_t channels = kChannels[bits.take(3)];
-  fields.number("channels", 1, channels);  // 1 with a channel for low frequencies
+  fields.number("channels", 1, channels);  // plus 1 if there is an LFE channel
 }
 
 void describe_damr(Bytes front, FieldSink& sink) {

@@ -8,8 +8,8 @@
 
 namespace zdr::host {
 
-// `front`: the body, after version and flags, or its first KiB. The last two pass only what can be derived
-// from the fields of the parser.
+// `front` is the body, after version and flags, or its first 4 KiB. The last two pass only values that are
+// derived from fields that the parser reports.
 void describe_avcc(Bytes front, FieldSink& sink);
 void describe_esds(Bytes front, FieldSink& sink);
 void describe_colr(Bytes front, FieldSink& sink);

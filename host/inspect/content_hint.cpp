@@ -57,12 +57,11 @@ void report_content_hint(const std::string& file, Messages& messages) {
                        " to play it as one",
                    ""});
   } else if (named == mp4source::SOURCE_KIND_AMR && found == named && !is_known_speech(text)) {
-    messages.note(
-        {MessageCode::kFileTypeUnknown,
-         file,
-         {},
-         "its first line is neither #!AMR nor #!AMR-WB; files of several channels are not supported",
-         ""});
+    messages.note({MessageCode::kFileTypeUnknown,
+                   file,
+                   {},
+                   "its first line is neither #!AMR nor #!AMR-WB; multichannel files are not supported",
+                   ""});
   } else if (named == mp4source::SOURCE_KIND_AMR && found != named && count != 0) {
     messages.note(
         {MessageCode::kFileTypeUnknown, file, {}, "does not begin with #!AMR, so it may not be speech", ""});

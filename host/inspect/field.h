@@ -38,7 +38,7 @@ struct ArrayView {
   enum class Kind : uint8_t {
     kTypes,    // of four characters
     kNumbers,  // of 32 bits
-    kBits,     // the numbers of those that are set, the last of the bytes having number 0 to 7
+    kBits,     // numbers of the bits that are set; bits 0 to 7 are in the last byte
     kMatrix,   // signed, 16.16 in the first two of three columns, and 2.30 in the last
   };
   Bytes bytes;
@@ -56,7 +56,8 @@ struct FileDate {
   uint64_t seconds;
 };
 
-// None of these takes memory that the file decides on, so that writing a document cannot fail for want of it.
+// None of these allocates memory in an amount that the file decides, so that writing a document cannot run
+// out of it.
 using FieldValue = std::variant<uint64_t, int64_t, double, std::string, std::string_view, TextView, BytesView,
                                 std::vector<TextView>, ArrayView, FileDate>;
 

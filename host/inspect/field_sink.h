@@ -13,7 +13,7 @@ class FieldSink {
   virtual ~FieldSink() = default;
   virtual void add(const Field& field) = 0;
   virtual void begin_entry() = 0;
-  // The list has more entries than those.
+  // The list has this many more entries, which are not passed.
   virtual void leave_out(uint64_t entries) = 0;
 };
 

@@ -23,9 +23,9 @@ struct HandlerName {
 };
 
 constexpr HandlerName kHandlerNames[] = {
-    {"hint", "hint"},     {"meta", "metadata"}, {"sdsm", "scene description"}, {"odsm", "object descriptor"},
-    {"text", "text"},     {"sbtl", "subtitle"}, {"subt", "subtitle"},          {"subp", "subtitle"},
-    {"clcp", "captions"}, {"tmcd", "time code"}};
+    {"hint", "hint"},    {"meta", "metadata"}, {"sdsm", "scene description"}, {"odsm", "object descriptor"},
+    {"text", "text"},    {"sbtl", "subtitle"}, {"subt", "subtitle"},          {"subp", "subtitle"},
+    {"clcp", "caption"}, {"tmcd", "time code"}};
 
 std::string seconds(uint64_t units, uint64_t time_scale) {
   return std::to_string(units) + "/" + std::to_string(time_scale) + " s";
@@ -48,8 +48,9 @@ uint64_t tail_after_edit(const TrackRecord& track, uint64_t movie_time_scale) {
 std::string edits_text(const TrackRecord& track, uint64_t movie_time_scale) {
   const EditRecord& edits = track.edits;
   if (edits.count == 0) return {};
-  if (edits.is_wide) return "its entries are 64 bits wide";
-  if (edits.count > 1) return "its " + std::to_string(edits.count) + " parts are played as they are stored";
+  if (edits.is_wide) return "its edits have 64-bit times, which are not read";
+  if (edits.count > 1)
+    return "its " + std::to_string(edits.count) + " edits are ignored: all media is played as stored";
   std::string text;
   if (edits.first_media_time > 0) {
     const std::string front = seconds(static_cast<uint64_t>(edits.first_media_time), track.time_scale);
@@ -57,7 +58,7 @@ std::string edits_text(const TrackRecord& track, uint64_t movie_time_scale) {
                            : "it begins " + front + " into the media";
   }
   if (const uint64_t tail = tail_after_edit(track, movie_time_scale); tail > 0) {
-    text += (text.empty() ? "" : ", ") + ("the last " + seconds(tail, track.time_scale) + " are not trimmed");
+    text += (text.empty() ? "" : ", ") + ("the last " + seconds(tail, track.time_scale) + " is not trimmed");
   }
   return text;
 }
@@ -111,7 +112,7 @@ class LeftOut {
     }
   }
 
-  // What is wrong with a track although it can be played.
+  // What is wrong with a track that is played.
   void add_faults(const TrackRecord& track) {
     for (const char* const fault : faults_of(movie_, track)) {
       add(ExitCode::kLoss, MessageCode::kFileDamaged, place_of(track), fault);
@@ -182,11 +183,10 @@ std::optional<Diagnosis> find_damage(const ParsedMovie& movie) {
   const bool costs_track =
       path.starts_with("moov/trak") ||
       (path.starts_with("moov") && movie.has_box("trak", error.offset, movie.record().movie_end));
-  return Diagnosis{
-      costs_track ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kFileDamaged,
-      Place::box(error.path, error.offset, error.size),
-      "damaged: " + describe_status(error.status) + "; the rest of the box around it is not read",
-      std::to_string(error.status)};
+  return Diagnosis{costs_track ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kFileDamaged,
+                   Place::box(error.path, error.offset, error.size),
+                   "damaged: " + describe_status(error.status) + "; the rest of its container is not read",
+                   std::to_string(error.status)};
 }
 
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,

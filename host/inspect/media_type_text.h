@@ -16,7 +16,7 @@ std::string codec_name(const AM_MEDIA_TYPE& type);
 std::string media_type_line(const AM_MEDIA_TYPE& type);
 // The bytes of the format block; empty if there is none.
 Bytes format_block(const AM_MEDIA_TYPE& type);
-// An object. Of the format block it has the size, the CRC and the fields, with `is_full` also the bytes.
+// Writes an object with the size, the CRC and the fields of the format block; with `is_full` also its bytes.
 void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type, bool is_full);
 
 }  // namespace zdr::host

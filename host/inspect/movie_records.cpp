@@ -76,7 +76,7 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
   if (rest == "/mdia/minf/stbl/stz2") track.has_compact_sizes = true;
   if (rest == "/mdia/minf/stbl/stsc") track.chunk_runs_offset = box.offset + kTableHeader;
   constexpr uint32_t kSelfContained = 1;
-  constexpr uint64_t kWithoutLocation = 12;  // some writers forget the flag
+  constexpr uint64_t kWithoutLocation = 12;  // some writers do not set the flag
   const bool names_file = (box.flags & kSelfContained) == 0 && box.size > kWithoutLocation;
   if (rest == kFirstReference && names_file) track.has_external_data = true;
   for (const Row& row : kRows) {

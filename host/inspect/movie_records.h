@@ -31,7 +31,7 @@ struct TrackRecord {
   std::optional<uint32_t> sync_samples;  // none without a table of them: all are sync samples
   bool has_compact_sizes = false;        // stz2 in place of stsz
   std::optional<uint64_t> timed_runs;    // entries of stts; none without this table
-  bool has_external_data = false;        // the first data reference names another file
+  bool has_external_data = false;        // the first data reference is to another file
   uint64_t chunk_runs_offset = 0;        // of the entries of stsc; 0 without this table
   uint64_t chunk_runs = 0;
   uint64_t time_scale = 0;

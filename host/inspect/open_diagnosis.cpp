@@ -43,7 +43,7 @@ Diagnosis diagnose_unplayable(const ParsedMovie& movie) {
     result.reason += (result.reason.empty() ? "" : "; ") + found.place.text() + ": " + found.reason;
     result.status = found.status;
   }
-  if (result.reason.empty()) result.reason = "no audio or video track in the file";
+  if (result.reason.empty()) result.reason = "has no audio or video track";
   if (movie.has_fragments()) result.reason += "; movie fragments are not read";
   return result;
 }
@@ -115,7 +115,7 @@ Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
 }
 
 Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
-  const std::string status = hresult_text(load_result);
+  const std::string status = FAILED(load_result) ? hresult_text(load_result) : "";
   if (const auto failure = take_read_failure(ExitCode::kCannotOpen)) return *failure;
   if (const auto refused = system_refusal(file, status)) return *refused;
   const mp4source::SourceKind kind = mp4source::source_kind_of(file);
@@ -123,7 +123,7 @@ Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
     return {ExitCode::kNotSupported,
             MessageCode::kFileTypeUnknown,
             {},
-            "unknown extension, which decides how a file is read; known: " + known_extensions(),
+            "unknown extension (it decides how the file is read); known: " + known_extensions(),
             status};
   }
   std::error_code ignored;
@@ -131,8 +131,7 @@ Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
     return {ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "is empty", status};
   if (kind == mp4source::SOURCE_KIND_MP4) return diagnose_iso(file);
   if (kind == mp4source::SOURCE_KIND_AAC) return diagnose_aac_file(file, load_result);
-  return {
-      ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "damaged: the header line does not end", status};
+  return {ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "damaged: its first line has no end", status};
 }
 
 }  // namespace zdr::host

@@ -41,7 +41,7 @@ bool ParsedMovie::has_box(std::string_view type, uint64_t begin, uint64_t end) c
 }
 
 bool ParsedMovie::has_invalid_description(const TrackRecord& track) const {
-  constexpr uint64_t kEntryBytes = 12;  // first chunk, samples a chunk, sample description
+  constexpr uint64_t kEntryBytes = 12;  // first chunk, samples per chunk, sample description
   std::array<uint8_t, 512 * kEntryBytes> entries;
   FileStream stream(name_);
   uint64_t offset = track.chunk_runs_offset;

@@ -1,4 +1,4 @@
-// Counts the frames of an AAC stream without frame headers, which only parsing each of them finds.
+// Counts the frames of an AAC stream without frame headers. Only parsing a frame finds its end.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@ struct RawFrames {
   uint64_t end = 0;  // offset after the last whole frame
 };
 
-// Counts from `begin` to `end` until a frame cannot be parsed, or until `watch`, called regularly, returns
-// false. `config` describes the stream.
+// Counts from `begin` to `end`, or until a frame cannot be parsed. `watch` is called regularly; returning
+// false ends the count. `config` describes the stream.
 RawFrames count_raw_frames(FileStream& stream, uint64_t begin, uint64_t end, const Zd_AAC_Dec_Config& config,
                            const std::function<bool()>& watch);
 

@@ -82,7 +82,7 @@ std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const st
   return Shortfall{0, facts.samples, Missing::kUnknown};
 }
 
-// Walks over a part of a track: to the units of the last delivered sample, and to the one after them.
+// Walks over a part of a track to the access units of the last delivered sample, and to the one after them.
 class PartWalk {
  public:
   PartWalk(P3gppTrack* track, const TrackFacts& facts, const PartDelivery& delivery, uint64_t file_size)

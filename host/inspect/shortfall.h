@@ -10,7 +10,7 @@
 
 namespace zdr::host {
 
-// What a pin has delivered of a track when the whole track was to be played.
+// What a pin has delivered when the whole track was requested.
 struct Delivery {
   uint32_t track_type;  // P3GPP_TRACK_; the track is the first of its type
   uint64_t samples;
@@ -18,7 +18,7 @@ struct Delivery {
   int64_t stop_position;  // of the pin, in 100 ns units; 0: its duration is unknown
 };
 
-// What a pin has delivered of a part of a track.
+// What a pin has delivered when a part of a track was requested.
 struct PartDelivery {
   uint32_t track_type;
   uint64_t samples;

@@ -105,7 +105,7 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
     return diagnose(ExitCode::kNotSupported, track, "is encrypted, which is not supported");
   if (!track.sample_entry.empty() && !mp4source::is_played_sample_entry(track.sample_entry))
     return diagnose(ExitCode::kNotSupported, track, "codec not supported");
-  if (!track.id) return diagnose(ExitCode::kLoss, track, "damaged: it has no track header and so no ID");
+  if (!track.id) return diagnose(ExitCode::kLoss, track, "damaged: it has no track header, and so no ID");
   const TrackState state = query(movie.file(), *track.id);
   if (state.object_type != 0 && !mp4source::is_played_object_type(state.object_type)) {
     return diagnose(ExitCode::kNotSupported, track,
@@ -127,7 +127,7 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
   }
   if (state.type != (is_audio(track) ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO))
     return diagnose(ExitCode::kLoss, track,
-                    "not played, because another track has the ID " + std::to_string(*track.id));
+                    "not played: another track has the same ID, " + std::to_string(*track.id));
   return diagnose(ExitCode::kLoss, track, "damaged: its configuration or first access unit cannot be used");
 }
 
@@ -138,9 +138,9 @@ Diagnosis further_track(const TrackRecord& track) {
 
 std::vector<const char*> faults_of(const ParsedMovie& movie, const TrackRecord& track) {
   std::vector<const char*> faults;
-  if (track.has_external_data) faults.push_back("its media data are in another file, which is not read");
+  if (track.has_external_data) faults.push_back("its media data is in another file, which is not read");
   if (track.time_scale == 0) faults.push_back("damaged: its time scale is 0, so its samples have no times");
-  if (track.timed_runs == 0) faults.push_back("damaged: its table of times is empty");
+  if (track.timed_runs == 0) faults.push_back("damaged: its time table (stts) is empty");
   if (movie.has_invalid_description(track))
     faults.push_back("damaged: its samples refer to a sample description that does not exist");
   return faults;

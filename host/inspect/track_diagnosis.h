@@ -21,7 +21,7 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track);
 // For a track after the one that the filter plays, or would play.
 Diagnosis further_track(const TrackRecord& track);
 
-// What makes the samples of a track wrong although it can be played; empty if nothing is seen.
+// Faults that make the samples of a playable track wrong; empty if none is found.
 std::vector<const char*> faults_of(const ParsedMovie& movie, const TrackRecord& track);
 
 }  // namespace zdr::host

@@ -31,7 +31,7 @@ bool OutputFile::fail(const std::string& what, int code) {
 }
 
 std::string OutputFile::partial_note() const {
-  return has_partial_ ? "what was written so far is kept as " + partial_path_.string() : "";
+  return has_partial_ ? "what was written so far remains in " + partial_path_.string() : "";
 }
 
 std::string OutputFile::failure() const {
@@ -53,7 +53,7 @@ bool OutputFile::check_target() {
     return fail("is an input file, which is never replaced");
   if (!std::filesystem::exists(status)) {
     const bool is_dangling = std::filesystem::is_symlink(std::filesystem::symlink_status(final_path_, code));
-    return !is_dangling || replace_ || fail(std::string("already exists, as a link to nothing") + kAdvice);
+    return !is_dangling || replace_ || fail(std::string("already exists as a dangling link") + kAdvice);
   }
   if (std::filesystem::is_directory(status)) return fail("is a folder");
   // Renaming onto a device would replace the device by a file.
@@ -110,7 +110,7 @@ bool OutputFile::commit() {
   if (const int code = file_.flush(); code != 0) return fail("cannot be written", code);
   if (!check_target()) return false;
   const int code = file_.publish(final_path_.string(), replace_);
-  if (code == EEXIST) return fail("was created by another program meanwhile");
+  if (code == EEXIST) return fail("was meanwhile created by another program");
   if (code == ESTALE) {
     has_partial_ = false;
     return fail(partial_path_.filename().string() + " was removed or replaced by another program");

@@ -31,7 +31,7 @@ struct SpeechFrames {
   bool is_whole;  // nothing but whole frames of known rates
 };
 SpeechFrames count_speech_frames(const QcpCodec& codec, std::span<const uint8_t> access_unit);
-inline constexpr const char* kSpeechFrameDamage = "speech frame with an unknown rate octet or cut off";
+inline constexpr const char* kSpeechFrameDamage = "speech frame cut off or with an unknown rate octet";
 
 extern const QcpCodec kQcelpCodec;
 extern const QcpCodec kEvrcCodec;

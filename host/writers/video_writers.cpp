@@ -56,7 +56,7 @@ bool AnnexBWriter::convert(Bytes run, unsigned length_size) {
 }
 
 bool AnnexBWriter::write(OutputFile& file, Bytes sample) {
-  if (!convert(sample, length_size_)) note_damage("NAL unit length runs past its access unit");
+  if (!convert(sample, length_size_)) note_damage("NAL unit extends past the end of its access unit");
   return file.write(out_);
 }
 

@@ -28,8 +28,8 @@ class Media : public testing::Test {
                                .moov_children = concat({box("udta", user_data), moov_children})});
   }
 
-  // Gives samples of the usual sizes content that is whole: speech frames of 12.2 kbit/s, whose every byte
-  // could begin one, and a NAL unit length.
+  // Makes samples of the usual sizes valid for their codec: speech is filled with 0x3C, which begins a frame
+  // of 12.2 kbit/s wherever a frame may begin; a picture of 20 bytes begins with its NAL unit length.
   static void make_whole(const TrackDescription& track, const std::vector<uint64_t>& offsets,
                          BuiltMovie& built) {
     for (size_t i = 0; i < offsets.size(); ++i) {

@@ -87,7 +87,7 @@ def explained(row):
         return False
     if pin == '-' or verdict in ('equal', 'neither decodes'):
         return True
-    reasons = ('cut off', 'access units were delivered')
+    reasons = ('cut off', 'delivered only')
     return verdict.startswith('first') and any(reason in message for reason in reasons)
 
 

@@ -19,7 +19,7 @@ chmod go-w .
 export LC_ALL=C ZDR_REGISTRY=$PWD/registry.reg
 unset NO_COLOR ZDR_MODULE
 
-# A path as the pattern of a command of sed.
+# Escapes a path for use in a pattern of sed.
 pattern() { printf '%s' "$1" | sed 's/[][\.*^$|]/\\&/g'; }
 
 mapfile -t lines < "$transcript"
