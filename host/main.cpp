@@ -6,12 +6,12 @@
 #include <string>
 
 #include "aacdec/zd_aac_dec.h"
-#include "host/command_line.h"
+#include "host/command_line/command_line.h"
 #include "host/graph/source_player.h"
 #include "host/memory.h"
 #include "host/messages.h"
-#include "host/printable_output.h"
 #include "host/terminal.h"
+#include "host/text/printable_output.h"
 #include "id3p/id3p.h"
 #include "platform/com/class_modules.h"
 

@@ -9,8 +9,8 @@
 #include <iterator>
 #include <utility>
 
-#include "host/decoded_text.h"
 #include "host/terminal.h"
+#include "host/text/decoded_text.h"
 
 namespace zdr::host {
 namespace {

@@ -16,9 +16,9 @@
 #include <mutex>
 #include <string_view>
 
-#include "host/decoded_text.h"
 #include "host/exit_code.h"
-#include "host/time_text.h"
+#include "host/text/decoded_text.h"
+#include "host/text/time_text.h"
 
 namespace zdr::host {
 namespace {

@@ -66,8 +66,10 @@ ORDER = {
     'p3gpp': [['.'], ['parse'], ['metadata'], ['boxes'], ['samples'], ['api']],
     'filters/source/mp4': [['interfaces'], ['core'], ['readers'], ['media_types', 'sync'], ['sources', 'clips'], ['filter'],
                            ['.']],
-    'host': [['.'], ['writers', 'inspect'], ['graph'], ['commands'], [('documents', 'man_page')], ['command_table'],
-             ['command_line'], ['main']],
+    'host': [['text'], ['formats'], ['.'], ['json'], ['writers', 'inspect'], ['graph'], ['commands'], ['command_line'],
+             ['main']],
+    'host/inspect': [['.'], ['files'], ['iso', 'aac'], ['tags'], ['diagnosis']],
+    'host/command_line': [['.'], [('documents', 'man_page')], ['command_table'], ['command_line']],
 }
 # Headers that any subfolder of their folder may include: the folder's own public face.
 FACES = {'aacdec/zd_aac_dec.h'}

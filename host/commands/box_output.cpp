@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "host/decoded_text.h"
 #include "host/messages.h"
-#include "host/time_text.h"
+#include "host/text/decoded_text.h"
+#include "host/text/time_text.h"
 
 namespace zdr::host {
 namespace {

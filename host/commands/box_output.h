@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "host/inspect/box_walk.h"
-#include "host/json_writer.h"
+#include "host/inspect/iso/box_walk.h"
+#include "host/json/json_writer.h"
 
 namespace zdr::host {
 

@@ -7,14 +7,14 @@
 
 #include "host/commands/box_output.h"
 #include "host/commands/commands.h"
-#include "host/inspect/box_completion.h"
-#include "host/inspect/box_tree.h"
-#include "host/inspect/box_walk.h"
-#include "host/inspect/left_out.h"
-#include "host/inspect/open_diagnosis.h"
-#include "host/inspect/parsed_movie.h"
-#include "host/inspect/read_failure.h"
-#include "host/json_report.h"
+#include "host/inspect/diagnosis/left_out.h"
+#include "host/inspect/diagnosis/open_diagnosis.h"
+#include "host/inspect/files/read_failure.h"
+#include "host/inspect/iso/box_completion.h"
+#include "host/inspect/iso/box_tree.h"
+#include "host/inspect/iso/box_walk.h"
+#include "host/inspect/iso/parsed_movie.h"
+#include "host/json/json_report.h"
 #include "host/memory.h"
 #include "host/messages.h"
 #include "host/terminal.h"
@@ -96,9 +96,9 @@ ExitCode BoxView::report_structure() {
     const BoxRecord& box = tree_.box(index);
     const Place place = Place::box(box.path, box.offset, box.size);
     if (box.state == BoxState::kGap)
-      report(ExitCode::kDone, MessageCode::kFileDamaged, {},
-             counted(box.size, "byte") + " at offset " + std::to_string(box.offset) +
-                 (box.size == 1 ? " belongs" : " belong") + " to no box");
+      report(
+          ExitCode::kDone, MessageCode::kFileDamaged, {},
+          "has " + counted(box.size, "byte") + " outside any box, at offset " + std::to_string(box.offset));
     if (box.overlap != 0)
       report(ExitCode::kDone, MessageCode::kFileDamaged, place,
              "overlaps the previous box by " + counted(box.overlap, "byte"));

@@ -4,14 +4,14 @@
 #include <optional>
 #include <ostream>
 
-#include "host/codec_names.h"
 #include "host/commands/commands.h"
+#include "host/formats/codec_names.h"
 #include "host/graph/module_loader.h"
 #include "host/graph/source_clip.h"
-#include "host/inspect/open_diagnosis.h"
-#include "host/inspect/parsed_movie.h"
-#include "host/inspect/read_failure.h"
-#include "host/json_report.h"
+#include "host/inspect/diagnosis/open_diagnosis.h"
+#include "host/inspect/files/read_failure.h"
+#include "host/inspect/iso/parsed_movie.h"
+#include "host/json/json_report.h"
 #include "host/memory.h"
 #include "host/messages.h"
 #include "host/terminal.h"

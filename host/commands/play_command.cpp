@@ -7,7 +7,7 @@
 #include "host/commands/commands.h"
 #include "host/graph/file_run.h"
 #include "host/graph/stream_recorder.h"
-#include "host/json_report.h"
+#include "host/json/json_report.h"
 #include "host/memory.h"
 #include "host/terminal.h"
 

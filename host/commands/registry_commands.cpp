@@ -7,11 +7,11 @@
 #include <string_view>
 
 #include "host/commands/commands.h"
-#include "host/decoded_text.h"
 #include "host/graph/module_loader.h"
-#include "host/json_report.h"
+#include "host/json/json_report.h"
 #include "host/messages.h"
-#include "host/wide_text.h"
+#include "host/text/decoded_text.h"
+#include "host/text/wide_text.h"
 #include "platform/com/class_modules.h"
 #include "platform/win32/registry_file.h"
 

@@ -4,8 +4,8 @@
 #include <array>
 #include <ostream>
 
-#include "host/crc32.h"
-#include "host/json_writer.h"
+#include "host/formats/crc32.h"
+#include "host/json/json_writer.h"
 #include "host/terminal.h"
 
 namespace zdr::host {

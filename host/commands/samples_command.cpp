@@ -7,7 +7,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/row_recorder.h"
 #include "host/graph/file_run.h"
-#include "host/json_report.h"
+#include "host/json/json_report.h"
 #include "host/memory.h"
 
 namespace zdr::host {

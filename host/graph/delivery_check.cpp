@@ -5,10 +5,10 @@
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "host/inspect/aac_shortfall.h"
-#include "host/inspect/amr_shortfall.h"
+#include "host/inspect/diagnosis/aac_shortfall.h"
+#include "host/inspect/diagnosis/amr_shortfall.h"
 #include "host/terminal.h"
-#include "host/time_text.h"
+#include "host/text/time_text.h"
 
 namespace zdr::host {
 namespace {
@@ -152,14 +152,14 @@ ExitCode DeliveryCheck::report_early_end(const EarlyEnd& end) const {
   const std::string unit = outcome + ": the access unit at " + format_time(end.time);
   switch (end.reason) {
     case Missing::kCutOff:
-      return report(MessageCode::kCutOff, unit + " is beyond the end of the file");
+      return report(MessageCode::kCutOff, unit + " is past the end of the file");
     case Missing::kNotInSizes:
       return report(MessageCode::kUnitsMissing, unit + " has a time in the tables, but no size");
     case Missing::kAfterStop:
       return report(MessageCode::kUnitsAfterEnd, unit + " is after the end that the headers state");
     case Missing::kShiftedBeyondStop:
       return report(MessageCode::kUnitsAfterEnd,
-                    unit + " is shifted beyond the end of the track by the edit list", false);
+                    unit + " is shifted past the end of the track by the edit list", false);
     default:
       return report(MessageCode::kUnitsMissing, unit + " is missing");
   }

@@ -7,8 +7,8 @@
 #include "host/exit_code.h"
 #include "host/graph/pin_consumer.h"
 #include "host/graph/source_player.h"
-#include "host/inspect/parsed_movie.h"
-#include "host/inspect/shortfall.h"
+#include "host/inspect/diagnosis/shortfall.h"
+#include "host/inspect/iso/parsed_movie.h"
 #include "host/messages.h"
 
 namespace zdr::host {

@@ -6,9 +6,9 @@
 #include <system_error>
 
 #include "host/graph/delivery_check.h"
-#include "host/inspect/open_diagnosis.h"
-#include "host/inspect/read_failure.h"
-#include "host/time_text.h"
+#include "host/inspect/diagnosis/open_diagnosis.h"
+#include "host/inspect/files/read_failure.h"
+#include "host/text/time_text.h"
 
 namespace zdr::host {
 namespace {

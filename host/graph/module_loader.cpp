@@ -9,8 +9,8 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/memory.h"
+#include "host/text/wide_text.h"
 #include "host/version.h"
-#include "host/wide_text.h"
 #include "platform/com/class_modules.h"
 
 namespace zdr::host {

@@ -8,12 +8,12 @@
 #include <optional>
 #include <string>
 
-#include "host/aac_format.h"
-#include "host/bytes.h"
+#include "host/formats/aac_format.h"
 #include "host/graph/delivery_guard.h"
 #include "host/graph/media_sink.h"
 #include "host/graph/unit_damage.h"
 #include "host/memory.h"
+#include "host/text/bytes.h"
 
 namespace zdr::host {
 

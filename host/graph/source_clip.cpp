@@ -2,10 +2,10 @@
 #include "host/graph/source_clip.h"
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "host/codec_names.h"
+#include "host/formats/codec_names.h"
 #include "host/messages.h"
-#include "host/time_text.h"
-#include "host/wide_text.h"
+#include "host/text/time_text.h"
+#include "host/text/wide_text.h"
 
 namespace zdr::host {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "filters/source/mp4/interfaces/zandor_video_source.h"
-#include "host/bytes.h"
-#include "host/json_writer.h"
+#include "host/json/json_writer.h"
+#include "host/text/bytes.h"
 #include "platform/com/com_ptr.h"
 
 namespace zdr::host {

@@ -11,12 +11,12 @@
 #include "host/graph/stall_watch.h"
 #include "host/graph/thread_states.h"
 #include "host/graph/watched_call.h"
-#include "host/inspect/content_hint.h"
-#include "host/inspect/open_diagnosis.h"
-#include "host/inspect/read_failure.h"
+#include "host/inspect/diagnosis/content_hint.h"
+#include "host/inspect/diagnosis/open_diagnosis.h"
+#include "host/inspect/files/read_failure.h"
 #include "host/memory.h"
 #include "host/terminal.h"
-#include "host/wide_text.h"
+#include "host/text/wide_text.h"
 #include "platform/com/status_guard.h"
 
 namespace zdr::host {

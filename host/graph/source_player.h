@@ -15,7 +15,7 @@
 #include "host/exit_code.h"
 #include "host/graph/filter_graph.h"
 #include "host/graph/media_sink.h"
-#include "host/inspect/left_out.h"
+#include "host/inspect/diagnosis/left_out.h"
 #include "host/messages.h"
 #include "platform/com/com_ptr.h"
 

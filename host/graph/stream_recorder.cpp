@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "host/aac_format.h"
+#include "host/formats/aac_format.h"
 #include "host/inspect/media_type_text.h"
 
 namespace zdr::host {

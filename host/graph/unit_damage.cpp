@@ -6,8 +6,8 @@
 
 #include "esparse/amr/amrf.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "host/byte_order.h"
-#include "host/video_format.h"
+#include "host/formats/byte_order.h"
+#include "host/formats/video_format.h"
 #include "host/writers/qcp_writer.h"
 
 namespace zdr::host {

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "host/bytes.h"
+#include "host/text/bytes.h"
 
 namespace zdr::host {
 

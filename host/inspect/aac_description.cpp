@@ -1,7 +1,7 @@
 // Describes the format block as the decoder parses it, so that the description agrees with the decoded sound.
 #include "host/inspect/aac_description.h"
 
-#include "host/aac_format.h"
+#include "host/formats/aac_format.h"
 
 namespace zdr::host {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "host/byte_order.h"
-#include "host/time_text.h"
+#include "host/formats/byte_order.h"
+#include "host/text/time_text.h"
 
 namespace zdr::host {
 namespace {

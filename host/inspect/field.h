@@ -9,9 +9,9 @@
 #include <variant>
 #include <vector>
 
-#include "host/bytes.h"
-#include "host/decoded_text.h"
-#include "host/json_writer.h"
+#include "host/json/json_writer.h"
+#include "host/text/bytes.h"
+#include "host/text/decoded_text.h"
 
 namespace zdr::host {
 

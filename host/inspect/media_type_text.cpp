@@ -8,11 +8,11 @@
 #include <utility>
 #include <variant>
 
-#include "host/aac_format.h"
-#include "host/codec_names.h"
-#include "host/crc32.h"
-#include "host/decoded_text.h"
+#include "host/formats/aac_format.h"
+#include "host/formats/codec_names.h"
+#include "host/formats/crc32.h"
 #include "host/inspect/aac_description.h"
+#include "host/text/decoded_text.h"
 
 namespace zdr::host {
 namespace {

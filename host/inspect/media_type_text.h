@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "host/bytes.h"
-#include "host/json_writer.h"
+#include "host/json/json_writer.h"
+#include "host/text/bytes.h"
 
 namespace zdr::host {
 

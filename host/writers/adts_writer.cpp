@@ -6,7 +6,7 @@
 #include <iterator>
 #include <vector>
 
-#include "host/aac_format.h"
+#include "host/formats/aac_format.h"
 
 namespace zdr::host {
 namespace {

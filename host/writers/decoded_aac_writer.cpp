@@ -5,7 +5,7 @@
 #include <bit>
 #include <new>
 
-#include "host/aac_format.h"
+#include "host/formats/aac_format.h"
 
 namespace zdr::host {
 namespace {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/byte_order.h"
+#include "host/formats/byte_order.h"
 #include "host/writers/riff_header.h"
 
 namespace zdr::host {

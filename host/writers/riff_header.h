@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "host/byte_order.h"
-#include "host/bytes.h"
+#include "host/formats/byte_order.h"
+#include "host/text/bytes.h"
 
 namespace zdr::host {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host/bytes.h"
+#include "host/text/bytes.h"
 #include "host/writers/output_file.h"
 
 namespace zdr::host {

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "host/byte_order.h"
-#include "host/video_format.h"
+#include "host/formats/byte_order.h"
+#include "host/formats/video_format.h"
 
 namespace zdr::host {
 namespace {

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "host/aac_format.h"
-#include "host/video_format.h"
+#include "host/formats/aac_format.h"
+#include "host/formats/video_format.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
 #include "host/writers/qcp_writer.h"

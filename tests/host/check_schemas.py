@@ -55,7 +55,7 @@ def uncovered(boxes, at, end):
     for box in boxes:
         if at is not None and box["offset"] != at:
             return at
-        at = box["offset"] + box["size"] - box.get("missing", 0)
+        at = box["offset"] + box["size"] - box.get("excess", 0)
         inside = uncovered(box["children"], None, at) if "children" in box else None
         if inside is not None:
             return inside

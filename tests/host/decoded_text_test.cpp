@@ -1,5 +1,5 @@
 // Text of any encoding made safe for terminals and JSON, the progress line, and times as users type them.
-#include "host/decoded_text.h"
+#include "host/text/decoded_text.h"
 
 #include <gtest/gtest.h>
 #include <pty.h>
@@ -12,7 +12,7 @@
 
 #include "host/inspect/field.h"
 #include "host/terminal.h"
-#include "host/time_text.h"
+#include "host/text/time_text.h"
 
 namespace zdr::test {
 namespace {

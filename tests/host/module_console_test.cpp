@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "host/graph/module_loader.h"
-#include "host/wide_text.h"
+#include "host/text/wide_text.h"
 #include "mediakit/files/id3_builder.h"
 #include "mediakit/files/temp_folder.h"
 #include "tests/filters/debugger_texts.h"

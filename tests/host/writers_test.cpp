@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
-#include "host/aac_format.h"
+#include "host/formats/aac_format.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
 #include "host/writers/video_writers.h"

@@ -1,0 +1,100 @@
+// Defines all commands and options. Commands that play or open files first join a session of named events.
+#include "host/command_line/command_table.h"
+
+#include <ostream>
+
+#include "host/command_line/documents.h"
+#include "host/commands/commands.h"
+#include "host/messages.h"
+#include "host/version.h"
+#include "platform/win32/session.h"
+
+namespace zdr::host {
+namespace {
+
+// Joins a private session unless the options name one: concurrent runs must not wake each other's workers.
+bool join_session(const Options& options) {
+  if (options.session.empty()) return platform::set_private_session();
+  return platform::set_session(options.session.c_str());
+}
+
+template <ExitCode (*kRun)(const Options&, std::ostream&)>
+ExitCode in_session(const Options& options, std::ostream& out) {
+  if (join_session(options)) return kRun(options, out);
+  Messages(false).error(
+      {MessageCode::kUsage, "", {}, "'" + options.session + "' cannot be used as a session name", ""});
+  return ExitCode::kUsage;
+}
+
+ExitCode run_completion(const Options& options, std::ostream& out) {
+  out << completion_script(command_table(), options.shell);
+  return ExitCode::kDone;
+}
+
+ExitCode run_man_page(const Options& /*options*/, std::ostream& out) {
+  out << man_page(command_table(), kVersion);
+  return ExitCode::kDone;
+}
+
+constexpr CommandRow kCommands[] = {
+    {kPlay, "play", "FILE", true, "play files and write each stream to a file of its own", true,
+     in_session<run_play>},
+    {kInfo, "info", "FILE", true, "show the pins of files, their media types, durations and tags", true,
+     in_session<run_info>},
+    {kSamples, "samples", "FILE", false, "list every delivered media sample, one row each", true,
+     in_session<run_samples>},
+    {kBoxes, "boxes", "FILE", true, "list the boxes of ISO media files with their fields", true, run_boxes},
+    {kKeyframe, "keyframe", "FILE N", false, "write the N-th key frame of the video to a file", true,
+     in_session<run_keyframe>},
+    {kRegister, "register", "", false, "register the filter module", true, run_register},
+    {kUnregister, "unregister", "", false, "unregister the filter module", true, run_unregister},
+    {kRegistry, "registry", "", false, "print the registry", true, run_registry},
+    {kCompletion, "completion", "SHELL", false, "print the completion script for bash, zsh or fish", true,
+     run_completion},
+    {kManPage, "man-page", "", false, "print the man page", false, run_man_page},
+};
+
+constexpr unsigned kAnyFile = kPlay | kInfo | kSamples | kKeyframe;
+
+const OptionRow kOptions[] = {
+    {kPlay, "--output", "-o", "DIR", "", "folder for the output files (default: the current folder)",
+     &Options::output},
+    {kKeyframe, "--output", "-o", "OUT", "", "output file or folder (default: STEM.keyframeN.EXT)",
+     &Options::output},
+    {kPlay | kSamples, "--start", "", "TIME", "", "begin at TIME: seconds (12.5) or h:mm:ss.mmm",
+     &Options::start},
+    {kPlay | kSamples, "--stop", "", "TIME", "", "end at TIME", &Options::stop},
+    {kPlay | kSamples, "--only", "", "audio|video", "audio video", "use only the audio or only the video pin",
+     &Options::only},
+    {kPlay, "--decode", "", "", "", "decode AAC and write it as .wav", &Options::decode},
+    {kInfo, "--cover", "", "OUT", "", "write the cover image of the file to OUT", &Options::cover},
+    {kInfo, "--full", "", "", "", "show the bytes of the format blocks", &Options::full},
+    {kPlay | kInfo | kKeyframe, "--force", "", "", "", "replace existing files", &Options::force},
+    {kPlay, "--strict", "", "", "", "exit with 1 instead of 3 when something was lost", &Options::strict},
+    {kPlay | kSamples, "--allow-overlap", "", "", "",
+     "continue if the sample tables describe more data than the file holds", &Options::allow_overlap},
+    {kPlay | kSamples | kInfo, "--stall-timeout", "", "SECONDS", "",
+     "give up on a file after SECONDS without progress (default: 30; 0: never)", &Options::stall_seconds},
+    {kBoxes, "--path", "", "PATH", "",
+     "show only the boxes at PATH: moov/trak[2], or moov/trak for all tracks", &Options::path},
+    {kBoxes, "--entries", "", "TABLE", "stts ctts stss stsh stsc stsz stco co64 elst",
+     "show the entries of the tables of this type", &Options::entries},
+    {kBoxes, "--first", "", "N", "", "show at most N entries of a table (default: 10)",
+     &Options::most_entries},
+    {kBoxes, "--all", "", "", "", "show all entries of a table", &Options::all_entries},
+    {kAnyFile, "--session", "", "NAME", "", "share named events with other runs that have this session name",
+     &Options::session},
+    {kAnyFile | kBoxes | kRegistry, "--json", "", "", "", "print JSON instead of text", &Options::json},
+    {kPlay | kInfo | kBoxes, "--jsonl", "", "", "",
+     "print JSON, one line per file, as soon as the file is done", &Options::json_lines},
+    {kAnyFile | kBoxes | kRegister | kUnregister | kRegistry, "--quiet", "-q", "", "",
+     "show no notes and no progress line", &Options::quiet},
+};
+
+}  // namespace
+
+CommandTable command_table() {
+  return {kCommands, kOptions};
+}
+
+}  // namespace zdr::host

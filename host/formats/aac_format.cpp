@@ -1,0 +1,60 @@
+// Parses the format block and the media samples of AAC.
+#include "host/formats/aac_format.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+
+namespace zdr::host {
+namespace {
+
+using mp4source::kAacConfigOffset;
+using mp4source::kAacConfigSizeOffset;
+using mp4source::kAacUnitSizeOffset;
+
+constexpr int32_t kPlainConfiguration = 0;
+
+}  // namespace
+
+bool is_aac_access_units(const AM_MEDIA_TYPE& type) {
+  const auto& known = mp4source::kSubtypeAacAccepted;
+  return std::find(std::begin(known), std::end(known), type.subtype) != std::end(known);
+}
+
+AacFormat read_aac_format(const AM_MEDIA_TYPE& type) {
+  if (type.pbFormat == nullptr || type.cbFormat < kAacConfigOffset) return {};
+  const Bytes block(type.pbFormat, type.cbFormat);
+  const Bytes rest = block.subspan(kAacConfigOffset);
+  const Bytes config = rest.first(std::min<size_t>(block[kAacConfigSizeOffset], rest.size()));
+  const Bytes after = rest.subspan(config.size());
+  const size_t unit_size = size_t{block[kAacUnitSizeOffset]} | size_t{block[kAacUnitSizeOffset + 1]} << 8;
+  return {config, after.first(std::min(unit_size, after.size()))};
+}
+
+std::optional<Zd_AAC_Dec_Config> read_aac_config(Bytes config, Bytes first_unit) {
+  Zd_AAC_Dec_Config parsed{};
+  auto length = static_cast<int32_t>(config.size());
+  if (Zd_AAC_Dec_GetConfig(config.data(), &length, &parsed, kPlainConfiguration, first_unit.data(),
+                           static_cast<int32_t>(first_unit.size())) != ZD_AAC_DEC_OK) {
+    return std::nullopt;
+  }
+  return parsed;
+}
+
+std::vector<Bytes> split_aac_sample(Bytes sample) {
+  if (sample.size() < kAacSizeTableBytes) return {};
+  const Bytes table = sample.last(kAacSizeTableBytes);
+  Bytes rest = sample.first(sample.size() - kAacSizeTableBytes);
+  std::vector<Bytes> units;
+  for (size_t i = 0; i < kAacUnitsPerSample; ++i) {
+    const size_t size = table[2 * i] | static_cast<size_t>(table[2 * i + 1]) << 8;
+    if (size > rest.size()) return {};
+    if (size == 0) continue;
+    units.push_back(rest.first(size));
+    rest = rest.subspan(size);
+  }
+  return rest.empty() ? units : std::vector<Bytes>{};
+}
+
+}  // namespace zdr::host

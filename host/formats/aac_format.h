@@ -1,0 +1,34 @@
+// Parses the filter's format block for AAC access units, and the media samples with them.
+#pragma once
+
+#include <dshow.h>
+
+#include <optional>
+#include <vector>
+
+#include "aacdec/zd_aac_dec.h"
+#include "filters/source/mp4/interfaces/aac_sample.h"
+#include "host/text/bytes.h"
+
+namespace zdr::host {
+
+using mp4source::kAacSizeTableBytes;
+using mp4source::kAacUnitsPerSample;
+
+bool is_aac_access_units(const AM_MEDIA_TYPE& type);
+
+// Both point into the media type, and are empty if its format block is too short for them.
+struct AacFormat {
+  Bytes config;  // AudioSpecificConfig
+  Bytes first_unit;
+};
+AacFormat read_aac_format(const AM_MEDIA_TYPE& type);
+
+// Lets the decoder parse a configuration. The first access unit, if not empty, reveals SBR and parametric
+// stereo that the configuration does not signal. Returns nothing if the decoder rejects the configuration.
+std::optional<Zd_AAC_Dec_Config> read_aac_config(Bytes config, Bytes first_unit);
+
+// Returns the access units of one media sample; none if the size table does not fit the sample.
+std::vector<Bytes> split_aac_sample(Bytes sample);
+
+}  // namespace zdr::host

@@ -1,0 +1,22 @@
+// Counts the frames of an AAC stream without frame headers. Only parsing a frame finds its end.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "aacdec/zd_aac_dec.h"
+#include "host/inspect/files/file_stream.h"
+
+namespace zdr::host {
+
+struct RawFrames {
+  uint64_t count = 0;
+  uint64_t end = 0;  // offset after the last whole frame
+};
+
+// Counts from `begin` to `end`, or until a frame cannot be parsed. `watch` is called regularly; returning
+// false ends the count. `config` describes the stream.
+RawFrames count_raw_frames(FileStream& stream, uint64_t begin, uint64_t end, const Zd_AAC_Dec_Config& config,
+                           const std::function<bool()>& watch);
+
+}  // namespace zdr::host

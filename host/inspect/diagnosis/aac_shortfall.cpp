@@ -1,0 +1,260 @@
+// Counts the frames by their headers, or by parsing those of a stream without headers.
+#include "host/inspect/diagnosis/aac_shortfall.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "host/inspect/aac/aac_stream_view.h"
+#include "host/inspect/aac/adts_frames.h"
+#include "host/inspect/aac/raw_frames.h"
+#include "host/inspect/files/file_stream.h"
+#include "host/memory.h"
+#include "host/messages.h"
+#include "host/text/time_text.h"
+
+namespace zdr::host {
+namespace {
+
+// The number of frames at the end of an undamaged file that may not be delivered: the decoder holds one back,
+// and the reader stops before the last ones.
+constexpr uint64_t kNeverDelivered = 3;
+
+struct FrameCount {
+  uint64_t total = 0;
+  uint64_t end = 0;  // offset after the last whole frame
+  bool is_cut = false;
+  std::optional<AdtsFrames> adts;
+};
+
+uint64_t bytes_per_frame(const Zd_AAC_Dec_Config& config) {
+  const int64_t rate_factor = config.sampleRate > 0 && config.outputRate > config.sampleRate ? 2 : 1;
+  return static_cast<uint64_t>(
+      std::max<int64_t>(1, int64_t{config.frameLength} * rate_factor * config.channels * 2));
+}
+
+// The bytes of the audio, without tags and header.
+struct AudioRange {
+  uint64_t begin;
+  uint64_t end;
+};
+
+// An ID3v1 tag takes the last bytes of a file. The reader reports the size without the first tag.
+AudioRange audio_range(FileStream& stream, const AacStreamView& view) {
+  constexpr uint64_t kTagBytes = 128;
+  constexpr std::array<uint8_t, 3> kMark = {'T', 'A', 'G'};
+  std::array<uint8_t, 3> bytes{};
+  const uint64_t size = stream.size();
+  const bool has_tag =
+      size >= kTagBytes && stream.read_at(size - kTagBytes, bytes) == bytes.size() && bytes == kMark;
+  const uint64_t end = has_tag ? size - kTagBytes : size;
+  return {end - std::min<uint64_t>(end, view.stream.audio_bytes), end};
+}
+
+FrameCount count_frames(const std::string& file, const AacStreamView& view,
+                        const std::function<bool()>& watch) {
+  FileStream stream(file);
+  const auto [begin, end] = audio_range(stream, view);
+  std::array<uint8_t, 2> start{};
+  stream.read_at(begin, start);
+  if (!is_adts_header(start)) {
+    const RawFrames frames = count_raw_frames(stream, begin, end, view.config, watch);
+    return {frames.count, frames.end, frames.end < end && watch(), {}};
+  }
+  constexpr uint64_t kFramesPerCall = 4096;
+  const AdtsFrames frames = walk_adts_frames(
+      stream, begin, end, [&](uint64_t number, uint64_t) { return number % kFramesPerCall != 0 || watch(); });
+  return {frames.count, frames.end, frames.is_cut, frames};
+}
+
+// Returns the number of the first frame that cannot be decoded, or 0 if the reader can decode all its frames.
+uint64_t undecodable_frame(const std::string& file, const std::function<bool()>& watch) {
+  const AacReader reader(file);
+  if (reader.status() != AACF_OK) return 0;
+  std::vector<int16_t> pcm(static_cast<size_t>(reader.config().outputBytes) / sizeof(int16_t));
+  constexpr uint32_t kFramesPerCall = 64;
+  for (uint32_t number = 1; number <= reader.stream().total_frames; ++number) {
+    if (number % kFramesPerCall == 0 && !watch()) return 0;
+    AACF_FrameRequest request{number, static_cast<uint32_t>(pcm.size() * sizeof(int16_t)), pcm.data()};
+    const int32_t status = with_memory(AACF_ReadFrame(reader.get(), &request), AACF_ERR_NO_MEMORY);
+    if (status == AACF_ERR_END_OF_STREAM) return 0;
+    if (status != AACF_OK) return number;
+  }
+  return 0;
+}
+
+// " at offset 1234" of a frame of an ADTS stream.
+std::string offset_text(const std::string& file, const AacStreamView& view, uint64_t frame) {
+  FileStream stream(file);
+  const auto [begin, end] = audio_range(stream, view);
+  uint64_t found = 0;
+  walk_adts_frames(stream, begin, end, [&](uint64_t number, uint64_t offset) {
+    if (number <= frame) found = offset;  // a frame with several blocks has the number of its first
+    return number < frame;
+  });
+  return found == 0 && frame != 1 ? "" : " at offset " + std::to_string(found);
+}
+
+class Comparison {
+ public:
+  Comparison(const std::string& file, const AacStreamView& view, const AacDelivery& delivery,
+             const std::function<bool()>& watch)
+      : file_(file),
+        view_(view),
+        delivery_(delivery),
+        watch_(watch),
+        count_(count_frames(file, view, watch)),
+        delivered_(last_delivered_frame()),
+        wanted_(last_wanted_frame()),
+        missing_(wanted_ - std::min(wanted_, delivered_)) {}
+
+  // The filter skips a frame that cannot be decoded, but ends at one that would be the first of a sample.
+  std::optional<Diagnosis> find_failed_frame() const {
+    const bool has_ended = missing_ > kNeverDelivered;
+    const uint64_t delivered = delivery_.pcm_bytes / bytes_per_frame(view_.config);
+    const uint64_t expected = frames_of_undamaged_play();
+    const bool lacks_frames = delivered < expected || delivery_.lacks_frames;
+    if (!has_ended && !lacks_frames) return std::nullopt;
+    const uint64_t number = undecodable_frame(file_, watch_);
+    if (number == 0 || number > wanted_) {
+      // A damaged frame may be decodable and swallow the next one.
+      const bool is_certain = knows_places() && delivered < expected && !(is_whole() && has_ended);
+      if (!is_certain) return std::nullopt;
+      return Diagnosis{ExitCode::kLoss,
+                       MessageCode::kUnitsMissing,
+                       {},
+                       "damaged: only " + std::to_string(delivered) + " of " + counted(expected, "frame") +
+                           " were delivered",
+                       ""};
+    }
+    const std::string offset = count_.adts ? offset_text(file_, view_, number) : "";
+    return Diagnosis{ExitCode::kLoss,
+                     MessageCode::kStreamIncomplete,
+                     {},
+                     (has_ended ? ended() + ": " : "") + "frame " + std::to_string(number) + " of " +
+                         std::to_string(count_.total) + offset + " cannot be decoded",
+                     ""};
+  }
+
+  std::optional<Diagnosis> find_cut() const {
+    // The walk over a stream without headers ends at the first damage, wherever it is.
+    const bool is_in_part =
+        delivery_.is_to_end || (!count_.adts && frames_until(delivery_.stop) > count_.total);
+    if (!count_.is_cut || !is_in_part) return std::nullopt;
+    return Diagnosis{ExitCode::kLoss,
+                     MessageCode::kCutOff,
+                     {},
+                     (count_.adts ? "cut off: the file ends inside the frame at offset "
+                                  : "cut off or damaged: no whole frame at offset ") +
+                         std::to_string(count_.end),
+                     ""};
+  }
+
+  std::optional<Diagnosis> find_gap() const {
+    if (!delivery_.is_to_end || !count_.adts || count_.adts->gap_bytes == 0) return std::nullopt;
+    return Diagnosis{ExitCode::kLoss,
+                     MessageCode::kFileDamaged,
+                     {},
+                     "damaged: has " + counted(count_.adts->gap_bytes, "byte") +
+                         " outside any frame, the first at offset " + std::to_string(count_.adts->gap_offset),
+                     ""};
+  }
+
+  // The reader stops at the number of frames that it estimated when it opened the file. It also estimates the
+  // place of a seek, so the last frame of a part is not known exactly.
+  std::optional<Diagnosis> find_last_frames() const {
+    if (!is_whole()) return std::nullopt;
+    if (missing_ > kNeverDelivered) {
+      return Diagnosis{ExitCode::kLoss,
+                       MessageCode::kStreamIncomplete,
+                       {},
+                       ended() + ": the reader estimates fewer frames than the file has",
+                       ""};
+    }
+    if (missing_ == 0) return std::nullopt;
+    const std::string frames =
+        missing_ == 1 ? "the last frame is" : "the last " + counted(missing_, "frame") + " are";
+    return Diagnosis{ExitCode::kDone, MessageCode::kUnitsAfterEnd, {}, frames + " left out by design", ""};
+  }
+
+ private:
+  bool is_whole() const { return delivery_.is_from_start && delivery_.is_to_end; }
+  double frame_ms() const { return 1000.0 * view_.config.frameLength / std::max(1, view_.config.sampleRate); }
+  uint64_t frames_until(int64_t time) const {
+    return static_cast<uint64_t>(
+        std::max(0.0, static_cast<double>(time) / kUnitsPerMillisecond / frame_ms() + 0.5));
+  }
+  // The decoder delivers each frame when the next one is read; so the first sample has one frame less than
+  // were read, and the others end one frame earlier.
+  uint64_t last_delivered_frame() const {
+    if (is_whole()) return delivery_.pcm_bytes / bytes_per_frame(view_.config);
+    const uint64_t late = delivery_.samples == 1 ? 1 : 2;
+    const uint64_t end =
+        frames_until(delivery_.last_start) + delivery_.last_pcm_bytes / bytes_per_frame(view_.config);
+    return end - std::min(end, late);
+  }
+  // The reader finds the place of a seek in a large ADTS file by an estimate.
+  bool knows_places() const {
+    return is_whole() || !count_.adts || view_.stream.bytes_scanned >= view_.stream.audio_bytes;
+  }
+  // The frames that the filter delivers of a stream in which nothing is damaged: groups of ten up to the stop
+  // position and the number of frames that the reader has estimated. The last frame is held back.
+  uint64_t frames_of_undamaged_play() const {
+    constexpr uint32_t kFramesPerGroup = 10;
+    const AacReader reader(file_);
+    uint32_t number = 1;
+    const auto start_ms = static_cast<uint32_t>(std::max<int64_t>(1, delivery_.start / kUnitsPerMillisecond));
+    if (!is_whole() && AACF_TimeToFrame(reader.get(), start_ms, &number) != AACF_OK) return 0;
+    const uint64_t last = std::min<uint64_t>(count_.total, view_.stream.total_frames);
+    uint64_t read = 0;
+    for (; number <= last; number += kFramesPerGroup) {
+      uint64_t end_ms = 0;  // of the first frame of the group, which is its time stamp
+      AACF_FrameToTime(reader.get(), number + 1, &end_ms);
+      if (static_cast<int64_t>(end_ms) * kUnitsPerMillisecond >= delivery_.stop) break;
+      read += std::min<uint64_t>(kFramesPerGroup, last - number + 1);
+    }
+    return read - std::min<uint64_t>(read, 1);
+  }
+  uint64_t last_wanted_frame() const {
+    return delivery_.is_to_end ? count_.total : std::min(count_.total, frames_until(delivery_.stop));
+  }
+  std::string time_of(uint64_t frames) const {
+    return format_time(static_cast<int64_t>(static_cast<double>(frames) * frame_ms()) * kUnitsPerMillisecond);
+  }
+  std::string ended() const { return "ended at " + time_of(delivered_) + " of " + time_of(wanted_); }
+
+  const std::string& file_;
+  const AacStreamView& view_;
+  const AacDelivery& delivery_;
+  const std::function<bool()>& watch_;
+  const FrameCount count_;
+  const uint64_t delivered_;  // number of the last frame
+  const uint64_t wanted_;     // number of the last frame up to the stop position
+  const uint64_t missing_;
+};
+
+}  // namespace
+
+std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDelivery& delivery,
+                                          const std::function<bool()>& watch) {
+  const AacStreamView view(file);
+  if (view.status != AACF_OK) return {};
+  std::vector<Diagnosis> found;
+  if (view.config.extension == ZD_AAC_DEC_EXTENSION_PS) {
+    found.push_back({ExitCode::kDone,
+                     MessageCode::kStereoDuplicated,
+                     {},
+                     "parametric stereo is not used: both channels are the same",
+                     ""});
+  }
+  const Comparison comparison(file, view, delivery, watch);
+  auto shortfall = comparison.find_failed_frame();
+  if (!shortfall) shortfall = comparison.find_gap();
+  if (!shortfall) shortfall = comparison.find_cut();
+  if (!shortfall) shortfall = comparison.find_last_frames();
+  if (shortfall) found.push_back(*shortfall);
+  return found;
+}
+
+}  // namespace zdr::host

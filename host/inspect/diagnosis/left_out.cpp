@@ -1,0 +1,211 @@
+// Derives what is left out from the records of the tracks.
+#include "host/inspect/diagnosis/left_out.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/inspect/diagnosis/track_diagnosis.h"
+#include "host/inspect/iso/parser_status.h"
+#include "host/text/decoded_text.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr size_t kMostTracks = 16;                 // named in messages; a hostile file may have thousands
+constexpr uint64_t kUnknownDuration = UINT32_MAX;  // or more
+
+struct HandlerName {
+  std::string_view handler;
+  const char* name;
+};
+
+constexpr HandlerName kHandlerNames[] = {
+    {"hint", "hint"},    {"meta", "metadata"}, {"sdsm", "scene description"}, {"odsm", "object descriptor"},
+    {"text", "text"},    {"sbtl", "subtitle"}, {"subt", "subtitle"},          {"subp", "subtitle"},
+    {"clcp", "caption"}, {"tmcd", "time code"}};
+
+std::string seconds(uint64_t units, uint64_t time_scale) {
+  return std::to_string(units) + "/" + std::to_string(time_scale) + " s";
+}
+
+// How much media follows the only edit of a track, in units of the track. Less than one unit of the movie is
+// rounding and counts as 0.
+uint64_t tail_after_edit(const TrackRecord& track, uint64_t movie_time_scale) {
+  const EditRecord& edits = track.edits;
+  if (edits.duration == 0 || movie_time_scale == 0 || track.duration >= kUnknownDuration) return 0;
+  const double shown = static_cast<double>(edits.duration) * static_cast<double>(track.time_scale) /
+                       static_cast<double>(movie_time_scale);
+  const double rounding = static_cast<double>(track.time_scale) / static_cast<double>(movie_time_scale);
+  const double tail =
+      static_cast<double>(track.duration) - static_cast<double>(edits.first_media_time) - shown;
+  return tail <= rounding + 1 ? 0 : static_cast<uint64_t>(tail);
+}
+
+// Describes the edits that are not applied; empty if the edits show the whole media.
+std::string edits_text(const TrackRecord& track, uint64_t movie_time_scale) {
+  const EditRecord& edits = track.edits;
+  if (edits.count == 0) return {};
+  if (edits.is_wide) return "its edits have 64-bit times, which are not read";
+  if (edits.count > 1)
+    return "its " + std::to_string(edits.count) + " edits are ignored: all media is played as stored";
+  std::string text;
+  if (edits.first_media_time > 0) {
+    const std::string front = seconds(static_cast<uint64_t>(edits.first_media_time), track.time_scale);
+    text = is_audio(track) ? "priming of " + front + " is not trimmed"
+                           : "it begins " + front + " into the media";
+  }
+  if (const uint64_t tail = tail_after_edit(track, movie_time_scale); tail > 0) {
+    text += (text.empty() ? "" : ", ") + ("the last " + seconds(tail, track.time_scale) + " is not trimmed");
+  }
+  return text;
+}
+
+const TrackRecord* played_track(const ParsedMovie& movie, bool wants_audio) {
+  return movie.first_track(wants_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO);
+}
+
+// Collects the entries, and counts those that are too many to be listed.
+class LeftOut {
+ public:
+  LeftOut(const ParsedMovie& movie, std::optional<PlayableKinds> kinds) : movie_(movie), kinds_(kinds) {}
+
+  std::vector<Diagnosis> find() {
+    if (auto damage = find_damage(movie_)) entries_.push_back(std::move(*damage));
+    add_fragments();
+    for (const bool wants_audio : {false, true}) add_tracks_of_kind(wants_audio);
+    add_other_kinds();
+    return std::move(entries_);
+  }
+
+ private:
+  void add(ExitCode code, MessageCode message, Place place, const std::string& reason,
+           const std::string& status = "") {
+    entries_.push_back({code, message, std::move(place), reason, status});
+  }
+
+  void add_fragments() {
+    if (movie_.has_fragments())
+      add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, {}, "movie fragments are not read");
+  }
+
+  // Tracks before the one that is played could not be used; tracks after it are left out by design.
+  void add_tracks_of_kind(bool wants_audio) {
+    const bool has_pin = !kinds_ || (wants_audio ? kinds_->audio : kinds_->video);
+    const TrackRecord* const first = played_track(movie_, wants_audio);
+    const TrackRecord* const played = has_pin ? first : nullptr;
+    if (played != nullptr && kinds_) add_faults(*played);
+    bool is_further = false;
+    size_t listed = 0;
+    for (const TrackRecord& track : movie_.record().tracks) {
+      if (!(wants_audio ? is_audio(track) : is_video(track))) continue;
+      const bool has_place = !is_further;
+      is_further = is_further || first == nullptr || &track == first;
+      if (&track == played || listed++ >= kMostTracks) continue;
+      if (!has_place) {
+        entries_.push_back(further_track(track));
+      } else if (kinds_) {
+        entries_.push_back(note_unless_loss(why_not_played(movie_, track)));
+      }
+    }
+  }
+
+  // What is wrong with a track that is played.
+  void add_faults(const TrackRecord& track) {
+    for (const char* const fault : faults_of(movie_, track)) {
+      add(ExitCode::kLoss, MessageCode::kFileDamaged, place_of(track), fault);
+    }
+  }
+
+  static Diagnosis note_unless_loss(Diagnosis diagnosis) {
+    if (diagnosis.exit_code == ExitCode::kNotSupported) diagnosis.exit_code = ExitCode::kDone;
+    return diagnosis;
+  }
+
+  // Text, hints ... Tracks whose handler cannot be read may have been media.
+  void add_other_kinds() {
+    std::vector<std::pair<std::string, size_t>> kinds;  // in the order of the file
+    for (const TrackRecord& track : movie_.record().tracks) {
+      if (is_audio(track) || is_video(track)) continue;
+      if (track.handler.empty()) {
+        if (kinds_)
+          add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, place_of(track),
+              "damaged: it has no handler, so its type is unknown");
+        continue;
+      }
+      const std::string kind = kind_of(track.handler);
+      const auto known = std::ranges::find(kinds, kind, &std::pair<std::string, size_t>::first);
+      if (known != kinds.end()) {
+        ++known->second;
+      } else if (kinds.size() < kMostTracks) {
+        kinds.emplace_back(kind, 1);
+      }
+    }
+    for (const auto& [kind, count] : kinds) {
+      add(ExitCode::kDone, MessageCode::kTrackNotPlayed, {},
+          counted(count, kind + " track") + (count == 1 ? " is" : " are") + " not played");
+    }
+  }
+
+  static std::string kind_of(const std::string& handler) {
+    const auto* const known = std::ranges::find(kHandlerNames, handler, &HandlerName::handler);
+    return known != std::end(kHandlerNames) ? known->name : "'" + printable(type_text(handler)) + "'";
+  }
+
+  const ParsedMovie& movie_;
+  const std::optional<PlayableKinds> kinds_;
+  std::vector<Diagnosis> entries_;
+};
+
+// The edits of the tracks that are played which the filter does not apply, in one line; empty if there are
+// none.
+std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds) {
+  std::string text;
+  for (const bool wants_audio : {false, true}) {
+    const bool is_played = wants_audio ? kinds.audio : kinds.video;
+    const TrackRecord* const track = is_played ? played_track(movie, wants_audio) : nullptr;
+    if (track == nullptr) continue;
+    const std::string edits = edits_text(*track, movie.record().time_scale);
+    if (!edits.empty()) text += (text.empty() ? "" : "; ") + place_of(*track).text() + ": " + edits;
+  }
+  return text;
+}
+
+}  // namespace
+
+// The parser uses what it read before the damage.
+std::optional<Diagnosis> find_damage(const ParsedMovie& movie) {
+  const P3gppOpenError& error = movie.error();
+  if (error.status == P3GPP_OK) return std::nullopt;
+  const std::string_view path = error.path;
+  const bool costs_track =
+      path.starts_with("moov/trak") ||
+      (path.starts_with("moov") && movie.has_box("trak", error.offset, movie.record().movie_end));
+  return Diagnosis{costs_track ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kFileDamaged,
+                   Place::box(error.path, error.offset, error.size),
+                   "damaged: " + describe_status(error.status) + "; the rest of its container is not read",
+                   std::to_string(error.status)};
+}
+
+ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
+                         std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages) {
+  if (movie == nullptr || !movie->is_open() || (kinds && !kinds->any())) return ExitCode::kDone;
+  ExitCode worst = ExitCode::kDone;
+  for (const Diagnosis& entry : LeftOut(*movie, kinds).find()) {
+    worst = worse_of(worst, messages.report(file, entry));
+  }
+  if (with_edits && kinds) report_unapplied_edits(file, movie, *kinds, messages);
+  return worst;
+}
+
+void report_unapplied_edits(const std::string& file, const ParsedMovie* movie, PlayableKinds kinds,
+                            Messages& messages) {
+  if (movie == nullptr || !movie->is_open()) return;
+  const std::string edits = unapplied_edits(*movie, kinds);
+  if (!edits.empty())
+    messages.note({MessageCode::kEditsNotApplied, file, {}, "edit lists are not applied: " + edits, ""});
+}
+
+}  // namespace zdr::host

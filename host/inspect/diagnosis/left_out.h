@@ -1,0 +1,36 @@
+// The parts of a movie that the filter leaves out: on purpose, which explains differences from other players,
+// or because they are damaged, which is a loss.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host/inspect/iso/parsed_movie.h"
+#include "host/messages.h"
+
+namespace zdr::host {
+
+// The kinds of media for which the filter has a pin that can be connected.
+struct PlayableKinds {
+  bool audio = false;
+  bool video = false;
+
+  bool any() const { return audio || video; }
+};
+
+// Reports what is left out, as errors and notes; `with_edits`: also the edits that are not applied, if
+// anything can be played. Without `kinds`, which only a filter can provide, tracks that the filter fails to
+// play are not reported. `movie` may be null, or a movie that did not open. Returns kLoss if anything is
+// lost, else kDone.
+ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
+                         std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages);
+
+// The damage after which the parser went on with what it had read; nothing if there is none. A loss if it
+// costs a track, else a note.
+std::optional<Diagnosis> find_damage(const ParsedMovie& movie);
+
+// Reports the edits that are not applied of the tracks of these kinds, which are played.
+void report_unapplied_edits(const std::string& file, const ParsedMovie* movie, PlayableKinds kinds,
+                            Messages& messages);
+
+}  // namespace zdr::host

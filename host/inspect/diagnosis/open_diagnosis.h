@@ -1,0 +1,27 @@
+// Explains why a file did not load. The filter returns one of two codes; running the parser again yields the
+// box and the reason.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "host/inspect/iso/parsed_movie.h"
+#include "host/messages.h"
+
+namespace zdr::host {
+
+// Rejects what must not reach the filter: pipes, devices and sockets (they are not seekable, and opening a
+// pipe waits for its writer), and names that UTF-16 cannot represent.
+std::optional<Diagnosis> diagnose_before_open(const std::string& file);
+
+// Why a movie that opened has nothing to play.
+Diagnosis diagnose_unplayable(const ParsedMovie& movie);
+
+// `movie` is a file that did not open.
+Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie);
+
+// `load_result` is the HRESULT of IFileSourceFilter::Load.
+Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result);
+
+}  // namespace zdr::host

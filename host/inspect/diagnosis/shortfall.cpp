@@ -1,0 +1,186 @@
+// Compares bytes first, and walks through the samples of a track only if some are missing.
+#include "host/inspect/diagnosis/shortfall.h"
+
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "host/text/time_text.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr uint32_t kUnitsPerCall = 1024;
+
+struct CloseTrack {
+  void operator()(P3gppTrack* track) const { P3GPP_CloseTrack(track); }
+};
+using OpenTrack = std::unique_ptr<P3gppTrack, CloseTrack>;
+
+// The offset comes from the file and may be anything up to 2^64 - 1.
+bool lies_within(const P3gppSample& sample, uint64_t file_size) {
+  return sample.size <= file_size && sample.file_offset <= file_size - sample.size;
+}
+
+// The time of a sample as the filter compares it with the stop position: in whole milliseconds.
+int64_t start_of(const P3gppSample& sample, uint32_t time_scale) {
+  if (time_scale == 0) return 0;
+  return static_cast<int64_t>(sample.decoding_time * 1000.0 / time_scale) * kUnitsPerMillisecond;
+}
+
+std::optional<Shortfall> walk(P3gppTrack* track, const TrackFacts& facts, const Delivery& delivery,
+                              uint64_t file_size, const WalkWatcher& watch) {
+  uint64_t bytes = 0;
+  P3gppSample sample{};
+  int64_t shift = 0;  // of the edit list, which the parser adds to every time
+  for (sample.number = 1; sample.number <= facts.samples; ++sample.number) {
+    if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, facts.samples)) return std::nullopt;
+    Shortfall shortfall{sample.number - 1, facts.samples, Missing::kUnknown};
+    if (P3GPP_ReadSample(track, &sample) != P3GPP_OK) return shortfall;
+    bytes += sample.size;
+    if (sample.number == 1) shift = start_of(sample, facts.time_scale);
+    if (bytes <= delivery.payload_bytes) continue;
+    const int64_t start = start_of(sample, facts.time_scale);
+    if (delivery.stop_position > 0 && start > delivery.stop_position) {
+      const bool is_shifted = start - shift <= delivery.stop_position;
+      shortfall.reason = is_shifted ? Missing::kShiftedBeyondStop : Missing::kAfterStop;
+    }
+    if (!lies_within(sample, file_size)) shortfall.reason = Missing::kCutOff;
+    return shortfall;
+  }
+  return std::nullopt;
+}
+
+// The number of the sample at the end of the track's duration by the table of times, which the parser does
+// not check against the number of sizes; 0 if there is none.
+uint32_t last_timed_sample(P3gppTrack* track, const TrackFacts& facts) {
+  uint32_t time = facts.duration - 1;
+  uint32_t number = 0;
+  if (facts.duration == 0 || P3GPP_TimeToSample(track, &time, &number) != P3GPP_OK) return 0;
+  return number;
+}
+
+std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const std::string& file,
+                                 const Delivery& delivery, const WalkWatcher& watch) {
+  TrackFacts facts;
+  if (movie.get_facts(id, facts) != P3GPP_OK) return std::nullopt;
+  if (facts.samples == 0 && delivery.samples == 0) return Shortfall{0, 0, Missing::kNone};
+  P3gppTrack* opened = nullptr;
+  if (P3GPP_OpenTrack(movie.file(), &opened, id, kTrackCacheBytes) != P3GPP_OK) return std::nullopt;
+  const OpenTrack track(opened);
+  uint64_t total_bytes = 0;
+  const int32_t status = P3GPP_GetTotalSampleSize(opened, &total_bytes);
+  if (status == P3GPP_OK && delivery.samples != 0 && total_bytes <= delivery.payload_bytes) {
+    const uint32_t timed = last_timed_sample(opened, facts);
+    if (timed <= facts.samples) return std::nullopt;
+    return Shortfall{facts.samples, timed, Missing::kNotInSizes};
+  }
+  std::error_code code;
+  const uint64_t file_size = std::filesystem::file_size(file, code);
+  if (const auto shortfall = walk(opened, facts, delivery, file_size, watch)) return shortfall;
+  if (delivery.samples != 0) return std::nullopt;
+  return Shortfall{0, facts.samples, Missing::kUnknown};
+}
+
+// Walks over a part of a track to the access units of the last delivered sample, and to the one after them.
+class PartWalk {
+ public:
+  PartWalk(P3gppTrack* track, const TrackFacts& facts, const PartDelivery& delivery, uint64_t file_size)
+      : track_(track), facts_(facts), delivery_(delivery), file_size_(file_size) {}
+
+  // The first access unit that is missing; nothing if the part ends before it or the walk was ended.
+  std::optional<EarlyEnd> find_missing(const WalkWatcher& watch) {
+    P3gppSample sample{};
+    int64_t shift = 0;  // of the edit list
+    const uint32_t last = std::max(facts_.samples, last_timed_sample(track_, facts_));
+    for (sample.number = 1; sample.number <= last; ++sample.number) {
+      if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, last)) return std::nullopt;
+      const bool is_read = P3GPP_ReadSample(track_, &sample) == P3GPP_OK;
+      if (!is_read)
+        P3GPP_GetSampleTime(track_, sample.number, &sample.decoding_time, &sample.composition_time);
+      const int64_t start = start_of(sample, facts_.time_scale);
+      if (sample.number == 1) shift = start;
+      if (start > delivery_.stop) return after_stop(start, start - shift);
+      if (!is_read) {
+        return EarlyEnd{start, sample.number > facts_.samples ? Missing::kNotInSizes : Missing::kUnknown};
+      }
+      if (is_missing(sample, start))
+        return EarlyEnd{start, lies_within(sample, file_size_) ? Missing::kUnknown : Missing::kCutOff};
+    }
+    return std::nullopt;
+  }
+
+ private:
+  // Only where a stop was requested may a unit be after it.
+  std::optional<EarlyEnd> after_stop(int64_t start, int64_t unshifted_start) const {
+    if (!delivery_.is_to_end) return std::nullopt;
+    const bool is_shifted = unshifted_start <= delivery_.stop;
+    return EarlyEnd{start, is_shifted ? Missing::kShiftedBeyondStop : Missing::kAfterStop};
+  }
+
+  // Without a delivered sample, the unit at the requested start is missing. Otherwise the one that follows
+  // the units of the last sample, which may be several.
+  bool is_missing(const P3gppSample& sample, int64_t start) {
+    if (delivery_.samples == 0) return start >= delivery_.start;
+    if (start < delivery_.last_sample_start) return false;
+    const bool is_delivered = start == delivery_.last_sample_start || bytes_ < delivery_.last_sample_bytes;
+    bytes_ = (start == delivery_.last_sample_start ? 0 : bytes_) + sample.size;
+    return !is_delivered;
+  }
+
+  P3gppTrack* const track_;
+  const TrackFacts& facts_;
+  const PartDelivery& delivery_;
+  const uint64_t file_size_;
+  uint64_t bytes_ = 0;  // from the last unit that has the start of the last delivered sample
+};
+
+}  // namespace
+
+uint32_t samples_of_other_descriptions(const ParsedMovie& movie, uint32_t track_type,
+                                       const WalkWatcher& watch) {
+  const TrackRecord* const record = movie.first_track(track_type);
+  TrackFacts facts;
+  if (record == nullptr || record->sample_entries < 2 || movie.get_facts(*record->id, facts) != P3GPP_OK)
+    return 0;
+  P3gppTrack* opened = nullptr;
+  if (P3GPP_OpenTrack(movie.file(), &opened, *record->id, kTrackCacheBytes) != P3GPP_OK) return 0;
+  const OpenTrack track(opened);
+  uint32_t count = 0;
+  P3gppSample sample{};
+  for (sample.number = 1; sample.number <= facts.samples; ++sample.number) {
+    if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, facts.samples)) return count;
+    if (P3GPP_ReadSample(opened, &sample) != P3GPP_OK) return count;
+    count += sample.description_index != 1 ? 1 : 0;
+  }
+  return count;
+}
+
+std::optional<Shortfall> find_shortfall(const ParsedMovie& movie, const std::string& file,
+                                        const Delivery& delivery, const WalkWatcher& watch) {
+  if (!movie.is_open()) return std::nullopt;
+  const std::vector<uint32_t> ids = movie.track_ids(delivery.track_type);
+  if (ids.empty()) return std::nullopt;
+  std::optional<Shortfall> shortfall = compare(movie, ids[0], file, delivery, watch);
+  const TrackRecord* const record = movie.first_track(delivery.track_type);
+  if (!shortfall || record == nullptr) return shortfall;
+  shortfall->has_wide_times = record->has_wide_times;
+  const bool has_times = record->timed_runs.value_or(0) != 0;
+  if (shortfall->reason == Missing::kNone && has_times) shortfall->reason = Missing::kNotInSizes;
+  return shortfall;
+}
+
+std::optional<EarlyEnd> find_early_end(const ParsedMovie& movie, const std::string& file,
+                                       const PartDelivery& delivery, const WalkWatcher& watch) {
+  const TrackRecord* const record = movie.first_track(delivery.track_type);
+  TrackFacts facts;
+  if (record == nullptr || movie.get_facts(*record->id, facts) != P3GPP_OK) return std::nullopt;
+  if (record->has_wide_times) return EarlyEnd{delivery.last_sample_start, Missing::kUnknown, true};
+  P3gppTrack* opened = nullptr;
+  if (P3GPP_OpenTrack(movie.file(), &opened, *record->id, kTrackCacheBytes) != P3GPP_OK) return std::nullopt;
+  const OpenTrack track(opened);
+  std::error_code code;
+  return PartWalk(opened, facts, delivery, std::filesystem::file_size(file, code)).find_missing(watch);
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,149 @@
+// Repeats the queries with which the filter describes a track, and names the first that fails.
+#include "host/inspect/diagnosis/track_diagnosis.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <iterator>
+#include <memory>
+#include <string_view>
+
+#include "filters/source/mp4/interfaces/played_codecs.h"
+#include "host/formats/byte_order.h"
+#include "host/inspect/iso/parser_status.h"
+#include "host/memory.h"
+#include "host/text/decoded_text.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr std::string_view kEncryptedEntries[] = {"encv", "enca", "drmi", "drms"};
+
+template <class Record>
+struct Release {
+  void operator()(Record* record) const { record->release(record); }
+};
+
+struct TrackState {
+  int32_t status = P3GPP_OK;  // of the first query that failed
+  uint32_t type = 0;          // P3GPP_TRACK_
+  uint32_t samples = 0;
+  uint32_t object_type = 0;
+  std::string aac_refusal;
+};
+
+// Returns why the decoder does not support an AudioSpecificConfig (ISO/IEC 14496-3, 1.6.2.1), or an empty
+// string if the first fields are supported.
+std::string aac_refusal(const P3gppSystemsInfo& systems) {
+  if (systems.decoder_specific_info_length < 2) return {};
+  const auto bits = static_cast<unsigned>(read_be(systems.decoder_specific_info, 2));
+  constexpr unsigned kEscape = 31;
+  const unsigned object_type = bits >> 11 == kEscape ? 32 + (bits >> 5 & 63) : bits >> 11;
+  const unsigned rate_index = bits >> 7 & 15;
+  const unsigned channels = bits >> 3 & 15;
+  constexpr unsigned kSupportedTypes[] = {2, 4, 5, 29};  // LC, LTP, SBR, parametric stereo
+  if (std::ranges::find(kSupportedTypes, object_type) == std::end(kSupportedTypes))
+    return "AAC of audio object type " + std::to_string(object_type) + " is not supported";
+  if (rate_index == 12) return "AAC at 7350 Hz is not supported";
+  constexpr unsigned kExplicitRate = 15;  // the rate follows, and then the channels
+  if (rate_index != kExplicitRate && channels > 2)
+    return "AAC with channel configuration " + std::to_string(channels) + " is not supported";
+  return {};
+}
+
+TrackState query(P3gppFile* file, uint32_t id) {
+  TrackState state;
+  P3gppTrackInfo* info = nullptr;
+  state.status = with_memory(P3GPP_GetTrackInfo(file, id, &info), P3GPP_ERR_NO_MEMORY);
+  if (state.status != P3GPP_OK) return state;
+  const std::unique_ptr<P3gppTrackInfo, Release<P3gppTrackInfo>> owned_info(info);
+  state.type = info->track_type;
+  state.samples = info->sample_count;
+  P3gppDecoderInfo* decoder = nullptr;
+  state.status = with_memory(P3GPP_GetDecoderInfo(file, id, &decoder, 1), P3GPP_ERR_NO_MEMORY);
+  const std::unique_ptr<P3gppDecoderInfo, Release<P3gppDecoderInfo>> owned_decoder(decoder);
+  if (state.status != P3GPP_OK) return state;
+  state.object_type = decoder->object_type;
+  if (decoder->kind == P3GPP_KIND_SYSTEMS && state.object_type == P3GPP_OTI_AAC)
+    state.aac_refusal = aac_refusal(decoder->u.systems);
+  P3gppTrack* track = nullptr;
+  state.status = with_memory(P3GPP_OpenTrack(file, &track, id, kTrackCacheBytes), P3GPP_ERR_NO_MEMORY);
+  if (state.status == P3GPP_OK) P3GPP_CloseTrack(track);
+  return state;
+}
+
+Diagnosis diagnose(ExitCode code, const TrackRecord& track, const std::string& reason,
+                   const std::string& status = "") {
+  return {code, MessageCode::kTrackNotPlayed, place_of(track), reason, status};
+}
+
+std::string object_type_text(uint32_t type) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "0x%02X", static_cast<unsigned>(type));
+  return text.data();
+}
+
+}  // namespace
+
+bool is_video(const TrackRecord& track) {
+  return track.handler == "vide";
+}
+
+bool is_audio(const TrackRecord& track) {
+  return track.handler == "soun";
+}
+
+Place place_of(const TrackRecord& track) {
+  std::string name = is_video(track) ? "video track " : is_audio(track) ? "audio track " : "track ";
+  name += std::to_string(track.number);
+  if (!track.sample_entry.empty()) name += " (" + type_text(track.sample_entry) + ")";
+  return Place::track(name, track.number);
+}
+
+Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
+  if (std::ranges::find(kEncryptedEntries, track.sample_entry) != std::end(kEncryptedEntries))
+    return diagnose(ExitCode::kNotSupported, track, "is encrypted, which is not supported");
+  if (!track.sample_entry.empty() && !mp4source::is_played_sample_entry(track.sample_entry))
+    return diagnose(ExitCode::kNotSupported, track, "codec not supported");
+  if (!track.id) return diagnose(ExitCode::kLoss, track, "damaged: it has no track header, and so no ID");
+  const TrackState state = query(movie.file(), *track.id);
+  if (state.object_type != 0 && !mp4source::is_played_object_type(state.object_type)) {
+    return diagnose(ExitCode::kNotSupported, track,
+                    "codec not supported (object type " + object_type_text(state.object_type) + ")");
+  }
+  if (!state.aac_refusal.empty()) return diagnose(ExitCode::kNotSupported, track, state.aac_refusal);
+  const bool is_described = state.status == P3GPP_OK || state.object_type != 0;
+  if (is_described && state.samples == 0) {
+    return track.timed_runs.value_or(0) == 0
+               ? diagnose(ExitCode::kDone, track, "its tables list no samples")
+               : diagnose(ExitCode::kLoss, track,
+                          "damaged: its samples have times in the tables, but no sizes");
+  }
+  if (state.status == P3GPP_ERR_NO_TABLE && track.has_compact_sizes)
+    return diagnose(ExitCode::kNotSupported, track, "its sizes are in an stz2 box, which is not read");
+  if (state.status != P3GPP_OK) {
+    return diagnose(ExitCode::kLoss, track, "cannot be read: " + describe_status(state.status),
+                    std::to_string(state.status));
+  }
+  if (state.type != (is_audio(track) ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO))
+    return diagnose(ExitCode::kLoss, track,
+                    "not played: another track has the same ID, " + std::to_string(*track.id));
+  return diagnose(ExitCode::kLoss, track, "damaged: its configuration or first access unit cannot be used");
+}
+
+Diagnosis further_track(const TrackRecord& track) {
+  const std::string kind = is_audio(track) ? "audio" : "video";
+  return diagnose(ExitCode::kDone, track, "not played: only the first " + kind + " track is played");
+}
+
+std::vector<const char*> faults_of(const ParsedMovie& movie, const TrackRecord& track) {
+  std::vector<const char*> faults;
+  if (track.has_external_data) faults.push_back("its media data is in another file, which is not read");
+  if (track.time_scale == 0) faults.push_back("damaged: its time scale is 0, so its samples have no times");
+  if (track.timed_runs == 0) faults.push_back("damaged: its time table (stts) is empty");
+  if (movie.has_invalid_description(track))
+    faults.push_back("damaged: its samples refer to a sample description that does not exist");
+  return faults;
+}
+
+}  // namespace zdr::host

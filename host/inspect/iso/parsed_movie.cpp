@@ -1,0 +1,100 @@
+// Opens the parser with the same file device as the filter.
+#include "host/inspect/iso/parsed_movie.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <span>
+#include <system_error>
+#include <utility>
+
+#include "filters/source/mp4/interfaces/source_kind.h"
+#include "host/formats/byte_order.h"
+#include "host/inspect/iso/box_headers.h"
+#include "host/memory.h"
+
+namespace zdr::host {
+
+ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer)
+    : name_(file), managed_(file) {
+  MovieRecorder recorder(observer);
+  P3gppFile* opened = nullptr;
+  status_ =
+      P3GPP_OpenTraced(&opened, managed_.descriptor(), managed_.context(), &error_, &recorder.visitor());
+  file_.reset(opened);
+  with_memory(status_, P3GPP_ERR_NO_MEMORY);
+  with_memory(error_.status, P3GPP_ERR_NO_MEMORY);
+  if (!recorder.is_complete()) throw std::bad_alloc();
+  record_ = std::move(recorder.record());
+}
+
+bool ParsedMovie::has_box(std::string_view type, uint64_t begin, uint64_t end) const {
+  constexpr uint32_t kMostBoxes = 100'000;  // a hostile file may have millions
+  FileStream stream(name_);
+  bool found = false;
+  uint32_t boxes = 0;
+  walk_box_headers(stream, begin, std::min(end, stream.size()), [&](const BoxHeader& box) {
+    found = box.name() == type;
+    return !found && ++boxes < kMostBoxes;
+  });
+  return found;
+}
+
+bool ParsedMovie::has_invalid_description(const TrackRecord& track) const {
+  constexpr uint64_t kEntryBytes = 12;  // first chunk, samples per chunk, sample description
+  std::array<uint8_t, 512 * kEntryBytes> entries;
+  FileStream stream(name_);
+  uint64_t offset = track.chunk_runs_offset;
+  for (uint64_t left = track.chunk_runs * kEntryBytes; left != 0;) {
+    const std::span<uint8_t> wanted = std::span(entries).first(std::min<uint64_t>(left, entries.size()));
+    if (stream.read_at(offset, wanted) != wanted.size()) return false;  // reported when its samples are read
+    for (size_t at = 0; at < wanted.size(); at += kEntryBytes) {
+      const uint64_t description = read_be(&entries[at + 8], 4);
+      if (description == 0 || description > track.sample_entries) return true;
+    }
+    offset += wanted.size();
+    left -= wanted.size();
+  }
+  return false;
+}
+
+std::vector<uint32_t> ParsedMovie::track_ids(uint32_t type) const {
+  P3gppTrackCounts counts{};
+  if (P3GPP_GetTrackCounts(file(), &counts) != P3GPP_OK) return {};
+  std::vector<uint32_t> ids(type == P3GPP_TRACK_AUDIO ? counts.audio : counts.video);
+  uint32_t found = 0;
+  if (ids.empty() || P3GPP_GetTrackIds(file(), type, ids.data(), &found) != P3GPP_OK) return {};
+  ids.resize(std::min<size_t>(found, ids.size()));
+  return ids;
+}
+
+const TrackRecord* ParsedMovie::first_track(uint32_t type) const {
+  const std::vector<uint32_t> ids = track_ids(type);
+  if (ids.empty()) return nullptr;
+  const std::string_view handler = type == P3GPP_TRACK_AUDIO ? "soun" : "vide";
+  const auto found = std::ranges::find_if(record_.tracks, [&](const TrackRecord& track) {
+    return track.id == ids[0] && track.handler == handler;
+  });
+  return found != record_.tracks.end() ? &*found : nullptr;
+}
+
+int32_t ParsedMovie::get_facts(uint32_t id, TrackFacts& facts) const {
+  P3gppTrackInfo* info = nullptr;
+  const int32_t status = with_memory(P3GPP_GetTrackInfo(file(), id, &info), P3GPP_ERR_NO_MEMORY);
+  if (status != P3GPP_OK) return status;
+  facts = {info->sample_count, info->time_scale, info->media_duration};
+  info->release(info);
+  return P3GPP_OK;
+}
+
+std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file) {
+  if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4) return nullptr;
+  auto movie = std::make_unique<const ParsedMovie>(file);
+  // Here the parser reports exhausted memory or handles with this status only. Without the movie, the notes
+  // on what is left out would be missing silently.
+  std::error_code code;
+  if (movie->status() == P3GPP_ERR_OPEN && std::filesystem::exists(file, code)) throw std::bad_alloc();
+  return movie;
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,73 @@
+// An ISO media file opened directly with the parser, for facts that the filter's interfaces do not report. A
+// command opens it once and passes it on.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/inspect/files/managed_file.h"
+#include "host/inspect/iso/movie_records.h"
+#include "p3gpp/p3gpp.h"
+
+namespace zdr::host {
+
+constexpr uint32_t kTrackCacheBytes = 1024;
+
+struct TrackFacts {
+  uint32_t samples = 0;  // as its tables claim
+  uint32_t time_scale = 0;
+  uint32_t duration = 0;  // of the media, in units of the time scale
+};
+
+class ParsedMovie {
+ public:
+  // Opens the file as the filter does. `observer`, if not null, receives the boxes while they are parsed.
+  // Throws std::bad_alloc if the parser or the record runs out of memory.
+  explicit ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer = nullptr);
+  ParsedMovie(const ParsedMovie&) = delete;
+  ParsedMovie& operator=(const ParsedMovie&) = delete;
+
+  int32_t status() const { return status_; }  // of the open
+  bool is_open() const { return status_ == P3GPP_OK; }
+  const P3gppOpenError& error() const { return error_; }
+  P3gppFile* file() const { return file_.get(); }
+  const MovieRecord& record() const { return record_; }
+
+  // True if a box of the type is between the two offsets, whatever the parser made of it.
+  bool has_box(std::string_view type, uint64_t begin, uint64_t end) const;
+  // True if samples are in movie fragments, which the parser does not read.
+  bool has_fragments() const {
+    return record_.has_fragment || has_box("moof", record_.movie_end, UINT64_MAX);
+  }
+
+  // True if a run of chunks refers to a sample description that the track does not have.
+  bool has_invalid_description(const TrackRecord& track) const;
+
+  // IDs of the audio or the video tracks (P3GPP_TRACK_), in file order.
+  std::vector<uint32_t> track_ids(uint32_t type) const;
+  // The record of the first track of a type that the parser could read, which the filter plays. Null without
+  // one.
+  const TrackRecord* first_track(uint32_t type) const;
+  // Returns the status of the query.
+  int32_t get_facts(uint32_t id, TrackFacts& facts) const;
+
+ private:
+  struct CloseMovie {
+    void operator()(P3gppFile* file) const { P3GPP_Close(file); }
+  };
+
+  std::string name_;
+  ManagedFile managed_;
+  std::unique_ptr<P3gppFile, CloseMovie> file_;
+  P3gppOpenError error_{};
+  int32_t status_ = P3GPP_ERR_GENERIC;
+  MovieRecord record_;
+};
+
+// For a file that the filter has opened. Returns null if its extension is not one of ISO media.
+std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file);
+
+}  // namespace zdr::host
