@@ -14,7 +14,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <numeric>
 #include <string_view>
+#include <vector>
 
 #include "host/exit_code.h"
 #include "host/text/decoded_text.h"
@@ -71,34 +73,36 @@ int64_t now_ms() {
   return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
+// Parts of a progress line, the most important first: a narrow terminal shows only the first ones.
+using Parts = std::vector<std::string>;
+
 struct Share {
   int percent;
-  std::string left;
+  std::string left;  // in whole seconds: it is an estimate
 };
 
 Share share_of(double done, double total, int64_t elapsed_ms) {
   const double shown = std::min(done, total);
   const double left_ms = static_cast<double>(elapsed_ms) * (total - shown) / shown;
   constexpr double kLongestMs = 1e12;  // prevents an overflow of the estimate after a tiny first part
-  return {static_cast<int>(shown * 100 / total),
-          format_time(static_cast<int64_t>(std::min(left_ms, kLongestMs)) * kUnitsPerMillisecond)};
+  const std::string left =
+      format_time(static_cast<int64_t>(std::min(left_ms, kLongestMs)) * kUnitsPerMillisecond);
+  return {static_cast<int>(shown * 100 / total), left.substr(0, left.find('.'))};
 }
 
-std::string progress_text(const MediaProgress& progress, int64_t elapsed_ms) {
+Parts progress_parts(const MediaProgress& progress, int64_t elapsed_ms) {
   const int64_t done = progress.position - progress.begin;
   const int64_t total = progress.end - progress.begin;
   const double speed = static_cast<double>(done) / kUnitsPerMillisecond /
                        static_cast<double>(std::max<int64_t>(elapsed_ms, 1));
+  std::array<char, 40> factor{};
+  std::snprintf(factor.data(), factor.size(), " %.1fx", speed);
   const std::string position = format_time(progress.position);
-  std::array<char, 160> text{};
-  if (total <= 0 || done <= 0) {
-    std::snprintf(text.data(), text.size(), "%s %.1fx", position.c_str(), speed);
-    return text.data();
-  }
+  if (total <= 0 || done <= 0) return {position, factor.data()};
   const Share share = share_of(static_cast<double>(done), static_cast<double>(total), elapsed_ms);
-  std::snprintf(text.data(), text.size(), "%3d%% %s %.1fx, %s left", share.percent, position.c_str(), speed,
-                share.left.c_str());
-  return text.data();
+  std::array<char, 8> percent{};
+  std::snprintf(percent.data(), percent.size(), "%3d%%", share.percent);
+  return {percent.data(), " " + position, factor.data(), ", " + share.left + " left"};
 }
 
 // False for terminals that show escape sequences as text.
@@ -114,9 +118,15 @@ size_t terminal_width() {
   return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUnknownWidth;
 }
 
-// `label` and `text` within the width: the label loses characters in its middle.
-std::string fit_line(const std::string& label, const std::string& text) {
+// `label` and `parts` within the width: the last parts are left out while the label has no room, then it
+// loses characters in its middle.
+std::string fit_line(const std::string& label, Parts parts) {
+  constexpr size_t kShortLabel = 12;
   const size_t width = terminal_width() - 1;  // a full line would wrap
+  const size_t wanted = std::min(label.size(), kShortLabel) + 2;
+  const auto joined = [&] { return std::accumulate(parts.begin(), parts.end(), std::string()); };
+  while (parts.size() > 1 && wanted + joined().size() > width) parts.pop_back();
+  const std::string text = joined();
   const std::string rest = ": " + text;
   if (label.size() + rest.size() <= width) return label + rest;
   constexpr std::string_view kGap = "...";
@@ -197,22 +207,22 @@ std::optional<int64_t> ProgressLine::due_ms() {
   return now - begun_ms_;
 }
 
-void ProgressLine::show(const std::string& label, const std::string& text) {
+void ProgressLine::show(const std::string& label, const std::vector<std::string>& parts) {
   const std::lock_guard lock(line_mutex);
-  std::fprintf(stderr, "%s%s", kClearLine, fit_line(printable(label), text).c_str());
+  std::fprintf(stderr, "%s%s", kClearLine, fit_line(printable(label), parts).c_str());
   std::fflush(stderr);
   line_shown = true;
 }
 
 void ProgressLine::update(const std::string& label, const MediaProgress& progress) {
-  if (const auto elapsed = due_ms()) show(label, progress_text(progress, *elapsed));
+  if (const auto elapsed = due_ms()) show(label, progress_parts(progress, *elapsed));
 }
 
 void ProgressLine::update(const std::string& label, uint64_t done, uint64_t total) {
   const auto elapsed = due_ms();
   if (!elapsed || done == 0 || total == 0) return;
   const Share share = share_of(static_cast<double>(done), static_cast<double>(total), *elapsed);
-  show(label, std::to_string(share.percent) + "%, " + share.left + " left");
+  show(label, {std::to_string(share.percent) + "%", ", " + share.left + " left"});
 }
 
 }  // namespace zdr::host

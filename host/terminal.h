@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zdr::host {
 
@@ -60,7 +61,7 @@ class ProgressLine {
  private:
   // Returns the time since construction, if a line is due.
   std::optional<int64_t> due_ms();
-  void show(const std::string& label, const std::string& text);
+  void show(const std::string& label, const std::vector<std::string>& parts);
 
   bool enabled_;
   int64_t begun_ms_;

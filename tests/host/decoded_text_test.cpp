@@ -101,23 +101,33 @@ TEST(TextView, LongTextIsCutBetweenCharactersAndInvalidTextHasItsBytes) {
   }
 }
 
-// Three lines, of 24 to 34 bytes each, take the half second before the first and two tenths of a second.
-TEST(ProgressLine, IsDrawnAtMostTenTimesASecond) {
+// Draws a line on a terminal until it has got so many bytes, and returns them.
+std::string draw_progress(const char* label, unsigned short columns, int wanted) {
   int terminal = -1;
   int end_of_program = -1;
-  ASSERT_EQ(openpty(&terminal, &end_of_program, nullptr, nullptr, nullptr), 0);
+  const winsize size{24, columns, 0, 0};
+  EXPECT_EQ(openpty(&terminal, &end_of_program, nullptr, nullptr, &size), 0);
   const int before = dup(STDERR_FILENO);
   dup2(end_of_program, STDERR_FILENO);
   setenv("TERM", "xterm", 1);
-  const auto begin = std::chrono::steady_clock::now();
+  std::string drawn(static_cast<size_t>(wanted), ' ');
   {
     host::ProgressLine line(true);
-    for (int bytes = 0; bytes < 70; ioctl(terminal, FIONREAD, &bytes)) line.update("clip", 1, 2);
+    for (int bytes = 0; bytes < wanted; ioctl(terminal, FIONREAD, &bytes)) line.update(label, 1, 2);
+    EXPECT_EQ(read(terminal, drawn.data(), drawn.size()), wanted);
   }
-  const auto elapsed = std::chrono::steady_clock::now() - begin;
   dup2(before, STDERR_FILENO);
   for (const int file : {before, terminal, end_of_program}) close(file);
-  EXPECT_GT(elapsed, std::chrono::milliseconds(650));
+  return drawn;
+}
+
+// Three lines, of 24 to 34 bytes each, take the half second before the first and two tenths of a second.
+TEST(ProgressLine, IsDrawnAtMostTenTimesASecondAndFitsTheTerminal) {
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_NE(draw_progress("clip", 80, 70).find("clip: 50%, 0:00:0"), std::string::npos);
+  EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(650));
+  const std::string narrow = "\r\x1B[Ka lon...a file: 50%\r";
+  EXPECT_EQ(draw_progress("a long name of a file", 20, static_cast<int>(narrow.size())), narrow);
 }
 
 TEST(TimeText, ReadsSecondsAndClockTimes) {
