@@ -199,24 +199,44 @@ TEST_F(SeekSync, AnOldGateStaysUntilTheTimeOfAudioIsKnown) {
 
 // After a seek of a stopped filter, the worker that starts first does not rely on the other stream.
 TEST_F(SeekSync, KeptFirstWorkerToStartDisarmsTheOtherStream) {
-  for (const bool running : {false, true}) {
-    for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) sync.pin_seeking(stream, false);
-    // A seek that finds workers sets the latches again.
-    for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) {
-      if (running) sync.pin_seeking(stream, true);
+  for (const StreamKind stream : {StreamKind::kAudio, StreamKind::kVideo}) sync.pin_seeking(stream, false);
+  both_play();
+  sync.worker_created(StreamKind::kAudio);
+  sync.worker_created(StreamKind::kVideo);
+  sync.arm(StreamKind::kAudio);
+  EXPECT_EQ(start(StreamKind::kAudio, kSecond).get().rebase, Rebase::kThisPin);
+  // Video starts later, finds the time of audio, and moves both.
+  sync.arm(StreamKind::kVideo);
+  const Sync::Outcome video = sync.resynchronise(StreamKind::kVideo, kSecond - kBlink, request.get());
+  EXPECT_EQ(video.rebase, Rebase::kBothPins);
+  EXPECT_EQ(video.start, kSecond);
+}
+
+// A seek clears the latch of a pin without a worker, and sets that of the other pin for one with a worker.
+TEST_F(SeekSync, KeptLatchesDecideWhetherTheFirstWorkerDisarmsTheOtherStream) {
+  constexpr struct {
+    bool audio_works;
+    bool video_works;
+    bool armed_after_audio;  // both streams, after the worker of audio has started
+    bool armed_after_video;
+  } kCases[] = {{false, false, false, false},
+                {true, true, true, true},
+                {false, true, true, true},
+                {true, false, true, false}};
+  for (const auto& row : kCases) {
+    for (const StreamKind first : {StreamKind::kAudio, StreamKind::kVideo}) {
+      both_play();
+      Pending video = start(StreamKind::kVideo, 0);  // sets the gate, which stays while both are armed
+      sync.resynchronise(StreamKind::kAudio, kBlink, request.get());
+      video.get();
+      sync.pin_seeking(StreamKind::kAudio, row.audio_works);
+      sync.pin_seeking(StreamKind::kVideo, row.video_works);
+      both_play();
+      sync.worker_created(first);
+      EXPECT_FALSE(sync.is_preroll(0, 0));
+      const bool armed = first == StreamKind::kAudio ? row.armed_after_audio : row.armed_after_video;
+      EXPECT_EQ(sync.is_preroll(0, 1), armed) << row.audio_works << row.video_works;
     }
-    both_play();
-    sync.worker_created(StreamKind::kAudio);
-    sync.worker_created(StreamKind::kVideo);
-    sync.arm(StreamKind::kAudio);
-    Pending audio = start(StreamKind::kAudio, kSecond);
-    EXPECT_TRUE(running || audio.get().rebase == Rebase::kThisPin);
-    // Video starts later, finds the time of audio, and moves both.
-    sync.arm(StreamKind::kVideo);
-    const Sync::Outcome video = sync.resynchronise(StreamKind::kVideo, kSecond - kBlink, request.get());
-    EXPECT_EQ(video.rebase, Rebase::kBothPins);
-    EXPECT_EQ(video.start, kSecond);
-    EXPECT_TRUE(!running || audio.get().rebase == Rebase::kBothPins);
   }
 }
 
