@@ -4,6 +4,7 @@
 #include <bit>
 
 #include "aacdec/fixed/fixed_point.h"
+#include "aacdec/fixed/magnitude.h"
 
 namespace zdr::aacdec {
 namespace {
@@ -19,15 +20,6 @@ int32_t draw(uint32_t& state) {
   return static_cast<int32_t>(state) >> 16;
 }
 
-uint32_t square_root(uint64_t v) {
-  uint64_t root = 0;
-  for (uint64_t bit = uint64_t{1} << 31; bit != 0; bit >>= 1) {
-    const uint64_t trial = root | bit;
-    if (trial * trial <= v) root = trial;
-  }
-  return static_cast<uint32_t>(root);
-}
-
 // 1 / sqrt(v) = value * 2^(shift - 62), value from 2^30 to 0x7FFFFFFF.
 struct InverseRoot {
   int32_t value;
@@ -37,7 +29,7 @@ struct InverseRoot {
 InverseRoot inverse_square_root(uint64_t v) {
   if (v == 0) return {kInt32Max, 0};
   const int shift = std::countl_zero(v) / 2;
-  const uint64_t inverse = (uint64_t{1} << 62) / square_root(v << (2 * shift));
+  const uint64_t inverse = (uint64_t{1} << 62) / integer_root(v << (2 * shift));
   return {saturate(static_cast<int64_t>(inverse)), shift};
 }
 
