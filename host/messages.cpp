@@ -120,7 +120,11 @@ std::string hresult_text(int32_t hr) {
 }
 
 std::string counted(uint64_t count, std::string_view noun) {
-  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+  std::string text = std::to_string(count) + " " + std::string(noun);
+  if (count == 1) return text;
+  if (text.ends_with('x')) return text + "es";
+  if (text.ends_with("try")) return text.substr(0, text.size() - 1) + "ies";
+  return text + "s";
 }
 
 std::string error_line(std::string_view reason) {

@@ -90,7 +90,7 @@ class FieldTexts final : public FieldSink {
   }
   void begin_entry() override { out_ << "\n" << indent_ << "  [" << ++entry_ << "]"; }
   void leave_out(uint64_t entries) override {
-    out_ << "\n" << indent_ << "  ... " << entries << (entries == 1 ? " more entry" : " more entries");
+    out_ << "\n" << indent_ << "  ... " << counted(entries, "more entry");
   }
 
  private:

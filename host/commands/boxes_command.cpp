@@ -137,13 +137,13 @@ ExitCode BoxView::report() {
   code = worse_of(code, report_structure());
   if (movie_.is_open()) code = worse_of(code, report_missing());
   if (tree_.boxes_left_out() != 0)
-    note_not_shown("not shown: " + std::to_string(tree_.boxes_left_out()) + " more boxes");
+    note_not_shown("not shown: " + counted(tree_.boxes_left_out(), "more box"));
   if (left_out_.offset)
     note_not_shown("the boxes from offset " + std::to_string(*left_out_.offset) + " on are not shown");
   if (left_out_.are_deep)
     note_not_shown("boxes more than " + std::to_string(kMostBoxLevels) + " levels deep are not shown");
   if (tree_.entries_left_out() != 0)
-    note_not_shown("not shown: " + std::to_string(tree_.entries_left_out()) + " more list entries");
+    note_not_shown("not shown: " + counted(tree_.entries_left_out(), "more list entry"));
   return code;
 }
 

@@ -69,7 +69,9 @@ TEST(FixedLanes, MultiplyLikeTheScalarFunction) {
     for (const int32_t b : kFactors) {
       if (b == kInt32Min) continue;
       const Lanes product = mul_q31(broadcast(a), broadcast(b));
-      EXPECT_EQ(static_cast<int32_t>(lane(product, 7)), mul_q31(a, b)) << a << " " << b;
+      for (const int number : {0, 3, 4, 7}) {  // both ends of each half
+        EXPECT_EQ(static_cast<int32_t>(lane(product, number)), mul_q31(a, b)) << a << " " << b;
+      }
     }
   }
 }
