@@ -132,8 +132,7 @@ class Player {
   }
 
   void change_state(FILTER_STATE state) {
-    const auto result = graph_->change_state(state, [] { return true; });
-    state_ = SUCCEEDED(result.value_or(E_FAIL)) ? state : State_Stopped;
+    state_ = SUCCEEDED(graph_->set_state(state)) ? state : State_Stopped;
   }
 
   void wait() {

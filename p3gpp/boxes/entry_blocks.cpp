@@ -74,8 +74,9 @@ uint32_t EntryBlocks::skip_forward(uint32_t index, uint64_t number) const {
 uint32_t EntryBlocks::skip_back(uint32_t index, uint64_t number) const {
   if (block_entries_ == 0 || index >= count_ || !is_last_of_block(index)) return index;
   int64_t block = index / block_entries_;
-  while (block >= 0 && !blocks_[block].may_fall_to(number)) {
-    const bool skips_group = block % kGroup == kGroup - 1 && !groups_[block / kGroup].may_fall_to(number);
+  while (block >= 0 && !blocks_[static_cast<size_t>(block)].may_fall_to(number)) {
+    const bool skips_group =
+        block % kGroup == kGroup - 1 && !groups_[static_cast<size_t>(block / kGroup)].may_fall_to(number);
     block -= skips_group ? kGroup : 1;
   }
   if (block < 0) return 0;
