@@ -12,7 +12,7 @@
 namespace zdr::host {
 namespace {
 
-// The letter behind the name, which is in parentheses and may have any characters; 0 if the thread has ended.
+// The letter after the name, which is in parentheses and may have any characters; 0 if the thread has ended.
 char state_of(const std::filesystem::path& thread) {
   std::ifstream file(thread / "stat");
   const std::string text{std::istreambuf_iterator<char>(file), {}};

@@ -91,7 +91,7 @@ struct CttsPayload final : TablePayload<CttsEntry> {
 // Never empty: a table without entries is dropped, and then every sample is a sync sample.
 struct StssPayload final : TablePayload<Number32Entry> {
   SyncPosition position;
-  EntryBlocks blocks;  // behind the sorted front
+  EntryBlocks blocks;  // after the sorted front
 };
 
 struct StscPayload final : TablePayload<StscEntry> {

@@ -2,7 +2,7 @@
 //
 // A query walks the table entry by entry from where the last query ended; the last entry read becomes the
 // position. Within the front of the table that is known to be sorted, a binary search replaces the walk;
-// behind it, the walk skips blocks that cannot end it. Result and position are the same. In an unsorted table
+// after it, the walk skips blocks that cannot end it. Result and position are the same. In an unsorted table
 // the order of the walk decides the result.
 #include <algorithm>
 

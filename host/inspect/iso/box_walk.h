@@ -32,7 +32,7 @@ void describe_box(const BoxTree& tree, const BoxRecord& box, std::string_view co
                   const EntryChoice& choice, FieldSink& sink);
 
 // Passes the boxes to the sink; with a path only the boxes that it names, and what is in them. A step of the
-// path without a number, "moov/trak", stands for every number. Returns the number of boxes that the path
+// path without a number, "moov/trak", matches every number. Returns the number of boxes that the path
 // names. Allocates no memory.
 size_t walk_tree(const BoxTree& tree, std::string_view path, BoxSink& sink);
 
