@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <optional>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "host/inspect/aac/adts_frames.h"
 #include "host/inspect/aac/raw_frames.h"
 #include "host/inspect/files/file_stream.h"
+#include "host/inspect/files/read_failure.h"
 #include "host/memory.h"
 #include "host/messages.h"
 #include "host/text/time_text.h"
@@ -55,6 +57,7 @@ AudioRange audio_range(FileStream& stream, const AacStreamView& view) {
 FrameCount count_frames(const std::string& file, const AacStreamView& view,
                         const std::function<bool()>& watch) {
   FileStream stream(file);
+  if (!stream.is_open()) throw std::bad_alloc();  // the reader has just opened it
   const auto [begin, end] = audio_range(stream, view);
   std::array<uint8_t, 2> start{};
   stream.read_at(begin, start);
@@ -87,6 +90,7 @@ uint64_t undecodable_frame(const std::string& file, const std::function<bool()>&
 // " at offset 1234" of a frame of an ADTS stream.
 std::string offset_text(const std::string& file, const AacStreamView& view, uint64_t frame) {
   FileStream stream(file);
+  if (!stream.is_open()) throw std::bad_alloc();  // the reader has just opened it
   const auto [begin, end] = audio_range(stream, view);
   uint64_t found = 0;
   walk_adts_frames(stream, begin, end, [&](uint64_t number, uint64_t offset) {
@@ -239,7 +243,7 @@ class Comparison {
 std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDelivery& delivery,
                                           const std::function<bool()>& watch) {
   const AacStreamView view(file);
-  if (view.status != AACF_OK) return {};
+  if (view.status != AACF_OK) return {not_opened_again()};
   std::vector<Diagnosis> found;
   if (view.config.extension == ZD_AAC_DEC_EXTENSION_PS) {
     found.push_back({ExitCode::kDone,

@@ -6,6 +6,7 @@
 
 #include "esparse/amr/amrf.h"
 #include "host/inspect/files/file_stream.h"
+#include "host/inspect/files/read_failure.h"
 #include "host/text/time_text.h"
 
 namespace zdr::host {
@@ -64,6 +65,7 @@ uint64_t missing_frames(const AmrDelivery& delivery) {
 
 std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDelivery& delivery) {
   FileStream stream(file);
+  if (!stream.is_open()) return not_opened_again();
   BlockReader block(stream);
   const uint64_t begin = first_frame(block);
   const bool is_undamaged = delivery.is_from_start && delivery.is_to_end && !delivery.is_damaged;

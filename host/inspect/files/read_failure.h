@@ -20,4 +20,14 @@ std::optional<Diagnosis> take_read_failure(ExitCode exit_code);
 // Reports the failure that has not been taken yet, as a loss.
 ExitCode report_read_failure(const std::string& file, Messages& messages);
 
+// For a file that could be read a moment ago, but cannot be opened again to be compared with what it
+// delivered.
+inline Diagnosis not_opened_again() {
+  return {ExitCode::kLoss,
+          MessageCode::kReadFailed,
+          {},
+          "cannot be opened again to see whether all of it was delivered",
+          ""};
+}
+
 }  // namespace zdr::host
