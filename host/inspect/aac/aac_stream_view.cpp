@@ -47,8 +47,7 @@ AACF_StreamInfo AacReader::stream() const {
   return stream;
 }
 
-AacStreamView::AacStreamView(const std::string& file) {
-  const AacReader reader(file);
+AacStreamView::AacStreamView(const AacReader& reader) {
   status = reader.status();
   if (status != AACF_OK) return;
   stream = reader.stream();

@@ -29,7 +29,8 @@ class AacReader {
 };
 
 struct AacStreamView {
-  explicit AacStreamView(const std::string& file);
+  explicit AacStreamView(const std::string& file) : AacStreamView(AacReader(file)) {}
+  explicit AacStreamView(const AacReader& reader);
 
   int32_t status = AACF_ERR_FAILED;  // of the open; the others are valid for AACF_OK
   AACF_StreamInfo stream{};

@@ -72,9 +72,7 @@ FrameCount count_frames(const std::string& file, const AacStreamView& view,
 }
 
 // Returns the number of the first frame that cannot be decoded, or 0 if the reader can decode all its frames.
-uint64_t undecodable_frame(const std::string& file, const std::function<bool()>& watch) {
-  const AacReader reader(file);
-  if (reader.status() != AACF_OK) return 0;
+uint64_t undecodable_frame(const AacReader& reader, const std::function<bool()>& watch) {
   std::vector<int16_t> pcm(static_cast<size_t>(reader.config().outputBytes) / sizeof(int16_t));
   constexpr uint32_t kFramesPerCall = 64;
   for (uint32_t number = 1; number <= reader.stream().total_frames; ++number) {
@@ -102,9 +100,10 @@ std::string offset_text(const std::string& file, const AacStreamView& view, uint
 
 class Comparison {
  public:
-  Comparison(const std::string& file, const AacStreamView& view, const AacDelivery& delivery,
-             const std::function<bool()>& watch)
+  Comparison(const std::string& file, const AacReader& reader, const AacStreamView& view,
+             const AacDelivery& delivery, const std::function<bool()>& watch)
       : file_(file),
+        reader_(reader),
         view_(view),
         delivery_(delivery),
         watch_(watch),
@@ -120,7 +119,7 @@ class Comparison {
     const uint64_t expected = frames_of_undamaged_play();
     const bool lacks_frames = delivered < expected || delivery_.lacks_frames;
     if (!has_ended && !lacks_frames) return std::nullopt;
-    const uint64_t number = undecodable_frame(file_, watch_);
+    const uint64_t number = undecodable_frame(reader_, watch_);
     if (number == 0 || number > wanted_) {
       // A damaged frame may be decodable and swallow the next one.
       const bool is_certain = knows_places() && delivered < expected && !(is_whole() && has_ended);
@@ -206,15 +205,14 @@ class Comparison {
   // position and the number of frames that the reader has estimated. The last frame is held back.
   uint64_t frames_of_undamaged_play() const {
     constexpr uint32_t kFramesPerGroup = 10;
-    const AacReader reader(file_);
     uint32_t number = 1;
     const auto start_ms = static_cast<uint32_t>(std::max<int64_t>(1, delivery_.start / kUnitsPerMillisecond));
-    if (!is_whole() && AACF_TimeToFrame(reader.get(), start_ms, &number) != AACF_OK) return 0;
+    if (!is_whole() && AACF_TimeToFrame(reader_.get(), start_ms, &number) != AACF_OK) return 0;
     const uint64_t last = std::min<uint64_t>(count_.total, view_.stream.total_frames);
     uint64_t read = 0;
     for (; number <= last; number += kFramesPerGroup) {
       uint64_t end_ms = 0;  // of the first frame of the group, which is its time stamp
-      AACF_FrameToTime(reader.get(), number + 1, &end_ms);
+      AACF_FrameToTime(reader_.get(), number + 1, &end_ms);
       if (static_cast<int64_t>(end_ms) * kUnitsPerMillisecond >= delivery_.stop) break;
       read += std::min<uint64_t>(kFramesPerGroup, last - number + 1);
     }
@@ -229,6 +227,7 @@ class Comparison {
   std::string ended() const { return "ended at " + time_of(delivered_) + " of " + time_of(wanted_); }
 
   const std::string& file_;
+  const AacReader& reader_;
   const AacStreamView& view_;
   const AacDelivery& delivery_;
   const std::function<bool()>& watch_;
@@ -242,7 +241,8 @@ class Comparison {
 
 std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDelivery& delivery,
                                           const std::function<bool()>& watch) {
-  const AacStreamView view(file);
+  const AacReader reader(file);
+  const AacStreamView view(reader);
   if (view.status != AACF_OK) return {not_opened_again()};
   std::vector<Diagnosis> found;
   if (view.config.extension == ZD_AAC_DEC_EXTENSION_PS) {
@@ -252,7 +252,7 @@ std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDeli
                      "parametric stereo is not used: both channels are the same",
                      ""});
   }
-  const Comparison comparison(file, view, delivery, watch);
+  const Comparison comparison(file, reader, view, delivery, watch);
   auto shortfall = comparison.find_failed_frame();
   if (!shortfall) shortfall = comparison.find_gap();
   if (!shortfall) shortfall = comparison.find_cut();

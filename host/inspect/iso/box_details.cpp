@@ -34,14 +34,14 @@ bool takes_rest(Kind kind) {
   return kind >= Kind::kTypes;
 }
 
-size_t bits_of(const FieldSpec& spec, uint8_t version) {
-  return spec.bits != kWide ? spec.bits : version == 1 ? 64 : 32;
+size_t bits_of(const FieldRow& row, uint8_t version) {
+  return row.bits != kWide ? row.bits : version == 1 ? 64 : 32;
 }
 
 // The bytes of fields without those that take the rest.
-uint64_t bytes_of(std::span<const FieldSpec> specs, uint8_t version) {
+uint64_t bytes_of(std::span<const FieldRow> rows, uint8_t version) {
   size_t bits = 0;
-  for (const FieldSpec& spec : specs) bits += takes_rest(spec.kind) ? 0 : bits_of(spec, version);
+  for (const FieldRow& row : rows) bits += takes_rest(row.kind) ? 0 : bits_of(row, version);
   return (bits + 7) / 8;
 }
 
@@ -93,19 +93,19 @@ class LayoutReader {
   LayoutReader(Bytes bytes, uint64_t left_out, uint8_t version, FieldSink& sink)
       : reader_(bytes), left_out_(left_out), version_(version), sink_(sink) {}
 
-  void read(std::span<const FieldSpec> specs) {
-    for (const FieldSpec& spec : specs) {
-      if (!reader_.has_failed()) read(spec);
+  void read(std::span<const FieldRow> rows) {
+    for (const FieldRow& row : rows) {
+      if (!reader_.has_failed()) read(row);
     }
   }
   bool has_failed() const { return reader_.has_failed(); }
   uint64_t entries() const { return common_size_ == 0 ? entries_ : 0; }
 
  private:
-  void read(const FieldSpec& spec);
-  void read_matrix(const FieldSpec& spec);
-  void read_number(const FieldSpec& spec);
-  FieldValue value_of(const FieldSpec& spec, uint64_t raw, size_t bits) const;
+  void read(const FieldRow& row);
+  void read_matrix(const FieldRow& row);
+  void read_number(const FieldRow& row);
+  FieldValue value_of(const FieldRow& row, uint64_t raw, size_t bits) const;
 
   BitReader reader_;
   uint64_t left_out_;
@@ -115,45 +115,45 @@ class LayoutReader {
   uint64_t common_size_ = 0;
 };
 
-void LayoutReader::read(const FieldSpec& spec) {
-  switch (spec.kind) {
+void LayoutReader::read(const FieldRow& row) {
+  switch (row.kind) {
     case Kind::kSkipped:
-      reader_.skip(bits_of(spec, version_));
+      reader_.skip(bits_of(row, version_));
       return;
     case Kind::kMatrix:
-      return read_matrix(spec);
+      return read_matrix(row);
     case Kind::kTypes:
-      return sink_.add({spec.name, ArrayView{reader_.rest(), ArrayView::Kind::kTypes}});
+      return sink_.add({row.name, ArrayView{reader_.rest(), ArrayView::Kind::kTypes}});
     case Kind::kTrackIds:
-      return sink_.add({spec.name, ArrayView{reader_.rest(), ArrayView::Kind::kNumbers}});
+      return sink_.add({row.name, ArrayView{reader_.rest(), ArrayView::Kind::kNumbers}});
     case Kind::kText:
-      return sink_.add({spec.name, text_of(reader_.rest(), left_out_)});
+      return sink_.add({row.name, text_of(reader_.rest(), left_out_)});
     default:
-      return read_number(spec);
+      return read_number(row);
   }
 }
 
-void LayoutReader::read_matrix(const FieldSpec& spec) {
+void LayoutReader::read_matrix(const FieldRow& row) {
   const ArrayView matrix{reader_.take_bytes(kMatrixBits / 8), ArrayView::Kind::kMatrix};
   if (matrix.bytes.size() < kMatrixBits / 8) return;
-  sink_.add({spec.name, matrix});
-  if (const auto degrees = rotation_of(matrix)) sink_.add({spec.second_name, *degrees});
+  sink_.add({row.name, matrix});
+  if (const auto degrees = rotation_of(matrix)) sink_.add({row.second_name, *degrees});
 }
 
-void LayoutReader::read_number(const FieldSpec& spec) {
-  const size_t bits = bits_of(spec, version_);
+void LayoutReader::read_number(const FieldRow& row) {
+  const size_t bits = bits_of(row, version_);
   const uint64_t raw = reader_.take(bits);
   if (reader_.has_failed()) return;
-  if (spec.kind == Kind::kCount) entries_ = raw;
-  if (spec.kind == Kind::kCommonSize) common_size_ = raw;
-  sink_.add({spec.name, value_of(spec, raw, bits)});
+  if (row.kind == Kind::kCount) entries_ = raw;
+  if (row.kind == Kind::kCommonSize) common_size_ = raw;
+  sink_.add({row.name, value_of(row, raw, bits)});
   DateDigits digits;
-  if (spec.kind == Kind::kTime && !format_date(raw, digits).empty())
-    sink_.add({spec.second_name, FileDate{raw}});
+  if (row.kind == Kind::kTime && !format_date(raw, digits).empty())
+    sink_.add({row.second_name, FileDate{raw}});
 }
 
-FieldValue LayoutReader::value_of(const FieldSpec& spec, uint64_t raw, size_t bits) const {
-  switch (spec.kind) {
+FieldValue LayoutReader::value_of(const FieldRow& row, uint64_t raw, size_t bits) const {
+  switch (row.kind) {
     case Kind::kSigned:
       return sign_extended(raw, bits);
     case Kind::kOffset:
@@ -166,7 +166,7 @@ FieldValue LayoutReader::value_of(const FieldSpec& spec, uint64_t raw, size_t bi
     case Kind::kType:
       return type_of(raw);
     default:
-      return raw + spec.bias;
+      return raw + row.bias;
   }
 }
 
