@@ -42,41 +42,16 @@ constexpr NamedResult kNames[] = {
     {VFW_E_INVALID_FILE_FORMAT, "VFW_E_INVALID_FILE_FORMAT"},
 };
 
-constexpr std::string_view kWords[] = {"file-not-found",
-                                       "file-not-readable",
-                                       "file-not-seekable",
-                                       "file-type-unknown",
-                                       "file-damaged",
-                                       "read-failed",
-                                       "out-of-memory",
-                                       "not-shown",
-                                       "module-failed",
-                                       "registry-failed",
-                                       "registry-changed",
-                                       "no-playable-track",
-                                       "track-not-played",
-                                       "edits-not-applied",
-                                       "pin-not-connected",
-                                       "range-not-playable",
-                                       "graph-failed",
-                                       "stalled",
-                                       "interrupted",
-                                       "tables-overlap",
-                                       "cut-off",
-                                       "units-missing",
-                                       "nothing-delivered",
-                                       "units-damaged",
-                                       "units-after-end",
-                                       "stream-incomplete",
-                                       "stereo-duplicated",
-                                       "description-ignored",
-                                       "key-frame-missing",
-                                       "cover-missing",
-                                       "box-missing",
-                                       "output-refused",
-                                       "output-failed",
-                                       "output-partial",
-                                       "usage"};
+constexpr std::string_view kWords[] = {
+    "file-not-found",    "file-not-readable", "file-not-seekable", "file-type-unknown",
+    "file-damaged",      "read-failed",       "out-of-memory",     "not-shown",
+    "module-failed",     "registry-failed",   "registry-changed",  "no-playable-track",
+    "track-not-played",  "edits-not-applied", "pin-not-connected", "range-not-playable",
+    "graph-failed",      "stalled",           "interrupted",       "tables-overlap",
+    "cut-off",           "units-missing",     "nothing-delivered", "units-damaged",
+    "units-after-end",   "stream-incomplete", "stereo-duplicated", "description-ignored",
+    "key-frame-missing", "cover-missing",     "box-missing",       "digest-differs",
+    "output-refused",    "output-failed",     "output-partial",    "usage"};
 static_assert(std::size(kWords) == static_cast<size_t>(MessageCode::kUsage) + 1);
 
 // "zdr: error: FILE: PLACE: REASON [STATUS]". A line break or an escape sequence in a file name must not
@@ -136,7 +111,7 @@ void Messages::error(const Message& message) noexcept try {
   constexpr const char* kRed = "\x1b[31m";
   constexpr const char* kPlain = "\x1b[0m";
   const std::string line = line_of("error: ", message);
-  print_line_to_terminal(use_colour() ? kRed + line + kPlain : line);
+  if (shown_ != Shown::kNothing) print_line_to_terminal(use_colour() ? kRed + line + kPlain : line);
   errors_.push_back(message);
 } catch (const std::exception&) {
   print_line_to_terminal("zdr: error: out of memory");
@@ -151,7 +126,7 @@ ExitCode Messages::report(const std::string& file, const Diagnosis& diagnosis) {
 void Messages::note(const Message& message) {
   const std::lock_guard lock(mutex_);
   notes_.push_back(message);
-  if (!quiet_) print_line_to_terminal(line_of("note: ", message));
+  if (shown_ == Shown::kAll) print_line_to_terminal(line_of("note: ", message));
 }
 
 std::vector<Message> Messages::take_errors() {

@@ -45,6 +45,7 @@ enum class MessageCode : uint8_t {
   kKeyFrameMissing,
   kCoverMissing,
   kBoxMissing,
+  kDigestDiffers,
   kOutputRefused,
   kOutputFailed,
   kOutputPartial,
@@ -101,8 +102,11 @@ std::string error_line(std::string_view reason);
 // Prints the messages of one run and collects them. Any thread may add messages.
 class Messages {
  public:
-  // `quiet` suppresses notes; errors are always printed.
-  explicit Messages(bool quiet) : quiet_(quiet) {}
+  // What is printed; all messages are collected.
+  enum class Shown : uint8_t { kAll, kErrors, kNothing };
+  explicit Messages(Shown shown) : shown_(shown) {}
+  // `quiet` suppresses notes.
+  explicit Messages(bool quiet) : Messages(quiet ? Shown::kErrors : Shown::kAll) {}
 
   // Without memory for the line, reports that instead.
   void error(const Message& message) noexcept;
@@ -115,7 +119,7 @@ class Messages {
   std::vector<Message> take_notes();
 
  private:
-  bool quiet_;
+  Shown shown_;
   std::mutex mutex_;
   std::vector<Message> errors_;
   std::vector<Message> notes_;

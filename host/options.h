@@ -19,9 +19,12 @@ struct Options {
   std::string cover;            // info: file for the cover image
   std::string path;             // boxes: path of the boxes to show; empty: all
   std::string entries;          // boxes: type of the table whose entries are shown
+  std::string hash;             // verify: name of the digest, or empty
+  std::string against;          // verify: file of digests
+  uint32_t jobs = 1;            // verify: number of processes
   uint32_t index = 0;           // keyframe: number of the key frame, from 1
   uint32_t stall_seconds = 30;  // 0: no limit
-  uint32_t most_entries = 10;   // boxes: of one table
+  uint32_t most_entries = 10;   // boxes: of one table; verify: damaged units of one stream
   bool json = false;
   bool json_lines = false;  // one line per file; implies json
   bool quiet = false;

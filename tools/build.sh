@@ -8,7 +8,8 @@ root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 exec 1>&2
 
 # Each entry is PROBE:PACKAGE. The package is installed unless the probe, a command or an absolute file name, exists.
-needs="g++:g++ cmake:cmake ninja:ninja-build /usr/include/CLI/CLI.hpp:libcli11-dev"
+needs="g++:g++ cmake:cmake ninja:ninja-build /usr/include/CLI/CLI.hpp:libcli11-dev
+/usr/include/zlib.h:zlib1g-dev /usr/include/nettle/sha2.h:nettle-dev"
 [ "$what" = tests ] && needs="$needs /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev
 python3:python3 script:bsdutils /usr/lib/python3/dist-packages/jsonschema:python3-jsonschema"
 # The clang package only recommends the package with the runtime of the sanitizers.

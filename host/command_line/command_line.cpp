@@ -65,9 +65,14 @@ void add_option(CLI::App& app, const OptionRow& row, Options& options) {
   if (const auto* number = std::get_if<uint32_t Options::*>(&row.target); number != nullptr) {
     constexpr uint32_t kDay = 24 * 60 * 60;
     constexpr uint32_t kMostEntries = std::numeric_limits<uint32_t>::max();
+    constexpr uint32_t kMostJobs = 256;
+    const std::string_view name = row.name;
+    const bool is_jobs = name == "--jobs";
     app.add_option(names, options.**number, row.summary)
         ->option_text(row.argument)
-        ->check(number_check(0, std::string_view(row.name) == "--first" ? kMostEntries : kDay));
+        ->check(number_check(is_jobs ? 1 : 0, is_jobs             ? kMostJobs
+                                              : name == "--first" ? kMostEntries
+                                                                  : kDay));
     return;
   }
   CLI::Option* option =
@@ -94,7 +99,7 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
   // A list of files would also swallow the operand that follows.
   CLI::Option* files =
       row.many_operands
-          ? app.add_option("file", options.files, "media file")
+          ? app.add_option("file", options.files, row.bit == kVerify ? "media file or folder" : "media file")
           : app.add_option_function<std::string>(
                 "file", [&options](const std::string& name) { options.files = {name}; }, "media file");
   files->required()->option_text(row.many_operands ? row.operand : "FILE");

@@ -23,6 +23,8 @@ enum CommandBit : unsigned {
   kRegistry = 1u << 7,
   kCompletion = 1u << 8,
   kManPage = 1u << 9,
+  kVerify = 1u << 10,
+  kVerifyWorker = 1u << 11,
 };
 
 struct CommandRow {

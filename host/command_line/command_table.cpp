@@ -6,6 +6,7 @@
 #include "host/command_line/documents.h"
 #include "host/commands/commands.h"
 #include "host/messages.h"
+#include "host/verify/worker_pool.h"
 #include "host/version.h"
 #include "platform/win32/session.h"
 
@@ -41,6 +42,8 @@ constexpr CommandRow kCommands[] = {
      in_session<run_play>},
     {kInfo, "info", "FILE", true, "show the pins of files, their media types, durations and tags", true,
      in_session<run_info>},
+    {kVerify, "verify", "FILE", true, "play files and folders to nothing, and check that all of them comes",
+     true, in_session<run_verify>},
     {kSamples, "samples", "FILE", false, "list every delivered media sample, one row each", true,
      in_session<run_samples>},
     {kBoxes, "boxes", "FILE", true, "list the boxes of ISO media files with their fields", true, run_boxes},
@@ -52,9 +55,12 @@ constexpr CommandRow kCommands[] = {
     {kCompletion, "completion", "SHELL", false, "print the completion script for bash, zsh or fish", true,
      run_completion},
     {kManPage, "man-page", "", false, "print the man page", false, run_man_page},
+    {kVerifyWorker, "verify-worker", "", false, "verify the files whose names are sent", false,
+     in_session<run_verify_worker>},
 };
 
-constexpr unsigned kAnyFile = kPlay | kInfo | kSamples | kKeyframe;
+constexpr unsigned kAnyFile = kPlay | kInfo | kVerify | kSamples | kKeyframe;
+constexpr unsigned kAnyVerify = kVerify | kVerifyWorker;
 
 const OptionRow kOptions[] = {
     {kPlay, "--output", "-o", "DIR", "", "folder for the output files (default: the current folder)",
@@ -67,13 +73,19 @@ const OptionRow kOptions[] = {
     {kPlay | kSamples, "--only", "", "audio|video", "audio video", "use only the audio or only the video pin",
      &Options::only},
     {kPlay, "--decode", "", "", "", "decode AAC and write it as .wav", &Options::decode},
+    {kAnyVerify, "--hash", "", "md5|sha256", "md5 sha256", "print a digest of what each stream delivers",
+     &Options::hash},
+    {kVerify, "--against", "", "MANIFEST", "", "compare the digests with those of an earlier --hash",
+     &Options::against},
+    {kAnyVerify, "--decode", "", "", "", "hash the PCM of AAC instead of its access units", &Options::decode},
+    {kVerify, "--jobs", "-j", "N", "", "verify N files at once", &Options::jobs},
     {kInfo, "--cover", "", "OUT", "", "write the cover image of the file to OUT", &Options::cover},
     {kInfo, "--full", "", "", "", "show the bytes of the format blocks", &Options::full},
     {kPlay | kInfo | kKeyframe, "--force", "", "", "", "replace existing files", &Options::force},
     {kPlay, "--strict", "", "", "", "exit with 1 instead of 3 when something was lost", &Options::strict},
-    {kPlay | kSamples, "--allow-overlap", "", "", "",
+    {kPlay | kSamples | kAnyVerify, "--allow-overlap", "", "", "",
      "continue if the sample tables describe more data than the file holds", &Options::allow_overlap},
-    {kPlay | kSamples | kInfo, "--stall-timeout", "", "SECONDS", "",
+    {kPlay | kSamples | kInfo | kAnyVerify, "--stall-timeout", "", "SECONDS", "",
      "give up on a file after SECONDS without progress (default: 30; 0: never)", &Options::stall_seconds},
     {kBoxes, "--path", "", "PATH", "",
      "show only the boxes at PATH: moov/trak[2], or moov/trak for all tracks", &Options::path},
@@ -82,10 +94,13 @@ const OptionRow kOptions[] = {
     {kBoxes, "--first", "", "N", "", "show at most N entries of a table (default: 10)",
      &Options::most_entries},
     {kBoxes, "--all", "", "", "", "show all entries of a table", &Options::all_entries},
-    {kAnyFile, "--session", "", "NAME", "", "share named events with other runs that have this session name",
-     &Options::session},
+    {kAnyVerify, "--first", "", "N", "", "list at most N damaged access units of a stream (default: 10)",
+     &Options::most_entries},
+    {kAnyVerify, "--all", "", "", "", "list all damaged access units", &Options::all_entries},
+    {kAnyFile | kVerifyWorker, "--session", "", "NAME", "",
+     "share named events with other runs that have this session name", &Options::session},
     {kAnyFile | kBoxes | kRegistry, "--json", "", "", "", "print JSON instead of text", &Options::json},
-    {kPlay | kInfo | kBoxes, "--jsonl", "", "", "",
+    {kPlay | kInfo | kVerify | kBoxes, "--jsonl", "", "", "",
      "print JSON, one line per file, as soon as the file is done", &Options::json_lines},
     {kAnyFile | kBoxes | kRegister | kUnregister | kRegistry, "--quiet", "-q", "", "",
      "show no notes and no progress line", &Options::quiet},

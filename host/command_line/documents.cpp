@@ -35,7 +35,8 @@ std::string bash_values(const CommandTable& table) {
     if (argument.empty()) continue;
     std::string offer = "return ;;\n";  // the shell has nothing to offer
     if (argument == "DIR") offer = "mapfile -t COMPREPLY < <(compgen -d -- \"$current\"); " + offer;
-    if (argument == "OUT") offer = "mapfile -t COMPREPLY < <(compgen -f -- \"$current\"); " + offer;
+    if (argument == "OUT" || argument == "MANIFEST")
+      offer = "mapfile -t COMPREPLY < <(compgen -f -- \"$current\"); " + offer;
     if (*option.choices != '\0') {
       offer = std::string("COMPREPLY=($(compgen -W \"") + option.choices + "\" -- \"$current\")); " + offer;
     }
@@ -92,7 +93,8 @@ std::string zsh_option(const OptionRow& option) {
     text << ":" << option.argument << ":";
     if (*option.choices != '\0') text << "(" << option.choices << ")";
     if (std::string_view(option.argument) == "DIR") text << "_files -/";
-    if (std::string_view(option.argument) == "OUT") text << "_files";
+    if (std::string_view(option.argument) == "OUT" || std::string_view(option.argument) == "MANIFEST")
+      text << "_files";
   }
   text << "'";
   return text.str();

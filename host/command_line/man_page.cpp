@@ -30,10 +30,11 @@ void append_terms(std::ostringstream& out, std::span<const Term> terms) {
 }
 
 constexpr const char* kDescription = R"(.SH DESCRIPTION
-.B play
+.BR play ,
+.B verify
 and
 .B samples
-load the source filter module, connect a sink to each of its pins, run the graph and write or list
+load the source filter module, connect a sink to each of its pins, run the graph and write, check or list
 what was delivered;
 .B info
 and
@@ -78,6 +79,33 @@ constexpr Term kColumns[] = {
     {"crc32", "CRC-32 of the bytes, 8 hexadecimal digits"},
 };
 
+constexpr Term kVerdicts[] = {
+    {"ok", "everything was delivered, except what is left out by design"},
+    {"damaged",
+     "something that is there is wrong: a box, or the access units that are listed below the line"},
+    {"lost", "something is missing"},
+    {"not supported", "nothing in the file can be played"},
+    {"unreadable", "the file does not exist, may not be read, or is no media file"},
+    {"differs", "a digest is not that of the manifest"},
+    {"missing", "a stream of the manifest was not delivered"},
+};
+
+constexpr const char* kManifests = R"(.PP
+With
+.B \-\-hash
+a line with the digest, two blanks and a name, as of
+.BR sha256sum (1),
+is printed for each stream, and the other lines begin with #. The name is \fIFILE\fR:\fIPIN\fR, as in
+clip.mp4:Video0, with the file as given or found; \fIFILE\fR:\fIPIN\fR.pcm if the AAC of a movie was decoded for the
+digest (\-\-decode). The digest is that of all access units one after the other, without the size tables of AAC samples;
+of an AAC file that of the PCM.
+.B \-\-against
+reads such lines and ignores those that begin with #.
+.PP
+Of folders, all files with known extensions are verified, sorted by name, with those of the folders inside. Links to
+folders are not followed.
+)";
+
 constexpr Term kExitCodes[] = {
     {"0", "Done: everything was delivered and written, except what the notes list as left out by design."},
     {"1",
@@ -90,7 +118,7 @@ constexpr Term kExitCodes[] = {
     {"3",
      "Done, but something was lost: the file is cut off or became unreadable, a track or an access unit is "
      "damaged, a pin failed, no sample arrived in time (--stall-timeout), or the sample tables describe more "
-     "data than the file holds (--allow-overlap)."},
+     "data than the file holds (--allow-overlap). A stream differs from the manifest (--against)."},
     {"4",
      "Not supported: an unknown extension, no track that can be played, no cover image (--cover), "
      "or --start past the end."},
@@ -116,6 +144,8 @@ constexpr Term kExamples[] = {
     {"zdr info song.m4a --cover cover.jpg", "Shows tracks and tags, and saves the cover image."},
     {"zdr info --json *.3gp", "Describes many files as JSON."},
     {"zdr samples clip.mp4 --only video", "Lists the pictures with their times."},
+    {"zdr verify folder -j 4 --hash sha256 > manifest", "Checks all media files of a folder, four at once."},
+    {"zdr verify folder --against manifest", "Checks them again later."},
     {"zdr boxes clip.mp4 --path moov/trak[2] --entries stts --all",
      "Lists the boxes of the second track, with all durations in its time table."},
     {"zdr keyframe clip.mp4 3 -o key.h264", "Saves the third key frame."},
@@ -152,9 +182,10 @@ the program.
 )";
 
 constexpr const char* kSignals = R"(.SH SIGNALS
-SIGINT, SIGTERM and SIGHUP end a run of play or samples within a second; incomplete outputs remain as
-\fINAME\fR.part. A second signal ends the program at once, as the first does in the other commands. A signal that was
-ignored when the program started, as under nohup, remains ignored.
+SIGINT, SIGTERM and SIGHUP end a run of play, verify or samples within a second; incomplete outputs remain as
+\fINAME\fR.part, and verify prints what it knows. A second signal ends the program at once, as the first
+does in the other commands. A signal that was ignored when the program started, as under nohup, remains
+ignored.
 )";
 
 constexpr const char* kLimits = R"(.SH LIMITS
@@ -232,6 +263,12 @@ void append_samples(std::ostringstream& out) {
   append_terms(out, kColumns);
 }
 
+void append_verdicts(std::ostringstream& out) {
+  out << ".SH VERDICTS\n.B verify\nprints a line for each file, with one of these words:\n";
+  append_terms(out, kVerdicts);
+  out << kManifests;
+}
+
 void append_examples(std::ostringstream& out) {
   out << ".SH EXAMPLES\n";
   append_terms(out, kExamples);
@@ -248,6 +285,7 @@ std::string man_page(const CommandTable& table, std::string_view version) {
   append_commands(out, table);
   append_inputs(out);
   append_outputs(out);
+  append_verdicts(out);
   append_samples(out);
   out << kJson << kFiles << ".SH EXIT STATUS\n";
   append_terms(out, kExitCodes);

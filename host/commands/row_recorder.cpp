@@ -4,7 +4,7 @@
 #include <array>
 #include <ostream>
 
-#include "host/formats/crc32.h"
+#include "host/formats/digest.h"
 #include "host/json/json_writer.h"
 #include "host/terminal.h"
 
@@ -65,7 +65,7 @@ bool RowRecorder::receive(IMediaSample& sample) {
   row.sync = sample.IsSyncPoint() == S_OK;
   row.discontinuity = sample.IsDiscontinuity() == S_OK;
   row.preroll = sample.IsPreroll() == S_OK;
-  row.crc = crc32(*bytes);
+  row.crc = crc32_of(*bytes);
   if (!count_bytes(*bytes)) return false;
   count_sample(row.start);
   RowText text;

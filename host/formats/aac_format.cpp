@@ -57,4 +57,9 @@ std::vector<Bytes> split_aac_sample(Bytes sample) {
   return rest.empty() ? units : std::vector<Bytes>{};
 }
 
+Bytes first_aac_unit(Bytes sample) {
+  const std::vector<Bytes> units = split_aac_sample(sample);
+  return units.empty() ? Bytes() : units.front();
+}
+
 }  // namespace zdr::host

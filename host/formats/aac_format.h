@@ -30,5 +30,11 @@ std::optional<Zd_AAC_Dec_Config> read_aac_config(Bytes config, Bytes first_unit)
 
 // Returns the access units of one media sample; none if the size table does not fit the sample.
 std::vector<Bytes> split_aac_sample(Bytes sample);
+// Its first access unit; empty if it has none.
+Bytes first_aac_unit(Bytes sample);
+
+// What is wrong with a sample or a unit that cannot be decoded.
+inline constexpr const char* kAacTableDamage = "size table does not match its sample";
+inline constexpr const char* kAacUnitDamage = "access unit that cannot be decoded";
 
 }  // namespace zdr::host

@@ -1,5 +1,5 @@
 // Compares what a pin delivered with what the file holds, after a run has reached its end, and reports what
-// is missing or damaged. Used by `play` and `samples`.
+// is missing or damaged. Used by `play`, `samples` and `verify`.
 #pragma once
 
 #include <string>

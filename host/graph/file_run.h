@@ -1,5 +1,5 @@
-// The run that `play` and `samples` share: loads a file, reports what is left out, connects a consumer to
-// each pin, seeks, plays and shows progress. The commands differ in their consumers.
+// The run that `play`, `samples` and `verify` share: loads a file, reports what is left out, connects a
+// consumer to each pin, seeks, plays and shows progress. The commands differ in their consumers.
 #pragma once
 
 #include <memory>
@@ -47,6 +47,8 @@ class FileRun {
   // True after a run that reached its end and in which no read failed, so that the consumers have all that
   // the filter could deliver.
   bool is_complete() const { return is_complete_; }
+  // Null unless it is an ISO media file that was opened.
+  const ParsedMovie* movie() const { return movie_.get(); }
 
  private:
   struct Stream {

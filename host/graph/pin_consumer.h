@@ -1,5 +1,5 @@
-// Base of the consumers of `play` and `samples`: stores the name and type of its pin, counts and examines
-// what was delivered, and tracks the position.
+// Base of the consumers of `play`, `samples` and `verify`: stores the name and type of its pin, counts and
+// examines what was delivered, and tracks the position.
 #pragma once
 
 #include <algorithm>

@@ -10,7 +10,7 @@
 
 #include "host/formats/aac_format.h"
 #include "host/formats/codec_names.h"
-#include "host/formats/crc32.h"
+#include "host/formats/digest.h"
 #include "host/inspect/aac_description.h"
 #include "host/text/decoded_text.h"
 
@@ -134,7 +134,7 @@ void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type, bool is_full)
   if (const auto aac = describe_aac(type)) add_aac(json, *aac);
   json.member("format_block_size", type.cbFormat);
   std::array<char, 9> digits{};
-  std::snprintf(digits.data(), digits.size(), "%08x", crc32(format_block(type)));
+  std::snprintf(digits.data(), digits.size(), "%08x", crc32_of(format_block(type)));
   json.member("format_block_crc32", digits.data());
   if (is_full) {
     json.key("format_block");

@@ -21,8 +21,10 @@ class JsonReport {
  public:
   // Several files on the command line are an array "files", unless each is a line of its own.
   JsonReport(std::ostream& out, const Options& options)
+      : JsonReport(out, options, options.files.size() != 1) {}
+  JsonReport(std::ostream& out, const Options& options, bool is_list)
       : json_(out, options.json_lines ? JsonWriter::Layout::kOneLine : JsonWriter::Layout::kIndented),
-        is_list_(options.files.size() != 1 && !options.json_lines) {}
+        is_list_(is_list && !options.json_lines) {}
 
   // Begins the object of a file. The caller adds its members and then calls end_json().
   JsonWriter& begin_file(const std::string& file, ExitCode code);

@@ -1,113 +1,32 @@
-// Feeds access units to the decoder, whose output is one frame late.
+// Writes what the decoder makes of each access unit.
 #include "host/writers/decoded_aac_writer.h"
 
-#include <algorithm>
 #include <bit>
-#include <new>
 
 #include "host/formats/aac_format.h"
 
 namespace zdr::host {
-namespace {
-
-bool begins_with_syncword(Bytes unit) {
-  return unit.size() >= 2 && unit[0] == 0xFF && (unit[1] & 0xF0) == 0xF0;
-}
-
-// The decoder skips what precedes the first syncword.
-Bytes from_syncword(Bytes unit) {
-  while (!unit.empty() && !begins_with_syncword(unit)) unit = unit.subspan(1);
-  return unit;
-}
-
-// The raw data block of a unit, which may have an ADTS header, with or without a CRC.
-Bytes without_header(Bytes unit) {
-  if (!begins_with_syncword(unit)) return unit;
-  return unit.subspan(std::min<size_t>((unit[1] & 1) != 0 ? 7 : 9, unit.size()));
-}
-
-}  // namespace
 
 static_assert(std::endian::native == std::endian::little, "PCM is written in the byte order of the machine");
 
-DecodedAacWriter::DecodedAacWriter(Bytes config, Bytes first_sample) {
-  const std::vector<Bytes> units = split_aac_sample(first_sample);
-  if (!configure(config, units.empty() ? Bytes() : units.front())) decoder_.reset();
-}
-
-bool DecodedAacWriter::configure(Bytes config, Bytes first_unit) {
-  const auto parsed = read_aac_config(config, without_header(first_unit));
-  if (!parsed) return false;
-  Zd_AAC_Dec_Instance* instance = nullptr;
-  if (Zd_AAC_Dec_Create(&instance, ZD_AAC_DEC_MODE_PS) != ZD_AAC_DEC_OK) throw std::bad_alloc();
-  decoder_.reset(instance);
-  Zd_AAC_Dec_Config accepted = *parsed;
-  if (Zd_AAC_Dec_SetConfig(instance, &accepted) != ZD_AAC_DEC_OK) return false;
-  core_.frameLength = accepted.frameLength;
-  core_.sampleRate = accepted.sampleRate;
-  core_.profile = accepted.profile;
-  has_adts_headers_ = begins_with_syncword(first_unit);
-  pcm_.resize(static_cast<size_t>(accepted.outputBytes) / sizeof(int16_t));
-  set_format({static_cast<uint32_t>(accepted.outputRate), static_cast<uint16_t>(accepted.channels)});
-  return true;
-}
-
-bool DecodedAacWriter::is_decodable(Bytes unit) {
-  int32_t kind = ZD_AAC_DEC_STREAM_RAW;
-  if (has_adts_headers_) {
-    unit = from_syncword(unit);
-    if (unit.size() < 3) return false;
-    const int rate_index = unit[2] >> 2 & 0xF;
-    if (holds_frame_ && rate_index != rate_index_) return false;
-    rate_index_ = rate_index;
-    kind = ZD_AAC_DEC_STREAM_ADTS;
-  }
-  Zd_AAC_Dec_Config config = core_;
-  auto length = static_cast<int32_t>(unit.size());
-  return Zd_AAC_Dec_GetFrameLength(unit.data(), kind, &config, &length, 0) == ZD_AAC_DEC_OK;
-}
-
-DecodedAacWriter::Outcome DecodedAacWriter::decode(Bytes unit, int32_t& pcm_bytes) {
-  auto unit_bytes = static_cast<int32_t>(unit.size());
-  pcm_bytes = static_cast<int32_t>(pcm_.size() * sizeof(int16_t));
-  if (Zd_AAC_Dec_Decode(decoder_.get(), unit.empty() ? nullptr : unit.data(), &unit_bytes, pcm_.data(),
-                        &pcm_bytes) != ZD_AAC_DEC_OK) {
-    return Outcome::kFailed;
-  }
-  holds_frame_ = true;
-  return unit_bytes == 0 && !unit.empty() ? Outcome::kConcealed : Outcome::kDecoded;
-}
-
-bool DecodedAacWriter::write_pcm(OutputFile& file, int32_t pcm_bytes) {
-  return file.write({reinterpret_cast<const uint8_t*>(pcm_.data()), static_cast<size_t>(pcm_bytes)});
-}
-
-bool DecodedAacWriter::decode_unit(OutputFile& file, Bytes unit) {
-  int32_t pcm_bytes = 0;
-  const bool decodable = is_decodable(unit);
-  const Outcome outcome = decodable ? decode(unit, pcm_bytes) : Outcome::kFailed;
-  if (outcome != Outcome::kDecoded) note_damage("access unit that cannot be decoded");
-  // A replacement frame keeps sound and picture in sync. Before the first frame there is none.
-  if (outcome == Outcome::kFailed && !holds_frame_) return true;
-  // Damage that only decoding detects leaves the frame that the decoder held in the buffer, of whose size
-  // `pcm_bytes` still is.
-  if (outcome == Outcome::kFailed && !decodable && decode({}, pcm_bytes) == Outcome::kFailed) return true;
-  return write_pcm(file, pcm_bytes);
+DecodedAacWriter::DecodedAacWriter(Bytes config, Bytes first_sample)
+    : decoder_(config, first_aac_unit(first_sample)) {
+  set_format({decoder_.rate_hz(), decoder_.channels()});
 }
 
 bool DecodedAacWriter::write(OutputFile& file, Bytes sample) {
   const std::vector<Bytes> units = split_aac_sample(sample);
-  if (units.empty()) note_damage("size table does not match its sample");
+  if (units.empty()) note_damage(kAacTableDamage);
   for (const Bytes unit : units) {
-    if (!decode_unit(file, unit)) return false;
+    const AacUnitDecoder::Output output = decoder_.decode(unit);
+    if (output.is_damaged) note_damage(kAacUnitDamage);
+    if (!file.write(output.pcm)) return false;
   }
   return true;
 }
 
 bool DecodedAacWriter::finish(OutputFile& file) {
-  int32_t pcm_bytes = 0;
-  if (decode({}, pcm_bytes) != Outcome::kFailed && !write_pcm(file, pcm_bytes)) return false;
-  return seal(file);
+  return file.write(decoder_.drain()) && seal(file);
 }
 
 }  // namespace zdr::host

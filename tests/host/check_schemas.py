@@ -19,7 +19,7 @@ import jsonschema
 
 program, samples, docs = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
 BY_FILE = [["info"], ["info", "--full"], ["boxes"], ["boxes", "--entries", "stsz", "--all"],
-           ["boxes", "--path", "moov/trak"], ["play", "-o", "out", "--force"], ["play", "-o", "out", "--decode", "--force"]]
+           ["boxes", "--path", "moov/trak"], ["play", "-o", "out", "--force"], ["play", "-o", "out", "--decode", "--force"], ["verify", "--hash", "md5", "--first", "1"]]
 faults, counts = [], {}
 
 
@@ -121,6 +121,8 @@ with tempfile.TemporaryDirectory() as folder:
     for file in files:
         run(["samples", "--json", file], True)
         run(["keyframe", file, "1", "--json", "-o", "out", "--force"], False)
+    pathlib.Path("manifest").write_text(f"{'0' * 32}  {media[0]}:Audio1\n{'0' * 32}  gone.mp4:Video0\n")
+    run(["verify", "--json", "--decode", "--against", "manifest", media[0], media[-1]], False)
     run(["registry", "--json"], False)
     subprocess.run([program, "register", "-q"], check=True)
     run(["registry", "--json"], False)

@@ -12,6 +12,10 @@ TEST(ZdrProgram, PlaysAndListsSamples) {
   expect_transcript("play");
 }
 
+TEST(ZdrProgram, VerifiesFilesFoldersAndManifests) {
+  expect_transcript("verify");
+}
+
 TEST(ZdrProgram, WritesIntoFoldersOfOthersAndNeverOverAnInput) {
   expect_transcript("outputs");
 }

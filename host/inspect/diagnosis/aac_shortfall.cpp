@@ -170,7 +170,7 @@ class Comparison {
     if (!is_whole()) return std::nullopt;
     if (missing_ > kNeverDelivered) {
       return Diagnosis{ExitCode::kLoss,
-                       MessageCode::kStreamIncomplete,
+                       MessageCode::kUnitsMissing,
                        {},
                        ended() + ": the reader estimates fewer frames than the file has",
                        ""};

@@ -2,30 +2,18 @@
 #include "host/inspect/diagnosis/shortfall.h"
 
 #include <filesystem>
-#include <memory>
 #include <system_error>
 
-#include "host/text/time_text.h"
+#include "host/inspect/iso/open_track.h"
 
 namespace zdr::host {
 namespace {
 
 constexpr uint32_t kUnitsPerCall = 1024;
 
-struct CloseTrack {
-  void operator()(P3gppTrack* track) const { P3GPP_CloseTrack(track); }
-};
-using OpenTrack = std::unique_ptr<P3gppTrack, CloseTrack>;
-
 // The offset comes from the file and may be anything up to 2^64 - 1.
 bool lies_within(const P3gppSample& sample, uint64_t file_size) {
   return sample.size <= file_size && sample.file_offset <= file_size - sample.size;
-}
-
-// The time of a sample as the filter compares it with the stop position: in whole milliseconds.
-int64_t start_of(const P3gppSample& sample, uint32_t time_scale) {
-  if (time_scale == 0) return 0;
-  return static_cast<int64_t>(sample.decoding_time * 1000.0 / time_scale) * kUnitsPerMillisecond;
 }
 
 std::optional<Shortfall> walk(P3gppTrack* track, const TrackFacts& facts, const Delivery& delivery,

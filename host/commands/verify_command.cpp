@@ -1,0 +1,139 @@
+// `zdr verify`: plays files to nothing, says whether all of each came, and compares digests with a manifest.
+#include <functional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/commands/commands.h"
+#include "host/inspect/files/media_files.h"
+#include "host/memory.h"
+#include "host/terminal.h"
+#include "host/verify/digest_manifest.h"
+#include "host/verify/file_verifier.h"
+#include "host/verify/verdict_report.h"
+#include "host/verify/worker_pool.h"
+
+namespace zdr::host {
+namespace {
+
+// The files of the command line, with those of its folders, and what is wrong with folders.
+struct Operands {
+  std::vector<std::string> files;
+  std::vector<FileVerdict> failed_folders;
+};
+
+void add_failed_folder(Operands& operands, const std::string& folder, MessageCode code,
+                       const std::string& reason) {
+  const bool is_empty = code == MessageCode::kNoPlayableTrack;
+  operands.failed_folders.emplace_back(folder);
+  operands.failed_folders.back().add_error({code, folder, {}, reason, ""},
+                                           is_empty ? ExitCode::kNotSupported : ExitCode::kCannotOpen,
+                                           is_empty ? Verdict::kNotSupported : Verdict::kUnreadable);
+}
+
+void add_folder(Operands& operands, const std::string& folder) {
+  std::vector<MediaFile> found;
+  add_media_files(
+      folder, [] { return !interrupted(); }, found);
+  for (MediaFile& each : found) {
+    if (each.error.empty()) {
+      operands.files.push_back(std::move(each.path));
+    } else {
+      add_failed_folder(operands, each.path, MessageCode::kFileNotReadable, "cannot be read: " + each.error);
+    }
+  }
+  if (found.empty())
+    add_failed_folder(operands, folder, MessageCode::kNoPlayableTrack, "has no file with a known extension");
+}
+
+Operands expand(const std::vector<std::string>& operands) {
+  Operands expanded;
+  for (const std::string& each : operands) {
+    if (is_folder(each)) {
+      add_folder(expanded, each);
+    } else {
+      expanded.files.push_back(each);
+    }
+  }
+  return expanded;
+}
+
+// Adds what differs from the manifest.
+void compare(FileVerdict& file, DigestManifest& manifest) {
+  for (const StreamVerdict& stream : file.streams) {
+    if (stream.digest.empty()) continue;
+    const std::string* const expected = manifest.look_up(stream_name(file, stream));
+    if (expected == nullptr) {
+      file.notes.push_back(
+          {MessageCode::kDigestDiffers, file.file, Place::pin(stream.pin), "is not in the manifest", ""});
+    } else if (*expected != stream.digest) {
+      file.add_error({MessageCode::kDigestDiffers, file.file, Place::pin(stream.pin),
+                      "its digest is " + stream.digest + ", in the manifest " + *expected, ""},
+                     ExitCode::kLoss, Verdict::kDiffers);
+    }
+  }
+}
+
+// The streams of the manifest that were not delivered, each as a verdict of its own.
+void report_missing(const DigestManifest& manifest, VerdictReport& report) {
+  for (const std::string& name : manifest.unseen()) {
+    FileVerdict missing(name);
+    missing.add_error(
+        {MessageCode::kDigestDiffers, name, {}, "is in the manifest, but was not delivered", ""},
+        ExitCode::kLoss, Verdict::kMissing);
+    report.add(missing);
+  }
+}
+
+void verify_files(const Options& options, const std::function<bool()>& watch,
+                  const std::function<void(FileVerdict)>& report) {
+  if (options.jobs > 1 && options.files.size() > 1)
+    return verify_in_processes(options.files, options, watch, report);
+  for (const std::string& file : options.files) {
+    if (!watch()) return;
+    report(verify_file(file, options));
+  }
+}
+
+// Without a manifest, `manifest` is null; with one, `hash` is the name of its digest.
+ExitCode verify(const Options& options, const std::string& hash, DigestManifest* manifest,
+                std::ostream& out) {
+  const bool is_list = options.files.size() != 1 || manifest != nullptr || is_folder(options.files.front());
+  VerdictReport report(options, is_list, out);
+  const Operands operands = expand(options.files);
+  for (const FileVerdict& folder : operands.failed_folders) report.add(folder);
+  Options expanded = options;
+  expanded.files = operands.files;
+  expanded.hash = hash;
+  limit_memory(expanded.files);
+  ProgressLine progress(!options.quiet);
+  const auto watch = [&] { return !interrupted() && !out.fail(); };
+  verify_files(expanded, watch, [&](FileVerdict file) {
+    if (manifest != nullptr) compare(file, *manifest);
+    report.add(file);
+    progress.update("verify", report.files(), operands.files.size());
+  });
+  if (manifest != nullptr && !interrupted()) report_missing(*manifest, report);
+  const ExitCode worst = report.finish();
+  if (!interrupted()) return worst;
+  const std::string done = std::to_string(report.files()) + " of " + counted(operands.files.size(), "file");
+  Messages(options.quiet).error({MessageCode::kInterrupted, "", {}, "interrupted after " + done, ""});
+  return ExitCode::kInterrupted;
+}
+
+}  // namespace
+
+ExitCode run_verify(const Options& options, std::ostream& out) {
+  catch_interrupts();
+  if (options.against.empty()) return verify(options, options.hash, nullptr, out);
+  DigestManifest manifest;
+  Messages messages(options.quiet);
+  if (const ExitCode read = manifest.read(options.against, messages); read != ExitCode::kDone) return read;
+  const std::string hash = manifest.kind() == DigestKind::kMd5 ? "md5" : "sha256";
+  if (options.hash.empty() || options.hash == hash) return verify(options, hash, &manifest, out);
+  messages.error({MessageCode::kUsage, options.against, {}, "has digests of --hash " + hash, ""});
+  return ExitCode::kUsage;
+}
+
+}  // namespace zdr::host

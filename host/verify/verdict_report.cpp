@@ -1,0 +1,121 @@
+// Formats verdicts as text and as JSON.
+#include "host/verify/verdict_report.h"
+
+#include <numeric>
+#include <ostream>
+#include <string>
+
+#include "host/terminal.h"
+#include "host/text/decoded_text.h"
+#include "host/text/time_text.h"
+#include "host/verify/digest_manifest.h"
+
+namespace zdr::host {
+namespace {
+
+std::string text_of(const Message& message) {
+  return printable(message.text()) + (message.status.empty() ? "" : " [" + message.status + "]");
+}
+
+std::string line_of(const StreamVerdict& stream, const DamagedUnit& unit) {
+  return printable(stream.pin) + ": access unit " + std::to_string(unit.number) + " at " +
+         format_time(unit.time) + ", offset " + std::to_string(unit.offset) + ": " + unit.reason;
+}
+
+// "lost: Video0: delivered only ...". The reason may begin with the same word.
+std::string line_of(const FileVerdict& verdict) {
+  const std::string word(word_of(verdict.verdict));
+  const std::string reason = verdict.errors.empty() ? "" : text_of(verdict.errors.front());
+  if (reason.empty() || reason == word) return word;
+  return reason.starts_with(word + ": ") ? reason : word + ": " + reason;
+}
+
+void write_unit(JsonWriter& json, const DamagedUnit& unit) {
+  json.begin_object();
+  json.member("number", unit.number);
+  json.member("time_100ns", unit.time);
+  json.member("offset", unit.offset);
+  json.member("reason", unit.reason);
+  json.end_object();
+}
+
+void write_stream(JsonWriter& json, const FileVerdict& file, const StreamVerdict& stream) {
+  json.begin_object();
+  json.member("pin", stream.pin);
+  json.member("samples", stream.samples);
+  json.member("payload_bytes", stream.payload_bytes);
+  json.member("decoded", stream.is_decoded);
+  if (!stream.digest.empty()) {
+    add_name(json, "digest_name", stream_name(file, stream));
+    json.member("digest", stream.digest);
+  }
+  json.begin_array("damaged_units");
+  for (const DamagedUnit& unit : stream.damaged_units) write_unit(json, unit);
+  json.end_array();
+  if (stream.has_more_damage) json.member("more_damaged_units", true);
+  json.end_object();
+}
+
+}  // namespace
+
+VerdictReport::VerdictReport(const Options& options, bool is_list, std::ostream& out)
+    : options_(options), is_list_(is_list), out_(out), prefix_(options.hash.empty() ? "" : "# ") {
+  if (options.json) json_ = std::make_unique<JsonReport>(out, options, is_list);
+}
+
+void VerdictReport::add(const FileVerdict& verdict) {
+  ++counts_[static_cast<size_t>(verdict.verdict)];
+  worst_ = worse_of(worst_, verdict.exit_code);
+  json_ ? print_json(verdict) : print(verdict);
+  out_.flush();
+}
+
+void VerdictReport::print(const FileVerdict& verdict) {
+  for (const StreamVerdict& stream : verdict.streams) {
+    if (!options_.hash.empty() && !stream.digest.empty())
+      out_ << manifest_line(stream.digest, stream_name(verdict, stream)) << "\n";
+  }
+  // Among digests, no name may begin a new line.
+  const std::string name = options_.hash.empty() ? shown_name(verdict.file) : printable(verdict.file);
+  out_ << prefix_ << name << ": " << line_of(verdict) << "\n";
+  for (size_t i = 1; i < verdict.errors.size(); ++i)
+    out_ << prefix_ << "  " << text_of(verdict.errors[i]) << "\n";
+  for (const StreamVerdict& stream : verdict.streams) {
+    for (const DamagedUnit& unit : stream.damaged_units)
+      out_ << prefix_ << "  " << line_of(stream, unit) << "\n";
+    if (stream.has_more_damage)
+      out_ << prefix_ << "  " << printable(stream.pin)
+           << ": more access units are damaged (--all lists them)\n";
+  }
+}
+
+void VerdictReport::print_json(const FileVerdict& verdict) {
+  Messages messages(Messages::Shown::kErrors);
+  for (const Message& error : verdict.errors) messages.error(error);
+  for (const Message& note : verdict.notes) messages.note(note);
+  JsonWriter& json = json_->begin_file(verdict.file, verdict.exit_code);
+  json.member("verdict", word_of(verdict.verdict));
+  json.begin_array("streams");
+  for (const StreamVerdict& stream : verdict.streams) write_stream(json, verdict, stream);
+  json.end_array();
+  end_json(json, messages);
+}
+
+uint64_t VerdictReport::files() const {
+  const uint64_t interrupted = counts_[static_cast<size_t>(Verdict::kInterrupted)];
+  return std::accumulate(counts_.begin(), counts_.end(), uint64_t{0}) - interrupted;
+}
+
+ExitCode VerdictReport::finish() {
+  if (json_ || !is_list_) return worst_;
+  std::string total;
+  for (size_t i = 0; i < counts_.size(); ++i) {
+    if (counts_[i] == 0) continue;
+    total +=
+        (total.empty() ? "" : ", ") + std::to_string(counts_[i]) + " " + std::string(word_of(Verdict(i)));
+  }
+  out_ << prefix_ << "total: " << (total.empty() ? "no files" : total) << "\n";
+  return worst_;
+}
+
+}  // namespace zdr::host

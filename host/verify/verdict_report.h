@@ -1,0 +1,40 @@
+// Prints the verdicts of `zdr verify`: a line for each file, then the total; or JSON.
+#pragma once
+
+#include <array>
+#include <iosfwd>
+#include <memory>
+
+#include "host/json/json_report.h"
+#include "host/options.h"
+#include "host/verify/file_verdict.h"
+
+namespace zdr::host {
+
+class VerdictReport {
+ public:
+  // `is_list`: there may be several files.
+  VerdictReport(const Options& options, bool is_list, std::ostream& out);
+
+  // Prints the verdict at once.
+  void add(const FileVerdict& verdict);
+  // Prints the total of several files. The worst of their exit codes.
+  ExitCode finish();
+  // Number of files, without one that was interrupted.
+  uint64_t files() const;
+
+ private:
+  void print(const FileVerdict& verdict);
+  void print_json(const FileVerdict& verdict);
+
+  const Options& options_;
+  const bool is_list_;
+  std::ostream& out_;
+  // Of lines that are not part of the manifest: # among digests.
+  const char* const prefix_;
+  std::unique_ptr<JsonReport> json_;
+  std::array<uint64_t, kVerdicts> counts_{};
+  ExitCode worst_ = ExitCode::kDone;
+};
+
+}  // namespace zdr::host
