@@ -8,12 +8,14 @@
 namespace zdr::test {
 namespace {
 
-// The fields of the only leaf box of a file, or the status if the file does not open. `containers` is a row
-// of types: "moovtrak".
+// The fields of the only leaf box of a file, after "v1 " if that is its version, or the status if the file
+// does not open. `containers` is a row of types: "moovtrak".
 std::string fields_of(const std::string& containers, Bytes leaf) {
   for (size_t end = containers.size(); end > 0; end -= 4) leaf = box(containers.substr(end - 4, 4), leaf);
   const OpenedMovie movie(leaf);
-  return movie.status == P3GPP_OK ? boxes_of(movie).boxes.back().fields : std::to_string(movie.status);
+  if (movie.status != P3GPP_OK) return std::to_string(movie.status);
+  const ShownBoxes::Box shown = boxes_of(movie).boxes.back();
+  return (shown.header.version == 1 ? "v1 " : "") + shown.fields;
 }
 
 const std::string kTrak = "moovtrak";
@@ -25,7 +27,7 @@ TEST(LeafBoxes, KeptFieldsByVersion) {
   const uint64_t wide = 0x0000000511112222;  // 21761172002
   const HeaderFields v0{0, 1, 2, 42, 8000, 3, 0x8000, 0x300, 0x15C7, 7, 8, 176, 144};
   const HeaderFields v1{1, wide, wide + 1, 42, 8000, wide + 2, 0x8000, 0x300, 0x15C7, 7, 8, 176, 144};
-  const std::string v1_times = "creation_time=21761172002 modification_time=21761172003 ";
+  const std::string v1_times = "v1 creation_time=21761172002 modification_time=21761172003 ";
   const std::vector<Edit> edits = {{.segment_duration = 1000, .media_time = -1},
                                    {.segment_duration = 9000, .media_time = 5}};
   // Name, containers, box, fields.
@@ -49,14 +51,20 @@ TEST(LeafBoxes, KeptFieldsByVersion) {
        "media_time=5 media_rate=65536"},
       // Entries are read as 12 bytes in version 1 too.
       {"elst of version 1", kTrak + "edts", elst(edits, 1),
-       "entry_count=2 [1] segment_duration=0 media_time=1000 media_rate=4294967295 [2] "
+       "v1 entry_count=2 [1] segment_duration=0 media_time=1000 media_rate=4294967295 [2] "
        "segment_duration=4294967295 media_time=65536 media_rate=0"},
       {"tref", kTrak, box("tref", Bytes{1, 2, 3}), "references=010203"},
       {"empty tref", kTrak, box("tref"), "references="},
-      {"iods", "moov", full_box("iods", 0, 0, {9, 8}), "object_descriptor=0908"},
+      {"iods", "moov", full_box("iods", 1, 0, {9, 8}), "v1 object_descriptor=0908"},
       {"avcC", kMinf + "stbl",
        stsd({video_entry("avc1", 16, 16, box("avcC", Bytes{1, 100, 2, 30, 0xFF, 9}))}),
        "profile=100 profile_compatibility=2 level=30 nal_length_size=4 parameter_sets=09"},
+      {"loci", "moovudta", loci({utf8("home"), 1, 2, 3, 4, utf8("moon"), utf8("old")}),
+       "language=5575 name=home role=1 longitude=2 latitude=3 altitude=4 astronomical_body=moon "
+       "additional_notes=old"},
+      {"a text of the item list", "moovudta", item_list_meta({item("desc", "text")}), "value=text"},
+      {"dvmr", kMinf + "stbl", stsd({audio_entry("svmr", 1, 8000, damr(1, 2, 3, 254, 9, "dvmr"))}),
+       "vendor=1 decoder_version=2 mode_set=3 media_sampling_frequency=254 frames_per_sample=9"},
       {"iods without bytes is not stored", "moov", full_box("iods", 0, 0), ""},
       {"dref, the last of three of five", kMinf + "dinf",
        dref({url(true), url(false, {'a'}), box("abcd"), urn(false, {'u', 0, 'l', 0}), urn(true, {'x'})}, 3),

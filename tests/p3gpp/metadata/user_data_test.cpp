@@ -11,8 +11,7 @@ namespace zdr::test {
 namespace {
 
 TEST(AssetBoxes, KeptIncompleteBoxesHaveTheirCompleteFields) {
-  const std::string place =
-      utf8("here") + std::string("\x02\0\0\0\x09\0\0\0\x08\0\0\0\x07", 13) + utf8("moon") + "note";
+  const std::string place = utf8("here") + "\x02LONGLAT ALTI" + utf8("moon") + "note";
   const auto wide = [](std::string_view text) { return utf16(text).substr(0, 2 + 2 * text.size()); };
   const auto truncated_location = [&](size_t size) { return asset("loci", place.substr(0, size)); };
   const std::vector<std::tuple<const char*, Bytes, std::string>> cases = {
@@ -24,11 +23,13 @@ TEST(AssetBoxes, KeptIncompleteBoxesHaveTheirCompleteFields) {
       {"an empty keyword", kywd({"one", "", "two"}), "kywd=3|one||two"},
       {"location cut in its name", truncated_location(2), "loci=he|0|0|0|0||"},
       {"location cut in its longitude", truncated_location(9), "loci=here|2|0|0|0||"},
-      {"location cut in its altitude", truncated_location(17), "loci=here|2|9|8|0||"},
-      {"location cut in its body", truncated_location(20), "loci=here|2|9|8|7|mo|"},
+      {"location cut in its altitude", truncated_location(17), "loci=here|2|1280265799|1279349792|0||"},
+      {"location cut in its body", truncated_location(20),
+       "loci=here|2|1280265799|1279349792|1095521353|mo|"},
       {"place in UTF-16", loci({utf16("home"), 1, 2, 3, 4, utf16("earth"), utf16("notes")}),
        "loci=" + wide("home") + "|1|2|3|4|" + wide("earth") + "|" + wide("notes")},
-      {"notes without a terminator", truncated_location(99), "loci=here|2|9|8|7|moon|note"},
+      {"notes without a terminator", truncated_location(99),
+       "loci=here|2|1280265799|1279349792|1095521353|moon|note"},
       {"wide name without its whole NUL takes the rest", asset("loci", "\xFE\xFF" + std::string(15, '\x01')),
        "loci=\xFE\xFF" + std::string(15, '\x01') + "|0|0|0|0||"},
       {"later ones replace, unknown ones and items outside of a list are skipped",
