@@ -1,5 +1,5 @@
-// The text of GUIDs, the apartment of each thread, and objects by class identifier: built-in classes, and
-// registered modules with their loading and unloading.
+// The text of GUIDs, the apartment of each thread, objects by class identifier (built-in classes, and
+// registered modules with their loading and unloading), and the filter mapper.
 #include <com_ptr.h>
 #include <dshow.h>
 #include <gtest/gtest.h>
@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -160,6 +161,31 @@ TEST_F(ClassObjects, FailuresReturnTheirReasonAndANullPointer) {
                  REGDB_E_CLASSNOTREG, CLSCTX_LOCAL_SERVER);
   const FaultAt fault(platform::FaultPoint::kHeapAllocation, 1);
   expect_failure("no memory", CLSID_MemoryAllocator, IID_IUnknown, E_OUTOFMEMORY);
+}
+
+TEST(FilterMapper, StoresFlagsAndTypesOfPinsAndRefusesTheRest) {
+  const RegistryFile registry;
+  ComPtr<IFilterMapper2> mapper;
+  ASSERT_EQ(create(CLSID_FilterMapper2, IID_IFilterMapper2, mapper), S_OK);
+  const GUID& id = CLSID_FilterMapper2;
+  const REGPINTYPES type{&kGuid, nullptr};
+  const REGFILTERPINS pin{nullptr, FALSE, FALSE, TRUE, TRUE, nullptr, nullptr, 1, &type};
+  const REGFILTER2 record{1, 0x600000, 1, &pin};
+  IMoniker* moniker = nullptr;
+  EXPECT_EQ(mapper->RegisterFilter(id, u"name", &moniker, nullptr, nullptr, &record), E_NOTIMPL);
+  EXPECT_EQ(mapper->RegisterFilter(id, u"name", nullptr, &id, nullptr, &record), E_NOTIMPL);
+  EXPECT_EQ(mapper->RegisterFilter(id, u"name", nullptr, nullptr, u"instance", &record), E_NOTIMPL);
+  EXPECT_EQ(mapper->RegisterFilter(id, u"name", nullptr, nullptr, nullptr, &record), S_OK);
+  // Header, pin "0pi3", type "0ty3", and the two GUIDs at offset 56.
+  constexpr DWORD kStored[] = {2,          0x600000,   1,          0, 0x33697030, 5,  0,          1,
+                               0,          0,          0x33797430, 0, 56,         72, 0x01234567, 0xCDEF89AB,
+                               0x98BADCFE, 0x10325476, 0,          0, 0,          0};
+  std::vector<BYTE> stored(sizeof kStored);
+  std::memcpy(stored.data(), kStored, sizeof kStored);
+  EXPECT_EQ(
+      registry.data(com::class_key(CLSID_LegacyAmFilterCategory) + u"\\Instance\\" + com::braced_text(id),
+                    u"FilterData"),
+      stored);
 }
 
 // A link to the module is as good as its target.

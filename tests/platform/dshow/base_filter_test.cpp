@@ -131,6 +131,10 @@ TEST(BaseFilter, FindsPinsByTheirExactNames) {
   ComPtr<IPin> pin;
   EXPECT_EQ(filter->FindPin(u"o", pin.out()), S_OK);
   EXPECT_EQ(pin.get(), static_cast<IPin*>(filter->GetPin(1)));
+  PIN_INFO info{nullptr, PINDIR_INPUT, u""};
+  EXPECT_EQ(pin->QueryPinInfo(&info), S_OK);
+  EXPECT_TRUE(info.pFilter == filter.get() && info.dir == PINDIR_OUTPUT && info.achName[0] == u'o');
+  info.pFilter->Release();
   EXPECT_EQ(filter->FindPin(u"O", pin.out()), VFW_E_NOT_FOUND);
   EXPECT_FALSE(pin);
 }

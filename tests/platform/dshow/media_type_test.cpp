@@ -36,7 +36,9 @@ TEST(MediaType, KeptTypeLackingOnlyTheSubtypeIsNotPartial) {
     EXPECT_EQ(full.MatchesPartial(&partial) != FALSE, matches) << what;
     EXPECT_EQ(partial.IsPartiallySpecified() != FALSE, is_partial) << what;
   }
-  const CMediaType without_block = make_type(MEDIATYPE_Audio, any, FORMAT_None, "");
+  CMediaType without_block = make_type(MEDIATYPE_Audio, any, FORMAT_None, "block");
+  without_block.ResetFormatBuffer();
+  EXPECT_EQ(without_block.pbFormat, nullptr);
   EXPECT_TRUE(without_block.MatchesPartial(&without_block));
 }
 

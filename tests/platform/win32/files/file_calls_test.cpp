@@ -7,6 +7,8 @@
 #include <csignal>
 
 #include "platform/win32/debug_output.h"
+#include "platform/win32/new_file.h"
+#include "platform/win32/read_failures.h"
 #include "tests/platform/win32/child_process.h"
 #include "tests/platform/win32/win32_test_support.h"
 #include "tests/support/registry_file.h"
@@ -81,6 +83,20 @@ TEST_F(FileOpen, OpenAlwaysCreatesTheTargetOfALink) {
   const ScopedHandle file = open_for(path("link"), GENERIC_WRITE, 0, OPEN_ALWAYS);
   EXPECT_EQ(GetLastError(), NO_ERROR);
   EXPECT_TRUE(fs::exists(path("target")));
+}
+
+TEST_F(FileOpen, ANewFileIsPublishedUnderItsNameOnce) {
+  platform::NewFile file;
+  platform::NewFile other;
+  EXPECT_EQ(file.create(path("part"), false), 0);
+  EXPECT_EQ(other.create(path("part"), true), EBUSY);
+  uint64_t written = 0;
+  EXPECT_EQ(file.write(0, "new", 3, written), 0);
+  make_file("final");
+  EXPECT_EQ(file.publish(path("final"), false), EEXIST);
+  EXPECT_EQ(file.publish(path("final"), true), 0);
+  EXPECT_EQ(read_file(path("final")), "new");
+  EXPECT_EQ(file.publish(path("final"), true), ESTALE) << "the temporary name is free";
 }
 
 TEST_F(FileOpen, NothingIsInheritedByOtherPrograms) {
@@ -208,6 +224,19 @@ TEST_F(FileContent, AFailedWriteCountsWhatMovedBefore) {
   EXPECT_EQ(position_of(file), 6);
 }
 
+TEST_F(FileContent, AFileThatHasBecomeShorterIsLogged) {
+  const ScopedHandle file = open_for(make_file("file"), GENERIC_READ);
+  fs::resize_file(path("file"), 4);
+  for (const bool by_reading : {false, true}) {
+    platform::forget_read_failures();
+    char bytes[10];
+    DWORD got = 0;
+    by_reading ? ReadFile(file, bytes, 10, &got, nullptr) : GetFileSize(file, nullptr);
+    platform::ReadFailure failure{};
+    EXPECT_TRUE(platform::first_read_failure(failure) && failure.offset == 4) << by_reading;
+  }
+}
+
 using Paths = Win32Test;
 
 TEST_F(Paths, FullPathsAreFolded) {
@@ -229,7 +258,8 @@ TEST_F(Paths, FullPathsAreFolded) {
 }
 
 TEST_F(Paths, TheTemporaryFolderComesFromTheEnvironment) {
-  ScopedVariable tmp("TMP", "\\first");
+  const ScopedVariable drive("ZDR_DRIVE_T", "/first");
+  ScopedVariable tmp("TMP", "T:\\");
   const ScopedVariable temp("TEMP", "/second/");
   WCHAR buffer[100];
   EXPECT_EQ(GetTempPathW(7, buffer), 8u) << "too small: with the NUL";
