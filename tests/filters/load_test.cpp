@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+#include "mediakit/files/id3_builder.h"
+#include "tests/filters/debugger_texts.h"
 #include "tests/filters/filter_under_test.h"
 #include "tests/platform/fault_at.h"
 
@@ -102,6 +104,21 @@ TEST(Load, KeptMissingFilesAreReportedWhateverTheExtension) {
         content != nullptr ? under_test.load(*content, name) : under_test.load(under_test.folder / name);
     EXPECT_EQ(result, expected) << name;
   }
+}
+
+TEST(Load, KeptTextsOfTheLibrariesAreSentToTheDebugger) {
+  const Bytes picture = bytes_of(std::string("\1image/png\0\3\0", 13));
+  const DebuggerTexts debugger;
+  testing::internal::CaptureStderr();
+  // The second file is a raw stream of AAC Main: the length of its configuration, the configuration, bytes
+  // 0xFF.
+  for (const Bytes& content :
+       {id3v2(3, 0, v23_frame("APIC", picture)), concat({{2, 0x0A, 0x10}, Bytes(20, 0xFF)})}) {
+    EXPECT_EQ(FilterUnderTest().load(content, "clip.aac"), VFW_E_INVALID_FILE_FORMAT);
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(debugger.all(),
+            u"\n Unicode not supported nowlObjectType = 1 =Failed at Zd_AAC_Dec_sParseRawConfigData\n");
 }
 
 TEST(Load, SucceedsOnceAndMayBeCalledAgainAfterAFailure) {

@@ -86,19 +86,6 @@ TEST_F(Registration, TheFilterHasTheSetupDataThatAreRegistered) {
   EXPECT_EQ(std::u16string(setup->lpPin->strName), u"Output");
 }
 
-TEST_F(Registration, TheMapperRefusesWhatItDoesNotStore) {
-  com::ComPtr<IFilterMapper2> mapper;
-  ASSERT_EQ(CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,
-                             mapper.out_void()),
-            S_OK);
-  const GUID& id = CLSID_FilterMapper2;
-  const REGFILTER2 record{};
-  IMoniker* moniker = nullptr;
-  EXPECT_EQ(mapper->RegisterFilter(id, u"name", &moniker, nullptr, nullptr, &record), E_NOTIMPL);
-  EXPECT_EQ(mapper->RegisterFilter(id, u"name", nullptr, &id, nullptr, &record), E_NOTIMPL);
-  EXPECT_EQ(mapper->RegisterFilter(id, u"name", nullptr, nullptr, u"instance", &record), E_NOTIMPL);
-}
-
 // Every step of the registry fails once. Registering succeeds if the class, the filter and the keys of the
 // extensions were created.
 TEST_F(Registration, KeptOnlyFailuresToCreateKeysCount) {

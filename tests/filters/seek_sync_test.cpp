@@ -136,7 +136,8 @@ TEST_F(SeekSync, NoWorkerWaitsForWhatHasHappenedAlready) {
   EXPECT_TRUE(sync.is_preroll(0, kSecond));
   EXPECT_FALSE(sync.is_preroll(kSecond, kSecond));
   EXPECT_FALSE(sync.is_preroll(0, kSecond));  // the gate stays open
-  both_play();
+  sync.worker_ended(StreamKind::kAudio);
+  both_play();  // with new workers
   EXPECT_TRUE(waits(StreamKind::kVideo, 0));
   // Unlike the signal of a first time, that of a video that has caught up may come before the wait for it.
   SetEvent(seek_handling.get());
