@@ -10,7 +10,7 @@ namespace zdr::host {
 // Members for which a command has no option keep their defaults.
 struct Options {
   std::vector<std::string> files;
-  std::string output;  // play: folder; keyframe: file or folder
+  std::string output;  // play: folder or -; keyframe: file or folder
   std::string start;
   std::string stop;
   std::string only;
@@ -30,6 +30,7 @@ struct Options {
   bool quiet = false;
   bool force = false;
   bool decode = false;
+  bool trim = false;
   bool strict = false;
   bool allow_overlap = false;
   bool all_entries = false;

@@ -63,7 +63,8 @@ constexpr unsigned kAnyFile = kPlay | kInfo | kVerify | kSamples | kKeyframe;
 constexpr unsigned kAnyVerify = kVerify | kVerifyWorker;
 
 const OptionRow kOptions[] = {
-    {kPlay, "--output", "-o", "DIR", "", "folder for the output files (default: the current folder)",
+    {kPlay, "--output", "-o", "DIR", "",
+     "folder for the output files (default: the current folder), or - to write one stream to standard output",
      &Options::output},
     {kKeyframe, "--output", "-o", "OUT", "", "output file or folder (default: STEM.keyframeN.EXT)",
      &Options::output},
@@ -73,6 +74,8 @@ const OptionRow kOptions[] = {
     {kPlay | kSamples, "--only", "", "audio|video", "audio video", "use only the audio or only the video pin",
      &Options::only},
     {kPlay, "--decode", "", "", "", "decode AAC and write it as .wav", &Options::decode},
+    {kPlay, "--trim", "", "", "", "leave out what the edit list does not show, such as priming",
+     &Options::trim},
     {kAnyVerify, "--hash", "", "md5|sha256", "md5 sha256", "print a digest of what each stream delivers",
      &Options::hash},
     {kVerify, "--against", "", "MANIFEST", "", "compare the digests with those of an earlier --hash",

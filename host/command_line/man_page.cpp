@@ -114,7 +114,7 @@ constexpr Term kExitCodes[] = {
      "or does not answer in time (--stall-timeout). With --strict, also the cases of 3."},
     {"2",
      "Bad usage: an unknown command or option, a missing or bad value, --stop not after --start, \"-\" as a "
-     "file."},
+     "file, or two streams for standard output."},
     {"3",
      "Done, but something was lost: the file is cut off or became unreadable, a track or an access unit is "
      "damaged, a pin failed, no sample arrived in time (--stall-timeout), or the sample tables describe more "
@@ -190,7 +190,8 @@ ignored.
 
 constexpr const char* kLimits = R"(.SH LIMITS
 Only the first audio and the first video track of a file are played, and only codecs that have an
-output format above. Edit lists are not applied, so priming is not trimmed. Text tracks are not read.
+output format above. Edit lists are not applied, so priming is not trimmed,
+unless \fB\-\-trim\fR is given; a list of several edits never is. Text tracks are not read.
 Movie fragments and headers with 64\-bit times are not read, and what they hold is reported as lost.
 AAC is decoded if it is LC or LTP, mono or stereo, with frames of 1024 samples, with or without SBR
 and parametric stereo; of an AAC file, the last one to three frames are not read, and parametric stereo

@@ -1,4 +1,4 @@
-// `zdr play`: writes each stream of each file to a separate file.
+// `zdr play`: writes each stream of each file to a separate file, or one stream to standard output.
 #include <filesystem>
 #include <list>
 #include <ostream>
@@ -7,6 +7,7 @@
 #include "host/commands/commands.h"
 #include "host/graph/file_run.h"
 #include "host/graph/stream_recorder.h"
+#include "host/inspect/iso/edit_window.h"
 #include "host/json/json_report.h"
 #include "host/memory.h"
 #include "host/terminal.h"
@@ -18,12 +19,17 @@ std::filesystem::path as_path(const std::string& utf8) {
   return std::filesystem::path(utf8);
 }
 
+bool uses_standard_output(const Options& options) {
+  return options.output == "-";
+}
+
 // Plays one file.
 class FilePlayback final : public ConsumerOwner {
  public:
-  FilePlayback(const std::string& file, const Options& options)
+  FilePlayback(const std::string& file, const Options& options, std::ostream& out)
       : file_(file),
         options_(options),
+        out_(out),
         messages_(options.quiet || options.json),
         run_(file_, options, FileRun::Use::kRecording, messages_, *this) {}
 
@@ -31,12 +37,15 @@ class FilePlayback final : public ConsumerOwner {
   // Called instead of run() if the outputs would replace those of an earlier file of the same run.
   ExitCode refuse_duplicate_name();
   void report(JsonReport& report, ExitCode code);
-  void print(std::ostream& out) const;
+  void print() const;
 
  private:
   PinConsumer& add_consumer(const std::string& pin_name, DeliveryGuard& guard) override;
   void drop_last_consumer() override { recorders_.pop_back(); }
+  ExitCode prepare();
+  void trim(StreamRecorder& recorder);
   ExitCode finish(StreamRecorder& recorder);
+  void report_untrimmed(const StreamRecorder& recorder);
   ExitCode report_partial(const StreamRecorder& recorder);
   ExitCode check_damage(const StreamRecorder& recorder);
   ExitCode fail(ExitCode exit_code, MessageCode code, Place place, const std::string& reason) {
@@ -45,6 +54,7 @@ class FilePlayback final : public ConsumerOwner {
 
   std::string file_;
   const Options& options_;
+  std::ostream& out_;
   Messages messages_;
   std::list<StreamRecorder> recorders_;
   FileRun run_;
@@ -57,12 +67,36 @@ ExitCode FilePlayback::refuse_duplicate_name() {
 
 PinConsumer& FilePlayback::add_consumer(const std::string& pin_name, DeliveryGuard& guard) {
   const std::filesystem::path stem = as_path(options_.output) / as_path(file_).stem();
+  std::ostream* const standard_output = uses_standard_output(options_) ? &out_ : nullptr;
   return recorders_.emplace_back(
-      pin_name, guard, StreamRecorder::Settings{stem, options_.force, options_.decode, options_.files});
+      pin_name, guard,
+      StreamRecorder::Settings{stem, options_.force, options_.decode, options_.files, standard_output});
+}
+
+void FilePlayback::trim(StreamRecorder& recorder) {
+  const ParsedMovie* const movie = run_.movie();
+  if (movie == nullptr) return;
+  const TrackRecord* const track =
+      movie->first_track(recorder.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO);
+  const auto shown = track != nullptr ? find_shown_media(*movie, *track) : std::nullopt;
+  if (shown) recorder.trim(*shown);
+}
+
+ExitCode FilePlayback::prepare() {
+  const ExitCode prepared = run_.prepare();
+  if (prepared != ExitCode::kDone) return prepared;
+  if (uses_standard_output(options_) && recorders_.size() > 1) {
+    return fail(ExitCode::kUsage, MessageCode::kOutputRefused, {},
+                "has two streams; choose one with --only audio or --only video");
+  }
+  for (StreamRecorder& recorder : recorders_) {
+    if (options_.trim) trim(recorder);
+  }
+  return ExitCode::kDone;
 }
 
 ExitCode FilePlayback::run() {
-  const ExitCode prepared = report_memory(file_, messages_, [this] { return run_.prepare(); });
+  const ExitCode prepared = report_memory(file_, messages_, [this] { return prepare(); });
   if (prepared != ExitCode::kDone) return prepared;
   ExitCode result = report_memory(
       file_, messages_, [this] { return run_.play("play it"); }, ExitCode::kLoss);
@@ -75,13 +109,32 @@ ExitCode FilePlayback::run() {
 }
 
 ExitCode FilePlayback::finish(StreamRecorder& recorder) {
-  if (run_.is_complete() && recorder.finish()) return check_damage(recorder);
+  if (run_.is_complete() && recorder.finish()) {
+    report_untrimmed(recorder);
+    return check_damage(recorder);
+  }
   recorder.abandon();
   return report_partial(recorder);
 }
 
+void FilePlayback::report_untrimmed(const StreamRecorder& recorder) {
+  const ShownMedia* const shown = recorder.untrimmed();
+  if (shown == nullptr) return;
+  std::string rest;
+  for (const auto& [units, place] :
+       {std::pair(shown->rest_before, "before"), std::pair(shown->rest_after, "after")}) {
+    if (units == 0) continue;
+    rest += (rest.empty() ? "" : " and ") + std::to_string(units) + "/" + std::to_string(shown->time_scale) +
+            " s " + place;
+  }
+  messages_.note({MessageCode::kEditsNotApplied, file_, Place::pin(recorder.pin_name()),
+                  rest + " what the edit list shows remains, in access units that decoding needs", ""});
+}
+
 ExitCode FilePlayback::report_partial(const StreamRecorder& recorder) {
-  const OutputFile* output = recorder.output();
+  // The program reports the failure of standard output by itself, unless the reader has closed it.
+  if (uses_standard_output(options_) && !out_) return ExitCode::kCannotWrite;
+  const OutputFile* output = recorder.file();
   const std::string partial_note = output != nullptr ? output->partial_note() : "";
   if (!recorder.error().empty()) {
     const std::string name = output != nullptr ? output->final_path().string() + ": " : "";
@@ -111,7 +164,7 @@ void FilePlayback::report(JsonReport& report, ExitCode code) {
     json.member("pin", recorder.pin_name());
     json.member("samples", recorder.samples());
     json.member("payload_bytes", recorder.payload_bytes());
-    const OutputFile* output = recorder.output();
+    const OutputFile* output = recorder.file();
     if (recorder.complete()) add_name(json, "output", output->final_path().native());
     if (output != nullptr && output->has_partial())
       add_name(json, "partial", output->partial_path().native());
@@ -121,18 +174,17 @@ void FilePlayback::report(JsonReport& report, ExitCode code) {
   end_json(json, messages_);
 }
 
-void FilePlayback::print(std::ostream& out) const {
+void FilePlayback::print() const {
   for (const StreamRecorder& recorder : recorders_) {
-    if (!recorder.complete()) continue;
-    out << shown_name(recorder.output()->final_path().string()) << ": "
-        << counted(recorder.samples(), "sample") << ", " << counted(recorder.output()->size(), "byte")
-        << "\n";
+    if (!recorder.complete() || recorder.file() == nullptr) continue;
+    out_ << shown_name(recorder.file()->final_path().string()) << ": "
+         << counted(recorder.samples(), "sample") << ", " << counted(recorder.file()->size(), "byte") << "\n";
   }
 }
 
 // Creates the folder of the outputs unless it exists. Returns the reason for a failure, else nothing.
 std::string output_folder_error(const Options& options) {
-  if (options.output.empty()) return {};
+  if (options.output.empty() || uses_standard_output(options)) return {};
   std::error_code code;
   std::filesystem::create_directories(as_path(options.output), code);
   std::error_code ignored;
@@ -159,7 +211,7 @@ ExitCode play_files(const Options& options, JsonReport& report, std::ostream& ou
   ExitCode worst = ExitCode::kDone;
   std::set<std::filesystem::path> names;  // file names so far, with which their outputs begin
   for (const std::string& file : options.files) {
-    FilePlayback playback(file, options);
+    FilePlayback playback(file, options, out);
     const bool is_duplicate = !names.insert(as_path(file).stem()).second;
     ExitCode code = is_duplicate ? playback.refuse_duplicate_name() : playback.run();
     if (code == ExitCode::kLoss && options.strict) code = ExitCode::kCannotOpen;
@@ -167,7 +219,7 @@ ExitCode play_files(const Options& options, JsonReport& report, std::ostream& ou
     if (options.json) {
       playback.report(report, code);
     } else {
-      playback.print(out);
+      playback.print();
     }
     if (code == ExitCode::kInterrupted) break;
   }
@@ -178,6 +230,11 @@ ExitCode play_files(const Options& options, JsonReport& report, std::ostream& ou
 
 ExitCode run_play(const Options& options, std::ostream& out) {
   catch_interrupts();
+  if (uses_standard_output(options) && stdout_is_terminal()) {
+    Messages(options.quiet)
+        .error({MessageCode::kOutputRefused, "", {}, "standard output is a terminal; redirect it", ""});
+    return ExitCode::kCannotWrite;
+  }
   JsonReport report(out, options);
   const std::string folder_error = output_folder_error(options);
   return folder_error.empty() ? play_files(options, report, out)

@@ -62,4 +62,15 @@ Bytes first_aac_unit(Bytes sample) {
   return units.empty() ? Bytes() : units.front();
 }
 
+std::vector<uint8_t> join_aac_units(std::span<const Bytes> units) {
+  std::vector<uint8_t> sample;
+  for (const Bytes unit : units) sample.insert(sample.end(), unit.begin(), unit.end());
+  for (size_t i = 0; i < kAacUnitsPerSample; ++i) {
+    const size_t size = i < units.size() ? units[i].size() : 0;
+    sample.push_back(static_cast<uint8_t>(size));
+    sample.push_back(static_cast<uint8_t>(size >> 8));
+  }
+  return sample;
+}
+
 }  // namespace zdr::host

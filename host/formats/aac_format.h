@@ -4,6 +4,7 @@
 #include <dshow.h>
 
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "aacdec/zd_aac_dec.h"
@@ -36,5 +37,8 @@ Bytes first_aac_unit(Bytes sample);
 // What is wrong with a sample or a unit that cannot be decoded.
 inline constexpr const char* kAacTableDamage = "size table does not match its sample";
 inline constexpr const char* kAacUnitDamage = "access unit that cannot be decoded";
+
+// The media sample of up to kAacUnitsPerSample units.
+std::vector<uint8_t> join_aac_units(std::span<const Bytes> units);
 
 }  // namespace zdr::host

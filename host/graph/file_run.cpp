@@ -61,7 +61,8 @@ ExitCode FileRun::load_and_connect() {
   if (const ExitCode loaded = player_.load(); loaded != ExitCode::kDone) return loaded;
   movie_ = parse_iso_media(file_);
   prepared_ = report_left_out(file_, movie_.get(), playable_kinds(), false, messages_);
-  if (use_ == Use::kRecording) report_unapplied_edits(file_, movie_.get(), kinds_to_play(), messages_);
+  if (use_ == Use::kRecording)
+    report_unapplied_edits(file_, movie_.get(), kinds_to_play(), options_.trim, messages_);
   const int64_t end = player_.duration();
   // The whole file needs no seek, after which the filter may deliver less.
   if (range_.start == 0 && (range_.stop < 0 || (end > 0 && range_.stop >= end))) range_.is_whole = true;

@@ -47,7 +47,7 @@ class FileRun {
   // True after a run that reached its end and in which no read failed, so that the consumers have all that
   // the filter could deliver.
   bool is_complete() const { return is_complete_; }
-  // Null unless it is an ISO media file that was opened.
+  // Null before prepare(), and unless it is an ISO media file.
   const ParsedMovie* movie() const { return movie_.get(); }
 
  private:

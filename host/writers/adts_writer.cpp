@@ -36,16 +36,16 @@ AdtsWriter::AdtsWriter(Bytes config) {
   usable_ = channel_configuration_ < 8;
 }
 
-bool AdtsWriter::write(OutputFile& file, Bytes sample) {
+bool AdtsWriter::write(Output& output, Bytes sample) {
   const std::vector<Bytes> units = split_aac_sample(sample);
   if (units.empty()) note_damage("size table does not match its sample");
   for (const Bytes unit : units) {
-    if (!write_unit(file, unit)) return false;
+    if (!write_unit(output, unit)) return false;
   }
   return true;
 }
 
-bool AdtsWriter::write_unit(OutputFile& file, Bytes unit) {
+bool AdtsWriter::write_unit(Output& output, Bytes unit) {
   const size_t length = unit.size() + kAdtsHeaderBytes;
   if (!usable_ || length > kLargestAdtsFrame) {
     note_damage(usable_ ? "access unit too long for ADTS" : "configuration that ADTS cannot express");
@@ -60,7 +60,7 @@ bool AdtsWriter::write_unit(OutputFile& file, Bytes unit) {
       static_cast<uint8_t>((length & 7) << 5 | 0x1F),  // buffer fullness 0x7FF: variable rate
       0xFC,                                            // one raw data block
   };
-  return file.write(header) && file.write(unit);
+  return output.write(header) && output.write(unit);
 }
 
 }  // namespace zdr::host

@@ -10,10 +10,10 @@ namespace zdr::host {
 class AdtsWriter : public StreamWriter {
  public:
   explicit AdtsWriter(Bytes config);
-  bool write(OutputFile& file, Bytes sample) override;
+  bool write(Output& output, Bytes sample) override;
 
  private:
-  bool write_unit(OutputFile& file, Bytes unit);
+  bool write_unit(Output& output, Bytes unit);
 
   bool usable_ = false;
   unsigned profile_ = 0;  // audio object type minus one

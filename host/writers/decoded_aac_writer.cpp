@@ -14,19 +14,19 @@ DecodedAacWriter::DecodedAacWriter(Bytes config, Bytes first_sample)
   set_format({decoder_.rate_hz(), decoder_.channels()});
 }
 
-bool DecodedAacWriter::write(OutputFile& file, Bytes sample) {
+bool DecodedAacWriter::write(Output& output, Bytes sample) {
   const std::vector<Bytes> units = split_aac_sample(sample);
   if (units.empty()) note_damage(kAacTableDamage);
   for (const Bytes unit : units) {
-    const AacUnitDecoder::Output output = decoder_.decode(unit);
-    if (output.is_damaged) note_damage(kAacUnitDamage);
-    if (!file.write(output.pcm)) return false;
+    const AacUnitDecoder::Output decoded = decoder_.decode(unit);
+    if (decoded.is_damaged) note_damage(kAacUnitDamage);
+    if (!WavWriter::write(output, decoded.pcm)) return false;
   }
   return true;
 }
 
-bool DecodedAacWriter::finish(OutputFile& file) {
-  return file.write(decoder_.drain()) && seal(file);
+bool DecodedAacWriter::finish(Output& output) {
+  return WavWriter::write(output, decoder_.drain()) && seal(output);
 }
 
 }  // namespace zdr::host

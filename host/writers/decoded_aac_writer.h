@@ -15,9 +15,9 @@ class DecodedAacWriter : public WavWriter {
   // False if the decoder does not support the configuration.
   bool is_usable() const { return decoder_.is_usable(); }
 
-  bool write(OutputFile& file, Bytes sample) override;
+  bool write(Output& output, Bytes sample) override;
   // Also writes the last frame, which the decoder still holds.
-  bool finish(OutputFile& file) override;
+  bool finish(Output& output) override;
 
  private:
   AacUnitDecoder decoder_;

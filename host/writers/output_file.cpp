@@ -25,9 +25,7 @@ OutputFile::~OutputFile() {
 }
 
 bool OutputFile::fail(const std::string& what, int code) {
-  error_ = what;
-  if (code != 0) error_ += std::string(": ") + std::strerror(code);
-  return false;
+  return Output::fail(code == 0 ? what : what + ": " + std::strerror(code));
 }
 
 std::string OutputFile::partial_note() const {
@@ -35,7 +33,7 @@ std::string OutputFile::partial_note() const {
 }
 
 std::string OutputFile::failure() const {
-  return error_ + (has_partial_ ? "; " : "") + partial_note();
+  return error() + (has_partial_ ? "; " : "") + partial_note();
 }
 
 // Names may differ, through links and folders, where the files do not.
@@ -77,7 +75,7 @@ bool OutputFile::open() {
   return fail("cannot be created", code);
 }
 
-bool OutputFile::store(std::span<const uint8_t> bytes) {
+bool OutputFile::store(Bytes bytes) {
   const int code = file_.write(stored_, bytes.data(), bytes.size(), stored_);
   if (code == 0) return true;
   is_damaged_ = true;
@@ -90,14 +88,14 @@ bool OutputFile::flush() {
   return is_stored;
 }
 
-bool OutputFile::write(std::span<const uint8_t> bytes) {
+bool OutputFile::write(Bytes bytes) {
   if (buffer_.size() + bytes.size() > kBufferBytes && !flush()) return false;
   if (bytes.size() > kBufferBytes) return store(bytes);
   buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
   return true;
 }
 
-bool OutputFile::rewrite(uint64_t offset, std::span<const uint8_t> bytes) {
+bool OutputFile::rewrite(uint64_t offset, Bytes bytes) {
   if (!flush()) return false;
   if (offset + bytes.size() > stored_) return fail("is too short for its header");
   uint64_t written = 0;

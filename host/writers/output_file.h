@@ -8,39 +8,34 @@
 #include <string>
 #include <vector>
 
+#include "host/writers/output.h"
 #include "platform/win32/new_file.h"
 
 namespace zdr::host {
 
-class OutputFile {
+class OutputFile final : public Output {
  public:
   // Does not create the file. Without `replace`, open() fails if the final name or the partial file exists.
   // It always fails for a name of one of `inputs`, which must outlive the object.
   OutputFile(std::filesystem::path final_path, bool replace, std::span<const std::string> inputs = {});
   // Leaves the partial file unless commit() has succeeded.
-  ~OutputFile();
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
+  ~OutputFile() override;
 
-  bool open();
-  bool write(std::span<const uint8_t> bytes);
-  // Overwrites bytes written before, such as header fields that are known only at the end. Also after a
-  // failed write, within size().
-  bool rewrite(uint64_t offset, std::span<const uint8_t> bytes);
-  // Writes what is buffered. After a failure size() is the number of bytes that the file has.
-  bool flush();
+  bool open() override;
+  bool write(Bytes bytes) override;
+  bool can_rewrite() const override { return true; }
+  bool rewrite(uint64_t offset, Bytes bytes) override;
+  bool flush() override;
   // Flushes, closes and renames to the final name.
-  bool commit();
+  bool commit() override;
   // Closes without renaming and leaves the partial file.
-  void abandon();
+  void abandon() override;
+  uint64_t size() const override { return stored_ + buffer_.size(); }
 
   const std::filesystem::path& final_path() const { return final_path_; }
   const std::filesystem::path& partial_path() const { return partial_path_; }
   // True if open() created the partial file and commit() has not renamed it.
   bool has_partial() const { return has_partial_; }
-  uint64_t size() const { return stored_ + buffer_.size(); }
-  // Why the last failed call failed.
-  const std::string& error() const { return error_; }
   // Names the partial file that a failure or an interruption leaves; empty if there is none.
   std::string partial_note() const;
   // The error, and what it leaves.
@@ -48,7 +43,7 @@ class OutputFile {
 
  private:
   bool fail(const std::string& what, int code = 0);
-  bool store(std::span<const uint8_t> bytes);
+  bool store(Bytes bytes);
   bool is_input(const std::filesystem::path& path) const;
   bool check_target();
 
@@ -61,7 +56,6 @@ class OutputFile {
   std::vector<uint8_t> buffer_;  // follows the stored bytes
   uint64_t stored_ = 0;
   bool is_damaged_ = false;  // a write failed
-  std::string error_;
 };
 
 }  // namespace zdr::host

@@ -23,8 +23,8 @@ constexpr uint16_t kFrameSamples = 160;  // 20 ms at 8000 Hz
 constexpr uint16_t kSampleRate = 8000;
 constexpr uint16_t kSampleBits = 16;
 
-bool seal_riff(OutputFile& file) {
-  return file.rewrite(kRiffSizeOffset, le32(static_cast<uint32_t>(file.size() - 8)));
+bool seal_riff(Output& output) {
+  return output.rewrite(kRiffSizeOffset, le32(static_cast<uint32_t>(output.size() - 8)));
 }
 
 void append_format_chunk(RiffHeader& header, const QcpCodec& codec) {
@@ -83,10 +83,10 @@ SpeechFrames count_speech_frames(const QcpCodec& codec, Bytes rest) {
   return {count, true};
 }
 
-bool QcpWriter::begin(OutputFile& file) {
+bool QcpWriter::begin(Output& output) {
   RiffHeader header;
   header.text("RIFF");
-  header.u32(0);
+  header.u32(kToTheEnd);
   header.text("QLCM");
   append_format_chunk(header, codec_);
   header.text("vrat");
@@ -94,28 +94,30 @@ bool QcpWriter::begin(OutputFile& file) {
   header.u32(1);  // variable rate
   header.u32(0);
   header.text("data");
-  header.u32(0);
-  return file.write(header.bytes());
+  header.u32(kToTheEnd);
+  return output.write(header.bytes());
 }
 
-bool QcpWriter::write(OutputFile& file, Bytes sample) {
+bool QcpWriter::write(Output& output, Bytes sample) {
   const SpeechFrames frames = count_speech_frames(codec_, sample);
   if (!frames.is_whole) note_damage(kSpeechFrameDamage);
   frames_ += frames.count;
-  return file.write(sample);
+  return output.write(sample);
 }
 
-bool QcpWriter::finish(OutputFile& file) {
-  if (!seal(file)) return false;
-  if (file.size() % 2 == 0) return true;
+bool QcpWriter::finish(Output& output) {
+  if (!seal(output)) return false;
+  if (output.size() % 2 == 0) return true;
   const uint8_t padding = 0;
-  return file.write({&padding, 1}) && seal_riff(file);
+  return output.write({&padding, 1}) && (!output.can_rewrite() || seal_riff(output));
 }
 
-bool QcpWriter::seal(OutputFile& file) {
-  const bool is_stored = file.flush();
-  return seal_riff(file) && file.rewrite(kVariableRateCountOffset, le32(frames_)) &&
-         file.rewrite(kDataSizeOffset, le32(static_cast<uint32_t>(file.size() - kHeaderBytes))) && is_stored;
+bool QcpWriter::seal(Output& output) {
+  const bool is_stored = output.flush();
+  if (!output.can_rewrite()) return is_stored;
+  return seal_riff(output) && output.rewrite(kVariableRateCountOffset, le32(frames_)) &&
+         output.rewrite(kDataSizeOffset, le32(static_cast<uint32_t>(output.size() - kHeaderBytes))) &&
+         is_stored;
 }
 
 }  // namespace zdr::host

@@ -42,10 +42,10 @@ class QcpWriter : public StreamWriter {
   // `codec` must outlive the writer.
   explicit QcpWriter(const QcpCodec& codec) : codec_(codec) {}
   explicit QcpWriter(const QcpCodec&& codec) = delete;
-  bool begin(OutputFile& file) override;
-  bool write(OutputFile& file, Bytes sample) override;
-  bool finish(OutputFile& file) override;
-  bool seal(OutputFile& file) override;
+  bool begin(Output& output) override;
+  bool write(Output& output, Bytes sample) override;
+  bool finish(Output& output) override;
+  bool seal(Output& output) override;
 
  private:
   const QcpCodec& codec_;

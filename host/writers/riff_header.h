@@ -10,6 +10,9 @@
 
 namespace zdr::host {
 
+// A size that is unknown, as in a pipe, or does not fit.
+inline constexpr uint32_t kToTheEnd = UINT32_MAX;
+
 class RiffHeader {
  public:
   void text(std::string_view value) { bytes_.insert(bytes_.end(), value.begin(), value.end()); }

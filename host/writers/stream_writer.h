@@ -5,8 +5,9 @@
 #include <cstdint>
 #include <string>
 
+#include "host/formats/shown_media.h"
 #include "host/text/bytes.h"
-#include "host/writers/output_file.h"
+#include "host/writers/output.h"
 
 namespace zdr::host {
 
@@ -16,14 +17,18 @@ class StreamWriter {
  public:
   virtual ~StreamWriter() = default;
 
+  // Call before begin(). False for access units, which a writer cannot cut; true if it writes the shown media
+  // only.
+  virtual bool trim(const ShownMedia&) { return false; }
+
   // Writes what precedes the first access unit.
-  virtual bool begin(OutputFile&) { return true; }
+  virtual bool begin(Output&) { return true; }
   // Writes one delivered media sample.
-  virtual bool write(OutputFile& file, Bytes sample) { return file.write(sample); }
+  virtual bool write(Output& output, Bytes sample) { return output.write(sample); }
   // Writes what follows the last access unit, and seals the file.
-  virtual bool finish(OutputFile& file) { return seal(file); }
+  virtual bool finish(Output& output) { return seal(output); }
   // Fills in the header fields that depend on what the file holds, also for a file that ends early.
-  virtual bool seal(OutputFile&) { return true; }
+  virtual bool seal(Output&) { return true; }
 
   // The number of access units that could not be written as they are, and what was wrong with the first.
   uint64_t damaged_units() const { return damaged_units_; }

@@ -36,8 +36,8 @@ AnnexBWriter::AnnexBWriter(Bytes extra) {
   parameter_sets_.swap(out_);
 }
 
-bool AnnexBWriter::begin(OutputFile& file) {
-  return file.write(parameter_sets_);
+bool AnnexBWriter::begin(Output& output) {
+  return output.write(parameter_sets_);
 }
 
 bool AnnexBWriter::convert(Bytes run, unsigned length_size) {
@@ -55,17 +55,17 @@ bool AnnexBWriter::convert(Bytes run, unsigned length_size) {
   return true;
 }
 
-bool AnnexBWriter::write(OutputFile& file, Bytes sample) {
+bool AnnexBWriter::write(Output& output, Bytes sample) {
   if (!convert(sample, length_size_)) note_damage("NAL unit extends past the end of its access unit");
-  return file.write(out_);
+  return output.write(out_);
 }
 
 Mpeg4VisualWriter::Mpeg4VisualWriter(Bytes extra)
     : configuration_(extra.begin(),
                      extra.begin() + static_cast<std::ptrdiff_t>(configuration_length(extra))) {}
 
-bool Mpeg4VisualWriter::begin(OutputFile& file) {
-  return file.write(configuration_);
+bool Mpeg4VisualWriter::begin(Output& output) {
+  return output.write(configuration_);
 }
 
 }  // namespace zdr::host

@@ -13,8 +13,8 @@ namespace zdr::host {
 class AnnexBWriter : public StreamWriter {
  public:
   explicit AnnexBWriter(Bytes extra);
-  bool begin(OutputFile& file) override;
-  bool write(OutputFile& file, Bytes sample) override;
+  bool begin(Output& output) override;
+  bool write(Output& output, Bytes sample) override;
 
  private:
   // Sets `out_` to the units of a length-prefixed run. Stops and returns false at a length that extends past
@@ -30,7 +30,7 @@ class AnnexBWriter : public StreamWriter {
 class Mpeg4VisualWriter : public StreamWriter {
  public:
   explicit Mpeg4VisualWriter(Bytes extra);
-  bool begin(OutputFile& file) override;
+  bool begin(Output& output) override;
 
  private:
   std::vector<uint8_t> configuration_;

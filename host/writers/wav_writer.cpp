@@ -11,18 +11,39 @@ namespace {
 constexpr uint64_t kRiffSizeOffset = 4;
 constexpr uint64_t kDataSizeOffset = 40;
 constexpr uint64_t kHeaderBytes = 44;
-constexpr uint32_t kToTheEnd = UINT32_MAX;  // a size, of a file that could not be completed or is too long
 constexpr uint32_t kFormatChunkBytes = 16;
 constexpr uint16_t kPcmTag = 1;
-constexpr uint16_t kSampleBytes = 2;
+constexpr uint16_t kSampleBytes = sizeof(int16_t);
 
 uint32_t riff_size(uint64_t bytes) {
   return static_cast<uint32_t>(std::min<uint64_t>(bytes, kToTheEnd));
 }
 
+// A time in sample frames, to the nearest.
+uint64_t to_frames(uint64_t units, uint64_t time_scale, uint64_t rate_hz) {
+  return (units * rate_hz + time_scale / 2) / time_scale;
+}
+
 }  // namespace
 
-bool WavWriter::begin(OutputFile& file) {
+bool WavWriter::trim(const ShownMedia& shown) {
+  is_trimmed_ = format_.channels != 0;
+  begin_ = to_frames(shown.begin, shown.time_scale, format_.rate_hz);
+  if (shown.end != UINT64_MAX) end_ = to_frames(shown.end, shown.time_scale, format_.rate_hz);
+  return true;
+}
+
+bool WavWriter::write(Output& output, Bytes pcm) {
+  if (!is_trimmed_) return output.write(pcm);
+  const size_t frame_bytes = format_.channels * size_t{kSampleBytes};
+  const uint64_t frames = pcm.size() / frame_bytes;
+  const uint64_t first = std::min(begin_ - std::min(begin_, position_), frames);
+  const uint64_t last = std::min(end_ - std::min(end_, position_), frames);
+  position_ += frames;
+  return first >= last || output.write(pcm.subspan(first * frame_bytes, (last - first) * frame_bytes));
+}
+
+bool WavWriter::begin(Output& output) {
   const auto block = static_cast<uint16_t>(format_.channels * kSampleBytes);
   RiffHeader header;
   header.text("RIFF");
@@ -37,13 +58,14 @@ bool WavWriter::begin(OutputFile& file) {
   header.u16(8 * kSampleBytes);
   header.text("data");
   header.u32(kToTheEnd);
-  return file.write(header.bytes());
+  return output.write(header.bytes());
 }
 
-bool WavWriter::seal(OutputFile& file) {
-  const bool is_stored = file.flush();
-  return file.rewrite(kRiffSizeOffset, le32(riff_size(file.size() - 8))) &&
-         file.rewrite(kDataSizeOffset, le32(riff_size(file.size() - kHeaderBytes))) && is_stored;
+bool WavWriter::seal(Output& output) {
+  const bool is_stored = output.flush();
+  if (!output.can_rewrite()) return is_stored;
+  return output.rewrite(kRiffSizeOffset, le32(riff_size(output.size() - 8))) &&
+         output.rewrite(kDataSizeOffset, le32(riff_size(output.size() - kHeaderBytes))) && is_stored;
 }
 
 }  // namespace zdr::host

@@ -21,7 +21,7 @@ namespace {
 class MagicWriter : public StreamWriter {
  public:
   explicit MagicWriter(std::string_view magic) : magic_(magic) {}
-  bool begin(OutputFile& file) override { return file.write(as_bytes(magic_)); }
+  bool begin(Output& output) override { return output.write(as_bytes(magic_)); }
 
  private:
   std::string_view magic_;

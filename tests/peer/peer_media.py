@@ -64,9 +64,9 @@ def decode(path, stream, extra=()):
     return [line.split(',')[-1].strip() for line in done.stdout.splitlines() if line and line[0] != '#']
 
 
-def decode_pcm(path, stream, extra=()):
-    """The decoded sound as one block of bytes."""
-    done = subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', *extra, '-i', str(path), '-map', stream,
+def decode_pcm(path, stream, extra=(), form=()):
+    """The decoded sound as one block of bytes. `extra`: options of the input, `form`: of the output."""
+    done = subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', *extra, '-i', str(path), '-map', stream, *form,
                            '-bitexact', '-f', 's16le', '-'], capture_output=True)
     return done.stdout
 

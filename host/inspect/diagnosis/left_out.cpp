@@ -8,14 +8,14 @@
 #include <vector>
 
 #include "host/inspect/diagnosis/track_diagnosis.h"
+#include "host/inspect/iso/edit_window.h"
 #include "host/inspect/iso/parser_status.h"
 #include "host/text/decoded_text.h"
 
 namespace zdr::host {
 namespace {
 
-constexpr size_t kMostTracks = 16;                 // named in messages; a hostile file may have thousands
-constexpr uint64_t kUnknownDuration = UINT32_MAX;  // or more
+constexpr size_t kMostTracks = 16;  // named in messages; a hostile file may have thousands
 
 struct HandlerName {
   std::string_view handler;
@@ -31,34 +31,23 @@ std::string seconds(uint64_t units, uint64_t time_scale) {
   return std::to_string(units) + "/" + std::to_string(time_scale) + " s";
 }
 
-// How much media follows the only edit of a track, in units of the track. Less than one unit of the movie is
-// rounding and counts as 0.
-uint64_t tail_after_edit(const TrackRecord& track, uint64_t movie_time_scale) {
-  const EditRecord& edits = track.edits;
-  if (edits.duration == 0 || movie_time_scale == 0 || track.duration >= kUnknownDuration) return 0;
-  const double shown = static_cast<double>(edits.duration) * static_cast<double>(track.time_scale) /
-                       static_cast<double>(movie_time_scale);
-  const double rounding = static_cast<double>(track.time_scale) / static_cast<double>(movie_time_scale);
-  const double tail =
-      static_cast<double>(track.duration) - static_cast<double>(edits.first_media_time) - shown;
-  return tail <= rounding + 1 ? 0 : static_cast<uint64_t>(tail);
-}
-
 // Describes the edits that are not applied; empty if the edits show the whole media.
-std::string edits_text(const TrackRecord& track, uint64_t movie_time_scale) {
+std::string edits_text(const ParsedMovie& movie, const TrackRecord& track) {
   const EditRecord& edits = track.edits;
   if (edits.count == 0) return {};
   if (edits.is_wide) return "its edits have 64-bit times, which are not read";
   if (edits.count > 1)
     return "its " + std::to_string(edits.count) + " edits are ignored: all media is played as stored";
   std::string text;
-  if (edits.first_media_time > 0) {
-    const std::string front = seconds(static_cast<uint64_t>(edits.first_media_time), track.time_scale);
+  const EditCut cut = edit_cut(movie, track);
+  if (cut.front > 0) {
+    const std::string front = seconds(cut.front, track.time_scale);
     text = is_audio(track) ? "priming of " + front + " is not trimmed"
                            : "it begins " + front + " into the media";
   }
-  if (const uint64_t tail = tail_after_edit(track, movie_time_scale); tail > 0) {
-    text += (text.empty() ? "" : ", ") + ("the last " + seconds(tail, track.time_scale) + " is not trimmed");
+  if (cut.tail > 0) {
+    const std::string tail = seconds(cut.tail, track.time_scale);
+    text += (text.empty() ? "" : ", ") + ("the last " + tail + " is not trimmed");
   }
   return text;
 }
@@ -159,15 +148,14 @@ class LeftOut {
   std::vector<Diagnosis> entries_;
 };
 
-// The edits of the tracks that are played which the filter does not apply, in one line; empty if there are
-// none.
-std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds) {
+// The edits of the tracks that are played which nobody applies, in one line; empty if there are none.
+std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds, bool trims) {
   std::string text;
   for (const bool wants_audio : {false, true}) {
     const bool is_played = wants_audio ? kinds.audio : kinds.video;
     const TrackRecord* const track = is_played ? played_track(movie, wants_audio) : nullptr;
-    if (track == nullptr) continue;
-    const std::string edits = edits_text(*track, movie.record().time_scale);
+    if (track == nullptr || (trims && can_trim(track->edits))) continue;
+    const std::string edits = edits_text(movie, *track);
     if (!edits.empty()) text += (text.empty() ? "" : "; ") + place_of(*track).text() + ": " + edits;
   }
   return text;
@@ -196,14 +184,14 @@ ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
   for (const Diagnosis& entry : LeftOut(*movie, kinds).find()) {
     worst = worse_of(worst, messages.report(file, entry));
   }
-  if (with_edits && kinds) report_unapplied_edits(file, movie, *kinds, messages);
+  if (with_edits && kinds) report_unapplied_edits(file, movie, *kinds, false, messages);
   return worst;
 }
 
 void report_unapplied_edits(const std::string& file, const ParsedMovie* movie, PlayableKinds kinds,
-                            Messages& messages) {
+                            bool trims, Messages& messages) {
   if (movie == nullptr || !movie->is_open()) return;
-  const std::string edits = unapplied_edits(*movie, kinds);
+  const std::string edits = unapplied_edits(*movie, kinds, trims);
   if (!edits.empty())
     messages.note({MessageCode::kEditsNotApplied, file, {}, "edit lists are not applied: " + edits, ""});
 }

@@ -29,8 +29,9 @@ ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
 // costs a track, else a note.
 std::optional<Diagnosis> find_damage(const ParsedMovie& movie);
 
-// Reports the edits that are not applied of the tracks of these kinds, which are played.
+// Reports the edits that are not applied of the tracks of these kinds, which are played; with `trims`, only
+// those that find_shown_media() cannot apply either.
 void report_unapplied_edits(const std::string& file, const ParsedMovie* movie, PlayableKinds kinds,
-                            Messages& messages);
+                            bool trims, Messages& messages);
 
 }  // namespace zdr::host

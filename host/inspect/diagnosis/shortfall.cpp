@@ -53,19 +53,18 @@ std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const st
   TrackFacts facts;
   if (movie.get_facts(id, facts) != P3GPP_OK) return std::nullopt;
   if (facts.samples == 0 && delivery.samples == 0) return Shortfall{0, 0, Missing::kNone};
-  P3gppTrack* opened = nullptr;
-  if (P3GPP_OpenTrack(movie.file(), &opened, id, kTrackCacheBytes) != P3GPP_OK) return std::nullopt;
-  const OpenTrack track(opened);
+  const OpenTrack track = movie.open_track(id);
+  if (!track) return std::nullopt;
   uint64_t total_bytes = 0;
-  const int32_t status = P3GPP_GetTotalSampleSize(opened, &total_bytes);
+  const int32_t status = P3GPP_GetTotalSampleSize(track.get(), &total_bytes);
   if (status == P3GPP_OK && delivery.samples != 0 && total_bytes <= delivery.payload_bytes) {
-    const uint32_t timed = last_timed_sample(opened, facts);
+    const uint32_t timed = last_timed_sample(track.get(), facts);
     if (timed <= facts.samples) return std::nullopt;
     return Shortfall{facts.samples, timed, Missing::kNotInSizes};
   }
   std::error_code code;
   const uint64_t file_size = std::filesystem::file_size(file, code);
-  if (const auto shortfall = walk(opened, facts, delivery, file_size, watch)) return shortfall;
+  if (const auto shortfall = walk(track.get(), facts, delivery, file_size, watch)) return shortfall;
   if (delivery.samples != 0) return std::nullopt;
   return Shortfall{0, facts.samples, Missing::kUnknown};
 }
@@ -131,14 +130,13 @@ uint32_t samples_of_other_descriptions(const ParsedMovie& movie, uint32_t track_
   TrackFacts facts;
   if (record == nullptr || record->sample_entries < 2 || movie.get_facts(*record->id, facts) != P3GPP_OK)
     return 0;
-  P3gppTrack* opened = nullptr;
-  if (P3GPP_OpenTrack(movie.file(), &opened, *record->id, kTrackCacheBytes) != P3GPP_OK) return 0;
-  const OpenTrack track(opened);
+  const OpenTrack track = movie.open_track(*record->id);
+  if (!track) return 0;
   uint32_t count = 0;
   P3gppSample sample{};
   for (sample.number = 1; sample.number <= facts.samples; ++sample.number) {
     if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, facts.samples)) return count;
-    if (P3GPP_ReadSample(opened, &sample) != P3GPP_OK) return count;
+    if (P3GPP_ReadSample(track.get(), &sample) != P3GPP_OK) return count;
     count += sample.description_index != 1 ? 1 : 0;
   }
   return count;
@@ -164,11 +162,10 @@ std::optional<EarlyEnd> find_early_end(const ParsedMovie& movie, const std::stri
   TrackFacts facts;
   if (record == nullptr || movie.get_facts(*record->id, facts) != P3GPP_OK) return std::nullopt;
   if (record->has_wide_times) return EarlyEnd{delivery.last_sample_start, Missing::kUnknown, true};
-  P3gppTrack* opened = nullptr;
-  if (P3GPP_OpenTrack(movie.file(), &opened, *record->id, kTrackCacheBytes) != P3GPP_OK) return std::nullopt;
-  const OpenTrack track(opened);
+  const OpenTrack track = movie.open_track(*record->id);
+  if (!track) return std::nullopt;
   std::error_code code;
-  return PartWalk(opened, facts, delivery, std::filesystem::file_size(file, code)).find_missing(watch);
+  return PartWalk(track.get(), facts, delivery, std::filesystem::file_size(file, code)).find_missing(watch);
 }
 
 }  // namespace zdr::host

@@ -51,24 +51,22 @@ std::string aac_refusal(const P3gppSystemsInfo& systems) {
   return {};
 }
 
-TrackState query(P3gppFile* file, uint32_t id) {
+TrackState query(const ParsedMovie& movie, uint32_t id) {
   TrackState state;
   P3gppTrackInfo* info = nullptr;
-  state.status = with_memory(P3GPP_GetTrackInfo(file, id, &info), P3GPP_ERR_NO_MEMORY);
+  state.status = with_memory(P3GPP_GetTrackInfo(movie.file(), id, &info), P3GPP_ERR_NO_MEMORY);
   if (state.status != P3GPP_OK) return state;
   const std::unique_ptr<P3gppTrackInfo, Release<P3gppTrackInfo>> owned_info(info);
   state.type = info->track_type;
   state.samples = info->sample_count;
   P3gppDecoderInfo* decoder = nullptr;
-  state.status = with_memory(P3GPP_GetDecoderInfo(file, id, &decoder, 1), P3GPP_ERR_NO_MEMORY);
+  state.status = with_memory(P3GPP_GetDecoderInfo(movie.file(), id, &decoder, 1), P3GPP_ERR_NO_MEMORY);
   const std::unique_ptr<P3gppDecoderInfo, Release<P3gppDecoderInfo>> owned_decoder(decoder);
   if (state.status != P3GPP_OK) return state;
   state.object_type = decoder->object_type;
   if (decoder->kind == P3GPP_KIND_SYSTEMS && state.object_type == P3GPP_OTI_AAC)
     state.aac_refusal = aac_refusal(decoder->u.systems);
-  P3gppTrack* track = nullptr;
-  state.status = with_memory(P3GPP_OpenTrack(file, &track, id, kTrackCacheBytes), P3GPP_ERR_NO_MEMORY);
-  if (state.status == P3GPP_OK) P3GPP_CloseTrack(track);
+  movie.open_track(id, state.status);
   return state;
 }
 
@@ -106,7 +104,7 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
   if (!track.sample_entry.empty() && !mp4source::is_played_sample_entry(track.sample_entry))
     return diagnose(ExitCode::kNotSupported, track, "codec not supported");
   if (!track.id) return diagnose(ExitCode::kLoss, track, "damaged: it has no track header, and so no ID");
-  const TrackState state = query(movie.file(), *track.id);
+  const TrackState state = query(movie, *track.id);
   if (state.object_type != 0 && !mp4source::is_played_object_type(state.object_type)) {
     return diagnose(ExitCode::kNotSupported, track,
                     "codec not supported (object type " + object_type_text(state.object_type) + ")");

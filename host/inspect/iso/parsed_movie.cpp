@@ -87,6 +87,12 @@ int32_t ParsedMovie::get_facts(uint32_t id, TrackFacts& facts) const {
   return P3GPP_OK;
 }
 
+OpenTrack ParsedMovie::open_track(uint32_t id, int32_t& status) const {
+  P3gppTrack* track = nullptr;
+  status = with_memory(P3GPP_OpenTrack(file(), &track, id, kTrackCacheBytes), P3GPP_ERR_NO_MEMORY);
+  return OpenTrack(track);
+}
+
 std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file) {
   if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4) return nullptr;
   auto movie = std::make_unique<const ParsedMovie>(file);

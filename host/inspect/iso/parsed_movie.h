@@ -22,6 +22,11 @@ struct TrackFacts {
   uint32_t duration = 0;  // of the media, in units of the time scale
 };
 
+struct CloseTrack {
+  void operator()(P3gppTrack* track) const { P3GPP_CloseTrack(track); }
+};
+using OpenTrack = std::unique_ptr<P3gppTrack, CloseTrack>;
+
 class ParsedMovie {
  public:
   // Opens the file as the filter does. `observer`, if not null, receives the boxes while they are parsed.
@@ -53,6 +58,12 @@ class ParsedMovie {
   const TrackRecord* first_track(uint32_t type) const;
   // Returns the status of the query.
   int32_t get_facts(uint32_t id, TrackFacts& facts) const;
+  // Opens a track for lookups, one at a time. Null after a failure; throws std::bad_alloc.
+  OpenTrack open_track(uint32_t id) const {
+    int32_t status = P3GPP_OK;
+    return open_track(id, status);
+  }
+  OpenTrack open_track(uint32_t id, int32_t& status) const;
 
  private:
   struct CloseMovie {
