@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "host/inspect/files/file_stream.h"
-#include "host/inspect/iso/open_track.h"
 
 namespace zdr::host {
 namespace {
@@ -88,11 +87,10 @@ std::vector<DamagedUnit> find_damaged_units(const ParsedMovie& movie, const std:
   const std::vector<uint32_t> ids = movie.track_ids(track_type);
   TrackFacts facts;
   if (ids.empty() || movie.get_facts(ids[0], facts) != P3GPP_OK) return {};
-  P3gppTrack* opened = nullptr;
-  if (P3GPP_OpenTrack(movie.file(), &opened, ids[0], kTrackCacheBytes) != P3GPP_OK) return {};
-  const OpenTrack track(opened);
+  const OpenTrack track = movie.open_track(ids[0]);
+  if (!track) return {};
   FileStream stream(file);
-  return DamageWalk(opened, facts, stream, examine).run(spans, limit, watch);
+  return DamageWalk(track.get(), facts, stream, examine).run(spans, limit, watch);
 }
 
 }  // namespace zdr::host

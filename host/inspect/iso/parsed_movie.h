@@ -10,6 +10,7 @@
 
 #include "host/inspect/files/managed_file.h"
 #include "host/inspect/iso/movie_records.h"
+#include "host/inspect/iso/open_track.h"
 #include "p3gpp/p3gpp.h"
 
 namespace zdr::host {
@@ -21,11 +22,6 @@ struct TrackFacts {
   uint32_t time_scale = 0;
   uint32_t duration = 0;  // of the media, in units of the time scale
 };
-
-struct CloseTrack {
-  void operator()(P3gppTrack* track) const { P3GPP_CloseTrack(track); }
-};
-using OpenTrack = std::unique_ptr<P3gppTrack, CloseTrack>;
 
 class ParsedMovie {
  public:
