@@ -8,9 +8,9 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/formats/aac_format.h"
-#include "host/writers/output_file.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
+#include "host/writers/output_file.h"
 #include "host/writers/video_writers.h"
 #include "host/writers/writer_choice.h"
 #include "mediakit/files/temp_folder.h"
