@@ -40,7 +40,7 @@ ExitCode run_man_page(const Options& /*options*/, std::ostream& out) {
 constexpr CommandRow kCommands[] = {
     {kPlay, "play", "FILE", true, "play files and write each stream to a file of its own", true,
      in_session<run_play>},
-    {kInfo, "info", "FILE", true, "show the pins of files, their media types, durations and tags", true,
+    {kInfo, "info", "FILE", true, "show the tracks of files, the pins with their media types, and tags", true,
      in_session<run_info>},
     {kVerify, "verify", "FILE", true, "play files and folders to nothing, and check that all of them comes",
      true, in_session<run_verify>},
@@ -83,7 +83,7 @@ const OptionRow kOptions[] = {
     {kAnyVerify, "--decode", "", "", "", "hash the PCM of AAC instead of its access units", &Options::decode},
     {kVerify, "--jobs", "-j", "N", "", "verify N files at once", &Options::jobs},
     {kInfo, "--cover", "", "OUT", "", "write the cover image of the file to OUT", &Options::cover},
-    {kInfo, "--full", "", "", "", "show the bytes of the format blocks", &Options::full},
+    {kInfo, "--full", "", "", "", "show peak bit rates and the bytes of the format blocks", &Options::full},
     {kPlay | kInfo | kKeyframe, "--force", "", "", "", "replace existing files", &Options::force},
     {kPlay, "--strict", "", "", "", "exit with 1 instead of 3 when something was lost", &Options::strict},
     {kPlay | kSamples | kAnyVerify, "--allow-overlap", "", "", "",

@@ -1,4 +1,4 @@
-// `zdr info`: describes a file as a clip, its pins with their media types and durations, and its tags.
+// `zdr info`: describes a file, its tracks, its pins with their media types, and its tags.
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -8,6 +8,8 @@
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/commands/commands.h"
+#include "host/commands/movie_report.h"
+#include "host/commands/track_output.h"
 #include "host/graph/source_clip.h"
 #include "host/graph/source_player.h"
 #include "host/inspect/aac/aac_stream_view.h"
@@ -78,7 +80,8 @@ struct FileContent {
   std::unique_ptr<const ParsedMovie> movie;  // null unless it is an ISO media file
   std::optional<FileTags> tag_source;
   std::vector<TagRecord> tags;
-  std::optional<FileReport> report;  // none if the file has no usable track, or cannot be described
+  std::optional<MovieDescription> tracks;  // of an ISO media file that can be parsed
+  std::optional<FileReport> report;        // none if the file has no usable track, or cannot be described
 };
 
 FileReport describe(const std::string& file, const SourcePlayer& player, Messages& messages) {
@@ -101,18 +104,25 @@ ExitCode check_stream(const std::string& file, FileReport& report, Messages& mes
   return ExitCode::kLoss;
 }
 
-void print_text(const std::string& file, const FileReport& report, const std::vector<TagRecord>& tags,
-                bool is_full, std::ostream& out) {
-  out << shown_name(file) << "\n  duration " << format_time(report.duration_100ns) << "\n";
-  if (report.clip.info) out << "  headers: " << clip_line(*report.clip.info) << "\n";
+void print_report(const FileReport& report, bool has_tracks, bool is_full, std::ostream& out) {
+  if (has_tracks && !report.pins.empty()) out << "  media types, with rates over the longest stream:\n";
   for (const PinEntry& pin : report.pins) {
     out << "  " << pin.name << ": " << (pin.types.empty() ? kNoType : media_type_line(pin.types.front()))
         << "\n";
     if (is_full && !pin.types.empty())
       out << "    format block: " << hex_text(format_block(pin.types.front())) << "\n";
   }
-  if (report.stream) out << "  stream: " << stream_line(*report.stream) << "\n";
-  for (const TagRecord& tag : tags) {
+  if (report.stream)
+    out << "  stream: " << format_line(*report.stream) << "\n    " << stream_line(*report.stream) << "\n";
+}
+
+void print_text(const std::string& file, const FileContent& content, bool is_full, std::ostream& out) {
+  if (!content.report && !content.tracks) return;
+  out << shown_name(file) << "\n";
+  if (content.report) out << "  duration " << format_time(content.report->duration_100ns) << "\n";
+  if (content.tracks) print_movie(*content.tracks, is_full, out);
+  if (content.report) print_report(*content.report, content.tracks.has_value(), is_full, out);
+  for (const TagRecord& tag : content.tags) {
     out << "  ";
     print_tag(tag, out);
     out << "\n";
@@ -128,8 +138,7 @@ void write_pin(JsonWriter& json, const PinEntry& pin, bool is_full) {
   json.end_object();
 }
 
-void add_report(JsonWriter& json, const FileReport& report, const std::vector<TagRecord>& tags,
-                bool is_full) {
+void add_report(JsonWriter& json, const FileReport& report, bool is_full) {
   json.member("duration_100ns", report.duration_100ns);
   json.key("clip");
   if (report.clip.info) {
@@ -144,7 +153,12 @@ void add_report(JsonWriter& json, const FileReport& report, const std::vector<Ta
     json.key("stream");
     write_stream(json, *report.stream);
   }
-  add_tags(json, tags);
+}
+
+void add_content(JsonWriter& json, const FileContent& content, bool is_full) {
+  if (content.report) add_report(json, *content.report, is_full);
+  if (content.tracks) add_movie(json, *content.tracks);
+  if (content.report || content.tracks) add_tags(json, content.tags);
 }
 
 // Writes the cover image to options.cover unless that is empty.
@@ -167,13 +181,23 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
 ExitCode examine(const std::string& file, const Options& options, SourcePlayer& player, Messages& messages,
                  FileContent& content) {
   ExitCode code = player.load();
-  if (code == ExitCode::kCannotOpen || (code != ExitCode::kDone && options.cover.empty())) return code;
+  if (code == ExitCode::kCannotOpen) return code;
   content.movie = parse_iso_media(file);
+  const bool is_parsed = content.movie != nullptr && content.movie->is_open();
+  if (code != ExitCode::kDone && options.cover.empty() && !is_parsed) return code;
   std::optional<FileReport> report;
   if (code == ExitCode::kDone) {
     code = report_left_out(file, content.movie.get(), player.playable_kinds(), true, messages);
     report = describe(file, player, messages);
     code = worse_of(code, check_stream(file, *report, messages));
+  }
+  if (is_parsed) {
+    ProgressLine progress(!options.quiet);
+    content.tracks =
+        report_movie(file, *content.movie, player.pins(), options.full, [&](uint64_t done, uint64_t total) {
+          progress.update(file, done, total);
+          return true;
+        });
   }
   content.tag_source.emplace(file, content.movie.get());
   content.tags = content.tag_source->records();
@@ -188,11 +212,11 @@ ExitCode show_file(const std::string& file, const Options& options, Messages& me
   FileContent content;
   ExitCode code =
       report_memory(file, messages, [&] { return examine(file, options, player, messages, content); });
-  if (content.report && report == nullptr) print_text(file, *content.report, content.tags, options.full, out);
+  if (report == nullptr) print_text(file, content, options.full, out);
   code = worse_of(code, report_read_failure(file, messages));
   if (report == nullptr) return code;
   JsonWriter& json = report->begin_file(file, code);
-  if (content.report) add_report(json, *content.report, content.tags, options.full);
+  add_content(json, content, options.full);
   end_json(json, messages);
   return code;
 }

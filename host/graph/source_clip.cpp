@@ -3,7 +3,6 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/formats/codec_names.h"
-#include "host/messages.h"
 #include "host/text/time_text.h"
 #include "host/text/wide_text.h"
 
@@ -52,21 +51,6 @@ HRESULT SourceClip::info(ClipInfo& info) {
 HRESULT SourceClip::key_frame(uint32_t index, ClipBytes& frame) {
   if (clip_ == nullptr) return E_HANDLE;
   return source_->GetKeyFrame(clip_, index, frame.out_bytes(), frame.out_size());
-}
-
-std::string clip_line(const ClipInfo& info) {
-  std::string line;
-  if (info.video_codec != 0) {
-    line = std::string(codec_of_clip(info.video_codec)) + " " + std::to_string(info.width) + "x" +
-           std::to_string(info.height);
-  }
-  if (info.audio_codec != 0) {
-    if (!line.empty()) line += ", ";
-    line += codec_of_clip(info.audio_codec);
-    if (info.sample_rate != 0) line += " " + std::to_string(info.sample_rate) + " Hz";
-    line += " " + counted(info.channels, "channel");
-  }
-  return line.empty() ? "no codec that it knows" : line;
 }
 
 void write_clip(JsonWriter& json, const ClipInfo& info) {

@@ -54,9 +54,6 @@ class SourceClip {
   HRESULT result_ = S_OK;
 };
 
-// "AVC 320x180, AAC 44100 Hz 2 channels", as the headers of the first tracks state them. The duration and the
-// frame rate are left out: those of the pins are what is played.
-std::string clip_line(const mp4source::ClipInfo& info);
 void write_clip(JsonWriter& json, const mp4source::ClipInfo& info);
 
 }  // namespace zdr::host

@@ -4,16 +4,12 @@
 #include "host/formats/aac_format.h"
 
 namespace zdr::host {
-namespace {
-
 const char* extension_name(const Zd_AAC_Dec_Config& config) {
   if (config.extension == ZD_AAC_DEC_EXTENSION_PS) return "SBR+PS";
   if (config.extension == ZD_AAC_DEC_EXTENSION_SBR) return "SBR";
   // Backward compatible signalling of SBR changes only the rates.
   return config.outputRate != config.sampleRate || config.singleRate != 0 ? "SBR" : "none";
 }
-
-}  // namespace
 
 std::optional<AacDescription> describe_aac(const AM_MEDIA_TYPE& type) {
   if (!is_aac_access_units(type)) return std::nullopt;

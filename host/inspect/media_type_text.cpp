@@ -117,7 +117,7 @@ std::string media_type_line(const AM_MEDIA_TYPE& type) {
   } else if (const auto* audio = std::get_if<WAVEFORMATEX>(&format)) {
     line += ", " + std::to_string(audio->nChannels) + " ch, " + std::to_string(audio->nSamplesPerSec) + " Hz";
   }
-  return line + ", format block of " + std::to_string(type.cbFormat) + " bytes";
+  return line;
 }
 
 void write_media_type(JsonWriter& json, const AM_MEDIA_TYPE& type, bool is_full) {

@@ -12,7 +12,7 @@ namespace zdr::host {
 
 // "AVC", "AAC" ...; the GUID of a subtype without a name in the table.
 std::string codec_name(const AM_MEDIA_TYPE& type);
-// One line: codec, picture size or channels and rate, bit rate, size of the format block.
+// One line: codec, picture size or channels and rate, bit rate.
 std::string media_type_line(const AM_MEDIA_TYPE& type);
 // The bytes of the format block; empty if there is none.
 Bytes format_block(const AM_MEDIA_TYPE& type);

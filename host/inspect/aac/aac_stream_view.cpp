@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/inspect/aac_description.h"
 #include "host/inspect/files/os_file.h"
 #include "host/memory.h"
 #include "host/messages.h"
@@ -23,6 +24,19 @@ const char* bitrate_kind(uint32_t mode) {
     default:
       return "unknown";
   }
+}
+
+// The reader accepts these two audio object types only.
+const char* profile_name(const Zd_AAC_Dec_Config& config) {
+  constexpr int32_t kLtp = 3;
+  return config.profile == kLtp ? "LTP" : "LC";
+}
+
+// In the configuration of the reader's decoder, a single rate means only that the PCM has the rate of the
+// core.
+const char* stream_extension(Zd_AAC_Dec_Config config) {
+  config.singleRate = 0;
+  return extension_name(config);
 }
 
 }  // namespace
@@ -54,6 +68,13 @@ AacStreamView::AacStreamView(const AacReader& reader) {
   config = reader.config();
 }
 
+std::string format_line(const AacStreamView& view) {
+  const Zd_AAC_Dec_Config& config = view.config;
+  return std::string("AAC ") + profile_name(config) + ", " + std::to_string(config.channels) + " ch, core " +
+         std::to_string(config.sampleRate) + " Hz, output " + std::to_string(config.outputRate) +
+         " Hz, extension " + stream_extension(config);
+}
+
 std::string stream_line(const AacStreamView& view) {
   const uint32_t frames = view.stream.total_frames;
   const double seconds =
@@ -69,6 +90,11 @@ std::string stream_line(const AacStreamView& view) {
 
 void write_stream(JsonWriter& json, const AacStreamView& view) {
   json.begin_object();
+  json.member("profile", profile_name(view.config));
+  json.member("channels", view.config.channels);
+  json.member("core_rate", view.config.sampleRate);
+  json.member("output_rate", view.config.outputRate);
+  json.member("extension", stream_extension(view.config));
   json.member("estimated_frames", view.stream.total_frames);
   json.member("bit_rate_mode", bitrate_kind(view.stream.bitrate_mode));
   json.member("bit_rate", view.stream.bitrate);

@@ -37,6 +37,8 @@ struct AacStreamView {
   Zd_AAC_Dec_Config config{};
 };
 
+// "AAC LC, 2 ch, core 22050 Hz, output 44100 Hz, extension SBR"
+std::string format_line(const AacStreamView& view);
 // "about 682 frames, 120000 bit/s (estimated), 241596 bytes of audio"
 std::string stream_line(const AacStreamView& view);
 void write_stream(JsonWriter& json, const AacStreamView& view);

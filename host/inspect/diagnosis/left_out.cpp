@@ -2,7 +2,6 @@
 #include "host/inspect/diagnosis/left_out.h"
 
 #include <algorithm>
-#include <iterator>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -10,22 +9,13 @@
 #include "host/inspect/diagnosis/track_diagnosis.h"
 #include "host/inspect/iso/edit_window.h"
 #include "host/inspect/iso/parser_status.h"
+#include "host/inspect/iso/track_description.h"
 #include "host/text/decoded_text.h"
 
 namespace zdr::host {
 namespace {
 
 constexpr size_t kMostTracks = 16;  // named in messages; a hostile file may have thousands
-
-struct HandlerName {
-  std::string_view handler;
-  const char* name;
-};
-
-constexpr HandlerName kHandlerNames[] = {
-    {"hint", "hint"},    {"meta", "metadata"}, {"sdsm", "scene description"}, {"odsm", "object descriptor"},
-    {"text", "text"},    {"sbtl", "subtitle"}, {"subt", "subtitle"},          {"subp", "subtitle"},
-    {"clcp", "caption"}, {"tmcd", "time code"}};
 
 std::string seconds(uint64_t units, uint64_t time_scale) {
   return std::to_string(units) + "/" + std::to_string(time_scale) + " s";
@@ -124,7 +114,7 @@ class LeftOut {
               "damaged: it has no handler, so its type is unknown");
         continue;
       }
-      const std::string kind = kind_of(track.handler);
+      const std::string kind = kind_of(type_text(track.handler));
       const auto known = std::ranges::find(kinds, kind, &std::pair<std::string, size_t>::first);
       if (known != kinds.end()) {
         ++known->second;
@@ -136,11 +126,6 @@ class LeftOut {
       add(ExitCode::kDone, MessageCode::kTrackNotPlayed, {},
           counted(count, kind + " track") + (count == 1 ? " is" : " are") + " not played");
     }
-  }
-
-  static std::string kind_of(const std::string& handler) {
-    const auto* const known = std::ranges::find(kHandlerNames, handler, &HandlerName::handler);
-    return known != std::end(kHandlerNames) ? known->name : "'" + printable(type_text(handler)) + "'";
   }
 
   const ParsedMovie& movie_;

@@ -239,10 +239,9 @@ void TreeCompletion::complete(const Range& range, unsigned level) {
 // The additional fields of a sound description of version 1 or 2.
 uint64_t TreeCompletion::fields_of_quicktime(const BoxRecord& box, const Range& around) const {
   constexpr size_t kVersion = 8;  // offset in the body
-  const bool is_sound = around.type == "stsd" && is_audio_entry(box.type_name());
-  if (!is_sound || tree_.box(around.container).version != 0 || box.body.size() < kVersion + 2) return 0;
-  const uint64_t version = read_be(&box.body[kVersion], 2);
-  return version == 1 ? 16 : version == 2 ? 36 : 0;
+  const bool is_entry = around.type == "stsd" && tree_.box(around.container).version == 0;
+  if (!is_entry || box.body.size() < kVersion + 2) return 0;
+  return quicktime_sound_bytes(box.type_name(), read_be(&box.body[kVersion], 2));
 }
 
 void TreeCompletion::complete_children(BoxIndex index, const Range& around, unsigned level) {

@@ -49,6 +49,11 @@ std::optional<uint32_t> children_offset(std::string_view type, std::string_view 
   return is_listed(kContainers, type) ? std::optional<uint32_t>(0) : std::nullopt;
 }
 
+uint32_t quicktime_sound_bytes(std::string_view type, uint64_t version) {
+  if (!is_audio_entry(type)) return 0;
+  return version == 1 ? 16 : version == 2 ? 36 : 0;
+}
+
 bool is_video_entry(std::string_view type) {
   return is_listed(kVideoEntries, type);
 }

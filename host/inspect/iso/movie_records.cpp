@@ -125,10 +125,8 @@ void MovieRecorder::read_chunk_runs(const P3gppBoxField& field) {
 void MovieRecorder::read_edit(const P3gppBoxField& field) {
   const std::string_view name = field.name;
   if (name == "segment_duration") segment_duration_ = field.number;
-  if (name != "media_time" || static_cast<int64_t>(field.number) < 0) return;
-  EditRecord& edits = record_.tracks.back().edits;
-  if (edits.count++ == 0) edits.first_media_time = static_cast<int64_t>(field.number);
-  edits.duration += segment_duration_;
+  if (name == "media_time")
+    record_.tracks.back().edits.add(segment_duration_, static_cast<int64_t>(field.number));
 }
 
 }  // namespace zdr::host

@@ -16,7 +16,18 @@ namespace zdr::host {
 // The edits of a track that show media. Empty edits are not counted: they only shift the track, which the
 // filter applies.
 struct EditRecord {
+  // Adds an edit; a negative media time makes it an empty one.
+  void add(uint64_t segment_duration, int64_t media_time) {
+    if (media_time < 0) {
+      if (count == 0) delay += segment_duration;
+      return;
+    }
+    if (count++ == 0) first_media_time = media_time;
+    duration += segment_duration;
+  }
+
   uint64_t count = 0;
+  uint64_t delay = 0;            // of the empty edits before them, in units of the movie
   int64_t first_media_time = 0;  // of the first edit, in units of the track
   uint64_t duration = 0;         // of all edits, in units of the movie; 0: to the end
   bool is_wide = false;          // version 1, whose 64-bit fields the parser reads as 32-bit ones

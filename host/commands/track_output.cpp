@@ -1,0 +1,263 @@
+// Prints what is known, and leaves out what is not.
+#include "host/commands/track_output.h"
+
+#include <array>
+#include <cstdio>
+#include <numeric>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "host/messages.h"
+#include "host/text/decoded_text.h"
+#include "host/text/time_text.h"
+
+namespace zdr::host {
+namespace {
+
+using Number = std::optional<uint64_t>;
+
+std::string type_of(std::string_view four_characters) {
+  return printable(type_text(four_characters));
+}
+
+// In 100 ns units; 0 if the time scale is.
+int64_t time_of(uint64_t units, uint64_t time_scale) {
+  if (time_scale == 0) return 0;
+  const uint64_t whole = units / time_scale;
+  if (whole > static_cast<uint64_t>(INT64_MAX / kUnitsPerSecond) - 1) return INT64_MAX;
+  const double rest = static_cast<double>(units % time_scale) / static_cast<double>(time_scale);
+  return static_cast<int64_t>(whole) * kUnitsPerSecond + static_cast<int64_t>(rest * kUnitsPerSecond + 0.5);
+}
+
+std::string text_of(Number number) {
+  return number ? std::to_string(*number) : "-";
+}
+
+std::string seconds(uint64_t units, uint64_t time_scale) {
+  return std::to_string(units) + "/" + std::to_string(time_scale) + " s";
+}
+
+// The bytes that are no media data; nothing if they cannot be counted, or the tables claim more media data
+// than the file has.
+Number overhead_of(const MovieDescription& movie) {
+  uint64_t media_bytes = 0;
+  for (const TrackDescription& track : movie.tracks) {
+    if (!track.media_bytes || *track.media_bytes > movie.size - media_bytes) return std::nullopt;
+    media_bytes += *track.media_bytes;
+  }
+  return movie.is_complete && !movie.has_fragments ? Number(movie.size - media_bytes) : std::nullopt;
+}
+
+Number bit_rate_of(const MovieDescription& movie) {
+  const int64_t duration = time_of(movie.duration, movie.time_scale);
+  if (duration <= 0) return std::nullopt;
+  return static_cast<uint64_t>(static_cast<double>(movie.size) * 8 * kUnitsPerSecond /
+                               static_cast<double>(duration));
+}
+
+// --- Text ---
+
+constexpr size_t kLineWidth = 79;
+
+// Prints the pieces after the heading, separated by commas, in as many lines as they need.
+void print_pieces(const std::string& heading, const std::vector<std::string>& pieces, std::ostream& out) {
+  if (pieces.empty()) return;
+  const size_t text = heading.find_first_not_of(' ');
+  const std::string indent(text == heading.npos ? heading.size() : text + 2, ' ');
+  std::string line = heading;
+  bool is_first = true;
+  for (const std::string& piece : pieces) {
+    const bool is_last = &piece == &pieces.back();
+    const std::string word = piece + (is_last ? "" : ",");
+    if (!is_first && line.size() + 1 + word.size() > kLineWidth) {
+      out << line << "\n";
+      line = indent;
+      is_first = true;
+    }
+    line += (is_first ? "" : " ") + word;
+    is_first = false;
+  }
+  out << line << "\n";
+}
+
+std::string overhead_text(uint64_t overhead, uint64_t size) {
+  std::array<char, 64> percent{};
+  std::snprintf(percent.data(), percent.size(), " (%.1f %%)",
+                100 * static_cast<double>(overhead) / static_cast<double>(size));
+  return "overhead " + counted(overhead, "byte") + percent.data();
+}
+
+void print_file(const MovieDescription& movie, std::ostream& out) {
+  std::vector<std::string> pieces;
+  DateDigits digits;
+  const std::string_view created = format_date(movie.creation_time, digits);
+  if (!movie.brand.empty()) pieces.push_back("brand " + printable(movie.brand));
+  pieces.push_back(counted(movie.size, "byte"));
+  if (const Number rate = bit_rate_of(movie)) pieces.push_back(std::to_string(*rate) + " bit/s");
+  if (const Number overhead = overhead_of(movie)) pieces.push_back(overhead_text(*overhead, movie.size));
+  print_pieces("  file: ", pieces, out);
+  pieces = {counted(movie.movie_size, "byte") + " at offset " + std::to_string(movie.movie_offset),
+            std::string(movie.is_movie_first ? "before" : "after") + " the media data"};
+  if (!created.empty()) pieces.push_back("created " + std::string(created));
+  print_pieces("  moov: ", pieces, out);
+}
+
+void print_row(const TrackDescription& track, std::ostream& out) {
+  const std::string duration =
+      track.has_duration() ? format_time(time_of(*track.duration, *track.time_scale)) : "-";
+  std::array<char, 256> row{};
+  std::snprintf(
+      row.data(), row.size(), "%4u %4s %-8s %-5s %-7s %-4s %11s %9s %9s %9s\n", track.number,
+      text_of(track.id).c_str(), kind_of(track.handler).c_str(),
+      track.entry_type.empty() ? "-" : type_of(track.entry_type).c_str(),
+      track.pin.empty() ? "-" : track.pin.c_str(), track.language.empty() ? "-" : track.language.c_str(),
+      duration.c_str(), text_of(track.samples).c_str(),
+      track.samples ? std::to_string(track.key_frames()).c_str() : "-", text_of(track.bit_rate()).c_str());
+  out << row.data();
+}
+
+std::string codec_of(const TrackDescription& track) {
+  const std::string level = track.level.empty() ? "" : "level " + track.level;
+  std::string profile = track.profile;
+  if (track.codec == "H.263" && !profile.empty()) profile = "profile " + profile;
+  const std::string details = profile + (profile.empty() || level.empty() ? "" : ", ") + level;
+  const std::string name = track.codec.empty() ? "codec not known" : track.codec;
+  return name + (details.empty() ? "" : " (" + details + ")");
+}
+
+std::vector<std::string> media_pieces(const TrackDescription& track, bool is_full) {
+  std::vector<std::string> pieces{codec_of(track)};
+  if (track.width && track.height)
+    pieces.push_back(std::to_string(*track.width) + "x" + std::to_string(*track.height));
+  if (track.width && track.rotation_degrees.value_or(0) != 0)
+    pieces.push_back("rotated by " + std::to_string(*track.rotation_degrees) + " degrees");
+  if (const uint64_t part = std::gcd(track.h_spacing.value_or(0), track.v_spacing.value_or(0)); part != 0)
+    pieces.push_back("pixel aspect " + std::to_string(track.h_spacing.value_or(0) / part) + ":" +
+                     std::to_string(track.v_spacing.value_or(0) / part));
+  if (track.channels) pieces.push_back(counted(*track.channels, "channel"));
+  if (track.sample_rate)
+    pieces.push_back(std::to_string(*track.sample_rate) + " Hz" +
+                     (track.core_rate ? " (core " + std::to_string(*track.core_rate) + " Hz)" : ""));
+  if (is_full && track.peak_bit_rate)
+    pieces.push_back("peak second " + std::to_string(*track.peak_bit_rate) + " bit/s");
+  return pieces;
+}
+
+std::vector<std::string> edit_pieces(const TrackDescription& track, uint64_t movie_time_scale) {
+  const EditRecord& edits = track.edits;
+  std::vector<std::string> pieces;
+  if (edits.delay != 0) pieces.push_back("starts " + seconds(edits.delay, movie_time_scale) + " late");
+  if (edits.count > 1) pieces.push_back("plays " + counted(edits.count, "part") + " of the media");
+  if (edits.count != 1) return pieces;
+  const uint64_t time_scale = track.time_scale.value_or(0);
+  const uint64_t tail = tail_after_edit(edits, track.duration.value_or(0), time_scale, movie_time_scale);
+  if (edits.first_media_time != 0)
+    pieces.push_back("skips the first " + seconds(static_cast<uint64_t>(edits.first_media_time), time_scale));
+  if (tail != 0) pieces.push_back("skips the last " + seconds(tail, time_scale));
+  return pieces;
+}
+
+// --- JSON ---
+
+void add_number(JsonWriter& json, std::string_view name, Number number) {
+  if (number) json.member(name, *number);
+}
+
+void add_text(JsonWriter& json, std::string_view name, const std::string& text) {
+  if (!text.empty()) json.member(name, text);
+}
+
+void add_container(JsonWriter& json, const MovieDescription& movie) {
+  json.begin_object("container");
+  add_text(json, "major_brand", movie.brand);
+  json.member("size", movie.size);
+  add_number(json, "bit_rate", bit_rate_of(movie));
+  DateDigits digits;
+  const std::string_view created = format_date(movie.creation_time, digits);
+  if (!created.empty()) json.member("creation_time_utc", created);
+  json.member("moov_offset", movie.movie_offset);
+  json.member("moov_size", movie.movie_size);
+  json.member("moov_first", movie.is_movie_first);
+  add_number(json, "overhead_bytes", overhead_of(movie));
+  json.end_object();
+}
+
+void add_edits(JsonWriter& json, const TrackDescription& track, uint64_t movie_time_scale) {
+  const EditRecord& edits = track.edits;
+  if (edits.count == 0 && edits.delay == 0) return;
+  json.begin_object("edits");
+  json.member("parts", edits.count);
+  json.member("delay", edits.delay);
+  json.member("movie_time_scale", movie_time_scale);
+  if (edits.count == 1) {
+    json.member("skipped_start", edits.first_media_time);
+    json.member("skipped_end", tail_after_edit(edits, track.duration.value_or(0),
+                                               track.time_scale.value_or(0), movie_time_scale));
+  }
+  json.end_object();
+}
+
+void add_picture(JsonWriter& json, const TrackDescription& track) {
+  if (!track.width || !track.height) return;
+  json.member("width", *track.width);
+  json.member("height", *track.height);
+  add_number(json, "rotation_degrees", track.rotation_degrees);
+  if (!track.h_spacing || !track.v_spacing) return;
+  json.begin_row("pixel_aspect");
+  json.value(*track.h_spacing);
+  json.value(*track.v_spacing);
+  json.end_array();
+}
+
+void add_track(JsonWriter& json, const TrackDescription& track, uint64_t movie_time_scale) {
+  json.begin_object();
+  json.member("number", track.number);
+  add_number(json, "id", track.id);
+  json.member("kind", kind_of(track.handler));
+  if (!track.entry_type.empty()) json.member("type", type_text(track.entry_type));
+  add_text(json, "codec", track.codec);
+  add_text(json, "profile", track.profile);
+  add_text(json, "level", track.level);
+  add_text(json, "pin", track.pin);
+  add_text(json, "not_played", track.not_played);
+  add_text(json, "language", track.language);
+  add_number(json, "time_scale", track.time_scale);
+  add_number(json, "duration", track.duration);
+  add_number(json, "samples", track.samples);
+  if (track.samples) json.member("key_frames", track.key_frames());
+  add_number(json, "media_bytes", track.media_bytes);
+  add_number(json, "bit_rate", track.bit_rate());
+  add_number(json, "peak_bit_rate", track.peak_bit_rate);
+  add_picture(json, track);
+  add_number(json, "channels", track.channels);
+  add_number(json, "sample_rate", track.sample_rate);
+  add_number(json, "core_rate", track.core_rate);
+  add_edits(json, track, movie_time_scale);
+  json.end_object();
+}
+
+}  // namespace
+
+void print_movie(const MovieDescription& movie, bool is_full, std::ostream& out) {
+  print_file(movie, out);
+  if (!movie.tracks.empty())
+    out << "  no   ID kind     codec pin     lang    duration   samples      keys     bit/s\n";
+  const std::string indent(10, ' ');
+  for (const TrackDescription& track : movie.tracks) {
+    print_row(track, out);
+    print_pieces(indent, media_pieces(track, is_full), out);
+    const std::vector<std::string> edits = edit_pieces(track, movie.time_scale);
+    if (!edits.empty()) print_pieces(indent + "edit list: ", edits, out);
+    if (!track.not_played.empty()) print_pieces(indent + "not played: ", {track.not_played}, out);
+  }
+}
+
+void add_movie(JsonWriter& json, const MovieDescription& movie) {
+  add_container(json, movie);
+  json.begin_array("tracks");
+  for (const TrackDescription& track : movie.tracks) add_track(json, track, movie.time_scale);
+  json.end_array();
+}
+
+}  // namespace zdr::host

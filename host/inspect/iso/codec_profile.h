@@ -1,0 +1,37 @@
+// Names the codec of a track with its profile and level, from its sample description.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/inspect/iso/track_description.h"
+
+namespace zdr::host {
+
+// What the configuration boxes of a sample description state; absent members are not stated.
+struct CodecConfiguration {
+  using Number = std::optional<uint64_t>;
+
+  Number avc_profile;
+  Number avc_compatibility;
+  Number avc_level;
+  std::string avc_profile_name;
+  Number hevc_profile;
+  Number hevc_tier;
+  Number hevc_level;
+  Number object_type;  // of esds
+  std::string object_type_name;
+  Number audio_object_type;
+  Number audio_rate;
+  Number audio_channels;
+  std::vector<uint8_t> specific_info;  // of esds
+  std::vector<uint8_t> d263;           // the bodies of these boxes
+  std::vector<uint8_t> dec3;
+};
+
+// Fills in the names, and the channels and rates that the configuration knows better than the sample entry.
+void describe_codec(TrackDescription& track, const CodecConfiguration& configuration);
+
+}  // namespace zdr::host

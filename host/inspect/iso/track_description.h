@@ -1,0 +1,83 @@
+// What the headers of an ISO media file say about the file and each of its tracks. They are read from the
+// bytes of the file, so that they are true also for tracks and headers that the parser does not read.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "aacdec/zd_aac_dec.h"
+#include "host/inspect/files/file_stream.h"
+#include "host/inspect/iso/movie_records.h"
+
+namespace zdr::host {
+
+// Numbers that the file does not state are absent.
+struct TrackDescription {
+  using Number = std::optional<uint64_t>;
+
+  uint32_t number = 0;  // among all tracks of the file, from 1
+  Number id;
+  std::string handler;   // four bytes
+  std::string language;  // "eng"; empty without a media header
+  Number time_scale;     // units per second
+  Number duration;       // of the media, in these units
+  Number samples;
+  Number sync_samples;  // none without a table of them: all are sync samples
+  EditRecord edits;
+
+  // Of the first sample description
+  std::string entry_type;  // four bytes
+  std::string codec;       // "AVC"; empty if the type is not known
+  std::string profile;     // "High"; empty if the configuration does not state it or it has no name
+  std::string level;       // "3.1"
+  Number width;            // pixels
+  Number height;
+  Number rotation_degrees;  // clockwise
+  Number h_spacing;         // width and height of a pixel
+  Number v_spacing;
+  Number channels;
+  Number sample_rate;  // Hz, of the decoded sound
+  Number core_rate;    // Hz, of AAC with SBR
+
+  // Filled in after the headers have been read
+  Number media_bytes;      // the sizes of all samples together, as the tables claim
+  Number peak_bit_rate;    // bit/s in the second with most bytes
+  std::string pin;         // that plays the track; empty if none does
+  std::string not_played;  // the reason; empty if it is played
+
+  bool has_duration() const { return time_scale.value_or(0) != 0 && duration.value_or(0) != 0; }
+  Number bit_rate() const;  // average, bit/s
+  uint64_t key_frames() const { return sync_samples.value_or(samples.value_or(0)); }
+};
+
+struct MovieDescription {
+  uint64_t size = 0;  // of the file
+  std::string brand;  // four bytes; empty without ftyp
+  uint64_t time_scale = 0;
+  uint64_t duration = 0;       // in units of the movie
+  uint64_t creation_time = 0;  // seconds since the start of 1904; 0: not known
+  uint64_t movie_offset = 0;   // of moov
+  uint64_t movie_size = 0;
+  bool is_movie_first = true;  // before the first media data
+  std::vector<TrackDescription> tracks;
+  bool is_complete = true;     // all tracks are described
+  bool has_fragments = false;  // which have further samples; set by the caller
+};
+
+// Fills in the profile, the channels and the rates of AAC as the decoder finds them.
+void describe_aac_track(TrackDescription& track, const Zd_AAC_Dec_Config& config);
+
+// "video", "audio", "text" ...; the four characters of a handler without a name.
+std::string kind_of(std::string_view handler);
+
+// How much media follows the only edit of a track, in units of the track. Less than one unit of the movie is
+// rounding and counts as 0. `duration` is that of the media.
+uint64_t tail_after_edit(const EditRecord& edits, uint64_t duration, uint64_t time_scale,
+                         uint64_t movie_time_scale);
+
+MovieDescription describe_movie(FileStream& stream);
+
+}  // namespace zdr::host
