@@ -22,7 +22,8 @@ struct Options {
   std::string hash;             // verify: name of the digest, or empty
   std::string against;          // verify: file of digests
   uint32_t jobs = 1;            // verify: number of processes
-  uint32_t index = 0;           // keyframe: number of the key frame, from 1
+  std::string at;               // keyframe: time of the picture
+  uint32_t index = 0;           // keyframe: number of the key frame, from 1; 0: none is named
   uint32_t stall_seconds = 30;  // 0: no limit
   uint32_t most_entries = 10;   // boxes: of one table; verify: damaged units of one stream
   bool json = false;
@@ -34,6 +35,7 @@ struct Options {
   bool strict = false;
   bool allow_overlap = false;
   bool all_entries = false;
+  bool all_key_frames = false;
   bool full = false;  // info: with the format blocks
 };
 

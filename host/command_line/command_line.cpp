@@ -109,7 +109,6 @@ void add_operand(CLI::App& app, const CommandRow& row, Options& options) {
   });
   if (row.bit != kKeyframe) return;
   app.add_option("number", options.index, "number of the key frame, from 1")
-      ->required()
       ->option_text("N")
       ->check(number_check(1, std::numeric_limits<uint32_t>::max()));
 }
@@ -236,6 +235,10 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
     return refuse(in_lower_case(error.what()), command);
   }
   line.options.json = line.options.json || line.options.json_lines;
+  const bool is_keyframe = line.command != nullptr && line.command->bit == kKeyframe;
+  const Options& chosen = line.options;
+  if (is_keyframe && (chosen.index != 0) + !chosen.at.empty() + chosen.all_key_frames != 1)
+    return refuse("one of N, --at TIME and --all is needed", command);
   const std::optional<int64_t> start = parse_time(line.options.start);
   const std::optional<int64_t> stop = parse_time(line.options.stop);
   if (stop && *stop <= start.value_or(0)) return refuse("--stop is not after --start", command);

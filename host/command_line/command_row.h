@@ -25,6 +25,7 @@ enum CommandBit : unsigned {
   kManPage = 1u << 9,
   kVerify = 1u << 10,
   kVerifyWorker = 1u << 11,
+  kKeyframes = 1u << 12,
 };
 
 struct CommandRow {

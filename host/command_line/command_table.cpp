@@ -47,8 +47,10 @@ constexpr CommandRow kCommands[] = {
     {kSamples, "samples", "FILE", false, "list every delivered media sample, one row each", true,
      in_session<run_samples>},
     {kBoxes, "boxes", "FILE", true, "list the boxes of ISO media files with their fields", true, run_boxes},
-    {kKeyframe, "keyframe", "FILE N", false, "write the N-th key frame of the video to a file", true,
-     in_session<run_keyframe>},
+    {kKeyframes, "keyframes", "FILE", false, "list the key frames of the video: number, time, size, offset",
+     true, run_keyframes},
+    {kKeyframe, "keyframe", "FILE [N]", false,
+     "write key frames of the video to files, each to one of its own", true, in_session<run_keyframe>},
     {kRegister, "register", "", false, "register the filter module", true, run_register},
     {kUnregister, "unregister", "", false, "unregister the filter module", true, run_unregister},
     {kRegistry, "registry", "", false, "print the registry", true, run_registry},
@@ -61,6 +63,7 @@ constexpr CommandRow kCommands[] = {
 
 constexpr unsigned kAnyFile = kPlay | kInfo | kVerify | kSamples | kKeyframe;
 constexpr unsigned kAnyVerify = kVerify | kVerifyWorker;
+constexpr unsigned kNoModule = kBoxes | kKeyframes;  // that need a file, but not the module
 
 const OptionRow kOptions[] = {
     {kPlay, "--output", "-o", "DIR", "",
@@ -68,6 +71,9 @@ const OptionRow kOptions[] = {
      &Options::output},
     {kKeyframe, "--output", "-o", "OUT", "", "output file or folder (default: STEM.keyframeN.EXT)",
      &Options::output},
+    {kKeyframe, "--at", "", "TIME", "", "write the key frame at TIME, or the last one before it",
+     &Options::at},
+    {kKeyframe, "--all", "", "", "", "write all key frames; then OUT is a folder", &Options::all_key_frames},
     {kPlay | kSamples, "--start", "", "TIME", "", "begin at TIME: seconds (12.5) or h:mm:ss.mmm",
      &Options::start},
     {kPlay | kSamples, "--stop", "", "TIME", "", "end at TIME", &Options::stop},
@@ -102,10 +108,10 @@ const OptionRow kOptions[] = {
     {kAnyVerify, "--all", "", "", "", "list all damaged access units", &Options::all_entries},
     {kAnyFile | kVerifyWorker, "--session", "", "NAME", "",
      "share named events with other runs that have this session name", &Options::session},
-    {kAnyFile | kBoxes | kRegistry, "--json", "", "", "", "print JSON instead of text", &Options::json},
+    {kAnyFile | kNoModule | kRegistry, "--json", "", "", "", "print JSON instead of text", &Options::json},
     {kPlay | kInfo | kVerify | kBoxes, "--jsonl", "", "", "",
      "print JSON, one line per file, as soon as the file is done", &Options::json_lines},
-    {kAnyFile | kBoxes | kRegister | kUnregister | kRegistry, "--quiet", "-q", "", "",
+    {kAnyFile | kNoModule | kRegister | kUnregister | kRegistry, "--quiet", "-q", "", "",
      "show no notes and no progress line", &Options::quiet},
 };
 

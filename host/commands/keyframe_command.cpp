@@ -1,8 +1,12 @@
-// `zdr keyframe`: writes one key frame of the video, preceded by the configuration that a decoder needs.
+// `zdr keyframe`: writes key frames of the video, each to a file of its own after the configuration that a
+// decoder needs.
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <utility>
+#include <vector>
 
 #include "host/commands/commands.h"
 #include "host/formats/codec_names.h"
@@ -10,11 +14,13 @@
 #include "host/graph/source_clip.h"
 #include "host/inspect/diagnosis/open_diagnosis.h"
 #include "host/inspect/files/read_failure.h"
+#include "host/inspect/iso/key_frames.h"
 #include "host/inspect/iso/parsed_movie.h"
 #include "host/json/json_report.h"
 #include "host/memory.h"
 #include "host/messages.h"
 #include "host/terminal.h"
+#include "host/text/time_text.h"
 #include "host/writers/output_file.h"
 #include "host/writers/video_writers.h"
 
@@ -40,12 +46,14 @@ Picture picture_of(DWORD video_codec, Bytes configuration) {
   }
 }
 
-std::filesystem::path output_path(const Options& options, const std::string& extension) {
+std::filesystem::path output_path(const Options& options, uint32_t number, const std::string& extension) {
   const std::filesystem::path named(options.output);
   std::error_code code;
-  if (!named.empty() && !std::filesystem::is_directory(named, code)) return named;
+  const bool is_folder =
+      options.all_key_frames || named.empty() || std::filesystem::is_directory(named, code);
+  if (!is_folder) return named;
   const std::string stem = std::filesystem::path(options.files.front()).stem().string();
-  return named / (stem + ".keyframe" + std::to_string(options.index) + extension);
+  return named / (stem + ".keyframe" + std::to_string(number) + extension);
 }
 
 bool write_picture(OutputFile& output, StreamWriter& writer, Bytes frame) {
@@ -53,35 +61,50 @@ bool write_picture(OutputFile& output, StreamWriter& writer, Bytes frame) {
          output.commit();
 }
 
-// Extracts one key frame.
-class KeyFrame {
+struct WrittenPicture {
+  uint32_t number;
+  std::optional<int64_t> time_100ns;  // unless the number was given
+  uint64_t size;                      // of the output
+};
+
+// Extracts the key frames that the options name.
+class KeyFrames {
  public:
-  KeyFrame(const Options& options, Messages& messages)
-      : options_(options), messages_(messages), file_(options.files.front()) {}
+  KeyFrames(const Options& options, Messages& messages, std::ostream& out)
+      : options_(options), messages_(messages), file_(options.files.front()), out_(out) {}
 
   ExitCode extract();
-  void write(JsonWriter& json, ExitCode code);
-  // Null unless the picture has been written.
-  const OutputFile* output() const { return is_written_ ? &*output_ : nullptr; }
+  void write(JsonWriter& json, ExitCode code) const;
 
  private:
   ExitCode fail(ExitCode exit_code, MessageCode code, const std::string& reason,
                 const std::string& status = "") {
     return messages_.report(file_, {exit_code, code, {}, reason, status});
   }
-  ExitCode extract_from(SourceClip& clip);
+  ExitCode extract_numbered(IBaseFilter& filter);
+  ExitCode extract_at(IBaseFilter& filter, int64_t time_100ns);
+  ExitCode extract_all(IBaseFilter& filter);
+  ExitCode extract(IBaseFilter& filter, uint32_t number, std::optional<int64_t> time_100ns);
+  ExitCode write_frame(Picture picture, Bytes frame, uint32_t number, std::optional<int64_t> time_100ns);
+  void write_picture(JsonWriter& json, const WrittenPicture& picture) const;
+  // The clip takes the first sample for a key frame, even if it is not one.
+  uint32_t index_of(uint32_t number) const { return number + (begins_with_key_frame_ ? 0 : 1); }
   // Of the track that is played; nothing if the tables do not state it.
   std::optional<uint32_t> key_frame_count() const;
 
   const Options& options_;
   Messages& messages_;
   const std::string& file_;
+  std::ostream& out_;
+  std::unique_ptr<const ParsedMovie> movie_;
+  std::optional<KeyFrameWalk> walk_;  // none unless the video track can be read
+  bool begins_with_key_frame_ = true;
   mp4source::ClipInfo info_{};
-  std::optional<OutputFile> output_;  // created once there is a picture to write
-  bool is_written_ = false;
+  std::string extension_;  // of the outputs
+  std::vector<WrittenPicture> written_;
 };
 
-ExitCode KeyFrame::extract() {
+ExitCode KeyFrames::extract() {
   watch_reads(file_);
   if (const auto refused = diagnose_before_open(file_)) return messages_.report(file_, *refused);
   HRESULT hr = S_OK;
@@ -89,62 +112,127 @@ ExitCode KeyFrame::extract() {
   if (!filter)
     return fail(ExitCode::kCannotOpen, MessageCode::kModuleFailed,
                 "the filter module cannot be loaded: " + own_module_path(), hresult_text(hr));
-  SourceClip clip(*filter.get(), file_);
+  movie_ = parse_iso_media(file_);
+  if (movie_ != nullptr && movie_->is_open()) walk_.emplace(*movie_);
+  if (walk_ && !walk_->is_open()) walk_.reset();
+  begins_with_key_frame_ = !walk_ || walk_->begins_with_key_frame();
+  // Without a walk the clip reports why.
+  if (options_.index != 0 || !walk_) return extract_numbered(*filter.get());
+  const std::optional<int64_t> time = parse_time(options_.at);
+  return time ? extract_at(*filter.get(), *time) : extract_all(*filter.get());
+}
+
+std::optional<uint32_t> KeyFrames::key_frame_count() const {
+  if (!walk_) return std::nullopt;
+  const TrackRecord* const track = movie_->first_track(P3GPP_TRACK_VIDEO);
+  return track->sync_samples ? track->sync_samples : std::optional(walk_->samples());
+}
+
+ExitCode KeyFrames::extract_numbered(IBaseFilter& filter) {
+  const uint32_t number = std::max(options_.index, 1u);
+  // For a number past the last key frame the clip returns the last one.
+  if (const auto count = key_frame_count(); count && number > *count) {
+    return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
+                "has no key frame " + std::to_string(number) + ": it has " + counted(*count, "key frame"));
+  }
+  return extract(filter, number, std::nullopt);
+}
+
+ExitCode KeyFrames::extract_at(IBaseFilter& filter, int64_t time_100ns) {
+  std::optional<KeyFrameEntry> found;
+  std::optional<KeyFrameEntry> entry = walk_->next();
+  for (; entry && entry->time_100ns <= time_100ns; entry = walk_->next()) found = entry;
+  if (found) return extract(filter, found->number, found->time_100ns);
+  const std::string first = entry ? "the first is at " + format_time(entry->time_100ns) : "it has none";
+  return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
+              "has no key frame at or before " + format_time(time_100ns) + ": " + first);
+}
+
+ExitCode KeyFrames::extract_all(IBaseFilter& filter) {
+  if (const std::string error = create_folder(options_.output); !error.empty()) {
+    messages_.error({MessageCode::kOutputRefused, "", {}, options_.output + ": " + error, ""});
+    return ExitCode::kCannotWrite;
+  }
+  catch_interrupts();
+  ProgressLine progress(!options_.quiet);
+  ExitCode worst = ExitCode::kDone;
+  while (const std::optional<KeyFrameEntry> entry = walk_->next()) {
+    const ExitCode code = extract(filter, entry->number, entry->time_100ns);
+    worst = worse_of(worst, code);
+    if (code == ExitCode::kNotSupported || code == ExitCode::kCannotWrite) break;
+    progress.update(file_, entry->sample, walk_->samples());
+    if (interrupted()) return fail(ExitCode::kInterrupted, MessageCode::kInterrupted, "interrupted");
+  }
+  if (worst == ExitCode::kDone && written_.empty())
+    return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing, "has no key frame");
+  return worst;
+}
+
+// Opens the clip for each picture, because what a clip returns for a number may depend on the pictures
+// before.
+ExitCode KeyFrames::extract(IBaseFilter& filter, uint32_t number, std::optional<int64_t> time_100ns) {
+  SourceClip clip(filter, file_);
   with_memory(clip.result());
-  return clip.usable() ? extract_from(clip)
-                       : messages_.report(file_, diagnose_failed_open(file_, clip.result()));
-}
-
-std::optional<uint32_t> KeyFrame::key_frame_count() const {
-  const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file_);
-  const TrackRecord* const track =
-      movie != nullptr && movie->is_open() ? movie->first_track(P3GPP_TRACK_VIDEO) : nullptr;
-  if (track == nullptr) return std::nullopt;
-  TrackFacts facts;
-  if (track->sync_samples) return track->sync_samples;
-  return movie->get_facts(*track->id, facts) == P3GPP_OK ? std::optional(facts.samples) : std::nullopt;
-}
-
-ExitCode KeyFrame::extract_from(SourceClip& clip) {
+  if (!clip.usable()) return messages_.report(file_, diagnose_failed_open(file_, clip.result()));
   if (clip.has_video()) with_memory(clip.info(info_));
   if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.report(file_, *failure);
-  const Picture picture = picture_of(info_.video_codec, clip.configuration());
+  Picture picture = picture_of(info_.video_codec, clip.configuration());
   if (!picture.writer)
     return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack,
                 "has no video track whose pictures can be written");
-  // For a number past the last key frame the clip returns the last one.
-  if (const auto count = key_frame_count(); count && options_.index > *count) {
-    return fail(
-        ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
-        "has no key frame " + std::to_string(options_.index) + ": it has " + counted(*count, "key frame"));
-  }
   ClipBytes frame;
-  const HRESULT hr = with_memory(clip.key_frame(options_.index, frame));
+  const HRESULT hr = with_memory(clip.key_frame(index_of(number), frame));
   if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.report(file_, *failure);
   if (FAILED(hr)) {
     return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
-                "key frame " + std::to_string(options_.index) + " cannot be read", hresult_text(hr));
+                "key frame " + std::to_string(number) + " cannot be read", hresult_text(hr));
   }
-  output_.emplace(output_path(options_, picture.extension), options_.force, options_.files);
-  if (!write_picture(*output_, *picture.writer, frame.bytes())) {
+  return write_frame(std::move(picture), frame.bytes(), number, time_100ns);
+}
+
+ExitCode KeyFrames::write_frame(Picture picture, Bytes frame, uint32_t number,
+                                std::optional<int64_t> time_100ns) {
+  OutputFile output(output_path(options_, number, picture.extension), options_.force, options_.files);
+  if (!host::write_picture(output, *picture.writer, frame)) {
     return fail(ExitCode::kCannotWrite, MessageCode::kOutputFailed,
-                output_->final_path().string() + ": " + output_->failure());
+                output.final_path().string() + ": " + output.failure());
   }
-  is_written_ = true;
+  extension_ = picture.extension;
+  written_.push_back({number, time_100ns, output.size()});
+  if (!options_.json) {
+    out_ << shown_name(output.final_path().string()) << ": " << counted(output.size(), "byte");
+    if (time_100ns) out_ << ", key frame " << number << " at " << format_time(*time_100ns);
+    out_ << "\n";
+  }
   if (picture.writer->damaged_units() == 0) return ExitCode::kDone;
   return fail(ExitCode::kLoss, MessageCode::kUnitsDamaged,
               "damaged picture: " + picture.writer->first_damage());
 }
 
-void KeyFrame::write(JsonWriter& json, ExitCode code) {
+void KeyFrames::write_picture(JsonWriter& json, const WrittenPicture& picture) const {
+  json.member("index", picture.number);
+  if (picture.time_100ns) json.member("time_100ns", *picture.time_100ns);
+  json.member("codec", codec_of_clip(info_.video_codec));
+  json.member("width", info_.width);
+  json.member("height", info_.height);
+  add_name(json, "output", output_path(options_, picture.number, extension_).native());
+  json.member("size", picture.size);
+}
+
+void KeyFrames::write(JsonWriter& json, ExitCode code) const {
   begin_file_json(json, file_, code);
-  json.member("index", options_.index);
-  if (is_written_) {
-    json.member("codec", codec_of_clip(info_.video_codec));
-    json.member("width", info_.width);
-    json.member("height", info_.height);
-    add_name(json, "output", output_->final_path().native());
-    json.member("size", output_->size());
+  if (options_.all_key_frames) {
+    json.begin_array("key_frames");
+    for (const WrittenPicture& picture : written_) {
+      json.begin_object();
+      write_picture(json, picture);
+      json.end_object();
+    }
+    json.end_array();
+  } else if (!written_.empty()) {
+    write_picture(json, written_.front());
+  } else if (options_.index != 0) {
+    json.member("index", options_.index);
   }
   end_json(json, messages_);
 }
@@ -153,14 +241,11 @@ void KeyFrame::write(JsonWriter& json, ExitCode code) {
 
 ExitCode run_keyframe(const Options& options, std::ostream& out) {
   Messages messages(options.quiet);
-  KeyFrame key_frame(options, messages);
-  const ExitCode code = report_memory(options.files.front(), messages, [&] { return key_frame.extract(); });
+  KeyFrames key_frames(options, messages, out);
+  const ExitCode code = report_memory(options.files.front(), messages, [&] { return key_frames.extract(); });
   if (options.json) {
     JsonWriter json(out);
-    key_frame.write(json, code);
-  } else if (key_frame.output() != nullptr) {
-    out << shown_name(key_frame.output()->final_path().string()) << ": "
-        << counted(key_frame.output()->size(), "byte") << "\n";
+    key_frames.write(json, code);
   }
   return code;
 }

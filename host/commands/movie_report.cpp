@@ -8,6 +8,7 @@
 
 #include "host/formats/aac_format.h"
 #include "host/inspect/diagnosis/track_diagnosis.h"
+#include "host/inspect/iso/codec_profile.h"
 #include "host/inspect/iso/track_bytes.h"
 
 namespace zdr::host {

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "host/graph/source_player.h"
+#include "host/inspect/iso/movie_description.h"
 #include "host/inspect/iso/parsed_movie.h"
-#include "host/inspect/iso/track_description.h"
 
 namespace zdr::host {
 

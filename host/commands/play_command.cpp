@@ -11,6 +11,7 @@
 #include "host/json/json_report.h"
 #include "host/memory.h"
 #include "host/terminal.h"
+#include "host/writers/output_file.h"
 
 namespace zdr::host {
 namespace {
@@ -182,17 +183,6 @@ void FilePlayback::print() const {
   }
 }
 
-// Creates the folder of the outputs unless it exists. Returns the reason for a failure, else nothing.
-std::string output_folder_error(const Options& options) {
-  if (options.output.empty() || uses_standard_output(options)) return {};
-  std::error_code code;
-  std::filesystem::create_directories(as_path(options.output), code);
-  std::error_code ignored;
-  if (std::filesystem::is_directory(as_path(options.output), ignored)) return {};
-  const bool exists = std::filesystem::exists(as_path(options.output), ignored);
-  return exists ? "is not a folder" : "cannot be created: " + code.message();
-}
-
 ExitCode refuse_folder(const Options& options, const std::string& reason, JsonReport& report) {
   const Message message{MessageCode::kOutputRefused, "", {}, options.output + ": " + reason, ""};
   Messages(options.quiet).error(message);
@@ -236,7 +226,8 @@ ExitCode run_play(const Options& options, std::ostream& out) {
     return ExitCode::kCannotWrite;
   }
   JsonReport report(out, options);
-  const std::string folder_error = output_folder_error(options);
+  const std::string folder_error =
+      uses_standard_output(options) ? std::string() : create_folder(options.output);
   return folder_error.empty() ? play_files(options, report, out)
                               : refuse_folder(options, folder_error, report);
 }

@@ -65,14 +65,6 @@ void Listing::write_totals(JsonWriter& json) const {
   }
 }
 
-void print_first_line(const std::string& file, std::ostream& out) {
-  JsonWriter json(out, JsonWriter::Layout::kOneLine);
-  json.begin_object();
-  json.member("schema", kJsonSchema);
-  add_name(json, "file", file);
-  json.end_object();
-}
-
 // `listing` is null if there was no memory for it.
 void print_last_line(const Listing* listing, ExitCode code, Messages& messages, std::ostream& out) {
   JsonWriter json(out, JsonWriter::Layout::kOneLine);
@@ -90,7 +82,7 @@ ExitCode run_samples(const Options& options, std::ostream& out) {
   catch_interrupts();
   const std::string& file = options.files.front();
   Messages messages(options.quiet || options.json);
-  if (options.json) print_first_line(file, out);
+  if (options.json) print_file_line(file, out);
   std::unique_ptr<Listing> listing;
   ExitCode result = report_memory(file, messages, [&] {
     listing = std::make_unique<Listing>(options, messages);

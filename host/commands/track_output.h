@@ -3,7 +3,7 @@
 
 #include <iosfwd>
 
-#include "host/inspect/iso/track_description.h"
+#include "host/inspect/iso/movie_description.h"
 #include "host/json/json_writer.h"
 
 namespace zdr::host {

@@ -60,6 +60,14 @@ void begin_file_json(JsonWriter& json, const std::string& file, ExitCode code) {
   json.member("exit_code", static_cast<int>(code));
 }
 
+void print_file_line(const std::string& file, std::ostream& out) {
+  JsonWriter json(out, JsonWriter::Layout::kOneLine);
+  json.begin_object();
+  json.member("schema", kJsonSchema);
+  add_name(json, "file", file);
+  json.end_object();
+}
+
 void add_messages(JsonWriter& json, std::string_view key, const std::vector<Message>& messages) {
   json.begin_array(key);
   for (const Message& message : messages) write_message(json, message);

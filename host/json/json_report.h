@@ -38,6 +38,8 @@ class JsonReport {
 // Begin an object with schema and exit code; the second adds the name of the file between the two.
 void begin_json(JsonWriter& json, ExitCode code);
 void begin_file_json(JsonWriter& json, const std::string& file, ExitCode code);
+// Prints the object that begins a list of lines: the schema and the name of the file.
+void print_file_line(const std::string& file, std::ostream& out);
 // Adds "errors" and "warnings", clears the messages, and ends the object.
 void end_json(JsonWriter& json, Messages& messages);
 

@@ -15,6 +15,17 @@ constexpr const char* kAdvice = " (use --force to replace it)";
 
 }  // namespace
 
+std::string create_folder(const std::string& name) {
+  if (name.empty()) return {};
+  const std::filesystem::path folder(name);
+  std::error_code code;
+  std::filesystem::create_directories(folder, code);
+  std::error_code ignored;
+  if (std::filesystem::is_directory(folder, ignored)) return {};
+  return std::filesystem::exists(folder, ignored) ? "is not a folder"
+                                                  : "cannot be created: " + code.message();
+}
+
 OutputFile::OutputFile(std::filesystem::path final_path, bool replace, std::span<const std::string> inputs)
     : final_path_(std::move(final_path)), partial_path_(final_path_), replace_(replace), inputs_(inputs) {
   partial_path_ += ".part";

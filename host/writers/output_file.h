@@ -13,6 +13,10 @@
 
 namespace zdr::host {
 
+// Creates a folder for outputs unless it exists; an empty name is the current folder. Returns why that
+// failed, or nothing.
+std::string create_folder(const std::string& name);
+
 class OutputFile final : public Output {
  public:
   // Does not create the file. Without `replace`, open() fails if the final name or the partial file exists.

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "aacdec/zd_aac_dec.h"
 #include "host/inspect/iso/track_description.h"
 
 namespace zdr::host {
@@ -33,5 +34,8 @@ struct CodecConfiguration {
 
 // Fills in the names, and the channels and rates that the configuration knows better than the sample entry.
 void describe_codec(TrackDescription& track, const CodecConfiguration& configuration);
+
+// Fills in the profile, the channels and the rates of AAC as the decoder finds them.
+void describe_aac_track(TrackDescription& track, const Zd_AAC_Dec_Config& config);
 
 }  // namespace zdr::host

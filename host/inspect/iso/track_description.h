@@ -1,15 +1,11 @@
-// What the headers of an ISO media file say about the file and each of its tracks. They are read from the
-// bytes of the file, so that they are true also for tracks and headers that the parser does not read.
+// What the headers of an ISO media file say about one of its tracks.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "aacdec/zd_aac_dec.h"
-#include "host/inspect/files/file_stream.h"
 #include "host/inspect/iso/movie_records.h"
 
 namespace zdr::host {
@@ -53,23 +49,6 @@ struct TrackDescription {
   uint64_t key_frames() const { return sync_samples.value_or(samples.value_or(0)); }
 };
 
-struct MovieDescription {
-  uint64_t size = 0;  // of the file
-  std::string brand;  // four bytes; empty without ftyp
-  uint64_t time_scale = 0;
-  uint64_t duration = 0;       // in units of the movie
-  uint64_t creation_time = 0;  // seconds since the start of 1904; 0: not known
-  uint64_t movie_offset = 0;   // of moov
-  uint64_t movie_size = 0;
-  bool is_movie_first = true;  // before the first media data
-  std::vector<TrackDescription> tracks;
-  bool is_complete = true;     // all tracks are described
-  bool has_fragments = false;  // which have further samples; set by the caller
-};
-
-// Fills in the profile, the channels and the rates of AAC as the decoder finds them.
-void describe_aac_track(TrackDescription& track, const Zd_AAC_Dec_Config& config);
-
 // "video", "audio", "text" ...; the four characters of a handler without a name.
 std::string kind_of(std::string_view handler);
 
@@ -77,7 +56,5 @@ std::string kind_of(std::string_view handler);
 // rounding and counts as 0. `duration` is that of the media.
 uint64_t tail_after_edit(const EditRecord& edits, uint64_t duration, uint64_t time_scale,
                          uint64_t movie_time_scale);
-
-MovieDescription describe_movie(FileStream& stream);
 
 }  // namespace zdr::host

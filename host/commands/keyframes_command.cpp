@@ -1,0 +1,121 @@
+// `zdr keyframes`: lists the key frames of the video, without the module. As JSON, each is a line, between
+// one that names the file and one with the result.
+#include <array>
+#include <cstdio>
+#include <ostream>
+
+#include "host/commands/commands.h"
+#include "host/inspect/diagnosis/left_out.h"
+#include "host/inspect/diagnosis/open_diagnosis.h"
+#include "host/inspect/files/read_failure.h"
+#include "host/inspect/iso/key_frames.h"
+#include "host/inspect/iso/parser_status.h"
+#include "host/json/json_report.h"
+#include "host/memory.h"
+#include "host/terminal.h"
+#include "host/text/time_text.h"
+
+namespace zdr::host {
+namespace {
+
+constexpr const char* kHeading = "  number    sample           time       size        offset\n";
+
+class KeyFrameList {
+ public:
+  KeyFrameList(const Options& options, Messages& messages, std::ostream& out)
+      : options_(options), messages_(messages), file_(options.files.front()), out_(out) {}
+
+  ExitCode list();
+  uint32_t count() const { return count_; }
+
+ private:
+  ExitCode list_movie(const ParsedMovie& movie);
+  ExitCode list_track(KeyFrameWalk& walk);
+  void print(const KeyFrameEntry& entry);
+  ExitCode fail(ExitCode exit_code, MessageCode code, const std::string& reason,
+                const std::string& status = "") {
+    return messages_.report(file_, {exit_code, code, {}, reason, status});
+  }
+
+  const Options& options_;
+  Messages& messages_;
+  const std::string& file_;
+  std::ostream& out_;
+  uint32_t count_ = 0;
+};
+
+ExitCode KeyFrameList::list() {
+  watch_reads(file_);
+  if (const auto refused = diagnose_before_open(file_)) return messages_.report(file_, *refused);
+  const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file_);
+  if (movie == nullptr)
+    return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, "has no video track");
+  if (!movie->is_open()) return messages_.report(file_, diagnose_parse(file_, *movie));
+  ExitCode code = ExitCode::kDone;
+  if (const auto damage = find_damage(*movie)) code = messages_.report(file_, *damage);
+  code = worse_of(code, list_movie(*movie));
+  return worse_of(code, report_read_failure(file_, messages_));
+}
+
+ExitCode KeyFrameList::list_movie(const ParsedMovie& movie) {
+  KeyFrameWalk walk(movie);
+  if (!walk.is_open())
+    return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack,
+                "has no video track that can be read");
+  return list_track(walk);
+}
+
+ExitCode KeyFrameList::list_track(KeyFrameWalk& walk) {
+  constexpr uint32_t kEntriesPerUpdate = 1024;
+  ProgressLine progress(!options_.quiet && !stdout_is_terminal());
+  if (!options_.json) out_ << kHeading;
+  while (const std::optional<KeyFrameEntry> entry = walk.next()) {
+    print(*entry);
+    count_ = entry->number;
+    if (count_ % kEntriesPerUpdate != 0) continue;
+    progress.update(file_, entry->sample, walk.samples());
+    if (interrupted()) return fail(ExitCode::kInterrupted, MessageCode::kInterrupted, "interrupted");
+  }
+  if (walk.status() != P3GPP_OK) {
+    return fail(ExitCode::kLoss, MessageCode::kFileDamaged,
+                "the key frames after " + counted(count_, "key frame") +
+                    " cannot be located: " + describe_status(walk.status()),
+                std::to_string(walk.status()));
+  }
+  return ExitCode::kDone;
+}
+
+void KeyFrameList::print(const KeyFrameEntry& entry) {
+  std::array<char, 200> row{};
+  if (options_.json) {
+    std::snprintf(row.data(), row.size(),
+                  "{\"number\":%u,\"sample\":%u,\"time_100ns\":%lld,\"size\":%u,\"offset\":%llu}\n",
+                  entry.number, entry.sample, static_cast<long long>(entry.time_100ns), entry.size,
+                  static_cast<unsigned long long>(entry.offset));
+  } else {
+    std::snprintf(row.data(), row.size(), "%8u %9u %14s %10u %13llu\n", entry.number, entry.sample,
+                  format_time(entry.time_100ns).c_str(), entry.size,
+                  static_cast<unsigned long long>(entry.offset));
+  }
+  out_ << row.data();
+}
+
+}  // namespace
+
+ExitCode run_keyframes(const Options& options, std::ostream& out) {
+  catch_interrupts();
+  Messages messages(options.quiet || options.json);
+  if (options.json) print_file_line(options.files.front(), out);
+  KeyFrameList list(options, messages, out);
+  const ExitCode code = report_memory(options.files.front(), messages, [&] { return list.list(); });
+  if (options.json) {
+    JsonWriter json(out, JsonWriter::Layout::kOneLine);
+    json.begin_object();
+    json.member("exit_code", static_cast<int>(code));
+    json.member("key_frames", list.count());
+    end_json(json, messages);
+  }
+  return code;
+}
+
+}  // namespace zdr::host

@@ -1,0 +1,45 @@
+// Lists the key frames (sync samples) of the video track that is played.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+#include "host/inspect/iso/open_track.h"
+
+namespace zdr::host {
+
+struct KeyFrameEntry {
+  uint32_t number = 0;     // among the key frames, from 1
+  uint32_t sample = 0;     // among all samples, from 1
+  int64_t time_100ns = 0;  // decoding time in whole milliseconds, as the filter delivers it
+  uint64_t offset = 0;     // in the file
+  uint32_t size = 0;       // bytes
+};
+
+class KeyFrameWalk {
+ public:
+  // `movie` is open, and must outlive the walk. Throws std::bad_alloc.
+  explicit KeyFrameWalk(const ParsedMovie& movie);
+
+  // False if there is no video track whose tables can be read.
+  bool is_open() const { return track_ != nullptr; }
+  uint32_t samples() const { return facts_.samples; }
+  // False if the first sample of the track is not a key frame.
+  bool begins_with_key_frame();
+  // Returns the next key frame; nothing after the last one, and where the tables cannot be read. Throws
+  // std::bad_alloc.
+  std::optional<KeyFrameEntry> next();
+  int32_t status() const { return status_; }  // of the tables
+
+ private:
+  bool find_next();
+
+  OpenTrack track_;
+  TrackFacts facts_;
+  KeyFrameEntry entry_;
+  bool is_every_sample_ = false;  // a key frame
+  int32_t status_ = P3GPP_OK;
+};
+
+}  // namespace zdr::host
