@@ -42,7 +42,9 @@ and
 query the module without running it.
 .B boxes
 lists the boxes of a file without the module, even if the file does not open; boxes that the parser does
-not use are marked as not read. The other commands register the module, and print the registry or a
+not use are marked as not read.
+.B keyframes
+lists the key frames of the video, also without the module. The other commands register the module, and print the registry or a
 completion script.
 .PP
 Results go to standard output. Messages go to standard error, one line each. Errors report
@@ -149,6 +151,7 @@ constexpr Term kExamples[] = {
     {"zdr boxes clip.mp4 --path moov/trak[2] --entries stts --all",
      "Lists the boxes of the second track, with all durations in its time table."},
     {"zdr keyframe clip.mp4 3 -o key.h264", "Saves the third key frame."},
+    {"zdr keyframe clip.mp4 --at 90", "Saves the key frame at that time, or the last one before it."},
     {"source <(zdr completion bash)", "Completes commands and options in this shell."},
 };
 
@@ -182,7 +185,7 @@ the program.
 )";
 
 constexpr const char* kSignals = R"(.SH SIGNALS
-SIGINT, SIGTERM and SIGHUP end a run of play, verify or samples within a second; incomplete outputs remain as
+SIGINT, SIGTERM and SIGHUP end a run of play, verify, samples, keyframes or keyframe \-\-all within a second; incomplete outputs remain as
 \fINAME\fR.part, and verify prints what it knows. A second signal ends the program at once, as the first
 does in the other commands. A signal that was ignored when the program started, as under nohup, remains
 ignored.

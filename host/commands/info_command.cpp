@@ -198,6 +198,8 @@ ExitCode examine(const std::string& file, const Options& options, SourcePlayer& 
           progress.update(file, done, total);
           return true;
         });
+    if (!content.tracks->is_complete)
+      messages.note({MessageCode::kNotShown, file, {}, "not all of its tracks are described", ""});
   }
   content.tag_source.emplace(file, content.movie.get());
   content.tags = content.tag_source->records();

@@ -120,7 +120,9 @@ with tempfile.TemporaryDirectory() as folder:
         run([*command, "--json", files[0]], False)
     for file in files:
         run(["samples", "--json", file], True)
-        run(["keyframe", file, "1", "--json", "-o", "out", "--force"], False)
+        run(["keyframes", "--json", file], True)
+        for picture in (["1"], ["--at", "1"], ["--all"]):
+            run(["keyframe", file, *picture, "--json", "-o", "out", "--force"], False)
     pathlib.Path("manifest").write_text(f"{'0' * 32}  {media[0]}:Audio1\n{'0' * 32}  gone.mp4:Video0\n")
     run(["verify", "--json", "--decode", "--against", "manifest", media[0], media[-1]], False)
     run(["registry", "--json"], False)

@@ -24,15 +24,18 @@ CODECS = {'h264': 'AVC', 'hevc': 'HEVC', 'mpeg4': 'MPEG-4 visual', 'h263': 'H.26
 
 
 def probe(path):
-    """ffprobe's streams, its container, and by stream the packets: decoding time, size, whether it is a key frame."""
+    """ffprobe's streams, its container, and by stream the packets: decoding time, size, whether it is a key frame; as a
+    fourth result, size and offset of the key frames by stream."""
     whole = ['-ignore_editlist', '1'] if path.suffix.lower() in peer_media.ISO else []
     done = subprocess.run(['ffprobe', '-v', 'error', *whole, '-show_streams', '-show_format', '-show_entries',
-                           'packet=stream_index,dts,size,flags', '-of', 'json', str(path)], capture_output=True, text=True)
+                           'packet=stream_index,dts,size,flags,pos', '-of', 'json', str(path)], capture_output=True, text=True)
     found = json.loads(done.stdout) if done.returncode == 0 else {}  # else it may have ended within its output
-    packets = collections.defaultdict(list)
+    packets, places = collections.defaultdict(list), collections.defaultdict(list)
     for packet in found.get('packets', []):
         packets[packet['stream_index']].append((packet.get('dts'), int(packet['size']), 'K' in packet['flags']))
-    return found.get('streams', []), found.get('format', {}), packets
+        if 'K' in packet['flags']:
+            places[packet['stream_index']].append((int(packet['size']), int(packet.get('pos', -1))))
+    return found.get('streams', []), found.get('format', {}), packets, places
 
 
 def peak_of(packets, time_base):
@@ -176,6 +179,11 @@ RULES = [
 ]
 
 
+def key_frames(binary, path):
+    lines = map(json.loads, peer_media.zdr(binary, 'keyframes', path, '--json').stdout.splitlines())
+    return {'places of key frames': [(line['size'], line['offset']) for line in lines if 'number' in line]}
+
+
 def track_rows(want, got, track, file):
     for name, value in want.items():
         if value is None and name not in got:
@@ -193,7 +201,7 @@ def track_rows(want, got, track, file):
 def check(binary, path):
     done = peer_media.zdr(binary, 'info', path, '--full', '--json')
     found = json.loads(done.stdout)
-    streams, container, packets = probe(path)
+    streams, container, packets, places = probe(path)
     if 'container' not in found or not streams:
         return [(path.name, 'file', 'not opened by ' + ('zdr' if streams else 'ffprobe'), '')]
     headers = dict(enumerate(headers_of(path), 1))
@@ -217,6 +225,8 @@ def check(binary, path):
         want = expected_track(stream, packets[stream['index']])
         file = (want, fragments, headers.get(track['number']), packets[stream['index']])
         rows += track_rows(want, figures_of(track), track, file)
+        if track.get('pin') and track['kind'] == 'video':
+            rows += track_rows({'places of key frames': places[stream['index']]}, key_frames(binary, path), track, file)
         if file[2] and file[2][1]:
             rows += track_rows(expected_edits(file[2][1]), track.get('edits', {'parts': 0, 'delay': 0}), track, file)
     rows += [('id', None, f'ffprobe has no track {track["number"]}') for track in tracks]

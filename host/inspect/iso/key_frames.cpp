@@ -1,15 +1,13 @@
 // Searches forward from one key frame to the next.
 #include "host/inspect/iso/key_frames.h"
 
-#include "host/text/time_text.h"
-
 namespace zdr::host {
 
 KeyFrameWalk::KeyFrameWalk(const ParsedMovie& movie) {
   constexpr uint32_t kCacheBytes = 64 * 1024;
   const TrackRecord* const record = movie.first_track(P3GPP_TRACK_VIDEO);
   if (record == nullptr || movie.get_facts(*record->id, facts_) != P3GPP_OK || facts_.time_scale == 0) return;
-  track_ = open_track(movie, *record->id, kCacheBytes);
+  track_ = open_track(movie.file(), *record->id, kCacheBytes);
   uint32_t all = 0;
   is_every_sample_ = track_ != nullptr && P3GPP_GetAllSyncCount(track_.get(), &all) == P3GPP_OK && all != 0;
 }
@@ -44,7 +42,7 @@ std::optional<KeyFrameEntry> KeyFrameWalk::next() {
   status_ = with_memory(P3GPP_ReadSample(track_.get(), &sample), P3GPP_ERR_NO_MEMORY);
   if (status_ != P3GPP_OK) return std::nullopt;
   ++entry_.number;
-  entry_.time_100ns = int64_t{sample.decoding_time} * 1000 / facts_.time_scale * kUnitsPerMillisecond;
+  entry_.time_100ns = start_of(sample, facts_.time_scale);
   entry_.offset = sample.file_offset;
   entry_.size = sample.size;
   return entry_;

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "host/inspect/iso/open_track.h"
+#include "host/inspect/iso/parsed_movie.h"
 
 namespace zdr::host {
 
