@@ -9,6 +9,7 @@
 #include "host/formats/aac_format.h"
 #include "host/inspect/diagnosis/track_diagnosis.h"
 #include "host/inspect/iso/codec_profile.h"
+#include "host/inspect/iso/edit_window.h"
 #include "host/inspect/iso/track_bytes.h"
 
 namespace zdr::host {
@@ -34,6 +35,11 @@ void add_use(TrackDescription& track, const ParsedMovie& movie, std::span<const 
   if (record == records.end()) {
     track.not_played = "the parser stopped before it";
     return;
+  }
+  if (can_trim(record->edits)) {
+    const EditCut cut = edit_cut(movie, *record);
+    track.skipped_start = cut.front;
+    track.skipped_end = cut.tail;
   }
   if (!is_audio(*record) && !is_video(*record)) {
     track.not_played = "only audio and video tracks are played";

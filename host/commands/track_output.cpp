@@ -149,12 +149,11 @@ std::vector<std::string> edit_pieces(const TrackDescription& track, uint64_t mov
   std::vector<std::string> pieces;
   if (edits.delay != 0) pieces.push_back("starts " + seconds(edits.delay, movie_time_scale) + " late");
   if (edits.count > 1) pieces.push_back("plays " + counted(edits.count, "part") + " of the media");
-  if (edits.count != 1) return pieces;
   const uint64_t time_scale = track.time_scale.value_or(0);
-  const uint64_t tail = tail_after_edit(edits, track.duration.value_or(0), time_scale, movie_time_scale);
-  if (edits.first_media_time != 0)
-    pieces.push_back("skips the first " + seconds(static_cast<uint64_t>(edits.first_media_time), time_scale));
-  if (tail != 0) pieces.push_back("skips the last " + seconds(tail, time_scale));
+  if (track.skipped_start.value_or(0) != 0)
+    pieces.push_back("skips the first " + seconds(*track.skipped_start, time_scale));
+  if (track.skipped_end.value_or(0) != 0)
+    pieces.push_back("skips the last " + seconds(*track.skipped_end, time_scale));
   return pieces;
 }
 
@@ -190,11 +189,9 @@ void add_edits(JsonWriter& json, const TrackDescription& track, uint64_t movie_t
   json.member("parts", edits.count);
   json.member("delay", edits.delay);
   json.member("movie_time_scale", movie_time_scale);
-  if (edits.count == 1) {
-    json.member("skipped_start", edits.first_media_time);
-    json.member("skipped_end", tail_after_edit(edits, track.duration.value_or(0),
-                                               track.time_scale.value_or(0), movie_time_scale));
-  }
+  if (edits.count != 0) json.member("media_time", edits.first_media_time);
+  add_number(json, "skipped_start", track.skipped_start);
+  add_number(json, "skipped_end", track.skipped_end);
   json.end_object();
 }
 

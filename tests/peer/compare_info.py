@@ -128,7 +128,7 @@ def expected_edits(edits):
     shown = [time for _, time in edits if time >= 0]
     lead = itertools.takewhile(lambda edit: edit[1] < 0, edits)
     want = {'parts': len(shown), 'delay': sum(duration for duration, _ in lead)}
-    return want | ({'skipped_start': shown[0]} if len(shown) == 1 else {})
+    return want | ({'media_time': shown[0]} if shown else {})
 
 
 def figures_of(track):

@@ -1,13 +1,14 @@
 // Searches forward from one key frame to the next.
 #include "host/inspect/iso/key_frames.h"
 
+#include "host/memory.h"
+
 namespace zdr::host {
 
 KeyFrameWalk::KeyFrameWalk(const ParsedMovie& movie) {
-  constexpr uint32_t kCacheBytes = 64 * 1024;
   const TrackRecord* const record = movie.first_track(P3GPP_TRACK_VIDEO);
   if (record == nullptr || movie.get_facts(*record->id, facts_) != P3GPP_OK || facts_.time_scale == 0) return;
-  track_ = open_track(movie.file(), *record->id, kCacheBytes);
+  track_ = movie.open_track_to_walk(*record->id);
   uint32_t all = 0;
   is_every_sample_ = track_ != nullptr && P3GPP_GetAllSyncCount(track_.get(), &all) == P3GPP_OK && all != 0;
 }

@@ -5,7 +5,6 @@
 #include <functional>
 #include <optional>
 
-#include "host/inspect/iso/open_track.h"
 #include "host/inspect/iso/parsed_movie.h"
 
 namespace zdr::host {

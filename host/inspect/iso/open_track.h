@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <memory>
 
-#include "host/memory.h"
 #include "host/text/time_text.h"
 #include "p3gpp/p3gpp.h"
 
@@ -14,13 +13,6 @@ struct CloseTrack {
   void operator()(P3gppTrack* track) const { P3GPP_CloseTrack(track); }
 };
 using OpenTrack = std::unique_ptr<P3gppTrack, CloseTrack>;
-
-// Null if the parser cannot open the track. A file has one handle per track. Throws std::bad_alloc.
-inline OpenTrack open_track(P3gppFile* file, uint32_t id, uint32_t cache_bytes) {
-  P3gppTrack* track = nullptr;
-  with_memory(P3GPP_OpenTrack(file, &track, id, cache_bytes), P3GPP_ERR_NO_MEMORY);
-  return OpenTrack(track);
-}
 
 // The time of a sample as the filter stamps it: in whole milliseconds.
 inline int64_t start_of(const P3gppSample& sample, uint32_t time_scale) {

@@ -87,9 +87,9 @@ int32_t ParsedMovie::get_facts(uint32_t id, TrackFacts& facts) const {
   return P3GPP_OK;
 }
 
-OpenTrack ParsedMovie::open_track(uint32_t id, int32_t& status) const {
+OpenTrack ParsedMovie::open_track(uint32_t id, int32_t& status, uint32_t cache_bytes) const {
   P3gppTrack* track = nullptr;
-  status = with_memory(P3GPP_OpenTrack(file(), &track, id, kTrackCacheBytes), P3GPP_ERR_NO_MEMORY);
+  status = with_memory(P3GPP_OpenTrack(file(), &track, id, cache_bytes), P3GPP_ERR_NO_MEMORY);
   return OpenTrack(track);
 }
 

@@ -59,7 +59,12 @@ class ParsedMovie {
     int32_t status = P3GPP_OK;
     return open_track(id, status);
   }
-  OpenTrack open_track(uint32_t id, int32_t& status) const;
+  OpenTrack open_track(uint32_t id, int32_t& status, uint32_t cache_bytes = kTrackCacheBytes) const;
+  // For walks over all samples.
+  OpenTrack open_track_to_walk(uint32_t id) const {
+    int32_t status = P3GPP_OK;
+    return open_track(id, status, 64 * 1024);
+  }
 
  private:
   struct CloseMovie {

@@ -3,12 +3,12 @@
 
 #include <algorithm>
 
-#include "host/inspect/iso/open_track.h"
+#include "host/memory.h"
 
 namespace zdr::host {
 
 std::optional<uint64_t> count_track_bytes(const ParsedMovie& movie, uint32_t id) {
-  const OpenTrack track = open_track(movie.file(), id, kTrackCacheBytes);
+  const OpenTrack track = movie.open_track(id);
   uint64_t bytes = 0;
   if (!track) return std::nullopt;
   const int32_t status = with_memory(P3GPP_GetTotalSampleSize(track.get(), &bytes), P3GPP_ERR_NO_MEMORY);
@@ -17,9 +17,8 @@ std::optional<uint64_t> count_track_bytes(const ParsedMovie& movie, uint32_t id)
 
 std::optional<uint64_t> find_peak_bit_rate(const ParsedMovie& movie, const TrackDescription& track,
                                            const std::function<bool(uint64_t done, uint64_t total)>& watch) {
-  constexpr uint32_t kCacheBytes = 64 * 1024;
   constexpr uint64_t kSamplesPerCall = 65536;
-  const OpenTrack opened = open_track(movie.file(), static_cast<uint32_t>(track.id.value_or(0)), kCacheBytes);
+  const OpenTrack opened = movie.open_track_to_walk(static_cast<uint32_t>(track.id.value_or(0)));
   const uint64_t time_scale = track.time_scale.value_or(0);
   const uint64_t samples = track.samples.value_or(0);
   if (!opened || time_scale == 0) return std::nullopt;

@@ -41,14 +41,4 @@ std::string kind_of(std::string_view handler) {
   return known != std::end(kKinds) ? known->name : "'" + printable(handler) + "'";
 }
 
-uint64_t tail_after_edit(const EditRecord& edits, uint64_t duration, uint64_t time_scale,
-                         uint64_t movie_time_scale) {
-  constexpr uint64_t kUnknownDuration = UINT32_MAX;  // or more
-  if (edits.duration == 0 || movie_time_scale == 0 || duration >= kUnknownDuration) return 0;
-  const double rounding = static_cast<double>(time_scale) / static_cast<double>(movie_time_scale);
-  const double shown = static_cast<double>(edits.duration) * rounding;
-  const double tail = static_cast<double>(duration) - static_cast<double>(edits.first_media_time) - shown;
-  return tail <= rounding + 1 ? 0 : static_cast<uint64_t>(tail);
-}
-
 }  // namespace zdr::host

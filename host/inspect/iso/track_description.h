@@ -39,7 +39,9 @@ struct TrackDescription {
   Number core_rate;    // Hz, of AAC with SBR
 
   // Filled in after the headers have been read
-  Number media_bytes;      // the sizes of all samples together, as the tables claim
+  Number media_bytes;    // the sizes of all samples together, as the tables claim
+  Number skipped_start;  // of the media, by its only edit, in units of the track
+  Number skipped_end;
   Number peak_bit_rate;    // bit/s in the second with most bytes
   std::string pin;         // that plays the track; empty if none does
   std::string not_played;  // the reason; empty if it is played
@@ -51,10 +53,5 @@ struct TrackDescription {
 
 // "video", "audio", "text" ...; the four characters of a handler without a name.
 std::string kind_of(std::string_view handler);
-
-// How much media follows the only edit of a track, in units of the track. Less than one unit of the movie is
-// rounding and counts as 0. `duration` is that of the media.
-uint64_t tail_after_edit(const EditRecord& edits, uint64_t duration, uint64_t time_scale,
-                         uint64_t movie_time_scale);
 
 }  // namespace zdr::host
