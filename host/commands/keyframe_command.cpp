@@ -64,7 +64,8 @@ bool write_picture(OutputFile& output, StreamWriter& writer, Bytes frame) {
 struct WrittenPicture {
   uint32_t number;
   std::optional<int64_t> time_100ns;  // unless the number was given
-  uint64_t size;                      // of the output
+  std::string output;                 // its name, complete so that writing JSON takes no memory
+  uint64_t size;
 };
 
 // Extracts the key frames that the options name.
@@ -100,7 +101,6 @@ class KeyFrames {
   std::optional<KeyFrameWalk> walk_;  // none unless the video track can be read
   bool begins_with_key_frame_ = true;
   mp4source::ClipInfo info_{};
-  std::string extension_;  // of the outputs
   std::vector<WrittenPicture> written_;
 };
 
@@ -197,8 +197,7 @@ ExitCode KeyFrames::write_frame(Picture picture, Bytes frame, uint32_t number,
     return fail(ExitCode::kCannotWrite, MessageCode::kOutputFailed,
                 output.final_path().string() + ": " + output.failure());
   }
-  extension_ = picture.extension;
-  written_.push_back({number, time_100ns, output.size()});
+  written_.push_back({number, time_100ns, output.final_path().native(), output.size()});
   if (!options_.json) {
     out_ << shown_name(output.final_path().string()) << ": " << counted(output.size(), "byte");
     if (time_100ns) out_ << ", key frame " << number << " at " << format_time(*time_100ns);
@@ -215,7 +214,7 @@ void KeyFrames::write_picture(JsonWriter& json, const WrittenPicture& picture) c
   json.member("codec", codec_of_clip(info_.video_codec));
   json.member("width", info_.width);
   json.member("height", info_.height);
-  add_name(json, "output", output_path(options_, picture.number, extension_).native());
+  add_name(json, "output", picture.output);
   json.member("size", picture.size);
 }
 

@@ -90,6 +90,8 @@ int32_t ParsedMovie::get_facts(uint32_t id, TrackFacts& facts) const {
 OpenTrack ParsedMovie::open_track(uint32_t id, int32_t& status, uint32_t cache_bytes) const {
   P3gppTrack* track = nullptr;
   status = with_memory(P3GPP_OpenTrack(file(), &track, id, cache_bytes), P3GPP_ERR_NO_MEMORY);
+  // The file was opened a moment ago, so a failed open means that memory or handles are exhausted.
+  with_memory(status, P3GPP_ERR_OPEN);
   return OpenTrack(track);
 }
 
