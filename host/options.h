@@ -13,6 +13,7 @@ struct Options {
   std::string output;  // play: folder or -; keyframe: file or folder
   std::string start;
   std::string stop;
+  std::string explain_seek;  // samples: time of the seek
   std::string only;
   std::string session;
   std::string shell;            // completion

@@ -77,6 +77,8 @@ const OptionRow kOptions[] = {
     {kPlay | kSamples, "--start", "", "TIME", "", "begin at TIME: seconds (12.5) or h:mm:ss.mmm",
      &Options::start},
     {kPlay | kSamples, "--stop", "", "TIME", "", "end at TIME", &Options::stop},
+    {kSamples, "--explain-seek", "", "TIME", "", "tell where a seek to TIME begins each pin and what it reads",
+     &Options::explain_seek},
     {kPlay | kSamples, "--only", "", "audio|video", "audio video", "use only the audio or only the video pin",
      &Options::only},
     {kPlay, "--decode", "", "", "", "decode AAC and write it as .wav", &Options::decode},

@@ -15,6 +15,8 @@ ExitCode run_keyframes(const Options& options, std::ostream& out);
 ExitCode run_keyframe(const Options& options, std::ostream& out);
 ExitCode run_verify(const Options& options, std::ostream& out);
 ExitCode run_samples(const Options& options, std::ostream& out);
+// `samples --explain-seek`.
+ExitCode run_explain_seek(const Options& options, std::ostream& out);
 ExitCode run_register(const Options& options, std::ostream& out);
 ExitCode run_unregister(const Options& options, std::ostream& out);
 ExitCode run_registry(const Options& options, std::ostream& out);

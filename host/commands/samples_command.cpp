@@ -79,6 +79,7 @@ void print_last_line(const Listing* listing, ExitCode code, Messages& messages, 
 }  // namespace
 
 ExitCode run_samples(const Options& options, std::ostream& out) {
+  if (!options.explain_seek.empty()) return run_explain_seek(options, out);
   catch_interrupts();
   const std::string& file = options.files.front();
   Messages messages(options.quiet || options.json);

@@ -120,6 +120,7 @@ with tempfile.TemporaryDirectory() as folder:
         run([*command, "--json", files[0]], False)
     for file in files:
         run(["samples", "--json", file], True)
+        run(["samples", "--explain-seek", "1", "--json", file], False)
         run(["keyframes", "--json", file], True)
         for picture in (["1"], ["--at", "1"], ["--all"]):
             run(["keyframe", file, *picture, "--json", "-o", "out", "--force"], False)

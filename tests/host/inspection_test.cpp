@@ -148,6 +148,10 @@ TEST_F(ZdrInspection, ShowsTagsBoxesAndWhatIsLeftOut) {
   add("headless.mp4", {.tracks = {avc_track(1), with_header(amr_track(1), Bytes{})}});
   // Explicit SBR and PS; then backward compatible signalling, at twice the core rate and at the core rate.
   // The first unit is empty: a unit may show PS too.
+  // Tables that are larger than the caches of the filter.
+  TrackDescription long_video = avc_track(3000);
+  for (uint32_t sync = 1; sync <= 3000; sync += 50) long_video.sync_samples.push_back(sync);
+  add("long.mp4", {.tracks = {long_video, amr_track(15000)}});
   add("aac-sbr.mp4", with_configuration({0x2B, 0x8A, 0x08, 0x00}));
   add("aac-ps.mp4", with_configuration({0xEB, 0x8A, 0x08, 0x00}));
   add("aac-twice.mp4", with_configuration({0x13, 0x88, 0x56, 0xE5, 0xA0}));

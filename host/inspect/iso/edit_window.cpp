@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/inspect/iso/unit_lookup.h"
+
 namespace zdr::host {
 namespace {
 
@@ -31,59 +33,6 @@ uint64_t tail_after_edit(const TrackRecord& track, uint64_t movie_time_scale) {
   const double tail = static_cast<double>(track.duration) - edit_end(track, movie_time_scale);
   return tail > movie_unit(track, movie_time_scale) + 1 ? static_cast<uint64_t>(tail) : 0;
 }
-
-// Looks up the access units of one track by media time.
-class UnitLookup {
- public:
-  UnitLookup(P3gppTrack* track, uint32_t units) : track_(track), units_(units) {
-    is_usable_ = read(1, shift_) && units > 0;
-  }
-  bool is_usable() const { return is_usable_; }
-
-  // The unit that is decoded at a time, or the nearest one.
-  uint32_t unit_at(uint64_t time) {
-    auto found = static_cast<uint32_t>(time);
-    uint32_t number = 0;
-    is_usable_ = is_usable_ && time <= UINT32_MAX && P3GPP_TimeToSample(track_, &found, &number) == P3GPP_OK;
-    // The parser may answer with the unit before the one that holds the time.
-    while (is_usable_ && number < units_ && decoding_time(number + 1) <= time) ++number;
-    return std::min(std::max(number, 1u), units_);
-  }
-  // The unit that a decoder needs to start with.
-  uint32_t decodable_from(uint32_t number, bool is_audio) {
-    // A frame of sound overlaps with the one before it.
-    if (is_audio) return std::max(number, 2u) - 1;
-    int32_t is_sync = 0;
-    is_usable_ = is_usable_ && P3GPP_IsSyncSample(track_, number, &is_sync) == P3GPP_OK;
-    if (is_sync != 0) return number;
-    is_usable_ = is_usable_ && P3GPP_FindSyncSample(track_, &number, P3GPP_SYNC_BACKWARD) == P3GPP_OK;
-    return number;
-  }
-  uint64_t decoding_time(uint32_t number) {
-    Times times;
-    is_usable_ = is_usable_ && read(number, times);
-    return times.decoding - shift_.decoding;
-  }
-  uint64_t composition_time(uint32_t number) {
-    Times times;
-    is_usable_ = is_usable_ && read(number, times);
-    return times.composition - shift_.decoding;
-  }
-
- private:
-  struct Times {
-    uint32_t decoding = 0;
-    uint32_t composition = 0;
-  };
-  bool read(uint32_t number, Times& times) {
-    return P3GPP_GetSampleTime(track_, number, &times.decoding, &times.composition) == P3GPP_OK;
-  }
-
-  P3gppTrack* track_;
-  uint32_t units_;
-  Times shift_;  // of the first unit: the parser adds the shift by empty edits to every time
-  bool is_usable_ = false;
-};
 
 bool find_units(UnitLookup& lookup, const TrackFacts& facts, bool is_audio, ShownMedia& shown) {
   shown.first_unit = lookup.decodable_from(lookup.unit_at(shown.begin), is_audio);

@@ -13,6 +13,7 @@
 #include "platform/win32/runtime/errno_map.h"
 #include "platform/win32/runtime/files/broken_pipe.h"
 #include "platform/win32/runtime/files/read_failure_log.h"
+#include "platform/win32/runtime/files/read_notice.h"
 #include "platform/win32/runtime/system_calls.h"
 
 namespace zdr::platform {
@@ -96,6 +97,7 @@ DWORD FileObject::read(void* buffer, DWORD count, DWORD& got) noexcept {
     error = uses_read_ahead_ ? read_small(buffer, wanted, position_, moved)
                              : read_direct(buffer, wanted, position_, moved);
   }
+  if (!rights_.write) notice_read(position_, moved);
   position_ += moved;
   got = static_cast<DWORD>(moved);
   if (error != 0 || (moved < wanted && position_ < opened_size_)) log_failure(position_, error);

@@ -1,0 +1,149 @@
+// Runs the seek with an observer of reads, and looks up in the sample tables what it has found.
+#include "host/seek/seek_explanation.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "filters/source/mp4/interfaces/source_kind.h"
+#include "host/inspect/files/read_failure.h"
+#include "host/inspect/iso/parsed_movie.h"
+#include "host/inspect/iso/table_map.h"
+#include "host/inspect/iso/unit_lookup.h"
+#include "host/seek/read_trace.h"
+#include "host/terminal.h"
+#include "host/text/time_text.h"
+
+namespace zdr::host {
+namespace {
+
+// A media time in units of a track.
+uint64_t to_track_units(int64_t time, uint64_t time_scale) {
+  return static_cast<uint64_t>(std::max<double>(
+      0, static_cast<double>(time) * static_cast<double>(time_scale) / static_cast<double>(kUnitsPerSecond)));
+}
+
+class Explainer {
+ public:
+  Explainer(const std::string& file, SeekExplanation& explanation) : file_(file), explanation_(explanation) {}
+
+  void parse() {
+    if (mp4source::source_kind_of(file_) != mp4source::SOURCE_KIND_MP4) return;
+    movie_ = std::make_unique<const ParsedMovie>(file_, &tables_.visitor());
+    if (!tables_.is_complete()) throw std::bad_alloc();
+  }
+
+  void add_pin(PinLanding landing) {
+    std::optional<UnitChoice> choice = find_choice(landing);
+    explanation_.pins.push_back({std::move(landing), std::move(choice)});
+  }
+
+  void add_reads(const ReadTrace& trace) {
+    explanation_.reads = trace.count();
+    explanation_.bytes = trace.bytes();
+    for (const ReadTrace::Read& read : trace.reads()) add_read(read);
+    std::ranges::stable_partition(explanation_.groups,
+                                  [](const ReadGroup& group) { return !group.table.empty(); });
+  }
+
+ private:
+  const TrackRecord* track_of(bool is_audio) const {
+    return movie_ ? movie_->first_track(is_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO) : nullptr;
+  }
+
+  std::optional<UnitChoice> find_choice(const PinLanding& landing) const {
+    const TrackRecord* const track = track_of(landing.is_audio);
+    TrackFacts facts;
+    if (track == nullptr || movie_->get_facts(*track->id, facts) != P3GPP_OK || facts.time_scale == 0)
+      return std::nullopt;
+    const OpenTrack opened = movie_->open_track(*track->id);
+    if (!opened) return std::nullopt;
+    UnitLookup lookup(opened.get(), facts.samples);
+    UnitChoice choice;
+    choice.units = facts.samples;
+    choice.at_target = lookup.unit_at(to_track_units(explanation_.target, facts.time_scale));
+    choice.target_start = static_cast<int64_t>(static_cast<double>(lookup.decoding_time(choice.at_target)) *
+                                               kUnitsPerSecond / facts.time_scale);
+    choice.target_is_sync = lookup.decodable_from(choice.at_target, false) == choice.at_target;
+    // The filter stamps whole milliseconds, with the shift by empty edits.
+    const uint64_t first = to_track_units(landing.first + kUnitsPerMillisecond - 1, facts.time_scale);
+    choice.begun_with = lookup.unit_at(first - std::min<uint64_t>(first, lookup.shift()));
+    choice.has_sync_table = track->sync_samples.has_value();
+    return lookup.is_usable() ? std::optional(choice) : std::nullopt;
+  }
+
+  std::string pin_of(const SampleTable& table) const {
+    for (const PinSeek& pin : explanation_.pins) {
+      const TrackRecord* const track = track_of(pin.landing.is_audio);
+      if (track != nullptr && track->number == table.track) return pin.landing.pin;
+    }
+    return {};
+  }
+
+  void add_read(const ReadTrace::Read& read) {
+    const SampleTable* const table = read.bytes != 0 ? tables_.find(read.offset) : nullptr;
+    ReadGroup group;
+    group.reads = 1;
+    group.bytes = read.bytes;
+    if (table != nullptr) {
+      group.pin = pin_of(*table);
+      group.table = table->type;
+      group.first_entry = table->entry_at(read.offset);
+      group.last_entry = table->entry_at(std::min(read.offset + read.bytes, table->end) - 1);
+    }
+    merge(group);
+  }
+
+  void merge(const ReadGroup& read) {
+    const auto known = std::ranges::find_if(explanation_.groups, [&](const ReadGroup& group) {
+      return group.pin == read.pin && group.table == read.table;
+    });
+    if (known == explanation_.groups.end()) {
+      explanation_.groups.push_back(read);
+      return;
+    }
+    known->first_entry = std::min(known->first_entry, read.first_entry);
+    known->last_entry = std::max(known->last_entry, read.last_entry);
+    known->reads += read.reads;
+    known->bytes += read.bytes;
+  }
+
+  const std::string& file_;
+  SeekExplanation& explanation_;
+  TableMap tables_;
+  std::unique_ptr<const ParsedMovie> movie_;
+};
+
+}  // namespace
+
+ExitCode explain_seek(const std::string& file, int64_t target, uint32_t stall_seconds, Messages& messages,
+                      SeekExplanation& explanation) {
+  explanation.target = target;
+  SourcePlayer player(file, messages, stall_seconds);
+  if (const ExitCode loaded = player.load(); loaded != ExitCode::kDone) return loaded;
+  const int64_t end = player.duration();
+  if (end > 0 && target >= end) {
+    return messages.report(file, {ExitCode::kNotSupported,
+                                  MessageCode::kRangeNotPlayable,
+                                  {},
+                                  "--explain-seek is past the end (" + format_time(end) + ")",
+                                  ""});
+  }
+  Explainer explainer(file, explanation);
+  explainer.parse();
+  std::vector<PinLanding> landings;
+  ReadTrace trace;
+  trace.begin();
+  const LandingWatch watch{[] { return !interrupted(); }, [&trace] { trace.end(); }};
+  const ExitCode played = find_landings(player, target, watch, landings);
+  trace.end();
+  for (PinLanding& landing : landings) explainer.add_pin(std::move(landing));
+  explainer.add_reads(trace);
+  if (landings.empty() && played == ExitCode::kDone && !interrupted()) {
+    return messages.report(
+        file, {ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, {}, "no stream can be played", ""});
+  }
+  return worse_of(played, report_read_failure(file, messages));
+}
+
+}  // namespace zdr::host
