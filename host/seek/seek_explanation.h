@@ -17,7 +17,7 @@ struct UnitChoice {
   uint32_t at_target = 0;
   int64_t target_start = 0;  // of that unit
   bool target_is_sync = false;
-  uint32_t begun_with = 0;   // the unit that the pin delivers first
+  uint32_t begun_with = 0;  // the unit that the pin delivers first
   bool has_sync_table = false;
 };
 
