@@ -166,7 +166,7 @@ typedef struct P3gppBoxField {
   const char* name; /* lower case with underscores; valid as long as the program */
   uint32_t entry;   /* 1-based number of the list entry that has the field; 0: a field of the box itself */
   int32_t kind;     /* P3GPP_FIELD_ */
-  uint64_t number;
+  uint64_t number;  /* 0 for texts and bytes */
   P3gppBytes bytes; /* not followed by a NUL */
 } P3gppBoxField;
 

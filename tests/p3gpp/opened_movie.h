@@ -106,7 +106,8 @@ struct ShownBoxes {
     if (field.kind == P3GPP_FIELD_BYTES) return hex(field.bytes.bytes, field.bytes.length);
     if (field.kind == P3GPP_FIELD_SIGNED) return std::to_string(static_cast<int64_t>(field.number));
     if (field.kind != P3GPP_FIELD_TYPE && field.kind != P3GPP_FIELD_TEXT) return std::to_string(field.number);
-    return {reinterpret_cast<const char*>(field.bytes.bytes), field.bytes.length};
+    const std::string text(reinterpret_cast<const char*>(field.bytes.bytes), field.bytes.length);
+    return field.number == 0 ? text : text + " with a number";
   }
 
   static void add_field(void* caller, const P3gppBoxField* field) {

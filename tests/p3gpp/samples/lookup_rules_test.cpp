@@ -89,6 +89,7 @@ TEST(LookupRules, KeptResultsDependOnEarlierCalls) {
       {"chunks from 255", chunked({{255, 2}}, {1000}, 2), "-7047"},
       {"past the last chunk", chunked({{1, 2}, {2, 3}}, {1000, 2000}, 9),
        "o5=2032:16:1:0:0 o6=-6008 o9=-6008 o5=2032:16:1:0:0 o1=1000:16:1:0:0"},
+      {"no chunk runs", chunked({}, {1000}, 1), "-6009"},
       {"chunk below the base", chunked({{1, 1}, {0, 4}}, {1000}, 4), "o1=-6009"},
       // Located in order, chunks at the same offset are read as one; located again, a sample is found in its
       // own chunk.
