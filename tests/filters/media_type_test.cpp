@@ -1,6 +1,7 @@
 // The media type of every codec, to the byte, and the buffers that its samples need.
 #include <gtest/gtest.h>
 
+#include "filters/source/mp4/interfaces/played_codecs.h"
 #include "filters/source/mp4/media_types/media_type.h"
 #include "mediakit/aac/stream_builder.h"
 #include "tests/filters/codecs.h"
@@ -106,6 +107,7 @@ TEST(MediaType, KeptPinsOfOtherCodecsExistAndOfferNothing) {
     ASSERT_EQ(offering.media_type(type), S_OK);
     EXPECT_EQ(under_test.pin(0).CheckMediaType(&type), E_FAIL) << name;
   }
+  EXPECT_FALSE(is_played_object_type(P3GPP_OTI_MP3)) << "for the host's messages";
 }
 
 // Without memory for the block or for the first sample, and with a first sample after the end of the file.
