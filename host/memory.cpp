@@ -2,8 +2,13 @@
 #include "host/memory.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 
 #include "platform/win32/memory_limit.h"
@@ -20,6 +25,10 @@ constexpr uint64_t kLargestFile = uint64_t{1} << 40;  // larger files count as t
 
 uint64_t limit = 0;  // none
 
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
 }  // namespace
 
 void limit_memory(const std::vector<std::string>& files) {
@@ -32,8 +41,24 @@ void limit_memory(const std::vector<std::string>& files) {
   platform::limit_memory(limit - kCode);
 }
 
-std::string out_of_memory() {
-  return "out of memory" + (limit == 0 ? "" : " (limit: " + std::to_string(limit / kMiB) + " MiB)");
+// What has failed may have closed some files since.
+void throw_exhausted() {
+  constexpr size_t kFilesOfARun = 8;
+  std::array<std::unique_ptr<std::FILE, CloseFile>, kFilesOfARun> files;
+  for (auto& file : files) {
+    file.reset(std::fopen("/dev/null", "rb"));
+    if (file == nullptr && (errno == EMFILE || errno == ENFILE)) throw TooManyFiles(errno);
+  }
+  throw std::bad_alloc();
+}
+
+Message exhausted(const std::string& file, const std::bad_alloc& error) {
+  if (const auto* const files = dynamic_cast<const TooManyFiles*>(&error)) {
+    const std::string reason = std::strerror(files->system_error());
+    return {MessageCode::kFileNotReadable, file, {}, "cannot be opened: " + reason, ""};
+  }
+  const std::string text = limit == 0 ? "" : " (limit: " + std::to_string(limit / kMiB) + " MiB)";
+  return {MessageCode::kOutOfMemory, file, {}, "out of memory" + text, ""};
 }
 
 }  // namespace zdr::host

@@ -27,6 +27,8 @@ enum class MessageCode : uint8_t {
   kRegistryChanged,
   kNoPlayableTrack,
   kTrackNotPlayed,
+  kClipNotDescribed,
+  kFragmentsNotRead,
   kEditsNotApplied,
   kPinNotConnected,
   kRangeNotPlayable,

@@ -147,12 +147,41 @@ std::string suggestion(std::string_view given, const std::vector<std::string>& w
   return nearest == words.end() || distance(given, *nearest) > near ? "" : ": did you mean " + *nearest + "?";
 }
 
+std::string in_lower_case(std::string text) {
+  for (char& each : text) each = static_cast<char>(std::tolower(static_cast<unsigned char>(each)));
+  return text;
+}
+
 ParsedLine refuse_command(const std::string& given, const CommandTable& table) {
   std::vector<std::string> names;
   for (const CommandRow& row : table.commands) {
     if (row.listed) names.emplace_back(row.name);
   }
-  return refuse("unknown command '" + given + "'" + suggestion(given, names));
+  return refuse("unknown command '" + given + "'" + suggestion(in_lower_case(given), names));
+}
+
+struct OptionPair {
+  const char* option;
+  const char* other;
+};
+
+constexpr OptionPair kExclusive[] = {{"first", "all"}, {"json", "jsonl"}};
+
+// Returns why the options cannot be used together; empty if they can.
+std::string contradiction(const CLI::App& command) {
+  // CLI11's own search ends the program when memory is exhausted.
+  const std::vector<const CLI::Option*> options = command.get_options({});
+  const auto is_given = [&](const char* name) {
+    return std::ranges::any_of(options, [&](const CLI::Option* option) {
+      const std::vector<std::string>& names = option->get_lnames();
+      return option->count() != 0 && std::ranges::find(names, name) != names.end();
+    });
+  };
+  for (const OptionPair& pair : kExclusive) {
+    if (is_given(pair.option) && is_given(pair.other))
+      return std::string("--") + pair.option + " and --" + pair.other + " exclude each other";
+  }
+  return {};
 }
 
 // Reports words that a command does not take.
@@ -179,7 +208,7 @@ std::string conflict_of(const Options& options) {
   return options.json ? "--output - and --json both write to standard output" : "";
 }
 
-std::string in_lower_case(std::string text) {
+std::string with_small_letter(std::string text) {
   if (!text.empty()) text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
   return text;
 }
@@ -192,6 +221,7 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
   if (!words.empty() && words[0] == "help") {
     words.erase(words.begin());
     if (words.size() > 1) return refuse("unexpected argument '" + words[1] + "'");
+    if (!words.empty() && words[0] == "help") words.clear();
     words.emplace_back("--help");
   }
   // CLI11 would report only that a subcommand is missing, not the unknown word.
@@ -199,7 +229,7 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
     return refuse_command(words[0], table);
   if (words.empty()) return refuse("no command given");
   if (words[0].starts_with('-') && words[0] != "--help" && words[0] != "-h" && words[0] != "--version")
-    return refuse("unknown option " + words[0]);
+    return refuse("unknown option " + words[0] + suggestion(words[0], {"--help", "--version"}));
 
   ParsedLine line;
   CLI::App app("Plays 3GPP/MP4, AMR and AAC files through the ZdrMp4Source filter.", "zdr");
@@ -228,14 +258,17 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
     const auto row = std::ranges::find(table.commands, std::string_view(command), &CommandRow::name);
     const std::vector<std::string> extras =
         command.empty() ? std::vector<std::string>() : app.remaining(true);
-    if (row == table.commands.end() || extras.empty()) return refuse(in_lower_case(error.what()), command);
+    if (row == table.commands.end() || extras.empty())
+      return refuse(with_small_letter(error.what()), command);
     return refuse_extras(extras, *row, table);
   } catch (const CLI::ArgumentMismatch& error) {
     const std::string option = std::string(error.what()).substr(0, std::string_view(error.what()).find(':'));
     return refuse(option + " takes one value", command);
   } catch (const CLI::ParseError& error) {
-    return refuse(in_lower_case(error.what()), command);
+    return refuse(with_small_letter(error.what()), command);
   }
+  const std::string refusal = contradiction(*app.get_subcommand(line.command->name));
+  if (!refusal.empty()) return refuse(refusal, command);
   line.options.json = line.options.json || line.options.json_lines;
   const bool is_keyframe = line.command != nullptr && line.command->bit == kKeyframe;
   const Options& chosen = line.options;

@@ -111,9 +111,9 @@ folders are not followed.
 constexpr Term kExitCodes[] = {
     {"0", "Done: everything was delivered and written, except what the notes list as left out by design."},
     {"1",
-     "A file could not be opened or read: it does not exist, is a folder, may not be read, or is damaged; it "
-     "has no key frame of that number, or no such box or table; or the filter module cannot be loaded "
-     "or does not answer in time (--stall-timeout). With --strict, also the cases of 3."},
+     "A file could not be opened or read: it does not exist, is a folder, may not be read, or is damaged; or "
+     "the filter module cannot be loaded or does not answer in time (--stall-timeout). With --strict, also "
+     "the cases of 3."},
     {"2",
      "Bad usage: an unknown command or option, a missing or bad value, --stop not after --start, \"-\" as a "
      "file, or two streams for standard output."},
@@ -122,8 +122,11 @@ constexpr Term kExitCodes[] = {
      "damaged, a pin failed, no sample arrived in time (--stall-timeout), or the sample tables describe more "
      "data than the file holds (--allow-overlap). A stream differs from the manifest (--against)."},
     {"4",
-     "Not supported: an unknown extension, no track that can be played, no cover image (--cover), "
-     "or --start past the end."},
+     "Not supported: an unknown extension, or no track that can be played. Or the file does not have what "
+     "was "
+     "requested: a key frame of that number, a box or table, a cover image, a stream (--only), or the time "
+     "of "
+     "--start."},
     {"5",
      "An output could not be written: it exists and --force was not given, the folder cannot be written "
      "to, the disk is full, or standard output cannot be written."},
@@ -192,13 +195,21 @@ ignored.
 )";
 
 constexpr const char* kLimits = R"(.SH LIMITS
+Notes report what is left out by design of an undamaged file:
+.IP \(bu 2
 Only the first audio and the first video track of a file are played, and only codecs that have an
-output format above. Edit lists are not applied, so priming is not trimmed,
-unless \fB\-\-trim\fR is given; a list of several edits never is. Text tracks are not read.
-Movie fragments and headers with 64\-bit times are not read, and what they hold is reported as lost.
+output format above. Text tracks are not read.
+.IP \(bu 2
+Edit lists are not applied, so priming is not trimmed, unless \fB\-\-trim\fR is given; a list of several
+edits never is. But an empty edit at the start delays a track, and what that shifts past its end is not played.
+.IP \(bu 2
+Of an AAC file, the last one to three frames are not read, and parametric stereo is not used. Of a speech file,
+the last frame is not delivered if it would be a media sample of its own.
+.PP
+Movie fragments, headers with 64\-bit times and media data in another file are not read, and reported as lost.
+.PP
 AAC is decoded if it is LC or LTP, mono or stereo, with frames of 1024 samples, with or without SBR
-and parametric stereo; of an AAC file, the last one to three frames are not read, and parametric stereo
-is not used. Files must be seekable.
+and parametric stereo. An AAC file is read up to 2 GiB. Files must be seekable.
 )";
 
 void append_option(std::ostringstream& out, const OptionRow& option) {

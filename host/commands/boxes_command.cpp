@@ -76,8 +76,7 @@ void BoxView::complete() {
   choice_.table = options_.entries;
   choice_.most = options_.all_entries ? UINT64_MAX : options_.most_entries;
   FileStream stream(file_);
-  if (movie_.is_open() && !stream.is_open())
-    throw std::bad_alloc();  // which the file manager does not report
+  if (movie_.is_open() && !stream.is_open()) throw_exhausted();  // which the file manager does not report
   left_out_ = complete_tree(tree_, stream, choice_);
   const std::vector<BoxIndex> boxes = tree_.children(kNoBox);
   const auto is_gap = [this](BoxIndex index) { return tree_.box(index).state == BoxState::kGap; };
@@ -117,7 +116,7 @@ ExitCode BoxView::report_missing() {
   const size_t named = walk_tree(tree_, options_.path, counter);
   const auto report = [this](const std::string& what) {
     return messages_.report(file_,
-                            {ExitCode::kCannotOpen, MessageCode::kBoxMissing, {}, "has no " + what, ""});
+                            {ExitCode::kNotSupported, MessageCode::kBoxMissing, {}, "has no " + what, ""});
   };
   if (!options_.path.empty() && named == 0) return report("box " + options_.path);
   if (!options_.entries.empty() && counter.count() == 0)

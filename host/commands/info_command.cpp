@@ -14,6 +14,7 @@
 #include "host/graph/source_player.h"
 #include "host/inspect/aac/aac_stream_view.h"
 #include "host/inspect/diagnosis/left_out.h"
+#include "host/inspect/diagnosis/open_diagnosis.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/inspect/iso/parsed_movie.h"
 #include "host/inspect/media_type_text.h"
@@ -29,7 +30,7 @@
 namespace zdr::host {
 namespace {
 
-constexpr const char* kNoType = "offers no media type: its codec or configuration is not supported";
+constexpr const char* kNoType = "offers no media type";
 
 struct ClipInformation {
   HRESULT result;  // E_NOINTERFACE: the filter has no clip interface
@@ -58,7 +59,7 @@ ClipInformation clip_information(const SourcePlayer& player, const std::string& 
   ClipInformation clip = read_clip(player, file);
   if (clip.result == E_FAIL) clip = read_clip(player, file);
   if (!clip.info) {
-    messages.note({MessageCode::kTrackNotPlayed,
+    messages.note({MessageCode::kClipNotDescribed,
                    file,
                    {},
                    "no clip information: " + no_clip_reason(file, clip.result),
@@ -170,9 +171,10 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
     messages.error({MessageCode::kCoverMissing, file, {}, "has no cover image", ""});
     return ExitCode::kNotSupported;
   }
-  OutputFile output(options.cover, options.force, options.files);
+  const std::string name = std::filesystem::path(file).stem().string() + ".cover" + tags.cover_extension();
+  OutputFile output(output_path(options.cover, name), options.force, options.files);
   if (output.open() && output.write(image) && output.commit()) return ExitCode::kDone;
-  messages.error({MessageCode::kOutputFailed, options.cover, {}, output.failure(), ""});
+  messages.error({MessageCode::kOutputFailed, output.final_path().string(), {}, output.failure(), ""});
   return ExitCode::kCannotWrite;
 }
 
@@ -187,7 +189,10 @@ ExitCode examine(const std::string& file, const Options& options, SourcePlayer& 
   if (code != ExitCode::kDone && options.cover.empty() && !is_parsed) return code;
   std::optional<FileReport> report;
   if (code == ExitCode::kDone) {
-    code = report_left_out(file, content.movie.get(), player.playable_kinds(), true, messages);
+    const PlayableKinds kinds = player.playable_kinds();
+    code = report_left_out(file, content.movie.get(), kinds, LeftOutUse::kDescription, messages);
+    if (content.movie != nullptr && content.movie->is_open() && !kinds.any())
+      code = messages.report(file, diagnose_unplayable(*content.movie));
     report = describe(file, player, messages);
     code = worse_of(code, check_stream(file, *report, messages));
   }

@@ -46,14 +46,9 @@ Picture picture_of(DWORD video_codec, Bytes configuration) {
   }
 }
 
-std::filesystem::path output_path(const Options& options, uint32_t number, const std::string& extension) {
-  const std::filesystem::path named(options.output);
-  std::error_code code;
-  const bool is_folder =
-      options.all_key_frames || named.empty() || std::filesystem::is_directory(named, code);
-  if (!is_folder) return named;
+std::filesystem::path picture_path(const Options& options, uint32_t number, const std::string& extension) {
   const std::string stem = std::filesystem::path(options.files.front()).stem().string();
-  return named / (stem + ".keyframe" + std::to_string(number) + extension);
+  return output_path(options.output, stem + ".keyframe" + std::to_string(number) + extension);
 }
 
 bool write_picture(OutputFile& output, StreamWriter& writer, Bytes frame) {
@@ -109,9 +104,10 @@ ExitCode KeyFrames::extract() {
   if (const auto refused = diagnose_before_open(file_)) return messages_.report(file_, *refused);
   HRESULT hr = S_OK;
   const com::ComPtr<IBaseFilter> filter = create_source_filter(file_, messages_, hr);
-  if (!filter)
-    return fail(ExitCode::kCannotOpen, MessageCode::kModuleFailed,
-                "the filter module cannot be loaded: " + own_module_path(), hresult_text(hr));
+  if (!filter) {
+    messages_.error(module_failure(file_, hr));
+    return ExitCode::kCannotOpen;
+  }
   movie_ = parse_iso_media(file_);
   if (movie_ != nullptr && movie_->is_open()) walk_.emplace(*movie_);
   if (walk_ && !walk_->is_open()) walk_.reset();
@@ -132,7 +128,7 @@ ExitCode KeyFrames::extract_numbered(IBaseFilter& filter) {
   const uint32_t number = std::max(options_.index, 1u);
   // For a number past the last key frame the clip returns the last one.
   if (const auto count = key_frame_count(); count && number > *count) {
-    return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
+    return fail(ExitCode::kNotSupported, MessageCode::kKeyFrameMissing,
                 "has no key frame " + std::to_string(number) + ": it has " + counted(*count, "key frame"));
   }
   return extract(filter, number, std::nullopt);
@@ -144,7 +140,7 @@ ExitCode KeyFrames::extract_at(IBaseFilter& filter, int64_t time_100ns) {
   for (; entry && entry->time_100ns <= time_100ns; entry = walk_->next()) found = entry;
   if (found) return extract(filter, found->number, found->time_100ns);
   const std::string first = entry ? "the first is at " + format_time(entry->time_100ns) : "it has none";
-  return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
+  return fail(ExitCode::kNotSupported, MessageCode::kKeyFrameMissing,
               "has no key frame at or before " + format_time(time_100ns) + ": " + first);
 }
 
@@ -164,7 +160,7 @@ ExitCode KeyFrames::extract_all(IBaseFilter& filter) {
     if (interrupted()) return fail(ExitCode::kInterrupted, MessageCode::kInterrupted, "interrupted");
   }
   if (worst == ExitCode::kDone && written_.empty())
-    return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing, "has no key frame");
+    return fail(ExitCode::kNotSupported, MessageCode::kKeyFrameMissing, "has no key frame");
   return worst;
 }
 
@@ -192,7 +188,7 @@ ExitCode KeyFrames::extract(IBaseFilter& filter, uint32_t number, std::optional<
 
 ExitCode KeyFrames::write_frame(Picture picture, Bytes frame, uint32_t number,
                                 std::optional<int64_t> time_100ns) {
-  OutputFile output(output_path(options_, number, picture.extension), options_.force, options_.files);
+  OutputFile output(picture_path(options_, number, picture.extension), options_.force, options_.files);
   if (!host::write_picture(output, *picture.writer, frame)) {
     return fail(ExitCode::kCannotWrite, MessageCode::kOutputFailed,
                 output.final_path().string() + ": " + output.failure());

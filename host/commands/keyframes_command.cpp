@@ -51,7 +51,7 @@ ExitCode KeyFrameList::list() {
   if (movie == nullptr)
     return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, "has no video track");
   if (!movie->is_open()) return messages_.report(file_, diagnose_parse(file_, *movie));
-  ExitCode code = report_left_out(file_, movie.get(), std::nullopt, false, messages_);
+  ExitCode code = report_left_out(file_, movie.get(), std::nullopt, LeftOutUse::kPlay, messages_);
   code = worse_of(code, list_movie(*movie));
   return worse_of(code, report_read_failure(file_, messages_));
 }

@@ -150,8 +150,8 @@ ExitCode FilePlayback::report_partial(const StreamRecorder& recorder) {
 
 ExitCode FilePlayback::check_damage(const StreamRecorder& recorder) {
   const StreamWriter* writer = recorder.writer();
-  // The run has reported the samples that contradict their codec, which a writer may find damaged too.
-  if (writer == nullptr || writer->damaged_units() == 0 || recorder.damaged_samples() != 0)
+  // The run has reported the units that contradict their codec, which a writer may find damaged too.
+  if (writer == nullptr || writer->damaged_units() == 0 || recorder.damaged_units() != 0)
     return ExitCode::kDone;
   return fail(ExitCode::kLoss, MessageCode::kUnitsDamaged, Place::pin(recorder.pin_name()),
               counted(writer->damaged_units(), "damaged access unit") + ": " + writer->first_damage());

@@ -42,6 +42,19 @@ std::optional<Zd_AAC_Dec_Config> read_aac_config(Bytes config, Bytes first_unit)
   return parsed;
 }
 
+bool begins_with_syncword(Bytes unit) {
+  return unit.size() >= 2 && unit[0] == 0xFF && (unit[1] & 0xF0) == 0xF0;
+}
+
+bool is_aac_unit(const Zd_AAC_Dec_Config& stream, Bytes unit) {
+  Zd_AAC_Dec_Config core{};  // each unit shows its channels and extensions
+  core.frameLength = stream.frameLength;
+  core.sampleRate = stream.sampleRate;
+  core.profile = stream.profile;
+  auto length = static_cast<int32_t>(unit.size());
+  return Zd_AAC_Dec_GetFrameLength(unit.data(), ZD_AAC_DEC_STREAM_RAW, &core, &length, 0) == ZD_AAC_DEC_OK;
+}
+
 std::vector<Bytes> split_aac_sample(Bytes sample) {
   if (sample.size() < kAacSizeTableBytes) return {};
   const Bytes table = sample.last(kAacSizeTableBytes);

@@ -29,6 +29,11 @@ AacFormat read_aac_format(const AM_MEDIA_TYPE& type);
 // stereo that the configuration does not signal. Returns nothing if the decoder rejects the configuration.
 std::optional<Zd_AAC_Dec_Config> read_aac_config(Bytes config, Bytes first_unit);
 
+// True if the unit has an ADTS header.
+bool begins_with_syncword(Bytes unit);
+// True if the unit can be parsed as a raw data block of a stream of this configuration.
+bool is_aac_unit(const Zd_AAC_Dec_Config& stream, Bytes unit);
+
 // Returns the access units of one media sample; none if the size table does not fit the sample.
 std::vector<Bytes> split_aac_sample(Bytes sample);
 // Its first access unit; empty if it has none.

@@ -9,10 +9,6 @@
 namespace zdr::host {
 namespace {
 
-bool begins_with_syncword(Bytes unit) {
-  return unit.size() >= 2 && unit[0] == 0xFF && (unit[1] & 0xF0) == 0xF0;
-}
-
 // The decoder skips what precedes the first syncword.
 Bytes from_syncword(Bytes unit) {
   while (!unit.empty() && !begins_with_syncword(unit)) unit = unit.subspan(1);
@@ -50,18 +46,15 @@ bool AacUnitDecoder::configure(Bytes config, Bytes first_unit) {
 }
 
 bool AacUnitDecoder::is_decodable(Bytes unit) {
-  int32_t kind = ZD_AAC_DEC_STREAM_RAW;
-  if (has_adts_headers_) {
-    unit = from_syncword(unit);
-    if (unit.size() < 3) return false;
-    const int rate_index = unit[2] >> 2 & 0xF;
-    if (holds_frame_ && rate_index != rate_index_) return false;
-    rate_index_ = rate_index;
-    kind = ZD_AAC_DEC_STREAM_ADTS;
-  }
+  if (!has_adts_headers_) return is_aac_unit(core_, unit);
+  unit = from_syncword(unit);
+  if (unit.size() < 3) return false;
+  const int rate_index = unit[2] >> 2 & 0xF;
+  if (holds_frame_ && rate_index != rate_index_) return false;
+  rate_index_ = rate_index;
   Zd_AAC_Dec_Config config = core_;
   auto length = static_cast<int32_t>(unit.size());
-  return Zd_AAC_Dec_GetFrameLength(unit.data(), kind, &config, &length, 0) == ZD_AAC_DEC_OK;
+  return Zd_AAC_Dec_GetFrameLength(unit.data(), ZD_AAC_DEC_STREAM_ADTS, &config, &length, 0) == ZD_AAC_DEC_OK;
 }
 
 AacUnitDecoder::Outcome AacUnitDecoder::feed(Bytes unit, int32_t& pcm_bytes) {

@@ -7,6 +7,7 @@
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/inspect/diagnosis/aac_shortfall.h"
 #include "host/inspect/diagnosis/amr_shortfall.h"
+#include "host/inspect/iso/parser_status.h"
 #include "host/terminal.h"
 #include "host/text/time_text.h"
 
@@ -41,12 +42,12 @@ ExitCode DeliveryCheck::run() const {
 }
 
 ExitCode DeliveryCheck::check_damage() const {
-  const uint64_t damaged = consumer_.damaged_samples();
+  const uint64_t damaged = consumer_.damaged_units();
   // check_speech_file() reports the damage of a speech file.
   const bool is_speech_file = mp4source::source_kind_of(play_.file) == mp4source::SOURCE_KIND_AMR;
   if (damaged == 0 || is_speech_file) return ExitCode::kDone;
   return report(MessageCode::kUnitsDamaged,
-                counted(damaged, "damaged sample") + ": " + consumer_.first_damage());
+                counted(damaged, "damaged access unit") + ": " + consumer_.first_damage());
 }
 
 ExitCode DeliveryCheck::check_completeness() const {
@@ -83,6 +84,7 @@ ExitCode DeliveryCheck::check_track() const {
   }
   const PartDelivery delivery{.track_type = type,
                               .samples = consumer_.samples(),
+                              .payload_bytes = consumer_.payload_bytes(),
                               .start = play_.range.start,
                               .stop = stop_,
                               .is_to_end = is_to_end_,
@@ -117,7 +119,7 @@ ExitCode DeliveryCheck::check_speech_file() const {
   const AmrDelivery delivery{.is_from_start = is_from_start_,
                              .is_to_end = is_to_end_,
                              .is_wide_band = consumer_.type().subtype == mp4source::kSubtypeAmrWideBand,
-                             .is_damaged = consumer_.damaged_samples() != 0,
+                             .is_damaged = consumer_.damaged_units() != 0,
                              .payload_bytes = consumer_.payload_bytes(),
                              .stop = stop_,
                              .last_start = last_start_,
@@ -146,7 +148,7 @@ ExitCode DeliveryCheck::report(MessageCode code, const std::string& reason, bool
 ExitCode DeliveryCheck::report_early_end(const EarlyEnd& end) const {
   if (end.has_wide_times) {
     return report(MessageCode::kUnitsMissing,
-                  "--start and --stop may not apply: its headers have 64-bit times, which are not read");
+                  "--start and --stop may not apply: its header has 64-bit times, which are not read");
   }
   const std::string outcome = consumer_.samples() == 0 ? "delivered no sample" : "ended early";
   const std::string unit = outcome + ": the access unit at " + format_time(end.time);
@@ -169,7 +171,7 @@ ExitCode DeliveryCheck::report_missing(const Shortfall& shortfall) const {
   const std::string delivered = delivered_text(shortfall);
   if (shortfall.has_wide_times) {
     return report(MessageCode::kUnitsMissing,
-                  delivered + ": its headers have 64-bit times, which are not read");
+                  delivered + ": its header has 64-bit times, which are not read");
   }
   switch (shortfall.reason) {
     case Missing::kNone:
@@ -191,7 +193,10 @@ ExitCode DeliveryCheck::report_missing(const Shortfall& shortfall) const {
     case Missing::kUnknown:
       break;
   }
-  return report(MessageCode::kUnitsMissing, delivered);
+  if (shortfall.status == P3GPP_OK) return report(MessageCode::kUnitsMissing, delivered);
+  return play_.messages.report(
+      play_.file, {ExitCode::kLoss, MessageCode::kUnitsMissing, Place::pin(consumer_.pin_name()),
+                   delivered + ": " + describe_status(shortfall.status), std::to_string(shortfall.status)});
 }
 
 }  // namespace zdr::host

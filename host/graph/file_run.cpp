@@ -60,7 +60,7 @@ ExitCode FileRun::prepare() {
 ExitCode FileRun::load_and_connect() {
   if (const ExitCode loaded = player_.load(); loaded != ExitCode::kDone) return loaded;
   movie_ = parse_iso_media(file_);
-  prepared_ = report_left_out(file_, movie_.get(), playable_kinds(), false, messages_);
+  prepared_ = report_left_out(file_, movie_.get(), playable_kinds(), LeftOutUse::kPlay, messages_);
   if (use_ == Use::kRecording)
     report_unapplied_edits(file_, movie_.get(), kinds_to_play(), options_.trim, messages_);
   const int64_t end = player_.duration();

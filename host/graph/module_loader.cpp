@@ -2,8 +2,11 @@
 #include "host/graph/module_loader.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <system_error>
 
@@ -103,6 +106,24 @@ std::string own_module_path() {
   return (std::filesystem::exists(beside, code) || !std::filesystem::exists(installed, code) ? beside
                                                                                              : installed)
       .string();
+}
+
+Message module_failure(const std::string& file, HRESULT hr) {
+  const std::string module = own_module_path();
+  std::error_code code;
+  std::string reason = "is not a filter module for this system";
+  if (!std::filesystem::exists(module, code)) {
+    reason = "no such file";
+  } else if (!std::ifstream(module)) {
+    reason = std::strerror(errno);
+  } else if (hr == CO_E_ERRORINDLL || hr == CLASS_E_CLASSNOTAVAILABLE) {
+    reason = "does not have the class of the source filter";
+  }
+  return {MessageCode::kModuleFailed,
+          file,
+          {},
+          "the filter module cannot be loaded: " + module + ": " + reason,
+          hresult_text(hr)};
 }
 
 com::ComPtr<IBaseFilter> create_source_filter(const std::string& file, Messages& messages, HRESULT& hr) {

@@ -19,6 +19,9 @@ Message unreadable_registry(const platform::RegistryReport& report);
 // ZdrMp4Source.so next to the program, else in kModuleFolder. The file need not exist.
 std::string own_module_path();
 
+// The message about this module, which failed with `hr` for the file.
+Message module_failure(const std::string& file, HRESULT hr);
+
 // Creates a filter for the file, from the first of these:
 // 1. the module that ZDR_MODULE names, if it is set; a failure is final,
 // 2. the module registered for the "Source Filter" of the file's extension; a failure is reported as a note,

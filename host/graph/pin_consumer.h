@@ -46,8 +46,8 @@ class PinConsumer : public SampleConsumer {
   // an AAC file have one size, except the first (the decoder holds back one frame) and the last, so a smaller
   // one lacks frames.
   uint64_t short_samples() const { return short_samples_; }
-  // Number of samples that are not valid for their codec, and what is wrong with the first.
-  uint64_t damaged_samples() const { return damaged_samples_; }
+  // Number of access units that are not valid for their codec, and what is wrong with the first.
+  uint64_t damaged_units() const { return damaged_units_; }
   const char* first_damage() const { return first_damage_; }
 
  protected:
@@ -62,6 +62,8 @@ class PinConsumer : public SampleConsumer {
     if (sample.GetPointer(&data) != S_OK) return std::nullopt;
     return Bytes(data, static_cast<size_t>(sample.GetActualDataLength()));
   }
+  // True if the consumer decodes AAC, so that it finds the damage itself.
+  virtual bool decodes_aac() const { return false; }
   // Counts the bytes of a sample. False if the stream has delivered more than the file holds. This ends the
   // run. Decoded audio is larger than its file by nature.
   bool count_bytes(Bytes sample) {
@@ -82,9 +84,12 @@ class PinConsumer : public SampleConsumer {
 
  private:
   void examine(Bytes sample) {
+    if (decodes_aac() && is_aac_access_units(type_)) return;
     const UnitReport report = examine_units(type_, sample);
     last_sample_.speech_frames = report.speech_frames;
-    if (report.damage != nullptr && damaged_samples_++ == 0) first_damage_ = report.damage;
+    if (report.damage == nullptr) return;
+    if (damaged_units_ == 0) first_damage_ = report.damage;
+    damaged_units_ += report.damaged_units;
   }
 
   std::string pin_name_;
@@ -96,7 +101,7 @@ class PinConsumer : public SampleConsumer {
   LastSample last_sample_;
   uint64_t largest_bytes_ = 0;  // of the samples before the last
   uint64_t short_samples_ = 0;
-  uint64_t damaged_samples_ = 0;
+  uint64_t damaged_units_ = 0;
   const char* first_damage_ = nullptr;
   int64_t segment_start_ = 0;
   std::atomic<int64_t> position_{0};

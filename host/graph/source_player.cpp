@@ -114,11 +114,7 @@ ExitCode SourcePlayer::load() {
   HRESULT hr = S_OK;
   source_ = create_source_filter(file_, messages_, hr);
   if (!source_) {
-    messages_.error({MessageCode::kModuleFailed,
-                     file_,
-                     {},
-                     "the filter module cannot be loaded: " + own_module_path(),
-                     hresult_text(hr)});
+    messages_.error(module_failure(file_, hr));
     return ExitCode::kCannotOpen;
   }
   with_memory(graph_->AddFilter(source_.get(), WIDE("Source")));

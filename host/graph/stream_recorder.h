@@ -47,6 +47,7 @@ class StreamRecorder final : public PinConsumer {
   const StreamWriter* writer() const { return choice_.writer.get(); }
 
  private:
+  bool decodes_aac() const override { return settings_.decode; }
   bool begin(Bytes first_sample);
   bool open_output();
   bool write(Bytes sample);

@@ -16,11 +16,10 @@ bool StreamVerifier::receive(IMediaSample& sample) {
   const auto bytes = bytes_of(sample);
   if (!bytes) return fail();
   const uint64_t position = payload_bytes();
-  const uint64_t damaged_before = damaged_samples();
+  const uint64_t damaged_before = damaged_units();
   if (!count_bytes(*bytes)) return false;
   const Bytes payload = bytes->first(last_sample().payload_bytes);
-  if (damaged_samples() != damaged_before)
-    damage_.push_back({position, payload.size(), first_damage(), false});
+  if (damaged_units() != damaged_before) damage_.push_back({position, payload.size(), first_damage(), false});
   if (is_aac()) decode(*bytes, position);
   if (digest_ && !(is_aac() && settings_.hashes_pcm)) digest_->add(payload);
   REFERENCE_TIME start = 0;

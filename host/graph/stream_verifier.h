@@ -38,6 +38,7 @@ class StreamVerifier final : public PinConsumer {
   const std::vector<DamagedSpan>& damage() const { return damage_; }
 
  private:
+  bool decodes_aac() const override { return true; }
   void decode(Bytes sample, uint64_t position);
   void note_undecodable(DamagedSpan span);
   void add_pcm(Bytes pcm);

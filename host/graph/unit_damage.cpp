@@ -4,8 +4,9 @@
 #include <algorithm>
 #include <iterator>
 
-#include "esparse/amr/amrf.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/formats/aac_format.h"
+#include "host/formats/amr_frame.h"
 #include "host/formats/byte_order.h"
 #include "host/formats/video_format.h"
 #include "host/writers/qcp_writer.h"
@@ -42,16 +43,12 @@ UnitReport examine_ac3(const AM_MEDIA_TYPE&, Bytes sample) {
   return {has_sync_word ? nullptr : "AC-3 frame without a sync word"};
 }
 
-// Frames of the storage format (RFC 4867, 5.3), with the first and the last of the types that are reserved.
-template <uint32_t (*FrameSize)(uint8_t) noexcept, uint8_t FirstReserved, uint8_t LastReserved>
+template <bool IsWideBand>
 UnitReport examine_amr(const AM_MEDIA_TYPE&, Bytes rest) {
-  constexpr uint8_t kZeroBits = 0x83;
   UnitReport report;
   while (!rest.empty()) {
-    const uint32_t size = FrameSize(rest[0]);
-    const unsigned type = rest[0] >> 3 & 15u;
-    const bool is_reserved = type >= FirstReserved && type <= LastReserved;
-    if ((rest[0] & kZeroBits) != 0 || is_reserved || size > rest.size()) {
+    const uint32_t size = amr_frame_size(rest[0], IsWideBand);
+    if (size == 0 || size > rest.size()) {
       report.damage = "speech frame of an invalid type or size";
       return report;
     }
@@ -66,6 +63,20 @@ UnitReport examine_qcp(const AM_MEDIA_TYPE&, Bytes sample) {
   return {count_speech_frames(Codec, sample).is_whole ? nullptr : kSpeechFrameDamage};
 }
 
+// Parses every access unit as the decoder does before it decodes. A stream that the decoder does not support
+// is not examined.
+UnitReport examine_aac(const AM_MEDIA_TYPE& type, Bytes sample) {
+  constexpr int32_t kMostChannels = 2;
+  const auto config = read_aac_config(read_aac_format(type).config, {});
+  if (!config || config->channels > kMostChannels) return {};
+  const std::vector<Bytes> units = split_aac_sample(sample);
+  if (units.empty()) return {kAacTableDamage};
+  const auto damaged = std::ranges::count_if(
+      units, [&](Bytes unit) { return !begins_with_syncword(unit) && !is_aac_unit(*config, unit); });
+  if (damaged == 0) return {};
+  return {.damage = kAacUnitDamage, .damaged_units = static_cast<uint32_t>(damaged)};
+}
+
 struct ExaminerRow {
   const GUID& subtype;
   UnitReport (*examine)(const AM_MEDIA_TYPE& type, Bytes sample);
@@ -75,8 +86,8 @@ constexpr ExaminerRow kExaminers[] = {
     {mp4source::kSubtypeAvc, examine_avc},
     {mp4source::kSubtypeH263, examine_h263},
     {mp4source::kSubtypeMpeg4Visual, examine_mpeg4_visual},
-    {mp4source::kSubtypeAmrNarrowBand, examine_amr<AMRF_FrameSizeNB, 12, 14>},
-    {mp4source::kSubtypeAmrWideBand, examine_amr<AMRF_FrameSizeWB, 10, 13>},
+    {mp4source::kSubtypeAmrNarrowBand, examine_amr<false>},
+    {mp4source::kSubtypeAmrWideBand, examine_amr<true>},
     {mp4source::kSubtypeDolbyAc3, examine_ac3},
     {mp4source::kSubtypeQcelp, examine_qcp<kQcelpCodec>},
     {mp4source::kSubtypeEvrc, examine_qcp<kEvrcCodec>},
@@ -85,10 +96,11 @@ constexpr ExaminerRow kExaminers[] = {
 }  // namespace
 
 UnitReport examine_units(const AM_MEDIA_TYPE& type, Bytes sample) {
-  if (sample.empty()) return {};
+  if (is_aac_access_units(type)) return examine_aac(type, sample);
   const auto* const row =
       std::ranges::find_if(kExaminers, [&](const ExaminerRow& each) { return each.subtype == type.subtype; });
-  return row == std::end(kExaminers) ? UnitReport{} : row->examine(type, sample);
+  if (row == std::end(kExaminers)) return {};
+  return sample.empty() ? UnitReport{"access unit without data"} : row->examine(type, sample);
 }
 
 }  // namespace zdr::host

@@ -23,12 +23,16 @@ using platform::WorkerProcess;
 constexpr int kSliceMs = 100;
 
 std::vector<std::string> worker_arguments(const Options& options) {
-  std::vector<std::string> words = {"verify-worker", "--stall-timeout", std::to_string(options.stall_seconds),
-                                    "--first", std::to_string(options.most_entries)};
+  std::vector<std::string> words = {"verify-worker", "--stall-timeout",
+                                    std::to_string(options.stall_seconds)};
   if (!options.hash.empty()) words.insert(words.end(), {"--hash", options.hash});
   if (!options.session.empty()) words.insert(words.end(), {"--session", options.session});
   if (options.decode) words.emplace_back("--decode");
-  if (options.all_entries) words.emplace_back("--all");
+  if (options.all_entries) {
+    words.emplace_back("--all");
+  } else {
+    words.insert(words.end(), {"--first", std::to_string(options.most_entries)});
+  }
   if (options.allow_overlap) words.emplace_back("--allow-overlap");
   return words;
 }

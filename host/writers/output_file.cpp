@@ -22,8 +22,16 @@ std::string create_folder(const std::string& name) {
   std::filesystem::create_directories(folder, code);
   std::error_code ignored;
   if (std::filesystem::is_directory(folder, ignored)) return {};
-  return std::filesystem::exists(folder, ignored) ? "is not a folder"
-                                                  : "cannot be created: " + code.message();
+  if (std::filesystem::exists(folder, ignored)) return "is not a folder";
+  return std::filesystem::is_symlink(folder, ignored) ? "is a dangling link"
+                                                      : "cannot be created: " + code.message();
+}
+
+std::filesystem::path output_path(const std::string& given, const std::string& file_name) {
+  const std::filesystem::path path(given);
+  std::error_code code;
+  const bool is_folder = given.empty() || !path.has_filename() || std::filesystem::is_directory(path, code);
+  return is_folder ? path / file_name : path;
 }
 
 OutputFile::OutputFile(std::filesystem::path final_path, bool replace, std::span<const std::string> inputs)
@@ -73,6 +81,8 @@ bool OutputFile::check_target() {
 bool OutputFile::open() {
   if (!check_target()) return false;
   buffer_.reserve(kBufferBytes);
+  std::error_code ignored;  // the file is not created either
+  if (final_path_.has_parent_path()) std::filesystem::create_directories(final_path_.parent_path(), ignored);
   const int code = file_.create(partial_path_.string(), replace_);
   // Another run may have completed the file between the check and the creation.
   if (code == 0 && !check_target()) {

@@ -17,6 +17,10 @@ namespace zdr::host {
 // failed, or nothing.
 std::string create_folder(const std::string& name);
 
+// The path of an output that is given as a file, or as the folder for a file of this name: one that exists,
+// or whose name ends with a separator. Without a name given, the current folder.
+std::filesystem::path output_path(const std::string& given, const std::string& file_name);
+
 class OutputFile final : public Output {
  public:
   // Does not create the file. Without `replace`, open() fails if the final name or the partial file exists.
@@ -25,6 +29,7 @@ class OutputFile final : public Output {
   // Leaves the partial file unless commit() has succeeded.
   ~OutputFile() override;
 
+  // Also creates the folder of the file.
   bool open() override;
   bool write(Bytes bytes) override;
   bool can_rewrite() const override { return true; }

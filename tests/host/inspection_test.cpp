@@ -186,6 +186,11 @@ TEST_F(ZdrLosses, AreReported) {
   add("beyond.mp4", beyond);
   // The filter offers no media type for more than two channels.
   add("surround.mp4", {.tracks = {with_configuration({0x12, 0x30}, 6), avc_track(3, 21)}});
+  TrackDescription contradictory = amr_track(3);
+  contradictory.replaced = {{"dinf", box("dinf", dref({box("alis", Bytes(20, 0))}))},
+                            {"stts", stts({{3, 0}})},
+                            {"stsz", full_box("stsz", 0, 0, numbers("44444", {32, 3, 32, 32, 32}))}};
+  add("contradictory.mp4", {.tracks = {contradictory}, .moov_children = box("hide", tkhd({.track_id = 9}))});
   expect_transcript("losses", folder_);
 }
 

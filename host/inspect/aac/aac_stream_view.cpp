@@ -77,6 +77,8 @@ std::string format_line(const AacStreamView& view) {
 
 std::string stream_line(const AacStreamView& view) {
   const uint32_t frames = view.stream.total_frames;
+  const std::string bytes = counted(view.stream.audio_bytes, "byte") + " of audio data";
+  if (frames == 0) return bytes;  // too few for an estimate
   const double seconds =
       static_cast<double>(frames) * view.config.frameLength / std::max(1, view.config.sampleRate);
   const double average = seconds > 0 ? view.stream.audio_bytes * 8 / seconds : 0;
@@ -84,8 +86,7 @@ std::string stream_line(const AacStreamView& view) {
   const bool is_estimate = view.stream.bitrate_mode == AACF_BITRATE_ESTIMATED && view.stream.bitrate != 0;
   const std::string rate = is_estimate ? std::to_string(view.stream.bitrate) + " bit/s (estimated)"
                                        : std::to_string(static_cast<uint64_t>(average)) + " bit/s (average)";
-  return "about " + counted(frames, "frame") + ", " + rate + ", " + counted(view.stream.audio_bytes, "byte") +
-         " of audio data";
+  return "about " + counted(frames, "frame") + ", " + rate + ", " + bytes;
 }
 
 void write_stream(JsonWriter& json, const AacStreamView& view) {

@@ -15,10 +15,14 @@ struct AdtsFrames {
   bool is_cut = false;      // the stream ends inside another frame
   uint64_t gap_bytes = 0;   // bytes between frames that belong to none and to no tag
   uint64_t gap_offset = 0;  // of the first of them
+  uint64_t last_gap_offset = 0;
+  uint64_t last_gap_end = 0;
 
   void add_gap(uint64_t begin, uint64_t gap_end) {
     if (gap_bytes == 0) gap_offset = begin;
     gap_bytes += gap_end - begin;
+    last_gap_offset = begin;
+    last_gap_end = gap_end;
   }
 };
 

@@ -31,7 +31,7 @@ Diagnosis diagnose_stream(const std::string& file, uint32_t tag_bytes, const std
   const size_t count = FileStream(file).read_at(tag_bytes, start);
   if (const auto header = read_adts_header(Bytes(start).first(count))) {
     const std::string reason = unsupported_adts(*header);
-    if (!reason.empty()) return {ExitCode::kNotSupported, MessageCode::kFileTypeUnknown, {}, reason, status};
+    if (!reason.empty()) return {ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, {}, reason, status};
     return {ExitCode::kCannotOpen,
             MessageCode::kFileDamaged,
             {},

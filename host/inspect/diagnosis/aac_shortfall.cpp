@@ -57,7 +57,7 @@ AudioRange audio_range(FileStream& stream, const AacStreamView& view) {
 FrameCount count_frames(const std::string& file, const AacStreamView& view,
                         const std::function<bool()>& watch) {
   FileStream stream(file);
-  if (!stream.is_open()) throw std::bad_alloc();  // the reader has just opened it
+  if (!stream.is_open()) throw_exhausted();  // the reader has just opened it
   const auto [begin, end] = audio_range(stream, view);
   std::array<uint8_t, 2> start{};
   stream.read_at(begin, start);
@@ -85,17 +85,21 @@ uint64_t undecodable_frame(const AacReader& reader, const std::function<bool()>&
   return 0;
 }
 
-// " at offset 1234" of a frame of an ADTS stream.
-std::string offset_text(const std::string& file, const AacStreamView& view, uint64_t frame) {
+// The walk to a frame of an ADTS stream: where it begins, and the gaps before it. Nothing if it is not found.
+struct FoundFrame {
+  uint64_t offset;
+  AdtsFrames before;
+};
+std::optional<FoundFrame> find_frame(const std::string& file, const AacStreamView& view, uint64_t frame) {
   FileStream stream(file);
-  if (!stream.is_open()) throw std::bad_alloc();  // the reader has just opened it
+  if (!stream.is_open()) throw_exhausted();  // the reader has just opened it
   const auto [begin, end] = audio_range(stream, view);
   uint64_t found = 0;
-  walk_adts_frames(stream, begin, end, [&](uint64_t number, uint64_t offset) {
+  const AdtsFrames before = walk_adts_frames(stream, begin, end, [&](uint64_t number, uint64_t offset) {
     if (number <= frame) found = offset;  // a frame with several blocks has the number of its first
     return number < frame;
   });
-  return found == 0 && frame != 1 ? "" : " at offset " + std::to_string(found);
+  return found == 0 && frame != 1 ? std::nullopt : std::optional(FoundFrame{found, before});
 }
 
 class Comparison {
@@ -131,12 +135,10 @@ class Comparison {
                            " were delivered",
                        ""};
     }
-    const std::string offset = count_.adts ? offset_text(file_, view_, number) : "";
     return Diagnosis{ExitCode::kLoss,
                      MessageCode::kStreamIncomplete,
                      {},
-                     (has_ended ? ended() + ": " : "") + "frame " + std::to_string(number) + " of " +
-                         std::to_string(count_.total) + offset + " cannot be decoded",
+                     (has_ended ? ended() + ": " : "") + failure_of(number),
                      ""};
   }
 
@@ -156,12 +158,7 @@ class Comparison {
 
   std::optional<Diagnosis> find_gap() const {
     if (!delivery_.is_to_end || !count_.adts || count_.adts->gap_bytes == 0) return std::nullopt;
-    return Diagnosis{ExitCode::kLoss,
-                     MessageCode::kFileDamaged,
-                     {},
-                     "damaged: has " + counted(count_.adts->gap_bytes, "byte") +
-                         " outside any frame, the first at offset " + std::to_string(count_.adts->gap_offset),
-                     ""};
+    return Diagnosis{ExitCode::kLoss, MessageCode::kFileDamaged, {}, "damaged: " + gap_text(), ""};
   }
 
   // The reader stops at the number of frames that it estimated when it opened the file. It also estimates the
@@ -182,6 +179,20 @@ class Comparison {
   }
 
  private:
+  // Of bytes that belong to no frame, the reader sees the frame that follows them as damaged.
+  std::string failure_of(uint64_t frame) const {
+    const auto found = count_.adts ? find_frame(file_, view_, frame) : std::nullopt;
+    if (found && found->before.gap_bytes != 0 && found->before.last_gap_end == found->offset) {
+      return "has " + counted(found->offset - found->before.last_gap_offset, "byte") +
+             " outside any frame at offset " + std::to_string(found->before.last_gap_offset);
+    }
+    return "frame " + std::to_string(frame) + " of " + std::to_string(count_.total) +
+           (found ? " at offset " + std::to_string(found->offset) : "") + " cannot be decoded";
+  }
+  std::string gap_text() const {
+    return "has " + counted(count_.adts->gap_bytes, "byte") + " outside any frame, the first at offset " +
+           std::to_string(count_.adts->gap_offset);
+  }
   bool is_whole() const { return delivery_.is_from_start && delivery_.is_to_end; }
   double frame_ms() const { return 1000.0 * view_.config.frameLength / std::max(1, view_.config.sampleRate); }
   uint64_t frames_until(int64_t time) const {

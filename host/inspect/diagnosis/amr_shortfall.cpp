@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "esparse/amr/amrf.h"
+#include "host/formats/amr_frame.h"
 #include "host/inspect/files/file_stream.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/text/time_text.h"
@@ -12,7 +12,6 @@
 namespace zdr::host {
 namespace {
 
-constexpr uint8_t kZeroBits = 0x83;  // of the first byte of a frame
 constexpr int64_t kFrameTime = 20 * kUnitsPerMillisecond;
 
 // A walk over frames.
@@ -39,8 +38,8 @@ AmrFrames walk(BlockReader& block, uint64_t begin, uint64_t file_size, bool is_w
   while (frames.end < file_size) {
     const auto bytes = block.from(frames.end, 1);
     if (bytes.empty()) break;
-    const uint64_t size = is_wide_band ? AMRF_FrameSizeWB(bytes[0]) : AMRF_FrameSizeNB(bytes[0]);
-    frames.is_damaged = (bytes[0] & kZeroBits) != 0 || size == 0;
+    const uint64_t size = amr_frame_size(bytes[0], is_wide_band);
+    frames.is_damaged = size == 0;
     frames.is_cut = !frames.is_damaged && size > file_size - frames.end;
     if (frames.is_damaged || frames.is_cut) break;
     frames.end += size;

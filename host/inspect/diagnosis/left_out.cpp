@@ -2,6 +2,8 @@
 #include "host/inspect/diagnosis/left_out.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -18,7 +20,18 @@ namespace {
 constexpr size_t kMostTracks = 16;  // named in messages; a hostile file may have thousands
 
 std::string seconds(uint64_t units, uint64_t time_scale) {
-  return std::to_string(units) + "/" + std::to_string(time_scale) + " s";
+  const double exact = static_cast<double>(units) / static_cast<double>(std::max<uint64_t>(time_scale, 1));
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.3f s", exact);
+  return text.data();
+}
+
+// Of an edit that does not play at the normal rate.
+std::string rate_text(double rate) {
+  if (rate == 0) return "its edit shows one moment (rate 0), but all media is played as stored";
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%g", rate);
+  return std::string("its edit has a rate of ") + text.data() + ", but all media is played as stored";
 }
 
 // Describes the edits that are not applied; empty if the edits show the whole media.
@@ -28,6 +41,7 @@ std::string edits_text(const ParsedMovie& movie, const TrackRecord& track) {
   if (edits.is_wide) return "its edits have 64-bit times, which are not read";
   if (edits.count > 1)
     return "its " + std::to_string(edits.count) + " edits are ignored: all media is played as stored";
+  if (edits.rate != 1) return rate_text(edits.rate);
   std::string text;
   const EditCut cut = edit_cut(movie, track);
   if (cut.front > 0) {
@@ -49,11 +63,13 @@ const TrackRecord* played_track(const ParsedMovie& movie, bool wants_audio) {
 // Collects the entries, and counts those that are too many to be listed.
 class LeftOut {
  public:
-  LeftOut(const ParsedMovie& movie, std::optional<PlayableKinds> kinds) : movie_(movie), kinds_(kinds) {}
+  LeftOut(const ParsedMovie& movie, std::optional<PlayableKinds> kinds, LeftOutUse use)
+      : movie_(movie), kinds_(kinds), use_(use) {}
 
   std::vector<Diagnosis> find() {
     if (auto damage = find_damage(movie_)) entries_.push_back(std::move(*damage));
     add_fragments();
+    add_hidden_track();
     for (const bool wants_audio : {false, true}) add_tracks_of_kind(wants_audio);
     add_other_kinds();
     return std::move(entries_);
@@ -67,7 +83,15 @@ class LeftOut {
 
   void add_fragments() {
     if (movie_.has_fragments())
-      add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, {}, "movie fragments are not read");
+      add(ExitCode::kLoss, MessageCode::kFragmentsNotRead, {}, "movie fragments are not read");
+  }
+
+  void add_hidden_track() {
+    const std::optional<BoxHeader> box = movie_.hidden_track();
+    if (!box) return;
+    add(ExitCode::kLoss, MessageCode::kTrackNotPlayed,
+        Place::box("moov/" + type_text(box->name()), box->offset, box->size),
+        "damaged: holds a track, but is not a trak box, so it is not read");
   }
 
   // Tracks before the one that is played could not be used; tracks after it are left out by design.
@@ -96,6 +120,10 @@ class LeftOut {
     for (const char* const fault : faults_of(movie_, track)) {
       add(ExitCode::kLoss, MessageCode::kFileDamaged, place_of(track), fault);
     }
+    if (use_ == LeftOutUse::kPlay) return;
+    for (const char* const cause : causes_of_early_end(movie_, track)) {
+      add(ExitCode::kLoss, MessageCode::kUnitsAfterEnd, place_of(track), cause);
+    }
   }
 
   static Diagnosis note_unless_loss(Diagnosis diagnosis) {
@@ -108,10 +136,10 @@ class LeftOut {
     std::vector<std::pair<std::string, size_t>> kinds;  // in the order of the file
     for (const TrackRecord& track : movie_.record().tracks) {
       if (is_audio(track) || is_video(track)) continue;
-      if (track.handler.empty()) {
+      if (!is_type(track.handler)) {
         if (kinds_)
           add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, place_of(track),
-              "damaged: it has no handler, so its type is unknown");
+              "damaged: it has no valid handler, so its type is unknown");
         continue;
       }
       const std::string kind = kind_of(type_text(track.handler));
@@ -128,8 +156,13 @@ class LeftOut {
     }
   }
 
+  static bool is_type(const std::string& handler) {
+    return !handler.empty() && std::ranges::all_of(handler, [](char c) { return c >= 0x20 && c < 0x7F; });
+  }
+
   const ParsedMovie& movie_;
   const std::optional<PlayableKinds> kinds_;
+  const LeftOutUse use_;
   std::vector<Diagnosis> entries_;
 };
 
@@ -163,13 +196,13 @@ std::optional<Diagnosis> find_damage(const ParsedMovie& movie) {
 }
 
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
-                         std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages) {
+                         std::optional<PlayableKinds> kinds, LeftOutUse use, Messages& messages) {
   if (movie == nullptr || !movie->is_open() || (kinds && !kinds->any())) return ExitCode::kDone;
   ExitCode worst = ExitCode::kDone;
-  for (const Diagnosis& entry : LeftOut(*movie, kinds).find()) {
+  for (const Diagnosis& entry : LeftOut(*movie, kinds, use).find()) {
     worst = worse_of(worst, messages.report(file, entry));
   }
-  if (with_edits && kinds) report_unapplied_edits(file, movie, *kinds, false, messages);
+  if (use == LeftOutUse::kDescription && kinds) report_unapplied_edits(file, movie, *kinds, false, messages);
   return worst;
 }
 

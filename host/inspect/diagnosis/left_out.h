@@ -2,6 +2,7 @@
 // or because they are damaged, which is a loss.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -18,12 +19,15 @@ struct PlayableKinds {
   bool any() const { return audio || video; }
 };
 
-// Reports what is left out, as errors and notes; `with_edits`: also the edits that are not applied, if
-// anything can be played. Without `kinds`, which only a filter can provide, tracks that the filter fails to
-// play are not reported. `movie` may be null, or a movie that did not open. Returns kLoss if anything is
-// lost, else kDone.
+// A description is not followed by a play, so it also has the edits that are not applied, and what a play
+// would report at its end.
+enum class LeftOutUse : uint8_t { kPlay, kDescription };
+
+// Reports what is left out, as errors and notes, if anything can be played. Without `kinds`, which only a
+// filter can provide, tracks that the filter fails to play are not reported. `movie` may be null, or a movie
+// that did not open. Returns kLoss if anything is lost, else kDone.
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
-                         std::optional<PlayableKinds> kinds, bool with_edits, Messages& messages);
+                         std::optional<PlayableKinds> kinds, LeftOutUse use, Messages& messages);
 
 // The damage after which the parser went on with what it had read; nothing if there is none. A loss if it
 // costs a track, else a note.

@@ -14,7 +14,10 @@
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/inspect/diagnosis/aac_diagnosis.h"
 #include "host/inspect/diagnosis/track_diagnosis.h"
+#include "host/inspect/files/file_stream.h"
 #include "host/inspect/files/read_failure.h"
+#include "host/inspect/iso/box_headers.h"
+#include "host/inspect/iso/box_layout.h"
 #include "host/inspect/iso/parser_status.h"
 #include "host/messages.h"
 #include "host/text/wide_text.h"
@@ -43,16 +46,40 @@ Diagnosis diagnose_unplayable(const ParsedMovie& movie) {
     result.reason += (result.reason.empty() ? "" : "; ") + found.place.text() + ": " + found.reason;
     result.status = found.status;
   }
-  if (result.reason.empty()) result.reason = "has no audio or video track";
+  if (result.reason.empty()) {
+    result.reason = movie.record().is_compressed ? "its movie box is compressed (cmov), which is not read"
+                                                 : "has no audio or video track";
+  }
   if (movie.has_fragments()) result.reason += "; movie fragments are not read";
   return result;
 }
 
 namespace {
 
+// The box that extends past the end of the file, if it has no movie box before that.
+std::optional<BoxHeader> cut_off_box(const std::string& file) {
+  FileStream stream(file);
+  uint64_t offset = 0;
+  while (const auto box = read_box_header(stream, offset, stream.size())) {
+    if (!is_top_level_type(box->name()) || box->name() == "moov") return std::nullopt;
+    if (box->size > stream.size() - offset) return box;
+    offset = box->end();
+  }
+  return std::nullopt;
+}
+
 Diagnosis diagnose_iso(const std::string& file) {
   const ParsedMovie movie(file);
-  return movie.is_open() ? diagnose_unplayable(movie) : diagnose_parse(file, movie);
+  if (movie.is_open()) return diagnose_unplayable(movie);
+  Diagnosis found = diagnose_parse(file, movie);
+  const auto box = movie.error().status == P3GPP_ERR_NO_MOOV ? cut_off_box(file) : std::nullopt;
+  if (!box) return found;
+  const uint64_t missing = box->end() - std::filesystem::file_size(file);
+  found.code = MessageCode::kCutOff;
+  found.place = Place::box(std::string(box->name()), box->offset, box->size);
+  found.reason =
+      "cut off: extends " + counted(missing, "byte") + " past the end of the file, which has no movie box";
+  return found;
 }
 
 constexpr const char* kPipe = "is a pipe or a device, which is not seekable";

@@ -24,12 +24,13 @@ std::optional<Shortfall> walk(P3gppTrack* track, const TrackFacts& facts, const 
   for (sample.number = 1; sample.number <= facts.samples; ++sample.number) {
     if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, facts.samples)) return std::nullopt;
     Shortfall shortfall{sample.number - 1, facts.samples, Missing::kUnknown};
-    if (P3GPP_ReadSample(track, &sample) != P3GPP_OK) return shortfall;
+    shortfall.status = P3GPP_ReadSample(track, &sample);
+    if (shortfall.status != P3GPP_OK) return shortfall;
     bytes += sample.size;
     if (sample.number == 1) shift = start_of(sample, facts.time_scale);
     if (bytes <= delivery.payload_bytes) continue;
     const int64_t start = start_of(sample, facts.time_scale);
-    if (delivery.stop_position > 0 && start > delivery.stop_position) {
+    if (start > delivery.stop_position) {
       const bool is_shifted = start - shift <= delivery.stop_position;
       shortfall.reason = is_shifted ? Missing::kShiftedBeyondStop : Missing::kAfterStop;
     }
@@ -161,9 +162,12 @@ std::optional<EarlyEnd> find_early_end(const ParsedMovie& movie, const std::stri
   const TrackRecord* const record = movie.first_track(delivery.track_type);
   TrackFacts facts;
   if (record == nullptr || movie.get_facts(*record->id, facts) != P3GPP_OK) return std::nullopt;
-  if (record->has_wide_times) return EarlyEnd{delivery.last_sample_start, Missing::kUnknown, true};
   const OpenTrack track = movie.open_track(*record->id);
   if (!track) return std::nullopt;
+  uint64_t total_bytes = 0;
+  const bool is_measured = P3GPP_GetTotalSampleSize(track.get(), &total_bytes) == P3GPP_OK;
+  if (record->has_wide_times && is_measured && total_bytes <= delivery.payload_bytes) return std::nullopt;
+  if (record->has_wide_times) return EarlyEnd{delivery.last_sample_start, Missing::kUnknown, true};
   std::error_code code;
   return PartWalk(track.get(), facts, delivery, std::filesystem::file_size(file, code)).find_missing(watch);
 }

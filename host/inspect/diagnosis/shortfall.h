@@ -22,6 +22,7 @@ struct Delivery {
 struct PartDelivery {
   uint32_t track_type;
   uint64_t samples;
+  uint64_t payload_bytes;
   int64_t start;              // the requested start, in 100 ns units
   int64_t stop;               // of the pin: the requested stop or the end of the track
   bool is_to_end;             // no stop was requested before the end
@@ -50,6 +51,7 @@ struct Shortfall {
   uint32_t delivered_units;
   uint32_t total_units;
   Missing reason;
+  int32_t status = 0;           // of the parser, if it cannot read the next unit
   bool has_wide_times = false;  // of its headers, which the parser does not read
 };
 

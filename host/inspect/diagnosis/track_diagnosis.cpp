@@ -100,7 +100,7 @@ Place place_of(const TrackRecord& track) {
 
 Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
   if (std::ranges::find(kEncryptedEntries, track.sample_entry) != std::end(kEncryptedEntries))
-    return diagnose(ExitCode::kNotSupported, track, "is encrypted, which is not supported");
+    return diagnose(ExitCode::kNotSupported, track, "encrypted, which is not supported");
   if (!track.sample_entry.empty() && !mp4source::is_played_sample_entry(track.sample_entry))
     return diagnose(ExitCode::kNotSupported, track, "codec not supported");
   if (!track.id) return diagnose(ExitCode::kLoss, track, "damaged: it has no track header, and so no ID");
@@ -134,11 +134,26 @@ Diagnosis further_track(const TrackRecord& track) {
   return diagnose(ExitCode::kDone, track, "not played: only the first " + kind + " track is played");
 }
 
+std::vector<const char*> causes_of_early_end(const ParsedMovie& movie, const TrackRecord& track) {
+  TrackFacts facts;
+  if (!track.id || movie.get_facts(*track.id, facts) != P3GPP_OK || facts.samples < 2) return {};
+  if (track.has_wide_times)
+    return {"its header has 64-bit times, which are not read, so it is not played to its end"};
+  if (facts.duration == 0) return {"its header states a duration of 0, so it is not played to its end"};
+  return {};
+}
+
 std::vector<const char*> faults_of(const ParsedMovie& movie, const TrackRecord& track) {
   std::vector<const char*> faults;
-  if (track.has_external_data) faults.push_back("its media data is in another file, which is not read");
+  if (movie.has_external_data(track))
+    faults.push_back("its media data is in another file, which is not read");
   if (track.time_scale == 0) faults.push_back("damaged: its time scale is 0, so its samples have no times");
   if (track.timed_runs == 0) faults.push_back("damaged: its time table (stts) is empty");
+  if (movie.lacks_times(track))
+    faults.push_back("damaged: its time table (stts) states a duration of 0 for every sample");
+  if (track.has_both_sizes)
+    faults.push_back(
+        "damaged: its size table (stsz) states one size for all samples, and also lists their sizes");
   if (movie.has_invalid_description(track))
     faults.push_back("damaged: its samples refer to a sample description that does not exist");
   return faults;

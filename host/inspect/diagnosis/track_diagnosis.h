@@ -21,6 +21,9 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track);
 // For a track after the one that the filter plays, or would play.
 Diagnosis further_track(const TrackRecord& track);
 
+// Why the filter, which plays the track, stops before its end; empty if it does not.
+std::vector<const char*> causes_of_early_end(const ParsedMovie& movie, const TrackRecord& track);
+
 // Faults that make the samples of a playable track wrong; empty if none is found.
 std::vector<const char*> faults_of(const ParsedMovie& movie, const TrackRecord& track);
 

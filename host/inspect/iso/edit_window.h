@@ -17,9 +17,9 @@ struct EditCut {
 };
 EditCut edit_cut(const ParsedMovie& movie, const TrackRecord& track);
 
-// False for several edits, and for edits with 64-bit times.
+// False for several edits, and for edits with 64-bit times or another rate.
 inline bool can_trim(const EditRecord& edits) {
-  return edits.count == 1 && !edits.is_wide;
+  return edits.count == 1 && !edits.is_wide && edits.rate == 1;
 }
 
 // Returns nothing if the track cannot be trimmed or its tables cannot be read.

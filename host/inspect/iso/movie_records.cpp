@@ -3,12 +3,17 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
+#include <utility>
 
 namespace zdr::host {
 namespace {
 
 constexpr std::string_view kTrackPath = "moov/trak[";
-constexpr std::string_view kFirstReference = "/mdia/minf/dinf/dref/url [1]";
+// Boxes in the movie box that the parser need not read.
+constexpr std::string_view kMovieBoxes[] = {"mvhd", "trak", "udta", "meta", "mvex", "iods",
+                                            "cmov", "free", "skip", "wide", "uuid"};
+constexpr size_t kMostUnknown = 64;    // a hostile file may have thousands
 constexpr uint64_t kTableHeader = 16;  // bytes before the entries of a sample table
 constexpr std::string_view kEntryPath = "/mdia/minf/stbl/stsd/";
 
@@ -39,7 +44,14 @@ void MovieRecorder::on_field(void* caller, const P3gppBoxField* field) noexcept 
 MovieRecorder::ReadField MovieRecorder::begin_box(const P3gppBox& box) {
   const std::string_view path = box.path;
   if (path == "moof") record_.has_fragment = true;
+  box_size_ = box.size;
   if (path == "moov" && box.size > 1) record_.movie_end = box.offset + box.size;
+  constexpr std::string_view kInMovie = "moov/";
+  const bool is_in_movie = path.starts_with(kInMovie) && path.find('/', kInMovie.size()) == path.npos;
+  if (is_in_movie && std::ranges::find(kMovieBoxes, std::string_view(box.type)) == std::end(kMovieBoxes) &&
+      record_.unknown.size() < kMostUnknown)
+    record_.unknown.push_back(box.offset);
+  if (path == "moov/cmov") record_.is_compressed = true;
   if (path == "moov/mvhd") return &MovieRecorder::read_movie_header;
   return path.starts_with(kTrackPath) ? begin_track_box(box) : nullptr;
 }
@@ -64,6 +76,7 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
                                   {"/mdia/hdlr", &MovieRecorder::read_handler},
                                   {"/mdia/mdhd", &MovieRecorder::read_media_header},
                                   {"/mdia/minf/stbl/stss", &MovieRecorder::read_sync_samples},
+                                  {"/mdia/minf/stbl/stsz", &MovieRecorder::read_sizes},
                                   {"/mdia/minf/stbl/stts", &MovieRecorder::read_times},
                                   {"/mdia/minf/stbl/stsc", &MovieRecorder::read_chunk_runs},
                                   {"/edts/elst", &MovieRecorder::read_edit}};
@@ -71,18 +84,22 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
   TrackRecord& track = track_at(path);
   const std::string_view rest = path.substr(std::min(path.size(), path.find(']') + 1));
   if (rest.starts_with(kEntryPath) && rest.find('/', kEntryPath.size()) == rest.npos) {
-    if (track.sample_entries++ == 0) track.sample_entry = box.type;
+    if (track.sample_entries++ != 0) return nullptr;
+    track.sample_entry = box.type;
+    return &MovieRecorder::read_sample_entry;
   }
   if (rest == "/mdia/minf/stbl/stz2") track.has_compact_sizes = true;
   if (rest == "/mdia/minf/stbl/stsc") track.chunk_runs_offset = box.offset + kTableHeader;
-  constexpr uint32_t kSelfContained = 1;
-  constexpr uint64_t kWithoutLocation = 12;  // some writers do not set the flag
-  const bool names_file = (box.flags & kSelfContained) == 0 && box.size > kWithoutLocation;
-  if (rest == kFirstReference && names_file) track.has_external_data = true;
+  if (rest == "/mdia/minf/stbl/stts") track.timed_runs_offset = box.offset + kTableHeader;
+  constexpr uint64_t kWithoutLocation = 12;
+  if (rest.starts_with("/mdia/minf/dinf/dref/") && box.size > kWithoutLocation) has_location_ = true;
+  if (rest == "/mdia/minf/dinf/dref" && std::exchange(has_location_, false)) {
+    track.references_begin = box.offset + kTableHeader;
+    track.references_end = box.offset + box.size;
+  }
   for (const Row& row : kRows) {
     if (rest != row.path) continue;
-    const bool is_header = row.path == "/tkhd" || row.path == "/mdia/mdhd";
-    if (is_header && box.version != 0) track.has_wide_times = true;
+    if (row.path == "/mdia/mdhd" && box.version != 0) track.has_wide_times = true;
     if (row.read_field == &MovieRecorder::read_edit) track.edits.is_wide = box.version != 0;
     return row.read_field;
   }
@@ -114,6 +131,21 @@ void MovieRecorder::read_sync_samples(const P3gppBoxField& field) {
     record_.tracks.back().sync_samples = static_cast<uint32_t>(field.number);
 }
 
+void MovieRecorder::read_sizes(const P3gppBoxField& field) {
+  const std::string_view name = field.name;
+  constexpr uint64_t kSizesHeader = 20;  // bytes before the entries
+  constexpr uint64_t kEntryBytes = 4;
+  if (name == "default_size") default_size_ = field.number;
+  const bool is_both = name == "sample_count" && default_size_ != 0 && field.number != 0 &&
+                       box_size_ >= kSizesHeader + field.number * kEntryBytes;
+  if (is_both) record_.tracks.back().has_both_sizes = true;
+}
+
+void MovieRecorder::read_sample_entry(const P3gppBoxField& field) {
+  if (std::string_view(field.name) == "data_reference_index")
+    record_.tracks.back().data_reference = field.number;
+}
+
 void MovieRecorder::read_times(const P3gppBoxField& field) {
   if (std::string_view(field.name) == "entry_count") record_.tracks.back().timed_runs = field.number;
 }
@@ -125,8 +157,12 @@ void MovieRecorder::read_chunk_runs(const P3gppBoxField& field) {
 void MovieRecorder::read_edit(const P3gppBoxField& field) {
   const std::string_view name = field.name;
   if (name == "segment_duration") segment_duration_ = field.number;
-  if (name == "media_time")
-    record_.tracks.back().edits.add(segment_duration_, static_cast<int64_t>(field.number));
+  EditRecord& edits = record_.tracks.back().edits;
+  constexpr double kFixedOne = 0x10000;
+  if (name == "media_rate" && !is_empty_edit_) edits.rate = static_cast<double>(field.number) / kFixedOne;
+  if (name != "media_time") return;
+  is_empty_edit_ = static_cast<int64_t>(field.number) < 0;
+  edits.add(segment_duration_, static_cast<int64_t>(field.number));
 }
 
 }  // namespace zdr::host

@@ -30,6 +30,7 @@ struct EditRecord {
   uint64_t delay = 0;            // of the empty edits before them, in units of the movie
   int64_t first_media_time = 0;  // of the first edit, in units of the track
   uint64_t duration = 0;         // of all edits, in units of the movie; 0: to the end
+  double rate = 1;               // of the last edit
   bool is_wide = false;          // version 1, whose 64-bit fields the parser reads as 32-bit ones
 };
 
@@ -41,20 +42,26 @@ struct TrackRecord {
   uint32_t sample_entries = 0;
   std::optional<uint32_t> sync_samples;  // none without a table of them: all are sync samples
   bool has_compact_sizes = false;        // stz2 in place of stsz
+  bool has_both_sizes = false;           // stsz has one size for all samples, and a size for each
   std::optional<uint64_t> timed_runs;    // entries of stts; none without this table
-  bool has_external_data = false;        // the first data reference is to another file
-  uint64_t chunk_runs_offset = 0;        // of the entries of stsc; 0 without this table
+  uint64_t timed_runs_offset = 0;        // of these entries
+  uint64_t references_begin = 0;         // of the entries of dref, if any may name another file
+  uint64_t references_end = 0;
+  uint64_t data_reference = 1;     // number of the entry that the first sample description uses
+  uint64_t chunk_runs_offset = 0;  // of the entries of stsc; 0 without this table
   uint64_t chunk_runs = 0;
   uint64_t time_scale = 0;
   uint64_t duration = 0;        // in units of the track
-  bool has_wide_times = false;  // headers of version 1, whose 64-bit times the parser does not read
+  bool has_wide_times = false;  // mdhd of version 1, whose 64-bit times the parser does not read
   EditRecord edits;
 };
 
 struct MovieRecord {
   uint64_t time_scale = 0;
   bool has_fragment = false;        // before the movie box
+  bool is_compressed = false;       // the movie box has only a cmov box, which the parser does not read
   uint64_t movie_end = 0;           // offset after the movie box; 0 if its size is not known
+  std::vector<uint64_t> unknown;    // offsets of boxes of unknown types in the movie box; at most 64
   std::vector<TrackRecord> tracks;  // in file order, including those that could not be read
 };
 
@@ -88,6 +95,8 @@ class MovieRecorder {
   void read_handler(const P3gppBoxField& field);
   void read_media_header(const P3gppBoxField& field);
   void read_sync_samples(const P3gppBoxField& field);
+  void read_sizes(const P3gppBoxField& field);
+  void read_sample_entry(const P3gppBoxField& field);
   void read_times(const P3gppBoxField& field);
   void read_chunk_runs(const P3gppBoxField& field);
   void read_edit(const P3gppBoxField& field);
@@ -97,7 +106,11 @@ class MovieRecorder {
   MovieRecord record_;
   bool is_complete_ = true;
   ReadField read_field_ = nullptr;
+  uint64_t box_size_ = 0;          // of the box being shown
+  uint64_t default_size_ = 0;      // of the samples whose number follows
   uint64_t segment_duration_ = 0;  // of the edit whose media time follows
+  bool is_empty_edit_ = false;     // the edit whose rate follows
+  bool has_location_ = false;      // one of the data references of the dref that follows
 };
 
 }  // namespace zdr::host

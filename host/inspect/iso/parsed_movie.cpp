@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <iterator>
 #include <span>
 #include <system_error>
 #include <utility>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/formats/byte_order.h"
-#include "host/inspect/iso/box_headers.h"
 #include "host/memory.h"
 
 namespace zdr::host {
@@ -40,22 +40,75 @@ bool ParsedMovie::has_box(std::string_view type, uint64_t begin, uint64_t end) c
   return found;
 }
 
-bool ParsedMovie::has_invalid_description(const TrackRecord& track) const {
-  constexpr uint64_t kEntryBytes = 12;  // first chunk, samples per chunk, sample description
+std::optional<BoxHeader> ParsedMovie::hidden_track() const {
+  if (record_.unknown.empty()) return std::nullopt;
+  FileStream stream(name_);
+  for (const uint64_t offset : record_.unknown) {
+    const auto box = read_box_header(stream, offset, stream.size());
+    if (!box || box->size > stream.size() - offset) continue;
+    const auto first = read_box_header(stream, offset + box->header_size, box->end());
+    if (first && first->name() == "tkhd") return box;
+  }
+  return std::nullopt;
+}
+
+bool ParsedMovie::has_external_data(const TrackRecord& track) const {
+  constexpr uint8_t kSelfContained = 1;
+  constexpr uint64_t kWithoutLocation = 12;  // some writers do not set the flag
+  if (track.references_begin == 0) return false;
+  FileStream stream(name_);
+  bool is_external = false;
+  uint64_t number = 0;
+  const auto read_reference = [&](const BoxHeader& box) {
+    if (++number < track.data_reference) return true;
+    std::array<uint8_t, 4> flags{};
+    stream.read_at(box.offset + box.header_size, flags);
+    is_external = (flags[3] & kSelfContained) == 0 && box.size > kWithoutLocation;
+    return false;
+  };
+  walk_box_headers(stream, track.references_begin, track.references_end, read_reference);
+  return is_external;
+}
+
+// Calls `visit` for the entries of a sample table until it returns false. A table that ends early is reported
+// when its samples are read.
+template <size_t kEntryBytes>
+void ParsedMovie::read_entries(uint64_t offset, uint64_t count,
+                               const std::function<bool(const uint8_t* entry)>& visit) const {
   std::array<uint8_t, 512 * kEntryBytes> entries;
   FileStream stream(name_);
-  uint64_t offset = track.chunk_runs_offset;
-  for (uint64_t left = track.chunk_runs * kEntryBytes; left != 0;) {
+  for (uint64_t left = count * kEntryBytes; left != 0;) {
     const std::span<uint8_t> wanted = std::span(entries).first(std::min<uint64_t>(left, entries.size()));
-    if (stream.read_at(offset, wanted) != wanted.size()) return false;  // reported when its samples are read
+    if (stream.read_at(offset, wanted) != wanted.size()) return;
     for (size_t at = 0; at < wanted.size(); at += kEntryBytes) {
-      const uint64_t description = read_be(&entries[at + 8], 4);
-      if (description == 0 || description > track.sample_entries) return true;
+      if (!visit(&entries[at])) return;
     }
     offset += wanted.size();
     left -= wanted.size();
   }
-  return false;
+}
+
+bool ParsedMovie::lacks_times(const TrackRecord& track) const {
+  uint64_t samples = 0;
+  uint64_t longest = 0;
+  constexpr size_t kEntryBytes = 8;  // number of samples, duration of each
+  read_entries<kEntryBytes>(track.timed_runs_offset, track.timed_runs.value_or(0), [&](const uint8_t* entry) {
+    samples += read_be(entry, 4);
+    longest = read_be(entry + 4, 4);
+    return longest == 0;
+  });
+  return samples > 1 && longest == 0;
+}
+
+bool ParsedMovie::has_invalid_description(const TrackRecord& track) const {
+  constexpr size_t kEntryBytes = 12;  // first chunk, samples per chunk, sample description
+  bool is_invalid = false;
+  read_entries<kEntryBytes>(track.chunk_runs_offset, track.chunk_runs, [&](const uint8_t* entry) {
+    const uint64_t description = read_be(entry + 8, 4);
+    is_invalid = description == 0 || description > track.sample_entries;
+    return !is_invalid;
+  });
+  return is_invalid;
 }
 
 std::vector<uint32_t> ParsedMovie::track_ids(uint32_t type) const {
@@ -101,7 +154,7 @@ std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file) {
   // Here the parser reports exhausted memory or handles with this status only. Without the movie, the notes
   // on what is left out would be missing silently.
   std::error_code code;
-  if (movie->status() == P3GPP_ERR_OPEN && std::filesystem::exists(file, code)) throw std::bad_alloc();
+  if (movie->status() == P3GPP_ERR_OPEN && std::filesystem::exists(file, code)) throw_exhausted();
   return movie;
 }
 

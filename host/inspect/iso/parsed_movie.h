@@ -3,12 +3,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "host/inspect/files/managed_file.h"
+#include "host/inspect/iso/box_headers.h"
 #include "host/inspect/iso/movie_records.h"
 #include "host/inspect/iso/open_track.h"
 #include "p3gpp/p3gpp.h"
@@ -44,6 +47,13 @@ class ParsedMovie {
     return record_.has_fragment || has_box("moof", record_.movie_end, UINT64_MAX);
   }
 
+  // A track whose box has another type than trak, which the parser ignores; nothing if there is none. A box
+  // that is marked as free is not one.
+  std::optional<BoxHeader> hidden_track() const;
+  // True if the media data of the track are in another file.
+  bool has_external_data(const TrackRecord& track) const;
+  // True if all samples of the track, of which there are several, have a duration of 0.
+  bool lacks_times(const TrackRecord& track) const;
   // True if a run of chunks refers to a sample description that the track does not have.
   bool has_invalid_description(const TrackRecord& track) const;
 
@@ -70,6 +80,10 @@ class ParsedMovie {
   struct CloseMovie {
     void operator()(P3gppFile* file) const { P3GPP_Close(file); }
   };
+
+  template <size_t kEntryBytes>
+  void read_entries(uint64_t offset, uint64_t count,
+                    const std::function<bool(const uint8_t* entry)>& visit) const;
 
   std::string name_;
   ManagedFile managed_;

@@ -35,15 +35,22 @@ Field number_field(const char* name, uint64_t value) {
   return {name, value};
 }
 
-std::string image_type(Bytes image) {
-  const auto begins = [&](std::string_view magic) {
-    return image.size() >= magic.size() && std::ranges::equal(as_bytes(magic), image.first(magic.size()));
-  };
-  if (begins("\xFF\xD8\xFF")) return "JPEG";
-  if (begins("\x89PNG")) return "PNG";
-  if (begins("BM")) return "BMP";
-  if (begins("GIF8")) return "GIF";
-  return "unknown";
+struct ImageType {
+  std::string_view magic;
+  const char* name;
+  const char* extension;
+};
+
+ImageType image_type(Bytes image) {
+  constexpr ImageType kTypes[] = {{"\xFF\xD8\xFF", "JPEG", ".jpg"},
+                                  {"\x89PNG", "PNG", ".png"},
+                                  {"BM", "BMP", ".bmp"},
+                                  {"GIF8", "GIF", ".gif"}};
+  for (const ImageType& type : kTypes) {
+    const Bytes magic = as_bytes(type.magic);
+    if (image.size() >= magic.size() && std::ranges::equal(magic, image.first(magic.size()))) return type;
+  }
+  return {"", "unknown", ".img"};
 }
 
 Fields keyword_fields(const P3gppTag& tag) {
@@ -93,7 +100,8 @@ Fields fields_of(const P3gppTag& tag) {
     case P3GPP_TAG_ITEM_DISC:
       return {number_field("number", tag.u.position.number), number_field("total", tag.u.position.total)};
     case P3GPP_TAG_ITEM_COVER:
-      return {{"image", image_type(span_of(tag.text))}, number_field("bytes", tag.text.length)};
+      return {{"image", std::string(image_type(span_of(tag.text)).name)},
+              number_field("size", tag.text.length)};
     case P3GPP_TAG_ITEM_COMPILATION:
       return compilation_fields(tag);
     default:
@@ -121,7 +129,7 @@ Bytes movie_cover(const ParsedMovie& movie) {
 TagRecord id3_location_record(const P3gppId3Location& location) {
   const uint32_t language = (location.language[0] & 0x7FU) << 8 | location.language[1];
   return {
-      "ID3v2 tag", "ID32", language_text(language), {{"offset", location.offset}, {"bytes", location.size}}};
+      "ID3v2 tag", "ID32", language_text(language), {{"offset", location.offset}, {"size", location.size}}};
 }
 
 }  // namespace
@@ -149,6 +157,10 @@ std::vector<TagRecord> FileTags::records() const {
 Bytes FileTags::cover() const {
   if (movie_ != nullptr) return movie_cover(*movie_);
   return id3_ ? id3_->picture() : Bytes();
+}
+
+const char* FileTags::cover_extension() const {
+  return image_type(cover()).extension;
 }
 
 }  // namespace zdr::host

@@ -19,6 +19,8 @@ class FileTags {
   // Both are valid as long as the object. The bytes of the cover image are empty if there is none.
   std::vector<TagRecord> records() const;
   Bytes cover() const;
+  // For a file with the cover image, by its first bytes: ".jpg".
+  const char* cover_extension() const;
 
  private:
   const ParsedMovie* movie_;

@@ -83,14 +83,14 @@ void add_records(const char* version, const ID3P_Tag* tag, std::vector<TagRecord
       {"cover",
        version,
        "",
-       {{"image", std::string(kImageNames[picture->format])}, {"bytes", uint64_t{picture->data_length}}}});
+       {{"image", std::string(kImageNames[picture->format])}, {"size", uint64_t{picture->data_length}}}});
 }
 
 // The file was opened before, so if it still exists, memory or handles are exhausted.
 OwnedFile reopened(const std::string& file) {
   OwnedFile handle = open_file(file);
   std::error_code code;
-  if (!handle && std::filesystem::exists(file, code)) throw std::bad_alloc();
+  if (!handle && std::filesystem::exists(file, code)) throw_exhausted();
   return handle;
 }
 
@@ -139,7 +139,7 @@ std::vector<TagRecord> Id3Tags::records() const {
   // The parser reports only the size of a tag of this version.
   if (tags_.v24 != nullptr) {
     records.push_back(
-        {"ID3v2 tag", "ID3v2.4", "", {{"offset", uint64_t{0}}, {"bytes", uint64_t{tags_.v24->size}}}});
+        {"ID3v2 tag", "ID3v2.4", "", {{"offset", uint64_t{0}}, {"size", uint64_t{tags_.v24->size}}}});
   }
   add_records("ID3v1", tags_.v1, records);
   return records;

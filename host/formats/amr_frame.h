@@ -1,0 +1,20 @@
+// The first byte of a frame in the storage format of AMR and AMR-WB (RFC 4867, 5.3).
+#pragma once
+
+#include <cstdint>
+
+#include "esparse/amr/amrf.h"
+
+namespace zdr::host {
+
+// Returns the size of the frame, including this byte; 0 if no frame begins with it: the bits around the type
+// are not 0, or the type is one of those that are reserved.
+inline uint32_t amr_frame_size(uint8_t first, bool is_wide_band) {
+  constexpr unsigned kZeroBits = 0x83;
+  const unsigned type = first >> 3 & 15u;
+  const bool is_reserved = is_wide_band ? type >= 10 && type <= 13 : type >= 12 && type <= 14;
+  if ((first & kZeroBits) != 0 || is_reserved) return 0;
+  return is_wide_band ? AMRF_FrameSizeWB(first) : AMRF_FrameSizeNB(first);
+}
+
+}  // namespace zdr::host
