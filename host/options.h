@@ -37,7 +37,8 @@ struct Options {
   bool allow_overlap = false;
   bool all_entries = false;
   bool all_key_frames = false;
-  bool full = false;  // info: with the format blocks
+  bool exact = false;  // info: every frame of a file without tables is counted
+  bool full = false;   // info: with the format blocks
 };
 
 }  // namespace zdr::host

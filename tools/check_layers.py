@@ -68,7 +68,7 @@ ORDER = {
                            ['.']],
     'host': [['text'], ['formats'], ['.'], ['json'], ['writers', 'inspect'], ['graph'], ['verify', 'seek'], ['commands'], ['command_line'],
              ['main']],
-    'host/inspect': [['.'], ['files'], ['iso', 'aac'], ['tags'], ['diagnosis']],
+    'host/inspect': [['.'], ['files'], ['iso', 'aac', 'amr'], ['tags'], ['diagnosis']],
     'host/command_line': [['.'], [('documents', 'man_page')], ['command_table'], ['command_line']],
 }
 # Headers that any subfolder of their folder may include: the folder's own public face.

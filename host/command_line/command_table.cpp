@@ -91,6 +91,8 @@ const OptionRow kOptions[] = {
     {kAnyVerify, "--decode", "", "", "", "hash the PCM of AAC instead of its access units", &Options::decode},
     {kVerify, "--jobs", "-j", "N", "", "verify N files at once", &Options::jobs},
     {kInfo, "--cover", "", "OUT", "", "write the cover image of the file to OUT", &Options::cover},
+    {kInfo, "--exact", "", "", "", "count every frame of AMR and AAC files, which have no tables",
+     &Options::exact},
     {kInfo, "--full", "", "", "", "show peak bit rates and the bytes of the format blocks", &Options::full},
     {kPlay | kInfo | kKeyframe, "--force", "", "", "", "replace existing files", &Options::force},
     {kPlay, "--strict", "", "", "", "exit with 1 instead of 3 when something was lost", &Options::strict},

@@ -8,6 +8,7 @@
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/commands/commands.h"
+#include "host/commands/exact_count.h"
 #include "host/commands/movie_report.h"
 #include "host/commands/track_output.h"
 #include "host/graph/source_clip.h"
@@ -74,6 +75,7 @@ struct FileReport {
   std::span<const PinEntry> pins;  // of the player
   ClipInformation clip;
   std::optional<AacStreamView> stream;  // of an AAC file
+  std::optional<ExactCount> exact;      // of an AAC or AMR file, if it was asked for
 };
 
 // What the parsers read of a file. `tags` are views of `movie` and `tag_source`.
@@ -86,7 +88,7 @@ struct FileContent {
 };
 
 FileReport describe(const std::string& file, const SourcePlayer& player, Messages& messages) {
-  FileReport report{player.duration(), player.pins(), clip_information(player, file, messages), {}};
+  FileReport report{player.duration(), player.pins(), clip_information(player, file, messages), {}, {}};
   if (mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_AAC) report.stream.emplace(file);
   return report;
 }
@@ -105,6 +107,20 @@ ExitCode check_stream(const std::string& file, FileReport& report, Messages& mes
   return ExitCode::kLoss;
 }
 
+// Counts the frames of a file without tables.
+void count_exactly(const std::string& file, const Options& options, FileReport& report) {
+  ProgressLine progress(!options.quiet);
+  const auto watch = [&](uint64_t offset, uint64_t end) {
+    progress.update(file, offset, end);
+    return true;
+  };
+  const bool is_amr = mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_AMR;
+  if (report.stream) report.exact = count_aac_exactly(file, *report.stream, watch);
+  if (!is_amr || report.pins.empty() || report.pins.front().types.empty()) return;
+  const bool is_wide_band = codec_name(report.pins.front().types.front()) == "AMR-WB";
+  report.exact = count_amr_exactly(file, is_wide_band, watch);
+}
+
 void print_report(const FileReport& report, bool has_tracks, bool is_full, std::ostream& out) {
   if (has_tracks && !report.pins.empty()) out << "  media types, with rates over the longest stream:\n";
   for (const PinEntry& pin : report.pins) {
@@ -115,6 +131,7 @@ void print_report(const FileReport& report, bool has_tracks, bool is_full, std::
   }
   if (report.stream)
     out << "  stream: " << format_line(*report.stream) << "\n    " << stream_line(*report.stream) << "\n";
+  if (report.exact) out << "  counted: " << exact_line(*report.exact) << "\n";
 }
 
 void print_text(const std::string& file, const FileContent& content, bool is_full, std::ostream& out) {
@@ -154,6 +171,14 @@ void add_report(JsonWriter& json, const FileReport& report, bool is_full) {
     json.key("stream");
     write_stream(json, *report.stream);
   }
+  if (!report.exact) return;
+  json.begin_object("exact");
+  json.member("frames", report.exact->frames);
+  json.member("duration_100ns", report.exact->duration_100ns);
+  json.member("bytes", report.exact->bytes);
+  json.member("bit_rate", report.exact->bit_rate());
+  json.member("whole", report.exact->is_whole);
+  json.end_object();
 }
 
 void add_content(JsonWriter& json, const FileContent& content, bool is_full) {
@@ -195,6 +220,7 @@ ExitCode examine(const std::string& file, const Options& options, SourcePlayer& 
       code = messages.report(file, diagnose_unplayable(*content.movie));
     report = describe(file, player, messages);
     code = worse_of(code, check_stream(file, *report, messages));
+    if (options.exact) count_exactly(file, options, *report);
   }
   if (is_parsed) {
     ProgressLine progress(!options.quiet);

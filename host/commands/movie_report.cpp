@@ -2,7 +2,6 @@
 #include "host/commands/movie_report.h"
 
 #include <algorithm>
-#include <new>
 #include <set>
 #include <string_view>
 
@@ -11,6 +10,7 @@
 #include "host/inspect/iso/codec_profile.h"
 #include "host/inspect/iso/edit_window.h"
 #include "host/inspect/iso/track_bytes.h"
+#include "host/memory.h"
 
 namespace zdr::host {
 namespace {
@@ -64,7 +64,7 @@ MovieDescription report_movie(const std::string& file, const ParsedMovie& movie,
                               std::span<const PinEntry> pins, bool find_peaks,
                               const std::function<bool(uint64_t done, uint64_t total)>& watch) {
   FileStream stream(file);
-  if (!stream.is_open()) throw std::bad_alloc();  // the parser has just opened it
+  if (!stream.is_open()) throw_exhausted();  // the parser has just opened it
   MovieDescription description = describe_movie(stream);
   description.has_fragments = movie.has_fragments();
   std::set<uint64_t> ids;

@@ -26,7 +26,7 @@ FILES = ["avc-aac.mp4", "h263-amr.3gp", "mpeg4-amrwb.3gp", "ac3.mp4", "amr-nb.am
 MOVIES = FILES[:3]
 TAGGED = "tagged.aac"  # made here
 COMMANDS = [
-    (["info"], [*FILES, TAGGED]), (["info", "--json"], [*FILES, TAGGED]),
+    (["info", "--full", "--exact"], [*FILES, TAGGED]), (["info", "--json"], [*FILES, TAGGED]),
     (["play"], FILES), (["play", "--json"], FILES),
     (["play", "--decode"], FILES[:1]),
     (["play", "--start", "1"], FILES[:2]),

@@ -18,7 +18,7 @@ import tempfile
 import jsonschema
 
 program, samples, docs = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
-BY_FILE = [["info"], ["info", "--full"], ["boxes"], ["boxes", "--entries", "stsz", "--all"],
+BY_FILE = [["info"], ["info", "--full", "--exact"], ["boxes"], ["boxes", "--entries", "stsz", "--all"],
            ["boxes", "--path", "moov/trak"], ["play", "-o", "out", "--force"], ["play", "-o", "out", "--decode", "--force"], ["verify", "--hash", "md5", "--first", "1"]]
 faults, counts = [], {}
 

@@ -74,6 +74,7 @@ AdtsFrames walk_adts_frames(FileStream& stream, uint64_t begin, uint64_t end,
     offset += header->frame_length;
     frames.end = offset;
     frames.count += header->blocks;
+    frames.bytes += header->frame_length;
   }
   return frames;
 }

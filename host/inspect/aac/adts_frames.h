@@ -12,6 +12,7 @@ namespace zdr::host {
 struct AdtsFrames {
   uint64_t count = 0;       // raw data blocks of whole frames; most frames have one
   uint64_t end = 0;         // offset after the last one
+  uint64_t bytes = 0;       // of whole frames
   bool is_cut = false;      // the stream ends inside another frame
   uint64_t gap_bytes = 0;   // bytes between frames that belong to none and to no tag
   uint64_t gap_offset = 0;  // of the first of them

@@ -6,13 +6,13 @@
 namespace zdr::host {
 
 RawFrames count_raw_frames(FileStream& stream, uint64_t begin, uint64_t end, const Zd_AAC_Dec_Config& config,
-                           const std::function<bool()>& watch) {
+                           const std::function<bool(uint64_t offset)>& watch) {
   constexpr uint64_t kLongestFrame = 8192;  // bytes, of two channels
   constexpr uint64_t kFramesPerCall = 4096;
   BlockReader block(stream);
   RawFrames frames{.end = begin};
   while (frames.end < end) {
-    if (frames.count % kFramesPerCall == 0 && !watch()) break;
+    if (frames.count % kFramesPerCall == 0 && !watch(frames.end)) break;
     const size_t wanted = static_cast<size_t>(std::min(kLongestFrame, end - frames.end));
     const auto bytes = block.from(frames.end, wanted);
     auto length = static_cast<int32_t>(std::min(wanted, bytes.size()));

@@ -14,9 +14,9 @@ struct RawFrames {
   uint64_t end = 0;  // offset after the last whole frame
 };
 
-// Counts from `begin` to `end`, or until a frame cannot be parsed. `watch` is called regularly; returning
-// false ends the count. `config` describes the stream.
+// Counts from `begin` to `end`, or until a frame cannot be parsed. `watch` is called regularly with the
+// offset; returning false ends the count. `config` describes the stream.
 RawFrames count_raw_frames(FileStream& stream, uint64_t begin, uint64_t end, const Zd_AAC_Dec_Config& config,
-                           const std::function<bool()>& watch);
+                           const std::function<bool(uint64_t offset)>& watch);
 
 }  // namespace zdr::host

@@ -1,15 +1,14 @@
-// Counts the frames by their headers, or by parsing those of a stream without headers.
+// Compares the counted frames with the delivered ones, and decodes the file again to find a damaged frame.
 #include "host/inspect/diagnosis/aac_shortfall.h"
 
 #include <algorithm>
-#include <array>
 #include <new>
 #include <optional>
 #include <vector>
 
+#include "host/inspect/aac/aac_frame_count.h"
 #include "host/inspect/aac/aac_stream_view.h"
 #include "host/inspect/aac/adts_frames.h"
-#include "host/inspect/aac/raw_frames.h"
 #include "host/inspect/files/file_stream.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/memory.h"
@@ -23,52 +22,10 @@ namespace {
 // and the reader stops before the last ones.
 constexpr uint64_t kNeverDelivered = 3;
 
-struct FrameCount {
-  uint64_t total = 0;
-  uint64_t end = 0;  // offset after the last whole frame
-  bool is_cut = false;
-  std::optional<AdtsFrames> adts;
-};
-
 uint64_t bytes_per_frame(const Zd_AAC_Dec_Config& config) {
   const int64_t rate_factor = config.sampleRate > 0 && config.outputRate > config.sampleRate ? 2 : 1;
   return static_cast<uint64_t>(
       std::max<int64_t>(1, int64_t{config.frameLength} * rate_factor * config.channels * 2));
-}
-
-// The bytes of the audio, without tags and header.
-struct AudioRange {
-  uint64_t begin;
-  uint64_t end;
-};
-
-// An ID3v1 tag takes the last bytes of a file. The reader reports the size without the first tag.
-AudioRange audio_range(FileStream& stream, const AacStreamView& view) {
-  constexpr uint64_t kTagBytes = 128;
-  constexpr std::array<uint8_t, 3> kMark = {'T', 'A', 'G'};
-  std::array<uint8_t, 3> bytes{};
-  const uint64_t size = stream.size();
-  const bool has_tag =
-      size >= kTagBytes && stream.read_at(size - kTagBytes, bytes) == bytes.size() && bytes == kMark;
-  const uint64_t end = has_tag ? size - kTagBytes : size;
-  return {end - std::min<uint64_t>(end, view.stream.audio_bytes), end};
-}
-
-FrameCount count_frames(const std::string& file, const AacStreamView& view,
-                        const std::function<bool()>& watch) {
-  FileStream stream(file);
-  if (!stream.is_open()) throw_exhausted();  // the reader has just opened it
-  const auto [begin, end] = audio_range(stream, view);
-  std::array<uint8_t, 2> start{};
-  stream.read_at(begin, start);
-  if (!is_adts_header(start)) {
-    const RawFrames frames = count_raw_frames(stream, begin, end, view.config, watch);
-    return {frames.count, frames.end, frames.end < end && watch(), {}};
-  }
-  constexpr uint64_t kFramesPerCall = 4096;
-  const AdtsFrames frames = walk_adts_frames(
-      stream, begin, end, [&](uint64_t number, uint64_t) { return number % kFramesPerCall != 0 || watch(); });
-  return {frames.count, frames.end, frames.is_cut, frames};
 }
 
 // Returns the number of the first frame that cannot be decoded, or 0 if the reader can decode all its frames.
@@ -93,7 +50,7 @@ struct FoundFrame {
 std::optional<FoundFrame> find_frame(const std::string& file, const AacStreamView& view, uint64_t frame) {
   FileStream stream(file);
   if (!stream.is_open()) throw_exhausted();  // the reader has just opened it
-  const auto [begin, end] = audio_range(stream, view);
+  const auto [begin, end] = aac_audio_range(stream, view);
   uint64_t found = 0;
   const AdtsFrames before = walk_adts_frames(stream, begin, end, [&](uint64_t number, uint64_t offset) {
     if (number <= frame) found = offset;  // a frame with several blocks has the number of its first
@@ -111,7 +68,7 @@ class Comparison {
         view_(view),
         delivery_(delivery),
         watch_(watch),
-        count_(count_frames(file, view, watch)),
+        count_(count_aac_frames(file, view, [&](uint64_t, uint64_t) { return watch(); })),
         delivered_(last_delivered_frame()),
         wanted_(last_wanted_frame()),
         missing_(wanted_ - std::min(wanted_, delivered_)) {}
@@ -242,7 +199,7 @@ class Comparison {
   const AacStreamView& view_;
   const AacDelivery& delivery_;
   const std::function<bool()>& watch_;
-  const FrameCount count_;
+  const AacFrameCount count_;
   const uint64_t delivered_;  // number of the last frame
   const uint64_t wanted_;     // number of the last frame up to the stop position
   const uint64_t missing_;
