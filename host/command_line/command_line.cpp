@@ -197,14 +197,16 @@ ParsedLine refuse_extras(const std::vector<std::string>& extras, const CommandRo
   return refuse("unknown option " + *option + suggestion(*option, names), command.name);
 }
 
-// Why options of `play` or `samples` exclude each other; empty if they do not.
+// Why options exclude each other; empty if they do not.
 std::string conflict_of(const Options& options) {
   const bool is_part = !(options.start.empty() && options.stop.empty());
   if (!options.explain_seek.empty() && (is_part || !options.only.empty()))
     return "--explain-seek plays all pins, without --start, --stop and --only";
   if (options.trim && is_part) return "--trim plays the whole file, without --start and --stop";
+  if (options.cover == "-") return "--cover needs a file: standard output has the description";
   if (options.output != "-") return "";
   if (options.files.size() > 1) return "--output - takes one file";
+  if (options.all_key_frames) return "--output - takes one picture";
   return options.json ? "--output - and --json both write to standard output" : "";
 }
 
@@ -277,7 +279,7 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
   const std::optional<int64_t> start = parse_time(line.options.start);
   const std::optional<int64_t> stop = parse_time(line.options.stop);
   if (stop && *stop <= start.value_or(0)) return refuse("--stop is not after --start", command);
-  const std::string conflict = command == "play" || command == "samples" ? conflict_of(line.options) : "";
+  const std::string conflict = conflict_of(line.options);
   if (!conflict.empty()) return refuse(conflict, command);
   return line;
 }

@@ -22,6 +22,7 @@
 #include "host/terminal.h"
 #include "host/text/time_text.h"
 #include "host/writers/output_file.h"
+#include "host/writers/standard_output.h"
 #include "host/writers/video_writers.h"
 
 namespace zdr::host {
@@ -51,7 +52,7 @@ std::filesystem::path picture_path(const Options& options, uint32_t number, cons
   return output_path(options.output, stem + ".keyframe" + std::to_string(number) + extension);
 }
 
-bool write_picture(OutputFile& output, StreamWriter& writer, Bytes frame) {
+bool write_picture(Output& output, StreamWriter& writer, Bytes frame) {
   return output.open() && writer.begin(output) && writer.write(output, frame) && writer.finish(output) &&
          output.commit();
 }
@@ -81,7 +82,9 @@ class KeyFrames {
   ExitCode extract_at(IBaseFilter& filter, int64_t time_100ns);
   ExitCode extract_all(IBaseFilter& filter);
   ExitCode extract(IBaseFilter& filter, uint32_t number, std::optional<int64_t> time_100ns);
-  ExitCode write_frame(Picture picture, Bytes frame, uint32_t number, std::optional<int64_t> time_100ns);
+  ExitCode write_frame(Picture& picture, Bytes frame, uint32_t number, std::optional<int64_t> time_100ns);
+  ExitCode write_to_stdout(Picture& picture, Bytes frame);
+  ExitCode check_damage(const Picture& picture);
   void write_picture(JsonWriter& json, const WrittenPicture& picture) const;
   // The clip takes the first sample for a key frame, even if it is not one.
   uint32_t index_of(uint32_t number) const { return number + (begins_with_key_frame_ ? 0 : 1); }
@@ -183,10 +186,18 @@ ExitCode KeyFrames::extract(IBaseFilter& filter, uint32_t number, std::optional<
     return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
                 "key frame " + std::to_string(number) + " cannot be read", hresult_text(hr));
   }
-  return write_frame(std::move(picture), frame.bytes(), number, time_100ns);
+  const ExitCode written = options_.output == "-" ? write_to_stdout(picture, frame.bytes())
+                                                  : write_frame(picture, frame.bytes(), number, time_100ns);
+  return written == ExitCode::kDone ? check_damage(picture) : written;
 }
 
-ExitCode KeyFrames::write_frame(Picture picture, Bytes frame, uint32_t number,
+ExitCode KeyFrames::write_to_stdout(Picture& picture, Bytes frame) {
+  StandardOutput output(out_);
+  if (host::write_picture(output, *picture.writer, frame)) return ExitCode::kDone;
+  return ExitCode::kCannotWrite;  // reported at the end of the program, unless the reader has all it wanted
+}
+
+ExitCode KeyFrames::write_frame(Picture& picture, Bytes frame, uint32_t number,
                                 std::optional<int64_t> time_100ns) {
   OutputFile output(picture_path(options_, number, picture.extension), options_.force, options_.files);
   if (!host::write_picture(output, *picture.writer, frame)) {
@@ -199,6 +210,10 @@ ExitCode KeyFrames::write_frame(Picture picture, Bytes frame, uint32_t number,
     if (time_100ns) out_ << ", key frame " << number << " at " << format_time(*time_100ns);
     out_ << "\n";
   }
+  return ExitCode::kDone;
+}
+
+ExitCode KeyFrames::check_damage(const Picture& picture) {
   if (picture.writer->damaged_units() == 0) return ExitCode::kDone;
   return fail(ExitCode::kLoss, MessageCode::kUnitsDamaged,
               "damaged picture: " + picture.writer->first_damage());
