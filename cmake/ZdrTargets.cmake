@@ -12,7 +12,8 @@ find_package(Threads REQUIRED)
 
 # Flags for all of our own code; third-party headers are included as system headers.
 add_library(zdr_flags INTERFACE)
-target_compile_options(zdr_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_compile_options(zdr_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                                           $<$<BOOL:${ZDR_WARNINGS_AS_ERRORS}>:-Werror>)
 # Headers are named from the root of the tree: "p3gpp/p3gpp.h".
 target_include_directories(zdr_flags INTERFACE ${PROJECT_SOURCE_DIR})
 if(ZDR_SANITIZE)
