@@ -199,9 +199,9 @@ ExitCode show_file(const std::string& file, const Options& options, Messages& me
 
 ExitCode run_boxes(const Options& options, std::ostream& out) {
   ExitCode worst = ExitCode::kDone;
-  Messages messages(options.quiet || options.json);
   JsonReport report(out, options);
   for (const std::string& file : options.files) {
+    Messages messages(options.quiet || options.json);
     worst = worse_of(worst, show_file(file, options, messages, options.json ? &report : nullptr, out));
   }
   return worst;

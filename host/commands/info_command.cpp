@@ -196,8 +196,10 @@ ExitCode save_cover(const std::string& file, const FileTags& tags, const Options
     messages.error({MessageCode::kCoverMissing, file, {}, "has no cover image", ""});
     return ExitCode::kNotSupported;
   }
+  platform::FileSet inputs;
+  inputs.add(file);
   const std::string name = std::filesystem::path(file).stem().string() + ".cover" + tags.cover_extension();
-  OutputFile output(output_path(options.cover, name), options.force, options.files);
+  OutputFile output(output_path(options.cover, name), options.force, &inputs);
   if (output.open() && output.write(image) && output.commit()) return ExitCode::kDone;
   messages.error({MessageCode::kOutputFailed, output.final_path().string(), {}, output.failure(), ""});
   return ExitCode::kCannotWrite;
@@ -262,9 +264,9 @@ ExitCode run_info(const Options& options, std::ostream& out) {
     return ExitCode::kUsage;
   }
   ExitCode worst = ExitCode::kDone;
-  Messages messages(options.quiet || options.json);
   JsonReport report(out, options);
   for (const std::string& file : options.files) {
+    Messages messages(options.quiet || options.json);
     worst = worse_of(worst, show_file(file, options, messages, options.json ? &report : nullptr, out));
   }
   return worst;

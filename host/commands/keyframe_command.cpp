@@ -95,6 +95,7 @@ class KeyFrames {
   Messages& messages_;
   const std::string& file_;
   std::ostream& out_;
+  platform::FileSet inputs_;
   std::unique_ptr<const ParsedMovie> movie_;
   std::optional<KeyFrameWalk> walk_;  // none unless the video track can be read
   bool begins_with_key_frame_ = true;
@@ -179,6 +180,7 @@ ExitCode KeyFrames::extract(IBaseFilter& filter, uint32_t number, std::optional<
   if (!picture.writer)
     return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack,
                 "has no video track whose pictures can be written");
+  inputs_.add(file_);
   ClipBytes frame;
   const HRESULT hr = with_memory(clip.key_frame(index_of(number), frame));
   if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.report(file_, *failure);
@@ -199,7 +201,7 @@ ExitCode KeyFrames::write_to_stdout(Picture& picture, Bytes frame) {
 
 ExitCode KeyFrames::write_frame(Picture& picture, Bytes frame, uint32_t number,
                                 std::optional<int64_t> time_100ns) {
-  OutputFile output(picture_path(options_, number, picture.extension), options_.force, options_.files);
+  OutputFile output(picture_path(options_, number, picture.extension), options_.force, &inputs_);
   if (!host::write_picture(output, *picture.writer, frame)) {
     return fail(ExitCode::kCannotWrite, MessageCode::kOutputFailed,
                 output.final_path().string() + ": " + output.failure());

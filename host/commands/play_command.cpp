@@ -27,9 +27,12 @@ bool uses_standard_output(const Options& options) {
 // Plays one file.
 class FilePlayback final : public ConsumerOwner {
  public:
-  FilePlayback(const std::string& file, const Options& options, std::ostream& out)
+  // `inputs` are all files of the run.
+  FilePlayback(const std::string& file, const Options& options, const platform::FileSet& inputs,
+               std::ostream& out)
       : file_(file),
         options_(options),
+        inputs_(inputs),
         out_(out),
         messages_(options.quiet || options.json),
         run_(file_, options, FileRun::Use::kRecording, messages_, *this) {}
@@ -55,6 +58,7 @@ class FilePlayback final : public ConsumerOwner {
 
   std::string file_;
   const Options& options_;
+  const platform::FileSet& inputs_;
   std::ostream& out_;
   Messages messages_;
   std::list<StreamRecorder> recorders_;
@@ -71,7 +75,7 @@ PinConsumer& FilePlayback::add_consumer(const std::string& pin_name, DeliveryGua
   std::ostream* const standard_output = uses_standard_output(options_) ? &out_ : nullptr;
   return recorders_.emplace_back(
       pin_name, guard,
-      StreamRecorder::Settings{stem, options_.force, options_.decode, options_.files, standard_output});
+      StreamRecorder::Settings{stem, options_.force, options_.decode, &inputs_, standard_output});
 }
 
 void FilePlayback::trim(StreamRecorder& recorder) {
@@ -200,8 +204,10 @@ ExitCode refuse_folder(const Options& options, const std::string& reason, JsonRe
 ExitCode play_files(const Options& options, JsonReport& report, std::ostream& out) {
   ExitCode worst = ExitCode::kDone;
   std::set<std::filesystem::path> names;  // file names so far, with which their outputs begin
+  platform::FileSet inputs;
+  for (const std::string& file : options.files) inputs.add(file);
   for (const std::string& file : options.files) {
-    FilePlayback playback(file, options, out);
+    FilePlayback playback(file, options, inputs, out);
     const bool is_duplicate = !names.insert(as_path(file).stem()).second;
     ExitCode code = is_duplicate ? playback.refuse_duplicate_name() : playback.run();
     if (code == ExitCode::kLoss && options.strict) code = ExitCode::kCannotOpen;

@@ -63,7 +63,7 @@ Operands expand(const std::vector<std::string>& operands) {
 void compare(FileVerdict& file, DigestManifest& manifest) {
   for (const StreamVerdict& stream : file.streams) {
     if (stream.digest.empty()) continue;
-    const std::string* const expected = manifest.look_up(stream_name(file, stream));
+    const std::string* const expected = manifest.look_up(stream.name);
     if (expected == nullptr) {
       file.notes.push_back(
           {MessageCode::kDigestDiffers, file.file, Place::pin(stream.pin), "is not in the manifest", ""});

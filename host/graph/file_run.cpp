@@ -30,8 +30,10 @@ PlayRange play_range(const Options& options) {
   return range;
 }
 
-// Names a file in a progress line.
-std::string progress_label(const std::string& file, const std::vector<std::string>& files) {
+// Names a file in a progress line; empty where none is shown, since the number takes a search.
+std::string progress_label(const std::string& file, const Options& options) {
+  if (options.quiet || !stderr_is_terminal()) return {};
+  const std::vector<std::string>& files = options.files;
   const std::string name = std::filesystem::path(file).filename().string();
   if (files.size() < 2) return name;
   const auto number = std::ranges::find(files, file) - files.begin() + 1;
@@ -47,7 +49,7 @@ FileRun::FileRun(const std::string& file, const Options& options, Use use, Messa
       messages_(messages),
       owner_(owner),
       use_(use),
-      label_(progress_label(file, options.files)),
+      label_(progress_label(file, options)),
       range_(play_range(options)),
       guard_(delivery_limit(options, file)),
       player_(file, messages, options.stall_seconds) {}

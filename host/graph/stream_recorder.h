@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <ostream>
-#include <span>
 #include <string>
 
 #include "host/formats/shown_media.h"
@@ -18,11 +17,11 @@ namespace zdr::host {
 class StreamRecorder final : public PinConsumer {
  public:
   struct Settings {
-    std::filesystem::path stem;               // of the output: its folder and the name of the media file
-    bool replace = false;                     // an existing file
-    bool decode = false;                      // AAC to PCM
-    std::span<const std::string> inputs;      // files that must not be replaced; they outlive the object
-    std::ostream* standard_output = nullptr;  // gets the stream in place of a file; outlives the object
+    std::filesystem::path stem;                 // of the output: its folder and the name of the media file
+    bool replace = false;                       // an existing file
+    bool decode = false;                        // AAC to PCM
+    const platform::FileSet* inputs = nullptr;  // files that must not be replaced; they outlive the object
+    std::ostream* standard_output = nullptr;    // gets the stream in place of a file; outlives the object
   };
   // Writes to STEM.PIN.EXT, whose extension depends on the first sample, or to standard output.
   StreamRecorder(std::string pin_name, DeliveryGuard& guard, Settings settings);

@@ -98,10 +98,10 @@ void transfer(Archive& archive, DamagedUnit& unit) {
 template <class Archive>
 void transfer(Archive& archive, StreamVerdict& stream) {
   archive.text(stream.pin);
+  archive.text(stream.name);
   archive.number(stream.samples);
   archive.number(stream.payload_bytes);
   archive.number(stream.is_decoded);
-  archive.number(stream.has_pcm_digest);
   archive.text(stream.digest);
   archive.list(stream.damaged_units);
   archive.number(stream.has_more_damage);
@@ -147,10 +147,6 @@ void FileVerdict::add_error(Message error, ExitCode code, Verdict worse) {
   errors.push_back(std::move(error));
   exit_code = worse_of(exit_code, code);
   if (verdict == Verdict::kOk) verdict = worse;
-}
-
-std::string stream_name(const FileVerdict& file, const StreamVerdict& stream) {
-  return file.file + ":" + stream.pin + (stream.has_pcm_digest ? ".pcm" : "");
 }
 
 std::string pack(FileVerdict verdict) {

@@ -33,10 +33,11 @@ Verdict verdict_of(ExitCode code, const std::vector<Message>& errors);
 
 struct StreamVerdict {
   std::string pin;
+  // In manifests: "clip.mp4:Video0"; "clip.mp4:Audio0.pcm" if AAC was decoded for the digest.
+  std::string name;
   uint64_t samples = 0;
   uint64_t payload_bytes = 0;
   bool is_decoded = false;  // AAC access units were decoded
-  bool has_pcm_digest = false;
   std::string digest;  // empty without --hash
   std::vector<DamagedUnit> damaged_units;
   bool has_more_damage = false;  // than is listed
@@ -55,10 +56,6 @@ struct FileVerdict {
   // Adds an error, which may make the verdict worse.
   void add_error(Message error, ExitCode code, Verdict worse);
 };
-
-// The name of a stream in manifests: "clip.mp4:Video0"; "clip.mp4:Audio0.pcm" if AAC was decoded for the
-// digest.
-std::string stream_name(const FileVerdict& file, const StreamVerdict& stream);
 
 // The record as bytes, for another process of the same program.
 std::string pack(FileVerdict verdict);

@@ -87,8 +87,10 @@ std::vector<StreamVerdict> FileVerifier::streams() {
     std::vector<DamagedUnit> units = damaged_units(stream, most + 1);
     const bool has_more = units.size() > most;
     if (has_more) units.pop_back();
-    verdicts.push_back({stream.pin_name(), stream.samples(), stream.payload_bytes(), stream.is_decoded(),
-                        options_.decode && stream.is_decoded(), stream.digest(), std::move(units), has_more});
+    const bool is_pcm = options_.decode && stream.is_decoded();
+    verdicts.push_back({stream.pin_name(), file_ + ":" + stream.pin_name() + (is_pcm ? ".pcm" : ""),
+                        stream.samples(), stream.payload_bytes(), stream.is_decoded(), stream.digest(),
+                        std::move(units), has_more});
   }
   return verdicts;
 }

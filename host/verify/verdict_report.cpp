@@ -39,14 +39,14 @@ void write_unit(JsonWriter& json, const DamagedUnit& unit) {
   json.end_object();
 }
 
-void write_stream(JsonWriter& json, const FileVerdict& file, const StreamVerdict& stream) {
+void write_stream(JsonWriter& json, const StreamVerdict& stream) {
   json.begin_object();
   json.member("pin", stream.pin);
   json.member("samples", stream.samples);
   json.member("payload_bytes", stream.payload_bytes);
   json.member("decoded", stream.is_decoded);
   if (!stream.digest.empty()) {
-    add_name(json, "digest_name", stream_name(file, stream));
+    add_name(json, "digest_name", stream.name);
     json.member("digest", stream.digest);
   }
   json.begin_array("damaged_units");
@@ -73,7 +73,7 @@ void VerdictReport::add(const FileVerdict& verdict) {
 void VerdictReport::print(const FileVerdict& verdict) {
   for (const StreamVerdict& stream : verdict.streams) {
     if (!options_.hash.empty() && !stream.digest.empty())
-      out_ << manifest_line(stream.digest, stream_name(verdict, stream)) << "\n";
+      out_ << manifest_line(stream.digest, stream.name) << "\n";
   }
   // Among digests, no name may begin a new line.
   const std::string name = options_.hash.empty() ? shown_name(verdict.file) : printable(verdict.file);
@@ -96,7 +96,7 @@ void VerdictReport::print_json(const FileVerdict& verdict) {
   JsonWriter& json = json_->begin_file(verdict.file, verdict.exit_code);
   json.member("verdict", word_of(verdict.verdict));
   json.begin_array("streams");
-  for (const StreamVerdict& stream : verdict.streams) write_stream(json, verdict, stream);
+  for (const StreamVerdict& stream : verdict.streams) write_stream(json, stream);
   json.end_array();
   end_json(json, messages);
 }

@@ -1,7 +1,6 @@
 // Writes the partial file and renames it when it is complete.
 #include "host/writers/output_file.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
@@ -34,7 +33,7 @@ std::filesystem::path output_path(const std::string& given, const std::string& f
   return is_folder ? path / file_name : path;
 }
 
-OutputFile::OutputFile(std::filesystem::path final_path, bool replace, std::span<const std::string> inputs)
+OutputFile::OutputFile(std::filesystem::path final_path, bool replace, const platform::FileSet* inputs)
     : final_path_(std::move(final_path)), partial_path_(final_path_), replace_(replace), inputs_(inputs) {
   partial_path_ += ".part";
 }
@@ -55,12 +54,8 @@ std::string OutputFile::failure() const {
   return error() + (has_partial_ ? "; " : "") + partial_note();
 }
 
-// Names may differ, through links and folders, where the files do not.
 bool OutputFile::is_input(const std::filesystem::path& path) const {
-  return std::ranges::any_of(inputs_, [&](const std::string& input) {
-    std::error_code code;
-    return std::filesystem::equivalent(path, input, code);
-  });
+  return inputs_ != nullptr && inputs_->contains(path.string());
 }
 
 bool OutputFile::check_target() {

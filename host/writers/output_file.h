@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/writers/output.h"
+#include "platform/win32/file_set.h"
 #include "platform/win32/new_file.h"
 
 namespace zdr::host {
@@ -24,8 +25,8 @@ std::filesystem::path output_path(const std::string& given, const std::string& f
 class OutputFile final : public Output {
  public:
   // Does not create the file. Without `replace`, open() fails if the final name or the partial file exists.
-  // It always fails for a name of one of `inputs`, which must outlive the object.
-  OutputFile(std::filesystem::path final_path, bool replace, std::span<const std::string> inputs = {});
+  // It always fails for a name of one of `inputs`, which must outlive the object; null for none.
+  OutputFile(std::filesystem::path final_path, bool replace, const platform::FileSet* inputs = nullptr);
   // Leaves the partial file unless commit() has succeeded.
   ~OutputFile() override;
 
@@ -59,7 +60,7 @@ class OutputFile final : public Output {
   std::filesystem::path final_path_;
   std::filesystem::path partial_path_;
   bool replace_;
-  std::span<const std::string> inputs_;
+  const platform::FileSet* inputs_;
   bool has_partial_ = false;
   platform::NewFile file_;
   std::vector<uint8_t> buffer_;  // follows the stored bytes

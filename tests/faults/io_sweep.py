@@ -25,7 +25,8 @@ from preload import preload
 MOVIES, FILES = ["avc-aac.mp4", "moov-first.3gp"], ["amr-nb.amr", "aac-lc-8k-mono.aac"]
 READS = [(["info"], MOVIES + FILES), (["play"], MOVIES + FILES), (["play", "--decode"], MOVIES[:1]),
          (["play", "--start", "1"], MOVIES + FILES), (["samples"], MOVIES + FILES), (["boxes"], MOVIES),
-         (["keyframe", "1"], MOVIES), (["keyframes"], MOVIES)]
+         (["keyframe", "1"], MOVIES), (["keyframes"], MOVIES),
+         (["verify", "--json", "--hash", "md5"], MOVIES + FILES)]
 WRITES = [(["play"], MOVIES[1:] + FILES), (["play", "--decode"], MOVIES[:1]), (["keyframe", "1"], MOVIES[1:])]
 FULL = [(["play"], FILES), (["keyframe", "1"], MOVIES[1:])]
 CODES = {0, 1, 3, 4, 5}

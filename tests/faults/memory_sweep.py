@@ -33,6 +33,7 @@ COMMANDS = [
     (["samples"], FILES), (["samples", "--json"], FILES[:1]),
     (["boxes"], MOVIES), (["boxes", "--json"], MOVIES),
     (["keyframe", "1"], MOVIES), (["keyframes", "--json"], MOVIES[:1]), (["keyframe", "--all", "-o", "."], MOVIES[:1]), (["keyframe", "1", "--json"], MOVIES[:1]),
+    (["verify", "--json", "--hash", "md5"], FILES),
     (["register"], [None]), (["registry"], [None]),
 ]
 MEMORY_DISK = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None  # syncs take no time there
