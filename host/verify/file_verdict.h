@@ -38,7 +38,7 @@ struct StreamVerdict {
   uint64_t samples = 0;
   uint64_t payload_bytes = 0;
   bool is_decoded = false;  // AAC access units were decoded
-  std::string digest;  // empty without --hash
+  std::string digest;       // empty without --hash
   std::vector<DamagedUnit> damaged_units;
   bool has_more_damage = false;  // than is listed
 };
