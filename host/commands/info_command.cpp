@@ -75,7 +75,7 @@ struct FileReport {
   std::span<const PinEntry> pins;  // of the player
   ClipInformation clip;
   std::optional<AacStreamView> stream;  // of an AAC file
-  std::optional<ExactCount> exact;      // of an AAC or AMR file, if it was asked for
+  std::optional<ExactCount> exact;      // of an AAC or AMR file, with --exact
 };
 
 // What the parsers read of a file. `tags` are views of `movie` and `tag_source`.
