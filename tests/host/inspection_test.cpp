@@ -179,10 +179,10 @@ TEST_F(ZdrLosses, AreReported) {
   add("overlap.mp4", {.tracks = {overlapping_track()}, .moov_first = false});
   // Twenty frames of 160 units, after an empty edit longer than ten of them.
   add("shifted.mp4", with_edits(amr_track(20), {{1700, -1}, {2000, 0}}));
-  // The end of its only chunk would be 16 in 64 bits.
+  // The end of its only chunk would be 16 in 64 bits. Its data is in the file itself, in spite of a location.
   TrackDescription beyond = amr_track(3);
   beyond.samples_per_chunk = {3};
-  beyond.replaced = {{"stco", co64({0xFFFFFFFFFFFFFFF0})}};
+  beyond.replaced = {{"stco", co64({0xFFFFFFFFFFFFFFF0})}, {"dinf", box("dinf", dref({url(true, {'a'})}))}};
   add("beyond.mp4", beyond);
   // The filter offers no media type for more than two channels.
   add("surround.mp4", {.tracks = {with_configuration({0x12, 0x30}, 6), avc_track(3, 21)}});
