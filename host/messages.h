@@ -32,6 +32,7 @@ enum class MessageCode : uint8_t {
   kEditsNotApplied,
   kPinNotConnected,
   kRangeNotPlayable,
+  kRangeExtended,
   kGraphFailed,
   kStalled,
   kInterrupted,

@@ -34,6 +34,7 @@ DeliveryCheck::DeliveryCheck(const CheckedPlay& play, const PinEntry& pin, const
       is_from_start_(play.range.start == 0),
       is_to_end_(play.range.stop < 0 || play.range.stop >= play.duration),
       stop_(stop_of(play, pin)),
+      first_start_(SourcePlayer::segment_start(pin) + consumer.first_start()),
       last_start_(SourcePlayer::segment_start(pin) + consumer.last_sample().start) {}
 
 ExitCode DeliveryCheck::run() const {
@@ -82,6 +83,7 @@ ExitCode DeliveryCheck::check_track() const {
     const auto shortfall = find_shortfall(*play_.movie, play_.file, delivery, watch);
     return shortfall && !interrupted() ? report_missing(*shortfall) : ExitCode::kDone;
   }
+  report_early_start();
   const PartDelivery delivery{.track_type = type,
                               .samples = consumer_.samples(),
                               .payload_bytes = consumer_.payload_bytes(),
@@ -95,6 +97,13 @@ ExitCode DeliveryCheck::check_track() const {
   if (early) return report_early_end(*early);
   return consumer_.samples() != 0 ? ExitCode::kDone
                                   : report(MessageCode::kNothingDelivered, "delivered no sample", false);
+}
+
+// A picture needs those from its key frame on.
+void DeliveryCheck::report_early_start() const {
+  if (consumer_.is_audio() || consumer_.samples() == 0 || consumer_.first_start() >= 0) return;
+  report(MessageCode::kRangeExtended,
+         "begins at " + format_time(first_start_) + ", the key frame before --start", false);
 }
 
 ExitCode DeliveryCheck::check_aac_file() const {

@@ -37,6 +37,7 @@ class DeliveryCheck {
   ExitCode check_damage() const;
   ExitCode check_completeness() const;
   ExitCode check_track() const;
+  void report_early_start() const;
   ExitCode check_aac_file() const;
   ExitCode check_speech_file() const;
   ExitCode check_silence() const;
@@ -48,8 +49,9 @@ class DeliveryCheck {
   const PinConsumer& consumer_;
   const bool is_from_start_;
   const bool is_to_end_;
-  const int64_t stop_;        // of the pin, but not after the end of the file; 0 if both are unknown
-  const int64_t last_start_;  // media time of the last sample
+  const int64_t stop_;         // of the pin, but not after the end of the file; 0 if both are unknown
+  const int64_t first_start_;  // of the first sample, in media time
+  const int64_t last_start_;   // media time of the last sample
 };
 
 }  // namespace zdr::host

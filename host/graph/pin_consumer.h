@@ -42,6 +42,7 @@ class PinConsumer : public SampleConsumer {
     uint32_t speech_frames = 0;
   };
   const LastSample& last_sample() const { return last_sample_; }
+  int64_t first_start() const { return first_start_; }  // of the first sample, within the segment
   // Number of samples, without the first and the last, that are smaller than one before them. All samples of
   // an AAC file have one size, except the first (the decoder holds back one frame) and the last, so a smaller
   // one lacks frames.
@@ -77,7 +78,7 @@ class PinConsumer : public SampleConsumer {
   }
   // Call for each sample that was used. `start` is its time within the segment.
   void count_sample(REFERENCE_TIME start) {
-    ++samples_;
+    if (samples_++ == 0) first_start_ = start;
     last_sample_.start = start;
     position_ = segment_start_ + start;
   }
@@ -99,6 +100,7 @@ class PinConsumer : public SampleConsumer {
   bool has_failed_ = false;
   uint64_t payload_bytes_ = 0;
   LastSample last_sample_;
+  int64_t first_start_ = 0;
   uint64_t largest_bytes_ = 0;  // of the samples before the last
   uint64_t short_samples_ = 0;
   uint64_t damaged_units_ = 0;
