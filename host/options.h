@@ -10,11 +10,12 @@ namespace zdr::host {
 // Members for which a command has no option keep their defaults.
 struct Options {
   std::vector<std::string> files;
-  std::string output;  // play: folder or -; keyframe: file or folder
+  std::string output;  // play: folder or -; keyframe: file or folder; plot: file, folder or -
   std::string start;
   std::string stop;
   std::string explain_seek;  // samples: time of the seek
   std::string only;
+  std::string seek;  // plot
   std::string session;
   std::string shell;            // completion
   std::string cover;            // info: file for the cover image

@@ -66,8 +66,10 @@ ORDER = {
     'p3gpp': [['.'], ['parse'], ['metadata'], ['boxes'], ['samples'], ['api']],
     'filters/source/mp4': [['interfaces'], ['core'], ['readers'], ['media_types', 'sync'], ['sources', 'clips'], ['filter'],
                            ['.']],
-    'host': [['text'], ['formats'], ['.'], ['json'], ['writers', 'inspect'], ['graph'], ['verify', 'seek'], ['commands'], ['command_line'],
+    'host': [['text'], ['formats'], ['.'], ['json'], ['writers', 'inspect'], ['graph'], ['verify', 'seek', 'plot'], ['commands'],
+             ['command_line'],
              ['main']],
+    'host/plot': [['.'], ['gather', 'svg'], ['draw']],
     'host/inspect': [['.'], ['files'], ['iso', 'aac', 'amr'], ['tags'], ['diagnosis']],
     'host/command_line': [['.'], [('documents', 'man_page')], ['command_table'], ['command_line']],
 }

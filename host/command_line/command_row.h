@@ -26,6 +26,7 @@ enum CommandBit : unsigned {
   kVerify = 1u << 10,
   kVerifyWorker = 1u << 11,
   kKeyframes = 1u << 12,
+  kPlot = 1u << 13,
 };
 
 struct CommandRow {

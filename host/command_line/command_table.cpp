@@ -47,6 +47,8 @@ constexpr CommandRow kCommands[] = {
     {kSamples, "samples", "FILE", false, "list every delivered media sample, one row each", true,
      in_session<run_samples>},
     {kBoxes, "boxes", "FILE", true, "list the boxes of ISO media files with their fields", true, run_boxes},
+    {kPlot, "plot", "FILE", false, "draw a file as a picture: byte map, interleaving, bit rates, key frames",
+     true, in_session<run_plot>},
     {kKeyframes, "keyframes", "FILE", false, "list the key frames of the video: number, time, size, offset",
      true, run_keyframes},
     {kKeyframe, "keyframe", "FILE [N]", false,
@@ -61,7 +63,7 @@ constexpr CommandRow kCommands[] = {
      in_session<run_verify_worker>},
 };
 
-constexpr unsigned kAnyFile = kPlay | kInfo | kVerify | kSamples | kKeyframe;
+constexpr unsigned kAnyFile = kPlay | kInfo | kVerify | kSamples | kKeyframe | kPlot;
 constexpr unsigned kAnyVerify = kVerify | kVerifyWorker;
 constexpr unsigned kNoModule = kBoxes | kKeyframes;  // that need a file, but not the module
 
@@ -74,6 +76,9 @@ const OptionRow kOptions[] = {
     {kKeyframe, "--at", "", "TIME", "", "write the key frame at TIME, or the last one before it",
      &Options::at},
     {kKeyframe, "--all", "", "", "", "write all key frames; then OUT is a folder", &Options::all_key_frames},
+    {kPlot, "--output", "-o", "OUT", "", "output file or folder (default: STEM.svg); -: standard output",
+     &Options::output},
+    {kPlot, "--seek", "", "TIME", "", "show where a seek to TIME lands", &Options::seek},
     {kPlay | kSamples, "--start", "", "TIME", "", "begin at TIME: seconds (12.5) or h:mm:ss.mmm",
      &Options::start},
     {kPlay | kSamples, "--stop", "", "TIME", "", "end at TIME", &Options::stop},
@@ -94,11 +99,11 @@ const OptionRow kOptions[] = {
     {kInfo, "--exact", "", "", "", "count every frame of AMR and AAC files, which have no tables",
      &Options::exact},
     {kInfo, "--full", "", "", "", "show peak bit rates and the bytes of the format blocks", &Options::full},
-    {kPlay | kInfo | kKeyframe, "--force", "", "", "", "replace existing files", &Options::force},
+    {kPlay | kInfo | kKeyframe | kPlot, "--force", "", "", "", "replace existing files", &Options::force},
     {kPlay, "--strict", "", "", "", "exit with 1 instead of 3 when something was lost", &Options::strict},
     {kPlay | kSamples | kAnyVerify, "--allow-overlap", "", "", "",
      "continue if the sample tables describe more data than the file holds", &Options::allow_overlap},
-    {kPlay | kSamples | kInfo | kAnyVerify, "--stall-timeout", "", "SECONDS", "",
+    {kPlay | kSamples | kInfo | kPlot | kAnyVerify, "--stall-timeout", "", "SECONDS", "",
      "give up on a file after SECONDS without progress (default: 30; 0: never)", &Options::stall_seconds},
     {kBoxes, "--path", "", "PATH", "",
      "show only the boxes at PATH: moov/trak[2], or moov/trak for all tracks", &Options::path},

@@ -40,6 +40,8 @@ what was delivered;
 and
 .B keyframe
 query the module without running it.
+.B plot
+runs it only for \-\-seek, and also draws files that the module does not open.
 .B boxes
 lists the boxes of a file without the module, even if the file does not open; boxes that the parser does
 not use are marked as not read.
@@ -91,6 +93,26 @@ constexpr Term kVerdicts[] = {
     {"differs", "a digest is not that of the manifest"},
     {"missing", "a stream of the manifest was not delivered"},
 };
+
+constexpr const char* kPicture = R"(.SH PICTURE
+.B plot
+writes \fISTEM\fR.svg, a picture without scripts that browsers show, from top to bottom:
+.TP
+.B Byte map
+the boxes of the file to scale, and for each track the parts of the file that belong to it; hatched: media data in no
+track, and bytes in no box.
+.TP
+.B Seek
+with \-\-seek: for each pin the first sample that is delivered, the preroll, and the first sample that is shown.
+.TP
+.B File offset against time
+where each track has its data at each time, and so how the tracks are interleaved.
+.TP
+.B Tracks
+bit rate, key frames, and the least, the mean and the largest size of the access units.
+.PP
+Times are decoding times. Faults are listed, and marked where they are. At most eight tracks are drawn.
+)";
 
 constexpr const char* kManifests = R"(.PP
 With
@@ -151,6 +173,7 @@ constexpr Term kExamples[] = {
     {"zdr samples clip.mp4 --only video", "Lists the pictures with their times."},
     {"zdr verify folder -j 4 --hash sha256 > manifest", "Checks all media files of a folder, four at once."},
     {"zdr verify folder --against manifest", "Checks them again later."},
+    {"zdr plot clip.mp4 --seek 12.5", "Draws clip.svg, with where a seek to 12.5 s lands."},
     {"zdr boxes clip.mp4 --path moov/trak[2] --entries stts --all",
      "Lists the boxes of the second track, with all durations in its time table."},
     {"zdr keyframe clip.mp4 3 -o key.h264", "Saves the third key frame."},
@@ -188,7 +211,7 @@ the program.
 )";
 
 constexpr const char* kSignals = R"(.SH SIGNALS
-SIGINT, SIGTERM and SIGHUP end a run of play, verify, samples, keyframes or keyframe \-\-all within a second; incomplete outputs remain as
+SIGINT, SIGTERM and SIGHUP end a run of play, verify, plot, samples, keyframes or keyframe \-\-all within a second; incomplete outputs remain as
 \fINAME\fR.part, and verify prints what it knows. A second signal ends the program at once, as the first
 does in the other commands. A signal that was ignored when the program started, as under nohup, remains
 ignored.
@@ -301,6 +324,7 @@ std::string man_page(const CommandTable& table, std::string_view version) {
   append_inputs(out);
   append_outputs(out);
   append_verdicts(out);
+  out << kPicture;
   append_samples(out);
   out << kJson << kFiles << ".SH EXIT STATUS\n";
   append_terms(out, kExitCodes);

@@ -12,6 +12,7 @@ ExitCode run_play(const Options& options, std::ostream& out);
 ExitCode run_info(const Options& options, std::ostream& out);
 ExitCode run_boxes(const Options& options, std::ostream& out);
 ExitCode run_keyframes(const Options& options, std::ostream& out);
+ExitCode run_plot(const Options& options, std::ostream& out);
 ExitCode run_keyframe(const Options& options, std::ostream& out);
 ExitCode run_verify(const Options& options, std::ostream& out);
 ExitCode run_samples(const Options& options, std::ostream& out);

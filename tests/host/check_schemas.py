@@ -124,6 +124,7 @@ with tempfile.TemporaryDirectory() as folder:
         run(["keyframes", "--json", file], True)
         for picture in (["1"], ["--at", "1"], ["--all"]):
             run(["keyframe", file, *picture, "--json", "-o", "out", "--force"], False)
+        run(["plot", file, "--json", "-o", "out", "--force", "--seek", "1"], False)
     pathlib.Path("manifest").write_text(f"{'0' * 32}  {media[0]}:Audio1\n{'0' * 32}  gone.mp4:Video0\n")
     run(["verify", "--json", "--decode", "--against", "manifest", media[0], media[-1]], False)
     run(["registry", "--json"], False)

@@ -16,6 +16,10 @@ TEST(ZdrProgram, VerifiesFilesFoldersAndManifests) {
   expect_transcript("verify");
 }
 
+TEST(ZdrProgram, DrawsPicturesAlsoOfDamagedFiles) {
+  expect_transcript("plot");
+}
+
 TEST(ZdrProgram, WritesIntoFoldersOfOthersAndNeverOverAnInput) {
   expect_transcript("outputs");
 }

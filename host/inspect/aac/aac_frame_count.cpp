@@ -26,18 +26,18 @@ AacFrameCount count_aac_frames(const std::string& file, const AacStreamView& vie
   FileStream stream(file);
   if (!stream.is_open()) throw_exhausted();  // the reader has just opened it
   const auto [begin, end] = aac_audio_range(stream, view);
-  const auto watch_offset = [&watch, end = end](uint64_t offset) { return watch(offset, end); };
+  const auto on_frame = [&watch, end = end](uint64_t number, uint64_t offset, uint32_t) {
+    constexpr uint64_t kFramesPerCall = 4096;
+    return number % kFramesPerCall != 0 || watch(offset, end);
+  };
   std::array<uint8_t, 2> start{};
   stream.read_at(begin, start);
   if (!is_adts_header(start)) {
-    const RawFrames frames = count_raw_frames(stream, begin, end, view.config, watch_offset);
+    const RawFrames frames = walk_raw_frames(stream, begin, end, view.config, on_frame);
     const bool is_cut = frames.end < end && watch(frames.end, end);
     return {frames.count, frames.end, frames.end - begin, is_cut, {}};
   }
-  constexpr uint64_t kFramesPerCall = 4096;
-  const AdtsFrames frames = walk_adts_frames(stream, begin, end, [&](uint64_t number, uint64_t offset) {
-    return number % kFramesPerCall != 0 || watch_offset(offset);
-  });
+  const AdtsFrames frames = walk_adts_frames(stream, begin, end, on_frame);
   return {frames.count, frames.end, frames.bytes, frames.is_cut, frames};
 }
 

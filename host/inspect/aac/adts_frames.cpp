@@ -48,8 +48,9 @@ uint64_t find_frames(BlockReader& block, const AdtsHeader::FixedBits& fixed, uin
 
 }  // namespace
 
-AdtsFrames walk_adts_frames(FileStream& stream, uint64_t begin, uint64_t end,
-                            const std::function<bool(uint64_t number, uint64_t offset)>& on_frame) {
+AdtsFrames walk_adts_frames(
+    FileStream& stream, uint64_t begin, uint64_t end,
+    const std::function<bool(uint64_t number, uint64_t offset, uint32_t size)>& on_frame) {
   BlockReader block(stream);
   AdtsFrames frames{.end = begin};
   const auto first = read_adts_header(block.from(begin, kHeaderBytes));
@@ -70,7 +71,8 @@ AdtsFrames walk_adts_frames(FileStream& stream, uint64_t begin, uint64_t end,
       continue;
     }
     frames.is_cut = offset + header->frame_length > end;
-    if (frames.is_cut || !on_frame(frames.count + 1, offset)) return frames;
+    const auto size = static_cast<uint32_t>(header->frame_length);
+    if (frames.is_cut || !on_frame(frames.count + 1, offset, size)) return frames;
     offset += header->frame_length;
     frames.end = offset;
     frames.count += header->blocks;

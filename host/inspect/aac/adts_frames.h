@@ -28,9 +28,10 @@ struct AdtsFrames {
 };
 
 // Counts from `begin` to `end`. Where no frame begins, skips to the next one that is directly followed by
-// another. Calls `on_frame` with the number (from 1) and the offset of each frame; returning false ends the
-// walk.
-AdtsFrames walk_adts_frames(FileStream& stream, uint64_t begin, uint64_t end,
-                            const std::function<bool(uint64_t number, uint64_t offset)>& on_frame);
+// another. Calls `on_frame` with the number (from 1), the offset and the size of each frame; returning false
+// ends the walk.
+AdtsFrames walk_adts_frames(
+    FileStream& stream, uint64_t begin, uint64_t end,
+    const std::function<bool(uint64_t number, uint64_t offset, uint32_t size)>& on_frame);
 
 }  // namespace zdr::host

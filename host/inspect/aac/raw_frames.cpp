@@ -5,14 +5,13 @@
 
 namespace zdr::host {
 
-RawFrames count_raw_frames(FileStream& stream, uint64_t begin, uint64_t end, const Zd_AAC_Dec_Config& config,
-                           const std::function<bool(uint64_t offset)>& watch) {
+RawFrames walk_raw_frames(
+    FileStream& stream, uint64_t begin, uint64_t end, const Zd_AAC_Dec_Config& config,
+    const std::function<bool(uint64_t number, uint64_t offset, uint32_t size)>& on_frame) {
   constexpr uint64_t kLongestFrame = 8192;  // bytes, of two channels
-  constexpr uint64_t kFramesPerCall = 4096;
   BlockReader block(stream);
   RawFrames frames{.end = begin};
   while (frames.end < end) {
-    if (frames.count % kFramesPerCall == 0 && !watch(frames.end)) break;
     const size_t wanted = static_cast<size_t>(std::min(kLongestFrame, end - frames.end));
     const auto bytes = block.from(frames.end, wanted);
     auto length = static_cast<int32_t>(std::min(wanted, bytes.size()));
@@ -23,6 +22,7 @@ RawFrames count_raw_frames(FileStream& stream, uint64_t begin, uint64_t end, con
         length == 0 ? ZD_AAC_DEC_ERR_FAILED
                     : Zd_AAC_Dec_GetFrameLength(bytes.data(), ZD_AAC_DEC_STREAM_RAW, &measured, &length, 0);
     if (status != ZD_AAC_DEC_OK || length <= 0) break;
+    if (!on_frame(frames.count + 1, frames.end, static_cast<uint32_t>(length))) break;
     frames.end += static_cast<uint64_t>(length);
     ++frames.count;
   }

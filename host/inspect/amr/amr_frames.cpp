@@ -18,6 +18,29 @@ std::array<uint8_t, 256> frame_sizes(bool is_wide_band) {
   return sizes;
 }
 
+// Calls `watch` once a block, and `on_frame` for each frame.
+template <class OnFrame>
+AmrFrames walk(BlockReader& block, uint64_t begin, uint64_t file_size, bool is_wide_band,
+               const std::function<bool(uint64_t offset)>& watch, OnFrame on_frame) {
+  const std::array<uint8_t, 256> sizes = frame_sizes(is_wide_band);
+  AmrFrames frames{.end = begin};
+  while (frames.end < file_size && watch(frames.end)) {
+    const auto bytes = block.from(frames.end, 1);
+    if (bytes.empty()) break;
+    for (size_t at = 0; at < bytes.size();) {
+      const uint64_t size = sizes[bytes[at]];
+      frames.is_damaged = size == 0;
+      frames.is_cut = size > file_size - frames.end;
+      if (frames.is_damaged || frames.is_cut) return frames;
+      on_frame(frames.end, static_cast<uint32_t>(size));
+      frames.end += size;
+      at += size;
+      ++frames.count;
+    }
+  }
+  return frames;
+}
+
 }  // namespace
 
 uint64_t first_amr_frame(BlockReader& block) {
@@ -32,22 +55,14 @@ uint64_t first_amr_frame(BlockReader& block) {
 
 AmrFrames walk_amr_frames(BlockReader& block, uint64_t begin, uint64_t file_size, bool is_wide_band,
                           const std::function<bool(uint64_t offset)>& watch) {
-  const std::array<uint8_t, 256> sizes = frame_sizes(is_wide_band);
-  AmrFrames frames{.end = begin};
-  while (frames.end < file_size && watch(frames.end)) {
-    const auto bytes = block.from(frames.end, 1);
-    if (bytes.empty()) break;
-    for (size_t at = 0; at < bytes.size();) {
-      const uint64_t size = sizes[bytes[at]];
-      frames.is_damaged = size == 0;
-      frames.is_cut = size > file_size - frames.end;
-      if (frames.is_damaged || frames.is_cut) return frames;
-      frames.end += size;
-      at += size;
-      ++frames.count;
-    }
-  }
-  return frames;
+  return walk(block, begin, file_size, is_wide_band, watch, [](uint64_t, uint32_t) {});
+}
+
+AmrFrames list_amr_frames(BlockReader& block, uint64_t begin, uint64_t file_size, bool is_wide_band,
+                          const std::function<void(uint64_t offset, uint32_t size)>& on_frame) {
+  return walk(
+      block, begin, file_size, is_wide_band, [](uint64_t) { return true; },
+      [&](uint64_t offset, uint32_t size) { on_frame(offset, size); });
 }
 
 }  // namespace zdr::host

@@ -23,4 +23,8 @@ AmrFrames walk_amr_frames(
     BlockReader& block, uint64_t begin, uint64_t file_size, bool is_wide_band,
     const std::function<bool(uint64_t offset)>& watch = [](uint64_t) { return true; });
 
+// The same, and calls `on_frame` with the offset and the size of each whole frame.
+AmrFrames list_amr_frames(BlockReader& block, uint64_t begin, uint64_t file_size, bool is_wide_band,
+                          const std::function<void(uint64_t offset, uint32_t size)>& on_frame);
+
 }  // namespace zdr::host

@@ -52,10 +52,11 @@ std::optional<FoundFrame> find_frame(const std::string& file, const AacStreamVie
   if (!stream.is_open()) throw_exhausted();  // the reader has just opened it
   const auto [begin, end] = aac_audio_range(stream, view);
   uint64_t found = 0;
-  const AdtsFrames before = walk_adts_frames(stream, begin, end, [&](uint64_t number, uint64_t offset) {
-    if (number <= frame) found = offset;  // a frame with several blocks has the number of its first
-    return number < frame;
-  });
+  const AdtsFrames before =
+      walk_adts_frames(stream, begin, end, [&](uint64_t number, uint64_t offset, uint32_t) {
+        if (number <= frame) found = offset;  // a frame with several blocks has the number of its first
+        return number < frame;
+      });
   return found == 0 && frame != 1 ? std::nullopt : std::optional(FoundFrame{found, before});
 }
 

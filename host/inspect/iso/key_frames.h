@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "host/inspect/iso/parsed_movie.h"
+#include "host/inspect/iso/sync_walk.h"
 
 namespace zdr::host {
 
@@ -26,19 +27,17 @@ class KeyFrameWalk {
   bool is_open() const { return track_ != nullptr; }
   uint32_t samples() const { return facts_.samples; }
   // False if the first sample of the track is not a key frame.
-  bool begins_with_key_frame();
+  bool begins_with_key_frame() const { return sync_->begins_with_sync_sample(); }
   // Returns the next key frame; nothing after the last one, and where the tables cannot be read. Throws
   // std::bad_alloc.
   std::optional<KeyFrameEntry> next();
   int32_t status() const { return status_; }  // of the tables
 
  private:
-  bool find_next();
-
   OpenTrack track_;
   TrackFacts facts_;
   KeyFrameEntry entry_;
-  bool is_every_sample_ = false;  // a key frame
+  std::optional<SyncWalk> sync_;
   int32_t status_ = P3GPP_OK;
 };
 

@@ -1,0 +1,189 @@
+// A movie is drawn even if it does not open, as far as its boxes can be read.
+#include "host/plot/gather/file_figure.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "filters/source/mp4/interfaces/source_kind.h"
+#include "filters/source/mp4/interfaces/zdr_guids.h"
+#include "host/graph/seek_landing.h"
+#include "host/graph/source_player.h"
+#include "host/inspect/diagnosis/left_out.h"
+#include "host/inspect/diagnosis/open_diagnosis.h"
+#include "host/inspect/iso/parsed_movie.h"
+#include "host/inspect/media_type_text.h"
+#include "host/plot/gather/movie_figures.h"
+#include "host/plot/gather/stream_figures.h"
+#include "host/terminal.h"
+#include "host/text/time_text.h"
+
+namespace zdr::host::plot {
+namespace {
+
+uint64_t size_of(const std::string& file) {
+  std::error_code code;
+  const uintmax_t size = std::filesystem::file_size(std::filesystem::path(file), code);
+  return code ? 0 : size;
+}
+
+class Gathering {
+ public:
+  Gathering(const FigureRequest& request, const Watch& watch, Messages& messages, FileFigure& figure)
+      : file_(request.file),
+        request_(request),
+        watch_(watch),
+        messages_(messages),
+        figure_(figure),
+        player_(request.file, messages, request.stall_seconds) {}
+
+  ExitCode run();
+
+ private:
+  ExitCode refuse_late_seek();
+  ExitCode add_media(bool is_loaded);
+  ExitCode add_movie(bool is_loaded);
+  void add_stream(bool is_aac);
+  ExitCode add_landing();
+  ExitCode report_faults();
+  void summarise(bool is_loaded);
+  std::vector<PinLabel> pin_labels() const;
+
+  const std::string& file_;
+  const FigureRequest& request_;
+  const Watch& watch_;
+  Messages& messages_;
+  FileFigure& figure_;
+  SourcePlayer player_;
+};
+
+ExitCode Gathering::run() {
+  figure_.name = std::filesystem::path(file_).filename().string();
+  figure_.grid = make_grid(size_of(file_), 0, 0);
+  const ExitCode loaded = player_.load();
+  const bool is_loaded = loaded == ExitCode::kDone;
+  const bool is_movie = mp4source::source_kind_of(file_) == mp4source::SOURCE_KIND_MP4;
+  if (!is_loaded && (!is_movie || interrupted() || player_.has_given_up() || figure_.grid.file_size == 0))
+    return loaded;
+  if (is_loaded) {
+    if (const ExitCode refused = refuse_late_seek(); refused != ExitCode::kDone) return refused;
+  }
+  ExitCode code = worse_of(loaded, add_media(is_loaded));
+  summarise(is_loaded);
+  if (!watch_(0, 0)) return ExitCode::kInterrupted;
+  code = worse_of(code, report_faults());
+  if (is_loaded && request_.seek_100ns) code = worse_of(code, add_landing());
+  return interrupted() ? ExitCode::kInterrupted : code;
+}
+
+ExitCode Gathering::refuse_late_seek() {
+  const int64_t end = player_.duration();
+  if (!request_.seek_100ns || end <= 0 || *request_.seek_100ns < end) return ExitCode::kDone;
+  return messages_.report(file_, {ExitCode::kNotSupported,
+                                  MessageCode::kRangeNotPlayable,
+                                  {},
+                                  "--seek is past the end (" + format_time(end) + ")",
+                                  ""});
+}
+
+// What `zdr info` says of the streams that are played.
+void Gathering::summarise(bool is_loaded) {
+  std::string text = is_loaded ? format_time(player_.duration()) : "cannot be played";
+  for (const TrackFigure& track : figure_.tracks) {
+    const auto plays = [&](const PinEntry& pin) { return pin.name == track.name; };
+    if (std::ranges::any_of(player_.pins(), plays)) text += " · " + track.codec;
+  }
+  figure_.summary = text + " · " + counted(figure_.grid.file_size, "byte");
+}
+
+std::vector<PinLabel> Gathering::pin_labels() const {
+  std::vector<PinLabel> labels;
+  for (const PinEntry& pin : player_.pins()) {
+    if (pin.types.empty()) continue;
+    labels.push_back(
+        {static_cast<uint32_t>(pin.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO), pin.name});
+  }
+  return labels;
+}
+
+ExitCode Gathering::add_media(bool is_loaded) {
+  const mp4source::SourceKind kind = mp4source::source_kind_of(file_);
+  if (kind == mp4source::SOURCE_KIND_MP4) return add_movie(is_loaded);
+  add_stream(kind == mp4source::SOURCE_KIND_AAC);
+  return ExitCode::kDone;
+}
+
+ExitCode Gathering::add_movie(bool is_loaded) {
+  const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file_);
+  add_boxes(file_, figure_);
+  std::optional<Diagnosis> damage;
+  if (movie->is_open()) {
+    damage = find_damage(*movie);
+    add_tracks(file_, *movie, pin_labels(), watch_, figure_);
+  } else {
+    damage = diagnose_parse(file_, *movie);
+  }
+  if (damage) {
+    const bool has_place = damage->place.kind == Place::Kind::kBox;
+    figure_.faults.push_back({(has_place ? damage->place.text() + ": " : "") + damage->reason,
+                              has_place ? std::optional(damage->place.number) : std::nullopt, false});
+  }
+  if (!is_loaded) return ExitCode::kDone;
+  return report_left_out(file_, movie.get(), player_.playable_kinds(), LeftOutUse::kDescription, messages_);
+}
+
+void Gathering::add_stream(bool is_aac) {
+  if (player_.pins().empty() || player_.pins().front().types.empty()) return;
+  const PinEntry& pin = player_.pins().front();
+  const CMediaType& type = pin.types.front();
+  TrackFigure label{.name = pin.name, .codec = media_type_line(type), .unit = "frame"};
+  if (is_aac) return add_aac(file_, label, watch_, figure_);
+  const double duration = static_cast<double>(player_.duration()) / kUnitsPerSecond;
+  add_speech(file_, {label, type.subtype == mp4source::kSubtypeAmrWideBand, duration}, figure_);
+}
+
+// Reports the faults that only the gathering has found.
+ExitCode Gathering::report_faults() {
+  ExitCode worst = ExitCode::kDone;
+  const auto report = [&](const std::string& text) {
+    worst =
+        worse_of(worst, messages_.report(file_, {ExitCode::kLoss, MessageCode::kFileDamaged, {}, text, ""}));
+  };
+  for (const Fault& fault : figure_.faults) {
+    if (fault.is_loss) report(fault.text);
+  }
+  for (const TrackFigure& track : figure_.tracks) {
+    for (const std::string& text : faults_of(track)) report(text);
+  }
+  return worst;
+}
+
+// With the numbers that the filter delivers.
+ExitCode Gathering::add_landing() {
+  const auto seconds = [](int64_t time_100ns) { return static_cast<double>(time_100ns) / kUnitsPerSecond; };
+  std::vector<PinLanding> landings;
+  const ExitCode code =
+      find_landings(player_, *request_.seek_100ns, {[] { return !interrupted(); }, {}}, landings);
+  SeekFigure& seek = figure_.seek.emplace(SeekFigure{seconds(*request_.seek_100ns), {}});
+  for (const PinLanding& pin : landings) {
+    LandingFigure landing{.pin = pin.pin,
+                          .first = seconds(pin.first),
+                          .is_sync = pin.is_sync,
+                          .prerolled = pin.prerolled,
+                          .segment_start = seconds(pin.segment_start)};
+    if (pin.shown) landing.shown = seconds(*pin.shown);
+    seek.pins.push_back(std::move(landing));
+  }
+  return code;
+}
+
+}  // namespace
+
+ExitCode gather_figure(const FigureRequest& request, const Watch& watch, Messages& messages,
+                       FileFigure& figure) {
+  return Gathering(request, watch, messages, figure).run();
+}
+
+}  // namespace zdr::host::plot

@@ -1,0 +1,194 @@
+// Locates every sample once, in decoding order.
+#include "host/plot/gather/movie_figures.h"
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "host/inspect/diagnosis/track_diagnosis.h"
+#include "host/inspect/iso/box_headers.h"
+#include "host/inspect/iso/movie_description.h"
+#include "host/inspect/iso/parser_status.h"
+#include "host/inspect/iso/sync_walk.h"
+#include "host/text/decoded_text.h"
+
+namespace zdr::host::plot {
+namespace {
+
+constexpr size_t kMostTracks = 8;
+constexpr size_t kMostBoxes = 50'000;
+// Of all tracks together: a file of a few bytes may claim four thousand million.
+constexpr uint64_t kMostSamples = 20'000'000;
+constexpr uint32_t kSamplesPerCall = 65536;
+
+double seconds(uint32_t time, uint32_t time_scale) {
+  return time_scale == 0 ? 0 : static_cast<double>(time) / time_scale;
+}
+
+// A track that the parser can locate the samples of.
+struct Source {
+  const TrackRecord* record;
+  OpenTrack track{};
+  TrackFacts facts{};
+  double end = 0;
+};
+
+// The end of the last sample by the table of times. The duration in the header may be anything.
+double end_of(P3gppTrack* track, const TrackFacts& facts) {
+  uint32_t last = 0;
+  uint32_t before = 0;
+  uint32_t composition = 0;
+  const double stated = seconds(facts.duration, facts.time_scale);
+  if (facts.samples < 2) return stated;
+  if (P3GPP_GetSampleTime(track, facts.samples - 1, &before, &composition) != P3GPP_OK) return stated;
+  last = before;
+  if (P3GPP_GetSampleTime(track, facts.samples, &last, &composition) != P3GPP_OK || last <= before)
+    return std::max(stated, seconds(before, facts.time_scale));
+  return seconds(last, facts.time_scale) + seconds(last - before, facts.time_scale);
+}
+
+std::optional<Source> open_source(const ParsedMovie& movie, const TrackRecord& record) {
+  Source source{.record = &record};
+  if (!record.id || movie.has_external_data(record)) return std::nullopt;
+  if (movie.get_facts(*record.id, source.facts) != P3GPP_OK || source.facts.samples == 0) return std::nullopt;
+  source.track = movie.open_track_to_walk(*record.id);
+  if (!source.track) return std::nullopt;
+  source.end = end_of(source.track.get(), source.facts);
+  return source;
+}
+
+std::string reason_of(int32_t status) {
+  if (status == P3GPP_ERR_OUT_OF_RANGE) return "the tables end before it, or its time is too large";
+  return status == P3GPP_ERR_READ ? "its tables are cut off" : describe_status(status);
+}
+
+// Returns the time at which the walk ended.
+double walk_samples(const Source& source, uint64_t most, const Watch& watch, UnitCollector& collector,
+                    TrackFigure& figure, std::vector<std::string>& notes) {
+  SyncWalk sync(source.track.get(), source.facts.samples);
+  figure.all_are_sync = sync.every_sample_is_sync();
+  if (!figure.all_are_sync) figure.key_frames = 0;
+  uint32_t next_sync = figure.all_are_sync ? 0 : sync.next();
+  P3gppSample sample{};
+  const double unit_seconds = seconds(1, source.facts.time_scale);
+  double start = 0;
+  for (sample.number = 1; sample.number <= source.facts.samples; ++sample.number) {
+    if (sample.number % kSamplesPerCall == 0 && !watch(sample.number, source.facts.samples)) return start;
+    if (sample.number > most) {
+      notes.push_back(figure.name + ": only the first " + std::to_string(sample.number - 1) + " of " +
+                      counted(source.facts.samples, "sample") + " are drawn");
+      return start;
+    }
+    if (const int32_t status = P3GPP_ReadSample(source.track.get(), &sample); status != P3GPP_OK) {
+      figure.fault = "sample " + std::to_string(sample.number) + " cannot be located: " + reason_of(status);
+      figure.fault_from = start;
+      return start;
+    }
+    start = sample.decoding_time * unit_seconds;
+    const bool is_key = sample.number == next_sync;
+    if (is_key) {
+      ++*figure.key_frames;
+      next_sync = sync.next();
+    }
+    collector.add({sample.file_offset, sample.size, start, is_key});
+  }
+  return source.end;
+}
+
+// "AVC (High, level 1.2) 320x180", "text (tx3g)"
+std::string codec_text(const TrackDescription& track) {
+  const std::string type = printable(type_text(track.entry_type));
+  std::string text = track.codec.empty() ? kind_of(track.handler) + " (" + type + ")" : track.codec;
+  if (!track.profile.empty())
+    text += " (" + track.profile + (track.level.empty() ? "" : ", level " + track.level) + ")";
+  if (track.width && track.height)
+    text += " " + std::to_string(*track.width) + "x" + std::to_string(*track.height);
+  if (track.sample_rate) text += " " + std::to_string(*track.sample_rate) + " Hz";
+  return track.channels ? text + " " + counted(*track.channels, "channel") : text;
+}
+
+// "Video0" of a track that a pin plays, else "track 3".
+TrackFigure describe(const ParsedMovie& movie, const TrackRecord& record, const MovieDescription& description,
+                     const std::vector<PinLabel>& pins) {
+  TrackFigure figure{.name = "track " + std::to_string(record.number)};
+  const auto described = std::ranges::find(description.tracks, record.number, &TrackDescription::number);
+  if (described != description.tracks.end()) figure.codec = codec_text(*described);
+  figure.unit = is_video(record) || is_audio(record) ? "access unit" : "sample";
+  for (const PinLabel& pin : pins) {
+    if (movie.first_track(pin.track_type) == &record) figure.name = pin.name;
+  }
+  return figure;
+}
+
+// Faults that hide the samples of a track, or nothing.
+std::string missing_reason(const ParsedMovie& movie, const TrackRecord& record) {
+  if (!record.id) return "its header cannot be read";
+  if (movie.has_external_data(record)) return "its media data are in another file";
+  return "has no samples that can be located";
+}
+
+}  // namespace
+
+void add_boxes(const std::string& file, FileFigure& figure) {
+  FileStream stream(file);
+  const uint64_t end = stream.size();
+  uint64_t offset = 0;
+  while (offset < end && figure.boxes.size() < kMostBoxes) {
+    const std::optional<BoxHeader> header = read_box_header(stream, offset, end);
+    if (!header) {
+      figure.boxes.push_back({.offset = offset, .size = end - offset});
+      figure.faults.push_back(
+          {counted(end - offset, "byte") + " outside any box, at offset " + std::to_string(offset), offset,
+           false});
+      return;
+    }
+    const uint64_t size = std::min(header->size, end - offset);
+    const std::string type = printable(type_text(header->name()));
+    figure.boxes.push_back({type, offset, size, header->size - size});
+    if (header->size > size)
+      figure.faults.push_back({"box " + type + " at offset " + std::to_string(offset) +
+                                   " is cut off: it lacks " + counted(header->size - size, "byte"),
+                               end});
+    offset += size;
+  }
+  if (offset < end)
+    figure.notes.push_back("the boxes from offset " + std::to_string(offset) + " on are not drawn");
+}
+
+void add_tracks(const std::string& file, const ParsedMovie& movie, const std::vector<PinLabel>& pins,
+                const Watch& watch, FileFigure& figure) {
+  std::vector<Source> sources;
+  std::set<uint32_t> ids;  // the parser opens the first track of an ID
+  size_t left_out = 0;
+  for (const TrackRecord& record : movie.record().tracks) {
+    if (record.id && !ids.insert(*record.id).second) continue;
+    if (sources.size() == kMostTracks) {
+      ++left_out;
+    } else if (auto source = open_source(movie, record)) {
+      sources.push_back(std::move(*source));
+    } else {
+      figure.notes.push_back(place_of(record).text() + " is not drawn: " + missing_reason(movie, record));
+    }
+  }
+  if (left_out != 0) figure.notes.push_back("not drawn: " + counted(left_out, "more track"));
+  double end = 0;
+  for (const Source& source : sources) end = std::max(end, source.end);
+  figure.grid = make_grid(figure.grid.file_size, end, sources.size());
+  FileStream stream(file);
+  const MovieDescription description = describe_movie(stream);
+  uint64_t samples = 0;
+  for (const Source& source : sources) samples += source.facts.samples;
+  const uint64_t most = samples <= kMostSamples ? kMostSamples : kMostSamples / sources.size();
+  uint64_t bytes = 0;
+  for (const Source& source : sources) {
+    TrackFigure& track = figure.tracks.emplace_back(describe(movie, *source.record, description, pins));
+    UnitCollector collector(figure.grid, track);
+    collector.finish(walk_samples(source, most, watch, collector, track, figure.notes));
+    bytes += track.bytes;
+  }
+  if (bytes > figure.grid.file_size)
+    figure.notes.emplace_back("the sample tables describe more data than the file holds");
+}
+
+}  // namespace zdr::host::plot
