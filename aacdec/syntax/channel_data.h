@@ -70,15 +70,15 @@ struct PulseData {
 
 // Temporal noise shaping (TNS).
 struct TnsFilter {
-  uint8_t length = 0;  // bands
-  uint8_t order = 0;   // at most 12 in long, 7 in short windows; 0: the filter only moves the band range
-  bool downwards = false;
+  uint8_t length;  // bands
+  uint8_t order;   // at most 12 in long, 7 in short windows; 0: the filter only moves the band range
+  bool downwards;
   int8_t coefficient[kMaxTnsOrder];  // transmitted field, sign-extended from its coded width
 };
 
 struct TnsWindow {
-  uint8_t filter_count = 0;
-  uint8_t resolution = 3;  // bits of the quantiser, 3 or 4; the coded width is one less with coef_compress
+  uint8_t filter_count;
+  uint8_t resolution;  // bits of the quantiser, 3 or 4; the coded width is one less with coef_compress
   TnsFilter filter[kMaxTnsFilters];
 };
 

@@ -3,6 +3,7 @@
 #include "aacdec/syntax/channel_stream.h"
 
 #include <algorithm>
+#include <array>
 
 #include "aacdec/syntax/huffman.h"
 #include "aacdec/syntax/huffman_skip.h"
@@ -162,18 +163,14 @@ bool skip_scale_factor_data(BitReader& reader, const ChannelStream& channel) {
   static constexpr HuffmanTable kTable = ScaleFactorBook::kTable;
   static constexpr HuffmanSkipTable kSkips = make_skip_table<NoEscapes>(kTable);
   const ScaleFactorWords words = count_scale_factor_words(channel);
-  skip_words<NoEscapes>(reader, kTable, kSkips, words.before_noise);
+  BitCache bits = skip_words<NoEscapes>(BitCache(reader), kTable, kSkips, words.before_noise);
   if (words.has_noise) {
-    reader.skip(kFirstNoiseBits);
-    skip_words<NoEscapes>(reader, kTable, kSkips, words.after_noise);
+    bits.require(kFirstNoiseBits);
+    bits.consume(kFirstNoiseBits);
+    bits = skip_words<NoEscapes>(bits, kTable, kSkips, words.after_noise);
   }
+  reader.seek(bits.position());
   return !reader.past_end();
-}
-
-bool parse_spectral_run(BitReader& reader, int book, int start, int count, std::span<int16_t> quantised) {
-  if (quantised.empty()) return skip_spectral_values(reader, book, count);
-  return decode_spectral_values(reader, book,
-                                quantised.subspan(static_cast<size_t>(start), static_cast<size_t>(count)));
 }
 
 }  // namespace
@@ -238,10 +235,25 @@ bool parse_spectral_data(BitReader& reader, const StreamFormat& format, ChannelS
     const int windows = ics.group_length[group];
     const int start = group_start + bands.offsets[section.start] * windows;
     const int count = (bands.offsets[section.end] - bands.offsets[section.start]) * windows;
-    if (!parse_spectral_run(reader, section.book, start, count, quantised)) return false;
+    const auto values = quantised.subspan(static_cast<size_t>(start), static_cast<size_t>(count));
+    if (!decode_spectral_values(reader, section.book, values)) return false;
   }
-  if (channel.pulse.present && !quantised.empty()) add_pulses(channel.pulse, bands, quantised);
+  if (channel.pulse.present) add_pulses(channel.pulse, bands, quantised);
   return true;
+}
+
+bool skip_spectral_data(BitReader& reader, const StreamFormat& format, const ChannelStream& channel) {
+  const IcsInfo& ics = channel.ics;
+  const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, ics.is_short());
+  std::array<SpectralRun, kMaxBands> runs;
+  size_t count = 0;
+  for (int i = 0; i < channel.section_count; ++i) {
+    const Section& section = channel.section[i];
+    if (!is_spectral_book(section.book)) continue;
+    const int lines = bands.offsets[section.end] - bands.offsets[section.start];
+    runs[count++] = {section.book, static_cast<uint16_t>(lines * ics.group_length[section.group])};
+  }
+  return skip_spectral_values(reader, std::span(runs).first(count));
 }
 
 }  // namespace zdr::aacdec

@@ -20,9 +20,11 @@ bool parse_ics_info(BitReader& reader, const StreamFormat& format, IcsInfo& ics,
 bool parse_channel_side_info(BitReader& reader, const StreamFormat& format, bool common_window,
                              bool keep_values, ChannelStream& channel);
 
-// Reads spectral_data. `quantised` receives kFrameLength values, zeros and pulses included; if the span is
-// empty, the data are parsed without storing values. False for damaged data.
+// Reads spectral_data. `quantised` receives kFrameLength values, zeros and pulses included. False for damaged
+// data.
 bool parse_spectral_data(BitReader& reader, const StreamFormat& format, ChannelStream& channel,
                          std::span<int16_t> quantised);
+// The same without storing values.
+bool skip_spectral_data(BitReader& reader, const StreamFormat& format, const ChannelStream& channel);
 
 }  // namespace zdr::aacdec

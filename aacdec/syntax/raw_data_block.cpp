@@ -85,10 +85,11 @@ class BlockParser {
 
   bool parse_channel(int number, bool common_window) {
     ChannelStream& channel = frame_.channel[number];
-    const auto quantised =
-        context_.keep_values ? std::span<int16_t>(frame_.quantised[number]) : std::span<int16_t>();
-    return parse_channel_side_info(reader_, context_.format, common_window, context_.keep_values, channel) &&
-           parse_spectral_data(reader_, context_.format, channel, quantised);
+    if (!parse_channel_side_info(reader_, context_.format, common_window, context_.keep_values, channel))
+      return false;
+    return context_.keep_values
+               ? parse_spectral_data(reader_, context_.format, channel, frame_.quantised[number])
+               : skip_spectral_data(reader_, context_.format, channel);
   }
 
   bool parse_single_channel() {
@@ -133,6 +134,10 @@ class BlockParser {
   }
 
   void parse_ms_used(const IcsInfo& ics) {
+    if (!context_.keep_values) {
+      reader_.skip(uint64_t{ics.group_count} * ics.max_sfb);
+      return;
+    }
     // A window holds the bits of a group, which has at most 51 bands.
     for (int group = 0; group < ics.group_count; ++group) {
       uint64_t window = reader_.window();

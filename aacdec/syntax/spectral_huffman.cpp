@@ -301,13 +301,17 @@ bool decode_spectral_values(BitReader& reader, int book, std::span<int16_t> valu
   return !reader.past_end();
 }
 
-bool skip_spectral_values(BitReader& reader, int book, int count) {
-  const int words = kShapes[book].dimension == 4 ? count / 4 : count / 2;
-  if (book == kLastSpectralBook) {
-    skip_words<PairEscapes>(reader, kTables[book], *kSkips[book], words);
-  } else {
-    skip_words<NoEscapes>(reader, kTables[book], *kSkips[book], words);
+bool skip_spectral_values(BitReader& reader, std::span<const SpectralRun> runs) {
+  BitCache bits(reader);
+  for (const SpectralRun run : runs) {
+    const int words = run.count >> (kShapes[run.book].dimension == 4 ? 2 : 1);
+    if (run.book == kLastSpectralBook) {
+      bits = skip_words<PairEscapes>(bits, kTables[kLastSpectralBook], *kSkips[kLastSpectralBook], words);
+    } else {
+      bits = skip_words<NoEscapes>(bits, kTables[run.book], *kSkips[run.book], words);
+    }
   }
+  reader.seek(bits.position());
   return !reader.past_end();
 }
 

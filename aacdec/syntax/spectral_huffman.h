@@ -20,7 +20,12 @@ inline constexpr int kLastSpectralBook = 11;
 // rejects them.
 bool decode_spectral_values(BitReader& reader, int book, std::span<int16_t> values);
 
-// The same without storing the values, for measuring a frame.
-bool skip_spectral_values(BitReader& reader, int book, int count);
+struct SpectralRun {
+  uint16_t book;
+  uint16_t count;  // of values
+};
+
+// Passes over the values of several runs, for measuring a frame. False as above.
+bool skip_spectral_values(BitReader& reader, std::span<const SpectralRun> runs);
 
 }  // namespace zdr::aacdec

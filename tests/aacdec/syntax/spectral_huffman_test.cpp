@@ -31,7 +31,7 @@ TEST(SpectralBooks, KeptEscapesMayHaveAnyPrefixAndKeep16Bits) {
       BitReader reader(bytes.data(), bytes.size());
       BitReader skipper = reader;
       std::vector<int16_t> values(4, 77);
-      ASSERT_TRUE(decode_spectral_values(reader, 11, values) && skip_spectral_values(skipper, 11, 4));
+      ASSERT_TRUE(decode_spectral_values(reader, 11, values) && skip_spectral_values(skipper, {{{11, 4}}}));
       ASSERT_EQ(values[0], static_cast<int16_t>(negative ? 0 - value : value)) << prefix;
       ASSERT_EQ(values[1] | values[2] | values[3], 0);
       ASSERT_TRUE(reader.position() == w.size() && skipper.position() == w.size()) << prefix;
