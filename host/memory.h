@@ -13,8 +13,8 @@
 
 namespace zdr::host {
 
-// Files cannot be opened because the system's limit of open files is reached, which the module and the
-// libraries report as exhausted memory.
+// Thrown when the system's limit of open files is reached, which the module and the libraries report as
+// exhausted memory.
 class TooManyFiles : public std::bad_alloc {
  public:
   explicit TooManyFiles(int system_error) : system_error_(system_error) {}

@@ -184,6 +184,23 @@ std::string contradiction(const CLI::App& command) {
   return {};
 }
 
+void add_commands(CLI::App& app, const CommandTable& table, ParsedLine& line) {
+  app.set_help_flag("-h,--help", "print the usage");
+  app.set_version_flag("--version", std::string("zdr ") + kVersion, "print the version");
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.get_formatter()->label("Positionals", "Operands");
+  app.require_subcommand(1);
+  for (const CommandRow& row : table.commands) {
+    CLI::App* command = app.add_subcommand(row.name, row.summary);
+    command->group(row.listed ? "Commands" : "");
+    add_operand(*command, row, line.options);
+    for (const OptionRow& option : table.options) {
+      if ((option.commands & row.bit) != 0) add_option(*command, option, line.options);
+    }
+    command->callback([&line, &row] { line.command = &row; });
+  }
+}
+
 // Reports words that a command does not take.
 ParsedLine refuse_extras(const std::vector<std::string>& extras, const CommandRow& command,
                          const CommandTable& table) {
@@ -201,13 +218,26 @@ ParsedLine refuse_extras(const std::vector<std::string>& extras, const CommandRo
 std::string conflict_of(const Options& options) {
   const bool is_part = !(options.start.empty() && options.stop.empty());
   if (!options.explain_seek.empty() && (is_part || !options.only.empty()))
-    return "--explain-seek plays all pins, without --start, --stop and --only";
-  if (options.trim && is_part) return "--trim plays the whole file, without --start and --stop";
-  if (options.cover == "-") return "--cover needs a file: standard output has the description";
+    return "--explain-seek cannot be used with --start, --stop or --only";
+  if (options.trim && is_part) return "--trim cannot be used with --start or --stop";
+  if (options.cover == "-") return "--cover needs a file: the description goes to standard output";
   if (options.output != "-") return "";
   if (options.files.size() > 1) return "--output - takes one file";
   if (options.all_key_frames) return "--output - takes one picture";
   return options.json ? "--output - and --json both write to standard output" : "";
+}
+
+// Why the command cannot do what the options say together; empty if it can.
+std::string refusal_of(const CLI::App& command, const ParsedLine& line) {
+  const Options& options = line.options;
+  if (std::string reason = contradiction(command); !reason.empty()) return reason;
+  const bool is_keyframe = line.command->bit == kKeyframe;
+  if (is_keyframe && (options.index != 0) + !options.at.empty() + options.all_key_frames != 1)
+    return "exactly one of N, --at TIME and --all is needed";
+  const std::optional<int64_t> start = parse_time(options.start);
+  const std::optional<int64_t> stop = parse_time(options.stop);
+  if (stop && *stop <= start.value_or(0)) return "--stop is not after --start";
+  return conflict_of(options);
 }
 
 std::string with_small_letter(std::string text) {
@@ -235,20 +265,7 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
 
   ParsedLine line;
   CLI::App app("Plays 3GPP/MP4, AMR and AAC files through the ZdrMp4Source filter.", "zdr");
-  app.set_help_flag("-h,--help", "print the usage");
-  app.set_version_flag("--version", std::string("zdr ") + kVersion, "print the version");
-  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-  app.get_formatter()->label("Positionals", "Operands");
-  app.require_subcommand(1);
-  for (const CommandRow& row : table.commands) {
-    CLI::App* command = app.add_subcommand(row.name, row.summary);
-    command->group(row.listed ? "Commands" : "");
-    add_operand(*command, row, line.options);
-    for (const OptionRow& option : table.options) {
-      if ((option.commands & row.bit) != 0) add_option(*command, option, line.options);
-    }
-    command->callback([&line, &row] { line.command = &row; });
-  }
+  add_commands(app, table, line);
   const std::string command = words[0].starts_with('-') ? "" : words[0];
   try {
     std::ranges::reverse(words);  // the order that CLI11 expects
@@ -269,18 +286,9 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     return refuse(with_small_letter(error.what()), command);
   }
-  const std::string refusal = contradiction(*app.get_subcommand(line.command->name));
-  if (!refusal.empty()) return refuse(refusal, command);
   line.options.json = line.options.json || line.options.json_lines;
-  const bool is_keyframe = line.command != nullptr && line.command->bit == kKeyframe;
-  const Options& chosen = line.options;
-  if (is_keyframe && (chosen.index != 0) + !chosen.at.empty() + chosen.all_key_frames != 1)
-    return refuse("one of N, --at TIME and --all is needed", command);
-  const std::optional<int64_t> start = parse_time(line.options.start);
-  const std::optional<int64_t> stop = parse_time(line.options.stop);
-  if (stop && *stop <= start.value_or(0)) return refuse("--stop is not after --start", command);
-  const std::string conflict = conflict_of(line.options);
-  if (!conflict.empty()) return refuse(conflict, command);
+  const std::string refusal = refusal_of(*app.get_subcommand(line.command->name), line);
+  if (!refusal.empty()) return refuse(refusal, command);
   return line;
 }
 

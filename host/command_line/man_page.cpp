@@ -46,8 +46,8 @@ runs it only for \-\-seek, and also draws files that the module does not open.
 lists the boxes of a file without the module, even if the file does not open; boxes that the parser does
 not use are marked as not read.
 .B keyframes
-lists the key frames of the video, also without the module. The other commands register the module, and print the registry or a
-completion script.
+lists the key frames of the video, also without the module. The other commands register the module,
+and print the registry or a completion script.
 .PP
 Results go to standard output. Messages go to standard error, one line each. Errors report
 what went wrong, and notes list what is left out by design.
@@ -85,11 +85,11 @@ constexpr Term kColumns[] = {
 
 constexpr Term kVerdicts[] = {
     {"ok", "everything was delivered, except what is left out by design"},
-    {"damaged",
-     "something that is there is wrong: a box, or the access units that are listed below the line"},
+    {"damaged", "data is present, but wrong: a box, or the access units that are listed below the line"},
     {"lost", "something is missing"},
     {"not supported", "nothing in the file can be played"},
-    {"unreadable", "the file does not exist, may not be read, or is no media file"},
+    {"unreadable",
+     "the file does not exist or may not be read, an .aac file is not recognised, or the run failed"},
     {"differs", "a digest is not that of the manifest"},
     {"missing", "a stream of the manifest was not delivered"},
 };
@@ -117,17 +117,17 @@ Times are decoding times. Faults are listed, and marked where they are. At most 
 constexpr const char* kManifests = R"(.PP
 With
 .B \-\-hash
-a line with the digest, two blanks and a name, as of
-.BR sha256sum (1),
-is printed for each stream, and the other lines begin with #. The name is \fIFILE\fR:\fIPIN\fR, as in
-clip.mp4:Video0, with the file as given or found; \fIFILE\fR:\fIPIN\fR.pcm if the AAC of a movie was decoded for the
-digest (\-\-decode). The digest is that of all access units one after the other, without the size tables of AAC samples;
-of an AAC file that of the PCM.
+each stream has a line in the format of
+.BR sha256sum (1):
+the digest, two spaces and a name. All other lines begin with #. The name is \fIFILE\fR:\fIPIN\fR, as in
+clip.mp4:Video0, with the file as given or found; it is \fIFILE\fR:\fIPIN\fR.pcm if the AAC of a movie was
+decoded for the digest (\-\-decode). The digest covers all access units in order, without the size tables
+of AAC samples; for an AAC file it covers the PCM.
 .B \-\-against
 reads such lines and ignores those that begin with #.
 .PP
-Of folders, all files with known extensions are verified, sorted by name, with those of the folders inside. Links to
-folders are not followed.
+In a folder, all files with known extensions are verified, sorted by name, also those in subfolders. Links
+to folders are not followed.
 )";
 
 constexpr Term kExitCodes[] = {
@@ -142,13 +142,11 @@ constexpr Term kExitCodes[] = {
     {"3",
      "Done, but something was lost: the file is cut off or became unreadable, a track or an access unit is "
      "damaged, a pin failed, no sample arrived in time (--stall-timeout), or the sample tables describe more "
-     "data than the file holds (--allow-overlap). A stream differs from the manifest (--against)."},
+     "data than the file holds (--allow-overlap). Or a stream differs from the manifest (--against)."},
     {"4",
      "Not supported: an unknown extension, or no track that can be played. Or the file does not have what "
-     "was "
-     "requested: a key frame of that number, a box or table, a cover image, a stream (--only), or the time "
-     "of "
-     "--start."},
+     "was requested: a key frame of that number, a box or table, a cover image, a stream (--only), or the "
+     "time of --start."},
     {"5",
      "An output could not be written: it exists and --force was not given, the folder cannot be written "
      "to, the disk is full, or standard output cannot be written."},
@@ -211,10 +209,10 @@ the program.
 )";
 
 constexpr const char* kSignals = R"(.SH SIGNALS
-SIGINT, SIGTERM and SIGHUP end a run of play, verify, plot, samples, keyframes or keyframe \-\-all within a second; incomplete outputs remain as
-\fINAME\fR.part, and verify prints what it knows. A second signal ends the program at once, as the first
-does in the other commands. A signal that was ignored when the program started, as under nohup, remains
-ignored.
+SIGINT, SIGTERM and SIGHUP end a run of play, verify, plot, samples, keyframes or keyframe \-\-all within a
+second; incomplete outputs remain as \fINAME\fR.part, and verify prints the results so far. A second
+signal ends the program at once, as the first does in the other commands. A signal that was ignored when
+the program started, as under nohup, remains ignored.
 )";
 
 constexpr const char* kLimits = R"(.SH LIMITS
@@ -224,12 +222,14 @@ Only the first audio and the first video track of a file are played, and only co
 output format above. Text tracks are not read.
 .IP \(bu 2
 Edit lists are not applied, so priming is not trimmed, unless \fB\-\-trim\fR is given; a list of several
-edits never is. But an empty edit at the start delays a track, and what that shifts past its end is not played.
+edits never is. But an empty edit at the start delays a track; media that this moves past the end of the
+track are not played.
 .IP \(bu 2
-Of an AAC file, the last one to three frames are not read, and parametric stereo is not used. Of a speech file,
-the last frame is not delivered if it would be a media sample of its own.
+Of an AAC file, the last one to three frames are not read, and parametric stereo is not used. Of a speech
+file, the last frame is not delivered if it would be a media sample of its own.
 .PP
-Movie fragments, headers with 64\-bit times and media data in another file are not read, and reported as lost.
+Movie fragments, headers with 64\-bit times and media data in another file are not read; what is missing
+because of that is reported as lost.
 .PP
 AAC is decoded if it is LC or LTP, mono or stereo, with frames of 1024 samples, with or without SBR
 and parametric stereo. An AAC file is read up to 2 GiB. Files must be seekable.

@@ -1,4 +1,4 @@
-// `zdr samples --explain-seek`: tells where a seek begins each pin, and what it reads for that.
+// `zdr samples --explain-seek`: shows where each pin begins after a seek, and what the seek reads.
 #include <iomanip>
 #include <ostream>
 
@@ -60,7 +60,7 @@ void print_reads(std::ostream& out, const SeekExplanation& seek) {
   for (const ReadGroup& group : seek.groups) {
     out << "    ";
     if (group.table.empty()) {
-      out << "media data";
+      out << "outside the tables";
     } else {
       out << group.table << " of " << (group.pin.empty() ? "another track" : group.pin) << ", "
           << (group.first_entry == group.last_entry ? "entry " : "entries ") << group.first_entry;

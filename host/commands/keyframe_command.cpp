@@ -196,7 +196,7 @@ ExitCode KeyFrames::extract(IBaseFilter& filter, uint32_t number, std::optional<
 ExitCode KeyFrames::write_to_stdout(Picture& picture, Bytes frame) {
   StandardOutput output(out_);
   if (host::write_picture(output, *picture.writer, frame)) return ExitCode::kDone;
-  return ExitCode::kCannotWrite;  // reported at the end of the program, unless the reader has all it wanted
+  return ExitCode::kCannotWrite;  // reported at the end of the program, unless the reader closed the pipe
 }
 
 ExitCode KeyFrames::write_frame(Picture& picture, Bytes frame, uint32_t number,

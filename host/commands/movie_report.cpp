@@ -1,4 +1,5 @@
-// The filter plays the first track of each kind that the parser could read.
+// Adds to each track the pin that plays it, or why none does. The filter plays the first track of each kind
+// that the parser could read.
 #include "host/commands/movie_report.h"
 
 #include <algorithm>

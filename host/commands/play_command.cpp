@@ -133,7 +133,7 @@ void FilePlayback::report_untrimmed(const StreamRecorder& recorder) {
             " s " + place;
   }
   messages_.note({MessageCode::kEditsNotApplied, file_, Place::pin(recorder.pin_name()),
-                  rest + " what the edit list shows remains, in access units that decoding needs", ""});
+                  "not trimmed: " + rest + " the edit, in access units that decoding needs", ""});
 }
 
 ExitCode FilePlayback::report_partial(const StreamRecorder& recorder) {

@@ -1,4 +1,4 @@
-// Prints what is known, and leaves out what is not.
+// Formats the description of a movie. Values that are not known are left out.
 #include "host/commands/track_output.h"
 
 #include <array>
@@ -21,7 +21,7 @@ std::string type_of(std::string_view four_characters) {
   return printable(type_text(four_characters));
 }
 
-// In 100 ns units; 0 if the time scale is.
+// In 100 ns units; 0 if the time scale is 0.
 int64_t time_of(uint64_t units, uint64_t time_scale) {
   if (time_scale == 0) return 0;
   const uint64_t whole = units / time_scale;
@@ -38,7 +38,7 @@ std::string seconds(uint64_t units, uint64_t time_scale) {
   return std::to_string(units) + "/" + std::to_string(time_scale) + " s";
 }
 
-// The bytes that are no media data; nothing if they cannot be counted, or the tables claim more media data
+// The bytes that are not media data; nothing if they cannot be counted, or the tables claim more media data
 // than the file has.
 Number overhead_of(const MovieDescription& movie) {
   uint64_t media_bytes = 0;
@@ -140,7 +140,7 @@ std::vector<std::string> media_pieces(const TrackDescription& track, bool is_ful
     pieces.push_back(std::to_string(*track.sample_rate) + " Hz" +
                      (track.core_rate ? " (core " + std::to_string(*track.core_rate) + " Hz)" : ""));
   if (is_full && track.peak_bit_rate)
-    pieces.push_back("peak second " + std::to_string(*track.peak_bit_rate) + " bit/s");
+    pieces.push_back("peak " + std::to_string(*track.peak_bit_rate) + " bit/s");
   return pieces;
 }
 

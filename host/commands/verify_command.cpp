@@ -1,4 +1,5 @@
-// `zdr verify`: plays files to nothing, says whether all of each came, and compares digests with a manifest.
+// `zdr verify`: plays files without writing them, reports what is damaged or missing, and compares digests
+// with a manifest.
 #include <functional>
 #include <ostream>
 #include <string>
@@ -17,7 +18,7 @@
 namespace zdr::host {
 namespace {
 
-// The files of the command line, with those of its folders, and what is wrong with folders.
+// The files that the command line names, or that are in its folders, and the folders without a result.
 struct Operands {
   std::vector<std::string> files;
   std::vector<FileVerdict> failed_folders;

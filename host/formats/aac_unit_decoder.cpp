@@ -1,4 +1,4 @@
-// Measures each access unit before it is decoded, so that a damaged one is bridged.
+// Measures each access unit before it is decoded, so that a damaged one can be concealed.
 #include "host/formats/aac_unit_decoder.h"
 
 #include <algorithm>
@@ -79,8 +79,8 @@ AacUnitDecoder::Output AacUnitDecoder::decode(Bytes unit) {
   if (outcome == Outcome::kDecoded) return {pcm(pcm_bytes), false};
   // Before the first frame there is no replacement.
   if (outcome == Outcome::kFailed && !holds_frame_) return {{}, true};
-  // Damage that only decoding detects leaves the frame that the decoder held in the buffer, of whose size
-  // `pcm_bytes` still is.
+  // After damage that only decoding detects, the buffer has the frame that the decoder held, and `pcm_bytes`
+  // is still its size.
   if (outcome == Outcome::kFailed && !decodable && feed({}, pcm_bytes) == Outcome::kFailed) return {{}, true};
   return {pcm(pcm_bytes), true};
 }

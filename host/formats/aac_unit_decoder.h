@@ -39,7 +39,7 @@ class AacUnitDecoder {
   enum class Outcome { kDecoded, kConcealed, kFailed };
 
   bool configure(Bytes config, Bytes first_unit);
-  // Measures the unit. A damaged one is reported as lost, so that the decoder bridges it. One that passes can
+  // Measures the unit. A damaged one is passed as lost, so that the decoder conceals it. One that passes can
   // still be damaged in its SBR data, but not in what the decoder checks before it outputs the held frame.
   bool is_decodable(Bytes unit);
   // An empty unit is a lost one. Yields PCM unless decoding fails.

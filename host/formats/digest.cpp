@@ -1,4 +1,4 @@
-// Passes the bytes to the functions of the libraries.
+// Computes digests with Nettle and CRC-32 with zlib.
 #include "host/formats/digest.h"
 
 #include <zlib.h>

@@ -1,5 +1,5 @@
 // Checksums of what was delivered: CRC-32 by zlib, MD5 and SHA-256 by Nettle, whose contexts are plain
-// records, so that a digest takes no memory and cannot fail.
+// records, so that hashing allocates no memory and cannot fail.
 #pragma once
 
 #include <nettle/md5.h>
@@ -15,7 +15,7 @@
 
 namespace zdr::host {
 
-// As zip and PNG use it.
+// The CRC-32 of zip and PNG.
 uint32_t crc32_of(Bytes bytes);
 
 enum class DigestKind : uint8_t { kMd5, kSha256 };
@@ -30,7 +30,7 @@ class Digest {
   explicit Digest(DigestKind kind);
 
   void add(Bytes bytes);
-  // The digest of all bytes so far in lower-case hexadecimal digits. Begins anew.
+  // The digest of all bytes so far in lower-case hexadecimal digits. Resets the object.
   std::string finish();
 
  private:

@@ -9,13 +9,13 @@ namespace zdr::host {
 struct ShownMedia {
   uint64_t time_scale = 0;  // units per second
   uint64_t begin = 0;
-  uint64_t end = UINT64_MAX;  // UINT64_MAX: with the end of the media
+  uint64_t end = UINT64_MAX;  // UINT64_MAX: to the end of the media
 
-  // The access units that have the shown media, with those before that decoding needs: from the sync sample
-  // of video, one more of audio.
+  // The access units of the shown media, and those before them that decoding needs: from the sync sample for
+  // video, one more for audio.
   uint32_t first_unit = 1;
   uint32_t last_unit = UINT32_MAX;
-  // What these access units have before and after the shown media.
+  // The durations of the media in these access units before and after the shown media.
   uint64_t rest_before = 0;
   uint64_t rest_after = 0;
 };

@@ -2,6 +2,8 @@
 #include "host/graph/delivery_check.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
@@ -144,8 +146,12 @@ ExitCode DeliveryCheck::check_speech_file() const {
 ExitCode DeliveryCheck::check_silence() const {
   constexpr int64_t kLongestSample = 500 * kUnitsPerMillisecond;  // ten frames
   const bool is_aac_file = mp4source::source_kind_of(play_.file) == mp4source::SOURCE_KIND_AAC;
-  const bool is_loss =
-      play_.range.is_whole ? is_aac_file || stop_ != 0 : stop_ - play_.range.start > kLongestSample;
+  // More than a magic line, of which the longest is "#!AMR-WB\n".
+  constexpr uintmax_t kMagicLine = 9;
+  std::error_code code;
+  const bool has_data = std::filesystem::file_size(play_.file, code) > kMagicLine;
+  const bool is_loss = play_.range.is_whole ? is_aac_file || stop_ != 0 || has_data
+                                            : stop_ - play_.range.start > kLongestSample;
   return report(MessageCode::kNothingDelivered, "delivered no sample", is_loss);
 }
 

@@ -51,7 +51,7 @@ struct SizeColumn {
 };
 
 struct TrackFigure {
-  std::string name{};  // "Video0", or "text track 3" of a track that no pin plays
+  std::string name{};  // "Video0", or "track 3" of a track that no pin plays
   std::string codec{};
   std::string unit{};  // "access unit"
   uint64_t units = 0;

@@ -1,4 +1,4 @@
-// What the process reads from files between two moments.
+// Records what the process reads from files between begin() and end().
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ class ReadTrace final : public platform::ReadObserver {
   ReadTrace& operator=(const ReadTrace&) = delete;
 
   void begin() { platform::set_read_observer(this); }
-  // Any thread; again without effect.
+  // May be called on any thread, and more than once.
   void end() { platform::set_read_observer(nullptr); }
 
   // Call after end().

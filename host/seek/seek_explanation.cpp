@@ -1,4 +1,4 @@
-// Runs the seek with an observer of reads, and looks up in the sample tables what it has found.
+// Runs the seek with an observer of reads, and finds the sample tables and entries that were read.
 #include "host/seek/seek_explanation.h"
 
 #include <algorithm>

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+
 #include "platform/win32/file_names.h"
 
 namespace zdr::host {
@@ -17,7 +19,9 @@ std::string to_utf8(std::u16string_view text) {
 }
 
 std::u16string wide_file_name(std::string_view name) {
-  return platform::utf16_file_name(name);
+  std::u16string wide = platform::utf16_file_name(name);
+  std::ranges::replace(wide, u'\\', platform::kLiteralBackslash);
+  return wide;
 }
 
 std::string native_file_name(std::u16string_view name) {

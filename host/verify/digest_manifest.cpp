@@ -1,4 +1,4 @@
-// Reads and writes the lines.
+// Parses and formats the lines of a manifest.
 #include "host/verify/digest_manifest.h"
 
 #include <algorithm>
@@ -73,7 +73,7 @@ ExitCode DigestManifest::read(const std::string& file, Messages& messages) {
     if (line.empty() || line[0] == '#' || add(line)) continue;
     messages.error(
         {MessageCode::kFileDamaged, file, Place::line(number),
-         "is not a digest (32 digits of MD5 or 64 of SHA-256, the same in all lines), two blanks and a name",
+         "is not a digest (32 digits of MD5 or 64 of SHA-256, the same in all lines), two spaces and a name",
          ""});
     return ExitCode::kCannotOpen;
   }

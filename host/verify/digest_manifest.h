@@ -1,4 +1,4 @@
-// Manifests of digests, in the form of sha256sum and its like: digest, two blanks, name.
+// Manifests of digests, in the format of sha256sum: digest, two spaces, name.
 #pragma once
 
 #include <map>
@@ -20,7 +20,7 @@ class DigestManifest {
   // Reads a manifest. Lines that begin with # are comments. Reports the reason for a failure.
   ExitCode read(const std::string& file, Messages& messages);
 
-  // Of all lines.
+  // The kind of all its digests; read() refuses a mixture.
   DigestKind kind() const { return kind_; }
 
   // The digest of a name, which then counts as seen; null if the manifest has none.

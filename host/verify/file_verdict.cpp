@@ -1,4 +1,4 @@
-// Chooses the verdict, and packs records.
+// Derives verdicts from errors, and converts them to bytes and back.
 #include "host/verify/file_verdict.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace {
 constexpr std::array<std::string_view, kVerdicts> kWords = {
     "ok", "damaged", "lost", "not supported", "unreadable", "differs", "missing", "interrupted"};
 
-// Of what is lost: its bytes are there, but wrong.
+// Losses of data that is present, but wrong.
 constexpr MessageCode kDamage[] = {MessageCode::kFileDamaged, MessageCode::kUnitsDamaged,
                                    MessageCode::kStreamIncomplete};
 // Why a file does not open, other than damage.

@@ -28,7 +28,7 @@ inline constexpr size_t kVerdicts = 8;
 // "ok", "not supported" ...
 std::string_view word_of(Verdict verdict);
 
-// The verdict by the exit code of a run and its errors.
+// Derives the verdict from the exit code of a run and its errors.
 Verdict verdict_of(ExitCode code, const std::vector<Message>& errors);
 
 struct StreamVerdict {

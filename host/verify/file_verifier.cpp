@@ -1,4 +1,4 @@
-// The run of `play` with consumers that store nothing, and what they found.
+// Runs the graph as `play` does, with consumers that store nothing, and collects what they found.
 #include "host/verify/file_verifier.h"
 
 #include <limits>
@@ -66,7 +66,7 @@ ExitCode FileVerifier::check_decoding(const StreamVerifier& stream) {
                   counted(damaged, "damaged access unit") + ": " + stream.first_decoding_damage());
   }
   if (stream.is_decoded()) return ExitCode::kDone;
-  // Only what was asked for can be missing.
+  // Without --decode, decoding is only an additional check.
   return report(stream, options_.decode ? ExitCode::kNotSupported : ExitCode::kDone,
                 MessageCode::kTrackNotPlayed, "not decoded: the decoder does not support this AAC stream");
 }

@@ -1,4 +1,4 @@
-// Plays one file to nothing and says whether all of it came, and came sound.
+// Plays one file without writing it, and finds out whether all of it is delivered undamaged.
 #pragma once
 
 #include <string>

@@ -75,7 +75,7 @@ void VerdictReport::print(const FileVerdict& verdict) {
     if (!options_.hash.empty() && !stream.digest.empty())
       out_ << manifest_line(stream.digest, stream.name) << "\n";
   }
-  // Among digests, no name may begin a new line.
+  // In a manifest, a name must not break the line.
   const std::string name = options_.hash.empty() ? shown_name(verdict.file) : printable(verdict.file);
   out_ << prefix_ << name << ": " << line_of(verdict) << "\n";
   for (size_t i = 1; i < verdict.errors.size(); ++i)

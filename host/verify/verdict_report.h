@@ -18,7 +18,7 @@ class VerdictReport {
 
   // Prints the verdict at once.
   void add(const FileVerdict& verdict);
-  // Prints the total of several files. The worst of their exit codes.
+  // Prints the total of several files. Returns the worst of their exit codes.
   ExitCode finish();
   // Number of files, without one that was interrupted.
   uint64_t files() const;
@@ -30,7 +30,7 @@ class VerdictReport {
   const Options& options_;
   const bool is_list_;
   std::ostream& out_;
-  // Of lines that are not part of the manifest: # among digests.
+  // Begins the lines that are not digests: "# " with --hash, else empty.
   const char* const prefix_;
   std::unique_ptr<JsonReport> json_;
   std::array<uint64_t, kVerdicts> counts_{};

@@ -1,5 +1,5 @@
-// A name goes to a worker as soon as the worker is idle. An answer is a size of eight bytes and a packed
-// verdict.
+// Sends the name of the next file to each worker that is idle. An answer is a size of eight bytes and a
+// packed verdict.
 #include "host/verify/worker_pool.h"
 
 #include <algorithm>
@@ -74,12 +74,12 @@ class Pool {
       collect();
       report_finished();
     }
-    // What is known although an earlier file is not.
+    // After an interruption: the verdicts that waited for an earlier file.
     for (auto& [index, verdict] : finished_) report_(std::move(verdict));
   }
 
  private:
-  // Workers may be ahead of the file that is reported next, but only so far.
+  // Limits how far the workers are ahead of the file that is reported next.
   bool has_next() const { return next_ < std::min(files_.size(), reported_ + kMostAhead); }
 
   void assign(Worker& worker) {
@@ -91,7 +91,7 @@ class Pool {
     if (error == 0) return;
     worker.process.end();
     finished_.emplace(worker.file,
-                      failed(name, std::string("no process can verify it: ") + std::strerror(error)));
+                      failed(name, std::string("cannot be passed to a process: ") + std::strerror(error)));
   }
 
   void collect() {
@@ -108,7 +108,7 @@ class Pool {
 
   void receive(Worker& worker) {
     if (!worker.process.receive(worker.received)) {
-      // It has ended without an answer, and the next file starts another one.
+      // The process has ended without an answer; the next file starts another one.
       worker.process.end();
       return finish(worker,
                     failed(files_[worker.file], "the process that verified it has ended unexpectedly"));
@@ -120,7 +120,7 @@ class Pool {
     FileVerdict verdict;
     const bool is_whole = unpack(std::string_view(worker.received).substr(sizeof size), verdict);
     finish(worker,
-           is_whole ? std::move(verdict) : failed(files_[worker.file], "the answer of a process is damaged"));
+           is_whole ? std::move(verdict) : failed(files_[worker.file], "its process has sent invalid bytes"));
   }
 
   void finish(Worker& worker, FileVerdict verdict) {

@@ -18,7 +18,7 @@ class Output {
 
   virtual bool open() = 0;
   virtual bool write(Bytes bytes) = 0;
-  // False for a pipe: what was written remains as it is, so sizes in headers have to stay open.
+  // False for a pipe: what was written remains as it is, so sizes in headers are not filled in.
   virtual bool can_rewrite() const = 0;
   // Overwrites bytes written before, such as header fields that are known only at the end. Also after a
   // failed write, within size().

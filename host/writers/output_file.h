@@ -18,8 +18,8 @@ namespace zdr::host {
 // failed, or nothing.
 std::string create_folder(const std::string& name);
 
-// The path of an output that is given as a file, or as the folder for a file of this name: one that exists,
-// or whose name ends with a separator. Without a name given, the current folder.
+// Returns `given` if it is a file, or `file_name` in it if it is a folder: one that exists, or whose name
+// ends with a separator. If `given` is empty, the folder is the current one.
 std::filesystem::path output_path(const std::string& given, const std::string& file_name);
 
 class OutputFile final : public Output {

@@ -1,4 +1,4 @@
-// Standard output as the output of one stream (`zdr play -o -`).
+// Standard output as the output of one stream or picture (`-o -`).
 #pragma once
 
 #include <ostream>

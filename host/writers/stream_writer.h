@@ -17,8 +17,8 @@ class StreamWriter {
  public:
   virtual ~StreamWriter() = default;
 
-  // Call before begin(). False for access units, which a writer cannot cut; true if it writes the shown media
-  // only.
+  // Call before begin(). Returns true if the writer will write only the shown media, false if it writes
+  // access units, which it cannot cut.
   virtual bool trim(const ShownMedia&) { return false; }
 
   // Writes what precedes the first access unit.

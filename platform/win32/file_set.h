@@ -1,5 +1,5 @@
-// A set of files, known by what they are: a file that has several names, through links and folders, is in it
-// once.
+// A set of files, identified by device and inode: a file that has several names, through links or folders,
+// is in it once.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ class FileSet {
   ZDR_PLATFORM_API bool contains(const std::string& path) const noexcept;
 
  private:
-  std::set<std::pair<uint64_t, uint64_t>> files_;  // device and number of each
+  std::set<std::pair<uint64_t, uint64_t>> files_;  // device and inode of each
 };
 
 }  // namespace zdr::platform

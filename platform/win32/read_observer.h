@@ -1,4 +1,4 @@
-// Shows a program what it reads from files, so that it can tell what an operation costs.
+// Reports to a program what it reads from files, so that it can measure what an operation costs.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ class ReadObserver {
   ~ReadObserver() = default;
 };
 
-// Replaces the observer of the process; null: none. When it returns, the old one is not called any more.
+// Replaces the observer of the process; null: none. After it returns, the old one is not called any more.
 ZDR_PLATFORM_API void set_read_observer(ReadObserver* observer) noexcept;
 
 }  // namespace zdr::platform

@@ -25,8 +25,8 @@ class WorkerProcess {
   bool is_running() const { return process_ > 0; }
   // Writes all bytes to the standard input of the process. EPIPE if it has ended.
   ZDR_PLATFORM_API int send(std::string_view bytes) noexcept;
-  // Adds what the process has printed so far to `received`; waits if that is nothing. False at the end of its
-  // output.
+  // Appends what the process has written so far to `received`; waits if that is nothing. False at the end of
+  // its output.
   ZDR_PLATFORM_API bool receive(std::string& received);
   // Closes both pipes and waits for the end of the process.
   ZDR_PLATFORM_API void end() noexcept;
@@ -34,7 +34,7 @@ class WorkerProcess {
   ZDR_PLATFORM_API void kill() noexcept;
 
   // Waits until receive() on one of the processes would not wait, but at most `timeout_ms`, and returns
-  // which; null if the time is over or a signal came.
+  // which; null after the time, or after a signal.
   ZDR_PLATFORM_API static WorkerProcess* wait_any(std::span<WorkerProcess* const> workers, int timeout_ms);
 
  private:

@@ -3,8 +3,8 @@
 
     compare_digests.py [--seconds N] ZDR [FILE...]      default: samples/ and the folder that ZDR_EXTRA_MEDIA names
 
-The MD5 of a stream is to equal `ffmpeg -c copy -f streamhash -hash md5`. A stream that zdr delivers only in part is to be
-the beginning of ffmpeg's packets, and zdr has to say what is missing. Prints one row per stream. After N seconds no further
+The MD5 of a stream must equal `ffmpeg -c copy -f streamhash -hash md5`. A stream that zdr delivers only in part must be
+the beginning of ffmpeg's packets, and zdr must report what is missing. Prints one row per stream. After N seconds no further
 file is started. Exit status 1 for any other difference.
 """
 import collections

@@ -4,7 +4,7 @@
     compare_trimmed.py [--seconds N] ZDR [FILE...]      default: samples/ and the folder that ZDR_EXTRA_MEDIA names
 
 Both programs also decode everything, so that what each of them cuts is known to the sample. Prints one row per track, and
-exits with 1 if the cuts differ without a reason that is known of ffmpeg, or if the rest is another sound.
+exits with 1 if the cuts differ without a reason that is known of ffmpeg, or if what remains sounds different.
 """
 import collections
 import json
@@ -60,7 +60,7 @@ def decode_with_zdr(binary, path, folder, *extra):
 
 
 def skipped_by_container(path):
-    """The samples that ffmpeg's demultiplexer asks its decoder to skip."""
+    """The samples that ffmpeg's demuxer tells its decoder to skip."""
     done = subprocess.run(['ffprobe', '-v', 'error', '-select_streams', 'a:0', '-read_intervals', '%+#1', '-show_packets', '-of',
                            'json', str(path)], capture_output=True, text=True)
     packets = json.loads(done.stdout or '{}').get('packets', [])
@@ -84,7 +84,7 @@ def reasons_for(ours, peer, missing, has_sbr, has_tag, skipped):
             return None
         reasons.append('ffmpeg keeps the last access unit whole')
     if missing:
-        reasons.append(f'ffmpeg has {missing} samples less of the whole')
+        reasons.append(f'ffmpeg decodes {missing} samples fewer of the whole')
     return reasons
 
 

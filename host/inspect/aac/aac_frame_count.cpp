@@ -1,4 +1,4 @@
-// Finds the audio between the tags first.
+// Locates the audio between the tags, and counts its frames.
 #include "host/inspect/aac/aac_frame_count.h"
 
 #include <algorithm>

@@ -137,7 +137,7 @@ class Comparison {
   }
 
  private:
-  // Of bytes that belong to no frame, the reader sees the frame that follows them as damaged.
+  // If bytes belong to no frame, the reader reports the frame that follows them as damaged.
   std::string failure_of(uint64_t frame) const {
     const auto found = count_.adts ? find_frame(file_, view_, frame) : std::nullopt;
     if (found && found->before.gap_bytes != 0 && found->before.last_gap_end == found->offset) {

@@ -30,8 +30,8 @@ struct DamagedUnit {
 // Examines one access unit: null, or what is wrong with it.
 using ExamineUnit = std::function<const char*(Bytes unit)>;
 
-// The damaged units of the first track of a type, of which the whole was delivered up to the spans, which are
-// in ascending order. Reads the spans again, to examine each of their units. Returns at most `limit` units.
+// Returns at most `limit` damaged units of the first track of a type. The spans are in ascending order, and
+// the stream was delivered from the start of the track. Reads the spans again to examine each of their units.
 std::vector<DamagedUnit> find_damaged_units(const ParsedMovie& movie, const std::string& file,
                                             uint32_t track_type, const std::vector<DamagedSpan>& spans,
                                             const ExamineUnit& examine, size_t limit,

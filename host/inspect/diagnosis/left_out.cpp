@@ -166,7 +166,7 @@ class LeftOut {
   std::vector<Diagnosis> entries_;
 };
 
-// The edits of the tracks that are played which nobody applies, in one line; empty if there are none.
+// The edits of the played tracks that are not applied, in one line; empty if there are none.
 std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds, bool trims) {
   std::string text;
   for (const bool wants_audio : {false, true}) {

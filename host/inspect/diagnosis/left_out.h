@@ -19,8 +19,8 @@ struct PlayableKinds {
   bool any() const { return audio || video; }
 };
 
-// A description is not followed by a play, so it also has the edits that are not applied, and what a play
-// would report at its end.
+// Nothing is played after a description, so it also has the edits that are not applied, and what would be
+// reported at the end of playing.
 enum class LeftOutUse : uint8_t { kPlay, kDescription };
 
 // Reports what is left out, as errors and notes, if anything can be played. Without `kinds`, which only a
@@ -33,7 +33,7 @@ ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
 // costs a track, else a note.
 std::optional<Diagnosis> find_damage(const ParsedMovie& movie);
 
-// Reports the edits that are not applied of the tracks of these kinds, which are played; with `trims`, only
+// Reports the edits that are not applied, of the played tracks of these kinds; with `trims`, only
 // those that find_shown_media() cannot apply either.
 void report_unapplied_edits(const std::string& file, const ParsedMovie* movie, PlayableKinds kinds,
                             bool trims, Messages& messages);

@@ -1,5 +1,5 @@
 // What the headers of an ISO media file say about the file and each of its tracks. They are read from the
-// bytes of the file, so that they are true also for tracks and headers that the parser does not read.
+// bytes of the file, so those of tracks that the parser does not read are described too.
 #pragma once
 
 #include <cstdint>

@@ -59,7 +59,7 @@ struct TrackRecord {
 struct MovieRecord {
   uint64_t time_scale = 0;
   bool has_fragment = false;        // before the movie box
-  bool is_compressed = false;       // the movie box has only a cmov box, which the parser does not read
+  bool is_compressed = false;       // the movie box has a cmov box, which the parser does not read
   uint64_t movie_end = 0;           // offset after the movie box; 0 if its size is not known
   std::vector<uint64_t> unknown;    // offsets of boxes of unknown types in the movie box; at most 64
   std::vector<TrackRecord> tracks;  // in file order, including those that could not be read

@@ -1,4 +1,4 @@
-// Asks the parser, which sums without storing the table.
+// Sums sizes with the parser, which does not store the table, and looks up every sample for the peak.
 #include "host/inspect/iso/track_bytes.h"
 
 #include <algorithm>

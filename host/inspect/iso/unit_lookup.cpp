@@ -1,4 +1,4 @@
-// Asks the parser, whose answers may be one access unit too early.
+// Corrects the lookup by time of the parser, which may return the access unit before the one wanted.
 #include "host/inspect/iso/unit_lookup.h"
 
 #include <algorithm>

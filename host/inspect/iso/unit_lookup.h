@@ -13,11 +13,11 @@ class UnitLookup {
   // `track` must be open, and has `units` access units.
   UnitLookup(P3gppTrack* track, uint32_t units);
 
-  // False if a table could not be read: then no result is of use.
+  // False if a table could not be read: then the results are invalid.
   bool is_usable() const { return is_usable_; }
   // The unit that is decoded at a time, or the nearest one.
   uint32_t unit_at(uint64_t time);
-  // The unit that a decoder has to begin with.
+  // The unit with which a decoder must begin, so that unit `number` is decoded completely.
   uint32_t decodable_from(uint32_t number, bool is_audio);
   uint64_t decoding_time(uint32_t number);
   uint64_t composition_time(uint32_t number);

@@ -1,4 +1,4 @@
-// Sentences from numbers.
+// Formats the figures of a picture as sentences.
 #include "host/plot/draw/words.h"
 
 #include <algorithm>

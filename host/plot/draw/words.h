@@ -11,7 +11,7 @@ namespace zdr::host::plot {
 // Bits per second in a column of the picture.
 double rate_of(const FileFigure& figure, const TrackFigure& track, size_t column);
 double peak_rate(const FileFigure& figure, const TrackFigure& track);
-// Two digits.
+// Rounds to two significant digits.
 double round_to_digits(double value);
 
 // "AVC, 100 access units, 57.5 kB, average 114 kbit/s, peak 201 kbit/s, 3 key frames"

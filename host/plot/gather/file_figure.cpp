@@ -1,4 +1,5 @@
-// A movie is drawn even if it does not open, as far as its boxes can be read.
+// Gathers the figures of one file. A movie is drawn even if it does not open, as far as its boxes can be
+// read.
 #include "host/plot/gather/file_figure.h"
 
 #include <algorithm>
@@ -160,7 +161,7 @@ ExitCode Gathering::report_faults() {
   return worst;
 }
 
-// With the numbers that the filter delivers.
+// Runs the filter; the times are those that it delivers.
 ExitCode Gathering::add_landing() {
   const auto seconds = [](int64_t time_100ns) { return static_cast<double>(time_100ns) / kUnitsPerSecond; };
   std::vector<PinLanding> landings;

@@ -26,7 +26,7 @@ double seconds(uint32_t time, uint32_t time_scale) {
   return time_scale == 0 ? 0 : static_cast<double>(time) / time_scale;
 }
 
-// A track that the parser can locate the samples of.
+// A track whose samples the parser can locate.
 struct Source {
   const TrackRecord* record;
   OpenTrack track{};
@@ -121,11 +121,11 @@ TrackFigure describe(const ParsedMovie& movie, const TrackRecord& record, const 
   return figure;
 }
 
-// Faults that hide the samples of a track, or nothing.
+// Why the samples of a track cannot be drawn.
 std::string missing_reason(const ParsedMovie& movie, const TrackRecord& record) {
   if (!record.id) return "its header cannot be read";
   if (movie.has_external_data(record)) return "its media data are in another file";
-  return "has no samples that can be located";
+  return "it has no samples that can be located";
 }
 
 }  // namespace
@@ -148,7 +148,8 @@ void add_boxes(const std::string& file, FileFigure& figure) {
     figure.boxes.push_back({type, offset, size, header->size - size});
     if (header->size > size)
       figure.faults.push_back({"box " + type + " at offset " + std::to_string(offset) +
-                                   " is cut off: it lacks " + counted(header->size - size, "byte"),
+                                   ": cut off: extends " + counted(header->size - size, "byte") +
+                                   " past the end of the file",
                                end});
     offset += size;
   }

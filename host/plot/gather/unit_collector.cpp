@@ -1,4 +1,4 @@
-// The path of a unit through the columns takes a few nanoseconds, because a file may have millions of them.
+// Adds units to their columns. This takes a few nanoseconds each, since a file may have millions of units.
 #include "host/plot/gather/unit_collector.h"
 
 #include <algorithm>

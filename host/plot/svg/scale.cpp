@@ -1,4 +1,5 @@
-// Decimal units, because offsets and sizes are decimal everywhere else in the program.
+// Places the marks of axes and formats their values. Units are decimal, because offsets and sizes are decimal
+// everywhere else in the program.
 #include "host/plot/svg/scale.h"
 
 #include <algorithm>

@@ -37,7 +37,7 @@ Axis time_axis(double most, int count);  // seconds
 // Seconds before and after 0.
 Axis signed_axis(double least, double most, int count);
 
-// "57.5 kB", "114 kbit/s": three digits.
+// "57.5 kB", "114 kbit/s": three significant digits.
 std::string short_bytes(double bytes);
 std::string short_rate(double bits_per_second);
 // "0:00:04.023"

@@ -5,7 +5,7 @@
 
 namespace zdr::host::plot {
 
-inline constexpr int kTrackStyles = 4;  // t0 to t3, which repeat
+inline constexpr int kTrackStyles = 4;  // f0 to f3, s0 to s3, p0 to p3, which repeat
 
 inline constexpr const char* kStyle = R"(<style>
 text{font:12px system-ui,-apple-system,"Segoe UI","DejaVu Sans",sans-serif;fill:#1f2328}

@@ -1,4 +1,4 @@
-// Formats numbers without the locale.
+// Writes elements with escaped texts, and with numbers that do not depend on the locale.
 #include "host/plot/svg/svg_writer.h"
 
 #include <array>

@@ -24,9 +24,6 @@ class PathData {
   void horizontal(double x) { command('H', x); }
   void vertical(double y) { command('V', y); }
   void close() { text_ += 'z'; }
-  // A text, and a remark after it in a style of its own.
-  void text_with_remark(double x, double y, std::string_view style, std::string_view content,
-                        std::string_view remark_style, std::string_view remark);
   void rectangle(double left, double top, double right, double bottom);
 
   bool is_empty() const { return text_.empty(); }

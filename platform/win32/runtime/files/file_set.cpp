@@ -1,4 +1,4 @@
-// Asks the system for the number of a file.
+// Identifies a file by its device and inode.
 #include "platform/win32/file_set.h"
 
 #include <sys/stat.h>

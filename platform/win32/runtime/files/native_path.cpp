@@ -24,10 +24,8 @@ const char* drive_root(char letter) noexcept {
   return std::getenv(variable);
 }
 
-}  // namespace
-
-DWORD map_to_native(std::string& path) {
-  std::replace(path.begin(), path.end(), '\\', '/');
+// `path` has the separators of the system.
+DWORD map_prefixes(std::string& path) {
   if (path.starts_with(kVerbatimPrefix)) path.erase(0, kVerbatimPrefix.size());
   if (path.size() >= 3 && is_ascii_letter(path[0]) && path[1] == ':' && path[2] == '/') {
     const char* root = drive_root(path[0]);
@@ -35,6 +33,13 @@ DWORD map_to_native(std::string& path) {
     path.replace(0, 2, root);
   }
   return path.empty() ? ERROR_PATH_NOT_FOUND : NO_ERROR;
+}
+
+}  // namespace
+
+DWORD map_to_native(std::string& path) {
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return map_prefixes(path);
 }
 
 DWORD native_path(LPCSTR name, std::string& path) {
@@ -46,8 +51,10 @@ DWORD native_path(LPCSTR name, std::string& path) {
 
 DWORD native_path(LPCWSTR name, std::string& path) {
   if (name == nullptr) return ERROR_PATH_NOT_FOUND;
-  path = native_file_name(name);
-  return map_to_native(path);
+  std::u16string separated(name);
+  std::replace(separated.begin(), separated.end(), u'\\', u'/');
+  path = native_file_name(separated);
+  return map_prefixes(path);
 }
 
 }  // namespace zdr::platform

@@ -1,4 +1,4 @@
-// The observer of the process. Without one, a read costs one load more.
+// Stores the observer of the process. Without one, a read costs one additional load.
 #include "platform/win32/runtime/files/read_notice.h"
 
 #include <atomic>

@@ -10,7 +10,7 @@ namespace {
 constexpr char32_t kEscapes = 0xDC00;  // plus the byte
 
 bool is_escaped_byte(char32_t point) noexcept {
-  return point >= kEscapes + 0x80 && point <= kEscapes + 0xFF;
+  return point == kLiteralBackslash || (point >= kEscapes + 0x80 && point <= kEscapes + 0xFF);
 }
 
 }  // namespace
