@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "host/command_line/command_table.h"
+#include "host/inspect/diagnosis/open_diagnosis.h"
 #include "host/messages.h"
 #include "host/terminal.h"
 #include "host/text/time_text.h"
@@ -190,6 +191,8 @@ void add_commands(CLI::App& app, const CommandTable& table, ParsedLine& line) {
   app.get_formatter()->label("SUBCOMMAND", "COMMAND");
   app.get_formatter()->label("Positionals", "Operands");
   app.require_subcommand(1);
+  app.footer("zdr COMMAND --help lists the options of a command.\nFiles are read by their extension: " +
+             known_extensions());
   for (const CommandRow& row : table.commands) {
     CLI::App* command = app.add_subcommand(row.name, row.summary);
     command->group(row.listed ? "Commands" : "");

@@ -48,8 +48,10 @@ ExitCode KeyFrameList::list() {
   watch_reads(file_);
   if (const auto refused = diagnose_before_open(file_)) return messages_.report(file_, *refused);
   const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file_);
-  if (movie == nullptr)
+  if (movie == nullptr) {
+    if (const auto refused = diagnose_access(file_, "")) return messages_.report(file_, *refused);
     return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, "has no video track");
+  }
   if (!movie->is_open()) return messages_.report(file_, diagnose_parse(file_, *movie));
   ExitCode code = report_left_out(file_, movie.get(), std::nullopt, LeftOutUse::kPlay, messages_);
   code = worse_of(code, list_movie(*movie));

@@ -46,7 +46,8 @@ Number overhead_of(const MovieDescription& movie) {
     if (!track.media_bytes || *track.media_bytes > movie.size - media_bytes) return std::nullopt;
     media_bytes += *track.media_bytes;
   }
-  return movie.is_complete && !movie.has_fragments ? Number(movie.size - media_bytes) : std::nullopt;
+  return movie.is_complete && movie.movie_size != 0 && !movie.has_fragments ? Number(movie.size - media_bytes)
+                                                                            : std::nullopt;
 }
 
 Number bit_rate_of(const MovieDescription& movie) {
@@ -97,6 +98,7 @@ void print_file(const MovieDescription& movie, std::ostream& out) {
   if (const Number rate = bit_rate_of(movie)) pieces.push_back(std::to_string(*rate) + " bit/s");
   if (const Number overhead = overhead_of(movie)) pieces.push_back(overhead_text(*overhead, movie.size));
   print_pieces("  file: ", pieces, out);
+  if (movie.movie_size == 0) return;
   pieces = {counted(movie.movie_size, "byte") + " at offset " + std::to_string(movie.movie_offset),
             std::string(movie.is_movie_first ? "before" : "after") + " the media data"};
   if (!created.empty()) pieces.push_back("created " + std::string(created));
@@ -175,9 +177,11 @@ void add_container(JsonWriter& json, const MovieDescription& movie) {
   DateDigits digits;
   const std::string_view created = format_date(movie.creation_time, digits);
   if (!created.empty()) json.member("creation_time_utc", created);
-  json.member("moov_offset", movie.movie_offset);
-  json.member("moov_size", movie.movie_size);
-  json.member("moov_first", movie.is_movie_first);
+  if (movie.movie_size != 0) {
+    json.member("moov_offset", movie.movie_offset);
+    json.member("moov_size", movie.movie_size);
+    json.member("moov_first", movie.is_movie_first);
+  }
   add_number(json, "overhead_bytes", overhead_of(movie));
   json.end_object();
 }

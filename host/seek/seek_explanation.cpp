@@ -114,6 +114,22 @@ class Explainer {
   std::unique_ptr<const ParsedMovie> movie_;
 };
 
+// Reports the pins that delivered nothing, or nothing that is shown.
+ExitCode report_absent(const std::string& file, const SourcePlayer& player,
+                       const SeekExplanation& explanation, Messages& messages) {
+  ExitCode result = ExitCode::kDone;
+  for (const PinEntry& pin : player.pins()) {
+    const auto found = std::ranges::find_if(
+        explanation.pins, [&](const PinSeek& each) { return each.landing.pin == pin.name; });
+    const bool is_shown = found != explanation.pins.end() && found->landing.shown;
+    if (pin.types.empty() || is_shown) continue;
+    result =
+        messages.report(file, {ExitCode::kLoss, MessageCode::kNothingDelivered, Place::pin(pin.name),
+                               "delivers nothing from there on: `zdr samples --start` gives the reason", ""});
+  }
+  return result;
+}
+
 }  // namespace
 
 ExitCode explain_seek(const std::string& file, int64_t target, uint32_t stall_seconds, Messages& messages,
@@ -139,11 +155,9 @@ ExitCode explain_seek(const std::string& file, int64_t target, uint32_t stall_se
   trace.end();
   for (PinLanding& landing : landings) explainer.add_pin(std::move(landing));
   explainer.add_reads(trace);
-  if (landings.empty() && played == ExitCode::kDone && !interrupted()) {
-    return messages.report(
-        file, {ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, {}, "no stream can be played", ""});
-  }
-  return worse_of(played, report_read_failure(file, messages));
+  const ExitCode absent =
+      interrupted() ? ExitCode::kDone : report_absent(file, player, explanation, messages);
+  return worse_of(worse_of(played, absent), report_read_failure(file, messages));
 }
 
 }  // namespace zdr::host

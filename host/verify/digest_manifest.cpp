@@ -70,6 +70,7 @@ ExitCode DigestManifest::read(const std::string& file, Messages& messages) {
   std::string line;
   uint64_t number = 1;
   for (; std::getline(in, line); ++number) {
+    if (line.ends_with('\r')) line.pop_back();  // of a text file of another system
     if (line.empty() || line[0] == '#' || add(line)) continue;
     messages.error(
         {MessageCode::kFileDamaged, file, Place::line(number),

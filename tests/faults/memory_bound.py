@@ -50,7 +50,7 @@ def table(kind, size, entry):
 
 FTYP = box(b"ftyp", b"isom", bytes(4))
 MVHD = full_box(b"mvhd", bytes(8), struct.pack(">II", 1000, 1000), bytes(80))
-MDHD = full_box(b"mdhd", bytes(8), struct.pack(">II", 1000, 1000), bytes(4))
+MDHD = full_box(b"mdhd", bytes(8), struct.pack(">II", 1000, 160), bytes(4))
 TKHD = full_box(b"tkhd", bytes(8), struct.pack(">II", 1, 0), struct.pack(">I", 1000), bytes(60))
 STBL = [b"moov", b"trak", b"mdia", b"minf", b"stbl"]
 

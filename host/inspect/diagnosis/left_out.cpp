@@ -70,6 +70,7 @@ class LeftOut {
     if (auto damage = find_damage(movie_)) entries_.push_back(std::move(*damage));
     add_fragments();
     add_hidden_track();
+    add_tracks_outside();
     for (const bool wants_audio : {false, true}) add_tracks_of_kind(wants_audio);
     add_other_kinds();
     return std::move(entries_);
@@ -92,6 +93,16 @@ class LeftOut {
     add(ExitCode::kLoss, MessageCode::kTrackNotPlayed,
         Place::box("moov/" + type_text(box->name()), box->offset, box->size),
         "damaged: holds a track, but is not a trak box, so it is not read");
+  }
+
+  // The parser reads the first movie box only.
+  void add_tracks_outside() {
+    if (movie_.record().movie_end == 0) return;
+    for (const char* const type : {"moov", "trak"}) {
+      if (movie_.has_box(type, movie_.record().movie_end, UINT64_MAX))
+        add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, {},
+            std::string("damaged: has a ") + type + " box after its movie box, which is not read");
+    }
   }
 
   // Tracks before the one that is played could not be used; tracks after it are left out by design.
@@ -172,7 +183,7 @@ std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds, bool 
   for (const bool wants_audio : {false, true}) {
     const bool is_played = wants_audio ? kinds.audio : kinds.video;
     const TrackRecord* const track = is_played ? played_track(movie, wants_audio) : nullptr;
-    if (track == nullptr || (trims && can_trim(track->edits))) continue;
+    if (track == nullptr || (trims && find_shown_media(movie, *track))) continue;
     const std::string edits = edits_text(movie, *track);
     if (!edits.empty()) text += (text.empty() ? "" : "; ") + place_of(*track).text() + ": " + edits;
   }

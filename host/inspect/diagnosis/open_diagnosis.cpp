@@ -89,8 +89,9 @@ bool is_pipe_or_device(std::filesystem::file_type type) {
   return type == file_type::fifo || type == file_type::character || type == file_type::socket;
 }
 
-// Why the system does not open the file; nothing if it does.
-std::optional<Diagnosis> system_refusal(const std::string& file, const std::string& status) {
+}  // namespace
+
+std::optional<Diagnosis> diagnose_access(const std::string& file, const std::string& status) {
   const auto refuse = [&](MessageCode code, const std::string& reason) {
     return Diagnosis{ExitCode::kCannotOpen, code, {}, reason, status};
   };
@@ -112,8 +113,6 @@ std::string known_extensions() {
   return list;
 }
 
-}  // namespace
-
 std::optional<Diagnosis> diagnose_before_open(const std::string& file) {
   std::error_code error;
   if (!is_pipe_or_device(std::filesystem::status(file, error).type())) return std::nullopt;
@@ -122,7 +121,7 @@ std::optional<Diagnosis> diagnose_before_open(const std::string& file) {
 
 Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
   const std::string status = std::to_string(movie.status());
-  if (const auto refused = system_refusal(file, status)) return *refused;
+  if (const auto refused = diagnose_access(file, status)) return *refused;
   if (const auto failure = take_read_failure(ExitCode::kCannotOpen)) return *failure;
   const P3gppOpenError& error = movie.error();
   const bool has_movie = std::string_view(error.path).starts_with("moov");
@@ -144,7 +143,7 @@ Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
 Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
   const std::string status = FAILED(load_result) ? hresult_text(load_result) : "";
   if (const auto failure = take_read_failure(ExitCode::kCannotOpen)) return *failure;
-  if (const auto refused = system_refusal(file, status)) return *refused;
+  if (const auto refused = diagnose_access(file, status)) return *refused;
   const mp4source::SourceKind kind = mp4source::source_kind_of(file);
   if (kind == mp4source::SOURCE_KIND_NONE) {
     return {ExitCode::kNotSupported,

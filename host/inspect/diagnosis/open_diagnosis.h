@@ -11,6 +11,12 @@
 
 namespace zdr::host {
 
+// The extensions that the filter reads, separated by blanks.
+std::string known_extensions();
+
+// Why the system does not open the file; nothing if it does. `status` is that of the failed open.
+std::optional<Diagnosis> diagnose_access(const std::string& file, const std::string& status);
+
 // Rejects what must not reach the filter: pipes, devices and sockets (they are not seekable, and opening a
 // pipe waits for its writer), and names that UTF-16 cannot represent.
 std::optional<Diagnosis> diagnose_before_open(const std::string& file);

@@ -1,6 +1,7 @@
 // Compares bytes first, and walks through the samples of a track only if some are missing.
 #include "host/inspect/diagnosis/shortfall.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -40,9 +41,16 @@ std::optional<Shortfall> walk(P3gppTrack* track, const TrackFacts& facts, const 
   return std::nullopt;
 }
 
-// The number of the sample at the end of the track's duration by the table of times, which the parser does
-// not check against the number of sizes; 0 if there is none.
-uint32_t last_timed_sample(P3gppTrack* track, const TrackFacts& facts) {
+// The number of samples that the table of times has, which the parser does not compare with the number of
+// sizes; 0 if it is unknown.
+uint32_t timed_samples(const ParsedMovie& movie, uint32_t id, P3gppTrack* track, const TrackFacts& facts) {
+  const auto record =
+      std::ranges::find_if(movie.record().tracks, [id](const TrackRecord& each) { return each.id == id; });
+  if (record != movie.record().tracks.end()) {
+    if (const auto times = movie.timed_samples(*record))
+      return static_cast<uint32_t>(std::min<uint64_t>(times->count, UINT32_MAX));
+  }
+  // The sample at the end of the duration, or the one before it.
   uint32_t time = facts.duration - 1;
   uint32_t number = 0;
   if (facts.duration == 0 || P3GPP_TimeToSample(track, &time, &number) != P3GPP_OK) return 0;
@@ -59,7 +67,7 @@ std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const st
   uint64_t total_bytes = 0;
   const int32_t status = P3GPP_GetTotalSampleSize(track.get(), &total_bytes);
   if (status == P3GPP_OK && delivery.samples != 0 && total_bytes <= delivery.payload_bytes) {
-    const uint32_t timed = last_timed_sample(track.get(), facts);
+    const uint32_t timed = timed_samples(movie, id, track.get(), facts);
     if (timed <= facts.samples) return std::nullopt;
     return Shortfall{facts.samples, timed, Missing::kNotInSizes};
   }
@@ -73,14 +81,16 @@ std::optional<Shortfall> compare(const ParsedMovie& movie, uint32_t id, const st
 // Walks over a part of a track to the access units of the last delivered sample, and to the one after them.
 class PartWalk {
  public:
-  PartWalk(P3gppTrack* track, const TrackFacts& facts, const PartDelivery& delivery, uint64_t file_size)
-      : track_(track), facts_(facts), delivery_(delivery), file_size_(file_size) {}
+  // `timed` is the number of samples that have times.
+  PartWalk(P3gppTrack* track, const TrackFacts& facts, uint32_t timed, const PartDelivery& delivery,
+           uint64_t file_size)
+      : track_(track), facts_(facts), timed_(timed), delivery_(delivery), file_size_(file_size) {}
 
   // The first access unit that is missing; nothing if the part ends before it or the walk was ended.
   std::optional<EarlyEnd> find_missing(const WalkWatcher& watch) {
     P3gppSample sample{};
     int64_t shift = 0;  // of the edit list
-    const uint32_t last = std::max(facts_.samples, last_timed_sample(track_, facts_));
+    const uint32_t last = std::max(facts_.samples, timed_);
     for (sample.number = 1; sample.number <= last; ++sample.number) {
       if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, last)) return std::nullopt;
       const bool is_read = P3GPP_ReadSample(track_, &sample) == P3GPP_OK;
@@ -118,6 +128,7 @@ class PartWalk {
 
   P3gppTrack* const track_;
   const TrackFacts& facts_;
+  const uint32_t timed_;
   const PartDelivery& delivery_;
   const uint64_t file_size_;
   uint64_t bytes_ = 0;  // from the last unit that has the start of the last delivered sample
@@ -169,7 +180,9 @@ std::optional<EarlyEnd> find_early_end(const ParsedMovie& movie, const std::stri
   if (record->has_wide_times && is_measured && total_bytes <= delivery.payload_bytes) return std::nullopt;
   if (record->has_wide_times) return EarlyEnd{delivery.last_sample_start, Missing::kUnknown, true};
   std::error_code code;
-  return PartWalk(track.get(), facts, delivery, std::filesystem::file_size(file, code)).find_missing(watch);
+  const uint32_t timed = timed_samples(movie, *record->id, track.get(), facts);
+  const uint64_t file_size = std::filesystem::file_size(file, code);
+  return PartWalk(track.get(), facts, timed, delivery, file_size).find_missing(watch);
 }
 
 }  // namespace zdr::host

@@ -151,6 +151,8 @@ std::vector<const char*> faults_of(const ParsedMovie& movie, const TrackRecord& 
   if (track.timed_runs == 0) faults.push_back("damaged: its time table (stts) is empty");
   if (movie.lacks_times(track))
     faults.push_back("damaged: its time table (stts) states a duration of 0 for every sample");
+  if (movie.ends_before_duration(track) && !movie.has_fragments())
+    faults.push_back("damaged: its time table (stts) ends before the duration that its header states");
   if (track.has_both_sizes)
     faults.push_back(
         "damaged: its size table (stsz) states one size for all samples, and also lists their sizes");

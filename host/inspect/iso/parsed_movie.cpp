@@ -100,6 +100,28 @@ bool ParsedMovie::lacks_times(const TrackRecord& track) const {
   return samples > 1 && longest == 0;
 }
 
+std::optional<ParsedMovie::TimedSamples> ParsedMovie::timed_samples(const TrackRecord& track) const {
+  constexpr uint64_t kLongTable = 4096;
+  const uint64_t runs = track.timed_runs.value_or(0);
+  if (runs == 0 || runs > kLongTable) return std::nullopt;
+  TimedSamples times;
+  constexpr size_t kEntryBytes = 8;  // number of samples, duration of each
+  read_entries<kEntryBytes>(track.timed_runs_offset, runs, [&](const uint8_t* entry) {
+    const uint64_t count = read_be(entry, 4);
+    times.last = read_be(entry + 4, 4);
+    times.count += count;
+    times.end += count * times.last;
+    return true;
+  });
+  return times;
+}
+
+bool ParsedMovie::ends_before_duration(const TrackRecord& track) const {
+  constexpr uint64_t kUnknownDuration = UINT32_MAX;  // or more
+  const auto times = timed_samples(track);
+  return times && track.duration < kUnknownDuration && track.duration > times->end + times->last;
+}
+
 bool ParsedMovie::has_invalid_description(const TrackRecord& track) const {
   constexpr size_t kEntryBytes = 12;  // first chunk, samples per chunk, sample description
   bool is_invalid = false;

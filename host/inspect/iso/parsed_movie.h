@@ -54,6 +54,16 @@ class ParsedMovie {
   bool has_external_data(const TrackRecord& track) const;
   // True if all samples of the track, of which there are several, have a duration of 0.
   bool lacks_times(const TrackRecord& track) const;
+  // What the table of times holds.
+  struct TimedSamples {
+    uint64_t count = 0;
+    uint64_t end = 0;   // of the last one, in units of the track
+    uint64_t last = 0;  // its duration
+  };
+  // Nothing for a long table, which is not worth reading for a comparison.
+  std::optional<TimedSamples> timed_samples(const TrackRecord& track) const;
+  // True if the table of times ends more than a sample before the duration that the header states.
+  bool ends_before_duration(const TrackRecord& track) const;
   // True if a run of chunks refers to a sample description that the track does not have.
   bool has_invalid_description(const TrackRecord& track) const;
 

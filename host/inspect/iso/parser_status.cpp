@@ -13,7 +13,7 @@ struct StatusText {
 
 constexpr StatusText kStatusTexts[] = {
     {P3GPP_ERR_GENERIC, "a required box is missing or damaged"},
-    {P3GPP_ERR_OUT_OF_RANGE, "more sample entries or data references than can be stored"},
+    {P3GPP_ERR_OUT_OF_RANGE, "a number in it is out of range"},
     {P3GPP_ERR_READ, "the file ends inside this box, or the box claims more than it holds"},
     {P3GPP_ERR_SEEK, "a position in the file cannot be reached"},
     {P3GPP_ERR_BOX_SIZE, "the box size is wrong"},
