@@ -4,6 +4,8 @@
 
 #include <cstring>
 #include <numeric>
+#include <sstream>
+#include <string>
 
 #include "fuzz/filter_under_fuzz.h"
 #include "fuzz/media_input.h"
@@ -21,12 +23,19 @@ void touch(Bytes bytes, Bytes file) {
   require(bytes.size() <= file.size(), "a clip holds no more than its file");
 }
 
+std::string text_of(const mp4source::ClipInfo& info) {
+  std::ostringstream out;
+  host::JsonWriter json(out);
+  host::write_clip(json, info);
+  return out.str();
+}
+
 void describe(SourceClip& clip, SourceClip& twin) {
   mp4source::ClipInfo info{};
   mp4source::ClipInfo other{};
   const HRESULT hr = clip.info(info);
   require(twin.info(other) == hr, "clips of one file are described alike");
-  require(host::clip_line(info) == host::clip_line(other), "clips of one file are the same");
+  require(text_of(info) == text_of(other), "clips of one file are the same");
 }
 
 void read_key_frame(SourceClip& clip, uint8_t choice, Bytes file) {

@@ -42,8 +42,8 @@ class Explainer {
     explanation_.reads = trace.count();
     explanation_.bytes = trace.bytes();
     for (const ReadTrace::Read& read : trace.reads()) add_read(read);
-    std::ranges::stable_partition(explanation_.groups,
-                                  [](const ReadGroup& group) { return !group.table.empty(); });
+    const auto is_table = [](const ReadGroup& group) { return !group.table.empty(); };
+    std::stable_partition(explanation_.groups.begin(), explanation_.groups.end(), is_table);
   }
 
  private:

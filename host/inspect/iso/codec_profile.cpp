@@ -74,9 +74,11 @@ void describe_mpeg4_visual(TrackDescription& track, Bytes info) {
                                        "Simple Studio",
                                        "Advanced Simple"};
   constexpr uint8_t kSimpleLevel0 = 8;
-  const auto found = std::ranges::search(info, kSequenceStart);
-  if (found.empty() || found.end() == info.end()) return;
-  const uint8_t code = *found.end();
+  const auto found =
+      std::search(info.begin(), info.end(), std::begin(kSequenceStart), std::end(kSequenceStart));
+  const auto after = static_cast<size_t>(found - info.begin()) + std::size(kSequenceStart);
+  if (after >= info.size()) return;
+  const uint8_t code = info[after];
   track.profile = kProfiles[code >> 4];
   track.level = code == kSimpleLevel0 ? "0" : std::to_string(code & 15);
 }
