@@ -152,6 +152,7 @@ TEST_F(ZdrInspection, ShowsTagsBoxesAndWhatIsLeftOut) {
   TrackDescription long_video = avc_track(3000);
   for (uint32_t sync = 1; sync <= 3000; sync += 50) long_video.sync_samples.push_back(sync);
   add("long.mp4", {.tracks = {long_video, amr_track(15000)}});
+  add("quicktime.mp4", {.tracks = {amr_track(20)}, .moov_children = box("meta", box("hdlr", Bytes(24)))});
   add("aac-sbr.mp4", with_configuration({0x2B, 0x8A, 0x08, 0x00}));
   add("aac-ps.mp4", with_configuration({0xEB, 0x8A, 0x08, 0x00}));
   add("aac-twice.mp4", with_configuration({0x13, 0x88, 0x56, 0xE5, 0xA0}));

@@ -192,6 +192,11 @@ std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds, bool 
 
 }  // namespace
 
+std::string damage_text(const ParsedMovie& movie) {
+  if (movie.failed_at_quicktime_form()) return "is in a form of QuickTime, which is not read";
+  return "damaged: " + describe_status(movie.error().status);
+}
+
 // The parser uses what it read before the damage.
 std::optional<Diagnosis> find_damage(const ParsedMovie& movie) {
   const P3gppOpenError& error = movie.error();
@@ -202,7 +207,7 @@ std::optional<Diagnosis> find_damage(const ParsedMovie& movie) {
       (path.starts_with("moov") && movie.has_box("trak", error.offset, movie.record().movie_end));
   return Diagnosis{costs_track ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kFileDamaged,
                    Place::box(error.path, error.offset, error.size),
-                   "damaged: " + describe_status(error.status) + "; the rest of its container is not read",
+                   damage_text(movie) + "; the rest of its container is not read",
                    std::to_string(error.status)};
 }
 

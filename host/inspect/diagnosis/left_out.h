@@ -29,6 +29,9 @@ enum class LeftOutUse : uint8_t { kPlay, kDescription };
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
                          std::optional<PlayableKinds> kinds, LeftOutUse use, Messages& messages);
 
+// Why the parser could not read on.
+std::string damage_text(const ParsedMovie& movie);
+
 // The damage after which the parser went on with what it had read; nothing if there is none. A loss if it
 // costs a track, else a note.
 std::optional<Diagnosis> find_damage(const ParsedMovie& movie);

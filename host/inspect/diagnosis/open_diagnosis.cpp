@@ -13,6 +13,7 @@
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/inspect/diagnosis/aac_diagnosis.h"
+#include "host/inspect/diagnosis/left_out.h"
 #include "host/inspect/diagnosis/track_diagnosis.h"
 #include "host/inspect/files/file_stream.h"
 #include "host/inspect/files/read_failure.h"
@@ -131,11 +132,7 @@ Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
   if (std::filesystem::file_size(file, ignored) == 0)
     return {ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "is empty", status};
   // The status of the box is more specific than the one that its container returned.
-  Diagnosis diagnosis{ExitCode::kCannotOpen,
-                      MessageCode::kFileDamaged,
-                      {},
-                      "damaged: " + describe_status(error.status),
-                      status};
+  Diagnosis diagnosis{ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, damage_text(movie), status};
   if (error.path[0] != '\0') diagnosis.place = Place::box(error.path, error.offset, error.size);
   return diagnosis;
 }

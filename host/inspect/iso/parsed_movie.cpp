@@ -52,6 +52,22 @@ std::optional<BoxHeader> ParsedMovie::hidden_track() const {
   return std::nullopt;
 }
 
+bool ParsedMovie::failed_at_quicktime_form() const {
+  // The parser has passed over four bytes of version and flags, and read the type of the handler as a size.
+  constexpr uint64_t kHandlerType = 0x68646C72;  // "hdlr"
+  if (error_.size == kHandlerType) return true;
+  const std::string_view path = error_.path;
+  const size_t entry = path.find("/stsd/");
+  const bool is_in_entry = entry != path.npos && path.find('/', entry + 6) != path.npos;
+  // The version is the fifth field of the 28 bytes between the header of the description and its boxes.
+  constexpr uint64_t kVersionToBoxes = 20;
+  if (!is_in_entry || error_.offset < kVersionToBoxes) return false;
+  FileStream stream(name_);
+  std::array<uint8_t, 2> version{};
+  stream.read_at(error_.offset - kVersionToBoxes, version);
+  return version[0] == 0 && (version[1] == 1 || version[1] == 2);
+}
+
 bool ParsedMovie::has_external_data(const TrackRecord& track) const {
   constexpr uint8_t kSelfContained = 1;
   constexpr uint64_t kWithoutLocation = 12;  // some writers do not set the flag

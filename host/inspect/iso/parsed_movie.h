@@ -50,6 +50,9 @@ class ParsedMovie {
   // A track whose box has another type than trak, which the parser ignores; nothing if there is none. A box
   // that is marked as free is not one.
   std::optional<BoxHeader> hidden_track() const;
+  // True if the open failed at a box in the form of QuickTime, which the parser takes for damage: a `meta`
+  // without version and flags, or a sound description of version 1 or 2, whose fields precede `wave`.
+  bool failed_at_quicktime_form() const;
   // True if the media data of the track are in another file.
   bool has_external_data(const TrackRecord& track) const;
   // True if all samples of the track, of which there are several, have a duration of 0.
