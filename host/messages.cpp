@@ -126,6 +126,10 @@ ExitCode Messages::report(const std::string& file, const Diagnosis& diagnosis) {
   return diagnosis.exit_code;
 }
 
+ExitCode Messages::report_interrupted(const std::string& file) {
+  return report(file, {ExitCode::kInterrupted, MessageCode::kInterrupted, {}, "interrupted", ""});
+}
+
 void Messages::note(const Message& message) {
   const std::lock_guard lock(mutex_);
   notes_.push_back(message);

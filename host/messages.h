@@ -115,6 +115,7 @@ class Messages {
   void error(const Message& message) noexcept;
   // Reports an error, or a note if the exit code is kDone, and returns the exit code.
   ExitCode report(const std::string& file, const Diagnosis& diagnosis);
+  ExitCode report_interrupted(const std::string& file);
   // Reports what is left out on purpose or ignored.
   void note(const Message& message);
   // Return the messages so far and clear them.

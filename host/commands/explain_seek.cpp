@@ -134,9 +134,7 @@ ExitCode run_explain_seek(const Options& options, std::ostream& out) {
     return explain_seek(file, parse_time(options.explain_seek).value_or(0), options.stall_seconds, messages,
                         seek);
   });
-  if (interrupted())
-    result =
-        messages.report(file, {ExitCode::kInterrupted, MessageCode::kInterrupted, {}, "interrupted", ""});
+  if (interrupted()) result = messages.report_interrupted(file);
   if (options.json) {
     JsonWriter json(out, JsonWriter::Layout::kOneLine);
     begin_file_json(json, file, result);

@@ -161,7 +161,7 @@ ExitCode KeyFrames::extract_all(IBaseFilter& filter) {
     worst = worse_of(worst, code);
     if (code == ExitCode::kNotSupported || code == ExitCode::kCannotWrite) break;
     progress.update(file_, entry->sample, walk_->samples());
-    if (interrupted()) return fail(ExitCode::kInterrupted, MessageCode::kInterrupted, "interrupted");
+    if (interrupted()) return messages_.report_interrupted(file_);
   }
   if (worst == ExitCode::kDone && written_.empty())
     return fail(ExitCode::kNotSupported, MessageCode::kKeyFrameMissing, "has no key frame");

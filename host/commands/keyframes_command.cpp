@@ -75,7 +75,7 @@ ExitCode KeyFrameList::list_track(KeyFrameWalk& walk) {
     count_ = entry->number;
     if (count_ % kEntriesPerUpdate != 0) continue;
     progress.update(file_, entry->sample, walk.samples());
-    if (interrupted()) return fail(ExitCode::kInterrupted, MessageCode::kInterrupted, "interrupted");
+    if (interrupted()) return messages_.report_interrupted(file_);
   }
   if (walk.status() != P3GPP_OK) {
     return fail(ExitCode::kLoss, MessageCode::kFileDamaged,

@@ -46,8 +46,7 @@ void add_use(TrackDescription& track, const ParsedMovie& movie, std::span<const 
     track.not_played = "only audio and video tracks are played";
     return;
   }
-  const TrackRecord* const first =
-      movie.first_track(is_audio(*record) ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO);
+  const TrackRecord* const first = movie.first_track(track_type(is_audio(*record)));
   const PinEntry* const pin = pin_of(pins, is_audio(*record));
   if (&*record == first && pin != nullptr) {
     track.pin = pin->name;

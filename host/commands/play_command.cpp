@@ -81,8 +81,7 @@ PinConsumer& FilePlayback::add_consumer(const std::string& pin_name, DeliveryGua
 void FilePlayback::trim(StreamRecorder& recorder) {
   const ParsedMovie* const movie = run_.movie();
   if (movie == nullptr) return;
-  const TrackRecord* const track =
-      movie->first_track(recorder.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO);
+  const TrackRecord* const track = movie->first_track(track_type(recorder.is_audio()));
   const auto shown = track != nullptr ? find_shown_media(*movie, *track) : std::nullopt;
   if (shown) recorder.trim(*shown);
 }
@@ -110,7 +109,7 @@ ExitCode FilePlayback::run() {
     const auto finish_one = [&] { return finish(recorder); };
     result = worse_of(result, report_memory(file_, messages_, finish_one, ExitCode::kLoss));
   }
-  return interrupted() ? fail(ExitCode::kInterrupted, MessageCode::kInterrupted, {}, "interrupted") : result;
+  return interrupted() ? messages_.report_interrupted(file_) : result;
 }
 
 ExitCode FilePlayback::finish(StreamRecorder& recorder) {

@@ -59,8 +59,7 @@ ExitCode FilePlot::gather() {
 
 ExitCode FilePlot::draw(std::ostream& out) {
   const ExitCode code = worse_of(gather(), report_read_failure(file_, messages_));
-  if (code == ExitCode::kInterrupted)
-    return messages_.report(file_, {code, MessageCode::kInterrupted, {}, "interrupted", ""});
+  if (code == ExitCode::kInterrupted) return messages_.report_interrupted(file_);
   if (figure_.boxes.empty() && figure_.tracks.empty()) return code;
   return worse_of(code, store(plot::draw_picture(figure_), out));
 }

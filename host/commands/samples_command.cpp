@@ -89,9 +89,7 @@ ExitCode run_samples(const Options& options, std::ostream& out) {
     listing = std::make_unique<Listing>(options, messages);
     return listing->run(out);
   });
-  if (interrupted())
-    result =
-        messages.report(file, {ExitCode::kInterrupted, MessageCode::kInterrupted, {}, "interrupted", ""});
+  if (interrupted()) result = messages.report_interrupted(file);
   if (options.json) print_last_line(listing.get(), result, messages, out);
   return result;
 }

@@ -77,7 +77,7 @@ AacUnitDecoder::Output AacUnitDecoder::decode(Bytes unit) {
   const bool decodable = is_decodable(unit);
   const Outcome outcome = decodable ? feed(unit, pcm_bytes) : Outcome::kFailed;
   if (outcome == Outcome::kDecoded) return {pcm(pcm_bytes), false};
-  // Before the first frame there is no replacement.
+  // Nothing can replace a unit that precedes the first frame.
   if (outcome == Outcome::kFailed && !holds_frame_) return {{}, true};
   // After damage that only decoding detects, the buffer has the frame that the decoder held, and `pcm_bytes`
   // is still its size.

@@ -73,7 +73,7 @@ ExitCode DeliveryCheck::check_track() const {
     progress.update(label, done, total);
     return !interrupted();
   };
-  const uint32_t type = consumer_.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO;
+  const uint32_t type = track_type(consumer_.is_audio());
   if (const uint32_t others = samples_of_other_descriptions(*play_.movie, type, watch); others != 0) {
     report(MessageCode::kDescriptionIgnored,
            "only the first sample description is used, even for " + counted(others, "access unit") +

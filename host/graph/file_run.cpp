@@ -69,14 +69,8 @@ ExitCode FileRun::load_and_connect() {
   // The whole file needs no seek, after which the filter may deliver less.
   if (range_.start == 0 && (range_.stop < 0 || (end > 0 && range_.stop >= end))) range_.is_whole = true;
   if (const ExitCode connected = connect(); connected != ExitCode::kDone) return connected;
-  if (end > 0 && range_.start >= end) {
-    return messages_.report(file_, {ExitCode::kNotSupported,
-                                    MessageCode::kRangeNotPlayable,
-                                    {},
-                                    "--start is past the end (" + format_time(end) + ")",
-                                    ""});
-  }
-  return player_.seek(range_);
+  const ExitCode refused = player_.refuse_past_end(range_.start, "--start");
+  return refused == ExitCode::kDone ? player_.seek(range_) : refused;
 }
 
 bool FileRun::is_requested(bool audio) const {

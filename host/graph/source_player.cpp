@@ -16,6 +16,7 @@
 #include "host/inspect/files/read_failure.h"
 #include "host/memory.h"
 #include "host/terminal.h"
+#include "host/text/time_text.h"
 #include "host/text/wide_text.h"
 #include "platform/com/status_guard.h"
 
@@ -194,6 +195,13 @@ int64_t SourcePlayer::segment_start(const PinEntry& pin) {
   LONGLONG start = 0;
   if (FAILED(pin.pin->QueryInterface(IID_IMediaSeeking, seeking.out_void()))) return 0;
   return SUCCEEDED(seeking->GetAvailable(&start, nullptr)) ? start : 0;
+}
+
+ExitCode SourcePlayer::refuse_past_end(int64_t time, const char* option) {
+  const int64_t end = duration();
+  if (end <= 0 || time < end) return ExitCode::kDone;
+  const std::string reason = std::string(option) + " is past the end (" + format_time(end) + ")";
+  return messages_.report(file_, {ExitCode::kNotSupported, MessageCode::kRangeNotPlayable, {}, reason, ""});
 }
 
 ExitCode SourcePlayer::seek(const PlayRange& range) {

@@ -70,6 +70,8 @@ class SourcePlayer {
   // Call after play(): where the segment of a pin began, which a seek of audio and video together may have
   // moved to a key frame.
   static int64_t segment_start(const PinEntry& pin);
+  // Refuses a time past the end, which `option` requested.
+  ExitCode refuse_past_end(int64_t time, const char* option);
   // Call before play(). Reports the reason for a failure.
   ExitCode seek(const PlayRange& range);
 

@@ -7,13 +7,10 @@
 #include "host/text/time_text.h"
 
 namespace zdr::host::plot {
-namespace {
 
 std::string clock_text(double seconds) {
   return format_time(std::llround(seconds * kUnitsPerSecond));
 }
-
-}  // namespace
 
 std::vector<std::string> faults_of(const TrackFigure& track) {
   std::vector<std::string> texts;

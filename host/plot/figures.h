@@ -93,6 +93,9 @@ struct Fault {
   bool is_loss = true;               // media are missing
 };
 
+// "0:00:04.023"
+std::string clock_text(double seconds);
+
 // What is missing of a track, one sentence each.
 std::vector<std::string> faults_of(const TrackFigure& track);
 

@@ -48,7 +48,7 @@ class Explainer {
 
  private:
   const TrackRecord* track_of(bool is_audio) const {
-    return movie_ ? movie_->first_track(is_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO) : nullptr;
+    return movie_ ? movie_->first_track(track_type(is_audio)) : nullptr;
   }
 
   std::optional<UnitChoice> find_choice(const PinLanding& landing) const {
@@ -137,14 +137,8 @@ ExitCode explain_seek(const std::string& file, int64_t target, uint32_t stall_se
   explanation.target = target;
   SourcePlayer player(file, messages, stall_seconds);
   if (const ExitCode loaded = player.load(); loaded != ExitCode::kDone) return loaded;
-  const int64_t end = player.duration();
-  if (end > 0 && target >= end) {
-    return messages.report(file, {ExitCode::kNotSupported,
-                                  MessageCode::kRangeNotPlayable,
-                                  {},
-                                  "--explain-seek is past the end (" + format_time(end) + ")",
-                                  ""});
-  }
+  const ExitCode refused = player.refuse_past_end(target, "--explain-seek");
+  if (refused != ExitCode::kDone) return refused;
   Explainer explainer(file, explanation);
   explainer.parse();
   std::vector<PinLanding> landings;

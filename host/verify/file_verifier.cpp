@@ -73,7 +73,7 @@ ExitCode FileVerifier::check_decoding(const StreamVerifier& stream) {
 
 std::vector<DamagedUnit> FileVerifier::damaged_units(const StreamVerifier& stream, size_t limit) const {
   if (run_.movie() == nullptr) return {};
-  const uint32_t type = stream.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO;
+  const uint32_t type = track_type(stream.is_audio());
   const auto examine = [&](Bytes unit) { return examine_units(stream.type(), unit).damage; };
   return find_damaged_units(*run_.movie(), file_, type, stream.damage(), examine, limit,
                             [](uint32_t, uint32_t) { return !interrupted(); });
@@ -107,8 +107,7 @@ FileVerdict verify_file(const std::string& file, const Options& options) {
     return code;
   });
   if (interrupted()) {
-    verdict.exit_code =
-        messages.report(file, {ExitCode::kInterrupted, MessageCode::kInterrupted, {}, "interrupted", ""});
+    verdict.exit_code = messages.report_interrupted(file);
   }
   verdict.errors = messages.take_errors();
   verdict.notes = messages.take_notes();

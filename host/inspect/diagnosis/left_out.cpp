@@ -57,7 +57,7 @@ std::string edits_text(const ParsedMovie& movie, const TrackRecord& track) {
 }
 
 const TrackRecord* played_track(const ParsedMovie& movie, bool wants_audio) {
-  return movie.first_track(wants_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO);
+  return movie.first_track(track_type(wants_audio));
 }
 
 // Collects the entries, and counts those that are too many to be listed.

@@ -38,8 +38,7 @@ Diagnosis diagnose_unplayable(const ParsedMovie& movie) {
   Diagnosis result{ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, {}, "", ""};
   for (const TrackRecord& track : movie.record().tracks) {
     if (!is_audio(track) && !is_video(track)) continue;
-    const TrackRecord* const first =
-        movie.first_track(is_audio(track) ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO);
+    const TrackRecord* const first = movie.first_track(track_type(is_audio(track)));
     const bool is_further = first != nullptr && track.number > first->number;
     const Diagnosis found = is_further ? further_track(track) : why_not_played(movie, track);
     if (found.exit_code == ExitCode::kLoss) result.exit_code = ExitCode::kCannotOpen;

@@ -123,7 +123,7 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
     return diagnose(ExitCode::kLoss, track, "cannot be read: " + describe_status(state.status),
                     std::to_string(state.status));
   }
-  if (state.type != (is_audio(track) ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO))
+  if (state.type != track_type(is_audio(track)))
     return diagnose(ExitCode::kLoss, track,
                     "not played: another track has the same ID, " + std::to_string(*track.id));
   return diagnose(ExitCode::kLoss, track, "damaged: its configuration or first access unit cannot be used");

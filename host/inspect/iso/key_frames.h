@@ -23,7 +23,7 @@ class KeyFrameWalk {
   // `movie` is open, and must outlive the walk. Throws std::bad_alloc.
   explicit KeyFrameWalk(const ParsedMovie& movie);
 
-  // False if there is no video track whose tables can be read.
+  // False without a video track that has readable tables.
   bool is_open() const { return track_ != nullptr; }
   uint32_t samples() const { return facts_.samples; }
   // False if the first sample of the track is not a key frame.

@@ -26,6 +26,10 @@ struct TrackFacts {
   uint32_t duration = 0;  // of the media, in units of the time scale
 };
 
+constexpr uint32_t track_type(bool is_audio) {
+  return is_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO;
+}
+
 class ParsedMovie {
  public:
   // Opens the file as the filter does. `observer`, if not null, receives the boxes while they are parsed.

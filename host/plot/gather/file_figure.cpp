@@ -80,13 +80,7 @@ ExitCode Gathering::run() {
 }
 
 ExitCode Gathering::refuse_late_seek() {
-  const int64_t end = player_.duration();
-  if (!request_.seek_100ns || end <= 0 || *request_.seek_100ns < end) return ExitCode::kDone;
-  return messages_.report(file_, {ExitCode::kNotSupported,
-                                  MessageCode::kRangeNotPlayable,
-                                  {},
-                                  "--seek is past the end (" + format_time(end) + ")",
-                                  ""});
+  return request_.seek_100ns ? player_.refuse_past_end(*request_.seek_100ns, "--seek") : ExitCode::kDone;
 }
 
 // What `zdr info` says of the streams that are played.
@@ -103,8 +97,7 @@ std::vector<PinLabel> Gathering::pin_labels() const {
   std::vector<PinLabel> labels;
   for (const PinEntry& pin : player_.pins()) {
     if (pin.types.empty()) continue;
-    labels.push_back(
-        {static_cast<uint32_t>(pin.is_audio() ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO), pin.name});
+    labels.push_back({track_type(pin.is_audio()), pin.name});
   }
   return labels;
 }

@@ -9,7 +9,6 @@
 #include <span>
 
 #include "host/plot/round_number.h"
-#include "host/text/time_text.h"
 
 namespace zdr::host::plot {
 namespace {
@@ -108,10 +107,6 @@ std::string short_bytes(double bytes) {
 
 std::string short_rate(double bits_per_second) {
   return short_number(bits_per_second, kRateUnits);
-}
-
-std::string clock_text(double seconds) {
-  return format_time(std::llround(seconds * kUnitsPerSecond));
 }
 
 std::string width_text(double seconds) {

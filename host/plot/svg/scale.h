@@ -40,8 +40,6 @@ Axis signed_axis(double least, double most, int count);
 // "57.5 kB", "114 kbit/s": three significant digits.
 std::string short_bytes(double bytes);
 std::string short_rate(double bits_per_second);
-// "0:00:04.023"
-std::string clock_text(double seconds);
 // "200 ms", "5 s", "15 min"
 std::string width_text(double seconds);
 // "57,549"
