@@ -5,7 +5,6 @@
 #include <memory>
 #include <new>
 
-#include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/inspect/iso/parsed_movie.h"
 #include "host/inspect/iso/table_map.h"
@@ -28,8 +27,7 @@ class Explainer {
   Explainer(const std::string& file, SeekExplanation& explanation) : file_(file), explanation_(explanation) {}
 
   void parse() {
-    if (mp4source::source_kind_of(file_) != mp4source::SOURCE_KIND_MP4) return;
-    movie_ = std::make_unique<const ParsedMovie>(file_, &tables_.visitor());
+    movie_ = parse_iso_media(file_, &tables_.visitor());
     if (!tables_.is_complete()) throw std::bad_alloc();
   }
 

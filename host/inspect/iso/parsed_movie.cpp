@@ -186,9 +186,9 @@ OpenTrack ParsedMovie::open_track(uint32_t id, int32_t& status, uint32_t cache_b
   return OpenTrack(track);
 }
 
-std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file) {
+std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file, const P3gppBoxVisitor* observer) {
   if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4) return nullptr;
-  auto movie = std::make_unique<const ParsedMovie>(file);
+  auto movie = std::make_unique<const ParsedMovie>(file, observer);
   // Here the parser reports exhausted memory or handles with this status only. Without the movie, the notes
   // on what is left out would be missing silently.
   std::error_code code;

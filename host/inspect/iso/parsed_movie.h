@@ -111,6 +111,7 @@ class ParsedMovie {
 };
 
 // For a file that the filter has opened. Returns null if its extension is not one of ISO media.
-std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file);
+std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file,
+                                                   const P3gppBoxVisitor* observer = nullptr);
 
 }  // namespace zdr::host
