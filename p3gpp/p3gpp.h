@@ -339,6 +339,14 @@ int32_t P3GPP_GetBitrate(P3gppTrack* track, float* bits_per_second) P3GPP_NOEXCE
 int32_t P3GPP_ReadSample(P3gppTrack* track, P3gppSample* sample) P3GPP_NOEXCEPT;
 /* The same for a buffer of `capacity` bytes. A larger sample is located but not read: P3GPP_ERR_READ. */
 int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t capacity) P3GPP_NOEXCEPT;
+/*
+ * Locates `count` samples, for walks over many: samples[0].number and those that follow it. Fills the records
+ * as calls of P3GPP_ReadSample without a buffer would, made one after the other with the first record. After
+ * a failure *located is the number of records that were filled before it. P3GPP_ERR_BAD_ARGUMENT if `count`
+ * is 0.
+ */
+int32_t P3GPP_LocateSamples(P3gppTrack* track, P3gppSample* samples, uint32_t count,
+                            uint32_t* located) P3GPP_NOEXCEPT;
 /* The two times of a sample; input and output as in P3gppSample. */
 int32_t P3GPP_GetSampleTime(P3gppTrack* track, uint32_t number, uint32_t* decoding_time,
                             uint32_t* composition_time) P3GPP_NOEXCEPT;

@@ -6,6 +6,7 @@
 #include "p3gpp/samples/open_track.h"
 #include "p3gpp/samples/sample_lookup.h"
 #include "p3gpp/samples/sample_reading.h"
+#include "p3gpp/samples/sample_walk.h"
 #include "p3gpp/samples/track_access.h"
 
 namespace zdr::p3gpp {
@@ -107,6 +108,16 @@ int32_t P3GPP_ReadSampleBounded(P3gppTrack* track, P3gppSample* sample, uint32_t
     return P3GPP_ERR_BAD_ARGUMENT;
   }
   return on_track(track, [&](const TrackPath& path) { return read_sample(path, *sample, capacity); });
+}
+
+int32_t P3GPP_LocateSamples(P3gppTrack* track, P3gppSample* samples, uint32_t count,
+                            uint32_t* located) noexcept {
+  if (track == nullptr || samples == nullptr || count == 0 || located == nullptr)
+    return P3GPP_ERR_BAD_ARGUMENT;
+  *located = 0;
+  return on_track(track, [&](const TrackPath& path) {
+    return locate_samples(path, {samples, count}, *located);
+  });
 }
 
 int32_t P3GPP_GetSampleTime(P3gppTrack* track, uint32_t number, uint32_t* decoding_time,

@@ -12,9 +12,33 @@ namespace {
 constexpr uint32_t kCachedRangeEntries = 256;
 constexpr bool kIsLittleEndian = std::endian::native == std::endian::little;
 
+// Adds up the bytes of each place by themselves, so that many are added at once and none need to be swapped.
 uint64_t sum_of(const uint8_t* sizes, uint32_t count) {
-  uint64_t sum = 0;
-  for (uint32_t i = 0; i < count; ++i) sum += load_be32(sizes + size_t{i} * Number32Entry::kSize);
+  constexpr uint32_t kLanes = 4;
+  constexpr uint32_t kMostSteps = 257;  // of 255 at most fit into 16 bits
+  using Numbers [[gnu::vector_size(kLanes * sizeof(uint32_t))]] = uint32_t;
+  uint64_t places[4] = {};  // sums of the bytes of each place in memory
+  uint32_t done = 0;
+  while (done + kLanes <= count) {
+    Numbers even{};
+    Numbers odd{};
+    const uint32_t steps = std::min(kMostSteps, (count - done) / kLanes);
+    for (uint32_t step = 0; step < steps; ++step, done += kLanes) {
+      Numbers stored;
+      std::memcpy(&stored, sizes + size_t{done} * Number32Entry::kSize, sizeof stored);
+      even += stored & 0x00FF00FFu;
+      odd += stored >> 8 & 0x00FF00FFu;
+    }
+    for (uint32_t lane = 0; lane < kLanes; ++lane) {
+      places[0] += even[lane] & 0xFFFF;
+      places[1] += odd[lane] & 0xFFFF;
+      places[2] += even[lane] >> 16;
+      places[3] += odd[lane] >> 16;
+    }
+  }
+  if (!kIsLittleEndian) std::ranges::reverse(places);
+  uint64_t sum = (places[0] << 24) + (places[1] << 16) + (places[2] << 8) + places[3];
+  for (; done < count; ++done) sum += load_be32(sizes + size_t{done} * Number32Entry::kSize);
   return sum;
 }
 

@@ -94,6 +94,38 @@ TEST(SampleLookup, GivesTheSameResultsInAnyOrder) {
   }
 }
 
+// Also where a table ends early or a time is too large, and with delayed tracks.
+TEST(SampleLookup, SamplesLocatedTogetherAreThoseLocatedOneByOne) {
+  for (uint32_t seed = 1; seed <= 600 && !HasFailure(); ++seed) {
+    SCOPED_TRACE(seed);
+    TrackMaker random(seed);
+    const uint32_t samples = 1 + random.below(600);
+    TrackDescription track = random.make(samples);
+    if (random.one_in(4))
+      track.replaced["stts"] = stts({{samples - samples / 3, 0xFFFFFFFF / samples + random.below(3)}});
+    if (random.one_in(8)) track.replaced["ctts"] = ctts({{samples / 2, 7}});
+    if (random.one_in(4)) track.edits = {{1000, -1}, {500, 0}};
+    OpenTrack single(track, 0, 24576);
+    OpenTrack batched(track, 0, random.one_in(2) ? 1 : 24576);
+    std::vector<P3gppSample> batch(1 + random.below(200));
+    P3gppSample record{};
+    record.number = 1 + random.below(samples);
+    for (int32_t status = P3GPP_OK; status == P3GPP_OK && !HasFailure();) {
+      uint32_t located = 0;
+      batch[0] = record;
+      status =
+          P3GPP_LocateSamples(batched.get(), batch.data(), static_cast<uint32_t>(batch.size()), &located);
+      for (uint32_t i = 0; i < located; ++i, ++record.number) {
+        EXPECT_EQ(P3GPP_ReadSample(single.get(), &record), P3GPP_OK);
+        EXPECT_EQ(sample_text(batch[i]), sample_text(record)) << record.number;
+      }
+      if (located < batch.size()) {
+        EXPECT_EQ(P3GPP_ReadSample(single.get(), &record), status) << record.number;
+      }
+    }
+  }
+}
+
 // Sync searches as a walk entry by entry.
 struct SyncWalk {
   std::vector<uint32_t> table;

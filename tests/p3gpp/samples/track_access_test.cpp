@@ -61,6 +61,7 @@ TEST(TrackAccess, NullArgumentsAndUnknownCodesAreRefused) {
   P3gppTrack* handle = nullptr;
   P3gppFile* another = nullptr;
   P3gppTag tag{};
+  P3gppSample sample{};
   const P3gppBoxVisitor no_visitor{};
   const std::vector<int32_t> statuses = {
       P3GPP_GetMovieInfo(file, nullptr),
@@ -69,6 +70,7 @@ TEST(TrackAccess, NullArgumentsAndUnknownCodesAreRefused) {
       P3GPP_OpenTrack(file, &handle, 99, 0),  // checked before the ID
       P3GPP_CloseTrack(nullptr),
       P3GPP_ReadSample(track, nullptr),
+      P3GPP_LocateSamples(track, &sample, 0, &a),
       P3GPP_GetSampleTime(track, 1, &a, nullptr),
       P3GPP_IsSyncSample(track, 1, nullptr),
       P3GPP_FindSyncSample(track, nullptr, P3GPP_SYNC_FORWARD),
