@@ -109,9 +109,11 @@ with \-\-seek: for each pin the first sample that is delivered, the preroll, and
 where each track has its data at each time, and so how the tracks are interleaved.
 .TP
 .B Tracks
-bit rate, key frames, and the least, the mean and the largest size of the access units.
+bit rate, key frames, and the least, the mean and the largest size of the access units. The peak second is
+the one with most bits, counted in whole seconds from the first access unit on, as in \fBinfo \-\-full\fR.
 .PP
-Times are decoding times. Faults are listed, and marked where they are. At most eight tracks are drawn.
+Times are decoding times. Faults of boxes and tables are listed, and marked where they are; damage inside of access units
+is not, \fBverify\fR finds it. At most eight tracks are drawn.
 )";
 
 constexpr const char* kManifests = R"(.PP

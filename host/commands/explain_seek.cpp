@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "host/commands/commands.h"
+#include "host/commands/landing_output.h"
 #include "host/json/json_report.h"
 #include "host/memory.h"
 #include "host/seek/seek_explanation.h"
@@ -88,11 +89,7 @@ void write_pin(JsonWriter& json, const PinSeek& pin) {
     json.member("first_unit", pin.choice->begun_with);
     json.member("has_sync_table", pin.choice->has_sync_table);
   }
-  json.member("first_100ns", pin.landing.first);
-  json.member("sync", pin.landing.is_sync);
-  json.member("preroll_samples", pin.landing.prerolled);
-  if (pin.landing.shown) json.member("shown_100ns", *pin.landing.shown);
-  json.member("segment_start_100ns", pin.landing.segment_start);
+  add_landing(json, pin.landing);
   json.end_object();
 }
 

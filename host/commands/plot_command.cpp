@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "host/commands/commands.h"
+#include "host/commands/landing_output.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/json/json_report.h"
 #include "host/memory.h"
@@ -17,10 +18,6 @@
 
 namespace zdr::host {
 namespace {
-
-int64_t to_100ns(double seconds) {
-  return std::llround(seconds * kUnitsPerSecond);
-}
 
 class FilePlot {
  public:
@@ -96,7 +93,8 @@ void FilePlot::write_tracks(JsonWriter& json) const {
     json.member("units", track.units);
     json.member("payload_bytes", track.bytes);
     if (track.key_frames) json.member("key_frames", *track.key_frames);
-    json.member("duration_100ns", to_100ns(track.end));
+    json.member("duration_100ns", std::llround(track.end * kUnitsPerSecond));
+    json.member("peak_bit_rate", track.peak_bit_rate);
     json.member("lost_units", track.lost_units);
     json.end_object();
   }
@@ -105,16 +103,12 @@ void FilePlot::write_tracks(JsonWriter& json) const {
 
 void FilePlot::write_seek(JsonWriter& json, const plot::SeekFigure& seek) const {
   json.begin_object("seek");
-  json.member("target_100ns", to_100ns(seek.target));
+  json.member("target_100ns", seek.target);
   json.begin_array("pins");
-  for (const plot::LandingFigure& pin : seek.pins) {
+  for (const PinLanding& pin : seek.pins) {
     json.begin_object();
     json.member("pin", pin.pin);
-    json.member("segment_start_100ns", to_100ns(pin.segment_start));
-    json.member("first_100ns", to_100ns(pin.first));
-    json.member("sync", pin.is_sync);
-    json.member("preroll_samples", pin.prerolled);
-    if (pin.shown) json.member("shown_100ns", to_100ns(*pin.shown));
+    add_landing(json, pin);
     json.end_object();
   }
   json.end_array();

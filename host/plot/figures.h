@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "host/graph/seek_landing.h"
+#include "host/text/time_text.h"
+
 namespace zdr::host::plot {
 
 // The columns into which the units of a track are sorted. All tracks of a picture share them.
@@ -56,6 +59,7 @@ struct TrackFigure {
   std::string unit{};  // "access unit"
   uint64_t units = 0;
   uint64_t bytes = 0;
+  uint64_t peak_bit_rate = 0;            // bit/s in the busiest second
   std::optional<uint64_t> key_frames{};  // none without a table of sync samples
   bool all_are_sync = false;
   double end = 0;
@@ -72,20 +76,15 @@ struct TrackFigure {
   double fault_from = 0;
 };
 
-// Where a pin begins to deliver after a seek. Times are of the media.
-struct LandingFigure {
-  std::string pin{};
-  double first = 0;  // of the first sample that is delivered
-  bool is_sync = false;
-  uint64_t prerolled = 0;         // samples that are delivered but not shown
-  std::optional<double> shown{};  // of the first sample that is shown
-  double segment_start = 0;       // which the pins may have moved, to begin together
+struct SeekFigure {
+  int64_t target = 0;  // in 100 ns units
+  std::vector<PinLanding> pins{};
 };
 
-struct SeekFigure {
-  double target = 0;
-  std::vector<LandingFigure> pins{};
-};
+// A time of a seek, of which the drawing needs seconds.
+inline double to_seconds(int64_t time_100ns) {
+  return static_cast<double>(time_100ns) / kUnitsPerSecond;
+}
 
 struct Fault {
   std::string text{};

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "host/formats/peak_second.h"
+#include "host/inspect/iso/sample_walk.h"
 #include "host/memory.h"
 
 namespace zdr::host {
@@ -17,29 +19,18 @@ std::optional<uint64_t> count_track_bytes(const ParsedMovie& movie, uint32_t id)
 
 std::optional<uint64_t> find_peak_bit_rate(const ParsedMovie& movie, const TrackDescription& track,
                                            const std::function<bool(uint64_t done, uint64_t total)>& watch) {
-  constexpr uint64_t kSamplesPerCall = 65536;
   const OpenTrack opened = movie.open_track_to_walk(static_cast<uint32_t>(track.id.value_or(0)));
   const uint64_t time_scale = track.time_scale.value_or(0);
-  const uint64_t samples = track.samples.value_or(0);
+  const auto count = static_cast<uint32_t>(std::min<uint64_t>(track.samples.value_or(0), UINT32_MAX));
   if (!opened || time_scale == 0) return std::nullopt;
-  uint64_t peak = 0;
-  uint64_t bytes = 0;
-  uint64_t second = 0;
-  uint32_t begin = 0;
-  P3gppSample sample{};
-  for (uint64_t number = 1; number <= samples; ++number) {
-    if (number % kSamplesPerCall == 0 && !watch(number, samples)) return std::nullopt;
-    sample.number = static_cast<uint32_t>(number);
-    if (with_memory(P3GPP_ReadSample(opened.get(), &sample), P3GPP_ERR_NO_MEMORY) != P3GPP_OK)
-      return std::nullopt;
-    if (number == 1) begin = sample.decoding_time;
-    const uint64_t its_second = (sample.decoding_time - begin) / time_scale;
-    if (its_second != second) bytes = 0;
-    second = its_second;
-    bytes += sample.size;
-    peak = std::max(peak, bytes);
+  PeakSecond peak(time_scale);
+  SampleWalk walk(opened.get(), count);
+  for (auto samples = walk.next(); !samples.empty(); samples = walk.next()) {
+    for (const P3gppSample& sample : samples) peak.add(sample.decoding_time, sample.size);
+    if (!watch(walk.done(), count)) return std::nullopt;
   }
-  return peak * 8;
+  if (walk.done() < count) return std::nullopt;
+  return peak.bits();
 }
 
 }  // namespace zdr::host

@@ -20,7 +20,7 @@ struct TimeMark {
 
 std::vector<TimeMark> marks_of(const FileFigure& figure, size_t first_track, size_t tracks) {
   std::vector<TimeMark> marks;
-  if (figure.seek) marks.push_back({figure.seek->target, "seek target", "seek", "mark"});
+  if (figure.seek) marks.push_back({to_seconds(figure.seek->target), "seek target", "seek", "mark"});
   for (size_t i = first_track; i < std::min(first_track + tracks, figure.tracks.size()); ++i) {
     const TrackFigure& track = figure.tracks[i];
     if (track.lost_units != 0)

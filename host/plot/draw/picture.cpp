@@ -57,6 +57,7 @@ double draw_body(SvgWriter& svg, const FileFigure& figure) {
   double y = draw_legend(svg, figure, 80);
   y = draw_lines(svg, fault_texts(figure), "fault", "Fault: ", y + 4);
   y = draw_lines(svg, figure.notes, "soft", "Note: ", y);
+  y = draw_lines(svg, {kScope}, "soft", "", y);
   if (!figure.boxes.empty()) y = draw_byte_map(svg, figure, y) + kPanelGap;
   if (figure.grid.end > 0) {
     if (figure.seek) y = draw_seek(svg, figure, y) + kPanelGap;

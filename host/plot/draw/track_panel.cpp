@@ -29,8 +29,7 @@ class TrackPanel {
     const double x = kMargin;
     svg_.rectangle(x, top + 4, x + 14, top + 16,
                    "chunk " + style_of('p', number_) + " " + style_of('s', number_));
-    svg_.text_with_remark(x + 22, top + 15, "head", shortened(track_.name, 24), "remark",
-                          track_text(figure_, track_));
+    svg_.text_with_remark(x + 22, top + 15, "head", shortened(track_.name, 24), "remark", track_text(track_));
     const double rates = draw_rates(top + kHeadHeight);
     return draw_sizes(track_.key_frames ? draw_keys(rates) : rates);
   }
@@ -63,7 +62,8 @@ class TrackPanel {
 // Steps, closed to an area, with a line on top.
 double TrackPanel::draw_rates(double top) {
   const double begin = top + kCaptionHeight;
-  const Area area{time_, {0, std::max(1.0, peak_rate(figure_, track_)) * 1.05, begin + kRateHeight, begin}};
+  const Area area{time_,
+                  {0, std::max(1.0, highest_rate(figure_, track_)) * 1.05, begin + kRateHeight, begin}};
   const Axis axis = rate_axis(area.y.most, 4);
   svg_.text(kLeft, begin - 5, "mark",
             "bit rate, " + axis.unit + " (columns of " + width_text(figure_.grid.rate_width) + ")");

@@ -10,7 +10,7 @@
 namespace zdr::host::plot {
 namespace {
 
-constexpr double kSame = 0.0005;  // seconds: less is not shown
+constexpr int64_t kSame = kUnitsPerMillisecond / 2;  // less is not shown
 
 std::string counted_text(uint64_t count, const std::string& noun) {
   return grouped(count) + " " + noun + (count == 1 ? "" : "s");
@@ -27,10 +27,10 @@ double rate_of(const FileFigure& figure, const TrackFigure& track, size_t column
   return filled > 0 ? static_cast<double>(track.rates[column]) * 8 / filled : 0;
 }
 
-double peak_rate(const FileFigure& figure, const TrackFigure& track) {
-  double peak = 0;
-  for (size_t i = 0; i < track.rates.size(); ++i) peak = std::max(peak, rate_of(figure, track, i));
-  return peak;
+double highest_rate(const FileFigure& figure, const TrackFigure& track) {
+  double highest = 0;
+  for (size_t i = 0; i < track.rates.size(); ++i) highest = std::max(highest, rate_of(figure, track, i));
+  return highest;
 }
 
 double round_to_digits(double value) {
@@ -39,12 +39,11 @@ double round_to_digits(double value) {
   return std::round(value / power) * power;
 }
 
-std::string track_text(const FileFigure& figure, const TrackFigure& track) {
+std::string track_text(const TrackFigure& track) {
   std::string text = track.codec + ", " + counted_text(track.units, track.unit) + ", " +
                      short_bytes(static_cast<double>(track.bytes));
-  if (track.end > 0)
-    text += ", average " + short_rate(static_cast<double>(track.bytes) * 8 / track.end) + ", peak " +
-            short_rate(peak_rate(figure, track));
+  if (track.end > 0) text += ", average " + short_rate(static_cast<double>(track.bytes) * 8 / track.end);
+  if (track.end >= 1) text += ", peak second " + short_rate(static_cast<double>(track.peak_bit_rate));
   if (track.key_frames) text += ", " + counted_text(*track.key_frames, "key frame");
   if (track.all_are_sync) text += ", all sync samples";
   return text;
@@ -60,19 +59,19 @@ std::vector<std::string> fault_texts(const FileFigure& figure) {
 }
 
 std::vector<std::string> seek_texts(const SeekFigure& seek) {
-  std::vector<std::string> texts{"target: " + clock_text(seek.target)};
-  for (const LandingFigure& pin : seek.pins) {
+  std::vector<std::string> texts{"target: " + format_time(seek.target)};
+  for (const PinLanding& pin : seek.pins) {
     if (std::abs(pin.segment_start - seek.target) >= kSame) {
-      texts.push_back("resynchronised start: " + clock_text(pin.segment_start));
+      texts.push_back("resynchronised start: " + format_time(pin.segment_start));
       break;
     }
   }
-  for (const LandingFigure& pin : seek.pins) {
+  for (const PinLanding& pin : seek.pins) {
     texts.push_back(pin.pin + ": " + (pin.is_sync ? "sync sample at " : "first sample at ") +
-                    clock_text(pin.first));
+                    format_time(pin.first));
     const std::string preroll =
         pin.prerolled == 0 ? "" : counted_text(pin.prerolled, "sample") + " of preroll, ";
-    const std::string shown = !pin.shown ? "nothing shown" : "shown from " + clock_text(*pin.shown);
+    const std::string shown = !pin.shown ? "nothing shown" : "shown from " + format_time(*pin.shown);
     texts.push_back("    " + preroll + shown);
   }
   if (seek.pins.empty()) texts.emplace_back("nothing is delivered from there");
@@ -91,8 +90,8 @@ std::string description(const FileFigure& figure) {
     }
     text += figure.boxes.size() > kMost ? " and " + grouped(figure.boxes.size() - kMost) + " more." : ".";
   }
-  for (const TrackFigure& track : figure.tracks)
-    text += " " + track.name + ": " + track_text(figure, track) + ".";
+  for (const TrackFigure& track : figure.tracks) text += " " + track.name + ": " + track_text(track) + ".";
+  text += std::string(" ") + kScope + ".";
   for (const std::string& fault : fault_texts(figure)) text += " Fault: " + fault + ".";
   for (const std::string& note : figure.notes) text += " Note: " + note + ".";
   if (figure.seek) {

@@ -10,12 +10,15 @@ namespace zdr::host::plot {
 
 // Bits per second in a column of the picture.
 double rate_of(const FileFigure& figure, const TrackFigure& track, size_t column);
-double peak_rate(const FileFigure& figure, const TrackFigure& track);
+double highest_rate(const FileFigure& figure, const TrackFigure& track);
 // Rounds to two significant digits.
 double round_to_digits(double value);
 
-// "AVC, 100 access units, 57.5 kB, average 114 kbit/s, peak 201 kbit/s, 3 key frames"
-std::string track_text(const FileFigure& figure, const TrackFigure& track);
+// "AVC, 100 access units, 57.5 kB, average 114 kbit/s, peak second 201 kbit/s, 3 key frames"
+std::string track_text(const TrackFigure& track);
+// What the picture does not show.
+inline constexpr const char* kScope =
+    "Damage inside of access units and frames is not shown: zdr verify finds it";
 // What is missing of the tracks, and the faults of the file.
 std::vector<std::string> fault_texts(const FileFigure& figure);
 // Where a seek lands, one sentence a line.

@@ -154,23 +154,9 @@ ExitCode Gathering::report_faults() {
   return worst;
 }
 
-// Runs the filter; the times are those that it delivers.
 ExitCode Gathering::add_landing() {
-  const auto seconds = [](int64_t time_100ns) { return static_cast<double>(time_100ns) / kUnitsPerSecond; };
-  std::vector<PinLanding> landings;
-  const ExitCode code =
-      find_landings(player_, *request_.seek_100ns, {[] { return !interrupted(); }, {}}, landings);
-  SeekFigure& seek = figure_.seek.emplace(SeekFigure{seconds(*request_.seek_100ns), {}});
-  for (const PinLanding& pin : landings) {
-    LandingFigure landing{.pin = pin.pin,
-                          .first = seconds(pin.first),
-                          .is_sync = pin.is_sync,
-                          .prerolled = pin.prerolled,
-                          .segment_start = seconds(pin.segment_start)};
-    if (pin.shown) landing.shown = seconds(*pin.shown);
-    seek.pins.push_back(std::move(landing));
-  }
-  return code;
+  SeekFigure& seek = figure_.seek.emplace(SeekFigure{*request_.seek_100ns, {}});
+  return find_landings(player_, seek.target, {[] { return !interrupted(); }, {}}, seek.pins);
 }
 
 }  // namespace

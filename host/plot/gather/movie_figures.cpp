@@ -10,6 +10,7 @@
 #include "host/inspect/iso/box_headers.h"
 #include "host/inspect/iso/movie_description.h"
 #include "host/inspect/iso/parser_status.h"
+#include "host/inspect/iso/sample_walk.h"
 #include "host/inspect/iso/sync_walk.h"
 #include "host/text/decoded_text.h"
 
@@ -20,7 +21,6 @@ constexpr size_t kMostTracks = 8;
 constexpr size_t kMostBoxes = 50'000;
 // Of all tracks together: a file of a few bytes may claim four thousand million.
 constexpr uint64_t kMostSamples = 20'000'000;
-constexpr uint32_t kSamplesPerCall = 65536;
 
 double seconds(uint32_t time, uint32_t time_scale) {
   return time_scale == 0 ? 0 : static_cast<double>(time) / time_scale;
@@ -70,28 +70,31 @@ double walk_samples(const Source& source, uint64_t most, const Watch& watch, Uni
   figure.all_are_sync = sync.every_sample_is_sync();
   if (!figure.all_are_sync) figure.key_frames = 0;
   uint32_t next_sync = figure.all_are_sync ? 0 : sync.next();
-  P3gppSample sample{};
-  const double unit_seconds = seconds(1, source.facts.time_scale);
+  const auto drawn = static_cast<uint32_t>(std::min<uint64_t>(source.facts.samples, most));
+  SampleWalk walk(source.track.get(), drawn);
   double start = 0;
-  for (sample.number = 1; sample.number <= source.facts.samples; ++sample.number) {
-    if (sample.number % kSamplesPerCall == 0 && !watch(sample.number, source.facts.samples)) return start;
-    if (sample.number > most) {
-      notes.push_back(figure.name + ": only the first " + std::to_string(sample.number - 1) + " of " +
-                      counted(source.facts.samples, "sample") + " are drawn");
-      return start;
+  for (auto samples = walk.next(); !samples.empty(); samples = walk.next()) {
+    for (const P3gppSample& sample : samples) {
+      const bool is_key = sample.number == next_sync;
+      if (is_key) {
+        ++*figure.key_frames;
+        next_sync = sync.next();
+      }
+      collector.add({sample.file_offset, sample.size, sample.decoding_time, is_key});
     }
-    if (const int32_t status = P3GPP_ReadSample(source.track.get(), &sample); status != P3GPP_OK) {
-      figure.fault = "sample " + std::to_string(sample.number) + " cannot be located: " + reason_of(status);
-      figure.fault_from = start;
-      return start;
-    }
-    start = sample.decoding_time * unit_seconds;
-    const bool is_key = sample.number == next_sync;
-    if (is_key) {
-      ++*figure.key_frames;
-      next_sync = sync.next();
-    }
-    collector.add({sample.file_offset, sample.size, start, is_key});
+    start = seconds(samples.back().decoding_time, source.facts.time_scale);
+    if (!watch(walk.done(), source.facts.samples)) return start;
+  }
+  if (walk.status() != P3GPP_OK) {
+    figure.fault =
+        "sample " + std::to_string(walk.done() + 1) + " cannot be located: " + reason_of(walk.status());
+    figure.fault_from = start;
+    return start;
+  }
+  if (drawn < source.facts.samples) {
+    notes.push_back(figure.name + ": only the first " + std::to_string(drawn) + " of " +
+                    counted(source.facts.samples, "sample") + " are drawn");
+    return start;
   }
   return source.end;
 }
@@ -184,7 +187,7 @@ void add_tracks(const std::string& file, const ParsedMovie& movie, const std::ve
   uint64_t bytes = 0;
   for (const Source& source : sources) {
     TrackFigure& track = figure.tracks.emplace_back(describe(movie, *source.record, description, pins));
-    UnitCollector collector(figure.grid, track);
+    UnitCollector collector(figure.grid, source.facts.time_scale, track);
     collector.finish(walk_samples(source, most, watch, collector, track, figure.notes));
     bytes += track.bytes;
   }

@@ -32,9 +32,8 @@ class AacFrames {
     has_headers_ = is_adts_header(start);
   }
 
-  double frame_seconds() const {
-    return static_cast<double>(config_.frameLength) / std::max(1, config_.sampleRate);
-  }
+  uint32_t time_scale() const { return static_cast<uint32_t>(std::max(1, config_.sampleRate)); }
+  uint64_t time_of(uint64_t frame) const { return frame * static_cast<uint64_t>(config_.frameLength); }
   uint64_t size() const { return stream_.size(); }
 
   struct End {
@@ -67,18 +66,18 @@ class AacFrames {
 }  // namespace
 
 void add_speech(const std::string& file, const SpeechStream& stream, FileFigure& figure) {
-  constexpr double kFrameSeconds = 0.02;
+  constexpr uint32_t kFramesPerSecond = 50;
   FileStream reader(file);
   BlockReader block(reader);
   figure.grid = make_grid(reader.size(), stream.duration, 1);
   TrackFigure& track = figure.tracks.emplace_back(stream.label);
-  UnitCollector collector(figure.grid, track);
+  UnitCollector collector(figure.grid, kFramesPerSecond, track);
   uint64_t number = 0;
-  const AmrFrames frames = list_amr_frames(
-      block, first_amr_frame(block), reader.size(), stream.is_wide_band, [&](uint64_t offset, uint32_t size) {
-        collector.add({offset, size, static_cast<double>(number++) * kFrameSeconds, false});
-      });
-  const double end = static_cast<double>(frames.count) * kFrameSeconds;
+  const AmrFrames frames = list_amr_frames(block, first_amr_frame(block), reader.size(), stream.is_wide_band,
+                                           [&](uint64_t offset, uint32_t size) {
+                                             collector.add({offset, size, number++, false});
+                                           });
+  const double end = static_cast<double>(frames.count) / kFramesPerSecond;
   collector.finish(end);
   if (frames.is_damaged) track.fault = "the byte" + at_offset(frames.end) + " does not begin a frame";
   if (frames.is_cut) track.fault = "the file ends inside the frame" + at_offset(frames.end);
@@ -95,13 +94,13 @@ void add_aac(const std::string& file, const TrackFigure& label, const Watch& wat
   };
   const AacFrames::End end =
       frames.walk([&](uint64_t number, uint64_t offset, uint32_t) { return goes_on(number, offset); });
-  const double end_time = static_cast<double>(end.frames) * frames.frame_seconds();
+  const double end_time = static_cast<double>(frames.time_of(end.frames)) / frames.time_scale();
   figure.grid = make_grid(frames.size(), end_time, 1);
   TrackFigure& track = figure.tracks.emplace_back(label);
   track.codec = format_line(AacStreamView(reader));
-  UnitCollector collector(figure.grid, track);
+  UnitCollector collector(figure.grid, frames.time_scale(), track);
   frames.walk([&](uint64_t number, uint64_t offset, uint32_t size) {
-    collector.add({offset, size, static_cast<double>(number - 1) * frames.frame_seconds(), false});
+    collector.add({offset, size, frames.time_of(number - 1), false});
     return goes_on(number, offset);
   });
   collector.finish(end_time);

@@ -32,12 +32,14 @@ Grid make_grid(uint64_t file_size, double end, size_t tracks) {
   return grid;
 }
 
-UnitCollector::UnitCollector(const Grid& grid, TrackFigure& figure)
+UnitCollector::UnitCollector(const Grid& grid, uint32_t time_scale, TrackFigure& figure)
     : grid_(grid),
       figure_(figure),
+      unit_seconds_(time_scale == 0 ? 0 : 1.0 / time_scale),
       map_columns_per_byte_(grid.file_size > 0
                                 ? static_cast<double>(grid.byte_columns) / static_cast<double>(grid.file_size)
-                                : 0) {
+                                : 0),
+      peak_(time_scale) {
   figure.map.resize(grid.byte_columns);
   figure.sizes.resize(grid.time_columns);
   figure.keys.resize(grid.time_columns);
@@ -45,12 +47,13 @@ UnitCollector::UnitCollector(const Grid& grid, TrackFigure& figure)
 }
 
 void UnitCollector::add(const Unit& unit) {
+  const double begin = static_cast<double>(unit.time) * unit_seconds_;
   if (unit.size > grid_.file_size || unit.offset > grid_.file_size - unit.size) {
-    if (figure_.lost_units++ == 0) figure_.lost_from = unit.start;
-    return close_extent(unit.start);
+    if (figure_.lost_units++ == 0) figure_.lost_from = begin;
+    return close_extent(begin);
   }
   constexpr double kRounding = 1e-7;  // seconds: a unit that begins with a column is in it
-  const double start = unit.start + kRounding;
+  const double start = begin + kRounding;
   if (start < columns_begin_ || start >= columns_end_) find_columns(start);
   figure_.rates[rate_column_] += unit.size;
   if (unit.is_key) figure_.keys[time_column_] = true;
@@ -61,8 +64,9 @@ void UnitCollector::add(const Unit& unit) {
   column.most = std::max(column.most, unit.size);
   column.offset = std::min(column.offset, unit.offset);
   column.end = std::max(column.end, unit.offset + unit.size);
+  peak_.add(unit.time, unit.size);
   add_to_map(unit);
-  add_to_extents(unit);
+  add_to_extents(unit, begin);
 }
 
 void UnitCollector::find_columns(double start) {
@@ -83,6 +87,7 @@ void UnitCollector::finish(double end) {
   if (is_open_ || figure_.extents.empty()) close_extent(figure_.end = end);
   if (!figure_.extents.empty()) figure_.end = figure_.extents.back().stop;
   join_short_runs();
+  figure_.peak_bit_rate = peak_.bits();
   for (const SizeColumn& column : figure_.sizes) {
     figure_.units += column.count;
     figure_.bytes += column.bytes;
@@ -120,13 +125,13 @@ void UnitCollector::add_to_map(const Unit& unit) {
 
 // A column has at most two extents: one that continues the run of the column before, and one for the first
 // run that begins here, with which all others are merged. So all runs of a file with few chunks are exact.
-void UnitCollector::add_to_extents(const Unit& unit) {
+void UnitCollector::add_to_extents(const Unit& unit, double start) {
   std::vector<Extent>& extents = figure_.extents;
   const uint64_t end = unit.offset + unit.size;
   bool follows = false;
   if (!extents.empty()) {
     Extent& last = extents.back();
-    if (is_open_) last.stop = std::max(last.stop, unit.start);
+    if (is_open_) last.stop = std::max(last.stop, start);
     follows = is_open_ && unit.offset == last.end;
     if (last.column == time_column_ && (follows || !last.continues)) {
       last.is_merged = last.is_merged || !follows;
@@ -137,7 +142,7 @@ void UnitCollector::add_to_extents(const Unit& unit) {
     }
   }
   is_open_ = true;
-  extents.push_back({unit.start, unit.start, unit.offset, end, time_column_, false, follows});
+  extents.push_back({start, start, unit.offset, end, time_column_, false, follows});
 }
 
 // Makes one extent of a short run, such as a chunk. A long one stays in parts, which show how it advances.

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 
+#include "host/formats/peak_second.h"
 #include "host/plot/figures.h"
 
 namespace zdr::host::plot {
@@ -16,7 +17,7 @@ using Watch = std::function<bool(uint64_t done, uint64_t total)>;
 struct Unit {
   uint64_t offset = 0;
   uint32_t size = 0;
-  double start = 0;  // seconds
+  uint64_t time = 0;  // decoding time in units of the time scale
   bool is_key = false;
 };
 
@@ -26,7 +27,7 @@ Grid make_grid(uint64_t file_size, double end, size_t tracks);
 class UnitCollector {
  public:
   // Both must outlive the object.
-  UnitCollector(const Grid& grid, TrackFigure& figure);
+  UnitCollector(const Grid& grid, uint32_t time_scale, TrackFigure& figure);
 
   // Call in decoding order.
   void add(const Unit& unit);
@@ -36,14 +37,16 @@ class UnitCollector {
  private:
   uint64_t map_border(size_t column) const;
   void add_to_map(const Unit& unit);
-  void add_to_extents(const Unit& unit);
+  void add_to_extents(const Unit& unit, double start);
   void find_columns(double start);
   void close_extent(double time);
   void join_short_runs();
 
   const Grid& grid_;
   TrackFigure& figure_;
+  const double unit_seconds_;  // of the time scale; 0 without one
   const double map_columns_per_byte_;
+  PeakSecond peak_;
   // The columns of the last unit, and the times for which they hold.
   size_t time_column_ = 0;
   size_t rate_column_ = 0;
