@@ -3,11 +3,13 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <numeric>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include "host/inspect/iso/colour_names.h"
 #include "host/messages.h"
 #include "host/text/decoded_text.h"
 #include "host/text/time_text.h"
@@ -16,6 +18,7 @@ namespace zdr::host {
 namespace {
 
 using Number = std::optional<uint64_t>;
+constexpr uint64_t kUnspecifiedColour = 2;
 
 std::string type_of(std::string_view four_characters) {
   return printable(type_text(four_characters));
@@ -94,6 +97,7 @@ void print_file(const MovieDescription& movie, std::ostream& out) {
   DateDigits digits;
   const std::string_view created = format_date(movie.creation_time, digits);
   if (!movie.brand.empty()) pieces.push_back("brand " + printable(movie.brand));
+  if (!movie.tool.empty()) pieces.push_back("written by " + printable(movie.tool));
   pieces.push_back(counted(movie.size, "byte"));
   if (const Number rate = bit_rate_of(movie)) pieces.push_back(std::to_string(*rate) + " bit/s");
   if (const Number overhead = overhead_of(movie)) pieces.push_back(overhead_text(*overhead, movie.size));
@@ -128,6 +132,26 @@ std::string codec_of(const TrackDescription& track) {
   return name + (details.empty() ? "" : " (" + details + ")");
 }
 
+// "bt709" if all three are the same, else "bt470bg/smpte170m/-".
+std::string colours_of(const PictureFormat& format) {
+  const auto name = [](const ColourNames& names, Number code) {
+    return code.value_or(kUnspecifiedColour) == kUnspecifiedColour ? "-" : colour_name(names, *code);
+  };
+  const std::string primaries = name(kPrimaries, format.primaries);
+  const std::string transfer = name(kTransfers, format.transfer);
+  const std::string matrix = name(kMatrices, format.matrix);
+  return primaries == transfer && transfer == matrix ? primaries : primaries + "/" + transfer + "/" + matrix;
+}
+
+void add_format_pieces(const PictureFormat& format, std::vector<std::string>& pieces) {
+  if (!format.chroma.empty()) pieces.push_back(format.chroma);
+  if (format.bit_depth) pieces.push_back(counted(*format.bit_depth, "bit"));
+  if (format.is_full_range) pieces.emplace_back(*format.is_full_range ? "full range" : "limited range");
+  if (const std::string colours = colours_of(format); colours != "-") pieces.push_back("colours " + colours);
+  if (format.has_frames_only) pieces.emplace_back(*format.has_frames_only ? "progressive" : "fields allowed");
+  if (format.reference_frames) pieces.push_back(counted(*format.reference_frames, "reference frame"));
+}
+
 std::vector<std::string> media_pieces(const TrackDescription& track, bool is_full) {
   std::vector<std::string> pieces{codec_of(track)};
   if (track.width && track.height)
@@ -137,12 +161,18 @@ std::vector<std::string> media_pieces(const TrackDescription& track, bool is_ful
   if (const uint64_t part = std::gcd(track.h_spacing.value_or(0), track.v_spacing.value_or(0)); part != 0)
     pieces.push_back("pixel aspect " + std::to_string(track.h_spacing.value_or(0) / part) + ":" +
                      std::to_string(track.v_spacing.value_or(0) / part));
-  if (track.channels) pieces.push_back(counted(*track.channels, "channel"));
+  add_format_pieces(track.format, pieces);
+  if (track.channels)
+    pieces.push_back(
+        counted(*track.channels, "channel") +
+        (*track.channels > 2 && !track.channel_layout.empty() ? " (" + track.channel_layout + ")" : ""));
   if (track.sample_rate)
     pieces.push_back(std::to_string(*track.sample_rate) + " Hz" +
                      (track.core_rate ? " (core " + std::to_string(*track.core_rate) + " Hz)" : ""));
+  if (const int64_t start = track.start_100ns.value_or(0); start != 0)
+    pieces.push_back("begins at " + std::string(start < 0 ? "-" : "") + format_time(std::abs(start)));
   if (is_full && track.peak_bit_rate)
-    pieces.push_back("peak " + std::to_string(*track.peak_bit_rate) + " bit/s");
+    pieces.push_back("peak second " + std::to_string(*track.peak_bit_rate) + " bit/s");
   return pieces;
 }
 
@@ -172,6 +202,7 @@ void add_text(JsonWriter& json, std::string_view name, const std::string& text) 
 void add_container(JsonWriter& json, const MovieDescription& movie) {
   json.begin_object("container");
   add_text(json, "major_brand", movie.brand);
+  add_text(json, "writing_application", movie.tool);
   json.member("size", movie.size);
   add_number(json, "bit_rate", bit_rate_of(movie));
   DateDigits digits;
@@ -199,10 +230,26 @@ void add_edits(JsonWriter& json, const TrackDescription& track, uint64_t movie_t
   json.end_object();
 }
 
+void add_colour(JsonWriter& json, std::string_view name, const ColourNames& names, Number code) {
+  if (code.value_or(kUnspecifiedColour) != kUnspecifiedColour) json.member(name, colour_name(names, *code));
+}
+
+void add_format(JsonWriter& json, const PictureFormat& format) {
+  add_text(json, "chroma", format.chroma);
+  add_number(json, "bit_depth", format.bit_depth);
+  if (format.is_full_range) json.member("colour_range", *format.is_full_range ? "full" : "limited");
+  add_colour(json, "colour_primaries", kPrimaries, format.primaries);
+  add_colour(json, "transfer_characteristics", kTransfers, format.transfer);
+  add_colour(json, "matrix_coefficients", kMatrices, format.matrix);
+  if (format.has_frames_only) json.member("frames_only", *format.has_frames_only);
+  add_number(json, "reference_frames", format.reference_frames);
+}
+
 void add_picture(JsonWriter& json, const TrackDescription& track) {
   if (!track.width || !track.height) return;
   json.member("width", *track.width);
   json.member("height", *track.height);
+  add_format(json, track.format);
   add_number(json, "rotation_degrees", track.rotation_degrees);
   if (!track.h_spacing || !track.v_spacing) return;
   json.begin_row("pixel_aspect");
@@ -225,6 +272,7 @@ void add_track(JsonWriter& json, const TrackDescription& track, uint64_t movie_t
   add_text(json, "language", track.language);
   add_number(json, "time_scale", track.time_scale);
   add_number(json, "duration", track.duration);
+  if (track.start_100ns) json.member("start_100ns", *track.start_100ns);
   add_number(json, "samples", track.samples);
   if (track.samples) json.member("key_frames", track.key_frames());
   add_number(json, "media_bytes", track.media_bytes);
@@ -232,6 +280,7 @@ void add_track(JsonWriter& json, const TrackDescription& track, uint64_t movie_t
   add_number(json, "peak_bit_rate", track.peak_bit_rate);
   add_picture(json, track);
   add_number(json, "channels", track.channels);
+  add_text(json, "channel_layout", track.channel_layout);
   add_number(json, "sample_rate", track.sample_rate);
   add_number(json, "core_rate", track.core_rate);
   add_edits(json, track, movie_time_scale);

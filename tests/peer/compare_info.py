@@ -11,6 +11,7 @@ import collections
 import fractions
 import itertools
 import json
+import re
 import struct
 import subprocess
 import sys
@@ -46,11 +47,39 @@ def peak_of(packets, time_base):
     return max(seconds.values(), default=0)
 
 
+def starts_of(path):
+    """By stream, when its presentation begins, in its time base; with the edit list, unlike all other figures."""
+    done = subprocess.run(['ffprobe', '-v', 'error', '-show_entries', 'stream=index,start_pts', '-of', 'json', str(path)],
+                          capture_output=True, text=True)
+    found = json.loads(done.stdout) if done.returncode == 0 else {}
+    return {stream['index']: stream.get('start_pts') for stream in found.get('streams', [])}
+
+
+def sequence_figures(path, index):
+    """What ffmpeg reads in the first sequence parameter set of AVC."""
+    done = subprocess.run(['ffmpeg', '-v', 'verbose', '-i', str(path), '-map', f'0:{index}', '-c', 'copy', '-bsf:v', 'trace_headers',
+                           '-frames:v', '1', '-f', 'null', '-'], capture_output=True, text=True, errors='replace')
+    found = {name: int(value) for name, value in reversed(re.findall(r'(max_num_ref_frames|frame_mbs_only_flag) .* = (\d+)', done.stderr))}
+    return {'reference_frames': found.get('max_num_ref_frames'),
+            'frames_only': bool(found['frame_mbs_only_flag']) if 'frame_mbs_only_flag' in found else None}
+
+
+def format_figures(stream):
+    """How the samples of the pictures are coded, by the name of the pixel format: yuv420p, yuvj444p10le, gray."""
+    form = re.fullmatch(r'(?:yuvj?(\d)(\d)(\d)p|gray)(\d+)?(?:le|be)?', stream.get('pix_fmt', ''))
+    if not form:
+        return {'chroma': None, 'bit_depth': None}
+    return {'chroma': ':'.join(form.groups()[:3]) if form[1] else 'monochrome', 'bit_depth': int(form[4] or 8),
+            'colour_range': {'tv': 'limited', 'pc': 'full'}.get(stream.get('color_range')),
+            'colour_primaries': stream.get('color_primaries'), 'transfer_characteristics': stream.get('color_transfer'),
+            'matrix_coefficients': stream.get('color_space')}
+
+
 def picture_figures(stream):
     sides = [side['rotation'] for side in stream.get('side_data_list', []) if 'rotation' in side]
     aspect = stream.get('sample_aspect_ratio', '0:1')
     want = {'width': stream['width'], 'height': stream['height'], 'rotation_degrees': -sides[0] % 360 if sides else 0,
-            'pixel_aspect': '1:1' if aspect == '0:1' else aspect}
+            'pixel_aspect': '1:1' if aspect == '0:1' else aspect} | format_figures(stream)
     if stream.get('level', -99) >= 0 and 'profile' in stream and stream['codec_name'] in ('h264', 'mpeg4'):
         level = stream['level']
         is_avc = stream['codec_name'] == 'h264'
@@ -74,6 +103,8 @@ def expected_track(stream, packets):
             'time_scale': int(1 / base), 'duration': stream.get('duration_ts'), 'samples': int(stream.get('nb_frames', 0)),
             'key_frames': sum(key for _, _, key in packets), 'media_bytes': sum(size for _, size, _ in packets),
             'language': stream.get('tags', {}).get('language', 'und')}
+    if stream.get('codec_type') == 'audio':
+        want['channel_layout'] = stream.get('channel_layout')
     if want['duration']:
         want['bit_rate'] = int(8 * want['media_bytes'] / (want['duration'] * base))
     if packets and all(dts is not None for dts, _, _ in packets):
@@ -92,7 +123,7 @@ def expected_container(path, container, media_bytes):
         begin = end
     kinds = [kind for kind, *_ in boxes]
     _, begin, end = boxes[kinds.index(b'moov')]
-    want = {'major_brand': tags.get('major_brand', '').strip() or None, 'size': len(data), 'moov_offset': begin,
+    want = {'writing_application': tags.get('encoder'), 'major_brand': tags.get('major_brand', '').strip() or None, 'size': len(data), 'moov_offset': begin,
             'moov_size': end - begin, 'moov_first': b'mdat' not in kinds[:kinds.index(b'moov')],
             'creation_time_utc': (tags.get('creation_time') or '')[:19] + 'Z' if 'creation_time' in tags else None,
             'overhead_bytes': len(data) - media_bytes}
@@ -138,6 +169,8 @@ def figures_of(track):
         aspect = fractions.Fraction(across, down) if across and down else fractions.Fraction(1)
         got['pixel_aspect'] = f'{aspect.numerator}:{aspect.denominator}'
         got.setdefault('rotation_degrees', 0)
+    if 'start_100ns' in got:
+        got['start'] = round(fractions.Fraction(got['start_100ns'] * got['time_scale'], 10 ** 7))
     return got
 
 
@@ -163,7 +196,7 @@ def rate_follows(case):
 RULES = [
     ('samples in movie fragments, which are not read', lambda c: c.has_fragments),
     ('the parser cannot read the tables of a track that is not played, and so not sum its sizes',
-     lambda c: c.name in ('media_bytes', 'bit_rate', 'peak_bit_rate', 'overhead_bytes') and c.got is None and 'not_played' in c.track),
+     lambda c: c.name in ('media_bytes', 'bit_rate', 'peak_bit_rate', 'overhead_bytes', 'start') and c.got is None and 'not_played' in c.track),
     ('the number of a QuickTime language in place of a code', lambda c: c.name == 'language' and c.got is None),
     ('the duration of the header; ffprobe adds up the time table', lambda c: c.name == 'duration' and c.is_of_header()),
     ('follows from the duration of the header', lambda c: c.name == 'bit_rate' and rate_follows(c)),
@@ -174,8 +207,11 @@ RULES = [
     ('no pixel aspect in the boxes; ffprobe reads it from the pictures of H.263',
      lambda c: c.name == 'pixel_aspect' and c.track.get('codec') == 'H.263' and 'pixel_aspect' not in c.track),
     ('ffprobe assumes stereo from parametric stereo for mono AAC with SBR',
-     lambda c: c.name in ('channels', 'profile') and 'core_rate' in c.track and c.track['channels'] == 1
+     lambda c: c.name in ('channels', 'channel_layout', 'profile') and 'core_rate' in c.track and c.track['channels'] == 1
      and c.expected['channels'] == 2),
+    ('a tag states the priming, which ffprobe leaves out', lambda c: c.name == 'start' and c.got == 0 and c.track['has_gapless_tag']),
+    ('the configuration of MP3 and Opus, which are not played or read from the frames, has no layout that is read',
+     lambda c: c.name == 'channel_layout' and c.got is None and c.track.get('codec') in ('MPEG-1 audio', 'MP3', 'Opus')),
     ('ffprobe does not know ADIF, and looks for ADTS frames in it', lambda c: c.track.get('is_adif')),
     ('ffprobe has a packet for an ADTS frame with several AAC frames',
      lambda c: c.name == 'frames' and c.got == c.track['blocks'] > c.want),
@@ -193,7 +229,7 @@ def track_rows(want, got, track, file):
     for name, value in want.items():
         if value is None and name not in got:
             continue
-        if value is None and name in ('codec', 'duration', 'type'):
+        if value is None and name in ('codec', 'duration', 'type', 'chroma', 'bit_depth', 'start', 'reference_frames', 'frames_only'):
             continue  # ffprobe has no figure
         if got.get(name) == value:
             yield name, 'equal', ''
@@ -240,6 +276,7 @@ def check(binary, path):
     streams, container, packets, places = probe(path)
     if 'container' not in found or not streams:
         return [(path.name, 'file', 'not opened by ' + ('zdr' if streams else 'ffprobe'), '')]
+    starts, has_gapless_tag = starts_of(path), b'iTunSMPB' in path.read_bytes()
     headers = dict(enumerate(headers_of(path), 1))
     fragments = any('fragments' in message['text'] for message in found['errors'])
     tracks = list(found['tracks'])
@@ -258,8 +295,11 @@ def check(binary, path):
             continue
         tracks.remove(track)
         rows.append(('id', 'equal', ''))
-        want = expected_track(stream, packets[stream['index']])
+        want = expected_track(stream, packets[stream['index']]) | {'start': starts.get(stream['index'])}
+        if stream.get('codec_name') == 'h264':
+            want |= sequence_figures(path, stream['index'])
         file = (want, fragments, headers.get(track['number']), packets[stream['index']])
+        track['has_gapless_tag'] = has_gapless_tag
         rows += track_rows(want, figures_of(track), track, file)
         if track.get('pin') and track['kind'] == 'video':
             rows += track_rows({'places of key frames': places[stream['index']]}, key_frames(binary, path), track, file)

@@ -19,9 +19,12 @@ struct CodecConfiguration {
   Number avc_compatibility;
   Number avc_level;
   std::string avc_profile_name;
+  std::vector<uint8_t> avc_sequence;  // the first parameter set
   Number hevc_profile;
   Number hevc_tier;
   Number hevc_level;
+  Number hevc_chroma;
+  Number hevc_bit_depth;
   Number object_type;  // of esds
   std::string object_type_name;
   Number audio_object_type;
@@ -29,6 +32,7 @@ struct CodecConfiguration {
   Number audio_channels;
   std::vector<uint8_t> specific_info;  // of esds
   std::vector<uint8_t> d263;           // the bodies of these boxes
+  std::vector<uint8_t> dac3;
   std::vector<uint8_t> dec3;
 };
 

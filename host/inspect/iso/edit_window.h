@@ -7,6 +7,7 @@
 #include "host/formats/shown_media.h"
 #include "host/inspect/iso/movie_records.h"
 #include "host/inspect/iso/parsed_movie.h"
+#include "host/inspect/iso/track_description.h"
 
 namespace zdr::host {
 
@@ -16,6 +17,11 @@ struct EditCut {
   uint64_t tail = 0;   // 0 if it is less than the rounding of the movie's time scale
 };
 EditCut edit_cut(const ParsedMovie& movie, const TrackRecord& track);
+
+// When the presentation of a track begins, from its first sample, composition offset and first edit; nothing
+// if the tables cannot be read.
+std::optional<int64_t> start_of_track(const ParsedMovie& movie, const TrackDescription& track,
+                                      uint64_t movie_time_scale);
 
 // False for several edits, and for edits with 64-bit times or another rate.
 inline bool can_trim(const EditRecord& edits) {

@@ -52,9 +52,12 @@ constexpr NumberRow<TrackDescription> kTrackNumbers[] = {
     {kEntry, "channel_count", &TrackDescription::channels},
     {kEntry, "sample_rate", &TrackDescription::sample_rate},
     {"pasp", "h_spacing", &TrackDescription::h_spacing},
-    {"pasp", "v_spacing", &TrackDescription::v_spacing},
-    {"dac3", "channels", &TrackDescription::channels},
-    {"dac3", "sample_rate", &TrackDescription::sample_rate}};
+    {"pasp", "v_spacing", &TrackDescription::v_spacing}};
+
+constexpr NumberRow<PictureFormat> kColourNumbers[] = {
+    {"colr", "colour_primaries", &PictureFormat::primaries},
+    {"colr", "transfer_characteristics", &PictureFormat::transfer},
+    {"colr", "matrix_coefficients", &PictureFormat::matrix}};
 
 constexpr NumberRow<CodecConfiguration> kCodecNumbers[] = {
     {"avcC", "profile", &CodecConfiguration::avc_profile},
@@ -63,6 +66,8 @@ constexpr NumberRow<CodecConfiguration> kCodecNumbers[] = {
     {"hvcC", "profile", &CodecConfiguration::hevc_profile},
     {"hvcC", "tier", &CodecConfiguration::hevc_tier},
     {"hvcC", "level", &CodecConfiguration::hevc_level},
+    {"hvcC", "chroma_format", &CodecConfiguration::hevc_chroma},
+    {"hvcC", "bit_depth_luma", &CodecConfiguration::hevc_bit_depth},
     {"esds", "object_type", &CodecConfiguration::object_type},
     {"esds", "audio_object_type", &CodecConfiguration::audio_object_type},
     {"esds", "sampling_frequency", &CodecConfiguration::audio_rate},
@@ -101,7 +106,9 @@ bool is_language(std::string_view text) {
 
 bool is_walked(std::string_view type, std::string_view container) {
   constexpr std::string_view kContainers[] = {"moov", "trak", "edts", "mdia", "minf", "stbl", "stsd", "wave"};
-  return container == "stsd" || std::ranges::find(kContainers, type) != std::end(kContainers);
+  const bool is_metadata = (container == "moov" && type == "udta") ||
+                           (container == "udta" && type == "meta") || (container == "meta" && type == "ilst");
+  return is_metadata || container == "stsd" || std::ranges::find(kContainers, type) != std::end(kContainers);
 }
 
 // Reads the boxes in file order.
@@ -120,6 +127,7 @@ class MovieReader final : public FieldSink {
   void read_children(uint64_t begin, uint64_t end, std::string_view container);
   void read_box(const BoxHeader& box, std::string_view container);
   void read_track(const BoxHeader& box);
+  void read_tool(const BoxHeader& box, bool is_item);
   // Reads the body, and passes its fields to add().
   void read_body(const BoxHeader& box, std::string_view container);
   void add_movie_field(const Field& field);
@@ -157,6 +165,18 @@ void MovieReader::read_file() {
   });
 }
 
+// The value of an item is a data box, that of user data a text after its length and its language.
+void MovieReader::read_tool(const BoxHeader& box, bool is_item) {
+  const size_t before_text = is_item ? 16 : 4;
+  constexpr uint64_t kMostBytes = 256;
+  std::vector<uint8_t> bytes(static_cast<size_t>(std::min(box.size - box.header_size, kMostBytes)));
+  bytes.resize(stream_.read_at(box.offset + box.header_size, bytes));
+  if (bytes.size() <= before_text) return;
+  const Bytes text = Bytes(bytes).subspan(before_text);
+  const size_t length = is_item ? text.size() : std::min<size_t>(text.size(), read_be(bytes.data(), 2));
+  movie_.tool.assign(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length));
+}
+
 void MovieReader::read_children(uint64_t begin, uint64_t end, std::string_view container) {
   walk_box_headers(stream_, begin, end, [&](const BoxHeader& box) {
     read_box(box, container);
@@ -166,6 +186,8 @@ void MovieReader::read_children(uint64_t begin, uint64_t end, std::string_view c
 
 void MovieReader::read_box(const BoxHeader& box, std::string_view container) {
   if (container == "moov" && box.name() == "trak") return read_track(box);
+  if (container == "ilst" && box.name() == "\xA9too") return read_tool(box, true);
+  if (container == "udta" && box.name() == "\xA9swr") return read_tool(box, false);
   const bool is_entry = container == "stsd";
   if (is_entry && entries_++ != 0) return;
   if (is_entry) track_->entry_type = box.name();
@@ -197,7 +219,7 @@ void MovieReader::read_body(const BoxHeader& box, std::string_view container) {
   constexpr uint64_t kMostBytes = 64;  // of a box without a layout
   constexpr size_t kEntryVersion = 8;  // offset in a sample entry
   const bool is_entry = container == "stsd";
-  const bool is_raw = box.name() == "d263" || box.name() == "dec3";
+  const bool is_raw = box.name() == "d263" || box.name() == "dac3" || box.name() == "dec3";
   const uint64_t wanted = is_raw ? kMostBytes : wanted_body_bytes(box.name(), container, edits);
   const uint64_t front = is_full_box(box.name(), container) ? kVersionAndFlags : 0;
   const uint64_t room = box.size - box.header_size;
@@ -211,6 +233,7 @@ void MovieReader::read_body(const BoxHeader& box, std::string_view container) {
     entry_version_ =
         body.size() < kEntryVersion + 2 ? 0 : static_cast<uint32_t>(read_be(&body[kEntryVersion], 2));
   if (box.name() == "d263") configuration_.d263.assign(body.begin(), body.end());
+  if (box.name() == "dac3") configuration_.dac3.assign(body.begin(), body.end());
   if (box.name() == "dec3") configuration_.dec3.assign(body.begin(), body.end());
   box_ = is_entry ? kEntry : box.name();
   const uint8_t version = front != 0 ? bytes[0] : uint8_t{0};
@@ -222,12 +245,17 @@ void MovieReader::add(const Field& field) {
   if (box_ == "elst") return add_edit_field(field);
   store<TrackDescription>(*track_, kTrackNumbers, box_, field);
   store<TrackDescription>(*track_, kTrackTexts, box_, field);
+  store<PictureFormat>(track_->format, kColourNumbers, box_, field);
   if (!is_language(track_->language)) track_->language.clear();
   store<CodecConfiguration>(configuration_, kCodecNumbers, box_, field);
   store<CodecConfiguration>(configuration_, kCodecTexts, box_, field);
   const auto* const bytes = std::get_if<BytesView>(&field.value);
   if (box_ == "esds" && bytes != nullptr)
     configuration_.specific_info.assign(bytes->front.begin(), bytes->front.end());
+  if (box_ == "avcC" && bytes != nullptr && configuration_.avc_sequence.empty())
+    configuration_.avc_sequence.assign(bytes->front.begin(), bytes->front.end());
+  if (const auto* number = std::get_if<uint64_t>(&field.value); field.name == std::string_view("full_range"))
+    track_->format.is_full_range = *number != 0;
 }
 
 void MovieReader::add_movie_field(const Field& field) {

@@ -14,6 +14,7 @@ namespace zdr::host {
 struct MovieDescription {
   uint64_t size = 0;  // of the file
   std::string brand;  // four bytes; empty without ftyp
+  std::string tool;   // the program that wrote the file; empty if it is not stated
   uint64_t time_scale = 0;
   uint64_t duration = 0;       // in units of the movie
   uint64_t creation_time = 0;  // seconds since the start of 1904; 0: not known

@@ -10,6 +10,20 @@
 
 namespace zdr::host {
 
+// How the samples of pictures are coded. Colours are code points of ISO/IEC 23091-2.
+struct PictureFormat {
+  using Number = std::optional<uint64_t>;
+
+  std::string chroma;  // "4:2:0"; empty if it is not stated
+  Number bit_depth;    // of luma
+  Number reference_frames;
+  std::optional<bool> has_frames_only;  // false: there may be fields, or frames of fields
+  std::optional<bool> is_full_range;
+  Number primaries;
+  Number transfer;
+  Number matrix;
+};
+
 // Numbers that the file does not state are absent.
 struct TrackDescription {
   using Number = std::optional<uint64_t>;
@@ -34,17 +48,20 @@ struct TrackDescription {
   Number rotation_degrees;  // clockwise
   Number h_spacing;         // width and height of a pixel
   Number v_spacing;
+  PictureFormat format;
   Number channels;
-  Number sample_rate;  // Hz, of the decoded sound
-  Number core_rate;    // Hz, of AAC with SBR
+  std::string channel_layout;  // "5.1"; empty if it is not known
+  Number sample_rate;          // Hz, of the decoded sound
+  Number core_rate;            // Hz, of AAC with SBR
 
   // Filled in after the headers have been read
   Number media_bytes;    // the sizes of all samples together, as the tables claim
   Number skipped_start;  // of the media, by its only edit, in units of the track
   Number skipped_end;
-  Number peak_bit_rate;    // bit/s in the second with most bytes
-  std::string pin;         // that plays the track; empty if none does
-  std::string not_played;  // the reason; empty if it is played
+  std::optional<int64_t> start_100ns;  // when the presentation of the track begins
+  Number peak_bit_rate;                // bit/s in the second with most bytes
+  std::string pin;                     // that plays the track; empty if none does
+  std::string not_played;              // the reason; empty if it is played
 
   bool has_duration() const { return time_scale.value_or(0) != 0 && duration.value_or(0) != 0; }
   Number bit_rate() const;  // average, bit/s
