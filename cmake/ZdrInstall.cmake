@@ -68,11 +68,14 @@ zdr_install_library(zdr_aacf "AAC file reader" REQUIRES zdr_id3p zdr_aacdec OF e
 set_target_properties(ZdrMp4Source PROPERTIES EXPORT_NAME module)
 install(TARGETS ZdrMp4Source EXPORT ZdrMp4SourceTargets LIBRARY DESTINATION ${ZDR_MODULE_DIR})
 install(TARGETS zdr RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# One RUNPATH for both trees: the libraries are in their own folder once installed, and next to the program in the build
+# tree. CMake would end a RUNPATH that it replaces during the installation with an empty entry, so that programs of the build
+# tree would load libraries from the working folder.
 foreach(target_and_folder zdr=${CMAKE_INSTALL_FULL_BINDIR} ZdrMp4Source=${CMAKE_INSTALL_FULL_LIBDIR}/zdr)
   string(REGEX MATCH "^[^=]+" target ${target_and_folder})
   string(REGEX REPLACE "^[^=]+=" "" folder ${target_and_folder})
   file(RELATIVE_PATH libraries ${folder} ${CMAKE_INSTALL_FULL_LIBDIR})
-  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
+  set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/${libraries};$ORIGIN")
 endforeach()
 
 install(EXPORT ZdrMp4SourceTargets NAMESPACE ZdrMp4Source:: DESTINATION ${ZDR_PACKAGE_DIR})

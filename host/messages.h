@@ -49,6 +49,8 @@ enum class MessageCode : uint8_t {
   kCoverMissing,
   kBoxMissing,
   kDigestDiffers,
+  kNotInManifest,
+  kStreamMissing,
   kOutputRefused,
   kOutputFailed,
   kOutputPartial,

@@ -90,8 +90,9 @@ constexpr Term kVerdicts[] = {
     {"not supported", "nothing in the file can be played"},
     {"unreadable",
      "the file does not exist or may not be read, an .aac file is not recognised, or the run failed"},
-    {"differs", "a digest is not that of the manifest"},
-    {"missing", "a stream of the manifest was not delivered"},
+    {"differs", "a digest is not that of the manifest, or was not compared, for the reason in the line"},
+    {"missing", "a stream of the manifest was not delivered, or its file was not verified"},
+    {"interrupted", "the file was being verified when a signal ended the run"},
 };
 
 constexpr const char* kPicture = R"(.SH PICTURE
@@ -117,6 +118,10 @@ is not, \fBverify\fR finds it. At most eight tracks are drawn.
 )";
 
 constexpr const char* kManifests = R"(.PP
+Below the line are further faults, the damaged access units of ISO media, and notes on what was not verified,
+such as tracks that are not played (\-\-quiet hides the notes). The total counts the files of each word, those
+with such tracks, and those that were not begun.
+.PP
 With
 .B \-\-hash
 each stream has a line in the format of
@@ -126,7 +131,7 @@ clip.mp4:Video0, with the file as given or found; it is \fIFILE\fR:\fIPIN\fR.pcm
 decoded for the digest (\-\-decode). The digest covers all access units in order, without the size tables
 of AAC samples; for an AAC file it covers the PCM.
 .B \-\-against
-reads such lines and ignores those that begin with #.
+reads such lines and ignores those that begin with #. A stream that it does not have is noted.
 .PP
 In a folder, all files with known extensions are verified, sorted by name, also those in subfolders. Links
 to folders are not followed.
@@ -212,9 +217,10 @@ the program.
 
 constexpr const char* kSignals = R"(.SH SIGNALS
 SIGINT, SIGTERM and SIGHUP end a run of play, verify, plot, samples, keyframes or keyframe \-\-all within a
-second; incomplete outputs remain as \fINAME\fR.part, and verify prints the results so far. A second
-signal ends the program at once, as the first does in the other commands. A signal that was ignored when
-the program started, as under nohup, remains ignored.
+second; incomplete outputs remain as \fINAME\fR.part, and verify prints the results so far, with the files
+that it was verifying and the number of those not begun. A second signal ends the program at once, as the
+first does in the other commands. A signal that was ignored when the program started, as under nohup,
+remains ignored.
 )";
 
 constexpr const char* kLimits = R"(.SH LIMITS

@@ -1,6 +1,8 @@
 // `zdr verify`: plays files without writing them, reports what is damaged or missing, and compares digests
 // with a manifest.
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -12,6 +14,7 @@
 #include "host/terminal.h"
 #include "host/verify/digest_manifest.h"
 #include "host/verify/file_verifier.h"
+#include "host/verify/manifest_comparison.h"
 #include "host/verify/verdict_report.h"
 #include "host/verify/worker_pool.h"
 
@@ -60,33 +63,6 @@ Operands expand(const std::vector<std::string>& operands) {
   return expanded;
 }
 
-// Adds what differs from the manifest.
-void compare(FileVerdict& file, DigestManifest& manifest) {
-  for (const StreamVerdict& stream : file.streams) {
-    if (stream.digest.empty()) continue;
-    const std::string* const expected = manifest.look_up(stream.name);
-    if (expected == nullptr) {
-      file.notes.push_back(
-          {MessageCode::kDigestDiffers, file.file, Place::pin(stream.pin), "is not in the manifest", ""});
-    } else if (*expected != stream.digest) {
-      file.add_error({MessageCode::kDigestDiffers, file.file, Place::pin(stream.pin),
-                      "its digest is " + stream.digest + ", in the manifest " + *expected, ""},
-                     ExitCode::kLoss, Verdict::kDiffers);
-    }
-  }
-}
-
-// The streams of the manifest that were not delivered, each as a verdict of its own.
-void report_missing(const DigestManifest& manifest, VerdictReport& report) {
-  for (const std::string& name : manifest.unseen()) {
-    FileVerdict missing(name);
-    missing.add_error(
-        {MessageCode::kDigestDiffers, name, {}, "is in the manifest, but was not delivered", ""},
-        ExitCode::kLoss, Verdict::kMissing);
-    report.add(missing);
-  }
-}
-
 void verify_files(const Options& options, const std::function<bool()>& watch,
                   const std::function<void(FileVerdict)>& report) {
   if (options.jobs > 1 && options.files.size() > 1)
@@ -104,6 +80,9 @@ ExitCode verify(const Options& options, const std::string& hash, DigestManifest*
   VerdictReport report(options, is_list, out);
   const Operands operands = expand(options.files);
   for (const FileVerdict& folder : operands.failed_folders) report.add(folder);
+  const uint64_t all = operands.files.size() + operands.failed_folders.size();
+  std::optional<ManifestComparison> comparison;
+  if (manifest != nullptr) comparison.emplace(*manifest, operands.files);
   Options expanded = options;
   expanded.files = operands.files;
   expanded.hash = hash;
@@ -111,14 +90,17 @@ ExitCode verify(const Options& options, const std::string& hash, DigestManifest*
   ProgressLine progress(!options.quiet);
   const auto watch = [&] { return !interrupted() && !out.fail(); };
   verify_files(expanded, watch, [&](FileVerdict file) {
-    if (manifest != nullptr) compare(file, *manifest);
+    if (comparison) comparison->compare(file);
     report.add(file);
-    progress.update("verify", report.files(), operands.files.size());
+    progress.update("verify", report.files(), all);
   });
-  if (manifest != nullptr && !interrupted()) report_missing(*manifest, report);
-  const ExitCode worst = report.finish();
+  const uint64_t not_begun = all - report.files() - report.interrupted();
+  const std::string done = std::to_string(report.files()) + " of " + counted(all, "file");
+  if (comparison && !interrupted()) {
+    for (const FileVerdict& each : comparison->missing()) report.add(each);
+  }
+  const ExitCode worst = report.finish(not_begun);
   if (!interrupted()) return worst;
-  const std::string done = std::to_string(report.files()) + " of " + counted(operands.files.size(), "file");
   Messages(options.quiet).error({MessageCode::kInterrupted, "", {}, "interrupted after " + done, ""});
   return ExitCode::kInterrupted;
 }

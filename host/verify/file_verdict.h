@@ -31,6 +31,9 @@ std::string_view word_of(Verdict verdict);
 // Derives the verdict from the exit code of a run and its errors.
 Verdict verdict_of(ExitCode code, const std::vector<Message>& errors);
 
+// Ends the name of a stream whose digest is that of its decoded sound.
+inline constexpr std::string_view kPcmSuffix = ".pcm";
+
 struct StreamVerdict {
   std::string pin;
   // In manifests: "clip.mp4:Video0"; "clip.mp4:Audio0.pcm" if AAC was decoded for the digest.

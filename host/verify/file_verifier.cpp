@@ -88,7 +88,8 @@ std::vector<StreamVerdict> FileVerifier::streams() {
     const bool has_more = units.size() > most;
     if (has_more) units.pop_back();
     const bool is_pcm = options_.decode && stream.is_decoded();
-    verdicts.push_back({stream.pin_name(), file_ + ":" + stream.pin_name() + (is_pcm ? ".pcm" : ""),
+    verdicts.push_back({stream.pin_name(),
+                        file_ + ":" + stream.pin_name() + std::string(is_pcm ? kPcmSuffix : ""),
                         stream.samples(), stream.payload_bytes(), stream.is_decoded(), stream.digest(),
                         std::move(units), has_more});
   }
@@ -106,9 +107,7 @@ FileVerdict verify_file(const std::string& file, const Options& options) {
     verdict.streams = verifier.streams();
     return code;
   });
-  if (interrupted()) {
-    verdict.exit_code = messages.report_interrupted(file);
-  }
+  if (interrupted()) verdict.exit_code = messages.report_interrupted(file);
   verdict.errors = messages.take_errors();
   verdict.notes = messages.take_notes();
   verdict.verdict = verdict_of(verdict.exit_code, verdict.errors);

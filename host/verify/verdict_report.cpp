@@ -1,7 +1,8 @@
 // Formats verdicts as text and as JSON.
 #include "host/verify/verdict_report.h"
 
-#include <numeric>
+#include <algorithm>
+#include <iterator>
 #include <ostream>
 #include <string>
 
@@ -28,6 +29,16 @@ std::string line_of(const FileVerdict& verdict) {
   const std::string reason = verdict.errors.empty() ? "" : text_of(verdict.errors.front());
   if (reason.empty() || reason == word) return word;
   return reason.starts_with(word + ": ") ? reason : word + ": " + reason;
+}
+
+bool is_of_track(const Message& note) {
+  return note.code == MessageCode::kTrackNotPlayed;
+}
+
+// True for a note that says that a part of the file was not verified. What these exceptions are about is
+// verified as it is stored.
+bool limits_verdict(const Message& note) {
+  return note.code != MessageCode::kEditsNotApplied && note.code != MessageCode::kStereoDuplicated;
 }
 
 void write_unit(JsonWriter& json, const DamagedUnit& unit) {
@@ -64,7 +75,9 @@ VerdictReport::VerdictReport(const Options& options, bool is_list, std::ostream&
 }
 
 void VerdictReport::add(const FileVerdict& verdict) {
+  ++all_;
   ++counts_[static_cast<size_t>(verdict.verdict)];
+  partly_played_ += std::ranges::any_of(verdict.notes, is_of_track) ? 1 : 0;
   worst_ = worse_of(worst_, verdict.exit_code);
   json_ ? print_json(verdict) : print(verdict);
   out_.flush();
@@ -87,6 +100,10 @@ void VerdictReport::print(const FileVerdict& verdict) {
       out_ << prefix_ << "  " << printable(stream.pin)
            << ": more access units are damaged (--all lists them)\n";
   }
+  if (options_.quiet) return;
+  for (const Message& note : verdict.notes) {
+    if (limits_verdict(note)) out_ << prefix_ << "  note: " << text_of(note) << "\n";
+  }
 }
 
 void VerdictReport::print_json(const FileVerdict& verdict) {
@@ -101,20 +118,18 @@ void VerdictReport::print_json(const FileVerdict& verdict) {
   end_json(json, messages);
 }
 
-uint64_t VerdictReport::files() const {
-  const uint64_t interrupted = counts_[static_cast<size_t>(Verdict::kInterrupted)];
-  return std::accumulate(counts_.begin(), counts_.end(), uint64_t{0}) - interrupted;
-}
-
-ExitCode VerdictReport::finish() {
+ExitCode VerdictReport::finish(uint64_t not_begun) {
   if (json_ || !is_list_) return worst_;
   std::string total;
-  for (size_t i = 0; i < counts_.size(); ++i) {
-    if (counts_[i] == 0) continue;
-    total +=
-        (total.empty() ? "" : ", ") + std::to_string(counts_[i]) + " " + std::string(word_of(Verdict(i)));
-  }
-  out_ << prefix_ << "total: " << (total.empty() ? "no files" : total) << "\n";
+  const auto add = [&total](uint64_t count, std::string_view what) {
+    if (count != 0) total += (total.empty() ? "" : ", ") + std::to_string(count) + " " + std::string(what);
+  };
+  for (size_t i = 0; i < counts_.size(); ++i) add(counts_[i], word_of(Verdict(i)));
+  add(not_begun, "not begun");
+  out_ << prefix_ << "total: " << (total.empty() ? "no files" : total);
+  if (partly_played_ != 0)
+    out_ << "; " << counted(partly_played_, "file") << " with tracks that are not played";
+  out_ << "\n";
   return worst_;
 }
 

@@ -18,10 +18,12 @@ class VerdictReport {
 
   // Prints the verdict at once.
   void add(const FileVerdict& verdict);
-  // Prints the total of several files. Returns the worst of their exit codes.
-  ExitCode finish();
-  // Number of files, without one that was interrupted.
-  uint64_t files() const;
+  // Prints the total of several files. Returns the worst of their exit codes. `not_begun`: files without a
+  // verdict.
+  ExitCode finish(uint64_t not_begun);
+  // Number of files, without those that were interrupted.
+  uint64_t files() const { return all_ - interrupted(); }
+  uint64_t interrupted() const { return counts_[static_cast<size_t>(Verdict::kInterrupted)]; }
 
  private:
   void print(const FileVerdict& verdict);
@@ -34,6 +36,8 @@ class VerdictReport {
   const char* const prefix_;
   std::unique_ptr<JsonReport> json_;
   std::array<uint64_t, kVerdicts> counts_{};
+  uint64_t all_ = 0;
+  uint64_t partly_played_ = 0;  // files with tracks that are not played
   ExitCode worst_ = ExitCode::kDone;
 };
 

@@ -44,6 +44,13 @@ FileVerdict failed(const std::string& file, const std::string& reason) {
   return verdict;
 }
 
+FileVerdict interrupted_verdict(const std::string& file) {
+  FileVerdict verdict(file);
+  verdict.add_error({MessageCode::kInterrupted, file, {}, "interrupted", ""}, ExitCode::kInterrupted,
+                    Verdict::kInterrupted);
+  return verdict;
+}
+
 struct Worker {
   WorkerProcess process;
   size_t file = 0;  // index of the one that it verifies
@@ -74,11 +81,19 @@ class Pool {
       collect();
       report_finished();
     }
-    // After an interruption: the verdicts that waited for an earlier file.
-    for (auto& [index, verdict] : finished_) report_(std::move(verdict));
+    report_rest();
   }
 
  private:
+  // After an interruption: the verdicts that waited for an earlier file, and the files that are being
+  // verified.
+  void report_rest() {
+    for (const Worker& worker : workers_) {
+      if (worker.is_busy) finished_.emplace(worker.file, interrupted_verdict(files_[worker.file]));
+    }
+    for (auto& [index, verdict] : finished_) report_(std::move(verdict));
+  }
+
   // Limits how far the workers are ahead of the file that is reported next.
   bool has_next() const { return next_ < std::min(files_.size(), reported_ + kMostAhead); }
 

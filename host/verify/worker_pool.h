@@ -14,7 +14,7 @@ namespace zdr::host {
 
 // Verifies the files in `options.jobs` processes and passes the verdicts to `report`, in the order of the
 // files. `watch` is called at least ten times a second; after it has returned false, only the verdicts
-// that are known are passed.
+// that are known are passed, and those of the files in hand, as interrupted.
 void verify_in_processes(const std::vector<std::string>& files, const Options& options,
                          const std::function<bool()>& watch, const std::function<void(FileVerdict)>& report);
 

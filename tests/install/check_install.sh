@@ -26,6 +26,8 @@ module=$(find "$prefix" -name ZdrMp4Source.so)
 libraries=$(dirname "$(dirname "$module")")
 rpath=$(readelf -d "$prefix/bin/zdr" "$module" | grep -c "ORIGIN")
 [ "$rpath" = 2 ] || fail "program or module looks for its libraries elsewhere"
+! readelf -d "$build"/bin/* "$prefix/bin/zdr" "$module" 2>/dev/null | grep -E 'RUNPATH.*(\[:|::|:\])' ||
+  fail "a RUNPATH has an empty entry, which is the working folder"
 
 "$prefix/bin/zdr" play "$samples/two-tracks.3gp" -o "$temporary/out" -q >"$temporary/played"
 [ "$(find "$temporary/out" -type f | wc -l)" = 2 ] || fail "the installed program does not play two streams"

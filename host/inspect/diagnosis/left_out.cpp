@@ -112,18 +112,25 @@ class LeftOut {
     const TrackRecord* const played = has_pin ? first : nullptr;
     if (played != nullptr && kinds_) add_faults(*played);
     bool is_further = false;
-    size_t listed = 0;
+    size_t unplayed = 0;
     for (const TrackRecord& track : movie_.record().tracks) {
       if (!(wants_audio ? is_audio(track) : is_video(track))) continue;
       const bool has_place = !is_further;
       is_further = is_further || first == nullptr || &track == first;
-      if (&track == played || listed++ >= kMostTracks) continue;
+      if (&track == played || ++unplayed > kMostTracks) continue;
       if (!has_place) {
         entries_.push_back(further_track(track));
       } else if (kinds_) {
         entries_.push_back(note_unless_loss(why_not_played(movie_, track)));
       }
     }
+    if (unplayed > kMostTracks)
+      add_unplayed(unplayed - kMostTracks, wants_audio ? "more audio track" : "more video track");
+  }
+
+  void add_unplayed(size_t count, const std::string& what) {
+    add(ExitCode::kDone, MessageCode::kTrackNotPlayed, {},
+        counted(count, what) + (count == 1 ? " is" : " are") + " not played");
   }
 
   // What is wrong with a track that is played.
@@ -145,6 +152,7 @@ class LeftOut {
   // Text, hints ... Tracks whose handler cannot be read may have been media.
   void add_other_kinds() {
     std::vector<std::pair<std::string, size_t>> kinds;  // in the order of the file
+    size_t others = 0;
     for (const TrackRecord& track : movie_.record().tracks) {
       if (is_audio(track) || is_video(track)) continue;
       if (!is_type(track.handler)) {
@@ -159,12 +167,12 @@ class LeftOut {
         ++known->second;
       } else if (kinds.size() < kMostTracks) {
         kinds.emplace_back(kind, 1);
+      } else {
+        ++others;
       }
     }
-    for (const auto& [kind, count] : kinds) {
-      add(ExitCode::kDone, MessageCode::kTrackNotPlayed, {},
-          counted(count, kind + " track") + (count == 1 ? " is" : " are") + " not played");
-    }
+    for (const auto& [kind, count] : kinds) add_unplayed(count, kind + " track");
+    if (others != 0) add_unplayed(others, "other track");
   }
 
   static bool is_type(const std::string& handler) {
