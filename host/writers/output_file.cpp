@@ -9,7 +9,8 @@
 namespace zdr::host {
 namespace {
 
-constexpr size_t kBufferBytes = 64 * 1024;
+// Bytes are stored up to the end of a block, so that the system writes each of its pages once.
+constexpr size_t kBlockBytes = 16 * 1024;
 constexpr const char* kAdvice = " (use --force to replace it)";
 
 }  // namespace
@@ -75,7 +76,7 @@ bool OutputFile::check_target() {
 
 bool OutputFile::open() {
   if (!check_target()) return false;
-  buffer_.reserve(kBufferBytes);
+  buffer_.reserve(kBlockBytes);
   std::error_code ignored;  // the file is not created either
   if (final_path_.has_parent_path()) std::filesystem::create_directories(final_path_.parent_path(), ignored);
   const int code = file_.create(partial_path_.string(), replace_);
@@ -91,8 +92,8 @@ bool OutputFile::open() {
   return fail("cannot be created", code);
 }
 
-bool OutputFile::store(Bytes bytes) {
-  const int code = file_.write(stored_, bytes.data(), bytes.size(), stored_);
+bool OutputFile::store(Bytes first, Bytes second) {
+  const int code = file_.write(stored_, first, second, stored_);
   if (code == 0) return true;
   is_damaged_ = true;
   return fail("cannot be written", code);
@@ -105,8 +106,14 @@ bool OutputFile::flush() {
 }
 
 bool OutputFile::write(Bytes bytes) {
-  if (buffer_.size() + bytes.size() > kBufferBytes && !flush()) return false;
-  if (bytes.size() > kBufferBytes) return store(bytes);
+  const uint64_t end = size() + bytes.size();
+  const size_t rest = end % kBlockBytes;
+  if (rest < bytes.size() && buffer_.size() + bytes.size() >= kBlockBytes) {
+    const bool is_stored = store(buffer_, bytes.first(bytes.size() - rest));
+    buffer_.clear();
+    if (!is_stored) return false;
+    bytes = bytes.last(rest);
+  }
   buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
   return true;
 }
@@ -115,7 +122,7 @@ bool OutputFile::rewrite(uint64_t offset, Bytes bytes) {
   if (!flush()) return false;
   if (offset + bytes.size() > stored_) return fail("is too short for its header");
   uint64_t written = 0;
-  const int code = file_.write(offset, bytes.data(), bytes.size(), written);
+  const int code = file_.write(offset, bytes, {}, written);
   return code == 0 || fail("cannot be written", code);
 }
 

@@ -53,7 +53,7 @@ class OutputFile final : public Output {
 
  private:
   bool fail(const std::string& what, int code = 0);
-  bool store(Bytes bytes);
+  bool store(Bytes first, Bytes second = {});
   bool is_input(const std::filesystem::path& path) const;
   bool check_target();
 
@@ -63,7 +63,7 @@ class OutputFile final : public Output {
   const platform::FileSet* inputs_;
   bool has_partial_ = false;
   platform::NewFile file_;
-  std::vector<uint8_t> buffer_;  // follows the stored bytes
+  std::vector<uint8_t> buffer_;  // less than two blocks; follows the stored bytes
   uint64_t stored_ = 0;
   bool is_damaged_ = false;  // a write failed
 };

@@ -32,32 +32,37 @@ size_t configuration_length(Bytes extra) {
 AnnexBWriter::AnnexBWriter(Bytes extra) {
   if (extra.size() < 2) return;
   length_size_ = nal_length_bytes(extra);
-  if (!convert(extra.subspan(2), kParameterSetLengthSize)) note_damage("parameter sets cut off");
-  parameter_sets_.swap(out_);
+  convert(extra.subspan(2), kParameterSetLengthSize, "parameter sets cut off", [this](Bytes part) {
+    parameter_sets_.insert(parameter_sets_.end(), part.begin(), part.end());
+    return true;
+  });
 }
 
 bool AnnexBWriter::begin(Output& output) {
   return output.write(parameter_sets_);
 }
 
-bool AnnexBWriter::convert(Bytes run, unsigned length_size) {
-  out_.clear();
+template <class Write>
+bool AnnexBWriter::convert(Bytes run, unsigned length_size, const char* damage, const Write& write) {
+  const auto note_cut = [&] {
+    note_damage(damage);
+    return true;
+  };
   while (!run.empty()) {
-    if (run.size() < length_size) return false;
+    if (run.size() < length_size) return note_cut();
     const size_t length = read_be(run.data(), length_size);
     run = run.subspan(length_size);
     const Bytes unit = run.first(std::min(length, run.size()));
-    out_.insert(out_.end(), std::begin(kStartCode), std::end(kStartCode));
-    out_.insert(out_.end(), unit.begin(), unit.end());
-    if (unit.size() < length) return false;
+    if (!write(kStartCode) || !write(unit)) return false;
+    if (unit.size() < length) return note_cut();
     run = run.subspan(length);
   }
   return true;
 }
 
 bool AnnexBWriter::write(Output& output, Bytes sample) {
-  if (!convert(sample, length_size_)) note_damage("NAL unit extends past the end of its access unit");
-  return output.write(out_);
+  return convert(sample, length_size_, "NAL unit extends past the end of its access unit",
+                 [&output](Bytes part) { return output.write(part); });
 }
 
 Mpeg4VisualWriter::Mpeg4VisualWriter(Bytes extra)

@@ -17,13 +17,13 @@ class AnnexBWriter : public StreamWriter {
   bool write(Output& output, Bytes sample) override;
 
  private:
-  // Sets `out_` to the units of a length-prefixed run. Stops and returns false at a length that extends past
-  // the end.
-  bool convert(Bytes run, unsigned length_size);
+  // Passes the parts of a length-prefixed run to `write`, with a start code before each unit. A length that
+  // extends past the end is noted as damage. Returns false if `write` does.
+  template <class Write>
+  bool convert(Bytes run, unsigned length_size, const char* damage, const Write& write);
 
   unsigned length_size_ = 4;
   std::vector<uint8_t> parameter_sets_;
-  std::vector<uint8_t> out_;
 };
 
 // The extra bytes of the media type: the decoder configuration, then the first sample of the track.

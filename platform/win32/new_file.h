@@ -2,6 +2,8 @@
 // other programs and other users may write to as well.
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string>
 
 #include "win32_types.h"
@@ -23,9 +25,10 @@ class NewFile {
   ZDR_PLATFORM_API int create(const std::string& path, bool replace);
   bool is_open() const { return descriptor_ >= 0; }
 
-  // Writes `count` bytes at `offset` and adds the number of bytes written, also by a failed call, to
-  // `written`.
-  ZDR_PLATFORM_API int write(uint64_t offset, const void* bytes, size_t count, uint64_t& written) noexcept;
+  // Writes one part after the other, the first at `offset`, and adds the number of bytes written, also by a
+  // failed call, to `written`.
+  ZDR_PLATFORM_API int write(uint64_t offset, std::span<const uint8_t> first, std::span<const uint8_t> second,
+                             uint64_t& written) noexcept;
   // Waits until the bytes are stored, and so reports errors that the system found late.
   ZDR_PLATFORM_API int flush() noexcept;
   // Gives the file its own name, in the same folder. Without `replace`, EEXIST if the name is in use. ESTALE

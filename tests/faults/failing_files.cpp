@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -104,6 +105,15 @@ ssize_t pread64(int file, void* buffer, size_t count, off_t offset) {
 ssize_t pwrite(int file, const void* buffer, size_t count, off_t offset) {
   static const auto real = next<decltype(&pwrite)>("pwrite");
   return fails("write", path_of(file)) ? -1 : real(file, buffer, count, offset);
+}
+
+ssize_t pwritev(int file, const iovec* parts, int count, off_t offset) {
+  static const auto real = next<decltype(&pwritev)>("pwritev");
+  return fails("write", path_of(file)) ? -1 : real(file, parts, count, offset);
+}
+
+ssize_t pwritev64(int file, const iovec* parts, int count, off_t offset) {
+  return pwritev(file, parts, count, offset);
 }
 
 ssize_t pwrite64(int file, const void* buffer, size_t count, off_t offset) {

@@ -4,10 +4,13 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 #include <utility>
 
 #include "platform/win32/runtime/descriptor.h"
@@ -115,15 +118,23 @@ int NewFile::create(const std::string& path, bool replace) {
   return error == ESTALE ? EBUSY : error;
 }
 
-int NewFile::write(uint64_t offset, const void* bytes, size_t count, uint64_t& written) noexcept {
-  for (size_t done = 0; done < count;) {
-    const auto* from = static_cast<const char*>(bytes) + done;
+int NewFile::write(uint64_t offset, std::span<const uint8_t> first, std::span<const uint8_t> second,
+                   uint64_t& written) noexcept {
+  const auto part_of = [](std::span<const uint8_t> bytes) {
+    return iovec{const_cast<uint8_t*>(bytes.data()), bytes.size()};
+  };
+  while (!first.empty() || !second.empty()) {
+    const iovec parts[] = {part_of(first), part_of(second)};
     const ssize_t moved = repeat_interrupted(
-        [&] { return pwrite(descriptor_, from, count - done, static_cast<off_t>(offset + done)); });
+        [&] { return pwritev(descriptor_, parts, std::size(parts), static_cast<off_t>(offset)); });
     if (moved < 0) return errno;
     if (moved == 0) return ENOSPC;
-    done += static_cast<size_t>(moved);
-    written += static_cast<uint64_t>(moved);
+    const auto count = static_cast<size_t>(moved);
+    offset += count;
+    written += count;
+    const size_t of_first = std::min(count, first.size());
+    first = first.subspan(of_first);
+    second = second.subspan(count - of_first);
   }
   return 0;
 }

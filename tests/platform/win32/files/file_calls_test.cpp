@@ -91,7 +91,8 @@ TEST_F(FileOpen, ANewFileIsPublishedUnderItsNameOnce) {
   EXPECT_EQ(file.create(path("part"), false), 0);
   EXPECT_EQ(other.create(path("part"), true), EBUSY);
   uint64_t written = 0;
-  EXPECT_EQ(file.write(0, "new", 3, written), 0);
+  const uint8_t text[] = {'n', 'e', 'w'};
+  EXPECT_EQ(file.write(0, {text, 1}, {text + 1, 2}, written), 0);
   make_file("final");
   EXPECT_EQ(file.publish(path("final"), false), EEXIST);
   EXPECT_EQ(file.publish(path("final"), true), 0);
