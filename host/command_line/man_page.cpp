@@ -118,7 +118,7 @@ is not, \fBverify\fR finds it. At most eight tracks are drawn.
 )";
 
 constexpr const char* kManifests = R"(.PP
-Below the line are further faults, the damaged access units of ISO media, and notes on what was not verified,
+Below the line are further faults, the damaged access units, and notes on what was not verified,
 such as tracks that are not played (\-\-quiet hides the notes). The total counts the files of each word, those
 with such tracks, and those that were not begun.
 .PP

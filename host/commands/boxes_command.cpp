@@ -198,13 +198,7 @@ ExitCode show_file(const std::string& file, const Options& options, Messages& me
 }  // namespace
 
 ExitCode run_boxes(const Options& options, std::ostream& out) {
-  ExitCode worst = ExitCode::kDone;
-  JsonReport report(out, options);
-  for (const std::string& file : options.files) {
-    Messages messages(options.quiet || options.json);
-    worst = worse_of(worst, show_file(file, options, messages, options.json ? &report : nullptr, out));
-  }
-  return worst;
+  return show_each_file(options, out, show_file);
 }
 
 }  // namespace zdr::host

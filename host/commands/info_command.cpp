@@ -263,13 +263,7 @@ ExitCode run_info(const Options& options, std::ostream& out) {
     Messages(false).error({MessageCode::kUsage, "", {}, "--cover needs exactly one file", ""});
     return ExitCode::kUsage;
   }
-  ExitCode worst = ExitCode::kDone;
-  JsonReport report(out, options);
-  for (const std::string& file : options.files) {
-    Messages messages(options.quiet || options.json);
-    worst = worse_of(worst, show_file(file, options, messages, options.json ? &report : nullptr, out));
-  }
-  return worst;
+  return show_each_file(options, out, show_file);
 }
 
 }  // namespace zdr::host

@@ -7,6 +7,9 @@
 
 namespace zdr::host {
 
+// What is wrong with bytes that do not hold a frame.
+inline constexpr const char* kAmrFrameDamage = "speech frame of an invalid type or size";
+
 // Returns the size of the frame, including this byte; 0 if no frame begins with it: the bits around the type
 // are not 0, or the type is one of those that are reserved.
 inline uint32_t amr_frame_size(uint8_t first, bool is_wide_band) {

@@ -119,7 +119,8 @@ ExitCode DeliveryCheck::check_aac_file() const {
                              .last_start = last_start_,
                              .last_pcm_bytes = consumer_.last_sample().payload_bytes};
   ExitCode result = ExitCode::kDone;
-  for (Diagnosis& found : find_aac_shortfall(play_.file, delivery, [] { return !interrupted(); })) {
+  for (Diagnosis& found :
+       find_aac_shortfall(play_.file, delivery, play_.damage, [] { return !interrupted(); })) {
     found.place = Place::pin(consumer_.pin_name());
     result = worse_of(result, play_.messages.report(play_.file, found));
   }
@@ -135,7 +136,7 @@ ExitCode DeliveryCheck::check_speech_file() const {
                              .stop = stop_,
                              .last_start = last_start_,
                              .last_frames = consumer_.last_sample().speech_frames};
-  auto found = find_amr_shortfall(play_.file, delivery);
+  auto found = find_amr_shortfall(play_.file, delivery, play_.damage);
   if (!found) return ExitCode::kDone;
   found->place = Place::pin(consumer_.pin_name());
   return play_.messages.report(play_.file, *found);

@@ -7,6 +7,7 @@
 #include "host/exit_code.h"
 #include "host/graph/pin_consumer.h"
 #include "host/graph/source_player.h"
+#include "host/inspect/diagnosis/damaged_units.h"
 #include "host/inspect/diagnosis/shortfall.h"
 #include "host/inspect/iso/parsed_movie.h"
 #include "host/messages.h"
@@ -21,6 +22,7 @@ struct CheckedPlay {
   PlayRange range;
   int64_t duration;          // of the longest stream in 100 ns units; 0 if unknown
   const ParsedMovie* movie;  // null unless it is an ISO media file
+  DamageList& damage;        // of a speech or AAC file
   Messages& messages;
 };
 

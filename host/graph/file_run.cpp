@@ -139,8 +139,8 @@ ExitCode FileRun::play(const char* overlap_advice) {
   ExitCode result = play_to_end(overlap_advice);
   const bool is_at_end = result == ExitCode::kDone && !interrupted();
   if (is_at_end) {
-    const CheckedPlay played{file_,        label_,   options_.quiet, range_, player_.duration(),
-                             movie_.get(), messages_};
+    const CheckedPlay played{file_,        label_,  options_.quiet, range_, player_.duration(),
+                             movie_.get(), damage_, messages_};
     for (const Stream& stream : streams_) {
       result = worse_of(result, DeliveryCheck(played, stream.pin, stream.consumer).run());
     }

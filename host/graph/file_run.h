@@ -10,6 +10,7 @@
 #include "host/graph/delivery_guard.h"
 #include "host/graph/pin_consumer.h"
 #include "host/graph/source_player.h"
+#include "host/inspect/diagnosis/damaged_units.h"
 #include "host/inspect/diagnosis/left_out.h"
 #include "host/inspect/iso/parsed_movie.h"
 #include "host/messages.h"
@@ -44,6 +45,11 @@ class FileRun {
   // case the message advises "use --allow-overlap to `overlap_advice` anyway". Reports what is missing.
   ExitCode play(const char* overlap_advice);
 
+  // Call before play(): how many damaged frames of a speech or AAC file to find. One is found for the
+  // message.
+  void limit_damage(size_t most) { damage_.limit = most; }
+  const std::vector<DamagedUnit>& damaged_frames() const { return damage_.units; }
+
   // True after a run that reached its end and in which no read failed, so that the consumers have all that
   // the filter could deliver.
   bool is_complete() const { return is_complete_; }
@@ -76,6 +82,7 @@ class FileRun {
   StartGate gate_;
   std::unique_ptr<const ParsedMovie> movie_;
   std::vector<Stream> streams_;
+  DamageList damage_;
   bool is_complete_ = false;
   ExitCode prepared_ = ExitCode::kDone;  // kLoss if a track has no pin or a pin could not be connected
   SourcePlayer player_;

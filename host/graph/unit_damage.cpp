@@ -49,7 +49,7 @@ UnitReport examine_amr(const AM_MEDIA_TYPE&, Bytes rest) {
   while (!rest.empty()) {
     const uint32_t size = amr_frame_size(rest[0], IsWideBand);
     if (size == 0 || size > rest.size()) {
-      report.damage = "speech frame of an invalid type or size";
+      report.damage = kAmrFrameDamage;
       return report;
     }
     ++report.speech_frames;

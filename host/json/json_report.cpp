@@ -47,6 +47,16 @@ JsonWriter& JsonReport::begin_file(const std::string& file, ExitCode code) {
   return json_;
 }
 
+ExitCode show_each_file(const Options& options, std::ostream& out, ShowFile show) {
+  ExitCode worst = ExitCode::kDone;
+  JsonReport report(out, options);
+  for (const std::string& file : options.files) {
+    Messages messages(options.quiet || options.json);
+    worst = worse_of(worst, show(file, options, messages, options.json ? &report : nullptr, out));
+  }
+  return worst;
+}
+
 void begin_json(JsonWriter& json, ExitCode code) {
   json.begin_object();
   json.member("schema", kJsonSchema);

@@ -35,6 +35,12 @@ class JsonReport {
   bool has_files_ = false;
 };
 
+// Calls `show` for each file, which adds the file to the report, or prints it as text if the report is null.
+// Returns the worst exit code.
+using ShowFile = ExitCode (*)(const std::string& file, const Options& options, Messages& messages,
+                              JsonReport* report, std::ostream& out);
+ExitCode show_each_file(const Options& options, std::ostream& out, ShowFile show);
+
 // Begin an object with schema and exit code; the second adds the name of the file between the two.
 void begin_json(JsonWriter& json, ExitCode code);
 void begin_file_json(JsonWriter& json, const std::string& file, ExitCode code);

@@ -19,7 +19,10 @@ class FileVerifier final : public ConsumerOwner {
       : file_(file),
         options_(options),
         messages_(messages),
-        run_(file, options, FileRun::Use::kRecording, messages, *this) {}
+        most_units_(options.all_entries ? std::numeric_limits<size_t>::max() - 1 : options.most_entries),
+        run_(file, options, FileRun::Use::kRecording, messages, *this) {
+    run_.limit_damage(most_units_ + 1);
+  }
 
   ExitCode run();
   std::vector<StreamVerdict> streams();
@@ -32,7 +35,7 @@ class FileVerifier final : public ConsumerOwner {
   void drop_last_consumer() override { streams_.pop_back(); }
   ExitCode check(StreamVerifier& stream);
   ExitCode check_decoding(const StreamVerifier& stream);
-  std::vector<DamagedUnit> damaged_units(const StreamVerifier& stream, size_t limit) const;
+  std::vector<DamagedUnit> damaged_units(const StreamVerifier& stream) const;
   ExitCode report(const StreamVerifier& stream, ExitCode exit_code, MessageCode code,
                   const std::string& reason) {
     return messages_.report(file_, {exit_code, code, Place::pin(stream.pin_name()), reason, ""});
@@ -42,6 +45,7 @@ class FileVerifier final : public ConsumerOwner {
   const Options& options_;
   Messages& messages_;
   std::list<StreamVerifier> streams_;
+  const size_t most_units_;  // to be listed
   FileRun run_;
 };
 
@@ -71,21 +75,20 @@ ExitCode FileVerifier::check_decoding(const StreamVerifier& stream) {
                 MessageCode::kTrackNotPlayed, "not decoded: the decoder does not support this AAC stream");
 }
 
-std::vector<DamagedUnit> FileVerifier::damaged_units(const StreamVerifier& stream, size_t limit) const {
-  if (run_.movie() == nullptr) return {};
+// One more than is listed shows that there are more.
+std::vector<DamagedUnit> FileVerifier::damaged_units(const StreamVerifier& stream) const {
+  if (run_.movie() == nullptr) return run_.damaged_frames();
   const uint32_t type = track_type(stream.is_audio());
   const auto examine = [&](Bytes unit) { return examine_units(stream.type(), unit).damage; };
-  return find_damaged_units(*run_.movie(), file_, type, stream.damage(), examine, limit,
+  return find_damaged_units(*run_.movie(), file_, type, stream.damage(), examine, most_units_ + 1,
                             [](uint32_t, uint32_t) { return !interrupted(); });
 }
 
 std::vector<StreamVerdict> FileVerifier::streams() {
-  // One more than is listed shows that there are more.
-  const size_t most = options_.all_entries ? std::numeric_limits<size_t>::max() - 1 : options_.most_entries;
   std::vector<StreamVerdict> verdicts;
   for (const StreamVerifier& stream : streams_) {
-    std::vector<DamagedUnit> units = damaged_units(stream, most + 1);
-    const bool has_more = units.size() > most;
+    std::vector<DamagedUnit> units = damaged_units(stream);
+    const bool has_more = units.size() > most_units_;
     if (has_more) units.pop_back();
     const bool is_pcm = options_.decode && stream.is_decoded();
     verdicts.push_back({stream.pin_name(),

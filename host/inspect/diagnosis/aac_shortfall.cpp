@@ -1,4 +1,4 @@
-// Compares the counted frames with the delivered ones, and decodes the file again to find a damaged frame.
+// Compares the counted frames with the delivered ones, and decodes the file again to find the damaged frames.
 #include "host/inspect/diagnosis/aac_shortfall.h"
 
 #include <algorithm>
@@ -6,9 +6,11 @@
 #include <optional>
 #include <vector>
 
+#include "host/formats/aac_format.h"
 #include "host/inspect/aac/aac_frame_count.h"
 #include "host/inspect/aac/aac_stream_view.h"
 #include "host/inspect/aac/adts_frames.h"
+#include "host/inspect/aac/raw_frames.h"
 #include "host/inspect/files/file_stream.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/memory.h"
@@ -60,14 +62,34 @@ std::optional<FoundFrame> find_frame(const std::string& file, const AacStreamVie
   return found == 0 && frame != 1 ? std::nullopt : std::optional(FoundFrame{found, before});
 }
 
+// Returns the offset of a frame of a stream without headers, or that of the damage which ends the walk there.
+uint64_t find_raw_frame(const std::string& file, const AacStreamView& view, uint64_t frame) {
+  FileStream stream(file);
+  if (!stream.is_open()) throw_exhausted();
+  const auto [begin, end] = aac_audio_range(stream, view);
+  return walk_raw_frames(stream, begin, end, view.config,
+                         [frame](uint64_t number, uint64_t, uint32_t) { return number < frame; })
+      .end;
+}
+
+// True unless the frame has a single block that cannot be parsed. The reader numbers the frames after a
+// damaged one differently, so it cannot be asked for them.
+bool is_sound(Bytes frame, const Zd_AAC_Dec_Config& config) {
+  const auto header = read_adts_header(frame);
+  if (!header || header->blocks != 1) return true;
+  const size_t header_bytes = header->has_crc ? AdtsHeader::kBytesWithCrc : AdtsHeader::kBytes;
+  return frame.size() > header_bytes && is_aac_unit(config, frame.subspan(header_bytes));
+}
+
 class Comparison {
  public:
   Comparison(const std::string& file, const AacReader& reader, const AacStreamView& view,
-             const AacDelivery& delivery, const std::function<bool()>& watch)
+             const AacDelivery& delivery, DamageList& damage, const std::function<bool()>& watch)
       : file_(file),
         reader_(reader),
         view_(view),
         delivery_(delivery),
+        damage_(damage),
         watch_(watch),
         count_(count_aac_frames(file, view, [&](uint64_t, uint64_t) { return watch(); })),
         delivered_(last_delivered_frame()),
@@ -137,12 +159,36 @@ class Comparison {
   }
 
  private:
-  // If bytes belong to no frame, the reader reports the frame that follows them as damaged.
+  void list(uint64_t number, uint64_t offset) const {
+    damage_.units.push_back({number, start_of_frame(number), offset, kAacUnitDamage});
+  }
+  // The damaged frames after the first.
+  void list_further(uint64_t first) const {
+    FileStream stream(file_);
+    if (!stream.is_open()) throw_exhausted();
+    const auto [begin, end] = aac_audio_range(stream, view_);
+    std::vector<uint8_t> bytes;
+    walk_adts_frames(stream, begin, end, [&](uint64_t number, uint64_t offset, uint32_t size) {
+      if (damage_.units.size() >= damage_.limit || number > wanted_ || !watch_()) return false;
+      if (number <= first) return true;
+      bytes.resize(size);
+      if (stream.read_at(offset, bytes) == size && !is_sound(bytes, view_.config)) list(number, offset);
+      return true;
+    });
+  }
+  // Lists the damaged frames, and puts the first into words. If bytes belong to no frame, the reader reports
+  // the frame that follows them as damaged.
   std::string failure_of(uint64_t frame) const {
     const auto found = count_.adts ? find_frame(file_, view_, frame) : std::nullopt;
     if (found && found->before.gap_bytes != 0 && found->before.last_gap_end == found->offset) {
       return "has " + counted(found->offset - found->before.last_gap_offset, "byte") +
              " outside any frame at offset " + std::to_string(found->before.last_gap_offset);
+    }
+    if (found) {
+      list(frame, found->offset);
+      list_further(frame);
+    } else if (!count_.adts) {
+      list(frame, find_raw_frame(file_, view_, frame));
     }
     return "frame " + std::to_string(frame) + " of " + std::to_string(count_.total) +
            (found ? " at offset " + std::to_string(found->offset) : "") + " cannot be decoded";
@@ -190,15 +236,19 @@ class Comparison {
   uint64_t last_wanted_frame() const {
     return delivery_.is_to_end ? count_.total : std::min(count_.total, frames_until(delivery_.stop));
   }
-  std::string time_of(uint64_t frames) const {
-    return format_time(static_cast<int64_t>(static_cast<double>(frames) * frame_ms()) * kUnitsPerMillisecond);
+  int64_t start_of_frame(uint64_t number) const {
+    return static_cast<int64_t>(static_cast<double>(number - 1) * frame_ms()) * kUnitsPerMillisecond;
   }
-  std::string ended() const { return "ended at " + time_of(delivered_) + " of " + time_of(wanted_); }
+  std::string ended() const {
+    return "ended at " + format_time(start_of_frame(delivered_ + 1)) + " of " +
+           format_time(start_of_frame(wanted_ + 1));
+  }
 
   const std::string& file_;
   const AacReader& reader_;
   const AacStreamView& view_;
   const AacDelivery& delivery_;
+  DamageList& damage_;
   const std::function<bool()>& watch_;
   const AacFrameCount count_;
   const uint64_t delivered_;  // number of the last frame
@@ -209,7 +259,7 @@ class Comparison {
 }  // namespace
 
 std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDelivery& delivery,
-                                          const std::function<bool()>& watch) {
+                                          DamageList& damage, const std::function<bool()>& watch) {
   const AacReader reader(file);
   const AacStreamView view(reader);
   if (view.status != AACF_OK) return {not_opened_again()};
@@ -221,7 +271,7 @@ std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDeli
                      "parametric stereo is not used: both channels are the same",
                      ""});
   }
-  const Comparison comparison(file, reader, view, delivery, watch);
+  const Comparison comparison(file, reader, view, delivery, damage, watch);
   auto shortfall = comparison.find_failed_frame();
   if (!shortfall) shortfall = comparison.find_gap();
   if (!shortfall) shortfall = comparison.find_cut();

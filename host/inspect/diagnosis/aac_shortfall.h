@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/inspect/diagnosis/damaged_units.h"
 #include "host/messages.h"
 
 namespace zdr::host {
@@ -25,9 +26,9 @@ struct AacDelivery {
 // What a play has left out up to its stop position: the frames that the reader never delivers (exit code
 // kDone), and those from a damaged one on (kLoss). No table of the file states the number of frames, so they
 // are counted by their headers, without decoding; only if frames are missing is the file decoded again, to
-// find the one that ended the play. `watch` is called regularly;
-// if it returns false, the result is incomplete.
+// find those that cannot be decoded, which are added to `damage`. `watch` is called regularly; if it returns
+// false, the result is incomplete.
 std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDelivery& delivery,
-                                          const std::function<bool()>& watch);
+                                          DamageList& damage, const std::function<bool()>& watch);
 
 }  // namespace zdr::host

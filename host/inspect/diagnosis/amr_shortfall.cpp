@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/formats/amr_frame.h"
 #include "host/inspect/amr/amr_frames.h"
 #include "host/inspect/files/file_stream.h"
 #include "host/inspect/files/read_failure.h"
@@ -27,7 +28,8 @@ uint64_t missing_frames(const AmrDelivery& delivery) {
 
 }  // namespace
 
-std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDelivery& delivery) {
+std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDelivery& delivery,
+                                            DamageList& damage) {
   FileStream stream(file);
   if (!stream.is_open()) return not_opened_again();
   BlockReader block(stream);
@@ -44,6 +46,8 @@ std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDe
   if (is_undamaged) rest = walk_amr_frames(block, begin, stream.size(), delivery.is_wide_band);
   const std::string offset = std::to_string(rest.end);
   if (rest.is_damaged && (is_undamaged || delivery.is_damaged)) {
+    const auto time = static_cast<int64_t>(rest.count) * kFrameTime;
+    damage.units.push_back({rest.count + 1, time, rest.end, kAmrFrameDamage});
     return loss(MessageCode::kFileDamaged, "damaged after " + counted(rest.count, "frame") +
                                                ": the byte at offset " + offset + " does not begin a frame");
   }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "host/inspect/diagnosis/damaged_units.h"
 #include "host/messages.h"
 
 namespace zdr::host {
@@ -22,7 +23,9 @@ struct AmrDelivery {
 
 // What a play has left out up to its stop position: a last frame that would be a media sample of its own
 // (exit code kDone), a frame that is cut off, or what follows a byte that cannot begin a frame (kLoss).
-// Reads only what was not delivered, unless something is wrong or the play began inside the file.
-std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDelivery& delivery);
+// Reads only what was not delivered, unless something is wrong or the play began inside the file. Adds the
+// place of such a byte, after which no frame can be found, to `damage`.
+std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDelivery& delivery,
+                                            DamageList& damage);
 
 }  // namespace zdr::host

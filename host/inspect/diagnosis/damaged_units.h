@@ -27,6 +27,12 @@ struct DamagedUnit {
   std::string reason;
 };
 
+// The damaged units that a check finds, in the order of the stream.
+struct DamageList {
+  size_t limit = 1;  // no more are looked for
+  std::vector<DamagedUnit> units;
+};
+
 // Examines one access unit: null, or what is wrong with it.
 using ExamineUnit = std::function<const char*(Bytes unit)>;
 
