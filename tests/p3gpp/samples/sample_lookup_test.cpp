@@ -102,7 +102,7 @@ TEST(SampleLookup, SamplesLocatedTogetherAreThoseLocatedOneByOne) {
     const uint32_t samples = 1 + random.below(600);
     TrackDescription track = random.make(samples);
     if (random.one_in(4))
-      track.replaced["stts"] = stts({{samples - samples / 3, 0xFFFFFFFF / samples + random.below(3)}});
+      track.replaced["stts"] = stts({{samples - samples / 3, 0xFFFFFFFF / samples * (1 + random.below(2))}});
     if (random.one_in(8)) track.replaced["ctts"] = ctts({{samples / 2, 7}});
     if (random.one_in(4)) track.edits = {{1000, -1}, {500, 0}};
     OpenTrack single(track, 0, 24576);
