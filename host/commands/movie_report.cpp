@@ -72,9 +72,10 @@ MovieDescription report_movie(const std::string& file, const ParsedMovie& movie,
     add_use(track, movie, pins);
     // The parser finds only the first track of an ID.
     if (!track.id || !ids.insert(*track.id).second) continue;
-    const auto id = static_cast<uint32_t>(*track.id);
-    track.media_bytes = count_track_bytes(movie, id);
-    track.start_100ns = start_of_track(movie, track, description.time_scale);
+    if (const OpenTrack opened = movie.open_track(static_cast<uint32_t>(*track.id))) {
+      track.media_bytes = count_track_bytes(opened.get());
+      track.start_100ns = start_of_track(opened.get(), track, description.time_scale);
+    }
     if (find_peaks) track.peak_bit_rate = find_peak_bit_rate(movie, track, watch);
   }
   return description;

@@ -67,7 +67,7 @@ class SequenceReader {
       chroma = number();
       if (chroma == 3) bits_.skip(1);
       depth = number();
-      number();  // depth of chroma, which all profiles in use have in common with luma
+      number();  // depth of chroma
       bits_.skip(1);
       if (flag()) skip_scaling_lists(chroma == 3 ? 12 : 8);
     }

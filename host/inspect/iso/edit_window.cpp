@@ -59,18 +59,18 @@ EditCut edit_cut(const ParsedMovie& movie, const TrackRecord& track) {
   return cut;
 }
 
-std::optional<int64_t> start_of_track(const ParsedMovie& movie, const TrackDescription& track,
+std::optional<int64_t> start_of_track(P3gppTrack* opened, const TrackDescription& track,
                                       uint64_t movie_time_scale) {
   const EditRecord& edits = track.edits;
-  const OpenTrack opened = track.id ? movie.open_track(static_cast<uint32_t>(*track.id)) : nullptr;
   uint32_t decoding = 0;
   uint32_t composition = 0;
-  if (!opened || track.time_scale.value_or(0) == 0 || (edits.delay != 0 && movie_time_scale == 0) ||
-      P3GPP_GetSampleTime(opened.get(), 1, &decoding, &composition) != P3GPP_OK)
+  if (track.time_scale.value_or(0) == 0 || (edits.delay != 0 && movie_time_scale == 0) ||
+      P3GPP_GetSampleTime(opened, 1, &decoding, &composition) != P3GPP_OK)
     return std::nullopt;
-  const auto first = static_cast<int32_t>(composition);  // offsets may be negative
-  const auto in_media =
-      static_cast<double>(edits.count != 0 ? std::max<int64_t>(0, first - edits.first_media_time) : first);
+  // Offsets may be negative.
+  const double first = static_cast<int32_t>(composition);
+  const double in_media =
+      edits.count != 0 ? std::max(0.0, first - static_cast<double>(edits.first_media_time)) : first;
   const double delay =
       edits.delay == 0 ? 0 : static_cast<double>(edits.delay) / static_cast<double>(movie_time_scale);
   const double start = delay + in_media / static_cast<double>(*track.time_scale);

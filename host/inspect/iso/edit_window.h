@@ -18,9 +18,9 @@ struct EditCut {
 };
 EditCut edit_cut(const ParsedMovie& movie, const TrackRecord& track);
 
-// When the presentation of a track begins, from its first sample, composition offset and first edit; nothing
-// if the tables cannot be read.
-std::optional<int64_t> start_of_track(const ParsedMovie& movie, const TrackDescription& track,
+// When the presentation of an open track begins, from its first sample, composition offset and first edit;
+// nothing if the tables cannot be read.
+std::optional<int64_t> start_of_track(P3gppTrack* opened, const TrackDescription& track,
                                       uint64_t movie_time_scale);
 
 // False for several edits, and for edits with 64-bit times or another rate.

@@ -9,11 +9,9 @@
 
 namespace zdr::host {
 
-std::optional<uint64_t> count_track_bytes(const ParsedMovie& movie, uint32_t id) {
-  const OpenTrack track = movie.open_track(id);
+std::optional<uint64_t> count_track_bytes(P3gppTrack* track) {
   uint64_t bytes = 0;
-  if (!track) return std::nullopt;
-  const int32_t status = with_memory(P3GPP_GetTotalSampleSize(track.get(), &bytes), P3GPP_ERR_NO_MEMORY);
+  const int32_t status = with_memory(P3GPP_GetTotalSampleSize(track, &bytes), P3GPP_ERR_NO_MEMORY);
   return status == P3GPP_OK ? std::optional(bytes) : std::nullopt;
 }
 

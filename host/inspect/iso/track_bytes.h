@@ -10,9 +10,9 @@
 
 namespace zdr::host {
 
-// Reads the whole table of sizes, unless all samples have one size. Nothing if the parser cannot open the
-// track or read the table. Throws std::bad_alloc.
-std::optional<uint64_t> count_track_bytes(const ParsedMovie& movie, uint32_t id);
+// Reads the whole table of sizes of an open track, unless all samples have one size. Nothing if the parser
+// cannot read the table. Throws std::bad_alloc.
+std::optional<uint64_t> count_track_bytes(P3gppTrack* track);
 
 // The most bits in one second of decoding time, counted in whole seconds from the first sample on. Looks up
 // every sample. `watch` is called regularly with the number of samples done; returning false ends the count.
