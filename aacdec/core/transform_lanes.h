@@ -10,7 +10,9 @@
 #include <cstdint>
 
 #include "aacdec/core/core_kernels.h"
+#include "aacdec/fixed/bounded_products.h"
 #include "aacdec/fixed/fixed_lanes.h"
+#include "aacdec/fixed/half_lanes.h"
 #include "aacdec/tables/transform_tables.h"
 
 namespace zdr::aacdec {
@@ -28,119 +30,167 @@ inline constexpr int kRow = 2 * kLanes;
   store(rows + kRow * row + kLanes, v.im);
 }
 
-template <int kCount>
-[[gnu::always_inline]] inline Rotation one_rotation(const RotationTable<kCount>& table, int i) {
-  return {broadcast(table.cos[i]), broadcast(table.minus_half_sum[i]), broadcast(table.half_difference[i])};
+// Prepared factors of a rotation, or their signs; see tables/transform_tables.h.
+struct RotationParts {
+  Lanes cos, half_sum, half_difference;
+};
+
+template <class Table>
+[[gnu::always_inline]] inline RotationParts one_rotation(const Table& table, int i) {
+  return {broadcast(table.cos[i]), broadcast(table.half_sum[i]), broadcast(table.half_difference[i])};
 }
 
-template <int kCount>
-[[gnu::always_inline]] inline Rotation eight_rotations(const RotationTable<kCount>& table, int i) {
-  return {load(table.cos + i), load(table.minus_half_sum + i), load(table.half_difference + i)};
+template <class Table>
+[[gnu::always_inline]] inline RotationParts eight_rotations(const Table& table, int i) {
+  return {load(table.cos + i), load(table.half_sum + i), load(table.half_difference + i)};
+}
+
+// Rotates by less than an eighth of a turn.
+template <class Products>
+[[gnu::always_inline]] inline ComplexLanes rotate_below_eighth(ComplexLanes a, const RotationParts& w,
+                                                               Products& mul) {
+  const Lanes common = mul(a.re + a.im, w.cos);
+  return {common - (mul(a.im, w.half_difference) << 1), common - (mul(a.re, w.half_sum) << 1)};
+}
+
+// Rotates by more than an eighth and less than a quarter of a turn, where sin is above cos.
+template <class Products>
+[[gnu::always_inline]] inline ComplexLanes rotate_above_eighth(ComplexLanes a, const RotationParts& w,
+                                                               Products& mul) {
+  const Lanes common = mul(a.re + a.im, w.cos);
+  return {common + (mul(a.im, w.half_difference) << 1), common - (mul(a.re, w.half_sum) << 1)};
+}
+
+template <class Products>
+[[gnu::always_inline]] inline ComplexLanes rotate(ComplexLanes a, const RotationParts& w,
+                                                  const RotationParts& signs, Products& mul) {
+  const Lanes common = with_signs(mul(a.re + a.im, w.cos), signs.cos);
+  return {common - with_signs(mul(a.im, w.half_difference) << 1, signs.half_difference),
+          common - with_signs(mul(a.re, w.half_sum) << 1, signs.half_sum)};
 }
 
 // Times 1 - i and times -1 - i, over the square root of 2.
-[[gnu::always_inline]] inline ComplexLanes rotate_eighth(ComplexLanes a) {
+template <class Products>
+[[gnu::always_inline]] inline ComplexLanes rotate_eighth(ComplexLanes a, Products& mul) {
   const Lanes root = broadcast(kSquareRootHalf);
-  return {mul_q31(a.re + a.im, root), mul_q31(a.im - a.re, root)};
+  return {mul(a.re + a.im, root), mul(a.im - a.re, root)};
 }
 
-[[gnu::always_inline]] inline ComplexLanes rotate_three_eighths(ComplexLanes a) {
+template <class Products>
+[[gnu::always_inline]] inline ComplexLanes rotate_three_eighths(ComplexLanes a, Products& mul) {
   const Lanes root = broadcast(kSquareRootHalf);
-  return {mul_q31(a.im - a.re, root), -mul_q31(a.re + a.im, root)};
+  return {mul(a.im - a.re, root), -mul(a.re + a.im, root)};
 }
 
-[[gnu::always_inline]] inline void fourier_8(ComplexLanes (&v)[8]) {
+template <class Products>
+[[gnu::always_inline]] inline void fourier_8(ComplexLanes (&v)[8], Products& mul) {
   const ComplexLanes difference[4] = {v[0] - v[4], v[1] - v[5], v[2] - v[6], v[3] - v[7]};
   fourier_4(v[0] + v[4], v[1] + v[5], v[2] + v[6], v[3] + v[7], v, 2);
-  fourier_4(difference[0], rotate_eighth(difference[1]), times_minus_i(difference[2]),
-            rotate_three_eighths(difference[3]), v + 1, 2);
+  fourier_4(difference[0], rotate_eighth(difference[1], mul), times_minus_i(difference[2]),
+            rotate_three_eighths(difference[3], mul), v + 1, 2);
 }
 
 // Fourier transforms of 64 points, one in each lane of the rows `in`, which are overwritten. Calls put(row,
 // result).
-template <typename Put>
-[[gnu::always_inline]] inline void fourier_64(int32_t* in, Put put) {
+template <class Products, typename Put>
+[[gnu::always_inline]] inline void fourier_64(int32_t* in, Products& mul, Put put) {
   ComplexLanes v[8];
-  for (int n = 0; n < 8; ++n) {
+  for (int i = 0; i < 8; ++i) v[i] = load_row(in, 8 * i);
+  fourier_8(v, mul);
+  for (int k = 0; k < 8; ++k) store_row(in, 8 * k, v[k]);
+  for (int n = 1; n < 8; ++n) {
     for (int i = 0; i < 8; ++i) v[i] = load_row(in, 8 * i + n);
-    fourier_8(v);
+    fourier_8(v, mul);
     store_row(in, n, v[0]);
     for (int k = 1; k < 8; ++k) {
-      store_row(in, 8 * k + n, n == 0 ? v[k] : rotate(v[k], one_rotation(kFourier64Rotations, n * k)));
+      store_row(
+          in, 8 * k + n,
+          rotate(v[k], one_rotation(kFourier64Rotations, n * k), one_rotation(kFourier64Signs, n * k), mul));
     }
   }
   for (int k = 0; k < 8; ++k) {
     for (int i = 0; i < 8; ++i) v[i] = load_row(in, 8 * k + i);
-    fourier_8(v);
+    fourier_8(v, mul);
     for (int i = 0; i < 8; ++i) put(k + 8 * i, v[i]);
   }
 }
 
 // Fourier transform of 512 points in place: row k receives values 8 k to 8 k + 7. `work` has the size of
 // `rows`.
-[[gnu::always_inline]] inline void fourier_512(int32_t* rows, int32_t* work) {
-  fourier_64(rows, [=](int row, ComplexLanes v) {
-    store_row(work, row, rotate(v, eight_rotations(kFourier512Rotations, 8 * row)));
+template <class Products>
+[[gnu::always_inline]] inline void fourier_512(int32_t* rows, int32_t* work, Products& mul) {
+  fourier_64(rows, mul, [&](int row, ComplexLanes v) {
+    store_row(work, row,
+              rotate(v, eight_rotations(kFourier512Rotations, 8 * row),
+                     eight_rotations(kFourier512Signs, 8 * row), mul));
   });
   for (int block = 0; block < 8; ++block) {
     Lanes re[8];
     Lanes im[8];
-    for (int i = 0; i < 8; ++i) {
-      re[i] = load(work + kRow * (8 * block + i));
-      im[i] = load(work + kRow * (8 * block + i) + kLanes);
-    }
-    transpose(re);
-    transpose(im);
+    load_transposed(work + kRow * 8 * block, kRow, re);
+    load_transposed(work + kRow * 8 * block + kLanes, kRow, im);
     ComplexLanes v[8];
     for (int i = 0; i < 8; ++i) v[i] = {re[i], im[i]};
-    fourier_8(v);
+    fourier_8(v, mul);
     for (int i = 0; i < 8; ++i) store_row(rows, 8 * i + block, v[i]);
   }
 }
 
-[[gnu::always_inline]] inline Lanes even_lanes(Lanes a, Lanes b) {
-  return shuffle<0, 2, 4, 6, 8, 10, 12, 14>(a, b);
+// The rows of a DCT-IV before its last rotation. False if a value was too large for the products.
+template <class Products>
+[[gnu::always_inline]] inline bool transform_long(const int32_t* in, int32_t* rows, int32_t* work) {
+  Products mul;
+  // Even lines are the real parts; odd lines, in reverse order, are the imaginary ones.
+  const auto row_of = [in](int row) {
+    return ComplexLanes{load_even(in + 16 * row), load_odd_reversed(in + 1024 - 16 - 16 * row)};
+  };
+  for (int row = 0; row < 32; ++row) {
+    store_row(rows, row, rotate_below_eighth(row_of(row), eight_rotations(kLongRotations, 8 * row), mul));
+  }
+  for (int row = 32; row < 64; ++row) {
+    store_row(rows, row, rotate_above_eighth(row_of(row), eight_rotations(kLongRotations, 8 * row), mul));
+  }
+  fourier_512(rows, work, mul);
+  return mul.are_valid();
 }
 
-[[gnu::always_inline]] inline Lanes odd_lanes_reversed(Lanes a, Lanes b) {
-  return shuffle<15, 13, 11, 9, 7, 5, 3, 1>(a, b);
+template <class Products>
+[[gnu::always_inline]] inline bool put_lines(const int32_t* rows, int32_t* out) {
+  Products mul;
+  for (int row = 0; row < 32; ++row) {
+    const int mirrored = 63 - row;
+    const ComplexLanes a =
+        rotate_below_eighth(load_row(rows, row), eight_rotations(kLongRotations, 8 * row), mul);
+    const ComplexLanes b =
+        rotate_above_eighth(load_row(rows, mirrored), eight_rotations(kLongRotations, 8 * mirrored), mul);
+    store_interleaved(out + 16 * row, a.re, -b.im);
+    store_interleaved(out + 16 * mirrored, b.re, -a.im);
+  }
+  return mul.are_valid();
 }
 
-// Stores a[0], b[7], a[1], b[6] and so on.
-[[gnu::always_inline]] inline void store_interleaved(int32_t* to, Lanes a, Lanes b) {
-  const Lanes back = reverse(b);
-  store(to, shuffle<0, 8, 1, 9, 2, 10, 3, 11>(a, back));
-  store(to + kLanes, shuffle<4, 12, 5, 13, 6, 14, 7, 15>(a, back));
+// Values of 2^30 and more are four times as large as full scale, so that only damaged streams have them.
+[[gnu::cold, gnu::noinline]] void transform_large_long(const int32_t* in, int32_t* rows, int32_t* work) {
+  transform_long<GeneralProducts>(in, rows, work);
+}
+
+[[gnu::cold, gnu::noinline]] void put_large_lines(const int32_t* rows, int32_t* out) {
+  put_lines<GeneralProducts>(rows, out);
 }
 
 void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
   int32_t* const rows = work;
   int32_t* const other_rows = work + kTransformWork / 2;
-  // Even lines are the real parts; odd lines, in reverse order, are the imaginary ones.
-  for (int row = 0; row < 64; ++row) {
-    const int32_t* const low = in + 16 * row;
-    const int32_t* const high = in + 1024 - 16 - 16 * row;
-    const ComplexLanes v = {even_lanes(load(low), load(low + kLanes)),
-                            odd_lanes_reversed(load(high), load(high + kLanes))};
-    store_row(rows, row, rotate(v, eight_rotations(kLongRotations, 8 * row)));
-  }
-  fourier_512(rows, other_rows);
-  for (int low = 0; low < 32; ++low) {
-    const int high = 63 - low;
-    const ComplexLanes a = rotate(load_row(rows, low), eight_rotations(kLongRotations, 8 * low));
-    const ComplexLanes b = rotate(load_row(rows, high), eight_rotations(kLongRotations, 8 * high));
-    store_interleaved(out + 16 * low, a.re, -b.im);
-    store_interleaved(out + 16 * high, b.re, -a.im);
-  }
+  if (!transform_long<BoundedProducts>(in, rows, other_rows)) transform_large_long(in, rows, other_rows);
+  if (!put_lines<BoundedProducts>(rows, out)) put_large_lines(rows, out);
 }
 
 // Transposes eight windows of 128 lines to 128 rows of eight values, times 8.
 [[gnu::always_inline]] inline void gather_windows(const int32_t* in, int32_t* rows) {
   for (int line = 0; line < 128; line += kLanes) {
     Lanes block[8];
-    for (int w = 0; w < 8; ++w) block[w] = load(in + 128 * w + line) << 3;
-    transpose(block);
-    for (int i = 0; i < 8; ++i) store(rows + kLanes * (line + i), block[i]);
+    load_transposed(in + line, 128, block);
+    for (int i = 0; i < 8; ++i) store(rows + kLanes * (line + i), block[i] << 3);
   }
 }
 
@@ -148,25 +198,39 @@ void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
 [[gnu::always_inline]] inline void scatter_windows(const int32_t* rows, int32_t* out) {
   for (int line = 0; line < 128; line += kLanes) {
     Lanes block[8];
-    for (int i = 0; i < 8; ++i) block[i] = load(rows + kLanes * (line + i));
-    transpose(block);
+    load_transposed(rows + kLanes * line, kLanes, block);
     for (int w = 0; w < 8; ++w) store(out + 128 * w + line, block[w]);
   }
+}
+
+// False if a value was too large for the products.
+template <class Products>
+[[gnu::always_inline]] inline bool transform_short(const int32_t* in, int32_t* lines, int32_t* rows) {
+  Products mul;
+  gather_windows(in, lines);
+  const auto rotated = [&mul](int k, ComplexLanes v) {
+    const RotationParts w = one_rotation(kShortRotations, k);
+    return k < 32 ? rotate_below_eighth(v, w, mul) : rotate_above_eighth(v, w, mul);
+  };
+  for (int n = 0; n < 64; ++n) {
+    store_row(rows, n, rotated(n, {load(lines + kLanes * 2 * n), load(lines + kLanes * (127 - 2 * n))}));
+  }
+  fourier_64(rows, mul, [&](int k, ComplexLanes v) {
+    const ComplexLanes result = rotated(k, v);
+    store(lines + kLanes * 2 * k, result.re);
+    store(lines + kLanes * (127 - 2 * k), -result.im);
+  });
+  return mul.are_valid();
+}
+
+[[gnu::cold, gnu::noinline]] void transform_large_short(const int32_t* in, int32_t* lines, int32_t* rows) {
+  transform_short<GeneralProducts>(in, lines, rows);
 }
 
 void dct4_short(const int32_t* in, int32_t* out, int32_t* work) {
   int32_t* const rows = work;
   int32_t* const lines = work + kTransformWork / 2;
-  gather_windows(in, lines);
-  for (int n = 0; n < 64; ++n) {
-    const ComplexLanes v = {load(lines + kLanes * 2 * n), load(lines + kLanes * (127 - 2 * n))};
-    store_row(rows, n, rotate(v, one_rotation(kShortRotations, n)));
-  }
-  fourier_64(rows, [=](int k, ComplexLanes v) {
-    const ComplexLanes rotated = rotate(v, one_rotation(kShortRotations, k));
-    store(lines + kLanes * 2 * k, rotated.re);
-    store(lines + kLanes * (127 - 2 * k), -rotated.im);
-  });
+  if (!transform_short<BoundedProducts>(in, lines, rows)) transform_large_short(in, lines, rows);
   scatter_windows(lines, out);
 }
 

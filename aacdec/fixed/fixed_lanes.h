@@ -140,19 +140,6 @@ struct ComplexLanes {
   out[3 * step] = even_difference - odd_difference;
 }
 
-// cos - i sin of an angle, in the form for a complex product with three multiplications. The sums are halved
-// because they reach the square root of 2.
-struct Rotation {
-  Lanes cos;              // Q31
-  Lanes minus_half_sum;   // -(sin + cos) / 2
-  Lanes half_difference;  // (cos - sin) / 2
-};
-
-[[gnu::always_inline]] inline ComplexLanes rotate(ComplexLanes a, const Rotation& w) {
-  const Lanes common = mul_q31(a.re + a.im, w.cos);
-  return {common - (mul_q31(a.im, w.half_difference) << 1), common + (mul_q31(a.re, w.minus_half_sum) << 1)};
-}
-
 // Transposes an 8 by 8 matrix of rows.
 [[gnu::always_inline]] inline void transpose(Lanes (&r)[kLanes]) {
   Lanes pair[8];

@@ -5,20 +5,40 @@
 #pragma once
 
 #include "aacdec/tables/constant_math.h"
+#include "aacdec/tables/prepared_factor.h"
 
 namespace zdr::aacdec {
 
-// One list per part, so that neighbours load as a vector.
+// Prepared factors, without their signs. One list per part, so that neighbours load as a vector.
 template <int kCount>
 struct RotationTable {
-  alignas(64) int32_t cos[kCount];              // Q31
-  alignas(64) int32_t minus_half_sum[kCount];   // -(sin + cos) / 2, Q31
-  alignas(64) int32_t half_difference[kCount];  // (cos - sin) / 2, Q31
+  alignas(64) int32_t cos[kCount];
+  alignas(64) int32_t half_sum[kCount];         // (cos + sin) / 2
+  alignas(64) int32_t half_difference[kCount];  // (cos - sin) / 2
 
   constexpr void set(int i, constant_math::Angle angle) {
-    cos[i] = constant_math::fixed(angle.cos, constant_math::kQ31);
-    minus_half_sum[i] = constant_math::fixed(-(angle.sin + angle.cos) / 2, constant_math::kQ31);
-    half_difference[i] = constant_math::fixed((angle.cos - angle.sin) / 2, constant_math::kQ31);
+    cos[i] = prepared(angle.cos);
+    half_sum[i] = prepared((angle.cos + angle.sin) / 2);
+    half_difference[i] = prepared((angle.cos - angle.sin) / 2);
+  }
+
+ private:
+  static constexpr int32_t prepared(double factor) {
+    return prepared_factor(constant_math::fixed(factor, constant_math::kQ31));
+  }
+};
+
+// The signs of the parts, 1 or -1, for rotations by more than a quarter of a turn.
+template <int kCount>
+struct RotationSigns {
+  alignas(64) int32_t cos[kCount];
+  alignas(64) int32_t half_sum[kCount];
+  alignas(64) int32_t half_difference[kCount];
+
+  constexpr void set(int i, constant_math::Angle angle) {
+    cos[i] = angle.cos < 0 ? -1 : 1;
+    half_sum[i] = angle.cos + angle.sin < 0 ? -1 : 1;
+    half_difference[i] = angle.cos - angle.sin < 0 ? -1 : 1;
   }
 };
 
@@ -35,25 +55,29 @@ inline constexpr RotationTable<512> kLongRotations = make_dct4_rotations<1024>()
 inline constexpr RotationTable<64> kShortRotations = make_dct4_rotations<128>();
 
 // Entry i is i / 64 turns.
-constexpr RotationTable<64> make_fourier_64_rotations() {
-  RotationTable<64> table = {};
+template <class Table>
+constexpr Table make_fourier_64() {
+  Table table = {};
   for (int i = 0; i < 64; ++i) table.set(i, constant_math::turns(i, 64));
   return table;
 }
 
-inline constexpr RotationTable<64> kFourier64Rotations = make_fourier_64_rotations();
+inline constexpr auto kFourier64Rotations = make_fourier_64<RotationTable<64>>();
+inline constexpr auto kFourier64Signs = make_fourier_64<RotationSigns<64>>();
 
 // Between the transforms of 64 and of 8 points: entry 8 k + n is k n / 512 turns.
-constexpr RotationTable<512> make_fourier_512_rotations() {
-  RotationTable<512> table = {};
+template <class Table>
+constexpr Table make_fourier_512() {
+  Table table = {};
   for (int k = 0; k < 64; ++k) {
     for (int n = 0; n < 8; ++n) table.set(8 * k + n, constant_math::turns(k * n, 512));
   }
   return table;
 }
 
-inline constexpr RotationTable<512> kFourier512Rotations = make_fourier_512_rotations();
+inline constexpr auto kFourier512Rotations = make_fourier_512<RotationTable<512>>();
+inline constexpr auto kFourier512Signs = make_fourier_512<RotationSigns<512>>();
 
-inline constexpr int32_t kSquareRootHalf = 1518500250;  // Q31
+inline constexpr int32_t kSquareRootHalf = prepared_factor(1518500250);  // Q31
 
 }  // namespace zdr::aacdec

@@ -4,14 +4,16 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <random>
 #include <vector>
 
+#include "aacdec/core/core_kernels_lanes.h"
 #include "aacdec/core/core_synthesis.h"
 #include "aacdec/core/dequantiser.h"
 #include "aacdec/core/noise_shaping.h"
 #include "aacdec/core/noise_substitution.h"
 #include "aacdec/core/stereo_tools.h"
-#include "aacdec/fixed/fixed_lanes.h"
+#include "aacdec/fixed/cpu.h"
 #include "aacdec/fixed/fixed_point.h"
 
 namespace zdr::test {
@@ -72,6 +74,29 @@ TEST(FixedLanes, MultiplyLikeTheScalarFunction) {
       for (const int number : {0, 3, 4, 7}) {  // both ends of each half
         EXPECT_EQ(static_cast<int32_t>(lane(product, number)), mul_q31(a, b)) << a << " " << b;
       }
+    }
+  }
+}
+
+// The products of normal values have a form of their own.
+TEST(Transforms, HaveTheSameArithmeticForLinesOfAnyMagnitude) {
+  std::mt19937 random(3);
+  using Values = std::vector<int32_t>;
+  Values in(kFrameLength), work(kTransformWork), expected_long(kFrameLength), expected_short(kFrameLength),
+      out(kFrameLength);
+  for (int shift = 0; shift < 32; ++shift) {
+    for (int32_t& line : in) line = static_cast<int32_t>(random()) >> shift;
+    if (shift == 0) in[8] = in[500] = kInt32Min;
+    transform_long<GeneralProducts>(in.data(), work.data(), work.data() + kFrameLength);
+    put_lines<GeneralProducts>(work.data(), expected_long.data());
+    transform_short<GeneralProducts>(in.data(), work.data(), work.data() + kFrameLength);
+    scatter_windows(work.data(), expected_short.data());
+    for (const VectorLevel level : vector_levels()) {
+      limit_vector_level(level);
+      core_kernels().dct4_long(in.data(), out.data(), work.data());
+      EXPECT_EQ(out, expected_long) << shift;
+      core_kernels().dct4_short(in.data(), out.data(), work.data());
+      EXPECT_EQ(out, expected_short) << shift;
     }
   }
 }

@@ -1,0 +1,99 @@
+// Halves of eight lanes, for moves that cross them: four lanes from or to memory cost less than a shuffle of
+// eight. For kernel files only.
+#pragma once
+
+#include "aacdec/fixed/fixed_lanes.h"
+
+namespace zdr::aacdec {
+namespace {
+
+using HalfLanes = uint32_t __attribute__((vector_size(16)));
+
+[[gnu::always_inline]] inline HalfLanes load_four(const int32_t* from) {
+  HalfLanes v;
+  std::memcpy(&v, from, sizeof v);
+  return v;
+}
+
+[[gnu::always_inline]] inline void store_four(int32_t* to, HalfLanes v) {
+  std::memcpy(to, &v, sizeof v);
+}
+
+#ifdef __AVX2__
+
+[[gnu::always_inline]] inline HalfLanes lower_half(Lanes v) {
+  return reinterpret_cast<HalfLanes>(_mm256_castsi256_si128(reinterpret_cast<__m256i>(v)));
+}
+
+[[gnu::always_inline]] inline HalfLanes upper_half(Lanes v) {
+  return reinterpret_cast<HalfLanes>(_mm256_extracti128_si256(reinterpret_cast<__m256i>(v), 1));
+}
+
+[[gnu::always_inline]] inline Lanes joined(HalfLanes low, HalfLanes high) {
+  return reinterpret_cast<Lanes>(
+      _mm256_set_m128i(reinterpret_cast<__m128i>(high), reinterpret_cast<__m128i>(low)));
+}
+
+#else
+
+[[gnu::always_inline]] inline HalfLanes lower_half(Lanes v) {
+  return v.low;
+}
+
+[[gnu::always_inline]] inline HalfLanes upper_half(Lanes v) {
+  return v.high;
+}
+
+[[gnu::always_inline]] inline Lanes joined(HalfLanes low, HalfLanes high) {
+  return {low, high};
+}
+
+#endif
+
+[[gnu::always_inline]] inline Lanes load_halves(const int32_t* low, const int32_t* high) {
+  return joined(load_four(low), load_four(high));
+}
+
+[[gnu::always_inline]] inline HalfLanes reversed(HalfLanes v) {
+  return __builtin_shufflevector(v, v, 3, 2, 1, 0);
+}
+
+// The lanes with even numbers of 16 values in memory.
+[[gnu::always_inline]] inline Lanes load_even(const int32_t* from) {
+  return shuffle<0, 2, 8, 10, 4, 6, 12, 14>(load_halves(from, from + 8), load_halves(from + 4, from + 12));
+}
+
+// The lanes with odd numbers, last one first.
+[[gnu::always_inline]] inline Lanes load_odd_reversed(const int32_t* from) {
+  return shuffle<3, 1, 11, 9, 7, 5, 15, 13>(load_halves(from + 12, from + 4), load_halves(from + 8, from));
+}
+
+// Stores a[0], b[7], a[1], b[6] and so on.
+[[gnu::always_inline]] inline void store_interleaved(int32_t* to, Lanes a, Lanes b) {
+  const HalfLanes first = reversed(upper_half(b));
+  const HalfLanes second = reversed(lower_half(b));
+  store_four(to, __builtin_shufflevector(lower_half(a), first, 0, 4, 1, 5));
+  store_four(to + 4, __builtin_shufflevector(lower_half(a), first, 2, 6, 3, 7));
+  store_four(to + 8, __builtin_shufflevector(upper_half(a), second, 0, 4, 1, 5));
+  store_four(to + 12, __builtin_shufflevector(upper_half(a), second, 2, 6, 3, 7));
+}
+
+// The columns of eight rows of eight values, which are `stride` apart.
+[[gnu::always_inline]] inline void load_transposed(const int32_t* rows, int stride,
+                                                   Lanes (&columns)[kLanes]) {
+  for (int half = 0; half < 8; half += 4) {
+    Lanes r[4];
+    for (int i = 0; i < 4; ++i) r[i] = load_halves(rows + stride * i + half, rows + stride * (i + 4) + half);
+    const Lanes low[2] = {shuffle<0, 8, 1, 9, 4, 12, 5, 13>(r[0], r[1]),
+                          shuffle<0, 8, 1, 9, 4, 12, 5, 13>(r[2], r[3])};
+    const Lanes high[2] = {shuffle<2, 10, 3, 11, 6, 14, 7, 15>(r[0], r[1]),
+                           shuffle<2, 10, 3, 11, 6, 14, 7, 15>(r[2], r[3])};
+    columns[half] = shuffle<0, 1, 8, 9, 4, 5, 12, 13>(low[0], low[1]);
+    columns[half + 1] = shuffle<2, 3, 10, 11, 6, 7, 14, 15>(low[0], low[1]);
+    columns[half + 2] = shuffle<0, 1, 8, 9, 4, 5, 12, 13>(high[0], high[1]);
+    columns[half + 3] = shuffle<2, 3, 10, 11, 6, 7, 14, 15>(high[0], high[1]);
+  }
+}
+
+}  // namespace
+}  // namespace zdr::aacdec

@@ -1,0 +1,17 @@
+// Constant factors in the form that products of vectors need.
+#pragma once
+
+#include <cstdint>
+
+#include "aacdec/fixed/fixed_point.h"
+
+namespace zdr::aacdec {
+
+// |factor|, which is below 2^31, with its 16-bit halves exchanged, so that a product of words multiplies each
+// half by the other one of the second factor.
+constexpr int32_t prepared_factor(int32_t factor) {
+  const uint32_t bits = magnitude(factor);
+  return static_cast<int32_t>(bits << 16 | bits >> 16);
+}
+
+}  // namespace zdr::aacdec
