@@ -3,14 +3,12 @@
 
 #include <cstdint>
 
-#include "aacdec/fixed/fixed_point.h"
-
 namespace zdr::aacdec {
 
 // |factor|, which is below 2^31, with its 16-bit halves exchanged, so that a product of words multiplies each
 // half by the other one of the second factor.
 constexpr int32_t prepared_factor(int32_t factor) {
-  const uint32_t bits = magnitude(factor);
+  const auto bits = static_cast<uint32_t>(factor < 0 ? -factor : factor);
   return static_cast<int32_t>(bits << 16 | bits >> 16);
 }
 
