@@ -13,6 +13,8 @@ constexpr int32_t kDocumented[] = {0,     -6001, -6002, -6003, -6005, -6008, -60
                                    -7017, -7018, -7019, -7020, -7031, -7033, -7034, -7038, -7039, -7040,
                                    -7041, -7042, -7043, -7044, -7045, -7046, -7047, -7050, -7055, -7060};
 
+constexpr int32_t kBatchDiffers = 1;
+
 class Exercise {
  public:
   Exercise(const FMGR_Descriptor& descriptor, FMGR_Context* context, uint32_t sample_limit)
@@ -96,6 +98,37 @@ class Exercise {
     if (note(P3GPP_OpenTrack(file_, &track, id, 8192)) != P3GPP_OK) return;
     play(track, sample_count);
     note(P3GPP_CloseTrack(track));
+    compare_batch(id, sample_count);
+  }
+
+  // Samples that are located together must be those that are located one by one.
+  void compare_batch(uint32_t id, uint32_t sample_count) {
+    P3gppTrack* batched = nullptr;
+    P3gppTrack* single = nullptr;
+    if (note(P3GPP_OpenTrack(file_, &batched, id, 8192)) == P3GPP_OK &&
+        note(P3GPP_OpenTrack(file_, &single, id, 8192)) == P3GPP_OK) {
+      std::vector<P3gppSample> batch(std::min(sample_limit_, 100u));
+      batch[0].number = 1 + sample_count / 3;
+      P3gppSample one = batch[0];
+      uint32_t located = 0;
+      const int32_t status =
+          note(P3GPP_LocateSamples(batched, batch.data(), uint32_t(batch.size()), &located));
+      int32_t expected = P3GPP_OK;
+      bool equal = true;
+      for (uint32_t i = 0; i < batch.size() && expected == P3GPP_OK; ++i, ++one.number) {
+        expected = P3GPP_ReadSample(single, &one);
+        equal = equal && (expected == P3GPP_OK) == (i < located) &&
+                (expected != P3GPP_OK || location_of(one) == location_of(batch[i]));
+      }
+      if (!equal || status != expected) result.undocumented_status = kBatchDiffers;
+    }
+    if (batched != nullptr) P3GPP_CloseTrack(batched);
+    if (single != nullptr) P3GPP_CloseTrack(single);
+  }
+  static std::array<uint64_t, 6> location_of(const P3gppSample& sample) {
+    return {sample.number,        sample.size,
+            sample.file_offset,   sample.description_index,
+            sample.decoding_time, sample.composition_time};
   }
 
   // Reads the bytes that the description points to, so that a sanitizer detects a bad pointer or length.

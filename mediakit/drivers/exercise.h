@@ -9,7 +9,7 @@ namespace zdr::test {
 
 struct ExerciseResult {
   int32_t open_status = 0;
-  // First status that is not documented, or 0.
+  // First status that is not documented, 1 where a batch of samples is not as located one by one, or 0.
   int32_t undocumented_status = 0;
   std::vector<int32_t> statuses = {};  // of all calls, in order
   uint32_t tracks = 0;
