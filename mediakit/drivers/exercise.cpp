@@ -161,15 +161,6 @@ class Exercise {
     for (uint32_t n = 0; n < sample_limit_ && n <= sample_count; ++n) sample(track, n);
     for (const uint32_t n : {sample_count, sample_count + 1, sample_count / 2, 1u, 0xFFFFFFFFu})
       sample(track, n);
-    locate(track);
-  }
-
-  // Not in the checksum: the samples are those that were looked up one by one.
-  void locate(P3gppTrack* track) {
-    std::array<P3gppSample, 64> batch{};
-    batch[0].number = 1;
-    uint32_t located = 0;
-    note(P3GPP_LocateSamples(track, batch.data(), batch.size(), &located));
   }
 
   void sample(P3gppTrack* track, uint32_t number) {
