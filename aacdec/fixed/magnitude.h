@@ -53,18 +53,27 @@ constexpr Magnitude operator*(Magnitude a, Magnitude b) {
 
 // `b` must not be zero.
 constexpr Magnitude operator/(Magnitude a, Magnitude b) {
-  return make_magnitude((uint64_t{a.mantissa} << 32) / b.mantissa, a.exponent - b.exponent - 32);
+  if (a.is_zero()) return {};
+  // By a power of two, as is the length of most envelopes.
+  if (b.mantissa == 1U << 31) return {a.mantissa, a.exponent - b.exponent - 31};
+  // Between 2^31 and 2^33.
+  const uint64_t quotient = (uint64_t{a.mantissa} << 32) / b.mantissa;
+  const int shift = quotient >> 32 != 0 ? 1 : 0;
+  return {static_cast<uint32_t>(quotient >> shift), a.exponent - b.exponent - 32 + shift};
 }
 
 constexpr Magnitude operator+(Magnitude a, Magnitude b) {
   if (a.is_zero()) return b;
   if (b.is_zero()) return a;
-  const Magnitude& big = a.exponent >= b.exponent ? a : b;
-  const Magnitude& small = a.exponent >= b.exponent ? b : a;
-  const int distance = big.exponent - small.exponent;
-  if (distance > 32) return big;
-  const uint64_t sum = (uint64_t{big.mantissa} << 31) + ((uint64_t{small.mantissa} << 31) >> distance);
-  return make_magnitude(sum, big.exponent - 31);
+  // Selections instead of branches: which is the larger is hard to predict.
+  const bool swap = a.exponent < b.exponent;
+  const uint64_t big = uint64_t{swap ? b.mantissa : a.mantissa} << 31;
+  const uint64_t small = uint64_t{swap ? a.mantissa : b.mantissa} << 31;
+  const int exponent = swap ? b.exponent : a.exponent;
+  const int distance = exponent - (swap ? a.exponent : b.exponent);
+  const uint64_t sum = big + (small >> (distance > 32 ? 63 : distance));
+  const int shift = sum >> 63 != 0 ? 0 : 1;
+  return {static_cast<uint32_t>(sum << shift >> 32), exponent + 1 - shift};
 }
 
 constexpr bool operator<(Magnitude a, Magnitude b) {
@@ -101,15 +110,15 @@ constexpr uint64_t integer_root(uint64_t value) {
   const auto rest = static_cast<int64_t>(value - root * root);
   root += static_cast<uint64_t>((rest >> 16) * static_cast<int64_t>(inverse_q30) >> 47);
   const auto error = static_cast<int64_t>(value - root * root);
-  if (error < 0) return root - 1;
-  return error > static_cast<int64_t>(2 * root) ? root + 1 : root;
+  return root - (error < 0 ? 1 : 0) + (error > static_cast<int64_t>(2 * root) ? 1 : 0);
 }
 
 constexpr Magnitude square_root(Magnitude a) {
   if (a.is_zero()) return {};
   const int odd = a.exponent & 1;
   const uint64_t value = uint64_t{a.mantissa} << (32 - odd);
-  return make_magnitude(integer_root(value), (a.exponent + odd - 32) / 2);
+  // The root of a number of 62 bits and more has its top bit set.
+  return {static_cast<uint32_t>(integer_root(value)), (a.exponent + odd - 32) / 2};
 }
 
 }  // namespace zdr::aacdec

@@ -69,37 +69,20 @@ class BandMixer {
   BandMixer(QmfMatrix& bands, int row, RowScale scale)
       : re_(bands.re[row] + kLeadSlots), im_(bands.im[row] + kLeadSlots), scale_(scale) {}
 
-  void set_gain(Magnitude gain) { gain_ = factor_of(gain, scale_.exponent + kSampleScaleBits, scale_.bits); }
-  void set_noise(Magnitude noise) { noise_ = factor_of(noise, kSampleScaleBits - 31, 31); }
+  void scale(int first, int end, Magnitude gain) { scale_by(first, end, factor_of_gain(gain)); }
 
   // The index advances by `step` per slot.
-  void scale_and_add_noise(int first, int end, int index, int step) {
-    if (!gain_.in_range || !noise_.in_range || noise_.mantissa == 0) {
-      scale(first, end);
-      add_noise(first, end, index, step);
+  void scale_and_add_noise(int first, int end, Magnitude gain, Magnitude noise, int index, int step) {
+    const Factor by = factor_of_gain(gain);
+    const Factor noise_by = factor_of(noise, kSampleScaleBits - 31, 31);
+    if (!by.in_range || !noise_by.in_range || noise_by.mantissa == 0) {
+      scale_by(first, end, by);
+      add_noise(first, end, noise_by, index, step);
       return;
     }
-    const NoiseMix noise{static_cast<int32_t>(noise_.mantissa), noise_.shift, index, step};
+    const NoiseMix mix{static_cast<int32_t>(noise_by.mantissa), noise_by.shift, index, step};
     sbr_kernels().apply_gain_and_noise(re_ + first, im_ + first, end - first,
-                                       static_cast<int32_t>(gain_.mantissa), gain_.shift, noise);
-  }
-  void scale(int first, int end) {
-    if (gain_.in_range) {
-      sbr_kernels().apply_gain(re_ + first, im_ + first, end - first, static_cast<int32_t>(gain_.mantissa),
-                               gain_.shift);
-      return;
-    }
-    for (int s = first; s < end; ++s) {
-      re_[s] = gain_.apply_limited(re_[s]);
-      im_[s] = gain_.apply_limited(im_[s]);
-    }
-  }
-  void add_noise(int first, int end, int index, int step) {
-    for (int s = first; s < end; ++s, index += step) {
-      const int32_t* const value = kSbrNoiseQ31[index & (kSbrNoiseLength - 1)];
-      re_[s] += noise_.apply_limited(value[0]);
-      im_[s] += noise_.apply_limited(value[1]);
-    }
+                                       static_cast<int32_t>(by.mantissa), by.shift, mix);
   }
   // The phase advances a quarter turn per slot, counterclockwise in even bands.
   void add_sine(int first, int end, int32_t amplitude, int phase, bool odd_band) {
@@ -114,11 +97,31 @@ class BandMixer {
   }
 
  private:
+  Factor factor_of_gain(Magnitude gain) const {
+    return factor_of(gain, scale_.exponent + kSampleScaleBits, scale_.bits);
+  }
+  void scale_by(int first, int end, const Factor& by) {
+    if (by.in_range) {
+      sbr_kernels().apply_gain(re_ + first, im_ + first, end - first, static_cast<int32_t>(by.mantissa),
+                               by.shift);
+      return;
+    }
+    for (int s = first; s < end; ++s) {
+      re_[s] = by.apply_limited(re_[s]);
+      im_[s] = by.apply_limited(im_[s]);
+    }
+  }
+  void add_noise(int first, int end, const Factor& by, int index, int step) {
+    for (int s = first; s < end; ++s, index += step) {
+      const int32_t* const value = kSbrNoiseQ31[index & (kSbrNoiseLength - 1)];
+      re_[s] += by.apply_limited(value[0]);
+      im_[s] += by.apply_limited(value[1]);
+    }
+  }
+
   int32_t* re_;
   int32_t* im_;
   RowScale scale_;
-  Factor gain_;
-  Factor noise_;
 };
 
 struct Mix {
@@ -131,14 +134,12 @@ struct Mix {
 // Mixes slots [first, end) of a band with constant gain and noise.
 void mix_part(const Mix& mix, BandMixer& mixer, int band, int first, int end, Magnitude gain,
               Magnitude noise) {
-  mixer.set_gain(gain);
   if (mix.slots.transient || !mix.levels.sine[band].is_zero() || noise.is_zero()) {
-    mixer.scale(first, end);
+    mixer.scale(first, end, gain);
     return;
   }
-  mixer.set_noise(noise);
   const int index = mix.state.noise_index + (first - mix.slots.first) * mix.tables.m + band + 1;
-  mixer.scale_and_add_noise(first, end, index, mix.tables.m);
+  mixer.scale_and_add_noise(first, end, gain, noise, index, mix.tables.m);
 }
 
 // With smoothing, each slot within reach of the history has its own values; those of later slots are
