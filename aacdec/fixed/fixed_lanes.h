@@ -111,6 +111,22 @@ static_assert(kLanes == 8 && sizeof(Lanes) == 4 * kLanes);
   }
 }
 
+// The same with eight words.
+[[gnu::always_inline]] inline void put_words(int16_t* to, EightWords v, int stride, bool last) {
+  if (stride == 1) {
+    std::memcpy(to, &v, sizeof v);
+  } else if (!last) {
+    constexpr EightWords kBetween{0, -1, 0, -1, 0, -1, 0, -1};
+    EightWords words[2];
+    std::memcpy(words, to, sizeof words);
+    words[0] = (words[0] & kBetween) | interleaved<0>(v, EightWords{});
+    words[1] = (words[1] & kBetween) | interleaved<1>(v, EightWords{});
+    std::memcpy(to, words, sizeof words);
+  } else {
+    for (int i = 0; i < 8; ++i) to[2 * i] = v[i];
+  }
+}
+
 struct ComplexLanes {
   Lanes re, im;
 };
@@ -155,8 +171,8 @@ struct ComplexLanes {
     }
   }
   for (int i = 0; i < 4; ++i) {
-    r[i] = shuffle<0, 1, 2, 3, 8, 9, 10, 11>(quad[i], quad[i + 4]);
-    r[i + 4] = shuffle<4, 5, 6, 7, 12, 13, 14, 15>(quad[i], quad[i + 4]);
+    r[i] = lower_halves(quad[i], quad[i + 4]);
+    r[i + 4] = upper_halves(quad[i], quad[i + 4]);
   }
 }
 

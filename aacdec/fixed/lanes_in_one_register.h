@@ -9,6 +9,7 @@ namespace {
 inline constexpr int kLanes = kRegisterLanes;
 using Lanes = Register;
 using WideLanes = WideRegisters;
+using FactorLanes = LaneFactors;
 
 // Applies an operation on registers.
 template <class Operation, class... Values>
@@ -30,8 +31,52 @@ template <int... kNumbers>
   return __builtin_shufflevector(a, b, kNumbers...);
 }
 
+// Lane i of `first` and of `second`: the two numbers at `place(i)`.
+template <class Place>
+[[gnu::always_inline]] inline void load_pairs(const Place& place, Lanes& first, Lanes& second) {
+  const auto pair = [&](int i) {
+    uint64_t both;
+    std::memcpy(&both, place(i), sizeof both);
+    return both;
+  };
+  const auto low = reinterpret_cast<Lanes>(WideRegister{pair(0), pair(1), pair(4), pair(5)});
+  const auto high = reinterpret_cast<Lanes>(WideRegister{pair(2), pair(3), pair(6), pair(7)});
+  first = shuffle<0, 2, 8, 10, 4, 6, 12, 14>(low, high);
+  second = shuffle<1, 3, 9, 11, 5, 7, 13, 15>(low, high);
+}
+
+// Column by column, saturated.
+[[gnu::always_inline]] inline void transpose_saturated(const Lanes (&rows)[kLanes],
+                                                       EightWords (&columns)[kLanes]) {
+  WordRegister both[4];
+  transpose_saturated(rows, both);
+  for (int i = 0; i < 4; ++i) {
+    columns[i] = __builtin_shufflevector(both[i], both[i], 0, 1, 2, 3, 4, 5, 6, 7);
+    columns[i + 4] = __builtin_shufflevector(both[i], both[i], 8, 9, 10, 11, 12, 13, 14, 15);
+  }
+}
+
+// The lower four lanes of a and of b.
+[[gnu::always_inline]] inline Lanes lower_halves(Lanes a, Lanes b) {
+  return shuffle<0, 1, 2, 3, 8, 9, 10, 11>(a, b);
+}
+
+// The upper ones. Two instructions, because the one that does both is slow on some processors.
+[[gnu::always_inline]] inline Lanes upper_halves(Lanes a, Lanes b) {
+  const __m128i low = _mm256_extracti128_si256(reinterpret_cast<__m256i>(a), 1);
+  return reinterpret_cast<Lanes>(
+      _mm256_blend_epi32(_mm256_castsi128_si256(low), reinterpret_cast<__m256i>(b), 0xF0));
+}
+
 [[gnu::always_inline]] inline uint32_t lane(Lanes v, int number) {
   return v[number];
+}
+
+// The OR of all lanes.
+[[gnu::always_inline]] inline uint32_t any_bits(Lanes v) {
+  const auto pairs = reinterpret_cast<WideRegister>(v);
+  const uint64_t any = pairs[0] | pairs[1] | pairs[2] | pairs[3];
+  return static_cast<uint32_t>(any | any >> 32);
 }
 
 // The sum of all lanes.

@@ -14,6 +14,7 @@ struct Pair {
 };
 using Lanes = Pair<Register>;
 using WideLanes = Pair<WideRegisters>;
+using FactorLanes = Pair<LaneFactors>;
 
 // Applies an operation on registers to both halves.
 template <class Operation, class... Values>
@@ -116,6 +117,53 @@ template <int k0, int k1, int k2, int k3, int... kHigh>
   return {shuffle_part<k0, k1, k2, k3>(from), shuffle_part<kHigh...>(from)};
 }
 
+// Lane i of `first` and of `second`: the two numbers at `place(i)`.
+template <class Place>
+[[gnu::always_inline]] inline void load_pairs(const Place& place, Lanes& first, Lanes& second) {
+  const auto pair = [&](int i) {
+    uint64_t both;
+    std::memcpy(&both, place(i), sizeof both);
+    return both;
+  };
+  const auto load_half = [&](int from, Register& first_half, Register& second_half) {
+    const auto low = reinterpret_cast<Register>(WideRegister{pair(from), pair(from + 1)});
+    const auto high = reinterpret_cast<Register>(WideRegister{pair(from + 2), pair(from + 3)});
+    first_half = __builtin_shufflevector(low, high, 0, 2, 4, 6);
+    second_half = __builtin_shufflevector(low, high, 1, 3, 5, 7);
+  };
+  load_half(0, first.low, second.low);
+  load_half(kRegisterLanes, first.high, second.high);
+}
+
+// Column by column, saturated.
+[[gnu::always_inline]] inline void transpose_saturated(const Lanes (&rows)[kLanes],
+                                                       EightWords (&columns)[kLanes]) {
+  Register low[kLanes];
+  Register high[kLanes];
+  for (int i = 0; i < kLanes; ++i) {
+    low[i] = rows[i].low;
+    high[i] = rows[i].high;
+  }
+  WordRegister part[4];
+  transpose_saturated(low, part);
+  for (int i = 0; i < 4; ++i) columns[i] = part[i];
+  transpose_saturated(high, part);
+  for (int i = 0; i < 4; ++i) columns[i + 4] = part[i];
+}
+
+[[gnu::always_inline]] inline WideLanes in_order(const WideLanes& sum) {
+  return {in_order(sum.low), in_order(sum.high)};
+}
+
+// The lower four lanes of a and of b.
+[[gnu::always_inline]] inline Lanes lower_halves(Lanes a, Lanes b) {
+  return {a.low, b.low};
+}
+
+[[gnu::always_inline]] inline Lanes upper_halves(Lanes a, Lanes b) {
+  return {a.high, b.high};
+}
+
 [[gnu::always_inline]] inline uint32_t lane(Lanes v, int number) {
   return number < kRegisterLanes ? v.low[number] : v.high[number - kRegisterLanes];
 }
@@ -130,6 +178,14 @@ template <int k0, int k1, int k2, int k3, int... kHigh>
 
 [[gnu::always_inline]] inline WideLanes wide_product(Lanes a, Factor b) {
   return {wide_product(a.low, b), wide_product(a.high, b)};
+}
+
+[[gnu::always_inline]] inline FactorLanes lane_factors(Lanes v) {
+  return {lane_factors(v.low), lane_factors(v.high)};
+}
+
+[[gnu::always_inline]] inline WideLanes wide_product(Lanes a, const FactorLanes& b) {
+  return {wide_product(a.low, b.low), wide_product(a.high, b.high)};
 }
 
 [[gnu::always_inline]] inline WideLanes with_half(const WideLanes& sum, int shift) {
@@ -164,6 +220,13 @@ template <int k0, int k1, int k2, int k3, int... kHigh>
 [[gnu::always_inline]] inline void add_to(uint64_t* sums, const WideLanes& v) {
   add_to(sums, v.low);
   add_to(sums + kRegisterLanes, v.high);
+}
+
+// The OR of all lanes.
+[[gnu::always_inline]] inline uint32_t any_bits(Lanes v) {
+  const auto pairs = reinterpret_cast<WideRegister>(v.low | v.high);
+  const uint64_t any = pairs[0] | pairs[1];
+  return static_cast<uint32_t>(any | any >> 32);
 }
 
 // The sum of all lanes.

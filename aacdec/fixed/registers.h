@@ -5,6 +5,8 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
+#include <utility>
 
 #if defined(__SSE2__)
 #include <immintrin.h>
@@ -54,6 +56,77 @@ struct WideRegisters {
   std::memcpy(to, &words, sizeof words);
 }
 
+// Computed before any later term is: otherwise the compiler computes all terms of a long sum first and runs
+// out of registers.
+[[gnu::always_inline]] inline WideRegisters in_order(WideRegisters sum) {
+#if defined(__SSE2__)
+  asm("" : "+x"(sum.first), "+x"(sum.second));
+#elif defined(__aarch64__)
+  asm("" : "+w"(sum.first), "+w"(sum.second));
+#endif
+  return sum;
+}
+
+// In each 16 bytes: the lower (0) or the upper (1) halves of a and b, lane by lane in turn.
+template <int kHalf, class Vector>
+[[gnu::always_inline]] inline Vector interleaved(Vector a, Vector b) {
+  constexpr auto kCount = sizeof(Vector) / sizeof(a[0]);
+  constexpr auto kPart = 16 / sizeof(a[0]);
+  constexpr auto number = [](size_t i) {
+    return static_cast<int>(i / kPart * kPart + kHalf * kPart / 2 + i % kPart / 2 + i % 2 * kCount);
+  };
+  const auto pick = [&]<size_t... i>(std::index_sequence<i...>) {
+    return __builtin_shufflevector(a, b, number(i)...);
+  };
+  return pick(std::make_index_sequence<kCount>());
+}
+
+using WordRegister = int16_t __attribute__((vector_size(4 * kRegisterLanes)));
+
+// Four lanes of a, then four of b in each 16 bytes, saturated.
+[[gnu::always_inline]] inline WordRegister saturated_words(Register a, Register b) {
+#if defined(__AVX2__)
+  return reinterpret_cast<WordRegister>(
+      _mm256_packs_epi32(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
+#elif defined(__SSE2__)
+  return reinterpret_cast<WordRegister>(
+      _mm_packs_epi32(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+#else
+  using Half = int16_t __attribute__((vector_size(8)));
+  const auto saturated = [](Register v) {
+    const auto value = reinterpret_cast<SignedRegister>(v);
+    const SignedRegister least = SignedRegister{} - 32768;
+    const SignedRegister most = SignedRegister{} + 32767;
+    const SignedRegister at_least = value > least ? value : least;
+    return __builtin_convertvector(at_least < most ? at_least : most, Half);
+  };
+  return __builtin_shufflevector(saturated(a), saturated(b), 0, 1, 2, 3, 4, 5, 6, 7);
+#endif
+}
+
+// The eight rows as columns of eight words, saturated: lanes 0 to 3, then (in the upper 16 bytes) lanes 4
+// to 7.
+[[gnu::always_inline]] inline void transpose_saturated(const Register (&row)[8], WordRegister (&column)[4]) {
+  Register pair[4];
+  for (int i = 0; i < 4; i += 2) {
+    const WordRegister even = saturated_words(row[i], row[i + 4]);
+    const WordRegister odd = saturated_words(row[i + 1], row[i + 5]);
+    pair[i] = reinterpret_cast<Register>(interleaved<0>(even, odd));
+    pair[i + 1] = reinterpret_cast<Register>(interleaved<1>(even, odd));
+  }
+  const auto quad = [&](auto half, int i) {
+    return reinterpret_cast<WideRegister>(interleaved<half>(pair[i], pair[i + 2]));
+  };
+  constexpr std::integral_constant<int, 0> kLower;
+  constexpr std::integral_constant<int, 1> kUpper;
+  column[0] = reinterpret_cast<WordRegister>(interleaved<0>(quad(kLower, 0), quad(kLower, 1)));
+  column[1] = reinterpret_cast<WordRegister>(interleaved<1>(quad(kLower, 0), quad(kLower, 1)));
+  column[2] = reinterpret_cast<WordRegister>(interleaved<0>(quad(kUpper, 0), quad(kUpper, 1)));
+  column[3] = reinterpret_cast<WordRegister>(interleaved<1>(quad(kUpper, 0), quad(kUpper, 1)));
+}
+
+using EightWords = int16_t __attribute__((vector_size(16)));
+
 // One factor in all lanes.
 struct Factor {
   Register lanes;
@@ -62,6 +135,14 @@ struct Factor {
 [[gnu::always_inline]] inline Factor factor(int32_t v) {
   return {Register{} + static_cast<uint32_t>(v)};
 }
+
+// One factor per lane, prepared for many products.
+struct LaneFactors {
+  Register lanes;
+#ifdef __SSE2__
+  Register odd;  // the odd lanes in the places of the even ones
+#endif
+};
 
 // The products of lanes below 2^16.
 [[gnu::always_inline]] inline Register product_of_halves(Register a, Register b) {
@@ -190,6 +271,16 @@ struct Factor {
           reinterpret_cast<WideRegister>(_mm256_mul_epi32(odd_lanes(x), y))};
 }
 
+[[gnu::always_inline]] inline LaneFactors lane_factors(Register v) {
+  return {v, reinterpret_cast<Register>(odd_lanes(reinterpret_cast<__m256i>(v)))};
+}
+
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, LaneFactors b) {
+  const auto x = reinterpret_cast<__m256i>(a);
+  return {reinterpret_cast<WideRegister>(_mm256_mul_epi32(x, reinterpret_cast<__m256i>(b.lanes))),
+          reinterpret_cast<WideRegister>(_mm256_mul_epi32(odd_lanes(x), reinterpret_cast<__m256i>(b.odd)))};
+}
+
 // The low words of sum / 2^shift, rounded down; shift is 1 to 32.
 [[gnu::always_inline]] inline Register truncated(WideRegisters sum, int shift) {
   const WideRegister even = sum.first >> shift;
@@ -246,6 +337,15 @@ struct Factor {
   return wide_product(x, y, odd_lanes(x), y);
 }
 
+[[gnu::always_inline]] inline LaneFactors lane_factors(Register v) {
+  return {v, reinterpret_cast<Register>(odd_lanes(reinterpret_cast<__m128i>(v)))};
+}
+
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, LaneFactors b) {
+  const auto x = reinterpret_cast<__m128i>(a);
+  return wide_product(x, reinterpret_cast<__m128i>(b.lanes), odd_lanes(x), reinterpret_cast<__m128i>(b.odd));
+}
+
 // The even lanes of one register, the odd lanes of the other.
 [[gnu::always_inline]] inline Register interleaved(__m128i even, __m128i odd) {
 #ifdef __SSE4_1__
@@ -290,6 +390,14 @@ struct Factor {
 }
 
 [[gnu::always_inline]] inline WideRegisters wide_product(Register a, Factor b) {
+  return wide_product(a, b.lanes);
+}
+
+[[gnu::always_inline]] inline LaneFactors lane_factors(Register v) {
+  return {v};
+}
+
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, LaneFactors b) {
   return wide_product(a, b.lanes);
 }
 

@@ -30,25 +30,24 @@ namespace {
       v);
 }
 
-// a * w / 2^shift; a shift of 30 preserves the scale of a.
-[[gnu::always_inline]] inline ComplexLanes product(ComplexLanes a, ComplexLanes w_q30, int shift = 30) {
-  return {narrowed(wide_product(a.re, w_q30.re) - wide_product(a.im, w_q30.im), shift),
-          narrowed(wide_product(a.re, w_q30.im) + wide_product(a.im, w_q30.re), shift)};
-}
+// A complex factor in the form for products with three multiplications.
+template <class Part>
+struct ComplexFactor {
+  Part re, re_plus_im, im_minus_re;
+};
 
-// The same by a constant, with three multiplications. The sum of the parts of `a` must not overflow.
-[[gnu::always_inline]] inline ComplexLanes product(ComplexLanes a, TwiddleQ30 w, int shift = 30) {
+// a * w / 2^shift; a shift of 30 preserves the scale of a. The sum of the parts of `a` must not overflow.
+template <class Part>
+[[gnu::always_inline]] inline ComplexLanes product(ComplexLanes a, const ComplexFactor<Part>& w_q30,
+                                                   int shift = 30) {
   // Both parts share the half that rounds them.
-  const WideLanes common = with_half(wide_product(a.re + a.im, factor(w.re)), shift);
-  return {truncated(common - wide_product(a.im, factor(w.re_plus_im)), shift),
-          truncated(common + wide_product(a.re, factor(w.im_minus_re)), shift)};
+  const WideLanes common = with_half(wide_product(a.re + a.im, w_q30.re), shift);
+  return {truncated(common - wide_product(a.im, w_q30.re_plus_im), shift),
+          truncated(common + wide_product(a.re, w_q30.im_minus_re), shift)};
 }
 
-// The OR of the lanes.
-inline uint32_t any_bits(Lanes v) {
-  uint32_t any = 0;
-  for (int i = 0; i < kLanes; ++i) any |= lane(v, i);
-  return any;
+[[gnu::always_inline]] inline ComplexLanes product(ComplexLanes a, TwiddleQ30 w, int shift = 30) {
+  return product(a, ComplexFactor<Factor>{factor(w.re), factor(w.re_plus_im), factor(w.im_minus_re)}, shift);
 }
 
 [[gnu::always_inline]] inline ComplexLanes conjugate(ComplexLanes a) {

@@ -86,21 +86,22 @@ void apply_gain(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift
   return shift_right(upper_words(wide_product(noise, mantissa)) + (1U << (shift - 33)), shift - 32);
 }
 
+// The noise of eight slots.
+[[gnu::always_inline]] inline ComplexLanes noise_of_slots(int index, int step) {
+  ComplexLanes noise;
+  load_pairs([=](int slot) { return kSbrNoiseQ31[(index + slot * step) & (kSbrNoiseLength - 1)]; }, noise.re,
+             noise.im);
+  return noise;
+}
+
 void apply_gain_and_noise(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift,
                           const NoiseMix& noise) {
   const Factor by = factor(mantissa);
   const Factor noise_by = factor(noise.mantissa);
   int index = noise.index;
   for (int n = 0; n < count; n += kLanes) {
-    int32_t values[kLanes][2];
-    for (auto& value : values) {
-      std::memcpy(value, kSbrNoiseQ31[index & (kSbrNoiseLength - 1)], sizeof value);
-      index += noise.step;
-    }
-    const Lanes low = load(values[0]);
-    const Lanes high = load(values[kLanes / 2]);
-    const ComplexLanes pair{shuffle<0, 2, 4, 6, 8, 10, 12, 14>(low, high),
-                            shuffle<1, 3, 5, 7, 9, 11, 13, 15>(low, high)};
+    const ComplexLanes pair = noise_of_slots(index, noise.step);
+    index += kLanes * noise.step;
     const Lanes mask = first_lanes(count - n);
     const auto mixed = [&](Lanes v, Lanes by_noise) {
       return select(mask, scaled(v, by, shift) + scaled_noise(by_noise, noise_by, noise.shift), v);

@@ -13,86 +13,65 @@ namespace {
 inline constexpr int kLinkDelay[kAllPassLinks] = {3, 4, 5};
 inline constexpr int kLinkStart[kAllPassLinks] = {0, 3, 7};
 
-// The factors of eight sub-bands.
-struct AllPassFactors {
-  ComplexLanes delay;
-  ComplexLanes link[kAllPassLinks];
-  Lanes gain[kAllPassLinks];
-};
+using PhaseLanes = ComplexFactor<FactorLanes>;
 
-// One link: y = rotated w[-d] - gain x, w[0] = x + gain y.
-[[gnu::always_inline]] inline ComplexLanes all_pass_link(ComplexLanes x, ComplexLanes& delayed,
-                                                         ComplexLanes phase, Lanes gain) {
-  const ComplexLanes rotated = product(delayed, phase);
-  const ComplexLanes y{rotated.re - narrowed(wide_product(x.re, gain), 30),
-                       rotated.im - narrowed(wide_product(x.im, gain), 30)};
-  delayed = {x.re + narrowed(wide_product(y.re, gain), 30), x.im + narrowed(wide_product(y.im, gain), 30)};
-  return y;
+inline PhaseLanes phases_of(const AllPassPhases& phases, int lane) {
+  const Lanes re = load(phases.re_q30 + lane);
+  const Lanes im = load(phases.im_q30 + lane);
+  return {lane_factors(re), lane_factors(re + im), lane_factors(im - re)};
 }
 
-// Delayed values of eight sub-bands, as rings whose first entry belongs to slot 0 of the frame.
-struct AllPassRings {
-  ComplexLanes input[AllPassState::kInputSlots];
-  ComplexLanes link[AllPassState::kLinkSlots];
+// Loads the slots of the delay, which precede those of the frame, and stores them for the next frame.
+template <int kDelay>
+[[gnu::always_inline]] inline void load_delayed(const int32_t (*re)[kAllPassLanes],
+                                                const int32_t (*im)[kAllPassLanes], int lane,
+                                                ComplexLanes* slots) {
+  for (int i = 0; i < kDelay; ++i) slots[i] = {load(re[i] + lane), load(im[i] + lane)};
+}
 
-  void load_from(const AllPassState& state, int lane) {
-    for (int i = 0; i < AllPassState::kInputSlots; ++i) {
-      input[i] = {load(state.input_re[i] + lane), load(state.input_im[i] + lane)};
-    }
-    for (int i = 0; i < AllPassState::kLinkSlots; ++i) {
-      link[i] = {load(state.link_re[i] + lane), load(state.link_im[i] + lane)};
-    }
-  }
-  // Rotates the rings so that the first entries belong to slot 0 of the next frame.
-  void store_to(AllPassState& state, int lane) const {
-    for (int i = 0; i < AllPassState::kInputSlots; ++i) {
-      store(state.input_re[i] + lane, input[i].re);
-      store(state.input_im[i] + lane, input[i].im);
-    }
-    for (int m = 0; m < kAllPassLinks; ++m) {
-      for (int i = 0; i < kLinkDelay[m]; ++i) {
-        const ComplexLanes& v = link[kLinkStart[m] + (kQmfSlots + i) % kLinkDelay[m]];
-        store(state.link_re[kLinkStart[m] + i] + lane, v.re);
-        store(state.link_im[kLinkStart[m] + i] + lane, v.im);
-      }
-    }
-  }
-};
-
-// Processes eight slots of eight sub-bands in place; re[t] and im[t] are slots, one lane per sub-band.
-inline void all_pass_block(const AllPassFactors& factors, int first_slot, AllPassRings& rings,
-                           Lanes (&re)[kLanes], Lanes (&im)[kLanes]) {
-  for (int t = 0; t < kLanes; ++t) {
-    const int slot = first_slot + t;
-    ComplexLanes& oldest = rings.input[slot % AllPassState::kInputSlots];
-    ComplexLanes x = product(oldest, factors.delay);
-    oldest = {re[t], im[t]};
-    for (int m = 0; m < kAllPassLinks; ++m) {
-      x = all_pass_link(x, rings.link[kLinkStart[m] + slot % kLinkDelay[m]], factors.link[m],
-                        factors.gain[m]);
-    }
-    re[t] = x.re;
-    im[t] = x.im;
+template <int kDelay>
+[[gnu::always_inline]] inline void store_delayed(const ComplexLanes* slots, int lane,
+                                                 int32_t (*re)[kAllPassLanes], int32_t (*im)[kAllPassLanes]) {
+  for (int i = 0; i < kDelay; ++i) {
+    store(re[i] + lane, slots[kQmfSlots + i].re);
+    store(im[i] + lane, slots[kQmfSlots + i].im);
   }
 }
 
-inline AllPassFactors all_pass_factors(int lane) {
-  AllPassFactors f;
-  f.delay = {load(kDelayPhases.re_q30 + lane), load(kDelayPhases.im_q30 + lane)};
-  for (int m = 0; m < kAllPassLinks; ++m) {
-    f.link[m] = {load(kLinkPhases[m].re_q30 + lane), load(kLinkPhases[m].im_q30 + lane)};
-    f.gain[m] = load(kLinkGains[m].q30 + lane);
+// Delays the frame in place: slot t is at x[t + 2] before and at x[t] afterwards.
+inline void delay_input(int lane, AllPassState& state, ComplexLanes* x) {
+  constexpr int kDelay = AllPassState::kInputSlots;
+  load_delayed<kDelay>(state.input_re, state.input_im, lane, x);
+  store_delayed<kDelay>(x, lane, state.input_re, state.input_im);
+  const PhaseLanes phase = phases_of(kDelayPhases, lane);
+  for (int t = 0; t < kQmfSlots; ++t) x[t] = product(x[t], phase);
+}
+
+// One link over the frame, in place: y = rotated w[-d] - gain x, w[0] = x + gain y.
+template <int kLink>
+inline void all_pass_link(int lane, AllPassState& state, ComplexLanes* x) {
+  constexpr int kDelay = kLinkDelay[kLink];
+  const auto re = state.link_re + kLinkStart[kLink];
+  const auto im = state.link_im + kLinkStart[kLink];
+  ComplexLanes w[kDelay + kQmfSlots];
+  load_delayed<kDelay>(re, im, lane, w);
+  const PhaseLanes phase = phases_of(kLinkPhases[kLink], lane);
+  const FactorLanes gain = lane_factors(load(kLinkGains[kLink].q30 + lane));
+  const auto weighted = [&](Lanes v) { return narrowed(wide_product(v, gain), 30); };
+  for (int t = 0; t < kQmfSlots; ++t) {
+    const ComplexLanes rotated = product(w[t], phase);
+    const ComplexLanes y{rotated.re - weighted(x[t].re), rotated.im - weighted(x[t].im)};
+    w[t + kDelay] = {x[t].re + weighted(y.re), x[t].im + weighted(y.im)};
+    x[t] = y;
   }
-  return f;
+  store_delayed<kDelay>(w, lane, re, im);
 }
 
 // Fills ps.decorrelated.
 void decorrelate(const QmfMatrix& bands, PsSynthesisState& ps) {
-  static_assert(kQmfSlots % AllPassState::kInputSlots == 0);
+  AllPassState& state = ps.memory.all_pass;
   for (int lane = 0; lane < kAllPassLanes; lane += kLanes) {
-    const AllPassFactors factors = all_pass_factors(lane);
-    AllPassRings rings;
-    rings.load_from(ps.memory.all_pass, lane);
+    ComplexLanes x[AllPassState::kInputSlots + kQmfSlots];
     for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
       Lanes re[kLanes];
       Lanes im[kLanes];
@@ -104,14 +83,25 @@ void decorrelate(const QmfMatrix& bands, PsSynthesisState& ps) {
       }
       transpose(re);
       transpose(im);
-      all_pass_block(factors, slot, rings, re, im);
+      for (int t = 0; t < kLanes; ++t) x[AllPassState::kInputSlots + slot + t] = {re[t], im[t]};
+    }
+    delay_input(lane, state, x);
+    all_pass_link<0>(lane, state, x);
+    all_pass_link<1>(lane, state, x);
+    all_pass_link<2>(lane, state, x);
+    for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
+      Lanes re[kLanes];
+      Lanes im[kLanes];
+      for (int t = 0; t < kLanes; ++t) {
+        re[t] = x[slot + t].re;
+        im[t] = x[slot + t].im;
+      }
       transpose(re);
       transpose(im);
       for (int i = 0; i < kLanes && lane + i < kAllPassBands; ++i) {
         store_row(ps.decorrelated[lane + i], slot, {re[i], im[i]});
       }
     }
-    rings.store_to(ps.memory.all_pass, lane);
   }
 }
 

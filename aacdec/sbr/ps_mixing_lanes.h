@@ -24,9 +24,12 @@ struct StereoLanes {
 
 inline StereoLanes mix(const PsSynthesisState& ps, int parameter_band, int slot, ComplexLanes signal,
                        ComplexLanes undamped) {
-  const Lanes damping = load(ps.damping_q30[parameter_band] + slot);
-  const ComplexLanes copy{narrowed(wide_product(undamped.re, damping), 30),
-                          narrowed(wide_product(undamped.im, damping), 30)};
+  ComplexLanes copy = undamped;
+  if (const Lanes damping = load(ps.damping_q30[parameter_band] + slot);
+      any_bits(damping ^ (1U << 30)) != 0) {
+    copy = {narrowed(wide_product(undamped.re, damping), 30),
+            narrowed(wide_product(undamped.im, damping), 30)};
+  }
   const auto& rows = ps.mixing_rows_q30[parameter_band];
   const Lanes left_signal = load(rows[0] + slot);
   const Lanes right_signal = load(rows[1] + slot);

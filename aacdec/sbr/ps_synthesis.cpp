@@ -49,9 +49,10 @@ int32_t next_damping(TransientDetector& d, uint64_t energy) {
   return ratio.exponent < -31 ? 0 : static_cast<int32_t>(ratio.mantissa >> -ratio.exponent);
 }
 
+// Slot by slot, because the detectors of different bands do not wait for each other.
 void damp_transients(PsSynthesisState& ps) {
-  for (int band = 0; band < kPsBands; ++band) {
-    for (int slot = 0; slot < kQmfSlots; ++slot) {
+  for (int slot = 0; slot < kQmfSlots; ++slot) {
+    for (int band = 0; band < kPsBands; ++band) {
       ps.damping_q30[band][slot] = next_damping(ps.memory.detector[band], ps.energy[band][slot]);
     }
   }

@@ -92,29 +92,27 @@ constexpr int bin_position(int f) {
 inline void load_samples(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch) {
   constexpr int kHistory = kAnalysisHistory * kCoreBands;
   constexpr int kNew = kQmfSlots * kCoreBands;
-  int16_t samples[kHistory + kNew];
-  std::memcpy(samples, state.history, sizeof state.history);
+  // Slot -10 is in a pair that is loaded but not used.
+  int16_t samples[kCoreBands + kHistory + kNew];
+  int16_t* const history = samples + kCoreBands;
+  std::memset(samples, 0, kCoreBands * sizeof(int16_t));
+  std::memcpy(history, state.history, sizeof state.history);
   if (stride == 1) {
-    std::memcpy(samples + kHistory, pcm, kNew * sizeof(int16_t));
+    std::memcpy(history + kHistory, pcm, kNew * sizeof(int16_t));
   } else {
-    for (int i = 0; i < kNew; ++i) samples[kHistory + i] = pcm[2 * i];
+    for (int i = 0; i < kNew; ++i) history[kHistory + i] = pcm[2 * i];
   }
-  std::memcpy(state.history, samples + kNew, sizeof state.history);
-  for (int i = 0; i < kCoreBands; ++i) scratch.rows[i][kFrameColumn - kAnalysisHistory] = samples[i];
+  std::memcpy(state.history, history + kNew, sizeof state.history);
   for (int slot = 1 - kAnalysisHistory; slot < kQmfSlots; slot += kLanes) {
-    const auto* const from = reinterpret_cast<const uint16_t*>(samples) + kHistory + slot * kCoreBands;
+    const auto* const from = reinterpret_cast<const uint16_t*>(history) + kHistory + slot * kCoreBands;
     for (int i = 0; i < kCoreBands; i += kLanes) {
       Lanes block[kLanes];
-      for (int t = 0; t < kLanes; ++t) block[t] = load_words(from + t * kCoreBands + i);
+      for (int t = 0; t < kLanes; ++t) {
+        const uint16_t* const at = from + t * kCoreBands + i;
+        block[t] = pairs_of(load_words(at), load_words(at - 2 * kCoreBands));
+      }
       transpose(block);
       for (int k = 0; k < kLanes; ++k) store(scratch.rows[i + k] + kFrameColumn + slot, block[k]);
-    }
-  }
-  for (int i = 0; i < kCoreBands; ++i) {
-    // Backwards, because a pair replaces the sample of a later one.
-    for (int column = kFrameColumn + kQmfSlots - kLanes; column >= kFrameColumn - kLanes; column -= kLanes) {
-      int32_t* const at = scratch.rows[i] + column;
-      store(at, pairs_of(load(at), load(at - 2)));
     }
   }
 }
@@ -138,7 +136,7 @@ inline Lanes analysis_window(const QmfScratch& scratch, int n, int column) {
 
 // The two halves of the 64 windowed samples form one complex signal of 32. Its spectrum at odd frequencies
 // contains the even bands and, conjugated, the odd ones.
-inline void analyse_slots(const QmfScratch& scratch, int slot, QmfMatrix& bands) {
+inline void analyse_slots(const QmfScratch& scratch, int slot, int band_end, QmfMatrix& bands) {
   ComplexLanes x[kCoreBands];
   const int column = kFrameColumn + slot;
   for (int n = 0; n < kCoreBands; ++n) {
@@ -147,7 +145,7 @@ inline void analyse_slots(const QmfScratch& scratch, int slot, QmfMatrix& bands)
     x[n] = n == 0 ? pair : product(pair, kOddFrequencyTwiddles.entry[n]);
   }
   transform<kCoreBands>(x);
-  for (int band = 0; band < kCoreBands; ++band) {
+  for (int band = 0; band < band_end; ++band) {
     const bool even = band % 2 == 0;
     const ComplexLanes bin = x[bin_position<kCoreBands>(even ? band / 2 : (63 - band) / 2)];
     const ComplexLanes value = even ? conjugate(bin) : bin;
@@ -158,15 +156,16 @@ inline void analyse_slots(const QmfScratch& scratch, int slot, QmfMatrix& bands)
   }
 }
 
-void analyse(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch, QmfMatrix& bands) {
+void analyse(const int16_t* pcm, int stride, int band_end, QmfAnalysisState& state, QmfScratch& scratch,
+             QmfMatrix& bands) {
   load_samples(pcm, stride, state, scratch);
-  for (int slot = 0; slot < kQmfSlots; slot += kLanes) analyse_slots(scratch, slot, bands);
+  for (int slot = 0; slot < kQmfSlots; slot += kLanes) analyse_slots(scratch, slot, band_end, bands);
 }
 
 // --- Synthesis ---
 
-// The right shift that brings all samples below 2^24, so that no sum over all bands overflows.
-inline int headroom_shift(const QmfMatrix& bands, int band_count) {
+// The OR of the absolute values of the samples, those of negative ones less 1.
+inline uint32_t used_bits(const QmfMatrix& bands, int band_count) {
   Lanes all{};
   for (int band = 0; band < band_count; ++band) {
     for (int slot = kLeadSlots; slot < kLeadSlots + kQmfSlots; slot += kLanes) {
@@ -175,16 +174,39 @@ inline int headroom_shift(const QmfMatrix& bands, int band_count) {
       all |= (re ^ sign_mask(re)) | (im ^ sign_mask(im));
     }
   }
-  const uint32_t any = any_bits(all);
-  return any < 1U << 24 ? 0 : 8 - __builtin_clz(any);
+  return any_bits(all);
 }
 
-struct Scaling {
-  int right;  // before the transforms
-  int left;   // after them, saturating
+// What the samples of a frame need besides the transforms.
+enum class Rescaling {
+  kNone,
+  kLeft,      // a left shift after them
+  kBothWays,  // and a right shift before them; the left shift saturates
 };
 
+struct Scaling {
+  int right;  // brings all samples below 2^24, so that no sum over all bands overflows
+  int left;
+  Rescaling kind;
+};
+
+// `left`: the shift of the results if there is no right shift.
+inline Scaling scaling_of(const QmfMatrix& bands, int band_count, int left) {
+  const uint32_t used = used_bits(bands, band_count);
+  if (used >= 1U << 24) {
+    const int right = 8 - __builtin_clz(used);
+    return {right, right + left, Rescaling::kBothWays};
+  }
+  if (left == 0) return {0, 0, Rescaling::kNone};
+  // A result is at most the sum of the absolute values of the samples, but for what rounding adds.
+  const uint32_t largest = (used + 1) / 2 * 3 * static_cast<uint32_t>(band_count) + (1 << 12);
+  return {0, left, largest <= 0x7FFFFFFFU >> left ? Rescaling::kLeft : Rescaling::kBothWays};
+}
+
+template <Rescaling kRescaling>
 [[gnu::always_inline]] inline Lanes rescaled(Lanes v, Scaling scaling) {
+  if (kRescaling == Rescaling::kNone) return v;
+  if (kRescaling == Rescaling::kLeft) return v << scaling.left;
   const int32_t limit = 0x7FFFFFFF >> scaling.left;
   return clamped(v, -limit, limit) << scaling.left;
 }
@@ -199,11 +221,15 @@ template <int kBands>
   return product(value, dct_twiddle<kBands>(n));
 }
 
-template <int kBands>
+template <int kBands, Rescaling kRescaling>
 [[gnu::always_inline]] inline ComplexLanes band_sample(const QmfMatrix& bands, int band, int column,
                                                        Scaling scaling) {
-  const ComplexLanes sample{shift_right_rounded(load(bands.re[band] + column), scaling.right),
-                            shift_right_rounded(load(bands.im[band] + column), scaling.right)};
+  const auto scaled = [&](Lanes v) {
+    if (kRescaling != Rescaling::kBothWays) return v;
+    // No sample is so large that the sum overflows.
+    return shift_right(v + (1U << scaling.right >> 1), scaling.right);
+  };
+  const ComplexLanes sample{scaled(load(bands.re[band] + column)), scaled(load(bands.im[band] + column))};
   return kBands == 64 ? sample : product(sample, kQuarterSampleTwiddles.entry[band]);
 }
 
@@ -220,7 +246,7 @@ template <int kBands>
 
 // A DCT-IV of the real parts and a DST-IV (as a DCT-IV in reversed order) of the imaginary ones; their sum
 // and difference are the two halves of the time signal.
-template <int kBands>
+template <int kBands, Rescaling kRescaling>
 inline void modulate_slots(const QmfMatrix& bands, int band_end, int slot, Scaling scaling,
                            QmfScratch& scratch) {
   constexpr int kPoints = kBands / 2;
@@ -229,13 +255,14 @@ inline void modulate_slots(const QmfMatrix& bands, int band_end, int slot, Scali
   int n = 0;
   // Where the higher band is 0.
   for (; kBands - 1 - 2 * n >= band_end && n < kPoints; ++n) {
-    const ComplexLanes low = band_sample<kBands>(bands, 2 * n, kLeadSlots + slot, scaling);
+    const ComplexLanes low = band_sample<kBands, kRescaling>(bands, 2 * n, kLeadSlots + slot, scaling);
     cosines[n] = real_product(low.re, dct_twiddle<kBands>(n));
     sines[n] = imaginary_product(low.im, dct_twiddle<kBands>(n));
   }
   for (; n < kPoints; ++n) {
-    const ComplexLanes low = band_sample<kBands>(bands, 2 * n, kLeadSlots + slot, scaling);
-    const ComplexLanes high = band_sample<kBands>(bands, kBands - 1 - 2 * n, kLeadSlots + slot, scaling);
+    const ComplexLanes low = band_sample<kBands, kRescaling>(bands, 2 * n, kLeadSlots + slot, scaling);
+    const ComplexLanes high =
+        band_sample<kBands, kRescaling>(bands, kBands - 1 - 2 * n, kLeadSlots + slot, scaling);
     cosines[n] = dct_twiddled<kBands>({low.re, high.re}, n);
     sines[n] = dct_twiddled<kBands>({high.im, low.im}, n);
   }
@@ -245,38 +272,86 @@ inline void modulate_slots(const QmfMatrix& bands, int band_end, int slot, Scali
   for (int k = 0; k < kPoints; ++k) {
     const ComplexLanes c = dct_twiddled<kBands>(cosines[bin_position<kPoints>(k)], k);
     const ComplexLanes s = dct_twiddled<kBands>(sines[bin_position<kPoints>(k)], k);
-    store(scratch.rows[2 * k] + column, rescaled(s.re - c.re, scaling));
-    store(scratch.rows[2 * kBands - 1 - 2 * k] + column, rescaled(s.re + c.re, scaling));
-    store(scratch.rows[kBands - 1 - 2 * k] + column, rescaled(s.im + c.im, scaling));
-    store(scratch.rows[kBands + 2 * k] + column, rescaled(s.im - c.im, scaling));
+    store(scratch.rows[2 * k] + column, rescaled<kRescaling>(s.re - c.re, scaling));
+    store(scratch.rows[2 * kBands - 1 - 2 * k] + column, rescaled<kRescaling>(s.re + c.re, scaling));
+    store(scratch.rows[kBands - 1 - 2 * k] + column, rescaled<kRescaling>(s.im + c.im, scaling));
+    store(scratch.rows[kBands + 2 * k] + column, rescaled<kRescaling>(s.im - c.im, scaling));
   }
 }
 
-// Output sample n (0 to kBands - 1) of the slots from `slot` on.
 template <int kBands>
-inline Lanes synthesis_window(const QmfScratch& scratch, int n, int slot) {
+inline void modulate(const QmfMatrix& bands, int band_end, Scaling scaling, QmfScratch& scratch) {
+  for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
+    switch (scaling.kind) {
+      case Rescaling::kNone:
+        modulate_slots<kBands, Rescaling::kNone>(bands, band_end, slot, scaling, scratch);
+        break;
+      case Rescaling::kLeft:
+        modulate_slots<kBands, Rescaling::kLeft>(bands, band_end, slot, scaling, scratch);
+        break;
+      case Rescaling::kBothWays:
+        modulate_slots<kBands, Rescaling::kBothWays>(bands, band_end, slot, scaling, scratch);
+        break;
+    }
+  }
+}
+
+// The coefficients of one output sample: for five rows two slots apart, and for five between them.
+struct SynthesisTaps {
+  static constexpr int kCount = 5;
+  Factor now[kCount];
+  Factor before[kCount];
+};
+
+// Of output sample n, 0 to kBands - 1.
+template <int kBands>
+[[gnu::always_inline]] inline SynthesisTaps synthesis_taps(int n) {
   constexpr int kStep = kQmfBands / kBands;
-  const int32_t* const now = scratch.rows[n] + kFrameColumn + slot;
-  const int32_t* const before = scratch.rows[kBands + n] + kFrameColumn + slot - 1;
-  WideLanes sum{};
-  for (int j = 0; j < 5; ++j) {
+  SynthesisTaps taps;
+  for (int j = 0; j < SynthesisTaps::kCount; ++j) {
     const int at = kStep * (2 * j * kBands + n);
-    sum = sum + wide_product(load(now - 2 * j), factor(kQmfPrototype.q31[at]));
-    sum = sum + wide_product(load(before - 2 * j), factor(kQmfPrototype.q31[at + kStep * kBands]));
+    taps.now[j] = factor(kQmfPrototype.q31[at]);
+    taps.before[j] = factor(kQmfPrototype.q31[at + kStep * kBands]);
+  }
+  return taps;
+}
+
+// One output sample of eight slots, not yet clamped. `now` points to the first of the slots in the row of the
+// sample, `before` to the slot before it in the row kBands further on.
+[[gnu::always_inline]] inline Lanes synthesis_window(const SynthesisTaps& taps, const int32_t* now,
+                                                     const int32_t* before) {
+  WideLanes sum{};
+  for (int j = 0; j < SynthesisTaps::kCount; ++j) {
+    sum = in_order(sum + wide_product(load(now - 2 * j), taps.now[j]));
+    sum = in_order(sum + wide_product(load(before - 2 * j), taps.before[j]));
   }
   // From Q31 of samples at 2^12 per step.
-  return clamped(shift_right_rounded(narrowed(sum, 32), 11), -32768, 32767);
+  return shift_right_rounded(narrowed(sum, 32), 11);
 }
 
+// Windows all slots and writes them to pcm[i * stride], rounded and clamped.
 template <int kBands>
-inline void write_slots(const QmfScratch& scratch, int slot, int16_t* pcm, int stride) {
+inline void write_slots(const QmfScratch& scratch, int16_t* pcm, int stride) {
+  constexpr int kBlocks = kQmfSlots / kLanes;
   for (int n = 0; n < kBands; n += kLanes) {
-    Lanes block[kLanes];
-    for (int i = 0; i < kLanes; ++i) block[i] = synthesis_window<kBands>(scratch, n + i, slot);
-    transpose(block);
-    for (int t = 0; t < kLanes; ++t) {
-      const bool last = n + kLanes == kBands && slot + t + 1 == kQmfSlots;
-      put_words(pcm + ((slot + t) * kBands + n) * stride, block[t], stride, last);
+    Lanes block[kBlocks][kLanes];
+    for (int i = 0; i < kLanes; ++i) {
+      const SynthesisTaps taps = synthesis_taps<kBands>(n + i);
+      const int32_t* const now = scratch.rows[n + i] + kFrameColumn;
+      const int32_t* const before = scratch.rows[kBands + n + i] + kFrameColumn - 1;
+#pragma GCC unroll 1
+      for (int b = 0; b < kBlocks; ++b) {
+        block[b][i] = synthesis_window(taps, now + b * kLanes, before + b * kLanes);
+      }
+    }
+    for (int b = 0; b < kBlocks; ++b) {
+      EightWords slots[kLanes];
+      transpose_saturated(block[b], slots);
+      for (int t = 0; t < kLanes; ++t) {
+        const int slot = b * kLanes + t;
+        const bool last = n + kLanes == kBands && slot + 1 == kQmfSlots;
+        put_words(pcm + (slot * kBands + n) * stride, slots[t], stride, last);
+      }
     }
   }
 }
@@ -284,16 +359,14 @@ inline void write_slots(const QmfScratch& scratch, int slot, int16_t* pcm, int s
 template <int kBands>
 inline void synthesise_bands(const QmfMatrix& bands, int band_end, int scale_bits, QmfSynthesisState& state,
                              QmfScratch& scratch, int16_t* pcm, int stride) {
-  const int right = headroom_shift(bands, band_end < kBands ? band_end : kBands);
-  const Scaling scaling{right, right + kSampleScaleBits - scale_bits};
+  const Scaling scaling =
+      scaling_of(bands, band_end < kBands ? band_end : kBands, kSampleScaleBits - scale_bits);
   for (int n = 0; n < 2 * kBands; ++n) {
     std::memcpy(scratch.rows[n] + kFrameColumn - kSynthesisHistory, state.history[n],
                 sizeof state.history[n]);
   }
-  for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
-    modulate_slots<kBands>(bands, band_end, slot, scaling, scratch);
-  }
-  for (int slot = 0; slot < kQmfSlots; slot += kLanes) write_slots<kBands>(scratch, slot, pcm, stride);
+  modulate<kBands>(bands, band_end, scaling, scratch);
+  write_slots<kBands>(scratch, pcm, stride);
   for (int n = 0; n < 2 * kBands; ++n) {
     std::memcpy(state.history[n], scratch.rows[n] + kFrameColumn + kQmfSlots - kSynthesisHistory,
                 sizeof state.history[n]);

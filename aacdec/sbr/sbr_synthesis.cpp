@@ -135,7 +135,8 @@ struct BandEnds {
 // Computes all bands of the output, in sbr.bands, from core samples.
 BandEnds make_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade, const int16_t* pcm,
                     int stride) {
-  sbr_kernels().analyse(pcm, stride, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
+  const int core_end = std::min(range_of(frame.channel[channel]).kx, kCoreBands);
+  sbr_kernels().analyse(pcm, stride, core_end, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
   const int end_before = sbr.channel[channel].kx + sbr.channel[channel].m;
   const int end = extend_channel(sbr, channel, frame, fade).end();
   const int cut = kResamplingCut[sbr.settings.resampling_class] * sbr.settings.rate_multiplier / 2;
