@@ -4,19 +4,47 @@
 
 #include <cstdint>
 
-#include "aacdec/fixed/fixed_lanes.h"
+#include "aacdec/fixed/bounded_products.h"
+#include "aacdec/fixed/half_lanes.h"
+#include "aacdec/fixed/wide_lanes.h"
 
 namespace zdr::aacdec {
 namespace {
+
+// The product of mul_q31 for an absolute value up to 2^23 and a window in Q15, up to 2^15, times 2^16.
+[[gnu::always_inline]] inline Register window_product(Register a, Register window) {
+#ifdef __SSE2__
+  // Halves of 15 bits: the upper one, and the lower one doubled. A window of 2^15 fits a signed word if it is
+  // negated.
+  const Register doubled = a + a;
+#ifdef __AVX2__
+  const auto low = reinterpret_cast<Register>(
+      _mm256_mulhi_epu16(reinterpret_cast<__m256i>(doubled), reinterpret_cast<__m256i>(window)));
+#else
+  const auto low = reinterpret_cast<Register>(
+      _mm_mulhi_epu16(reinterpret_cast<__m128i>(doubled), reinterpret_cast<__m128i>(window)));
+#endif
+  return low - pair_product(doubled, -(window << 16));
+#else
+  return (a >> 15) * window + ((a & 0x7FFF) * window >> 15);
+#endif
+}
+
+// v / 2^8, rounded down, times a window.
+[[gnu::always_inline]] inline Lanes windowed(Lanes v, Lanes window) {
+  const Lanes shifted = shift_right(v, 8);
+  const Lanes product =
+      each([](Register x, Register y) { return window_product(absolute(x), y); }, shifted, window);
+  return with_signs(product, shifted);
+}
 
 // The first half of the inverse transform is the second half of y, followed by its negated mirror image.
 void window_rise(const int32_t* y, int length, const uint16_t* window, int32_t* out) {
   for (int i = 0; i < length / 2; i += kLanes) {
     const int mirrored = length - kLanes - i;
-    const Lanes v = load(y + length / 2 + i);
-    const Lanes back = reverse(-v);
-    store(out + i, mul_q15(shift_right(v, 8), load_words(window + i)));
-    store(out + mirrored, mul_q15(shift_right(back, 8), load_words(window + mirrored)));
+    const int32_t* const from = y + length / 2 + i;
+    store(out + i, windowed(load(from), load_words(window + i)));
+    store(out + mirrored, windowed(-load_reversed(from), load_words(window + mirrored)));
   }
 }
 
@@ -25,24 +53,15 @@ void window_fall(const int32_t* y, int length, const uint16_t* window, int32_t* 
   for (int i = 0; i < length / 2; i += kLanes) {
     const int late = length / 2 + i;
     const int early = length / 2 - kLanes - i;
-    const Lanes v = shift_right(-load(y + i), 8);
-    store(out + late, mul_q15(v, reverse(load_words(window + early))));
-    store(out + early, mul_q15(reverse(v), reverse(load_words(window + late))));
+    store_reversed(out + late, windowed(-load_reversed(y + i), load_words(window + early)));
+    store_reversed(out + early, windowed(-load(y + i), load_words(window + late)));
   }
-}
-
-[[gnu::always_inline]] inline Lanes clamp_to_sample(Lanes v) {
-  // Kept: the smallest sample is -32767.
-  //
-  // 32767 - v and v + 32767 are negative outside the range; v has 27 bits.
-  const Lanes limit = broadcast(32767);
-  const Lanes cut_above = select(sign_mask(limit - v), limit, v);
-  return select(sign_mask(cut_above + limit), -limit, cut_above);
 }
 
 void put_samples(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride) {
   for (int i = 0; i < count; i += kLanes) {
-    const Lanes samples = clamp_to_sample(shift_right(load(overlap + i) + load(time + i) + 16, 5));
+    // Kept: the smallest sample is -32767.
+    const Lanes samples = clamped(shift_right(load(overlap + i) + load(time + i) + 16, 5), -32767, 32767);
     put_words(pcm + stride * i, samples, stride, i + kLanes == count);
   }
 }

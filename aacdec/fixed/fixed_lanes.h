@@ -75,15 +75,6 @@ static_assert(kLanes == 8 && sizeof(Lanes) == 4 * kLanes);
               a, b);
 }
 
-// mul_q31 by window << 16, whose low half is 0. A window of 2^15 leaves v unchanged.
-[[gnu::always_inline]] inline Lanes mul_q15(Lanes v, Lanes window) {
-  const Lanes sign = sign_mask(v);
-  const Lanes bits = (v ^ sign) - sign;
-  const Lanes product =
-      (product_of_halves(bits >> 16, window) << 1) + (product_of_halves(bits & 0xFFFF, window) >> 15);
-  return (product ^ sign) - sign;
-}
-
 // kInt32Max, or kInt32Min in negative lanes.
 [[gnu::always_inline]] inline Lanes saturated(Lanes v) {
   return sign_mask(v) ^ 0x7FFFFFFFU;
@@ -174,10 +165,6 @@ struct ComplexLanes {
     r[i] = lower_halves(quad[i], quad[i + 4]);
     r[i + 4] = upper_halves(quad[i], quad[i + 4]);
   }
-}
-
-[[gnu::always_inline]] inline Lanes reverse(Lanes v) {
-  return shuffle<7, 6, 5, 4, 3, 2, 1, 0>(v, v);
 }
 
 }  // namespace

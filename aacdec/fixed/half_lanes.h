@@ -58,6 +58,15 @@ using HalfLanes = uint32_t __attribute__((vector_size(16)));
   return __builtin_shufflevector(v, v, 3, 2, 1, 0);
 }
 
+[[gnu::always_inline]] inline Lanes load_reversed(const int32_t* from) {
+  return joined(reversed(load_four(from + 4)), reversed(load_four(from)));
+}
+
+[[gnu::always_inline]] inline void store_reversed(int32_t* to, Lanes v) {
+  store_four(to, reversed(upper_half(v)));
+  store_four(to + 4, reversed(lower_half(v)));
+}
+
 // The lanes with even numbers of 16 values in memory.
 [[gnu::always_inline]] inline Lanes load_even(const int32_t* from) {
   return shuffle<0, 2, 8, 10, 4, 6, 12, 14>(load_halves(from, from + 8), load_halves(from + 4, from + 12));

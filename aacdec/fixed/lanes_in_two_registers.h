@@ -168,10 +168,6 @@ template <class Place>
   return number < kRegisterLanes ? v.low[number] : v.high[number - kRegisterLanes];
 }
 
-[[gnu::always_inline]] inline Lanes product_of_halves(Lanes a, Lanes b) {
-  return {product_of_halves(a.low, b.low), product_of_halves(a.high, b.high)};
-}
-
 [[gnu::always_inline]] inline WideLanes wide_product(Lanes a, Lanes b) {
   return {wide_product(a.low, b.low), wide_product(a.high, b.high)};
 }

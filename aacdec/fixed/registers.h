@@ -144,19 +144,6 @@ struct LaneFactors {
 #endif
 };
 
-// The products of lanes below 2^16.
-[[gnu::always_inline]] inline Register product_of_halves(Register a, Register b) {
-#if defined(__SSE2__) && !defined(__SSE4_1__)
-  // There is no 32-bit product; the upper halves of the lanes are 0.
-  const auto x = reinterpret_cast<__m128i>(a);
-  const auto y = reinterpret_cast<__m128i>(b);
-  return reinterpret_cast<Register>(
-      _mm_or_si128(_mm_mullo_epi16(x, y), _mm_slli_epi32(_mm_mulhi_epu16(x, y), 16)));
-#else
-  return a * b;
-#endif
-}
-
 // Two numbers of 16 bits in each lane.
 [[gnu::always_inline]] inline Register pairs_of(Register low, Register high) {
   return (low & 0xFFFF) | (high << 16);
