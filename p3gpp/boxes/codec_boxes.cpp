@@ -106,8 +106,8 @@ void D263Payload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
   fields.number("decoder_version", decoder_version);
   fields.number("level", level);
   fields.number("profile", profile);
-  fields.number("average_bitrate", average_bitrate);
-  fields.number("max_bitrate", max_bitrate);
+  fields.number("average_bit_rate", average_bitrate);
+  fields.number("max_bit_rate", max_bitrate);
 }
 
 Status parse_amr(BoxReader& reader, BoxNode& node) {

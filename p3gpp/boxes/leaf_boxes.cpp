@@ -114,8 +114,8 @@ Status parse_hmhd(BoxReader& reader, BoxNode& node) {
 void HmhdPayload::describe(const BoxNode& /*node*/, BoxFields& fields) const {
   fields.number("max_pdu_size", max_pdu_size);
   fields.number("average_pdu_size", average_pdu_size);
-  fields.number("max_bitrate", max_bitrate);
-  fields.number("average_bitrate", average_bitrate);
+  fields.number("max_bit_rate", max_bitrate);
+  fields.number("average_bit_rate", average_bitrate);
 }
 
 }  // namespace zdr::p3gpp

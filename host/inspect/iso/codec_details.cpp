@@ -146,8 +146,8 @@ void describe_esds(Bytes front, FieldSink& sink) {
   fields.number("stream_type", 6);
   bits.skip(2);
   fields.number("buffer_size", 24);
-  fields.number("max_bitrate", 32);
-  fields.number("average_bitrate", 32);
+  fields.number("max_bit_rate", 32);
+  fields.number("average_bit_rate", 32);
   const std::optional<uint64_t> size = take_descriptor(bits, kDecoderSpecificInfo);
   if (!size) return;
   const Bytes info = bits.take_bytes(static_cast<size_t>(*size));

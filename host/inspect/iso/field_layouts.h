@@ -108,7 +108,7 @@ inline constexpr FieldRow kAudioEntry[] = {
     skip(48), {"data_reference_index", 16}, skip(64), {"channel_count", 16}, {"sample_size", 16},
     skip(32), {"sample_rate", 16}};
 inline constexpr FieldRow kPasp[] = {{"h_spacing", 32}, {"v_spacing", 32}};
-inline constexpr FieldRow kBtrt[] = {{"buffer_size", 32}, {"max_bitrate", 32}, {"average_bitrate", 32}};
+inline constexpr FieldRow kBtrt[] = {{"buffer_size", 32}, {"max_bit_rate", 32}, {"average_bit_rate", 32}};
 inline constexpr FieldRow kHvcc[] = {{"configuration_version", 8},
                                      {"profile_space", 2},
                                      {"tier", 1},

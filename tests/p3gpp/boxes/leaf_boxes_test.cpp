@@ -43,7 +43,7 @@ TEST(LeafBoxes, KeptFieldsByVersion) {
        v1_times + "track_id=42 duration=21761172004 layer=0 alternate_group=0 volume=0 width=0 height=16384"},
       {"hdlr", kMdia, hdlr("vide", "any name"), "handler_type=vide"},
       {"hmhd", kMinf, hmhd(1500, 700, 64000, 48000),
-       "max_pdu_size=1500 average_pdu_size=700 max_bitrate=64000 average_bitrate=48000"},
+       "max_pdu_size=1500 average_pdu_size=700 max_bit_rate=64000 average_bit_rate=48000"},
       {"hmhd of 32 bytes", kMinf, full_box("hmhd", 0, 0, Bytes(20)), "-7017"},
       {"hmhd of 24 bytes", kMinf, full_box("hmhd", 0, 0, Bytes(12)), "-7017"},
       {"elst", kTrak + "edts", elst(edits, 0),
