@@ -236,8 +236,9 @@ track are not played.
 Of an AAC file, the last one to three frames are not read, and parametric stereo is not used. Of a speech
 file, the last frame is not delivered if it would be a media sample of its own.
 .PP
-Movie fragments, headers with 64\-bit times and media data in another file are not read; what is missing
-because of that is reported as lost.
+Movie fragments, headers with 64\-bit times, sample tables after an stdp box and media data in another file
+are not read; what is missing because of that is reported as lost. So is the rest of an AAC file whose reader
+estimates fewer frames than it has, and a speech or AAC file that is too short for one media sample.
 .PP
 AAC is decoded if it is LC or LTP, mono or stereo, with frames of 1024 samples, with or without SBR
 and parametric stereo. An AAC file is read up to 2 GiB. Files must be seekable.

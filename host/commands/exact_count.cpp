@@ -5,8 +5,9 @@
 
 #include "host/inspect/aac/aac_frame_count.h"
 #include "host/inspect/amr/amr_frames.h"
+#include "host/inspect/diagnosis/aac_shortfall.h"
+#include "host/inspect/diagnosis/amr_shortfall.h"
 #include "host/memory.h"
-#include "host/messages.h"
 #include "host/text/time_text.h"
 
 namespace zdr::host {
@@ -22,8 +23,7 @@ ExactCount count_aac_exactly(const std::string& file, const AacStreamView& view,
   const auto samples = static_cast<int64_t>(counted.total) * view.config.frameLength;
   const int64_t rate = std::max(1, view.config.sampleRate);
   const int64_t duration = samples / rate * kUnitsPerSecond + samples % rate * kUnitsPerSecond / rate;
-  const bool has_gap = counted.adts && counted.adts->gap_bytes != 0;
-  return {counted.total, counted.bytes, duration, !counted.is_cut && !has_gap};
+  return {counted.total, counted.bytes, duration, find_aac_fault(counted)};
 }
 
 ExactCount count_amr_exactly(const std::string& file, bool is_wide_band, const ExactWatch& watch) {
@@ -35,12 +35,12 @@ ExactCount count_amr_exactly(const std::string& file, bool is_wide_band, const E
   const AmrFrames frames = walk_amr_frames(block, begin, stream.size(), is_wide_band,
                                            [&](uint64_t offset) { return watch(offset, stream.size()); });
   return {frames.count, frames.end - begin, static_cast<int64_t>(frames.count) * kFrameTime,
-          frames.end == stream.size()};
+          find_amr_fault(frames)};
 }
 
 std::string exact_line(const ExactCount& count) {
   return counted(count.frames, "frame") + ", " + format_time(count.duration_100ns) + ", " +
-         std::to_string(count.bit_rate()) + " bit/s" + (count.is_whole ? "" : ", damaged or cut off");
+         std::to_string(count.bit_rate()) + " bit/s" + (count.fault ? ", damaged or cut off" : "");
 }
 
 }  // namespace zdr::host

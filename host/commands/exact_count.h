@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/inspect/aac/aac_stream_view.h"
+#include "host/messages.h"
 
 namespace zdr::host {
 
@@ -14,7 +15,8 @@ struct ExactCount {
   uint64_t frames = 0;  // whole ones
   uint64_t bytes = 0;   // of these frames, with their headers
   int64_t duration_100ns = 0;
-  bool is_whole = true;  // nothing in the file is damaged or cut off, as far as headers show it
+  // What is damaged or cut off, as far as headers show it.
+  std::optional<Diagnosis> fault{};
 
   uint64_t bit_rate() const;  // average, bit/s
 };

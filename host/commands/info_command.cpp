@@ -177,7 +177,7 @@ void add_report(JsonWriter& json, const FileReport& report, bool is_full) {
   json.member("duration_100ns", report.exact->duration_100ns);
   json.member("bytes", report.exact->bytes);
   json.member("bit_rate", report.exact->bit_rate());
-  json.member("whole", report.exact->is_whole);
+  json.member("whole", !report.exact->fault);
   json.end_object();
 }
 
@@ -223,6 +223,8 @@ ExitCode examine(const std::string& file, const Options& options, SourcePlayer& 
     report = describe(file, player, messages);
     code = worse_of(code, check_stream(file, *report, messages));
     if (options.exact) count_exactly(file, options, *report);
+    if (report->exact && report->exact->fault)
+      code = worse_of(code, messages.report(file, *report->exact->fault));
   }
   if (is_parsed) {
     ProgressLine progress(!options.quiet);

@@ -12,7 +12,9 @@
 #include "host/formats/codec_names.h"
 #include "host/graph/module_loader.h"
 #include "host/graph/source_clip.h"
+#include "host/inspect/diagnosis/content_hint.h"
 #include "host/inspect/diagnosis/open_diagnosis.h"
+#include "host/inspect/diagnosis/track_diagnosis.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/inspect/iso/key_frames.h"
 #include "host/inspect/iso/parsed_movie.h"
@@ -81,7 +83,9 @@ class KeyFrames {
   ExitCode extract_numbered(IBaseFilter& filter);
   ExitCode extract_at(IBaseFilter& filter, int64_t time_100ns);
   ExitCode extract_all(IBaseFilter& filter);
-  ExitCode extract(IBaseFilter& filter, uint32_t number, std::optional<int64_t> time_100ns);
+  ExitCode extract(IBaseFilter& filter, uint32_t number, const KeyFrameEntry* entry);
+  Diagnosis diagnose_clip(int32_t result) const;
+  ExitCode report_unread(uint32_t number, const KeyFrameEntry* entry, HRESULT result);
   ExitCode write_frame(Picture& picture, Bytes frame, uint32_t number, std::optional<int64_t> time_100ns);
   ExitCode write_to_stdout(Picture& picture, Bytes frame);
   ExitCode check_damage(const Picture& picture);
@@ -97,6 +101,7 @@ class KeyFrames {
   std::ostream& out_;
   platform::FileSet inputs_;
   std::unique_ptr<const ParsedMovie> movie_;
+  bool is_movie_ = false;             // which opened
   std::optional<KeyFrameWalk> walk_;  // none unless the video track can be read
   bool begins_with_key_frame_ = true;
   mp4source::ClipInfo info_{};
@@ -106,6 +111,7 @@ class KeyFrames {
 ExitCode KeyFrames::extract() {
   watch_reads(file_);
   if (const auto refused = diagnose_before_open(file_)) return messages_.report(file_, *refused);
+  report_content_hint(file_, messages_);
   HRESULT hr = S_OK;
   const com::ComPtr<IBaseFilter> filter = create_source_filter(file_, messages_, hr);
   if (!filter) {
@@ -113,9 +119,12 @@ ExitCode KeyFrames::extract() {
     return ExitCode::kCannotOpen;
   }
   movie_ = parse_iso_media(file_);
-  if (movie_ != nullptr && movie_->is_open()) walk_.emplace(*movie_);
+  is_movie_ = movie_ != nullptr && movie_->is_open();
+  if (is_movie_) walk_.emplace(*movie_, file_);
   if (walk_ && !walk_->is_open()) walk_.reset();
   begins_with_key_frame_ = !walk_ || walk_->begins_with_key_frame();
+  if (is_movie_ && !walk_ && options_.index == 0)
+    return messages_.report(file_, diagnose_missing_video(*movie_));
   // Without a walk the clip reports why.
   if (options_.index != 0 || !walk_) return extract_numbered(*filter.get());
   const std::optional<int64_t> time = parse_time(options_.at);
@@ -135,14 +144,14 @@ ExitCode KeyFrames::extract_numbered(IBaseFilter& filter) {
     return fail(ExitCode::kNotSupported, MessageCode::kKeyFrameMissing,
                 "has no key frame " + std::to_string(number) + ": it has " + counted(*count, "key frame"));
   }
-  return extract(filter, number, std::nullopt);
+  return extract(filter, number, nullptr);
 }
 
 ExitCode KeyFrames::extract_at(IBaseFilter& filter, int64_t time_100ns) {
   std::optional<KeyFrameEntry> found;
   std::optional<KeyFrameEntry> entry = walk_->next();
   for (; entry && entry->time_100ns <= time_100ns; entry = walk_->next()) found = entry;
-  if (found) return extract(filter, found->number, found->time_100ns);
+  if (found) return extract(filter, found->number, &*found);
   const std::string first = entry ? "the first is at " + format_time(entry->time_100ns) : "it has none";
   return fail(ExitCode::kNotSupported, MessageCode::kKeyFrameMissing,
               "has no key frame at or before " + format_time(time_100ns) + ": " + first);
@@ -157,40 +166,65 @@ ExitCode KeyFrames::extract_all(IBaseFilter& filter) {
   ProgressLine progress(!options_.quiet);
   ExitCode worst = ExitCode::kDone;
   while (const std::optional<KeyFrameEntry> entry = walk_->next()) {
-    const ExitCode code = extract(filter, entry->number, entry->time_100ns);
+    const ExitCode code = extract(filter, entry->number, &*entry);
     worst = worse_of(worst, code);
-    if (code == ExitCode::kNotSupported || code == ExitCode::kCannotWrite) break;
+    if (code != ExitCode::kDone && code != ExitCode::kLoss) return worst;
     progress.update(file_, entry->sample, walk_->samples());
     if (interrupted()) return messages_.report_interrupted(file_);
   }
+  if (const std::string failure = walk_->failure(); !failure.empty())
+    return worse_of(
+        worst, fail(ExitCode::kLoss, MessageCode::kFileDamaged, failure, std::to_string(walk_->status())));
   if (worst == ExitCode::kDone && written_.empty())
     return fail(ExitCode::kNotSupported, MessageCode::kKeyFrameMissing, "has no key frame");
   return worst;
 }
 
-// Opens the clip for each picture, because what a clip returns for a number may depend on the pictures
-// before.
-ExitCode KeyFrames::extract(IBaseFilter& filter, uint32_t number, std::optional<int64_t> time_100ns) {
+// Without an entry its time is not known. Opens the clip for each picture, because what a clip returns for a
+// number may depend on the pictures before.
+ExitCode KeyFrames::extract(IBaseFilter& filter, uint32_t number, const KeyFrameEntry* entry) {
   SourceClip clip(filter, file_);
   with_memory(clip.result());
-  if (!clip.usable()) return messages_.report(file_, diagnose_failed_open(file_, clip.result()));
+  if (!clip.usable()) return messages_.report(file_, diagnose_clip(clip.result()));
   if (clip.has_video()) with_memory(clip.info(info_));
   if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.report(file_, *failure);
   Picture picture = picture_of(info_.video_codec, clip.configuration());
-  if (!picture.writer)
-    return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack,
-                "has no video track whose pictures can be written");
+  if (!picture.writer) {
+    return is_movie_ ? messages_.report(file_, diagnose_missing_video(*movie_))
+                     : fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, "has no video track");
+  }
   inputs_.add(file_);
   ClipBytes frame;
   const HRESULT hr = with_memory(clip.key_frame(index_of(number), frame));
   if (const auto failure = take_read_failure(ExitCode::kLoss)) return messages_.report(file_, *failure);
-  if (FAILED(hr)) {
-    return fail(ExitCode::kCannotOpen, MessageCode::kKeyFrameMissing,
-                "key frame " + std::to_string(number) + " cannot be read", hresult_text(hr));
-  }
+  if (FAILED(hr)) return report_unread(number, entry, hr);
+  const auto time_100ns = entry != nullptr ? std::optional(entry->time_100ns) : std::nullopt;
   const ExitCode written = options_.output == "-" ? write_to_stdout(picture, frame.bytes())
                                                   : write_frame(picture, frame.bytes(), number, time_100ns);
   return written == ExitCode::kDone ? check_damage(picture) : written;
+}
+
+// A clip needs no audio, so what keeps it from opening is its video.
+Diagnosis KeyFrames::diagnose_clip(int32_t result) const {
+  const bool has_video = is_movie_ && std::ranges::any_of(movie_->record().tracks, is_video);
+  if (!has_video) return diagnose_failed_open(file_, result);
+  if (const auto failure = take_read_failure(ExitCode::kCannotOpen)) return *failure;
+  Diagnosis found = diagnose_missing_video(*movie_);
+  if (movie_->has_fragments()) found.reason += "; movie fragments are not read";
+  return found;
+}
+
+ExitCode KeyFrames::report_unread(uint32_t number, const KeyFrameEntry* entry, HRESULT result) {
+  const std::string name = "key frame " + std::to_string(number);
+  bool is_in_file = entry == nullptr || entry->is_in_file;
+  while (entry == nullptr && walk_) {
+    const std::optional<KeyFrameEntry> next = walk_->next();
+    if (next && next->number < number) continue;
+    is_in_file = !next || next->is_in_file;
+    break;
+  }
+  if (!is_in_file) return fail(ExitCode::kLoss, MessageCode::kCutOff, name + " is past the end of the file");
+  return fail(ExitCode::kLoss, MessageCode::kKeyFrameMissing, name + " cannot be read", hresult_text(result));
 }
 
 ExitCode KeyFrames::write_to_stdout(Picture& picture, Bytes frame) {

@@ -5,11 +5,11 @@
 #include <ostream>
 
 #include "host/commands/commands.h"
+#include "host/inspect/diagnosis/content_hint.h"
 #include "host/inspect/diagnosis/left_out.h"
 #include "host/inspect/diagnosis/open_diagnosis.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/inspect/iso/key_frames.h"
-#include "host/inspect/iso/parser_status.h"
 #include "host/json/json_report.h"
 #include "host/memory.h"
 #include "host/terminal.h"
@@ -31,6 +31,7 @@ class KeyFrameList {
  private:
   ExitCode list_movie(const ParsedMovie& movie);
   ExitCode list_track(KeyFrameWalk& walk);
+  void add(const KeyFrameEntry& entry);
   void print(const KeyFrameEntry& entry);
   ExitCode fail(ExitCode exit_code, MessageCode code, const std::string& reason,
                 const std::string& status = "") {
@@ -42,11 +43,14 @@ class KeyFrameList {
   const std::string& file_;
   std::ostream& out_;
   uint32_t count_ = 0;
+  uint32_t lost_ = 0;  // past the end of the file
+  std::string first_lost_;
 };
 
 ExitCode KeyFrameList::list() {
   watch_reads(file_);
   if (const auto refused = diagnose_before_open(file_)) return messages_.report(file_, *refused);
+  report_content_hint(file_, messages_);
   const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file_);
   if (movie == nullptr) {
     if (const auto refused = diagnose_access(file_, "")) return messages_.report(file_, *refused);
@@ -59,11 +63,8 @@ ExitCode KeyFrameList::list() {
 }
 
 ExitCode KeyFrameList::list_movie(const ParsedMovie& movie) {
-  KeyFrameWalk walk(movie);
-  if (!walk.is_open())
-    return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack,
-                "has no video track that can be read");
-  return list_track(walk);
+  KeyFrameWalk walk(movie, file_);
+  return walk.is_open() ? list_track(walk) : messages_.report(file_, diagnose_missing_video(movie));
 }
 
 ExitCode KeyFrameList::list_track(KeyFrameWalk& walk) {
@@ -71,19 +72,30 @@ ExitCode KeyFrameList::list_track(KeyFrameWalk& walk) {
   ProgressLine progress(!options_.quiet && !stdout_is_terminal());
   if (!options_.json) out_ << kHeading;
   while (const std::optional<KeyFrameEntry> entry = walk.next()) {
-    print(*entry);
-    count_ = entry->number;
-    if (count_ % kEntriesPerUpdate != 0) continue;
+    add(*entry);
+    if (entry->number % kEntriesPerUpdate != 0) continue;
     progress.update(file_, entry->sample, walk.samples());
     if (interrupted()) return messages_.report_interrupted(file_);
   }
-  if (walk.status() != P3GPP_OK) {
-    return fail(ExitCode::kLoss, MessageCode::kFileDamaged,
-                "the key frames after " + counted(count_, "key frame") +
-                    " cannot be located: " + describe_status(walk.status()),
-                std::to_string(walk.status()));
+  ExitCode code = ExitCode::kDone;
+  if (lost_ != 0) {
+    code = fail(ExitCode::kLoss, MessageCode::kCutOff,
+                counted(lost_, "key frame") + (lost_ == 1 ? " is" : " are") +
+                    " past the end of the file: " + (lost_ == 1 ? "" : "the first is ") + first_lost_);
   }
-  return ExitCode::kDone;
+  if (const std::string failure = walk.failure(); !failure.empty())
+    code = fail(ExitCode::kLoss, MessageCode::kFileDamaged, failure, std::to_string(walk.status()));
+  return code;
+}
+
+// Lists the key frame only if `zdr keyframe` can write it.
+void KeyFrameList::add(const KeyFrameEntry& entry) {
+  if (entry.is_in_file) {
+    print(entry);
+    ++count_;
+  } else if (lost_++ == 0) {
+    first_lost_ = "number " + std::to_string(entry.number) + " at " + format_time(entry.time_100ns);
+  }
 }
 
 void KeyFrameList::print(const KeyFrameEntry& entry) {

@@ -2,8 +2,6 @@
 #include "host/graph/delivery_check.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "filters/source/mp4/interfaces/zdr_guids.h"
@@ -143,17 +141,28 @@ ExitCode DeliveryCheck::check_speech_file() const {
 }
 
 // For a speech or AAC file that delivered nothing. Its last frames are left out by design, so a short part of
-// a file may have none to deliver.
+// a file may have none to deliver; but of a whole file they are a loss.
 ExitCode DeliveryCheck::check_silence() const {
-  constexpr int64_t kLongestSample = 500 * kUnitsPerMillisecond;  // ten frames
+  const auto watch = [](uint64_t, uint64_t) { return !interrupted(); };
   const bool is_aac_file = mp4source::source_kind_of(play_.file) == mp4source::SOURCE_KIND_AAC;
-  // More than a magic line, of which the longest is "#!AMR-WB\n".
-  constexpr uintmax_t kMagicLine = 9;
-  std::error_code code;
-  const bool has_data = std::filesystem::file_size(play_.file, code) > kMagicLine;
-  const bool is_loss = play_.range.is_whole ? is_aac_file || stop_ != 0 || has_data
-                                            : stop_ - play_.range.start > kLongestSample;
-  return report(MessageCode::kNothingDelivered, "delivered no sample", is_loss);
+  const bool is_wide_band = consumer_.type().subtype == mp4source::kSubtypeAmrWideBand;
+  const SilentFile file =
+      is_aac_file ? examine_silent_aac(play_.file, watch) : examine_silent_speech(play_.file, is_wide_band);
+  const auto report_silence = [&](const std::string& reason, bool is_loss) {
+    return report(MessageCode::kNothingDelivered, "delivered no sample" + reason, is_loss);
+  };
+  if (file.fault && is_to_end_) return report_silence(": " + file.fault->reason, true);
+  if (!file.has_data) return report_silence(": it has no frames", false);
+  if (file.frames == 0) return report_silence("", true);
+  if (play_.range.is_whole) {
+    const bool is_short = static_cast<int64_t>(file.frames) * file.frame <= file.left_out;
+    const std::string frames = file.frames == 1 ? "only frame is" : counted(file.frames, "frame") + " are";
+    return report_silence(is_short ? ": its " + frames + " too short for a media sample" : "", true);
+  }
+  const bool is_in_last = is_to_end_ && stop_ - play_.range.start <= file.left_out;
+  if (is_in_last) return report_silence(": the last frames of the file are left out by design", false);
+  const bool is_within_frame = !is_to_end_ && stop_ - play_.range.start <= file.frame;
+  return report_silence(is_within_frame ? ": no sample begins in the range" : "", !is_within_frame);
 }
 
 ExitCode DeliveryCheck::report(MessageCode code, const std::string& reason, bool is_loss) const {
@@ -201,6 +210,8 @@ ExitCode DeliveryCheck::report_missing(const Shortfall& shortfall) const {
                     delivered + ": the rest is after the end that the headers state");
     case Missing::kCutOff:
       return report(MessageCode::kCutOff, delivered + ": the next one is past the end of the file");
+    case Missing::kEmpty:
+      return report(MessageCode::kUnitsMissing, delivered + ": the next one has a size of 0 in the tables");
     case Missing::kNotInSizes:
       return report(MessageCode::kUnitsMissing,
                     (shortfall.total_units == 0 ? "delivered no sample: its access units"
@@ -212,7 +223,8 @@ ExitCode DeliveryCheck::report_missing(const Shortfall& shortfall) const {
   if (shortfall.status == P3GPP_OK) return report(MessageCode::kUnitsMissing, delivered);
   return play_.messages.report(
       play_.file, {ExitCode::kLoss, MessageCode::kUnitsMissing, Place::pin(consumer_.pin_name()),
-                   delivered + ": " + describe_status(shortfall.status), std::to_string(shortfall.status)});
+                   delivered + ": the next one cannot be located: " + describe_lookup(shortfall.status),
+                   std::to_string(shortfall.status)});
 }
 
 }  // namespace zdr::host

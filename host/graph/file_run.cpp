@@ -62,7 +62,8 @@ ExitCode FileRun::prepare() {
 ExitCode FileRun::load_and_connect() {
   if (const ExitCode loaded = player_.load(); loaded != ExitCode::kDone) return loaded;
   movie_ = parse_iso_media(file_);
-  prepared_ = report_left_out(file_, movie_.get(), playable_kinds(), LeftOutUse::kPlay, messages_);
+  prepared_ = report_left_out(file_, movie_.get(), player_.playable_kinds(), LeftOutUse::kPlay, messages_,
+                              {is_requested(true), is_requested(false)});
   if (use_ == Use::kRecording)
     report_unapplied_edits(file_, movie_.get(), kinds_to_play(), options_.trim, messages_);
   const int64_t end = player_.duration();
@@ -75,12 +76,6 @@ ExitCode FileRun::load_and_connect() {
 
 bool FileRun::is_requested(bool audio) const {
   return options_.only.empty() || (options_.only == "audio") == audio;
-}
-
-// A kind that is not requested needs no pin.
-PlayableKinds FileRun::playable_kinds() const {
-  const PlayableKinds kinds = player_.playable_kinds();
-  return {kinds.audio || !is_requested(true), kinds.video || !is_requested(false)};
 }
 
 PlayableKinds FileRun::kinds_to_play() const {
@@ -121,7 +116,9 @@ void FileRun::connect_pin(const PinEntry& pin, bool gated) {
   }
   prepared_ = ExitCode::kLoss;
   messages_.error({MessageCode::kPinNotConnected, file_, Place::pin(pin.name),
-                   "cannot be connected: " + std::string(hresult_name(hr)), hresult_text(hr)});
+                   "cannot be connected" + std::string(hresult_name(hr).empty() ? "" : ": ") +
+                       std::string(hresult_name(hr)),
+                   hresult_text(hr)});
   owner_.drop_last_consumer();
   gate_.open();
 }

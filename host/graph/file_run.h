@@ -67,7 +67,6 @@ class FileRun {
   void connect_pin(const PinEntry& pin, bool gated);
   ExitCode play_to_end(const char* overlap_advice);
   bool is_requested(bool audio) const;
-  PlayableKinds playable_kinds() const;
   PlayableKinds kinds_to_play() const;
   bool on_slice(ProgressLine& progress) const;
 

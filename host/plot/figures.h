@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/graph/seek_landing.h"
+#include "host/messages.h"
 #include "host/text/time_text.h"
 
 namespace zdr::host::plot {
@@ -54,7 +55,8 @@ struct SizeColumn {
 };
 
 struct TrackFigure {
-  std::string name{};  // "Video0", or "track 3" of a track that no pin plays
+  std::string name{};   // "Video0", or "track 3" of a track that no pin plays
+  uint32_t number = 0;  // of a track that no pin plays
   std::string codec{};
   std::string unit{};  // "access unit"
   uint64_t units = 0;
@@ -73,6 +75,7 @@ struct TrackFigure {
   double lost_from = 0;
   // Why the track is not drawn to its end, and the time from which on it is missing.
   std::string fault{};
+  MessageCode fault_code = MessageCode::kUnitsMissing;
   double fault_from = 0;
 };
 
@@ -92,11 +95,16 @@ struct Fault {
   bool is_loss = true;               // media are missing
 };
 
+// What is missing of a track.
+struct TrackFault {
+  MessageCode code;
+  std::string text;
+};
+
 // "0:00:04.023"
 std::string clock_text(double seconds);
 
-// What is missing of a track, one sentence each.
-std::vector<std::string> faults_of(const TrackFigure& track);
+std::vector<TrackFault> faults_of(const TrackFigure& track);
 
 struct FileFigure {
   std::string name{};

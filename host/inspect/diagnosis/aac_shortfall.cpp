@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "host/formats/aac_format.h"
-#include "host/inspect/aac/aac_frame_count.h"
 #include "host/inspect/aac/aac_stream_view.h"
 #include "host/inspect/aac/adts_frames.h"
 #include "host/inspect/aac/raw_frames.h"
@@ -81,6 +80,29 @@ bool is_sound(Bytes frame, const Zd_AAC_Dec_Config& config) {
   return frame.size() > header_bytes && is_aac_unit(config, frame.subspan(header_bytes));
 }
 
+bool has_gap(const AacFrameCount& count) {
+  return count.adts && count.adts->gap_bytes != 0;
+}
+
+Diagnosis gap_of(const AacFrameCount& count) {
+  return {ExitCode::kLoss,
+          MessageCode::kFileDamaged,
+          {},
+          "damaged: has " + counted(count.adts->gap_bytes, "byte") +
+              " outside any frame, the first at offset " + std::to_string(count.adts->gap_offset),
+          ""};
+}
+
+Diagnosis cut_of(const AacFrameCount& count) {
+  return {ExitCode::kLoss,
+          MessageCode::kCutOff,
+          {},
+          (count.adts ? "cut off: the file ends inside the frame at offset "
+                      : "cut off or damaged: no whole frame at offset ") +
+              std::to_string(count.end),
+          ""};
+}
+
 class Comparison {
  public:
   Comparison(const std::string& file, const AacReader& reader, const AacStreamView& view,
@@ -126,19 +148,11 @@ class Comparison {
     // The walk over a stream without headers ends at the first damage, wherever it is.
     const bool is_in_part =
         delivery_.is_to_end || (!count_.adts && frames_until(delivery_.stop) > count_.total);
-    if (!count_.is_cut || !is_in_part) return std::nullopt;
-    return Diagnosis{ExitCode::kLoss,
-                     MessageCode::kCutOff,
-                     {},
-                     (count_.adts ? "cut off: the file ends inside the frame at offset "
-                                  : "cut off or damaged: no whole frame at offset ") +
-                         std::to_string(count_.end),
-                     ""};
+    return count_.is_cut && is_in_part ? std::optional(cut_of(count_)) : std::nullopt;
   }
 
   std::optional<Diagnosis> find_gap() const {
-    if (!delivery_.is_to_end || !count_.adts || count_.adts->gap_bytes == 0) return std::nullopt;
-    return Diagnosis{ExitCode::kLoss, MessageCode::kFileDamaged, {}, "damaged: " + gap_text(), ""};
+    return delivery_.is_to_end && has_gap(count_) ? std::optional(gap_of(count_)) : std::nullopt;
   }
 
   // The reader stops at the number of frames that it estimated when it opened the file. It also estimates the
@@ -192,10 +206,6 @@ class Comparison {
     }
     return "frame " + std::to_string(frame) + " of " + std::to_string(count_.total) +
            (found ? " at offset " + std::to_string(found->offset) : "") + " cannot be decoded";
-  }
-  std::string gap_text() const {
-    return "has " + counted(count_.adts->gap_bytes, "byte") + " outside any frame, the first at offset " +
-           std::to_string(count_.adts->gap_offset);
   }
   bool is_whole() const { return delivery_.is_from_start && delivery_.is_to_end; }
   double frame_ms() const { return 1000.0 * view_.config.frameLength / std::max(1, view_.config.sampleRate); }
@@ -257,6 +267,21 @@ class Comparison {
 };
 
 }  // namespace
+
+std::optional<Diagnosis> find_aac_fault(const AacFrameCount& count) {
+  if (has_gap(count)) return gap_of(count);
+  return count.is_cut ? std::optional(cut_of(count)) : std::nullopt;
+}
+
+SilentFile examine_silent_aac(const std::string& file,
+                              const std::function<bool(uint64_t offset, uint64_t end)>& watch) {
+  const AacStreamView view(file);
+  if (view.status != AACF_OK) return {.fault = not_opened_again()};
+  const AacFrameCount count = count_aac_frames(file, view, watch);
+  const int64_t frame =
+      int64_t{view.config.frameLength} * kUnitsPerSecond / std::max(1, view.config.sampleRate);
+  return {true, count.total, frame, static_cast<int64_t>(kNeverDelivered) * frame, find_aac_fault(count)};
+}
 
 std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDelivery& delivery,
                                           DamageList& damage, const std::function<bool()>& watch) {

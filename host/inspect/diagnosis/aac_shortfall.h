@@ -3,9 +3,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "host/inspect/aac/aac_frame_count.h"
+#include "host/inspect/diagnosis/amr_shortfall.h"
 #include "host/inspect/diagnosis/damaged_units.h"
 #include "host/messages.h"
 
@@ -22,6 +25,12 @@ struct AacDelivery {
   int64_t last_start;  // media time of the last sample, which is the end of its first frame
   uint64_t last_pcm_bytes;
 };
+
+// What the counted frames show: bytes outside any frame, or a frame that is cut off.
+std::optional<Diagnosis> find_aac_fault(const AacFrameCount& count);
+
+SilentFile examine_silent_aac(const std::string& file,
+                              const std::function<bool(uint64_t offset, uint64_t end)>& watch);
 
 // What a play has left out up to its stop position: the frames that the reader never delivers (exit code
 // kDone), and those from a damaged one on (kLoss). No table of the file states the number of frames, so they

@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "host/formats/amr_frame.h"
-#include "host/inspect/amr/amr_frames.h"
 #include "host/inspect/files/file_stream.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/text/time_text.h"
@@ -28,6 +27,25 @@ uint64_t missing_frames(const AmrDelivery& delivery) {
 
 }  // namespace
 
+std::optional<Diagnosis> find_amr_fault(const AmrFrames& frames) {
+  const std::string offset = std::to_string(frames.end);
+  if (frames.is_damaged) {
+    return loss(MessageCode::kFileDamaged, "damaged after " + counted(frames.count, "frame") +
+                                               ": the byte at offset " + offset + " does not begin a frame");
+  }
+  if (!frames.is_cut) return std::nullopt;
+  return loss(MessageCode::kCutOff, "cut off: the file ends inside the frame at offset " + offset);
+}
+
+SilentFile examine_silent_speech(const std::string& file, bool is_wide_band) {
+  FileStream stream(file);
+  if (!stream.is_open()) return {.fault = not_opened_again()};
+  BlockReader block(stream);
+  const uint64_t begin = first_amr_frame(block);
+  const AmrFrames frames = walk_amr_frames(block, begin, stream.size(), is_wide_band);
+  return {stream.size() > begin, frames.count, kFrameTime, kFrameTime, find_amr_fault(frames)};
+}
+
 std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDelivery& delivery,
                                             DamageList& damage) {
   FileStream stream(file);
@@ -44,15 +62,13 @@ std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDe
         ExitCode::kDone, MessageCode::kUnitsAfterEnd, {}, "the last frame is left out by design", ""};
   }
   if (is_undamaged) rest = walk_amr_frames(block, begin, stream.size(), delivery.is_wide_band);
-  const std::string offset = std::to_string(rest.end);
+  const auto fault = find_amr_fault(rest);
   if (rest.is_damaged && (is_undamaged || delivery.is_damaged)) {
     const auto time = static_cast<int64_t>(rest.count) * kFrameTime;
     damage.units.push_back({rest.count + 1, time, rest.end, kAmrFrameDamage});
-    return loss(MessageCode::kFileDamaged, "damaged after " + counted(rest.count, "frame") +
-                                               ": the byte at offset " + offset + " does not begin a frame");
+    return fault;
   }
-  if (rest.is_cut && delivery.is_to_end)
-    return loss(MessageCode::kCutOff, "cut off: the file ends inside the frame at offset " + offset);
+  if (rest.is_cut && delivery.is_to_end) return fault;
   const uint64_t missing = missing_frames(delivery);
   if (missing == 0) return std::nullopt;
   return loss(MessageCode::kUnitsMissing,

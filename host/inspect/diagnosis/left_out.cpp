@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -63,16 +65,20 @@ const TrackRecord* played_track(const ParsedMovie& movie, bool wants_audio) {
 // Collects the entries, and counts those that are too many to be listed.
 class LeftOut {
  public:
-  LeftOut(const ParsedMovie& movie, std::optional<PlayableKinds> kinds, LeftOutUse use)
-      : movie_(movie), kinds_(kinds), use_(use) {}
+  LeftOut(const std::string& file, const ParsedMovie& movie, std::optional<PlayableKinds> kinds,
+          PlayableKinds requested, LeftOutUse use)
+      : file_(file), movie_(movie), kinds_(kinds), requested_(requested), use_(use) {}
 
   std::vector<Diagnosis> find() {
-    if (auto damage = find_damage(movie_)) entries_.push_back(std::move(*damage));
+    if (auto damage = find_damage(movie_, requested_)) entries_.push_back(std::move(*damage));
     add_fragments();
     add_hidden_track();
     add_tracks_outside();
-    for (const bool wants_audio : {false, true}) add_tracks_of_kind(wants_audio);
+    for (const bool wants_audio : {false, true}) {
+      if (requested_.has(wants_audio)) add_tracks_of_kind(wants_audio);
+    }
     add_other_kinds();
+    add_cut_off_box();
     return std::move(entries_);
   }
 
@@ -107,7 +113,7 @@ class LeftOut {
 
   // Tracks before the one that is played could not be used; tracks after it are left out by design.
   void add_tracks_of_kind(bool wants_audio) {
-    const bool has_pin = !kinds_ || (wants_audio ? kinds_->audio : kinds_->video);
+    const bool has_pin = !kinds_ || kinds_->has(wants_audio);
     const TrackRecord* const first = played_track(movie_, wants_audio);
     const TrackRecord* const played = has_pin ? first : nullptr;
     if (played != nullptr && kinds_) add_faults(*played);
@@ -135,13 +141,32 @@ class LeftOut {
 
   // What is wrong with a track that is played.
   void add_faults(const TrackRecord& track) {
-    for (const char* const fault : faults_of(movie_, track)) {
+    for (const std::string& fault : faults_of(movie_, track)) {
       add(ExitCode::kLoss, MessageCode::kFileDamaged, place_of(track), fault);
     }
     if (use_ == LeftOutUse::kPlay) return;
-    for (const char* const cause : causes_of_early_end(movie_, track)) {
-      add(ExitCode::kLoss, MessageCode::kUnitsAfterEnd, place_of(track), cause);
-    }
+    for (Diagnosis& cause : causes_of_early_end(movie_, track)) entries_.push_back(std::move(cause));
+    std::error_code code;
+    const uint64_t file_size = std::filesystem::file_size(file_, code);
+    auto lost = use_ == LeftOutUse::kDescription ? find_lost_end(movie_, track, file_size) : std::nullopt;
+    if (lost) entries_.push_back(std::move(*lost));
+  }
+
+  // A movie box that is cut off has lost tags, which only a description shows. Missing media data are
+  // reported with the tracks that they belong to.
+  void add_cut_off_box() {
+    const std::optional<BoxHeader> box = movie_.cut_off_box();
+    const bool is_movie = box && box->name() == "moov";
+    const bool is_reported = std::ranges::any_of(entries_, [](const Diagnosis& entry) {
+      return entry.exit_code == ExitCode::kLoss || entry.place.kind == Place::Kind::kBox;
+    });
+    if (!box || box->name() == "mdat" || is_reported) return;
+    const bool is_loss = is_movie && use_ == LeftOutUse::kDescription;
+    std::error_code code;
+    const uint64_t missing = box->end() - std::filesystem::file_size(file_, code);
+    add(is_loss ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kCutOff,
+        Place::box(type_text(box->name()), box->offset, box->size),
+        "cut off: extends " + counted(missing, "byte") + " past the end of the file");
   }
 
   static Diagnosis note_unless_loss(Diagnosis diagnosis) {
@@ -179,8 +204,10 @@ class LeftOut {
     return !handler.empty() && std::ranges::all_of(handler, [](char c) { return c >= 0x20 && c < 0x7F; });
   }
 
+  const std::string& file_;
   const ParsedMovie& movie_;
   const std::optional<PlayableKinds> kinds_;
+  const PlayableKinds requested_;
   const LeftOutUse use_;
   std::vector<Diagnosis> entries_;
 };
@@ -198,6 +225,17 @@ std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds, bool 
   return text;
 }
 
+// False if the path of a box is in a track of a kind that is known and not requested.
+bool may_be_requested(const ParsedMovie& movie, std::string_view path, PlayableKinds requested) {
+  const auto owns = [path](const TrackRecord& track) {
+    return path.starts_with("moov/trak[" + std::to_string(track.number) + "]");
+  };
+  const auto& tracks = movie.record().tracks;
+  const auto track = std::ranges::find_if(tracks, owns);
+  if (track == tracks.end() || (!is_audio(*track) && !is_video(*track))) return true;
+  return requested.has(is_audio(*track));
+}
+
 }  // namespace
 
 std::string damage_text(const ParsedMovie& movie) {
@@ -206,12 +244,12 @@ std::string damage_text(const ParsedMovie& movie) {
 }
 
 // The parser uses what it read before the damage.
-std::optional<Diagnosis> find_damage(const ParsedMovie& movie) {
+std::optional<Diagnosis> find_damage(const ParsedMovie& movie, PlayableKinds requested) {
   const P3gppOpenError& error = movie.error();
   if (error.status == P3GPP_OK) return std::nullopt;
   const std::string_view path = error.path;
   const bool costs_track =
-      path.starts_with("moov/trak") ||
+      (path.starts_with("moov/trak") && may_be_requested(movie, path, requested)) ||
       (path.starts_with("moov") && movie.has_box("trak", error.offset, movie.record().movie_end));
   return Diagnosis{costs_track ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kFileDamaged,
                    Place::box(error.path, error.offset, error.size),
@@ -220,10 +258,11 @@ std::optional<Diagnosis> find_damage(const ParsedMovie& movie) {
 }
 
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
-                         std::optional<PlayableKinds> kinds, LeftOutUse use, Messages& messages) {
+                         std::optional<PlayableKinds> kinds, LeftOutUse use, Messages& messages,
+                         PlayableKinds requested) {
   if (movie == nullptr || !movie->is_open() || (kinds && !kinds->any())) return ExitCode::kDone;
   ExitCode worst = ExitCode::kDone;
-  for (const Diagnosis& entry : LeftOut(*movie, kinds, use).find()) {
+  for (const Diagnosis& entry : LeftOut(file, *movie, kinds, requested, use).find()) {
     worst = worse_of(worst, messages.report(file, entry));
   }
   if (use == LeftOutUse::kDescription && kinds) report_unapplied_edits(file, movie, *kinds, false, messages);

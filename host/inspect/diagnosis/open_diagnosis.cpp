@@ -3,6 +3,7 @@
 
 #include <dshow.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -15,10 +16,8 @@
 #include "host/inspect/diagnosis/aac_diagnosis.h"
 #include "host/inspect/diagnosis/left_out.h"
 #include "host/inspect/diagnosis/track_diagnosis.h"
-#include "host/inspect/files/file_stream.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/inspect/iso/box_headers.h"
-#include "host/inspect/iso/box_layout.h"
 #include "host/inspect/iso/parser_status.h"
 #include "host/messages.h"
 #include "host/text/wide_text.h"
@@ -54,25 +53,29 @@ Diagnosis diagnose_unplayable(const ParsedMovie& movie) {
   return result;
 }
 
-namespace {
-
-// The box that extends past the end of the file, if it has no movie box before that.
-std::optional<BoxHeader> cut_off_box(const std::string& file) {
-  FileStream stream(file);
-  uint64_t offset = 0;
-  while (const auto box = read_box_header(stream, offset, stream.size())) {
-    if (!is_top_level_type(box->name()) || box->name() == "moov") return std::nullopt;
-    if (box->size > stream.size() - offset) return box;
-    offset = box->end();
+Diagnosis diagnose_missing_video(const ParsedMovie& movie) {
+  const auto& tracks = movie.record().tracks;
+  const auto track = std::ranges::find_if(tracks, is_video);
+  if (track == tracks.end())
+    return {ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, {}, "has no video track", ""};
+  Diagnosis result = why_not_played(movie, *track);
+  const bool is_readable = result.exit_code == ExitCode::kLoss && result.status.empty();
+  if (is_readable && track->time_scale == 0) {
+    result.reason = kNoTimeScale;
+  } else if (is_readable && movie.record().time_scale == 0) {
+    result.reason = "cannot be described: the movie header (mvhd) is missing or damaged";
   }
-  return std::nullopt;
+  result.exit_code = result.exit_code == ExitCode::kLoss ? ExitCode::kCannotOpen : ExitCode::kNotSupported;
+  return result;
 }
+
+namespace {
 
 Diagnosis diagnose_iso(const std::string& file) {
   const ParsedMovie movie(file);
   if (movie.is_open()) return diagnose_unplayable(movie);
   Diagnosis found = diagnose_parse(file, movie);
-  const auto box = movie.error().status == P3GPP_ERR_NO_MOOV ? cut_off_box(file) : std::nullopt;
+  const auto box = movie.error().status == P3GPP_ERR_NO_MOOV ? movie.cut_off_box() : std::nullopt;
   if (!box) return found;
   const uint64_t missing = box->end() - std::filesystem::file_size(file);
   found.code = MessageCode::kCutOff;

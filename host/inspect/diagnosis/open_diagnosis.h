@@ -24,6 +24,9 @@ std::optional<Diagnosis> diagnose_before_open(const std::string& file);
 // Why a movie that opened has nothing to play.
 Diagnosis diagnose_unplayable(const ParsedMovie& movie);
 
+// Why a movie that opened has no video track whose pictures can be located.
+Diagnosis diagnose_missing_video(const ParsedMovie& movie);
+
 // `movie` is a file that did not open.
 Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie);
 

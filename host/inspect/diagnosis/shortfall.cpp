@@ -12,16 +12,12 @@ namespace {
 
 constexpr uint32_t kUnitsPerCall = 1024;
 
-// The offset comes from the file and may be anything up to 2^64 - 1.
-bool lies_within(const P3gppSample& sample, uint64_t file_size) {
-  return sample.size <= file_size && sample.file_offset <= file_size - sample.size;
-}
-
 std::optional<Shortfall> walk(P3gppTrack* track, const TrackFacts& facts, const Delivery& delivery,
                               uint64_t file_size, const WalkWatcher& watch) {
   uint64_t bytes = 0;
   P3gppSample sample{};
-  int64_t shift = 0;  // of the edit list, which the parser adds to every time
+  int64_t shift = 0;   // of the edit list, which the parser adds to every time
+  uint32_t empty = 0;  // the first of the units without data before the next one
   for (sample.number = 1; sample.number <= facts.samples; ++sample.number) {
     if (sample.number % kUnitsPerCall == 0 && !watch(sample.number, facts.samples)) return std::nullopt;
     Shortfall shortfall{sample.number - 1, facts.samples, Missing::kUnknown};
@@ -29,13 +25,21 @@ std::optional<Shortfall> walk(P3gppTrack* track, const TrackFacts& facts, const 
     if (shortfall.status != P3GPP_OK) return shortfall;
     bytes += sample.size;
     if (sample.number == 1) shift = start_of(sample, facts.time_scale);
-    if (bytes <= delivery.payload_bytes) continue;
+    if (sample.size == 0 && empty == 0) empty = sample.number;
+    if (bytes <= delivery.payload_bytes) {
+      if (sample.size != 0) empty = 0;
+      continue;
+    }
     const int64_t start = start_of(sample, facts.time_scale);
     if (start > delivery.stop_position) {
       const bool is_shifted = start - shift <= delivery.stop_position;
       shortfall.reason = is_shifted ? Missing::kShiftedBeyondStop : Missing::kAfterStop;
     }
     if (!lies_within(sample, file_size)) shortfall.reason = Missing::kCutOff;
+    if (empty != 0 && shortfall.reason == Missing::kUnknown) {
+      shortfall.delivered_units = empty - 1;
+      shortfall.reason = Missing::kEmpty;
+    }
     return shortfall;
   }
   return std::nullopt;

@@ -36,6 +36,7 @@ enum class Missing {
   kAfterStop,          // the tables describe more than the duration of the track
   kShiftedBeyondStop,  // the edit list shifts the track beyond the end of the movie
   kCutOff,             // the next one extends past the end of the file
+  kEmpty,              // the next one is stated to have no data
   kNotInSizes,         // the table of times has more access units than the table of sizes
   kUnknown,
 };

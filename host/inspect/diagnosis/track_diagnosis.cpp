@@ -75,6 +75,17 @@ Diagnosis diagnose(ExitCode code, const TrackRecord& track, const std::string& r
   return {code, MessageCode::kTrackNotPlayed, place_of(track), reason, status};
 }
 
+// True if the last sample begins after the duration in the header, where the filter stops. Edits shift both.
+bool begins_after_end(const ParsedMovie& movie, uint32_t id, const TrackFacts& facts) {
+  const OpenTrack track = movie.open_track(id);
+  uint32_t first = 0;
+  uint32_t last = 0;
+  uint32_t composition = 0;
+  return track && P3GPP_GetSampleTime(track.get(), 1, &first, &composition) == P3GPP_OK &&
+         P3GPP_GetSampleTime(track.get(), facts.samples, &last, &composition) == P3GPP_OK && last > first &&
+         last - first > facts.duration;
+}
+
 std::string object_type_text(uint32_t type) {
   std::array<char, 16> text{};
   std::snprintf(text.data(), text.size(), "0x%02X", static_cast<unsigned>(type));
@@ -112,13 +123,18 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
   if (!state.aac_refusal.empty()) return diagnose(ExitCode::kNotSupported, track, state.aac_refusal);
   const bool is_described = state.status == P3GPP_OK || state.object_type != 0;
   if (is_described && state.samples == 0) {
-    return track.timed_runs.value_or(0) == 0
-               ? diagnose(ExitCode::kDone, track, "its tables list no samples")
-               : diagnose(ExitCode::kLoss, track,
-                          "damaged: its samples have times in the tables, but no sizes");
+    const bool has_times = track.timed_runs.value_or(0) != 0;
+    if (!has_times && movie.chunked_samples(track).count == 0)
+      return diagnose(ExitCode::kDone, track, "its tables list no samples");
+    return diagnose(ExitCode::kLoss, track,
+                    std::string("damaged: its samples have ") + (has_times ? "times" : "chunks") +
+                        " in the tables, but no sizes");
   }
   if (state.status == P3GPP_ERR_NO_TABLE && track.has_compact_sizes)
     return diagnose(ExitCode::kNotSupported, track, "its sizes are in an stz2 box, which is not read");
+  if (state.status == P3GPP_ERR_NO_STBL_PAYLOAD && track.has_priorities)
+    return diagnose(ExitCode::kLoss, track,
+                    "its sample tables have an stdp box, after which they are not read");
   if (state.status != P3GPP_OK) {
     return diagnose(ExitCode::kLoss, track, "cannot be read: " + describe_status(state.status),
                     std::to_string(state.status));
@@ -134,30 +150,77 @@ Diagnosis further_track(const TrackRecord& track) {
   return diagnose(ExitCode::kDone, track, "not played: only the first " + kind + " track is played");
 }
 
-std::vector<const char*> causes_of_early_end(const ParsedMovie& movie, const TrackRecord& track) {
+std::vector<Diagnosis> causes_of_early_end(const ParsedMovie& movie, const TrackRecord& track) {
   TrackFacts facts;
-  if (!track.id || movie.get_facts(*track.id, facts) != P3GPP_OK || facts.samples < 2) return {};
-  if (track.has_wide_times)
-    return {"its header has 64-bit times, which are not read, so it is not played to its end"};
-  if (facts.duration == 0) return {"its header states a duration of 0, so it is not played to its end"};
-  return {};
+  if (!track.id || movie.get_facts(*track.id, facts) != P3GPP_OK) return {};
+  std::vector<Diagnosis> causes;
+  const auto add = [&](MessageCode code, const std::string& reason) {
+    causes.push_back({ExitCode::kLoss, code, place_of(track), reason, ""});
+  };
+  const auto times = movie.timed_samples(track);
+  if (times && times->count > facts.samples) {
+    add(MessageCode::kUnitsMissing, "only " + std::to_string(facts.samples) + " of its " +
+                                        counted(times->count, "access unit") + " have sizes in the tables");
+  }
+  if (facts.samples < 2) return causes;
+  if (track.has_wide_times) {
+    add(MessageCode::kUnitsAfterEnd,
+        "its header has 64-bit times, which are not read, so it is not played to its end");
+  } else if (facts.duration == 0) {
+    add(MessageCode::kUnitsAfterEnd, "its header states a duration of 0, so it is not played to its end");
+  } else if (begins_after_end(movie, *track.id, facts)) {
+    add(MessageCode::kUnitsAfterEnd,
+        "its tables go on after the duration that its header states, so it is "
+        "not played to its end");
+  }
+  return causes;
 }
 
-std::vector<const char*> faults_of(const ParsedMovie& movie, const TrackRecord& track) {
-  std::vector<const char*> faults;
+std::optional<Diagnosis> find_lost_end(const ParsedMovie& movie, const TrackRecord& track,
+                                       uint64_t file_size) {
+  TrackFacts facts;
+  if (!track.id || movie.get_facts(*track.id, facts) != P3GPP_OK || facts.samples == 0) return std::nullopt;
+  const OpenTrack opened = movie.open_track(*track.id);
+  if (!opened || movie.has_external_data(track)) return std::nullopt;
+  P3gppSample sample{};
+  sample.number = facts.samples;
+  const int32_t status = with_memory(P3GPP_ReadSample(opened.get(), &sample), P3GPP_ERR_NO_MEMORY);
+  const std::string unit = "access unit " + std::to_string(facts.samples) + ", its last one, ";
+  if (status != P3GPP_OK) {
+    return Diagnosis{ExitCode::kLoss, MessageCode::kUnitsMissing, place_of(track),
+                     unit + "cannot be located: " + describe_lookup(status), std::to_string(status)};
+  }
+  if (lies_within(sample, file_size)) return std::nullopt;
+  return Diagnosis{ExitCode::kLoss, MessageCode::kCutOff, place_of(track),
+                   "cut off: " + unit + "is past the end of the file", ""};
+}
+
+std::vector<std::string> faults_of(const ParsedMovie& movie, const TrackRecord& track) {
+  std::vector<std::string> faults;
   if (movie.has_external_data(track))
-    faults.push_back("its media data is in another file, which is not read");
-  if (track.time_scale == 0) faults.push_back("damaged: its time scale is 0, so its samples have no times");
-  if (track.timed_runs == 0) faults.push_back("damaged: its time table (stts) is empty");
+    faults.emplace_back("its media data is in another file, which is not read");
+  if (track.time_scale == 0) faults.emplace_back(kNoTimeScale);
+  if (track.timed_runs == 0) faults.emplace_back("damaged: its time table (stts) is empty");
   if (movie.lacks_times(track))
-    faults.push_back("damaged: its time table (stts) states a duration of 0 for every sample");
+    faults.emplace_back("damaged: its time table (stts) states a duration of 0 for every sample");
   if (movie.ends_before_duration(track) && !movie.has_fragments())
-    faults.push_back("damaged: its time table (stts) ends before the duration that its header states");
+    faults.emplace_back("damaged: its time table (stts) ends before the duration that its header states");
   if (track.has_both_sizes)
-    faults.push_back(
+    faults.emplace_back(
         "damaged: its size table (stsz) states one size for all samples, and also lists their sizes");
-  if (movie.has_invalid_description(track))
-    faults.push_back("damaged: its samples refer to a sample description that does not exist");
+  const ParsedMovie::ChunkedSamples chunks = movie.chunked_samples(track);
+  if (chunks.has_invalid_description)
+    faults.emplace_back("damaged: its samples refer to a sample description that does not exist");
+  TrackFacts facts;
+  const bool has_sizes = track.id && movie.get_facts(*track.id, facts) == P3GPP_OK && facts.samples != 0;
+  // If there are times for these samples too, they are missed when the track ends. Some writers do not
+  // describe a last chunk that is shorter than the others.
+  const auto times = movie.timed_samples(track);
+  const uint64_t known = std::max<uint64_t>(facts.samples, times ? times->count : 0);
+  if (has_sizes && chunks.count > known && chunks.count - known >= chunks.in_last_chunk) {
+    faults.push_back("damaged: its chunks hold " + counted(chunks.count, "access unit") +
+                     ", but its size table (stsz) lists " + std::to_string(facts.samples));
+  }
   return faults;
 }
 

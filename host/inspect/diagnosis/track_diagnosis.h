@@ -1,6 +1,8 @@
 // Why the filter does not play a track of a kind that it could play.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,6 +10,8 @@
 #include "host/messages.h"
 
 namespace zdr::host {
+
+inline constexpr const char* kNoTimeScale = "damaged: its time scale is 0, so its samples have no times";
 
 // "video track 2 (hvc1)"
 Place place_of(const TrackRecord& track);
@@ -21,10 +25,14 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track);
 // For a track after the one that the filter plays, or would play.
 Diagnosis further_track(const TrackRecord& track);
 
-// Why the filter, which plays the track, stops before its end; empty if it does not.
-std::vector<const char*> causes_of_early_end(const ParsedMovie& movie, const TrackRecord& track);
+// Why the filter, which plays the track, stops before the end that its tables state; empty if it does not.
+std::vector<Diagnosis> causes_of_early_end(const ParsedMovie& movie, const TrackRecord& track);
+
+// The fault of a played track whose last access unit is not in the file or cannot be located.
+std::optional<Diagnosis> find_lost_end(const ParsedMovie& movie, const TrackRecord& track,
+                                       uint64_t file_size);
 
 // Faults that make the samples of a playable track wrong; empty if none is found.
-std::vector<const char*> faults_of(const ParsedMovie& movie, const TrackRecord& track);
+std::vector<std::string> faults_of(const ParsedMovie& movie, const TrackRecord& track);
 
 }  // namespace zdr::host

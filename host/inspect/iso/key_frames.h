@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 
 #include "host/inspect/iso/parsed_movie.h"
 #include "host/inspect/iso/sync_walk.h"
@@ -16,12 +17,13 @@ struct KeyFrameEntry {
   int64_t time_100ns = 0;  // decoding time in whole milliseconds, as the filter delivers it
   uint64_t offset = 0;     // in the file
   uint32_t size = 0;       // bytes
+  bool is_in_file = true;
 };
 
 class KeyFrameWalk {
  public:
-  // `movie` is open, and must outlive the walk. Throws std::bad_alloc.
-  explicit KeyFrameWalk(const ParsedMovie& movie);
+  // `movie` is open, and must outlive the walk. `file` is its name. Throws std::bad_alloc.
+  KeyFrameWalk(const ParsedMovie& movie, const std::string& file);
 
   // False without a video track that has readable tables.
   bool is_open() const { return track_ != nullptr; }
@@ -32,11 +34,14 @@ class KeyFrameWalk {
   // std::bad_alloc.
   std::optional<KeyFrameEntry> next();
   int32_t status() const { return status_; }  // of the tables
+  // Why the walk has ended before the last key frame; empty if it has not.
+  std::string failure() const;
 
  private:
   OpenTrack track_;
   TrackFacts facts_;
   KeyFrameEntry entry_;
+  uint64_t file_size_;
   std::optional<SyncWalk> sync_;
   int32_t status_ = P3GPP_OK;
 };

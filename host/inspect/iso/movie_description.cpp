@@ -149,20 +149,28 @@ void MovieReader::read_file() {
   bool has_media = false;
   bool has_movie = false;
   movie_.size = stream_.size();
-  walk_box_headers(stream_, 0, stream_.size(), [&](const BoxHeader& box) {
+  const auto read_movie = [&](const BoxHeader& box) {
+    has_movie = true;
+    movie_.movie_offset = box.offset;
+    movie_.movie_size = box.size;
+    read_box(box, {});
+  };
+  const WalkEnd end = walk_box_headers(stream_, 0, stream_.size(), [&](const BoxHeader& box) {
     if (box.name() == "ftyp") read_body(box, {});
     if (box.name() == "mdat" && !has_media) {
       has_media = true;
       movie_.is_movie_first = has_movie;
     }
-    if (box.name() == "moov" && !has_movie) {
-      has_movie = true;
-      movie_.movie_offset = box.offset;
-      movie_.movie_size = box.size;
-      read_box(box, {});
-    }
+    if (box.name() == "moov" && !has_movie) read_movie(box);
     return ++boxes_ < kMostBoxes && !(has_movie && has_media);
   });
+  if (has_movie || end.is_complete) return;
+  // A movie box that is cut off is read as far as it is there.
+  auto rest = read_box_header(stream_, end.offset, stream_.size());
+  if (!rest || rest->name() != "moov") return;
+  const uint64_t stated_size = std::exchange(rest->size, stream_.size() - rest->offset);
+  read_movie(*rest);
+  movie_.movie_size = stated_size;
 }
 
 // The value of an item is a data box, that of user data a text after its length and its language.
@@ -178,10 +186,13 @@ void MovieReader::read_tool(const BoxHeader& box, bool is_item) {
 }
 
 void MovieReader::read_children(uint64_t begin, uint64_t end, std::string_view container) {
-  walk_box_headers(stream_, begin, end, [&](const BoxHeader& box) {
+  const WalkEnd walk = walk_box_headers(stream_, begin, end, [&](const BoxHeader& box) {
     read_box(box, container);
     return ++boxes_ < kMostBoxes;
   });
+  if (container != "moov" || walk.is_complete) return;
+  const auto next = read_box_header(stream_, walk.offset, end);
+  if (next && next->name() == "trak") movie_.is_complete = false;  // cut off
 }
 
 void MovieReader::read_box(const BoxHeader& box, std::string_view container) {

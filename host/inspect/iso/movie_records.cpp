@@ -79,6 +79,8 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
                                   {"/mdia/minf/stbl/stsz", &MovieRecorder::read_sizes},
                                   {"/mdia/minf/stbl/stts", &MovieRecorder::read_times},
                                   {"/mdia/minf/stbl/stsc", &MovieRecorder::read_chunk_runs},
+                                  {"/mdia/minf/stbl/stco", &MovieRecorder::read_chunks},
+                                  {"/mdia/minf/stbl/co64", &MovieRecorder::read_chunks},
                                   {"/edts/elst", &MovieRecorder::read_edit}};
   const std::string_view path = box.path;
   TrackRecord& track = track_at(path);
@@ -89,6 +91,7 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
     return &MovieRecorder::read_sample_entry;
   }
   if (rest == "/mdia/minf/stbl/stz2") track.has_compact_sizes = true;
+  if (rest == "/mdia/minf/stbl/stdp") track.has_priorities = true;
   if (rest == "/mdia/minf/stbl/stsc") track.chunk_runs_offset = box.offset + kTableHeader;
   if (rest == "/mdia/minf/stbl/stts") track.timed_runs_offset = box.offset + kTableHeader;
   constexpr uint64_t kWithoutLocation = 12;
@@ -152,6 +155,10 @@ void MovieRecorder::read_times(const P3gppBoxField& field) {
 
 void MovieRecorder::read_chunk_runs(const P3gppBoxField& field) {
   if (std::string_view(field.name) == "entry_count") record_.tracks.back().chunk_runs = field.number;
+}
+
+void MovieRecorder::read_chunks(const P3gppBoxField& field) {
+  if (std::string_view(field.name) == "entry_count") record_.tracks.back().chunks = field.number;
 }
 
 void MovieRecorder::read_edit(const P3gppBoxField& field) {

@@ -42,6 +42,7 @@ struct TrackRecord {
   uint32_t sample_entries = 0;
   std::optional<uint32_t> sync_samples;  // none without a table of them: all are sync samples
   bool has_compact_sizes = false;        // stz2 in place of stsz
+  bool has_priorities = false;           // stdp, at which the parser ends the sample tables
   bool has_both_sizes = false;           // stsz has one size for all samples, and a size for each
   std::optional<uint64_t> timed_runs;    // entries of stts; none without this table
   uint64_t timed_runs_offset = 0;        // of these entries
@@ -50,6 +51,7 @@ struct TrackRecord {
   uint64_t data_reference = 1;     // number of the entry that the first sample description uses
   uint64_t chunk_runs_offset = 0;  // of the entries of stsc; 0 without this table
   uint64_t chunk_runs = 0;
+  uint64_t chunks = 0;  // entries of stco or co64
   uint64_t time_scale = 0;
   uint64_t duration = 0;        // in units of the track
   bool has_wide_times = false;  // mdhd of version 1, whose 64-bit times the parser does not read
@@ -99,6 +101,7 @@ class MovieRecorder {
   void read_sample_entry(const P3gppBoxField& field);
   void read_times(const P3gppBoxField& field);
   void read_chunk_runs(const P3gppBoxField& field);
+  void read_chunks(const P3gppBoxField& field);
   void read_edit(const P3gppBoxField& field);
 
   const P3gppBoxVisitor* observer_;

@@ -20,4 +20,9 @@ inline int64_t start_of(const P3gppSample& sample, uint32_t time_scale) {
   return static_cast<int64_t>(sample.decoding_time * 1000.0 / time_scale) * kUnitsPerMillisecond;
 }
 
+// The offset comes from the file and may be anything up to 2^64 - 1.
+inline bool lies_within(const P3gppSample& sample, uint64_t file_size) {
+  return sample.size <= file_size && sample.file_offset <= file_size - sample.size;
+}
+
 }  // namespace zdr::host

@@ -11,6 +11,7 @@
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/formats/byte_order.h"
+#include "host/inspect/iso/box_layout.h"
 #include "host/memory.h"
 
 namespace zdr::host {
@@ -38,6 +39,17 @@ bool ParsedMovie::has_box(std::string_view type, uint64_t begin, uint64_t end) c
     return !found && ++boxes < kMostBoxes;
   });
   return found;
+}
+
+std::optional<BoxHeader> ParsedMovie::cut_off_box() const {
+  constexpr uint32_t kMostBoxes = 100'000;
+  FileStream stream(name_);
+  uint32_t boxes = 0;
+  const WalkEnd end =
+      walk_box_headers(stream, 0, stream.size(), [&](const BoxHeader&) { return ++boxes < kMostBoxes; });
+  const auto box = end.is_complete ? std::nullopt : read_box_header(stream, end.offset, stream.size());
+  const bool is_cut = box && is_top_level_type(box->name()) && box->size > stream.size() - box->offset;
+  return is_cut ? box : std::nullopt;
 }
 
 std::optional<BoxHeader> ParsedMovie::hidden_track() const {
@@ -138,15 +150,25 @@ bool ParsedMovie::ends_before_duration(const TrackRecord& track) const {
   return times && track.duration < kUnknownDuration && track.duration > times->end + times->last;
 }
 
-bool ParsedMovie::has_invalid_description(const TrackRecord& track) const {
+ParsedMovie::ChunkedSamples ParsedMovie::chunked_samples(const TrackRecord& track) const {
   constexpr size_t kEntryBytes = 12;  // first chunk, samples per chunk, sample description
-  bool is_invalid = false;
+  ChunkedSamples found;
+  uint64_t begin = track.chunks + 1;  // of the run before
+  const auto end_run = [&](uint64_t end) {
+    const uint64_t last = std::min(end, track.chunks + 1);
+    if (last > begin) found.count += (last - begin) * found.in_last_chunk;
+  };
   read_entries<kEntryBytes>(track.chunk_runs_offset, track.chunk_runs, [&](const uint8_t* entry) {
+    const uint64_t first = read_be(entry, 4);
     const uint64_t description = read_be(entry + 8, 4);
-    is_invalid = description == 0 || description > track.sample_entries;
-    return !is_invalid;
+    end_run(first);
+    begin = first;
+    found.in_last_chunk = read_be(entry + 4, 4);
+    found.has_invalid_description |= description == 0 || description > track.sample_entries;
+    return true;
   });
-  return is_invalid;
+  end_run(track.chunks + 1);
+  return found;
 }
 
 std::vector<uint32_t> ParsedMovie::track_ids(uint32_t type) const {

@@ -46,6 +46,8 @@ class ParsedMovie {
 
   // True if a box of the type is between the two offsets, whatever the parser made of it.
   bool has_box(std::string_view type, uint64_t begin, uint64_t end) const;
+  // The box at the top level that extends past the end of the file; nothing without one.
+  std::optional<BoxHeader> cut_off_box() const;
   // True if samples are in movie fragments, which the parser does not read.
   bool has_fragments() const {
     return record_.has_fragment || has_box("moof", record_.movie_end, UINT64_MAX);
@@ -71,8 +73,13 @@ class ParsedMovie {
   std::optional<TimedSamples> timed_samples(const TrackRecord& track) const;
   // True if the table of times ends more than a sample before the duration that the header states.
   bool ends_before_duration(const TrackRecord& track) const;
-  // True if a run of chunks refers to a sample description that the track does not have.
-  bool has_invalid_description(const TrackRecord& track) const;
+  // What the runs of chunks hold.
+  struct ChunkedSamples {
+    uint64_t count = 0;
+    uint64_t in_last_chunk = 0;
+    bool has_invalid_description = false;  // one that the track does not have
+  };
+  ChunkedSamples chunked_samples(const TrackRecord& track) const;
 
   // IDs of the audio or the video tracks (P3GPP_TRACK_), in file order.
   std::vector<uint32_t> track_ids(uint32_t type) const;

@@ -53,7 +53,7 @@ std::vector<std::string> fault_texts(const FileFigure& figure) {
   std::vector<std::string> texts;
   for (const Fault& fault : figure.faults) texts.push_back(fault.text);
   for (const TrackFigure& track : figure.tracks) {
-    for (const std::string& text : faults_of(track)) texts.push_back(text);
+    for (const TrackFault& fault : faults_of(track)) texts.push_back(track.name + ": " + fault.text);
   }
   return texts;
 }

@@ -125,7 +125,7 @@ ExitCode Gathering::add_movie(bool is_loaded) {
                               has_place ? std::optional(damage->place.number) : std::nullopt, false});
   }
   if (!is_loaded) return ExitCode::kDone;
-  return report_left_out(file_, movie.get(), player_.playable_kinds(), LeftOutUse::kDescription, messages_);
+  return report_left_out(file_, movie.get(), player_.playable_kinds(), LeftOutUse::kPicture, messages_);
 }
 
 void Gathering::add_stream(bool is_aac) {
@@ -141,15 +141,15 @@ void Gathering::add_stream(bool is_aac) {
 // Reports the faults that only the gathering has found.
 ExitCode Gathering::report_faults() {
   ExitCode worst = ExitCode::kDone;
-  const auto report = [&](const std::string& text) {
-    worst =
-        worse_of(worst, messages_.report(file_, {ExitCode::kLoss, MessageCode::kFileDamaged, {}, text, ""}));
+  const auto report = [&](MessageCode code, const Place& place, const std::string& text) {
+    worst = worse_of(worst, messages_.report(file_, {ExitCode::kLoss, code, place, text, ""}));
   };
   for (const Fault& fault : figure_.faults) {
-    if (fault.is_loss) report(fault.text);
+    if (fault.is_loss) report(MessageCode::kFileDamaged, {}, fault.text);
   }
   for (const TrackFigure& track : figure_.tracks) {
-    for (const std::string& text : faults_of(track)) report(text);
+    const Place place = track.number == 0 ? Place::pin(track.name) : Place::track(track.name, track.number);
+    for (const TrackFault& fault : faults_of(track)) report(fault.code, place, fault.text);
   }
   return worst;
 }

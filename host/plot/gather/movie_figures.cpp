@@ -58,11 +58,6 @@ std::optional<Source> open_source(const ParsedMovie& movie, const TrackRecord& r
   return source;
 }
 
-std::string reason_of(int32_t status) {
-  if (status == P3GPP_ERR_OUT_OF_RANGE) return "the tables end before it, or its time is too large";
-  return status == P3GPP_ERR_READ ? "its tables are cut off" : describe_status(status);
-}
-
 // Returns the time at which the walk ended.
 double walk_samples(const Source& source, uint64_t most, const Watch& watch, UnitCollector& collector,
                     TrackFigure& figure, std::vector<std::string>& notes) {
@@ -87,7 +82,7 @@ double walk_samples(const Source& source, uint64_t most, const Watch& watch, Uni
   }
   if (walk.status() != P3GPP_OK) {
     figure.fault =
-        "sample " + std::to_string(walk.done() + 1) + " cannot be located: " + reason_of(walk.status());
+        "sample " + std::to_string(walk.done() + 1) + " cannot be located: " + describe_lookup(walk.status());
     figure.fault_from = start;
     return start;
   }
@@ -114,12 +109,14 @@ std::string codec_text(const TrackDescription& track) {
 // "Video0" of a track that a pin plays, else "track 3".
 TrackFigure describe(const ParsedMovie& movie, const TrackRecord& record, const MovieDescription& description,
                      const std::vector<PinLabel>& pins) {
-  TrackFigure figure{.name = "track " + std::to_string(record.number)};
+  TrackFigure figure{.name = "track " + std::to_string(record.number), .number = record.number};
   const auto described = std::ranges::find(description.tracks, record.number, &TrackDescription::number);
   if (described != description.tracks.end()) figure.codec = codec_text(*described);
   figure.unit = is_video(record) || is_audio(record) ? "access unit" : "sample";
   for (const PinLabel& pin : pins) {
-    if (movie.first_track(pin.track_type) == &record) figure.name = pin.name;
+    if (movie.first_track(pin.track_type) != &record) continue;
+    figure.name = pin.name;
+    figure.number = 0;
   }
   return figure;
 }

@@ -81,6 +81,7 @@ void add_speech(const std::string& file, const SpeechStream& stream, FileFigure&
   collector.finish(end);
   if (frames.is_damaged) track.fault = "the byte" + at_offset(frames.end) + " does not begin a frame";
   if (frames.is_cut) track.fault = "the file ends inside the frame" + at_offset(frames.end);
+  track.fault_code = frames.is_damaged ? MessageCode::kFileDamaged : MessageCode::kCutOff;
   track.fault_from = end;
 }
 
@@ -105,6 +106,7 @@ void add_aac(const std::string& file, const TrackFigure& label, const Watch& wat
   });
   collector.finish(end_time);
   track.fault = end.fault;
+  track.fault_code = MessageCode::kCutOff;
   track.fault_from = end_time;
   if (!end.gap.text.empty()) figure.faults.push_back(end.gap);
 }
