@@ -93,10 +93,6 @@ void VerdictReport::print(const FileVerdict& verdict) {
   out_ << prefix_ << name << ": " << line_of(verdict) << "\n";
   for (size_t i = 1; i < verdict.errors.size(); ++i)
     out_ << prefix_ << "  " << text_of(verdict.errors[i]) << "\n";
-  for (const Message& note : verdict.notes) {
-    const bool is_hint = note.code == MessageCode::kFileTypeUnknown && verdict.exit_code != ExitCode::kDone;
-    if (is_hint) out_ << prefix_ << "  " << text_of(note) << "\n";
-  }
   for (const StreamVerdict& stream : verdict.streams) {
     for (const DamagedUnit& unit : stream.damaged_units)
       out_ << prefix_ << "  " << line_of(stream, unit) << "\n";
