@@ -44,7 +44,7 @@ constexpr CommandRow kCommands[] = {
      in_session<run_info>},
     {kVerify, "verify", "FILE", true, "check that files and folders play completely and undamaged", true,
      in_session<run_verify>},
-    {kSamples, "samples", "FILE", false, "list every delivered media sample, one row each", true,
+    {kSamples, "samples", "FILE", true, "list every delivered media sample, one row each", true,
      in_session<run_samples>},
     {kBoxes, "boxes", "FILE", true, "list the boxes of ISO media files with their fields", true, run_boxes},
     {kPlot, "plot", "FILE", false, "draw a file as a picture: byte map, interleaving, bit rates, key frames",

@@ -73,6 +73,7 @@ constexpr Term kOutputs[] = {
 };
 
 constexpr Term kColumns[] = {
+    {"file", "the name of the file, if several are listed"},
     {"pin", "name of the pin"},
     {"index", "number of the sample within its pin, from 0"},
     {"start, stop",

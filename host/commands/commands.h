@@ -2,6 +2,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <string>
 
 #include "host/exit_code.h"
 #include "host/options.h"
@@ -16,8 +17,8 @@ ExitCode run_plot(const Options& options, std::ostream& out);
 ExitCode run_keyframe(const Options& options, std::ostream& out);
 ExitCode run_verify(const Options& options, std::ostream& out);
 ExitCode run_samples(const Options& options, std::ostream& out);
-// `samples --explain-seek`.
-ExitCode run_explain_seek(const Options& options, std::ostream& out);
+// `samples --explain-seek` for one file.
+ExitCode explain_seek_in(const std::string& file, const Options& options, std::ostream& out);
 ExitCode run_register(const Options& options, std::ostream& out);
 ExitCode run_unregister(const Options& options, std::ostream& out);
 ExitCode run_registry(const Options& options, std::ostream& out);

@@ -122,9 +122,7 @@ void write(JsonWriter& json, const SeekExplanation& seek) {
 
 }  // namespace
 
-ExitCode run_explain_seek(const Options& options, std::ostream& out) {
-  catch_interrupts();
-  const std::string& file = options.files.front();
+ExitCode explain_seek_in(const std::string& file, const Options& options, std::ostream& out) {
   Messages messages(options.quiet || options.json);
   SeekExplanation seek;
   ExitCode result = report_memory(file, messages, [&] {

@@ -24,16 +24,6 @@ struct SampleRow {
 
 using RowText = std::array<char, 200>;
 
-// The part of a row that is the same for all samples of a pin. It is escaped, since the pins of other filters
-// may have any name.
-std::string row_prefix(const std::string& pin, bool json) {
-  if (json) return "{\"pin\":" + json_string(pin) + ",";
-  if (pin.find_first_of(",\"\r\n") == std::string::npos) return pin + ",";
-  std::string quoted = "\"";
-  for (const char c : pin) quoted.append(c == '"' ? 2 : 1, c);
-  return quoted + "\",";
-}
-
 // Formats the rest of a row and returns its length.
 int format_row(RowText& text, const SampleRow& row, bool json) {
   const char* const format = json ? "\"index\":%llu,\"start\":%lld,\"stop\":%lld,\"size\":%zu,"
@@ -49,9 +39,18 @@ int format_row(RowText& text, const SampleRow& row, bool json) {
 
 const char* const kRowHeader = "pin,index,start,stop,size,sync,discontinuity,preroll,crc32\n";
 
-RowRecorder::RowRecorder(const std::string& pin_name, DeliveryGuard& guard, bool json)
+std::string csv_field(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text + ",";
+  std::string quoted = "\"";
+  for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
+  return quoted + "\",";
+}
+
+// The name of the pin is escaped, since the pins of other filters may have any name.
+RowRecorder::RowRecorder(const std::string& pin_name, DeliveryGuard& guard, bool json,
+                         const std::string& leading_fields)
     : PinConsumer(pin_name, guard),
-      row_prefix_(row_prefix(pin_name, json)),
+      row_prefix_(json ? "{\"pin\":" + json_string(pin_name) + "," : leading_fields + csv_field(pin_name)),
       json_(json),
       rows_(std::tmpfile()) {}
 

@@ -12,14 +12,19 @@
 
 namespace zdr::host {
 
-// The first line of the CSV.
+// The columns of the CSV. A list of several files has a column for the file before them.
 extern const char* const kRowHeader;
+
+// The text as a field of CSV, with the comma that ends it.
+std::string csv_field(const std::string& text);
 
 // The workers of the pins deliver concurrently, so the rows of each pin are written to a temporary file
 // first.
 class RowRecorder final : public PinConsumer {
  public:
-  RowRecorder(const std::string& pin_name, DeliveryGuard& guard, bool json);
+  // Each row of CSV begins with `leading_fields`.
+  RowRecorder(const std::string& pin_name, DeliveryGuard& guard, bool json,
+              const std::string& leading_fields);
 
   bool receive(IMediaSample& sample) override;
 
