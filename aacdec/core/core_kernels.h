@@ -10,14 +10,23 @@ namespace zdr::aacdec {
 
 inline constexpr int kTransformWork = 2048;
 
-// out[n] = in[n] 2^shift - 2^exponent sum of mul_q31(a[i], out[n - 1 - i])
+// y[n] = in[n] 2^shift - 2^exponent sum of mul_q31(a[i], y[n - 1 - i]); the output is y / 2^shift, rounded
+// half up.
 struct AllPoleFilter {
   static constexpr int kTaps = 18;
   static constexpr int kNearTaps = 2;  // the taps that kernels apply with scalar products
   int32_t a[kTaps];                    // Q31; unused taps are 0
   int exponent;
   int shift;
-  int32_t limit;  // while |out[n]| stays below it, no sum overflows 32 bits
+  int32_t limit;  // while |y[n]| stays below it, no sum overflows 32 bits
+};
+
+// Lines in the order of a filter: in[0], in[step], in[2 step] and so on. `in` and `out` don't overlap.
+struct LineSequence {
+  const int32_t* in;
+  int32_t* out;
+  int count;
+  int step;  // 1 or -1
 };
 
 struct CoreKernels {
@@ -35,8 +44,8 @@ struct CoreKernels {
   // out = in / 2^shift, times `factor` unless that is 0, negated on request; truncated towards zero. `factor`
   // is not negative, `shift` is 0 to 31, `count` a multiple of 4.
   void (*attenuate)(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate);
-  // False if an output exceeds the filter's limit; `out` is then incomplete. Any count is allowed.
-  bool (*all_pole)(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out);
+  // False if |y| exceeds the filter's limit; the output is then incomplete. Any count is allowed.
+  bool (*all_pole)(const AllPoleFilter& filter, const LineSequence& lines);
   // pcm[i * stride] = overlap[i] + time[i], rounded from 2^5 per step and clamped to -32767 .. 32767.
   void (*put_samples)(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride);
 };

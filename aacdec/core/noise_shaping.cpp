@@ -13,10 +13,6 @@
 namespace zdr::aacdec {
 namespace {
 
-constexpr int kStateLines = 16;  // zeros before the first line; at least kMaxTnsOrder
-static_assert(kStateLines >= kMaxTnsOrder);
-static_assert(kShapingScratch >= 2 * (kFrameLength + kStateLines));
-
 // Each product of the filter loses up to two units by truncation. Scaling the lines up moves that error below
 // their units; more spare bits than this bring no improvement.
 constexpr int kMaxHeadroom = 6;
@@ -57,9 +53,10 @@ Predictor make_predictor(const TnsWindow& window, const TnsFilter& filter) {
   return p;
 }
 
-int64_t predict(const Predictor& p, const int32_t* newest) {
+// Predicts `line`, the one after `known` others in the order of the filter.
+int64_t predict(const Predictor& p, const int32_t* line, int step, int known) {
   int64_t sum = 0;
-  for (int i = 1; i <= p.order; ++i) sum += mul_q31(p.a[i], newest[1 - i]);
+  for (int i = 1; i <= std::min(p.order, known); ++i) sum += mul_q31(p.a[i], line[-i * step]);
   return sum * (int64_t{1} << p.exponent);
 }
 
@@ -79,27 +76,30 @@ AllPoleFilter make_filter(const Predictor& p) {
   return filter;
 }
 
-void filter_saturating(const Predictor& p, const int32_t* in, int count, int32_t* out) {
-  for (int n = 0; n < count; ++n) out[n] = saturate(in[n] - predict(p, out + n - 1));
+void filter_saturating(const Predictor& p, const LineSequence& lines) {
+  for (int n = 0; n < lines.count; ++n) {
+    int32_t* const out = lines.out + n * lines.step;
+    *out = saturate(lines.in[n * lines.step] - predict(p, out, lines.step, n));
+  }
 }
 
-void run_synthesis(const Predictor& p, const int32_t* in, int count, int32_t* out) {
+void run_synthesis(const Predictor& p, const LineSequence& lines, int headroom) {
   AllPoleFilter filter = make_filter(p);
-  filter.shift = headroom(in, count);
-  while (!core_kernels().all_pole(filter, in, count, out)) {
+  filter.shift = headroom;
+  while (!core_kernels().all_pole(filter, lines)) {
     if (filter.shift == 0) {
-      filter_saturating(p, in, count, out);
+      filter_saturating(p, lines);
       return;
     }
     filter.shift = std::max(filter.shift - 2, 0);
   }
-  if (filter.shift == 0) return;
-  const int64_t half = int64_t{1} << (filter.shift - 1);
-  for (int n = 0; n < count; ++n) out[n] = static_cast<int32_t>((out[n] + half) >> filter.shift);
 }
 
-void run_analysis(const Predictor& p, const int32_t* in, int count, int32_t* out) {
-  for (int n = 0; n < count; ++n) out[n] = saturate(in[n] + predict(p, in + n - 1));
+void run_analysis(const Predictor& p, const LineSequence& lines) {
+  for (int n = 0; n < lines.count; ++n) {
+    const int32_t* const in = lines.in + n * lines.step;
+    lines.out[n * lines.step] = saturate(*in + predict(p, in, lines.step, n));
+  }
 }
 
 struct LineRange {
@@ -107,25 +107,20 @@ struct LineRange {
   int end;
 };
 
-// Copies the lines in the order of the filter, after the zeros of its initial state, filters them, and copies
-// them back.
+// Filters a copy of the lines.
 void run_filter(const TnsWindow& window, const TnsFilter& filter, LineRange range, Shaping direction,
                 int32_t* lines, int32_t* scratch) {
   const int count = range.end - range.start;
-  int32_t* const in = scratch + kStateLines;
-  int32_t* const out = in + kFrameLength + kStateLines;
-  std::fill_n(in - kStateLines, kStateLines, 0);
-  std::fill_n(out - kStateLines, kStateLines, 0);
-  std::copy(lines + range.start, lines + range.end, in);
-  if (filter.downwards) std::reverse(in, in + count);
+  std::copy_n(lines + range.start, count, scratch);
+  const int first = filter.downwards ? count - 1 : 0;
+  const LineSequence sequence = {scratch + first, lines + range.start + first, count,
+                                 filter.downwards ? -1 : 1};
   const Predictor predictor = make_predictor(window, filter);
   if (direction == Shaping::kSynthesis) {
-    run_synthesis(predictor, in, count, out);
+    run_synthesis(predictor, sequence, headroom(scratch, count));
   } else {
-    run_analysis(predictor, in, count, out);
+    run_analysis(predictor, sequence);
   }
-  if (filter.downwards) std::reverse(out, out + count);
-  std::copy(out, out + count, lines + range.start);
 }
 
 }  // namespace

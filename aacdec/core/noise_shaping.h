@@ -7,7 +7,7 @@
 
 namespace zdr::aacdec {
 
-inline constexpr int kShapingScratch = 2 * (kFrameLength + 16);
+inline constexpr int kShapingScratch = kFrameLength;
 
 // kSynthesis shapes a spectrum, as the decoder does. kAnalysis is the inverse, which LTP applies to a
 // predicted spectrum before it is added to one that is still to be shaped.

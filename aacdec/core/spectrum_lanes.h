@@ -2,11 +2,14 @@
 // filter of TNS. For kernel files only.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "aacdec/core/core_kernels.h"
+#include "aacdec/fixed/bounded_products.h"
 #include "aacdec/fixed/fixed_lanes.h"
 #include "aacdec/fixed/fixed_point.h"
+#include "aacdec/fixed/half_lanes.h"
 
 namespace zdr::aacdec {
 namespace {
@@ -51,45 +54,77 @@ void attenuate(const int32_t* in, int32_t* out, int count, int shift, int32_t fa
 
 // Moves all lanes of `low` down by one; the last one becomes the first lane of `high`.
 [[gnu::always_inline]] inline Lanes moved_down(Lanes low, Lanes high) {
-  constexpr int32_t kLast[kLanes] = {0, 0, 0, 0, 0, 0, 0, -1};
-  const Lanes rotated = shuffle<1, 2, 3, 4, 5, 6, 7, 0>(low, low);
-  return select(load(kLast), shuffle<1, 2, 3, 4, 5, 6, 7, 0>(high, high), rotated);
+  const Lanes middle = joined(upper_half(low), lower_half(high));
+  return shuffle<1, 2, 3, 8, 5, 6, 7, 12>(low, middle);
 }
+
+// Taps for lines below 2^30.
+struct BoundedTaps {
+  Lanes prepared, signs;
+
+  [[gnu::always_inline]] explicit BoundedTaps(Lanes taps) : signs(taps) {
+    const Lanes bits = each([](Register x) { return absolute(x); }, taps);
+    prepared = bits << 16 | bits >> 16;
+  }
+  [[gnu::always_inline]] Lanes operator*(Lanes v) const {
+    const auto product = [](Register x, Register y) { return bounded_product_q31(absolute(x), y); };
+    return with_signs(with_signs(each(product, v, prepared), v), signs);
+  }
+};
+
+struct GeneralTaps {
+  Lanes taps;
+
+  [[gnu::always_inline]] explicit GeneralTaps(Lanes values) : taps(values) {}
+  [[gnu::always_inline]] Lanes operator*(Lanes v) const { return mul_q31_limited(v, taps); }
+};
 
 // Each output contributes to the next two lines by scalar products, and to later lines through lanes that
 // accumulate their sums. No step therefore waits for a vector product. kLong: the filter has more than ten
 // taps.
-template <bool kLong>
-inline bool run_all_pole(const AllPoleFilter& described, const int32_t* in, int count, int32_t* out) {
-  const AllPoleFilter filter = described;  // which `out` cannot overlap
+template <class Taps, bool kLong>
+inline bool run_all_pole(const AllPoleFilter& described, const LineSequence& lines, int64_t limit) {
+  const AllPoleFilter filter = described;  // which the output cannot overlap
   constexpr int kNear = AllPoleFilter::kNearTaps;
-  const Lanes low_taps = load(filter.a + kNear);
-  const Lanes high_taps = load(filter.a + kNear + kLanes);
+  static_assert(kNear == 2);
+  const Taps low_taps(load(filter.a + kNear));
+  const Taps high_taps(load(filter.a + kNear + kLanes));
   Lanes low = {};
   Lanes high = {};
-  int32_t before[kNear] = {};
-  int32_t next_sums[kNear] = {};
+  int64_t nearest = 0;  // the product of the newest line for the next one
+  // The other sums for the next line, and those for the line after it.
+  int64_t next = 0;
+  int64_t after_next = 0;
+  const int64_t half = filter.shift == 0 ? 0 : int64_t{1} << (filter.shift - 1);
+  const auto [in, out, count, step] = lines;
   for (int n = 0; n < count; ++n) {
-    const int64_t sum = int64_t{next_sums[0]} + aacdec::mul_q31(filter.a[0], before[0]) +
-                        aacdec::mul_q31(filter.a[1], before[1]);
-    const int64_t line = (int64_t{in[n]} << filter.shift) - (sum << filter.exponent);
-    if (line > filter.limit || line < -filter.limit) return false;
-    out[n] = static_cast<int32_t>(line);
-    before[1] = before[0];
-    before[0] = out[n];
-    next_sums[0] = next_sums[1];
-    next_sums[1] = static_cast<int32_t>(lane(low, 0));
-    const Lanes newest = broadcast(out[n]);
-    low = moved_down(low, kLong ? high : Lanes{}) + mul_q31_limited(newest, low_taps);
-    if constexpr (kLong) high = moved_down(high, Lanes{}) + mul_q31_limited(newest, high_taps);
+    const int64_t rest = (int64_t{in[n * step]} << filter.shift) - (next << filter.exponent);
+    const int64_t line = rest - (nearest << filter.exponent);
+    if (line > limit || line < -limit) return false;
+    out[n * step] = static_cast<int32_t>((line + half) >> filter.shift);
+    const auto newest = static_cast<int32_t>(line);
+    nearest = aacdec::mul_q31(newest, filter.a[0]);
+    next = after_next;
+    after_next = int64_t{static_cast<int32_t>(lane(low, 0))} + aacdec::mul_q31(newest, filter.a[1]);
+    const Lanes value = broadcast(newest);
+    low = moved_down(low, kLong ? high : Lanes{}) + low_taps * value;
+    if constexpr (kLong) high = moved_down(high, Lanes{}) + high_taps * value;
   }
   return true;
 }
 
-bool all_pole(const AllPoleFilter& filter, const int32_t* in, int count, int32_t* out) {
+template <class Taps>
+bool run_all_pole(const AllPoleFilter& filter, const LineSequence& lines, int64_t limit) {
   bool is_long = false;
   for (int i = AllPoleFilter::kNearTaps + kLanes; i < AllPoleFilter::kTaps; ++i) is_long |= filter.a[i] != 0;
-  return is_long ? run_all_pole<true>(filter, in, count, out) : run_all_pole<false>(filter, in, count, out);
+  return is_long ? run_all_pole<Taps, true>(filter, lines, limit)
+                 : run_all_pole<Taps, false>(filter, lines, limit);
+}
+
+bool all_pole(const AllPoleFilter& filter, const LineSequence& lines) {
+  constexpr int32_t kBound = (1 << 30) - 1;
+  if (run_all_pole<BoundedTaps>(filter, lines, std::min(filter.limit, kBound))) return true;
+  return filter.limit > kBound && run_all_pole<GeneralTaps>(filter, lines, filter.limit);
 }
 
 }  // namespace

@@ -184,6 +184,36 @@ TEST(StereoTools, ApplyByBandAndSaturate) {
   }
 }
 
+// Small and large lines have products of their own; the largest exceed the limit.
+TEST(NoiseShaping, FiltersLikeTheSumOfAllTaps) {
+  std::mt19937 random(5);
+  constexpr int kCount = 100;
+  int32_t in[kCount], expected[kCount], out[kCount];
+  for (const int taps : {1, 7, 12}) {
+    AllPoleFilter filter = {{}, 1, 2, kInt32Max};
+    for (int i = 0; i < taps; ++i) filter.a[i] = static_cast<int32_t>(random()) >> 5;
+    for (const int bits : {12, 29, 31, 33}) {
+      bool fits = true;
+      int64_t y[kCount];
+      for (int n = 0; n < kCount; ++n) {
+        in[n] = static_cast<int32_t>(random()) >> (34 - bits);
+        int64_t sum = 0;
+        for (int i = 0; fits && i < std::min(n, taps); ++i)
+          sum += mul_q31(filter.a[i], static_cast<int32_t>(y[n - 1 - i]));
+        y[n] = in[n] * 4LL - sum * 2;
+        fits = fits && std::abs(y[n]) <= filter.limit;
+        expected[n] = static_cast<int32_t>((y[n] + 2) >> 2);
+      }
+      EXPECT_EQ(fits, bits < 33);
+      for (const VectorLevel level : vector_levels()) {
+        limit_vector_level(level);
+        EXPECT_EQ(core_kernels().all_pole(filter, {in, out, kCount, 1}), fits) << taps << " " << bits;
+        EXPECT_TRUE(!fits || std::ranges::equal(out, expected)) << taps << " " << bits;
+      }
+    }
+  }
+}
+
 // Runs the steepest possible predictor over full-scale lines.
 TEST(NoiseShaping, SaturatesWhereAFilterIsUnstable) {
   ChannelStream channel{};
