@@ -46,7 +46,7 @@ runs it only for \-\-seek, and also draws files that the module does not open.
 lists the boxes of a file without the module, even if the file does not open; boxes that the parser does
 not use are marked as not read.
 .B keyframes
-lists the key frames of the video, also without the module. The other commands register the module,
+lists the key frames of the video, which are its sync samples, also without the module. The other commands register the module,
 and print the registry or a completion script.
 .PP
 Results go to standard output. Messages go to standard error, one line each. Errors report
