@@ -47,7 +47,7 @@ void add_folder(Operands& operands, const std::string& folder) {
       add_failed_folder(operands, each.path, MessageCode::kFileNotReadable, "cannot be read: " + each.error);
     }
   }
-  if (found.empty())
+  if (found.empty() && !interrupted())
     add_failed_folder(operands, folder, MessageCode::kNoPlayableTrack, "has no file with a known extension");
 }
 

@@ -37,17 +37,19 @@ std::vector<std::string> worker_arguments(const Options& options) {
   return words;
 }
 
-FileVerdict failed(const std::string& file, const std::string& reason) {
-  FileVerdict verdict(file);
-  verdict.add_error({MessageCode::kModuleFailed, file, {}, reason, ""}, ExitCode::kCannotOpen,
-                    Verdict::kUnreadable);
-  return verdict;
-}
-
 FileVerdict interrupted_verdict(const std::string& file) {
   FileVerdict verdict(file);
   verdict.add_error({MessageCode::kInterrupted, file, {}, "interrupted", ""}, ExitCode::kInterrupted,
                     Verdict::kInterrupted);
+  return verdict;
+}
+
+// Of a process that failed. Ctrl-C in a terminal also ends the processes, some before they catch it.
+FileVerdict failed(const std::string& file, const std::string& reason) {
+  if (interrupted()) return interrupted_verdict(file);
+  FileVerdict verdict(file);
+  verdict.add_error({MessageCode::kModuleFailed, file, {}, reason, ""}, ExitCode::kCannotOpen,
+                    Verdict::kUnreadable);
   return verdict;
 }
 
