@@ -224,6 +224,9 @@ ExitCode KeyFrames::report_unread(uint32_t number, const KeyFrameEntry* entry, H
     break;
   }
   if (!is_in_file) return fail(ExitCode::kLoss, MessageCode::kCutOff, name + " is past the end of the file");
+  const std::string failure = entry == nullptr && walk_ ? walk_->failure() : "";
+  if (!failure.empty())
+    return fail(ExitCode::kLoss, MessageCode::kFileDamaged, failure, std::to_string(walk_->status()));
   return fail(ExitCode::kLoss, MessageCode::kKeyFrameMissing, name + " cannot be read", hresult_text(result));
 }
 

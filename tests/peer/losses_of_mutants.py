@@ -177,7 +177,7 @@ def sound_size(zdr, path):
 
 
 def main():
-    parser = argparse.ArgumentParser(usage=__doc__)
+    parser = argparse.ArgumentParser(usage=__doc__.replace("%", "%%"))
     parser.add_argument('--count', type=int, default=150)
     parser.add_argument('zdr')
     parser.add_argument('files', nargs='*', type=pathlib.Path)

@@ -201,10 +201,11 @@ std::vector<std::string> faults_of(const ParsedMovie& movie, const TrackRecord& 
     faults.emplace_back("its media data is in another file, which is not read");
   if (track.time_scale == 0) faults.emplace_back(kNoTimeScale);
   if (track.timed_runs == 0) faults.emplace_back("damaged: its time table (stts) is empty");
-  if (movie.lacks_times(track))
+  if (movie.lacks_times(track)) {
     faults.emplace_back("damaged: its time table (stts) states a duration of 0 for every sample");
-  if (movie.ends_before_duration(track) && !movie.has_fragments())
+  } else if (movie.ends_before_duration(track) && !movie.has_fragments()) {
     faults.emplace_back("damaged: its time table (stts) ends before the duration that its header states");
+  }
   if (track.has_both_sizes)
     faults.emplace_back(
         "damaged: its size table (stsz) states one size for all samples, and also lists their sizes");
