@@ -6,12 +6,40 @@
 #include <cstring>
 
 #include "aacdec/fixed/wide_lanes.h"
+#include "aacdec/sbr/high_band_lanes.h"
 #include "aacdec/sbr/ps_hybrid_lanes.h"
 #include "aacdec/sbr/ps_state.h"
 #include "aacdec/tables/ps_constants.h"
 
 namespace zdr::aacdec {
 namespace {
+
+// v to 8 v.
+[[gnu::always_inline]] inline Lanes multiples(uint32_t v) {
+  static constexpr int32_t kMasks[4][kLanes] = {{-1, 0, -1, 0, -1, 0, -1, 0},
+                                                {0, -1, -1, 0, 0, -1, -1, 0},
+                                                {0, 0, 0, -1, -1, -1, -1, 0},
+                                                {0, 0, 0, 0, 0, 0, 0, -1}};
+  Lanes sum{};
+  for (int bit = 0; bit < 4; ++bit) {
+    sum = sum + (broadcast(static_cast<int32_t>(v << bit)) & load(kMasks[bit]));
+  }
+  return sum;
+}
+
+void draw_line(int32_t* row, int count, int32_t from, int64_t step) {
+  // The fraction of the step times 32 fits 32 bits.
+  static_assert(kLineFraction + 5 < 32);
+  const auto whole = static_cast<uint32_t>(step >> kLineFraction);
+  const auto fraction = static_cast<uint32_t>(step) & ((1U << kLineFraction) - 1);
+  Lanes units = multiples(whole) + static_cast<uint32_t>(from);
+  Lanes parts = multiples(fraction);
+  for (int n = 0; n < count; n += kLanes) {
+    store(row + n, select(first_lanes(count - n), units + (parts >> kLineFraction), load(row + n)));
+    units = units + kLanes * whole;
+    parts = parts + kLanes * fraction;
+  }
+}
 
 struct StereoLanes {
   ComplexLanes left, right;

@@ -52,6 +52,7 @@ struct TransientDetector {
 // The mixing matrix of one parameter band, Q30: left and right from the signal, then left and right from its
 // copy.
 inline constexpr int kMixingEntries = 4;
+inline constexpr int kLineFraction = 20;  // bits after the point of the step between two slots
 
 struct PsSynthesisState {
   // State of the signal, carried from frame to frame.

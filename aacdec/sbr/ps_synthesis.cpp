@@ -71,17 +71,8 @@ std::array<int32_t, kMixingEntries> mixing_of(const PsFrame& frame, int envelope
 
 // Interpolates linearly from `from`, reached before slot `first`, to `to`, reached at slot `end` - 1.
 void interpolate_line(int32_t* row, int first, int end, int32_t from, int32_t to) {
-  if (from == to) {
-    std::fill(row + first, row + end, to);
-    return;
-  }
-  constexpr int kFraction = 20;
-  const int64_t step = (int64_t{to} - from) * (1 << kFraction) / (end - first);
-  int64_t value = int64_t{from} << kFraction;
-  for (int slot = first; slot < end; ++slot) {
-    value += step;
-    row[slot] = static_cast<int32_t>(value >> kFraction);
-  }
+  const int64_t step = (int64_t{to} - from) * (1 << kLineFraction) / (end - first);
+  sbr_kernels().draw_line(row + first, end - first, from, step);
 }
 
 void interpolate_mixing(const PsFrame& frame, int band, PsSynthesisState& ps) {
@@ -97,8 +88,9 @@ void interpolate_mixing(const PsFrame& frame, int band, PsSynthesisState& ps) {
     }
     first = std::max(first, end);
   }
+  if (first == kQmfSlots) return;
   for (int i = 0; i < kMixingEntries; ++i) {
-    std::fill(ps.mixing_rows_q30[band][i] + first, ps.mixing_rows_q30[band][i] + kQmfSlots, reached[i]);
+    interpolate_line(ps.mixing_rows_q30[band][i], first, kQmfSlots, reached[i], reached[i]);
   }
 }
 

@@ -69,6 +69,9 @@ struct SbrKernels {
   void (*measure_energies)(const QmfMatrix& bands, int band_end, PsSynthesisState& ps);
   // Fills ps.decorrelated.
   void (*decorrelate)(const QmfMatrix& bands, PsSynthesisState& ps);
+  // row[i] = from + (i + 1) * step / 2^kLineFraction, rounded down, for i below `count`. Up to 7 values after
+  // them are read.
+  void (*draw_line)(int32_t* row, int count, int32_t from, int64_t step);
   // Writes the left channel to `bands` and the right one to ps.right.
   void (*mix_channels)(PsSynthesisState& ps, int band_end, QmfMatrix& bands);
 };

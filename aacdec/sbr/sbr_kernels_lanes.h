@@ -13,8 +13,8 @@ namespace zdr::aacdec {
 namespace {
 
 constexpr SbrKernels kCompiledSbrKernels = {
-    analyse,     synthesise,       patch,       correlate,   measure_energy, apply_gain, apply_gain_and_noise,
-    split_bands, measure_energies, decorrelate, mix_channels};
+    analyse,     synthesise,       patch,       correlate, measure_energy, apply_gain, apply_gain_and_noise,
+    split_bands, measure_energies, decorrelate, draw_line, mix_channels};
 
 }  // namespace
 }  // namespace zdr::aacdec
