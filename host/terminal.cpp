@@ -193,11 +193,16 @@ void print_line_to_terminal(std::string_view line) {
   std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
 }
 
+void clear_progress() {
+  const std::lock_guard lock(line_mutex);
+  clear_line();
+  std::fflush(stderr);
+}
+
 ProgressLine::ProgressLine(bool enabled) : enabled_(enabled && can_rewrite_lines()), begun_ms_(now_ms()) {}
 
 ProgressLine::~ProgressLine() {
-  const std::lock_guard lock(line_mutex);
-  clear_line();
+  clear_progress();
 }
 
 std::optional<int64_t> ProgressLine::due_ms() {

@@ -37,6 +37,9 @@ bool stdout_reader_gone();
 // Takes no memory.
 void print_line_to_terminal(std::string_view line);
 
+// Clears a visible progress line, for output on the same terminal; its next update shows it again.
+void clear_progress();
+
 // A position within a range of media time, in 100 ns units. An end at or before the beginning means that it
 // is unknown.
 struct MediaProgress {

@@ -54,6 +54,16 @@ std::filesystem::path picture_path(const Options& options, uint32_t number, cons
   return output_path(options.output, stem + ".keyframe" + std::to_string(number) + extension);
 }
 
+// Of the longest track; nothing if a header does not state it.
+std::optional<int64_t> end_of(const MovieRecord& movie) {
+  int64_t end = 0;
+  for (const TrackRecord& track : movie.tracks) {
+    if (track.duration == 0 || track.duration >= UINT32_MAX || track.time_scale == 0) return std::nullopt;
+    end = std::max(end, static_cast<int64_t>(track.duration * kUnitsPerSecond / track.time_scale));
+  }
+  return end;
+}
+
 bool write_picture(Output& output, StreamWriter& writer, Bytes frame) {
   return output.open() && writer.begin(output) && writer.write(output, frame) && writer.finish(output) &&
          output.commit();
@@ -148,6 +158,8 @@ ExitCode KeyFrames::extract_numbered(IBaseFilter& filter) {
 }
 
 ExitCode KeyFrames::extract_at(IBaseFilter& filter, int64_t time_100ns) {
+  if (const auto end = end_of(movie_->record()); end && time_100ns >= *end)
+    return messages_.report(file_, diagnose_past_end("--at", *end));
   std::optional<KeyFrameEntry> found;
   std::optional<KeyFrameEntry> entry = walk_->next();
   for (; entry && entry->time_100ns <= time_100ns; entry = walk_->next()) found = entry;
@@ -290,6 +302,7 @@ void KeyFrames::write(JsonWriter& json, ExitCode code) const {
 
 ExitCode run_keyframe(const Options& options, std::ostream& out) {
   Messages messages(options.quiet);
+  if (options.output == "-" && refuse_terminal(messages)) return ExitCode::kCannotWrite;
   KeyFrames key_frames(options, messages, out);
   const ExitCode code = report_memory(options.files.front(), messages, [&] { return key_frames.extract(); });
   if (options.json) {

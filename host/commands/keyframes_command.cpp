@@ -54,6 +54,7 @@ ExitCode KeyFrameList::list() {
   const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file_);
   if (movie == nullptr) {
     if (const auto refused = diagnose_access(file_, "")) return messages_.report(file_, *refused);
+    if (const auto unknown = diagnose_extension(file_, "")) return messages_.report(file_, *unknown);
     return fail(ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, "has no video track");
   }
   if (!movie->is_open()) return messages_.report(file_, diagnose_parse(file_, *movie));

@@ -12,6 +12,7 @@
 #include "host/memory.h"
 #include "host/terminal.h"
 #include "host/writers/output_file.h"
+#include "host/writers/standard_output.h"
 
 namespace zdr::host {
 namespace {
@@ -225,11 +226,8 @@ ExitCode play_files(const Options& options, JsonReport& report, std::ostream& ou
 
 ExitCode run_play(const Options& options, std::ostream& out) {
   catch_interrupts();
-  if (uses_standard_output(options) && stdout_is_terminal()) {
-    Messages(options.quiet)
-        .error({MessageCode::kOutputRefused, "", {}, "standard output is a terminal; redirect it", ""});
+  if (Messages messages(options.quiet); uses_standard_output(options) && refuse_terminal(messages))
     return ExitCode::kCannotWrite;
-  }
   JsonReport report(out, options);
   const std::string folder_error =
       uses_standard_output(options) ? std::string() : create_folder(options.output);

@@ -86,11 +86,14 @@ ExitCode verify(const Options& options, const std::string& hash, DigestManifest*
   Options expanded = options;
   expanded.files = operands.files;
   expanded.hash = hash;
-  limit_memory(expanded.files);
+  std::vector<std::string> named = operands.files;
+  if (manifest != nullptr) named.push_back(options.against);
+  limit_memory(named);
   ProgressLine progress(!options.quiet);
   const auto watch = [&] { return !interrupted() && !out.fail(); };
   verify_files(expanded, watch, [&](FileVerdict file) {
     if (comparison) comparison->compare(file);
+    if (stdout_is_terminal()) clear_progress();
     report.add(file);
     progress.update("verify", report.files(), all);
   });
@@ -99,6 +102,7 @@ ExitCode verify(const Options& options, const std::string& hash, DigestManifest*
   if (comparison && !interrupted()) {
     for (const FileVerdict& each : comparison->missing()) report.add(each);
   }
+  if (stdout_is_terminal()) clear_progress();
   const ExitCode worst = report.finish(not_begun);
   if (!interrupted()) return worst;
   Messages(options.quiet).error({MessageCode::kInterrupted, "", {}, "interrupted after " + done, ""});
@@ -112,10 +116,17 @@ ExitCode run_verify(const Options& options, std::ostream& out) {
   if (options.against.empty()) return verify(options, options.hash, nullptr, out);
   DigestManifest manifest;
   Messages messages(options.quiet);
-  if (const ExitCode read = manifest.read(options.against, messages); read != ExitCode::kDone) return read;
+  limit_memory({options.against});
+  const ExitCode read =
+      report_memory(options.against, messages, [&] { return manifest.read(options.against, messages); });
+  if (read != ExitCode::kDone) return read;
   const std::string hash = manifest.kind() == DigestKind::kMd5 ? "md5" : "sha256";
   if (options.hash.empty() || options.hash == hash) return verify(options, hash, &manifest, out);
-  messages.error({MessageCode::kUsage, options.against, {}, "has digests of --hash " + hash, ""});
+  messages.error({MessageCode::kUsage,
+                  options.against,
+                  {},
+                  "has digests of --hash " + hash + ", and so cannot be compared with --hash " + options.hash,
+                  ""});
   return ExitCode::kUsage;
 }
 

@@ -200,8 +200,7 @@ int64_t SourcePlayer::segment_start(const PinEntry& pin) {
 ExitCode SourcePlayer::refuse_past_end(int64_t time, const char* option) {
   const int64_t end = duration();
   if (end <= 0 || time < end) return ExitCode::kDone;
-  const std::string reason = std::string(option) + " is past the end (" + format_time(end) + ")";
-  return messages_.report(file_, {ExitCode::kNotSupported, MessageCode::kRangeNotPlayable, {}, reason, ""});
+  return messages_.report(file_, diagnose_past_end(option, end));
 }
 
 ExitCode SourcePlayer::seek(const PlayRange& range) {

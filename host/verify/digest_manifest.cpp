@@ -11,6 +11,7 @@
 namespace zdr::host {
 namespace {
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::array<std::pair<char, char>, 3> kEscapes{{{'\\', '\\'}, {'\n', 'n'}, {'\r', 'r'}}};
 
 std::string escaped(const std::string& name) {
@@ -47,21 +48,25 @@ std::string manifest_line(const std::string& digest, const std::string& name) {
   return (text == name ? "" : "\\") + digest + "  " + text;
 }
 
-bool DigestManifest::add(std::string_view line) {
+const char* DigestManifest::add(std::string_view line) {
+  constexpr const char* kForm =
+      "expected a digest (32 hexadecimal digits of MD5 or 64 of SHA-256, the same kind in all lines), two "
+      "spaces and a name";
   const bool is_escaped = line.starts_with('\\');
   if (is_escaped) line.remove_prefix(1);
   const size_t digits = std::min(line.find_first_not_of("0123456789abcdefABCDEF"), line.size());
   const auto kind = digest_kind_of_length(digits);
   const std::string_view rest = line.substr(digits);
-  if (!kind || rest.size() < 3 || rest[0] != ' ' || (rest[1] != ' ' && rest[1] != '*')) return false;
-  if (!entries_.empty() && kind != kind_) return false;
+  if (!kind || rest.size() < 3 || rest[0] != ' ' || (rest[1] != ' ' && rest[1] != '*')) return kForm;
+  if (!entries_.empty() && kind != kind_) return kForm;
   kind_ = *kind;
   std::string digest(line.substr(0, digits));
   std::ranges::transform(digest, digest.begin(),
                          [](char c) { return c >= 'A' && c <= 'F' ? static_cast<char>(c | 0x20) : c; });
   const std::string_view name = rest.substr(2);
-  entries_[is_escaped ? unescaped(name) : std::string(name)] = {std::move(digest), false};
-  return true;
+  const auto [entry, is_new] =
+      entries_.try_emplace(is_escaped ? unescaped(name) : std::string(name), Entry{digest, false});
+  return is_new || entry->second.digest == digest ? nullptr : "contradicts an earlier line for the same name";
 }
 
 ExitCode DigestManifest::read(const std::string& file, Messages& messages) {
@@ -71,12 +76,12 @@ ExitCode DigestManifest::read(const std::string& file, Messages& messages) {
   uint64_t number = 1;
   for (; std::getline(in, line); ++number) {
     if (line.ends_with('\r')) line.pop_back();  // of a text file of another system
-    if (line.empty() || line[0] == '#' || add(line)) continue;
-    messages.error(
-        {MessageCode::kFileDamaged, file, Place::line(number),
-         "is not a digest (32 digits of MD5 or 64 of SHA-256, the same in all lines), two spaces and a name",
-         ""});
-    return ExitCode::kCannotOpen;
+    if (number == 1 && line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
+    if (line.find_first_not_of(" \t") == std::string::npos || line[0] == '#') continue;
+    if (const char* const fault = add(line)) {
+      messages.error({MessageCode::kFileDamaged, file, Place::line(number), fault, ""});
+      return ExitCode::kCannotOpen;
+    }
   }
   if (in.eof() && !entries_.empty()) return ExitCode::kDone;
   const std::string reason =

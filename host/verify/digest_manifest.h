@@ -34,7 +34,8 @@ class DigestManifest {
     bool is_seen = false;
   };
 
-  bool add(std::string_view line);
+  // Returns what is wrong with the line, or null.
+  const char* add(std::string_view line);
 
   std::map<std::string, Entry> entries_;
   DigestKind kind_ = DigestKind::kSha256;

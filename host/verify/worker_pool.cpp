@@ -57,6 +57,7 @@ struct Worker {
   WorkerProcess process;
   size_t file = 0;  // index of the one that it verifies
   bool is_busy = false;
+  bool is_usable = true;
   std::string received;  // of its answer
 };
 
@@ -78,7 +79,7 @@ class Pool {
   void run(const std::function<bool()>& watch) {
     while (reported_ < files_.size() && watch()) {
       for (Worker& worker : workers_) {
-        while (!worker.is_busy && has_next()) assign(worker);
+        while (worker.is_usable && !worker.is_busy && has_next()) assign(worker);
       }
       collect();
       report_finished();
@@ -87,11 +88,12 @@ class Pool {
   }
 
  private:
-  // After an interruption: the verdicts that waited for an earlier file, and the files that are being
+  // The verdicts that waited for an earlier file and, after an interruption, the files that are being
   // verified.
   void report_rest() {
     for (const Worker& worker : workers_) {
-      if (worker.is_busy) finished_.emplace(worker.file, interrupted_verdict(files_[worker.file]));
+      if (worker.is_busy && interrupted())
+        finished_.emplace(worker.file, interrupted_verdict(files_[worker.file]));
     }
     for (auto& [index, verdict] : finished_) report_(std::move(verdict));
   }
@@ -107,6 +109,12 @@ class Pool {
     worker.is_busy = error == 0;
     if (error == 0) return;
     worker.process.end();
+    // Where no further process can be started, those that are running verify the file.
+    if (std::ranges::any_of(workers_, [](const Worker& other) { return other.process.is_running(); })) {
+      worker.is_usable = false;
+      --next_;
+      return;
+    }
     finished_.emplace(worker.file,
                       failed(name, std::string("cannot be passed to a process: ") + std::strerror(error)));
   }

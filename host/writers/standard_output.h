@@ -3,6 +3,8 @@
 
 #include <ostream>
 
+#include "host/messages.h"
+#include "host/terminal.h"
 #include "host/writers/output.h"
 
 namespace zdr::host {
@@ -28,5 +30,12 @@ class StandardOutput final : public Output {
   std::ostream& out_;
   uint64_t size_ = 0;
 };
+
+// Media must not reach a terminal: true, with an error, if standard output is one.
+inline bool refuse_terminal(Messages& messages) {
+  if (!stdout_is_terminal()) return false;
+  messages.error({MessageCode::kOutputRefused, "", {}, "standard output is a terminal; redirect it", ""});
+  return true;
+}
 
 }  // namespace zdr::host

@@ -99,6 +99,8 @@ std::vector<MovieDescription> movies_with_notes() {
   movies.push_back({.tracks = {avc_track(1), with_header(sound, tkhd({.track_id = 1}))}});
   movies.push_back(
       {.tracks = {with_header(sound, Bytes{}), with_header(avc_track(1), tkhd({.track_id = 0}))}});
+  for (const std::vector<Edit>& edits : {std::vector<Edit>{{50, -1}}, {{50, -1}, {190, 80}}})
+    movies.push_back({.tracks = {with_edits(sound, edits)}});
   return movies;
 }
 

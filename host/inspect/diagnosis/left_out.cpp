@@ -39,7 +39,7 @@ std::string rate_text(double rate) {
 // Describes the edits that are not applied; empty if the edits show the whole media.
 std::string edits_text(const ParsedMovie& movie, const TrackRecord& track) {
   const EditRecord& edits = track.edits;
-  if (edits.count == 0) return {};
+  if (edits.count == 0) return edits.delay == 0 ? "" : "it shows none of the media, all of which is played";
   if (edits.is_wide) return "its edits have 64-bit times, which are not read";
   if (edits.count > 1)
     return "its " + std::to_string(edits.count) + " edits are ignored: all media is played as stored";

@@ -20,6 +20,7 @@
 #include "host/inspect/iso/box_headers.h"
 #include "host/inspect/iso/parser_status.h"
 #include "host/messages.h"
+#include "host/text/time_text.h"
 #include "host/text/wide_text.h"
 
 namespace zdr::host {
@@ -122,6 +123,20 @@ std::optional<Diagnosis> diagnose_before_open(const std::string& file) {
   return Diagnosis{ExitCode::kCannotOpen, MessageCode::kFileNotSeekable, {}, kPipe, ""};
 }
 
+std::optional<Diagnosis> diagnose_extension(const std::string& file, const std::string& status) {
+  if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_NONE) return std::nullopt;
+  return Diagnosis{ExitCode::kNotSupported,
+                   MessageCode::kFileTypeUnknown,
+                   {},
+                   "unknown extension (it decides how the file is read); known: " + known_extensions(),
+                   status};
+}
+
+Diagnosis diagnose_past_end(const char* option, int64_t end_100ns) {
+  const std::string reason = std::string(option) + " is past the end (" + format_time(end_100ns) + ")";
+  return {ExitCode::kNotSupported, MessageCode::kRangeNotPlayable, {}, reason, ""};
+}
+
 Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
   const std::string status = std::to_string(movie.status());
   if (const auto refused = diagnose_access(file, status)) return *refused;
@@ -143,14 +158,8 @@ Diagnosis diagnose_failed_open(const std::string& file, int32_t load_result) {
   const std::string status = FAILED(load_result) ? hresult_text(load_result) : "";
   if (const auto failure = take_read_failure(ExitCode::kCannotOpen)) return *failure;
   if (const auto refused = diagnose_access(file, status)) return *refused;
+  if (const auto unknown = diagnose_extension(file, status)) return *unknown;
   const mp4source::SourceKind kind = mp4source::source_kind_of(file);
-  if (kind == mp4source::SOURCE_KIND_NONE) {
-    return {ExitCode::kNotSupported,
-            MessageCode::kFileTypeUnknown,
-            {},
-            "unknown extension (it decides how the file is read); known: " + known_extensions(),
-            status};
-  }
   std::error_code ignored;
   if (std::filesystem::file_size(file, ignored) == 0)
     return {ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "is empty", status};

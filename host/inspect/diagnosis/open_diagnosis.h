@@ -27,6 +27,12 @@ Diagnosis diagnose_unplayable(const ParsedMovie& movie);
 // Why a movie that opened has no video track whose pictures can be located.
 Diagnosis diagnose_missing_video(const ParsedMovie& movie);
 
+// A name whose extension does not decide how the file is read.
+std::optional<Diagnosis> diagnose_extension(const std::string& file, const std::string& status);
+
+// A time that `option` requested is not before the end.
+Diagnosis diagnose_past_end(const char* option, int64_t end_100ns);
+
 // `movie` is a file that did not open.
 Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie);
 

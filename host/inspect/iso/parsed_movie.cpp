@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <span>
 #include <system_error>
@@ -208,13 +210,21 @@ OpenTrack ParsedMovie::open_track(uint32_t id, int32_t& status, uint32_t cache_b
   return OpenTrack(track);
 }
 
+// True if the file cannot be opened for another reason than exhausted memory or handles. The system opens
+// folders.
+static bool is_refused(const std::string& file) {
+  std::error_code code;
+  if (!std::filesystem::is_regular_file(file, code)) return true;
+  errno = 0;
+  return !std::ifstream(file).is_open() && errno != ENOMEM && errno != EMFILE && errno != ENFILE;
+}
+
 std::unique_ptr<const ParsedMovie> parse_iso_media(const std::string& file, const P3gppBoxVisitor* observer) {
   if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4) return nullptr;
   auto movie = std::make_unique<const ParsedMovie>(file, observer);
   // Here the parser reports exhausted memory or handles with this status only. Without the movie, the notes
   // on what is left out would be missing silently.
-  std::error_code code;
-  if (movie->status() == P3GPP_ERR_OPEN && std::filesystem::exists(file, code)) throw_exhausted();
+  if (movie->status() == P3GPP_ERR_OPEN && !is_refused(file)) throw_exhausted();
   return movie;
 }
 

@@ -36,7 +36,7 @@ uint64_t UnitLookup::decoding_time(uint32_t number) {
 uint64_t UnitLookup::composition_time(uint32_t number) {
   Times times;
   is_usable_ = is_usable_ && read(number, times);
-  return times.composition - shift_.decoding;
+  return times.composition;
 }
 
 }  // namespace zdr::host

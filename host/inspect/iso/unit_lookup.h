@@ -35,7 +35,7 @@ class UnitLookup {
 
   P3gppTrack* track_;
   uint32_t units_;
-  Times shift_;  // of the first unit: the parser adds the shift to every time
+  Times shift_;  // of the first unit: the parser adds the shift to every decoding time
   bool is_usable_ = false;
 };
 
