@@ -14,11 +14,12 @@ constexpr int32_t kDocumented[] = {0,     -6001, -6002, -6003, -6005, -6008, -60
                                    -7041, -7042, -7043, -7044, -7045, -7046, -7047, -7050, -7055, -7060};
 
 constexpr int32_t kBatchDiffers = 1;
+constexpr uint32_t kBatch = 100;
 
 class Exercise {
  public:
   Exercise(const FMGR_Descriptor& descriptor, FMGR_Context* context, uint32_t sample_limit)
-      : sample_limit_(sample_limit) {
+      : descriptor_(descriptor), context_(context), sample_limit_(sample_limit) {
     result.statuses.reserve(10000);
     P3gppOpenError error;
     const P3gppBoxVisitor visitor{this, touch_box, touch_field};
@@ -98,32 +99,41 @@ class Exercise {
     if (note(P3GPP_OpenTrack(file_, &track, id, 8192)) != P3GPP_OK) return;
     play(track, sample_count);
     note(P3GPP_CloseTrack(track));
-    compare_batch(id, sample_count);
+    // With a small limit the caller makes calls fail, which would strike one of the two ways.
+    if (sample_limit_ >= kBatch) compare_batch(id, sample_count);
   }
 
-  // Samples that are located together must be those that are located one by one.
+  // Samples that are located together must be those that are located one by one. Each way has a file of its
+  // own, because times depend on earlier lookups in the same file.
   void compare_batch(uint32_t id, uint32_t sample_count) {
-    P3gppTrack* batched = nullptr;
-    P3gppTrack* single = nullptr;
-    if (note(P3GPP_OpenTrack(file_, &batched, id, 8192)) == P3GPP_OK &&
-        note(P3GPP_OpenTrack(file_, &single, id, 8192)) == P3GPP_OK) {
-      std::vector<P3gppSample> batch(std::min(sample_limit_, 100u));
-      batch[0].number = 1 + sample_count / 3;
-      P3gppSample one = batch[0];
-      uint32_t located = 0;
-      const int32_t status =
-          note(P3GPP_LocateSamples(batched, batch.data(), uint32_t(batch.size()), &located));
-      int32_t expected = P3GPP_OK;
-      bool equal = true;
-      for (uint32_t i = 0; i < batch.size() && expected == P3GPP_OK; ++i, ++one.number) {
-        expected = P3GPP_ReadSample(single, &one);
-        equal = equal && (expected == P3GPP_OK) == (i < located) &&
-                (expected != P3GPP_OK || location_of(one) == location_of(batch[i]));
-      }
-      if (!equal || status != expected) result.undocumented_status = kBatchDiffers;
+    P3gppFile* files[2] = {};
+    P3gppTrack* tracks[2] = {};
+    bool are_open = true;
+    for (int i = 0; i < 2; ++i) {
+      are_open = are_open && note(P3GPP_Open(&files[i], &descriptor_, context_)) == P3GPP_OK &&
+                 note(P3GPP_OpenTrack(files[i], &tracks[i], id, 8192)) == P3GPP_OK;
     }
-    if (batched != nullptr) P3GPP_CloseTrack(batched);
-    if (single != nullptr) P3GPP_CloseTrack(single);
+    if (are_open && !are_batches_equal(tracks[0], tracks[1], 1 + sample_count / 3))
+      result.undocumented_status = kBatchDiffers;
+    for (int i = 0; i < 2; ++i) {
+      if (tracks[i] != nullptr) P3GPP_CloseTrack(tracks[i]);
+      if (files[i] != nullptr) P3GPP_Close(files[i]);
+    }
+  }
+  bool are_batches_equal(P3gppTrack* batched, P3gppTrack* single, uint32_t first) {
+    std::vector<P3gppSample> batch(kBatch);
+    batch[0].number = first;
+    P3gppSample one = batch[0];
+    uint32_t located = 0;
+    const int32_t status =
+        note(P3GPP_LocateSamples(batched, batch.data(), static_cast<uint32_t>(batch.size()), &located));
+    int32_t expected = P3GPP_OK;
+    for (uint32_t i = 0; i < batch.size() && expected == P3GPP_OK; ++i, ++one.number) {
+      expected = P3GPP_ReadSample(single, &one);
+      if ((expected == P3GPP_OK) != (i < located)) return false;
+      if (expected == P3GPP_OK && location_of(one) != location_of(batch[i])) return false;
+    }
+    return status == expected;
   }
   static std::array<uint64_t, 6> location_of(const P3gppSample& sample) {
     return {sample.number,        sample.size,
@@ -188,6 +198,8 @@ class Exercise {
     note(P3GPP_IsSyncSample(track, number, &is_sync));
   }
 
+  const FMGR_Descriptor& descriptor_;
+  FMGR_Context* context_;
   P3gppFile* file_ = nullptr;
   uint32_t sample_limit_;
   std::vector<uint8_t> buffer_ = std::vector<uint8_t>(1 << 16);
