@@ -82,7 +82,7 @@ template <class Escapes>
 #pragma GCC unroll 4
     for (int i = 0; i < kSkipLookups; ++i) {
       if (count <= 0) break;
-      const HuffmanSkip skip = skips[bits.window() >> (64 - kSkipBits)];
+      const HuffmanSkip skip = skips[static_cast<size_t>(bits.window() >> (64 - kSkipBits))];
       if (skip.words() <= std::min(count, HuffmanSkip::kMostWords)) [[likely]] {
         bits.consume(skip.length());
         count -= skip.words();

@@ -176,7 +176,7 @@ void expect_reference(const Kind& kind, uint32_t number) {
     std::vector<Pcm> cores{core[0].frame()};
     if (pair) cores.push_back(core[1].frame());
     for (size_t i = 0; kind.loud && i < 1024; ++i) {
-      cores[0][i] = static_cast<int16_t>(i / (2 << number % 6) % 2 * 65535 - 32768);
+      cores[0][i] = static_cast<int16_t>(i / (size_t{2} << number % 6) % 2 * 65535 - 32768);
     }
     const int fade = kind.fades[at % std::strlen(kind.fades)] - '0';
     const double worst = comparison.decode(frame, cores, fade);

@@ -46,8 +46,9 @@ BitWriter bands(int max_sfb) {
 const BitWriter kCodedSce = BitWriter{{kSce, 3}, {0, 4}} + channel_of_one_band(100, 1);
 const BitWriter kZeros = quad(0, 0, 0, 0);
 
-BitWriter tns_of_order(int order) {
-  return bands(0) + BitWriter{{0, 1}, {1, 1}, {1, 2}, {0, 1}, {9, 6}}.put(order, 5).put(0, 2 + 3 * order + 1);
+BitWriter tns_of_order(uint64_t order) {
+  return bands(0) + BitWriter{{0, 1}, {1, 1}, {1, 2}, {0, 1}, {9, 6}}.put(order, 5).put(
+                        0, static_cast<int>(2 + 3 * order + 1));
 }
 
 struct BlockCase {
@@ -121,7 +122,7 @@ TEST(RawDataBlock, KeptTagsStayBoundAcrossBlocksExceptForPairs) {
   EXPECT_EQ(parser.parse(silent_sce(5)), 0);
   EXPECT_EQ(parser.parse(silent_sce(3) + silent_sce(5)), 2);
   EXPECT_EQ(parser.parse(silent_sce(5)), 0);
-  for (const uint64_t tag : {0, 9, 3}) EXPECT_EQ(parser.parse(silent_cpe(tag)), 2);
+  for (const uint64_t tag : {0u, 9u, 3u}) EXPECT_EQ(parser.parse(silent_cpe(tag)), 2);
 }
 
 TEST(RawDataBlock, PulsesIncreaseMagnitudesAndMakeZerosNegative) {
