@@ -101,8 +101,8 @@ constexpr const char* kPicture = R"(.SH PICTURE
 writes \fISTEM\fR.svg, a picture without scripts that browsers show, from top to bottom:
 .TP
 .B Byte map
-the boxes of the file to scale, and for each track the parts of the file that belong to it; hatched: media data in no
-track, and bytes in no box.
+the boxes of the file to scale, and for each track the parts of the file that belong to it; hatched: media data that
+no track uses, and bytes outside all boxes.
 .TP
 .B Seek
 with \-\-seek: for each pin the first sample that is delivered, the preroll, and the first sample that is shown.
@@ -114,7 +114,7 @@ where each track has its data at each time, and so how the tracks are interleave
 bit rate, key frames, and the least, the mean and the largest size of the access units. The peak second is
 the one with most bits, counted in whole seconds from the first access unit on, as in \fBinfo \-\-full\fR.
 .PP
-Times are decoding times. Faults of boxes and tables are listed, and marked where they are; damage inside of access units
+Times are decoding times. Faults of boxes and tables are listed, and marked where they are; damage inside access units
 is not, \fBverify\fR finds it. At most eight tracks are drawn.
 )";
 
@@ -132,9 +132,9 @@ clip.mp4:Video0, with the file as given or found; it is \fIFILE\fR:\fIPIN\fR.pcm
 decoded for the digest (\-\-decode). The digest covers all access units in order, without the size tables
 of AAC samples; for an AAC file it covers the PCM.
 .B \-\-against
-reads such lines and ignores those that begin with #. A stream that it does not have is noted.
+reads such lines and ignores those that begin with #. A stream that the manifest lacks is noted.
 .PP
-In a folder, all files with known extensions are verified, sorted by name, also those in subfolders. Links
+In a folder, all files with known extensions are verified, sorted by name, including those in subfolders. Links
 to folders are not followed.
 )";
 
@@ -232,7 +232,7 @@ output format above. Text tracks are not read.
 .IP \(bu 2
 Edit lists are not applied, so priming is not trimmed, unless \fB\-\-trim\fR is given; a list of several
 edits never is. But an empty edit at the start delays a track; media that this moves past the end of the
-track are not played.
+track is not played.
 .IP \(bu 2
 Of an AAC file, the last one to three frames are not read, and parametric stereo is not used. Of a speech
 file, the last frame is not delivered if it would be a media sample of its own.

@@ -61,10 +61,14 @@ void print_reads(std::ostream& out, const SeekExplanation& seek) {
   for (const ReadGroup& group : seek.groups) {
     out << "    ";
     if (group.table.empty()) {
-      out << "outside the tables";
+      out << "media data and boxes";
     } else {
-      out << group.table << " of " << (group.pin.empty() ? "another track" : group.pin) << ", "
-          << (group.first_entry == group.last_entry ? "entry " : "entries ") << group.first_entry;
+      out << group.table << " of " << (group.pin.empty() ? "another track" : group.pin);
+      if (group.reads == 0) {
+        out << ": in memory since the file was opened\n";
+        continue;
+      }
+      out << ", " << (group.first_entry == group.last_entry ? "entry " : "entries ") << group.first_entry;
       if (group.first_entry != group.last_entry) out << " to " << group.last_entry;
     }
     out << ": " << counted(group.reads, "read") << ", " << counted(group.bytes, "byte") << "\n";
@@ -98,8 +102,10 @@ void write_group(JsonWriter& json, const ReadGroup& group) {
   if (!group.pin.empty()) json.member("pin", group.pin);
   if (!group.table.empty()) {
     json.member("table", group.table);
-    json.member("first_entry", group.first_entry);
-    json.member("last_entry", group.last_entry);
+    if (group.reads != 0) {
+      json.member("first_entry", group.first_entry);
+      json.member("last_entry", group.last_entry);
+    }
   }
   json.member("reads", group.reads);
   json.member("bytes", group.bytes);

@@ -37,7 +37,14 @@ std::string text_of(Number number) {
   return number ? std::to_string(*number) : "-";
 }
 
+// "1.023 s"; "1024/44100 s" if it is not a whole number of milliseconds.
 std::string seconds(uint64_t units, uint64_t time_scale) {
+  constexpr uint64_t kMilliseconds = 1000;
+  if (time_scale != 0 && units <= UINT64_MAX / kMilliseconds && units * kMilliseconds % time_scale == 0) {
+    const uint64_t time = units * kMilliseconds / time_scale;
+    const std::string fraction = std::to_string(kMilliseconds + time % kMilliseconds).substr(1);
+    return std::to_string(time / kMilliseconds) + "." + fraction + " s";
+  }
   return std::to_string(units) + "/" + std::to_string(time_scale) + " s";
 }
 

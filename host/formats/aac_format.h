@@ -41,7 +41,7 @@ Bytes first_aac_unit(Bytes sample);
 
 // What is wrong with a sample or a unit that cannot be decoded.
 inline constexpr const char* kAacTableDamage = "size table does not match its sample";
-inline constexpr const char* kAacUnitDamage = "access unit that cannot be decoded";
+inline constexpr const char* kAacUnitDamage = "cannot be decoded";
 
 // The media sample of up to kAacUnitsPerSample units.
 std::vector<uint8_t> join_aac_units(std::span<const Bytes> units);

@@ -92,7 +92,8 @@ inline double to_seconds(int64_t time_100ns) {
 struct Fault {
   std::string text{};
   std::optional<uint64_t> offset{};  // where it is in the file
-  bool is_loss = true;               // media are missing
+  bool is_loss = true;               // media are missing, which the gathering has yet to report
+  MessageCode code = MessageCode::kFileDamaged;
 };
 
 // What is missing of a track.

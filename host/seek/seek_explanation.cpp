@@ -40,6 +40,7 @@ class Explainer {
     explanation_.reads = trace.count();
     explanation_.bytes = trace.bytes();
     for (const ReadTrace::Read& read : trace.reads()) add_read(read);
+    for (const SampleTable& table : tables_.tables()) add_cached(table);
     const auto is_table = [](const ReadGroup& group) { return !group.table.empty(); };
     std::stable_partition(explanation_.groups.begin(), explanation_.groups.end(), is_table);
   }
@@ -92,10 +93,21 @@ class Explainer {
     merge(group);
   }
 
-  void merge(const ReadGroup& read) {
-    const auto known = std::ranges::find_if(explanation_.groups, [&](const ReadGroup& group) {
-      return group.pin == read.pin && group.table == read.table;
+  // Delivering a sample takes entries of all tables of its track, which are in the cache if none was read.
+  void add_cached(const SampleTable& table) {
+    const ReadGroup group{.pin = pin_of(table), .table = table.type};
+    if (!group.pin.empty() && find_group(group) == explanation_.groups.end())
+      explanation_.groups.push_back(group);
+  }
+
+  std::vector<ReadGroup>::iterator find_group(const ReadGroup& sought) {
+    return std::ranges::find_if(explanation_.groups, [&](const ReadGroup& group) {
+      return group.pin == sought.pin && group.table == sought.table;
     });
+  }
+
+  void merge(const ReadGroup& read) {
+    const auto known = find_group(read);
     if (known == explanation_.groups.end()) {
       explanation_.groups.push_back(read);
       return;

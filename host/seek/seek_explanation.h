@@ -26,7 +26,7 @@ struct PinSeek {
   std::optional<UnitChoice> choice;
 };
 
-// Reads of one table, or of the rest of the file.
+// Reads of one table, or of the rest of the file. None if the table was in a cache since the file was opened.
 struct ReadGroup {
   std::string pin;    // whose track has the table; empty for the rest
   std::string table;  // "stts"; empty for the rest
@@ -39,7 +39,7 @@ struct ReadGroup {
 struct SeekExplanation {
   int64_t target = 0;
   std::vector<PinSeek> pins;
-  // The tables first. A table without reads was not needed, or was in a cache since the file was opened.
+  // The tables first.
   std::vector<ReadGroup> groups;
   uint64_t reads = 0;
   uint64_t bytes = 0;

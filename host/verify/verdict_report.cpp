@@ -5,6 +5,7 @@
 #include <iterator>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "host/terminal.h"
 #include "host/text/decoded_text.h"
@@ -23,10 +24,16 @@ std::string line_of(const StreamVerdict& stream, const DamagedUnit& unit) {
          format_time(unit.time) + ", offset " + std::to_string(unit.offset) + ": " + unit.reason;
 }
 
-// "lost: Video0: delivered only ...". The reason may begin with the same word.
+// "lost: Video0: delivered only ...". A reason of its own need not say again that it is damage.
 std::string line_of(const FileVerdict& verdict) {
   const std::string word(word_of(verdict.verdict));
-  const std::string reason = verdict.errors.empty() ? "" : text_of(verdict.errors.front());
+  std::string reason;
+  if (!verdict.errors.empty()) {
+    Message error = verdict.errors.front();
+    constexpr std::string_view kDamaged = "damaged: ";
+    if (error.reason.starts_with(kDamaged)) error.reason.erase(0, kDamaged.size());
+    reason = text_of(error);
+  }
   if (reason.empty() || reason == word) return word;
   return reason.starts_with(word + ": ") ? reason : word + ": " + reason;
 }
@@ -97,8 +104,8 @@ void VerdictReport::print(const FileVerdict& verdict) {
     for (const DamagedUnit& unit : stream.damaged_units)
       out_ << prefix_ << "  " << line_of(stream, unit) << "\n";
     if (stream.has_more_damage)
-      out_ << prefix_ << "  " << printable(stream.pin)
-           << ": more access units are damaged (--all lists them)\n";
+      out_ << prefix_ << "  " << printable(stream.pin) << (stream.damaged_units.empty() ? ": " : ": more ")
+           << "access units are damaged (--all lists them)\n";
   }
   if (options_.quiet) return;
   for (const Message& note : verdict.notes) {

@@ -163,7 +163,7 @@ class Comparison {
       return Diagnosis{ExitCode::kLoss,
                        MessageCode::kUnitsMissing,
                        {},
-                       ended() + ": the reader estimates fewer frames than the file has",
+                       ended() + ": the reader's estimate of the number of frames is too low",
                        ""};
     }
     if (missing_ == 0) return std::nullopt;

@@ -41,6 +41,17 @@ bool is_known_speech(std::string_view text) {
 
 }  // namespace
 
+bool looks_like_mpeg(const std::string& file) {
+  FileStream stream(file);
+  std::array<uint8_t, 4> bytes{};
+  constexpr std::array<uint8_t, 3> kStartCode = {0, 0, 1};
+  constexpr uint8_t kPackHeader = 0xBA;  // ISO/IEC 11172-1, 2.4.3
+  constexpr uint8_t kSequenceHeader = 0xB3;
+  return stream.read_at(0, bytes) == bytes.size() &&
+         std::ranges::equal(std::span(bytes).first(3), kStartCode) &&
+         (bytes[3] == kPackHeader || bytes[3] == kSequenceHeader);
+}
+
 void report_content_hint(const std::string& file, Messages& messages) {
   FileStream stream(file);
   std::array<uint8_t, 16> bytes{};

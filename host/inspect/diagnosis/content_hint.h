@@ -11,4 +11,7 @@ namespace zdr::host {
 // Reports nothing for files that cannot be opened.
 void report_content_hint(const std::string& file, Messages& messages);
 
+// True for a program stream or a video sequence of MPEG-1/2, which share the extension .mpg.
+bool looks_like_mpeg(const std::string& file);
+
 }  // namespace zdr::host

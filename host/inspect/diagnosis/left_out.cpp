@@ -44,6 +44,9 @@ std::string edits_text(const ParsedMovie& movie, const TrackRecord& track) {
   if (edits.count > 1)
     return "its " + std::to_string(edits.count) + " edits are ignored: all media is played as stored";
   if (edits.rate != 1) return rate_text(edits.rate);
+  const auto begin = static_cast<uint64_t>(std::max<int64_t>(edits.first_media_time, 0));
+  if (begin != 0 && track.duration != 0 && begin >= track.duration)
+    return "its edit begins at " + seconds(begin, track.time_scale) + ", after the end of the media";
   std::string text;
   const EditCut cut = edit_cut(movie, track);
   if (cut.front > 0) {
@@ -104,11 +107,13 @@ class LeftOut {
   // The parser reads the first movie box only.
   void add_tracks_outside() {
     if (movie_.record().movie_end == 0) return;
-    for (const char* const type : {"moov", "trak"}) {
+    const auto add_outside = [this](const char* type, const std::string& what) {
       if (movie_.has_box(type, movie_.record().movie_end, UINT64_MAX))
         add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, {},
-            std::string("damaged: has a ") + type + " box after its movie box, which is not read");
-    }
+            "damaged: has a " + what + ", which is not read");
+    };
+    add_outside("moov", "second moov box");
+    add_outside("trak", "trak box after its movie box");
   }
 
   // Tracks before the one that is played could not be used; tracks after it are left out by design.
@@ -212,6 +217,14 @@ class LeftOut {
   std::vector<Diagnosis> entries_;
 };
 
+// With --trim, which applies a single edit.
+std::string untrimmed_text(const ParsedMovie& movie, const TrackRecord& track) {
+  if (track.edits.count > 1 && !track.edits.is_wide)
+    return "it has " + std::to_string(track.edits.count) +
+           " edits, and only a single edit can be applied; all media is played as stored";
+  return edits_text(movie, track);
+}
+
 // The edits of the played tracks that are not applied, in one line; empty if there are none.
 std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds, bool trims) {
   std::string text;
@@ -219,7 +232,7 @@ std::string unapplied_edits(const ParsedMovie& movie, PlayableKinds kinds, bool 
     const bool is_played = wants_audio ? kinds.audio : kinds.video;
     const TrackRecord* const track = is_played ? played_track(movie, wants_audio) : nullptr;
     if (track == nullptr || (trims && find_shown_media(movie, *track))) continue;
-    const std::string edits = edits_text(movie, *track);
+    const std::string edits = trims ? untrimmed_text(movie, *track) : edits_text(movie, *track);
     if (!edits.empty()) text += (text.empty() ? "" : "; ") + place_of(*track).text() + ": " + edits;
   }
   return text;
@@ -257,12 +270,18 @@ std::optional<Diagnosis> find_damage(const ParsedMovie& movie, PlayableKinds req
                    std::to_string(error.status)};
 }
 
+std::vector<Diagnosis> find_left_out(const std::string& file, const ParsedMovie* movie,
+                                     std::optional<PlayableKinds> kinds, LeftOutUse use,
+                                     PlayableKinds requested) {
+  if (movie == nullptr || !movie->is_open() || (kinds && !kinds->any())) return {};
+  return LeftOut(file, *movie, kinds, requested, use).find();
+}
+
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
                          std::optional<PlayableKinds> kinds, LeftOutUse use, Messages& messages,
                          PlayableKinds requested) {
-  if (movie == nullptr || !movie->is_open() || (kinds && !kinds->any())) return ExitCode::kDone;
   ExitCode worst = ExitCode::kDone;
-  for (const Diagnosis& entry : LeftOut(file, *movie, kinds, requested, use).find()) {
+  for (const Diagnosis& entry : find_left_out(file, movie, kinds, use, requested)) {
     worst = worse_of(worst, messages.report(file, entry));
   }
   if (use == LeftOutUse::kDescription && kinds) report_unapplied_edits(file, movie, *kinds, false, messages);
@@ -274,7 +293,11 @@ void report_unapplied_edits(const std::string& file, const ParsedMovie* movie, P
   if (movie == nullptr || !movie->is_open()) return;
   const std::string edits = unapplied_edits(*movie, kinds, trims);
   if (!edits.empty())
-    messages.note({MessageCode::kEditsNotApplied, file, {}, "edit lists are not applied: " + edits, ""});
+    messages.note({MessageCode::kEditsNotApplied,
+                   file,
+                   {},
+                   (trims ? "not trimmed: " : "edit lists are not applied: ") + edits,
+                   ""});
 }
 
 }  // namespace zdr::host

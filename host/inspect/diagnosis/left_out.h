@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/inspect/iso/parsed_movie.h"
 #include "host/messages.h"
@@ -25,9 +26,14 @@ inline constexpr PlayableKinds kBothKinds{true, true};
 // reported at the end of playing. So does a picture, but it locates all samples itself.
 enum class LeftOutUse : uint8_t { kPlay, kPicture, kDescription };
 
-// Reports what is left out of the `requested` kinds, as errors and notes, if anything can be played. Without
-// `kinds`, which only a filter can provide, tracks that the filter fails to play are not reported. `movie`
-// may be null, or a movie that did not open. Returns kLoss if anything is lost, else kDone.
+// Finds what is left out of the `requested` kinds, if anything can be played. Without `kinds`, which only a
+// filter can provide, tracks that the filter fails to play are not among it. `movie` may be null, or a movie
+// that did not open.
+std::vector<Diagnosis> find_left_out(const std::string& file, const ParsedMovie* movie,
+                                     std::optional<PlayableKinds> kinds, LeftOutUse use,
+                                     PlayableKinds requested = kBothKinds);
+
+// Reports the same as errors and notes. Returns kLoss if anything is lost, else kDone.
 ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
                          std::optional<PlayableKinds> kinds, LeftOutUse use, Messages& messages,
                          PlayableKinds requested = kBothKinds);

@@ -14,6 +14,7 @@
 
 #include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/inspect/diagnosis/aac_diagnosis.h"
+#include "host/inspect/diagnosis/content_hint.h"
 #include "host/inspect/diagnosis/left_out.h"
 #include "host/inspect/diagnosis/track_diagnosis.h"
 #include "host/inspect/files/read_failure.h"
@@ -77,12 +78,12 @@ Diagnosis diagnose_iso(const std::string& file) {
   if (movie.is_open()) return diagnose_unplayable(movie);
   Diagnosis found = diagnose_parse(file, movie);
   const auto box = movie.error().status == P3GPP_ERR_NO_MOOV ? movie.cut_off_box() : std::nullopt;
-  if (!box) return found;
+  if (!box || found.code == MessageCode::kFileTypeUnknown) return found;
   const uint64_t missing = box->end() - std::filesystem::file_size(file);
   found.code = MessageCode::kCutOff;
   found.place = Place::box(std::string(box->name()), box->offset, box->size);
   found.reason =
-      "cut off: extends " + counted(missing, "byte") + " past the end of the file, which has no movie box";
+      "cut off: extends " + counted(missing, "byte") + " past the end of the file; the movie box is missing";
   return found;
 }
 
@@ -101,8 +102,11 @@ std::optional<Diagnosis> diagnose_access(const std::string& file, const std::str
   };
   std::error_code error;
   const std::filesystem::file_status found = std::filesystem::status(file, error);
-  if (found.type() == std::filesystem::file_type::not_found)
-    return refuse(MessageCode::kFileNotFound, "no such file");
+  if (found.type() == std::filesystem::file_type::not_found) {
+    const bool is_link = std::filesystem::is_symlink(std::filesystem::symlink_status(file, error));
+    return refuse(MessageCode::kFileNotFound,
+                  is_link ? "is a link to a file that does not exist" : "no such file");
+  }
   if (is_pipe_or_device(found.type())) return refuse(MessageCode::kFileNotSeekable, kPipe);
   if (std::filesystem::is_directory(found)) return refuse(MessageCode::kFileNotReadable, "is a folder");
   if (const std::unique_ptr<std::FILE, CloseFile> opened{std::fopen(file.c_str(), "rb")}) return std::nullopt;
@@ -148,6 +152,12 @@ Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
   std::error_code ignored;
   if (std::filesystem::file_size(file, ignored) == 0)
     return {ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, "is empty", status};
+  if (looks_like_mpeg(file))
+    return {ExitCode::kNotSupported,
+            MessageCode::kFileTypeUnknown,
+            {},
+            "looks like an MPEG-1/2 file, not an ISO media file",
+            status};
   // The status of the box is more specific than the one that its container returned.
   Diagnosis diagnosis{ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, damage_text(movie), status};
   if (error.path[0] != '\0') diagnosis.place = Place::box(error.path, error.offset, error.size);

@@ -41,9 +41,9 @@ std::optional<Distance> largest_distance(const FileFigure& figure) {
 }
 
 std::string remark_of(const std::optional<Distance>& distance) {
-  if (!distance) return "where the units of a time are in the file";
-  return "at any time the tracks are within " + short_bytes(static_cast<double>(distance->bytes())) +
-         " of the file (the most at " + clock_text(distance->time) + ")";
+  if (!distance) return "where in the file the data of each moment is";
+  return "the tracks are never more than " + short_bytes(static_cast<double>(distance->bytes())) +
+         " apart in the file (greatest distance at " + clock_text(distance->time) + ")";
 }
 
 // Their outlines show also the smallest.

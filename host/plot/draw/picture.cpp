@@ -46,7 +46,7 @@ double draw_legend(SvgWriter& svg, const FileFigure& figure, double y) {
     entry("chunk " + style_of('p', i) + " " + style_of('s', i),
           shortened(track.name, 24) + ": " + shortened(track.codec, 40));
   }
-  if (!figure.boxes.empty()) entry("loose", "media data in no track, bytes in no box");
+  if (!figure.boxes.empty()) entry("loose", "media data that no track uses, bytes outside all boxes");
   return y + kLineHeight;
 }
 

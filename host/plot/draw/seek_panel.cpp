@@ -64,8 +64,9 @@ double draw_seek(SvgWriter& svg, const FileFigure& figure, double top) {
   const double height = std::max(static_cast<double>(seek.pins.size()) * kLaneHeight + 8,
                                  static_cast<double>(words.size()) * kLineHeight - kLineHeight / 2);
   const Area area{scale_of(seek), {0, 1, begin + height, begin}};
-  draw_head(svg, top, "Seek to " + format_time(seek.target),
-            "diamond: first sample delivered; hatched: preroll; dashes: target; line: start of the segment");
+  draw_head(
+      svg, top, "Seek to " + format_time(seek.target),
+      "diamond: first sample delivered; grey hatch: preroll; dashes: target; line: start of the segment");
   begin_panel(svg, "zdr-seek", "Where the seek lands, in seconds from the target", area);
   const Axis axis = signed_axis(area.x.least, area.x.most, 6);
   draw_axes(svg, area, axis, {});

@@ -18,7 +18,7 @@ double round_to_digits(double value);
 std::string track_text(const TrackFigure& track);
 // What the picture does not show.
 inline constexpr const char* kScope =
-    "Damage inside of access units and frames is not shown: zdr verify finds it";
+    "Damage inside access units and frames is not shown; zdr verify finds it";
 // What is missing of the tracks, and the faults of the file.
 std::vector<std::string> fault_texts(const FileFigure& figure);
 // Where a seek lands, one sentence a line.

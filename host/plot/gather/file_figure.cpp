@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <new>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -15,6 +17,7 @@
 #include "host/inspect/diagnosis/left_out.h"
 #include "host/inspect/diagnosis/open_diagnosis.h"
 #include "host/inspect/iso/parsed_movie.h"
+#include "host/inspect/iso/table_map.h"
 #include "host/inspect/media_type_text.h"
 #include "host/plot/gather/movie_figures.h"
 #include "host/plot/gather/stream_figures.h"
@@ -48,6 +51,8 @@ class Gathering {
   ExitCode add_movie(bool is_loaded);
   void add_stream(bool is_aac);
   ExitCode add_landing();
+  void add_fault(const Diagnosis& fault);
+  std::optional<uint64_t> offset_of(const Diagnosis& fault) const;
   ExitCode report_faults();
   void summarise(bool is_loaded);
   std::vector<PinLabel> pin_labels() const;
@@ -58,6 +63,7 @@ class Gathering {
   Messages& messages_;
   FileFigure& figure_;
   SourcePlayer player_;
+  TableMap tables_;
 };
 
 ExitCode Gathering::run() {
@@ -110,7 +116,8 @@ ExitCode Gathering::add_media(bool is_loaded) {
 }
 
 ExitCode Gathering::add_movie(bool is_loaded) {
-  const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file_);
+  const std::unique_ptr<const ParsedMovie> movie = parse_iso_media(file_, &tables_.visitor());
+  if (!tables_.is_complete()) throw std::bad_alloc();
   add_boxes(file_, figure_);
   std::optional<Diagnosis> damage;
   if (movie->is_open()) {
@@ -119,13 +126,36 @@ ExitCode Gathering::add_movie(bool is_loaded) {
   } else {
     damage = diagnose_parse(file_, *movie);
   }
-  if (damage) {
-    const bool has_place = damage->place.kind == Place::Kind::kBox;
-    figure_.faults.push_back({(has_place ? damage->place.text() + ": " : "") + damage->reason,
-                              has_place ? std::optional(damage->place.number) : std::nullopt, false});
-  }
+  if (damage) add_fault(*damage);
   if (!is_loaded) return ExitCode::kDone;
-  return report_left_out(file_, movie.get(), player_.playable_kinds(), LeftOutUse::kPicture, messages_);
+  ExitCode worst = ExitCode::kDone;
+  for (const Diagnosis& entry :
+       find_left_out(file_, movie.get(), player_.playable_kinds(), LeftOutUse::kPicture)) {
+    worst = worse_of(worst, messages_.report(file_, entry));
+    if (entry.exit_code == ExitCode::kLoss) add_fault(entry);
+  }
+  return worst;
+}
+
+// Of a fault that is reported elsewhere.
+void Gathering::add_fault(const Diagnosis& fault) {
+  const std::string place = fault.place.text();
+  const std::string text = (place.empty() ? "" : place + ": ") + fault.reason;
+  if (std::ranges::find(figure_.faults, text, &Fault::text) != figure_.faults.end()) return;
+  figure_.faults.push_back({text, offset_of(fault), false});
+}
+
+// Of a track, the offset of the table that the reason names, else of its first one.
+std::optional<uint64_t> Gathering::offset_of(const Diagnosis& fault) const {
+  if (fault.place.kind == Place::Kind::kBox) return fault.place.number;
+  if (fault.place.kind != Place::Kind::kTrack) return std::nullopt;
+  std::optional<uint64_t> offset;
+  for (const SampleTable& table : tables_.tables()) {
+    if (table.track != fault.place.number) continue;
+    if (fault.reason.find("(" + table.type + ")") != std::string::npos) return table.begin;
+    if (!offset) offset = table.begin;
+  }
+  return offset;
 }
 
 void Gathering::add_stream(bool is_aac) {
@@ -145,7 +175,7 @@ ExitCode Gathering::report_faults() {
     worst = worse_of(worst, messages_.report(file_, {ExitCode::kLoss, code, place, text, ""}));
   };
   for (const Fault& fault : figure_.faults) {
-    if (fault.is_loss) report(MessageCode::kFileDamaged, {}, fault.text);
+    if (fault.is_loss) report(fault.code, {}, fault.text);
   }
   for (const TrackFigure& track : figure_.tracks) {
     const Place place = track.number == 0 ? Place::pin(track.name) : Place::track(track.name, track.number);

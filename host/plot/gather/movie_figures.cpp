@@ -71,11 +71,9 @@ double walk_samples(const Source& source, uint64_t most, const Watch& watch, Uni
   for (auto samples = walk.next(); !samples.empty(); samples = walk.next()) {
     for (const P3gppSample& sample : samples) {
       const bool is_key = sample.number == next_sync;
-      if (is_key) {
-        ++*figure.key_frames;
-        next_sync = sync.next();
-      }
-      collector.add({sample.file_offset, sample.size, sample.decoding_time, is_key});
+      if (is_key) next_sync = sync.next();
+      const bool is_in_file = collector.add({sample.file_offset, sample.size, sample.decoding_time, is_key});
+      if (is_key && is_in_file) ++*figure.key_frames;
     }
     start = seconds(samples.back().decoding_time, source.facts.time_scale);
     if (!watch(walk.done(), source.facts.samples)) return start;
@@ -130,13 +128,18 @@ std::string missing_reason(const ParsedMovie& movie, const TrackRecord& record) 
 
 }  // namespace
 
+// False for bytes that are hardly the type of a box.
+static bool has_plain_type(const BoxHeader& header) {
+  return std::ranges::all_of(header.name(), [](char c) { return (c >= 0x20 && c < 0x7F) || c == '\xA9'; });
+}
+
 void add_boxes(const std::string& file, FileFigure& figure) {
   FileStream stream(file);
   const uint64_t end = stream.size();
   uint64_t offset = 0;
   while (offset < end && figure.boxes.size() < kMostBoxes) {
     const std::optional<BoxHeader> header = read_box_header(stream, offset, end);
-    if (!header) {
+    if (!header || (header->end() > end && !has_plain_type(*header))) {
       figure.boxes.push_back({.offset = offset, .size = end - offset});
       figure.faults.push_back(
           {counted(end - offset, "byte") + " outside any box, at offset " + std::to_string(offset), offset,
@@ -150,7 +153,7 @@ void add_boxes(const std::string& file, FileFigure& figure) {
       figure.faults.push_back({"box " + type + " at offset " + std::to_string(offset) +
                                    ": cut off: extends " + counted(header->size - size, "byte") +
                                    " past the end of the file",
-                               end});
+                               end, type == "mdat" || type == "moov" || type == "moof"});
     offset += size;
   }
   if (offset < end)
@@ -182,14 +185,22 @@ void add_tracks(const std::string& file, const ParsedMovie& movie, const std::ve
   for (const Source& source : sources) samples += source.facts.samples;
   const uint64_t most = samples <= kMostSamples ? kMostSamples : kMostSamples / sources.size();
   uint64_t bytes = 0;
+  uint64_t played = 0;  // of these, by a pin
   for (const Source& source : sources) {
     TrackFigure& track = figure.tracks.emplace_back(describe(movie, *source.record, description, pins));
     UnitCollector collector(figure.grid, source.facts.time_scale, track);
     collector.finish(walk_samples(source, most, watch, collector, track, figure.notes));
     bytes += track.bytes;
+    if (track.number == 0) played += track.bytes;
   }
-  if (bytes > figure.grid.file_size)
-    figure.notes.emplace_back("the sample tables describe more data than the file holds");
+  constexpr const char* kOverlap = "the sample tables describe more data than the file holds";
+  if (played > figure.grid.file_size) {
+    Fault& fault = figure.faults.emplace_back();
+    fault.text = kOverlap;
+    fault.code = MessageCode::kTablesOverlap;
+  } else if (bytes > figure.grid.file_size) {
+    figure.notes.emplace_back(kOverlap);
+  }
 }
 
 }  // namespace zdr::host::plot

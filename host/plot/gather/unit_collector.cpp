@@ -46,11 +46,12 @@ UnitCollector::UnitCollector(const Grid& grid, uint32_t time_scale, TrackFigure&
   figure.rates.resize(grid.rate_columns);
 }
 
-void UnitCollector::add(const Unit& unit) {
+bool UnitCollector::add(const Unit& unit) {
   const double begin = static_cast<double>(unit.time) * unit_seconds_;
   if (unit.size > grid_.file_size || unit.offset > grid_.file_size - unit.size) {
     if (figure_.lost_units++ == 0) figure_.lost_from = begin;
-    return close_extent(begin);
+    close_extent(begin);
+    return false;
   }
   constexpr double kRounding = 1e-7;  // seconds: a unit that begins with a column is in it
   const double start = begin + kRounding;
@@ -67,6 +68,7 @@ void UnitCollector::add(const Unit& unit) {
   peak_.add(unit.time, unit.size);
   add_to_map(unit);
   add_to_extents(unit, begin);
+  return true;
 }
 
 void UnitCollector::find_columns(double start) {

@@ -29,8 +29,8 @@ class UnitCollector {
   // Both must outlive the object.
   UnitCollector(const Grid& grid, uint32_t time_scale, TrackFigure& figure);
 
-  // Call in decoding order.
-  void add(const Unit& unit);
+  // Call in decoding order. Returns false if the unit is past the end of the file.
+  bool add(const Unit& unit);
   // Call after the last unit. `end` is its end in seconds.
   void finish(double end);
 
