@@ -154,7 +154,7 @@ constexpr Term kExitCodes[] = {
     {"4",
      "Not supported: an unknown extension, or no track that can be played. Or the file does not have what "
      "was requested: a key frame of that number, a box or table, a cover image, a stream (--only), or the "
-     "time of --start."},
+     "time of --start, --at, --seek or --explain-seek."},
     {"5",
      "An output could not be written: it exists and --force was not given, the folder cannot be written "
      "to, the disk is full, or standard output cannot be written."},
