@@ -29,6 +29,12 @@ constexpr WideInteger operator-(WideInteger a) {
   return WideInteger{} - a;
 }
 
+// |v|, without a branch.
+constexpr WideInteger absolute_value(WideInteger v) {
+  const uint64_t sign = 0 - (v.high >> 63);
+  return WideInteger{v.high ^ sign, v.low ^ sign} - WideInteger{sign, sign};
+}
+
 // The count is 1 to 63.
 constexpr WideInteger operator<<(WideInteger a, int count) {
   return {a.high << count | a.low >> (64 - count), a.low << count};
@@ -56,11 +62,17 @@ constexpr WideInteger unsigned_product(uint64_t a, uint64_t b) {
 }
 
 constexpr WideInteger wide_product(int64_t a, int64_t b) {
+#ifdef __SIZEOF_INT128__
+  __extension__ using Native = __int128;
+  const Native native = Native{a} * b;
+  return {static_cast<uint64_t>(native >> 64), static_cast<uint64_t>(native)};
+#else
   WideInteger product = unsigned_product(static_cast<uint64_t>(a), static_cast<uint64_t>(b));
   // Read as unsigned, a negative factor is 2^64 too large.
   if (a < 0) product.high -= static_cast<uint64_t>(b);
   if (b < 0) product.high -= static_cast<uint64_t>(a);
   return product;
+#endif
 }
 
 // The low 128 bits of the product.
@@ -73,6 +85,7 @@ constexpr WideInteger operator*(WideInteger a, uint64_t b) {
 static_assert(wide_product(INT64_MIN, INT64_MIN) == WideInteger{uint64_t{1} << 62, 0});
 static_assert(wide_product(INT64_MIN, 3) == WideInteger{~uint64_t{1}, uint64_t{1} << 63});
 static_assert(wide_product(-7, 5) == wide(-35));
+static_assert(absolute_value(wide(-35)) == wide(35));
 static_assert(unsigned_product(~uint64_t{0}, ~uint64_t{0}) == WideInteger{~uint64_t{1}, 1});
 
 }  // namespace zdr::aacdec

@@ -12,12 +12,15 @@
 namespace zdr::aacdec {
 namespace {
 
-// |v| * 2^exponent.
+// |v| * 2^exponent, without a branch: signs and sizes are hard to predict.
 Magnitude magnitude_of_wide(WideInteger v, int exponent) {
-  const WideInteger absolute = v.is_negative() ? -v : v;
-  if (absolute.high == 0) return make_magnitude(absolute.low, exponent);
-  const int shift = 64 - std::countl_zero(absolute.high);
-  return make_magnitude((absolute >> shift).low, exponent + shift);
+  const WideInteger absolute = absolute_value(v);
+  const bool large = absolute.high != 0;
+  const uint64_t top = large ? absolute.high : absolute.low;
+  const uint64_t next = large ? absolute.low : 0;
+  const int shift = std::countl_zero(top | 1);
+  const uint64_t bits = top << shift | next >> 1 >> (63 - shift);
+  return {static_cast<uint32_t>(bits >> 32), exponent + (large ? 96 : 32) - shift};
 }
 
 struct ComplexSum {
@@ -67,13 +70,14 @@ struct Predictor {
 
 // numerator / denominator * 2^exponent in Q28, saturated.
 int32_t ratio_q28(WideInteger numerator, Magnitude denominator, int exponent) {
+  const auto sign = static_cast<int32_t>(0U - static_cast<uint32_t>(numerator.is_negative()));
+  const auto signed_value = [=](int32_t v) { return (v ^ sign) - sign; };
   const Magnitude ratio = magnitude_of_wide(numerator, exponent + 28) / denominator;
   if (ratio.is_zero() || ratio.exponent < -32) return 0;
-  if (ratio.exponent >= 0) return numerator.is_negative() ? -kInt32Max : kInt32Max;
+  if (ratio.exponent >= 0) return signed_value(kInt32Max);
   const uint64_t value =
       (uint64_t{ratio.mantissa} + (uint64_t{1} << (-ratio.exponent - 1))) >> -ratio.exponent;
-  const auto limited = static_cast<int32_t>(std::min<uint64_t>(value, kInt32Max));
-  return numerator.is_negative() ? -limited : limited;
+  return signed_value(static_cast<int32_t>(std::min<uint64_t>(value, kInt32Max)));
 }
 
 bool reaches_four(int32_t re_q28, int32_t im_q28) {
@@ -144,17 +148,29 @@ int32_t scaled_q31(int32_t value, int32_t factor_q31) {
   return static_cast<int32_t>((int64_t{value} * factor_q31 + (1 << 30)) >> 31);
 }
 
+// What is known of a row that patches read.
 struct Source {
   Predictor predictor;
   int bits = 0;
+  bool has_bits = false;
+  bool has_predictor = false;
 };
 
-Source analyse_source(const QmfMatrix& bands, int row) {
+void measure_bits(const QmfMatrix& bands, int row, Source& source) {
+  uint32_t bits = 0;
+  for (int s = 0; s < kRowSlots; ++s) bits |= magnitude(bands.re[row][s]) | magnitude(bands.im[row][s]);
+  source.bits = std::bit_width(bits);
+  source.has_bits = true;
+}
+
+void analyse_source(const QmfMatrix& bands, int row, Source& source) {
   const int32_t* const re = bands.re[row];
   const int32_t* const im = bands.im[row];
   LaggedSums sums;
   sbr_kernels().correlate(re, im, kCovarianceSlots, sums);
-  return {predict(covariance(re, im, sums)), static_cast<int>(std::bit_width(sums.bits))};
+  source.predictor = predict(covariance(re, im, sums));
+  source.bits = std::bit_width(sums.bits);
+  source.has_bits = source.has_predictor = true;
 }
 
 // The bandwidth of a target band is that of the noise band that contains it.
@@ -164,9 +180,18 @@ int32_t bandwidth_of_band(const SbrChannelFrame& frame, const SbrChannelState& s
   return state.bandwidth_q31[noise_band];
 }
 
-// With taps below 4, the result of the filter is below 2^4 times its input.
-RowScale patch_row(QmfMatrix& bands, const Source& source, int source_row, int target_row, int end_slot,
-                   int32_t bandwidth_q31) {
+// The unit of a patched row: with taps below 4, the result of the filter is below 2^4 times its input.
+int patch_shift(const Source& source) {
+  return source.bits + 4;
+}
+
+RowScale scale_of_patch(const Source& source, uint32_t used) {
+  return {static_cast<int8_t>(patch_shift(source) - 28 - kSampleScaleBits),
+          static_cast<uint8_t>(std::bit_width(used))};
+}
+
+RowScale patch_whitened(QmfMatrix& bands, const Source& source, int source_row, int target_row, int end_slot,
+                        int32_t bandwidth_q31) {
   const int32_t squared = scaled_q31(bandwidth_q31, bandwidth_q31);
   const Predictor& p = source.predictor;
   PatchFilter filter;
@@ -176,11 +201,43 @@ RowScale patch_row(QmfMatrix& bands, const Source& source, int source_row, int t
   filter.tap1_im = scaled_q31(p.tap1_im, bandwidth_q31);
   filter.tap2_re = scaled_q31(p.tap2_re, squared);
   filter.tap2_im = scaled_q31(p.tap2_im, squared);
-  filter.shift = source.bits + 4;
+  filter.shift = patch_shift(source);
   filter.end = end_slot;
-  const uint32_t used = sbr_kernels().patch(bands, filter);
-  return {static_cast<int8_t>(filter.shift - 28 - kSampleScaleBits),
-          static_cast<uint8_t>(std::bit_width(used))};
+  return scale_of_patch(source, sbr_kernels().patch(bands, filter));
+}
+
+// `from` in the unit of the patched row, as the kernel computes it if both taps are 0. Returns the same bits.
+uint32_t rescale_row(const int32_t* from, int32_t* to, int end_slot, int shift) {
+  const int left = std::max(28 - shift, 0);
+  const int right = std::max(shift - 28, 0);
+  const int32_t half = right == 0 ? 0 : 1 << (right - 1);
+  uint32_t used = 0;
+  for (int s = kLeadSlots; s < end_slot; ++s) {
+    // `from` is below 2^bits, the result below 2^24.
+    const int32_t v = (shift_left_wrapping(from[s], left) + half) >> right;
+    to[s] = v;
+    used |= static_cast<uint32_t>(v ^ (v >> 31));
+  }
+  return used;
+}
+
+RowScale patch_unchanged(QmfMatrix& bands, const Source& source, int source_row, int target_row,
+                         int end_slot) {
+  const int shift = patch_shift(source);
+  const uint32_t used = rescale_row(bands.re[source_row], bands.re[target_row], end_slot, shift) |
+                        rescale_row(bands.im[source_row], bands.im[target_row], end_slot, shift);
+  return scale_of_patch(source, used);
+}
+
+// Without whitening, which is frequent, a row needs no predictor.
+RowScale patch_row(QmfMatrix& bands, Source& source, int source_row, int target_row, int end_slot,
+                   int32_t bandwidth_q31) {
+  if (bandwidth_q31 == 0) {
+    if (!source.has_bits) measure_bits(bands, source_row, source);
+    return patch_unchanged(bands, source, source_row, target_row, end_slot);
+  }
+  if (!source.has_predictor) analyse_source(bands, source_row, source);
+  return patch_whitened(bands, source, source_row, target_row, end_slot, bandwidth_q31);
 }
 
 }  // namespace
@@ -190,7 +247,6 @@ void generate_high_bands(const SbrChannelFrame& frame, SbrChannelState& state, Q
   update_bandwidths(frame, state);
   const SbrBandTables& tables = frame.bands;
   Source sources[kCoreBands];
-  bool known[kCoreBands] = {};
   const int end = tables.kx + tables.m;
   // The slots after the last border stay silent.
   const int end_slot = kLeadSlots + 2 * frame.grid.border[frame.grid.envelope_count];
@@ -198,8 +254,6 @@ void generate_high_bands(const SbrChannelFrame& frame, SbrChannelState& state, Q
   for (int patch = 0; patch < tables.patch_count; ++patch) {
     for (int i = 0; i < tables.patch_width[patch] && target < end; ++i, ++target) {
       const int row = tables.patch_start[patch] + i;
-      if (!known[row]) sources[row] = analyse_source(bands, row);
-      known[row] = true;
       scales[target] =
           patch_row(bands, sources[row], row, target, end_slot, bandwidth_of_band(frame, state, target));
     }
