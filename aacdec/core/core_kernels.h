@@ -41,9 +41,11 @@ struct CoreKernels {
   void (*window_fall)(const int32_t* y, int length, const uint16_t* window, int32_t* out);
   // left, right = left + right, left - right, saturating. `count` is a multiple of 4.
   void (*mid_side)(int32_t* left, int32_t* right, int count);
+  // Returns the OR of the absolute values. Any count is allowed.
+  uint32_t (*combined_magnitudes)(const int32_t* in, int count);
   // out = in / 2^shift, times `factor` unless that is 0, negated on request; truncated towards zero. `factor`
-  // is not negative, `shift` is 0 to 31, `count` a multiple of 4.
-  void (*attenuate)(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate);
+  // is not negative, `shift` is -31 to 31, `count` a multiple of 4. A negative shift must not overflow.
+  void (*scale)(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate);
   // False if |y| exceeds the filter's limit; the output is then incomplete. Any count is allowed.
   bool (*all_pole)(const AllPoleFilter& filter, const LineSequence& lines);
   // pcm[i * stride] = overlap[i] + time[i], rounded from 2^5 per step and clamped to -32767 .. 32767.

@@ -10,8 +10,9 @@
 namespace zdr::aacdec {
 namespace {
 
-constexpr CoreKernels kCompiledCoreKernels = {dct4_long, dct4_short, window_rise, window_fall,
-                                              mid_side,  attenuate,  all_pole,    put_samples};
+constexpr CoreKernels kCompiledCoreKernels = {dct4_long,   dct4_short, window_rise,
+                                              window_fall, mid_side,   combined_magnitudes,
+                                              scale,       all_pole,   put_samples};
 
 }  // namespace
 }  // namespace zdr::aacdec

@@ -93,12 +93,35 @@ void dequantise_small(const int16_t* quantised, int count, const int32_t* table,
   for (int i = 0; i < count; ++i) lines[i] = table[kTabulatedValues + quantised[i]];
 }
 
+// Values below kTabulatedPowers: scale_by_quarter_steps() with everything that depends on the scale factor
+// alone outside of the loop.
+void dequantise_tabulated(const int16_t* quantised, int count, int scale_factor, int32_t* lines) {
+  const int exponent = scale_factor - kUnityScaleFactor;
+  const int left = exponent > 0 ? (exponent + 3) / 4 : 0;
+  const int right = exponent > 0 ? 0 : -exponent / 4;
+  const int steps = -exponent & 3;
+  if (left >= 32 || right >= 32) {
+    std::fill_n(lines, count, 0);
+    return;
+  }
+  for (int i = 0; i < count; ++i) {
+    const int q = quantised[i];
+    const int64_t power = kPowerLaw.value[std::abs(q)] >> kPowerLawShift;
+    const auto shifted = static_cast<int32_t>(std::min<int64_t>(power << left, kInt32Max) >> right);
+    lines[i] = with_sign(steps == 0 ? shifted : mul_q31(shifted, kQuarterSteps[steps]), q);
+  }
+}
+
+// `bits` is the OR of the magnitudes, or 0 if the codebook keeps them small.
 bool dequantise_any(const int16_t* quantised, int count, int scale_factor, unsigned bits, int32_t* lines) {
-  const bool too_large =
-      std::any_of(quantised, quantised + count, [](int q) { return std::abs(q) > kMaxQuantised; });
-  if (too_large) return false;
+  static_assert(std::has_single_bit(kMaxQuantised + 1U));
+  if (bits > kMaxQuantised) return false;
+  if (bits < kTabulatedPowers) {
+    dequantise_tabulated(quantised, count, scale_factor, lines);
+    return true;
+  }
   // A scale factor that shifts large values out of the word silences the whole band.
-  if (bits >= kTabulatedPowers && scale_factor - kLargeUnityScaleFactor > 4 * kLargestShift) {
+  if (scale_factor - kLargeUnityScaleFactor > 4 * kLargestShift) {
     std::fill_n(lines, count, 0);
     return true;
   }

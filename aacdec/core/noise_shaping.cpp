@@ -61,8 +61,7 @@ int64_t predict(const Predictor& p, const int32_t* line, int step, int known) {
 }
 
 int headroom(const int32_t* lines, int count) {
-  uint32_t bits = 0;
-  for (int i = 0; i < count; ++i) bits |= magnitude(lines[i]);
+  const uint32_t bits = core_kernels().combined_magnitudes(lines, count);
   return std::clamp(std::countl_zero(bits) - 1, 0, kMaxHeadroom);
 }
 

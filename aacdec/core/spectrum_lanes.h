@@ -29,27 +29,39 @@ void mid_side(int32_t* left, int32_t* right, int count) {
   store_half(right + i, sub_saturating(mid, side));
 }
 
-struct Attenuation {
-  int shift;
+uint32_t combined_magnitudes(const int32_t* in, int count) {
+  Lanes seen = {};
+  int i = 0;
+  for (; i + kLanes <= count; i += kLanes) {
+    seen |= each([](Register x) { return absolute(x); }, load(in + i));
+  }
+  uint32_t bits = 0;
+  for (int k = 0; k < kLanes; ++k) bits |= lane(seen, k);
+  for (; i < count; ++i) bits |= magnitude(in[i]);
+  return bits;
+}
+
+struct Scaling {
+  int left, right;  // one of them is 0
   int32_t factor;
   Lanes negation;
 };
 
-[[gnu::always_inline]] inline Lanes attenuated(Lanes v, const Attenuation& by) {
+[[gnu::always_inline]] inline Lanes scaled(Lanes v, const Scaling& by) {
   const Lanes sign = sign_mask(v);
   Lanes bits = (v ^ sign) - sign;
   // The magnitude of kInt32Min is one too large for a signed word.
-  bits = (bits - (bits >> 31)) >> by.shift;
+  bits = (bits - (bits >> 31)) << by.left >> by.right;
   if (by.factor != 0) bits = mul_q31(bits, broadcast(by.factor));
   const Lanes new_sign = sign ^ by.negation;
   return (bits ^ new_sign) - new_sign;
 }
 
-void attenuate(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate) {
-  const Attenuation by = {shift, factor, broadcast(negate ? -1 : 0)};
+void scale(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate) {
+  const Scaling by = {std::max(-shift, 0), std::max(shift, 0), factor, broadcast(negate ? -1 : 0)};
   int i = 0;
-  for (; i + kLanes <= count; i += kLanes) store(out + i, attenuated(load(in + i), by));
-  if (i < count) store_half(out + i, attenuated(load_half(in + i), by));
+  for (; i + kLanes <= count; i += kLanes) store(out + i, scaled(load(in + i), by));
+  if (i < count) store_half(out + i, scaled(load_half(in + i), by));
 }
 
 // Moves all lanes of `low` down by one; the last one becomes the first lane of `high`.

@@ -2,6 +2,7 @@
 #include "aacdec/core/stereo_tools.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "aacdec/core/core_kernels.h"
 #include "aacdec/fixed/fixed_point.h"
@@ -33,11 +34,12 @@ void for_each_band(const IcsInfo& ics, const ScaleFactorBands& bands, Visit visi
 
 // to = from * 2^(-position/4), negated on request.
 void scale_band(const int32_t* from, int32_t* to, int lines, int position, bool negative) {
-  if (position >= 4 * 32) {
+  const int shift = position >> 2;
+  const int steps = position & 3;
+  if (shift >= 32 || shift <= -32) {
     std::fill_n(to, lines, 0);
-  } else if (position >= 0) {
-    const int steps = position & 3;
-    core_kernels().attenuate(from, to, lines, position / 4, steps == 0 ? 0 : kQuarterSteps[steps], negative);
+  } else if (shift >= 0 || std::countl_zero(core_kernels().combined_magnitudes(from, lines)) > -shift) {
+    core_kernels().scale(from, to, lines, shift, steps == 0 ? 0 : kQuarterSteps[steps], negative);
   } else {
     for (int i = 0; i < lines; ++i) {
       const int32_t v = scale_by_quarter_steps(from[i], -position);

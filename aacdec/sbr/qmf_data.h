@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace zdr::aacdec {
 
@@ -40,6 +41,28 @@ struct QmfSynthesisState {
 struct QmfScratch {
   alignas(64) int32_t rows[2 * kQmfBands][kRowStride];
 };
+
+// Copies a few slots, an even number up to 8. Each frame copies hundreds of such runs, and a call for each
+// takes longer than the copy.
+inline void copy_few_slots(const int32_t* from, int count, int32_t* to) {
+  if (count >= 4) {
+    std::memcpy(to, from, 4 * sizeof *to);
+    std::memcpy(to + count - 4, from + count - 4, 4 * sizeof *to);
+  } else if (count == 2) {
+    std::memcpy(to, from, 2 * sizeof *to);
+  }
+}
+
+inline void clear_few_slots(int32_t* slots, int count) {
+  static constexpr int32_t kZeros[8] = {};
+  copy_few_slots(kZeros, count, slots);
+}
+
+// Clears columns [first, end) of a row, an even number up to 8.
+inline void clear_few_columns(QmfMatrix& bands, int row, int first, int end) {
+  clear_few_slots(bands.re[row] + first, end - first);
+  clear_few_slots(bands.im[row] + first, end - first);
+}
 
 // Clears columns [first, end) of a row.
 inline void clear_columns(QmfMatrix& bands, int row, int first, int end) {

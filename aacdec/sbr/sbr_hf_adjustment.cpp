@@ -228,8 +228,8 @@ void adjust_high_bands(const SbrFrame& frame, int channel, int fade, const RowSc
   }
   state.transient_at_end = grid.transient == grid.envelope_count;
   for (int row = tables.kx; row < tables.kx + tables.m; ++row) {
-    clear_columns(bands, row, 0, kLeadSlots + frame_start);
-    clear_columns(bands, row, kLeadSlots + 2 * grid.border[grid.envelope_count], kRowSlots);
+    clear_few_columns(bands, row, 0, kLeadSlots + frame_start);
+    clear_few_columns(bands, row, kLeadSlots + 2 * grid.border[grid.envelope_count], kRowSlots);
   }
 }
 

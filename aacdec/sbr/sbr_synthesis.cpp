@@ -36,18 +36,18 @@ Range range_of(const SbrChannelFrame& data) {
 void load_core_history(const SbrChannelState& state, QmfMatrix& bands) {
   for (int row = 0; row < kCoreBands; ++row) {
     if (row < state.kx) {
-      std::copy_n(state.core.re[row], kHistorySlots, bands.re[row]);
-      std::copy_n(state.core.im[row], kHistorySlots, bands.im[row]);
+      copy_few_slots(state.core.re[row], kHistorySlots, bands.re[row]);
+      copy_few_slots(state.core.im[row], kHistorySlots, bands.im[row]);
     } else {
-      clear_columns(bands, row, 0, kHistorySlots);
+      clear_few_columns(bands, row, 0, kHistorySlots);
     }
   }
 }
 
 void save_core_tail(const QmfMatrix& bands, SbrCoreTail& tail) {
   for (int row = 0; row < kCoreBands; ++row) {
-    std::copy_n(bands.re[row] + kQmfSlots, kHistorySlots, tail.re[row]);
-    std::copy_n(bands.im[row] + kQmfSlots, kHistorySlots, tail.im[row]);
+    copy_few_slots(bands.re[row] + kQmfSlots, kHistorySlots, tail.re[row]);
+    copy_few_slots(bands.im[row] + kQmfSlots, kHistorySlots, tail.im[row]);
   }
 }
 
@@ -65,16 +65,17 @@ void extend_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fad
 
 // Copies the first slots, which belong to the previous frame and use its border between core and high bands.
 void load_overlap(const SbrChannelState& state, int slots, QmfMatrix& bands) {
+  if (slots == 0) return;
   const int end = state.kx + state.m;
   for (int row = 0; row < kQmfBands; ++row) {
     if (row < state.kx) {
-      std::copy_n(state.core.re[row] + kLeadSlots, slots, bands.re[row] + kLeadSlots);
-      std::copy_n(state.core.im[row] + kLeadSlots, slots, bands.im[row] + kLeadSlots);
+      copy_few_slots(state.core.re[row] + kLeadSlots, slots, bands.re[row] + kLeadSlots);
+      copy_few_slots(state.core.im[row] + kLeadSlots, slots, bands.im[row] + kLeadSlots);
     } else if (row < end) {
-      std::copy_n(state.overlap_re[row], slots, bands.re[row] + kLeadSlots);
-      std::copy_n(state.overlap_im[row], slots, bands.im[row] + kLeadSlots);
+      copy_few_slots(state.overlap_re[row], slots, bands.re[row] + kLeadSlots);
+      copy_few_slots(state.overlap_im[row], slots, bands.im[row] + kLeadSlots);
     } else {
-      clear_columns(bands, row, kLeadSlots, kLeadSlots + slots);
+      clear_few_columns(bands, row, kLeadSlots, kLeadSlots + slots);
     }
   }
 }
@@ -82,15 +83,15 @@ void load_overlap(const SbrChannelState& state, int slots, QmfMatrix& bands) {
 void save_overlap(const QmfMatrix& bands, Range range, SbrChannelState& state) {
   constexpr int kFirst = kLeadSlots + kQmfSlots;
   for (int row = range.kx; row < range.end(); ++row) {
-    std::copy_n(bands.re[row] + kFirst, SbrChannelState::kOverlapSlots, state.overlap_re[row]);
-    std::copy_n(bands.im[row] + kFirst, SbrChannelState::kOverlapSlots, state.overlap_im[row]);
+    copy_few_slots(bands.re[row] + kFirst, SbrChannelState::kOverlapSlots, state.overlap_re[row]);
+    copy_few_slots(bands.im[row] + kFirst, SbrChannelState::kOverlapSlots, state.overlap_im[row]);
   }
 }
 
 // Clears the slots after the frame, which the hybrid filters read, in bands that are not core bands.
 void clear_slots_ahead(Range range, QmfMatrix& bands) {
   for (int row = range.kx; row < kSplitBands; ++row)
-    clear_columns(bands, row, kLeadSlots + kQmfSlots, kRowSlots);
+    clear_few_columns(bands, row, kLeadSlots + kQmfSlots, kRowSlots);
 }
 
 // Computes all bands of the output slots from the analysed core bands.
