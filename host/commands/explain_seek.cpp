@@ -131,10 +131,8 @@ void write(JsonWriter& json, const SeekExplanation& seek) {
 ExitCode explain_seek_in(const std::string& file, const Options& options, std::ostream& out) {
   Messages messages(options.quiet || options.json);
   SeekExplanation seek;
-  ExitCode result = report_memory(file, messages, [&] {
-    return explain_seek(file, parse_time(options.explain_seek).value_or(0), options.stall_seconds, messages,
-                        seek);
-  });
+  ExitCode result =
+      report_memory(file, messages, [&] { return explain_seek(file, options, messages, seek); });
   if (interrupted()) result = messages.report_interrupted(file);
   if (options.json) {
     JsonWriter json(out, JsonWriter::Layout::kOneLine);

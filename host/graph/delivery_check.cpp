@@ -83,7 +83,7 @@ ExitCode DeliveryCheck::check_track() const {
     const auto shortfall = find_shortfall(*play_.movie, play_.file, delivery, watch);
     return shortfall && !interrupted() ? report_missing(*shortfall) : ExitCode::kDone;
   }
-  report_early_start();
+  if (play_.notes_early_start) report_early_start();
   const PartDelivery delivery{.track_type = type,
                               .samples = consumer_.samples(),
                               .payload_bytes = consumer_.payload_bytes(),
@@ -182,6 +182,9 @@ ExitCode DeliveryCheck::report_early_end(const EarlyEnd& end) const {
       return report(MessageCode::kCutOff, unit + " is past the end of the file");
     case Missing::kNotInSizes:
       return report(MessageCode::kUnitsMissing, unit + " has a time in the tables, but no size");
+    case Missing::kNoKeyFrame:
+      return report(MessageCode::kUnitsMissing,
+                    "delivered no sample: no key frame at or before " + format_time(play_.range.start));
     case Missing::kAfterStop:
       return report(MessageCode::kUnitsAfterEnd, unit + " is after the end that the headers state");
     case Missing::kShiftedBeyondStop:
@@ -217,6 +220,7 @@ ExitCode DeliveryCheck::report_missing(const Shortfall& shortfall) const {
                     (shortfall.total_units == 0 ? "delivered no sample: its access units"
                                                 : delivered + ": the others") +
                         std::string(" have times in the tables, but no sizes"));
+    case Missing::kNoKeyFrame:  // only of a part
     case Missing::kUnknown:
       break;
   }

@@ -19,6 +19,7 @@ struct CheckedPlay {
   const std::string& file;
   std::string label;  // of the file in progress lines
   bool is_quiet;      // shows no progress
+  bool notes_early_start;
   PlayRange range;
   int64_t duration;          // of the longest stream in 100 ns units; 0 if unknown
   const ParsedMovie* movie;  // null unless it is an ISO media file

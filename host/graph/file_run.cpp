@@ -22,10 +22,11 @@ uint64_t delivery_limit(const Options& options, const std::string& file) {
 }
 
 // The command line has checked both times.
-PlayRange play_range(const Options& options) {
+PlayRange play_range(const Options& options, bool is_check) {
   PlayRange range;
-  range.is_whole = options.start.empty() && options.stop.empty();
-  range.start = parse_time(options.start).value_or(range.start);
+  const std::string& start = is_check ? options.explain_seek : options.start;
+  range.is_whole = start.empty() && options.stop.empty();
+  range.start = parse_time(start).value_or(range.start);
   range.stop = parse_time(options.stop).value_or(range.stop);
   return range;
 }
@@ -50,7 +51,7 @@ FileRun::FileRun(const std::string& file, const Options& options, Use use, Messa
       owner_(owner),
       use_(use),
       label_(progress_label(file, options)),
-      range_(play_range(options)),
+      range_(play_range(options, use == Use::kCheck)),
       guard_(delivery_limit(options, file)),
       player_(file, messages, options.stall_seconds) {}
 
@@ -70,7 +71,8 @@ ExitCode FileRun::load_and_connect() {
   // The whole file needs no seek, after which the filter may deliver less.
   if (range_.start == 0 && (range_.stop < 0 || (end > 0 && range_.stop >= end))) range_.is_whole = true;
   if (const ExitCode connected = connect(); connected != ExitCode::kDone) return connected;
-  const ExitCode refused = player_.refuse_past_end(range_.start, "--start");
+  const ExitCode refused =
+      player_.refuse_past_end(range_.start, use_ == Use::kCheck ? "--explain-seek" : "--start");
   return refused == ExitCode::kDone ? player_.seek(range_) : refused;
 }
 
@@ -136,8 +138,15 @@ ExitCode FileRun::play(const char* overlap_advice) {
   ExitCode result = play_to_end(overlap_advice);
   const bool is_at_end = result == ExitCode::kDone && !interrupted();
   if (is_at_end) {
-    const CheckedPlay played{file_,        label_,  options_.quiet, range_, player_.duration(),
-                             movie_.get(), damage_, messages_};
+    const CheckedPlay played{.file = file_,
+                             .label = label_,
+                             .is_quiet = options_.quiet,
+                             .notes_early_start = use_ != Use::kCheck,
+                             .range = range_,
+                             .duration = player_.duration(),
+                             .movie = movie_.get(),
+                             .damage = damage_,
+                             .messages = messages_};
     for (const Stream& stream : streams_) {
       result = worse_of(result, DeliveryCheck(played, stream.pin, stream.consumer).run());
     }

@@ -33,8 +33,9 @@ class FileRun {
   // A recording writes what each pin delivers. A listing must be the same in every run. The filter marks the
   // first samples of a process, so the pin that delivers them must not depend on which worker is faster: the
   // other pins of a listing start after the audio pin. A part of a file does not need this, because after a
-  // seek the filter marks the first sample of every pin and the workers wait for each other.
-  enum class Use { kRecording, kListing };
+  // seek the filter marks the first sample of every pin and the workers wait for each other. A check keeps
+  // nothing of the samples, and plays from options.explain_seek on.
+  enum class Use { kRecording, kListing, kCheck };
 
   // All references must outlive the object.
   FileRun(const std::string& file, const Options& options, Use use, Messages& messages, ConsumerOwner& owner);

@@ -52,6 +52,10 @@ UnitReport examine_amr(const AM_MEDIA_TYPE&, Bytes rest) {
       report.damage = kAmrFrameDamage;
       return report;
     }
+    if (is_blank_amr_frame(rest.first(size))) {
+      report.damage = kBlankAmrFrame;
+      return report;
+    }
     ++report.speech_frames;
     rest = rest.subspan(size);
   }

@@ -1,10 +1,13 @@
-// Runs the seek with an observer of reads, and finds the sample tables and entries that were read.
+// Plays the part to find what is missing. Then runs the seek with an observer of reads, and finds the sample
+// tables and entries that were read.
 #include "host/seek/seek_explanation.h"
 
 #include <algorithm>
+#include <list>
 #include <memory>
 #include <new>
 
+#include "host/graph/file_run.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/inspect/iso/parsed_movie.h"
 #include "host/inspect/iso/table_map.h"
@@ -124,44 +127,73 @@ class Explainer {
   std::unique_ptr<const ParsedMovie> movie_;
 };
 
-// Reports the pins that delivered nothing, or nothing that is shown.
-ExitCode report_absent(const std::string& file, const SourcePlayer& player,
-                       const SeekExplanation& explanation, Messages& messages) {
-  ExitCode result = ExitCode::kDone;
-  for (const PinEntry& pin : player.pins()) {
-    const auto found = std::ranges::find_if(
-        explanation.pins, [&](const PinSeek& each) { return each.landing.pin == pin.name; });
-    const bool is_shown = found != explanation.pins.end() && found->landing.shown;
-    if (pin.types.empty() || is_shown) continue;
-    result =
-        messages.report(file, {ExitCode::kLoss, MessageCode::kNothingDelivered, Place::pin(pin.name),
-                               "delivers nothing from there on: `zdr samples --start` gives the reason", ""});
+// Takes what the seek delivers, for the check of what is missing.
+class PartConsumer final : public PinConsumer {
+ public:
+  using PinConsumer::PinConsumer;
+
+  bool receive(IMediaSample& sample) override {
+    const auto bytes = bytes_of(sample);
+    if (!bytes) return fail();
+    if (!count_bytes(*bytes)) return false;
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    sample.GetTime(&start, &stop);
+    count_sample(start);
+    return true;
   }
-  return result;
+};
+
+class PartOwner final : public ConsumerOwner {
+ public:
+  PinConsumer& add_consumer(const std::string& pin_name, DeliveryGuard& guard) override {
+    return consumers_.emplace_back(pin_name, guard);
+  }
+  void drop_last_consumer() override { consumers_.pop_back(); }
+
+ private:
+  std::list<PartConsumer> consumers_;
+};
+
+// Reports what is missing from the target on. Only a play to the end tells that.
+ExitCode check_part(const std::string& file, const Options& options, Messages& messages) {
+  PartOwner owner;
+  FileRun run(file, options, FileRun::Use::kCheck, messages, owner);
+  const ExitCode prepared = run.prepare();
+  return prepared == ExitCode::kDone ? run.play("play it") : prepared;
 }
 
-}  // namespace
-
-ExitCode explain_seek(const std::string& file, int64_t target, uint32_t stall_seconds, Messages& messages,
+ExitCode observe_seek(const std::string& file, uint32_t stall_seconds, Messages& messages,
                       SeekExplanation& explanation) {
-  explanation.target = target;
   SourcePlayer player(file, messages, stall_seconds);
   if (const ExitCode loaded = player.load(); loaded != ExitCode::kDone) return loaded;
-  const ExitCode refused = player.refuse_past_end(target, "--explain-seek");
-  if (refused != ExitCode::kDone) return refused;
   Explainer explainer(file, explanation);
   explainer.parse();
   std::vector<PinLanding> landings;
   ReadTrace trace;
   trace.begin();
   const LandingWatch watch{[] { return !interrupted(); }, [&trace] { trace.end(); }};
-  const ExitCode played = find_landings(player, target, watch, landings);
+  const ExitCode played = find_landings(player, explanation.target, watch, landings);
   trace.end();
   for (PinLanding& landing : landings) explainer.add_pin(std::move(landing));
   explainer.add_reads(trace);
-  const ExitCode absent =
-      interrupted() ? ExitCode::kDone : report_absent(file, player, explanation, messages);
-  return worse_of(worse_of(played, absent), report_read_failure(file, messages));
+  return worse_of(played, report_read_failure(file, messages));
+}
+
+}  // namespace
+
+ExitCode explain_seek(const std::string& file, const Options& options, Messages& messages,
+                      SeekExplanation& explanation) {
+  explanation.target = parse_time(options.explain_seek).value_or(0);
+  const ExitCode checked = check_part(file, options, messages);
+  const bool has_played = checked == ExitCode::kDone || checked == ExitCode::kLoss;
+  if (!has_played || interrupted() || SourcePlayer::has_abandoned_filter()) return checked;
+  Messages repeated(Messages::Shown::kNothing);
+  const ExitCode sought = observe_seek(file, options.stall_seconds, repeated, explanation);
+  if (checked == ExitCode::kDone) {
+    for (const Message& message : repeated.take_errors()) messages.error(message);
+  }
+  return worse_of(checked, sought);
 }
 
 }  // namespace zdr::host

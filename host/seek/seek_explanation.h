@@ -8,6 +8,7 @@
 
 #include "host/graph/seek_landing.h"
 #include "host/messages.h"
+#include "host/options.h"
 
 namespace zdr::host {
 
@@ -45,8 +46,9 @@ struct SeekExplanation {
   uint64_t bytes = 0;
 };
 
-// Loads the file and seeks. Reports the reason for a failure.
-ExitCode explain_seek(const std::string& file, int64_t target, uint32_t stall_seconds, Messages& messages,
+// Plays the file from options.explain_seek on, then seeks there once more to observe it. Reports what
+// `zdr samples --start` does, except that a pin begins before the target: the explanation has that.
+ExitCode explain_seek(const std::string& file, const Options& options, Messages& messages,
                       SeekExplanation& explanation);
 
 }  // namespace zdr::host

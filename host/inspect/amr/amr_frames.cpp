@@ -23,15 +23,21 @@ template <class OnFrame>
 AmrFrames walk(BlockReader& block, uint64_t begin, uint64_t file_size, bool is_wide_band,
                const std::function<bool(uint64_t offset)>& watch, OnFrame on_frame) {
   const std::array<uint8_t, 256> sizes = frame_sizes(is_wide_band);
+  const size_t most_bytes = std::ranges::max(sizes);
   AmrFrames frames{.end = begin};
   while (frames.end < file_size && watch(frames.end)) {
-    const auto bytes = block.from(frames.end, 1);
+    const Bytes bytes = block.from(frames.end, most_bytes);
     if (bytes.empty()) break;
     for (size_t at = 0; at < bytes.size();) {
       const uint64_t size = sizes[bytes[at]];
       frames.is_damaged = size == 0;
       frames.is_cut = size > file_size - frames.end;
       if (frames.is_damaged || frames.is_cut) return frames;
+      if (bytes[at] == 0 && at != 0 && size > bytes.size() - at) break;  // the next block has all of it
+      frames.is_blank =
+          bytes[at] == 0 && size <= bytes.size() - at && is_blank_amr_frame(bytes.subspan(at, size));
+      frames.is_damaged = frames.is_blank;
+      if (frames.is_blank) return frames;
       on_frame(frames.end, static_cast<uint32_t>(size));
       frames.end += size;
       at += size;

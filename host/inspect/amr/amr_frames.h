@@ -12,7 +12,8 @@ struct AmrFrames {
   uint64_t count = 0;
   uint64_t end = 0;         // offset after the last whole frame
   bool is_cut = false;      // the file ends inside the frame at `end`
-  bool is_damaged = false;  // the byte at `end` cannot begin a frame
+  bool is_damaged = false;  // the byte at `end` cannot begin a frame, or the frame is blank
+  bool is_blank = false;
 };
 
 // Offset after the line of the magic number.

@@ -30,8 +30,10 @@ uint64_t missing_frames(const AmrDelivery& delivery) {
 std::optional<Diagnosis> find_amr_fault(const AmrFrames& frames) {
   const std::string offset = std::to_string(frames.end);
   if (frames.is_damaged) {
-    return loss(MessageCode::kFileDamaged, "damaged after " + counted(frames.count, "frame") +
-                                               ": the byte at offset " + offset + " does not begin a frame");
+    return loss(MessageCode::kFileDamaged,
+                "damaged after " + counted(frames.count, "frame") + ": the " +
+                    (frames.is_blank ? "frame" : "byte") + " at offset " + offset +
+                    (frames.is_blank ? " has only zeros" : " does not begin a frame"));
   }
   if (!frames.is_cut) return std::nullopt;
   return loss(MessageCode::kCutOff, "cut off: the file ends inside the frame at offset " + offset);
@@ -65,7 +67,8 @@ std::optional<Diagnosis> find_amr_shortfall(const std::string& file, const AmrDe
   const auto fault = find_amr_fault(rest);
   if (rest.is_damaged && (is_undamaged || delivery.is_damaged)) {
     const auto time = static_cast<int64_t>(rest.count) * kFrameTime;
-    damage.units.push_back({rest.count + 1, time, rest.end, kAmrFrameDamage});
+    damage.units.push_back(
+        {rest.count + 1, time, rest.end, rest.is_blank ? kBlankAmrFrame : kAmrFrameDamage});
     return fault;
   }
   if (rest.is_cut && delivery.is_to_end) return fault;

@@ -106,13 +106,25 @@ class PartWalk {
       if (!is_read) {
         return EarlyEnd{start, sample.number > facts_.samples ? Missing::kNotInSizes : Missing::kUnknown};
       }
-      if (is_missing(sample, start))
-        return EarlyEnd{start, lies_within(sample, file_size_) ? Missing::kUnknown : Missing::kCutOff};
+      if (is_missing(sample, start)) return missing(sample, start);
     }
     return std::nullopt;
   }
 
  private:
+  EarlyEnd missing(const P3gppSample& sample, int64_t start) const {
+    EarlyEnd end{start, Missing::kCutOff};
+    if (!lies_within(sample, file_size_)) return end;
+    end.reason = Missing::kUnknown;
+    const bool is_after = start > delivery_.start && sample.number > 1;
+    const uint32_t last = is_after ? sample.number - 1 : sample.number;
+    uint32_t key_frame = last;
+    // Without one before it, the search finds the first of the table.
+    const bool is_found = P3GPP_FindSyncSample(track_, &key_frame, P3GPP_SYNC_BACKWARD) == P3GPP_OK;
+    if (delivery_.samples == 0 && is_found && key_frame > last) end.reason = Missing::kNoKeyFrame;
+    return end;
+  }
+
   // Only where a stop was requested may a unit be after it.
   std::optional<EarlyEnd> after_stop(int64_t start, int64_t unshifted_start) const {
     if (!delivery_.is_to_end) return std::nullopt;

@@ -37,6 +37,7 @@ enum class Missing {
   kShiftedBeyondStop,  // the edit list shifts the track beyond the end of the movie
   kCutOff,             // the next one extends past the end of the file
   kEmpty,              // the next one is stated to have no data
+  kNoKeyFrame,         // the pictures of a part need one before it
   kNotInSizes,         // the table of times has more access units than the table of sizes
   kUnknown,
 };

@@ -80,6 +80,7 @@ void add_speech(const std::string& file, const SpeechStream& stream, FileFigure&
   const double end = static_cast<double>(frames.count) / kFramesPerSecond;
   collector.finish(end);
   if (frames.is_damaged) track.fault = "the byte" + at_offset(frames.end) + " does not begin a frame";
+  if (frames.is_blank) track.fault = "the frame" + at_offset(frames.end) + " has only zeros";
   if (frames.is_cut) track.fault = "the file ends inside the frame" + at_offset(frames.end);
   track.fault_code = frames.is_damaged ? MessageCode::kFileDamaged : MessageCode::kCutOff;
   track.fault_from = end;
