@@ -4,7 +4,7 @@
 #
 # A BUILD is a processor, for gcc, or one with -clang behind it: aarch64, s390x (whose words begin with the high byte) and
 # i686 (32 bits). Without arguments: those, aarch64-clang and i686-clang. The first two processors run under an emulator.
-# All of it takes 14 minutes of two cores. Installs what is missing, which needs root and a network.
+# Installs what is missing, which needs root and a network.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 [ $# -gt 0 ] || set -- aarch64 s390x i686 aarch64-clang i686-clang
