@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <iterator>
@@ -11,6 +12,8 @@
 #include <type_traits>
 
 #include "aacdec/fixed/cpu.h"
+#include "aacdec/sbr/sbr_hf_generation.h"
+#include "aacdec/sbr/sbr_kernels.h"
 #include "mediakit/aac/sbr_stream.h"
 #include "tests/aacdec/sbr/sbr_reference.h"
 
@@ -227,6 +230,39 @@ TEST(SbrSynthesis, KeptMonoMixHasTheSinusoidsOfBothAndTheLargerBandRange) {
     EXPECT_TRUE(std::equal(sinusoids, sinusoids + 4, merged.add_harmonic));
     Decoder decoder({2, 0});
     for (int f = 0; f < 3; ++f) decoder.decode(frame, {Pcm(1024, 9000)}, false);
+  }
+}
+
+// A row without whitening is the one that the filter computes with taps of 0, at every size of the samples.
+TEST(SbrSynthesis, CopiesRowsWithoutWhiteningAsTheFilterDoes) {
+  SbrChannelFrame frame;
+  frame.bands.kx = kCoreBands;
+  frame.bands.m = frame.bands.patch_width[0] = 29;
+  frame.bands.patch_count = frame.grid.envelope_count = 1;
+  frame.grid.border[1] = kQmfSlots / 2;
+  const auto bands = std::make_unique<QmfMatrix>();
+  uint32_t random = 1;
+  for (int row = 0; row < frame.bands.m; ++row) {
+    for (int32_t* line : {bands->re[row], bands->im[row]}) {
+      std::generate_n(line, kRowSlots, [&] {
+        random = random * 1664525 + 1013904223;
+        return row == 0 ? 0 : static_cast<int32_t>(random) >> (31 - row);
+      });
+    }
+  }
+  const auto state = std::make_unique<SbrChannelState>();
+  RowScale scales[kQmfBands];
+  generate_high_bands(frame, *state, *bands, scales);
+  for (int row = 0; row < frame.bands.m; ++row) {
+    const int target = kCoreBands + row;
+    const QmfMatrix copied = *bands;
+    const PatchFilter filter{
+        row, target, 0, 0, 0, 0, scales[target].exponent + 28 + kSampleScaleBits, kQmfSlots + kLeadSlots};
+    EXPECT_EQ(scales[target].bits, std::bit_width(sbr_kernels().patch(*bands, filter))) << row;
+    for (int s = kLeadSlots; s < filter.end; ++s) {
+      ASSERT_EQ(copied.re[target][s], bands->re[target][s]) << row;
+      ASSERT_EQ(copied.im[target][s], bands->im[target][s]) << row;
+    }
   }
 }
 
