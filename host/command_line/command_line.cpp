@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "filters/source/mp4/interfaces/source_kind.h"
 #include "host/command_line/command_table.h"
 #include "host/inspect/diagnosis/open_diagnosis.h"
 #include "host/messages.h"
@@ -214,7 +215,10 @@ ParsedLine refuse_extras(const std::vector<std::string>& extras, const CommandRo
   for (const OptionRow& row : table.options) {
     if ((row.commands & command.bit) != 0) names.emplace_back(row.name);
   }
-  return refuse("unknown option " + *option + suggestion(*option, names), command.name);
+  const bool is_file = mp4source::source_kind_of(*option) != mp4source::SOURCE_KIND_NONE;
+  const std::string advice =
+      is_file ? ": a file name that begins with - is given after --" : suggestion(*option, names);
+  return refuse("unknown option " + *option + advice, command.name);
 }
 
 // Why options exclude each other; empty if they do not.
@@ -239,6 +243,7 @@ std::string refusal_of(const CLI::App& command, const ParsedLine& line) {
     return "exactly one of N, --at TIME and --all is needed";
   const std::optional<int64_t> start = parse_time(options.start);
   const std::optional<int64_t> stop = parse_time(options.stop);
+  if (stop && *stop == 0) return "--stop must be greater than 0";
   if (stop && *stop <= start.value_or(0)) return "--stop is not after --start";
   return conflict_of(options);
 }
@@ -286,6 +291,13 @@ ParsedLine parse_command_line(int argc, const char* const* argv) {
   } catch (const CLI::ArgumentMismatch& error) {
     const std::string option = std::string(error.what()).substr(0, std::string_view(error.what()).find(':'));
     return refuse(option + " takes one value", command);
+  } catch (const CLI::RequiredError& error) {
+    // The operand may be missing because an option before it is misspelt.
+    const auto row = std::ranges::find(table.commands, std::string_view(command), &CommandRow::name);
+    const std::vector<std::string> extras =
+        row == table.commands.end() ? std::vector<std::string>() : app.remaining(true);
+    if (!extras.empty()) return refuse_extras(extras, *row, table);
+    return refuse(with_small_letter(error.what()), command);
   } catch (const CLI::ParseError& error) {
     return refuse(with_small_letter(error.what()), command);
   }

@@ -103,7 +103,8 @@ ExitCode FileRun::connect() {
                    {},
                    "no " + options_.only + (options_.only.empty() ? "" : " ") + "stream can be played",
                    ""});
-  return ExitCode::kNotSupported;
+  // What was lost has been reported as damage; without it, the file just has no such stream.
+  return prepared_ == ExitCode::kLoss ? ExitCode::kCannotOpen : ExitCode::kNotSupported;
 }
 
 void FileRun::connect_pin(const PinEntry& pin, bool gated) {

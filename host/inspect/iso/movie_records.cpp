@@ -102,7 +102,7 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
   }
   for (const Row& row : kRows) {
     if (rest != row.path) continue;
-    if (row.path == "/mdia/mdhd" && box.version != 0) track.has_wide_times = true;
+    if (row.path == "/mdia/mdhd" && box.version == 1) track.has_wide_times = true;
     if (row.read_field == &MovieRecorder::read_edit) track.edits.is_wide = box.version != 0;
     return row.read_field;
   }
