@@ -50,6 +50,9 @@ struct CoreKernels {
   bool (*all_pole)(const AllPoleFilter& filter, const LineSequence& lines);
   // pcm[i * stride] = overlap[i] + time[i], rounded from 2^5 per step and clamped to -32767 .. 32767.
   void (*put_samples)(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride);
+  // The same with the output of window_rise() as `time`.
+  void (*put_window_rise)(const int32_t* y, int length, const uint16_t* window, const int32_t* overlap,
+                          int16_t* pcm, int stride);
 };
 
 // One table per instruction set, defined in core_kernels_VARIANT.cpp.

@@ -10,9 +10,9 @@
 namespace zdr::aacdec {
 namespace {
 
-constexpr CoreKernels kCompiledCoreKernels = {dct4_long,   dct4_short, window_rise,
-                                              window_fall, mid_side,   combined_magnitudes,
-                                              scale,       all_pole,   put_samples};
+constexpr CoreKernels kCompiledCoreKernels = {dct4_long,   dct4_short,          window_rise, window_fall,
+                                              mid_side,    combined_magnitudes, scale,       all_pole,
+                                              put_samples, put_window_rise};
 
 }  // namespace
 }  // namespace zdr::aacdec

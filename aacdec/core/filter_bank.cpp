@@ -57,11 +57,10 @@ void overlap_short_windows(const int32_t* y, int previous_shape, int shape, int3
 
 void synthesise_long(const int32_t* spectrum, const IcsInfo& ics, CoreChannelState& state, int32_t* scratch,
                      int16_t* pcm, int stride) {
-  int32_t* const time = scratch + kTransformWork;
-  int32_t* const y = time + kFrameLength;
+  int32_t* const y = scratch + kTransformWork;
   core_kernels().dct4_long(spectrum, y, scratch);
-  core_kernels().window_rise(y, kFrameLength, first_window(ics, state.previous_window_shape), time);
-  core_kernels().put_samples(state.overlap, time, kFrameLength, pcm, stride);
+  core_kernels().put_window_rise(y, kFrameLength, first_window(ics, state.previous_window_shape),
+                                 state.overlap, pcm, stride);
   core_kernels().window_fall(y, kFrameLength, second_window(ics), state.overlap);
 }
 

@@ -35,8 +35,7 @@ uint32_t combined_magnitudes(const int32_t* in, int count) {
   for (; i + kLanes <= count; i += kLanes) {
     seen |= each([](Register x) { return absolute(x); }, load(in + i));
   }
-  uint32_t bits = 0;
-  for (int k = 0; k < kLanes; ++k) bits |= lane(seen, k);
+  uint32_t bits = any_bits(seen);
   for (; i < count; ++i) bits |= magnitude(in[i]);
   return bits;
 }
