@@ -24,8 +24,10 @@ class Mutator {
   }
 
  private:
+  // The containers twice, because most damage to what is in them is harmless.
   static constexpr std::string_view kTypes =
-      "moovtrakmdiaminfstblstsdmdhdhdlrsttsstszstscstcoelstedtstkhdmvhdesdsavcCdinfdrefcttsstssstdpiods";
+      "moovtrakmdiaminfstblmoovtrakmdiaminfstblstsdmdhdhdlrsttsstszstscstcoelstedtstkhdmvhdesdsavcCdinfdrefct"
+      "tsstssstdpiods";
   // Numbers at which size arithmetic may fail.
   static constexpr uint32_t kOddNumbers[] = {
       0, 1, 7, 8, 9, 16, 20, 0xFF, 0xFFFF, 0x7FFFFFFF, 0x80000000, 0xFFFFFFF0, 0xFFFFFFFE, 0xFFFFFFFF};
@@ -58,8 +60,9 @@ class Mutator {
       case 4:
         if (is_header) std::ranges::copy(any_type(), found);
         break;
-      case 5:  // the size of a box, by a few bytes
-        if (is_header) store_be32(bytes, size_at, load_be32(bytes, size_at) + below(17) - 8);
+      case 5:  // the size of a box: no contents, or by a few bytes, which may be those of the next header
+        if (is_header)
+          store_be32(bytes, size_at, below(2) == 0 ? 8 : load_be32(bytes, size_at) + below(17) - 8);
         break;
       default:  // the size or one of the first fields of a box
         if (is_header) store_be32(bytes, size_at + (below(2) == 0 ? 0 : 8 + below(8)), odd);

@@ -77,6 +77,7 @@ Outcome run_command(const std::string& command, const std::filesystem::path& fil
   if (command == "play") run.code = host::run_play(options, out);
   if (command == "info") run.code = host::run_info(options, out);
   if (command == "samples") run.code = host::run_samples(options, out);
+  if (command == "plot") run.code = host::run_plot(options, out);
   run.ms = cpu_ms() - begun;
   run.out = out.str();
   run.err = testing::internal::GetCapturedStderr();
@@ -110,24 +111,24 @@ TEST(HostileFiles, EndSoonWithAnExitCodeAndAMessage) {
   const std::vector<Seed> originals = seeds();
   Mutator mutator(setting("ZDR_HOSTILE_SEED", 1));
   const TempFolder folder;
-  const char* const commands[] = {"play", "samples", "info"};
   size_t counts[256] = {};  // by exit code
   for (uint32_t i = setting("ZDR_HOSTILE_RUNS", 400); i > 0; --i) {
     const Seed& seed = originals[mutator.below(originals.size())];
     const Bytes bytes = mutator.damaged(seed.bytes);
-    const std::string command = commands[mutator.below(3)];
     const std::filesystem::path file = folder / seed.name;
     const std::filesystem::path output = folder / "out";
     write_file(file, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-    std::filesystem::create_directory(output);
-    const Outcome run = run_command(command, file, output);
-    ++counts[static_cast<uint8_t>(run.code)];
-    std::string reason = fault_of(command, run, output);
-    if (bytes.size() <= kSmallBytes && run.ms > kLimitMs) reason = "took " + std::to_string(run.ms) + " ms";
-    std::filesystem::remove_all(output);
-    if (reason.empty()) continue;
-    ADD_FAILURE() << command << " " << seed.name << ", " << i << " runs before the end: " << reason << "\n"
-                  << run.err;
+    for (const std::string command : {mutator.below(2) == 0 ? "play" : "samples", "info", "plot"}) {
+      std::filesystem::create_directory(output);
+      const Outcome run = run_command(command, file, output);
+      ++counts[static_cast<uint8_t>(run.code)];
+      std::string reason = fault_of(command, run, output);
+      if (bytes.size() <= kSmallBytes && run.ms > kLimitMs) reason = "took " + std::to_string(run.ms) + " ms";
+      std::filesystem::remove_all(output);
+      if (reason.empty()) continue;
+      ADD_FAILURE() << command << " " << seed.name << ", " << i << " runs before the end: " << reason << "\n"
+                    << run.err;
+    }
   }
   for (const ExitCode code :
        {ExitCode::kDone, ExitCode::kCannotOpen, ExitCode::kLoss, ExitCode::kNotSupported}) {

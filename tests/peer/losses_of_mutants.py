@@ -4,6 +4,7 @@
 Damages the movie box of each sample in N ways (or cuts the file off), plays the mutant, and compares the bytes written with those
 of the undamaged file. A run that lacks more than 2 % must not end with 0, unless the mutant is itself a valid, smaller file:
 the tables of its tracks agree with each other and with their headers, and all that they describe was written.
+`info` and `plot` read the mutant as well, and must end with an exit code, too.
 AAC and AMR files are damaged anywhere, and a run that lacks a single frame must not end with 0, unless the file was cut between
 two frames.
 Prints a table of the mutants by exit code, and the runs at fault.
@@ -25,6 +26,7 @@ LOSS = 0.02
 CONTAINERS = {b'moov', b'trak', b'mdia', b'minf', b'stbl', b'edts', b'udta', b'dinf'}
 MEDIA = peer_media.ISO | {'.aac', '.amr', '.awb'}
 PLAYED = {b'soun', b'vide'}
+CODES = {0, 1, 3, 4}
 SPEECH_BYTES = ((13, 14, 16, 18, 20, 21, 27, 32, 6, 1, 1, 1, 1, 1, 1, 1), (18, 24, 33, 37, 41, 47, 51, 59, 61, 6, 6, 1, 1, 1, 1, 1))
 
 Track = collections.namedtuple('Track', 'handler duration seconds sizes times chunked entry')
@@ -123,7 +125,7 @@ def mutate(data, moov, chance):
     first, last = moov or (0, len(data))
     place = chance.randrange(first, last - 4)
     changed = bytearray(data)
-    kind = chance.choice(('byte', 'word', 'word', 'type' if moov else 'byte', 'cut', 'zeros'))
+    kind = chance.choice(('byte', 'word', 'word', *(('type', 'size') if moov else ('byte',)), 'cut', 'zeros'))
     if kind == 'byte':
         changed[place] ^= chance.randrange(1, 256)
     elif kind == 'word':
@@ -134,6 +136,9 @@ def mutate(data, moov, chance):
         names = [at for at in range(first, last - 8) if data[at:at + 4].isalpha()]
         place = chance.choice(names)
         changed[place:place + 4] = b'skip'
+    elif kind == 'size':  # so that a box swallows the header of the next one, or none of what is in it
+        place = chance.choice([at for at in range(first, last - 8) if data[at:at + 4].isalpha()]) - 4
+        struct.pack_into('>I', changed, place, chance.choice((8, struct.unpack_from('>I', data, place)[0] + 8)) & 0xFFFFFFFF)
     elif kind == 'cut':
         place = chance.randrange(len(data))
         del changed[place:]
@@ -153,18 +158,22 @@ def check(zdr, path, number):
         copy.write_bytes(mutant)
         try:
             done, size = written_by(zdr, copy)
+            others = [subprocess.run([zdr, *command, copy], capture_output=True, timeout=60).returncode
+                      for command in (('info',), ('plot', '-o', f'{folder}/plot.svg'))]
         except subprocess.TimeoutExpired:
             return deed, None, 1, ''
+    code = next((code for code in (done.returncode, *others) if code not in CODES), done.returncode)
     whole = sound_size(zdr, path)
     lost = 1 - size / whole
     verdict = ''
     if moov is None:
         is_cut = deed.startswith('cut ') and ends_between_frames(data, len(mutant))
-        return deed, done.returncode, lost, '' if lost <= 0 or done.returncode else 'sound' if is_cut else 'at fault'
+        return deed, code, lost, '' if lost <= 0 or done.returncode else 'sound' if is_cut else 'at fault'
     if lost > LOSS and done.returncode == 0:
         entries = {track.entry for track in tracks(data)}
-        verdict = 'sound' if is_sound(mutant, size, entries) else 'at fault'
-    return deed, done.returncode, lost, verdict
+        is_smaller = not deed.startswith('size ') and is_sound(mutant, size, entries)
+        verdict = 'sound' if is_smaller else 'at fault'
+    return deed, code, lost, verdict
 
 
 sizes = {}
@@ -191,7 +200,7 @@ def main():
             deed, code, lost, verdict = result
             table[code, 'more than 2 %' if lost > LOSS else 'no'] += 1
             table['sound, smaller files'] += verdict == 'sound'
-            if verdict == 'at fault' or code not in (0, 1, 3, 4):
+            if verdict == 'at fault' or code not in CODES:
                 faults.append(f'{path.name} {number}: {deed}: exit code {code}, {lost:.0%} lost')
     for key, count in sorted(table.items(), key=str):
         print(f'{count:6} ' + (key if isinstance(key, str) else f'exit code {key[0]}, {key[1]} loss'))

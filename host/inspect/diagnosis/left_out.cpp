@@ -97,11 +97,8 @@ class LeftOut {
   }
 
   void add_hidden_track() {
-    const std::optional<BoxHeader> box = movie_.hidden_track();
-    if (!box) return;
-    add(ExitCode::kLoss, MessageCode::kTrackNotPlayed,
-        Place::box("moov/" + type_text(box->name()), box->offset, box->size),
-        "damaged: holds a track, but is not a trak box, so it is not read");
+    if (const auto hidden = movie_.hidden_track())
+      add(ExitCode::kLoss, MessageCode::kTrackNotPlayed, place_of(*hidden), hidden->reason);
   }
 
   // The parser reads the first movie box only.

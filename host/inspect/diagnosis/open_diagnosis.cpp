@@ -47,6 +47,10 @@ Diagnosis diagnose_unplayable(const ParsedMovie& movie) {
     result.reason += (result.reason.empty() ? "" : "; ") + found.place.text() + ": " + found.reason;
     result.status = found.status;
   }
+  if (const auto hidden = movie.hidden_track()) {
+    result.exit_code = ExitCode::kCannotOpen;
+    result.reason += (result.reason.empty() ? "" : "; ") + place_of(*hidden).text() + ": " + hidden->reason;
+  }
   if (result.reason.empty()) {
     result.reason = movie.record().is_compressed ? "its movie box is compressed (cmov), which is not read"
                                                  : "has no audio or video track";
@@ -58,8 +62,15 @@ Diagnosis diagnose_unplayable(const ParsedMovie& movie) {
 Diagnosis diagnose_missing_video(const ParsedMovie& movie) {
   const auto& tracks = movie.record().tracks;
   const auto track = std::ranges::find_if(tracks, is_video);
-  if (track == tracks.end())
+  if (track == tracks.end()) {
+    if (const auto hidden = movie.hidden_track())
+      return {ExitCode::kCannotOpen,
+              MessageCode::kNoPlayableTrack,
+              {},
+              "has no video track that is read, but a damaged track, " + place_of(*hidden).text(),
+              ""};
     return {ExitCode::kNotSupported, MessageCode::kNoPlayableTrack, {}, "has no video track", ""};
+  }
   Diagnosis result = why_not_played(movie, *track);
   const bool is_readable = result.exit_code == ExitCode::kLoss && result.status.empty();
   if (is_readable && track->time_scale == 0) {

@@ -109,6 +109,10 @@ Place place_of(const TrackRecord& track) {
   return Place::track(name, track.number);
 }
 
+Place place_of(const HiddenTrack& hidden) {
+  return Place::box(hidden.path, hidden.box.offset, hidden.box.size);
+}
+
 Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
   if (std::ranges::find(kEncryptedEntries, track.sample_entry) != std::end(kEncryptedEntries))
     return diagnose(ExitCode::kNotSupported, track, "encrypted, which is not supported");

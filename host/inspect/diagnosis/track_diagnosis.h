@@ -15,6 +15,7 @@ inline constexpr const char* kNoTimeScale = "damaged: its time scale is 0, so it
 
 // "video track 2 (hvc1)"
 Place place_of(const TrackRecord& track);
+Place place_of(const HiddenTrack& hidden);
 bool is_video(const TrackRecord& track);
 bool is_audio(const TrackRecord& track);
 

@@ -104,11 +104,18 @@ bool is_language(std::string_view text) {
   return !text.starts_with("0x");
 }
 
+// Each container only where it belongs: so a track box holds what is read as a part of a track, and boxes
+// are nested no deeper than here.
 bool is_walked(std::string_view type, std::string_view container) {
-  constexpr std::string_view kContainers[] = {"moov", "trak", "edts", "mdia", "minf", "stbl", "stsd", "wave"};
-  const bool is_metadata = (container == "moov" && type == "udta") ||
-                           (container == "udta" && type == "meta") || (container == "meta" && type == "ilst");
-  return is_metadata || container == "stsd" || std::ranges::find(kContainers, type) != std::end(kContainers);
+  struct Step {
+    std::string_view container;
+    std::string_view type;
+  };
+  constexpr Step kSteps[] = {{"", "moov"},     {"moov", "trak"}, {"trak", "edts"}, {"trak", "mdia"},
+                             {"mdia", "minf"}, {"minf", "stbl"}, {"stbl", "stsd"}, {kEntry, "wave"},
+                             {"moov", "udta"}, {"udta", "meta"}, {"meta", "ilst"}};
+  const auto is_step = [&](const Step& step) { return step.container == container && step.type == type; };
+  return container == "stsd" || std::ranges::any_of(kSteps, is_step);
 }
 
 // Reads the boxes in file order.
@@ -208,7 +215,7 @@ void MovieReader::read_box(const BoxHeader& box, std::string_view container) {
   const uint64_t more =
       is_entry && !has_versioned_entries_ ? quicktime_sound_bytes(box.name(), entry_version_) : 0;
   const uint64_t begin = box.offset + box.header_size + *skipped + more;
-  if (begin < box.end()) read_children(begin, box.end(), box.name());
+  if (begin < box.end()) read_children(begin, box.end(), is_entry ? kEntry : box.name());
 }
 
 void MovieReader::read_track(const BoxHeader& box) {

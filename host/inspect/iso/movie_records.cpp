@@ -10,10 +10,13 @@ namespace zdr::host {
 namespace {
 
 constexpr std::string_view kTrackPath = "moov/trak[";
-// Boxes in the movie box that the parser need not read.
+// Boxes in the movie box that hide no track, unless they are too long: a box that is marked as free is free.
 constexpr std::string_view kMovieBoxes[] = {"mvhd", "trak", "udta", "meta", "mvex", "iods",
                                             "cmov", "free", "skip", "wide", "uuid"};
-constexpr size_t kMostUnknown = 64;    // a hostile file may have thousands
+constexpr std::string_view kShortBoxes[] = {"mvhd", "iods"};
+constexpr uint64_t kShortBytes = 256;  // a track box is longer
+constexpr std::string_view kTrackBoxes[] = {"trak", "mdia"};
+constexpr size_t kMostUnread = 64;     // a hostile file may have thousands
 constexpr uint64_t kTableHeader = 16;  // bytes before the entries of a sample table
 constexpr std::string_view kEntryPath = "/mdia/minf/stbl/stsd/";
 
@@ -46,14 +49,30 @@ MovieRecorder::ReadField MovieRecorder::begin_box(const P3gppBox& box) {
   if (path == "moof") record_.has_fragment = true;
   box_size_ = box.size;
   if (path == "moov" && box.size > 1) record_.movie_end = box.offset + box.size;
-  constexpr std::string_view kInMovie = "moov/";
-  const bool is_in_movie = path.starts_with(kInMovie) && path.find('/', kInMovie.size()) == path.npos;
-  if (is_in_movie && std::ranges::find(kMovieBoxes, std::string_view(box.type)) == std::end(kMovieBoxes) &&
-      record_.unknown.size() < kMostUnknown)
-    record_.unknown.push_back(box.offset);
+  note_unread(box);
   if (path == "moov/cmov") record_.is_compressed = true;
   if (path == "moov/mvhd") return &MovieRecorder::read_movie_header;
   return path.starts_with(kTrackPath) ? begin_track_box(box) : nullptr;
+}
+
+// A damaged type or size makes another box of a track box, or puts its contents into another container.
+void MovieRecorder::note_unread(const P3gppBox& box) {
+  const std::string_view path = box.path;
+  const std::string_view type = box.type;
+  const size_t slash = path.rfind('/');
+  if (slash == path.npos || record_.unread.size() >= kMostUnread) return;
+  const std::string_view container = path.substr(0, slash);
+  const bool is_skipped_part =
+      box.disposition == P3GPP_BOX_SKIPPED && std::ranges::find(kTrackBoxes, type) != std::end(kTrackBoxes);
+  const bool is_expected = std::ranges::find(kMovieBoxes, type) != std::end(kMovieBoxes);
+  const bool is_overlong =
+      box.size > kShortBytes && std::ranges::find(kShortBoxes, type) != std::end(kShortBoxes);
+  const bool is_in_movie = container == "moov" && (!is_expected || is_overlong);
+  if (is_skipped_part || is_in_movie) record_.unread.push_back({std::string(container), box.offset});
+  const uint64_t header_bytes = box.version == 0 ? 108 : 120;
+  // A movie header that is too long has swallowed what follows it.
+  if (path == "moov/mvhd" && box.size > header_bytes)
+    record_.unread.push_back({box.path, box.offset + header_bytes});
 }
 
 // The path of a track's box begins with "moov/trak[N]". Children are shown before the track itself.

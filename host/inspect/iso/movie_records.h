@@ -58,12 +58,18 @@ struct TrackRecord {
   EditRecord edits;
 };
 
+// A box that the parser does not use, and that may hold a track.
+struct UnreadBox {
+  std::string container;  // its path
+  uint64_t offset;
+};
+
 struct MovieRecord {
   uint64_t time_scale = 0;
   bool has_fragment = false;        // before the movie box
   bool is_compressed = false;       // the movie box has a cmov box, which the parser does not read
   uint64_t movie_end = 0;           // offset after the movie box; 0 if its size is not known
-  std::vector<uint64_t> unknown;    // offsets of boxes of unknown types in the movie box; at most 64
+  std::vector<UnreadBox> unread;    // at most 64
   std::vector<TrackRecord> tracks;  // in file order, including those that could not be read
 };
 
@@ -91,6 +97,7 @@ class MovieRecorder {
   static void on_field(void* caller, const P3gppBoxField* field) noexcept;
   ReadField begin_box(const P3gppBox& box);
   ReadField begin_track_box(const P3gppBox& box);
+  void note_unread(const P3gppBox& box);
   TrackRecord& track_at(std::string_view path);
   void read_movie_header(const P3gppBoxField& field);
   void read_track_header(const P3gppBoxField& field);

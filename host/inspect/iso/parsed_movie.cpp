@@ -15,6 +15,7 @@
 #include "host/formats/byte_order.h"
 #include "host/inspect/iso/box_layout.h"
 #include "host/memory.h"
+#include "host/text/decoded_text.h"
 
 namespace zdr::host {
 
@@ -54,14 +55,44 @@ std::optional<BoxHeader> ParsedMovie::cut_off_box() const {
   return is_cut ? box : std::nullopt;
 }
 
-std::optional<BoxHeader> ParsedMovie::hidden_track() const {
-  if (record_.unknown.empty()) return std::nullopt;
+namespace {
+
+bool holds_any(std::span<const std::string_view> types, FileStream& stream, const BoxHeader& box) {
+  constexpr uint32_t kMostBoxes = 16;
+  uint32_t boxes = 0;
+  bool found = false;
+  walk_box_headers(stream, box.offset + box.header_size, box.end(), [&](const BoxHeader& child) {
+    found = std::ranges::find(types, child.name()) != types.end();
+    return !found && ++boxes < kMostBoxes;
+  });
+  return found;
+}
+
+// Why the parser does not read the track that a box holds or belongs to; null if there is none.
+const char* reason_hidden(FileStream& stream, const BoxHeader& box) {
+  constexpr std::string_view kInTrack[] = {"tkhd", "mdia"};
+  constexpr std::string_view kParts[] = {"mdia", "minf", "stbl"};
+  constexpr std::string_view kInParts[] = {"hdlr", "minf", "stbl", "stsd"};
+  if (box.name() == "trak") return "damaged: a track inside another box, so it is not read";
+  if (holds_any(kInTrack, stream, box))
+    return "damaged: holds a track, but is not a trak box, so it is not read";
+  const bool is_part = std::ranges::find(kParts, box.name()) != std::end(kParts);
+  return is_part && holds_any(kInParts, stream, box)
+             ? "damaged: belongs to a track, but is not in a trak box, so it is not read"
+             : nullptr;
+}
+
+}  // namespace
+
+std::optional<HiddenTrack> ParsedMovie::hidden_track() const {
+  if (record_.unread.empty()) return std::nullopt;
   FileStream stream(name_);
-  for (const uint64_t offset : record_.unknown) {
-    const auto box = read_box_header(stream, offset, stream.size());
-    if (!box || box->size > stream.size() - offset) continue;
-    const auto first = read_box_header(stream, offset + box->header_size, box->end());
-    if (first && first->name() == "tkhd") return box;
+  for (const UnreadBox& unread : record_.unread) {
+    if (unread.offset >= stream.size()) continue;
+    const auto box = read_box_header(stream, unread.offset, stream.size());
+    if (!box || box->size > stream.size() - unread.offset) continue;
+    if (const char* const reason = reason_hidden(stream, *box))
+      return HiddenTrack{unread.container + "/" + type_text(box->name()), *box, reason};
   }
   return std::nullopt;
 }

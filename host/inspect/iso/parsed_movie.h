@@ -30,6 +30,13 @@ constexpr uint32_t track_type(bool is_audio) {
   return is_audio ? P3GPP_TRACK_AUDIO : P3GPP_TRACK_VIDEO;
 }
 
+// A box with a track, or a part of one, that the parser does not read.
+struct HiddenTrack {
+  std::string path;
+  BoxHeader box;
+  const char* reason;
+};
+
 class ParsedMovie {
  public:
   // Opens the file as the filter does. `observer`, if not null, receives the boxes while they are parsed.
@@ -53,9 +60,9 @@ class ParsedMovie {
     return record_.has_fragment || has_box("moof", record_.movie_end, UINT64_MAX);
   }
 
-  // A track whose box has another type than trak, which the parser ignores; nothing if there is none. A box
-  // that is marked as free is not one.
-  std::optional<BoxHeader> hidden_track() const;
+  // The first track that the parser ignores because its box has another type than trak, or because it, or a
+  // part of it, is in another container; nothing if there is none. A box that is marked as free is not one.
+  std::optional<HiddenTrack> hidden_track() const;
   // True if the open failed at a box in the form of QuickTime, which the parser takes for damage: a `meta`
   // without version and flags, or a sound description of version 1 or 2, whose fields precede `wave`.
   bool failed_at_quicktime_form() const;
