@@ -159,7 +159,7 @@ struct Source {
 void measure_bits(const QmfMatrix& bands, int row, Source& source) {
   uint32_t bits = 0;
   for (int s = 0; s < kRowSlots; ++s) bits |= magnitude(bands.re[row][s]) | magnitude(bands.im[row][s]);
-  source.bits = std::bit_width(bits);
+  source.bits = static_cast<int>(std::bit_width(bits));
   source.has_bits = true;
 }
 
@@ -169,7 +169,7 @@ void analyse_source(const QmfMatrix& bands, int row, Source& source) {
   LaggedSums sums;
   sbr_kernels().correlate(re, im, kCovarianceSlots, sums);
   source.predictor = predict(covariance(re, im, sums));
-  source.bits = std::bit_width(sums.bits);
+  source.bits = static_cast<int>(std::bit_width(sums.bits));
   source.has_bits = source.has_predictor = true;
 }
 
