@@ -190,7 +190,7 @@ struct Scaling {
   Rescaling kind;
 };
 
-// `left`: the shift of the results if there is no right shift.
+// Results are shifted by `left`, and by as much again as the samples are shifted to the right before.
 inline Scaling scaling_of(const QmfMatrix& bands, int band_count, int left) {
   const uint32_t used = used_bits(bands, band_count);
   if (used >= 1U << 24) {

@@ -27,7 +27,7 @@ bool read_covering_run(Table& table, uint32_t number, Entry& run) {
          number - position.samples_before <= run.sample_count;
 }
 
-// Finds the stretch of a sample that has just been located; it ends with that sample if there is no more.
+// Finds the stretch of a sample that has just been located; it may be that sample alone.
 Stretch find_stretch(const StblPayload& stbl, uint32_t number) {
   auto& stsc = *payload_of<StscPayload>(stbl.stsc);
   auto& stts = *payload_of<SttsPayload>(stbl.stts);
