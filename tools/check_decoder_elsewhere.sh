@@ -7,6 +7,8 @@
 # Installs what is missing, which needs root and a network.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+# Flags and compilers that suit the processor here, such as its linker, do not suit the others.
+unset CC CXX CFLAGS CXXFLAGS CPPFLAGS LDFLAGS
 [ $# -gt 0 ] || set -- aarch64 s390x i686 aarch64-clang i686-clang
 
 packages=
