@@ -8,6 +8,7 @@
 #include "host/inspect/diagnosis/content_hint.h"
 #include "host/inspect/diagnosis/left_out.h"
 #include "host/inspect/diagnosis/open_diagnosis.h"
+#include "host/inspect/diagnosis/track_diagnosis.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/inspect/iso/key_frames.h"
 #include "host/json/json_report.h"
@@ -31,6 +32,7 @@ class KeyFrameList {
  private:
   ExitCode list_movie(const ParsedMovie& movie);
   ExitCode list_track(KeyFrameWalk& walk);
+  ExitCode report_faults(const ParsedMovie& movie, uint32_t samples);
   void add(const KeyFrameEntry& entry);
   void print(const KeyFrameEntry& entry);
   ExitCode fail(ExitCode exit_code, MessageCode code, const std::string& reason,
@@ -43,8 +45,8 @@ class KeyFrameList {
   const std::string& file_;
   std::ostream& out_;
   uint32_t count_ = 0;
-  uint32_t lost_ = 0;  // past the end of the file
-  std::string first_lost_;
+  uint32_t lost_ = 0;       // past the end of the file
+  std::string first_lost_;  // its number and time
 };
 
 ExitCode KeyFrameList::list() {
@@ -65,7 +67,21 @@ ExitCode KeyFrameList::list() {
 
 ExitCode KeyFrameList::list_movie(const ParsedMovie& movie) {
   KeyFrameWalk walk(movie, file_);
-  return walk.is_open() ? list_track(walk) : messages_.report(file_, diagnose_missing_video(movie));
+  if (!walk.is_open()) return messages_.report(file_, diagnose_missing_video(movie));
+  const ExitCode faults = report_faults(movie, walk.samples());
+  return worse_of(faults, list_track(walk));
+}
+
+// Faults of the tables, which may have cost key frames.
+ExitCode KeyFrameList::report_faults(const ParsedMovie& movie, uint32_t samples) {
+  const TrackRecord* const track = movie.first_track(P3GPP_TRACK_VIDEO);
+  if (track == nullptr) return ExitCode::kDone;
+  ExitCode code = ExitCode::kDone;
+  for (const std::string& fault : faults_of(movie, *track)) {
+    code = messages_.report(file_, {ExitCode::kLoss, MessageCode::kFileDamaged, place_of(*track), fault, ""});
+  }
+  const auto missing = find_missing_sizes(movie, *track, samples);
+  return missing ? messages_.report(file_, *missing) : code;
 }
 
 ExitCode KeyFrameList::list_track(KeyFrameWalk& walk) {
@@ -81,8 +97,10 @@ ExitCode KeyFrameList::list_track(KeyFrameWalk& walk) {
   ExitCode code = ExitCode::kDone;
   if (lost_ != 0) {
     code = fail(ExitCode::kLoss, MessageCode::kCutOff,
-                counted(lost_, "key frame") + (lost_ == 1 ? " is" : " are") +
-                    " past the end of the file: " + (lost_ == 1 ? "" : "the first is ") + first_lost_);
+                lost_ == 1 ? "key frame " + first_lost_ + ", is past the end of the file"
+                           : std::to_string(lost_) +
+                                 " key frames are past the end of the file, the first of them number " +
+                                 first_lost_);
   }
   if (const std::string failure = walk.failure(); !failure.empty())
     code = fail(ExitCode::kLoss, MessageCode::kFileDamaged, failure, std::to_string(walk.status()));
@@ -95,7 +113,7 @@ void KeyFrameList::add(const KeyFrameEntry& entry) {
     print(entry);
     ++count_;
   } else if (lost_++ == 0) {
-    first_lost_ = "number " + std::to_string(entry.number) + " at " + format_time(entry.time_100ns);
+    first_lost_ = std::to_string(entry.number) + ", at " + format_time(entry.time_100ns);
   }
 }
 

@@ -40,7 +40,7 @@ UnitReport examine_mpeg4_visual(const AM_MEDIA_TYPE&, Bytes sample) {
 // The same for E-AC-3 (ETSI TS 102 366).
 UnitReport examine_ac3(const AM_MEDIA_TYPE&, Bytes sample) {
   const bool has_sync_word = sample.size() > 1 && read_be(sample.data(), 2) == 0x0B77;
-  return {has_sync_word ? nullptr : "AC-3 frame without a sync word"};
+  return {has_sync_word ? nullptr : "frame without a sync word"};
 }
 
 template <bool IsWideBand>

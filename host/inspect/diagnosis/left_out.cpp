@@ -249,8 +249,17 @@ bool may_be_requested(const ParsedMovie& movie, std::string_view path, PlayableK
 }  // namespace
 
 std::string damage_text(const ParsedMovie& movie) {
-  if (movie.failed_at_quicktime_form()) return "is in a form of QuickTime, which is not read";
+  if (movie.failed_at_quicktime_form()) return "is in QuickTime form, which is not read";
   return "damaged: " + describe_status(movie.error().status);
+}
+
+Place place_of_damage(const ParsedMovie& movie) {
+  const P3gppOpenError& error = movie.error();
+  if (const auto parent = movie.quicktime_meta()) {
+    const std::string_view path = error.path;
+    return Place::box(std::string(path.substr(0, path.rfind('/'))), parent->offset, parent->size);
+  }
+  return Place::box(error.path, error.offset, error.size);
 }
 
 // The parser uses what it read before the damage.
@@ -262,8 +271,7 @@ std::optional<Diagnosis> find_damage(const ParsedMovie& movie, PlayableKinds req
       (path.starts_with("moov/trak") && may_be_requested(movie, path, requested)) ||
       (path.starts_with("moov") && movie.has_box("trak", error.offset, movie.record().movie_end));
   return Diagnosis{costs_track ? ExitCode::kLoss : ExitCode::kDone, MessageCode::kFileDamaged,
-                   Place::box(error.path, error.offset, error.size),
-                   damage_text(movie) + "; the rest of its container is not read",
+                   place_of_damage(movie), damage_text(movie) + "; the rest of its container is not read",
                    std::to_string(error.status)};
 }
 

@@ -40,6 +40,7 @@ ExitCode report_left_out(const std::string& file, const ParsedMovie* movie,
 
 // Why the parser could not read on.
 std::string damage_text(const ParsedMovie& movie);
+Place place_of_damage(const ParsedMovie& movie);
 
 // The damage after which the parser went on with what it had read; nothing if there is none. A loss if it
 // costs a track of a requested kind, else a note.

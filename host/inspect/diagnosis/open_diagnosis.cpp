@@ -76,7 +76,7 @@ Diagnosis diagnose_missing_video(const ParsedMovie& movie) {
   if (is_readable && track->time_scale == 0) {
     result.reason = kNoTimeScale;
   } else if (is_readable && movie.record().time_scale == 0) {
-    result.reason = "cannot be described: the movie header (mvhd) is missing or damaged";
+    result.reason = std::string("cannot be described: ") + kNoMovieHeader;
   }
   result.exit_code = result.exit_code == ExitCode::kLoss ? ExitCode::kCannotOpen : ExitCode::kNotSupported;
   return result;
@@ -171,7 +171,7 @@ Diagnosis diagnose_parse(const std::string& file, const ParsedMovie& movie) {
             status};
   // The status of the box is more specific than the one that its container returned.
   Diagnosis diagnosis{ExitCode::kCannotOpen, MessageCode::kFileDamaged, {}, damage_text(movie), status};
-  if (error.path[0] != '\0') diagnosis.place = Place::box(error.path, error.offset, error.size);
+  if (error.path[0] != '\0') diagnosis.place = place_of_damage(movie);
   return diagnosis;
 }
 

@@ -11,6 +11,8 @@
 
 namespace zdr::host {
 
+inline constexpr const char* kNoMovieHeader = "the movie header (mvhd) is missing or damaged";
+
 // The extensions that the filter reads, separated by blanks.
 std::string known_extensions();
 

@@ -86,6 +86,11 @@ bool begins_after_end(const ParsedMovie& movie, uint32_t id, const TrackFacts& f
          last - first > facts.duration;
 }
 
+// Microsoft's sound formats in QuickTime files have a binary number after these letters.
+bool is_sample_entry_type(std::string_view type) {
+  return type.starts_with("ms") || std::ranges::all_of(type, [](char c) { return c >= 0x20 && c < 0x7F; });
+}
+
 std::string object_type_text(uint32_t type) {
   std::array<char, 16> text{};
   std::snprintf(text.data(), text.size(), "0x%02X", static_cast<unsigned>(type));
@@ -116,6 +121,8 @@ Place place_of(const HiddenTrack& hidden) {
 Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
   if (std::ranges::find(kEncryptedEntries, track.sample_entry) != std::end(kEncryptedEntries))
     return diagnose(ExitCode::kNotSupported, track, "encrypted, which is not supported");
+  if (!is_sample_entry_type(track.sample_entry))
+    return diagnose(ExitCode::kLoss, track, "damaged: the type of its sample description is not valid");
   if (!track.sample_entry.empty() && !mp4source::is_played_sample_entry(track.sample_entry))
     return diagnose(ExitCode::kNotSupported, track, "codec not supported");
   if (!track.id) return diagnose(ExitCode::kLoss, track, "damaged: it has no track header, and so no ID");
@@ -154,6 +161,16 @@ Diagnosis further_track(const TrackRecord& track) {
   return diagnose(ExitCode::kDone, track, "not played: only the first " + kind + " track is played");
 }
 
+std::optional<Diagnosis> find_missing_sizes(const ParsedMovie& movie, const TrackRecord& track,
+                                            uint32_t samples) {
+  const auto times = movie.timed_samples(track);
+  if (!times || times->count <= samples) return std::nullopt;
+  return Diagnosis{ExitCode::kLoss, MessageCode::kUnitsMissing, place_of(track),
+                   "only " + std::to_string(samples) + " of its " + counted(times->count, "access unit") +
+                       " have sizes in the tables",
+                   ""};
+}
+
 std::vector<Diagnosis> causes_of_early_end(const ParsedMovie& movie, const TrackRecord& track) {
   TrackFacts facts;
   if (!track.id || movie.get_facts(*track.id, facts) != P3GPP_OK) return {};
@@ -161,15 +178,11 @@ std::vector<Diagnosis> causes_of_early_end(const ParsedMovie& movie, const Track
   const auto add = [&](MessageCode code, const std::string& reason) {
     causes.push_back({ExitCode::kLoss, code, place_of(track), reason, ""});
   };
-  const auto times = movie.timed_samples(track);
-  if (times && times->count > facts.samples) {
-    add(MessageCode::kUnitsMissing, "only " + std::to_string(facts.samples) + " of its " +
-                                        counted(times->count, "access unit") + " have sizes in the tables");
-  }
+  if (auto missing = find_missing_sizes(movie, track, facts.samples)) causes.push_back(std::move(*missing));
   if (facts.samples < 2) return causes;
   if (track.has_wide_times) {
     add(MessageCode::kUnitsAfterEnd,
-        "its header has 64-bit times, which are not read, so it is not played to its end");
+        "its header has 64-bit times, which are not read; it will not play to its end");
   } else if (facts.duration == 0) {
     add(MessageCode::kUnitsAfterEnd, "its header states a duration of 0, so it is not played to its end");
   } else if (begins_after_end(movie, *track.id, facts)) {
@@ -225,6 +238,11 @@ std::vector<std::string> faults_of(const ParsedMovie& movie, const TrackRecord& 
   if (has_sizes && chunks.count > known && chunks.count - known >= chunks.in_last_chunk) {
     faults.push_back("damaged: its chunks hold " + counted(chunks.count, "access unit") +
                      ", but its size table (stsz) lists " + std::to_string(facts.samples));
+  }
+  const auto key_frame = has_sizes ? movie.invalid_key_frame(track, known) : std::nullopt;
+  if (key_frame) {
+    faults.push_back("damaged: its key frame table (stss) names access unit " + std::to_string(*key_frame) +
+                     " of " + std::to_string(known));
   }
   return faults;
 }

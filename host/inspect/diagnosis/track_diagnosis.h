@@ -26,6 +26,10 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track);
 // For a track after the one that the filter plays, or would play.
 Diagnosis further_track(const TrackRecord& track);
 
+// Reported if the table of times has more access units than these, which have sizes.
+std::optional<Diagnosis> find_missing_sizes(const ParsedMovie& movie, const TrackRecord& track,
+                                            uint32_t samples);
+
 // Why the filter, which plays the track, stops before the end that its tables state; empty if it does not.
 std::vector<Diagnosis> causes_of_early_end(const ParsedMovie& movie, const TrackRecord& track);
 

@@ -36,7 +36,10 @@ std::optional<KeyFrameEntry> KeyFrameWalk::next() {
 
 std::string KeyFrameWalk::failure() const {
   if (status_ == P3GPP_OK) return {};
-  return "key frame " + std::to_string(entry_.number + 1) + " cannot be located: " + describe_lookup(status_);
+  const std::string reason = sync_->status() == P3GPP_ERR_READ
+                                 ? "the table of key frames (stss) is shorter than its count"
+                                 : describe_lookup(status_);
+  return "key frame " + std::to_string(entry_.number + 1) + " cannot be located: " + reason;
 }
 
 }  // namespace zdr::host

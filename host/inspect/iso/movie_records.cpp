@@ -112,6 +112,7 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
   if (rest == "/mdia/minf/stbl/stz2") track.has_compact_sizes = true;
   if (rest == "/mdia/minf/stbl/stdp") track.has_priorities = true;
   if (rest == "/mdia/minf/stbl/stsc") track.chunk_runs_offset = box.offset + kTableHeader;
+  if (rest == "/mdia/minf/stbl/stss") track.sync_samples_offset = box.offset + kTableHeader;
   if (rest == "/mdia/minf/stbl/stts") track.timed_runs_offset = box.offset + kTableHeader;
   constexpr uint64_t kWithoutLocation = 12;
   if (rest.starts_with("/mdia/minf/dinf/dref/") && box.size > kWithoutLocation) has_location_ = true;

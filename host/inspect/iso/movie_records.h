@@ -41,6 +41,7 @@ struct TrackRecord {
   std::string sample_entry;  // type of the first sample description; empty without one
   uint32_t sample_entries = 0;
   std::optional<uint32_t> sync_samples;  // none without a table of them: all are sync samples
+  uint64_t sync_samples_offset = 0;      // of these entries
   bool has_compact_sizes = false;        // stz2 in place of stsz
   bool has_priorities = false;           // stdp, at which the parser ends the sample tables
   bool has_both_sizes = false;           // stsz has one size for all samples, and a size for each

@@ -18,6 +18,11 @@
 #include "host/text/decoded_text.h"
 
 namespace zdr::host {
+namespace {
+
+constexpr uint64_t kLongTable = 4096;  // entries
+
+}  // namespace
 
 ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observer)
     : name_(file), managed_(file) {
@@ -97,10 +102,17 @@ std::optional<HiddenTrack> ParsedMovie::hidden_track() const {
   return std::nullopt;
 }
 
-bool ParsedMovie::failed_at_quicktime_form() const {
+std::optional<BoxHeader> ParsedMovie::quicktime_meta() const {
   // The parser has passed over four bytes of version and flags, and read the type of the handler as a size.
   constexpr uint64_t kHandlerType = 0x68646C72;  // "hdlr"
-  if (error_.size == kHandlerType) return true;
+  constexpr uint64_t kFullHeader = 12;
+  if (error_.size != kHandlerType || error_.offset < kFullHeader) return std::nullopt;
+  FileStream stream(name_);
+  return read_box_header(stream, error_.offset - kFullHeader, stream.size());
+}
+
+bool ParsedMovie::failed_at_quicktime_form() const {
+  if (quicktime_meta()) return true;
   const std::string_view path = error_.path;
   const size_t entry = path.find("/stsd/");
   const bool is_in_entry = entry != path.npos && path.find('/', entry + 6) != path.npos;
@@ -162,7 +174,6 @@ bool ParsedMovie::lacks_times(const TrackRecord& track) const {
 }
 
 std::optional<ParsedMovie::TimedSamples> ParsedMovie::timed_samples(const TrackRecord& track) const {
-  constexpr uint64_t kLongTable = 4096;
   const uint64_t runs = track.timed_runs.value_or(0);
   if (runs == 0 || runs > kLongTable) return std::nullopt;
   TimedSamples times;
@@ -175,6 +186,19 @@ std::optional<ParsedMovie::TimedSamples> ParsedMovie::timed_samples(const TrackR
     return true;
   });
   return times;
+}
+
+std::optional<uint32_t> ParsedMovie::invalid_key_frame(const TrackRecord& track, uint64_t samples) const {
+  constexpr size_t kEntryBytes = 4;
+  constexpr uint64_t kMostRead = 65'536;
+  std::optional<uint32_t> invalid;
+  const uint64_t read = std::min<uint64_t>(track.sync_samples.value_or(0), kMostRead);
+  read_entries<kEntryBytes>(track.sync_samples_offset, read, [&](const uint8_t* entry) {
+    const uint64_t sample = read_be(entry, kEntryBytes);
+    if (sample == 0 || sample > samples) invalid = static_cast<uint32_t>(sample);
+    return !invalid;
+  });
+  return invalid;
 }
 
 bool ParsedMovie::ends_before_duration(const TrackRecord& track) const {

@@ -66,6 +66,9 @@ class ParsedMovie {
   // True if the open failed at a box in the form of QuickTime, which the parser takes for damage: a `meta`
   // without version and flags, or a sound description of version 1 or 2, whose fields precede `wave`.
   bool failed_at_quicktime_form() const;
+  // The `meta` of this form at which the open failed: the parser has taken a part of its first child for a
+  // box.
+  std::optional<BoxHeader> quicktime_meta() const;
   // True if the media data of the track are in another file.
   bool has_external_data(const TrackRecord& track) const;
   // True if all samples of the track, of which there are several, have a duration of 0.
@@ -80,6 +83,9 @@ class ParsedMovie {
   std::optional<TimedSamples> timed_samples(const TrackRecord& track) const;
   // True if the table of times ends more than a sample before the duration that the header states.
   bool ends_before_duration(const TrackRecord& track) const;
+  // The first entry of the table of key frames that is not one of this many samples; nothing if all are. Of a
+  // long table, only the first entries are read.
+  std::optional<uint32_t> invalid_key_frame(const TrackRecord& track, uint64_t samples) const;
   // What the runs of chunks hold.
   struct ChunkedSamples {
     uint64_t count = 0;

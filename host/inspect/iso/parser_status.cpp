@@ -31,7 +31,7 @@ constexpr StatusText kStatusTexts[] = {
 }  // namespace
 
 std::string describe_lookup(int32_t status) {
-  if (status == P3GPP_ERR_OUT_OF_RANGE) return "the tables end before it, or its time is too large";
+  if (status == P3GPP_ERR_OUT_OF_RANGE) return "the sample tables do not say where it is";
   if (status == P3GPP_ERR_BAD_ARGUMENT) return "the tables have no chunk for it";
   return status == P3GPP_ERR_READ ? "its tables are cut off" : describe_status(status);
 }

@@ -8,6 +8,7 @@
 
 #include "host/inspect/diagnosis/track_diagnosis.h"
 #include "host/inspect/iso/box_headers.h"
+#include "host/inspect/iso/box_layout.h"
 #include "host/inspect/iso/movie_description.h"
 #include "host/inspect/iso/parser_status.h"
 #include "host/inspect/iso/sample_walk.h"
@@ -149,7 +150,9 @@ void add_boxes(const std::string& file, FileFigure& figure) {
     const uint64_t size = std::min(header->size, end - offset);
     const std::string type = printable(type_text(header->name()));
     figure.boxes.push_back({type, offset, size, header->size - size});
-    if (header->size > size)
+    // What begins with an unknown box is no ISO media file, and this is reported.
+    const bool is_iso = offset != 0 || is_top_level_type(header->name());
+    if (header->size > size && is_iso)
       figure.faults.push_back({"box " + type + " at offset " + std::to_string(offset) +
                                    ": cut off: extends " + counted(header->size - size, "byte") +
                                    " past the end of the file",
