@@ -45,7 +45,8 @@ def check(binary, path):
     messages = found['errors'] + found['warnings']
     rows = [(path.name, stream['pin'], stream.get('digest', ''), compare(path, stream, messages))
             for stream in found['streams'] if stream.get('digest') and stream['samples']]
-    return rows or [(path.name, '-', '', f"{found['verdict']}: {messages[0]['text'] if messages else ''}")]
+    reason = messages[0]['text'] if messages else 'no stream'
+    return rows or [(path.name, '-', '', reason if reason.startswith(found['verdict']) else f"{found['verdict']}: {reason}")]
 
 
 def main():
