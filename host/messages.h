@@ -42,6 +42,7 @@ enum class MessageCode : uint8_t {
   kNothingDelivered,
   kUnitsDamaged,
   kUnitsAfterEnd,
+  kPadding,
   kStreamIncomplete,
   kStereoDuplicated,
   kDescriptionIgnored,

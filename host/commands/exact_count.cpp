@@ -23,7 +23,11 @@ ExactCount count_aac_exactly(const std::string& file, const AacStreamView& view,
   const auto samples = static_cast<int64_t>(counted.total) * view.config.frameLength;
   const int64_t rate = std::max(1, view.config.sampleRate);
   const int64_t duration = samples / rate * kUnitsPerSecond + samples % rate * kUnitsPerSecond / rate;
-  return {counted.total, counted.bytes, duration, find_aac_fault(counted)};
+  ExactCount count{counted.total, counted.bytes, duration, find_aac_fault(counted)};
+  if (const auto padding = find_padding(counted)) count.remarks.push_back(*padding);
+  const auto unread = count.fault ? std::nullopt : find_unread_frames(file, counted);
+  if (unread) count.remarks.push_back(*unread);
+  return count;
 }
 
 ExactCount count_amr_exactly(const std::string& file, bool is_wide_band, const ExactWatch& watch) {
@@ -34,8 +38,13 @@ ExactCount count_amr_exactly(const std::string& file, bool is_wide_band, const E
   const uint64_t begin = first_amr_frame(block);
   const AmrFrames frames = walk_amr_frames(block, begin, stream.size(), is_wide_band,
                                            [&](uint64_t offset) { return watch(offset, stream.size()); });
-  return {frames.count, frames.end - begin, static_cast<int64_t>(frames.count) * kFrameTime,
-          find_amr_fault(frames)};
+  ExactCount count{frames.count, frames.end - begin, static_cast<int64_t>(frames.count) * kFrameTime,
+                   find_amr_fault(frames)};
+  if (frames.count == 1 && !count.fault) {
+    count.remarks.push_back(
+        {ExitCode::kLoss, MessageCode::kUnitsMissing, {}, too_few_frames(frames.count), ""});
+  }
+  return count;
 }
 
 std::string exact_line(const ExactCount& count) {

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/inspect/aac/aac_stream_view.h"
 #include "host/messages.h"
@@ -17,6 +18,8 @@ struct ExactCount {
   int64_t duration_100ns = 0;
   // What is damaged or cut off, as far as headers show it.
   std::optional<Diagnosis> fault{};
+  // What else is to be reported: padding, and frames that a play would not deliver.
+  std::vector<Diagnosis> remarks{};
 
   uint64_t bit_rate() const;  // average, bit/s
 };

@@ -40,9 +40,11 @@ struct ClipInformation {
 
 std::string no_clip_reason(const std::string& file, HRESULT result) {
   if (result == E_NOINTERFACE) return "the registered filter does not have this interface";
-  return mp4source::source_kind_of(file) == mp4source::SOURCE_KIND_MP4
-             ? "its first video or audio track cannot be described"
-             : "its stream cannot be measured";
+  if (mp4source::source_kind_of(file) != mp4source::SOURCE_KIND_MP4) return "its stream cannot be measured";
+  const ParsedMovie movie(file);
+  return movie.is_open() && movie.record().time_scale == 0
+             ? kNoMovieHeader
+             : "its first video or audio track cannot be described";
 }
 
 ClipInformation read_clip(const SourcePlayer& player, const std::string& file) {
@@ -119,6 +121,12 @@ void count_exactly(const std::string& file, const Options& options, FileReport& 
   if (!is_amr || report.pins.empty() || report.pins.front().types.empty()) return;
   const bool is_wide_band = codec_name(report.pins.front().types.front()) == "AMR-WB";
   report.exact = count_amr_exactly(file, is_wide_band, watch);
+}
+
+ExitCode report_count(const std::string& file, const ExactCount& count, Messages& messages) {
+  ExitCode code = count.fault ? messages.report(file, *count.fault) : ExitCode::kDone;
+  for (const Diagnosis& remark : count.remarks) code = worse_of(code, messages.report(file, remark));
+  return code;
 }
 
 void print_report(const FileReport& report, bool has_tracks, bool is_full, std::ostream& out) {
@@ -223,8 +231,7 @@ ExitCode examine(const std::string& file, const Options& options, SourcePlayer& 
     report = describe(file, player, messages);
     code = worse_of(code, check_stream(file, *report, messages));
     if (options.exact) count_exactly(file, options, *report);
-    if (report->exact && report->exact->fault)
-      code = worse_of(code, messages.report(file, *report->exact->fault));
+    if (report->exact) code = worse_of(code, report_count(file, *report->exact, messages));
   }
   if (is_parsed) {
     ProgressLine progress(!options.quiet);

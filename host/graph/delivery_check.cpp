@@ -156,8 +156,7 @@ ExitCode DeliveryCheck::check_silence() const {
   if (file.frames == 0) return report_silence("", true);
   if (play_.range.is_whole) {
     const bool is_short = static_cast<int64_t>(file.frames) * file.frame <= file.left_out;
-    const std::string frames = file.frames == 1 ? "only frame is" : counted(file.frames, "frame") + " are";
-    return report_silence(is_short ? ": its " + frames + " too short for a media sample" : "", true);
+    return report_silence(is_short ? ": " + too_few_frames(file.frames) : "", true);
   }
   const bool is_in_last = is_to_end_ && stop_ - play_.range.start <= file.left_out;
   if (is_in_last) return report_silence(": the last frames of the file are left out by design", false);
@@ -227,7 +226,8 @@ ExitCode DeliveryCheck::report_missing(const Shortfall& shortfall) const {
   if (shortfall.status == P3GPP_OK) return report(MessageCode::kUnitsMissing, delivered);
   return play_.messages.report(
       play_.file, {ExitCode::kLoss, MessageCode::kUnitsMissing, Place::pin(consumer_.pin_name()),
-                   delivered + ": the next one cannot be located: " + describe_lookup(shortfall.status),
+                   delivered + (shortfall.delivered_units == 0 ? ": the first one" : ": the next one") +
+                       " cannot be located: " + describe_lookup(shortfall.status),
                    std::to_string(shortfall.status)});
 }
 

@@ -84,6 +84,24 @@ uint64_t skip_tags(BlockReader& block, uint64_t begin, uint64_t end, uint64_t mo
   }
 }
 
+// True if only zeros follow a whole last frame, so that they are padding although there are many. The last
+// byte of a frame holds at least a part of its end element, and so is not zero; but where a download stopped,
+// the zeros begin inside a frame. Too many zeros are taken for missing frames anyway.
+bool is_padding(BlockReader& block, const AdtsFrames& frames, uint64_t begin, uint64_t end) {
+  constexpr uint64_t kPartOfStream = 4;
+  const uint64_t zeros = end - frames.end;
+  if (frames.count == 0 || zeros > (end - begin) / kPartOfStream) return false;
+  const Bytes last = block.from(frames.end - 1, 1);
+  if (last.empty() || last[0] == 0) return false;
+  for (uint64_t offset = frames.end; offset < end;) {
+    const Bytes bytes = block.from(offset, 1);
+    const Bytes padding = bytes.first(std::min<uint64_t>(bytes.size(), end - offset));
+    if (padding.empty() || std::ranges::any_of(padding, [](uint8_t byte) { return byte != 0; })) return false;
+    offset += padding.size();
+  }
+  return true;
+}
+
 // Returns the offset of the next frame that is directly followed by another, or `end`.
 uint64_t find_frames(BlockReader& block, const AdtsHeader::FixedBits& fixed, uint64_t begin, uint64_t end) {
   for (uint64_t offset = begin; offset + 2 * kHeaderBytes <= end; ++offset) {
@@ -121,6 +139,10 @@ AdtsFrames walk_adts_frames(
       const bool may_be_tags = next == end || begins_with(block.from(offset, kId3HeaderBytes), kId3Mark);
       const uint64_t gap =
           may_be_tags ? skip_tags(block, offset, next, most_padding(end - begin, largest)) : offset;
+      if (next == end && gap == frames.end && is_padding(block, frames, begin, end)) {
+        frames.padding_bytes = end - gap;
+        return frames;
+      }
       if (gap < next) frames.add_gap(gap, next);
       offset = next;
       continue;

@@ -23,6 +23,8 @@ namespace {
 // and the reader stops before the last ones.
 constexpr uint64_t kNeverDelivered = 3;
 
+constexpr const char* kLowEstimate = ": the reader's estimate of the number of frames is too low";
+
 uint64_t bytes_per_frame(const Zd_AAC_Dec_Config& config) {
   const int64_t rate_factor = config.sampleRate > 0 && config.outputRate > config.sampleRate ? 2 : 1;
   return static_cast<uint64_t>(
@@ -103,6 +105,21 @@ Diagnosis cut_of(const AacFrameCount& count) {
           ""};
 }
 
+// The frames that the filter delivers of a stream in which nothing is damaged: groups of ten up to the stop
+// position (100 ns) and the number of frames that the reader has estimated. The last frame is held back.
+uint64_t frames_delivered(const AacReader& reader, uint64_t total, uint32_t number, int64_t stop) {
+  constexpr uint32_t kFramesPerGroup = 10;
+  const uint64_t last = std::min<uint64_t>(total, reader.stream().total_frames);
+  uint64_t read = 0;
+  for (; number <= last; number += kFramesPerGroup) {
+    uint64_t end_ms = 0;  // of the first frame of the group, which is its time stamp
+    AACF_FrameToTime(reader.get(), number + 1, &end_ms);
+    if (static_cast<int64_t>(end_ms) * kUnitsPerMillisecond >= stop) break;
+    read += std::min<uint64_t>(kFramesPerGroup, last - number + 1);
+  }
+  return read - std::min<uint64_t>(read, 1);
+}
+
 class Comparison {
  public:
   Comparison(const std::string& file, const AacReader& reader, const AacStreamView& view,
@@ -155,16 +172,16 @@ class Comparison {
     return delivery_.is_to_end && has_gap(count_) ? std::optional(gap_of(count_)) : std::nullopt;
   }
 
+  std::optional<Diagnosis> find_padding_after() const {
+    return delivery_.is_to_end ? find_padding(count_) : std::nullopt;
+  }
+
   // The reader stops at the number of frames that it estimated when it opened the file. It also estimates the
   // place of a seek, so the last frame of a part is not known exactly.
   std::optional<Diagnosis> find_last_frames() const {
     if (!is_whole()) return std::nullopt;
     if (missing_ > kNeverDelivered) {
-      return Diagnosis{ExitCode::kLoss,
-                       MessageCode::kUnitsMissing,
-                       {},
-                       ended() + ": the reader's estimate of the number of frames is too low",
-                       ""};
+      return Diagnosis{ExitCode::kLoss, MessageCode::kUnitsMissing, {}, ended() + kLowEstimate, ""};
     }
     if (missing_ == 0) return std::nullopt;
     const std::string frames =
@@ -226,22 +243,11 @@ class Comparison {
   bool knows_places() const {
     return is_whole() || !count_.adts || view_.stream.bytes_scanned >= view_.stream.audio_bytes;
   }
-  // The frames that the filter delivers of a stream in which nothing is damaged: groups of ten up to the stop
-  // position and the number of frames that the reader has estimated. The last frame is held back.
   uint64_t frames_of_undamaged_play() const {
-    constexpr uint32_t kFramesPerGroup = 10;
     uint32_t number = 1;
     const auto start_ms = static_cast<uint32_t>(std::max<int64_t>(1, delivery_.start / kUnitsPerMillisecond));
     if (!is_whole() && AACF_TimeToFrame(reader_.get(), start_ms, &number) != AACF_OK) return 0;
-    const uint64_t last = std::min<uint64_t>(count_.total, view_.stream.total_frames);
-    uint64_t read = 0;
-    for (; number <= last; number += kFramesPerGroup) {
-      uint64_t end_ms = 0;  // of the first frame of the group, which is its time stamp
-      AACF_FrameToTime(reader_.get(), number + 1, &end_ms);
-      if (static_cast<int64_t>(end_ms) * kUnitsPerMillisecond >= delivery_.stop) break;
-      read += std::min<uint64_t>(kFramesPerGroup, last - number + 1);
-    }
-    return read - std::min<uint64_t>(read, 1);
+    return frames_delivered(reader_, count_.total, number, delivery_.stop);
   }
   uint64_t last_wanted_frame() const {
     return delivery_.is_to_end ? count_.total : std::min(count_.total, frames_until(delivery_.stop));
@@ -273,6 +279,34 @@ std::optional<Diagnosis> find_aac_fault(const AacFrameCount& count) {
   return count.is_cut ? std::optional(cut_of(count)) : std::nullopt;
 }
 
+std::optional<Diagnosis> find_padding(const AacFrameCount& count) {
+  if (!count.adts || count.adts->padding_bytes == 0) return std::nullopt;
+  return Diagnosis{ExitCode::kDone,
+                   MessageCode::kPadding,
+                   {},
+                   counted(count.adts->padding_bytes, "zero byte") + " after its last frame",
+                   ""};
+}
+
+std::optional<Diagnosis> find_unread_frames(const std::string& file, const AacFrameCount& count) {
+  if (count.total == 0) return std::nullopt;
+  const AacReader reader(file);
+  if (reader.status() != AACF_OK) return not_opened_again();
+  AACF_Duration duration{};
+  AACF_GetDuration(reader.get(), &duration);
+  const int64_t stop = int64_t{duration.duration_ms} * kUnitsPerMillisecond;
+  const uint64_t delivered = frames_delivered(reader, count.total, 1, stop);
+  const bool is_short = count.total <= kNeverDelivered;
+  if (delivered + kNeverDelivered >= count.total && !(is_short && delivered == 0)) return std::nullopt;
+  return Diagnosis{ExitCode::kLoss,
+                   MessageCode::kUnitsMissing,
+                   {},
+                   is_short ? too_few_frames(count.total)
+                            : "is played only to frame " + std::to_string(delivered) + " of " +
+                                  std::to_string(count.total) + kLowEstimate,
+                   ""};
+}
+
 SilentFile examine_silent_aac(const std::string& file,
                               const std::function<bool(uint64_t offset, uint64_t end)>& watch) {
   const AacStreamView view(file);
@@ -297,6 +331,7 @@ std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDeli
                      ""});
   }
   const Comparison comparison(file, reader, view, delivery, damage, watch);
+  if (auto padding = comparison.find_padding_after()) found.push_back(*padding);
   auto shortfall = comparison.find_failed_frame();
   if (!shortfall) shortfall = comparison.find_gap();
   if (!shortfall) shortfall = comparison.find_cut();

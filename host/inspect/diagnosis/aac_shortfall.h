@@ -29,6 +29,12 @@ struct AacDelivery {
 // What the counted frames show: bytes outside any frame, or a frame that is cut off.
 std::optional<Diagnosis> find_aac_fault(const AacFrameCount& count);
 
+// A note on many zeros after the last frame.
+std::optional<Diagnosis> find_padding(const AacFrameCount& count);
+
+// A loss if a play of the undamaged file would end before its last frames, or deliver none.
+std::optional<Diagnosis> find_unread_frames(const std::string& file, const AacFrameCount& count);
+
 SilentFile examine_silent_aac(const std::string& file,
                               const std::function<bool(uint64_t offset, uint64_t end)>& watch);
 

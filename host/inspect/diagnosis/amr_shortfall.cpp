@@ -39,6 +39,11 @@ std::optional<Diagnosis> find_amr_fault(const AmrFrames& frames) {
   return loss(MessageCode::kCutOff, "cut off: the file ends inside the frame at offset " + offset);
 }
 
+std::string too_few_frames(uint64_t frames) {
+  return (frames == 1 ? "its only frame is" : "its " + counted(frames, "frame") + " are") +
+         std::string(" not enough for a media sample");
+}
+
 SilentFile examine_silent_speech(const std::string& file, bool is_wide_band) {
   FileStream stream(file);
   if (!stream.is_open()) return {.fault = not_opened_again()};

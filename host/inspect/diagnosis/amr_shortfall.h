@@ -34,6 +34,9 @@ struct SilentFile {
   int64_t left_out = 0;  // of the last frames, which are left out by design
   std::optional<Diagnosis> fault{};
 };
+// Why a file of so few frames delivers nothing.
+std::string too_few_frames(uint64_t frames);
+
 SilentFile examine_silent_speech(const std::string& file, bool is_wide_band);
 
 // What a play has left out up to its stop position: a last frame that would be a media sample of its own
