@@ -68,6 +68,7 @@ ExitCode find_landings(SourcePlayer& player, int64_t target, const LandingWatch&
     if (FAILED(player.connect(pin, consumer, nullptr, nullptr))) consumers.pop_back();
   }
   left = consumers.size();
+  if (watch.on_connected) watch.on_connected();
   // The beginning needs no seek.
   PlayRange range;
   range.start = target;

@@ -23,9 +23,11 @@ struct PinLanding {
   int64_t segment_start = 0;     // which the filter may have moved, so that the pins begin together
 };
 
+// on_connected and on_landed may be empty.
 struct LandingWatch {
-  std::function<bool()> on_slice;   // as for SourcePlayer::play()
-  std::function<void()> on_landed;  // when all pins have landed, on a thread of the filter
+  std::function<void()> on_connected;  // before the seek
+  std::function<bool()> on_slice;      // as for SourcePlayer::play()
+  std::function<void()> on_landed;     // when all pins have landed, on a thread of the filter
 };
 
 // Plays like `zdr play --start`. `player` has loaded the file and has no connected pin. Pins that deliver

@@ -171,8 +171,8 @@ ExitCode observe_seek(const std::string& file, uint32_t stall_seconds, Messages&
   explainer.parse();
   std::vector<PinLanding> landings;
   ReadTrace trace;
-  trace.begin();
-  const LandingWatch watch{[] { return !interrupted(); }, [&trace] { trace.end(); }};
+  const LandingWatch watch{[&trace] { trace.begin(); }, [] { return !interrupted(); },
+                           [&trace] { trace.end(); }};
   const ExitCode played = find_landings(player, explanation.target, watch, landings);
   trace.end();
   for (PinLanding& landing : landings) explainer.add_pin(std::move(landing));

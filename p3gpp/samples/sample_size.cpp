@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <limits>
 
 #include "p3gpp/samples/sample_lookup.h"
 
@@ -12,55 +13,83 @@ namespace {
 constexpr uint32_t kCachedRangeEntries = 256;
 constexpr bool kIsLittleEndian = std::endian::native == std::endian::little;
 
+// The two loops over vectors below are most of the time that it takes to open a track of millions of samples.
+using Halves [[gnu::vector_size(16)]] = uint16_t;
+using SignedHalves [[gnu::vector_size(16)]] = int16_t;
+constexpr uint32_t kHalves = sizeof(Halves) / sizeof(uint16_t);
+constexpr uint32_t kNumbers = kHalves / 2;  // of 32 bits
+
+Halves load_halves(const uint8_t* sizes) {
+  Halves halves;
+  std::memcpy(&halves, sizes, sizeof halves);
+  return halves;
+}
+
 // Adds up the bytes of each place by themselves, so that many are added at once and none need to be swapped.
 uint64_t sum_of(const uint8_t* sizes, uint32_t count) {
-  constexpr uint32_t kLanes = 4;
   constexpr uint32_t kMostSteps = 257;  // of 255 at most fit into 16 bits
-  using Numbers [[gnu::vector_size(kLanes * sizeof(uint32_t))]] = uint32_t;
-  uint64_t places[4] = {};  // sums of the bytes of each place in memory
-  uint32_t done = 0;
-  while (done + kLanes <= count) {
-    Numbers even{};
-    Numbers odd{};
-    const uint32_t steps = std::min(kMostSteps, (count - done) / kLanes);
-    for (uint32_t step = 0; step < steps; ++step, done += kLanes) {
-      Numbers stored;
-      std::memcpy(&stored, sizes + size_t{done} * Number32Entry::kSize, sizeof stored);
-      even += stored & 0x00FF00FFu;
-      odd += stored >> 8 & 0x00FF00FFu;
+  uint64_t places[4] = {};              // sums of the bytes of each place in memory
+  while (count >= kNumbers) {
+    Halves low{};
+    Halves high{};
+    const uint32_t steps = std::min(kMostSteps, count / kNumbers);
+#pragma GCC unroll 4
+    for (uint32_t step = 0; step < steps; ++step) {
+      const Halves stored = load_halves(sizes + size_t{step} * sizeof(Halves));
+      low += stored & 0xFF;
+      high += stored >> 8;
     }
-    for (uint32_t lane = 0; lane < kLanes; ++lane) {
-      places[0] += even[lane] & 0xFFFF;
-      places[1] += odd[lane] & 0xFFFF;
-      places[2] += even[lane] >> 16;
-      places[3] += odd[lane] >> 16;
+    for (uint32_t i = 0; i < kHalves; ++i) {
+      places[i % 2 * 2] += kIsLittleEndian ? low[i] : high[i];
+      places[i % 2 * 2 + 1] += kIsLittleEndian ? high[i] : low[i];
     }
+    sizes += size_t{steps} * sizeof(Halves);
+    count -= steps * kNumbers;
   }
-  if (!kIsLittleEndian) std::ranges::reverse(places);
   uint64_t sum = (places[0] << 24) + (places[1] << 16) + (places[2] << 8) + places[3];
-  for (; done < count; ++done) sum += load_be32(sizes + size_t{done} * Number32Entry::kSize);
+  for (; count > 0; --count, sizes += Number32Entry::kSize) sum += load_be32(sizes);
   return sum;
 }
 
-// Compares four at a time: opening a track of millions of samples spends most of its time here.
-uint32_t largest_of(const uint8_t* sizes, uint32_t count) {
-  constexpr uint32_t kLanes = 4;
-  using Numbers [[gnu::vector_size(kLanes * sizeof(uint32_t))]] = uint32_t;
-  Numbers largest{};
-  uint32_t done = 0;
-  for (; done + kLanes <= count; done += kLanes) {
-    Numbers stored;
-    std::memcpy(&stored, sizes + size_t{done} * Number32Entry::kSize, sizeof stored);
-    const Numbers swapped = (stored >> 8 & 0x00FF00FFu) | (stored << 8 & 0xFF00FF00u);  // in pairs of bytes
-    const Numbers numbers = kIsLittleEndian ? swapped >> 16 | swapped << 16 : stored;
-    largest = numbers > largest ? numbers : largest;
+// The largest upper half and the largest lower half of the numbers, joined: no number is larger, and if the
+// upper half is 0, one is as large.
+uint32_t bound_of(const uint8_t* sizes, uint32_t count) {
+  SignedHalves largest = SignedHalves{} + std::numeric_limits<int16_t>::min();
+  for (; count >= kNumbers; count -= kNumbers, sizes += sizeof(Halves)) {
+    const Halves stored = load_halves(sizes);
+    const Halves numbers = kIsLittleEndian ? stored << 8 | stored >> 8 : stored;
+    const auto biased = reinterpret_cast<SignedHalves>(numbers ^ 0x8000);  // in the order of signed numbers
+    largest = biased > largest ? biased : largest;
   }
-  uint32_t result = 0;
-  for (uint32_t lane = 0; lane < kLanes; ++lane) result = std::max(result, largest[lane]);
-  for (; done < count; ++done) {
-    result = std::max(result, load_be32(sizes + size_t{done} * Number32Entry::kSize));
+  const Halves unbiased = reinterpret_cast<Halves>(largest) ^ 0x8000;
+  uint32_t upper = 0;
+  uint32_t lower = 0;
+  for (uint32_t i = 0; i < kHalves; i += 2) {
+    upper = std::max<uint32_t>(upper, unbiased[i]);
+    lower = std::max<uint32_t>(lower, unbiased[i + 1]);
   }
-  return result;
+  for (; count > 0; --count, sizes += Number32Entry::kSize) {
+    upper = std::max(upper, load_be32(sizes) >> 16);
+    lower = std::max(lower, load_be32(sizes) & 0xFFFF);
+  }
+  return upper << 16 | lower;
+}
+
+// Looks at single numbers only where their bound exceeds what was found before.
+void find_larger(const uint8_t* sizes, uint32_t count, uint32_t& largest) {
+  constexpr uint32_t kPart = 4096;  // numbers
+  for (uint32_t done = 0; done < count; done += kPart) {
+    const uint8_t* const part = sizes + size_t{done} * Number32Entry::kSize;
+    const uint32_t part_count = std::min(kPart, count - done);
+    const uint32_t bound = bound_of(part, part_count);
+    if (bound <= largest) continue;
+    if (bound <= 0xFFFF) {
+      largest = bound;
+      continue;
+    }
+    for (uint32_t i = 0; i < part_count; ++i)
+      largest = std::max(largest, load_be32(part + size_t{i} * Number32Entry::kSize));
+  }
 }
 
 Status sum_through_cache(TableCursor& cursor, uint32_t first_index, uint32_t count, uint64_t& sum) {
@@ -115,7 +144,7 @@ Status largest_sample_size(const StszPayload& stsz, uint32_t& size) {
   uint32_t largest = stsz.default_size;
   if (largest == 0) {
     const Status status = stsz.cursor.scan(0, stsz.sample_count, [&](const uint8_t* sizes, uint32_t batch) {
-      largest = std::max(largest, largest_of(sizes, batch));
+      find_larger(sizes, batch, largest);
     });
     if (status != P3GPP_OK) return status;
   }

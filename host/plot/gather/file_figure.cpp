@@ -186,7 +186,7 @@ ExitCode Gathering::report_faults() {
 
 ExitCode Gathering::add_landing() {
   SeekFigure& seek = figure_.seek.emplace(SeekFigure{*request_.seek_100ns, {}});
-  return find_landings(player_, seek.target, {[] { return !interrupted(); }, {}}, seek.pins);
+  return find_landings(player_, seek.target, {{}, [] { return !interrupted(); }, {}}, seek.pins);
 }
 
 }  // namespace

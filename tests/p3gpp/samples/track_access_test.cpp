@@ -232,12 +232,15 @@ TEST(TrackAccess, KeptBitrateLeavesOutTheLastSampleAndFailsBelowASecond) {
 }
 
 TEST(TrackAccess, LargestSizeIsFoundAnywhereInALargeTable) {
-  for (const uint32_t place : {0u, 70001u, 149999u, 150002u}) {
-    std::vector<uint32_t> sizes(150003, 0x82FFFFFF);
-    sizes[place] = 0x83010200;  // larger as a number without sign, and in one order of its bytes only
-    uint32_t size = 0;
-    P3GPP_GetMaxSampleSize(OpenTrack(raw_track(150003, 0, {{"stsz", stsz(sizes)}})).get(), &size);
-    EXPECT_EQ(size, 0x83010200) << place;
+  // The second size is larger as a number without sign, and in one order of its bytes only.
+  for (const auto& [others, largest] : {std::pair{0x82FFFFFFu, 0x83010200u}, {0x7FFFu, 0x8000u}}) {
+    for (const uint32_t place : {0u, 70001u, 149999u, 150002u}) {
+      std::vector<uint32_t> sizes(150003, others);
+      sizes[place] = largest;
+      uint32_t size = 0;
+      P3GPP_GetMaxSampleSize(OpenTrack(raw_track(150003, 0, {{"stsz", stsz(sizes)}})).get(), &size);
+      EXPECT_EQ(size, largest) << place;
+    }
   }
 }
 

@@ -45,18 +45,33 @@ bool IsoTrack::open(P3gppFile* file, uint32_t track_id, StreamKind stream, uint6
   format_extra_length_ = configuration_length_;
 
   P3gppTrack* track = nullptr;
-  const bool is_video = stream == StreamKind::kVideo;
-  const uint32_t cache_budget = is_video ? kVideoCacheBudget : kAudioCacheBudget;
+  const uint32_t cache_budget = stream == StreamKind::kVideo ? kVideoCacheBudget : kAudioCacheBudget;
   const int32_t status = with_memory(P3GPP_OpenTrack(file, &track, track_id, cache_budget));
   if (status == P3GPP_ERR_OPEN) throw FileNotOpened();
   if (status != P3GPP_OK) return false;
   track_.reset(track);
-  // Both may fail: without a size no buffer is allocated, without a bitrate the media type has 0.
-  uint32_t largest_sample = 0;
-  with_memory(P3GPP_GetMaxSampleSize(track, &largest_sample));
-  largest_sample_ = static_cast<uint32_t>(std::min<uint64_t>(largest_sample, file_size));
-  if (is_video) with_memory(P3GPP_GetBitrate(track, &average_bitrate_));
+  file_size_ = file_size;
   return true;
+}
+
+// This query and the next may fail: without a size no buffer is allocated, without a bitrate the media type
+// has 0.
+uint32_t IsoTrack::largest_sample() {
+  if (!largest_sample_) {
+    uint32_t size = 0;
+    with_memory(P3GPP_GetMaxSampleSize(track_.get(), &size));
+    largest_sample_ = static_cast<uint32_t>(std::min<uint64_t>(size, file_size_));
+  }
+  return *largest_sample_;
+}
+
+float IsoTrack::average_bitrate() {
+  if (!average_bitrate_) {
+    float bitrate = 0;
+    with_memory(P3GPP_GetBitrate(track_.get(), &bitrate));
+    average_bitrate_ = bitrate;
+  }
+  return *average_bitrate_;
 }
 
 uint32_t IsoTrack::duration_ms() const {
@@ -100,10 +115,11 @@ bool IsoTrack::read_unit(uint32_t number, P3gppSample& sample, uint8_t* buffer, 
 }
 
 ReadResult IsoTrack::read_first_sample(OwnedSample& sample) {
-  sample.bytes.reset(new (std::nothrow) uint8_t[largest_sample_]);
+  const uint32_t capacity = largest_sample();
+  sample.bytes.reset(new (std::nothrow) uint8_t[capacity]);
   if (!sample.bytes) return ReadResult::kNoMemory;
   P3gppSample request{};
-  if (!read_unit(kFirstSample, request, sample.bytes.get(), largest_sample_)) return ReadResult::kFailed;
+  if (!read_unit(kFirstSample, request, sample.bytes.get(), capacity)) return ReadResult::kFailed;
   sample.size = request.size;
   return ReadResult::kOk;
 }

@@ -1,8 +1,8 @@
 // One track of an ISO media file as a pin plays it: its description, its position, and reading from it.
 //
-// Threads: the description (stream() to average_bitrate()) does not change after open() and may be read by
-// any thread. Everything below it is not thread-safe, because a track handle has cursors and caches: the
-// caller holds the mutex of its source.
+// Threads: the description (stream() to is_aac()) does not change after open() and may be read by any thread.
+// Everything below it is not thread-safe, because a track handle has cursors and caches: the caller holds the
+// mutex of its source.
 #pragma once
 
 #include <windows.h>
@@ -70,8 +70,11 @@ class IsoTrack {
   uint32_t time_scale() const { return info_ ? info_->time_scale : 0; }
   uint32_t duration_ms() const;
   bool is_aac() const { return is_aac_; }
-  uint32_t largest_sample() const { return largest_sample_; }  // bytes; 0 if unknown
-  float average_bitrate() const { return average_bitrate_; }   // of video, bits per second
+
+  // The first call of each reads the whole table of sizes, which a program that only describes a long track
+  // seldom needs. Without memory they throw bad_alloc.
+  uint32_t largest_sample();  // bytes; 0 if unknown
+  float average_bitrate();    // bits per second; 0 if unknown
 
   // The decoder configuration that media types carry: the bytes of a systems record; empty for other codecs.
   std::span<const uint8_t> configuration() const;
@@ -81,7 +84,7 @@ class IsoTrack {
   uint32_t format_extra_length() const { return format_extra_length_; }
   void set_format_extra_length(uint32_t length) { format_extra_length_ = length; }
 
-  // Reads sample 1. Playback does not move, although both use the same cursors.
+  // Reads sample 1. Playback does not move, although both use the same cursors. May throw bad_alloc.
   ReadResult read_first_sample(OwnedSample& sample);
 
   // Moves to the sync sample at or before the time; read_next() then reads that sample. False if there is
@@ -109,10 +112,11 @@ class IsoTrack {
   TrackInfoPointer info_;
   DecoderInfoPointer decoder_;
   bool is_aac_ = false;
-  uint32_t largest_sample_ = 0;
-  float average_bitrate_ = 0;
+  uint64_t file_size_ = 0;
 
   IsoTrackPointer track_;
+  std::optional<uint32_t> largest_sample_;
+  std::optional<float> average_bitrate_;
   uint32_t configuration_length_ = 0;
   uint32_t format_extra_length_ = 0;
   // Kept: one record for all reads. Where the time table ends early, a sample gets the time of the sample

@@ -51,7 +51,7 @@ HRESULT AacSource::build_media_type(CMediaType& type) {
   return S_OK;
 }
 
-uint64_t AacSource::sample_bytes() const {
+uint64_t AacSource::sample_bytes() {
   return uint64_t{static_cast<uint32_t>(std::max(frame_bytes_.load(), 0))} * kFramesPerGroup;
 }
 

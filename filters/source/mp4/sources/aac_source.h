@@ -15,7 +15,7 @@ class AacSource final : public FrameSource {
   ~AacSource() override;
 
   DWORD duration_ms() const override { return duration_.duration_ms; }
-  uint64_t sample_bytes() const override;
+  uint64_t sample_bytes() override;
   HRESULT build_media_type(CMediaType& type) override;
 
  protected:

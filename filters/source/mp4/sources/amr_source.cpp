@@ -21,7 +21,7 @@ HRESULT AmrSource::build_media_type(CMediaType& type) {
   return build_amr_type_of_band(info_.codec == AMRF_CODEC_WB, {}, type);
 }
 
-uint64_t AmrSource::sample_bytes() const {
+uint64_t AmrSource::sample_bytes() {
   return uint64_t{AMRF_MaxFrameSize()} * kFramesPerGroup;
 }
 

@@ -12,7 +12,7 @@ class AmrSource final : public FrameSource {
   AmrSource(PlaybackContext& context, AmrFilePointer reader);
 
   DWORD duration_ms() const override { return info_.duration_ms; }
-  uint64_t sample_bytes() const override;
+  uint64_t sample_bytes() override;
   HRESULT build_media_type(CMediaType& type) override;
 
  protected:

@@ -21,7 +21,8 @@ bool next_frame_is_beyond(const FrameTiming& timing, REFERENCE_TIME stop_positio
 
 }  // namespace
 
-uint64_t IsoSource::sample_bytes() const {
+uint64_t IsoSource::sample_bytes() {
+  const std::lock_guard lock(mutex_);
   uint64_t bytes = track_.largest_sample();
   if (bytes == 0 || is_video()) return bytes;
   // Kept: every audio sample has room for ten units, even of codecs that are delivered one unit a sample.

@@ -20,7 +20,7 @@ class IsoSource final : public SampleSource {
 
   StreamKind stream() const override { return track_.stream(); }
   DWORD duration_ms() const override { return track_.duration_ms(); }
-  uint64_t sample_bytes() const override;
+  uint64_t sample_bytes() override;
   const P3gppTrackInfo* track_info() const override { return track_.info(); }
   HRESULT build_media_type(CMediaType& type) override;
   bool accepts(const CMediaType& type) override;

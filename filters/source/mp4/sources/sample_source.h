@@ -47,8 +47,9 @@ class SampleSource {
   SourceKind kind() const { return kind_; }
   virtual StreamKind stream() const = 0;
   virtual DWORD duration_ms() const = 0;
-  // Bytes that a media sample must have; 0 if unknown, and then the pin cannot be connected.
-  virtual uint64_t sample_bytes() const = 0;
+  // Bytes that a media sample must have; 0 if unknown, and then the pin cannot be connected. May throw
+  // bad_alloc.
+  virtual uint64_t sample_bytes() = 0;
   // Null for a source that is not a track.
   virtual const P3gppTrackInfo* track_info() const { return nullptr; }
   // Start time of the last sample, counted from the segment start.
