@@ -1,4 +1,5 @@
 // `zdr info`: describes a file, its tracks, its pins with their media types, and its tags.
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -16,6 +17,7 @@
 #include "host/inspect/aac/aac_stream_view.h"
 #include "host/inspect/diagnosis/left_out.h"
 #include "host/inspect/diagnosis/open_diagnosis.h"
+#include "host/inspect/diagnosis/track_diagnosis.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/inspect/iso/parsed_movie.h"
 #include "host/inspect/media_type_text.h"
@@ -195,6 +197,22 @@ void add_content(JsonWriter& json, const FileContent& content, bool is_full) {
   if (content.report || content.tracks) add_tags(json, content.tags);
 }
 
+// Sizes that the file cannot hold, in a track that the other checks have found undamaged.
+ExitCode check_sizes(const std::string& file, const FileContent& content, Messages& messages) {
+  ExitCode code = ExitCode::kDone;
+  for (const TrackRecord& record : content.movie->record().tracks) {
+    const auto& tracks = content.tracks->tracks;
+    const auto track = std::ranges::find(tracks, record.number, &TrackDescription::number);
+    const uint64_t bytes = track != tracks.end() && !track->pin.empty() ? track->media_bytes.value_or(0) : 0;
+    if (bytes <= content.tracks->size || content.movie->has_external_data(record)) continue;
+    code = messages.report(
+        file,
+        {ExitCode::kLoss, MessageCode::kTablesOverlap, place_of(record),
+         "damaged: its size table (stsz) states " + counted(bytes, "byte") + ", more than the file has", ""});
+  }
+  return code;
+}
+
 // Writes the cover image to options.cover unless that is empty.
 ExitCode save_cover(const std::string& file, const FileTags& tags, const Options& options,
                     Messages& messages) {
@@ -240,6 +258,7 @@ ExitCode examine(const std::string& file, const Options& options, SourcePlayer& 
           progress.update(file, done, total);
           return true;
         });
+    if (code == ExitCode::kDone) code = check_sizes(file, content, messages);
     if (!content.tracks->is_complete)
       messages.note({MessageCode::kNotShown, file, {}, "not all of its tracks are described", ""});
   }

@@ -6,6 +6,7 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/formats/aac_format.h"
+#include "host/formats/ac3_frame.h"
 #include "host/formats/amr_frame.h"
 #include "host/formats/byte_order.h"
 #include "host/formats/video_format.h"
@@ -37,10 +38,15 @@ UnitReport examine_mpeg4_visual(const AM_MEDIA_TYPE&, Bytes sample) {
   return {has_start_code ? nullptr : "picture without a start code"};
 }
 
-// The same for E-AC-3 (ETSI TS 102 366).
-UnitReport examine_ac3(const AM_MEDIA_TYPE&, Bytes sample) {
-  const bool has_sync_word = sample.size() > 1 && read_be(sample.data(), 2) == 0x0B77;
-  return {has_sync_word ? nullptr : "frame without a sync word"};
+// A sample has several access units, each of one or more frames.
+UnitReport examine_ac3(const AM_MEDIA_TYPE&, Bytes rest) {
+  while (!rest.empty()) {
+    const size_t size = ac3_frame_size(rest);
+    if (size == 0) return {"frame without a valid header"};
+    if (size > rest.size()) return {"frame extends past the end of its access unit"};
+    rest = rest.subspan(size);
+  }
+  return {};
 }
 
 template <bool IsWideBand>
@@ -75,8 +81,10 @@ UnitReport examine_aac(const AM_MEDIA_TYPE& type, Bytes sample) {
   if (!config || config->channels > kMostChannels) return {};
   const std::vector<Bytes> units = split_aac_sample(sample);
   if (units.empty()) return {kAacTableDamage};
-  const auto damaged = std::ranges::count_if(
-      units, [&](Bytes unit) { return !begins_with_syncword(unit) && !is_aac_unit(*config, unit); });
+  constexpr size_t kLongestUnit = 8184;  // more than two channels can have, and the most that ADTS can state
+  const auto damaged = std::ranges::count_if(units, [&](Bytes unit) {
+    return unit.size() > kLongestUnit || (!begins_with_syncword(unit) && !is_aac_unit(*config, unit));
+  });
   if (damaged == 0) return {};
   return {.damage = kAacUnitDamage, .damaged_units = static_cast<uint32_t>(damaged)};
 }

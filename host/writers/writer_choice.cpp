@@ -7,6 +7,7 @@
 
 #include "filters/source/mp4/interfaces/zdr_guids.h"
 #include "host/formats/aac_format.h"
+#include "host/formats/ac3_frame.h"
 #include "host/formats/video_format.h"
 #include "host/writers/adts_writer.h"
 #include "host/writers/decoded_aac_writer.h"
@@ -26,12 +27,6 @@ class MagicWriter : public StreamWriter {
  private:
   std::string_view magic_;
 };
-
-// Both syntaxes begin with 0x0B77. E-AC-3 has a bitstream identification (bsid) above 10 (ETSI TS 102 366,
-// annex E).
-bool is_eac3(Bytes sample) {
-  return sample.size() > 5 && sample[5] >> 3 > 10;
-}
 
 WriterChoice choose_wav(const AM_MEDIA_TYPE& type, Bytes /*first_sample*/) {
   WAVEFORMATEX wave;
@@ -75,7 +70,7 @@ const WriterRow kWriters[] = {
      [](const AM_MEDIA_TYPE&, Bytes) { return choice<QcpWriter>("qcp", kEvrcCodec); }},
     {mp4source::kSubtypeDolbyAc3,
      [](const AM_MEDIA_TYPE&, Bytes sample) {
-       return choice<StreamWriter>(is_eac3(sample) ? "eac3" : "ac3");
+       return choice<StreamWriter>(is_eac3_frame(sample) ? "eac3" : "ac3");
      }},
     {MEDIASUBTYPE_PCM, choose_wav},
 };

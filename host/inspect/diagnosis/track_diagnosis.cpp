@@ -207,9 +207,16 @@ std::optional<Diagnosis> find_lost_end(const ParsedMovie& movie, const TrackReco
     return Diagnosis{ExitCode::kLoss, MessageCode::kUnitsMissing, place_of(track),
                      unit + "cannot be located: " + describe_lookup(status), std::to_string(status)};
   }
-  if (lies_within(sample, file_size)) return std::nullopt;
-  return Diagnosis{ExitCode::kLoss, MessageCode::kCutOff, place_of(track),
-                   "cut off: " + unit + "is past the end of the file", ""};
+  if (!lies_within(sample, file_size)) {
+    return Diagnosis{ExitCode::kLoss, MessageCode::kCutOff, place_of(track),
+                     "cut off: " + unit + "is past the end of the file", ""};
+  }
+  const uint64_t chunk = movie.chunk_past_end(track, file_size);
+  if (chunk == 0) return std::nullopt;
+  return Diagnosis{ExitCode::kLoss, MessageCode::kFileDamaged, place_of(track),
+                   "damaged: its chunk " + std::to_string(chunk) + " of " + std::to_string(track.chunks) +
+                       " begins past the end of the file",
+                   ""};
 }
 
 std::vector<std::string> faults_of(const ParsedMovie& movie, const TrackRecord& track) {

@@ -113,6 +113,10 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
   if (rest == "/mdia/minf/stbl/stdp") track.has_priorities = true;
   if (rest == "/mdia/minf/stbl/stsc") track.chunk_runs_offset = box.offset + kTableHeader;
   if (rest == "/mdia/minf/stbl/stss") track.sync_samples_offset = box.offset + kTableHeader;
+  if (rest == "/mdia/minf/stbl/stco" || rest == "/mdia/minf/stbl/co64") {
+    track.chunk_offsets_offset = box.offset + kTableHeader;
+    track.has_wide_offsets = rest.ends_with("co64");
+  }
   if (rest == "/mdia/minf/stbl/stts") track.timed_runs_offset = box.offset + kTableHeader;
   constexpr uint64_t kWithoutLocation = 12;
   if (rest.starts_with("/mdia/minf/dinf/dref/") && box.size > kWithoutLocation) has_location_ = true;

@@ -52,7 +52,9 @@ struct TrackRecord {
   uint64_t data_reference = 1;     // number of the entry that the first sample description uses
   uint64_t chunk_runs_offset = 0;  // of the entries of stsc; 0 without this table
   uint64_t chunk_runs = 0;
-  uint64_t chunks = 0;  // entries of stco or co64
+  uint64_t chunks = 0;                // entries of stco or co64
+  uint64_t chunk_offsets_offset = 0;  // of these entries
+  bool has_wide_offsets = false;      // co64
   uint64_t time_scale = 0;
   uint64_t duration = 0;        // in units of the track
   bool has_wide_times = false;  // mdhd of version 1, whose 64-bit times the parser does not read

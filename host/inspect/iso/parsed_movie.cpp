@@ -201,6 +201,26 @@ std::optional<uint32_t> ParsedMovie::invalid_key_frame(const TrackRecord& track,
   return invalid;
 }
 
+uint64_t ParsedMovie::chunk_past_end(const TrackRecord& track, uint64_t file_size) const {
+  constexpr uint64_t kMostRead = 262'144;
+  const uint64_t chunks = std::min(track.chunks, kMostRead);
+  uint64_t number = 0;
+  bool is_past_end = false;
+  const auto check = [&](uint64_t offset) {
+    ++number;
+    is_past_end = offset >= file_size;
+    return !is_past_end;
+  };
+  if (track.has_wide_offsets) {
+    read_entries<8>(track.chunk_offsets_offset, chunks,
+                    [&](const uint8_t* entry) { return check(read_be(entry, 8)); });
+  } else {
+    read_entries<4>(track.chunk_offsets_offset, chunks,
+                    [&](const uint8_t* entry) { return check(read_be(entry, 4)); });
+  }
+  return is_past_end ? number : 0;
+}
+
 bool ParsedMovie::ends_before_duration(const TrackRecord& track) const {
   constexpr uint64_t kUnknownDuration = UINT32_MAX;  // or more
   const auto times = timed_samples(track);

@@ -86,6 +86,9 @@ class ParsedMovie {
   // The first entry of the table of key frames that is not one of this many samples; nothing if all are. Of a
   // long table, only the first entries are read.
   std::optional<uint32_t> invalid_key_frame(const TrackRecord& track, uint64_t samples) const;
+  // The number of the first chunk that begins at or after the end of the file; 0 if none does. Of a long
+  // table, only the first entries are read.
+  uint64_t chunk_past_end(const TrackRecord& track, uint64_t file_size) const;
   // What the runs of chunks hold.
   struct ChunkedSamples {
     uint64_t count = 0;
