@@ -1,8 +1,9 @@
 # What the toolchain files of this folder share: the cross libraries of Debian for ZDR_PROCESSOR, with its gcc, or with the
-# clang of this machine if ZDR_CLANG is set.
+# clang of this machine if ZDR_CLANG is set. ZDR_ROOT is a folder with the other libraries of that processor, in the layout
+# of a root folder; without one, programs need no libraries of that processor at run time.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${ZDR_PROCESSOR})
-list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZDR_CLANG)
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZDR_CLANG ZDR_ROOT)
 if(ZDR_CLANG)
   set(CMAKE_C_COMPILER clang)
   set(CMAKE_CXX_COMPILER clang++)
@@ -12,5 +13,12 @@ else()
   set(CMAKE_C_COMPILER ${ZDR_PROCESSOR}-linux-gnu-gcc)
   set(CMAKE_CXX_COMPILER ${ZDR_PROCESSOR}-linux-gnu-g++)
 endif()
-# Needs no libraries of that processor at run time.
-set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
+if(ZDR_ROOT)
+  set(CMAKE_SYSROOT ${ZDR_ROOT})
+  set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+  set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+  set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+  set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+else()
+  set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
+endif()

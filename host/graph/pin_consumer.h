@@ -38,7 +38,7 @@ class PinConsumer : public SampleConsumer {
   // What the last sample held, and its start within the segment in 100 ns units.
   struct LastSample {
     int64_t start = 0;
-    uint64_t payload_bytes = 0;
+    size_t payload_bytes = 0;
     uint32_t speech_frames = 0;
   };
   const LastSample& last_sample() const { return last_sample_; }
@@ -101,7 +101,7 @@ class PinConsumer : public SampleConsumer {
   uint64_t payload_bytes_ = 0;
   LastSample last_sample_;
   int64_t first_start_ = 0;
-  uint64_t largest_bytes_ = 0;  // of the samples before the last
+  size_t largest_bytes_ = 0;  // of the samples before the last
   uint64_t short_samples_ = 0;
   uint64_t damaged_units_ = 0;
   const char* first_damage_ = nullptr;

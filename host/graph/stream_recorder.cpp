@@ -79,7 +79,9 @@ bool StreamRecorder::write_shown_units(Bytes sample) {
       std::min<uint64_t>(shown_->last_unit, before + count) - std::min<uint64_t>(shown_->last_unit, before);
   if (first >= last) return true;
   if (!is_aac || last - first == count) return choice_.writer->write(*output_, sample);
-  return choice_.writer->write(*output_, join_aac_units(std::span(units).subspan(first, last - first)));
+  const std::span shown(units.begin() + static_cast<std::ptrdiff_t>(first),
+                        units.begin() + static_cast<std::ptrdiff_t>(last));
+  return choice_.writer->write(*output_, join_aac_units(shown));
 }
 
 const ShownMedia* StreamRecorder::untrimmed() const {

@@ -20,10 +20,10 @@ UnitReport examine_avc(const AM_MEDIA_TYPE& type, Bytes rest) {
   const unsigned length_bytes = nal_length_bytes(video_extra(type));
   if (rest.size() >= length_bytes && read_be(rest.data(), length_bytes) == 0) return {"empty NAL unit"};
   while (!rest.empty()) {
-    const size_t length = rest.size() < length_bytes ? rest.size() : read_be(rest.data(), length_bytes);
+    const uint64_t length = rest.size() < length_bytes ? rest.size() : read_be(rest.data(), length_bytes);
     if (rest.size() < length_bytes || length > rest.size() - length_bytes)
       return {"NAL unit extends past the end of its access unit"};
-    rest = rest.subspan(length_bytes + length);
+    rest = rest.subspan(length_bytes + static_cast<size_t>(length));
   }
   return {};
 }

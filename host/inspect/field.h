@@ -18,7 +18,7 @@ namespace zdr::host {
 // A text of a file, or the beginning of one that is longer than a limit.
 struct TextView {
   Bytes front;
-  size_t length = 0;           // in the file
+  uint64_t length = 0;         // in the file
   size_t most_hex = SIZE_MAX;  // limit of the bytes that are shown in hex if the text is not valid
   TextEncoding encoding = TextEncoding::kUnknown;
 
@@ -30,7 +30,7 @@ TextView text_view(Bytes bytes, TextEncoding encoding = TextEncoding::kUnknown);
 
 struct BytesView {
   Bytes front;
-  size_t length;  // in the file
+  uint64_t length;  // in the file
 };
 
 // An array as it is in the file.

@@ -50,7 +50,7 @@ bool AnnexBWriter::convert(Bytes run, unsigned length_size, const char* damage, 
   };
   while (!run.empty()) {
     if (run.size() < length_size) return note_cut();
-    const size_t length = read_be(run.data(), length_size);
+    const auto length = static_cast<size_t>(read_be(run.data(), length_size));
     run = run.subspan(length_size);
     const Bytes unit = run.first(std::min(length, run.size()));
     if (!write(kStartCode) || !write(unit)) return false;

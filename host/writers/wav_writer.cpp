@@ -40,7 +40,10 @@ bool WavWriter::write(Output& output, Bytes pcm) {
   const uint64_t first = std::min(begin_ - std::min(begin_, position_), frames);
   const uint64_t last = std::min(end_ - std::min(end_, position_), frames);
   position_ += frames;
-  return first >= last || output.write(pcm.subspan(first * frame_bytes, (last - first) * frame_bytes));
+  if (first >= last) return true;
+  // In bytes, both are at most the size of `pcm`.
+  const auto begin = static_cast<size_t>(first * frame_bytes);
+  return output.write(pcm.subspan(begin, static_cast<size_t>(last * frame_bytes) - begin));
 }
 
 bool WavWriter::begin(Output& output) {

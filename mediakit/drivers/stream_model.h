@@ -24,7 +24,7 @@ class StreamModel {
     const std::string& content = source_.content();
     const int32_t status = seek_status(content.size());
     if (status != FMGR_OK) return buffered_ ? 0 : status;
-    if (position_ < content.size()) bytes = content.substr(position_, count);
+    if (position_ < content.size()) bytes = content.substr(static_cast<size_t>(position_), count);
     position_ += bytes.size();
     return static_cast<int32_t>(bytes.size());
   }

@@ -53,7 +53,7 @@ class Mutator {
         bytes.erase(anywhere, bytes.end());
         break;
       case 3: {  // a repeated piece
-        const Bytes piece(anywhere, anywhere + std::min<int64_t>(below(64), bytes.end() - anywhere));
+        const Bytes piece(anywhere, anywhere + std::min<std::ptrdiff_t>(below(64), bytes.end() - anywhere));
         bytes.insert(anywhere, piece.begin(), piece.end());
         break;
       }

@@ -1,6 +1,7 @@
 // A source of bytes for each device type, and owning handles for contexts and streams.
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -67,9 +68,8 @@ class Source {
       std::memset(buffer, 0xEE, count);  // a failing read may leave anything in the buffer
       return FMGR_ERR_GENERIC;
     }
-    *moved = position < self.content_.size()
-                 ? static_cast<uint32_t>(self.content_.copy(static_cast<char*>(buffer), count, position))
-                 : 0;
+    const auto from = static_cast<size_t>(std::min<uint64_t>(position, self.content_.size()));
+    *moved = static_cast<uint32_t>(self.content_.copy(static_cast<char*>(buffer), count, from));
     *moved += self.callback_excess;
     return self.callback_status;
   }

@@ -74,10 +74,10 @@ inline Status TableCursor::get(uint32_t index, const uint8_t** entry) {
 template <typename Visit>
 Status TableCursor::scan(uint32_t first, uint64_t count, Visit&& visit) const {
   if (first + count > readable_count_) return P3GPP_ERR_READ;
-  const uint64_t block_entries = std::min<uint64_t>(count, kScanBlockBytes / entry_size_);
+  const auto block_entries = static_cast<size_t>(std::min<uint64_t>(count, kScanBlockBytes / entry_size_));
   const auto block = std::make_unique_for_overwrite<uint8_t[]>(block_entries * entry_size_);
   while (count > 0) {
-    const auto batch = static_cast<uint32_t>(std::min(count, block_entries));
+    const auto batch = static_cast<uint32_t>(std::min<uint64_t>(count, block_entries));
     const Status status = read_entries(first, batch, block.get());
     if (status != P3GPP_OK) return status;
     visit(static_cast<const uint8_t*>(block.get()), batch);

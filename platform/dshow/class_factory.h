@@ -25,7 +25,7 @@ class CFactoryTemplate {
   bool IsClassID(REFCLSID clsid) const noexcept { return *m_ClsID == clsid; }
   CUnknown* CreateInstance(IUnknown* outer, HRESULT* phr) const { return m_lpfnNew(outer, phr); }
 };
-static_assert(sizeof(CFactoryTemplate) == 40);
+static_assert(sizeof(CFactoryTemplate) == zdr::by_width(40, 20));
 
 // The factory of one template. It is a CBaseObject, so a live factory keeps its module loaded.
 class CClassFactory final : public zdr::dshow::SingleInterface<IClassFactory, IID_IClassFactory>,

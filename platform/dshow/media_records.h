@@ -86,13 +86,14 @@ struct AM_MEDIA_TYPE {
   ULONG cbFormat;
   BYTE* pbFormat;
 };
-static_assert(sizeof(AM_MEDIA_TYPE) == 88);
+static_assert(sizeof(AM_MEDIA_TYPE) == zdr::by_width(88, 72));
 static_assert(offsetof(AM_MEDIA_TYPE, majortype) == 0 && offsetof(AM_MEDIA_TYPE, subtype) == 16);
 static_assert(offsetof(AM_MEDIA_TYPE, bFixedSizeSamples) == 32);
 static_assert(offsetof(AM_MEDIA_TYPE, bTemporalCompression) == 36);
 static_assert(offsetof(AM_MEDIA_TYPE, lSampleSize) == 40 && offsetof(AM_MEDIA_TYPE, formattype) == 44);
-static_assert(offsetof(AM_MEDIA_TYPE, pUnk) == 64 && offsetof(AM_MEDIA_TYPE, cbFormat) == 72);
-static_assert(offsetof(AM_MEDIA_TYPE, pbFormat) == 80);
+static_assert(offsetof(AM_MEDIA_TYPE, pUnk) == zdr::by_width(64, 60));
+static_assert(offsetof(AM_MEDIA_TYPE, cbFormat) == zdr::by_width(72, 64));
+static_assert(offsetof(AM_MEDIA_TYPE, pbFormat) == zdr::by_width(80, 68));
 
 // Sizes are in bytes; cbBuffer does not include the prefix.
 struct ALLOCATOR_PROPERTIES {
@@ -108,7 +109,7 @@ struct FILTER_INFO {
   WCHAR achName[MAX_FILTER_NAME];
   IFilterGraph* pGraph;
 };
-static_assert(sizeof(FILTER_INFO) == 264 && offsetof(FILTER_INFO, pGraph) == 256);
+static_assert(sizeof(FILTER_INFO) == zdr::by_width(264, 260) && offsetof(FILTER_INFO, pGraph) == 256);
 
 // pFilter carries a reference if it is not null.
 struct PIN_INFO {
@@ -116,7 +117,9 @@ struct PIN_INFO {
   PIN_DIRECTION dir;
   WCHAR achName[MAX_PIN_NAME];
 };
-static_assert(sizeof(PIN_INFO) == 272 && offsetof(PIN_INFO, dir) == 8 && offsetof(PIN_INFO, achName) == 12);
+static_assert(sizeof(PIN_INFO) == zdr::by_width(272, 264));
+static_assert(offsetof(PIN_INFO, dir) == sizeof(void*));
+static_assert(offsetof(PIN_INFO, achName) == zdr::by_width(12, 8));
 
 struct Quality {
   QualityMessageType Type;
@@ -138,11 +141,11 @@ struct AM_SAMPLE2_PROPERTIES {
   BYTE* pbBuffer;
   LONG cbBuffer;  // bytes of the buffer
 };
-static_assert(sizeof(AM_SAMPLE2_PROPERTIES) == 64);
+static_assert(sizeof(AM_SAMPLE2_PROPERTIES) == zdr::by_width(64, 48));
 static_assert(offsetof(AM_SAMPLE2_PROPERTIES, dwSampleFlags) == 8);
 static_assert(offsetof(AM_SAMPLE2_PROPERTIES, lActual) == 12);
 static_assert(offsetof(AM_SAMPLE2_PROPERTIES, tStart) == 16);
 static_assert(offsetof(AM_SAMPLE2_PROPERTIES, dwStreamId) == 32);
-static_assert(offsetof(AM_SAMPLE2_PROPERTIES, pMediaType) == 40);
-static_assert(offsetof(AM_SAMPLE2_PROPERTIES, pbBuffer) == 48);
-static_assert(offsetof(AM_SAMPLE2_PROPERTIES, cbBuffer) == 56);
+static_assert(offsetof(AM_SAMPLE2_PROPERTIES, pMediaType) == zdr::by_width(40, 36));
+static_assert(offsetof(AM_SAMPLE2_PROPERTIES, pbBuffer) == zdr::by_width(48, 40));
+static_assert(offsetof(AM_SAMPLE2_PROPERTIES, cbBuffer) == zdr::by_width(56, 44));

@@ -28,7 +28,7 @@ struct REGPINTYPES {
   const CLSID* clsMajorType;
   const CLSID* clsMinorType;
 };
-static_assert(sizeof(REGPINTYPES) == 16);
+static_assert(sizeof(REGPINTYPES) == zdr::by_width(16, 8));
 
 struct REGFILTERPINS {
   LPWSTR strName;
@@ -41,7 +41,8 @@ struct REGFILTERPINS {
   UINT nMediaTypes;
   const REGPINTYPES* lpMediaType;
 };
-static_assert(sizeof(REGFILTERPINS) == 56 && offsetof(REGFILTERPINS, lpMediaType) == 48);
+static_assert(sizeof(REGFILTERPINS) == zdr::by_width(56, 36));
+static_assert(offsetof(REGFILTERPINS, lpMediaType) == zdr::by_width(48, 32));
 
 // Version 1 of the record, the only one supported.
 struct REGFILTER2 {
@@ -50,7 +51,8 @@ struct REGFILTER2 {
   ULONG cPins;
   const REGFILTERPINS* rgPins;
 };
-static_assert(sizeof(REGFILTER2) == 24 && offsetof(REGFILTER2, rgPins) == 16);
+static_assert(sizeof(REGFILTER2) == zdr::by_width(24, 16));
+static_assert(offsetof(REGFILTER2, rgPins) == zdr::by_width(16, 12));
 
 using AMOVIESETUP_MEDIATYPE = REGPINTYPES;
 using AMOVIESETUP_PIN = REGFILTERPINS;
@@ -62,7 +64,8 @@ struct AMOVIESETUP_FILTER {
   UINT nPins;
   const AMOVIESETUP_PIN* lpPin;
 };
-static_assert(sizeof(AMOVIESETUP_FILTER) == 32 && offsetof(AMOVIESETUP_FILTER, lpPin) == 24);
+static_assert(sizeof(AMOVIESETUP_FILTER) == zdr::by_width(32, 20));
+static_assert(offsetof(AMOVIESETUP_FILTER, lpPin) == zdr::by_width(24, 16));
 using LPAMOVIESETUP_FILTER = AMOVIESETUP_FILTER*;
 
 // S_FALSE when the filter has no setup data.

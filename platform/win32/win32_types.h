@@ -1,5 +1,5 @@
-// Scalar types, handles, GUID and calling-convention macros of the platform, for 64-bit Linux.
-// The platform is LLP64: LONG and DWORD have 32 bits, although `long` has 64 here, so overriding methods must
+// Scalar types, handles, GUID and calling-convention macros of the platform, for Linux.
+// LONG and DWORD have 32 bits, although `long` has 64 in a 64-bit program, so overriding methods must
 // use LONG. WCHAR is a UTF-16 unit; literals are u"..." or WIDE("...").
 #ifndef ZDR_WIN32_TYPES_H
 #define ZDR_WIN32_TYPES_H
@@ -101,7 +101,14 @@ constexpr bool operator!=(const GUID& a, const GUID& b) noexcept {
   return !(a == b);
 }
 
-static_assert(sizeof(WCHAR) == 2 && sizeof(LONG) == 4 && sizeof(HANDLE) == 8);
+namespace zdr {
+// A size or an offset of a record with pointers, in a 64-bit and in a 32-bit program.
+constexpr size_t by_width(size_t in_64_bits, size_t in_32_bits) noexcept {
+  return sizeof(void*) == 8 ? in_64_bits : in_32_bits;
+}
+}  // namespace zdr
+
+static_assert(sizeof(WCHAR) == 2 && sizeof(LONG) == 4 && sizeof(HANDLE) == sizeof(void*));
 static_assert(sizeof(GUID) == 16 && alignof(GUID) == 4);
 static_assert(sizeof(ULARGE_INTEGER) == 8);
 #else

@@ -93,23 +93,26 @@ Function next(const char* name) {
 #pragma GCC visibility push(default)
 extern "C" {
 
+// The calls with 64 in their names take offsets of 64 bits, as off_t is in this tree.
 ssize_t pread(int file, void* buffer, size_t count, off_t offset) {
-  static const auto real = next<decltype(&pread)>("pread");
+  static const auto real = next<decltype(&pread)>("pread64");
   return fails("read", path_of(file)) ? -1 : real(file, buffer, count, offset);
 }
 
-ssize_t pread64(int file, void* buffer, size_t count, off_t offset) {
-  return pread(file, buffer, count, offset);
-}
-
 ssize_t pwrite(int file, const void* buffer, size_t count, off_t offset) {
-  static const auto real = next<decltype(&pwrite)>("pwrite");
+  static const auto real = next<decltype(&pwrite)>("pwrite64");
   return fails("write", path_of(file)) ? -1 : real(file, buffer, count, offset);
 }
 
 ssize_t pwritev(int file, const iovec* parts, int count, off_t offset) {
-  static const auto real = next<decltype(&pwritev)>("pwritev");
+  static const auto real = next<decltype(&pwritev)>("pwritev64");
   return fails("write", path_of(file)) ? -1 : real(file, parts, count, offset);
+}
+
+// In a 32-bit program, these are the names of the functions above.
+#ifndef __USE_FILE_OFFSET64
+ssize_t pread64(int file, void* buffer, size_t count, off_t offset) {
+  return pread(file, buffer, count, offset);
 }
 
 ssize_t pwritev64(int file, const iovec* parts, int count, off_t offset) {
@@ -119,6 +122,7 @@ ssize_t pwritev64(int file, const iovec* parts, int count, off_t offset) {
 ssize_t pwrite64(int file, const void* buffer, size_t count, off_t offset) {
   return pwrite(file, buffer, count, offset);
 }
+#endif
 
 int fsync(int file) {
   static const auto real = next<decltype(&fsync)>("fsync");

@@ -41,7 +41,9 @@ bool use_manager(const Source& source, uint32_t buffer_size) {
     const auto reads = [&](uint32_t count, std::string_view expected) {
       return std::string_view(bytes, check(FMGR_FRead(stream.get(), bytes, count))) == expected;
     };
-    succeeded = reads(100, content.substr(std::min<size_t>(tell(stream), content.size()))) && succeeded;
+    succeeded =
+        reads(100, content.substr(static_cast<size_t>(std::min<uint64_t>(tell(stream), content.size())))) &&
+        succeeded;
     check(FMGR_FSeek(stream.get(), -4, FMGR_SEEK_END));
     succeeded = reads(2, "gh") && succeeded;
     uint32_t size = 0;

@@ -280,7 +280,8 @@ TEST(DecodedHeAac, DamagedSbrCostsNoOtherUnit) {
     const std::vector<int16_t> pcm = pcm_of(written(writer, media_samples(damaged)));
     EXPECT_EQ(writer.damaged_units(), 1U) << number;
     ASSERT_EQ(pcm.size(), whole.size());
-    EXPECT_TRUE(std::equal(pcm.begin(), pcm.begin() + static_cast<int64_t>(number) * 4096, whole.begin()));
+    EXPECT_TRUE(
+        std::equal(pcm.begin(), pcm.begin() + static_cast<std::ptrdiff_t>(number) * 4096, whole.begin()));
   }
 }
 

@@ -109,7 +109,7 @@ TEST(DamagedFiles, TruncationIsReportedForATruncatedBox) {
   const Bytes whole = everything();
   const size_t moov = ftyp().size() + box("moof").size();
   for (size_t size = moov + 8; size < moov + load_be32(whole, moov) - 3; ++size) {
-    const OpenedMovie movie(Bytes(whole.begin(), whole.begin() + static_cast<int64_t>(size)));
+    const OpenedMovie movie(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
     ASSERT_EQ(movie.error.status, P3GPP_ERR_READ) << size;
     ASSERT_LT(movie.error.offset, size) << movie.error.path;
     ASSERT_GT(movie.error.offset + movie.error.size, size) << movie.error.path;

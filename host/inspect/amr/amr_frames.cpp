@@ -29,7 +29,7 @@ AmrFrames walk(BlockReader& block, uint64_t begin, uint64_t file_size, bool is_w
     const Bytes bytes = block.from(frames.end, most_bytes);
     if (bytes.empty()) break;
     for (size_t at = 0; at < bytes.size();) {
-      const uint64_t size = sizes[bytes[at]];
+      const uint8_t size = sizes[bytes[at]];
       frames.is_damaged = size == 0;
       frames.is_cut = size > file_size - frames.end;
       if (frames.is_damaged || frames.is_cut) return frames;
@@ -38,7 +38,7 @@ AmrFrames walk(BlockReader& block, uint64_t begin, uint64_t file_size, bool is_w
           bytes[at] == 0 && size <= bytes.size() - at && is_blank_amr_frame(bytes.subspan(at, size));
       frames.is_damaged = frames.is_blank;
       if (frames.is_blank) return frames;
-      on_frame(frames.end, static_cast<uint32_t>(size));
+      on_frame(frames.end, size);
       frames.end += size;
       at += size;
       ++frames.count;

@@ -64,7 +64,7 @@ std::string type_of(uint64_t raw) {
 
 // A name of QuickTime begins with its length. `left_out` bytes of the text are not in `bytes`.
 TextView text_of(Bytes bytes, uint64_t left_out) {
-  if (left_out != 0) return {bytes, bytes.size() + static_cast<size_t>(left_out)};
+  if (left_out != 0) return {bytes, bytes.size() + left_out};
   if (!bytes.empty() && bytes[0] == bytes.size() - 1) bytes = bytes.subspan(1);
   while (!bytes.empty() && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
   return text_view(bytes);

@@ -16,7 +16,7 @@ constexpr uint32_t kLongHeader = 16;
 
 std::optional<BoxHeader> read_box_header(FileStream& stream, uint64_t offset, uint64_t end) {
   std::array<uint8_t, kLongHeader> bytes{};
-  const uint64_t wanted = std::min<uint64_t>(kLongHeader, end - offset);
+  const auto wanted = static_cast<size_t>(std::min<uint64_t>(kLongHeader, end - offset));
   const size_t got = stream.read_at(offset, std::span(bytes).first(wanted));
   if (got < kShortHeader) return std::nullopt;
   BoxHeader box{offset, read_be(bytes.data(), 4), kShortHeader, {}};

@@ -170,7 +170,7 @@ Field BoxTree::field(size_t number) const {
   const StoredField& stored = fields_[number];
   const auto value = [&]() -> FieldValue {
     if (has_bytes(stored.kind)) {
-      const StoredBytes& bytes = bytes_[stored.number];
+      const StoredBytes& bytes = bytes_[static_cast<size_t>(stored.number)];
       if (stored.kind == P3GPP_FIELD_TYPE) return type_text(bytes.front);
       if (stored.kind == P3GPP_FIELD_BYTES) return BytesView{as_bytes(bytes.front), bytes.length};
       return TextView{as_bytes(bytes.front), bytes.length, kMostBytes};

@@ -104,7 +104,7 @@ void read_es_header(FieldReader& fields) {
   const bool has_clock = bits.take(1) != 0;
   bits.skip(5);
   if (has_dependency) bits.skip(16);
-  if (has_url) bits.skip(8 * bits.take(8));
+  if (has_url) bits.skip(8 * static_cast<size_t>(bits.take(8)));
   if (has_clock) bits.skip(16);
 }
 

@@ -24,7 +24,7 @@ inline constexpr ColourNames kMatrices = {
 
 // The number of a code point without a name.
 inline std::string colour_name(const ColourNames& names, uint64_t code) {
-  const char* const name = code < names.size() ? names[code] : nullptr;
+  const char* const name = code < names.size() ? names[static_cast<size_t>(code)] : nullptr;
   return name != nullptr ? name : std::to_string(code);
 }
 

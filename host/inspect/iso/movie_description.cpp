@@ -188,7 +188,7 @@ void MovieReader::read_tool(const BoxHeader& box, bool is_item) {
   bytes.resize(stream_.read_at(box.offset + box.header_size, bytes));
   if (bytes.size() <= before_text) return;
   const Bytes text = Bytes(bytes).subspan(before_text);
-  const size_t length = is_item ? text.size() : std::min<size_t>(text.size(), read_be(bytes.data(), 2));
+  const uint64_t length = is_item ? text.size() : std::min<uint64_t>(text.size(), read_be(bytes.data(), 2));
   movie_.tool.assign(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length));
 }
 

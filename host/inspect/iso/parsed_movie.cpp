@@ -151,7 +151,8 @@ void ParsedMovie::read_entries(uint64_t offset, uint64_t count,
   std::array<uint8_t, 512 * kEntryBytes> entries;
   FileStream stream(name_);
   for (uint64_t left = count * kEntryBytes; left != 0;) {
-    const std::span<uint8_t> wanted = std::span(entries).first(std::min<uint64_t>(left, entries.size()));
+    const auto wanted_bytes = static_cast<size_t>(std::min<uint64_t>(left, entries.size()));
+    const std::span<uint8_t> wanted = std::span(entries).first(wanted_bytes);
     if (stream.read_at(offset, wanted) != wanted.size()) return;
     for (size_t at = 0; at < wanted.size(); at += kEntryBytes) {
       if (!visit(&entries[at])) return;

@@ -16,7 +16,7 @@ constexpr size_t kTimeColumns = 400;
 constexpr double kRateColumns = 200;
 
 size_t column_of(double position, size_t columns) {
-  return position <= 0 ? 0 : std::min(static_cast<size_t>(position), columns - 1);
+  return position <= 0 ? 0 : static_cast<size_t>(std::min(position, static_cast<double>(columns - 1)));
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include "platform/win32/runtime/futex.h"
 
 #include <linux/futex.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
@@ -11,6 +10,8 @@
 namespace zdr::platform {
 
 namespace {
+
+static_assert(sizeof(time_t) == 8);
 
 constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
 // Kernels before 5.16 cannot wait on several words, and some containers forbid it: such a wait sleeps on its
@@ -36,7 +37,7 @@ int private_flag(FutexScope scope) noexcept {
 }
 
 void wait_on_one(const FutexWait& wait, const Deadline& deadline) noexcept {
-  syscall(SYS_futex, address_of(*wait.word), FUTEX_WAIT_BITSET | private_flag(wait.scope), wait.expected,
+  syscall(kFutexCall, address_of(*wait.word), FUTEX_WAIT_BITSET | private_flag(wait.scope), wait.expected,
           deadline.when(), nullptr, FUTEX_BITSET_MATCH_ANY);
 }
 
@@ -61,8 +62,8 @@ Deadline Deadline::after(DWORD milliseconds) noexcept {
   deadline.never_ = false;
   deadline.when_ = now();
   const int64_t nanoseconds = deadline.when_.tv_nsec + int64_t{milliseconds % 1000} * 1'000'000;
-  deadline.when_.tv_sec += milliseconds / 1000 + nanoseconds / kNanosecondsPerSecond;
-  deadline.when_.tv_nsec = nanoseconds % kNanosecondsPerSecond;
+  deadline.when_.tv_sec += static_cast<time_t>(milliseconds / 1000 + nanoseconds / kNanosecondsPerSecond);
+  deadline.when_.tv_nsec = static_cast<long>(nanoseconds % kNanosecondsPerSecond);
   return deadline;
 }
 
@@ -84,7 +85,7 @@ void futex_wait(std::span<const FutexWait> waits, const Deadline& deadline) noex
 }
 
 void futex_wake(FutexWord& word, int count, FutexScope scope) noexcept {
-  syscall(SYS_futex, address_of(word), FUTEX_WAKE | private_flag(scope), count, nullptr, nullptr, 0);
+  syscall(kFutexCall, address_of(word), FUTEX_WAKE | private_flag(scope), count, nullptr, nullptr, 0);
 }
 
 }  // namespace zdr::platform

@@ -1,6 +1,8 @@
 // The kernel's wait on a word, and deadlines on its monotonic clock.
 #pragma once
 
+#include <sys/syscall.h>
+
 #include <atomic>
 #include <cstdint>
 #include <ctime>
@@ -9,6 +11,13 @@
 #include "platform/win32/win32_types.h"
 
 namespace zdr::platform {
+
+// 32-bit programs have a call of its own for times of 64 bits.
+#ifdef SYS_futex_time64
+inline constexpr long kFutexCall = SYS_futex_time64;
+#else
+inline constexpr long kFutexCall = SYS_futex;
+#endif
 
 using FutexWord = std::atomic<uint32_t>;
 static_assert(sizeof(FutexWord) == 4 && FutexWord::is_always_lock_free);

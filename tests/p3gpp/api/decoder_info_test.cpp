@@ -253,7 +253,7 @@ TEST(EsDescriptor, MayEndEarlyOnlyWhereZerosCanFollow) {
   const Bytes whole = es_descriptor({.decoder_specific_info = {1, 2, 3}, .sl_config = {2}});
   const size_t config_end = whole.size() - 5 - 3;  // tag 3 to the average bitrate
   for (size_t size = 0; size <= whole.size(); ++size) {
-    const Bytes cut(whole.begin(), whole.begin() + static_cast<int64_t>(size));
+    const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
     // The bitrates may be read from the 4 zeros if one zero is left as "no further tag".
     const bool readable = size + 3 >= config_end && size <= config_end;
     const bool no_sl_config = size == config_end + 5;

@@ -187,7 +187,7 @@ TEST(OpenError, NamesTheInnermostBoxWithItsOffsetAndSize) {
     const OpenedMovie movie(file);
     EXPECT_STREQ(movie.error.path, path);
     EXPECT_EQ(movie.error.offset, as_text(file).rfind(type) - 4) << path;
-    EXPECT_EQ(movie.error.size, load_be32(file, movie.error.offset)) << path;
+    EXPECT_EQ(movie.error.size, load_be32(file, static_cast<size_t>(movie.error.offset))) << path;
   }
 }
 

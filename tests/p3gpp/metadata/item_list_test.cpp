@@ -27,7 +27,7 @@ TEST(ItemList, KeptOddItemsYieldTheseTags) {
   const auto genre = [](std::string_view code) { return item("gnre", code); };
   const auto number = [](size_t size) {
     const Bytes whole = {0, 0, 1, 2, 3, 4};
-    return box("trkn", data_atom(Bytes(whole.begin(), whole.begin() + static_cast<int64_t>(size))));
+    return box("trkn", data_atom(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size))));
   };
   const Bytes child_beyond_item =
       concat({with_size(box("desc", with_size(data_atom("a"), 30)), 25), Bytes(13)});
@@ -115,7 +115,7 @@ TEST(ItemList, KeptDamageInsideFailsTheOpen) {
     EXPECT_EQ(movie.status, P3GPP_ERR_GENERIC) << path;
     EXPECT_EQ(movie.error.status, P3GPP_ERR_BOX_SIZE) << path;
     EXPECT_EQ(movie.error.path, "moov/udta/meta" + path);
-    EXPECT_EQ(movie.error.size, load_be32(file, movie.error.offset)) << path;
+    EXPECT_EQ(movie.error.size, load_be32(file, static_cast<size_t>(movie.error.offset))) << path;
   }
 }
 
@@ -135,7 +135,7 @@ TEST(ItemList, KeptMetaInsideMetaCountsFourBytes) {
   P3gppTag name{};
   ASSERT_EQ(P3GPP_GetTag(movie.file, P3GPP_TAG_ITEM_NAME, &name), P3GPP_OK);
   EXPECT_EQ(text_of(name.text), "inner");
-  EXPECT_EQ(load_be32(file, name.offset), name.size) << "its true offset";
+  EXPECT_EQ(load_be32(file, static_cast<size_t>(name.offset)), name.size) << "its true offset";
 }
 
 }  // namespace

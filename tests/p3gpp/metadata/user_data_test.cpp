@@ -86,7 +86,8 @@ TEST(Id3Box, KeptLanguageIsRawAndTheTagIsLocatedButNotRead) {
   ASSERT_EQ(P3GPP_GetId3Location(OpenedMovie(file).file, &location), P3GPP_OK);
   EXPECT_EQ(location.language[0], 0xD5) << "raw, from the later of two";
   EXPECT_EQ(location.size, tag.size());
-  EXPECT_TRUE(std::equal(tag.begin(), tag.end(), file.begin() + static_cast<int64_t>(location.offset)));
+  EXPECT_TRUE(
+      std::equal(tag.begin(), tag.end(), file.begin() + static_cast<std::ptrdiff_t>(location.offset)));
 
   EXPECT_EQ(P3GPP_GetId3Location(OpenedMovie(with_meta({})).file, &location), P3GPP_ERR_NO_TAG);
   EXPECT_EQ(location.size, 0u);
@@ -102,7 +103,7 @@ TEST(Tags, HaveTheirPlaceInTheFileAndFailureClearsTheWholeRecord) {
   P3gppTag tag;
   ASSERT_EQ(P3GPP_GetTag(movie.file, P3GPP_TAG_TITLE, &tag), P3GPP_OK);
   EXPECT_EQ(tag.language, kEnglish) << "without its pad bit";
-  EXPECT_EQ(tag.size, load_be32(file, tag.offset));
+  EXPECT_EQ(tag.size, load_be32(file, static_cast<size_t>(tag.offset)));
   std::memset(&tag, 0xAA, sizeof tag);
   EXPECT_EQ(P3GPP_GetTag(movie.file, P3GPP_TAG_AUTHOR, &tag), P3GPP_ERR_NO_TAG);
   EXPECT_EQ(tag.u.location.notes.bytes, nullptr);

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "mediakit/files/temp_folder.h"
+#include "platform/win32/runtime/futex.h"
 
 namespace zdr::test {
 
@@ -93,7 +94,7 @@ inline void await_sleep_in_wait(pid_t thread) {
     std::string number, word, operation;
     file >> number >> word >> operation;
     constexpr unsigned long kWaitBitset = 9, kOperationMask = 0x7F;
-    const bool waits = number == std::to_string(SYS_futex) &&
+    const bool waits = number == std::to_string(platform::kFutexCall) &&
                        (std::stoul(operation, nullptr, 16) & kOperationMask) == kWaitBitset;
     if (waits || number == std::to_string(SYS_futex_waitv)) return;
   }

@@ -12,7 +12,7 @@ struct ClipInfo {
   DWORD audio_codec;  // kClip...Audio
   WORD width;         // of video, pixels
   WORD height;
-  double frame_rate;  // frames per second
+  alignas(8) double frame_rate;  // frames per second; aligned as on the platform, also in a 32-bit program
   DWORD duration_ms;
   DWORD sample_rate;  // of audio, Hz
   DWORD channels;

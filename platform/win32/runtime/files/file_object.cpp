@@ -90,7 +90,7 @@ DWORD FileObject::read(void* buffer, DWORD count, DWORD& got) noexcept {
   if (count == 0) return NO_ERROR;
   if (buffer == nullptr) return ERROR_NOACCESS;
   std::lock_guard lock(mutex_);
-  const size_t wanted = std::min<uint64_t>(count, kLargestOffset - position_);
+  const auto wanted = static_cast<size_t>(std::min<uint64_t>(count, kLargestOffset - position_));
   size_t moved = 0;
   int error = EIO;
   if (!should_fail(FaultPoint::kFileRead)) {

@@ -15,7 +15,7 @@ namespace {
 
 struct IdentityHash {
   size_t operator()(const FileIdentity& file) const noexcept {
-    return static_cast<size_t>(file.inode) * 0x9E3779B97F4A7C15u ^ static_cast<size_t>(file.device);
+    return static_cast<size_t>(file.inode * uint64_t{0x9E3779B97F4A7C15} ^ file.device);
   }
 };
 

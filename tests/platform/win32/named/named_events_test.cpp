@@ -198,9 +198,14 @@ TEST_F(NamedEvents, AFileThatIsRemovedWhileAProcessWaitsForItIsCreatedAgain) {
   ASSERT_EQ(fcntl(gate, F_OFD_SETLK, &range), 0);
   ChildProcess child;
   child.send("event e Removed");
+#ifdef SYS_fcntl64
+  constexpr long kFcntl = SYS_fcntl64;
+#else
+  constexpr long kFcntl = SYS_fcntl;
+#endif
   const auto is_waiting = [&] {
     return read_file("/proc/" + std::to_string(child.pid()) + "/syscall")
-        .starts_with(std::to_string(SYS_fcntl) + " ");
+        .starts_with(std::to_string(kFcntl) + " ");
   };
   while (!is_waiting()) std::this_thread::yield();
   fs::remove(file);

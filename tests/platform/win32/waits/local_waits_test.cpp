@@ -175,7 +175,7 @@ TEST_F(Handles, EveryFunctionFailsWith6ForBadHandlesAndOtherKinds) {
     return reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(closed) + distance);
   };
   for (const HANDLE bad :
-       {HANDLE{nullptr}, INVALID_HANDLE_VALUE, closed, beside(1), beside(1u << 30), beside(1ull << 32)}) {
+       {HANDLE{nullptr}, INVALID_HANDLE_VALUE, closed, beside(1), beside(1u << 30), beside(1u << 31)}) {
     EXPECT_EQ(failure(CloseHandle(bad)), ERROR_INVALID_HANDLE) << bad;
   }
   const ScopedHandle event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
