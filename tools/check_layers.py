@@ -51,7 +51,7 @@ SUPPORT = {'mediakit': [], 'samples': ['mediakit'], 'tests': ['mediakit'], 'benc
 
 # The platform's base classes are one flat folder, since the platform has no folders in its header names.
 DSHOW_INTERFACES = ('amvideo', 'evcode', 'filter_interfaces', 'fourcc', 'graph_interfaces', 'media_records', 'mmreg',
-                    'registration', 'sample_interfaces', 'uuids')
+                    'pcm_order', 'registration', 'sample_interfaces', 'uuids')
 DSHOW_FOUNDATION = ('combase', 'mtype', 'nothrow_new', 'single_interface', 'wide_text', 'wxdebug', 'wxutil')
 DSHOW_MODULE = ('amfilter', 'built_in_classes', 'dll_setup', 'dshow', 'filter_data', 'filter_mapper', 'filter_setup',
                 'module_entry', 'module_templates', 'streams')

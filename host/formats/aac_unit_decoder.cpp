@@ -5,6 +5,7 @@
 #include <new>
 
 #include "host/formats/aac_format.h"
+#include "platform/dshow/pcm_order.h"
 
 namespace zdr::host {
 namespace {
@@ -68,7 +69,8 @@ AacUnitDecoder::Outcome AacUnitDecoder::feed(Bytes unit, int32_t& pcm_bytes) {
   return unit_bytes == 0 && !unit.empty() ? Outcome::kConcealed : Outcome::kDecoded;
 }
 
-Bytes AacUnitDecoder::pcm(int32_t bytes) const {
+Bytes AacUnitDecoder::pcm(int32_t bytes) {
+  dshow::to_pcm_order(std::span(pcm_).first(static_cast<size_t>(bytes) / sizeof(int16_t)));
   return {reinterpret_cast<const uint8_t*>(pcm_.data()), static_cast<size_t>(bytes)};
 }
 

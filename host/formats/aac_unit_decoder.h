@@ -20,7 +20,7 @@ class AacUnitDecoder {
   uint32_t rate_hz() const { return rate_hz_; }
   uint16_t channels() const { return channels_; }
 
-  // 16-bit PCM in the byte order of the machine, channels interleaved. Valid until the next call.
+  // 16-bit PCM as media samples have it, low byte first, channels interleaved. Valid until the next call.
   struct Output {
     Bytes pcm;
     bool is_damaged = false;  // the unit could not be decoded, or only in part
@@ -44,7 +44,8 @@ class AacUnitDecoder {
   bool is_decodable(Bytes unit);
   // An empty unit is a lost one. Yields PCM unless decoding fails.
   Outcome feed(Bytes unit, int32_t& pcm_bytes);
-  Bytes pcm(int32_t bytes) const;
+  // Converts what feed() has left in the buffer, so it is called once for each frame.
+  Bytes pcm(int32_t bytes);
 
   std::unique_ptr<Zd_AAC_Dec_Instance, Closer> decoder_;
   // For measuring: without the channels and extensions, which each unit shows.

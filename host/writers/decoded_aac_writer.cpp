@@ -1,13 +1,9 @@
 // Writes what the decoder makes of each access unit.
 #include "host/writers/decoded_aac_writer.h"
 
-#include <bit>
-
 #include "host/formats/aac_format.h"
 
 namespace zdr::host {
-
-static_assert(std::endian::native == std::endian::little, "PCM is written in the byte order of the machine");
 
 DecodedAacWriter::DecodedAacWriter(Bytes config, Bytes first_sample)
     : decoder_(config, first_aac_unit(first_sample)) {

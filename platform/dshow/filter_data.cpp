@@ -2,6 +2,7 @@
 #include "filter_data.h"
 
 #include <algorithm>
+#include <iterator>
 #include <span>
 #include <string_view>
 
@@ -40,10 +41,7 @@ class Packer {
  public:
   explicit Packer(size_t pool_start) : pool_start_(pool_start) {}
 
-  void add_word(DWORD word) {
-    const auto* first = reinterpret_cast<const BYTE*>(&word);
-    data_.insert(data_.end(), first, first + sizeof word);
-  }
+  void add_word(DWORD word) { add_low_first(word, 4); }
 
   // Names, and the filters that a pin connects to, are not stored.
   void add_pin(size_t index, const REGFILTERPINS& pin) {
@@ -63,12 +61,20 @@ class Packer {
   }
 
   std::vector<BYTE> finish() {
-    const auto* first = reinterpret_cast<const BYTE*>(pool_.data());
-    data_.insert(data_.end(), first, first + pool_.size() * sizeof(GUID));
+    for (const GUID& guid : pool_) {
+      add_low_first(guid.Data1, 4);
+      add_low_first(guid.Data2, 2);
+      add_low_first(guid.Data3, 2);
+      data_.insert(data_.end(), std::begin(guid.Data4), std::end(guid.Data4));
+    }
     return std::move(data_);
   }
 
  private:
+  void add_low_first(DWORD number, unsigned bytes) {
+    for (; bytes > 0; --bytes, number >>= 8) data_.push_back(static_cast<BYTE>(number));
+  }
+
   // The first byte counts from '0' and wraps.
   void add_tag(size_t index, std::string_view name) {
     data_.push_back(static_cast<BYTE>('0' + index));

@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 
 #include "filters/source/mp4/core/conversions.h"
 #include "filters/source/mp4/media_types/media_type.h"
+#include "platform/dshow/pcm_order.h"
 
 namespace zdr::mp4source {
 namespace {
@@ -65,10 +67,11 @@ FrameSource::FoundFrame AacSource::find_frame(REFERENCE_TIME target) {
 }
 
 bool AacSource::read_frame(uint32_t number, uint8_t* buffer, uint32_t capacity, uint32_t* size) {
-  // The buffer of a sample may have any alignment.
+  // The buffer of a media sample may have any alignment.
   const uint32_t pcm_bytes = std::min(capacity, static_cast<uint32_t>(sizeof pcm_));
   AACF_FrameRequest request{number, pcm_bytes, pcm_.data()};
   if (AACF_ReadFrame(reader_.get(), &request) != AACF_OK) return false;
+  dshow::to_pcm_order(std::span(pcm_).first(request.size / sizeof(int16_t)));
   std::memcpy(buffer, pcm_.data(), request.size);
   *size = request.size;
   return true;

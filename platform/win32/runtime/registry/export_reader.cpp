@@ -2,6 +2,7 @@
 // is noticed before it is replaced.
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "platform/win32/runtime/registry/export_encoding.h"
 #include "platform/win32/runtime/registry/export_text.h"
@@ -257,6 +258,11 @@ bool ExportReader::read_bytes(RegistryValue& value) {
     std::u16string text;
     for (const BYTE byte : value.data) text += windows_1252_to_unicode(byte);
     value.data = utf16_bytes(text);
+    return true;
+  }
+  for (size_t i = 0; i < value.data.size(); ++i) {
+    const size_t place = place_of_byte(value.type, i, value.data.size());
+    if (place > i) std::swap(value.data[i], value.data[place]);
   }
   return true;
 }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "platform/win32/runtime/registry/export_encoding.h"
 #include "platform/win32/runtime/registry/export_text.h"
 #include "platform/win32/utf.h"
 #include "platform/win32/win32_registry.h"
@@ -89,7 +90,7 @@ void append_bytes(ExportSink& out, const RegistryValue& value) {
       out.start_line();
       out.add("  ");
     }
-    const BYTE byte = value.data[i];
+    const BYTE byte = value.data[place_of_byte(value.type, i, value.data.size())];
     const char digits[] = {kDigits[byte >> 4], kDigits[byte & 15], ','};
     out.add({digits, i + 1 == value.data.size() ? 2u : 3u});
   }
