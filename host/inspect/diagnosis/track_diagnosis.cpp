@@ -224,6 +224,13 @@ std::vector<std::string> faults_of(const ParsedMovie& movie, const TrackRecord& 
   if (movie.has_external_data(track))
     faults.emplace_back("its media data is in another file, which is not read");
   if (track.time_scale == 0) faults.emplace_back(kNoTimeScale);
+  // What the other tables say of its entries is nonsense.
+  if (const auto& table = track.overfull_table) {
+    faults.push_back("damaged: its table " + table->type + " counts " +
+                     (table->entries == 1 ? "1 entry" : std::to_string(table->entries) + " entries") +
+                     ", but has room for " + std::to_string(table->room));
+    return faults;
+  }
   if (track.timed_runs == 0) faults.emplace_back("damaged: its time table (stts) is empty");
   if (movie.lacks_times(track)) {
     faults.emplace_back("damaged: its time table (stts) states a duration of 0 for every sample");

@@ -90,16 +90,18 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
   struct Row {
     std::string_view path;  // within the track
     ReadField read_field;
+    uint64_t entry_bytes = 0;  // of a sample table
   };
   static constexpr Row kRows[] = {{"/tkhd", &MovieRecorder::read_track_header},
                                   {"/mdia/hdlr", &MovieRecorder::read_handler},
                                   {"/mdia/mdhd", &MovieRecorder::read_media_header},
-                                  {"/mdia/minf/stbl/stss", &MovieRecorder::read_sync_samples},
+                                  {"/mdia/minf/stbl/stss", &MovieRecorder::read_sync_samples, 4},
                                   {"/mdia/minf/stbl/stsz", &MovieRecorder::read_sizes},
-                                  {"/mdia/minf/stbl/stts", &MovieRecorder::read_times},
-                                  {"/mdia/minf/stbl/stsc", &MovieRecorder::read_chunk_runs},
-                                  {"/mdia/minf/stbl/stco", &MovieRecorder::read_chunks},
-                                  {"/mdia/minf/stbl/co64", &MovieRecorder::read_chunks},
+                                  {"/mdia/minf/stbl/stts", &MovieRecorder::read_times, 8},
+                                  {"/mdia/minf/stbl/stsc", &MovieRecorder::read_chunk_runs, 12},
+                                  {"/mdia/minf/stbl/stco", &MovieRecorder::read_chunks, 4},
+                                  {"/mdia/minf/stbl/co64", &MovieRecorder::read_chunks, 8},
+                                  {"/mdia/minf/stbl/ctts", &MovieRecorder::read_offsets, 8},
                                   {"/edts/elst", &MovieRecorder::read_edit}};
   const std::string_view path = box.path;
   TrackRecord& track = track_at(path);
@@ -126,6 +128,8 @@ MovieRecorder::ReadField MovieRecorder::begin_track_box(const P3gppBox& box) {
   }
   for (const Row& row : kRows) {
     if (rest != row.path) continue;
+    table_ = row.path.substr(row.path.rfind('/') + 1);
+    entry_bytes_ = row.entry_bytes;
     if (row.path == "/mdia/mdhd" && box.version == 1) track.has_wide_times = true;
     if (row.read_field == &MovieRecorder::read_edit) track.edits.is_wide = box.version != 0;
     return row.read_field;
@@ -154,8 +158,8 @@ void MovieRecorder::read_media_header(const P3gppBoxField& field) {
 }
 
 void MovieRecorder::read_sync_samples(const P3gppBoxField& field) {
-  if (std::string_view(field.name) == "entry_count")
-    record_.tracks.back().sync_samples = static_cast<uint32_t>(field.number);
+  if (const auto count = entry_count(field))
+    record_.tracks.back().sync_samples = static_cast<uint32_t>(*count);
 }
 
 void MovieRecorder::read_sizes(const P3gppBoxField& field) {
@@ -173,16 +177,31 @@ void MovieRecorder::read_sample_entry(const P3gppBoxField& field) {
     record_.tracks.back().data_reference = field.number;
 }
 
+// Returns the number of entries of a sample table if the field states it.
+std::optional<uint64_t> MovieRecorder::entry_count(const P3gppBoxField& field) {
+  if (std::string_view(field.name) != "entry_count") return std::nullopt;
+  TrackRecord& track = record_.tracks.back();
+  const uint64_t room = box_size_ < kTableHeader ? UINT64_MAX : (box_size_ - kTableHeader) / entry_bytes_;
+  if (field.number > room && !track.overfull_table)
+    track.overfull_table = OverfullTable{std::string(table_), field.number, room};
+  return field.number;
+}
+
+// Composition offsets.
+void MovieRecorder::read_offsets(const P3gppBoxField& field) {
+  entry_count(field);
+}
+
 void MovieRecorder::read_times(const P3gppBoxField& field) {
-  if (std::string_view(field.name) == "entry_count") record_.tracks.back().timed_runs = field.number;
+  if (const auto count = entry_count(field)) record_.tracks.back().timed_runs = *count;
 }
 
 void MovieRecorder::read_chunk_runs(const P3gppBoxField& field) {
-  if (std::string_view(field.name) == "entry_count") record_.tracks.back().chunk_runs = field.number;
+  if (const auto count = entry_count(field)) record_.tracks.back().chunk_runs = *count;
 }
 
 void MovieRecorder::read_chunks(const P3gppBoxField& field) {
-  if (std::string_view(field.name) == "entry_count") record_.tracks.back().chunks = field.number;
+  if (const auto count = entry_count(field)) record_.tracks.back().chunks = *count;
 }
 
 void MovieRecorder::read_edit(const P3gppBoxField& field) {

@@ -34,20 +34,28 @@ struct EditRecord {
   bool is_wide = false;          // version 1, whose 64-bit fields the parser reads as 32-bit ones
 };
 
+// A sample table whose box is too small for the entries that it counts.
+struct OverfullTable {
+  std::string type;
+  uint64_t entries;
+  uint64_t room;
+};
+
 struct TrackRecord {
   uint32_t number = 0;         // among all tracks of the file, from 1
   std::optional<uint32_t> id;  // none without a readable track header
   std::string handler;
   std::string sample_entry;  // type of the first sample description; empty without one
   uint32_t sample_entries = 0;
-  std::optional<uint32_t> sync_samples;  // none without a table of them: all are sync samples
-  uint64_t sync_samples_offset = 0;      // of these entries
-  bool has_compact_sizes = false;        // stz2 in place of stsz
-  bool has_priorities = false;           // stdp, at which the parser ends the sample tables
-  bool has_both_sizes = false;           // stsz has one size for all samples, and a size for each
-  std::optional<uint64_t> timed_runs;    // entries of stts; none without this table
-  uint64_t timed_runs_offset = 0;        // of these entries
-  uint64_t references_begin = 0;         // of the entries of dref, if any may name another file
+  std::optional<uint32_t> sync_samples;         // none without a table of them: all are sync samples
+  uint64_t sync_samples_offset = 0;             // of these entries
+  std::optional<OverfullTable> overfull_table;  // the first one
+  bool has_compact_sizes = false;               // stz2 in place of stsz
+  bool has_priorities = false;                  // stdp, at which the parser ends the sample tables
+  bool has_both_sizes = false;                  // stsz has one size for all samples, and a size for each
+  std::optional<uint64_t> timed_runs;           // entries of stts; none without this table
+  uint64_t timed_runs_offset = 0;               // of these entries
+  uint64_t references_begin = 0;                // of the entries of dref, if any may name another file
   uint64_t references_end = 0;
   uint64_t data_reference = 1;     // number of the entry that the first sample description uses
   uint64_t chunk_runs_offset = 0;  // of the entries of stsc; 0 without this table
@@ -112,6 +120,8 @@ class MovieRecorder {
   void read_times(const P3gppBoxField& field);
   void read_chunk_runs(const P3gppBoxField& field);
   void read_chunks(const P3gppBoxField& field);
+  void read_offsets(const P3gppBoxField& field);
+  std::optional<uint64_t> entry_count(const P3gppBoxField& field);
   void read_edit(const P3gppBoxField& field);
 
   const P3gppBoxVisitor* observer_;
@@ -120,6 +130,8 @@ class MovieRecorder {
   bool is_complete_ = true;
   ReadField read_field_ = nullptr;
   uint64_t box_size_ = 0;          // of the box being shown
+  std::string_view table_;         // its type, if it is a sample table of a track
+  uint64_t entry_bytes_ = 0;       // of an entry of this table
   uint64_t default_size_ = 0;      // of the samples whose number follows
   uint64_t segment_duration_ = 0;  // of the edit whose media time follows
   bool is_empty_edit_ = false;     // the edit whose rate follows

@@ -37,16 +37,50 @@ ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observe
   record_ = std::move(recorder.record());
 }
 
+namespace {
+
+// Returns the offset of the box after a gap of zeros; `end` if no box of the type or of a file follows the
+// gap.
+uint64_t skip_zeros(FileStream& stream, std::string_view type, uint64_t begin, uint64_t end) {
+  constexpr uint64_t kLongestGap = 1u << 20;
+  constexpr uint64_t kMostLeadingZeros = 3;  // of the size of a box
+  BlockReader block(stream);
+  uint64_t data = begin;
+  for (bool is_gap = true; is_gap;) {
+    const auto bytes = block.from(data, 1);
+    if (bytes.empty() || data >= end || data - begin > kLongestGap) return end;
+    const auto zeros = std::ranges::find_if(bytes, [](uint8_t byte) { return byte != 0; }) - bytes.begin();
+    data += static_cast<uint64_t>(zeros);
+    is_gap = static_cast<size_t>(zeros) == bytes.size();
+  }
+  for (uint64_t offset = data - std::min(kMostLeadingZeros, data - begin); offset <= data; ++offset) {
+    const auto box = read_box_header(stream, offset, end);
+    const bool is_known = box && (box->name() == type || is_top_level_type(box->name()));
+    if (is_known && box->size <= end - offset) return offset;
+  }
+  return end;
+}
+
+}  // namespace
+
 bool ParsedMovie::has_box(std::string_view type, uint64_t begin, uint64_t end) const {
   constexpr uint32_t kMostBoxes = 100'000;  // a hostile file may have millions
+  constexpr std::string_view kZeros("\0\0\0\0", 4);
   FileStream stream(name_);
-  bool found = false;
+  end = std::min(end, stream.size());
   uint32_t boxes = 0;
-  walk_box_headers(stream, begin, std::min(end, stream.size()), [&](const BoxHeader& box) {
-    found = box.name() == type;
-    return !found && ++boxes < kMostBoxes;
-  });
-  return found;
+  for (uint64_t offset = begin; offset < end;) {
+    bool found = false;
+    std::optional<uint64_t> gap;
+    walk_box_headers(stream, offset, end, [&](const BoxHeader& box) {
+      found = box.name() == type;
+      if (box.name() == kZeros) gap = box.offset;
+      return !found && !gap && ++boxes < kMostBoxes;
+    });
+    if (found || !gap) return found;
+    offset = skip_zeros(stream, type, *gap, end);
+  }
+  return false;
 }
 
 std::optional<BoxHeader> ParsedMovie::cut_off_box() const {
