@@ -95,7 +95,7 @@ bool is_padding(BlockReader& block, const AdtsFrames& frames, uint64_t begin, ui
   if (last.empty() || last[0] == 0) return false;
   for (uint64_t offset = frames.end; offset < end;) {
     const Bytes bytes = block.from(offset, 1);
-    const Bytes padding = bytes.first(std::min<uint64_t>(bytes.size(), end - offset));
+    const Bytes padding = bytes.first(static_cast<size_t>(std::min<uint64_t>(bytes.size(), end - offset)));
     if (padding.empty() || std::ranges::any_of(padding, [](uint8_t byte) { return byte != 0; })) return false;
     offset += padding.size();
   }
