@@ -1,4 +1,5 @@
-// The arithmetic of the decoder's signal processing: 32-bit fixed point, no floating point at run time.
+// The arithmetic of the decoder's signal processing: 32-bit fixed point. Floating point at run time only
+// estimates quotients and roots, which integers correct (magnitude_lanes.h).
 //
 // The core multiplies with mul_q31 only. Its truncation is part of the decoder's output, so the scalar and
 // vector versions produce the same bits. Values that a damaged stream drives out of range saturate in the

@@ -67,13 +67,13 @@ constexpr Magnitude operator+(Magnitude a, Magnitude b) {
   if (b.is_zero()) return a;
   // Selections instead of branches: which is the larger is hard to predict.
   const bool swap = a.exponent < b.exponent;
-  const uint64_t big = uint64_t{swap ? b.mantissa : a.mantissa} << 31;
-  const uint64_t small = uint64_t{swap ? a.mantissa : b.mantissa} << 31;
+  const uint64_t big = swap ? b.mantissa : a.mantissa;
+  const uint64_t small = swap ? a.mantissa : b.mantissa;
   const int exponent = swap ? b.exponent : a.exponent;
   const int distance = exponent - (swap ? a.exponent : b.exponent);
-  const uint64_t sum = big + (small >> (distance > 32 ? 63 : distance));
-  const int shift = sum >> 63 != 0 ? 0 : 1;
-  return {static_cast<uint32_t>(sum << shift >> 32), exponent + 1 - shift};
+  const uint64_t sum = big + (small >> (distance > 32 ? 32 : distance));
+  const auto carry = static_cast<int>(sum >> 32);
+  return {static_cast<uint32_t>(sum >> carry), exponent + carry};
 }
 
 constexpr bool operator<(Magnitude a, Magnitude b) {

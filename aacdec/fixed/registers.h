@@ -268,7 +268,13 @@ struct LaneFactors {
           reinterpret_cast<WideRegister>(_mm256_mul_epi32(odd_lanes(x), reinterpret_cast<__m256i>(b.odd)))};
 }
 
-// The low words of sum / 2^shift, rounded down; shift is 1 to 32.
+// The unsigned product of the low words.
+[[gnu::always_inline]] inline WideRegister unsigned_product(WideRegister a, WideRegister b) {
+  return reinterpret_cast<WideRegister>(
+      _mm256_mul_epu32(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
+}
+
+// The low words of sum / 2^shift, rounded down; shift is 0 to 32.
 [[gnu::always_inline]] inline Register truncated(WideRegisters sum, int shift) {
   const WideRegister even = sum.first >> shift;
   const WideRegister odd = sum.second << (32 - shift);
@@ -333,6 +339,11 @@ struct LaneFactors {
   return wide_product(x, reinterpret_cast<__m128i>(b.lanes), odd_lanes(x), reinterpret_cast<__m128i>(b.odd));
 }
 
+[[gnu::always_inline]] inline WideRegister unsigned_product(WideRegister a, WideRegister b) {
+  return reinterpret_cast<WideRegister>(
+      _mm_mul_epu32(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+}
+
 // The even lanes of one register, the odd lanes of the other.
 [[gnu::always_inline]] inline Register interleaved(__m128i even, __m128i odd) {
 #ifdef __SSE4_1__
@@ -388,6 +399,15 @@ struct LaneFactors {
   return wide_product(a, b.lanes);
 }
 
+[[gnu::always_inline]] inline WideRegister unsigned_product(WideRegister a, WideRegister b) {
+#ifdef __aarch64__
+  const auto low = [](WideRegister v) { return vmovn_u64(reinterpret_cast<uint64x2_t>(v)); };
+  return reinterpret_cast<WideRegister>(vmull_u32(low(a), low(b)));
+#else
+  return (a & 0xFFFFFFFFU) * (b & 0xFFFFFFFFU);
+#endif
+}
+
 [[gnu::always_inline]] inline Register truncated(WideRegisters sum, int shift) {
   using Half = uint32_t __attribute__((vector_size(8)));
   const Half low = __builtin_convertvector(sum.first >> shift, Half);
@@ -410,6 +430,35 @@ struct LaneFactors {
 }
 
 #endif
+
+// The lanes as wide values.
+[[gnu::always_inline]] inline WideRegisters zero_extended(Register v) {
+#ifdef __SSE2__
+  const auto pairs = reinterpret_cast<WideRegister>(v);
+  return {pairs & 0xFFFFFFFFU, pairs >> 32};
+#else
+  return {__builtin_convertvector(__builtin_shufflevector(v, v, 0, 1), WideRegister),
+          __builtin_convertvector(__builtin_shufflevector(v, v, 2, 3), WideRegister)};
+#endif
+}
+
+// The full unsigned products.
+[[gnu::always_inline]] inline WideRegisters unsigned_product(Register a, Register b) {
+#ifdef __SSE2__
+  const auto x = reinterpret_cast<WideRegister>(a);
+  const auto y = reinterpret_cast<WideRegister>(b);
+  return {unsigned_product(x, y), unsigned_product(x >> 32, y >> 32)};
+#else
+  const WideRegisters x = zero_extended(a);
+  const WideRegisters y = zero_extended(b);
+  return {unsigned_product(x.first, y.first), unsigned_product(x.second, y.second)};
+#endif
+}
+
+// The low words.
+[[gnu::always_inline]] inline Register low_words(WideRegisters v) {
+  return truncated(v, 0);
+}
 
 // Adds what makes truncated() round half up.
 [[gnu::always_inline]] inline WideRegisters with_half(WideRegisters sum, int shift) {

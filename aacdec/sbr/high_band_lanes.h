@@ -55,14 +55,16 @@ void correlate(const int32_t* re, const int32_t* im, int count, LaggedSums& sums
           signed_total(re2),    signed_total(im2), any_bits(bits)};
 }
 
-uint64_t measure_energy(const int32_t* re, const int32_t* im, int count) {
-  WideLanes energy{};
-  for (int n = 0; n < count; n += kLanes) {
-    const Lanes mask = first_lanes(count - n);
-    const ComplexLanes now{load(re + n) & mask, load(im + n) & mask};
-    add_energy(now, energy);
+void measure_rows(const QmfMatrix& bands, int row, int count, int first, int end, uint64_t* sums) {
+  for (int i = 0; i < count; ++i) {
+    WideLanes energy{};
+    for (int n = first; n < end; n += kLanes) {
+      const Lanes mask = first_lanes(end - n);
+      const ComplexLanes now{load(bands.re[row + i] + n) & mask, load(bands.im[row + i] + n) & mask};
+      add_energy(now, energy);
+    }
+    sums[i] = total(energy);
   }
-  return total(energy);
 }
 
 [[gnu::always_inline]] inline Lanes scaled(Lanes v, Factor mantissa, int shift) {

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "aacdec/fixed/magnitude.h"
 #include "aacdec/sbr/qmf_data.h"
+#include "aacdec/sbr/sbr_levels.h"
 #include "aacdec/syntax/sbr_band_tables.h"
 
 namespace zdr::aacdec {
@@ -40,8 +40,8 @@ struct SbrChannelState {
   uint8_t sine_phase;  // quarter turns
   // Gains and noise levels of the last four slots, oldest first, by band from kx on.
   static constexpr int kSmoothedSlots = 4;
-  Magnitude gain_history[kSmoothedSlots][kMaxSbrBands + 1];
-  Magnitude noise_history[kSmoothedSlots][kMaxSbrBands + 1];
+  MagnitudeRow gain_history[kSmoothedSlots];
+  MagnitudeRow noise_history[kSmoothedSlots];
 };
 
 }  // namespace zdr::aacdec

@@ -3,6 +3,7 @@
 #include "aacdec/sbr/sbr_hf_adjustment.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "aacdec/sbr/sbr_envelope.h"
 #include "aacdec/sbr/sbr_hf_mixing.h"
@@ -41,12 +42,15 @@ struct Envelope {
 };
 
 void map_target_energies(const Envelope& e, SbrLevels& levels) {
-  std::fill_n(levels.target, e.m(), Magnitude{});
-  if (e.fade >= kFadeToSilence) return;
+  if (e.fade >= kFadeToSilence) {
+    levels.target.fill(0, e.m(), {});
+    return;
+  }
+  levels.target.fill(0, e.offset(e.borders()[0]), {});
+  levels.target.fill(e.offset(e.borders()[e.band_count()]), e.m(), {});
   for (int band = 0; band < e.band_count(); ++band) {
     const Magnitude energy = scaled(envelope_energy(e.frame, e.channel, e.index, band), -2 * e.fade);
-    for (int i = e.offset(e.borders()[band]); i < e.offset(e.borders()[band + 1]); ++i)
-      levels.target[i] = energy;
+    levels.target.fill(e.offset(e.borders()[band]), e.offset(e.borders()[band + 1]), energy);
   }
 }
 
@@ -60,27 +64,23 @@ bool has_sinusoid(const Envelope& e, const SbrChannelState& state, int high_band
 
 // Sets the sine energy to 1 in bands with a sinusoid, and marks the envelope bands that have one.
 void map_sines(const Envelope& e, const SbrChannelState& state, SbrLevels& levels) {
-  std::fill_n(levels.sine, e.m(), Magnitude{});
-  std::fill_n(levels.has_sine, e.m(), false);
+  if (levels.sine_count > 0) {
+    levels.sine = {};
+    std::fill_n(levels.has_sine, kQmfBands, false);
+    levels.sine_count = 0;
+  }
   for (int band = 0; band < e.data.bands.high_count; ++band) {
     int centre = 0;
     if (!has_sinusoid(e, state, band, centre)) continue;
     const int at = e.offset(centre);
     if (at >= e.m()) continue;
-    levels.sine[at] = kOne;
+    levels.sine.set(at, kOne);
+    ++levels.sine_count;
     int low = 0;
     while (low + 1 < e.band_count() && e.borders()[low + 1] <= centre) ++low;
     std::fill(levels.has_sine + e.offset(e.borders()[low]), levels.has_sine + e.offset(e.borders()[low + 1]),
               true);
   }
-}
-
-// Sum of |x|^2 over the envelope's slots, in squared steps.
-Magnitude row_energy(const Envelope& e, const QmfMatrix& bands, int row, RowScale scale) {
-  const int first = kLeadSlots + e.first_slot;
-  const uint64_t sum =
-      sbr_kernels().measure_energy(bands.re[row] + first, bands.im[row] + first, e.end_slot - e.first_slot);
-  return make_magnitude(sum, 2 * scale.exponent);
 }
 
 void average_within_bands(const Envelope& e, SbrLevels& levels) {
@@ -91,16 +91,23 @@ void average_within_bands(const Envelope& e, SbrLevels& levels) {
     Magnitude sum;
     for (int i = first; i < end; ++i) sum = sum + levels.present[i];
     const Magnitude mean = sum / make_magnitude(static_cast<uint64_t>(end - first), 0);
-    std::fill(levels.present + first, levels.present + end, mean);
+    levels.present.fill(first, end, mean);
   }
 }
 
+// Energies per slot, in squared steps.
 void measure_present_energies(const Envelope& e, const QmfMatrix& bands, const RowScale* scales,
                               SbrLevels& levels) {
-  const Magnitude slots = make_magnitude(static_cast<uint64_t>(e.end_slot - e.first_slot), 0);
+  uint64_t sums[kQmfBands];
+  sbr_kernels().measure_rows(bands, e.kx(), e.m(), kLeadSlots + e.first_slot, kLeadSlots + e.end_slot, sums);
+  const auto slots = static_cast<uint64_t>(e.end_slot - e.first_slot);
+  // Most envelopes need no division.
+  const bool is_power = std::has_single_bit(slots);
+  const int shift = is_power ? std::countr_zero(slots) : 0;
   for (int i = 0; i < e.m(); ++i) {
-    levels.present[i] = row_energy(e, bands, e.kx() + i, scales[e.kx() + i]) / slots;
+    levels.present.set(i, make_magnitude(sums[i], 2 * scales[e.kx() + i].exponent - shift));
   }
+  if (!is_power) sbr_kernels().divide_levels(levels.present, e.m(), make_magnitude(slots, 0));
   if (e.data.header.interpol_freq == 0) average_within_bands(e, levels);
 }
 
@@ -110,70 +117,68 @@ void set_gains(const Envelope& e, SbrLevels& levels) {
     const Magnitude ratio = noise_ratio(e.frame, e.channel, e.floor, noise_band);
     const Magnitude signal_part = kOne / (kOne + ratio);
     const Magnitude noise_part = ratio * signal_part;
+    const Magnitude without_sine = e.transient ? kOne : signal_part;
     for (int i = e.offset(tables.noise[noise_band]); i < e.offset(tables.noise[noise_band + 1]); ++i) {
-      const Magnitude target = levels.target[i];
-      levels.noise[i] = target * noise_part;
-      levels.sine[i] = levels.sine[i] * target * signal_part;
-      const Magnitude share = levels.has_sine[i] ? noise_part : e.transient ? kOne : signal_part;
-      levels.gain[i] = target * share / (kOne + levels.present[i]);
+      levels.noise_part.set(i, noise_part);
+      levels.signal_part.set(i, levels.has_sine[i] ? noise_part : without_sine);
+      if (!levels.sine.is_zero(i)) levels.sine.set(i, levels.sine[i] * levels.target[i] * signal_part);
     }
   }
+  sbr_kernels().weigh_levels(levels, e.m());
 }
 
-// Limits the gains within one limiter band, then compensates for the lost energy.
-void limit_band(const Envelope& e, int first, int end, SbrLevels& levels) {
+// A limiter band: bands [first, end) and the sum of their target energies.
+struct LimiterBand {
+  int first;
+  int end;
   Magnitude target = kTiny;
+};
+
+Magnitude gain_limit(const Envelope& e, LimiterBand& band, const SbrLevels& levels) {
   Magnitude present = kTiny;
-  for (int i = first; i < end; ++i) {
-    target = target + levels.target[i];
+  for (int i = band.first; i < band.end; ++i) {
+    band.target = band.target + levels.target[i];
     present = present + levels.present[i];
   }
-  const Magnitude limit =
-      smaller(kLimiterGains[e.data.header.limiter_gains & 3] * target / present, kLargestGain);
+  return smaller(kLimiterGains[e.data.header.limiter_gains & 3] * band.target / present, kLargestGain);
+}
+
+// The gain that compensates for the energy that limiting took from the band.
+Magnitude boost_after_limit(const Envelope& e, const LimiterBand& band, const SbrLevels& levels) {
   Magnitude produced = kTiny;
-  for (int i = first; i < end; ++i) {
-    if (limit < levels.gain[i]) {
-      levels.noise[i] = levels.noise[i] * limit / levels.gain[i];
-      levels.gain[i] = limit;
-    }
-    produced = produced + levels.present[i] * levels.gain[i];
-    if (!levels.sine[i].is_zero()) {
+  for (int i = band.first; i < band.end; ++i) {
+    produced = produced + levels.present[i];
+    if (!levels.sine.is_zero(i)) {
       produced = produced + levels.sine[i];
     } else if (!e.transient) {
       produced = produced + levels.noise[i];
     }
   }
-  const Magnitude boost = smaller(target / produced, kLargestBoost);
-  for (int i = first; i < end; ++i) {
-    levels.gain[i] = levels.gain[i] * boost;
-    levels.noise[i] = levels.noise[i] * boost;
-    levels.sine[i] = levels.sine[i] * boost;
-  }
+  return smaller(band.target / produced, kLargestBoost);
 }
 
-// Bands above the last limiter border have no signal and stay silent.
+// Limits the gains, compensates for the lost energy and takes the square roots. Bands above the last limiter
+// border have no signal and stay silent.
 void limit_gains(const Envelope& e, SbrLevels& levels) {
   const SbrBandTables& tables = e.data.bands;
-  for (int band = 0; band < tables.limiter_count; ++band) {
-    limit_band(e, e.offset(tables.limiter[band]), e.offset(tables.limiter[band + 1]), levels);
+  const int count = tables.limiter_count;
+  LimiterBand bands[kMaxLimiterBands];
+  levels.factor.fill(e.offset(tables.limiter[count]), e.m(), {});
+  for (int i = 0; i < count; ++i) {
+    bands[i] = {e.offset(tables.limiter[i]), e.offset(tables.limiter[i + 1])};
+    levels.factor.fill(bands[i].first, bands[i].end, gain_limit(e, bands[i], levels));
   }
-  for (int i = e.offset(tables.limiter[tables.limiter_count]); i < e.m(); ++i) {
-    levels.gain[i] = levels.noise[i] = levels.sine[i] = {};
+  sbr_kernels().limit_levels(levels, e.m());
+  for (int i = 0; i < count; ++i) {
+    levels.factor.fill(bands[i].first, bands[i].end, boost_after_limit(e, bands[i], levels));
   }
-}
-
-void take_square_roots(const Envelope& e, SbrLevels& levels) {
-  for (int i = 0; i < e.m(); ++i) {
-    levels.gain[i] = square_root(levels.gain[i]);
-    levels.noise[i] = square_root(levels.noise[i]);
-    levels.sine[i] = square_root(levels.sine[i]);
-  }
+  sbr_kernels().finish_levels(levels, e.m());
 }
 
 // Stores the sinusoids of the last envelope, which are mapped but not yet weighted.
 void store_sines(const Envelope& e, const SbrLevels& levels, SbrChannelState& state) {
   std::fill_n(state.sine, kQmfBands, false);
-  for (int i = 0; i < e.m(); ++i) state.sine[e.kx() + i] = !levels.sine[i].is_zero();
+  for (int i = 0; i < e.m(); ++i) state.sine[e.kx() + i] = !levels.sine.is_zero(i);
 }
 
 // Returns the first slot of the first envelope. If a damaged stream leaves a gap after the previous frame,
@@ -208,7 +213,6 @@ void adjust_envelope(const Envelope& e, const RowScale (&scales)[kQmfBands], Sbr
   measure_present_energies(e, bands, scales, levels);
   set_gains(e, levels);
   limit_gains(e, levels);
-  take_square_roots(e, levels);
   const MixedSlots slots{e.first_slot, e.end_slot, e.transient, e.data.header.smoothing_mode == 0};
   mix_high_bands(e.data.bands, slots, levels, scales, state, bands);
 }

@@ -1,4 +1,5 @@
-// Computes covariances and linear prediction of each source row in 128-bit integers, and applies the patches.
+// Computes covariances and linear prediction of the source rows in 128-bit integers, all quotients together,
+// and applies the patches.
 #include "aacdec/sbr/sbr_hf_generation.h"
 
 #include <algorithm>
@@ -24,12 +25,12 @@ Magnitude magnitude_of_wide(WideInteger v, int exponent) {
 }
 
 struct ComplexSum {
-  int64_t re = 0, im = 0;
+  int64_t re, im;
 };
 
 // Covariances of a row; rij is the sum of x[n - i] conj(x[n - j]).
 struct Covariance {
-  int64_t r11 = 0, r22 = 0;
+  int64_t r11, r22;
   ComplexSum r01, r12, r02;
 };
 
@@ -64,52 +65,89 @@ WideInteger relaxed(WideInteger v) {
 
 struct Predictor {
   // Complex, Q28.
-  int32_t tap1_re = 0, tap1_im = 0;
-  int32_t tap2_re = 0, tap2_im = 0;
+  int32_t tap1_re, tap1_im;
+  int32_t tap2_re, tap2_im;
 };
-
-// numerator / denominator * 2^exponent in Q28, saturated.
-int32_t ratio_q28(WideInteger numerator, Magnitude denominator, int exponent) {
-  const auto sign = static_cast<int32_t>(0U - static_cast<uint32_t>(numerator.is_negative()));
-  const auto signed_value = [=](int32_t v) { return (v ^ sign) - sign; };
-  const Magnitude ratio = magnitude_of_wide(numerator, exponent + 28) / denominator;
-  if (ratio.is_zero() || ratio.exponent < -32) return 0;
-  if (ratio.exponent >= 0) return signed_value(kInt32Max);
-  const uint64_t value =
-      (uint64_t{ratio.mantissa} + (uint64_t{1} << (-ratio.exponent - 1))) >> -ratio.exponent;
-  return signed_value(static_cast<int32_t>(std::min<uint64_t>(value, kInt32Max)));
-}
 
 bool reaches_four(int32_t re_q28, int32_t im_q28) {
   return int64_t{re_q28} * re_q28 + int64_t{im_q28} * im_q28 >= int64_t{16} << 56;
 }
 
-// The second-order linear predictor; zero if a coefficient reaches a magnitude of 4.
-Predictor predict(const Covariance& c) {
-  Predictor p;
+// Complex quotients, computed for many rows at once.
+class Quotients {
+ public:
+  // (re + i im) / denominator * 2^exponent
+  void set(int index, WideInteger re, WideInteger im, Magnitude denominator, int exponent) {
+    set(2 * index, re, denominator, exponent);
+    set(2 * index + 1, im, denominator, exponent);
+  }
+  void set_zero(int index) { set(index, {}, {}, {}, 0); }
+
+  void compute(int count) { sbr_kernels().divide_q28(numerators_, denominators_, 2 * count, quotients_); }
+
+  // Q28, saturated.
+  int32_t re(int index) const { return with_sign(2 * index); }
+  int32_t im(int index) const { return with_sign(2 * index + 1); }
+
+ private:
+  void set(int i, WideInteger numerator, Magnitude denominator, int exponent) {
+    numerators_.set(i, magnitude_of_wide(numerator, exponent));
+    denominators_.set(i, denominator);
+    signs_[i] = static_cast<int32_t>(0U - static_cast<uint32_t>(numerator.is_negative()));
+  }
+  int32_t with_sign(int i) const { return (quotients_[i] ^ signs_[i]) - signs_[i]; }
+
+  static_assert(2 * kCoreBands <= kQmfBands);
+  MagnitudeRow numerators_;
+  MagnitudeRow denominators_;
+  int32_t quotients_[2 * kCoreBands];
+  int32_t signs_[2 * kCoreBands];
+};
+
+void set_second_taps(const Covariance& c, int index, Quotients& taps) {
   const WideInteger cross = wide_product(c.r12.re, c.r12.re) + wide_product(c.r12.im, c.r12.im);
   const WideInteger determinant = wide_product(c.r11, c.r22) - relaxed(cross);
-  if (determinant != WideInteger{}) {
-    const Magnitude d = magnitude_of_wide(determinant, 0);
-    const WideInteger re =
-        wide_product(c.r01.re, c.r12.re) - wide_product(c.r01.im, c.r12.im) - wide_product(c.r02.re, c.r11);
-    const WideInteger im =
-        wide_product(c.r01.re, c.r12.im) + wide_product(c.r01.im, c.r12.re) - wide_product(c.r02.im, c.r11);
-    p.tap2_re = ratio_q28(re, d, 0);
-    p.tap2_im = ratio_q28(im, d, 0);
-    if (reaches_four(p.tap2_re, p.tap2_im)) return {};
+  if (determinant == WideInteger{}) {
+    taps.set_zero(index);
+    return;
   }
-  if (c.r11 != 0) {
-    const Magnitude d = make_magnitude(static_cast<uint64_t>(c.r11), 0);
-    const WideInteger re =
-        (wide(c.r01.re) << 28) + wide_product(p.tap2_re, c.r12.re) + wide_product(p.tap2_im, c.r12.im);
-    const WideInteger im =
-        (wide(c.r01.im) << 28) + wide_product(p.tap2_im, c.r12.re) - wide_product(p.tap2_re, c.r12.im);
-    p.tap1_re = ratio_q28(-re, d, -28);
-    p.tap1_im = ratio_q28(-im, d, -28);
-    if (reaches_four(p.tap1_re, p.tap1_im)) return {};
+  const WideInteger re =
+      wide_product(c.r01.re, c.r12.re) - wide_product(c.r01.im, c.r12.im) - wide_product(c.r02.re, c.r11);
+  const WideInteger im =
+      wide_product(c.r01.re, c.r12.im) + wide_product(c.r01.im, c.r12.re) - wide_product(c.r02.im, c.r11);
+  taps.set(index, re, im, magnitude_of_wide(determinant, 0), 0);
+}
+
+void set_first_taps(const Covariance& c, const Predictor& p, int index, Quotients& taps) {
+  if (c.r11 == 0) {
+    taps.set_zero(index);
+    return;
   }
-  return p;
+  const WideInteger re =
+      (wide(c.r01.re) << 28) + wide_product(p.tap2_re, c.r12.re) + wide_product(p.tap2_im, c.r12.im);
+  const WideInteger im =
+      (wide(c.r01.im) << 28) + wide_product(p.tap2_im, c.r12.re) - wide_product(p.tap2_re, c.r12.im);
+  taps.set(index, -re, -im, make_magnitude(static_cast<uint64_t>(c.r11), 0), -28);
+}
+
+// The second-order linear predictors of up to kCoreBands rows; zero if a coefficient reaches a magnitude
+// of 4.
+void predict(const Covariance* c, int count, Predictor* predictors) {
+  Quotients taps;
+  for (int i = 0; i < count; ++i) set_second_taps(c[i], i, taps);
+  taps.compute(count);
+  for (int i = 0; i < count; ++i) {
+    predictors[i].tap2_re = taps.re(i);
+    predictors[i].tap2_im = taps.im(i);
+    set_first_taps(c[i], predictors[i], i, taps);
+  }
+  taps.compute(count);
+  for (int i = 0; i < count; ++i) {
+    Predictor& p = predictors[i];
+    p.tap1_re = taps.re(i);
+    p.tap1_im = taps.im(i);
+    if (reaches_four(p.tap1_re, p.tap1_im) || reaches_four(p.tap2_re, p.tap2_im)) p = {};
+  }
 }
 
 // The strength of the inverse filter (bandwidth expansion) in Q31, from the modes of the previous frame and
@@ -151,9 +189,14 @@ int32_t scaled_q31(int32_t value, int32_t factor_q31) {
 // What is known of a row that patches read.
 struct Source {
   Predictor predictor;
-  int bits = 0;
+  int bits;
   bool has_bits = false;
-  bool has_predictor = false;
+};
+
+// Where a row is copied from, and how strongly it is whitened.
+struct PatchedRow {
+  int source;
+  int32_t bandwidth_q31;
 };
 
 void measure_bits(const QmfMatrix& bands, int row, Source& source) {
@@ -163,14 +206,24 @@ void measure_bits(const QmfMatrix& bands, int row, Source& source) {
   source.has_bits = true;
 }
 
-void analyse_source(const QmfMatrix& bands, int row, Source& source) {
-  const int32_t* const re = bands.re[row];
-  const int32_t* const im = bands.im[row];
-  LaggedSums sums;
-  sbr_kernels().correlate(re, im, kCovarianceSlots, sums);
-  source.predictor = predict(covariance(re, im, sums));
-  source.bits = static_cast<int>(std::bit_width(sums.bits));
-  source.has_bits = source.has_predictor = true;
+// Finds the predictors of the rows whose bit is set in `rows`.
+void analyse_sources(const QmfMatrix& bands, uint32_t rows, Source* sources) {
+  Covariance covariances[kCoreBands];
+  Predictor predictors[kCoreBands];
+  int count = 0;
+  for (uint32_t rest = rows; rest != 0; rest &= rest - 1) {
+    const int row = std::countr_zero(rest);
+    LaggedSums sums;
+    sbr_kernels().correlate(bands.re[row], bands.im[row], kCovarianceSlots, sums);
+    covariances[count++] = covariance(bands.re[row], bands.im[row], sums);
+    sources[row].bits = static_cast<int>(std::bit_width(sums.bits));
+    sources[row].has_bits = true;
+  }
+  predict(covariances, count, predictors);
+  count = 0;
+  for (uint32_t rest = rows; rest != 0; rest &= rest - 1) {
+    sources[std::countr_zero(rest)].predictor = predictors[count++];
+  }
 }
 
 // The bandwidth of a target band is that of the noise band that contains it.
@@ -236,7 +289,6 @@ RowScale patch_row(QmfMatrix& bands, Source& source, int source_row, int target_
     if (!source.has_bits) measure_bits(bands, source_row, source);
     return patch_unchanged(bands, source, source_row, target_row, end_slot);
   }
-  if (!source.has_predictor) analyse_source(bands, source_row, source);
   return patch_whitened(bands, source, source_row, target_row, end_slot, bandwidth_q31);
 }
 
@@ -250,13 +302,20 @@ void generate_high_bands(const SbrChannelFrame& frame, SbrChannelState& state, Q
   const int end = tables.kx + tables.m;
   // The slots after the last border stay silent.
   const int end_slot = kLeadSlots + 2 * frame.grid.border[frame.grid.envelope_count];
+  PatchedRow patched[kQmfBands];
+  uint32_t predicted = 0;
   int target = tables.kx;
   for (int patch = 0; patch < tables.patch_count; ++patch) {
     for (int i = 0; i < tables.patch_width[patch] && target < end; ++i, ++target) {
       const int row = tables.patch_start[patch] + i;
-      scales[target] =
-          patch_row(bands, sources[row], row, target, end_slot, bandwidth_of_band(frame, state, target));
+      patched[target] = {row, bandwidth_of_band(frame, state, target)};
+      if (patched[target].bandwidth_q31 != 0) predicted |= uint32_t{1} << row;
     }
+  }
+  analyse_sources(bands, predicted, sources);
+  for (int row = tables.kx; row < target; ++row) {
+    const auto [source, bandwidth_q31] = patched[row];
+    scales[row] = patch_row(bands, sources[source], source, row, end_slot, bandwidth_q31);
   }
   for (; target < end; ++target) {
     clear_columns(bands, target, 0, kRowSlots);

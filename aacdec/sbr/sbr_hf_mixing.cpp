@@ -47,8 +47,7 @@ int32_t sine_amplitude(Magnitude value) {
 
 // The weighted sum of the values of slots `slot` - 4 to `slot` of the envelope. Slots before the envelope
 // come from `history`.
-Magnitude smoothed(const Magnitude (&history)[kSmoothed][kMaxSbrBands + 1], int band, Magnitude now,
-                   int slot) {
+Magnitude smoothed(const MagnitudeRow (&history)[kSmoothed], int band, Magnitude now, int slot) {
   Magnitude sum;
   for (int age = 0; age <= kSmoothed; ++age) {
     const Magnitude value = age <= slot ? now : history[kSmoothed + slot - age][band];
@@ -57,10 +56,10 @@ Magnitude smoothed(const Magnitude (&history)[kSmoothed][kMaxSbrBands + 1], int 
   return sum;
 }
 
-void push_history(Magnitude (&history)[kSmoothed][kMaxSbrBands + 1], const Magnitude* now, int m, int slots) {
+void push_history(MagnitudeRow (&history)[kSmoothed], const MagnitudeRow& now, int m, int slots) {
   const int moved = std::min(slots, kSmoothed);
-  for (int i = 0; i < kSmoothed - moved; ++i) std::copy_n(history[i + moved], m, history[i]);
-  for (int i = kSmoothed - moved; i < kSmoothed; ++i) std::copy_n(now, m, history[i]);
+  for (int i = 0; i < kSmoothed - moved; ++i) history[i].copy(history[i + moved], m);
+  for (int i = kSmoothed - moved; i < kSmoothed; ++i) history[i].copy(now, m);
 }
 
 // Mixes one band. Samples are at kSampleScaleBits.
@@ -134,7 +133,7 @@ struct Mix {
 // Mixes slots [first, end) of a band with constant gain and noise.
 void mix_part(const Mix& mix, BandMixer& mixer, int band, int first, int end, Magnitude gain,
               Magnitude noise) {
-  if (mix.slots.transient || !mix.levels.sine[band].is_zero() || noise.is_zero()) {
+  if (mix.slots.transient || !mix.levels.sine.is_zero(band) || noise.is_zero()) {
     mixer.scale(first, end, gain);
     return;
   }
@@ -178,7 +177,7 @@ void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const 
     const int row = tables.kx + band;
     BandMixer mixer(bands, row, scales[row]);
     mix_band(mix, mixer, band);
-    if (levels.sine[band].is_zero()) continue;
+    if (levels.sine.is_zero(band)) continue;
     mixer.add_sine(slots.first, slots.end, sine_amplitude(levels.sine[band]), state.sine_phase, row % 2 != 0);
   }
   push_history(state.gain_history, levels.gain, tables.m, count);

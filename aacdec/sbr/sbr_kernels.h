@@ -6,6 +6,7 @@
 
 #include "aacdec/sbr/ps_state.h"
 #include "aacdec/sbr/qmf_data.h"
+#include "aacdec/sbr/sbr_levels.h"
 
 namespace zdr::aacdec {
 
@@ -53,8 +54,26 @@ struct SbrKernels {
   // Computes the sums over n from 0 to count - 1, and the bits of all kRowSlots values. Samples are below
   // 2^28.
   void (*correlate)(const int32_t* re, const int32_t* im, int count, LaggedSums& sums);
-  // Returns the sum of |x[n]|^2 over the same range.
-  uint64_t (*measure_energy)(const int32_t* re, const int32_t* im, int count);
+  // Sums |x[n]|^2 over slots [first, end) of `count` rows from `row` on.
+  void (*measure_rows)(const QmfMatrix& bands, int row, int count, int first, int end, uint64_t* sums);
+
+  // quotients[i] = numerators[i] / denominators[i] in Q28, rounded half up and saturated, for i below
+  // `count`; up to 7 values after them are overwritten. Numerators whose denominators are zero must be zero.
+  void (*divide_q28)(const MagnitudeRow& numerators, const MagnitudeRow& denominators, int count,
+                     int32_t* quotients);
+
+  // The steps of the HF adjustment that treat bands 0 to count - 1 alike; bands up to the next multiple of 8
+  // are overwritten.
+  //
+  // Divides by a number that is not zero, unless all levels are.
+  void (*divide_levels)(MagnitudeRow& row, int count, Magnitude divisor);
+  // noise = target * noise_part, gain = target * signal_part / (1 + present)
+  void (*weigh_levels)(SbrLevels& levels, int count);
+  // Limits the gains to `factor` and reduces the noise likewise. Multiplies `present` by the gains.
+  void (*limit_levels)(SbrLevels& levels, int count);
+  // Multiplies gain, noise and sine by `factor` and takes their roots.
+  void (*finish_levels)(SbrLevels& levels, int count);
+
   // Multiplies by mantissa / 2^shift, shift 1 to 62. Results of 2^31 and more wrap.
   void (*apply_gain)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift);
   // The same, and adds noise. Rows may be read up to 7 values past the last one used.

@@ -2,6 +2,7 @@
 // one envelope by band.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "aacdec/fixed/magnitude.h"
@@ -15,15 +16,39 @@ struct RowScale {
   uint8_t bits = 0;     // every sample of the row is below 2^bits; at most 28
 };
 
-// By band from kx on. Gain, noise and sine are energies until the adjustment replaces them by their square
-// roots for mixing.
+// Numbers by band from kx on, with mantissas and exponents apart, so that vectors of them can be loaded.
+struct MagnitudeRow {
+  uint32_t mantissa[kQmfBands];
+  int32_t exponent[kQmfBands];
+
+  Magnitude operator[](int band) const { return {mantissa[band], exponent[band]}; }
+  bool is_zero(int band) const { return mantissa[band] == 0; }
+  void set(int band, Magnitude v) {
+    mantissa[band] = v.mantissa;
+    exponent[band] = v.exponent;
+  }
+  void fill(int first, int end, Magnitude v) {
+    for (int band = first; band < end; ++band) set(band, v);
+  }
+  void copy(const MagnitudeRow& from, int count) {
+    std::copy_n(from.mantissa, count, mantissa);
+    std::copy_n(from.exponent, count, exponent);
+  }
+};
+
+// Gain, noise and sine are energies until the adjustment replaces them by their square roots for mixing.
 struct SbrLevels {
-  Magnitude target[kQmfBands];   // transmitted energy
-  Magnitude present[kQmfBands];  // energy of the copied signal
-  Magnitude gain[kQmfBands];
-  Magnitude noise[kQmfBands];
-  Magnitude sine[kQmfBands];
+  MagnitudeRow target;   // transmitted energy
+  MagnitudeRow present;  // energy of the copied signal, with the gain from limit_levels() on
+  MagnitudeRow gain;
+  MagnitudeRow noise;
+  MagnitudeRow sine;
+  // The parts of the target energy that are noise and that are copied signal.
+  MagnitudeRow noise_part;
+  MagnitudeRow signal_part;
+  MagnitudeRow factor;  // the limit of the gain, then the boost after limiting
   bool has_sine[kQmfBands];
+  int32_t sine_count;  // if 0, `sine` and `has_sine` are all zero
 };
 
 }  // namespace zdr::aacdec

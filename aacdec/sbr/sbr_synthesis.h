@@ -3,8 +3,8 @@
 // rate or at the core rate. Before synthesis, parametric stereo turns one channel into two.
 //
 // Processing of a frame: QMF analysis -> generate_high_bands (copy up, inverse filter) -> adjust_high_bands
-// (gains, noise, sinusoids) -> [PsSynthesis] -> QMF synthesis. Integer arithmetic only: every machine
-// produces the same PCM.
+// (gains, noise, sinusoids) -> [PsSynthesis] -> QMF synthesis. All results are those of integer arithmetic:
+// every machine produces the same PCM.
 #pragma once
 
 #include <cstdint>
@@ -44,7 +44,7 @@ struct SbrSynthesis {
   QmfScratch scratch;
   SbrCoreTail core_tail;
   RowScale scales[kQmfBands];
-  SbrLevels levels;
+  alignas(64) SbrLevels levels;
 
   // Starts a stream: clears every delay line. Must be called before the first use.
   void configure(const SbrSettings& new_settings);

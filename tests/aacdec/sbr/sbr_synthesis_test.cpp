@@ -12,6 +12,8 @@
 #include <type_traits>
 
 #include "aacdec/fixed/cpu.h"
+#include "aacdec/fixed/fixed_point.h"
+#include "aacdec/fixed/magnitude.h"
 #include "aacdec/sbr/sbr_hf_generation.h"
 #include "aacdec/sbr/sbr_kernels.h"
 #include "mediakit/aac/sbr_stream.h"
@@ -262,6 +264,62 @@ TEST(SbrSynthesis, CopiesRowsWithoutWhiteningAsTheFilterDoes) {
     for (int s = kLeadSlots; s < filter.end; ++s) {
       ASSERT_EQ(copied.re[target][s], bands->re[target][s]) << row;
       ASSERT_EQ(copied.im[target][s], bands->im[target][s]) << row;
+    }
+  }
+}
+
+// The kernels that compute levels, against the operations on single numbers.
+TEST(SbrSynthesis, ComputesLevelsLikeSingleNumbers) {
+  uint32_t random = 1;
+  const auto number = [&](bool nonzero) -> Magnitude {
+    random = random * 1664525 + 1013904223;
+    const uint32_t kEdges[8] = {0, 0, 1U << 31, (1U << 31) + 1, ~0U, ~1U, ~0U << 8, random | 1U << 31};
+    const uint32_t mantissa = kEdges[random >> 29];
+    return {nonzero ? mantissa | 1U << 31 : mantissa, static_cast<int>(random >> 9) % 80 - 71};
+  };
+  for (const VectorLevel level : vector_levels()) {
+    limit_vector_level(level);
+    for (int round = 0; round < 300; ++round) {
+      SbrLevels in{};
+      in.sine_count = 1;
+      for (int i = 0; i < kQmfBands; ++i) {
+        for (MagnitudeRow* row :
+             {&in.target, &in.present, &in.gain, &in.noise, &in.noise_part, &in.signal_part})
+          row->set(i, number(false));
+        in.factor.set(i, number(true));
+      }
+      SbrLevels out = in;
+      int32_t quotients[kQmfBands];
+      const auto expect = [&](int i, Magnitude found, Magnitude expected) {
+        ASSERT_EQ(found.mantissa, expected.mantissa) << "band " << i << ", level " << static_cast<int>(level);
+        ASSERT_TRUE(found.is_zero() || found.exponent == expected.exponent) << i;
+      };
+      sbr_kernels().divide_levels(out.present, kQmfBands, in.factor[0]);
+      sbr_kernels().divide_q28(in.gain, in.factor, kQmfBands, quotients);
+      for (int i = 0; i < kQmfBands; ++i) {
+        expect(i, out.present[i], in.present[i] / in.factor[0]);
+        const Magnitude q28 = scaled(in.gain[i] / in.factor[i], 28);
+        const bool small = q28.is_zero() || q28.exponent < -32;
+        const uint64_t twice = small               ? 0
+                               : q28.exponent >= 0 ? ~0U
+                                                   : uint64_t{q28.mantissa} << 1 >> -q28.exponent;
+        ASSERT_EQ(quotients[i], static_cast<int64_t>(std::min<uint64_t>((twice + 1) / 2, kInt32Max))) << i;
+      }
+      sbr_kernels().weigh_levels(out = in, kQmfBands);
+      for (int i = 0; i < kQmfBands; ++i) {
+        expect(i, out.noise[i], in.target[i] * in.noise_part[i]);
+        expect(i, out.gain[i], in.target[i] * in.signal_part[i] / (magnitude_of(1) + in.present[i]));
+      }
+      sbr_kernels().limit_levels(out = in, kQmfBands);
+      for (int i = 0; i < kQmfBands; ++i) {
+        const Magnitude limit = in.factor[i];
+        const bool limited = limit < in.gain[i];
+        expect(i, out.gain[i], limited ? limit : in.gain[i]);
+        expect(i, out.noise[i], limited ? in.noise[i] * limit / in.gain[i] : in.noise[i]);
+        expect(i, out.present[i], in.present[i] * out.gain[i]);
+      }
+      sbr_kernels().finish_levels(out = in, kQmfBands);
+      for (int i = 0; i < kQmfBands; ++i) expect(i, out.noise[i], square_root(in.noise[i] * in.factor[i]));
     }
   }
 }

@@ -1,0 +1,81 @@
+// The steps of the HF adjustment that treat every band alike (ISO/IEC 14496-3, 4.6.18.7), one register of
+// bands at a time. For kernel files only.
+#pragma once
+
+#include "aacdec/fixed/magnitude_lanes.h"
+#include "aacdec/sbr/sbr_levels.h"
+
+namespace zdr::aacdec {
+namespace {
+
+// Every variant overwrites the same bands.
+constexpr int padded(int count) {
+  return (count + 7) / 8 * 8;
+}
+
+[[gnu::always_inline]] inline MagnitudeLanes load(const MagnitudeRow& row, int band) {
+  MagnitudeLanes v;
+  std::memcpy(&v.mantissa, row.mantissa + band, sizeof v.mantissa);
+  std::memcpy(&v.exponent, row.exponent + band, sizeof v.exponent);
+  return v;
+}
+
+[[gnu::always_inline]] inline void store(MagnitudeRow& row, int band, const MagnitudeLanes& v) {
+  std::memcpy(row.mantissa + band, &v.mantissa, sizeof v.mantissa);
+  std::memcpy(row.exponent + band, &v.exponent, sizeof v.exponent);
+}
+
+[[gnu::always_inline]] inline MagnitudeLanes in_all_lanes(Magnitude v) {
+  return {Register{} + v.mantissa, SignedRegister{} + v.exponent};
+}
+
+void divide_q28(const MagnitudeRow& numerators, const MagnitudeRow& denominators, int count,
+                int32_t* quotients) {
+  for (int i = 0; i < padded(count); i += kRegisterLanes) {
+    const MagnitudeLanes quotient = load(numerators, i) / load(denominators, i);
+    const SignedRegister shift = -28 - quotient.exponent;
+    const Register upper = shift_right_by(quotient.mantissa, shift);
+    const Register value = upper + (shift_right_by(quotient.mantissa, shift - 1) & 1);
+    const auto is_large = reinterpret_cast<Register>((shift < 1) & (quotient.mantissa != 0)) |
+                          reinterpret_cast<Register>(reinterpret_cast<SignedRegister>(value) >> 31);
+    const Register result = select(is_large, Register{} + 0x7FFFFFFF, value);
+    std::memcpy(quotients + i, &result, sizeof result);
+  }
+}
+
+void divide_levels(MagnitudeRow& row, int count, Magnitude divisor) {
+  for (int i = 0; i < padded(count); i += kRegisterLanes) store(row, i, load(row, i) / in_all_lanes(divisor));
+}
+
+void weigh_levels(SbrLevels& levels, int count) {
+  for (int i = 0; i < padded(count); i += kRegisterLanes) {
+    const MagnitudeLanes target = load(levels.target, i);
+    store(levels.noise, i, target * load(levels.noise_part, i));
+    store(levels.gain, i, target * load(levels.signal_part, i) / one_plus(load(levels.present, i)));
+  }
+}
+
+void limit_levels(SbrLevels& levels, int count) {
+  for (int i = 0; i < padded(count); i += kRegisterLanes) {
+    const MagnitudeLanes limit = load(levels.factor, i);
+    const MagnitudeLanes noise = load(levels.noise, i);
+    MagnitudeLanes gain = load(levels.gain, i);
+    const Register is_limited = is_less(limit, gain);
+    store(levels.noise, i, select(is_limited, noise * limit / gain, noise));
+    gain = select(is_limited, limit, gain);
+    store(levels.gain, i, gain);
+    store(levels.present, i, load(levels.present, i) * gain);
+  }
+}
+
+void finish_levels(SbrLevels& levels, int count) {
+  for (int i = 0; i < padded(count); i += kRegisterLanes) {
+    const MagnitudeLanes boost = load(levels.factor, i);
+    store(levels.gain, i, square_root(load(levels.gain, i) * boost));
+    store(levels.noise, i, square_root(load(levels.noise, i) * boost));
+    if (levels.sine_count > 0) store(levels.sine, i, square_root(load(levels.sine, i) * boost));
+  }
+}
+
+}  // namespace
+}  // namespace zdr::aacdec
