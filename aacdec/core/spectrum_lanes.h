@@ -91,9 +91,9 @@ struct GeneralTaps {
 };
 
 // Each output contributes to the next two lines by scalar products, and to later lines through lanes that
-// accumulate their sums. No step therefore waits for a vector product. kLong: the filter has more than ten
-// taps.
-template <class Taps, bool kLong>
+// accumulate their sums. No step therefore waits for a vector product. kVectors: 0, 1 or 2 for filters of up
+// to 2, 10 or 18 taps.
+template <class Taps, int kVectors>
 inline bool run_all_pole(const AllPoleFilter& described, const LineSequence& lines, int64_t limit) {
   const AllPoleFilter filter = described;  // which the output cannot overlap
   constexpr int kNear = AllPoleFilter::kNearTaps;
@@ -116,20 +116,23 @@ inline bool run_all_pole(const AllPoleFilter& described, const LineSequence& lin
     const auto newest = static_cast<int32_t>(line);
     nearest = aacdec::mul_q31(newest, filter.a[0]);
     next = after_next;
-    after_next = int64_t{static_cast<int32_t>(lane(low, 0))} + aacdec::mul_q31(newest, filter.a[1]);
+    after_next = aacdec::mul_q31(newest, filter.a[1]);
+    if constexpr (kVectors == 0) continue;
+    after_next += static_cast<int32_t>(lane(low, 0));
     const Lanes value = broadcast(newest);
-    low = moved_down(low, kLong ? high : Lanes{}) + low_taps * value;
-    if constexpr (kLong) high = moved_down(high, Lanes{}) + high_taps * value;
+    low = moved_down(low, kVectors == 2 ? high : Lanes{}) + low_taps * value;
+    if constexpr (kVectors == 2) high = moved_down(high, Lanes{}) + high_taps * value;
   }
   return true;
 }
 
 template <class Taps>
 bool run_all_pole(const AllPoleFilter& filter, const LineSequence& lines, int64_t limit) {
-  bool is_long = false;
-  for (int i = AllPoleFilter::kNearTaps + kLanes; i < AllPoleFilter::kTaps; ++i) is_long |= filter.a[i] != 0;
-  return is_long ? run_all_pole<Taps, true>(filter, lines, limit)
-                 : run_all_pole<Taps, false>(filter, lines, limit);
+  int taps = AllPoleFilter::kTaps;
+  while (taps > 0 && filter.a[taps - 1] == 0) --taps;
+  if (taps <= AllPoleFilter::kNearTaps) return run_all_pole<Taps, 0>(filter, lines, limit);
+  if (taps <= AllPoleFilter::kNearTaps + kLanes) return run_all_pole<Taps, 1>(filter, lines, limit);
+  return run_all_pole<Taps, 2>(filter, lines, limit);
 }
 
 bool all_pole(const AllPoleFilter& filter, const LineSequence& lines) {
