@@ -174,8 +174,9 @@ TEST_F(Handles, EveryFunctionFailsWith6ForBadHandlesAndOtherKinds) {
   const auto beside = [&](uintptr_t distance) {
     return reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(closed) + distance);
   };
-  for (const HANDLE bad :
-       {HANDLE{nullptr}, INVALID_HANDLE_VALUE, closed, beside(1), beside(1u << 30), beside(1u << 31)}) {
+  const auto one_above_32_bits = static_cast<uintptr_t>(1ull << 32);  // 0 in a 32-bit program
+  for (const HANDLE bad : {HANDLE{nullptr}, INVALID_HANDLE_VALUE, closed, beside(1), beside(1u << 30),
+                           beside(1u << 31), beside(one_above_32_bits)}) {
     EXPECT_EQ(failure(CloseHandle(bad)), ERROR_INVALID_HANDLE) << bad;
   }
   const ScopedHandle event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
