@@ -7,27 +7,18 @@
 # Installs what is missing, which needs root and a network.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-# Flags and compilers that suit the processor here, such as its linker, do not suit the others.
-unset CC CXX CFLAGS CXXFLAGS CPPFLAGS LDFLAGS
+. tools/elsewhere.sh
 [ $# -gt 0 ] || set -- aarch64 s390x i686 aarch64-clang i686-clang
 
-packages=
+needs=(/usr/src/googletest:googletest)
 for build; do
   processor=${build%-clang}
   [ -e "cmake/cross/$processor.cmake" ] || { echo "$build: no such build"; exit 2; }
-  command -v "$processor-linux-gnu-g++" >/dev/null || packages+=" g++-$processor-linux-gnu"
-  [ "$build" = "$processor" ] || command -v clang++ >/dev/null || packages+=" clang"
-  [ "$processor" = i686 ] || command -v "qemu-$processor-static" >/dev/null || packages+=" qemu-user-static"
+  needs+=("$processor-linux-gnu-g++:g++-$processor-linux-gnu")
+  [ "$build" = "$processor" ] || needs+=(clang++:clang)
+  [ "$processor" = i686 ] || needs+=("qemu-$processor-static:qemu-user-static")
 done
-[ -d /usr/src/googletest ] || packages+=" googletest"
-# shellcheck disable=SC2086
-[ -z "$packages" ] || { apt-get -qq update && apt-get -qq install -y --no-install-recommends $packages >/dev/null; } ||
-  { echo "to install$packages takes root and a network"; exit 1; }
-
-# Runs a command, whose output is shown only if it fails.
-log=$(mktemp)
-trap 'rm -f "$log"' EXIT
-quietly() { "$@" >"$log" 2>&1 || { cat "$log"; exit 1; }; }
+install_missing "${needs[@]}"
 
 for build; do
   processor=${build%-clang}
@@ -43,5 +34,5 @@ for build; do
   quietly cmake --build "build/$build"
   built=$SECONDS
   quietly ctest --test-dir "build/$build" -j "$(nproc)" -E "$left_out" --output-on-failure
-  echo "decoder, $build: $(sed -n 's/tests passed.* out of/tests passed of/p' "$log"); $built s to build, $((SECONDS - built)) s to test"
+  echo "decoder, $build: $(tests_passed); $built s to build, $((SECONDS - built)) s to test"
 done
