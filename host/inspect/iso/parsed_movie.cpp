@@ -39,26 +39,43 @@ ParsedMovie::ParsedMovie(const std::string& file, const P3gppBoxVisitor* observe
 
 namespace {
 
-// Returns the offset of the box after a gap of zeros; `end` if no box of the type or of a file follows the
-// gap.
-uint64_t skip_zeros(FileStream& stream, std::string_view type, uint64_t begin, uint64_t end) {
-  constexpr uint64_t kLongestGap = 1u << 20;
-  constexpr uint64_t kMostLeadingZeros = 3;  // of the size of a box
-  BlockReader block(stream);
-  uint64_t data = begin;
-  for (bool is_gap = true; is_gap;) {
-    const auto bytes = block.from(data, 1);
-    if (bytes.empty() || data >= end || data - begin > kLongestGap) return end;
-    const auto zeros = std::ranges::find_if(bytes, [](uint8_t byte) { return byte != 0; }) - bytes.begin();
-    data += static_cast<uint64_t>(zeros);
-    is_gap = static_cast<size_t>(zeros) == bytes.size();
-  }
-  for (uint64_t offset = data - std::min(kMostLeadingZeros, data - begin); offset <= data; ++offset) {
-    const auto box = read_box_header(stream, offset, end);
-    const bool is_known = box && (box->name() == type || is_top_level_type(box->name()));
-    if (is_known && box->size <= end - offset) return offset;
+// True if a box of the type, or of a type of the top level, begins here and ends before `end`.
+bool begins_box(FileStream& stream, std::string_view type, uint64_t offset, uint64_t end) {
+  const auto box = read_box_header(stream, offset, end);
+  return box && box->size <= end - offset && (box->name() == type || is_top_level_type(box->name()));
+}
+
+// Returns the offset of the next such box; `end` without one. The bytes before it may be as many as the file
+// has.
+uint64_t find_box(FileStream& stream, BlockReader& block, std::string_view type, uint64_t begin,
+                  uint64_t end) {
+  constexpr size_t kHeaderBytes = 8;
+  for (uint64_t offset = begin; offset < end;) {
+    const auto bytes = block.from(offset, kHeaderBytes);
+    if (bytes.size() < kHeaderBytes) return end;
+    const size_t headers = bytes.size() - kHeaderBytes + 1;
+    for (size_t at = 0; at < headers; ++at) {
+      const std::string_view name(reinterpret_cast<const char*>(&bytes[at + 4]), 4);
+      const bool may_be_known = name[0] >= 'a' && name[0] <= 'z' && (name == type || is_top_level_type(name));
+      if (may_be_known && begins_box(stream, type, offset + at, end)) return offset + at;
+    }
+    offset += headers;
   }
   return end;
+}
+
+// False for a header that no box of the top level can have. A type that is not known may consist of the bytes
+// before a box, which then begins in the middle of this header; or zeros before it are the size, which makes
+// it reach the end of the file.
+bool is_possible(FileStream& stream, std::string_view type, const BoxHeader& box, uint64_t end) {
+  if (box.size > end - box.offset) return false;
+  if (is_top_level_type(box.name())) return true;
+  if (box.end() == end) return false;
+  if (!std::ranges::all_of(box.type, [](char c) { return c >= 0x20 && c < 0x7F; })) return false;
+  for (uint64_t offset = box.offset + 1; offset < box.offset + box.type.size(); ++offset) {
+    if (begins_box(stream, type, offset, end)) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -66,19 +83,21 @@ uint64_t skip_zeros(FileStream& stream, std::string_view type, uint64_t begin, u
 bool ParsedMovie::has_box(std::string_view type, uint64_t begin, uint64_t end) const {
   constexpr uint32_t kMostBoxes = 100'000;  // a hostile file may have millions
   constexpr std::string_view kZeros("\0\0\0\0", 4);
+  const bool is_in_movie = begin < record_.movie_end;
   FileStream stream(name_);
+  BlockReader block(stream);
   end = std::min(end, stream.size());
-  uint32_t boxes = 0;
-  for (uint64_t offset = begin; offset < end;) {
-    bool found = false;
-    std::optional<uint64_t> gap;
-    walk_box_headers(stream, offset, end, [&](const BoxHeader& box) {
-      found = box.name() == type;
-      if (box.name() == kZeros) gap = box.offset;
-      return !found && !gap && ++boxes < kMostBoxes;
-    });
-    if (found || !gap) return found;
-    offset = skip_zeros(stream, type, *gap, end);
+  uint64_t offset = begin;
+  for (uint32_t boxes = 0; offset < end && boxes < kMostBoxes; ++boxes) {
+    const auto box = read_box_header(stream, offset, end);
+    const bool fits = box && box->size <= end - offset;
+    // What cut_off_box() knows it reports itself.
+    const bool is_cut_off = box && !fits && !is_in_movie && !is_top_level_type(type);
+    if (box && box->name() == type && (fits || is_cut_off)) return true;
+    const bool is_cut_off_data = box && !fits && box->name() == "mdat";
+    if (is_cut_off_data || (is_in_movie && !fits)) return false;
+    const bool is_box = is_in_movie ? box->name() != kZeros : box && is_possible(stream, type, *box, end);
+    offset = is_box ? box->end() : find_box(stream, block, type, offset + 1, end);
   }
   return false;
 }

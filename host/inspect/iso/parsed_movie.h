@@ -51,7 +51,8 @@ class ParsedMovie {
   P3gppFile* file() const { return file_.get(); }
   const MovieRecord& record() const { return record_; }
 
-  // True if a box of the type is between the two offsets, whatever the parser made of it.
+  // True if a box of the type is between the two offsets, whatever the parser made of it. Zeros are passed
+  // over, and after the movie box anything that is not a box.
   bool has_box(std::string_view type, uint64_t begin, uint64_t end) const;
   // The box at the top level that extends past the end of the file; nothing without one.
   std::optional<BoxHeader> cut_off_box() const;
