@@ -56,7 +56,7 @@ struct MagnitudeLanes {
           a.exponent + b.exponent + 31 - is_normal};
 }
 
-// v >> count; 0 for 32 and more. Counts are not negative.
+// v >> count; 0 for 32 and more. Lanes whose count is negative are undefined.
 [[gnu::always_inline]] inline Register shift_right_by(Register v, SignedRegister count) {
 #ifdef __AVX2__
   return reinterpret_cast<Register>(
@@ -78,8 +78,8 @@ struct MagnitudeLanes {
   const Register big = select(reinterpret_cast<Register>(is_large), v.mantissa, one);
   const Register small = select(reinterpret_cast<Register>(is_large), one, v.mantissa);
   const Register sum = big + shift_right_by(small, largest - least);
-  // The smaller number is at most 2^31 here, or both have the same exponent and `big` is 2^31: a carry leaves
-  // the top bit clear.
+  // A carry leaves the top bit clear. With different exponents the shifted number is below 2^31; with equal
+  // ones `big` is the mantissa of 1, which is 2^31.
   const auto carry = reinterpret_cast<SignedRegister>(~sum) >> 31;
   return {select(reinterpret_cast<Register>(carry), sum >> 1 | 1U << 31, sum), largest - carry};
 }

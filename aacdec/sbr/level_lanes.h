@@ -8,10 +8,7 @@
 namespace zdr::aacdec {
 namespace {
 
-// Every variant overwrites the same bands.
-constexpr int padded(int count) {
-  return (count + 7) / 8 * 8;
-}
+static_assert(kMagnitudeBlock % kRegisterLanes == 0);
 
 [[gnu::always_inline]] inline MagnitudeLanes load(const MagnitudeRow& row, int band) {
   MagnitudeLanes v;
@@ -31,8 +28,9 @@ constexpr int padded(int count) {
 
 void divide_q28(const MagnitudeRow& numerators, const MagnitudeRow& denominators, int count,
                 int32_t* quotients) {
-  for (int i = 0; i < padded(count); i += kRegisterLanes) {
+  for (int i = 0; i < whole_blocks(count); i += kRegisterLanes) {
     const MagnitudeLanes quotient = load(numerators, i) / load(denominators, i);
+    // Shifts below 1 give undefined values, which are replaced: such quotients are 8 and more.
     const SignedRegister shift = -28 - quotient.exponent;
     const Register upper = shift_right_by(quotient.mantissa, shift);
     const Register value = upper + (shift_right_by(quotient.mantissa, shift - 1) & 1);
@@ -44,11 +42,13 @@ void divide_q28(const MagnitudeRow& numerators, const MagnitudeRow& denominators
 }
 
 void divide_levels(MagnitudeRow& row, int count, Magnitude divisor) {
-  for (int i = 0; i < padded(count); i += kRegisterLanes) store(row, i, load(row, i) / in_all_lanes(divisor));
+  for (int i = 0; i < whole_blocks(count); i += kRegisterLanes) {
+    store(row, i, load(row, i) / in_all_lanes(divisor));
+  }
 }
 
 void weigh_levels(SbrLevels& levels, int count) {
-  for (int i = 0; i < padded(count); i += kRegisterLanes) {
+  for (int i = 0; i < whole_blocks(count); i += kRegisterLanes) {
     const MagnitudeLanes target = load(levels.target, i);
     store(levels.noise, i, target * load(levels.noise_part, i));
     store(levels.gain, i, target * load(levels.signal_part, i) / one_plus(load(levels.present, i)));
@@ -56,7 +56,7 @@ void weigh_levels(SbrLevels& levels, int count) {
 }
 
 void limit_levels(SbrLevels& levels, int count) {
-  for (int i = 0; i < padded(count); i += kRegisterLanes) {
+  for (int i = 0; i < whole_blocks(count); i += kRegisterLanes) {
     const MagnitudeLanes limit = load(levels.factor, i);
     const MagnitudeLanes noise = load(levels.noise, i);
     MagnitudeLanes gain = load(levels.gain, i);
@@ -69,7 +69,7 @@ void limit_levels(SbrLevels& levels, int count) {
 }
 
 void finish_levels(SbrLevels& levels, int count) {
-  for (int i = 0; i < padded(count); i += kRegisterLanes) {
+  for (int i = 0; i < whole_blocks(count); i += kRegisterLanes) {
     const MagnitudeLanes boost = load(levels.factor, i);
     store(levels.gain, i, square_root(load(levels.gain, i) * boost));
     store(levels.noise, i, square_root(load(levels.noise, i) * boost));

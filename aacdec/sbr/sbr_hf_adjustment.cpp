@@ -107,6 +107,8 @@ void measure_present_energies(const Envelope& e, const QmfMatrix& bands, const R
   for (int i = 0; i < e.m(); ++i) {
     levels.present.set(i, make_magnitude(sums[i], 2 * scales[e.kx() + i].exponent - shift));
   }
+  // Every envelope multiplies the rest of the block by gains: its exponents would grow without end.
+  levels.present.clear_after(e.m());
   if (!is_power) sbr_kernels().divide_levels(levels.present, e.m(), make_magnitude(slots, 0));
   if (e.data.header.interpol_freq == 0) average_within_bands(e, levels);
 }
@@ -127,20 +129,25 @@ void set_gains(const Envelope& e, SbrLevels& levels) {
   sbr_kernels().weigh_levels(levels, e.m());
 }
 
-// A limiter band: bands [first, end) and the sum of their target energies.
+// A limiter band: bands [first, end), the sum of their target energies, and the limit of their gains.
 struct LimiterBand {
   int first;
   int end;
   Magnitude target = kTiny;
+  Magnitude gain_limit = {};
 };
 
-Magnitude gain_limit(const Envelope& e, LimiterBand& band, const SbrLevels& levels) {
+LimiterBand measured_limiter_band(const Envelope& e, int index, const SbrLevels& levels) {
+  const uint8_t* const borders = e.data.bands.limiter + index;
+  LimiterBand band{e.offset(borders[0]), e.offset(borders[1])};
   Magnitude present = kTiny;
   for (int i = band.first; i < band.end; ++i) {
     band.target = band.target + levels.target[i];
     present = present + levels.present[i];
   }
-  return smaller(kLimiterGains[e.data.header.limiter_gains & 3] * band.target / present, kLargestGain);
+  const Magnitude ratio = kLimiterGains[e.data.header.limiter_gains & 3];
+  band.gain_limit = smaller(ratio * band.target / present, kLargestGain);
+  return band;
 }
 
 // The gain that compensates for the energy that limiting took from the band.
@@ -165,8 +172,8 @@ void limit_gains(const Envelope& e, SbrLevels& levels) {
   LimiterBand bands[kMaxLimiterBands];
   levels.factor.fill(e.offset(tables.limiter[count]), e.m(), {});
   for (int i = 0; i < count; ++i) {
-    bands[i] = {e.offset(tables.limiter[i]), e.offset(tables.limiter[i + 1])};
-    levels.factor.fill(bands[i].first, bands[i].end, gain_limit(e, bands[i], levels));
+    bands[i] = measured_limiter_band(e, i, levels);
+    levels.factor.fill(bands[i].first, bands[i].end, bands[i].gain_limit);
   }
   sbr_kernels().limit_levels(levels, e.m());
   for (int i = 0; i < count; ++i) {

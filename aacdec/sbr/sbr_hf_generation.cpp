@@ -78,19 +78,23 @@ class Quotients {
  public:
   // (re + i im) / denominator * 2^exponent
   void set(int index, WideInteger re, WideInteger im, Magnitude denominator, int exponent) {
-    set(2 * index, re, denominator, exponent);
-    set(2 * index + 1, im, denominator, exponent);
+    set_part(2 * index, re, denominator, exponent);
+    set_part(2 * index + 1, im, denominator, exponent);
   }
   void set_zero(int index) { set(index, {}, {}, {}, 0); }
 
-  void compute(int count) { sbr_kernels().divide_q28(numerators_, denominators_, 2 * count, quotients_); }
+  void compute(int count) {
+    numerators_.clear_after(2 * count);
+    denominators_.clear_after(2 * count);
+    sbr_kernels().divide_q28(numerators_, denominators_, 2 * count, quotients_);
+  }
 
   // Q28, saturated.
   int32_t re(int index) const { return with_sign(2 * index); }
   int32_t im(int index) const { return with_sign(2 * index + 1); }
 
  private:
-  void set(int i, WideInteger numerator, Magnitude denominator, int exponent) {
+  void set_part(int i, WideInteger numerator, Magnitude denominator, int exponent) {
     numerators_.set(i, magnitude_of_wide(numerator, exponent));
     denominators_.set(i, denominator);
     signs_[i] = static_cast<int32_t>(0U - static_cast<uint32_t>(numerator.is_negative()));
@@ -100,7 +104,7 @@ class Quotients {
   static_assert(2 * kCoreBands <= kQmfBands);
   MagnitudeRow numerators_;
   MagnitudeRow denominators_;
-  int32_t quotients_[2 * kCoreBands];
+  int32_t quotients_[whole_blocks(2 * kCoreBands)];
   int32_t signs_[2 * kCoreBands];
 };
 

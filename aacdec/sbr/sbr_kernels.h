@@ -57,13 +57,15 @@ struct SbrKernels {
   // Sums |x[n]|^2 over slots [first, end) of `count` rows from `row` on.
   void (*measure_rows)(const QmfMatrix& bands, int row, int count, int first, int end, uint64_t* sums);
 
-  // quotients[i] = numerators[i] / denominators[i] in Q28, rounded half up and saturated, for i below
-  // `count`; up to 7 values after them are overwritten. Numerators whose denominators are zero must be zero.
+  // The kernels that take rows of magnitudes compute the first `count` numbers. The rest of the last block
+  // (kMagnitudeBlock) is read and overwritten: its exponents must also stay within 2^28.
+  //
+  // quotients[i] = numerators[i] / denominators[i] in Q28, rounded half up and saturated. Numerators whose
+  // denominators are zero must be zero.
   void (*divide_q28)(const MagnitudeRow& numerators, const MagnitudeRow& denominators, int count,
                      int32_t* quotients);
 
-  // The steps of the HF adjustment that treat bands 0 to count - 1 alike; bands up to the next multiple of 8
-  // are overwritten.
+  // The steps of the HF adjustment that treat all bands alike.
   //
   // Divides by a number that is not zero, unless all levels are.
   void (*divide_levels)(MagnitudeRow& row, int count, Magnitude divisor);
@@ -71,7 +73,7 @@ struct SbrKernels {
   void (*weigh_levels)(SbrLevels& levels, int count);
   // Limits the gains to `factor` and reduces the noise likewise. Multiplies `present` by the gains.
   void (*limit_levels)(SbrLevels& levels, int count);
-  // Multiplies gain, noise and sine by `factor` and takes their roots.
+  // Multiplies gain, noise and, unless sine_count is 0, sine by `factor` and takes their roots.
   void (*finish_levels)(SbrLevels& levels, int count);
 
   // Multiplies by mantissa / 2^shift, shift 1 to 62. Results of 2^31 and more wrap.

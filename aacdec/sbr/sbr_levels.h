@@ -16,20 +16,32 @@ struct RowScale {
   uint8_t bits = 0;     // every sample of the row is below 2^bits; at most 28
 };
 
-// Numbers by band from kx on, with mantissas and exponents apart, so that vectors of them can be loaded.
+// Kernels compute rows of magnitudes in blocks of this size, whatever the instruction set: the numbers after
+// the last one, up to the end of its block, are read and overwritten.
+inline constexpr int kMagnitudeBlock = 8;
+
+constexpr int whole_blocks(int count) {
+  return (count + kMagnitudeBlock - 1) / kMagnitudeBlock * kMagnitudeBlock;
+}
+
+// A row of numbers, such as the levels of all bands from kx on, with mantissas and exponents apart, so that
+// vectors of them can be loaded.
 struct MagnitudeRow {
   uint32_t mantissa[kQmfBands];
   int32_t exponent[kQmfBands];
+  static_assert(kQmfBands % kMagnitudeBlock == 0);
 
-  Magnitude operator[](int band) const { return {mantissa[band], exponent[band]}; }
-  bool is_zero(int band) const { return mantissa[band] == 0; }
-  void set(int band, Magnitude v) {
-    mantissa[band] = v.mantissa;
-    exponent[band] = v.exponent;
+  Magnitude operator[](int i) const { return {mantissa[i], exponent[i]}; }
+  bool is_zero(int i) const { return mantissa[i] == 0; }
+  void set(int i, Magnitude v) {
+    mantissa[i] = v.mantissa;
+    exponent[i] = v.exponent;
   }
   void fill(int first, int end, Magnitude v) {
-    for (int band = first; band < end; ++band) set(band, v);
+    for (int i = first; i < end; ++i) set(i, v);
   }
+  // Clears the rest of the last block.
+  void clear_after(int count) { fill(count, whole_blocks(count), {}); }
   void copy(const MagnitudeRow& from, int count) {
     std::copy_n(from.mantissa, count, mantissa);
     std::copy_n(from.exponent, count, exponent);

@@ -44,7 +44,7 @@ struct SbrSynthesis {
   QmfScratch scratch;
   SbrCoreTail core_tail;
   RowScale scales[kQmfBands];
-  alignas(64) SbrLevels levels;
+  alignas(64) SbrLevels levels;  // aligned: no register of levels crosses a cache line
 
   // Starts a stream: clears every delay line. Must be called before the first use.
   void configure(const SbrSettings& new_settings);
