@@ -18,8 +18,10 @@ target_compile_options(zdr_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wc
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   target_compile_definitions(zdr_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
   # The older floating point registers of x86 round later than those of other processors, which would change times. The
-  # decoder needs neither.
-  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^i[3-6]86$" AND NOT ZDR_DECODER_ONLY)
+  # decoder alone computes no times.
+  include(CheckCXXSourceCompiles)
+  check_cxx_source_compiles("#ifndef __i386__\n#error other\n#endif\nint main() {}" ZDR_IS_X86_32)
+  if(ZDR_IS_X86_32 AND NOT ZDR_DECODER_ONLY)
     target_compile_options(zdr_flags INTERFACE -msse2 -mfpmath=sse)
   endif()
 endif()

@@ -20,7 +20,7 @@ class AacUnitDecoder {
   uint32_t rate_hz() const { return rate_hz_; }
   uint16_t channels() const { return channels_; }
 
-  // 16-bit PCM as media samples have it, low byte first, channels interleaved. Valid until the next call.
+  // 16-bit little-endian PCM as in media samples, channels interleaved. Valid until the next call.
   struct Output {
     Bytes pcm;
     bool is_damaged = false;  // the unit could not be decoded, or only in part

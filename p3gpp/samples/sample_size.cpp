@@ -13,7 +13,7 @@ namespace {
 constexpr uint32_t kCachedRangeEntries = 256;
 constexpr bool kIsLittleEndian = std::endian::native == std::endian::little;
 
-// The two loops over vectors below are most of the time that it takes to open a track of millions of samples.
+// A track of millions of samples has its sizes added up and compared here, in vectors.
 using Halves [[gnu::vector_size(16)]] = uint16_t;
 using SignedHalves [[gnu::vector_size(16)]] = int16_t;
 constexpr uint32_t kHalves = sizeof(Halves) / sizeof(uint16_t);

@@ -1,4 +1,4 @@
-// The byte order of 16-bit PCM in media samples: low byte first on every machine, as in a WAVE file.
+// The byte order of 16-bit PCM in media samples: little-endian on every machine, as in a WAVE file.
 #pragma once
 
 #include <bit>

@@ -12,7 +12,7 @@
 
 namespace zdr::platform {
 
-// 32-bit programs have a call of its own for times of 64 bits.
+// 32-bit programs have a call of their own for times of 64 bits.
 #ifdef SYS_futex_time64
 inline constexpr long kFutexCall = SYS_futex_time64;
 #else

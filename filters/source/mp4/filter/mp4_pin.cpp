@@ -86,7 +86,11 @@ HRESULT CZanMP4SourceOutputPin::CheckMediaType(const CMediaType* type) {
 HRESULT CZanMP4SourceOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) {
   if (allocator == nullptr || properties == nullptr) return E_POINTER;
   uint64_t bytes = 0;
-  if (const HRESULT hr = com::guarded([&] { return bytes = sample_bytes(), S_OK; }); FAILED(hr)) return hr;
+  const HRESULT measured = com::guarded([&] {
+    bytes = sample_bytes();
+    return S_OK;
+  });
+  if (FAILED(measured)) return measured;
   if (bytes == 0) return kNoSampleSize;
   if (bytes > uint64_t{std::numeric_limits<LONG>::max()}) return E_OUTOFMEMORY;
   properties->cBuffers = kBufferCount;

@@ -57,21 +57,19 @@ bool IsoTrack::open(P3gppFile* file, uint32_t track_id, StreamKind stream, uint6
 // This query and the next may fail: without a size no buffer is allocated, without a bitrate the media type
 // has 0.
 uint32_t IsoTrack::largest_sample() {
-  if (!largest_sample_) {
-    uint32_t size = 0;
-    with_memory(P3GPP_GetMaxSampleSize(track_.get(), &size));
-    largest_sample_ = static_cast<uint32_t>(std::min<uint64_t>(size, file_size_));
-  }
+  if (largest_sample_) return *largest_sample_;
+  uint32_t size = 0;
+  if (with_memory(P3GPP_GetMaxSampleSize(track_.get(), &size)) != P3GPP_OK) return 0;
+  largest_sample_ = static_cast<uint32_t>(std::min<uint64_t>(size, file_size_));
   return *largest_sample_;
 }
 
 float IsoTrack::average_bitrate() {
-  if (!average_bitrate_) {
-    float bitrate = 0;
-    with_memory(P3GPP_GetBitrate(track_.get(), &bitrate));
-    average_bitrate_ = bitrate;
-  }
-  return *average_bitrate_;
+  if (average_bitrate_) return *average_bitrate_;
+  float bitrate = 0;
+  if (with_memory(P3GPP_GetBitrate(track_.get(), &bitrate)) != P3GPP_OK) return 0;
+  average_bitrate_ = bitrate;
+  return bitrate;
 }
 
 uint32_t IsoTrack::duration_ms() const {

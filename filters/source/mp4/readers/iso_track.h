@@ -71,8 +71,9 @@ class IsoTrack {
   uint32_t duration_ms() const;
   bool is_aac() const { return is_aac_; }
 
-  // The first call of each reads the whole table of sizes, which a program that only describes a long track
-  // seldom needs. Without memory they throw bad_alloc.
+  // The first call of each reads the whole table of sizes. Programs that only describe a track avoid it
+  // unless its media type needs the value. A read that fails is tried again by the next call. Without memory
+  // they throw bad_alloc.
   uint32_t largest_sample();  // bytes; 0 if unknown
   float average_bitrate();    // bits per second; 0 if unknown
 
