@@ -18,7 +18,7 @@ struct ExactCount {
   int64_t duration_100ns = 0;
   // What is damaged or cut off, as far as headers show it.
   std::optional<Diagnosis> fault{};
-  // What else is to be reported: padding, and frames that a play would not deliver.
+  // Further diagnoses: padding, and frames that playback would not deliver.
   std::vector<Diagnosis> remarks{};
 
   uint64_t bit_rate() const;  // average, bit/s

@@ -156,7 +156,7 @@ ExitCode DeliveryCheck::check_silence() const {
   if (file.frames == 0) return report_silence("", true);
   if (play_.range.is_whole) {
     const bool is_short = static_cast<int64_t>(file.frames) * file.frame <= file.left_out;
-    return report_silence(is_short ? ": " + too_few_frames(file.frames) : "", true);
+    return report_silence(is_short ? ": " + too_few_frames(file.frames, file.estimate) : "", true);
   }
   const bool is_in_last = is_to_end_ && stop_ - play_.range.start <= file.left_out;
   if (is_in_last) return report_silence(": the last frames of the file are left out by design", false);

@@ -84,9 +84,9 @@ uint64_t skip_tags(BlockReader& block, uint64_t begin, uint64_t end, uint64_t mo
   }
 }
 
-// True if only zeros follow a whole last frame, so that they are padding although there are many. The last
-// byte of a frame holds at least a part of its end element, and so is not zero; but where a download stopped,
-// the zeros begin inside a frame. Too many zeros are taken for missing frames anyway.
+// True if only zeros follow a complete last frame: padding, even if there are many. The last byte of a frame
+// holds at least a part of its end element, and so is not zero; but where a download stopped, the zeros begin
+// inside a frame. More than a quarter of the stream is taken for missing frames.
 bool is_padding(BlockReader& block, const AdtsFrames& frames, uint64_t begin, uint64_t end) {
   constexpr uint64_t kPartOfStream = 4;
   const uint64_t zeros = end - frames.end;

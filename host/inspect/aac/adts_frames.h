@@ -18,7 +18,7 @@ struct AdtsFrames {
   uint64_t gap_offset = 0;  // of the first of them
   uint64_t last_gap_offset = 0;
   uint64_t last_gap_end = 0;
-  uint64_t padding_bytes = 0;  // zeros after the last frame, if there are more than usual
+  uint64_t padding_bytes = 0;  // zeros after the last frame; 0 if they are few enough for ordinary padding
 
   void add_gap(uint64_t begin, uint64_t gap_end) {
     if (gap_bytes == 0) gap_offset = begin;

@@ -293,18 +293,17 @@ std::optional<Diagnosis> find_unread_frames(const std::string& file, const AacFr
   const AacReader reader(file);
   if (reader.status() != AACF_OK) return not_opened_again();
   AACF_Duration duration{};
-  AACF_GetDuration(reader.get(), &duration);
+  if (AACF_GetDuration(reader.get(), &duration) != AACF_OK) return not_opened_again();
   const int64_t stop = int64_t{duration.duration_ms} * kUnitsPerMillisecond;
   const uint64_t delivered = frames_delivered(reader, count.total, 1, stop);
   const bool is_short = count.total <= kNeverDelivered;
   if (delivered + kNeverDelivered >= count.total && !(is_short && delivered == 0)) return std::nullopt;
-  return Diagnosis{ExitCode::kLoss,
-                   MessageCode::kUnitsMissing,
-                   {},
-                   is_short ? too_few_frames(count.total)
-                            : "is played only to frame " + std::to_string(delivered) + " of " +
-                                  std::to_string(count.total) + kLowEstimate,
-                   ""};
+  std::string reason = "playback ends at frame " + std::to_string(delivered) + " of " +
+                       std::to_string(count.total) + kLowEstimate;
+  if (is_short) reason = too_few_frames(count.total, duration.frame_count);
+  if (is_short && duration.frame_count < count.total && count.total > 1)
+    reason = "delivers no sample: " + reason;
+  return Diagnosis{ExitCode::kLoss, MessageCode::kUnitsMissing, {}, reason, ""};
 }
 
 SilentFile examine_silent_aac(const std::string& file,
@@ -314,7 +313,11 @@ SilentFile examine_silent_aac(const std::string& file,
   const AacFrameCount count = count_aac_frames(file, view, watch);
   const int64_t frame =
       int64_t{view.config.frameLength} * kUnitsPerSecond / std::max(1, view.config.sampleRate);
-  return {true, count.total, frame, static_cast<int64_t>(kNeverDelivered) * frame, find_aac_fault(count)};
+  return {.frames = count.total,
+          .frame = frame,
+          .left_out = static_cast<int64_t>(kNeverDelivered) * frame,
+          .fault = find_aac_fault(count),
+          .estimate = view.stream.total_frames};
 }
 
 std::vector<Diagnosis> find_aac_shortfall(const std::string& file, const AacDelivery& delivery,

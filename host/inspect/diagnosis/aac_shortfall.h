@@ -32,7 +32,7 @@ std::optional<Diagnosis> find_aac_fault(const AacFrameCount& count);
 // A note on many zeros after the last frame.
 std::optional<Diagnosis> find_padding(const AacFrameCount& count);
 
-// A loss if a play of the undamaged file would end before its last frames, or deliver none.
+// A loss if playback of the undamaged file would end before its last frames, or deliver nothing.
 std::optional<Diagnosis> find_unread_frames(const std::string& file, const AacFrameCount& count);
 
 SilentFile examine_silent_aac(const std::string& file,

@@ -39,9 +39,13 @@ std::optional<Diagnosis> find_amr_fault(const AmrFrames& frames) {
   return loss(MessageCode::kCutOff, "cut off: the file ends inside the frame at offset " + offset);
 }
 
-std::string too_few_frames(uint64_t frames) {
-  return (frames == 1 ? "its only frame is" : "its " + counted(frames, "frame") + " are") +
-         std::string(" not enough for a media sample");
+std::string too_few_frames(uint64_t frames, std::optional<uint64_t> estimate) {
+  if (frames > 1 && estimate && *estimate < frames) {
+    return "the reader's estimate of the number of frames (" + std::to_string(*estimate) + " of " +
+           std::to_string(frames) + ") is too low";
+  }
+  return (frames == 1 ? "one frame is" : "its " + counted(frames, "frame") + " are") +
+         std::string(" too few for a media sample");
 }
 
 SilentFile examine_silent_speech(const std::string& file, bool is_wide_band) {

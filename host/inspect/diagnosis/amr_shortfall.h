@@ -33,9 +33,10 @@ struct SilentFile {
   int64_t frame = 0;     // duration of one, in 100 ns units
   int64_t left_out = 0;  // of the last frames, which are left out by design
   std::optional<Diagnosis> fault{};
+  std::optional<uint64_t> estimate{};  // of the number of frames, up to which they are delivered
 };
 // Why a file of so few frames delivers nothing.
-std::string too_few_frames(uint64_t frames);
+std::string too_few_frames(uint64_t frames, std::optional<uint64_t> estimate = std::nullopt);
 
 SilentFile examine_silent_speech(const std::string& file, bool is_wide_band);
 
