@@ -205,10 +205,10 @@ ExitCode check_sizes(const std::string& file, const FileContent& content, Messag
     const auto track = std::ranges::find(tracks, record.number, &TrackDescription::number);
     const uint64_t bytes = track != tracks.end() && !track->pin.empty() ? track->media_bytes.value_or(0) : 0;
     if (bytes <= content.tracks->size || content.movie->has_external_data(record)) continue;
-    code = messages.report(
-        file,
-        {ExitCode::kLoss, MessageCode::kTablesOverlap, place_of(record),
-         "damaged: its size table (stsz) states " + counted(bytes, "byte") + ", more than the file has", ""});
+    code = messages.report(file, {ExitCode::kLoss, MessageCode::kTablesOverlap, place_of(record),
+                                  "damaged: the sizes in its size table (stsz) add up to " +
+                                      counted(bytes, "byte") + ", more than the file has",
+                                  ""});
   }
   return code;
 }

@@ -44,6 +44,7 @@ class KeyFrameList {
   Messages& messages_;
   const std::string& file_;
   std::ostream& out_;
+  bool has_overfull_table_ = false;  // reported as the cause of an early end
   uint32_t count_ = 0;
   uint32_t lost_ = 0;       // past the end of the file
   std::string first_lost_;  // its number and time
@@ -76,12 +77,13 @@ ExitCode KeyFrameList::list_movie(const ParsedMovie& movie) {
 ExitCode KeyFrameList::report_faults(const ParsedMovie& movie, uint32_t samples) {
   const TrackRecord* const track = movie.first_track(P3GPP_TRACK_VIDEO);
   if (track == nullptr) return ExitCode::kDone;
+  has_overfull_table_ = track->overfull_table.has_value();
   ExitCode code = ExitCode::kDone;
   for (const std::string& fault : faults_of(movie, *track)) {
     code = messages_.report(file_, {ExitCode::kLoss, MessageCode::kFileDamaged, place_of(*track), fault, ""});
   }
   const auto missing = find_missing_sizes(movie, *track, samples);
-  return missing ? messages_.report(file_, *missing) : code;
+  return missing ? worse_of(code, messages_.report(file_, *missing)) : code;
 }
 
 ExitCode KeyFrameList::list_track(KeyFrameWalk& walk) {
@@ -102,7 +104,8 @@ ExitCode KeyFrameList::list_track(KeyFrameWalk& walk) {
                                  " key frames are past the end of the file, the first of them number " +
                                  first_lost_);
   }
-  if (const std::string failure = walk.failure(); !failure.empty())
+  const std::string failure = has_overfull_table_ ? "" : walk.failure();
+  if (!failure.empty())
     code = fail(ExitCode::kLoss, MessageCode::kFileDamaged, failure, std::to_string(walk.status()));
   return code;
 }

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "filters/source/mp4/interfaces/played_codecs.h"
 #include "host/formats/byte_order.h"
@@ -89,6 +90,17 @@ bool begins_after_end(const ParsedMovie& movie, uint32_t id, const TrackFacts& f
 // Microsoft's sound formats in QuickTime files have a binary number after these letters.
 bool is_sample_entry_type(std::string_view type) {
   return type.starts_with("ms") || std::ranges::all_of(type, [](char c) { return c >= 0x20 && c < 0x7F; });
+}
+
+// "time table (stts)"
+std::string table_text(const std::string& type) {
+  constexpr std::pair<std::string_view, const char*> kNames[] = {
+      {"stts", "time table"},        {"ctts", "composition time table"},
+      {"stss", "key frame table"},   {"stsc", "chunk table"},
+      {"stsz", "size table"},        {"stco", "chunk offset table"},
+      {"co64", "chunk offset table"}};
+  const auto found = std::ranges::find(kNames, type, [](const auto& name) { return name.first; });
+  return (found != std::end(kNames) ? found->second : "table") + (" (" + type + ")");
 }
 
 std::string object_type_text(uint32_t type) {
@@ -196,6 +208,7 @@ std::vector<Diagnosis> causes_of_early_end(const ParsedMovie& movie, const Track
 std::optional<Diagnosis> find_lost_end(const ParsedMovie& movie, const TrackRecord& track,
                                        uint64_t file_size) {
   TrackFacts facts;
+  if (track.overfull_table) return std::nullopt;  // which is the cause
   if (!track.id || movie.get_facts(*track.id, facts) != P3GPP_OK || facts.samples == 0) return std::nullopt;
   const OpenTrack opened = movie.open_track(*track.id);
   if (!opened || movie.has_external_data(track)) return std::nullopt;
@@ -211,11 +224,11 @@ std::optional<Diagnosis> find_lost_end(const ParsedMovie& movie, const TrackReco
     return Diagnosis{ExitCode::kLoss, MessageCode::kCutOff, place_of(track),
                      "cut off: " + unit + "is past the end of the file", ""};
   }
-  const uint64_t chunk = movie.chunk_past_end(track, file_size);
-  if (chunk == 0) return std::nullopt;
+  const auto chunk = movie.chunk_past_end(track, opened.get(), facts.samples, file_size);
+  if (!chunk) return std::nullopt;
   return Diagnosis{ExitCode::kLoss, MessageCode::kFileDamaged, place_of(track),
-                   "damaged: its chunk " + std::to_string(chunk) + " of " + std::to_string(track.chunks) +
-                       " begins past the end of the file",
+                   "damaged: chunk " + std::to_string(chunk->number) + " of " + std::to_string(track.chunks) +
+                       (chunk->begins_past_end ? " begins" : " extends") + " past the end of the file",
                    ""};
 }
 
@@ -224,9 +237,9 @@ std::vector<std::string> faults_of(const ParsedMovie& movie, const TrackRecord& 
   if (movie.has_external_data(track))
     faults.emplace_back("its media data is in another file, which is not read");
   if (track.time_scale == 0) faults.emplace_back(kNoTimeScale);
-  // What the other tables say of its entries is nonsense.
+  // The checks below would read past the end of the table.
   if (const auto& table = track.overfull_table) {
-    faults.push_back("damaged: its table " + table->type + " counts " +
+    faults.push_back("damaged: its " + table_text(table->type) + " counts " +
                      (table->entries == 1 ? "1 entry" : std::to_string(table->entries) + " entries") +
                      ", but has room for " + std::to_string(table->room));
     return faults;
@@ -254,9 +267,12 @@ std::vector<std::string> faults_of(const ParsedMovie& movie, const TrackRecord& 
                      ", but its size table (stsz) lists " + std::to_string(facts.samples));
   }
   const auto key_frame = has_sizes ? movie.invalid_key_frame(track, known) : std::nullopt;
-  if (key_frame) {
-    faults.push_back("damaged: its key frame table (stss) names access unit " + std::to_string(*key_frame) +
-                     " of " + std::to_string(known));
+  if (key_frame && key_frame->is_sample) {
+    faults.push_back("damaged: its key frame table (stss) is not in ascending order at entry " +
+                     std::to_string(key_frame->entry));
+  } else if (key_frame) {
+    faults.push_back("damaged: its key frame table (stss) names access unit " +
+                     std::to_string(key_frame->sample) + " of " + std::to_string(known));
   }
   return faults;
 }

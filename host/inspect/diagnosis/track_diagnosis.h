@@ -33,7 +33,8 @@ std::optional<Diagnosis> find_missing_sizes(const ParsedMovie& movie, const Trac
 // Why the filter, which plays the track, stops before the end that its tables state; empty if it does not.
 std::vector<Diagnosis> causes_of_early_end(const ParsedMovie& movie, const TrackRecord& track);
 
-// The fault of a played track whose last access unit is not in the file or cannot be located.
+// The fault of a played track whose last access unit, or one of whose chunks, is not in the file or cannot be
+// located; nothing if a table that counts more entries than it has is the cause.
 std::optional<Diagnosis> find_lost_end(const ParsedMovie& movie, const TrackRecord& track,
                                        uint64_t file_size);
 

@@ -229,7 +229,8 @@ bool ParsedMovie::lacks_times(const TrackRecord& track) const {
 
 std::optional<ParsedMovie::TimedSamples> ParsedMovie::timed_samples(const TrackRecord& track) const {
   const uint64_t runs = track.timed_runs.value_or(0);
-  if (runs == 0 || runs > kLongTable) return std::nullopt;
+  const bool is_overfull = track.overfull_table && track.overfull_table->type == "stts";
+  if (runs == 0 || runs > kLongTable || is_overfull) return std::nullopt;
   TimedSamples times;
   constexpr size_t kEntryBytes = 8;  // number of samples, duration of each
   read_entries<kEntryBytes>(track.timed_runs_offset, runs, [&](const uint8_t* entry) {
@@ -242,37 +243,58 @@ std::optional<ParsedMovie::TimedSamples> ParsedMovie::timed_samples(const TrackR
   return times;
 }
 
-std::optional<uint32_t> ParsedMovie::invalid_key_frame(const TrackRecord& track, uint64_t samples) const {
+std::optional<ParsedMovie::KeyFrameFault> ParsedMovie::invalid_key_frame(const TrackRecord& track,
+                                                                         uint64_t samples) const {
   constexpr size_t kEntryBytes = 4;
   constexpr uint64_t kMostRead = 65'536;
-  std::optional<uint32_t> invalid;
+  KeyFrameFault last;
+  bool is_valid = true;
   const uint64_t read = std::min<uint64_t>(track.sync_samples.value_or(0), kMostRead);
   read_entries<kEntryBytes>(track.sync_samples_offset, read, [&](const uint8_t* entry) {
     const uint64_t sample = read_be(entry, kEntryBytes);
-    if (sample == 0 || sample > samples) invalid = static_cast<uint32_t>(sample);
-    return !invalid;
+    const bool is_sample = sample != 0 && sample <= samples;
+    is_valid = is_sample && sample > last.sample;
+    last = {last.entry + 1, sample, is_sample};
+    return is_valid;
   });
-  return invalid;
+  return is_valid ? std::nullopt : std::optional(last);
 }
 
-uint64_t ParsedMovie::chunk_past_end(const TrackRecord& track, uint64_t file_size) const {
-  constexpr uint64_t kMostRead = 262'144;
-  const uint64_t chunks = std::min(track.chunks, kMostRead);
-  uint64_t number = 0;
-  bool is_past_end = false;
-  const auto check = [&](uint64_t offset) {
-    ++number;
-    is_past_end = offset >= file_size;
-    return !is_past_end;
+std::optional<ParsedMovie::LostChunk> ParsedMovie::chunk_past_end(const TrackRecord& track,
+                                                                  P3gppTrack* opened, uint32_t samples,
+                                                                  uint64_t file_size) const {
+  constexpr size_t kEntryBytes = 12;  // first chunk, samples per chunk, sample description
+  constexpr uint64_t kMostChunks = 262'144;
+  std::optional<LostChunk> lost;
+  uint64_t chunk = 1;
+  uint64_t first = 1;  // sample of the chunk
+  uint64_t in_chunk = 0;
+  const uint64_t last_chunk = std::min(track.chunks, kMostChunks);
+  const auto read = [&](uint64_t number) {
+    P3gppSample sample{};
+    sample.number = static_cast<uint32_t>(number);
+    const int32_t status = with_memory(P3GPP_ReadSample(opened, &sample), P3GPP_ERR_NO_MEMORY);
+    return status == P3GPP_OK ? std::optional(sample) : std::nullopt;
   };
-  if (track.has_wide_offsets) {
-    read_entries<8>(track.chunk_offsets_offset, chunks,
-                    [&](const uint8_t* entry) { return check(read_be(entry, 8)); });
-  } else {
-    read_entries<4>(track.chunk_offsets_offset, chunks,
-                    [&](const uint8_t* entry) { return check(read_be(entry, 4)); });
-  }
-  return is_past_end ? number : 0;
+  const auto find_in_run = [&](uint64_t end) {
+    for (; in_chunk != 0 && chunk < end && chunk <= last_chunk && first <= samples; ++chunk) {
+      const auto end_of_chunk = read(std::min<uint64_t>(first + in_chunk - 1, samples));
+      if (end_of_chunk && !lies_within(*end_of_chunk, file_size)) {
+        const auto begin = read(first);
+        lost = LostChunk{chunk, begin && begin->file_offset >= file_size};
+        return false;
+      }
+      first += in_chunk;
+    }
+    return true;
+  };
+  read_entries<kEntryBytes>(track.chunk_runs_offset, track.chunk_runs, [&](const uint8_t* entry) {
+    const bool goes_on = find_in_run(read_be(entry, 4));
+    in_chunk = read_be(entry + 4, 4);
+    return goes_on;
+  });
+  if (!lost) find_in_run(last_chunk + 1);
+  return lost;
 }
 
 bool ParsedMovie::ends_before_duration(const TrackRecord& track) const {

@@ -67,7 +67,7 @@ class ParsedMovie {
   // True if the open failed at a box in the form of QuickTime, which the parser takes for damage: a `meta`
   // without version and flags, or a sound description of version 1 or 2, whose fields precede `wave`.
   bool failed_at_quicktime_form() const;
-  // The `meta` of this form at which the open failed: the parser has taken a part of its first child for a
+  // The QuickTime-style `meta` at which the open failed: the parser has taken a part of its first child for a
   // box.
   std::optional<BoxHeader> quicktime_meta() const;
   // True if the media data of the track are in another file.
@@ -80,16 +80,27 @@ class ParsedMovie {
     uint64_t end = 0;   // of the last one, in units of the track
     uint64_t last = 0;  // its duration
   };
-  // Nothing for a long table, which is not worth reading for a comparison.
+  // Nothing for a long table, which is not worth reading for a comparison, and for one that counts more
+  // entries than it has.
   std::optional<TimedSamples> timed_samples(const TrackRecord& track) const;
   // True if the table of times ends more than a sample before the duration that the header states.
   bool ends_before_duration(const TrackRecord& track) const;
-  // The first entry of the table of key frames that is not one of this many samples; nothing if all are. Of a
-  // long table, only the first entries are read.
-  std::optional<uint32_t> invalid_key_frame(const TrackRecord& track, uint64_t samples) const;
-  // The number of the first chunk that begins at or after the end of the file; 0 if none does. Of a long
-  // table, only the first entries are read.
-  uint64_t chunk_past_end(const TrackRecord& track, uint64_t file_size) const;
+  struct KeyFrameFault {
+    uint64_t entry = 0;  // number
+    uint64_t sample = 0;
+    bool is_sample = true;  // of the track; then it is not after that of the entry before
+  };
+  // The first entry of the table of key frames that is not one of this many samples, or that is not in
+  // ascending order; nothing without one. Of a long table, only the first entries are read.
+  std::optional<KeyFrameFault> invalid_key_frame(const TrackRecord& track, uint64_t samples) const;
+  struct LostChunk {
+    uint64_t number;
+    bool begins_past_end;
+  };
+  // The first chunk with one of this many samples that is not whole in the file; nothing if all are. Of a
+  // track with many chunks, only the first are looked at. `opened` is the track.
+  std::optional<LostChunk> chunk_past_end(const TrackRecord& track, P3gppTrack* opened, uint32_t samples,
+                                          uint64_t file_size) const;
   // What the runs of chunks hold.
   struct ChunkedSamples {
     uint64_t count = 0;
