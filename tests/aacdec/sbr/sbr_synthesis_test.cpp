@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cfenv>
 #include <cmath>
 #include <cstring>
 #include <iterator>
@@ -271,8 +272,12 @@ TEST(SbrSynthesis, CopiesRowsWithoutWhiteningAsTheFilterDoes) {
   }
 }
 
-// The kernels that compute levels, against the operations on single numbers.
-TEST(SbrSynthesis, ComputesLevelsLikeSingleNumbers) {
+// The kernels that compute levels, against single numbers.
+TEST(SbrSynthesis, ComputesLevelsLikeSingleNumbersInEveryRoundingMode) {
+  constexpr int kModes[] = {FE_TONEAREST, FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO};
+  constexpr MagnitudeRow SbrLevels::*kRows[] = {
+      &SbrLevels::target, &SbrLevels::present,    &SbrLevels::gain,        &SbrLevels::noise,
+      &SbrLevels::sine,   &SbrLevels::noise_part, &SbrLevels::signal_part, &SbrLevels::factor};
   uint32_t random = 1;
   const auto number = [&](bool nonzero) -> Magnitude {
     random = random * 1664525 + 1013904223;
@@ -280,50 +285,73 @@ TEST(SbrSynthesis, ComputesLevelsLikeSingleNumbers) {
     const uint32_t mantissa = kEdges[random >> 29];
     return {nonzero ? mantissa | 1U << 31 : mantissa, static_cast<int>(random >> 9) % 80 - 71};
   };
-  for (const VectorLevel level : vector_levels()) {
-    limit_vector_level(level);
-    for (int round = 0; round < 300; ++round) {
-      SbrLevels in{};
-      in.sine_count = 1;
-      for (int i = 0; i < kQmfBands; ++i) {
-        for (MagnitudeRow* row :
-             {&in.target, &in.present, &in.gain, &in.noise, &in.noise_part, &in.signal_part})
-          row->set(i, number(false));
-        in.factor.set(i, number(true));
-      }
-      SbrLevels out = in;
-      int32_t quotients[kQmfBands];
-      const auto expect = [&](int i, Magnitude found, Magnitude expected) {
-        ASSERT_EQ(found.mantissa, expected.mantissa) << "band " << i << ", level " << static_cast<int>(level);
-        ASSERT_TRUE(found.is_zero() || found.exponent == expected.exponent) << i;
-      };
-      sbr_kernels().divide_levels(out.present, kQmfBands, in.factor[0]);
-      sbr_kernels().divide_q28(in.gain, in.factor, kQmfBands, quotients);
-      for (int i = 0; i < kQmfBands; ++i) {
-        expect(i, out.present[i], in.present[i] / in.factor[0]);
-        const Magnitude q28 = scaled(in.gain[i] / in.factor[i], 28);
-        const bool small = q28.is_zero() || q28.exponent < -32;
-        const uint64_t twice = small               ? 0
-                               : q28.exponent >= 0 ? ~0U
-                                                   : uint64_t{q28.mantissa} << 1 >> -q28.exponent;
-        ASSERT_EQ(quotients[i], static_cast<int64_t>(std::min<uint64_t>((twice + 1) / 2, kInt32Max))) << i;
-      }
-      sbr_kernels().weigh_levels(out = in, kQmfBands);
-      for (int i = 0; i < kQmfBands; ++i) {
-        expect(i, out.noise[i], in.target[i] * in.noise_part[i]);
-        expect(i, out.gain[i], in.target[i] * in.signal_part[i] / (magnitude_of(1) + in.present[i]));
-      }
-      sbr_kernels().limit_levels(out = in, kQmfBands);
-      for (int i = 0; i < kQmfBands; ++i) {
-        const Magnitude limit = in.factor[i];
-        const bool limited = limit < in.gain[i];
-        expect(i, out.gain[i], limited ? limit : in.gain[i]);
-        expect(i, out.noise[i], limited ? in.noise[i] * limit / in.gain[i] : in.noise[i]);
-        expect(i, out.present[i], in.present[i] * out.gain[i]);
-      }
-      sbr_kernels().finish_levels(out = in, kQmfBands);
-      for (int i = 0; i < kQmfBands; ++i) expect(i, out.noise[i], square_root(in.noise[i] * in.factor[i]));
+  const auto bands = std::make_unique<QmfMatrix>();
+  const auto sample = [&] { return static_cast<int32_t>(number(false).mantissa << random % 2) >> 3; };
+  for (auto& row : bands->re) std::ranges::generate(row, sample);
+  for (auto& row : bands->im) std::ranges::generate(row, sample);
+  for (int round = 0; round < 900 && !HasFatalFailure(); ++round) {
+    limit_vector_level(vector_levels()[static_cast<size_t>(round) % vector_levels().size()]);
+    const SbrKernels& kernels = sbr_kernels();
+    const int count = round / 3 % 2 == 0 ? kQmfBands : 13;
+    SbrLevels in{};
+    in.sine_count = round / 6 % 2;
+    for (int i = 0; i < kQmfBands; ++i) {
+      for (const auto row : kRows) (in.*row).set(i, number(false));
+      in.factor.set(i, number(i == 0 || !in.gain.is_zero(i)));
     }
+    SbrLevels out = in;
+    const auto expect = [&](auto compute_band) {
+      SbrLevels expected = in;
+      for (int i = 0; i < count; ++i) compute_band(expected, i);
+      for (const auto row : kRows) {
+        for (int i = 0; i < kQmfBands; i = i + 1 == count ? whole_blocks(count) : i + 1) {
+          const auto [a, b] = std::pair{(out.*row)[i], (expected.*row)[i]};
+          ASSERT_TRUE(a.mantissa == b.mantissa && (a.is_zero() || a.exponent == b.exponent))
+              << "round " << round << ", band " << i << ": " << a.mantissa << ", not " << b.mantissa;
+        }
+      }
+      out = in;
+    };
+    std::fesetround(kModes[round / 12 % 4]);
+    kernels.divide_levels(out.present, count, in.factor[0]);
+    expect([&](SbrLevels& v, int i) { v.present.set(i, v.present[i] / in.factor[0]); });
+    kernels.divide_q28(in.gain, in.factor, count, reinterpret_cast<int32_t*>(out.sine.mantissa));
+    expect([](SbrLevels& v, int i) {
+      const auto [mantissa, exponent] = scaled(v.gain[i] / v.factor[i], 28);
+      const int right = std::clamp(-exponent, 0, 34);
+      const uint64_t rounded = ((uint64_t{mantissa} << 1 >> right) + 1) / 2;
+      v.sine.mantissa[i] = static_cast<uint32_t>(std::min<uint64_t>(rounded, kInt32Max));
+    });
+    kernels.weigh_levels(out, count);
+    expect([](SbrLevels& v, int i) {
+      v.noise.set(i, v.target[i] * v.noise_part[i]);
+      v.gain.set(i, v.target[i] * v.signal_part[i] / (magnitude_of(1) + v.present[i]));
+    });
+    kernels.limit_levels(out, count);
+    expect([](SbrLevels& v, int i) {
+      if (v.factor[i] < v.gain[i]) v.noise.set(i, v.noise[i] * v.factor[i] / v.gain[i]);
+      v.gain.set(i, smaller(v.gain[i], v.factor[i]));
+      v.present.set(i, v.present[i] * v.gain[i]);
+    });
+    kernels.finish_levels(out, count);
+    expect([](SbrLevels& v, int i) {
+      v.gain.set(i, square_root(v.gain[i] * v.factor[i]));
+      v.noise.set(i, square_root(v.noise[i] * v.factor[i]));
+      if (v.sine_count > 0) v.sine.set(i, square_root(v.sine[i] * v.factor[i]));
+    });
+    std::fesetround(FE_TONEAREST);
+    uint64_t sums[kQmfBands + 1] = {};
+    const int first = round % 10;
+    const int end = first + round % 30;
+    kernels.measure_rows(*bands, kQmfBands - count, count, first, end, sums);
+    for (int i = 0; i < count * kRowSlots; ++i) {
+      const int slot = i % kRowSlots;
+      if (slot < first || slot >= end) continue;
+      const int64_t re = bands->re[kQmfBands - count + i / kRowSlots][slot];
+      const int64_t im = bands->im[kQmfBands - count + i / kRowSlots][slot];
+      sums[i / kRowSlots] -= static_cast<uint64_t>(re * re + im * im);
+    }
+    ASSERT_EQ(std::ranges::count(sums, 0U), std::size(sums)) << "round " << round;
   }
 }
 
