@@ -158,6 +158,8 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
   if (state.status == P3GPP_ERR_NO_STBL_PAYLOAD && track.has_priorities)
     return diagnose(ExitCode::kLoss, track,
                     "its sample tables have an stdp box, after which they are not read");
+  if (state.status == P3GPP_ERR_BAD_ARGUMENT && track.chunk_runs_offset != 0 && track.chunk_runs == 0)
+    return diagnose(ExitCode::kLoss, track, "damaged: its chunk table (stsc) is empty");
   if (state.status != P3GPP_OK) {
     return diagnose(ExitCode::kLoss, track, "cannot be read: " + describe_status(state.status),
                     std::to_string(state.status));

@@ -11,6 +11,7 @@
 #include "host/inspect/aac/adts_frames.h"
 #include "host/inspect/aac/raw_frames.h"
 #include "host/inspect/amr/amr_frames.h"
+#include "host/inspect/diagnosis/aac_shortfall.h"
 #include "host/messages.h"
 
 namespace zdr::host::plot {
@@ -110,6 +111,11 @@ void add_aac(const std::string& file, const TrackFigure& label, const Watch& wat
   track.fault_code = MessageCode::kCutOff;
   track.fault_from = end_time;
   if (!end.gap.text.empty()) figure.faults.push_back(end.gap);
+  if (!end.gap.text.empty() || !end.fault.empty()) return;
+  AacFrameCount count;
+  count.total = end.frames;
+  if (const auto unread = find_unread_frames(file, count))
+    figure.faults.push_back({.text = unread->reason, .code = unread->code});
 }
 
 }  // namespace zdr::host::plot
