@@ -7,6 +7,7 @@
 
 #include "host/graph/delivery_check.h"
 #include "host/inspect/diagnosis/open_diagnosis.h"
+#include "host/inspect/diagnosis/track_diagnosis.h"
 #include "host/inspect/files/read_failure.h"
 #include "host/text/time_text.h"
 
@@ -107,6 +108,15 @@ ExitCode FileRun::connect() {
   return prepared_ == ExitCode::kLoss ? ExitCode::kCannotOpen : ExitCode::kNotSupported;
 }
 
+// A video pin cannot be connected if no access unit of its track has a size.
+std::optional<Diagnosis> FileRun::find_unsized(bool is_audio) const {
+  const TrackRecord* const track = movie_ != nullptr ? movie_->first_track(track_type(is_audio)) : nullptr;
+  TrackFacts facts;
+  const bool is_unsized =
+      track != nullptr && movie_->get_facts(*track->id, facts) == P3GPP_OK && facts.samples == 0;
+  return is_unsized ? find_missing_sizes(*movie_, *track, 0) : std::nullopt;
+}
+
 void FileRun::connect_pin(const PinEntry& pin, bool gated) {
   PinConsumer& consumer = owner_.add_consumer(pin.name, guard_);
   StartGate* const opens = gated && pin.is_audio() ? &gate_ : nullptr;
@@ -118,10 +128,14 @@ void FileRun::connect_pin(const PinEntry& pin, bool gated) {
     return;
   }
   prepared_ = ExitCode::kLoss;
-  messages_.error({MessageCode::kPinNotConnected, file_, Place::pin(pin.name),
-                   "cannot be connected" + std::string(hresult_name(hr).empty() ? "" : ": ") +
-                       std::string(hresult_name(hr)),
-                   hresult_text(hr)});
+  if (const auto cause = find_unsized(pin.is_audio())) {
+    messages_.report(file_, *cause);
+  } else {
+    messages_.error({MessageCode::kPinNotConnected, file_, Place::pin(pin.name),
+                     "cannot be connected" + std::string(hresult_name(hr).empty() ? "" : ": ") +
+                         std::string(hresult_name(hr)),
+                     hresult_text(hr)});
+  }
   owner_.drop_last_consumer();
   gate_.open();
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,7 @@ class FileRun {
 
   ExitCode load_and_connect();
   ExitCode connect();
+  std::optional<Diagnosis> find_unsized(bool is_audio) const;
   void connect_pin(const PinEntry& pin, bool gated);
   ExitCode play_to_end(const char* overlap_advice);
   bool is_requested(bool audio) const;

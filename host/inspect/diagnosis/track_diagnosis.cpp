@@ -92,6 +92,10 @@ bool is_sample_entry_type(std::string_view type) {
   return type.starts_with("ms") || std::ranges::all_of(type, [](char c) { return c >= 0x20 && c < 0x7F; });
 }
 
+std::string without_sizes(const char* what) {
+  return std::string("damaged: its samples have ") + what + " in the tables, but no sizes";
+}
+
 // "time table (stts)"
 std::string table_text(const std::string& type) {
   constexpr std::pair<std::string_view, const char*> kNames[] = {
@@ -149,9 +153,7 @@ Diagnosis why_not_played(const ParsedMovie& movie, const TrackRecord& track) {
     const bool has_times = track.timed_runs.value_or(0) != 0;
     if (!has_times && movie.chunked_samples(track).count == 0)
       return diagnose(ExitCode::kDone, track, "its tables list no samples");
-    return diagnose(ExitCode::kLoss, track,
-                    std::string("damaged: its samples have ") + (has_times ? "times" : "chunks") +
-                        " in the tables, but no sizes");
+    return diagnose(ExitCode::kLoss, track, without_sizes(has_times ? "times" : "chunks"));
   }
   if (state.status == P3GPP_ERR_NO_TABLE && track.has_compact_sizes)
     return diagnose(ExitCode::kNotSupported, track, "its sizes are in an stz2 box, which is not read");
@@ -179,10 +181,10 @@ std::optional<Diagnosis> find_missing_sizes(const ParsedMovie& movie, const Trac
                                             uint32_t samples) {
   const auto times = movie.timed_samples(track);
   if (!times || times->count <= samples) return std::nullopt;
-  return Diagnosis{ExitCode::kLoss, MessageCode::kUnitsMissing, place_of(track),
-                   "only " + std::to_string(samples) + " of its " + counted(times->count, "access unit") +
-                       " have sizes in the tables",
-                   ""};
+  std::string reason = "only " + std::to_string(samples) + " of its " + counted(times->count, "access unit") +
+                       " have sizes in the tables";
+  if (samples == 0) reason = without_sizes("times");
+  return Diagnosis{ExitCode::kLoss, MessageCode::kUnitsMissing, place_of(track), reason, ""};
 }
 
 std::vector<Diagnosis> causes_of_early_end(const ParsedMovie& movie, const TrackRecord& track) {
