@@ -44,7 +44,7 @@ class KeyFrameList {
   Messages& messages_;
   const std::string& file_;
   std::ostream& out_;
-  bool has_overfull_table_ = false;  // reported as the cause of an early end
+  bool is_end_explained_ = false;  // the cause of an early end has been reported
   uint32_t count_ = 0;
   uint32_t lost_ = 0;       // past the end of the file
   std::string first_lost_;  // its number and time
@@ -77,12 +77,12 @@ ExitCode KeyFrameList::list_movie(const ParsedMovie& movie) {
 ExitCode KeyFrameList::report_faults(const ParsedMovie& movie, uint32_t samples) {
   const TrackRecord* const track = movie.first_track(P3GPP_TRACK_VIDEO);
   if (track == nullptr) return ExitCode::kDone;
-  has_overfull_table_ = track->overfull_table.has_value();
   ExitCode code = ExitCode::kDone;
   for (const std::string& fault : faults_of(movie, *track)) {
     code = messages_.report(file_, {ExitCode::kLoss, MessageCode::kFileDamaged, place_of(*track), fault, ""});
   }
   const auto missing = find_missing_sizes(movie, *track, samples);
+  is_end_explained_ = track->overfull_table || (missing && samples == 0);
   return missing ? worse_of(code, messages_.report(file_, *missing)) : code;
 }
 
@@ -104,7 +104,7 @@ ExitCode KeyFrameList::list_track(KeyFrameWalk& walk) {
                                  " key frames are past the end of the file, the first of them number " +
                                  first_lost_);
   }
-  const std::string failure = has_overfull_table_ ? "" : walk.failure();
+  const std::string failure = is_end_explained_ ? "" : walk.failure();
   if (!failure.empty())
     code = fail(ExitCode::kLoss, MessageCode::kFileDamaged, failure, std::to_string(walk.status()));
   return code;
