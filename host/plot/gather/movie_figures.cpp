@@ -150,7 +150,7 @@ void add_boxes(const std::string& file, FileFigure& figure) {
     const uint64_t size = std::min(header->size, end - offset);
     const std::string type = printable(type_text(header->name()));
     figure.boxes.push_back({type, offset, size, header->size - size});
-    // What begins with an unknown box is no ISO media file, and this is reported.
+    // A file that begins with an unknown box is not ISO media; open_fault() or its caller says so.
     const bool is_iso = offset != 0 || is_top_level_type(header->name());
     if (header->size > size && is_iso)
       figure.faults.push_back({"box " + type + " at offset " + std::to_string(offset) +
