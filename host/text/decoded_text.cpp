@@ -154,6 +154,10 @@ std::string type_text(std::string_view type) {
   return out;
 }
 
+bool is_ascii_text(std::string_view text) {
+  return std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7F; });
+}
+
 std::string language_text(uint32_t packed) {
   std::string text;
   bool is_language = packed < 0x8000;

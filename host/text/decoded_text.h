@@ -42,6 +42,9 @@ std::string printable(std::string_view utf8);
 // A four-character code, read as Latin-1, in UTF-8.
 std::string type_text(std::string_view type);
 
+// True for printable ASCII, as nearly all four-character codes are.
+bool is_ascii_text(std::string_view text);
+
 // "eng" for a packed ISO 639-2/T code of 15 bits; "0x...." for anything else.
 std::string language_text(uint32_t packed);
 

@@ -202,9 +202,7 @@ class LeftOut {
     if (others != 0) add_unplayed(others, "other track");
   }
 
-  static bool is_type(const std::string& handler) {
-    return !handler.empty() && std::ranges::all_of(handler, [](char c) { return c >= 0x20 && c < 0x7F; });
-  }
+  static bool is_type(const std::string& handler) { return !handler.empty() && is_ascii_text(handler); }
 
   const std::string& file_;
   const ParsedMovie& movie_;

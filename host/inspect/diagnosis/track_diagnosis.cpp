@@ -89,7 +89,7 @@ bool begins_after_end(const ParsedMovie& movie, uint32_t id, const TrackFacts& f
 
 // Microsoft's sound formats in QuickTime files have a binary number after these letters.
 bool is_sample_entry_type(std::string_view type) {
-  return type.starts_with("ms") || std::ranges::all_of(type, [](char c) { return c >= 0x20 && c < 0x7F; });
+  return type.starts_with("ms") || is_ascii_text(type);
 }
 
 std::string without_sizes(const char* what) {

@@ -71,7 +71,7 @@ bool is_possible(FileStream& stream, std::string_view type, const BoxHeader& box
   if (box.size > end - box.offset) return false;
   if (is_top_level_type(box.name())) return true;
   if (box.end() == end) return false;
-  if (!std::ranges::all_of(box.type, [](char c) { return c >= 0x20 && c < 0x7F; })) return false;
+  if (!is_ascii_text(box.name())) return false;
   for (uint64_t offset = box.offset + 1; offset < box.offset + box.type.size(); ++offset) {
     if (begins_box(stream, type, offset, end)) return false;
   }
