@@ -9,6 +9,7 @@
 
 #include "aacdec/zd_aac_dec.h"
 #include "filters/source/mp4/interfaces/aac_sample.h"
+#include "host/formats/adts_header.h"
 #include "host/text/bytes.h"
 
 namespace zdr::host {
@@ -31,6 +32,10 @@ std::optional<Zd_AAC_Dec_Config> read_aac_config(Bytes config, Bytes first_unit)
 
 // True if the unit has an ADTS header.
 bool begins_with_syncword(Bytes unit);
+
+// In bytes. Longer ones are damaged: one or two channels have at most a fifth of it, and an ADTS frame has no
+// room for more.
+inline constexpr size_t kLongestAacUnit = AdtsHeader::kLargestFrame - AdtsHeader::kBytes;
 // True if the unit can be parsed as a raw data block of a stream of this configuration.
 bool is_aac_unit(const Zd_AAC_Dec_Config& stream, Bytes unit);
 

@@ -78,7 +78,7 @@ AacUnitDecoder::Output AacUnitDecoder::decode(Bytes unit) {
   int32_t pcm_bytes = 0;
   const bool decodable = is_decodable(unit);
   const Outcome outcome = decodable ? feed(unit, pcm_bytes) : Outcome::kFailed;
-  if (outcome == Outcome::kDecoded) return {pcm(pcm_bytes), false};
+  if (outcome == Outcome::kDecoded) return {pcm(pcm_bytes), unit.size() > kLongestAacUnit};
   // Nothing can replace a unit that precedes the first frame.
   if (outcome == Outcome::kFailed && !holds_frame_) return {{}, true};
   // After damage that only decoding detects, the buffer has the frame that the decoder held, and `pcm_bytes`

@@ -12,6 +12,7 @@ namespace zdr::host {
 struct AdtsHeader {
   static constexpr size_t kBytes = 7;  // without a CRC
   static constexpr size_t kBytesWithCrc = 9;
+  static constexpr size_t kLargestFrame = (1 << 13) - 1;  // that its length of 13 bits can state
   // The bits that all headers of a stream share: those up to the channel configuration.
   using FixedBits = std::array<uint8_t, 4>;
 

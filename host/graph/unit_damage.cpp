@@ -81,9 +81,8 @@ UnitReport examine_aac(const AM_MEDIA_TYPE& type, Bytes sample) {
   if (!config || config->channels > kMostChannels) return {};
   const std::vector<Bytes> units = split_aac_sample(sample);
   if (units.empty()) return {kAacTableDamage};
-  constexpr size_t kLongestUnit = 8184;  // more than two channels can have, and the most that ADTS can state
   const auto damaged = std::ranges::count_if(units, [&](Bytes unit) {
-    return unit.size() > kLongestUnit || (!begins_with_syncword(unit) && !is_aac_unit(*config, unit));
+    return unit.size() > kLongestAacUnit || (!begins_with_syncword(unit) && !is_aac_unit(*config, unit));
   });
   if (damaged == 0) return {};
   return {.damage = kAacUnitDamage, .damaged_units = static_cast<uint32_t>(damaged)};

@@ -7,12 +7,10 @@
 #include <vector>
 
 #include "host/formats/aac_format.h"
+#include "host/formats/adts_header.h"
 
 namespace zdr::host {
 namespace {
-
-constexpr size_t kAdtsHeaderBytes = 7;
-constexpr size_t kLargestAdtsFrame = (1u << 13) - 1;  // 13-bit frame length
 
 // In Hz, by sampling_frequency_index: every core rate that the decoder accepts.
 constexpr int32_t kAdtsRates[] = {96000, 88200, 64000, 48000, 44100, 32000,
@@ -38,7 +36,7 @@ AdtsWriter::AdtsWriter(Bytes config) {
 
 bool AdtsWriter::write(Output& output, Bytes sample) {
   const std::vector<Bytes> units = split_aac_sample(sample);
-  if (units.empty()) note_damage("size table does not match its sample");
+  if (units.empty()) note_damage(kAacTableDamage);
   for (const Bytes unit : units) {
     if (!write_unit(output, unit)) return false;
   }
@@ -46,12 +44,12 @@ bool AdtsWriter::write(Output& output, Bytes sample) {
 }
 
 bool AdtsWriter::write_unit(Output& output, Bytes unit) {
-  const size_t length = unit.size() + kAdtsHeaderBytes;
-  if (!usable_ || length > kLargestAdtsFrame) {
+  const size_t length = unit.size() + AdtsHeader::kBytes;
+  if (!usable_ || unit.size() > kLongestAacUnit) {
     note_damage(usable_ ? "access unit too long for ADTS" : "configuration that ADTS cannot express");
     return true;
   }
-  const std::array<uint8_t, kAdtsHeaderBytes> header = {
+  const std::array<uint8_t, AdtsHeader::kBytes> header = {
       0xFF,
       0xF1,  // MPEG-4, no checksum
       static_cast<uint8_t>(profile_ << 6 | rate_index_ << 2 | channel_configuration_ >> 2),

@@ -63,9 +63,8 @@ uint64_t tag_size(Bytes header) {
 // The most zeros that are taken for padding. More may be the reserved space of an unfinished download: more
 // than the largest frame, and than 2 % of the stream or what the size of a frame can state.
 uint64_t most_padding(uint64_t stream_bytes, uint64_t largest_frame) {
-  constexpr uint64_t kLargestFrameBytes = (1 << 13) - 1;
   constexpr uint64_t kPartOfStream = 50;
-  return std::max(largest_frame, std::min(kLargestFrameBytes, stream_bytes / kPartOfStream));
+  return std::max(largest_frame, std::min<uint64_t>(AdtsHeader::kLargestFrame, stream_bytes / kPartOfStream));
 }
 
 // Returns the offset after tags and the padding around them; `end` if there is nothing else.
