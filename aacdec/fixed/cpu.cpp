@@ -12,7 +12,7 @@ VectorLevel highest_level() {
 #if defined(__x86_64__) || defined(__i386__)
   // Needed because this may run before the compiler runtime's constructor that does the same.
   __builtin_cpu_init();
-  if (__builtin_cpu_supports("avx2") != 0) return VectorLevel::kAvx2;
+  if (__builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0) return VectorLevel::kAvx2;
   if (__builtin_cpu_supports("sse4.1") != 0) return VectorLevel::kSse41;
 #endif
   return VectorLevel::kBase;

@@ -125,7 +125,20 @@ struct Tap {
       : re(factor(tap_re)), re_plus_im(factor(tap_re + tap_im)), im_minus_re(factor(tap_im - tap_re)) {}
 };
 
-uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
+// How a sample is added to the sum of its two predecessors.
+enum class PatchAddition {
+  kRounded,   // it is a multiple of the unit of the result
+  kInTheSum,  // before rounding
+};
+
+template <PatchAddition kAddition>
+[[gnu::always_inline]] inline Lanes patched(Lanes sample, const WideLanes& sum, int shift) {
+  if (kAddition == PatchAddition::kInTheSum) return narrowed(widened(sample, 28) + sum, shift);
+  return (sample << (28 - shift)) + narrowed(sum, shift);
+}
+
+template <PatchAddition kAddition>
+[[gnu::always_inline]] inline uint32_t patch_row(QmfMatrix& bands, const PatchFilter& filter) {
   const int32_t* const re = bands.re[filter.source];
   const int32_t* const im = bands.im[filter.source];
   const Tap tap1(filter.tap1_re, filter.tap1_im);
@@ -135,16 +148,22 @@ uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
     const ComplexLanes one = load_complex(re + s - 1, im + s - 1);
     const ComplexLanes two = load_complex(re + s - 2, im + s - 2);
     const WideLanes common = wide_product(one.re + one.im, tap1.re) + wide_product(two.re + two.im, tap2.re);
-    const WideLanes sum_re = widened(load(re + s), 28) + common - wide_product(one.im, tap1.re_plus_im) -
-                             wide_product(two.im, tap2.re_plus_im);
-    const WideLanes sum_im = widened(load(im + s), 28) + common + wide_product(one.re, tap1.im_minus_re) +
-                             wide_product(two.re, tap2.im_minus_re);
-    const ComplexLanes out{narrowed(sum_re, filter.shift), narrowed(sum_im, filter.shift)};
+    const WideLanes sum_re =
+        common - wide_product(one.im, tap1.re_plus_im) - wide_product(two.im, tap2.re_plus_im);
+    const WideLanes sum_im =
+        common + wide_product(one.re, tap1.im_minus_re) + wide_product(two.re, tap2.im_minus_re);
+    const ComplexLanes out{patched<kAddition>(load(re + s), sum_re, filter.shift),
+                           patched<kAddition>(load(im + s), sum_im, filter.shift)};
     store(bands.re[filter.target] + s, out.re);
     store(bands.im[filter.target] + s, out.im);
     used |= ((out.re ^ sign_mask(out.re)) | (out.im ^ sign_mask(out.im))) & first_lanes(filter.end - s);
   }
   return any_bits(used);
+}
+
+uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
+  return filter.shift <= 28 ? patch_row<PatchAddition::kRounded>(bands, filter)
+                            : patch_row<PatchAddition::kInTheSum>(bands, filter);
 }
 
 }  // namespace

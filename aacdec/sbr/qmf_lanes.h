@@ -8,15 +8,13 @@
 
 #include "aacdec/fixed/wide_lanes.h"
 #include "aacdec/sbr/qmf_data.h"
+#include "aacdec/sbr/qmf_window_lanes.h"
 #include "aacdec/tables/qmf_prototype.h"
 #include "aacdec/tables/qmf_twiddles.h"
 
 namespace zdr::aacdec {
 namespace {
 
-// Columns of the scratch rows: the slots of the frame begin here, preceded by those of the previous frames.
-inline constexpr int kFrameColumn = 16;
-inline constexpr int kSynthesisHistory = 10;
 inline constexpr int kAnalysisHistory = 9;
 
 // Fourier transform of four values that are `step` apart, in place.
@@ -292,66 +290,6 @@ inline void modulate(const QmfMatrix& bands, int band_end, Scaling scaling, QmfS
       case Rescaling::kBothWays:
         modulate_slots<kBands, Rescaling::kBothWays>(bands, band_end, slot, scaling, scratch);
         break;
-    }
-  }
-}
-
-// The coefficients of one output sample: for five rows two slots apart, and for five between them.
-struct SynthesisTaps {
-  static constexpr int kCount = 5;
-  Factor now[kCount];
-  Factor before[kCount];
-};
-
-// Of output sample n, 0 to kBands - 1.
-template <int kBands>
-[[gnu::always_inline]] inline SynthesisTaps synthesis_taps(int n) {
-  constexpr int kStep = kQmfBands / kBands;
-  SynthesisTaps taps;
-  for (int j = 0; j < SynthesisTaps::kCount; ++j) {
-    const int at = kStep * (2 * j * kBands + n);
-    taps.now[j] = factor(kQmfPrototype.q31[at]);
-    taps.before[j] = factor(kQmfPrototype.q31[at + kStep * kBands]);
-  }
-  return taps;
-}
-
-// One output sample of eight slots, not yet clamped. `now` points to the first of the slots in the row of the
-// sample, `before` to the slot before it in the row kBands further on.
-[[gnu::always_inline]] inline Lanes synthesis_window(const SynthesisTaps& taps, const int32_t* now,
-                                                     const int32_t* before) {
-  WideLanes sum{};
-  for (int j = 0; j < SynthesisTaps::kCount; ++j) {
-    sum = in_order(sum + wide_product(load(now - 2 * j), taps.now[j]));
-    sum = in_order(sum + wide_product(load(before - 2 * j), taps.before[j]));
-  }
-  // From Q31 of samples at 2^12 per step.
-  return shift_right_rounded(narrowed(sum, 32), 11);
-}
-
-// Windows all slots and writes them to pcm[i * stride], rounded and clamped.
-template <int kBands>
-inline void write_slots(const QmfScratch& scratch, int16_t* pcm, int stride) {
-  constexpr int kBlocks = kQmfSlots / kLanes;
-  for (int n = 0; n < kBands; n += kLanes) {
-    Lanes block[kBlocks][kLanes];
-    for (int i = 0; i < kLanes; ++i) {
-      const SynthesisTaps taps = synthesis_taps<kBands>(n + i);
-      const int32_t* const now = scratch.rows[n + i] + kFrameColumn;
-      const int32_t* const before = scratch.rows[kBands + n + i] + kFrameColumn - 1;
-#pragma GCC unroll 1
-      for (int b = 0; b < kBlocks; ++b) {
-        block[b][i] = synthesis_window(taps, now + b * kLanes, before + b * kLanes);
-      }
-    }
-    for (int b = 0; b < kBlocks; ++b) {
-      EightWords slots[kLanes];
-      transpose_saturated(block[b], slots);
-      for (int t = 0; t < kLanes; ++t) {
-        const int slot = b * kLanes + t;
-        const bool last = n + kLanes == kBands && slot + 1 == kQmfSlots;
-        put_words(pcm + (slot * kBands + n) * stride, slots[t], stride, last);
-      }
     }
   }
 }

@@ -272,6 +272,40 @@ TEST(SbrSynthesis, CopiesRowsWithoutWhiteningAsTheFilterDoes) {
   }
 }
 
+// Rounding to nearest, most samples are estimated; in the other modes, all are summed exactly.
+TEST(SbrSynthesis, WindowsAlikeInEveryRoundingMode) {
+  constexpr int kModes[] = {FE_TONEAREST, FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO};
+  uint32_t random = 1;
+  const auto bands = std::make_unique<QmfMatrix>();
+  const auto scratch = std::make_unique<QmfScratch>();
+  // From silence, with many sums close to half a step, to saturation; the history has another size.
+  for (int round = 0; round < 120; ++round) {
+    const auto sample = [&] {
+      random = random * 1664525 + 1013904223;
+      return static_cast<int32_t>(random) >> (round % 30 + 1) >> (random / 512 % 8);
+    };
+    for (auto& row : bands->re) std::ranges::generate(row, sample);
+    for (auto& row : bands->im) std::ranges::generate(row, sample);
+    QmfSynthesisState history;
+    for (auto& row : history.history) std::ranges::generate(row, sample);
+    const int band_count = round / 30 % 2 == 0 ? kQmfBands : kCoreBands;
+    Pcm expected;
+    for (const VectorLevel level : vector_levels()) {
+      limit_vector_level(level);
+      for (const int mode : kModes) {
+        QmfSynthesisState state = history;
+        Pcm pcm(static_cast<size_t>(kQmfSlots * band_count));
+        std::fesetround(mode);
+        sbr_kernels().synthesise(*bands, band_count, band_count, kSampleScaleBits - round / 60, state,
+                                 *scratch, pcm.data(), 1);
+        std::fesetround(FE_TONEAREST);
+        if (expected.empty()) expected = pcm;
+        ASSERT_EQ(pcm, expected) << "round " << round << ", mode " << mode;
+      }
+    }
+  }
+}
+
 // The kernels that compute levels, against single numbers.
 TEST(SbrSynthesis, ComputesLevelsLikeSingleNumbersInEveryRoundingMode) {
   constexpr int kModes[] = {FE_TONEAREST, FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO};
