@@ -6,6 +6,7 @@
 namespace zdr::aacdec {
 
 // In ascending order. kBase is what every processor of the target has: SSE2 on x86-64, NEON on AArch64.
+// kAvx2 includes FMA.
 enum class VectorLevel { kBase, kSse41, kAvx2 };
 
 // The levels that this processor has.
