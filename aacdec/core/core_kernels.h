@@ -29,6 +29,14 @@ struct LineSequence {
   int step;  // 1 or -1
 };
 
+// Noise times root / 2^(15 + shift), then times a factor in Q31 unless that is 0. Both products are truncated
+// towards zero. The root and the factor are not negative, `shift` is 1 to 31.
+struct NoiseScale {
+  int32_t root;
+  int shift;
+  int32_t prepared_factor;  // tables/prepared_factor.h
+};
+
 struct CoreKernels {
   // DCT-IV without a scale factor: out[n] = sum of in[k] cos(pi / 1024 (n + 1/2) (k + 1/2)). `work` holds
   // kTransformWork values; `out` may be `in`. Sums wrap.
@@ -53,6 +61,10 @@ struct CoreKernels {
   // The same with the output of window_rise() as `time`.
   void (*put_window_rise)(const int32_t* y, int length, const uint16_t* window, const int32_t* overlap,
                           int16_t* pcm, int stride);
+  // Draws noise of 16 bits, one step of `state` per line. Returns the sum of the squares. `count` is a
+  // multiple of 4.
+  uint64_t (*draw_noise)(uint32_t& state, int32_t* lines, int count);
+  void (*scale_noise)(const NoiseScale& by, int32_t* lines, int count);
 };
 
 // One table per instruction set, defined in core_kernels_VARIANT.cpp.

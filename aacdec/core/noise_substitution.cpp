@@ -1,24 +1,18 @@
 // Generates noise and scales it to the transmitted energy.
 #include "aacdec/core/noise_substitution.h"
 
+#include <algorithm>
 #include <bit>
 
+#include "aacdec/core/core_kernels.h"
 #include "aacdec/fixed/fixed_point.h"
 #include "aacdec/fixed/magnitude.h"
+#include "aacdec/tables/prepared_factor.h"
 
 namespace zdr::aacdec {
 namespace {
 
 constexpr int kSpectrumScale = 3;  // 2^3 for one step of PCM
-
-// Kept: each channel has its own generator, and both start at 0. They produce the same noise until one has
-// drawn more values, and noise that a pair declares common is not shared.
-//
-// The low bits of a linear congruential generator have short periods, so only the high half is used.
-int32_t draw(uint32_t& state) {
-  state = state * 1664525U + 1013904223U;
-  return static_cast<int32_t>(state) >> 16;
-}
 
 // 1 / sqrt(v) = value * 2^(shift - 62), value from 2^30 to 0x7FFFFFFF.
 struct InverseRoot {
@@ -33,22 +27,33 @@ InverseRoot inverse_square_root(uint64_t v) {
   return {saturate(static_cast<int64_t>(inverse)), shift};
 }
 
-}  // namespace
-
-void substitute_noise(uint32_t& state, int noise_energy, int32_t* lines, int count) {
-  uint64_t energy = 0;
-  for (int i = 0; i < count; ++i) {
-    lines[i] = draw(state);
-    energy += static_cast<uint64_t>(int64_t{lines[i]} * lines[i]);
-  }
-  const InverseRoot root = inverse_square_root(energy);
-  // The products are 2^(62 - shift + 16 - 31) times a vector of norm 1.
-  const int exponent = noise_energy + 4 * kSpectrumScale - 4 * (62 - root.shift + 16 - 31);
-  for (int i = 0; i < count; ++i) {
-    lines[i] = scale_by_quarter_steps(mul_q31(shift_left_wrapping(lines[i], 16), root.value), exponent);
+// lines = lines * 2^16 * root, times 2^(exponent/4).
+void scale_noise(int32_t root, int exponent, int32_t* lines, int count) {
+  const int shift = -exponent / 4;
+  const int steps = -exponent & 3;
+  if (shift >= 32) {
+    std::fill_n(lines, count, 0);
+  } else if (shift > 0) {
+    const int32_t factor = steps == 0 ? 0 : kQuarterSteps[steps];
+    core_kernels().scale_noise({root, shift, prepared_factor(factor)}, lines, count);
+  } else {
+    for (int i = 0; i < count; ++i) {
+      lines[i] = scale_by_quarter_steps(mul_q31(shift_left_wrapping(lines[i], 16), root), exponent);
+    }
   }
 }
 
+}  // namespace
+
+void substitute_noise(uint32_t& state, int noise_energy, int32_t* lines, int count) {
+  const uint64_t energy = core_kernels().draw_noise(state, lines, count);
+  const InverseRoot root = inverse_square_root(energy);
+  // The products are 2^(62 - shift + 16 - 31) times a vector of norm 1.
+  scale_noise(root.value, noise_energy + 4 * kSpectrumScale - 4 * (62 - root.shift + 16 - 31), lines, count);
+}
+
+// Kept: each channel has its own generator, and both start at 0. They produce the same noise until one has
+// drawn more values, and noise that a pair declares common is not shared.
 void substitute_noise_bands(ChannelStream& channel, const ScaleFactorBands& bands, uint32_t& state,
                             int32_t* spectrum) {
   const IcsInfo& ics = channel.ics;

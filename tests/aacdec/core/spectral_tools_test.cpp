@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <memory>
 #include <random>
+#include <span>
 #include <vector>
 
 #include "aacdec/core/core_kernels_lanes.h"
@@ -15,6 +17,7 @@
 #include "aacdec/core/stereo_tools.h"
 #include "aacdec/fixed/cpu.h"
 #include "aacdec/fixed/fixed_point.h"
+#include "aacdec/fixed/magnitude.h"
 
 namespace zdr::test {
 namespace {
@@ -101,16 +104,49 @@ TEST(Transforms, HaveTheSameArithmeticForLinesOfAnyMagnitude) {
   }
 }
 
-TEST(NoiseSubstitution, HasTheEnergyOfTheBand) {
-  uint32_t state = 0;
-  std::vector<int32_t> lines(96);
-  const auto energy = [&](int noise_energy) {
-    substitute_noise(state, noise_energy, lines.data(), 96);
-    return level(lines.data(), 96);
-  };
-  for (const int e : {40, 61, 82, 90}) EXPECT_NEAR(energy(e) / (8 * std::exp2(e / 4.0)), 1, 2e-3) << e;
+// One line at a time.
+void substitute_noise_plainly(uint32_t& state, int noise_energy, std::span<int32_t> lines) {
+  uint64_t energy = 0;
+  for (int32_t& line : lines) {
+    state = state * 1664525 + 1013904223;
+    line = static_cast<int32_t>(state) >> 16;
+    energy += static_cast<uint64_t>(int64_t{line} * line);
+  }
+  const int shift = std::countl_zero(energy) / 2;
+  const uint64_t inverse = (uint64_t{1} << 62) / integer_root(energy << (2 * shift));
+  const int32_t root = saturate(static_cast<int64_t>(inverse));
+  for (int32_t& line : lines) {
+    line = scale_by_quarter_steps(mul_q31(line * 65536, root), noise_energy + 4 * (shift - 44));
+  }
+}
+
+void expect_noise_of_every_energy(uint32_t state, int count) {
+  uint32_t expected_state = state;
+  std::vector<int32_t> lines(size_t(count) + 2, 77);
+  std::vector<int32_t> expected = lines;
   // Energies that do not occur in streams saturate or vanish.
-  for (const int e : {-7000, -300, 150, 300, 7000}) EXPECT_EQ(energy(e) > 0, e == 150) << e;
+  for (const int e : {-7000, -300, 0, 40, 61, 82, 83, 90, 104, 112, 113, 114, 121, 150, 300, 7000}) {
+    substitute_noise(state, e, lines.data() + 1, count);
+    substitute_noise_plainly(expected_state, e, std::span(expected).subspan(1, size_t(count)));
+    EXPECT_EQ(lines, expected) << count << " " << e;
+    EXPECT_EQ(state, expected_state) << count << " " << e;
+    const double norm = level(lines.data() + 1, count);
+    if (e >= 40 && e <= 90) {
+      EXPECT_NEAR(norm / (8 * std::exp2(e / 4.0)), 1, 2e-3) << count << " " << e;
+    } else {
+      EXPECT_EQ(norm > 0, e >= 0 && e <= 150) << count << " " << e;
+    }
+  }
+}
+
+TEST(NoiseSubstitution, HasTheEnergyOfTheBand) {
+  constexpr uint32_t kBeforeLeast = 0xA5D60FE5;  // the first line is -32768 before it is scaled
+  for (const VectorLevel vectors : vector_levels()) {
+    limit_vector_level(vectors);
+    for (const uint32_t state : {0U, kBeforeLeast}) {
+      for (const int count : {4, 8, 12, 16, 20, 28, 96}) expect_noise_of_every_energy(state, count);
+    }
+  }
 }
 
 // A pair of noise bands only, with mid/side and prediction enabled.
