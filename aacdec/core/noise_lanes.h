@@ -29,8 +29,9 @@ constexpr NoiseJump noise_jump(int count) {
 
 template <int kSteps>
 [[gnu::always_inline]] inline Lanes advanced(Lanes states) {
-  constexpr NoiseJump kJump = noise_jump(kSteps);
-  return each([kJump](Register x) { return x * kJump.factor + kJump.term; }, states);
+  constexpr uint32_t kFactor = noise_jump(kSteps).factor;
+  constexpr uint32_t kTerm = noise_jump(kSteps).term;
+  return each([](Register x) { return x * kFactor + kTerm; }, states);
 }
 
 // The kLanes states after `state`.
