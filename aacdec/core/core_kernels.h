@@ -64,6 +64,7 @@ struct CoreKernels {
   // Draws noise of 16 bits, one step of `state` per line. Returns the sum of the squares. `count` is a
   // multiple of 4.
   uint64_t (*draw_noise)(uint32_t& state, int32_t* lines, int count);
+  // Scales lines of 16 bits; `count` is a multiple of 4.
   void (*scale_noise)(const NoiseScale& by, int32_t* lines, int count);
 };
 

@@ -89,7 +89,7 @@ bool is_small(const ChannelStream& channel, int band) {
   return channel.codebook[band] != kEscapeBook && !channel.pulse.present;
 }
 
-// Four lines at a time, because the widths of bands are multiples of 4.
+// `count` is a multiple of 4, as all widths of bands are.
 void dequantise_small(const int16_t* quantised, int count, const int32_t* table, int32_t* lines) {
   const int32_t* values = table + kTabulatedValues;
   for (int i = 0; i < count; i += 4) {

@@ -91,7 +91,8 @@ uint64_t draw_noise(uint32_t& state, int32_t* out, int count) {
   return total(squares);
 }
 
-// a * factor / 2^15 for `a` up to 2^15 and a factor of 31 bits whose double is `doubled`.
+// a * doubled / 2^16, rounded down, for `a` up to 2^15. `doubled` is twice a factor below 2^31: the result is
+// that of mul_q31(a << 16, factor).
 [[gnu::always_inline]] inline Register noise_product(Register a, uint32_t doubled) {
 #ifdef __SSE2__
   const Register factor = Register{} + doubled;

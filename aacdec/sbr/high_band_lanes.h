@@ -133,8 +133,11 @@ enum class PatchAddition {
 
 template <PatchAddition kAddition>
 [[gnu::always_inline]] inline Lanes patched(Lanes sample, const WideLanes& sum, int shift) {
-  if (kAddition == PatchAddition::kInTheSum) return narrowed(widened(sample, 28) + sum, shift);
-  return (sample << (28 - shift)) + narrowed(sum, shift);
+  if constexpr (kAddition == PatchAddition::kInTheSum) {
+    return narrowed(widened(sample, 28) + sum, shift);
+  } else {
+    return (sample << (28 - shift)) + narrowed(sum, shift);
+  }
 }
 
 template <PatchAddition kAddition>

@@ -1,7 +1,7 @@
 // The window of the QMF synthesis (ISO/IEC 14496-3, 4.6.18.4.2): sums ten products for each output sample and
 // rounds them to 16 bits. For kernel files only.
 //
-// Sums in single precision take a quarter of the time of exact ones and decide almost every sample. Where one
+// Sums in single precision take less time than exact ones and decide almost every sample. Where one
 // is closer to a half step than its error, eight samples are summed exactly in 64 bits. So the results do not
 // depend on how estimates are rounded.
 #pragma once
@@ -29,7 +29,8 @@ struct WindowTap {
   int pair;
 };
 
-// In the order of summation: the small ones first, so that few sums are large.
+// In the order of summation: the small ones first, so that partial sums, and with them rounding errors, are
+// small.
 inline constexpr WindowTap kWindowTaps[] = {{false, 0}, {true, 4}, {true, 0},  {false, 4}, {false, 1},
                                             {true, 3},  {true, 1}, {false, 3}, {false, 2}, {true, 2}};
 inline constexpr int kTapCount = std::size(kWindowTaps);
@@ -57,6 +58,23 @@ inline constexpr EstimateFactors<kBands> kEstimateFactors = [] {
   }
   return table;
 }();
+
+// The largest sum of a sample, in output steps, for values up to 1.
+template <int kBands>
+constexpr double largest_sum() {
+  double worst = 0;
+  for (int n = 0; n < kBands; ++n) {
+    double sum = 0;
+    for (const WindowTap& tap : kWindowTaps) {
+      const double factor = window_factor<kBands>(n, tap) * 0x1p-43;
+      sum += factor < 0 ? -factor : factor;
+    }
+    worst = sum > worst ? sum : worst;
+  }
+  return worst;
+}
+// Neither the exact sum overflows nor an estimate exceeds 2^20.
+static_assert(largest_sum<kQmfBands>() < 0x1p-11 && largest_sum<kCoreBands>() < 0x1p-11);
 
 // The largest error of an estimate, in output steps, for values up to 1, if everything is rounded to nearest.
 template <int kBands>
@@ -88,14 +106,14 @@ inline bool rounds_to_nearest() {
 template <int kBands>
 class WindowedSamples {
  public:
-  // The samples from `first` on. Unless `bounds_hold`, estimates decide nothing.
-  WindowedSamples(const QmfScratch& scratch, int first, bool bounds_hold) : scratch_(scratch), first_(first) {
+  // The samples from `first` on. Unless additions round to `nearest`, each one is summed exactly.
+  WindowedSamples(const QmfScratch& scratch, int first, bool nearest) : scratch_(scratch), first_(first) {
     FloatLanes largest_value{};
     for (int i = 0; i < kLanes; ++i) {
       convert(scratch.rows[first + i] + kFrameColumn - kOldest, now_[i], largest_value);
       convert(scratch.rows[kBands + first + i] + kFrameColumn - 1 - kOldest, before_[i], largest_value);
     }
-    if (!bounds_hold) return;
+    if (!nearest) return;
     // The last term covers the sum with kHalf, and the rounding of this one.
     limit_ = 0.5F - static_cast<float>(relative_error<kBands>()) * largest(largest_value) - 0x1p-20F;
   }
@@ -170,7 +188,7 @@ class WindowedSamples {
 
   const QmfScratch& scratch_;
   int first_;
-  float limit_ = -1;
+  float limit_ = -1;  // of the distance from an integer; -1: no estimate decides
   alignas(64) float now_[kLanes][kColumns];
   alignas(64) float before_[kLanes][kColumns];
 };

@@ -17,6 +17,7 @@
 #include "aacdec/fixed/magnitude.h"
 #include "aacdec/sbr/sbr_hf_generation.h"
 #include "aacdec/sbr/sbr_kernels.h"
+#include "aacdec/tables/qmf_prototype.h"
 #include "mediakit/aac/sbr_stream.h"
 #include "tests/aacdec/sbr/sbr_reference.h"
 
@@ -272,22 +273,45 @@ TEST(SbrSynthesis, CopiesRowsWithoutWhiteningAsTheFilterDoes) {
   }
 }
 
+// Gives the first samples of a frame without bands sums that are close to half a step.
+void aim_at_half_steps(QmfSynthesisState& state) {
+  auto& rows = state.history;
+  for (int n = 0; n < kQmfBands; ++n) {
+    const auto tap = [n](int j) { return int64_t{kQmfPrototype.q31[kQmfBands * j + n]}; };
+    int64_t sum = 0;
+    for (int j = 1; j < 9; ++j) sum += rows[n + j % 2 * kQmfBands][10 - j] * tap(j);
+    int32_t& last = rows[kQmfBands + n][1];
+    const int64_t target = (sum >> 43) * (int64_t{1} << 43) + (int64_t{1} << 42) - (int64_t{1} << 31);
+    last = static_cast<int32_t>((target - sum) / tap(9) + n % 2);
+  }
+}
+
 // Rounding to nearest, most samples are estimated; in the other modes, all are summed exactly.
 TEST(SbrSynthesis, WindowsAlikeInEveryRoundingMode) {
   constexpr int kModes[] = {FE_TONEAREST, FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO};
   uint32_t random = 1;
   const auto bands = std::make_unique<QmfMatrix>();
   const auto scratch = std::make_unique<QmfScratch>();
-  // From silence, with many sums close to half a step, to saturation; the history has another size.
-  for (int round = 0; round < 120; ++round) {
+  // From silence, with many sums close to half a step, to saturation. The last rounds have large values in
+  // the history only, in all rows or in the upper half.
+  for (int round = 0; round < 140; ++round) {
+    const bool aimed = round >= 120;
     const auto sample = [&] {
       random = random * 1664525 + 1013904223;
-      return static_cast<int32_t>(random) >> (round % 30 + 1) >> (random / 512 % 8);
+      const int shift = aimed ? 4 : round % 30 + 1 + static_cast<int>(random / 512 % 8);
+      return static_cast<int32_t>(random) >> std::min(shift, 31);
     };
+    QmfSynthesisState history;
     for (auto& row : bands->re) std::ranges::generate(row, sample);
     for (auto& row : bands->im) std::ranges::generate(row, sample);
-    QmfSynthesisState history;
     for (auto& row : history.history) std::ranges::generate(row, sample);
+    if (aimed) {
+      std::memset(static_cast<void*>(bands.get()), 0, sizeof *bands);
+      for (int n = 0; round % 2 != 0 && n < kQmfBands; ++n) {
+        for (int32_t& v : history.history[n]) v >>= 12;
+      }
+      aim_at_half_steps(history);
+    }
     const int band_count = round / 30 % 2 == 0 ? kQmfBands : kCoreBands;
     Pcm expected;
     for (const VectorLevel level : vector_levels()) {
@@ -296,7 +320,7 @@ TEST(SbrSynthesis, WindowsAlikeInEveryRoundingMode) {
         QmfSynthesisState state = history;
         Pcm pcm(static_cast<size_t>(kQmfSlots * band_count));
         std::fesetround(mode);
-        sbr_kernels().synthesise(*bands, band_count, band_count, kSampleScaleBits - round / 60, state,
+        sbr_kernels().synthesise(*bands, band_count, band_count, kSampleScaleBits - round / 60 % 2, state,
                                  *scratch, pcm.data(), 1);
         std::fesetround(FE_TONEAREST);
         if (expected.empty()) expected = pcm;
