@@ -59,13 +59,15 @@ for file; do
   # runs at every level that the processor has.
   for _ in {1..5}; do
     for level in 2:AVX2 1:SSE4.1 0:base; do
-      time=$(run_ours "${level%:*}")
-      [ -z "$time" ] || keep_best "ours, ${level#*:}" "$time"
+      took=$(run_ours "${level%:*}")
+      [ -z "$took" ] || keep_best "ours, ${level#*:}" "$took"
     done
-    for decoder in aac aac_fixed; do
-      run_peer "ffmpeg $decoder" ffmpeg -nostdin -threads 1 -c:a $decoder -i FILE -f null -
+    for peer in "${peers[@]}"; do
+      case $peer in
+        faad) run_peer faad faad -q -o /dev/null FILE ;;
+        *) run_peer "$peer" ffmpeg -nostdin -threads 1 -c:a "${peer#ffmpeg }" -i FILE -f null - ;;
+      esac
     done
-    if command -v faad >/dev/null; then run_peer faad faad -q -o /dev/null FILE; fi
   done
   for level in AVX2 SSE4.1 base; do
     [ -z "${best[ours, $level]:-}" ] || report "ours, $level" "${best[ours, $level]}"

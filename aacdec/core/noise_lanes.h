@@ -95,21 +95,9 @@ uint64_t draw_noise(uint32_t& state, int32_t* out, int count) {
 // that of mul_q31(a << 16, factor).
 [[gnu::always_inline]] inline Register noise_product(Register a, uint32_t doubled) {
 #ifdef __SSE2__
-  const Register factor = Register{} + doubled;
-  const Register high = Register{} + (doubled >> 16);
-  const Register both = a | a << 16;
-#ifdef __AVX2__
-  const auto upper = reinterpret_cast<Register>(
-      _mm256_mulhi_epu16(reinterpret_cast<__m256i>(both), reinterpret_cast<__m256i>(factor)));
-  const auto lower = reinterpret_cast<Register>(
-      _mm256_mullo_epi16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(high)));
-#else
-  const auto upper = reinterpret_cast<Register>(
-      _mm_mulhi_epu16(reinterpret_cast<__m128i>(both), reinterpret_cast<__m128i>(factor)));
-  const auto lower = reinterpret_cast<Register>(
-      _mm_mullo_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(high)));
-#endif
-  return upper + lower;
+  // Both words of a lane are `a`: one instruction multiplies it by both words of the factor.
+  const Register upper = upper_word_products(a | a << 16, Register{} + doubled);
+  return upper + lower_word_products(a, Register{} + (doubled >> 16));
 #else
   return a * (doubled >> 16) + (a * (doubled & 0xFFFF) >> 16);
 #endif

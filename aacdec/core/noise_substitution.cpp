@@ -1,7 +1,6 @@
 // Generates noise and scales it to the transmitted energy.
 #include "aacdec/core/noise_substitution.h"
 
-#include <algorithm>
 #include <bit>
 
 #include "aacdec/core/core_kernels.h"
@@ -31,15 +30,14 @@ InverseRoot inverse_square_root(uint64_t v) {
 void scale_noise(int32_t root, int exponent, int32_t* lines, int count) {
   const int shift = -exponent / 4;
   const int steps = -exponent & 3;
-  if (shift >= 32) {
-    std::fill_n(lines, count, 0);
-  } else if (shift > 0) {
+  if (shift > 0 && shift < 32) {
     const int32_t factor = steps == 0 ? 0 : kQuarterSteps[steps];
     core_kernels().scale_noise({root, shift, prepared_factor(factor)}, lines, count);
-  } else {
-    for (int i = 0; i < count; ++i) {
-      lines[i] = scale_by_quarter_steps(mul_q31(shift_left_wrapping(lines[i], 16), root), exponent);
-    }
+    return;
+  }
+  // Rare: lines that vanish, or may saturate.
+  for (int i = 0; i < count; ++i) {
+    lines[i] = scale_by_quarter_steps(mul_q31(shift_left_wrapping(lines[i], 16), root), exponent);
   }
 }
 

@@ -17,13 +17,7 @@ namespace {
   // Halves of 15 bits: the upper one, and the lower one doubled. A window of 2^15 fits a signed word if it is
   // negated.
   const Register doubled = a + a;
-#ifdef __AVX2__
-  const auto low = reinterpret_cast<Register>(
-      _mm256_mulhi_epu16(reinterpret_cast<__m256i>(doubled), reinterpret_cast<__m256i>(window)));
-#else
-  const auto low = reinterpret_cast<Register>(
-      _mm_mulhi_epu16(reinterpret_cast<__m128i>(doubled), reinterpret_cast<__m128i>(window)));
-#endif
+  const Register low = upper_word_products(doubled, window);
   return low - pair_product(doubled, -(window << 16));
 #else
   return (a >> 15) * window + ((a & 0x7FFF) * window >> 15);

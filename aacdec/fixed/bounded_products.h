@@ -19,13 +19,7 @@ namespace {
   // bits, so without the bit that has moved there.
   const Register doubled = a + a;
   const Register even = doubled & ~0x10000U;
-#ifdef __AVX2__
-  const auto mixed = reinterpret_cast<Register>(
-      _mm256_mulhi_epu16(reinterpret_cast<__m256i>(even), reinterpret_cast<__m256i>(prepared)));
-#else
-  const auto mixed = reinterpret_cast<Register>(
-      _mm_mulhi_epu16(reinterpret_cast<__m128i>(even), reinterpret_cast<__m128i>(prepared)));
-#endif
+  const Register mixed = upper_word_products(even, prepared);
   return pair_product(doubled, upper) + pair_product(mixed, Register{} + 0x00010001U);
 #else
   const Register a_high = a >> 16;

@@ -205,6 +205,25 @@ struct LaneFactors {
 #endif
 }
 
+#ifdef __SSE2__
+// The upper halves of the unsigned products of the 16-bit words.
+[[gnu::always_inline]] inline Register upper_word_products(Register a, Register b) {
+#ifdef __AVX2__
+  return reinterpret_cast<Register>(
+      _mm256_mulhi_epu16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
+#else
+  return reinterpret_cast<Register>(
+      _mm_mulhi_epu16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+#endif
+}
+
+// The lower halves.
+[[gnu::always_inline]] inline Register lower_word_products(Register a, Register b) {
+  using Words = uint16_t __attribute__((vector_size(4 * kRegisterLanes)));
+  return reinterpret_cast<Register>(reinterpret_cast<Words>(a) * reinterpret_cast<Words>(b));
+}
+#endif
+
 // The product of mul_q31 (fixed_point.h) for absolute values below 2^31.
 [[gnu::always_inline]] inline Register product_q31(Register a, Register b) {
 #ifdef __SSE2__
@@ -212,13 +231,7 @@ struct LaneFactors {
   // Both mixed products at once: with one factor doubled, their upper halves are already shifted by 15.
   const Register doubled = a + (a & kUpper);
   const Register swapped = (b << 16) + (b >> 16 << 1);
-#ifdef __AVX2__
-  const auto mixed = reinterpret_cast<Register>(
-      _mm256_mulhi_epu16(reinterpret_cast<__m256i>(doubled), reinterpret_cast<__m256i>(swapped)));
-#else
-  const auto mixed = reinterpret_cast<Register>(
-      _mm_mulhi_epu16(reinterpret_cast<__m128i>(doubled), reinterpret_cast<__m128i>(swapped)));
-#endif
+  const Register mixed = upper_word_products(doubled, swapped);
   return (pair_product(a, b & kUpper) << 1) + (mixed >> 16) + (mixed & 0xFFFF);
 #else
   const Register a_high = a >> 16;

@@ -6,6 +6,7 @@
 // depend on how estimates are rounded.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <iterator>
@@ -59,42 +60,32 @@ inline constexpr EstimateFactors<kBands> kEstimateFactors = [] {
   return table;
 }();
 
-// The largest sum of a sample, in output steps, for values up to 1.
+// The largest sum of a sample, and the largest error of its estimate if everything is rounded to nearest; in
+// output steps, for values up to 1.
+struct WindowBounds {
+  double sum = 0;
+  double error = 0;
+};
+
 template <int kBands>
-constexpr double largest_sum() {
-  double worst = 0;
+constexpr WindowBounds window_bounds() {
+  constexpr double kRounding = 0x1p-24 * 1.001;
+  WindowBounds worst;
   for (int n = 0; n < kBands; ++n) {
-    double sum = 0;
+    WindowBounds of_sample;
     for (const WindowTap& tap : kWindowTaps) {
       const double factor = window_factor<kBands>(n, tap) * 0x1p-43;
-      sum += factor < 0 ? -factor : factor;
+      const double size = factor < 0 ? -factor : factor;
+      of_sample.sum += size;
+      // Both factors are rounded; their product is, too, unless it is added in the same instruction.
+      of_sample.error += (3 * size + of_sample.sum) * kRounding;
     }
-    worst = sum > worst ? sum : worst;
+    worst = {std::max(worst.sum, of_sample.sum), std::max(worst.error, of_sample.error)};
   }
   return worst;
 }
 // Neither the exact sum overflows nor an estimate exceeds 2^20.
-static_assert(largest_sum<kQmfBands>() < 0x1p-11 && largest_sum<kCoreBands>() < 0x1p-11);
-
-// The largest error of an estimate, in output steps, for values up to 1, if everything is rounded to nearest.
-template <int kBands>
-constexpr double relative_error() {
-  constexpr double kRounding = 0x1p-24 * 1.001;
-  double worst = 0;
-  for (int n = 0; n < kBands; ++n) {
-    double sum = 0;
-    double error = 0;
-    for (const WindowTap& tap : kWindowTaps) {
-      const double factor = window_factor<kBands>(n, tap) * 0x1p-43;
-      const double size = factor < 0 ? -factor : factor;
-      sum += size;
-      // Both factors are rounded; their product is, too, unless it is added in the same instruction.
-      error += (3 * size + sum) * kRounding;
-    }
-    worst = error > worst ? error : worst;
-  }
-  return worst;
-}
+static_assert(window_bounds<kQmfBands>().sum < 0x1p-11 && window_bounds<kCoreBands>().sum < 0x1p-11);
 
 // Whether additions round to nearest, as they do unless a program has changed that.
 inline bool rounds_to_nearest() {
@@ -115,7 +106,8 @@ class WindowedSamples {
     }
     if (!nearest) return;
     // The last term covers the sum with kHalf, and the rounding of this one.
-    limit_ = 0.5F - static_cast<float>(relative_error<kBands>()) * largest(largest_value) - 0x1p-20F;
+    constexpr auto kError = static_cast<float>(window_bounds<kBands>().error);
+    limit_ = 0.5F - kError * largest(largest_value) - 0x1p-20F;
   }
 
   // Sample first + i of all slots, not yet clamped, to to[0], to[kLanes] and so on.
