@@ -64,7 +64,7 @@ inline float largest(const FloatLanes& v) {
   return most;
 }
 
-// Whether a lane of the mask is all ones; the others are 0.
+// Whether a lane of the mask is all ones; the others are 0. For loops: cheaper than any_bits().
 [[gnu::always_inline]] inline bool any(Register mask) {
 #if defined(__AVX2__)
   return _mm256_movemask_ps(reinterpret_cast<__m256>(mask)) != 0;
