@@ -17,11 +17,6 @@ namespace {
 
 inline constexpr int kAnalysisHistory = 9;
 
-// Fourier transform of four values that are `step` apart, in place.
-[[gnu::always_inline]] inline void fourier_4(ComplexLanes* x, int step) {
-  fourier_4(x[0], x[step], x[2 * step], x[3 * step], x, step);
-}
-
 // Multiply by exp(-i pi / 4) and exp(-i 3 pi / 4).
 [[gnu::always_inline]] inline ComplexLanes rotate_eighth(ComplexLanes a) {
   const Factor cosine = factor(kCosineOfEighth);
@@ -33,55 +28,76 @@ inline constexpr int kAnalysisHistory = 9;
           narrowed(wide_product(a.re + a.im, factor(-kCosineOfEighth)), 30)};
 }
 
-inline void transform16(ComplexLanes* x) {
-  constexpr TwiddleQ30 kOne = twiddle(polar_q30(-1, 16));
-  constexpr TwiddleQ30 kThree = twiddle(polar_q30(-3, 16));
-  constexpr TwiddleQ30 kNine = twiddle(polar_q30(-9, 16));
-  for (int n = 0; n < 4; ++n) fourier_4(x + n, 4);
-  // Value n + 4 p is rotated by n p sixteenths of a turn.
-  x[5] = product(x[5], kOne);
-  x[6] = rotate_eighth(x[6]);
-  x[7] = product(x[7], kThree);
-  x[9] = rotate_eighth(x[9]);
-  x[10] = times_minus_i(x[10]);
-  x[11] = rotate_three_eighths(x[11]);
-  x[13] = product(x[13], kThree);
-  x[14] = rotate_three_eighths(x[14]);
-  x[15] = product(x[15], kNine);
-  for (int p = 0; p < 4; ++p) fourier_4(x + 4 * p, 1);
+// Multiplies by exp(-i pi kTurn / 8).
+template <int kTurn>
+[[gnu::always_inline]] inline ComplexLanes rotate_sixteenths(ComplexLanes a) {
+  if constexpr (kTurn == 0) return a;
+  if constexpr (kTurn == 2) return rotate_eighth(a);
+  if constexpr (kTurn == 4) return times_minus_i(a);
+  if constexpr (kTurn == 6) return rotate_three_eighths(a);
+  constexpr TwiddleQ30 kTwiddle = twiddle(polar_q30(-kTurn, 16));
+  return product(a, kTwiddle);
 }
 
-// Replaces x[n] by the sum of x[n] and x[n + 16], and returns the difference.
-[[gnu::always_inline]] inline ComplexLanes fold(ComplexLanes* x, int n) {
-  const ComplexLanes difference = x[n] - x[n + 16];
-  x[n] = x[n] + x[n + 16];
-  return difference;
+// One column of the first passes over 16 values: a transform of the four values that are 4 apart, each result
+// rotated.
+template <int kColumn>
+[[gnu::always_inline]] inline void transform_column(ComplexLanes* x) {
+  fourier_4(x[0], x[4], x[8], x[12], x, 4);
+  x[4] = rotate_sixteenths<kColumn>(x[4]);
+  x[8] = rotate_sixteenths<2 * kColumn>(x[8]);
+  x[12] = rotate_sixteenths<3 * kColumn>(x[12]);
 }
 
-// Unscaled discrete Fourier transform of kPoints (16 or 32) values in place. Frequency f is stored at
-// bin_position<kPoints>(f).
-template <int kPoints>
-inline void transform(ComplexLanes* x) {
-  if constexpr (kPoints == 32) {
-    x[16] = fold(x, 0);
-    x[20] = rotate_eighth(fold(x, 4));
-    x[24] = times_minus_i(fold(x, 8));
-    x[28] = rotate_three_eighths(fold(x, 12));
-    for (int n = 1; n < 16; ++n) {
-      if (n % 4 != 0) x[n + 16] = product(fold(x, n), kFft32Twiddles.entry[n]);
-    }
-    transform16(x + 16);
-  }
-  transform16(x);
-}
-
-template <int kPoints>
-constexpr int bin_position(int f) {
-  if constexpr (kPoints == 16) {
-    return f % 4 * 4 + f / 4;
+// Rotates the difference of values n and n + 16 of 32.
+template <int n>
+[[gnu::always_inline]] inline ComplexLanes rotate_difference(ComplexLanes a) {
+  if constexpr (n % 4 == 0) {
+    return rotate_sixteenths<n / 2>(a);
   } else {
-    return f % 2 * 16 + bin_position<16>(f / 2);
+    return product(a, kFft32Twiddles.entry[n]);
   }
+}
+
+template <int kPoints, int kColumn>
+[[gnu::always_inline]] inline void first_passes_of_column(ComplexLanes* x) {
+  transform_column<kColumn>(x + kColumn);
+  if constexpr (kPoints == 32) {
+    x[kColumn + 16] = rotate_difference<kColumn>(x[kColumn + 16]);
+    x[kColumn + 20] = rotate_difference<kColumn + 4>(x[kColumn + 20]);
+    x[kColumn + 24] = rotate_difference<kColumn + 8>(x[kColumn + 24]);
+    x[kColumn + 28] = rotate_difference<kColumn + 12>(x[kColumn + 28]);
+    transform_column<kColumn>(x + kColumn + 16);
+  }
+}
+
+// Takes values n and n + 16 of a transform of 32.
+[[gnu::always_inline]] inline void take_values(ComplexLanes first, ComplexLanes second, ComplexLanes* x,
+                                               int n) {
+  x[n] = first + second;
+  x[n + 16] = first - second;
+}
+
+// All passes but the last of a discrete Fourier transform of kPoints (16 or 32) values, in place. The last
+// one, last_pass(), is left to the caller, who can use its results at once.
+template <int kPoints>
+inline void first_passes(ComplexLanes* x) {
+  first_passes_of_column<kPoints, 0>(x);
+  first_passes_of_column<kPoints, 1>(x);
+  first_passes_of_column<kPoints, 2>(x);
+  first_passes_of_column<kPoints, 3>(x);
+}
+
+// The frequencies that last_pass() finds for a row are these and those kPoints / 4, kPoints / 2 ... higher.
+template <int kPoints>
+constexpr int lowest_frequency(int row) {
+  return kPoints == 16 ? row : 2 * (row % 4) + row / 4;
+}
+
+// The unscaled results of row `row` (below kPoints / 4), in order of frequency.
+[[gnu::always_inline]] inline void last_pass(const ComplexLanes* x, int row, ComplexLanes* out) {
+  const ComplexLanes* const from = x + 4 * row;
+  fourier_4(from[0], from[1], from[2], from[3], out, 1);
 }
 
 // --- Analysis ---
@@ -137,20 +153,29 @@ inline Lanes analysis_window(const QmfScratch& scratch, int n, int column) {
 inline void analyse_slots(const QmfScratch& scratch, int slot, int band_end, QmfMatrix& bands) {
   ComplexLanes x[kCoreBands];
   const int column = kFrameColumn + slot;
-  for (int n = 0; n < kCoreBands; ++n) {
-    const ComplexLanes pair{analysis_window(scratch, n, column),
-                            -analysis_window(scratch, n + kCoreBands, column)};
-    x[n] = n == 0 ? pair : product(pair, kOddFrequencyTwiddles.entry[n]);
-  }
-  transform<kCoreBands>(x);
-  for (int band = 0; band < band_end; ++band) {
-    const bool even = band % 2 == 0;
-    const ComplexLanes bin = x[bin_position<kCoreBands>(even ? band / 2 : (63 - band) / 2)];
-    const ComplexLanes value = even ? conjugate(bin) : bin;
+  const auto windowed = [&](int n) {
+    return ComplexLanes{analysis_window(scratch, n, column),
+                        -analysis_window(scratch, n + kCoreBands, column)};
+  };
+  const auto rotated = [&](int n) { return product(windowed(n), kOddFrequencyTwiddles.entry[n]); };
+  take_values(windowed(0), rotated(16), x, 0);
+  for (int n = 1; n < 16; ++n) take_values(rotated(n), rotated(n + 16), x, n);
+  first_passes<kCoreBands>(x);
+  const auto put = [&](int band, ComplexLanes value) {
+    if (band >= band_end) return;
     // From 2^8 per step to kSampleScaleBits.
     const ComplexLanes sample = product(value, kQuarterSampleTwiddles.entry[band], 32);
     store(bands.re[band] + kHistorySlots + slot, sample.re);
     store(bands.im[band] + kHistorySlots + slot, sample.im);
+  };
+  for (int row = 0; row < kCoreBands / 4; ++row) {
+    ComplexLanes bins[4];
+    last_pass(x, row, bins);
+    const int even_band = 2 * lowest_frequency<kCoreBands>(row);
+    put(even_band, conjugate(bins[0]));
+    put(even_band + 16, conjugate(bins[1]));
+    put(31 - even_band, bins[2]);
+    put(15 - even_band, bins[3]);
   }
 }
 
@@ -250,30 +275,48 @@ inline void modulate_slots(const QmfMatrix& bands, int band_end, int slot, Scali
   constexpr int kPoints = kBands / 2;
   ComplexLanes cosines[kPoints];
   ComplexLanes sines[kPoints];
+  const auto low = [&](int n) {
+    return band_sample<kBands, kRescaling>(bands, 2 * n, kLeadSlots + slot, scaling);
+  };
+  const auto high = [&](int n) {
+    return band_sample<kBands, kRescaling>(bands, kBands - 1 - 2 * n, kLeadSlots + slot, scaling);
+  };
+  const auto cosine = [&](int n) { return dct_twiddled<kBands>({low(n).re, high(n).re}, n); };
+  const auto sine = [&](int n) { return dct_twiddled<kBands>({high(n).im, low(n).im}, n); };
   int n = 0;
-  // Where the higher band is 0.
-  for (; kBands - 1 - 2 * n >= band_end && n < kPoints; ++n) {
-    const ComplexLanes low = band_sample<kBands, kRescaling>(bands, 2 * n, kLeadSlots + slot, scaling);
-    cosines[n] = real_product(low.re, dct_twiddle<kBands>(n));
-    sines[n] = imaginary_product(low.im, dct_twiddle<kBands>(n));
+  if constexpr (kPoints == 32) {
+    // Where the higher band is 0.
+    for (; kBands - 1 - 2 * n >= band_end && n < 16; ++n) {
+      take_values(real_product(low(n).re, dct_twiddle<kBands>(n)), cosine(n + 16), cosines, n);
+      take_values(imaginary_product(low(n).im, dct_twiddle<kBands>(n)), sine(n + 16), sines, n);
+    }
+    for (; n < 16; ++n) {
+      take_values(cosine(n), cosine(n + 16), cosines, n);
+      take_values(sine(n), sine(n + 16), sines, n);
+    }
+  } else {
+    for (; n < 16; ++n) {
+      cosines[n] = cosine(n);
+      sines[n] = sine(n);
+    }
   }
-  for (; n < kPoints; ++n) {
-    const ComplexLanes low = band_sample<kBands, kRescaling>(bands, 2 * n, kLeadSlots + slot, scaling);
-    const ComplexLanes high =
-        band_sample<kBands, kRescaling>(bands, kBands - 1 - 2 * n, kLeadSlots + slot, scaling);
-    cosines[n] = dct_twiddled<kBands>({low.re, high.re}, n);
-    sines[n] = dct_twiddled<kBands>({high.im, low.im}, n);
-  }
-  transform<kPoints>(cosines);
-  transform<kPoints>(sines);
+  first_passes<kPoints>(cosines);
+  first_passes<kPoints>(sines);
   const int column = kFrameColumn + slot;
-  for (int k = 0; k < kPoints; ++k) {
-    const ComplexLanes c = dct_twiddled<kBands>(cosines[bin_position<kPoints>(k)], k);
-    const ComplexLanes s = dct_twiddled<kBands>(sines[bin_position<kPoints>(k)], k);
-    store(scratch.rows[2 * k] + column, rescaled<kRescaling>(s.re - c.re, scaling));
-    store(scratch.rows[2 * kBands - 1 - 2 * k] + column, rescaled<kRescaling>(s.re + c.re, scaling));
-    store(scratch.rows[kBands - 1 - 2 * k] + column, rescaled<kRescaling>(s.im + c.im, scaling));
-    store(scratch.rows[kBands + 2 * k] + column, rescaled<kRescaling>(s.im - c.im, scaling));
+  for (int row = 0; row < kPoints / 4; ++row) {
+    ComplexLanes cosine_bins[4];
+    ComplexLanes sine_bins[4];
+    last_pass(cosines, row, cosine_bins);
+    last_pass(sines, row, sine_bins);
+    for (int i = 0; i < 4; ++i) {
+      const int k = lowest_frequency<kPoints>(row) + i * kPoints / 4;
+      const ComplexLanes c = dct_twiddled<kBands>(cosine_bins[i], k);
+      const ComplexLanes s = dct_twiddled<kBands>(sine_bins[i], k);
+      store(scratch.rows[2 * k] + column, rescaled<kRescaling>(s.re - c.re, scaling));
+      store(scratch.rows[2 * kBands - 1 - 2 * k] + column, rescaled<kRescaling>(s.re + c.re, scaling));
+      store(scratch.rows[kBands - 1 - 2 * k] + column, rescaled<kRescaling>(s.im + c.im, scaling));
+      store(scratch.rows[kBands + 2 * k] + column, rescaled<kRescaling>(s.im - c.im, scaling));
+    }
   }
 }
 
