@@ -256,6 +256,10 @@ struct LaneFactors {
   return _mm256_shuffle_epi32(x, 0xF5);
 }
 
+[[gnu::always_inline]] inline Register odd_lanes(Register x) {
+  return reinterpret_cast<Register>(odd_lanes(reinterpret_cast<__m256i>(x)));
+}
+
 // The full signed products.
 [[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register b) {
   const auto x = reinterpret_cast<__m256i>(a);
@@ -272,7 +276,7 @@ struct LaneFactors {
 }
 
 [[gnu::always_inline]] inline LaneFactors lane_factors(Register v) {
-  return {v, reinterpret_cast<Register>(odd_lanes(reinterpret_cast<__m256i>(v)))};
+  return {v, odd_lanes(v)};
 }
 
 [[gnu::always_inline]] inline WideRegisters wide_product(Register a, LaneFactors b) {
@@ -315,6 +319,10 @@ struct LaneFactors {
   return _mm_shuffle_epi32(x, 0xF5);
 }
 
+[[gnu::always_inline]] inline Register odd_lanes(Register x) {
+  return reinterpret_cast<Register>(odd_lanes(reinterpret_cast<__m128i>(x)));
+}
+
 // Multiplies the even lanes of x and y, and those of odd_x and odd_y, to which the caller moved the odd ones.
 [[gnu::always_inline]] inline WideRegisters wide_product(__m128i x, __m128i y, __m128i odd_x, __m128i odd_y) {
 #ifdef __SSE4_1__
@@ -344,7 +352,7 @@ struct LaneFactors {
 }
 
 [[gnu::always_inline]] inline LaneFactors lane_factors(Register v) {
-  return {v, reinterpret_cast<Register>(odd_lanes(reinterpret_cast<__m128i>(v)))};
+  return {v, odd_lanes(v)};
 }
 
 [[gnu::always_inline]] inline WideRegisters wide_product(Register a, LaneFactors b) {

@@ -45,28 +45,30 @@ struct StereoLanes {
   ComplexLanes left, right;
 };
 
-// Mixes at 2^5 per step of PCM to 2^4.
-[[gnu::always_inline]] inline Lanes mixed(Lanes signal, Lanes signal_gain, Lanes copy, Lanes copy_gain) {
-  return narrowed(wide_product(signal, signal_gain) + wide_product(copy, copy_gain), 31);
+// These mix at 2^5 per step of PCM to 2^4.
+[[gnu::always_inline]] inline ComplexLanes mixed(ComplexLanes signal, Lanes gain) {
+  return {narrowed(wide_product(signal.re, gain), 31), narrowed(wide_product(signal.im, gain), 31)};
+}
+
+[[gnu::always_inline]] inline ComplexLanes mixed(ComplexLanes signal, Lanes signal_gain, ComplexLanes copy,
+                                                 Lanes copy_gain) {
+  return {narrowed(wide_product(signal.re, signal_gain) + wide_product(copy.re, copy_gain), 31),
+          narrowed(wide_product(signal.im, signal_gain) + wide_product(copy.im, copy_gain), 31)};
 }
 
 inline StereoLanes mix(const PsSynthesisState& ps, int parameter_band, int slot, ComplexLanes signal,
                        ComplexLanes undamped) {
+  const auto& rows = ps.mixing_rows_q30[parameter_band];
+  const Lanes left = load(rows[0] + slot);
+  const Lanes right = load(rows[1] + slot);
+  if (!ps.mixes_copy[parameter_band]) return {mixed(signal, left), mixed(signal, right)};
   ComplexLanes copy = undamped;
   if (const Lanes damping = load(ps.damping_q30[parameter_band] + slot);
       any_bits(damping ^ (1U << 30)) != 0) {
     copy = {narrowed(wide_product(undamped.re, damping), 30),
             narrowed(wide_product(undamped.im, damping), 30)};
   }
-  const auto& rows = ps.mixing_rows_q30[parameter_band];
-  const Lanes left_signal = load(rows[0] + slot);
-  const Lanes right_signal = load(rows[1] + slot);
-  const Lanes left_copy = load(rows[2] + slot);
-  const Lanes right_copy = load(rows[3] + slot);
-  return {
-      {mixed(signal.re, left_signal, copy.re, left_copy), mixed(signal.im, left_signal, copy.im, left_copy)},
-      {mixed(signal.re, right_signal, copy.re, right_copy),
-       mixed(signal.im, right_signal, copy.im, right_copy)}};
+  return {mixed(signal, left, copy, load(rows[2] + slot)), mixed(signal, right, copy, load(rows[3] + slot))};
 }
 
 [[gnu::always_inline]] inline void store_stereo(QmfMatrix& left, QmfMatrix& right, int band, int slot,

@@ -42,11 +42,19 @@ struct AllPassState {
   alignas(64) int32_t link_im[kLinkSlots][kAllPassLanes];
 };
 
-// Tracks the energy of one parameter band to detect transients, in squared units of samples.
-struct TransientDetector {
-  uint64_t peak;
-  uint64_t smooth;
-  uint64_t difference;
+// Track the energies of the parameter bands to detect transients, in squared units of samples.
+struct TransientDetectors {
+  alignas(64) uint64_t peak[kPsBands];
+  alignas(64) uint64_t smooth[kPsBands];
+  alignas(64) uint64_t difference[kPsBands];
+};
+
+// A slot in which the smoothed energy of a band is below 1.5 times the smoothed excess of its peaks.
+struct Transient {
+  uint64_t energy;
+  uint64_t threshold;
+  int band;
+  int slot;
 };
 
 // The mixing matrix of one parameter band, Q30: left and right from the signal, then left and right from its
@@ -63,15 +71,19 @@ struct PsSynthesisState {
     // The last slots of sub-bands from kAllPassBands on.
     int32_t delay_re[kSubBands - kAllPassBands][kLongDelay];
     int32_t delay_im[kSubBands - kAllPassBands][kLongDelay];
-    TransientDetector detector[kPsBands];
+    TransientDetectors detectors;
   } memory;
   int32_t mixing_q30[kPsBands][kMixingEntries];  // reached at the end of the previous frame
+  // The course of the entries over the slots of a frame, and how many values in a row were drawn without a
+  // step: if all of them, a frame in which the entry stays the same need not draw it.
+  alignas(64) int32_t mixing_rows_q30[kPsBands][kMixingEntries][kQmfSlots];
+  uint8_t steady_slots[kPsBands][kMixingEntries];
 
   // Working memory of a frame.
   QmfMatrix right;
   ComplexRow hybrid[kHybridBands];
   ComplexRow decorrelated[kAllPassBands];
-  alignas(64) int32_t mixing_rows_q30[kPsBands][kMixingEntries][kQmfSlots];
+  bool mixes_copy[kPsBands];  // false where the copy has no part in either channel; damping is not set then
   alignas(64) int32_t damping_q30[kPsBands][kQmfSlots];
   alignas(64) uint64_t energy[kPsBands][kQmfSlots];
 };

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -34,27 +36,21 @@ void clear_bands_above(int band_end, PsSynthesisState& ps) {
   }
 }
 
-// Updates the detector with the energy of a slot. Returns the damping of the copy, Q30: the ratio of the
-// smoothed energy to 1.5 times the smoothed excess of the peaks, at most 1.
-int32_t next_damping(TransientDetector& d, uint64_t energy) {
-  constexpr uint64_t kPeakDecayQ32 = 3289637165;  // 0.76592833836465
-  const uint64_t decayed = (d.peak >> 32) * kPeakDecayQ32 + ((d.peak & 0xFFFFFFFF) * kPeakDecayQ32 >> 32);
-  d.peak = std::max(decayed, energy);
-  d.smooth = (3 * d.smooth + energy) / 4;
-  d.difference = (3 * d.difference + (d.peak - energy)) / 4;
-  const uint64_t threshold = d.difference + d.difference / 2;
-  if (threshold <= d.smooth) return kOneQ30;
-  const Magnitude ratio = make_magnitude(d.smooth, 30) / make_magnitude(threshold, 0);
-  // The ratio is below 2^30.
+// The damping of the copy, Q30: the ratio of the energy to the threshold, which is larger.
+int32_t damping_of(const Transient& transient) {
+  const Magnitude ratio = make_magnitude(transient.energy, 30) / make_magnitude(transient.threshold, 0);
   return ratio.exponent < -31 ? 0 : static_cast<int32_t>(ratio.mantissa >> -ratio.exponent);
 }
 
-// Slot by slot, because the detectors of different bands do not wait for each other.
 void damp_transients(PsSynthesisState& ps) {
-  for (int slot = 0; slot < kQmfSlots; ++slot) {
-    for (int band = 0; band < kPsBands; ++band) {
-      ps.damping_q30[band][slot] = next_damping(ps.memory.detector[band], ps.energy[band][slot]);
-    }
+  Transient transients[kPsBands * kQmfSlots];
+  const int count = sbr_kernels().find_transients(ps, transients);
+  for (int band = 0; band < kPsBands; ++band) {
+    if (ps.mixes_copy[band]) std::fill_n(ps.damping_q30[band], kQmfSlots, kOneQ30);
+  }
+  for (int i = 0; i < count; ++i) {
+    const Transient& transient = transients[i];
+    ps.damping_q30[transient.band][transient.slot] = damping_of(transient);
   }
 }
 
@@ -69,29 +65,56 @@ std::array<int32_t, kMixingEntries> mixing_of(const PsFrame& frame, int envelope
   return {m[0], m[1], m[2], m[3]};
 }
 
-// Interpolates linearly from `from`, reached before slot `first`, to `to`, reached at slot `end` - 1.
-void interpolate_line(int32_t* row, int first, int end, int32_t from, int32_t to) {
-  const int64_t step = (int64_t{to} - from) * (1 << kLineFraction) / (end - first);
-  sbr_kernels().draw_line(row + first, end - first, from, step);
+// (to - from) / count with kLineFraction bits after the point.
+int64_t line_step(int32_t from, int32_t to, int count) {
+  const int64_t rise = int64_t{to} - from;
+  // Nearly all envelopes have a power of two of slots.
+  if (const auto slots = static_cast<uint32_t>(count); std::has_single_bit(slots)) {
+    return rise * (1 << (kLineFraction - std::countr_zero(slots)));
+  }
+  return rise * (1 << kLineFraction) / count;
+}
+
+// Interpolates an entry linearly from the value reached before slot `first` to `to`, reached at slot
+// `end` - 1. Without slots, the entry jumps.
+void draw_line(PsSynthesisState& ps, int band, int entry, int first, int end, int32_t to) {
+  int32_t& reached = ps.mixing_q30[band][entry];
+  uint8_t& steady_slots = ps.steady_slots[band][entry];
+  const int count = std::max(end - first, 0);
+  if (to != reached) {
+    steady_slots = 0;
+  } else if (steady_slots == kQmfSlots) {
+    return;
+  } else {
+    steady_slots = static_cast<uint8_t>(std::min(steady_slots + count, kQmfSlots));
+  }
+  if (count > 0) {
+    int32_t* const row = ps.mixing_rows_q30[band][entry] + first;
+    sbr_kernels().draw_line(row, count, reached, line_step(reached, to, count));
+  }
+  reached = to;
+}
+
+bool has_copy(const int32_t* mixing) {
+  return mixing[2] != 0 || mixing[3] != 0;
 }
 
 void interpolate_mixing(const PsFrame& frame, int band, PsSynthesisState& ps) {
   int32_t* const reached = ps.mixing_q30[band];
+  bool mixes_copy = has_copy(reached);
   int first = 0;
   for (int envelope = 0; envelope < frame.envelope_count; ++envelope) {
     const int end = std::min<int>(frame.border[envelope], kQmfSlots);
-    const auto mixing = mixing_of(frame, envelope, band);
-    for (int i = 0; i < kMixingEntries; ++i) {
-      const int32_t target = mixing[static_cast<size_t>(i)];
-      if (end > first) interpolate_line(ps.mixing_rows_q30[band][i], first, end, reached[i], target);
-      reached[i] = target;
-    }
+    const auto target = mixing_of(frame, envelope, band);
+    for (int i = 0; i < kMixingEntries; ++i)
+      draw_line(ps, band, i, first, end, target[static_cast<size_t>(i)]);
+    mixes_copy |= has_copy(reached);
     first = std::max(first, end);
   }
-  if (first == kQmfSlots) return;
-  for (int i = 0; i < kMixingEntries; ++i) {
-    interpolate_line(ps.mixing_rows_q30[band][i], first, kQmfSlots, reached[i], reached[i]);
+  for (int i = 0; first < kQmfSlots && i < kMixingEntries; ++i) {
+    draw_line(ps, band, i, first, kQmfSlots, reached[i]);
   }
+  ps.mixes_copy[band] = mixes_copy;
 }
 
 }  // namespace
@@ -113,9 +136,9 @@ void PsSynthesis::process(const PsFrame& frame, int band_end, int sounding_end, 
   clear_bands_above(band_end, state);
   kernels.split_bands(bands, end, state);
   kernels.measure_energies(bands, end, state);
+  for (int band = 0; band < kPsBands; ++band) interpolate_mixing(frame, band, state);
   damp_transients(state);
   kernels.decorrelate(bands, state);
-  for (int band = 0; band < kPsBands; ++band) interpolate_mixing(frame, band, state);
   kernels.mix_channels(state, end, bands);
 }
 

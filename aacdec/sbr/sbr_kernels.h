@@ -88,6 +88,8 @@ struct SbrKernels {
   void (*split_bands)(QmfMatrix& bands, int band_end, PsSynthesisState& ps);
   // Fills ps.energy by parameter band and slot.
   void (*measure_energies)(const QmfMatrix& bands, int band_end, PsSynthesisState& ps);
+  // Follows ps.energy and stores the transients of the bands that mix the copy. Returns their number.
+  int (*find_transients)(PsSynthesisState& ps, Transient* found);
   // Fills ps.decorrelated.
   void (*decorrelate)(const QmfMatrix& bands, PsSynthesisState& ps);
   // row[i] = from + (i + 1) * step / 2^kLineFraction, rounded down, for i below `count`. Up to 7 values after

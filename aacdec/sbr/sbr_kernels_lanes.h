@@ -7,6 +7,7 @@
 #include "aacdec/sbr/ps_decorrelation_lanes.h"
 #include "aacdec/sbr/ps_hybrid_lanes.h"
 #include "aacdec/sbr/ps_mixing_lanes.h"
+#include "aacdec/sbr/ps_transient_lanes.h"
 #include "aacdec/sbr/qmf_lanes.h"
 #include "aacdec/sbr/sbr_kernels.h"
 
@@ -14,9 +15,9 @@ namespace zdr::aacdec {
 namespace {
 
 constexpr SbrKernels kCompiledSbrKernels = {
-    analyse,       synthesise,       patch,        correlate,     measure_rows, divide_q28,
-    divide_levels, weigh_levels,     limit_levels, finish_levels, apply_gain,   apply_gain_and_noise,
-    split_bands,   measure_energies, decorrelate,  draw_line,     mix_channels};
+    analyse,       synthesise,       patch,           correlate,     measure_rows, divide_q28,
+    divide_levels, weigh_levels,     limit_levels,    finish_levels, apply_gain,   apply_gain_and_noise,
+    split_bands,   measure_energies, find_transients, decorrelate,   draw_line,    mix_channels};
 
 }  // namespace
 }  // namespace zdr::aacdec
