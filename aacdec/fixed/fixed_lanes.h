@@ -17,27 +17,6 @@ namespace {
 
 static_assert(kLanes == 8 && sizeof(Lanes) == 4 * kLanes);
 
-[[gnu::always_inline]] inline Lanes load(const int32_t* from) {
-  Lanes v;
-  std::memcpy(&v, from, sizeof v);
-  return v;
-}
-
-[[gnu::always_inline]] inline void store(int32_t* to, Lanes v) {
-  std::memcpy(to, &v, sizeof v);
-}
-
-// Loads the first four lanes and clears the others.
-[[gnu::always_inline]] inline Lanes load_half(const int32_t* from) {
-  Lanes v = {};
-  std::memcpy(&v, from, sizeof v / 2);
-  return v;
-}
-
-[[gnu::always_inline]] inline void store_half(int32_t* to, Lanes v) {
-  std::memcpy(to, &v, sizeof v / 2);
-}
-
 [[gnu::always_inline]] inline Lanes broadcast(int32_t v) {
   return each([v](Register zero) { return zero + static_cast<uint32_t>(v); }, Lanes{});
 }

@@ -32,13 +32,13 @@ using FloatLanes = Pair<FloatRegister>;
 }
 
 [[gnu::always_inline]] inline FloatLanes load(const float* from) {
-  FloatLanes v;
-  std::memcpy(&v, from, sizeof v);
-  return v;
+  return each([](Register x) { return reinterpret_cast<FloatRegister>(x); },
+              load(reinterpret_cast<const int32_t*>(from)));
 }
 
 [[gnu::always_inline]] inline void store(float* to, FloatLanes v) {
-  std::memcpy(to, &v, sizeof v);
+  store(reinterpret_cast<int32_t*>(to),
+        each([](FloatRegister x) { return reinterpret_cast<Register>(x); }, v));
 }
 
 [[gnu::always_inline]] inline FloatLanes floating(Lanes v) {

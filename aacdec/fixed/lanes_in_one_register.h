@@ -17,6 +17,27 @@ template <class Operation, class... Values>
   return operation(values...);
 }
 
+[[gnu::always_inline]] inline Lanes load(const int32_t* from) {
+  Lanes v;
+  std::memcpy(&v, from, sizeof v);
+  return v;
+}
+
+[[gnu::always_inline]] inline void store(int32_t* to, Lanes v) {
+  std::memcpy(to, &v, sizeof v);
+}
+
+// Loads the first four lanes and clears the others.
+[[gnu::always_inline]] inline Lanes load_half(const int32_t* from) {
+  Lanes v = {};
+  std::memcpy(&v, from, sizeof v / 2);
+  return v;
+}
+
+[[gnu::always_inline]] inline void store_half(int32_t* to, Lanes v) {
+  std::memcpy(to, &v, sizeof v / 2);
+}
+
 [[gnu::always_inline]] inline Lanes load_words(const uint16_t* from) {
   return load_words_of_register(from);
 }
@@ -79,10 +100,19 @@ template <class Place>
   return static_cast<uint32_t>(any | any >> 32);
 }
 
-// The sum of all lanes.
+// Sums of some lanes each, for sums over all lanes.
+[[gnu::always_inline]] inline WideRegister folded(const WideLanes& v) {
+  return v.first + v.second;
+}
+
+[[gnu::always_inline]] inline uint64_t total(WideRegister v) {
+  const auto lanes = reinterpret_cast<__m256i>(v);
+  const __m128i sum = _mm_add_epi64(_mm256_castsi256_si128(lanes), _mm256_extracti128_si256(lanes, 1));
+  return static_cast<uint64_t>(sum[0]) + static_cast<uint64_t>(sum[1]);
+}
+
 [[gnu::always_inline]] inline uint64_t total(const WideLanes& v) {
-  const WideRegister sum = v.first + v.second;
-  return sum[0] + sum[1] + sum[2] + sum[3];
+  return total(folded(v));
 }
 
 }  // namespace

@@ -91,6 +91,30 @@ template <class Operation, class... Values>
   return {select(mask.low, yes.low, no.low), select(mask.high, yes.high, no.high)};
 }
 
+// Register by register: a pair that is copied at once stays in memory.
+[[gnu::always_inline]] inline Lanes load(const int32_t* from) {
+  Lanes v;
+  std::memcpy(&v.low, from, sizeof v.low);
+  std::memcpy(&v.high, from + kRegisterLanes, sizeof v.high);
+  return v;
+}
+
+[[gnu::always_inline]] inline void store(int32_t* to, Lanes v) {
+  std::memcpy(to, &v.low, sizeof v.low);
+  std::memcpy(to + kRegisterLanes, &v.high, sizeof v.high);
+}
+
+// Loads the first four lanes and clears the others.
+[[gnu::always_inline]] inline Lanes load_half(const int32_t* from) {
+  Lanes v = {};
+  std::memcpy(&v.low, from, sizeof v.low);
+  return v;
+}
+
+[[gnu::always_inline]] inline void store_half(int32_t* to, Lanes v) {
+  std::memcpy(to, &v.low, sizeof v.low);
+}
+
 [[gnu::always_inline]] inline Lanes load_words(const uint16_t* from) {
   return {load_words_of_register(from), load_words_of_register(from + kRegisterLanes)};
 }
@@ -176,6 +200,10 @@ template <class Place>
   return {wide_product(a.low, b), wide_product(a.high, b)};
 }
 
+[[gnu::always_inline]] inline WideLanes wide_product(Lanes a, Lanes next, Factor b) {
+  return {wide_product(a.low, next.low, b), wide_product(a.high, next.high, b)};
+}
+
 [[gnu::always_inline]] inline FactorLanes lane_factors(Lanes v) {
   return {lane_factors(v.low), lane_factors(v.high)};
 }
@@ -225,11 +253,18 @@ template <class Place>
   return static_cast<uint32_t>(any | any >> 32);
 }
 
-// The sum of all lanes.
-[[gnu::always_inline]] inline uint64_t total(const WideLanes& v) {
+// Sums of some lanes each, for sums over all lanes.
+[[gnu::always_inline]] inline WideRegister folded(const WideLanes& v) {
   const WideRegisters halves = v.low + v.high;
-  const WideRegister sum = halves.first + halves.second;
-  return sum[0] + sum[1];
+  return halves.first + halves.second;
+}
+
+[[gnu::always_inline]] inline uint64_t total(WideRegister v) {
+  return v[0] + v[1];
+}
+
+[[gnu::always_inline]] inline uint64_t total(const WideLanes& v) {
+  return total(folded(v));
 }
 
 }  // namespace

@@ -275,6 +275,13 @@ struct LaneFactors {
           reinterpret_cast<WideRegister>(_mm256_mul_epi32(odd_lanes(x), y))};
 }
 
+// The same; lane i of `next` holds lane i + 1 of `a`, so that no odd lane has to be moved.
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register next, Factor b) {
+  const auto y = reinterpret_cast<__m256i>(b.lanes);
+  return {reinterpret_cast<WideRegister>(_mm256_mul_epi32(reinterpret_cast<__m256i>(a), y)),
+          reinterpret_cast<WideRegister>(_mm256_mul_epi32(reinterpret_cast<__m256i>(next), y))};
+}
+
 [[gnu::always_inline]] inline LaneFactors lane_factors(Register v) {
   return {v, odd_lanes(v)};
 }
@@ -351,6 +358,10 @@ struct LaneFactors {
   return wide_product(x, y, odd_lanes(x), y);
 }
 
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register /*next*/, Factor b) {
+  return wide_product(a, b);
+}
+
 [[gnu::always_inline]] inline LaneFactors lane_factors(Register v) {
   return {v, odd_lanes(v)};
 }
@@ -409,6 +420,10 @@ struct LaneFactors {
 }
 
 [[gnu::always_inline]] inline WideRegisters wide_product(Register a, Factor b) {
+  return wide_product(a, b.lanes);
+}
+
+[[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register /*next*/, Factor b) {
   return wide_product(a, b.lanes);
 }
 
