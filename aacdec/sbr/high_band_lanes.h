@@ -17,104 +17,172 @@ inline constexpr int32_t kTailMasks[2 * kLanes] = {-1, -1, -1, -1, -1, -1, -1, -
   return load(kTailMasks + kLanes - (count < kLanes ? count : kLanes));
 }
 
-[[gnu::always_inline]] inline int64_t signed_total(const WideLanes& v) {
-  return static_cast<int64_t>(total(v));
+// The sums of correlate() in a form that takes six products of each slot instead of eight: with
+// z[n] = x[n + lag],
+//   |x|^2 = (re x + im x)^2 - 2 (re x)(im x)
+//   re z conj(x) = (re z + im x)(im z + re x) - (re z)(im z) - (re x)(im x)
+//   im z conj(x) = (im z - im x)(re z + re x) - (re z)(im z) + (re x)(im x)
+// The sum of (re z)(im z) differs from that of (re x)(im x) by the slots at both ends.
+struct LaggedProducts {
+  WideRegister squares;
+  WideRegister crossed;  // (re x)(im x)
+  WideRegister re1, im1;
+  WideRegister re2, im2;
+};
+
+// Adds the products of eight slots, those that `mask` keeps.
+template <class Mask>
+[[gnu::always_inline]] inline void add_lagged(const int32_t* re, const int32_t* im, const Mask& mask,
+                                              LaggedProducts& sums) {
+  const ComplexLanes x{load(re), load(im)};
+  const Lanes both = mask(x.re + x.im);
+  sums.squares += folded(wide_product(both, both));
+  sums.crossed += folded(wide_product(mask(x.re), x.im));
+  const auto add = [&](int lag, WideRegister& re_sum, WideRegister& im_sum) {
+    const ComplexLanes z{load(re + lag), load(im + lag)};
+    re_sum += folded(wide_product(mask(z.re + x.im), z.im + x.re));
+    im_sum += folded(wide_product(mask(z.im - x.im), z.re + x.re));
+  };
+  add(1, sums.re1, sums.im1);
+  add(2, sums.re2, sums.im2);
 }
 
-// Adds x[n + lag] conj(x[n]), with three multiplications; `late` is x[n + lag], `now` is x[n].
-[[gnu::always_inline]] inline void add_lagged(const ComplexLanes& late, const ComplexLanes& now,
-                                              WideLanes& re, WideLanes& im) {
-  const WideLanes common = wide_product(late.re + late.im, now.re);
-  re = re + common - wide_product(late.im, now.re - now.im);
-  im = im + common - wide_product(late.re, now.re + now.im);
-}
-
-// Adds |x[n]|^2.
-[[gnu::always_inline]] inline void add_energy(const ComplexLanes& now, WideLanes& energy) {
-  energy = energy + wide_product(now.re, now.re) + wide_product(now.im, now.im);
+[[gnu::always_inline]] inline uint32_t bits_of_row(const int32_t* re, const int32_t* im) {
+  static_assert(kRowSlots % kLanes == 0);
+  Lanes bits{};
+  for (int n = 0; n < kRowSlots; n += kLanes) {
+    bits |= each(absolute, load(re + n)) | each(absolute, load(im + n));
+  }
+  return any_bits(bits);
 }
 
 void correlate(const int32_t* re, const int32_t* im, int count, LaggedSums& sums) {
-  WideLanes energy{};
-  WideLanes re1{};
-  WideLanes im1{};
-  WideLanes re2{};
-  WideLanes im2{};
-  Lanes bits{};
-  static_assert(kRowSlots % kLanes == 0);
-  for (int n = 0; n < kRowSlots; n += kLanes) {
-    const ComplexLanes all{load(re + n), load(im + n)};
-    bits |= each(absolute, all.re) | each(absolute, all.im);
-    const Lanes mask = first_lanes(count - n);
-    const ComplexLanes now{all.re & mask, all.im & mask};
-    add_energy(now, energy);
-    add_lagged({load(re + n + 1), load(im + n + 1)}, now, re1, im1);
-    add_lagged({load(re + n + 2), load(im + n + 2)}, now, re2, im2);
+  LaggedProducts products{};
+  const int whole = count & -kLanes;
+  for (int n = 0; n < whole; n += kLanes) {
+    add_lagged(
+        re + n, im + n, [](Lanes v) { return v; }, products);
   }
-  sums = {signed_total(energy), signed_total(re1), signed_total(im1),
-          signed_total(re2),    signed_total(im2), any_bits(bits)};
+  const Lanes last = first_lanes(count - whole);
+  add_lagged(
+      re + whole, im + whole, [last](Lanes v) { return v & last; }, products);
+
+  const auto crossed_at = [=](int n) { return static_cast<uint64_t>(int64_t{re[n]} * im[n]); };
+  const uint64_t crossed = total(products.crossed);
+  const uint64_t crossed1 = crossed - crossed_at(0) + crossed_at(count);
+  const uint64_t crossed2 = crossed1 - crossed_at(1) + crossed_at(count + 1);
+  const auto signed_value = [](uint64_t v) { return static_cast<int64_t>(v); };
+  sums.energy = signed_value(total(products.squares) - 2 * crossed);
+  sums.re1 = signed_value(total(products.re1) - crossed1 - crossed);
+  sums.im1 = signed_value(total(products.im1) - crossed1 + crossed);
+  sums.re2 = signed_value(total(products.re2) - crossed2 - crossed);
+  sums.im2 = signed_value(total(products.im2) - crossed2 + crossed);
+  sums.bits = bits_of_row(re, im);
+}
+
+[[gnu::always_inline]] inline WideRegister energies(Lanes re, Lanes im) {
+  return folded(wide_product(re, re) + wide_product(im, im));
 }
 
 void measure_rows(const QmfMatrix& bands, int row, int count, int first, int end, uint64_t* sums) {
   for (int i = 0; i < count; ++i) {
-    WideLanes energy{};
+    WideRegister energy{};
     for (int n = first; n < end; n += kLanes) {
       const Lanes mask = first_lanes(end - n);
-      const ComplexLanes now{load(bands.re[row + i] + n) & mask, load(bands.im[row + i] + n) & mask};
-      add_energy(now, energy);
+      energy = energy + energies(load(bands.re[row + i] + n) & mask, load(bands.im[row + i] + n) & mask);
     }
     sums[i] = total(energy);
   }
 }
 
-[[gnu::always_inline]] inline Lanes scaled(Lanes v, Factor mantissa, int shift) {
-  const WideLanes wide = wide_product(v, mantissa);
-  return shift <= 32 ? narrowed(wide, shift) : shift_right_rounded(narrowed(wide, 32), shift - 32);
+// Eight values of a row, and the eight that start one later, for products without moves of lanes.
+struct RowLanes {
+  Lanes now, next;
+};
+
+[[gnu::always_inline]] inline RowLanes load_row(const int32_t* from) {
+  return {load(from), load(from + 1)};
 }
 
-void apply_gain(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift) {
-  const Factor by = factor(mantissa);
-  for (int n = 0; n < count; n += kLanes) {
-    const Lanes mask = first_lanes(count - n);
-    for (int32_t* row : {re + n, im + n}) {
-      const Lanes v = load(row);
-      store(row, select(mask, scaled(v, by, shift), v));
-    }
+[[gnu::always_inline]] inline RowLanes operator+(const RowLanes& a, const RowLanes& b) {
+  return {a.now + b.now, a.next + b.next};
+}
+
+[[gnu::always_inline]] inline WideLanes wide_product(const RowLanes& a, Factor b) {
+  return wide_product(a.now, a.next, b);
+}
+
+// Half of the unit after a shift, 0 for a shift of 0.
+[[gnu::always_inline]] inline uint32_t half_of(int shift) {
+  return 1U << shift >> 1;
+}
+
+// Products with mantissa / 2^shift; shifts up to 32 and above it differ.
+struct LargeScale {
+  Factor mantissa;
+  int shift;
+
+  [[gnu::always_inline]] Lanes operator()(const RowLanes& v) const {
+    return narrowed(wide_product(v, mantissa), shift);
+  }
+};
+
+struct SmallScale {
+  Factor mantissa;
+  uint32_t half;
+  int shift;
+
+  [[gnu::always_inline]] SmallScale(int32_t value, int all_shift)
+      : mantissa(factor(value)), half(half_of(all_shift - 32)), shift(all_shift - 32) {}
+  // Rounded to the upper word first.
+  [[gnu::always_inline]] Lanes operator()(const RowLanes& v) const {
+    return shift_right(narrowed(wide_product(v, mantissa), 32) + half, shift);
+  }
+  // Rounded once: for shifts of 33 and more the lower words change nothing.
+  [[gnu::always_inline]] Lanes exact(const RowLanes& v) const {
+    return shift_right(upper_words(wide_product(v, mantissa)) + half, shift);
+  }
+};
+
+// Calls `use` with the form of mantissa / 2^shift that suits.
+template <class Use>
+[[gnu::always_inline]] inline void with_scale(int32_t mantissa, int shift, Use use) {
+  if (shift > 32) {
+    use(SmallScale(mantissa, shift));
+  } else {
+    use(LargeScale{factor(mantissa), shift});
   }
 }
 
-// noise * mantissa / 2^shift, rounded half up. With a shift of 33 or more the lower words change nothing.
-[[gnu::always_inline]] inline Lanes scaled_noise(Lanes noise, Factor mantissa, int shift) {
-  return shift_right(upper_words(wide_product(noise, mantissa)) + (1U << (shift - 33)), shift - 32);
-}
-
-// The noise of eight slots.
-[[gnu::always_inline]] inline ComplexLanes noise_of_slots(int index, int step) {
-  ComplexLanes noise;
-  load_pairs([=](int slot) { return kSbrNoiseQ31[(index + slot * step) & (kSbrNoiseLength - 1)]; }, noise.re,
-             noise.im);
-  return noise;
+void apply_gain(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift) {
+  with_scale(mantissa, shift, [&](const auto& scale) {
+    for (int n = 0; n < count; n += kLanes) {
+      const Lanes mask = first_lanes(count - n);
+      for (int32_t* row : {re + n, im + n}) {
+        const RowLanes v = load_row(row);
+        store(row, select(mask, scale(v), v.now));
+      }
+    }
+  });
 }
 
 void apply_gain_and_noise(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift,
                           const NoiseMix& noise) {
-  const Factor by = factor(mantissa);
-  const Factor noise_by = factor(noise.mantissa);
-  int index = noise.index;
-  for (int n = 0; n < count; n += kLanes) {
-    const ComplexLanes pair = noise_of_slots(index, noise.step);
-    index += kLanes * noise.step;
-    const Lanes mask = first_lanes(count - n);
-    const auto mixed = [&](Lanes v, Lanes by_noise) {
-      return select(mask, scaled(v, by, shift) + scaled_noise(by_noise, noise_by, noise.shift), v);
-    };
-    store(re + n, mixed(load(re + n), pair.re));
-    store(im + n, mixed(load(im + n), pair.im));
-  }
-}
-
-[[gnu::always_inline]] inline ComplexLanes load_complex(const int32_t* re, const int32_t* im) {
-  return {load(re), load(im)};
+  const NoiseTable& table = noise.table;
+  const int step = kLanes * table.step;
+  const SmallScale noise_scale(noise.mantissa, noise.shift);
+  with_scale(mantissa, shift, [&, index = noise.index](const auto& scale) mutable {
+    for (int n = 0; n < count; n += kLanes, index += step) {
+      const int place = table.place[index & (kSbrNoiseLength - 1)];
+      const Lanes mask = first_lanes(count - n);
+      const auto mix = [&](int32_t* row, const int32_t* noise_row) {
+        const RowLanes v = load_row(row);
+        store(row, select(mask, scale(v) + noise_scale.exact(load_row(noise_row)), v.now));
+      };
+      mix(re + n, table.re + place);
+      mix(im + n, table.im + place);
+    }
+  });
 }
 
 // A tap in the form for products with three multiplications.
@@ -131,42 +199,43 @@ enum class PatchAddition {
   kInTheSum,  // before rounding
 };
 
+// `sum` includes the half that rounds it.
 template <PatchAddition kAddition>
 [[gnu::always_inline]] inline Lanes patched(Lanes sample, const WideLanes& sum, int shift) {
   if constexpr (kAddition == PatchAddition::kInTheSum) {
-    return narrowed(widened(sample, 28) + sum, shift);
+    return truncated(widened(sample, 28) + sum, shift);
   } else {
-    return (sample << (28 - shift)) + narrowed(sum, shift);
+    return (sample << (28 - shift)) + truncated(sum, shift);
   }
 }
 
 template <PatchAddition kAddition>
-[[gnu::always_inline]] inline uint32_t patch_row(QmfMatrix& bands, const PatchFilter& filter) {
+[[gnu::always_inline]] inline void patch_row(QmfMatrix& bands, const PatchFilter& filter) {
   const int32_t* const re = bands.re[filter.source];
   const int32_t* const im = bands.im[filter.source];
   const Tap tap1(filter.tap1_re, filter.tap1_im);
   const Tap tap2(filter.tap2_re, filter.tap2_im);
-  Lanes used{};
   for (int s = kLeadSlots; s < filter.end; s += kLanes) {
-    const ComplexLanes one = load_complex(re + s - 1, im + s - 1);
-    const ComplexLanes two = load_complex(re + s - 2, im + s - 2);
-    const WideLanes common = wide_product(one.re + one.im, tap1.re) + wide_product(two.re + two.im, tap2.re);
-    const WideLanes sum_re =
-        common - wide_product(one.im, tap1.re_plus_im) - wide_product(two.im, tap2.re_plus_im);
+    const RowLanes re1 = load_row(re + s - 1);
+    const RowLanes im1 = load_row(im + s - 1);
+    const RowLanes re2 = load_row(re + s - 2);
+    const RowLanes im2 = load_row(im + s - 2);
+    const WideLanes common =
+        with_half(wide_product(re1 + im1, tap1.re) + wide_product(re2 + im2, tap2.re), filter.shift);
+    const WideLanes sum_re = common - wide_product(im1, tap1.re_plus_im) - wide_product(im2, tap2.re_plus_im);
     const WideLanes sum_im =
-        common + wide_product(one.re, tap1.im_minus_re) + wide_product(two.re, tap2.im_minus_re);
-    const ComplexLanes out{patched<kAddition>(load(re + s), sum_re, filter.shift),
-                           patched<kAddition>(load(im + s), sum_im, filter.shift)};
-    store(bands.re[filter.target] + s, out.re);
-    store(bands.im[filter.target] + s, out.im);
-    used |= ((out.re ^ sign_mask(out.re)) | (out.im ^ sign_mask(out.im))) & first_lanes(filter.end - s);
+        common + wide_product(re1, tap1.im_minus_re) + wide_product(re2, tap2.im_minus_re);
+    store(bands.re[filter.target] + s, patched<kAddition>(load(re + s), sum_re, filter.shift));
+    store(bands.im[filter.target] + s, patched<kAddition>(load(im + s), sum_im, filter.shift));
   }
-  return any_bits(used);
 }
 
-uint32_t patch(QmfMatrix& bands, const PatchFilter& filter) {
-  return filter.shift <= 28 ? patch_row<PatchAddition::kRounded>(bands, filter)
-                            : patch_row<PatchAddition::kInTheSum>(bands, filter);
+void patch(QmfMatrix& bands, const PatchFilter& filter) {
+  if (filter.shift <= 28) {
+    patch_row<PatchAddition::kRounded>(bands, filter);
+  } else {
+    patch_row<PatchAddition::kInTheSum>(bands, filter);
+  }
 }
 
 }  // namespace

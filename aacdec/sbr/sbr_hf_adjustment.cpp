@@ -8,7 +8,6 @@
 #include "aacdec/sbr/sbr_envelope.h"
 #include "aacdec/sbr/sbr_hf_mixing.h"
 #include "aacdec/sbr/sbr_kernels.h"
-#include "aacdec/tables/sbr_noise.h"
 
 namespace zdr::aacdec {
 namespace {
@@ -106,6 +105,8 @@ void measure_present_energies(const Envelope& e, const QmfMatrix& bands, const R
   const int shift = is_power ? std::countr_zero(slots) : 0;
   for (int i = 0; i < e.m(); ++i) {
     levels.present.set(i, make_magnitude(sums[i], 2 * scales[e.kx() + i].exponent - shift));
+    // A square is not above the sum of all.
+    levels.bits[i] = static_cast<uint8_t>((std::bit_width(sums[i]) + 1) / 2);
   }
   // Every envelope multiplies the rest of the block by gains: its exponents would grow without end.
   levels.present.clear_after(e.m());
@@ -231,6 +232,7 @@ void adjust_high_bands(const SbrFrame& frame, int channel, int fade, const RowSc
   const SbrBandTables& tables = frame.channel[channel].bands;
   const SbrGrid& grid = frame.channel[channel].grid;
   const int frame_start = start_frame(tables, grid, state);
+  levels.noise_table.arrange(tables.m);
   for (int index = 0; index < grid.envelope_count; ++index) {
     Envelope e = envelope_of(frame, channel, index, state);
     e.fade = fade;

@@ -242,13 +242,12 @@ int patch_shift(const Source& source) {
   return source.bits + 4;
 }
 
-RowScale scale_of_patch(const Source& source, uint32_t used) {
-  return {static_cast<int8_t>(patch_shift(source) - 28 - kSampleScaleBits),
-          static_cast<uint8_t>(std::bit_width(used))};
+RowScale scale_of_patch(const Source& source) {
+  return {static_cast<int8_t>(patch_shift(source) - 28 - kSampleScaleBits)};
 }
 
-RowScale patch_whitened(QmfMatrix& bands, const Source& source, int source_row, int target_row, int end_slot,
-                        int32_t bandwidth_q31) {
+void patch_whitened(QmfMatrix& bands, const Source& source, int source_row, int target_row, int end_slot,
+                    int32_t bandwidth_q31) {
   const int32_t squared = scaled_q31(bandwidth_q31, bandwidth_q31);
   const Predictor& p = source.predictor;
   PatchFilter filter;
@@ -260,30 +259,24 @@ RowScale patch_whitened(QmfMatrix& bands, const Source& source, int source_row, 
   filter.tap2_im = scaled_q31(p.tap2_im, squared);
   filter.shift = patch_shift(source);
   filter.end = end_slot;
-  return scale_of_patch(source, sbr_kernels().patch(bands, filter));
+  sbr_kernels().patch(bands, filter);
 }
 
-// `from` in the unit of the patched row, as the kernel computes it if both taps are 0. Returns the same bits.
-uint32_t rescale_row(const int32_t* from, int32_t* to, int end_slot, int shift) {
+// `from` in the unit of the patched row, as the kernel computes it if both taps are 0.
+void rescale_row(const int32_t* from, int32_t* to, int end_slot, int shift) {
   const int left = std::max(28 - shift, 0);
   const int right = std::max(shift - 28, 0);
   const int32_t half = right == 0 ? 0 : 1 << (right - 1);
-  uint32_t used = 0;
   for (int s = kLeadSlots; s < end_slot; ++s) {
     // `from` is below 2^bits, the result below 2^24.
-    const int32_t v = (shift_left_wrapping(from[s], left) + half) >> right;
-    to[s] = v;
-    used |= static_cast<uint32_t>(v ^ (v >> 31));
+    to[s] = (shift_left_wrapping(from[s], left) + half) >> right;
   }
-  return used;
 }
 
-RowScale patch_unchanged(QmfMatrix& bands, const Source& source, int source_row, int target_row,
-                         int end_slot) {
+void patch_unchanged(QmfMatrix& bands, const Source& source, int source_row, int target_row, int end_slot) {
   const int shift = patch_shift(source);
-  const uint32_t used = rescale_row(bands.re[source_row], bands.re[target_row], end_slot, shift) |
-                        rescale_row(bands.im[source_row], bands.im[target_row], end_slot, shift);
-  return scale_of_patch(source, used);
+  rescale_row(bands.re[source_row], bands.re[target_row], end_slot, shift);
+  rescale_row(bands.im[source_row], bands.im[target_row], end_slot, shift);
 }
 
 // Without whitening, which is frequent, a row needs no predictor.
@@ -291,9 +284,11 @@ RowScale patch_row(QmfMatrix& bands, Source& source, int source_row, int target_
                    int32_t bandwidth_q31) {
   if (bandwidth_q31 == 0) {
     if (!source.has_bits) measure_bits(bands, source_row, source);
-    return patch_unchanged(bands, source, source_row, target_row, end_slot);
+    patch_unchanged(bands, source, source_row, target_row, end_slot);
+  } else {
+    patch_whitened(bands, source, source_row, target_row, end_slot, bandwidth_q31);
   }
-  return patch_whitened(bands, source, source_row, target_row, end_slot, bandwidth_q31);
+  return scale_of_patch(source);
 }
 
 }  // namespace

@@ -65,21 +65,21 @@ void push_history(MagnitudeRow (&history)[kSmoothed], const MagnitudeRow& now, i
 // Mixes one band. Samples are at kSampleScaleBits.
 class BandMixer {
  public:
-  BandMixer(QmfMatrix& bands, int row, RowScale scale)
-      : re_(bands.re[row] + kLeadSlots), im_(bands.im[row] + kLeadSlots), scale_(scale) {}
+  BandMixer(QmfMatrix& bands, int row, RowScale scale, int bits)
+      : re_(bands.re[row] + kLeadSlots), im_(bands.im[row] + kLeadSlots), scale_(scale), bits_(bits) {}
 
   void scale(int first, int end, Magnitude gain) { scale_by(first, end, factor_of_gain(gain)); }
 
-  // The index advances by `step` per slot.
-  void scale_and_add_noise(int first, int end, Magnitude gain, Magnitude noise, int index, int step) {
+  void scale_and_add_noise(int first, int end, Magnitude gain, Magnitude noise, int index,
+                           const NoiseTable& table) {
     const Factor by = factor_of_gain(gain);
     const Factor noise_by = factor_of(noise, kSampleScaleBits - 31, 31);
     if (!by.in_range || !noise_by.in_range || noise_by.mantissa == 0) {
       scale_by(first, end, by);
-      add_noise(first, end, noise_by, index, step);
+      add_noise(first, end, noise_by, index, table.step);
       return;
     }
-    const NoiseMix mix{static_cast<int32_t>(noise_by.mantissa), noise_by.shift, index, step};
+    const NoiseMix mix{static_cast<int32_t>(noise_by.mantissa), noise_by.shift, index, table};
     sbr_kernels().apply_gain_and_noise(re_ + first, im_ + first, end - first,
                                        static_cast<int32_t>(by.mantissa), by.shift, mix);
   }
@@ -97,7 +97,7 @@ class BandMixer {
 
  private:
   Factor factor_of_gain(Magnitude gain) const {
-    return factor_of(gain, scale_.exponent + kSampleScaleBits, scale_.bits);
+    return factor_of(gain, scale_.exponent + kSampleScaleBits, bits_);
   }
   void scale_by(int first, int end, const Factor& by) {
     if (by.in_range) {
@@ -121,6 +121,7 @@ class BandMixer {
   int32_t* re_;
   int32_t* im_;
   RowScale scale_;
+  int bits_;  // samples before the gain are below 2^bits
 };
 
 struct Mix {
@@ -138,7 +139,7 @@ void mix_part(const Mix& mix, BandMixer& mixer, int band, int first, int end, Ma
     return;
   }
   const int index = mix.state.noise_index + (first - mix.slots.first) * mix.tables.m + band + 1;
-  mixer.scale_and_add_noise(first, end, gain, noise, index, mix.tables.m);
+  mixer.scale_and_add_noise(first, end, gain, noise, index, mix.levels.noise_table);
 }
 
 // With smoothing, each slot within reach of the history has its own values; those of later slots are
@@ -164,6 +165,22 @@ void mix_band(const Mix& mix, BandMixer& mixer, int band) {
 
 }  // namespace
 
+void NoiseTable::arrange(int new_step) {
+  if (step == new_step) return;
+  step = new_step;
+  const int cycles = step & -step;  // the largest power of two that divides it
+  const int length = kSbrNoiseLength / cycles;
+  int at = 0;
+  for (int first = 0; first < cycles; ++first) {
+    for (int i = 0; i < length + kRepeated; ++i, ++at) {
+      const int index = (first + i * step) & (kSbrNoiseLength - 1);
+      if (i < length) place[index] = static_cast<uint16_t>(at);
+      re[at] = kSbrNoiseQ31[index][0];
+      im[at] = kSbrNoiseQ31[index][1];
+    }
+  }
+}
+
 void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const SbrLevels& levels,
                     const RowScale (&scales)[kQmfBands], SbrChannelState& state, QmfMatrix& bands) {
   const int count = slots.end - slots.first;
@@ -175,7 +192,7 @@ void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const 
   const Mix mix{tables, slots, levels, state};
   for (int band = 0; band < tables.m; ++band) {
     const int row = tables.kx + band;
-    BandMixer mixer(bands, row, scales[row]);
+    BandMixer mixer(bands, row, scales[row], levels.bits[band]);
     mix_band(mix, mixer, band);
     if (levels.sine.is_zero(band)) continue;
     mixer.add_sine(slots.first, slots.end, sine_amplitude(levels.sine[band]), state.sine_phase, row % 2 != 0);

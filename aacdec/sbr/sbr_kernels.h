@@ -29,12 +29,12 @@ struct LaggedSums {
   uint32_t bits = 0;  // the OR of the absolute values
 };
 
-// Noise of kSbrNoiseQ31 times mantissa / 2^shift.
+// Noise times mantissa / 2^shift.
 struct NoiseMix {
   int32_t mantissa = 0;
   int shift = 33;  // 33 to 62
   int index = 0;   // of the first slot
-  int step = 0;    // from one slot to the next
+  const NoiseTable& table;
 };
 
 struct SbrKernels {
@@ -48,9 +48,8 @@ struct SbrKernels {
   void (*synthesise)(const QmfMatrix& bands, int band_count, int band_end, int scale_bits,
                      QmfSynthesisState& state, QmfScratch& scratch, int16_t* pcm, int stride);
   // target[s] = (2^28 source[s] + tap1 source[s - 1] + tap2 source[s - 2]) / 2^shift, for s from kLeadSlots
-  // to `end`; up to 7 slots after it are overwritten. Results of 2^31 and more wrap. Returns the OR of the
-  // absolute values of the results.
-  uint32_t (*patch)(QmfMatrix& bands, const PatchFilter& filter);
+  // to `end`; up to 7 slots after it are overwritten. Results of 2^31 and more wrap.
+  void (*patch)(QmfMatrix& bands, const PatchFilter& filter);
   // Computes the sums over n from 0 to count - 1, and the bits of all kRowSlots values. Samples are below
   // 2^28.
   void (*correlate)(const int32_t* re, const int32_t* im, int count, LaggedSums& sums);
@@ -78,7 +77,7 @@ struct SbrKernels {
 
   // Multiplies by mantissa / 2^shift, shift 1 to 62. Results of 2^31 and more wrap.
   void (*apply_gain)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift);
-  // The same, and adds noise. Rows may be read up to 7 values past the last one used.
+  // The same, and adds noise. Rows may be read up to 8 values past the last one used.
   void (*apply_gain_and_noise)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift,
                                const NoiseMix& noise);
 

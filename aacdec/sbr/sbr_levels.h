@@ -7,13 +7,13 @@
 
 #include "aacdec/fixed/magnitude.h"
 #include "aacdec/sbr/qmf_data.h"
+#include "aacdec/tables/sbr_noise.h"
 
 namespace zdr::aacdec {
 
 // Each generated row has its own scale, so that neither loud nor quiet rows lose precision.
 struct RowScale {
-  int8_t exponent = 0;  // samples * 2^exponent are steps of 16-bit PCM
-  uint8_t bits = 0;     // every sample of the row is below 2^bits; at most 28
+  int8_t exponent = 0;  // samples, which are below 2^28, times 2^exponent are steps of 16-bit PCM
 };
 
 // Kernels compute rows of magnitudes in blocks of this size, whatever the instruction set: the numbers after
@@ -48,6 +48,23 @@ struct MagnitudeRow {
   }
 };
 
+// The noise of SBR (kSbrNoiseQ31) in the order in which a band reads it: the values of consecutive slots,
+// which are `step` apart in the sequence, follow each other.
+struct NoiseTable {
+  // A band reads a cycle of the sequence, for each remainder of the index by the common divisor of `step` and
+  // the length. Behind each cycle its start is repeated, as far as eight values and the next one reach.
+  static constexpr int kRepeated = 8;
+  static constexpr int kLargestStep = kQmfBands;
+  static constexpr int kSize = kSbrNoiseLength + kRepeated * kLargestStep;
+
+  int32_t re[kSize];
+  int32_t im[kSize];
+  uint16_t place[kSbrNoiseLength];  // of each value of the sequence
+  int32_t step;
+
+  void arrange(int new_step);  // does nothing if the step is the same
+};
+
 // Gain, noise and sine are energies until the adjustment replaces them by their square roots for mixing.
 struct SbrLevels {
   MagnitudeRow target;   // transmitted energy
@@ -61,6 +78,9 @@ struct SbrLevels {
   MagnitudeRow factor;  // the limit of the gain, then the boost after limiting
   bool has_sine[kQmfBands];
   int32_t sine_count;  // if 0, `sine` and `has_sine` are all zero
+  // Each sample of the copied signal, before the gain, is below 2^bits.
+  uint8_t bits[kQmfBands];
+  NoiseTable noise_table;  // kept from frame to frame
 };
 
 }  // namespace zdr::aacdec

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <bit>
 #include <cfenv>
 #include <cmath>
 #include <cstring>
@@ -265,7 +264,7 @@ TEST(SbrSynthesis, CopiesRowsWithoutWhiteningAsTheFilterDoes) {
     const QmfMatrix copied = *bands;
     const PatchFilter filter{
         row, target, 0, 0, 0, 0, scales[target].exponent + 28 + kSampleScaleBits, kQmfSlots + kLeadSlots};
-    EXPECT_EQ(scales[target].bits, std::bit_width(sbr_kernels().patch(*bands, filter))) << row;
+    sbr_kernels().patch(*bands, filter);
     for (int s = kLeadSlots; s < filter.end; ++s) {
       ASSERT_EQ(copied.re[target][s], bands->re[target][s]) << row;
       ASSERT_EQ(copied.im[target][s], bands->im[target][s]) << row;
