@@ -6,6 +6,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -62,6 +63,13 @@ inline void clear_few_slots(int32_t* slots, int count) {
 inline void clear_few_columns(QmfMatrix& bands, int row, int first, int end) {
   clear_few_slots(bands.re[row] + first, end - first);
   clear_few_slots(bands.im[row] + first, end - first);
+}
+
+// Clears the rows from `first` on.
+inline void clear_rows(QmfMatrix& bands, int first) {
+  const auto bytes = static_cast<size_t>(kQmfBands - first) * sizeof bands.re[0];
+  std::memset(bands.re[first], 0, bytes);
+  std::memset(bands.im[first], 0, bytes);
 }
 
 // Clears columns [first, end) of a row.

@@ -104,7 +104,7 @@ Range extend_channel(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int 
   // Kept: a frame without SBR data leaves the SBR state (smoothing, sinusoids, announced transient, noise
   // index) as it is.
   if (range.m > 0) extend_bands(sbr, channel, frame, fade);
-  for (int row = range.end(); row < kQmfBands; ++row) clear_columns(sbr.bands, row, 0, kRowSlots);
+  clear_rows(sbr.bands, range.end());
   load_overlap(state, 2 * (state.end_border - kSbrTimeSlots), sbr.bands);
   save_overlap(sbr.bands, range, state);
   clear_slots_ahead(range, sbr.bands);
