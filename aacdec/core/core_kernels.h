@@ -37,6 +37,13 @@ struct NoiseScale {
   int32_t prepared_factor;  // tables/prepared_factor.h
 };
 
+// The rising halves of the windows of a long block, in SampleOrder. Each value is a number in Q15 up to
+// 32768, which is 1, in both words of the lane, as products of words need it.
+struct LongWindows {
+  const uint32_t* rise;
+  const uint32_t* fall;  // its mirror image is the falling half
+};
+
 struct CoreKernels {
   // DCT-IV without a scale factor: out[n] = sum of in[k] cos(pi / 1024 (n + 1/2) (k + 1/2)). `work` holds
   // kTransformWork values; `out` may be `in`. Sums wrap.
@@ -56,11 +63,13 @@ struct CoreKernels {
   void (*scale)(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate);
   // False if |y| exceeds the filter's limit; the output is then incomplete. Any count is allowed.
   bool (*all_pole)(const AllPoleFilter& filter, const LineSequence& lines);
-  // pcm[i * stride] = overlap[i] + time[i], rounded from 2^5 per step and clamped to -32767 .. 32767.
-  void (*put_samples)(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride);
-  // The same with the output of window_rise() as `time`.
-  void (*put_window_rise)(const int32_t* y, int length, const uint16_t* window, const int32_t* overlap,
-                          int16_t* pcm, int stride);
+  // Adds kFrameLength samples to the overlap, which is in SampleOrder, and keeps as many that follow as the
+  // new overlap. pcm[i * stride] is the sum, rounded from 2^5 per step and clamped to -32767 .. 32767.
+  void (*put_samples)(const int32_t* time, int32_t* overlap, int16_t* pcm, int stride);
+  // The same with the windowed inverse transform of the lines of a long block. `work` holds kTransformWork
+  // values.
+  void (*put_long_block)(const int32_t* in, LongWindows windows, int32_t* overlap, int16_t* pcm, int stride,
+                         int32_t* work);
   // Draws noise of 16 bits, one step of `state` per line. Returns the sum of the squares. `count` is a
   // multiple of 4.
   uint64_t (*draw_noise)(uint32_t& state, int32_t* lines, int count);

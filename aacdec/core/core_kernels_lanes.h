@@ -3,6 +3,7 @@
 #pragma once
 
 #include "aacdec/core/core_kernels.h"
+#include "aacdec/core/long_block_lanes.h"
 #include "aacdec/core/noise_lanes.h"
 #include "aacdec/core/spectrum_lanes.h"
 #include "aacdec/core/transform_lanes.h"
@@ -13,7 +14,7 @@ namespace {
 
 constexpr CoreKernels kCompiledCoreKernels = {dct4_long,   dct4_short,          window_rise, window_fall,
                                               mid_side,    combined_magnitudes, scale,       all_pole,
-                                              put_samples, put_window_rise,     draw_noise,  scale_noise};
+                                              put_samples, put_long_block,      draw_noise,  scale_noise};
 
 }  // namespace
 }  // namespace zdr::aacdec

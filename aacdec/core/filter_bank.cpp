@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "aacdec/core/core_kernels.h"
+#include "aacdec/core/sample_order.h"
 #include "aacdec/fixed/fixed_point.h"
 #include "aacdec/tables/window_tables.h"
 
@@ -13,27 +14,37 @@ namespace {
 // The sample at which the first of the eight short windows begins.
 constexpr int kShortWindowsStart = (kFrameLength - kShortLength) / 2;
 
-const uint16_t* long_window(int shape) {
-  return shape == 0 ? kLongSineWindow.value : kLongKbdWindow.value;
+struct LongWindow {
+  alignas(64) uint32_t ordered[kFrameLength];  // for LongWindows
+  alignas(64) uint16_t value[kFrameLength];
+};
+
+constexpr LongWindow both_orders(const WindowTable<kFrameLength>& window) {
+  LongWindow both = {};
+  SampleOrder::for_each([&](int place, int i) {
+    both.ordered[place] = window.value[i] * 0x10001U;
+    both.value[i] = window.value[i];
+  });
+  return both;
 }
 
-const uint16_t* short_slope(int shape) {
-  return shape == 0 ? kShortSineSlope.value : kShortKbdSlope.value;
-}
+// By window shape.
+constexpr LongWindow kLongWindows[2] = {both_orders(kLongSineWindow), both_orders(kLongKbdWindow)};
+constexpr LongWindow kShortSlopes[2] = {both_orders(kShortSineSlope), both_orders(kShortKbdSlope)};
 
 const uint16_t* short_window(int shape) {
   return shape == 0 ? kShortSineWindow.value : kShortKbdWindow.value;
 }
 
 // The two halves of a long block's window, both in rising order.
-const uint16_t* first_window(const IcsInfo& ics, int previous_shape) {
-  return ics.window_sequence == WindowSequence::kLongStop ? short_slope(previous_shape)
-                                                          : long_window(previous_shape);
+const LongWindow& first_window(const IcsInfo& ics, int previous_shape) {
+  return ics.window_sequence == WindowSequence::kLongStop ? kShortSlopes[previous_shape]
+                                                          : kLongWindows[previous_shape];
 }
 
-const uint16_t* second_window(const IcsInfo& ics) {
-  return ics.window_sequence == WindowSequence::kLongStart ? short_slope(ics.window_shape)
-                                                           : long_window(ics.window_shape);
+const LongWindow& second_window(const IcsInfo& ics) {
+  return ics.window_sequence == WindowSequence::kLongStart ? kShortSlopes[ics.window_shape]
+                                                           : kLongWindows[ics.window_shape];
 }
 
 // mul_q31 by a Q15 window; 32768 leaves v unchanged.
@@ -57,11 +68,9 @@ void overlap_short_windows(const int32_t* y, int previous_shape, int shape, int3
 
 void synthesise_long(const int32_t* spectrum, const IcsInfo& ics, CoreChannelState& state, int32_t* scratch,
                      int16_t* pcm, int stride) {
-  int32_t* const y = scratch + kTransformWork;
-  core_kernels().dct4_long(spectrum, y, scratch);
-  core_kernels().put_window_rise(y, kFrameLength, first_window(ics, state.previous_window_shape),
-                                 state.overlap, pcm, stride);
-  core_kernels().window_fall(y, kFrameLength, second_window(ics), state.overlap);
+  const LongWindows windows = {first_window(ics, state.previous_window_shape).ordered,
+                               second_window(ics).ordered};
+  core_kernels().put_long_block(spectrum, windows, state.overlap, pcm, stride, scratch);
 }
 
 void synthesise_short(const int32_t* spectrum, const IcsInfo& ics, CoreChannelState& state, int32_t* scratch,
@@ -72,8 +81,7 @@ void synthesise_short(const int32_t* spectrum, const IcsInfo& ics, CoreChannelSt
   // The windows cover kShortLength * 9 samples from kShortWindowsStart on, into the next frame.
   std::fill_n(time, 2 * kFrameLength, 0);
   overlap_short_windows(y, state.previous_window_shape, ics.window_shape, time + kShortWindowsStart);
-  core_kernels().put_samples(state.overlap, time, kFrameLength, pcm, stride);
-  std::copy_n(time + kFrameLength, kFrameLength, state.overlap);
+  core_kernels().put_samples(time, state.overlap, pcm, stride);
 }
 
 }  // namespace
@@ -89,8 +97,8 @@ void synthesise_channel(const int32_t* spectrum, const IcsInfo& ics, CoreChannel
 }
 
 void analyse_long(int32_t* signal, const IcsInfo& ics, int previous_shape, int32_t* lines) {
-  const uint16_t* const rise = first_window(ics, previous_shape);
-  const uint16_t* const fall = second_window(ics);
+  const uint16_t* const rise = first_window(ics, previous_shape).value;
+  const uint16_t* const fall = second_window(ics).value;
   for (int i = 0; i < kFrameLength; ++i) {
     int32_t& early = signal[i];
     int32_t& late = signal[2 * kFrameLength - 1 - i];

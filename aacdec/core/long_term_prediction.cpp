@@ -6,6 +6,7 @@
 
 #include "aacdec/core/filter_bank.h"
 #include "aacdec/core/noise_shaping.h"
+#include "aacdec/core/sample_order.h"
 #include "aacdec/fixed/fixed_point.h"
 #include "aacdec/syntax/scale_factor_bands.h"
 #include "aacdec/tables/tools_tables.h"
@@ -13,19 +14,28 @@
 namespace zdr::aacdec {
 namespace {
 
-// Sample i of the past at 2^7 per step: output samples, then the half that this frame will complete, then
-// zeros.
-int32_t past_sample(const CoreChannelState& state, int i) {
-  if (i < kLtpHistory) return state.history[i] * 128;
-  if (i < kLtpHistory + kFrameLength) return shift_left_wrapping(state.overlap[i - kLtpHistory], 2);
-  return 0;
-}
+// The past at 2^7 per step: output samples, then the half that this frame will complete, then zeros.
+class Past {
+ public:
+  explicit Past(const CoreChannelState& state) : history_(state.history) {
+    SampleOrder::for_each([&](int place, int i) { half_[i] = shift_left_wrapping(state.overlap[place], 2); });
+  }
+  int32_t operator[](int i) const {
+    if (i < kLtpHistory) return history_[i] * 128;
+    return i < kLtpHistory + kFrameLength ? half_[i - kLtpHistory] : 0;
+  }
+
+ private:
+  const int16_t* history_;
+  int32_t half_[kFrameLength];
+};
 
 void make_prediction(const LtpData& ltp, const CoreChannelState& state, int32_t* signal) {
   const int32_t gain = kLtpGains[ltp.coefficient];
+  const Past past(state);
   for (int i = 0; i < 2 * kFrameLength; ++i) {
     // Gains exceed 1 and are therefore in Q30.
-    signal[i] = shift_left_wrapping(mul_q31(past_sample(state, kLtpHistory - ltp.lag + i), gain), 1);
+    signal[i] = shift_left_wrapping(mul_q31(past[kLtpHistory - ltp.lag + i], gain), 1);
   }
 }
 

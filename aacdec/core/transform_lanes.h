@@ -116,9 +116,10 @@ template <class Products, typename Put>
 }
 
 // Fourier transform of 512 points in place: row k receives values 8 k to 8 k + 7. `work` has the size of
-// `rows`.
+// `rows`. Returns the OR of the absolute values.
 template <class Products>
-[[gnu::always_inline]] inline void fourier_512(int32_t* rows, int32_t* work, Products& mul) {
+[[gnu::always_inline]] inline uint32_t fourier_512(int32_t* rows, int32_t* work, Products& mul) {
+  Lanes seen = {};
   fourier_64(rows, mul, [&](int row, ComplexLanes v) {
     store_row(work, row,
               rotate(v, eight_rotations(kFourier512Rotations, 8 * row),
@@ -132,11 +133,16 @@ template <class Products>
     ComplexLanes v[8];
     for (int i = 0; i < 8; ++i) v[i] = {re[i], im[i]};
     fourier_8(v, mul);
-    for (int i = 0; i < 8; ++i) store_row(rows, 8 * i + block, v[i]);
+    for (int i = 0; i < 8; ++i) {
+      store_row(rows, 8 * i + block, v[i]);
+      seen |= each([](Register x, Register y) { return absolute(x) | absolute(y); }, v[i].re, v[i].im);
+    }
   }
+  return any_bits(seen);
 }
 
-// The rows of a DCT-IV before its last rotation. False if a value was too large for the products.
+// The rows of a DCT-IV before its last rotation. False if a value was too large for the products, or is for
+// those of the rotation, which multiplies sums of two.
 template <class Products>
 [[gnu::always_inline]] inline bool transform_long(const int32_t* in, int32_t* rows, int32_t* work) {
   Products mul;
@@ -150,28 +156,33 @@ template <class Products>
   for (int row = 32; row < 64; ++row) {
     store_row(rows, row, rotate_above_eighth(row_of(row), eight_rotations(kLongRotations, 8 * row), mul));
   }
-  fourier_512(rows, work, mul);
-  return mul.are_valid();
+  return fourier_512(rows, work, mul) < 1U << 29 && mul.are_valid();
 }
 
-template <class Products>
-[[gnu::always_inline]] inline bool put_lines(const int32_t* rows, int32_t* out) {
+// Calls put(row, a, b) with the results of the last rotation in `row` below 32 and in its mirror image.
+template <class Products, typename Put>
+[[gnu::always_inline]] inline void rotate_long(const int32_t* rows, Put put) {
   Products mul;
   for (int row = 0; row < 32; ++row) {
     const int mirrored = 63 - row;
-    const ComplexLanes a =
-        rotate_below_eighth(load_row(rows, row), eight_rotations(kLongRotations, 8 * row), mul);
-    const ComplexLanes b =
-        rotate_above_eighth(load_row(rows, mirrored), eight_rotations(kLongRotations, 8 * mirrored), mul);
-    store_interleaved(out + 16 * row, a.re, -b.im);
-    store_interleaved(out + 16 * mirrored, b.re, -a.im);
+    put(row, rotate_below_eighth(load_row(rows, row), eight_rotations(kLongRotations, 8 * row), mul),
+        rotate_above_eighth(load_row(rows, mirrored), eight_rotations(kLongRotations, 8 * mirrored), mul));
   }
-  return mul.are_valid();
 }
 
-// Values of 2^30 and more are four times as large as full scale, so that only damaged streams have them.
+// Values of 2^29 and more are twice as large as full scale, so that hardly any but damaged streams have them.
 [[gnu::cold, gnu::noinline]] void transform_large_long(const int32_t* in, int32_t* rows, int32_t* work) {
   transform_long<GeneralProducts>(in, rows, work);
+}
+
+// The results of a DCT-IV in order: value 2 k is the real part of result k, value 1023 - 2 k its negated
+// imaginary part.
+template <class Products>
+[[gnu::always_inline]] inline void put_lines(const int32_t* rows, int32_t* out) {
+  rotate_long<Products>(rows, [out](int row, ComplexLanes a, ComplexLanes b) {
+    store_interleaved(out + 16 * row, a.re, -b.im);
+    store_interleaved(out + 16 * (63 - row), b.re, -a.im);
+  });
 }
 
 [[gnu::cold, gnu::noinline]] void put_large_lines(const int32_t* rows, int32_t* out) {
@@ -181,8 +192,12 @@ template <class Products>
 void dct4_long(const int32_t* in, int32_t* out, int32_t* work) {
   int32_t* const rows = work;
   int32_t* const other_rows = work + kTransformWork / 2;
-  if (!transform_long<BoundedProducts>(in, rows, other_rows)) transform_large_long(in, rows, other_rows);
-  if (!put_lines<BoundedProducts>(rows, out)) put_large_lines(rows, out);
+  if (transform_long<BoundedProducts>(in, rows, other_rows)) {
+    put_lines<BoundedProducts>(rows, out);
+    return;
+  }
+  transform_large_long(in, rows, other_rows);
+  put_large_lines(rows, out);
 }
 
 // Transposes eight windows of 128 lines to 128 rows of eight values, times 8.

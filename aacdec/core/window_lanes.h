@@ -52,28 +52,5 @@ void window_fall(const int32_t* y, int length, const uint16_t* window, int32_t* 
   }
 }
 
-// Kept: the smallest sample is -32767.
-[[gnu::always_inline]] inline Lanes samples_of(Lanes sum) {
-  return clamped(shift_right(sum + 16, 5), -32767, 32767);
-}
-
-void put_samples(const int32_t* overlap, const int32_t* time, int count, int16_t* pcm, int stride) {
-  for (int i = 0; i < count; i += kLanes) {
-    put_words(pcm + stride * i, samples_of(load(overlap + i) + load(time + i)), stride, i + kLanes == count);
-  }
-}
-
-void put_window_rise(const int32_t* y, int length, const uint16_t* window, const int32_t* overlap,
-                     int16_t* pcm, int stride) {
-  for (int i = 0; i < length / 2; i += kLanes) {
-    const int mirrored = length - kLanes - i;
-    const int32_t* const from = y + length / 2 + i;
-    const Lanes early = windowed(load(from), load_words(window + i));
-    const Lanes late = windowed(-load_reversed(from), load_words(window + mirrored));
-    put_words(pcm + stride * i, samples_of(load(overlap + i) + early), stride, false);
-    put_words(pcm + stride * mirrored, samples_of(load(overlap + mirrored) + late), stride, i == 0);
-  }
-}
-
 }  // namespace
 }  // namespace zdr::aacdec

@@ -81,17 +81,27 @@ static_assert(kLanes == 8 && sizeof(Lanes) == 4 * kLanes);
   }
 }
 
+// Replaces the even ones of eight words. The odd ones of `even` are 0.
+[[gnu::always_inline]] inline void put_even_words(int16_t* to, EightWords even) {
+  EightWords words;
+  std::memcpy(&words, to, sizeof words);
+#ifdef __SSE4_1__
+  words = reinterpret_cast<EightWords>(
+      _mm_blend_epi16(reinterpret_cast<__m128i>(words), reinterpret_cast<__m128i>(even), 0x55));
+#else
+  constexpr EightWords kOdd{0, -1, 0, -1, 0, -1, 0, -1};
+  words = (words & kOdd) | even;
+#endif
+  std::memcpy(to, &words, sizeof words);
+}
+
 // The same with eight words.
 [[gnu::always_inline]] inline void put_words(int16_t* to, EightWords v, int stride, bool last) {
   if (stride == 1) {
     std::memcpy(to, &v, sizeof v);
   } else if (!last) {
-    constexpr EightWords kBetween{0, -1, 0, -1, 0, -1, 0, -1};
-    EightWords words[2];
-    std::memcpy(words, to, sizeof words);
-    words[0] = (words[0] & kBetween) | interleaved<0>(v, EightWords{});
-    words[1] = (words[1] & kBetween) | interleaved<1>(v, EightWords{});
-    std::memcpy(to, words, sizeof words);
+    put_even_words(to, interleaved<0>(v, EightWords{}));
+    put_even_words(to + 8, interleaved<1>(v, EightWords{}));
   } else {
     for (int i = 0; i < 8; ++i) to[2 * i] = v[i];
   }

@@ -34,6 +34,12 @@ using HalfLanes = uint32_t __attribute__((vector_size(16)));
       _mm256_set_m128i(reinterpret_cast<__m128i>(high), reinterpret_cast<__m128i>(low)));
 }
 
+// Four lanes of a, then four of b, saturated.
+[[gnu::always_inline]] inline EightWords saturated_words(HalfLanes a, HalfLanes b) {
+  return reinterpret_cast<EightWords>(
+      _mm_packs_epi32(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+}
+
 #else
 
 [[gnu::always_inline]] inline HalfLanes lower_half(Lanes v) {
@@ -49,6 +55,23 @@ using HalfLanes = uint32_t __attribute__((vector_size(16)));
 }
 
 #endif
+
+[[gnu::always_inline]] inline EightWords larger(EightWords a, EightWords b) {
+#ifdef __SSE2__
+  return reinterpret_cast<EightWords>(
+      _mm_max_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+#else
+  return a > b ? a : b;
+#endif
+}
+
+// The sixteen lanes in the order of store_interleaved(), saturated: the first and the last eight words.
+[[gnu::always_inline]] inline void interleave_saturated(Lanes a, Lanes b, EightWords (&words)[2]) {
+  const EightWords first = saturated_words(lower_half(a), upper_half(b));
+  const EightWords second = saturated_words(upper_half(a), lower_half(b));
+  words[0] = __builtin_shufflevector(first, first, 0, 7, 1, 6, 2, 5, 3, 4);
+  words[1] = __builtin_shufflevector(second, second, 0, 7, 1, 6, 2, 5, 3, 4);
+}
 
 [[gnu::always_inline]] inline Lanes load_halves(const int32_t* low, const int32_t* high) {
   return joined(load_four(low), load_four(high));

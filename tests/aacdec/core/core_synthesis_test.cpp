@@ -158,15 +158,19 @@ TEST(CoreSynthesis, KeptDynamicRangeHasCoarseStepsAndALowReference) {
 }
 
 TEST(CoreSynthesis, KeptSmallestSampleIsMinus32767) {
-  const int32_t overlap[16] = {};
-  const int32_t time[16] = {0,           15,          16,      -16,       -17,        47,
-                            48,          -48,         -49,     32 * 7,    32767 * 32, 32767 * 32 + 16,
-                            -32767 * 32, -32768 * 32, 1 << 25, -(1 << 25)};
+  const std::vector<int32_t> sums = {0,           15,          16,         -16,
+                                     -17,         47,          48,         -48,
+                                     -49,         32 * 7,      32767 * 32, 32767 * 32 + 16,
+                                     -32767 * 32, -32768 * 32, 1 << 25,    -(1 << 25)};
   const Pcm expected = {0, 0, 1, 0, -1, 1, 2, -1, -2, 7, 32767, 32767, -32767, -32767, 32767, -32767};
   for (const VectorLevel level : vector_levels()) {
     limit_vector_level(level);
-    Pcm pcm(16);
-    core_kernels().put_samples(overlap, time, 16, pcm.data(), 1);
+    std::vector<int32_t> time = sums;
+    time.resize(2 * kFrameLength);
+    int32_t overlap[kFrameLength] = {};
+    Pcm pcm(kFrameLength);
+    core_kernels().put_samples(time.data(), overlap, pcm.data(), 1);
+    pcm.resize(expected.size());
     EXPECT_EQ(pcm, expected);
   }
 }
