@@ -39,7 +39,8 @@ struct SbrSynthesis {
   int core_channels;
   int banks;
 
-  // Working memory of both channels; its contents are not preserved between calls.
+  // Working memory of both channels. Of its contents, only the order of the noise (levels.noise_table) and
+  // what levels.sine_count says are used again.
   QmfMatrix bands;
   QmfScratch scratch;
   SbrCoreTail core_tail;
