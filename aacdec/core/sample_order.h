@@ -2,6 +2,8 @@
 // so that no lanes change places between the transform and the output.
 #pragma once
 
+#include <initializer_list>
+
 #include "aacdec/syntax/stream_format.h"
 
 namespace zdr::aacdec {

@@ -1,5 +1,4 @@
-// Windows and output of the filter bank (ISO/IEC 14496-3, 4.6.11.3), eight lanes at a time. For kernel files
-// only.
+// The windows of short blocks (ISO/IEC 14496-3, 4.6.11.3), eight lanes at a time. For kernel files only.
 #pragma once
 
 #include <cstdint>
