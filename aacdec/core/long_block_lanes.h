@@ -17,8 +17,7 @@ namespace {
 [[gnu::always_inline]] inline Register long_window_product(Register a, Register window) {
 #ifdef __SSE2__
   const Register doubled = a + a;
-  // The upper words of both products are in their places; a full product of the upper half lacks its lower
-  // word.
+  // The product of an upper word is complete but for its lower 16 bits, which are added.
   return upper_word_products(doubled, window) + (lower_word_products(doubled, window) >> 16);
 #else
   return (a >> 15) * (window & 0xFFFF) + ((a & 0x7FFF) * (window & 0xFFFF) >> 15);
@@ -42,7 +41,8 @@ struct Unwindowed {
   return v;
 }
 
-// Writes a block of samples whose even and reversed odd numbers these are, at 2^5 per step.
+// Writes a block of 16 samples, at 2^5 per step: `even` has those with even numbers, `odd` the others, last
+// one first.
 //
 // Kept: the smallest sample is -32767.
 [[gnu::always_inline]] inline void put_block(Lanes even, Lanes odd, int16_t* pcm, int stride, bool last) {

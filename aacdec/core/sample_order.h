@@ -15,8 +15,12 @@ struct SampleOrder {
   static constexpr int kPairs = kFrameLength / (2 * kBlock);
 
   // The first sample of a block.
-  static constexpr int early_block(int pair) { return kFrameLength / 2 - kBlock * (pair + 1); }
-  static constexpr int late_block(int pair) { return kFrameLength / 2 + kBlock * pair; }
+  [[gnu::always_inline]] static constexpr int early_block(int pair) {
+    return kFrameLength / 2 - kBlock * (pair + 1);
+  }
+  [[gnu::always_inline]] static constexpr int late_block(int pair) {
+    return kFrameLength / 2 + kBlock * pair;
+  }
 
   // Calls visit(place, sample) for every sample of a frame.
   template <typename Visit>

@@ -170,7 +170,7 @@ template <class Products, typename Put>
   }
 }
 
-// Values of 2^29 and more are twice as large as full scale, so that hardly any but damaged streams have them.
+// Values of 2^29 and more are twice full scale: they are rare unless a stream is damaged.
 [[gnu::cold, gnu::noinline]] void transform_large_long(const int32_t* in, int32_t* rows, int32_t* work) {
   transform_long<GeneralProducts>(in, rows, work);
 }

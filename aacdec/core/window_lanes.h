@@ -5,7 +5,6 @@
 
 #include "aacdec/fixed/bounded_products.h"
 #include "aacdec/fixed/half_lanes.h"
-#include "aacdec/fixed/wide_lanes.h"
 
 namespace zdr::aacdec {
 namespace {

@@ -69,18 +69,6 @@ static_assert(kLanes == 8 && sizeof(Lanes) == 4 * kLanes);
   return select(sign_mask((a ^ b) & (a ^ difference)), saturated(a), difference);
 }
 
-// Stores the low 16 bits of each lane at to[i * stride]; stride is 1 or 2. The last call of a buffer writes
-// nothing beyond its last word.
-[[gnu::always_inline]] inline void put_words(int16_t* to, Lanes v, int stride, bool last) {
-  if (stride == 1) {
-    store_words(to, v);
-  } else if (!last) {
-    store_every_second_word(to, v);
-  } else {
-    for (int i = 0; i < kLanes; ++i) to[2 * i] = static_cast<int16_t>(lane(v, i));
-  }
-}
-
 // Replaces the even ones of eight words. The odd ones of `even` are 0.
 [[gnu::always_inline]] inline void put_even_words(int16_t* to, EightWords even) {
   EightWords words;
@@ -95,7 +83,8 @@ static_assert(kLanes == 8 && sizeof(Lanes) == 4 * kLanes);
   std::memcpy(to, &words, sizeof words);
 }
 
-// The same with eight words.
+// Stores eight words at to[i * stride]; stride is 1 or 2. The last call of a buffer writes nothing beyond its
+// last word.
 [[gnu::always_inline]] inline void put_words(int16_t* to, EightWords v, int stride, bool last) {
   if (stride == 1) {
     std::memcpy(to, &v, sizeof v);

@@ -52,20 +52,6 @@ template <int... kNumbers>
   return __builtin_shufflevector(a, b, kNumbers...);
 }
 
-// Lane i of `first` and of `second`: the two numbers at `place(i)`.
-template <class Place>
-[[gnu::always_inline]] inline void load_pairs(const Place& place, Lanes& first, Lanes& second) {
-  const auto pair = [&](int i) {
-    uint64_t both;
-    std::memcpy(&both, place(i), sizeof both);
-    return both;
-  };
-  const auto low = reinterpret_cast<Lanes>(WideRegister{pair(0), pair(1), pair(4), pair(5)});
-  const auto high = reinterpret_cast<Lanes>(WideRegister{pair(2), pair(3), pair(6), pair(7)});
-  first = shuffle<0, 2, 8, 10, 4, 6, 12, 14>(low, high);
-  second = shuffle<1, 3, 9, 11, 5, 7, 13, 15>(low, high);
-}
-
 // Column by column, saturated.
 [[gnu::always_inline]] inline void transpose_saturated(const Lanes (&rows)[kLanes],
                                                        EightWords (&columns)[kLanes]) {

@@ -119,11 +119,6 @@ template <class Operation, class... Values>
   return {load_words_of_register(from), load_words_of_register(from + kRegisterLanes)};
 }
 
-[[gnu::always_inline]] inline void store_words(int16_t* to, Lanes v) {
-  store_words(to, v.low);
-  store_words(to + kRegisterLanes, v.high);
-}
-
 // Four lanes of the sixteen in four registers; they must come from at most two of the registers.
 template <int k0, int k1, int k2, int k3>
 [[gnu::always_inline]] inline Register shuffle_part(const Register (&from)[4]) {
@@ -139,24 +134,6 @@ template <int k0, int k1, int k2, int k3, int... kHigh>
 [[gnu::always_inline]] inline Lanes shuffle(Lanes a, Lanes b) {
   const Register from[] = {a.low, a.high, b.low, b.high};
   return {shuffle_part<k0, k1, k2, k3>(from), shuffle_part<kHigh...>(from)};
-}
-
-// Lane i of `first` and of `second`: the two numbers at `place(i)`.
-template <class Place>
-[[gnu::always_inline]] inline void load_pairs(const Place& place, Lanes& first, Lanes& second) {
-  const auto pair = [&](int i) {
-    uint64_t both;
-    std::memcpy(&both, place(i), sizeof both);
-    return both;
-  };
-  const auto load_half = [&](int from, Register& first_half, Register& second_half) {
-    const auto low = reinterpret_cast<Register>(WideRegister{pair(from), pair(from + 1)});
-    const auto high = reinterpret_cast<Register>(WideRegister{pair(from + 2), pair(from + 3)});
-    first_half = __builtin_shufflevector(low, high, 0, 2, 4, 6);
-    second_half = __builtin_shufflevector(low, high, 1, 3, 5, 7);
-  };
-  load_half(0, first.low, second.low);
-  load_half(kRegisterLanes, first.high, second.high);
 }
 
 // Column by column, saturated.
@@ -234,11 +211,6 @@ template <class Place>
 
 [[gnu::always_inline]] inline Lanes pair_product(Lanes a, Factor b) {
   return {pair_product(a.low, b.lanes), pair_product(a.high, b.lanes)};
-}
-
-[[gnu::always_inline]] inline void store_every_second_word(int16_t* to, Lanes v) {
-  store_every_second_word(to, v.low);
-  store_every_second_word(to + 2 * kRegisterLanes, v.high);
 }
 
 [[gnu::always_inline]] inline void add_to(uint64_t* sums, const WideLanes& v) {

@@ -2,7 +2,6 @@
 // instructions differ between the sets. For kernel files only; fixed_lanes.h builds on it.
 #pragma once
 
-#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -47,13 +46,6 @@ struct WideRegisters {
   Words words;
   std::memcpy(&words, from, sizeof words);
   return __builtin_convertvector(words, Register);
-}
-
-// The low 16 bits of each lane.
-[[gnu::always_inline]] inline void store_words(int16_t* to, Register v) {
-  using Words = uint16_t __attribute__((vector_size(2 * kRegisterLanes)));
-  const Words words = __builtin_convertvector(v, Words);
-  std::memcpy(to, &words, sizeof words);
 }
 
 // Computed before any later term is: otherwise the compiler computes all terms of a long sum first and runs
@@ -238,15 +230,6 @@ struct LaneFactors {
   const Register b_high = b >> 16;
   return (a_high * b_high << 1) + ((a & 0xFFFF) * b_high >> 15) + (a_high * (b & 0xFFFF) >> 15);
 #endif
-}
-
-// Stores the low 16 bits of each lane at to[0], to[2], to[4] ... and leaves the words between unchanged.
-[[gnu::always_inline]] inline void store_every_second_word(int16_t* to, Register v) {
-  constexpr int kPlace = std::endian::native == std::endian::little ? 0 : 16;
-  Register words;
-  std::memcpy(&words, to, sizeof words);
-  words = (words & ~(0xFFFFU << kPlace)) | ((v & 0xFFFF) << kPlace);
-  std::memcpy(to, &words, sizeof words);
 }
 
 #if defined(__AVX2__)

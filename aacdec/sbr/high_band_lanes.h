@@ -117,7 +117,7 @@ struct RowLanes {
   return 1U << shift >> 1;
 }
 
-// Products with mantissa / 2^shift; shifts up to 32 and above it differ.
+// Products with mantissa / 2^shift. Shifts above 32 are rounded in two steps and so need another form.
 struct LargeScale {
   Factor mantissa;
   int shift;

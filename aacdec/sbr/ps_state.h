@@ -42,7 +42,7 @@ struct AllPassState {
   alignas(64) int32_t link_im[kLinkSlots][kAllPassLanes];
 };
 
-// Track the energies of the parameter bands to detect transients, in squared units of samples.
+// These track the energies of the parameter bands to detect transients, in squared units of samples.
 struct TransientDetectors {
   alignas(64) uint64_t peak[kPsBands];
   alignas(64) uint64_t smooth[kPsBands];
@@ -74,8 +74,8 @@ struct PsSynthesisState {
     TransientDetectors detectors;
   } memory;
   int32_t mixing_q30[kPsBands][kMixingEntries];  // reached at the end of the previous frame
-  // The course of the entries over the slots of a frame, and how many values in a row were drawn without a
-  // step: if all of them, a frame in which the entry stays the same need not draw it.
+  // The course of the entries over the slots of a frame. steady_slots: the number of latest slots, at most
+  // kQmfSlots, that have the present value. At kQmfSlots all slots have it and need not be drawn again.
   alignas(64) int32_t mixing_rows_q30[kPsBands][kMixingEntries][kQmfSlots];
   uint8_t steady_slots[kPsBands][kMixingEntries];
 

@@ -50,8 +50,8 @@ struct SbrKernels {
   // target[s] = (2^28 source[s] + tap1 source[s - 1] + tap2 source[s - 2]) / 2^shift, for s from kLeadSlots
   // to `end`; up to 7 slots after it are overwritten. Results of 2^31 and more wrap.
   void (*patch)(QmfMatrix& bands, const PatchFilter& filter);
-  // Computes the sums over n from 0 to count - 1, and the bits of all kRowSlots values. Samples are below
-  // 2^28.
+  // Computes the sums over n from 0 to count - 1, and the bits of all kRowSlots values. `count` is at most
+  // kRowSlots - 2; samples are below 2^28.
   void (*correlate)(const int32_t* re, const int32_t* im, int count, LaggedSums& sums);
   // Sums |x[n]|^2 over slots [first, end) of `count` rows from `row` on.
   void (*measure_rows)(const QmfMatrix& bands, int row, int count, int first, int end, uint64_t* sums);

@@ -60,9 +60,10 @@ struct NoiseTable {
   int32_t re[kSize];
   int32_t im[kSize];
   uint16_t place[kSbrNoiseLength];  // of each value of the sequence
-  int32_t step;
+  int32_t step;                     // 0 before the first arrange()
 
-  void arrange(int new_step);  // does nothing if the step is the same
+  // `new_step` is 1 to kLargestStep. Does nothing if the step is the same.
+  void arrange(int new_step);
 };
 
 // Gain, noise and sine are energies until the adjustment replaces them by their square roots for mixing.
