@@ -106,15 +106,15 @@ void interpolate_mixing(const PsFrame& frame, int band, PsSynthesisState& ps) {
   for (int envelope = 0; envelope < frame.envelope_count; ++envelope) {
     const int end = std::min<int>(frame.border[envelope], kQmfSlots);
     const auto target = mixing_of(frame, envelope, band);
-    for (int i = 0; i < kMixingEntries; ++i)
+    for (int i = 0; i < kMixingEntries; ++i) {
       draw_line(ps, band, i, first, end, target[static_cast<size_t>(i)]);
+    }
     mixes_copy |= has_copy(reached);
     first = std::max(first, end);
   }
-  for (int i = 0; first < kQmfSlots && i < kMixingEntries; ++i) {
-    draw_line(ps, band, i, first, kQmfSlots, reached[i]);
-  }
   ps.mixes_copy[band] = mixes_copy;
+  if (first == kQmfSlots) return;
+  for (int i = 0; i < kMixingEntries; ++i) draw_line(ps, band, i, first, kQmfSlots, reached[i]);
 }
 
 }  // namespace

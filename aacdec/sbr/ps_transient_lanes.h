@@ -68,12 +68,24 @@ struct DetectorLanes {
     smooth = (smooth + smooth + smooth + energy) >> 2;
     difference = (difference + difference + difference + excess_of_peak) >> 2;
   }
+  [[gnu::always_inline]] WideRegister threshold() const { return difference + (difference >> 1); }
 };
 
 [[gnu::always_inline]] inline WideRegister copy_mask(const PsSynthesisState& ps, int band) {
   WideRegister mask;
   for (int i = 0; i < kWideLanes; ++i) mask[i] = ps.mixes_copy[band + i] ? ~uint64_t{0} : 0;
   return mask;
+}
+
+// Stores the lanes of the mask. Returns their number.
+[[gnu::always_inline]] inline int put_transients(const DetectorLanes& lanes, WideRegister mask, int band,
+                                                 int slot, Transient* found) {
+  const WideRegister threshold = lanes.threshold();
+  int count = 0;
+  for (int i = 0; i < kWideLanes; ++i) {
+    if (mask[i] != 0) found[count++] = {lanes.smooth[i], threshold[i], band + i, slot};
+  }
+  return count;
 }
 
 int find_transients(PsSynthesisState& ps, Transient* found) {
@@ -90,12 +102,9 @@ int find_transients(PsSynthesisState& ps, Transient* found) {
       transpose(energies);
       for (int slot = 0; slot < kWideLanes; ++slot) {
         lanes.follow(energies[slot]);
-        const WideRegister threshold = lanes.difference + (lanes.difference >> 1);
-        const WideRegister is_transient = negative_lanes(lanes.smooth - threshold) & wanted;
+        const WideRegister is_transient = negative_lanes(lanes.smooth - lanes.threshold()) & wanted;
         if (!any(reinterpret_cast<Register>(is_transient))) continue;
-        for (int i = 0; i < kWideLanes; ++i) {
-          if (is_transient[i] != 0) found[count++] = {lanes.smooth[i], threshold[i], band + i, first + slot};
-        }
+        count += put_transients(lanes, is_transient, band, first + slot, found + count);
       }
     }
     store_wide(detectors.peak + band, lanes.peak);
