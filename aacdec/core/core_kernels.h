@@ -40,8 +40,8 @@ struct NoiseScale {
 // The rising halves of the windows of a long block, in SampleOrder. Each value is a number in Q15 up to
 // 32768, which is 1, in both words of the lane, as products of words need it.
 struct LongWindows {
-  const uint32_t* rise;
-  const uint32_t* fall;  // its mirror image is the falling half
+  const int32_t* rise;
+  const int32_t* fall;  // its mirror image is the falling half
 };
 
 struct CoreKernels {

@@ -15,14 +15,14 @@ namespace {
 constexpr int kShortWindowsStart = (kFrameLength - kShortLength) / 2;
 
 struct LongWindow {
-  alignas(64) uint32_t ordered[kFrameLength];  // for LongWindows
+  alignas(64) int32_t ordered[kFrameLength];  // for LongWindows
   alignas(64) uint16_t value[kFrameLength];
 };
 
 constexpr LongWindow both_orders(const WindowTable<kFrameLength>& window) {
   LongWindow both = {};
   SampleOrder::for_each([&](int place, int i) {
-    both.ordered[place] = window.value[i] * 0x10001U;
+    both.ordered[place] = static_cast<int32_t>(window.value[i] * 0x10001U);
     both.value[i] = window.value[i];
   });
   return both;

@@ -35,12 +35,6 @@ struct Unwindowed {
   }
 };
 
-[[gnu::always_inline]] inline Lanes load_window(const uint32_t* from) {
-  Lanes v;
-  std::memcpy(&v, from, sizeof v);
-  return v;
-}
-
 // Writes a block of 16 samples, at 2^5 per step: `even` has those with even numbers, `odd` the others, last
 // one first.
 //
@@ -61,12 +55,6 @@ struct BlockPair {
 [[gnu::always_inline]] inline BlockPair load_pair(const int32_t* values, int pair) {
   const int32_t* const from = values + 2 * SampleOrder::kBlock * pair;
   return {load(from), load(from + kLanes), load(from + 2 * kLanes), load(from + 3 * kLanes)};
-}
-
-[[gnu::always_inline]] inline BlockPair load_pair(const uint32_t* windows, int pair) {
-  const uint32_t* const from = windows + 2 * SampleOrder::kBlock * pair;
-  return {load_window(from), load_window(from + kLanes), load_window(from + 2 * kLanes),
-          load_window(from + 3 * kLanes)};
 }
 
 // The same from samples in their natural order.
