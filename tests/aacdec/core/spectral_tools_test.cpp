@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <random>
 #include <span>
@@ -14,6 +16,7 @@
 #include "aacdec/core/dequantiser.h"
 #include "aacdec/core/noise_shaping.h"
 #include "aacdec/core/noise_substitution.h"
+#include "aacdec/core/sample_order.h"
 #include "aacdec/core/stereo_tools.h"
 #include "aacdec/fixed/cpu.h"
 #include "aacdec/fixed/fixed_point.h"
@@ -82,11 +85,35 @@ TEST(FixedLanes, MultiplyLikeTheScalarFunction) {
 }
 
 // The products of normal values have a form of their own.
+// A block of `time`, its windowed samples and, after them, its new overlap, from the DCT-IV `y` of its lines;
+// `window` is of the samples in their order, for both halves.
+std::vector<int32_t> windowed_plainly(const std::vector<int32_t>& y, const std::vector<int32_t>& window) {
+  std::vector<int32_t> time(2 * kFrameLength);
+  const auto put = [&](int n, int32_t w, uint32_t value) {
+    const int32_t shifted = static_cast<int32_t>(value) >> 8;
+    const auto size = static_cast<int32_t>(int64_t{std::abs(shifted)} * w >> 15);
+    time[static_cast<size_t>(n)] = shifted < 0 ? -size : size;
+  };
+  const auto line = [&](int n) { return static_cast<uint32_t>(y[static_cast<size_t>(n)]); };
+  constexpr int kHalf = kFrameLength / 2;
+  for (int n = 0; n < kFrameLength; ++n) {
+    put(n, window[static_cast<size_t>(n)],
+        n < kHalf ? line(kHalf + n) : 0 - line(kFrameLength + kHalf - 1 - n));
+    put(kFrameLength + n, window[static_cast<size_t>(kFrameLength - 1 - n)],
+        0 - (n < kHalf ? line(kHalf - 1 - n) : line(n - kHalf)));
+  }
+  return time;
+}
+
 TEST(Transforms, HaveTheSameArithmeticForLinesOfAnyMagnitude) {
   std::mt19937 random(3);
   using Values = std::vector<int32_t>;
   Values in(kFrameLength), work(kTransformWork), expected_long(kFrameLength), expected_short(kFrameLength),
-      out(kFrameLength);
+      out(kFrameLength), window(kFrameLength), ordered(kFrameLength);
+  for (int32_t& w : window) w = static_cast<int32_t>(random() % 32769);
+  SampleOrder::for_each([&](size_t place, size_t i) {
+    ordered[place] = static_cast<int32_t>(static_cast<uint32_t>(window[i]) * 0x10001);
+  });
   for (int shift = 0; shift < 32; ++shift) {
     for (int32_t& line : in) line = static_cast<int32_t>(random()) >> shift;
     if (shift == 0) in[8] = in[500] = kInt32Min;
@@ -100,6 +127,15 @@ TEST(Transforms, HaveTheSameArithmeticForLinesOfAnyMagnitude) {
       EXPECT_EQ(out, expected_long) << shift;
       core_kernels().dct4_short(in.data(), out.data(), work.data());
       EXPECT_EQ(out, expected_short) << shift;
+      Values overlap(kFrameLength);
+      std::vector<int16_t> pcm(kFrameLength);
+      core_kernels().put_long_block(in.data(), {ordered.data(), ordered.data()}, overlap.data(), pcm.data(),
+                                    1, work.data());
+      const Values time = windowed_plainly(expected_long, window);
+      SampleOrder::for_each([&](size_t place, size_t i) {
+        ASSERT_EQ(pcm[i], std::clamp((time[i] + 16) >> 5, -32767, 32767)) << shift;
+        ASSERT_EQ(overlap[place], time[kFrameLength + i]) << shift;
+      });
     }
   }
 }
