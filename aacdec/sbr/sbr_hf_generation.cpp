@@ -83,10 +83,10 @@ class Quotients {
   }
   void set_zero(int index) { set(index, {}, {}, {}, 0); }
 
-  void compute(int count) {
+  void compute(const SbrKernels& kernels, int count) {
     numerators_.clear_after(2 * count);
     denominators_.clear_after(2 * count);
-    sbr_kernels().divide_q28(numerators_, denominators_, 2 * count, quotients_);
+    kernels.divide_q28(numerators_, denominators_, 2 * count, quotients_);
   }
 
   // Q28, saturated.
@@ -136,16 +136,16 @@ void set_first_taps(const Covariance& c, const Predictor& p, int index, Quotient
 
 // The second-order linear predictors of up to kCoreBands rows; zero if a coefficient reaches a magnitude
 // of 4.
-void predict(const Covariance* c, int count, Predictor* predictors) {
+void predict(const SbrKernels& kernels, const Covariance* c, int count, Predictor* predictors) {
   Quotients taps;
   for (int i = 0; i < count; ++i) set_second_taps(c[i], i, taps);
-  taps.compute(count);
+  taps.compute(kernels, count);
   for (int i = 0; i < count; ++i) {
     predictors[i].tap2_re = taps.re(i);
     predictors[i].tap2_im = taps.im(i);
     set_first_taps(c[i], predictors[i], i, taps);
   }
-  taps.compute(count);
+  taps.compute(kernels, count);
   for (int i = 0; i < count; ++i) {
     Predictor& p = predictors[i];
     p.tap1_re = taps.re(i);
@@ -197,9 +197,11 @@ struct Source {
   bool has_bits = false;
 };
 
-// Where a row is copied from, and how strongly it is whitened.
+// A row to generate: where it is copied from, and how strongly it is whitened.
 struct PatchedRow {
   int source;
+  int target;
+  int end_slot;
   int32_t bandwidth_q31;
 };
 
@@ -211,30 +213,29 @@ void measure_bits(const QmfMatrix& bands, int row, Source& source) {
 }
 
 // Finds the predictors of the rows whose bit is set in `rows`.
-void analyse_sources(const QmfMatrix& bands, uint32_t rows, Source* sources) {
+void analyse_sources(const SbrKernels& kernels, const QmfMatrix& bands, uint32_t rows, Source* sources) {
   Covariance covariances[kCoreBands];
   Predictor predictors[kCoreBands];
   int count = 0;
   for (uint32_t rest = rows; rest != 0; rest &= rest - 1) {
     const int row = std::countr_zero(rest);
     LaggedSums sums;
-    sbr_kernels().correlate(bands.re[row], bands.im[row], kCovarianceSlots, sums);
+    kernels.correlate(bands.re[row], bands.im[row], kCovarianceSlots, sums);
     covariances[count++] = covariance(bands.re[row], bands.im[row], sums);
     sources[row].bits = static_cast<int>(std::bit_width(sums.bits));
     sources[row].has_bits = true;
   }
-  predict(covariances, count, predictors);
+  predict(kernels, covariances, count, predictors);
   count = 0;
   for (uint32_t rest = rows; rest != 0; rest &= rest - 1) {
     sources[std::countr_zero(rest)].predictor = predictors[count++];
   }
 }
 
-// The bandwidth of a target band is that of the noise band that contains it.
-int32_t bandwidth_of_band(const SbrChannelFrame& frame, const SbrChannelState& state, int band) {
-  int noise_band = 0;
-  while (noise_band + 1 < frame.bands.noise_count && frame.bands.noise[noise_band + 1] <= band) ++noise_band;
-  return state.bandwidth_q31[noise_band];
+// The noise band that contains a band, known to be `from` or a higher one.
+int noise_band_of(const SbrBandTables& tables, int band, int from) {
+  while (from + 1 < tables.noise_count && tables.noise[from + 1] <= band) ++from;
+  return from;
 }
 
 // The unit of a patched row: with taps below 4, the result of the filter is below 2^4 times its input.
@@ -246,20 +247,20 @@ RowScale scale_of_patch(const Source& source) {
   return {static_cast<int8_t>(patch_shift(source) - 28 - kSampleScaleBits)};
 }
 
-void patch_whitened(QmfMatrix& bands, const Source& source, int source_row, int target_row, int end_slot,
-                    int32_t bandwidth_q31) {
-  const int32_t squared = scaled_q31(bandwidth_q31, bandwidth_q31);
+void patch_whitened(const SbrKernels& kernels, const PatchedRow& row, const Source& source,
+                    QmfMatrix& bands) {
+  const int32_t squared = scaled_q31(row.bandwidth_q31, row.bandwidth_q31);
   const Predictor& p = source.predictor;
   PatchFilter filter;
-  filter.source = source_row;
-  filter.target = target_row;
-  filter.tap1_re = scaled_q31(p.tap1_re, bandwidth_q31);
-  filter.tap1_im = scaled_q31(p.tap1_im, bandwidth_q31);
+  filter.source = row.source;
+  filter.target = row.target;
+  filter.tap1_re = scaled_q31(p.tap1_re, row.bandwidth_q31);
+  filter.tap1_im = scaled_q31(p.tap1_im, row.bandwidth_q31);
   filter.tap2_re = scaled_q31(p.tap2_re, squared);
   filter.tap2_im = scaled_q31(p.tap2_im, squared);
   filter.shift = patch_shift(source);
-  filter.end = end_slot;
-  sbr_kernels().patch(bands, filter);
+  filter.end = row.end_slot;
+  kernels.patch(bands, filter);
 }
 
 // `from` in the unit of the patched row, as the kernel computes it if both taps are 0.
@@ -273,20 +274,19 @@ void rescale_row(const int32_t* from, int32_t* to, int end_slot, int shift) {
   }
 }
 
-void patch_unchanged(QmfMatrix& bands, const Source& source, int source_row, int target_row, int end_slot) {
+void patch_unchanged(const PatchedRow& row, const Source& source, QmfMatrix& bands) {
   const int shift = patch_shift(source);
-  rescale_row(bands.re[source_row], bands.re[target_row], end_slot, shift);
-  rescale_row(bands.im[source_row], bands.im[target_row], end_slot, shift);
+  rescale_row(bands.re[row.source], bands.re[row.target], row.end_slot, shift);
+  rescale_row(bands.im[row.source], bands.im[row.target], row.end_slot, shift);
 }
 
 // Without whitening, which is frequent, a row needs no predictor.
-RowScale patch_row(QmfMatrix& bands, Source& source, int source_row, int target_row, int end_slot,
-                   int32_t bandwidth_q31) {
-  if (bandwidth_q31 == 0) {
-    if (!source.has_bits) measure_bits(bands, source_row, source);
-    patch_unchanged(bands, source, source_row, target_row, end_slot);
+RowScale patch_row(const SbrKernels& kernels, const PatchedRow& row, Source& source, QmfMatrix& bands) {
+  if (row.bandwidth_q31 == 0) {
+    if (!source.has_bits) measure_bits(bands, row.source, source);
+    patch_unchanged(row, source, bands);
   } else {
-    patch_whitened(bands, source, source_row, target_row, end_slot, bandwidth_q31);
+    patch_whitened(kernels, row, source, bands);
   }
   return scale_of_patch(source);
 }
@@ -301,20 +301,23 @@ void generate_high_bands(const SbrChannelFrame& frame, SbrChannelState& state, Q
   const int end = tables.kx + tables.m;
   // The slots after the last border stay silent.
   const int end_slot = kLeadSlots + 2 * frame.grid.border[frame.grid.envelope_count];
-  PatchedRow patched[kQmfBands];
+  PatchedRow rows[kQmfBands];
   uint32_t predicted = 0;
   int target = tables.kx;
+  int noise_band = 0;
   for (int patch = 0; patch < tables.patch_count; ++patch) {
     for (int i = 0; i < tables.patch_width[patch] && target < end; ++i, ++target) {
-      const int row = tables.patch_start[patch] + i;
-      patched[target] = {row, bandwidth_of_band(frame, state, target)};
-      if (patched[target].bandwidth_q31 != 0) predicted |= uint32_t{1} << row;
+      noise_band = noise_band_of(tables, target, noise_band);
+      const int source = tables.patch_start[patch] + i;
+      const int32_t bandwidth_q31 = state.bandwidth_q31[noise_band];
+      rows[target] = {source, target, end_slot, bandwidth_q31};
+      if (bandwidth_q31 != 0) predicted |= uint32_t{1} << source;
     }
   }
-  analyse_sources(bands, predicted, sources);
+  const SbrKernels& kernels = sbr_kernels();
+  analyse_sources(kernels, bands, predicted, sources);
   for (int row = tables.kx; row < target; ++row) {
-    const auto [source, bandwidth_q31] = patched[row];
-    scales[row] = patch_row(bands, sources[source], source, row, end_slot, bandwidth_q31);
+    scales[row] = patch_row(kernels, rows[row], sources[rows[row].source], bands);
   }
   for (; target < end; ++target) {
     clear_columns(bands, target, 0, kRowSlots);

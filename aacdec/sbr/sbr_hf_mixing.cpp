@@ -65,8 +65,12 @@ void push_history(MagnitudeRow (&history)[kSmoothed], const MagnitudeRow& now, i
 // Mixes one band. Samples are at kSampleScaleBits.
 class BandMixer {
  public:
-  BandMixer(QmfMatrix& bands, int row, RowScale scale, int bits)
-      : re_(bands.re[row] + kLeadSlots), im_(bands.im[row] + kLeadSlots), scale_(scale), bits_(bits) {}
+  BandMixer(const SbrKernels& kernels, QmfMatrix& bands, int row, RowScale scale, int bits)
+      : kernels_(kernels),
+        re_(bands.re[row] + kLeadSlots),
+        im_(bands.im[row] + kLeadSlots),
+        scale_(scale),
+        bits_(bits) {}
 
   void scale(int first, int end, Magnitude gain) { scale_by(first, end, factor_of_gain(gain)); }
 
@@ -80,8 +84,8 @@ class BandMixer {
       return;
     }
     const NoiseMix mix{static_cast<int32_t>(noise_by.mantissa), noise_by.shift, index, table};
-    sbr_kernels().apply_gain_and_noise(re_ + first, im_ + first, end - first,
-                                       static_cast<int32_t>(by.mantissa), by.shift, mix);
+    kernels_.apply_gain_and_noise(re_ + first, im_ + first, end - first, static_cast<int32_t>(by.mantissa),
+                                  by.shift, mix);
   }
   // The phase advances a quarter turn per slot, counterclockwise in even bands.
   void add_sine(int first, int end, int32_t amplitude, int phase, bool odd_band) {
@@ -101,8 +105,7 @@ class BandMixer {
   }
   void scale_by(int first, int end, const Factor& by) {
     if (by.in_range) {
-      sbr_kernels().apply_gain(re_ + first, im_ + first, end - first, static_cast<int32_t>(by.mantissa),
-                               by.shift);
+      kernels_.apply_gain(re_ + first, im_ + first, end - first, static_cast<int32_t>(by.mantissa), by.shift);
       return;
     }
     for (int s = first; s < end; ++s) {
@@ -118,6 +121,7 @@ class BandMixer {
     }
   }
 
+  const SbrKernels& kernels_;
   int32_t* re_;
   int32_t* im_;
   RowScale scale_;
@@ -189,10 +193,11 @@ void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const 
     push_history(state.noise_history, levels.noise, tables.m, kSmoothed);
     state.has_gain_history = true;
   }
+  const SbrKernels& kernels = sbr_kernels();
   const Mix mix{tables, slots, levels, state};
   for (int band = 0; band < tables.m; ++band) {
     const int row = tables.kx + band;
-    BandMixer mixer(bands, row, scales[row], levels.bits[band]);
+    BandMixer mixer(kernels, bands, row, scales[row], levels.bits[band]);
     mix_band(mix, mixer, band);
     if (levels.sine.is_zero(band)) continue;
     mixer.add_sine(slots.first, slots.end, sine_amplitude(levels.sine[band]), state.sine_phase, row % 2 != 0);
