@@ -65,9 +65,10 @@ inline void clear_few_columns(QmfMatrix& bands, int row, int first, int end) {
   clear_few_slots(bands.im[row] + first, end - first);
 }
 
-// Clears the rows from `first` on.
-inline void clear_rows(QmfMatrix& bands, int first) {
-  const auto bytes = static_cast<size_t>(kQmfBands - first) * sizeof bands.re[0];
+// Clears rows [first, end).
+inline void clear_rows(QmfMatrix& bands, int first, int end) {
+  if (first >= end) return;
+  const auto bytes = static_cast<size_t>(end - first) * sizeof bands.re[0];
   std::memset(bands.re[first], 0, bytes);
   std::memset(bands.im[first], 0, bytes);
 }

@@ -9,18 +9,13 @@
 
 namespace zdr::aacdec {
 
-// The last slots of the core bands, saved before high bands overwrite their rows.
-struct SbrCoreTail {
-  int32_t re[kCoreBands][kHistorySlots];
-  int32_t im[kCoreBands][kHistorySlots];
-};
-
 struct SbrChannelState {
   QmfAnalysisState analysis;
 
   // From the previous frame: the last slots of its core bands, and the slots of its high bands that extend
-  // past its end.
-  SbrCoreTail core;
+  // past its end, up to its last border.
+  int32_t core_re[kCoreBands][kHistorySlots];
+  int32_t core_im[kCoreBands][kHistorySlots];
   static constexpr int kOverlapSlots = 6;
   int32_t overlap_re[kQmfBands][kOverlapSlots];
   int32_t overlap_im[kQmfBands][kOverlapSlots];
@@ -38,10 +33,10 @@ struct SbrChannelState {
   bool sine[kQmfBands];  // sinusoids of the last envelope, by QMF band
   uint16_t noise_index;
   uint8_t sine_phase;  // quarter turns
-  // Gains and noise levels of the last four slots, oldest first, by band from kx on.
+  // Gains and noise levels of the last four slots, in pairs of equal slots, oldest first, by band from kx on.
   static constexpr int kSmoothedSlots = 4;
-  MagnitudeRow gain_history[kSmoothedSlots];
-  MagnitudeRow noise_history[kSmoothedSlots];
+  MagnitudeRow gain_history[kSmoothedSlots / 2];
+  MagnitudeRow noise_history[kSmoothedSlots / 2];
 };
 
 }  // namespace zdr::aacdec

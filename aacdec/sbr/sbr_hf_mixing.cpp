@@ -45,21 +45,24 @@ int32_t sine_amplitude(Magnitude value) {
   return factor_of(value, kSampleScaleBits - 28, 29).apply_limited(1 << 28);
 }
 
+// The last slots, in pairs: envelopes start and end at even slots.
+using History = MagnitudeRow[kSmoothed / 2];
+
 // The weighted sum of the values of slots `slot` - 4 to `slot` of the envelope. Slots before the envelope
 // come from `history`.
-Magnitude smoothed(const MagnitudeRow (&history)[kSmoothed], int band, Magnitude now, int slot) {
+Magnitude smoothed(const History& history, int band, Magnitude now, int slot) {
   Magnitude sum;
   for (int age = 0; age <= kSmoothed; ++age) {
-    const Magnitude value = age <= slot ? now : history[kSmoothed + slot - age][band];
+    const Magnitude value = age <= slot ? now : history[(kSmoothed + slot - age) / 2][band];
     sum = sum + value * kSmoothing[age];
   }
   return sum;
 }
 
-void push_history(MagnitudeRow (&history)[kSmoothed], const MagnitudeRow& now, int m, int slots) {
-  const int moved = std::min(slots, kSmoothed);
-  for (int i = 0; i < kSmoothed - moved; ++i) history[i].copy(history[i + moved], m);
-  for (int i = kSmoothed - moved; i < kSmoothed; ++i) history[i].copy(now, m);
+void push_history(History& history, const MagnitudeRow& now, int m, int slots) {
+  static_assert(kSmoothed == 4);
+  history[0].copy(slots == 2 ? history[1] : now, m);
+  history[1].copy(now, m);
 }
 
 // Mixes one band. Samples are at kSampleScaleBits.

@@ -36,18 +36,26 @@ Range range_of(const SbrChannelFrame& data) {
 void load_core_history(const SbrChannelState& state, QmfMatrix& bands) {
   for (int row = 0; row < kCoreBands; ++row) {
     if (row < state.kx) {
-      copy_few_slots(state.core.re[row], kHistorySlots, bands.re[row]);
-      copy_few_slots(state.core.im[row], kHistorySlots, bands.im[row]);
+      copy_few_slots(state.core_re[row], kHistorySlots, bands.re[row]);
+      copy_few_slots(state.core_im[row], kHistorySlots, bands.im[row]);
     } else {
       clear_few_columns(bands, row, 0, kHistorySlots);
     }
   }
 }
 
-void save_core_tail(const QmfMatrix& bands, SbrCoreTail& tail) {
-  for (int row = 0; row < kCoreBands; ++row) {
-    copy_few_slots(bands.re[row] + kQmfSlots, kHistorySlots, tail.re[row]);
-    copy_few_slots(bands.im[row] + kQmfSlots, kHistorySlots, tail.im[row]);
+// The slots of the previous frame past its end, in bands that were core bands in it and are high bands now.
+void move_core_to_overlap(int first_high, int slots, SbrChannelState& state) {
+  for (int row = first_high; row < state.kx; ++row) {
+    copy_few_slots(state.core_re[row] + kLeadSlots, slots, state.overlap_re[row]);
+    copy_few_slots(state.core_im[row] + kLeadSlots, slots, state.overlap_im[row]);
+  }
+}
+
+void save_core_tail(const QmfMatrix& bands, int core_end, SbrChannelState& state) {
+  for (int row = 0; row < core_end; ++row) {
+    copy_few_slots(bands.re[row] + kQmfSlots, kHistorySlots, state.core_re[row]);
+    copy_few_slots(bands.im[row] + kQmfSlots, kHistorySlots, state.core_im[row]);
   }
 }
 
@@ -63,28 +71,26 @@ void extend_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fad
   adjust_high_bands(frame, channel, fade, sbr.scales, state, sbr.levels, sbr.bands);
 }
 
-// Copies the first slots, which belong to the previous frame and use its border between core and high bands.
-void load_overlap(const SbrChannelState& state, int slots, QmfMatrix& bands) {
+// Copies the first slots, which belong to the previous frame. In bands that are core bands in both frames
+// they are there already.
+void load_overlap(const SbrChannelState& state, Range range, int slots, QmfMatrix& bands) {
   if (slots == 0) return;
   const int end = state.kx + state.m;
-  for (int row = 0; row < kQmfBands; ++row) {
-    if (row < state.kx) {
-      copy_few_slots(state.core.re[row] + kLeadSlots, slots, bands.re[row] + kLeadSlots);
-      copy_few_slots(state.core.im[row] + kLeadSlots, slots, bands.im[row] + kLeadSlots);
-    } else if (row < end) {
-      copy_few_slots(state.overlap_re[row], slots, bands.re[row] + kLeadSlots);
-      copy_few_slots(state.overlap_im[row], slots, bands.im[row] + kLeadSlots);
-    } else {
-      clear_few_columns(bands, row, kLeadSlots, kLeadSlots + slots);
-    }
+  for (int row = std::min<int>(state.kx, range.kx); row < end; ++row) {
+    copy_few_slots(state.overlap_re[row], slots, bands.re[row] + kLeadSlots);
+    copy_few_slots(state.overlap_im[row], slots, bands.im[row] + kLeadSlots);
+  }
+  for (int row = end; row < range.end(); ++row) {
+    clear_few_columns(bands, row, kLeadSlots, kLeadSlots + slots);
   }
 }
 
-void save_overlap(const QmfMatrix& bands, Range range, SbrChannelState& state) {
+void save_overlap(const QmfMatrix& bands, Range range, int slots, SbrChannelState& state) {
   constexpr int kFirst = kLeadSlots + kQmfSlots;
+  if (slots == 0) return;
   for (int row = range.kx; row < range.end(); ++row) {
-    copy_few_slots(bands.re[row] + kFirst, SbrChannelState::kOverlapSlots, state.overlap_re[row]);
-    copy_few_slots(bands.im[row] + kFirst, SbrChannelState::kOverlapSlots, state.overlap_im[row]);
+    copy_few_slots(bands.re[row] + kFirst, slots, state.overlap_re[row]);
+    copy_few_slots(bands.im[row] + kFirst, slots, state.overlap_im[row]);
   }
 }
 
@@ -94,24 +100,33 @@ void clear_slots_ahead(Range range, QmfMatrix& bands) {
     clear_few_columns(bands, row, kLeadSlots + kQmfSlots, kRowSlots);
 }
 
+// The slots of a frame past its end.
+int overlap_slots(int end_border) {
+  return 2 * (end_border - kSbrTimeSlots);
+}
+
 // Computes all bands of the output slots from the analysed core bands.
 Range extend_channel(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade) {
   SbrChannelState& state = sbr.channel[channel];
   const SbrChannelFrame& data = frame.channel[channel];
   const Range range = range_of(data);
+  const int end_border = range.m > 0 ? data.grid.border[data.grid.envelope_count] : kSbrTimeSlots;
+  const int slots_before = overlap_slots(state.end_border);
   load_core_history(state, sbr.bands);
-  save_core_tail(sbr.bands, sbr.core_tail);
+  move_core_to_overlap(range.kx, slots_before, state);
+  save_core_tail(sbr.bands, range.kx, state);
   // Kept: a frame without SBR data leaves the SBR state (smoothing, sinusoids, announced transient, noise
   // index) as it is.
   if (range.m > 0) extend_bands(sbr, channel, frame, fade);
-  clear_rows(sbr.bands, range.end());
-  load_overlap(state, 2 * (state.end_border - kSbrTimeSlots), sbr.bands);
-  save_overlap(sbr.bands, range, state);
+  clear_rows(sbr.bands, range.end(), sbr.zero_rows);
+  load_overlap(state, range, slots_before, sbr.bands);
+  // Bands without samples may get some from the decorrelation of parametric stereo, below kCoreBands.
+  sbr.zero_rows = std::max({range.end(), state.kx + state.m, kCoreBands});
+  save_overlap(sbr.bands, range, overlap_slots(end_border), state);
   clear_slots_ahead(range, sbr.bands);
-  state.core = sbr.core_tail;
   state.kx = static_cast<uint8_t>(range.kx);
   state.m = static_cast<uint8_t>(range.m);
-  state.end_border = range.m > 0 ? data.grid.border[data.grid.envelope_count] : kSbrTimeSlots;
+  state.end_border = static_cast<uint8_t>(end_border);
   return range;
 }
 

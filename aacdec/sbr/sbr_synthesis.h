@@ -39,11 +39,11 @@ struct SbrSynthesis {
   int core_channels;
   int banks;
 
-  // Working memory of both channels. Of its contents, only the order of the noise (levels.noise_table) and
-  // what levels.sine_count says are used again.
+  // Working memory of both channels. Of its contents, only the order of the noise (levels.noise_table), what
+  // levels.sine_count says and the rows of zeros are used again.
   QmfMatrix bands;
+  int zero_rows;  // the first of `bands` that, like all after it, has been 0 since configure() or was cleared
   QmfScratch scratch;
-  SbrCoreTail core_tail;
   RowScale scales[kQmfBands];
   alignas(64) SbrLevels levels;  // aligned: no register of levels crosses a cache line
 
