@@ -2,6 +2,8 @@
 #include "aacdec/sbr/sbr_envelope.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 
 namespace zdr::aacdec {
 namespace {
@@ -17,10 +19,28 @@ constexpr int kEvenBalance[2] = {24, 12};
 constexpr int kEvenNoiseBalance = 12;
 
 // 2^(half_steps / 2)
-Magnitude power_of_root(int half_steps) {
+constexpr Magnitude power_of_root(int half_steps) {
   const int odd = half_steps & 1;
   return scaled(odd != 0 ? kRootOfTwo : kOne, (half_steps - odd) / 2);
 }
+
+// The ratios of right to left, in half steps, that balances describe.
+constexpr int kLeastRatio = 2 * (kEvenBalance[1] - kLargestBalance);
+constexpr int kLargestRatio = 2 * kEvenBalance[1];
+static_assert(kEvenBalance[0] - kLargestBalance >= kLeastRatio && kEvenBalance[0] <= kLargestRatio);
+
+// both / (1 + ratio) for energies of 1 and of the square root of two, by ratio. Every band of a coupled pair
+// would need the division.
+constexpr auto kLeftParts = [] {
+  std::array<std::array<Magnitude, kLargestRatio - kLeastRatio + 1>, 2> parts{};
+  for (int odd = 0; odd < 2; ++odd) {
+    for (int ratio = kLeastRatio; ratio <= kLargestRatio; ++ratio) {
+      parts[static_cast<size_t>(odd)][static_cast<size_t>(ratio - kLeastRatio)] =
+          power_of_root(odd) / (kOne + power_of_root(ratio));
+    }
+  }
+  return parts;
+}();
 
 bool is_coupled(const SbrFrame& frame) {
   const SbrChannelFrame& second = frame.channel[1];
@@ -28,25 +48,32 @@ bool is_coupled(const SbrFrame& frame) {
          frame.channel[0].status == SbrStatus::kParsed;
 }
 
-// Returns the part of `both` that belongs to a channel; the right channel has `ratio` times the energy of the
-// left.
-Magnitude part_of(Magnitude both, Magnitude ratio, int channel) {
-  const Magnitude left = both / (kOne + ratio);
-  return channel == 0 ? left : left * ratio;
+// Returns the part of an energy of both channels that belongs to one; the right channel has `ratio` times the
+// energy of the left. Both are in half steps.
+Magnitude part_of(int both, int ratio, int channel) {
+  const int odd = both & 1;
+  const Magnitude& part = kLeftParts[static_cast<size_t>(odd)][static_cast<size_t>(ratio - kLeastRatio)];
+  const Magnitude left = scaled(part, (both - odd) / 2);
+  return channel == 0 ? left : left * power_of_root(ratio);
 }
 
 }  // namespace
 
-Magnitude envelope_energy(const SbrFrame& frame, int channel, int envelope, int band) {
+void envelope_energies(const SbrFrame& frame, int channel, int envelope, int count, Magnitude* energies) {
   const bool coupled = is_coupled(frame);
   const SbrChannelFrame& levels = frame.channel[coupled ? 0 : channel];
+  const int16_t* const balances = frame.channel[1].envelope[envelope];
   const int steps = levels.amp_res != 0 ? 2 : 1;
-  const int level = std::clamp<int>(levels.envelope[envelope][band], 0, kLargestLevel);
-  const Magnitude energy = scaled(power_of_root(steps * level), 6);
-  if (!coupled) return energy;
-  const int balance = std::clamp<int>(frame.channel[1].envelope[envelope][band], 0, kLargestBalance);
-  return part_of(scaled(energy, 1), power_of_root(steps * (kEvenBalance[levels.amp_res != 0] - balance)),
-                 channel);
+  const int even_balance = kEvenBalance[levels.amp_res != 0];
+  for (int band = 0; band < count; ++band) {
+    const int level = 12 + steps * std::clamp<int>(levels.envelope[envelope][band], 0, kLargestLevel);
+    if (!coupled) {
+      energies[band] = power_of_root(level);
+    } else {
+      const int balance = std::clamp<int>(balances[band], 0, kLargestBalance);
+      energies[band] = part_of(level + 2, steps * (even_balance - balance), channel);
+    }
+  }
 }
 
 Magnitude noise_ratio(const SbrFrame& frame, int channel, int floor, int band) {
@@ -55,7 +82,7 @@ Magnitude noise_ratio(const SbrFrame& frame, int channel, int floor, int band) {
   const int level = std::clamp<int>(levels.noise[floor][band], 0, kLargestNoise);
   if (!coupled) return scaled(kOne, 6 - level);
   const int balance = std::clamp<int>(frame.channel[1].noise[floor][band], 0, kLargestBalance);
-  return part_of(scaled(kOne, 7 - level), scaled(kOne, kEvenNoiseBalance - balance), channel);
+  return part_of(2 * (7 - level), 2 * (kEvenNoiseBalance - balance), channel);
 }
 
 }  // namespace zdr::aacdec

@@ -7,9 +7,9 @@
 
 namespace zdr::aacdec {
 
-// Returns the mean energy of a QMF sample in band `band` of envelope `envelope`, in squared steps of 16-bit
-// PCM.
-Magnitude envelope_energy(const SbrFrame& frame, int channel, int envelope, int band);
+// Computes the mean energies of a QMF sample in the first `count` bands of an envelope, in squared steps of
+// 16-bit PCM.
+void envelope_energies(const SbrFrame& frame, int channel, int envelope, int count, Magnitude* energies);
 
 // Returns the energy of the noise floor relative to that of the patched signal.
 Magnitude noise_ratio(const SbrFrame& frame, int channel, int floor, int band);

@@ -45,12 +45,18 @@ void map_target_energies(const Envelope& e, SbrLevels& levels) {
     levels.target.fill(0, e.m(), {});
     return;
   }
-  levels.target.fill(0, e.offset(e.borders()[0]), {});
-  levels.target.fill(e.offset(e.borders()[e.band_count()]), e.m(), {});
-  for (int band = 0; band < e.band_count(); ++band) {
-    const Magnitude energy = scaled(envelope_energy(e.frame, e.channel, e.index, band), -2 * e.fade);
-    levels.target.fill(e.offset(e.borders()[band]), e.offset(e.borders()[band + 1]), energy);
+  Magnitude energies[kMaxSbrBands];
+  const uint8_t* const borders = e.borders();
+  const int count = e.band_count();
+  envelope_energies(e.frame, e.channel, e.index, count, energies);
+  int first = e.offset(borders[0]);
+  levels.target.fill(0, first, {});
+  for (int band = 0; band < count; ++band) {
+    const int end = e.offset(borders[band + 1]);
+    const Magnitude energy = scaled(energies[band], -2 * e.fade);
+    for (; first < end; ++first) levels.target.set(first, energy);
   }
+  levels.target.fill(first, e.m(), {});
 }
 
 // True if the envelope has a sinusoid in the high resolution band; it lies in the centre of the band. A new
