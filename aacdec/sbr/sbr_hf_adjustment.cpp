@@ -62,9 +62,10 @@ void map_target_energies(const Envelope& e, SbrLevels& levels) {
 // True if the envelope has a sinusoid in the high resolution band; it lies in the centre of the band. A new
 // sinusoid starts at the transient; one from the previous frame continues.
 bool has_sinusoid(const Envelope& e, const SbrChannelState& state, int high_band, int& centre) {
+  if (e.data.add_harmonic[high_band] == 0) return false;
   const uint8_t* const high = e.data.bands.high;
   centre = (high[high_band] + high[high_band + 1]) / 2;
-  return e.data.add_harmonic[high_band] != 0 && (e.index >= e.data.grid.transient || state.sine[centre]);
+  return e.index >= e.data.grid.transient || state.sine[centre];
 }
 
 // Sets the sine energy to 1 in bands with a sinusoid, and marks the envelope bands that have one.
@@ -101,39 +102,45 @@ void average_within_bands(const Envelope& e, SbrLevels& levels) {
 }
 
 // Energies per slot, in squared steps.
-void measure_present_energies(const Envelope& e, const QmfMatrix& bands, const RowScale* scales,
-                              SbrLevels& levels) {
+void measure_present_energies(const SbrKernels& kernels, const Envelope& e, const QmfMatrix& bands,
+                              const RowScale* scales, SbrLevels& levels) {
   uint64_t sums[kQmfBands];
-  sbr_kernels().measure_rows(bands, e.kx(), e.m(), kLeadSlots + e.first_slot, kLeadSlots + e.end_slot, sums);
+  kernels.measure_rows(bands, e.kx(), e.m(), kLeadSlots + e.first_slot, kLeadSlots + e.end_slot, sums);
   const auto slots = static_cast<uint64_t>(e.end_slot - e.first_slot);
   // Most envelopes need no division.
   const bool is_power = std::has_single_bit(slots);
   const int shift = is_power ? std::countr_zero(slots) : 0;
-  for (int i = 0; i < e.m(); ++i) {
-    levels.present.set(i, make_magnitude(sums[i], 2 * scales[e.kx() + i].exponent - shift));
+  const RowScale* const scale = scales + e.kx();
+  const int m = e.m();
+  for (int i = 0; i < m; ++i) {
+    levels.present.set(i, make_magnitude(sums[i], 2 * scale[i].exponent - shift));
     // A square is not above the sum of all.
     levels.bits[i] = static_cast<uint8_t>((std::bit_width(sums[i]) + 1) / 2);
   }
   // Every envelope multiplies the rest of the block by gains: its exponents would grow without end.
-  levels.present.clear_after(e.m());
-  if (!is_power) sbr_kernels().divide_levels(levels.present, e.m(), make_magnitude(slots, 0));
+  levels.present.clear_after(m);
+  if (!is_power) kernels.divide_levels(levels.present, m, make_magnitude(slots, 0));
   if (e.data.header.interpol_freq == 0) average_within_bands(e, levels);
 }
 
-void set_gains(const Envelope& e, SbrLevels& levels) {
+void set_gains(const SbrKernels& kernels, const Envelope& e, SbrLevels& levels) {
   const SbrBandTables& tables = e.data.bands;
   for (int noise_band = 0; noise_band < tables.noise_count; ++noise_band) {
     const Magnitude ratio = noise_ratio(e.frame, e.channel, e.floor, noise_band);
     const Magnitude signal_part = kOne / (kOne + ratio);
     const Magnitude noise_part = ratio * signal_part;
     const Magnitude without_sine = e.transient ? kOne : signal_part;
-    for (int i = e.offset(tables.noise[noise_band]); i < e.offset(tables.noise[noise_band + 1]); ++i) {
-      levels.noise_part.set(i, noise_part);
-      levels.signal_part.set(i, levels.has_sine[i] ? noise_part : without_sine);
+    const int first = e.offset(tables.noise[noise_band]);
+    const int end = e.offset(tables.noise[noise_band + 1]);
+    levels.noise_part.fill(first, end, noise_part);
+    levels.signal_part.fill(first, end, without_sine);
+    if (levels.sine_count == 0) continue;
+    for (int i = first; i < end; ++i) {
+      if (levels.has_sine[i]) levels.signal_part.set(i, noise_part);
       if (!levels.sine.is_zero(i)) levels.sine.set(i, levels.sine[i] * levels.target[i] * signal_part);
     }
   }
-  sbr_kernels().weigh_levels(levels, e.m());
+  kernels.weigh_levels(levels, e.m());
 }
 
 // A limiter band: bands [first, end), the sum of their target energies, and the limit of their gains.
@@ -173,7 +180,7 @@ Magnitude boost_after_limit(const Envelope& e, const LimiterBand& band, const Sb
 
 // Limits the gains, compensates for the lost energy and takes the square roots. Bands above the last limiter
 // border have no signal and stay silent.
-void limit_gains(const Envelope& e, SbrLevels& levels) {
+void limit_gains(const SbrKernels& kernels, const Envelope& e, SbrLevels& levels) {
   const SbrBandTables& tables = e.data.bands;
   const int count = tables.limiter_count;
   LimiterBand bands[kMaxLimiterBands];
@@ -182,16 +189,17 @@ void limit_gains(const Envelope& e, SbrLevels& levels) {
     bands[i] = measured_limiter_band(e, i, levels);
     levels.factor.fill(bands[i].first, bands[i].end, bands[i].gain_limit);
   }
-  sbr_kernels().limit_levels(levels, e.m());
+  kernels.limit_levels(levels, e.m());
   for (int i = 0; i < count; ++i) {
     levels.factor.fill(bands[i].first, bands[i].end, boost_after_limit(e, bands[i], levels));
   }
-  sbr_kernels().finish_levels(levels, e.m());
+  kernels.finish_levels(levels, e.m());
 }
 
 // Stores the sinusoids of the last envelope, which are mapped but not yet weighted.
 void store_sines(const Envelope& e, const SbrLevels& levels, SbrChannelState& state) {
   std::fill_n(state.sine, kQmfBands, false);
+  if (levels.sine_count == 0) return;
   for (int i = 0; i < e.m(); ++i) state.sine[e.kx() + i] = !levels.sine.is_zero(i);
 }
 
@@ -224,9 +232,10 @@ void adjust_envelope(const Envelope& e, const RowScale (&scales)[kQmfBands], Sbr
   map_target_energies(e, levels);
   map_sines(e, state, levels);
   if (e.index + 1 == e.data.grid.envelope_count) store_sines(e, levels, state);
-  measure_present_energies(e, bands, scales, levels);
-  set_gains(e, levels);
-  limit_gains(e, levels);
+  const SbrKernels& kernels = sbr_kernels();
+  measure_present_energies(kernels, e, bands, scales, levels);
+  set_gains(kernels, e, levels);
+  limit_gains(kernels, e, levels);
   const MixedSlots slots{e.first_slot, e.end_slot, e.transient, e.data.header.smoothing_mode == 0};
   mix_high_bands(e.data.bands, slots, levels, scales, state, bands);
 }
@@ -246,9 +255,9 @@ void adjust_high_bands(const SbrFrame& frame, int channel, int fade, const RowSc
     adjust_envelope(e, scales, state, levels, bands);
   }
   state.transient_at_end = grid.transient == grid.envelope_count;
+  if (frame_start == 0) return;
   for (int row = tables.kx; row < tables.kx + tables.m; ++row) {
-    clear_few_columns(bands, row, 0, kLeadSlots + frame_start);
-    clear_few_columns(bands, row, kLeadSlots + 2 * grid.border[grid.envelope_count], kRowSlots);
+    clear_few_columns(bands, row, kLeadSlots, kLeadSlots + frame_start);
   }
 }
 
