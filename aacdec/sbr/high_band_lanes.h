@@ -4,6 +4,7 @@
 #pragma once
 
 #include "aacdec/fixed/wide_lanes.h"
+#include "aacdec/sbr/level_lanes.h"
 #include "aacdec/sbr/sbr_kernels.h"
 #include "aacdec/tables/sbr_noise.h"
 
@@ -166,8 +167,8 @@ void apply_gain(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift
   });
 }
 
-void apply_gain_and_noise(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift,
-                          const NoiseMix& noise) {
+[[gnu::always_inline]] inline void mix_row(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift,
+                                           const NoiseMix& noise) {
   const NoiseTable& table = noise.table;
   const int step = kLanes * table.step;
   const SmallScale noise_scale(noise.mantissa, noise.shift);
@@ -183,6 +184,28 @@ void apply_gain_and_noise(int32_t* re, int32_t* im, int count, int32_t mantissa,
       mix(im + n, table.im + place);
     }
   });
+}
+
+void apply_gain_and_noise(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift,
+                          const NoiseMix& noise) {
+  mix_row(re, im, count, mantissa, shift, noise);
+}
+
+uint64_t mix_rows(QmfMatrix& bands, int row, const SbrLevels& levels, int count, int first, int end,
+                  int noise_index) {
+  MixFactors factors;
+  compute_factors(levels, count, factors);
+  uint64_t left = 0;
+  for (int i = 0; i < count; ++i) {
+    if (factors.is_plain[i] == 0) {
+      left |= uint64_t{1} << i;
+      continue;
+    }
+    const NoiseMix noise{factors.noise[i], factors.noise_shift[i], noise_index + i, levels.noise_table};
+    mix_row(bands.re[row + i] + first, bands.im[row + i] + first, end - first, factors.gain[i],
+            factors.gain_shift[i], noise);
+  }
+  return left;
 }
 
 // A tap in the form for products with three multiplications.

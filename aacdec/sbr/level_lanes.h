@@ -77,5 +77,48 @@ void finish_levels(SbrLevels& levels, int count) {
   }
 }
 
+// Levels times 2^exponent as factors for samples: mantissa / 2^shift, with mantissas of 31 bits.
+struct SampleFactors {
+  Register mantissa;
+  SignedRegister shift;  // 1 to 62
+};
+
+[[gnu::always_inline]] inline SampleFactors sample_factors(const MagnitudeLanes& v, SignedRegister exponent) {
+  const SignedRegister least = SignedRegister{} + 1;
+  const SignedRegister shift = -1 - exponent - v.exponent;
+  const auto is_zero = reinterpret_cast<Register>((v.mantissa == 0) | (shift > 62));
+  const SignedRegister bounded = shift > least ? shift : least;
+  return {v.mantissa >> 1 & ~is_zero,
+          reinterpret_cast<SignedRegister>(
+              select(is_zero, reinterpret_cast<Register>(least), reinterpret_cast<Register>(bounded)))};
+}
+
+// The factors of one envelope by band.
+struct MixFactors {
+  int32_t gain[kQmfBands], gain_shift[kQmfBands];
+  int32_t noise[kQmfBands], noise_shift[kQmfBands];
+  int32_t is_plain[kQmfBands];  // 0: has a sinusoid, no noise, or products that may exceed kPartBits
+};
+
+inline void compute_factors(const SbrLevels& levels, int count, MixFactors& factors) {
+  for (int i = 0; i < whole_blocks(count); i += kRegisterLanes) {
+    SignedRegister exponent;
+    SignedRegister bits;
+    std::memcpy(&exponent, levels.exponent + i, sizeof exponent);
+    std::memcpy(&bits, levels.bits + i, sizeof bits);
+    const SampleFactors gain = sample_factors(load(levels.gain, i), exponent);
+    const SampleFactors noise =
+        sample_factors(load(levels.noise, i), SignedRegister{} + kSampleScaleBits - 31);
+    const SignedRegister fits =
+        ((gain.mantissa == 0) | (gain.shift >= bits + (31 - kPartBits))) & (noise.shift >= 62 - kPartBits);
+    const SignedRegister is_plain = fits & (noise.mantissa != 0) & (load(levels.sine, i).mantissa == 0);
+    std::memcpy(factors.gain + i, &gain.mantissa, sizeof gain.mantissa);
+    std::memcpy(factors.gain_shift + i, &gain.shift, sizeof gain.shift);
+    std::memcpy(factors.noise + i, &noise.mantissa, sizeof noise.mantissa);
+    std::memcpy(factors.noise_shift + i, &noise.shift, sizeof noise.shift);
+    std::memcpy(factors.is_plain + i, &is_plain, sizeof is_plain);
+  }
+}
+
 }  // namespace
 }  // namespace zdr::aacdec

@@ -115,7 +115,8 @@ void measure_present_energies(const SbrKernels& kernels, const Envelope& e, cons
   for (int i = 0; i < m; ++i) {
     levels.present.set(i, make_magnitude(sums[i], 2 * scale[i].exponent - shift));
     // A square is not above the sum of all.
-    levels.bits[i] = static_cast<uint8_t>((std::bit_width(sums[i]) + 1) / 2);
+    levels.bits[i] = (static_cast<int>(std::bit_width(sums[i])) + 1) / 2;
+    levels.exponent[i] = scale[i].exponent + kSampleScaleBits;
   }
   // Every envelope multiplies the rest of the block by gains: its exponents would grow without end.
   levels.present.clear_after(m);
@@ -237,7 +238,7 @@ void adjust_envelope(const Envelope& e, const RowScale (&scales)[kQmfBands], Sbr
   set_gains(kernels, e, levels);
   limit_gains(kernels, e, levels);
   const MixedSlots slots{e.first_slot, e.end_slot, e.transient, e.data.header.smoothing_mode == 0};
-  mix_high_bands(e.data.bands, slots, levels, scales, state, bands);
+  mix_high_bands(e.data.bands, slots, levels, state, bands);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "aacdec/sbr/sbr_hf_mixing.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "aacdec/sbr/sbr_kernels.h"
 #include "aacdec/tables/sbr_noise.h"
@@ -16,8 +17,6 @@ constexpr Magnitude kSmoothing[kSmoothed + 1] = {
     magnitude_of(0.33333333333333), magnitude_of(0.30150283239582), magnitude_of(0.21816949906249),
     magnitude_of(0.11516383427084), magnitude_of(0.03183050093751)};
 
-// Scaled signal, noise and sine are each limited to 2^29.
-constexpr int kPartBits = 29;
 constexpr int64_t kPartLimit = int64_t{1} << kPartBits;
 
 // A factor for samples below 2^bits, bits <= 32: (sample * mantissa) >> shift.
@@ -68,11 +67,11 @@ void push_history(History& history, const MagnitudeRow& now, int m, int slots) {
 // Mixes one band. Samples are at kSampleScaleBits.
 class BandMixer {
  public:
-  BandMixer(const SbrKernels& kernels, QmfMatrix& bands, int row, RowScale scale, int bits)
+  BandMixer(const SbrKernels& kernels, QmfMatrix& bands, int row, int exponent, int bits)
       : kernels_(kernels),
         re_(bands.re[row] + kLeadSlots),
         im_(bands.im[row] + kLeadSlots),
-        scale_(scale),
+        exponent_(exponent),
         bits_(bits) {}
 
   void scale(int first, int end, Magnitude gain) { scale_by(first, end, factor_of_gain(gain)); }
@@ -103,9 +102,7 @@ class BandMixer {
   }
 
  private:
-  Factor factor_of_gain(Magnitude gain) const {
-    return factor_of(gain, scale_.exponent + kSampleScaleBits, bits_);
-  }
+  Factor factor_of_gain(Magnitude gain) const { return factor_of(gain, exponent_, bits_); }
   void scale_by(int first, int end, const Factor& by) {
     if (by.in_range) {
       kernels_.apply_gain(re_ + first, im_ + first, end - first, static_cast<int32_t>(by.mantissa), by.shift);
@@ -127,8 +124,8 @@ class BandMixer {
   const SbrKernels& kernels_;
   int32_t* re_;
   int32_t* im_;
-  RowScale scale_;
-  int bits_;  // samples before the gain are below 2^bits
+  int exponent_;  // as in SbrLevels
+  int bits_;
 };
 
 struct Mix {
@@ -189,7 +186,7 @@ void NoiseTable::arrange(int new_step) {
 }
 
 void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const SbrLevels& levels,
-                    const RowScale (&scales)[kQmfBands], SbrChannelState& state, QmfMatrix& bands) {
+                    SbrChannelState& state, QmfMatrix& bands) {
   const int count = slots.end - slots.first;
   if (!state.has_gain_history) {
     push_history(state.gain_history, levels.gain, tables.m, kSmoothed);
@@ -198,9 +195,16 @@ void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const 
   }
   const SbrKernels& kernels = sbr_kernels();
   const Mix mix{tables, slots, levels, state};
-  for (int band = 0; band < tables.m; ++band) {
+  // At least one band is a core band, so that there are fewer than 64.
+  uint64_t left = (uint64_t{1} << tables.m) - 1;
+  if (!slots.transient && !slots.smooth) {
+    left = kernels.mix_rows(bands, tables.kx, levels, tables.m, kLeadSlots + slots.first,
+                            kLeadSlots + slots.end, state.noise_index + 1);
+  }
+  for (; left != 0; left &= left - 1) {
+    const int band = std::countr_zero(left);
     const int row = tables.kx + band;
-    BandMixer mixer(kernels, bands, row, scales[row], levels.bits[band]);
+    BandMixer mixer(kernels, bands, row, levels.exponent[band], levels.bits[band]);
     mix_band(mix, mixer, band);
     if (levels.sine.is_zero(band)) continue;
     mixer.add_sine(slots.first, slots.end, sine_amplitude(levels.sine[band]), state.sine_phase, row % 2 != 0);

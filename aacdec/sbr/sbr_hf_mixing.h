@@ -21,6 +21,6 @@ struct MixedSlots {
 // smoothing history in `state`. Results stay below 2^31 for any levels, because gain, noise and sinusoids are
 // each limited to 2^29.
 void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const SbrLevels& levels,
-                    const RowScale (&scales)[kQmfBands], SbrChannelState& state, QmfMatrix& bands);
+                    SbrChannelState& state, QmfMatrix& bands);
 
 }  // namespace zdr::aacdec

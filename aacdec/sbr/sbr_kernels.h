@@ -80,6 +80,12 @@ struct SbrKernels {
   // The same, and adds noise. Rows may be read up to 8 values past the last one used.
   void (*apply_gain_and_noise)(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift,
                                const NoiseMix& noise);
+  // Applies the gains and the noise of `count` bands, from row `row` on, to columns [first, end). The band at
+  // index i starts with the noise at noise_index + i. Returns, as bits, the bands that are left as they are:
+  // those with a sinusoid, without noise, or whose products may exceed kPartBits. `count` is below 64; rows
+  // are read as far as by apply_gain_and_noise().
+  uint64_t (*mix_rows)(QmfMatrix& bands, int row, const SbrLevels& levels, int count, int first, int end,
+                       int noise_index);
 
   // The steps of parametric stereo, in call order. Bands from `band_end` on are 0, like their delay lines.
   //

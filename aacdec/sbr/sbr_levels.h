@@ -66,6 +66,9 @@ struct NoiseTable {
   void arrange(int new_step);
 };
 
+// Scaled signal, noise and sine are each limited to 2^kPartBits.
+inline constexpr int kPartBits = 29;
+
 // Gain, noise and sine are energies until the adjustment replaces them by their square roots for mixing.
 struct SbrLevels {
   MagnitudeRow target;   // transmitted energy
@@ -77,10 +80,12 @@ struct SbrLevels {
   MagnitudeRow noise_part;
   MagnitudeRow signal_part;
   MagnitudeRow factor;  // the limit of the gain, then the boost after limiting
+  // By band: samples of the copied signal times 2^exponent are at kSampleScaleBits. Before the gain, each is
+  // below 2^bits.
+  int32_t exponent[kQmfBands];
+  int32_t bits[kQmfBands];
   bool has_sine[kQmfBands];
   int32_t sine_count;  // if 0, `sine` and `has_sine` are all zero
-  // Each sample of the copied signal, before the gain, is below 2^bits.
-  uint8_t bits[kQmfBands];
   NoiseTable noise_table;  // kept from frame to frame
 };
 
