@@ -86,12 +86,14 @@ void correlate(const int32_t* re, const int32_t* im, int count, LaggedSums& sums
 }
 
 void measure_rows(const QmfMatrix& bands, int row, int count, int first, int end, uint64_t* sums) {
+  const int whole = first + ((end - first) & -kLanes);
+  const Lanes mask = first_lanes(end - whole);
   for (int i = 0; i < count; ++i) {
+    const int32_t* const re = bands.re[row + i];
+    const int32_t* const im = bands.im[row + i];
     WideRegister energy{};
-    for (int n = first; n < end; n += kLanes) {
-      const Lanes mask = first_lanes(end - n);
-      energy = energy + energies(load(bands.re[row + i] + n) & mask, load(bands.im[row + i] + n) & mask);
-    }
+    for (int n = first; n < whole; n += kLanes) energy = energy + energies(load(re + n), load(im + n));
+    if (whole < end) energy = energy + energies(load(re + whole) & mask, load(im + whole) & mask);
     sums[i] = total(energy);
   }
 }
@@ -173,16 +175,23 @@ void apply_gain(int32_t* re, int32_t* im, int count, int32_t mantissa, int shift
   const int step = kLanes * table.step;
   const SmallScale noise_scale(noise.mantissa, noise.shift);
   with_scale(mantissa, shift, [&, index = noise.index](const auto& scale) mutable {
-    for (int n = 0; n < count; n += kLanes, index += step) {
+    const auto mix_block = [&](int n, const auto& masked) {
       const int place = table.place[index & (kSbrNoiseLength - 1)];
-      const Lanes mask = first_lanes(count - n);
       const auto mix = [&](int32_t* row, const int32_t* noise_row) {
         const RowLanes v = load_row(row);
-        store(row, select(mask, scale(v) + noise_scale.exact(load_row(noise_row)), v.now));
+        store(row, masked(scale(v) + noise_scale.exact(load_row(noise_row)), v.now));
       };
       mix(re + n, table.re + place);
       mix(im + n, table.im + place);
+      index += step;
+    };
+    const int whole = count & -kLanes;
+    for (int n = 0; n < whole; n += kLanes) {
+      mix_block(n, [](const Lanes& v, const Lanes&) { return v; });
     }
+    if (whole == count) return;
+    const Lanes mask = first_lanes(count - whole);
+    mix_block(whole, [&](const Lanes& v, const Lanes& before) { return select(mask, v, before); });
   });
 }
 
