@@ -213,9 +213,9 @@ template <int k0, int k1, int k2, int k3, int... kHigh>
   return {pair_product(a.low, b.lanes), pair_product(a.high, b.lanes)};
 }
 
-[[gnu::always_inline]] inline void add_to(uint64_t* sums, const WideLanes& v) {
-  add_to(sums, v.low);
-  add_to(sums + kRegisterLanes, v.high);
+[[gnu::always_inline]] inline void store(uint64_t* to, const WideLanes& v) {
+  store(to, v.low);
+  store(to + kRegisterLanes, v.high);
 }
 
 // The OR of all lanes.

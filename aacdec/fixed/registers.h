@@ -295,14 +295,6 @@ struct LaneFactors {
                                                        reinterpret_cast<__m256i>(sum.second), 0xAA));
 }
 
-// Adds the value of each lane to `sums`, one after the other.
-[[gnu::always_inline]] inline void add_to(uint64_t* sums, WideRegisters v) {
-  for (int i = 0; i < kRegisterLanes / 2; ++i) {
-    sums[2 * i] += v.first[i];
-    sums[2 * i + 1] += v.second[i];
-  }
-}
-
 #elif defined(__SSE2__)
 
 [[gnu::always_inline]] inline __m128i odd_lanes(__m128i x) {
@@ -379,13 +371,6 @@ struct LaneFactors {
   return interleaved(odd_lanes(reinterpret_cast<__m128i>(sum.first)), reinterpret_cast<__m128i>(sum.second));
 }
 
-[[gnu::always_inline]] inline void add_to(uint64_t* sums, WideRegisters v) {
-  for (int i = 0; i < kRegisterLanes / 2; ++i) {
-    sums[2 * i] += v.first[i];
-    sums[2 * i + 1] += v.second[i];
-  }
-}
-
 #else
 
 [[gnu::always_inline]] inline WideRegisters wide_product(Register a, Register b) {
@@ -441,13 +426,6 @@ struct LaneFactors {
   return __builtin_shufflevector(low, high, 0, 1, 2, 3);
 }
 
-[[gnu::always_inline]] inline void add_to(uint64_t* sums, WideRegisters v) {
-  for (int i = 0; i < kRegisterLanes / 2; ++i) {
-    sums[i] += v.first[i];
-    sums[kRegisterLanes / 2 + i] += v.second[i];
-  }
-}
-
 #endif
 
 // The lanes as wide values.
@@ -458,6 +436,21 @@ struct LaneFactors {
 #else
   return {__builtin_convertvector(__builtin_shufflevector(v, v, 0, 1), WideRegister),
           __builtin_convertvector(__builtin_shufflevector(v, v, 2, 3), WideRegister)};
+#endif
+}
+
+// Stores the lanes one after the other.
+[[gnu::always_inline]] inline void store(uint64_t* to, WideRegisters v) {
+#ifdef __SSE2__
+  const WideRegister lower = interleaved<0>(v.first, v.second);
+  const WideRegister upper = interleaved<1>(v.first, v.second);
+  for (size_t i = 0; i < sizeof v / 32; ++i) {
+    std::memcpy(to + 4 * i, reinterpret_cast<const char*>(&lower) + 16 * i, 16);
+    std::memcpy(to + 4 * i + 2, reinterpret_cast<const char*>(&upper) + 16 * i, 16);
+  }
+#else
+  std::memcpy(to, &v.first, sizeof v.first);
+  std::memcpy(to + kRegisterLanes / 2, &v.second, sizeof v.second);
 #endif
 }
 

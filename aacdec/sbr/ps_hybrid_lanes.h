@@ -1,7 +1,10 @@
-// Hybrid analysis of parametric stereo (ISO/IEC 14496-3, subpart 8) and the energies of its sub-bands, eight
-// slots at a time. For kernel files only.
+// Hybrid analysis of parametric stereo (ISO/IEC 14496-3, subpart 8) and the energies of its parameter bands,
+// eight slots at a time. For kernel files only.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -12,17 +15,13 @@
 namespace zdr::aacdec {
 namespace {
 
-// Scales the slots of all bands to kPsScaleBits and limits them to 2^27.
-inline void limit_samples(QmfMatrix& bands, int band_end) {
+// Scales eight slots to kPsScaleBits and limits them to 2^27, in place.
+[[gnu::always_inline]] inline Lanes limit_samples(int32_t* slots) {
   constexpr int32_t kLimit = 1 << 27;
-  for (int band = 0; band < band_end; ++band) {
-    // Includes the slots after the frame.
-    for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {
-      for (int32_t* row : {bands.re[band] + s, bands.im[band] + s}) {
-        store(row, clamped(shift_right_rounded(load(row), kSampleScaleBits - kPsScaleBits), -kLimit, kLimit));
-      }
-    }
-  }
+  const Lanes limited =
+      clamped(shift_right_rounded(load(slots), kSampleScaleBits - kPsScaleBits), -kLimit, kLimit);
+  store(slots, limited);
+  return limited;
 }
 
 inline constexpr int kHybridColumn = 8;
@@ -62,36 +61,58 @@ struct WideComplex {
   return {narrowed(v.re, 30), narrowed(v.im, 30)};
 }
 
-// Band 0 is split into eight channels. Channels q and 7 - q have conjugate filters: they differ in the sign
-// of `odd`.
-inline void split_in_eight(const HybridInput& in, int slot, int q, WideComplex& even, WideComplex& odd) {
-  const ComplexLanes centre = in.at(slot);
-  even = WideComplex{widened(centre.re, 27), widened(centre.im, 27)};
-  odd = WideComplex{};
-  for (int t = 1; t <= kHybridDelay; ++t) {
-    const ComplexLanes sum = in.at(slot - t) + in.at(slot + t);
-    const ComplexLanes difference = in.at(slot - t) - in.at(slot + t);
-    const Factor tap_re = factor(kHybridTaps.tap[q][t - 1].re);
-    const Factor tap_im = factor(kHybridTaps.tap[q][t - 1].im);
-    even.re = even.re + wide_product(sum.re, tap_re);
-    even.im = even.im + wide_product(sum.im, tap_re);
-    odd.re = odd.re - wide_product(difference.im, tap_im);
-    odd.im = odd.im + wide_product(difference.re, tap_im);
+// The samples at equal distances before and after the centre of a filter.
+struct HybridPairs {
+  ComplexLanes centre;
+  ComplexLanes sum[kHybridDelay];
+  ComplexLanes difference[kHybridDelay];
+
+  HybridPairs(const HybridInput& in, int slot) : centre(in.at(slot)) {
+    for (int i = 0; i < kHybridDelay; ++i) {
+      const ComplexLanes before = in.at(slot - 1 - i);
+      const ComplexLanes after = in.at(slot + 1 + i);
+      sum[i] = before + after;
+      difference[i] = before - after;
+    }
   }
+};
+
+// Band 0 is split into eight channels. Channels q and 7 - q have conjugate filters: they are the sum and the
+// difference of an even and an odd part.
+inline WideComplex even_part(const HybridPairs& in, int q) {
+  WideComplex part{widened(in.centre.re, 27), widened(in.centre.im, 27)};
+  for (int i = 0; i < kHybridDelay; ++i) {
+    const Factor tap = factor(kHybridTaps.tap[q][i].re);
+    part.re = part.re + wide_product(in.sum[i].re, tap);
+    part.im = part.im + wide_product(in.sum[i].im, tap);
+  }
+  return part;
+}
+
+inline WideComplex odd_part(const HybridPairs& in, int q) {
+  WideComplex part{};
+  for (int i = 0; i < kHybridDelay; ++i) {
+    const Factor tap = factor(kHybridTaps.tap[q][i].im);
+    part.re = part.re - wide_product(in.difference[i].im, tap);
+    part.im = part.im + wide_product(in.difference[i].re, tap);
+  }
+  return part;
 }
 
 inline void split_band_0(const HybridInput& in, ComplexRow* out) {
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
-    WideComplex even[4];
-    WideComplex odd[4];
-    for (int q = 0; q < 4; ++q) split_in_eight(in, slot, q, even[q], odd[q]);
-    store_row(out[0], slot, narrowed30({even[1].re - odd[1].re, even[1].im - odd[1].im}));
-    store_row(out[1], slot, narrowed30({even[0].re - odd[0].re, even[0].im - odd[0].im}));
-    store_row(out[2], slot, narrowed30({even[0].re + odd[0].re, even[0].im + odd[0].im}));
-    store_row(out[3], slot, narrowed30({even[1].re + odd[1].re, even[1].im + odd[1].im}));
-    // The sum of both channels.
-    store_row(out[4], slot, narrowed30({even[2].re + even[2].re, even[2].im + even[2].im}));
-    store_row(out[5], slot, narrowed30({even[3].re + even[3].re, even[3].im + even[3].im}));
+    const HybridPairs pairs(in, slot);
+    for (int q = 0; q < 2; ++q) {
+      const WideComplex even = even_part(pairs, q);
+      const WideComplex odd = odd_part(pairs, q);
+      store_row(out[1 - q], slot, narrowed30({even.re - odd.re, even.im - odd.im}));
+      store_row(out[2 + q], slot, narrowed30({even.re + odd.re, even.im + odd.im}));
+    }
+    for (int q = 2; q < 4; ++q) {
+      // The sum of both channels.
+      const WideComplex even = even_part(pairs, q);
+      store_row(out[2 + q], slot, narrowed30({even.re + even.re, even.im + even.im}));
+    }
   }
 }
 
@@ -112,9 +133,15 @@ inline void split_in_two(const HybridInput& in, ComplexRow& sum_row, ComplexRow&
   }
 }
 
-// Fills ps.hybrid; the other sub-bands are rows of `bands`, limited in place.
-void split_bands(QmfMatrix& bands, int band_end, PsSynthesisState& ps) {
-  limit_samples(bands, band_end);
+// Fills ps.hybrid.
+inline void split_lowest_bands(QmfMatrix& bands, PsSynthesisState& ps) {
+  for (int band = 0; band < kSplitBands; ++band) {
+    // Includes the slots after the frame.
+    for (int s = kLeadSlots; s < kRowSlots; s += kLanes) {
+      limit_samples(bands.re[band] + s);
+      limit_samples(bands.im[band] + s);
+    }
+  }
   HybridInput in;
   load_hybrid_input(bands, 0, ps, in);
   split_band_0(in, ps.hybrid);
@@ -137,17 +164,68 @@ inline SubBandRow sub_band_row(const QmfMatrix& bands, const PsSynthesisState& p
   return {bands.re[band] + kLeadSlots, bands.im[band] + kLeadSlots};
 }
 
-// Fills ps.energy.
-void measure_energies(const QmfMatrix& bands, int band_end, PsSynthesisState& ps) {
-  std::memset(ps.energy, 0, sizeof ps.energy);
-  for (int k = 0; k < band_end + kHybridBands - kSplitBands; ++k) {
-    const SubBandRow row = sub_band_row(bands, ps, k);
-    uint64_t* const energy = ps.energy[kPsBandOfSubBand[k]];
+// The sub-bands of a parameter band, `step` apart.
+struct SubBands {
+  int first = 0;
+  int count = 0;
+  int step = 1;
+};
+
+inline constexpr auto kSubBandsOfPsBand = [] {
+  std::array<SubBands, kPsBands> sub_bands{};
+  for (int k = kSubBands - 1; k >= 0; --k) {
+    SubBands& of_band = sub_bands[kPsBandOfSubBand[k]];
+    if (of_band.count > 0) of_band.step = of_band.first - k;
+    of_band.first = k;
+    ++of_band.count;
+  }
+  return sub_bands;
+}();
+
+[[gnu::always_inline]] inline WideLanes energies_of(ComplexLanes v) {
+  return wide_product(v.re, v.re) + wide_product(v.im, v.im);
+}
+
+inline constexpr int kSplitPsBands = 8;  // parameter bands of the sub-bands in ps.hybrid
+
+// Fills their rows of ps.energy.
+inline void measure_split_bands(PsSynthesisState& ps) {
+  for (int band = 0; band < kSplitPsBands; ++band) {
+    const SubBands& sub_bands = kSubBandsOfPsBand[static_cast<size_t>(band)];
     for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
-      const ComplexLanes v = row.at(slot);
-      add_to(energy + slot, wide_product(v.re, v.re) + wide_product(v.im, v.im));
+      WideLanes sum{};
+      for (int i = 0; i < sub_bands.count; ++i) {
+        const ComplexRow& row = ps.hybrid[sub_bands.first + i * sub_bands.step];
+        sum = sum + energies_of({load(row.re + slot), load(row.im + slot)});
+      }
+      store(ps.energy[band] + slot, sum);
     }
   }
+}
+
+// Limits the samples of the other bands in place and fills the rest of ps.energy.
+inline void limit_and_measure(QmfMatrix& bands, int band_end, PsSynthesisState& ps) {
+  for (int band = kSplitPsBands; band < kPsBands; ++band) {
+    const SubBands& sub_bands = kSubBandsOfPsBand[static_cast<size_t>(band)];
+    const int first = sub_bands.first - kHybridBands + kSplitBands;
+    const int end = std::min(first + sub_bands.count, band_end);
+    for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
+      WideLanes sum{};
+      for (int row = first; row < end; ++row) {
+        sum = sum + energies_of({limit_samples(bands.re[row] + kLeadSlots + slot),
+                                 limit_samples(bands.im[row] + kLeadSlots + slot)});
+      }
+      store(ps.energy[band] + slot, sum);
+    }
+  }
+}
+
+// Fills ps.hybrid and ps.energy; the sub-bands that are not in ps.hybrid are rows of `bands`, limited in
+// place.
+void split_bands(QmfMatrix& bands, int band_end, PsSynthesisState& ps) {
+  split_lowest_bands(bands, ps);
+  measure_split_bands(ps);
+  limit_and_measure(bands, band_end, ps);
 }
 
 }  // namespace

@@ -135,7 +135,6 @@ void PsSynthesis::process(const PsFrame& frame, int band_end, int sounding_end, 
   const int end = std::max(sounding_end, kAllPassBands - kHybridBands + kSplitBands);
   clear_bands_above(band_end, state);
   kernels.split_bands(bands, end, state);
-  kernels.measure_energies(bands, end, state);
   for (int band = 0; band < kPsBands; ++band) interpolate_mixing(frame, band, state);
   damp_transients(state);
   kernels.decorrelate(bands, state);

@@ -89,10 +89,9 @@ struct SbrKernels {
 
   // The steps of parametric stereo, in call order. Bands from `band_end` on are 0, like their delay lines.
   //
-  // Splits the lowest bands into ps.hybrid and limits the samples of all bands.
+  // Limits the samples, splits the lowest bands into ps.hybrid, and fills ps.energy by parameter band and
+  // slot.
   void (*split_bands)(QmfMatrix& bands, int band_end, PsSynthesisState& ps);
-  // Fills ps.energy by parameter band and slot.
-  void (*measure_energies)(const QmfMatrix& bands, int band_end, PsSynthesisState& ps);
   // Follows ps.energy and stores the transients of the bands that mix the copy. Returns their number.
   int (*find_transients)(PsSynthesisState& ps, Transient* found);
   // Fills ps.decorrelated.

@@ -15,10 +15,9 @@ namespace zdr::aacdec {
 namespace {
 
 constexpr SbrKernels kCompiledSbrKernels = {
-    analyse,         synthesise,           patch,        correlate,    measure_rows,
-    divide_q28,      divide_levels,        weigh_levels, limit_levels, finish_levels,
-    apply_gain,      apply_gain_and_noise, mix_rows,     split_bands,  measure_energies,
-    find_transients, decorrelate,          draw_line,    mix_channels};
+    analyse,       synthesise,   patch,           correlate,     measure_rows, divide_q28,
+    divide_levels, weigh_levels, limit_levels,    finish_levels, apply_gain,   apply_gain_and_noise,
+    mix_rows,      split_bands,  find_transients, decorrelate,   draw_line,    mix_channels};
 
 }  // namespace
 }  // namespace zdr::aacdec
