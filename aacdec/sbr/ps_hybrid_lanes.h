@@ -2,9 +2,6 @@
 // eight slots at a time. For kernel files only.
 #pragma once
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -171,15 +168,19 @@ struct SubBands {
   int step = 1;
 };
 
-inline constexpr auto kSubBandsOfPsBand = [] {
-  std::array<SubBands, kPsBands> sub_bands{};
+struct SubBandTable {
+  SubBands of_band[kPsBands];
+};
+
+inline constexpr SubBandTable kSubBandTable = [] {
+  SubBandTable table;
   for (int k = kSubBands - 1; k >= 0; --k) {
-    SubBands& of_band = sub_bands[kPsBandOfSubBand[k]];
-    if (of_band.count > 0) of_band.step = of_band.first - k;
-    of_band.first = k;
-    ++of_band.count;
+    SubBands& sub_bands = table.of_band[kPsBandOfSubBand[k]];
+    if (sub_bands.count > 0) sub_bands.step = sub_bands.first - k;
+    sub_bands.first = k;
+    ++sub_bands.count;
   }
-  return sub_bands;
+  return table;
 }();
 
 [[gnu::always_inline]] inline WideLanes energies_of(ComplexLanes v) {
@@ -191,7 +192,7 @@ inline constexpr int kSplitPsBands = 8;  // parameter bands of the sub-bands in 
 // Fills their rows of ps.energy.
 inline void measure_split_bands(PsSynthesisState& ps) {
   for (int band = 0; band < kSplitPsBands; ++band) {
-    const SubBands& sub_bands = kSubBandsOfPsBand[static_cast<size_t>(band)];
+    const SubBands& sub_bands = kSubBandTable.of_band[band];
     for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
       WideLanes sum{};
       for (int i = 0; i < sub_bands.count; ++i) {
@@ -206,9 +207,9 @@ inline void measure_split_bands(PsSynthesisState& ps) {
 // Limits the samples of the other bands in place and fills the rest of ps.energy.
 inline void limit_and_measure(QmfMatrix& bands, int band_end, PsSynthesisState& ps) {
   for (int band = kSplitPsBands; band < kPsBands; ++band) {
-    const SubBands& sub_bands = kSubBandsOfPsBand[static_cast<size_t>(band)];
+    const SubBands& sub_bands = kSubBandTable.of_band[band];
     const int first = sub_bands.first - kHybridBands + kSplitBands;
-    const int end = std::min(first + sub_bands.count, band_end);
+    const int end = first + sub_bands.count < band_end ? first + sub_bands.count : band_end;
     for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
       WideLanes sum{};
       for (int row = first; row < end; ++row) {

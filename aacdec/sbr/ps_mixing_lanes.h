@@ -62,9 +62,10 @@ inline StereoLanes mix(const PsSynthesisState& ps, int parameter_band, int slot,
   const Lanes left = load(rows[0] + slot);
   const Lanes right = load(rows[1] + slot);
   if (!ps.mixes_copy[parameter_band]) return {mixed(signal, left), mixed(signal, right)};
+  static_assert(kDampingBlock == kLanes);
   ComplexLanes copy = undamped;
-  if (const Lanes damping = load(ps.damping_q30[parameter_band] + slot);
-      any_bits(damping ^ (1U << 30)) != 0) {
+  if ((ps.damped_blocks[parameter_band] >> slot / kLanes & 1) != 0) {
+    const Lanes damping = load(ps.damping_q30[parameter_band] + slot);
     copy = {narrowed(wide_product(undamped.re, damping), 30),
             narrowed(wide_product(undamped.im, damping), 30)};
   }
@@ -106,27 +107,45 @@ inline void mix_all_pass_band(int k, PsSynthesisState& ps, QmfMatrix& bands) {
   }
 }
 
-inline constexpr int kDelayColumn = 16;
-
-inline void mix_delayed_band(int k, PsSynthesisState& ps, QmfMatrix& bands) {
-  const int band = k - kHybridBands + kSplitBands;
+// The copy is the signal `delay` slots ago; in the first `delay` slots, `before` continues it backwards.
+[[gnu::always_inline]] inline void mix_with_delayed(int k, int delay, const SubBandRow& before,
+                                                    PsSynthesisState& ps, QmfMatrix& bands) {
   const SubBandRow signal = sub_band_row(bands, ps, k);
-  int32_t re[kRowStride];
-  int32_t im[kRowStride];
-  int32_t* const history_re = ps.memory.delay_re[k - kAllPassBands];
-  int32_t* const history_im = ps.memory.delay_im[k - kAllPassBands];
-  std::memcpy(re + kDelayColumn - kLongDelay, history_re, kLongDelay * 4);
-  std::memcpy(im + kDelayColumn - kLongDelay, history_im, kLongDelay * 4);
-  std::memcpy(re + kDelayColumn, signal.re, kQmfSlots * 4);
-  std::memcpy(im + kDelayColumn, signal.im, kQmfSlots * 4);
-  std::memcpy(history_re, re + kDelayColumn + kQmfSlots - kLongDelay, kLongDelay * 4);
-  std::memcpy(history_im, im + kDelayColumn + kQmfSlots - kLongDelay, kLongDelay * 4);
-  const int first = kDelayColumn - (k < kShortDelayBand ? kLongDelay : kShortDelay);
-  for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
-    const ComplexLanes now{load(re + kDelayColumn + slot), load(im + kDelayColumn + slot)};
-    const ComplexLanes copy{load(re + first + slot), load(im + first + slot)};
-    store_stereo(bands, ps.right, band, slot, mix(ps, kPsBandOfSubBand[k], slot, now, copy));
+  // Backwards, because the left channel replaces the signal.
+  for (int slot = kQmfSlots - kLanes; slot >= 0; slot -= kLanes) {
+    const ComplexLanes copy = (slot < delay ? before : signal).at(slot - delay);
+    const StereoLanes v = mix(ps, kPsBandOfSubBand[k], slot, signal.at(slot), copy);
+    store_stereo(bands, ps.right, k - kHybridBands + kSplitBands, slot, v);
   }
+}
+
+inline void mix_long_delayed_band(int k, PsSynthesisState& ps, QmfMatrix& bands) {
+  const SubBandRow signal = sub_band_row(bands, ps, k);
+  int32_t* const delay_re = ps.memory.long_delay_re[k - kAllPassBands];
+  int32_t* const delay_im = ps.memory.long_delay_im[k - kAllPassBands];
+  const ComplexLanes start = signal.at(0);
+  store(delay_re + kLongDelay, start.re);
+  store(delay_im + kLongDelay, start.im);
+  const ComplexLanes first_kept = signal.at(kQmfSlots - kLongDelay);
+  const ComplexLanes last_kept = signal.at(kQmfSlots - kLanes);
+  mix_with_delayed(k, kLongDelay, {delay_re + kLongDelay, delay_im + kLongDelay}, ps, bands);
+  store(delay_re, first_kept.re);
+  store(delay_im, first_kept.im);
+  store(delay_re + kLongDelay - kLanes, last_kept.re);
+  store(delay_im + kLongDelay - kLanes, last_kept.im);
+}
+
+inline void mix_short_delayed_band(int k, PsSynthesisState& ps, QmfMatrix& bands) {
+  static_assert(kShortDelay == 1 && kLeadSlots >= kShortDelay);
+  int32_t* const re = bands.re[k - kHybridBands + kSplitBands] + kLeadSlots;
+  int32_t* const im = bands.im[k - kHybridBands + kSplitBands] + kLeadSlots;
+  int32_t& kept_re = ps.memory.short_delay_re[k - kShortDelayBand];
+  int32_t& kept_im = ps.memory.short_delay_im[k - kShortDelayBand];
+  re[-1] = kept_re;
+  im[-1] = kept_im;
+  kept_re = re[kQmfSlots - 1];
+  kept_im = im[kQmfSlots - 1];
+  mix_with_delayed(k, kShortDelay, {re, im}, ps, bands);
 }
 
 // Writes the left channel to `bands` and the right one to ps.right.
@@ -135,7 +154,13 @@ void mix_channels(PsSynthesisState& ps, int band_end, QmfMatrix& bands) {
   mix_split_band(6, 8, 1, ps, bands);
   mix_split_band(8, kHybridBands, 2, ps, bands);
   for (int k = kHybridBands; k < kAllPassBands; ++k) mix_all_pass_band(k, ps, bands);
-  for (int k = kAllPassBands; k < band_end + kHybridBands - kSplitBands; ++k) mix_delayed_band(k, ps, bands);
+  for (int k = kAllPassBands; k < band_end + kHybridBands - kSplitBands; ++k) {
+    if (k < kShortDelayBand) {
+      mix_long_delayed_band(k, ps, bands);
+    } else {
+      mix_short_delayed_band(k, ps, bands);
+    }
+  }
   for (int band = band_end; band < kQmfBands; ++band) {
     std::memset(ps.right.re[band] + kLeadSlots, 0, kQmfSlots * 4);
     std::memset(ps.right.im[band] + kLeadSlots, 0, kQmfSlots * 4);

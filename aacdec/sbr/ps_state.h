@@ -16,7 +16,8 @@ inline constexpr int kAllPassLanes = 32;
 inline constexpr int kAllPassLinks = 3;
 inline constexpr int kHybridDelay = 6;  // slots that the hybrid filters read before and after the current one
 inline constexpr int kLongDelay = 14;   // slots, of sub-bands from kAllPassBands on
-inline constexpr int kShortDelay = 1;   // slots, of sub-bands from kShortDelayBand on
+inline constexpr int kLongDelayStride = 24;
+inline constexpr int kShortDelay = 1;  // slots, of sub-bands from kShortDelayBand on
 inline constexpr int kShortDelayBand = 42;
 
 // Internal samples are at 2^5 per step of PCM and limited to 2^27, twice full scale, so that nothing
@@ -49,12 +50,12 @@ struct TransientDetectors {
   alignas(64) uint64_t difference[kPsBands];
 };
 
-// A slot in which the smoothed energy of a band is below 1.5 times the smoothed excess of its peaks.
-struct Transient {
-  uint64_t energy;
-  uint64_t threshold;
-  int band;
-  int slot;
+// The smoothed energy of each parameter band, and 1.5 times the smoothed excess of its peaks, by slot. A slot
+// with less energy than this threshold is a transient.
+struct Transients {
+  uint32_t bands[kQmfSlots];  // one bit per parameter band
+  alignas(64) uint64_t energy[kQmfSlots][kPsBands];
+  alignas(64) uint64_t threshold[kQmfSlots][kPsBands];
 };
 
 // The mixing matrix of one parameter band, Q30: left and right from the signal, then left and right from its
@@ -62,15 +63,21 @@ struct Transient {
 inline constexpr int kMixingEntries = 4;
 inline constexpr int kLineFraction = 20;  // bits after the point of the step between two slots
 
+inline constexpr int kDampingBlock = 8;  // slots
+
 struct PsSynthesisState {
   // State of the signal, carried from frame to frame.
   struct Memory {
     int32_t hybrid_re[kSplitBands][kHybridDelay];
     int32_t hybrid_im[kSplitBands][kHybridDelay];
     AllPassState all_pass;
-    // The last slots of sub-bands from kAllPassBands on.
-    int32_t delay_re[kSubBands - kAllPassBands][kLongDelay];
-    int32_t delay_im[kSubBands - kAllPassBands][kLongDelay];
+    // The last slots of the sub-bands before kShortDelayBand; room for the first ones of a frame follows.
+    int32_t long_delay_re[kShortDelayBand - kAllPassBands][kLongDelayStride];
+    int32_t long_delay_im[kShortDelayBand - kAllPassBands][kLongDelayStride];
+    // The last slot of the others.
+    int32_t short_delay_re[kSubBands - kShortDelayBand];
+    int32_t short_delay_im[kSubBands - kShortDelayBand];
+    int delay_end;  // the delay lines of sub-bands from this one on are 0
     TransientDetectors detectors;
   } memory;
   int32_t mixing_q30[kPsBands][kMixingEntries];  // reached at the end of the previous frame
@@ -83,7 +90,9 @@ struct PsSynthesisState {
   QmfMatrix right;
   ComplexRow hybrid[kHybridBands];
   ComplexRow decorrelated[kAllPassBands];
-  bool mixes_copy[kPsBands];  // false where the copy has no part in either channel; damping is not set then
+  bool mixes_copy[kPsBands];  // false where the copy has no part in either channel; it is not damped then
+  // Bit i: whether slots from kDampingBlock * i on are damped. Damping is set where any are.
+  uint8_t damped_blocks[kPsBands];
   alignas(64) int32_t damping_q30[kPsBands][kQmfSlots];
   alignas(64) uint64_t energy[kPsBands][kQmfSlots];
 };

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "aacdec/fixed/magnitude.h"
 #include "aacdec/sbr/sbr_kernels.h"
@@ -18,39 +19,69 @@ namespace {
 
 constexpr int32_t kOneQ30 = 1 << 30;
 
+void clear_delay_line(int k, PsSynthesisState::Memory& memory) {
+  if (k >= kShortDelayBand) {
+    memory.short_delay_re[k - kShortDelayBand] = memory.short_delay_im[k - kShortDelayBand] = 0;
+    return;
+  }
+  if (k >= kAllPassBands) {
+    std::fill(std::begin(memory.long_delay_re[k - kAllPassBands]),
+              std::end(memory.long_delay_re[k - kAllPassBands]), 0);
+    std::fill(std::begin(memory.long_delay_im[k - kAllPassBands]),
+              std::end(memory.long_delay_im[k - kAllPassBands]), 0);
+    return;
+  }
+  for (int i = 0; i < AllPassState::kInputSlots; ++i) {
+    memory.all_pass.input_re[i][k] = memory.all_pass.input_im[i][k] = 0;
+  }
+  for (int i = 0; i < AllPassState::kLinkSlots; ++i) {
+    memory.all_pass.link_re[i][k] = memory.all_pass.link_im[i][k] = 0;
+  }
+}
+
+int sub_band_of(int band) {
+  return band - kSplitBands + kHybridBands;
+}
+
 // Clears the delay lines above the last band of the signal: they would keep ringing after a header has
 // lowered that band.
-void clear_bands_above(int band_end, PsSynthesisState& ps) {
-  const int first = std::max(band_end, kSplitBands) - kSplitBands + kHybridBands;
-  for (int k = std::max(first, kAllPassBands); k < kSubBands; ++k) {
-    std::memset(ps.memory.delay_re[k - kAllPassBands], 0, sizeof ps.memory.delay_re[0]);
-    std::memset(ps.memory.delay_im[k - kAllPassBands], 0, sizeof ps.memory.delay_im[0]);
-  }
-  for (int k = first; k < kAllPassBands; ++k) {
-    for (int i = 0; i < AllPassState::kInputSlots; ++i) {
-      ps.memory.all_pass.input_re[i][k] = ps.memory.all_pass.input_im[i][k] = 0;
-    }
-    for (int i = 0; i < AllPassState::kLinkSlots; ++i) {
-      ps.memory.all_pass.link_re[i][k] = ps.memory.all_pass.link_im[i][k] = 0;
-    }
-  }
+void clear_bands_above(int band_end, PsSynthesisState::Memory& memory) {
+  const int first = sub_band_of(std::max(band_end, kSplitBands));
+  for (int k = first; k < memory.delay_end; ++k) clear_delay_line(k, memory);
 }
 
 // The damping of the copy, Q30: the ratio of the energy to the threshold, which is larger.
-int32_t damping_of(const Transient& transient) {
-  const Magnitude ratio = make_magnitude(transient.energy, 30) / make_magnitude(transient.threshold, 0);
-  return ratio.exponent < -31 ? 0 : static_cast<int32_t>(ratio.mantissa >> -ratio.exponent);
+int32_t damping_of(uint64_t energy, uint64_t threshold) {
+  const Magnitude dividend = make_magnitude(energy, 30);
+  const Magnitude divisor = make_magnitude(threshold, 0);
+  const int shift = dividend.exponent - divisor.exponent;
+  if (dividend.is_zero() || shift < 0) return 0;
+  // A division of integers takes several times as long. This one yields at most 1 too much.
+  const double ratio = static_cast<double>(dividend.mantissa) / static_cast<double>(divisor.mantissa);
+  const auto damping = static_cast<int64_t>(ratio * static_cast<double>(int64_t{1} << shift));
+  const bool too_large = damping * divisor.mantissa > int64_t{dividend.mantissa} << shift;
+  return static_cast<int32_t>(damping - (too_large ? 1 : 0));
+}
+
+void damp_slot(PsSynthesisState& ps, int band, int slot, int32_t damping) {
+  if (ps.damped_blocks[band] == 0) std::fill_n(ps.damping_q30[band], kQmfSlots, kOneQ30);
+  ps.damped_blocks[band] |= static_cast<uint8_t>(1U << slot / kDampingBlock);
+  ps.damping_q30[band][slot] = damping;
 }
 
 void damp_transients(PsSynthesisState& ps) {
-  Transient transients[kPsBands * kQmfSlots];
-  const int count = sbr_kernels().find_transients(ps, transients);
+  Transients found;
+  sbr_kernels().find_transients(ps, found);
+  uint32_t mixing_bands = 0;
   for (int band = 0; band < kPsBands; ++band) {
-    if (ps.mixes_copy[band]) std::fill_n(ps.damping_q30[band], kQmfSlots, kOneQ30);
+    mixing_bands |= static_cast<uint32_t>(ps.mixes_copy[band]) << band;
+    ps.damped_blocks[band] = 0;
   }
-  for (int i = 0; i < count; ++i) {
-    const Transient& transient = transients[i];
-    ps.damping_q30[transient.band][transient.slot] = damping_of(transient);
+  for (int slot = 0; slot < kQmfSlots; ++slot) {
+    for (uint32_t bands = found.bands[slot] & mixing_bands; bands != 0; bands &= bands - 1) {
+      const int band = std::countr_zero(bands);
+      damp_slot(ps, band, slot, damping_of(found.energy[slot][band], found.threshold[slot][band]));
+    }
   }
 }
 
@@ -133,7 +164,8 @@ void PsSynthesis::process(const PsFrame& frame, int band_end, int sounding_end, 
   const SbrKernels& kernels = sbr_kernels();
   // The bands that the kernels need not compute are above the all-pass chains.
   const int end = std::max(sounding_end, kAllPassBands - kHybridBands + kSplitBands);
-  clear_bands_above(band_end, state);
+  clear_bands_above(band_end, state.memory);
+  state.memory.delay_end = sub_band_of(end);
   kernels.split_bands(bands, end, state);
   for (int band = 0; band < kPsBands; ++band) interpolate_mixing(frame, band, state);
   damp_transients(state);

@@ -92,8 +92,8 @@ struct SbrKernels {
   // Limits the samples, splits the lowest bands into ps.hybrid, and fills ps.energy by parameter band and
   // slot.
   void (*split_bands)(QmfMatrix& bands, int band_end, PsSynthesisState& ps);
-  // Follows ps.energy and stores the transients of the bands that mix the copy. Returns their number.
-  int (*find_transients)(PsSynthesisState& ps, Transient* found);
+  // Follows ps.energy.
+  void (*find_transients)(PsSynthesisState& ps, Transients& found);
   // Fills ps.decorrelated.
   void (*decorrelate)(const QmfMatrix& bands, PsSynthesisState& ps);
   // row[i] = from + (i + 1) * step / 2^kLineFraction, rounded down, for i below `count`. Up to 7 values after
