@@ -18,6 +18,13 @@ using FloatLanes = Pair<FloatRegister>;
   return v - FloatRegister{};  // a sum would change -0
 }
 
+// Whether multiply_add() rounds the product before it adds.
+#if defined(__FMA__) || defined(__aarch64__)
+inline constexpr bool kRoundsProducts = false;
+#else
+inline constexpr bool kRoundsProducts = true;
+#endif
+
 // a * b + c, rounded once or twice.
 [[gnu::always_inline]] inline FloatRegister multiply_add(FloatRegister a, FloatRegister b, FloatRegister c) {
 #if defined(__FMA__)

@@ -70,15 +70,18 @@ struct WindowBounds {
 template <int kBands>
 constexpr WindowBounds window_bounds() {
   constexpr double kRounding = 0x1p-24 * 1.001;
+  // The value, and the product unless it is added in the same instruction.
+  constexpr int kRoundings = kRoundsProducts ? 2 : 1;
   WindowBounds worst;
   for (int n = 0; n < kBands; ++n) {
     WindowBounds of_sample;
-    for (const WindowTap& tap : kWindowTaps) {
-      const double factor = window_factor<kBands>(n, tap) * 0x1p-43;
+    for (int k = 0; k < kTapCount; ++k) {
+      const double factor = window_factor<kBands>(n, kWindowTaps[k]) * 0x1p-43;
       const double size = factor < 0 ? -factor : factor;
+      const double off = factor - kEstimateFactors<kBands>.of_sample[n][k];
       of_sample.sum += size;
-      // Both factors are rounded; their product is, too, unless it is added in the same instruction.
-      of_sample.error += (3 * size + of_sample.sum) * kRounding;
+      // The factor is not exact either.
+      of_sample.error += (kRoundings * size + of_sample.sum) * kRounding + (off < 0 ? -off : off) * 1.001;
     }
     worst = {std::max(worst.sum, of_sample.sum), std::max(worst.error, of_sample.error)};
   }
