@@ -16,15 +16,9 @@ namespace {
 
 // v to 8 v.
 [[gnu::always_inline]] inline Lanes multiples(uint32_t v) {
-  static constexpr int32_t kMasks[4][kLanes] = {{-1, 0, -1, 0, -1, 0, -1, 0},
-                                                {0, -1, -1, 0, 0, -1, -1, 0},
-                                                {0, 0, 0, -1, -1, -1, -1, 0},
-                                                {0, 0, 0, 0, 0, 0, 0, -1}};
-  Lanes sum{};
-  for (int bit = 0; bit < 4; ++bit) {
-    sum = sum + (broadcast(static_cast<int32_t>(v << bit)) & load(kMasks[bit]));
-  }
-  return sum;
+  static constexpr int32_t kCounts[kLanes] = {1, 2, 3, 4, 5, 6, 7, 8};
+  return each([v](Register counts) { return low_words(unsigned_product(counts, Register{} + v)); },
+              load(kCounts));
 }
 
 void draw_line(int32_t* row, int count, int32_t from, int64_t step) {
@@ -34,11 +28,12 @@ void draw_line(int32_t* row, int count, int32_t from, int64_t step) {
   const auto fraction = static_cast<uint32_t>(step) & ((1U << kLineFraction) - 1);
   Lanes units = multiples(whole) + static_cast<uint32_t>(from);
   Lanes parts = multiples(fraction);
-  for (int n = 0; n < count; n += kLanes) {
-    store(row + n, select(first_lanes(count - n), units + (parts >> kLineFraction), load(row + n)));
+  for (; count >= kLanes; count -= kLanes, row += kLanes) {
+    store(row, units + (parts >> kLineFraction));
     units = units + kLanes * whole;
     parts = parts + kLanes * fraction;
   }
+  if (count > 0) store(row, select(first_lanes(count), units + (parts >> kLineFraction), load(row)));
 }
 
 struct StereoLanes {
