@@ -47,24 +47,50 @@ inline void delay_input(int lane, AllPassState& state, ComplexLanes* x) {
   for (int t = 0; t < kQmfSlots; ++t) x[t] = product(x[t], phase);
 }
 
+// Whether the gains of a link from this lane on are below 1/2. Then they have 32 bits after the point, and
+// products need no shift to their place in the odd lanes.
+constexpr bool gains_are_small(int link, int first_lane) {
+  for (int lane = first_lane; lane < kAllPassLanes; ++lane) {
+    if (kLinkGains[link].q30[lane] >= 1 << 29) return false;
+  }
+  return true;
+}
+
 // One link over the frame, in place: y = rotated w[-d] - gain x, w[0] = x + gain y.
-template <int kLink>
+template <int kLink, int kFirstLane>
 inline void all_pass_link(int lane, AllPassState& state, ComplexLanes* x) {
   constexpr int kDelay = kLinkDelay[kLink];
+  constexpr int kGainShift = gains_are_small(kLink, kFirstLane) ? 32 : 30;
   const auto re = state.link_re + kLinkStart[kLink];
   const auto im = state.link_im + kLinkStart[kLink];
   ComplexLanes w[kDelay + kQmfSlots];
   load_delayed<kDelay>(re, im, lane, w);
   const PhaseLanes phase = phases_of(kLinkPhases[kLink], lane);
-  const FactorLanes gain = lane_factors(load(kLinkGains[kLink].q30 + lane));
-  const auto weighted = [&](Lanes v) { return narrowed(wide_product(v, gain), 30); };
-  for (int t = 0; t < kQmfSlots; ++t) {
-    const ComplexLanes rotated = product(w[t], phase);
-    const ComplexLanes y{rotated.re - weighted(x[t].re), rotated.im - weighted(x[t].im)};
-    w[t + kDelay] = {x[t].re + weighted(y.re), x[t].im + weighted(y.im)};
-    x[t] = y;
+  const FactorLanes gain = lane_factors(load(kLinkGains[kLink].q30 + lane) << (kGainShift - 30));
+  const auto weighted = [&](Lanes v) { return narrowed(wide_product(v, gain), kGainShift); };
+  // Two registers at a time, step by step: the steps of a slot wait for each other.
+  constexpr int kTogether = 2 * kRegisterLanes / kLanes;  // slots
+  static_assert(kDelay >= kTogether);
+  for (int t = 0; t < kQmfSlots; t += kTogether) {
+    ComplexLanes y[kTogether];
+    for (int i = 0; i < kTogether; ++i) y[i] = product(w[t + i], phase);
+    for (int i = 0; i < kTogether; ++i) {
+      y[i] = {y[i].re - weighted(x[t + i].re), y[i].im - weighted(x[t + i].im)};
+    }
+    for (int i = 0; i < kTogether; ++i) {
+      w[t + i + kDelay] = {x[t + i].re + weighted(y[i].re), x[t + i].im + weighted(y[i].im)};
+      x[t + i] = y[i];
+    }
   }
   store_delayed<kDelay>(w, lane, re, im);
+}
+
+// The three links over the frame, of lanes from kFirstLane on.
+template <int kFirstLane>
+inline void all_pass_chain(int lane, AllPassState& state, ComplexLanes* x) {
+  all_pass_link<0, kFirstLane>(lane, state, x);
+  all_pass_link<1, kFirstLane>(lane, state, x);
+  all_pass_link<2, kFirstLane>(lane, state, x);
 }
 
 // Fills ps.decorrelated.
@@ -86,9 +112,12 @@ void decorrelate(const QmfMatrix& bands, PsSynthesisState& ps) {
       for (int t = 0; t < kLanes; ++t) x[AllPassState::kInputSlots + slot + t] = {re[t], im[t]};
     }
     delay_input(lane, state, x);
-    all_pass_link<0>(lane, state, x);
-    all_pass_link<1>(lane, state, x);
-    all_pass_link<2>(lane, state, x);
+    // The gains decrease from lane to lane.
+    if (lane < kAllPassLanes / 2) {
+      all_pass_chain<0>(lane, state, x);
+    } else {
+      all_pass_chain<kAllPassLanes / 2>(lane, state, x);
+    }
     for (int slot = 0; slot < kQmfSlots; slot += kLanes) {
       Lanes re[kLanes];
       Lanes im[kLanes];

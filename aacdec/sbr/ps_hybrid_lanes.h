@@ -58,13 +58,14 @@ struct WideComplex {
   return {narrowed(v.re, 30), narrowed(v.im, 30)};
 }
 
-// The samples at equal distances before and after the centre of a filter.
+// The centre of a filter and the samples at equal distances before and after it.
 struct HybridPairs {
-  ComplexLanes centre;
+  WideComplex centre;  // 1/8 of it, Q30
   ComplexLanes sum[kHybridDelay];
   ComplexLanes difference[kHybridDelay];
 
-  HybridPairs(const HybridInput& in, int slot) : centre(in.at(slot)) {
+  HybridPairs(const HybridInput& in, int slot)
+      : centre{widened(in.at(slot).re, 27), widened(in.at(slot).im, 27)} {
     for (int i = 0; i < kHybridDelay; ++i) {
       const ComplexLanes before = in.at(slot - 1 - i);
       const ComplexLanes after = in.at(slot + 1 + i);
@@ -77,7 +78,7 @@ struct HybridPairs {
 // Band 0 is split into eight channels. Channels q and 7 - q have conjugate filters: they are the sum and the
 // difference of an even and an odd part.
 inline WideComplex even_part(const HybridPairs& in, int q) {
-  WideComplex part{widened(in.centre.re, 27), widened(in.centre.im, 27)};
+  WideComplex part = in.centre;
   for (int i = 0; i < kHybridDelay; ++i) {
     const Factor tap = factor(kHybridTaps.tap[q][i].re);
     part.re = part.re + wide_product(in.sum[i].re, tap);
