@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "aacdec/fixed/float_lanes.h"
+#include "aacdec/fixed/fixed_lanes.h"
 #include "aacdec/sbr/ps_state.h"
 
 namespace zdr::aacdec {
