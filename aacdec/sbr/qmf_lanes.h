@@ -187,17 +187,18 @@ void analyse(const int16_t* pcm, int stride, int band_end, QmfAnalysisState& sta
 
 // --- Synthesis ---
 
-// The OR of the absolute values of the samples, those of negative ones less 1.
+// All bits up to the highest one of any absolute value; those of negative samples count less 1.
 inline uint32_t used_bits(const QmfMatrix& bands, int band_count) {
   Lanes all{};
+  // Where a bit differs from the one below it; the highest such place is one above the highest bit in use.
+  const auto changes = [](Lanes v) { return v ^ (v + v); };
   for (int band = 0; band < band_count; ++band) {
     for (int slot = kLeadSlots; slot < kLeadSlots + kQmfSlots; slot += kLanes) {
-      const Lanes re = load(bands.re[band] + slot);
-      const Lanes im = load(bands.im[band] + slot);
-      all |= (re ^ sign_mask(re)) | (im ^ sign_mask(im));
+      all |= changes(load(bands.re[band] + slot)) | changes(load(bands.im[band] + slot));
     }
   }
-  return any_bits(all);
+  const uint32_t top = any_bits(all) >> 1;
+  return top == 0 ? 0 : 0xFFFFFFFFU >> __builtin_clz(top);
 }
 
 // What the samples of a frame need besides the transforms.
