@@ -16,6 +16,7 @@ struct AllPoleFilter {
   static constexpr int kTaps = 18;
   static constexpr int kNearTaps = 2;  // the taps that kernels apply with scalar products
   int32_t a[kTaps];                    // Q31; unused taps are 0
+  int taps;                            // in use, at most 12
   int exponent;
   int shift;
   int32_t limit;  // while |y[n]| stays below it, no sum overflows 32 bits
@@ -27,6 +28,11 @@ struct LineSequence {
   int32_t* out;
   int count;
   int step;  // 1 or -1
+};
+
+struct AllPoleRun {
+  AllPoleFilter filter;
+  LineSequence lines;
 };
 
 // Noise times root / 2^(15 + shift), then times a factor in Q31 unless that is 0. Both products are truncated
@@ -62,7 +68,11 @@ struct CoreKernels {
   // is not negative, `shift` is -31 to 31, `count` a multiple of 4. A negative shift must not overflow.
   void (*scale)(const int32_t* in, int32_t* out, int count, int shift, int32_t factor, bool negate);
   // False if |y| exceeds the filter's limit; the output is then incomplete. Any count is allowed.
-  bool (*all_pole)(const AllPoleFilter& filter, const LineSequence& lines);
+  bool (*all_pole)(const AllPoleRun& run);
+  // Runs two filters, the second of which has at least as many lines, at once: each line of a filter waits
+  // for the one before it, so that two take less time than one after the other. The lines times 2^shift are
+  // below 2^31. False if values may exceed 30 bits or a limit; the outputs are then wrong.
+  bool (*all_pole_pair)(const AllPoleRun& shorter, const AllPoleRun& longer);
   // Adds kFrameLength samples to the overlap, which is in SampleOrder, and keeps as many that follow as the
   // new overlap. pcm[i * stride] is the sum, rounded from 2^5 per step and clamped to -32767 .. 32767.
   void (*put_samples)(const int32_t* time, int32_t* overlap, int16_t* pcm, int stride);

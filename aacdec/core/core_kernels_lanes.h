@@ -2,6 +2,7 @@
 // only.
 #pragma once
 
+#include "aacdec/core/all_pole_pair_lanes.h"
 #include "aacdec/core/core_kernels.h"
 #include "aacdec/core/long_block_lanes.h"
 #include "aacdec/core/noise_lanes.h"
@@ -12,9 +13,9 @@
 namespace zdr::aacdec {
 namespace {
 
-constexpr CoreKernels kCompiledCoreKernels = {dct4_long,   dct4_short,          window_rise, window_fall,
-                                              mid_side,    combined_magnitudes, scale,       all_pole,
-                                              put_samples, put_long_block,      draw_noise,  scale_noise};
+constexpr CoreKernels kCompiledCoreKernels = {
+    dct4_long, dct4_short,    window_rise, window_fall,    mid_side,   combined_magnitudes, scale,
+    all_pole,  all_pole_pair, put_samples, put_long_block, draw_noise, scale_noise};
 
 }  // namespace
 }  // namespace zdr::aacdec

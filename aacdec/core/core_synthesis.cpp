@@ -55,13 +55,12 @@ bool reconstruct_spectra(Frame& frame, const StreamFormat& format, CoreState& st
     apply_mid_side(frame, bands_of(frame, 0, format));
     apply_intensity(frame, bands_of(frame, 1, format));
   }
-  for (int c = 0; c < frame.channel_count; ++c) {
-    ChannelStream& channel = frame.channel[c];
-    if (format.profile == kProfileLtp) {
-      predict_long_term(channel, format, state.channel[c], frame.spectrum[c], state.scratch);
+  if (format.profile == kProfileLtp) {
+    for (int c = 0; c < frame.channel_count; ++c) {
+      predict_long_term(frame.channel[c], format, state.channel[c], frame.spectrum[c], state.scratch);
     }
-    shape_noise(channel, format, Shaping::kSynthesis, frame.spectrum[c], state.scratch);
   }
+  shape_noise(frame, format, state.scratch);
   return true;
 }
 

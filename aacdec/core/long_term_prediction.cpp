@@ -45,12 +45,10 @@ void predict_long_term(const ChannelStream& channel, const StreamFormat& format,
                        const CoreChannelState& state, int32_t* spectrum, int32_t* scratch) {
   const IcsInfo& ics = channel.ics;
   if (!channel.ltp.present || ics.is_short()) return;
-  // The working memory of the shaping ends before the predicted lines.
   int32_t* const predicted = scratch + 3 * kFrameLength;
-  static_assert(kShapingScratch <= 3 * kFrameLength);
   make_prediction(channel.ltp, state, scratch);
   analyse_long(scratch, ics, state.previous_window_shape, predicted);
-  shape_noise(channel, format, Shaping::kAnalysis, predicted, scratch);
+  undo_noise_shaping(channel, format, predicted, scratch);
   const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, false);
   for (int sfb = 0; sfb < std::min<int>(ics.max_sfb, kMaxLtpBands); ++sfb) {
     if (!channel.ltp.long_used[sfb]) continue;

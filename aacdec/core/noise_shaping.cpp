@@ -1,5 +1,6 @@
-// Builds and runs the TNS filters. The all-pole filter starts with as much headroom as the lines allow; if an
-// output exceeds its limit, it is run again with less, and finally with saturation.
+// Builds and runs the TNS filters. An all-pole filter starts with as much headroom as the lines allow; if an
+// output exceeds its limit, it is run again with less, and finally with saturation. The filters of a frame
+// run in pairs, since the lines of one can be computed only one after the other.
 #include "aacdec/core/noise_shaping.h"
 
 #include <algorithm>
@@ -67,13 +68,21 @@ int headroom(const int32_t* lines, int count) {
 
 AllPoleFilter make_filter(const Predictor& p) {
   AllPoleFilter filter = {};
+  static_assert(kMaxTnsOrder <= AllPoleFilter::kTaps);
   std::copy_n(p.a + 1, p.order, filter.a);
+  filter.taps = p.order;
   filter.exponent = p.exponent;
   uint64_t sum = 0;
   for (int i = 1; i <= p.order; ++i) sum += magnitude(p.a[i]);
   filter.limit = saturate(static_cast<int64_t>((uint64_t{1} << 62) / std::max<uint64_t>(sum, 1U << 31)) - 1);
   return filter;
 }
+
+// One filter of a window with its lines, whose input is a copy.
+struct ShapingRun {
+  Predictor predictor;
+  AllPoleRun all_pole;
+};
 
 void filter_saturating(const Predictor& p, const LineSequence& lines) {
   for (int n = 0; n < lines.count; ++n) {
@@ -82,15 +91,14 @@ void filter_saturating(const Predictor& p, const LineSequence& lines) {
   }
 }
 
-void run_synthesis(const Predictor& p, const LineSequence& lines, int headroom) {
-  AllPoleFilter filter = make_filter(p);
-  filter.shift = headroom;
-  while (!core_kernels().all_pole(filter, lines)) {
-    if (filter.shift == 0) {
-      filter_saturating(p, lines);
+void run_synthesis(ShapingRun& run) {
+  int& shift = run.all_pole.filter.shift;
+  while (!core_kernels().all_pole(run.all_pole)) {
+    if (shift == 0) {
+      filter_saturating(run.predictor, run.all_pole.lines);
       return;
     }
-    filter.shift = std::max(filter.shift - 2, 0);
+    shift = std::max(shift - 2, 0);
   }
 }
 
@@ -101,31 +109,10 @@ void run_analysis(const Predictor& p, const LineSequence& lines) {
   }
 }
 
-struct LineRange {
-  int start;
-  int end;
-};
-
-// Filters a copy of the lines.
-void run_filter(const TnsWindow& window, const TnsFilter& filter, LineRange range, Shaping direction,
-                int32_t* lines, int32_t* scratch) {
-  const int count = range.end - range.start;
-  std::copy_n(lines + range.start, count, scratch);
-  const int first = filter.downwards ? count - 1 : 0;
-  const LineSequence sequence = {scratch + first, lines + range.start + first, count,
-                                 filter.downwards ? -1 : 1};
-  const Predictor predictor = make_predictor(window, filter);
-  if (direction == Shaping::kSynthesis) {
-    run_synthesis(predictor, sequence, headroom(scratch, count));
-  } else {
-    run_analysis(predictor, sequence);
-  }
-}
-
-}  // namespace
-
-void shape_noise(const ChannelStream& channel, const StreamFormat& format, Shaping direction,
-                 int32_t* spectrum, int32_t* scratch) {
+// Calls visit(predictor, lines) for each filter of the channel that changes lines. Each has lines of its own.
+template <class Visit>
+void for_each_filter(const ChannelStream& channel, const StreamFormat& format, int32_t* spectrum,
+                     int32_t* scratch, Visit visit) {
   if (!channel.tns.present) return;
   const IcsInfo& ics = channel.ics;
   const ScaleFactorBands bands = scale_factor_bands(format.sampling_index, ics.is_short());
@@ -138,11 +125,63 @@ void shape_noise(const ChannelStream& channel, const StreamFormat& format, Shapi
       const TnsFilter& filter = window.filter[f];
       const int top = bottom;
       bottom = std::max(top - filter.length, 0);
-      const LineRange range = {bands.offsets[std::min(bottom, limit)], bands.offsets[std::min(top, limit)]};
-      if (filter.order == 0 || range.end <= range.start) continue;
-      run_filter(window, filter, range, direction, spectrum + w * ics.window_length(), scratch);
+      const int start = w * ics.window_length() + bands.offsets[std::min(bottom, limit)];
+      const int count = w * ics.window_length() + bands.offsets[std::min(top, limit)] - start;
+      if (filter.order == 0 || count <= 0) continue;
+      std::copy_n(spectrum + start, count, scratch + start);
+      const int first = start + (filter.downwards ? count - 1 : 0);
+      visit(make_predictor(window, filter),
+            LineSequence{scratch + first, spectrum + first, count, filter.downwards ? -1 : 1});
     }
   }
+}
+
+// The runs of a frame.
+class ShapingRuns {
+ public:
+  void add(const Predictor& predictor, const LineSequence& lines) {
+    const int32_t* const lowest = lines.step < 0 ? lines.in - (lines.count - 1) : lines.in;
+    ShapingRun& run = runs_[count_++];
+    run = {predictor, {make_filter(predictor), lines}};
+    run.all_pole.filter.shift = headroom(lowest, lines.count);
+  }
+  // In pairs of about the same length.
+  void execute() {
+    std::sort(runs_, runs_ + count_, [](const ShapingRun& one, const ShapingRun& other) {
+      return one.all_pole.lines.count < other.all_pole.lines.count;
+    });
+    for (; count_ >= 2; count_ -= 2) execute_pair(runs_[count_ - 2], runs_[count_ - 1]);
+    if (count_ == 1) run_synthesis(runs_[0]);
+  }
+
+ private:
+  static void execute_pair(ShapingRun& shorter, ShapingRun& longer) {
+    if (core_kernels().all_pole_pair(shorter.all_pole, longer.all_pole)) return;
+    run_synthesis(shorter);
+    run_synthesis(longer);
+  }
+
+  // A long window has up to three filters, a short one has one.
+  static constexpr int kMaxRuns = kMaxChannels * kMaxWindows;
+  ShapingRun runs_[kMaxRuns];
+  int count_ = 0;
+};
+
+}  // namespace
+
+void shape_noise(Frame& frame, const StreamFormat& format, int32_t* scratch) {
+  ShapingRuns runs;
+  for (int c = 0; c < frame.channel_count; ++c) {
+    for_each_filter(
+        frame.channel[c], format, frame.spectrum[c], scratch + c * kFrameLength,
+        [&](const Predictor& predictor, const LineSequence& lines) { runs.add(predictor, lines); });
+  }
+  runs.execute();
+}
+
+void undo_noise_shaping(const ChannelStream& channel, const StreamFormat& format, int32_t* lines,
+                        int32_t* scratch) {
+  for_each_filter(channel, format, lines, scratch, run_analysis);
 }
 
 }  // namespace zdr::aacdec

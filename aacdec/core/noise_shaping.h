@@ -3,18 +3,18 @@
 
 #include <cstdint>
 
-#include "aacdec/syntax/channel_data.h"
+#include "aacdec/syntax/frame.h"
 
 namespace zdr::aacdec {
 
-inline constexpr int kShapingScratch = kFrameLength;
+inline constexpr int kShapingScratch = kMaxChannels * kFrameLength;
 
-// kSynthesis shapes a spectrum, as the decoder does. kAnalysis is the inverse, which LTP applies to a
-// predicted spectrum before it is added to one that is still to be shaped.
-enum class Shaping { kSynthesis, kAnalysis };
+// Runs the filters of all channels over their spectra, saturating. `scratch` holds kShapingScratch values.
+void shape_noise(Frame& frame, const StreamFormat& format, int32_t* scratch);
 
-// Runs the channel's filters over `spectrum`, saturating. `scratch` holds kShapingScratch values.
-void shape_noise(const ChannelStream& channel, const StreamFormat& format, Shaping direction,
-                 int32_t* spectrum, int32_t* scratch);
+// The inverse filters of a channel over `lines`: LTP adds its prediction to a spectrum that is still to be
+// shaped. `scratch` holds kFrameLength values.
+void undo_noise_shaping(const ChannelStream& channel, const StreamFormat& format, int32_t* lines,
+                        int32_t* scratch);
 
 }  // namespace zdr::aacdec

@@ -127,18 +127,18 @@ inline bool run_all_pole(const AllPoleFilter& described, const LineSequence& lin
 }
 
 template <class Taps>
-bool run_all_pole(const AllPoleFilter& filter, const LineSequence& lines, int64_t limit) {
-  int taps = AllPoleFilter::kTaps;
-  while (taps > 0 && filter.a[taps - 1] == 0) --taps;
-  if (taps <= AllPoleFilter::kNearTaps) return run_all_pole<Taps, 0>(filter, lines, limit);
-  if (taps <= AllPoleFilter::kNearTaps + kLanes) return run_all_pole<Taps, 1>(filter, lines, limit);
+bool run_all_pole(const AllPoleRun& run, int64_t limit) {
+  const auto& [filter, lines] = run;
+  if (filter.taps <= AllPoleFilter::kNearTaps) return run_all_pole<Taps, 0>(filter, lines, limit);
+  if (filter.taps <= AllPoleFilter::kNearTaps + kLanes) return run_all_pole<Taps, 1>(filter, lines, limit);
   return run_all_pole<Taps, 2>(filter, lines, limit);
 }
 
-bool all_pole(const AllPoleFilter& filter, const LineSequence& lines) {
+bool all_pole(const AllPoleRun& run) {
   constexpr int32_t kBound = (1 << 30) - 1;
-  if (run_all_pole<BoundedTaps>(filter, lines, std::min(filter.limit, kBound))) return true;
-  return filter.limit > kBound && run_all_pole<GeneralTaps>(filter, lines, filter.limit);
+  const int32_t limit = run.filter.limit;
+  if (run_all_pole<BoundedTaps>(run, std::min(limit, kBound))) return true;
+  return limit > kBound && run_all_pole<GeneralTaps>(run, limit);
 }
 
 }  // namespace

@@ -11,17 +11,30 @@
 namespace zdr::aacdec {
 namespace {
 
-// The product of mul_q31 (fixed_point.h) for an absolute value below 2^30 and a prepared factor.
-[[gnu::always_inline]] inline Register bounded_product_q31(Register a, Register prepared) {
-  const Register upper = prepared << 16;
 #ifdef __SSE2__
+
+// A product is that of the upper halves plus the two mixed ones, which are words of a lane.
+struct ProductParts {
+  Register upper, mixed;
+};
+
+[[gnu::always_inline]] inline ProductParts bounded_product_parts(Register a, Register prepared) {
   // Halves of 15 bits: the upper one, and the lower one doubled. The second mixed product takes a half of 16
   // bits, so without the bit that has moved there.
   const Register doubled = a + a;
   const Register even = doubled & ~0x10000U;
-  const Register mixed = upper_word_products(even, prepared);
-  return pair_product(doubled, upper) + pair_product(mixed, Register{} + 0x00010001U);
+  return {pair_product(doubled, prepared << 16), upper_word_products(even, prepared)};
+}
+
+#endif
+
+// The product of mul_q31 (fixed_point.h) for an absolute value below 2^30 and a prepared factor.
+[[gnu::always_inline]] inline Register bounded_product_q31(Register a, Register prepared) {
+#ifdef __SSE2__
+  const ProductParts parts = bounded_product_parts(a, prepared);
+  return parts.upper + pair_product(parts.mixed, Register{} + 0x00010001U);
 #else
+  const Register upper = prepared << 16;
   const Register a_high = a >> 16;
   const Register b_high = upper >> 16;
   return (a_high * b_high << 1) + ((a & 0xFFFF) * b_high >> 15) + (a_high * (prepared >> 16) >> 15);

@@ -56,6 +56,32 @@ using HalfLanes = uint32_t __attribute__((vector_size(16)));
 
 #endif
 
+[[gnu::always_inline]] inline Lanes broadcast_halves(int32_t low, int32_t high) {
+  return joined(HalfLanes{} + static_cast<uint32_t>(low), HalfLanes{} + static_cast<uint32_t>(high));
+}
+
+// Shifts each half by a count of its own.
+class HalfShifts {
+ public:
+#ifdef __AVX2__
+  [[gnu::always_inline]] HalfShifts(int low, int high) : counts_(broadcast_halves(low, high)) {}
+  [[gnu::always_inline]] Lanes applied(Lanes v) const {
+    return v << counts_;
+  }
+
+ private:
+  Lanes counts_;
+#else
+  [[gnu::always_inline]] HalfShifts(int low, int high) : low_(low), high_(high) {}
+  [[gnu::always_inline]] Lanes applied(Lanes v) const {
+    return {v.low << low_, v.high << high_};
+  }
+
+ private:
+  int low_, high_;
+#endif
+};
+
 [[gnu::always_inline]] inline EightWords larger(EightWords a, EightWords b) {
 #ifdef __SSE2__
   return reinterpret_cast<EightWords>(

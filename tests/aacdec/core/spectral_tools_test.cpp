@@ -256,48 +256,82 @@ TEST(StereoTools, ApplyByBandAndSaturate) {
   }
 }
 
-// Small and large lines have products of their own; the largest exceed the limit.
+// y[n], or nothing if a line exceeds the limit.
+std::vector<int64_t> sums_of_all_taps(const AllPoleRun& run) {
+  const auto& [filter, lines] = run;
+  std::vector<int64_t> y;
+  for (int n = 0; n < lines.count; ++n) {
+    int64_t sum = 0;
+    for (int i = 0; i < std::min(n, AllPoleFilter::kTaps); ++i)
+      sum += mul_q31(filter.a[i], static_cast<int32_t>(y[n - 1 - i]));
+    y.push_back((int64_t{lines.in[n * lines.step]} << filter.shift) - (sum << filter.exponent));
+    if (std::abs(y[n]) > filter.limit) return {};
+  }
+  return y;
+}
+
+// Two filters of different lengths, directions and exponents; the largest lines need more than a word.
 TEST(NoiseShaping, FiltersLikeTheSumOfAllTaps) {
   std::mt19937 random(5);
-  constexpr int kCount = 100;
-  int32_t in[kCount], expected[kCount], out[kCount];
-  for (const int taps : {1, 7, 12}) {
-    AllPoleFilter filter = {{}, 1, 2, kInt32Max};
-    for (int i = 0; i < taps; ++i) filter.a[i] = static_cast<int32_t>(random()) >> 5;
-    for (const int bits : {12, 29, 31, 33}) {
-      bool fits = true;
-      int64_t y[kCount];
-      for (int n = 0; n < kCount; ++n) {
-        in[n] = static_cast<int32_t>(random()) >> (34 - bits);
-        int64_t sum = 0;
-        for (int i = 0; fits && i < std::min(n, taps); ++i)
-          sum += mul_q31(filter.a[i], static_cast<int32_t>(y[n - 1 - i]));
-        y[n] = in[n] * 4LL - sum * 2;
-        fits = fits && std::abs(y[n]) <= filter.limit;
-        expected[n] = static_cast<int32_t>((y[n] + 2) >> 2);
+  constexpr int kCount = 101;
+  for (const int bits : {12, 24, 29, 33}) {
+    for (const int taps : {0, 1, 3, 5, 8, 9, 12}) {
+      int32_t in[2][kCount], out[2][kCount];
+      for (auto& lines : in) {
+        for (int32_t& v : lines) v = static_cast<int32_t>(random()) >> (33 - bits);
       }
-      EXPECT_EQ(fits, bits < 33);
+      AllPoleRun runs[2] = {
+          {{{}, taps, 1, 0, kInt32Max}, {in[0], out[0], taps * 8, 1}},
+          {{{}, 4, 3, 2, kInt32Max}, {in[1] + kCount - 1, out[1] + kCount - 1, kCount, -1}}};
+      for (auto& [filter, lines] : runs) {
+        for (int i = 0; i < filter.taps; ++i) filter.a[i] = static_cast<int32_t>(random()) >> 6;
+      }
       for (const VectorLevel level : vector_levels()) {
         limit_vector_level(level);
-        EXPECT_EQ(core_kernels().all_pole(filter, {in, out, kCount, 1}), fits) << taps << " " << bits;
-        EXPECT_TRUE(!fits || std::ranges::equal(out, expected)) << taps << " " << bits;
+        const auto expect_sums = [&](const AllPoleRun& run) {
+          const std::vector<int64_t> y = sums_of_all_taps(run);
+          const int half = (1 << run.filter.shift) / 2;
+          for (int n = 0; n < run.lines.count; ++n)
+            EXPECT_EQ(run.lines.out[n * run.lines.step], (y.at(n) + half) >> run.filter.shift) << taps;
+        };
+        const bool both = core_kernels().all_pole_pair(runs[0], runs[1]);
+        EXPECT_EQ(both, bits < 29) << taps << " " << bits;
+        if (both) std::ranges::for_each(runs, expect_sums);
+        for (const AllPoleRun& run : runs) {
+          const bool fits = core_kernels().all_pole(run);
+          EXPECT_EQ(fits, run.lines.count == 0 || !sums_of_all_taps(run).empty()) << taps << " " << bits;
+          if (fits) expect_sums(run);
+        }
       }
     }
   }
 }
 
-// Runs the steepest possible predictor over full-scale lines.
+// Runs the steepest possible predictor over full-scale lines, and in the same frame gentle ones over small
+// lines, which are the same beside silence.
 TEST(NoiseShaping, SaturatesWhereAFilterIsUnstable) {
-  ChannelStream channel{};
-  channel.ics.band_count = channel.ics.max_sfb = 49;
-  channel.tns.present = true;
-  channel.tns.window[0] = {
+  const auto frame = std::make_unique<Frame>();
+  frame->channel_count = 2;
+  for (ChannelStream& channel : frame->channel) {
+    channel.ics.band_count = channel.ics.max_sfb = 49;
+    channel.tns.present = true;
+  }
+  frame->channel[0].tns.window[0] = {
       1, 4, {{49, kMaxTnsOrder, false, {-8, -8, -8, -8, -8, -8, -8, -8, -8, -8, -8, -8}}}};
+  frame->channel[1].tns.window[0] = {2, 4, {{30, 3, true, {5, -4, 2}}, {19, 9, false, {7, -6, 1, 1, 2}}}};
   std::vector<int32_t> scratch(kShapingScratch);
-  for (const Shaping direction : {Shaping::kSynthesis, Shaping::kAnalysis}) {
-    std::vector<int32_t> lines(kFrameLength, kInt32Max);
-    shape_noise(channel, {4, kProfileLc}, direction, lines.data(), scratch.data());
-    EXPECT_EQ(std::ranges::max(lines), kInt32Max);
+  std::vector<int32_t> beside_silence;
+  for (const int32_t level : {0, kInt32Max}) {
+    std::fill_n(frame->spectrum[0], kFrameLength, level);
+    for (int i = 0; i < kFrameLength; ++i) frame->spectrum[1][i] = i * 7919 % 65536 - 32768;
+    shape_noise(*frame, {4, kProfileLc}, scratch.data());
+    if (level == 0) beside_silence.assign(frame->spectrum[1], frame->spectrum[1] + kFrameLength);
+  }
+  EXPECT_TRUE(std::ranges::equal(beside_silence, std::span(frame->spectrum[1], kFrameLength)));
+  std::vector<int32_t> inverse(kFrameLength, kInt32Max);
+  undo_noise_shaping(frame->channel[0], {4, kProfileLc}, inverse.data(), scratch.data());
+  for (const int32_t* const lines : {frame->spectrum[0], inverse.data()}) {
+    EXPECT_EQ(*std::max_element(lines, lines + kFrameLength), kInt32Max);
     // Lines above the bands that may be shaped are unchanged.
     EXPECT_EQ(lines[1023], kInt32Max);
     EXPECT_NE(lines[1], lines[100]);
