@@ -85,7 +85,7 @@ struct SbrLevels {
   int32_t exponent[kQmfBands];
   int32_t bits[kQmfBands];
   bool has_sine[kQmfBands];
-  int32_t sine_count;  // if 0, `sine` and `has_sine` are all zero
+  int32_t sine_count;      // if 0, `sine` and `has_sine` are all zero
   NoiseTable noise_table;  // kept from frame to frame
 };
 
