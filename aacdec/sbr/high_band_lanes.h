@@ -204,17 +204,17 @@ uint64_t mix_rows(QmfMatrix& bands, int row, const SbrLevels& levels, int count,
                   int noise_index) {
   MixFactors factors;
   compute_factors(levels, count, factors);
-  uint64_t left = 0;
+  uint64_t rest = 0;
   for (int i = 0; i < count; ++i) {
     if (factors.is_plain[i] == 0) {
-      left |= uint64_t{1} << i;
+      rest |= uint64_t{1} << i;
       continue;
     }
     const NoiseMix noise{factors.noise[i], factors.noise_shift[i], noise_index + i, levels.noise_table};
     mix_row(bands.re[row + i] + first, bands.im[row + i] + first, end - first, factors.gain[i],
             factors.gain_shift[i], noise);
   }
-  return left;
+  return rest;
 }
 
 // A tap in the form for products with three multiplications.

@@ -77,7 +77,8 @@ void finish_levels(SbrLevels& levels, int count) {
   }
 }
 
-// Levels times 2^exponent as factors for samples: mantissa / 2^shift, with mantissas of 31 bits.
+// Levels times 2^exponent as factors for samples, by the rule of factor_of() in sbr_hf_mixing.cpp: mantissa /
+// 2^shift, with mantissas of 31 bits. Factors of 2^30 and more come out too small; MixFactors excludes them.
 struct SampleFactors {
   Register mantissa;
   SignedRegister shift;  // 1 to 62
@@ -97,7 +98,7 @@ struct SampleFactors {
 struct MixFactors {
   int32_t gain[kQmfBands], gain_shift[kQmfBands];
   int32_t noise[kQmfBands], noise_shift[kQmfBands];
-  int32_t is_plain[kQmfBands];  // 0: has a sinusoid, no noise, or products that may exceed kPartBits
+  int32_t is_plain[kQmfBands];  // 0: has a sinusoid, no noise, or products that may exceed 2^kPartBits
 };
 
 inline void compute_factors(const SbrLevels& levels, int count, MixFactors& factors) {

@@ -24,13 +24,19 @@ constexpr Magnitude power_of_root(int half_steps) {
   return scaled(odd != 0 ? kRootOfTwo : kOne, (half_steps - odd) / 2);
 }
 
-// The ratios of right to left, in half steps, that balances describe.
+// In half steps, see below: the energy of level 0, which is 2^6, and what makes the level of a coupled pair,
+// its mean, the sum of both channels.
+constexpr int kEnergyOfLevel0 = 12;
+constexpr int kSumOfBoth = 2;
+
+// The ratios of right to left that balances describe. Like levels, they are exponents of the square root of
+// two: half steps.
 constexpr int kLeastRatio = 2 * (kEvenBalance[1] - kLargestBalance);
 constexpr int kLargestRatio = 2 * kEvenBalance[1];
 static_assert(kEvenBalance[0] - kLargestBalance >= kLeastRatio && kEvenBalance[0] <= kLargestRatio);
 
-// both / (1 + ratio) for energies of 1 and of the square root of two, by ratio. Every band of a coupled pair
-// would need the division.
+// The left channel's part, 1 / (1 + ratio), of common energies of 1 and of the square root of two, by ratio.
+// A table, because every band of a coupled pair would need a division.
 constexpr auto kLeftParts = [] {
   std::array<std::array<Magnitude, kLargestRatio - kLeastRatio + 1>, 2> parts{};
   for (int odd = 0; odd < 2; ++odd) {
@@ -49,7 +55,7 @@ bool is_coupled(const SbrFrame& frame) {
 }
 
 // Returns the part of an energy of both channels that belongs to one; the right channel has `ratio` times the
-// energy of the left. Both are in half steps.
+// energy of the left. `both` and `ratio` are in half steps.
 Magnitude part_of(int both, int ratio, int channel) {
   const int odd = both & 1;
   const Magnitude& part = kLeftParts[static_cast<size_t>(odd)][static_cast<size_t>(ratio - kLeastRatio)];
@@ -66,12 +72,13 @@ void envelope_energies(const SbrFrame& frame, int channel, int envelope, int cou
   const int steps = levels.amp_res != 0 ? 2 : 1;
   const int even_balance = kEvenBalance[levels.amp_res != 0];
   for (int band = 0; band < count; ++band) {
-    const int level = 12 + steps * std::clamp<int>(levels.envelope[envelope][band], 0, kLargestLevel);
+    const int level =
+        kEnergyOfLevel0 + steps * std::clamp<int>(levels.envelope[envelope][band], 0, kLargestLevel);
     if (!coupled) {
       energies[band] = power_of_root(level);
     } else {
       const int balance = std::clamp<int>(balances[band], 0, kLargestBalance);
-      energies[band] = part_of(level + 2, steps * (even_balance - balance), channel);
+      energies[band] = part_of(level + kSumOfBoth, steps * (even_balance - balance), channel);
     }
   }
 }

@@ -12,8 +12,9 @@ namespace zdr::aacdec {
 // A fade of this depth or more is silence.
 inline constexpr int kFadeToSilence = 3;
 
-// Adjusts the generated rows in place. Output slots before the frame's envelopes are cleared; those after
-// them are undefined. `fade` is the number of times that the levels are halved. `levels` is working memory.
+// Adjusts the generated rows in place. Output slots before the frame's envelopes are cleared; columns
+// before kLeadSlots and slots after the envelopes are undefined. `fade` is the number of times that the
+// levels are halved. `levels` is working memory.
 void adjust_high_bands(const SbrFrame& frame, int channel, int fade, const RowScale (&scales)[kQmfBands],
                        SbrChannelState& state, SbrLevels& levels, QmfMatrix& bands);
 

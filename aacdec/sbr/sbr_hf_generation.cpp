@@ -299,7 +299,7 @@ void generate_high_bands(const SbrChannelFrame& frame, SbrChannelState& state, Q
   const SbrBandTables& tables = frame.bands;
   Source sources[kCoreBands];
   const int end = tables.kx + tables.m;
-  // The slots after the last border stay silent.
+  // Nothing reads the slots after the last border.
   const int end_slot = kLeadSlots + 2 * frame.grid.border[frame.grid.envelope_count];
   PatchedRow rows[kQmfBands];
   uint32_t predicted = 0;

@@ -58,6 +58,7 @@ Magnitude smoothed(const History& history, int band, Magnitude now, int slot) {
   return sum;
 }
 
+// `slots` is even.
 void push_history(History& history, const MagnitudeRow& now, int m, int slots) {
   static_assert(kSmoothed == 4);
   history[0].copy(slots == 2 ? history[1] : now, m);
@@ -195,14 +196,14 @@ void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const 
   }
   const SbrKernels& kernels = sbr_kernels();
   const Mix mix{tables, slots, levels, state};
-  // At least one band is a core band, so that there are fewer than 64.
-  uint64_t left = (uint64_t{1} << tables.m) - 1;
+  // There are at most kMaxSbrBands.
+  uint64_t rest = (uint64_t{1} << tables.m) - 1;
   if (!slots.transient && !slots.smooth) {
-    left = kernels.mix_rows(bands, tables.kx, levels, tables.m, kLeadSlots + slots.first,
+    rest = kernels.mix_rows(bands, tables.kx, levels, tables.m, kLeadSlots + slots.first,
                             kLeadSlots + slots.end, state.noise_index + 1);
   }
-  for (; left != 0; left &= left - 1) {
-    const int band = std::countr_zero(left);
+  for (; rest != 0; rest &= rest - 1) {
+    const int band = std::countr_zero(rest);
     const int row = tables.kx + band;
     BandMixer mixer(kernels, bands, row, levels.exponent[band], levels.bits[band]);
     mix_band(mix, mixer, band);

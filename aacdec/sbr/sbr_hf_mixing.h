@@ -19,7 +19,7 @@ struct MixedSlots {
 
 // Mixes in place. Gain, noise and sine in `levels` are amplitudes. Advances noise, sinusoids and the
 // smoothing history in `state`. Results stay below 2^31 for any levels, because gain, noise and sinusoids are
-// each limited to 2^29.
+// each limited to 2^kPartBits.
 void mix_high_bands(const SbrBandTables& tables, const MixedSlots& slots, const SbrLevels& levels,
                     SbrChannelState& state, QmfMatrix& bands);
 

@@ -82,7 +82,7 @@ struct SbrKernels {
                                const NoiseMix& noise);
   // Applies the gains and the noise of `count` bands, from row `row` on, to columns [first, end). The band at
   // index i starts with the noise at noise_index + i. Returns, as bits, the bands that are left as they are:
-  // those with a sinusoid, without noise, or whose products may exceed kPartBits. `count` is below 64; rows
+  // those with a sinusoid, without noise, or whose products may exceed 2^kPartBits. `count` is below 64; rows
   // are read as far as by apply_gain_and_noise().
   uint64_t (*mix_rows)(QmfMatrix& bands, int row, const SbrLevels& levels, int count, int first, int end,
                        int noise_index);

@@ -80,8 +80,8 @@ struct SbrLevels {
   MagnitudeRow noise_part;
   MagnitudeRow signal_part;
   MagnitudeRow factor;  // the limit of the gain, then the boost after limiting
-  // By band: samples of the copied signal times 2^exponent are at kSampleScaleBits. Before the gain, each is
-  // below 2^bits.
+  // By band: samples of the copied signal times 2^exponent are at kSampleScaleBits. Before the gain, stored
+  // samples are below 2^bits.
   int32_t exponent[kQmfBands];
   int32_t bits[kQmfBands];
   bool has_sine[kQmfBands];

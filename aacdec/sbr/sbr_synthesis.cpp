@@ -72,7 +72,7 @@ void extend_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fad
 }
 
 // Copies the first slots, which belong to the previous frame. In bands that are core bands in both frames
-// they are there already.
+// they are there already. Bands that had no samples are cleared.
 void load_overlap(const SbrChannelState& state, Range range, int slots, QmfMatrix& bands) {
   if (slots == 0) return;
   const int end = state.kx + state.m;
@@ -92,12 +92,6 @@ void save_overlap(const QmfMatrix& bands, Range range, int slots, SbrChannelStat
     copy_few_slots(bands.re[row] + kFirst, slots, state.overlap_re[row]);
     copy_few_slots(bands.im[row] + kFirst, slots, state.overlap_im[row]);
   }
-}
-
-// Clears the slots after the frame, which the hybrid filters read, in bands that are not core bands.
-void clear_slots_ahead(Range range, QmfMatrix& bands) {
-  for (int row = range.kx; row < kSplitBands; ++row)
-    clear_few_columns(bands, row, kLeadSlots + kQmfSlots, kRowSlots);
 }
 
 // The slots of a frame past its end.
@@ -120,10 +114,10 @@ Range extend_channel(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int 
   if (range.m > 0) extend_bands(sbr, channel, frame, fade);
   clear_rows(sbr.bands, range.end(), sbr.zero_rows);
   load_overlap(state, range, slots_before, sbr.bands);
-  // Bands without samples may get some from the decorrelation of parametric stereo, below kCoreBands.
+  // Parametric stereo also writes bands above range.end(), all below kCoreBands.
+  static_assert(kAllPassBands - kHybridBands + kSplitBands <= kCoreBands);
   sbr.zero_rows = std::max({range.end(), state.kx + state.m, kCoreBands});
   save_overlap(sbr.bands, range, overlap_slots(end_border), state);
-  clear_slots_ahead(range, sbr.bands);
   state.kx = static_cast<uint8_t>(range.kx);
   state.m = static_cast<uint8_t>(range.m);
   state.end_border = static_cast<uint8_t>(end_border);

@@ -42,7 +42,7 @@ struct SbrSynthesis {
   // Working memory of both channels. Of its contents, only the order of the noise (levels.noise_table), what
   // levels.sine_count says and the rows of zeros are used again.
   QmfMatrix bands;
-  int zero_rows;  // the first of `bands` that, like all after it, has been 0 since configure() or was cleared
+  int zero_rows;  // rows of `bands` from this one on are all zero
   QmfScratch scratch;
   RowScale scales[kQmfBands];
   alignas(64) SbrLevels levels;  // aligned: no register of levels crosses a cache line

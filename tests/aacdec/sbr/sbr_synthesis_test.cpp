@@ -329,6 +329,52 @@ TEST(SbrSynthesis, WindowsAlikeInEveryRoundingMode) {
   }
 }
 
+// value 2^exponent as mantissa / 2^shift, 0 if that is too small.
+struct MixFactor {
+  int64_t mantissa = 0;
+  int shift = 1;
+
+  MixFactor(Magnitude value, int exponent) : shift(std::max(-1 - value.exponent - exponent, 1)) {
+    if (shift <= 62 && !value.is_zero()) mantissa = value.mantissa / 2;
+  }
+  bool is_small(int bits) const { return mantissa == 0 || bits + 31 - shift <= kPartBits; }
+  int64_t rounded(int32_t v) const {
+    return mantissa == 0 ? 0 : (v * mantissa + (int64_t{1} << (shift - 1))) >> shift;
+  }
+  // Rounded to 2^32 first, where the shift is larger.
+  int64_t rounded_twice(int32_t v) const {
+    if (mantissa == 0 || shift <= 32) return rounded(v);
+    return (((v * mantissa + (int64_t{1} << 31)) >> 32) + (int64_t{1} << (shift - 32) >> 1)) >> (shift - 32);
+  }
+};
+
+// mix_rows, sample by sample.
+void expect_rows_mixed(const SbrKernels& kernels, const SbrLevels& levels, const QmfMatrix& bands, int count,
+                       std::pair<int, int> slots, int index) {
+  constexpr int kFirstRow = kQmfBands - kMaxSbrBands;
+  QmfMatrix mixed = bands;
+  const uint64_t rest = kernels.mix_rows(mixed, kFirstRow, levels, count, slots.first, slots.second, index);
+  for (int i = 0; i < count; ++i) {
+    const MixFactor gain(levels.gain[i], levels.exponent[i]);
+    const MixFactor noise(levels.noise[i], kSampleScaleBits - 31);
+    const bool is_mixed =
+        levels.sine.is_zero(i) && noise.mantissa != 0 && noise.is_small(31) && gain.is_small(levels.bits[i]);
+    ASSERT_EQ(rest >> i & 1, is_mixed ? 0 : 1) << "band " << i;
+    for (int s = 0; s < kRowSlots; ++s) {
+      int32_t re = bands.re[kFirstRow + i][s];
+      int32_t im = bands.im[kFirstRow + i][s];
+      if (is_mixed && s >= slots.first && s < slots.second) {
+        const auto& value =
+            kSbrNoiseQ31[(index + i + (s - slots.first) * levels.noise_table.step) % kSbrNoiseLength];
+        re = static_cast<int32_t>(gain.rounded_twice(re) + noise.rounded(value[0]));
+        im = static_cast<int32_t>(gain.rounded_twice(im) + noise.rounded(value[1]));
+      }
+      ASSERT_EQ(mixed.re[kFirstRow + i][s], re) << "band " << i << ", slot " << s;
+      ASSERT_EQ(mixed.im[kFirstRow + i][s], im) << "band " << i << ", slot " << s;
+    }
+  }
+}
+
 // The kernels that compute levels, against single numbers.
 TEST(SbrSynthesis, ComputesLevelsLikeSingleNumbersInEveryRoundingMode) {
   constexpr int kModes[] = {FE_TONEAREST, FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO};
@@ -409,6 +455,12 @@ TEST(SbrSynthesis, ComputesLevelsLikeSingleNumbersInEveryRoundingMode) {
       sums[i / kRowSlots] -= static_cast<uint64_t>(re * re + im * im);
     }
     ASSERT_EQ(std::ranges::count(sums, 0U), std::size(sums)) << "round " << round;
+    for (int i = 0; i < kQmfBands; ++i) {
+      in.exponent[i] = (round + 5 * i) % 30 - 15;
+      in.bits[i] = 29 + i % 3;
+    }
+    in.noise_table.arrange(1 + round % kQmfBands);
+    expect_rows_mixed(kernels, in, *bands, std::min(count, kMaxSbrBands), {first, end}, round);
   }
 }
 
