@@ -2,8 +2,9 @@
 // take hardly longer than one. For kernel files only.
 #pragma once
 
-#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "aacdec/core/core_kernels.h"
 #include "aacdec/fixed/bounded_products.h"
@@ -21,9 +22,10 @@ template <class Operation>
   for (; i + kLanes <= count; i += kLanes) store(out + i, operation(load(in + i)));
   if (i == count) return;
   int32_t rest[kLanes] = {};
-  std::copy_n(in + i, count - i, rest);
+  const size_t bytes = static_cast<size_t>(count - i) * sizeof *rest;
+  std::memcpy(rest, in + i, bytes);
   store(rest, operation(load(rest)));
-  std::copy_n(rest, count - i, out + i);
+  std::memcpy(out + i, rest, bytes);
 }
 
 // The distance of the lowest line of a sequence from its first one.
@@ -39,8 +41,8 @@ struct ExponentLanes {
   [[gnu::always_inline]] ExponentLanes(int first, int second)
       : shifts(first, second), powers(broadcast_halves(0x00010001 << first, 0x00010001 << second)) {}
 
-  // The bounded product times the factor. A shift by different counts takes long, but only a part of the
-  // product needs it, and that part is ready before the other.
+  // The bounded product times the factor. Shifts by different counts are slow, so only the upper product
+  // takes one; it is ready before the mixed ones.
   [[gnu::always_inline]] Lanes scaled_product(Lanes bits, Lanes prepared) const {
 #ifdef __SSE2__
     const auto upper = [](Register x, Register y) { return bounded_product_parts(x, y).upper; };
@@ -71,11 +73,11 @@ struct TapLanes {
   }
 };
 
-// Two filters between two of their lines: the first one in the lower four lanes, the second in the upper
-// ones. kGroups: 1, 2 or 3 for up to 4, 8 or 12 taps.
+// The state of two filters after a line of each: the first one in the lower four lanes, the second in the
+// upper ones. kGroups: 1, 2 or 3 for up to 4, 8 or 12 taps.
 //
-// Computed with words that wrap, and without a check. finish() tells whether the lines were small enough for
-// that: if the largest line is, so are all sums that lead to the next one.
+// Computed in 32 bits, which wrap, without checks. finish() tells whether all lines were small enough: the
+// first one that was not is at least 2^30 even after it wraps.
 template <int kGroups>
 class AllPolePair {
  public:
@@ -92,9 +94,9 @@ class AllPolePair {
   // The same for the second only.
   [[gnu::always_inline]] void filter_second(int from, int to) {
     constexpr int32_t kNoTaps[AllPoleFilter::kTaps] = {};
-    int32_t nothing = 0;
+    int32_t unused_line = 0;
     for (Lanes& sums : sums_) sums = joined(HalfLanes{}, upper_half(sums));
-    filter(from, to, {&nothing, 0}, kNoTaps);
+    filter(from, to, {&unused_line, 0}, kNoTaps);
   }
 
   // Rounds the output. False if a line exceeded what the computation can take.
@@ -102,7 +104,8 @@ class AllPolePair {
     const uint32_t largest = any_bits(seen_);
     bool valid = largest < 1U << 30;
     for (const AllPoleRun* run : runs_) {
-      const auto& [filter, lines] = *run;
+      const AllPoleFilter& filter = run->filter;
+      const LineSequence& lines = run->lines;
       valid = valid && largest <= static_cast<uint32_t>(filter.limit) >> filter.exponent;
       const Lanes half = broadcast(filter.shift == 0 ? 0 : 1 << (filter.shift - 1));
       int32_t* const out = lines.out + lowest(lines);
@@ -119,10 +122,9 @@ class AllPolePair {
 
   // The filter works in place, on scaled lines.
   [[gnu::always_inline]] void scale(const AllPoleRun& run) {
-    const auto& [filter, lines] = run;
-    const int start = lowest(lines);
-    for_each_line(lines.in + start, lines.out + start, lines.count, [&](Lanes v) {
-      const Lanes scaled = v << filter.shift;
+    const int start = lowest(run.lines);
+    for_each_line(run.lines.in + start, run.lines.out + start, run.lines.count, [&](Lanes v) {
+      const Lanes scaled = v << run.filter.shift;
       seen_ |= each([](Register x) { return absolute(x); }, scaled);
       return scaled;
     });
@@ -166,7 +168,7 @@ bool run_pair(const AllPoleRun& shorter, const AllPoleRun& longer) {
 }
 
 bool all_pole_pair(const AllPoleRun& shorter, const AllPoleRun& longer) {
-  const int taps = std::max(shorter.filter.taps, longer.filter.taps);
+  const int taps = shorter.filter.taps > longer.filter.taps ? shorter.filter.taps : longer.filter.taps;
   if (taps <= 4) return run_pair<1>(shorter, longer);
   if (taps <= 8) return run_pair<2>(shorter, longer);
   return run_pair<3>(shorter, longer);

@@ -14,9 +14,10 @@ inline constexpr int kTransformWork = 2048;
 // half up.
 struct AllPoleFilter {
   static constexpr int kTaps = 18;
-  static constexpr int kNearTaps = 2;  // the taps that kernels apply with scalar products
-  int32_t a[kTaps];                    // Q31; unused taps are 0
-  int taps;                            // in use, at most 12
+  static constexpr int kNearTaps = 2;   // the taps that all_pole() applies with scalar products
+  static constexpr int kPairTaps = 12;  // the most that all_pole_pair() takes
+  int32_t a[kTaps];                     // Q31; unused taps are 0
+  int taps;                             // in use
   int exponent;
   int shift;
   int32_t limit;  // while |y[n]| stays below it, no sum overflows 32 bits

@@ -68,7 +68,7 @@ int headroom(const int32_t* lines, int count) {
 
 AllPoleFilter make_filter(const Predictor& p) {
   AllPoleFilter filter = {};
-  static_assert(kMaxTnsOrder <= AllPoleFilter::kTaps);
+  static_assert(kMaxTnsOrder <= AllPoleFilter::kPairTaps && kMaxTnsOrder <= AllPoleFilter::kTaps);
   std::copy_n(p.a + 1, p.order, filter.a);
   filter.taps = p.order;
   filter.exponent = p.exponent;

@@ -1,8 +1,9 @@
-// mul_q31 by constants for values below 2^30, with less than half of the instructions of the general product.
-// For kernel files only.
+// mul_q31 by prepared factors for values below 2^30, with less than half of the instructions of the general
+// product. For kernel files only.
 //
-// The constants are prepared at compile time (tables/prepared_factor.h). The bound leaves room to double the
-// other factor and keeps all partial products in signed 16-bit words.
+// Constants are prepared at compile time (tables/prepared_factor.h), the taps of TNS before their filter
+// runs. The bound leaves room to double the other factor and keeps all partial products in signed 16-bit
+// words.
 #pragma once
 
 #include "aacdec/fixed/fixed_lanes.h"

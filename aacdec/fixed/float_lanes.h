@@ -18,7 +18,7 @@ using FloatLanes = Pair<FloatRegister>;
   return v - FloatRegister{};  // a sum would change -0
 }
 
-// Whether multiply_add() rounds the product before it adds.
+// Whether multiply_add() may round the product before it adds.
 #if defined(__FMA__) || defined(__aarch64__)
 inline constexpr bool kRoundsProducts = false;
 #else

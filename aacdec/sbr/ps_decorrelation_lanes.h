@@ -112,7 +112,7 @@ void decorrelate(const QmfMatrix& bands, PsSynthesisState& ps) {
       for (int t = 0; t < kLanes; ++t) x[AllPassState::kInputSlots + slot + t] = {re[t], im[t]};
     }
     delay_input(lane, state, x);
-    // The gains decrease from lane to lane.
+    // The gains of the upper half are small.
     if (lane < kAllPassLanes / 2) {
       all_pass_chain<0>(lane, state, x);
     } else {

@@ -12,7 +12,7 @@
 namespace zdr::aacdec {
 namespace {
 
-// Scales eight slots to kPsScaleBits and limits them to 2^27, in place.
+// Scales eight slots to kPsScaleBits and limits them to 2^27, in place. Returns them.
 [[gnu::always_inline]] inline Lanes limit_samples(int32_t* slots) {
   constexpr int32_t kLimit = 1 << 27;
   const Lanes limited =
@@ -189,6 +189,7 @@ inline constexpr SubBandTable kSubBandTable = [] {
 }
 
 inline constexpr int kSplitPsBands = 8;  // parameter bands of the sub-bands in ps.hybrid
+static_assert(kPsBandOfSubBand[kHybridBands] == kSplitPsBands);
 
 // Fills their rows of ps.energy.
 inline void measure_split_bands(PsSynthesisState& ps) {

@@ -102,7 +102,8 @@ inline void mix_all_pass_band(int k, PsSynthesisState& ps, QmfMatrix& bands) {
   }
 }
 
-// The copy is the signal `delay` slots ago; in the first `delay` slots, `before` continues it backwards.
+// The copy is the signal `delay` slots ago; `before` holds the `delay` slots before the frame, and its first
+// ones after them.
 [[gnu::always_inline]] inline void mix_with_delayed(int k, int delay, const SubBandRow& before,
                                                     PsSynthesisState& ps, QmfMatrix& bands) {
   const SubBandRow signal = sub_band_row(bands, ps, k);

@@ -91,7 +91,8 @@ struct PsSynthesisState {
   ComplexRow hybrid[kHybridBands];
   ComplexRow decorrelated[kAllPassBands];
   bool mixes_copy[kPsBands];  // false where the copy has no part in either channel; it is not damped then
-  // Bit i: whether slots from kDampingBlock * i on are damped. Damping is set where any are.
+  // Bit i: whether slots from kDampingBlock * i on are damped. damping_q30 of a band is valid if any bit is
+  // set.
   uint8_t damped_blocks[kPsBands];
   alignas(64) int32_t damping_q30[kPsBands][kQmfSlots];
   alignas(64) uint64_t energy[kPsBands][kQmfSlots];

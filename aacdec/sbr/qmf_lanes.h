@@ -187,7 +187,7 @@ void analyse(const int16_t* pcm, int stride, int band_end, QmfAnalysisState& sta
 
 // --- Synthesis ---
 
-// All bits up to the highest one of any absolute value; those of negative samples count less 1.
+// A mask of all bits up to the highest one in use; -v counts like v - 1.
 inline uint32_t used_bits(const QmfMatrix& bands, int band_count) {
   Lanes all{};
   // Where a bit differs from the one below it; the highest such place is one above the highest bit in use.

@@ -92,7 +92,7 @@ struct SbrKernels {
   // Limits the samples, splits the lowest bands into ps.hybrid, and fills ps.energy by parameter band and
   // slot.
   void (*split_bands)(QmfMatrix& bands, int band_end, PsSynthesisState& ps);
-  // Follows ps.energy.
+  // Updates the detectors with ps.energy and fills `found`.
   void (*find_transients)(PsSynthesisState& ps, Transients& found);
   // Fills ps.decorrelated.
   void (*decorrelate)(const QmfMatrix& bands, PsSynthesisState& ps);
