@@ -28,9 +28,9 @@ declare -A best
 keep_best() {
   if [ -z "${best[$1]:-}" ] || awk "BEGIN {exit !($2 < ${best[$1]})}"; then best[$1]=$2; fi
 }
-# run_peer NAME COMMAND ...: times a command that decodes the file FILE, over one copy of the sound and over six. The start of
-# a program, 0.1 s for ffmpeg, would be a fifth of the time or more; it is not in the difference. Reading the file is; ours
-# decodes frames that are in memory.
+# run_peer NAME COMMAND ...: times a command that decodes the file FILE, over one copy of the sound and over twelve. The
+# start of a program, 0.1 s for ffmpeg, would be a tenth of the time or more; it is not in the difference. Reading the file
+# is; ours decodes frames that are in memory.
 run_peer() {
   local name=$1
   shift
@@ -53,7 +53,7 @@ if command -v faad >/dev/null; then peers+=(faad); fi
 for file; do
   sound=$(length "$file")
   echo "$(basename "$file"), $sound s"
-  for _ in {1..6}; do cat "$file"; done >"$work/long.aac"
+  for _ in {1..12}; do cat "$file"; done >"$work/long.aac"
   best=()
   # All decoders in turn, five times, the best of each: other work on the machine then slows down none of them alone. Ours
   # runs at every level that the processor has.
@@ -73,6 +73,6 @@ for file; do
     [ -z "${best[ours, $level]:-}" ] || report "ours, $level" "${best[ours, $level]}"
   done
   for peer in "${peers[@]}"; do
-    report "$peer" "$(awk "BEGIN {print (${best[$peer long]} - ${best[$peer once]}) / 5}")"
+    report "$peer" "$(awk "BEGIN {print (${best[$peer long]} - ${best[$peer once]}) / 11}")"
   done
 done
