@@ -111,8 +111,8 @@ TEST(Transforms, HaveTheSameArithmeticForLinesOfAnyMagnitude) {
   Values in(kFrameLength), work(kTransformWork), expected_long(kFrameLength), expected_short(kFrameLength),
       out(kFrameLength), window(kFrameLength), ordered(kFrameLength);
   for (int32_t& w : window) w = static_cast<int32_t>(random() % 32769);
-  SampleOrder::for_each([&](size_t place, size_t i) {
-    ordered[place] = static_cast<int32_t>(static_cast<uint32_t>(window[i]) * 0x10001);
+  SampleOrder::for_each([&](int place, int i) {
+    ordered.data()[place] = static_cast<int32_t>(static_cast<uint32_t>(window.data()[i]) * 0x10001);
   });
   for (int shift = 0; shift < 32; ++shift) {
     for (int32_t& line : in) line = static_cast<int32_t>(random()) >> shift;
@@ -132,9 +132,9 @@ TEST(Transforms, HaveTheSameArithmeticForLinesOfAnyMagnitude) {
       core_kernels().put_long_block(in.data(), {ordered.data(), ordered.data()}, overlap.data(), pcm.data(),
                                     1, work.data());
       const Values time = windowed_plainly(expected_long, window);
-      SampleOrder::for_each([&](size_t place, size_t i) {
-        ASSERT_EQ(pcm[i], std::clamp((time[i] + 16) >> 5, -32767, 32767)) << shift;
-        ASSERT_EQ(overlap[place], time[kFrameLength + i]) << shift;
+      SampleOrder::for_each([&](int place, int i) {
+        ASSERT_EQ(pcm.data()[i], std::clamp((time.data()[i] + 16) >> 5, -32767, 32767)) << shift;
+        ASSERT_EQ(overlap.data()[place], time.data()[kFrameLength + i]) << shift;
       });
     }
   }
@@ -263,9 +263,9 @@ std::vector<int64_t> sums_of_all_taps(const AllPoleRun& run) {
   for (int n = 0; n < lines.count; ++n) {
     int64_t sum = 0;
     for (int i = 0; i < std::min(n, AllPoleFilter::kTaps); ++i)
-      sum += mul_q31(filter.a[i], static_cast<int32_t>(y[n - 1 - i]));
+      sum += mul_q31(filter.a[i], static_cast<int32_t>(y.rbegin()[i]));
     y.push_back((int64_t{lines.in[n * lines.step]} << filter.shift) - (sum << filter.exponent));
-    if (std::abs(y[n]) > filter.limit) return {};
+    if (std::abs(y.back()) > filter.limit) return {};
   }
   return y;
 }
@@ -291,8 +291,9 @@ TEST(NoiseShaping, FiltersLikeTheSumOfAllTaps) {
         const auto expect_sums = [&](const AllPoleRun& run) {
           const std::vector<int64_t> y = sums_of_all_taps(run);
           const int half = (1 << run.filter.shift) / 2;
+          ASSERT_EQ(static_cast<int>(y.size()), run.lines.count);
           for (int n = 0; n < run.lines.count; ++n)
-            EXPECT_EQ(run.lines.out[n * run.lines.step], (y.at(n) + half) >> run.filter.shift) << taps;
+            EXPECT_EQ(run.lines.out[n * run.lines.step], (y.data()[n] + half) >> run.filter.shift) << taps;
         };
         // The largest lines, scaled, are no input for a pair; those before them are always refused.
         const bool both = bits <= 31 && core_kernels().all_pole_pair(runs[0], runs[1]);
