@@ -28,11 +28,6 @@ template <class Operation>
   std::memcpy(out + i, rest, bytes);
 }
 
-// The distance of the lowest line of a sequence from its first one.
-[[gnu::always_inline]] inline int lowest(const LineSequence& lines) {
-  return lines.step > 0 ? 0 : 1 - lines.count;
-}
-
 // The factors 2^exponent of two filters, below 2^15.
 struct ExponentLanes {
   HalfShifts shifts;
@@ -62,10 +57,7 @@ struct TapLanes {
   Lanes prepared, signs;
 
   TapLanes() = default;
-  [[gnu::always_inline]] explicit TapLanes(Lanes taps) : signs(taps) {
-    const Lanes bits = each([](Register x) { return absolute(x); }, taps);
-    prepared = bits << 16 | bits >> 16;
-  }
+  [[gnu::always_inline]] explicit TapLanes(Lanes taps) : prepared(prepared_lanes(taps)), signs(taps) {}
 
   // mul_q31 for lines below 2^30, whose absolute values are `bits`, times 2^exponent.
   [[gnu::always_inline]] Lanes products(Lanes lines, Lanes bits, const ExponentLanes& exponents) const {
@@ -108,7 +100,7 @@ class AllPolePair {
       const LineSequence& lines = run->lines;
       valid = valid && largest <= static_cast<uint32_t>(filter.limit) >> filter.exponent;
       const Lanes half = broadcast(filter.shift == 0 ? 0 : 1 << (filter.shift - 1));
-      int32_t* const out = lines.out + lowest(lines);
+      int32_t* const out = lines.out + lines.lowest();
       for_each_line(out, out, lines.count, [&](Lanes v) { return shift_right(v + half, filter.shift); });
     }
     return valid;
@@ -122,7 +114,7 @@ class AllPolePair {
 
   // The filter works in place, on scaled lines.
   [[gnu::always_inline]] void scale(const AllPoleRun& run) {
-    const int start = lowest(run.lines);
+    const int start = run.lines.lowest();
     for_each_line(run.lines.in + start, run.lines.out + start, run.lines.count, [&](Lanes v) {
       const Lanes scaled = v << run.filter.shift;
       seen_ |= each([](Register x) { return absolute(x); }, scaled);

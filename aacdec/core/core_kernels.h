@@ -29,6 +29,9 @@ struct LineSequence {
   int32_t* out;
   int count;
   int step;  // 1 or -1
+
+  // The distance of the lowest line from the first one.
+  [[gnu::always_inline]] int lowest() const { return step > 0 ? 0 : 1 - count; }
 };
 
 struct AllPoleRun {

@@ -60,6 +60,7 @@ bool reconstruct_spectra(Frame& frame, const StreamFormat& format, CoreState& st
       predict_long_term(frame.channel[c], format, state.channel[c], frame.spectrum[c], state.scratch);
     }
   }
+  static_assert(sizeof state.scratch >= kShapingScratch * sizeof state.scratch[0]);
   shape_noise(frame, format, state.scratch);
   return true;
 }

@@ -140,10 +140,9 @@ void for_each_filter(const ChannelStream& channel, const StreamFormat& format, i
 class ShapingRuns {
  public:
   void add(const Predictor& predictor, const LineSequence& lines) {
-    const int32_t* const lowest = lines.step < 0 ? lines.in - (lines.count - 1) : lines.in;
     ShapingRun& run = runs_[count_++];
     run = {predictor, {make_filter(predictor), lines}};
-    run.all_pole.filter.shift = headroom(lowest, lines.count);
+    run.all_pole.filter.shift = headroom(lines.in + lines.lowest(), lines.count);
   }
   // In pairs of about the same length.
   void execute() {

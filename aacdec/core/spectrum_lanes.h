@@ -73,10 +73,7 @@ void scale(const int32_t* in, int32_t* out, int count, int shift, int32_t factor
 struct BoundedTaps {
   Lanes prepared, signs;
 
-  [[gnu::always_inline]] explicit BoundedTaps(Lanes taps) : signs(taps) {
-    const Lanes bits = each([](Register x) { return absolute(x); }, taps);
-    prepared = bits << 16 | bits >> 16;
-  }
+  [[gnu::always_inline]] explicit BoundedTaps(Lanes taps) : prepared(prepared_lanes(taps)), signs(taps) {}
   [[gnu::always_inline]] Lanes operator*(Lanes v) const {
     const auto product = [](Register x, Register y) { return bounded_product_q31(absolute(x), y); };
     return with_signs(with_signs(each(product, v, prepared), v), signs);

@@ -12,6 +12,12 @@
 namespace zdr::aacdec {
 namespace {
 
+// prepared_factor() of the absolute values.
+[[gnu::always_inline]] inline Lanes prepared_lanes(Lanes factors) {
+  const Lanes bits = each([](Register x) { return absolute(x); }, factors);
+  return bits << 16 | bits >> 16;
+}
+
 #ifdef __SSE2__
 
 // A product is that of the upper halves plus the two mixed ones, which are words of a lane.
