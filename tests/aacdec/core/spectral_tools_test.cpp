@@ -309,6 +309,23 @@ TEST(NoiseShaping, FiltersLikeTheSumOfAllTaps) {
   }
 }
 
+// All lines look small if their sums wrap: the last one of the first case, the second one of the other.
+TEST(NoiseShaping, RefusesPairsWhoseSumsWrap) {
+  const struct {
+    AllPoleFilter filter;
+    int32_t lines[3];
+  } cases[] = {{{{-kInt32Max, -kInt32Max}, 2, 0, 0, 1 << 30}, {1'000'000'000, 0, kInt32Max}},
+               {{{-(1 << 30)}, 1, 3, 0, kInt32Max}, {(1 << 30) - 1, 0, 0}}};
+  const AllPoleRun none = {{{}, 0, 0, 0, kInt32Max}, {nullptr, nullptr, 0, 1}};
+  for (const auto& [filter, lines] : cases) {
+    for (const VectorLevel level : vector_levels()) {
+      limit_vector_level(level);
+      int32_t out[3];
+      EXPECT_FALSE(core_kernels().all_pole_pair(none, {filter, {lines, out, 3, 1}})) << filter.exponent;
+    }
+  }
+}
+
 // Runs the steepest possible predictor over full-scale lines, and in the same frame gentle ones over small
 // lines, which are the same beside silence.
 TEST(NoiseShaping, SaturatesWhereAFilterIsUnstable) {
