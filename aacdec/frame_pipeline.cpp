@@ -167,7 +167,10 @@ void FramePipeline::store_held_block(std::span<const uint8_t> block) {
 
 int FramePipeline::synthesise(Frame& frame, int fade_level, int16_t* pcm) {
   fade(frame, fade_level);
-  int channels = synthesise_core(frame, core_, context_.format.profile, settings_.channels, pcm);
+  // SBR reads the samples of a channel one after the other.
+  const CoreOutput core_output = settings_.with_sbr ? CoreOutput{sbr_->synthesis.core[0], kFrameLength, 1}
+                                                    : CoreOutput{pcm, 1, settings_.channels};
+  int channels = synthesise_core(frame, core_, context_.format.profile, settings_.channels, core_output);
   int samples = channels * kFrameLength;
   if (settings_.with_sbr) samples = apply_sbr(frame, fade_level, channels, pcm);
   if (settings_.output.resampling_class != 0) samples = convert_rate(channels, samples, pcm);

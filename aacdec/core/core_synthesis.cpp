@@ -65,7 +65,7 @@ bool reconstruct_spectra(Frame& frame, const StreamFormat& format, CoreState& st
   return true;
 }
 
-int synthesise_core(Frame& frame, CoreState& state, int profile, int output_channels, int16_t* pcm) {
+int synthesise_core(Frame& frame, CoreState& state, int profile, int output_channels, CoreOutput output) {
   if (frame.dynamic_range.band_count > 0) {
     for (int c = 0; c < frame.channel_count; ++c) apply_dynamic_range(frame.dynamic_range, frame.spectrum[c]);
   }
@@ -73,9 +73,10 @@ int synthesise_core(Frame& frame, CoreState& state, int profile, int output_chan
   const int channels = std::min(frame.channel_count, output_channels);
   for (int c = 0; c < channels; ++c) {
     CoreChannelState& channel = state.channel[c];
-    synthesise_channel(frame.spectrum[c], frame.channel[c].ics, channel, state.scratch, pcm + c,
-                       output_channels);
-    if (profile == kProfileLtp) remember_output(channel, pcm + c, output_channels);
+    int16_t* const pcm = output.pcm + c * output.channel_step;
+    synthesise_channel(frame.spectrum[c], frame.channel[c].ics, channel, state.scratch, pcm,
+                       output.sample_step);
+    if (profile == kProfileLtp) remember_output(channel, pcm, output.sample_step);
   }
   return channels;
 }

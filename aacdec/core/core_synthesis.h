@@ -29,11 +29,16 @@ struct CoreState {
 // frame is damaged, and its spectra are unspecified.
 bool reconstruct_spectra(Frame& frame, const StreamFormat& format, CoreState& state);
 
+// Where synthesise_core() writes: sample i of channel c is pcm[c * channel_step + i * sample_step].
+struct CoreOutput {
+  int16_t* pcm = nullptr;
+  int channel_step = 1;
+  int sample_step = 1;  // 1 or 2
+};
+
 // Turns frame.spectrum into kFrameLength samples per channel: DRC and the mix to mono (both change the
-// spectra), filter bank, output. Mixes to mono if `output_channels` is 1 and the frame has 2 channels.
-//
-// Channel c of sample i is pcm[i * output_channels + c]; a mono frame does not write a second channel.
-// Returns the number of channels written.
-int synthesise_core(Frame& frame, CoreState& state, int profile, int output_channels, int16_t* pcm);
+// spectra), filter bank, output. Mixes to mono if `output_channels` is 1 and the frame has 2 channels. Returns
+// the number of channels written, which is that of the frame or less.
+int synthesise_core(Frame& frame, CoreState& state, int profile, int output_channels, CoreOutput output);
 
 }  // namespace zdr::aacdec

@@ -2,6 +2,8 @@
 // eight. For kernel files only.
 #pragma once
 
+#include <bit>
+
 #include "aacdec/fixed/fixed_lanes.h"
 
 namespace zdr::aacdec {
@@ -17,6 +19,30 @@ using HalfLanes = uint32_t __attribute__((vector_size(16)));
 
 [[gnu::always_inline]] inline void store_four(int32_t* to, HalfLanes v) {
   std::memcpy(to, &v, sizeof v);
+}
+
+[[gnu::always_inline]] inline EightWords load_eight_words(const int16_t* from) {
+  EightWords v;
+  std::memcpy(&v, from, sizeof v);
+  return v;
+}
+
+// The lower (0) or the upper (1) four words of a and b as pairs for pair_product(), those of a in the low
+// places.
+template <int kHalf>
+[[gnu::always_inline]] inline HalfLanes word_pairs(EightWords a, EightWords b) {
+  constexpr bool kLowFirst = std::endian::native == std::endian::little;
+  return reinterpret_cast<HalfLanes>(kLowFirst ? interleaved<kHalf>(a, b) : interleaved<kHalf>(b, a));
+}
+
+// Transposes a 4 by 4 matrix of rows.
+[[gnu::always_inline]] inline void transpose(HalfLanes (&r)[4]) {
+  const HalfLanes low[2] = {interleaved<0>(r[0], r[2]), interleaved<0>(r[1], r[3])};
+  const HalfLanes high[2] = {interleaved<1>(r[0], r[2]), interleaved<1>(r[1], r[3])};
+  r[0] = interleaved<0>(low[0], low[1]);
+  r[1] = interleaved<1>(low[0], low[1]);
+  r[2] = interleaved<0>(high[0], high[1]);
+  r[3] = interleaved<1>(high[0], high[1]);
 }
 
 #ifdef __AVX2__

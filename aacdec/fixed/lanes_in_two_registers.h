@@ -205,10 +205,6 @@ template <int k0, int k1, int k2, int k3, int... kHigh>
   return {upper_words(sum.low), upper_words(sum.high)};
 }
 
-[[gnu::always_inline]] inline Lanes pairs_of(Lanes low, Lanes high) {
-  return {pairs_of(low.low, high.low), pairs_of(low.high, high.high)};
-}
-
 [[gnu::always_inline]] inline Lanes pair_product(Lanes a, Factor b) {
   return {pair_product(a.low, b.lanes), pair_product(a.high, b.lanes)};
 }

@@ -136,11 +136,6 @@ struct LaneFactors {
 #endif
 };
 
-// Two numbers of 16 bits in each lane.
-[[gnu::always_inline]] inline Register pairs_of(Register low, Register high) {
-  return (low & 0xFFFF) | (high << 16);
-}
-
 // The sums of the two signed products of each lane of pairs.
 [[gnu::always_inline]] inline Register pair_product(Register a, Register b) {
 #if defined(__AVX2__)

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "aacdec/fixed/half_lanes.h"
 #include "aacdec/fixed/wide_lanes.h"
 #include "aacdec/sbr/qmf_data.h"
 #include "aacdec/sbr/qmf_window_lanes.h"
@@ -102,33 +103,45 @@ constexpr int lowest_frequency(int row) {
 
 // --- Analysis ---
 
-// Stores samples i of slots t and t - 2 as a pair in rows[i][kFrameColumn + t].
-inline void load_samples(const int16_t* pcm, int stride, QmfAnalysisState& state, QmfScratch& scratch) {
-  constexpr int kHistory = kAnalysisHistory * kCoreBands;
-  constexpr int kNew = kQmfSlots * kCoreBands;
-  // Slot -10 is in a pair that is loaded but not used.
-  int16_t samples[kCoreBands + kHistory + kNew];
-  int16_t* const history = samples + kCoreBands;
-  std::memset(samples, 0, kCoreBands * sizeof(int16_t));
-  std::memcpy(history, state.history, sizeof state.history);
-  if (stride == 1) {
-    std::memcpy(history + kHistory, pcm, kNew * sizeof(int16_t));
-  } else {
-    for (int i = 0; i < kNew; ++i) history[kHistory + i] = pcm[2 * i];
+// Copies slots one by one: a copy of them all would become a string instruction, which takes longer.
+inline void copy_slots(const int16_t* from, int count, int16_t* to) {
+  for (int slot = 0; slot < count; ++slot) {
+    std::memcpy(to + slot * kCoreBands, from + slot * kCoreBands, kCoreBands * sizeof *to);
   }
-  std::memcpy(state.history, history + kNew, sizeof state.history);
-  for (int slot = 1 - kAnalysisHistory; slot < kQmfSlots; slot += kLanes) {
-    const auto* const from = reinterpret_cast<const uint16_t*>(history) + kHistory + slot * kCoreBands;
-    for (int i = 0; i < kCoreBands; i += kLanes) {
-      Lanes block[kLanes];
-      for (int t = 0; t < kLanes; ++t) {
-        const uint16_t* const at = from + t * kCoreBands + i;
-        block[t] = pairs_of(load_words(at), load_words(at - 2 * kCoreBands));
-      }
-      transpose(block);
-      for (int k = 0; k < kLanes; ++k) store(scratch.rows[i + k] + kFrameColumn + slot, block[k]);
+}
+
+// Stores samples i of slots t and t - 2, for four slots t, as pairs in rows[i][kFrameColumn + t].
+inline void load_four_slots(const int16_t* from, int slot, QmfScratch& scratch) {
+  for (int i = 0; i < kCoreBands; i += 8) {
+    HalfLanes lower[4];
+    HalfLanes upper[4];
+    for (int t = 0; t < 4; ++t) {
+      const int16_t* const at = from + t * kCoreBands + i;
+      const EightWords now = load_eight_words(at);
+      const EightWords before = load_eight_words(at - 2 * kCoreBands);
+      lower[t] = word_pairs<0>(now, before);
+      upper[t] = word_pairs<1>(now, before);
+    }
+    transpose(lower);
+    transpose(upper);
+    for (int k = 0; k < 4; ++k) {
+      store_four(scratch.rows[i + k] + kFrameColumn + slot, lower[k]);
+      store_four(scratch.rows[i + 4 + k] + kFrameColumn + slot, upper[k]);
     }
   }
+}
+
+// Stores pairs of slots from -8 on.
+inline void load_samples(const int16_t* pcm, QmfAnalysisState& state, QmfScratch& scratch) {
+  // Slots -10 to 3. Slot -10 is in a pair that is loaded but not used.
+  int16_t early[(1 + kAnalysisHistory + 4) * kCoreBands];
+  int16_t* const first = early + (1 + kAnalysisHistory) * kCoreBands;
+  std::memset(early, 0, kCoreBands * sizeof *early);
+  copy_slots(state.history, kAnalysisHistory, early + kCoreBands);
+  copy_slots(pcm, 4, first);
+  for (int slot = -8; slot < 4; slot += 4) load_four_slots(first + slot * kCoreBands, slot, scratch);
+  for (int slot = 4; slot < kQmfSlots; slot += 4) load_four_slots(pcm + slot * kCoreBands, slot, scratch);
+  copy_slots(pcm + (kQmfSlots - kAnalysisHistory) * kCoreBands, kAnalysisHistory, state.history);
 }
 
 // Windowed sample n (0 to 63, newest first) of the slots from `column` on, at 2^9 per step of PCM.
@@ -179,9 +192,9 @@ inline void analyse_slots(const QmfScratch& scratch, int slot, int band_end, Qmf
   }
 }
 
-void analyse(const int16_t* pcm, int stride, int band_end, QmfAnalysisState& state, QmfScratch& scratch,
+void analyse(const int16_t* pcm, int band_end, QmfAnalysisState& state, QmfScratch& scratch,
              QmfMatrix& bands) {
-  load_samples(pcm, stride, state, scratch);
+  load_samples(pcm, state, scratch);
   for (int slot = 0; slot < kQmfSlots; slot += kLanes) analyse_slots(scratch, slot, band_end, bands);
 }
 

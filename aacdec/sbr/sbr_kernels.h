@@ -38,9 +38,9 @@ struct NoiseMix {
 };
 
 struct SbrKernels {
-  // QMF analysis: reads 1024 samples at pcm[i * stride], writes slots from kHistorySlots on of the rows up to
-  // `band_end`, at most 32.
-  void (*analyse)(const int16_t* pcm, int stride, int band_end, QmfAnalysisState& state, QmfScratch& scratch,
+  // QMF analysis: reads 1024 samples, writes slots from kHistorySlots on of the rows up to `band_end`, at most
+  // 32.
+  void (*analyse)(const int16_t* pcm, int band_end, QmfAnalysisState& state, QmfScratch& scratch,
                   QmfMatrix& bands);
   // QMF synthesis: writes the 32 slots as 32 * `band_count` samples at pcm[i * stride], rounded and clamped
   // to 16 bits. `band_count` is 64 or 32; 32 uses the lower bands alone. Bands from `band_end` on are 0.

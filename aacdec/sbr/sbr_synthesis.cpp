@@ -142,11 +142,10 @@ struct BandEnds {
   int sounding;  // of all bands that are not 0: the first slots belong to the previous frame
 };
 
-// Computes all bands of the output, in sbr.bands, from core samples.
-BandEnds make_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade, const int16_t* pcm,
-                    int stride) {
+// Computes all bands of the output, in sbr.bands, from the core samples.
+BandEnds make_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade) {
   const int core_end = std::min(range_of(frame.channel[channel]).kx, kCoreBands);
-  sbr_kernels().analyse(pcm, stride, core_end, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
+  sbr_kernels().analyse(sbr.core[channel], core_end, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
   const int end_before = sbr.channel[channel].kx + sbr.channel[channel].m;
   const int end = extend_channel(sbr, channel, frame, fade).end();
   const int cut = kResamplingCut[sbr.settings.resampling_class] * sbr.settings.rate_multiplier / 2;
@@ -180,7 +179,7 @@ SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int f
   if (use_ps) {
     ps->active = true;
     static constexpr PsFrame kNoData{};
-    const BandEnds ends = make_bands(*this, 0, frame, fade, pcm, stride);
+    const BandEnds ends = make_bands(*this, 0, frame, fade);
     ps->process(has_ps_data ? first.ps : kNoData, ends.range, ends.sounding, bands);
     sbr_kernels().synthesise(bands, band_count, ends.sounding, kPsOutputScaleBits, bank[0], scratch, pcm,
                              stride);
@@ -189,7 +188,7 @@ SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int f
     return output;
   }
   for (int c = 0; c < channels; ++c) {
-    const BandEnds ends = make_bands(*this, c, frame, fade, pcm + c, stride);
+    const BandEnds ends = make_bands(*this, c, frame, fade);
     sbr_kernels().synthesise(bands, band_count, ends.sounding, kSampleScaleBits, bank[c], scratch, pcm + c,
                              stride);
   }

@@ -39,6 +39,10 @@ struct SbrSynthesis {
   int core_channels;
   int banks;
 
+  // The core samples of each channel: the caller writes them before process_frame(), which leaves them as they
+  // are.
+  alignas(64) int16_t core[2][kQmfSlots * kCoreBands];
+
   // Working memory of both channels. Of its contents, only the order of the noise (levels.noise_table), what
   // levels.sine_count says and the rows of zeros are used again.
   QmfMatrix bands;
@@ -50,9 +54,9 @@ struct SbrSynthesis {
   // Starts a stream: clears every delay line. Must be called before the first use.
   void configure(const SbrSettings& new_settings);
 
-  // Processes a frame of one or two core channels. The 1024 core samples of each, at pcm[i * stride +
-  // channel], are replaced by rate_multiplier times as many. A frame without SBR data only passes through the
-  // filter banks. The channels of a pair are independent of each other.
+  // Processes a frame of one or two channels. From the samples of each in `core`, writes rate_multiplier times
+  // as many to pcm[i * stride + channel]. A frame without SBR data only passes through the filter banks. The
+  // channels of a pair are independent of each other.
   //
   // `fade_counter`: the concealment level by which the frame's spectrum was attenuated (2: to half, 3: to a
   // quarter, 4 and 5: silence), else 0. The levels of the high bands are faded accordingly.

@@ -115,7 +115,7 @@ class GapStream {
     if (outputs.size() > 1 && outputs[1] == '~') bridge(*frame, *blocks_[outputs[2]].frame);
     if (outputs.size() > 1 && outputs[1] == '/') fade(*frame, outputs[2] == '2' ? 2 : 3);
     Pcm pcm(2 * kFrameLength);
-    const int channels = synthesise_core(*frame, *state_, kProfileLc, 2, pcm.data());
+    const int channels = synthesise_core(*frame, *state_, kProfileLc, 2, {pcm.data(), 1, 2});
     for (size_t i = 0; channels == 1 && i < pcm.size(); i += 2) pcm[i + 1] = pcm[i];
     return pcm;
   }

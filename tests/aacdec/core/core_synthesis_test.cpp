@@ -60,7 +60,7 @@ Pcm decoded(Frame& frame, const StreamFormat& format, int channels, std::vector<
     pcm.emplace_back(static_cast<size_t>(kFrameLength * channels));
     CoreState& state = states[static_cast<size_t>(level)];
     EXPECT_TRUE(reconstruct_spectra(frame, format, state));
-    synthesise_core(frame, state, format.profile, channels, pcm.back().data());
+    synthesise_core(frame, state, format.profile, channels, {pcm.back().data(), 1, channels});
     EXPECT_EQ(pcm.back(), pcm.front());
   }
   return pcm.front();

@@ -45,9 +45,7 @@ struct Decoder {
   // Decodes at a stride of two.
   Pcm decode(const SbrFrame& frame, const std::vector<Pcm>& cores, bool stereo, int fade_level = 0) {
     Pcm pcm(4096);
-    for (size_t c = 0; c < cores.size(); ++c) {
-      for (size_t i = 0; i < cores[c].size(); ++i) pcm[2 * i + c] = cores[c][i];
-    }
+    for (size_t c = 0; c < cores.size(); ++c) std::copy(cores[c].begin(), cores[c].end(), sbr->core[c]);
     output = sbr->process_frame(frame, static_cast<int>(cores.size()), fade_level,
                                 stereo ? ps.get() : nullptr, pcm.data(), 2);
     return pcm;
