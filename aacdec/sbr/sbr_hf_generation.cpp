@@ -1,38 +1,15 @@
-// Computes covariances and linear prediction of the source rows in 128-bit integers, all quotients together,
-// and applies the patches.
+// Computes the covariances and predictors of the source rows and applies the patches.
 #include "aacdec/sbr/sbr_hf_generation.h"
 
 #include <algorithm>
 #include <bit>
 
 #include "aacdec/fixed/fixed_point.h"
-#include "aacdec/fixed/magnitude.h"
-#include "aacdec/fixed/wide_integer.h"
 #include "aacdec/sbr/sbr_kernels.h"
+#include "aacdec/sbr/sbr_prediction.h"
 
 namespace zdr::aacdec {
 namespace {
-
-// |v| * 2^exponent, without a branch: signs and sizes are hard to predict.
-Magnitude magnitude_of_wide(WideInteger v, int exponent) {
-  const WideInteger absolute = absolute_value(v);
-  const bool large = absolute.high != 0;
-  const uint64_t top = large ? absolute.high : absolute.low;
-  const uint64_t next = large ? absolute.low : 0;
-  const int shift = std::countl_zero(top | 1);
-  const uint64_t bits = top << shift | next >> 1 >> (63 - shift);
-  return {static_cast<uint32_t>(bits >> 32), exponent + (large ? 96 : 32) - shift};
-}
-
-struct ComplexSum {
-  int64_t re, im;
-};
-
-// Covariances of a row; rij is the sum of x[n - i] conj(x[n - j]).
-struct Covariance {
-  int64_t r11, r22;
-  ComplexSum r01, r12, r02;
-};
 
 constexpr int kCovarianceSlots = kRowSlots - 2;
 
@@ -54,104 +31,6 @@ Covariance covariance(const int32_t* re, const int32_t* im, const LaggedSums& su
   const ComplexSum last = lagged_product(re, im, kCovarianceSlots, 1);
   c.r01 = {c.r12.re - first.re + last.re, c.r12.im - first.im + last.im};
   return c;
-}
-
-// v / (1 + 1e-6), v >= 0.
-WideInteger relaxed(WideInteger v) {
-  constexpr uint64_t kRelaxation = 4503595123;  // 1e-6 / (1 + 1e-6) in Q52
-  const bool fits = v.high >> 16 == 0;
-  return v - (fits ? v * kRelaxation >> 52 : (v >> 32) * kRelaxation >> 20);
-}
-
-struct Predictor {
-  // Complex, Q28.
-  int32_t tap1_re, tap1_im;
-  int32_t tap2_re, tap2_im;
-};
-
-bool reaches_four(int32_t re_q28, int32_t im_q28) {
-  return int64_t{re_q28} * re_q28 + int64_t{im_q28} * im_q28 >= int64_t{16} << 56;
-}
-
-// Complex quotients, computed for many rows at once.
-class Quotients {
- public:
-  // (re + i im) / denominator * 2^exponent
-  void set(int index, WideInteger re, WideInteger im, Magnitude denominator, int exponent) {
-    set_part(2 * index, re, denominator, exponent);
-    set_part(2 * index + 1, im, denominator, exponent);
-  }
-  void set_zero(int index) { set(index, {}, {}, {}, 0); }
-
-  void compute(const SbrKernels& kernels, int count) {
-    numerators_.clear_after(2 * count);
-    denominators_.clear_after(2 * count);
-    kernels.divide_q28(numerators_, denominators_, 2 * count, quotients_);
-  }
-
-  // Q28, saturated.
-  int32_t re(int index) const { return with_sign(2 * index); }
-  int32_t im(int index) const { return with_sign(2 * index + 1); }
-
- private:
-  void set_part(int i, WideInteger numerator, Magnitude denominator, int exponent) {
-    numerators_.set(i, magnitude_of_wide(numerator, exponent));
-    denominators_.set(i, denominator);
-    signs_[i] = static_cast<int32_t>(0U - static_cast<uint32_t>(numerator.is_negative()));
-  }
-  int32_t with_sign(int i) const { return (quotients_[i] ^ signs_[i]) - signs_[i]; }
-
-  static_assert(2 * kCoreBands <= kQmfBands);
-  MagnitudeRow numerators_;
-  MagnitudeRow denominators_;
-  int32_t quotients_[whole_blocks(2 * kCoreBands)];
-  int32_t signs_[2 * kCoreBands];
-};
-
-void set_second_taps(const Covariance& c, int index, Quotients& taps) {
-  const WideInteger cross = wide_product(c.r12.re, c.r12.re) + wide_product(c.r12.im, c.r12.im);
-  const WideInteger determinant = wide_product(c.r11, c.r22) - relaxed(cross);
-  if (determinant == WideInteger{}) {
-    taps.set_zero(index);
-    return;
-  }
-  const WideInteger re =
-      wide_product(c.r01.re, c.r12.re) - wide_product(c.r01.im, c.r12.im) - wide_product(c.r02.re, c.r11);
-  const WideInteger im =
-      wide_product(c.r01.re, c.r12.im) + wide_product(c.r01.im, c.r12.re) - wide_product(c.r02.im, c.r11);
-  taps.set(index, re, im, magnitude_of_wide(determinant, 0), 0);
-}
-
-void set_first_taps(const Covariance& c, const Predictor& p, int index, Quotients& taps) {
-  if (c.r11 == 0) {
-    taps.set_zero(index);
-    return;
-  }
-  const WideInteger re =
-      (wide(c.r01.re) << 28) + wide_product(p.tap2_re, c.r12.re) + wide_product(p.tap2_im, c.r12.im);
-  const WideInteger im =
-      (wide(c.r01.im) << 28) + wide_product(p.tap2_im, c.r12.re) - wide_product(p.tap2_re, c.r12.im);
-  taps.set(index, -re, -im, make_magnitude(static_cast<uint64_t>(c.r11), 0), -28);
-}
-
-// The second-order linear predictors of up to kCoreBands rows; zero if a coefficient reaches a magnitude
-// of 4.
-void predict(const SbrKernels& kernels, const Covariance* c, int count, Predictor* predictors) {
-  Quotients taps;
-  for (int i = 0; i < count; ++i) set_second_taps(c[i], i, taps);
-  taps.compute(kernels, count);
-  for (int i = 0; i < count; ++i) {
-    predictors[i].tap2_re = taps.re(i);
-    predictors[i].tap2_im = taps.im(i);
-    set_first_taps(c[i], predictors[i], i, taps);
-  }
-  taps.compute(kernels, count);
-  for (int i = 0; i < count; ++i) {
-    Predictor& p = predictors[i];
-    p.tap1_re = taps.re(i);
-    p.tap1_im = taps.im(i);
-    if (reaches_four(p.tap1_re, p.tap1_im) || reaches_four(p.tap2_re, p.tap2_im)) p = {};
-  }
 }
 
 // The strength of the inverse filter (bandwidth expansion) in Q31, from the modes of the previous frame and
