@@ -37,8 +37,8 @@ struct CoreOutput {
 };
 
 // Turns frame.spectrum into kFrameLength samples per channel: DRC and the mix to mono (both change the
-// spectra), filter bank, output. Mixes to mono if `output_channels` is 1 and the frame has 2 channels. Returns
-// the number of channels written, which is that of the frame or less.
+// spectra), filter bank, output. Mixes to mono if `output_channels` is 1 and the frame has 2 channels.
+// Returns the number of channels written, which is that of the frame or less.
 int synthesise_core(Frame& frame, CoreState& state, int profile, int output_channels, CoreOutput output);
 
 }  // namespace zdr::aacdec

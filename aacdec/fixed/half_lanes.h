@@ -27,6 +27,10 @@ using HalfLanes = uint32_t __attribute__((vector_size(16)));
   return v;
 }
 
+[[gnu::always_inline]] inline void store_eight_words(int16_t* to, EightWords v) {
+  std::memcpy(to, &v, sizeof v);
+}
+
 // The lower (0) or the upper (1) four words of a and b as pairs for pair_product(), those of a in the low
 // places.
 template <int kHalf>

@@ -353,7 +353,7 @@ inline void modulate(const QmfMatrix& bands, int band_end, Scaling scaling, QmfS
 
 template <int kBands>
 inline void synthesise_bands(const QmfMatrix& bands, int band_end, int scale_bits, QmfSynthesisState& state,
-                             QmfScratch& scratch, int16_t* pcm, int stride) {
+                             QmfScratch& scratch, const int16_t* left, int16_t* pcm) {
   const Scaling scaling =
       scaling_of(bands, band_end < kBands ? band_end : kBands, kSampleScaleBits - scale_bits);
   for (int n = 0; n < 2 * kBands; ++n) {
@@ -361,7 +361,7 @@ inline void synthesise_bands(const QmfMatrix& bands, int band_end, int scale_bit
                 sizeof state.history[n]);
   }
   modulate<kBands>(bands, band_end, scaling, scratch);
-  write_slots<kBands>(scratch, pcm, stride);
+  write_slots<kBands>(scratch, left, pcm);
   for (int n = 0; n < 2 * kBands; ++n) {
     std::memcpy(state.history[n], scratch.rows[n] + kFrameColumn + kQmfSlots - kSynthesisHistory,
                 sizeof state.history[n]);
@@ -369,11 +369,11 @@ inline void synthesise_bands(const QmfMatrix& bands, int band_end, int scale_bit
 }
 
 void synthesise(const QmfMatrix& bands, int band_count, int band_end, int scale_bits,
-                QmfSynthesisState& state, QmfScratch& scratch, int16_t* pcm, int stride) {
+                QmfSynthesisState& state, QmfScratch& scratch, const int16_t* left, int16_t* pcm) {
   if (band_count == kQmfBands) {
-    synthesise_bands<kQmfBands>(bands, band_end, scale_bits, state, scratch, pcm, stride);
+    synthesise_bands<kQmfBands>(bands, band_end, scale_bits, state, scratch, left, pcm);
   } else {
-    synthesise_bands<kCoreBands>(bands, band_end, scale_bits, state, scratch, pcm, stride);
+    synthesise_bands<kCoreBands>(bands, band_end, scale_bits, state, scratch, left, pcm);
   }
 }
 

@@ -12,6 +12,7 @@
 #include <iterator>
 
 #include "aacdec/fixed/float_lanes.h"
+#include "aacdec/fixed/half_lanes.h"
 #include "aacdec/fixed/wide_lanes.h"
 #include "aacdec/sbr/qmf_data.h"
 #include "aacdec/tables/qmf_prototype.h"
@@ -188,9 +189,21 @@ class WindowedSamples {
   alignas(64) float before_[kLanes][kColumns];
 };
 
-// Windows all slots and writes them to pcm[i * stride], rounded and clamped.
+// Stores eight samples, from number `index` on, each behind one of the left channel if there is one.
+[[gnu::always_inline]] inline void put_eight_samples(EightWords samples, int index, const int16_t* left,
+                                                     int16_t* pcm) {
+  if (left == nullptr) {
+    store_eight_words(pcm + index, samples);
+    return;
+  }
+  const EightWords others = load_eight_words(left + index);
+  store_eight_words(pcm + 2 * index, interleaved<0>(others, samples));
+  store_eight_words(pcm + 2 * index + 8, interleaved<1>(others, samples));
+}
+
+// Windows all slots and writes them, rounded and clamped.
 template <int kBands>
-inline void write_slots(const QmfScratch& scratch, int16_t* pcm, int stride) {
+inline void write_slots(const QmfScratch& scratch, const int16_t* left, int16_t* pcm) {
   constexpr int kBlocks = kQmfSlots / kLanes;
   const bool nearest = rounds_to_nearest();
   for (int n = 0; n < kBands; n += kLanes) {
@@ -200,11 +213,7 @@ inline void write_slots(const QmfScratch& scratch, int16_t* pcm, int stride) {
     for (int b = 0; b < kBlocks; ++b) {
       EightWords slots[kLanes];
       transpose_saturated(block[b], slots);
-      for (int t = 0; t < kLanes; ++t) {
-        const int slot = b * kLanes + t;
-        const bool last = n + kLanes == kBands && slot + 1 == kQmfSlots;
-        put_words(pcm + (slot * kBands + n) * stride, slots[t], stride, last);
-      }
+      for (int t = 0; t < kLanes; ++t) put_eight_samples(slots[t], (b * kLanes + t) * kBands + n, left, pcm);
     }
   }
 }

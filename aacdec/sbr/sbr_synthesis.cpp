@@ -176,22 +176,26 @@ SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int f
   const SbrOutput output{kQmfSlots * band_count, use_ps ? 2 : channels};
   set_core_channels(*this, channels, ps);
   set_banks(*this, output.channel_count);
+  // Two channels are interleaved as the second one is written.
+  int16_t left[kQmfSlots * kQmfBands];
+  const auto synthesise = [&](const QmfMatrix& from, int c, int band_end, int scale_bits) {
+    sbr_kernels().synthesise(from, band_count, band_end, scale_bits, bank[c], scratch,
+                             c == 0 ? nullptr : left, c + 1 < stride ? left : pcm);
+  };
   if (use_ps) {
     ps->active = true;
     static constexpr PsFrame kNoData{};
     const BandEnds ends = make_bands(*this, 0, frame, fade);
     ps->process(has_ps_data ? first.ps : kNoData, ends.range, ends.sounding, bands);
-    sbr_kernels().synthesise(bands, band_count, ends.sounding, kPsOutputScaleBits, bank[0], scratch, pcm,
-                             stride);
-    sbr_kernels().synthesise(ps->state.right, band_count, ends.sounding, kPsOutputScaleBits, bank[1], scratch,
-                             pcm + 1, stride);
+    synthesise(bands, 0, ends.sounding, kPsOutputScaleBits);
+    synthesise(ps->state.right, 1, ends.sounding, kPsOutputScaleBits);
     return output;
   }
   for (int c = 0; c < channels; ++c) {
     const BandEnds ends = make_bands(*this, c, frame, fade);
-    sbr_kernels().synthesise(bands, band_count, ends.sounding, kSampleScaleBits, bank[c], scratch, pcm + c,
-                             stride);
+    synthesise(bands, c, ends.sounding, kSampleScaleBits);
   }
+  for (int i = 0; channels < stride && i < output.samples; ++i) pcm[2 * i] = left[i];
   return output;
 }
 

@@ -318,7 +318,7 @@ TEST(SbrSynthesis, WindowsAlikeInEveryRoundingMode) {
         Pcm pcm(static_cast<size_t>(kQmfSlots * band_count));
         std::fesetround(mode);
         sbr_kernels().synthesise(*bands, band_count, band_count, kSampleScaleBits - round / 60 % 2, state,
-                                 *scratch, pcm.data(), 1);
+                                 *scratch, nullptr, pcm.data());
         std::fesetround(FE_TONEAREST);
         if (expected.empty()) expected = pcm;
         ASSERT_EQ(pcm, expected) << "round " << round << ", mode " << mode;
