@@ -167,8 +167,9 @@ void FramePipeline::store_held_block(std::span<const uint8_t> block) {
 
 int FramePipeline::synthesise(Frame& frame, int fade_level, int16_t* pcm) {
   fade(frame, fade_level);
-  // SBR reads the samples of a channel one after the other.
-  const CoreOutput core_output = settings_.with_sbr ? CoreOutput{sbr_->synthesis.core[0], kFrameLength, 1}
+  // The QMF analysis of SBR reads each channel from a block of its own. Without SBR this is the output.
+  static_assert(sizeof SbrSynthesis::core_pcm[0] == kFrameLength * sizeof(int16_t));
+  const CoreOutput core_output = settings_.with_sbr ? CoreOutput{sbr_->synthesis.core_pcm[0], kFrameLength, 1}
                                                     : CoreOutput{pcm, 1, settings_.channels};
   int channels = synthesise_core(frame, core_, context_.format.profile, settings_.channels, core_output);
   int samples = channels * kFrameLength;

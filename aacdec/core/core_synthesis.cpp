@@ -73,10 +73,10 @@ int synthesise_core(Frame& frame, CoreState& state, int profile, int output_chan
   const int channels = std::min(frame.channel_count, output_channels);
   for (int c = 0; c < channels; ++c) {
     CoreChannelState& channel = state.channel[c];
-    int16_t* const pcm = output.pcm + c * output.channel_step;
+    int16_t* const pcm = output.pcm + c * output.channel_stride;
     synthesise_channel(frame.spectrum[c], frame.channel[c].ics, channel, state.scratch, pcm,
-                       output.sample_step);
-    if (profile == kProfileLtp) remember_output(channel, pcm, output.sample_step);
+                       output.sample_stride);
+    if (profile == kProfileLtp) remember_output(channel, pcm, output.sample_stride);
   }
   return channels;
 }

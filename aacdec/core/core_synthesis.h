@@ -29,16 +29,16 @@ struct CoreState {
 // frame is damaged, and its spectra are unspecified.
 bool reconstruct_spectra(Frame& frame, const StreamFormat& format, CoreState& state);
 
-// Where synthesise_core() writes: sample i of channel c is pcm[c * channel_step + i * sample_step].
+// Where synthesise_core() writes: sample i of channel c is pcm[c * channel_stride + i * sample_stride].
 struct CoreOutput {
   int16_t* pcm = nullptr;
-  int channel_step = 1;
-  int sample_step = 1;  // 1 or 2
+  int channel_stride = 1;
+  int sample_stride = 1;  // 1 or 2
 };
 
 // Turns frame.spectrum into kFrameLength samples per channel: DRC and the mix to mono (both change the
 // spectra), filter bank, output. Mixes to mono if `output_channels` is 1 and the frame has 2 channels.
-// Returns the number of channels written, which is that of the frame or less.
+// Returns the number of channels written, the smaller of frame.channel_count and `output_channels`.
 int synthesise_core(Frame& frame, CoreState& state, int profile, int output_channels, CoreOutput output);
 
 }  // namespace zdr::aacdec

@@ -1,5 +1,5 @@
 // Halves of eight lanes, for moves that cross them: four lanes from or to memory cost less than a shuffle of
-// eight. For kernel files only.
+// eight. Also vectors of eight 16-bit words. For kernel files only.
 #pragma once
 
 #include <bit>
@@ -31,15 +31,15 @@ using HalfLanes = uint32_t __attribute__((vector_size(16)));
   std::memcpy(to, &v, sizeof v);
 }
 
-// The lower (0) or the upper (1) four words of a and b as pairs for pair_product(), those of a in the low
-// places.
+// The lower (0) or the upper (1) four words of a and b as pairs for pair_product(), those of a in the lower
+// halves of the lanes.
 template <int kHalf>
 [[gnu::always_inline]] inline HalfLanes word_pairs(EightWords a, EightWords b) {
   constexpr bool kLowFirst = std::endian::native == std::endian::little;
   return reinterpret_cast<HalfLanes>(kLowFirst ? interleaved<kHalf>(a, b) : interleaved<kHalf>(b, a));
 }
 
-// Transposes a 4 by 4 matrix of rows.
+// Transposes four rows of four lanes, in place.
 [[gnu::always_inline]] inline void transpose(HalfLanes (&r)[4]) {
   const HalfLanes low[2] = {interleaved<0>(r[0], r[2]), interleaved<0>(r[1], r[3])};
   const HalfLanes high[2] = {interleaved<1>(r[0], r[2]), interleaved<1>(r[1], r[3])};

@@ -136,7 +136,8 @@ struct LaneFactors {
 #endif
 };
 
-// The sums of the two signed products of each lane of pairs.
+// Takes each lane as a pair of signed 16-bit numbers: the product of the lower ones plus that of the upper
+// ones.
 [[gnu::always_inline]] inline Register pair_product(Register a, Register b) {
 #if defined(__AVX2__)
   return reinterpret_cast<Register>(

@@ -103,19 +103,23 @@ constexpr int lowest_frequency(int row) {
 
 // --- Analysis ---
 
-// Copies slots one by one: a copy of them all would become a string instruction, which takes longer.
-inline void copy_slots(const int16_t* from, int count, int16_t* to) {
+// Copies slots of kCoreBands samples one by one: the compiler would turn one large copy into a string
+// instruction, which takes longer.
+inline void copy_pcm_slots(const int16_t* from, int count, int16_t* to) {
   for (int slot = 0; slot < count; ++slot) {
     std::memcpy(to + slot * kCoreBands, from + slot * kCoreBands, kCoreBands * sizeof *to);
   }
 }
 
-// Stores samples i of slots t and t - 2, for four slots t, as pairs in rows[i][kFrameColumn + t].
-inline void load_four_slots(const int16_t* from, int slot, QmfScratch& scratch) {
+inline constexpr int kLoadedSlots = 4;  // at a time
+
+// For slots t from `slot` on, stores samples i of slots t and t - 2 as a pair in rows[i][kFrameColumn + t].
+// `from` is the first sample of `slot`; the two slots before it are also read.
+inline void load_slots(const int16_t* from, int slot, QmfScratch& scratch) {
   for (int i = 0; i < kCoreBands; i += 8) {
-    HalfLanes lower[4];
-    HalfLanes upper[4];
-    for (int t = 0; t < 4; ++t) {
+    HalfLanes lower[kLoadedSlots];
+    HalfLanes upper[kLoadedSlots];
+    for (int t = 0; t < kLoadedSlots; ++t) {
       const int16_t* const at = from + t * kCoreBands + i;
       const EightWords now = load_eight_words(at);
       const EightWords before = load_eight_words(at - 2 * kCoreBands);
@@ -131,17 +135,20 @@ inline void load_four_slots(const int16_t* from, int slot, QmfScratch& scratch) 
   }
 }
 
-// Stores pairs of slots from -8 on.
+// Stores the pairs of all slots that the window reads: from -7 on, and -8 for whole blocks.
 inline void load_samples(const int16_t* pcm, QmfAnalysisState& state, QmfScratch& scratch) {
-  // Slots -10 to 3. Slot -10 is in a pair that is loaded but not used.
-  int16_t early[(1 + kAnalysisHistory + 4) * kCoreBands];
-  int16_t* const first = early + (1 + kAnalysisHistory) * kCoreBands;
+  constexpr int kFirst = 1 - kAnalysisHistory;
+  // The history, and the first slots of the frame, whose pairs reach into it. Slot -10, before the history,
+  // is in a pair that is not used.
+  int16_t early[(1 + kAnalysisHistory + kLoadedSlots) * kCoreBands];
+  int16_t* const slot_0 = early + (1 + kAnalysisHistory) * kCoreBands;
   std::memset(early, 0, kCoreBands * sizeof *early);
-  copy_slots(state.history, kAnalysisHistory, early + kCoreBands);
-  copy_slots(pcm, 4, first);
-  for (int slot = -8; slot < 4; slot += 4) load_four_slots(first + slot * kCoreBands, slot, scratch);
-  for (int slot = 4; slot < kQmfSlots; slot += 4) load_four_slots(pcm + slot * kCoreBands, slot, scratch);
-  copy_slots(pcm + (kQmfSlots - kAnalysisHistory) * kCoreBands, kAnalysisHistory, state.history);
+  copy_pcm_slots(state.history, kAnalysisHistory, early + kCoreBands);
+  copy_pcm_slots(pcm, kLoadedSlots, slot_0);
+  int slot = kFirst;
+  for (; slot < kLoadedSlots; slot += kLoadedSlots) load_slots(slot_0 + slot * kCoreBands, slot, scratch);
+  for (; slot < kQmfSlots; slot += kLoadedSlots) load_slots(pcm + slot * kCoreBands, slot, scratch);
+  copy_pcm_slots(pcm + (kQmfSlots - kAnalysisHistory) * kCoreBands, kAnalysisHistory, state.history);
 }
 
 // Windowed sample n (0 to 63, newest first) of the slots from `column` on, at 2^9 per step of PCM.

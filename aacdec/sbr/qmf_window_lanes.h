@@ -189,19 +189,20 @@ class WindowedSamples {
   alignas(64) float before_[kLanes][kColumns];
 };
 
-// Stores eight samples, from number `index` on, each behind one of the left channel if there is one.
+// Stores samples `index` to `index` + 7: alone if `left` is null, else as the right channel, interleaved with
+// those of `left`.
 [[gnu::always_inline]] inline void put_eight_samples(EightWords samples, int index, const int16_t* left,
                                                      int16_t* pcm) {
   if (left == nullptr) {
     store_eight_words(pcm + index, samples);
     return;
   }
-  const EightWords others = load_eight_words(left + index);
-  store_eight_words(pcm + 2 * index, interleaved<0>(others, samples));
-  store_eight_words(pcm + 2 * index + 8, interleaved<1>(others, samples));
+  const EightWords left_samples = load_eight_words(left + index);
+  store_eight_words(pcm + 2 * index, interleaved<0>(left_samples, samples));
+  store_eight_words(pcm + 2 * index + 8, interleaved<1>(left_samples, samples));
 }
 
-// Windows all slots and writes them, rounded and clamped.
+// Windows all slots and writes their samples as SbrKernels::synthesise() does, rounded and clamped.
 template <int kBands>
 inline void write_slots(const QmfScratch& scratch, const int16_t* left, int16_t* pcm) {
   constexpr int kBlocks = kQmfSlots / kLanes;

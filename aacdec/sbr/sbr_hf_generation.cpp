@@ -71,7 +71,7 @@ int32_t scaled_q31(int32_t value, int32_t factor_q31) {
 
 // What is known of a row that patches read.
 struct Source {
-  Predictor predictor;
+  RowPredictor predictor;
   int bits;
   bool has_bits = false;
 };
@@ -94,7 +94,7 @@ void measure_bits(const QmfMatrix& bands, int row, Source& source) {
 // Finds the predictors of the rows whose bit is set in `rows`.
 void analyse_sources(const SbrKernels& kernels, const QmfMatrix& bands, uint32_t rows, Source* sources) {
   Covariance covariances[kCoreBands];
-  Predictor predictors[kCoreBands];
+  RowPredictor predictors[kCoreBands];
   int count = 0;
   for (uint32_t rest = rows; rest != 0; rest &= rest - 1) {
     const int row = std::countr_zero(rest);
@@ -104,7 +104,7 @@ void analyse_sources(const SbrKernels& kernels, const QmfMatrix& bands, uint32_t
     sources[row].bits = static_cast<int>(std::bit_width(sums.bits));
     sources[row].has_bits = true;
   }
-  predict(kernels, covariances, count, predictors);
+  find_predictors(kernels, covariances, count, predictors);
   count = 0;
   for (uint32_t rest = rows; rest != 0; rest &= rest - 1) {
     sources[std::countr_zero(rest)].predictor = predictors[count++];
@@ -129,7 +129,7 @@ RowScale scale_of_patch(const Source& source) {
 void patch_whitened(const SbrKernels& kernels, const PatchedRow& row, const Source& source,
                     QmfMatrix& bands) {
   const int32_t squared = scaled_q31(row.bandwidth_q31, row.bandwidth_q31);
-  const Predictor& p = source.predictor;
+  const RowPredictor& p = source.predictor;
   PatchFilter filter;
   filter.source = row.source;
   filter.target = row.target;

@@ -42,10 +42,10 @@ struct SbrKernels {
   // most 32.
   void (*analyse)(const int16_t* pcm, int band_end, QmfAnalysisState& state, QmfScratch& scratch,
                   QmfMatrix& bands);
-  // QMF synthesis: writes the 32 slots as 32 * `band_count` samples, rounded and clamped to 16 bits: one
-  // after the other or, if `left` is not null, each behind one from there. `band_count` is 64 or 32; 32 uses
-  // the lower bands alone. Bands from `band_end` on are 0. Samples in `bands` are at 2^scale_bits per step,
-  // of any size below 2^31 - 2^7.
+  // QMF synthesis: turns the 32 slots into 32 * `band_count` samples, rounded and clamped to 16 bits. If
+  // `left` is null, sample i is written to pcm[i]; otherwise left[i] and sample i are written to pcm[2 * i]
+  // and pcm[2 * i + 1]. `band_count` is 64 or 32; 32 uses the lower bands alone. Bands from `band_end` on are
+  // 0. Samples in `bands` are at 2^scale_bits per step, of any size below 2^31 - 2^7.
   void (*synthesise)(const QmfMatrix& bands, int band_count, int band_end, int scale_bits,
                      QmfSynthesisState& state, QmfScratch& scratch, const int16_t* left, int16_t* pcm);
   // target[s] = (2^28 source[s] + tap1 source[s - 1] + tap2 source[s - 2]) / 2^shift, for s from kLeadSlots

@@ -1,9 +1,9 @@
 // Solves the normal equations of each row; divides for all rows together.
 //
-// Only the leading 32 bits of determinants and numerators matter. Almost always they are those of an estimate
-// in `double`: then every number within the error of the estimate has the same leading bits. Otherwise
-// they come from integers of 128 bits, which take longer. So the results do not depend on how
-// estimates are rounded.
+// Only the leading 32 bits of determinants and numerators are used. They are taken from an estimate in
+// `double` if every number within its error has the same ones, as is almost always so. Otherwise the sum is
+// computed in integers of 128 bits, which takes longer. So the predictors are those of the exact sums,
+// however estimates are rounded.
 #include "aacdec/sbr/sbr_prediction.h"
 
 #include <bit>
@@ -16,14 +16,13 @@
 namespace zdr::aacdec {
 namespace {
 
-// A number with its sign; `size` is truncated to 32 bits.
+// The sign and the leading 32 bits of a number.
 struct SignedMagnitude {
-  Magnitude size;
+  Magnitude magnitude;
   bool is_negative = false;
 };
 
-// Without a branch: signs and sizes are hard to predict.
-SignedMagnitude magnitude_of_wide(WideInteger v) {
+SignedMagnitude leading_bits(WideInteger v) {
   const WideInteger absolute = absolute_value(v);
   const bool large = absolute.high != 0;
   const uint64_t top = large ? absolute.high : absolute.low;
@@ -38,36 +37,40 @@ class SumEstimate {
  public:
   void add(double product) {
     sum_ += product;
-    size_ += std::fabs(product);
+    absolute_sum_ += std::fabs(product);
   }
   // An error beside that of rounding.
   void add_error(double error) { error_ += error; }
 
-  // False if the leading bits are uncertain.
-  bool find(SignedMagnitude& magnitude) const {
-    // Factors, products and sums are rounded, in any direction: some ten times 2^-52 of the size.
-    const double error = error_ + size_ * 0x1p-48;
-    const double absolute = std::fabs(sum_);
-    const auto lowest = std::bit_cast<uint64_t>(absolute - error);
-    const auto highest = std::bit_cast<uint64_t>(absolute + error);
+  // Finds the sign and the leading 32 bits. Returns the bits that are uncertain, including sign and exponent:
+  // 0 if every number within the error of the estimate has the same ones. A sum of 0 counts as 2^-1023, whose
+  // quotient is rounded to 0.
+  uint64_t find_leading_bits(SignedMagnitude& found) const {
+    // In every rounding mode, a conversion, a product or an addition is off by at most 2^-52 of the result.
+    // There are fewer than ten of them in a row; this covers sixteen.
+    const double error = error_ + absolute_sum_ * 0x1p-48;
+    const double size = std::fabs(sum_);
+    const auto lowest = std::bit_cast<uint64_t>(size - error);
+    const auto highest = std::bit_cast<uint64_t>(size + error);
     constexpr int kDropped = 52 - 31;
     constexpr int kBias = 1023;
-    magnitude.size = {static_cast<uint32_t>(highest >> kDropped) | 1U << 31,
-                      static_cast<int>(highest >> 52) - kBias - 31};
-    magnitude.is_negative = sum_ < 0;
-    return (lowest ^ highest) >> kDropped == 0;
+    // The leading 1 is not stored in a `double`.
+    found.magnitude = {static_cast<uint32_t>(highest >> kDropped) | 1U << 31,
+                       static_cast<int>(highest >> 52) - kBias - 31};
+    found.is_negative = sum_ < 0;
+    return (lowest ^ highest) >> kDropped;
   }
 
  private:
   double sum_ = 0;
-  double size_ = 0;  // the sum of the absolute values
+  double absolute_sum_ = 0;
   double error_ = 0;
 };
 
 // 1 / (1 + 1e-6) is 1 - kRelaxation / 2^52.
 constexpr uint64_t kRelaxation = 4503595123;
 
-// v / (1 + 1e-6), v >= 0.
+// v / (1 + 1e-6), v >= 0. From 2^80 on, 32 bits are dropped first, so that the product fits into 128 bits.
 WideInteger relaxed(WideInteger v) {
   const bool fits = v.high >> 16 == 0;
   return v - (fits ? v * kRelaxation >> 52 : (v >> 32) * kRelaxation >> 20);
@@ -79,6 +82,7 @@ struct Fraction {
   Magnitude denominator;  // not zero unless both numerators are
 };
 
+// The estimates return false if one is too inexact; `tap` is unspecified then.
 bool estimate_second_tap(const Covariance& c, Fraction& tap) {
   const auto r11 = static_cast<double>(c.r11);
   const auto r22 = static_cast<double>(c.r22);
@@ -89,7 +93,8 @@ bool estimate_second_tap(const Covariance& c, Fraction& tap) {
   SumEstimate determinant;
   determinant.add(r11 * r22);
   determinant.add((r12_re * r12_re + r12_im * r12_im) * (kRelaxation * 0x1p-52 - 1));
-  determinant.add_error(2);  // relaxed() truncates
+  // relaxed() drops less than 1; from 2^80 on less than 2^13, which the error of rounding covers.
+  determinant.add_error(1);
   SumEstimate re;
   re.add(r01_re * r12_re);
   re.add(-r01_im * r12_im);
@@ -98,11 +103,11 @@ bool estimate_second_tap(const Covariance& c, Fraction& tap) {
   im.add(r01_re * r12_im);
   im.add(r01_im * r12_re);
   im.add(-static_cast<double>(c.r02.im) * r11);
-  SignedMagnitude divisor;
-  const bool is_certain = static_cast<int>(determinant.find(divisor)) & static_cast<int>(re.find(tap.re)) &
-                          static_cast<int>(im.find(tap.im));
-  tap.denominator = divisor.size;
-  return is_certain;
+  SignedMagnitude divisor;  // not negative: |r12|^2 is at most r11 r22
+  const uint64_t uncertain =
+      determinant.find_leading_bits(divisor) | re.find_leading_bits(tap.re) | im.find_leading_bits(tap.im);
+  tap.denominator = divisor.magnitude;
+  return uncertain == 0;
 }
 
 Fraction second_tap(const Covariance& c) {
@@ -115,11 +120,11 @@ Fraction second_tap(const Covariance& c) {
       wide_product(c.r01.re, c.r12.re) - wide_product(c.r01.im, c.r12.im) - wide_product(c.r02.re, c.r11);
   const WideInteger im =
       wide_product(c.r01.re, c.r12.im) + wide_product(c.r01.im, c.r12.re) - wide_product(c.r02.im, c.r11);
-  return {magnitude_of_wide(re), magnitude_of_wide(im), magnitude_of_wide(determinant).size};
+  return {leading_bits(re), leading_bits(im), leading_bits(determinant).magnitude};
 }
 
-// Times 2^28, as are the second taps.
-bool estimate_first_tap(const Covariance& c, const Predictor& p, Fraction& tap) {
+// The numerators are at 2^28, the scale of the second tap.
+bool estimate_first_tap(const Covariance& c, const RowPredictor& p, Fraction& tap) {
   const auto r12_re = static_cast<double>(c.r12.re);
   const auto r12_im = static_cast<double>(c.r12.im);
   SumEstimate re;
@@ -130,10 +135,10 @@ bool estimate_first_tap(const Covariance& c, const Predictor& p, Fraction& tap) 
   im.add(-0x1p28 * static_cast<double>(c.r01.im));
   im.add(-p.tap2_im * r12_re);
   im.add(p.tap2_re * r12_im);
-  return (static_cast<int>(re.find(tap.re)) & static_cast<int>(im.find(tap.im))) != 0;
+  return (re.find_leading_bits(tap.re) | im.find_leading_bits(tap.im)) == 0;
 }
 
-Fraction first_tap(const Covariance& c, const Predictor& p) {
+Fraction first_tap(const Covariance& c, const RowPredictor& p) {
   if (c.r11 == 0) return {};
   Fraction tap;
   tap.denominator = scaled(make_magnitude(static_cast<uint64_t>(c.r11), 0), 28);
@@ -142,8 +147,8 @@ Fraction first_tap(const Covariance& c, const Predictor& p) {
       (wide(c.r01.re) << 28) + wide_product(p.tap2_re, c.r12.re) + wide_product(p.tap2_im, c.r12.im);
   const WideInteger im =
       (wide(c.r01.im) << 28) + wide_product(p.tap2_im, c.r12.re) - wide_product(p.tap2_re, c.r12.im);
-  tap.re = magnitude_of_wide(-re);
-  tap.im = magnitude_of_wide(-im);
+  tap.re = leading_bits(-re);
+  tap.im = leading_bits(-im);
   return tap;
 }
 
@@ -167,7 +172,7 @@ class Quotients {
 
  private:
   void set_part(int i, SignedMagnitude numerator, Magnitude denominator) {
-    numerators_.set(i, numerator.size);
+    numerators_.set(i, numerator.magnitude);
     denominators_.set(i, denominator);
     signs_[i] = -static_cast<int32_t>(numerator.is_negative);
   }
@@ -186,7 +191,8 @@ bool reaches_four(int32_t re_q28, int32_t im_q28) {
 
 }  // namespace
 
-void predict(const SbrKernels& kernels, const Covariance* covariances, int count, Predictor* predictors) {
+void find_predictors(const SbrKernels& kernels, const Covariance* covariances, int count,
+                     RowPredictor* predictors) {
   Quotients taps;
   for (int i = 0; i < count; ++i) taps.set(i, second_tap(covariances[i]));
   taps.compute(kernels, count);
@@ -197,7 +203,7 @@ void predict(const SbrKernels& kernels, const Covariance* covariances, int count
   }
   taps.compute(kernels, count);
   for (int i = 0; i < count; ++i) {
-    Predictor& p = predictors[i];
+    RowPredictor& p = predictors[i];
     p.tap1_re = taps.re(i);
     p.tap1_im = taps.im(i);
     if (reaches_four(p.tap1_re, p.tap1_im) || reaches_four(p.tap2_re, p.tap2_im)) p = {};

@@ -145,7 +145,8 @@ struct BandEnds {
 // Computes all bands of the output, in sbr.bands, from the core samples.
 BandEnds make_bands(SbrSynthesis& sbr, int channel, const SbrFrame& frame, int fade) {
   const int core_end = std::min(range_of(frame.channel[channel]).kx, kCoreBands);
-  sbr_kernels().analyse(sbr.core[channel], core_end, sbr.channel[channel].analysis, sbr.scratch, sbr.bands);
+  sbr_kernels().analyse(sbr.core_pcm[channel], core_end, sbr.channel[channel].analysis, sbr.scratch,
+                        sbr.bands);
   const int end_before = sbr.channel[channel].kx + sbr.channel[channel].m;
   const int end = extend_channel(sbr, channel, frame, fade).end();
   const int cut = kResamplingCut[sbr.settings.resampling_class] * sbr.settings.rate_multiplier / 2;
@@ -167,7 +168,7 @@ void SbrSynthesis::configure(const SbrSettings& new_settings) {
 }
 
 SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int fade_counter, PsSynthesis* ps,
-                                      int16_t* pcm, int stride) {
+                                      int16_t* pcm, int output_channels) {
   const int fade = fade_of_counter(fade_counter);
   const int band_count = settings.rate_multiplier * kCoreBands;
   const SbrChannelFrame& first = frame.channel[0];
@@ -176,11 +177,10 @@ SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int f
   const SbrOutput output{kQmfSlots * band_count, use_ps ? 2 : channels};
   set_core_channels(*this, channels, ps);
   set_banks(*this, output.channel_count);
-  // Two channels are interleaved as the second one is written.
-  int16_t left[kQmfSlots * kQmfBands];
+  // The first of two output channels is written to `left`, and interleaved with the second one.
   const auto synthesise = [&](const QmfMatrix& from, int c, int band_end, int scale_bits) {
     sbr_kernels().synthesise(from, band_count, band_end, scale_bits, bank[c], scratch,
-                             c == 0 ? nullptr : left, c + 1 < stride ? left : pcm);
+                             c == 0 ? nullptr : left, c + 1 < output_channels ? left : pcm);
   };
   if (use_ps) {
     ps->active = true;
@@ -195,7 +195,10 @@ SbrOutput SbrSynthesis::process_frame(const SbrFrame& frame, int channels, int f
     const BandEnds ends = make_bands(*this, c, frame, fade);
     synthesise(bands, c, ends.sounding, kSampleScaleBits);
   }
-  for (int i = 0; channels < stride && i < output.samples; ++i) pcm[2 * i] = left[i];
+  if (channels < output_channels) {
+    // The caller duplicates the channel.
+    for (int i = 0; i < output.samples; ++i) pcm[2 * i] = left[i];
+  }
   return output;
 }
 

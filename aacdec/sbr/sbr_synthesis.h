@@ -39,34 +39,37 @@ struct SbrSynthesis {
   int core_channels;
   int banks;
 
-  // The core samples of each channel: the caller writes them before process_frame(), which leaves them as
-  // they are.
-  alignas(64) int16_t core[2][kQmfSlots * kCoreBands];
+  // The 16-bit core samples of each channel. The caller writes them before process_frame(), which does not
+  // change them.
+  alignas(64) int16_t core_pcm[2][kQmfSlots * kCoreBands];
 
   // Working memory of both channels. Of its contents, only the order of the noise (levels.noise_table), what
   // levels.sine_count says and the rows of zeros are used again.
   QmfMatrix bands;
   int zero_rows;  // rows of `bands` from this one on are all zero
   QmfScratch scratch;
+  // The first of two output channels, until the second one is interleaved with it.
+  alignas(64) int16_t left[kQmfSlots * kQmfBands];
   RowScale scales[kQmfBands];
   alignas(64) SbrLevels levels;  // aligned: no register of levels crosses a cache line
 
   // Starts a stream: clears every delay line. Must be called before the first use.
   void configure(const SbrSettings& new_settings);
 
-  // Processes a frame of one or two channels. From the samples of each in `core`, writes rate_multiplier
-  // times as many to pcm[i * stride + channel]. A frame without SBR data only passes through the filter
-  // banks. The channels of a pair are independent of each other.
+  // Processes a frame of one or two channels: reads the 1024 samples of each from `core_pcm` and writes
+  // rate_multiplier times as many, sample i of channel c to pcm[i * output_channels + c]. A frame without SBR
+  // data only passes through the filter banks. The channels of a pair are independent of each other.
   //
   // `fade_counter`: the concealment level by which the frame's spectrum was attenuated (2: to half, 3: to a
   // quarter, 4 and 5: silence), else 0. The levels of the high bands are faded accordingly.
   //
-  // `ps`: the PS state of a decoder whose output has two channels, or null. `stride` is the number of
-  // channels of the output, 1 or 2; with `ps` it is 2. From the first frame with PS data on, a frame of one
-  // channel also writes pcm[i * stride + 1] (channel_count is 2). Before such data arrive, the caller
-  // duplicates the channel.
+  // `ps`: the PS state of a decoder whose output has two channels, or null. From the first frame with PS data
+  // on, a frame of one channel also writes the second output channel (channel_count is 2). Before such data
+  // arrive, the caller duplicates the channel.
+  //
+  // `output_channels`: 1 or 2; at least `channels`, and 2 with `ps`.
   SbrOutput process_frame(const SbrFrame& frame, int channels, int fade_counter, PsSynthesis* ps,
-                          int16_t* pcm, int stride);
+                          int16_t* pcm, int output_channels);
 };
 
 // Prepares the data of two channels that are mixed to one before SBR: channel 0 gets the sinusoids of both

@@ -36,21 +36,21 @@ int32_t quotient_q28(WideInteger numerator, WideInteger denominator, int exponen
   return static_cast<int32_t>(numerator.is_negative() ? -value : value);
 }
 
-// v / (1 + 1e-6), with the quotient by 2^52 cut off in 20 bits and more where v is large.
+// v / (1 + 1e-6). From 2^80 on, the lower 32 bits of v are dropped before the product.
 WideInteger relaxed(WideInteger v) {
-  constexpr uint64_t kRelaxation = 4503595123;
+  constexpr uint64_t kRelaxation = 4503595123;  // 1e-6 / (1 + 1e-6) in Q52
   if (v.high < 1 << 16) return v - (v * kRelaxation >> 52);
   return v - ((v >> 32) * kRelaxation >> 20);
 }
 
-Predictor model(const Covariance& c) {
+RowPredictor model(const Covariance& c) {
   const WideInteger determinant = wide_product(c.r11, c.r22) - relaxed(wide_product(c.r12.re, c.r12.re) +
                                                                        wide_product(c.r12.im, c.r12.im));
   const WideInteger re2 =
       wide_product(c.r01.re, c.r12.re) - wide_product(c.r01.im, c.r12.im) - wide_product(c.r02.re, c.r11);
   const WideInteger im2 =
       wide_product(c.r01.re, c.r12.im) + wide_product(c.r01.im, c.r12.re) - wide_product(c.r02.im, c.r11);
-  Predictor p{};
+  RowPredictor p{};
   p.tap2_re = quotient_q28(re2, determinant, 0);
   p.tap2_im = quotient_q28(im2, determinant, 0);
   const WideInteger re1 =
@@ -60,10 +60,10 @@ Predictor model(const Covariance& c) {
   p.tap1_re = quotient_q28(-re1, wide(c.r11), -28);
   p.tap1_im = quotient_q28(-im1, wide(c.r11), -28);
   const auto is_large = [](int64_t re, int64_t im) { return re * re + im * im >= int64_t{1} << 60; };
-  return is_large(p.tap1_re, p.tap1_im) || is_large(p.tap2_re, p.tap2_im) ? Predictor{} : p;
+  return is_large(p.tap1_re, p.tap1_im) || is_large(p.tap2_re, p.tap2_im) ? RowPredictor{} : p;
 }
 
-// Of a row of random samples on top of one that is a tone, whose determinant nearly vanishes.
+// The covariance of a tone with noise added; without noise the determinant nearly vanishes.
 Covariance covariance_of_row(std::mt19937_64& random, int tone_bits, int noise_bits) {
   const auto sample = [&](int bits) {
     return static_cast<int64_t>(static_cast<int32_t>(random())) >> (31 - bits);
@@ -89,8 +89,8 @@ Covariance covariance_of_row(std::mt19937_64& random, int tone_bits, int noise_b
   return {sum(1, 1).re, sum(2, 2).re, sum(0, 1), sum(1, 2), sum(0, 2)};
 }
 
-// A second tap half way between two results, or next to it. Its sum contains two equal products, p q r s,
-// whose estimates differ; the leading bits of the determinant are those of 2^117.
+// A second tap half way between two Q28 values, or just beside. Its numerator contains the product p q r s
+// with both signs, whose estimates may differ. The determinant is about 2^117.
 Covariance covariance_at_edge(std::mt19937_64& random) {
   const auto factor = [&] { return static_cast<int64_t>(random() % (1 << 27)) + (1 << 27); };
   const int64_t p = factor(), q = factor(), r = factor(), s = factor();
@@ -102,7 +102,7 @@ Covariance covariance_at_edge(std::mt19937_64& random) {
   return {int64_t{1} << 57, r22, {p * q, p * r}, r12, {off - (twice_quotient << 31), 0}};
 }
 
-// A determinant whose leading bits would include a fraction if the relaxed covariance had one.
+// A determinant below 2^31: a fraction, if relaxed() did not drop it, would be among its leading 32 bits.
 Covariance covariance_of_few_bits(std::mt19937_64& random) {
   const auto between = [&](int64_t low, int64_t high) {
     return low + static_cast<int64_t>(random() % static_cast<uint64_t>(high - low));
@@ -122,19 +122,20 @@ TEST(SbrPrediction, FindsThePredictorsOfThePlainModelInEveryRoundingMode) {
   std::vector<Covariance> covariances(kCoreBands);
   for (int round = 0; round < 4000; ++round) {
     for (Covariance& c : covariances) {
+      // Sums of tone and noise stay below 2^28.
       const int bits = static_cast<int>(random() % 27);
       const int noise_bits = static_cast<int>(random() % 27);
       c = round % 4 == 0   ? covariance_at_edge(random)
           : round % 4 == 1 ? covariance_of_few_bits(random)
                            : covariance_of_row(random, bits, std::min(bits, noise_bits));
     }
-    Predictor found[kCoreBands];
+    RowPredictor found[kCoreBands];
     std::fesetround(kModes[round / 4 % 4]);
-    predict(sbr_kernels(), covariances.data(), kCoreBands, found);
+    find_predictors(sbr_kernels(), covariances.data(), kCoreBands, found);
     std::fesetround(FE_TONEAREST);
     for (int i = 0; i < kCoreBands; ++i) {
-      const Predictor expected = model(covariances[static_cast<size_t>(i)]);
-      const auto values = [](const Predictor& p) {
+      const RowPredictor expected = model(covariances[static_cast<size_t>(i)]);
+      const auto values = [](const RowPredictor& p) {
         return std::tuple(p.tap1_re, p.tap1_im, p.tap2_re, p.tap2_im);
       };
       ASSERT_EQ(values(found[i]), values(expected)) << "round " << round << ", row " << i;

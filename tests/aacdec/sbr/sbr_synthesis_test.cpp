@@ -42,10 +42,10 @@ struct Decoder {
     sbr->configure(settings);
     ps->configure();
   }
-  // Decodes at a stride of two.
+  // Decodes to an output of two channels.
   Pcm decode(const SbrFrame& frame, const std::vector<Pcm>& cores, bool stereo, int fade_level = 0) {
     Pcm pcm(4096);
-    for (size_t c = 0; c < cores.size(); ++c) std::copy(cores[c].begin(), cores[c].end(), sbr->core[c]);
+    for (size_t c = 0; c < cores.size(); ++c) std::copy(cores[c].begin(), cores[c].end(), sbr->core_pcm[c]);
     output = sbr->process_frame(frame, static_cast<int>(cores.size()), fade_level,
                                 stereo ? ps.get() : nullptr, pcm.data(), 2);
     return pcm;
