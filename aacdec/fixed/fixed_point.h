@@ -1,6 +1,7 @@
 // The arithmetic of the decoder's signal processing: 32-bit fixed point. Floating point at run time only
-// estimates quotients and roots, which integers correct (magnitude_lanes.h, sbr/ps_synthesis.cpp), and the
-// sums of a window, which integers replace where an estimate does not decide (sbr/qmf_window_lanes.h).
+// estimates quotients and roots, which integers correct (magnitude_lanes.h, sbr/ps_synthesis.cpp), and sums
+// of products, which integers replace where an estimate does not decide (sbr/qmf_window_lanes.h,
+// sbr/sbr_prediction.cpp).
 //
 // The core multiplies with mul_q31 only. Its truncation is part of the decoder's output, so the scalar and
 // vector versions produce the same bits. Values that a damaged stream drives out of range saturate in the
