@@ -142,7 +142,8 @@ int32_t Zd_AAC_Dec_SetConfig(Zd_AAC_Dec_Instance* instance, Zd_AAC_Dec_Config* c
  * - input_bytes_inout: in: bytes of input; out, on success: bytes consumed. Each call consumes one block of
  *   an ADTS frame that has several.
  * - pcm_out: room for one output frame (outputBytes of Zd_AAC_Dec_SetConfig), aligned to 16 bits.
- * - pcm_bytes_inout: in: capacity in bytes; out, on success: bytes written.
+ * - pcm_bytes_inout: in: capacity in bytes; out, on success: bytes of samples. If the rate is converted,
+ *   the room after them, up to one output frame, may be overwritten.
  *
  * Returns ZD_AAC_DEC_OK. Returns ZD_AAC_DEC_ERR_OUTPUT_TOO_SMALL and consumes nothing if one output frame
  * does not fit. Returns ZD_AAC_DEC_ERR_FAILED for a null argument, an instance without configuration, a first
